@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// Marks what a Tessaly library exports. Everything else is hidden.
+///
+/// Exceptions, task-local identities and key-path identities carry it too, so that they are one and the same in every
+/// library and executable of a process.
+#define TESSALY_EXPORT [[gnu::visibility("default")]]

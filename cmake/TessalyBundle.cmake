@@ -1,0 +1,77 @@
+# tessaly_bundle(target
+#   IDENTIFIER org.example.player   the application's identifier, in reverse domain-name form
+#   [VERSION 1.2.3]                 the version that people see
+#   [BUILD 42]                      the number of the build
+#   [LOCALIZATIONS en fr...]        the languages that the application speaks, its original one first
+#   [INFORMATION key=value...])     further entries of the information dictionary
+#
+# Puts these facts into the executable `target`, where `Tessaly::Bundle::main()` finds them. They stand in a note of
+# their own: no code runs for them, and neither stripping nor the removal of unused sections loses them.
+
+function(tessaly_bundle target)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "IDENTIFIER;VERSION;BUILD" "LOCALIZATIONS;INFORMATION")
+  if(NOT TARGET ${target})
+    message(FATAL_ERROR "tessaly_bundle: there is no target ${target}")
+  endif()
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL "EXECUTABLE")
+    message(FATAL_ERROR "tessaly_bundle: ${target} is not an executable")
+  endif()
+  get_target_property(existing ${target} TESSALY_BUNDLE_IDENTIFIER)
+  if(existing)
+    message(FATAL_ERROR "tessaly_bundle: ${target} has a bundle already")
+  endif()
+  if(ARG_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "tessaly_bundle: unknown arguments ${ARG_UNPARSED_ARGUMENTS}")
+  endif()
+  if(NOT ARG_IDENTIFIER MATCHES "^[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)*$")
+    message(FATAL_ERROR "tessaly_bundle: IDENTIFIER must be letters, digits, '-' and '_' in parts separated by dots")
+  endif()
+  set_target_properties(${target} PROPERTIES TESSALY_BUNDLE_IDENTIFIER "${ARG_IDENTIFIER}")
+
+  set(bytes "")
+  _tessaly_bundle_append(bytes "CFBundleIdentifier" "${ARG_IDENTIFIER}")
+  if(DEFINED ARG_VERSION)
+    _tessaly_bundle_append(bytes "CFBundleShortVersionString" "${ARG_VERSION}")
+  endif()
+  if(DEFINED ARG_BUILD)
+    _tessaly_bundle_append(bytes "CFBundleVersion" "${ARG_BUILD}")
+  endif()
+  foreach(localization IN LISTS ARG_LOCALIZATIONS)
+    _tessaly_bundle_append(bytes "CFBundleLocalizations" "${localization}")
+  endforeach()
+  foreach(entry IN LISTS ARG_INFORMATION)
+    if(NOT entry MATCHES "^([^=]+)=(.*)$")
+      message(FATAL_ERROR "tessaly_bundle: INFORMATION takes key=value, not ${entry}")
+    endif()
+    _tessaly_bundle_append(bytes "${CMAKE_MATCH_1}" "${CMAKE_MATCH_2}")
+  endforeach()
+
+  string(LENGTH "${bytes}" length)
+  math(EXPR length "${length} / 2")
+  string(REGEX REPLACE "(..)" "0x\\1," bytes "${bytes}")
+  string(REGEX REPLACE ",$" "" bytes "${bytes}")
+  set(source "${CMAKE_CURRENT_BINARY_DIR}/${target}-bundle.cpp")
+  file(CONFIGURE OUTPUT "${source}" @ONLY CONTENT [[
+// Made by tessaly_bundle.
+asm(R"(
+  .pushsection .note.Tessaly, "a", %note
+  .balign 4
+  .long 8
+  .long @length@
+  .long 1
+  .asciz "Tessaly"
+  .byte @bytes@
+  .balign 4
+  .popsection
+)");
+]])
+  target_sources(${target} PRIVATE "${source}")
+endfunction()
+
+# Appends a key and a value to a list of bytes in hexadecimal, each ended by a zero.
+function(_tessaly_bundle_append variable key value)
+  string(HEX "${key}" key)
+  string(HEX "${value}" value)
+  set(${variable} "${${variable}}${key}00${value}00" PARENT_SCOPE)
+endfunction()

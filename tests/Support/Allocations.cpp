@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "tests/Support/Allocations.hpp"
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constinit thread_local long allocations = 0;
+constinit thread_local long deallocations = 0;
+
+}  // namespace
+
+namespace Tessaly::Tests {
+
+long allocationsOfThisThread() { return allocations; }
+long deallocationsOfThisThread() { return deallocations; }
+
+}  // namespace Tessaly::Tests
+
+#if TESSALY_SANITIZED
+
+// A sanitizer has operators of its own, and tells.
+
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*freed)(const volatile void*));
+
+namespace {
+
+[[maybe_unused]] const int installed =
+    __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) { ++allocations; },
+                                              [](const volatile void* memory) {
+                                                if (memory != nullptr) ++deallocations;
+                                              });
+
+}  // namespace
+
+#else
+
+namespace {
+
+void* allocate(std::size_t size, std::size_t alignment) {
+  ++allocations;
+  void* memory = nullptr;
+  if (alignment <= alignof(std::max_align_t)) {
+    memory = std::malloc(size == 0 ? 1 : size);
+  } else {
+    memory = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  }
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+void deallocate(void* memory) {
+  if (memory != nullptr) ++deallocations;
+  std::free(memory);
+}
+
+}  // namespace
+
+// The other forms of the standard library call these.
+void* operator new(std::size_t size) { return allocate(size, 0); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { deallocate(memory); }
+
+#endif

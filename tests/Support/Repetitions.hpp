@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdlib>
+
+namespace Tessaly::Tests {
+
+/// How often a test of concurrency repeats itself: `count` times as a rule, ten times as often when the environment
+/// says `TESSALY_STRESS=1` (as `./run stress` does).
+inline int repetitions(int count) {
+  const char* stress = std::getenv("TESSALY_STRESS");
+  return stress != nullptr && stress[0] == '1' ? count * 10 : count;
+}
+
+}  // namespace Tessaly::Tests

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <fstream>
+#include <string>
+#include <thread>
+
+namespace Tessaly::Tests {
+
+/// Waits until the thread of this process sleeps in the kernel, by asking the kernel for its state.
+inline void waitUntilAsleep(pid_t thread) {
+  const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+  for (;;) {
+    std::ifstream file(path);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    const std::size_t end = text.rfind(") ");
+    if (end != std::string::npos && text[end + 2] == 'S') return;
+    std::this_thread::yield();
+  }
+}
+
+}  // namespace Tessaly::Tests
