@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/IsAsync.hpp"
+#include "Tessaly/Platform/Locks/OSAllocatedUnfairLock.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A value of any kind that is read and changed only while a lock is held.
+///
+/// The value lives in an allocation of its own, as does the lock, so a `Mutex` can be moved while neither moves. It can
+/// not be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside the
+/// value, where nothing keeps the value from being touched without the lock.
+///
+/// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns something
+/// must be emptied first, by `assignWithLock` or inside `withLock`.
+///
+/// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move.
+///
+/// Thread contract: thread-safe. Moving and destroying need the sole owner.
+///
+///     Mutex<std::set<std::string>> listeners({});
+///     listeners.withLock([](auto& set) { set.insert("window"); });
+///     auto snapshot = listeners.withLock([](auto& set) { return set; });
+template <typename Value>
+class Mutex {
+ public:
+  /// Moves the initial value into its slot. Allocates the slot and the lock.
+  explicit Mutex(Value initialValue) : valuePointer_(std::allocator<Value>().allocate(1)) {
+    if constexpr (std::is_nothrow_move_constructible_v<Value>) {
+      std::construct_at(valuePointer_, std::move(initialValue));
+    } else {
+      try {
+        std::construct_at(valuePointer_, std::move(initialValue));
+      } catch (...) {
+        std::allocator<Value>().deallocate(valuePointer_, 1);
+        throw;
+      }
+    }
+  }
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+  Mutex(Mutex&& other) noexcept
+      : lock_(std::move(other.lock_)), valuePointer_(std::exchange(other.valuePointer_, nullptr)) {}
+  Mutex& operator=(Mutex&& other) noexcept {
+    if (this != &other) {
+      freeSlot();
+      lock_ = std::move(other.lock_);
+      valuePointer_ = std::exchange(other.valuePointer_, nullptr);
+    }
+    return *this;
+  }
+  /// Frees the slot without destroying the value in it.
+  ~Mutex() { freeSlot(); }
+
+  /// Calls the body with the value while the lock is held, and returns what the body returned: moved or elided, never
+  /// copied. What the body throws reaches the caller unchanged. The lock is released before either.
+  ///
+  /// The body is an ordinary function: it must not return a reference (that would outlive the lock), nor an `Async`
+  /// (that would run after it).
+  template <typename Body>
+    requires std::is_invocable_v<Body, Value&>
+  auto withLock(Body&& body) -> std::invoke_result_t<Body, Value&> {
+    using Result = std::invoke_result_t<Body, Value&>;
+    static_assert(!std::is_reference_v<Result>, "the body must not hand the guarded value out by reference");
+    static_assert(!detail::isAsync<Result>, "the body must not suspend: it would continue without the lock");
+    return lock_.withLock([&]() -> Result { return std::invoke(std::forward<Body>(body), *valuePointer_); });
+  }
+
+  /// Destroys the value and moves the new one into its place, both while the lock is held.
+  void assignWithLock(Value newValue)
+    requires std::is_nothrow_move_constructible_v<Value>
+  {
+    lock_.withLock([&] {
+      std::destroy_at(valuePointer_);
+      std::construct_at(valuePointer_, std::move(newValue));
+    });
+  }
+
+ private:
+  void freeSlot() noexcept {
+    if (valuePointer_ != nullptr) std::allocator<Value>().deallocate(valuePointer_, 1);
+  }
+
+  OSAllocatedUnfairLock<void> lock_;
+  Value* valuePointer_;
+};
+
+}  // namespace Tessaly::inline v1
