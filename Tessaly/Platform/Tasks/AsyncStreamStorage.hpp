@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Platform/Tasks/BufferingPolicy.hpp"
+#include "Tessaly/Platform/Tasks/Cancellation.hpp"
+#include "Tessaly/Platform/Tasks/CarriedElement.hpp"
+#include "Tessaly/Platform/Tasks/GrowableRing.hpp"
+#include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Platform/Tasks/StreamTermination.hpp"
+#include "Tessaly/Platform/Tasks/TaskRecord.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// What a stream's continuations and iterators share: open with a buffer, open with waiting consumers, or terminal with
+/// what is left. No code of the host's runs under the lock: no handler, and nothing of an element's.
+///
+/// Thread contract: thread-safe.
+template <typename StreamElement>
+class AsyncStreamStorage {
+ public:
+  using Element = StreamElement;
+  using TerminationHandler = std::function<void(const StreamTermination&)>;
+  /// Makes the elements of an unfolding stream.
+  using Producer = std::function<Async<std::optional<Element>>()>;
+
+  struct Waiter {
+    Suspension suspension;
+    std::optional<CarriedElement<Element>> element;
+    std::exception_ptr error;
+    Waiter* next = nullptr;
+  };
+
+  explicit AsyncStreamStorage(BufferingPolicy policy) noexcept : policy_(policy) {}
+  AsyncStreamStorage(Producer producer, std::function<void()> onCancel)
+      : policy_(BufferingPolicy::unbounded()),
+        unfolds_(true),
+        producer_(std::make_shared<Producer>(std::move(producer))),
+        onCancel_(std::move(onCancel)) {}
+  AsyncStreamStorage(const AsyncStreamStorage&) = delete;
+  AsyncStreamStorage& operator=(const AsyncStreamStorage&) = delete;
+
+  YieldResult<Element> yield(Element element) {
+    CarriedElement<Element> carried(std::move(element));
+    std::optional<CarriedElement<Element>> dropped;
+    YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};
+    Waiter* waiter = nullptr;
+    {
+      UnfairLock::Guard guard(lock_);
+      if (state_ != State::open) {
+        result.kind = YieldResultKind::terminated;
+        result.remaining = 0;
+      } else if (firstWaiter_ == nullptr) {
+        buffer(std::move(carried), result, dropped);
+      } else {
+        waiter = firstWaiter_;
+        waiter->element.emplace(std::move(carried));
+        firstWaiter_ = waiter->next;
+        if (firstWaiter_ == nullptr) lastWaiter_ = nullptr;
+      }
+    }
+    if (waiter != nullptr) waiter->suspension.resume();
+    if (dropped) result.element.emplace(std::move(dropped->value()));
+    return result;
+  }
+
+  void finish(std::exception_ptr error) {
+    std::shared_ptr<const TerminationHandler> handler;
+    {
+      UnfairLock::Guard guard(lock_);
+      if (state_ != State::open && state_ != State::cancelling) return;
+      error_ = error;
+      if (std::exchange(state_, State::finishing) == State::cancelling) return;
+      handler.swap(handler_);
+    }
+    terminate(handler.get(), {StreamTermination::Kind::finished, std::move(error)});
+  }
+
+  void cancel() noexcept {
+    std::shared_ptr<const TerminationHandler> handler;
+    {
+      UnfairLock::Guard guard(lock_);
+      if (state_ != State::open) return;
+      state_ = State::cancelling;
+      handler.swap(handler_);
+    }
+    terminate(handler.get(), {StreamTermination::Kind::cancelled});
+  }
+
+  /// Nobody can ask for elements any more.
+  void consumersGone() noexcept {
+    cancel();
+    GrowableRing<CarriedElement<Element>> left;
+    {
+      UnfairLock::Guard guard(lock_);
+      left.swap(buffer_);
+    }
+    static_cast<void>(stopProducing());
+  }
+
+  void setTerminationHandler(TerminationHandler handler) {
+    auto shared = handler ? std::make_shared<const TerminationHandler>(std::move(handler)) : nullptr;
+    UnfairLock::Guard guard(lock_);
+    if (state_ == State::open) handler_.swap(shared);
+  }
+  [[nodiscard]] TerminationHandler terminationHandler() {
+    std::shared_ptr<const TerminationHandler> handler;
+    {
+      UnfairLock::Guard guard(lock_);
+      handler = handler_;
+    }
+    return handler != nullptr ? *handler : TerminationHandler();
+  }
+
+  [[nodiscard]] bool unfolds() const noexcept { return unfolds_; }
+
+  /// True if there is an answer: an element, the error, or the end.
+  bool takeNext(Waiter& waiter) noexcept {
+    UnfairLock::Guard guard(lock_);
+    return takeNextLocked(waiter);
+  }
+  /// The same; otherwise the waiter is added.
+  bool takeNextOrWait(Waiter& waiter) noexcept {
+    UnfairLock::Guard guard(lock_);
+    if (takeNextLocked(waiter)) return true;
+    (lastWaiter_ != nullptr ? lastWaiter_->next : firstWaiter_) = &waiter;
+    lastWaiter_ = &waiter;
+    return false;
+  }
+
+  /// One step of an unfolding stream.
+  static Async<std::optional<Element>> unfold(AsyncStreamStorage* storage) {
+    const ScopedCancellationHandler handler([storage] {
+      if (storage->stopProducing() && storage->onCancel_) storage->onCancel_();
+    });
+    const std::shared_ptr<Producer> producer = storage->producer();
+    if (producer == nullptr) co_return std::nullopt;
+    try {
+      std::optional<Element> element = co_await (*producer)();
+      if (!element) storage->stopProducing();
+      co_return element;
+    } catch (...) {
+      storage->stopProducing();
+      throw;
+    }
+  }
+
+ private:
+  /// While a termination handler runs, the stream is finishing or cancelling: terminal for whoever yields, not yet for
+  /// whoever waits. A cancelling one can still be finished, with an error.
+  enum class State : std::uint8_t { open, finishing, cancelling, terminal };
+
+  void buffer(CarriedElement<Element>&& element, YieldResult<Element>& result,
+              std::optional<CarriedElement<Element>>& dropped) TESSALY_REQUIRES(lock_) {
+    const auto count = static_cast<std::int64_t>(buffer_.count());
+    if (count < policy_.limit) {
+      buffer_.append(std::move(element));
+      if (policy_.kind != BufferingPolicy::Kind::unbounded) result.remaining = policy_.limit - count - 1;
+      return;
+    }
+    result.kind = YieldResultKind::dropped;
+    result.remaining = 0;
+    if (policy_.kind == BufferingPolicy::Kind::newest && policy_.limit > 0) {
+      dropped.emplace(buffer_.takeFront());
+      buffer_.append(std::move(element));
+    } else {
+      dropped.emplace(std::move(element));
+    }
+  }
+
+  bool takeNextLocked(Waiter& waiter) noexcept TESSALY_REQUIRES(lock_) {
+    if (!buffer_.isEmpty()) {
+      waiter.element.emplace(buffer_.takeFront());
+      return true;
+    }
+    if (state_ != State::terminal) return false;
+    waiter.error.swap(error_);
+    return true;
+  }
+
+  /// Calls the handler, with no lock held, and then ends the wait of every waiter.
+  void terminate(const TerminationHandler* handler, const StreamTermination& termination) noexcept {
+    if (handler != nullptr) callNotification("A stream's termination handler", *handler, termination);
+    Waiter* waiter = nullptr;
+    {
+      UnfairLock::Guard guard(lock_);
+      state_ = State::terminal;
+      waiter = std::exchange(firstWaiter_, nullptr);
+      lastWaiter_ = nullptr;
+      if (waiter != nullptr) waiter->error.swap(error_);
+    }
+    while (waiter != nullptr) {
+      Waiter* next = waiter->next;  // Once it is resumed, it may be gone, and this storage with the last one.
+      waiter->suspension.resume();
+      waiter = next;
+    }
+  }
+
+  std::shared_ptr<Producer> producer() {
+    UnfairLock::Guard guard(lock_);
+    return producer_;
+  }
+  /// Lets go of the producer; whether there was one.
+  bool stopProducing() noexcept {
+    std::shared_ptr<Producer> producer;
+    UnfairLock::Guard guard(lock_);
+    producer.swap(producer_);
+    return producer != nullptr;
+  }
+
+  const BufferingPolicy policy_;
+  const bool unfolds_ = false;
+  UnfairLock lock_;
+  State state_ TESSALY_GUARDED_BY(lock_) = State::open;
+  GrowableRing<CarriedElement<Element>> buffer_ TESSALY_GUARDED_BY(lock_);
+  Waiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  Waiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
+  std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
+  std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
+  const std::function<void()> onCancel_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Never.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStreamIterator.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStreamStorage.hpp"
+#include "Tessaly/Platform/Tasks/BufferingPolicy.hpp"
+#include "Tessaly/Platform/Tasks/StreamTermination.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
+/// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
+template <typename StreamElement, typename StreamFailure>
+class BasicAsyncStream {
+ public:
+  using Element = StreamElement;
+  using Failure = StreamFailure;
+  using AsyncIterator = detail::AsyncStreamIterator<Element>;
+  using Termination = StreamTermination;
+
+  /// The producer's end. Copies feed the same stream. Dropping all of them does not end it.
+  ///
+  /// Thread contract: thread-safe.
+  class Continuation {
+   public:
+    /// Hands the element to the oldest waiting consumer, or buffers it. Never waits. Throws what the element's move
+    /// throws: on its way in, then the stream is as it was; or on the way of a dropped one out.
+    YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
+    /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
+    void finish() const { end(nullptr); }
+    /// The same, with an error; null is none. For streams that may fail.
+    void finish(std::exception_ptr error) const
+      requires(!std::same_as<Failure, Never>)
+    {
+      end(std::move(error));
+    }
+    template <std::derived_from<std::exception> E>
+      requires(!std::same_as<Failure, Never>)
+    void finish(E error) const {
+      end(std::make_exception_ptr(std::move(error)));
+    }
+    /// Sets what is called, once, when the stream ends: synchronously on the ending thread, with no lock held. A throw
+    /// out of it stops the process. One set after the end is never called.
+    void setOnTermination(std::function<void(const Termination&)> handler) const {
+      storage_->setTerminationHandler(std::move(handler));
+    }
+    [[nodiscard]] std::function<void(const Termination&)> onTermination() const {
+      return storage_->terminationHandler();
+    }
+
+   private:
+    friend BasicAsyncStream;
+    explicit Continuation(std::shared_ptr<detail::AsyncStreamStorage<Element>> storage) noexcept
+        : storage_(std::move(storage)) {}
+
+    void end(std::exception_ptr error) const {
+      const auto storage = storage_;  // The termination handler may destroy this continuation.
+      storage->finish(std::move(error));
+    }
+
+    std::shared_ptr<detail::AsyncStreamStorage<Element>> storage_;
+  };
+
+  /// Makes a stream with an unbounded buffer. `build` is called once, before this returns.
+  template <typename Build>
+    requires std::is_invocable_v<Build&, Continuation>
+  explicit BasicAsyncStream(Build build) : BasicAsyncStream(BufferingPolicy::unbounded(), std::move(build)) {}
+  template <typename Build>
+    requires std::is_invocable_v<Build&, Continuation>
+  BasicAsyncStream(BufferingPolicy bufferingPolicy, Build build)
+      : BasicAsyncStream(std::make_shared<detail::AsyncStreamStorage<Element>>(bufferingPolicy), std::move(build)) {}
+
+  /// A stream and its continuation, for a producer that starts later.
+  struct StreamAndContinuation {
+    BasicAsyncStream stream;
+    Continuation continuation;
+  };
+  [[nodiscard]] static StreamAndContinuation makeStream(
+      BufferingPolicy bufferingPolicy = BufferingPolicy::unbounded()) {
+    auto storage = std::make_shared<detail::AsyncStreamStorage<Element>>(bufferingPolicy);
+    return {BasicAsyncStream(storage, [](const Continuation&) {}), Continuation(storage)};
+  }
+
+  /// A stream whose elements are made on demand: each `next()` calls `produce`, in the consumer's task, until it gives
+  /// none or, in a stream that may fail, throws. Cancelling the consumer calls `onCancel`, once, and ends the stream
+  /// after the element under way.
+  [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
+                                                  std::function<void()> onCancel = nullptr) {
+    return BasicAsyncStream(
+        std::make_shared<detail::AsyncStreamStorage<Element>>(std::move(produce), std::move(onCancel)),
+        [](const Continuation&) {});
+  }
+
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(consumer_); }
+
+ private:
+  template <typename Build>
+  BasicAsyncStream(std::shared_ptr<detail::AsyncStreamStorage<Element>> storage, Build build)
+      : consumer_(std::make_shared<detail::AsyncStreamConsumer<Element>>(storage)) {
+    build(Continuation(std::move(storage)));
+  }
+
+  std::shared_ptr<detail::AsyncStreamConsumer<Element>> consumer_;
+};
+
+}  // namespace Tessaly::inline v1

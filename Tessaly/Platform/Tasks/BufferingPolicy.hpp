@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+namespace Tessaly::inline v1 {
+
+/// What a stream does with elements that nobody waits for. A consumer that waits gets its element even if the limit is
+/// zero. A limit below zero counts as zero.
+///
+/// Thread contract: thread-compatible.
+///
+///     AsyncStream<int> readings(BufferingPolicy::newest(16), [](auto continuation) { follow(continuation); });
+struct BufferingPolicy {
+  enum class Kind : std::uint8_t { unbounded, oldest, newest };
+
+  /// Keeps all.
+  [[nodiscard]] static constexpr BufferingPolicy unbounded() noexcept {
+    return {Kind::unbounded, std::numeric_limits<std::int64_t>::max()};
+  }
+  /// Keeps the first `limit` and drops later ones.
+  [[nodiscard]] static constexpr BufferingPolicy oldest(std::int64_t limit) noexcept { return {Kind::oldest, limit}; }
+  /// Keeps the last `limit` and drops earlier ones.
+  [[nodiscard]] static constexpr BufferingPolicy newest(std::int64_t limit) noexcept { return {Kind::newest, limit}; }
+
+  Kind kind;
+  std::int64_t limit;
+
+  friend constexpr bool operator==(const BufferingPolicy&, const BufferingPolicy&) noexcept = default;
+};
+
+enum class YieldResultKind : std::uint8_t {
+  enqueued,    ///< Handed to a consumer or buffered.
+  dropped,     ///< The buffer was full: one element went.
+  terminated,  ///< The stream had ended: the new element went.
+};
+
+/// What became of a yielded element.
+///
+/// Thread contract: thread-compatible.
+///
+///     if (continuation.yield(reading).kind == YieldResultKind::terminated) stopReading();
+template <typename Element>
+struct YieldResult {
+  YieldResultKind kind;
+  /// When enqueued: how many more elements fit, which is the whole limit if a consumer took this one, and the largest
+  /// integer if the buffer is unbounded.
+  std::int64_t remaining = 0;
+  /// When dropped: the new element, or the one that it pushed out.
+  std::optional<Element> element = std::nullopt;
+};
+
+}  // namespace Tessaly::inline v1

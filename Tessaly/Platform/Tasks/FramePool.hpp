@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Tasks/ThreadState.hpp"
+
+// Memory of coroutine frames: free lists by size in every thread, each bounded, backed by a bounded common list, so
+// that a frame made on one thread and freed on another finds its way back. Off under the sanitizers, which then see
+// each frame as an allocation of its own.
+
+namespace Tessaly::inline v1::detail {
+
+TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
+TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
+
+inline constexpr std::uint32_t framesPerThreadAndClass = 64;
+
+[[gnu::always_inline]] inline void* allocateFrame(std::size_t size) {
+  const std::size_t index = (size - 1) / frameClassSize;
+  if (index < frameClassCount) [[likely]] {
+    auto& list = threadState.frames[index];
+    if (void* frame = list.first) [[likely]] {
+      list.first = *static_cast<void**>(frame);
+      --list.count;
+      return frame;
+    }
+  }
+  return allocateFrameSlowly(size);
+}
+
+[[gnu::always_inline]] inline void freeFrame(void* frame, std::size_t size) noexcept {
+#if !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
+  const std::size_t index = (size - 1) / frameClassSize;
+  if (index < frameClassCount) [[likely]] {
+    auto& list = threadState.frames[index];
+    if (list.count < framesPerThreadAndClass && threadState.keepsFrames) [[likely]] {
+      *static_cast<void**>(frame) = list.first;
+      list.first = frame;
+      ++list.count;
+      return;
+    }
+  }
+#endif
+  freeFrameSlowly(frame, size);
+}
+
+}  // namespace Tessaly::inline v1::detail
