@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <concepts>
+#include <cstdint>
+#include <utility>
+
+namespace Tessaly::inline v1 {
+
+/// A value on the heap that copies share until one of them is written: the storage of our value types that grow.
+///
+/// Copying costs one atomic addition. Writing copies the value first, unless this is its only holder; that is asked
+/// with an acquire load, so that whatever other holders still read happened before the write. A default-constructed or
+/// moved-from `CopyOnWrite` reads as a default-constructed value and has no storage.
+///
+/// Never keep the reference that `modify` gives across a copy of the holder: it would write through the copy.
+///
+/// The nearest standard facility is `std::shared_ptr`, whose `use_count` must not be used to ask for the only holder.
+///
+/// Thread contract: thread-compatible; holders of one value may be used in different threads.
+///
+///     CopyOnWrite<std::vector<int>> numbers(std::vector{1, 2});
+///     CopyOnWrite<std::vector<int>> before = numbers;
+///     numbers.modify().push_back(3);
+///     // before.read() is still {1, 2}.
+template <typename Value>
+  requires std::copy_constructible<Value> && std::default_initializable<Value>
+class CopyOnWrite {
+ public:
+  constexpr CopyOnWrite() noexcept = default;
+  /// Takes the value over. Allocates.
+  explicit CopyOnWrite(Value value) : storage_(new Storage(std::move(value))) {}
+  constexpr CopyOnWrite(const CopyOnWrite& other) noexcept : storage_(other.storage_) { retain(); }
+  constexpr CopyOnWrite(CopyOnWrite&& other) noexcept : storage_(std::exchange(other.storage_, nullptr)) {}
+  constexpr CopyOnWrite& operator=(CopyOnWrite other) noexcept {
+    std::swap(storage_, other.storage_);
+    return *this;
+  }
+  constexpr ~CopyOnWrite() { release(); }
+
+  /// The value. Valid until this holder is written or destroyed.
+  [[nodiscard]] const Value& read() const noexcept {
+    if (storage_ == nullptr) return emptyValue();
+    return storage_->value;
+  }
+
+  /// The value to write, owned by this holder alone. O(size of the value) when it was shared, else O(1).
+  [[nodiscard]] Value& modify() {
+    if (!isUnique()) {
+      CopyOnWrite copy(storage_ == nullptr ? Value() : storage_->value);
+      std::swap(storage_, copy.storage_);
+    }
+    return storage_->value;
+  }
+
+  /// Whether this holder has storage of its own.
+  [[nodiscard]] bool isUnique() const noexcept {
+    return storage_ != nullptr && storage_->holders.load(std::memory_order_acquire) == 1;
+  }
+
+  /// Whether both holders share one storage, or neither has any; then their values are equal.
+  [[nodiscard]] bool isIdentical(const CopyOnWrite& other) const noexcept { return storage_ == other.storage_; }
+
+ private:
+  struct Storage {
+    explicit Storage(Value&& initial) : value(std::move(initial)) {}
+
+    Value value;
+    std::atomic<std::uint32_t> holders{1};
+  };
+
+  static const Value& emptyValue() noexcept {
+    static const Value& empty = *new Value();
+    return empty;
+  }
+  constexpr void retain() const noexcept {
+    if (storage_ != nullptr) storage_->holders.fetch_add(1, std::memory_order_relaxed);
+  }
+  constexpr void release() noexcept {
+    if (storage_ != nullptr && storage_->holders.fetch_sub(1, std::memory_order_acq_rel) == 1) delete storage_;
+  }
+
+  Storage* storage_ = nullptr;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Tessaly::inline v1::detail {
+
+/// The components of a URL's text, as views of it. Splitting goes by delimiters alone and never fails.
+struct URLComponents {
+  std::optional<std::string_view> scheme;
+  bool hasAuthority = false;
+  std::optional<std::string_view> user;
+  std::optional<std::string_view> password;
+  std::string_view host;
+  std::optional<std::string_view> port;
+  std::string_view path;
+  std::optional<std::string_view> query;
+  std::optional<std::string_view> fragment;
+
+  [[nodiscard]] static URLComponents split(std::string_view text) noexcept;
+};
+
+/// The text with its components checked and, where needed, percent-encoded; nothing when it is not a URL. Encoding the
+/// result again changes nothing.
+[[nodiscard]] std::optional<std::string> encodedURL(std::string_view text);
+
+/// Whether a ':' in a path's first segment would be taken for the end of a scheme.
+enum class FirstSegment { keepColons, encodeColons };
+
+/// A file's path, percent-encoded for the path of a URL; '%' is encoded too.
+[[nodiscard]] std::string percentEncodedPath(std::string_view path, FirstSegment firstSegment);
+
+/// Whether "%2F" and "%00" stay as they are.
+enum class DecodingStyle { everything, fileName };
+
+[[nodiscard]] std::string percentDecoded(std::string_view text, DecodingStyle style);
+
+}  // namespace Tessaly::inline v1::detail

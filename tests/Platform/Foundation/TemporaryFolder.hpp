@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "Tessaly/Platform/Foundation/URL.hpp"
+
+namespace TessalyTests {
+
+/// A folder of its own, removed with all that it holds.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "tessaly-XXXXXX").string()) {
+    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("Cannot make a temporary folder");
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  [[nodiscard]] Tessaly::URL url() const {
+    return Tessaly::URL::fileURLWithPath(path_, Tessaly::URL::DirectoryHint::isDirectory);
+  }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace TessalyTests
