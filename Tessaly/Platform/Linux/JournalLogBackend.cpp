@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
+
+#define SD_JOURNAL_SUPPRESS_LOCATION
+#include <fmt/format.h>
+#include <systemd/sd-journal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
+#include "Tessaly/Platform/Base/Futex.hpp"
+#include "Tessaly/Platform/Base/Thread.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+std::int64_t steadyNow() noexcept { return std::chrono::steady_clock::now().time_since_epoch().count(); }
+
+int priority(OSLogType type) noexcept {
+  switch (type) {
+    case OSLogType::debug:
+      return 7;
+    case OSLogType::info:
+      return 6;
+    case OSLogType::default_:
+      return 5;
+    case OSLogType::error:
+      return 3;
+    case OSLogType::fault:
+      return 2;
+  }
+  return 5;
+}
+
+bool isForkedChild() noexcept { return detail::isForkedChildOfRuntime.load(std::memory_order_relaxed); }
+
+// The fields of one journal entry, in one buffer.
+class Fields {
+ public:
+  template <typename Value>
+  void add(std::string_view name, const Value& value) {
+    fmt::format_to(fmt::appender(text_), "{}={}", name, value);
+    ends_[count_++] = text_.size();
+  }
+
+  // Valid until the next `add`.
+  const iovec* vectors() noexcept {
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < count_; ++i) {
+      vectors_[i] = {text_.data() + begin, ends_[i] - begin};
+      begin = ends_[i];
+    }
+    return vectors_.data();
+  }
+  [[nodiscard]] int count() const noexcept { return static_cast<int>(count_); }
+
+ private:
+  fmt::basic_memory_buffer<char, 1024> text_;
+  std::array<std::size_t, 12> ends_{};
+  std::array<iovec, 12> vectors_{};
+  std::size_t count_ = 0;
+};
+
+}  // namespace
+
+int JournalLogBackend::sendToSystemJournal(const iovec* fields, int count) noexcept {
+  return ::sd_journal_sendv(fields, count);
+}
+
+JournalLogBackend::JournalLogBackend(const LogRing& ring, Options options)
+    : ring_(ring), options_(std::move(options)) {}
+
+bool JournalLogBackend::isSocketThere() const noexcept { return ::access(options_.socketPath.c_str(), F_OK) == 0; }
+
+void JournalLogBackend::noteRecordSlowly(LogTime now) noexcept {
+  if (isForkedChild()) return;
+  if (phase_.load(std::memory_order_relaxed) == Phase::parked) {
+    if (phase_.exchange(Phase::awake, std::memory_order_acq_rel) == Phase::parked) {
+      signal_.fetch_add(1, std::memory_order_release);
+      futexWake(signal_, 1);
+    }
+    return;
+  }
+  // Unsigned, so that a clock that was set back does not end the looking.
+  const std::int64_t time = now.time_since_epoch().count();
+  std::int64_t last = lastLook_.load(std::memory_order_relaxed);
+  if (last != 0 &&
+      static_cast<std::uint64_t>(time - last) < static_cast<std::uint64_t>(options_.retryInterval.count())) {
+    return;
+  }
+  if (!lastLook_.compare_exchange_strong(last, time, std::memory_order_relaxed)) return;
+  if (!isSocketThere()) {
+    state_.store(JournalState::socketMissing, std::memory_order_relaxed);
+    return;
+  }
+  auto expected = Phase::notStarted;
+  if (!phase_.compare_exchange_strong(expected, Phase::awake, std::memory_order_acq_rel)) return;
+  state_.store(JournalState::sending, std::memory_order_relaxed);
+  startLibraryThread("tessaly-journal", [this] { run(); });
+}
+
+void JournalLogBackend::run() noexcept {
+  LogChunk chunk;
+  LogCursor cursor;
+  int idlePolls = 0;
+  for (;;) {
+    phase_.store(Phase::awake, std::memory_order_relaxed);
+    const std::uint32_t signal = signal_.load(std::memory_order_acquire);
+    const std::uint32_t ticket = flushTicket_.load(std::memory_order_acquire);
+    const Outcome outcome = sendPending(cursor, chunk);
+    if (flushed_.exchange(ticket, std::memory_order_release) != ticket) futexWake(flushed_, INT_MAX);
+    if (outcome == Outcome::failed) {
+      futexWaitFor(signal_, signal, options_.retryInterval.count());
+      continue;
+    }
+    idlePolls = outcome == Outcome::sent ? 0 : idlePolls + 1;
+    if (idlePolls < options_.pollsBeforeParking) {
+      futexWaitFor(signal_, signal, options_.pollInterval.count());
+    } else {
+      park(cursor, signal);
+      idlePolls = 0;
+    }
+  }
+}
+
+void JournalLogBackend::park(const LogCursor& cursor, std::uint32_t signal) noexcept {
+  phase_.store(Phase::parked, std::memory_order_relaxed);
+  // Taking the ring's lock orders this: a record that is not seen here was appended after the phase was set, and its
+  // writer sees that.
+  if (ring_.end().position == cursor.position) futexWait(signal_, signal);
+}
+
+JournalLogBackend::Outcome JournalLogBackend::sendPending(LogCursor& cursor, LogChunk& chunk) noexcept {
+  // Not beyond what is there now, so that a flush ends even if others go on writing.
+  const LogCursor end = ring_.end();
+  auto outcome = Outcome::nothingToSend;
+  for (LogCursor next = cursor; ring_.read(next, end, chunk); cursor = next) {
+    if (!isSocketThere()) {
+      state_.store(JournalState::socketMissing, std::memory_order_relaxed);
+      return Outcome::failed;
+    }
+    if (const auto lost = chunk.lostRecords()) {
+      lostRecords_.fetch_add(lost, std::memory_order_relaxed);
+      untoldLosses_ += lost;
+      cursor = chunk.cursor();
+    }
+    if (untoldLosses_ > 0 && !sendLossNotice()) return Outcome::failed;
+    for (;;) {
+      cursor = chunk.cursor();
+      const auto record = chunk.next();
+      if (!record) break;
+      if (!record->signpost && !sendRecord(*record)) return Outcome::failed;
+    }
+    outcome = Outcome::sent;
+  }
+  return outcome;
+}
+
+bool JournalLogBackend::sendRecord(const StoredLogRecord& record) noexcept {
+  try {
+    Fields fields;
+    fields.add("MESSAGE", record.message);
+    fields.add("PRIORITY", priority(record.type));
+    fields.add("SYSLOG_IDENTIFIER", program_invocation_short_name);
+    fields.add("TESSALY_SUBSYSTEM", record.log.subsystem());
+    fields.add("TESSALY_CATEGORY", record.log.category());
+    fields.add("TESSALY_TIME", record.time.time_since_epoch().count());
+    fields.add("TID", record.threadIdentifier);
+    if (!record.file.empty()) {
+      fields.add("CODE_FILE", record.file);
+      fields.add("CODE_LINE", record.line);
+      fields.add("CODE_FUNC", record.function);
+    }
+    const Answer answer = send(fields.vectors(), fields.count());
+    if (answer == Answer::taken) sentRecords_.fetch_add(1, std::memory_order_relaxed);
+    if (answer == Answer::unwanted) lostRecords_.fetch_add(1, std::memory_order_relaxed);
+    return answer != Answer::failed;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool JournalLogBackend::sendLossNotice() noexcept {
+  try {
+    Fields fields;
+    fields.add("MESSAGE", fmt::format("{} log records were evicted before the journal could take them", untoldLosses_));
+    fields.add("PRIORITY", 4);
+    fields.add("SYSLOG_IDENTIFIER", program_invocation_short_name);
+    fields.add("TESSALY_SUBSYSTEM", "Tessaly");
+    fields.add("TESSALY_CATEGORY", "JournalLogBackend");
+    if (send(fields.vectors(), fields.count()) == Answer::failed) return false;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  untoldLosses_ = 0;
+  return true;
+}
+
+JournalLogBackend::Answer JournalLogBackend::send(const iovec* fields, int count) noexcept {
+  sendingSince_.store(steadyNow(), std::memory_order_relaxed);
+  const int status = options_.send(fields, count);
+  sendingSince_.store(0, std::memory_order_relaxed);
+  // It is this entry that the journal does not want: the next ones should not wait behind it.
+  if (status == -EINVAL || status == -E2BIG || status == -EMSGSIZE) return Answer::unwanted;
+  if (status < 0) {
+    error_.store(-status, std::memory_order_relaxed);
+    state_.store(JournalState::refused, std::memory_order_relaxed);
+    return Answer::failed;
+  }
+  // Success is also what is reported when nobody is there.
+  if (!isSocketThere()) {
+    state_.store(JournalState::socketMissing, std::memory_order_relaxed);
+    return Answer::failed;
+  }
+  error_.store(0, std::memory_order_relaxed);
+  state_.store(JournalState::sending, std::memory_order_relaxed);
+  return Answer::taken;
+}
+
+void JournalLogBackend::flush(std::chrono::nanoseconds limit) noexcept {
+  if (isForkedChild() || phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
+  const std::int64_t deadline = steadyNow() + limit.count();
+  const std::uint32_t ticket = flushTicket_.fetch_add(1, std::memory_order_acq_rel) + 1;
+  signal_.fetch_add(1, std::memory_order_release);
+  futexWake(signal_, 1);
+  for (;;) {
+    const std::uint32_t flushed = flushed_.load(std::memory_order_acquire);
+    const std::int64_t left = deadline - steadyNow();
+    if (static_cast<std::int32_t>(flushed - ticket) >= 0 || left <= 0) return;
+    futexWaitFor(flushed_, flushed, left);
+  }
+}
+
+JournalStatus JournalLogBackend::status() const noexcept {
+  JournalStatus status{.state = state_.load(std::memory_order_relaxed),
+                       .error = error_.load(std::memory_order_relaxed),
+                       .sentRecords = sentRecords_.load(std::memory_order_relaxed),
+                       .lostRecords = lostRecords_.load(std::memory_order_relaxed)};
+  const std::int64_t since = sendingSince_.load(std::memory_order_relaxed);
+  if (since != 0 && steadyNow() - since > options_.longestSend.count()) {
+    status.state = JournalState::notAnswering;
+  }
+  if (isForkedChild()) status.state = JournalState::forkedChild;
+  if (status.state != JournalState::refused) status.error = 0;
+  return status;
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Logging/LogRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Writes records to standard error, one line and one `write` each:
+/// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
+///
+/// A closed or full standard error swallows them; a pipe without a reader does not end the process.
+///
+/// Thread contract: thread-safe.
+///
+///     output.set(LogSwitch::on);
+///     if (output.isOn()) output.write(record);
+class TESSALY_EXPORT StandardErrorLogBackend {
+ public:
+  /// Switching on takes hold of what standard error is at that moment.
+  void set(LogSwitch state) noexcept;
+  [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
+
+  void write(const LogRecord& record) noexcept;
+
+ private:
+  std::atomic<bool> isOn_{false};
+  std::atomic<int> descriptor_{-1};  // Kept from the first `on`: another thread may be writing to it.
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+constexpr auto longestLastFlush = std::chrono::seconds(1);
+
+// Not a function-local static: the child of a fork in the middle of its making would wait for ever.
+constinit std::atomic<SystemLogBackend*> sharedBackend{nullptr};
+constinit std::atomic<std::size_t> capacityOfShared{ProcessLogStore::defaultCapacityInBytes};
+
+}  // namespace
+
+SystemLogBackend& SystemLogBackend::shared() noexcept {
+  if (auto* backend = sharedBackend.load(std::memory_order_acquire)) [[likely]]
+    return *backend;
+  return makeShared();
+}
+
+SystemLogBackend& SystemLogBackend::makeShared() noexcept {
+  // Before anything can lock the store. If two threads come here at once it is there twice, and does no harm.
+  ::pthread_atfork(nullptr, nullptr, [] {
+    if (auto* backend = sharedBackend.load(std::memory_order_relaxed)) backend->store_.ring().resetAfterFork();
+  });
+  auto* fresh = new SystemLogBackend(capacityOfShared.load(std::memory_order_relaxed));
+  SystemLogBackend* winner = nullptr;
+  if (!sharedBackend.compare_exchange_strong(winner, fresh, std::memory_order_acq_rel)) {
+    delete fresh;
+    return *winner;
+  }
+  addFatalErrorHandler(&flushBeforeAbort);
+  std::atexit([] { shared().flush(longestLastFlush); });
+  return *fresh;
+}
+
+bool SystemLogBackend::setStoreCapacity(std::size_t bytes) noexcept {
+  if (sharedBackend.load(std::memory_order_acquire) != nullptr) return false;
+  capacityOfShared.store(bytes, std::memory_order_relaxed);
+  return true;
+}
+
+void SystemLogBackend::write(const LogRecord& record) noexcept {
+  store_.append(record);
+  if (record.signpost) return;
+  journal_.noteRecord(record.time);
+  if (standardError_.isOn()) standardError_.write(record);
+}
+
+void SystemLogBackend::flush(std::chrono::nanoseconds limit) noexcept { journal_.flush(limit); }
+
+void SystemLogBackend::flushBeforeAbort() noexcept {
+  // The thread that sends could never take a lock that the failing thread itself holds.
+  if (shared().store_.ring().isLockObtainable()) shared().flush(longestLastFlush);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace Tessaly::inline v1 {
+
+/// Whether records reach the system's journal, and if not, why.
+enum class JournalState : std::uint8_t {
+  /// No record was written yet, so nobody has looked for a journal.
+  notTried,
+  /// There is no journal socket on this machine at present; it is looked for again every second.
+  socketMissing,
+  /// Records are sent.
+  sending,
+  /// The journal refused a record (`JournalStatus::error` says why); it is tried again every second.
+  refused,
+  /// The journal has not taken a record for more than two seconds.
+  notAnswering,
+  /// This process is the child of a fork that happened after the library had started threads: nothing is sent.
+  forkedChild
+};
+
+/// How the journal fares.
+///
+/// Thread contract: thread-compatible.
+///
+///     const auto status = LogConfiguration::journalStatus();
+///     if (status.state == JournalState::refused) std::cerr << std::strerror(status.error) << '\n';
+struct JournalStatus {
+  JournalState state = JournalState::notTried;
+  /// The system's error number of a refusal, else 0.
+  int error = 0;
+  /// How many records the journal has taken.
+  std::uint64_t sentRecords = 0;
+  /// How many records were evicted from the store before the journal took them.
+  std::uint64_t lostRecords = 0;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+namespace Tessaly::inline v1 {
+
+/// Whether an argument of a record may leave the process in clear.
+enum class LogPrivacy : std::uint8_t { public_, private_ };
+
+/// Where in the source a record was written. Empty texts and line 0 where that is not told.
+struct LogLocation {
+  const char* file = "";
+  const char* function = "";
+  unsigned line = 0;
+
+  /// The place of the call; of a default argument, the place of the call that left it out.
+  [[nodiscard]] static constexpr LogLocation here(const char* file = __builtin_FILE(),
+                                                  const char* function = __builtin_FUNCTION(),
+                                                  unsigned line = __builtin_LINE()) noexcept {
+    return {file, function, line};
+  }
+};
+
+namespace detail {
+
+enum class LogArgumentKind : std::uint8_t { text, signedInteger, unsignedInteger, floatingPoint };
+
+template <typename Argument>
+concept LogArgumentType =
+    std::convertible_to<const Argument&, std::string_view> || std::floating_point<Argument> ||
+    (std::integral<Argument> && !std::same_as<Argument, bool> && sizeof(Argument) <= sizeof(std::uint64_t));
+
+template <LogArgumentType Argument>
+inline constexpr LogArgumentKind logArgumentKind =
+    std::convertible_to<const Argument&, std::string_view> ? LogArgumentKind::text
+    : std::floating_point<Argument>                        ? LogArgumentKind::floatingPoint
+    : std::is_signed_v<Argument>                           ? LogArgumentKind::signedInteger
+                                                           : LogArgumentKind::unsignedInteger;
+
+/// One "%..." of a format.
+struct LogPlaceholder {
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+  char conversion = 0;  // '%' for a percent sign, 0 if malformed.
+  LogPrivacy privacy = LogPrivacy::public_;
+};
+
+/// The first placeholder at or after `from`; its `begin` is the format's length when there is none.
+constexpr LogPlaceholder nextLogPlaceholder(std::string_view format, std::size_t from) noexcept {
+  LogPlaceholder found;
+  found.begin = found.end = static_cast<std::uint32_t>(std::min(format.find('%', from), format.size()));
+  if (found.begin == format.size()) return found;
+  std::string_view rest = format.substr(found.begin + 1);
+  enum { unmarked, markedPublic, markedPrivate } mark = unmarked;
+  if (rest.starts_with("{public}")) mark = markedPublic;
+  if (rest.starts_with("{private}")) mark = markedPrivate;
+  if (mark != unmarked) rest.remove_prefix(rest.find('}') + 1);
+  found.end = static_cast<std::uint32_t>(format.size() - rest.size());
+  if (rest.empty()) return found;
+  ++found.end;
+  const char conversion = rest.front();
+  if (conversion == '%' && mark == unmarked) found.conversion = conversion;
+  if (conversion == 's' || conversion == 'd' || conversion == 'x' || conversion == 'f') found.conversion = conversion;
+  if (mark == markedPrivate || (mark == unmarked && conversion == 's')) found.privacy = LogPrivacy::private_;
+  return found;
+}
+
+constexpr bool acceptsLogArgument(char conversion, LogArgumentKind kind) noexcept {
+  switch (conversion) {
+    case 's':
+      return kind == LogArgumentKind::text;
+    case 'd':
+    case 'x':
+      return kind == LogArgumentKind::signedInteger || kind == LogArgumentKind::unsignedInteger;
+    default:
+      return kind == LogArgumentKind::floatingPoint;
+  }
+}
+
+/// Not constant on purpose: reaching it is the compiler's error message.
+inline void formatOfLogRecordDoesNotFitItsArguments() {}
+
+}  // namespace detail
+
+/// The most arguments that one record takes.
+inline constexpr std::size_t maximumLogArguments = 8;
+
+/// The format of a record: a literal whose placeholders are checked against the arguments by the compiler, and the
+/// place of the call.
+///
+/// Placeholders are `%s` for text, `%d` and `%x` for integers, `%f` for floating point, `%%` for a percent sign.
+/// `%{public}s` and `%{private}s` say whether the argument may be shown; unmarked, a text is private and a number is
+/// public. The nearest standard facility is `std::format_string`, which knows no privacy.
+///
+/// Thread contract: thread-compatible.
+///
+///     logger.error("Cannot open %{public}s (%d)", fileName, status);
+template <typename... Arguments>
+class BasicLogFormat {
+ public:
+  template <std::size_t size>
+  consteval BasicLogFormat(const char (&text)[size], const char* file = __builtin_FILE(),  // NOLINT: implicit
+                           const char* function = __builtin_FUNCTION(), unsigned line = __builtin_LINE())
+      : text_(text, size - 1), location_{file, function, line} {
+    static_assert(sizeof...(Arguments) <= maximumLogArguments, "A record takes at most 8 arguments");
+    constexpr std::array<detail::LogArgumentKind, sizeof...(Arguments)> kinds{detail::logArgumentKind<Arguments>...};
+    std::size_t used = 0;
+    for (std::size_t at = 0; at < text_.size();) {
+      const auto placeholder = detail::nextLogPlaceholder(text_, at);
+      at = placeholder.end;
+      if (placeholder.begin == placeholder.end) break;
+      if (placeholder.conversion == '%') {
+        hasPercentSigns_ = true;
+        continue;
+      }
+      if (placeholder.conversion == 0 || used == kinds.size() ||
+          !detail::acceptsLogArgument(placeholder.conversion, kinds[used])) {
+        detail::formatOfLogRecordDoesNotFitItsArguments();
+      }
+      placeholders_[used++] = placeholder;
+    }
+    if (used != kinds.size()) detail::formatOfLogRecordDoesNotFitItsArguments();
+  }
+
+  [[nodiscard]] constexpr std::string_view text() const noexcept { return text_; }
+  [[nodiscard]] constexpr const LogLocation& location() const noexcept { return location_; }
+  /// Where the arguments stand.
+  [[nodiscard]] constexpr const std::array<detail::LogPlaceholder, sizeof...(Arguments)>& placeholders()
+      const noexcept {
+    return placeholders_;
+  }
+  /// Whether there is a `%%`.
+  [[nodiscard]] constexpr bool hasPercentSigns() const noexcept { return hasPercentSigns_; }
+
+ private:
+  std::string_view text_;
+  LogLocation location_;
+  std::array<detail::LogPlaceholder, sizeof...(Arguments)> placeholders_{};
+  bool hasPercentSigns_ = false;
+};
+
+/// The format of a record with these arguments, which are deduced from the arguments alone.
+template <typename... Arguments>
+using LogFormat = BasicLogFormat<std::type_identity_t<Arguments>...>;
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Logging/LogBackend.hpp"
+
+#include <atomic>
+#include <memory>
+
+namespace Tessaly {
+
+class LineCounter final : public LogBackend {
+ public:
+  void write(const LogRecord&) noexcept override { ++lines_; }
+
+ private:
+  std::atomic<int> lines_{0};
+};
+
+void installLineCounter() { const LogBackendInstallation installation(std::make_shared<LineCounter>()); }
+
+}  // namespace Tessaly
