@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include <cxxabi.h>
+#include <fmt/format.h>
+
+#include <concepts>
+#include <new>
+#include <string_view>
+#include <system_error>
+#include <typeinfo>
+
+#include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
+#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/URLError.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+std::string quoted(std::string_view text) {
+  std::string result = "\"";
+  for (const char character : text) {
+    switch (character) {
+      case '"':
+      case '\\':
+        result += '\\';
+        result += character;
+        break;
+      case '\n':
+        result += "\\n";
+        break;
+      case '\r':
+        result += "\\r";
+        break;
+      case '\t':
+        result += "\\t";
+        break;
+      case '\0':
+        result += "\\0";
+        break;
+      default:
+        result += character;
+    }
+  }
+  return result + '"';
+}
+
+// An error's own functions may fail in their turn; the log then says what is known without them.
+template <typename Describe>
+std::string describedBy(Describe&& describe, const std::type_info& type) {
+  try {
+    return describe();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    return unqualifiedTypeName(type);
+  }
+}
+
+std::string defaultMessage(std::string_view domain, std::int64_t code) {
+  return fmt::format("The operation couldn’t be completed. ({} error {}.)", domain, code);
+}
+
+std::string valueDescription(const std::exception& error) {
+  if (const auto* systemError = dynamic_cast<const std::system_error*>(&error)) {
+    const std::error_code& code = systemError->code();
+    if (code.category() == std::system_category() || code.category() == std::generic_category()) {
+      return POSIXError(code.value()).description();
+    }
+    return fmt::format("Error Domain={} Code={} {}", code.category().name(), code.value(), quoted(code.message()));
+  }
+  return fmt::format("{}({})", unqualifiedTypeName(typeid(error)), quoted(error.what()));
+}
+
+std::string thrownText(std::string_view text, std::string_view typeName) {
+  return fmt::format("{}, {}", quoted(text), defaultMessage(typeName, 1));
+}
+
+}  // namespace
+
+std::string logDescription(const std::exception& error) {
+  const std::type_info& type = typeid(error);
+  if (const auto* own = dynamic_cast<const Error*>(&error)) {
+    return describedBy([&] { return own->description(); }, type) + ", " +
+           describedBy([&] { return own->localizedDescription(); }, type);
+  }
+  return valueDescription(error) + ", " + error.what();
+}
+
+std::string logDescription(const std::exception_ptr& error) {
+  if (error == nullptr) return "nil";
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return logDescription(exception);
+  } catch (const std::string& text) {
+    return thrownText(text, "std.string");
+  } catch (const char* text) {
+    return thrownText(text != nullptr ? text : "", "char const*");
+  } catch (int number) {
+    return fmt::format("{}, {}", number, defaultMessage("int", number));
+  } catch (...) {
+    const std::type_info* type = abi::__cxa_current_exception_type();
+    if (type == nullptr) return "An error of another language, " + defaultMessage("foreign", 1);
+    return unqualifiedTypeName(*type) + "(), " + defaultMessage(qualifiedTypeName(*type), 1);
+  }
+}
+
+bool isCancellation(const std::exception& error) noexcept {
+  if (dynamic_cast<const CancellationError*>(&error) != nullptr) return true;
+  const auto* urlError = dynamic_cast<const URLError*>(&error);
+  return urlError != nullptr && urlError->urlCode() == URLError::Code::cancelled;
+}
+
+bool isCancellation(const std::exception_ptr& error) noexcept {
+  if (error == nullptr) return false;
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return isCancellation(exception);
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cxxabi.h>
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/IsAsync.hpp"
+#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/Platform/Logging/Logger.hpp"  // IWYU pragma: export
+
+namespace Tessaly::inline v1 {
+
+template <typename T>
+Logger Logger::make(std::string_view subsystem, Type<T>) {
+  return makeForMainBundle(subsystem, typeName<T>(), 12);
+}
+
+// The helpers below write one record each. They never throw and never fail; when the type of the record is not enabled
+// they do nothing, and no text is made. Their last parameters stand for the caller's place and are left out. All of
+// them are thread-safe.
+
+/// Writes the message, public, as a record of type error.
+///
+///     const auto logger = Logger::make("Export", Type<Exporter>());
+///     errorPublic(logger, "The table is empty");
+TESSALY_EXPORT void errorPublic(const Logger& logger, std::string_view message,
+                                LogLocation location = LogLocation::here()) noexcept;
+
+/// Writes the message, public, as a warning, which is a record of type error.
+TESSALY_EXPORT void warningPublic(const Logger& logger, std::string_view message,
+                                  LogLocation location = LogLocation::here()) noexcept;
+
+/// Writes the message, public, as a record of type default.
+TESSALY_EXPORT void noticePublic(const Logger& logger, std::string_view message,
+                                 LogLocation location = LogLocation::here()) noexcept;
+
+/// Writes "<message> | File: <file>, line: <line>", public, as a record of type error. It does not stop the process, in
+/// any build.
+TESSALY_EXPORT void errorWithAssert(const Logger& logger, std::string_view message, const char* file = __builtin_FILE(),
+                                    unsigned line = __builtin_LINE(),
+                                    const char* function = __builtin_FUNCTION()) noexcept;
+
+namespace detail {
+TESSALY_EXPORT void writeCaughtError(const Logger& logger, std::string_view message, const std::exception_ptr& error,
+                                     LogLocation location) noexcept;
+}  // namespace detail
+
+/// Runs the operation, and if it throws, writes a record of type error instead of passing the error on:
+/// "<message> <error> | Function: <function> | File: <file>". All of it is public but the error's text, which is its
+/// `logDescription`. A message that does not end with punctuation gets a full stop.
+///
+/// Only the unwinding of a thread that is ended by `pthread_exit` or `pthread_cancel` passes through.
+///
+///     catchError(logger, "Saving failed", [&] { document.save(); });
+template <std::invocable Operation>
+void catchError(const Logger& logger, std::string_view message, Operation&& operation,
+                const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
+                unsigned line = __builtin_LINE()) {
+  static_assert(!detail::isAsync<std::remove_cvref_t<std::invoke_result_t<Operation>>>,
+                "the operation must not be asynchronous: it would not run");
+  try {
+    static_cast<void>(std::invoke(std::forward<Operation>(operation)));
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    if (logger.log().isEnabled(OSLogType::error)) {
+      detail::writeCaughtError(logger, message, std::current_exception(), {file, function, line});
+    }
+  }
+}
+
+}  // namespace Tessaly::inline v1

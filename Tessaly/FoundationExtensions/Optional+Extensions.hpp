@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::Optional {
+
+namespace detail {
+
+template <typename T>
+inline constexpr bool isOptional = false;
+template <typename T>
+inline constexpr bool isOptional<std::optional<T>> = true;
+
+template <typename T>
+concept HasDescription = requires(const T& value) {
+  { value.description() } -> std::convertible_to<std::string>;
+};
+
+template <typename T>
+concept IsStreamable = requires(std::ostream& stream, const T& value) { stream << value; };
+
+TESSALY_EXPORT std::string floatingPointDescription(double value);
+TESSALY_EXPORT std::string floatingPointDescription(float value);
+
+}  // namespace detail
+
+/// A value of a type that has a textual description: `description()`, or an `operator<<` into a stream.
+template <typename T>
+concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
+
+/// The wrapped value of an optional that holds one; otherwise throws what `makeError` returns, which is called only
+/// then. An error that is held in a `std::exception_ptr` is thrown as what it holds.
+///
+/// From an lvalue it returns a reference into the optional, from an rvalue the value. `std::optional::value` always
+/// throws `std::bad_optional_access`.
+///
+/// Thread contract: thread-safe.
+template <typename MaybeValue, std::invocable MakeError>
+  requires detail::isOptional<std::remove_cvref_t<MaybeValue>>
+[[nodiscard]] auto unwrapOrThrow(MaybeValue&& optional, MakeError&& makeError)
+    -> std::conditional_t<std::is_lvalue_reference_v<MaybeValue>, decltype(*optional),
+                          typename std::remove_cvref_t<MaybeValue>::value_type> {
+  if (!optional.has_value()) [[unlikely]] {
+    auto error = std::invoke(std::forward<MakeError>(makeError));
+    if constexpr (std::same_as<decltype(error), std::exception_ptr>) {
+      std::rethrow_exception(std::move(error));
+    } else {
+      throw error;
+    }
+  }
+  return *std::forward<MaybeValue>(optional);
+}
+
+/// "nil" for an empty optional, otherwise the description of its value: `description()` if it has one, else what
+/// `operator<<` writes. Truth values read "true" and "false"; floating-point numbers are the shortest text that reads
+/// back as the same number, always with a fraction or an exponent ("12.0", "1e-05").
+///
+/// Thread contract: thread-safe.
+template <Describable T>
+[[nodiscard]] std::string optionalDescription(const std::optional<T>& optional) {
+  if (!optional.has_value()) return "nil";
+  if constexpr (detail::HasDescription<T>) {
+    return std::string(optional->description());
+  } else if constexpr (std::convertible_to<const T&, std::string_view>) {
+    return std::string(std::string_view(*optional));
+  } else if constexpr (std::same_as<T, double> || std::same_as<T, float>) {
+    return detail::floatingPointDescription(*optional);
+  } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
+    return std::to_string(*optional);
+  } else {
+    std::ostringstream stream;
+    stream << std::boolalpha << *optional;
+    return std::move(stream).str();
+  }
+}
+
+}  // namespace Tessaly::inline v1::Optional

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+
+#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::Int32 {
+
+/// A system call's status code that was not 0, and what was being attempted.
+///
+/// The nearest standard facility is `std::system_error`, which knows only codes that belong to a category.
+///
+/// Thread contract: thread-compatible.
+///
+///     try {
+///       Int32::checkError(status, "Cannot read file");
+///     } catch (const Int32::StatusError& error) {
+///       std::cerr << error.description() << '\n';  // Status -43 | Cannot read file
+///     }
+struct TESSALY_EXPORT StatusError : Error {
+  std::int32_t status;
+  std::string message;
+
+  StatusError(std::int32_t status, std::string message);
+  ~StatusError() override;
+
+  /// "Status <status> | <message>".
+  [[nodiscard]] std::string description() const override;
+
+  /// Whether both have the same status and message.
+  friend bool operator==(const StatusError& left, const StatusError& right) noexcept {
+    return left.status == right.status && left.message == right.message;
+  }
+};
+
+namespace detail {
+[[noreturn]] TESSALY_EXPORT void throwStatusError(std::int32_t status, std::string message);
+}  // namespace detail
+
+/// Returns when the code is 0; throws `StatusError` with the code and the message otherwise.
+///
+/// Thread contract: thread-safe.
+template <std::same_as<std::int32_t> Code, std::convertible_to<std::string> Message>
+void checkError(Code code, Message&& message) {
+  if (code != 0) [[unlikely]]
+    detail::throwStatusError(code, std::forward<Message>(message));
+}
+
+}  // namespace Tessaly::inline v1::Int32

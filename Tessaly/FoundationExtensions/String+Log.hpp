@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::String {
+
+/// The text on one line: every run of white space (Unicode's property White_Space, line feeds among it) becomes one
+/// blank, also at the ends. Bytes that are not UTF-8 stay as they are. O(n).
+///
+/// Thread contract: thread-safe.
+///
+///     const std::string line = String::log("a \n\n  b\tc");  // "a b c"
+[[nodiscard]] TESSALY_EXPORT std::string log(std::string_view text);
+
+}  // namespace Tessaly::inline v1::String

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/FoundationExtensions/detail/MainBundleSubsystem.hpp"
+
+#include <optional>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Logging/PlatformLog.hpp"
+
+namespace Tessaly::inline v1 {
+
+std::string detail::mainBundleSubsystem(std::string_view subsystem, std::string_view file, unsigned line) {
+  const std::optional<std::string>& identifier = Bundle::main().bundleIdentifier();
+  if (!identifier) fatalError("Unable to get 'Bundle.main.bundleIdentifier'", file, line);
+  setPlatformLogIdentifier(*identifier);
+  std::string joined = *identifier;
+  joined += '.';
+  joined += subsystem;
+  return joined;
+}
+
+}  // namespace Tessaly::inline v1
