@@ -49,7 +49,7 @@ void startLibraryThread(const char* name, std::move_only_function<void()> body) 
   ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
   pthread_t thread{};
   const int status = ::pthread_create(&thread, &attributes, &run, start.get());
-  if (status == 0) start.release();
+  if (status == 0) static_cast<void>(start.release());
   ::pthread_attr_destroy(&attributes);
   ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (status != 0) fatalError("The system refused to start a thread", "Tessaly/Thread", __LINE__);

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#include <cstdio>
+#include <string>
+
+#include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Platform/Base/Error.hpp"
+
+// An error of the library, thrown here and caught by its base, and a text made there.
+int main() {
+  Tessaly::Mutex<std::string> text("untouched");
+  try {
+    text.withLock([](auto& value) {
+      value = "a host caught ";
+      throw Tessaly::CancellationError();
+    });
+  } catch (const Tessaly::Error& error) {
+    text.withLock([&](auto& value) { value += error.what(); });
+  }
+  std::puts(text.withLock([](auto& value) { return std::exchange(value, ""); }).c_str());
+}

@@ -1,0 +1,15 @@
+// expected: writing variable 'total' requires holding lock 'lock' exclusively
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+
+struct Counter {
+  Tessaly::UnfairLock lock;
+  int total TESSALY_GUARDED_BY(lock) = 0;
+
+  void count() {
+#ifdef ALLOWED
+    Tessaly::UnfairLock::Guard guard(lock);
+#endif
+    total += 1;
+  }
+};

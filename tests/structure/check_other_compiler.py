@@ -1,0 +1,65 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""What g++ makes of the headers: check_other_compiler.py root
+
+Headers without coroutines compile. Those with coroutines, which it miscompiles, stop with a message. And no header has
+coroutines without that.
+"""
+
+import concurrent.futures
+import os
+import re
+import subprocess
+
+import tree
+
+MESSAGE = "miscompiles without a warning. Compile with clang-19"
+COROUTINE = re.compile(r"\bco_(await|yield|return)\b|\bcoroutine_handle\b|\bpromise_type\b|#include <coroutine>")
+COMMENT = re.compile(r"//.*")
+
+
+def compile_with_gcc(root, *names):
+    """What g++ says about a file that includes these headers, and nothing if it takes it."""
+    text = "".join(f'#include "{name}"\n' for name in names)
+    result = subprocess.run(["g++", "-std=c++23", "-fsyntax-only", "-Wfatal-errors", "-Wall", "-Wextra", "-Werror",
+                             f"-I{root}", "-xc++", "-"],
+                            input=text, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return "" if result.returncode == 0 else result.stdout
+
+
+def check(root):
+    stopping = tree.coroutine_headers(root)
+    compiling = [path for path in tree.headers(root) if path not in stopping]
+    complaints = [f"{path.relative_to(root)} has coroutines and does not include Platform/Tasks/Coroutines.hpp"
+                  for path in compiling if COROUTINE.search(COMMENT.sub("", tree.read(path)))]
+    said = compile_with_gcc(root, *[path.relative_to(root) for path in compiling])
+    if said:
+        complaints.append(f"g++ does not take the headers without coroutines:\n{said}")
+    stopping &= set(tree.headers(root))
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        names = sorted(path.relative_to(root) for path in stopping)
+        for name, text in zip(names, pool.map(lambda name: compile_with_gcc(root, name), names)):
+            if MESSAGE not in text:
+                complaints.append(f"{name} does not stop g++ with the message:\n{text}")
+    return complaints
+
+
+def self_test():
+    right = {
+        "Tessaly/Platform/Tasks/Coroutines.hpp": "#pragma once\n#if defined(__GNUC__) && !defined(__clang__)\n"
+                                                 f"#error \"It {MESSAGE}\"\n#endif\n#include <coroutine>\n",
+        "Tessaly/Platform/Tasks/Async.hpp": '#pragma once\n#include "Tessaly/Platform/Tasks/Coroutines.hpp"\n',
+        "Tessaly/A.hpp": "#pragma once\n// Not a co_await.\nint a();\n",
+    }
+    with tree.small_tree(right) as root:
+        tree.expect(check(root))
+    for name, text, *complaints in (
+            ("Tessaly/B.hpp", "using B = void::promise_type;\n", "Tessaly/B.hpp has coroutines", "g++ does not take"),
+            ("Tessaly/A.hpp", "int a() {}\n", "g++ does not take"),
+            ("Tessaly/Platform/Tasks/Coroutines.hpp", "#pragma once\n#include <coroutine>\n",
+             "Tessaly/Platform/Tasks/Async.hpp does not stop", "Tessaly/Platform/Tasks/Coroutines.hpp does not stop")):
+        with tree.small_tree(right | {name: text}) as root:
+            tree.expect(check(root), *complaints)
+
+
+tree.main(check, self_test)

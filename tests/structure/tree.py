@@ -1,0 +1,72 @@
+# SPDX-License-Identifier: MIT
+"""What the checks on the tree share.
+
+A check is a function that takes the root of the tree and returns its complaints. Each script also has a self-test, which
+runs its check on small trees made for the purpose: it shows that the check passes what is right and finds what is wrong.
+"""
+
+import contextlib
+import pathlib
+import re
+import sys
+import tempfile
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
+
+
+def main(check, self_test):
+    if sys.argv[1] == "--self-test":
+        self_test()
+        return
+    complaints = check(pathlib.Path(sys.argv[1]), *sys.argv[2:])
+    print("\n".join(complaints))
+    sys.exit(1 if complaints else 0)
+
+
+def read(path):
+    return path.read_text(encoding="utf-8")
+
+
+def headers(root):
+    """Every header that is installed."""
+    return sorted(path for path in (root / "Tessaly").rglob("*.hpp")
+                  if path.relative_to(root).parts[:3] != ("Tessaly", "Platform", "Linux"))
+
+
+def is_ours(path, root):
+    """Whether a file belongs to the tree and not to git or a build."""
+    parts = path.relative_to(root).parts
+    return path.is_file() and parts[0] not in (".git", "build") and "__pycache__" not in parts
+
+
+def coroutine_headers(root):
+    """The headers that reach Platform/Tasks/Coroutines.hpp, which stops compilers that miscompile coroutines."""
+    gate = "Tessaly/Platform/Tasks/Coroutines.hpp"
+    includes = {str(path.relative_to(root)): {name for _, name in INCLUDE.findall(read(path))}
+                for path in (root / "Tessaly").rglob("*.hpp")}
+    found = {gate} & set(includes)
+    while True:
+        more = {name for name, included in includes.items() if included & found} - found
+        if not more:
+            return {root / name for name in found}
+        found |= more
+
+
+@contextlib.contextmanager
+def small_tree(files):
+    """A folder with these files, by name and text."""
+    with tempfile.TemporaryDirectory() as folder:
+        root = pathlib.Path(folder)
+        for name, text in files.items():
+            path = root / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(text, encoding="utf-8")
+        yield root
+
+
+def expect(complaints, *fragments):
+    """Stops a self-test unless there is one complaint for each fragment, in order, which contains it."""
+    matches = len(complaints) == len(fragments) and all(
+        fragment in complaint for fragment, complaint in zip(fragments, complaints))
+    if not matches:
+        sys.exit(f"Expected complaints with {list(fragments)}, got {complaints}")
