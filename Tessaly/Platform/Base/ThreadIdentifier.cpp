@@ -16,8 +16,8 @@ constinit std::atomic<bool> isForgottenByForks{false};
 __thread std::uint32_t cachedThreadIdentifier [[gnu::tls_model("initial-exec")]] = 0;
 
 std::uint32_t fetchThreadIdentifier() noexcept {
-  // Not a static local: the child of a fork in the middle of its initialisation would wait for ever. If two threads come
-  // here at once, the handler is there twice and does no harm.
+  // Not a static local: the child of a fork in the middle of its initialisation would wait for ever. If two threads
+  // come here at once, the handler is there twice and does no harm.
   if (!isForgottenByForks.load(std::memory_order_acquire)) {
     ::pthread_atfork(nullptr, nullptr, [] { cachedThreadIdentifier = 0; });
     isForgottenByForks.store(true, std::memory_order_release);

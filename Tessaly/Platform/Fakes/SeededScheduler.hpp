@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 /// Tasks interleave where they suspend, so a test that wants every order of its steps puts a `Task<>::yield()` between
 /// them. Serial executors never take the shortcut onto the running thread, so each hop is a choice, too.
 ///
-/// Thread contract: jobs may come from any thread; one thread runs them.
+/// Thread contract: thread-safe, except that one thread runs the jobs.
 ///
 ///     SeededScheduler& scheduler = SeededScheduler::install();
 ///     for (std::uint64_t seed = 0; seed < 1000; ++seed) {

@@ -15,7 +15,7 @@ namespace detail {
 template <AsyncSequence Base, typename Transform>
 class CompactMapStepper {
  public:
-  using Element = AsyncInvokeResult<Transform&, typename Base::Element>::value_type;
+  using Element = TransformResult<Transform, typename Base::Element>::value_type;
 
   CompactMapStepper(AsyncIterator<Base> base, Transform transform)
       : base_(std::move(base)), transform_(std::move(transform)) {}

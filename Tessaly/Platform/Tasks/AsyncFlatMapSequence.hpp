@@ -15,7 +15,7 @@ namespace detail {
 template <AsyncSequence Base, typename Transform>
 class FlatMapStepper {
  public:
-  using Segment = AsyncInvokeResult<Transform&, typename Base::Element>;
+  using Segment = TransformResult<Transform, typename Base::Element>;
   using Element = Segment::Element;
 
   FlatMapStepper(AsyncIterator<Base> base, Transform transform)

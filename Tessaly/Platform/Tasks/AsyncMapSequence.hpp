@@ -15,7 +15,7 @@ namespace detail {
 template <AsyncSequence Base, typename Transform>
 class MapStepper {
  public:
-  using Element = AsyncInvokeResult<Transform&, typename Base::Element>;
+  using Element = TransformResult<Transform, typename Base::Element>;
 
   MapStepper(AsyncIterator<Base> base, Transform transform)
       : base_(std::move(base)), transform_(std::move(transform)) {}

@@ -48,7 +48,7 @@ class AsyncStreamStorage {
   AsyncStreamStorage(const AsyncStreamStorage&) = delete;
   AsyncStreamStorage& operator=(const AsyncStreamStorage&) = delete;
 
-  YieldResult<Element> yield(Element element) {
+  YieldResult<Element> yield(Element&& element) {
     CarriedElement<Element> carried(std::move(element));
     std::optional<CarriedElement<Element>> dropped;
     YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};

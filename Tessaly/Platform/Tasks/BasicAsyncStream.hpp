@@ -19,6 +19,10 @@ namespace Tessaly::inline v1 {
 
 /// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
 /// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
+///
+/// Thread contract: thread-safe; an iterator is thread-compatible.
+///
+///     static_assert(std::same_as<AsyncStream<int>, BasicAsyncStream<int, Never>>);
 template <typename StreamElement, typename StreamFailure>
 class BasicAsyncStream {
  public:

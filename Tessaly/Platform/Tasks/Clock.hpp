@@ -73,12 +73,12 @@ class ClockTimer {
 /// Thread contract: thread-safe.
 ///
 ///     co_await Task<>::sleep(std::chrono::milliseconds(20), ContinuousClock::shared());
-class ContinuousClock final : public Clock {
+class TESSALY_EXPORT ContinuousClock final : public Clock {
  public:
-  [[nodiscard]] TESSALY_EXPORT static ContinuousClock& shared() noexcept;
-  [[nodiscard]] TESSALY_EXPORT Instant now() const noexcept override;
-  TESSALY_EXPORT void add(ClockTimer& timer) override;
-  TESSALY_EXPORT bool remove(ClockTimer& timer) noexcept override;
+  [[nodiscard]] static ContinuousClock& shared() noexcept;
+  [[nodiscard]] Instant now() const noexcept override;
+  void add(ClockTimer& timer) override;
+  bool remove(ClockTimer& timer) noexcept override;
 };
 
 }  // namespace Tessaly::inline v1

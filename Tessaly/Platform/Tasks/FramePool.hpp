@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Tasks/ThreadState.hpp"
 
 // Memory of coroutine frames: free lists by size in every thread, each bounded, backed by a bounded common list, so
@@ -31,7 +32,7 @@ inline constexpr std::uint32_t framesPerThreadAndClass = 64;
 }
 
 [[gnu::always_inline]] inline void freeFrame(void* frame, std::size_t size) noexcept {
-#if !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
+#if !TESSALY_IS_SANITIZED
   const std::size_t index = (size - 1) / frameClassSize;
   if (index < frameClassCount) [[likely]] {
     auto& list = threadState.frames[index];

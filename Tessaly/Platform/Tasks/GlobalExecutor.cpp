@@ -5,6 +5,7 @@
 
 #include <array>
 #include <bit>
+#include <utility>
 
 #include "Tessaly/Platform/Base/FatalError.hpp"
 #include "Tessaly/Platform/Base/ForkGuard.hpp"
@@ -104,10 +105,18 @@ class Pool final : public Executor {
   [[noreturn]] void work() {
     detail::ThreadState& state = detail::threadState;
     state.isPoolWorker = true;
-    for (;;) {
-      take()->run();
+    for (Job* job = take();;) {
+      job->run();
       if (state.executor != nullptr) SerialExecutor::leaveCurrent();
+      job = state.traded != nullptr ? trade(*std::exchange(state.traded, nullptr)) : take();
     }
+  }
+
+  /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
+  Job* trade(Job& job) {
+    UnfairLock::Guard guard(lock_);
+    push(job);
+    return pop();
   }
 
   /// The next job; waits for one, spinning shortly before it sleeps.

@@ -69,32 +69,29 @@ class Queue final : public Executor {
     Executor* const outerExecutor = state.executor;
     state.executor = this;
     std::size_t count = 0;
-    // Read whatever the flag says: a signal may arrive after the drain that served its job.
-    std::uint64_t value = 0;
-    [[maybe_unused]] const ssize_t size = ::read(descriptor_, &value, sizeof(value));
     lock_.lock();
     drains_.fetch_add(1, std::memory_order_relaxed);
-    isSignalled_ = false;
+    if (jobs_.isEmpty()) quieten();  // A signal may arrive after the drain that served its job.
     const std::uint64_t last = enqueued_;
     while (dequeued_ < last) {
       Job* job = jobs_.popFirst();
       ++dequeued_;
+      // While other jobs wait, the descriptor stays readable: the job may run a loop that polls it.
+      if (jobs_.isEmpty()) quieten();
       lock_.unlock();
       job->run();
       ++count;
       lock_.lock();
     }
-    const bool signals = !jobs_.isEmpty() && !isSignalled_;
-    if (signals) isSignalled_ = true;
     lock_.unlock();
-    if (signals) signal();
     state.executor = outerExecutor;
     return count;
   }
 
   void run() {
     while (!isStopping_.exchange(false, std::memory_order_acquire)) {
-      if (drain() > 0) continue;
+      // The drain may have swallowed the signal of `stop()`.
+      if (drain() > 0 || isStopping_.load(std::memory_order_acquire)) continue;
       pollfd waited{descriptor_, POLLIN, 0};
       ::poll(&waited, 1, -1);
     }
@@ -109,6 +106,13 @@ class Queue final : public Executor {
   void signal() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t size = ::write(descriptor_, &one, sizeof(one));
+  }
+
+  /// Makes the descriptor unreadable. Nobody's signal is lost: who enqueues next signals anew.
+  void quieten() TESSALY_REQUIRES(lock_) {
+    isSignalled_ = false;
+    std::uint64_t value = 0;
+    [[maybe_unused]] const ssize_t size = ::read(descriptor_, &value, sizeof(value));
   }
 
   /// Looks every 2 s whether work waits that no drain has come for, as long as there is work.

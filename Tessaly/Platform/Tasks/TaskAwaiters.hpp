@@ -17,7 +17,7 @@ struct YieldAwaiter {
   void await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
     TaskRecord& task = *threadState.task;
     task.setResumePoint(handle);
-    task.schedule();
+    task.scheduleBehind();
   }
   void await_resume() const noexcept {}
 };

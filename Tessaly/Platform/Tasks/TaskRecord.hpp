@@ -35,12 +35,14 @@ class CancellationHandler {
   enum class State : std::uint8_t { removed, added, running };
 
   Function function_;
-  CancellationHandler* next_ = nullptr;
-  CancellationHandler* previous_ = nullptr;
   State state_ = State::removed;
-  std::uint32_t runningThread_ = 0;
+  // Set when the handler is added.
+  CancellationHandler* next_;
+  CancellationHandler* previous_;
+  // Set when the handler is called.
+  std::uint32_t runningThread_;
   /// Set by `remove` from inside the handler itself: the handler's storage is gone when it returns.
-  bool* isGone_ = nullptr;
+  bool* isGone_;
 };
 
 class TaskRecord;
@@ -94,6 +96,17 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void schedule() noexcept {
     Executor* executor = executor_.load(std::memory_order_relaxed);
     (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
+  }
+
+  /// Enqueues the task, which is the current one and suspends now, behind what waits. On the pool the thread trades it
+  /// for the next job under one lock.
+  void scheduleBehind() noexcept {
+    ThreadState& state = threadState;
+    if (state.isPoolWorker && executor() == nullptr) {
+      state.traded = this;
+    } else {
+      schedule();
+    }
   }
 
   void cancel() noexcept;

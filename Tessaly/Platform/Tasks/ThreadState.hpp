@@ -10,6 +10,7 @@
 namespace Tessaly::inline v1 {
 
 class Executor;
+class Job;
 
 namespace detail {
 
@@ -27,6 +28,8 @@ struct ThreadState {
   Executor* executor;
   /// Whether this is a thread of the global pool, which may take idle serial executors over and give them back.
   bool isPoolWorker;
+  /// The job that the running one leaves behind itself: it yields, and the thread trades it for the next at once.
+  Job* traded;
   /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
   TaskRecord* completed;
   /// The task-local bindings made outside any task.

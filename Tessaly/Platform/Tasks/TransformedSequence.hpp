@@ -10,6 +10,10 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// The type of what a transform that returns a value, a reference or an `Async` makes of an element.
+template <typename Transform, typename Element>
+using TransformResult = std::remove_cvref_t<AsyncInvokeResult<Transform&, Element>>;
+
 /// Awaiting it gives the value at once.
 template <typename T>
 struct Ready {
@@ -28,7 +32,7 @@ template <typename Transform, typename Element>
   if constexpr (isAsync<Result>) {
     return std::invoke(transform, std::move(element));
   } else {
-    return Ready<std::decay_t<Result>>{std::invoke(transform, std::move(element))};
+    return Ready<std::remove_cvref_t<Result>>{std::invoke(transform, std::move(element))};
   }
 }
 

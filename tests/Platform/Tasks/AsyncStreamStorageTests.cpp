@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Tasks/AsyncStreamStorage.hpp"
-
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -11,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Platform/Tasks/AsyncStreamStorage.hpp"
 #include "tests/Platform/Tasks/Streams.hpp"
 
 namespace Tessaly {
@@ -340,8 +339,7 @@ TEST(AsyncStreamStorage, LetsTheElementsThatAreLeftYieldAndFinishAsTheyGo) {
     }
     stream.reset();
   }
-  EXPECT_EQ(events,
-            (Results{"discarded", "terminated", "discarded", "terminated", "discarded", "terminated"}));
+  EXPECT_EQ(events, (Results{"discarded", "terminated", "discarded", "terminated", "discarded", "terminated"}));
 }
 
 TEST(AsyncStreamStorage, LetsADroppedElementYieldAsItGoes) {
@@ -365,7 +363,7 @@ TEST(AsyncStreamStorage, DestroysHandlersOutsideItsLock) {
       return [end = AtEnd([&, continuation] {
                 ++destroyed;
                 continuation.yield(1);
-                continuation.setOnTermination([](const StreamTermination&) {});
+                static_cast<void>(continuation.onTermination());
               })](const StreamTermination&) {};
     };
     continuation.setOnTermination(handler());

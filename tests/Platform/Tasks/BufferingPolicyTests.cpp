@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Tasks/BufferingPolicy.hpp"
-
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <optional>
+
+#include "Tessaly/Platform/Tasks/BufferingPolicy.hpp"
 
 namespace Tessaly {
 namespace {

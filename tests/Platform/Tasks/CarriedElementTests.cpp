@@ -24,8 +24,8 @@ TEST(CarriedElement, OfBytesIsTheElementItself) {
   static_assert(sizeof(CarriedElement<int>) == sizeof(int));
   static_assert(std::is_trivially_copyable_v<CarriedElement<std::array<long, 8>>>);
   CarriedElement<Unassignable> carried(Unassignable{7});
-  const CarriedElement<Unassignable> moved(std::move(carried));
-  EXPECT_EQ(carried.value().number, 7);
+  CarriedElement<Unassignable> moved(std::move(carried));
+  EXPECT_EQ(moved.value().number, 7);
 }
 
 /// Counts its copies and moves, and how many there are.

@@ -37,7 +37,7 @@ TEST(GrowableRing, BehavesAsADequeUnderRandomUse) {
   std::deque<int> expected;
   for (int i = 0; i < 20'000; ++i) {
     // Long runs of one kind make it both grow and wrap around.
-    if (random() % 1'000 < 500 + 3 * (i / 100 % 100)) {
+    if (random() % 1'000 < static_cast<unsigned long>(500 + 3 * (i / 100 % 100))) {
       ring.append(std::make_unique<int>(i));
       expected.push_back(i);
     } else if (!expected.empty()) {

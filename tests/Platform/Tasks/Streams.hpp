@@ -24,8 +24,13 @@ inline void settle() { SeededScheduler::install().runUntilIdle(); }
 
 /// Starts a task that inherits nothing.
 template <typename Operation>
+auto start(TaskOptions options, Operation operation) {
+  SeededScheduler::install();
+  return Task<detail::AsyncInvokeResult<Operation&>>::detached(std::move(options), std::move(operation));
+}
+template <typename Operation>
 auto start(Operation operation) {
-  return Task<detail::AsyncInvokeResult<Operation&>>::detached(std::move(operation));
+  return start({}, std::move(operation));
 }
 
 inline std::string textOf(int number) { return std::to_string(number); }
@@ -76,9 +81,8 @@ template <typename Iterator>
 class Request {
  public:
   explicit Request(Iterator iterator)
-      : state_(std::make_shared<State>(std::move(iterator))), task_(start([state = state_]() -> Async<void> {
-          state->answer = co_await nextText(&state->iterator);
-        })) {}
+      : state_(std::make_shared<State>(std::move(iterator))),
+        task_(start([state = state_]() -> Async<void> { state->answer = co_await nextText(&state->iterator); })) {}
   Request(const Request&) = delete;
   Request& operator=(const Request&) = delete;
   ~Request() {

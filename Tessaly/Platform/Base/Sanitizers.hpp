@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// 1 in code that the address or the thread sanitizer instruments, 0 elsewhere.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define TESSALY_IS_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define TESSALY_IS_SANITIZED 1
+#endif
+#endif
+#ifndef TESSALY_IS_SANITIZED
+#define TESSALY_IS_SANITIZED 0
+#endif
