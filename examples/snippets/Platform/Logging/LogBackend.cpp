@@ -2,6 +2,7 @@
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 
 namespace Tessaly {
@@ -14,6 +15,9 @@ class LineCounter final : public LogBackend {
   std::atomic<int> lines_{0};
 };
 
-void installLineCounter() { const LogBackendInstallation installation(std::make_shared<LineCounter>()); }
+void installLineCounter() {
+  const LogBackendInstallation installation(std::make_shared<LineCounter>());
+  LogBackend::current().flush(std::chrono::seconds(1));
+}
 
 }  // namespace Tessaly

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
+
+#include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
+
+namespace Tessaly {
+
+void keepAndPassOn(ProcessLogStore& store, const LogRecord& record) {
+  static auto& journal = *new JournalLogBackend(store.ring());
+  store.append(record);
+  journal.noteRecord(record.time);
+}
+
+}  // namespace Tessaly

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
+
+#include <string>
+
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+
+namespace Tessaly {
+
+using Path = std::string;
+struct Song {
+  std::string name;
+};
+
+std::string readWholeFile(const Path& path);
+
+void snippet(const AsyncStream<Song>& songs, const AsyncStream<Path>& paths) {
+  auto names = map(songs, [](Song song) { return song.name; });
+  auto contents = throwingMap(paths, [](Path path) { return readWholeFile(path); });
+}
+
+}  // namespace Tessaly

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+
+namespace Tessaly {
+
+template <AsyncSequence Sequence>
+Async<int> countElements(Sequence sequence) {
+  int count = 0;
+  auto iterator = sequence.makeAsyncIterator();
+  while (co_await iterator.next()) ++count;
+  co_return count;
+}
+
+}  // namespace Tessaly

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+
+// The tour: uses every facility of the library on this machine's real input and tells what it does. What it computes it
+// compares with figures got in another way. It ends with 0 only if all that it saw was right.
+
+#include <cstdio>
+#include <exception>
+
+#include "Chapters.hpp"
+#include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
+
+namespace {
+
+struct Chapter {
+  const char* title;
+  void (*tell)(Tour::Narrator&);
+};
+
+constexpr Chapter chapters[] = {
+    {"The application and its process", Tour::tellOfTheApplication},
+    {"Work on the pool", Tour::tellOfThePool},
+    {"Work that is cancelled midway", Tour::tellOfCancellation},
+    {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"Errors and the log", Tour::tellOfErrors},
+};
+
+}  // namespace
+
+int main() {
+  Tour::Narrator narrator;
+  for (const Chapter& chapter : chapters) {
+    narrator.chapter(chapter.title);
+    try {
+      chapter.tell(narrator);
+    } catch (...) {
+      narrator.check(false, Tour::text("no chapter ends with ", Tessaly::logDescription(std::current_exception())));
+    }
+  }
+  return narrator.finish();
+}
