@@ -35,7 +35,9 @@ def table(header, rows) -> str:
 
 
 def libraries_in(build: pathlib.Path) -> list[pathlib.Path]:
-    found = sorted(p for p in build.rglob("libTessaly*.so.*") if p.is_file() and not p.is_symlink())
+    """What Tessaly::Tessaly links: all but the fakes, which no host does outside its tests."""
+    found = sorted(p for p in build.rglob("libTessaly*.so.*")
+                   if p.is_file() and not p.is_symlink() and short_name(p) != "Testing")
     if not found:
         sys.exit(f"No shared library of Tessaly under {build}")
     return found

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+#include <chrono>
+#include <memory>
+
+#include "Harness.hpp"
+#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Platform/Tasks/Cancellation.hpp"
+#include "Tessaly/Platform/Tasks/Clock.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Tasks/TaskGroup.hpp"
+#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "peers/AsioPeers.hpp"
+#include "peers/GLibPeers.hpp"
+#include "peers/StandardPeers.hpp"
+#include "peers/TbbPeers.hpp"
+
+namespace Tessaly::Benchmarks {
+namespace {
+
+// The batches are so long that starting one, and waking the main thread at its end, does not show.
+constexpr int awaits = 20'000;
+constexpr int hops = 20'000;
+constexpr int tasks = 1'000;
+constexpr int roundTrips = 1'000;
+constexpr int handlers = 10'000;
+constexpr int timers = 1'000;
+constexpr int sleeps = 20;
+constexpr int sleepMicroseconds = 50;
+
+[[gnu::noinline]] Async<int> answer(int value) { co_return value; }
+
+Async<void> awaitAnswers() {
+  int total = 0;
+  for (int i = 0; i < awaits; ++i) total += co_await answer(i);
+  benchmark::DoNotOptimize(total);
+}
+
+/// Runs a closure that returns an `Async<void>` on the pool, and waits for it on this thread.
+template <typename Operation>
+auto onPool(Operation operation) {
+  return [operation] { syncWait(Task<void>::detached(operation).value()); };
+}
+
+Async<void> yieldRepeatedly(int count) {
+  for (int i = 0; i < count; ++i) co_await Task<>::yield();
+}
+
+constexpr int manyTasks = 4;
+
+Async<void> yieldInManyTasks() {
+  co_await withTaskGroup([](TaskGroup<void>& group) -> Async<void> {
+    for (int i = 0; i < manyTasks; ++i) group.addTask([] { return yieldRepeatedly(hops / manyTasks); });
+    co_await group.waitForAll();
+  });
+}
+
+Async<void> createAndAwaitTasks() {
+  int total = 0;
+  for (int i = 0; i < tasks; ++i) {
+    Task<int> task([i] { return answer(i); });
+    total += co_await task.value();
+  }
+  benchmark::DoNotOptimize(total);
+}
+
+void createAndWaitForTasks() {
+  int total = 0;
+  for (int i = 0; i < tasks; ++i) total += syncWait(Task<int>::detached([i] { return answer(i); }).value());
+  benchmark::DoNotOptimize(total);
+}
+
+Async<void> runGroup() {
+  const int sum = co_await withTaskGroup<int>([](TaskGroup<int>& group) -> Async<int> {
+    for (int i = 0; i < tasks; ++i) group.addTask([i] { return i; });
+    int total = 0;
+    while (const auto result = co_await group.next()) total += *result;
+    co_return total;
+  });
+  benchmark::DoNotOptimize(sum);
+}
+
+Async<void> visitMain() {
+  int visits = 0;
+  for (int i = 0; i < roundTrips; ++i) co_await withIsolation(Isolation::main(), [&visits] { ++visits; });
+  benchmark::DoNotOptimize(visits);
+}
+
+Async<void> visitSerialExecutor() {
+  const Isolation isolation = Isolation::serial();
+  int visits = 0;
+  for (int i = 0; i < hops; ++i) co_await withIsolation(isolation, [&visits] { ++visits; });
+  benchmark::DoNotOptimize(visits);
+}
+
+Async<void> addAndRemoveHandlers() {
+  int hits = 0;
+  for (int i = 0; i < handlers; ++i) {
+    benchmark::DoNotOptimize(co_await withTaskCancellationHandler([i] { return answer(i); }, [&hits] { ++hits; }));
+  }
+  benchmark::DoNotOptimize(hits);
+}
+
+struct IgnoredTimer final : ClockTimer {
+  IgnoredTimer() : ClockTimer([](ClockTimer&) noexcept {}) {}
+};
+
+void setAndRemoveTimers() {
+  Clock& clock = ContinuousClock::shared();
+  for (int i = 0; i < timers; ++i) {
+    IgnoredTimer timer;
+    timer.setDeadline(clock.now() + std::chrono::hours(1));
+    clock.add(timer);
+    benchmark::DoNotOptimize(clock.remove(timer));
+  }
+}
+
+/// On the main queue, so that the order of the steps is fixed: the sleeper is asleep when it is cancelled.
+Async<void> cancelSleepers() {
+  for (int i = 0; i < timers; ++i) {
+    Task<void> sleeper([] { return Task<>::sleep(std::chrono::hours(1)); });
+    co_await Task<>::yield();
+    sleeper.cancel();
+    co_await sleeper.finished();
+  }
+}
+
+Async<void> sleepRepeatedly() {
+  for (int i = 0; i < sleeps; ++i) co_await Task<>::sleep(std::chrono::microseconds(sleepMicroseconds));
+}
+
+const Facility tasksFacility("Tasks", [](Facility& facility) {
+  facility.row("create and await an Async", awaits)
+      .ours([] { syncWait(awaitAnswers()); })
+      .peer("asio::awaitable", [] { return AsioPeers::awaitAwaitables(awaits); })
+      .peer("asio::experimental::coro", [] { return AsioPeers::awaitCoros(awaits); })
+      .peer("bare coroutine, operator new", [] { return StandardPeers::awaitBareCoroutines(awaits); })
+      .bar(12);
+
+  facility.row("reschedule on the pool", hops)
+      .ours(onPool([] { return yieldRepeatedly(hops); }))
+      .peer("asio::post to thread_pool", [] { return AsioPeers::postToPool(hops, 1); })
+      .peer("tbb::task_group chain", [] { return TbbPeers::chainsInArena(hops, 1); })
+      .bar(45);
+
+  facility.row("reschedule on the pool, 4 tasks at once", hops)
+      .ours(onPool(yieldInManyTasks))
+      .peer("asio::post to thread_pool", [] { return AsioPeers::postToPool(hops, manyTasks); })
+      .peer("tbb::task_group chains", [] { return TbbPeers::chainsInArena(hops, manyTasks); });
+
+  facility.row("create a task, await it in a task", tasks)
+      .ours(onPool(createAndAwaitTasks))
+      .peer("asio::co_spawn, use_awaitable", [] { return AsioPeers::spawnAndAwait(tasks); })
+      .peer("tbb::task_group run, wait", [] { return TbbPeers::runAndWait(tasks); });
+
+  facility.row("create a task, wait on the main thread", tasks)
+      .ours(createAndWaitForTasks)
+      .peer("asio::co_spawn, use_future", [] { return AsioPeers::spawnAndWait(tasks); })
+      .peer("std::async", [] { return StandardPeers::asyncAndGet(tasks); });
+
+  facility.row("task group, a child", tasks).ours(onPool(runGroup)).peer("tbb::task_group", [] {
+    return TbbPeers::group(tasks);
+  });
+
+  facility.row("visit an idle serial executor", hops)
+      .ours(onPool(visitSerialExecutor))
+      .peer("asio::co_spawn on a strand", [] { return AsioPeers::strandRoundTrip(hops); });
+
+  facility.row("visit the main thread from the pool", roundTrips)
+      .ours(onPool(visitMain))
+      .peer("asio::post to io_context", [] { return AsioPeers::mainRoundTrip(roundTrips); })
+      .peer("GLib idle source", [] { return GLibPeers::mainRoundTrip(roundTrips); });
+
+  facility.row("cancellation handler around an Async", handlers)
+      .ours([] { syncWait(addAndRemoveHandlers()); })
+      .peer("std::stop_callback, no coroutine", [] { return StandardPeers::stopCallback(handlers); })
+      .peer("asio::cancellation_slot, no coroutine", [] { return AsioPeers::cancellationSlot(handlers); });
+
+  facility.row("timer set and taken back", timers).ours(setAndRemoveTimers).peer("GLib timeout source", [] {
+    return GLibPeers::timerCancelled(timers);
+  });
+
+  facility.row("sleeping task made and cancelled", timers)
+      .ours([] { syncWait(cancelSleepers()); })
+      .peer("asio::steady_timer in co_spawn", [] { return AsioPeers::sleeperCancelled(timers); });
+
+  facility.row("sleep of 50 us", sleeps).ours([] { syncWait(sleepRepeatedly()); }).peer("asio::steady_timer", [] {
+    return AsioPeers::timerExpired(sleeps, sleepMicroseconds);
+  });
+});
+
+}  // namespace
+}  // namespace Tessaly::Benchmarks
