@@ -6,6 +6,18 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+# The headers of GoogleTest are two thirds of what a test program costs to compile.
+if(TESSALY_PRECOMPILE_TESTS)
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/TestHeaders.cpp)
+  file(CONFIGURE OUTPUT ${source} CONTENT "")
+  add_library(TessalyTestHeaders OBJECT ${source})
+  target_link_libraries(TessalyTestHeaders PRIVATE TessalyFlags GTest::gtest GTest::gmock)
+  target_compile_features(TessalyTestHeaders PRIVATE cxx_std_23)
+  target_compile_options(TessalyTestHeaders PRIVATE "SHELL:-Xclang -fno-pch-timestamp")  # For ccache.
+  target_precompile_headers(TessalyTestHeaders PRIVATE
+    <gmock/gmock.h> <gtest/gtest.h> <atomic> <chrono> <functional> <optional> <string> <thread> <vector>)
+endif()
+
 function(tessaly_tests NAME)
   cmake_parse_arguments(ARG "" "" "LIBRARIES;ENVIRONMENT" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*Tests.cpp)
@@ -16,6 +28,9 @@ function(tessaly_tests NAME)
   add_executable(${NAME}Tests ${sources})
   list(TRANSFORM ARG_LIBRARIES PREPEND Tessaly::)
   target_link_libraries(${NAME}Tests PRIVATE ${ARG_LIBRARIES} TessalyFlags GTest::gtest GTest::gtest_main GTest::gmock)
+  if(TESSALY_PRECOMPILE_TESTS)
+    target_precompile_headers(${NAME}Tests REUSE_FROM TessalyTestHeaders)
+  endif()
   gtest_discover_tests(${NAME}Tests
     TEST_PREFIX ${NAME}.
     DISCOVERY_TIMEOUT 60
