@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "Tessaly/Platform/Base/Sanitizers.hpp"
+
 namespace {
 
 constinit thread_local long allocations = 0;
@@ -19,7 +21,7 @@ long deallocationsOfThisThread() { return deallocations; }
 
 }  // namespace Tessaly::Tests
 
-#if TESSALY_SANITIZED
+#if TESSALY_IS_SANITIZED
 
 // A sanitizer has operators of its own, and tells.
 

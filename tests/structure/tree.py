@@ -19,8 +19,9 @@ def main(check, self_test):
         self_test()
         return
     complaints = check(pathlib.Path(sys.argv[1]), *sys.argv[2:])
-    print("\n".join(complaints))
-    sys.exit(1 if complaints else 0)
+    if complaints:
+        print("\n".join(complaints))
+        sys.exit(1)
 
 
 def read(path):

@@ -71,40 +71,40 @@ void returnFramesAtThreadEnd() {
 }  // namespace
 
 void* allocateFrameSlowly(std::size_t size) {
-#if !TESSALY_IS_SANITIZED
-  const std::size_t index = (size - 1) / frameClassSize;
-  if (index < frameClassCount) {
-    auto& common = commonLists[index];
-    auto& list = threadState.frames[index];
-    UnfairLock::Guard guard(common.lock);
-    while (common.first != nullptr && list.count < framesPerTransfer) {
-      void* frame = common.first;
-      common.first = nextOf(frame);
-      --common.count;
-      nextOf(frame) = list.first;
-      list.first = frame;
-      ++list.count;
+  if constexpr (TESSALY_IS_SANITIZED == 0) {
+    const std::size_t index = (size - 1) / frameClassSize;
+    if (index < frameClassCount) {
+      auto& common = commonLists[index];
+      auto& list = threadState.frames[index];
+      UnfairLock::Guard guard(common.lock);
+      while (common.first != nullptr && list.count < framesPerTransfer) {
+        void* frame = common.first;
+        common.first = nextOf(frame);
+        --common.count;
+        nextOf(frame) = list.first;
+        list.first = frame;
+        ++list.count;
+      }
+      if (list.first != nullptr) return popFrame(list);
+      size = classBytes(index);
     }
-    if (list.first != nullptr) return popFrame(list);
-    size = classBytes(index);
   }
-#endif
   return ::operator new(size);
 }
 
 void freeFrameSlowly(void* frame, std::size_t size) noexcept {
-#if !TESSALY_IS_SANITIZED
-  const std::size_t index = (size - 1) / frameClassSize;
-  if (index < frameClassCount) {
-    auto& list = threadState.frames[index];
-    if (!threadState.keepsFrames) returnFramesAtThreadEnd();
-    if (list.count == framesPerThreadAndClass) returnFrames(index, framesPerTransfer);
-    nextOf(frame) = list.first;
-    list.first = frame;
-    ++list.count;
-    return;
+  if constexpr (TESSALY_IS_SANITIZED == 0) {
+    const std::size_t index = (size - 1) / frameClassSize;
+    if (index < frameClassCount) {
+      auto& list = threadState.frames[index];
+      if (!threadState.keepsFrames) returnFramesAtThreadEnd();
+      if (list.count == framesPerThreadAndClass) returnFrames(index, framesPerTransfer);
+      nextOf(frame) = list.first;
+      list.first = frame;
+      ++list.count;
+      return;
+    }
   }
-#endif
   ::operator delete(frame);
 }
 

@@ -32,18 +32,18 @@ inline constexpr std::uint32_t framesPerThreadAndClass = 64;
 }
 
 [[gnu::always_inline]] inline void freeFrame(void* frame, std::size_t size) noexcept {
-#if !TESSALY_IS_SANITIZED
-  const std::size_t index = (size - 1) / frameClassSize;
-  if (index < frameClassCount) [[likely]] {
-    auto& list = threadState.frames[index];
-    if (list.count < framesPerThreadAndClass && threadState.keepsFrames) [[likely]] {
-      *static_cast<void**>(frame) = list.first;
-      list.first = frame;
-      ++list.count;
-      return;
+  if constexpr (TESSALY_IS_SANITIZED == 0) {
+    const std::size_t index = (size - 1) / frameClassSize;
+    if (index < frameClassCount) [[likely]] {
+      auto& list = threadState.frames[index];
+      if (list.count < framesPerThreadAndClass && threadState.keepsFrames) [[likely]] {
+        *static_cast<void**>(frame) = list.first;
+        list.first = frame;
+        ++list.count;
+        return;
+      }
     }
   }
-#endif
   freeFrameSlowly(frame, size);
 }
 

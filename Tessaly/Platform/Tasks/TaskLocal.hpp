@@ -20,7 +20,10 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-safe.
 ///
 ///     constinit TaskLocal<int> requestNumber(0);
-///     requestNumber.withValue(7, [] { show(requestNumber.value()); });
+///
+///     void handleRequest() {
+///       requestNumber.withValue(7, [] { show(requestNumber.value()); });
+///     }
 template <typename Value>
 class TaskLocal {
  public:

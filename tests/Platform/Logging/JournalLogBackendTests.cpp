@@ -73,7 +73,9 @@ class JournalLogBackendTest : public testing::Test {
   JournalLogBackend& makeJournal(JournalLogBackend::Options options = {}) {
     options.socketPath = socket_.string();
     options.send = &sendToScript;
-    return *new JournalLogBackend(ring_, options);
+    static auto& kept = *new std::vector<std::pair<LogRing*, JournalLogBackend*>>;
+    kept.emplace_back(&ring_, new JournalLogBackend(ring_, options));
+    return *kept.back().second;
   }
 
   LogRecord recordOf(std::string_view literal, OSLogType type = OSLogType::error) {

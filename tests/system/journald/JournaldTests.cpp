@@ -231,7 +231,8 @@ TEST_F(Journald, TheChildOfAForkGoesOnWithoutIt) {
     for (int i = 0; i < 100; ++i) logger.error("%d", i);
     if (LogConfiguration::journalStatus().state != JournalState::forkedChild) ::_exit(1);
     if (OSLogStore::currentProcess().entries().size() != 101) ::_exit(2);
-    std::exit(0);
+    LogConfiguration::flush(60s);  // As the exit would.
+    ::_exit(0);
   });
   EXPECT_EQ(status, 0);
   logger.error("1");

@@ -7,7 +7,7 @@ void show(int number);
 
 constinit TaskLocal<int> requestNumber(0);
 
-void snippet() {
+void handleRequest() {
   requestNumber.withValue(7, [] { show(requestNumber.value()); });
 }
 

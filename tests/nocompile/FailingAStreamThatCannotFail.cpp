@@ -1,0 +1,14 @@
+// expected: no matching member function for call to 'finish'
+// SPDX-License-Identifier: MIT
+#include <stdexcept>
+
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
+
+#ifdef ALLOWED
+using Stream = Tessaly::AsyncThrowingStream<int>;
+#else
+using Stream = Tessaly::AsyncStream<int>;
+#endif
+
+void fail(const Stream::Continuation& continuation) { continuation.finish(std::runtime_error("broken")); }
