@@ -20,9 +20,17 @@ namespace Tessaly::inline v1 {
 /// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
 /// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
 ///
+/// Elements are moved, never copied, and nothing of theirs runs under a lock of the stream's. What an element's move
+/// throws goes to whom it concerns: on its way in to `yield`, then the stream is as it was; on its way out to `next()`,
+/// or, if it is dropped, to `yield`, then that element is gone.
+///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
-///     static_assert(std::same_as<AsyncStream<int>, BasicAsyncStream<int, Never>>);
+///     template <typename Failure>
+///     Async<void> showAll(BasicAsyncStream<int, Failure> numbers) {
+///       auto iterator = numbers.makeAsyncIterator();
+///       while (auto number = co_await iterator.next()) show(*number);
+///     }
 template <typename StreamElement, typename StreamFailure>
 class BasicAsyncStream {
  public:
@@ -31,13 +39,15 @@ class BasicAsyncStream {
   using AsyncIterator = detail::AsyncStreamIterator<Element>;
   using Termination = StreamTermination;
 
-  /// The producer's end. Copies feed the same stream. Dropping all of them does not end it.
+  /// The producer's end. Copies feed the same stream. Dropping all of them does not end it: the consumers wait on.
   ///
   /// Thread contract: thread-safe.
+  ///
+  ///     auto [clicks, continuation] = AsyncStream<Point>::makeStream();
+  ///     button.onClick([continuation](Point point) { continuation.yield(point); });
   class Continuation {
    public:
-    /// Hands the element to the oldest waiting consumer, or buffers it. Never waits. Throws what the element's move
-    /// throws: on its way in, then the stream is as it was; or on the way of a dropped one out.
+    /// Hands the element to the oldest waiting consumer, or buffers it. Never waits.
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
@@ -95,8 +105,9 @@ class BasicAsyncStream {
   }
 
   /// A stream whose elements are made on demand: each `next()` calls `produce`, in the consumer's task, until it gives
-  /// none or, in a stream that may fail, throws. Cancelling the consumer calls `onCancel`, once, and ends the stream
-  /// after the element under way.
+  /// none or, in a stream that may fail, throws. Consumers that come at once call it at once. Cancelling a consumer
+  /// calls `onCancel`, once and on the cancelling thread, and ends the stream after the elements under way; a task that
+  /// is cancelled already gets the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

@@ -71,7 +71,7 @@ void returnFramesAtThreadEnd() {
 }  // namespace
 
 void* allocateFrameSlowly(std::size_t size) {
-  if constexpr (TESSALY_IS_SANITIZED == 0) {
+  if (poolsFrames) {
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) {
       auto& common = commonLists[index];
@@ -93,7 +93,7 @@ void* allocateFrameSlowly(std::size_t size) {
 }
 
 void freeFrameSlowly(void* frame, std::size_t size) noexcept {
-  if constexpr (TESSALY_IS_SANITIZED == 0) {
+  if (poolsFrames) {
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) {
       auto& list = threadState.frames[index];

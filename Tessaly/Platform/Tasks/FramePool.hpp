@@ -17,6 +17,7 @@ TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
 TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
 
 inline constexpr std::uint32_t framesPerThreadAndClass = 64;
+inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
 
 [[gnu::always_inline]] inline void* allocateFrame(std::size_t size) {
   const std::size_t index = (size - 1) / frameClassSize;
@@ -32,7 +33,7 @@ inline constexpr std::uint32_t framesPerThreadAndClass = 64;
 }
 
 [[gnu::always_inline]] inline void freeFrame(void* frame, std::size_t size) noexcept {
-  if constexpr (TESSALY_IS_SANITIZED == 0) {
+  if (poolsFrames) {
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) [[likely]] {
       auto& list = threadState.frames[index];

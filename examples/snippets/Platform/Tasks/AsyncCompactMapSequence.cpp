@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Tasks/AsyncCompactMapSequence.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -12,10 +13,9 @@ using Path = std::string;
 struct Song {
   std::optional<std::string> cover;
 };
+Async<std::optional<std::int64_t>> sizeOfFile(Path path);
 
-std::optional<long> sizeOfFile(const Path& path);
-
-void snippet(const AsyncStream<Song>& songs, const AsyncStream<Path>& paths) {
+void showAsyncCompactMapSequence(AsyncStream<Song> songs, AsyncStream<Path> paths) {
   auto covers = compactMap(songs, [](Song song) { return song.cover; });
   auto sizes = throwingCompactMap(paths, [](Path path) { return sizeOfFile(path); });
 }

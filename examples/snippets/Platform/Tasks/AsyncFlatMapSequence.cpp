@@ -9,13 +9,16 @@
 namespace Tessaly {
 
 using Path = std::string;
-struct Song {};
-struct Album {};
+struct Song {
+  std::string name;
+};
+struct Album {
+  std::string name;
+};
+AsyncStream<Song> songsOf(Album album);
+AsyncThrowingStream<std::string> linesOf(Path path);
 
-AsyncStream<Song> songsOf(const Album& album);
-AsyncThrowingStream<std::string> linesOf(const Path& path);
-
-void snippet(const AsyncStream<Album>& albums, const AsyncStream<Path>& paths) {
+void showAsyncFlatMapSequence(AsyncStream<Album> albums, AsyncStream<Path> paths) {
   auto songs = flatMap(albums, [](Album album) { return songsOf(album); });
   auto lines = throwingFlatMap(paths, [](Path path) { return linesOf(path); });
 }

@@ -11,10 +11,9 @@ using Path = std::string;
 struct Song {
   std::string name;
 };
+Async<std::string> readWholeFile(Path path);
 
-std::string readWholeFile(const Path& path);
-
-void snippet(const AsyncStream<Song>& songs, const AsyncStream<Path>& paths) {
+void showAsyncMapSequence(AsyncStream<Song> songs, AsyncStream<Path> paths) {
   auto names = map(songs, [](Song song) { return song.name; });
   auto contents = throwingMap(paths, [](Path path) { return readWholeFile(path); });
 }

@@ -5,10 +5,12 @@
 
 namespace Tessaly {
 
-struct Event {};
-void handle(const Event& event);
+struct Event {
+  int code = 0;
+};
+void handle(Event event);
 
-Async<void> snippet(AsyncStream<Event> keystrokes, AsyncStream<Event> clicks) {
+Async<void> showAsyncMergeSequence(AsyncStream<Event> keystrokes, AsyncStream<Event> clicks) {
   auto iterator = merge(keystrokes, clicks).makeAsyncIterator();
   while (auto event = co_await iterator.next()) handle(*event);
 }

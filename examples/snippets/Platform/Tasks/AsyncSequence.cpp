@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
 
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+
 namespace Tessaly {
 
 template <AsyncSequence Sequence>
@@ -10,5 +12,7 @@ Async<int> countElements(Sequence sequence) {
   while (co_await iterator.next()) ++count;
   co_return count;
 }
+
+Async<int> showAsyncSequence(AsyncStream<int> numbers) { return countElements(numbers); }
 
 }  // namespace Tessaly

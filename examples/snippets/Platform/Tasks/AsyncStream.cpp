@@ -5,7 +5,7 @@ namespace Tessaly {
 
 void show(int number);
 
-Async<void> snippet() {
+Async<void> showAsyncStream() {
   AsyncStream<int> numbers([](AsyncStream<int>::Continuation continuation) {
     for (int number : {1, 2, 3}) continuation.yield(number);
     continuation.finish();

@@ -2,19 +2,20 @@
 #include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
 
 #include <functional>
-#include <stdexcept>
 #include <string>
+
+#include "Tessaly/Platform/Base/Error.hpp"
 
 namespace Tessaly {
 
 using Line = std::string;
-using ReadError = std::runtime_error;
+struct ReadError : Error {};
 struct Reader {
   void onLine(std::function<void(Line)> handler);
   void onFailure(std::function<void(ReadError)> handler);
 };
 
-void snippet(Reader& reader) {
+void showAsyncThrowingStream(Reader& reader) {
   AsyncThrowingStream<Line> lines([&](AsyncThrowingStream<Line>::Continuation continuation) {
     reader.onLine([=](Line line) { continuation.yield(line); });
     reader.onFailure([=](ReadError error) { continuation.finish(error); });

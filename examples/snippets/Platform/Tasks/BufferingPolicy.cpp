@@ -5,14 +5,14 @@
 
 namespace Tessaly {
 
-void follow(const AsyncStream<int>::Continuation& continuation);
+void follow(AsyncStream<int>::Continuation continuation);
 void stopReading();
 
-void snippet() {
+void showBufferingPolicy() {
   AsyncStream<int> readings(BufferingPolicy::newest(16), [](auto continuation) { follow(continuation); });
 }
 
-void yieldOne(const AsyncStream<int>::Continuation& continuation, int reading) {
+void showYieldResult(AsyncStream<int>::Continuation continuation, int reading) {
   if (continuation.yield(reading).kind == YieldResultKind::terminated) stopReading();
 }
 

@@ -11,7 +11,7 @@ struct Sensor {
   void stop();
 };
 
-void snippet(const AsyncStream<int>::Continuation& continuation, std::shared_ptr<Sensor> sensor) {
+void showStreamTermination(AsyncStream<int>::Continuation continuation, std::shared_ptr<Sensor> sensor) {
   continuation.setOnTermination([sensor](const StreamTermination& termination) {
     if (termination.kind == StreamTermination::Kind::cancelled) sensor->stop();
   });
