@@ -24,6 +24,8 @@ namespace {
 using namespace Tessaly;
 using FileList = std::vector<File>;
 
+constexpr std::uint64_t sampleSize = 32'000'000;
+
 struct Totals {
   std::uint64_t bytes = 0;
   std::size_t files = 0;
@@ -110,7 +112,7 @@ Async<Told> digestAll(std::span<const File> files, Mutex<Totals>* totals,
 Async<void> tell(Narrator& narrator) {
   const std::filesystem::path root = systemFolder();
   const FileList files = co_await list(root);
-  const std::span<const File> sample = firstBytes(files, 64'000'000);
+  const std::span<const File> sample = firstBytes(files, sampleSize);
   narrator.say(text(grouped(files.size()), " files with ", megabytes(totalSize(files)), " below ", root.native(),
                     "; the first ", grouped(sample.size()), " of them through SHA-256:"));
 
@@ -142,7 +144,7 @@ Async<void> tell(Narrator& narrator) {
                  "A plain walk finds as many files and bytes");
   std::vector<Digest> digests;
   std::uint64_t bytes = 0;
-  for (const File& file : firstBytes(walked, 64'000'000)) {
+  for (const File& file : firstBytes(walked, sampleSize)) {
     std::ifstream stream(file.path, std::ios::binary);
     const std::vector<std::uint8_t> content{std::istreambuf_iterator<char>(stream), {}};
     bytes += content.size();

@@ -14,6 +14,7 @@ void markParsing(const OSSignposter& signposter) {
 
 void makeIdentifier(const OSSignposter& signposter) {
   const OSSignpostID id = signposter.makeSignpostID();
+  signposter.emitEvent("parsed", id);
 }
 
 void markWriting(Exporter& exporter) {

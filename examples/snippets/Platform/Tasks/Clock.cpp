@@ -18,6 +18,7 @@ struct Alarm : ClockTimer {
 
 Async<void> snippet() {
   co_await Task<>::sleep(std::chrono::milliseconds(20), ContinuousClock::shared());
+  ring();
 }
 
 }  // namespace Tessaly
