@@ -36,19 +36,16 @@ void SerialExecutor::release() noexcept {
 void SerialExecutor::enqueue(Job& job) noexcept {
   const TaskPriority priority = job.priority();
   std::uintptr_t word = incoming_.load(std::memory_order_relaxed);
-  for (;;) {
+  do {
+    // Before the job is handed over: it may run at once elsewhere, and be the last that kept this executor.
+    if (word != idle && drain_.raisePriority(priority)) GlobalExecutor::shared().escalate(drain_);
     job.next = word == idle ? nullptr : jobOf(word);
-    if (incoming_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&job), std::memory_order_acq_rel,
-                                        std::memory_order_relaxed)) {
-      break;
-    }
-  }
-  if (word == idle) {
-    drain_.startAt(priority);
-    schedule();
-  } else if (drain_.raisePriority(priority)) {
-    GlobalExecutor::shared().escalate(drain_);
-  }
+  } while (!incoming_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&job), std::memory_order_acq_rel,
+                                            std::memory_order_relaxed));
+  if (word != idle) return;
+  drain_.startAt(priority);
+  retain();
+  schedule();
 }
 
 void SerialExecutor::escalate(Job& job) noexcept {
@@ -61,14 +58,14 @@ bool SerialExecutor::enterIfIdle() noexcept {
                                          std::memory_order_relaxed)) {
     return false;
   }
+  retain();
   detail::threadState.executor = this;
   return true;
 }
 
-void SerialExecutor::schedule() noexcept {
-  retain();  // Until the drain has given the executor up.
-  GlobalExecutor::shared().enqueue(drain_);
-}
+// Whoever holds the executor holds a reference, too: the last handle may go while a thread still gives the executor up.
+// It passes to the drain.
+void SerialExecutor::schedule() noexcept { GlobalExecutor::shared().enqueue(drain_); }
 
 void SerialExecutor::leaveCurrent() noexcept {
   auto* self = static_cast<SerialExecutor*>(detail::threadState.executor);
@@ -76,6 +73,7 @@ void SerialExecutor::leaveCurrent() noexcept {
   std::uintptr_t expected = heldAndEmpty;
   if (self->ready_.isEmpty() &&
       self->incoming_.compare_exchange_strong(expected, idle, std::memory_order_release, std::memory_order_relaxed)) {
+    self->release();
     return;
   }
   self->schedule();
@@ -117,14 +115,13 @@ void SerialExecutor::drain() noexcept {
     }
     job->run();
     if (state.executor != this) {
-      // The job's task hopped away and gave the executor up; what this thread holds now is that task's affair.
-      release();
+      // The job's task hopped away and gave the executor up, which may be gone; what this thread holds now is that
+      // task's affair.
       return;
     }
   }
   state.executor = previous;
   schedule();
-  release();
 }
 
 void detail::escalateOnExecutor(const std::atomic<Executor*>& executor, Job& job) noexcept {
