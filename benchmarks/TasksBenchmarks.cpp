@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <chrono>
+#include <deque>
 #include <memory>
 
 #include "Harness.hpp"
@@ -25,6 +26,9 @@ constexpr int tasks = 1'000;
 constexpr int roundTrips = 1'000;
 constexpr int handlers = 10'000;
 constexpr int timers = 1'000;
+constexpr int otherTimers = 100;
+constexpr std::chrono::milliseconds soon(50);
+constexpr std::chrono::milliseconds late = std::chrono::hours(1);
 constexpr int sleeps = 20;
 constexpr int sleepMicroseconds = 50;
 
@@ -102,17 +106,24 @@ Async<void> addAndRemoveHandlers() {
 }
 
 struct IgnoredTimer final : ClockTimer {
-  IgnoredTimer() : ClockTimer([](ClockTimer&) noexcept {}) {}
+  explicit IgnoredTimer(Clock::Instant deadline) : ClockTimer([](ClockTimer&) noexcept {}) {
+    setDeadline(deadline);
+    ContinuousClock::shared().add(*this);
+  }
+  ~IgnoredTimer() { benchmark::DoNotOptimize(ContinuousClock::shared().remove(*this)); }
 };
 
-void setAndRemoveTimers() {
-  Clock& clock = ContinuousClock::shared();
-  for (int i = 0; i < timers; ++i) {
-    IgnoredTimer timer;
-    timer.setDeadline(clock.now() + std::chrono::hours(1));
-    clock.add(timer);
-    benchmark::DoNotOptimize(clock.remove(timer));
-  }
+/// While others wait that are due in half an hour.
+auto setAndRemoveTimers(std::chrono::milliseconds delay) {
+  return [delay] {
+    auto others = std::make_shared<std::deque<IgnoredTimer>>();
+    for (int i = 0; i < otherTimers; ++i) {
+      others->emplace_back(ContinuousClock::shared().now() + std::chrono::minutes(30));
+    }
+    return [delay, others] {
+      for (int i = 0; i < timers; ++i) const IgnoredTimer timer(ContinuousClock::shared().now() + delay);
+    };
+  };
 }
 
 /// On the main queue, so that the order of the steps is fixed: the sleeper is asleep when it is cancelled.
@@ -176,9 +187,13 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
       .peer("std::stop_callback, no coroutine", [] { return StandardPeers::stopCallback(handlers); })
       .peer("asio::cancellation_slot, no coroutine", [] { return AsioPeers::cancellationSlot(handlers); });
 
-  facility.row("timer set and taken back", timers).ours(setAndRemoveTimers).peer("GLib timeout source", [] {
-    return GLibPeers::timerCancelled(timers);
-  });
+  facility.row("timer set and taken back, due first", timers)
+      .ours(setAndRemoveTimers(soon))
+      .peer("GLib timeout source", [] { return GLibPeers::timerCancelled(timers, otherTimers, soon); });
+
+  facility.row("timer set and taken back, due last", timers)
+      .ours(setAndRemoveTimers(late))
+      .peer("GLib timeout source", [] { return GLibPeers::timerCancelled(timers, otherTimers, late); });
 
   facility.row("sleeping task made and cancelled", timers)
       .ours([] { syncWait(cancelSleepers()); })

@@ -125,7 +125,7 @@ def start_times(libraries, compiler: str, runs: int) -> str:
 
 
 def compile_seconds(compiler: str, include: str, folder: pathlib.Path, runs: int) -> float:
-    """In processor time, which is nearly the same on a busy machine as on an idle one."""
+    """In processor time, which a busy machine changes less than it does wall time."""
     source = folder / (re.sub(r"\W", "_", include) + ".cpp")
     source.write_text(f"#include {include}\n" if include else "")
     times = []

@@ -34,19 +34,25 @@ class RoundTrips {
   int left_ = 0;
 };
 
+GSource* attachedTimeout(GMainContext* context, std::chrono::milliseconds delay) {
+  GSource* source = g_timeout_source_new(static_cast<guint>(delay.count()));
+  g_source_set_callback(source, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr, nullptr);
+  g_source_attach(source, context);
+  return source;
+}
+
 }  // namespace
 
 Batch mainRoundTrip(int count) {
   return [count, trips = std::make_shared<RoundTrips>()] { trips->run(count); };
 }
 
-Batch timerCancelled(int count) {
+Batch timerCancelled(int count, int others, std::chrono::milliseconds delay) {
   const std::shared_ptr<GMainContext> context(g_main_context_new(), &g_main_context_unref);
+  for (int i = 0; i < others; ++i) g_source_unref(attachedTimeout(context.get(), std::chrono::minutes(30)));
   return [=] {
     for (int i = 0; i < count; ++i) {
-      GSource* source = g_timeout_source_new_seconds(3600);
-      g_source_set_callback(source, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr, nullptr);
-      g_source_attach(source, context.get());
+      GSource* source = attachedTimeout(context.get(), delay);
       g_source_destroy(source);
       g_source_unref(source);
     }

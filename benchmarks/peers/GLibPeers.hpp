@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
+
 #include "Batch.hpp"
 
 /// What GLib offers beside the main queue and timers.
@@ -10,7 +12,8 @@ namespace Tessaly::Benchmarks::GLibPeers {
 /// times.
 Batch mainRoundTrip(int count);
 
-/// Attaches a timeout source an hour ahead to a main context and destroys it, `count` times.
-Batch timerCancelled(int count);
+/// Attaches a timeout source to a main context and destroys it, `count` times, while others wait that are due in half
+/// an hour.
+Batch timerCancelled(int count, int others, std::chrono::milliseconds delay);
 
 }  // namespace Tessaly::Benchmarks::GLibPeers
