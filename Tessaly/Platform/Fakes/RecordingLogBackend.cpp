@@ -19,6 +19,7 @@ std::vector<RecordedLog> RecordingLogBackend::records() const {
 std::vector<std::string> RecordingLogBackend::messages() const {
   const UnfairLock::Guard guard(lock_);
   std::vector<std::string> messages;
+  messages.reserve(records_.size());
   for (const auto& record : records_) messages.push_back(record.composedMessage);
   return messages;
 }

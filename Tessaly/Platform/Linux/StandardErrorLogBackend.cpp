@@ -106,7 +106,7 @@ void StandardErrorLogBackend::write(const LogRecord& record) noexcept {
       }
     }
   } catch (const std::bad_alloc&) {
-    // The line is left out; the store has the record.
+    return;  // The line is left out; the store has the record.
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <new>
 
 #include "Tessaly/Platform/Base/FatalError.hpp"
 
@@ -30,7 +31,12 @@ SystemLogBackend& SystemLogBackend::makeShared() noexcept {
   ::pthread_atfork(nullptr, nullptr, [] {
     if (auto* backend = sharedBackend.load(std::memory_order_relaxed)) backend->store_.ring().resetAfterFork();
   });
-  auto* fresh = new SystemLogBackend(capacityOfShared.load(std::memory_order_relaxed));
+  SystemLogBackend* fresh = nullptr;
+  try {
+    fresh = new SystemLogBackend(capacityOfShared.load(std::memory_order_relaxed));
+  } catch (const std::bad_alloc&) {
+    fatalError("There is no memory for the log store", "Tessaly/SystemLogBackend", __LINE__);
+  }
   SystemLogBackend* winner = nullptr;
   if (!sharedBackend.compare_exchange_strong(winner, fresh, std::memory_order_acq_rel)) {
     delete fresh;

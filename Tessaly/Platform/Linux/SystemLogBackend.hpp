@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 ///     LogBackend& backend = SystemLogBackend::shared();
 class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
  public:
-  /// Made at first use, never destroyed.
+  /// Made at first use, never destroyed. Stops the process when there is no memory for its store.
   [[nodiscard]] static SystemLogBackend& shared() noexcept;
   /// See `LogConfiguration::setStoreCapacity`.
   static bool setStoreCapacity(std::size_t bytes) noexcept;

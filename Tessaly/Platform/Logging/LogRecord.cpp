@@ -52,7 +52,7 @@ class LimitedText {
 
   void append(std::string_view text) noexcept {
     const std::size_t count = std::min(text.size(), limit_ - length_);
-    std::copy_n(text.data(), count, out_ + length_);
+    std::copy_n(text.begin(), count, out_ + length_);
     length_ += count;
     wasCut_ |= count < text.size();
   }

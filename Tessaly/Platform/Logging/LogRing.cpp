@@ -15,9 +15,9 @@ namespace Tessaly::inline v1 {
 namespace {
 
 constexpr std::size_t smallestCapacity = 4096;
-constexpr std::size_t longestMessage = 32 * 1024;
+constexpr std::size_t longestMessage = 32'768;
 constexpr std::size_t longestName = 512;
-constexpr std::size_t bytesReadAtOnce = 8 * 1024;
+constexpr std::size_t bytesReadAtOnce = 8'192;
 constexpr std::uint8_t noSignpost = 0xFF;
 
 constexpr std::size_t alignUp(std::size_t size) noexcept { return (size + 7) & ~std::size_t{7}; }

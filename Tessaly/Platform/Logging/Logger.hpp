@@ -54,10 +54,12 @@ class Logger {
          .arguments = raw,
          .placeholders = format.hasPercentSigns() ? std::span<const detail::LogPlaceholder>() : placeholders});
   }
+  /// Writes a record of type `debug`.
   template <detail::LogArgumentType... Arguments>
   void debug(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::debug, format, arguments...);
   }
+  /// Writes a record of type `info`.
   template <detail::LogArgumentType... Arguments>
   void info(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::info, format, arguments...);
@@ -72,10 +74,12 @@ class Logger {
   void warning(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::error, format, arguments...);
   }
+  /// Writes a record of type `error`.
   template <detail::LogArgumentType... Arguments>
   void error(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::error, format, arguments...);
   }
+  /// Writes a record of type `fault`.
   template <detail::LogArgumentType... Arguments>
   void fault(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::fault, format, arguments...);

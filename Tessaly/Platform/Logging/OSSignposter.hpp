@@ -5,9 +5,11 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/IsAsync.hpp"
 #include "Tessaly/Platform/Base/TypeName.hpp"
 #include "Tessaly/Platform/Logging/LogRecord.hpp"
 #include "Tessaly/Platform/Logging/Logger.hpp"
@@ -61,7 +63,8 @@ class OSSignpostIntervalState {
 };
 
 /// Marks intervals and moments on a timeline. They are kept in the log store of the process, as entries with a
-/// `signpost`, and go nowhere else. When signposts are disabled for its log, each call is one load and a branch.
+/// `signpost`, among the records and evicted like them, and go nowhere else. When signposts are disabled for its log,
+/// each call is one load and a branch.
 ///
 /// Names are literals, as short as a column heading.
 ///
@@ -105,6 +108,8 @@ class TESSALY_EXPORT OSSignposter {
   /// Calls the body within an interval and returns what it returned. An exception passes through, the interval ended.
   template <typename Body>
   decltype(auto) withIntervalSignpost(std::string_view name, OSSignpostID id, Body&& body) const {
+    static_assert(!detail::isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,
+                  "the body must not be asynchronous: the interval would end before it ran");
     struct Interval {
       const OSSignposter& signposter;
       std::string_view name;

@@ -27,7 +27,7 @@ void logPlatformError(std::string_view category, std::string_view message) noexc
     writeLogRecord(log, OSLogType::error,
                    {.format = "%{public}s", .location = {}, .arguments = {&argument, 1}, .placeholders = {}});
   } catch (const std::bad_alloc&) {
-    // Without memory for a new log there is nobody to tell.
+    return;  // Without memory for a new log there is nobody to tell.
   }
 }
 
@@ -38,7 +38,7 @@ void setPlatformLogIdentifier(std::string_view identifier) noexcept {
     const std::string* expected = nullptr;
     if (!subsystemOfBundle.compare_exchange_strong(expected, subsystem, std::memory_order_acq_rel)) delete subsystem;
   } catch (const std::bad_alloc&) {
-    // The subsystem stays "Tessaly".
+    return;  // The subsystem stays "Tessaly".
   }
 }
 
