@@ -4,6 +4,7 @@
 // Everything, for those who link Tessaly::Tessaly and do not mind what compiling all of it costs.
 
 #include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Concurrency/Observations.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"

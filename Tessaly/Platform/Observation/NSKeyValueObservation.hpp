@@ -55,10 +55,10 @@ struct NSKeyValueObservedChange {
 ///
 /// Thread contract: thread-compatible.
 ///
-///     NSKeyValueObservation volume =
-///         observe(player, keyPath<&Player::volume>, NSKeyValueObservingOptions::new_ |
-///         NSKeyValueObservingOptions::old,
-///                 [](const auto& change) { show(*change.oldValue, *change.newValue); });
+///     auto options = NSKeyValueObservingOptions::new_ | NSKeyValueObservingOptions::old;
+///     NSKeyValueObservation volume = observe(player, keyPath<&Player::volume>, options, [](const auto& change) {
+///       show(*change.oldValue, *change.newValue);
+///     });
 ///     volume.invalidate();
 class NSKeyValueObservation {
  public:

@@ -18,9 +18,10 @@ void show(int before, int after) {}
 }  // namespace
 
 void showNSKeyValueObservation(std::shared_ptr<Player> player) {
-  NSKeyValueObservation volume =
-      observe(player, keyPath<&Player::volume>, NSKeyValueObservingOptions::new_ | NSKeyValueObservingOptions::old,
-              [](const auto& change) { show(*change.oldValue, *change.newValue); });
+  auto options = NSKeyValueObservingOptions::new_ | NSKeyValueObservingOptions::old;
+  NSKeyValueObservation volume = observe(player, keyPath<&Player::volume>, options, [](const auto& change) {
+    show(*change.oldValue, *change.newValue);
+  });
   volume.invalidate();
 }
 
