@@ -4,6 +4,7 @@
 // Everything, for those who link Tessaly::Tessaly and do not mind what compiling all of it costs.
 
 #include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Concurrency/Observations.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"
@@ -49,10 +50,13 @@
 #include "Tessaly/Platform/Logging/PlatformLog.hpp"
 #include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
 #include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Observation/ChangeFollower.hpp"
 #include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
 #include "Tessaly/Platform/Observation/ObservationPoint.hpp"
 #include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Observation/Property.hpp"
 #include "Tessaly/Platform/Observation/Tracking.hpp"
 #include "Tessaly/Platform/Settings/KeyValueChange.hpp"
 #include "Tessaly/Platform/Settings/KeyValueObserver.hpp"
