@@ -145,6 +145,24 @@ class AsyncPromise<void> final : public AsyncPromiseBase {
   Outcome<void> outcome_;
 };
 
+/// What an `Async` is to those who await it: its own awaiter, so that awaiting copies nothing.
+template <typename T>
+class AsyncAwaiter {
+ public:
+  bool await_ready() const noexcept { return false; }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> caller) const noexcept {
+    if (handle_ == nullptr || handle_.done()) [[unlikely]]
+      stopAwaitingTwice();
+    handle_.promise().setContinuation(caller);
+    return handle_;
+  }
+  T await_resume() const { return handle_.promise().outcome().take(); }
+
+ protected:
+  std::coroutine_handle<AsyncPromise<T>> handle_;
+};
+
 }  // namespace detail
 
 /// The work of an asynchronous function: a coroutine that has not started.
@@ -164,45 +182,32 @@ class AsyncPromise<void> final : public AsyncPromiseBase {
 ///       co_return sum;
 ///     }
 template <typename T>
-class [[nodiscard("an Async does nothing until it is awaited")]] Async {
+class [[nodiscard("an Async does nothing until it is awaited")]] Async : detail::AsyncAwaiter<T> {
   static_assert(!std::is_reference_v<T>, "an asynchronous function returns a value: a reference could dangle");
 
  public:
   using promise_type = detail::AsyncPromise<T>;
   using Result = T;
 
-  Async(Async&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  Async(Async&& other) noexcept : Async(std::exchange(other.handle_, nullptr)) {}
   Async& operator=(Async&& other) noexcept {
-    std::swap(handle_, other.handle_);
+    std::swap(this->handle_, other.handle_);
     return *this;
   }
   ~Async() {
-    if (handle_ != nullptr) handle_.destroy();
+    if (this->handle_ != nullptr) this->handle_.destroy();
   }
 
-  struct Awaiter {
-    std::coroutine_handle<promise_type> handle;
-
-    bool await_ready() const noexcept { return false; }
-    template <std::derived_from<detail::AsyncPromiseBase> Promise>
-    std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> caller) const noexcept {
-      if (handle == nullptr || handle.done()) [[unlikely]]
-        detail::stopAwaitingTwice();
-      handle.promise().setContinuation(caller);
-      return handle;
-    }
-    T await_resume() const { return handle.promise().outcome().take(); }
-  };
-  Awaiter operator co_await() && noexcept { return Awaiter{handle_}; }
+  detail::AsyncAwaiter<T>& operator co_await() && noexcept { return *this; }
 
   /// Gives the coroutine up, for the runtime.
-  [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept { return std::exchange(handle_, nullptr); }
+  [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept {
+    return std::exchange(this->handle_, nullptr);
+  }
 
  private:
   friend promise_type;
-  explicit Async(std::coroutine_handle<promise_type> handle) noexcept : handle_(handle) {}
-
-  std::coroutine_handle<promise_type> handle_;
+  explicit Async(std::coroutine_handle<promise_type> handle) noexcept { this->handle_ = handle; }
 };
 
 namespace detail {

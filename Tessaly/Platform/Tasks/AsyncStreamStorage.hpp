@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -99,9 +101,15 @@ class AsyncStreamStorage {
   void consumersGone() noexcept {
     cancel();
     GrowableRing<CarriedElement<Element>> left;
+    GrowableRing<CarriedElement<Element>> leftAhead;
     {
       UnfairLock::Guard guard(lock_);
       left.swap(buffer_);
+    }
+    {
+      UnfairLock::Guard guard(aheadLock_);
+      leftAhead.swap(ahead_);
+      aheadCount_.store(0, std::memory_order_relaxed);
     }
     static_cast<void>(stopProducing());
   }
@@ -124,16 +132,23 @@ class AsyncStreamStorage {
 
   /// True if there is an answer: an element, the error, or the end.
   bool takeNext(Waiter& waiter) noexcept {
-    UnfairLock::Guard guard(lock_);
-    return takeNextLocked(waiter);
+    for (;;) {
+      if (takeAhead(waiter)) return true;
+      UnfairLock::Guard guard(lock_);
+      if (aheadCount_.load(std::memory_order_relaxed) == 0) return takeNextLocked(waiter);
+    }
   }
   /// The same; otherwise the waiter is added.
   bool takeNextOrWait(Waiter& waiter) noexcept {
-    UnfairLock::Guard guard(lock_);
-    if (takeNextLocked(waiter)) return true;
-    (lastWaiter_ != nullptr ? lastWaiter_->next : firstWaiter_) = &waiter;
-    lastWaiter_ = &waiter;
-    return false;
+    for (;;) {
+      if (takeAhead(waiter)) return true;
+      UnfairLock::Guard guard(lock_);
+      if (aheadCount_.load(std::memory_order_relaxed) != 0) continue;
+      if (takeNextLocked(waiter)) return true;
+      (lastWaiter_ != nullptr ? lastWaiter_->next : firstWaiter_) = &waiter;
+      lastWaiter_ = &waiter;
+      return false;
+    }
   }
 
   /// One step of an unfolding stream.
@@ -176,7 +191,27 @@ class AsyncStreamStorage {
     }
   }
 
+  /// Takes from the elements that an earlier consumer moved out of the producers' way.
+  bool takeAhead(Waiter& waiter) noexcept {
+    if (aheadCount_.load(std::memory_order_relaxed) == 0) return false;
+    UnfairLock::Guard guard(aheadLock_);
+    if (ahead_.isEmpty()) return false;
+    takeAheadLocked(waiter);
+    return true;
+  }
+  void takeAheadLocked(Waiter& waiter) noexcept TESSALY_REQUIRES(aheadLock_) {
+    waiter.element.emplace(ahead_.takeFront());
+    aheadCount_.store(ahead_.count(), std::memory_order_relaxed);
+  }
+
+  /// Nothing may be ahead.
   bool takeNextLocked(Waiter& waiter) noexcept TESSALY_REQUIRES(lock_) {
+    if (policy_.kind == BufferingPolicy::Kind::unbounded && buffer_.count() >= fewestMovedAhead) {
+      UnfairLock::Guard guard(aheadLock_);
+      ahead_.swap(buffer_);
+      takeAheadLocked(waiter);
+      return true;
+    }
     if (!buffer_.isEmpty()) {
       waiter.element.emplace(buffer_.takeFront());
       return true;
@@ -216,17 +251,29 @@ class AsyncStreamStorage {
     return producer != nullptr;
   }
 
+  static constexpr std::size_t fewestMovedAhead = 16;
+  static constexpr std::size_t cacheLine = 64;
+
+  // Read by both ends, so apart from what either writes.
   const BufferingPolicy policy_;
   const bool unfolds_ = false;
-  UnfairLock lock_;
+  std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
+  const std::function<void()> onCancel_;
+
+  alignas(cacheLine) UnfairLock lock_;
   State state_ TESSALY_GUARDED_BY(lock_) = State::open;
   GrowableRing<CarriedElement<Element>> buffer_ TESSALY_GUARDED_BY(lock_);
   Waiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
   Waiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
-  std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
-  const std::function<void()> onCancel_;
+
+  // A consumer of an unbounded stream takes all that is buffered out of the producers' way at once, so that the two
+  // ends seldom wait for each other. What is ahead comes before what is in the buffer. It is filled with both locks
+  // held, the other one first, and only while it is empty.
+  alignas(cacheLine) UnfairLock aheadLock_;
+  std::atomic<std::size_t> aheadCount_{0};
+  GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -13,8 +13,9 @@ __thread ThreadState threadState [[gnu::tls_model("initial-exec")]] = {};
 
 namespace {
 
-constexpr std::uint32_t framesInCommonPerClass = 1024;
+constexpr std::uint32_t framesPerThreadAndClass = 64;
 constexpr std::uint32_t framesPerTransfer = framesPerThreadAndClass / 2;
+constexpr std::uint32_t framesInCommonPerClass = 1024;
 
 struct CommonList {
   UnfairLock lock;
@@ -30,42 +31,51 @@ void*& nextOf(void* frame) { return *static_cast<void**>(frame); }
 void* popFrame(ThreadState::FrameList& list) {
   void* frame = list.first;
   list.first = nextOf(frame);
-  --list.count;
+  ++list.room;
   return frame;
 }
 
-/// Moves frames from the thread's list to the common one until `keep` are left; what does not fit there is freed.
-void returnFrames(std::size_t index, std::uint32_t keep) {
+void pushFrame(ThreadState::FrameList& list, void* frame) {
+  nextOf(frame) = list.first;
+  list.first = frame;
+  --list.room;
+}
+
+/// Moves so many frames from the thread's list to the common one; what does not fit there is freed.
+void returnFrames(std::size_t index, std::uint32_t count) {
   auto& list = threadState.frames[index];
   auto& common = commonLists[index];
   {
     UnfairLock::Guard guard(common.lock);
-    while (list.count > keep && common.count < framesInCommonPerClass) {
+    for (; count > 0 && common.count < framesInCommonPerClass; --count) {
       void* frame = popFrame(list);
       nextOf(frame) = common.first;
       common.first = frame;
       ++common.count;
     }
   }
-  while (list.count > keep) ::operator delete(popFrame(list), classBytes(index));
+  for (; count > 0; --count) ::operator delete(popFrame(list), classBytes(index));
 }
 
+bool keepsFrames() { return threadState.frames[0].room > 0 || threadState.frames[0].first != nullptr; }
+
 void returnAllFrames(void*) {
-  threadState.keepsFrames = false;
   for (std::size_t index = 0; index < frameClassCount; ++index) {
-    if (threadState.frames[index].count > 0) returnFrames(index, 0);
+    auto& list = threadState.frames[index];
+    returnFrames(index, framesPerThreadAndClass - list.room);
+    list.room = 0;
   }
 }
 
-/// Returns the thread's frames when it ends. The key's value only has to be non-null.
-void returnFramesAtThreadEnd() {
+/// From now on the thread keeps frames, and returns them when it ends. The key's value only has to be non-null.
+void keepFrames() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};
     ::pthread_key_create(&made, &returnAllFrames);
     return made;
   }();
   ::pthread_setspecific(key, &threadState);
-  threadState.keepsFrames = true;
+  for (auto& list : threadState.frames) list.room = framesPerThreadAndClass;
 }
 
 }  // namespace
@@ -74,16 +84,15 @@ void* allocateFrameSlowly(std::size_t size) {
   if (poolsFrames) {
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) {
+      if (!keepsFrames()) keepFrames();
       auto& common = commonLists[index];
       auto& list = threadState.frames[index];
       UnfairLock::Guard guard(common.lock);
-      while (common.first != nullptr && list.count < framesPerTransfer) {
+      for (std::uint32_t taken = 0; common.first != nullptr && taken < framesPerTransfer; ++taken) {
         void* frame = common.first;
         common.first = nextOf(frame);
         --common.count;
-        nextOf(frame) = list.first;
-        list.first = frame;
-        ++list.count;
+        pushFrame(list, frame);
       }
       if (list.first != nullptr) return popFrame(list);
       size = classBytes(index);
@@ -97,11 +106,9 @@ void freeFrameSlowly(void* frame, std::size_t size) noexcept {
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) {
       auto& list = threadState.frames[index];
-      if (!threadState.keepsFrames) returnFramesAtThreadEnd();
-      if (list.count == framesPerThreadAndClass) returnFrames(index, framesPerTransfer);
-      nextOf(frame) = list.first;
-      list.first = frame;
-      ++list.count;
+      if (!keepsFrames()) keepFrames();
+      if (list.room == 0) returnFrames(index, framesPerTransfer);
+      pushFrame(list, frame);
       return;
     }
   }

@@ -13,10 +13,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
-TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
+// They preserve the registers of their callers, who nearly never call them.
+[[clang::preserve_most]] TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
+[[clang::preserve_most]] TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
 
-inline constexpr std::uint32_t framesPerThreadAndClass = 64;
 inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
 
 [[gnu::always_inline]] inline void* allocateFrame(std::size_t size) {
@@ -25,7 +25,7 @@ inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
     auto& list = threadState.frames[index];
     if (void* frame = list.first) [[likely]] {
       list.first = *static_cast<void**>(frame);
-      --list.count;
+      ++list.room;
       return frame;
     }
   }
@@ -37,10 +37,10 @@ inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
     const std::size_t index = (size - 1) / frameClassSize;
     if (index < frameClassCount) [[likely]] {
       auto& list = threadState.frames[index];
-      if (list.count < framesPerThreadAndClass && threadState.keepsFrames) [[likely]] {
+      if (list.room > 0) [[likely]] {
         *static_cast<void**>(frame) = list.first;
         list.first = frame;
-        ++list.count;
+        --list.room;
         return;
       }
     }

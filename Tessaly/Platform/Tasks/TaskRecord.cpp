@@ -107,7 +107,9 @@ bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
 }
 
 void TaskRecord::escalate(TaskPriority priority) noexcept {
-  if (raisePriority(priority)) escalateOnExecutor(executor_, *this);
+  // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
+  if (!raisePriority(priority)) return;
+  escalateOnExecutor(executor_, *this);
   // While the lock is held the task cannot leave its wait, so what it waits for stays.
   std::vector<TaskReference<TaskRecord>> awaited;
   {

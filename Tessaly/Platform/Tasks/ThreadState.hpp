@@ -37,11 +37,10 @@ struct ThreadState {
 
   struct FrameList {
     void* first;
-    std::uint32_t count;
+    /// How many frames more may be kept. None before the thread has seen to it that they are given back when it ends.
+    std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;
-  /// Whether the frames kept here are given back when the thread ends.
-  bool keepsFrames;
 };
 
 TESSALY_EXPORT extern __thread ThreadState threadState [[gnu::tls_model("initial-exec")]];

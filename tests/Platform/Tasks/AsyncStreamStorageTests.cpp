@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Tessaly/Platform/Tasks/AsyncStreamStorage.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "tests/Platform/Tasks/Streams.hpp"
 
 namespace Tessaly {
@@ -140,6 +143,37 @@ TEST(AsyncStreamStorage, HoldsItsBoundWhoeverDoesNotCome) {
 }
 
 // Elements of every kind.
+
+TEST(AsyncStreamStorage, KeepsTheOrderWhileTwoIteratorsTakeFromABacklogThatGrows) {
+  auto [stream, continuation] = AsyncStream<int>::makeStream();
+  std::array iterators{stream.makeAsyncIterator(), stream.makeAsyncIterator()};
+  std::mt19937 random(7);
+  int yielded = 0;
+  int taken = 0;
+  syncWait([&]() -> Async<void> {
+    for (int step = 0; step < 20'000; ++step) {
+      for (auto count = random() % 9; count > 0; --count) continuation.yield(yielded++);
+      for (auto count = random() % 9; count > 0 && taken < yielded; --count) {
+        const auto element = co_await iterators[random() % 2].next();
+        EXPECT_EQ(element, taken++);
+      }
+    }
+  });
+  EXPECT_GT(taken, 70'000);
+}
+
+TEST(AsyncStreamStorage, FreesWhatItsConsumersLeaveOfABacklog) {
+  auto alive = std::make_shared<int>();
+  auto [stream, continuation] = AsyncStream<std::shared_ptr<int>>::makeStream();
+  for (int i = 0; i < 100; ++i) continuation.yield(alive);
+  {
+    auto iterator = std::exchange(stream, AsyncStream<std::shared_ptr<int>>::makeStream().stream).makeAsyncIterator();
+    syncWait([&]() -> Async<void> { co_await iterator.next(); });
+    continuation.yield(alive);
+    EXPECT_EQ(alive.use_count(), 101);
+  }
+  EXPECT_EQ(alive.use_count(), 1);
+}
 
 TEST(AsyncStreamStorage, PassesElementsThatCanOnlyBeMoved) {
   auto [stream, continuation] = AsyncStream<std::unique_ptr<int>>::makeStream(BufferingPolicy::newest(2));

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+
+#include <utility>
+
+namespace Tessaly::inline v1 {
+
+InMemoryUserDefaults::InMemoryUserDefaults() = default;
+InMemoryUserDefaults::~InMemoryUserDefaults() = default;
+
+std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
+  return std::shared_ptr<InMemoryUserDefaults>(new InMemoryUserDefaults);
+}
+
+void InMemoryUserDefaults::change(std::string_view key, std::optional<PropertyList> value, ChangeOrigin origin) {
+  const std::optional<PropertyList> previous = table_.exchange(key, value);
+  if (previous != value) observers_.notify(*this, key, value, origin);
+}
+
+std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey) const { return table_.value(forKey); }
+
+void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
+  change(forKey, std::move(value), ChangeOrigin::thisProcess);
+}
+
+void InMemoryUserDefaults::removeObject(std::string_view forKey) {
+  change(forKey, std::nullopt, ChangeOrigin::thisProcess);
+}
+
+void InMemoryUserDefaults::setFromElsewhere(std::optional<PropertyList> value, std::string_view forKey) {
+  change(forKey, std::move(value), ChangeOrigin::otherProcess);
+}
+
+PropertyList::Dictionary InMemoryUserDefaults::dictionaryRepresentation() const { return table_.all(); }
+
+void InMemoryUserDefaults::addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                                       KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, forKeyPath, options, context);
+}
+
+void InMemoryUserDefaults::removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) {
+  observers_.remove(observer, forKeyPath);
+}
+
+void InMemoryUserDefaults::addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
+                                                 KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, std::nullopt, options, context);
+}
+
+void InMemoryUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& observer) {
+  observers_.remove(observer, std::nullopt);
+}
+
+bool InMemoryUserDefaults::synchronize() { return status().problem == UserDefaultsProblem::none; }
+
+UserDefaultsStatus InMemoryUserDefaults::status() const {
+  const UnfairLock::Guard guard(lock_);
+  return status_;
+}
+
+void InMemoryUserDefaults::setStatus(UserDefaultsStatus status) {
+  const UnfairLock::Guard guard(lock_);
+  std::swap(status_, status);
+}
+
+}  // namespace Tessaly::inline v1

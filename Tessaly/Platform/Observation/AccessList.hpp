@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+class ObservationPoint;
+class AccessList;
+
+/// The innermost list of this thread; null while nothing is tracked.
+TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
+
+/// What was read, and at which version. Holds a reference on the point.
+struct Access {
+  ObservationPoint* point;
+  std::uint64_t version;
+};
+
+/// The points that a function reads, each once, with the version at the first reading. It is the thread's innermost
+/// list from its making to its end, and then hands what it has to the next outer one as well.
+///
+/// Thread contract: thread-compatible.
+class TESSALY_EXPORT AccessList {
+ public:
+  AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
+  AccessList(const AccessList&) = delete;
+  AccessList& operator=(const AccessList&) = delete;
+  ~AccessList() {
+    end();
+    if (count_ != 0) releaseAll();
+  }
+
+  void add(ObservationPoint& point);
+  /// Stops recording.
+  void end();
+  /// A change by this thread is none that its own function missed.
+  void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
+
+  [[nodiscard]] std::size_t count() const noexcept { return count_; }
+  [[nodiscard]] const Access& operator[](std::size_t index) const noexcept { return accesses()[index]; }
+  /// Forgets everything; the references are the caller's now.
+  void surrender() noexcept { count_ = 0; }
+
+ private:
+  static constexpr std::size_t inlineCount = 8;
+
+  [[nodiscard]] const Access* accesses() const noexcept { return more_.empty() ? few_.data() : more_.data(); }
+  [[nodiscard]] Access* find(ObservationPoint& point) noexcept;
+  void addOnce(ObservationPoint& point, std::uint64_t version);
+  void rebuildIndex();
+  void insertIntoIndex(std::size_t position) noexcept;
+  void releaseAll() noexcept;
+
+  AccessList* outer_;
+  bool hasEnded_ = false;
+  std::size_t count_ = 0;
+  std::array<Access, inlineCount> few_;
+  /// All of them, once they are more than a few.
+  std::vector<Access> more_;
+  /// Positions in `more_` plus one, by the point's address; open addressing, never more than half full.
+  std::vector<std::uint32_t> index_;
+};
+
+/// Keeps what is called meanwhile (handlers, not the tracked function) out of this thread's lists.
+class WithoutTracking {
+ public:
+  WithoutTracking() noexcept : list_(std::exchange(currentAccessList, nullptr)) {}
+  WithoutTracking(const WithoutTracking&) = delete;
+  WithoutTracking& operator=(const WithoutTracking&) = delete;
+  ~WithoutTracking() { currentAccessList = list_; }
+
+ private:
+  AccessList* list_;
+};
+
+}  // namespace Tessaly::inline v1::detail

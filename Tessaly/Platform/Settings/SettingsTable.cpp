@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+
+#include <utility>
+
+namespace Tessaly::inline v1::detail {
+
+SettingsTable::SettingsTable() = default;
+SettingsTable::~SettingsTable() = default;
+
+const SettingsTable::Part& SettingsTable::partOf(std::string_view key) const noexcept {
+  // Not the hash of the tables themselves: that takes the whole key, and its low bits choose the bucket.
+  const auto last = key.empty() ? 0u : static_cast<unsigned char>(key.back());
+  const auto middle = key.empty() ? 0u : static_cast<unsigned char>(key[key.size() / 2]);
+  return parts_[(last ^ (middle * 7u) ^ key.size()) % parts_.size()];
+}
+
+std::optional<PropertyList> SettingsTable::value(std::string_view key) const {
+  const Part& part = partOf(key);
+  const UnfairLock::Guard guard(part.lock);
+  const auto found = part.values.find(key);
+  if (found == part.values.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::optional<PropertyList> value) {
+  Part& part = const_cast<Part&>(partOf(key));
+  const UnfairLock::Guard guard(part.lock);
+  const auto found = part.values.find(key);
+  if (found == part.values.end()) {
+    if (value) part.values.emplace(std::string(key), std::move(*value));
+    return std::nullopt;
+  }
+  std::optional<PropertyList> previous = std::move(found->second);
+  if (value) {
+    found->second = std::move(*value);
+  } else {
+    part.values.erase(found);
+  }
+  return previous;
+}
+
+PropertyList::Dictionary SettingsTable::all() const {
+  PropertyList::Dictionary result;
+  for (const Part& part : parts_) {
+    const UnfairLock::Guard guard(part.lock);
+    for (const auto& [key, value] : part.values) result.emplace(key, value);
+  }
+  return result;
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Object.hpp"
+#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Platform/Settings/KeyValueObserver.hpp"
+#include "Tessaly/Platform/Settings/UserDefaultsStatus.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The settings of an application: property-list values by key, kept on disk and shared by all processes that name the
+/// same identifier.
+///
+/// A key is any text: empty, with dots or with NUL in it, of any length; it is never taken for a path of keys. No
+/// operation fails: what cannot be stored stays in memory, is tried again, and `status()` says why. See
+/// docs/settings.md for what survives what.
+///
+/// Hosts use `Default`, which gives settings a type, and this class for settings whose names are only known at run
+/// time.
+///
+/// Thread contract: thread-safe.
+///
+///     const std::shared_ptr<UserDefaults>& settings = UserDefaults::standard();
+///     settings->set(50, "volume");
+///     std::optional<PropertyList> volume = settings->value("volume");
+class TESSALY_EXPORT UserDefaults : public Object {
+ public:
+  ~UserDefaults() override;
+
+  /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
+  /// use and never closed.
+  [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
+
+  /// "Tessaly.UserDefaults".
+  [[nodiscard]] std::string_view className() const noexcept override;
+
+  /// What is stored under the key. Takes a lock for some nanoseconds and makes no system call.
+  [[nodiscard]] virtual std::optional<PropertyList> value(std::string_view forKey) const = 0;
+  /// Stores a value. Once this has returned, the value survives the end of the process, and observers in this process
+  /// have been told, unless an equal value was there.
+  virtual void set(PropertyList value, std::string_view forKey) = 0;
+  /// Removes what is stored under the key, with the promises of `set`.
+  virtual void removeObject(std::string_view forKey) = 0;
+  /// Everything that is stored. O(number of keys).
+  [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
+
+  /// Tells the observer of every later change of the key until it is removed or gone. The store does not keep it alive.
+  /// Adding it twice tells it twice.
+  virtual void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                           KeyValueObservingOptions options, void* context) = 0;
+  /// Takes back the last such addition; does nothing when there is none. Calls on other threads that are under way are
+  /// not waited for. May be called by the observer's destructor.
+  virtual void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) = 0;
+  /// Tells the observer of the changes of every key.
+  virtual void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
+                                     KeyValueObservingOptions options, void* context) = 0;
+  /// Takes back the last such addition; does nothing when there is none.
+  virtual void removeObserverOfEveryKey(const KeyValueObserver& observer) = 0;
+
+  /// Waits until everything written so far would survive a power cut and other programs can read it. False if something
+  /// could not be stored. Blocks on the disk.
+  virtual bool synchronize() = 0;
+  [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
+
+ protected:
+  UserDefaults() noexcept = default;
+};
+
+/// Puts a store in the place of `UserDefaults::standard()`, and puts the former one back at its end. The store is kept
+/// until the process ends, since somebody may be using it at any time.
+///
+/// Thread contract: thread-compatible. Of two, the one made later ends first.
+///
+///     const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
+///     check();
+class TESSALY_EXPORT UserDefaultsInstallation {
+ public:
+  explicit UserDefaultsInstallation(std::shared_ptr<UserDefaults> store);
+  ~UserDefaultsInstallation();
+  UserDefaultsInstallation(const UserDefaultsInstallation&) = delete;
+  UserDefaultsInstallation& operator=(const UserDefaultsInstallation&) = delete;
+
+ private:
+  const std::shared_ptr<UserDefaults>* previous_;
+};
+
+}  // namespace Tessaly::inline v1

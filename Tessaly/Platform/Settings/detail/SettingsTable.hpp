@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The settings in memory: a hash table in parts, each under a lock that is held only while a value is found or
+/// exchanged. Values of other threads are destroyed outside the locks.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT SettingsTable {
+ public:
+  SettingsTable();
+  ~SettingsTable();
+
+  [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const;
+  /// Stores a value, or removes the entry when there is none; returns what was there.
+  std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
+  /// Every entry. Consistent only if nobody writes meanwhile.
+  [[nodiscard]] PropertyList::Dictionary all() const;
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
+  };
+  struct alignas(64) Part {
+    mutable UnfairLock lock;
+    std::unordered_map<std::string, PropertyList, Hash, std::equal_to<>> values TESSALY_GUARDED_BY(lock);
+  };
+
+  [[nodiscard]] const Part& partOf(std::string_view key) const noexcept;
+
+  std::array<Part, 16> parts_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <optional>
+
+namespace Tessaly::inline v1 {
+
+/// How to ask a value that can be absent whether it is; see `AnyOptional`.
+///
+/// Thread contract: thread-safe.
+///
+///     bool isAbsent = AnyOptionalTraits<std::optional<int>>::isNil(std::nullopt);
+template <typename Value>
+struct AnyOptionalTraits;
+
+template <typename Wrapped>
+struct AnyOptionalTraits<std::optional<Wrapped>> {
+  [[nodiscard]] static constexpr bool isNil(const std::optional<Wrapped>& value) noexcept { return !value.has_value(); }
+};
+
+/// A value that can be absent, whatever its type: `std::optional`, and what a host gives `AnyOptionalTraits`.
+template <typename Value>
+concept AnyOptional = requires(const Value& value) {
+  { AnyOptionalTraits<Value>::isNil(value) } -> std::same_as<bool>;
+};
+
+/// Whether the value is absent.
+template <AnyOptional Value>
+[[nodiscard]] constexpr bool isNil(const Value& value) noexcept {
+  return AnyOptionalTraits<Value>::isNil(value);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::string_view file = "Tessaly/Default";
+
+}  // namespace
+
+void registerSettingClasses() {
+  [[maybe_unused]] static const bool isDone = [] {
+    Object::registerClassWithoutInitializer("Tessaly.Backing", file, __LINE__);
+    Object::registerClassWithoutInitializer("Tessaly.ValueObserver", file, __LINE__);
+    return true;
+  }();
+}
+
+void stopMakingABacking() noexcept { Object::stopUnimplementedInitializer("Tessaly.Backing", file, __LINE__); }
+
+void stopMakingAValueObserver() noexcept {
+  Object::stopUnimplementedInitializer("Tessaly.ValueObserver", file, __LINE__);
+}
+
+}  // namespace Tessaly::inline v1::detail

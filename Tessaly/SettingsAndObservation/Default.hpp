@@ -1,0 +1,291 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
+#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
+#include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/SettingsAndObservation/detail/SettingName.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Makes the classes of `Default` known to `Object::make`.
+TESSALY_EXPORT void registerSettingClasses();
+[[noreturn]] TESSALY_EXPORT void stopMakingABacking() noexcept;
+[[noreturn]] TESSALY_EXPORT void stopMakingAValueObserver() noexcept;
+
+}  // namespace detail
+
+/// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
+///
+/// It reads what is stored at each call, and gives the key's default where nothing is stored or what is stored is of
+/// another kind; it never fails. Reading `value()` under observation tracking is recorded, and every change of the
+/// setting is announced, whoever made it: this property, another of the same key, the store itself, or another process.
+///
+/// Copies share one observed object. For single readings and writings without one there are the static functions. What
+/// is stored is a plain property-list value, without a prefix or a tag: other programs can read it.
+///
+/// The nearest facility elsewhere is a `QSettings` entry, which has no type, no default of its own and tells of
+/// nothing.
+///
+/// Thread contract: thread-safe. Announcements come on the thread that writes, for other processes' writes on a serial
+/// executor. A reading takes a few dozen nanoseconds more than a look-up in a hash table. A writing survives `kill -9`
+/// once it has returned, and takes microseconds.
+///
+///     constexpr Default<int>::Key volumeKey{"volume", 50};
+///     Default<int> volume(volumeKey);
+///     volume.setValue(volume.value() + 10);
+///     auto observer = Default<int>::observe(volumeKey, [](int stored) { show(stored); });
+template <UserDefaultsValueTransformable Value>
+class Default {
+ public:
+  using StoredValue = ::Tessaly::StoredValue<Value>;
+
+  /// Which setting: its name in the store, verbatim, and what is read when nothing usable is stored.
+  ///
+  /// With a literal for the name, it can be a constant. A name that is no literal is copied.
+  ///
+  /// Thread contract: thread-compatible.
+  ///
+  ///     constexpr Default<bool>::Key showsHiddenFiles{"shows-hidden-files", false};
+  ///     constexpr Default<std::optional<int>>::Key lastPage = "last-page";
+  class Key {
+   public:
+    constexpr Key(detail::SettingName name, Value defaultValue)
+        : defaultValue_(std::move(defaultValue)), name_(std::move(name)) {}
+    /// The default is the absent value.
+    explicit constexpr Key(detail::SettingName name)
+      requires AnyOptional<Value>
+        : defaultValue_(), name_(std::move(name)) {}
+    /// The literal is the name, the default the absent value.
+    template <std::size_t size>
+      requires AnyOptional<Value>
+    consteval Key(const char (&literal)[size]) : defaultValue_(), name_(literal) {}
+
+    [[nodiscard]] constexpr const Value& defaultValue() const noexcept { return defaultValue_; }
+    [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
+
+   private:
+    Value defaultValue_;
+    detail::SettingName name_;
+  };
+
+  class Backing;
+  class ValueObserver;
+
+  explicit Default(Key key) : key_(std::move(key)), backing_(Backing::make(key_, UserDefaults::standard())) {}
+
+  [[nodiscard]] const Key& key() const noexcept { return key_; }
+  /// The observed object, shared by all copies.
+  [[nodiscard]] const std::shared_ptr<Backing>& backing() const noexcept { return backing_; }
+
+  /// The setting. Recorded by observation tracking.
+  [[nodiscard]] Value value() const { return backing_->value(); }
+  /// Stores the setting; the absent value removes its entry.
+  void setValue(const Value& newValue) { backing_->setValue(newValue); }
+  /// Lets the body change the value, and stores it, also if the body throws. Returns what the body returned. Another
+  /// writer's change meanwhile is overwritten.
+  template <typename Body>
+  decltype(auto) modifyValue(Body&& body) {
+    const Modification modification{backing_->value(), [this](const Value& value) { setValue(value); }};
+    return std::invoke(std::forward<Body>(body), modification.value);
+  }
+
+  /// The setting, read once: makes no object and is not recorded.
+  [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
+  /// Stores the setting; the absent value removes its entry.
+  static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
+  /// Lets the body change the value, and stores it, also if the body throws.
+  template <typename Body>
+  static decltype(auto) modifyValue(const Key& key, Body&& body) {
+    const Modification modification{value(key), [&key](const Value& value) { setValue(key, value); }};
+    return std::invoke(std::forward<Body>(body), modification.value);
+  }
+
+  /// Calls the handler after each change with what is stored now, in its stored form, until the observer that is
+  /// returned is gone. Changes to what is no such value are not delivered, nor is a removal, unless absence is a value
+  /// of `StoredValue`. A handler that also takes a `ChangeOrigin` is told who made the change. A throw out of the
+  /// handler stops the process.
+  template <typename Handler>
+  [[nodiscard("the observation ends with the observer")]] static std::shared_ptr<ValueObserver> observe(
+      const Key& key, Handler changeHandler) {
+    auto observer = ValueObserver::make(UserDefaults::standard(), key);
+    observer->startObservingIfNeeded(std::move(changeHandler));
+    return observer;
+  }
+
+ private:
+  /// Writes a value back when it goes.
+  template <typename WriteBack>
+  struct Modification {
+    Modification(Value initial, WriteBack writer) : value(std::move(initial)), writeBack(std::move(writer)) {}
+    Modification(const Modification&) = delete;
+    Modification& operator=(const Modification&) = delete;
+    ~Modification() { writeBack(value); }
+
+    mutable Value value;
+    WriteBack writeBack;
+  };
+
+  static Value read(const UserDefaults& store, const Key& key);
+  static void write(UserDefaults& store, const Key& key, const Value& newValue);
+  /// What a stored object, or null, is as a stored value.
+  static std::optional<StoredValue> converted(const PropertyList* object) {
+    return UserDefaultsValueTraits<StoredValue>::value(object);
+  }
+
+  Key key_;
+  std::shared_ptr<Backing> backing_;
+};
+
+/// What does the work of a `Default`: an object that listens to the store and is observable itself.
+///
+/// Registered as "Tessaly.Backing"; making it by that name stops the process.
+///
+/// Thread contract: thread-safe.
+///
+///     auto backing = Default<int>::Backing::make(volumeKey, UserDefaults::standard());
+///     backing->setValue(30);
+template <UserDefaultsValueTransformable Value>
+class Default<Value>::Backing final : public KeyValueObserver {
+  struct Private {};
+
+ public:
+  /// Listens to the store until its end.
+  [[nodiscard]] static std::shared_ptr<Backing> make(Key key, std::shared_ptr<UserDefaults> storage) {
+    detail::registerSettingClasses();
+    auto backing = std::make_shared<Backing>(Private(), std::move(key), std::move(storage));
+    backing->storage_->addObserver(backing, backing->key_.name(), KeyValueObservingOptions::newValue, nullptr);
+    return backing;
+  }
+  /// Stops the process: there is none without a key.
+  [[noreturn]] static std::shared_ptr<Backing> make() noexcept { detail::stopMakingABacking(); }
+
+  Backing(Private, Key key, std::shared_ptr<UserDefaults> storage)
+      : key_(std::move(key)), storage_(std::move(storage)) {}
+  ~Backing() override { storage_->removeObserver(*this, key_.name()); }
+
+  [[nodiscard]] std::string_view className() const noexcept override { return "Tessaly.Backing"; }
+  [[nodiscard]] const Key& key() const noexcept { return key_; }
+  [[nodiscard]] const std::shared_ptr<UserDefaults>& storage() const noexcept { return storage_; }
+
+  /// The setting. Recorded by observation tracking.
+  [[nodiscard]] Value value() const {
+    observationRegistrar_.access(*this, keyPath<&Backing::value>);
+    return read(*storage_, key_);
+  }
+  /// Stores the setting. Trackers hear of it from the store.
+  void setValue(const Value& newValue) { write(*storage_, key_, newValue); }
+
+  void observeValue(std::optional<std::string_view> keyPath, const Object* object,
+                    const std::optional<KeyValueChange>& change, void* context) override {
+    static_cast<void>(object);
+    static_cast<void>(context);
+    if (keyPath != key_.name() || !change || change->isEmpty()) return;
+    observationRegistrar_.withMutation(*this, ::Tessaly::keyPath<&Backing::value>, [] {});
+  }
+
+ private:
+  const Key key_;
+  const std::shared_ptr<UserDefaults> storage_;
+  ObservationRegistrar observationRegistrar_;
+};
+
+/// Hands the changes of one setting to a handler, in their stored form. Made by `Default::observe`.
+///
+/// Registered as "Tessaly.ValueObserver"; making it by that name stops the process.
+///
+/// Thread contract: thread-compatible: observing starts before changes can come from other threads.
+///
+///     auto observer = Default<int>::ValueObserver::make(UserDefaults::standard(), volumeKey);
+///     observer->startObservingIfNeeded([](int stored) { show(stored); });
+template <UserDefaultsValueTransformable Value>
+class Default<Value>::ValueObserver final : public KeyValueObserver {
+  struct Private {};
+
+ public:
+  using ChangeHandler = std::function<void(const StoredValue&, ChangeOrigin)>;
+
+  /// Observes nothing yet.
+  [[nodiscard]] static std::shared_ptr<ValueObserver> make(std::shared_ptr<UserDefaults> userDefault, Key key) {
+    detail::registerSettingClasses();
+    return std::make_shared<ValueObserver>(Private(), std::move(userDefault), std::move(key));
+  }
+  /// Stops the process: there is none without a key.
+  [[noreturn]] static std::shared_ptr<ValueObserver> make() noexcept { detail::stopMakingAValueObserver(); }
+
+  ValueObserver(Private, std::shared_ptr<UserDefaults> userDefault, Key key)
+      : key_(std::move(key)), userDefault_(std::move(userDefault)) {}
+  ~ValueObserver() override {
+    if (isObserving_) userDefault_->removeObserver(*this, key_.name());
+  }
+
+  [[nodiscard]] std::string_view className() const noexcept override { return "Tessaly.ValueObserver"; }
+  [[nodiscard]] const Key& key() const noexcept { return key_; }
+  [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefault() const noexcept { return userDefault_; }
+  [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
+
+  /// Starts calling the handler with each change. Once it observes, another handler is dropped, and the first one
+  /// stays. The handler takes the stored value, and may take the `ChangeOrigin`.
+  template <typename Handler>
+    requires std::invocable<Handler&, const StoredValue&> || std::invocable<Handler&, const StoredValue&, ChangeOrigin>
+  void startObservingIfNeeded(Handler onChange) {
+    if (isObserving_) return;
+    isObserving_ = true;
+    if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
+      onChange_ = std::move(onChange);
+    } else {
+      onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
+    }
+    userDefault_->addObserver(std::static_pointer_cast<ValueObserver>(this->shared_from_this()), key_.name(),
+                              KeyValueObservingOptions::newValue, nullptr);
+  }
+
+  void observeValue(std::optional<std::string_view> keyPath, const Object* object,
+                    const std::optional<KeyValueChange>& change, void* context) override {
+    static_cast<void>(object);
+    static_cast<void>(context);
+    if (keyPath != key_.name() || !onChange_) return;
+    const bool hasObject = change && change->newValue && *change->newValue;
+    const auto stored = converted(hasObject ? &**change->newValue : nullptr);
+    if (stored) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
+  }
+
+ private:
+  const Key key_;
+  const std::shared_ptr<UserDefaults> userDefault_;
+  bool isObserving_ = false;
+  ChangeHandler onChange_;
+};
+
+template <UserDefaultsValueTransformable Value>
+Value Default<Value>::read(const UserDefaults& store, const Key& key) {
+  const std::optional<PropertyList> object = store.value(key.name());
+  auto stored = converted(object ? &*object : nullptr);
+  if (!stored) return key.defaultValue();
+  auto value = UserDefaultsValueTransformableTraits<Value>::from(*std::move(stored));
+  return value ? *std::move(value) : key.defaultValue();
+}
+
+template <UserDefaultsValueTransformable Value>
+void Default<Value>::write(UserDefaults& store, const Key& key, const Value& newValue) {
+  std::optional<PropertyList> object =
+      UserDefaultsValueTraits<StoredValue>::object(transformToUserDefaultValue(newValue));
+  if (object) {
+    store.set(*std::move(object), key.name());
+  } else {
+    store.removeObject(key.name());
+  }
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The cases of an enumeration, each with the text that it is stored as. Made by `textRawValues`.
+///
+/// Thread contract: thread-safe. Looking a case up compares with each.
+///
+///     constexpr auto table = textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+///     std::optional<Theme> dark = table.value("dark");
+template <typename Enumeration, std::size_t count>
+class TextRawValues {
+ public:
+  using RawValue = std::string;
+  using Case = std::pair<Enumeration, std::string_view>;
+
+  explicit constexpr TextRawValues(const Case (&cases)[count]) noexcept { std::ranges::copy(cases, cases_.begin()); }
+
+  /// The case with this raw value, if there is one.
+  [[nodiscard]] constexpr std::optional<Enumeration> value(std::string_view rawValue) const noexcept {
+    for (const auto& [value, text] : cases_) {
+      if (text == rawValue) return value;
+    }
+    return std::nullopt;
+  }
+  /// Stops the process for a value that is no case.
+  [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const {
+    for (const auto& [known, text] : cases_) {
+      if (known == value) return RawValue(text);
+    }
+    fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is none of its cases"),
+               "Tessaly/RawValues", __LINE__);
+  }
+
+ private:
+  std::array<Case, count> cases_;
+};
+
+/// The cases of an enumeration that is stored as its integers. Made by `integerRawValues`.
+///
+/// Thread contract: thread-safe. Looking a case up compares with each.
+///
+///     constexpr auto table = integerRawValues(Quality::draft, Quality::best);
+///     std::optional<Quality> none = table.value(7);
+template <typename Enumeration, std::size_t count>
+class IntegerRawValues {
+ public:
+  using RawValue = std::underlying_type_t<Enumeration>;
+
+  explicit constexpr IntegerRawValues(std::array<Enumeration, count> cases) noexcept : cases_(cases) {}
+
+  /// The case with this raw value, if there is one.
+  [[nodiscard]] constexpr std::optional<Enumeration> value(RawValue rawValue) const noexcept {
+    const auto value = static_cast<Enumeration>(rawValue);
+    return std::ranges::find(cases_, value) != cases_.end() ? std::optional(value) : std::nullopt;
+  }
+  [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
+
+ private:
+  std::array<Enumeration, count> cases_;
+};
+
+/// The cases and the texts that they are stored as.
+template <typename Enumeration, std::size_t count>
+  requires std::is_enum_v<Enumeration>
+[[nodiscard]] consteval TextRawValues<Enumeration, count> textRawValues(
+    const std::pair<Enumeration, std::string_view> (&cases)[count]) noexcept {
+  return TextRawValues<Enumeration, count>(cases);
+}
+
+/// The cases of an enumeration whose integers are what is stored.
+template <typename Enumeration, std::same_as<Enumeration>... Others>
+  requires std::is_enum_v<Enumeration>
+[[nodiscard]] consteval IntegerRawValues<Enumeration, 1 + sizeof...(Others)> integerRawValues(
+    Enumeration first, Others... others) noexcept {
+  return IntegerRawValues<Enumeration, 1 + sizeof...(Others)>({first, others...});
+}
+
+/// What an enumeration is stored as. One declaration makes an enumeration storable:
+///
+///     enum class Theme { light, dark };
+///     template <>
+///     inline constexpr auto Tessaly::rawValues<Theme> =
+///         Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+///
+/// or, for one whose numbers never change, `Tessaly::integerRawValues(Quality::draft, Quality::best)`.
+template <typename Enumeration>
+inline constexpr std::nullptr_t rawValues = nullptr;
+
+/// An enumeration that has `rawValues` of a kind that the settings store holds.
+template <typename Enumeration>
+concept RawRepresentable = std::is_enum_v<Enumeration> &&
+                           UserDefaultsValue<typename std::remove_cvref_t<decltype(rawValues<Enumeration>)>::RawValue>;
+
+}  // namespace Tessaly::inline v1

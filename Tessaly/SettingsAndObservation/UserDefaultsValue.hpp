@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Platform/Foundation/Date.hpp"
+#include "Tessaly/Platform/Foundation/NSNumber.hpp"
+#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+template <typename Value>
+struct NativeValue;
+}
+
+/// The mark of the kinds that the settings store holds as they are. Only the library makes one, so that set is closed.
+///
+/// Thread contract: thread-safe.
+///
+///     constexpr const UserDefaultValueIdentification<int>& mark = UserDefaultsValueTraits<int>::identification;
+template <typename Value>
+class UserDefaultValueIdentification {
+ private:
+  friend struct detail::NativeValue<Value>;
+  constexpr UserDefaultValueIdentification() noexcept = default;
+};
+
+/// How a kind that the store holds becomes a stored object and is read from one; see `UserDefaultsValue`.
+///
+/// Thread contract: thread-safe.
+///
+///     PropertyList object = UserDefaultsValueTraits<int>::object(5);
+///     std::optional<int> five = UserDefaultsValueTraits<int>::value(&object);
+///     std::optional<bool> none = UserDefaultsValueTraits<bool>::value(&object);  // Only 0 and 1 are boolean.
+template <typename Value>
+struct UserDefaultsValueTraits;
+
+/// A value that the settings store holds as it is: text, a boolean, an integer of 16, 32 or 64 bits with or without a
+/// sign or of 8 bits without, a real of either precision, `Date`, `Data`; a vector of such values, a map of them by
+/// text, and an optional one.
+///
+/// The set is closed: other types are stored by converting them, see `UserDefaultsValueTransformable`.
+///
+/// Reading converts between the numeric kinds when nothing is lost: a stored 5.0 is the integer 5, a stored 1 is true;
+/// 5.5 is no integer, 2 is no boolean, and 300 fits no 8 bits. Texts are never taken for numbers. An array or a
+/// dictionary converts if all that is in it does. Nothing converts to an optional kind only.
+template <typename Value>
+concept UserDefaultsValue = requires {
+  { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;
+};
+
+namespace detail {
+
+template <typename Value>
+struct NativeValue {
+  static constexpr UserDefaultValueIdentification<Value> identification{};
+};
+
+template <typename Value, typename... Kinds>
+concept OneOf = (std::same_as<Value, Kinds> || ...);
+
+/// Without the 8 bits with a sign.
+template <typename Value>
+concept NativeNumber = OneOf<Value, bool, short, int, long, long long, unsigned char, unsigned short, unsigned,
+                             unsigned long, unsigned long long, float, double>;
+
+/// A map of values by text.
+template <typename Map>
+struct NativeDictionary : NativeValue<Map> {
+  using Element = UserDefaultsValueTraits<typename Map::mapped_type>;
+
+  [[nodiscard]] static PropertyList object(const Map& map) {
+    PropertyList::Dictionary dictionary;
+    for (const auto& [key, value] : map) {
+      if (std::optional<PropertyList> object = Element::object(value)) {
+        dictionary.insert_or_assign(key, *std::move(object));
+      }
+    }
+    return dictionary;
+  }
+  [[nodiscard]] static std::optional<Map> value(const PropertyList* object) {
+    const auto* dictionary = object != nullptr ? object->dictionary() : nullptr;
+    if (dictionary == nullptr) return std::nullopt;
+    std::optional<Map> map(std::in_place);
+    for (const auto& [key, element] : *dictionary) {
+      auto value = Element::value(&element);
+      if (!value) return std::nullopt;
+      map->emplace(key, *std::move(value));
+    }
+    return map;
+  }
+};
+
+}  // namespace detail
+
+template <detail::NativeNumber Value>
+struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
+  [[nodiscard]] static PropertyList object(Value value) noexcept { return NSNumber(value); }
+  /// Nothing for null, which is how all traits take the absence of an object.
+  [[nodiscard]] static std::optional<Value> value(const PropertyList* object) noexcept {
+    const auto number = object != nullptr ? object->number() : std::nullopt;
+    return number ? number->exactly<Value>() : std::nullopt;
+  }
+};
+
+template <>
+struct UserDefaultsValueTraits<std::string> : detail::NativeValue<std::string> {
+  [[nodiscard]] static PropertyList object(std::string value) { return std::move(value); }
+  [[nodiscard]] static std::optional<std::string> value(const PropertyList* object) {
+    const auto* text = object != nullptr ? object->text() : nullptr;
+    return text != nullptr ? std::optional(*text) : std::nullopt;
+  }
+};
+
+template <>
+struct UserDefaultsValueTraits<Date> : detail::NativeValue<Date> {
+  [[nodiscard]] static PropertyList object(Date value) noexcept { return value; }
+  [[nodiscard]] static std::optional<Date> value(const PropertyList* object) noexcept {
+    return object != nullptr ? object->date() : std::nullopt;
+  }
+};
+
+template <>
+struct UserDefaultsValueTraits<Data> : detail::NativeValue<Data> {
+  [[nodiscard]] static PropertyList object(Data value) { return std::move(value); }
+  [[nodiscard]] static std::optional<Data> value(const PropertyList* object) {
+    const auto* data = object != nullptr ? object->data() : nullptr;
+    return data != nullptr ? std::optional(*data) : std::nullopt;
+  }
+};
+
+template <UserDefaultsValue Element>
+struct UserDefaultsValueTraits<std::vector<Element>> : detail::NativeValue<std::vector<Element>> {
+  [[nodiscard]] static PropertyList object(const std::vector<Element>& elements) {
+    PropertyList::Array array;
+    array.reserve(elements.size());
+    for (const auto& element : elements) {
+      if (std::optional<PropertyList> object = UserDefaultsValueTraits<Element>::object(element)) {
+        array.push_back(*std::move(object));
+      }
+    }
+    return array;
+  }
+  [[nodiscard]] static std::optional<std::vector<Element>> value(const PropertyList* object) {
+    const auto* array = object != nullptr ? object->array() : nullptr;
+    if (array == nullptr) return std::nullopt;
+    std::optional<std::vector<Element>> elements(std::in_place);
+    elements->reserve(array->size());
+    for (const PropertyList& stored : *array) {
+      auto element = UserDefaultsValueTraits<Element>::value(&stored);
+      if (!element) return std::nullopt;
+      elements->push_back(*std::move(element));
+    }
+    return elements;
+  }
+};
+
+template <UserDefaultsValue Value, typename Order, typename Allocator>
+struct UserDefaultsValueTraits<std::map<std::string, Value, Order, Allocator>>
+    : detail::NativeDictionary<std::map<std::string, Value, Order, Allocator>> {};
+template <UserDefaultsValue Value, typename Hash, typename Equal, typename Allocator>
+struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equal, Allocator>>
+    : detail::NativeDictionary<std::unordered_map<std::string, Value, Hash, Equal, Allocator>> {};
+
+/// An absent value has no object: settings remove their entry instead, arrays and dictionaries leave it out.
+template <UserDefaultsValue Wrapped>
+struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
+  [[nodiscard]] static std::optional<PropertyList> object(const std::optional<Wrapped>& value) {
+    if (!value) return std::nullopt;
+    return UserDefaultsValueTraits<Wrapped>::object(*value);
+  }
+  [[nodiscard]] static std::optional<std::optional<Wrapped>> value(const PropertyList* object) {
+    if (object == nullptr) return std::optional<Wrapped>();
+    auto wrapped = UserDefaultsValueTraits<Wrapped>::value(object);
+    if (!wrapped) return std::nullopt;
+    return std::optional<std::optional<Wrapped>>(std::in_place, *std::move(wrapped));
+  }
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A text that a constant expression can hold: it refers to a literal, or shares a copy of what is no literal.
+///
+/// Thread contract: thread-compatible; copies of one name may be used in different threads.
+class SettingName {
+ public:
+  template <std::size_t size>
+  consteval SettingName(const char (&literal)[size]) noexcept : text_(literal, size - 1) {}
+  template <typename Text>
+    requires std::convertible_to<const Text&, std::string_view> && (!std::is_array_v<Text>)
+  SettingName(const Text& text) : SettingName(Copied(), text) {}
+  constexpr SettingName(const SettingName& other) noexcept : text_(other.text_), copy_(other.copy_) {
+    if (copy_ != nullptr) retain();
+  }
+  constexpr SettingName(SettingName&& other) noexcept
+      : text_(other.text_), copy_(std::exchange(other.copy_, nullptr)) {}
+  constexpr SettingName& operator=(SettingName other) noexcept {
+    std::swap(text_, other.text_);
+    std::swap(copy_, other.copy_);
+    return *this;
+  }
+  constexpr ~SettingName() {
+    if (copy_ != nullptr) release();
+  }
+
+  [[nodiscard]] constexpr std::string_view text() const noexcept { return text_; }
+
+ private:
+  struct Copy;
+  struct Copied {};
+
+  TESSALY_EXPORT SettingName(Copied, std::string_view text);
+  TESSALY_EXPORT void retain() const noexcept;
+  TESSALY_EXPORT void release() noexcept;
+
+  std::string_view text_;
+  Copy* copy_ = nullptr;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+/// One call of an observer.
+struct Call {
+  std::string key;
+  std::optional<KeyValueChange::ObjectOrNull> newValue;
+  ChangeOrigin origin;
+  void* context;
+
+  friend bool operator==(const Call&, const Call&) = default;
+};
+
+class Recorder final : public KeyValueObserver {
+ public:
+  void observeValue(std::optional<std::string_view> keyPath, const Object* object,
+                    const std::optional<KeyValueChange>& change, void* context) override {
+    calls.push_back({std::string(keyPath.value()), change.value().newValue, change->origin, context});
+    objects.push_back(object);
+  }
+
+  std::vector<Call> calls;
+  std::vector<const Object*> objects;
+};
+
+constexpr auto newValue = KeyValueObservingOptions::newValue;
+constexpr auto ours = ChangeOrigin::thisProcess;
+
+TEST(InMemoryUserDefaults, ReadsWhatWasWrittenUntilItIsRemoved) {
+  const auto store = InMemoryUserDefaults::make();
+  EXPECT_EQ(store->value("a"), std::nullopt);
+  store->set("text", "a");
+  store->set(5, "");
+  EXPECT_EQ(store->value("a"), PropertyList("text"));
+  EXPECT_EQ(store->dictionaryRepresentation(), (PropertyList::Dictionary{{"", 5}, {"a", "text"}}));
+  store->removeObject("a");
+  EXPECT_EQ(store->value("a"), std::nullopt);
+}
+
+TEST(InMemoryUserDefaults, TellsObserversOfTheKeyBeforeTheWriteReturns) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  int context = 0;
+  store->addObserver(observer, "a", newValue, &context);
+  store->set(1, "a");
+  store->set(1, "b");
+  store->removeObject("a");
+  EXPECT_EQ(observer->calls,
+            (std::vector<Call>{{"a", PropertyList(1), ours, &context}, {"a", KeyValueChange::null(), ours, &context}}));
+  EXPECT_EQ(observer->objects, (std::vector<const Object*>{store.get(), store.get()}));
+}
+
+TEST(InMemoryUserDefaults, KeepsAnEqualValueOfAnotherKindWithoutTellingAnybody) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->set(5, "a");
+  store->addObserver(observer, "a", newValue, nullptr);
+  store->set(5.0, "a");
+  store->removeObject("b");
+  EXPECT_TRUE(store->value("a")->isIdentical(5.0));
+  EXPECT_TRUE(observer->calls.empty());
+}
+
+TEST(InMemoryUserDefaults, TellsOfAnotherProcessAsSuch) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", newValue, nullptr);
+  store->setFromElsewhere(PropertyList(2), "a");
+  EXPECT_EQ(observer->calls, (std::vector<Call>{{"a", PropertyList(2), ChangeOrigin::otherProcess, nullptr}}));
+  EXPECT_EQ(store->value("a"), PropertyList(2));
+}
+
+TEST(InMemoryUserDefaults, LeavesTheNewValueOutForObserversThatDoNotAskForIt) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", KeyValueObservingOptions::none, nullptr);
+  store->set(1, "a");
+  ASSERT_EQ(observer->calls.size(), 1u);
+  EXPECT_EQ(observer->calls[0].newValue, std::nullopt);
+}
+
+TEST(InMemoryUserDefaults, TellsOncePerAdditionUntilEachIsTakenBack) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", newValue, nullptr);
+  store->addObserver(observer, "a", newValue, nullptr);
+  store->set(1, "a");
+  EXPECT_EQ(observer->calls.size(), 2u);
+  store->removeObserver(*observer, "a");
+  store->set(2, "a");
+  EXPECT_EQ(observer->calls.size(), 3u);
+  store->removeObserver(*observer, "b");
+  store->removeObserver(*observer, "a");
+  store->removeObserver(*observer, "a");
+  store->set(3, "a");
+  EXPECT_EQ(observer->calls.size(), 3u);
+}
+
+TEST(InMemoryUserDefaults, TellsAnObserverOfEveryKeyOfAllOfThem) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->addObserverOfEveryKey(observer, newValue, nullptr);
+  store->set(1, "a");
+  store->set(2, "");
+  store->removeObserverOfEveryKey(*observer);
+  store->set(3, "a");
+  EXPECT_EQ(observer->calls,
+            (std::vector<Call>{{"a", PropertyList(1), ours, nullptr}, {"", PropertyList(2), ours, nullptr}}));
+}
+
+TEST(InMemoryUserDefaults, DoesNotKeepObserversAlive) {
+  const auto store = InMemoryUserDefaults::make();
+  auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", newValue, nullptr);
+  const std::weak_ptr<Recorder> gone = observer;
+  observer.reset();
+  EXPECT_TRUE(gone.expired());
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), PropertyList(1));
+}
+
+/// Does something to the store while it is told.
+class Actor final : public KeyValueObserver {
+ public:
+  explicit Actor(std::function<void(Actor&)> action) : action_(std::move(action)) {}
+  void observeValue(std::optional<std::string_view>, const Object*, const std::optional<KeyValueChange>&,
+                    void*) override {
+    ++count;
+    action_(*this);
+  }
+  int count = 0;
+
+ private:
+  std::function<void(Actor&)> action_;
+};
+
+TEST(InMemoryUserDefaults, LetsObserversReadWriteAddAndRemove) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto second = std::make_shared<Recorder>();
+  const auto actor = std::make_shared<Actor>([&](Actor& self) {
+    EXPECT_EQ(store->value("a"), PropertyList(1));
+    store->addObserver(second, "b", newValue, nullptr);
+    store->set(2, "b");
+    store->removeObserver(self, "a");
+  });
+  store->addObserver(actor, "a", newValue, nullptr);
+  store->set(1, "a");
+  store->set(3, "a");
+  EXPECT_EQ(actor->count, 1);
+  EXPECT_EQ(second->calls.size(), 1u);
+}
+
+TEST(InMemoryUserDefaults, SaysWhatItsScriptSays) {
+  const auto store = InMemoryUserDefaults::make();
+  EXPECT_TRUE(store->synchronize());
+  store->setStatus({.problem = UserDefaultsProblem::diskFull});
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
+}
+
+TEST(InMemoryUserDefaults, StandsInForTheStandardStoreForAScope) {
+  const auto outer = InMemoryUserDefaults::make();
+  const UserDefaultsInstallation installation(outer);
+  {
+    const auto inner = InMemoryUserDefaults::make();
+    const UserDefaultsInstallation second(inner);
+    EXPECT_EQ(UserDefaults::standard(), inner);
+  }
+  EXPECT_EQ(UserDefaults::standard(), outer);
+  EXPECT_EQ(outer->className(), "Tessaly.UserDefaults");
+}
+
+TEST(KeyValueObserverDeathTest, AThrowStopsTheProcessAndNamesTheCallback) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto actor = std::make_shared<Actor>([](Actor&) { throw std::runtime_error("no"); });
+  store->addObserver(actor, "a", newValue, nullptr);
+  EXPECT_DEATH(store->set(1, "a"), "Fatal error: A settings observer has thrown");
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,447 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+
+namespace {
+
+enum class Theme { light, dark };
+
+}  // namespace
+
+template <>
+inline constexpr auto Tessaly::rawValues<Theme> =
+    Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+
+namespace Tessaly {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Number = std::int64_t;
+using MaybeNumber = std::optional<Number>;
+
+constexpr Default<Number>::Key volumeKey{"volume", 50};
+
+class DefaultTest : public testing::Test {
+ protected:
+  const std::shared_ptr<InMemoryUserDefaults> store = InMemoryUserDefaults::make();
+  const UserDefaultsInstallation installation{store};
+};
+
+// Keys.
+
+TEST(DefaultKey, HasANameAndADefault) {
+  static_assert(volumeKey.name() == "volume");
+  static_assert(volumeKey.defaultValue() == 50);
+}
+
+TEST(DefaultKey, ANameThatIsNoLiteralIsCopied) {
+  std::optional<Default<Number>::Key> copy;
+  {
+    std::string name = "a name that is far too long for a small buffer ";
+    const Default<Number>::Key key(name + "1", 3);
+    copy = key;
+    name.assign(name.size(), 'x');
+  }
+  EXPECT_EQ(copy->name(), "a name that is far too long for a small buffer 1");
+  const auto moved = std::move(*copy);
+  copy.reset();
+  EXPECT_EQ(moved.name(), "a name that is far too long for a small buffer 1");
+  EXPECT_EQ(moved.defaultValue(), 3);
+}
+
+TEST(DefaultKey, AnOptionalNeedsOnlyAName) {
+  constexpr Default<MaybeNumber>::Key literal = "page";
+  static_assert(literal.name() == "page" && !literal.defaultValue());
+  const Default<MaybeNumber>::Key named(std::string("page ") + "2");
+  EXPECT_EQ(named.name(), "page 2");
+  EXPECT_EQ(named.defaultValue(), std::nullopt);
+  constexpr Default<MaybeNumber>::Key withDefault{"page", 7};
+  static_assert(withDefault.defaultValue() == 7);
+  constexpr Default<MaybeNumber>::Key cluster = "e\u0301";
+  static_assert(cluster.name() == "e\u0301");
+  static_assert(!std::is_convertible_v<const char(&)[5], Default<Number>::Key>);
+}
+
+TEST(DefaultKey, MayHoldANUL) {
+  constexpr Default<Number>::Key key{"a\0b", 1};
+  EXPECT_EQ(key.name(), std::string_view("a\0b", 3));
+}
+
+// Reading and writing.
+
+TEST_F(DefaultTest, ReadsTheDefaultUntilSomethingIsStoredAndAgainWhenItIsRemoved) {
+  Default<Number> volume(volumeKey);
+  EXPECT_EQ(volume.value(), 50);
+  volume.setValue(30);
+  EXPECT_EQ(volume.value(), 30);
+  EXPECT_EQ(store->value("volume"), PropertyList(30));
+  store->setFromElsewhere(std::nullopt, "volume");
+  EXPECT_EQ(volume.value(), 50);
+}
+
+TEST_F(DefaultTest, AStoredObjectOfAnotherKindReadsAsTheDefaultAndStays) {
+  store->set("loud", "volume");
+  EXPECT_EQ(Default<Number>(volumeKey).value(), 50);
+  EXPECT_EQ(Default<Number>::value(volumeKey), 50);
+  EXPECT_EQ(store->value("volume"), PropertyList("loud"));
+}
+
+TEST_F(DefaultTest, ABooleanStoredAsAnIntegerReadsAsOne) {
+  constexpr Default<bool>::Key key{"flag", false};
+  store->set(1, "flag");
+  EXPECT_TRUE(Default<bool>::value(key));
+  store->set(2, "flag");
+  EXPECT_FALSE(Default<bool>::value(key));
+}
+
+TEST_F(DefaultTest, AnArrayWithOneElementOfAnotherKindReadsAsTheDefault) {
+  const Default<std::vector<Number>>::Key key{"numbers", {9}};
+  store->set(PropertyList::Array{1, "x", 2}, "numbers");
+  EXPECT_THAT(Default<std::vector<Number>>::value(key), ElementsAre(9));
+}
+
+TEST_F(DefaultTest, AnArrayOfCasesReadsThoseThatAreNamed) {
+  const Default<std::vector<Theme>>::Key key{"themes", {}};
+  store->set(PropertyList::Array{"dark", "zz", "light"}, "themes");
+  EXPECT_THAT(Default<std::vector<Theme>>::value(key), ElementsAre(Theme::dark, Theme::light));
+  store->set(PropertyList::Dictionary{{"a", "zz"}, {"b", "dark"}}, "named");
+  const Default<std::map<std::string, Theme>>::Key named{"named", {}};
+  EXPECT_EQ((Default<std::map<std::string, Theme>>::value(named)), (std::map<std::string, Theme>{{"b", Theme::dark}}));
+}
+
+TEST_F(DefaultTest, ARawValueThatNamesNoCaseReadsAsTheDefault) {
+  constexpr Default<Theme>::Key key{"theme", Theme::light};
+  store->set("zz", "theme");
+  EXPECT_EQ(Default<Theme>::value(key), Theme::light);
+  Default<Theme>::setValue(key, Theme::dark);
+  EXPECT_EQ(store->value("theme"), PropertyList("dark"));
+  EXPECT_EQ(Default<Theme>::value(key), Theme::dark);
+}
+
+TEST_F(DefaultTest, AnOptionalThatWasNeverWrittenReadsAsItsDefault) {
+  constexpr Default<MaybeNumber>::Key key{"page", 7};
+  EXPECT_EQ(Default<MaybeNumber>::value(key), 7);
+  EXPECT_EQ(Default<MaybeNumber>("page").value(), std::nullopt);
+}
+
+TEST_F(DefaultTest, WritingTheAbsentValueRemovesTheEntry) {
+  Default<MaybeNumber> page(Default<MaybeNumber>::Key{"page", 7});
+  page.setValue(3);
+  EXPECT_EQ(store->value("page"), PropertyList(3));
+  page.setValue(std::nullopt);
+  EXPECT_EQ(store->value("page"), std::nullopt);
+  EXPECT_EQ(page.value(), 7);
+  Default<MaybeNumber>::setValue(page.key(), 4);
+  Default<MaybeNumber>::setValue(page.key(), std::nullopt);
+  EXPECT_THAT(store->dictionaryRepresentation(), IsEmpty());
+}
+
+TEST_F(DefaultTest, AURLComesBackAsARelativeOne) {
+  const Default<std::optional<URL>>::Key key("file");
+  Default<std::optional<URL>>::setValue(key, URL::from("file:///tmp/a%20b.txt"));
+  EXPECT_EQ(store->value("file"), PropertyList("/tmp/a b.txt"));
+  EXPECT_EQ(Default<std::optional<URL>>::value(key)->path(), "/tmp/a b.txt");
+  store->set("1:2", "file");
+  EXPECT_EQ(Default<std::optional<URL>>::value(key), std::nullopt);
+}
+
+TEST_F(DefaultTest, ReadsAndWritesOnceWithoutAnObject) {
+  Default<Number>::setValue(volumeKey, 20);
+  EXPECT_EQ(Default<Number>::value(volumeKey), 20);
+}
+
+TEST_F(DefaultTest, ModifyingWritesBackAndReturnsWhatTheBodyReturned) {
+  Default<Number> volume(volumeKey);
+  EXPECT_EQ(volume.modifyValue([](Number& value) { return value++; }), 50);
+  EXPECT_EQ(store->value("volume"), PropertyList(51));
+  Default<Number>::modifyValue(volumeKey, [](Number& value) { value *= 2; });
+  EXPECT_EQ(volume.value(), 102);
+}
+
+TEST_F(DefaultTest, ModifyingWritesBackEvenWhenNothingChanged) {
+  Default<Number> volume(volumeKey);
+  volume.modifyValue([](Number&) {});
+  EXPECT_EQ(store->value("volume"), PropertyList(50));
+}
+
+TEST_F(DefaultTest, ModifyingWritesBackWhatABodyThatThrowsHasDone) {
+  Default<Number> volume(volumeKey);
+  const auto abandon = [](Number& value) {
+    value = 13;
+    throw std::runtime_error("abandoned");
+  };
+  EXPECT_THROW(volume.modifyValue(abandon), std::runtime_error);
+  EXPECT_EQ(volume.value(), 13);
+  store->removeObject("volume");
+  EXPECT_THROW(Default<Number>::modifyValue(volumeKey, abandon), std::runtime_error);
+  EXPECT_EQ(volume.value(), 13);
+}
+
+TEST_F(DefaultTest, CopiesShareTheirBacking) {
+  const Default<Number> volume(volumeKey);
+  const Default<Number> copy = volume;
+  EXPECT_EQ(volume.backing(), copy.backing());
+  EXPECT_NE(volume.backing(), Default<Number>(volumeKey).backing());
+  EXPECT_EQ(volume.backing()->key().name(), "volume");
+  EXPECT_EQ(volume.backing()->storage(), UserDefaults::standard());
+}
+
+// Observation.
+
+/// How often a reader of the setting is told while the changes are made.
+template <typename Value, typename Changes>
+int toldDuring(const Default<Value>& setting, Changes changes) {
+  const auto told = std::make_shared<int>(0);  // The end of the setting is a change as well.
+  withObservationTracking([&] { static_cast<void>(setting.value()); }, [told] { ++*told; });
+  changes();
+  return *told;
+}
+
+TEST_F(DefaultTest, AReaderIsToldOnceOfChangesBySeveralWriters) {
+  Default<Number> volume(volumeKey);
+  EXPECT_EQ(toldDuring(volume, [&] { volume.setValue(1); }), 1);
+  EXPECT_EQ(toldDuring(volume, [] { Default<Number>(volumeKey).setValue(2); }), 1);
+  EXPECT_EQ(toldDuring(volume, [] { Default<Number>::setValue(volumeKey, 3); }), 1);
+  EXPECT_EQ(toldDuring(volume, [&] { store->set(4, "volume"); }), 1);
+  EXPECT_EQ(toldDuring(volume, [&] { store->setFromElsewhere(5, "volume"); }), 1);
+  EXPECT_EQ(toldDuring(volume, [&] { store->removeObject("volume"); }), 1);
+  EXPECT_EQ(toldDuring(volume,
+                       [&] {
+                         volume.setValue(6);
+                         volume.setValue(7);
+                       }),
+            1);
+}
+
+TEST_F(DefaultTest, AReaderThatIsToldReadsTheNewValue) {
+  Default<Number> volume(volumeKey);
+  Number seen = 0;
+  withObservationTracking([&] { static_cast<void>(volume.value()); }, [&] { seen = volume.value(); });
+  volume.setValue(8);
+  EXPECT_EQ(seen, 8);
+}
+
+TEST_F(DefaultTest, AReaderHearsNothingOfAnEqualWriteNorOfAnotherKey) {
+  Default<Number> volume(volumeKey);
+  volume.setValue(1);
+  EXPECT_EQ(toldDuring(volume,
+                       [&] {
+                         volume.setValue(1);
+                         store->set(1.0, "volume");
+                         store->set(1, "other");
+                         store->set(1, "volume.left");
+                       }),
+            0);
+}
+
+TEST_F(DefaultTest, AReaderIsToldOfAnUnreadableValueToo) {
+  Default<Number> volume(volumeKey);
+  EXPECT_EQ(toldDuring(volume, [&] { store->set("loud", "volume"); }), 1);
+}
+
+TEST_F(DefaultTest, ASingleReadingIsNotTracked) {
+  int told = 0;
+  withObservationTracking([] { static_cast<void>(Default<Number>::value(volumeKey)); }, [&] { ++told; });
+  store->set(1, "volume");
+  EXPECT_EQ(told, 0);
+}
+
+TEST_F(DefaultTest, ABackingListensUntilItIsReleased) {
+  auto backing = Default<Number>::Backing::make(volumeKey, store);
+  const std::weak_ptr<KeyValueObserver> gone = backing;
+  backing->setValue(1);
+  backing.reset();
+  EXPECT_TRUE(gone.expired());
+  store->set(2, "volume");
+}
+
+TEST_F(DefaultTest, ABackingLooksAtTheKeyAndAtTheEntryOfTheNewValueOnly) {
+  const auto backing = Default<Number>::Backing::make(volumeKey, store);
+  const auto told = [&](std::optional<std::string_view> keyPath, const std::optional<KeyValueChange>& change) {
+    const auto count = std::make_shared<int>(0);
+    withObservationTracking([&] { static_cast<void>(backing->value()); }, [count] { ++*count; });
+    backing->observeValue(keyPath, store.get(), change, nullptr);
+    return *count;
+  };
+  const KeyValueChange toFive{.newValue = KeyValueChange::ObjectOrNull(5)};
+  EXPECT_EQ(told("volume", toFive), 1);
+  EXPECT_EQ(told("volume", KeyValueChange{.newValue = KeyValueChange::null()}), 1);
+  EXPECT_EQ(told("volume", KeyValueChange{}), 0);
+  EXPECT_EQ(told("volume", std::nullopt), 0);
+  EXPECT_EQ(told("Volume", toFive), 0);
+  EXPECT_EQ(told(std::nullopt, toFive), 0);
+}
+
+// Change handlers.
+
+TEST_F(DefaultTest, AHandlerGetsEachStoredValue) {
+  std::vector<Number> seen;
+  const auto observer = Default<Number>::observe(volumeKey, [&](Number stored) { seen.push_back(stored); });
+  EXPECT_TRUE(observer->isObserving());
+  Default<Number>::setValue(volumeKey, 5);
+  store->setFromElsewhere(6.0, "volume");
+  EXPECT_THAT(seen, ElementsAre(5, 6));
+}
+
+TEST_F(DefaultTest, AHandlerIsNotCalledAtARemovalUnlessAbsenceIsAValue) {
+  std::vector<Number> numbers;
+  std::vector<MaybeNumber> optionals;
+  const auto first = Default<Number>::observe(volumeKey, [&](Number stored) { numbers.push_back(stored); });
+  const auto second =
+      Default<MaybeNumber>::observe("volume", [&](const MaybeNumber& stored) { optionals.push_back(stored); });
+  store->set(5, "volume");
+  store->removeObject("volume");
+  EXPECT_THAT(numbers, ElementsAre(5));
+  EXPECT_THAT(optionals, ElementsAre(MaybeNumber(5), MaybeNumber()));
+}
+
+TEST_F(DefaultTest, AHandlerIsNotCalledWithWhatDoesNotConvert) {
+  int calls = 0;
+  const auto number = Default<Number>::observe(volumeKey, [&](Number) { ++calls; });
+  const auto optional = Default<MaybeNumber>::observe("volume", [&](const MaybeNumber&) { ++calls; });
+  store->set("loud", "volume");
+  EXPECT_EQ(calls, 0);
+}
+
+TEST_F(DefaultTest, AHandlerGetsTheStoredFormNotTheValue) {
+  std::vector<std::string> seen;
+  constexpr Default<Theme>::Key key{"theme", Theme::light};
+  const auto observer = Default<Theme>::observe(key, [&](const std::string& stored) { seen.push_back(stored); });
+  store->set("zz", "theme");
+  Default<Theme>::setValue(key, Theme::dark);
+  EXPECT_THAT(seen, ElementsAre("zz", "dark"));
+}
+
+TEST_F(DefaultTest, AHandlerCanTellItsOwnProcessFromAnother) {
+  std::vector<ChangeOrigin> origins;
+  const auto observer =
+      Default<Number>::observe(volumeKey, [&](Number, ChangeOrigin origin) { origins.push_back(origin); });
+  store->set(1, "volume");
+  store->setFromElsewhere(2, "volume");
+  EXPECT_THAT(origins, ElementsAre(ChangeOrigin::thisProcess, ChangeOrigin::otherProcess));
+}
+
+TEST_F(DefaultTest, AHandlerIsCalledOnTheWritingThread) {
+  std::thread::id called;
+  const auto observer = Default<Number>::observe(volumeKey, [&](Number) { called = std::this_thread::get_id(); });
+  std::thread writer([] { Default<Number>::setValue(volumeKey, 1); });
+  const auto expected = writer.get_id();
+  writer.join();
+  EXPECT_EQ(called, expected);
+}
+
+TEST_F(DefaultTest, AHandlerMayWriteWhatItObserves) {
+  const auto observer = Default<Number>::observe(volumeKey, [](Number stored) {
+    if (stored < 10) Default<Number>::setValue(volumeKey, stored + 1);
+  });
+  Default<Number>::setValue(volumeKey, 1);
+  EXPECT_EQ(Default<Number>::value(volumeKey), 10);
+}
+
+TEST_F(DefaultTest, AHandlerMayReleaseItsOwnObserver) {
+  int calls = 0;
+  std::shared_ptr<Default<Number>::ValueObserver> observer;
+  observer = Default<Number>::observe(volumeKey, [&](Number) {
+    ++calls;
+    observer.reset();
+  });
+  store->set(1, "volume");
+  store->set(2, "volume");
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(DefaultTest, ReleasingTheObserverEndsTheCalls) {
+  int calls = 0;
+  auto observer = Default<Number>::observe(volumeKey, [&](Number) { ++calls; });
+  store->set(1, "volume");
+  observer.reset();
+  store->set(2, "volume");
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(DefaultTest, AnObserverIsIdleUntilItStartsAndKeepsItsFirstHandler) {
+  std::vector<std::string> calls;
+  const auto observer = Default<Number>::ValueObserver::make(store, volumeKey);
+  EXPECT_FALSE(observer->isObserving());
+  store->set(1, "volume");
+  observer->startObservingIfNeeded([&](Number stored) { calls.push_back("first " + std::to_string(stored)); });
+  const auto token = std::make_shared<int>();
+  observer->startObservingIfNeeded([&, token](Number) { calls.push_back("second"); });
+  EXPECT_EQ(token.use_count(), 1);
+  store->set(2, "volume");
+  EXPECT_THAT(calls, ElementsAre("first 2"));
+  EXPECT_EQ(observer->userDefault(), store);
+  EXPECT_EQ(observer->key().name(), "volume");
+}
+
+TEST_F(DefaultTest, AnObserverThatNeverStartedIsReleasedQuietly) {
+  const auto observing = Default<Number>::observe(volumeKey, [](Number) {});
+  Default<Number>::ValueObserver::make(store, volumeKey).reset();
+  EXPECT_TRUE(observing->isObserving());
+}
+
+TEST_F(DefaultTest, AnObserverLooksAtTheKeyAndTakesAMissingEntryForAbsence) {
+  std::vector<MaybeNumber> seen;
+  const auto observer =
+      Default<MaybeNumber>::observe("volume", [&](const MaybeNumber& stored) { seen.push_back(stored); });
+  const KeyValueChange toFive{.newValue = KeyValueChange::ObjectOrNull(5)};
+  observer->observeValue(std::nullopt, store.get(), toFive, nullptr);
+  observer->observeValue("Volume", store.get(), toFive, nullptr);
+  EXPECT_THAT(seen, IsEmpty());
+  observer->observeValue("volume", store.get(), toFive, nullptr);
+  observer->observeValue("volume", store.get(), std::nullopt, nullptr);
+  observer->observeValue("volume", store.get(), KeyValueChange{}, nullptr);
+  EXPECT_THAT(seen, ElementsAre(MaybeNumber(5), MaybeNumber(), MaybeNumber()));
+}
+
+TEST_F(DefaultTest, AnIdleObserverDiscardsWhatItIsTold) {
+  const auto observer = Default<Number>::ValueObserver::make(store, volumeKey);
+  observer->observeValue("volume", store.get(), KeyValueChange{.newValue = KeyValueChange::ObjectOrNull(5)}, nullptr);
+  EXPECT_FALSE(observer->isObserving());
+}
+
+// The registered classes.
+
+using DefaultDeathTest = DefaultTest;
+
+TEST_F(DefaultDeathTest, TheObjectsRefuseToBeMadeWithoutArguments) {
+  const auto observer = Default<Number>::observe(volumeKey, [](Number) {});
+  EXPECT_EQ(observer->className(), "Tessaly.ValueObserver");
+  EXPECT_EQ(Default<Number>(volumeKey).backing()->className(), "Tessaly.Backing");
+  const auto report = [](const std::string& name) {
+    return "Tessaly/Default:[0-9]+: Fatal error: Use of unimplemented initializer 'init\\(\\)' for class '" + name +
+           "'\n";
+  };
+  using testing::KilledBySignal;
+  EXPECT_EXIT(static_cast<void>(Object::make("Tessaly.Backing")), KilledBySignal(SIGABRT), report("Tessaly.Backing"));
+  EXPECT_EXIT(static_cast<void>(Object::make("Tessaly.ValueObserver")), KilledBySignal(SIGABRT),
+              report("Tessaly.ValueObserver"));
+  EXPECT_EXIT(static_cast<void>(Default<Number>::Backing::make()), KilledBySignal(SIGABRT), report("Tessaly.Backing"));
+  EXPECT_EXIT(static_cast<void>(Default<Number>::ValueObserver::make()), KilledBySignal(SIGABRT),
+              report("Tessaly.ValueObserver"));
+}
+
+TEST_F(DefaultDeathTest, AHandlerThatThrowsStopsTheProcess) {
+  const auto observer = Default<Number>::observe(volumeKey, [](Number) { throw std::runtime_error("thrown"); });
+  EXPECT_EXIT(store->set(1, "volume"), testing::KilledBySignal(SIGABRT), "observer.*thrown");
+}
+
+}  // namespace
+}  // namespace Tessaly
