@@ -3,6 +3,10 @@
 
 // Everything, for those who link Tessaly::Tessaly and do not mind what compiling all of it costs.
 
+#include "Tessaly/Collections/ChunkSequence.hpp"
+#include "Tessaly/Collections/FIFOStack.hpp"
+#include "Tessaly/Collections/RingArray.hpp"
+#include "Tessaly/Collections/RingArrayIndex.hpp"
 #include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Concurrency/Observations.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
