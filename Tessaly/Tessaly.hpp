@@ -93,3 +93,4 @@
 #include "Tessaly/Platform/Text/Characters.hpp"
 #include "Tessaly/Platform/Text/GraphemeClusters.hpp"
 #include "Tessaly/Platform/Text/UTF8.hpp"
+#include "Tessaly/ValueRecords/Version.hpp"
