@@ -120,3 +120,4 @@
 #include "Tessaly/SettingsAndObservation/RawValues.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/ValueRecords/Version.hpp"
