@@ -36,6 +36,7 @@
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Foundation/UUID.hpp"
