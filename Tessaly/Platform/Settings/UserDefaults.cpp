@@ -2,14 +2,29 @@
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 
 #include <atomic>
+#include <cstdlib>
+#include <string>
 #include <utility>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
 constinit std::atomic<const std::shared_ptr<UserDefaults>*> installed{nullptr};
+
+const std::shared_ptr<UserDefaults>& systemStore() {
+  static const std::shared_ptr<UserDefaults>& shared = [] -> const std::shared_ptr<UserDefaults>& {
+    const std::string identifier = Bundle::main().bundleIdentifier().value_or(ProcessInfo::processInfo().processName());
+    static const auto store =
+        new std::shared_ptr<JournaledUserDefaults>(JournaledUserDefaults::openIdentifier(identifier));
+    std::atexit([] { (*store)->close(); });
+    return *new std::shared_ptr<UserDefaults>(*store);
+  }();
+  return shared;
+}
 
 }  // namespace
 
@@ -21,7 +36,7 @@ std::string_view UserDefaults::className() const noexcept { return "Tessaly.User
 
 const std::shared_ptr<UserDefaults>& UserDefaults::standard() {
   if (const auto* store = installed.load(std::memory_order_acquire)) return *store;
-  fatalError("There is no settings store on this system yet; install one", "Tessaly/UserDefaults", __LINE__);
+  return systemStore();
 }
 
 UserDefaultsInstallation::UserDefaultsInstallation(std::shared_ptr<UserDefaults> store)
