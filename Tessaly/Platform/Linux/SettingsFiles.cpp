@@ -27,7 +27,7 @@ int lockFile(int descriptor, LockMode mode, Patience patience) noexcept {
   const int operation = (mode == LockMode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
   using Clock = std::chrono::steady_clock;
   std::optional<Clock::time_point> end;
-  for (auto pause = std::chrono::microseconds(10);; pause = std::min(pause * 2, std::chrono::microseconds(500))) {
+  for (auto pause = std::chrono::microseconds(10);; pause = std::min(pause * 2, std::chrono::microseconds(100))) {
     if (::flock(descriptor, operation) == 0) return 0;
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK || patience == Patience::none) return errno;

@@ -121,7 +121,7 @@ TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
   std::mt19937 random(seed);
   SCOPED_TRACE("seed " + std::to_string(seed));
   int checkpoints = 0;
-  std::uint64_t lastInode = 0;
+  detail::FileIdentity last;
   const auto read = [&] {
     return JournaledUserDefaults::open({.folder = folder, .opening = JournaledUserDefaults::Opening::forReading})
         ->dictionaryRepresentation();
@@ -145,8 +145,8 @@ TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
       // Nobody ever sees a torn file.
       EXPECT_NO_THROW(
           static_cast<void>(PropertyListSerialization::read(Data(std::string_view(contents->bytes)).bytes())));
-      checkpoints += contents->identity.inode != lastInode ? 1 : 0;
-      lastInode = contents->identity.inode;
+      checkpoints += contents->identity != last ? 1 : 0;
+      last = contents->identity;
     }
     victim.start();
   }
