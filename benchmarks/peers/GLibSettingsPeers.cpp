@@ -21,6 +21,10 @@ std::string path(const std::string& folder) { return folder + "/settings.ini"; }
 class KeyFileStore final : public Store {
  public:
   KeyFileStore(const std::string& folder, int keys, Sync sync) : path_(path(folder)), sync_(sync) {
+    if (keys == 0) {
+      g_key_file_load_from_file(file_, path_.c_str(), G_KEY_FILE_NONE, nullptr);
+      return;
+    }
     for (int i = 0; i < keys; ++i) g_key_file_set_int64(file_, group, keyName(i).c_str(), i);
     save();
   }
@@ -61,22 +65,17 @@ class GSettingsStore final : public Store {
     GSettingsSchema* schema = g_settings_schema_source_lookup(source, "org.example", FALSE);
     GSettingsBackend* backend =
         g_keyfile_settings_backend_new((folder + "/gsettings.ini").c_str(), "/org/example/", "org/example");
+    // So that the file has as many entries as the others'.
+    GSettings* delayed = g_settings_new_full(schema, backend, nullptr);
+    g_settings_delay(delayed);
+    for (int i = 0; i < keys; ++i) g_settings_set_int64(delayed, keyName(i).c_str(), i + 1);
+    g_settings_apply(delayed);
+    g_settings_sync();
+    g_object_unref(delayed);
     settings_ = g_settings_new_full(schema, backend, nullptr);
     g_object_unref(backend);
     g_settings_schema_unref(schema);
     g_settings_schema_source_unref(source);
-    // So that the file has as many entries as the others'.
-    g_settings_delay(settings_);
-    for (int i = 0; i < keys; ++i) g_settings_set_int64(settings_, keyName(i).c_str(), i + 1);
-    g_settings_apply(settings_);
-    g_settings_sync();
-    GSettings* direct = nullptr;
-    g_object_get(settings_, "settings-schema", &schema, "backend", &backend, nullptr);
-    direct = g_settings_new_full(schema, backend, nullptr);
-    g_object_unref(settings_);
-    g_object_unref(backend);
-    g_settings_schema_unref(schema);
-    settings_ = direct;
   }
   ~GSettingsStore() override { g_object_unref(settings_); }
   std::int64_t read(const std::string& key) override { return g_settings_get_int64(settings_, key.c_str()); }
@@ -94,14 +93,6 @@ std::string keyName(int number) { return "key" + std::to_string(number); }
 
 std::shared_ptr<Store> keyFile(const std::string& folder, int keys, Sync sync) {
   return std::make_shared<KeyFileStore>(folder, keys, sync);
-}
-
-std::int64_t openKeyFile(const std::string& folder, const std::string& key) {
-  GKeyFile* file = g_key_file_new();
-  g_key_file_load_from_file(file, path(folder).c_str(), G_KEY_FILE_NONE, nullptr);
-  const std::int64_t value = g_key_file_get_int64(file, group, key.c_str(), nullptr);
-  g_key_file_free(file);
-  return value;
 }
 
 std::shared_ptr<Store> gSettings(const std::string& folder, int keys) {

@@ -16,7 +16,7 @@ class QtStore final : public Store {
   QtStore(const std::string& folder, int keys, Sync sync)
       : settings_(path(folder), QSettings::NativeFormat), sync_(sync) {
     for (int i = 0; i < keys; ++i) settings_.setValue(QString::fromStdString(keyName(i)), qlonglong(i));
-    settings_.sync();
+    if (keys > 0) settings_.sync();
   }
   std::int64_t read(const std::string& key) override {
     return settings_.value(QString::fromStdString(key)).toLongLong();
@@ -35,11 +35,6 @@ class QtStore final : public Store {
 
 std::shared_ptr<Store> qSettings(const std::string& folder, int keys, Sync sync) {
   return std::make_shared<QtStore>(folder, keys, sync);
-}
-
-std::int64_t openQSettings(const std::string& folder, const std::string& key) {
-  const QSettings settings(path(folder), QSettings::NativeFormat);
-  return settings.value(QString::fromStdString(key)).toLongLong();
 }
 
 }  // namespace Tessaly::Benchmarks::SettingsPeers

@@ -6,7 +6,7 @@
 #include <string>
 
 /// What else keeps an application's settings. Each begins with `keys` integers under "key0", "key1" and so on, in a
-/// file of the folder.
+/// file of the folder; with none, it has what a former one has left there.
 namespace Tessaly::Benchmarks::SettingsPeers {
 
 class Store {
@@ -25,11 +25,8 @@ std::string keyName(int number);
 
 /// `QSettings` in its own format.
 std::shared_ptr<Store> qSettings(const std::string& folder, int keys, Sync sync);
-/// Opens the file that a `QSettings` of that folder has left, and reads one key.
-std::int64_t openQSettings(const std::string& folder, const std::string& key);
 /// `GKeyFile`; with a sync it saves the file after each write.
 std::shared_ptr<Store> keyFile(const std::string& folder, int keys, Sync sync);
-std::int64_t openKeyFile(const std::string& folder, const std::string& key);
 /// `GSettings` on its keyfile backend, with a schema that is compiled here.
 std::shared_ptr<Store> gSettings(const std::string& folder, int keys);
 

@@ -156,7 +156,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   // Reading everything.
   int load(Changes& changes) TESSALY_REQUIRES(lock_);
-  bool readPropertyList(PropertyList::Dictionary& values) TESSALY_REQUIRES(lock_);
+  /// False when it is there, but cannot be read.
+  bool readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
 
   // The property list.
   Outcome checkpoint(detail::Patience patience);

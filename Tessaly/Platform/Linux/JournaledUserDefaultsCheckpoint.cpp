@@ -241,7 +241,7 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
   }
   if (unreadable_ && state_.propertyList.isNone()) {
     // It could not be read at the beginning either: there is nothing to compare it with.
-    PropertyList::Dictionary ignored;
+    PropertyList ignored = false;
     State saved = state_;
     const bool isReadable = readPropertyList(ignored);
     state_ = std::move(saved);
@@ -251,11 +251,12 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
     }
   } else {
     const FileIdentity known = state_.propertyList;
-    PropertyList::Dictionary found;
+    PropertyList found = false;
     if (readPropertyList(found) && !state_.propertyList.isNone()) {
       const FileIdentity adopted = std::exchange(state_.propertyList, known);
       unreadable_.reset();
-      if (const int error = adopt(found, state_.sincePropertyList, JournalRecord::otherProgram, changes)) return error;
+      if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram, changes))
+        return error;
       const std::string value = JournalRecord::encodedIdentity(adopted);
       const JournalRecord record{.kind = state_.isUnrecorded ? Kind::adoptionWithUnknownChanges : Kind::adoption,
                                  .writer = writer_,

@@ -233,14 +233,14 @@ void JournaledUserDefaults::exchange(std::string_view key, std::optional<Propert
   (writer == writer_ ? changes.own : changes.others).push_back({std::move(name), std::move(value)});
 }
 
-bool JournaledUserDefaults::readPropertyList(PropertyList::Dictionary& values) {
+bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
   const auto file = detail::readFile(propertyListPath_);
   if (!file) return errno == ENOENT;
   try {
     const Data bytes(std::string_view(file->bytes));
     auto result = PropertyListSerialization::read(bytes.bytes());
     if (result.value.dictionary() == nullptr) return false;
-    values = *result.value.dictionary();
+    values = std::move(result.value);
     state_.propertyList = file->identity;
     state_.format = result.format;
     return true;
@@ -254,7 +254,7 @@ int JournaledUserDefaults::load(Changes& changes) {
   const auto old = detail::readFile(oldJournalPath_);
   const FileIdentity known = state_.propertyList;
   const PropertyList::Dictionary before = isLoaded_ ? table_.all() : PropertyList::Dictionary();
-  PropertyList::Dictionary values;
+  PropertyList values = PropertyList::Dictionary();
   state_.propertyList = FileIdentity{};
   const bool isReadable = readPropertyList(values);
   const FileIdentity found = state_.propertyList;
@@ -265,12 +265,12 @@ int JournaledUserDefaults::load(Changes& changes) {
   if (found.isNone()) {
     // A file that is missing says nothing: what is in memory is still there.
     values = before;
-    state_.wantsCheckpoint = !known.isNone() || !values.empty();
+    state_.wantsCheckpoint = !known.isNone() || !before.empty();
   }
   for (const auto& [key, value] : before) {
-    if (!values.contains(key)) table_.exchange(key, std::nullopt);
+    if (values.find(key) == nullptr) table_.exchange(key, std::nullopt);
   }
-  for (const auto& [key, value] : values) table_.exchange(key, value);
+  for (const auto& [key, value] : *values.dictionary()) table_.exchange(key, value);
   state_.sinceRotation.clear();
   state_.sincePropertyList.clear();
   state_.sincePrevious.clear();
