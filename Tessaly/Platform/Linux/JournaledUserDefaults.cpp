@@ -447,7 +447,7 @@ void JournaledUserDefaults::folderChanged() {
     }
   }
   // Most often these were our own writes. To be woken for each would cost more than the write.
-  std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 }  // namespace Tessaly::inline v1

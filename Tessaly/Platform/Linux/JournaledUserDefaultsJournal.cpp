@@ -84,6 +84,10 @@ int JournaledUserDefaults::createJournalFile() {
 int JournaledUserDefaults::obtainJournal(LockMode mode, Patience patience, Changes& changes) {
   if (folder_.empty()) return ENOENT;
   isNewer_ = false;
+  if (journal_.file.isOpen() && !journal_.isWritable && opening_ == Opening::forUse &&
+      ::access(journalPath_.c_str(), W_OK) == 0) {
+    journal_.file = OwnedDescriptor();  // It could only be read when it was opened.
+  }
   for (int attempt = 0; attempt < 100; ++attempt) {
     if (!journal_.file.isOpen()) {
       int error = openJournalFile();

@@ -132,6 +132,11 @@ TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
   EXPECT_FALSE(store->synchronize());
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
   EXPECT_EQ(log->records().size(), 1u);
+
+  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
+  store->set(4, "c");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 2}, {"b", 3}, {"c", 4}}));
 }
 
 TEST_F(SettingsDisk, ReadOnlyWithoutAnyJournalReadsThePropertyList) {
