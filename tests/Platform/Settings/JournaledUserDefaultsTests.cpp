@@ -387,6 +387,48 @@ TEST_F(JournaledUserDefaultsTest, RecoversThePropertyListBothJournalsAndTheirOrd
   EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
 }
 
+TEST_F(JournaledUserDefaultsTest, KnowsThePropertyListThatAKilledCheckpointHasNotReplaced) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "a");
+  // Another process puts the journal aside, announces its property list, and is killed.
+  const auto header = detail::JournalHeader::from(contentsOf(journal()));
+  ASSERT_TRUE(header.has_value());
+  const detail::JournalHeader next{.nonce = 12345, .predecessor = header->nonce, .checkpoint = header->checkpoint};
+  const std::string announced = detail::JournalRecord::encodedIdentity({.inode = 1, .size = 2, .modified = 3});
+  const detail::JournalRecord record{
+      .kind = detail::JournalRecord::Kind::checkpoint, .writer = 99, .key = {}, .value = announced};
+  std::filesystem::rename(journal(), folder() + "/journal.old");
+  write(above() + "/next", next.encoded() + record.encoded(next.nonce));
+  std::filesystem::rename(above() + "/next", journal());
+  const auto recorder = observe(store);
+  store->set(2, "b");
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 2}, {"b", 2}}));
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"b", 2}}));
+  EXPECT_EQ(recorder->calls().size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
+  EXPECT_EQ(open()->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"b", 2}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenItHasMissedAJournal) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  ASSERT_TRUE(store->synchronize());
+  const auto recorder = observe(store);
+  // A journal that does not follow the one that this store knows, with another property list.
+  const detail::JournalHeader other{.nonce = 12345, .predecessor = 54321, .checkpoint = {}};
+  replace({{"a", 2}, {"c", 3}});
+  write(above() + "/next", other.encoded());
+  std::filesystem::rename(above() + "/next", journal());
+  store->set(4, "d");
+  EXPECT_TRUE(waitUntil([&] { return recorder->calls().size() == 4; }));
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"c", 3}, {"d", 4}}));
+}
+
 TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
   const Store store = open();
   store->set(1, "a");
