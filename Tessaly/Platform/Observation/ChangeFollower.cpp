@@ -50,7 +50,7 @@ void ChangeFollower::install(AccessList& accesses) {
   isInstalling_ = false;
 }
 
-void ChangeFollower::stop() noexcept {
+void ChangeFollower::cancel() noexcept {
   TaskReference<Tracking> tracking;
   {
     UnfairLock::Guard guard(lock_);
@@ -58,6 +58,10 @@ void ChangeFollower::stop() noexcept {
     tracking = std::move(tracking_);
   }
   if (tracking) tracking->cancel();
+}
+
+void ChangeFollower::stop() noexcept {
+  cancel();
   waiters_.fetch_add(1, std::memory_order_seq_cst);
   const std::uint32_t self = currentThreadIdentifier();
   for (std::uint32_t thread = thread_.load(std::memory_order_seq_cst); thread != 0 && thread != self;
