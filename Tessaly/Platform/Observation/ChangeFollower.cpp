@@ -37,7 +37,8 @@ void ChangeFollower::step(Occasion occasion) {
 void ChangeFollower::install(AccessList& accesses) {
   if (accesses.count() == 0) return;
   auto onChange = [self = shared_from_this()] { self->step(Occasion::change); };
-  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<decltype(onChange)>(std::move(onChange)));
+  auto tracking =
+      TaskReference<Tracking>::adopt(new HandlerTracking<decltype(onChange)>(accesses, std::move(onChange)));
   TaskReference<Tracking> last;
   {
     UnfairLock::Guard guard(lock_);
@@ -45,6 +46,7 @@ void ChangeFollower::install(AccessList& accesses) {
     isInstalling_ = true;
     last = std::exchange(tracking_, tracking);
   }
+  tracking->retain();
   tracking->install(accesses, Tracking::Moment::afterTheChange);
   UnfairLock::Guard guard(lock_);
   isInstalling_ = false;
