@@ -11,18 +11,51 @@
 
 #include "Tessaly/Platform/Base/Export.hpp"
 #include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Observation/Tracking.hpp"
 #include "Tessaly/Platform/Tasks/Isolation.hpp"
 #include "Tessaly/Platform/Tasks/Notification.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/Platform/Tasks/TaskLocal.hpp"
+#include "Tessaly/Platform/Tasks/TaskReference.hpp"
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+
+/// What a token and its loop share: whether the observation has ended, and what waits for the next change.
+class TESSALY_EXPORT ContinuousObservationState {
+ public:
+  /// A late reading delays the end by a pass, so no order is asked for.
+  [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
+  /// Ends the observation and lets go of what it captured, unless a pass is under way, which then does.
+  void cancel() noexcept;
+
+  /// Has the function called at the next change of what the list holds, if the observation goes on.
+  template <typename OnChange>
+  void follow(AccessList& accesses, OnChange onChange) {
+    if (accesses.count() == 0) return;
+    auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
+    if (!keep(tracking)) return;
+    tracking->retain();
+    tracking->install(accesses, Tracking::Moment::beforeTheChange);
+  }
+
+ private:
+  [[nodiscard]] bool keep(TaskReference<Tracking> tracking) noexcept;
+
+  std::atomic<bool> isCancelled_{false};
+  UnfairLock lock_;
+  TaskReference<Tracking> tracking_ TESSALY_GUARDED_BY(lock_);
+};
+
+}  // namespace detail
+
 /// Owns a continuous observation: it goes on until this is cancelled or destroyed. Made by `withContinuousObservation`.
 ///
-/// The observation notices at its next pass, which comes with the next change: from then on no callback runs, and what
-/// the callbacks captured is released. A pass that is under way on another thread is not waited for.
+/// No pass begins afterwards, and what the callbacks captured is released at once. A pass that is under way on another
+/// thread is not waited for; it ends in order, and releases it then.
 ///
 /// Stops the process: use after a move.
 ///
@@ -39,7 +72,7 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   ObservationToken& operator=(ObservationToken&& other) noexcept;
   ~ObservationToken();
 
-  /// Ends the observation at its next pass. Idempotent.
+  /// Ends the observation before its next pass. Idempotent.
   void cancel() noexcept;
 
   /// Moves the token to the end of the array, which owns it from then on.
@@ -53,12 +86,11 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   static const TaskLocal<bool> isFirstBinding;
 
   /// For the library: use `withContinuousObservation`.
-  explicit ObservationToken(std::shared_ptr<std::atomic<bool>> isCancelled) noexcept
-      : isCancelled_(std::move(isCancelled)) {}
+  explicit ObservationToken(std::shared_ptr<detail::ContinuousObservationState> state) noexcept
+      : state_(std::move(state)) {}
 
  private:
-  /// Shared with the loop. A late reading delays the end by a pass, so no order is asked for.
-  std::shared_ptr<std::atomic<bool>> isCancelled_;
+  std::shared_ptr<detail::ContinuousObservationState> state_;
 };
 
 namespace detail {
@@ -83,18 +115,20 @@ class ContinuousObservation {
  public:
   using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Apply&>>>::Type;
 
-  ContinuousObservation(std::shared_ptr<std::atomic<bool>> isCancelled, Isolation isolation, Apply apply,
+  ContinuousObservation(std::shared_ptr<ContinuousObservationState> state, Isolation isolation, Apply apply,
                         OnChange onChange, OnChangeNil onChangeNil)
-      : isCancelled_(std::move(isCancelled)),
+      : state_(std::move(state)),
         isolation_(std::move(isolation)),
         apply_(std::move(apply)),
         onChange_(std::move(onChange)),
         onChangeNil_(std::move(onChangeNil)) {}
 
   static void pass(const std::shared_ptr<ContinuousObservation>& self, bool isFirst) {
-    if (self->isCancelled_->load(std::memory_order_relaxed)) return;
-    const std::optional<Value> value = withObservationTracking(
-        [&]() -> std::optional<Value> { return std::invoke(self->apply_); }, [self] { scheduleNextPass(self); });
+    if (self->state_->isCancelled()) return;
+    AccessList accesses;
+    const std::optional<Value> value = std::invoke(self->apply_);
+    accesses.end();
+    self->state_->follow(accesses, [self] { scheduleNextPass(self); });
     if (value.has_value()) {
       ObservationToken::isFirstBinding.withValue(
           isFirst, [&] { callNotification("The callback of a continuous observation", self->onChange_, *value); });
@@ -111,7 +145,7 @@ class ContinuousObservation {
     });
   }
 
-  const std::shared_ptr<std::atomic<bool>> isCancelled_;
+  const std::shared_ptr<ContinuousObservationState> state_;
   const Isolation isolation_;
   Apply apply_;
   OnChange onChange_;
@@ -141,9 +175,9 @@ ObservationToken withContinuousObservation(Isolation isolation, Apply apply, OnC
   static_assert(!detail::isAsync<std::invoke_result_t<Apply&>>,
                 "what is tracked is what a function reads until it returns");
   using Observation = detail::ContinuousObservation<Apply, OnChange, OnChangeNil>;
-  auto isCancelled = std::make_shared<std::atomic<bool>>(false);
-  ObservationToken token(isCancelled);
-  Observation::pass(std::make_shared<Observation>(std::move(isCancelled), std::move(isolation), std::move(apply),
+  auto state = std::make_shared<detail::ContinuousObservationState>();
+  ObservationToken token(state);
+  Observation::pass(std::make_shared<Observation>(std::move(state), std::move(isolation), std::move(apply),
                                                   std::move(onChange), std::move(onChangeNil)),
                     true);
   return token;

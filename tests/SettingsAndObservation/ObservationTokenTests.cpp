@@ -359,6 +359,17 @@ TEST(ObservationToken, LetsGoOfWhatItsObservationCapturedWhenNothingIsTracked) {
   }
 }
 
+TEST(ObservationToken, ReleasesAtOnceWhatItsObservationHoldsAlsoIfNothingChangesAnyMore) {
+  auto player = std::make_shared<Player>();
+  const std::weak_ptr<Player> weak = player;
+  {
+    const auto token = withContinuousObservation(volumeOf(player), [](int) {});
+    player.reset();
+    EXPECT_FALSE(weak.expired()) << "the evaluation holds it";
+  }
+  EXPECT_TRUE(weak.expired());
+}
+
 TEST(ObservationToken, OfAnEvaluationThatThrowsIsNeverMade) {
   const auto player = std::make_shared<Player>();
   auto witness = std::make_shared<int>();
