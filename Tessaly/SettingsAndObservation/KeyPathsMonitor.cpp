@@ -91,6 +91,7 @@ Async<void> KeyPathsMonitor::run(OnChange::Shared callback) {
   try {
     co_await (*callback)();
   } catch (const CancellationError&) {
+    co_return;  // A later change has made it superfluous.
   } catch (...) {
     fatalError("The change handler of a key-path monitor has thrown", "Tessaly/KeyPathsMonitor", __LINE__);
   }

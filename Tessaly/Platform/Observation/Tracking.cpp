@@ -8,18 +8,36 @@ Tracking::Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_
 }
 
 Tracking::~Tracking() {
+  if (count_ == 1) [[likely]] {
+    if (one_.point != nullptr) one_.point->release();
+    return;
+  }
   for (std::size_t i = 0; i < count_; ++i) {
     if (ObservationPoint* const point = registrations()[i].point) point->release();
   }
 }
 
 void Tracking::install(AccessList& accesses, Moment moment) noexcept {
+  if (count_ == 1) [[likely]] {
+    one_.point = accesses[0].point;
+    one_.tracking = this;
+    accesses.surrender();
+    const ObservationPoint::Link link = one_.point->link(one_, accesses[0].version, moment);
+    if (link == ObservationPoint::Link::made) return;  // From here on this may be gone.
+    if (link == ObservationPoint::Link::changed) fire();
+    release();
+  } else {
+    installMany(accesses, moment);
+  }
+}
+
+void Tracking::installMany(AccessList& accesses, Moment moment) noexcept {
   const std::size_t count = count_;
   for (std::size_t i = 0; i < count; ++i) {
     registrations()[i].point = accesses[i].point;
     registrations()[i].tracking = this;
   }
-  if (count > 1) references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
+  references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
   // Each registration that is in its list has its reference. Once the last one is, this may be gone.
   std::size_t kept = 0;
   bool isChanged = false;

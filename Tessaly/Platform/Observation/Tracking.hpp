@@ -76,6 +76,7 @@ class TESSALY_EXPORT Tracking {
     return true;
   }
   void finish(Finish finish) noexcept;
+  void installMany(AccessList& accesses, Moment moment) noexcept;
   [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_.get() : &one_; }
 
   std::atomic<std::uint32_t> references_{1};
@@ -95,7 +96,8 @@ class HandlerTracking final : public Tracking {
  private:
   ~HandlerTracking() override = default;
   void finishHandler(Finish finish) noexcept override {
-    if (finish == Finish::calling) callNotification("The change handler of an observation", *handler_);
+    if (finish == Finish::calling && handler_.has_value())
+      callNotification("The change handler of an observation", *handler_);
     handler_.reset();
   }
 
