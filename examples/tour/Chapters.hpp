@@ -9,6 +9,7 @@ void tellOfTheApplication(Narrator& narrator);
 void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
+void tellOfObservation(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 
 }  // namespace Tour

@@ -21,6 +21,7 @@ constexpr Chapter chapters[] = {
     {"Work on the pool", Tour::tellOfThePool},
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"A player that is followed", Tour::tellOfObservation},
     {"Errors and the log", Tour::tellOfErrors},
 };
 
