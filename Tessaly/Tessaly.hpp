@@ -11,6 +11,7 @@
 #include "Tessaly/Concurrency/Array+Extensions.hpp"
 #include "Tessaly/Concurrency/AsyncLazy.hpp"
 #include "Tessaly/Concurrency/AsyncSequence+Extensions.hpp"
+#include "Tessaly/Concurrency/AsyncStream+Extensions.hpp"
 #include "Tessaly/Concurrency/AsyncStreams.hpp"
 #include "Tessaly/Concurrency/AsyncThrowingStream+Extensions.hpp"
 #include "Tessaly/Concurrency/AutoCancelTask.hpp"

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
 
 namespace Tessaly::inline v1::Array {
 
@@ -30,11 +31,11 @@ template <std::copyable Element>
   return unique;
 }
 
-/// Of the elements with the same value in a member, or of a function, the first, in order. O(n).
+/// Of the elements with the same value at a key path, in a member or of a function, the first, in order. O(n).
 ///
 /// Thread contract: thread-safe.
 ///
-///     auto people = Array::removeDuplicates(guests, &Person::name);
+///     auto people = Array::removeDuplicates(guests, keyPath<&Person::name>);
 template <std::copyable Element, std::invocable<const Element&> KeyPath>
 [[nodiscard]] std::vector<Element> removeDuplicates(const std::vector<Element>& elements, KeyPath keyPath) {
   std::unordered_set<std::remove_cvref_t<std::invoke_result_t<KeyPath&, const Element&>>> seen;
@@ -55,6 +56,16 @@ template <std::copyable Element>
   if (count < 0) [[unlikely]]
     fatalError("An array cannot hold a negative number of elements", "Tessaly/Array+Extensions", __LINE__);
   return std::vector<Element>(pointer, pointer + count);
+}
+
+/// Ends every observation, in order, and empties the array.
+///
+/// Thread contract: thread-compatible.
+///
+///     Array::unsubscribe(observations);
+inline void unsubscribe(std::vector<NSKeyValueObservation>& observations) {
+  for (NSKeyValueObservation& observation : observations) observation.invalidate();
+  std::vector<NSKeyValueObservation>().swap(observations);
 }
 
 }  // namespace Tessaly::inline v1::Array

@@ -4,10 +4,12 @@
 
 #include <array>
 #include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "Tessaly/Concurrency/Array+Extensions.hpp"
+#include "Tessaly/Platform/Observation/Property.hpp"
 
 namespace Tessaly {
 namespace {
@@ -40,6 +42,32 @@ TEST(ArrayExtensions, RemoveDuplicatesOnAKeyPathKeepsTheFirstWithEachValue) {
   EXPECT_THAT(Array::removeDuplicates(people, &Person::nameLength), ElementsAre(Person{"Ada", 1}));
   EXPECT_THAT(Array::removeDuplicates(people, [](const Person& person) { return person.age % 2; }),
               ElementsAre(Person{"Ada", 1}, Person{"Bob", 2}));
+}
+
+TEST(ArrayExtensions, RemoveDuplicatesTakesAKeyPath) {
+  const std::vector<Person> people{{"Ada", 1}, {"Bob", 2}, {"Ada", 3}};
+  EXPECT_THAT(Array::removeDuplicates(people, keyPath<&Person::name>), ElementsAre(Person{"Ada", 1}, Person{"Bob", 2}));
+}
+
+TEST(ArrayExtensions, UnsubscribeEndsEveryObservationAndEmptiesTheArray) {
+  struct Player {
+    Property<int> volume = 50;
+  };
+  const auto player = std::make_shared<Player>();
+  int told = 0;
+  std::vector<NSKeyValueObservation> observations;
+  for (int i = 0; i < 3; ++i) {
+    observations.push_back(
+        observe(player, keyPath<&Player::volume>, NSKeyValueObservingOptions::new_, [&](const auto&) { ++told; }));
+  }
+  player->volume = 1;
+  EXPECT_EQ(told, 3);
+  Array::unsubscribe(observations);
+  player->volume = 2;
+  EXPECT_EQ(told, 3);
+  EXPECT_TRUE(observations.empty());
+  EXPECT_EQ(observations.capacity(), 0u);
+  Array::unsubscribe(observations);
 }
 
 TEST(ArrayExtensions, MakeCopiesElementsFromAnAddressOnward) {
