@@ -46,8 +46,13 @@ void ChangeFollower::install(AccessList& accesses) {
     last = std::exchange(tracking_, tracking);
   }
   tracking->install(accesses, Tracking::Moment::afterTheChange);
-  UnfairLock::Guard guard(lock_);
-  isInstalling_ = false;
+  TaskReference<Tracking> stopped;
+  {
+    UnfairLock::Guard guard(lock_);
+    isInstalling_ = false;
+    if (isStopped_) stopped = std::move(tracking_);
+  }
+  if (stopped) stopped->cancel();
 }
 
 void ChangeFollower::stop() noexcept {
@@ -55,7 +60,7 @@ void ChangeFollower::stop() noexcept {
   {
     UnfairLock::Guard guard(lock_);
     isStopped_ = true;
-    tracking = std::move(tracking_);
+    if (!isInstalling_) tracking = std::move(tracking_);  // Else the installing thread cancels it when it is whole.
   }
   if (tracking) tracking->cancel();
   waiters_.fetch_add(1, std::memory_order_seq_cst);
