@@ -117,7 +117,11 @@ class FIFOStack {
         left.swap(reversed);
       }
       right.clear();
-      if (!isWorthKeeping(right, 0)) std::vector<Element>().swap(right);
+      if (!isWorthKeeping(right, 0)) {
+        std::vector<Element> small;
+        small.reserve(keptBytes / sizeof(Element));
+        right.swap(small);
+      }
     }
     static bool isWorthKeeping(const std::vector<Element>& stack, std::size_t neededCount) {
       return stack.capacity() * sizeof(Element) <= keptBytes || stack.capacity() / 2 <= neededCount;
@@ -130,7 +134,7 @@ class FIFOStack {
 
   /// A stack this small keeps its memory when it is emptied: a queue that holds a few elements at a time would
   /// otherwise allocate for each.
-  static constexpr std::size_t keptBytes = 1'024;
+  static constexpr std::size_t keptBytes = 4'096;
 
   Stacks& writableStacks() {
     if (stacks_ == nullptr) [[unlikely]] {
