@@ -46,13 +46,8 @@ void ChangeFollower::install(AccessList& accesses) {
     last = std::exchange(tracking_, tracking);
   }
   tracking->install(accesses, Tracking::Moment::afterTheChange);
-  TaskReference<Tracking> stopped;
-  {
-    UnfairLock::Guard guard(lock_);
-    isInstalling_ = false;
-    if (isStopped_) stopped = std::move(tracking_);
-  }
-  if (stopped) stopped->cancel();
+  UnfairLock::Guard guard(lock_);
+  isInstalling_ = false;
 }
 
 void ChangeFollower::stop() noexcept {
@@ -60,7 +55,7 @@ void ChangeFollower::stop() noexcept {
   {
     UnfairLock::Guard guard(lock_);
     isStopped_ = true;
-    if (!isInstalling_) tracking = std::move(tracking_);  // Else the installing thread cancels it when it is whole.
+    tracking = std::move(tracking_);
   }
   if (tracking) tracking->cancel();
   waiters_.fetch_add(1, std::memory_order_seq_cst);
