@@ -9,6 +9,8 @@ void tellOfTheApplication(Narrator& narrator);
 void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
+void tellOfCollections(Narrator& narrator);
+void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 
 }  // namespace Tour

@@ -21,6 +21,8 @@ constexpr Chapter chapters[] = {
     {"Work on the pool", Tour::tellOfThePool},
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"Histories, queues, chunks", Tour::tellOfCollections},
+    {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
 };
 
