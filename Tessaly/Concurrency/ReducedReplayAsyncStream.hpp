@@ -23,6 +23,9 @@ namespace Tessaly::inline v1 {
 /// cancellation or departure. A subscriber that went away stays in the list of subscribers, which costs a few words and
 /// a refused element each time.
 ///
+/// Once somebody has subscribed, the consumption goes on until the producer finishes, whoever has left. One that never
+/// does leaves a task waiting.
+///
 /// A value: copies share producer and subscribers. `reduce` is called by one thread at a time, on any thread, and must
 /// not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
 /// `ReducedReplayAsyncThrowingStream`.

@@ -39,6 +39,14 @@ struct Sum {
     SeededScheduler::install();
   }
 
+  Sum(const Sum&) = delete;
+  Sum& operator=(const Sum&) = delete;
+  /// A producer that never ends leaves its consumer waiting.
+  ~Sum() {
+    continuation->finish();
+    settle();
+  }
+
   std::optional<Continuation> continuation;
   Stream stream;
 };
@@ -97,13 +105,19 @@ TEST(ReducedReplayAsyncStream, NothingIsConsumedBeforeSomebodySubscribes) {
 TEST(ReducedReplayAsyncStream, BuildsTheProducerOnceAndAtOnce) {
   SeededScheduler::install();
   int builds = 0;
-  const Stream stream(BufferingPolicy::unbounded(), 0, add, [&](const Continuation&) { ++builds; });
+  std::optional<Continuation> continuation;
+  const Stream stream(BufferingPolicy::unbounded(), 0, add, [&](const Continuation& built) {
+    continuation = built;
+    ++builds;
+  });
   EXPECT_EQ(builds, 1);
   const Stream copy = stream;
   auto first = stream.newStream();
   auto second = copy.newStream();
   settle();
   EXPECT_EQ(builds, 1);
+  continuation->finish();
+  settle();
 }
 
 TEST(ReducedReplayAsyncStream, IteratingItIsSubscribingEachTime) {
