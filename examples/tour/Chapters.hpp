@@ -10,6 +10,8 @@ void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
 void tellOfObservation(Narrator& narrator);
+void tellOfCollections(Narrator& narrator);
+void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 
 }  // namespace Tour
