@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#include <cstdint>
+
+#include "Tessaly/FoundationExtensions/OptionSet+SingleBits.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+void show() {
+  enum class Style : std::uint8_t { bold = 1, italic = 2, underlined = 4 };
+  const auto apply = [](Style style) {};
+  for (Style style : OptionSet::singleBits(Style(0b101))) apply(style);  // bold, underlined
+}
+
+}  // namespace
