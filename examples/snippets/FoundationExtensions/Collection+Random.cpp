@@ -5,6 +5,9 @@ namespace {
 
 using namespace Tessaly;
 
-void show(const std::vector<int>& tickets) { std::vector<int> winners = Collection::randomElements(tickets, 3); }
+void show(const std::vector<int>& tickets) {
+  std::vector<int> winners = Collection::randomElements(tickets, 3);
+  winners.clear();
+}
 
 }  // namespace

@@ -5,6 +5,9 @@ namespace {
 
 using namespace Tessaly;
 
-void show(std::string_view typed) { const bool isConfirmed = typed == String::key.enter; }
+bool show(std::string_view typed) {
+  const bool isConfirmed = typed == String::key.enter;
+  return isConfirmed;
+}
 
 }  // namespace
