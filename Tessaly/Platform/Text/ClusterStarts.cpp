@@ -16,6 +16,30 @@ CharacterClass classOf(const DecodedScalar& decoded) noexcept {
   return CharacterProperties(decoded.scalar).characterClass();
 }
 
+/// How many regional indicators stand in a row before an offset.
+std::size_t flagsBefore(std::string_view text, std::size_t offset) noexcept {
+  std::size_t count = 0;
+  while (offset > 0) {
+    const DecodedScalar before = detail::scalarBefore(text, offset);
+    if (classOf(before) != CharacterClass::regionalIndicator) break;
+    offset -= before.length;
+    ++count;
+  }
+  return count;
+}
+
+/// Whether the text before an offset ends in a pictograph and any marks that extend it.
+bool endsInPictograph(std::string_view text, std::size_t offset) noexcept {
+  using enum CharacterClass;
+  while (offset > 0) {
+    const DecodedScalar before = detail::scalarBefore(text, offset);
+    const CharacterClass last = classOf(before);
+    if (last != extend && last != extendWithClass && last != virama) return last == pictograph;
+    offset -= before.length;
+  }
+  return false;
+}
+
 }  // namespace
 
 DecodedScalar detail::scalarBefore(std::string_view text, std::size_t offset) noexcept {
@@ -45,13 +69,18 @@ std::size_t detail::certainStart(std::string_view text, std::size_t offset) noex
 
 bool detail::isClusterStart(std::string_view text, std::size_t offset) noexcept {
   if (offset == 0) return true;
+  const DecodedScalar before = scalarBefore(text, offset);
   const CharacterClass at = classOf(decodeScalar(text, offset));
-  switch (joint(classOf(scalarBefore(text, offset)), at)) {
+  switch (joint(classOf(before), at)) {
     case Joint::breaks:
       return true;
     case Joint::joins:
       return false;
-    default:
+    case Joint::dependsOnFlags:
+      return flagsBefore(text, offset) % 2 == 0;
+    case Joint::dependsOnPictographs:
+      return !endsInPictograph(text, offset - before.length);
+    case Joint::dependsOnConjuncts:
       break;
   }
   std::size_t position = certainStart(text, offset);

@@ -8,39 +8,47 @@
 namespace Tessaly::inline v1::Text {
 namespace {
 
+using detail::CharacterClass;
 using detail::CharacterProperties;
+using detail::Joint;
 
 constexpr char32_t firstSimpleEmoji = 0x238D;
 
 /// Whether what follows belongs to the same character as the scalar before it.
-bool isJoinedWithNext(char32_t scalar, std::string_view text, std::size_t next) noexcept {
-  if (next == text.size()) return false;
-  return detail::joint(CharacterProperties(scalar).characterClass(),
-                       CharacterProperties(decodeScalar(text, next).scalar).characterClass()) == detail::Joint::joins;
+bool isJoinedWithNext(CharacterClass last, std::string_view text, std::size_t next) noexcept {
+  return next < text.size() &&
+         detail::joint(last, CharacterProperties(decodeScalar(text, next).scalar).characterClass()) == Joint::joins;
 }
 
-/// Whether a scalar, which ends at `end`, makes an emoji of the character that it may be the first of.
-bool isEmojiAt(std::string_view text, const DecodedScalar& decoded, std::size_t end) noexcept {
-  if (!CharacterProperties(decoded.scalar).isEmoji()) return false;
-  if (decoded.scalar < firstSimpleEmoji && !isJoinedWithNext(decoded.scalar, text, end)) return false;
-  return detail::isClusterStart(text, end - decoded.length);
+/// Whether a scalar that has the property Emoji, and ends at `end`, makes an emoji of the character that it may be the
+/// first of. `before` is the class of the scalar before it.
+bool isEmojiAt(std::string_view text, const DecodedScalar& decoded, CharacterClass before, std::size_t end) noexcept {
+  const CharacterClass at = CharacterProperties(decoded.scalar).characterClass();
+  const Joint joint = detail::joint(before, at);
+  if (joint == Joint::joins) return false;
+  if (decoded.scalar < firstSimpleEmoji && !isJoinedWithNext(at, text, end)) return false;
+  return joint == Joint::breaks || detail::isClusterStart(text, end - decoded.length);
 }
 
 }  // namespace
 
 bool containsEmoji(std::string_view text) noexcept {
-  std::size_t at = 0;
-  while (at < text.size()) {
+  auto before = CharacterClass::control;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t begin = at;
+    DecodedScalar decoded;
     if (static_cast<unsigned char>(text[at]) < 0x80) {
       // Of a run of ASCII only the last character can be joined with something.
       at = detail::skipASCII(text, at);
-      const DecodedScalar last{static_cast<unsigned char>(text[at - 1]), 1, true};
-      if (at < text.size() && isEmojiAt(text, last, at)) return true;
-      continue;
+      decoded = {static_cast<unsigned char>(text[at - 1]), 1, true};
+      if (at - begin > 1) before = CharacterClass::other;
+    } else {
+      decoded = decodeScalar(text, at);
+      at += decoded.length;
     }
-    const DecodedScalar decoded = decodeScalar(text, at);
-    at += decoded.length;
-    if (isEmojiAt(text, decoded, at)) return true;
+    const CharacterProperties properties(decoded.scalar);
+    if (properties.isEmoji() && isEmojiAt(text, decoded, before, at)) return true;
+    before = properties.characterClass();
   }
   return false;
 }

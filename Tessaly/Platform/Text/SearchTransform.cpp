@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Text/detail/SearchTransform.hpp"
+
 #include <unicode/uchar.h>
 #include <unicode/unorm2.h>
 #include <unicode/uscript.h>
@@ -15,8 +17,6 @@
 
 namespace Tessaly::inline v1::Text {
 namespace {
-
-constexpr std::string_view searchTransform = "Any-Latin; Latin-ASCII; Lower";
 
 /// What the transform makes of one scalar, in UTF-8. In memory: a byte that is 0 before anybody asked, 0xFF for a
 /// scalar that depends on its neighbours, else the length plus one; then the text.
@@ -84,7 +84,7 @@ Replacement learned(char32_t scalar, std::atomic<std::uint64_t>& place) {
   if (isIndependent(scalar)) {
     std::string text;
     appendScalar(text, scalar);
-    const auto result = transformed(text, searchTransform);
+    const auto result = detail::transformedForSearchByICU(text);
     if (result && result->size() <= Replacement::longest) replacement = Replacement::of(*result);
   }
   place.store(replacement.bits(), std::memory_order_relaxed);
@@ -122,7 +122,7 @@ std::optional<std::string> transformedForSearch(std::string_view text) {
     }
     const DecodedScalar decoded = decodeScalar(text, at);
     const Replacement replacement = replacementOf(decoded.scalar);
-    if (!replacement.isIndependent()) return transformed(text, searchTransform);
+    if (!replacement.isIndependent()) return detail::transformedForSearchByICU(text);
     if (at == 0) result.reserve(text.size());
     result.append(replacement.text());
     at += decoded.length;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Text/detail/SearchTransform.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -62,13 +63,10 @@ Pool& poolOf(std::string_view identifier) {
   return *found->second;
 }
 
-}  // namespace
-
-std::optional<std::string> Text::transformed(std::string_view text, std::string_view identifier) {
+std::optional<std::string> transformedBy(Pool& pool, std::string_view text) {
   if (text.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() / 2)) {
     throw std::length_error("A text is too long to be transformed");
   }
-  Pool& pool = poolOf(identifier);
   TransliteratorPointer transliterator = pool.take();
   if (transliterator == nullptr) return std::nullopt;
   auto units = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
@@ -77,6 +75,17 @@ std::optional<std::string> Text::transformed(std::string_view text, std::string_
   std::string result;
   units.toUTF8String(result);
   return result;
+}
+
+}  // namespace
+
+std::optional<std::string> Text::transformed(std::string_view text, std::string_view identifier) {
+  return transformedBy(poolOf(identifier), text);
+}
+
+std::optional<std::string> Text::detail::transformedForSearchByICU(std::string_view text) {
+  static Pool& pool = poolOf("Any-Latin; Latin-ASCII; Lower");
+  return transformedBy(pool, text);
 }
 
 }  // namespace Tessaly::inline v1

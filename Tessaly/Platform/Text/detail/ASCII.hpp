@@ -29,16 +29,23 @@ inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept
   return offset;
 }
 
+/// The high bit of each byte of a word that is not ASCII or is a carriage return. (Above such a byte there may be
+/// more.)
+inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
+  constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
+  const std::uint64_t differing = word ^ (ones * '\r');
+  return (word | (differing - ones)) & highBits;
+}
+
 /// The offset of a byte at or after `offset`, up to which all are ASCII and none is a carriage return; as far as whole
 /// words of eight go.
 inline std::size_t skipASCIIWithoutReturns(std::string_view text, std::size_t offset) noexcept {
-  constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
-  while (offset + 8 <= text.size()) {
-    const std::uint64_t word = wordAt(text, offset);
-    const std::uint64_t differing = word ^ (ones * '\r');
-    if (((word | ((differing - ones) & ~differing)) & highBits) != 0) break;
-    offset += 8;
+  while (offset + 32 <= text.size() &&
+         (unusualBytes(wordAt(text, offset)) | unusualBytes(wordAt(text, offset + 8)) |
+          unusualBytes(wordAt(text, offset + 16)) | unusualBytes(wordAt(text, offset + 24))) == 0) {
+    offset += 32;
   }
+  while (offset + 8 <= text.size() && unusualBytes(wordAt(text, offset)) == 0) offset += 8;
   return offset;
 }
 
