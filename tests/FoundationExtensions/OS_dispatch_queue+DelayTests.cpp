@@ -71,7 +71,7 @@ TEST(Delay, OfNothingOrLessEnqueuesItsBlockWithoutRunningIt) {
 
 TEST(Delay, BeyondAllTimeIsNever) {
   KeepingExecutor& executor = installedExecutor();
-  auto& clock = *new ManualClock;  // Its timers wait for ever.
+  static auto& clock = *new ManualClock;  // Its timers wait for ever.
   clock.advance(1h);
   for (const double seconds :
        {1e10, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
