@@ -13,5 +13,6 @@ void tellOfObservation(Narrator& narrator);
 void tellOfCollections(Narrator& narrator);
 void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
+void tellOfTexts(Narrator& narrator);
 
 }  // namespace Tour

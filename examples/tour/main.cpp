@@ -25,6 +25,7 @@ constexpr Chapter chapters[] = {
     {"Histories, queues, chunks", Tour::tellOfCollections},
     {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
+    {"Texts, versions and lists", Tour::tellOfTexts},
 };
 
 }  // namespace
