@@ -9,6 +9,7 @@ void tellOfTheApplication(Narrator& narrator);
 void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
+void tellOfSettings(Narrator& narrator);
 void tellOfObservation(Narrator& narrator);
 void tellOfCollections(Narrator& narrator);
 void tellOfListeners(Narrator& narrator);

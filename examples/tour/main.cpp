@@ -21,6 +21,7 @@ constexpr Chapter chapters[] = {
     {"Work on the pool", Tour::tellOfThePool},
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"Settings that are followed, whoever changes them", Tour::tellOfSettings},
     {"A player that is followed", Tour::tellOfObservation},
     {"Histories, queues, chunks", Tour::tellOfCollections},
     {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},

@@ -13,9 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-// They preserve the registers of their callers, who nearly never call them.
-[[clang::preserve_most]] TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
-[[clang::preserve_most]] TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
+TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
+TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
 
 inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
 

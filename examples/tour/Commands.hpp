@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Tour {
+
+struct CommandResult {
+  int status;
+  std::string output;
+};
+
+/// Runs a program to its end, and gives its exit status and what it wrote on standard output, without the last line's
+/// end. The status is -1 if it could not be started.
+CommandResult runCommand(std::vector<std::string> arguments);
+
+}  // namespace Tour

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Chapters.hpp"
+#include "Commands.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Platform/Tasks/Clock.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+
+namespace {
+
+enum class Theme { light, dark };
+
+}  // namespace
+
+template <>
+inline constexpr auto Tessaly::rawValues<Theme> =
+    Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+
+namespace Tour {
+namespace {
+
+using namespace Tessaly;
+using namespace std::chrono_literals;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr const char* identifier = "org.example.tour";
+
+/// A folder for settings of the tour's own, so that it neither reads nor leaves anything among the user's.
+class SettingsFolder {
+ public:
+  SettingsFolder() : path_(std::filesystem::temp_directory_path() / "tessaly-tour-XXXXXX") {
+    std::string name = path_;
+    if (::mkdtemp(name.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", path_, {});
+    path_ = name;
+    ::setenv("XDG_CONFIG_HOME", path_.c_str(), 1);
+  }
+  SettingsFolder(const SettingsFolder&) = delete;
+  SettingsFolder& operator=(const SettingsFolder&) = delete;
+  ~SettingsFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+
+  [[nodiscard]] std::filesystem::path file() const { return path_ / identifier / "Settings.plist"; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+struct Change {
+  std::int64_t volume;
+  ChangeOrigin origin;
+  SteadyClock::time_point arrival;
+};
+
+/// The changes of the volume, each with its time; ends by itself should one not come within 10 s.
+class Follower {
+ public:
+  explicit Follower(const Default<std::int64_t>::Key& key)
+      : observer_(Default<std::int64_t>::observe(
+            key, [continuation = changes_.continuation](std::int64_t volume, ChangeOrigin origin) {
+              continuation.yield({volume, origin, SteadyClock::now()});
+            })) {}
+
+  Async<std::optional<Change>> next() {
+    const Task<void> limit([continuation = changes_.continuation]() -> Async<void> {
+      co_await Task<>::sleep(10s);
+      continuation.finish();
+    });
+    auto change = co_await iterator_.next();
+    limit.cancel();
+    co_return change;
+  }
+
+ private:
+  AsyncStream<Change>::StreamAndContinuation changes_ = AsyncStream<Change>::makeStream();
+  AsyncStream<Change>::AsyncIterator iterator_ = changes_.stream.makeAsyncIterator();
+  std::shared_ptr<Default<std::int64_t>::ValueObserver> observer_;
+};
+
+std::string milliseconds(SteadyClock::duration duration) {
+  return text(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count(), " ms");
+}
+
+void writeEveryKind(Narrator& narrator, const SettingsFolder& folder) {
+  Default<bool>::setValue({"shows-hidden-files", false}, true);
+  Default<double>::setValue({"zoom", 1.0}, 1.25);
+  Default<std::string>::setValue({"title", ""}, "Große Übersicht");
+  Default<Theme>::setValue({"theme", Theme::light}, Theme::dark);
+  Default<URL>::setValue({"home", *URL::from("/")}, URL::fileURLWithPath("/tmp/a b.txt"));
+  Default<Date>::setValue({"last-run", Date::sinceReferenceDate(0)}, Date::sinceReferenceDate(86'400));
+  Default<Data>::setValue({"token", Data()}, Data(std::string_view("\0\1\xff", 3)));
+  Default<std::vector<std::int64_t>>::setValue({"sizes", {}}, {1, 2, 3});
+  Default<std::map<std::string, bool>>::setValue({"panels", {}}, {{"left", true}, {"right", false}});
+  Default<std::optional<std::int64_t>>::setValue("page", 7);
+  Default<std::optional<std::int64_t>>::setValue("page", std::nullopt);
+  const bool isSafe = UserDefaults::standard()->synchronize();
+
+  const CommandResult zoom = runCommand({TOUR_TOOL, "defaults", "read", identifier, "zoom"});
+  const CommandResult page = runCommand({TOUR_TOOL, "defaults", "read", identifier, "page"});
+  narrator.check(isSafe && zoom.status == 0 && zoom.output == "1.25" && page.status == 1,
+                 "A second process reads what was stored, and does not find what was removed");
+  const CommandResult python = runCommand(
+      {"python3", "-c",
+       "import datetime, plistlib, sys\n"
+       "read = plistlib.load(open(sys.argv[1], 'rb'))\n"
+       "wanted = {'shows-hidden-files': True, 'zoom': 1.25, 'title': 'Große Übersicht', 'theme': 'dark',\n"
+       "          'home': '/tmp/a b.txt', 'last-run': datetime.datetime(2001, 1, 2), 'token': bytes([0, 1, 255]),\n"
+       "          'sizes': [1, 2, 3], 'panels': {'left': True, 'right': False}}\n"
+       "sys.exit(0 if {key: read.get(key) for key in wanted} == wanted and 'page' not in read else 1)",
+       folder.file()});
+  narrator.check(python.status == 0, "Python's plistlib reads the same nine values from the property list");
+}
+
+Async<void> follow(Narrator& narrator, const SettingsFolder& folder) {
+  constexpr Default<std::int64_t>::Key volumeKey{"volume", 50};
+  Follower follower(volumeKey);
+  Default<std::int64_t> volume(volumeKey);
+
+  volume.setValue(60);
+  const auto own = co_await follower.next();
+  narrator.check(own && own->volume == 60 && own->origin == ChangeOrigin::thisProcess,
+                 "A change of this process's own arrives while it is made");
+
+  int redraws = 0;
+  const ObservationToken token =
+      withContinuousObservation([&] { return volume.value(); }, [&](std::int64_t) { ++redraws; });
+
+  auto start = SteadyClock::now();
+  const CommandResult written = runCommand({TOUR_TOOL, "defaults", "write", identifier, "volume", "-int", "70"});
+  const auto other = co_await follower.next();
+  narrator.check(written.status == 0 && other && other->volume == 70 && other->origin == ChangeOrigin::otherProcess,
+                 text("`tessaly defaults write` changes it: ", other ? milliseconds(other->arrival - start) : "never",
+                      " from its start until it was heard here"));
+
+  start = SteadyClock::now();
+  const CommandResult python = runCommand({"python3", "-c",
+                                           "import os, plistlib, sys\n"
+                                           "path = sys.argv[1]\n"
+                                           "values = plistlib.load(open(path, 'rb'))\n"
+                                           "values['volume'] = 80\n"
+                                           "with open(path + '.tmp', 'wb') as file: plistlib.dump(values, file)\n"
+                                           "os.rename(path + '.tmp', path)",
+                                           folder.file()});
+  const auto foreign = co_await follower.next();
+  narrator.check(
+      python.status == 0 && foreign && foreign->volume == 80 && foreign->origin == ChangeOrigin::otherProcess,
+      text("A Python program that replaces the property list does so, too: ",
+           foreign ? milliseconds(foreign->arrival - start) : "never", " from its start"));
+
+  const auto deadline = SteadyClock::now() + 10s;
+  while (redraws < 3 && SteadyClock::now() < deadline) co_await Task<>::sleep(1ms);
+  narrator.check(volume.value() == 80 && redraws >= 3,
+                 text("An observation that reads the property has followed it: ", redraws, " passes"));
+}
+
+}  // namespace
+
+void tellOfSettings(Narrator& narrator) {
+  const SettingsFolder folder;
+  writeEveryKind(narrator, folder);
+  syncWait(follow(narrator, folder));
+}
+
+}  // namespace Tour
