@@ -124,4 +124,5 @@
 #include "Tessaly/SettingsAndObservation/RawValues.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "Tessaly/ValueRecords/Version.hpp"
