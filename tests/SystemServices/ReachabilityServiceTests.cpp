@@ -18,6 +18,7 @@
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "Tessaly/SystemServices/detail/ReachabilityMonitors.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/SystemCalls.hpp"
 
 namespace Tessaly {
 
@@ -166,6 +167,15 @@ TEST_F(ReachabilityServiceTest, TheInstantReadsNeedNoQueueToBeServed) {
   EXPECT_TRUE(ReachabilityService::isOnline());
   network->setStatus(PathStatus::unsatisfied);
   EXPECT_FALSE(ReachabilityService::isOnline());
+}
+
+TEST_F(ReachabilityServiceTest, TheInstantReadsMakeNoSystemCallAfterTheFirst) {
+  setCanConnect(true);
+  EXPECT_EQ(Tests::systemCallsOf([] {
+              static_cast<void>(ReachabilityService::isOnline());
+              static_cast<void>(ReachabilityService::isExpensive());
+            }),
+            Tests::SystemCalls::none);
 }
 
 TEST_F(ReachabilityServiceTest, TheInstantReadsAreNotObserved) {

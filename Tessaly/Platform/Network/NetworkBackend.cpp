@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"
 
+#include <deque>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,14 @@ namespace Tessaly::inline v1 {
 namespace {
 
 constinit std::atomic<const std::shared_ptr<NetworkBackend>*> installed{nullptr};
+
+/// Keeps a backend that was installed: somebody may be using it at any time.
+const std::shared_ptr<NetworkBackend>& keptUntilExit(std::shared_ptr<NetworkBackend> backend) {
+  static auto& lock = *new UnfairLock;
+  static auto& backends = *new std::deque<std::shared_ptr<NetworkBackend>>;
+  const UnfairLock::Guard guard(lock);
+  return backends.emplace_back(std::move(backend));
+}
 
 const std::shared_ptr<NetworkBackend>& systemBackend() {
   static const auto* const backend = new std::shared_ptr<NetworkBackend>(LinuxNetworkBackend::make());
@@ -62,8 +71,7 @@ void NetworkBackend::update(Telling telling, const std::function<NWPath(const NW
 }
 
 NetworkBackendInstallation::NetworkBackendInstallation(std::shared_ptr<NetworkBackend> backend)
-    : previous_(
-          installed.exchange(new std::shared_ptr<NetworkBackend>(std::move(backend)), std::memory_order_acq_rel)) {}
+    : previous_(installed.exchange(&keptUntilExit(std::move(backend)), std::memory_order_acq_rel)) {}
 
 NetworkBackendInstallation::~NetworkBackendInstallation() { installed.store(previous_, std::memory_order_release); }
 
