@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/rtnetlink.h>
-#include <sys/socket.h>
+#include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <latch>
 #include <memory>
 #include <mutex>
@@ -345,6 +345,46 @@ TEST_F(Routes, TheServiceSeesItInAllItsShapes) {
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
   EXPECT_FALSE(ReachabilityService::isExpensive());
 }
+
+/// How often the threads of this process but the calling one went to sleep so far.
+std::int64_t sleepsOfOthers() {
+  std::int64_t sleeps = 0;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (thread.path().filename() == std::to_string(::gettid())) continue;
+    std::ifstream status(thread.path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with("voluntary_ctxt_switches:")) sleeps += std::stoll(line.substr(line.find(':') + 1));
+    }
+  }
+  return sleeps;
+}
+
+#if !__has_feature(thread_sanitizer)  // Its runtime has a thread that wakes by itself.
+TEST_F(Routes, NothingWakesAServiceWhileNothingHappens) {
+  const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
+  const AsyncStream<ReachabilityService::Status> statuses = ReachabilityService::statuses();
+  EXPECT_FALSE(ReachabilityService::isOnline());
+  EXPECT_FALSE(ReachabilityService::observableIsOnline());
+  syncWait([&]() -> Async<void> {
+    auto iterator = statuses.makeAsyncIterator();
+    co_await iterator.next();
+  });
+  while (MainQueue::drain() > 0) {
+  }
+  // All is delivered; the threads that did it lie down.
+  std::int64_t before = -1;
+  for (std::int64_t now = sleepsOfOthers(); now != before; now = sleepsOfOthers()) {
+    before = now;
+    std::this_thread::sleep_for(100ms);
+  }
+  std::this_thread::sleep_for(1s);
+  EXPECT_EQ(sleepsOfOthers(), before);
+  // And that they would be seen.
+  plugIn();
+  EXPECT_TRUE(Follower().becomes(Status::satisfied));
+  EXPECT_GT(sleepsOfOthers(), before);
+}
+#endif
 
 TEST_F(Routes, TenThousandConsumersComeAndGoWhileLinksFlap) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
