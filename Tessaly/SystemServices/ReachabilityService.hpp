@@ -5,6 +5,9 @@
 #include "Tessaly/Platform/Tasks/Async.hpp"
 #include "Tessaly/Platform/Tasks/AsyncStream.hpp"
 
+#pragma push_macro("Status")  // Of Xlib.
+#undef Status
+
 namespace Tessaly::inline v1 {
 
 /// Whether the machine is online, and whether the connection costs money: at this instant, observably, once it is so,
@@ -60,3 +63,5 @@ struct Status {
 
 }  // namespace ReachabilityService
 }  // namespace Tessaly::inline v1
+
+#pragma pop_macro("Status")

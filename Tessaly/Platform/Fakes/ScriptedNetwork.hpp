@@ -7,6 +7,9 @@
 #include "Tessaly/Platform/Base/Export.hpp"
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"
 
+#pragma push_macro("Status")  // Of Xlib.
+#undef Status
+
 namespace Tessaly::inline v1 {
 
 /// A network whose path a test sets by hand.
@@ -34,3 +37,5 @@ class TESSALY_EXPORT ScriptedNetwork final : public NetworkBackend {
 };
 
 }  // namespace Tessaly::inline v1
+
+#pragma pop_macro("Status")

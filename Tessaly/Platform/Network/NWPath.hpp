@@ -7,6 +7,9 @@
 
 #include "Tessaly/Platform/Base/Export.hpp"
 
+#pragma push_macro("Status")  // Of Xlib.
+#undef Status
+
 namespace Tessaly::inline v1 {
 
 /// Whether, and how, the machine can reach others at some moment.
@@ -92,3 +95,5 @@ class NWPath {
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NWPath& path);
 
 }  // namespace Tessaly::inline v1
+
+#pragma pop_macro("Status")

@@ -16,6 +16,9 @@
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 
+#pragma push_macro("Status")  // Of Xlib.
+#undef Status
+
 namespace Tessaly::inline v1::ReachabilityService::detail {
 
 /// What follows the path for those who observe: confined to the main thread, except that it may be made, read and
@@ -97,3 +100,5 @@ class StatusFeed {
 };
 
 }  // namespace Tessaly::inline v1::ReachabilityService::detail
+
+#pragma pop_macro("Status")

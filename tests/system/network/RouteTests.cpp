@@ -346,6 +346,7 @@ TEST_F(Routes, TheServiceSeesItInAllItsShapes) {
   EXPECT_FALSE(ReachabilityService::isExpensive());
 }
 
+#if !__has_feature(thread_sanitizer)  // Its runtime has a thread that wakes by itself.
 /// How often the threads of this process but the calling one went to sleep so far.
 std::int64_t sleepsOfOthers() {
   std::int64_t sleeps = 0;
@@ -359,7 +360,6 @@ std::int64_t sleepsOfOthers() {
   return sleeps;
 }
 
-#if !__has_feature(thread_sanitizer)  // Its runtime has a thread that wakes by itself.
 TEST_F(Routes, NothingWakesAServiceWhileNothingHappens) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   const AsyncStream<ReachabilityService::Status> statuses = ReachabilityService::statuses();
