@@ -48,8 +48,8 @@ void LinuxNetworkBackend::refresh() {
                   : table_.leadsOut() ? NWPath::Status::satisfied
                                       : NWPath::Status::unsatisfied);
   }
-  metered_->connectIfNeeded();
   tell();
+  metered_->connectIfNeeded();
 }
 
 void LinuxNetworkBackend::open() {
