@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "peers/NetworkPeers.hpp"
@@ -12,9 +11,6 @@ namespace {
 
 /// The setting is read from a store, too, and there the peers have nothing: so theirs is the bare state.
 const Facility reachability("Reachability", [](Facility& facility) {
-  static const auto store = InMemoryUserDefaults::make();
-  [[maybe_unused]] static const auto* const settings = new UserDefaultsInstallation(store);
-
   facility.row("is it online?")
       .ours([] { return ReachabilityService::isOnline(); })
       .peer("GNetworkMonitor", [] { return isOnlineByGLib(); })

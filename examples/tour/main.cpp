@@ -21,7 +21,11 @@ constexpr Chapter chapters[] = {
     {"Work on the pool", Tour::tellOfThePool},
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"A player that is followed", Tour::tellOfObservation},
+    {"Histories, queues, chunks", Tour::tellOfCollections},
+    {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
+    {"Texts, versions and lists", Tour::tellOfTexts},
     {"The network", Tour::tellOfTheNetwork},
 };
 
