@@ -24,6 +24,17 @@ TESSALY_EXPORT void registerSettingClasses();
 [[noreturn]] TESSALY_EXPORT void stopMakingABacking() noexcept;
 [[noreturn]] TESSALY_EXPORT void stopMakingAValueObserver() noexcept;
 
+/// The keys that are published as members of `Default<Value>::Key`, by the kind of their values. Each is defined by the
+/// library that owns the setting.
+template <typename Value, typename Key>
+struct WellKnownSettings {};
+template <typename Key>
+struct WellKnownSettings<bool, Key> {
+  /// "can-connect-to-host", by default true: false makes `ReachabilityService` say offline. To use it, link
+  /// SystemServices.
+  static const Key canConnectToHost;
+};
+
 }  // namespace detail
 
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
@@ -59,7 +70,7 @@ class Default {
   ///
   ///     constexpr Default<bool>::Key showsHiddenFiles{"shows-hidden-files", false};
   ///     constexpr Default<std::optional<int>>::Key lastPage = "last-page";
-  class Key {
+  class Key : public detail::WellKnownSettings<Value, Key> {
    public:
     constexpr Key(detail::SettingName name, Value defaultValue)
         : defaultValue_(std::move(defaultValue)), name_(std::move(name)) {}
@@ -288,4 +299,10 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
   }
 }
 
+namespace detail {
+
+template <>
+TESSALY_EXPORT const Default<bool>::Key WellKnownSettings<bool, Default<bool>::Key>::canConnectToHost;
+
+}  // namespace detail
 }  // namespace Tessaly::inline v1

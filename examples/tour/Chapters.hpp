@@ -14,6 +14,7 @@ void tellOfObservation(Narrator& narrator);
 void tellOfCollections(Narrator& narrator);
 void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
+void tellOfTheNetwork(Narrator& narrator);
 void tellOfTexts(Narrator& narrator);
 
 }  // namespace Tour

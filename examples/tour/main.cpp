@@ -27,6 +27,7 @@ constexpr Chapter chapters[] = {
     {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
     {"Texts, versions and lists", Tour::tellOfTexts},
+    {"The network", Tour::tellOfTheNetwork},
 };
 
 }  // namespace

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Linux/MeteredWatch.hpp"
+#include "Tessaly/Platform/Linux/NetlinkSocket.hpp"
+#include "Tessaly/Platform/Linux/RouteTable.hpp"
+#include "Tessaly/Platform/Network/NetworkBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The network path of this machine, or of the network namespace in which it is made: the kernel's own tables, followed
+/// by rtnetlink, and NetworkManager's word on the expense.
+///
+/// Making it reads the tables. From then on a change costs one thread a wake-up, and no change costs nothing. After
+/// lost messages the tables are read anew.
+///
+/// Thread contract: thread-safe.
+///
+///     const std::shared_ptr<LinuxNetworkBackend> backend = LinuxNetworkBackend::make();
+///     show(backend->currentPath());
+class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
+                                                 public std::enable_shared_from_this<LinuxNetworkBackend> {
+  struct Private {};
+
+ public:
+  [[nodiscard]] static std::shared_ptr<LinuxNetworkBackend> make();
+  explicit LinuxNetworkBackend(Private);
+  ~LinuxNetworkBackend() override;
+
+  void refresh() override;
+  /// How often the tables were read whole, and how often the routes alone.
+  [[nodiscard]] std::uint64_t fullReadings() const noexcept { return fullReadings_.load(); }
+  [[nodiscard]] std::uint64_t routeReadings() const noexcept { return routeReadings_.load(); }
+
+ private:
+  void open() TESSALY_REQUIRES(lock_);
+  void takeIn() TESSALY_REQUIRES(lock_);
+  bool readAll() TESSALY_REQUIRES(lock_);
+  bool readRoutes() TESSALY_REQUIRES(lock_);
+  bool read(std::uint16_t type) TESSALY_REQUIRES(lock_);
+  void tell();
+
+  std::shared_ptr<MeteredWatch> metered_;
+  UnfairLock lock_;
+  std::unique_ptr<NetlinkSocket> events_ TESSALY_GUARDED_BY(lock_);
+  std::shared_ptr<detail::DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
+  RouteTable table_ TESSALY_GUARDED_BY(lock_);
+  /// What the table holds is not to be relied on.
+  bool needsReading_ TESSALY_GUARDED_BY(lock_) = true;
+  bool hasReported_ TESSALY_GUARDED_BY(lock_) = false;
+  std::atomic<NWPath::Status> status_{NWPath::Status::unknown};
+  std::atomic<std::uint64_t> fullReadings_{0};
+  std::atomic<std::uint64_t> routeReadings_{0};
+};
+
+}  // namespace Tessaly::inline v1

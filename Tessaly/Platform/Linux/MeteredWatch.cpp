@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/MeteredWatch.hpp"
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
+#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using ExpenseSource = NWPath::ExpenseSource;
+
+constexpr const char* service = "org.freedesktop.NetworkManager";
+constexpr const char* object = "/org/freedesktop/NetworkManager";
+constexpr const char* properties = "org.freedesktop.DBus.Properties";
+constexpr const char* ownerRule =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='org.freedesktop.NetworkManager'";
+constexpr std::chrono::seconds limit{2};
+
+/// NetworkManager's `NMMetered`: whether the connection is metered, or whether it guesses so.
+constexpr std::uint32_t meteredYes = 1;
+constexpr std::uint32_t meteredGuessYes = 3;
+
+template <int (*function)(sd_bus_message*, void*, void*)>
+int callback(sd_bus_message* message, void* self, sd_bus_error* error) {
+  return function(message, self, error);
+}
+
+}  // namespace
+
+std::shared_ptr<MeteredWatch> MeteredWatch::make(std::function<void()> onChange) {
+  return std::make_shared<MeteredWatch>(Private(), std::move(onChange));
+}
+
+MeteredWatch::MeteredWatch(Private, std::function<void()> onChange) : onChange_(std::move(onChange)) {}
+
+MeteredWatch::~MeteredWatch() {
+  if (source_ != nullptr) source_->cancel();
+  sd_bus_slot_unref(call_);
+  sd_bus_close_unref(bus_);
+}
+
+void MeteredWatch::connectIfNeeded() {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (bus_ != nullptr || !connect()) return;
+  }
+  onChange_();
+}
+
+bool MeteredWatch::connect() {
+  sd_bus* bus = nullptr;
+  if (sd_bus_open_system(&bus) < 0) return false;
+  const int owner = sd_bus_add_match_async(bus, nullptr, ownerRule, callback<&didChangeOwner>, nullptr, this);
+  const int changes = sd_bus_match_signal_async(bus, nullptr, service, object, properties, "PropertiesChanged",
+                                                callback<&didChangeProperties>, nullptr, this);
+  const int descriptor = sd_bus_get_fd(bus);
+  if (owner < 0 || changes < 0 || descriptor < 0) {
+    sd_bus_close_unref(bus);
+    return false;
+  }
+  bus_ = bus;
+  set({.source = ExpenseSource::asking});
+  ask(bus);
+  source_ = detail::DescriptorSource::make(descriptor, detail::blockingExecutor(), [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->process();
+  });
+  return true;
+}
+
+void MeteredWatch::process() {
+  std::shared_ptr<detail::DescriptorSource> ended;
+  sd_bus* bus = nullptr;
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (bus_ == nullptr) return;
+    int result = 1;
+    while (result > 0) result = sd_bus_process(bus_, nullptr);
+    if (result < 0 || sd_bus_is_open(bus_) <= 0) {
+      bus = std::exchange(bus_, nullptr);
+      ended = std::move(source_);
+      sd_bus_slot_unref(std::exchange(call_, nullptr));
+      isAnswered_ = true;
+      set({.source = ExpenseSource::noBus});
+    }
+  }
+  if (bus != nullptr) {
+    ended->cancel();
+    sd_bus_close_unref(bus);
+  }
+  onChange_();
+}
+
+void MeteredWatch::ask(sd_bus* bus) {
+  sd_bus_message* message = nullptr;
+  sd_bus_slot_unref(std::exchange(call_, nullptr));
+  isAnswered_ = false;
+  ++question_;
+  // Without a limit of the bus's own: a late answer is better than none.
+  const bool isAsked = sd_bus_message_new_method_call(bus, &message, service, object, properties, "Get") >= 0 &&
+                       sd_bus_message_append(message, "ss", service, "Metered") >= 0 &&
+                       sd_bus_message_set_auto_start(message, 0) >= 0 &&
+                       sd_bus_call_async(bus, &call_, message, callback<&didAnswer>, this, UINT64_MAX) >= 0;
+  sd_bus_message_unref(message);
+  if (!isAsked) {
+    isAnswered_ = true;
+    set({.source = ExpenseSource::noAnswer});
+    return;
+  }
+  OS_dispatch_queue::global().asyncAfter(limit, [weak = weak_from_this(), question = question_] {
+    if (const auto self = weak.lock()) self->giveUp(question);
+  });
+}
+
+void MeteredWatch::giveUp(std::uint64_t question) {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (question != question_ || isAnswered_) return;
+    set({.source = ExpenseSource::noAnswer});
+  }
+  onChange_();
+}
+
+void MeteredWatch::take(sd_bus_message* variant) {
+  std::uint32_t value = 0;
+  isAnswered_ = true;
+  if (sd_bus_message_enter_container(variant, SD_BUS_TYPE_VARIANT, "u") <= 0 ||
+      sd_bus_message_read_basic(variant, SD_BUS_TYPE_UINT32, &value) <= 0 ||
+      sd_bus_message_exit_container(variant) < 0) {
+    set({.source = ExpenseSource::wrongAnswer});
+    return;
+  }
+  set({.isExpensive = value == meteredYes || value == meteredGuessYes, .source = ExpenseSource::networkManager});
+}
+
+void MeteredWatch::set(State state) { state_.store(state, std::memory_order_release); }
+
+int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
+  auto& watch = *static_cast<MeteredWatch*>(self);
+  const sd_bus_error* const error = sd_bus_message_get_error(message);
+  if (error == nullptr) {
+    watch.take(message);
+    return 0;
+  }
+  watch.isAnswered_ = true;
+  const std::string_view name = error->name;
+  if (name == SD_BUS_ERROR_SERVICE_UNKNOWN || name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
+    watch.set({.source = ExpenseSource::notRunning});
+  } else if (name == SD_BUS_ERROR_NO_REPLY) {
+    watch.set({.source = ExpenseSource::noAnswer});
+  } else {
+    watch.set({.source = ExpenseSource::wrongAnswer});
+  }
+  return 0;
+}
+
+int MeteredWatch::didChangeProperties(sd_bus_message* message, void* self, void*) {
+  auto& watch = *static_cast<MeteredWatch*>(self);
+  const char* text = nullptr;
+  if (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) <= 0 || text != std::string_view(service)) return 0;
+  if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") < 0) return 0;
+  while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
+    if (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) <= 0) return 0;
+    if (text == std::string_view("Metered")) {
+      watch.take(message);
+      return 0;
+    }
+    if (sd_bus_message_skip(message, "v") < 0 || sd_bus_message_exit_container(message) < 0) return 0;
+  }
+  if (sd_bus_message_exit_container(message) < 0) return 0;
+  if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "s") < 0) return 0;
+  while (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) > 0) {
+    if (text == std::string_view("Metered")) watch.ask(sd_bus_message_get_bus(message));
+  }
+  return 0;
+}
+
+int MeteredWatch::didChangeOwner(sd_bus_message* message, void* self, void*) {
+  auto& watch = *static_cast<MeteredWatch*>(self);
+  const char* name = nullptr;
+  const char* previousOwner = nullptr;
+  const char* owner = nullptr;
+  if (sd_bus_message_read(message, "sss", &name, &previousOwner, &owner) < 0) return 0;
+  if (owner[0] != '\0') {
+    watch.set({.source = ExpenseSource::asking});
+    watch.ask(sd_bus_message_get_bus(message));
+    return 0;
+  }
+  sd_bus_slot_unref(std::exchange(watch.call_, nullptr));
+  watch.isAnswered_ = true;
+  watch.set({.source = ExpenseSource::notRunning});
+  return 0;
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/RouteTable.hpp"
+
+#include <linux/if.h>
+#include <linux/if_addr.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Bytes = std::span<const std::byte>;
+
+/// The fixed part at the beginning, copied because nothing promises that it is aligned.
+template <typename Part>
+std::optional<Part> read(Bytes bytes) {
+  if (bytes.size() < sizeof(Part)) return std::nullopt;
+  Part part;
+  std::memcpy(&part, bytes.data(), sizeof part);
+  return part;
+}
+
+Bytes after(Bytes bytes, std::size_t count) { return bytes.subspan(std::min(bytes.size(), count)); }
+
+constexpr std::size_t aligned(std::size_t length) { return (length + 3) & ~std::size_t{3}; }
+
+/// Calls the function with the kind and the contents of each attribute.
+template <typename Function>
+void forEachAttribute(Bytes bytes, Function function) {
+  while (const auto header = read<rtattr>(bytes)) {
+    if (header->rta_len < sizeof(rtattr) || header->rta_len > bytes.size()) return;
+    function(static_cast<unsigned>(header->rta_type & NLA_TYPE_MASK),
+             bytes.subspan(sizeof(rtattr), header->rta_len - sizeof(rtattr)));
+    bytes = after(bytes, aligned(header->rta_len));
+  }
+}
+
+std::optional<std::size_t> addressSize(std::uint8_t family) {
+  if (family == AF_INET) return 4;
+  if (family == AF_INET6) return 16;
+  return std::nullopt;
+}
+
+template <typename Array>
+bool copyAddress(Bytes from, std::size_t size, Array& to) {
+  if (from.size() != size) return false;
+  std::ranges::copy(from, to.begin());
+  return true;
+}
+
+bool isLinkUp(unsigned flags) {
+  // Running is the state of RFC 2863 that means usable: a carrier, and nothing above it, such as 802.1X, that still
+  // waits.
+  constexpr unsigned wanted = IFF_UP | IFF_RUNNING;
+  return (flags & wanted) == wanted && (flags & IFF_LOOPBACK) == 0;
+}
+
+}  // namespace
+
+RouteTable::Outcome RouteTable::apply(Bytes datagram, Origin origin) {
+  Outcome outcome;
+  while (const auto header = read<nlmsghdr>(datagram)) {
+    if (header->nlmsg_len < sizeof(nlmsghdr) || header->nlmsg_len > datagram.size()) break;
+    const Bytes payload = datagram.subspan(sizeof(nlmsghdr), header->nlmsg_len - sizeof(nlmsghdr));
+    if ((header->nlmsg_flags & NLM_F_DUMP_INTR) != 0) outcome.isInterrupted = true;
+    switch (header->nlmsg_type) {
+      case NLMSG_DONE:
+        outcome.isDone = true;
+        break;
+      case NLMSG_ERROR:
+        if (const auto code = read<int>(payload)) outcome.error = *code < 0 ? -std::max(*code, -4095) : 0;
+        outcome.isDone = true;
+        break;
+      case RTM_NEWLINK:
+      case RTM_DELLINK:
+        applyLink(payload, header->nlmsg_type == RTM_NEWLINK, outcome);
+        break;
+      case RTM_NEWADDR:
+      case RTM_DELADDR:
+        applyAddress(payload, header->nlmsg_type == RTM_NEWADDR, outcome);
+        break;
+      case RTM_NEWROUTE:
+      case RTM_DELROUTE:
+        applyRoute(payload, origin, outcome);
+        break;
+      default:
+        break;
+    }
+    datagram = after(datagram, aligned(header->nlmsg_len));
+  }
+  return outcome;
+}
+
+void RouteTable::applyLink(Bytes payload, bool isThere, Outcome& outcome) {
+  const auto link = read<ifinfomsg>(payload);
+  // Those of AF_BRIDGE tell of a port's place in its bridge, its leaving included, not of the link.
+  if (!link || link->ifi_family != AF_UNSPEC) return;
+  const auto known = links_.find(link->ifi_index);
+  const bool wasUp = known != links_.end() && (known->second & IFF_UP) != 0;
+  const bool isUp = isThere && (link->ifi_flags & IFF_UP) != 0;
+  if (wasUp && !isUp) outcome.needsRoutes = true;
+  if (isThere) {
+    links_[link->ifi_index] = link->ifi_flags;
+  } else if (known != links_.end()) {
+    links_.erase(known);
+    std::erase_if(addresses_, [&](const Address& address) { return address.link == link->ifi_index; });
+  }
+}
+
+void RouteTable::applyAddress(Bytes payload, bool isThere, Outcome& outcome) {
+  const auto part = read<ifaddrmsg>(payload);
+  const auto size = part ? addressSize(part->ifa_family) : std::nullopt;
+  if (!size) return;
+  std::optional<AddressBytes> bytes;
+  std::optional<AddressBytes> local;
+  std::uint32_t flags = part->ifa_flags;
+  forEachAttribute(after(payload, NLMSG_ALIGN(sizeof(ifaddrmsg))), [&](unsigned kind, Bytes contents) {
+    AddressBytes address{};
+    if (kind == IFA_ADDRESS && copyAddress(contents, *size, address)) bytes = address;
+    if (kind == IFA_LOCAL && copyAddress(contents, *size, address)) local = address;
+    if (kind == IFA_FLAGS) flags = read<std::uint32_t>(contents).value_or(flags);
+  });
+  // Where there is both, the first is the other end's.
+  if (local) bytes = local;
+  if (!bytes) return;
+  const Address address{part->ifa_family, static_cast<int>(part->ifa_index), *bytes};
+  // In the scope of one link or host, nobody beyond could answer. IPv4 draws that line elsewhere: its link-local
+  // addresses are used behind translators.
+  const bool reachesOut =
+      part->ifa_family == AF_INET6 ? part->ifa_scope < RT_SCOPE_LINK : part->ifa_scope < RT_SCOPE_HOST;
+  const bool isUsable = (flags & (IFA_F_TENTATIVE | IFA_F_DADFAILED)) == 0 || (flags & IFA_F_OPTIMISTIC) != 0;
+  if (isThere && reachesOut && isUsable) {
+    addresses_.insert(address);
+  } else {
+    addresses_.erase(address);
+    if (!isThere) outcome.needsRoutes = true;
+  }
+}
+
+void RouteTable::applyRoute(Bytes payload, Origin origin, Outcome& outcome) {
+  const auto part = read<rtmsg>(payload);
+  const auto size = part ? addressSize(part->rtm_family) : std::nullopt;
+  if (!size || part->rtm_dst_len > 1 || part->rtm_src_len != 0 || (part->rtm_flags & RTM_F_CLONED) != 0) return;
+  std::uint32_t table = part->rtm_table;
+  Route route{.family = part->rtm_family, .links = {}};
+  AddressBytes destination{};
+  int link = 0;
+  bool hasWays = false;
+  forEachAttribute(after(payload, NLMSG_ALIGN(sizeof(rtmsg))), [&](unsigned kind, Bytes contents) {
+    switch (kind) {
+      case RTA_DST:
+        copyAddress(contents, *size, destination);
+        break;
+      case RTA_PREFSRC:
+        route.hasPreferredSource = copyAddress(contents, *size, route.preferredSource);
+        break;
+      case RTA_OIF:
+        link = read<int>(contents).value_or(0);
+        break;
+      case RTA_TABLE:
+        table = read<std::uint32_t>(contents).value_or(table);
+        break;
+      case RTA_MULTIPATH:
+        hasWays = true;
+        while (const auto way = read<rtnexthop>(contents)) {
+          if (way->rtnh_len < sizeof(rtnexthop) || way->rtnh_len > contents.size()) break;
+          if ((way->rtnh_flags & RTNH_F_DEAD) == 0) route.links.push_back(way->rtnh_ifindex);
+          contents = after(contents, aligned(way->rtnh_len));
+        }
+        break;
+      default:
+        break;
+    }
+  });
+  if (table != RT_TABLE_MAIN && table != RT_TABLE_DEFAULT) return;
+  if (origin == Origin::event) {
+    outcome.needsRoutes = true;
+    return;
+  }
+  if (part->rtm_type != RTN_UNICAST) return;
+  if (part->rtm_dst_len == 1) route.halves = (destination[0] & std::byte{0x80}) == std::byte{0} ? 1 : 2;
+  if (!hasWays && (part->rtm_flags & RTNH_F_DEAD) == 0) route.links.push_back(link);
+  routes_.push_back(std::move(route));
+}
+
+void RouteTable::clear() {
+  links_.clear();
+  addresses_.clear();
+  routes_.clear();
+}
+
+bool RouteTable::leadsOut(const Route& route) const {
+  const bool hasSourceElsewhere =
+      route.hasPreferredSource && std::ranges::any_of(addresses_, [&](const Address& address) {
+        return address.family == route.family && address.bytes == route.preferredSource;
+      });
+  return std::ranges::any_of(route.links, [&](int link) {
+    const auto found = links_.find(link);
+    if (found == links_.end() || !isLinkUp(found->second)) return false;
+    if (hasSourceElsewhere) return true;
+    const auto address = addresses_.lower_bound(Address{route.family, link, {}});
+    return address != addresses_.end() && address->family == route.family && address->link == link;
+  });
+}
+
+bool RouteTable::leadsOut() const {
+  unsigned halvesOfIPv4 = 0;
+  unsigned halvesOfIPv6 = 0;
+  for (const Route& route : routes_) {
+    if (leadsOut(route)) (route.family == AF_INET ? halvesOfIPv4 : halvesOfIPv6) |= route.halves;
+  }
+  return halvesOfIPv4 == 3 || halvesOfIPv6 == 3;
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Network/NWPathMonitor.hpp"
+
+#include <utility>
+
+#include "Tessaly/Platform/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Platform/Network/NetworkBackend.hpp"
+#include "Tessaly/Platform/Tasks/Notification.hpp"
+
+namespace Tessaly::inline v1 {
+
+std::shared_ptr<NWPathMonitor> NWPathMonitor::make() {
+  const std::shared_ptr<NetworkBackend>& backend = NetworkBackend::current();
+  backend->refresh();
+  return std::make_shared<NWPathMonitor>(Private(), backend);
+}
+
+NWPathMonitor::NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend) : backend_(std::move(backend)) {}
+
+NWPathMonitor::~NWPathMonitor() {
+  cancel();
+  backend_->remove(*this);  // Once more: a start may have been under way on another thread then.
+}
+
+void NWPathMonitor::setPathUpdateHandler(PathUpdateHandler handler) {
+  // What was there before is destroyed after the lock is free.
+  auto shared = handler ? std::make_shared<PathUpdateHandler>(std::move(handler)) : nullptr;
+  const UnfairLock::Guard guard(lock_);
+  if (!isCancelled_) handler_.swap(shared);
+}
+
+void NWPathMonitor::start(OS_dispatch_queue queue) {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (isCancelled_ || queue_) return;
+    queue_ = queue;
+  }
+  backend_->add(shared_from_this());
+}
+
+NWPath NWPathMonitor::currentPath() const noexcept { return backend_->currentPath(); }
+
+void NWPathMonitor::cancel() noexcept {
+  std::shared_ptr<PathUpdateHandler> handler;
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (std::exchange(isCancelled_, true)) return;
+    handler_.swap(handler);
+    pending_.clear();
+    if (!queue_) return;
+  }
+  backend_->remove(*this);
+}
+
+void NWPathMonitor::append(NWPath path) {
+  const UnfairLock::Guard guard(lock_);
+  if (!isCancelled_) pending_.push_back(path);
+}
+
+void NWPathMonitor::schedule() {
+  std::optional<OS_dispatch_queue> queue;
+  {
+    const UnfairLock::Guard guard(lock_);
+    queue = queue_;
+  }
+  queue->async([self = shared_from_this()] { self->deliver(); });
+}
+
+void NWPathMonitor::deliver() noexcept {
+  const std::uint32_t self = currentThreadIdentifier();
+  lock_.lock();
+  // Whoever delivers on another thread takes what was meant for this call, too. On the same thread this is a loop that
+  // the handler runs, and it must not wait for the handler.
+  if (deliveringThread_ != 0 && deliveringThread_ != self) {
+    lock_.unlock();
+    return;
+  }
+  const std::uint32_t outer = std::exchange(deliveringThread_, self);
+  while (!pending_.empty()) {
+    const NWPath path = pending_.front();
+    pending_.pop_front();
+    auto handler = handler_;
+    lock_.unlock();
+    if (handler != nullptr) detail::callNotification("The update handler of a path monitor", *handler, path);
+    handler.reset();
+    lock_.lock();
+  }
+  deliveringThread_ = outer;
+  lock_.unlock();
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Network/NWPath.hpp"
+
+namespace Tessaly::inline v1 {
+
+class NWPathMonitor;
+
+/// Where path monitors get their paths from. The system's is made with the first monitor and never goes.
+///
+/// Thread contract: thread-safe; an implementation's `refresh` may be called by several threads at once.
+///
+///     class AlwaysOnline final : public NetworkBackend {
+///      public:
+///       AlwaysOnline() {
+///         update(Telling::always, [](const NWPath&) { return NWPath({.status = NWPath::Status::satisfied}); });
+///       }
+///       void refresh() override {}
+///     };
+class TESSALY_EXPORT NetworkBackend {
+ public:
+  NetworkBackend(const NetworkBackend&) = delete;
+  NetworkBackend& operator=(const NetworkBackend&) = delete;
+  virtual ~NetworkBackend();
+
+  /// The latest known path. One load, no lock, no system call.
+  [[nodiscard]] NWPath currentPath() const noexcept { return path_.load(std::memory_order_acquire); }
+  /// Takes in what the system has told by now, so that `currentPath()` is true. Called when a monitor is made.
+  virtual void refresh() = 0;
+
+  /// Has the monitor hear of the current path and of each that is published from now on, until it is removed or gone.
+  void add(const std::shared_ptr<NWPathMonitor>& monitor);
+  void remove(const NWPathMonitor& monitor) noexcept;
+
+  /// The backend in use.
+  [[nodiscard]] static const std::shared_ptr<NetworkBackend>& current();
+
+ protected:
+  NetworkBackend() = default;
+  enum class Telling : std::uint8_t {
+    /// Monitors hear of the path also if it equals the one before.
+    always,
+    /// Monitors hear of it if the status or the expense is another.
+    ofChanges,
+  };
+  /// Makes the current path what `change` makes of it, and hands it to the monitors. `change` is called under the lock
+  /// that puts two calls in an order that all monitors agree on: it must only compute.
+  void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
+
+ private:
+  std::atomic<NWPath> path_{NWPath()};
+  UnfairLock lock_;
+  std::unordered_map<const NWPathMonitor*, std::weak_ptr<NWPathMonitor>> monitors_ TESSALY_GUARDED_BY(lock_);
+};
+
+/// Puts a backend in the place of the one in use, for monitors that are made from now on, and puts the former one back
+/// at its end. The backend is kept until the process ends, since monitors may be using it.
+///
+/// Thread contract: thread-compatible. Of two, the one made later ends first.
+///
+///     const NetworkBackendInstallation installation(std::make_shared<AlwaysOnline>());
+class TESSALY_EXPORT NetworkBackendInstallation {
+ public:
+  explicit NetworkBackendInstallation(std::shared_ptr<NetworkBackend> backend);
+  ~NetworkBackendInstallation();
+  NetworkBackendInstallation(const NetworkBackendInstallation&) = delete;
+  NetworkBackendInstallation& operator=(const NetworkBackendInstallation&) = delete;
+
+ private:
+  const std::shared_ptr<NetworkBackend>* previous_;
+};
+
+}  // namespace Tessaly::inline v1

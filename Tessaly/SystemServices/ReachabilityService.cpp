@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/SystemServices/ReachabilityService.hpp"
+
+#include <utility>
+
+#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Tasks/Cancellation.hpp"
+#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/SystemServices/detail/ReachabilityMonitors.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+template <>
+constexpr Default<bool>::Key WellKnownSettings<bool, Default<bool>::Key>::canConnectToHost{"can-connect-to-host", true};
+
+}  // namespace detail
+
+namespace ReachabilityService {
+namespace {
+
+constexpr const char* file = "Tessaly/ReachabilityService";
+constexpr unsigned lineOfTheWait = 57;
+constexpr unsigned lineOfThePathUpdate = 159;
+
+const Default<bool>::Key& settingKey() { return Default<bool>::Key::canConnectToHost; }
+
+/// Whether the path counts as online.
+bool verdictOn(const NWPath& path) {
+  if (!Default<bool>::value(settingKey())) return false;
+  switch (path.status()) {
+    case NWPath::Status::satisfied:
+      return true;
+    case NWPath::Status::unsatisfied:
+    case NWPath::Status::requiresConnection:
+      return false;
+    default:
+      return true;
+  }
+}
+
+Status statusOf(const NWPath& path) { return {.isOnline = verdictOn(path), .isExpensive = path.isExpensive()}; }
+
+std::shared_ptr<Default<bool>::ValueObserver> makeSettingObserver() {
+  return Default<bool>::ValueObserver::make(UserDefaults::standard(), settingKey());
+}
+
+const NWPathMonitor& sharedMonitor() {
+  static const auto* const monitor = [] {
+    auto* made = new std::shared_ptr<NWPathMonitor>(NWPathMonitor::make());
+    (*made)->start(OS_dispatch_queue::global(QualityOfService::default_));
+    return made;
+  }();
+  return **monitor;
+}
+
+const detail::MonitorWrapper& sharedWrapper() {
+  static const auto* const wrapper = new std::shared_ptr<detail::MonitorWrapper>(detail::MonitorWrapper::make());
+  return **wrapper;
+}
+
+Async<void> waitOnTheMainThread() {
+  const std::shared_ptr<NWPathMonitor> monitor = NWPathMonitor::make();
+  const std::shared_ptr<Default<bool>::ValueObserver> observer = makeSettingObserver();
+  co_await withTaskCancellationHandler(
+      [&] {
+        return withCheckedContinuation<>(
+            [&](CheckedContinuation<> continuation) {
+              detail::waitUntilOnline(monitor, *observer, std::move(continuation));
+            },
+            "nextIsOnline()");
+      },
+      [monitor] { monitor->cancel(); });
+}
+
+}  // namespace
+
+namespace detail {
+
+std::shared_ptr<MonitorWrapper> MonitorWrapper::make() {
+  auto wrapper = std::make_shared<MonitorWrapper>(Private());
+  wrapper->start();
+  return wrapper;
+}
+
+MonitorWrapper::MonitorWrapper(Private) : canConnectToHost_(settingKey()), monitor_(NWPathMonitor::make()) {
+  const NWPath path = monitor_->currentPath();
+  isExpensive_ = path.isExpensive();
+  isOnline_ = verdictOn(path);
+}
+
+MonitorWrapper::~MonitorWrapper() { monitor_->cancel(); }
+
+void MonitorWrapper::start() {
+  monitor_->setPathUpdateHandler([weak = weak_from_this()](const NWPath& path) {
+    if (const auto self = weak.lock()) self->update(path);
+  });
+  monitor_->start(OS_dispatch_queue::main());
+  followSetting();
+}
+
+bool MonitorWrapper::isOnline() const {
+  registrar_.access(*this, keyPath<&MonitorWrapper::isOnline>);
+  return isOnline_;
+}
+
+bool MonitorWrapper::isExpensive() const {
+  registrar_.access(*this, keyPath<&MonitorWrapper::isExpensive>);
+  return isExpensive_;
+}
+
+void MonitorWrapper::update(const NWPath& path) {
+  assertMainIsolated(file, lineOfThePathUpdate);
+  setIsOnline(verdictOn(path));
+  setIsExpensive(path.isExpensive());
+}
+
+void MonitorWrapper::followSetting() {
+  // Whoever reads a property for the first time makes the wrapper, and must not be told of the setting itself.
+  const ::Tessaly::detail::WithoutTracking untracked;
+  withObservationTracking([this] { static_cast<void>(canConnectToHost_.value()); },
+                          [weak = weak_from_this()] {
+                            if (MainQueue::isMainThread()) {
+                              if (const auto self = weak.lock()) self->settingDidChange();
+                              return;
+                            }
+                            OS_dispatch_queue::main().async([weak] {
+                              if (const auto self = weak.lock()) self->settingDidChange();
+                            });
+                          });
+}
+
+void MonitorWrapper::settingDidChange() {
+  // In this order, so that no change falls in between.
+  followSetting();
+  setIsOnline(verdictOn(monitor_->currentPath()));
+}
+
+void MonitorWrapper::setIsOnline(bool isOnline) {
+  if (isOnline == isOnline_) return;
+  registrar_.withMutation(*this, keyPath<&MonitorWrapper::isOnline>, [&] { isOnline_ = isOnline; });
+}
+
+void MonitorWrapper::setIsExpensive(bool isExpensive) {
+  if (isExpensive == isExpensive_) return;
+  registrar_.withMutation(*this, keyPath<&MonitorWrapper::isExpensive>, [&] { isExpensive_ = isExpensive; });
+}
+
+void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor, Default<bool>::ValueObserver& observer,
+                     CheckedContinuation<> continuation) {
+  assertMainIsolated(file, lineOfTheWait);
+  const auto waiting = std::make_shared<ResumeContinuation>(std::move(continuation));
+  if (Task<>::isCurrentCancelled()) {
+    waiting->resumeThrowing(std::make_exception_ptr(CancellationError()));
+    return;
+  }
+  const auto check = [waiting](NWPathMonitor& followed, const NWPath& path) {
+    if (Task<>::isCurrentCancelled()) {
+      waiting->resumeThrowing(std::make_exception_ptr(CancellationError()));
+    } else if (verdictOn(path)) {
+      followed.cancel();
+      waiting->resume();
+    }
+  };
+  // The monitor keeps this handler, and whoever calls it keeps the monitor.
+  monitor->setPathUpdateHandler([check, &followed = *monitor](const NWPath& path) { check(followed, path); });
+  monitor->start(OS_dispatch_queue::main());
+  observer.startObservingIfNeeded([check, monitor](bool) { check(*monitor, monitor->currentPath()); });
+}
+
+void StatusFeed::yield(std::optional<NWPath> path, const NWPathMonitor& monitor) {
+  lock_.lock();
+  pending_.paths.push_back(path);
+  if (std::exchange(pending_.isYielding, true)) {
+    lock_.unlock();
+    return;
+  }
+  while (!pending_.paths.empty()) {
+    const std::optional<NWPath> next = pending_.paths.front();
+    pending_.paths.pop_front();
+    lock_.unlock();
+    continuation_.yield(statusOf(next ? *next : monitor.currentPath()));
+    lock_.lock();
+  }
+  pending_.isYielding = false;
+  lock_.unlock();
+}
+
+}  // namespace detail
+
+bool isOnline() { return verdictOn(sharedMonitor().currentPath()); }
+
+bool isExpensive() { return sharedMonitor().currentPath().isExpensive(); }
+
+bool observableIsOnline() { return sharedWrapper().isOnline(); }
+
+bool observedIsExpensive() { return sharedWrapper().isExpensive(); }
+
+Async<void> nextIsOnline() {
+  co_await withIsolation(Isolation::main(), [] { return waitOnTheMainThread(); });
+}
+
+AsyncStream<Status> statuses() {
+  return AsyncStream<Status>(BufferingPolicy::unbounded(), [](AsyncStream<Status>::Continuation continuation) {
+    const std::shared_ptr<NWPathMonitor> monitor = NWPathMonitor::make();
+    const auto feed = std::make_shared<detail::StatusFeed>(continuation);
+    monitor->setPathUpdateHandler([feed, &followed = *monitor](const NWPath& path) { feed->yield(path, followed); });
+    const std::shared_ptr<Default<bool>::ValueObserver> observer = makeSettingObserver();
+    observer->startObservingIfNeeded([feed, monitor](bool) { feed->yield(std::nullopt, *monitor); });
+    continuation.setOnTermination([monitor, observer](const StreamTermination&) { monitor->cancel(); });
+    monitor->start(OS_dispatch_queue::global(QualityOfService::default_));
+  });
+}
+
+}  // namespace ReachabilityService
+}  // namespace Tessaly::inline v1
