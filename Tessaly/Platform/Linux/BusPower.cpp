@@ -321,8 +321,11 @@ std::int32_t BusPower::createAssertion(std::string_view type, std::uint32_t leve
   auto assertion = std::make_shared<detail::DisplayInhibition>(std::string(reason));
   const bool isHeld = assertion->acquire();
   const UnfairLock::Guard guard(lock_);
-  latest_ = assertion;
-  if (!isHeld) return ENODEV;
+  latest_ = isHeld ? assertion : nullptr;
+  if (!isHeld) {
+    lastStatus_ = assertion->status();
+    return ENODEV;
+  }
   identifier = ++lastIdentifier_;
   assertions_.emplace(identifier, std::move(assertion));
   return 0;
@@ -340,6 +343,11 @@ std::int32_t BusPower::releaseAssertion(std::uint32_t identifier) {
   if (const std::int32_t error = assertion->release()) return error;
   const UnfairLock::Guard guard(lock_);
   assertions_.erase(identifier);
+  if (latest_ == assertion) {
+    // Without the assertion, which keeps a descriptor.
+    lastStatus_ = assertion->status();
+    latest_ = nullptr;
+  }
   return 0;
 }
 
@@ -347,9 +355,10 @@ PowerStatus BusPower::status() const {
   std::shared_ptr<detail::DisplayInhibition> latest;
   {
     const UnfairLock::Guard guard(lock_);
+    if (latest_ == nullptr) return lastStatus_;
     latest = latest_;
   }
-  return latest == nullptr ? PowerStatus() : latest->status();
+  return latest->status();
 }
 
 }  // namespace Tessaly::inline v1

@@ -41,6 +41,8 @@ class TESSALY_EXPORT BusPower final : public PowerBackend {
   std::map<std::uint32_t, std::shared_ptr<detail::DisplayInhibition>> assertions_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t lastIdentifier_ TESSALY_GUARDED_BY(lock_) = 0;
   std::shared_ptr<detail::DisplayInhibition> latest_ TESSALY_GUARDED_BY(lock_);
+  /// Of the latest one, where that is not held any more.
+  PowerStatus lastStatus_ TESSALY_GUARDED_BY(lock_);
 };
 
 }  // namespace Tessaly::inline v1
