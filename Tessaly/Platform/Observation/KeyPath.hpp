@@ -20,6 +20,9 @@ class Property;
 
 namespace detail {
 
+template <auto Member>
+struct KeyPathOf;
+
 /// What a key path is compared by. The mangled name of the tag type is the same in every library of a process, whatever
 /// compiler made it and whether or not the loader merged the records.
 struct KeyPathIdentity {
@@ -34,7 +37,10 @@ struct KeyPathIdentity {
 
 template <typename Root, typename Value>
 struct KeyPathRecord : KeyPathIdentity {
+  /// Null where the value cannot be copied.
   Value (*read)(const Root& root);
+  /// Records the reading, and reads only where that is the way to find out.
+  void (*access)(const Root& root);
 };
 
 template <auto Member>
@@ -73,10 +79,12 @@ consteval bool isInUnnamedNamespace(std::string_view text) {
 template <typename T>
 struct PropertyValue {
   using Type = T;
+  static constexpr bool isProperty = false;
 };
 template <typename T>
 struct PropertyValue<Property<T>> {
   using Type = T;
+  static constexpr bool isProperty = true;
 };
 
 template <typename Member>
@@ -86,12 +94,14 @@ struct KeyPathMember<T R::*> {
   using Root = R;
   using Value = std::remove_cv_t<typename PropertyValue<std::remove_cv_t<T>>::Type>;
   static constexpr bool isComputed = false;
+  static constexpr bool isProperty = PropertyValue<std::remove_cv_t<T>>::isProperty;
 };
 template <typename R, typename T>
 struct KeyPathMember<T (R::*)() const> {
   using Root = R;
   using Value = std::remove_cvref_t<T>;
   static constexpr bool isComputed = true;
+  static constexpr bool isProperty = false;
 };
 template <typename R, typename T>
 struct KeyPathMember<T (R::*)() const noexcept> : KeyPathMember<T (R::*)() const> {};
@@ -109,15 +119,32 @@ struct KeyPathOf {
   static Value read(const Root& root) {
     if constexpr (KeyPathMember<decltype(Member)>::isComputed) {
       return (root.*Member)();
+    } else if constexpr (KeyPathMember<decltype(Member)>::isProperty) {
+      return (root.*Member).value();
     } else {
       return root.*Member;
+    }
+  }
+  static void access(const Root& root) {
+    if constexpr (KeyPathMember<decltype(Member)>::isComputed) {
+      static_cast<void>((root.*Member)());
+    } else if constexpr (KeyPathMember<decltype(Member)>::isProperty) {
+      (root.*Member).point_.recordAccess();
+    }
+  }
+  static consteval auto reader() -> Value (*)(const Root&) {
+    if constexpr (std::is_copy_constructible_v<Value>) {
+      return &KeyPathOf::read;
+    } else {
+      return nullptr;
     }
   }
   static constexpr std::string_view text = memberText<Member>();
   static constexpr KeyPathRecord<Root, Value> record{
       {typeid(KeyPathTag<Member>), hashName(memberName(text)), typeName<Root>(), memberName(text),
        isInUnnamedNamespace(text), KeyPathMember<decltype(Member)>::isComputed},
-      &KeyPathOf::read};
+      reader(),
+      &KeyPathOf::access};
 };
 
 }  // namespace detail
@@ -181,10 +208,23 @@ class KeyPath : public AnyKeyPath {
   explicit constexpr KeyPath(const detail::KeyPathRecord<Root, Value>& record) noexcept : AnyKeyPath(record) {}
 
   /// The property's value on an object. Reading a tracked property this way is recorded as any reading is.
-  [[nodiscard]] Value read(const Root& root) const {
-    return static_cast<const detail::KeyPathRecord<Root, Value>&>(identity()).read(root);
+  [[nodiscard]] Value read(const Root& root) const
+    requires std::is_copy_constructible_v<Value>
+  {
+    return record().read(root);
   }
-  [[nodiscard]] Value operator()(const Root& root) const { return read(root); }
+  [[nodiscard]] Value operator()(const Root& root) const
+    requires std::is_copy_constructible_v<Value>
+  {
+    return read(root);
+  }
+  /// Records a reading of the property, without copying its value.
+  void access(const Root& root) const { record().access(root); }
+
+ private:
+  [[nodiscard]] const detail::KeyPathRecord<Root, Value>& record() const noexcept {
+    return static_cast<const detail::KeyPathRecord<Root, Value>&>(identity());
+  }
 };
 
 /// The key path of a member: `keyPath<&Song::title>`. Costs nothing at run time.

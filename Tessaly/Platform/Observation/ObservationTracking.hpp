@@ -14,11 +14,13 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
+/// Has the handler called at the first change of what an ended list holds. Null if that is nothing.
 template <typename OnChange>
-void installTracking(AccessList& accesses, OnChange onChange) {
-  if (accesses.count() == 0) return;
-  const auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(std::move(onChange)));
+TaskReference<Tracking> installTracking(AccessList& accesses, OnChange onChange) {
+  if (accesses.count() == 0) return {};
+  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(std::move(onChange)));
   tracking->install(accesses, Tracking::Moment::beforeTheChange);
+  return tracking;
 }
 
 }  // namespace detail

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Splits a random-access range into consecutive chunks of a fixed size, the last one perhaps shorter, without copying:
+/// each chunk is a view of the base.
+///
+/// `chunked` makes it. The base is borrowed from an lvalue and owned from an rvalue; chunks are good as long as it is,
+/// and as the base's iterators are. The nearest standard facility is C++23's `std::views::chunk`; this one takes a size
+/// of zero, which gives empty chunks without end, and counts in signed integers.
+///
+/// Stops the process: a negative size, when the first chunk of a base with elements is asked for.
+///
+/// Thread contract: thread-compatible.
+///
+///     std::vector<Song> songs = allSongs();
+///     for (auto chunk : chunked(songs, 100)) upload(chunk);
+template <std::ranges::random_access_range Base>
+  requires std::ranges::random_access_range<const Base>
+class ChunkSequence {
+  static constexpr bool isBorrowed = std::ranges::view<Base> && std::copyable<Base>;
+  /// The base as an iterator holds it.
+  using BaseView = std::conditional_t<isBorrowed, Base, std::ranges::ref_view<const Base>>;
+  using Position = std::ranges::iterator_t<const BaseView>;
+
+ public:
+  /// A slice of the base.
+  using Chunk = std::ranges::subrange<Position>;
+  using Element = Chunk;
+
+  /// Gives one chunk after the other, once.
+  ///
+  /// Thread contract: thread-compatible.
+  ///
+  ///     auto chunks = chunked(songs, 100).makeIterator();
+  ///     while (auto chunk = chunks.next()) upload(*chunk);
+  class Iterator {
+   public:
+    /// Starts at the base's start. A base that is no view must stay while the iterator and its chunks are used.
+    Iterator(std::int64_t chunkSize, const Base& base) : chunkSize_(chunkSize), base_(base), index_(first(base_)) {}
+    Iterator(std::int64_t chunkSize, const Base&& base)
+      requires(!isBorrowed)
+    = delete;
+
+    /// The next chunk; none when the base is exhausted.
+    std::optional<Chunk> next() {
+      const auto end = std::ranges::end(std::as_const(base_));
+      if (index_ == end) return std::nullopt;
+      if (chunkSize_ < 0) [[unlikely]] {
+        fatalError("A chunk must not end before its start", "Tessaly/ChunkSequence", __LINE__);
+      }
+      const Position start = index_;
+      advance(end);
+      return Chunk(start, index_);
+    }
+
+   private:
+    static Position first(const BaseView& base) { return std::ranges::begin(base); }
+
+    /// By the chunk's size, limited by the end. No step passes what the positions can count.
+    template <typename End>
+    void advance(const End& end) {
+      if constexpr (std::sized_sentinel_for<End, Position>) {
+        const auto left = end - index_;
+        if (std::cmp_less(left, chunkSize_)) {
+          index_ += left;
+        } else {
+          index_ += static_cast<std::iter_difference_t<Position>>(chunkSize_);
+        }
+      } else {
+        for (std::int64_t i = 0; i < chunkSize_ && index_ != end; ++i) ++index_;
+      }
+    }
+
+    std::int64_t chunkSize_;
+    BaseView base_;
+    Position index_;
+  };
+
+  ChunkSequence(std::int64_t chunkSize, Base base) : chunkSize_(chunkSize), base_(std::move(base)) {}
+
+  /// A new iterator at the base's start.
+  [[nodiscard]] Iterator makeIterator() const& { return Iterator(chunkSize_, base_); }
+  [[nodiscard]] Iterator makeIterator() const&&
+    requires isBorrowed
+  {
+    return Iterator(chunkSize_, base_);
+  }
+  Iterator makeIterator() const&&
+    requires(!isBorrowed)
+  = delete;
+
+  /// What a range-for and the standard's algorithms step through: an input iterator.
+  ///
+  /// Thread contract: thread-compatible.
+  ///
+  ///     std::ranges::for_each(chunked(songs, 100), upload);
+  class StandardIterator {
+   public:
+    using iterator_concept = std::input_iterator_tag;
+    using value_type = Chunk;
+    using difference_type = std::ptrdiff_t;
+
+    explicit StandardIterator(Iterator chunks) : chunks_(std::move(chunks)), current_(chunks_.next()) {}
+
+    const Chunk& operator*() const noexcept { return *current_; }
+    StandardIterator& operator++() {
+      current_ = chunks_.next();
+      return *this;
+    }
+    void operator++(int) { ++*this; }
+    friend bool operator==(const StandardIterator& iterator, std::default_sentinel_t) noexcept {
+      return !iterator.current_.has_value();
+    }
+
+   private:
+    Iterator chunks_;
+    std::optional<Chunk> current_;
+  };
+
+  [[nodiscard]] StandardIterator begin() const { return StandardIterator(Iterator(chunkSize_, base_)); }
+  [[nodiscard]] std::default_sentinel_t end() const noexcept { return std::default_sentinel; }
+
+ private:
+  std::int64_t chunkSize_;
+  Base base_;
+};
+
+/// Splits a random-access range into chunks of so many elements: a view or an lvalue is borrowed, anything else owned.
+///
+/// Thread contract: thread-compatible.
+template <std::ranges::viewable_range Elements>
+  requires std::ranges::random_access_range<Elements>
+[[nodiscard]] ChunkSequence<std::views::all_t<Elements>> chunked(Elements&& elements, std::int64_t chunkSize) {
+  return {chunkSize, std::views::all(std::forward<Elements>(elements))};
+}
+
+namespace RandomAccessCollection {
+using ::Tessaly::chunked;
+}  // namespace RandomAccessCollection
+
+}  // namespace Tessaly::inline v1

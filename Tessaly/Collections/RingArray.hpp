@@ -1,0 +1,529 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Collections/RingArrayIndex.hpp"
+#include "Tessaly/Collections/detail/Description.hpp"
+#include "Tessaly/Collections/detail/Hasher.hpp"
+#include "Tessaly/Collections/detail/RingArrayIterator.hpp"
+#include "Tessaly/Collections/detail/RingStorage.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A double-ended ring of a fixed capacity: appending to a full one drops the first element, prepending drops the last,
+/// and both hand the dropped one back.
+///
+/// It is a random-access range of constant elements. A position is either an integer, counted from the first element,
+/// or an `Index`, which also counts how often the ring has wrapped and names the same slot until its element is gone.
+/// Changing an element goes through `set` and `modify`: copies share their slots until one of them is written, and a
+/// reference would write through to the others. References and iterators are good until the next change.
+///
+/// **Equality and hash see the slots, not just the elements**: two rings are equal if they have the same capacity, the
+/// same elements in the same slots and the same positions. Rings that read the same after a different history of wraps
+/// are not equal; compare them by `std::ranges::equal`.
+///
+/// The nearest facility elsewhere is `boost::circular_buffer`, which is copied at once and loses what it overwrites.
+/// Prefer `FIFOStack` or `std::deque` where there is no bound.
+///
+/// Stops the process: a negative capacity, a position outside the ring, an overflow, `shiftWhenFull` on a ring that is
+/// not full.
+///
+/// Thread contract: thread-compatible; copies may be used in different threads.
+///
+///     RingArray<int> history(3);
+///     for (int reading : {1, 2, 3}) history.append(reading);
+///     std::optional<int> dropped = history.append(4);  // 1, and the ring reads [2, 3, 4].
+///     int latest = history[history.count() - 1];
+template <typename Element>
+class RingArray {
+  static_assert(std::is_object_v<Element> && std::same_as<Element, std::remove_cv_t<Element>>);
+  static_assert(std::move_constructible<Element>);
+  static_assert(std::is_nothrow_move_constructible_v<Element> || std::is_move_assignable_v<Element>,
+                "an element whose move may throw must be assignable, so that a failure leaves no empty slot");
+
+  using Storage = detail::RingStorage<Element>;
+  static constexpr bool isCopyable = std::copy_constructible<Element>;
+  /// What is large but only bytes is copied once on its way in, not twice.
+  using Parameter =
+      std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
+
+ public:
+  using Index = RingArrayIndex;
+  using value_type = Element;
+  using const_iterator = detail::RingArrayIterator<Element>;
+  using iterator = const_iterator;
+
+  /// An empty ring of so many slots. Allocates them, and nothing is allocated after that while the ring is not shared.
+  /// Throws `std::bad_alloc`.
+  explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
+    if (maxCapacity > 0) storage_ = Storage::make(maxCapacity);
+  }
+  /// A ring without slots: it is both empty and full.
+  [[nodiscard]] static RingArray empty() noexcept { return RingArray(NoSlots{}); }
+
+  /// Shares the slots. O(1).
+  RingArray(const RingArray& other) noexcept
+    requires isCopyable
+      : maxCapacity_(other.maxCapacity_),
+        storage_(other.storage_),
+        startIndex_(other.startIndex_),
+        endIndex_(other.endIndex_),
+        count_(other.count_) {
+    if (storage_ != nullptr) storage_->references().retain();
+  }
+  /// Leaves the other without slots.
+  RingArray(RingArray&& other) noexcept : RingArray(NoSlots{}) { swap(other); }
+  RingArray& operator=(const RingArray& other) noexcept
+    requires isCopyable
+  {
+    RingArray copy(other);
+    swap(copy);
+    return *this;
+  }
+  RingArray& operator=(RingArray&& other) noexcept {
+    RingArray moved(std::move(other));
+    swap(moved);
+    return *this;
+  }
+  ~RingArray() { releaseSlots(); }
+
+  void swap(RingArray& other) noexcept {
+    std::swap(maxCapacity_, other.maxCapacity_);
+    std::swap(storage_, other.storage_);
+    std::swap(startIndex_, other.startIndex_);
+    std::swap(endIndex_, other.endIndex_);
+    std::swap(count_, other.count_);
+  }
+  friend void swap(RingArray& left, RingArray& right) noexcept { left.swap(right); }
+
+  /// The number of slots.
+  [[nodiscard]] std::int64_t maxCapacity() const noexcept { return maxCapacity_; }
+  /// The position of the first element.
+  [[nodiscard]] Index startIndex() const noexcept { return startIndex_; }
+  /// The position behind the last element.
+  [[nodiscard]] Index endIndex() const noexcept { return endIndex_; }
+  [[nodiscard]] std::int64_t count() const noexcept { return count_; }
+  [[nodiscard]] bool isEmpty() const noexcept { return startIndex_ == endIndex_; }
+  /// Whether every slot is occupied; so a ring without slots is.
+  [[nodiscard]] bool isFull() const noexcept { return count_ == maxCapacity_; }
+
+  /// Adds an element behind the last. If the ring was full, drops the first and returns it. Does nothing to a ring
+  /// without slots. O(1).
+  std::optional<Element> append(Parameter element) {
+    if (maxCapacity_ < 1) [[unlikely]]
+      return std::nullopt;
+    if (!isUnshared()) [[unlikely]]
+      return appendToShared(std::forward<Parameter>(element));
+    return appendToUnshared(std::forward<Parameter>(element));
+  }
+
+  /// Adds an element before the first. If the ring was full, drops the last and returns it. Does nothing to a ring
+  /// without slots. O(1).
+  std::optional<Element> prepend(Parameter element) {
+    if (maxCapacity_ < 1) [[unlikely]]
+      return std::nullopt;
+    if (!isUnshared()) [[unlikely]]
+      return prependToShared(std::forward<Parameter>(element));
+    return prependToUnshared(std::forward<Parameter>(element));
+  }
+
+  /// Takes the first element out; none when there is none. O(1).
+  std::optional<Element> popFirst() {
+    if (count_ == 0) return std::nullopt;
+    makeUnshared();
+    const Index next = indexAfter(startIndex_);
+    Element& slot = slotAt(startIndex_);
+    std::optional<Element> first(std::move(slot));
+    startIndex_ = next;
+    --count_;
+    std::destroy_at(&slot);
+    return first;
+  }
+
+  /// Takes the last element out; none when there is none. O(1).
+  std::optional<Element> popLast() {
+    if (count_ == 0) return std::nullopt;
+    makeUnshared();
+    const Index lastIndex = indexBefore(endIndex_);
+    Element& slot = slotAt(lastIndex);
+    std::optional<Element> last(std::move(slot));
+    endIndex_ = lastIndex;
+    --count_;
+    std::destroy_at(&slot);
+    return last;
+  }
+
+  /// Appends the element as often as there are slots.
+  void fill(const Element& element)
+    requires isCopyable
+  {
+    const Element kept(element);
+    for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
+  }
+
+  /// Takes all elements out, the last one first. The slots stay, and the positions stay where that leaves them.
+  void removeAll() {
+    if (count_ > 0 && !isUnshared()) {
+      Storage* slots = Storage::make(maxCapacity_);
+      releaseSlots();
+      storage_ = slots;
+      endIndex_ = startIndex_;
+      count_ = 0;
+    }
+    for (std::int64_t left = count_; left > 0; --left) popLast();
+  }
+
+  /// Replaces the slots by so many empty ones and sets both positions to (0, 0). Throws `std::bad_alloc`.
+  void removeAllAndSetCapacity(std::int64_t newCapacity) {
+    RingArray emptied(newCapacity);
+    swap(emptied);
+  }
+
+  /// Makes the element that is `offset` places behind the first one the first, without moving any; before it, going
+  /// round, if the offset is negative. Nothing happens to a ring without slots. O(1).
+  ///
+  /// Stops the process when the ring is not full.
+  void shiftWhenFull(std::int64_t offset) {
+    if (count_ != maxCapacity_) [[unlikely]] {
+      fatalError("Ring array shifting may only be triggered when the array is full", "Tessaly/RingArray", 62);
+    }
+    if (maxCapacity_ == 0) return;
+    if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
+      stopOverflow(__LINE__);
+    startIndex_ = shifted(startIndex_, offset);
+    endIndex_ = shifted(endIndex_, offset);
+  }
+
+  /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other.
+  [[nodiscard]] const Element& operator[](Index index) const {
+    checkIndex(index);
+    return slotAt(index);
+  }
+  /// The element so many places behind the first. O(1). Stops the process when there is none.
+  [[nodiscard]] const Element& operator[](std::int64_t position) const { return (*this)[indexOf(position)]; }
+
+  /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process when there is none.
+  void set(Index index, Parameter element) {
+    checkIndex(index);
+    if (isUnshared()) [[likely]] {
+      replace(slotAt(index), std::forward<Parameter>(element));
+    } else {
+      Element kept(std::forward<Parameter>(element));
+      makeUnshared();
+      replace(slotAt(index), std::move(kept));
+    }
+  }
+  void set(std::int64_t position, Parameter element) { set(indexOf(position), std::forward<Parameter>(element)); }
+
+  /// Calls the body with the element, which it may change, and returns what the body returns. What the body throws
+  /// passes through, changes kept. The body must not use the ring. O(1), or O(n) while the slots are shared. Stops the
+  /// process when there is no such element.
+  template <std::invocable<Element&> Body>
+  auto modify(Index index, Body&& body) -> std::invoke_result_t<Body, Element&> {
+    static_assert(!std::is_reference_v<std::invoke_result_t<Body, Element&>>,
+                  "the body must not hand the element out by reference: it would write through to copies");
+    checkIndex(index);
+    makeUnshared();
+    return std::invoke(std::forward<Body>(body), slotAt(index));
+  }
+  template <std::invocable<Element&> Body>
+  auto modify(std::int64_t position, Body&& body) -> std::invoke_result_t<Body, Element&> {
+    return modify(indexOf(position), std::forward<Body>(body));
+  }
+
+  /// The next position: behind the last slot comes the first, one loop later. Stops the process on overflow.
+  [[nodiscard]] Index indexAfter(Index index) const {
+    index.backendIndex = checkedSum(index.backendIndex, 1);
+    if (index.backendIndex == maxCapacity_) {
+      index.backendIndex = 0;
+      index.loopIndex = checkedSum(index.loopIndex, 1);
+    }
+    return index;
+  }
+  /// The position before: before the first slot comes the last, one loop earlier. Stops the process on overflow.
+  [[nodiscard]] Index indexBefore(Index index) const {
+    index.backendIndex = checkedSum(index.backendIndex, -1);
+    if (index.backendIndex == -1) {
+      index.backendIndex = maxCapacity_ - 1;
+      index.loopIndex = checkedSum(index.loopIndex, -1);
+    }
+    return index;
+  }
+  /// The position so many steps further. O(1). Stops the process on overflow, and when the slot does not exist.
+  [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
+    checkSlot(index);
+    return shifted(index, distance);
+  }
+  /// How many steps lead from one position to another. O(1). Stops the process on overflow.
+  [[nodiscard]] std::int64_t distance(Index from, Index to) const {
+    std::int64_t loops = 0;
+    std::int64_t slots = 0;
+    std::int64_t steps = 0;
+    if (__builtin_sub_overflow(to.loopIndex, from.loopIndex, &loops) ||
+        __builtin_sub_overflow(to.backendIndex, from.backendIndex, &slots) ||
+        __builtin_mul_overflow(loops, maxCapacity_, &steps)) [[unlikely]] {
+      stopOverflow(__LINE__);
+    }
+    return checkedSum(steps, slots);
+  }
+
+  [[nodiscard]] const_iterator begin() const noexcept { return iteratorAt(const_iterator::At::begin); }
+  [[nodiscard]] const_iterator end() const noexcept { return iteratorAt(const_iterator::At::end); }
+
+  /// The elements in order as two runs of neighbouring slots, the second one empty unless the elements go round the
+  /// end. For loops that want to be vectorised; good until the next change. O(1).
+  [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
+    if (count_ == 0) return {};
+    const Element* const slots = storage_->slots();
+    const std::int64_t first = countUntilWrap();
+    return {std::span(slots + startIndex_.backendIndex, static_cast<std::size_t>(first)),
+            std::span(slots, static_cast<std::size_t>(count_ - first))};
+  }
+
+  /// The elements' descriptions, "[1, 2]".
+  [[nodiscard]] std::string description() const
+    requires detail::DescribableElement<Element>
+  {
+    return joined([](const Element& element) { return detail::describe(element); });
+  }
+  /// The same with the elements' debug descriptions, "["a", "b"]".
+  [[nodiscard]] std::string debugDescription() const
+    requires detail::HasDebugDescription<Element> || detail::DescribableElement<Element>
+  {
+    return joined([](const Element& element) { return detail::debugDescribe(element); });
+  }
+
+  /// Whether capacity, slots, positions and count are all the same.
+  friend bool operator==(const RingArray& left, const RingArray& right)
+    requires std::equality_comparable<Element>
+  {
+    // The same positions in as many slots occupy the same slots.
+    if (left.maxCapacity_ != right.maxCapacity_ || left.startIndex_ != right.startIndex_ ||
+        left.endIndex_ != right.endIndex_ || left.count_ != right.count_) {
+      return false;
+    }
+    return std::equal(left.begin(), left.end(), right.begin(), right.end());
+  }
+
+ private:
+  friend std::hash<RingArray>;
+
+  struct NoSlots {};
+  explicit RingArray(NoSlots) noexcept {}
+
+  [[noreturn]] static void stopOverflow(unsigned line) { fatalError("Arithmetic overflow", "Tessaly/RingArray", line); }
+  static std::int64_t checkedCapacity(std::int64_t capacity) {
+    if (capacity < 0) [[unlikely]]
+      fatalError("The capacity of a ring array must not be negative", "Tessaly/RingArray", __LINE__);
+    return capacity;
+  }
+  static std::int64_t checkedSum(std::int64_t left, std::int64_t right) {
+    std::int64_t sum = 0;
+    if (__builtin_add_overflow(left, right, &sum)) [[unlikely]]
+      stopOverflow(__LINE__);
+    return sum;
+  }
+  void checkSlot(Index index) const {
+    if (index.backendIndex < 0 || index.backendIndex >= maxCapacity_) [[unlikely]]
+      stopOutOfRange(__LINE__);
+  }
+  void checkIndex(Index index) const {
+    if (index < startIndex_ || index >= endIndex_) [[unlikely]]
+      stopOutOfRange(__LINE__);
+    checkSlot(index);
+  }
+  [[noreturn]] static void stopOutOfRange(unsigned line) {
+    fatalError("Index out of range", "Tessaly/RingArray", line);
+  }
+
+  [[nodiscard]] Index indexOf(std::int64_t position) const {
+    Index index{checkedSum(startIndex_.backendIndex, position), startIndex_.loopIndex};
+    if (index.backendIndex >= maxCapacity_) {
+      index.backendIndex -= maxCapacity_;
+      index.loopIndex = checkedSum(index.loopIndex, 1);
+    }
+    return index;
+  }
+  /// In O(1) what so many steps do.
+  [[nodiscard]] Index shifted(Index index, std::int64_t steps) const {
+    std::int64_t loops = steps / maxCapacity_;
+    index.backendIndex += steps % maxCapacity_;
+    if (index.backendIndex >= maxCapacity_) {
+      index.backendIndex -= maxCapacity_;
+      loops += 1;
+    } else if (index.backendIndex < 0) {
+      index.backendIndex += maxCapacity_;
+      loops -= 1;
+    }
+    index.loopIndex = checkedSum(index.loopIndex, loops);
+    return index;
+  }
+
+  [[nodiscard]] std::int64_t countUntilWrap() const noexcept {
+    return std::min(count_, maxCapacity_ - startIndex_.backendIndex);
+  }
+  [[nodiscard]] Element& slotAt(Index index) const noexcept { return storage_->slots()[index.backendIndex]; }
+  [[nodiscard]] const_iterator iteratorAt(typename const_iterator::At at) const noexcept {
+    return const_iterator(storage_ == nullptr ? nullptr : storage_->slots(), maxCapacity_, startIndex_.backendIndex,
+                          count_, at);
+  }
+
+  [[nodiscard]] bool isUnshared() const noexcept { return storage_->references().isOne(); }
+  void makeUnshared() {
+    if constexpr (isCopyable) {
+      if (!isUnshared()) [[unlikely]] {
+        RingArray copy = withSlotsOfItsOwn();
+        swap(copy);
+      }
+    }
+  }
+  [[nodiscard]] RingArray withSlotsOfItsOwn() const
+    requires isCopyable
+  {
+    RingArray copy(maxCapacity_);
+    copy.startIndex_ = startIndex_;
+    copy.endIndex_ = startIndex_;
+    for (const Element& element : *this) {  // What a copy throws leaves a shorter ring, which is destroyed.
+      std::construct_at(&copy.slotAt(copy.endIndex_), element);
+      copy.endIndex_ = copy.indexAfter(copy.endIndex_);
+      ++copy.count_;
+    }
+    return copy;
+  }
+
+  // The element may be one of a ring that shares the slots and lets go of them meanwhile.
+  [[gnu::noinline]] std::optional<Element> appendToShared(Parameter element) {
+    Element kept(std::forward<Parameter>(element));
+    makeUnshared();
+    return appendToUnshared(std::move(kept));
+  }
+  [[gnu::noinline]] std::optional<Element> prependToShared(Parameter element) {
+    Element kept(std::forward<Parameter>(element));
+    makeUnshared();
+    return prependToUnshared(std::move(kept));
+  }
+
+  template <typename Value>
+  std::optional<Element> appendToUnshared(Value&& element) {
+    const Index nextEnd = indexAfter(endIndex_);
+    Element& slot = slotAt(endIndex_);
+    if (count_ == maxCapacity_) {
+      // Of a full ring, both positions name one slot, one loop apart.
+      const Index nextStart{nextEnd.backendIndex, nextEnd.loopIndex - 1};
+      std::optional<Element> dropped(std::move(slot));
+      replace(slot, std::forward<Value>(element));
+      startIndex_ = nextStart;
+      endIndex_ = nextEnd;
+      return dropped;
+    }
+    std::construct_at(&slot, std::forward<Value>(element));
+    endIndex_ = nextEnd;
+    ++count_;
+    return std::nullopt;
+  }
+  template <typename Value>
+  std::optional<Element> prependToUnshared(Value&& element) {
+    const Index nextStart = indexBefore(startIndex_);
+    Element& slot = slotAt(nextStart);
+    if (count_ == maxCapacity_) {
+      const Index nextEnd = indexBefore(endIndex_);
+      std::optional<Element> dropped(std::move(slot));
+      replace(slot, std::forward<Value>(element));
+      startIndex_ = nextStart;
+      endIndex_ = nextEnd;
+      return dropped;
+    }
+    std::construct_at(&slot, std::forward<Value>(element));
+    startIndex_ = nextStart;
+    ++count_;
+    return std::nullopt;
+  }
+
+  template <typename Value>
+  static void replace(Element& slot, Value&& element) {
+    if constexpr (std::is_trivially_copyable_v<Element> && std::is_assignable_v<Element&, Value>) {
+      slot = std::forward<Value>(element);
+    } else if constexpr (std::is_nothrow_constructible_v<Element, Value>) {
+      std::destroy_at(&slot);
+      std::construct_at(&slot, std::forward<Value>(element));
+    } else {
+      slot = std::forward<Value>(element);
+    }
+  }
+
+  void releaseSlots() noexcept {
+    if (storage_ == nullptr || !storage_->references().release()) return;
+    Element* const slots = storage_->slots();
+    const std::int64_t first = countUntilWrap();
+    std::destroy_n(slots + startIndex_.backendIndex, first);
+    std::destroy_n(slots, count_ - first);
+    Storage::free(storage_);
+  }
+
+  template <typename Describe>
+  [[nodiscard]] std::string joined(Describe describe) const {
+    std::string text = "[";
+    std::string_view separator;
+    for (const Element& element : *this) {
+      text += separator;
+      text += describe(element);
+      separator = ", ";
+    }
+    return text + ']';
+  }
+
+  std::int64_t maxCapacity_ = 0;
+  /// Null if there are no slots.
+  Storage* storage_ = nullptr;
+  Index startIndex_;
+  Index endIndex_;
+  std::int64_t count_ = 0;
+};
+
+/// Writes `description()`.
+template <typename Element>
+  requires detail::DescribableElement<Element>
+std::ostream& operator<<(std::ostream& stream, const RingArray<Element>& ring) {
+  return stream << ring.description();
+}
+
+}  // namespace Tessaly::inline v1
+
+template <typename Element>
+  requires requires(const Element& element) { std::hash<Element>()(element); }
+struct std::hash<Tessaly::RingArray<Element>> {
+  /// O(capacity): every slot counts, the empty ones too.
+  std::size_t operator()(const Tessaly::RingArray<Element>& ring) const {
+    Tessaly::detail::Hasher hasher;
+    hasher.feed(ring.maxCapacity_);
+    const std::int64_t start = ring.startIndex_.backendIndex;
+    for (std::int64_t slot = 0; slot < ring.maxCapacity_; ++slot) {
+      const std::int64_t position = slot - start + (slot < start ? ring.maxCapacity_ : 0);
+      const bool isOccupied = position < ring.count_;
+      hasher.feed(isOccupied);
+      if (isOccupied) hasher.feed(ring.storage_->slots()[slot]);
+    }
+    hasher.feed(start);
+    hasher.feed(ring.startIndex_.loopIndex);
+    hasher.feed(ring.endIndex_.backendIndex);
+    hasher.feed(ring.endIndex_.loopIndex);
+    hasher.feed(ring.count_);
+    return hasher.finish();
+  }
+};

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <limits>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Tessaly::inline v1::detail {
+
+template <typename T>
+concept HasDescription = requires(const T& value) {
+  { value.description() } -> std::convertible_to<std::string>;
+};
+template <typename T>
+concept HasDebugDescription = requires(const T& value) {
+  { value.debugDescription() } -> std::convertible_to<std::string>;
+};
+
+/// A value that can be put into words: by its `description()`, or by `operator<<` into a stream.
+template <typename T>
+concept DescribableElement = HasDescription<T> || requires(std::ostream& stream, const T& value) { stream << value; };
+
+/// The shortest digits that read back as the number. A whole number keeps a ".0", so that it shows its kind.
+template <std::floating_point Number>
+std::string describeNumber(Number number) {
+  char digits[64];
+  std::string text(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+  if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
+  return text;
+}
+
+template <DescribableElement T>
+std::string describe(const T& value) {
+  if constexpr (HasDescription<T>) {
+    return value.description();
+  } else if constexpr (std::same_as<T, bool>) {
+    return value ? "true" : "false";
+  } else if constexpr (std::convertible_to<const T&, std::string_view>) {
+    return std::string(std::string_view(value));
+  } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
+    return std::to_string(static_cast<int>(value));  // A small integer, not a character.
+  } else if constexpr (std::same_as<T, float> || std::same_as<T, double>) {
+    return describeNumber(value);
+  } else {
+    std::ostringstream stream;
+    stream << value;
+    return std::move(stream).str();
+  }
+}
+
+/// The text as it would stand in a source.
+inline std::string quoted(std::string_view text) {
+  constexpr std::string_view hexadecimal = "0123456789ABCDEF";
+  std::string result = "\"";
+  for (const char character : text) {
+    switch (character) {
+      case '"':
+        result += "\\\"";
+        break;
+      case '\\':
+        result += "\\\\";
+        break;
+      case '\n':
+        result += "\\n";
+        break;
+      case '\r':
+        result += "\\r";
+        break;
+      case '\t':
+        result += "\\t";
+        break;
+      case '\0':
+        result += "\\0";
+        break;
+      default:
+        if (const auto code = static_cast<unsigned char>(character); code < 0x20 || code == 0x7F) {
+          result += "\\u{";
+          if (code >= 16) result += hexadecimal[code / 16];
+          result += hexadecimal[code % 16];
+          result += '}';
+        } else {
+          result += character;
+        }
+    }
+  }
+  return result + '"';
+}
+
+/// As `describe`, for who looks for a mistake: `debugDescription()` where there is one, and texts in quotation marks.
+template <typename T>
+  requires HasDebugDescription<T> || DescribableElement<T>
+std::string debugDescribe(const T& value) {
+  if constexpr (HasDebugDescription<T>) {
+    return value.debugDescription();
+  } else if constexpr (!HasDescription<T> && std::convertible_to<const T&, std::string_view>) {
+    return quoted(std::string_view(value));
+  } else {
+    return describe(value);
+  }
+}
+
+}  // namespace Tessaly::inline v1::detail

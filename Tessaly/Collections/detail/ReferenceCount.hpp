@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace Tessaly::inline v1::detail {
+
+/// How many values share a block of storage. It starts with one.
+///
+/// Thread contract: thread-safe.
+class ReferenceCount {
+ public:
+  ReferenceCount() noexcept = default;
+  ReferenceCount(const ReferenceCount&) = delete;
+  ReferenceCount& operator=(const ReferenceCount&) = delete;
+
+  void retain() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
+  /// True for the last: whatever the others did with the block has happened before.
+  [[nodiscard]] bool release() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+  /// Whether the caller is the only one, and what former sharers read has been read.
+  [[nodiscard]] bool isOne() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
+
+ private:
+  std::atomic<std::uint64_t> count_{1};
+};
+
+}  // namespace Tessaly::inline v1::detail

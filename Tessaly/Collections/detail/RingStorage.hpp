@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "Tessaly/Collections/detail/ReferenceCount.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The slots of a ring, which begin as raw memory: who holds it knows which of them are occupied. Copies of a ring
+/// share it until one of them is written.
+///
+/// Thread contract: thread-compatible.
+template <typename Element>
+class RingStorage {
+ public:
+  /// So many slots. Throws `std::bad_alloc`.
+  static RingStorage* make(std::int64_t slotCount) {
+    if (static_cast<std::uint64_t>(slotCount) > (maximumBytes - slotsOffset) / sizeof(Element)) {
+      throw std::bad_array_new_length();
+    }
+    void* block = ::operator new(slotsOffset + static_cast<std::size_t>(slotCount) * sizeof(Element), alignment);
+    return ::new (block) RingStorage;
+  }
+  RingStorage(const RingStorage&) = delete;
+  RingStorage& operator=(const RingStorage&) = delete;
+
+  /// Frees the memory. The slots must be unoccupied.
+  static void free(RingStorage* storage) noexcept {
+    storage->~RingStorage();
+    ::operator delete(static_cast<void*>(storage), alignment);
+  }
+
+  [[nodiscard]] ReferenceCount& references() noexcept { return references_; }
+  [[nodiscard]] Element* slots() noexcept {
+    return reinterpret_cast<Element*>(reinterpret_cast<std::byte*>(this) + slotsOffset);
+  }
+
+ private:
+  RingStorage() noexcept = default;
+  ~RingStorage() = default;
+
+  static constexpr std::size_t maximumBytes = std::numeric_limits<std::ptrdiff_t>::max();
+  static constexpr std::size_t blockAlignment =
+      std::max({alignof(Element), alignof(ReferenceCount), std::size_t{__STDCPP_DEFAULT_NEW_ALIGNMENT__}});
+  static constexpr std::align_val_t alignment{blockAlignment};
+  static constexpr std::size_t slotsOffset =
+      (sizeof(ReferenceCount) + alignof(Element) - 1) / alignof(Element) * alignof(Element);
+
+  ReferenceCount references_;
+};
+
+}  // namespace Tessaly::inline v1::detail

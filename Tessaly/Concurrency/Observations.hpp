@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Concurrency/detail/ObservationsStorage.hpp"
+#include "Tessaly/Platform/Base/IsAsync.hpp"
+#include "Tessaly/Platform/Base/Never.hpp"
+#include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Platform/Tasks/Cancellation.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The results of a computation over observable properties, as an asynchronous sequence.
+///
+/// The first element is the present result. Each further one is computed anew when it is asked for after one of the
+/// properties has changed that the computation read the last time: several changes in between make one element, and
+/// none shows values that have been overtaken. It never ends by itself and never fails. Where the consumer is
+/// cancelled, one last element comes at once.
+///
+/// The computation runs in the consuming task, whose isolation is the place for it to read from. Every iterator tracks
+/// on its own. To be called rather than to ask, use `withContinuousObservation`; for the values of one property, each
+/// of them, `observe`.
+///
+/// Thread contract: thread-safe; an iterator is thread-compatible.
+///
+///     Observations<std::string> titles([player] { return player->song->title.value(); });
+///     auto iterator = titles.makeAsyncIterator();
+///     while (!Task<>::isCurrentCancelled()) show(*co_await iterator.next());
+template <typename ElementType>
+class Observations {
+ public:
+  using Element = ElementType;
+  using Failure = Never;
+
+  /// Keeps the function, which is an ordinary one: what it reads until it returns is what is followed.
+  template <typename Apply>
+    requires std::is_invocable_r_v<Element, Apply&>
+  explicit Observations(Apply apply) : apply_(std::move(apply)) {}
+
+  /// Where a consumer stands.
+  ///
+  /// Thread contract: thread-compatible.
+  ///
+  ///     auto iterator = titles.makeAsyncIterator();
+  ///     std::optional<std::string> title = co_await iterator.next();
+  class AsyncIterator {
+   public:
+    /// The next element; never the end. The first at once, later ones after a change.
+    [[nodiscard]] Async<std::optional<Element>> next() {
+      const std::shared_ptr<detail::ObservationsStorage> storage = storage_;
+      const std::optional<Task<>> task = storage->waitingTask();
+      if (task.has_value()) {
+        co_await withTaskCancellationHandler([&task] { return task->finished(); }, [&task] { task->cancel(); });
+      }
+      detail::AccessList accesses;
+      Element element = apply_();
+      accesses.end();
+      storage->follow(accesses);
+      co_return std::optional<Element>(std::move(element));
+    }
+    /// The same, with the computation in the given isolation.
+    [[nodiscard]] Async<std::optional<Element>> next(Isolation isolation) {
+      return detail::nextIn<Element>(this, std::move(isolation));
+    }
+
+   private:
+    friend Observations;
+    explicit AsyncIterator(const std::function<Element()>& apply) : apply_(apply) {}
+
+    std::function<Element()> apply_;
+    std::shared_ptr<detail::ObservationsStorage> storage_ = detail::ObservationsStorage::make();
+  };
+
+  /// An iterator that tracks on its own.
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(apply_); }
+
+ private:
+  std::function<Element()> apply_;
+};
+
+template <typename Apply>
+Observations(Apply) -> Observations<std::invoke_result_t<Apply&>>;
+
+}  // namespace Tessaly::inline v1

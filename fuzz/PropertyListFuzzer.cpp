@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Any bytes either are refused or become a value that both formats write down and give back.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+
+namespace {
+
+using Tessaly::PropertyListError;
+using Tessaly::PropertyListFormat;
+using Tessaly::PropertyListSerialization;
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  try {
+    const auto read = PropertyListSerialization::read({data, size});
+    require(read.value.depth() <= Tessaly::PropertyList::maximumDepth);
+    const Tessaly::Data binary = PropertyListSerialization::data(read.value, PropertyListFormat::binary);
+    // What shares much need not be readable again: written without the file's padding it may be out of proportion.
+    if (read.format == PropertyListFormat::xml || size < 1024) {
+      require(PropertyListSerialization::read(binary.bytes()).value.isIdentical(read.value));
+    }
+    if (PropertyListSerialization::isExact(read.value, PropertyListFormat::xml) && size < 256) {
+      const Tessaly::Data xml = PropertyListSerialization::data(read.value, PropertyListFormat::xml);
+      require(PropertyListSerialization::read(xml.bytes()).value == read.value);
+    }
+  } catch (const PropertyListError&) {
+  }
+  return 0;
+}

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <list>
+#include <memory>
+#include <random>
+#include <ranges>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "FIFOModel.hpp"
+#include "Tessaly/Collections/FIFOStack.hpp"
+#include "tests/Support/Allocations.hpp"
+
+namespace Tessaly {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(FIFOStack, GivesElementsInTheOrderInWhichTheyCame) {
+  FIFOStack<int> queue;
+  for (const int element : {1, 2, 3}) queue.enqueue(element);
+  for (const int element : {1, 2, 3}) EXPECT_EQ(queue.dequeue(), element);
+  EXPECT_EQ(queue.dequeue(), std::nullopt);
+  EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(FIFOStack, KeepsTheOrderWhenAddingAndTakingAlternate) {
+  FIFOStack<int> queue;
+  int next = 0;
+  int expected = 0;
+  for (int round = 0; round < 100; ++round) {
+    for (int i = 0; i < round % 7; ++i) queue.enqueue(next++);
+    for (int i = 0; i < round % 5; ++i) {
+      if (auto element = queue.dequeue()) {
+        EXPECT_EQ(*element, expected++);
+      }
+    }
+  }
+  while (auto element = queue.dequeue()) EXPECT_EQ(*element, expected++);
+  EXPECT_EQ(expected, next);
+}
+
+TEST(FIFOStack, RemoveAllGivesTheElementsAsTheyAreStored) {
+  FIFOStack<int> queue;
+  for (const int element : {1, 2, 3}) queue.enqueue(element);
+  EXPECT_EQ(queue.dequeue(), 1);
+  queue.enqueue(4);
+  EXPECT_THAT(queue.removeAll(), ElementsAre(3, 2, 4));
+  EXPECT_TRUE(queue.isEmpty());
+  EXPECT_EQ(queue.dequeue(), std::nullopt);
+  EXPECT_THAT(queue.removeAll(), IsEmpty());
+  queue.enqueue(5);
+  queue.enqueue(6);
+  EXPECT_THAT(queue.removeAll(), ElementsAre(5, 6));
+}
+
+TEST(FIFOStack, IsNotEmptyWhileEitherStackHoldsAnElement) {
+  FIFOStack<int> queue;
+  EXPECT_TRUE(queue.isEmpty());
+  queue.enqueue(1);
+  EXPECT_FALSE(queue.isEmpty());  // On the right.
+  queue.enqueue(2);
+  queue.dequeue();
+  EXPECT_FALSE(queue.isEmpty());  // On the left.
+  queue.dequeue();
+  EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(FIFOStack, TakesTheContentsOfAnyRange) {
+  FIFOStack<std::string> queue;
+  queue.enqueue("0");
+  queue.enqueueContentsOf(std::vector<std::string>{"1", "2"});
+  queue.enqueueContentsOf(std::list<std::string>{"3"});
+  queue.enqueueContentsOf(std::views::iota(4, 6) | std::views::transform([](int i) { return std::to_string(i); }));
+  queue.enqueueContentsOf(std::vector<std::string>());
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(queue.dequeue(), std::to_string(i));
+  EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(FIFOStack, ARangeThatThrowsLeavesWhatWasReadOfIt) {
+  FIFOStack<int> queue;
+  EXPECT_THROW(queue.enqueueContentsOf(std::views::iota(0, 5) | std::views::transform([](int i) {
+                                         return i == 3 ? throw std::runtime_error("range") : i;
+                                       })),
+               std::runtime_error);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(queue.dequeue(), i);
+  EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(FIFOStack, HoldsElementsThatCanOnlyBeMoved) {
+  FIFOStack<std::unique_ptr<int>> queue;
+  static_assert(!std::copy_constructible<decltype(queue)> && std::movable<decltype(queue)>);
+  for (int i = 0; i < 3; ++i) queue.enqueue(std::make_unique<int>(i));
+  EXPECT_EQ(**queue.dequeue(), 0);
+  auto moved = std::move(queue);
+  EXPECT_TRUE(queue.isEmpty());  // NOLINT: a moved-from queue is empty.
+  EXPECT_EQ(*moved.removeAll().front(), 2);
+}
+
+TEST(FIFOStack, CopiesShareTheirElementsUntilOneIsWritten) {
+  FIFOStack<std::string> queue;
+  queue.enqueue("1");
+  queue.enqueue("2");
+  FIFOStack<std::string> copy;
+  EXPECT_EQ(Tests::allocationsOf([&] { copy = queue; }), 0);
+  EXPECT_EQ(copy.dequeue(), "1");
+  copy.enqueue("3");
+  queue.enqueue("4");
+  EXPECT_THAT(copy.removeAll(), ElementsAre("2", "3"));
+  EXPECT_THAT(queue.removeAll(), ElementsAre("1", "2", "4"));
+  EXPECT_THAT(copy.removeAll(), IsEmpty());
+}
+
+TEST(FIFOStack, CopiesMayBeUsedInDifferentThreads) {
+  FIFOStack<std::string> queue;
+  queue.enqueue("a");
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([copy = queue]() mutable {
+      for (int j = 0; j < 1'000; ++j) {
+        FIFOStack<std::string> another = copy;
+        another.enqueue("b");
+        EXPECT_EQ(another.dequeue(), "a");
+        EXPECT_FALSE(copy.isEmpty());
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_THAT(queue.removeAll(), ElementsAre("a"));
+}
+
+TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {
+  struct Reluctant {
+    explicit Reluctant(int number) : number(number) {}
+    Reluctant(const Reluctant& other) : number(other.number) {
+      if (countdown() > 0 && --countdown() == 0) throw std::runtime_error("reluctant");
+    }
+    Reluctant& operator=(const Reluctant&) = default;
+    static int& countdown() {
+      static int value = 0;
+      return value;
+    }
+    int number;
+  };
+  for (int step = 1; step <= 3; ++step) {
+    FIFOStack<Reluctant> queue;
+    for (int i = 0; i < 3; ++i) queue.enqueue(Reluctant(i));
+    Reluctant::countdown() = step;
+    EXPECT_THROW(queue.dequeue(), std::runtime_error);
+    Reluctant::countdown() = 0;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(queue.dequeue()->number, i);
+    EXPECT_TRUE(queue.isEmpty());
+  }
+}
+
+TEST(FIFOStack, EndsElementsAsTheyLeave) {
+  auto value = std::make_shared<int>(1);
+  FIFOStack<std::shared_ptr<int>> queue;
+  for (int i = 0; i < 3; ++i) queue.enqueue(value);
+  EXPECT_EQ(value.use_count(), 4);
+  queue.dequeue();
+  EXPECT_EQ(value.use_count(), 3);
+  queue.removeAll();
+  EXPECT_EQ(value.use_count(), 1);
+}
+
+TEST(FIFOStack, AllocatesNothingForAFewElementsAtATime) {
+  FIFOStack<std::int64_t> queue;
+  const auto pass = [&] {
+    for (int i = 0; i < 16; ++i) queue.enqueue(i);
+    while (queue.dequeue()) {
+    }
+  };
+  pass();
+  pass();
+  EXPECT_EQ(Tests::allocationsOf([&] {
+              for (int i = 0; i < 100; ++i) pass();
+            }),
+            0);
+}
+
+TEST(FIFOStack, DoesWhatItsRulesSayOverAMillionRandomOperations) {
+  std::mt19937_64 random(21);
+  FIFOStack<int> queue;
+  FIFOStack<int> copy;
+  Tests::FIFOModel<int> model;
+  Tests::FIFOModel<int> modelOfCopy;
+  for (int step = 0; step < 1'100'000; ++step) {
+    switch (random() % 100) {
+      default:
+        queue.enqueue(step);
+        model.enqueue(step);
+        break;
+      case 40 ... 89:
+        ASSERT_EQ(queue.dequeue(), model.dequeue());
+        break;
+      case 90:
+      case 91: {
+        const std::vector<int> some(random() % 5, step);
+        queue.enqueueContentsOf(some);
+        model.enqueueContentsOf(some);
+        break;
+      }
+      case 92:
+        if (random() % 20 == 0) {
+          ASSERT_EQ(queue.removeAll(), model.removeAll());
+        }
+        break;
+      case 93:
+        copy = queue;
+        modelOfCopy = model;
+        break;
+      case 94:
+        std::swap(queue, copy);
+        std::swap(model, modelOfCopy);
+        break;
+    }
+    ASSERT_EQ(queue.isEmpty(), model.isEmpty()) << step;
+  }
+  EXPECT_EQ(queue.removeAll(), model.removeAll());
+  EXPECT_EQ(copy.removeAll(), modelOfCopy.removeAll());
+}
+
+}  // namespace
+}  // namespace Tessaly
