@@ -22,6 +22,7 @@ constexpr Chapter chapters[] = {
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
     {"Errors and the log", Tour::tellOfErrors},
+    {"Services of the desktop", Tour::tellOfTheDesktop},
 };
 
 }  // namespace
