@@ -2,6 +2,7 @@
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
 #include "Tessaly/Platform/Base/ForkGuard.hpp"
+#include "Tessaly/Platform/Linux/WaylandSelection.hpp"
 #include "Tessaly/Platform/Linux/X11Selection.hpp"
 
 namespace Tessaly::inline v1 {
@@ -35,8 +36,18 @@ PasteboardStatus DisplayPasteboard::status() const {
 
 void DisplayPasteboard::connect() {
   server_ = PasteboardServer::none;
+  selection_ = detail::connectToWayland(problem_);
+  if (selection_ != nullptr) {
+    server_ = PasteboardServer::wayland;
+    return;
+  }
+  const PasteboardProblem former = problem_;
   selection_ = detail::connectToX11(problem_);
-  if (selection_ != nullptr) server_ = PasteboardServer::x11;
+  if (selection_ != nullptr) {
+    server_ = PasteboardServer::x11;
+  } else if (problem_ == PasteboardProblem::noDisplay) {
+    problem_ = former;
+  }
 }
 
 }  // namespace Tessaly::inline v1

@@ -2,30 +2,25 @@
 #include "Tessaly/Platform/Linux/X11Selection.hpp"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <future>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Thread.hpp"
+#include "Tessaly/Platform/Linux/SelectionThread.hpp"
 
 // The clipboard as the Inter-Client Communication Conventions Manual, version 2.0, section 2 has it.
 
 namespace Tessaly::inline v1::detail {
 namespace {
 
-constexpr auto longestWait = std::chrono::seconds(2);
 /// A program that asked for much and then takes nothing is forgotten after this time.
 constexpr auto longestPause = std::chrono::seconds(60);
 /// Servers and programs take this much at once without delay.
@@ -36,12 +31,6 @@ struct Free {
 };
 template <typename T>
 using Allocated = std::unique_ptr<T, Free>;
-
-struct Offer {
-  PasteboardContents contents;
-  std::promise<PasteboardProblem> result;
-  std::atomic<bool> isAbandoned{false};
-};
 
 /// Contents on their way, a piece at a time, as fast as the other program deletes them.
 struct Transfer {
@@ -57,59 +46,25 @@ enum AtomName : std::uint8_t { clipboard, targets, timestamp, multiple, atomPair
 constexpr const char* atomNames[] = {"CLIPBOARD", "TARGETS", "TIMESTAMP",   "MULTIPLE",
                                      "ATOM_PAIR", "INCR",    "UTF8_STRING", "TESSALY_TIME"};
 
-class X11Selection final : public DisplaySelection, public std::enable_shared_from_this<X11Selection> {
- public:
-  X11Selection() : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-  ~X11Selection() override { ::close(wake_); }
-
-  /// Connects, on the thread, since a server may accept a connection and then say nothing.
-  PasteboardProblem start() {
-    std::promise<PasteboardProblem> connected;
-    std::future<PasteboardProblem> result = connected.get_future();
-    startLibraryThread("tessaly-x11", [self = shared_from_this(), connected = std::move(connected)]() mutable {
-      self->run(std::move(connected));
-    });
-    if (result.wait_for(longestWait) == std::future_status::ready) return result.get();
-    isLost_ = true;
-    return PasteboardProblem::notAnswering;
-  }
-
-  PasteboardProblem offer(const PasteboardContents& contents) override {
-    const auto offer = std::make_shared<Offer>();
-    offer->contents = contents;
-    std::future<PasteboardProblem> result = offer->result.get_future();
-    {
-      const UnfairLock::Guard guard(lock_);
-      if (isLost_) return PasteboardProblem::displayLost;
-      offers_.push_back(offer);
-    }
-    ::eventfd_write(wake_, 1);
-    if (result.wait_for(longestWait) == std::future_status::ready) return result.get();
-    offer->isAbandoned = true;
-    return PasteboardProblem::notAnswering;
-  }
-  [[nodiscard]] bool isOwner() const override { return isOwner_; }
-  [[nodiscard]] bool isLost() const override { return isLost_; }
-
+class X11Selection final : public SelectionThread {
  private:
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const noexcept { xcb_disconnect(connection); }
   };
 
-  void run(std::promise<PasteboardProblem> connected) {
+  void run(std::promise<PasteboardProblem> connected) override {
     const std::unique_ptr<xcb_connection_t, Disconnect> connection(xcb_connect(nullptr, nullptr));
     connection_ = connection.get();
     if (xcb_connection_has_error(connection_) != 0 || !prepare()) {
-      isLost_ = true;
       connected.set_value(PasteboardProblem::noDisplay);
       return;
     }
     connected.set_value(PasteboardProblem::none);
-    while (!isLost_ && xcb_connection_has_error(connection_) == 0) {
+    while (!isLost() && xcb_connection_has_error(connection_) == 0) {
       handleEvents();
       waitForMore();
     }
-    giveUp();
+    if (current_ != nullptr) current_->result.set_value(PasteboardProblem::displayLost);
   }
 
   bool prepare() {
@@ -133,26 +88,11 @@ class X11Selection final : public DisplaySelection, public std::enable_shared_fr
     return true;
   }
 
-  void giveUp() {
-    isOwner_ = false;
-    std::deque<std::shared_ptr<Offer>> offers;
-    {
-      const UnfairLock::Guard guard(lock_);
-      isLost_ = true;
-      offers = std::move(offers_);
-    }
-    if (current_ != nullptr) offers.push_front(std::move(current_));
-    for (const auto& offer : offers) offer->result.set_value(PasteboardProblem::displayLost);
-  }
-
   void waitForMore() {
     xcb_flush(connection_);
-    pollfd descriptors[] = {{xcb_get_file_descriptor(connection_), POLLIN, 0}, {wake_, POLLIN, 0}};
+    pollfd descriptors[] = {{xcb_get_file_descriptor(connection_), POLLIN, 0}, {wakeDescriptor(), POLLIN, 0}};
     ::poll(descriptors, 2, transfers_.empty() ? -1 : 5000);
-    if (descriptors[1].revents != 0) {
-      eventfd_t ignored = 0;
-      ::eventfd_read(wake_, &ignored);
-    }
+    if (descriptors[1].revents != 0) noteWoken();
     const auto oldest = std::chrono::steady_clock::now() - longestPause;
     std::erase_if(transfers_, [&](const Transfer& transfer) { return transfer.lastSign < oldest; });
   }
@@ -184,19 +124,10 @@ class X11Selection final : public DisplaySelection, public std::enable_shared_fr
 
   /// A change of a property of ours brings the server's time, from which on the clipboard is ours.
   void takeOffer() {
-    while (current_ == nullptr) {
-      {
-        const UnfairLock::Guard guard(lock_);
-        if (offers_.empty()) return;
-        current_ = std::move(offers_.front());
-        offers_.pop_front();
-      }
-      if (current_->isAbandoned) {
-        current_ = nullptr;
-        continue;
-      }
-      xcb_change_property(connection_, XCB_PROP_MODE_APPEND, window_, atoms_[clock], XCB_ATOM_INTEGER, 32, 0, nullptr);
-    }
+    if (current_ != nullptr) return;
+    current_ = nextOffer();
+    if (current_ == nullptr) return;
+    xcb_change_property(connection_, XCB_PROP_MODE_APPEND, window_, atoms_[clock], XCB_ATOM_INTEGER, 32, 0, nullptr);
   }
 
   void own(xcb_timestamp_t now) {
@@ -206,9 +137,9 @@ class X11Selection final : public DisplaySelection, public std::enable_shared_fr
     xcb_set_selection_owner(connection_, window_, atoms_[clipboard], now);
     const Allocated<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(connection_, xcb_get_selection_owner(connection_, atoms_[clipboard]), nullptr));
-    isOwner_ = reply != nullptr && reply->owner == window_;
+    setOwner(reply != nullptr && reply->owner == window_);
     offer->result.set_value(reply == nullptr ? PasteboardProblem::displayLost
-                            : isOwner_       ? PasteboardProblem::none
+                            : isOwner()      ? PasteboardProblem::none
                                              : PasteboardProblem::refused);
   }
 
@@ -217,7 +148,7 @@ class X11Selection final : public DisplaySelection, public std::enable_shared_fr
     const Allocated<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(connection_, xcb_get_selection_owner(connection_, atoms_[clipboard]), nullptr));
     if (reply != nullptr && reply->owner == window_) return;
-    isOwner_ = false;
+    setOwner(false);
     contents_ = {};
   }
 
@@ -328,13 +259,6 @@ class X11Selection final : public DisplaySelection, public std::enable_shared_fr
     return reply->atom;
   }
 
-  const int wake_;
-  std::atomic<bool> isOwner_{false};
-  std::atomic<bool> isLost_{false};
-  UnfairLock lock_;
-  std::deque<std::shared_ptr<Offer>> offers_ TESSALY_GUARDED_BY(lock_);
-
-  // The thread's own.
   xcb_connection_t* connection_ = nullptr;
   xcb_atom_t atoms_[atomCount] = {};
   std::vector<std::pair<const char*, xcb_atom_t>> forms_;
@@ -355,7 +279,7 @@ std::shared_ptr<DisplaySelection> connectToX11(PasteboardProblem& problem) {
     return nullptr;
   }
   auto selection = std::make_shared<X11Selection>();
-  problem = selection->start();
+  problem = selection->start("tessaly-x11");
   if (problem != PasteboardProblem::none) return nullptr;
   return selection;
 }

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
@@ -184,6 +187,76 @@ TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
   server_.signal(SIGCONT);
   PasteboardService::write("again");
   EXPECT_EQ(paste(), "again");
+}
+
+class WaylandPasteboard : public testing::Test {
+ protected:
+  void SetUp() override {
+    ::chmod(folder_.path().c_str(), 0700);
+    ::setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
+    for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY", "WAYLAND_SOCKET"}) ::unsetenv(name);
+    std::ofstream(folder_.path() + "/config") << "xwayland disable\n";
+    for (const auto& [name, value] : {std::pair("WLR_BACKENDS", "headless"), std::pair("WLR_RENDERER", "pixman"),
+                                      std::pair("WLR_LIBINPUT_NO_DEVICES", "1")})
+      ::setenv(name, value, 1);
+    const std::string log = folder_.path() + "/sway.log";
+    compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log);
+    if (!comesTrue([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
+      GTEST_SKIP() << "sway does not run here: " << Tests::contentsOf(log);
+    ::setenv("WAYLAND_DISPLAY", "wayland-1", 1);
+    if (Tests::Process({"wl-paste", "--version"}).wait() != 0) GTEST_SKIP() << "wl-clipboard is not installed";
+  }
+
+  std::string paste(const std::string& form = "text/plain;charset=utf-8") {
+    const std::string file = folder_.path() + "/pasted";
+    Tests::Process reader({"timeout", "8", "wl-paste", "-n", "-t", form}, file);
+    return reader.wait() == 0 ? Tests::contentsOf(file) : "failed";
+  }
+
+  TessalyTests::TemporaryFolder folder_;
+  Tests::Process compositor_;
+};
+
+TEST_F(WaylandPasteboard, AnotherProgramPastesTheText) {
+  PasteboardService::write("Grüße, 世界");
+  EXPECT_EQ(PasteboardBackend::current().status(),
+            (PasteboardStatus{PasteboardServer::wayland, PasteboardProblem::none, true}));
+  EXPECT_EQ(paste(), "Grüße, 世界");
+  EXPECT_EQ(paste("text/plain"), "Grüße, 世界");
+}
+
+TEST_F(WaylandPasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
+  PasteboardService::write("earlier");
+  PasteboardService::write(URL::from("https://example.com/a").value());
+  EXPECT_EQ(paste("text/uri-list"), "https://example.com/a\r\n");
+  EXPECT_EQ(paste(), "https://example.com/a");
+}
+
+TEST_F(WaylandPasteboard, LargeContentsArriveWhole) {
+  std::string large;
+  while (large.size() < 5'000'000) large += std::to_string(large.size()) + ' ';
+  PasteboardService::write(large);
+  EXPECT_TRUE(paste() == large);
+}
+
+TEST_F(WaylandPasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
+  PasteboardService::write("ours");
+  ASSERT_EQ(paste(), "ours");
+  const Tests::Process other({"wl-copy", "-f", "theirs"});
+  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  EXPECT_EQ(paste(), "theirs");
+  PasteboardService::write("ours again");
+  EXPECT_EQ(paste(), "ours again");
+}
+
+TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {
+  PasteboardService::write("lost");
+  ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
+  compositor_.end();
+  EXPECT_TRUE(
+      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+  PasteboardService::write("nowhere");
+  EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::noDisplay);
 }
 
 TEST(NoDisplay, IsAFailureWithItsReason) {
