@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -200,7 +201,11 @@ class WaylandPasteboard : public testing::Test {
                                       std::pair("WLR_LIBINPUT_NO_DEVICES", "1")})
       ::setenv(name, value, 1);
     const std::string log = folder_.path() + "/sway.log";
-    compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log);
+    // It refuses to run for root.
+    constexpr uid_t nobody = 65534;
+    const uid_t user = ::getuid() == 0 ? nobody : 0;
+    if (user != 0) ASSERT_EQ(::chown(folder_.path().c_str(), user, user), 0);
+    compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log, user);
     if (!comesTrue([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
       GTEST_SKIP() << "sway does not run here: " << Tests::contentsOf(log);
     ::setenv("WAYLAND_DISPLAY", "wayland-1", 1);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,18 +37,18 @@ inline std::string contentsOf(const std::string& path) {
 class Process {
  public:
   Process() = default;
-  /// Standard output and error go to the file.
+  /// Standard output and error go to the file. Another user's group has the user's number.
   explicit Process(std::vector<std::string> arguments, const std::string& output = "/dev/null", uid_t user = 0) {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     pid_ = ::fork();
     if (pid_ != 0) return;
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     ::dup2(file, STDOUT_FILENO);
     ::dup2(file, STDERR_FILENO);
-    if (user != 0 && ::setuid(user) != 0) ::_exit(126);
+    if (user != 0 && (::setgroups(0, nullptr) != 0 || ::setgid(user) != 0 || ::setuid(user) != 0)) ::_exit(126);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // A change of the user would take it back.
     ::execvp(pointers[0], pointers.data());
     ::_exit(127);
   }
