@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Chapters.hpp"
+#include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Device/DeviceBackend.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
