@@ -129,11 +129,13 @@ class WaylandSelection final : public SelectionThread {
     if (interface == wl_seat_interface.name && seat_ == nullptr) seat_ = bind(wl_seat_interface, 1);
   }
 
-  // What others offer is of no interest.
-  static void onDataOffer(void*, wl_proxy*, wl_proxy* offer) {
+  static void onDataOffer(void*, wl_proxy*, wl_proxy*) {}
+  // What others offer is of no interest. It is destroyed only here, since the library would leak an offer that is gone
+  // before the event which names it.
+  static void onSelection(void*, wl_proxy*, wl_proxy* offer) {
+    if (offer == nullptr) return;
     wl_proxy_marshal_flags(offer, destroyOffer, nullptr, wl_proxy_get_version(offer), WL_MARSHAL_FLAG_DESTROY);
   }
-  static void onSelection(void*, wl_proxy*, wl_proxy*) {}
   static void onFinished(void* self, wl_proxy*) { static_cast<WaylandSelection*>(self)->isFinished_ = true; }
 
   static void onSend(void* data, wl_proxy*, const char* form, std::int32_t descriptor) {

@@ -53,7 +53,7 @@ class X11Selection final : public SelectionThread {
   };
 
   void run(std::promise<PasteboardProblem> connected) override {
-    const std::unique_ptr<xcb_connection_t, Disconnect> connection(xcb_connect(nullptr, nullptr));
+    const std::unique_ptr<xcb_connection_t, Disconnect> connection(connect());
     connection_ = connection.get();
     if (xcb_connection_has_error(connection_) != 0 || !prepare()) {
       connected.set_value(PasteboardProblem::noDisplay);
@@ -65,6 +65,13 @@ class X11Selection final : public SelectionThread {
       waitForMore();
     }
     if (current_ != nullptr) current_->result.set_value(PasteboardProblem::displayLost);
+  }
+
+  /// One at a time: the library that looks up how to authenticate has a buffer that all threads share.
+  static xcb_connection_t* connect() {
+    static constinit UnfairLock lock;
+    const UnfairLock::Guard guard(lock);
+    return xcb_connect(nullptr, nullptr);
   }
 
   bool prepare() {
