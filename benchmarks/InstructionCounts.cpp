@@ -7,10 +7,14 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 #include <thread>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Observation/Property.hpp"
 #include "Tessaly/Platform/Tasks/Async.hpp"
 #include "Tessaly/Platform/Tasks/AsyncStream.hpp"
 #include "Tessaly/Platform/Tasks/Cancellation.hpp"
@@ -120,6 +124,39 @@ void yieldToWaitingConsumer(int count) {
   });
 }
 
+struct Numbers {
+  Property<std::int64_t> value = 0;
+};
+
+void setProperty(int count) {
+  Property<std::int64_t> number = 0;
+  auto* escaped = &number;
+  benchmark::DoNotOptimize(escaped);
+  for (int i = 0; i < count; ++i) {
+    *escaped = i;
+    benchmark::ClobberMemory();
+  }
+}
+
+void trackAndSet(int count) {
+  std::int64_t calls = 0;
+  Property<std::int64_t> number = 0;
+  for (int i = 0; i < count; ++i) {
+    withObservationTracking([&] { return number.value(); }, [&] { ++calls; });
+    number = i;
+  }
+  benchmark::DoNotOptimize(calls);
+}
+
+void setObserved(int count) {
+  std::int64_t calls = 0;
+  const auto numbers = std::make_shared<Numbers>();
+  const auto observation =
+      observe(numbers, keyPath<&Numbers::value>, NSKeyValueObservingOptions::none, [&](const auto&) { ++calls; });
+  for (int i = 0; i < count; ++i) numbers->value = i;
+  benchmark::DoNotOptimize(calls);
+}
+
 struct Operation {
   std::string_view name;
   void (*perform)(int count);
@@ -131,6 +168,9 @@ constexpr Operation operations[] = {
     {"yield, without the pool's queue", yield},
     {"create and await a task, without the pool's queue", awaitTask},
     {"cancellation handler around an Async", handleCancellation},
+    {"property: set, untracked", setProperty},
+    {"property: track, set, be called", trackAndSet},
+    {"property: set, observed", setObserved},
     {"stream: yield then next", yieldThenNext},
     {"stream: yield to a waiting consumer, and yield to it", yieldToWaitingConsumer},
 };

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Collections/detail/Boxed.hpp"
 #include "Tessaly/Collections/detail/ReferenceCount.hpp"
 
 namespace Tessaly::inline v1 {
@@ -20,7 +21,7 @@ namespace Tessaly::inline v1 {
 ///
 /// Enqueueing and dequeueing take amortised constant time on contiguous memory. Copies share the elements until one of
 /// them is written. Prefer `RingArray` where the length is bounded, `std::queue` where single operations must not take
-/// O(n) now and then.
+/// O(n) now and then. Elements of more than 256 bytes get an allocation each.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -64,7 +65,7 @@ class FIFOStack {
   friend void swap(FIFOStack& left, FIFOStack& right) noexcept { left.swap(right); }
 
   /// Adds an element behind all others. Amortised O(1).
-  void enqueue(Element element) { writableStacks().right.push_back(std::move(element)); }
+  void enqueue(Element element) { writableStacks().right.emplace_back(std::move(element)); }
 
   /// Adds the elements of a range, in its order, behind all others. If reading it throws, those read so far are there.
   template <std::ranges::input_range Elements>
@@ -79,7 +80,7 @@ class FIFOStack {
     if (isEmpty()) return std::nullopt;
     Stacks& stacks = writableStacks();
     if (stacks.left.empty()) stacks.flip();
-    std::optional<Element> first(std::move(stacks.left.back()));
+    std::optional<Element> first(std::move(valueOf(stacks.left.back())));
     stacks.left.pop_back();
     return first;
   }
@@ -94,13 +95,28 @@ class FIFOStack {
   std::vector<Element> removeAll() {
     if (isEmpty()) return {};
     Stacks& stacks = writableStacks();
-    std::vector<Element> all = std::move(stacks.left);
-    all.insert(all.end(), std::make_move_iterator(stacks.right.begin()), std::make_move_iterator(stacks.right.end()));
+    std::vector<Element> all;
+    all.reserve(stacks.left.size() + stacks.right.size());
+    for (std::vector<Slot>* stack : {&stacks.left, &stacks.right}) {
+      for (Slot& slot : *stack) all.push_back(std::move(valueOf(slot)));
+    }
     *this = FIFOStack();
     return all;
   }
 
  private:
+  /// Elements are moved as often as their stack grows, and once from one to the other: large ones stay where they are.
+  static constexpr bool isLarge = sizeof(Element) > 256;
+  using Slot = std::conditional_t<isLarge, detail::Boxed<Element>, Element>;
+
+  static Element& valueOf(Slot& slot) noexcept {
+    if constexpr (isLarge) {
+      return slot.value();
+    } else {
+      return slot;
+    }
+  }
+
   struct Stacks {
     Stacks() = default;
     Stacks(const Stacks& other)
@@ -108,29 +124,33 @@ class FIFOStack {
         : left(other.left), right(other.right) {}
 
     void flip() {
-      if (std::is_nothrow_move_constructible_v<Element> && isWorthKeeping(left, right.size())) {
+      if (std::is_nothrow_move_constructible_v<Slot> && isWorthKeeping(left, right.size())) {
         left.assign(std::make_move_iterator(right.rbegin()), std::make_move_iterator(right.rend()));
       } else {
-        std::vector<Element> reversed;
+        std::vector<Slot> reversed;
         reversed.reserve(right.size());
-        for (Element& element : right | std::views::reverse) reversed.push_back(std::move_if_noexcept(element));
+        for (Slot& slot : right | std::views::reverse) reversed.push_back(std::move_if_noexcept(slot));
         left.swap(reversed);
       }
       right.clear();
-      if (!isWorthKeeping(right, 0)) std::vector<Element>().swap(right);
+      if (!isWorthKeeping(right, 0)) {
+        std::vector<Slot> small;
+        small.reserve(keptBytes / sizeof(Slot));
+        right.swap(small);
+      }
     }
-    static bool isWorthKeeping(const std::vector<Element>& stack, std::size_t neededCount) {
-      return stack.capacity() * sizeof(Element) <= keptBytes || stack.capacity() / 2 <= neededCount;
+    static bool isWorthKeeping(const std::vector<Slot>& stack, std::size_t neededCount) {
+      return stack.capacity() * sizeof(Slot) <= keptBytes || stack.capacity() / 2 <= neededCount;
     }
 
     detail::ReferenceCount references;
-    std::vector<Element> left;
-    std::vector<Element> right;
+    std::vector<Slot> left;
+    std::vector<Slot> right;
   };
 
   /// A stack this small keeps its memory when it is emptied: a queue that holds a few elements at a time would
   /// otherwise allocate for each.
-  static constexpr std::size_t keptBytes = 1'024;
+  static constexpr std::size_t keptBytes = 4'096;
 
   Stacks& writableStacks() {
     if (stacks_ == nullptr) [[unlikely]] {

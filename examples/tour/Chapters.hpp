@@ -9,7 +9,11 @@ void tellOfTheApplication(Narrator& narrator);
 void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
+void tellOfObservation(Narrator& narrator);
+void tellOfCollections(Narrator& narrator);
+void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 void tellOfTheDesktop(Narrator& narrator);
+void tellOfTexts(Narrator& narrator);
 
 }  // namespace Tour

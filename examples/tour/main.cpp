@@ -21,8 +21,12 @@ constexpr Chapter chapters[] = {
     {"Work on the pool", Tour::tellOfThePool},
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
+    {"A player that is followed", Tour::tellOfObservation},
+    {"Histories, queues, chunks", Tour::tellOfCollections},
+    {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
     {"Services of the desktop", Tour::tellOfTheDesktop},
+    {"Texts, versions and lists", Tour::tellOfTexts},
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <list>
 #include <memory>
 #include <random>
@@ -156,6 +157,29 @@ TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(queue.dequeue()->number, i);
     EXPECT_TRUE(queue.isEmpty());
   }
+}
+
+TEST(FIFOStack, HoldsLargeElementsWithoutMovingThemAgainAndAgain) {
+  struct Large {
+    explicit Large(int number) : number(number) {}
+    Large(const Large&) = default;
+    Large(Large&& other) noexcept : number(other.number) { ++moves(); }
+    Large& operator=(const Large&) = default;
+    static int& moves() {
+      static int count = 0;
+      return count;
+    }
+    int number;
+    std::array<char, 4'096> bytes{};
+  };
+  FIFOStack<Large> queue;
+  for (int i = 0; i < 100; ++i) queue.enqueue(Large(i));
+  EXPECT_LE(Large::moves(), 200);
+  FIFOStack<Large> copy = queue;
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(queue.dequeue()->number, i);
+  EXPECT_EQ(copy.dequeue()->number, 0);
+  EXPECT_EQ(queue.removeAll().back().number, 50);
+  EXPECT_EQ(copy.removeAll().size(), 99u);
 }
 
 TEST(FIFOStack, EndsElementsAsTheyLeave) {

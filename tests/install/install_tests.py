@@ -62,6 +62,8 @@ def installs():
     found = headers(PREFIX / "include")
     check(found == public, f"Headers too many or too few: {found ^ public}")
     check((PREFIX / "lib/cmake/Tessaly/TessalyBundle.cmake").exists(), "tessaly_bundle() is missing")
+    said = run(PREFIX / "bin/tessaly", "--help")
+    check(said.startswith("Usage: tessaly"), f"The companion said {said!r}")
     libraries = sorted((PREFIX / "lib").glob("libTessaly*.so"))
     check(libraries, "No library")
     for library in libraries:
@@ -118,6 +120,8 @@ def moved():
     other = WORK / "moved"
     shutil.rmtree(other, ignore_errors=True)
     shutil.copytree(PREFIX, other, symlinks=True)
+    said = run(other / "bin/tessaly", "--help")
+    check(said.startswith("Usage: tessaly"), f"The companion said {said!r}")
     configure("moved-package", "-DHOST_FINDS=Concurrency;Base", prefix=other)
     build_and_run("moved-package")
     flags = run("pkg-config", "--cflags", "tessaly", PKG_CONFIG_PATH=str(other / "lib/pkgconfig")).split()

@@ -51,7 +51,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
       }
       return waiting.round;
     });
-    auto tracking = installTracking(accesses, [cell = cell_, storage = weak_from_this(), round] {
+    auto tracking = installCancellableTracking(accesses, [cell = cell_, storage = weak_from_this(), round] {
       cell->endRound(round);
       if (const auto self = storage.lock()) self->clearTask(round);
     });

@@ -219,7 +219,12 @@ class Reader {
     for (std::size_t i = 0; i < size; ++i) {
       const std::string* key = element(i).text();
       if (key == nullptr) fail("has a key that is no text", offset);
-      dictionary.insert_or_assign(*key, element(size + i));
+      const PropertyList& value = element(size + i);
+      if (dictionary.empty() || dictionary.rbegin()->first < *key) {
+        dictionary.emplace_hint(dictionary.end(), *key, value);  // Most writers sort their keys.
+      } else {
+        dictionary.insert_or_assign(*key, value);
+      }
     }
     object.value.emplace(std::move(dictionary));
   }

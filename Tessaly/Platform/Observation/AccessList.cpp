@@ -17,17 +17,16 @@ std::size_t hashAddress(const ObservationPoint* point) noexcept {
 }  // namespace
 
 Access* AccessList::find(ObservationPoint& point) noexcept {
-  if (index_.empty()) {
-    Access* const accesses = more_.empty() ? few_.data() : more_.data();
+  if (many_ == nullptr) {
     // Newest first: a function that reads in a loop reads the same again.
     for (std::size_t i = count_; i-- > 0;) {
-      if (accesses[i].point == &point) return &accesses[i];
+      if (few_[i].point == &point) return &few_[i];
     }
     return nullptr;
   }
-  const std::size_t mask = index_.size() - 1;
-  for (std::size_t slot = hashAddress(&point) & mask; index_[slot] != 0; slot = (slot + 1) & mask) {
-    Access& access = more_[index_[slot] - 1];
+  const std::size_t mask = many_->index.size() - 1;
+  for (std::size_t slot = hashAddress(&point) & mask; many_->index[slot] != 0; slot = (slot + 1) & mask) {
+    Access& access = many_->accesses[many_->index[slot] - 1];
     if (access.point == &point) return &access;
   }
   return nullptr;
@@ -39,38 +38,37 @@ void AccessList::add(ObservationPoint& point) {
 }
 
 void AccessList::addOnce(ObservationPoint& point, std::uint64_t version) {
-  if (count_ < inlineCount && more_.empty()) {
+  if (count_ < inlineCount && many_ == nullptr) {
     few_[count_] = {&point, version};
   } else {
-    if (more_.empty()) more_.assign(few_.begin(), few_.end());
-    more_.push_back({&point, version});
+    if (many_ == nullptr) {
+      auto many = std::make_unique<Many>();
+      many->accesses.assign(few_.begin(), few_.end());
+      many->index.assign(8 * inlineCount, 0);
+      many_ = std::move(many);
+      for (std::size_t position = 0; position < count_; ++position) insertIntoIndex(position);
+    }
+    if (2 * (count_ + 1) > many_->index.size()) rebuildIndex();
+    many_->accesses.push_back({&point, version});
+    insertIntoIndex(count_);
   }
   ++count_;
   point.retain();
-  if (count_ <= 2 * inlineCount) return;
-  if (2 * count_ > index_.size()) {
-    rebuildIndex();
-  } else {
-    insertIntoIndex(count_ - 1);
-  }
 }
 
 void AccessList::rebuildIndex() {
-  index_.assign(std::max<std::size_t>(8 * inlineCount, 2 * index_.size()), 0);
+  many_->index.assign(2 * many_->index.size(), 0);
   for (std::size_t position = 0; position < count_; ++position) insertIntoIndex(position);
 }
 
 void AccessList::insertIntoIndex(std::size_t position) noexcept {
-  const std::size_t mask = index_.size() - 1;
-  std::size_t slot = hashAddress(more_[position].point) & mask;
-  while (index_[slot] != 0) slot = (slot + 1) & mask;
-  index_[slot] = static_cast<std::uint32_t>(position) + 1;
+  const std::size_t mask = many_->index.size() - 1;
+  std::size_t slot = hashAddress(many_->accesses[position].point) & mask;
+  while (many_->index[slot] != 0) slot = (slot + 1) & mask;
+  many_->index[slot] = static_cast<std::uint32_t>(position) + 1;
 }
 
-void AccessList::end() {
-  if (std::exchange(hasEnded_, true)) return;
-  currentAccessList = outer_;
-  if (outer_ == nullptr) return;
+void AccessList::mergeIntoOuter() {
   for (std::size_t i = 0; i < count_; ++i) {
     const Access& access = accesses()[i];
     if (outer_->find(*access.point) == nullptr) outer_->addOnce(*access.point, access.version);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -39,7 +40,11 @@ class TESSALY_EXPORT AccessList {
 
   void add(ObservationPoint& point);
   /// Stops recording.
-  void end();
+  void end() {
+    if (std::exchange(hasEnded_, true)) return;
+    currentAccessList = outer_;
+    if (outer_ != nullptr) mergeIntoOuter();
+  }
   /// A change by this thread is none that its own function missed.
   void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
 
@@ -51,21 +56,28 @@ class TESSALY_EXPORT AccessList {
  private:
   static constexpr std::size_t inlineCount = 8;
 
-  [[nodiscard]] const Access* accesses() const noexcept { return more_.empty() ? few_.data() : more_.data(); }
+  /// Where all accesses are once they are more than a few.
+  struct Many {
+    std::vector<Access> accesses;
+    /// Positions in `accesses` plus one, by the point's address; open addressing, never more than half full.
+    std::vector<std::uint32_t> index;
+  };
+
+  [[nodiscard]] const Access* accesses() const noexcept {
+    return many_ == nullptr ? few_.data() : many_->accesses.data();
+  }
   [[nodiscard]] Access* find(ObservationPoint& point) noexcept;
   void addOnce(ObservationPoint& point, std::uint64_t version);
   void rebuildIndex();
   void insertIntoIndex(std::size_t position) noexcept;
   void releaseAll() noexcept;
+  void mergeIntoOuter();
 
   AccessList* outer_;
   bool hasEnded_ = false;
   std::size_t count_ = 0;
   std::array<Access, inlineCount> few_;
-  /// All of them, once they are more than a few.
-  std::vector<Access> more_;
-  /// Positions in `more_` plus one, by the point's address; open addressing, never more than half full.
-  std::vector<std::uint32_t> index_;
+  std::unique_ptr<Many> many_;
 };
 
 /// Keeps what is called meanwhile (handlers, not the tracked function) out of this thread's lists.

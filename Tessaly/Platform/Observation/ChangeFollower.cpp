@@ -37,7 +37,8 @@ void ChangeFollower::step(Occasion occasion) {
 void ChangeFollower::install(AccessList& accesses) {
   if (accesses.count() == 0) return;
   auto onChange = [self = shared_from_this()] { self->step(Occasion::change); };
-  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<decltype(onChange)>(std::move(onChange)));
+  auto tracking =
+      TaskReference<Tracking>::adopt(new HandlerTracking<decltype(onChange)>(accesses, std::move(onChange)));
   TaskReference<Tracking> last;
   {
     UnfairLock::Guard guard(lock_);
@@ -45,12 +46,13 @@ void ChangeFollower::install(AccessList& accesses) {
     isInstalling_ = true;
     last = std::exchange(tracking_, tracking);
   }
+  tracking->retain();
   tracking->install(accesses, Tracking::Moment::afterTheChange);
   UnfairLock::Guard guard(lock_);
   isInstalling_ = false;
 }
 
-void ChangeFollower::stop() noexcept {
+void ChangeFollower::cancel() noexcept {
   TaskReference<Tracking> tracking;
   {
     UnfairLock::Guard guard(lock_);
@@ -58,6 +60,10 @@ void ChangeFollower::stop() noexcept {
     tracking = std::move(tracking_);
   }
   if (tracking) tracking->cancel();
+}
+
+void ChangeFollower::stop() noexcept {
+  cancel();
   waiters_.fetch_add(1, std::memory_order_seq_cst);
   const std::uint32_t self = currentThreadIdentifier();
   for (std::uint32_t thread = thread_.load(std::memory_order_seq_cst); thread != 0 && thread != self;

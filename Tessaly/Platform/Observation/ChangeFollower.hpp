@@ -31,7 +31,9 @@ class TESSALY_EXPORT ChangeFollower : public std::enable_shared_from_this<Change
     const WithoutTracking untracked;
     step(Occasion::start);
   }
-  /// Ends it. No step begins afterwards, and one on another thread is waited for; one further up on this thread is not.
+  /// Ends it. No step begins afterwards; one may be under way.
+  void cancel() noexcept;
+  /// The same, and waits for a step that is under way on another thread.
   void stop() noexcept;
 
  protected:

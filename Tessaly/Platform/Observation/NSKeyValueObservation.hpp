@@ -90,9 +90,9 @@ class NSKeyValueObservation {
 namespace detail {
 
 template <typename Object, typename Root, typename Value, typename Handler>
-class KeyValueObserver final : public ChangeFollower {
+class PropertyObserver final : public ChangeFollower {
  public:
-  KeyValueObserver(const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath,
+  PropertyObserver(const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath,
                    NSKeyValueObservingOptions options, Handler handler)
       : object_(object), keyPath_(keyPath), options_(options), handler_(std::move(handler)) {}
 
@@ -142,7 +142,7 @@ template <typename Object, typename Root, typename Value, typename Handler>
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(
     const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath, NSKeyValueObservingOptions options,
     Handler handler) {
-  const auto observer = std::make_shared<detail::KeyValueObserver<Object, Root, Value, Handler>>(
+  const auto observer = std::make_shared<detail::PropertyObserver<Object, Root, Value, Handler>>(
       object, keyPath, options, std::move(handler));
   observer->start();
   return NSKeyValueObservation(observer);

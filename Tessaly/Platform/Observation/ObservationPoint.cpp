@@ -5,22 +5,38 @@
 
 namespace Tessaly::inline v1::detail {
 
-bool ObservationPoint::link(Registration& registration, Registration::List list) noexcept {
+ObservationPoint::Link ObservationPoint::link(Registration& registration, Version version, Moment moment) noexcept {
   UnfairLock::Guard guard(lock_);
-  if (hasEnded_ || registration.tracking->isFired()) return false;
+  const Version before = this->version();
+  const bool wasChanging = isChanging(before);
+  if (!wasChanging && before != version) return Link::changed;
+  if (hasEnded_) return before == version ? Link::ended : Link::changed;
+  const auto list =
+      wasChanging || moment == Moment::afterTheChange ? Registration::List::after : Registration::List::before;
   std::atomic<Registration*>& head = this->head(list);
   Registration* const first = head.load(std::memory_order_relaxed);
-  registration.list = list;
   registration.previous = nullptr;
   registration.next = first;
   if (first != nullptr) first->previous = &registration;
+  registration.list = list;
   head.store(&registration, std::memory_order_seq_cst);
-  return true;
+  const bool isFired = registration.tracking->isFired();
+  const Version after = this->version();
+  // A change that began since will find the registration among those to be called after it.
+  const bool isUnchanged = after == before || (list == Registration::List::after && isChanging(after));
+  if (isUnchanged && !isFired) return Link::made;
+  remove(registration);
+  return isFired ? Link::fired : Link::changed;
 }
 
 bool ObservationPoint::unlink(Registration& registration) noexcept {
   UnfairLock::Guard guard(lock_);
   if (registration.list == Registration::List::none) return false;
+  remove(registration);
+  return true;
+}
+
+void ObservationPoint::remove(Registration& registration) noexcept {
   if (registration.next != nullptr) registration.next->previous = registration.previous;
   if (registration.previous != nullptr) {
     registration.previous->next = registration.next;
@@ -28,7 +44,6 @@ bool ObservationPoint::unlink(Registration& registration) noexcept {
     head(registration.list).store(registration.next, std::memory_order_relaxed);
   }
   registration.list = Registration::List::none;
-  return true;
 }
 
 void ObservationPoint::fire(std::atomic<Registration*>& list) noexcept {
@@ -43,7 +58,7 @@ void ObservationPoint::fire(std::atomic<Registration*>& list) noexcept {
   while (taken != nullptr) {
     Tracking& tracking = *taken->tracking;
     taken = taken->next;
-    tracking.fire();
+    tracking.fireTaken();
     tracking.release();
   }
 }

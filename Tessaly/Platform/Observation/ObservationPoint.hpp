@@ -21,6 +21,7 @@ struct Registration {
   Tracking* tracking = nullptr;
   Registration* next = nullptr;
   Registration* previous = nullptr;
+  /// Under the point's lock.
   List list = List::none;
 };
 
@@ -28,9 +29,9 @@ struct Registration {
 /// property keeps it from then on, and so does every tracking that read it.
 ///
 /// The version word counts the changes that have begun and those that are under way. Reading records it; a tracking
-/// that is installed compares, so that no change by another thread is lost between the two. The words are exchanged in
-/// one total order with the heads of the lists: either who changes sees the registration, or who registers sees the
-/// changed word (Dekker's argument).
+/// that is installed compares, so that no change by another thread is lost between the two. Who changes writes the word
+/// and then reads the heads of the lists, who registers does it the other way round, all in one total order: one of
+/// them sees the other (Dekker's argument).
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -76,8 +77,13 @@ class TESSALY_EXPORT ObservationPoint {
   /// The property's end: one last change.
   void end() noexcept;
 
-  /// Adds a registration to a list. False if the tracking was fired meanwhile or the point has ended.
-  [[nodiscard]] bool link(Registration& registration, Registration::List list) noexcept;
+  enum class Link : std::uint8_t { made, changed, fired, ended };
+  /// When a registration wants to be called.
+  enum class Moment : std::uint8_t { beforeTheChange, afterTheChange };
+
+  /// Adds a registration, of a reading at a version, to the list that it belongs to. It is not added if the point was
+  /// changed since, if the tracking was fired from another point, or if this point has ended with that version.
+  [[nodiscard]] Link link(Registration& registration, Version version, Moment moment) noexcept;
   /// True if it was in a list.
   bool unlink(Registration& registration) noexcept;
 
@@ -90,6 +96,7 @@ class TESSALY_EXPORT ObservationPoint {
 
   ~ObservationPoint() = default;
   void fire(std::atomic<Registration*>& list) noexcept;
+  void remove(Registration& registration) noexcept TESSALY_REQUIRES(lock_);
   void noteOwnChange(Version before, Version after) noexcept;
   std::atomic<Registration*>& head(Registration::List list) noexcept {
     return list == Registration::List::before ? before_ : after_;

@@ -14,11 +14,20 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Has the handler called at the first change of what an ended list holds. Null if that is nothing.
+/// Has the handler called at the first change of what an ended list holds.
 template <typename OnChange>
-TaskReference<Tracking> installTracking(AccessList& accesses, OnChange onChange) {
+void installTracking(AccessList& accesses, OnChange onChange) {
+  if (accesses.count() == 0) return;
+  auto* const tracking = new HandlerTracking<OnChange>(accesses, std::move(onChange));
+  tracking->install(accesses, Tracking::Moment::beforeTheChange);
+}
+
+/// The same, to be cancelled. Null if the list holds nothing.
+template <typename OnChange>
+[[nodiscard]] TaskReference<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
-  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(std::move(onChange)));
+  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
+  tracking->retain();
   tracking->install(accesses, Tracking::Moment::beforeTheChange);
   return tracking;
 }

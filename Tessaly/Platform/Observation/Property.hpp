@@ -277,4 +277,27 @@ class Property {
   detail::LazyObservationPoint point_;
 };
 
+// For texts, whose own operators are templates and look through no conversion.
+template <typename Value, typename Other>
+  requires(std::is_class_v<Value> && !detail::isProperty<Other>)
+auto operator+(const Property<Value>& left, const Other& right)
+  requires requires(const Value& value) { value + right; }
+{
+  return left.value() + right;
+}
+template <typename Value, typename Other>
+  requires(std::is_class_v<Value> && !detail::isProperty<Other>)
+auto operator+(const Other& left, const Property<Value>& right)
+  requires requires(const Value& value) { left + value; }
+{
+  return left + right.value();
+}
+template <typename Value, typename Other>
+  requires(std::is_class_v<Value>)
+auto operator+(const Property<Value>& left, const Property<Other>& right)
+  requires requires(const Value& value, const Other& other) { value + other; }
+{
+  return left.value() + right.value();
+}
+
 }  // namespace Tessaly::inline v1

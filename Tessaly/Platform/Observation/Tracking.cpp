@@ -3,47 +3,61 @@
 
 namespace Tessaly::inline v1::detail {
 
-Tracking::~Tracking() {
-  for (std::size_t i = 0; i < count_; ++i) registrations()[i].point->release();
+Tracking::Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
+  if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
 }
 
-void Tracking::install(AccessList& accesses, Moment moment) {
-  const std::size_t count = accesses.count();
-  if (count > 1) many_ = std::make_unique<Registration[]>(count);
+Tracking::~Tracking() {
+  if (count_ == 1) [[likely]] {
+    if (one_.point != nullptr) one_.point->release();
+    return;
+  }
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (ObservationPoint* const point = registrations()[i].point) point->release();
+  }
+}
+
+void Tracking::install(AccessList& accesses, Moment moment) noexcept {
+  if (count_ == 1) [[likely]] {
+    one_.point = accesses[0].point;
+    one_.tracking = this;
+    accesses.surrender();
+    const ObservationPoint::Link link = one_.point->link(one_, accesses[0].version, moment);
+    if (link == ObservationPoint::Link::made) return;  // From here on this may be gone.
+    if (link == ObservationPoint::Link::changed) fire();
+    release();
+  } else {
+    installMany(accesses, moment);
+  }
+}
+
+void Tracking::installMany(AccessList& accesses, Moment moment) noexcept {
+  const std::size_t count = count_;
   for (std::size_t i = 0; i < count; ++i) {
     registrations()[i].point = accesses[i].point;
     registrations()[i].tracking = this;
   }
-  count_ = static_cast<std::uint32_t>(count);
-  bool isUnchanged = true;
-  for (std::size_t i = 0; i < count && isUnchanged; ++i) {
-    isUnchanged = installOne(registrations()[i], accesses[i].version, moment);
+  references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
+  // Each registration that is in its list has its reference. Once the last one is, this may be gone.
+  std::size_t kept = 0;
+  bool isChanged = false;
+  std::size_t i = 0;
+  for (; i < count; ++i) {
+    const ObservationPoint::Link link = accesses[i].point->link(registrations()[i], accesses[i].version, moment);
+    if (link == ObservationPoint::Link::made) continue;
+    if (link != ObservationPoint::Link::ended) {
+      isChanged = link == ObservationPoint::Link::changed;
+      break;
+    }
+    ++kept;
   }
+  kept += count - i;
   accesses.surrender();
-  if (!isUnchanged) fire();
-}
-
-bool Tracking::installOne(Registration& registration, std::uint64_t version, Moment moment) noexcept {
-  ObservationPoint& point = *registration.point;
-  const std::uint64_t before = point.version();
-  const bool isChanging = ObservationPoint::isChanging(before);
-  if (!isChanging && before != version) return false;
-  const auto list =
-      isChanging || moment == Moment::afterTheChange ? Registration::List::after : Registration::List::before;
-  retain();
-  if (!point.link(registration, list)) {
-    release();
-    // The tracking was fired from another point, or this one has ended: by another thread, or else with its version
-    // noted.
-    return point.version() == version;
-  }
-  const std::uint64_t after = point.version();
-  // A change that began once the registration was in the list of those who are called after it will find it there.
-  return after == before || (list == Registration::List::after && ObservationPoint::isChanging(after));
+  if (isChanged) fire();
+  for (; kept > 0; --kept) release();
 }
 
 void Tracking::finish(Finish finish) noexcept {
-  retain();  // The caller's reference may be one of those that are given up here.
   const WithoutTracking untracked;
   std::uint32_t given = 0;
   for (std::size_t i = 0; i < count_; ++i) {
@@ -51,7 +65,6 @@ void Tracking::finish(Finish finish) noexcept {
   }
   finishHandler(finish);
   for (; given > 0; --given) release();
-  release();
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -11,71 +11,93 @@
 #include "Tessaly/Platform/Base/Export.hpp"
 #include "Tessaly/Platform/Observation/AccessList.hpp"
 #include "Tessaly/Platform/Observation/ObservationPoint.hpp"
+#include "Tessaly/Platform/Tasks/FramePool.hpp"
 #include "Tessaly/Platform/Tasks/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// A handler that waits for the first change of any of several points: registered in each of them, called once.
 ///
-/// Reference-counted: each registration that is in a list is worth a reference, and so is whoever installs or keeps it.
+/// Reference-counted: each registration that is in a list is worth a reference, and so is what keeps it. Its memory
+/// comes from the lists that coroutine frames come from.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Tracking {
  public:
-  /// When the handler is called.
-  enum class Moment : std::uint8_t { beforeTheChange, afterTheChange };
+  using Moment = ObservationPoint::Moment;
+
+  static void* operator new(std::size_t size) { return allocateFrame(size); }
+  static void operator delete(void* memory, std::size_t size) noexcept { freeFrame(memory, size); }
 
   Tracking(const Tracking&) = delete;
   Tracking& operator=(const Tracking&) = delete;
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
-    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (isSoleReference() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
   /// Takes the points over from an ended list and registers in each. If one was changed by another thread since it was
-  /// read, the handler is called at once; if a change of it is under way, after that. Called once.
-  void install(AccessList& accesses, Moment moment);
-  /// Calls the handler, unless that was done or the tracking was cancelled.
+  /// read, the handler is called at once; if a change of it is under way, after that. Called once, by who made it and
+  /// holds the only reference, which this takes.
+  void install(AccessList& accesses, Moment moment) noexcept;
+  /// Calls the handler, unless that was done or the tracking was cancelled. The caller holds a reference.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// Ends the tracking without a call. A call on another thread may be under way.
+  /// The same, from a point that has taken a registration out. If it is the only one, there is nothing to deregister.
+  void fireTaken() noexcept {
+    if (!claim()) return;
+    if (count_ > 1) return finish(Finish::calling);
+    const WithoutTracking untracked;
+    finishHandler(Finish::calling);
+  }
+  /// Ends the tracking without a call. A call on another thread may be under way. The caller holds a reference.
   void cancel() noexcept {
     if (claim()) finish(Finish::silently);
   }
-  [[nodiscard]] bool isFired() const noexcept { return isFired_.load(std::memory_order_acquire); }
+  [[nodiscard]] bool isFired() const noexcept { return isFired_.load(std::memory_order_seq_cst); }
 
  protected:
   enum class Finish : std::uint8_t { calling, silently };
 
-  Tracking() = default;
+  /// With room for a registration in each point of the list.
+  explicit Tracking(const AccessList& accesses);
   virtual ~Tracking();
   /// Calls the handler if told so, and destroys it.
   virtual void finishHandler(Finish finish) noexcept = 0;
 
  private:
-  [[nodiscard]] bool claim() noexcept { return !isFired_.exchange(true, std::memory_order_acq_rel); }
+  [[nodiscard]] bool isSoleReference() const noexcept { return references_.load(std::memory_order_acquire) == 1; }
+  [[nodiscard]] bool claim() noexcept {
+    if (!isSoleReference()) return !isFired_.exchange(true, std::memory_order_seq_cst);
+    if (isFired_.load(std::memory_order_relaxed)) return false;
+    isFired_.store(true, std::memory_order_relaxed);
+    return true;
+  }
   void finish(Finish finish) noexcept;
-  bool installOne(Registration& registration, std::uint64_t version, Moment moment) noexcept;
+  void installMany(AccessList& accesses, Moment moment) noexcept;
   [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_.get() : &one_; }
 
   std::atomic<std::uint32_t> references_{1};
-  std::atomic<bool> isFired_{false};
   std::uint32_t count_ = 0;
+  std::atomic<bool> isFired_{false};
   Registration one_;
   std::unique_ptr<Registration[]> many_;
 };
 
 template <typename Handler>
 class HandlerTracking final : public Tracking {
+  static_assert(alignof(Handler) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+
  public:
-  explicit HandlerTracking(Handler handler) : handler_(std::move(handler)) {}
+  HandlerTracking(const AccessList& accesses, Handler handler) : Tracking(accesses), handler_(std::move(handler)) {}
 
  private:
   ~HandlerTracking() override = default;
   void finishHandler(Finish finish) noexcept override {
-    if (finish == Finish::calling) callNotification("The change handler of an observation", *handler_);
+    if (finish == Finish::calling && handler_.has_value())
+      callNotification("The change handler of an observation", *handler_);
     handler_.reset();
   }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -16,6 +17,10 @@
 #include "Tessaly/Platform/Tasks/StreamTermination.hpp"
 
 namespace Tessaly::inline v1 {
+
+template <typename Root, typename Value>
+class KeyPath;
+enum class NSKeyValueObservingOptions : std::uint8_t;
 
 /// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
 /// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
@@ -114,6 +119,13 @@ class BasicAsyncStream {
         std::make_shared<detail::AsyncStreamStorage<Element>>(std::move(produce), std::move(onCancel)),
         [](const Continuation&) {});
   }
+
+  /// The new values of an object's property. For `AsyncStream`, in "Tessaly/Concurrency/AsyncStream+Extensions.hpp".
+  template <typename Root, typename Object>
+    requires std::same_as<Failure, Never>
+  [[nodiscard]] static BasicAsyncStream observing(const KeyPath<Root, Element>& keyPath,
+                                                  const std::shared_ptr<Object>& object,
+                                                  NSKeyValueObservingOptions options);
 
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(consumer_); }
 

@@ -63,8 +63,8 @@ TEST(ObservationTracking, GivesTheResultOfTheFunction) {
 }
 
 TEST(ObservationTracking, CallsTheHandlerOnceForSeveralChanges) {
-  Cell cell;
   int changes = 0;
+  Cell cell;
   withObservationTracking([&] { return cell.value(); }, [&] { ++changes; });
   cell.setValue(1);
   cell.setValue(2);
@@ -72,9 +72,9 @@ TEST(ObservationTracking, CallsTheHandlerOnceForSeveralChanges) {
 }
 
 TEST(ObservationTracking, CallsTheHandlerOnceForChangesOfSeveralProperties) {
+  int changes = 0;
   Cell first;
   Cell second;
-  int changes = 0;
   withObservationTracking([&] { return first.value() + second.value() + first.value(); }, [&] { ++changes; });
   second.setValue(1);
   first.setValue(1);
@@ -82,9 +82,9 @@ TEST(ObservationTracking, CallsTheHandlerOnceForChangesOfSeveralProperties) {
 }
 
 TEST(ObservationTracking, CallsTheHandlerOnTheChangingThreadWhileTheOldValueIsVisible) {
-  Cell cell(1);
   std::thread::id thread;
   int seen = 0;
+  Cell cell(1);
   withObservationTracking([&] { return cell.value(); },
                           [&] {
                             thread = std::this_thread::get_id();
@@ -100,8 +100,8 @@ TEST(ObservationTracking, CallsTheHandlerOnTheChangingThreadWhileTheOldValueIsVi
 }
 
 TEST(ObservationTracking, CountsAnEqualValueAsAChange) {
-  Cell cell(1);
   int changes = 0;
+  Cell cell(1);
   withObservationTracking([&] { return cell.value(); }, [&] { ++changes; });
   cell.setValue(1);
   EXPECT_EQ(changes, 1);
@@ -124,9 +124,9 @@ TEST(ObservationTracking, LetsGoOfTheHandlerOnceItWasCalled) {
 }
 
 TEST(ObservationTracking, RecordsOnlyWhatIsReadUntilTheFunctionReturns) {
+  int changes = 0;
   Cell early;
   Cell late;
-  int changes = 0;
   const auto later = withObservationTracking(
       [&] { return std::function<int()>([&late, x = early.value()] { return x + late.value(); }); },
       [&] { ++changes; });
@@ -138,9 +138,9 @@ TEST(ObservationTracking, RecordsOnlyWhatIsReadUntilTheFunctionReturns) {
 }
 
 TEST(ObservationTracking, RecordsNothingThatAnotherThreadReads) {
+  int changes = 0;
   Cell cell;
   Cell other;
-  int changes = 0;
   withObservationTracking(
       [&] {
         onAnotherThread([&] { static_cast<void>(other.value()); });
@@ -152,9 +152,9 @@ TEST(ObservationTracking, RecordsNothingThatAnotherThreadReads) {
 }
 
 TEST(ObservationTracking, MergesWhatAnInnerOneReadIntoTheOuterOne) {
+  std::vector<std::string> calls;
   Cell cell;
   Cell ofTheOuterOne;
-  std::vector<std::string> calls;
   withObservationTracking(
       [&] {
         withObservationTracking([&] { return cell.value(); }, [&] { calls.emplace_back("inner"); });
@@ -168,8 +168,8 @@ TEST(ObservationTracking, MergesWhatAnInnerOneReadIntoTheOuterOne) {
 }
 
 TEST(ObservationTracking, OfAFunctionThatThrowsTracksNothing) {
-  Cell cell;
   int changes = 0;
+  Cell cell;
   EXPECT_THROW(withObservationTracking(
                    [&]() -> int {
                      static_cast<void>(cell.value());
@@ -182,8 +182,8 @@ TEST(ObservationTracking, OfAFunctionThatThrowsTracksNothing) {
 }
 
 TEST(ObservationTracking, OfAnInnerFunctionThatThrowsTracksForTheOuterOne) {
-  Cell cell;
   int changes = 0;
+  Cell cell;
   withObservationTracking(
       [&] {
         try {
@@ -229,8 +229,8 @@ TEST(ObservationTracking, MayBeMadeAgainInTheHandlerWhichIsThenCalledAgainAfterT
 }
 
 TEST(ObservationTracking, DoesNotCallAHandlerAgainForAChangeThatItMakes) {
-  Cell cell;
   int changes = 0;
+  Cell cell;
   withObservationTracking([&] { return cell.value(); },
                           [&] {
                             ++changes;
@@ -242,8 +242,8 @@ TEST(ObservationTracking, DoesNotCallAHandlerAgainForAChangeThatItMakes) {
 }
 
 TEST(ObservationTracking, DoesNotTakeAChangeOfTheFunctionsOwnForOneThatItMissed) {
-  Cell cell;
   int changes = 0;
+  Cell cell;
   const auto track = [&] {
     withObservationTracking(
         [&] {
@@ -259,9 +259,9 @@ TEST(ObservationTracking, DoesNotTakeAChangeOfTheFunctionsOwnForOneThatItMissed)
 }
 
 TEST(ObservationTracking, KeepsWhatAHandlerReadsOutOfTheFunctionThatCausedItsCall) {
+  int changes = 0;
   Cell cell;
   Cell readByTheHandler;
-  int changes = 0;
   withObservationTracking([&] { return cell.value(); }, [&] { static_cast<void>(readByTheHandler.value()); });
   withObservationTracking([&] { cell.setValue(1); }, [&] { ++changes; });
   readByTheHandler.setValue(1);
@@ -269,9 +269,9 @@ TEST(ObservationTracking, KeepsWhatAHandlerReadsOutOfTheFunctionThatCausedItsCal
 }
 
 TEST(ObservationTracking, CountsTheEndOfAnObjectAsOneChange) {
+  int changes = 0;
   auto cell = std::make_unique<Cell>();
   Cell other;
-  int changes = 0;
   withObservationTracking([&] { return cell->value() + other.value(); }, [&] { ++changes; });
   cell.reset();
   EXPECT_EQ(changes, 1);
@@ -280,8 +280,8 @@ TEST(ObservationTracking, CountsTheEndOfAnObjectAsOneChange) {
 }
 
 TEST(ObservationTracking, TakesItThatAHandlerReadsTheEndingObjectOnceMore) {
-  auto cell = std::make_unique<Cell>(1);
   std::vector<int> seen;
+  auto cell = std::make_unique<Cell>(1);
   std::function<void()> track = [&] {
     withObservationTracking([&] { seen.push_back(cell->value()); }, [&] { track(); });
   };
@@ -293,8 +293,8 @@ TEST(ObservationTracking, TakesItThatAHandlerReadsTheEndingObjectOnceMore) {
 }
 
 TEST(ObservationTracking, IgnoresAnObjectThatTheFunctionMadeAndEnded) {
-  Cell other;
   int changes = 0;
+  Cell other;
   withObservationTracking([&] { return Cell(3).value() + other.value(); }, [&] { ++changes; });
   EXPECT_EQ(changes, 0);
   other.setValue(1);
@@ -302,8 +302,8 @@ TEST(ObservationTracking, IgnoresAnObjectThatTheFunctionMadeAndEnded) {
 }
 
 TEST(ObservationTracking, SeesTheEndOfAnObjectOnAnotherThreadBeforeTheTrackingStands) {
-  auto cell = std::make_unique<Cell>();
   int changes = 0;
+  auto cell = std::make_unique<Cell>();
   withObservationTracking(
       [&] {
         const int value = cell->value();
@@ -316,8 +316,8 @@ TEST(ObservationTracking, SeesTheEndOfAnObjectOnAnotherThreadBeforeTheTrackingSt
 
 // The first of the two races: between the reading and the installing.
 TEST(ObservationTracking, SeesAChangeByAnotherThreadBetweenTheReadingAndTheEndOfTheFunction) {
-  Cell cell(1);
   int changes = 0;
+  Cell cell(1);
   const int read = withObservationTracking(
       [&] {
         const int value = cell.value();
@@ -332,9 +332,9 @@ TEST(ObservationTracking, SeesAChangeByAnotherThreadBetweenTheReadingAndTheEndOf
 }
 
 TEST(ObservationTracking, SeesItForAnOuterFunctionToo) {
-  Cell cell(1);
   int inner = 0;
   int outer = 0;
+  Cell cell(1);
   withObservationTracking(
       [&] {
         withObservationTracking([&] { return cell.value(); }, [&] { ++inner; });
@@ -346,8 +346,8 @@ TEST(ObservationTracking, SeesItForAnOuterFunctionToo) {
 }
 
 TEST(ObservationTracking, SeesAChangeByAnotherThreadAlsoIfTheFunctionThenChangesTheSame) {
-  Cell cell(1);
   int changes = 0;
+  Cell cell(1);
   withObservationTracking(
       [&] {
         static_cast<void>(cell.value());

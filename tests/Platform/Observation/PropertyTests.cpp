@@ -74,6 +74,9 @@ TEST(Property, IsReadAndWrittenLikeTheValueItHolds) {
   EXPECT_EQ(player.name, name);
   EXPECT_TRUE(player.name < std::string("S"));
   EXPECT_EQ(player.name->size(), 9U);
+  EXPECT_EQ(player.name + "!" + player.name, "Radio One!Radio One");
+  EXPECT_EQ("<" + player.name + player.name, "<Radio OneRadio One");
+  EXPECT_EQ(player.name + player.name, "Radio OneRadio One");
   player.isPlaying = true;
   EXPECT_TRUE(player.isPlaying);
   EXPECT_FALSE(!player.isPlaying);

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <memory>
+#include <utility>
+
+namespace Tessaly::inline v1::detail {
+
+/// A value in an allocation of its own, which stays where it is when this is moved. A moved-from one holds none.
+///
+/// Thread contract: thread-compatible.
+template <typename Value>
+class Boxed {
+ public:
+  explicit Boxed(Value&& value) : value_(std::make_unique<Value>(std::move(value))) {}
+  Boxed(const Boxed& other)
+    requires std::copy_constructible<Value>
+      : value_(std::make_unique<Value>(*other.value_)) {}
+  Boxed(Boxed&&) noexcept = default;
+  Boxed& operator=(Boxed&&) noexcept = default;
+  ~Boxed() = default;
+
+  [[nodiscard]] Value& value() noexcept { return *value_; }
+
+ private:
+  std::unique_ptr<Value> value_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <utility>
+
+#include "Tessaly/Concurrency/detail/SequenceTypes.hpp"
+#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Whether a type adopts `AnyAsyncSequence`. A host says so for a type of its own by specialising it.
+template <typename Sequence>
+inline constexpr bool adoptsAnyAsyncSequence = false;
+
+/// An asynchronous sequence named by its element, for signatures that do not say what the sequence is made of. Nothing
+/// is asked for beyond `AsyncSequence` but that the type adopts it; `eraseToAnyAsyncSequence` makes one of any
+/// sequence.
+///
+///     void follow(AnyAsyncSequence<Song> auto songs);
+template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element>
+concept AnyAsyncSequence =
+    AsyncSequence<Sequence> && adoptsAnyAsyncSequence<Sequence> && std::same_as<typename Sequence::Element, Element>;
+
+/// A sequence that adopts `AnyAsyncSequence` for the one that it wraps.
+///
+/// Thread contract: thread-compatible.
+///
+///     AnyAsyncSequence<Song> auto songs = eraseToAnyAsyncSequence(playlist.songs());
+template <AsyncSequence Base>
+class AnyAsyncSequence_ {
+ public:
+  using Element = Base::Element;
+  using Failure = Base::Failure;
+  using AsyncIterator = Tessaly::AsyncIterator<Base>;
+
+  explicit AnyAsyncSequence_(Base base) : base_(std::move(base)) {}
+
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return base_.makeAsyncIterator(); }
+
+ private:
+  Base base_;
+};
+
+template <typename Base>
+inline constexpr bool adoptsAnyAsyncSequence<AnyAsyncSequence_<Base>> = true;
+
+/// Wraps a sequence so that only its element shows.
+///
+/// Thread contract: thread-compatible.
+template <AsyncSequence Sequence>
+[[nodiscard]] AnyAsyncSequence<typename Sequence::Element> auto eraseToAnyAsyncSequence(Sequence sequence) {
+  return AnyAsyncSequence_<Sequence>(std::move(sequence));
+}
+
+}  // namespace Tessaly::inline v1

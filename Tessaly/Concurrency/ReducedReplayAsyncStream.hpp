@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <memory>
+#include <utility>
+
+#include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
+#include "Tessaly/Concurrency/detail/ReducedReplayStorage.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Shares one producer among any number of subscribers, and tells late ones what they missed.
+///
+/// A subscriber receives every element that is produced after it joined. The first one starts the consumption and gets
+/// elements only; each later one first gets **one element that sums up all before it**: the initial result into which
+/// `reduce` has folded them. It may be that initial result, where nothing came yet. Each subscriber has an unbounded
+/// buffer of its own, so a slow one holds nobody up.
+///
+/// Iterating the stream itself is subscribing: every iterator is a subscriber. When the producer ends, everybody's
+/// stream ends. Who joins after that gets the sum and then **waits on**; nothing ends such a stream but its consumer's
+/// cancellation or departure. A subscriber that went away stays in the list of subscribers, which costs a few words and
+/// a refused element each time.
+///
+/// Once somebody has subscribed, the consumption goes on until the producer finishes, whoever has left. One that never
+/// does leaves a task waiting.
+///
+/// A value: copies share producer and subscribers. `reduce` is called by one thread at a time, on any thread, and must
+/// not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
+/// `ReducedReplayAsyncThrowingStream`.
+///
+/// Thread contract: thread-safe.
+///
+///     ReducedReplayAsyncStream<int> total(
+///         BufferingPolicy::unbounded(), 0, [](int& sum, int element) { sum += element; },
+///         [](AsyncStream<int>::Continuation continuation) { countVisitors(continuation); });
+///     auto iterator = total.makeAsyncIterator();
+///     while (auto element = co_await iterator.next()) show(*element);
+template <std::copyable StreamElement>
+class ReducedReplayAsyncStream {
+  using Storage = detail::ReducedReplayStorage<StreamElement, Never>;
+
+ public:
+  using Element = StreamElement;
+  using Failure = Never;
+  using Continuation = AsyncStream<Element>::Continuation;
+  using AsyncIterator = AsyncStream<Element>::AsyncIterator;
+
+  /// Builds the producer's stream, with this policy for what nobody has consumed yet, by calling `build` once with its
+  /// continuation, before this returns. Nothing is consumed before somebody subscribes.
+  template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
+  ReducedReplayAsyncStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
+      : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),
+        originalStream_(bufferingPolicy, std::move(build)) {}
+
+  /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
+  [[nodiscard]] AsyncStream<Element> newStream() const {
+    return AsyncStream<Element>([this](Continuation continuation) {
+      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)]() -> Async<void> {
+        co_await withIsolation(self.storage_->isolation, [&] {
+          self.storage_->subscribe(continuation, [&] {
+            detail::startBackgroundTask([self] { return consume(self.storage_, self.originalStream_); });
+          });
+        });
+      });
+    });
+  }
+
+  /// The iterator of a new subscriber's stream.
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return newStream().makeAsyncIterator(); }
+
+ private:
+  static Async<void> consume(std::shared_ptr<Storage> storage, AsyncStream<Element> producer) {
+    auto iterator = producer.makeAsyncIterator();
+    while (std::optional<Element> element = co_await iterator.next()) {
+      co_await withIsolation(storage->isolation, [&] { storage->consume(*element); });
+    }
+    co_await withIsolation(storage->isolation, [&] {
+      for (const Continuation& continuation : storage->continuations) continuation.finish();
+    });
+  }
+
+  std::shared_ptr<Storage> storage_;
+  AsyncStream<Element> originalStream_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
+#include "Tessaly/Concurrency/detail/ReducedReplayStorage.hpp"
+#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// What `ReducedReplayAsyncStream` is, for a producer that may fail, with the final value on request.
+///
+/// The producer is a failing stream that is built here, or any asynchronous sequence. Its error ends the stream of
+/// every subscriber who had joined, and every `streamedElement()`, now and later. Who joins after the end, an error
+/// included, gets the value so far and then **waits on**.
+///
+/// Thread contract: thread-safe.
+///
+///     ReducedReplayAsyncThrowingStream<Progress> upload(progressOf(file), Progress(), add);
+///     auto iterator = upload.makeAsyncIterator();
+///     while (auto progress = co_await iterator.next()) show(*progress);
+///     Progress whole = co_await upload.streamedElement();
+template <std::copyable StreamElement>
+class ReducedReplayAsyncThrowingStream {
+ public:
+  using Element = StreamElement;
+  using Failure = std::exception_ptr;
+  using Continuation = AsyncThrowingStream<Element>::Continuation;
+
+  /// Gives a subscriber its elements.
+  ///
+  /// Thread contract: thread-compatible.
+  ///
+  ///     auto iterator = upload.makeAsyncIterator();
+  ///     std::optional<Progress> first = co_await iterator.next();
+  class AsyncIterator {
+   public:
+    explicit AsyncIterator(AsyncThrowingStream<Element>::AsyncIterator asyncIterator)
+        : asyncIterator_(std::move(asyncIterator)) {}
+
+    /// The next element, none at the end; throws the producer's error once.
+    auto next() { return asyncIterator_.next(); }
+    /// The same, awaited in the given isolation.
+    Async<std::optional<Element>> next(Isolation isolation) { return asyncIterator_.next(std::move(isolation)); }
+
+   private:
+    AsyncThrowingStream<Element>::AsyncIterator asyncIterator_;
+  };
+
+  /// A subscriber's stream.
+  ///
+  /// Thread contract: thread-safe.
+  ///
+  ///     auto stream = upload.newStream();
+  ///     auto iterator = stream.makeAsyncIterator();
+  class Stream {
+   public:
+    using Element = StreamElement;
+    using Failure = std::exception_ptr;
+
+    /// With an unbounded buffer. `build` is called once, before this returns.
+    template <std::invocable<Continuation> Build>
+    explicit Stream(Build build) : asyncStream_(std::move(build)) {}
+
+    [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(asyncStream_.makeAsyncIterator()); }
+
+   private:
+    AsyncThrowingStream<Element> asyncStream_;
+  };
+
+  /// Builds the producer's stream, with this policy for what nobody has consumed yet, by calling `build` once with its
+  /// continuation, before this returns. Nothing is consumed before somebody asks.
+  template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
+  ReducedReplayAsyncThrowingStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
+      : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),
+                                         std::move(initialResult), std::move(reduce)) {}
+
+  /// Consumes a sequence, once, from when somebody asks.
+  template <AsyncSequence Sequence, detail::Reducer<Element> Reduce>
+    requires std::convertible_to<typename Sequence::Element, Element>
+  ReducedReplayAsyncThrowingStream(Sequence originalStream, Element initialResult, Reduce reduce)
+      : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),
+        consumeStream_([storage = storage_, producer = std::make_shared<const Sequence>(std::move(originalStream))] {
+          return consume(storage, producer);
+        }) {}
+
+  /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
+  [[nodiscard]] Stream newStream() const {
+    return Stream([this](Continuation continuation) {
+      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)]() -> Async<void> {
+        co_await withIsolation(self.storage_->isolation, [&] {
+          self.storage_->subscribe(continuation, [&] { detail::startBackgroundTask(self.consumeStream_); });
+        });
+      });
+    });
+  }
+
+  /// The iterator of a new subscriber's stream.
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return newStream().makeAsyncIterator(); }
+
+  /// Waits for the producer's end and gives the final value, or throws the producer's error. Starts the consumption if
+  /// nobody has. After the end it answers at once.
+  [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
+
+ private:
+  /// Touched in its isolation only.
+  struct Storage : detail::ReducedReplayStorage<Element, Failure> {
+    using detail::ReducedReplayStorage<Element, Failure>::ReducedReplayStorage;
+
+    void consume(const Element& element) {
+      detail::ReducedReplayStorage<Element, Failure>::consume(element);
+      for (const Continuation& continuation : continuationsFix) continuation.yield(element);
+    }
+    void end() {
+      for (const Continuation& continuation : this->continuations) continuation.finish();
+      for (const Continuation& continuation : continuationsFix) continuation.finish();
+      answer(nullptr);
+    }
+    /// The second list is not finished here.
+    void fail(const std::exception_ptr& error) {
+      for (const Continuation& continuation : this->continuations) continuation.finish(error);
+      answer(error);
+    }
+    /// The handles stay in the list: this runs once, and who asks later is answered at once.
+    void answer(std::exception_ptr error) {
+      didFinish = true;
+      finishError = std::move(error);
+      for (const auto& handle : finishContinuations) answer(handle);
+    }
+    void answer(const CheckedContinuation<Element>& handle) const {
+      if (finishError) {
+        handle.resumeThrowing(finishError);
+      } else {
+        handle.resume(this->stored);
+      }
+    }
+    void addFinishContinuation(const CheckedContinuation<Element>& handle) {
+      if (didFinish) answer(handle);
+      finishContinuations.push_back(handle);
+    }
+
+    /// A second list of subscribers, which nobody joins.
+    std::vector<Continuation> continuationsFix;
+    std::vector<CheckedContinuation<Element>> finishContinuations;
+    std::exception_ptr finishError;
+    bool didFinish = false;
+  };
+
+  template <typename Sequence>
+  static Async<void> consume(std::shared_ptr<Storage> storage, std::shared_ptr<const Sequence> producer) {
+    std::exception_ptr error;
+    try {
+      auto iterator = producer->makeAsyncIterator();
+      while (auto next = co_await iterator.next()) {
+        const Element element(std::move(*next));
+        co_await withIsolation(storage->isolation, [&] { storage->consume(element); });
+      }
+    } catch (...) {
+      error = std::current_exception();
+    }
+    co_await withIsolation(storage->isolation, [&] { error ? storage->fail(error) : storage->end(); });
+  }
+
+  static Async<Element> streamedElementOf(ReducedReplayAsyncThrowingStream self) {
+    co_return co_await withCheckedContinuation<Element>(
+        [&self](CheckedContinuation<Element> handle) {
+          detail::startBackgroundTask([self, handle = std::move(handle)] { return request(self, handle); });
+        },
+        "streamedElement");
+  }
+  static Async<void> request(ReducedReplayAsyncThrowingStream self, CheckedContinuation<Element> handle) {
+    Storage& storage = *self.storage_;
+    const bool nobodyStarted =
+        co_await withIsolation(storage.isolation, [&] { return storage.continuations.empty() && !storage.didStart; });
+    if (nobodyStarted) static_cast<void>(self.newStream());  // Starts the consumption; this subscriber leaves at once.
+    co_await withIsolation(storage.isolation, [&] { storage.addFinishContinuation(handle); });
+  }
+
+  std::shared_ptr<Storage> storage_;
+  std::function<Async<void>()> consumeStream_;
+};
+
+}  // namespace Tessaly::inline v1

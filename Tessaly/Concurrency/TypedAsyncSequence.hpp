@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+
+#include "Tessaly/Concurrency/detail/SequenceTypes.hpp"
+#include "Tessaly/Platform/Foundation/NotificationCenter.hpp"
+#include "Tessaly/Platform/Tasks/AsyncCompactMapSequence.hpp"
+#include "Tessaly/Platform/Tasks/AsyncFlatMapSequence.hpp"
+#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Whether a type adopts `TypedAsyncSequence`. A host says so for a type of its own by specialising it.
+template <typename Sequence>
+inline constexpr bool adoptsTypedAsyncSequence = false;
+
+/// An asynchronous sequence named by its element and its failure, for signatures that do not say what it is made of.
+/// Nothing is asked for beyond `AsyncSequence` but that the type adopts it. These do: both streams; the mapped,
+/// compact-mapped and flat-mapped sequences with their throwing forms; the notification centre's notifications.
+///
+///     void follow(TypedAsyncSequence<Song, Never> auto songs);
+template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element,
+          typename Failure = detail::SequenceTypes<Sequence>::Failure>
+concept TypedAsyncSequence =
+    AsyncSequence<Sequence> && adoptsTypedAsyncSequence<Sequence> &&
+    std::same_as<typename Sequence::Element, Element> && std::same_as<typename Sequence::Failure, Failure>;
+
+template <typename Element, typename Failure>
+inline constexpr bool adoptsTypedAsyncSequence<BasicAsyncStream<Element, Failure>> = true;
+template <typename Base, typename Transform, typename Failure, typename Stepper>
+inline constexpr bool adoptsTypedAsyncSequence<detail::TransformedSequence<Base, Transform, Failure, Stepper>> = true;
+template <>
+inline constexpr bool adoptsTypedAsyncSequence<NotificationCenter::Notifications> = true;
+
+}  // namespace Tessaly::inline v1

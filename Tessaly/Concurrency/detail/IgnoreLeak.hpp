@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// Of the leak checker; null in programs without it.
+extern "C" [[gnu::weak]] void __lsan_ignore_object(const void* object);
+
+namespace Tessaly::inline v1::detail {
+
+/// Tells the leak checker that an object on the heap, and all that it holds, is left on purpose.
+inline void ignoreLeak(const void* object) noexcept {
+  if (__lsan_ignore_object != nullptr) __lsan_ignore_object(object);
+}
+
+}  // namespace Tessaly::inline v1::detail

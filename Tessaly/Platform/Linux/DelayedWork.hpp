@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Tasks/Clock.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Work that is done on a thread that may block, some time after it was asked for; asking again meanwhile can only
+/// make it come sooner.
+///
+/// Thread contract: thread-safe.
+class DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
+ public:
+  static std::shared_ptr<DelayedWork> make(Clock& clock, std::function<void()> work);
+
+  void schedule(std::chrono::nanoseconds delay);
+  /// Afterwards the work is not, and will not be, under way: what has begun on another thread is waited for.
+  void cancel() noexcept;
+
+ private:
+  struct Run;
+  void run();
+  DelayedWork(Clock& clock, std::function<void()> work);
+
+  Clock& clock_;
+  const std::function<void()> work_;
+  UnfairLock lock_;
+  /// Itself while it is scheduled, so that the timer is there to fire.
+  std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
+  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+  std::uint32_t runningThread_ TESSALY_GUARDED_BY(lock_) = 0;
+  std::atomic<std::uint32_t> runs_{0};
+};
+
+}  // namespace Tessaly::inline v1::detail

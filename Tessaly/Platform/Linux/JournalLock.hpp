@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/file.h>
+
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The lock of the current journal file, held for the extent of a block.
+class JournaledUserDefaults::JournalLock {
+ public:
+  JournalLock(JournaledUserDefaults& store, detail::LockMode mode, detail::Patience patience, Changes& changes)
+      TESSALY_REQUIRES(store.lock_)
+      : store_(store), error_(store.obtainJournal(mode, patience, changes)) {}
+  // Whoever makes one holds the store's lock until its end.
+  ~JournalLock() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    if (store_.journal_.file.isOpen()) ::flock(store_.journal_.file.get(), LOCK_UN);
+  }
+  JournalLock(const JournalLock&) = delete;
+  JournalLock& operator=(const JournalLock&) = delete;
+
+  /// Why it is not held; 0 if it is.
+  [[nodiscard]] int error() const noexcept { return error_; }
+
+ private:
+  JournaledUserDefaults& store_;
+  const int error_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,453 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
+#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Linux/JournalLock.hpp"
+#include "Tessaly/Platform/Logging/PlatformLog.hpp"
+#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
+#include "Tessaly/Platform/Text/UTF8.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using detail::LockMode;
+using detail::Patience;
+
+constexpr std::size_t largestRecord = std::size_t{1} << 30;
+
+std::uint64_t freshWriter() {
+  std::uint64_t writer = 0;
+  std::memcpy(&writer, UUID::random().bytes().data(), sizeof(writer));
+  return writer | std::uint64_t{1} << 63;  // None of those that stand for other programs.
+}
+
+}  // namespace
+
+/// The job in which observers hear of others' changes.
+class JournaledUserDefaults::Delivery final : public Job {
+ public:
+  explicit Delivery(std::weak_ptr<Object> store)
+      : Job([](Job& job) noexcept {
+          const std::unique_ptr<Delivery> self(static_cast<Delivery*>(&job));
+          if (const auto store = std::static_pointer_cast<JournaledUserDefaults>(self->store_.lock())) {
+            store->deliverNext();
+          }
+        }),
+        store_(std::move(store)) {}
+
+ private:
+  std::weak_ptr<Object> store_;
+};
+
+JournaledUserDefaults::JournaledUserDefaults(Options options)
+    : folder_(std::move(options.folder)),
+      propertyListPath_(folder_ + "/Settings.plist"),
+      journalPath_(folder_ + "/journal"),
+      oldJournalPath_(folder_ + "/journal.old"),
+      opening_(options.opening),
+      clock_(options.clock),
+      process_(::getpid()),
+      writer_(freshWriter()),
+      others_(*new SerialExecutor) {}
+
+std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::open(Options options) {
+  stopIfForkedChild();
+  std::shared_ptr<JournaledUserDefaults> store(new JournaledUserDefaults(std::move(options)));
+  store->start();
+  return store;
+}
+
+std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::openIdentifier(std::string_view identifier,
+                                                                             Opening opening) {
+  return open({.folder = detail::settingsFolder(identifier).value_or(""), .opening = opening});
+}
+
+void JournaledUserDefaults::start() {
+  const auto work = [&](void (*function)(JournaledUserDefaults&)) {
+    return detail::DelayedWork::make(clock_, [this, function] { function(*this); });  // Cancelled before the end.
+  };
+  checkpoint_ = work([](JournaledUserDefaults& store) {
+    switch (store.checkpoint(Patience::none)) {
+      case Outcome::done:
+      case Outcome::postponed:
+        return;
+      case Outcome::busy:
+        return store.checkpointLater(checkpointDelay);
+      case Outcome::failed:
+        return store.checkpointLater(retryDelay);
+    }
+  });
+  retry_ = work([](JournaledUserDefaults& store) {
+    const UnfairLock::Guard guard(store.lock_);
+    Changes changes;
+    JournalLock lock(store, LockMode::shared, Patience::some, changes);
+    if (const int error = lock.error() != 0 ? lock.error() : store.storePending()) store.noteError(error);
+    if (!store.pending_.empty()) store.retry_->schedule(retryDelay);
+    store.deliver(std::move(changes.others));
+  });
+  damage_ = work([](JournaledUserDefaults& store) { store.resolveDamage(); });
+
+  {
+    const UnfairLock::Guard guard(statusLock_);
+    status_.folder = folder_;
+  }
+  const UnfairLock::Guard guard(lock_);
+  if (folder_.empty()) {
+    note(UserDefaultsProblem::noFolder, 0);
+    return;
+  }
+  Changes changes;
+  {
+    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    if (lock.error() != 0) {
+      if (opening_ == Opening::forUse) noteError(lock.error());
+    } else if (!journal_.isWritable && opening_ == Opening::forUse) {
+      note(UserDefaultsProblem::readOnly, EACCES);
+    }
+    if (!isLoaded_) load(changes);
+  }
+  if (opening_ == Opening::forReading) return;
+  // What a killed process has left behind.
+  if (!state_.sinceRotation.empty() || state_.wantsCheckpoint || ::access(oldJournalPath_.c_str(), F_OK) == 0) {
+    checkpointLater(checkpointDelay);
+  }
+  watch();
+}
+
+JournaledUserDefaults::~JournaledUserDefaults() {
+  if (source_ != nullptr) source_->cancel();
+  checkpoint_->cancel();
+  retry_->cancel();
+  damage_->cancel();
+  close();
+  others_.release();
+}
+
+void JournaledUserDefaults::close() noexcept {
+  if (folder_.empty() || opening_ == Opening::forReading || ::getpid() != process_) return;
+  try {
+    checkpoint(Patience::some);
+  } catch (const std::exception& error) {
+    detail::logPlatformError("UserDefaults", error.what());  // The journal has it all.
+  }
+}
+
+std::optional<PropertyList> JournaledUserDefaults::value(std::string_view forKey) const {
+  stopIfForkedChild();
+  std::optional<PropertyList> found = table_.value(forKey);
+  if (!found && !Text::isWellFormed(forKey)) [[unlikely]]
+    return table_.value(Text::sanitized(forKey));
+  return found;
+}
+
+void JournaledUserDefaults::set(PropertyList value, std::string_view forKey) { change(forKey, std::move(value)); }
+
+void JournaledUserDefaults::removeObject(std::string_view forKey) { change(forKey, std::nullopt); }
+
+PropertyList::Dictionary JournaledUserDefaults::dictionaryRepresentation() const {
+  stopIfForkedChild();
+  const UnfairLock::Guard guard(lock_);
+  return table_.all();
+}
+
+void JournaledUserDefaults::addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                                        KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, forKeyPath, options, context);
+}
+
+void JournaledUserDefaults::removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) {
+  observers_.remove(observer, forKeyPath);
+}
+
+void JournaledUserDefaults::addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
+                                                  KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, std::nullopt, options, context);
+}
+
+void JournaledUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& observer) {
+  observers_.remove(observer, std::nullopt);
+}
+
+void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyList> value) {
+  stopIfForkedChild();
+  if (!Text::isWellFormed(key)) [[unlikely]]
+    return change(Text::sanitized(key), std::move(value));
+  std::string bytes;
+  try {
+    if (value) bytes = PropertyListSerialization::data(*value, PropertyListFormat::binary).text();
+  } catch (const PropertyListError&) {
+    const UnfairLock::Guard guard(lock_);
+    return note(UserDefaultsProblem::valueTooLarge, 0);
+  }
+  if (bytes.size() + key.size() > largestRecord) {
+    const UnfairLock::Guard guard(lock_);
+    return note(UserDefaultsProblem::valueTooLarge, 0);
+  }
+  Changes changes;
+  {
+    const UnfairLock::Guard guard(lock_);
+    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    int error = lock.error();
+    if (error == 0 && !journal_.isWritable) error = EROFS;
+    if (error == 0 && journal_.size > journal_.offset) error = catchUp(changes);
+    if (error == 0) {
+      const std::optional<PropertyList> current = table_.value(key);
+      const bool isThere = value ? current && current->isIdentical(*value) : !current;
+      if (!isThere || pending_.contains(std::string(key))) {
+        const std::string record = detail::JournalRecord{.kind = value ? detail::JournalRecord::Kind::set
+                                                                       : detail::JournalRecord::Kind::remove,
+                                                         .writer = writer_,
+                                                         .key = key,
+                                                         .value = bytes}
+                                       .encoded(journal_.nonce);
+        const std::uint64_t before = journal_.offset;
+        error = append(record);
+        if (error == 0) {
+          pending_.erase(std::string(key));
+          if (journal_.size == before + record.size()) {
+            // Nobody else came in between.
+            journal_.offset = journal_.size;
+            exchange(key, value, writer_, changes);
+          } else {
+            error = catchUp(changes);
+          }
+          checkpointLater(journal_.offset >= std::max(largeJournal, state_.propertyList.size)
+                              ? std::chrono::nanoseconds(1)
+                              : checkpointDelay);
+          if (pending_.empty()) {
+            noteStored();
+          } else if (const int remaining = storePending()) {
+            noteError(remaining);
+          }
+        }
+      }
+    }
+    if (error != 0) keepInMemory(key, value, error, changes);
+    deliver(std::move(changes.others));
+  }
+  announce(changes.own);
+}
+
+void JournaledUserDefaults::keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error,
+                                         Changes& changes) {
+  pending_.insert_or_assign(std::string(key), value);
+  const std::optional<PropertyList> previous = table_.exchange(key, value);
+  if (previous != value) changes.own.push_back({std::string(key), value});
+  if (folder_.empty()) {
+    note(UserDefaultsProblem::noFolder, 0);
+  } else {
+    noteError(error);
+    if (opening_ == Opening::forUse) retry_->schedule(retryDelay);
+  }
+}
+
+int JournaledUserDefaults::storePending() {
+  if (!journal_.isWritable) return pending_.empty() ? 0 : EROFS;
+  while (!pending_.empty()) {
+    const auto first = pending_.begin();
+    if (const int error = append(encoded(first->first, first->second, writer_))) return error;
+    Overlay::node_type stored = pending_.extract(first);
+    Changes none;
+    if (const int error = catchUp(none)) {
+      pending_.insert(std::move(stored));
+      return error;
+    }
+    deliver(std::move(none.others));
+    checkpointLater(checkpointDelay);
+  }
+  noteStored();
+  return 0;
+}
+
+bool JournaledUserDefaults::synchronize() {
+  stopIfForkedChild();
+  if (folder_.empty() || opening_ == Opening::forReading) return false;
+  bool isStored = false;
+  {
+    const UnfairLock::Guard guard(lock_);
+    Changes changes;
+    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    int error = lock.error();
+    if (error == 0) error = storePending();
+    if (error == 0 && ::fdatasync(journal_.file.get()) != 0) error = errno;
+    if (error != 0) noteError(error);
+    isStored = error == 0;
+    deliver(std::move(changes.others));
+  }
+  return checkpoint(Patience::some) == Outcome::done && isStored;
+}
+
+UserDefaultsStatus JournaledUserDefaults::status() const {
+  const UnfairLock::Guard guard(statusLock_);
+  return status_;
+}
+
+void JournaledUserDefaults::note(UserDefaultsProblem problem, int error) {
+  static constexpr std::array<std::string_view, 7> texts{
+      "",
+      "There is no folder for settings; they are kept in memory",
+      "The settings may only be read; changes are kept in memory",
+      "The disk is full; changes of settings are kept in memory until there is room",
+      "The settings were written by a later version; changes are kept in memory",
+      "A setting is too large or nested too deep to be stored, and was not changed",
+      "The settings cannot be written; changes are kept in memory",
+  };
+  {
+    const UnfairLock::Guard guard(statusLock_);
+    status_.problem = problem;
+    status_.errorCode = error;
+    status_.unstoredKeys = static_cast<std::int64_t>(pending_.size());
+  }
+  std::string text(texts[static_cast<std::size_t>(problem)]);
+  if (!folder_.empty()) text += " (" + folder_ + (error != 0 ? std::string(": ") + ::strerrordesc_np(error) : "") + ")";
+  logOnce(problem, text);
+}
+
+void JournaledUserDefaults::noteError(int error) {
+  if (isNewer_) return note(UserDefaultsProblem::newerVersion, 0);
+  switch (error) {
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return note(UserDefaultsProblem::readOnly, error);
+    case ENOSPC:
+    case EDQUOT:
+      return note(UserDefaultsProblem::diskFull, error);
+    default:
+      return note(UserDefaultsProblem::systemError, error);
+  }
+}
+
+void JournaledUserDefaults::noteStored() {
+  const UnfairLock::Guard guard(statusLock_);
+  if (status_.problem == UserDefaultsProblem::none) return;
+  status_.problem = UserDefaultsProblem::none;
+  status_.errorCode = 0;
+  status_.unstoredKeys = 0;
+  logged_ = 0;
+}
+
+void JournaledUserDefaults::logOnce(UserDefaultsProblem problem, std::string_view text) {
+  const std::uint32_t bit = 1u << static_cast<unsigned>(problem);
+  {
+    const UnfairLock::Guard guard(statusLock_);
+    if (logged_ & bit) return;
+    logged_ |= bit;
+  }
+  detail::logPlatformError("UserDefaults", text);
+}
+
+void JournaledUserDefaults::announce(const std::vector<Change>& changes) const {
+  for (const Change& change : changes) {
+    observers_.notify(*this, change.key, change.value, ChangeOrigin::thisProcess);
+  }
+}
+
+void JournaledUserDefaults::deliver(std::vector<Change> changes) {
+  if (changes.empty()) return;
+  const UnfairLock::Guard guard(deliveryLock_);
+  for (Change& change : changes) deliveries_.push_back(std::move(change));
+  if (std::exchange(isDelivering_, true)) return;
+  others_.enqueue(*new Delivery(weak_from_this()));
+}
+
+void JournaledUserDefaults::deliverNext() {
+  for (;;) {
+    Change change;
+    {
+      const UnfairLock::Guard guard(deliveryLock_);
+      if (deliveries_.empty()) {
+        isDelivering_ = false;
+        return;
+      }
+      change = std::move(deliveries_.front());
+      deliveries_.pop_front();
+    }
+    observers_.notify(*this, change.key, change.value, ChangeOrigin::otherProcess);
+  }
+}
+
+void JournaledUserDefaults::watch() {
+  struct stat status{};
+  if (::stat(folder_.c_str(), &status) != 0 || status.st_ino == watchedInode_) return;
+  if (!notifications_.isOpen()) {
+    notifications_ = detail::OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    if (!notifications_.isOpen()) return noteError(errno);
+    source_ =
+        detail::DescriptorSource::make(notifications_.get(), detail::blockingExecutor(), [this] { folderChanged(); });
+  }
+  constexpr std::uint32_t mask = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF;
+  if (::inotify_add_watch(notifications_.get(), folder_.c_str(), mask | IN_ONLYDIR) < 0) return noteError(errno);
+  watchedInode_ = status.st_ino;
+  const std::string target = detail::folderOfPath(detail::followed(propertyListPath_));
+  if (target != folder_) ::inotify_add_watch(notifications_.get(), target.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
+}
+
+void JournaledUserDefaults::folderChanged() {
+  alignas(inotify_event) std::array<char, 8192> events;
+  bool isClosed = false;
+  bool isGone = false;
+  for (;;) {
+    const ssize_t size = ::read(notifications_.get(), events.data(), events.size());
+    if (size <= 0) break;
+    for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {
+      inotify_event event{};
+      std::memcpy(&event, events.data() + at, sizeof(event));
+      isClosed = isClosed || (event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO | IN_Q_OVERFLOW | IN_DELETE)) != 0;
+      isGone = isGone || (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT)) != 0;
+      at += sizeof(event) + event.len;
+    }
+  }
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (isGone) {
+      watchedInode_ = 0;
+      watch();  // Somebody may have made it again meanwhile.
+    }
+    struct stat journal{};
+    const bool hasJournal = ::stat(journalPath_.c_str(), &journal) == 0;
+    const bool isJournalNews = !hasJournal || journal.st_ino != journal_.inode ||
+                               static_cast<std::uint64_t>(journal.st_size) > journal_.offset;
+    const detail::FileIdentity propertyList = detail::identityAt(propertyListPath_);
+    const bool isPropertyListNews = propertyList != state_.propertyList;
+    if (!hasJournal || (propertyList.isNone() && isPropertyListNews)) {
+      // Somebody has removed what the others still need.
+      state_.wantsCheckpoint = true;
+      checkpointLater(checkpointDelay);
+    } else if (isJournalNews || (isPropertyListNews && isClosed)) {
+      Changes changes;
+      bool isUnknown = false;
+      {
+        JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+        isUnknown = lock.error() == 0 && catchUp(changes) == 0 && journal_.isWritable && isClosed &&
+                    detail::identityAt(propertyListPath_) != state_.propertyList;
+      }
+      if (isUnknown) {
+        JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+        if (lock.error() == 0 && catchUp(changes) == 0) lookAtPropertyList(changes);
+      }
+      return deliver(std::move(changes.others));
+    } else if (isPropertyListNews) {
+      damage_->schedule(damageDelay);  // Somebody is writing it in place, or has been killed there.
+    }
+  }
+  // Most often these were our own writes. To be woken for each would cost more than the write.
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+}  // namespace Tessaly::inline v1

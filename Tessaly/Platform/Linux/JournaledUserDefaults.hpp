@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Platform/Linux/DelayedWork.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+#include "Tessaly/Platform/Tasks/Clock.hpp"
+#include "Tessaly/Platform/Tasks/Reactor.hpp"
+#include "Tessaly/Platform/Tasks/SerialExecutor.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The settings of one folder: a property list as a checkpoint, and a journal beside it that holds the truth.
+///
+/// docs/settings.md tells the files, the order in which they are written, and what survives what.
+///
+/// Thread contract: thread-safe.
+///
+///     const auto settings = JournaledUserDefaults::open({.folder = "/home/me/.config/org.example.player"});
+///     settings->set(50, "volume");
+class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
+ public:
+  enum class Opening : std::uint8_t {
+    /// Makes what is missing, and follows the changes of others.
+    forUse,
+    /// Reads what is there now, without leaving a trace; writes stay in memory.
+    forReading,
+  };
+  struct Options {
+    /// Empty when there is no place for settings: then they are in memory only.
+    std::string folder;
+    Opening opening = Opening::forUse;
+    /// What the delays of checkpoints and of trying again are measured with.
+    Clock& clock = ContinuousClock::shared();
+  };
+
+  /// From a write until a checkpoint holds it, at the latest.
+  static constexpr std::chrono::milliseconds checkpointDelay{250};
+  /// How long a property list may be unreadable until it counts as damaged.
+  static constexpr std::chrono::seconds damageDelay{1};
+  /// From a write that could not be stored until it is tried again.
+  static constexpr std::chrono::seconds retryDelay{1};
+  /// A journal of this size, and of that of the property list, is not left to wait for its checkpoint.
+  static constexpr std::uint64_t largeJournal = 64 * 1024;
+
+  [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(Options options);
+  /// The store of the identifier's folder.
+  [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
+                                                                             Opening opening = Opening::forUse);
+  /// Makes a last checkpoint.
+  ~JournaledUserDefaults() override;
+
+  [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
+  void set(PropertyList value, std::string_view forKey) override;
+  void removeObject(std::string_view forKey) override;
+  [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override;
+  void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                   KeyValueObservingOptions options, void* context) override;
+  void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) override;
+  void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer, KeyValueObservingOptions options,
+                             void* context) override;
+  void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
+  bool synchronize() override;
+  [[nodiscard]] UserDefaultsStatus status() const override;
+
+  /// Writes what no checkpoint holds yet into the property list. For the end of the process.
+  void close() noexcept;
+
+ private:
+  /// What values keys had at some earlier point, for the keys that have changed since.
+  using Overlay = std::unordered_map<std::string, std::optional<PropertyList>>;
+
+  struct Change {
+    std::string key;
+    std::optional<PropertyList> value;
+  };
+  struct Changes {
+    std::vector<Change> own;
+    std::vector<Change> others;
+  };
+  /// What is known of the files besides the values.
+  struct State {
+    /// The values that stand in the property list.
+    Overlay sincePropertyList;
+    /// The values at the beginning of the journal.
+    Overlay sinceRotation;
+    /// The property list that is known: the last checkpoint, or what another program wrote.
+    detail::FileIdentity propertyList;
+    /// The one before the last checkpoint, and the values there: its writer may have been killed before it put the file
+    /// in place.
+    detail::FileIdentity previous;
+    Overlay sincePrevious;
+    /// Whether it was read without any record of it.
+    bool isUnrecorded = false;
+    bool wantsReload = false;
+    /// While everything is read: the property list is what was found, whatever the records tell.
+    bool isReplaying = false;
+    bool wantsCheckpoint = false;
+    PropertyListFormat format = PropertyListFormat::binary;
+  };
+  struct Journal {
+    detail::OwnedDescriptor file;
+    std::uint64_t inode = 0;
+    std::uint64_t device = 0;
+    std::uint64_t nonce = 0;
+    /// Up to where it was read.
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    std::uint64_t reserved = 0;
+    bool isWritable = false;
+    bool isFollowed = false;
+  };
+  class JournalLock;
+  class Delivery;
+  enum class Outcome : std::uint8_t { done, busy, failed, postponed };
+
+  explicit JournaledUserDefaults(Options options);
+  void start();
+  void change(std::string_view key, std::optional<PropertyList> value);
+
+  // The journal. All errors are codes of the system; 0 is none.
+  int obtainJournal(detail::LockMode mode, detail::Patience patience, Changes& changes) TESSALY_REQUIRES(lock_);
+  int openJournalFile() TESSALY_REQUIRES(lock_);
+  int createJournalFile() TESSALY_REQUIRES(lock_);
+  int followJournal(Changes& changes) TESSALY_REQUIRES(lock_);
+  int append(const std::string& record) TESSALY_REQUIRES(lock_);
+  int catchUp(Changes& changes) TESSALY_REQUIRES(lock_);
+  int storePending() TESSALY_REQUIRES(lock_);
+  void keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error, Changes& changes)
+      TESSALY_REQUIRES(lock_);
+  void apply(const detail::JournalRecord& record, Changes& changes) TESSALY_REQUIRES(lock_);
+  void exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer, Changes& changes)
+      TESSALY_REQUIRES(lock_);
+  [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,
+                                    std::uint64_t writer) const TESSALY_REQUIRES(lock_);
+
+  // Reading everything.
+  int load(Changes& changes) TESSALY_REQUIRES(lock_);
+  /// False when it is there, but cannot be read.
+  bool readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
+
+  // The property list.
+  Outcome checkpoint(detail::Patience patience);
+  /// Whether an old journal was there, whose checkpoint somebody has not ended.
+  Outcome checkpointOnce(detail::Patience patience, bool& hadOldJournal);
+  int rotate() TESSALY_REQUIRES(lock_);
+  int lookAtPropertyList(Changes& changes) TESSALY_REQUIRES(lock_);
+  int adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer, Changes& changes)
+      TESSALY_REQUIRES(lock_);
+  int writePropertyList(const std::string& path, PropertyList::Dictionary values, PropertyListFormat format);
+  int putInPlace(const std::string& written, const std::string& target, Changes& changes) TESSALY_REQUIRES(lock_);
+  [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
+  void resolveDamage();
+  void checkpointLater(std::chrono::nanoseconds delay) { checkpoint_->schedule(delay); }
+
+  // Others' changes.
+  void watch() TESSALY_REQUIRES(lock_);
+  void folderChanged();
+  void deliver(std::vector<Change> changes) TESSALY_REQUIRES(lock_);
+  void deliverNext();
+  void announce(const std::vector<Change>& changes) const;
+
+  void note(UserDefaultsProblem problem, int error) TESSALY_REQUIRES(lock_);
+  void noteError(int error) TESSALY_REQUIRES(lock_);
+  void noteStored() TESSALY_REQUIRES(lock_);
+  void logOnce(UserDefaultsProblem problem, std::string_view text);
+
+  const std::string folder_;
+  const std::string propertyListPath_;
+  const std::string journalPath_;
+  const std::string oldJournalPath_;
+  const Opening opening_;
+  Clock& clock_;
+  const pid_t process_;
+  const std::uint64_t writer_;
+
+  detail::SettingsTable table_;
+  detail::KeyValueObservers observers_;
+
+  /// Held by the one checkpoint at a time, before `lock_`.
+  UnfairLock checkpointLock_;
+  /// Held by the one writer or reader of the journal at a time, across its system calls. Nobody who only wants a value
+  /// takes it.
+  mutable UnfairLock lock_;
+  Journal journal_ TESSALY_GUARDED_BY(lock_);
+  State state_ TESSALY_GUARDED_BY(lock_);
+  bool isLoaded_ TESSALY_GUARDED_BY(lock_) = false;
+  bool isNewer_ TESSALY_GUARDED_BY(lock_) = false;
+  /// What could not be stored. The table has it, too.
+  Overlay pending_ TESSALY_GUARDED_BY(lock_);
+  /// The property list that could not be read when it was last looked at.
+  std::optional<detail::FileIdentity> unreadable_ TESSALY_GUARDED_BY(lock_);
+  std::string readBuffer_ TESSALY_GUARDED_BY(lock_);
+  std::uint64_t watchedInode_ TESSALY_GUARDED_BY(lock_) = 0;
+
+  mutable UnfairLock statusLock_;
+  UserDefaultsStatus status_ TESSALY_GUARDED_BY(statusLock_);
+  std::uint32_t logged_ TESSALY_GUARDED_BY(statusLock_) = 0;
+
+  UnfairLock deliveryLock_;
+  std::deque<Change> deliveries_ TESSALY_GUARDED_BY(deliveryLock_);
+  bool isDelivering_ TESSALY_GUARDED_BY(deliveryLock_) = false;
+  SerialExecutor& others_;
+
+  detail::OwnedDescriptor notifications_;
+  std::shared_ptr<detail::DescriptorSource> source_;
+  std::shared_ptr<detail::DelayedWork> checkpoint_;
+  std::shared_ptr<detail::DelayedWork> retry_;
+  std::shared_ptr<detail::DelayedWork> damage_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: MIT
+// How the store writes its property list, and what it makes of those that other programs write.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Linux/JournalLock.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Logging/PlatformLog.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using detail::FileIdentity;
+using detail::JournalHeader;
+using detail::JournalRecord;
+using detail::LockMode;
+using detail::OwnedDescriptor;
+using detail::Patience;
+using Kind = JournalRecord::Kind;
+
+constexpr std::uint64_t reservedSize = 256 * 1024;
+
+}  // namespace
+
+JournaledUserDefaults::Outcome JournaledUserDefaults::checkpoint(Patience patience) {
+  const UnfairLock::Guard guard(checkpointLock_);
+  for (;;) {
+    bool hadOldJournal = false;
+    const Outcome outcome = checkpointOnce(patience, hadOldJournal);
+    if (outcome != Outcome::done || !hadOldJournal) return outcome;
+  }
+}
+
+JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience patience, bool& hadOldJournal) {
+  Changes changes;
+  PropertyListFormat format = PropertyListFormat::binary;
+  OwnedDescriptor folder;
+  const auto failed = [&](int error) TESSALY_REQUIRES(lock_) {
+    noteError(error);
+    deliver(std::move(changes.others));
+    return Outcome::failed;
+  };
+  {
+    const UnfairLock::Guard guard(lock_);
+    {
+      // Makes the folder, should it have vanished.
+      JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+      if (lock.error() != 0) return failed(lock.error());
+    }
+    watch();
+    folder = OwnedDescriptor(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) return failed(errno);
+  }
+  // The lock of the folder is that of its one checkpoint.
+  if (detail::lockFile(folder.get(), LockMode::exclusive, patience) != 0) return Outcome::busy;
+  {
+    const UnfairLock::Guard guard(lock_);
+    JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+    int error = lock.error();
+    if (error == 0 && !journal_.isWritable) error = EROFS;
+    if (error == 0) error = catchUp(changes);
+    if (error == 0) error = storePending();
+    if (error == 0) error = lookAtPropertyList(changes);
+    if (error == EAGAIN) {
+      deliver(std::move(changes.others));
+      return Outcome::postponed;
+    }
+    if (error != 0) return failed(error);
+    hadOldJournal = ::access(oldJournalPath_.c_str(), F_OK) == 0;
+    if (state_.sinceRotation.empty() && !hadOldJournal && !state_.wantsCheckpoint) {
+      deliver(std::move(changes.others));
+      return Outcome::done;
+    }
+    if (!hadOldJournal && !state_.sinceRotation.empty()) error = rotate();
+    if (error != 0) return failed(error);
+    format = state_.format;
+    deliver(std::exchange(changes.others, {}));
+  }
+  const std::string target = detail::followed(propertyListPath_);
+  const std::string targetFolder = detail::folderOfPath(target);
+  const std::string written = target + ".new";
+  int error = writePropertyList(written, valuesAtRotation(), format);
+  if (error == 0) {
+    const UnfairLock::Guard guard(lock_);
+    JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+    error = lock.error();
+    if (error == 0) error = catchUp(changes);
+    if (error == 0) error = lookAtPropertyList(changes);
+    if (error == 0) error = putInPlace(written, target, changes);
+    deliver(std::exchange(changes.others, {}));
+  }
+  if (error != 0) {
+    ::unlink(written.c_str());
+    if (error == EAGAIN) return Outcome::postponed;
+    const UnfairLock::Guard guard(lock_);
+    return failed(error);
+  }
+  detail::synchronizeFolder(targetFolder);
+  ::unlink(oldJournalPath_.c_str());
+  const UnfairLock::Guard guard(lock_);
+  if (pending_.empty()) noteStored();
+  return Outcome::done;
+}
+
+int JournaledUserDefaults::rotate() {
+  std::uint64_t nonce = 0;
+  std::memcpy(&nonce, UUID::random().bytes().data(), sizeof(nonce));
+  const JournalHeader header{.nonce = nonce, .predecessor = journal_.nonce, .checkpoint = state_.propertyList};
+  const std::string name = journalPath_ + ".new";
+  ::unlink(name.c_str());
+  struct stat status{};
+  const mode_t mode = ::fstat(journal_.file.get(), &status) == 0 ? status.st_mode & 0777 : 0600;
+  OwnedDescriptor file(::open(name.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  if (!file.isOpen()) return errno;
+  int error = detail::reserve(file.get(), 0, reservedSize);
+  if (error == 0) error = detail::writeAll(file.get(), header.encoded());
+  if (error == 0 && ::fstat(file.get(), &status) != 0) error = errno;
+  if (error == 0 && ::link(journalPath_.c_str(), oldJournalPath_.c_str()) != 0 &&
+      ::rename(journalPath_.c_str(), oldJournalPath_.c_str()) != 0) {
+    error = errno;
+  }
+  if (error == 0 && ::rename(name.c_str(), journalPath_.c_str()) != 0) error = errno;
+  if (error != 0) {
+    ::unlink(name.c_str());
+    return error;
+  }
+  journal_ = Journal{};
+  journal_.file = std::move(file);
+  journal_.inode = status.st_ino;
+  journal_.device = status.st_dev;
+  journal_.nonce = nonce;
+  journal_.offset = JournalHeader::size;
+  journal_.size = JournalHeader::size;
+  journal_.isWritable = true;
+  journal_.isFollowed = true;
+  state_.sinceRotation.clear();
+  return 0;
+}
+
+PropertyList::Dictionary JournaledUserDefaults::valuesAtRotation() {
+  // Without the lock, so that nobody waits for a hundred thousand keys: what changes meanwhile is put back below.
+  PropertyList::Dictionary values = table_.all();
+  const UnfairLock::Guard guard(lock_);
+  for (const auto& [key, value] : state_.sinceRotation) {
+    if (value) {
+      values.insert_or_assign(key, *value);
+    } else {
+      values.erase(key);
+    }
+  }
+  return values;
+}
+
+int JournaledUserDefaults::writePropertyList(const std::string& path, PropertyList::Dictionary values,
+                                             PropertyListFormat format) {
+  struct stat status{};
+  const bool isThere = ::stat(propertyListPath_.c_str(), &status) == 0;
+  ::unlink(path.c_str());
+  const OwnedDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!file.isOpen()) return errno;
+  const PropertyList whole(std::move(values));
+  // Nothing may be lost for the sake of a format.
+  if (!PropertyListSerialization::isExact(whole, format)) format = PropertyListFormat::binary;
+  if (const int error = detail::writeAll(file.get(), PropertyListSerialization::data(whole, format).text()))
+    return error;
+  if (isThere) {
+    if (status.st_uid != ::geteuid() || status.st_gid != ::getegid()) {
+      [[maybe_unused]] const int ignored = ::fchown(file.get(), status.st_uid, status.st_gid);
+    }
+    if (::fchmod(file.get(), status.st_mode & 07777) != 0) return errno;
+  }
+  return ::fsync(file.get()) == 0 ? 0 : errno;
+}
+
+int JournaledUserDefaults::putInPlace(const std::string& written, const std::string& target, Changes& changes) {
+  const FileIdentity identity = detail::identityAt(written);
+  const FileIdentity expected = state_.propertyList;
+  const std::string value = JournalRecord::encodedIdentity(identity);
+  const JournalRecord record{.kind = state_.isUnrecorded ? Kind::checkpointWithUnknownChanges : Kind::checkpoint,
+                             .writer = writer_,
+                             .key = {},
+                             .value = value};
+  // The record first: whoever sees the file must know it.
+  if (const int error = append(record.encoded(journal_.nonce))) return error;
+  if (const int error = catchUp(changes)) return error;
+  bool isExchanged = false;
+  if (!expected.isNone()) {
+    isExchanged = ::renameat2(AT_FDCWD, written.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0;
+  }
+  if (!isExchanged && ::rename(written.c_str(), target.c_str()) != 0) return errno;
+  state_.wantsCheckpoint = false;
+  if (!isExchanged) return 0;
+  const auto replaced = detail::readFile(written);
+  if (replaced && replaced->identity != expected) {
+    // Another program was faster by a hair: what it has changed must not be lost.
+    try {
+      const Data bytes(std::string_view(replaced->bytes));
+      const auto result = PropertyListSerialization::read(bytes.bytes());
+      if (result.value.dictionary() != nullptr) {
+        if (const int error =
+                adopt(*result.value.dictionary(), state_.sincePrevious, JournalRecord::otherProgramReplaced, changes)) {
+          noteError(error);
+        }
+      }
+    } catch (const PropertyListError&) {
+      [[maybe_unused]] const auto name = detail::setAside(written);
+    }
+  }
+  ::unlink(written.c_str());
+  return 0;
+}
+
+int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
+  const FileIdentity identity = detail::identityAt(propertyListPath_);
+  if (identity == state_.propertyList) {
+    if (identity.isNone()) state_.wantsCheckpoint = true;
+    unreadable_.reset();
+    return 0;
+  }
+  if (identity.isNone()) {
+    state_.propertyList = identity;
+    state_.wantsCheckpoint = true;
+    unreadable_.reset();
+    return 0;
+  }
+  if (identity == state_.previous) {
+    // Who announced the checkpoint was killed before he put it in place.
+    state_.propertyList = std::exchange(state_.previous, FileIdentity{});
+    state_.sincePropertyList = std::exchange(state_.sincePrevious, {});
+    state_.wantsCheckpoint = true;
+    unreadable_.reset();
+    return 0;
+  }
+  if (unreadable_ && state_.propertyList.isNone()) {
+    // It could not be read at the beginning either: there is nothing to compare it with.
+    PropertyList ignored = false;
+    State saved = state_;
+    const bool isReadable = readPropertyList(ignored);
+    state_ = std::move(saved);
+    if (isReadable) {
+      unreadable_.reset();
+      return load(changes);
+    }
+  } else {
+    const FileIdentity known = state_.propertyList;
+    PropertyList found = false;
+    if (readPropertyList(found) && !state_.propertyList.isNone()) {
+      const FileIdentity adopted = std::exchange(state_.propertyList, known);
+      unreadable_.reset();
+      if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram, changes))
+        return error;
+      const std::string value = JournalRecord::encodedIdentity(adopted);
+      const JournalRecord record{.kind = state_.isUnrecorded ? Kind::adoptionWithUnknownChanges : Kind::adoption,
+                                 .writer = writer_,
+                                 .key = {},
+                                 .value = value};
+      if (const int error = append(record.encoded(journal_.nonce))) return error;
+      return catchUp(changes);
+    }
+    state_.propertyList = known;
+  }
+  if (unreadable_ != identity) damage_->schedule(damageDelay);
+  unreadable_ = identity;
+  return EAGAIN;
+}
+
+int JournaledUserDefaults::adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer,
+                                 Changes& changes) {
+  PropertyList::Dictionary known = table_.all();
+  for (const auto& [key, value] : since) {
+    if (value) {
+      known.insert_or_assign(key, *value);
+    } else {
+      known.erase(key);
+    }
+  }
+  std::string records;
+  for (const auto& [key, value] : found) {
+    const auto previous = known.find(key);
+    if (previous == known.end() || !previous->second.isIdentical(value)) records += encoded(key, value, writer);
+  }
+  for (const auto& [key, value] : known) {
+    if (!found.contains(key)) records += encoded(key, std::nullopt, writer);
+  }
+  if (records.empty()) return 0;
+  if (const int error = append(records)) return error;
+  checkpointLater(checkpointDelay);
+  return catchUp(changes);
+}
+
+void JournaledUserDefaults::resolveDamage() {
+  const UnfairLock::Guard guard(lock_);
+  Changes changes;
+  JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+  if (lock.error() != 0 || !journal_.isWritable || catchUp(changes) != 0) return deliver(std::move(changes.others));
+  const std::optional<FileIdentity> before = unreadable_;
+  if (lookAtPropertyList(changes) == EAGAIN && before == unreadable_) {
+    // For a whole second it was no property list, and did not become another.
+    const std::string target = detail::followed(propertyListPath_);
+    const auto contents = detail::readFile(target);
+    if (contents || errno == EINVAL || errno == EISDIR) {
+      if (const auto name = detail::setAside(target)) {
+        detail::logPlatformError("UserDefaults", "A damaged file of settings was put aside as " + *name);
+        {
+          const UnfairLock::Guard statusGuard(statusLock_);
+          status_.damagedFile = name;
+        }
+        unreadable_.reset();
+        state_.propertyList = FileIdentity{};
+        state_.wantsCheckpoint = true;
+      }
+    }
+  }
+  if (!unreadable_) checkpointLater(checkpointDelay);
+  deliver(std::move(changes.others));
+}
+
+}  // namespace Tessaly::inline v1

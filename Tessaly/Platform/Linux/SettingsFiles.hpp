@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A file descriptor that is closed at its end.
+///
+/// Thread contract: thread-compatible.
+class OwnedDescriptor {
+ public:
+  OwnedDescriptor() noexcept = default;
+  explicit OwnedDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
+  OwnedDescriptor(OwnedDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  OwnedDescriptor& operator=(OwnedDescriptor other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~OwnedDescriptor();
+
+  [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+  [[nodiscard]] int get() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+enum class LockMode : std::uint8_t { shared, exclusive };
+enum class Patience : std::uint8_t { none, some };
+
+/// Takes an advisory lock of a whole file, waiting at most two seconds: its holder may have been stopped. The error
+/// code.
+[[nodiscard]] int lockFile(int descriptor, LockMode mode, Patience patience) noexcept;
+
+[[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
+/// None where there is no file.
+[[nodiscard]] FileIdentity identityAt(const std::string& path) noexcept;
+
+struct FileContents {
+  std::string bytes;
+  FileIdentity identity;
+};
+/// A whole regular file; nothing, with `errno` set, when it cannot be read or changes meanwhile (EAGAIN).
+[[nodiscard]] TESSALY_EXPORT std::optional<FileContents> readFile(const std::string& path);
+
+/// Reads so many bytes, or as many as there are. The error code.
+[[nodiscard]] int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
+/// The error code.
+[[nodiscard]] int writeAll(int descriptor, std::string_view bytes) noexcept;
+/// Has room for so many bytes behind the offset without changing the size. The error code; 0 where nobody can say.
+[[nodiscard]] int reserve(int descriptor, std::uint64_t offset, std::uint64_t size) noexcept;
+
+/// Makes a folder and those above it, for this user only. The error code.
+[[nodiscard]] int makeFolders(const std::string& path);
+/// Where the path leads in the end, if it is a symbolic link; the path itself if not.
+[[nodiscard]] std::string followed(const std::string& path);
+[[nodiscard]] std::string folderOfPath(const std::string& path);
+/// Writes what is known of a folder's entries to the disk.
+void synchronizeFolder(const std::string& path) noexcept;
+/// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on. The
+/// new path, or nothing.
+[[nodiscard]] std::optional<std::string> setAside(const std::string& path);
+
+/// Where the settings of an application stand: `$XDG_CONFIG_HOME/<identifier>`, or in `.config` in the home folder.
+/// Nothing when there is no such place, or the identifier cannot name a folder.
+[[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsFolder(std::string_view identifier);
+
+}  // namespace Tessaly::inline v1::detail

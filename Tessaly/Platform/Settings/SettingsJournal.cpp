@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+
+#include <array>
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::string_view headerMagic = "Tessaly\x1A";
+constexpr std::size_t bodyOffset = 16;    // Magic, checksum, length of the body.
+constexpr std::size_t smallestBody = 13;  // Writer, kind, length of the key.
+static_assert(bodyOffset + smallestBody == JournalRecord::overhead);
+
+using Tables = std::array<std::array<std::uint32_t, 256>, 8>;
+
+constexpr Tables makeTables() {
+  Tables tables{};
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    std::uint32_t value = i;
+    for (int bit = 0; bit < 8; ++bit) value = value >> 1 ^ (value & 1 ? 0x82F6'3B78u : 0u);
+    tables[0][i] = value;
+  }
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    for (std::size_t table = 1; table < tables.size(); ++table) {
+      const std::uint32_t before = tables[table - 1][i];
+      tables[table][i] = before >> 8 ^ tables[0][before & 0xFF];
+    }
+  }
+  return tables;
+}
+
+constexpr Tables tables = makeTables();
+
+void put(std::string& out, std::uint64_t value, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) out += static_cast<char>(value >> (8 * i));
+}
+
+std::uint64_t get(std::string_view bytes, std::size_t offset, std::size_t size) noexcept {
+  std::uint64_t value = 0;
+  for (std::size_t i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes[offset + i]);
+  return value;
+}
+
+/// What records of a journal begin with: another word in each, never with four zero bytes.
+std::uint32_t magicOf(std::uint64_t nonce) noexcept {
+  return static_cast<std::uint32_t>(nonce >> 32 ^ nonce) | 0x0100'0001u;
+}
+
+std::uint32_t seedOf(std::uint64_t nonce) noexcept {
+  std::string bytes;
+  put(bytes, nonce, 8);
+  return checksum(0, bytes);
+}
+
+void putIdentity(std::string& out, const FileIdentity& identity) {
+  put(out, identity.inode, 8);
+  put(out, identity.size, 8);
+  put(out, static_cast<std::uint64_t>(identity.modified), 8);
+}
+
+FileIdentity identityAt(std::string_view bytes, std::size_t offset) noexcept {
+  return {.inode = get(bytes, offset, 8),
+          .size = get(bytes, offset + 8, 8),
+          .modified = static_cast<std::int64_t>(get(bytes, offset + 16, 8))};
+}
+
+}  // namespace
+
+std::uint32_t checksum(std::uint32_t seed, std::string_view bytes) noexcept {
+  std::uint32_t value = ~seed;
+  std::size_t i = 0;
+  for (; i + 8 <= bytes.size(); i += 8) {
+    const std::uint64_t word = get(bytes, i, 8) ^ value;
+    value = tables[7][word & 0xFF] ^ tables[6][word >> 8 & 0xFF] ^ tables[5][word >> 16 & 0xFF] ^
+            tables[4][word >> 24 & 0xFF] ^ tables[3][word >> 32 & 0xFF] ^ tables[2][word >> 40 & 0xFF] ^
+            tables[1][word >> 48 & 0xFF] ^ tables[0][word >> 56];
+  }
+  for (; i < bytes.size(); ++i) value = value >> 8 ^ tables[0][(value ^ static_cast<unsigned char>(bytes[i])) & 0xFF];
+  return ~value;
+}
+
+std::string JournalHeader::encoded() const {
+  std::string out(headerMagic);
+  put(out, version, 4);
+  put(out, size, 4);
+  put(out, nonce, 8);
+  put(out, predecessor, 8);
+  putIdentity(out, checkpoint);
+  put(out, 0, 4);
+  put(out, checksum(0, out), 4);
+  return out;
+}
+
+std::optional<JournalHeader> JournalHeader::from(std::string_view bytes) noexcept {
+  if (bytes.size() < size || !bytes.starts_with(headerMagic)) return std::nullopt;
+  JournalHeader header;
+  header.version = static_cast<std::uint32_t>(get(bytes, 8, 4));
+  if (header.version > currentVersion) return header;
+  if (header.version != currentVersion || get(bytes, 60, 4) != checksum(0, bytes.substr(0, 60))) return std::nullopt;
+  header.nonce = get(bytes, 16, 8);
+  header.predecessor = get(bytes, 24, 8);
+  header.checkpoint = identityAt(bytes, 32);
+  return header;
+}
+
+std::optional<FileIdentity> JournalRecord::identity() const noexcept {
+  if (kind < Kind::checkpoint || value.size() != 24) return std::nullopt;
+  return identityAt(value, 0);
+}
+
+std::string JournalRecord::encodedIdentity(const FileIdentity& identity) {
+  std::string out;
+  putIdentity(out, identity);
+  return out;
+}
+
+std::string JournalRecord::encoded(std::uint64_t nonce) const {
+  std::string out;
+  out.reserve(overhead + key.size() + value.size());
+  put(out, magicOf(nonce), 4);
+  put(out, 0, 4);
+  put(out, smallestBody + key.size() + value.size(), 8);
+  put(out, writer, 8);
+  put(out, static_cast<std::uint64_t>(kind), 1);
+  put(out, key.size(), 4);
+  out += key;
+  out += value;
+  std::string sum;
+  put(sum, checksum(seedOf(nonce), std::string_view(out).substr(8)), 4);
+  out.replace(4, 4, sum);
+  return out;
+}
+
+std::optional<JournalRecord> JournalReader::next() noexcept {
+  const std::uint32_t magic = magicOf(nonce_);
+  const std::uint32_t seed = seedOf(nonce_);
+  const auto magicBytes = [&] {
+    std::array<char, 4> bytes{};
+    for (std::size_t i = 0; i < 4; ++i) bytes[i] = static_cast<char>(magic >> (8 * i));
+    return bytes;
+  }();
+  std::size_t at = position_;
+  for (;;) {
+    at = bytes_.find(std::string_view(magicBytes.data(), magicBytes.size()), at);
+    if (at == std::string_view::npos || bytes_.size() - at < JournalRecord::overhead) return std::nullopt;
+    const std::uint64_t length = get(bytes_, at + 8, 8);
+    if (length >= smallestBody && length <= bytes_.size() - at - bodyOffset) {
+      const std::string_view checked = bytes_.substr(at + 8, 8 + static_cast<std::size_t>(length));
+      const std::uint64_t keySize = get(bytes_, at + bodyOffset + 9, 4);
+      if (keySize <= length - smallestBody && get(bytes_, at + 4, 4) == checksum(seed, checked)) {
+        JournalRecord record;
+        record.writer = get(bytes_, at + bodyOffset, 8);
+        record.kind = static_cast<JournalRecord::Kind>(bytes_[at + bodyOffset + 8]);
+        record.key = bytes_.substr(at + JournalRecord::overhead, static_cast<std::size_t>(keySize));
+        record.value = checked.substr(8 + smallestBody + static_cast<std::size_t>(keySize));
+        skipped_ += at - position_;
+        position_ = at + bodyOffset + static_cast<std::size_t>(length);
+        return record;
+      }
+    }
+    ++at;
+  }
+}
+
+}  // namespace Tessaly::inline v1::detail

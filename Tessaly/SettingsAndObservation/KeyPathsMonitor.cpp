@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
+
+#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Tasks/Notification.hpp"
+
+namespace Tessaly::inline v1 {
+
+std::size_t KeyPathsMonitor::Weak::hash() const noexcept {
+  const auto alive = monitor.lock();
+  constexpr std::size_t isAlive = 1;
+  return alive == nullptr ? 0 : isAlive + 31 * std::hash<UUID>()(alive->id());
+}
+
+bool KeyPathsMonitor::Weak::operator==(const Weak& other) const noexcept {
+  const auto first = monitor.lock();
+  const auto second = other.monitor.lock();
+  if (first == nullptr || second == nullptr) return first == second;
+  return first->id() == second->id();
+}
+
+KeyPathsMonitor::Locked::Locked(const Locked& other) : lock_(other.lock_), monitors_(other.copyOfMonitors()) {}
+
+KeyPathsMonitor::Locked& KeyPathsMonitor::Locked::operator=(const Locked& other) {
+  if (this == &other) return *this;
+  auto monitors = other.copyOfMonitors();
+  lock_ = other.lock_;
+  monitors_ = std::move(monitors);
+  return *this;
+}
+
+std::unordered_map<UUID, KeyPathsMonitor::Weak> KeyPathsMonitor::Locked::copyOfMonitors() const {
+  return lock_.withLock([&] { return monitors_; });
+}
+
+void KeyPathsMonitor::Locked::insert(const std::shared_ptr<KeyPathsMonitor>& monitor) {
+  lock_.withLock([&] { monitors_.try_emplace(monitor->id(), Weak{monitor}); });
+}
+
+void KeyPathsMonitor::Locked::remove(const KeyPathsMonitor& monitor) {
+  lock_.withLock([&] { monitors_.erase(monitor.id()); });
+}
+
+bool KeyPathsMonitor::Locked::isEmpty() const {
+  return lock_.withLock([&] { return monitors_.empty(); });
+}
+
+void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) const {
+  std::vector<Weak> snapshot;
+  lock_.withLock([&] {
+    snapshot.reserve(monitors_.size());
+    for (const auto& [id, weak] : monitors_) snapshot.push_back(weak);
+  });
+  for (const Weak& weak : snapshot) {
+    if (const auto monitor = weak.monitor.lock()) monitor->didSet(keyPath, root);
+  }
+}
+
+KeyPathsMonitor::KeyPathsMonitor(Private, OnChange onChange) : onChange_(std::move(onChange)) {}
+
+KeyPathsMonitor::~KeyPathsMonitor() {
+  for (const auto& [keyPath, weak] : keyPathToMonitorable_) {
+    if (const auto root = weak.root()) weak.removeMonitor_(root.get(), *this);
+  }
+}
+
+void KeyPathsMonitor::monitoring(const AnyKeyPath& keyPath, Update update) {
+  const auto shared = std::make_shared<Update>(std::move(update));
+  updates_.insert_or_assign(keyPath, shared);
+  (*shared)(*this);
+}
+
+void KeyPathsMonitor::didSet(const AnyKeyPath& keyPath, const void* root) {
+  if (const auto found = updates_.find(keyPath); found != updates_.end()) {
+    const std::shared_ptr<Update> update = found->second;  // It may give the key path another one.
+    detail::callNotification("An update function of a key-path monitor", *update, *this);
+  }
+  const auto found = keyPathToMonitorable_.find(keyPath);
+  if (found == keyPathToMonitorable_.end()) return;
+  if (found->second.identity_ != root || found->second.root_.expired()) return;
+  if (const auto* callback = std::get_if<OnChange::Synchronous>(&onChange_.callback_)) {
+    detail::callNotification("The change handler of a key-path monitor", *callback);
+    return;
+  }
+  if (onChangeTask_.has_value()) onChangeTask_->cancel();
+  onChangeTask_.emplace([callback = std::get<OnChange::Shared>(onChange_.callback_)] { return run(callback); });
+}
+
+Async<void> KeyPathsMonitor::run(OnChange::Shared callback) {
+  try {
+    co_await (*callback)();
+  } catch (const CancellationError&) {
+    co_return;  // A later change has made it superfluous.
+  } catch (...) {
+    fatalError("The change handler of a key-path monitor has thrown", "Tessaly/KeyPathsMonitor", __LINE__);
+  }
+}
+
+void KeyPathsMonitor::store(std::vector<std::shared_ptr<KeyPathsMonitor>>& monitors) {
+  monitors.push_back(shared_from_this());
+}
+
+}  // namespace Tessaly::inline v1

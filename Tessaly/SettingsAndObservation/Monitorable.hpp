@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <type_traits>
+
+#include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/SettingsAndObservation/MonitoredProperty.hpp"
+
+namespace Tessaly::inline v1 {
+
+class KeyPathsMonitor;
+
+/// A class whose objects, held by `std::shared_ptr`, can be watched by a `KeyPathsMonitor`.
+///
+/// Derive from `MonitorableObject`, which does all of it. A class that keeps its monitors itself has
+///
+/// - a `KeyPathsMonitor::Locked`, which every change hook tells of the change: `monitors.didSet(keyPath, *this)`;
+/// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
+/// - `removeMonitor(monitor)`, by which an ending monitor is taken out;
+/// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls its `add(root, keyPath)` for each listed
+///   property and connects the computed ones by `monitorComputed`;
+/// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
+///
+/// The last two are asked for by `monitor` only. The members in the list are pointers to the object's own members, or
+/// to those of `MonitoredKeyPaths`, as the class likes.
+template <typename Root>
+concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
+  typename Root::MonitoredKeyPaths;
+  root.removeMonitor(monitor);
+};
+
+/// Connects a computed property of an object with a monitor: by the class's own member of that name if it has one, else
+/// not at all.
+template <Monitorable Root, typename Base, typename Value>
+void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std::shared_ptr<KeyPathsMonitor>& into) {
+  if constexpr (requires { root.monitorComputed(keyPath, into); }) root.monitorComputed(keyPath, into);
+}
+
+namespace detail {
+
+/// What makes an object the very same: its address, that of the whole object where that can be told.
+template <typename T>
+[[nodiscard]] const void* objectIdentity(const T& object) noexcept {
+  if constexpr (std::is_polymorphic_v<T>) {
+    return dynamic_cast<const void*>(std::addressof(object));
+  } else {
+    return std::addressof(object);
+  }
+}
+
+}  // namespace detail
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Object.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Observation/ChangeFollower.hpp"
+#include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/Platform/Tasks/Isolation.hpp"
+#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
+#include "Tessaly/SettingsAndObservation/Monitorable.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// What the handler of `monitor` needs: the object, which it keeps alive, and whom to give the values to, where.
+template <typename Root, typename Callback, typename Properties>
+struct MonitorDelivery {
+  std::shared_ptr<Root> root;
+  Isolation isolation;
+  Callback callback;
+  Properties properties;
+
+  static Async<void> deliver(std::shared_ptr<MonitorDelivery> self) {
+    co_await withIsolation(self->isolation, [&self] {
+      return std::apply(
+          [&self](const auto&... property) {
+            return std::invoke(self->callback, property.keyPath().read(*self->root)...);
+          },
+          self->properties);
+    });
+  }
+};
+
+}  // namespace detail
+
+/// Calls the function with the present values of the listed properties, in their order, after each change of any of
+/// them, in a task that goes on in the given isolation; a later change cancels the task of an earlier one. It returns
+/// an `Async` or is an ordinary function. This goes on while somebody keeps the monitor that is returned, which keeps
+/// the object.
+///
+/// Thread contract: as the object's.
+template <auto... Members, Monitorable Root, typename Callback>
+[[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
+    const std::shared_ptr<Root>& root, Isolation isolation, Callback onChange) {
+  auto properties = root->template monitoredProperties<Members...>();
+  using Delivery = detail::MonitorDelivery<Root, Callback, decltype(properties)>;
+  auto delivery = std::make_shared<Delivery>(root, std::move(isolation), std::move(onChange), std::move(properties));
+  auto made = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::asynchronous(
+      [delivery = std::move(delivery)] { return Delivery::deliver(delivery); }));
+  root->template registerMonitor<Members...>(made);
+  return made;
+}
+/// The same in the caller's isolation.
+template <auto... Members, Monitorable Root, typename Callback>
+[[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
+    const std::shared_ptr<Root>& root, Callback onChange) {
+  return monitor<Members...>(root, Isolation::current(), std::move(onChange));
+}
+
+/// The base of objects whose properties can be monitored by key path. The properties are `Property` members, or member
+/// functions that compute from such; nothing else has to be declared.
+///
+///     class Song : public MonitorableObject {
+///      public:
+///       Property<std::string> title;
+///       Property<int> year = 1970;
+///       std::string label() const { return title + ", " + std::to_string(year); }
+///     };
+///     auto song = std::make_shared<Song>();
+///     auto monitor = song->monitor<&Song::label, &Song::year>([](std::string label, int year) { show(label, year); });
+///     song->title = "Blue";
+///
+/// A property is followed from when it is first monitored until the object's last monitor is gone; what nobody monitors
+/// costs nothing. The base is one pointer beside those of `Object`.
+///
+/// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way, and
+/// a `MonitoredKeyPaths` of its own to list properties by the names of its members.
+///
+/// Thread contract: thread-compatible, as its properties are. Monitors may end on any thread.
+class TESSALY_EXPORT MonitorableObject : public Object {
+ public:
+  struct MonitoredKeyPaths {};
+
+  ~MonitorableObject() override;
+
+  /// See the function of this name.
+  template <auto... Members, typename Self, typename Callback>
+  [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
+      this Self& self, Callback onChange) {
+    return Tessaly::monitor<Members...>(self.template sharedSelf<Self>(), Isolation::current(), std::move(onChange));
+  }
+  template <auto... Members, typename Self, typename Callback>
+  [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
+      this Self& self, Isolation isolation, Callback onChange) {
+    return Tessaly::monitor<Members...>(self.template sharedSelf<Self>(), std::move(isolation), std::move(onChange));
+  }
+
+  /// The monitors that are told of changes.
+  [[nodiscard]] KeyPathsMonitor::Locked& monitors() { return monitoring().monitors; }
+
+  /// Has the listed properties watched by a monitor.
+  template <auto... Members, typename Self>
+  void registerMonitor(this Self& self, const std::shared_ptr<KeyPathsMonitor>& monitor) {
+    self.monitors().insert(monitor);
+    (self.template registerOne<Self>(monitor, self.template monitoredProperty<Members, Self>()), ...);
+  }
+  /// The records of the listed properties.
+  template <auto... Members, typename Self>
+  [[nodiscard]] auto monitoredProperties(this const Self& self) {
+    return std::tuple(self.template monitoredProperty<Members, Self>()...);
+  }
+  /// Takes a monitor out.
+  void removeMonitor(const KeyPathsMonitor& monitor);
+
+  /// Has a computed property follow what it reads.
+  template <typename Self, typename Root, typename Value>
+  void monitorComputed(this Self& self, const KeyPath<Root, Value>& keyPath,
+                       const std::shared_ptr<KeyPathsMonitor>& into) {
+    static_cast<void>(into);
+    self.template follow<Self>(keyPath);
+  }
+
+ protected:
+  MonitorableObject() noexcept = default;
+
+ private:
+  /// Reports the changes of one property to the object's monitors.
+  template <typename Self, typename Root, typename Value>
+  class ChangeHook final : public detail::ChangeFollower {
+   public:
+    ChangeHook(const std::shared_ptr<Self>& object, const KeyPath<Root, Value>& keyPath)
+        : object_(object), keyPath_(keyPath) {}
+
+   private:
+    void follow(Occasion occasion) override {
+      const auto object = object_.lock();
+      if (object == nullptr) return;
+      track([&] { keyPath_.access(*object); });
+      if (occasion == Occasion::change) object->monitors().didSet(keyPath_, *object);
+    }
+
+    const std::weak_ptr<Self> object_;
+    const KeyPath<Root, Value> keyPath_;
+  };
+
+  using Hooks = std::vector<std::pair<AnyKeyPath, std::shared_ptr<detail::ChangeFollower>>>;
+
+  struct Monitoring {
+    KeyPathsMonitor::Locked monitors;
+    UnfairLock lock;
+    Hooks hooks TESSALY_GUARDED_BY(lock);
+  };
+
+  template <typename Self>
+  [[nodiscard]] std::shared_ptr<Self> sharedSelf() {
+    return std::static_pointer_cast<Self>(shared_from_this());
+  }
+  template <auto Member, typename Self>
+  [[nodiscard]] static constexpr auto monitoredProperty() {
+    using Listing = typename Self::MonitoredKeyPaths;
+    if constexpr (std::is_same_v<detail::KeyPathRoot<Member>, Listing>) {
+      return Listing().*Member;
+    } else {
+      return MonitoredProperty(keyPath<Member>, keyPath<Member>.isComputed());
+    }
+  }
+  template <typename Self, typename Root, typename Value>
+  void registerOne(const std::shared_ptr<KeyPathsMonitor>& monitor, const MonitoredProperty<Root, Value>& property) {
+    monitor->add(sharedSelf<Self>(), property.keyPath());
+    if (property.isComputed()) {
+      static_cast<Self&>(*this).monitorComputed(property.keyPath(), monitor);
+    } else {
+      follow<Self>(property.keyPath());
+    }
+  }
+  template <typename Self, typename Root, typename Value>
+  void follow(const KeyPath<Root, Value>& keyPath) {
+    if (isFollowing(keyPath)) return;
+    const auto hook = std::make_shared<ChangeHook<Self, Root, Value>>(sharedSelf<Self>(), keyPath);
+    if (keepHook(keyPath, hook)) hook->start();
+  }
+
+  [[nodiscard]] Monitoring& monitoring() {
+    Monitoring* const monitoring = monitoring_.load(std::memory_order_acquire);
+    return monitoring != nullptr ? *monitoring : makeMonitoring();
+  }
+  Monitoring& makeMonitoring();
+  [[nodiscard]] bool isFollowing(const AnyKeyPath& keyPath);
+  /// False if there is one for the key path.
+  [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const std::shared_ptr<detail::ChangeFollower>& hook);
+
+  std::atomic<Monitoring*> monitoring_{nullptr};
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Tessaly/Platform/Observation/KeyPath.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A property of a `Monitorable` object that can be monitored: where it is, and whether it is computed rather than
+/// stored, so that no change hook of its own reports it.
+///
+/// Thread contract: thread-safe.
+///
+///     MonitoredProperty<Song, std::string> title(keyPath<&Song::title>, false);
+template <typename RootType, typename ValueType>
+class MonitoredProperty {
+ public:
+  using Root = RootType;
+  using Value = ValueType;
+
+  constexpr MonitoredProperty(const KeyPath<Root, Value>& keyPath, bool isComputed) noexcept
+      : keyPath_(keyPath), isComputed_(isComputed) {}
+
+  [[nodiscard]] constexpr const KeyPath<Root, Value>& keyPath() const noexcept { return keyPath_; }
+  [[nodiscard]] constexpr bool isComputed() const noexcept { return isComputed_; }
+
+ private:
+  KeyPath<Root, Value> keyPath_;
+  bool isComputed_;
+};
+
+}  // namespace Tessaly::inline v1

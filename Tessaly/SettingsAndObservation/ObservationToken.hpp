@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/IsAsync.hpp"
+#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Observation/Tracking.hpp"
+#include "Tessaly/Platform/Tasks/Isolation.hpp"
+#include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Tasks/TaskLocal.hpp"
+#include "Tessaly/Platform/Tasks/TaskReference.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// What a token and its loop share: whether the observation has ended, and what waits for the next change.
+class TESSALY_EXPORT ContinuousObservationState {
+ public:
+  /// A late reading delays the end by a pass, so no order is asked for.
+  [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
+  /// Ends the observation and lets go of what it captured, unless a pass is under way, which then does.
+  void cancel() noexcept;
+
+  /// Has the function called at the next change of what the list holds, if the observation goes on.
+  template <typename OnChange>
+  void follow(AccessList& accesses, OnChange onChange) {
+    if (accesses.count() == 0) return;
+    auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
+    if (!keep(tracking)) return;
+    tracking->retain();
+    tracking->install(accesses, Tracking::Moment::beforeTheChange);
+  }
+
+ private:
+  [[nodiscard]] bool keep(TaskReference<Tracking> tracking) noexcept;
+
+  std::atomic<bool> isCancelled_{false};
+  UnfairLock lock_;
+  TaskReference<Tracking> tracking_ TESSALY_GUARDED_BY(lock_);
+};
+
+}  // namespace detail
+
+/// Owns a continuous observation: it goes on until this is cancelled or destroyed. Made by `withContinuousObservation`.
+///
+/// No pass begins afterwards, and what the callbacks captured is released at once. A pass that is under way on another
+/// thread is not waited for; it ends in order, and releases it then.
+///
+/// Stops the process: use after a move.
+///
+/// Thread contract: thread-compatible.
+///
+///     std::vector<ObservationToken> tokens;
+///     withContinuousObservation([player] { return player->volume.value(); }, [](int volume) { show(volume); })
+///         .store(tokens);
+class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] ObservationToken {
+ public:
+  ObservationToken(const ObservationToken&) = delete;
+  ObservationToken& operator=(const ObservationToken&) = delete;
+  ObservationToken(ObservationToken&&) noexcept = default;
+  ObservationToken& operator=(ObservationToken&& other) noexcept;
+  ~ObservationToken();
+
+  /// Ends the observation before its next pass. Idempotent.
+  void cancel() noexcept;
+
+  /// Moves the token to the end of the array, which owns it from then on.
+  void store(std::vector<ObservationToken>& tokens) &&;
+
+  /// Whether the callback that asks runs in the first pass, before `withContinuousObservation` has returned. False
+  /// outside of any.
+  [[nodiscard]] static bool isFirst() noexcept;
+
+  /// The task-local value behind `isFirst()`, for who binds it himself.
+  static const TaskLocal<bool> isFirstBinding;
+
+  /// For the library: use `withContinuousObservation`.
+  explicit ObservationToken(std::shared_ptr<detail::ContinuousObservationState> state) noexcept
+      : state_(std::move(state)) {}
+
+ private:
+  std::shared_ptr<detail::ContinuousObservationState> state_;
+};
+
+namespace detail {
+
+template <typename T>
+struct PresentValue {
+  using Type = T;
+};
+template <typename T>
+struct PresentValue<std::optional<T>> {
+  using Type = T;
+};
+
+/// The callback of who does not want to hear of absent values.
+struct IgnoresAbsence {
+  void operator()(const auto&) const noexcept {}
+};
+
+/// What the passes of a continuous observation share.
+template <typename Apply, typename OnChange, typename OnChangeNil>
+class ContinuousObservation {
+ public:
+  using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Apply&>>>::Type;
+
+  ContinuousObservation(std::shared_ptr<ContinuousObservationState> state, Isolation isolation, Apply apply,
+                        OnChange onChange, OnChangeNil onChangeNil)
+      : state_(std::move(state)),
+        isolation_(std::move(isolation)),
+        apply_(std::move(apply)),
+        onChange_(std::move(onChange)),
+        onChangeNil_(std::move(onChangeNil)) {}
+
+  static void pass(const std::shared_ptr<ContinuousObservation>& self, bool isFirst) {
+    if (self->state_->isCancelled()) return;
+    AccessList accesses;
+    const std::optional<Value> value = std::invoke(self->apply_);
+    accesses.end();
+    self->state_->follow(accesses, [self] { scheduleNextPass(self); });
+    if (value.has_value()) {
+      ObservationToken::isFirstBinding.withValue(
+          isFirst, [&] { callNotification("The callback of a continuous observation", self->onChange_, *value); });
+    }
+    ObservationToken::isFirstBinding.withValue(
+        isFirst, [&] { callNotification("The callback of a continuous observation", self->onChangeNil_, value); });
+  }
+
+ private:
+  static void scheduleNextPass(const std::shared_ptr<ContinuousObservation>& self) {
+    const Task<> task({.priority = TaskPriority::high, .isolation = self->isolation_}, [self] {
+      const auto nextPass = [&] { pass(self, false); };
+      callNotification("The evaluation of a continuous observation", nextPass);
+    });
+  }
+
+  const std::shared_ptr<ContinuousObservationState> state_;
+  const Isolation isolation_;
+  Apply apply_;
+  OnChange onChange_;
+  OnChangeNil onChangeNil_;
+};
+
+}  // namespace detail
+
+/// Evaluates `apply` now and again after each change of an observable property that it read, and hands on what it gave,
+/// until the returned token ends.
+///
+/// `apply` returns an optional value (or a plain one, which counts as present). `onChange` is called with a value that
+/// is there, and then, in every case, `onChangeNil` with the optional. The first pass runs before this returns, on the
+/// caller's thread; each further one in a high-priority task of its own, in the given isolation, by default the
+/// caller's. Several changes before a pass has read again make one pass. Without an isolation passes may overlap.
+///
+/// The end of an observed object is a change, too: hold what `apply` reads, or look whether it is there yet.
+///
+/// What `apply` throws in the first pass reaches the caller; any other throw stops the process. For the values as a
+/// sequence, use `Observations`.
+///
+/// Thread contract: thread-safe.
+template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>
+  requires std::is_invocable_v<Apply&>
+ObservationToken withContinuousObservation(Isolation isolation, Apply apply, OnChange onChange,
+                                           OnChangeNil onChangeNil = {}) {
+  static_assert(!detail::isAsync<std::invoke_result_t<Apply&>>,
+                "what is tracked is what a function reads until it returns");
+  using Observation = detail::ContinuousObservation<Apply, OnChange, OnChangeNil>;
+  auto state = std::make_shared<detail::ContinuousObservationState>();
+  ObservationToken token(state);
+  Observation::pass(std::make_shared<Observation>(std::move(state), std::move(isolation), std::move(apply),
+                                                  std::move(onChange), std::move(onChangeNil)),
+                    true);
+  return token;
+}
+template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>
+  requires std::is_invocable_v<Apply&>
+ObservationToken withContinuousObservation(Apply apply, OnChange onChange, OnChangeNil onChangeNil = {}) {
+  return withContinuousObservation(Isolation::current(), std::move(apply), std::move(onChange), std::move(onChangeNil));
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <utility>
+
+namespace Tessaly::inline v1 {
+
+/// A declared place from which a value is obtained that was given beforehand.
+///
+/// Copies hold independent values. To share one, see `NamedResultProvider`; to compute it, `ResultProvider`. The
+/// nearest standard facility is a const member, which cannot be handed on as a place.
+///
+/// Thread contract: thread-compatible.
+///
+///     const PartialResultProvider<int> limit(100);
+///     int most = limit.wrappedValue();
+template <typename Value>
+class PartialResultProvider {
+ public:
+  /// A slot for a value in place of the given one. Nothing fills or reads it.
+  class Storage_ {
+   public:
+    std::optional<Value> overrideValue;
+  };
+
+  explicit PartialResultProvider(Value defaultValue) : defaultValue_(std::move(defaultValue)) {}
+
+  /// A copy of the value.
+  [[nodiscard]] Value wrappedValue() const { return defaultValue_; }
+  /// The provider itself, to be handed on in the value's place.
+  [[nodiscard]] const PartialResultProvider& projectedValue() const noexcept { return *this; }
+
+ private:
+  Value defaultValue_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <glib-object.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace Tessaly::Benchmarks::GLibPeers {
+
+/// A GObject with one property, "value", that notifies when it is set to another value.
+class Counter {
+ public:
+  Counter();
+
+  void setValue(std::int64_t value);
+  /// Calls the function, with the address, after each change.
+  void connect(void (*onChange)(std::int64_t* count), std::int64_t* count);
+
+ private:
+  std::shared_ptr<GObject> object_;
+};
+
+}  // namespace Tessaly::Benchmarks::GLibPeers

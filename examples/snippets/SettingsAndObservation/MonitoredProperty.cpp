@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/SettingsAndObservation/MonitoredProperty.hpp"
+
+#include <string>
+
+namespace Tessaly {
+
+namespace {
+
+struct Song {
+  std::string title;
+};
+
+}  // namespace
+
+void showMonitoredProperty() {
+  MonitoredProperty<Song, std::string> title(keyPath<&Song::title>, false);
+}
+
+}  // namespace Tessaly

@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <unordered_set>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Tessaly/Concurrency/AsyncStreams.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "tests/Platform/Tasks/Scenarios.hpp"
+#include "tests/Platform/Tasks/Streams.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Tests::answersOf;
+using Tests::holdsInEveryOrderOfSteps;
+using Tests::holdsOnManyThreads;
+using Tests::pause;
+using Tests::Request;
+using Tests::settle;
+using Tests::Tasks;
+
+// Counts the living of its kind.
+struct Counted {
+  explicit Counted(int number) : number(number) { ++living; }
+  Counted(const Counted& other) : number(other.number) { ++living; }
+  Counted& operator=(const Counted&) = default;
+  ~Counted() { --living; }
+  int number;
+  static inline std::atomic<int> living{0};
+};
+
+TEST(AsyncStreams, EveryListenerReceivesEveryValueInOrder) {
+  const auto broadcaster = AsyncStreams<int>::make();
+  auto first = broadcaster->stream().makeAsyncIterator();
+  auto second = broadcaster->stream().makeAsyncIterator();
+  for (const int value : {1, 2, 3}) broadcaster->send(value);
+  EXPECT_EQ(answersOf(first), "1 2 3 waiting");
+  EXPECT_EQ(answersOf(second), "1 2 3 waiting");
+}
+
+TEST(AsyncStreams, AListenerReceivesOnlyWhatIsSentAfterItSubscribed) {
+  const auto broadcaster = AsyncStreams<int>::make();
+  broadcaster->send(1);  // To nobody.
+  auto listener = broadcaster->stream().makeAsyncIterator();
+  broadcaster->send(2);
+  EXPECT_EQ(answersOf(listener), "2 waiting");
+}
+
+TEST(AsyncStreams, SendsSignalsWithoutAPayload) {
+  const auto broadcaster = AsyncStreams<std::monostate>::make();
+  const auto listener = broadcaster->stream();
+  broadcaster->send();
+  broadcaster->send(std::monostate());
+  broadcaster->finish();
+  int received = 0;
+  syncWait([&]() -> Async<void> {
+    auto iterator = listener.makeAsyncIterator();
+    while (co_await iterator.next()) ++received;
+  });
+  EXPECT_EQ(received, 2);
+}
+
+TEST(AsyncStreams, AListenerWhoseTaskIsCancelledIsForgotten) {
+  const auto broadcaster = AsyncStreams<Counted>::make();
+  const auto stream = broadcaster->stream();
+  auto task = Tests::start([stream]() -> Async<void> {
+    auto iterator = stream.makeAsyncIterator();
+    while (co_await iterator.next()) {
+    }
+  });
+  settle();
+  task.cancel();
+  settle();
+  EXPECT_TRUE(task.isFinished());
+  broadcaster->send(Counted(1));
+  EXPECT_EQ(Counted::living, 0);
+}
+
+TEST(AsyncStreams, AListenerThatIsDroppedIsForgotten) {
+  const auto broadcaster = AsyncStreams<Counted>::make();
+  {
+    const auto first = broadcaster->stream();
+    const auto second = broadcaster->stream();
+    broadcaster->send(Counted(1));
+    EXPECT_EQ(Counted::living, 2);
+  }
+  EXPECT_EQ(Counted::living, 0);
+  broadcaster->send(Counted(2));
+  EXPECT_EQ(Counted::living, 0);
+}
+
+TEST(AsyncStreams, FinishingEndsEveryListenerAndForgetsThem) {
+  const auto broadcaster = AsyncStreams<int>::make();
+  auto first = broadcaster->stream().makeAsyncIterator();
+  auto second = broadcaster->stream().makeAsyncIterator();
+  broadcaster->send(1);
+  broadcaster->finish();
+  broadcaster->send(2);
+  EXPECT_EQ(answersOf(first), "1 end");
+  EXPECT_EQ(answersOf(second), "1 end");
+  broadcaster->finish();
+}
+
+TEST(AsyncStreams, CanBeUsedAgainAfterFinishing) {
+  const auto broadcaster = AsyncStreams<int>::make();
+  auto before = broadcaster->stream().makeAsyncIterator();
+  broadcaster->finish();
+  auto after = broadcaster->stream().makeAsyncIterator();
+  broadcaster->send(3);
+  EXPECT_EQ(answersOf(before), "end");
+  EXPECT_EQ(answersOf(after), "3 waiting");
+}
+
+TEST(AsyncStreams, DroppingTheBroadcasterEndsEveryListener) {
+  auto broadcaster = AsyncStreams<int>::make();
+  auto first = broadcaster->stream().makeAsyncIterator();
+  auto second = broadcaster->stream().makeAsyncIterator();
+  broadcaster->send(1);
+  Request waiting(second);
+  settle();
+  broadcaster.reset();
+  EXPECT_EQ(answersOf(first), "1 end");
+  EXPECT_EQ(waiting.answer(), "1");
+  EXPECT_EQ(answersOf(second), "end");
+}
+
+TEST(AsyncStreams, AListenerThatOutlivesTheBroadcasterMayGoAnyTime) {
+  auto broadcaster = AsyncStreams<int>::make();
+  std::optional<AsyncStream<int>> stream = broadcaster->stream();
+  broadcaster.reset();
+  stream.reset();
+}
+
+TEST(AsyncStreams, AListenerMayLeaveInsideASend) {
+  struct Leaving {
+    std::shared_ptr<std::optional<AsyncStream<Leaving>>> stream;
+    Leaving() = default;
+    explicit Leaving(std::shared_ptr<std::optional<AsyncStream<Leaving>>> stream) : stream(std::move(stream)) {}
+    Leaving(const Leaving& other) : stream(other.stream) {
+      if (stream) stream->reset();  // While the broadcaster copies the value for its listeners.
+    }
+    Leaving(Leaving&&) = default;
+  };
+  const auto broadcaster = AsyncStreams<Leaving>::make();
+  const auto stream = std::make_shared<std::optional<AsyncStream<Leaving>>>(broadcaster->stream());
+  const auto other = broadcaster->stream();
+  broadcaster->send(Leaving(stream));
+  EXPECT_FALSE(stream->has_value());
+  EXPECT_EQ(stream.use_count(), 2);  // One copy waits in the other's buffer.
+}
+
+TEST(AsyncStreams, AListenerIsItsIdentifier) {
+  using Record = detail::IdentifiedContinuation<int, int>;
+  const auto first = AsyncStream<int>::makeStream();
+  const auto second = AsyncStream<int>::makeStream();
+  const Record record{1, first.continuation};
+  EXPECT_EQ(record, (Record{1, second.continuation}));
+  EXPECT_FALSE(record == (Record{2, first.continuation}));
+  EXPECT_EQ(std::hash<Record>()(record), std::hash<Record>()({1, second.continuation}));
+  const std::unordered_set<Record> set{record};
+  EXPECT_TRUE(set.contains({1, second.continuation}));
+}
+
+// Listeners that join and leave while values are sent: each receives a run of them without a gap.
+void joinAndLeave(Tasks& tasks) {
+  struct Shared {
+    std::shared_ptr<AsyncStreams<int>> broadcaster = AsyncStreams<int>::make();
+  };
+  const auto shared = std::make_shared<Shared>();
+  tasks.add([shared, finishes = tasks.random(2)]() -> Async<void> {
+    for (int i = 0; i < 8; ++i) {
+      shared->broadcaster->send(i);
+      co_await pause(1);
+    }
+    finishes == 0 ? shared->broadcaster->finish() : shared->broadcaster.reset();
+  });
+  for (int i = 0; i < 3; ++i) {
+    std::optional<AsyncStream<int>> joined;
+    if (i == 0) joined = shared->broadcaster->stream();
+    tasks.add([joined, shared, broadcaster = std::weak_ptr(shared->broadcaster), delay = tasks.random(9),
+               limit = tasks.random(10)]() -> Async<void> {
+      co_await pause(delay);
+      std::optional<AsyncStream<int>> stream = joined;
+      if (!stream) {
+        const auto held = broadcaster.lock();
+        if (held == nullptr) co_return;
+        stream = held->stream();
+      }
+      auto iterator = stream->makeAsyncIterator();
+      stream.reset();
+      std::optional<int> last;
+      for (int received = 0; received < limit; ++received) {
+        if (last == 7) break;
+        const auto element = co_await iterator.next();
+        if (!element) break;
+        if (last) EXPECT_EQ(*element, *last + 1);
+        last = element;
+      }
+    });
+  }
+  // Who joined after the finish waits for a value that never comes.
+  tasks.add([shared]() -> Async<void> {
+    co_await pause(40);
+    if (shared->broadcaster) shared->broadcaster->finish();
+  });
+  tasks.wait();
+}
+
+TEST(AsyncStreams, ListenersJoinAndLeaveInEveryOrderOfSteps) { holdsInEveryOrderOfSteps(joinAndLeave); }
+
+TEST(AsyncStreams, TenThousandListenersJoinAndLeaveWhileValuesAreSent) {
+  constexpr int listeners = 10'000;
+  const auto broadcaster = AsyncStreams<Counted>::make();
+  std::atomic<bool> isOver{false};
+  std::jthread sender([&] {
+    for (int i = 0; !isOver; ++i) {
+      broadcaster->send(Counted(i));
+      std::this_thread::yield();
+    }
+    broadcaster->finish();
+  });
+  syncWait([&]() -> Async<void> {
+    std::vector<Task<>> tasks;
+    for (int i = 0; i < listeners; ++i) {
+      tasks.push_back(Task<>::detached([stream = broadcaster->stream(), i]() -> Async<void> {
+        auto iterator = stream.makeAsyncIterator();
+        int last = -1;
+        for (int j = 0; j < i % 4; ++j) {
+          const auto element = co_await iterator.next();
+          if (!element) break;
+          if (last >= 0) EXPECT_EQ(element->number, last + 1);
+          last = element->number;
+        }
+      }));
+      if (i % 5 == 0) tasks.back().cancel();
+      if (tasks.size() == 50) {
+        for (const auto& task : tasks) co_await task.finished();
+        tasks.clear();
+      }
+    }
+    for (const auto& task : tasks) co_await task.finished();
+  });
+  isOver = true;
+  sender.join();
+  EXPECT_EQ(Counted::living, 0);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "Sequences.hpp"
+#include "Tessaly/Concurrency/AsyncSequence+Extensions.hpp"
+#include "Tessaly/Concurrency/AsyncThrowingStream+Extensions.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Tests::answersOf;
+using Tests::settle;
+using Tests::textOf;
+
+using Stream = AsyncThrowingStream<int>;
+
+// A stream of which everything is written down.
+struct Handled {
+  Handled()
+      : source(Stream::makeStream()),
+        stream(handleElement(
+            source.stream, [this](int element) { told += std::to_string(element) + " "; },
+            [this](const StreamTermination& termination) { told += textOf(termination) + " "; })) {}
+  Stream::StreamAndContinuation source;
+  std::string told;
+  Stream stream;
+};
+
+TEST(AsyncThrowingStreamExtensions, ElementsAreShownAndPassedOnUntilTheEnd) {
+  SeededScheduler::install();
+  Handled handled;
+  for (const int element : {1, 2}) handled.source.continuation.yield(element);
+  handled.source.continuation.finish();
+  settle();
+  EXPECT_EQ(handled.told, "1 2 finished ");  // Nobody has asked for an element yet.
+  auto iterator = handled.stream.makeAsyncIterator();
+  EXPECT_EQ(answersOf(iterator), "1 2 end");
+}
+
+TEST(AsyncThrowingStreamExtensions, AnErrorIsToldAndPassedOn) {
+  SeededScheduler::install();
+  Handled handled;
+  handled.source.continuation.yield(1);
+  handled.source.continuation.finish(std::runtime_error("broken"));
+  auto iterator = handled.stream.makeAsyncIterator();
+  EXPECT_EQ(answersOf(iterator), "1 error: broken");
+  EXPECT_EQ(handled.told, "1 finished: broken ");
+}
+
+TEST(AsyncThrowingStreamExtensions, ACancellationIsToldTwice) {
+  SeededScheduler::install();
+  Handled handled;
+  handled.source.continuation.yield(1);
+  handled.source.continuation.finish(CancellationError());
+  auto iterator = handled.stream.makeAsyncIterator();
+  EXPECT_EQ(Tests::resultOf(iterator.next(Isolation())), 1);
+  EXPECT_THROW(Tests::resultOf(iterator.next(Isolation())), CancellationError);
+  EXPECT_EQ(Tests::resultOf(iterator.next(Isolation())), std::nullopt);
+  EXPECT_EQ(handled.told, "1 cancelled finished ");
+}
+
+TEST(AsyncThrowingStreamExtensions, EachElementIsShownBeforeItCanBeReceived) {
+  SeededScheduler::install();
+  auto [source, continuation] = Stream::makeStream();
+  std::string told;
+  const auto stream =
+      handleElement(source, [&](int element) { told += "shown " + std::to_string(element) + " "; }, [](const auto&) {});
+  const auto consumer = Tests::start([&]() -> Async<void> {
+    auto iterator = stream.makeAsyncIterator();
+    while (auto element = co_await iterator.next()) told += "received " + std::to_string(*element) + " ";
+  });
+  settle();
+  for (const int element : {1, 2}) {
+    continuation.yield(element);
+    settle();
+  }
+  EXPECT_EQ(told, "shown 1 received 1 shown 2 received 2 ");
+  continuation.finish();
+  settle();
+}
+
+TEST(AsyncThrowingStreamExtensions, TheTerminationIsToldBeforeTheStreamEnds) {
+  SeededScheduler::install();
+  for (const bool fails : {false, true}) {
+    auto [source, continuation] = Stream::makeStream();
+    std::string told;
+    const auto stream = handleElement(source, [](int) {}, [&](const StreamTermination&) { told += "told "; });
+    const auto consumer = Tests::start([&]() -> Async<void> {
+      auto iterator = stream.makeAsyncIterator();
+      try {
+        co_await iterator.next();
+      } catch (const std::exception&) {
+      }
+      told += "ended";
+    });
+    settle();
+    fails ? continuation.finish(std::runtime_error("broken")) : continuation.finish();
+    settle();
+    EXPECT_EQ(told, "told ended");
+  }
+}
+
+TEST(AsyncThrowingStreamExtensions, ACancelledConsumerEndsOnlyTheNewStream) {
+  SeededScheduler::install();
+  Handled handled;
+  auto consumer = Tests::start([&]() -> Async<void> {
+    auto iterator = handled.stream.makeAsyncIterator();
+    while (co_await iterator.next()) {
+    }
+  });
+  settle();
+  consumer.cancel();
+  settle();
+  EXPECT_TRUE(consumer.isFinished());
+  EXPECT_EQ(handled.told, "");
+  EXPECT_EQ(handled.source.continuation.yield(1).kind, YieldResultKind::enqueued);
+  settle();
+  EXPECT_EQ(handled.told, "1 ");
+  handled.source.continuation.finish();
+  settle();
+  EXPECT_EQ(handled.told, "1 finished ");
+}
+
+TEST(AsyncThrowingStreamExtensions, AConsumerThatIsCancelledWithinTheSourceSeesTheEnd) {
+  SeededScheduler::install();
+  Handled handled;
+  // Cancelling a consumer of the source ends the source, without an error.
+  auto iterator = handled.source.stream.makeAsyncIterator();
+  auto consumer = Tests::start([&]() -> Async<void> { co_await iterator.next(); });
+  consumer.cancel();
+  settle();
+  EXPECT_EQ(handled.told, "finished ");
+}
+
+TEST(AsyncThrowingStreamExtensionsDeathTest, TheFunctionsMustNotThrow) {
+  const auto run = [](auto onReceiveValue, auto onTermination) {
+    SeededScheduler::install();
+    const auto stream = handleElement(Tests::failingStreamOf({1}, "broken"), onReceiveValue, onTermination);
+    settle();
+  };
+  EXPECT_EXIT(run([](int) { throw 1; }, [](const auto&) {}), testing::KilledBySignal(SIGABRT),
+              "A function that receives elements has thrown");
+  EXPECT_EXIT(run([](int) {}, [](const auto&) { throw 1; }), testing::KilledBySignal(SIGABRT),
+              "A termination function has thrown");
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Concurrency/ReducedReplayAsyncThrowingStream.hpp"
+#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
+#include "tests/Platform/Tasks/Scenarios.hpp"
+#include "tests/Platform/Tasks/Streams.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Tests::answerOf;
+using Tests::answersOf;
+using Tests::holdsInEveryOrderOfSteps;
+using Tests::holdsOnManyThreads;
+using Tests::pause;
+using Tests::Request;
+using Tests::settle;
+using Tests::Tasks;
+
+using Stream = ReducedReplayAsyncThrowingStream<int>;
+using Continuation = Stream::Continuation;
+
+void add(int& sum, int element) { sum += element; }
+
+struct Sum {
+  Sum() : stream(BufferingPolicy::unbounded(), 0, add, [&](Continuation built) { continuation.emplace(built); }) {
+    SeededScheduler::install();
+  }
+
+  std::optional<Continuation> continuation;
+  Stream stream;
+};
+
+// One task that asks for the final value.
+class Question {
+ public:
+  explicit Question(const Stream& stream)
+      : task_(Tests::start([answer = answer_, stream]() -> Async<void> {
+          try {
+            *answer = std::to_string(co_await stream.streamedElement());
+          } catch (const std::exception& error) {
+            *answer = std::string("error: ") + error.what();
+          }
+        })) {}
+  std::string answer() const {
+    settle();
+    return *answer_;
+  }
+
+ private:
+  std::shared_ptr<std::string> answer_ = std::make_shared<std::string>("waiting");
+  Task<> task_;
+};
+
+TEST(ReducedReplayAsyncThrowingStream, FirstAndLateSubscribersReceiveAsTheyDoWithoutFailures) {
+  Sum sum;
+  auto first = sum.stream.makeAsyncIterator();
+  settle();
+  auto second = sum.stream.makeAsyncIterator();
+  settle();
+  for (const int element : {1, 2, 3}) sum.continuation->yield(element);
+  settle();
+  auto late = sum.stream.makeAsyncIterator();
+  settle();
+  sum.continuation->yield(4);
+  sum.continuation->finish();
+  EXPECT_EQ(answersOf(first), "1 2 3 4 end");
+  EXPECT_EQ(answersOf(second), "0 1 2 3 4 end");
+  EXPECT_EQ(answersOf(late), "6 4 end");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, AnErrorReachesEverySubscriberThatHadJoined) {
+  Sum sum;
+  auto first = sum.stream.makeAsyncIterator();
+  settle();
+  auto stream = sum.stream.newStream();
+  auto second = stream.makeAsyncIterator();
+  settle();
+  sum.continuation->yield(1);
+  sum.continuation->finish(std::runtime_error("broken"));
+  EXPECT_EQ(answersOf(first), "1 error: broken");
+  EXPECT_EQ(answerOf(first), "end");
+  EXPECT_EQ(answersOf(second), "0 1 error: broken");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, ASubscriberAfterTheEndReceivesTheSumAndWaitsOn) {
+  for (const bool fails : {false, true}) {
+    Sum sum;
+    auto first = sum.stream.makeAsyncIterator();
+    sum.continuation->yield(4);
+    fails ? sum.continuation->finish(std::runtime_error("broken")) : sum.continuation->finish();
+    settle();
+    auto late = sum.stream.makeAsyncIterator();
+    EXPECT_EQ(answersOf(late), "4 waiting");
+  }
+}
+
+TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueStartsTheConsumption) {
+  Sum sum;
+  for (const int element : {1, 2, 3}) sum.continuation->yield(element);
+  const Question question(sum.stream);
+  EXPECT_EQ(question.answer(), "waiting");
+  auto late = sum.stream.makeAsyncIterator();
+  EXPECT_EQ(answerOf(late), "6");
+  sum.continuation->yield(4);
+  sum.continuation->finish();
+  EXPECT_EQ(question.answer(), "10");
+  EXPECT_EQ(answersOf(late), "4 end");
+  EXPECT_EQ(Question(sum.stream).answer(), "10");
+  EXPECT_EQ(Question(sum.stream).answer(), "10");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueLeavesASubscriberStartTheConsumption) {
+  Sum sum;
+  auto first = sum.stream.makeAsyncIterator();
+  settle();
+  const Question question(sum.stream);
+  const Question another(sum.stream);
+  settle();
+  sum.continuation->yield(5);
+  sum.continuation->finish();
+  EXPECT_EQ(question.answer(), "5");
+  EXPECT_EQ(another.answer(), "5");
+  EXPECT_EQ(answersOf(first), "5 end");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, EveryRequestForTheFinalValueFailsWithTheProducersError) {
+  Sum sum;
+  const Question before(sum.stream);
+  settle();
+  sum.continuation->yield(1);
+  sum.continuation->finish(std::runtime_error("broken"));
+  EXPECT_EQ(before.answer(), "error: broken");
+  EXPECT_EQ(Question(sum.stream).answer(), "error: broken");
+  EXPECT_EQ(Question(sum.stream).answer(), "error: broken");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, TheFinalValueOfAnEmptyProducerIsTheInitialResult) {
+  Sum sum;
+  sum.continuation->finish();
+  EXPECT_EQ(Question(sum.stream).answer(), "0");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, ConsumesAnySequenceOnce) {
+  std::atomic<int> reads{0};
+  const auto numbers = map(Tests::streamOf({1, 2, 3}), [&reads](int number) {
+    ++reads;
+    return number * 10;
+  });
+  SeededScheduler::install();
+  const Stream stream(numbers, 5, add);
+  settle();
+  EXPECT_EQ(reads, 0);
+  auto first = stream.makeAsyncIterator();
+  settle();
+  auto second = stream.makeAsyncIterator();
+  EXPECT_EQ(answersOf(first), "10 20 30 end");
+  EXPECT_EQ(answersOf(second), "65 waiting");
+  EXPECT_EQ(reads, 3);
+  EXPECT_EQ(Question(stream).answer(), "65");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, AProducerMayFailAtEachStep) {
+  for (int failing = 0; failing < 4; ++failing) {
+    const auto numbers = throwingMap(Tests::streamOf({0, 1, 2, 3}), [failing](int number) {
+      return number == failing ? throw std::runtime_error("at " + std::to_string(number)) : number;
+    });
+    SeededScheduler::install();
+    const Stream stream(numbers, 0, add);
+    auto first = stream.makeAsyncIterator();
+    const Question question(stream);
+    std::string expected;
+    for (int i = 0; i < failing; ++i) expected += std::to_string(i) + " ";
+    const std::string error = "error: at " + std::to_string(failing);
+    EXPECT_EQ(answersOf(first), expected + error);
+    EXPECT_EQ(question.answer(), error);
+  }
+}
+
+TEST(ReducedReplayAsyncThrowingStream, APendingRequestSurvivesTheStreamValue) {
+  std::optional<Continuation> continuation;
+  std::optional<Question> question;
+  {
+    const Stream stream(BufferingPolicy::unbounded(), 0, add, [&](Continuation built) { continuation.emplace(built); });
+    question.emplace(stream);
+    settle();
+  }
+  settle();
+  continuation->yield(2);
+  continuation->finish();
+  EXPECT_EQ(question->answer(), "2");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, ItsIteratorsTakeAnIsolation) {
+  static_assert(AsyncSequence<Stream> && AsyncSequence<Stream::Stream>);
+  static_assert(std::same_as<Stream::Failure, std::exception_ptr>);
+  Sum sum;
+  auto iterator = sum.stream.makeAsyncIterator();
+  sum.continuation->yield(1);
+  const Isolation isolation = Isolation::serial();
+  int received = 0;
+  auto task = Tests::start([&]() -> Async<void> { received = (co_await iterator.next(isolation)).value(); });
+  settle();
+  EXPECT_EQ(received, 1);
+}
+
+// Requests and subscribers at any time, a producer that may fail: every request is answered once, with the same.
+void askAndFail(Tasks& tasks) {
+  struct Shared {
+    Shared() : stream(BufferingPolicy::unbounded(), 0, add, [this](Continuation built) { continuation = built; }) {}
+    std::optional<Continuation> continuation;
+    Stream stream;
+  };
+  const auto shared = std::make_shared<Shared>();
+  const bool fails = tasks.random(2) == 0;
+  tasks.add([shared, fails, delay = tasks.random(6)]() -> Async<void> {
+    co_await pause(delay);
+    for (int i = 1; i <= 4; ++i) {
+      shared->continuation->yield(i);
+      co_await pause(1);
+    }
+    fails ? shared->continuation->finish(std::runtime_error("broken")) : shared->continuation->finish();
+  });
+  for (int i = 0; i < 3; ++i) {
+    tasks.add([shared, fails, delay = tasks.random(14)]() -> Async<void> {
+      co_await pause(delay);
+      try {
+        const int whole = co_await shared->stream.streamedElement();
+        EXPECT_FALSE(fails);
+        EXPECT_EQ(whole, 10);
+      } catch (const std::runtime_error& error) {
+        EXPECT_TRUE(fails);
+        EXPECT_STREQ(error.what(), "broken");
+      }
+    });
+  }
+  tasks.add([shared, delay = tasks.random(10)]() -> Async<void> {
+    co_await pause(delay);
+    auto iterator = shared->stream.makeAsyncIterator();
+    int known = 0;
+    try {
+      while (known < 10) {
+        const auto element = co_await iterator.next();
+        if (!element) break;
+        known += *element;
+      }
+      EXPECT_EQ(known, 10);
+    } catch (const std::runtime_error&) {
+      EXPECT_EQ(known, 10);
+    }
+  });
+  tasks.wait();
+}
+
+TEST(ReducedReplayAsyncThrowingStream, EveryRequestIsAnsweredInEveryOrderOfSteps) {
+  holdsInEveryOrderOfSteps(askAndFail);
+}
+
+TEST(ReducedReplayAsyncThrowingStream, EveryRequestIsAnsweredOnManyThreads) { holdsOnManyThreads(askAndFail); }
+
+}  // namespace
+}  // namespace Tessaly

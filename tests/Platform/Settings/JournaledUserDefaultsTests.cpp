@@ -1,0 +1,621 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../../Support/Repetitions.hpp"
+#include "../../Support/WaitUntil.hpp"
+#include "../Foundation/TemporaryFolder.hpp"
+#include "Tessaly/Platform/Fakes/ManualClock.hpp"
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+using Dictionary = PropertyList::Dictionary;
+using Store = std::shared_ptr<JournaledUserDefaults>;
+using Tests::waitUntil;
+
+std::string contentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void write(const std::string& path, std::string_view bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+class JournaledUserDefaultsTest : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
+  [[nodiscard]] std::string plist() const { return folder() + "/Settings.plist"; }
+  [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
+  [[nodiscard]] std::string above() const { return folder_.path(); }
+
+  /// Time stands still: no checkpoint comes but by `synchronize`, `advance` or the end of the store.
+  Store open() { return JournaledUserDefaults::open({.folder = folder(), .clock = clock_}); }
+  Store openForReading() {
+    return JournaledUserDefaults::open(
+        {.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading, .clock = clock_});
+  }
+  /// What another process would read now, plist and journals.
+  Dictionary stored() { return openForReading()->dictionaryRepresentation(); }
+  /// What any other program would read.
+  PropertyList onDisk() {
+    const std::string bytes = contentsOf(plist());
+    return PropertyListSerialization::read(Data(std::string_view(bytes)).bytes()).value;
+  }
+  /// Replaces the property list as careful programs do.
+  void replace(const Dictionary& values, PropertyListFormat format = PropertyListFormat::binary) {
+    write(above() + "/other", PropertyListSerialization::data(values, format).text());
+    std::filesystem::rename(above() + "/other", plist());
+  }
+  void makeFolder() { std::filesystem::create_directories(folder()); }
+
+  ManualClock clock_;
+
+ private:
+  TessalyTests::TemporaryFolder folder_;
+};
+
+/// Remembers what it was told, and lets a test wait for it.
+class Recorder final : public KeyValueObserver {
+ public:
+  struct Call {
+    std::string key;
+    std::optional<PropertyList> value;
+    ChangeOrigin origin;
+    std::thread::id thread;
+  };
+  void observeValue(std::optional<std::string_view> keyPath, const Object*, const std::optional<KeyValueChange>& change,
+                    void*) override {
+    const UnfairLock::Guard guard(lock_);
+    calls_.push_back({std::string(*keyPath), *change->newValue, change->origin, std::this_thread::get_id()});
+  }
+  std::vector<Call> calls() {
+    const UnfairLock::Guard guard(lock_);
+    return calls_;
+  }
+
+ private:
+  UnfairLock lock_;
+  std::vector<Call> calls_ TESSALY_GUARDED_BY(lock_);
+};
+
+std::shared_ptr<Recorder> observe(const Store& store) {
+  auto recorder = std::make_shared<Recorder>();
+  store->addObserverOfEveryKey(recorder, KeyValueObservingOptions::newValue, nullptr);
+  return recorder;
+}
+
+TEST_F(JournaledUserDefaultsTest, ReadsWhatWasWritten) {
+  const Store store = open();
+  EXPECT_EQ(store->value("a"), std::nullopt);
+  store->set(5, "a");
+  store->set("text", "b");
+  store->removeObject("b");
+  store->removeObject("c");
+  EXPECT_EQ(store->value("a"), 5);
+  EXPECT_EQ(store->value("b"), std::nullopt);
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 5}}));
+  EXPECT_EQ(store->status(), (UserDefaultsStatus{.folder = folder()}));
+}
+
+TEST_F(JournaledUserDefaultsTest, HasEveryKindAndKeyInAnotherProcessAsSoonAsItIsWritten) {
+  const Dictionary values{{"", "the empty key"},
+                          {"a.b.c", 1},
+                          {"n\0l"s, true},
+                          {std::string(10'000, 'k'), 0.1f},
+                          {"ü", Date::sinceReferenceDate(0.25)},
+                          {"largest", std::numeric_limits<std::uint64_t>::max()},
+                          {"data", Data("\0\xFF"sv)},
+                          {"nested", PropertyList::Array{1, Dictionary{{"x", PropertyList::Array{}}}}}};
+  const Store store = open();
+  for (const auto& [key, value] : values) store->set(value, key);
+  EXPECT_TRUE(PropertyList(stored()).isIdentical(values));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_TRUE(onDisk().isIdentical(values));
+  EXPECT_TRUE(PropertyList(stored()).isIdentical(values));
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesIllFormedKeysForTheirReplacement) {
+  const Store store = open();
+  store->set(1, "a\xFF");
+  EXPECT_EQ(store->value("a\xFF"), 1);
+  EXPECT_EQ(store->value("a\uFFFD"), 1);
+  EXPECT_EQ(stored(), (Dictionary{{"a\uFFFD", 1}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAQuarterOfASecondAfterTheFirstWrite) {
+  const Store store = open();
+  store->set(1, "a");
+  EXPECT_FALSE(std::filesystem::exists(plist()));
+  clock_.advance(JournaledUserDefaults::checkpointDelay);
+  ASSERT_TRUE(waitUntil(
+      [&] { return std::filesystem::exists(plist()) && !std::filesystem::exists(folder() + "/journal.old"); }));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+  EXPECT_EQ(std::filesystem::file_size(journal()), 64u + 53);
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAtItsEnd) {
+  open()->set(1, "a");
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, DoesNotWaitWithALargeJournal) {
+  const Store store = open();
+  store->set(Data(std::string(100'000, 'x')), "a");
+  clock_.advance(std::chrono::milliseconds(1));
+  EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesAnEqualValueOfAnotherKindButTellsNobody) {
+  const Store store = open();
+  store->set(5, "a");
+  const auto size = std::filesystem::file_size(journal());
+  const auto recorder = observe(store);
+  store->set(5, "a");
+  EXPECT_EQ(std::filesystem::file_size(journal()), size);
+  store->set(5.0, "a");
+  EXPECT_GT(std::filesystem::file_size(journal()), size);
+  EXPECT_TRUE(recorder->calls().empty());
+  EXPECT_TRUE(PropertyList(stored()).isIdentical(Dictionary{{"a", 5.0}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, TellsObserversOnTheWritingThreadBeforeTheWriteReturns) {
+  const Store store = open();
+  const auto recorder = observe(store);
+  store->set(1, "a");
+  store->removeObject("a");
+  const auto calls = recorder->calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[0].value, 1);
+  EXPECT_EQ(calls[1].value, std::nullopt);
+  for (const auto& call : calls) {
+    EXPECT_EQ(call.origin, ChangeOrigin::thisProcess);
+    EXPECT_EQ(call.thread, std::this_thread::get_id());
+  }
+}
+
+TEST_F(JournaledUserDefaultsTest, HearsOfAnotherWriterWithoutBeingAsked) {
+  const Store first = open();
+  const Store second = open();
+  const auto recorder = observe(first);
+  second->set(1, "a");
+  second->set(2, "b");
+  second->removeObject("a");
+  ASSERT_TRUE(waitUntil([&] { return recorder->calls().size() == 3; }));
+  const auto calls = recorder->calls();
+  EXPECT_EQ(calls[0].value, 1);
+  EXPECT_EQ(calls[1].key, "b");
+  EXPECT_EQ(calls[2].value, std::nullopt);
+  EXPECT_EQ(calls[0].origin, ChangeOrigin::otherProcess);
+  EXPECT_NE(calls[0].thread, std::this_thread::get_id());
+  EXPECT_EQ(first->value("b"), 2);
+}
+
+TEST_F(JournaledUserDefaultsTest, LetsObserversWrite) {
+  class Doubler final : public KeyValueObserver {
+   public:
+    void observeValue(std::optional<std::string_view>, const Object* object,
+                      const std::optional<KeyValueChange>& change, void*) override {
+      auto& store = const_cast<UserDefaults&>(static_cast<const UserDefaults&>(*object));
+      store.set(2 * (*change->newValue)->number()->integerValue(), "double");
+    }
+  };
+  const Store store = open();
+  const auto doubler = std::make_shared<Doubler>();
+  store->addObserver(doubler, "single", KeyValueObservingOptions::newValue, nullptr);
+  store->set(4, "single");
+  EXPECT_EQ(store->value("double"), 8);
+}
+
+TEST_F(JournaledUserDefaultsTest, AgreesWithOthersOnTheLastWriteOfEachKey) {
+  for (int round = 0; round < Tests::repetitions(5); ++round) {
+    std::vector<Store> stores{open(), open(), open()};
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < 4; ++i) {
+      threads.emplace_back([&, i, store = stores[i % stores.size()]] {
+        for (int n = 0; n < 200; ++n) {
+          store->set(static_cast<int>(i) * 1000 + n, std::to_string(n % 5));
+          if (n % 50 == 0) store->synchronize();
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    Dictionary expected = stored();
+    expected.erase("end");
+    EXPECT_EQ(expected.size(), 5u);
+    for (const Store& store : stores) {
+      store->set(round, "end");  // Brings it up to date.
+      Dictionary values = store->dictionaryRepresentation();
+      values.erase("end");
+      EXPECT_EQ(values, expected);
+    }
+  }
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesOverWhatAnotherProgramPutsInPlace) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  store->set(1, "c");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "c");  // No checkpoint holds this yet, and the other program has not changed it.
+  const auto recorder = observe(store);
+  replace({{"a", 1}, {"b", "changed"}, {"c", 1}, {"d", true}}, PropertyListFormat::xml);
+  ASSERT_TRUE(waitUntil([&] { return recorder->calls().size() == 2; }));
+  EXPECT_EQ(recorder->calls()[0].origin, ChangeOrigin::otherProcess);
+  const Dictionary expected{{"a", 1}, {"b", "changed"}, {"c", 2}, {"d", true}};
+  EXPECT_EQ(store->dictionaryRepresentation(), expected);
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(expected));
+  EXPECT_TRUE(contentsOf(plist()).starts_with("<?xml"));
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesOverRemovalsByAnotherProgram) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  ASSERT_TRUE(store->synchronize());
+  const auto recorder = observe(store);
+  replace({{"a", 1}});
+  ASSERT_TRUE(waitUntil([&] { return recorder->calls().size() == 1; }));
+  EXPECT_EQ(recorder->calls()[0].value, std::nullopt);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesOverWhatAnotherProgramWritesInPlace) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  const auto recorder = observe(store);
+  write(plist(), PropertyListSerialization::data(Dictionary{{"a", 2}}, PropertyListFormat::binary).text());
+  ASSERT_TRUE(waitUntil([&] { return recorder->calls().size() == 1; }));
+  EXPECT_EQ(store->value("a"), 2);
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesOverOnceHoweverManySeeIt) {
+  const Store first = open();
+  const Store second = open();
+  first->set(1, "a");
+  ASSERT_TRUE(first->synchronize());
+  const auto one = observe(first);
+  const auto two = observe(second);
+  replace({{"a", 2}});
+  ASSERT_TRUE(waitUntil([&] { return first->value("a") == 2 && second->value("a") == 2; }));
+  ASSERT_TRUE(first->synchronize());
+  ASSERT_TRUE(second->synchronize());
+  first->set(3, "a");
+  ASSERT_TRUE(waitUntil([&] { return second->value("a") == 3; }));
+  EXPECT_EQ(one->calls().size(), 2u);
+}
+
+TEST_F(JournaledUserDefaultsTest, KeepsWhatXMLCannotHoldBySwitchingToTheBinaryFormat) {
+  makeFolder();
+  replace({{"a", 1}}, PropertyListFormat::xml);
+  const Store store = open();
+  store->set(Date::sinceReferenceDate(0.5), "date");
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_TRUE(contentsOf(plist()).starts_with("bplist"));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"date", Date::sinceReferenceDate(0.5)}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, PutsADamagedFileAsideAfterASecondAndWritesTheLastGoodState) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  const std::size_t timers = clock_.timerCount();
+  write(plist(), "damaged");
+  ASSERT_TRUE(waitUntil([&] { return clock_.timerCount() > timers; }));
+  store->set(2, "b");
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(contentsOf(plist()), "damaged");
+  clock_.advance(JournaledUserDefaults::damageDelay);
+  ASSERT_TRUE(waitUntil([&] { return store->status().damagedFile.has_value(); }));
+  EXPECT_EQ(store->status().damagedFile, folder() + "/Settings.damaged.plist");
+  EXPECT_EQ(contentsOf(folder() + "/Settings.damaged.plist"), "damaged");
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_EQ(log->records().size(), 1u);
+}
+
+TEST_F(JournaledUserDefaultsTest, WaitsForAFileThatIsHalfWritten) {
+  makeFolder();
+  write(plist(), "<plist><dict><key>a</key>");
+  const Store store = open();
+  EXPECT_EQ(store->value("a"), std::nullopt);
+  store->set(2, "b");
+  write(plist(), "<plist><dict><key>a</key><true/></dict></plist>");
+  EXPECT_TRUE(waitUntil([&] { return store->value("a").has_value(); }));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", true}, {"b", 2}}));
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/Settings.damaged.plist"));
+}
+
+TEST_F(JournaledUserDefaultsTest, TakesAFileThatIsNoDictionaryForDamaged) {
+  makeFolder();
+  write(plist(), PropertyListSerialization::data(PropertyList::Array{1}, PropertyListFormat::binary).text());
+  const Store store = open();
+  EXPECT_TRUE(store->dictionaryRepresentation().empty());
+  clock_.advance(JournaledUserDefaults::damageDelay);
+  EXPECT_TRUE(waitUntil([&] { return store->status().damagedFile.has_value(); }));
+}
+
+TEST_F(JournaledUserDefaultsTest, RecoversThePropertyListBothJournalsAndTheirOrder) {
+  makeFolder();
+  {
+    const Store store = open();
+    store->set(1, "a");
+    store->set(1, "b");
+  }
+  // As a checkpoint leaves them that is killed after it put the journal aside: old has b and c, journal has c.
+  const std::string before = contentsOf(plist());
+  Store store = open();
+  store->set(2, "b");
+  store->set(2, "c");
+  std::filesystem::create_hard_link(journal(), folder() + "/kept");
+  ASSERT_TRUE(store->synchronize());
+  store->set(3, "c");
+  const std::string current = contentsOf(journal());
+  store.reset();
+  write(above() + "/other", before);
+  std::filesystem::rename(above() + "/other", plist());
+  std::filesystem::rename(folder() + "/kept", folder() + "/journal.old");
+  write(journal(), current);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+  EXPECT_TRUE(open()->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
+}
+
+TEST_F(JournaledUserDefaultsTest, KnowsThePropertyListThatAKilledCheckpointHasNotReplaced) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "a");
+  // Another process puts the journal aside, announces its property list, and is killed.
+  const auto header = detail::JournalHeader::from(contentsOf(journal()));
+  ASSERT_TRUE(header.has_value());
+  const detail::JournalHeader next{.nonce = 12345, .predecessor = header->nonce, .checkpoint = header->checkpoint};
+  const std::string announced = detail::JournalRecord::encodedIdentity({.inode = 1, .size = 2, .modified = 3});
+  const detail::JournalRecord record{
+      .kind = detail::JournalRecord::Kind::checkpoint, .writer = 99, .key = {}, .value = announced};
+  std::filesystem::rename(journal(), folder() + "/journal.old");
+  write(above() + "/next", next.encoded() + record.encoded(next.nonce));
+  std::filesystem::rename(above() + "/next", journal());
+  const auto recorder = observe(store);
+  store->set(2, "b");
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 2}, {"b", 2}}));
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"b", 2}}));
+  EXPECT_EQ(recorder->calls().size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
+  EXPECT_EQ(open()->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"b", 2}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenItHasMissedAJournal) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(1, "b");
+  ASSERT_TRUE(store->synchronize());
+  const auto recorder = observe(store);
+  // A journal that does not follow the one that this store knows, with another property list.
+  const detail::JournalHeader other{.nonce = 12345, .predecessor = 54321, .checkpoint = {}};
+  replace({{"a", 2}, {"c", 3}});
+  write(above() + "/next", other.encoded());
+  std::filesystem::rename(above() + "/next", journal());
+  store->set(4, "d");
+  EXPECT_TRUE(waitUntil([&] { return recorder->calls().size() == 4; }));
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"c", 3}, {"d", 4}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
+  const Store store = open();
+  store->set(1, "a");
+  const std::string record = contentsOf(journal()).substr(64);
+  for (std::size_t size = 1; size < record.size(); size += 7) {
+    std::ofstream(journal(), std::ios::binary | std::ios::app) << record.substr(0, size);
+    store->set(static_cast<int>(size), "b");
+    EXPECT_EQ(store->value("b"), static_cast<int>(size));
+    EXPECT_EQ(stored(), store->dictionaryRepresentation());
+  }
+}
+
+TEST_F(JournaledUserDefaultsTest, PutsAJournalAsideThatIsNone) {
+  makeFolder();
+  write(journal(), "no journal at all, but a text that is longer than the header of a journal is");
+  const Store store = open();
+  store->set(1, "a");
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
+  EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged"));
+}
+
+TEST_F(JournaledUserDefaultsTest, LeavesTheStoreOfALaterVersionAlone) {
+  makeFolder();
+  replace({{"a", 1}});
+  std::string header = detail::JournalHeader{}.encoded();
+  header[8] = 2;
+  write(journal(), header + "what only that version knows");
+  const std::string before = contentsOf(journal());
+  {
+    const Store store = open();
+    EXPECT_EQ(store->value("a"), 1);
+    store->set(2, "a");
+    EXPECT_EQ(store->value("a"), 2);
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::newerVersion);
+    EXPECT_FALSE(store->synchronize());
+  }
+  EXPECT_EQ(contentsOf(journal()), before);
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, GoesOnWhenItsFolderVanishesAndWritesEverythingAgain) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "b");
+  std::filesystem::remove_all(folder());
+  store->set(3, "c");
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+  const Store other = open();
+  other->set(4, "d");
+  EXPECT_TRUE(waitUntil([&] { return store->value("d").has_value(); }));
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAgainThatSomebodyRemoved) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  std::filesystem::remove(plist());
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+  EXPECT_EQ(store->value("a"), 1);
+}
+
+TEST_F(JournaledUserDefaultsTest, LosesNothingWithAJournalThatSomebodyRemoved) {
+  const Store first = open();
+  const Store second = open();
+  first->set(1, "a");
+  ASSERT_TRUE(waitUntil([&] { return second->value("a").has_value(); }));
+  std::filesystem::remove(journal());
+  second->set(2, "b");
+  ASSERT_TRUE(waitUntil([&] { return first->value("b").has_value(); }));
+  EXPECT_TRUE(second->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, FollowsSymbolicLinksAndKeepsModes) {
+  makeFolder();
+  std::filesystem::create_directory(above() + "/elsewhere");
+  const std::string target = above() + "/elsewhere/target.plist";
+  write(target, PropertyListSerialization::data(Dictionary{{"a", 1}}, PropertyListFormat::binary).text());
+  ::chmod(target.c_str(), 0640);
+  std::filesystem::create_symlink("../elsewhere/target.plist", plist());
+  const Store store = open();
+  store->set(2, "b");
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_TRUE(std::filesystem::is_symlink(plist()));
+  struct stat status{};
+  ASSERT_EQ(::stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+  ASSERT_EQ(::stat(journal().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(JournaledUserDefaultsTest, WithoutAFolderIsInMemoryAndSaysSo) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  const Store store = JournaledUserDefaults::open({.folder = "", .clock = clock_});
+  store->set(1, "a");
+  store->set(2, "b");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::noFolder);
+  EXPECT_EQ(store->status().unstoredKeys, 2);
+  EXPECT_EQ(log->records().size(), 1u);
+}
+
+TEST_F(JournaledUserDefaultsTest, OpenedForReadingLeavesNoTrace) {
+  const Store store = openForReading();
+  EXPECT_TRUE(store->dictionaryRepresentation().empty());
+  EXPECT_FALSE(std::filesystem::exists(folder()));
+  EXPECT_FALSE(store->synchronize());
+}
+
+TEST_F(JournaledUserDefaultsTest, RefusesAValueThatIsNestedTooDeepAndKeepsWhatWasThere) {
+  const Store store = open();
+  store->set(1, "a");
+  PropertyList deep = 1;
+  for (int i = 0; i < 10'000; ++i) deep = PropertyList::Array{deep};
+  store->set(deep, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::valueTooLarge);
+  store->set(2, "a");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+}
+
+TEST_F(JournaledUserDefaultsTest, StoresAValueOfAHundredMegabytes) {
+  const PropertyList large(Data(std::string(100'000'000, 'x')));
+  {
+    const Store store = open();
+    store->set(large, "large");
+    store->set(1, "small");
+    EXPECT_EQ(stored().at("large"), large);
+  }
+  EXPECT_EQ(stored().at("large"), large);
+  EXPECT_EQ(stored().at("small"), 1);
+}
+
+TEST_F(JournaledUserDefaultsTest, AWriterThatIsKilledAtOnceHasWritten) {
+  // In a child that starts no thread of this test's: the runtime must not be forked.
+  makeFolder();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const Store store = open();
+    store->set("stored", "a");
+    ::kill(::getpid(), SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  const Store store = open();
+  EXPECT_EQ(store->value("a"), "stored");
+  clock_.advance(JournaledUserDefaults::checkpointDelay);
+  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", "stored"}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, DoesNotAskTheWallClock) {
+  // The files are told apart by their times being others, not later.
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  replace({{"a", 2}});
+  std::filesystem::last_write_time(plist(),
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(24 * 365));
+  ASSERT_TRUE(waitUntil([&] { return store->value("a") == 2; }));
+  store->set(3, "a");
+  ASSERT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 3}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, IsStoppedInTheChildOfAForkAfterItsThreadsHaveStarted) {
+  const Store store = open();
+  store->set(1, "a");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::close(2);
+    store->set(2, "a");
+    ::_exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr std::uint64_t nonce = 0x0123'4567'89AB'CDEF;
+
+std::string record(std::string_view key, std::string_view value) {
+  return JournalRecord{.kind = JournalRecord::Kind::set, .writer = 7, .key = key, .value = value}.encoded(nonce);
+}
+
+std::vector<std::string> keysOf(std::string_view bytes) {
+  std::vector<std::string> keys;
+  JournalReader reader(bytes, nonce);
+  while (const auto found = reader.next()) keys.emplace_back(found->key);
+  return keys;
+}
+
+TEST(SettingsJournal, ChecksumsAsCastagnoliDoes) {
+  EXPECT_EQ(checksum(0, "123456789"), 0xE306'9283u);
+  EXPECT_EQ(checksum(0, ""), 0u);
+  EXPECT_EQ(checksum(checksum(0, "12345"), "6789"), 0xE306'9283u);
+  EXPECT_EQ(checksum(0, std::string(32, '\0')), 0x8A91'36AAu);
+}
+
+TEST(SettingsJournal, ReadsTheHeaderThatWasWritten) {
+  const JournalHeader header{.nonce = 1, .predecessor = 2, .checkpoint = {.inode = 3, .size = 4, .modified = -5}};
+  const auto found = JournalHeader::from(header.encoded());
+  ASSERT_TRUE(found.has_value());
+  EXPECT_EQ(found->nonce, 1u);
+  EXPECT_EQ(found->predecessor, 2u);
+  EXPECT_EQ(found->checkpoint, header.checkpoint);
+}
+
+TEST(SettingsJournal, RefusesADamagedHeaderButKnowsALaterVersion) {
+  const std::string header = JournalHeader{.nonce = 1}.encoded();
+  for (std::size_t i = 0; i < header.size(); ++i) {
+    std::string changed = header;
+    changed[i] = static_cast<char>(changed[i] ^ 0x40);
+    const auto found = JournalHeader::from(changed);
+    if (i >= 8 && i < 12) {
+      ASSERT_TRUE(found.has_value());
+      EXPECT_GT(found->version, JournalHeader::currentVersion);
+    } else {
+      EXPECT_FALSE(found.has_value()) << i;
+    }
+    EXPECT_FALSE(JournalHeader::from(header.substr(0, i)).has_value());
+  }
+}
+
+TEST(SettingsJournal, ReadsRecordsInTheirOrder) {
+  const std::string bytes = record("a", "1") + record("", "") + record("n\0l"s, std::string(1000, 'v'));
+  EXPECT_EQ(keysOf(bytes), (std::vector<std::string>{"a", "", "n\0l"s}));
+  JournalReader reader(bytes, nonce);
+  const auto first = reader.next();
+  EXPECT_EQ(first->writer, 7u);
+  EXPECT_EQ(first->value, "1");
+  EXPECT_EQ(first->kind, JournalRecord::Kind::set);
+}
+
+TEST(SettingsJournal, WaitsAtARecordThatIsNotWholeYet) {
+  const std::string first = record("a", "1");
+  const std::string second = record("b", "2");
+  for (std::size_t size = 0; size < second.size(); ++size) {
+    const std::string bytes = first + second.substr(0, size);
+    JournalReader reader(bytes, nonce);
+    EXPECT_TRUE(reader.next().has_value());
+    EXPECT_FALSE(reader.next().has_value());
+    EXPECT_EQ(reader.position(), first.size());
+  }
+}
+
+TEST(SettingsJournal, SkipsWhatWasCutShortWhenARecordFollows) {
+  const std::string cut = record("cut", std::string(100'000, 'x'));
+  for (const std::size_t size : {std::size_t{1}, std::size_t{5}, std::size_t{28}, std::size_t{40}, cut.size() - 1}) {
+    EXPECT_EQ(keysOf(cut.substr(0, size) + record("b", "2")), (std::vector<std::string>{"b"}));
+  }
+}
+
+TEST(SettingsJournal, SkipsARecordWithAnyBitChanged) {
+  const std::string whole = record("key", "value");
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string changed = whole;
+    changed[i] = static_cast<char>(changed[i] ^ 1);
+    EXPECT_EQ(keysOf(changed + record("b", "2")), (std::vector<std::string>{"b"})) << i;
+  }
+}
+
+TEST(SettingsJournal, DoesNotTakeTheRecordsOfAnotherJournalForItsOwn) {
+  const std::string other =
+      JournalRecord{.kind = JournalRecord::Kind::set, .writer = 7, .key = "other", .value = ""}.encoded(nonce + 1);
+  const std::string cut = record("cut", other + other);
+  EXPECT_EQ(keysOf(cut.substr(0, cut.size() - 1) + record("b", "2")), (std::vector<std::string>{"b"}));
+}
+
+TEST(SettingsJournal, KeepsTheIdentityOfAFile) {
+  const FileIdentity identity{.inode = 1, .size = 2, .modified = -3};
+  const std::string value = JournalRecord::encodedIdentity(identity);
+  const JournalRecord checkpoint{.kind = JournalRecord::Kind::checkpoint, .writer = 7, .value = value};
+  EXPECT_EQ(checkpoint.identity(), identity);
+  const JournalRecord set{.kind = JournalRecord::Kind::set, .writer = 7, .value = value};
+  EXPECT_EQ(set.identity(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1::detail

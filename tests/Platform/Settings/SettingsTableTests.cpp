@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../../Support/Repetitions.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+TEST(SettingsTable, GivesBackWhatWasThere) {
+  SettingsTable table;
+  EXPECT_EQ(table.exchange("a", PropertyList(1)), std::nullopt);
+  EXPECT_EQ(table.exchange("a", PropertyList(2)), 1);
+  EXPECT_EQ(table.value("a"), 2);
+  EXPECT_EQ(table.exchange("a", std::nullopt), 2);
+  EXPECT_EQ(table.exchange("a", std::nullopt), std::nullopt);
+  EXPECT_EQ(table.value("a"), std::nullopt);
+}
+
+TEST(SettingsTable, KeepsManyKeysApart) {
+  SettingsTable table;
+  PropertyList::Dictionary expected;
+  for (int i = 0; i < 10'000; ++i) {
+    expected.emplace(std::to_string(i), i);
+    table.exchange(std::to_string(i), PropertyList(i));
+  }
+  table.exchange("", PropertyList("empty"));
+  expected.emplace("", "empty");
+  EXPECT_EQ(table.all(), expected);
+  for (const auto& [key, value] : expected) EXPECT_EQ(table.value(key), value);
+}
+
+TEST(SettingsTable, GivesEveryReaderAWholeValueWhileOthersWrite) {
+  SettingsTable table;
+  const PropertyList first(std::string(100, 'a'));
+  const PropertyList second(std::string(100, 'b'));
+  table.exchange("key", first);
+  std::atomic<bool> isOver = false;
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 2; ++i) {
+    readers.emplace_back([&] {
+      while (!isOver) {
+        const auto value = table.value("key");
+        EXPECT_TRUE(value == first || value == second);
+      }
+    });
+  }
+  for (int i = 0; i < Tests::repetitions(20'000); ++i) table.exchange("key", i % 2 == 0 ? second : first);
+  isOver = true;
+  for (auto& reader : readers) reader.join();
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1::detail

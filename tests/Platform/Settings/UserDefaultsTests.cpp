@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "../Foundation/TemporaryFolder.hpp"
+#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using TessalyTests::TemporaryFolder;
+
+TEST(UserDefaults, StandsInTheFolderOfTheBundlesIdentifier) {
+  const TemporaryFolder home;
+  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  Bundle::setMain({.identifier = "org.example.player"});
+  UserDefaults::standard()->set(1, "a");
+  EXPECT_EQ(UserDefaults::standard()->status().folder, home.path() + "/org.example.player");
+  EXPECT_TRUE(UserDefaults::standard()->synchronize());
+  EXPECT_TRUE(std::filesystem::exists(home.path() + "/org.example.player/Settings.plist"));
+}
+
+TEST(UserDefaults, StandsUnderTheExecutablesNameWithoutAnIdentifier) {
+  const TemporaryFolder home;
+  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  EXPECT_EQ(UserDefaults::standard()->status().folder, home.path() + "/PlatformSettingsTests");
+}
+
+TEST(UserDefaults, IsReplacedAndComesBack) {
+  const TemporaryFolder home;
+  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  const auto& system = UserDefaults::standard();
+  {
+    const auto fake = InMemoryUserDefaults::make();
+    const UserDefaultsInstallation installation(fake);
+    EXPECT_EQ(UserDefaults::standard(), fake);
+  }
+  EXPECT_EQ(UserDefaults::standard(), system);
+}
+
+TEST(UserDefaults, AreInTheConfigurationFolderOrTheHomeFolder) {
+  ::setenv("HOME", "/home/me", 1);
+  ::setenv("XDG_CONFIG_HOME", "/config", 1);
+  EXPECT_EQ(detail::settingsFolder("app"), "/config/app");
+  ::setenv("XDG_CONFIG_HOME", "relative", 1);
+  EXPECT_EQ(detail::settingsFolder("app"), "/home/me/.config/app");
+  ::unsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(detail::settingsFolder("app"), "/home/me/.config/app");
+  ::setenv("HOME", "relative", 1);
+  EXPECT_EQ(detail::settingsFolder("app"), std::nullopt);
+}
+
+TEST(UserDefaults, HaveNoFolderForAnIdentifierThatCannotNameOne) {
+  ::setenv("XDG_CONFIG_HOME", "/config", 1);
+  using namespace std::string_literals;
+  for (const std::string& identifier : {""s, "."s, ".."s, "a/b"s, "a\0b"s, std::string(300, 'a')}) {
+    EXPECT_EQ(detail::settingsFolder(identifier), std::nullopt) << identifier;
+  }
+}
+
+TEST(UserDefaultsDeathTest, WriteThePropertyListAtANormalExit) {
+  const TemporaryFolder home;
+  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  EXPECT_EXIT(
+      {
+        UserDefaults::standard()->set(1, "a");
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+  EXPECT_TRUE(std::filesystem::exists(home.path() + "/PlatformSettingsTests/Settings.plist"));
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1

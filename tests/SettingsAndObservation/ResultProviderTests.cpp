@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "Tessaly/SettingsAndObservation/ResultProvider.hpp"
+
+namespace Tessaly {
+namespace {
+
+template <typename Provider>
+concept HasAssignableValue = requires(Provider& provider) { provider.wrappedValue() = 1; };
+
+static_assert(std::is_same_v<decltype(ResultProvider([] { return 1L; })), ResultProvider<long>>);
+static_assert(!HasAssignableValue<ResultProvider<int>>);
+
+TEST(ResultProvider, CallsItsFunctionAtEveryReading) {
+  const ResultProvider<int> provider([count = 0]() mutable { return ++count; });
+  EXPECT_EQ(provider.wrappedValue(), 1);
+  EXPECT_EQ(provider.wrappedValue(), 2);
+}
+
+TEST(ResultProvider, SharesItsFunctionWithItsCopies) {
+  const ResultProvider<int> provider([count = 0]() mutable { return ++count; });
+  const ResultProvider<int> copy = provider;
+  const ResultProvider<int> projected = provider.projectedValue();
+  EXPECT_EQ(provider.wrappedValue(), 1);
+  EXPECT_EQ(copy.wrappedValue(), 2);
+  EXPECT_EQ(projected.wrappedValue(), 3);
+  EXPECT_EQ(&provider.projectedValue(), &provider);
+}
+
+TEST(ResultProvider, ReleasesItsFunctionWithTheLastCopy) {
+  auto witness = std::make_shared<int>(7);
+  {
+    const ResultProvider<int> provider([witness] { return *witness; });
+    const ResultProvider<int> copy = provider;
+    EXPECT_EQ(witness.use_count(), 2);
+  }
+  EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST(ResultProvider, HasASlotForAnOverrideThatHoldsNothing) {
+  const ResultProvider<int>::Storage_ storage;
+  EXPECT_FALSE(storage.overrideValue.has_value());
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,13 @@
+// expected: what is tracked is what a function reads until it returns
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Platform/Tasks/Async.hpp"
+
+void track(Tessaly::Property<int>& volume) {
+#ifdef ALLOWED
+  Tessaly::withObservationTracking([&] { return volume.value(); }, [] {});
+#else
+  Tessaly::withObservationTracking([&]() -> Tessaly::Async<int> { co_return volume.value(); }, [] {});
+#endif
+}

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+// What a store does when the disk is full, and when its folder may only be read: on small file systems of the tests'
+// own, in mount namespaces.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/WaitUntil.hpp"
+#include "Tessaly/Platform/Fakes/ManualClock.hpp"
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Dictionary = PropertyList::Dictionary;
+using Tests::waitUntil;
+
+/// A file system in memory, seen by this process only. Made before any thread is, as namespaces of users want it.
+class SettingsDisk : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const uid_t user = ::getuid();
+    const gid_t group = ::getgid();
+    if (::unshare(CLONE_NEWNS) != 0) {
+      if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+        GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
+      }
+      std::ofstream("/proc/self/setgroups") << "deny";
+      std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+      std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
+    }
+    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("tmpfs", disk_.path().c_str(), "tmpfs", 0, "size=4m") != 0) {
+      GTEST_SKIP() << "no file system of its own: " << std::strerror(errno);
+    }
+  }
+  void TearDown() override { ::umount2(disk_.path().c_str(), MNT_DETACH); }
+
+  std::shared_ptr<JournaledUserDefaults> open() {
+    return JournaledUserDefaults::open({.folder = folder(), .clock = clock_});
+  }
+  Dictionary stored() {
+    return JournaledUserDefaults::open({.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading})
+        ->dictionaryRepresentation();
+  }
+  [[nodiscard]] std::string folder() const { return disk_.path() + "/org.example.test"; }
+  [[nodiscard]] std::string filler() const { return disk_.path() + "/filler"; }
+
+  void fill() {
+    const int file = ::open(filler().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::string block(4096, 'x');
+    while (::write(file, block.data(), block.size()) > 0) {
+    }
+    EXPECT_EQ(errno, ENOSPC);
+    ::close(file);
+  }
+
+  ManualClock clock_;
+
+ private:
+  TessalyTests::TemporaryFolder disk_;
+};
+
+TEST_F(SettingsDisk, FullLosesNothingStoredAndKeepsWritesInMemoryUntilThereIsRoom) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  const auto store = open();
+  store->set("before", "a");
+  ASSERT_TRUE(store->synchronize());
+  fill();
+  // The journal has its room already.
+  store->set("in the journal", "b");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(stored(), (Dictionary{{"a", "before"}, {"b", "in the journal"}}));
+  // Something that does not fit there.
+  const std::string large(500'000, 'y');
+  store->set(large, "large");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
+  EXPECT_EQ(store->status().errorCode, ENOSPC);
+  EXPECT_EQ(store->status().unstoredKeys, 1);
+  EXPECT_EQ(*store->value("large")->text(), large);
+  store->set("still fits", "c");
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(stored(), (Dictionary{{"a", "before"}, {"b", "in the journal"}, {"c", "still fits"}}));
+  EXPECT_EQ(log->records().size(), 1u);
+
+  std::filesystem::remove(filler());
+  clock_.advance(JournaledUserDefaults::retryDelay);
+  EXPECT_TRUE(waitUntil([&] { return stored().contains("large"); }));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(stored().size(), 4u);
+}
+
+TEST_F(SettingsDisk, FullFromTheBeginningServesFromMemory) {
+  fill();
+  const auto store = open();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
+  std::filesystem::remove(filler());
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
+}
+
+TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(log);
+  open()->set(1, "a");
+  const std::string disk = std::filesystem::path(folder()).parent_path();
+  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  const auto store = open();
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
+  EXPECT_EQ(store->value("a"), 1);
+  store->set(2, "a");
+  store->set(3, "b");
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"b", 3}}));
+  EXPECT_EQ(store->status().unstoredKeys, 2);
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
+  EXPECT_EQ(log->records().size(), 1u);
+
+  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
+  store->set(4, "c");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 2}, {"b", 3}, {"c", 4}}));
+}
+
+TEST_F(SettingsDisk, ReadOnlyWithoutAnyJournalReadsThePropertyList) {
+  std::filesystem::create_directory(folder());
+  std::ofstream(folder() + "/Settings.plist")
+      << PropertyListSerialization::data(Dictionary{{"a", 1}}, PropertyListFormat::xml).text();
+  const std::string disk = std::filesystem::path(folder()).parent_path();
+  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  const auto store = open();
+  EXPECT_EQ(store->value("a"), 1);
+  store->set(2, "a");
+  EXPECT_EQ(store->value("a"), 2);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
+}
+
+TEST_F(SettingsDisk, OfAFolderThatCannotBeMadeServesFromMemory) {
+  std::ofstream(folder()) << "a file where the folder should be";
+  const auto store = open();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::systemError);
+  EXPECT_EQ(store->status().errorCode, ENOTDIR);
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1

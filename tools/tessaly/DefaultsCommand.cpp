@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Command.hpp"
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Values.hpp"
+
+namespace TessalyTool {
+namespace {
+
+using Tessaly::Data;
+using Tessaly::JournaledUserDefaults;
+using Tessaly::KeyValueChange;
+using Tessaly::PropertyList;
+using Tessaly::PropertyListFormat;
+using Tessaly::PropertyListSerialization;
+using Tessaly::UserDefaultsProblem;
+using Store = std::shared_ptr<JournaledUserDefaults>;
+using Opening = JournaledUserDefaults::Opening;
+
+constexpr std::string_view help = R"(Usage: tessaly defaults <operation> <identifier> [argument...]
+
+Reads and writes the settings of the application with that identifier, while it runs or not.
+
+  read <identifier> [key]             print one value, or every key with its value
+  write <identifier> <key> <value>    store a value; see below
+  delete <identifier> [key]           remove one key, or all of them
+  export <identifier> [file] [-xml]   write everything as a property list, binary or XML
+  import <identifier> [file]          store everything that a property list holds, of either format
+  watch <identifier> [key...]         print changes as they are made, until interrupted
+
+A file that is missing or "-" is standard input or output.
+
+Values are texts, or one of:
+  -string <text>    -int <integer>    -float <number>    -bool <true|false|yes|no|1|0>
+  -date <YYYY-MM-DDTHH:MM:SSZ>        -data <hexadecimal digits>
+  -array [value...]                   -dict [key value]...
+The values of an array or a dictionary are simple ones, each with its option or a text.
+
+Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.
+)";
+
+Store open(std::string_view identifier, Opening opening) {
+  Store store = JournaledUserDefaults::openIdentifier(identifier, opening);
+  if (store->status().problem == UserDefaultsProblem::noFolder) {
+    throw CommandError("There is no place for the settings of \"" + std::string(identifier) + "\"");
+  }
+  return store;
+}
+
+/// For operations that change nothing: there must be something.
+Store openExisting(std::string_view identifier) {
+  Store store = open(identifier, Opening::forReading);
+  if (store->dictionaryRepresentation().empty()) {
+    throw CommandError("There are no settings of \"" + std::string(identifier) + "\"");
+  }
+  return store;
+}
+
+void requireStored(const Store& store) {
+  const auto status = store->status();
+  switch (status.problem) {
+    case UserDefaultsProblem::none:
+      return;
+    case UserDefaultsProblem::readOnly:
+      throw CommandError("The settings in " + status.folder + " may only be read");
+    case UserDefaultsProblem::diskFull:
+      throw CommandError("The disk is full");
+    case UserDefaultsProblem::newerVersion:
+      throw CommandError("The settings in " + status.folder + " were written by a later version");
+    case UserDefaultsProblem::valueTooLarge:
+      throw CommandError("The value is too large or nested too deep");
+    default:
+      throw CommandError("The settings in " + status.folder + " cannot be written: " + std::strerror(status.errorCode));
+  }
+}
+
+void requireCount(Arguments arguments, std::size_t least, std::size_t most) {
+  if (arguments.size() < least) throw UsageError("An argument is missing");
+  if (arguments.size() > most) throw UsageError("\"" + std::string(arguments[most]) + "\" is too much");
+}
+
+CommandError missing(std::string_view key, std::string_view identifier) {
+  return CommandError("There is no \"" + std::string(key) + "\" in the settings of \"" + std::string(identifier) +
+                      "\"");
+}
+
+ExitCode read(Arguments arguments) {
+  requireCount(arguments, 1, 2);
+  const Store store = openExisting(arguments[0]);
+  if (arguments.size() == 2) {
+    const std::optional<PropertyList> value = store->value(arguments[1]);
+    if (!value) throw missing(arguments[1], arguments[0]);
+    std::cout << printed(*value) << '\n';
+    return success;
+  }
+  for (const auto& [key, value] : store->dictionaryRepresentation()) std::cout << key << " = " << value << '\n';
+  return success;
+}
+
+ExitCode write(Arguments arguments) {
+  requireCount(arguments, 3, arguments.size());
+  const PropertyList value = parsedValue(arguments.subspan(2));
+  const Store store = open(arguments[0], Opening::forUse);
+  store->set(value, arguments[1]);
+  requireStored(store);
+  return success;
+}
+
+ExitCode remove(Arguments arguments) {
+  requireCount(arguments, 1, 2);
+  const auto there = openExisting(arguments[0])->dictionaryRepresentation();
+  if (arguments.size() == 2 && !there.contains(arguments[1])) throw missing(arguments[1], arguments[0]);
+  const Store store = open(arguments[0], Opening::forUse);
+  if (arguments.size() == 2) {
+    store->removeObject(arguments[1]);
+  } else {
+    for (const auto& [key, value] : there) store->removeObject(key);
+  }
+  requireStored(store);
+  return success;
+}
+
+ExitCode exportAll(Arguments arguments) {
+  std::vector<std::string_view> words(arguments.begin(), arguments.end());
+  const bool isXML = std::erase(words, "-xml") > 0;
+  requireCount(words, 1, 2);
+  const Store store = openExisting(words[0]);
+  const Data data = PropertyListSerialization::data(store->dictionaryRepresentation(),
+                                                    isXML ? PropertyListFormat::xml : PropertyListFormat::binary);
+  if (words.size() < 2 || words[1] == "-") {
+    std::cout.write(data.text().data(), static_cast<std::streamsize>(data.size()));
+  } else {
+    data.write(Tessaly::URL::fileURLWithPath(std::string(words[1])));
+  }
+  return success;
+}
+
+ExitCode importAll(Arguments arguments) {
+  requireCount(arguments, 1, 2);
+  Data data;
+  if (arguments.size() < 2 || arguments[1] == "-") {
+    const std::string bytes((std::istreambuf_iterator<char>(std::cin)), {});
+    data = Data(std::string_view(bytes));
+  } else {
+    data = Data::contentsOf(Tessaly::URL::fileURLWithPath(std::string(arguments[1])));
+  }
+  const auto result = PropertyListSerialization::read(data.bytes());
+  const PropertyList::Dictionary* values = result.value.dictionary();
+  if (values == nullptr) throw CommandError("The property list is no dictionary");
+  const Store store = open(arguments[0], Opening::forUse);
+  for (const auto& [key, value] : *values) store->set(value, key);
+  requireStored(store);
+  return success;
+}
+
+class Printer final : public Tessaly::KeyValueObserver {
+ public:
+  explicit Printer(Arguments keys) : keys_(keys.begin(), keys.end()) {}
+
+  void observeValue(std::optional<std::string_view> key, const Tessaly::Object*,
+                    const std::optional<KeyValueChange>& change, void*) override {
+    if (!keys_.empty() && !keys_.contains(std::string(*key))) return;
+    const auto& value = *change->newValue;
+    if (value) {
+      std::cout << *key << " = " << *value << std::endl;
+    } else {
+      std::cout << *key << " removed" << std::endl;
+    }
+    if (!std::cout) ::kill(::getpid(), SIGTERM);  // Nobody reads any more.
+  }
+
+ private:
+  const std::set<std::string> keys_;
+};
+
+ExitCode watch(Arguments arguments) {
+  requireCount(arguments, 1, arguments.size());
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGINT);
+  ::sigaddset(&signals, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  const Store store = open(arguments[0], Opening::forUse);
+  const auto printer = std::make_shared<Printer>(arguments.subspan(1));
+  store->addObserverOfEveryKey(printer, Tessaly::KeyValueObservingOptions::newValue, nullptr);
+  std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
+  int signal = 0;
+  ::sigwait(&signals, &signal);
+  return success;
+}
+
+ExitCode run(Arguments arguments) {
+  if (arguments.empty()) throw UsageError("An operation is missing");
+  struct Operation {
+    std::string_view name;
+    ExitCode (*run)(Arguments);
+  };
+  static constexpr Operation operations[] = {{"read", read},        {"write", write},      {"delete", remove},
+                                             {"export", exportAll}, {"import", importAll}, {"watch", watch}};
+  const auto found = std::ranges::find(operations, arguments[0], &Operation::name);
+  if (found == std::end(operations)) {
+    throw UsageError("There is no operation \"" + std::string(arguments[0]) + "\"");
+  }
+  return found->run(arguments.subspan(1));
+}
+
+}  // namespace
+
+const Command defaultsCommand{
+    .name = "defaults", .summary = "read, write and watch settings", .help = help, .run = run};
+
+}  // namespace TessalyTool

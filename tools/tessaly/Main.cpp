@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Command.hpp"
+
+namespace TessalyTool {
+namespace {
+
+const std::array commands{&defaultsCommand};
+
+void printHelp(std::ostream& stream) {
+  stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
+  for (const Command* command : commands) stream << "  " << command->name << "  " << command->summary << '\n';
+  stream << "\n'tessaly <command> --help' tells more.\n"
+            "Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.\n";
+}
+
+bool isHelp(std::string_view argument) { return argument == "--help" || argument == "-h" || argument == "help"; }
+
+ExitCode run(Arguments arguments) {
+  if (arguments.empty()) {
+    printHelp(std::cerr);
+    return wrongUsage;
+  }
+  if (isHelp(arguments[0])) {
+    printHelp(std::cout);
+    return success;
+  }
+  const auto found = std::ranges::find(commands, arguments[0], &Command::name);
+  if (found == commands.end()) {
+    std::cerr << "tessaly: There is no command \"" << arguments[0] << "\". 'tessaly --help' lists them.\n";
+    return wrongUsage;
+  }
+  const Command& command = **found;
+  const Arguments rest = arguments.subspan(1);
+  if (!rest.empty() && isHelp(rest[0])) {
+    std::cout << command.help;
+    return success;
+  }
+  try {
+    const ExitCode code = command.run(rest);
+    std::cout.flush();
+    if (!std::cout) throw CommandError("Cannot write to standard output");
+    return code;
+  } catch (const UsageError& error) {
+    std::cerr << "tessaly " << command.name << ": " << error.what() << "\n'tessaly " << command.name
+              << " --help' tells how to use it.\n";
+    return wrongUsage;
+  } catch (const std::exception& error) {
+    std::cerr << "tessaly " << command.name << ": " << error.what() << '\n';
+    return failure;
+  }
+}
+
+}  // namespace
+}  // namespace TessalyTool
+
+int main(int count, char** arguments) {
+  std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone is told by the stream.
+  const std::vector<std::string_view> words(arguments + std::min(count, 1), arguments + count);
+  return TessalyTool::run(words);
+}

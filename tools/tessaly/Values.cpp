@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include "Values.hpp"
+
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+
+namespace TessalyTool {
+namespace {
+
+using Tessaly::Data;
+using Tessaly::PropertyList;
+
+[[noreturn]] void refuse(std::string_view text, std::string_view kind) {
+  throw UsageError("\"" + std::string(text) + "\" is no " + std::string(kind));
+}
+
+template <typename Number>
+std::optional<Number> parsedNumber(std::string_view text) {
+  if (text.starts_with('+')) text.remove_prefix(1);
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+PropertyList parsedInteger(std::string_view text) {
+  if (const auto number = parsedNumber<std::int64_t>(text)) return *number;
+  if (const auto number = parsedNumber<std::uint64_t>(text)) return *number;
+  refuse(text, "integer of 64 bits");
+}
+
+PropertyList parsedBoolean(std::string_view text) {
+  if (text == "true" || text == "yes" || text == "1") return true;
+  if (text == "false" || text == "no" || text == "0") return false;
+  refuse(text, "boolean: true, yes, 1, false, no or 0");
+}
+
+PropertyList parsedDate(std::string_view text) {
+  // The codec knows how dates are written.
+  try {
+    const std::string element = "<date>" + std::string(text) + "</date>";
+    return Tessaly::PropertyListSerialization::read(Data(std::string_view(element)).bytes()).value;
+  } catch (const Tessaly::PropertyListError&) {
+    refuse(text, "date like 2023-01-02T15:04:05Z");
+  }
+}
+
+PropertyList parsedData(std::string_view text) {
+  Data::Bytes bytes;
+  if (text.size() % 2 != 0) refuse(text, "data in hexadecimal digits");
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    std::uint8_t byte = 0;
+    const auto [end, error] = std::from_chars(text.data() + i, text.data() + i + 2, byte, 16);
+    if (error != std::errc() || end != text.data() + i + 2) refuse(text, "data in hexadecimal digits");
+    bytes.push_back(byte);
+  }
+  return Data(std::move(bytes));
+}
+
+/// Takes one simple value from the front.
+PropertyList takeSimple(Arguments& arguments) {
+  const std::string_view first = arguments[0];
+  arguments = arguments.subspan(1);
+  const bool isKind = first == "-string" || first == "-int" || first == "-float" || first == "-bool" ||
+                      first == "-date" || first == "-data";
+  if (!isKind) {
+    if (first.starts_with('-') && !parsedNumber<double>(first)) {
+      throw UsageError("There is no option " + std::string(first) + "; -string takes any text");
+    }
+    return first;
+  }
+  if (arguments.empty()) throw UsageError(std::string(first) + " wants a value");
+  const std::string_view text = arguments[0];
+  arguments = arguments.subspan(1);
+  if (first == "-int") return parsedInteger(text);
+  if (first == "-bool") return parsedBoolean(text);
+  if (first == "-date") return parsedDate(text);
+  if (first == "-data") return parsedData(text);
+  if (first == "-float") {
+    if (const auto number = parsedNumber<double>(text)) return *number;
+    refuse(text, "number");
+  }
+  return text;
+}
+
+}  // namespace
+
+PropertyList parsedValue(Arguments arguments) {
+  if (arguments.empty()) throw UsageError("A value is missing");
+  if (arguments[0] == "-array") {
+    arguments = arguments.subspan(1);
+    PropertyList::Array array;
+    while (!arguments.empty()) array.push_back(takeSimple(arguments));
+    return array;
+  }
+  if (arguments[0] == "-dict") {
+    arguments = arguments.subspan(1);
+    PropertyList::Dictionary dictionary;
+    while (!arguments.empty()) {
+      std::string key(arguments[0]);
+      arguments = arguments.subspan(1);
+      if (arguments.empty()) throw UsageError("The key \"" + key + "\" wants a value");
+      dictionary.insert_or_assign(std::move(key), takeSimple(arguments));
+    }
+    return dictionary;
+  }
+  PropertyList value = takeSimple(arguments);
+  if (!arguments.empty()) throw UsageError("\"" + std::string(arguments[0]) + "\" is too much");
+  return value;
+}
+
+std::string printed(const PropertyList& value) { return value.text() != nullptr ? *value.text() : value.description(); }
+
+}  // namespace TessalyTool
