@@ -3,13 +3,19 @@
 #   [VERSION 1.2.3]                 the version that people see
 #   [BUILD 42]                      the number of the build
 #   [LOCALIZATIONS en fr...]        the languages that the application speaks, its original one first
-#   [INFORMATION key=value...])     further entries of the information dictionary
+#   [INFORMATION key=value...]      further entries of the information dictionary
+#   [POLKIT_ACTION org.example.player.authenticate]
+#                                   the action under which the user is asked to authenticate
+#   [POLKIT_MESSAGE "..."])         what the user is asked where the application's own reason is not shown
 #
 # Puts these facts into the executable `target`, where `Tessaly::Bundle::main()` finds them. They stand in a note of
 # their own: no code runs for them, and neither stripping nor the removal of unused sections loses them.
+#
+# POLKIT_ACTION also writes the action's policy, by which users authenticate with their own password, and installs it in
+# share/polkit-1/actions. The system looks in /usr/share only, so install with that prefix.
 
 function(tessaly_bundle target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "IDENTIFIER;VERSION;BUILD" "LOCALIZATIONS;INFORMATION")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "IDENTIFIER;VERSION;BUILD;POLKIT_ACTION;POLKIT_MESSAGE" "LOCALIZATIONS;INFORMATION")
   if(NOT TARGET ${target})
     message(FATAL_ERROR "tessaly_bundle: there is no target ${target}")
   endif()
@@ -47,6 +53,13 @@ function(tessaly_bundle target)
     _tessaly_bundle_append(bytes "${CMAKE_MATCH_1}" "${CMAKE_MATCH_2}")
   endforeach()
 
+  if(DEFINED ARG_POLKIT_ACTION)
+    _tessaly_bundle_append(bytes "PolkitAction" "${ARG_POLKIT_ACTION}")
+    _tessaly_bundle_policy("${ARG_POLKIT_ACTION}" "${ARG_POLKIT_MESSAGE}")
+  elseif(DEFINED ARG_POLKIT_MESSAGE)
+    message(FATAL_ERROR "tessaly_bundle: POLKIT_MESSAGE without POLKIT_ACTION")
+  endif()
+
   string(LENGTH "${bytes}" length)
   math(EXPR length "${length} / 2")
   string(REGEX REPLACE "(..)" "0x\\1," bytes "${bytes}")
@@ -74,4 +87,34 @@ function(_tessaly_bundle_append variable key value)
   string(HEX "${key}" key)
   string(HEX "${value}" value)
   set(${variable} "${${variable}}${key}00${value}00" PARENT_SCOPE)
+endfunction()
+
+# Writes and installs the policy of an action that lets the user authenticate.
+function(_tessaly_bundle_policy action message)
+  if(NOT action MATCHES "^[a-z0-9-]+(\\.[a-z0-9-]+)+$")
+    message(FATAL_ERROR "tessaly_bundle: POLKIT_ACTION must be small letters, digits and '-' in parts separated by dots")
+  endif()
+  if(message STREQUAL "")
+    set(message "Authentication is required")
+  endif()
+  string(REPLACE "&" "&amp;" message "${message}")
+  string(REPLACE "<" "&lt;" message "${message}")
+  set(policy "${CMAKE_CURRENT_BINARY_DIR}/${action}.policy")
+  file(CONFIGURE OUTPUT "${policy}" @ONLY CONTENT [[
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
+  "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
+<policyconfig>
+  <action id="@action@">
+    <description>@message@</description>
+    <message>@message@</message>
+    <defaults>
+      <allow_any>auth_self</allow_any>
+      <allow_inactive>auth_self</allow_inactive>
+      <allow_active>auth_self</allow_active>
+    </defaults>
+  </action>
+</policyconfig>
+]])
+  install(FILES "${policy}" DESTINATION share/polkit-1/actions)
 endfunction()

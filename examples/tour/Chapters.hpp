@@ -15,6 +15,7 @@ void tellOfCollections(Narrator& narrator);
 void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 void tellOfTheNetwork(Narrator& narrator);
+void tellOfTheDesktop(Narrator& narrator);
 void tellOfTexts(Narrator& narrator);
 
 }  // namespace Tour

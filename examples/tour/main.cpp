@@ -26,6 +26,7 @@ constexpr Chapter chapters[] = {
     {"Histories, queues, chunks", Tour::tellOfCollections},
     {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
+    {"Services of the desktop", Tour::tellOfTheDesktop},
     {"Texts, versions and lists", Tour::tellOfTexts},
     {"The network", Tour::tellOfTheNetwork},
 };

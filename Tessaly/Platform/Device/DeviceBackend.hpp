@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "Tessaly/Platform/Base/BackendInstallation.hpp"
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Where the hardware model's name came from.
+enum class DeviceSource : std::uint8_t {
+  /// Nobody on this machine says, as in many virtual machines and containers.
+  none,
+  /// The firmware's tables.
+  dmi,
+  /// The device tree.
+  deviceTree,
+};
+
+/// The named values of the system that describe the device.
+///
+/// Hosts use `DeviceService`.
+///
+/// Thread contract: thread-safe.
+///
+///     std::size_t size = 0;
+///     if (DeviceBackend::current().sysctlbyname("hw.model", nullptr, &size) != 0) return;
+class TESSALY_EXPORT DeviceBackend {
+ public:
+  DeviceBackend() = default;
+  DeviceBackend(const DeviceBackend&) = delete;
+  DeviceBackend& operator=(const DeviceBackend&) = delete;
+  virtual ~DeviceBackend();
+
+  /// Copies the value, a text with its terminating zero, to `buffer`, which has room for `*size` bytes, and sets
+  /// `*size` to the bytes copied. Without a buffer only sets `*size`. 0, or the system's error code: `ENOENT` for a
+  /// name that nobody knows, `ENOMEM` for a buffer that is too small.
+  virtual std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) = 0;
+  /// Where "hw.model" comes from.
+  [[nodiscard]] virtual DeviceSource source() const = 0;
+
+  /// The backend in use.
+  [[nodiscard]] static DeviceBackend& current();
+  /// For `BackendInstallation`.
+  [[nodiscard]] static std::atomic<DeviceBackend*>& installed() noexcept;
+};
+
+}  // namespace Tessaly::inline v1

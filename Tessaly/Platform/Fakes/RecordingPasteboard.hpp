@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A pasteboard of the process's own, for a test to look at.
+///
+/// Thread contract: thread-compatible.
+///
+///     const auto pasteboard = std::make_shared<RecordingPasteboard>();
+///     const BackendInstallation<PasteboardBackend> installation(pasteboard);
+///     copy();
+///     assert(pasteboard->contents.at(PasteboardType::string) == "to paste");
+class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {
+ public:
+  ~RecordingPasteboard() override;
+
+  void clearContents() override;
+  bool setString(std::string_view text, PasteboardType type) override;
+  [[nodiscard]] PasteboardStatus status() const override;
+
+  /// What `setString` is to return; nothing is put there unless it is true.
+  bool accepts = true;
+  std::map<PasteboardType, std::string> contents;
+  /// "clear", or the text that was set, for each call.
+  std::vector<std::string> calls;
+};
+
+}  // namespace Tessaly::inline v1

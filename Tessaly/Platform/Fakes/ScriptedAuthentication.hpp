@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A user, or the lack of one, that a test scripts.
+///
+/// Thread contract: thread-compatible.
+///
+///     const auto user = std::make_shared<ScriptedAuthentication>();
+///     user->onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
+///     const BackendInstallation<AuthenticationBackend> installation(user);
+class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend {
+ public:
+  /// What the user was asked.
+  struct Question {
+    LAPolicy policy = LAPolicy::deviceOwnerAuthentication;
+    std::string localizedReason;
+    friend bool operator==(const Question&, const Question&) = default;
+  };
+
+  ~ScriptedAuthentication() override;
+  [[nodiscard]] std::unique_ptr<LAContext> makeContext() override;
+
+  bool canEvaluate = true;
+  /// Why not; may be null.
+  std::exception_ptr obstacle;
+  /// The user: calls the reply, keeps it for later, or drops it.
+  std::function<void(LAContext::Reply)> onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
+  /// How many contexts were made.
+  int contexts = 0;
+  /// What was asked whether it is possible, and of the user.
+  std::vector<LAPolicy> possibilities;
+  std::vector<Question> questions;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Device/DeviceBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A device whose values a test sets.
+///
+/// Thread contract: thread-compatible.
+///
+///     const auto device = std::make_shared<ScriptedDevice>();
+///     device->values["hw.model"] = "Workstation 7";
+///     const BackendInstallation<DeviceBackend> installation(device);
+class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
+ public:
+  ~ScriptedDevice() override;
+
+  std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) override;
+  [[nodiscard]] DeviceSource source() const override;
+
+  /// The texts by name, without their terminating zeros.
+  std::map<std::string, std::string> values;
+  /// Called between the question for a size and the one for the text.
+  std::function<void()> afterSize;
+  /// What was asked for: the names, with "?" behind those that were only asked for their size.
+  std::vector<std::string> calls;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Platform/Power/PowerBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A power management that a test scripts and looks into.
+///
+/// Thread contract: thread-compatible.
+///
+///     const auto power = std::make_shared<ScriptedPower>();
+///     const BackendInstallation<PowerBackend> installation(power);
+///     play();
+///     assert(power->held.size() == 1);
+class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
+ public:
+  /// A call as it was made.
+  struct Creation {
+    std::string type;
+    std::uint32_t level = 0;
+    std::string reason;
+    friend bool operator==(const Creation&, const Creation&) = default;
+  };
+
+  ~ScriptedPower() override;
+
+  std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
+                               std::uint32_t& identifier) override;
+  std::int32_t releaseAssertion(std::uint32_t identifier) override;
+  [[nodiscard]] PowerStatus status() const override;
+
+  /// What the next calls are to return; nothing happens unless it is 0.
+  std::int32_t creationResult = 0;
+  std::int32_t releaseResult = 0;
+  /// The assertions that are held, by identifier.
+  std::map<std::uint32_t, Creation> held;
+  /// Every call, failed ones included.
+  std::vector<Creation> creations;
+  std::vector<std::uint32_t> releases;
+
+ private:
+  std::uint32_t lastIdentifier_ = 100;
+};
+
+}  // namespace Tessaly::inline v1

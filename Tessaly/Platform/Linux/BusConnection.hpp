@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace Tessaly::inline v1::detail {
+
+/// Which bus to talk to.
+enum class Bus : bool { session, system };
+
+struct BusMessageReleaser {
+  void operator()(sd_bus_message* message) const noexcept { sd_bus_message_unref(message); }
+};
+using BusMessage = std::unique_ptr<sd_bus_message, BusMessageReleaser>;
+
+/// What came back: a message, or a negative system error code, with the name and the words of an error reply.
+struct BusReply {
+  int result = 0;
+  BusMessage message = nullptr;
+  std::string errorName = {};
+  std::string errorMessage = {};
+};
+
+/// A private connection to a bus, on which no operation takes longer than the limit. Part of each library that uses it,
+/// and of none of their interfaces.
+///
+/// Thread contract: thread-compatible.
+class BusConnection {
+ public:
+  static constexpr std::chrono::microseconds limit = std::chrono::seconds(2);
+
+  BusConnection() = default;
+
+  [[nodiscard]] bool isOpen() const noexcept { return bus_ != nullptr && sd_bus_is_open(bus_.get()) > 0; }
+  [[nodiscard]] sd_bus* get() const noexcept { return bus_.get(); }
+  void close() noexcept { bus_.reset(); }
+
+  /// Connects and waits until the bus has accepted the connection. 0 or a negative system error code.
+  int open(Bus which) {
+    bus_.reset();
+    sd_bus* bus = nullptr;
+    int result = which == Bus::session ? sd_bus_open_user(&bus) : sd_bus_open_system(&bus);
+    if (result < 0) return result;
+    bus_.reset(bus);
+    sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count()));
+    // The library would wait for a minute and a half for a bus that accepts the connection and then says nothing.
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while ((result = sd_bus_is_ready(bus)) == 0) {
+      result = sd_bus_process(bus, nullptr);
+      if (result < 0) break;
+      if (result > 0) continue;
+      const auto left = deadline - std::chrono::steady_clock::now();
+      if (left <= left.zero()) {
+        result = -ETIMEDOUT;
+        break;
+      }
+      result = sd_bus_wait(
+          bus, static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(left).count()) + 1);
+      if (result < 0 && result != -EINTR) break;
+    }
+    if (result < 0) bus_.reset();
+    return result < 0 ? result : 0;
+  }
+
+  /// A call that does not start its destination. Null when it cannot be made, as for text that is not UTF-8.
+  [[nodiscard]] BusMessage makeCall(const char* destination, const char* path, const char* interface,
+                                    const char* member) const {
+    sd_bus_message* message = nullptr;
+    if (bus_ == nullptr ||
+        sd_bus_message_new_method_call(bus_.get(), &message, destination, path, interface, member) < 0)
+      return nullptr;
+    sd_bus_message_set_auto_start(message, 0);
+    return BusMessage(message);
+  }
+
+  /// Sends and waits for the reply, at most `timeout` (0 is the limit, the largest value for ever).
+  BusReply call(const BusMessage& message, std::uint64_t timeout = 0) {
+    BusReply reply;
+    if (message == nullptr || bus_ == nullptr) {
+      reply.result = message == nullptr ? -EINVAL : -ENOTCONN;
+      return reply;
+    }
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    reply.result = sd_bus_call(bus_.get(), message.get(), timeout, &error, &answer);
+    reply.message.reset(answer);
+    if (reply.result < 0 && error.name != nullptr) {
+      reply.errorName = error.name;
+      reply.errorMessage = error.message != nullptr ? error.message : "";
+    }
+    sd_bus_error_free(&error);
+    return reply;
+  }
+
+  /// The connection that owns the name, or empty.
+  [[nodiscard]] std::string ownerOf(const char* name) {
+    BusMessage question =
+        makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");
+    if (question == nullptr || sd_bus_message_append(question.get(), "s", name) < 0) return {};
+    const BusReply reply = call(question);
+    const char* owner = nullptr;
+    if (reply.result < 0 || sd_bus_message_read(reply.message.get(), "s", &owner) < 0) return {};
+    return owner;
+  }
+
+ private:
+  struct Closer {
+    void operator()(sd_bus* bus) const noexcept { sd_bus_close_unref(bus); }
+  };
+  std::unique_ptr<sd_bus, Closer> bus_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/BusPower.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
+#include "Tessaly/Platform/Base/Thread.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Linux/BusConnection.hpp"
+
+namespace Tessaly::inline v1 {
+namespace detail {
+namespace {
+
+/// A service that can keep a display awake, and what to call it by.
+struct Inhibitor {
+  PowerService service;
+  Bus bus;
+  const char* name;
+  const char* path;
+  const char* interface;
+  /// Null where closing a descriptor gives the inhibition back.
+  const char* undo;
+};
+
+constexpr Inhibitor inhibitors[] = {
+    {PowerService::screenSaver, Bus::session, "org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
+     "org.freedesktop.ScreenSaver", "UnInhibit"},
+    {PowerService::sessionManager, Bus::session, "org.gnome.SessionManager", "/org/gnome/SessionManager",
+     "org.gnome.SessionManager", "Uninhibit"},
+    {PowerService::login, Bus::system, "org.freedesktop.login1", "/org/freedesktop/login1",
+     "org.freedesktop.login1.Manager", nullptr},
+};
+
+/// The session manager's flag for keeping the session from becoming idle.
+constexpr std::uint32_t inhibitIdle = 8;
+
+std::string applicationName() {
+  if (const auto& identifier = Bundle::main().bundleIdentifier()) return *identifier;
+  return ProcessInfo::processInfo().processName();
+}
+
+/// How long nobody is asked after all buses were found dead.
+constexpr int retryMilliseconds = 5000;
+
+PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
+  if (!bus.isOpen()) return PowerProblem::noBus;
+  if (reply.errorName == SD_BUS_ERROR_NO_REPLY || reply.result == -ETIMEDOUT) return PowerProblem::notAnswering;
+  if (reply.errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER)
+    return PowerProblem::noOwner;
+  return reply.errorName.empty() ? PowerProblem::wrongReply : PowerProblem::refused;
+}
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+
+  [[nodiscard]] int get() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+}  // namespace
+
+/// One assertion: who holds it, and what it takes to give it back.
+///
+/// A thread of its own watches the buses while it is held, so that nothing but the services decides how long it lasts.
+class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition> {
+ public:
+  explicit DisplayInhibition(std::string reason) : reason_(std::move(reason)), wake_(::eventfd(0, EFD_CLOEXEC)) {}
+
+  /// Asks the services in turn. True if one keeps the display awake.
+  bool acquire() {
+    {
+      const UnfairLock::Guard guard(lock_);
+      if (!askAll()) {
+        for (BusConnection& connection : connections_) connection.close();
+        return false;
+      }
+    }
+    startLibraryThread("tessaly-power", [self = shared_from_this()] { self->watch(); });
+    return true;
+  }
+
+  /// 0 or a system error code.
+  std::int32_t release() {
+    const UnfairLock::Guard guard(lock_);
+    if (isReleased_) return ENOENT;
+    const std::int32_t error = undo();
+    if (error == 0) {
+      isReleased_ = true;
+      status_.service = PowerService::none;
+      holder_ = nullptr;
+      descriptor_ = Descriptor();
+    }
+    // The thread ends, or looks at what arrived beside the answer.
+    ::eventfd_write(wake_.get(), 1);
+    return error;
+  }
+
+  [[nodiscard]] PowerStatus status() const {
+    const UnfairLock::Guard guard(lock_);
+    return status_;
+  }
+
+ private:
+  static int index(Bus bus) noexcept { return static_cast<int>(bus); }
+  BusConnection& connection(Bus bus) TESSALY_REQUIRES(lock_) { return connections_[index(bus)]; }
+
+  bool askAll() TESSALY_REQUIRES(lock_) {
+    status_ = {};
+    // The former inhibition is kept until there is another, so that the display is not left to itself in between.
+    const Descriptor former = std::exchange(descriptor_, Descriptor());
+    holder_ = nullptr;
+    int reached[2];
+    for (Bus bus : {Bus::session, Bus::system}) reached[index(bus)] = -EINPROGRESS;
+    for (const Inhibitor& inhibitor : inhibitors) {
+      int& result = reached[index(inhibitor.bus)];
+      if (result == -EINPROGRESS) result = reach(inhibitor.bus);
+      PowerStatus::Attempt attempt = ask(inhibitor, result);
+      const bool isHeld = attempt.problem == PowerProblem::none;
+      status_.attempts.push_back(std::move(attempt));
+      if (!isHeld) continue;
+      holder_ = &inhibitor;
+      status_.service = inhibitor.service;
+      break;
+    }
+    return holder_ != nullptr;
+  }
+
+  PowerStatus::Attempt ask(const Inhibitor& inhibitor, int reached) TESSALY_REQUIRES(lock_) {
+    PowerStatus::Attempt attempt{.service = inhibitor.service};
+    if (reached < 0) {
+      attempt.problem = reached == -ETIMEDOUT ? PowerProblem::notAnswering : PowerProblem::noBus;
+      return attempt;
+    }
+    BusConnection& bus = connection(inhibitor.bus);
+    owner_ = bus.ownerOf(inhibitor.name);
+    if (owner_.empty()) {
+      attempt.problem = bus.isOpen() ? PowerProblem::noOwner : PowerProblem::noBus;
+      return attempt;
+    }
+    const BusReply reply = bus.call(makeInhibit(inhibitor));
+    if (reply.result < 0) {
+      attempt.problem = problemOf(reply, bus);
+      attempt.message = reply.errorMessage;
+    } else if (!takeReply(inhibitor, reply)) {
+      attempt.problem = PowerProblem::wrongReply;
+    }
+    return attempt;
+  }
+
+  BusMessage makeInhibit(const Inhibitor& inhibitor) TESSALY_REQUIRES(lock_) {
+    BusMessage message =
+        connection(inhibitor.bus).makeCall(owner_.c_str(), inhibitor.path, inhibitor.interface, "Inhibit");
+    const std::string name = applicationName();
+    int result = message == nullptr ? -EINVAL : 0;
+    if (result == 0) {
+      switch (inhibitor.service) {
+        case PowerService::screenSaver:
+          result = sd_bus_message_append(message.get(), "ss", name.c_str(), reason_.c_str());
+          break;
+        case PowerService::sessionManager:
+          result = sd_bus_message_append(message.get(), "susu", name.c_str(), 0u, reason_.c_str(), inhibitIdle);
+          break;
+        default:
+          result = sd_bus_message_append(message.get(), "ssss", "idle", name.c_str(), reason_.c_str(), "block");
+      }
+    }
+    return result < 0 ? nullptr : std::move(message);
+  }
+
+  bool takeReply(const Inhibitor& inhibitor, const BusReply& reply) TESSALY_REQUIRES(lock_) {
+    if (inhibitor.undo != nullptr) return sd_bus_message_read(reply.message.get(), "u", &cookie_) > 0;
+    int descriptor = -1;
+    if (sd_bus_message_read(reply.message.get(), "h", &descriptor) <= 0) return false;
+    // The one in the message is closed with the message.
+    const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    descriptor_ = Descriptor(own);
+    return own >= 0;
+  }
+
+  /// Connects if there is no connection, and listens for services that come and go.
+  int reach(Bus which) TESSALY_REQUIRES(lock_) {
+    BusConnection& bus = connection(which);
+    if (bus.isOpen()) return 0;
+    if (const int result = bus.open(which); result < 0) return result;
+    for (const Inhibitor& inhibitor : inhibitors) {
+      if (inhibitor.bus != which) continue;
+      const std::string rule = std::string(
+                                   "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+                                   "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
+                               inhibitor.name + '\'';
+      const int result = sd_bus_add_match(bus.get(), nullptr, rule.c_str(), &ownerChanged, this);
+      if (result < 0) {
+        bus.close();
+        return result;
+      }
+    }
+    return 0;
+  }
+
+  static int ownerChanged(sd_bus_message* message, void* self, sd_bus_error*) {
+    static_cast<DisplayInhibition*>(self)->noteOwner(message);
+    return 0;
+  }
+
+  /// Called while messages are processed, so under the lock.
+  void noteOwner(sd_bus_message* message) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    const char* name = nullptr;
+    const char* former = nullptr;
+    const char* next = nullptr;
+    if (sd_bus_message_read(message, "sss", &name, &former, &next) < 0) return;
+    // Somebody came while nobody held it, or the holder went.
+    if (holder_ == nullptr ? *next != '\0' : std::string_view(name) == holder_->name && owner_ == former)
+      mustAsk_ = true;
+  }
+
+  void watch() {
+    for (;;) {
+      pollfd descriptors[3] = {{wake_.get(), POLLIN, 0}, {-1, POLLIN, 0}, {-1, POLLIN, 0}};
+      int timeout = -1;
+      {
+        const UnfairLock::Guard guard(lock_);
+        if (!isReleased_) processAll();
+        if (isReleased_) {
+          for (BusConnection& connection : connections_) connection.close();
+          return;
+        }
+        for (Bus bus : {Bus::session, Bus::system}) {
+          if (connection(bus).isOpen()) {
+            descriptors[1 + index(bus)].fd = sd_bus_get_fd(connection(bus).get());
+          } else if (holder_ == nullptr) {
+            timeout = retryMilliseconds;
+          }
+        }
+      }
+      // Only this thread closes the connections.
+      if (::poll(descriptors, 3, timeout) == 0) {
+        const UnfairLock::Guard guard(lock_);
+        mustAsk_ = true;
+      }
+      if (descriptors[0].revents != 0) {
+        eventfd_t ignored = 0;
+        ::eventfd_read(wake_.get(), &ignored);
+      }
+    }
+  }
+
+  /// Takes in what has arrived from the buses, and asks the services again if they changed.
+  void processAll() TESSALY_REQUIRES(lock_) {
+    do {
+      if (std::exchange(mustAsk_, false)) askAll();
+      for (Bus which : {Bus::session, Bus::system}) {
+        BusConnection& bus = connection(which);
+        if (bus.get() == nullptr) continue;
+        int result = 0;
+        while ((result = sd_bus_process(bus.get(), nullptr)) > 0) {
+        }
+        if (result >= 0 && bus.isOpen()) continue;
+        bus.close();
+        if (holder_ != nullptr && holder_->bus == which) mustAsk_ = true;
+      }
+    } while (mustAsk_);
+  }
+
+  std::int32_t undo() TESSALY_REQUIRES(lock_) {
+    // A service that is gone, or a bus, has taken the inhibition with it.
+    if (holder_ == nullptr || holder_->undo == nullptr || !connection(holder_->bus).isOpen()) return 0;
+    BusConnection& bus = connection(holder_->bus);
+    const BusMessage message = bus.makeCall(owner_.c_str(), holder_->path, holder_->interface, holder_->undo);
+    if (message == nullptr || sd_bus_message_append(message.get(), "u", cookie_) < 0) return EINVAL;
+    const BusReply reply = bus.call(message);
+    if (reply.result >= 0 || problemOf(reply, bus) == PowerProblem::noOwner || !bus.isOpen()) return 0;
+    return -reply.result;
+  }
+
+  const std::string reason_;
+  const Descriptor wake_;
+  mutable UnfairLock lock_;
+  BusConnection connections_[2] TESSALY_GUARDED_BY(lock_);
+  const Inhibitor* holder_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  std::string owner_ TESSALY_GUARDED_BY(lock_);
+  std::uint32_t cookie_ TESSALY_GUARDED_BY(lock_) = 0;
+  Descriptor descriptor_ TESSALY_GUARDED_BY(lock_);
+  PowerStatus status_ TESSALY_GUARDED_BY(lock_);
+  bool mustAsk_ TESSALY_GUARDED_BY(lock_) = false;
+  bool isReleased_ TESSALY_GUARDED_BY(lock_) = false;
+};
+
+}  // namespace detail
+
+BusPower::BusPower() = default;
+
+BusPower::~BusPower() {
+  for (const auto& [identifier, assertion] : assertions_) assertion->release();
+}
+
+std::int32_t BusPower::createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
+                                       std::uint32_t& identifier) {
+  stopIfForkedChild();
+  if (type != noDisplaySleep || level != levelOn) return ENOTSUP;
+  auto assertion = std::make_shared<detail::DisplayInhibition>(std::string(reason));
+  const bool isHeld = assertion->acquire();
+  const UnfairLock::Guard guard(lock_);
+  latest_ = isHeld ? assertion : nullptr;
+  if (!isHeld) {
+    lastStatus_ = assertion->status();
+    return ENODEV;
+  }
+  identifier = ++lastIdentifier_;
+  assertions_.emplace(identifier, std::move(assertion));
+  return 0;
+}
+
+std::int32_t BusPower::releaseAssertion(std::uint32_t identifier) {
+  stopIfForkedChild();
+  std::shared_ptr<detail::DisplayInhibition> assertion;
+  {
+    const UnfairLock::Guard guard(lock_);
+    const auto found = assertions_.find(identifier);
+    if (found == assertions_.end()) return ENOENT;
+    assertion = found->second;
+  }
+  if (const std::int32_t error = assertion->release()) return error;
+  const UnfairLock::Guard guard(lock_);
+  assertions_.erase(identifier);
+  if (latest_ == assertion) {
+    // Without the assertion, which keeps a descriptor.
+    lastStatus_ = assertion->status();
+    latest_ = nullptr;
+  }
+  return 0;
+}
+
+PowerStatus BusPower::status() const {
+  std::shared_ptr<detail::DisplayInhibition> latest;
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (latest_ == nullptr) return lastStatus_;
+    latest = latest_;
+  }
+  return latest->status();
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "Tessaly/Platform/Device/DeviceBackend.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Reads the hardware model from the firmware's tables, or else from the device tree.
+///
+/// Thread contract: thread-safe. Two small files are read at each call.
+///
+///     FirmwareDevice device("/sysroot");
+///     if (device.source() == DeviceSource::none) return;
+class TESSALY_EXPORT FirmwareDevice final : public DeviceBackend {
+ public:
+  /// Reads below the folder instead of "/".
+  explicit FirmwareDevice(std::string rootFolder = {}) : rootFolder_(std::move(rootFolder)) {}
+  ~FirmwareDevice() override;
+
+  std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) override;
+  [[nodiscard]] DeviceSource source() const override;
+
+ private:
+  struct Model {
+    std::string name;
+    DeviceSource source = DeviceSource::none;
+  };
+  [[nodiscard]] Model model() const;
+
+  const std::string rootFolder_;
+};
+
+}  // namespace Tessaly::inline v1

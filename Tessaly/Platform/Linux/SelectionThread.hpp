@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <future>
+#include <memory>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Thread.hpp"
+#include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A selection whose connection belongs to one thread, which others hand their contents to.
+///
+/// Thread contract: thread-safe.
+class SelectionThread : public DisplaySelection, public std::enable_shared_from_this<SelectionThread> {
+ public:
+  ~SelectionThread() override { ::close(wake_); }
+
+  /// Connects, on the thread, since a display may accept a connection and then say nothing.
+  PasteboardProblem start(const char* name) {
+    std::promise<PasteboardProblem> connected;
+    std::future<PasteboardProblem> result = connected.get_future();
+    startLibraryThread(name, [self = shared_from_this(), connected = std::move(connected)]() mutable {
+      self->run(std::move(connected));
+      self->giveUp();
+    });
+    if (result.wait_for(longestWait) == std::future_status::ready) return result.get();
+    isLost_ = true;
+    return PasteboardProblem::notAnswering;
+  }
+
+  PasteboardProblem offer(const PasteboardContents& contents) override {
+    const auto offer = std::make_shared<Offer>();
+    offer->contents = contents;
+    std::future<PasteboardProblem> result = offer->result.get_future();
+    {
+      const UnfairLock::Guard guard(lock_);
+      if (isLost_) return PasteboardProblem::displayLost;
+      offers_.push_back(offer);
+    }
+    ::eventfd_write(wake_, 1);
+    if (result.wait_for(longestWait) == std::future_status::ready) return result.get();
+    offer->isAbandoned = true;
+    return PasteboardProblem::notAnswering;
+  }
+  [[nodiscard]] bool isOwner() const override { return isOwner_; }
+  [[nodiscard]] bool isLost() const override { return isLost_; }
+
+ protected:
+  struct Offer {
+    PasteboardContents contents;
+    std::promise<PasteboardProblem> result;
+    std::atomic<bool> isAbandoned{false};
+  };
+
+  SelectionThread() : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+  /// The thread. Says whether it could connect, and returns when the display has gone or `isLost()`.
+  virtual void run(std::promise<PasteboardProblem> connected) = 0;
+
+  /// The next contents that somebody waits to see offered; null when there are none.
+  std::shared_ptr<Offer> nextOffer() {
+    const UnfairLock::Guard guard(lock_);
+    while (!offers_.empty()) {
+      std::shared_ptr<Offer> offer = std::move(offers_.front());
+      offers_.pop_front();
+      if (!offer->isAbandoned) return offer;
+    }
+    return nullptr;
+  }
+
+  /// Readable when there may be an offer.
+  [[nodiscard]] int wakeDescriptor() const noexcept { return wake_; }
+  void noteWoken() const noexcept {
+    eventfd_t ignored = 0;
+    ::eventfd_read(wake_, &ignored);
+  }
+  void setOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
+
+ private:
+  static constexpr auto longestWait = std::chrono::seconds(2);
+
+  void giveUp() {
+    isOwner_ = false;
+    std::deque<std::shared_ptr<Offer>> offers;
+    {
+      const UnfairLock::Guard guard(lock_);
+      isLost_ = true;
+      offers = std::move(offers_);
+    }
+    for (const auto& offer : offers) offer->result.set_value(PasteboardProblem::displayLost);
+  }
+
+  const int wake_;
+  std::atomic<bool> isOwner_{false};
+  std::atomic<bool> isLost_{false};
+  UnfairLock lock_;
+  std::deque<std::shared_ptr<Offer>> offers_ TESSALY_GUARDED_BY(lock_);
+};
+
+}  // namespace Tessaly::inline v1::detail

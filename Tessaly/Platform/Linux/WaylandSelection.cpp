@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/WaylandSelection.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+#include <wayland-client.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Linux/SelectionThread.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+// The tables of the protocol wlr-data-control-unstable-v1, version 2, which no package brings.
+
+extern const wl_interface deviceInterface;
+extern const wl_interface sourceInterface;
+extern const wl_interface offerInterface;
+
+const wl_interface* const noTypes[] = {nullptr, nullptr};
+const wl_interface* const sourceTypes[] = {&sourceInterface};
+const wl_interface* const offerTypes[] = {&offerInterface};
+const wl_interface* const getDeviceTypes[] = {&deviceInterface, &wl_seat_interface};
+
+// The library takes types that are not constant and changes none.
+constexpr wl_message message(const char* name, const char* signature, const wl_interface* const* types) {
+  return {name, signature, const_cast<const wl_interface**>(types)};
+}
+
+const wl_message managerRequests[] = {message("create_data_source", "n", sourceTypes),
+                                      message("get_data_device", "no", getDeviceTypes),
+                                      message("destroy", "", noTypes)};
+const wl_message deviceRequests[] = {message("set_selection", "?o", sourceTypes), message("destroy", "", noTypes),
+                                     message("set_primary_selection", "2?o", sourceTypes)};
+const wl_message deviceEvents[] = {message("data_offer", "n", offerTypes), message("selection", "?o", offerTypes),
+                                   message("finished", "", noTypes), message("primary_selection", "2?o", offerTypes)};
+const wl_message sourceRequests[] = {message("offer", "s", noTypes), message("destroy", "", noTypes)};
+const wl_message sourceEvents[] = {message("send", "sh", noTypes), message("cancelled", "", noTypes)};
+const wl_message offerRequests[] = {message("receive", "sh", noTypes), message("destroy", "", noTypes)};
+const wl_message offerEvents[] = {message("offer", "s", noTypes)};
+
+const wl_interface managerInterface = {"zwlr_data_control_manager_v1", 2, 3, managerRequests, 0, nullptr};
+const wl_interface deviceInterface = {"zwlr_data_control_device_v1", 2, 3, deviceRequests, 4, deviceEvents};
+const wl_interface sourceInterface = {"zwlr_data_control_source_v1", 1, 2, sourceRequests, 2, sourceEvents};
+const wl_interface offerInterface = {"zwlr_data_control_offer_v1", 1, 2, offerRequests, 1, offerEvents};
+
+enum ManagerRequest : std::uint8_t { createSource, getDevice };
+enum DeviceRequest : std::uint8_t { setSelection };
+enum SourceRequest : std::uint8_t { offerForm, destroySource };
+enum OfferRequest : std::uint8_t { receiveOffer, destroyOffer };
+
+using Listener = void (*)();
+
+class WaylandSelection final : public SelectionThread {
+ private:
+  /// What one offer gives to whoever asks for it.
+  struct Source {
+    WaylandSelection& selection;
+    PasteboardContents contents;
+    wl_proxy* proxy;
+  };
+
+  /// Contents on their way through a pipe.
+  struct Transfer {
+    int descriptor;
+    std::shared_ptr<const std::string> bytes;
+    std::size_t sent;
+  };
+
+  void run(std::promise<PasteboardProblem> connected) override {
+    display_ = wl_display_connect(nullptr);
+    if (display_ == nullptr || !prepare()) {
+      if (display_ != nullptr) disconnect();
+      connected.set_value(PasteboardProblem::noDisplay);
+      return;
+    }
+    connected.set_value(PasteboardProblem::none);
+    while (!isLost() && !isFinished_ && wl_display_get_error(display_) == 0) {
+      while (const std::shared_ptr<Offer> offer = nextOffer()) own(*offer);
+      waitForMore();
+    }
+    disconnect();
+  }
+
+  void disconnect() {
+    for (const Transfer& transfer : transfers_) ::close(transfer.descriptor);
+    transfers_.clear();
+    for (const auto& source : sources_) wl_proxy_destroy(source->proxy);
+    sources_.clear();
+    for (wl_proxy* proxy : {device_, manager_, seat_, registry_}) {
+      if (proxy != nullptr) wl_proxy_destroy(proxy);
+    }
+    wl_display_disconnect(display_);
+  }
+
+  bool prepare() {
+    static constexpr wl_registry_listener listener = {
+        [](void* self, wl_registry* registry, std::uint32_t name, const char* interface, std::uint32_t version) {
+          static_cast<WaylandSelection*>(self)->noteGlobal(registry, name, interface, version);
+        },
+        [](void*, wl_registry*, std::uint32_t) {}};
+    wl_registry* const registry = wl_display_get_registry(display_);
+    registry_ = reinterpret_cast<wl_proxy*>(registry);
+    wl_registry_add_listener(registry, &listener, this);
+    if (wl_display_roundtrip(display_) < 0 || manager_ == nullptr || seat_ == nullptr) return false;
+    device_ = wl_proxy_marshal_flags(manager_, getDevice, &deviceInterface, wl_proxy_get_version(manager_), 0, nullptr,
+                                     seat_);
+    static const Listener events[] = {reinterpret_cast<Listener>(&onDataOffer),
+                                      reinterpret_cast<Listener>(&onSelection), reinterpret_cast<Listener>(&onFinished),
+                                      reinterpret_cast<Listener>(&onSelection)};
+    wl_proxy_add_listener(device_, const_cast<Listener*>(events), this);
+    return wl_display_roundtrip(display_) >= 0;
+  }
+
+  void noteGlobal(wl_registry* registry, std::uint32_t name, std::string_view interface, std::uint32_t version) {
+    const auto bind = [&](const wl_interface& wanted, std::uint32_t wantedVersion) {
+      return static_cast<wl_proxy*>(wl_registry_bind(registry, name, &wanted, std::min(version, wantedVersion)));
+    };
+    if (interface == managerInterface.name && manager_ == nullptr) manager_ = bind(managerInterface, 2);
+    if (interface == wl_seat_interface.name && seat_ == nullptr) seat_ = bind(wl_seat_interface, 1);
+  }
+
+  static void onDataOffer(void*, wl_proxy*, wl_proxy*) {}
+  // What others offer is of no interest. It is destroyed only here, since the library would leak an offer that is gone
+  // before the event which names it.
+  static void onSelection(void*, wl_proxy*, wl_proxy* offer) {
+    if (offer == nullptr) return;
+    wl_proxy_marshal_flags(offer, destroyOffer, nullptr, wl_proxy_get_version(offer), WL_MARSHAL_FLAG_DESTROY);
+  }
+  static void onFinished(void* self, wl_proxy*) { static_cast<WaylandSelection*>(self)->isFinished_ = true; }
+
+  static void onSend(void* data, wl_proxy*, const char* form, std::int32_t descriptor) {
+    auto& source = *static_cast<Source*>(data);
+    auto bytes = source.contents.bytes(form);
+    if (bytes == nullptr) {
+      ::close(descriptor);
+      return;
+    }
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+    source.selection.transfers_.push_back({descriptor, std::move(bytes), 0});
+  }
+  static void onCancelled(void* data, wl_proxy*) {
+    auto& source = *static_cast<Source*>(data);
+    source.selection.drop(source);
+  }
+
+  void drop(Source& source) {
+    if (current_ == &source) {
+      current_ = nullptr;
+      setOwner(false);
+    }
+    wl_proxy_marshal_flags(source.proxy, destroySource, nullptr, wl_proxy_get_version(source.proxy),
+                           WL_MARSHAL_FLAG_DESTROY);
+    std::erase_if(sources_, [&](const auto& other) { return other.get() == &source; });
+  }
+
+  void own(Offer& offer) {
+    static const Listener events[] = {reinterpret_cast<Listener>(&onSend), reinterpret_cast<Listener>(&onCancelled)};
+    wl_proxy* const proxy =
+        wl_proxy_marshal_flags(manager_, createSource, &sourceInterface, wl_proxy_get_version(manager_), 0, nullptr);
+    Source& source = *sources_.emplace_back(std::make_unique<Source>(*this, offer.contents, proxy));
+    wl_proxy_add_listener(proxy, const_cast<Listener*>(events), &source);
+    for (const char* form : offer.contents.forms())
+      wl_proxy_marshal_flags(proxy, offerForm, nullptr, wl_proxy_get_version(proxy), 0, form);
+    wl_proxy_marshal_flags(device_, setSelection, nullptr, wl_proxy_get_version(device_), 0, proxy);
+    current_ = &source;
+    setOwner(true);
+    const bool isTaken = wl_display_roundtrip(display_) >= 0;
+    offer.result.set_value(isTaken ? PasteboardProblem::none : PasteboardProblem::displayLost);
+  }
+
+  void waitForMore() {
+    while (wl_display_prepare_read(display_) != 0) {
+      if (wl_display_dispatch_pending(display_) < 0) return;
+    }
+    const bool isFull = wl_display_flush(display_) < 0 && errno == EAGAIN;
+    const auto events = static_cast<short>(isFull ? POLLIN | POLLOUT : POLLIN);
+    std::vector<pollfd> descriptors = {{wl_display_get_fd(display_), events, 0}, {wakeDescriptor(), POLLIN, 0}};
+    for (const Transfer& transfer : transfers_) descriptors.push_back({transfer.descriptor, POLLOUT, 0});
+    ::poll(descriptors.data(), descriptors.size(), -1);
+    for (std::size_t i = transfers_.size(); i-- > 0;) {
+      if (descriptors[2 + i].revents != 0 && !write(transfers_[i]))
+        transfers_.erase(transfers_.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+    if (descriptors[1].revents != 0) noteWoken();
+    if ((descriptors[0].revents & ~POLLOUT) != 0) {
+      wl_display_read_events(display_);
+    } else {
+      wl_display_cancel_read(display_);
+    }
+    wl_display_dispatch_pending(display_);
+  }
+
+  /// False when it has come to its end. This thread blocks the signal of a pipe that nobody reads.
+  static bool write(Transfer& transfer) {
+    while (transfer.sent < transfer.bytes->size()) {
+      const ssize_t count =
+          ::write(transfer.descriptor, transfer.bytes->data() + transfer.sent, transfer.bytes->size() - transfer.sent);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0 && errno == EAGAIN) return true;
+      if (count < 0) break;
+      transfer.sent += static_cast<std::size_t>(count);
+    }
+    ::close(transfer.descriptor);
+    return false;
+  }
+
+  wl_display* display_ = nullptr;
+  wl_proxy* registry_ = nullptr;
+  wl_proxy* seat_ = nullptr;
+  wl_proxy* manager_ = nullptr;
+  wl_proxy* device_ = nullptr;
+  bool isFinished_ = false;
+  std::vector<std::unique_ptr<Source>> sources_;
+  Source* current_ = nullptr;
+  std::vector<Transfer> transfers_;
+};
+
+}  // namespace
+
+std::shared_ptr<DisplaySelection> connectToWayland(PasteboardProblem& problem) {
+  const char* display = std::getenv("WAYLAND_DISPLAY");
+  // The connection that the second variable hands over belongs to the host's toolkit.
+  if (display == nullptr || *display == '\0' || std::getenv("WAYLAND_SOCKET") != nullptr) {
+    problem = PasteboardProblem::noDisplay;
+    return nullptr;
+  }
+  auto selection = std::make_shared<WaylandSelection>();
+  problem = selection->start("tessaly-wayland");
+  if (problem != PasteboardProblem::none) return nullptr;
+  return selection;
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// What is offered to other programs, in the forms that they may ask for.
+struct PasteboardContents {
+  std::optional<std::string> string = std::nullopt;
+  std::optional<std::string> url = std::nullopt;
+
+  void set(std::string_view text, PasteboardType type);
+
+  /// The names of the forms, best first: media types, and the names that X programs use.
+  [[nodiscard]] TESSALY_EXPORT std::vector<const char*> forms() const;
+  /// The bytes of a form; nothing for one that is not offered.
+  [[nodiscard]] TESSALY_EXPORT std::shared_ptr<const std::string> bytes(std::string_view form) const;
+};
+
+}  // namespace Tessaly::inline v1::detail

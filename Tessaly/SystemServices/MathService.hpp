@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+/// Values between known values.
+namespace Tessaly::inline v1::MathService::Interpolation {
+
+/// The y at `x` on the line through (x0, y0) and (x1, y1), extrapolated outside of them. Infinite or not a number where
+/// x0 and x1 are equal. `std::lerp` takes the fraction of the way instead of x, and is exact at both ends.
+///
+/// Every operation is rounded by itself, so results are the same on every processor.
+///
+/// Thread contract: thread-safe.
+///
+///     double level = MathService::Interpolation::linear(5, 0, 0, 10, 100);  // 50
+[[nodiscard]] TESSALY_EXPORT double linear(double x, double x0, double y0, double x1, double y1) noexcept;
+
+}  // namespace Tessaly::inline v1::MathService::Interpolation

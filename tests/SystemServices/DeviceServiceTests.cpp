@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "Tessaly/Platform/Fakes/ScriptedDevice.hpp"
+#include "Tessaly/SystemServices/DeviceService.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+class DeviceServiceTest : public testing::Test {
+ protected:
+  const std::shared_ptr<ScriptedDevice> device_ = std::make_shared<ScriptedDevice>();
+  const BackendInstallation<DeviceBackend> installation_{device_};
+};
+
+TEST_F(DeviceServiceTest, TheNameIsTheHardwareModelWithoutItsTerminatingZero) {
+  device_->values["hw.model"] = "Workstation 7";
+  EXPECT_EQ(DeviceService::deviceName(), "Workstation 7");
+}
+
+TEST_F(DeviceServiceTest, AsksForTheSizeAndThenForTheText) {
+  device_->values["hw.model"] = "Workstation 7";
+  static_cast<void>(DeviceService::deviceName());
+  EXPECT_EQ(device_->calls, (std::vector<std::string>{"hw.model?", "hw.model"}));
+}
+
+TEST_F(DeviceServiceTest, TheNameIsEmptyWhereNobodySaysIt) { EXPECT_EQ(DeviceService::deviceName(), ""); }
+
+TEST_F(DeviceServiceTest, TheNameIsEmptyWhenTheSecondCallFails) {
+  device_->values["hw.model"] = "A";
+  device_->afterSize = [this] { device_->values["hw.model"] = "A longer name than there is room for"; };
+  EXPECT_EQ(DeviceService::deviceName(), "");
+}
+
+TEST_F(DeviceServiceTest, TheLengthIsWhatTheSecondCallReports) {
+  device_->values["hw.model"] = "A long name";
+  device_->afterSize = [this] { device_->values["hw.model"] = "Short"; };
+  EXPECT_EQ(DeviceService::deviceName(), "Short");
+}
+
+TEST_F(DeviceServiceTest, AnEmptyModelIsAnEmptyName) {
+  device_->values["hw.model"] = "";
+  EXPECT_EQ(DeviceService::deviceName(), "");
+}
+
+}  // namespace

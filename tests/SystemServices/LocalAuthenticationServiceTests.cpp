@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Fakes/ScriptedAuthentication.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+constexpr LAPolicy policy = LAPolicy::deviceOwnerAuthentication;
+
+class LocalAuthenticationServiceTest : public testing::Test {
+ protected:
+  // The error, or nothing after a success.
+  std::optional<LAError> evaluate() {
+    try {
+      syncWait(LocalAuthenticationService::evaluatePolicy(policy, "Show the passwords"));
+      return std::nullopt;
+    } catch (const LAError& error) {
+      return error;
+    }
+  }
+
+  const std::shared_ptr<ScriptedAuthentication> user_ = std::make_shared<ScriptedAuthentication>();
+  const BackendInstallation<AuthenticationBackend> installation_{user_};
+};
+
+TEST_F(LocalAuthenticationServiceTest, ReturnsWhenTheUserAuthenticated) {
+  EXPECT_EQ(evaluate(), std::nullopt);
+  EXPECT_EQ(user_->possibilities, (std::vector{policy}));
+  EXPECT_EQ(user_->questions, (std::vector<ScriptedAuthentication::Question>{{policy, "Show the passwords"}}));
+}
+
+TEST_F(LocalAuthenticationServiceTest, MakesAContextForEachCall) {
+  evaluate();
+  evaluate();
+  EXPECT_EQ(user_->contexts, 2);
+}
+
+TEST_F(LocalAuthenticationServiceTest, APolicyThatCannotBeEvaluatedFailsBeforeTheUserIsAsked) {
+  user_->canEvaluate = false;
+  user_->obstacle = std::make_exception_ptr(LAError(LAFailure::noAgent));
+  EXPECT_EQ(evaluate(), LAError(LAFailure::noAgent));
+  EXPECT_TRUE(user_->questions.empty());
+}
+
+TEST_F(LocalAuthenticationServiceTest, AnObstacleWithoutAnErrorIsTheUnknownError) {
+  user_->canEvaluate = false;
+  EXPECT_EQ(evaluate(), LAError::unknownError());
+  EXPECT_TRUE(user_->questions.empty());
+}
+
+TEST_F(LocalAuthenticationServiceTest, AFailureWithAnErrorThrowsThatError) {
+  user_->onEvaluate = [](LAContext::Reply reply) {
+    reply(false, std::make_exception_ptr(LAError(LAFailure::cancelled)));
+  };
+  EXPECT_EQ(evaluate(), LAError(LAFailure::cancelled));
+  user_->onEvaluate = [](LAContext::Reply reply) {
+    reply(false, std::make_exception_ptr(std::runtime_error("of another kind")));
+  };
+  EXPECT_THROW(evaluate(), std::runtime_error);
+}
+
+TEST_F(LocalAuthenticationServiceTest, AFailureWithoutAnErrorThrowsTheUnknownError) {
+  user_->onEvaluate = [](LAContext::Reply reply) { reply(false, nullptr); };
+  EXPECT_EQ(evaluate(), LAError::unknownError());
+}
+
+TEST_F(LocalAuthenticationServiceTest, ASuccessWithAnErrorIsASuccess) {
+  user_->onEvaluate = [](LAContext::Reply reply) {
+    reply(true, std::make_exception_ptr(LAError(LAFailure::cancelled)));
+  };
+  EXPECT_EQ(evaluate(), std::nullopt);
+}
+
+TEST_F(LocalAuthenticationServiceTest, TheReplyMayComeFromAnyThreadAtAnyTime) {
+  for (int i = 0; i < Tests::repetitions(200); ++i) {
+    std::thread answering;
+    user_->onEvaluate = [&, i](LAContext::Reply reply) {
+      answering = std::thread([reply = std::move(reply), i]() mutable { reply(i % 2 == 0, nullptr); });
+    };
+    EXPECT_EQ(evaluate().has_value(), i % 2 != 0);
+    answering.join();
+  }
+}
+
+TEST_F(LocalAuthenticationServiceTest, CancellingTheTaskLeavesTheQuestionStanding) {
+  LAContext::Reply reply;
+  std::atomic<bool> isAsked = false;
+  user_->onEvaluate = [&](LAContext::Reply given) {
+    reply = std::move(given);
+    isAsked = true;
+    isAsked.notify_all();
+  };
+  Task<> task = Task<>::detached([] { return LocalAuthenticationService::evaluatePolicy(policy, "reason"); });
+  isAsked.wait(false);
+  task.cancel();
+  reply(true, nullptr);
+  EXPECT_NO_THROW(syncWait([&]() -> Async<void> { co_await task.value(); }));
+}
+
+TEST_F(LocalAuthenticationServiceTest, AReplyThatIsDroppedIsNamedInTheLog) {
+  const auto log = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation logging(log);
+  LAContext::Reply reply;
+  std::atomic<bool> isAsked = false;
+  user_->onEvaluate = [&](LAContext::Reply given) {
+    reply = std::move(given);
+    isAsked = true;
+    isAsked.notify_all();
+  };
+  Task<>::detached([] { return LocalAuthenticationService::evaluatePolicy(policy, "reason"); });
+  isAsked.wait(false);
+  EXPECT_TRUE(log->records().empty());
+  reply = nullptr;
+  while (log->records().empty()) std::this_thread::yield();
+  EXPECT_NE(log->messages().at(0).find("evaluatePolicy(_:localizedReason:)"), std::string::npos);
+}
+
+TEST(LocalAuthenticationServiceDeathTest, AReplyThatComesTwiceStopsTheProcessAndNamesTheCall) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        const auto user = std::make_shared<ScriptedAuthentication>();
+        const BackendInstallation<AuthenticationBackend> installation(user);
+        user->onEvaluate = [](LAContext::Reply reply) {
+          reply(true, nullptr);
+          reply(true, nullptr);
+        };
+        syncWait(LocalAuthenticationService::evaluatePolicy(policy, "reason"));
+      },
+      "evaluatePolicy\\(_:localizedReason:\\)");
+}
+
+TEST(LAErrorTest, TheUnknownErrorHasTheCodeMinusOneAndADescriptionAlone) {
+  const LAError error = LAError::unknownError();
+  EXPECT_EQ(error.code(), -1);
+  EXPECT_EQ(error.userInfo(), (LAError::UserInfo{{"description", "Unable to evaluate policy for unknown reasons"}}));
+  EXPECT_EQ(error.failure(), LAFailure::unknown);
+  EXPECT_EQ(error.domain(), "Tessaly.LAError");
+  EXPECT_EQ(error.description(),
+            "Error Domain=Tessaly.LAError Code=-1 \"Unable to evaluate policy for unknown reasons\"");
+}
+
+TEST(LAErrorTest, SaysInItsInformationWhy) {
+  for (int i = 0; i <= static_cast<int>(LAFailure::policyNotSupported); ++i) {
+    const LAError error(static_cast<LAFailure>(i), "more");
+    EXPECT_EQ(static_cast<int>(error.failure()), i);
+    EXPECT_TRUE(error.userInfo().at("description").ends_with(": more"));
+    EXPECT_NE(error, LAError::unknownError());
+  }
+}
+
+}  // namespace

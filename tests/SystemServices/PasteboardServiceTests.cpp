@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "Tessaly/Platform/Fakes/RecordingPasteboard.hpp"
+#include "Tessaly/SystemServices/PasteboardService.hpp"
+
+namespace {
+
+using namespace Tessaly;
+using Contents = std::map<PasteboardType, std::string>;
+using Calls = std::vector<std::string>;
+
+class PasteboardServiceTest : public testing::Test {
+ protected:
+  const std::shared_ptr<RecordingPasteboard> pasteboard_ = std::make_shared<RecordingPasteboard>();
+  const BackendInstallation<PasteboardBackend> installation_{pasteboard_};
+};
+
+TEST_F(PasteboardServiceTest, ClearsThePasteboardAndThenSetsTheText) {
+  PasteboardService::write("to paste");
+  EXPECT_EQ(pasteboard_->calls, (Calls{"clear", "to paste"}));
+  EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, "to paste"}}));
+}
+
+TEST_F(PasteboardServiceTest, AURLIsItsAbsoluteTextAndRemovesEarlierContents) {
+  PasteboardService::write("earlier");
+  PasteboardService::write(URL::from("https://example.com/a?b#c").value());
+  EXPECT_EQ(pasteboard_->calls, (Calls{"clear", "earlier", "clear", "https://example.com/a?b#c"}));
+  EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::url, "https://example.com/a?b#c"}}));
+}
+
+TEST_F(PasteboardServiceTest, ATextRemovesAURL) {
+  PasteboardService::write(URL::fileURLWithPath("/a b"));
+  EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::url, "file:///a%20b"}}));
+  PasteboardService::write("later");
+  EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, "later"}}));
+}
+
+TEST_F(PasteboardServiceTest, TheEmptyTextIsAText) {
+  PasteboardService::write("");
+  EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, ""}}));
+}
+
+TEST_F(PasteboardServiceTest, AFailureIsSilentAndLeavesThePasteboardCleared) {
+  PasteboardService::write("earlier");
+  pasteboard_->accepts = false;
+  PasteboardService::write("later");
+  EXPECT_EQ(pasteboard_->contents, Contents());
+}
+
+}  // namespace

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Authentication/LAError.hpp"
+#include "Tessaly/Platform/Fakes/ScriptedAuthentication.hpp"
+#include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
+#include "tests/system/services/PrivateBus.hpp"
+
+// Questions to an authority on a bus of the test's own: a stand-in, and the real polkitd.
+
+namespace {
+
+using namespace Tessaly;
+using Tests::comesTrue;
+
+/// The failure's place in its enumeration; -1 for success.
+int evaluate(const std::string& action, std::string* localizedReason = nullptr) {
+  const BackendInstallation<AuthenticationBackend> installation(std::make_shared<PolkitAuthentication>(action));
+  try {
+    syncWait(LocalAuthenticationService::evaluatePolicy(LAPolicy::deviceOwnerAuthentication, "Show the passwords"));
+    return -1;
+  } catch (const LAError& error) {
+    if (localizedReason != nullptr && error.userInfo().contains("localizedReason"))
+      *localizedReason = error.userInfo().at("localizedReason");
+    return static_cast<int>(error.failure());
+  }
+}
+
+constexpr int success = -1;
+constexpr int code(LAFailure failure) { return static_cast<int>(failure); }
+
+class AuthenticationTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!bus_.reason().empty()) GTEST_SKIP() << bus_.reason();
+  }
+
+  std::unique_ptr<Tests::MockService> polkit(const std::string& code) {
+    return std::make_unique<Tests::MockService>(
+        bus_, "org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
+        "org.freedesktop.PolicyKit1.Authority",
+        std::vector<Tests::MockService::Method>{{"CheckAuthorization", "(sa{sv})sa{ss}us", "(bba{ss})", code}});
+  }
+  // The answer to the question without the user is always that the user is needed.
+  std::unique_ptr<Tests::MockService> polkitThatAnswersTheUserWith(const std::string& answer) {
+    return polkit(
+        "ret = (dbus.Boolean(False), dbus.Boolean(True), dbus.Dictionary({}, signature='ss'))\n"
+        "if args[3] == 1:\n    " +
+        answer);
+  }
+  static std::string answer(const char* isAuthorized, const char* needsTheUser, const char* details = "{}") {
+    return std::string("ret = (dbus.Boolean(") + isAuthorized + "), dbus.Boolean(" + needsTheUser +
+           "), dbus.Dictionary(" + details + ", signature='ss'))";
+  }
+
+  // Runs the body as an ordinary user in a process of its own, since root is authorised outright. Its result.
+  template <typename Body>
+  static int asOrdinaryUser(Body body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(20);
+      const passwd* nobody = ::getpwnam("nobody");
+      if (nobody == nullptr || (::getuid() == 0 && ::setuid(nobody->pw_uid) != 0)) ::_exit(99);
+      ::_exit(body() + 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) - 1 : -100 - WTERMSIG(status);
+  }
+
+  Tests::PrivateBus bus_{"DBUS_SYSTEM_BUS_ADDRESS"};
+};
+
+constexpr const char* action = "org.example.authenticate";
+
+TEST_F(AuthenticationTest, AUserWhoAuthenticatesIsASuccessAndWasShownTheReason) {
+  const auto polkit = polkitThatAnswersTheUserWith(answer("True", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), success);
+  const auto calls = polkit->calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_NE(calls[0].find(" \"org.example.authenticate\" {} 0 \"\""), std::string::npos) << calls[0];
+  EXPECT_NE(calls[1].find("{\"polkit.message\": \"Show the passwords\"} 1 \"\""), std::string::npos) << calls[1];
+}
+
+TEST_F(AuthenticationTest, AUserWhoDismissesTheQuestionHasCancelled) {
+  const auto polkit = polkitThatAnswersTheUserWith(answer("False", "False", "{'polkit.dismissed': 'true'}"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), code(LAFailure::cancelled));
+}
+
+TEST_F(AuthenticationTest, AUserWhoFailsIsDenied) {
+  const auto polkit = polkitThatAnswersTheUserWith(answer("False", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), code(LAFailure::denied));
+}
+
+TEST_F(AuthenticationTest, ASessionWithoutAnAgentSaysSo) {
+  const auto polkit = polkitThatAnswersTheUserWith(answer("False", "True"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), code(LAFailure::noAgent));
+}
+
+TEST_F(AuthenticationTest, APolicyThatForbidsItFailsBeforeTheUserIsAsked) {
+  const auto polkit = this->polkit(answer("False", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), code(LAFailure::denied));
+  EXPECT_EQ(polkit->calls().size(), 1u);
+}
+
+TEST_F(AuthenticationTest, WhereTheReasonIsRefusedTheUserIsAskedWithoutItAndAnErrorSaysSo) {
+  const auto polkit = polkitThatAnswersTheUserWith(
+      "if len(args[2]) > 0:\n        raise dbus.exceptions.DBusException('untrusted', "
+      "name='org.freedesktop.PolicyKit1.Error.NotAuthorized')\n    " +
+      answer("False", "False", "{'polkit.dismissed': 'true'}"));
+  ASSERT_EQ(polkit->reason(), "");
+  std::string localizedReason;
+  EXPECT_EQ(evaluate(action, &localizedReason), code(LAFailure::cancelled));
+  EXPECT_EQ(localizedReason, "not shown");
+  const auto calls = polkit->calls();
+  EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
+                          [](const std::string& call) { return call.starts_with("CheckAuthorization dbus"); }),
+            3)
+      << testing::PrintToString(calls);
+  EXPECT_TRUE(calls.back().ends_with(" {} 1 \"\"")) << calls.back();
+}
+
+TEST_F(AuthenticationTest, AnAnswerOfAnotherTypeIsARefusal) {
+  const auto polkit = this->polkit("");
+  ASSERT_EQ(polkit->reason(), "");
+  polkit->set({"CheckAuthorization", "(sa{sv})sa{ss}us", "s", "ret = 'yes'"});
+  EXPECT_EQ(evaluate(action), code(LAFailure::refused));
+}
+
+TEST_F(AuthenticationTest, AnAuthorityThatNeverAnswersTheFirstQuestionIsGivenUp) {
+  const auto polkit = this->polkit(answer("True", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  polkit->process().signal(SIGSTOP);
+  EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
+}
+
+TEST_F(AuthenticationTest, NoAuthorityAndNoBusAreToldApartFromARefusal) {
+  EXPECT_EQ(evaluate(action), code(LAFailure::noService));
+  bus_.daemon().end();
+  EXPECT_EQ(evaluate(action), code(LAFailure::noService));
+}
+
+TEST_F(AuthenticationTest, BiometricsAloneCannotBePromised) {
+  PolkitAuthentication polkit(action);
+  std::exception_ptr error;
+  EXPECT_FALSE(polkit.makeContext()->canEvaluatePolicy(LAPolicy::deviceOwnerAuthenticationWithBiometrics, error));
+  try {
+    std::rethrow_exception(error);
+  } catch (const LAError& thrown) {
+    EXPECT_EQ(thrown.failure(), LAFailure::policyNotSupported);
+  }
+}
+
+TEST_F(AuthenticationTest, AnApplicationWithoutAnActionIsNotInstalled) {
+  PolkitAuthentication polkit;
+  std::exception_ptr error;
+  EXPECT_FALSE(polkit.makeContext()->canEvaluatePolicy(LAPolicy::deviceOwnerAuthentication, error));
+  try {
+    std::rethrow_exception(error);
+  } catch (const LAError& thrown) {
+    EXPECT_EQ(thrown.failure(), LAFailure::notInstalled);
+  }
+}
+
+class RealPolkit : public AuthenticationTest {
+ protected:
+  void SetUp() override {
+    AuthenticationTest::SetUp();
+    if (IsSkipped()) return;
+    daemon_ = Tests::Process({"/usr/lib/polkit-1/polkitd", "--no-debug"}, bus_.folder() + "/polkitd.log");
+    if (!comesTrue([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
+      GTEST_SKIP() << "polkitd does not run here: " << Tests::contentsOf(bus_.folder() + "/polkitd.log");
+  }
+  Tests::Process daemon_;
+};
+
+// An action that polkit itself brings, and that wants an administrator.
+constexpr const char* realAction = "org.freedesktop.policykit.exec";
+
+TEST_F(RealPolkit, AuthorisesRootOutright) {
+  if (::getuid() != 0) GTEST_SKIP() << "this is not root";
+  EXPECT_EQ(evaluate(realAction), success);
+}
+
+TEST_F(RealPolkit, TellsAnOrdinaryUserThatNobodyCanAsk) {
+  EXPECT_EQ(asOrdinaryUser([] { return evaluate(realAction); }), code(LAFailure::noAgent));
+}
+
+TEST_F(RealPolkit, DoesNotShowTheReasonOfAnOrdinaryUsersProgram) {
+  EXPECT_EQ(asOrdinaryUser([] {
+              std::string localizedReason;
+              evaluate(realAction, &localizedReason);
+              return localizedReason == "not shown" ? 1 : 0;
+            }),
+            1);
+}
+
+TEST_F(RealPolkit, DoesNotKnowAnActionThatIsNotInstalled) {
+  EXPECT_EQ(asOrdinaryUser([] { return evaluate("org.example.missing"); }), code(LAFailure::notInstalled));
+}
+
+}  // namespace

@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
+#include "Tessaly/SystemServices/PasteboardService.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/system/services/Process.hpp"
+
+// The pasteboard of a real X server, read by another program.
+
+namespace {
+
+using namespace Tessaly;
+using Tests::comesTrue;
+
+class X11Pasteboard : public testing::Test {
+ protected:
+  void SetUp() override {
+    ::unsetenv("WAYLAND_DISPLAY");
+    startServer();
+    if (display_.empty())
+      GTEST_SKIP() << "no X server could be started: " << Tests::contentsOf(folder_.path() + "/Xvfb.log");
+    if (Tests::Process({"xclip", "-version"}).wait() != 0) GTEST_SKIP() << "xclip is not installed";
+  }
+
+  void startServer() {
+    const std::string number = folder_.path() + "/display";
+    std::filesystem::remove(number);
+    server_ = Tests::Process({"sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>" + number},
+                             folder_.path() + "/Xvfb.log");
+    comesTrue([&] { return Tests::contentsOf(number).ends_with('\n'); });
+    display_ = Tests::contentsOf(number);
+    if (display_.empty()) return;
+    display_.pop_back();
+    ::setenv("DISPLAY", (':' + display_).c_str(), 1);
+  }
+
+  // What another program pastes.
+  std::string paste(const std::string& form = "UTF8_STRING") {
+    const std::string file = folder_.path() + "/pasted";
+    Tests::Process reader({"timeout", "8", "xclip", "-selection", "clipboard", "-o", "-t", form}, file);
+    return reader.wait() == 0 ? Tests::contentsOf(file) : "failed";
+  }
+  Tests::Process copyElsewhere(const std::string& text) {
+    Tests::Process other({"sh", "-c", "printf %s '" + text + "' | exec xclip -quiet -selection clipboard"},
+                         "/dev/null");
+    comesTrue([&] { return paste() == text; });
+    return other;
+  }
+
+  TessalyTests::TemporaryFolder folder_;
+  Tests::Process server_;
+  std::string display_;
+  DisplayPasteboard pasteboard_;
+};
+
+TEST_F(X11Pasteboard, AnotherProgramPastesTheText) {
+  PasteboardService::write("Grüße, 世界");
+  EXPECT_EQ(paste(), "Grüße, 世界");
+  EXPECT_EQ(paste("text/plain;charset=utf-8"), "Grüße, 世界");
+  EXPECT_EQ(paste("text/plain"), "Grüße, 世界");
+  EXPECT_EQ(paste("TEXT"), "Grüße, 世界");
+  EXPECT_EQ(paste("STRING"),
+            "Gr\xfc\xdf"
+            "e, ??");
+  EXPECT_EQ(PasteboardBackend::current().status(),
+            (PasteboardStatus{PasteboardServer::x11, PasteboardProblem::none, true}));
+}
+
+TEST_F(X11Pasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
+  PasteboardService::write("earlier");
+  PasteboardService::write(URL::from("https://example.com/a").value());
+  EXPECT_EQ(paste("text/uri-list"), "https://example.com/a\r\n");
+  EXPECT_EQ(paste(), "https://example.com/a");
+  EXPECT_EQ(paste("TARGETS"),
+            "TARGETS\nTIMESTAMP\nMULTIPLE\ntext/uri-list\ntext/plain;charset=utf-8\nUTF8_STRING\ntext/plain\nTEXT\n"
+            "STRING\n");
+}
+
+TEST_F(X11Pasteboard, AFormThatIsNotOfferedIsRefused) {
+  PasteboardService::write("text");
+  EXPECT_EQ(paste("image/png"), "failed");
+  EXPECT_EQ(paste("text/uri-list"), "failed");
+  EXPECT_EQ(paste(), "text");
+}
+
+TEST_F(X11Pasteboard, TheEmptyTextIsPastedAsNothing) {
+  PasteboardService::write("");
+  EXPECT_EQ(paste(), "");
+}
+
+TEST_F(X11Pasteboard, LargeContentsArriveWhole) {
+  std::string large;
+  while (large.size() < 5'000'000) large += std::to_string(large.size()) + ' ';
+  PasteboardService::write(large);
+  EXPECT_EQ(paste(), large);
+  for (const std::size_t size : {262'143u, 262'144u, 262'145u, 524'288u}) {
+    PasteboardService::write(std::string_view(large).substr(0, size));
+    EXPECT_TRUE(paste() == large.substr(0, size)) << size;
+  }
+}
+
+TEST_F(X11Pasteboard, SeveralProgramsPasteLargeContentsAtOnce) {
+  const std::string large(3'000'000, 'x');
+  PasteboardService::write(large);
+  std::vector<Tests::Process> readers;
+  for (int i = 0; i < 4; ++i) {
+    readers.emplace_back(std::vector<std::string>{"timeout", "8", "xclip", "-selection", "clipboard", "-o"},
+                         folder_.path() + "/pasted" + std::to_string(i));
+  }
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(readers[static_cast<std::size_t>(i)].wait(), 0);
+    EXPECT_TRUE(Tests::contentsOf(folder_.path() + "/pasted" + std::to_string(i)) == large);
+  }
+}
+
+TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
+  const std::string large(20'000'000, 'x');
+  PasteboardService::write(large);
+  for (int i = 0; i < 5; ++i) {
+    Tests::Process reader({"xclip", "-selection", "clipboard", "-o"}, folder_.path() + "/cut");
+    comesTrue([&] { return std::filesystem::exists(folder_.path() + "/cut"); });
+    reader.end();
+  }
+  PasteboardService::write("small");
+  EXPECT_EQ(paste(), "small");
+}
+
+TEST_F(X11Pasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
+  PasteboardService::write("ours");
+  ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
+  const auto other = copyElsewhere("theirs");
+  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  EXPECT_EQ(paste(), "theirs");
+  PasteboardService::write("ours again");
+  EXPECT_EQ(paste(), "ours again");
+}
+
+TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
+  DisplayPasteboard other;
+  const auto write = [](DisplayPasteboard& pasteboard, const std::string& name) {
+    for (int i = 0; i < 200; ++i) {
+      pasteboard.clearContents();
+      pasteboard.setString(name, PasteboardType::string);
+    }
+  };
+  std::thread first([&] { write(pasteboard_, "first"); });
+  std::thread second([&] { write(other, "second"); });
+  first.join();
+  second.join();
+  EXPECT_TRUE(comesTrue([&] { return pasteboard_.status().isOwner != other.status().isOwner; }));
+  EXPECT_EQ(paste(), pasteboard_.status().isOwner ? "first" : "second");
+}
+
+TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
+  PasteboardService::write("lost");
+  server_.end();
+  EXPECT_TRUE(
+      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+  PasteboardService::write("nowhere");
+  EXPECT_EQ(PasteboardBackend::current().status(),
+            (PasteboardStatus{PasteboardServer::none, PasteboardProblem::noDisplay, false}));
+  startServer();
+  ASSERT_NE(display_, "");
+  PasteboardService::write("found");
+  EXPECT_EQ(paste(), "found");
+}
+
+TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
+  PasteboardService::write("text");
+  server_.signal(SIGSTOP);
+  EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
+  EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::notAnswering);
+  DisplayPasteboard other;
+  EXPECT_FALSE(other.setString("late", PasteboardType::string));
+  EXPECT_EQ(other.status().problem, PasteboardProblem::notAnswering);
+  server_.signal(SIGCONT);
+  PasteboardService::write("again");
+  EXPECT_EQ(paste(), "again");
+}
+
+class WaylandPasteboard : public testing::Test {
+ protected:
+  void SetUp() override {
+    ::chmod(folder_.path().c_str(), 0700);
+    ::setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
+    for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY", "WAYLAND_SOCKET"}) ::unsetenv(name);
+    std::ofstream(folder_.path() + "/config") << "xwayland disable\n";
+    for (const auto& [name, value] : {std::pair("WLR_BACKENDS", "headless"), std::pair("WLR_RENDERER", "pixman"),
+                                      std::pair("WLR_LIBINPUT_NO_DEVICES", "1")})
+      ::setenv(name, value, 1);
+    const std::string log = folder_.path() + "/sway.log";
+    // It refuses to run for root.
+    constexpr uid_t nobody = 65534;
+    const uid_t user = ::getuid() == 0 ? nobody : 0;
+    if (user != 0) ASSERT_EQ(::chown(folder_.path().c_str(), user, user), 0);
+    compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log, user);
+    if (!comesTrue([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
+      GTEST_SKIP() << "sway does not run here: " << Tests::contentsOf(log);
+    ::setenv("WAYLAND_DISPLAY", "wayland-1", 1);
+    if (Tests::Process({"wl-paste", "--version"}).wait() != 0) GTEST_SKIP() << "wl-clipboard is not installed";
+  }
+
+  std::string paste(const std::string& form = "text/plain;charset=utf-8") {
+    const std::string file = folder_.path() + "/pasted";
+    Tests::Process reader({"timeout", "8", "wl-paste", "-n", "-t", form}, file);
+    return reader.wait() == 0 ? Tests::contentsOf(file) : "failed";
+  }
+
+  TessalyTests::TemporaryFolder folder_;
+  Tests::Process compositor_;
+};
+
+TEST_F(WaylandPasteboard, AnotherProgramPastesTheText) {
+  PasteboardService::write("Grüße, 世界");
+  EXPECT_EQ(PasteboardBackend::current().status(),
+            (PasteboardStatus{PasteboardServer::wayland, PasteboardProblem::none, true}));
+  EXPECT_EQ(paste(), "Grüße, 世界");
+  EXPECT_EQ(paste("text/plain"), "Grüße, 世界");
+}
+
+TEST_F(WaylandPasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
+  PasteboardService::write("earlier");
+  PasteboardService::write(URL::from("https://example.com/a").value());
+  EXPECT_EQ(paste("text/uri-list"), "https://example.com/a\r\n");
+  EXPECT_EQ(paste(), "https://example.com/a");
+}
+
+TEST_F(WaylandPasteboard, LargeContentsArriveWhole) {
+  std::string large;
+  while (large.size() < 5'000'000) large += std::to_string(large.size()) + ' ';
+  PasteboardService::write(large);
+  EXPECT_TRUE(paste() == large);
+}
+
+TEST_F(WaylandPasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
+  PasteboardService::write("ours");
+  ASSERT_EQ(paste(), "ours");
+  const Tests::Process other({"wl-copy", "-f", "theirs"});
+  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  EXPECT_EQ(paste(), "theirs");
+  PasteboardService::write("ours again");
+  EXPECT_EQ(paste(), "ours again");
+}
+
+TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {
+  PasteboardService::write("lost");
+  ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
+  compositor_.end();
+  EXPECT_TRUE(
+      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+  PasteboardService::write("nowhere");
+  EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::noDisplay);
+}
+
+TEST(NoDisplay, IsAFailureWithItsReason) {
+  ::unsetenv("WAYLAND_DISPLAY");
+  ::unsetenv("DISPLAY");
+  DisplayPasteboard pasteboard;
+  EXPECT_FALSE(pasteboard.setString("text", PasteboardType::string));
+  EXPECT_EQ(pasteboard.status(), (PasteboardStatus{PasteboardServer::none, PasteboardProblem::noDisplay, false}));
+  ::setenv("DISPLAY", ":77777", 1);
+  EXPECT_FALSE(pasteboard.setString("text", PasteboardType::string));
+  EXPECT_EQ(pasteboard.status().problem, PasteboardProblem::noDisplay);
+}
+
+}  // namespace

@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Linux/BusPower.hpp"
+#include "Tessaly/SystemServices/SleepHandler.hpp"
+#include "tests/system/services/PrivateBus.hpp"
+
+// Assertions held by services on buses of the test's own: stand-ins of the desktop's, and the real login manager.
+
+namespace {
+
+using namespace Tessaly;
+using Tests::comesTrue;
+using Calls = std::vector<std::string>;
+
+class PowerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!session_.reason().empty()) GTEST_SKIP() << session_.reason();
+    if (!system_.reason().empty()) GTEST_SKIP() << system_.reason();
+  }
+
+  static constexpr const char* cookies = "ret = dbus.UInt32(7)";
+  std::unique_ptr<Tests::MockService> screenSaver(std::string code = cookies, std::string output = "u") {
+    return std::make_unique<Tests::MockService>(
+        session_, "org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver", "org.freedesktop.ScreenSaver",
+        std::vector<Tests::MockService::Method>{{"Inhibit", "ss", output, code}, {"UnInhibit", "u", "", ""}});
+  }
+  std::unique_ptr<Tests::MockService> sessionManager() {
+    return std::make_unique<Tests::MockService>(
+        session_, "org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager",
+        std::vector<Tests::MockService::Method>{{"Inhibit", "susu", "u", "ret = dbus.UInt32(9)"},
+                                                {"Uninhibit", "u", "", ""}});
+  }
+  Tests::Process login(const std::string& log) {
+    Tests::Process process({"/lib/systemd/systemd-logind"}, log);
+    comesTrue([this] { return system_.hasOwner("org.freedesktop.login1"); });
+    return process;
+  }
+  [[nodiscard]] std::string inhibitors() const {
+    std::string output;
+    system_.busctl({"call", "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                    "ListInhibitors"},
+                   &output);
+    return output;
+  }
+  std::int32_t create(const char* reason = "Playing") {
+    return power_.createAssertion("NoDisplaySleepAssertion", 255, reason, identifier_);
+  }
+  [[nodiscard]] std::vector<PowerProblem> problems() const {
+    std::vector<PowerProblem> problems;
+    for (const auto& attempt : power_.status().attempts) problems.push_back(attempt.problem);
+    return problems;
+  }
+  static std::ptrdiff_t descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  }
+
+  Tests::PrivateBus session_{"DBUS_SESSION_BUS_ADDRESS"};
+  Tests::PrivateBus system_{"DBUS_SYSTEM_BUS_ADDRESS"};
+  BusPower power_;
+  std::uint32_t identifier_ = 0;
+};
+
+#define START(service) ASSERT_EQ((service)->reason(), "")
+
+TEST_F(PowerTest, TheScreenSaverGetsTheNameAndTheReasonAndItsCookieBack) {
+  const auto saver = screenSaver();
+  START(saver);
+  EXPECT_TRUE(SleepHandler::shared()->disableScreenSleep("Playing a film"));
+  EXPECT_EQ(saver->calls(), (Calls{"Inhibit \"SystemDesktopTests\" \"Playing a film\""}));
+  EXPECT_EQ(PowerBackend::current().status().service, PowerService::screenSaver);
+  EXPECT_TRUE(SleepHandler::shared()->enableScreenSleep());
+  EXPECT_EQ(saver->calls().back(), "UnInhibit 7");
+  EXPECT_EQ(PowerBackend::current().status().service, PowerService::none);
+}
+
+TEST_F(PowerTest, TheSessionManagerIsAskedWhereThereIsNoScreenSaver) {
+  const auto manager = sessionManager();
+  START(manager);
+  ASSERT_EQ(create(), 0);
+  EXPECT_EQ(manager->calls(), (Calls{"Inhibit \"SystemDesktopTests\" 0 \"Playing\" 8"}));
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::noOwner, PowerProblem::none}));
+  EXPECT_EQ(power_.status().service, PowerService::sessionManager);
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
+}
+
+TEST_F(PowerTest, TheRealLoginManagerHoldsAnIdleInhibitorAsLongAsTheAssertionLasts) {
+  const auto login = this->login(system_.folder() + "/login.log");
+  if (!system_.hasOwner("org.freedesktop.login1"))
+    GTEST_SKIP() << "systemd-logind does not run here: " << Tests::contentsOf(system_.folder() + "/login.log");
+  const std::ptrdiff_t before = descriptors();
+  ASSERT_EQ(create("Playing a film"), 0);
+  EXPECT_EQ(power_.status().service, PowerService::login);
+  EXPECT_NE(inhibitors().find("\"idle\" \"SystemDesktopTests\" \"Playing a film\" \"block\""), std::string::npos)
+      << inhibitors();
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_TRUE(comesTrue([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
+  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+}
+
+TEST_F(PowerTest, NobodyThereIsAFailureWithItsReasons) {
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(identifier_, 0u);
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::noOwner, PowerProblem::noOwner, PowerProblem::noOwner}));
+  EXPECT_EQ(power_.status().service, PowerService::none);
+}
+
+TEST_F(PowerTest, NoBusIsAFailureWithItsReasons) {
+  session_.daemon().end();
+  ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noBus}));
+}
+
+TEST_F(PowerTest, ABusThatAcceptsAndSaysNothingIsGivenUp) {
+  const auto manager = sessionManager();
+  START(manager);
+  session_.daemon().signal(SIGSTOP);
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::notAnswering, PowerProblem::notAnswering, PowerProblem::noOwner}));
+  session_.daemon().signal(SIGCONT);
+  EXPECT_EQ(create(), 0);
+}
+
+TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
+  const auto saver = screenSaver();
+  START(saver);
+  const auto manager = sessionManager();
+  START(manager);
+  saver->process().signal(SIGSTOP);
+  ASSERT_EQ(create(), 0);
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::notAnswering, PowerProblem::none}));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+}
+
+TEST_F(PowerTest, AServiceThatAnswersWithAnErrorIsPassedOverAndQuoted) {
+  const auto saver = screenSaver("raise dbus.exceptions.DBusException('not now', name='org.example.Busy')");
+  START(saver);
+  const auto manager = sessionManager();
+  START(manager);
+  ASSERT_EQ(create(), 0);
+  EXPECT_EQ(power_.status().attempts,
+            (std::vector<PowerStatus::Attempt>{{PowerService::screenSaver, PowerProblem::refused, "not now"},
+                                               {PowerService::sessionManager, PowerProblem::none, ""}}));
+}
+
+TEST_F(PowerTest, AnAnswerOfAnotherTypeIsPassedOver) {
+  const auto saver = screenSaver("ret = 'seven'", "s");
+  START(saver);
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(problems().front(), PowerProblem::wrongReply);
+}
+
+TEST_F(PowerTest, AReasonThatIsNotUTF8IsAFailureAndNoDisconnection) {
+  const auto saver = screenSaver();
+  START(saver);
+  EXPECT_NE(create("\xff\xfe"), 0);
+  EXPECT_EQ(saver->calls(), Calls());
+  EXPECT_EQ(create(""), 0);
+}
+
+TEST_F(PowerTest, AfterTheServiceWasRestartedTheAssertionIsFoundAgain) {
+  std::filesystem::remove(system_.folder() + "/login.log");
+  auto login = this->login(system_.folder() + "/login.log");
+  if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
+  ASSERT_EQ(create("Playing a film"), 0);
+  login.end();
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
+  login = this->login(system_.folder() + "/login.log");
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::login; }));
+  EXPECT_NE(inhibitors().find("Playing a film"), std::string::npos);
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_TRUE(comesTrue([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
+}
+
+TEST_F(PowerTest, WhenTheHolderGoesTheNextOneTakesOver) {
+  const auto saver = screenSaver();
+  START(saver);
+  const auto manager = sessionManager();
+  START(manager);
+  ASSERT_EQ(create(), 0);
+  ASSERT_EQ(power_.status().service, PowerService::screenSaver);
+  saver->stop();
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::sessionManager; }));
+  EXPECT_EQ(manager->calls().size(), 1u);
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
+}
+
+TEST_F(PowerTest, WhenTheSessionBusDiesTheLoginManagerTakesOver) {
+  const auto login = this->login(system_.folder() + "/login.log");
+  if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
+  const auto saver = screenSaver();
+  START(saver);
+  ASSERT_EQ(create(), 0);
+  session_.daemon().end();
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::login; }));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+}
+
+TEST_F(PowerTest, AReleaseThatIsRefusedKeepsTheAssertion) {
+  const auto saver = screenSaver();
+  START(saver);
+  ASSERT_EQ(create(), 0);
+  saver->set({"UnInhibit", "u", "", "raise dbus.exceptions.DBusException('no', name='org.example.No')"});
+  EXPECT_NE(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(power_.status().service, PowerService::screenSaver);
+  saver->set({"UnInhibit", "u", "", ""});
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_NE(power_.releaseAssertion(identifier_), 0);
+}
+
+TEST_F(PowerTest, AReleaseAfterTheServiceHasGoneSucceeds) {
+  const auto saver = screenSaver();
+  START(saver);
+  ASSERT_EQ(create(), 0);
+  saver->stop();
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+}
+
+TEST_F(PowerTest, KnowsNoOtherTypeAndNoOtherLevel) {
+  EXPECT_NE(power_.createAssertion("NoIdleSleepAssertion", 255, "reason", identifier_), 0);
+  EXPECT_NE(power_.createAssertion("NoDisplaySleepAssertion", 0, "reason", identifier_), 0);
+  EXPECT_NE(power_.releaseAssertion(1), 0);
+}
+
+TEST_F(PowerTest, AHundredAssertionsLeaveNoDescriptor) {
+  const auto saver = screenSaver();
+  START(saver);
+  const std::ptrdiff_t before = descriptors();
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ(create(), 0);
+    ASSERT_EQ(power_.releaseAssertion(identifier_), 0);
+  }
+  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+}
+
+}  // namespace

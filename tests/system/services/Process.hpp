@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace Tessaly::Tests {
+
+/// Whether the condition comes true within some seconds.
+template <typename Condition>
+bool comesTrue(Condition condition) {
+  for (const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(8); !condition();) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+inline std::string contentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// A program that a test started, and that ends with it at the latest.
+class Process {
+ public:
+  Process() = default;
+  /// Standard output and error go to the file. Another user's group has the user's number.
+  explicit Process(std::vector<std::string> arguments, const std::string& output = "/dev/null", uid_t user = 0) {
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    pid_ = ::fork();
+    if (pid_ != 0) return;
+    const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    ::dup2(file, STDOUT_FILENO);
+    ::dup2(file, STDERR_FILENO);
+    if (user != 0 && (::setgroups(0, nullptr) != 0 || ::setgid(user) != 0 || ::setuid(user) != 0)) ::_exit(126);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // A change of the user would take it back.
+    ::execvp(pointers[0], pointers.data());
+    ::_exit(127);
+  }
+  Process(Process&& other) noexcept : pid_(std::exchange(other.pid_, 0)) {}
+  Process& operator=(Process&& other) noexcept {
+    std::swap(pid_, other.pid_);
+    return *this;
+  }
+  ~Process() { end(); }
+
+  void signal(int number) const { ::kill(pid_, number); }
+  void end() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = 0;
+  }
+  /// Its exit status, after it has ended by itself; -1 if it was killed.
+  int wait() {
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    pid_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_ = 0;
+};
+
+}  // namespace Tessaly::Tests
