@@ -127,5 +127,7 @@
 #include "Tessaly/SettingsAndObservation/RawValues.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/SystemServices/ExportError.hpp"
+#include "Tessaly/SystemServices/ExportService.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "Tessaly/ValueRecords/Version.hpp"
