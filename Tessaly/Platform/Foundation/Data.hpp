@@ -52,6 +52,7 @@ class Data {
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
 
   /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file.
+  /// A file that does not fit into the memory that is left throws `ENOMEM`.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);

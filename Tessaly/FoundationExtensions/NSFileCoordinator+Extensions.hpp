@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
+#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Platform/Tasks/Async.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The bytes of a zip archive of copies of the files, each under the last component of its path. Two of one name are an
+/// error (`EEXIST`). The copies are made in "tmp/" below the current folder in a sandbox, elsewhere in the folder for
+/// temporary files; they are removed at the end. Throws what making, copying, archiving or reading them throws.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT Async<Data> zipFiles(NSFileCoordinator coordinator, std::vector<URL> at);
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Defines what URL.hpp declares for the application's cloud container: `URL::ubiquityContainer`.
+
+#include "Tessaly/Platform/Foundation/URL.hpp"  // IWYU pragma: export

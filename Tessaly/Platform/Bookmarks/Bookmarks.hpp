@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Platform/Foundation/URL.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// How bookmark data is made.
+enum class BookmarkCreationOptions : std::uint32_t { none = 0, withSecurityScope = 2048 };
+/// How bookmark data is resolved.
+enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecurityScope = 1024 };
+
+/// What bookmark data leads to.
+struct ResolvedBookmark {
+  URL url;
+  /// Whether the file was not where the data says and had to be searched for: the data should be made anew.
+  bool isStale = false;
+};
+
+/// Makes data from which a file is found again after it was renamed or moved nearby.
+///
+/// The data names a path and the identity of the file: its volume, its number there, and when it was made. It is
+/// resolved to that very file or not at all, never to another one that has its name.
+///
+/// Thread contract: thread-safe.
+///
+///     Data token = Bookmarks::shared().bookmarkData(file, BookmarkCreationOptions::withSecurityScope);
+///     URL again = Bookmarks::shared().resolve(token, BookmarkResolutionOptions::withSecurityScope).url;
+class TESSALY_EXPORT Bookmarks {
+ public:
+  virtual ~Bookmarks();
+  Bookmarks(const Bookmarks&) = delete;
+  Bookmarks& operator=(const Bookmarks&) = delete;
+
+  /// The system's, or what a `BookmarksInstallation` put in its place. Never destroyed.
+  [[nodiscard]] static Bookmarks& shared() noexcept;
+
+  /// Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file. Blocks on the file
+  /// system.
+  [[nodiscard]] virtual Data bookmarkData(const URL& url, BookmarkCreationOptions options) = 0;
+  /// Throws `POSIXError`: `EINVAL` for data that is none of ours, `ENOENT` where the file is not found. Blocks on the
+  /// file system; a search looks at no more than 100,000 names.
+  [[nodiscard]] virtual ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) = 0;
+
+ protected:
+  Bookmarks() noexcept = default;
+};
+
+/// Puts other bookmarks in the place of `Bookmarks::shared()` for a scope. They must outlive every use.
+///
+/// Thread contract: thread-compatible. Of two, the one made later ends first.
+///
+///     const BookmarksInstallation installation(refusing);
+///     check();
+class TESSALY_EXPORT BookmarksInstallation {
+ public:
+  explicit BookmarksInstallation(Bookmarks& bookmarks) noexcept;
+  ~BookmarksInstallation();
+  BookmarksInstallation(const BookmarksInstallation&) = delete;
+  BookmarksInstallation& operator=(const BookmarksInstallation&) = delete;
+
+ private:
+  Bookmarks* previous_;
+};
+
+}  // namespace Tessaly::inline v1

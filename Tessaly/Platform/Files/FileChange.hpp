@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// How the file under a name differs from what it was.
+enum class FileChange : std::uint8_t {
+  contents,  ///< The same file was written or truncated.
+  replaced,  ///< Another file has the name now.
+  removed,   ///< No file has the name any more.
+  returned,  ///< A file has the name again.
+};
+
+/// "contents", "replaced", "removed" or "returned".
+[[nodiscard]] TESSALY_EXPORT std::string_view description(FileChange change) noexcept;
+
+/// Follows what a path leads to, for `fileChanges`. `FileManager` makes it.
+///
+/// Thread contract: thread-compatible; the wake handler is called on any thread.
+///
+///     auto source = FileManager::default_().makeFileChangeSource(file, [wakeConsumer] { wakeConsumer(); });
+///     while (auto change = source->takeChange()) std::cout << description(*change) << '\n';
+class TESSALY_EXPORT FileChangeSource {
+ public:
+  virtual ~FileChangeSource();
+  FileChangeSource(const FileChangeSource&) = delete;
+  FileChangeSource& operator=(const FileChangeSource&) = delete;
+
+  /// How the file differs from what it was at the last call that gave something, or at the beginning. From then on the
+  /// new state counts. Throws `POSIXError` when the system refuses to watch.
+  [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
+  /// Whether the system tells of nothing that happens to this file, so that somebody has to look from time to time:
+  /// on remote volumes, and where the file cannot be read.
+  [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
+
+ protected:
+  FileChangeSource() noexcept = default;
+};
+
+}  // namespace Tessaly::inline v1

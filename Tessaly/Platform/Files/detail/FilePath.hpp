@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cerrno>
+#include <string>
+
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Platform/Foundation/URLError.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The path of a file URL, for a system call. Throws `URLError` (`unsupportedURL`) for other URLs, and `POSIXError`
+/// where the path holds a NUL.
+inline std::string filePath(const URL& file) {
+  if (!file.isFileURL()) throw URLError(URLError::Code::unsupportedURL);
+  std::string path = file.path();
+  if (path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
+  return path;
+}
+
+}  // namespace Tessaly::inline v1::detail

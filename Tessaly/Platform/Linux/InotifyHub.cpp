@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Files/detail/InotifyHub.hpp"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+
+#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+InotifyHub& InotifyHub::shared() noexcept {
+  static InotifyHub& hub = *new InotifyHub;
+  return hub;
+}
+
+int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber) {
+  Wakes wakes;
+  int watch = -1;
+  {
+    UnfairLock::Guard guard(lock_);
+    if (!open()) return -errno;
+    // A watch that others have already may have events waiting, which are none of the newcomer's.
+    read(wakes);
+    watch = ::inotify_add_watch(descriptor_, path, mask | IN_MASK_ADD);
+    if (watch < 0) {
+      watch = -errno;
+    } else {
+      interests_[watch].push_back({subscriber, subscriber.get()});
+    }
+  }
+  for (const auto& woken : wakes) woken->wake();
+  return watch;
+}
+
+void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
+  UnfairLock::Guard guard(lock_);
+  const auto found = interests_.find(watch);
+  if (found == interests_.end()) return;
+  auto& interested = found->second;
+  const auto interest = std::ranges::find(interested, &subscriber, &Interest::identity);
+  if (interest == interested.end()) return;
+  interested.erase(interest);
+  if (!interested.empty()) return;
+  interests_.erase(found);
+  ::inotify_rm_watch(descriptor_, watch);
+}
+
+void InotifyHub::drain() {
+  Wakes wakes;
+  {
+    UnfairLock::Guard guard(lock_);
+    read(wakes);
+  }
+  for (const auto& subscriber : wakes) subscriber->wake();
+}
+
+bool InotifyHub::open() {
+  if (descriptor_ >= 0) return true;
+  descriptor_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  if (descriptor_ < 0) return false;
+  source_ = DescriptorSource::make(descriptor_, GlobalExecutor::shared(), [this] { drain(); });
+  return true;
+}
+
+void InotifyHub::read(Wakes& wakes) {
+  alignas(inotify_event) char buffer[32 * 1024];
+  for (;;) {
+    const ssize_t size = ::read(descriptor_, buffer, sizeof(buffer));
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return;
+    for (const char* position = buffer; position < buffer + size;) {
+      inotify_event event;
+      std::memcpy(&event, position, sizeof(event));
+      const char* const name = position + sizeof(event);
+      const std::string_view text(name, event.len == 0 ? 0 : ::strnlen(name, event.len));
+      if ((event.mask & IN_Q_OVERFLOW) != 0) {
+        for (const auto& [watch, interested] : interests_) tell(wakes, watch, IN_Q_OVERFLOW, {});
+      } else {
+        tell(wakes, event.wd, event.mask, text);
+        if ((event.mask & IN_IGNORED) != 0) interests_.erase(event.wd);
+      }
+      position = name + event.len;
+    }
+  }
+}
+
+void InotifyHub::tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) {
+  const auto found = interests_.find(watch);
+  if (found == interests_.end()) return;
+  for (const Interest& interest : found->second) {
+    auto subscriber = interest.subscriber.lock();
+    if (subscriber == nullptr || !subscriber->note(watch, mask, name)) continue;
+    if (std::ranges::find(wakes, subscriber) == wakes.end()) wakes.push_back(std::move(subscriber));
+  }
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Files/FileHandle.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
+#include "Tessaly/Platform/Files/detail/FilePath.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+struct CloseArchive {
+  void operator()(archive* zip) const noexcept { archive_write_free(zip); }
+};
+struct FreeEntry {
+  void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
+};
+
+/// An archive that is being written.
+class ZipWriter {
+ public:
+  explicit ZipWriter(const std::string& path) : zip_(archive_write_new()) {
+    check(archive_write_set_format_zip(zip_.get()));
+    check(archive_write_set_options(zip_.get(), "zip:hdrcharset=UTF-8"));
+    check(archive_write_open_filename(zip_.get(), path.c_str()));
+  }
+
+  void add(const std::string& path, const std::string& name) {
+    struct stat status{};
+    if (::lstat(path.c_str(), &status) != 0) throw POSIXError::last();
+    const std::unique_ptr<archive_entry, FreeEntry> entry(archive_entry_new());
+    archive_entry_copy_stat(entry.get(), &status);
+    archive_entry_set_pathname_utf8(entry.get(), name.c_str());
+    if (archive_entry_pathname(entry.get()) == nullptr) archive_entry_copy_pathname(entry.get(), name.c_str());
+    if (S_ISLNK(status.st_mode)) {
+      archive_entry_set_symlink(entry.get(), std::filesystem::read_symlink(path).c_str());
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) return;
+    check(archive_write_header(zip_.get(), entry.get()));
+    if (S_ISREG(status.st_mode)) addContents(path);
+  }
+  void finish() { check(archive_write_close(zip_.get())); }
+
+ private:
+  void addContents(const std::string& path) {
+    const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
+    std::vector<char> block(256 * 1024);
+    for (;;) {
+      const ssize_t size = ::read(file.fileDescriptor(), block.data(), block.size());
+      if (size == 0) return;
+      if (size < 0 && errno != EINTR) throw POSIXError::last();
+      if (size > 0 && archive_write_data(zip_.get(), block.data(), static_cast<std::size_t>(size)) < 0) fail();
+    }
+  }
+  void check(int result) {
+    if (result < ARCHIVE_WARN) fail();
+  }
+  [[noreturn]] void fail() {
+    const int code = archive_errno(zip_.get());
+    throw POSIXError(code > 0 ? code : EIO);
+  }
+
+  std::unique_ptr<archive, CloseArchive> zip_;
+};
+
+/// A folder of its own for one archive.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() : path_(FileManager::default_().temporaryDirectory().path() + "/tessaly-XXXXXX") {
+    if (::mkdtemp(path_.data()) == nullptr) throw POSIXError::last();
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+
+ private:
+  std::string path_;
+};
+
+void zipFolder(const std::string& folder, const std::string& archivePath) {
+  ZipWriter zip(archivePath);
+  const std::filesystem::path top(folder);
+  const std::string name = top.filename().string();
+  zip.add(folder, name + '/');
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(top)) {
+    zip.add(entry.path().string(), name + '/' + entry.path().lexically_relative(top).string());
+  }
+  zip.finish();
+}
+
+}  // namespace
+
+void NSFileCoordinator::coordinateReading(const URL& url, ReadingOptions options,
+                                          const std::function<void(const URL&)>& accessor) const {
+  const std::string path = detail::filePath(url);
+  struct stat status{};
+  if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
+  if (options != ReadingOptions::forUploading || !S_ISDIR(status.st_mode)) return accessor(url);
+  const TemporaryFolder folder;
+  const std::string archivePath = folder.path() + "/" + url.lastPathComponent() + ".zip";
+  try {
+    zipFolder(path, archivePath);
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw POSIXError(error.code().value());
+  }
+  accessor(URL::fileURLWithPath(archivePath));
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Why an export failed.
+///
+/// Thread contract: thread-compatible.
+///
+///     try {
+///       Data table = ExportService::csv(rows, ";");
+///     } catch (const ExportError& error) {
+///       std::cerr << error.localizedDescription() << '\n';
+///     }
+class TESSALY_EXPORT ExportError final : public Error {
+ public:
+  std::string errorDescription;
+
+  explicit ExportError(std::string description);
+  ~ExportError() override;
+
+  /// `ExportError(errorDescription: "…")`.
+  [[nodiscard]] std::string description() const override;
+  /// `errorDescription`.
+  [[nodiscard]] std::string localizedDescription() const override;
+
+  friend bool operator==(const ExportError& left, const ExportError& right) noexcept {
+    return left.errorDescription == right.errorDescription;
+  }
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <utility>
+
+#include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
+#include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
+#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+constexpr const char* sourceFile = "Tessaly/FileManager+FileSystemEventsExtensions";
+constexpr unsigned initialReadLine = 42;
+/// The code of a refusal of access, in the domain of system errors.
+constexpr int accessRefused = 257;
+constexpr auto pollingInterval = std::chrono::seconds(1);
+
+struct Watch {
+  AsyncThrowingStream<std::monostate> stream;
+  /// Null where the watch could not begin: the stream says why.
+  std::shared_ptr<FileSystemObjectSource> source;
+};
+
+Watch watchFile(FileManager& files, const URL& file, FileSystemEvent mask) {
+  auto [stream, continuation] = AsyncThrowingStream<std::monostate>::makeStream();
+  const auto fail = [&](const std::exception_ptr& error) {
+    files.stopAccessingSecurityScopedResource(file);
+    errorPublic(Logger::make("Tessaly", Type<FileSystemEvent>()), logDescription(error));
+    continuation.finish(error);
+  };
+  if (!files.startAccessingSecurityScopedResource(file)) {
+    fail(std::make_exception_ptr(POSIXError(accessRefused)));
+    return {stream, nullptr};
+  }
+  try {
+    const auto handle = std::make_shared<FileHandle>(files.openForReading(file));
+    auto source = files.makeFileSystemObjectSource(handle->fileDescriptor(), mask, OS_dispatch_queue::global());
+    source->setEventHandler([source = std::weak_ptr(source), mask, continuation] {
+      const auto fired = source.lock();
+      if (fired != nullptr && fired->data().contains(mask)) continuation.yield({});
+    });
+    source->setCancelHandler([handle, continuation] {
+      try {
+        handle->close();
+      } catch (const std::exception&) {
+        // The descriptor is gone all the same.
+      }
+      continuation.finish();
+    });
+    source->resume();
+    continuation.setOnTermination([&files, file, source](const StreamTermination&) {
+      source->cancel();
+      files.stopAccessingSecurityScopedResource(file);
+    });
+    return {stream, source};
+  } catch (...) {
+    fail(std::current_exception());
+    return {stream, nullptr};
+  }
+}
+
+/// Waits for one event and ends the watch, its descriptor closed. False when it ended by itself.
+Async<bool> awaitEvent(Watch watch) {
+  auto iterator = watch.stream.makeAsyncIterator();
+  if (!co_await iterator.next()) co_return false;
+  watch.source->cancel();
+  while (co_await iterator.next()) {
+  }
+  co_return true;
+}
+
+std::chrono::nanoseconds intervalOf(double seconds) noexcept {
+  constexpr double year = 365.0 * 24 * 60 * 60;
+  const double bounded = seconds > 0.001 ? std::min(seconds, year) : 0.001;
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded));
+}
+
+Async<std::optional<std::monostate>> nextWrite(FileManager* files, URL file, std::chrono::nanoseconds interval,
+                                               Clock* clock) {
+  const std::string path = file.path();
+  while (!files->fileExists(path)) co_await Task<>::sleep(interval, *clock);
+  if (!co_await awaitEvent(watchFile(*files, file, FileSystemEvent::write))) co_return std::nullopt;
+  co_return std::monostate();
+}
+
+Async<std::optional<Data>> readAfresh(FileManager* files, URL file) {
+  co_return co_await runBlocking([files, file = std::move(file)]() -> std::optional<Data> {
+    try {
+      return files->contents(file);
+    } catch (const std::exception&) {
+      return std::nullopt;
+    }
+  });
+}
+
+/// What a sequence of file changes works on.
+class FileFollower {
+ public:
+  FileFollower(FileManager& files, const URL& file, Clock& clock) : clock_(clock) {
+    auto [wakes, continuation] = AsyncStream<std::monostate>::makeStream(BufferingPolicy::newest(1));
+    wakes_.emplace(wakes.makeAsyncIterator());
+    continuation_.emplace(continuation);
+    try {
+      source_ = files.makeFileChangeSource(file, [continuation] { continuation.yield({}); });
+    } catch (...) {
+      error_ = std::current_exception();
+    }
+  }
+
+  static Async<std::optional<FileChange>> next(std::shared_ptr<FileFollower> self) {
+    const SoleConsumer consumer(self->isWaiting_);
+    if (self->error_) std::rethrow_exception(std::exchange(self->error_, nullptr));
+    while (self->source_ != nullptr) {
+      std::optional<FileChange> change;
+      if (self->source_->needsPolling()) {
+        change = co_await runBlocking([&] { return self->source_->takeChange(); });
+      } else {
+        change = self->source_->takeChange();
+      }
+      if (change) co_return change;
+      if (!co_await wake(*self)) break;
+    }
+    co_return std::nullopt;
+  }
+
+ private:
+  class SoleConsumer {
+   public:
+    explicit SoleConsumer(std::atomic<bool>& isWaiting) noexcept : isWaiting_(isWaiting) {
+      if (isWaiting_.exchange(true, std::memory_order_acquire)) {
+        fatalError("Two tasks wait for the changes of one file", sourceFile, __LINE__);
+      }
+    }
+    ~SoleConsumer() { isWaiting_.store(false, std::memory_order_release); }
+    SoleConsumer(const SoleConsumer&) = delete;
+    SoleConsumer& operator=(const SoleConsumer&) = delete;
+
+   private:
+    std::atomic<bool>& isWaiting_;
+  };
+
+  /// Waits until there may be a change; false when the task was cancelled.
+  static Async<bool> wake(FileFollower& self) {
+    if (!self.source_->needsPolling()) co_return (co_await self.wakes_->next()).has_value();
+    const Task<> timer = Task<>::detached([continuation = *self.continuation_, clock = &self.clock_]() -> Async<void> {
+      co_await Task<>::sleep(pollingInterval, *clock);
+      continuation.yield({});
+    });
+    const bool isAwake = (co_await self.wakes_->next()).has_value();
+    timer.cancel();
+    co_return isAwake;
+  }
+
+  Clock& clock_;
+  std::atomic<bool> isWaiting_{false};
+  std::exception_ptr error_;
+  std::optional<AsyncStream<std::monostate>::AsyncIterator> wakes_;
+  std::optional<AsyncStream<std::monostate>::Continuation> continuation_;
+  std::unique_ptr<FileChangeSource> source_;
+};
+
+}  // namespace
+
+FileSystemEvents writeFileSystemEvents(FileManager& files, const URL& at, double existenceCheckTimeInterval,
+                                       Clock& clock) {
+  return FileSystemEvents::unfolding([files = &files, file = at, interval = intervalOf(existenceCheckTimeInterval),
+                                      clock = &clock] { return nextWrite(files, file, interval, clock); });
+}
+
+FileSystemEventsWithData writeFileSystemEventsWithData(FileManager& files, const URL& at,
+                                                       double existenceCheckTimeInterval, Clock& clock) {
+  std::function<Async<std::optional<Data>>(std::monostate)> read = [files = &files, file = at](std::monostate) {
+    return readAfresh(files, file);
+  };
+  return merge(compactMap(writeFileSystemEvents(files, at, existenceCheckTimeInterval, clock), std::move(read)),
+               AsyncThrowingStream<Data>([&](const AsyncThrowingStream<Data>::Continuation& continuation) {
+                 assertMainIsolated(sourceFile, initialReadLine);
+                 try {
+                   continuation.yield(files.contents(at));
+                   continuation.finish();
+                 } catch (...) {
+                   continuation.finish(std::current_exception());
+                 }
+               }));
+}
+
+Async<void> nextFileSystemDelete(FileManager& files, URL at) {
+  return [](FileManager* manager, URL file) -> Async<void> {
+    co_await withIsolation(Isolation::main(), [&]() -> Async<void> {
+      if (!co_await awaitEvent(watchFile(*manager, file, FileSystemEvent::delete_))) throw CancellationError();
+    });
+  }(&files, std::move(at));
+}
+
+FileChanges fileChanges(FileManager& files, const URL& at, Clock& clock) {
+  return FileChanges::unfolding(
+      [follower = std::make_shared<FileFollower>(files, at, clock)] { return FileFollower::next(follower); });
+}
+
+void writeData(FileManager& files, const Data& data, const URL& to, bool excludeFromBackup) {
+  const URL folder = to.deletingLastPathComponent();
+  files.createDirectory(folder, IntermediateDirectories::created);
+  files.write(data, to);
+  if (excludeFromBackup) files.setIsExcludedFromBackup(true, folder);
+}
+
+Measurement<UnitInformationStorage> availableDiskMemoryBytes(FileManager& files) noexcept {
+  double bytes = 0;
+  try {
+    const auto capacity = files.volumeAvailableCapacityForImportantUsage(files.homeDirectoryForCurrentUser());
+    bytes = static_cast<double>(capacity.value_or(0));
+  } catch (...) {
+    bytes = 0;
+  }
+  return {bytes, UnitInformationStorage::bytes};
+}
+
+URL rootDirectory(FileManager& files) {
+  const auto folders = files.applicationSupportDirectories();
+  if (folders.empty()) fatalError("Index out of range", sourceFile, __LINE__);
+  if (ProcessInfo::processInfo().environmentValue("APP_SANDBOX_CONTAINER_ID")) return folders.front();
+  return folders.front().appendingPathComponent(Bundle::main().bundleIdentifier().value_or(""),
+                                                URL::DirectoryHint::isDirectory);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/SystemServices/ExportError.hpp"
+
+#include <iostream>
+
+#include "Tessaly/SystemServices/ExportService.hpp"
+
+namespace Tessaly {
+
+void showExportError(const ExportService::Table& rows) {
+  try {
+    Data table = ExportService::csv(rows, ";");
+  } catch (const ExportError& error) {
+    std::cerr << error.localizedDescription() << '\n';
+  }
+}
+
+}  // namespace Tessaly

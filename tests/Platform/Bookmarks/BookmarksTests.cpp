@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+
+namespace Tessaly {
+namespace {
+
+class BookmarksTest : public testing::Test {
+ protected:
+  [[nodiscard]] std::string path(std::string_view name) const { return folder.path() + "/" + std::string(name); }
+  void put(std::string_view name, std::string_view text) const { std::ofstream(path(name)) << text; }
+  [[nodiscard]] Data bookmark(std::string_view name) {
+    return bookmarks.bookmarkData(URL::fileURLWithPath(path(name)), BookmarkCreationOptions::withSecurityScope);
+  }
+  ResolvedBookmark resolve(const Data& data) {
+    return bookmarks.resolve(data, BookmarkResolutionOptions::withSecurityScope);
+  }
+  int failureOf(const Data& data) {
+    try {
+      static_cast<void>(resolve(data));
+    } catch (const POSIXError& error) {
+      return static_cast<int>(error.code());
+    }
+    return 0;
+  }
+
+  TessalyTests::TemporaryFolder folder;
+  Bookmarks& bookmarks = Bookmarks::shared();
+};
+
+TEST_F(BookmarksTest, LeadToTheFileWhereItIs) {
+  put("a b%.txt", "");
+  const ResolvedBookmark found = resolve(bookmark("a b%.txt"));
+  EXPECT_EQ(found.url.path(), path("a b%.txt"));
+  EXPECT_FALSE(found.isStale);
+}
+
+TEST_F(BookmarksTest, FindARenamedFileAndSayThatTheyHadToSearch) {
+  put("a", "");
+  const Data data = bookmark("a");
+  std::filesystem::rename(path("a"), path("b"));
+  const ResolvedBookmark found = resolve(data);
+  EXPECT_EQ(found.url.path(), path("b"));
+  EXPECT_TRUE(found.isStale);
+}
+
+TEST_F(BookmarksTest, FindAFileThatWasMovedDownUpAndWithItsFolder) {
+  std::filesystem::create_directories(path("one/two/three"));
+  put("one/two/a", "");
+  const Data data = bookmark("one/two/a");
+  std::filesystem::rename(path("one/two/a"), path("one/two/three/a"));
+  EXPECT_EQ(resolve(data).url.path(), path("one/two/three/a"));
+  std::filesystem::rename(path("one/two/three/a"), path("one/x"));
+  EXPECT_EQ(resolve(data).url.path(), path("one/x"));
+  std::filesystem::rename(path("one/x"), path("one/two/a"));
+  std::filesystem::rename(path("one"), path("other"));
+  EXPECT_EQ(resolve(data).url.path(), path("other/two/a"));
+}
+
+TEST_F(BookmarksTest, FindAFolderThatWasRenamed) {
+  std::filesystem::create_directories(path("folder"));
+  const Data data = bookmark("folder");
+  EXPECT_EQ(resolve(data).url.absoluteString(), "file://" + path("folder") + "/");
+  std::filesystem::rename(path("folder"), path("renamed"));
+  EXPECT_EQ(resolve(data).url.path(), path("renamed"));
+}
+
+TEST_F(BookmarksTest, NeverLeadToAnotherFileOfThatName) {
+  put("a", "mine");
+  const Data data = bookmark("a");
+  put("b", "another");
+  std::filesystem::rename(path("b"), path("a"));
+  EXPECT_EQ(failureOf(data), ENOENT);
+  std::filesystem::remove(path("a"));
+  EXPECT_EQ(failureOf(data), ENOENT);
+  std::filesystem::create_directory(path("a"));
+  EXPECT_EQ(failureOf(data), ENOENT);
+}
+
+TEST_F(BookmarksTest, OfALinkAreOfTheLinkItself) {
+  std::filesystem::create_symlink("nowhere", path("link"));
+  EXPECT_EQ(resolve(bookmark("link")).url.path(), path("link"));
+}
+
+TEST_F(BookmarksTest, OfWhatIsNotThereOrNoFileAreRefused) {
+  EXPECT_THROW(static_cast<void>(bookmark("missing")), POSIXError);
+  EXPECT_THROW(
+      static_cast<void>(bookmarks.bookmarkData(*URL::from("https://example.com"), BookmarkCreationOptions::none)),
+      URLError);
+}
+
+TEST_F(BookmarksTest, DamagedDataIsRefused) {
+  put("a", "");
+  const Data data = bookmark("a");
+  EXPECT_EQ(failureOf(Data()), EINVAL);
+  for (std::int64_t size = 0; size < data.count(); ++size) {
+    EXPECT_EQ(failureOf(Data(data.bytes().first(static_cast<std::size_t>(size)))), EINVAL) << size;
+    Data flipped = data;
+    flipped.set(size, flipped[size] ^ 0x10);
+    EXPECT_EQ(failureOf(flipped), EINVAL) << size;
+  }
+  EXPECT_EQ(failureOf(Data(Data::Bytes(1 << 20, 'x'))), EINVAL);
+}
+
+TEST_F(BookmarksTest, AnInstallationReplacesThemForItsScope) {
+  struct Refusing : Bookmarks {
+    Data bookmarkData(const URL&, BookmarkCreationOptions) override { throw POSIXError(EPERM); }
+    ResolvedBookmark resolve(const Data&, BookmarkResolutionOptions) override { throw POSIXError(EPERM); }
+  } refusing;
+  {
+    const BookmarksInstallation installation(refusing);
+    EXPECT_EQ(&Bookmarks::shared(), &refusing);
+  }
+  EXPECT_EQ(&Bookmarks::shared(), &bookmarks);
+}
+
+}  // namespace
+}  // namespace Tessaly

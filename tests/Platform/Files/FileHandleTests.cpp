@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Tessaly/Platform/Files/FileHandle.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+
+namespace Tessaly {
+namespace {
+
+TEST(FileHandle, ClosesItsDescriptorWithItsEndAndOnce) {
+  int descriptor = -1;
+  {
+    FileHandle handle = FileHandle::forReading(URL::fileURLWithPath("/dev/null"));
+    descriptor = handle.fileDescriptor();
+    ASSERT_GE(descriptor, 0);
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    const FileHandle moved = std::move(handle);
+    EXPECT_EQ(moved.fileDescriptor(), descriptor);
+  }
+  EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+}
+
+TEST(FileHandle, ReportsThatClosingFailed) {
+  FileHandle handle = FileHandle::forReading(URL::fileURLWithPath("/dev/null"));
+  ::close(handle.fileDescriptor());
+  EXPECT_THROW(handle.close(), POSIXError);
+  EXPECT_EQ(handle.fileDescriptor(), -1);
+  EXPECT_NO_THROW(handle.close());
+}
+
+TEST(FileHandle, ReportsThatOpeningFailed) {
+  EXPECT_THROW(static_cast<void>(FileHandle::forReading(URL::fileURLWithPath("/nowhere"))), POSIXError);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+
+namespace Tessaly {
+namespace {
+
+using TessalyTests::TemporaryFolder;
+
+/// The code of the system error that the body throws; 0 when it throws none.
+int codeOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const POSIXError& error) {
+    return static_cast<int>(error.code());
+  }
+  return 0;
+}
+
+class FileManagerTest : public testing::Test {
+ protected:
+  [[nodiscard]] std::string path(std::string_view name) const { return folder.path() + "/" + std::string(name); }
+  [[nodiscard]] URL url(std::string_view name) const { return URL::fileURLWithPath(path(name)); }
+  void put(std::string_view name, std::string_view text) const { std::ofstream(path(name)) << text; }
+
+  TemporaryFolder folder;
+  FileManager& files = FileManager::default_();
+};
+
+TEST_F(FileManagerTest, AnInstallationReplacesTheDefaultForItsScope) {
+  const auto scripted = std::make_shared<ScriptedFileManager>();
+  {
+    const FileManagerInstallation installation(scripted);
+    EXPECT_EQ(&FileManager::default_(), scripted.get());
+  }
+  EXPECT_EQ(&FileManager::default_(), &files);
+}
+
+TEST(FileManagerDeathTest, InstallingNothingStopsTheProcess) {
+  EXPECT_DEATH(FileManagerInstallation(nullptr), "Tessaly/FileManager:[0-9]+: Fatal error: There is no file manager");
+}
+
+TEST_F(FileManagerTest, FoldersAreMadeWithAndWithoutThoseAboveThem) {
+  EXPECT_EQ(codeOf([&] { files.createDirectory(url("a/b"), IntermediateDirectories::required); }), ENOENT);
+  files.createDirectory(url("a/b"), IntermediateDirectories::created);
+  EXPECT_TRUE(std::filesystem::is_directory(path("a/b")));
+  files.createDirectory(url("a/b"), IntermediateDirectories::created);
+  EXPECT_EQ(codeOf([&] { files.createDirectory(url("a/b"), IntermediateDirectories::required); }), EEXIST);
+  put("file", "");
+  EXPECT_EQ(codeOf([&] { files.createDirectory(url("file"), IntermediateDirectories::created); }), EEXIST);
+  EXPECT_EQ(codeOf([&] { files.createDirectory(url("file/c"), IntermediateDirectories::created); }), ENOTDIR);
+}
+
+TEST_F(FileManagerTest, ACopyKeepsModesTimesAndLinksAndOverwritesNothing) {
+  std::filesystem::create_directories(path("from/inner"));
+  put("from/inner/file", "text");
+  std::filesystem::create_symlink("file", path("from/inner/link"));
+  std::filesystem::permissions(path("from/inner/file"), std::filesystem::perms(0640));
+  const timespec old[2]{{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'001, .tv_nsec = 5}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, path("from/inner/file").c_str(), old, 0), 0);
+  files.copyItem(url("from"), url("to"));
+  struct stat status{};
+  ASSERT_EQ(::stat(path("to/inner/file").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mtim.tv_sec, 1'000'000'001);
+  EXPECT_EQ(status.st_mtim.tv_nsec, 5);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+  EXPECT_EQ(std::filesystem::read_symlink(path("to/inner/link")), "file");
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("from/inner/file"), url("to/inner/file")); }), EEXIST);
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("missing"), url("new")); }), ENOENT);
+}
+
+TEST_F(FileManagerTest, AMoveOverwritesNothing) {
+  put("a", "a");
+  put("b", "b");
+  EXPECT_EQ(codeOf([&] { files.moveItem(url("a"), url("b")); }), EEXIST);
+  files.moveItem(url("a"), url("c"));
+  EXPECT_FALSE(files.fileExists(path("a")));
+  EXPECT_EQ(files.contents(url("c")).text(), "a");
+  EXPECT_EQ(codeOf([&] { files.moveItem(url("a"), url("d")); }), ENOENT);
+}
+
+TEST_F(FileManagerTest, AMoveToAnotherVolumeCopiesAndRemoves) {
+  if (!std::filesystem::is_directory("/dev/shm")) GTEST_SKIP() << "no second volume at /dev/shm";
+  std::string other = "/dev/shm/tessaly-XXXXXX";
+  ASSERT_NE(::mkdtemp(other.data()), nullptr);
+  put("a", "a");
+  files.moveItem(url("a"), URL::fileURLWithPath(other + "/b"));
+  EXPECT_FALSE(files.fileExists(path("a")));
+  EXPECT_TRUE(files.fileExists(other + "/b"));
+  std::filesystem::remove_all(other);
+}
+
+TEST_F(FileManagerTest, RemovingFollowsNoLink) {
+  std::filesystem::create_directories(path("kept/inner"));
+  std::filesystem::create_directory_symlink(path("kept"), path("link"));
+  files.removeItem(url("link"));
+  EXPECT_TRUE(std::filesystem::is_directory(path("kept/inner")));
+  files.removeItem(url("kept"));
+  EXPECT_FALSE(files.fileExists(path("kept")));
+  EXPECT_EQ(codeOf([&] { files.removeItem(url("kept")); }), ENOENT);
+}
+
+TEST_F(FileManagerTest, AFolderIsMarkedByATagThatOtherProgramsKnow) {
+  files.createDirectory(url("a"), IntermediateDirectories::created);
+  files.setIsExcludedFromBackup(true, url("a"));
+  files.setIsExcludedFromBackup(true, url("a"));
+  EXPECT_TRUE(files.contents(url("a/CACHEDIR.TAG")).text().starts_with("Signature: 8a477f597d28d172789f06886806bc55"));
+  EXPECT_TRUE(files.isExcludedFromBackup(url("a")));
+  files.setIsExcludedFromBackup(false, url("a"));
+  EXPECT_FALSE(files.isExcludedFromBackup(url("a")));
+  EXPECT_FALSE(files.fileExists(path("a/CACHEDIR.TAG")));
+}
+
+TEST_F(FileManagerTest, AFileOfTheUsersWithTheNameOfTheTagIsNotOverwritten) {
+  put("CACHEDIR.TAG", "mine");
+  EXPECT_EQ(codeOf([&] { files.setIsExcludedFromBackup(true, folder.url()); }), EEXIST);
+  EXPECT_EQ(files.contents(url("CACHEDIR.TAG")).text(), "mine");
+}
+
+TEST_F(FileManagerTest, TheCapacityIsThatOfTheVolume) {
+  EXPECT_GT(files.volumeAvailableCapacityForImportantUsage(folder.url()).value_or(0), 0);
+  EXPECT_EQ(codeOf([&] { static_cast<void>(files.volumeAvailableCapacityForImportantUsage(url("missing"))); }), ENOENT);
+}
+
+TEST_F(FileManagerTest, TheFoldersOfTheUserFollowTheEnvironment) {
+  const ProcessInfo process({.environment = std::map<std::string, std::string>{
+                                 {"HOME", "/home/me"}, {"XDG_DATA_HOME", "relative"}, {"TMPDIR", "/scratch"}}});
+  const ProcessInfo::Replacement replacement(process);
+  EXPECT_EQ(files.homeDirectoryForCurrentUser().path(), "/home/me");
+  EXPECT_EQ(files.applicationSupportDirectories().front().path(), "/home/me/.local/share");
+  EXPECT_EQ(files.temporaryDirectory().path(), "/scratch");
+  EXPECT_EQ(files.urlForUbiquityContainer(std::nullopt), std::nullopt);
+}
+
+TEST_F(FileManagerTest, WithoutHOMETheHomeFolderIsThatOfTheUserDatabase) {
+  const ProcessInfo process({.environment = std::map<std::string, std::string>{}});
+  const ProcessInfo::Replacement replacement(process);
+  EXPECT_TRUE(files.homeDirectoryForCurrentUser().path().starts_with('/'));
+  EXPECT_EQ(files.temporaryDirectory().path(), "/tmp");
+}
+
+TEST_F(FileManagerTest, OtherURLsThanThoseOfFilesAreRefused) {
+  const URL site = *URL::from("https://example.com/a");
+  EXPECT_THROW(static_cast<void>(files.openForReading(site)), URLError);
+  EXPECT_THROW(files.removeItem(site), URLError);
+  EXPECT_THROW(files.createDirectory(site, IntermediateDirectories::created), URLError);
+}
+
+TEST_F(FileManagerTest, OpeningAPipeDoesNotWaitForItsWriter) {
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+  EXPECT_GE(files.openForReading(url("pipe")).fileDescriptor(), 0);
+}
+
+TEST_F(FileManagerTest, AFileThatDoesNotFitIntoMemoryIsRefusedAndNotRead) {
+  put("huge", "");
+  ASSERT_EQ(::truncate(path("huge").c_str(), off_t{8} << 40), 0);
+  EXPECT_EQ(codeOf([&] { static_cast<void>(files.contents(url("huge"))); }), ENOMEM);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "Tessaly/Platform/Files/FileManager.hpp"
+#include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace Tessaly {
+namespace {
+
+using TessalyTests::TemporaryFolder;
+using Tests::repetitions;
+
+class FileSystemObjectSourceTest : public testing::Test {
+ protected:
+  /// A source of the file whose kinds are gathered.
+  struct Watched {
+    std::shared_ptr<FileHandle> handle;
+    std::shared_ptr<FileSystemObjectSource> source;
+    std::shared_ptr<std::atomic<std::uint32_t>> fired = std::make_shared<std::atomic<std::uint32_t>>(0);
+    std::shared_ptr<std::atomic<int>> cancelled = std::make_shared<std::atomic<int>>(0);
+
+    void expect(FileSystemEvent event) const {
+      while (!FileSystemEvent(fired->load()).contains(event)) std::this_thread::yield();
+    }
+  };
+
+  [[nodiscard]] std::string path(std::string_view name) const { return folder.path() + "/" + std::string(name); }
+  void put(std::string_view name, std::string_view text) const { std::ofstream(path(name)) << text; }
+  Watched watch(std::string_view name, FileSystemEvent mask) {
+    Watched watched;
+    watched.handle = std::make_shared<FileHandle>(files.openForReading(URL::fileURLWithPath(path(name))));
+    watched.source =
+        files.makeFileSystemObjectSource(watched.handle->fileDescriptor(), mask, OS_dispatch_queue::global());
+    watched.source->setEventHandler([source = std::weak_ptr(watched.source), fired = watched.fired] {
+      *fired |= source.lock()->data().rawValue();
+    });
+    watched.source->setCancelHandler([handle = watched.handle, cancelled = watched.cancelled] {
+      handle->close();
+      ++*cancelled;
+    });
+    return watched;
+  }
+  static void end(const Watched& watched) {
+    watched.source->cancel();
+    watched.source->cancel();
+    while (*watched.cancelled == 0) std::this_thread::yield();
+    EXPECT_EQ(watched.handle->fileDescriptor(), -1);
+  }
+
+  TemporaryFolder folder;
+  FileManager& files = FileManager::default_();
+};
+
+TEST_F(FileSystemObjectSourceTest, TellsOfWritesGrowthAndTruncation) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::write);
+  watched.source->resume();
+  std::ofstream(path("a"), std::ios::app) << "two";
+  watched.expect(FileSystemEvent::write | FileSystemEvent::extend);
+  *watched.fired = 0;
+  ASSERT_EQ(::truncate(path("a").c_str(), 0), 0);
+  watched.expect(FileSystemEvent::write);
+  EXPECT_FALSE(FileSystemEvent(watched.fired->load()).contains(FileSystemEvent::extend));
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, TellsOfRemovalWhileTheFileIsOpen) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::delete_);
+  watched.source->resume();
+  ASSERT_EQ(::chmod(path("a").c_str(), 0600), 0);
+  std::filesystem::remove(path("a"));
+  watched.expect(FileSystemEvent::delete_);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, AnAtomicReplacementRemovesTheFile) {
+  put("a", "one");
+  put("b", "two");
+  const Watched watched = watch("a", FileSystemEvent::delete_);
+  watched.source->resume();
+  std::filesystem::rename(path("b"), path("a"));
+  watched.expect(FileSystemEvent::delete_);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, LosingItsOwnNameIsARemovalThoughOthersAreLeft) {
+  put("a", "one");
+  std::filesystem::create_hard_link(path("a"), path("b"));
+  const Watched watched = watch("a", FileSystemEvent::delete_ | FileSystemEvent::link);
+  watched.source->resume();
+  std::filesystem::remove(path("b"));
+  watched.expect(FileSystemEvent::link);
+  EXPECT_FALSE(FileSystemEvent(watched.fired->load()).contains(FileSystemEvent::delete_));
+  std::filesystem::create_hard_link(path("a"), path("b"));
+  std::filesystem::remove(path("a"));
+  watched.expect(FileSystemEvent::delete_);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, AFileThatIsRemovedBeforeTheWatchStandsCountsAsRemoved) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::delete_);
+  std::filesystem::remove(path("a"));
+  watched.source->resume();
+  watched.expect(FileSystemEvent::delete_);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, TellsOfRenamingAndAttributes) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::all);
+  watched.source->resume();
+  ASSERT_EQ(::chmod(path("a").c_str(), 0600), 0);
+  watched.expect(FileSystemEvent::attrib);
+  std::filesystem::rename(path("a"), path("b"));
+  watched.expect(FileSystemEvent::rename);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, TheEntriesOfAFolderAreItsContents) {
+  const Watched watched = watch("", FileSystemEvent::write);
+  watched.source->resume();
+  put("a", "one");
+  watched.expect(FileSystemEvent::write);
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, TwoSourcesOfOneFileHearEachForItself) {
+  put("a", "one");
+  const Watched first = watch("a", FileSystemEvent::write);
+  const Watched second = watch("a", FileSystemEvent::delete_);
+  first.source->resume();
+  second.source->resume();
+  put("a", "two");
+  first.expect(FileSystemEvent::write);
+  end(first);
+  EXPECT_EQ(second.fired->load(), 0u);
+  std::filesystem::remove(path("a"));
+  second.expect(FileSystemEvent::delete_);
+  EXPECT_FALSE(FileSystemEvent(first.fired->load()).contains(FileSystemEvent::delete_));
+  end(second);
+}
+
+TEST_F(FileSystemObjectSourceTest, ASourceHearsNothingOfWhatWasWrittenBeforeIt) {
+  put("a", "one");
+  const Watched early = watch("a", FileSystemEvent::write);
+  early.source->resume();
+  for (int round = 0; round < repetitions(200); ++round) {
+    put("a", "two");
+    const Watched late = watch("a", FileSystemEvent::write);
+    late.source->resume();
+    end(late);
+    ASSERT_EQ(late.fired->load(), 0u);
+  }
+  end(early);
+}
+
+TEST_F(FileSystemObjectSourceTest, CancellingAtAnyTimeCallsTheCancelHandlerOnceAndLast) {
+  put("a", "one");
+  for (int round = 0; round < repetitions(200); ++round) {
+    const Watched watched = watch("a", FileSystemEvent::write);
+    watched.source->resume();
+    std::thread writer([&] { put("a", "two"); });
+    end(watched);
+    writer.join();
+    ASSERT_EQ(watched.cancelled->load(), 1);
+  }
+}
+
+TEST_F(FileSystemObjectSourceTest, OneThatIsCancelledBeforeItsStartOnlyEnds) {
+  put("a", "one");
+  const Watched watched = watch("a", FileSystemEvent::write);
+  end(watched);
+  EXPECT_EQ(watched.fired->load(), 0u);
+}
+
+TEST_F(FileSystemObjectSourceTest, ADescriptorThatIsNoneIsRefused) {
+  const auto source = files.makeFileSystemObjectSource(-1, FileSystemEvent::write, OS_dispatch_queue::global());
+  EXPECT_THROW(source->resume(), POSIXError);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SystemServices/ExportError.hpp"
+#include "Tessaly/SystemServices/ExportService.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace Tessaly {
+namespace {
+
+using ExportService::csv;
+using ExportService::rfc4180CSV;
+using ExportService::Table;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string text(const Data& data) { return std::string(data.text()); }
+
+/// The algorithm in words, word by word: the oracle.
+std::string expectedCSV(const Table& table, const std::string& separator) {
+  std::string result;
+  for (std::size_t r = 0; r < table.size(); ++r) {
+    for (std::size_t c = 0; c < table[r].size(); ++c) {
+      std::string escaped;
+      for (std::size_t i = 0; i < table[r][c].size();) {
+        if (!separator.empty() && table[r][c].compare(i, separator.size(), separator) == 0) {
+          escaped += "\\" + separator;
+          i += separator.size();
+        } else {
+          escaped += table[r][c][i++];
+        }
+      }
+      result += escaped;
+      if (c != table[r].size() - 1) result += separator;
+    }
+    if (r != table.size() - 1) result += "\n";
+  }
+  return result;
+}
+
+Table randomTable(std::mt19937& random) {
+  const std::string alphabet = ";,\"\\\n\r aä-";
+  const auto below = [&](std::size_t limit) {
+    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
+  };
+  Table table(below(6));
+  for (auto& row : table) {
+    row.resize(below(5));
+    for (auto& cell : row) {
+      for (std::size_t count = below(8); count > 0; --count) {
+        const std::size_t index = below(alphabet.size());
+        // "ä" takes two bytes, which stay together.
+        if (static_cast<unsigned char>(alphabet[index]) < 0x80)
+          cell += alphabet[index];
+        else
+          cell += "ä";
+      }
+    }
+  }
+  return table;
+}
+
+TEST(ExportServiceCSV, JoinsCellsBySeparatorsAndRowsByLineFeeds) {
+  EXPECT_EQ(text(csv({{"a", "b"}, {"c", "d"}}, ";")), "a;b\nc;d");
+  EXPECT_EQ(text(csv({{"a"}, {"b", "c", "d"}, {}, {"", ""}}, ";")), "a\nb;c;d\n\n;");
+}
+
+TEST(ExportServiceCSV, AnEmptyTableIsEmptyDataAndAnEmptyRowAnEmptyLine) {
+  EXPECT_TRUE(csv({}, ";").isEmpty());
+  EXPECT_EQ(text(csv({{}}, ";")), "");
+  EXPECT_EQ(text(csv({{}, {}, {}}, ";")), "\n\n");
+}
+
+TEST(ExportServiceCSV, EscapesEverySeparatorInACellAndNothingElse) {
+  EXPECT_EQ(text(csv({{"a;b;;c", "d\ne\\f\"g"}}, ";")), "a\\;b\\;\\;c;d\ne\\f\"g");
+}
+
+TEST(ExportServiceCSV, LongSeparatorsAreFoundFromTheLeftWithoutOverlap) {
+  EXPECT_EQ(text(csv({{"aaaaa", "b"}}, "aa")), "\\aa\\aaaaab");
+  EXPECT_EQ(text(csv({{"a", "b"}}, "")), "ab");
+}
+
+TEST(ExportServiceCSV, TellsItsProgressOnceForEachCell) {
+  std::vector<double> progress;
+  const auto tell = [&](double value) { progress.push_back(value); };
+  static_cast<void>(csv({{"a", "b"}}, ";", tell));
+  EXPECT_THAT(progress, ElementsAre(0.5, 1.0));
+  progress.clear();
+  static_cast<void>(csv({{"a", "b", "c"}, {}, {"d"}}, ";", tell));
+  EXPECT_THAT(progress, ElementsAre((1.0 / 3 + 0) / 3, (2.0 / 3 + 0) / 3, (3.0 / 3 + 0) / 3, (1.0 / 1 + 2) / 3));
+}
+
+TEST(ExportServiceCSV, WhatTheProgressThrowsGoesToTheCaller) {
+  EXPECT_THROW(static_cast<void>(csv({{"a"}}, ";", [](double) { throw std::runtime_error("enough"); })),
+               std::runtime_error);
+}
+
+TEST(ExportServiceCSV, TextThatIsNotUTF8IsAnError) {
+  try {
+    static_cast<void>(csv({{"a\xFF", "b"}}, ";"));
+    ADD_FAILURE();
+  } catch (const ExportError& error) {
+    EXPECT_EQ(error.errorDescription, "Unable to build CSV 'Data' from a\xFF;b");
+  }
+}
+
+TEST(ExportServiceCSV, IsWhatTheWordsSayForRandomTables) {
+  std::mt19937 random(20240229);
+  for (int round = 0; round < Tests::repetitions(20000); ++round) {
+    const Table table = randomTable(random);
+    for (const char* separator : {";", ",", ";;", "", "\\", "\n", "ä"}) {
+      ASSERT_EQ(text(csv(table, separator)), expectedCSV(table, separator)) << "round " << round;
+    }
+  }
+}
+
+TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
+  EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
+            "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
+  EXPECT_EQ(text(rfc4180CSV({{"a;b", "c,d"}}, ';')), "\"a;b\";c,d\r\n");
+  EXPECT_TRUE(rfc4180CSV({}).isEmpty());
+}
+
+TEST(ExportServiceCSV, PythonReadsTheStandardFormBack) {
+  const TessalyTests::TemporaryFolder folder;
+  std::mt19937 random(7);
+  Table table;
+  for (int round = 0; round < 2000; ++round) {
+    for (auto& row : randomTable(random)) table.push_back(std::move(row));
+  }
+  rfc4180CSV(table).write(URL::fileURLWithPath(folder.path() + "/table.csv"));
+  std::ofstream expected(folder.path() + "/expected", std::ios::binary);
+  for (const auto& row : table) {
+    for (const auto& cell : row) expected << cell.size() << ':' << cell;
+    expected << '.';
+  }
+  expected.close();
+  const std::string program = R"(
+import csv, sys
+text = b''
+with open(sys.argv[1] + '/table.csv', newline='', encoding='utf-8') as file:
+    for row in csv.reader(file):
+        for cell in row:
+            cell = cell.encode()
+            text += str(len(cell)).encode() + b':' + cell
+        text += b'.'
+sys.exit(0 if text == open(sys.argv[1] + '/expected', 'rb').read() else 1)
+)";
+  std::ofstream(folder.path() + "/read.py") << program;
+  EXPECT_EQ(std::system(("python3 " + folder.path() + "/read.py " + folder.path()).c_str()), 0);
+}
+
+TEST(ExportError, IsDescribedAsAValueAndAsItsText) {
+  const ExportError error("No \"table\"\nthere");
+  EXPECT_EQ(error.description(), "ExportError(errorDescription: \"No \\\"table\\\"\\nthere\")");
+  EXPECT_EQ(error.localizedDescription(), "No \"table\"\nthere");
+  EXPECT_EQ(error, ExportError("No \"table\"\nthere"));
+}
+
+TEST(ExportServiceLevels, AreWrittenByTheirNumbers) {
+  using ExportService::detail::levelText;
+  EXPECT_EQ(levelText(0), "❓Undefined");
+  EXPECT_EQ(levelText(1), "Debug");
+  EXPECT_EQ(levelText(2), "Info");
+  EXPECT_EQ(levelText(3), "Info");
+  EXPECT_EQ(levelText(4), "❌ Error");
+  EXPECT_EQ(levelText(5), "❌ Error");
+  EXPECT_EQ(levelText(6), "❓Unhandled");
+  EXPECT_EQ(levelText(-1), "❓Unhandled");
+}
+
+class ExportServiceLogsOfTheProcess : public testing::Test {
+ protected:
+  ExportServiceLogsOfTheProcess() { Bundle::setMain({.identifier = "org.example.app"}); }
+
+  std::shared_ptr<RecordingLogBackend> backend = std::make_shared<RecordingLogBackend>();
+  LogBackendInstallation installation{backend};
+};
+
+TEST_F(ExportServiceLogsOfTheProcess, AreThoseOfTheBundlesSubsystems) {
+  Logger("org.example.app", "Main").error("one");
+  Logger("org.example.app.Export", "Exporter").notice("two; %{public}s %s", "open", "secret");
+  Logger("org.example.apparatus", "Near").notice("three");
+  Logger("org.example", "Above").notice("four");
+  Logger("com.example.app", "Other").notice("five");
+  const auto lines = syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); });
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_THAT(lines[0], testing::MatchesRegex("\\[.+\\]\\[Main\\] one"));
+  EXPECT_THAT(lines[1], HasSubstr("][Exporter] two; open <private>"));
+  EXPECT_THAT(lines[2], HasSubstr("][Near] three"));
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
+  Logger("org.example.app", "Main").fault("a;b");
+  Logger("org.example.app", "Main").notice("c");
+  const std::string table = text(syncWait([] { return ExportService::Logs::extractLastOneHourLogsToCSVData(); }));
+  EXPECT_THAT(table, HasSubstr(";❌ Error;Main;a\\;b\n"));
+  EXPECT_TRUE(table.ends_with(";Info;Main;c")) << table;
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, OfNoTimeOrOfTheFutureAreNone) {
+  Logger("org.example.app", "Main").error("one");
+  for (const double seconds : {-60.0, -1e300, std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_TRUE(syncWait([=] { return ExportService::Logs::extractLastLogsToStrings(seconds); }).empty()) << seconds;
+  }
+  for (const double seconds : {1e300, std::numeric_limits<double>::infinity()}) {
+    EXPECT_EQ(syncWait([=] { return ExportService::Logs::extractLastLogsToStrings(seconds); }).size(), 1u) << seconds;
+  }
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, ACancelledCallerGetsTheCancellation) {
+  Logger("org.example.app", "Main").error("one");
+  syncWait([]() -> Async<void> {
+    Task<> task([]() -> Async<void> {
+      while (!Task<>::isCurrentCancelled()) co_await Task<>::yield();
+      EXPECT_THROW(co_await ExportService::Logs::extractLastLogsToStrings(60), CancellationError);
+    });
+    task.cancel();
+    co_await task.value();
+  });
+}
+
+TEST(ExportServiceLogsWithout, ABundleIdentifierAreAnError) {
+  try {
+    static_cast<void>(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }));
+    ADD_FAILURE();
+  } catch (const ExportError& error) {
+    EXPECT_EQ(error.errorDescription, "Unable to get 'Bundle.main.bundleIdentifier'");
+  }
+}
+
+TEST(ExportServiceLogsWithout, AStoreAreAnError) {
+  Bundle::setMain({.identifier = "org.example.app"});
+  const LogBackendInstallation installation(
+      std::make_shared<RecordingLogBackend>(RecordingLogBackend::Store::unavailable));
+  try {
+    static_cast<void>(syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(60); }));
+    ADD_FAILURE();
+  } catch (const ExportError& error) {
+    EXPECT_EQ(error.errorDescription, "Unable to get the log store for the current process identifier");
+  }
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,541 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Tessaly/Platform/Fakes/ManualClock.hpp"
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace Tessaly {
+namespace {
+
+using TessalyTests::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Tests::repetitions;
+
+class FileManagerFileSystemEvents : public testing::Test {
+ protected:
+  FileManagerFileSystemEvents() { Bundle::setMain({.identifier = "org.example.files"}); }
+
+  [[nodiscard]] std::string path(std::string_view name) const { return folder.path() + "/" + std::string(name); }
+  [[nodiscard]] URL url(std::string_view name) const { return URL::fileURLWithPath(path(name)); }
+  void put(std::string_view name, std::string_view text) const { std::ofstream(path(name)) << text; }
+  void replace(std::string_view name, std::string_view text) const {
+    put(std::string(name) + ".new", text);
+    std::filesystem::rename(path(std::string(name) + ".new"), path(name));
+  }
+  /// The descriptors that lead to something in the folder.
+  [[nodiscard]] int openInFolder() const {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code ignored;
+      count += std::filesystem::read_symlink(entry.path(), ignored).string().starts_with(folder.path()) ? 1 : 0;
+    }
+    return count;
+  }
+  /// Lets the other tasks run until the condition holds.
+  template <typename Condition>
+  static Async<void> until(Condition condition) {
+    while (!condition()) co_await Task<>::yield();
+  }
+
+  TemporaryFolder folder;
+  FileManager& files = FileManager::default_();
+  std::shared_ptr<ScriptedFileManager> scripted = std::make_shared<ScriptedFileManager>();
+  std::shared_ptr<RecordingLogBackend> log = std::make_shared<RecordingLogBackend>();
+  LogBackendInstallation installation{log};
+};
+
+TEST_F(FileManagerFileSystemEvents, OneElementComesForEachWrite) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    const auto events = writeFileSystemEvents(*scripted, url("a"), 1);
+    for (int round = 0; round < 3; ++round) {
+      Task<bool> next([events]() -> Async<bool> {
+        auto iterator = events.makeAsyncIterator();
+        co_return (co_await iterator.next()).has_value();
+      });
+      co_await until([&] { return scripted->activeSources() == 1; });
+      EXPECT_EQ(scripted->fire(FileSystemEvent::write), 1);
+      EXPECT_TRUE(co_await next.value());
+    }
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, NoDescriptorIsOpenAndNoAccessIsHeldBetweenElements) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+    for (int round = 0; round < repetitions(50); ++round) {
+      Task<> writer([&]() -> Async<void> {
+        co_await until([&] { return scripted->activeSources() == 1; });
+        EXPECT_EQ(openInFolder(), 1);
+        scripted->fire(FileSystemEvent::write);
+      });
+      EXPECT_TRUE(co_await iterator.next());
+      EXPECT_EQ(openInFolder(), 0);
+      EXPECT_EQ(scripted->accessesBegun(), round + 1);
+      EXPECT_EQ(scripted->accessesEnded(), round + 1);
+      co_await writer.value();
+    }
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AnEventCountsIfItHoldsTheWriteKindAmongOthersAndNotWithoutIt) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    scripted->fire(FileSystemEvent::extend | FileSystemEvent::attrib);
+    scripted->fire(FileSystemEvent::delete_);
+    for (int turn = 0; turn < 1000; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    EXPECT_EQ(scripted->activeSources(), 1);
+    scripted->fire(FileSystemEvent::write | FileSystemEvent::extend);
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
+  ManualClock clock;
+  std::atomic<bool> isThere{false};
+  scripted->exists = [&](const std::string& asked) {
+    EXPECT_EQ(asked, path("a"));
+    return isThere.load();
+  };
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 2.5, clock).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    co_await until([&] { return clock.timerCount() == 1; });
+    EXPECT_EQ(scripted->existenceChecks(), 1);
+    clock.advance(std::chrono::milliseconds(2499));
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_EQ(scripted->existenceChecks(), 1);
+    isThere = true;
+    clock.advance(std::chrono::milliseconds(1));
+    co_await until([&] { return scripted->activeSources() == 1; });
+    EXPECT_EQ(scripted->existenceChecks(), 2);
+    scripted->fire(FileSystemEvent::write);
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, CancellingTheWaitForAMissingFileThrows) {
+  ManualClock clock;
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(files, url("missing"), 10, clock).makeAsyncIterator();
+      EXPECT_THROW(co_await iterator.next(), CancellationError);
+      EXPECT_FALSE(co_await iterator.next());
+    });
+    co_await until([&] { return clock.timerCount() == 1; });
+    next.cancel();
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, CancellingTheWaitForAWriteEndsTheSequenceAndClosesTheFile) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+      EXPECT_FALSE(co_await iterator.next());
+    });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    next.cancel();
+    co_await next.value();
+    co_await until([&] { return openInFolder() == 0; });
+    EXPECT_EQ(scripted->accessesEnded(), 1);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, RefusedAccessIsAnErrorWithCode257AndIsLogged) {
+  put("a", "one");
+  scripted->grantsAccess = [](const URL&) { return false; };
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+    try {
+      co_await iterator.next();
+      ADD_FAILURE();
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), 257);
+      EXPECT_EQ(error.domain(), "NSPOSIXErrorDomain");
+    }
+    EXPECT_FALSE(co_await iterator.next());
+  });
+  EXPECT_EQ(scripted->accessesEnded(), 1);
+  ASSERT_EQ(log->records().size(), 1u);
+  const RecordedLog record = log->records().front();
+  EXPECT_EQ(record.subsystem, "org.example.files.Tessaly");
+  EXPECT_EQ(record.category, "FileSystemEvent");
+  EXPECT_EQ(record.type, OSLogType::error);
+  EXPECT_THAT(record.composedMessage, HasSubstr("Error Domain=NSPOSIXErrorDomain Code=257 \"(null)\""));
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeOpenedIsAnErrorAndIsLogged) {
+  scripted->exists = [](const std::string&) { return true; };
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEvents(*scripted, url("missing"), 1).makeAsyncIterator();
+    EXPECT_THROW(co_await iterator.next(), POSIXError);
+  });
+  EXPECT_EQ(scripted->accessesBegun(), 1);
+  EXPECT_EQ(scripted->accessesEnded(), 1);
+  ASSERT_EQ(log->messages().size(), 1u);
+  EXPECT_THAT(log->messages().front(), HasSubstr("No such file or directory"));
+}
+
+TEST_F(FileManagerFileSystemEvents, TheContentsNowComeFirstAndThenThoseAfterEachWrite) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEventsWithData(*scripted, url("a"), 1).makeAsyncIterator();
+    const auto first = co_await iterator.next();
+    EXPECT_EQ(first->text(), "one");
+    co_await until([&] { return scripted->activeSources() == 1; });
+    put("a", "two");
+    scripted->fire(FileSystemEvent::write);
+    const auto second = co_await iterator.next();
+    EXPECT_EQ(second->text(), "two");
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, WhereALaterReadFailsThereIsNoElement) {
+  put("a", "one");
+  std::atomic<int> reads{0};
+  scripted->read = [&](const URL& file) {
+    if (++reads == 2) throw POSIXError(EIO);
+    return Data::contentsOf(file);
+  };
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEventsWithData(*scripted, url("a"), 1).makeAsyncIterator();
+    EXPECT_EQ((co_await iterator.next())->text(), "one");
+    Task<> writer([&]() -> Async<void> {
+      while (reads < 3) {
+        scripted->fire(FileSystemEvent::write);
+        co_await Task<>::yield();
+      }
+    });
+    EXPECT_EQ((co_await iterator.next())->text(), "one");
+    EXPECT_EQ(reads, 3);
+    co_await writer.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, WhereTheFirstReadFailsTheSequenceFails) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEventsWithData(files, url("missing"), 1).makeAsyncIterator();
+    EXPECT_THROW(co_await iterator.next(), POSIXError);
+    EXPECT_FALSE(co_await iterator.next());
+  });
+}
+
+using FileManagerFileSystemEventsDeathTest = FileManagerFileSystemEvents;
+
+TEST_F(FileManagerFileSystemEventsDeathTest, TheFirstReadMustBeOnTheMainThread) {
+  put("a", "one");
+  EXPECT_DEATH(std::thread([&] { static_cast<void>(writeFileSystemEventsWithData(files, url("a"), 1)); }).join(),
+               "Tessaly/FileManager\\+FileSystemEventsExtensions:42: Fatal error: Incorrect actor executor assumption; "
+               "Expected same executor as ");
+}
+
+TEST_F(FileManagerFileSystemEventsDeathTest, OnlyOneTaskMayWaitForTheChangesOfAFile) {
+  put("a", "one");
+  const auto wait = [](FileChanges changes) -> Async<void> {
+    auto iterator = changes.makeAsyncIterator();
+    co_await iterator.next();
+  };
+  EXPECT_DEATH(syncWait([&]() -> Async<void> {
+                 const FileChanges changes = fileChanges(files, url("a"));
+                 Task<> first([&] { return wait(changes); });
+                 Task<> second([&] { return wait(changes); });
+                 co_await first.value();
+                 co_await second.value();
+               }),
+               "Two tasks wait for the changes of one file");
+}
+
+TEST_F(FileManagerFileSystemEvents, TheNextDeleteCompletesWhenTheFileIsDeleted) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> wait([&] { return nextFileSystemDelete(*scripted, url("a")); });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    scripted->fire(FileSystemEvent::write);
+    scripted->fire(FileSystemEvent::delete_ | FileSystemEvent::link);
+    co_await wait.value();
+    EXPECT_EQ(openInFolder(), 0);
+    EXPECT_EQ(scripted->accessesEnded(), 1);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, TheNextDeleteOfAMissingFileFails) {
+  EXPECT_THROW(syncWait([&] { return nextFileSystemDelete(files, url("missing")); }), POSIXError);
+}
+
+TEST_F(FileManagerFileSystemEvents, ACancelledNextDeleteThrows) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> wait([&] { return nextFileSystemDelete(*scripted, url("a")); });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    wait.cancel();
+    EXPECT_THROW(co_await wait.value(), CancellationError);
+    co_await until([&] { return openInFolder() == 0; });
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, WritingMakesTheFoldersThatAreMissing) {
+  writeData(files, Data(std::string_view("hello")), url("x/y/z/file"), false);
+  EXPECT_EQ(Data::contentsOf(url("x/y/z/file")).text(), "hello");
+  EXPECT_FALSE(files.isExcludedFromBackup(url("x/y/z")));
+  writeData(files, Data(std::string_view("hi")), url("x/y/z/file"), false);
+  EXPECT_EQ(Data::contentsOf(url("x/y/z/file")).text(), "hi");
+}
+
+TEST_F(FileManagerFileSystemEvents, ExcludingFromBackupMarksTheFolderAndNotTheFile) {
+  writeData(files, Data(), url("x/y/file"), true);
+  EXPECT_TRUE(files.isExcludedFromBackup(url("x/y")));
+  EXPECT_FALSE(files.isExcludedFromBackup(url("x/y/file")));
+  EXPECT_FALSE(files.isExcludedFromBackup(url("x")));
+}
+
+TEST_F(FileManagerFileSystemEvents, AFailingStepOfWritingIsThrownAndWhatWasDoneStays) {
+  put("file", "");
+  EXPECT_THROW(writeData(files, Data(), url("file/below/a"), false), POSIXError);
+  std::filesystem::create_directories(path("dir/taken"));
+  EXPECT_THROW(writeData(files, Data(), url("dir/taken"), true), POSIXError);
+  EXPECT_FALSE(files.isExcludedFromBackup(url("dir")));
+  scripted->excludeFromBackup = [](const URL&) { throw POSIXError(EROFS); };
+  EXPECT_THROW(writeData(*scripted, Data(std::string_view("kept")), url("new/a"), true), POSIXError);
+  EXPECT_EQ(Data::contentsOf(url("new/a")).text(), "kept");
+}
+
+TEST_F(FileManagerFileSystemEvents, TheAvailableMemoryIsThatOfTheHomeFoldersVolume) {
+  scripted->capacity = [&](const URL& asked) -> std::optional<std::int64_t> {
+    EXPECT_EQ(asked, files.homeDirectoryForCurrentUser());
+    return 12'345'678'901;
+  };
+  EXPECT_EQ(availableDiskMemoryBytes(*scripted).value(), 12'345'678'901.0);
+  EXPECT_EQ(availableDiskMemoryBytes(*scripted).unit(), UnitInformationStorage::bytes);
+  EXPECT_GT(availableDiskMemoryBytes(files).value(), 0);
+}
+
+TEST_F(FileManagerFileSystemEvents, TheAvailableMemoryIsZeroWhereItCannotBeRead) {
+  scripted->capacity = [](const URL&) -> std::optional<std::int64_t> { throw POSIXError(EIO); };
+  EXPECT_EQ(availableDiskMemoryBytes(*scripted).value(), 0);
+  scripted->capacity = [](const URL&) -> std::optional<std::int64_t> { return std::nullopt; };
+  EXPECT_EQ(availableDiskMemoryBytes(*scripted).value(), 0);
+}
+
+TEST_F(FileManagerFileSystemEvents, TheRootFolderEndsWithTheBundleIdentifierUnlessSandboxed) {
+  const ProcessInfo free({.environment = std::map<std::string, std::string>{{"XDG_DATA_HOME", "/data"}}});
+  {
+    const ProcessInfo::Replacement replacement(free);
+    EXPECT_EQ(rootDirectory(files).absoluteString(), "file:///data/org.example.files/");
+  }
+  const ProcessInfo boxed(
+      {.environment = std::map<std::string, std::string>{{"HOME", "/home/me"}, {"APP_SANDBOX_CONTAINER_ID", ""}}});
+  const ProcessInfo::Replacement replacement(boxed);
+  EXPECT_EQ(rootDirectory(files).absoluteString(), "file:///home/me/.local/share/");
+}
+
+TEST(FileManagerRootDirectory, WithoutABundleIdentifierTheRootFolderIsThePlainFolder) {
+  const ProcessInfo free({.environment = std::map<std::string, std::string>{{"XDG_DATA_HOME", "/data"}}});
+  const ProcessInfo::Replacement replacement(free);
+  EXPECT_EQ(rootDirectory(FileManager::default_()).path(), "/data");
+}
+
+TEST(FileManagerRootDirectoryDeathTest, NoApplicationSupportFolderStopsTheProcess) {
+  ScriptedFileManager files;
+  files.applicationSupport.emplace();
+  EXPECT_DEATH(static_cast<void>(rootDirectory(files)), "Tessaly/FileManager\\+FileSystemEventsExtensions:[0-9]+: ");
+}
+
+// What follows is about real files.
+
+TEST_F(FileManagerFileSystemEvents, ChangesTellWritingReplacementRemovalAndReturnApart) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a")).makeAsyncIterator();
+    put("a", "two");
+    EXPECT_EQ(co_await changes.next(), FileChange::contents);
+    replace("a", "three");
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+    std::ofstream(path("a"), std::ios::app) << "more";
+    EXPECT_EQ(co_await changes.next(), FileChange::contents);
+    std::filesystem::remove(path("a"));
+    EXPECT_EQ(co_await changes.next(), FileChange::removed);
+    put("a", "four");
+    EXPECT_EQ(co_await changes.next(), FileChange::returned);
+    std::filesystem::rename(path("a"), path("b"));
+    EXPECT_EQ(co_await changes.next(), FileChange::removed);
+    std::filesystem::rename(path("b"), path("a"));
+    EXPECT_EQ(co_await changes.next(), FileChange::returned);
+    EXPECT_EQ(::truncate(path("a").c_str(), 1), 0);
+    EXPECT_EQ(co_await changes.next(), FileChange::contents);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, ChangesAreToldThoughTheyHappenWhileNobodyWaits) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a")).makeAsyncIterator();
+    for (int round = 0; round < repetitions(300); ++round) {
+      replace("a", "same");
+      EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+      put("a", "same");
+      EXPECT_EQ(co_await changes.next(), FileChange::contents);
+    }
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AChangeOfAttributesIsNoChange) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a")).makeAsyncIterator();
+    EXPECT_EQ(::chmod(path("a").c_str(), 0600), 0);
+    std::filesystem::create_hard_link(path("a"), path("b"));
+    put("unrelated", "");
+    Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::contents); });
+    for (int turn = 0; turn < 1000; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    put("b", "written under its other name");
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, ChangesFollowLinksAndFoldersThatComeAndGo) {
+  std::filesystem::create_directories(path("one"));
+  std::filesystem::create_directories(path("two"));
+  put("one/a", "1");
+  put("two/a", "2");
+  std::filesystem::create_symlink("one", path("current"));
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("current/a")).makeAsyncIterator();
+    put("one/a", "11");
+    EXPECT_EQ(co_await changes.next(), FileChange::contents);
+    std::filesystem::create_symlink("two", path("next"));
+    std::filesystem::rename(path("next"), path("current"));
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+    std::filesystem::rename(path("two"), path("away"));
+    EXPECT_EQ(co_await changes.next(), FileChange::removed);
+    std::filesystem::create_directories(path("two"));
+    put("two/a", "22");
+    EXPECT_EQ(co_await changes.next(), FileChange::returned);
+    replace("two/a", "222");
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, ChangesOfAFileInFoldersThatAreNotThereYet) {
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("x/y/a")).makeAsyncIterator();
+    Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::returned); });
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    std::filesystem::create_directories(path("x/y"));
+    put("x/y/a", "1");
+    co_await next.value();
+    std::filesystem::remove_all(path("x"));
+    EXPECT_EQ(co_await changes.next(), FileChange::removed);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, ADanglingLinkIsNoFileAndTheFileThatItComesToNameIs) {
+  std::filesystem::create_symlink("target", path("link"));
+  EXPECT_FALSE(files.fileExists(path("link")));
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("link")).makeAsyncIterator();
+    put("target", "1");
+    EXPECT_EQ(co_await changes.next(), FileChange::returned);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileReplacedByAFolderAndBackIsReplacedTwice) {
+  put("a", "1");
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a")).makeAsyncIterator();
+    std::filesystem::remove(path("a"));
+    std::filesystem::create_directory(path("a"));
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+    std::filesystem::remove(path("a"));
+    put("a", "1");
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, CancellingEndsTheChanges) {
+  put("a", "1");
+  syncWait([&]() -> Async<void> {
+    Task<> follow([&]() -> Async<void> {
+      auto changes = fileChanges(files, url("a")).makeAsyncIterator();
+      EXPECT_FALSE(co_await changes.next());
+      EXPECT_FALSE(co_await changes.next());
+    });
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    follow.cancel();
+    co_await follow.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AnEndlessChainOfLinksAndAPathOf4096BytesAreMissingFiles) {
+  std::filesystem::create_symlink("loop", path("loop"));
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("loop")).makeAsyncIterator();
+    std::filesystem::remove(path("loop"));
+    put("loop", "");
+    EXPECT_EQ(co_await changes.next(), FileChange::returned);
+  });
+  std::string deep = folder.path();
+  while (deep.size() < 4096) deep += "/abcdefg";
+  EXPECT_FALSE(files.fileExists(deep));
+  EXPECT_THROW(writeData(files, Data(), URL::fileURLWithPath(deep), false), POSIXError);
+  EXPECT_THROW(static_cast<void>(files.openForReading(URL::fileURLWithPath(deep))), POSIXError);
+  EXPECT_NO_THROW(static_cast<void>(fileChanges(files, URL::fileURLWithPath(deep))));
+}
+
+TEST_F(FileManagerFileSystemEvents, ANameThatIsNotUTF8IsFollowed) {
+  put("\xFF\xFE.txt", "1");
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("\xFF\xFE.txt")).makeAsyncIterator();
+    replace("\xFF\xFE.txt", "2");
+    EXPECT_EQ(co_await changes.next(), FileChange::replaced);
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, ChangesOfWhatIsNoFileURLFail) {
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, *URL::from("https://example.com/a")).makeAsyncIterator();
+    EXPECT_ANY_THROW(co_await changes.next());
+    EXPECT_FALSE(co_await changes.next());
+  });
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
+#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/ValueRecords/URLBookmark.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+
+namespace Tessaly {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Tokens that say their path.
+struct ScriptedBookmarks : Bookmarks {
+  Data bookmarkData(const URL& url, BookmarkCreationOptions options) override {
+    EXPECT_EQ(static_cast<int>(options), 2048);
+    if (refuses) throw POSIXError(EPERM);
+    return Data("token of " + url.path());
+  }
+  ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override {
+    EXPECT_EQ(static_cast<int>(options), 1024);
+    if (refuses) throw POSIXError(ENOENT);
+    return {URL::fileURLWithPath(std::string(data.text().substr(9))), true};
+  }
+  bool refuses = false;
+};
+
+class URLBookmarkTest : public testing::Test {
+ protected:
+  URLBookmarkTest() { Bundle::setMain({.identifier = "org.example.files"}); }
+
+  ScriptedBookmarks scripted;
+  BookmarksInstallation bookmarks{scripted};
+  std::shared_ptr<RecordingLogBackend> log = std::make_shared<RecordingLogBackend>();
+  LogBackendInstallation installation{log};
+  URL url = URL::fileURLWithPath("/Users/x/Documents");
+};
+
+TEST_F(URLBookmarkTest, OfNoURLIsNoneAndNothingIsLogged) {
+  EXPECT_EQ(URLBookmark::from(std::optional<URL>()), std::nullopt);
+  EXPECT_TRUE(log->records().empty());
+}
+
+TEST_F(URLBookmarkTest, KeepsTheURLAndTheToken) {
+  const auto bookmark = URLBookmark::from(url);
+  ASSERT_TRUE(bookmark);
+  EXPECT_EQ(bookmark->url(), url);
+  EXPECT_EQ(bookmark->data().text(), "token of /Users/x/Documents");
+  EXPECT_EQ(bookmark->description(), "url: '/Users/x/Documents' - data: '27'");
+}
+
+TEST_F(URLBookmarkTest, ARefusalIsLoggedWithThePathInClear) {
+  scripted.refuses = true;
+  EXPECT_EQ(URLBookmark::from(url), std::nullopt);
+  ASSERT_EQ(log->records().size(), 1u);
+  const RecordedLog record = log->records().front();
+  EXPECT_EQ(record.type, OSLogType::error);
+  EXPECT_EQ(record.subsystem, "org.example.files.Tessaly");
+  EXPECT_EQ(record.category, "URLBookmark");
+  EXPECT_EQ(record.format, "Failed creating a bookmark URL from '%{public}s'. %s");
+  EXPECT_EQ(record.arguments[0].text, "/Users/x/Documents");
+  EXPECT_EQ(record.arguments[1].privacy, LogPrivacy::private_);
+  EXPECT_THAT(record.arguments[1].text, StartsWith("Error Domain=NSPOSIXErrorDomain Code=1"));
+}
+
+TEST_F(URLBookmarkTest, IsStoredAsJSONWithTwoMembers) {
+  EXPECT_EQ(URLBookmark::from(url)->transformToUserDefaultValue().text(),
+            R"({"url":"file:\/\/\/Users\/x\/Documents","data":"dG9rZW4gb2YgL1VzZXJzL3gvRG9jdW1lbnRz"})");
+}
+
+TEST_F(URLBookmarkTest, TheURLComesFromTheTokenWhateverTheStoredOneSays) {
+  for (const char* text : {R"({"data":"dG9rZW4gb2YgL2E="})", R"({"url":"wrong","data":"dG9rZW4gb2YgL2E="})",
+                           R"({"url":5,"data":"dG9rZW4gb2YgL2E=","more":[]})"}) {
+    const auto bookmark = URLBookmark::from(Data(std::string_view(text)));
+    ASSERT_TRUE(bookmark) << text;
+    EXPECT_EQ(bookmark->url().path(), "/a");
+    EXPECT_EQ(bookmark->data().text(), "token of /a") << "stale data is kept as it was";
+  }
+  EXPECT_TRUE(log->records().empty());
+}
+
+TEST_F(URLBookmarkTest, WhatCannotBeDecodedIsLoggedWithItsText) {
+  EXPECT_EQ(URLBookmark::from(Data(std::string_view("{\"url\":\"file:///a\"}"))), std::nullopt);
+  ASSERT_EQ(log->messages().size(), 1u);
+  EXPECT_THAT(log->messages()[0],
+              StartsWith("Failed to decode URL bookmark from {\"url\":\"file:///a\"}. keyNotFound("));
+  EXPECT_THAT(log->messages()[0], HasSubstr(" | File: Tessaly/URLBookmark, line: 68"));
+}
+
+TEST_F(URLBookmarkTest, BytesThatAreNotUTF8AreLoggedAsNil) {
+  EXPECT_EQ(URLBookmark::from(Data(Data::Bytes{0xFF, 0xFE})), std::nullopt);
+  EXPECT_THAT(log->messages()[0], StartsWith("Failed to decode URL bookmark from nil. dataCorrupted("));
+  EXPECT_EQ(URLBookmark::from(Data()), std::nullopt);
+  EXPECT_THAT(log->messages()[1], StartsWith("Failed to decode URL bookmark from . dataCorrupted("));
+}
+
+TEST_F(URLBookmarkTest, AFailedResolutionIsAFailedDecoding) {
+  const Data stored = URLBookmark::from(url)->transformToUserDefaultValue();
+  scripted.refuses = true;
+  EXPECT_EQ(URLBookmark::from(stored), std::nullopt);
+  EXPECT_THAT(log->messages()[0], HasSubstr("Error Domain=NSPOSIXErrorDomain Code=2"));
+  EXPECT_THROW(static_cast<void>(JSONDecoder::decode<URLBookmark>(stored)), POSIXError);
+}
+
+TEST_F(URLBookmarkTest, CanBeASetting) {
+  static_assert(UserDefaultsValueTransformable<URLBookmark>);
+  static_assert(std::same_as<StoredValue<URLBookmark>, Data>);
+  static_assert(UserDefaultsValueTransformable<std::vector<URLBookmark>>);
+  const auto bookmark = URLBookmark::from(url);
+  const auto again = UserDefaultsValueTransformableTraits<URLBookmark>::from(transformToUserDefaultValue(*bookmark));
+  EXPECT_EQ(again->url(), url);
+}
+
+TEST(URLBookmarkOfARealFile, FindsItAfterARename) {
+  Bundle::setMain({.identifier = "org.example.files"});
+  const TessalyTests::TemporaryFolder folder;
+  std::ofstream(folder.path() + "/a") << "text";
+  const auto bookmark = URLBookmark::from(URL::fileURLWithPath(folder.path() + "/a"));
+  ASSERT_TRUE(bookmark);
+  const Data stored = bookmark->transformToUserDefaultValue();
+  std::filesystem::rename(folder.path() + "/a", folder.path() + "/b");
+  EXPECT_EQ(URLBookmark::from(stored)->url().path(), folder.path() + "/b");
+  EXPECT_EQ(URLBookmark::from(stored)->data(), bookmark->data());
+}
+
+}  // namespace
+}  // namespace Tessaly

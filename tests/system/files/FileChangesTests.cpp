@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/vfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace Tessaly {
+namespace {
+
+/// A program that writes while we read.
+class Program {
+ public:
+  explicit Program(const std::vector<std::string>& arguments) : process_(::fork()) {
+    if (process_ != 0) return;
+    const int nothing = ::open("/dev/null", O_RDWR);
+    for (int descriptor = 0; descriptor < 3; ++descriptor) ::dup2(nothing, descriptor);
+    std::vector<char*> pointers;
+    for (const auto& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    ::execvp(pointers[0], pointers.data());
+    ::_exit(127);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() {
+    if (!hasEnded()) ::waitpid(process_, &status_, 0);
+  }
+
+  [[nodiscard]] bool hasEnded() {
+    if (!hasEnded_) hasEnded_ = ::waitpid(process_, &status_, WNOHANG) == process_;
+    return hasEnded_;
+  }
+  [[nodiscard]] int exitStatus() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
+
+ private:
+  pid_t process_;
+  int status_ = -1;
+  bool hasEnded_ = false;
+};
+
+/// What the process has open, but for what only lists it.
+std::multiset<std::string> openDescriptors() {
+  std::multiset<std::string> open;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    const auto target = std::filesystem::read_symlink(entry.path(), ignored).string();
+    if (!target.starts_with("/proc/")) open.insert(target);
+  }
+  return open;
+}
+
+std::string textOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// On each of two file systems: the one of the build, and one in memory.
+class FileChangesOn : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    struct statfs parent{};
+    if (::statfs(GetParam(), &parent) != 0) GTEST_SKIP() << "there is no " << GetParam();
+    folder_ = std::string(GetParam()) + "/tessaly-XXXXXX";
+    ASSERT_NE(::mkdtemp(folder_.data()), nullptr);
+    file_ = std::filesystem::canonical(folder_).string() + "/file";
+    std::ofstream(file_) << "beginning";
+  }
+  void TearDown() override {
+    if (!folder_.empty()) std::filesystem::remove_all(folder_);
+  }
+
+  [[nodiscard]] URL url() const { return URL::fileURLWithPath(file_); }
+
+  /// Has the runtime open the descriptors that it keeps.
+  void warmUp() const {
+    const FileChanges changes = fileChanges(FileManager::default_(), url());
+    static_cast<void>(MainQueue::fileDescriptor());
+  }
+  /// Follows the file while a program changes it, which at last writes "end", and gives the kinds that were told. What
+  /// was read after the last element must be what the file holds.
+  std::vector<FileChange> follow(const std::vector<std::string>& arguments) {
+    FileManager& files = FileManager::default_();
+    std::vector<FileChange> kinds;
+    warmUp();
+    const auto before = openDescriptors();
+    syncWait([&]() -> Async<void> {
+      auto changes = fileChanges(files, url()).makeAsyncIterator();
+      Program program(arguments);
+      std::string last = textOf(file_);
+      while (last != "end") {
+        const auto change = co_await changes.next();
+        kinds.push_back(*change);
+        last = textOf(file_);
+      }
+      while (!program.hasEnded()) co_await Task<>::yield();
+      EXPECT_EQ(program.exitStatus(), 0);
+      EXPECT_EQ(textOf(file_), "end");
+    });
+    EXPECT_EQ(openDescriptors(), before);
+    return kinds;
+  }
+  [[nodiscard]] static bool has(const std::vector<FileChange>& kinds, FileChange kind) {
+    return std::ranges::find(kinds, kind) != kinds.end();
+  }
+
+  std::string folder_;
+  std::string file_;
+};
+
+TEST_P(FileChangesOn, AHundredThousandWritesOfAnotherProcessEndWithWhatTheFileHolds) {
+  const auto kinds = follow({"python3", "-c", R"(
+import os, sys
+for number in range(100_000):
+    descriptor = os.open(sys.argv[1], os.O_WRONLY)
+    os.pwrite(descriptor, b'%09d' % number, 0)
+    os.close(descriptor)
+with open(sys.argv[1], 'w') as file:
+    file.write('end')
+)",
+                             file_});
+  EXPECT_TRUE(has(kinds, FileChange::contents));
+  EXPECT_FALSE(has(kinds, FileChange::replaced));
+}
+
+TEST_P(FileChangesOn, AThousandReplacementsByAnotherProcessEndWithWhatTheFileHolds) {
+  const auto kinds = follow({"python3", "-c", R"(
+import os, sys
+for number in range(1000):
+    with open(sys.argv[1] + '.new', 'w') as file:
+        file.write('%09d' % number)
+    os.rename(sys.argv[1] + '.new', sys.argv[1])
+with open(sys.argv[1] + '.new', 'w') as file:
+    file.write('end')
+os.rename(sys.argv[1] + '.new', sys.argv[1])
+)",
+                             file_});
+  EXPECT_TRUE(has(kinds, FileChange::replaced));
+}
+
+TEST_P(FileChangesOn, RemovalAndReturnByAnotherProcessEndWithWhatTheFileHolds) {
+  follow({"python3", "-c", R"(
+import os, sys
+for number in range(1000):
+    os.unlink(sys.argv[1])
+    with open(sys.argv[1], 'w') as file:
+        file.write('%09d' % number)
+with open(sys.argv[1], 'w') as file:
+    file.write('end')
+)",
+          file_});
+}
+
+TEST_P(FileChangesOn, AShellWritesAppendsTruncatesAndMovesAway) {
+  const auto kinds = follow({"sh", "-c",
+                             "echo one > \"$0\"; echo two >> \"$0\"; : > \"$0\"; mv \"$0\" \"$0.away\"; "
+                             "mv \"$0.away\" \"$0\"; printf end > \"$0\"",
+                             file_});
+  EXPECT_FALSE(kinds.empty());
+}
+
+TEST_P(FileChangesOn, AnEditorThatSavesAtomicallyReplacesTheFile) {
+  if (!std::filesystem::exists("/usr/bin/vim")) GTEST_SKIP() << "vim is not installed";
+  const auto kinds = follow({"vim", "-u", "NONE", "-n", "-es", "--not-a-term", "-c",
+                             "set backupskip= backupcopy=no writebackup nofixeol noeol", "-c", "call setline(1, 'end')",
+                             "-c", "wq", file_});
+  EXPECT_TRUE(has(kinds, FileChange::replaced) || has(kinds, FileChange::returned));
+}
+
+TEST_P(FileChangesOn, EveryElementOfTheWritesIsAWriteAndLeavesNoDescriptor) {
+  FileManager& files = FileManager::default_();
+  warmUp();
+  syncWait([&]() -> Async<void> {
+    auto writes = writeFileSystemEvents(files, url(), 0.01).makeAsyncIterator();
+    std::atomic<bool> isDone{false};
+    std::multiset<std::string> before;
+    for (int element = 0; element < Tests::repetitions(20); ++element) {
+      isDone = false;
+      // A write that falls between two watches is missed, so the writer goes on until it was heard.
+      Task<> writer = Task<>::detached([&]() -> Async<void> {
+        while (!isDone) {
+          std::ofstream(file_, std::ios::app) << '.';
+          co_await Task<>::yield();
+        }
+      });
+      EXPECT_TRUE(co_await writes.next());
+      isDone = true;
+      co_await writer.finished();
+      if (before.empty()) before = openDescriptors();
+      EXPECT_EQ(openDescriptors(), before);
+    }
+  });
+}
+
+TEST_P(FileChangesOn, TheNextDeleteIsHeardFromAnotherProcess) {
+  for (const char* command : {"rm \"$0\"", "echo new > \"$0.new\"; mv \"$0.new\" \"$0\""}) {
+    std::ofstream(file_) << "there";
+    syncWait([&]() -> Async<void> {
+      Task<> wait([&] { return nextFileSystemDelete(FileManager::default_(), url()); });
+      co_await Task<>::yield();
+      Program program({"sh", "-c", command, file_});
+      co_await wait.value();
+    });
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, FileChangesOn, testing::Values(".", "/dev/shm"),
+                         [](const auto& parameter) { return parameter.index == 0 ? "Disk" : "Memory"; });
+
+}  // namespace
+}  // namespace Tessaly
