@@ -63,27 +63,34 @@ template <typename MaybeValue, std::invocable MakeError>
   return *std::forward<MaybeValue>(optional);
 }
 
-/// "nil" for an empty optional, otherwise the description of its value: `description()` if it has one, else what
-/// `operator<<` writes. Truth values read "true" and "false"; floating-point numbers are the shortest text that reads
-/// back as the same number, always with a fraction or an exponent ("12.0", "1e-05").
+/// The description of a value: `description()` if it has one, else what `operator<<` writes. Truth values read "true"
+/// and "false"; floating-point numbers are the shortest text that reads back as the same number, always with a fraction
+/// or an exponent ("12.0", "1e-05").
+///
+/// Thread contract: thread-safe.
+template <Describable T>
+[[nodiscard]] std::string description(const T& value) {
+  if constexpr (detail::HasDescription<T>) {
+    return std::string(value.description());
+  } else if constexpr (std::convertible_to<const T&, std::string_view>) {
+    return std::string(std::string_view(value));
+  } else if constexpr (std::same_as<T, double> || std::same_as<T, float>) {
+    return detail::floatingPointDescription(value);
+  } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
+    return std::to_string(value);
+  } else {
+    std::ostringstream stream;
+    stream << std::boolalpha << value;
+    return std::move(stream).str();
+  }
+}
+
+/// "nil" for an empty optional, otherwise the description of its value.
 ///
 /// Thread contract: thread-safe.
 template <Describable T>
 [[nodiscard]] std::string optionalDescription(const std::optional<T>& optional) {
-  if (!optional.has_value()) return "nil";
-  if constexpr (detail::HasDescription<T>) {
-    return std::string(optional->description());
-  } else if constexpr (std::convertible_to<const T&, std::string_view>) {
-    return std::string(std::string_view(*optional));
-  } else if constexpr (std::same_as<T, double> || std::same_as<T, float>) {
-    return detail::floatingPointDescription(*optional);
-  } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
-    return std::to_string(*optional);
-  } else {
-    std::ostringstream stream;
-    stream << std::boolalpha << *optional;
-    return std::move(stream).str();
-  }
+  return optional ? description(*optional) : "nil";
 }
 
 }  // namespace Tessaly::inline v1::Optional

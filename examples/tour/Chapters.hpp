@@ -10,5 +10,6 @@ void tellOfThePool(Narrator& narrator);
 void tellOfCancellation(Narrator& narrator);
 void tellOfTasks(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
+void tellOfTexts(Narrator& narrator);
 
 }  // namespace Tour

@@ -22,6 +22,7 @@ constexpr Chapter chapters[] = {
     {"Work that is cancelled midway", Tour::tellOfCancellation},
     {"Isolation, priorities, streams", Tour::tellOfTasks},
     {"Errors and the log", Tour::tellOfErrors},
+    {"Texts, versions and lists", Tour::tellOfTexts},
 };
 
 }  // namespace

@@ -13,7 +13,7 @@ import tree
 CONTRACT = re.compile(r"Thread contract: (thread-safe|thread-compatible|main-isolated)\b")
 EXAMPLE = re.compile(r"^///\n///     \S", re.MULTILINE)
 DEFINITION = re.compile(
-    r"((?:^///.*\n)*)(?:^template <.*>\n)?(?:^  requires .*\n)*"
+    r"((?:^///.*\n)*)(?:^template <(?:.*,\n +)*.*>\n)?(?:^  requires .*\n)*"
     r"^(class|struct) (?:\[\[.*?\]\] |TESSALY_\w+(?:\(.*?\))? )*(\w+)(?: final)?(?: : [^{;]*)? \{",
     re.MULTILINE)
 
@@ -50,7 +50,8 @@ def self_test():
 /// Thread contract: thread-safe.
 ///
 ///     Lock lock;
-template <typename T>
+template <typename T,
+          typename U>
 class [[nodiscard]] TESSALY_CAPABILITY("lock") Lock final : public Base {
   int word;
 };

@@ -105,7 +105,8 @@ def check(root):
     root = root.resolve()
     found = libraries(root)
     by_folder = {library.folder: library for library in found.values()}
-    by_source = {source: library for library in found.values() for source in library.sources}
+    by_source = {path: library for library in found.values() for source in library.sources
+                 for path in (source, source.with_suffix(".hpp"))}
     complaints = list(check_rows(found))
 
     def library_of(path):
@@ -145,7 +146,8 @@ def self_test():
         "Tessaly/Platform/Linux/Journal.cpp": '#include "Tessaly/Platform/Logging/Log.hpp"\n',
         "Tessaly/Platform/Tasks/CMakeLists.txt": "tessaly_library(Tasks SOURCES Task.cpp PUBLIC Base PRIVATE TessalyLogging)",
         "Tessaly/Platform/Tasks/Task.cpp": '#include "Tessaly/Platform/Logging/Log.hpp"\n',
-        "Tessaly/ValueRecords/CMakeLists.txt": "tessaly_library(Version SOURCES Version.cpp)",
+        "Tessaly/ValueRecords/CMakeLists.txt":
+            "tessaly_library(Version SOURCES Version.cpp)\ntessaly_library(ValueRecords SOURCES URLBookmark.cpp)",
         "Tessaly/ValueRecords/Version.hpp": "",
         "Tessaly/FoundationExtensions/CMakeLists.txt":
             "tessaly_library(FoundationExtensions SOURCES A.cpp PUBLIC Logging PRIVATE Tessaly::Version)",

@@ -22,6 +22,11 @@ class TESSALY_EXPORT Clock {
 
   virtual ~Clock() = default;
   [[nodiscard]] virtual Instant now() const noexcept = 0;
+  /// The instant that lies the given time ahead. Beyond the last one it is the last one, which never comes.
+  [[nodiscard]] Instant after(std::chrono::nanoseconds duration) const noexcept {
+    const Instant present = now();
+    return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;
+  }
   /// Has the timer fire once at its deadline, or at once if that has passed. It must not be armed.
   virtual void add(ClockTimer& timer) = 0;
   /// Takes an armed timer back. False if it has fired or is about to: then its function is or will be called.

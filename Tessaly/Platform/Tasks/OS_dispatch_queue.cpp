@@ -68,7 +68,7 @@ void OS_dispatch_queue::async(Function function) const {
 
 void OS_dispatch_queue::asyncAfter(std::chrono::nanoseconds delay, Function function, Clock& clock) const {
   auto delayed = std::make_unique<DelayedJob>(*executor_, std::move(function), priority_);
-  delayed->setDeadline(clock.now() + delay);
+  delayed->setDeadline(clock.after(delay));
   clock.add(*delayed.release());
 }
 

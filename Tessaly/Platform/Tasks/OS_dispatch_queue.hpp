@@ -43,6 +43,11 @@ class OS_dispatch_queue {
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
                                  Clock& clock = ContinuousClock::shared()) const;
 
+  /// Calls the block once, so many seconds from now, on the global queue of background quality, and never before this
+  /// returns. Nothing or less than nothing is at once; NaN, and more than 292 years, is never. Defined in
+  /// FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  TESSALY_EXPORT static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared());
+
   [[nodiscard]] Executor& executor() const noexcept { return *executor_; }
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_; }
   friend bool operator==(const OS_dispatch_queue&, const OS_dispatch_queue&) noexcept = default;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -103,11 +104,20 @@ class Task {
   /// Waits on a clock for at least the given time. Throws `CancellationError` at once when the task is cancelled,
   /// asleep or about to be.
   [[nodiscard]] static Async<void> sleep(std::chrono::nanoseconds duration, Clock& clock = ContinuousClock::shared()) {
-    return sleepUntil(clock.now() + duration, clock);
+    return sleepUntil(clock.after(duration), clock);
   }
   [[nodiscard]] static Async<void> sleepUntil(Clock::Instant deadline, Clock& clock = ContinuousClock::shared()) {
     return detail::sleepUntil(deadline, &clock);
   }
+
+  /// The same for a count of microseconds, milliseconds, or seconds, of which the nanoseconds that are not whole are
+  /// cut off. A count of nanoseconds that does not fit in 64 bits without a sign stops the process; more than 292 years
+  /// last for ever. Defined in FoundationExtensions/Task+Sleep.hpp.
+  [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
+                                                     Clock& clock = ContinuousClock::shared());
+  [[nodiscard]] static Async<void> sleepMilliSeconds(std::uint64_t milliSeconds,
+                                                     Clock& clock = ContinuousClock::shared());
+  [[nodiscard]] static Async<void> sleepSeconds(double seconds, Clock& clock = ContinuousClock::shared());
 
  private:
   using State = detail::TaskState<T>;

@@ -13,13 +13,12 @@
 namespace Tessaly::inline v1::Text {
 
 /// The user-perceived characters of a UTF-8 text, in order: its extended grapheme clusters (Unicode Standard Annex 29),
-/// as the root character rules of the installed ICU draw them. CR LF, a flag, a family joined by U+200D, a keycap, an
-/// Indic conjunct are one each. Every maximal ill-formed subsequence counts as one U+FFFD.
+/// with Indic conjuncts, as the root character rules of ICU 72 draw them. CR LF, a flag, a family joined by U+200D, a
+/// keycap, an Indic conjunct are one each. Every maximal ill-formed subsequence counts as one U+FFFD.
 ///
 /// A forward range of `std::string_view` that neither copies nor owns the text. The standard library has nothing like
-/// it. Going through runs of simple scripts (Latin, Greek, Cyrillic, kana, Han, Hangul syllables) needs no call of ICU;
-/// elsewhere boundaries are fetched from a break iterator that is made once per thread, sixteen at a time. A cluster
-/// longer than 1 GiB comes in pieces.
+/// it. Boundaries come from a table of Unicode 15, sixteen at a time, without a call of ICU. A cluster longer than 1
+/// GiB comes in pieces.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -1,22 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Text/UTF8.hpp"
 
-#include <cstring>
+#include "Tessaly/Platform/Text/detail/ASCII.hpp"
 
 namespace Tessaly::inline v1::Text {
 namespace {
 
-/// The offset of the first byte at or after `offset` that is not ASCII, or the size.
-std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept {
-  while (offset + sizeof(std::uint64_t) <= text.size()) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + offset, sizeof word);
-    if ((word & 0x8080'8080'8080'8080u) != 0) break;
-    offset += sizeof word;
-  }
-  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
-  return offset;
-}
+using detail::skipASCII;
 
 /// The offset of the first ill-formed byte at or after `offset`, or the size.
 std::size_t skipWellFormed(std::string_view text, std::size_t offset) noexcept {

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <initializer_list>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// An entry of an alphabetical index: the letter, in upper case, and the item that it leads to.
+template <typename T>
+struct AlphabetItem {
+  std::string letter;
+  T item;
+
+  friend bool operator==(const AlphabetItem&, const AlphabetItem&) = default;
+};
+
+/// The entries of an alphabetical index beside a sorted list.
+namespace AlphabetHelpers {
+
+/// The lower-case letters from "a" to "z".
+inline constexpr std::array<std::string_view, 26> alphabet{"a", "b", "c", "d", "e", "f", "g", "h", "i",
+                                                           "j", "k", "l", "m", "n", "o", "p", "q", "r",
+                                                           "s", "t", "u", "v", "w", "x", "y", "z"};
+
+namespace detail {
+
+/// The first character of an identifier in lower case, or nothing, which is put into the log, if it has none.
+[[nodiscard]] TESSALY_EXPORT std::string sectionKey(std::string_view identifier);
+[[nodiscard]] TESSALY_EXPORT std::string entryLetter(std::string_view letter);
+
+}  // namespace detail
+
+/// One entry for each letter of the alphabet, in its order. It leads to the first item whose identifier begins with
+/// that letter, in either case; if there is none, where the entry before it leads, and before the first of them all to
+/// the first item. No entries if there are no items.
+///
+/// Letters match as they are written, so those of the alphabet must be in lower case. Items whose identifiers begin
+/// with something else, an accented letter for example, are led to by no entry. An empty identifier is reported in the
+/// log, and its item left out. Ill-formed UTF-8 counts as U+FFFD.
+///
+/// Thread contract: thread-safe. One call of `sectionIdentifier` for each item, from the last to the first.
+///
+///     const std::vector<std::string> fruits{"apple", "avocado", "cherry"};
+///     const auto index = AlphabetHelpers::generateAlphabetItems(fruits, AlphabetHelpers::alphabet, std::identity());
+///     // A leads to apple, B too, C and all that follow to cherry.
+template <std::ranges::bidirectional_range Items, std::ranges::input_range Alphabet, typename SectionIdentifier>
+  requires std::convertible_to<std::ranges::range_reference_t<Alphabet>, std::string_view> &&
+           std::convertible_to<std::invoke_result_t<SectionIdentifier&, std::ranges::range_reference_t<const Items>>,
+                               std::string_view>
+[[nodiscard]] std::vector<AlphabetItem<std::ranges::range_value_t<Items>>> generateAlphabetItems(
+    const Items& items, Alphabet&& alphabet, SectionIdentifier sectionIdentifier) {
+  std::vector<AlphabetItem<std::ranges::range_value_t<Items>>> entries;
+  const auto first = std::ranges::begin(items);
+  auto at = std::ranges::next(first, std::ranges::end(items));
+  if (at == first) return entries;
+
+  std::unordered_map<std::string, std::ranges::iterator_t<const Items>> sections;
+  while (at != first) {
+    --at;
+    std::string key = detail::sectionKey(std::invoke(sectionIdentifier, *at));
+    if (!key.empty()) sections.insert_or_assign(std::move(key), at);
+  }
+  auto current = first;
+  for (const std::string_view letter : alphabet) {
+    if (const auto section = sections.find(std::string(letter)); section != sections.end()) current = section->second;
+    entries.push_back({detail::entryLetter(letter), *current});
+  }
+  return entries;
+}
+
+/// The same for an alphabet that is written down: `{"a", "ä", "b"}`.
+template <std::ranges::bidirectional_range Items, typename SectionIdentifier>
+[[nodiscard]] auto generateAlphabetItems(const Items& items, std::initializer_list<std::string_view> alphabet,
+                                         SectionIdentifier sectionIdentifier) {
+  return generateAlphabetItems<Items, const std::initializer_list<std::string_view>&>(items, alphabet,
+                                                                                      std::move(sectionIdentifier));
+}
+
+}  // namespace AlphabetHelpers
+
+}  // namespace Tessaly::inline v1
+
+template <typename T>
+  requires requires(const T& item) { std::hash<T>()(item); }
+struct std::hash<Tessaly::AlphabetItem<T>> {
+  std::size_t operator()(const Tessaly::AlphabetItem<T>& entry) const {
+    const std::size_t seed = std::hash<std::string>()(entry.letter);
+    return seed ^ (std::hash<T>()(entry.item) + 0x9E37'79B9u + (seed << 6) + (seed >> 2));
+  }
+};

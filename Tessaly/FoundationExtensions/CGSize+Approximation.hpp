@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Tessaly/FoundationExtensions/FloatingPoint+Approximation.hpp"
+#include "Tessaly/Platform/Foundation/CGSize.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Whether the widths are equal or differ by less than the tolerance, and the heights too.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] inline bool isApproximatelyEqual(const CGSize& size, const CGSize& other, CGFloat tolerance) noexcept {
+  return FloatingPoint::isApproximatelyEqual(size.width, other.width, tolerance) &&
+         FloatingPoint::isApproximatelyEqual(size.height, other.height, tolerance);
+}
+
+}  // namespace Tessaly::inline v1

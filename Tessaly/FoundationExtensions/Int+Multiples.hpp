@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::Int {
+
+/// An integer type whose every value a signed integer of 64 bits has.
+template <typename T>
+concept Fitting = std::integral<T> && !std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < 8);
+
+namespace detail {
+[[nodiscard]] TESSALY_EXPORT std::int64_t digits(std::int64_t value) noexcept;
+[[nodiscard]] TESSALY_EXPORT std::int64_t nearestMultiple(std::int64_t value, std::int64_t divisor) noexcept;
+[[nodiscard]] TESSALY_EXPORT std::int64_t nearestUpMultiple(std::int64_t value, std::int64_t divisor) noexcept;
+[[nodiscard]] TESSALY_EXPORT std::int64_t nearestTowardZeroMultiple(std::int64_t value, std::int64_t divisor) noexcept;
+}  // namespace detail
+
+/// The number of characters of the value's decimal text. A minus sign counts: -12 has 3. 0 has 1.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] std::int64_t digits(Fitting auto value) noexcept { return detail::digits(value); }
+
+/// The multiple of `divisor` that is nearest to the value, of two equally near ones that which is farther from zero.
+/// The quotient is computed in double precision. For the divisor -1 the value itself.
+///
+/// Stops the process for the divisor 0 and on overflow.
+///
+/// Thread contract: thread-safe.
+///
+///     const std::int64_t width = Int::nearestMultiple(6, 4);  // 8
+[[nodiscard]] std::int64_t nearestMultiple(Fitting auto value, Fitting auto divisor) noexcept {
+  return detail::nearestMultiple(value, divisor);
+}
+
+/// The value if it is a multiple of `divisor`, otherwise the quotient, its fraction cut off, plus one, times `divisor`.
+/// A negative value that is no multiple of a positive divisor comes out one multiple above its ceiling: -5 with 3 gives
+/// 0. For the divisor -1 the value itself.
+///
+/// Stops the process for the divisor 0, unless the value is 0, and on overflow.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] std::int64_t nearestUpMultiple(Fitting auto value, Fitting auto divisor) noexcept {
+  return detail::nearestUpMultiple(value, divisor);
+}
+
+/// The quotient, its fraction cut off, times `divisor`. For the divisor -1 the value itself.
+///
+/// Stops the process for the divisor 0, unless the value is 0.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] std::int64_t nearestTowardZeroMultiple(Fitting auto value, Fitting auto divisor) noexcept {
+  return detail::nearestTowardZeroMultiple(value, divisor);
+}
+
+}  // namespace Tessaly::inline v1::Int

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <type_traits>
+
+#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/Platform/Foundation/NSOrderedSet.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The element at an index, or nothing when the index is the count or more. Throws `std::out_of_range` for a negative
+/// one.
+///
+/// Thread contract: thread-safe.
+///
+///     const NSOrderedSet<std::string> rows{"A", "B"};
+///     const std::string third = ifPresent(rows, 2).value_or("nothing");
+template <typename Element, typename Hash, typename Equal>
+[[nodiscard]] std::optional<Element> ifPresent(const NSOrderedSet<Element, Hash, Equal>& items, std::int64_t index) {
+  if (index >= items.count()) return std::nullopt;
+  return items.object(index);
+}
+
+/// The index of an equal element, or nothing. Costs what `index` does.
+///
+/// Thread contract: thread-safe.
+template <typename Element, typename Hash, typename Equal>
+[[nodiscard]] std::optional<std::int64_t> firstIndex(const NSOrderedSet<Element, Hash, Equal>& items,
+                                                     const std::type_identity_t<Element>& element) {
+  const std::int64_t index = items.index(element);
+  if (index == NSNotFound) return std::nullopt;
+  return index;
+}
+
+/// The object at an index as one of a derived class, unchecked: that it is one is the caller's word. Throws
+/// `std::out_of_range` when there is no such index.
+///
+/// Thread contract: thread-safe.
+template <typename T, typename Root, typename Hash, typename Equal>
+[[nodiscard]] std::shared_ptr<T> unsafeDowncastObject(const NSOrderedSet<std::shared_ptr<Root>, Hash, Equal>& items,
+                                                      std::int64_t index, Type<T> = {}) {
+  static_assert(std::is_base_of_v<Root, T>, "the class must be derived from that of the elements");
+  return std::static_pointer_cast<T>(items.object(index));
+}
+
+}  // namespace Tessaly::inline v1

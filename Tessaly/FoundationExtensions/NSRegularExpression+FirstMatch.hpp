@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Text/NSRegularExpression.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The text of the first match, if there is any. Every maximal ill-formed subsequence counts as U+FFFD.
+///
+/// Thread contract: thread-safe.
+///
+///     const auto year = firstMatch(NSRegularExpression("\\d{4}"), "Since 1965");  // 1965
+[[nodiscard]] TESSALY_EXPORT std::optional<std::string> firstMatch(const NSRegularExpression& expression,
+                                                                   std::string_view string);
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#include <chrono>
+#include <utility>
+
+#include "Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp"
+
+namespace Tessaly::inline v1 {
+
+void OS_dispatch_queue::delay(double seconds, Function block, Clock& clock) {
+  const double nanoseconds = seconds * 1e9;
+  auto delay = std::chrono::nanoseconds::max();
+  if (nanoseconds <= 0) {
+    delay = std::chrono::nanoseconds(0);
+  } else if (nanoseconds < 0x1p63) {
+    delay = std::chrono::nanoseconds(static_cast<std::int64_t>(nanoseconds));
+  }
+  global(QualityOfService::background).asyncAfter(delay, std::move(block), clock);
+}
+
+}  // namespace Tessaly::inline v1

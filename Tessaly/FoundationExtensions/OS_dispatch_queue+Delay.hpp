@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Defines what OS_dispatch_queue.hpp declares for delayed calls: `OS_dispatch_queue::delay`.
+
+#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"  // IWYU pragma: export

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/FoundationExtensions/Range+Extensions.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+
+void detail::stopRangeOverflow() noexcept {
+  fatalError("Arithmetic overflow in the width of a range", "Tessaly/Range+Extensions", __LINE__);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Range.hpp"
+
+namespace Tessaly::inline v1 {
+
+template <std::totally_ordered Bound>
+constexpr Range<Bound> Range<Bound>::zero() {
+  return Range(Bound{}, Bound{});
+}
+
+template <std::totally_ordered Bound>
+constexpr ClosedRange<Bound> ClosedRange<Bound>::zero() {
+  return ClosedRange(Bound{}, Bound{});
+}
+
+namespace detail {
+
+[[noreturn]] TESSALY_EXPORT void stopRangeOverflow() noexcept;
+
+template <typename Bound>
+concept Additive = requires(const Bound& left, const Bound& right) {
+  { left + right } -> std::convertible_to<Bound>;
+  { left - right } -> std::convertible_to<Bound>;
+};
+
+template <Additive Bound>
+[[nodiscard]] constexpr Bound widthOf(const Bounds<Bound>& range) {
+  if constexpr (std::integral<Bound>) {
+    Bound width{};
+    if (__builtin_sub_overflow(range.upperBound(), range.lowerBound(), &width)) stopRangeOverflow();
+    return width;
+  } else {
+    return range.upperBound() - range.lowerBound();
+  }
+}
+
+}  // namespace detail
+
+/// The upper bound less the lower one. Stops the process when an integer type does not have that number.
+///
+/// Thread contract: thread-safe.
+///
+///     const int years = width(Range(1969, 2023));  // 54
+template <detail::Additive Bound>
+[[nodiscard]] constexpr Bound width(const Range<Bound>& range) {
+  return detail::widthOf(range);
+}
+
+/// The upper bound less the lower one. Stops the process when an integer type does not have that number.
+///
+/// Thread contract: thread-safe.
+template <detail::Additive Bound>
+[[nodiscard]] constexpr Bound width(const ClosedRange<Bound>& range) {
+  return detail::widthOf(range);
+}
+
+}  // namespace Tessaly::inline v1

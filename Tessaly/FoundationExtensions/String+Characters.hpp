@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::String {
+
+// Characters are user-perceived ones. Every maximal ill-formed subsequence of the UTF-8 counts as one U+FFFD; what is
+// not changed keeps its bytes.
+
+/// Whether one of the characters is an emoji (`Character::isEmoji`). Stops at the first. Allocates nothing.
+///
+/// Thread contract: thread-safe. O(n).
+///
+///     const bool isPlain = !String::containsEmoji("Call me at 10 ©");  // true
+[[nodiscard]] TESSALY_EXPORT bool containsEmoji(std::string_view text) noexcept;
+
+/// The first characters and "...", or the whole text if it has fewer. A text of exactly that length gets its "..." too.
+/// A negative length stops the process.
+///
+/// Thread contract: thread-safe. O(length).
+///
+///     const std::string title = String::truncated("abcdef", 3);  // abc...
+[[nodiscard]] TESSALY_EXPORT std::string truncated(std::string_view text, std::int64_t length);
+
+/// Puts the first character into upper case, by the mappings of no language in particular; it may become more than one.
+///
+/// Thread contract: thread-safe, except on the same text.
+TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
+
+/// The text with its first character in upper case.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT std::string firstCharacterUppercased(std::string_view text);
+
+/// The text without its last character if that is a full stop, otherwise all of it. A view into the text.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT std::string_view lastPointRemoved(std::string_view text) noexcept;
+
+}  // namespace Tessaly::inline v1::String

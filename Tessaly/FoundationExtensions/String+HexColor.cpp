@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include <array>
+#include <cstddef>
+
+#include "Tessaly/FoundationExtensions/String+HexColor.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+constexpr std::int8_t noDigit = -1;
+constexpr auto digitValues = [] {
+  std::array<std::int8_t, 256> values{};
+  values.fill(noDigit);
+  for (int digit = 0; digit < 10; ++digit)
+    values[static_cast<std::size_t>('0' + digit)] = static_cast<std::int8_t>(digit);
+  for (int digit = 10; digit < 16; ++digit) {
+    values[static_cast<std::size_t>('a' + digit - 10)] = static_cast<std::int8_t>(digit);
+    values[static_cast<std::size_t>('A' + digit - 10)] = static_cast<std::int8_t>(digit);
+  }
+  return values;
+}();
+
+}  // namespace
+
+std::optional<String::ColorIntegerComponents> String::hexColorIntegerComponents(std::string_view text) noexcept {
+  if (text.starts_with('#')) text.remove_prefix(1);
+  const std::size_t count = text.size();
+  if (count != 3 && count != 4 && count != 6 && count != 8) return std::nullopt;
+  std::array<std::int8_t, 8> digits{};
+  for (std::size_t at = 0; at < count; ++at) {
+    digits[at] = digitValues[static_cast<unsigned char>(text[at])];
+    if (digits[at] == noDigit) return std::nullopt;
+  }
+  const auto component = [&](std::size_t index) -> std::int64_t {
+    return count <= 4 ? digits[index] * 17 : digits[2 * index] * 16 + digits[2 * index + 1];
+  };
+  const bool hasAlpha = count == 4 || count == 8;
+  return ColorIntegerComponents{
+      .red = component(0), .green = component(1), .blue = component(2), .alpha = hasAlpha ? component(3) : 255};
+}
+
+std::optional<String::ColorComponents> String::hexColorComponents(std::string_view text) noexcept {
+  const auto components = hexColorIntegerComponents(text);
+  if (!components) return std::nullopt;
+  const auto fraction = [](std::int64_t component) { return static_cast<double>(component) / 255.0; };
+  return ColorComponents{.red = fraction(components->red),
+                         .green = fraction(components->green),
+                         .blue = fraction(components->blue),
+                         .alpha = fraction(components->alpha)};
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+
+namespace Tessaly::inline v1::String {
+
+/// The text's bytes in UTF-8, each in upper-case hexadecimal without leading zeros, one behind the other: "AB" is
+/// "4142", a line feed "A". Every maximal ill-formed subsequence counts as U+FFFD, "EFBFBD".
+///
+/// Thread contract: thread-safe.
+///
+///     const std::string digits = String::hexString("AB");  // 4142
+[[nodiscard]] TESSALY_EXPORT std::string hexString(std::string_view text);
+
+/// `hexString` read as one number. Nothing for the empty text and for a number that does not fit. Allocates nothing,
+/// unless the text is ill-formed.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT std::optional<std::uint32_t> hexUInt32(std::string_view text);
+[[nodiscard]] TESSALY_EXPORT std::optional<std::uint64_t> hexUInt64(std::string_view text);
+
+}  // namespace Tessaly::inline v1::String

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string_view>
+
+namespace Tessaly::inline v1::String {
+
+/// What the Return and Escape keys type.
+struct Key {
+  std::string_view enter = "\r";
+  std::string_view escape = "\x1B";
+
+  friend bool operator==(const Key&, const Key&) noexcept = default;
+};
+
+/// The characters of the keys.
+///
+///     const bool isConfirmed = typed == String::key.enter;
+inline constexpr Key key{};
+
+}  // namespace Tessaly::inline v1::String

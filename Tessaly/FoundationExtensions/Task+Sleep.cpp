@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "Tessaly/FoundationExtensions/Task+Sleep.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+[[noreturn]] void stop(unsigned line) noexcept {
+  fatalError("The nanoseconds to sleep do not fit in 64 bits", "Tessaly/Task+Sleep", line);
+}
+
+std::chrono::nanoseconds clampedDuration(std::uint64_t nanoseconds) noexcept {
+  constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return std::chrono::nanoseconds(static_cast<std::int64_t>(std::min(nanoseconds, longest)));
+}
+
+}  // namespace
+
+std::chrono::nanoseconds detail::sleepDuration(std::uint64_t count, std::uint64_t nanosecondsEach) noexcept {
+  std::uint64_t nanoseconds = 0;
+  if (__builtin_mul_overflow(count, nanosecondsEach, &nanoseconds)) stop(__LINE__);
+  return clampedDuration(nanoseconds);
+}
+
+std::chrono::nanoseconds detail::sleepDuration(double seconds) noexcept {
+  const double nanoseconds = seconds * 1e9;
+  if (!std::isfinite(nanoseconds) || nanoseconds <= -1 || nanoseconds >= 0x1p64) stop(__LINE__);
+  return clampedDuration(static_cast<std::uint64_t>(std::max(nanoseconds, 0.0)));
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// So many characters from the start of a text, or nothing if it has fewer.
+[[nodiscard]] inline std::optional<std::string_view> characterPrefix(std::string_view text,
+                                                                     std::int64_t count) noexcept {
+  const Text::GraphemeClusters characters(text);
+  auto end = characters.begin();
+  for (; count > 0; --count) {
+    if (end == characters.end()) return std::nullopt;
+    ++end;
+  }
+  return text.substr(0, end.offset());
+}
+
+}  // namespace Tessaly::inline v1::detail

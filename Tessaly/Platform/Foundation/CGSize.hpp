@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace Tessaly::inline v1 {
+
+/// The floating-point type of geometry.
+using CGFloat = double;
+
+/// A width and a height, in whatever unit its user counts. Either may be negative.
+struct CGSize {
+  CGFloat width = 0;
+  CGFloat height = 0;
+
+  friend bool operator==(const CGSize&, const CGSize&) noexcept = default;
+};
+
+}  // namespace Tessaly::inline v1

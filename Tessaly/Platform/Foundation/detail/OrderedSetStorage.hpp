@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace Tessaly::inline v1::detail {
+
+/// The members of an ordered set without their order: each has a slot that stays its own, and is found by its hash in a
+/// table of slots with linear probing. A removed member leaves its slot behind until the set is empty.
+template <typename Element, typename Hash, typename Equal>
+class OrderedSetMembers {
+ public:
+  using Slot = std::uint32_t;
+
+  [[nodiscard]] const Element& operator[](Slot slot) const noexcept { return slots_[slot].element; }
+
+  [[nodiscard]] std::optional<Slot> find(const Element& element) const {
+    if (count_ == 0) return std::nullopt;
+    const std::size_t hash = hashOf(element);
+    for (std::size_t at = hash & mask();; at = (at + 1) & mask()) {
+      if (table_[at] == empty) return std::nullopt;
+      const Member& member = slots_[table_[at]];
+      if (member.hash == hash && Equal()(member.element, element)) return table_[at];
+    }
+  }
+
+  /// Adds a member that is not there, and gives its slot.
+  Slot add(Element element) {
+    if (slots_.size() >= empty) throw std::length_error("An ordered set has at most 4294967295 members");
+    if ((count_ + 1) * 4 > table_.size() * 3) grow();
+    const auto slot = static_cast<Slot>(slots_.size());
+    const std::size_t hash = hashOf(element);
+    slots_.push_back({std::move(element), hash});
+    place(slot);
+    ++count_;
+    return slot;
+  }
+
+  /// Removes the member of a slot and closes the gap that it leaves in the table.
+  void remove(Slot slot) {
+    std::size_t gap = slots_[slot].hash & mask();
+    while (table_[gap] != slot) gap = (gap + 1) & mask();
+    for (std::size_t at = (gap + 1) & mask(); table_[at] != empty; at = (at + 1) & mask()) {
+      const std::size_t home = slots_[table_[at]].hash & mask();
+      if (((at - home) & mask()) < ((at - gap) & mask())) continue;
+      table_[gap] = table_[at];
+      gap = at;
+    }
+    table_[gap] = empty;
+    --count_;
+  }
+
+  [[nodiscard]] std::size_t count() const noexcept { return count_; }
+  /// How many slots there are, those of removed members included.
+  [[nodiscard]] std::size_t slotCount() const noexcept { return slots_.size(); }
+
+  void reserve(std::size_t count) {
+    slots_.reserve(count);
+    if (count * 4 > table_.size() * 3) resizeTable(std::bit_ceil(count * 4 / 3 + 1));
+  }
+
+ private:
+  static constexpr Slot empty = static_cast<Slot>(-1);
+
+  struct Member {
+    Element element;
+    std::size_t hash;
+  };
+
+  /// Many hashes, those of integers and pointers, differ in their high bits only or in their low ones only.
+  static std::size_t hashOf(const Element& element) {
+    const std::uint64_t mixed = static_cast<std::uint64_t>(Hash()(element)) * 0x9E37'79B9'7F4A'7C15u;
+    return static_cast<std::size_t>(mixed ^ mixed >> 32);
+  }
+  [[nodiscard]] std::size_t mask() const noexcept { return table_.size() - 1; }
+  void place(Slot slot) {
+    std::size_t at = slots_[slot].hash & mask();
+    while (table_[at] != empty) at = (at + 1) & mask();
+    table_[at] = slot;
+  }
+  void grow() { resizeTable(table_.empty() ? 8 : table_.size() * 2); }
+  void resizeTable(std::size_t size) {
+    const std::vector<Slot> old = std::exchange(table_, std::vector<Slot>(size, empty));
+    for (const Slot slot : old) {
+      if (slot != empty) place(slot);
+    }
+  }
+
+  std::vector<Member> slots_;
+  std::vector<Slot> table_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace Tessaly::inline v1::detail

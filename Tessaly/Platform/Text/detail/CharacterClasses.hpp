@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace Tessaly::inline v1::Text::detail {
+
+/// What the rules of characters tell apart: Unicode's Grapheme_Cluster_Break, with the extending marks split by their
+/// combining class, and pictographs, and the consonants and viramas of the scripts that join conjuncts.
+enum class CharacterClass : std::uint8_t {
+  other,
+  carriageReturn,
+  lineFeed,
+  control,
+  extend,
+  extendWithClass,
+  virama,
+  zeroWidthJoiner,
+  regionalIndicator,
+  prepend,
+  spacingMark,
+  hangulL,
+  hangulV,
+  hangulT,
+  hangulLV,
+  hangulLVT,
+  pictograph,
+  linkingConsonant,
+};
+
+extern const std::uint8_t characterBlockOf[0x110000 / 128];
+extern const std::uint8_t characterBlocks[][128];
+
+/// The class of a scalar, and whether it has the property Emoji.
+class CharacterProperties {
+ public:
+  explicit CharacterProperties(char32_t scalar) noexcept
+      : bits_(characterBlocks[characterBlockOf[scalar >> 7]][scalar & 0x7F]) {}
+  [[nodiscard]] CharacterClass characterClass() const noexcept { return static_cast<CharacterClass>(bits_ & 0x1F); }
+  [[nodiscard]] bool isEmoji() const noexcept { return (bits_ & 0x20) != 0; }
+
+ private:
+  std::uint8_t bits_;
+};
+
+/// Whether there is a boundary between two neighbours.
+enum class Joint : std::uint8_t { breaks, joins, dependsOnFlags, dependsOnPictographs, dependsOnConjuncts };
+
+constexpr Joint jointOf(CharacterClass before, CharacterClass after) noexcept {
+  using enum CharacterClass;
+  const auto isControl = [](CharacterClass value) {
+    return value == carriageReturn || value == lineFeed || value == control;
+  };
+  if (before == carriageReturn && after == lineFeed) return Joint::joins;  // GB3
+  if (isControl(before) || isControl(after)) return Joint::breaks;         // GB4, GB5
+  if (before == hangulL && (after == hangulL || after == hangulV || after == hangulLV || after == hangulLVT)) {
+    return Joint::joins;  // GB6
+  }
+  if ((before == hangulLV || before == hangulV) && (after == hangulV || after == hangulT)) return Joint::joins;  // GB7
+  if ((before == hangulLVT || before == hangulT) && after == hangulT) return Joint::joins;                       // GB8
+  if (after == extend || after == extendWithClass || after == virama || after == zeroWidthJoiner ||
+      after == spacingMark) {
+    return Joint::joins;  // GB9, GB9a
+  }
+  if (before == prepend) return Joint::joins;  // GB9b
+  if (after == linkingConsonant && (before == extendWithClass || before == virama || before == zeroWidthJoiner)) {
+    return Joint::dependsOnConjuncts;
+  }
+  if (before == zeroWidthJoiner && after == pictograph) return Joint::dependsOnPictographs;     // GB11
+  if (before == regionalIndicator && after == regionalIndicator) return Joint::dependsOnFlags;  // GB12, GB13
+  return Joint::breaks;                                                                         // GB999
+}
+
+inline constexpr auto joints = [] {
+  std::array<Joint, 32 * 32> table{};
+  for (std::size_t before = 0; before < 18; ++before) {
+    for (std::size_t after = 0; after < 18; ++after) {
+      table[before * 32 + after] = jointOf(static_cast<CharacterClass>(before), static_cast<CharacterClass>(after));
+    }
+  }
+  return table;
+}();
+
+inline Joint joint(CharacterClass before, CharacterClass after) noexcept {
+  return joints[static_cast<std::size_t>(before) * 32 + static_cast<std::size_t>(after)];
+}
+
+/// Draws the boundaries between the scalars of a text, going forward from one of them: Unicode Standard Annex 29, with
+/// the conjuncts as the root rules of ICU 72 have them.
+class CharacterBreaker {
+ public:
+  explicit CharacterBreaker(CharacterClass first) noexcept { restart(first); }
+
+  /// Goes on to the next scalar. Whether there is a boundary before it.
+  bool breaksBefore(CharacterClass next) noexcept {
+    bool breaks = true;
+    switch (joint(last_, next)) {
+      case Joint::breaks:
+        break;
+      case Joint::joins:
+        breaks = false;
+        break;
+      case Joint::dependsOnFlags:
+        breaks = !isHalfFlag_;
+        break;
+      case Joint::dependsOnPictographs:
+        breaks = !hasJoinedPictograph_;
+        break;
+      case Joint::dependsOnConjuncts:
+        breaks = conjunct_ != Conjunct::linked;
+        break;
+    }
+    if (breaks) {
+      restart(next);
+    } else {
+      extend(next);
+    }
+    return breaks;
+  }
+
+  [[nodiscard]] CharacterClass last() const noexcept { return last_; }
+
+ private:
+  enum class Conjunct : std::uint8_t { none, begun, linked };
+
+  void restart(CharacterClass first) noexcept {
+    last_ = first;
+    isHalfFlag_ = first == CharacterClass::regionalIndicator;
+    endsInPictograph_ = first == CharacterClass::pictograph;
+    hasJoinedPictograph_ = false;
+    conjunct_ = first == CharacterClass::linkingConsonant ? Conjunct::begun : Conjunct::none;
+  }
+  void extend(CharacterClass next) noexcept {
+    using enum CharacterClass;
+    const bool isMark = next == extendWithClass || next == virama;
+    isHalfFlag_ = next == regionalIndicator && !isHalfFlag_;
+    hasJoinedPictograph_ = next == zeroWidthJoiner && endsInPictograph_;
+    endsInPictograph_ = next == pictograph || (endsInPictograph_ && (isMark || next == CharacterClass::extend));
+    if (next == linkingConsonant) {
+      conjunct_ = Conjunct::begun;
+    } else if (next == virama && conjunct_ != Conjunct::none) {
+      conjunct_ = Conjunct::linked;
+    } else if (!isMark && next != zeroWidthJoiner) {
+      conjunct_ = Conjunct::none;
+    }
+    last_ = next;
+  }
+
+  CharacterClass last_;
+  bool isHalfFlag_;
+  /// Whether the cluster so far ends in a pictograph and any marks after it.
+  bool endsInPictograph_;
+  /// The same with a joiner behind.
+  bool hasJoinedPictograph_;
+  Conjunct conjunct_;
+};
+
+}  // namespace Tessaly::inline v1::Text::detail

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Tessaly::inline v1::Text::detail {
+
+/// The whole text passed through ICU's transform for searches.
+[[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
+
+}  // namespace Tessaly::inline v1::Text::detail

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <list>
+#include <map>
+#include <random>
+#include <ranges>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Tessaly/FoundationExtensions/Collection+Random.hpp"
+
+namespace {
+
+using namespace Tessaly;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+TEST(RandomElements, AreAllInTheirOrderWhenAsManyOrMoreAreWanted) {
+  const std::vector<int> three{3, 1, 2};
+  EXPECT_THAT(Collection::randomElements(three, 10), ElementsAre(3, 1, 2));
+  EXPECT_THAT(Collection::randomElements(three, 3), ElementsAre(3, 1, 2));
+  EXPECT_THAT(Collection::randomElements(std::list{3, 1, 2}, 3), ElementsAre(3, 1, 2));
+  EXPECT_THAT(Collection::randomElements(std::vector<int>{}, 0), IsEmpty());
+  EXPECT_THAT(Collection::randomElements(std::list<int>{}, 4), IsEmpty());
+}
+
+TEST(RandomElements, AreNoneWhenNoneOrFewerAreWanted) {
+  EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, 0), IsEmpty());
+  EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, -1), IsEmpty());
+  EXPECT_THAT(Collection::randomElements(std::list{1, 2, 3}, 0), IsEmpty());
+  EXPECT_THAT(Collection::randomElements(std::list{1, 2, 3}, -7), IsEmpty());
+}
+
+template <typename Elements>
+void expectDistinct(const Elements& elements, std::int64_t amount, std::mt19937& random) {
+  const auto chosen = Collection::randomElements(elements, amount, random);
+  ASSERT_EQ(chosen.size(), static_cast<std::size_t>(amount));
+  const std::set<int> distinct(chosen.begin(), chosen.end());
+  ASSERT_EQ(distinct.size(), chosen.size());
+  for (const int element : chosen) ASSERT_NE(std::ranges::find(elements, element), elements.end());
+}
+
+TEST(RandomElements, AreDistinctOnesOfTheCollection) {
+  std::mt19937 random(13);
+  for (int round = 0; round < 500; ++round) {
+    const int count = 1 + static_cast<int>(random() % 30);
+    const auto numbers = std::views::iota(100, 100 + count);
+    const auto amount = static_cast<std::int64_t>(random() % static_cast<unsigned>(count));
+    ASSERT_NO_FATAL_FAILURE(expectDistinct(std::vector(numbers.begin(), numbers.end()), amount, random));
+    ASSERT_NO_FATAL_FAILURE(expectDistinct(std::deque(numbers.begin(), numbers.end()), amount, random));
+    ASSERT_NO_FATAL_FAILURE(expectDistinct(std::list(numbers.begin(), numbers.end()), amount, random));
+    ASSERT_NO_FATAL_FAILURE(expectDistinct(numbers, amount, random));
+  }
+}
+
+template <typename Elements>
+void expectEveryPairAlike(const Elements& five) {
+  std::mt19937 random(5);
+  std::map<std::set<int>, int> pairs;
+  constexpr int rounds = 20'000;
+  for (int round = 0; round < rounds; ++round) {
+    const auto chosen = Collection::randomElements(five, 2, random);
+    ++pairs[std::set<int>(chosen.begin(), chosen.end())];
+  }
+  ASSERT_EQ(pairs.size(), 10u);
+  // The expectation is 2000 with a standard deviation of 42.4; six of them are 255.
+  for (const auto& [pair, count] : pairs) EXPECT_NEAR(count, rounds / 10, 255);
+}
+
+TEST(RandomElements, AreEveryChoiceAlike) {
+  expectEveryPairAlike(std::vector{1, 2, 3, 4, 5});
+  expectEveryPairAlike(std::list{1, 2, 3, 4, 5});
+}
+
+TEST(RandomElements, DifferFromOneTimeToTheNext) {
+  const auto many = std::views::iota(0, 1'000'000);
+  EXPECT_NE(Collection::randomElements(many, 10), Collection::randomElements(many, 10));
+}
+
+TEST(RandomElements, ComeOutOfAStreamToo) {
+  std::istringstream words("one two three");
+  EXPECT_THAT(Collection::randomElements(std::views::istream<std::string>(words), 3),
+              ElementsAre("one", "two", "three"));
+}
+
+}  // namespace

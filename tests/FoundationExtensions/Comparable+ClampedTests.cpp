@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "Tessaly/FoundationExtensions/Comparable+Clamped.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+static_assert(Comparable::clamped(5, ClosedRange(1, 3)) == 3);
+
+TEST(Clamped, BringsAValueIntoItsRange) {
+  EXPECT_EQ(Comparable::clamped(5, ClosedRange(1, 3)), 3);
+  EXPECT_EQ(Comparable::clamped(-1, ClosedRange(1, 3)), 1);
+  EXPECT_EQ(Comparable::clamped(2, ClosedRange(1, 3)), 2);
+  EXPECT_EQ(Comparable::clamped(7, ClosedRange(4, 4)), 4);
+  EXPECT_EQ(Comparable::clamped(0.75, ClosedRange(0.0, 0.5)), 0.5);
+  EXPECT_EQ(Comparable::clamped(std::string("zebra"), ClosedRange<std::string>("ape", "cat")), "cat");
+}
+
+TEST(Clamped, MakesTheLowerBoundOfNaN) {
+  EXPECT_EQ(Comparable::clamped(std::numeric_limits<double>::quiet_NaN(), ClosedRange(1.0, 3.0)), 1.0);
+}
+
+}  // namespace

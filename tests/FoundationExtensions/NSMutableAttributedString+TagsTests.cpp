@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <any>
+#include <stdexcept>
+#include <string>
+
+#include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+const NSMutableAttributedString::Attributes bold{{"weight", 700}};
+
+/// The text with brackets around what is bold.
+std::string marked(const NSMutableAttributedString& text) {
+  std::string result;
+  bool isBold = false;
+  for (std::int64_t at = 0; at < text.length(); ++at) {
+    const bool isBoldHere = text.attributes(at).contains("weight");
+    if (isBoldHere != isBold) result += isBoldHere ? '[' : ']';
+    isBold = isBoldHere;
+    result += static_cast<char>(text.utf16()[static_cast<std::size_t>(at)]);
+  }
+  return isBold ? result + ']' : result;
+}
+
+std::string replaced(std::string_view text, std::string_view tag) {
+  NSMutableAttributedString string(text);
+  replace(string, tag, bold);
+  return marked(string);
+}
+
+TEST(AddAttributes, CoversTheWholeText) {
+  NSMutableAttributedString text("abc");
+  addAttributes(text, bold);
+  EXPECT_EQ(marked(text), "[abc]");
+  EXPECT_EQ(text.effectiveRange(1), (NSRange{0, 3}));
+  NSMutableAttributedString empty;
+  addAttributes(empty, bold);
+  EXPECT_EQ(empty.length(), 0);
+}
+
+TEST(ReplaceTags, MarksWhatStoodBetweenThem) {
+  EXPECT_EQ(replaced("A <b>bold</b> word", "b"), "A [bold] word");
+  EXPECT_EQ(replaced("<b></b>x", "b"), "x");
+  EXPECT_EQ(replaced("<em>all</em>", "em"), "[all]");
+}
+
+TEST(ReplaceTags, ChangesNothingWithoutAPairOrAPattern) {
+  for (const std::string_view text :
+       {"", "plain", "<b>open", "close</b>", "</b>wrong<b>", "<i>other</i>", "<b>\n</b>"}) {
+    EXPECT_EQ(replaced(text, "b"), text);
+  }
+  EXPECT_EQ(replaced("<(>x</(>", "("), "<(>x</(>");
+}
+
+TEST(ReplaceTags, KeepsTheOtherAttributes) {
+  NSMutableAttributedString text("A <b>bold</b> word");
+  addAttributes(text, {{"color", std::string("red")}});
+  replace(text, "b", bold);
+  EXPECT_EQ(std::any_cast<std::string>(text.attributes(3).at("color")), "red");
+  EXPECT_EQ(std::any_cast<int>(text.attributes(3).at("weight")), 700);
+}
+
+TEST(ReplaceTags, CountsUTF16Units) {
+  NSMutableAttributedString text("😀 <b>😀</b>!");
+  replace(text, "b", bold);
+  EXPECT_EQ(text.string(), "😀 😀!");
+  EXPECT_EQ(text.effectiveRange(3), (NSRange{3, 2}));
+}
+
+TEST(ReplaceTags, TakesAllTagsOfALineAndKeepsTheLengthOfOnePair) {
+  // One match of 19 units, of which one pair, 7, is taken off: 12 units from its start on.
+  EXPECT_EQ(replaced("<b>a</b> - <b>c</b> and more", "b"), "[a - c and mo]re");
+}
+
+TEST(ReplaceTags, ThrowsWhereThatLengthLeavesTheTextAndKeepsWhatItHasChanged) {
+  NSMutableAttributedString text("<b>a</b> - <b>c</b>");
+  EXPECT_THROW(replace(text, "b", bold), std::out_of_range);
+  EXPECT_EQ(marked(text), "a - c");
+}
+
+TEST(ReplaceTags, DoesNotCorrectThePlacesOfLaterPairs) {
+  // The first pair shortens the text by 7. The second was found at 11 with a length of 10.
+  const std::string text = "<b>one</b>\n<b>two</b> after the second";
+  NSMutableAttributedString string(text);
+  replace(string, "b", bold);
+  // Of "one\n<b>two</b> after the second", those are "/b> after ", which become "two", and three units are marked.
+  EXPECT_EQ(string.string(), "one\n<b>two<twothe second");
+  EXPECT_EQ(marked(string), "[one]\n<b>two<[two]the second");
+}
+
+TEST(ReplaceTags, ThrowsWhereALaterPlaceLeavesTheText) {
+  NSMutableAttributedString text("<b>one</b>\n<b>two</b>");
+  EXPECT_THROW(replace(text, "b", bold), std::out_of_range);
+  EXPECT_EQ(text.string(), "one\n<b>two</b>");
+}
+
+TEST(ReplaceTags, TakesTheTagForAPartOfAPattern) {
+  EXPECT_EQ(replaced("<b1>x</b2> y", "b\\d"), "[x] y");
+  // Both sides of the bar match alone: "<b" without its end, and "i>.*</b" or "i>" with theirs.
+  EXPECT_EQ(replaced("no bar", "b|i"), "no bar");
+  // "\\2" has two groups to refer to in the whole pattern and one in each part, which is none then.
+  EXPECT_EQ(replaced("<aa>x</aa>", "(a)\\1"), "[x]");
+  EXPECT_NO_THROW(replaced("<a>x</aa>", "(a)\\2?"));
+}
+
+TEST(ReplaceTags, LooksForTheTagsInTheTextAsItWas) {
+  // The second match is looked at as it was found, whatever the first replacement left in its place.
+  NSMutableAttributedString string("<b>1</b>\n<b>2</b>\nlong enough not to end");
+  replace(string, "b", bold);
+  EXPECT_EQ(string.string(), "1\n<b>2</b2nough not to end");
+}
+
+}  // namespace
