@@ -90,7 +90,7 @@ icu::UnicodeString gluePattern(const icu::Locale& locale, icu::DateFormat::EStyl
       status = U_ZERO_ERROR;
       const char16_t* parent = ures_getStringByKey(bundle.get(), "%%Parent", &length, &status);
       if (U_SUCCESS(status)) {
-        name = detail::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)));
+        name = Text::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)));
         continue;
       }
     }
