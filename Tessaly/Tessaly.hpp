@@ -145,6 +145,7 @@
 #include "Tessaly/Platform/Text/DateComponentsFormatter.hpp"
 #include "Tessaly/Platform/Text/DateFormatter.hpp"
 #include "Tessaly/Platform/Text/EmojiSearch.hpp"
+#include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "Tessaly/Platform/Text/Formatter.hpp"
 #include "Tessaly/Platform/Text/GraphemeClusters.hpp"
 #include "Tessaly/Platform/Text/ISO8601DateFormatter.hpp"
