@@ -62,8 +62,30 @@ class DateComponentsFormatter::Engine {
       : locale_(rootIfBogus(icu::Locale(identifier.c_str()))), format_(locale_, widthOf(style), status_) {
     const std::unique_ptr<icu::NumberFormat> numbers(icu::NumberFormat::createInstance(locale_, status_));
     if (const auto* decimal = dynamic_cast<const icu::DecimalFormat*>(numbers.get())) {
-      minusSign_ = decimal->getDecimalFormatSymbols()->getConstSymbol(icu::DecimalFormatSymbols::kMinusSignSymbol);
+      const icu::DecimalFormatSymbols& symbols = *decimal->getDecimalFormatSymbols();
+      minusSign_ = symbols.getConstSymbol(icu::DecimalFormatSymbols::kMinusSignSymbol);
+      for (int digit = 0; digit < 10; ++digit) {
+        digits_[static_cast<std::size_t>(digit)] = detail::fromUTF16(symbols.getConstDigitSymbol(digit));
+      }
     }
+  }
+
+  /// A positional text, by what stood around the digits of a first one. ICU makes the pattern of each text anew.
+  std::string positional(const std::vector<Component>& components) {
+    const bool hasFewDigits = components.size() > 1 && components.front().value < 1000;  // More would be grouped.
+    if (!hasFewDigits) return string(components);
+    Layout& layout = layouts_[components.size() - 2][components.front().unit];
+    if (!layout.isKnown) learn(layout, components);
+    if (layout.literals.empty()) return string(components);
+    std::string text = layout.literals.front();
+    for (std::size_t index = 0; index < components.size(); ++index) {
+      const auto value = static_cast<std::size_t>(components[index].value);
+      if (value >= 100) text += digits_[value / 100];
+      if (index > 0 || value >= 10) text += digits_[value / 10 % 10];
+      text += digits_[value % 10];
+      text += layout.literals[index + 1];
+    }
+    return text;
   }
 
   std::string string(const std::vector<Component>& components) const {
@@ -82,6 +104,29 @@ class DateComponentsFormatter::Engine {
   [[nodiscard]] std::string minusSign() const { return detail::fromUTF16(minusSign_); }
 
  private:
+  /// What stands before, between and behind the fields of positional texts of some units; empty where these are not
+  /// written as one digit and then two.
+  struct Layout {
+    bool isKnown = false;
+    std::vector<std::string> literals;
+  };
+
+  void learn(Layout& layout, std::vector<Component> components) const {
+    layout.isKnown = true;
+    for (Component& component : components) component.value = 1;
+    const std::string sample = string(components);
+    std::size_t at = 0;
+    for (std::size_t index = 0; index < components.size(); ++index) {
+      const std::string field = index == 0 ? digits_[1] : digits_[0] + digits_[1];
+      const std::size_t found = sample.find(field, at);
+      if (found == std::string::npos) return layout.literals.clear();
+      layout.literals.push_back(sample.substr(at, found - at));
+      at = found + field.size();
+    }
+    layout.literals.push_back(sample.substr(at));
+    if (layout.literals.front().ends_with(digits_[0])) layout.literals.clear();  // It pads the first field too.
+  }
+
   static icu::Locale rootIfBogus(const icu::Locale& locale) {
     return locale.isBogus() ? icu::Locale::getRoot() : locale;
   }
@@ -90,6 +135,8 @@ class DateComponentsFormatter::Engine {
   icu::Locale locale_;
   icu::MeasureFormat format_;
   icu::UnicodeString minusSign_ = u"-";
+  std::array<std::string, 10> digits_{"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
+  std::array<std::array<Layout, 3>, 2> layouts_;
 };
 
 class DateComponentsFormatter::State {
@@ -163,13 +210,13 @@ std::optional<std::string> DateComponentsFormatter::string(double seconds) const
   components = state_->shown(std::move(components));
 
   const Locale& locale = state_->locale ? *state_->locale : detail::currentLocale();
-  const Engine& engine = state_->engines.get(locale.identifier(), [&](const std::string& identifier) {
+  Engine& engine = state_->engines.get(locale.identifier(), [&](const std::string& identifier) {
     return std::make_unique<Engine>(identifier, state_->unitsStyle);
   });
   const bool isSigned = isNegative && components.front().value != 0;
   // The format of positional texts takes no negative values.
   if (state_->unitsStyle == UnitsStyle::positional) {
-    return (isSigned ? engine.minusSign() : std::string()) + engine.string(components);
+    return (isSigned ? engine.minusSign() : std::string()) + engine.positional(components);
   }
   if (isSigned) components.front().value = -components.front().value;
   return engine.string(components);

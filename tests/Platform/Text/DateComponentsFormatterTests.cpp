@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <unicode/locid.h>
+#include <unicode/measfmt.h>
+#include <unicode/measunit.h>
+#include <unicode/measure.h>
 
 #include <cmath>
 #include <limits>
@@ -100,6 +104,30 @@ TEST(DateComponentsFormatter, WritesPositionalTexts) {
   EXPECT_EQ(minutes("ar", 59.9), "٠:٥٩");
   EXPECT_EQ(minutes("ar", 3600), "٦٠:٠٠");
   EXPECT_EQ(hours("ar", 93'784), "٢٦:٠٣:٠٤");
+}
+
+TEST(DateComponentsFormatter, WritesPositionalTextsInEveryLocaleAsICUDoes) {
+  std::int32_t count = 0;
+  const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
+  ASSERT_GT(count, 100);
+  for (std::int32_t index = 0; index < count; index += 3) {
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::MeasureFormat stock(locales[index], UMEASFMT_WIDTH_NUMERIC, status);
+    DateComponentsFormatter formatter;
+    formatter.setLocale(Locale(locales[index].getName()));
+    formatter.setAllowedUnits(Units::minute | Units::second);
+    formatter.setZeroFormattingBehavior(Zero::pad);
+    for (const int seconds : {0, 9, 11, 61, 600, 3599, 12'345, 59'999, 60'000}) {
+      const icu::Measure measures[] = {
+          {icu::Formattable(double(seconds / 60)), icu::MeasureUnit::createMinute(status), status},
+          {icu::Formattable(double(seconds % 60)), icu::MeasureUnit::createSecond(status), status}};
+      icu::UnicodeString units;
+      icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+      std::string expected;
+      stock.formatMeasures(measures, 2, units, position, status).toUTF8String(expected);
+      EXPECT_EQ(formatter.string(seconds), expected) << locales[index].getName() << ' ' << seconds;
+    }
+  }
 }
 
 TEST(DateComponentsFormatter, SignsTheFirstUnitUnlessItIsZero) {
