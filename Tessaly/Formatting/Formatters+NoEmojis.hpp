@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Platform/Text/Formatter.hpp"
+
+namespace Tessaly::inline v1::Formatters {
+
+/// Takes emoji out of a text when its editing ends, and if wanted caps its length: as many user-perceived characters as
+/// the limit are accepted, in contrast to `CharactersLimit`. What an emoji is says `Character::isEmoji`: bare digits
+/// and
+/// `#` stay.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto plain = Formatters::NoEmojis::make(std::nullopt);
+///     std::any object;
+///     plain->getObjectValue(&object, "a😀b");
+///     std::cout << std::any_cast<std::string>(object);  // ab
+class TESSALY_EXPORT NoEmojis : public Formatter {
+ public:
+  explicit NoEmojis(std::optional<std::int64_t> charactersLimit);
+  ~NoEmojis() override;
+
+  [[nodiscard]] static std::shared_ptr<NoEmojis> make(std::optional<std::int64_t> charactersLimit) {
+    return std::make_shared<NoEmojis>(charactersLimit);
+  }
+  /// Stops the process: it cannot be made from an archive.
+  [[noreturn]] static std::optional<std::shared_ptr<NoEmojis>> from(const Data& archive);
+
+  /// "Tessaly.NoEmojis".
+  [[nodiscard]] std::string_view className() const noexcept override;
+  [[nodiscard]] std::optional<std::int64_t> charactersLimit() const noexcept { return charactersLimit_; }
+
+  /// The object if it is a text.
+  [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
+  /// Gives the text without its emoji, as a `std::string`. Always true.
+  bool getObjectValue(std::any* object, std::string_view text,
+                      std::optional<std::string>* errorDescription = nullptr) override;
+  /// Whether the text has no more characters than the limit; always without one.
+  bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
+                            std::optional<std::string>* errorDescription = nullptr) override;
+
+ private:
+  std::optional<std::int64_t> charactersLimit_;
+};
+
+}  // namespace Tessaly::inline v1::Formatters

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cmath>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Platform/Foundation/NSNumber.hpp"
+#include "Tessaly/Platform/Foundation/Range.hpp"
+#include "Tessaly/Platform/Text/NumberFormatter.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// The kinds of number that a range of `Formatters::RangeNumber` is made of.
+template <typename Value>
+concept RangeNumberValue = std::is_arithmetic_v<Value> && !std::same_as<Value, bool>;
+
+/// The part of `Formatters::RangeNumber` that does not depend on its kind of value.
+class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
+ public:
+  ~RangeNumberFormatter() override;
+
+  /// "Tessaly.RangeNumber".
+  [[nodiscard]] std::string_view className() const noexcept override;
+
+  /// Whether zero is written "0.0", with the locale's separator, instead of "0". At first false.
+  [[nodiscard]] bool showFractionDigitsInZeroSymbol() const noexcept { return showFractionDigitsInZeroSymbol_; }
+  void setShowFractionDigitsInZeroSymbol(bool show);
+  /// What stands behind every number, such as a unit. At first absent.
+  [[nodiscard]] const std::optional<std::string>& suffix() const noexcept { return suffix_; }
+  void setSuffix(const std::optional<std::string>& suffix);
+  /// Whether the empty text stands for 0. At first false.
+  [[nodiscard]] bool acceptsEmptyString() const noexcept { return acceptsEmptyString_; }
+  void setAcceptsEmptyString(bool accepts) noexcept { acceptsEmptyString_ = accepts; }
+
+ protected:
+  explicit RangeNumberFormatter(bool hasNegativeValues);
+
+  [[nodiscard]] std::optional<NSNumber> readAnyString(std::string_view text) const;
+  [[noreturn]] static void stopMakingFromArchive() noexcept;
+
+ private:
+  void configure();
+  void configureZeroSymbol();
+
+  bool showFractionDigitsInZeroSymbol_ = false;
+  std::optional<std::string> suffix_;
+  bool acceptsEmptyString_ = false;
+};
+
+}  // namespace detail
+
+namespace Formatters {
+
+/// Accepts numbers within a closed range only, with a unit behind them if wanted. A number beyond the range is refused
+/// and replaced by the bound that it crossed. Where negative values are possible, positive ones have a plus sign.
+///
+/// A sign alone counts as 0, so that a number can be typed from its sign on. Prefix and suffix need not be typed.
+/// Negative numbers are typed with the locale's minus sign, which in some (Swedish) is not the hyphen. As in every
+/// `NumberFormatter`, fraction digits are written only after `setMaximumFractionDigits`; they are always read, and cut
+/// toward zero for an integer. A number beyond the kind's own range counts as its nearest end.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto level = Formatters::RangeNumber<int>::make(ClosedRange(0, 100));
+///     std::optional<std::string> replacement;
+///     bool isValid = level->isPartialStringValid("150", &replacement);  // false, and the replacement is "100"
+template <detail::RangeNumberValue Value>
+class RangeNumber : public detail::RangeNumberFormatter {
+ public:
+  explicit RangeNumber(ClosedRange<Value> range)
+      : RangeNumberFormatter(range.lowerBound() < Value{}), range_(std::move(range)) {}
+
+  [[nodiscard]] static std::shared_ptr<RangeNumber> make(ClosedRange<Value> range) {
+    return std::make_shared<RangeNumber>(std::move(range));
+  }
+  /// Stops the process: it cannot be made from an archive.
+  [[noreturn]] static std::optional<std::shared_ptr<RangeNumber>> from(const Data&) { stopMakingFromArchive(); }
+
+  [[nodiscard]] const ClosedRange<Value>& range() const noexcept { return range_; }
+
+  /// The value of a text that may lack its prefix and its suffix; absent if it is no number.
+  [[nodiscard]] std::optional<Value> numberFromAnyString(std::string_view text) const {
+    const std::optional<NSNumber> number = readAnyString(text);
+    return number ? converted(*number) : std::nullopt;
+  }
+
+  bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
+                            std::optional<std::string>* = nullptr) override {
+    const std::optional<Value> value = numberFromAnyString(partialString);
+    if (!value) return false;
+    if (range_.contains(*value)) return true;
+    if (newEditingString != nullptr) {
+      *newEditingString =
+          this->string(NSNumber(*value < range_.lowerBound() ? range_.lowerBound() : range_.upperBound()));
+    }
+    return false;
+  }
+
+ private:
+  static std::optional<Value> converted(const NSNumber& number) {
+    if constexpr (std::is_floating_point_v<Value>) {
+      return static_cast<Value>(number.doubleValue());
+    } else {
+      if (const std::optional<Value> exact = number.template exactly<Value>()) return exact;
+      if (number.isReal() && std::isnan(number.doubleValue())) return std::nullopt;
+      using Limits = std::numeric_limits<Value>;
+      const std::int64_t whole = number.integerValue();
+      if (std::cmp_less(whole, Limits::min())) return Limits::min();
+      if (std::cmp_greater(whole, Limits::max())) return Limits::max();
+      return static_cast<Value>(whole);
+    }
+  }
+
+  ClosedRange<Value> range_;
+};
+
+}  // namespace Formatters
+
+}  // namespace Tessaly::inline v1

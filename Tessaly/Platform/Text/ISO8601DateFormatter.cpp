@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Text/ISO8601DateFormatter.hpp"
+
+#include <unicode/calendar.h>
+#include <unicode/locid.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+#include <cmath>
+
+#include "Tessaly/Platform/Text/detail/PerThread.hpp"
+#include "Tessaly/Platform/Text/detail/UTF16Output.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+struct Engine {
+  Engine() {
+    format.adoptTimeZone(icu::TimeZone::getGMT()->clone());
+    calendar.reset(format.getCalendar()->clone());
+  }
+
+  UErrorCode status = U_ZERO_ERROR;
+  icu::SimpleDateFormat format{u"yyyy-MM-dd'T'HH:mm:ssXXXXX", icu::Locale("en_US_POSIX"), status};
+  std::unique_ptr<icu::Calendar> calendar;
+  icu::UnicodeString units;
+};
+
+}  // namespace
+
+ISO8601DateFormatter::~ISO8601DateFormatter() = default;
+
+std::string_view ISO8601DateFormatter::className() const noexcept { return "Tessaly.ISO8601DateFormatter"; }
+
+std::string ISO8601DateFormatter::string(::Tessaly::Date date) const {
+  const double seconds = date.timeIntervalSince1970();
+  if (!std::isfinite(seconds)) return {};
+  auto& engine = detail::PerThread<Engine>::current();
+  UErrorCode status = U_ZERO_ERROR;
+  engine.calendar->setTime(seconds * 1000 + 0.5, status);
+  engine.units.remove();
+  icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+  engine.format.format(*engine.calendar, engine.units, position);
+  return detail::fromUTF16(engine.units);
+}
+
+std::optional<std::string> ISO8601DateFormatter::string(const std::any& object) const {
+  const auto* date = std::any_cast<::Tessaly::Date>(&object);
+  if (date == nullptr) return std::nullopt;
+  return string(*date);
+}
+
+}  // namespace Tessaly::inline v1

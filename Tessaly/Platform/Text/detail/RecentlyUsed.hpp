@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace Tessaly::inline v1::detail {
+
+/// A few values that are expensive to make, by what they were made of, the last used one first.
+///
+/// Thread contract: thread-compatible.
+template <typename Key, typename Value, std::size_t capacity>
+class RecentlyUsed {
+ public:
+  /// The value of a key, made by `make(key)` (a `std::unique_ptr`) if it is not there. It is valid until the next call
+  /// with another key.
+  template <typename Sought, typename Make>
+  Value& get(const Sought& sought, Make&& make) {
+    if (!entries_.empty() && entries_.front().first == sought) [[likely]]
+      return *entries_.front().second;
+    const auto found = std::ranges::find_if(entries_, [&](const auto& entry) { return entry.first == sought; });
+    if (found != entries_.end()) {
+      std::rotate(entries_.begin(), found, found + 1);
+    } else {
+      Key key(sought);
+      auto value = make(std::as_const(key));
+      if (entries_.size() == capacity) entries_.pop_back();
+      entries_.emplace(entries_.begin(), std::move(key), std::move(value));
+    }
+    return *entries_.front().second;
+  }
+
+  void clear() noexcept { entries_.clear(); }
+
+ private:
+  std::vector<std::pair<Key, std::unique_ptr<Value>>> entries_;
+};
+
+}  // namespace Tessaly::inline v1::detail

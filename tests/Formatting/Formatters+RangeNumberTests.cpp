@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
+#include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "Tessaly/Platform/Text/Locale.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Formatters::RangeNumber;
+
+/// What became of an edit: "ok", "no", or the replacement.
+template <typename Value>
+std::string edit(RangeNumber<Value>& formatter, std::string_view text) {
+  std::optional<std::string> replacement;
+  std::optional<std::string> description;
+  const bool isValid = formatter.isPartialStringValid(text, &replacement, &description);
+  EXPECT_EQ(description, std::nullopt);
+  EXPECT_FALSE(isValid && replacement);
+  EXPECT_EQ(formatter.isPartialStringValid(text), isValid);
+  return isValid ? "ok" : replacement.value_or("no");
+}
+
+/// The locale that the system has.
+class RangeNumberTest : public ::testing::Test {
+ protected:
+  explicit RangeNumberTest(const char* locale = "en") : locale_(locale), replacement_(locale_) {}
+
+ private:
+  const Locale locale_;
+  const Locale::Replacement replacement_;
+};
+
+TEST_F(RangeNumberTest, ReplacesWhatLiesBeyondItsRangeByTheBound) {
+  RangeNumber<int> formatter(ClosedRange(0, 100));
+  EXPECT_EQ(edit(formatter, "150"), "100");
+  EXPECT_EQ(edit(formatter, "-5"), "0");
+  for (const char* accepted : {"0", "5", "50", "100", "-", "007", "-0", "99.9", "1e2"}) {
+    EXPECT_EQ(edit(formatter, accepted), "ok") << accepted;
+  }
+  for (const char* refused : {"", "a", "+5", "5a", "5 ", "1,0", ".", "--5", "\xFF", "😀"}) {
+    EXPECT_EQ(edit(formatter, refused), "no") << refused;
+  }
+}
+
+TEST_F(RangeNumberTest, AcceptsTheEmptyTextAsZeroIfTold) {
+  RangeNumber<int> around(ClosedRange(0, 100));
+  EXPECT_FALSE(around.acceptsEmptyString());
+  EXPECT_EQ(edit(around, ""), "no");
+  around.setAcceptsEmptyString(true);
+  EXPECT_EQ(edit(around, ""), "ok");
+  RangeNumber<int> above(ClosedRange(5, 10));
+  above.setAcceptsEmptyString(true);
+  EXPECT_EQ(edit(above, ""), "5");
+  RangeNumber<int> below(ClosedRange(-10, -5));
+  below.setAcceptsEmptyString(true);
+  EXPECT_EQ(edit(below, ""), "-5");
+}
+
+TEST_F(RangeNumberTest, ShowsAPlusSignWhereNegativeValuesArePossible) {
+  RangeNumber<int> formatter(ClosedRange(-10, 10));
+  formatter.setSuffix(" dB");
+  EXPECT_EQ(formatter.suffix(), " dB");
+  EXPECT_EQ(formatter.string(5), "+5 dB");
+  EXPECT_EQ(formatter.string(-5), "-5 dB");
+  EXPECT_EQ(formatter.string(0), "0 dB");
+  EXPECT_EQ(formatter.zeroSymbol(), "0 dB");
+  EXPECT_EQ(edit(formatter, "+"), "ok");
+  EXPECT_EQ(formatter.numberFromAnyString("+"), 0);
+  EXPECT_EQ(formatter.numberFromAnyString("-"), 0);
+  EXPECT_EQ(formatter.numberFromAnyString("+ dB"), 0);
+  EXPECT_EQ(formatter.numberFromAnyString(" dB"), 0);
+  EXPECT_EQ(formatter.numberFromAnyString("5"), 5);
+  EXPECT_EQ(formatter.numberFromAnyString("-5 dB"), -5);
+  EXPECT_EQ(formatter.numberFromAnyString("5dB"), std::nullopt);
+  EXPECT_EQ(edit(formatter, "11"), "+10 dB");
+  EXPECT_EQ(edit(formatter, "-11"), "-10 dB");
+}
+
+TEST_F(RangeNumberTest, WritesZeroWithFractionDigitsIfTold) {
+  RangeNumber<double> formatter(ClosedRange(-1.0, 1.0));
+  EXPECT_EQ(formatter.zeroSymbol(), "0");
+  formatter.setShowFractionDigitsInZeroSymbol(true);
+  EXPECT_TRUE(formatter.showFractionDigitsInZeroSymbol());
+  EXPECT_EQ(formatter.zeroSymbol(), "0.0");
+  formatter.setSuffix(" dB");
+  EXPECT_EQ(formatter.zeroSymbol(), "0.0 dB");
+  formatter.setSuffix(std::nullopt);
+  formatter.setShowFractionDigitsInZeroSymbol(false);
+  EXPECT_EQ(formatter.zeroSymbol(), "0");
+  EXPECT_EQ(formatter.positiveSuffix(), "");
+}
+
+TEST_F(RangeNumberTest, CutsFractionsForIntegersAndKeepsThemForReals) {
+  EXPECT_EQ(RangeNumber<int>(ClosedRange(-9, 9)).numberFromAnyString("5.9"), 5);
+  EXPECT_EQ(RangeNumber<int>(ClosedRange(-9, 9)).numberFromAnyString("-5.9"), -5);
+  EXPECT_EQ(RangeNumber<double>(ClosedRange(0.0, 9.0)).numberFromAnyString("5.9"), 5.9);
+  EXPECT_EQ(RangeNumber<float>(ClosedRange(0.0F, 9.0F)).numberFromAnyString("5.9"), 5.9F);
+}
+
+TEST_F(RangeNumberTest, WritesABoundWithTheDigitsThatItIsGiven) {
+  RangeNumber<double> formatter(ClosedRange(0.25, 0.5));
+  EXPECT_EQ(edit(formatter, "0.6"), "0");
+  formatter.setMaximumFractionDigits(2);
+  EXPECT_EQ(edit(formatter, "0.6"), "0.5");
+  EXPECT_EQ(edit(formatter, "0.1"), "0.25");
+}
+
+TEST_F(RangeNumberTest, TakesANumberBeyondItsKindForTheNearestEnd) {
+  RangeNumber<std::int8_t> small(ClosedRange<std::int8_t>(0, 100));
+  EXPECT_EQ(small.numberFromAnyString("300"), 127);
+  EXPECT_EQ(edit(small, "300"), "100");
+  EXPECT_EQ(edit(small, "-300"), "0");
+  RangeNumber<std::uint8_t> natural(ClosedRange<std::uint8_t>(1, 255));
+  EXPECT_EQ(edit(natural, "256"), "ok");
+  EXPECT_EQ(edit(natural, "-1"), "1");
+  RangeNumber<std::int64_t> large(ClosedRange<std::int64_t>(0, std::numeric_limits<std::int64_t>::max() - 1));
+  EXPECT_EQ(edit(large, "99999999999999999999999"), "9223372036854775806");
+  EXPECT_EQ(edit(large, "9223372036854775806"), "ok");
+  EXPECT_EQ(RangeNumber<int>(ClosedRange(0, 1)).numberFromAnyString("NaN"), std::nullopt);
+}
+
+TEST_F(RangeNumberTest, AcceptsTheOneValueOfEqualEnds) {
+  RangeNumber<int> formatter(ClosedRange(7, 7));
+  EXPECT_EQ(edit(formatter, "7"), "ok");
+  EXPECT_EQ(edit(formatter, "6"), "7");
+  EXPECT_EQ(edit(formatter, "8"), "7");
+}
+
+TEST_F(RangeNumberTest, GivesTheNumberOfAText) {
+  RangeNumber<int> formatter(ClosedRange(-9, 9));
+  std::any object;
+  EXPECT_TRUE(formatter.getObjectValue(&object, "+5"));
+  EXPECT_EQ(std::any_cast<NSNumber>(object), NSNumber(5));
+  EXPECT_FALSE(formatter.getObjectValue(&object, "x"));
+}
+
+TEST_F(RangeNumberTest, AcceptsWhatItWroteItself) {
+  for (const char* locale : {"en", "de", "fr", "ar", "sv", "hi", "fa", "he", "ja"}) {
+    const Locale current(locale);
+    const Locale::Replacement replacement(current);
+    RangeNumber<int> formatter(ClosedRange(-1000, 1000));
+    formatter.setSuffix(" dB");
+    for (const int value : {-1000, -7, -1, 0, 1, 42, 1000}) {
+      const std::string text = formatter.string(value).value_or("");
+      EXPECT_EQ(formatter.numberFromAnyString(text), value) << locale << ' ' << text;
+      EXPECT_EQ(edit(formatter, text), "ok") << locale << ' ' << text;
+    }
+  }
+}
+
+TEST_F(RangeNumberTest, IsTypedIntoCharacterByCharacter) {
+  struct Typing {
+    const char* locale;
+    std::vector<std::string> texts;
+    double value;
+  };
+  for (const auto& [locale, texts, value] :
+       {Typing{"en", {"-", "-1", "-12", "-12.", "-12.5"}, -12.5}, Typing{"de", {"-", "-1", "-1,", "-1,5"}, -1.5},
+        Typing{"fr", {"+", "+3", "+3,", "+3,2"}, 3.2}, Typing{"ar", {"٣", "٣٫", "٣٫٥"}, 3.5},
+        Typing{"ar", {"\u061C-", "\u061C-٣"}, -3}, Typing{"sv", {"\u2212", "\u22124", "\u22124,", "\u22124,5"}, -4.5},
+        Typing{"hi", {"१", "१२", "12"}, 12}, Typing{"hi", {"-", "-५"}, -5}}) {
+    const Locale current(locale);
+    const Locale::Replacement replacement(current);
+    RangeNumber<double> formatter(ClosedRange(-100.0, 100.0));
+    for (const std::string& text : texts) EXPECT_EQ(edit(formatter, text), "ok") << locale << ' ' << text;
+    EXPECT_EQ(formatter.numberFromAnyString(texts.back()), value) << locale;
+  }
+}
+
+TEST_F(RangeNumberTest, RefusesWhatIsPastedWithoutANumberInIt) {
+  RangeNumber<int> formatter(ClosedRange(-100, 100));
+  for (const std::string& text : {std::string(1'000'000, 'x'), std::string(100'000, '-'), std::string("\u0301\u0301"),
+                                  std::string("12\n34"), std::string("1\0002", 3), std::string("\xC3\x28")}) {
+    EXPECT_EQ(edit(formatter, text), "no");
+  }
+  EXPECT_EQ(edit(formatter, std::string(400, '9')), "+100");
+}
+
+TEST_F(RangeNumberTest, IsKnownByItsName) {
+  EXPECT_EQ(RangeNumber<int>::make(ClosedRange(0, 1))->className(), "Tessaly.RangeNumber");
+}
+
+TEST(RangeNumberDeathTest, MadeFromAnArchiveStopsTheProcess) {
+  EXPECT_DEATH(RangeNumber<int>::from(Data()),
+               "Tessaly/Formatters\\+RangeNumber:[0-9]+: Fatal error: init\\(coder:\\) has not been implemented");
+}
+
+TEST(RangeNumberDeathTest, MadeWithoutArgumentsStopsTheProcess) {
+  Formatters::registerClasses();
+  EXPECT_DEATH(static_cast<void>(Object::make("Tessaly.RangeNumber")),
+               "unimplemented initializer 'init\\(\\)' for class 'Tessaly.RangeNumber'");
+}
+
+}  // namespace
+}  // namespace Tessaly
