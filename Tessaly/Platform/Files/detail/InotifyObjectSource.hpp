@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,6 +10,8 @@
 #include "Tessaly/Platform/Files/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
+
+struct stat;
 
 namespace Tessaly::inline v1::detail {
 
@@ -44,7 +43,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   void schedule() noexcept TESSALY_REQUIRES(lock_);
   FileSystemEvent translate(std::uint32_t inotifyMask) noexcept;
   /// Whether the name under which the file was opened is gone, though it may have others.
-  [[nodiscard]] bool hasLostName(const struct stat& status) const noexcept;
+  [[nodiscard]] bool hasLostName(const struct ::stat& status) const noexcept;
 
   const int descriptor_;
   const FileSystemEvent mask_;
