@@ -180,9 +180,9 @@ class RingArray {
   /// Takes all elements out, the last one first. The slots stay, and the positions stay where that leaves them.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
-      Storage* slots = Storage::make(maxCapacity_);
+      Storage* cells = Storage::make(maxCapacity_);
       releaseSlots();
-      storage_ = slots;
+      storage_ = cells;
       endIndex_ = startIndex_;
       count_ = 0;
     }
@@ -273,14 +273,14 @@ class RingArray {
   /// How many steps lead from one position to another. O(1). Stops the process on overflow.
   [[nodiscard]] std::int64_t distance(Index from, Index to) const {
     std::int64_t loops = 0;
-    std::int64_t slots = 0;
+    std::int64_t cells = 0;
     std::int64_t steps = 0;
     if (__builtin_sub_overflow(to.loopIndex, from.loopIndex, &loops) ||
-        __builtin_sub_overflow(to.backendIndex, from.backendIndex, &slots) ||
+        __builtin_sub_overflow(to.backendIndex, from.backendIndex, &cells) ||
         __builtin_mul_overflow(loops, maxCapacity_, &steps)) [[unlikely]] {
       stopOverflow(__LINE__);
     }
-    return checkedSum(steps, slots);
+    return checkedSum(steps, cells);
   }
 
   [[nodiscard]] const_iterator begin() const noexcept { return iteratorAt(const_iterator::At::begin); }
@@ -290,10 +290,10 @@ class RingArray {
   /// end. For loops that want to be vectorised; good until the next change. O(1).
   [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
     if (count_ == 0) return {};
-    const Element* const slots = storage_->slots();
+    const Element* const cells = storage_->cells();
     const std::int64_t first = countUntilWrap();
-    return {std::span(slots + startIndex_.backendIndex, static_cast<std::size_t>(first)),
-            std::span(slots, static_cast<std::size_t>(count_ - first))};
+    return {std::span(cells + startIndex_.backendIndex, static_cast<std::size_t>(first)),
+            std::span(cells, static_cast<std::size_t>(count_ - first))};
   }
 
   /// The elements' descriptions, "[1, 2]".
@@ -378,9 +378,9 @@ class RingArray {
   [[nodiscard]] std::int64_t countUntilWrap() const noexcept {
     return std::min(count_, maxCapacity_ - startIndex_.backendIndex);
   }
-  [[nodiscard]] Element& slotAt(Index index) const noexcept { return storage_->slots()[index.backendIndex]; }
+  [[nodiscard]] Element& slotAt(Index index) const noexcept { return storage_->cells()[index.backendIndex]; }
   [[nodiscard]] const_iterator iteratorAt(typename const_iterator::At at) const noexcept {
-    return const_iterator(storage_ == nullptr ? nullptr : storage_->slots(), maxCapacity_, startIndex_.backendIndex,
+    return const_iterator(storage_ == nullptr ? nullptr : storage_->cells(), maxCapacity_, startIndex_.backendIndex,
                           count_, at);
   }
 
@@ -469,10 +469,10 @@ class RingArray {
 
   void releaseSlots() noexcept {
     if (storage_ == nullptr || !storage_->references().release()) return;
-    Element* const slots = storage_->slots();
+    Element* const cells = storage_->cells();
     const std::int64_t first = countUntilWrap();
-    std::destroy_n(slots + startIndex_.backendIndex, first);
-    std::destroy_n(slots, count_ - first);
+    std::destroy_n(cells + startIndex_.backendIndex, first);
+    std::destroy_n(cells, count_ - first);
     Storage::free(storage_);
   }
 
@@ -517,7 +517,7 @@ struct std::hash<Tessaly::RingArray<Element>> {
       const std::int64_t position = slot - start + (slot < start ? ring.maxCapacity_ : 0);
       const bool isOccupied = position < ring.count_;
       hasher.feed(isOccupied);
-      if (isOccupied) hasher.feed(ring.storage_->slots()[slot]);
+      if (isOccupied) hasher.feed(ring.storage_->cells()[slot]);
     }
     hasher.feed(start);
     hasher.feed(ring.startIndex_.loopIndex);

@@ -29,13 +29,13 @@ class RingArrayIterator {
   constexpr RingArrayIterator() noexcept = default;
   enum class At { begin, end };
   /// Of a ring of so many slots, whose elements begin at one of them.
-  constexpr RingArrayIterator(const Element* slots, std::int64_t slotCount, std::int64_t firstSlot, std::int64_t count,
+  constexpr RingArrayIterator(const Element* cells, std::int64_t slotCount, std::int64_t firstSlot, std::int64_t count,
                               At at) noexcept
-      : slots_(slots) {
+      : slots_(cells) {
     const bool wraps = count > slotCount - firstSlot;
-    firstRunEnd_ = slots + (wraps ? slotCount : firstSlot + count);
-    lastRunEnd_ = wraps ? slots + (firstSlot + count - slotCount) : firstRunEnd_;
-    slot_ = at == At::begin ? slots + firstSlot : lastRunEnd_;
+    firstRunEnd_ = cells + (wraps ? slotCount : firstSlot + count);
+    lastRunEnd_ = wraps ? cells + (firstSlot + count - slotCount) : firstRunEnd_;
+    slot_ = at == At::begin ? cells + firstSlot : lastRunEnd_;
     runEnd_ = at == At::begin ? firstRunEnd_ : lastRunEnd_;
   }
 

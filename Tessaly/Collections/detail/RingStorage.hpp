@@ -37,7 +37,7 @@ class RingStorage {
   }
 
   [[nodiscard]] ReferenceCount& references() noexcept { return references_; }
-  [[nodiscard]] Element* slots() noexcept {
+  [[nodiscard]] Element* cells() noexcept {
     return reinterpret_cast<Element*>(reinterpret_cast<std::byte*>(this) + slotsOffset);
   }
 
