@@ -12,7 +12,7 @@ std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
   return std::shared_ptr<InMemoryUserDefaults>(new InMemoryUserDefaults);
 }
 
-void InMemoryUserDefaults::change(std::string_view key, std::optional<PropertyList> value, ChangeOrigin origin) {
+void InMemoryUserDefaults::change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin) {
   const std::optional<PropertyList> previous = table_.exchange(key, value);
   if (previous != value) observers_.notify(*this, key, value, origin);
 }

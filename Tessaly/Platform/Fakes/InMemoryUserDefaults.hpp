@@ -46,7 +46,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
 
  private:
   InMemoryUserDefaults();
-  void change(std::string_view key, std::optional<PropertyList> value, ChangeOrigin origin);
+  void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 
   detail::SettingsTable table_;
   detail::KeyValueObservers observers_;

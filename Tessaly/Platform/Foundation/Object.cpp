@@ -29,7 +29,7 @@ Registry& registry() {
   return shared;
 }
 
-void add(std::string_view className, RegisteredClass registered) {
+void add(std::string_view className, RegisteredClass&& registered) {
   Registry& shared = registry();
   const UnfairLock::Guard guard(shared.lock);
   shared.classes.try_emplace(std::string(className), std::move(registered));

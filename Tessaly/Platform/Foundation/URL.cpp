@@ -44,7 +44,7 @@ bool isExistingFolder(const std::string& path, bool otherwise) noexcept {
 }
 
 std::string currentFolder() {
-  const std::unique_ptr<char, decltype(&std::free)> path(::getcwd(nullptr, 0), &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> path(::get_current_dir_name(), &std::free);
   if (path == nullptr) throw POSIXError::last();
   return path.get();
 }
@@ -52,7 +52,7 @@ std::string currentFolder() {
 /// The path with a slash at its end or without one, as the hint says. `onDisk` is where the hint looks.
 std::string applied(URL::DirectoryHint hint, std::string path, const std::string& onDisk) {
   const bool endsWithSlash = path.ends_with('/');
-  bool isDirectory = endsWithSlash;
+  bool isDirectory = false;
   switch (hint) {
     case URL::DirectoryHint::inferFromPath:
       return path;

@@ -53,8 +53,9 @@ class Pool final : public Executor {
   void escalate(Job& job) noexcept override {
     UnfairLock::Guard guard(lock_);
     if (job.level < 0) return;
-    lists_[static_cast<std::size_t>(job.level)].remove(job);
-    if (lists_[static_cast<std::size_t>(job.level)].isEmpty()) filled_ &= ~(1u << job.level);
+    auto& list = lists_[static_cast<unsigned char>(job.level)];
+    list.remove(job);
+    if (list.isEmpty()) filled_ &= ~(1u << job.level);
     count_.store(count_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
     push(job);
   }
@@ -70,8 +71,8 @@ class Pool final : public Executor {
 
   Job* pop() TESSALY_REQUIRES(lock_) {
     if (filled_ == 0) return nullptr;
-    const int level = std::bit_width(filled_) - 1;
-    auto& list = lists_[static_cast<std::size_t>(level)];
+    const auto level = std::bit_width(filled_) - 1;
+    auto& list = lists_[level];
     Job* job = list.popFirst();
     job->level = -1;
     if (list.isEmpty()) filled_ &= ~(1u << level);

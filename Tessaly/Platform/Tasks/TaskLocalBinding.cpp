@@ -22,8 +22,9 @@ TaskLocalBinding* TaskLocalBinding::copyInnermost(const TaskLocalBinding* list) 
     const auto* known = copies;
     while (known != nullptr && known->key_ != binding->key_) known = known->next_;
     if (known != nullptr) continue;
-    *end = binding->copy();
-    end = &(*end)->next_;
+    TaskLocalBinding* const copy = binding->copy();
+    *end = copy;
+    end = &copy->next_;
   }
   return copies;
 }

@@ -39,10 +39,10 @@ struct DecodedScalar {
   const auto byteAt = [&](std::size_t index) { return static_cast<unsigned char>(text[offset + index]); };
   const unsigned char lead = byteAt(0);
   if (lead < 0x80) return {lead, 1, true};
-  const int expected = lead >= 0xC2 && lead <= 0xDF   ? 2
-                       : lead >= 0xE0 && lead <= 0xEF ? 3
-                       : lead >= 0xF0 && lead <= 0xF4 ? 4
-                                                      : 0;
+  const std::uint8_t expected = lead >= 0xC2 && lead <= 0xDF   ? 2
+                                : lead >= 0xE0 && lead <= 0xEF ? 3
+                                : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                               : 0;
   if (expected == 0) return {replacementCharacter, 1, false};
 
   // The second byte's range excludes overlong forms, surrogates and what lies above U+10FFFF.
