@@ -115,7 +115,7 @@ struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
 
 template <>
 struct UserDefaultsValueTraits<std::string> : detail::NativeValue<std::string> {
-  [[nodiscard]] static PropertyList object(std::string value) { return std::move(value); }
+  [[nodiscard]] static PropertyList object(std::string value) { return value; }
   [[nodiscard]] static std::optional<std::string> value(const PropertyList* object) {
     const auto* text = object != nullptr ? object->text() : nullptr;
     return text != nullptr ? std::optional(*text) : std::nullopt;
@@ -132,7 +132,7 @@ struct UserDefaultsValueTraits<Date> : detail::NativeValue<Date> {
 
 template <>
 struct UserDefaultsValueTraits<Data> : detail::NativeValue<Data> {
-  [[nodiscard]] static PropertyList object(Data value) { return std::move(value); }
+  [[nodiscard]] static PropertyList object(Data value) { return value; }
   [[nodiscard]] static std::optional<Data> value(const PropertyList* object) {
     const auto* data = object != nullptr ? object->data() : nullptr;
     return data != nullptr ? std::optional(*data) : std::nullopt;

@@ -74,29 +74,29 @@ def installs():
 
 
 def finds_package():
-    said = configure("package", "-DHOST_FINDS=Concurrency;Base", "-DHOST_VERSION=0.1")
-    check_says(said, "Component Concurrency: TRUE", "Component Base: TRUE")
+    said = configure("package", "-DHOST_FINDS=Mutex;Base", "-DHOST_VERSION=0.1")
+    check_says(said, "Component Mutex: TRUE", "Component Base: TRUE")
     build_and_run("package")
 
 
 def finds_adapters():
-    said = configure("adapters", "-DHOST_FINDS=Concurrency;Base;GLibAdapter;QtAdapter")
+    said = configure("adapters", "-DHOST_FINDS=Mutex;Base;GLibAdapter;QtAdapter")
     check_says(said, "Component GLibAdapter: TRUE", "Component QtAdapter: TRUE")
     run("cmake", "--build", WORK / "adapters", "--target", "adapters")
 
 
 def unknown_component():
-    said = configure("unknown", "-DHOST_FINDS=Concurrency;Clockwork", fails=True)
-    check_says(said, 'Tessaly has no component "Clockwork". It has: Base, Locks,')
+    said = configure("unknown", "-DHOST_FINDS=Mutex;Clockwork", fails=True)
+    check_says(said, 'Tessaly has no component "Clockwork". It has: Collections, Mutex,')
 
 
 def optional_component():
-    said = configure("optional", "-DHOST_FINDS=Concurrency;Base", "-DHOST_MAY_FIND=Clockwork")
+    said = configure("optional", "-DHOST_FINDS=Mutex;Base", "-DHOST_MAY_FIND=Clockwork")
     check_says(said, "Component Clockwork: FALSE")
 
 
 def other_version():
-    said = configure("version", "-DHOST_FINDS=Concurrency", "-DHOST_VERSION=7.0", fails=True)
+    said = configure("version", "-DHOST_FINDS=Mutex", "-DHOST_VERSION=7.0", fails=True)
     check_says(said, 'requested version "7.0"')
 
 
@@ -122,7 +122,7 @@ def moved():
     shutil.copytree(PREFIX, other, symlinks=True)
     said = run(other / "bin/tessaly", "--help")
     check(said.startswith("Usage: tessaly"), f"The companion said {said!r}")
-    configure("moved-package", "-DHOST_FINDS=Concurrency;Base", prefix=other)
+    configure("moved-package", "-DHOST_FINDS=Mutex;Base", prefix=other)
     build_and_run("moved-package")
     flags = run("pkg-config", "--cflags", "tessaly", PKG_CONFIG_PATH=str(other / "lib/pkgconfig")).split()
     folders = {os.path.realpath(flag[2:]) for flag in flags if flag.startswith("-I")}
@@ -141,12 +141,12 @@ def subdirectory():
 
 
 def other_compiler():
-    configure("other", "-DHOST_FINDS=Concurrency;Base", compiler=OTHER_COMPILER)
+    configure("other", "-DHOST_FINDS=Mutex;Base", compiler=OTHER_COMPILER)
     build_and_run("other")
 
 
 def other_compiler_refused():
-    said = configure("refused", "-DHOST_FINDS=Concurrency;Tasks", compiler=OTHER_COMPILER, fails=True)
+    said = configure("refused", "-DHOST_FINDS=Mutex;Tasks", compiler=OTHER_COMPILER, fails=True)
     check_says(said, 'Tessaly\'s component "Tasks" is made of coroutines', "Install clang-19")
 
 

@@ -26,7 +26,7 @@ FILES = {"ValueRecords/URLBookmark": ["FoundationExtensions/", "SettingsAndObser
 
 # The libraries of Platform/, from the lowest row to the highest. A row's members may link those of lower rows, and those
 # that stand to their left.
-ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Observation", "TextFormatters"],
+ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Notifications", "Observation", "TextFormatters"],
         ["Settings", "Network", "Power", "Files", "Bookmarks", "Pasteboard", "Authentication", "Device"], ["Testing"]]
 
 LIBRARY = re.compile(r"tessaly_library\(\s*(\w+)([^)]*)\)")

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Foundation/Measurement.hpp"
-
 #include <gtest/gtest.h>
+
+#include "Tessaly/Platform/Foundation/Measurement.hpp"
 
 namespace Tessaly {
 namespace {
