@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "Chapters.hpp"
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Tasks/MainQueue.hpp"
@@ -81,8 +80,6 @@ void tellOfThePath(Narrator& narrator) {
 }
 
 void tellOfTheService(Narrator& narrator) {
-  // For the rest of the tour, since the service goes on following the setting.
-  [[maybe_unused]] static const auto* const settings = new UserDefaultsInstallation(InMemoryUserDefaults::make());
   const bool isOnline = ReachabilityService::isOnline();
   narrator.say(text("This machine is ", isOnline ? "online" : "offline", ", and its connection is ",
                     ReachabilityService::isExpensive() ? "expensive" : "not expensive"));

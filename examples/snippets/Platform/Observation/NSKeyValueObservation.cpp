@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// clang-format off: an example stands as it does in its header.
 #include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
 
 #include <memory>
