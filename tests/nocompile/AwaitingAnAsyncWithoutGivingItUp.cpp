@@ -1,4 +1,4 @@
-// expected: invalid operands|no member named 'await_ready'|no viable|'this' argument|cannot be co_await
+// expected: 'await_ready' is a private member
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Tasks/Async.hpp"
 
