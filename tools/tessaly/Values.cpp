@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Values.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -21,7 +22,7 @@ using Tessaly::PropertyList;
 
 template <typename Number>
 std::optional<Number> parsedNumber(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
@@ -112,6 +113,11 @@ PropertyList parsedValue(Arguments arguments) {
   PropertyList value = takeSimple(arguments);
   if (!arguments.empty()) throw UsageError("\"" + std::string(arguments[0]) + "\" is too much");
   return value;
+}
+
+std::string printedKey(std::string_view key) {
+  const bool isPlain = std::ranges::none_of(key, [](unsigned char unit) { return unit < 0x20 || unit == 0x7F; });
+  return isPlain ? std::string(key) : PropertyList(key).description();
 }
 
 std::string printed(const PropertyList& value) { return value.text() != nullptr ? *value.text() : value.description(); }

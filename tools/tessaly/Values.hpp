@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "Command.hpp"
 #include "Tessaly/Platform/Foundation/PropertyList.hpp"
@@ -13,5 +14,8 @@ Tessaly::PropertyList parsedValue(Arguments arguments);
 
 /// A value for people and scripts: texts as they are, everything else as it describes itself.
 std::string printed(const Tessaly::PropertyList& value);
+
+/// A key that begins a line: as it is, but quoted if it would break the line or steer the terminal.
+std::string printedKey(std::string_view key);
 
 }  // namespace TessalyTool

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -244,29 +246,35 @@ TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyComeLater) 
   }
 }
 
-TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobody) {
-  using Make = void (*)(const std::string&);
+TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobodyAndStayWhereTheyAre) {
+  const std::string pipe = above() + "/pipe";
+  const std::string other = above() + "/other-folder";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::filesystem::create_directories(other + "/within");
+  using Make = std::function<void()>;
   const std::vector<std::pair<std::string, Make>> kinds{
-      {"folder", [](const std::string& path) { std::filesystem::create_directories(path + "/within"); }},
-      {"pipe", [](const std::string& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
-      {"link to itself", [](const std::string& path) { std::filesystem::create_symlink(path, path); }},
-      {"link to nowhere", [](const std::string& path) { std::filesystem::create_symlink("nowhere.plist", path); }},
-      {"device", [](const std::string& path) { std::filesystem::create_symlink("/dev/zero", path); }}};
+      {"folder", [&] { std::filesystem::create_directories(plist() + "/within"); }},
+      {"pipe", [&] { ASSERT_EQ(::mkfifo(plist().c_str(), 0600), 0); }},
+      {"link to a folder", [&] { std::filesystem::create_directory_symlink("../other-folder", plist()); }},
+      {"link to a pipe", [&] { std::filesystem::create_symlink("../pipe", plist()); }},
+      {"link to itself", [&] { std::filesystem::create_symlink("Settings.plist", plist()); }}};
   for (const auto& [name, make] : kinds) {
     SCOPED_TRACE(name);
     std::filesystem::remove_all(folder());
     std::filesystem::create_directory(folder());
-    make(plist());
+    make();
     {
       const Store store = open();
       store->set(1, "a");
       EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
       clock_.advance(JournaledUserDefaults::damageDelay);
-      store->synchronize();
-      EXPECT_EQ(store->value("a"), 1);
+      EXPECT_TRUE(waitUntil([&] { return store->synchronize(); }));
     }
-    EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
-    EXPECT_TRUE(std::filesystem::exists("/dev/zero"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(plist())));
+    EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_TRUE(std::filesystem::is_directory(other + "/within"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(above()), {}), 3);
   }
 }
 
