@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,7 +14,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "../Platform/Foundation/OutputOf.hpp"
+#include "../Platform/Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 
@@ -273,6 +277,68 @@ TEST_F(DefaultTest, CopiesShareTheirBacking) {
   EXPECT_NE(volume.backing(), Default<Number>(volumeKey).backing());
   EXPECT_EQ(volume.backing()->key().name(), "volume");
   EXPECT_EQ(volume.backing()->storage(), UserDefaults::standard());
+}
+
+// On disk.
+
+template <typename Value>
+void store(const char* name, const Value& value) {
+  Default<Value>::setValue(typename Default<Value>::Key(std::string_view(name), value), value);
+}
+
+TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
+  const TessalyTests::TemporaryFolder folder;
+  const auto disk = JournaledUserDefaults::open({.folder = folder.path()});
+  const UserDefaultsInstallation installation(disk);
+  store("text", std::string("ü"));
+  store("true", true);
+  store("int16", std::numeric_limits<std::int16_t>::min());
+  store("int32", std::numeric_limits<std::int32_t>::min());
+  store("int64", std::numeric_limits<std::int64_t>::min());
+  store("int", std::numeric_limits<long long>::max());
+  store("uint8", std::numeric_limits<std::uint8_t>::max());
+  store("uint16", std::numeric_limits<std::uint16_t>::max());
+  store("uint32", std::numeric_limits<std::uint32_t>::max());
+  store("uint64", std::numeric_limits<std::uint64_t>::max());
+  store("uint", std::numeric_limits<unsigned long long>::max());
+  store("double", 0.1);
+  store("float", 0.1F);
+  store("date", Date::sinceReferenceDate(86'400));
+  store("data", Data("\x01\xFF"));
+  store("array", std::vector<std::vector<bool>>{{true}, {}});
+  store("dictionary", std::map<std::string, std::optional<int>>{{"", 1}, {"none", std::nullopt}});
+  store("optional", MaybeNumber(7));
+  store("absent", MaybeNumber());
+  store("theme", Theme::dark);
+  store("themes", std::vector{Theme::dark, Theme::light});
+  store("visits", Visits{3});
+  Default<URL>::setValue({"url", *URL::from("/")}, URL::fileURLWithPath("/tmp/a b.txt"));
+  ASSERT_TRUE(disk->synchronize());
+  EXPECT_EQ(TessalyTests::outputOf("python3 -c \"import plistlib\n"
+                                   "for item in sorted(plistlib.load(open('" +
+                                   folder.path() + "/Settings.plist', 'rb')).items()): print(*item)\""),
+            "array [[True], []]\n"
+            "data b'\\x01\\xff'\n"
+            "date 2001-01-02 00:00:00\n"
+            "dictionary {'': 1}\n"
+            "double 0.1\n"
+            "float 0.10000000149011612\n"
+            "int 9223372036854775807\n"
+            "int16 -32768\n"
+            "int32 -2147483648\n"
+            "int64 -9223372036854775808\n"
+            "optional 7\n"
+            "text ü\n"
+            "theme dark\n"
+            "themes ['dark', 'light']\n"
+            "true True\n"
+            "uint 18446744073709551615\n"
+            "uint16 65535\n"
+            "uint32 4294967295\n"
+            "uint64 18446744073709551615\n"
+            "uint8 255\n"
+            "url /tmp/a b.txt\n"
+            "visits 3\n");
 }
 
 // Observation.

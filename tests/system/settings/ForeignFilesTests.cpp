@@ -77,15 +77,14 @@ class SettingsForeignFiles : public ::testing::Test {
 
 // Another program.
 
-struct Manner {
-  PropertyListFormat format;
-  bool isInPlace;
+enum class Manner { inPlace, replaced };
+
+class SettingsAndPython : public SettingsForeignFiles {
+ protected:
+  void readAndWriteTheSame(PropertyListFormat format, Manner manner);
 };
 
-class SettingsAndPython : public SettingsForeignFiles, public ::testing::WithParamInterface<Manner> {};
-
-TEST_P(SettingsAndPython, ReadAndWriteTheSamePropertyList) {
-  const auto [format, isInPlace] = GetParam();
+void SettingsAndPython::readAndWriteTheSame(PropertyListFormat format, Manner manner) {
   const std::string formatName = format == PropertyListFormat::xml ? "plistlib.FMT_XML" : "plistlib.FMT_BINARY";
   std::filesystem::create_directory(folder());
   replace(plist(), PropertyListSerialization::data(Dictionary{{"mine", 1}, {"gone", true}}, format).text());
@@ -93,23 +92,23 @@ TEST_P(SettingsAndPython, ReadAndWriteTheSamePropertyList) {
   store->set(0.25, "ours");
   ASSERT_TRUE(store->synchronize());
   store->set("no checkpoint holds this", "late");
-  EXPECT_EQ(
-      python("import os, plistlib, sys, datetime\n"
-             "path = sys.argv[1]\n"
-             "with open(path, 'rb') as file: values = plistlib.load(file)\n"
-             "assert values == {'mine': 1, 'gone': True, 'ours': 0.25}, values\n"
-             "del values['gone']\n"
-             "values['mine'] = 2 ** 64 - 1\n"
-             "values['new'] = [b'\\0\\xff', datetime.datetime(2001, 1, 2), {'ü': -2 ** 63}, False, 5e-324]\n" +
-             (isInPlace ? "with open(path, 'r+b') as file:\n"
+  EXPECT_EQ(python("import os, plistlib, sys, datetime\n"
+                   "path = sys.argv[1]\n"
+                   "with open(path, 'rb') as file: values = plistlib.load(file)\n"
+                   "assert values == {'mine': 1, 'gone': True, 'ours': 0.25}, values\n"
+                   "del values['gone']\n"
+                   "values['mine'] = 2 ** 64 - 1\n"
+                   "values['new'] = [b'\\0\\xff', datetime.datetime(2001, 1, 2), {'ü': -2 ** 63}, False, 5e-324]\n" +
+                   (manner == Manner::inPlace
+                        ? "with open(path, 'r+b') as file:\n"
                           "  file.truncate()\n"
                           "  plistlib.dump(values, file, fmt=" +
                               formatName + ")\n"
                         : "with open(path + '.tmp', 'wb') as file: plistlib.dump(values, file, fmt=" + formatName +
                               ")\n"
                               "os.replace(path + '.tmp', path)\n") +
-             "print('done')"),
-      "done\n");
+                   "print('done')"),
+            "done\n");
   const Dictionary expected{{"mine", std::uint64_t{18446744073709551615U}},
                             {"new", PropertyList::Array{Data("\0\xFF"s), Date::sinceReferenceDate(86'400),
                                                         Dictionary{{"ü", INT64_MIN}}, false, 5e-324}},
@@ -127,15 +126,19 @@ TEST_P(SettingsAndPython, ReadAndWriteTheSamePropertyList) {
             "True\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryManner, SettingsAndPython,
-                         ::testing::Values(Manner{PropertyListFormat::binary, false},
-                                           Manner{PropertyListFormat::binary, true},
-                                           Manner{PropertyListFormat::xml, false},
-                                           Manner{PropertyListFormat::xml, true}),
-                         [](const auto& info) {
-                           return std::string(info.param.format == PropertyListFormat::xml ? "XML" : "Binary") +
-                                  (info.param.isInPlace ? "InPlace" : "Replaced");
-                         });
+TEST_F(SettingsAndPython, ReadAndReplaceTheSameBinaryFile) {
+  readAndWriteTheSame(PropertyListFormat::binary, Manner::replaced);
+}
+
+TEST_F(SettingsAndPython, ReadAndWriteTheSameBinaryFileInPlace) {
+  readAndWriteTheSame(PropertyListFormat::binary, Manner::inPlace);
+}
+
+TEST_F(SettingsAndPython, ReadAndReplaceTheSameXML) { readAndWriteTheSame(PropertyListFormat::xml, Manner::replaced); }
+
+TEST_F(SettingsAndPython, ReadAndWriteTheSameXMLInPlace) {
+  readAndWriteTheSame(PropertyListFormat::xml, Manner::inPlace);
+}
 
 // Property lists that lie.
 
