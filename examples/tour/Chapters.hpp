@@ -17,5 +17,6 @@ void tellOfErrors(Narrator& narrator);
 void tellOfTheNetwork(Narrator& narrator);
 void tellOfTheDesktop(Narrator& narrator);
 void tellOfTexts(Narrator& narrator);
+void tellOfFormatting(Narrator& narrator);
 
 }  // namespace Tour

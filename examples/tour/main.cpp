@@ -28,6 +28,7 @@ constexpr Chapter chapters[] = {
     {"Errors and the log", Tour::tellOfErrors},
     {"Services of the desktop", Tour::tellOfTheDesktop},
     {"Texts, versions and lists", Tour::tellOfTexts},
+    {"Sizes, times and numbers in ten languages", Tour::tellOfFormatting},
     {"The network", Tour::tellOfTheNetwork},
 };
 

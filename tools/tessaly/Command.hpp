@@ -33,5 +33,6 @@ struct Command {
 };
 
 extern const Command defaultsCommand;
+extern const Command formatCommand;
 
 }  // namespace TessalyTool

@@ -16,7 +16,7 @@
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand};
+const std::array commands{&defaultsCommand, &formatCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
