@@ -33,5 +33,7 @@ struct Command {
 };
 
 extern const Command defaultsCommand;
+extern const Command logCommand;
+extern const Command watchCommand;
 
 }  // namespace TessalyTool
