@@ -137,15 +137,13 @@ class FIFOStack {
   /// Fills the left stack, which is empty, with the right one's elements, the last one first. What a copy throws leaves
   /// the queue as it was.
   void flip() {
-    Stack reversed;
-    if (!left_.isShared() && left_.capacity() >= right_.count() && isWorthKeeping(left_, right_.count())) {
-      reversed.swap(left_);
-    } else {
-      reversed.makeRoom(right_.count());
+    const std::size_t count = right_.count();
+    if (left_.isShared() || left_.capacity() < count || !isWorthKeeping(left_, count)) {
+      left_ = Stack();
+      left_.makeRoom(count);
     }
     const bool areShared = right_.isShared();
-    reversed.pushAll(std::make_reverse_iterator(right_.end()), std::make_reverse_iterator(right_.begin()), areShared);
-    left_.swap(reversed);
+    left_.pushAll(std::make_reverse_iterator(right_.end()), std::make_reverse_iterator(right_.begin()), areShared);
     if (!areShared && isWorthKeeping(right_, 0)) {
       right_.clear();
     } else {
