@@ -48,8 +48,13 @@ void ChangeFollower::install(AccessList& accesses) {
   }
   tracking->retain();
   tracking->install(accesses, Tracking::Moment::afterTheChange);
-  UnfairLock::Guard guard(lock_);
-  isInstalling_ = false;
+  TaskReference<Tracking> stopped;
+  {
+    UnfairLock::Guard guard(lock_);
+    isInstalling_ = false;
+    if (isStopped_) stopped = std::move(tracking_);
+  }
+  if (stopped) stopped->cancel();
 }
 
 void ChangeFollower::cancel() noexcept {
@@ -57,7 +62,7 @@ void ChangeFollower::cancel() noexcept {
   {
     UnfairLock::Guard guard(lock_);
     isStopped_ = true;
-    tracking = std::move(tracking_);
+    if (!isInstalling_) tracking = std::move(tracking_);  // Else the installing thread cancels it when it is whole.
   }
   if (tracking) tracking->cancel();
 }
