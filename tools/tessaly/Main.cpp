@@ -6,6 +6,7 @@
 #include <array>
 #include <csignal>
 #include <exception>
+#include <iomanip>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -16,11 +17,13 @@
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand};
+const std::array commands{&defaultsCommand, &formatCommand, &logCommand, &watchCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
-  for (const Command* command : commands) stream << "  " << command->name << "  " << command->summary << '\n';
+  for (const Command* command : commands) {
+    stream << "  " << std::left << std::setw(10) << command->name << command->summary << '\n';
+  }
   stream << "\n'tessaly <command> --help' tells more.\n"
             "Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.\n";
 }
