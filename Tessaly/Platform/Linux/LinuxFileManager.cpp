@@ -64,6 +64,20 @@ void copyTimes(const std::filesystem::path& source, const std::filesystem::path&
   if (::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) throw POSIXError::last();
 }
 
+/// Whether a path is that of a folder, or leads into it.
+bool isWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
+  struct stat wanted{};
+  if (::lstat(folder.c_str(), &wanted) != 0 || !S_ISDIR(wanted.st_mode)) return false;
+  std::error_code code;
+  for (auto place = std::filesystem::weakly_canonical(path, code); !place.empty(); place = place.parent_path()) {
+    struct stat status{};
+    const bool isThere = ::stat(place.c_str(), &status) == 0;
+    if (isThere && status.st_dev == wanted.st_dev && status.st_ino == wanted.st_ino) return true;
+    if (place == place.root_path()) break;
+  }
+  return false;
+}
+
 class LinuxFileManager final : public FileManager {
  public:
   bool startAccessingSecurityScopedResource(const URL& /*url*/) override { return true; }
@@ -101,9 +115,11 @@ class LinuxFileManager final : public FileManager {
     const std::filesystem::path from(filePath(source));
     const std::filesystem::path to(filePath(destination));
     std::error_code code;
-    if (std::filesystem::symlink_status(to, code).type() != std::filesystem::file_type::not_found) {
-      throw POSIXError(EEXIST);
-    }
+    const auto there = std::filesystem::symlink_status(to, code).type();
+    if (there == std::filesystem::file_type::none) throwIf(code);
+    if (there != std::filesystem::file_type::not_found) throw POSIXError(EEXIST);
+    // A folder within itself would be copied until no path is long enough.
+    if (isWithin(to, from)) throw POSIXError(EINVAL);
     code.clear();
     std::filesystem::copy(
         from, to, std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, code);
