@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
 #include "Tessaly/Platform/Files/detail/InotifyChangeSource.hpp"
 #include "Tessaly/Platform/Files/detail/InotifyObjectSource.hpp"
@@ -54,14 +55,6 @@ bool hasTag(const std::string& folder) {
   char text[tagSignature.size()];
   return tag.fileDescriptor() >= 0 && ::read(tag.fileDescriptor(), text, sizeof(text)) == ssize_t{sizeof(text)} &&
          std::string_view(text, sizeof(text)) == tagSignature;
-}
-
-/// Gives the copy the times of the original.
-void copyTimes(const std::filesystem::path& source, const std::filesystem::path& destination) {
-  struct stat status{};
-  if (::lstat(source.c_str(), &status) != 0) throw POSIXError::last();
-  const timespec times[2]{status.st_atim, status.st_mtim};
-  if (::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) throw POSIXError::last();
 }
 
 /// Whether a path is that of a folder, or leads into it.
@@ -120,16 +113,7 @@ class LinuxFileManager final : public FileManager {
     if (there != std::filesystem::file_type::not_found) throw POSIXError(EEXIST);
     // A folder within itself would be copied until no path is long enough.
     if (isWithin(to, from)) throw POSIXError(EINVAL);
-    code.clear();
-    std::filesystem::copy(
-        from, to, std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, code);
-    throwIf(code);
-    if (!std::filesystem::is_symlink(from) && std::filesystem::is_directory(from)) {
-      for (std::filesystem::recursive_directory_iterator entry(from), end; entry != end; ++entry) {
-        copyTimes(entry->path(), to / entry->path().lexically_relative(from));
-      }
-    }
-    copyTimes(from, to);
+    detail::copyItem(from.string(), to.string());
   }
   void moveItem(const URL& source, const URL& destination) override {
     const std::string from = filePath(source);

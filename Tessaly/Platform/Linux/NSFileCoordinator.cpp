@@ -93,12 +93,11 @@ class ZipWriter {
  private:
   void addContents(const std::string& path) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
-    std::vector<char> block(256 * 1024);
     for (;;) {
-      const ssize_t size = ::read(file.fileDescriptor(), block.data(), block.size());
+      const ssize_t size = ::read(file.fileDescriptor(), block_.data(), block_.size());
       if (size == 0) return;
       if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0 && archive_write_data(zip_.get(), block.data(), static_cast<std::size_t>(size)) < 0) fail();
+      if (size > 0 && archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size)) < 0) fail();
     }
   }
   void check(int result) {
@@ -110,6 +109,7 @@ class ZipWriter {
   }
 
   Locales locales_;
+  std::vector<char> block_ = std::vector<char>(256 * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 
