@@ -21,11 +21,37 @@ namespace {
 
 enum class Theme { light, dark };
 
+/// A host's own type that can be absent, and whose absence has a stored form, too.
+struct Nickname {
+  using StoredValue = std::string;
+  constexpr Nickname(std::nullopt_t) {}
+  explicit Nickname(std::string name) : text(std::move(name)) {}
+  static std::optional<Nickname> from(StoredValue stored) { return Nickname(std::move(stored)); }
+  [[nodiscard]] StoredValue transformToUserDefaultValue() const { return text.value_or("nobody"); }
+
+  std::optional<std::string> text;
+};
+
+/// A host's own record that makes something of the absence of a stored value.
+struct Visits {
+  using StoredValue = std::optional<int>;
+  static std::optional<Visits> from(StoredValue stored) { return Visits{stored.value_or(-1)}; }
+  [[nodiscard]] StoredValue transformToUserDefaultValue() const {
+    return count < 0 ? std::nullopt : std::optional(count);
+  }
+
+  int count;
+};
+
 }  // namespace
 
 template <>
 inline constexpr auto Tessaly::rawValues<Theme> =
     Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+template <>
+struct Tessaly::AnyOptionalTraits<Nickname> {
+  static bool isNil(const Nickname& value) { return !value.text; }
+};
 
 namespace Tessaly {
 namespace {
@@ -151,6 +177,52 @@ TEST_F(DefaultTest, WritingTheAbsentValueRemovesTheEntry) {
   Default<MaybeNumber>::setValue(page.key(), 4);
   Default<MaybeNumber>::setValue(page.key(), std::nullopt);
   EXPECT_THAT(store->dictionaryRepresentation(), IsEmpty());
+}
+
+TEST_F(DefaultTest, AHostsOwnAbsentValueRemovesTheEntry) {
+  constexpr Default<Nickname>::Key key("nickname");
+  Default<Nickname>::setValue(key, Nickname("Kim"));
+  EXPECT_EQ(store->value("nickname"), PropertyList("Kim"));
+  Default<Nickname>::setValue(key, std::nullopt);
+  EXPECT_EQ(store->value("nickname"), std::nullopt);
+  EXPECT_EQ(Default<Nickname>::value(key).text, std::nullopt);
+}
+
+TEST_F(DefaultTest, AnAbsentStoredValueIsGivenToAConversionThatTakesIt) {
+  const Default<Visits>::Key key{"visits", Visits{7}};
+  EXPECT_EQ(Default<Visits>::value(key).count, -1);
+  store->set("many", "visits");
+  EXPECT_EQ(Default<Visits>::value(key).count, 7);
+  Default<Visits>::setValue(key, Visits{3});
+  EXPECT_EQ(store->value("visits"), PropertyList(3));
+  Default<Visits>::setValue(key, Visits{-1});
+  EXPECT_EQ(store->value("visits"), std::nullopt);
+}
+
+TEST_F(DefaultTest, AnOptionalOfAnAbsentOptionalIsRemovedToo) {
+  using Nested = std::optional<MaybeNumber>;
+  const Default<Nested>::Key key("nested");
+  Default<Nested>::setValue(key, Nested(MaybeNumber(1)));
+  EXPECT_EQ(store->value("nested"), PropertyList(1));
+  EXPECT_EQ(Default<Nested>::value(key), Nested(MaybeNumber(1)));
+  Default<Nested>::setValue(key, Nested(MaybeNumber()));
+  EXPECT_EQ(store->value("nested"), std::nullopt);
+}
+
+TEST_F(DefaultTest, AnyTextIsAName) {
+  for (const std::string& name : {std::string(), std::string("a.b.c"), std::string("n\0l", 3), std::string(10'000, 'k'),
+                                  std::string("\xC3\xBC"), std::string("a\xFF")}) {
+    const Default<Number>::Key key(name, 1);
+    const Default<Number> setting(key);
+    std::vector<Number> seen;
+    const auto observer = Default<Number>::observe(key, [&](Number stored) { seen.push_back(stored); });
+    int told = 0;
+    withObservationTracking([&] { static_cast<void>(setting.value()); }, [&] { ++told; });
+    Default<Number>::setValue(key, 5);
+    EXPECT_EQ(setting.value(), 5);
+    EXPECT_THAT(seen, ElementsAre(5));
+    EXPECT_EQ(told, 1);
+  }
 }
 
 TEST_F(DefaultTest, AURLComesBackAsARelativeOne) {
@@ -436,6 +508,14 @@ TEST_F(DefaultDeathTest, TheObjectsRefuseToBeMadeWithoutArguments) {
   EXPECT_EXIT(static_cast<void>(Default<Number>::Backing::make()), KilledBySignal(SIGABRT), report("Tessaly.Backing"));
   EXPECT_EXIT(static_cast<void>(Default<Number>::ValueObserver::make()), KilledBySignal(SIGABRT),
               report("Tessaly.ValueObserver"));
+}
+
+TEST(DefaultClassesDeathTest, AreKnownBeforeTheFirstObjectIsMade) {
+  for (const std::string name : {"Tessaly.Backing", "Tessaly.ValueObserver"}) {
+    EXPECT_EXIT(static_cast<void>(Object::make(name)), testing::KilledBySignal(SIGABRT),
+                "Tessaly/Default:[0-9]+: Fatal error: Use of unimplemented initializer 'init\\(\\)' for class '" +
+                    name + "'\n");
+  }
 }
 
 TEST_F(DefaultDeathTest, AHandlerThatThrowsStopsTheProcess) {

@@ -33,5 +33,8 @@ struct Command {
 };
 
 extern const Command defaultsCommand;
+extern const Command formatCommand;
+extern const Command logCommand;
+extern const Command watchCommand;
 
 }  // namespace TessalyTool

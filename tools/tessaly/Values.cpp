@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Values.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -19,15 +20,6 @@ using Tessaly::PropertyList;
   throw UsageError("\"" + std::string(text) + "\" is no " + std::string(kind));
 }
 
-template <typename Number>
-std::optional<Number> parsedNumber(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
 PropertyList parsedInteger(std::string_view text) {
   if (const auto number = parsedNumber<std::int64_t>(text)) return *number;
   if (const auto number = parsedNumber<std::uint64_t>(text)) return *number;
@@ -38,16 +30,6 @@ PropertyList parsedBoolean(std::string_view text) {
   if (text == "true" || text == "yes" || text == "1") return true;
   if (text == "false" || text == "no" || text == "0") return false;
   refuse(text, "boolean: true, yes, 1, false, no or 0");
-}
-
-PropertyList parsedDate(std::string_view text) {
-  // The codec knows how dates are written.
-  try {
-    const std::string element = "<date>" + std::string(text) + "</date>";
-    return Tessaly::PropertyListSerialization::read(Data(std::string_view(element)).bytes()).value;
-  } catch (const Tessaly::PropertyListError&) {
-    refuse(text, "date like 2023-01-02T15:04:05Z");
-  }
 }
 
 PropertyList parsedData(std::string_view text) {
@@ -90,6 +72,16 @@ PropertyList takeSimple(Arguments& arguments) {
 
 }  // namespace
 
+PropertyList parsedDate(std::string_view text) {
+  // The codec knows how dates are written.
+  try {
+    const std::string element = "<date>" + std::string(text) + "</date>";
+    return Tessaly::PropertyListSerialization::read(Data(std::string_view(element)).bytes()).value;
+  } catch (const Tessaly::PropertyListError&) {
+    refuse(text, "date like 2023-01-02T15:04:05Z");
+  }
+}
+
 PropertyList parsedValue(Arguments arguments) {
   if (arguments.empty()) throw UsageError("A value is missing");
   if (arguments[0] == "-array") {
@@ -112,6 +104,11 @@ PropertyList parsedValue(Arguments arguments) {
   PropertyList value = takeSimple(arguments);
   if (!arguments.empty()) throw UsageError("\"" + std::string(arguments[0]) + "\" is too much");
   return value;
+}
+
+std::string printedKey(std::string_view key) {
+  const bool isPlain = std::ranges::none_of(key, [](unsigned char unit) { return unit < 0x20 || unit == 0x7F; });
+  return isPlain ? std::string(key) : PropertyList(key).description();
 }
 
 std::string printed(const PropertyList& value) { return value.text() != nullptr ? *value.text() : value.description(); }

@@ -1,17 +1,37 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <charconv>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "Command.hpp"
 #include "Tessaly/Platform/Foundation/PropertyList.hpp"
 
 namespace TessalyTool {
 
+/// The number that the whole text spells.
+template <typename Number>
+std::optional<Number> parsedNumber(std::string_view text) {
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+/// The date that a text like "2023-01-02T15:04:05Z" spells. Throws `UsageError`.
+Tessaly::PropertyList parsedDate(std::string_view text);
+
 /// The value that the arguments spell: `-int 5`, `-array a -int 5`, or a bare text. Throws `UsageError`.
 Tessaly::PropertyList parsedValue(Arguments arguments);
 
 /// A value for people and scripts: texts as they are, everything else as it describes itself.
 std::string printed(const Tessaly::PropertyList& value);
+
+/// A key that begins a line: as it is, but quoted if it would break the line or steer the terminal.
+std::string printedKey(std::string_view key);
 
 }  // namespace TessalyTool

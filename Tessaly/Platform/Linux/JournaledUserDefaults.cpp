@@ -419,6 +419,7 @@ void JournaledUserDefaults::folderChanged() {
       watchedInode_ = 0;
       watch();  // Somebody may have made it again meanwhile.
     }
+    if (watchedInode_ == 0) checkpointLater(checkpointDelay);  // Which makes the folder again and watches it.
     struct stat journal{};
     const bool hasJournal = ::stat(journalPath_.c_str(), &journal) == 0;
     const bool isJournalNews = !hasJournal || journal.st_ino != journal_.inode ||

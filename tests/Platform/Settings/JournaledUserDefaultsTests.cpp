@@ -140,6 +140,12 @@ TEST_F(JournaledUserDefaultsTest, TakesIllFormedKeysForTheirReplacement) {
   EXPECT_EQ(store->value("a\xFF"), 1);
   EXPECT_EQ(store->value("a\uFFFD"), 1);
   EXPECT_EQ(stored(), (Dictionary{{"a\uFFFD", 1}}));
+  const auto recorder = std::make_shared<Recorder>();
+  store->addObserver(recorder, "a\xFF", KeyValueObservingOptions::newValue, nullptr);
+  store->set(2, "a\xFF");
+  store->set(3, "a\uFFFD");
+  ASSERT_EQ(recorder->calls().size(), 2u);
+  EXPECT_EQ(recorder->calls()[1].key, "a\xFF");  // As the observer names it.
 }
 
 TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAQuarterOfASecondAfterTheFirstWrite) {

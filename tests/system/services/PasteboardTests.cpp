@@ -37,8 +37,11 @@ class X11Pasteboard : public testing::Test {
   void startServer() {
     const std::string number = folder_.path() + "/display";
     std::filesystem::remove(number);
-    server_ = Tests::Process({"sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>" + number},
-                             folder_.path() + "/Xvfb.log");
+    // A number of this process, or another test's server could take that of one that has ended.
+    display_ = std::to_string(1'000 + ::getpid() % 25'000 * 2 + starts_++);
+    server_ = Tests::Process(
+        {"sh", "-c", "exec Xvfb :" + display_ + " -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>" + number},
+        folder_.path() + "/Xvfb.log");
     comesTrue([&] { return Tests::contentsOf(number).ends_with('\n'); });
     display_ = Tests::contentsOf(number);
     if (display_.empty()) return;
@@ -62,6 +65,7 @@ class X11Pasteboard : public testing::Test {
   TessalyTests::TemporaryFolder folder_;
   Tests::Process server_;
   std::string display_;
+  int starts_ = 0;
   DisplayPasteboard pasteboard_;
 };
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -56,6 +57,7 @@ class SettingsDisk : public ::testing::Test {
     return JournaledUserDefaults::open({.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading})
         ->dictionaryRepresentation();
   }
+  [[nodiscard]] std::string disk() const { return disk_.path(); }
   [[nodiscard]] std::string folder() const { return disk_.path() + "/org.example.test"; }
   [[nodiscard]] std::string filler() const { return disk_.path() + "/filler"; }
 
@@ -120,8 +122,7 @@ TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   open()->set(1, "a");
-  const std::string disk = std::filesystem::path(folder()).parent_path();
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
   const auto store = open();
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
   EXPECT_EQ(store->value("a"), 1);
@@ -133,7 +134,7 @@ TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
   EXPECT_EQ(log->records().size(), 1u);
 
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
   store->set(4, "c");
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
   EXPECT_EQ(stored(), (Dictionary{{"a", 2}, {"b", 3}, {"c", 4}}));
@@ -143,13 +144,43 @@ TEST_F(SettingsDisk, ReadOnlyWithoutAnyJournalReadsThePropertyList) {
   std::filesystem::create_directory(folder());
   std::ofstream(folder() + "/Settings.plist")
       << PropertyListSerialization::data(Dictionary{{"a", 1}}, PropertyListFormat::xml).text();
-  const std::string disk = std::filesystem::path(folder()).parent_path();
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
   const auto store = open();
   EXPECT_EQ(store->value("a"), 1);
   store->set(2, "a");
   EXPECT_EQ(store->value("a"), 2);
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
+}
+
+TEST_F(SettingsDisk, OfAUserWithoutAHomeServesFromMemory) {
+  // Nobody knows this user: no file of users, and no service that makes one up.
+  std::ofstream(disk() + "/passwd");
+  std::ofstream(disk() + "/nsswitch.conf") << "passwd: files\n";
+  for (const std::string name : {"passwd", "nsswitch.conf"}) {
+    ASSERT_EQ(::mount((disk() + '/' + name).c_str(), ("/etc/" + name).c_str(), nullptr, MS_BIND, nullptr), 0)
+        << std::strerror(errno);
+  }
+  ::unsetenv("HOME");
+  ::unsetenv("XDG_CONFIG_HOME");
+  const auto& store = UserDefaults::standard();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::noFolder);
+  EXPECT_EQ(store->status().folder, "");
+  EXPECT_FALSE(store->synchronize());
+  ::umount2("/etc/passwd", MNT_DETACH);
+  ::umount2("/etc/nsswitch.conf", MNT_DETACH);
+}
+
+TEST_F(SettingsDisk, OfAUserWhoseHomeIsNotThereServesFromMemory) {
+  ::setenv("HOME", "/proc/nobody", 1);
+  ::unsetenv("XDG_CONFIG_HOME");
+  const auto& store = UserDefaults::standard();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_NE(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(store->status().unstoredKeys, 1);
+  EXPECT_FALSE(store->synchronize());
 }
 
 TEST_F(SettingsDisk, OfAFolderThatCannotBeMadeServesFromMemory) {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,84 +35,107 @@ struct DecimalWriter {
   int secondaryGroup = 0;
   int minimumGrouping = 1;
 
-  /// Appends the value with its affixes. False, and nothing appended, when it is left to ICU: no number, infinite, of
-  /// more than twenty integer digits, or cut by a rounding mode that is not a nearest one.
-  bool append(std::string& text, double value, int minimumFraction, int maximumFraction, const Affixes& positive,
-              const Affixes& negative) const {
-    if (!std::isfinite(value)) return false;
+  /// The decimals of a magnitude, rounded.
+  struct Decimals {
+    std::array<std::uint8_t, 20> digits{};
+    int count = 0;
+    int integers = 0;  // How many of them stand before the point; negative: zeros behind it.
+
+    [[nodiscard]] std::uint8_t at(int index) const noexcept {
+      return index >= 0 && index < count ? digits[static_cast<std::size_t>(index)] : 0;
+    }
+    /// How many of them stand behind the point, without zeros at the end.
+    [[nodiscard]] int fractions() const noexcept {
+      int fractions = count - integers;
+      while (fractions > 0 && at(integers + fractions - 1) == 0) --fractions;
+      return fractions;
+    }
+  };
+
+  /// The value without its sign, with no more fraction digits than this. Absent when it is left to ICU: no number,
+  /// infinite, of more than twenty integer digits, or cut by a rounding mode that is not a nearest one.
+  [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction) const noexcept {
+    if (!std::isfinite(value)) return std::nullopt;
     // The shortest decimal that reads as the value: that, and not the value's own expansion, is rounded.
     std::array<char, 32> shortest;
     const char* end = std::to_chars(shortest.data(), shortest.data() + shortest.size(), std::abs(value),
                                     std::chars_format::scientific)
                           .ptr;
-    std::array<std::uint8_t, 20> decimals{};
-    int count = 0;
+    Decimals decimals;
     const char* next = shortest.data();
     for (; *next != 'e'; ++next) {
-      if (*next != '.') decimals[static_cast<std::size_t>(count++)] = static_cast<std::uint8_t>(*next - '0');
+      if (*next != '.') {
+        decimals.digits[static_cast<std::size_t>(decimals.count++)] = static_cast<std::uint8_t>(*next - '0');
+      }
     }
     int exponent = 0;
     std::from_chars(next[1] == '+' ? next + 2 : next + 1, end, exponent);
-    if (exponent > 19) return false;
-    int integers = exponent + 1;  // How many of the decimals stand before the point; negative: zeros behind it.
-    if (!round(decimals, count, integers, integers + maximumFraction)) return false;
+    if (exponent > 19) return std::nullopt;
+    decimals.integers = exponent + 1;
+    if (!round(decimals, decimals.integers + maximumFraction)) return std::nullopt;
+    return decimals;
+  }
 
-    const bool isNegative = std::signbit(value);
-    const Affixes& affixes = isNegative ? negative : positive;
+  /// Appends the value with its affixes. False, and nothing appended, when it is left to ICU.
+  bool append(std::string& text, double value, int minimumFraction, int maximumFraction, const Affixes& positive,
+              const Affixes& negative) const {
+    const std::optional<Decimals> decimals = rounded(value, maximumFraction);
+    if (!decimals) return false;
+    const Affixes& affixes = std::signbit(value) ? negative : positive;
     text.append(affixes.prefix);
-    appendInteger(text, decimals, count, integers);
-    int fractions = count - integers;
-    while (fractions > 0 && decimalAt(decimals, count, integers + fractions - 1) == 0) --fractions;
-    fractions = fractions > minimumFraction ? fractions : minimumFraction;
-    if (fractions > 0) text.append(decimalSeparator);
-    for (int index = 0; index < fractions; ++index) text.append(digits[decimalAt(decimals, count, integers + index)]);
+    append(text, *decimals, minimumFraction);
     text.append(affixes.suffix);
     return true;
   }
 
- private:
-  static std::uint8_t decimalAt(const std::array<std::uint8_t, 20>& decimals, int count, int index) noexcept {
-    return index >= 0 && index < count ? decimals[static_cast<std::size_t>(index)] : 0;
+  /// Appends decimals without any affixes.
+  void append(std::string& text, const Decimals& decimals, int minimumFraction = 0) const {
+    appendInteger(text, decimals);
+    const int fractions = std::max(decimals.fractions(), minimumFraction);
+    if (fractions > 0) text.append(decimalSeparator);
+    for (int index = 0; index < fractions; ++index) text.append(digits[decimals.at(decimals.integers + index)]);
   }
 
+ private:
   /// Keeps this many of the decimals. A carry out of the first one makes the number one digit longer.
-  bool round(std::array<std::uint8_t, 20>& decimals, int& count, int& integers, int kept) const noexcept {
-    if (kept >= count) return true;
+  bool round(Decimals& decimals, int kept) const noexcept {
+    if (kept >= decimals.count) return true;
     if (rounding == Rounding::other) return false;
     bool isUp = false;
     if (kept >= 0) {
-      const std::uint8_t first = decimals[static_cast<std::size_t>(kept)];
+      const std::uint8_t first = decimals.at(kept);
       // The shortest form has no trailing zeros, so what follows the first is not zero.
-      const bool isTie = first == 5 && kept + 1 == count;
-      const bool isOdd = kept > 0 && decimals[static_cast<std::size_t>(kept - 1)] % 2 == 1;
+      const bool isTie = first == 5 && kept + 1 == decimals.count;
+      const bool isOdd = kept > 0 && decimals.at(kept - 1) % 2 == 1;
       isUp = isTie ? rounding == Rounding::halfUp || (rounding == Rounding::halfEven && isOdd) : first >= 5;
     }
-    count = kept > 0 ? kept : 0;
+    decimals.count = kept > 0 ? kept : 0;
     if (!isUp) return true;
-    int index = count - 1;
-    while (index >= 0 && decimals[static_cast<std::size_t>(index)] == 9)
-      decimals[static_cast<std::size_t>(index--)] = 0;
+    auto& digits = decimals.digits;
+    int index = decimals.count - 1;
+    while (index >= 0 && decimals.at(index) == 9) digits[static_cast<std::size_t>(index--)] = 0;
     if (index >= 0) {
-      ++decimals[static_cast<std::size_t>(index)];
+      ++digits[static_cast<std::size_t>(index)];
       return true;
     }
-    for (index = count; index > 0; --index) {
-      decimals[static_cast<std::size_t>(index)] = decimals[static_cast<std::size_t>(index - 1)];
+    for (index = decimals.count; index > 0; --index) {
+      digits[static_cast<std::size_t>(index)] = digits[static_cast<std::size_t>(index - 1)];
     }
-    decimals[0] = 1;
-    ++count;
-    ++integers;
+    digits[0] = 1;
+    ++decimals.count;
+    ++decimals.integers;
     return true;
   }
 
-  void appendInteger(std::string& text, const std::array<std::uint8_t, 20>& decimals, int count, int integers) const {
+  void appendInteger(std::string& text, const Decimals& decimals) const {
+    const int integers = decimals.integers;
     if (integers <= 0) {
       text.append(digits[0]);
       return;
     }
     const bool isGrouped = primaryGroup > 0 && integers >= primaryGroup + minimumGrouping;
     for (int index = 0; index < integers; ++index) {
-      text.append(digits[decimalAt(decimals, count, index)]);
+      text.append(digits[decimals.at(index)]);
       const int left = integers - index - 1;
       if (isGrouped && left >= primaryGroup && (left - primaryGroup) % secondaryGroup == 0)
         text.append(groupingSeparator);
