@@ -34,7 +34,9 @@ struct Command {
 
 extern const Command defaultsCommand;
 extern const Command formatCommand;
+extern const Command infoCommand;
 extern const Command logCommand;
 extern const Command watchCommand;
+extern const Command zipCommand;
 
 }  // namespace TessalyTool

@@ -17,7 +17,7 @@
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand, &formatCommand, &logCommand, &watchCommand};
+const std::array commands{&defaultsCommand, &formatCommand, &infoCommand, &logCommand, &watchCommand, &zipCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";

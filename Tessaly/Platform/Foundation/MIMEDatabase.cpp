@@ -261,12 +261,17 @@ MIMEDatabase::Matches MIMEDatabase::literalMatches(std::string_view name, Case c
   return found;
 }
 
-MIMEDatabase::Matches MIMEDatabase::patternMatches(std::string_view name, Case caseOfLetters) const {
+MIMEDatabase::Matches MIMEDatabase::suffixMatches(std::string_view name, Case caseOfLetters) const {
   Matches found;
   for (std::size_t dot = name.find('.'); dot != std::string_view::npos; dot = name.find('.', dot + 1)) {
     const auto globs = suffixes_.find(name.substr(dot));
     if (globs != suffixes_.end()) addCounting(globs->second, caseOfLetters, found);
   }
+  return found;
+}
+
+MIMEDatabase::Matches MIMEDatabase::otherMatches(std::string_view name, Case caseOfLetters) const {
+  Matches found;
   for (const Glob& glob : others_) {
     if (glob.counts(caseOfLetters) && GlobPattern::fits(glob.pattern, name)) found.push_back(&glob);
   }
@@ -277,8 +282,10 @@ MIMEDatabase::Matches MIMEDatabase::matches(std::string_view name) const {
   const std::string lower = lowercased(name);
   Matches found = literalMatches(name, Case::told);
   if (found.empty()) found = literalMatches(lower, Case::ignored);
-  if (found.empty()) found = patternMatches(name, Case::told);
-  if (found.empty()) found = patternMatches(lower, Case::ignored);
+  if (found.empty()) found = suffixMatches(name, Case::told);
+  if (found.empty()) found = suffixMatches(lower, Case::ignored);
+  if (found.empty()) found = otherMatches(name, Case::told);
+  if (found.empty()) found = otherMatches(lower, Case::ignored);
   return found;
 }
 

@@ -54,8 +54,12 @@ TEST_F(MIMEDatabaseTest, TheGreatestWeightWinsAndThenTheLongestPattern) {
   EXPECT_THAT(database.typesOfName("a.very.heavy"), ElementsAre("a/heavy"));
 }
 
-TEST_F(MIMEDatabaseTest, WholeNamesGoBeforePatterns) {
-  database.addGlobs("50:text/x-cmake:cmakelists.txt\n80:text/plain:*.txt\n");
+TEST_F(MIMEDatabaseTest, WholeNamesGoBeforePatternsAndExtensionsBeforeOthers) {
+  database.addGlobs(
+      "50:text/x-cmake:cmakelists.txt\n80:text/plain:*.txt\n60:application/x-sharedlib:*.so.[0-9]*\n"
+      "50:application/gzip:*.gz\n");
+  EXPECT_THAT(database.typesOfName("ld.so.8.GZ"), ElementsAre("application/gzip"));
+  EXPECT_THAT(database.typesOfName("libc.so.6"), ElementsAre("application/x-sharedlib"));
   EXPECT_THAT(database.typesOfName("CMakeLists.txt"), ElementsAre("text/x-cmake"));
   EXPECT_THAT(database.typesOfName("a CMakeLists.txt"), ElementsAre("text/plain"));
 }

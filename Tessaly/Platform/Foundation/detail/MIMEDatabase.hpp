@@ -82,7 +82,8 @@ class TESSALY_EXPORT MIMEDatabase {
   void removeGlobs(std::string_view type);
   /// Of a name as it stands, or of one in small letters.
   [[nodiscard]] Matches literalMatches(std::string_view name, Case caseOfLetters) const;
-  [[nodiscard]] Matches patternMatches(std::string_view name, Case caseOfLetters) const;
+  [[nodiscard]] Matches suffixMatches(std::string_view name, Case caseOfLetters) const;
+  [[nodiscard]] Matches otherMatches(std::string_view name, Case caseOfLetters) const;
   [[nodiscard]] Matches matches(std::string_view name) const;
   static void addCounting(const std::vector<Glob>& globs, Case caseOfLetters, Matches& matches);
   [[nodiscard]] std::string typeOfContents(std::string_view contents) const;
