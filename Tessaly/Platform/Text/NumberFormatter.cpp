@@ -66,8 +66,11 @@ class NumberFormatter::Engine {
  public:
   Engine(const Configuration& configuration, const std::string& identifier)
       : format_(makeFormat(configuration.style, icu::Locale(identifier.c_str()))) {
-    format_->setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(configuration.roundingMode));
-    format_->setLenient(false);
+    // Each change makes ICU prepare everything anew, so what is so already is left alone.
+    if (configuration.roundingMode != RoundingMode::halfEven) {
+      format_->setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(configuration.roundingMode));
+    }
+    if (format_->isLenient()) format_->setLenient(false);
     if (configuration.negativeFormat) {
       UErrorCode status = U_ZERO_ERROR;
       icu::UnicodeString pattern;
