@@ -3,6 +3,8 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/calendar.h>
+#include <unicode/decimfmt.h>
+#include <unicode/dtfmtsym.h>
 #include <unicode/locid.h>
 #include <unicode/reldatefmt.h>
 #include <unicode/simpleformatter.h>
@@ -12,11 +14,14 @@
 #include <unicode/udisplaycontext.h>
 #include <unicode/ures.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <tuple>
 #include <utility>
 
+#include "Tessaly/Platform/Text/detail/DateWriter.hpp"
 #include "Tessaly/Platform/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Platform/Text/detail/UTF16Output.hpp"
 
@@ -101,6 +106,144 @@ icu::UnicodeString gluePattern(const icu::Locale& locale, icu::DateFormat::EStyl
   return u"{1} {0}";
 }
 
+/// Gives words a capital letter as ICU does it at the beginning of a sentence.
+class Capitaliser {
+ public:
+  explicit Capitaliser(const icu::Locale& locale) : locale_(locale) {}
+
+  void capitalise(icu::UnicodeString& word) {
+    if (word.isEmpty() || !u_islower(word.char32At(0))) return;
+    UErrorCode status = U_ZERO_ERROR;
+    if (!sentences_) sentences_.reset(icu::BreakIterator::createSentenceInstance(locale_, status));
+    if (sentences_) word.toTitle(sentences_.get(), locale_, U_TITLECASE_NO_LOWERCASE | U_TITLECASE_NO_BREAK_ADJUSTMENT);
+  }
+
+ private:
+  const icu::Locale& locale_;
+  std::unique_ptr<icu::BreakIterator> sentences_;
+};
+
+using detail::DateWriter;
+
+/// The part for a field of a pattern: a letter, so many times. Absent for what is left to ICU.
+std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::DateFormatSymbols& symbols) {
+  using Field = DateWriter::Field;
+  using icu::DateFormatSymbols;
+  const auto width = [count] {
+    return count == 3   ? DateFormatSymbols::ABBREVIATED
+           : count == 4 ? DateFormatSymbols::WIDE
+                        : DateFormatSymbols::NARROW;
+  };
+  const auto named = [](Field field, const icu::UnicodeString* names, std::int32_t first, std::int32_t end) {
+    DateWriter::Part part{.field = field, .names = {}};
+    for (std::int32_t index = first; index < end; ++index) part.names.push_back(detail::fromUTF16(names[index]));
+    return part;
+  };
+  const bool isStandalone = letter == u'L' || letter == u'c';
+  const auto context = isStandalone ? DateFormatSymbols::STANDALONE : DateFormatSymbols::FORMAT;
+  std::int32_t found = 0;
+  switch (letter) {
+    case u'y':
+      if (count == 2) return DateWriter::Part{.field = Field::yearOfCentury, .names = {}};
+      return DateWriter::Part{.field = Field::year, .digits = count, .names = {}};
+    case u'M':
+    case u'L': {
+      if (count < 3) return DateWriter::Part{.field = Field::month, .digits = count, .names = {}};
+      const icu::UnicodeString* names = symbols.getMonths(found, context, width());
+      if (count > 5 || found < 12) return std::nullopt;
+      return named(Field::monthName, names, 0, 12);
+    }
+    case u'E':
+    case u'c': {
+      if (count > 5 || (isStandalone && count < 3)) return std::nullopt;
+      const icu::UnicodeString* names =
+          symbols.getWeekdays(found, context, count < 3 ? DateFormatSymbols::ABBREVIATED : width());
+      if (found < 8) return std::nullopt;
+      return named(Field::weekdayName, names, 1, 8);
+    }
+    case u'a': {
+      const icu::UnicodeString* names = symbols.getAmPmStrings(found);
+      if (count > 4 || found < 2) return std::nullopt;
+      return named(Field::dayPeriod, names, 0, 2);
+    }
+    case u'd':
+      return DateWriter::Part{.field = Field::day, .digits = count, .names = {}};
+    case u'H':
+      return DateWriter::Part{.field = Field::hour, .digits = count, .names = {}};
+    case u'h':
+      return DateWriter::Part{.field = Field::hourOfTwelve, .digits = count, .names = {}};
+    case u'm':
+      return DateWriter::Part{.field = Field::minute, .digits = count, .names = {}};
+    case u's':
+      return DateWriter::Part{.field = Field::second, .digits = count, .names = {}};
+    default:
+      return std::nullopt;
+  }
+}
+
+/// What writes as a format of ICU does. Absent for other calendars than the Gregorian one, and for patterns with fields
+/// that only ICU knows, such as names of time zones.
+std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isCapitalised, const icu::Locale& locale) {
+  constexpr std::u16string_view numericFields = u"yMdHhms";
+  if (std::string_view(format.getCalendar()->getType()) != "gregorian") return std::nullopt;
+  const auto* numbers = dynamic_cast<const icu::DecimalFormat*>(format.getNumberFormat());
+  if (numbers == nullptr || std::ranges::any_of(numericFields, [&](char16_t field) {
+        return format.getNumberFormatForField(field) != numbers;
+      })) {
+    return std::nullopt;
+  }
+  DateWriter writer;
+  for (int digit = 0; digit < 10; ++digit) {
+    writer.digits[static_cast<std::size_t>(digit)] =
+        detail::fromUTF16(numbers->getDecimalFormatSymbols()->getConstDigitSymbol(digit));
+  }
+  icu::UnicodeString pattern;
+  format.toPattern(pattern);
+  icu::UnicodeString literal;
+  const auto endLiteral = [&] {
+    if (literal.isEmpty()) return;
+    writer.parts.push_back({.field = DateWriter::Field::literal, .names = {detail::fromUTF16(literal)}});
+    literal.remove();
+  };
+  Capitaliser capitaliser(locale);
+  bool isFirst = true;
+  bool isQuoted = false;
+  for (std::int32_t at = 0; at < pattern.length();) {
+    const char16_t unit = pattern.charAt(at);
+    const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+    if (unit == u'\'') {
+      const bool isDoubled = at + 1 < pattern.length() && pattern.charAt(at + 1) == u'\'';
+      if (isDoubled) {
+        literal += u'\'';
+      } else {
+        isQuoted = !isQuoted;
+      }
+      at += isDoubled ? 2 : 1;
+    } else if (isQuoted || !isLetter) {
+      literal += unit;
+      ++at;
+    } else {
+      std::int32_t end = at;
+      while (end < pattern.length() && pattern.charAt(end) == unit) ++end;
+      auto part = partOf(unit, end - at, *format.getDateFormatSymbols());
+      if (!part) return std::nullopt;
+      endLiteral();
+      if (isFirst && isCapitalised) {
+        for (std::string& name : part->names) {
+          icu::UnicodeString units = icu::UnicodeString::fromUTF8(name);
+          capitaliser.capitalise(units);
+          name = detail::fromUTF16(units);
+        }
+      }
+      isFirst = false;
+      writer.parts.push_back(*std::move(part));
+      at = end;
+    }
+  }
+  endLiteral();
+  return writer;
+}
+
 icu::UnicodeString quoted(icu::UnicodeString text) {
   text.findAndReplace(u"'", u"''");
   return u"'" + text + u"'";
@@ -133,7 +276,10 @@ struct DateFormatter::Key {
 /// What is prepared for one combination of properties.
 class DateFormatter::Engine {
  public:
-  explicit Engine(const Key& key) {
+  /// Who writes: a writer of ours where it can, else ICU, whose formats are many times larger and slower.
+  enum class Writing : std::uint8_t { byOurselves, byICU };
+
+  explicit Engine(const Key& key, Writing writing = Writing::byOurselves) : key_(key) {
     const icu::Locale named(key.locale.c_str());
     const icu::Locale& locale = named.isBogus() ? icu::Locale::getRoot() : named;
     UErrorCode status = U_ZERO_ERROR;
@@ -145,53 +291,91 @@ class DateFormatter::Engine {
       whole_ =
           std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(u"y-MM-dd HH:mm"), icu::Locale::getRoot(), status);
     }
-    whole_->adoptTimeZone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));
+    zone_.reset(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));
+    whole_->setTimeZone(*zone_);
     calendar_.reset(whole_->getCalendar()->clone());
     isRelative_ = key.isRelative && key.dateStyle != Style::none;
     if (isRelative_) prepareWords(key, locale);
     whole_->setContext(contextOfICU(key.context), status);
+    if (writing == Writing::byOurselves) prepareWriters(locale);
   }
 
   std::string string(UDate date, UDate now) {
-    std::string text;
+    const bool isLeftToICU = !DateWriter::writes(date) || (isRelative_ && !DateWriter::writes(now));
+    if (wholeWriter_ && isLeftToICU) {
+      if (!exact_) exact_ = std::make_unique<Engine>(key_, Writing::byICU);
+      return exact_->string(date, now);
+    }
     if (isRelative_) {
-      const std::int64_t days = julianDay(date) - julianDayOfNow(now);
+      const std::int64_t days = dayNumber(date) - dayNumberOfNow(now);
       if (days >= -2 && days <= 2 && !words_[static_cast<std::size_t>(days + 2)].empty()) {
-        text = words_[static_cast<std::size_t>(days + 2)];
-        if (!time_) return text;
-        const std::string timeText = apply(*time_, date);
-        return isTimeFirst_ ? glue_[0] + timeText + glue_[1] + text + glue_[2]
-                            : glue_[0] + text + glue_[1] + timeText + glue_[2];
+        const std::string& word = words_[static_cast<std::size_t>(days + 2)];
+        if (key_.timeStyle == Style::none) return word;
+        const std::string time = apply(time_.get(), timeWriter_, date);
+        return isTimeFirst_ ? glue_[0] + time + glue_[1] + word + glue_[2]
+                            : glue_[0] + word + glue_[1] + time + glue_[2];
       }
     }
-    return apply(*whole_, date);
+    return apply(whole_.get(), wholeWriter_, date);
   }
 
  private:
-  std::string apply(const icu::SimpleDateFormat& format, UDate date) {
+  std::string apply(const icu::SimpleDateFormat* format, const std::optional<DateWriter>& writer, UDate date) {
+    if (writer) {
+      std::string text;
+      writer->append(text, localMilliseconds(date));
+      return text;
+    }
     UErrorCode status = U_ZERO_ERROR;
     // With a calendar of our own: given a date, ICU would clone the format's at every call.
     calendar_->setTime(date, status);
     units_.remove();
     icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
-    format.format(*calendar_, units_, position);
+    format->format(*calendar_, units_, position);
     return detail::fromUTF16(units_);
   }
 
-  std::int64_t julianDay(UDate date) {
+  [[nodiscard]] std::int64_t localMilliseconds(UDate date) const {
+    UErrorCode status = U_ZERO_ERROR;
+    std::int32_t distance = 0;
+    std::int32_t summer = 0;
+    zone_->getOffset(date, false, distance, summer, status);
+    return static_cast<std::int64_t>(std::floor(date)) + distance + summer;
+  }
+
+  /// Numbers the days of the zone one after another.
+  std::int64_t dayNumber(UDate date) {
+    if (wholeWriter_) {
+      return std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(localMilliseconds(date))).count();
+    }
     UErrorCode status = U_ZERO_ERROR;
     calendar_->setTime(date, status);
     return calendar_->get(UCAL_JULIAN_DAY, status);
   }
 
-  /// Asks the calendar only when another minute has come: days begin and end with a minute in every zone.
-  std::int64_t julianDayOfNow(UDate now) {
+  /// Asks the zone only when another minute has come: days begin and end with a minute in every zone.
+  std::int64_t dayNumberOfNow(UDate now) {
     const double minute = std::floor(now / 60'000);
     if (minute != minuteOfNow_) {
-      dayOfNow_ = julianDay(now);
+      dayOfNow_ = dayNumber(now);
       minuteOfNow_ = minute;
     }
     return dayOfNow_;
+  }
+
+  /// Lets go of ICU's formats if everything can be written without.
+  void prepareWriters(const icu::Locale& locale) {
+    const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
+    if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
+    wholeWriter_ = writerOf(*whole_, isAtBeginning, locale);
+    if (wholeWriter_ && time_) timeWriter_ = writerOf(*time_, isAtBeginning && isTimeFirst_, locale);
+    if (!wholeWriter_ || (time_ && !timeWriter_)) {
+      wholeWriter_.reset();
+      return;
+    }
+    whole_.reset();
+    time_.reset();
+    calendar_.reset();
   }
 
   void prepareWords(const Key& key, const icu::Locale& locale) {
@@ -201,12 +385,13 @@ class DateFormatter::Engine {
     icu::UnicodeString glue = u"{1}";
     if (key.timeStyle != Style::none) prepareGlue(key, locale, glue);
     const icu::RelativeDateTimeFormatter formatter(locale, status);
+    Capitaliser capitaliser(locale);
     for (std::size_t index = 0; index < directions.size(); ++index) {
       icu::UnicodeString word;
       UErrorCode wordStatus = status;
       formatter.format(directions[index], UDAT_ABSOLUTE_DAY, word, wordStatus);
       if (U_FAILURE(wordStatus)) continue;
-      if (!isTimeFirst_ && isCapitalised(key.context, locale)) capitalise(word, locale);
+      if (!isTimeFirst_ && isCapitalised(key.context, locale)) capitaliser.capitalise(word);
       words_[index] = detail::fromUTF16(word);
     }
   }
@@ -264,18 +449,16 @@ class DateFormatter::Engine {
     return U_SUCCESS(status) && count > index && choices[index] != 0;
   }
 
-  static void capitalise(icu::UnicodeString& word, const icu::Locale& locale) {
-    if (word.isEmpty() || !u_islower(word.char32At(0))) return;
-    UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::BreakIterator> sentences(icu::BreakIterator::createSentenceInstance(locale, status));
-    if (U_SUCCESS(status)) {
-      word.toTitle(sentences.get(), locale, U_TITLECASE_NO_LOWERCASE | U_TITLECASE_NO_BREAK_ADJUSTMENT);
-    }
-  }
-
+  const Key key_;
+  std::unique_ptr<icu::TimeZone> zone_;
+  std::optional<DateWriter> wholeWriter_;
+  std::optional<DateWriter> timeWriter_;
+  /// ICU's; none where the writers do without.
   std::unique_ptr<icu::SimpleDateFormat> whole_;
   std::unique_ptr<icu::SimpleDateFormat> time_;
   std::unique_ptr<icu::Calendar> calendar_;
+  /// Another one that is left to ICU, for dates that the writers do not know.
+  std::unique_ptr<Engine> exact_;
   icu::UnicodeString units_;
   bool isRelative_ = false;
   bool isTimeFirst_ = false;
