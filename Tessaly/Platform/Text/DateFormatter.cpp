@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Text/DateFormatter.hpp"
 
-#include <unicode/brkiter.h>
 #include <unicode/calendar.h>
 #include <unicode/decimfmt.h>
 #include <unicode/dtfmtsym.h>
 #include <unicode/locid.h>
-#include <unicode/reldatefmt.h>
 #include <unicode/simpleformatter.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
-#include <unicode/uchar.h>
 #include <unicode/udisplaycontext.h>
-#include <unicode/ures.h>
 
 #include <algorithm>
 #include <array>
@@ -23,6 +19,7 @@
 
 #include "Tessaly/Platform/Text/detail/DateWriter.hpp"
 #include "Tessaly/Platform/Text/detail/RecentlyUsed.hpp"
+#include "Tessaly/Platform/Text/detail/RelativeDay.hpp"
 #include "Tessaly/Platform/Text/detail/UTF16Output.hpp"
 
 namespace Tessaly::inline v1 {
@@ -60,68 +57,6 @@ UDisplayContext contextOfICU(DateFormatter::FormattingContext context) {
   }
   return UDISPCTX_CAPITALIZATION_NONE;
 }
-
-/// Closes a resource at the end of its scope.
-struct ResourceCloser {
-  void operator()(UResourceBundle* resource) const noexcept { ures_close(resource); }
-};
-using Resource = std::unique_ptr<UResourceBundle, ResourceCloser>;
-
-Resource child(const Resource& parent, const char* key) {
-  UErrorCode status = U_ZERO_ERROR;
-  Resource found(parent ? ures_getByKey(parent.get(), key, nullptr, &status) : nullptr);
-  return U_SUCCESS(status) ? std::move(found) : Resource();
-}
-
-/// The pattern that joins a date {1} of this style and a time {0}: the plain one, without a word such as "at". A locale
-/// that does not say inherits it.
-icu::UnicodeString gluePattern(const icu::Locale& locale, icu::DateFormat::EStyle style) {
-  constexpr std::int32_t firstGlue = 9;
-  std::string name = locale.getBaseName();
-  for (int depth = 0; depth < 8; ++depth) {
-    UErrorCode status = U_ZERO_ERROR;
-    const Resource bundle(ures_openDirect(nullptr, name.empty() ? "root" : name.c_str(), &status));
-    if (U_SUCCESS(status)) {
-      if (const Resource patterns = child(child(child(bundle, "calendar"), "gregorian"), "DateTimePatterns")) {
-        std::int32_t length = 0;
-        const char16_t* glue = ures_getStringByIndex(patterns.get(), firstGlue + style, &length, &status);
-        if (U_SUCCESS(status)) return {glue, length};
-        status = U_ZERO_ERROR;
-      }
-      if (const char* actual = ures_getLocaleByType(bundle.get(), ULOC_ACTUAL_LOCALE, &status); U_SUCCESS(status)) {
-        name = actual;
-      }
-      std::int32_t length = 0;
-      status = U_ZERO_ERROR;
-      const char16_t* parent = ures_getStringByKey(bundle.get(), "%%Parent", &length, &status);
-      if (U_SUCCESS(status)) {
-        name = Text::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)));
-        continue;
-      }
-    }
-    if (name.empty() || name == "root") break;
-    const std::size_t cut = name.rfind('_');
-    name.resize(cut == std::string::npos ? 0 : cut);
-  }
-  return u"{1} {0}";
-}
-
-/// Gives words a capital letter as ICU does it at the beginning of a sentence.
-class Capitaliser {
- public:
-  explicit Capitaliser(const icu::Locale& locale) : locale_(locale) {}
-
-  void capitalise(icu::UnicodeString& word) {
-    if (word.isEmpty() || !u_islower(word.char32At(0))) return;
-    UErrorCode status = U_ZERO_ERROR;
-    if (!sentences_) sentences_.reset(icu::BreakIterator::createSentenceInstance(locale_, status));
-    if (sentences_) word.toTitle(sentences_.get(), locale_, U_TITLECASE_NO_LOWERCASE | U_TITLECASE_NO_BREAK_ADJUSTMENT);
-  }
-
- private:
-  const icu::Locale& locale_;
-  std::unique_ptr<icu::BreakIterator> sentences_;
-};
 
 using detail::DateWriter;
 
@@ -205,7 +140,6 @@ std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isC
     writer.parts.push_back({.field = DateWriter::Field::literal, .names = {detail::fromUTF16(literal)}});
     literal.remove();
   };
-  Capitaliser capitaliser(locale);
   bool isFirst = true;
   bool isQuoted = false;
   for (std::int32_t at = 0; at < pattern.length();) {
@@ -228,13 +162,7 @@ std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isC
       auto part = partOf(unit, end - at, *format.getDateFormatSymbols());
       if (!part) return std::nullopt;
       endLiteral();
-      if (isFirst && isCapitalised) {
-        for (std::string& name : part->names) {
-          icu::UnicodeString units = icu::UnicodeString::fromUTF8(name);
-          capitaliser.capitalise(units);
-          name = detail::fromUTF16(units);
-        }
-      }
+      if (isFirst && isCapitalised) detail::capitalise(part->names, locale.getName());
       isFirst = false;
       writer.parts.push_back(*std::move(part));
       at = end;
@@ -379,25 +307,13 @@ class DateFormatter::Engine {
   }
 
   void prepareWords(const Key& key, const icu::Locale& locale) {
-    UErrorCode status = U_ZERO_ERROR;
-    constexpr std::array<UDateDirection, 5> directions{UDAT_DIRECTION_LAST_2, UDAT_DIRECTION_LAST, UDAT_DIRECTION_THIS,
-                                                       UDAT_DIRECTION_NEXT, UDAT_DIRECTION_NEXT_2};
-    icu::UnicodeString glue = u"{1}";
-    if (key.timeStyle != Style::none) prepareGlue(key, locale, glue);
-    const icu::RelativeDateTimeFormatter formatter(locale, status);
-    Capitaliser capitaliser(locale);
-    for (std::size_t index = 0; index < directions.size(); ++index) {
-      icu::UnicodeString word;
-      UErrorCode wordStatus = status;
-      formatter.format(directions[index], UDAT_ABSOLUTE_DAY, word, wordStatus);
-      if (U_FAILURE(wordStatus)) continue;
-      if (!isTimeFirst_ && isCapitalised(key.context, locale)) capitaliser.capitalise(word);
-      words_[index] = detail::fromUTF16(word);
-    }
+    if (key.timeStyle != Style::none) prepareGlue(key, locale);
+    words_ = detail::wordsForDays(locale.getName());
+    if (!isTimeFirst_ && isCapitalised(key.context, locale)) detail::capitalise(words_, locale.getName());
   }
 
   /// Joins the patterns of date and time by the plain glue, and finds out what that puts around the two texts.
-  void prepareGlue(const Key& key, const icu::Locale& locale, icu::UnicodeString& glue) {
+  void prepareGlue(const Key& key, const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
     const auto pattern = [&](icu::DateFormat* made) {
       const std::unique_ptr<icu::DateFormat> format(made);
@@ -409,7 +325,7 @@ class DateFormatter::Engine {
     const icu::UnicodeString datePattern = pattern(icu::DateFormat::createDateInstance(dateStyle, locale));
     const icu::UnicodeString timePattern =
         pattern(icu::DateFormat::createTimeInstance(styleOfICU(key.timeStyle), locale));
-    glue = gluePattern(locale, dateStyle);
+    const icu::UnicodeString glue(detail::glueOfDateAndTime(locale.getBaseName(), dateStyle).c_str());
     isTimeFirst_ = glue.indexOf(u"{0}") >= 0 && glue.indexOf(u"{0}") < glue.indexOf(u"{1}");
     const icu::SimpleFormatter joiner(glue, 2, 2, status);
 
@@ -437,16 +353,13 @@ class DateFormatter::Engine {
 
   /// Whether words for days get a capital letter. On their own and in lists, that is for the locale to say.
   static bool isCapitalised(FormattingContext context, const icu::Locale& locale) {
+    using detail::WordPlace;
     if (context == FormattingContext::beginningOfSentence) return true;
-    if (context != FormattingContext::standalone && context != FormattingContext::listItem) return false;
-    UErrorCode status = U_ZERO_ERROR;
-    const Resource bundle(ures_open(nullptr, locale.getBaseName(), &status));
-    const Resource transforms = child(child(bundle, "contextTransforms"), "relative");
-    if (!transforms) return false;
-    std::int32_t count = 0;
-    const std::int32_t* choices = ures_getIntVector(transforms.get(), &count, &status);
-    const std::int32_t index = context == FormattingContext::standalone ? 1 : 0;
-    return U_SUCCESS(status) && count > index && choices[index] != 0;
+    if (context == FormattingContext::standalone) {
+      return detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::standalone);
+    }
+    return context == FormattingContext::listItem &&
+           detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::list);
   }
 
   const Key key_;
