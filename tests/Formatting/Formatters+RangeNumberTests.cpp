@@ -338,6 +338,9 @@ TEST_F(RangeNumberTest, RefusesWhatIsPastedWithoutANumberInIt) {
     EXPECT_EQ(edit(formatter, text), "no");
   }
   EXPECT_EQ(edit(formatter, std::string(400, '9')), "+100");
+  EXPECT_EQ(edit(formatter, std::string(1'000'000, '9')), "+100");
+  EXPECT_EQ(edit(formatter, "-" + std::string(1'000'000, '9')), "-100");
+  EXPECT_EQ(edit(formatter, "1." + std::string(1'000'000, '9')), "ok");
 }
 
 TEST_F(RangeNumberTest, IsKnownByItsName) {

@@ -6,6 +6,7 @@
 #include <unicode/fmtable.h>
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
+#include <unicode/uchar.h>
 
 #include <algorithm>
 #include <array>
@@ -29,6 +30,49 @@ std::string utf8(const icu::UnicodeString& text) { return detail::fromUTF16(text
 
 icu::UnicodeString utf16(std::string_view text) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+}
+
+/// The same number in fewer digits: ICU takes a time that grows with the square of their count. Absent where that
+/// cannot be done, which no number that anybody meant needs.
+std::optional<icu::UnicodeString> shortened(const icu::UnicodeString& units,
+                                            const icu::UnicodeString& decimalSeparator) {
+  // Enough for every double: 324 zeros behind the point, and 767 digits to tell a tie from what lies beside it.
+  constexpr std::int32_t mostDigits = 1'100;
+  constexpr std::int32_t mostUnits = 10'000;
+  if (units.length() <= mostDigits) return units;
+  icu::UnicodeString result;
+  bool isCut = false;
+  for (std::int32_t at = 0; at < units.length();) {
+    if (u_charDigitValue(units.char32At(at)) < 0) {
+      const std::int32_t next = units.moveIndex32(at, 1);
+      result.append(units, at, next - at);
+      at = next;
+      continue;
+    }
+    const bool isFraction = !decimalSeparator.isEmpty() && result.endsWith(decimalSeparator);
+    if (isCut && !isFraction) return std::nullopt;  // An exponent could undo what was cut.
+    std::int32_t kept = 0;
+    bool hasMore = false;
+    const auto digitAt = [&](std::int32_t index) {
+      return index < units.length() ? u_charDigitValue(units.char32At(index)) : -1;
+    };
+    const auto step = [&] { at = units.moveIndex32(at, 1); };
+    if (!isFraction) {
+      while (digitAt(at) == 0 && digitAt(units.moveIndex32(at, 1)) >= 0) step();
+    }
+    for (; digitAt(at) >= 0; step()) {
+      if (kept < mostDigits) {
+        result.append(units.char32At(at));
+        ++kept;
+      } else {
+        hasMore = hasMore || digitAt(at) > 0;
+        isCut = isCut || !isFraction;
+      }
+    }
+    if (hasMore) result.append(u'1');
+  }
+  if (result.length() > mostUnits) return std::nullopt;
+  return result;
 }
 
 detail::DecimalWriter::Rounding exactRounding(NumberFormatter::RoundingMode mode) {
@@ -129,11 +173,14 @@ class NumberFormatter::Engine {
   }
 
   [[nodiscard]] std::optional<NSNumber> number(std::string_view text) const {
-    const icu::UnicodeString units = utf16(text);
+    const std::optional<icu::UnicodeString> units = shortened(
+        utf16(text),
+        format_->getDecimalFormatSymbols()->getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol));
+    if (!units) return std::nullopt;
     icu::Formattable result;
     icu::ParsePosition position(0);
-    format_->parse(units, result, position);
-    if (position.getErrorIndex() >= 0 || position.getIndex() == 0 || position.getIndex() != units.length()) {
+    format_->parse(*units, result, position);
+    if (position.getErrorIndex() >= 0 || position.getIndex() == 0 || position.getIndex() != units->length()) {
       return std::nullopt;
     }
     switch (result.getType()) {

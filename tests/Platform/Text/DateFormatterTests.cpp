@@ -204,6 +204,13 @@ TEST(DateFormatter, WritesEveryStyleInEveryLocaleAndZoneAsICUDoes) {
   }
 }
 
+TEST(DateFormatter, HasTheRawValuesThatPortedSettingsHold) {
+  EXPECT_EQ(static_cast<int>(Style::none), 0);
+  EXPECT_EQ(static_cast<int>(Style::short_), 1);
+  EXPECT_EQ(static_cast<int>(Style::medium), 2);
+  EXPECT_EQ(static_cast<int>(FormattingContext::beginningOfSentence), 4);
+}
+
 TEST(DateFormatter, IgnoresWordsWithoutADateStyle) {
   Made made("en", Style::none, Style::short_);
   made.setDoesRelativeDateFormatting(true);
