@@ -7,6 +7,7 @@
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
 #include <unicode/uchar.h>
+#include <unicode/utf16.h>
 
 #include <algorithm>
 #include <array>
@@ -34,45 +35,51 @@ icu::UnicodeString utf16(std::string_view text) {
 
 /// The same number in fewer digits: ICU takes a time that grows with the square of their count. Absent where that
 /// cannot be done, which no number that anybody meant needs.
-std::optional<icu::UnicodeString> shortened(const icu::UnicodeString& units,
-                                            const icu::UnicodeString& decimalSeparator) {
+std::optional<icu::UnicodeString> shortened(icu::UnicodeString units, std::u16string_view decimalSeparator) {
   // Enough for every double: 324 zeros behind the point, and 767 digits to tell a tie from what lies beside it.
-  constexpr std::int32_t mostDigits = 1'100;
-  constexpr std::int32_t mostUnits = 10'000;
+  constexpr int mostDigits = 1'100;
+  constexpr std::size_t mostUnits = 10'000;
   if (units.length() <= mostDigits) return units;
-  icu::UnicodeString result;
+  const char16_t* const text = units.getBuffer();
+  const std::int32_t length = units.length();
+  std::u16string result;
   bool isCut = false;
-  for (std::int32_t at = 0; at < units.length();) {
-    if (u_charDigitValue(units.char32At(at)) < 0) {
-      const std::int32_t next = units.moveIndex32(at, 1);
-      result.append(units, at, next - at);
+  for (std::int32_t at = 0; at < length;) {
+    if (result.size() > mostUnits) return std::nullopt;
+    UChar32 scalar = 0;
+    std::int32_t next = at;
+    const auto digit = [&] {
+      if (at >= length) return -1;
+      next = at;
+      U16_NEXT(text, next, length, scalar);
+      return scalar < 0x80 ? (scalar >= '0' && scalar <= '9' ? scalar - '0' : -1) : u_charDigitValue(scalar);
+    };
+    if (digit() < 0) {
+      result.append(text + at, text + next);
       at = next;
       continue;
     }
-    const bool isFraction = !decimalSeparator.isEmpty() && result.endsWith(decimalSeparator);
+    const bool isFraction = !decimalSeparator.empty() && result.ends_with(decimalSeparator);
     if (isCut && !isFraction) return std::nullopt;  // An exponent could undo what was cut.
-    std::int32_t kept = 0;
-    bool hasMore = false;
-    const auto digitAt = [&](std::int32_t index) {
-      return index < units.length() ? u_charDigitValue(units.char32At(index)) : -1;
-    };
-    const auto step = [&] { at = units.moveIndex32(at, 1); };
     if (!isFraction) {
-      while (digitAt(at) == 0 && digitAt(units.moveIndex32(at, 1)) >= 0) step();
+      std::int32_t lastZero = at;
+      for (; digit() == 0; at = next) lastZero = at;
+      if (digit() < 0) at = lastZero;  // There is nothing but zeros: one stays.
     }
-    for (; digitAt(at) >= 0; step()) {
-      if (kept < mostDigits) {
-        result.append(units.char32At(at));
-        ++kept;
+    int kept = 0;
+    bool hasMore = false;
+    for (int value = digit(); value >= 0; at = next, value = digit()) {
+      if (kept++ < mostDigits) {
+        result.append(text + at, text + next);
       } else {
-        hasMore = hasMore || digitAt(at) > 0;
+        hasMore = hasMore || value > 0;
         isCut = isCut || !isFraction;
       }
     }
-    if (hasMore) result.append(u'1');
+    if (hasMore) result += u'1';
   }
-  if (result.length() > mostUnits) return std::nullopt;
-  return result;
+  if (result.size() > mostUnits) return std::nullopt;
+  return icu::UnicodeString(result.data(), static_cast<std::int32_t>(result.size()));
 }
 
 detail::DecimalWriter::Rounding exactRounding(NumberFormatter::RoundingMode mode) {
@@ -137,7 +144,8 @@ class NumberFormatter::Engine {
     for (int digit = 0; digit < 10; ++digit) {
       writer_.digits[static_cast<std::size_t>(digit)] = utf8(symbols.getConstDigitSymbol(digit));
     }
-    writer_.decimalSeparator = symbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol);
+    decimalSeparator_ = symbols.getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol);
+    writer_.decimalSeparator = utf8(decimalSeparator_);
     writer_.groupingSeparator = symbol(icu::DecimalFormatSymbols::kGroupingSeparatorSymbol);
     writer_.rounding = exactRounding(configuration.roundingMode);
     if (format_->isGroupingUsed()) {
@@ -175,7 +183,7 @@ class NumberFormatter::Engine {
   [[nodiscard]] std::optional<NSNumber> number(std::string_view text) const {
     const std::optional<icu::UnicodeString> units = shortened(
         utf16(text),
-        format_->getDecimalFormatSymbols()->getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol));
+        std::u16string_view(decimalSeparator_.getBuffer(), static_cast<std::size_t>(decimalSeparator_.length())));
     if (!units) return std::nullopt;
     icu::Formattable result;
     icu::ParsePosition position(0);
@@ -229,6 +237,7 @@ class NumberFormatter::Engine {
   }
 
   std::unique_ptr<icu::DecimalFormat> format_;
+  icu::UnicodeString decimalSeparator_;
   detail::Affixes positive_;
   detail::Affixes negative_;
   detail::DecimalWriter writer_;
