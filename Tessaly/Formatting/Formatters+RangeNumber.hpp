@@ -114,8 +114,14 @@ class RangeNumber : public detail::RangeNumberFormatter {
       return static_cast<Value>(number.doubleValue());
     } else {
       if (const std::optional<Value> exact = number.template exactly<Value>()) return exact;
-      if (number.isReal() && std::isnan(number.doubleValue())) return std::nullopt;
       using Limits = std::numeric_limits<Value>;
+      if (number.isReal()) {
+        const double whole = std::trunc(number.doubleValue());
+        if (std::isnan(whole)) return std::nullopt;
+        if (whole < static_cast<double>(Limits::min())) return Limits::min();
+        if (whole >= std::ldexp(1.0, Limits::digits)) return Limits::max();
+        return static_cast<Value>(whole);
+      }
       const std::int64_t whole = number.integerValue();
       if (std::cmp_less(whole, Limits::min())) return Limits::min();
       if (std::cmp_greater(whole, Limits::max())) return Limits::max();

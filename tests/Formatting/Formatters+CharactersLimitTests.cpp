@@ -42,6 +42,23 @@ TEST(CharactersLimit, AcceptsAMegabyteOfMarksOnOneLetter) {
   EXPECT_FALSE(CharactersLimit(2).isPartialStringValid(std::string(1'000'000, 'a')));
 }
 
+TEST(CharactersLimit, CountsMarksWithoutALetterAsOneCharacter) {
+  std::string marks;
+  for (int index = 0; index < 1000; ++index) marks += "\u0301";
+  EXPECT_TRUE(CharactersLimit(2).isPartialStringValid(marks));
+  EXPECT_FALSE(CharactersLimit(1).isPartialStringValid(marks));
+  EXPECT_FALSE(CharactersLimit(2).isPartialStringValid("\n" + marks));  // They do not join a line's end.
+}
+
+TEST(CharactersLimit, CountsEachIllFormedPieceAsOneCharacter) {
+  const std::pair<std::string, int> texts[] = {{"\xFF\xFF\xFF", 3}, {"\xE2\x82", 1},     {"\xF0\x9F\x98", 1},
+                                               {"\xC0\x80", 2},     {"\xED\xA0\x80", 3}, {"a\x80", 2}};
+  for (const auto& [text, count] : texts) {
+    EXPECT_TRUE(CharactersLimit(count + 1).isPartialStringValid(text)) << count;
+    EXPECT_FALSE(CharactersLimit(count).isPartialStringValid(text)) << count;
+  }
+}
+
 TEST(CharactersLimit, NeitherReplacesNorDescribes) {
   std::optional<std::string> replacement;
   std::optional<std::string> description;

@@ -35,6 +35,22 @@ TEST(NoEmojis, KeepsWhatIsNoEmojiAlone) {
             "a");
 }
 
+TEST(NoEmojis, TakesAMegabyteOfEmojiOut) {
+  std::string text;
+  while (text.size() < 1'000'000) text += "👨‍👩‍👧";
+  EXPECT_EQ(kept(text), "");
+  EXPECT_EQ(kept("a" + text + "b"), "ab");
+}
+
+TEST(NoEmojis, KeepsMarksAndIllFormedPiecesByteForByte) {
+  std::string text;
+  for (int index = 0; index < 1000; ++index) text += "\u0301";
+  for (const std::string& each : {text, std::string("\xE2\x82"), std::string("\xED\xA0\x80"), std::string("a\0b", 3)}) {
+    EXPECT_EQ(kept(each), each);
+  }
+  EXPECT_EQ(kept("\xF0\x9F\x98😀\xFF"), "\xF0\x9F\x98\xFF");
+}
+
 TEST(NoEmojis, AcceptsAsManyCharactersAsItsLimit) {
   NoEmojis limited(3);
   EXPECT_EQ(limited.charactersLimit(), 3);

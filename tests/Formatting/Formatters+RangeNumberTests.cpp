@@ -122,6 +122,24 @@ TEST_F(RangeNumberTest, TakesANumberBeyondItsKindForTheNearestEnd) {
   EXPECT_EQ(edit(large, "99999999999999999999999"), "9223372036854775806");
   EXPECT_EQ(edit(large, "9223372036854775806"), "ok");
   EXPECT_EQ(RangeNumber<int>(ClosedRange(0, 1)).numberFromAnyString("NaN"), std::nullopt);
+  constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
+  RangeNumber<std::uint64_t> whole(ClosedRange<std::uint64_t>(0, largest));
+  EXPECT_EQ(whole.numberFromAnyString("18446744073709551615"), largest);
+  EXPECT_EQ(whole.numberFromAnyString("10000000000000000000"), 10'000'000'000'000'000'000ULL);
+  EXPECT_EQ(whole.numberFromAnyString("1e300"), largest);
+  EXPECT_EQ(whole.numberFromAnyString("-1e300"), 0U);
+  EXPECT_EQ(whole.numberFromAnyString("∞"), largest);
+}
+
+TEST_F(RangeNumberTest, ReplacesWhatIsNoFiniteNumberByTheUpperBound) {
+  RangeNumber<double> formatter(ClosedRange(-1.0, 1.0));
+  EXPECT_EQ(edit(formatter, "∞"), "+1");
+  EXPECT_EQ(edit(formatter, "-∞"), "-1");
+  EXPECT_EQ(edit(formatter, "NaN"), "+1");
+  RangeNumber<double> everything(ClosedRange(-std::numeric_limits<double>::max(), std::numeric_limits<double>::max()));
+  EXPECT_EQ(edit(everything, "1e308"), "ok");
+  EXPECT_EQ(edit(everything, "5e-324"), "ok");
+  EXPECT_EQ(edit(everything, "-0"), "ok");
 }
 
 TEST_F(RangeNumberTest, AcceptsTheOneValueOfEqualEnds) {
@@ -129,6 +147,26 @@ TEST_F(RangeNumberTest, AcceptsTheOneValueOfEqualEnds) {
   EXPECT_EQ(edit(formatter, "7"), "ok");
   EXPECT_EQ(edit(formatter, "6"), "7");
   EXPECT_EQ(edit(formatter, "8"), "7");
+}
+
+TEST_F(RangeNumberTest, KeepsNegativeRangesAndRangesOfFractions) {
+  RangeNumber<int> below(ClosedRange(-20, -10));
+  EXPECT_EQ(edit(below, "-15"), "ok");
+  EXPECT_EQ(edit(below, "-1"), "-10");  // So "-15" has to be pasted.
+  EXPECT_EQ(edit(below, "-"), "-10");
+  EXPECT_EQ(edit(below, "5"), "-10");
+  EXPECT_EQ(edit(below, "-21"), "-20");
+  RangeNumber<double> fractions(ClosedRange(0.25, 0.75));
+  fractions.setMaximumFractionDigits(3);
+  EXPECT_EQ(edit(fractions, "0"), "0.25");
+  EXPECT_EQ(edit(fractions, "0.5"), "ok");
+  EXPECT_EQ(edit(fractions, ".5"), "ok");
+  EXPECT_EQ(edit(fractions, "0.7500001"), "0.75");
+  RangeNumber<float> equal(ClosedRange(-0.5F, -0.5F));
+  equal.setMaximumFractionDigits(1);
+  EXPECT_EQ(edit(equal, "-0.5"), "ok");
+  EXPECT_EQ(edit(equal, "0.5"), "-0.5");
+  EXPECT_EQ(edit(equal, "-0.50000001"), "ok");  // The same number as a float.
 }
 
 TEST_F(RangeNumberTest, GivesTheNumberOfAText) {
@@ -172,6 +210,127 @@ TEST_F(RangeNumberTest, IsTypedIntoCharacterByCharacter) {
   }
 }
 
+TEST_F(RangeNumberTest, TakesEveryKeystrokeInTheManyLanguages) {
+  struct Stroke {
+    const char* text;
+    const char* result;
+  };
+  struct Typing {
+    const char* locale;
+    double lower;
+    double upper;
+    const char* suffix;
+    std::vector<Stroke> strokes;
+  };
+  const Typing typings[] = {
+      {"en",
+       -10,
+       10,
+       " dB",
+       {{"+", "ok"},
+        {"-", "ok"},
+        {"-5", "ok"},
+        {"-5.", "ok"},
+        {"-5.5", "ok"},
+        {"5,", "no"},
+        {"11", "+10 dB"},
+        {"-11", "-10 dB"},
+        {"5 dB", "ok"},
+        {"5 d", "no"},
+        {"\u22125", "no"},
+        {"٥", "ok"}}},
+      {"en",
+       0,
+       100,
+       "%",
+       {{"%", "ok"}, {"1", "ok"}, {"150", "100%"}, {"150%", "100%"}, {"-5", "0%"}, {"\u22125", "0%"}, {"+5", "no"}}},
+      {"de",
+       0,
+       100,
+       " %",
+       {{"1,", "ok"}, {"1,5", "ok"}, {"1.", "no"}, {"1.000", "no"}, {"100,5", "100 %"}, {"-5", "0 %"}}},
+      {"fr",
+       -10,
+       10,
+       nullptr,
+       {{"-", "ok"}, {"-3,", "ok"}, {"-3,5", "ok"}, {"3.", "no"}, {"1\u202F000", "no"}, {"11", "+10"}, {"-11", "-10"}}},
+      {"ar",
+       -10,
+       10,
+       " dB",
+       {{"٥", "ok"},
+        {"٥٫", "ok"},
+        {"٥٫٥", "ok"},
+        {"5", "ok"},
+        {"١١", "\u061C+١٠ dB"},
+        {"\u061C-", "ok"},
+        {"\u061C-٥", "ok"},
+        {"\u061C-١١", "\u061C-١٠ dB"},
+        {"-٥", "no"}}},
+      {"ar", 0, 100, nullptr, {{"١٥٠", "١٠٠"}, {"\u061C-٥", "0"}, {"-٥", "0"}, {"٪", "no"}}},
+      {"sv",
+       -10,
+       10,
+       " dB",
+       {{"\u2212", "ok"},
+        {"\u22125", "ok"},
+        {"\u22125,5", "ok"},
+        {"\u221211", "\u221210 dB"},
+        {"-5", "no"},
+        {"-", "no"},
+        {"+", "ok"},
+        {"11", "+10 dB"}}},
+      {"sv", 0, 100, nullptr, {{"\u2212", "ok"}, {"\u22125", "0"}, {"-5", "0"}, {"-", "no"}, {"150", "100"}}},
+      {"hi",
+       -10,
+       10,
+       " dB",
+       {{"-", "ok"}, {"-५", "ok"}, {"-५.५", "ok"}, {"१", "ok"}, {"११", "+10 dB"}, {"-११", "-10 dB"}, {"५,", "no"}}},
+      {"hi", 0, 100, nullptr, {{"१५०", "100"}, {"-५", "0"}, {"५ ", "no"}}},
+      {"he", -10, 10, nullptr, {{"\u200E-", "ok"}, {"\u200E-5", "ok"}, {"-5", "no"}, {"11", "\u200E+10"}}},
+      {"fa", -10, 10, nullptr, {{"۵٫۵", "ok"}, {"\u200E\u2212", "ok"}, {"\u200E\u2212۵", "ok"}, {"۱۱", "\u200E+۱۰"}}}};
+  for (const auto& [locale, lower, upper, suffix, strokes] : typings) {
+    const Locale current(locale);
+    const Locale::Replacement replacement(current);
+    RangeNumber<double> formatter(ClosedRange(lower, upper));
+    if (suffix != nullptr) formatter.setSuffix(suffix);
+    for (const auto& [text, result] : strokes) {
+      EXPECT_EQ(edit(formatter, text), result) << locale << ' ' << lower << ' ' << text;
+    }
+  }
+}
+
+TEST_F(RangeNumberTest, ReadsPastedTextsWholeOrNotAtAll) {
+  RangeNumber<double> formatter(ClosedRange(0.0, 100.0));
+  for (const char* read : {" 5", "\t5", "\u00A05", "\uFF15", "५", "007", "5.0", "5.", "1e1", "0.1e2"}) {
+    EXPECT_EQ(edit(formatter, read), "ok") << read;
+  }
+  for (const char* refused : {"5 ",
+                              "5\n",
+                              "5\u00A0",
+                              "1,0",
+                              "1 0",
+                              "5%",
+                              "½",
+                              "Ⅴ",
+                              "0x10",
+                              "5️⃣",
+                              "5\u0301",
+                              "\u03015",
+                              "e5",
+                              "5e",
+                              "5-5",
+                              "(5)",
+                              "--5",
+                              "-+5",
+                              "\xEF\xBC",
+                              "5\xFF",
+                              "\xFF"
+                              "5"}) {
+    EXPECT_EQ(edit(formatter, refused), "no") << refused;
+  }
+}
+
 TEST_F(RangeNumberTest, RefusesWhatIsPastedWithoutANumberInIt) {
   RangeNumber<int> formatter(ClosedRange(-100, 100));
   for (const std::string& text : {std::string(1'000'000, 'x'), std::string(100'000, '-'), std::string("\u0301\u0301"),
@@ -179,6 +338,9 @@ TEST_F(RangeNumberTest, RefusesWhatIsPastedWithoutANumberInIt) {
     EXPECT_EQ(edit(formatter, text), "no");
   }
   EXPECT_EQ(edit(formatter, std::string(400, '9')), "+100");
+  EXPECT_EQ(edit(formatter, std::string(1'000'000, '9')), "+100");
+  EXPECT_EQ(edit(formatter, "-" + std::string(1'000'000, '9')), "-100");
+  EXPECT_EQ(edit(formatter, "1." + std::string(1'000'000, '9')), "ok");
 }
 
 TEST_F(RangeNumberTest, IsKnownByItsName) {

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <limits>
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -265,6 +267,104 @@ TEST_F(FormattingService, WritesSomethingInLanguagesThatNobodyKnows) {
   }
 }
 
+TEST_F(FormattingService, FindsTheLanguageOfEveryFormOfItsCode) {
+  const std::pair<const char*, const char*> codes[] = {
+      {"pt", "0,5"},           {"pt-BR", "0,5"},       {"PT_br", "0,5"}, {"fr_ZZ", "0,5"},
+      {"de_DE.UTF-8", "0,5"},  {"zh-Hant-TW", "0.5"},  {"deu", "0,5"},   {"de@numbers=arab", "٠٫٥"},
+      {"ar-u-nu-latn", "0.5"}, {"en_US_POSIX", "0.5"}, {"xx", "0.5"},    {"", "0.5"}};
+  for (const auto& [code, text] : codes) {
+    setLanguage(code);
+    EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), text) << code;
+  }
+}
+
+TEST_F(FormattingService, WritesTheEndsOfEveryKindOfNumber) {
+  struct Row {
+    double value;
+    const char* whole;
+    const char* limited;
+    const char* bpm;
+    const char* percent;
+    const char* decibel;
+    const char* seconds;
+    const char* positional;
+  };
+  const double most = std::numeric_limits<double>::max();
+  for (const auto& [value, whole, limited, bpm, percent, decibel, seconds, positional] :
+       {Row{std::nan(""), "NaN", "NaN", "NaN bpm", "NaN%", " NaN", "NaNs", ""},
+        Row{infinity, "∞", "∞", "∞ bpm", "∞%", "+∞", "∞s", ""},
+        Row{-infinity, "-∞", "-∞", "~∞ bpm", "-∞%", " -∞", "-∞s", ""},
+        Row{-0.0, "-0", "-0", "~0 bpm", "-0%", " -0.0", "-0s", "0:00"},
+        Row{std::numeric_limits<double>::denorm_min(), "0", "0", "0 bpm", "0%", " 0.0", "0s", "0:00"},
+        Row{1e15, "1000000000000000", "1000000000000000", "1000000000000000 bpm", "100,000,000,000,000,000%",
+            "+999999986991104.0", "1000000000000000s", "277,777,777,777:46:40"}}) {
+    EXPECT_EQ(Number::noFractionDigit(value), whole);
+    EXPECT_EQ(Number::limitedFractionDigit(value, 2), limited);
+    EXPECT_EQ(Number::bpm(value), bpm);
+    EXPECT_EQ(Number::percent(value), percent);
+    EXPECT_EQ(Number::decibel(static_cast<float>(value)), decibel);
+    EXPECT_EQ(Duration::seconds(value), seconds);
+    EXPECT_EQ(Duration::positional(value), positional);
+  }
+  for (const double value : {most, -most}) {
+    EXPECT_EQ(Number::percent(value), value > 0 ? "∞%" : "-∞%");
+    // Of more than 42 digits before the point the last ones are written.
+    EXPECT_EQ(Number::noFractionDigit(value), value > 0 ? "0" : "-0");
+    for (const std::string& text :
+         {Number::bpm(value), Duration::positional(value), Duration::fullSecondsAndMinutes(value)}) {
+      EXPECT_GT(text.size(), 300U);
+    }
+  }
+  EXPECT_EQ(Number::tempo(std::numeric_limits<std::int64_t>::max()), "+9,223,372,036,854,776,000%");
+  EXPECT_EQ(Number::tempo(std::numeric_limits<std::int64_t>::min()), "-9,223,372,036,854,776,000%");
+  EXPECT_EQ(Number::decibel(std::numeric_limits<float>::max()), "+340282346638528860000000000000000000000.0");
+  EXPECT_EQ(Duration::full(std::numeric_limits<std::int64_t>::max()), "2,562,047,788,015,215 hours, 30 minutes");
+}
+
+TEST_F(FormattingService, WritesDatesBeyondEveryCalendar) {
+  struct Row {
+    double seconds;
+    const char* medium;
+    const char* iso8601;
+  };
+  for (const auto& [seconds, medium, iso8601] :
+       {Row{253'402'300'800, "Jan 1, 10000, 12:00\u202FAM", "10000-01-01T00:00:00Z"},
+        Row{-62'200'000'000, "Dec 19, 3, 2:13\u202FPM", "0003-12-19T14:13:20Z"},  // Before our era.
+        Row{1e18, "Dec 20, 5828963, 12:00\u202FAM", "5828963-12-20T00:00:00Z"},
+        Row{std::numeric_limits<double>::max(), "Dec 20, 5828963, 12:00\u202FAM", "5828963-12-20T00:00:00Z"},
+        Row{std::numeric_limits<double>::lowest(), "Sep 20, 5838270, 12:00\u202FAM", "5838270-09-20T00:00:00Z"}}) {
+    const Date date = Date::since1970(seconds);
+    EXPECT_EQ(Dates::mediumDate(date, true), medium);
+    EXPECT_EQ(Dates::relative(date, Style::medium, true, true), medium);
+    EXPECT_EQ(Dates::iso8601(date), iso8601);
+    for (const char* language : {"th", "fa", "ar", "ja@calendar=japanese", "he@calendar=hebrew"}) {
+      setLanguage(language);
+      EXPECT_FALSE(Dates::mediumDate(date, true).empty()) << language;
+      EXPECT_FALSE(Dates::relative(date, Style::full, true, true).empty()) << language;
+    }
+    setLanguage("en_US");
+  }
+}
+
+TEST_F(FormattingService, WritesRightToLeftLanguagesWithoutMarksAroundThem) {
+  const Tests::FixedClock clock(someDate);
+  const WallClock::Replacement replacement(clock);
+  setLanguage("he");
+  EXPECT_EQ(Dates::mediumDate(someDate, true), "2 בינו׳ 2023, 15:04");
+  EXPECT_EQ(Dates::relative(someDate, Style::medium, true, false), "היום");
+  EXPECT_EQ(Number::percent(-0.5), "\u200E-50%");
+  setLanguage("fa");
+  EXPECT_EQ(Dates::mediumDate(someDate, true), "۱۲ دی ۱۴۰۱، ۱۵:۰۴");
+  EXPECT_EQ(Dates::relative(someDate, Style::medium, true, false), "امروز");
+  EXPECT_EQ(Number::limitedFractionDigit(-1.5, 1), "\u200E\u2212۱٫۵");
+  setLanguage("ur");
+  EXPECT_EQ(Number::limitedFractionDigit(-1.5, 1), "\u200E-1.5");
+  EXPECT_EQ(Number::decibel(-1.5F), " \u200E-1.5");
+  setLanguage("ar");
+  EXPECT_EQ(Number::bpm(-119.5), "~١٢٠ bpm");
+  EXPECT_EQ(Number::tempo(5), "+٥٪\u061C");
+}
+
 TEST_F(FormattingService, WritesNothingOfWhatIsNoDate) {
   for (const double seconds : {std::nan(""), infinity, -infinity}) {
     EXPECT_EQ(Dates::relative(Date::since1970(seconds), Style::full, true, true), "");
@@ -282,37 +382,63 @@ TEST_F(FormattingService, ShowsAChangeOfLanguageToEveryLaterCallOnEveryThread) {
   }
 }
 
-TEST_F(FormattingService, WritesEveryTextWholeWhileTheLanguageChanges) {
-  const std::vector<std::string> languages{"en", "de", "ar", "sv", "hi"};
-  // Which texts the languages have; a thread must get one of them, never a mixture.
-  std::vector<std::vector<std::string>> expected(4);
-  const auto texts = [](int fractions) {
-    return std::vector<std::string>{Number::limitedFractionDigit(-1234.5678, fractions), Number::percent(12.5),
-                                    Number::bpm(-119.5), Dates::mediumDate(someDate, true)};
+TEST_F(FormattingService, WritesEveryTextInTheLanguageOfItsMomentOnEightThreads) {
+  constexpr std::array languages{"en", "de", "ar", "sv", "hi", "fr", "ja", "he", "th", "ru"};
+  constexpr int changing = -1;
+  using Texts = std::array<std::string, 6>;
+  const auto texts = [] {
+    return Texts{Number::limitedFractionDigit(-1234.5678, 2),
+                 Number::percent(12.5),
+                 Number::bpm(-119.5),
+                 Number::decibel(-0.5F),
+                 Dates::mediumDate(someDate, true),
+                 Dates::relative(someDate, Style::full, true, true)};
   };
-  for (const std::string& language : languages) {
-    setLanguage(language);
-    const auto ours = texts(2);
-    for (std::size_t index = 0; index < ours.size(); ++index) expected[index].push_back(ours[index]);
+  std::array<Texts, languages.size()> expected;
+  for (std::size_t index = 0; index < languages.size(); ++index) {
+    setLanguage(languages[index]);
+    expected[index] = texts();
   }
+
+  std::mutex settersTurn;
+  std::atomic<int> version = 0;
+  std::atomic<int> current = changing;
+  std::atomic<int> compared = 0;
   std::atomic<int> wrong = 0;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 8; ++thread) {
+  std::vector<std::jthread> threads;
+  for (std::size_t thread = 0; thread < 8; ++thread) {
     threads.emplace_back([&, thread] {
-      for (int round = 0; round < Tests::repetitions(100); ++round) {
-        if (thread == 0) setLanguage(languages[static_cast<std::size_t>(round) % languages.size()]);
-        const auto found = texts(2);
-        for (std::size_t index = 0; index < found.size(); ++index) {
-          if (std::ranges::find(expected[index], found[index]) == expected[index].end()) ++wrong;
+      for (int round = 0; round < Tests::repetitions(200); ++round) {
+        if (round % 10 == 0) {
+          const std::size_t next = (thread * 3 + static_cast<std::size_t>(round)) % languages.size();
+          const std::lock_guard guard(settersTurn);
+          current = changing;
+          ++version;
+          setLanguage(languages[next]);
+          current = static_cast<int>(next);
+          ++version;
         }
-        static_cast<void>(Number::limitedFractionDigit(1.5, thread));  // Nobody else must see these digits.
+        const int before = version;
+        const int language = current;
+        const Texts found = texts();
+        static_cast<void>(
+            Number::limitedFractionDigit(1.5, static_cast<int>(thread)));  // Nobody else sees these digits.
+        for (std::size_t index = 0; index < found.size(); ++index) {
+          // Whatever the moment, it is the whole text of one of the languages.
+          if (std::ranges::none_of(expected, [&](const Texts& one) { return one[index] == found[index]; })) ++wrong;
+        }
+        if (language != changing && version == before) {
+          if (found != expected[static_cast<std::size_t>(language)]) ++wrong;
+          ++compared;
+        }
         if (Duration::positional(543) != "9:03" || Bytes::string(1'500'000) != "1.5 MB") ++wrong;
         if (Dates::iso8601(someDate) != "2023-01-02T15:04:05Z") ++wrong;
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   EXPECT_EQ(wrong, 0);
+  EXPECT_GT(compared, 0);
 }
 
 struct FormatsAtTheEndOfItsThread {

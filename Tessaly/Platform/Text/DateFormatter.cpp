@@ -1,23 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Text/DateFormatter.hpp"
 
-#include <unicode/brkiter.h>
 #include <unicode/calendar.h>
+#include <unicode/decimfmt.h>
+#include <unicode/dtfmtsym.h>
 #include <unicode/locid.h>
-#include <unicode/reldatefmt.h>
 #include <unicode/simpleformatter.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
-#include <unicode/uchar.h>
 #include <unicode/udisplaycontext.h>
-#include <unicode/ures.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <tuple>
 #include <utility>
 
+#include "Tessaly/Platform/Text/detail/DateWriter.hpp"
 #include "Tessaly/Platform/Text/detail/RecentlyUsed.hpp"
+#include "Tessaly/Platform/Text/detail/RelativeDay.hpp"
 #include "Tessaly/Platform/Text/detail/UTF16Output.hpp"
 
 namespace Tessaly::inline v1 {
@@ -56,49 +58,118 @@ UDisplayContext contextOfICU(DateFormatter::FormattingContext context) {
   return UDISPCTX_CAPITALIZATION_NONE;
 }
 
-/// Closes a resource at the end of its scope.
-struct ResourceCloser {
-  void operator()(UResourceBundle* resource) const noexcept { ures_close(resource); }
-};
-using Resource = std::unique_ptr<UResourceBundle, ResourceCloser>;
+using detail::DateWriter;
 
-Resource child(const Resource& parent, const char* key) {
-  UErrorCode status = U_ZERO_ERROR;
-  Resource found(parent ? ures_getByKey(parent.get(), key, nullptr, &status) : nullptr);
-  return U_SUCCESS(status) ? std::move(found) : Resource();
+/// The part for a field of a pattern: a letter, so many times. Absent for what is left to ICU.
+std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::DateFormatSymbols& symbols) {
+  using Field = DateWriter::Field;
+  using icu::DateFormatSymbols;
+  const auto width = [count] {
+    return count == 3   ? DateFormatSymbols::ABBREVIATED
+           : count == 4 ? DateFormatSymbols::WIDE
+                        : DateFormatSymbols::NARROW;
+  };
+  const auto named = [](Field field, const icu::UnicodeString* names, std::int32_t first, std::int32_t end) {
+    DateWriter::Part part{.field = field, .names = {}};
+    for (std::int32_t index = first; index < end; ++index) part.names.push_back(detail::fromUTF16(names[index]));
+    return part;
+  };
+  const bool isStandalone = letter == u'L' || letter == u'c';
+  const auto context = isStandalone ? DateFormatSymbols::STANDALONE : DateFormatSymbols::FORMAT;
+  std::int32_t found = 0;
+  switch (letter) {
+    case u'y':
+      if (count == 2) return DateWriter::Part{.field = Field::yearOfCentury, .names = {}};
+      return DateWriter::Part{.field = Field::year, .digits = count, .names = {}};
+    case u'M':
+    case u'L': {
+      if (count < 3) return DateWriter::Part{.field = Field::month, .digits = count, .names = {}};
+      const icu::UnicodeString* names = symbols.getMonths(found, context, width());
+      if (count > 5 || found < 12) return std::nullopt;
+      return named(Field::monthName, names, 0, 12);
+    }
+    case u'E':
+    case u'c': {
+      if (count > 5 || (isStandalone && count < 3)) return std::nullopt;
+      const icu::UnicodeString* names =
+          symbols.getWeekdays(found, context, count < 3 ? DateFormatSymbols::ABBREVIATED : width());
+      if (found < 8) return std::nullopt;
+      return named(Field::weekdayName, names, 1, 8);
+    }
+    case u'a': {
+      const icu::UnicodeString* names = symbols.getAmPmStrings(found);
+      if (count > 4 || found < 2) return std::nullopt;
+      return named(Field::dayPeriod, names, 0, 2);
+    }
+    case u'd':
+      return DateWriter::Part{.field = Field::day, .digits = count, .names = {}};
+    case u'H':
+      return DateWriter::Part{.field = Field::hour, .digits = count, .names = {}};
+    case u'h':
+      return DateWriter::Part{.field = Field::hourOfTwelve, .digits = count, .names = {}};
+    case u'm':
+      return DateWriter::Part{.field = Field::minute, .digits = count, .names = {}};
+    case u's':
+      return DateWriter::Part{.field = Field::second, .digits = count, .names = {}};
+    default:
+      return std::nullopt;
+  }
 }
 
-/// The pattern that joins a date {1} of this style and a time {0}: the plain one, without a word such as "at". A locale
-/// that does not say inherits it.
-icu::UnicodeString gluePattern(const icu::Locale& locale, icu::DateFormat::EStyle style) {
-  constexpr std::int32_t firstGlue = 9;
-  std::string name = locale.getBaseName();
-  for (int depth = 0; depth < 8; ++depth) {
-    UErrorCode status = U_ZERO_ERROR;
-    const Resource bundle(ures_openDirect(nullptr, name.empty() ? "root" : name.c_str(), &status));
-    if (U_SUCCESS(status)) {
-      if (const Resource patterns = child(child(child(bundle, "calendar"), "gregorian"), "DateTimePatterns")) {
-        std::int32_t length = 0;
-        const char16_t* glue = ures_getStringByIndex(patterns.get(), firstGlue + style, &length, &status);
-        if (U_SUCCESS(status)) return {glue, length};
-        status = U_ZERO_ERROR;
-      }
-      if (const char* actual = ures_getLocaleByType(bundle.get(), ULOC_ACTUAL_LOCALE, &status); U_SUCCESS(status)) {
-        name = actual;
-      }
-      std::int32_t length = 0;
-      status = U_ZERO_ERROR;
-      const char16_t* parent = ures_getStringByKey(bundle.get(), "%%Parent", &length, &status);
-      if (U_SUCCESS(status)) {
-        name = Text::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)));
-        continue;
-      }
-    }
-    if (name.empty() || name == "root") break;
-    const std::size_t cut = name.rfind('_');
-    name.resize(cut == std::string::npos ? 0 : cut);
+/// What writes as a format of ICU does. Absent for other calendars than the Gregorian one, and for patterns with fields
+/// that only ICU knows, such as names of time zones.
+std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isCapitalised, const icu::Locale& locale) {
+  constexpr std::u16string_view numericFields = u"yMdHhms";
+  if (std::string_view(format.getCalendar()->getType()) != "gregorian") return std::nullopt;
+  const auto* numbers = dynamic_cast<const icu::DecimalFormat*>(format.getNumberFormat());
+  if (numbers == nullptr || std::ranges::any_of(numericFields, [&](char16_t field) {
+        return format.getNumberFormatForField(field) != numbers;
+      })) {
+    return std::nullopt;
   }
-  return u"{1} {0}";
+  DateWriter writer;
+  for (int digit = 0; digit < 10; ++digit) {
+    writer.digits[static_cast<std::size_t>(digit)] =
+        detail::fromUTF16(numbers->getDecimalFormatSymbols()->getConstDigitSymbol(digit));
+  }
+  icu::UnicodeString pattern;
+  format.toPattern(pattern);
+  icu::UnicodeString literal;
+  const auto endLiteral = [&] {
+    if (literal.isEmpty()) return;
+    writer.parts.push_back({.field = DateWriter::Field::literal, .names = {detail::fromUTF16(literal)}});
+    literal.remove();
+  };
+  bool isFirst = true;
+  bool isQuoted = false;
+  for (std::int32_t at = 0; at < pattern.length();) {
+    const char16_t unit = pattern.charAt(at);
+    const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+    if (unit == u'\'') {
+      const bool isDoubled = at + 1 < pattern.length() && pattern.charAt(at + 1) == u'\'';
+      if (isDoubled) {
+        literal += u'\'';
+      } else {
+        isQuoted = !isQuoted;
+      }
+      at += isDoubled ? 2 : 1;
+    } else if (isQuoted || !isLetter) {
+      literal += unit;
+      ++at;
+    } else {
+      std::int32_t end = at;
+      while (end < pattern.length() && pattern.charAt(end) == unit) ++end;
+      auto part = partOf(unit, end - at, *format.getDateFormatSymbols());
+      if (!part) return std::nullopt;
+      endLiteral();
+      if (isFirst && isCapitalised) detail::capitalise(part->names, locale.getName());
+      isFirst = false;
+      writer.parts.push_back(*std::move(part));
+      at = end;
+    }
+  }
+  endLiteral();
+  return writer;
 }
 
 icu::UnicodeString quoted(icu::UnicodeString text) {
@@ -133,7 +204,10 @@ struct DateFormatter::Key {
 /// What is prepared for one combination of properties.
 class DateFormatter::Engine {
  public:
-  explicit Engine(const Key& key) {
+  /// Who writes: a writer of ours where it can, else ICU, whose formats are many times larger and slower.
+  enum class Writing : std::uint8_t { byOurselves, byICU };
+
+  explicit Engine(const Key& key, Writing writing = Writing::byOurselves) : key_(key) {
     const icu::Locale named(key.locale.c_str());
     const icu::Locale& locale = named.isBogus() ? icu::Locale::getRoot() : named;
     UErrorCode status = U_ZERO_ERROR;
@@ -145,74 +219,101 @@ class DateFormatter::Engine {
       whole_ =
           std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(u"y-MM-dd HH:mm"), icu::Locale::getRoot(), status);
     }
-    whole_->adoptTimeZone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));
+    zone_.reset(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));
+    whole_->setTimeZone(*zone_);
     calendar_.reset(whole_->getCalendar()->clone());
     isRelative_ = key.isRelative && key.dateStyle != Style::none;
     if (isRelative_) prepareWords(key, locale);
     whole_->setContext(contextOfICU(key.context), status);
+    if (writing == Writing::byOurselves) prepareWriters(locale);
   }
 
   std::string string(UDate date, UDate now) {
-    std::string text;
+    const bool isLeftToICU = !DateWriter::writes(date) || (isRelative_ && !DateWriter::writes(now));
+    if (wholeWriter_ && isLeftToICU) {
+      if (!exact_) exact_ = std::make_unique<Engine>(key_, Writing::byICU);
+      return exact_->string(date, now);
+    }
     if (isRelative_) {
-      const std::int64_t days = julianDay(date) - julianDayOfNow(now);
+      const std::int64_t days = dayNumber(date) - dayNumberOfNow(now);
       if (days >= -2 && days <= 2 && !words_[static_cast<std::size_t>(days + 2)].empty()) {
-        text = words_[static_cast<std::size_t>(days + 2)];
-        if (!time_) return text;
-        const std::string timeText = apply(*time_, date);
-        return isTimeFirst_ ? glue_[0] + timeText + glue_[1] + text + glue_[2]
-                            : glue_[0] + text + glue_[1] + timeText + glue_[2];
+        const std::string& word = words_[static_cast<std::size_t>(days + 2)];
+        if (key_.timeStyle == Style::none) return word;
+        const std::string time = apply(time_.get(), timeWriter_, date);
+        return isTimeFirst_ ? glue_[0] + time + glue_[1] + word + glue_[2]
+                            : glue_[0] + word + glue_[1] + time + glue_[2];
       }
     }
-    return apply(*whole_, date);
+    return apply(whole_.get(), wholeWriter_, date);
   }
 
  private:
-  std::string apply(const icu::SimpleDateFormat& format, UDate date) {
+  std::string apply(const icu::SimpleDateFormat* format, const std::optional<DateWriter>& writer, UDate date) {
+    if (writer) {
+      std::string text;
+      writer->append(text, localMilliseconds(date));
+      return text;
+    }
     UErrorCode status = U_ZERO_ERROR;
     // With a calendar of our own: given a date, ICU would clone the format's at every call.
     calendar_->setTime(date, status);
     units_.remove();
     icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
-    format.format(*calendar_, units_, position);
+    format->format(*calendar_, units_, position);
     return detail::fromUTF16(units_);
   }
 
-  std::int64_t julianDay(UDate date) {
+  [[nodiscard]] std::int64_t localMilliseconds(UDate date) const {
+    UErrorCode status = U_ZERO_ERROR;
+    std::int32_t distance = 0;
+    std::int32_t summer = 0;
+    zone_->getOffset(date, false, distance, summer, status);
+    return static_cast<std::int64_t>(std::floor(date)) + distance + summer;
+  }
+
+  /// Numbers the days of the zone one after another.
+  std::int64_t dayNumber(UDate date) {
+    if (wholeWriter_) {
+      return std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(localMilliseconds(date))).count();
+    }
     UErrorCode status = U_ZERO_ERROR;
     calendar_->setTime(date, status);
     return calendar_->get(UCAL_JULIAN_DAY, status);
   }
 
-  /// Asks the calendar only when another minute has come: days begin and end with a minute in every zone.
-  std::int64_t julianDayOfNow(UDate now) {
+  /// Asks the zone only when another minute has come: days begin and end with a minute in every zone.
+  std::int64_t dayNumberOfNow(UDate now) {
     const double minute = std::floor(now / 60'000);
     if (minute != minuteOfNow_) {
-      dayOfNow_ = julianDay(now);
+      dayOfNow_ = dayNumber(now);
       minuteOfNow_ = minute;
     }
     return dayOfNow_;
   }
 
-  void prepareWords(const Key& key, const icu::Locale& locale) {
-    UErrorCode status = U_ZERO_ERROR;
-    constexpr std::array<UDateDirection, 5> directions{UDAT_DIRECTION_LAST_2, UDAT_DIRECTION_LAST, UDAT_DIRECTION_THIS,
-                                                       UDAT_DIRECTION_NEXT, UDAT_DIRECTION_NEXT_2};
-    icu::UnicodeString glue = u"{1}";
-    if (key.timeStyle != Style::none) prepareGlue(key, locale, glue);
-    const icu::RelativeDateTimeFormatter formatter(locale, status);
-    for (std::size_t index = 0; index < directions.size(); ++index) {
-      icu::UnicodeString word;
-      UErrorCode wordStatus = status;
-      formatter.format(directions[index], UDAT_ABSOLUTE_DAY, word, wordStatus);
-      if (U_FAILURE(wordStatus)) continue;
-      if (!isTimeFirst_ && isCapitalised(key.context, locale)) capitalise(word, locale);
-      words_[index] = detail::fromUTF16(word);
+  /// Lets go of ICU's formats if everything can be written without.
+  void prepareWriters(const icu::Locale& locale) {
+    const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
+    if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
+    wholeWriter_ = writerOf(*whole_, isAtBeginning, locale);
+    if (wholeWriter_ && time_) timeWriter_ = writerOf(*time_, isAtBeginning && isTimeFirst_, locale);
+    if (!wholeWriter_ || (time_ && !timeWriter_)) {
+      wholeWriter_.reset();
+      return;
     }
+    whole_.reset();
+    time_.reset();
+    calendar_.reset();
+  }
+
+  void prepareWords(const Key& key, const icu::Locale& locale) {
+    if (key.timeStyle != Style::none) prepareGlue(key, locale);
+    words_ = detail::wordsForDays(locale.getName());
+    if (!isTimeFirst_ && isCapitalised(key.context, locale)) detail::capitalise(words_, locale.getName());
   }
 
   /// Joins the patterns of date and time by the plain glue, and finds out what that puts around the two texts.
-  void prepareGlue(const Key& key, const icu::Locale& locale, icu::UnicodeString& glue) {
+  void prepareGlue(const Key& key, const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
     const auto pattern = [&](icu::DateFormat* made) {
       const std::unique_ptr<icu::DateFormat> format(made);
@@ -224,7 +325,7 @@ class DateFormatter::Engine {
     const icu::UnicodeString datePattern = pattern(icu::DateFormat::createDateInstance(dateStyle, locale));
     const icu::UnicodeString timePattern =
         pattern(icu::DateFormat::createTimeInstance(styleOfICU(key.timeStyle), locale));
-    glue = gluePattern(locale, dateStyle);
+    const icu::UnicodeString glue(detail::glueOfDateAndTime(locale.getBaseName(), dateStyle).c_str());
     isTimeFirst_ = glue.indexOf(u"{0}") >= 0 && glue.indexOf(u"{0}") < glue.indexOf(u"{1}");
     const icu::SimpleFormatter joiner(glue, 2, 2, status);
 
@@ -252,30 +353,25 @@ class DateFormatter::Engine {
 
   /// Whether words for days get a capital letter. On their own and in lists, that is for the locale to say.
   static bool isCapitalised(FormattingContext context, const icu::Locale& locale) {
+    using detail::WordPlace;
     if (context == FormattingContext::beginningOfSentence) return true;
-    if (context != FormattingContext::standalone && context != FormattingContext::listItem) return false;
-    UErrorCode status = U_ZERO_ERROR;
-    const Resource bundle(ures_open(nullptr, locale.getBaseName(), &status));
-    const Resource transforms = child(child(bundle, "contextTransforms"), "relative");
-    if (!transforms) return false;
-    std::int32_t count = 0;
-    const std::int32_t* choices = ures_getIntVector(transforms.get(), &count, &status);
-    const std::int32_t index = context == FormattingContext::standalone ? 1 : 0;
-    return U_SUCCESS(status) && count > index && choices[index] != 0;
-  }
-
-  static void capitalise(icu::UnicodeString& word, const icu::Locale& locale) {
-    if (word.isEmpty() || !u_islower(word.char32At(0))) return;
-    UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::BreakIterator> sentences(icu::BreakIterator::createSentenceInstance(locale, status));
-    if (U_SUCCESS(status)) {
-      word.toTitle(sentences.get(), locale, U_TITLECASE_NO_LOWERCASE | U_TITLECASE_NO_BREAK_ADJUSTMENT);
+    if (context == FormattingContext::standalone) {
+      return detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::standalone);
     }
+    return context == FormattingContext::listItem &&
+           detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::list);
   }
 
+  const Key key_;
+  std::unique_ptr<icu::TimeZone> zone_;
+  std::optional<DateWriter> wholeWriter_;
+  std::optional<DateWriter> timeWriter_;
+  /// ICU's; none where the writers do without.
   std::unique_ptr<icu::SimpleDateFormat> whole_;
   std::unique_ptr<icu::SimpleDateFormat> time_;
   std::unique_ptr<icu::Calendar> calendar_;
+  /// Another one that is left to ICU, for dates that the writers do not know.
+  std::unique_ptr<Engine> exact_;
   icu::UnicodeString units_;
   bool isRelative_ = false;
   bool isTimeFirst_ = false;

@@ -6,6 +6,8 @@
 #include <unicode/fmtable.h>
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
+#include <unicode/uchar.h>
+#include <unicode/utf16.h>
 
 #include <algorithm>
 #include <array>
@@ -29,6 +31,55 @@ std::string utf8(const icu::UnicodeString& text) { return detail::fromUTF16(text
 
 icu::UnicodeString utf16(std::string_view text) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+}
+
+/// The same number in fewer digits: ICU takes a time that grows with the square of their count. Absent where that
+/// cannot be done, which no number that anybody meant needs.
+std::optional<icu::UnicodeString> shortened(icu::UnicodeString units, std::u16string_view decimalSeparator) {
+  // Enough for every double: 324 zeros behind the point, and 767 digits to tell a tie from what lies beside it.
+  constexpr int mostDigits = 1'100;
+  constexpr std::size_t mostUnits = 10'000;
+  if (units.length() <= mostDigits) return units;
+  const char16_t* const text = units.getBuffer();
+  const std::int32_t length = units.length();
+  std::u16string result;
+  bool isCut = false;
+  for (std::int32_t at = 0; at < length;) {
+    if (result.size() > mostUnits) return std::nullopt;
+    UChar32 scalar = 0;
+    std::int32_t next = at;
+    const auto digit = [&] {
+      if (at >= length) return -1;
+      next = at;
+      U16_NEXT(text, next, length, scalar);
+      return scalar < 0x80 ? (scalar >= '0' && scalar <= '9' ? scalar - '0' : -1) : u_charDigitValue(scalar);
+    };
+    if (digit() < 0) {
+      result.append(text + at, text + next);
+      at = next;
+      continue;
+    }
+    const bool isFraction = !decimalSeparator.empty() && result.ends_with(decimalSeparator);
+    if (isCut && !isFraction) return std::nullopt;  // An exponent could undo what was cut.
+    if (!isFraction) {
+      std::int32_t lastZero = at;
+      for (; digit() == 0; at = next) lastZero = at;
+      if (digit() < 0) at = lastZero;  // There is nothing but zeros: one stays.
+    }
+    int kept = 0;
+    bool hasMore = false;
+    for (int value = digit(); value >= 0; at = next, value = digit()) {
+      if (kept++ < mostDigits) {
+        result.append(text + at, text + next);
+      } else {
+        hasMore = hasMore || value > 0;
+        isCut = isCut || !isFraction;
+      }
+    }
+    if (hasMore) result += u'1';
+  }
+  if (result.size() > mostUnits) return std::nullopt;
+  return icu::UnicodeString(result.data(), static_cast<std::int32_t>(result.size()));
 }
 
 detail::DecimalWriter::Rounding exactRounding(NumberFormatter::RoundingMode mode) {
@@ -66,8 +117,11 @@ class NumberFormatter::Engine {
  public:
   Engine(const Configuration& configuration, const std::string& identifier)
       : format_(makeFormat(configuration.style, icu::Locale(identifier.c_str()))) {
-    format_->setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(configuration.roundingMode));
-    format_->setLenient(false);
+    // Each change makes ICU prepare everything anew, so what is so already is left alone.
+    if (configuration.roundingMode != RoundingMode::halfEven) {
+      format_->setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(configuration.roundingMode));
+    }
+    if (format_->isLenient()) format_->setLenient(false);
     if (configuration.negativeFormat) {
       UErrorCode status = U_ZERO_ERROR;
       icu::UnicodeString pattern;
@@ -90,7 +144,8 @@ class NumberFormatter::Engine {
     for (int digit = 0; digit < 10; ++digit) {
       writer_.digits[static_cast<std::size_t>(digit)] = utf8(symbols.getConstDigitSymbol(digit));
     }
-    writer_.decimalSeparator = symbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol);
+    decimalSeparator_ = symbols.getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol);
+    writer_.decimalSeparator = utf8(decimalSeparator_);
     writer_.groupingSeparator = symbol(icu::DecimalFormatSymbols::kGroupingSeparatorSymbol);
     writer_.rounding = exactRounding(configuration.roundingMode);
     if (format_->isGroupingUsed()) {
@@ -126,11 +181,14 @@ class NumberFormatter::Engine {
   }
 
   [[nodiscard]] std::optional<NSNumber> number(std::string_view text) const {
-    const icu::UnicodeString units = utf16(text);
+    const std::optional<icu::UnicodeString> units = shortened(
+        utf16(text),
+        std::u16string_view(decimalSeparator_.getBuffer(), static_cast<std::size_t>(decimalSeparator_.length())));
+    if (!units) return std::nullopt;
     icu::Formattable result;
     icu::ParsePosition position(0);
-    format_->parse(units, result, position);
-    if (position.getErrorIndex() >= 0 || position.getIndex() == 0 || position.getIndex() != units.length()) {
+    format_->parse(*units, result, position);
+    if (position.getErrorIndex() >= 0 || position.getIndex() == 0 || position.getIndex() != units->length()) {
       return std::nullopt;
     }
     switch (result.getType()) {
@@ -179,6 +237,7 @@ class NumberFormatter::Engine {
   }
 
   std::unique_ptr<icu::DecimalFormat> format_;
+  icu::UnicodeString decimalSeparator_;
   detail::Affixes positive_;
   detail::Affixes negative_;
   detail::DecimalWriter writer_;

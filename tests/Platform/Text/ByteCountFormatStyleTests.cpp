@@ -13,6 +13,7 @@
 
 #include "Tessaly/Platform/Text/ByteCountFormatStyle.hpp"
 #include "tests/Support/GoldenRows.hpp"
+#include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
 namespace {
@@ -97,8 +98,9 @@ TEST(ByteCountFormatStyle, WritesInEveryLocaleAsICUDoes) {
   const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
   std::vector<std::string> names{"no", "iw", "en-US", "ar@numbers=latn", "en@numbers=roman", "zh@numbers=hanidec",
                                  "xx"};
-  for (std::int32_t index = 0; index < count; ++index) names.emplace_back(locales[index].getName());
-  ASSERT_GT(names.size(), 700U);
+  ASSERT_GT(count, 700);
+  const std::int32_t stride = Tests::repetitions(1) > 1 ? 1 : 7;
+  for (std::int32_t index = 0; index < count; index += stride) names.emplace_back(locales[index].getName());
   std::mt19937_64 random(7);
   for (const std::string& name : names) {
     Recipe recipe(name.c_str());

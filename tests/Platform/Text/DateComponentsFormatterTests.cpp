@@ -130,6 +130,18 @@ TEST(DateComponentsFormatter, WritesPositionalTextsInEveryLocaleAsICUDoes) {
   }
 }
 
+TEST(DateComponentsFormatter, HasTheRawValuesThatPortedSettingsHold) {
+  using Style = DateComponentsFormatter::UnitsStyle;
+  EXPECT_EQ(static_cast<int>(Style::positional), 0);
+  EXPECT_EQ(static_cast<int>(Style::abbreviated), 1);
+  EXPECT_EQ(static_cast<int>(Style::full), 3);
+  EXPECT_EQ(static_cast<int>(Units::hour | Units::minute | Units::second), 224);
+  EXPECT_EQ(static_cast<int>(Units::minute | Units::second), 192);
+  EXPECT_EQ(static_cast<int>(Units::hour | Units::minute), 96);
+  EXPECT_EQ(static_cast<int>(Zero::dropAll), 14);
+  EXPECT_EQ(static_cast<int>(Zero::pad), 65536);
+}
+
 TEST(DateComponentsFormatter, SignsTheFirstUnitUnlessItIsZero) {
   EXPECT_EQ(minutes("en", -30), "0:30");
   EXPECT_EQ(minutes("en", -90), "-1:30");

@@ -7,7 +7,9 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "Tessaly/Platform/Text/DateFormatter.hpp"
 #include "tests/Support/FixedClock.hpp"
@@ -157,6 +159,56 @@ TEST(DateFormatter, WritesInEveryLocaleAsICUDoes) {
     }
   }
   EXPECT_GT(compared, 100);
+}
+
+TEST(DateFormatter, WritesEveryStyleInEveryLocaleAndZoneAsICUDoes) {
+  std::int32_t count = 0;
+  const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
+  std::vector<std::string> names{"th_TH@calendar=gregorian", "en@numbers=roman",    "ar@numbers=latn",
+                                 "he@calendar=hebrew",       "zh@calendar=chinese", "ja@calendar=japanese",
+                                 "en@calendar=iso8601",      "hi@numbers=deva"};
+  const std::int32_t stride = Tests::repetitions(1) > 1 ? 1 : 5;
+  for (std::int32_t index = 0; index < count; index += stride) names.emplace_back(locales[index].getName());
+  const char* const zones[] = {"GMT",          "Europe/Berlin", "America/St_Johns", "Asia/Kathmandu",
+                               "Pacific/Apia", "GMT-03:30"};
+  const Style ours[] = {Style::none, Style::short_, Style::medium, Style::long_, Style::full};
+  const icu::DateFormat::EStyle stocks[] = {icu::DateFormat::kNone, icu::DateFormat::kShort, icu::DateFormat::kMedium,
+                                            icu::DateFormat::kLong, icu::DateFormat::kFull};
+  std::mt19937_64 random(5);
+  std::uniform_real_distribution<double> instants(-20e9, 260e9);  // From 1336 to 10209.
+  std::size_t turn = 0;
+  for (const std::string& name : names) {
+    const icu::Locale locale(name.c_str());
+    for (std::size_t dateStyle = 0; dateStyle < 5; ++dateStyle) {
+      // Each locale has all styles of dates, and over some locales all pairs with styles of times, contexts and zones.
+      const std::size_t timeStyle = dateStyle == 0 ? 1 + turn % 4 : turn % 4;
+      const char* const zone = zones[turn % std::size(zones)];
+      const bool isAtBeginning = turn / 2 % 2 == 1;
+      ++turn;
+      Made made(name.c_str(), ours[dateStyle], ours[timeStyle]);
+      made.setTimeZone(TimeZone::from(zone));
+      if (isAtBeginning) made.setFormattingContext(FormattingContext::beginningOfSentence);
+      const std::unique_ptr<icu::DateFormat> format(
+          icu::DateFormat::createDateTimeInstance(stocks[dateStyle], stocks[timeStyle], locale));
+      format->adoptTimeZone(icu::TimeZone::createTimeZone(zone));
+      UErrorCode status = U_ZERO_ERROR;
+      if (isAtBeginning) format->setContext(UDISPCTX_CAPITALIZATION_FOR_BEGINNING_OF_SENTENCE, status);
+      for (const double seconds : {1'672'671'845.0, 1'704'013'620.25, 0.0, -1.0, instants(random), instants(random)}) {
+        icu::UnicodeString units;
+        std::string expected;
+        format->format(seconds * 1000 + 0.5, units).toUTF8String(expected);
+        EXPECT_EQ(made.string(Date::since1970(seconds)), expected)
+            << name << ' ' << dateStyle << ' ' << timeStyle << ' ' << zone << ' ' << isAtBeginning << ' ' << seconds;
+      }
+    }
+  }
+}
+
+TEST(DateFormatter, HasTheRawValuesThatPortedSettingsHold) {
+  EXPECT_EQ(static_cast<int>(Style::none), 0);
+  EXPECT_EQ(static_cast<int>(Style::short_), 1);
+  EXPECT_EQ(static_cast<int>(Style::medium), 2);
+  EXPECT_EQ(static_cast<int>(FormattingContext::beginningOfSentence), 4);
 }
 
 TEST(DateFormatter, IgnoresWordsWithoutADateStyle) {

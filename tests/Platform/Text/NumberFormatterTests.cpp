@@ -156,6 +156,13 @@ TEST(NumberFormatter, RoundsInEveryMode) {
   EXPECT_EQ(rounded(up, 2.1), "3");
 }
 
+TEST(NumberFormatter, HasTheRawValuesThatPortedSettingsHold) {
+  EXPECT_EQ(static_cast<int>(NumberFormatter::Style::none), 0);
+  EXPECT_EQ(static_cast<int>(NumberFormatter::Style::percent), 3);
+  EXPECT_EQ(static_cast<int>(NumberFormatter::RoundingMode::halfEven), 4);
+  EXPECT_EQ(static_cast<int>(NumberFormatter::RoundingMode::halfUp), 6);
+}
+
 TEST(NumberFormatter, RoundsTheShortestDecimal) {
   NumberFormatter formatter;
   formatter.setLocale(Locale("en"));
@@ -276,6 +283,48 @@ TEST(NumberFormatter, ReadsLongTexts) {
   ASSERT_TRUE(huge.has_value());
   EXPECT_TRUE(std::isinf(huge->doubleValue()));
   EXPECT_EQ(formatter.number("9223372036854775807"), NSNumber(std::numeric_limits<std::int64_t>::max()));
+}
+
+TEST(NumberFormatter, ReadsAMegabyteOfDigitsAtOnce) {
+  NumberFormatter formatter;
+  formatter.setLocale(Locale("en"));
+  constexpr std::size_t megabyte = 1'000'000;
+  const auto value = [&](const std::string& text) {
+    const auto number = formatter.number(text);
+    return number ? number->doubleValue() : std::nan("");
+  };
+  EXPECT_EQ(value(std::string(megabyte, '9')), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(value("-" + std::string(megabyte, '9')), -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(value(std::string(megabyte, '0') + "5"), 5);
+  EXPECT_EQ(value(std::string(megabyte, '0')), 0);
+  EXPECT_EQ(value("0." + std::string(megabyte, '3')), 1.0 / 3);
+  EXPECT_EQ(value("0." + std::string(megabyte, '0') + "3"), 0);
+  EXPECT_EQ(value("1e" + std::string(megabyte, '0') + "2"), 100);
+  EXPECT_EQ(value(std::string(megabyte, ' ') + "5"), 5);
+  std::string arabic;
+  while (arabic.size() < megabyte) arabic += "٩";
+  EXPECT_EQ(value(arabic), std::numeric_limits<double>::infinity());
+  // Halfway between 1 and the next double, and a digit more far behind that.
+  const std::string half = "1.00000000000000011102230246251565404236316680908203125";
+  EXPECT_EQ(value(half + std::string(megabyte, '0')), 1);
+  EXPECT_EQ(value(half + std::string(megabyte, '0') + "1"), std::nextafter(1.0, 2.0));
+  for (const std::string& text : {std::string(megabyte, '9') + "e-999999", std::string(megabyte, '9') + "x",
+                                  std::string(megabyte, '-'), "5" + std::string(megabyte, ' ')}) {
+    EXPECT_EQ(formatter.number(text), std::nullopt);
+  }
+  formatter.setNumberStyle(NumberFormatter::Style::decimal);
+  std::string grouped = "999";
+  while (grouped.size() < megabyte) grouped += ",999";
+  EXPECT_EQ(formatter.number(grouped), std::nullopt);
+}
+
+TEST(NumberFormatter, ReadsExponentsBeyondEveryNumber) {
+  NumberFormatter formatter;
+  formatter.setLocale(Locale("en"));
+  for (const std::string exponent : {"400", "2147483647", "2147483648", "99999999999", "99999999999999999999"}) {
+    EXPECT_EQ(formatter.number("1e" + exponent), NSNumber(std::numeric_limits<double>::infinity())) << exponent;
+    EXPECT_EQ(formatter.number("1e-" + exponent).value_or(NSNumber(1)).doubleValue(), 0) << exponent;
+  }
 }
 
 TEST(NumberFormatter, ReadsPercentAsAFraction) {

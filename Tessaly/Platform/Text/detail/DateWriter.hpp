@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Tessaly::inline v1::detail {
+
+/// Writes dates of the Gregorian calendar by the parts of a pattern: what ICU's date format writes, without the detour
+/// through its general machinery.
+///
+/// Thread contract: thread-compatible. Writing with one that nobody changes is thread-safe.
+struct DateWriter {
+  enum class Field : std::uint8_t {
+    literal,
+    year,
+    yearOfCentury,
+    month,
+    monthName,
+    day,
+    weekdayName,
+    dayPeriod,
+    hour,          // 0 to 23
+    hourOfTwelve,  // 1 to 12
+    minute,
+    second,
+  };
+  struct Part {
+    Field field;
+    /// How many digits a number has at least.
+    int digits = 1;
+    /// The names, from January, Sunday or the morning on; of a literal its text.
+    std::vector<std::string> names;
+  };
+
+  std::array<std::string, 10> digits;
+  std::vector<Part> parts;
+
+  /// Whether a date, in milliseconds since 1970 in Greenwich, is one that can be written in every zone: from after the
+  /// change from the Julian calendar to the year 9999.
+  static constexpr bool writes(double milliseconds) noexcept {
+    return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
+  }
+
+  /// Appends a date, in milliseconds since 1970 by the clocks of its zone.
+  void append(std::string& text, std::int64_t localMilliseconds) const {
+    const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(localMilliseconds)};
+    const auto days = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(days);
+    const auto seconds = static_cast<std::uint32_t>(std::chrono::floor<std::chrono::seconds>(time - days).count());
+    const std::uint32_t hour = seconds / 3600;
+    for (const Part& part : parts) {
+      switch (part.field) {
+        case Field::literal:
+          text.append(part.names.front());
+          break;
+        case Field::year:
+          appendNumber(text, static_cast<std::uint32_t>(int{date.year()}), part.digits);
+          break;
+        case Field::yearOfCentury:
+          appendNumber(text, static_cast<std::uint32_t>(int{date.year()}) % 100, 2);
+          break;
+        case Field::month:
+          appendNumber(text, unsigned{date.month()}, part.digits);
+          break;
+        case Field::monthName:
+          text.append(part.names[unsigned{date.month()} - 1]);
+          break;
+        case Field::day:
+          appendNumber(text, unsigned{date.day()}, part.digits);
+          break;
+        case Field::weekdayName:
+          text.append(part.names[std::chrono::weekday(days).c_encoding()]);
+          break;
+        case Field::dayPeriod:
+          text.append(part.names[hour / 12]);
+          break;
+        case Field::hour:
+          appendNumber(text, hour, part.digits);
+          break;
+        case Field::hourOfTwelve:
+          appendNumber(text, (hour + 11) % 12 + 1, part.digits);
+          break;
+        case Field::minute:
+          appendNumber(text, seconds / 60 % 60, part.digits);
+          break;
+        case Field::second:
+          appendNumber(text, seconds % 60, part.digits);
+          break;
+      }
+    }
+  }
+
+ private:
+  void appendNumber(std::string& text, std::uint32_t number, int least) const {
+    std::array<std::uint8_t, 10> decimals{};
+    int count = 0;
+    for (; number > 0; number /= 10)
+      decimals[static_cast<std::size_t>(count++)] = static_cast<std::uint8_t>(number % 10);
+    for (int zeros = count; zeros < least; ++zeros) text.append(digits[0]);
+    while (count > 0) text.append(digits[decimals[static_cast<std::size_t>(--count)]]);
+  }
+};
+
+}  // namespace Tessaly::inline v1::detail
