@@ -1,35 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <exception>
+#include <iomanip>
 #include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Command.hpp"
+#include "Signals.hpp"
 
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand};
+const std::array commands{&awakeCommand, &copyCommand, &defaultsCommand, &reachCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
-  for (const Command* command : commands) stream << "  " << command->name << "  " << command->summary << '\n';
+  for (const Command* command : commands)
+    stream << "  " << std::left << std::setw(10) << command->name << command->summary << '\n';
   stream << "\n'tessaly <command> --help' tells more.\n"
             "Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.\n";
 }
 
-bool isHelp(std::string_view argument) { return argument == "--help" || argument == "-h" || argument == "help"; }
+bool isHelp(std::string_view argument) { return argument == "--help" || argument == "-h"; }
 
 ExitCode run(Arguments arguments) {
   if (arguments.empty()) {
     printHelp(std::cerr);
     return wrongUsage;
   }
-  if (isHelp(arguments[0])) {
+  if (isHelp(arguments[0]) || arguments[0] == "help") {
     printHelp(std::cout);
     return success;
   }
@@ -63,7 +65,7 @@ ExitCode run(Arguments arguments) {
 }  // namespace TessalyTool
 
 int main(int count, char** arguments) {
-  std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone is told by the stream.
+  TessalyTool::ignoreBrokenPipes();
   const std::vector<std::string_view> words(arguments + std::min(count, 1), arguments + count);
   return TessalyTool::run(words);
 }

@@ -179,6 +179,7 @@ class WaylandSelection final : public SelectionThread {
   }
 
   void waitForMore() {
+    noteTransfers(!transfers_.empty());
     while (wl_display_prepare_read(display_) != 0) {
       if (wl_display_dispatch_pending(display_) < 0) return;
     }
