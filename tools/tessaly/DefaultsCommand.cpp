@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -16,6 +12,7 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Interruption.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
@@ -204,7 +201,7 @@ class Printer final : public Tessaly::KeyValueObserver {
     } else {
       std::cout << printedKey(*key) << " removed" << std::endl;
     }
-    if (!std::cout) ::kill(::getpid(), SIGTERM);  // Nobody reads any more.
+    if (!std::cout) Interruption::raise();  // Nobody reads any more.
   }
 
  private:
@@ -213,17 +210,12 @@ class Printer final : public Tessaly::KeyValueObserver {
 
 ExitCode watch(Arguments arguments) {
   requireCount(arguments, 1, arguments.size());
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGINT);
-  ::sigaddset(&signals, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  const Interruption interruption;
   const Store store = open(arguments[0], Opening::forUse);
   const auto printer = std::make_shared<Printer>(arguments.subspan(1));
   store->addObserverOfEveryKey(printer, Tessaly::KeyValueObservingOptions::newValue, nullptr);
   std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
-  int signal = 0;
-  ::sigwait(&signals, &signal);
+  interruption.wait();
   return success;
 }
 

@@ -2,7 +2,6 @@
 #include "Interruption.hpp"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -21,16 +20,13 @@
 namespace TessalyTool {
 
 Interruption::Interruption() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGINT);
-  ::sigaddset(&signals, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  descriptor_ = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+  descriptor_ = ::signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK);
   if (descriptor_ < 0) throw Tessaly::POSIXError::last();
 }
 
 Interruption::~Interruption() { ::close(descriptor_); }
+
+void Interruption::raise() { ::kill(::getpid(), SIGTERM); }
 
 void Interruption::runUntilInterrupted(std::function<Tessaly::Async<void>()> work) const {
   const int ended = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);

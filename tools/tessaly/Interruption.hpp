@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <csignal>
 #include <functional>
 
+#include "Signals.hpp"
 #include "Tessaly/Platform/Tasks/Async.hpp"
 
 namespace TessalyTool {
 
-/// SIGINT and SIGTERM as something that can be waited for, for commands that go on until they are interrupted. Made
-/// before the command does anything, since threads that are started before do not know of it.
+/// What ends a command that goes on until the user, or whoever reads its output, wants no more: SIGINT, SIGTERM and
+/// SIGHUP. Made before the command does anything, since threads that are started before do not know of it.
 class Interruption {
  public:
   Interruption();
@@ -16,12 +18,16 @@ class Interruption {
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
+  void wait() const { static_cast<void>(signals_.next()); }
+  /// Ends the wait, from any thread.
+  static void raise();
   /// Readable once the command was interrupted.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
   /// Runs the work until it ends, or is interrupted and cancelled. Throws what it throws.
   void runUntilInterrupted(std::function<Tessaly::Async<void>()> work) const;
 
  private:
+  PendingSignals signals_{SIGINT, SIGTERM, SIGHUP};
   int descriptor_;
 };
 

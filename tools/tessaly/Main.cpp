@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <exception>
 #include <iomanip>
 #include <iostream>
@@ -13,11 +9,13 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Signals.hpp"
 
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand, &formatCommand, &infoCommand, &logCommand, &watchCommand, &zipCommand};
+const std::array commands{&awakeCommand, &copyCommand,  &defaultsCommand, &formatCommand, &infoCommand,
+                          &logCommand,   &reachCommand, &watchCommand,    &zipCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
@@ -28,10 +26,6 @@ void printHelp(std::ostream& stream) {
             "Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.\n";
 }
 
-/// Whether this process is to end when nobody reads its output any more, as is usual: who started it may have it
-/// otherwise.
-bool endsWithItsReader = true;
-
 bool isHelpOption(std::string_view argument) { return argument == "--help" || argument == "-h"; }
 bool isHelp(std::string_view argument) { return isHelpOption(argument) || argument == "help"; }
 
@@ -39,12 +33,7 @@ bool isHelp(std::string_view argument) { return isHelpOption(argument) || argume
 ExitCode finished(std::string_view name, ExitCode code) {
   std::cout.flush();
   if (std::cout) return code;
-  pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-  if (endsWithItsReader && ::poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0) {
-    // Whoever read it has seen enough, as `head` has. Ends as other programs do then, without a word.
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
-  }
+  endIfNobodyReads();
   std::cerr << "tessaly" << name << ": Cannot write to standard output\n";
   return failure;
 }
@@ -86,8 +75,7 @@ ExitCode run(Arguments arguments) {
 }  // namespace TessalyTool
 
 int main(int count, char** arguments) {
-  // A reader that has gone is told by the stream, on whatever thread.
-  TessalyTool::endsWithItsReader = std::signal(SIGPIPE, SIG_IGN) != SIG_IGN;
+  TessalyTool::ignoreBrokenPipes();
   const std::vector<std::string_view> words(arguments + std::min(count, 1), arguments + count);
   return TessalyTool::run(words);
 }

@@ -292,6 +292,11 @@ bool JournaledUserDefaults::synchronize() {
   return checkpoint(Patience::some) == Outcome::done && isStored;
 }
 
+std::uint64_t JournaledUserDefaults::revision() const noexcept {
+  stopIfForkedChild();
+  return table_.revision();
+}
+
 UserDefaultsStatus JournaledUserDefaults::status() const {
   const UnfairLock::Guard guard(statusLock_);
   return status_;

@@ -82,6 +82,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
+  [[nodiscard]] std::uint64_t revision() const noexcept override;
 
   /// Writes what no checkpoint holds yet into the property list. For the end of the process.
   void close() noexcept;
