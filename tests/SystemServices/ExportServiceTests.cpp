@@ -237,6 +237,29 @@ TEST_F(ExportServiceLogsOfTheProcess, ACancelledCallerGetsTheCancellation) {
   });
 }
 
+TEST_F(ExportServiceLogsOfTheProcess, ThatAreCancelledMidwayAreAllOrNone) {
+  constexpr std::size_t count = 2000;
+  const Logger logger("org.example.app", "Main");
+  for (std::size_t i = 0; i < count; ++i) logger.error("record");
+  int cancelled = 0;
+  for (int round = 0; round < Tests::repetitions(200); ++round) {
+    syncWait([&]() -> Async<void> {
+      Task<std::size_t> task([]() -> Async<std::size_t> {
+        co_return (co_await ExportService::Logs::extractLastLogsToStrings(60)).size();
+      });
+      for (int turn = 0; turn < 50 * round && !task.isFinished(); ++turn) co_await Task<>::yield();
+      task.cancel();
+      try {
+        EXPECT_EQ(co_await task.value(), count);
+      } catch (const CancellationError&) {
+        ++cancelled;
+      }
+    });
+  }
+  EXPECT_GT(cancelled, 0);
+  EXPECT_EQ(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }).size(), count);
+}
+
 TEST(ExportServiceLogsWithout, ABundleIdentifierAreAnError) {
   try {
     static_cast<void>(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }));

@@ -153,6 +153,51 @@ os.rename(sys.argv[1] + '.new', sys.argv[1])
   EXPECT_TRUE(has(kinds, FileChange::replaced));
 }
 
+TEST_P(FileChangesOn, WhateverIsWrittenAndReplacedAPauseFindsTheReaderWithWhatTheFileHolds) {
+  // 100 writes and a replacement a thousand times; after every 50 the writer waits until its last word was read.
+  FileManager& files = FileManager::default_();
+  warmUp();
+  const auto before = openDescriptors();
+  int pauses = 0;
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url()).makeAsyncIterator();
+    Program program({"python3", "-c", R"(
+import os, sys, time
+name = sys.argv[1]
+for number in range(1, 1001):
+    for write in range(100):
+        descriptor = os.open(name, os.O_WRONLY)
+        os.pwrite(descriptor, b'%09d' % write, 0)
+        os.close(descriptor)
+    is_pause = number % 50 == 0
+    with open(name + '.new', 'w') as file:
+        file.write(('pause %d' if is_pause and number % 100 == 0 else '%09d') % number)
+    os.rename(name + '.new', name)
+    if is_pause and number % 100 != 0:
+        with open(name, 'w') as file:
+            file.write('pause %d' % number)
+    while is_pause and not os.path.exists('%s.%d' % (name, number)):
+        time.sleep(0.0005)
+)",
+                     file_});
+    std::string last;
+    while (last != "pause 1000") {
+      const auto change = co_await changes.next();
+      EXPECT_TRUE(change);
+      last = textOf(file_);
+      if (!last.starts_with("pause ")) continue;
+      const std::string read = file_ + "." + last.substr(6);
+      if (std::filesystem::exists(read)) continue;
+      ++pauses;
+      std::ofstream(read) << "read";
+    }
+    while (!program.hasEnded()) co_await Task<>::yield();
+    EXPECT_EQ(program.exitStatus(), 0);
+  });
+  EXPECT_EQ(pauses, 20);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST_P(FileChangesOn, RemovalAndReturnByAnotherProcessEndWithWhatTheFileHolds) {
   follow({"python3", "-c", R"(
 import os, sys
