@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any stored bookmark either is none or keeps its token and leads to a path that its token names; any token resolves to a
-// file that is there or fails as bookmarks fail; and what was stored decodes to what was encoded.
+// Any stored bookmark either is none or keeps its token and leads to a path that its token names; any token resolves to
+// a file that is there or fails as bookmarks fail; and what was stored decodes to what was encoded.
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
