@@ -553,6 +553,34 @@ TEST_F(FileManagerFileSystemEvents, AFileReplacedByAFolderAndBackIsReplacedTwice
   });
 }
 
+TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeReadIsLookedAtEverySecond) {
+  put("a", "1");
+  ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+  ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
+  // Whoever may read everything is nobody from here on.
+  constexpr uid_t nobody = 65534;
+  if (::geteuid() == 0) ASSERT_EQ(::seteuid(nobody), 0);
+  ManualClock clock;
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a"), clock).makeAsyncIterator();
+    const auto next = [&](FileChange expected) {
+      return Task<>([&, expected]() -> Async<void> { EXPECT_EQ(co_await changes.next(), expected); });
+    };
+    Task<> written = next(FileChange::contents);
+    co_await until([&] { return clock.timerCount() == 1; });
+    std::ofstream(path("a"), std::ios::app) << "written though it cannot be read";
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(written.isFinished());
+    clock.advance(std::chrono::seconds(1));
+    co_await written.value();
+    Task<> replaced = next(FileChange::replaced);
+    // A name on the path is heard of even so.
+    replace("a", "2");
+    co_await replaced.value();
+  });
+  static_cast<void>(::seteuid(::getuid()));
+}
+
 TEST_F(FileManagerFileSystemEvents, CancellingEndsTheChanges) {
   put("a", "1");
   syncWait([&]() -> Async<void> {

@@ -3,7 +3,6 @@
 // limits of the format's first version.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -25,6 +24,7 @@
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "tests/Support/MemoryVolume.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -43,27 +43,12 @@ std::string noise(std::size_t size) {
   return text;
 }
 
-/// A file system in memory for temporary files, seen by this process only. Made before any thread is, as namespaces of
-/// users want it.
+/// A small file system in memory for temporary files.
 class SmallDisk : public ::testing::Test {
  protected:
   void SetUp() override {
-    const uid_t user = ::getuid();
-    const gid_t group = ::getgid();
-    if (::unshare(CLONE_NEWNS) != 0) {
-      if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
-      }
-      std::ofstream("/proc/self/setgroups") << "deny";
-      std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-      std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-    }
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", disk.path().c_str(), "tmpfs", 0, "size=4m,nr_inodes=100") != 0) {
-      GTEST_SKIP() << "no file system of its own: " << std::strerror(errno);
-    }
+    if (!disk.reason().empty()) GTEST_SKIP() << disk.reason();
   }
-  void TearDown() override { ::umount2(disk.path().c_str(), MNT_DETACH); }
 
   [[nodiscard]] URL put(const std::string& name, std::string_view text) const {
     std::ofstream(folder.path() + "/" + name, std::ios::binary) << text;
@@ -83,7 +68,7 @@ class SmallDisk : public ::testing::Test {
   void expectNothingLeft() const { EXPECT_TRUE(std::filesystem::is_empty(disk.path())); }
 
   TessalyTests::TemporaryFolder folder;
-  TessalyTests::TemporaryFolder disk;
+  Tests::MemoryVolume disk{"4m,nr_inodes=100"};
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", disk.path()}}}};
   ProcessInfo::Replacement replacement{process};
 };

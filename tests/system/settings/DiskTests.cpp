@@ -3,7 +3,6 @@
 // own, in mount namespaces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/MemoryVolume.hpp"
 #include "../../Support/WaitUntil.hpp"
 #include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
@@ -29,26 +28,11 @@ namespace {
 using Dictionary = PropertyList::Dictionary;
 using Tests::waitUntil;
 
-/// A file system in memory, seen by this process only. Made before any thread is, as namespaces of users want it.
 class SettingsDisk : public ::testing::Test {
  protected:
   void SetUp() override {
-    const uid_t user = ::getuid();
-    const gid_t group = ::getgid();
-    if (::unshare(CLONE_NEWNS) != 0) {
-      if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
-      }
-      std::ofstream("/proc/self/setgroups") << "deny";
-      std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-      std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-    }
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", disk_.path().c_str(), "tmpfs", 0, "size=4m") != 0) {
-      GTEST_SKIP() << "no file system of its own: " << std::strerror(errno);
-    }
+    if (!disk_.reason().empty()) GTEST_SKIP() << disk_.reason();
   }
-  void TearDown() override { ::umount2(disk_.path().c_str(), MNT_DETACH); }
 
   std::shared_ptr<JournaledUserDefaults> open() {
     return JournaledUserDefaults::open({.folder = folder(), .clock = clock_});
@@ -58,22 +42,15 @@ class SettingsDisk : public ::testing::Test {
         ->dictionaryRepresentation();
   }
   [[nodiscard]] std::string disk() const { return disk_.path(); }
-  [[nodiscard]] std::string folder() const { return disk_.path() + "/org.example.test"; }
-  [[nodiscard]] std::string filler() const { return disk_.path() + "/filler"; }
+  [[nodiscard]] std::string folder() const { return disk_.path("org.example.test"); }
+  [[nodiscard]] std::string filler() const { return disk_.path("filler"); }
 
-  void fill() {
-    const int file = ::open(filler().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const std::string block(4096, 'x');
-    while (::write(file, block.data(), block.size()) > 0) {
-    }
-    EXPECT_EQ(errno, ENOSPC);
-    ::close(file);
-  }
+  void fill() { EXPECT_TRUE(disk_.fill("filler")); }
 
   ManualClock clock_;
 
  private:
-  TessalyTests::TemporaryFolder disk_;
+  Tests::MemoryVolume disk_{"4m"};
 };
 
 TEST_F(SettingsDisk, FullLosesNothingStoredAndKeepsWritesInMemoryUntilThereIsRoom) {
