@@ -17,8 +17,8 @@
 #include <string>
 
 #include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/LastingClock.hpp"
 #include "../../Support/WaitUntil.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
@@ -70,7 +70,7 @@ class SettingsDisk : public ::testing::Test {
     ::close(file);
   }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
   TessalyTests::TemporaryFolder disk_;
