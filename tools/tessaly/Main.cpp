@@ -66,6 +66,7 @@ ExitCode run(Arguments arguments) {
               << " --help' tells how to use it.\n";
     return wrongUsage;
   } catch (const std::exception& error) {
+    if (!std::cout) return finished(name, failure);
     std::cerr << "tessaly " << command.name << ": " << error.what() << '\n';
     return failure;
   }

@@ -50,7 +50,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// Empty when there is no place for settings: then they are in memory only.
     std::string folder;
     Opening opening = Opening::forUse;
-    /// What the delays of checkpoints and of trying again are measured with.
+    /// What the delays of checkpoints and of trying again are measured with. It must outlive the store, which, if it is
+    /// released while observers hear of another process's change, ends on their thread afterwards.
     Clock& clock = ContinuousClock::shared();
   };
 

@@ -16,10 +16,10 @@
 #include <thread>
 #include <vector>
 
+#include "../../Support/LastingClock.hpp"
 #include "../../Support/Repetitions.hpp"
 #include "../../Support/WaitUntil.hpp"
 #include "../Foundation/TemporaryFolder.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 
@@ -68,7 +68,7 @@ class JournaledUserDefaultsTest : public ::testing::Test {
   }
   void makeFolder() { std::filesystem::create_directories(folder()); }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
   TessalyTests::TemporaryFolder folder_;

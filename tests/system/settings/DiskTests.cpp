@@ -15,9 +15,9 @@
 #include <memory>
 #include <string>
 
+#include "../../Support/LastingClock.hpp"
 #include "../../Support/MemoryVolume.hpp"
 #include "../../Support/WaitUntil.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
@@ -47,7 +47,7 @@ class SettingsDisk : public ::testing::Test {
 
   void fill() { EXPECT_TRUE(disk_.fill("filler")); }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
   Tests::MemoryVolume disk_{"4m"};

@@ -19,8 +19,8 @@
 
 #include "../../Platform/Foundation/OutputOf.hpp"
 #include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/LastingClock.hpp"
 #include "../../Support/WaitUntil.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 
@@ -69,7 +69,7 @@ class SettingsForeignFiles : public ::testing::Test {
     return outputOf("python3 '" + above() + "/script.py' '" + plist() + "' 2>&1");
   }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
   TessalyTests::TemporaryFolder folder_;

@@ -87,7 +87,7 @@ TEST_F(WatchCommand, EndsWhenNobodyReadsItsOutput) {
   const std::string output = outputOf("(" + tool + " watch " + path("a") + " --data 2>&1; echo \"($?)\" > " +
                                       path("status") + ") | (head -n 2; exec <&-; while [ ! -e " + path("status") +
                                       " ]; do echo x >> " + path("a") + "; done); cat " + path("status"));
-  EXPECT_EQ(output, "Watching " + path("a") + "\none\n(1)\n");
+  EXPECT_EQ(output, "Watching " + path("a") + "\none\n(141)\n");
 }
 
 TEST_F(WatchCommand, TellsWrongUsageByItsExitCode) {
