@@ -395,7 +395,7 @@ TEST(ReducedReplayAsyncStream, TenThousandSubscribersJoinAndLeaveWhileAProducerR
         ++served;
       }));
       if (i % 7 == 0) tasks.back().cancel();
-      if (tasks.size() == 100) {
+      if (tasks.size() == 500) {
         for (const auto& task : tasks) co_await task.finished();
         tasks.clear();
       }
