@@ -86,27 +86,36 @@ Batch sendThenReceive(const SendingBatch& batch) {
   };
 }
 
-/// The elements of a stream that has them all, through an operator.
+/// The elements of a stream that has them all, through an operator. They are put in between the calls.
 template <typename Operate>
-auto throughOperator(int count, Operate operate) {
-  return [=] {
-    auto [stream, continuation] = Stream::makeStream();
-    for (int i = 0; i < count; ++i) continuation.yield(i);
-    continuation.finish();
+class ThroughOperator {
+ public:
+  ThroughOperator(int count, Operate operate) : count_(count), operate_(operate) { betweenCalls(); }
+  void operator()() const {
     syncWait([&]() -> Async<void> {
-      std::int64_t received = 0;
-      auto sequence = operate(stream);
+      auto sequence = operate_(ends_.stream);
       auto iterator = sequence.makeAsyncIterator();
-      while (co_await iterator.next()) ++received;
-      benchmark::DoNotOptimize(received);
+      for (int i = 0; i < count_; ++i) {
+        auto element = co_await iterator.next();
+        benchmark::DoNotOptimize(element);
+      }
     });
-  };
-}
+  }
+  void betweenCalls() const {
+    for (int i = 0; i < count_; ++i) ends_.continuation.yield(i);
+  }
+
+ private:
+  int count_;
+  Operate operate_;
+  Stream::StreamAndContinuation ends_ = Stream::makeStream();
+};
 
 const Facility broadcast("Broadcast", [](Facility& facility) {
   for (const int listeners : {1, 8, 1'000}) {
     const int count = 8'192 / listeners + 8;
     auto& row = facility.row("send to " + std::to_string(listeners) + " listeners", count)
+                    .inProcessorTime()
                     .ours([=] { return Broadcast(count, listeners); })
                     .peer("mutex and std::deque each", [=] { return StandardPeers::broadcast(count, listeners); })
                     .peer("boost::signals2 into deques", [=] { return SignalPeers::boostSignals(count, listeners); })
@@ -129,24 +138,20 @@ const Facility replay("Replay", [](Facility& facility) {
 });
 
 const Facility operators("Stream operators", [](Facility& facility) {
-  constexpr int count = 4'096;
-  const auto plain = throughOperator(count, [](const Stream& stream) { return stream; });
-  facility.row("firstIdentified, an element", count)
-      .ours(throughOperator(count, [](const Stream& stream) { return firstIdentified(stream); }))
-      .peer("the stream itself", plain);
-  facility.row("handleElement, an element", count)
-      .ours(throughOperator(count,
-                            [](const Stream& stream) {
-                              return handleElement(stream,
-                                                   [](std::int64_t element) { benchmark::DoNotOptimize(element); });
-                            }))
-      .peer("the stream itself", plain);
-  facility.row("discarded, an element", count)
-      .ours(throughOperator(count, [](const Stream& stream) { return discarded(stream); }))
-      .peer("the stream itself", plain);
-  facility.row("eraseToAnyAsyncSequence, an element", count)
-      .ours(throughOperator(count, [](const Stream& stream) { return eraseToAnyAsyncSequence(stream); }))
-      .peer("the stream itself", plain);
+  constexpr int count = 16'384;
+  const auto row = [&](const char* name, auto operate) {
+    const auto plain = [](const Stream& stream) { return stream; };
+    facility.row(std::string(name) + ", an element", count)
+        .inProcessorTime()
+        .ours([=] { return ThroughOperator(count, operate); })
+        .peer("the stream itself", [=] { return ThroughOperator(count, plain); });
+  };
+  row("firstIdentified", [](const Stream& stream) { return firstIdentified(stream); });
+  row("handleElement", [](const Stream& stream) {
+    return handleElement(stream, [](std::int64_t element) { benchmark::DoNotOptimize(element); });
+  });
+  row("discarded", [](const Stream& stream) { return discarded(stream); });
+  row("eraseToAnyAsyncSequence", [](const Stream& stream) { return eraseToAnyAsyncSequence(stream); });
 });
 
 }  // namespace

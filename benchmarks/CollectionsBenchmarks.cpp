@@ -118,20 +118,37 @@ auto iterateBoost() {
   return iterate(std::move(ring));
 }
 
+/// A vector's elements one at a time, as by hand: what a loop costs that compares a pointer before each element.
+auto iterateOneByOne() {
+  return [elements = std::vector<std::int64_t>(capacity, 1)] {
+    std::int64_t sum = 0;
+#pragma clang loop vectorize(disable) interleave(disable) unroll(disable)
+    for (const std::int64_t element : elements) sum += element;
+    return sum;
+  };
+}
+
 template <typename Element>
 void ringRows(Facility& facility, const std::string& name, double bar) {
   constexpr int count = sizeof(Element) > 1'000 ? 1'000 : 10'000;
   auto& row = facility.row("append to a full ring, " + name, count)
+                  .inProcessorTime()
                   .ours([] { return appendOurs<Element>(count); })
                   .peer("boost::circular_buffer, keeping the evicted", [] { return appendBoost<Element>(count); })
                   .peer("std::deque", [] { return appendDeque<Element>(count); });
   if (bar > 0) row.bar(bar);
   const auto vector = [] { return iterate(std::vector<Element>(capacity, made<Element>(1))); };
-  facility.row("range-for over a wrapped ring, an element, " + name, capacity)
-      .ours([] { return iterate(wrappedRing<Element>()); })
-      .peer("std::vector", vector)
-      .peer("boost::circular_buffer", [] { return iterateBoost<Element>(); });
+  auto& iteration = facility.row("range-for over a wrapped ring, an element, " + name, capacity)
+                        .inProcessorTime()
+                        .ours([] { return iterate(wrappedRing<Element>()); })
+                        .peer("std::vector", vector)
+                        .peer("boost::circular_buffer", [] { return iterateBoost<Element>(); })
+                        .peer("std::deque", [] { return iterate(std::deque<Element>(capacity, made<Element>(1))); });
+  if constexpr (std::same_as<Element, std::int64_t>) {
+    iteration.peer("std::vector, not vectorised", [] { return iterateOneByOne(); });
+  }
   facility.row("contiguousRuns of a wrapped ring, an element, " + name, capacity)
+      .inProcessorTime()
       .ours([] { return iterateRuns<Element>(); })
       .peer("std::vector", vector);
 }
@@ -142,36 +159,44 @@ const Facility ring("RingArray", [](Facility& facility) {
   ringRows<Page>(facility, "4 KiB", 0);
 });
 
+/// What comes out is used, as a user would, and not stored: the ends of both queues may stay in registers meanwhile.
 template <typename Element>
 auto throughOurs(int depth) {
   return [depth, queue = FIFOStack<Element>(), element = made<Element>(1)]() mutable {
     for (int i = 0; i < depth; ++i) queue.enqueue(element);
-    while (auto next = queue.dequeue()) benchmark::DoNotOptimize(next);
+    std::int64_t sum = 0;
+    while (const auto next = queue.dequeue()) sum += weight(*next);
+    return sum;
   };
 }
 template <typename Element>
 auto throughStandard(int depth) {
   return [depth, queue = std::queue<Element>(), element = made<Element>(1)]() mutable {
     for (int i = 0; i < depth; ++i) queue.push(element);
+    std::int64_t sum = 0;
     while (!queue.empty()) {
-      std::optional<Element> next(std::move(queue.front()));
+      const std::optional<Element> next(std::move(queue.front()));
       queue.pop();
-      benchmark::DoNotOptimize(next);
+      sum += weight(*next);
     }
+    return sum;
   };
 }
 
 const Facility queue("FIFOStack", [](Facility& facility) {
   for (const int depth : {16, 1'000}) {
     auto& row = facility.row("enqueue then dequeue, 8 bytes, " + std::to_string(depth) + " at a time", depth)
+                    .inProcessorTime()
                     .ours([=] { return throughOurs<std::int64_t>(depth); })
                     .peer("std::queue", [=] { return throughStandard<std::int64_t>(depth); });
     row.bar(1.8);
   }
   facility.row("enqueue then dequeue, text of 32, 1000 at a time", 1'000)
+      .inProcessorTime()
       .ours([] { return throughOurs<std::string>(1'000); })
       .peer("std::queue", [] { return throughStandard<std::string>(1'000); });
   facility.row("enqueue then dequeue, 4 KiB, 100 at a time", 100)
+      .inProcessorTime()
       .ours([] { return throughOurs<Page>(100); })
       .peer("std::queue", [] { return throughStandard<Page>(100); });
 });
@@ -181,6 +206,7 @@ const Facility chunks("ChunkSequence", [](Facility& facility) {
   const std::vector<std::int64_t> numbers(count, 3);
   for (const std::int64_t size : {16, 100}) {
     facility.row("sum in chunks of " + std::to_string(size) + ", an element", count)
+        .inProcessorTime()
         .ours([=] {
           std::int64_t weighted = 0;
           for (auto chunk : chunked(numbers, size)) {

@@ -114,7 +114,8 @@ Measurement measure(const Row& row, const Options& options) {
     const auto runs = runOnce(sides.size());
     for (std::size_t i = 0; i < sides.size(); ++i) {
       const double operations = static_cast<double>(runs[i].iterations) * static_cast<double>(row.operationsPerCall());
-      figures[i].push_back(runs[i].real_accumulated_time * 1e9 / operations);
+      const double seconds = row.isInProcessorTime() ? runs[i].cpu_accumulated_time : runs[i].real_accumulated_time;
+      figures[i].push_back(seconds * 1e9 / operations);
     }
   }
   benchmark::ClearRegisteredBenchmarks();

@@ -10,7 +10,9 @@
 #include <regex>
 #include <stdexcept>
 #include <stop_token>
+#include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "Harness.hpp"
@@ -62,6 +64,18 @@ Arguments parsed(int count, char** values) {
   return arguments;
 }
 
+/// A folder for the settings that the facilities keep, so that none of the user's are read or left behind. It goes when
+/// the process ends, after the store was closed.
+void keepSettingsApart() {
+  static std::string& path = *new std::string(std::filesystem::temp_directory_path() / "tessaly-bench-XXXXXX");
+  if (::mkdtemp(path.data()) == nullptr) throw std::runtime_error("Could not make a temporary folder");
+  ::setenv("XDG_CONFIG_HOME", path.c_str(), 1);
+  std::atexit([] {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  });
+}
+
 void run(const Arguments& arguments) {
   std::vector<Measurement> measurements;
   const std::regex filter(arguments.options.filter);
@@ -97,7 +111,9 @@ int main(int count, char** values) try {
   });
   int benchmarkCount = 1;
   benchmark::Initialize(&benchmarkCount, values);
-  run(parsed(count, values));
+  const Arguments arguments = parsed(count, values);
+  keepSettingsApart();
+  run(arguments);
   return EXIT_SUCCESS;
 } catch (const std::exception& error) {
   fmt::print(stderr, "{}\n", error.what());

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -17,10 +18,15 @@
 #include "Harness.hpp"
 #include "Tessaly/Platform/Base/Futex.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "peers/SettingsPeers.hpp"
 
-// The names of the peers say what a write had promised when it returned. Ours: it survives `kill -9`, other processes
-// of the store have it, and those that observe it are being told. None of them waits for the disk.
+// The names say what a write had promised when it returned. Ours: it survives `kill -9`, other processes of the store
+// have it, and those that observe it are being told; with `synchronize`, it also survives a power cut. QSettings
+// promises nothing before its `sync`. That one, GKeyFile's saving and each write of GSettings write the whole file
+// anew, wait for the disk and put it in place: that survives a power cut, and loses what another process wrote
+// meanwhile, but for QSettings.
 
 namespace Tessaly::Benchmarks {
 namespace {
@@ -47,15 +53,35 @@ class Folder {
 /// A store of ours with that many keys, and all that is asked of it.
 class Ours final : public SettingsPeers::Store {
  public:
-  Ours(const std::string& folder, int keys) : store_(JournaledUserDefaults::open({.folder = folder + "/store"})) {
+  Ours(const std::string& folder, int keys, Sync sync)
+      : store_(JournaledUserDefaults::open({.folder = folder + "/store"})), sync_(sync) {
     for (int i = 0; i < keys; ++i) store_->set(i, SettingsPeers::keyName(i));
     if (keys > 0) store_->synchronize();
   }
   std::int64_t read(const std::string& key) override { return store_->value(key)->number()->integerValue(); }
-  void write(const std::string& key, std::int64_t value) override { store_->set(value, key); }
+  void write(const std::string& key, std::int64_t value) override {
+    store_->set(value, key);
+    if (sync_ == Sync::afterEachWrite && !store_->synchronize()) throw std::runtime_error("Cannot synchronize");
+  }
+  [[nodiscard]] const std::shared_ptr<JournaledUserDefaults>& store() const { return store_; }
 
  private:
   std::shared_ptr<JournaledUserDefaults> store_;
+  Sync sync_;
+};
+
+/// A setting as hosts have it: typed, and observable.
+class OurProperty {
+ public:
+  OurProperty(const std::string& folder, int keys)
+      : ours_(folder, keys, Sync::atTheEnd),
+        backing_(Default<std::int64_t>::Backing::make({SettingsPeers::keyName(keys / 2), -1}, ours_.store())) {}
+  [[nodiscard]] std::int64_t read() const { return backing_->value(); }
+  void write(std::int64_t value) { backing_->setValue(value); }
+
+ private:
+  Ours ours_;
+  std::shared_ptr<Default<std::int64_t>::Backing> backing_;
 };
 
 /// A peer with its folder.
@@ -88,9 +114,9 @@ auto writes(int keys, Make make) {
   };
 }
 
-auto ours() {
-  return [](const std::string& folder, int keys) -> std::shared_ptr<SettingsPeers::Store> {
-    return std::make_shared<Ours>(folder, keys);
+auto ours(Sync sync = Sync::atTheEnd) {
+  return [sync](const std::string& folder, int keys) -> std::shared_ptr<SettingsPeers::Store> {
+    return std::make_shared<Ours>(folder, keys, sync);
   };
 }
 auto qSettings(Sync sync) {
@@ -103,28 +129,87 @@ auto gSettings() {
   return [](const std::string& folder, int keys) { return SettingsPeers::gSettings(folder, keys); };
 }
 
-/// Another process that answers each "ping" by a "pong" in the same store.
-class Echo final : public KeyValueObserver {
+constexpr int readsWhileTracking = 1000;
+
+/// Reads a property of ours; outside any tracking, or a thousand times within one, whose end is then told of a change.
+struct Untracked {
+  std::int64_t operator()() const { return property->read(); }
+  OurProperty* property;
+};
+struct Tracked {
+  std::int64_t operator()() const {
+    std::int64_t sum = 0;
+    withObservationTracking(
+        [&] {
+          for (int i = 0; i < readsWhileTracking; ++i) sum += property->read();
+        },
+        [] {});
+    return sum;
+  }
+  void betweenCalls() const { property->write(++*value); }
+  OurProperty* property;
+  std::shared_ptr<std::int64_t> value = std::make_shared<std::int64_t>(1'000'000);
+};
+
+template <typename Reading>
+auto propertyReads(int keys) {
+  return [keys, folder = std::make_shared<Folder>(), held = std::shared_ptr<OurProperty>()]() mutable {
+    if (held == nullptr) held = std::make_shared<OurProperty>(folder->path(), keys);
+    return Reading{held.get()};
+  };
+}
+
+/// As many reads of a peer in one call.
+template <typename Make>
+auto readsInBatches(int keys, Make make) {
+  return [keys, make, held = std::shared_ptr<Held>()]() mutable {
+    if (held == nullptr) {
+      auto folder = std::make_shared<Folder>();
+      auto store = make(folder->path(), keys);
+      held = std::make_shared<Held>(Held{std::move(folder), std::move(store)});
+    }
+    return [store = held->store.get(), key = SettingsPeers::keyName(keys / 2)] {
+      std::int64_t sum = 0;
+      for (int i = 0; i < readsWhileTracking; ++i) sum += store->read(key);
+      return sum;
+    };
+  };
+}
+
+/// A program beside this one, that ends when its standard input does.
+class Companion {
  public:
-  explicit Echo(const std::string& folder) : store_(JournaledUserDefaults::open({.folder = folder})) {
+  Companion(const char* name, const std::string& folder) {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("No pipe");
-    const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tessaly_settings_echo";
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
     std::array<char*, 3> arguments{const_cast<char*>(program.c_str()), const_cast<char*>(folder.c_str()), nullptr};
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_adddup2(&actions, ends[0], 0);
-    if (::posix_spawn(&child_, program.c_str(), &actions, nullptr, arguments.data(), environ) != 0) {
-      throw std::runtime_error("Cannot start " + program);
-    }
+    const int error = ::posix_spawn(&child_, program.c_str(), &actions, nullptr, arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
     ::close(ends[0]);
     input_ = ends[1];
+    if (error != 0) throw std::runtime_error("Cannot start " + program);
   }
-  ~Echo() override {
+  ~Companion() {
     ::close(input_);
     ::waitpid(child_, nullptr, 0);
   }
+  Companion(const Companion&) = delete;
+  Companion& operator=(const Companion&) = delete;
+
+ private:
+  pid_t child_ = 0;
+  int input_ = -1;
+};
+
+/// Another process that answers each "ping" by a "pong" in the same store.
+class Echo final : public KeyValueObserver {
+ public:
+  explicit Echo(const std::string& folder)
+      : store_(JournaledUserDefaults::open({.folder = folder})), other_("tessaly_settings_echo", folder) {}
   void observeValue(std::optional<std::string_view>, const Object*, const std::optional<KeyValueChange>&,
                     void*) override {
     answers_.fetch_add(1);
@@ -144,8 +229,7 @@ class Echo final : public KeyValueObserver {
   std::shared_ptr<JournaledUserDefaults> store_;
   std::atomic<std::uint32_t> answers_{0};
   std::int64_t number_ = 0;
-  pid_t child_ = 0;
-  int input_ = -1;
+  Companion other_;
 };
 
 auto acrossProcesses() {
@@ -157,6 +241,23 @@ auto acrossProcesses() {
       held->store().addObserver(held, "pong", KeyValueObservingOptions::newValue, nullptr);
     }
     return [echo = held.get()] { echo->roundTrip(); };
+  };
+}
+
+auto acrossProcessesByGSettings() {
+  struct Both {
+    Folder folder;
+    std::shared_ptr<SettingsPeers::Conversation> conversation;
+    std::optional<Companion> other;
+  };
+  return [held = std::shared_ptr<Both>()]() mutable {
+    if (held == nullptr) {
+      held = std::make_shared<Both>();
+      held->conversation = SettingsPeers::gSettingsConversation(held->folder.path());
+      held->other.emplace("tessaly_gsettings_echo", held->folder.path());
+      held->conversation->waitForTheOther();
+    }
+    return [conversation = held->conversation.get()] { conversation->roundTrip(); };
   };
 }
 
@@ -230,31 +331,44 @@ void declareAccess(Facility& facility, int keys) {
   Row& read = facility.row("read, " + count)
                   .ours(reads(keys, ours()))
                   .peer("QSettings", reads(keys, qSettings(Sync::atTheEnd)))
-                  .peer("GKeyFile", reads(keys, keyFile(Sync::atTheEnd)));
+                  .peer("GKeyFile", reads(keys, keyFile(Sync::atTheEnd)))
+                  .peer("GSettings, keyfile", reads(keys, gSettings()));
   Row& write = facility.row("write that survives kill -9, " + count)
                    .ours(writes(keys, ours()))
-                   .peer("QSettings: in memory", writes(keys, qSettings(Sync::atTheEnd)))
-                   .peer("QSettings, sync: file rewritten", writes(keys, qSettings(Sync::afterEachWrite)))
-                   .peer("GKeyFile, save: file rewritten", writes(keys, keyFile(Sync::afterEachWrite)));
+                   .peer("QSettings: survives nothing", writes(keys, qSettings(Sync::atTheEnd)))
+                   .peer("QSettings, sync: survives a power cut", writes(keys, qSettings(Sync::afterEachWrite)))
+                   .peer("GKeyFile, save: survives a power cut", writes(keys, keyFile(Sync::afterEachWrite)))
+                   .peer("GSettings, keyfile: survives a power cut", writes(keys, gSettings()));
+  facility.row("write that survives a power cut, " + count)
+      .ours(writes(keys, ours(Sync::afterEachWrite)))
+      .peer("QSettings, sync", writes(keys, qSettings(Sync::afterEachWrite)))
+      .peer("GKeyFile, save", writes(keys, keyFile(Sync::afterEachWrite)))
+      .peer("GSettings, keyfile", writes(keys, gSettings()));
   if (keys == 1000) {
     read.bar(50);
     write.bar(10'000);
-  }
-  if (keys <= 1000) {
-    read.peer("GSettings, keyfile", reads(keys, gSettings()));
-    write.peer("GSettings, keyfile: file rewritten", writes(keys, gSettings()));
   }
 }
 
 const Facility settings("Settings", [](Facility& facility) {
   for (const int keys : {1, 1000, 100'000}) declareAccess(facility, keys);
+  facility.row("read of an observable property, untracked, 1000 keys")
+      .ours(propertyReads<Untracked>(1000))
+      .peer("QSettings: not observable", reads(1000, qSettings(Sync::atTheEnd)))
+      .peer("GSettings, keyfile", reads(1000, gSettings()));
+  facility.row("read of an observable property, tracked, 1000 keys", readsWhileTracking)
+      .ours(propertyReads<Tracked>(1000))
+      .peer("QSettings: not observable", readsInBatches(1000, qSettings(Sync::atTheEnd)))
+      .peer("GSettings, keyfile: observed in any case", readsInBatches(1000, gSettings()));
   facility.row("a change to another process's observer and back, twice stored")
       .ours(acrossProcesses())
+      .peer("GSettings, keyfile: twice survives a power cut", acrossProcessesByGSettings())
       .peer("pipe and cat: nothing stored", throughPipes());
   facility.row("open a store of 1000 keys, read one")
       .ours(opening(1000, ours()))
       .peer("QSettings", opening(1000, qSettings(Sync::atTheEnd)))
-      .peer("GKeyFile", opening(1000, keyFile(Sync::atTheEnd)));
+      .peer("GKeyFile", opening(1000, keyFile(Sync::atTheEnd)))
+      .peer("GSettings, keyfile", opening(1000, gSettings()));
 });
 
 }  // namespace

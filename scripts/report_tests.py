@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Sums up a run of ctest: report_tests.py results.xml
 
-Lists what did not run, with the reason, and what failed, then ends with one line: "N passed, N failed, N skipped". Where
-the environment says CI=true, a test that did not run counts as failed. The exit status is 0 only if something passed and
-nothing failed.
+Lists what did not run, with the reason, and what failed, with the end of what it wrote, then ends with one line:
+"N passed, N failed, N skipped". Where the environment says CI=true, a test that did not run counts as failed. The exit
+status is 0 only if something passed and nothing failed.
 """
 
 import os
@@ -19,26 +19,33 @@ def reason(case, note):
     return said.group(1).strip() if said else note
 
 
+def what_it_wrote(case):
+    """Of a test that failed: the lines that say so, where there are any, and its last."""
+    lines = (case.findtext("system-out") or "").splitlines()
+    telling = [line for line in lines[:-12] if re.search(r"Failure|NOT SO|ERROR|error:|Error", line)]
+    return "\n    ".join([":" if lines else "", *(line[:200] for line in telling[:4] + lines[-12:])])
+
+
 def outcome(case):
-    """One of "passed", "failed" and "skipped", and the reason of the last."""
+    """One of "passed", "failed" and "skipped", and what is to be told of the last two."""
     if case.get("status") == "run":
         return "passed", ""
     if case.get("status") == "disabled":
-        return "skipped", "disabled"
+        return "skipped", ": disabled"
     skipped = case.find("skipped")
     note = skipped.get("message", "") if skipped is not None else ""
     # ctest also says "notrun" of a program that is not there: only these two are a test's own choice.
     if note.startswith(("SKIP_RETURN_CODE", "SKIP_REGULAR_EXPRESSION")):
-        return "skipped", reason(case, note)
-    return "failed", ""
+        return "skipped", f": {reason(case, note)}"
+    return "failed", what_it_wrote(case)
 
 
 def main(path, is_ci):
     tests = {"passed": [], "failed": [], "skipped": []}
     try:
         for case in ET.parse(path).getroot().iter("testcase"):
-            kind, why = outcome(case)
-            tests[kind].append(case.get("name") + (f": {why}" if why else ""))
+            kind, addition = outcome(case)
+            tests[kind].append(case.get("name") + addition)
     except (OSError, ET.ParseError) as error:
         print(f"The tests left no readable result: {error}", file=sys.stderr)
         return 1

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <ranges>
 #include <type_traits>
@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Tessaly/Collections/detail/Boxed.hpp"
-#include "Tessaly/Collections/detail/ReferenceCount.hpp"
+#include "Tessaly/Collections/detail/SharedStack.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -40,11 +40,9 @@ class FIFOStack {
   /// Shares the elements. O(1).
   FIFOStack(const FIFOStack& other) noexcept
     requires isCopyable
-      : stacks_(other.stacks_) {
-    if (stacks_ != nullptr) stacks_->references.retain();
-  }
+  = default;
   /// Leaves the other empty.
-  FIFOStack(FIFOStack&& other) noexcept : stacks_(std::exchange(other.stacks_, nullptr)) {}
+  FIFOStack(FIFOStack&&) noexcept = default;
   FIFOStack& operator=(const FIFOStack& other) noexcept
     requires isCopyable
   {
@@ -57,48 +55,51 @@ class FIFOStack {
     swap(moved);
     return *this;
   }
-  ~FIFOStack() {
-    if (stacks_ != nullptr && stacks_->references.release()) delete stacks_;
-  }
+  ~FIFOStack() = default;
 
-  void swap(FIFOStack& other) noexcept { std::swap(stacks_, other.stacks_); }
+  void swap(FIFOStack& other) noexcept {
+    left_.swap(other.left_);
+    right_.swap(other.right_);
+  }
   friend void swap(FIFOStack& left, FIFOStack& right) noexcept { left.swap(right); }
 
   /// Adds an element behind all others. Amortised O(1).
-  void enqueue(Element element) { writableStacks().right.emplace_back(std::move(element)); }
+  void enqueue(const Element& element)
+    requires isCopyable
+  {
+    push(element);
+  }
+  void enqueue(Element&& element) { push(std::move(element)); }
 
   /// Adds the elements of a range, in its order, behind all others. If reading it throws, those read so far are there.
   template <std::ranges::input_range Elements>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>
   void enqueueContentsOf(Elements&& elements) {
-    for (auto&& element : elements) enqueue(std::forward<decltype(element)>(element));
+    for (auto&& element : elements) push(std::forward<decltype(element)>(element));
   }
 
   /// Takes out the element that was added first; none when there is none. Amortised O(1), O(n) when the left stack is
   /// empty.
   std::optional<Element> dequeue() {
-    if (isEmpty()) return std::nullopt;
-    Stacks& stacks = writableStacks();
-    if (stacks.left.empty()) stacks.flip();
-    std::optional<Element> first(std::move(valueOf(stacks.left.back())));
-    stacks.left.pop_back();
+    if (!left_.hasTop() && !makeTop()) [[unlikely]]
+      return std::nullopt;
+    std::optional<Element> first(std::move(valueOf(left_.top())));
+    left_.pop();
     return first;
   }
 
   /// Whether nothing waits. O(1).
-  [[nodiscard]] bool isEmpty() const noexcept {
-    return stacks_ == nullptr || (stacks_->left.empty() && stacks_->right.empty());
-  }
+  [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
   /// Empties the queue and returns the elements **as they are stored**: the left stack, whose last element would have
   /// left next, and behind it the right one. That is the order of the queue only if the left stack holds at most one.
   std::vector<Element> removeAll() {
-    if (isEmpty()) return {};
-    Stacks& stacks = writableStacks();
     std::vector<Element> all;
-    all.reserve(stacks.left.size() + stacks.right.size());
-    for (std::vector<Slot>* stack : {&stacks.left, &stacks.right}) {
-      for (Slot& slot : *stack) all.push_back(std::move(valueOf(slot)));
+    all.reserve(left_.count() + right_.count());
+    left_.makeUnshared();
+    right_.makeUnshared();
+    for (Stack* stack : {&left_, &right_}) {
+      for (Slot& slot : *stack) all.push_back(std::move_if_noexcept(valueOf(slot)));
     }
     *this = FIFOStack();
     return all;
@@ -108,6 +109,7 @@ class FIFOStack {
   /// Elements are moved as often as their stack grows, and once from one to the other: large ones stay where they are.
   static constexpr bool isLarge = sizeof(Element) > 256;
   using Slot = std::conditional_t<isLarge, detail::Boxed<Element>, Element>;
+  using Stack = detail::SharedStack<Slot>;
 
   static Element& valueOf(Slot& slot) noexcept {
     if constexpr (isLarge) {
@@ -117,56 +119,49 @@ class FIFOStack {
     }
   }
 
-  struct Stacks {
-    Stacks() = default;
-    Stacks(const Stacks& other)
-      requires isCopyable
-        : left(other.left), right(other.right) {}
+  template <typename Value>
+  void push(Value&& value) {
+    if (!right_.hasRoom()) [[unlikely]]
+      right_.makeRoom(leastCapacity());
+    right_.push(std::forward<Value>(value));
+  }
 
-    void flip() {
-      if (std::is_nothrow_move_constructible_v<Slot> && isWorthKeeping(left, right.size())) {
-        left.assign(std::make_move_iterator(right.rbegin()), std::make_move_iterator(right.rend()));
-      } else {
-        std::vector<Slot> reversed;
-        reversed.reserve(right.size());
-        for (Slot& slot : right | std::views::reverse) reversed.push_back(std::move_if_noexcept(slot));
-        left.swap(reversed);
-      }
-      right.clear();
-      if (!isWorthKeeping(right, 0)) {
-        std::vector<Slot> small;
-        small.reserve(keptBytes / sizeof(Slot));
-        right.swap(small);
-      }
-    }
-    static bool isWorthKeeping(const std::vector<Slot>& stack, std::size_t neededCount) {
-      return stack.capacity() * sizeof(Slot) <= keptBytes || stack.capacity() / 2 <= neededCount;
-    }
+  /// Sees to it that the left stack has one, if there are elements.
+  [[gnu::noinline]] bool makeTop() {
+    if (isEmpty()) return false;
+    if (left_.isEmpty()) flip();
+    left_.makeUnshared();
+    return true;
+  }
 
-    detail::ReferenceCount references;
-    std::vector<Slot> left;
-    std::vector<Slot> right;
-  };
+  /// Fills the left stack, which is empty, with the right one's elements, the last one first. What a copy throws leaves
+  /// the queue as it was.
+  void flip() {
+    const std::size_t count = right_.count();
+    if (left_.isShared() || left_.capacity() < count || !isWorthKeeping(left_, count)) {
+      left_ = Stack();
+      left_.makeRoom(count);
+    }
+    const bool areShared = right_.isShared();
+    left_.pushAll(std::make_reverse_iterator(right_.end()), std::make_reverse_iterator(right_.begin()), areShared);
+    if (!areShared && isWorthKeeping(right_, 0)) {
+      right_.clear();
+    } else {
+      right_ = Stack();
+    }
+  }
 
   /// A stack this small keeps its memory when it is emptied: a queue that holds a few elements at a time would
   /// otherwise allocate for each.
   static constexpr std::size_t keptBytes = 4'096;
-
-  Stacks& writableStacks() {
-    if (stacks_ == nullptr) [[unlikely]] {
-      stacks_ = new Stacks;
-    } else if constexpr (isCopyable) {
-      if (!stacks_->references.isOne()) [[unlikely]] {
-        FIFOStack copy;
-        copy.stacks_ = new Stacks(*stacks_);
-        swap(copy);
-      }
-    }
-    return *stacks_;
+  static bool isWorthKeeping(const Stack& stack, std::size_t neededCount) noexcept {
+    return stack.capacity() * sizeof(Slot) <= keptBytes || stack.capacity() / 2 <= neededCount;
   }
+  /// Of a right stack that begins anew: it will become about as high as it was before it became the left one.
+  [[nodiscard]] std::size_t leastCapacity() const noexcept { return std::max(left_.capacity(), std::size_t{4}); }
 
-  /// Null until there was an element.
-  Stacks* stacks_ = nullptr;
+  Stack left_;
+  Stack right_;
 };
 
 }  // namespace Tessaly::inline v1

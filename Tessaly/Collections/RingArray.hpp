@@ -21,7 +21,8 @@
 #include "Tessaly/Collections/detail/Description.hpp"
 #include "Tessaly/Collections/detail/Hasher.hpp"
 #include "Tessaly/Collections/detail/RingArrayIterator.hpp"
-#include "Tessaly/Collections/detail/RingStorage.hpp"
+#include "Tessaly/Collections/detail/SharingMark.hpp"
+#include "Tessaly/Collections/detail/SlotStorage.hpp"
 #include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
@@ -57,7 +58,7 @@ class RingArray {
   static_assert(std::is_nothrow_move_constructible_v<Element> || std::is_move_assignable_v<Element>,
                 "an element whose move may throw must be assignable, so that a failure leaves no empty slot");
 
-  using Storage = detail::RingStorage<Element>;
+  using Storage = detail::SlotStorage<Element>;
   static constexpr bool isCopyable = std::copy_constructible<Element>;
   /// What is large but only bytes is copied once on its way in, not twice.
   using Parameter =
@@ -85,7 +86,10 @@ class RingArray {
         startIndex_(other.startIndex_),
         endIndex_(other.endIndex_),
         count_(other.count_) {
-    if (storage_ != nullptr) storage_->references().retain();
+    if (storage_ == nullptr) return;
+    storage_->references().retain();
+    other.mark_.set();
+    mark_.set();
   }
   /// Leaves the other without slots.
   RingArray(RingArray&& other) noexcept : RingArray(NoSlots{}) { swap(other); }
@@ -109,6 +113,7 @@ class RingArray {
     std::swap(startIndex_, other.startIndex_);
     std::swap(endIndex_, other.endIndex_);
     std::swap(count_, other.count_);
+    std::swap(mark_, other.mark_);
   }
   friend void swap(RingArray& left, RingArray& right) noexcept { left.swap(right); }
 
@@ -384,7 +389,12 @@ class RingArray {
                           count_, at);
   }
 
-  [[nodiscard]] bool isUnshared() const noexcept { return storage_->references().isOne(); }
+  [[nodiscard]] bool isUnshared() noexcept { return !mark_.isSet() || areSharersGone(); }
+  [[nodiscard, gnu::noinline]] bool areSharersGone() noexcept {
+    if (!storage_->references().isOne()) return false;
+    mark_.clear();
+    return true;
+  }
   void makeUnshared() {
     if constexpr (isCopyable) {
       if (!isUnshared()) [[unlikely]] {
@@ -494,6 +504,7 @@ class RingArray {
   Index startIndex_;
   Index endIndex_;
   std::int64_t count_ = 0;
+  detail::SharingMark mark_;
 };
 
 /// Writes `description()`.

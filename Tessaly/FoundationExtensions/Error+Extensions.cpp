@@ -10,40 +10,13 @@
 
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Platform/Base/Quoted.hpp"
 #include "Tessaly/Platform/Base/TypeName.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
-
-std::string quoted(std::string_view text) {
-  std::string result = "\"";
-  for (const char character : text) {
-    switch (character) {
-      case '"':
-      case '\\':
-        result += '\\';
-        result += character;
-        break;
-      case '\n':
-        result += "\\n";
-        break;
-      case '\r':
-        result += "\\r";
-        break;
-      case '\t':
-        result += "\\t";
-        break;
-      case '\0':
-        result += "\\0";
-        break;
-      default:
-        result += character;
-    }
-  }
-  return result + '"';
-}
 
 // An error's own functions may fail in their turn; the log then says what is known without them.
 template <typename Describe>
@@ -69,13 +42,14 @@ std::string valueDescription(const std::exception& error) {
     if (code.category() == std::system_category() || code.category() == std::generic_category()) {
       return POSIXError(code.value()).description();
     }
-    return fmt::format("Error Domain={} Code={} {}", code.category().name(), code.value(), quoted(code.message()));
+    return fmt::format("Error Domain={} Code={} {}", code.category().name(), code.value(),
+                       detail::quoted(code.message()));
   }
-  return fmt::format("{}({})", unqualifiedTypeName(typeid(error)), quoted(error.what()));
+  return fmt::format("{}({})", unqualifiedTypeName(typeid(error)), detail::quoted(error.what()));
 }
 
 std::string thrownText(std::string_view text, std::string_view typeName) {
-  return fmt::format("{}, {}", quoted(text), defaultMessage(typeName, 1));
+  return fmt::format("{}, {}", detail::quoted(text), defaultMessage(typeName, 1));
 }
 
 }  // namespace

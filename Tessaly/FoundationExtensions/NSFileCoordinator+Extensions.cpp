@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <exception>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
@@ -21,10 +23,26 @@ struct Temporary {
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;
   ~Temporary() {
+    if (remove()) return;
+    // Copies of folders that may only be read hold on to what is in them.
+    std::error_code code;
+    for (std::filesystem::recursive_directory_iterator entry(url.path(), code), end; !code && entry != end;
+         entry.increment(code)) {
+      if (!entry->is_directory(code) || entry->is_symlink(code)) continue;
+      std::filesystem::permissions(entry->path(), std::filesystem::perms::owner_all, std::filesystem::perm_options::add,
+                                   code);
+    }
+    remove();
+  }
+
+ private:
+  /// Whether it is gone. If not, whoever empties the folder for temporary files will find it.
+  bool remove() const noexcept {
     try {
       files.removeItem(url);
+      return true;
     } catch (const std::exception&) {
-      // Whoever empties the folder for temporary files will find it.
+      return !files.fileExists(url.path());
     }
   }
 };

@@ -23,3 +23,10 @@ void stopMakingAValueObserver() noexcept {
 }
 
 }  // namespace Tessaly::inline v1::detail
+
+extern "C" {
+
+// So that `Object::make` knows the classes before the first of their objects was made.
+TESSALY_EXPORT void tessaly_register_Tessaly_Backing() { Tessaly::detail::registerSettingClasses(); }
+TESSALY_EXPORT void tessaly_register_Tessaly_ValueObserver() { Tessaly::detail::registerSettingClasses(); }
+}

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/IsAsync.hpp"
 #include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
@@ -76,12 +79,12 @@ class Default {
         : defaultValue_(std::move(defaultValue)), name_(std::move(name)) {}
     /// The default is the absent value.
     explicit constexpr Key(detail::SettingName name)
-      requires AnyOptional<Value>
-        : defaultValue_(), name_(std::move(name)) {}
+      requires std::constructible_from<Value, std::nullopt_t>
+        : defaultValue_(std::nullopt), name_(std::move(name)) {}
     /// The literal is the name, the default the absent value.
     template <std::size_t size>
-      requires AnyOptional<Value>
-    consteval Key(const char (&literal)[size]) : defaultValue_(), name_(literal) {}
+      requires std::constructible_from<Value, std::nullopt_t>
+    consteval Key(const char (&literal)[size]) : defaultValue_(std::nullopt), name_(literal) {}
 
     [[nodiscard]] constexpr const Value& defaultValue() const noexcept { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
@@ -107,9 +110,9 @@ class Default {
   /// Lets the body change the value, and stores it, also if the body throws. Returns what the body returned. Another
   /// writer's change meanwhile is overwritten.
   template <typename Body>
-  decltype(auto) modifyValue(Body&& body) {
-    const Modification modification{backing_->value(), [this](const Value& value) { setValue(value); }};
-    return std::invoke(std::forward<Body>(body), modification.value);
+  auto modifyValue(Body&& body) -> std::invoke_result_t<Body, Value&> {
+    return Modification{backing_->value(), [this](const Value& value) { setValue(value); }}.apply(
+        std::forward<Body>(body));
   }
 
   /// The setting, read once: makes no object and is not recorded.
@@ -118,9 +121,9 @@ class Default {
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
   /// Lets the body change the value, and stores it, also if the body throws.
   template <typename Body>
-  static decltype(auto) modifyValue(const Key& key, Body&& body) {
-    const Modification modification{value(key), [&key](const Value& value) { setValue(key, value); }};
-    return std::invoke(std::forward<Body>(body), modification.value);
+  static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
+    return Modification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
+        std::forward<Body>(body));
   }
 
   /// Calls the handler after each change with what is stored now, in its stored form, until the observer that is
@@ -144,7 +147,15 @@ class Default {
     Modification& operator=(const Modification&) = delete;
     ~Modification() { writeBack(value); }
 
-    mutable Value value;
+    template <typename Body>
+    auto apply(Body&& body) -> std::invoke_result_t<Body, Value&> {
+      using Result = std::invoke_result_t<Body, Value&>;
+      static_assert(!std::is_reference_v<Result>, "the body must not hand the value out by reference: it goes at once");
+      static_assert(!detail::isAsync<Result>, "the body must not suspend: the value is stored when it returns");
+      return std::invoke(std::forward<Body>(body), value);
+    }
+
+    Value value;
     WriteBack writeBack;
   };
 
@@ -290,6 +301,9 @@ Value Default<Value>::read(const UserDefaults& store, const Key& key) {
 
 template <UserDefaultsValueTransformable Value>
 void Default<Value>::write(UserDefaults& store, const Key& key, const Value& newValue) {
+  if constexpr (AnyOptional<Value>) {
+    if (isNil(newValue)) return store.removeObject(key.name());
+  }
   std::optional<PropertyList> object =
       UserDefaultsValueTraits<StoredValue>::object(transformToUserDefaultValue(newValue));
   if (object) {

@@ -27,7 +27,7 @@ bool MonitorableObject::isFollowing(const AnyKeyPath& keyPath) {
   return std::ranges::find(monitoring.hooks, keyPath, &Hooks::value_type::first) != monitoring.hooks.end();
 }
 
-bool MonitorableObject::keepHook(const AnyKeyPath& keyPath, const std::shared_ptr<detail::ChangeFollower>& hook) {
+bool MonitorableObject::keepHook(const AnyKeyPath& keyPath, const Hook& hook) {
   Monitoring& monitoring = this->monitoring();
   UnfairLock::Guard guard(monitoring.lock);
   if (std::ranges::find(monitoring.hooks, keyPath, &Hooks::value_type::first) != monitoring.hooks.end()) return false;

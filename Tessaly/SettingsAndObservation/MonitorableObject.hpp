@@ -15,6 +15,7 @@
 #include "Tessaly/Platform/Observation/ChangeFollower.hpp"
 #include "Tessaly/Platform/Observation/KeyPath.hpp"
 #include "Tessaly/Platform/Tasks/Isolation.hpp"
+#include "Tessaly/Platform/Tasks/TaskReference.hpp"
 #include "Tessaly/Platform/Tasks/WithIsolation.hpp"
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 #include "Tessaly/SettingsAndObservation/Monitorable.hpp"
@@ -146,7 +147,11 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     void follow(Occasion occasion) override {
       const auto object = object_.lock();
       if (object == nullptr) return;
-      track([&] { keyPath_.access(*object); });
+      if (occasion == Occasion::change && !keyPath_.isComputed()) {
+        trackTheSame();
+      } else {
+        track([&] { keyPath_.access(*object); });
+      }
       if (occasion == Occasion::change) object->monitors().didSet(keyPath_, *object);
     }
 
@@ -154,7 +159,8 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     const KeyPath<Root, Value> keyPath_;
   };
 
-  using Hooks = std::vector<std::pair<AnyKeyPath, std::shared_ptr<detail::ChangeFollower>>>;
+  using Hook = detail::TaskReference<detail::ChangeFollower>;
+  using Hooks = std::vector<std::pair<AnyKeyPath, Hook>>;
 
   struct Monitoring {
     KeyPathsMonitor::Locked monitors;
@@ -187,7 +193,7 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   template <typename Self, typename Root, typename Value>
   void follow(const KeyPath<Root, Value>& keyPath) {
     if (isFollowing(keyPath)) return;
-    const auto hook = std::make_shared<ChangeHook<Self, Root, Value>>(sharedSelf<Self>(), keyPath);
+    const Hook hook = Hook::adopt(new ChangeHook<Self, Root, Value>(sharedSelf<Self>(), keyPath));
     if (keepHook(keyPath, hook)) hook->start();
   }
 
@@ -198,7 +204,7 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   Monitoring& makeMonitoring();
   [[nodiscard]] bool isFollowing(const AnyKeyPath& keyPath);
   /// False if there is one for the key path.
-  [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const std::shared_ptr<detail::ChangeFollower>& hook);
+  [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const Hook& hook);
 
   std::atomic<Monitoring*> monitoring_{nullptr};
 };

@@ -39,7 +39,7 @@ class TESSALY_EXPORT ContinuousObservationState {
     auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
     if (!keep(tracking)) return;
     tracking->retain();
-    tracking->install(accesses, Tracking::Moment::beforeTheChange);
+    tracking->install(accesses);
   }
 
  private:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SystemServices/ExportService.hpp"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -11,6 +13,7 @@
 
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Foundation/Date.hpp"
+#include "Tessaly/Platform/Foundation/detail/HugePages.hpp"
 #include "Tessaly/Platform/Logging/OSLogStore.hpp"
 #include "Tessaly/Platform/Tasks/Cancellation.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
@@ -33,30 +36,22 @@ std::size_t roomFor(const Table& table, std::size_t perCell, std::size_t perRow)
   return room;
 }
 
-void append(Data::Bytes& bytes, std::string_view text) { bytes.insert(bytes.end(), text.begin(), text.end()); }
-
-void appendEscaped(Data::Bytes& bytes, std::string_view cell, std::string_view separator) {
-  if (!separator.empty()) {
-    for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
-      append(bytes, cell.substr(0, found));
-      bytes.push_back('\\');
-      append(bytes, separator);
-      cell.remove_prefix(found + separator.size());
-    }
+/// Whether a text holds nothing beyond ASCII.
+bool isASCII(std::string_view text) noexcept {
+  constexpr std::uint64_t highBits = 0x8080808080808080;
+  std::uint64_t seen = 0;
+  std::size_t offset = 0;
+  for (; offset + sizeof(seen) <= text.size(); offset += sizeof(seen)) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, text.data() + offset, sizeof(eight));
+    seen |= eight;
   }
-  append(bytes, cell);
+  for (; offset < text.size(); ++offset) seen |= static_cast<std::uint8_t>(text[offset]);
+  return (seen & highBits) == 0;
 }
 
 bool isUTF8(std::string_view text) noexcept {
-  constexpr std::uint64_t highBits = 0x8080808080808080;
   for (std::size_t offset = 0; offset < text.size();) {
-    std::uint64_t eight = 0;
-    while (offset + sizeof(eight) <= text.size()) {
-      std::memcpy(&eight, text.data() + offset, sizeof(eight));
-      if ((eight & highBits) != 0) break;
-      offset += sizeof(eight);
-    }
-    if (offset == text.size()) break;
     const auto scalar = Text::decodeScalar(text, offset);
     if (!scalar.isWellFormed) return false;
     offset += scalar.length;
@@ -64,12 +59,86 @@ bool isUTF8(std::string_view text) noexcept {
   return true;
 }
 
-Data checked(Data::Bytes bytes) {
-  Data data(std::move(bytes));
-  if (!isUTF8(data.text())) {
-    throw ExportError(std::string("Unable to build CSV 'Data' from ").append(data.text()));
+/// Puts a text together. Short pieces are gathered in a block that stays in the processor's cache, and are looked at
+/// there, so that the text goes through the memory only once.
+class TextWriter {
+ public:
+  explicit TextWriter(std::size_t room) {
+    bytes_.reserve(room);
+    ::Tessaly::detail::adviseHugePages(bytes_.data(), room);
   }
-  return data;
+
+  void append(std::string_view text) {
+    if (text.size() > block_.size() - count_) {
+      flush();
+      if (text.size() > block_.size()) return take(text);
+    }
+    copy(text, block_.data() + count_);
+    count_ += text.size();
+  }
+  void append(char character) {
+    if (count_ == block_.size()) flush();
+    block_[count_++] = character;
+  }
+
+  /// The text. Throws `ExportError` if it is not UTF-8.
+  Data finish() {
+    flush();
+    Data data(std::move(bytes_));
+    if (!isUTF8(data.text().substr(std::min(asciiCount_, data.size())))) {
+      throw ExportError(std::string("Unable to build CSV 'Data' from ").append(data.text()));
+    }
+    return data;
+  }
+
+ private:
+  /// As most cells are short, their copies are not worth a call.
+  static void copy(std::string_view text, char* to) noexcept {
+    const std::size_t size = text.size();
+    const auto copyEnds = [&](std::size_t half) {
+      char ends[16];
+      std::memcpy(ends, text.data(), half);
+      std::memcpy(ends + half, text.data() + size - half, half);
+      std::memcpy(to, ends, half);
+      std::memcpy(to + size - half, ends + half, half);
+    };
+    if (size > 16) {
+      std::memcpy(to, text.data(), size);
+    } else if (size >= 8) {
+      copyEnds(8);
+    } else if (size >= 4) {
+      copyEnds(4);
+    } else {
+      for (std::size_t i = 0; i < size; ++i) to[i] = text[i];
+    }
+  }
+
+  void flush() {
+    take({block_.data(), count_});
+    count_ = 0;
+  }
+  void take(std::string_view text) {
+    if (asciiCount_ == bytes_.size() && isASCII(text)) asciiCount_ += text.size();
+    bytes_.insert(bytes_.end(), text.begin(), text.end());
+  }
+
+  Data::Bytes bytes_;
+  /// How much at the beginning is ASCII for certain.
+  std::size_t asciiCount_ = 0;
+  std::size_t count_ = 0;
+  std::array<char, std::size_t{16} * 1024> block_;
+};
+
+void appendEscaped(TextWriter& writer, std::string_view cell, std::string_view separator) {
+  if (!separator.empty()) {
+    for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
+      writer.append(cell.substr(0, found));
+      writer.append('\\');
+      writer.append(separator);
+      cell.remove_prefix(found + separator.size());
+    }
+  }
+  writer.append(cell);
 }
 
 struct Records {
@@ -126,8 +195,7 @@ Async<Result> inBackground(std::function<Result()> work) {
 }  // namespace
 
 Data csv(const Table& from, std::string_view separator, const std::function<void(double)>& onProgress) {
-  Data::Bytes bytes;
-  bytes.reserve(roomFor(from, separator.size(), 1));
+  TextWriter writer(roomFor(from, separator.size(), 1));
   const auto rows = static_cast<double>(from.size());
   for (std::size_t row = 0; row < from.size(); ++row) {
     const auto& cells = from[row];
@@ -136,39 +204,43 @@ Data csv(const Table& from, std::string_view separator, const std::function<void
         const double part = static_cast<double>(cell + 1) / static_cast<double>(cells.size());
         onProgress((part + static_cast<double>(row)) / rows);
       }
-      appendEscaped(bytes, cells[cell], separator);
-      if (cell + 1 < cells.size()) append(bytes, separator);
+      appendEscaped(writer, cells[cell], separator);
+      if (cell + 1 == cells.size()) continue;
+      if (separator.size() == 1) {
+        writer.append(separator.front());
+      } else {
+        writer.append(separator);
+      }
     }
-    if (row + 1 < from.size()) bytes.push_back('\n');
+    if (row + 1 < from.size()) writer.append('\n');
   }
-  return checked(std::move(bytes));
+  return writer.finish();
 }
 
 Data rfc4180CSV(const Table& from, char separator) {
   constexpr std::string_view lineEnd = "\r\n";
   const std::string special{separator, '"', '\r', '\n'};
-  Data::Bytes bytes;
-  bytes.reserve(roomFor(from, 1, lineEnd.size()));
+  TextWriter writer(roomFor(from, 1, lineEnd.size()));
   for (const auto& row : from) {
     for (std::size_t index = 0; index < row.size(); ++index) {
-      if (index > 0) bytes.push_back(static_cast<std::uint8_t>(separator));
+      if (index > 0) writer.append(separator);
       std::string_view cell = row[index];
       const bool isOnlyEmptyCell = row.size() == 1 && cell.empty();
       if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string_view::npos) {
-        append(bytes, cell);
+        writer.append(cell);
         continue;
       }
-      bytes.push_back('"');
+      writer.append('"');
       for (std::size_t quote = 0; (quote = cell.find('"')) != std::string_view::npos; cell.remove_prefix(quote + 1)) {
-        append(bytes, cell.substr(0, quote + 1));
-        bytes.push_back('"');
+        writer.append(cell.substr(0, quote + 1));
+        writer.append('"');
       }
-      append(bytes, cell);
-      bytes.push_back('"');
+      writer.append(cell);
+      writer.append('"');
     }
-    append(bytes, lineEnd);
+    writer.append(lineEnd);
   }
-  return checked(std::move(bytes));
+  return writer.finish();
 }
 
 namespace Logs {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -27,58 +28,67 @@ constexpr unsigned initialReadLine = 42;
 constexpr int accessRefused = 257;
 constexpr auto pollingInterval = std::chrono::seconds(1);
 
-struct Watch {
-  AsyncThrowingStream<std::monostate> stream;
-  /// Null where the watch could not begin: the stream says why.
-  std::shared_ptr<FileSystemObjectSource> source;
-};
+/// What somebody who waits for an event of a file is told.
+enum class Sign : std::uint8_t { fired, pathMayLeadElsewhere };
+using Signs = AsyncThrowingStream<Sign>;
 
-Watch watchFile(FileManager& files, const URL& file, FileSystemEvent mask) {
-  auto [stream, continuation] = AsyncThrowingStream<std::monostate>::makeStream();
+/// Watches a file, as long as somebody takes the signs. Null where it cannot be watched: the signs end with the error.
+std::shared_ptr<FileSystemObjectSource> watchFile(FileManager& files, const URL& file, FileSystemEvent mask,
+                                                  const Signs::Continuation& signs) {
   const auto fail = [&](const std::exception_ptr& error) {
     files.stopAccessingSecurityScopedResource(file);
     errorPublic(Logger::make("Tessaly", Type<FileSystemEvent>()), logDescription(error));
-    continuation.finish(error);
+    signs.finish(error);
+    return nullptr;
   };
   if (!files.startAccessingSecurityScopedResource(file)) {
-    fail(std::make_exception_ptr(POSIXError(accessRefused)));
-    return {stream, nullptr};
+    return fail(std::make_exception_ptr(POSIXError(accessRefused)));
   }
   try {
     const auto handle = std::make_shared<FileHandle>(files.openForReading(file));
     auto source = files.makeFileSystemObjectSource(handle->fileDescriptor(), mask, OS_dispatch_queue::global());
-    source->setEventHandler([source = std::weak_ptr(source), mask, continuation] {
+    source->setEventHandler([source = std::weak_ptr(source), mask, signs] {
       const auto fired = source.lock();
-      if (fired != nullptr && fired->data().contains(mask)) continuation.yield({});
+      if (fired != nullptr && fired->data().contains(mask)) signs.yield(Sign::fired);
     });
-    source->setCancelHandler([handle, continuation] {
+    source->setCancelHandler([handle, signs] {
       try {
         handle->close();
       } catch (const std::exception&) {
         // The descriptor is gone all the same.
       }
-      continuation.finish();
+      signs.finish();
     });
     source->resume();
-    continuation.setOnTermination([&files, file, source](const StreamTermination&) {
+    signs.setOnTermination([&files, file, source](const StreamTermination&) {
       source->cancel();
       files.stopAccessingSecurityScopedResource(file);
     });
-    return {stream, source};
+    return source;
   } catch (...) {
-    fail(std::current_exception());
-    return {stream, nullptr};
+    return fail(std::current_exception());
   }
 }
 
-/// Waits for one event and ends the watch, its descriptor closed. False when it ended by itself.
-Async<bool> awaitEvent(Watch watch) {
-  auto iterator = watch.stream.makeAsyncIterator();
-  if (!co_await iterator.next()) co_return false;
-  watch.source->cancel();
+/// Ends a watch; its descriptor is closed afterwards.
+Async<void> endWatch(std::shared_ptr<FileSystemObjectSource> source, Signs::AsyncIterator& iterator) {
+  source->cancel();
   while (co_await iterator.next()) {
   }
-  co_return true;
+}
+
+/// Has a continuation yield after a while, unless the task is cancelled.
+template <typename Continuation, typename Element>
+Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, Continuation continuation, Element element) {
+  return Task<>::detached([=, clock = &clock]() -> Async<void> {
+    co_await Task<>::sleep(duration, *clock);
+    continuation.yield(element);
+  });
+}
+
+Async<std::optional<FileChange>> takeChange(FileChangeSource& source) {
+  if (!source.needsPolling()) co_return source.takeChange();
+  co_return co_await runBlocking([&] { return source.takeChange(); });
 }
 
 std::chrono::nanoseconds intervalOf(double seconds) noexcept {
@@ -87,12 +97,54 @@ std::chrono::nanoseconds intervalOf(double seconds) noexcept {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded));
 }
 
+/// Follows the path while an element is awaited, so that its watch can move on to another file that takes the name.
+/// Null where the system lends no more watches: then it stays with the file that it has.
+std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file, const Signs::Continuation& signs) {
+  try {
+    return files.makeFileChangeSource(file, [signs] { signs.yield(Sign::pathMayLeadElsewhere); });
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+enum class WatchEnd : std::uint8_t { wasWritten, leadsElsewhere, byItself };
+
+/// Watches what the path leads to now, until it is written or the path leads to another file.
+Async<WatchEnd> watchForAWrite(FileManager& files, const URL& file, Clock& clock) {
+  const auto [stream, signs] = Signs::makeStream();
+  auto iterator = stream.makeAsyncIterator();
+  // Before the file is opened, so that nothing comes between.
+  const auto path = followPath(files, file, signs);
+  const auto source = watchFile(files, file, FileSystemEvent::write, signs);
+  for (;;) {
+    std::optional<Task<>> timer;
+    if (path != nullptr && path->needsPolling()) {
+      timer = yieldAfter(pollingInterval, clock, signs, Sign::pathMayLeadElsewhere);
+    }
+    const auto sign = co_await iterator.next();
+    if (timer) timer->cancel();
+    if (!sign) co_return WatchEnd::byItself;
+    if (*sign == Sign::fired) {
+      co_await endWatch(source, iterator);
+      co_return WatchEnd::wasWritten;
+    }
+    const auto change = co_await takeChange(*path);
+    if (change == FileChange::replaced || change == FileChange::returned) {
+      co_await endWatch(source, iterator);
+      co_return WatchEnd::leadsElsewhere;
+    }
+  }
+}
+
 Async<std::optional<std::monostate>> nextWrite(FileManager* files, URL file, std::chrono::nanoseconds interval,
                                                Clock* clock) {
   const std::string path = file.path();
-  while (!files->fileExists(path)) co_await Task<>::sleep(interval, *clock);
-  if (!co_await awaitEvent(watchFile(*files, file, FileSystemEvent::write))) co_return std::nullopt;
-  co_return std::monostate();
+  for (;;) {
+    while (!files->fileExists(path)) co_await Task<>::sleep(interval, *clock);
+    const WatchEnd end = co_await watchForAWrite(*files, file, *clock);
+    if (end == WatchEnd::wasWritten) co_return std::monostate();
+    if (end == WatchEnd::byItself) co_return std::nullopt;
+  }
 }
 
 Async<std::optional<Data>> readAfresh(FileManager* files, URL file) {
@@ -123,13 +175,7 @@ class FileFollower {
     const SoleConsumer consumer(self->isWaiting_);
     if (self->error_) std::rethrow_exception(std::exchange(self->error_, nullptr));
     while (self->source_ != nullptr) {
-      std::optional<FileChange> change;
-      if (self->source_->needsPolling()) {
-        change = co_await runBlocking([&] { return self->source_->takeChange(); });
-      } else {
-        change = self->source_->takeChange();
-      }
-      if (change) co_return change;
+      if (const auto change = co_await takeChange(*self->source_)) co_return change;
       if (!co_await wake(*self)) break;
     }
     co_return std::nullopt;
@@ -154,10 +200,7 @@ class FileFollower {
   /// Waits until there may be a change; false when the task was cancelled.
   static Async<bool> wake(FileFollower& self) {
     if (!self.source_->needsPolling()) co_return (co_await self.wakes_->next()).has_value();
-    const Task<> timer = Task<>::detached([continuation = *self.continuation_, clock = &self.clock_]() -> Async<void> {
-      co_await Task<>::sleep(pollingInterval, *clock);
-      continuation.yield({});
-    });
+    const Task<> timer = yieldAfter(pollingInterval, self.clock_, *self.continuation_, std::monostate());
     const bool isAwake = (co_await self.wakes_->next()).has_value();
     timer.cancel();
     co_return isAwake;
@@ -199,7 +242,11 @@ FileSystemEventsWithData writeFileSystemEventsWithData(FileManager& files, const
 Async<void> nextFileSystemDelete(FileManager& files, URL at) {
   return [](FileManager* manager, URL file) -> Async<void> {
     co_await withIsolation(Isolation::main(), [&]() -> Async<void> {
-      if (!co_await awaitEvent(watchFile(*manager, file, FileSystemEvent::delete_))) throw CancellationError();
+      const auto [stream, signs] = Signs::makeStream();
+      auto iterator = stream.makeAsyncIterator();
+      const auto source = watchFile(*manager, file, FileSystemEvent::delete_, signs);
+      if (!co_await iterator.next()) throw CancellationError();
+      co_await endWatch(source, iterator);
     });
   }(&files, std::move(at));
 }

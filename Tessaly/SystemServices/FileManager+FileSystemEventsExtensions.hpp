@@ -34,8 +34,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 ///
 /// Each `next()` waits until the file exists, looking for it every so many seconds, then opens it, waits for a write,
 /// and closes it again: no descriptor is held between elements, and a write that falls between two waits is missed. A
-/// file that was replaced or made again is found by the next wait; a wait that is under way follows the old file. Use
-/// `fileChanges` where nothing may be missed.
+/// replacement is no write of the file, but a wait that is under way moves on to the new file as soon as it exists, so
+/// that its next write ends the wait. Use `fileChanges` where nothing may be missed.
 ///
 /// It fails with a `POSIXError` when the file cannot be opened (code 257 when access is refused), which is also logged;
 /// with `CancellationError` when the task is cancelled while there is no file. An interval below a millisecond counts

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 
+#include <atomic>
+#include <cstdint>
 #include <utility>
 
 #include "Tessaly/Platform/Base/Error.hpp"
@@ -30,9 +32,21 @@ constexpr unsigned lineOfThePathUpdate = 159;
 
 const Default<bool>::Key& settingKey() { return Default<bool>::Key::canConnectToHost; }
 
+/// What the setting says. Looking for it in the store costs several times as much as all the rest, so it is done again
+/// only after something was stored.
+bool canConnectToHost() {
+  static constinit std::atomic<std::uint64_t> known{0};
+  const std::uint64_t revision = UserDefaults::standard()->revision();
+  const std::uint64_t latest = known.load(std::memory_order_acquire);
+  if (revision != 0 && latest >> 1 == revision) return (latest & 1) != 0;
+  const bool value = Default<bool>::value(settingKey());
+  known.store(revision << 1 | std::uint64_t{value}, std::memory_order_release);
+  return value;
+}
+
 /// Whether the path counts as online.
 bool verdictOn(const NWPath& path) {
-  if (!Default<bool>::value(settingKey())) return false;
+  if (!canConnectToHost()) return false;
   switch (path.status()) {
     case NWPath::Status::satisfied:
       return true;

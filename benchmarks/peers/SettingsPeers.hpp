@@ -27,7 +27,25 @@ std::string keyName(int number);
 std::shared_ptr<Store> qSettings(const std::string& folder, int keys, Sync sync);
 /// `GKeyFile`; with a sync it saves the file after each write.
 std::shared_ptr<Store> keyFile(const std::string& folder, int keys, Sync sync);
-/// `GSettings` on its keyfile backend, with a schema that is compiled here.
+/// `GSettings` on its keyfile backend. The schema, which is compiled here, names all keys if they are 1000 at most, or
+/// else only the middle one: compiling it takes time with the square of the keys, minutes for 100,000. The file always
+/// has all keys.
 std::shared_ptr<Store> gSettings(const std::string& folder, int keys);
+
+/// Two processes that follow one file by `GSettings`: this one changes "key0", the other, which runs
+/// `gSettingsEcho(folder)`, answers under "key1".
+class Conversation {
+ public:
+  Conversation() = default;
+  Conversation(const Conversation&) = delete;
+  Conversation& operator=(const Conversation&) = delete;
+  virtual ~Conversation() = default;
+  /// Until the other process is there; it sets "key2".
+  virtual void waitForTheOther() = 0;
+  virtual void roundTrip() = 0;
+};
+std::shared_ptr<Conversation> gSettingsConversation(const std::string& folder);
+/// Answers until standard input ends.
+void gSettingsEcho(const std::string& folder);
 
 }  // namespace Tessaly::Benchmarks::SettingsPeers

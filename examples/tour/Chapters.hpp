@@ -15,6 +15,8 @@ void tellOfCollections(Narrator& narrator);
 void tellOfListeners(Narrator& narrator);
 void tellOfErrors(Narrator& narrator);
 void tellOfTheNetwork(Narrator& narrator);
+void tellOfFiles(Narrator& narrator);
+void tellOfReports(Narrator& narrator);
 void tellOfTheDesktop(Narrator& narrator);
 void tellOfTexts(Narrator& narrator);
 void tellOfFormatting(Narrator& narrator);

@@ -16,7 +16,9 @@ CommandResult runCommand(std::vector<std::string> arguments) {
   if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return result;
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+  for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+    ::posix_spawn_file_actions_adddup2(&actions, pipe[1], output);
+  }
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);

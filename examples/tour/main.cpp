@@ -26,6 +26,8 @@ constexpr Chapter chapters[] = {
     {"Histories, queues, chunks", Tour::tellOfCollections},
     {"Streams with many listeners, and work that is owned", Tour::tellOfListeners},
     {"Errors and the log", Tour::tellOfErrors},
+    {"A file that a second process rewrites in every way", Tour::tellOfFiles},
+    {"Reports, tables and bookmarks", Tour::tellOfReports},
     {"Services of the desktop", Tour::tellOfTheDesktop},
     {"Texts, versions and lists", Tour::tellOfTexts},
     {"Sizes, times and numbers in ten languages", Tour::tellOfFormatting},

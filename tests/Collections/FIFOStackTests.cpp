@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "FIFOModel.hpp"
@@ -133,6 +134,104 @@ TEST(FIFOStack, CopiesMayBeUsedInDifferentThreads) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_THAT(queue.removeAll(), ElementsAre("a"));
+}
+
+TEST(FIFOStack, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
+  FIFOStack<std::string> queue;
+  queue.enqueueContentsOf(std::vector<std::string>{"a", "b", "c"});
+  queue.dequeue();
+  for (int round = 0; round < 100; ++round) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+      threads.emplace_back([&queue = std::as_const(queue)] {
+        FIFOStack<std::string> copy = queue;
+        copy.enqueue("d");
+        EXPECT_EQ(copy.dequeue(), "b");
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    queue.enqueue("d");  // Alone again.
+    EXPECT_EQ(queue.dequeue(), "b");
+    EXPECT_THAT(queue.removeAll(), ElementsAre("c", "d"));
+    queue.enqueueContentsOf(std::vector<std::string>{"a", "b", "c"});
+    queue.dequeue();
+  }
+}
+
+/// Counts its copies, and throws at one of them.
+struct Counted {
+  explicit Counted(int number) : number(number) {}
+  Counted(const Counted& other) : number(other.number) {
+    ++copies();
+    if (countdown() > 0 && --countdown() == 0) throw std::runtime_error("counted");
+  }
+  Counted(Counted&& other) noexcept : number(std::exchange(other.number, -1)) {}
+  Counted& operator=(const Counted&) = default;
+  static int& copies() {
+    static int count = 0;
+    return count;
+  }
+  static int& countdown() {
+    static int value = 0;
+    return value;
+  }
+  int number;
+};
+
+TEST(FIFOStack, CopiesNothingOnceTheSharersAreGone) {
+  FIFOStack<Counted> queue;
+  for (int i = 0; i < 5; ++i) queue.enqueue(Counted(i));
+  EXPECT_EQ(queue.dequeue()->number, 0);
+  queue.enqueue(Counted(5));
+  {
+    const FIFOStack<Counted> copy = queue;
+  }
+  for (int i = 1; i < 6; ++i) EXPECT_EQ(queue.dequeue()->number, i);
+  EXPECT_EQ(Counted::copies(), 0);
+}
+
+TEST(FIFOStack, CopiesOnlyTheStackThatIsWritten) {
+  FIFOStack<Counted> queue;
+  for (int i = 0; i < 5; ++i) queue.enqueue(Counted(i));
+  queue.dequeue();
+  queue.enqueue(Counted(5));
+  FIFOStack<Counted> copy = queue;
+  copy.enqueue(Counted(6));
+  EXPECT_EQ(Counted::copies(), 1);
+  EXPECT_EQ(copy.dequeue()->number, 1);
+  EXPECT_EQ(Counted::copies(), 5);
+  EXPECT_EQ(queue.dequeue()->number, 1);
+  EXPECT_EQ(Counted::copies(), 5);
+}
+
+TEST(FIFOStack, ACopyThatThrowsLeavesBothSharersWhole) {
+  for (int step = 1; step <= 3; ++step) {
+    FIFOStack<Counted> queue;
+    for (int i = 0; i < 3; ++i) queue.enqueue(Counted(i));
+    FIFOStack<Counted> copy = queue;
+    Counted::countdown() = step;
+    EXPECT_THROW(copy.dequeue(), std::runtime_error);  // At the flip.
+    Counted::countdown() = step;
+    EXPECT_THROW(copy.enqueue(Counted(3)), std::runtime_error);
+    Counted::countdown() = step;
+    EXPECT_THROW(copy.removeAll(), std::runtime_error);
+    Counted::countdown() = 0;
+    for (FIFOStack<Counted>* each : {&queue, &copy}) {
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(each->dequeue()->number, i);
+      EXPECT_TRUE(each->isEmpty());
+    }
+  }
+}
+
+TEST(FIFOStack, LetsGoOfTheMemoryOfALongRightStack) {
+  FIFOStack<std::int64_t> queue;
+  for (int i = 0; i < 1'000; ++i) queue.enqueue(i);
+  queue.dequeue();
+  EXPECT_EQ(Tests::allocationsOf([&] { queue.enqueue(1'000); }), 1);
+  EXPECT_EQ(Tests::allocationsOf([&] {
+              for (int i = 0; i < 500; ++i) queue.enqueue(i);
+            }),
+            0);
 }
 
 TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {

@@ -529,6 +529,24 @@ TEST(RingArray, CopiesMayBeUsedInDifferentThreads) {
   EXPECT_THAT(ring, ElementsAre("a", "b", "c"));
 }
 
+TEST(RingArray, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
+  RingArray<std::string> ring(2);
+  for (const char* text : {"a", "b"}) ring.append(text);
+  for (int round = 0; round < 100; ++round) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+      threads.emplace_back([&ring = std::as_const(ring)] {
+        RingArray<std::string> copy = ring;
+        EXPECT_EQ(copy.append("c"), "a");
+        EXPECT_EQ(ring[0], "a");
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(Tests::allocationsOf([&] { ring.shiftWhenFull(2); }), 0);
+    EXPECT_EQ(Tests::allocationsOf([&] { ring.set(0, "a"); }), 0);  // Alone again.
+  }
+}
+
 TEST(RingArray, ACopyThatThrowsLeavesTheRingAsItWas) {
   {
     RingArray<Witness> ring(3);

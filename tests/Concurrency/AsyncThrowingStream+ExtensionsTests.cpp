@@ -125,6 +125,54 @@ TEST(AsyncThrowingStreamExtensions, ACancelledConsumerEndsOnlyTheNewStream) {
   EXPECT_EQ(handled.told, "1 finished ");
 }
 
+TEST(AsyncThrowingStreamExtensions, ASourceMayFailAtEachStep) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    for (int failing = 0; failing <= 3; ++failing) {
+      for (int steps = 0; steps < 12; ++steps) {
+        scheduler.reseed(seed);
+        Handled handled;
+        std::string expected;
+        for (int element = 0; element < failing; ++element) {
+          handled.source.continuation.yield(element);
+          expected += std::to_string(element) + " ";
+        }
+        for (int step = 0; step < steps && scheduler.runOne(); ++step) {
+        }
+        handled.source.continuation.finish(std::runtime_error("broken"));
+        auto iterator = handled.stream.makeAsyncIterator();
+        ASSERT_EQ(answersOf(iterator), expected + "error: broken");
+        ASSERT_EQ(handled.told, expected + "finished: broken ");
+      }
+    }
+  }
+}
+
+TEST(AsyncThrowingStreamExtensions, AConsumerMayBeCancelledAtAnyStep) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    for (int steps = 0; steps < 20; ++steps) {
+      scheduler.reseed(seed);
+      Handled handled;
+      auto consumer = Tests::start([stream = handled.stream]() -> Async<void> {
+        auto iterator = stream.makeAsyncIterator();
+        while (co_await iterator.next()) {
+        }
+      });
+      for (const int element : {1, 2}) handled.source.continuation.yield(element);
+      for (int step = 0; step < steps && scheduler.runOne(); ++step) {
+      }
+      consumer.cancel();
+      settle();
+      ASSERT_TRUE(consumer.isFinished());
+      ASSERT_EQ(handled.source.continuation.yield(3).kind, YieldResultKind::enqueued);
+      handled.source.continuation.finish();
+      settle();
+      ASSERT_EQ(handled.told, "1 2 3 finished ");  // All are shown, whoever is there to receive them.
+    }
+  }
+}
+
 TEST(AsyncThrowingStreamExtensions, AConsumerThatIsCancelledWithinTheSourceSeesTheEnd) {
   SeededScheduler::install();
   Handled handled;

@@ -55,6 +55,7 @@ class Question {
     settle();
     return *answer_;
   }
+  void cancel() { task_.cancel(); }
 
  private:
   std::shared_ptr<std::string> answer_ = std::make_shared<std::string>("waiting");
@@ -183,6 +184,43 @@ TEST(ReducedReplayAsyncThrowingStream, AProducerMayFailAtEachStep) {
     const std::string error = "error: at " + std::to_string(failing);
     EXPECT_EQ(answersOf(first), expected + error);
     EXPECT_EQ(question.answer(), error);
+  }
+}
+
+// Whoever is cancelled, and when: the others receive what they would have, and the final value is known.
+TEST(ReducedReplayAsyncThrowingStream, ASubscriberOrARequestMayBeCancelledAtAnyStep) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    for (int steps = 0; steps < 40; ++steps) {
+      for (const bool fails : {false, true}) {
+        scheduler.reseed(seed);
+        Sum sum;
+        const auto other = sum.stream.newStream();
+        auto consumer = Tests::start([stream = sum.stream]() -> Async<void> {
+          auto iterator = stream.makeAsyncIterator();
+          try {
+            while (co_await iterator.next()) {
+            }
+          } catch (const std::runtime_error&) {
+          }
+        });
+        Question question(sum.stream);
+        for (const int element : {1, 2, 3}) sum.continuation->yield(element);
+        for (int step = 0; step < steps && scheduler.runOne(); ++step) {
+        }
+        consumer.cancel();
+        question.cancel();
+        settle();
+        EXPECT_TRUE(consumer.isFinished());
+        EXPECT_EQ(question.answer(), "waiting");
+        sum.continuation->yield(4);
+        fails ? sum.continuation->finish(std::runtime_error("broken")) : sum.continuation->finish();
+        auto iterator = other.makeAsyncIterator();
+        const std::string answers = answersOf(iterator);
+        ASSERT_TRUE(answers.ends_with(fails ? "4 error: broken" : "4 end")) << answers;
+        ASSERT_EQ(question.answer(), fails ? "error: broken" : "10");
+      }
+    }
   }
 }
 

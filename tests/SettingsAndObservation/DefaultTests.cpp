@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,7 +14,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "../Platform/Foundation/OutputOf.hpp"
+#include "../Platform/Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 
@@ -21,11 +25,37 @@ namespace {
 
 enum class Theme { light, dark };
 
+/// A host's own type that can be absent, and whose absence has a stored form, too.
+struct Nickname {
+  using StoredValue = std::string;
+  constexpr Nickname(std::nullopt_t) {}
+  explicit Nickname(std::string name) : text(std::move(name)) {}
+  static std::optional<Nickname> from(StoredValue stored) { return Nickname(std::move(stored)); }
+  [[nodiscard]] StoredValue transformToUserDefaultValue() const { return text.value_or("nobody"); }
+
+  std::optional<std::string> text;
+};
+
+/// A host's own record that makes something of the absence of a stored value.
+struct Visits {
+  using StoredValue = std::optional<int>;
+  static std::optional<Visits> from(StoredValue stored) { return Visits{stored.value_or(-1)}; }
+  [[nodiscard]] StoredValue transformToUserDefaultValue() const {
+    return count < 0 ? std::nullopt : std::optional(count);
+  }
+
+  int count;
+};
+
 }  // namespace
 
 template <>
 inline constexpr auto Tessaly::rawValues<Theme> =
     Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+template <>
+struct Tessaly::AnyOptionalTraits<Nickname> {
+  static bool isNil(const Nickname& value) { return !value.text; }
+};
 
 namespace Tessaly {
 namespace {
@@ -153,6 +183,52 @@ TEST_F(DefaultTest, WritingTheAbsentValueRemovesTheEntry) {
   EXPECT_THAT(store->dictionaryRepresentation(), IsEmpty());
 }
 
+TEST_F(DefaultTest, AHostsOwnAbsentValueRemovesTheEntry) {
+  constexpr Default<Nickname>::Key key("nickname");
+  Default<Nickname>::setValue(key, Nickname("Kim"));
+  EXPECT_EQ(store->value("nickname"), PropertyList("Kim"));
+  Default<Nickname>::setValue(key, std::nullopt);
+  EXPECT_EQ(store->value("nickname"), std::nullopt);
+  EXPECT_EQ(Default<Nickname>::value(key).text, std::nullopt);
+}
+
+TEST_F(DefaultTest, AnAbsentStoredValueIsGivenToAConversionThatTakesIt) {
+  const Default<Visits>::Key key{"visits", Visits{7}};
+  EXPECT_EQ(Default<Visits>::value(key).count, -1);
+  store->set("many", "visits");
+  EXPECT_EQ(Default<Visits>::value(key).count, 7);
+  Default<Visits>::setValue(key, Visits{3});
+  EXPECT_EQ(store->value("visits"), PropertyList(3));
+  Default<Visits>::setValue(key, Visits{-1});
+  EXPECT_EQ(store->value("visits"), std::nullopt);
+}
+
+TEST_F(DefaultTest, AnOptionalOfAnAbsentOptionalIsRemovedToo) {
+  using Nested = std::optional<MaybeNumber>;
+  const Default<Nested>::Key key("nested");
+  Default<Nested>::setValue(key, Nested(MaybeNumber(1)));
+  EXPECT_EQ(store->value("nested"), PropertyList(1));
+  EXPECT_EQ(Default<Nested>::value(key), Nested(MaybeNumber(1)));
+  Default<Nested>::setValue(key, Nested(MaybeNumber()));
+  EXPECT_EQ(store->value("nested"), std::nullopt);
+}
+
+TEST_F(DefaultTest, AnyTextIsAName) {
+  for (const std::string& name : {std::string(), std::string("a.b.c"), std::string("n\0l", 3), std::string(10'000, 'k'),
+                                  std::string("\xC3\xBC"), std::string("a\xFF")}) {
+    const Default<Number>::Key key(name, 1);
+    const Default<Number> setting(key);
+    std::vector<Number> seen;
+    const auto observer = Default<Number>::observe(key, [&](Number stored) { seen.push_back(stored); });
+    int told = 0;
+    withObservationTracking([&] { static_cast<void>(setting.value()); }, [&] { ++told; });
+    Default<Number>::setValue(key, 5);
+    EXPECT_EQ(setting.value(), 5);
+    EXPECT_THAT(seen, ElementsAre(5));
+    EXPECT_EQ(told, 1);
+  }
+}
+
 TEST_F(DefaultTest, AURLComesBackAsARelativeOne) {
   const Default<std::optional<URL>>::Key key("file");
   Default<std::optional<URL>>::setValue(key, URL::from("file:///tmp/a%20b.txt"));
@@ -201,6 +277,68 @@ TEST_F(DefaultTest, CopiesShareTheirBacking) {
   EXPECT_NE(volume.backing(), Default<Number>(volumeKey).backing());
   EXPECT_EQ(volume.backing()->key().name(), "volume");
   EXPECT_EQ(volume.backing()->storage(), UserDefaults::standard());
+}
+
+// On disk.
+
+template <typename Value>
+void store(const char* name, const Value& value) {
+  Default<Value>::setValue(typename Default<Value>::Key(std::string_view(name), value), value);
+}
+
+TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
+  const TessalyTests::TemporaryFolder folder;
+  const auto disk = JournaledUserDefaults::open({.folder = folder.path()});
+  const UserDefaultsInstallation installation(disk);
+  store("text", std::string("ü"));
+  store("true", true);
+  store("int16", std::numeric_limits<std::int16_t>::min());
+  store("int32", std::numeric_limits<std::int32_t>::min());
+  store("int64", std::numeric_limits<std::int64_t>::min());
+  store("int", std::numeric_limits<long long>::max());
+  store("uint8", std::numeric_limits<std::uint8_t>::max());
+  store("uint16", std::numeric_limits<std::uint16_t>::max());
+  store("uint32", std::numeric_limits<std::uint32_t>::max());
+  store("uint64", std::numeric_limits<std::uint64_t>::max());
+  store("uint", std::numeric_limits<unsigned long long>::max());
+  store("double", 0.1);
+  store("float", 0.1F);
+  store("date", Date::sinceReferenceDate(86'400));
+  store("data", Data("\x01\xFF"));
+  store("array", std::vector<std::vector<bool>>{{true}, {}});
+  store("dictionary", std::map<std::string, std::optional<int>>{{"", 1}, {"none", std::nullopt}});
+  store("optional", MaybeNumber(7));
+  store("absent", MaybeNumber());
+  store("theme", Theme::dark);
+  store("themes", std::vector{Theme::dark, Theme::light});
+  store("visits", Visits{3});
+  Default<URL>::setValue({"url", *URL::from("/")}, URL::fileURLWithPath("/tmp/a b.txt"));
+  ASSERT_TRUE(disk->synchronize());
+  EXPECT_EQ(TessalyTests::outputOf("python3 -c \"import plistlib\n"
+                                   "for item in sorted(plistlib.load(open('" +
+                                   folder.path() + "/Settings.plist', 'rb')).items()): print(*item)\""),
+            "array [[True], []]\n"
+            "data b'\\x01\\xff'\n"
+            "date 2001-01-02 00:00:00\n"
+            "dictionary {'': 1}\n"
+            "double 0.1\n"
+            "float 0.10000000149011612\n"
+            "int 9223372036854775807\n"
+            "int16 -32768\n"
+            "int32 -2147483648\n"
+            "int64 -9223372036854775808\n"
+            "optional 7\n"
+            "text ü\n"
+            "theme dark\n"
+            "themes ['dark', 'light']\n"
+            "true True\n"
+            "uint 18446744073709551615\n"
+            "uint16 65535\n"
+            "uint32 4294967295\n"
+            "uint64 18446744073709551615\n"
+            "uint8 255\n"
+            "url /tmp/a b.txt\n"
+            "visits 3\n");
 }
 
 // Observation.
@@ -436,6 +574,14 @@ TEST_F(DefaultDeathTest, TheObjectsRefuseToBeMadeWithoutArguments) {
   EXPECT_EXIT(static_cast<void>(Default<Number>::Backing::make()), KilledBySignal(SIGABRT), report("Tessaly.Backing"));
   EXPECT_EXIT(static_cast<void>(Default<Number>::ValueObserver::make()), KilledBySignal(SIGABRT),
               report("Tessaly.ValueObserver"));
+}
+
+TEST(DefaultClassesDeathTest, AreKnownBeforeTheFirstObjectIsMade) {
+  for (const std::string name : {"Tessaly.Backing", "Tessaly.ValueObserver"}) {
+    EXPECT_EXIT(static_cast<void>(Object::make(name)), testing::KilledBySignal(SIGABRT),
+                "Tessaly/Default:[0-9]+: Fatal error: Use of unimplemented initializer 'init\\(\\)' for class '" +
+                    name + "'\n");
+  }
 }
 
 TEST_F(DefaultDeathTest, AHandlerThatThrowsStopsTheProcess) {

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Tessaly/Platform/Base/TypeName.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 
@@ -67,6 +68,119 @@ TYPED_TEST(EveryInteger, ReadsNothingElse) {
   EXPECT_EQ(read<TypeParam>(PropertyList::Array{PropertyList(5)}), std::nullopt);
   EXPECT_EQ(read<TypeParam>(PropertyList::Dictionary{{"a", 5}}), std::nullopt);
   EXPECT_EQ(UserDefaultsValueTraits<TypeParam>::value(nullptr), std::nullopt);
+}
+
+/// A stored object and what it is read as in each kind. The integer is what every kind of integers reads that can hold
+/// it; a `long double` holds all of them exactly.
+struct Bridging {
+  PropertyList stored;
+  std::optional<bool> boolean = std::nullopt;
+  std::optional<long double> integer = std::nullopt;
+  std::optional<double> real = std::nullopt;
+  std::optional<float> single = std::nullopt;
+  std::optional<std::string> text = std::nullopt;
+  std::optional<Date> date = std::nullopt;
+  std::optional<Data> data = std::nullopt;
+};
+
+const std::vector<Bridging>& bridgingTable() {
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr auto largest = std::numeric_limits<std::uint64_t>::max();
+  constexpr auto least = std::numeric_limits<std::int64_t>::min();
+  static const std::vector<Bridging> table{
+      {.stored = true, .boolean = true, .integer = 1, .real = 1.0, .single = 1.0F},
+      {.stored = false, .boolean = false, .integer = 0, .real = 0.0, .single = 0.0F},
+      {.stored = 0, .boolean = false, .integer = 0, .real = 0.0, .single = 0.0F},
+      {.stored = 1, .boolean = true, .integer = 1, .real = 1.0, .single = 1.0F},
+      {.stored = 2, .integer = 2, .real = 2.0, .single = 2.0F},
+      {.stored = -1, .integer = -1, .real = -1.0, .single = -1.0F},
+      {.stored = 300, .integer = 300, .real = 300.0, .single = 300.0F},
+      {.stored = 40'000, .integer = 40'000, .real = 40'000.0, .single = 40'000.0F},
+      {.stored = (1 << 24) + 1, .integer = (1 << 24) + 1, .real = 0x1000001p0},
+      {.stored = (std::int64_t{1} << 53) + 1, .integer = (std::int64_t{1} << 53) + 1},
+      {.stored = least, .integer = least, .real = -0x1p63, .single = -0x1p63F},
+      {.stored = largest, .integer = largest},
+      {.stored = 0.0, .boolean = false, .integer = 0, .real = 0.0, .single = 0.0F},
+      {.stored = -0.0, .boolean = false, .integer = 0, .real = -0.0, .single = -0.0F},
+      {.stored = 1.0, .boolean = true, .integer = 1, .real = 1.0, .single = 1.0F},
+      {.stored = 5.0, .integer = 5, .real = 5.0, .single = 5.0F},
+      {.stored = 5.5, .real = 5.5, .single = 5.5F},
+      {.stored = 0.1, .real = 0.1},
+      {.stored = 0.1F, .real = 0.100000001490116119384765625, .single = 0.1F},
+      {.stored = 2.25, .real = 2.25, .single = 2.25F},
+      {.stored = 1e19, .integer = 1e19L, .real = 1e19},
+      {.stored = 0x1p64, .real = 0x1p64, .single = 0x1p64F},
+      {.stored = 1e300, .real = 1e300},
+      {.stored = nan, .real = nan, .single = std::numeric_limits<float>::quiet_NaN()},
+      {.stored = infinity, .real = infinity, .single = std::numeric_limits<float>::infinity()},
+      {.stored = "1", .text = "1"},
+      {.stored = "5", .text = "5"},
+      {.stored = "YES", .text = "YES"},
+      {.stored = "", .text = ""},
+      {.stored = Date::sinceReferenceDate(1), .date = Date::sinceReferenceDate(1)},
+      {.stored = Data("1"), .data = Data("1")},
+      {.stored = PropertyList::Array{}},
+      {.stored = PropertyList::Array{1}},
+      {.stored = PropertyList::Dictionary{}},
+      {.stored = PropertyList::Dictionary{{"a", 1}}},
+  };
+  return table;
+}
+
+template <typename Value>
+bool isSame(const std::optional<Value>& left, const std::optional<Value>& right) {
+  if constexpr (std::is_floating_point_v<Value>) {
+    if (left && right && std::isnan(*left)) return std::isnan(*right);
+    if (left && right && std::signbit(*left) != std::signbit(*right)) return false;
+  }
+  return left == right;
+}
+
+/// Reads the object as the kind, as an optional of it, and within arrays and dictionaries.
+template <typename Value>
+void expectBridging(const PropertyList& object, const std::optional<Value>& expected) {
+  SCOPED_TRACE(testing::Message() << object << " as " << typeName<Value>());
+  EXPECT_TRUE(isSame(read<Value>(object), expected));
+  const auto optional = read<std::optional<Value>>(object);
+  EXPECT_EQ(optional.has_value(), expected.has_value());
+  if (optional) EXPECT_TRUE(isSame(*optional, expected));
+
+  const auto array = read<std::vector<Value>>(PropertyList::Array{object, object});
+  EXPECT_EQ(array.has_value(), expected.has_value());
+  if (array) EXPECT_TRUE(array->size() == 2 && isSame(std::optional<Value>((*array)[1]), expected));
+  using Nested = std::map<std::string, std::vector<std::map<std::string, Value>>>;
+  const PropertyList within = PropertyList::Dictionary{{"x", object}};
+  const auto nested = read<Nested>(PropertyList::Dictionary{{"k", PropertyList::Array{within}}});
+  EXPECT_EQ(nested.has_value(), expected.has_value());
+  if (nested) EXPECT_TRUE(isSame(std::optional<Value>(nested->at("k")[0].at("x")), expected));
+}
+
+template <typename Integer>
+void expectIntegerBridging(const Bridging& row) {
+  using Limits = std::numeric_limits<Integer>;
+  const bool fits = row.integer && *row.integer >= Limits::min() && *row.integer <= Limits::max();
+  expectBridging<Integer>(row.stored, fits ? std::optional(static_cast<Integer>(*row.integer)) : std::nullopt);
+}
+
+TEST(UserDefaultsValue, EveryStoredObjectReadsInEveryKindAsTheTableSays) {
+  for (const Bridging& row : bridgingTable()) {
+    expectBridging(row.stored, row.boolean);
+    expectIntegerBridging<std::int64_t>(row);
+    expectIntegerBridging<std::int16_t>(row);
+    expectIntegerBridging<std::int32_t>(row);
+    expectIntegerBridging<std::uint64_t>(row);
+    expectIntegerBridging<std::uint8_t>(row);
+    expectIntegerBridging<std::uint16_t>(row);
+    expectIntegerBridging<std::uint32_t>(row);
+    expectIntegerBridging<long long>(row);
+    expectIntegerBridging<unsigned long long>(row);
+    expectBridging(row.stored, row.real);
+    expectBridging(row.stored, row.single);
+    expectBridging(row.stored, row.text);
+    expectBridging(row.stored, row.date);
+    expectBridging(row.stored, row.data);
+  }
 }
 
 TEST(UserDefaultsValue, IntegersOutOfRangeAreNotRead) {

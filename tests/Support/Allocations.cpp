@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/Support/Allocations.hpp"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -11,6 +12,18 @@ namespace {
 
 constinit thread_local long allocations = 0;
 constinit thread_local long deallocations = 0;
+constinit std::atomic<long> blocksInUse{0};
+
+void countAllocation() {
+  ++allocations;
+  blocksInUse.fetch_add(1, std::memory_order_relaxed);
+}
+
+void countDeallocation(const volatile void* memory) {
+  if (memory == nullptr) return;
+  ++deallocations;
+  blocksInUse.fetch_sub(1, std::memory_order_relaxed);
+}
 
 }  // namespace
 
@@ -18,6 +31,7 @@ namespace Tessaly::Tests {
 
 long allocationsOfThisThread() { return allocations; }
 long deallocationsOfThisThread() { return deallocations; }
+long allocatedBlocks() { return blocksInUse.load(); }
 
 }  // namespace Tessaly::Tests
 
@@ -30,11 +44,8 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const
 
 namespace {
 
-[[maybe_unused]] const int installed =
-    __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) { ++allocations; },
-                                              [](const volatile void* memory) {
-                                                if (memory != nullptr) ++deallocations;
-                                              });
+[[maybe_unused]] const int installed = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void*, std::size_t) { countAllocation(); }, &countDeallocation);
 
 }  // namespace
 
@@ -43,7 +54,7 @@ namespace {
 namespace {
 
 void* allocate(std::size_t size, std::size_t alignment) {
-  ++allocations;
+  countAllocation();
   void* memory = nullptr;
   if (alignment <= alignof(std::max_align_t)) {
     memory = std::malloc(size == 0 ? 1 : size);
@@ -55,7 +66,7 @@ void* allocate(std::size_t size, std::size_t alignment) {
 }
 
 void deallocate(void* memory) {
-  if (memory != nullptr) ++deallocations;
+  countDeallocation(memory);
   std::free(memory);
 }
 

@@ -10,6 +10,9 @@ long allocationsOfThisThread();
 /// How often this thread has freed memory so far.
 long deallocationsOfThisThread();
 
+/// How many blocks are allocated at present, by all threads, beyond those that were when the program started.
+long allocatedBlocks();
+
 /// How often the body allocates.
 template <typename Body>
 long allocationsOf(Body body) {

@@ -131,6 +131,22 @@ TEST(ExportServiceCSV, IsWhatTheWordsSayForRandomTables) {
   }
 }
 
+TEST(ExportServiceCSV, LargeTablesAndCellsAreWhatTheWordsSay) {
+  // Lengths around those at which a writer might treat text otherwise, and characters that lie across any boundary.
+  Table table;
+  for (const std::size_t length : {0, 1, 3, 4, 7, 8, 9, 15, 16, 17, 4095, 16383, 16384, 16385, 70'000}) {
+    std::string wide;
+    for (std::size_t i = 0; i < length; ++i) wide += i % 2 == 0 ? "ä" : "€";
+    table.push_back({std::string(length, 'a'), wide, std::string(length, ';'), "x" + wide});
+  }
+  for (int row = 0; row < 20'000; ++row) table.push_back({"ä" + std::to_string(row), ""});
+  EXPECT_EQ(text(csv(table, ";")), expectedCSV(table, ";"));
+  EXPECT_EQ(text(csv(table, "ä")), expectedCSV(table, "ä"));
+  table.push_back({std::string(100'000, 'a') + "\xC3"});
+  EXPECT_THROW(static_cast<void>(csv(table, ";")), ExportError);
+  EXPECT_THROW(static_cast<void>(rfc4180CSV(table)), ExportError);
+}
+
 TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
   EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
             "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
@@ -235,6 +251,29 @@ TEST_F(ExportServiceLogsOfTheProcess, ACancelledCallerGetsTheCancellation) {
     task.cancel();
     co_await task.value();
   });
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, ThatAreCancelledMidwayAreAllOrNone) {
+  constexpr std::size_t count = 2000;
+  const Logger logger("org.example.app", "Main");
+  for (std::size_t i = 0; i < count; ++i) logger.error("record");
+  int cancelled = 0;
+  for (int round = 0; round < Tests::repetitions(60); ++round) {
+    syncWait([&]() -> Async<void> {
+      Task<std::size_t> task([]() -> Async<std::size_t> {
+        co_return (co_await ExportService::Logs::extractLastLogsToStrings(60)).size();
+      });
+      for (int turn = 0; turn < 100 * round && !task.isFinished(); ++turn) co_await Task<>::yield();
+      task.cancel();
+      try {
+        EXPECT_EQ(co_await task.value(), count);
+      } catch (const CancellationError&) {
+        ++cancelled;
+      }
+    });
+  }
+  EXPECT_GT(cancelled, 0);
+  EXPECT_EQ(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }).size(), count);
 }
 
 TEST(ExportServiceLogsWithout, ABundleIdentifierAreAnError) {

@@ -123,6 +123,69 @@ TEST_F(FileManagerFileSystemEvents, AnEventCountsIfItHoldsTheWriteKindAmongOther
   });
 }
 
+TEST_F(FileManagerFileSystemEvents, AReplacementIsNoWriteButThePendingElementMovesOnToTheNewFile) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    for (int round = 1; round < repetitions(20); ++round) {
+      co_await until([&] { return scripted->accessesBegun() == round && scripted->activeSources() == 1; });
+      replace("a", "two");
+    }
+    co_await until([&] { return scripted->accessesBegun() == repetitions(20) && scripted->activeSources() == 1; });
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    EXPECT_EQ(scripted->accessesEnded(), repetitions(20) - 1);
+    EXPECT_EQ(openInFolder(), 1);
+    scripted->fire(FileSystemEvent::write);
+    co_await next.value();
+    EXPECT_EQ(openInFolder(), 0);
+    EXPECT_EQ(scripted->accessesEnded(), scripted->accessesBegun());
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileThatIsRemovedWhileAnElementIsPendingIsFollowedWhenItIsMadeAgain) {
+  std::filesystem::create_directory(path("folder"));
+  put("folder/a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(files, url("folder/a"), 0.001).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    co_await until([&] { return openInFolder() == 1; });
+    std::filesystem::remove(path("folder/a"));
+    std::filesystem::rename(path("folder"), path("away"));
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    std::filesystem::create_directory(path("folder"));
+    // A write before the new file is watched is missed, so the writer goes on until it was heard.
+    while (!next.isFinished()) {
+      put("folder/a", "two");
+      co_await Task<>::yield();
+    }
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileThatWasMovedAwayIsStillHeardUntilAnotherHasItsName) {
+  put("a", "one");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    std::filesystem::rename(path("a"), path("b"));
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_EQ(scripted->accessesEnded(), 0);
+    scripted->fire(FileSystemEvent::write);
+    co_await next.value();
+    EXPECT_EQ(scripted->accessesBegun(), 1);
+  });
+}
+
 TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
   ManualClock clock;
   std::atomic<bool> isThere{false};
@@ -488,6 +551,34 @@ TEST_F(FileManagerFileSystemEvents, AFileReplacedByAFolderAndBackIsReplacedTwice
     put("a", "1");
     EXPECT_EQ(co_await changes.next(), FileChange::replaced);
   });
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeReadIsLookedAtEverySecond) {
+  put("a", "1");
+  ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+  ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
+  // Whoever may read everything is nobody from here on.
+  constexpr uid_t nobody = 65534;
+  if (::geteuid() == 0) ASSERT_EQ(::seteuid(nobody), 0);
+  ManualClock clock;
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url("a"), clock).makeAsyncIterator();
+    const auto next = [&](FileChange expected) {
+      return Task<>([&, expected]() -> Async<void> { EXPECT_EQ(co_await changes.next(), expected); });
+    };
+    Task<> written = next(FileChange::contents);
+    co_await until([&] { return clock.timerCount() == 1; });
+    std::ofstream(path("a"), std::ios::app) << "written though it cannot be read";
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(written.isFinished());
+    clock.advance(std::chrono::seconds(1));
+    co_await written.value();
+    Task<> replaced = next(FileChange::replaced);
+    // A name on the path is heard of even so.
+    replace("a", "2");
+    co_await replaced.value();
+  });
+  static_cast<void>(::seteuid(::getuid()));
 }
 
 TEST_F(FileManagerFileSystemEvents, CancellingEndsTheChanges) {

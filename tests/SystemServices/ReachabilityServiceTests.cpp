@@ -138,6 +138,64 @@ TEST_F(ReachabilityServiceTest, TheNumbersZeroAndOneAreReadAsBooleans) {
   EXPECT_TRUE(ReachabilityService::isOnline());
 }
 
+TEST_F(ReachabilityServiceTest, EachStoreIsReadForItselfHoweverOftenTheyChangePlaces) {
+  const auto forbidding = InMemoryUserDefaults::make();
+  forbidding->set(false, settingName);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(ReachabilityService::isOnline());
+    const UserDefaultsInstallation other(forbidding);
+    EXPECT_FALSE(ReachabilityService::isOnline());
+  }
+}
+
+TEST_F(ReachabilityServiceTest, WhatAnotherThreadStoredIsSeenOnceItsCallHasReturned) {
+  std::atomic<int> stored{0};
+  std::thread writer([&] {
+    for (int i = 1; i <= Tests::repetitions(500); ++i) {
+      setCanConnect(i % 2 == 0);
+      settings->set(i, "unrelated");
+      stored = i;
+      while (stored == i) std::this_thread::yield();
+    }
+  });
+  for (int i = 1; i <= Tests::repetitions(500); ++i) {
+    while (stored != i) {
+      static_cast<void>(ReachabilityService::isOnline());
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(ReachabilityService::isOnline(), i % 2 == 0);
+    stored = 0;
+  }
+  writer.join();
+}
+
+/// A store that does not count its changes, as a host's own may be.
+class UncountedUserDefaults final : public UserDefaults {
+ public:
+  bool canConnect = true;
+
+  [[nodiscard]] std::optional<PropertyList> value(std::string_view) const override { return canConnect; }
+  void set(PropertyList, std::string_view) override {}
+  void removeObject(std::string_view) override {}
+  [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override { return {}; }
+  void addObserver(const std::shared_ptr<KeyValueObserver>&, std::string_view, KeyValueObservingOptions,
+                   void*) override {}
+  void removeObserver(const KeyValueObserver&, std::string_view) override {}
+  void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>&, KeyValueObservingOptions, void*) override {}
+  void removeObserverOfEveryKey(const KeyValueObserver&) override {}
+  bool synchronize() override { return true; }
+  [[nodiscard]] UserDefaultsStatus status() const override { return {}; }
+};
+
+TEST_F(ReachabilityServiceTest, AStoreThatDoesNotCountItsChangesIsReadEachTime) {
+  const auto store = std::make_shared<UncountedUserDefaults>();
+  const UserDefaultsInstallation installation(store);
+  for (const bool canConnect : {true, false, true}) {
+    store->canConnect = canConnect;
+    EXPECT_EQ(ReachabilityService::isOnline(), canConnect);
+  }
+}
+
 TEST_F(ReachabilityServiceTest, TheExpenseFollowsThePathAndNotTheSetting) {
   setCanConnect(false);
   EXPECT_FALSE(ReachabilityService::isExpensive());

@@ -108,6 +108,22 @@ TEST_F(URLBookmarkTest, BytesThatAreNotUTF8AreLoggedAsNil) {
   EXPECT_THAT(log->messages()[1], StartsWith("Failed to decode URL bookmark from . dataCorrupted("));
 }
 
+TEST_F(URLBookmarkTest, WhateverElseIsStoredIsNone) {
+  const std::string stored(URLBookmark::from(url)->transformToUserDefaultValue().text());
+  for (std::size_t length = 0; length < stored.size(); ++length) {
+    EXPECT_EQ(URLBookmark::from(Data(std::string_view(stored).substr(0, length))), std::nullopt) << length;
+  }
+  const std::string deep = std::string(10'000, '[') + std::string(10'000, ']');
+  for (const std::string& text :
+       {deep, "{\"data\":" + deep + "}", std::string(1'000'000, '['), std::string("null"), std::string("[]"),
+        std::string(R"({"data":5})"), std::string(R"({"data":null})"), std::string(R"({"data":"*"})")}) {
+    EXPECT_EQ(URLBookmark::from(Data(std::string_view(text))), std::nullopt) << text.substr(0, 20);
+  }
+  const auto nested = URLBookmark::from(Data("{\"more\":" + deep + R"(,"data":"dG9rZW4gb2YgL2E="})"));
+  ASSERT_TRUE(nested) << "what else is in the record does not matter";
+  EXPECT_EQ(nested->url().path(), "/a");
+}
+
 TEST_F(URLBookmarkTest, AFailedResolutionIsAFailedDecoding) {
   const Data stored = URLBookmark::from(url)->transformToUserDefaultValue();
   scripted.refuses = true;

@@ -85,6 +85,19 @@ def finds_adapters():
     run("cmake", "--build", WORK / "adapters", "--target", "adapters")
 
 
+def finds_field_adapters():
+    said = configure("fields", "-DHOST_FINDS=Mutex;Base;Formatting;GtkAdapter;QtWidgetsAdapter")
+    check_says(said, "Component GtkAdapter: TRUE", "Component QtWidgetsAdapter: TRUE")
+    run("cmake", "--build", WORK / "fields", "--target", "fields")
+    said = configure("loop-only", "-DHOST_FINDS=Mutex;Base;GLibAdapter")
+    cache = (WORK / "loop-only" / "CMakeCache.txt").read_text()
+    check("gtk" not in cache.lower() and "Qt6Widgets" not in cache, "A loop alone looks for widgets")
+    folder = PREFIX / "lib/pkgconfig"
+    for module, package in (("tessaly-gtk-adapter", "gtk4"), ("tessaly-qt-widgets-adapter", "Qt6Widgets")):
+        required = run("pkg-config", "--print-requires", module, PKG_CONFIG_PATH=str(folder)).split()
+        check(package in required and "tessaly-text-formatters" in required, f"{module} requires {required}")
+
+
 def unknown_component():
     said = configure("unknown", "-DHOST_FINDS=Mutex;Clockwork", fails=True)
     check_says(said, 'Tessaly has no component "Clockwork". It has: Collections, Mutex,')

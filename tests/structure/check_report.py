@@ -27,7 +27,7 @@ if(WITH_SKIPPED)
   set_tests_properties(IsDisabled PROPERTIES DISABLED TRUE)
 endif()
 if(WITH_FAILED)
-  add_test(NAME Fails COMMAND false)
+  add_test(NAME Fails COMMAND sh -c "echo was wrong; exit 1")
   add_test(NAME IsNotThere COMMAND /nonexistent)
   add_test(NAME Crashes COMMAND sh -c "kill -SEGV $$")
   add_test(NAME HasNoFixture COMMAND true)
@@ -64,7 +64,8 @@ def check(root):
         reasons = ("  SaysSkipped: no bus here", "  EndsSkipped: no display", "  IsDisabled: disabled")
         expect(on_skipped, "false", 0, "1 passed, 0 failed, 3 skipped", *reasons)
         expect(on_skipped, "true", 1, "1 passed, 3 failed, 0 skipped", *reasons)
-        expect(on_failed, "false", 1, "1 passed, 5 failed, 3 skipped", "  Crashes", "  IsNotThere", "  HasNoFixture")
+        expect(on_failed, "false", 1, "1 passed, 5 failed, 3 skipped", "  Fails:", "    was wrong", "  Crashes",
+               "  IsNotThere:", "  HasNoFixture:")
         if report(root, folder / "gone.xml")[0] == 0:
             complaints.append("A missing result counts as success")
         (folder / "empty.xml").write_text("<testsuite/>", encoding="utf-8")

@@ -9,6 +9,7 @@ namespace TessalyTool {
 
 using Arguments = std::span<const std::string_view>;
 
+/// Other values are those of a command that was run for the user.
 enum ExitCode : int { success = 0, failure = 1, wrongUsage = 2 };
 
 /// A command line that makes no sense. Ends in exit code 2.
@@ -32,7 +33,14 @@ struct Command {
   ExitCode (*run)(Arguments arguments);
 };
 
+extern const Command awakeCommand;
+extern const Command copyCommand;
 extern const Command defaultsCommand;
 extern const Command formatCommand;
+extern const Command infoCommand;
+extern const Command logCommand;
+extern const Command reachCommand;
+extern const Command watchCommand;
+extern const Command zipCommand;
 
 }  // namespace TessalyTool

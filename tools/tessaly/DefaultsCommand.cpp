@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -16,6 +12,8 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Interruption.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
@@ -110,7 +108,9 @@ ExitCode read(Arguments arguments) {
     std::cout << printed(*value) << '\n';
     return success;
   }
-  for (const auto& [key, value] : store->dictionaryRepresentation()) std::cout << key << " = " << value << '\n';
+  for (const auto& [key, value] : store->dictionaryRepresentation()) {
+    std::cout << printedKey(key) << " = " << value << '\n';
+  }
   return success;
 }
 
@@ -137,29 +137,47 @@ ExitCode remove(Arguments arguments) {
   return success;
 }
 
+/// The file that an operation takes behind the identifier, if any.
+void requireFile(Arguments arguments) {
+  if (arguments.size() < 2 || arguments[1] == "-" || !arguments[1].starts_with('-')) return;
+  throw UsageError("There is no option " + std::string(arguments[1]) + "; a file of that name is ./" +
+                   std::string(arguments[1]));
+}
+
+void withFile(std::string_view verb, std::string_view path, auto body) {
+  try {
+    body(Tessaly::URL::fileURLWithPath(std::string(path)));
+  } catch (const Tessaly::POSIXError& error) {
+    throw CommandError("Cannot " + std::string(verb) + " \"" + std::string(path) +
+                       "\": " + std::strerror(static_cast<int>(error.code())));
+  }
+}
+
 ExitCode exportAll(Arguments arguments) {
   std::vector<std::string_view> words(arguments.begin(), arguments.end());
   const bool isXML = std::erase(words, "-xml") > 0;
   requireCount(words, 1, 2);
+  requireFile(words);
   const Store store = openExisting(words[0]);
   const Data data = PropertyListSerialization::data(store->dictionaryRepresentation(),
                                                     isXML ? PropertyListFormat::xml : PropertyListFormat::binary);
   if (words.size() < 2 || words[1] == "-") {
     std::cout.write(data.text().data(), static_cast<std::streamsize>(data.size()));
   } else {
-    data.write(Tessaly::URL::fileURLWithPath(std::string(words[1])));
+    withFile("write", words[1], [&](const Tessaly::URL& file) { data.write(file); });
   }
   return success;
 }
 
 ExitCode importAll(Arguments arguments) {
   requireCount(arguments, 1, 2);
+  requireFile(arguments);
   Data data;
   if (arguments.size() < 2 || arguments[1] == "-") {
     const std::string bytes((std::istreambuf_iterator<char>(std::cin)), {});
     data = Data(std::string_view(bytes));
   } else {
-    data = Data::contentsOf(Tessaly::URL::fileURLWithPath(std::string(arguments[1])));
+    withFile("read", arguments[1], [&](const Tessaly::URL& file) { data = Data::contentsOf(file); });
   }
   const auto result = PropertyListSerialization::read(data.bytes());
   const PropertyList::Dictionary* values = result.value.dictionary();
@@ -179,11 +197,11 @@ class Printer final : public Tessaly::KeyValueObserver {
     if (!keys_.empty() && !keys_.contains(std::string(*key))) return;
     const auto& value = *change->newValue;
     if (value) {
-      std::cout << *key << " = " << *value << std::endl;
+      std::cout << printedKey(*key) << " = " << *value << std::endl;
     } else {
-      std::cout << *key << " removed" << std::endl;
+      std::cout << printedKey(*key) << " removed" << std::endl;
     }
-    if (!std::cout) ::kill(::getpid(), SIGTERM);  // Nobody reads any more.
+    if (!std::cout) Interruption::raise();  // Nobody reads any more.
   }
 
  private:
@@ -192,17 +210,12 @@ class Printer final : public Tessaly::KeyValueObserver {
 
 ExitCode watch(Arguments arguments) {
   requireCount(arguments, 1, arguments.size());
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGINT);
-  ::sigaddset(&signals, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  const Interruption interruption;
   const Store store = open(arguments[0], Opening::forUse);
   const auto printer = std::make_shared<Printer>(arguments.subspan(1));
   store->addObserverOfEveryKey(printer, Tessaly::KeyValueObservingOptions::newValue, nullptr);
   std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
-  int signal = 0;
-  ::sigwait(&signals, &signal);
+  interruption.wait();
   return success;
 }
 

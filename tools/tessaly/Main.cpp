@@ -1,28 +1,42 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <exception>
+#include <iomanip>
 #include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Command.hpp"
+#include "Signals.hpp"
 
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&defaultsCommand, &formatCommand};
+const std::array commands{&awakeCommand, &copyCommand,  &defaultsCommand, &formatCommand, &infoCommand,
+                          &logCommand,   &reachCommand, &watchCommand,    &zipCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
-  for (const Command* command : commands) stream << "  " << command->name << "  " << command->summary << '\n';
+  for (const Command* command : commands) {
+    stream << "  " << std::left << std::setw(10) << command->name << command->summary << '\n';
+  }
   stream << "\n'tessaly <command> --help' tells more.\n"
             "Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.\n";
 }
 
-bool isHelp(std::string_view argument) { return argument == "--help" || argument == "-h" || argument == "help"; }
+bool isHelpOption(std::string_view argument) { return argument == "--help" || argument == "-h"; }
+bool isHelp(std::string_view argument) { return isHelpOption(argument) || argument == "help"; }
+
+/// What was printed must arrive.
+ExitCode finished(std::string_view name, ExitCode code) {
+  std::cout.flush();
+  if (std::cout) return code;
+  endIfNobodyReads();
+  std::cerr << "tessaly" << name << ": Cannot write to standard output\n";
+  return failure;
+}
 
 ExitCode run(Arguments arguments) {
   if (arguments.empty()) {
@@ -31,7 +45,7 @@ ExitCode run(Arguments arguments) {
   }
   if (isHelp(arguments[0])) {
     printHelp(std::cout);
-    return success;
+    return finished("", success);
   }
   const auto found = std::ranges::find(commands, arguments[0], &Command::name);
   if (found == commands.end()) {
@@ -40,20 +54,19 @@ ExitCode run(Arguments arguments) {
   }
   const Command& command = **found;
   const Arguments rest = arguments.subspan(1);
-  if (!rest.empty() && isHelp(rest[0])) {
+  const std::string name = ' ' + std::string(command.name);
+  if (!rest.empty() && (isHelp(rest[0]) || (rest.size() == 2 && isHelpOption(rest[1])))) {
     std::cout << command.help;
-    return success;
+    return finished(name, success);
   }
   try {
-    const ExitCode code = command.run(rest);
-    std::cout.flush();
-    if (!std::cout) throw CommandError("Cannot write to standard output");
-    return code;
+    return finished(name, command.run(rest));
   } catch (const UsageError& error) {
     std::cerr << "tessaly " << command.name << ": " << error.what() << "\n'tessaly " << command.name
               << " --help' tells how to use it.\n";
     return wrongUsage;
   } catch (const std::exception& error) {
+    if (!std::cout) return finished(name, failure);
     std::cerr << "tessaly " << command.name << ": " << error.what() << '\n';
     return failure;
   }
@@ -63,7 +76,7 @@ ExitCode run(Arguments arguments) {
 }  // namespace TessalyTool
 
 int main(int count, char** arguments) {
-  std::signal(SIGPIPE, SIG_IGN);  // A reader that has gone is told by the stream.
+  TessalyTool::ignoreBrokenPipes();
   const std::vector<std::string_view> words(arguments + std::min(count, 1), arguments + count);
   return TessalyTool::run(words);
 }

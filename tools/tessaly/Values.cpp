@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Values.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -103,6 +104,11 @@ PropertyList parsedValue(Arguments arguments) {
   PropertyList value = takeSimple(arguments);
   if (!arguments.empty()) throw UsageError("\"" + std::string(arguments[0]) + "\" is too much");
   return value;
+}
+
+std::string printedKey(std::string_view key) {
+  const bool isPlain = std::ranges::none_of(key, [](unsigned char unit) { return unit < 0x20 || unit == 0x7F; });
+  return isPlain ? std::string(key) : PropertyList(key).description();
 }
 
 std::string printed(const PropertyList& value) { return value.text() != nullptr ? *value.text() : value.description(); }

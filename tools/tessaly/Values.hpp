@@ -31,4 +31,7 @@ Tessaly::PropertyList parsedValue(Arguments arguments);
 /// A value for people and scripts: texts as they are, everything else as it describes itself.
 std::string printed(const Tessaly::PropertyList& value);
 
+/// A key that begins a line: as it is, but quoted if it would break the line or steer the terminal.
+std::string printedKey(std::string_view key);
+
 }  // namespace TessalyTool

@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace Tessaly::inline v1::detail {
@@ -13,7 +14,9 @@ namespace Tessaly::inline v1::detail {
 template <typename Value>
 class Boxed {
  public:
-  explicit Boxed(Value&& value) : value_(std::make_unique<Value>(std::move(value))) {}
+  template <typename Source>
+    requires(std::constructible_from<Value, Source> && !std::same_as<std::remove_cvref_t<Source>, Boxed>)
+  explicit Boxed(Source&& source) : value_(std::make_unique<Value>(std::forward<Source>(source))) {}
   Boxed(const Boxed& other)
     requires std::copy_constructible<Value>
       : value_(std::make_unique<Value>(*other.value_)) {}

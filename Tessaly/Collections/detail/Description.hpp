@@ -10,6 +10,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "Tessaly/Platform/Base/Quoted.hpp"
+
 namespace Tessaly::inline v1::detail {
 
 template <typename T>
@@ -51,44 +53,6 @@ std::string describe(const T& value) {
     stream << value;
     return std::move(stream).str();
   }
-}
-
-/// The text as it would stand in a source.
-inline std::string quoted(std::string_view text) {
-  constexpr std::string_view hexadecimal = "0123456789ABCDEF";
-  std::string result = "\"";
-  for (const char character : text) {
-    switch (character) {
-      case '"':
-        result += "\\\"";
-        break;
-      case '\\':
-        result += "\\\\";
-        break;
-      case '\n':
-        result += "\\n";
-        break;
-      case '\r':
-        result += "\\r";
-        break;
-      case '\t':
-        result += "\\t";
-        break;
-      case '\0':
-        result += "\\0";
-        break;
-      default:
-        if (const auto code = static_cast<unsigned char>(character); code < 0x20 || code == 0x7F) {
-          result += "\\u{";
-          if (code >= 16) result += hexadecimal[code / 16];
-          result += hexadecimal[code % 16];
-          result += '}';
-        } else {
-          result += character;
-        }
-    }
-  }
-  return result + '"';
 }
 
 /// As `describe`, for who looks for a mistake: `debugDescription()` where there is one, and texts in quotation marks.

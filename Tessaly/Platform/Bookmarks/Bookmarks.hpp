@@ -18,7 +18,8 @@ enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecuritySco
 /// What bookmark data leads to.
 struct ResolvedBookmark {
   URL url;
-  /// Whether the file was not where the data says and had to be searched for: the data should be made anew.
+  /// Whether the file was not where the data says and had to be searched for, or its volume has another number than
+  /// when the data was made: the data should be made anew.
   bool isStale = false;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -38,6 +39,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   /// Whether the scripted status has no problem.
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
+  [[nodiscard]] std::uint64_t revision() const noexcept override { return table_.revision(); }
 
   /// Writes as if another process had, without a value a removal. Observers are told on this thread.
   void setFromElsewhere(std::optional<PropertyList> value, std::string_view forKey);

@@ -114,11 +114,15 @@ void ScriptedFileManager::createDirectory(const URL& folder, IntermediateDirecto
   system_.createDirectory(folder, intermediate);
 }
 
-void ScriptedFileManager::copyItem(const URL& source, const URL& destination) { system_.copyItem(source, destination); }
+void ScriptedFileManager::copyItem(const URL& source, const URL& destination) {
+  return copy ? copy(source, destination) : system_.copyItem(source, destination);
+}
 
-void ScriptedFileManager::moveItem(const URL& source, const URL& destination) { system_.moveItem(source, destination); }
+void ScriptedFileManager::moveItem(const URL& source, const URL& destination) {
+  return move ? move(source, destination) : system_.moveItem(source, destination);
+}
 
-void ScriptedFileManager::removeItem(const URL& url) { system_.removeItem(url); }
+void ScriptedFileManager::removeItem(const URL& url) { return remove ? remove(url) : system_.removeItem(url); }
 
 void ScriptedFileManager::setIsExcludedFromBackup(bool isExcluded, const URL& url) {
   if (excludeFromBackup) return excludeFromBackup(url);

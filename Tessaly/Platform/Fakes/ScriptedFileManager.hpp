@@ -32,6 +32,9 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<FileHandle(const URL&)> open;
   std::function<bool(const std::string&)> exists;
   std::function<Data(const URL&)> read;
+  std::function<void(const URL& source, const URL& destination)> copy;
+  std::function<void(const URL& source, const URL& destination)> move;
+  std::function<void(const URL&)> remove;
   std::function<std::optional<std::int64_t>(const URL&)> capacity;
   std::function<std::optional<URL>(const std::optional<std::string>&)> ubiquityContainer;
   std::function<void(const URL&)> excludeFromBackup;

@@ -64,7 +64,7 @@ class TESSALY_EXPORT FileManager {
   /// An existing folder is no error where intermediate ones are created.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
   /// Copies a file, a link as a link, or a folder with all that it holds; times and modes are kept. Throws `EEXIST`
-  /// when the destination exists.
+  /// when the destination exists, and `EINVAL` when a folder would be copied into itself.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
   /// Throws `EEXIST` when the destination exists.
   virtual void moveItem(const URL& source, const URL& destination) = 0;

@@ -9,15 +9,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <fstream>
-#include <limits>
 #include <ostream>
 
 #include "Tessaly/Platform/Base/FatalError.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "Tessaly/Platform/Foundation/detail/AvailableMemory.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -35,16 +33,6 @@ constexpr std::array<std::uint8_t, 256> makeBase64Values() {
 }
 
 constexpr auto base64Values = makeBase64Values();
-
-/// Bytes that may be asked for without ending anybody, as far as the system tells.
-std::int64_t availableMemory() {
-  std::ifstream file("/proc/meminfo");
-  constexpr std::string_view label = "MemAvailable:";
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with(label)) return std::strtoll(line.c_str() + label.size(), nullptr, 10) * 1024;
-  }
-  return std::numeric_limits<std::int64_t>::max();
-}
 
 /// From this size on it is looked whether a file fits into memory.
 constexpr off_t largeFile = off_t{64} << 20;
@@ -119,7 +107,7 @@ Data Data::contentsOf(const URL& file) {
   struct stat status{};
   if (::fstat(opened.descriptor(), &status) != 0) throw POSIXError::last();
   // Asking for more memory than there is would end this process, or another one, instead of failing.
-  if (status.st_size >= largeFile && status.st_size > availableMemory()) throw POSIXError(ENOMEM);
+  if (status.st_size >= largeFile && status.st_size > detail::availableMemory()) throw POSIXError(ENOMEM);
   // The size is a hint: a file may grow while it is read, and those of /proc say 0.
   Bytes bytes;
   std::size_t count = 0;

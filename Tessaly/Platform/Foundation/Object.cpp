@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Foundation/Object.hpp"
 
+#include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cctype>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -35,6 +39,14 @@ void add(std::string_view className, RegisteredClass&& registered) {
   shared.classes.try_emplace(std::string(className), std::move(registered));
 }
 
+/// Calls the function by which a library that is loaded registers the class, if there is one.
+void registerFromLibrary(std::string_view className) {
+  std::string symbol = "tessaly_register_";
+  std::ranges::replace_copy_if(
+      className, std::back_inserter(symbol), [](unsigned char unit) { return std::isalnum(unit) == 0; }, '_');
+  if (void* const found = ::dlsym(RTLD_DEFAULT, symbol.c_str())) reinterpret_cast<void (*)()>(found)();
+}
+
 std::optional<RegisteredClass> find(std::string_view className) {
   Registry& shared = registry();
   const UnfairLock::Guard guard(shared.lock);
@@ -62,7 +74,11 @@ void Object::registerClassWithoutInitializer(std::string_view className, std::st
 }
 
 std::shared_ptr<Object> Object::make(std::string_view className) {
-  const auto registered = find(className);
+  auto registered = find(className);
+  if (!registered) {
+    registerFromLibrary(className);
+    registered = find(className);
+  }
   if (!registered) return nullptr;
   if (registered->maker == nullptr) stopUnimplementedInitializer(className, registered->file, registered->line);
   return registered->maker();

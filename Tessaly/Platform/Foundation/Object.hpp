@@ -13,7 +13,9 @@ namespace Tessaly::inline v1 {
 /// The root of the classes whose objects are told of changes, or are made by their class's name.
 ///
 /// Objects are held by `std::shared_ptr` and compared by identity. A class says its registered name in `className()`.
-/// Classes are registered by a call, never by being linked in.
+/// Classes are registered by a call, never by being linked in. A shared library can have that call made for it when a
+/// class is first asked for: `make` looks for an exported C function whose name is "tessaly_register_" and the class's,
+/// with underscores for what is no letter or digit, "tessaly_register_Studio_Recorder" for example.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///

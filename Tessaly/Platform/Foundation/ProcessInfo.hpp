@@ -93,6 +93,10 @@ class ProcessInfo {
   [[nodiscard]] TESSALY_EXPORT std::string hostName() const;
   /// `VERSION_ID` of the system's os-release file, read once; parts that it lacks are 0.
   [[nodiscard]] TESSALY_EXPORT OperatingSystemVersion operatingSystemVersion() const noexcept;
+  /// The version that is asked for instead of the running system's, if any.
+  [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept {
+    return overrides_.operatingSystemVersion;
+  }
 
  private:
   Overrides overrides_;

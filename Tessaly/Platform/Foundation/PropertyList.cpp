@@ -204,7 +204,10 @@ void PropertyList::describe(std::string& out) const {
       return;
     case Kind::data:
       out += '<';
-      for (const std::uint8_t byte : *data()) out += fmt::format("{:02x}", byte);
+      for (const std::uint8_t byte : *data()) {
+        out += "0123456789abcdef"[byte >> 4];
+        out += "0123456789abcdef"[byte & 0xF];
+      }
       out += '>';
       return;
     case Kind::array: {

@@ -137,6 +137,11 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       if (result == -EINPROGRESS) result = reach(inhibitor.bus);
       PowerStatus::Attempt attempt = ask(inhibitor, result);
       const bool isHeld = attempt.problem == PowerProblem::none;
+      if (result == 0 && attempt.problem == PowerProblem::notAnswering) {
+        // It may still answer, and would keep the display awake for as long as it sees the connection that asked.
+        connection(inhibitor.bus).close();
+        result = -EINPROGRESS;
+      }
       status_.attempts.push_back(std::move(attempt));
       if (!isHeld) continue;
       holder_ = &inhibitor;

@@ -34,6 +34,15 @@ PasteboardStatus DisplayPasteboard::status() const {
   return {server_, problem_, selection_->isOwner()};
 }
 
+void DisplayPasteboard::waitWhileServing() const {
+  std::shared_ptr<detail::DisplaySelection> selection;
+  {
+    const UnfairLock::Guard guard(lock_);
+    selection = selection_;
+  }
+  if (selection != nullptr) selection->waitWhileServing();
+}
+
 void DisplayPasteboard::connect() {
   server_ = PasteboardServer::none;
   selection_ = detail::connectToWayland(problem_);

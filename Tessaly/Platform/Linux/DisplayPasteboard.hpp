@@ -22,6 +22,8 @@ class DisplaySelection {
   [[nodiscard]] virtual bool isOwner() const = 0;
   /// Whether the display went away.
   [[nodiscard]] virtual bool isLost() const = 0;
+  /// Returns when it is not the owner and nobody is in the middle of pasting from it.
+  virtual void waitWhileServing() const = 0;
 };
 
 }  // namespace detail
@@ -42,6 +44,9 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
+  /// Waits as long as what was put there last can be pasted, or is being pasted by somebody who began before it was
+  /// replaced. For programs that have nothing else to do.
+  void waitWhileServing() const;
 
  private:
   void connect() TESSALY_REQUIRES(lock_);

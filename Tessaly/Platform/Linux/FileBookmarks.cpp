@@ -34,6 +34,11 @@ struct Identity {
   std::int64_t born = 0;
 
   friend bool operator==(const Identity&, const Identity&) noexcept = default;
+  /// Whether it is that file, though its volume may have been numbered anew, as happens when the system starts. Files
+  /// that take one number in turn are told by the moment at which they were made.
+  [[nodiscard]] bool isOfRenumberedVolume(const Identity& other) const noexcept {
+    return device != other.device && inode == other.inode && born == other.born && born != 0;
+  }
 };
 
 std::optional<Identity> identityOf(const std::string& path) noexcept {
@@ -97,12 +102,15 @@ std::string folderOf(const std::string& path) {
   return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
 }
 
-/// Looks for a file in a folder and in those below it, on its volume, nearest first.
+/// Looks for a file in a folder and in those below it, on the folder's volume, nearest first.
 class Search {
  public:
   explicit Search(const Identity& wanted) noexcept : wanted_(wanted) {}
 
   std::optional<std::string> below(const std::string& top) {
+    const auto place = identityOf(top);
+    if (!place) return std::nullopt;
+    device_ = place->device;
     std::deque<std::string> folders{top};
     for (; !folders.empty() && left_ > 0; folders.pop_front()) {
       const auto found = in(folders.front(), folders);
@@ -114,7 +122,7 @@ class Search {
  private:
   std::optional<std::string> in(const std::string& folder, std::deque<std::string>& folders) {
     const auto place = identityOf(folder);
-    if (!place || place->device != wanted_.device) return std::nullopt;
+    if (!place || place->device != device_) return std::nullopt;
     DIR* const directory = ::opendir(folder.c_str());
     if (directory == nullptr) return std::nullopt;
     std::optional<std::string> found;
@@ -125,7 +133,7 @@ class Search {
       if (name == "." || name == "..") continue;
       --left_;
       std::string path = (folder == "/" ? "" : folder) + '/' + entry->d_name;
-      if (entry->d_ino == wanted_.inode && identityOf(path) == wanted_) {
+      if (entry->d_ino == wanted_.inode && isWanted(path)) {
         found = std::move(path);
       } else if (entry->d_type == DT_DIR) {
         folders.push_back(std::move(path));
@@ -135,7 +143,13 @@ class Search {
     return found;
   }
 
+  [[nodiscard]] bool isWanted(const std::string& path) const noexcept {
+    const auto found = identityOf(path);
+    return found && (*found == wanted_ || found->isOfRenumberedVolume(wanted_));
+  }
+
   const Identity wanted_;
+  std::uint64_t device_ = 0;
   std::size_t left_ = searchedNames;
 };
 
@@ -152,7 +166,9 @@ class FileBookmarks final : public Bookmarks {
 
   ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions /*options*/) override {
     const Token token = decode(data);
-    if (identityOf(token.path) == token.identity) return {urlOf(token.path), false};
+    const auto there = identityOf(token.path);
+    if (there == token.identity) return {urlOf(token.path), false};
+    if (there && there->isOfRenumberedVolume(token.identity)) return {urlOf(token.path), true};
     Search search(token.identity);
     std::string folder = folderOf(token.path);
     while (folder != "/" && !identityOf(folder)) folder = folderOf(folder);

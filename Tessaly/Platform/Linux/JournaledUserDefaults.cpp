@@ -292,6 +292,11 @@ bool JournaledUserDefaults::synchronize() {
   return checkpoint(Patience::some) == Outcome::done && isStored;
 }
 
+std::uint64_t JournaledUserDefaults::revision() const noexcept {
+  stopIfForkedChild();
+  return table_.revision();
+}
+
 UserDefaultsStatus JournaledUserDefaults::status() const {
   const UnfairLock::Guard guard(statusLock_);
   return status_;
@@ -419,6 +424,7 @@ void JournaledUserDefaults::folderChanged() {
       watchedInode_ = 0;
       watch();  // Somebody may have made it again meanwhile.
     }
+    if (watchedInode_ == 0) checkpointLater(checkpointDelay);  // Which makes the folder again and watches it.
     struct stat journal{};
     const bool hasJournal = ::stat(journalPath_.c_str(), &journal) == 0;
     const bool isJournalNews = !hasJournal || journal.st_ino != journal_.inode ||

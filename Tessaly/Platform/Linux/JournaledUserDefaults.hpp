@@ -50,7 +50,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// Empty when there is no place for settings: then they are in memory only.
     std::string folder;
     Opening opening = Opening::forUse;
-    /// What the delays of checkpoints and of trying again are measured with.
+    /// What the delays of checkpoints and of trying again are measured with. It must outlive the store, which, if it is
+    /// released while observers hear of another process's change, ends on their thread afterwards.
     Clock& clock = ContinuousClock::shared();
   };
 
@@ -82,6 +83,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
+  [[nodiscard]] std::uint64_t revision() const noexcept override;
 
   /// Writes what no checkpoint holds yet into the property list. For the end of the process.
   void close() noexcept;

@@ -305,9 +305,11 @@ void JournaledUserDefaults::resolveDamage() {
   if (lookAtPropertyList(changes) == EAGAIN && before == unreadable_) {
     // For a whole second it was no property list, and did not become another.
     const std::string target = detail::followed(propertyListPath_);
-    const auto contents = detail::readFile(target);
-    if (contents || errno == EINVAL || errno == EISDIR) {
-      if (const auto name = detail::setAside(target)) {
+    struct stat status{};
+    const bool isFile = ::stat(target.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    if (!isFile || detail::readFile(target)) {
+      // Of a link to a folder or a device only the link is ours to move.
+      if (const auto name = detail::setAside(isFile ? target : propertyListPath_)) {
         detail::logPlatformError("UserDefaults", "A damaged file of settings was put aside as " + *name);
         {
           const UnfairLock::Guard statusGuard(statusLock_);

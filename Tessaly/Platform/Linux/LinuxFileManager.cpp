@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
 #include "Tessaly/Platform/Files/detail/InotifyChangeSource.hpp"
 #include "Tessaly/Platform/Files/detail/InotifyObjectSource.hpp"
@@ -56,12 +57,18 @@ bool hasTag(const std::string& folder) {
          std::string_view(text, sizeof(text)) == tagSignature;
 }
 
-/// Gives the copy the times of the original.
-void copyTimes(const std::filesystem::path& source, const std::filesystem::path& destination) {
-  struct stat status{};
-  if (::lstat(source.c_str(), &status) != 0) throw POSIXError::last();
-  const timespec times[2]{status.st_atim, status.st_mtim};
-  if (::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) throw POSIXError::last();
+/// Whether a path is that of a folder, or leads into it.
+bool isWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
+  struct stat wanted{};
+  if (::lstat(folder.c_str(), &wanted) != 0 || !S_ISDIR(wanted.st_mode)) return false;
+  std::error_code code;
+  for (auto place = std::filesystem::weakly_canonical(path, code); !place.empty(); place = place.parent_path()) {
+    struct stat status{};
+    const bool isThere = ::stat(place.c_str(), &status) == 0;
+    if (isThere && status.st_dev == wanted.st_dev && status.st_ino == wanted.st_ino) return true;
+    if (place == place.root_path()) break;
+  }
+  return false;
 }
 
 class LinuxFileManager final : public FileManager {
@@ -101,19 +108,12 @@ class LinuxFileManager final : public FileManager {
     const std::filesystem::path from(filePath(source));
     const std::filesystem::path to(filePath(destination));
     std::error_code code;
-    if (std::filesystem::symlink_status(to, code).type() != std::filesystem::file_type::not_found) {
-      throw POSIXError(EEXIST);
-    }
-    code.clear();
-    std::filesystem::copy(
-        from, to, std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, code);
-    throwIf(code);
-    if (!std::filesystem::is_symlink(from) && std::filesystem::is_directory(from)) {
-      for (std::filesystem::recursive_directory_iterator entry(from), end; entry != end; ++entry) {
-        copyTimes(entry->path(), to / entry->path().lexically_relative(from));
-      }
-    }
-    copyTimes(from, to);
+    const auto there = std::filesystem::symlink_status(to, code).type();
+    if (there == std::filesystem::file_type::none) throwIf(code);
+    if (there != std::filesystem::file_type::not_found) throw POSIXError(EEXIST);
+    // A folder within itself would be copied until no path is long enough.
+    if (isWithin(to, from)) throw POSIXError(EINVAL);
+    detail::copyItem(from.string(), to.string());
   }
   void moveItem(const URL& source, const URL& destination) override {
     const std::string from = filePath(source);

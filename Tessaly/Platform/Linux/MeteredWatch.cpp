@@ -23,6 +23,16 @@ constexpr const char* ownerRule =
     "member='NameOwnerChanged',arg0='org.freedesktop.NetworkManager'";
 constexpr std::chrono::seconds limit{2};
 
+/// A daemon that has just come owns its name for a moment before its object is there. It is asked again so often before
+/// it is believed that there is none.
+constexpr int attempts = 15;
+constexpr std::chrono::milliseconds pauseBetweenAttempts{100};
+
+bool saysThatNothingIsThere(std::string_view error) {
+  return error == SD_BUS_ERROR_UNKNOWN_OBJECT || error == SD_BUS_ERROR_UNKNOWN_METHOD ||
+         error == SD_BUS_ERROR_UNKNOWN_INTERFACE || error == SD_BUS_ERROR_UNKNOWN_PROPERTY;
+}
+
 /// NetworkManager's `NMMetered`: whether the connection is metered, or whether it guesses so.
 constexpr std::uint32_t meteredYes = 1;
 constexpr std::uint32_t meteredGuessYes = 3;
@@ -98,24 +108,34 @@ void MeteredWatch::process() {
 }
 
 void MeteredWatch::ask(sd_bus* bus) {
-  sd_bus_message* message = nullptr;
-  sd_bus_slot_unref(std::exchange(call_, nullptr));
   isAnswered_ = false;
   ++question_;
+  attempts_ = 0;
+  send(bus);
+  if (isAnswered_) return;
+  OS_dispatch_queue::global().asyncAfter(limit, [weak = weak_from_this(), question = question_] {
+    if (const auto self = weak.lock()) self->giveUp(question);
+  });
+}
+
+void MeteredWatch::send(sd_bus* bus) {
+  sd_bus_message* message = nullptr;
+  sd_bus_slot_unref(std::exchange(call_, nullptr));
+  ++attempts_;
   // Without a limit of the bus's own: a late answer is better than none.
   const bool isAsked = sd_bus_message_new_method_call(bus, &message, service, object, properties, "Get") >= 0 &&
                        sd_bus_message_append(message, "ss", service, "Metered") >= 0 &&
                        sd_bus_message_set_auto_start(message, 0) >= 0 &&
                        sd_bus_call_async(bus, &call_, message, callback<&didAnswer>, this, UINT64_MAX) >= 0;
   sd_bus_message_unref(message);
-  if (!isAsked) {
-    isAnswered_ = true;
-    set({.source = ExpenseSource::noAnswer});
-    return;
-  }
-  OS_dispatch_queue::global().asyncAfter(limit, [weak = weak_from_this(), question = question_] {
-    if (const auto self = weak.lock()) self->giveUp(question);
-  });
+  if (isAsked) return;
+  isAnswered_ = true;
+  set({.source = ExpenseSource::noAnswer});
+}
+
+void MeteredWatch::sendAgain(std::uint64_t question) {
+  const UnfairLock::Guard guard(lock_);
+  if (bus_ != nullptr && question == question_ && !isAnswered_) send(bus_);
 }
 
 void MeteredWatch::giveUp(std::uint64_t question) {
@@ -148,8 +168,15 @@ int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
     watch.take(message);
     return 0;
   }
-  watch.isAnswered_ = true;
   const std::string_view name = error->name;
+  if (saysThatNothingIsThere(name) && watch.attempts_ < attempts) {
+    OS_dispatch_queue::global().asyncAfter(pauseBetweenAttempts,
+                                           [weak = watch.weak_from_this(), question = watch.question_] {
+                                             if (const auto self = weak.lock()) self->sendAgain(question);
+                                           });
+    return 0;
+  }
+  watch.isAnswered_ = true;
   if (name == SD_BUS_ERROR_SERVICE_UNKNOWN || name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
     watch.set({.source = ExpenseSource::notRunning});
   } else if (name == SD_BUS_ERROR_NO_REPLY) {

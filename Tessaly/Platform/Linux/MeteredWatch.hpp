@@ -57,6 +57,9 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   bool connect() TESSALY_REQUIRES(lock_);
   void process();
   void ask(sd_bus* bus);
+  /// Sends the question.
+  void send(sd_bus* bus);
+  void sendAgain(std::uint64_t question);
   void giveUp(std::uint64_t question);
   void take(sd_bus_message* variant);
   void set(State state);
@@ -69,6 +72,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   // What follows is only touched by the bus's callbacks, which run under the lock.
   sd_bus_slot* call_ = nullptr;
   std::uint64_t question_ = 0;
+  int attempts_ = 0;
   bool isAnswered_ = true;
 };
 

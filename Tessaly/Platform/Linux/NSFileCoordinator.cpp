@@ -4,6 +4,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,12 +13,14 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -29,12 +32,43 @@ struct FreeEntry {
   void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
 };
 
+/// The locale of characters for names in UTF-8, and that for names which are not: libarchive marks names by it.
+class Locales {
+ public:
+  Locales() : utf8_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), bytes_(::newlocale(LC_CTYPE_MASK, "C", nullptr)) {}
+  ~Locales() {
+    if (utf8_ != nullptr) ::freelocale(utf8_);
+    if (bytes_ != nullptr) ::freelocale(bytes_);
+  }
+  Locales(const Locales&) = delete;
+  Locales& operator=(const Locales&) = delete;
+
+  [[nodiscard]] locale_t forName(std::string_view name) const noexcept {
+    return Text::isWellFormed(name) ? utf8_ : bytes_;
+  }
+
+ private:
+  locale_t utf8_;
+  locale_t bytes_;
+};
+
+/// Has this thread use a locale for a scope, if there is one.
+class LocaleOfThread {
+ public:
+  explicit LocaleOfThread(locale_t locale) noexcept : previous_(::uselocale(locale)) {}
+  ~LocaleOfThread() { ::uselocale(previous_); }
+  LocaleOfThread(const LocaleOfThread&) = delete;
+  LocaleOfThread& operator=(const LocaleOfThread&) = delete;
+
+ private:
+  locale_t previous_;
+};
+
 /// An archive that is being written.
 class ZipWriter {
  public:
   explicit ZipWriter(const std::string& path) : zip_(archive_write_new()) {
     check(archive_write_set_format_zip(zip_.get()));
-    check(archive_write_set_options(zip_.get(), "zip:hdrcharset=UTF-8"));
     check(archive_write_open_filename(zip_.get(), path.c_str()));
   }
 
@@ -43,13 +77,15 @@ class ZipWriter {
     if (::lstat(path.c_str(), &status) != 0) throw POSIXError::last();
     const std::unique_ptr<archive_entry, FreeEntry> entry(archive_entry_new());
     archive_entry_copy_stat(entry.get(), &status);
-    archive_entry_set_pathname_utf8(entry.get(), name.c_str());
-    if (archive_entry_pathname(entry.get()) == nullptr) archive_entry_copy_pathname(entry.get(), name.c_str());
+    archive_entry_copy_pathname(entry.get(), name.c_str());
     if (S_ISLNK(status.st_mode)) {
-      archive_entry_set_symlink(entry.get(), std::filesystem::read_symlink(path).c_str());
+      archive_entry_copy_symlink(entry.get(), std::filesystem::read_symlink(path).c_str());
     }
     if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) return;
-    check(archive_write_header(zip_.get(), entry.get()));
+    {
+      const LocaleOfThread locale(locales_.forName(name));
+      check(archive_write_header(zip_.get(), entry.get()));
+    }
     if (S_ISREG(status.st_mode)) addContents(path);
   }
   void finish() { check(archive_write_close(zip_.get())); }
@@ -57,12 +93,11 @@ class ZipWriter {
  private:
   void addContents(const std::string& path) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
-    std::vector<char> block(256 * 1024);
     for (;;) {
-      const ssize_t size = ::read(file.fileDescriptor(), block.data(), block.size());
+      const ssize_t size = ::read(file.fileDescriptor(), block_.data(), block_.size());
       if (size == 0) return;
       if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0 && archive_write_data(zip_.get(), block.data(), static_cast<std::size_t>(size)) < 0) fail();
+      if (size > 0 && archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size)) < 0) fail();
     }
   }
   void check(int result) {
@@ -73,6 +108,8 @@ class ZipWriter {
     throw POSIXError(code > 0 ? code : EIO);
   }
 
+  Locales locales_;
+  std::vector<char> block_ = std::vector<char>(256 * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 

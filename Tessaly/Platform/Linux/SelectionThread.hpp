@@ -52,6 +52,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
   }
   [[nodiscard]] bool isOwner() const override { return isOwner_; }
   [[nodiscard]] bool isLost() const override { return isLost_; }
+  void waitWhileServing() const override { isServing_.wait(true); }
 
  protected:
   struct Offer {
@@ -82,13 +83,22 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     eventfd_t ignored = 0;
     ::eventfd_read(wake_, &ignored);
   }
-  void setOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
+  void setOwner(bool isOwner) noexcept {
+    isOwner_ = isOwner;
+    if (isOwner) isServing_ = true;
+  }
+  [[nodiscard]] bool isServing() const noexcept { return isServing_; }
+  /// For the thread's loop: whether somebody is in the middle of pasting.
+  void noteTransfers(bool areThere) noexcept {
+    if (!isOwner_ && !areThere && isServing_.exchange(false)) isServing_.notify_all();
+  }
 
  private:
   static constexpr auto longestWait = std::chrono::seconds(2);
 
   void giveUp() {
     isOwner_ = false;
+    noteTransfers(false);
     std::deque<std::shared_ptr<Offer>> offers;
     {
       const UnfairLock::Guard guard(lock_);
@@ -100,6 +110,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
 
   const int wake_;
   std::atomic<bool> isOwner_{false};
+  std::atomic<bool> isServing_{false};
   std::atomic<bool> isLost_{false};
   UnfairLock lock_;
   std::deque<std::shared_ptr<Offer>> offers_ TESSALY_GUARDED_BY(lock_);

@@ -20,43 +20,82 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-// The tables of the protocol wlr-data-control-unstable-v1, version 2, which no package brings.
+// The tables of the protocols ext-data-control-v1 and wlr-data-control-unstable-v1, version 2, which no package brings.
+// They differ in their names, and in that the second one got the primary selection later.
 
-extern const wl_interface deviceInterface;
-extern const wl_interface sourceInterface;
-extern const wl_interface offerInterface;
+struct ExtNames {
+  static constexpr const char* manager = "ext_data_control_manager_v1";
+  static constexpr const char* device = "ext_data_control_device_v1";
+  static constexpr const char* source = "ext_data_control_source_v1";
+  static constexpr const char* offer = "ext_data_control_offer_v1";
+  static constexpr int version = 1;
+  static constexpr const char* primary = "?o";
+};
+struct WlrNames {
+  static constexpr const char* manager = "zwlr_data_control_manager_v1";
+  static constexpr const char* device = "zwlr_data_control_device_v1";
+  static constexpr const char* source = "zwlr_data_control_source_v1";
+  static constexpr const char* offer = "zwlr_data_control_offer_v1";
+  static constexpr int version = 2;
+  static constexpr const char* primary = "2?o";
+};
 
-const wl_interface* const noTypes[] = {nullptr, nullptr};
-const wl_interface* const sourceTypes[] = {&sourceInterface};
-const wl_interface* const offerTypes[] = {&offerInterface};
-const wl_interface* const getDeviceTypes[] = {&deviceInterface, &wl_seat_interface};
+struct Protocol {
+  const wl_interface& manager;
+  const wl_interface& device;
+  const wl_interface& source;
+};
 
 // The library takes types that are not constant and changes none.
 constexpr wl_message message(const char* name, const char* signature, const wl_interface* const* types) {
   return {name, signature, const_cast<const wl_interface**>(types)};
 }
 
-const wl_message managerRequests[] = {message("create_data_source", "n", sourceTypes),
-                                      message("get_data_device", "no", getDeviceTypes),
-                                      message("destroy", "", noTypes)};
-const wl_message deviceRequests[] = {message("set_selection", "?o", sourceTypes), message("destroy", "", noTypes),
-                                     message("set_primary_selection", "2?o", sourceTypes)};
-const wl_message deviceEvents[] = {message("data_offer", "n", offerTypes), message("selection", "?o", offerTypes),
-                                   message("finished", "", noTypes), message("primary_selection", "2?o", offerTypes)};
-const wl_message sourceRequests[] = {message("offer", "s", noTypes), message("destroy", "", noTypes)};
-const wl_message sourceEvents[] = {message("send", "sh", noTypes), message("cancelled", "", noTypes)};
-const wl_message offerRequests[] = {message("receive", "sh", noTypes), message("destroy", "", noTypes)};
-const wl_message offerEvents[] = {message("offer", "s", noTypes)};
+template <typename Names>
+struct Tables {
+  static const wl_interface manager;
+  static const wl_interface device;
+  static const wl_interface source;
+  static const wl_interface offer;
 
-const wl_interface managerInterface = {"zwlr_data_control_manager_v1", 2, 3, managerRequests, 0, nullptr};
-const wl_interface deviceInterface = {"zwlr_data_control_device_v1", 2, 3, deviceRequests, 4, deviceEvents};
-const wl_interface sourceInterface = {"zwlr_data_control_source_v1", 1, 2, sourceRequests, 2, sourceEvents};
-const wl_interface offerInterface = {"zwlr_data_control_offer_v1", 1, 2, offerRequests, 1, offerEvents};
+  static constexpr const wl_interface* noTypes[] = {nullptr, nullptr};
+  static constexpr const wl_interface* sourceTypes[] = {&source};
+  static constexpr const wl_interface* offerTypes[] = {&offer};
+  static constexpr const wl_interface* getDeviceTypes[] = {&device, &wl_seat_interface};
+
+  static constexpr wl_message managerRequests[] = {message("create_data_source", "n", sourceTypes),
+                                                   message("get_data_device", "no", getDeviceTypes),
+                                                   message("destroy", "", noTypes)};
+  static constexpr wl_message deviceRequests[] = {message("set_selection", "?o", sourceTypes),
+                                                  message("destroy", "", noTypes),
+                                                  message("set_primary_selection", Names::primary, sourceTypes)};
+  static constexpr wl_message deviceEvents[] = {
+      message("data_offer", "n", offerTypes), message("selection", "?o", offerTypes), message("finished", "", noTypes),
+      message("primary_selection", Names::primary, offerTypes)};
+  static constexpr wl_message sourceRequests[] = {message("offer", "s", noTypes), message("destroy", "", noTypes)};
+  static constexpr wl_message sourceEvents[] = {message("send", "sh", noTypes), message("cancelled", "", noTypes)};
+  static constexpr wl_message offerRequests[] = {message("receive", "sh", noTypes), message("destroy", "", noTypes)};
+  static constexpr wl_message offerEvents[] = {message("offer", "s", noTypes)};
+
+  static constexpr Protocol protocol{manager, device, source};
+};
+
+template <typename Names>
+constinit const wl_interface Tables<Names>::manager = {Names::manager, Names::version, 3, managerRequests, 0, nullptr};
+template <typename Names>
+constinit const wl_interface Tables<Names>::device = {Names::device, Names::version, 3, deviceRequests, 4,
+                                                      deviceEvents};
+template <typename Names>
+constinit const wl_interface Tables<Names>::source = {Names::source, 1, 2, sourceRequests, 2, sourceEvents};
+template <typename Names>
+constinit const wl_interface Tables<Names>::offer = {Names::offer, 1, 2, offerRequests, 1, offerEvents};
+
+constexpr const Protocol* protocols[] = {&Tables<ExtNames>::protocol, &Tables<WlrNames>::protocol};
 
 enum ManagerRequest : std::uint8_t { createSource, getDevice };
 enum DeviceRequest : std::uint8_t { setSelection };
 enum SourceRequest : std::uint8_t { offerForm, destroySource };
-enum OfferRequest : std::uint8_t { receiveOffer, destroyOffer };
+enum OfferRequest : std::uint8_t { destroyOffer = 1 };
 
 using Listener = void (*)();
 
@@ -112,8 +151,8 @@ class WaylandSelection final : public SelectionThread {
     registry_ = reinterpret_cast<wl_proxy*>(registry);
     wl_registry_add_listener(registry, &listener, this);
     if (wl_display_roundtrip(display_) < 0 || manager_ == nullptr || seat_ == nullptr) return false;
-    device_ = wl_proxy_marshal_flags(manager_, getDevice, &deviceInterface, wl_proxy_get_version(manager_), 0, nullptr,
-                                     seat_);
+    device_ = wl_proxy_marshal_flags(manager_, getDevice, &protocol_->device, wl_proxy_get_version(manager_), 0,
+                                     nullptr, seat_);
     static const Listener events[] = {reinterpret_cast<Listener>(&onDataOffer),
                                       reinterpret_cast<Listener>(&onSelection), reinterpret_cast<Listener>(&onFinished),
                                       reinterpret_cast<Listener>(&onSelection)};
@@ -125,7 +164,11 @@ class WaylandSelection final : public SelectionThread {
     const auto bind = [&](const wl_interface& wanted, std::uint32_t wantedVersion) {
       return static_cast<wl_proxy*>(wl_registry_bind(registry, name, &wanted, std::min(version, wantedVersion)));
     };
-    if (interface == managerInterface.name && manager_ == nullptr) manager_ = bind(managerInterface, 2);
+    for (const Protocol* protocol : protocols) {
+      if (interface != protocol->manager.name || manager_ != nullptr) continue;
+      manager_ = bind(protocol->manager, static_cast<std::uint32_t>(protocol->manager.version));
+      protocol_ = protocol;
+    }
     if (interface == wl_seat_interface.name && seat_ == nullptr) seat_ = bind(wl_seat_interface, 1);
   }
 
@@ -166,7 +209,7 @@ class WaylandSelection final : public SelectionThread {
   void own(Offer& offer) {
     static const Listener events[] = {reinterpret_cast<Listener>(&onSend), reinterpret_cast<Listener>(&onCancelled)};
     wl_proxy* const proxy =
-        wl_proxy_marshal_flags(manager_, createSource, &sourceInterface, wl_proxy_get_version(manager_), 0, nullptr);
+        wl_proxy_marshal_flags(manager_, createSource, &protocol_->source, wl_proxy_get_version(manager_), 0, nullptr);
     Source& source = *sources_.emplace_back(std::make_unique<Source>(*this, offer.contents, proxy));
     wl_proxy_add_listener(proxy, const_cast<Listener*>(events), &source);
     for (const char* form : offer.contents.forms())
@@ -179,6 +222,7 @@ class WaylandSelection final : public SelectionThread {
   }
 
   void waitForMore() {
+    noteTransfers(!transfers_.empty());
     while (wl_display_prepare_read(display_) != 0) {
       if (wl_display_dispatch_pending(display_) < 0) return;
     }
@@ -217,6 +261,7 @@ class WaylandSelection final : public SelectionThread {
   wl_display* display_ = nullptr;
   wl_proxy* registry_ = nullptr;
   wl_proxy* seat_ = nullptr;
+  const Protocol* protocol_ = nullptr;
   wl_proxy* manager_ = nullptr;
   wl_proxy* device_ = nullptr;
   bool isFinished_ = false;

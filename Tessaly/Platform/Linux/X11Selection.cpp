@@ -96,6 +96,12 @@ class X11Selection final : public SelectionThread {
   }
 
   void waitForMore() {
+    if (isServing() && !isOwner() && transfers_.empty()) {
+      // The last answers must have arrived before anybody ends the process.
+      const Allocated<xcb_get_input_focus_reply_t> reply(
+          xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    }
+    noteTransfers(!transfers_.empty());
     xcb_flush(connection_);
     pollfd descriptors[] = {{xcb_get_file_descriptor(connection_), POLLIN, 0}, {wakeDescriptor(), POLLIN, 0}};
     ::poll(descriptors, 2, transfers_.empty() ? -1 : 5000);

@@ -16,25 +16,58 @@ std::size_t hashAddress(const ObservationPoint* point) noexcept {
 
 }  // namespace
 
-Access* AccessList::find(ObservationPoint& point) noexcept {
+std::uint64_t* AccessList::find(const ObservationPoint& point) noexcept {
+  // Newest first: a function that reads in a loop reads the same again.
+  if (expected_ != nullptr) {
+    for (std::size_t i = seen_; i-- > 0;) {
+      if (expected_[i].point == &point) return &expected_[i].version;
+    }
+    return nullptr;
+  }
   if (many_ == nullptr) {
-    // Newest first: a function that reads in a loop reads the same again.
     for (std::size_t i = count_; i-- > 0;) {
-      if (few_[i].point == &point) return &few_[i];
+      if (few_[i].point == &point) return &few_[i].version;
     }
     return nullptr;
   }
   const std::size_t mask = many_->index.size() - 1;
   for (std::size_t slot = hashAddress(&point) & mask; many_->index[slot] != 0; slot = (slot + 1) & mask) {
     Access& access = many_->accesses[many_->index[slot] - 1];
-    if (access.point == &point) return &access;
+    if (access.point == &point) return &access.version;
   }
   return nullptr;
 }
 
 void AccessList::add(ObservationPoint& point) {
   // The version is read before the value is: what changes from here on shows.
-  if (find(point) == nullptr) addOnce(point, point.version());
+  add(point, point.version());
+}
+
+void AccessList::add(ObservationPoint& point, std::uint64_t version) {
+  if (expected_ != nullptr && isExpected(point, version)) return;
+  if (find(point) == nullptr) addOnce(point, version);
+}
+
+bool AccessList::isExpected(const ObservationPoint& point, std::uint64_t version) {
+  if (seen_ < expectedCount_ && expected_[seen_].point == &point) {
+    expected_[seen_].version = version;
+    ++seen_;
+    return true;
+  }
+  // Read once more: in the same order, or one of a few.
+  if (again_ >= seen_) again_ = 0;
+  if (again_ < seen_ && expected_[again_].point == &point) {
+    ++again_;
+    return true;
+  }
+  if (seen_ <= inlineCount && find(point) != nullptr) return true;
+  stopExpecting();
+  return false;
+}
+
+void AccessList::stopExpecting() {
+  const Registration* const expected = std::exchange(expected_, nullptr);
+  for (std::size_t i = 0; i < seen_; ++i) addOnce(*expected[i].point, expected[i].version);
 }
 
 void AccessList::addOnce(ObservationPoint& point, std::uint64_t version) {
@@ -53,7 +86,7 @@ void AccessList::addOnce(ObservationPoint& point, std::uint64_t version) {
     insertIntoIndex(count_);
   }
   ++count_;
-  point.retain();
+  point.retainForReading();
 }
 
 void AccessList::rebuildIndex() {
@@ -71,14 +104,14 @@ void AccessList::insertIntoIndex(std::size_t position) noexcept {
 void AccessList::mergeIntoOuter() {
   for (std::size_t i = 0; i < count_; ++i) {
     const Access& access = accesses()[i];
-    if (outer_->find(*access.point) == nullptr) outer_->addOnce(*access.point, access.version);
+    outer_->add(*access.point, access.version);
   }
 }
 
 void AccessList::noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept {
   for (AccessList* list = this; list != nullptr; list = list->outer_) {
-    Access* const access = list->find(point);
-    if (access != nullptr && access->version == before) access->version = after;
+    std::uint64_t* const version = list->find(point);
+    if (version != nullptr && *version == before) *version = after;
   }
 }
 

@@ -14,6 +14,7 @@ namespace Tessaly::inline v1::detail {
 
 class ObservationPoint;
 class AccessList;
+struct Registration;
 
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
@@ -31,6 +32,12 @@ struct Access {
 class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
+  /// Expects that these points, and no others, are read in this order, and notes the versions there; what holds them
+  /// outlasts the list, so that it takes no references. It turns into an ordinary list where that does not come true.
+  AccessList(Registration* expected, std::size_t count) noexcept : AccessList() {
+    expected_ = expected;
+    expectedCount_ = count;
+  }
   AccessList(const AccessList&) = delete;
   AccessList& operator=(const AccessList&) = delete;
   ~AccessList() {
@@ -44,6 +51,20 @@ class TESSALY_EXPORT AccessList {
     if (std::exchange(hasEnded_, true)) return;
     currentAccessList = outer_;
     if (outer_ != nullptr) mergeIntoOuter();
+  }
+  /// Whether what was expected has come true. If not, the list holds what was read.
+  [[nodiscard]] bool isAsExpected() {
+    if (expected_ == nullptr) return false;
+    if (seen_ == expectedCount_) return true;
+    stopExpecting();
+    return false;
+  }
+  /// Whether this thread is in the function that this records, rather than in a handler that it caused to be called.
+  [[nodiscard]] bool isRecording() const noexcept {
+    for (const AccessList* list = currentAccessList; list != nullptr; list = list->outer_) {
+      if (list == this) return true;
+    }
+    return false;
   }
   /// A change by this thread is none that its own function missed.
   void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
@@ -66,7 +87,11 @@ class TESSALY_EXPORT AccessList {
   [[nodiscard]] const Access* accesses() const noexcept {
     return many_ == nullptr ? few_.data() : many_->accesses.data();
   }
-  [[nodiscard]] Access* find(ObservationPoint& point) noexcept;
+  void add(ObservationPoint& point, std::uint64_t version);
+  [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
+  void stopExpecting();
+  /// The version at which the point was read; null if it was not.
+  [[nodiscard]] std::uint64_t* find(const ObservationPoint& point) noexcept;
   void addOnce(ObservationPoint& point, std::uint64_t version);
   void rebuildIndex();
   void insertIntoIndex(std::size_t position) noexcept;
@@ -75,6 +100,10 @@ class TESSALY_EXPORT AccessList {
 
   AccessList* outer_;
   bool hasEnded_ = false;
+  Registration* expected_ = nullptr;
+  std::size_t expectedCount_ = 0;
+  std::size_t seen_ = 0;
+  std::size_t again_ = 0;
   std::size_t count_ = 0;
   std::array<Access, inlineCount> few_;
   std::unique_ptr<Many> many_;

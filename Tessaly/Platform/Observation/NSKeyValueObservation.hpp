@@ -12,6 +12,7 @@
 #include "Tessaly/Platform/Observation/ChangeFollower.hpp"
 #include "Tessaly/Platform/Observation/KeyPath.hpp"
 #include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Platform/Tasks/TaskReference.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -65,7 +66,7 @@ class NSKeyValueObservation {
   /// Observes nothing.
   NSKeyValueObservation() noexcept = default;
   /// For the library: use `observe`.
-  explicit NSKeyValueObservation(std::shared_ptr<detail::ChangeFollower> follower) noexcept
+  explicit NSKeyValueObservation(detail::TaskReference<detail::ChangeFollower> follower) noexcept
       : follower_(std::move(follower)) {}
   NSKeyValueObservation(NSKeyValueObservation&&) noexcept = default;
   NSKeyValueObservation& operator=(NSKeyValueObservation&& other) noexcept {
@@ -80,11 +81,11 @@ class NSKeyValueObservation {
   /// Ends the observation. The handler is not called afterwards, and if it is being called on another thread, this
   /// waits until it has returned. It may be called by the handler itself. Idempotent.
   void invalidate() noexcept {
-    if (const auto follower = std::exchange(follower_, nullptr)) follower->stop();
+    if (const auto follower = std::exchange(follower_, {})) follower->stop();
   }
 
  private:
-  std::shared_ptr<detail::ChangeFollower> follower_;
+  detail::TaskReference<detail::ChangeFollower> follower_;
 };
 
 namespace detail {
@@ -98,23 +99,40 @@ class PropertyObserver final : public ChangeFollower {
 
  private:
   void follow(Occasion occasion) override {
-    const auto object = object_.lock();
-    if (object == nullptr) return;
+    // A stored property is all that is read of it.
+    const bool isTheSame = occasion == Occasion::change && !keyPath_.isComputed();
     NSKeyValueObservedChange<Value> change;
-    track([&] {
-      if (has(NSKeyValueObservingOptions::new_) || has(NSKeyValueObservingOptions::old)) {
-        change.newValue = keyPath_.read(*object);
+    if (isTheSame && !wantsValues()) {
+      if (object_.expired()) return;
+      trackTheSame();
+    } else {
+      const auto object = object_.lock();
+      if (object == nullptr) return;
+      const auto read = [&] {
+        if (wantsValues()) {
+          change.newValue = keyPath_.read(*object);
+        } else {
+          keyPath_.access(*object);
+        }
+      };
+      if (isTheSame) {
+        read();
+        trackTheSame();
       } else {
-        keyPath_.access(*object);
+        track(read);
       }
-    });
+    }
     if (has(NSKeyValueObservingOptions::old)) {
       std::optional<Value> before = std::exchange(last_, change.newValue);
       if (occasion == Occasion::change) change.oldValue = std::move(before);
     }
     if (occasion == Occasion::start && !has(NSKeyValueObservingOptions::initial)) return;
     if (!has(NSKeyValueObservingOptions::new_)) change.newValue.reset();
-    callNotification("The handler of a property's observation", handler_, std::as_const(change));
+    callNotification("The handler of a property's observation", *handler_, std::as_const(change));
+  }
+  void letGo() noexcept override { handler_.reset(); }
+  [[nodiscard]] bool wantsValues() const noexcept {
+    return has(NSKeyValueObservingOptions::new_) || has(NSKeyValueObservingOptions::old);
   }
   [[nodiscard]] bool has(NSKeyValueObservingOptions option) const noexcept { return contains(options_, option); }
 
@@ -122,7 +140,7 @@ class PropertyObserver final : public ChangeFollower {
   const KeyPath<Root, Value> keyPath_;
   const NSKeyValueObservingOptions options_;
   std::optional<Value> last_;
-  Handler handler_;
+  std::optional<Handler> handler_;
 };
 
 }  // namespace detail
@@ -142,10 +160,11 @@ template <typename Object, typename Root, typename Value, typename Handler>
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(
     const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath, NSKeyValueObservingOptions options,
     Handler handler) {
-  const auto observer = std::make_shared<detail::PropertyObserver<Object, Root, Value, Handler>>(
-      object, keyPath, options, std::move(handler));
+  using Observer = detail::PropertyObserver<Object, Root, Value, Handler>;
+  auto observer =
+      detail::TaskReference<detail::ChangeFollower>::adopt(new Observer(object, keyPath, options, std::move(handler)));
   observer->start();
-  return NSKeyValueObservation(observer);
+  return NSKeyValueObservation(std::move(observer));
 }
 
 }  // namespace Tessaly::inline v1

@@ -6,51 +6,57 @@
 #include <utility>
 
 #include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Observation/AccessList.hpp"
+#include "Tessaly/Platform/Observation/VersionWord.hpp"
 
 namespace Tessaly::inline v1::detail {
 
+class ChangeFollower;
+class ObservationPoint;
 class Tracking;
 
-/// A tracking's place among those that wait for a change of one point.
+/// Who registers: a `Tracking`, which a change takes out of the list, or a `ChangeFollower`, which stays.
+class Registrant {};
+
+/// A registrant's place among those that are called at a change of one point.
 struct Registration {
-  enum class List : std::uint8_t { none, before, after };
+  enum class List : std::uint8_t { none, before, after, followers, marker };
 
   ObservationPoint* point = nullptr;
-  Tracking* tracking = nullptr;
+  Registrant* registrant = nullptr;
   Registration* next = nullptr;
   Registration* previous = nullptr;
-  /// Under the point's lock.
+  /// At which the point was read.
+  VersionWord::Version version = 0;
+  /// Under the point's lock. A marker stands for a thread that calls the followers, before the next one to be called.
   List list = List::none;
 };
 
 /// What is tracked: one property of one object. Made when somebody first reads the property under tracking; the
-/// property keeps it from then on, and so does every tracking that read it.
+/// property keeps it from then on, and so does everything that has read it and every registration.
 ///
-/// The version word counts the changes that have begun and those that are under way. Reading records it; a tracking
-/// that is installed compares, so that no change by another thread is lost between the two. Who changes writes the word
-/// and then reads the heads of the lists, who registers does it the other way round, all in one total order: one of
-/// them sees the other (Dekker's argument).
+/// Reading records the version; a tracking that is installed compares, under the lock without which no change begins or
+/// ends, so that no change by another thread is lost between the two.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
  public:
-  using Version = std::uint64_t;
-
-  /// Whether a change was under way.
-  [[nodiscard]] static constexpr bool isChanging(Version version) noexcept { return (version & underWayMask) != 0; }
+  using Version = VersionWord::Version;
 
   ObservationPoint() = default;
   ObservationPoint(const ObservationPoint&) = delete;
   ObservationPoint& operator=(const ObservationPoint&) = delete;
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
-  void release() noexcept {
-    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  void release(std::uint32_t count = 1) noexcept {
+    if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
+  /// The same, but a thread keeps the reference that it gave back last: who goes on tracking what has just changed
+  /// takes it again, at no cost. The end of the point or of the thread gives it back for good.
+  void retainForReading() noexcept;
+  void releaseAfterCall(std::uint32_t count) noexcept;
 
-  [[nodiscard]] Version version() const noexcept { return version_.load(std::memory_order_seq_cst); }
+  [[nodiscard]] Version version() const noexcept { return word_.version(); }
 
   /// Adds the reading to the innermost list of this thread, if there is one.
   void recordAccess() {
@@ -58,57 +64,57 @@ class TESSALY_EXPORT ObservationPoint {
   }
   /// Before the value changes: calls those who wait for that.
   void willChange() noexcept {
-    const Version before = version_.fetch_add(begun + underWay, std::memory_order_seq_cst);
-    if (currentAccessList != nullptr) noteOwnChange(before, before + begun + underWay);
-    if (before_.load(std::memory_order_seq_cst) != nullptr) fire(before_);
+    Version last = 0;
+    if (word_.beginChange(last)) return callBeforeChange(last);
+    if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atBeginning(last));
   }
-  /// After it: calls those who wait for that, and those who read the value while it was changing. A change that was not
-  /// announced before, because the point did not exist yet, counts from here.
+  /// After it: calls those who follow the property, and those who read the value while it was changing.
   void didChange() noexcept {
-    Version before = version_.load(std::memory_order_relaxed);
-    while (!version_.compare_exchange_weak(before, isChanging(before) ? before - underWay : before + begun,
-                                           std::memory_order_seq_cst, std::memory_order_relaxed)) {
-    }
-    const bool wasAnnounced = isChanging(before);
-    if (currentAccessList != nullptr) noteOwnChange(before, wasAnnounced ? before - underWay : before + begun);
-    if (!wasAnnounced && before_.load(std::memory_order_seq_cst) != nullptr) fire(before_);
-    if (after_.load(std::memory_order_seq_cst) != nullptr) fire(after_);
+    Version last = 0;
+    if (word_.endChange(last)) return callAfterChange(last);
+    if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atEnd(last));
   }
   /// The property's end: one last change.
   void end() noexcept;
 
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// When a registration wants to be called.
-  enum class Moment : std::uint8_t { beforeTheChange, afterTheChange };
-
-  /// Adds a registration, of a reading at a version, to the list that it belongs to. It is not added if the point was
-  /// changed since, if the tracking was fired from another point, or if this point has ended with that version.
-  [[nodiscard]] Link link(Registration& registration, Version version, Moment moment) noexcept;
-  /// True if it was in a list.
+  /// Registers a tracking, which read at a version. If a change is under way, or the tracking wants to be called after
+  /// a change anyway, for the end of that. It is not registered if the point was changed since, if the tracking was
+  /// fired from another point, or if this point has ended with that version.
+  [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
+  /// Registers a follower, unless the point has ended. False if the point was changed since the version.
+  [[nodiscard]] bool linkFollower(Registration& registration, Version version) noexcept;
+  /// True if it was registered.
   bool unlink(Registration& registration) noexcept;
 
  private:
   friend class AccessList;
-
-  static constexpr Version underWay = 1;
-  static constexpr Version underWayMask = 0xffff;
-  static constexpr Version begun = underWayMask + 1;
+  using List = Registration::List;
 
   ~ObservationPoint() = default;
-  void fire(std::atomic<Registration*>& list) noexcept;
-  void remove(Registration& registration) noexcept TESSALY_REQUIRES(lock_);
-  void noteOwnChange(Version before, Version after) noexcept;
-  std::atomic<Registration*>& head(Registration::List list) noexcept {
-    return list == Registration::List::before ? before_ : after_;
-  }
 
-  std::atomic<Version> version_{0};
-  /// Written under the lock.
-  std::atomic<Registration*> before_{nullptr};
-  std::atomic<Registration*> after_{nullptr};
+  void callBeforeChange(Version last) noexcept TESSALY_RELEASE(word_);
+  void callAfterChange(Version last) noexcept TESSALY_RELEASE(word_);
+  void callTaken(Registration* taken) noexcept;
+  /// Gives the first follower from there on its turn, and puts the marker behind it if there are more.
+  struct FollowersTurn;
+  [[nodiscard]] FollowersTurn nextTurn(Registration* from, Registration& marker) noexcept TESSALY_REQUIRES(word_);
+  /// Calls those that a marker stands before. Gives a reference back.
+  void callFollowersFrom(Registration& marker) noexcept;
+
+  void insert(Registration& registration, List list, Registration* previous = nullptr) noexcept TESSALY_REQUIRES(word_);
+  void remove(Registration& registration) noexcept TESSALY_REQUIRES(word_);
+  [[nodiscard]] Registration* takeAll(Registration*& head) noexcept TESSALY_REQUIRES(word_);
+  [[nodiscard]] Registration*& head(List list) noexcept TESSALY_REQUIRES(word_);
+  void unlock(Version version) noexcept TESSALY_RELEASE(word_);
+  void noteOwnChange(Version before, Version after) noexcept;
+
+  VersionWord word_;
+  Registration* before_ TESSALY_GUARDED_BY(word_) = nullptr;
+  Registration* after_ TESSALY_GUARDED_BY(word_) = nullptr;
+  Registration* followers_ TESSALY_GUARDED_BY(word_) = nullptr;
   std::atomic<std::uint32_t> references_{1};
-  UnfairLock lock_;
-  bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
+  bool hasEnded_ TESSALY_GUARDED_BY(word_) = false;
 };
 
 /// A pointer to a point that is made when it is first needed.

@@ -19,7 +19,7 @@ template <typename OnChange>
 void installTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return;
   auto* const tracking = new HandlerTracking<OnChange>(accesses, std::move(onChange));
-  tracking->install(accesses, Tracking::Moment::beforeTheChange);
+  tracking->install(accesses);
 }
 
 /// The same, to be cancelled. Null if the list holds nothing.
@@ -28,7 +28,7 @@ template <typename OnChange>
   if (accesses.count() == 0) return {};
   auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
   tracking->retain();
-  tracking->install(accesses, Tracking::Moment::beforeTheChange);
+  tracking->install(accesses);
   return tracking;
 }
 

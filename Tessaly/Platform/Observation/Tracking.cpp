@@ -17,33 +17,29 @@ Tracking::~Tracking() {
   }
 }
 
-void Tracking::install(AccessList& accesses, Moment moment) noexcept {
+void Tracking::install(AccessList& accesses) noexcept {
   if (count_ == 1) [[likely]] {
     one_.point = accesses[0].point;
-    one_.tracking = this;
     accesses.surrender();
-    const ObservationPoint::Link link = one_.point->link(one_, accesses[0].version, moment);
+    const ObservationPoint::Link link = one_.point->link(one_, *this, accesses[0].version);
     if (link == ObservationPoint::Link::made) return;  // From here on this may be gone.
     if (link == ObservationPoint::Link::changed) fire();
     release();
   } else {
-    installMany(accesses, moment);
+    installMany(accesses);
   }
 }
 
-void Tracking::installMany(AccessList& accesses, Moment moment) noexcept {
+void Tracking::installMany(AccessList& accesses) noexcept {
   const std::size_t count = count_;
-  for (std::size_t i = 0; i < count; ++i) {
-    registrations()[i].point = accesses[i].point;
-    registrations()[i].tracking = this;
-  }
+  for (std::size_t i = 0; i < count; ++i) registrations()[i].point = accesses[i].point;
   references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
   // Each registration that is in its list has its reference. Once the last one is, this may be gone.
   std::size_t kept = 0;
   bool isChanged = false;
   std::size_t i = 0;
   for (; i < count; ++i) {
-    const ObservationPoint::Link link = accesses[i].point->link(registrations()[i], accesses[i].version, moment);
+    const ObservationPoint::Link link = accesses[i].point->link(registrations()[i], *this, accesses[i].version);
     if (link == ObservationPoint::Link::made) continue;
     if (link != ObservationPoint::Link::ended) {
       isChanged = link == ObservationPoint::Link::changed;

@@ -22,10 +22,8 @@ namespace Tessaly::inline v1::detail {
 /// comes from the lists that coroutine frames come from.
 ///
 /// Thread contract: thread-safe.
-class TESSALY_EXPORT Tracking {
+class TESSALY_EXPORT Tracking : public Registrant {
  public:
-  using Moment = ObservationPoint::Moment;
-
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* memory, std::size_t size) noexcept { freeFrame(memory, size); }
 
@@ -40,7 +38,7 @@ class TESSALY_EXPORT Tracking {
   /// Takes the points over from an ended list and registers in each. If one was changed by another thread since it was
   /// read, the handler is called at once; if a change of it is under way, after that. Called once, by who made it and
   /// holds the only reference, which this takes.
-  void install(AccessList& accesses, Moment moment) noexcept;
+  void install(AccessList& accesses) noexcept;
   /// Calls the handler, unless that was done or the tracking was cancelled. The caller holds a reference.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
@@ -51,6 +49,17 @@ class TESSALY_EXPORT Tracking {
     if (count_ > 1) return finish(Finish::calling);
     const WithoutTracking untracked;
     finishHandler(Finish::calling);
+  }
+  /// Gives back the reference of a registration that was taken out. True if that was the last one of all and the point
+  /// was the only one: then the reference on the point is the caller's.
+  [[nodiscard]] bool releaseTaken() noexcept {
+    if (count_ > 1 || !isSoleReference()) {
+      release();
+      return false;
+    }
+    one_.point = nullptr;
+    delete this;
+    return true;
   }
   /// Ends the tracking without a call. A call on another thread may be under way. The caller holds a reference.
   void cancel() noexcept {
@@ -76,7 +85,7 @@ class TESSALY_EXPORT Tracking {
     return true;
   }
   void finish(Finish finish) noexcept;
-  void installMany(AccessList& accesses, Moment moment) noexcept;
+  void installMany(AccessList& accesses) noexcept;
   [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_.get() : &one_; }
 
   std::atomic<std::uint32_t> references_{1};

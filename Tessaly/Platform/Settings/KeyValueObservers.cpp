@@ -2,6 +2,7 @@
 #include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
 
 #include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -13,8 +14,10 @@ void KeyValueObservers::add(const std::shared_ptr<KeyValueObserver>& observer, s
   Registration registration{.observer = observer,
                             .address = observer.get(),
                             .key = key ? std::optional(std::string(*key)) : std::nullopt,
+                            .replacement = std::nullopt,
                             .options = options,
                             .context = context};
+  if (key && !Text::isWellFormed(*key)) registration.replacement = Text::sanitized(*key);
   const UnfairLock::Guard guard(lock_);
   registrations_.push_back(std::move(registration));
   count_.store(registrations_.size(), std::memory_order_release);
@@ -38,6 +41,8 @@ void KeyValueObservers::notify(const Object& store, std::string_view key, const 
   if (count_.load(std::memory_order_acquire) == 0) return;
   struct Call {
     std::shared_ptr<KeyValueObserver> observer;
+    /// The key as the observer names it, should that differ.
+    std::optional<std::string> key;
     KeyValueObservingOptions options;
     void* context;
   };
@@ -45,16 +50,18 @@ void KeyValueObservers::notify(const Object& store, std::string_view key, const 
   {
     const UnfairLock::Guard guard(lock_);
     for (const Registration& registration : registrations_) {
-      if (registration.key && *registration.key != key) continue;
+      const bool isReplaced = registration.replacement == key;
+      if (registration.key && *registration.key != key && !isReplaced) continue;
       if (auto observer = registration.observer.lock()) {
-        calls.push_back({std::move(observer), registration.options, registration.context});
+        calls.push_back({std::move(observer), isReplaced ? registration.key : std::nullopt, registration.options,
+                         registration.context});
       }
     }
   }
   for (Call& call : calls) {
     std::optional<KeyValueChange> change(KeyValueChange{.newValue = std::nullopt, .origin = origin});
     if (call.options == KeyValueObservingOptions::newValue) change->newValue.emplace(newValue);
-    auto tell = [&] { call.observer->observeValue(key, &store, change, call.context); };
+    auto tell = [&] { call.observer->observeValue(call.key ? *call.key : key, &store, change, call.context); };
     callNotification("A settings observer", tell);
     call.observer.reset();  // Here, so that an observer whose last holder this was is gone before the next is told.
   }

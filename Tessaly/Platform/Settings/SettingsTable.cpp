@@ -23,9 +23,19 @@ std::optional<PropertyList> SettingsTable::value(std::string_view key) const {
   return found->second;
 }
 
+std::uint64_t SettingsTable::nextRevision() noexcept {
+  static constinit std::atomic<std::uint64_t> latest{0};
+  return latest.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::optional<PropertyList> value) {
   Part& part = const_cast<Part&>(partOf(key));
   const UnfairLock::Guard guard(part.lock);
+  struct Revision {
+    std::atomic<std::uint64_t>& revision;
+    // After the change, so that whoever sees the number sees the change. Of two at once, either may be the last.
+    ~Revision() { revision.store(nextRevision(), std::memory_order_release); }
+  } const next{revision_};
   const auto found = part.values.find(key);
   if (found == part.values.end()) {
     if (value) part.values.emplace(std::string(key), std::move(*value));

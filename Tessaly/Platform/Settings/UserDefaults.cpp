@@ -43,6 +43,8 @@ UserDefaults::~UserDefaults() = default;
 
 std::string_view UserDefaults::className() const noexcept { return "Tessaly.UserDefaults"; }
 
+std::uint64_t UserDefaults::revision() const noexcept { return 0; }
+
 const std::shared_ptr<UserDefaults>& UserDefaults::standard() {
   if (const auto* store = installed.load(std::memory_order_acquire)) return *store;
   return systemStore();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,6 +68,9 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// could not be stored. Blocks on the disk.
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
+  /// A number that is another after each change of a value, and that no other store has had; 0 where the store does not
+  /// count. What was read is still true as long as the number is the one from before the reading. A few nanoseconds.
+  [[nodiscard]] virtual std::uint64_t revision() const noexcept;
 
  protected:
   UserDefaults() noexcept = default;

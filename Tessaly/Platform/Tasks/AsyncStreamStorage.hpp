@@ -52,26 +52,15 @@ class AsyncStreamStorage {
 
   YieldResult<Element> yield(Element&& element) {
     CarriedElement<Element> carried(std::move(element));
-    std::optional<CarriedElement<Element>> dropped;
-    YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};
-    Waiter* waiter = nullptr;
-    {
-      UnfairLock::Guard guard(lock_);
-      if (state_ != State::open) {
-        result.kind = YieldResultKind::terminated;
-        result.remaining = 0;
-      } else if (firstWaiter_ == nullptr) {
-        buffer(std::move(carried), result, dropped);
-      } else {
-        waiter = firstWaiter_;
-        waiter->element.emplace(std::move(carried));
-        firstWaiter_ = waiter->next;
-        if (firstWaiter_ == nullptr) lastWaiter_ = nullptr;
-      }
+    lock_.lock();
+    // A broadcast to many does only this for each, so it stays short and calls nothing.
+    if (state_ == State::open && firstWaiter_ == nullptr && policy_.kind == BufferingPolicy::Kind::unbounded &&
+        buffer_.hasRoom()) [[likely]] {
+      buffer_.append(std::move(carried));
+      lock_.unlock();
+      return {YieldResultKind::enqueued, policy_.limit};
     }
-    if (waiter != nullptr) waiter->suspension.resume();
-    if (dropped) result.element.emplace(std::move(dropped->value()));
-    return result;
+    return yieldLocked(std::move(carried));
   }
 
   void finish(std::exception_ptr error) {
@@ -173,6 +162,33 @@ class AsyncStreamStorage {
   /// whoever waits. A cancelling one can still be finished, with an error.
   enum class State : std::uint8_t { open, finishing, cancelling, terminal };
 
+  /// Gives the lock back.
+  [[gnu::noinline]] YieldResult<Element> yieldLocked(CarriedElement<Element>&& carried) TESSALY_RELEASE(lock_) {
+    std::optional<CarriedElement<Element>> dropped;
+    YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};
+    Waiter* waiter = nullptr;
+    try {
+      if (state_ != State::open) {
+        result.kind = YieldResultKind::terminated;
+        result.remaining = 0;
+      } else if (firstWaiter_ == nullptr) {
+        buffer(std::move(carried), result, dropped);
+      } else {
+        waiter = firstWaiter_;
+        waiter->element.emplace(std::move(carried));
+        firstWaiter_ = waiter->next;
+        if (firstWaiter_ == nullptr) lastWaiter_ = nullptr;
+      }
+    } catch (...) {  // No memory for the buffer.
+      lock_.unlock();
+      throw;
+    }
+    lock_.unlock();
+    if (waiter != nullptr) waiter->suspension.resume();
+    if (dropped) result.element.emplace(std::move(dropped->value()));
+    return result;
+  }
+
   void buffer(CarriedElement<Element>&& element, YieldResult<Element>& result,
               std::optional<CarriedElement<Element>>& dropped) TESSALY_REQUIRES(lock_) {
     const auto count = static_cast<std::int64_t>(buffer_.count());
@@ -262,8 +278,8 @@ class AsyncStreamStorage {
 
   alignas(cacheLine) UnfairLock lock_;
   State state_ TESSALY_GUARDED_BY(lock_) = State::open;
-  GrowableRing<CarriedElement<Element>> buffer_ TESSALY_GUARDED_BY(lock_);
   Waiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  GrowableRing<CarriedElement<Element>> buffer_ TESSALY_GUARDED_BY(lock_);
   Waiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);

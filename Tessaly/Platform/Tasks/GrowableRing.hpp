@@ -36,8 +36,11 @@ class GrowableRing {
   [[nodiscard]] bool isEmpty() const noexcept { return count_ == 0; }
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
 
+  /// Whether another element can be added without allocating.
+  [[nodiscard]] bool hasRoom() const noexcept { return count_ != capacity_; }
+
   void append(Element&& element) {
-    if (count_ == capacity_) grow();
+    if (!hasRoom()) grow();
     std::construct_at(slot(count_), std::move(element));
     ++count_;
   }

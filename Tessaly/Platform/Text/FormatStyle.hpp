@@ -42,6 +42,9 @@ class Date::FormatStyle {
         .minute(Field::twoDigits)
         .second(Field::twoDigits);
   }
+  /// "03:04 PM": the time to the minute. On systems before 15.0, by the version that `ProcessInfo` is told instead of
+  /// the running one, "01/02, 03:04 PM", with the day and the month. Defined in FoundationExtensions.
+  [[nodiscard]] TESSALY_EXPORT static FormatStyle compactDateTime();
 
   [[nodiscard]] FormatStyle year(Field width) const { return with(&FormatStyle::year_, width); }
   [[nodiscard]] FormatStyle month(Month width) const { return with(&FormatStyle::month_, width); }

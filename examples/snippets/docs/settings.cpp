@@ -1,7 +1,88 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
-namespace Tessaly {
+#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+
+namespace {
+namespace Toolkit {
+
+class Color {
+ public:
+  static std::optional<Color> named(const std::string& name) { return Color(name); }
+  [[nodiscard]] const std::string& name() const { return name_; }
+
+ private:
+  explicit Color(std::string name) : name_(std::move(name)) {}
+  std::string name_;
+};
+
+}  // namespace Toolkit
+
+struct WindowSize {
+  using StoredValue = std::vector<double>;
+  static std::optional<WindowSize> from(StoredValue stored) {
+    if (stored.size() != 2) return std::nullopt;
+    return WindowSize{stored[0], stored[1]};
+  }
+  StoredValue transformToUserDefaultValue() const { return {width, height}; }
+
+  double width;
+  double height;
+};
+
+}  // namespace
+
+template <>
+struct Tessaly::UserDefaultsValueTransformableTraits<Toolkit::Color> {
+  using StoredValue = std::string;
+  static std::optional<Toolkit::Color> from(const StoredValue& stored) { return Toolkit::Color::named(stored); }
+  static StoredValue transformToUserDefaultValue(const Toolkit::Color& color) { return color.name(); }
+};
+
+enum class Theme { light, dark };
+template <>
+inline constexpr auto Tessaly::rawValues<Theme> =
+    Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+
+namespace {
+
+using namespace Tessaly;
+
+constexpr Default<int>::Key volumeKey{"volume", 50};
+constexpr Default<std::optional<std::string>>::Key lastFileKey = "last-file";
+
+void open(const std::string& file) {
+  Default<std::optional<std::string>>::setValue(lastFileKey, file);
+  int volume = Default<int>::value(volumeKey);
+  Default<int>::modifyValue(volumeKey, [](int& value) { value = std::min(value + 10, 100); });
+}
+
+constexpr Default<Theme>::Key themeKey{"theme", Theme::light};
+constexpr Default<WindowSize>::Key windowSizeKey{"window-size", WindowSize{640, 480}};
+const Default<std::optional<Toolkit::Color>>::Key accentKey("accent");
+const Default<std::vector<WindowSize>>::Key windowSizesKey("window-sizes", {});
+
+struct Window {
+  void repaint(Theme) {}
+  void showVolume(int) {}
+
+  std::optional<ObservationToken> repainting;
+  std::shared_ptr<Default<int>::ValueObserver> volume;
+};
+
+void follow(Window& window) {
+  static const Default<Theme> theme(themeKey);
+  window.repainting = withContinuousObservation([] { return theme.value(); }, [&](Theme now) { window.repaint(now); });
+  window.volume = Default<int>::observe(volumeKey, [&](int stored, ChangeOrigin origin) {
+    if (origin == ChangeOrigin::otherProcess) window.showVolume(stored);
+  });
+}
 
 void storeTheVolume() {
   const std::shared_ptr<UserDefaults>& settings = UserDefaults::standard();
@@ -9,4 +90,4 @@ void storeTheVolume() {
   std::optional<PropertyList> volume = settings->value("volume");
 }
 
-}  // namespace Tessaly
+}  // namespace

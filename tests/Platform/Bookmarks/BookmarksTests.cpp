@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
@@ -111,6 +113,40 @@ TEST_F(BookmarksTest, DamagedDataIsRefused) {
     EXPECT_EQ(failureOf(flipped), EINVAL) << size;
   }
   EXPECT_EQ(failureOf(Data(Data::Bytes(1 << 20, 'x'))), EINVAL);
+}
+
+/// The token with another number at one of its places: the volume's, the file's, the moment's.
+Data withNumber(const Data& token, std::size_t place, std::uint64_t number) {
+  Data::Bytes bytes(token.begin(), token.end() - 8);
+  const auto put = [&](std::uint64_t value, std::size_t at) {
+    bytes.resize(std::max(bytes.size(), at + 8));
+    for (std::size_t i = 0; i < 8; ++i) bytes[at + i] = static_cast<std::uint8_t>(value >> 8 * i);
+  };
+  put(number, 5 + 8 * place);
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const std::uint8_t byte : bytes) hash = (hash ^ byte) * 0x100000001B3;
+  put(hash, bytes.size());
+  return Data(std::move(bytes));
+}
+
+TEST_F(BookmarksTest, OfAVolumeThatWasNumberedAnewFindTheFileAndSayThatTheyAreStale) {
+  put("a", "");
+  const Data data = withNumber(bookmark("a"), 0, 0xFFFF'0000'0001);
+  EXPECT_EQ(resolve(data).url.path(), path("a"));
+  EXPECT_TRUE(resolve(data).isStale);
+  std::filesystem::rename(path("a"), path("b"));
+  EXPECT_EQ(resolve(data).url.path(), path("b"));
+  put("a", "another");
+  EXPECT_EQ(resolve(data).url.path(), path("b"));
+}
+
+TEST_F(BookmarksTest, OfAnotherMachineLeadNowhere) {
+  put("a", "");
+  const Data data = bookmark("a");
+  EXPECT_EQ(failureOf(withNumber(data, 1, 1)), ENOENT) << "another file there has the name";
+  EXPECT_EQ(failureOf(withNumber(data, 2, 1'000'000'000'000'000'000)), ENOENT) << "it was made at another moment";
+  EXPECT_EQ(failureOf(withNumber(withNumber(data, 0, 7), 2, 0)), ENOENT) << "the moment is not known";
+  EXPECT_EQ(resolve(withNumber(data, 0, 0)).url.path(), path("a"));
 }
 
 TEST_F(BookmarksTest, AnInstallationReplacesThemForItsScope) {

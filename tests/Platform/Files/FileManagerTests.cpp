@@ -87,6 +87,40 @@ TEST_F(FileManagerTest, ACopyKeepsModesTimesAndLinksAndOverwritesNothing) {
   EXPECT_EQ(codeOf([&] { files.copyItem(url("missing"), url("new")); }), ENOENT);
 }
 
+TEST_F(FileManagerTest, ACopyKeepsHoles) {
+  put("sparse", "begin");
+  std::filesystem::resize_file(path("sparse"), 10'000'000'000);
+  std::ofstream(path("sparse"), std::ios::app) << "end";
+  files.copyItem(url("sparse"), url("copy"));
+  struct stat status{};
+  ASSERT_EQ(::stat(path("copy").c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 10'000'000'003);
+  EXPECT_LT(status.st_blocks, 1'000);
+  std::ifstream copy(path("copy"));
+  std::string text(5, '\0');
+  copy.read(text.data(), 5);
+  EXPECT_EQ(text, "begin");
+  copy.seekg(10'000'000'000);
+  copy >> text;
+  EXPECT_EQ(text, "end");
+}
+
+TEST_F(FileManagerTest, AFolderIsNotCopiedIntoItself) {
+  std::filesystem::create_directories(path("a/b"));
+  std::filesystem::create_directory_symlink(path("a"), path("link"));
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("a"), url("a/b/c")); }), EINVAL);
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("a"), url("link/b/c")); }), EINVAL);
+  files.copyItem(url("link"), url("a/b/c"));
+  EXPECT_TRUE(std::filesystem::is_symlink(path("a/b/c")));
+  files.copyItem(url("a"), url("ab"));
+  EXPECT_TRUE(std::filesystem::is_directory(path("ab/b")));
+}
+
+TEST_F(FileManagerTest, PipesAreNotCopied) {
+  ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(codeOf([&] { files.copyItem(url("pipe"), url("copy")); }), ENOTSUP);
+}
+
 TEST_F(FileManagerTest, AMoveOverwritesNothing) {
   put("a", "a");
   put("b", "b");

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <type_traits>
 #include <unordered_map>
 #include <vector>
 
+#include "KeyPathPlugin.hpp"
 #include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
 
 namespace Tessaly {
 
@@ -78,6 +82,53 @@ TEST(KeyPath, IsEqualToThatOfAnotherCopyOfTheRecord) {
   const KeyPath<Track, std::string> other(copy);
   EXPECT_EQ(other, keyPath<&Track::title>);
   EXPECT_EQ(std::hash<AnyKeyPath>()(other), std::hash<AnyKeyPath>()(keyPath<&Track::title>));
+}
+
+/// The key paths of a plug-in that is opened so that none of its symbols is merged with another's. It stays open.
+const Tests::PluginKeyPaths* keyPathsOf(const char* plugin) {
+  void* const handle = ::dlopen(plugin, RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    ADD_FAILURE() << ::dlerror();
+    return nullptr;
+  }
+  return reinterpret_cast<const Tests::PluginKeyPaths* (*)()>(::dlsym(handle, "pluginKeyPaths"))();
+}
+
+TEST(KeyPath, IsTheSameInAHostAndInTwoPlugIns) {
+  const Tests::PluginKeyPaths* const first = keyPathsOf(TESSALY_FIRST_KEY_PATH_PLUGIN);
+  const Tests::PluginKeyPaths* const second = keyPathsOf(TESSALY_SECOND_KEY_PATH_PLUGIN);
+  ASSERT_TRUE(first != nullptr && second != nullptr && first != second);
+  for (const auto* plugin : {first, second}) {
+    EXPECT_NE(plugin->title.name().data(), keyPath<&Tests::Tune::title>.name().data()) << "a record of its own";
+    EXPECT_EQ(plugin->title, keyPath<&Tests::Tune::title>);
+    EXPECT_EQ(plugin->seconds, keyPath<&Tests::Tune::seconds>);
+    EXPECT_EQ(plugin->minutes, keyPath<&Tests::Tune::minutes>);
+    EXPECT_EQ(plugin->content, keyPath<&Tests::Shelf<Tests::Tune>::content>);
+    EXPECT_EQ(plugin->seconds.hash(), keyPath<&Tests::Tune::seconds>.hash());
+    EXPECT_NE(AnyKeyPath(plugin->seconds), plugin->minutes);
+    EXPECT_NE(plugin->title, keyPath<&Track::title>);
+  }
+  EXPECT_EQ(first->title, second->title);
+  EXPECT_EQ(first->minutes, second->minutes);
+  EXPECT_NE(first->hidden, second->hidden);
+
+  std::unordered_map<AnyKeyPath, int> counts;
+  for (const auto* plugin : {first, second}) ++counts[plugin->minutes];
+  ++counts[keyPath<&Tests::Tune::minutes>];
+  EXPECT_EQ(counts.size(), 1U);
+}
+
+TEST(KeyPath, OfAPlugInReadsAndFollowsAnObjectOfTheHost) {
+  const Tests::PluginKeyPaths* const plugin = keyPathsOf(TESSALY_FIRST_KEY_PATH_PLUGIN);
+  ASSERT_NE(plugin, nullptr);
+  const auto tune = std::make_shared<Tests::Tune>();
+  tune->seconds = 180;
+  EXPECT_EQ(plugin->minutes.read(*tune), 3);
+  std::vector<int> minutes;
+  const auto observation = observe(tune, plugin->minutes, NSKeyValueObservingOptions::new_,
+                                   [&](const auto& change) { minutes.push_back(*change.newValue); });
+  tune->seconds = 240;
+  EXPECT_THAT(minutes, ElementsAre(4));
 }
 
 TEST(KeyPath, OfAClassInAnUnnamedNamespaceIsNotTakenForThatOfAnotherFile) {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Observation/Property.hpp"
+#include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/Threads.hpp"
 
@@ -212,6 +214,208 @@ TEST(NSKeyValueObservation, DoesNotCountAsReadByWhoMakesIt) {
   player->volume = 1;
   player->isMuted = true;
   EXPECT_EQ(changes, 0);
+}
+
+TEST(NSKeyValueObservation, AllocatesNothingForAChange) {
+  const auto player = std::make_shared<Player>();
+  int calls = 0;
+  std::vector<NSKeyValueObservation> observations;
+  const auto count = [&](const auto&) { ++calls; };
+  observations.push_back(observe(player, keyPath<&Player::volume>, Options::none, count));
+  observations.push_back(observe(player, keyPath<&Player::volume>, Options::new_ | Options::old, count));
+  observations.push_back(observe(player, keyPath<&Player::loudness>, Options::none, count));
+  observations.push_back(observe(player, keyPath<&Player::loudness>, Options::new_, count));
+  EXPECT_EQ(Tests::allocationsOf([&] {
+              for (int volume = 1; volume <= 10; ++volume) player->volume = volume;
+            }),
+            0);
+  EXPECT_EQ(calls, 40);
+}
+
+TEST(NSKeyValueObservation, FollowsAFunctionThatReadsVeryManyPropertiesManyTimes) {
+  struct Many {
+    std::vector<std::unique_ptr<Property<int>>> values;
+    Property<bool> isBackwards = false;
+    [[nodiscard]] int sum() const {
+      int sum = 0;
+      for (int round = 0; round < 3; ++round) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+          sum += *values[isBackwards ? values.size() - 1 - i : i];
+        }
+      }
+      return sum;
+    }
+  };
+  const auto many = std::make_shared<Many>();
+  for (int i = 0; i < 1000; ++i) many->values.push_back(std::make_unique<Property<int>>(0));
+  std::vector<int> sums;
+  const auto observation =
+      observe(many, keyPath<&Many::sum>, Options::new_, [&](const auto& change) { sums.push_back(*change.newValue); });
+  *many->values[999] = 1;
+  many->isBackwards = true;
+  *many->values[0] = 1;
+  many->isBackwards = false;
+  *many->values[500] = 1;
+  EXPECT_THAT(sums, ElementsAre(3, 3, 6, 6, 9));
+}
+
+// What a function changes itself is none of what it follows; what a handler changes meanwhile is.
+TEST(NSKeyValueObservation, OfAFunctionThatChangesWhatItReadsComesToRest) {
+  struct Odd {
+    mutable Property<int> readings = 0;
+    Property<int> value = 0;
+    mutable Property<int> setByAHandler = 0;
+    [[nodiscard]] int total() const {
+      const int total = value + setByAHandler;
+      readings += 1;
+      static_cast<void>(readings.value());
+      return total;
+    }
+  };
+  const auto odd = std::make_shared<Odd>();
+  std::vector<int> totals;
+  const auto observation = observe(odd, keyPath<&Odd::total>, Options::new_,
+                                   [&](const auto& change) { totals.push_back(*change.newValue); });
+  const auto other = observe(odd, keyPath<&Odd::readings>, Options::none, [&](const auto&) {
+    if (odd->setByAHandler < 10) odd->setByAHandler = 10;
+  });
+  odd->value = 1;
+  EXPECT_THAT(totals, ElementsAre(1, 11));
+  odd->readings = 100;
+  EXPECT_THAT(totals, ElementsAre(1, 11, 11));
+}
+
+TEST(NSKeyValueObservation, MayEndOthersAndMakeNewOnesInItsHandler) {
+  for (int ending = 0; ending < 4; ++ending) {
+    const auto player = std::make_shared<Player>();
+    std::vector<int> calls(4);
+    int callsOfNew = 0;
+    std::vector<NSKeyValueObservation> observations(4);
+    std::vector<NSKeyValueObservation> made;
+    for (int i = 0; i < 4; ++i) {
+      observations[static_cast<std::size_t>(i)] =
+          observe(player, keyPath<&Player::volume>, Options::none, [&, i](const auto&) {
+            ++calls[static_cast<std::size_t>(i)];
+            if (i != ending) return;
+            for (auto& observation : observations) observation.invalidate();
+            made.push_back(
+                observe(player, keyPath<&Player::volume>, Options::none, [&](const auto&) { ++callsOfNew; }));
+          });
+    }
+    player->volume = 1;
+    const auto called = calls;
+    EXPECT_EQ(called[static_cast<std::size_t>(ending)], 1);
+    EXPECT_EQ(callsOfNew, 0) << "it was not there when the change came";
+    player->volume = 2;
+    EXPECT_EQ(calls, called);
+    EXPECT_EQ(callsOfNew, 1);
+  }
+}
+
+TEST(NSKeyValueObservation, OfAnObjectThatAHandlerDropsTellsNobodyElse) {
+  auto player = std::make_shared<Player>();
+  int changes = 0;
+  std::vector<NSKeyValueObservation> observations;
+  for (int i = 0; i < 5; ++i) {
+    observations.push_back(
+        observe(player, keyPath<&Player::volume>, i % 2 == 0 ? Options::none : Options::new_, [&](const auto&) {
+          ++changes;
+          player.reset();
+        }));
+  }
+  Player* const address = player.get();
+  address->volume = 1;
+  EXPECT_EQ(changes, 1);
+}
+
+TEST(NSKeyValueObservation, EndsWhileTheHandlerOfAnotherOneWaits) {
+  const auto player = std::make_shared<Player>();
+  int changes = 0;
+  std::vector<NSKeyValueObservation> observations(3);
+  for (auto& observation : observations) {
+    observation = observe(player, keyPath<&Player::volume>, Options::none, [&](const auto&) {
+      ++changes;
+      // Ends the two that are yet to be called, which nobody has to wait for.
+      std::thread([&] {
+        for (auto& other : observations) {
+          if (&other != &observation) other.invalidate();
+        }
+      }).join();
+    });
+  }
+  player->volume = 1;
+  EXPECT_EQ(changes, 1);
+}
+
+TEST(NSKeyValueObservation, OfAFunctionThatThrowsIsNotMade) {
+  struct Failing {
+    Property<int> value = 0;
+    [[nodiscard]] int checked() const {
+      if (value == 0) throw std::runtime_error("no");
+      return value;
+    }
+  };
+  const auto failing = std::make_shared<Failing>();
+  auto witness = std::make_shared<int>();
+  EXPECT_THROW(
+      static_cast<void>(observe(failing, keyPath<&Failing::checked>, Options::none, [witness](const auto&) {})),
+      std::runtime_error);
+  EXPECT_EQ(witness.use_count(), 1);
+  failing->value = 1;
+}
+
+TEST(NSKeyValueObservation, ComesAndGoesOnSeveralThreadsWhileOthersChange) {
+  for (int round = 0; round < repetitions(100); ++round) {
+    const auto counter = std::make_shared<Counter>();
+    std::atomic<int> last = 0;
+    const auto stays =
+        observe(counter, keyPath<&Counter::value>, Options::new_, [&](const auto& change) { last = *change.newValue; });
+    const auto comeAndGo = [&] {
+      for (int i = 0; i < 20; ++i) {
+        auto alive = std::make_unique<int>(1);
+        auto observation = observe(counter, keyPath<&Counter::value>, Options::new_,
+                                   [inside = alive.get()](const auto&) { ASSERT_EQ(*inside, 1); });
+        observation.invalidate();
+        alive.reset();
+      }
+    };
+    const auto change = [&] {
+      for (int i = 0; i < 40; ++i) counter->increment();
+    };
+    std::vector<std::thread> threads;
+    threads.emplace_back(comeAndGo);
+    threads.emplace_back(comeAndGo);
+    threads.emplace_back(change);
+    change();
+    for (auto& thread : threads) thread.join();
+    ASSERT_EQ(last, 80);
+  }
+}
+
+// What is read changes on one thread, what it is read from on the other.
+TEST(NSKeyValueObservation, OfAFunctionThatReadsNowThisNowThatTellsTheLastValueToo) {
+  struct Two {
+    Counter choice;
+    Counter even;
+    Counter odd;
+    [[nodiscard]] int value() const { return choice.value() % 2 == 0 ? even.value() : odd.value(); }
+  };
+  for (int round = 0; round < repetitions(100); ++round) {
+    const auto two = std::make_shared<Two>();
+    std::atomic<int> last = 0;
+    const auto observation =
+        observe(two, keyPath<&Two::value>, Options::new_, [&](const auto& change) { last = *change.newValue; });
+    std::thread chooser([&] {
+      for (int i = 0; i < 21; ++i) two->choice.increment();
+    });
+    std::thread other([&] {
+      for (int i = 0; i < 30; ++i) two->odd.increment();
+    });
+    for (int i = 0; i < 10; ++i) two->even.increment();
+    chooser.join();
+    other.join();
+    ASSERT_EQ(last, 30);
+  }
 }
 
 TEST(NSKeyValueObservation, WaitsAtItsEndForACallOnAnotherThread) {

@@ -13,8 +13,11 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Platform/Observation/ChangeFollower.hpp"
 #include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Tasks/FramePool.hpp"
+#include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -23,6 +26,10 @@ namespace {
 using testing::ElementsAre;
 using testing::KilledBySignal;
 using Tests::repetitions;
+
+// As documented.
+static_assert(sizeof(void*) != 8 || (sizeof(detail::ObservationPoint) == 40 && sizeof(detail::Tracking) == 80));
+static_assert(sizeof(void*) != 8 || (sizeof(detail::ChangeFollower) == 40 && sizeof(detail::Registration) == 48));
 
 /// One observable number. The value may be read and written by any thread, so that what is tested are the
 /// announcements.
@@ -444,6 +451,99 @@ TEST(ObservationTracking, CallsAHandlerOnceThoughSeveralThreadsChangeSeveralProp
     other.join();
     cells.reset();
     ASSERT_EQ(changes, 1);
+  }
+}
+
+// What a thread keeps to track the same again goes with what was tracked, or with the thread.
+TEST(ObservationTracking, LeavesNothingBehindInWhateverOrderThreadsAndObjectsEnd) {
+  const auto trackAndChange = [](Cell& cell) {
+    for (int i = 0; i < 3; ++i) {
+      int changes = 0;
+      withObservationTracking([&] { return cell.value(); }, [&] { ++changes; });
+      cell.setValue(i);
+      ASSERT_EQ(changes, 1);
+    }
+  };
+  const auto balance = [&](auto body) {
+    const long before = Tests::allocatedBlocks();
+    body();
+    return Tests::allocatedBlocks() - before;
+  };
+  const auto onOneThread = [&] {
+    Cell first;
+    Cell second;
+    trackAndChange(first);
+    trackAndChange(second);
+    trackAndChange(first);
+  };
+  const auto theThreadEndsFirst = [&] {
+    Cell cell;
+    onAnotherThread([&] { trackAndChange(cell); });
+    trackAndChange(cell);
+  };
+  const auto theObjectEndsFirst = [&] {
+    auto cell = std::make_unique<Cell>();
+    std::atomic<bool> isTracked = false;
+    std::atomic<bool> hasEnded = false;
+    std::thread other([&] {
+      trackAndChange(*cell);
+      isTracked = true;
+      isTracked.notify_one();
+      hasEnded.wait(false);
+    });
+    isTracked.wait(false);
+    cell.reset();
+    hasEnded = true;
+    hasEnded.notify_one();
+    other.join();
+  };
+  // The first round makes what stays: the threads' free lists.
+  for (int round = 0; round < 3; ++round) {
+    const long one = balance(onOneThread);
+    const long two = balance(theThreadEndsFirst);
+    const long three = balance(theObjectEndsFirst);
+    if (round == 0) continue;
+    EXPECT_EQ(one, 0);
+    EXPECT_EQ(two, 0);
+    EXPECT_EQ(three, 0);
+  }
+}
+
+TEST(ObservationTracking, AllocatesNothingToTrackTheSameAgain) {
+  Cell cell;
+  int changes = 0;
+  const auto cycle = [&] {
+    withObservationTracking([&] { return cell.value(); }, [&] { ++changes; });
+    cell.setValue(changes);
+  };
+  cycle();
+  // Under a sanitizer each tracking is an allocation of its own.
+  EXPECT_EQ(Tests::allocationsOf(cycle), detail::poolsFrames ? 0 : 1);
+  EXPECT_EQ(changes, 2);
+}
+
+// Many threads at the lists of one property at once.
+TEST(ObservationTracking, TakesThatManyThreadsTrackAndChangeTheSameAtOnce) {
+  for (int round = 0; round < repetitions(30); ++round) {
+    Cell cell;
+    std::atomic<int> installed = 0;
+    std::atomic<int> called = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&, thread] {
+        for (int i = 0; i < 100; ++i) {
+          if ((i + thread) % 3 == 0) {
+            cell.setValue(i);
+          } else {
+            ++installed;
+            withObservationTracking([&] { return cell.value(); }, [&] { ++called; });
+          }
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    cell.setValue(0);
+    ASSERT_EQ(called, installed);
   }
 }
 

@@ -16,10 +16,10 @@
 #include <thread>
 #include <vector>
 
+#include "../../Support/LastingClock.hpp"
 #include "../../Support/Repetitions.hpp"
 #include "../../Support/WaitUntil.hpp"
 #include "../Foundation/TemporaryFolder.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 
@@ -68,7 +68,7 @@ class JournaledUserDefaultsTest : public ::testing::Test {
   }
   void makeFolder() { std::filesystem::create_directories(folder()); }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
   TessalyTests::TemporaryFolder folder_;
@@ -140,6 +140,12 @@ TEST_F(JournaledUserDefaultsTest, TakesIllFormedKeysForTheirReplacement) {
   EXPECT_EQ(store->value("a\xFF"), 1);
   EXPECT_EQ(store->value("a\uFFFD"), 1);
   EXPECT_EQ(stored(), (Dictionary{{"a\uFFFD", 1}}));
+  const auto recorder = std::make_shared<Recorder>();
+  store->addObserver(recorder, "a\xFF", KeyValueObservingOptions::newValue, nullptr);
+  store->set(2, "a\xFF");
+  store->set(3, "a\uFFFD");
+  ASSERT_EQ(recorder->calls().size(), 2u);
+  EXPECT_EQ(recorder->calls()[1].key, "a\xFF");  // As the observer names it.
 }
 
 TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAQuarterOfASecondAfterTheFirstWrite) {

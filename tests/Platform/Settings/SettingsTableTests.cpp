@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,6 +56,41 @@ TEST(SettingsTable, GivesEveryReaderAWholeValueWhileOthersWrite) {
   for (int i = 0; i < Tests::repetitions(20'000); ++i) table.exchange("key", i % 2 == 0 ? second : first);
   isOver = true;
   for (auto& reader : readers) reader.join();
+}
+
+TEST(SettingsTable, ItsRevisionIsAnotherAfterEachExchangeAndThatOfNoOtherTable) {
+  std::set<std::uint64_t> seen;
+  for (int i = 0; i < 3; ++i) {
+    SettingsTable table;
+    EXPECT_TRUE(seen.insert(table.revision()).second);
+    for (const std::optional<PropertyList>& value : {std::optional<PropertyList>(1), std::optional<PropertyList>(1),
+                                                     std::optional<PropertyList>(), std::optional<PropertyList>()}) {
+      table.exchange("key", value);
+      EXPECT_TRUE(seen.insert(table.revision()).second);
+    }
+    EXPECT_TRUE(table.value("key") == std::nullopt);
+    EXPECT_FALSE(seen.insert(table.revision()).second);
+  }
+  EXPECT_FALSE(seen.contains(0));
+}
+
+TEST(SettingsTable, WhoSeesARevisionSeesTheChange) {
+  SettingsTable table;
+  std::atomic<bool> isDone{false};
+  std::thread writer([&] {
+    for (int i = 1; i <= Tests::repetitions(2000); ++i) table.exchange("key", PropertyList(i));
+    isDone = true;
+  });
+  std::uint64_t known = 0;
+  std::optional<PropertyList> value;
+  while (!isDone) {
+    const std::uint64_t revision = table.revision();
+    if (revision != known) value = table.value("key");
+    known = revision;
+  }
+  writer.join();
+  if (table.revision() != known) value = table.value("key");
+  EXPECT_EQ(value, Tests::repetitions(2000));
 }
 
 }  // namespace

@@ -18,25 +18,34 @@ namespace {
 
 using TessalyTests::TemporaryFolder;
 
+/// The folder of the user's configuration while this process lives. The store writes there once more when it ends, so
+/// the folder goes after that.
+const std::string& configuration() {
+  static TemporaryFolder& folder = *new TemporaryFolder;
+  static const bool isPrepared = [] {
+    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    return std::atexit([] { delete &folder; }) == 0;
+  }();
+  EXPECT_TRUE(isPrepared);
+  return folder.path();
+}
+
 TEST(UserDefaults, StandsInTheFolderOfTheBundlesIdentifier) {
-  const TemporaryFolder home;
-  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  const std::string& home = configuration();
   Bundle::setMain({.identifier = "org.example.player"});
   UserDefaults::standard()->set(1, "a");
-  EXPECT_EQ(UserDefaults::standard()->status().folder, home.path() + "/org.example.player");
+  EXPECT_EQ(UserDefaults::standard()->status().folder, home + "/org.example.player");
   EXPECT_TRUE(UserDefaults::standard()->synchronize());
-  EXPECT_TRUE(std::filesystem::exists(home.path() + "/org.example.player/Settings.plist"));
+  EXPECT_TRUE(std::filesystem::exists(home + "/org.example.player/Settings.plist"));
 }
 
 TEST(UserDefaults, StandsUnderTheExecutablesNameWithoutAnIdentifier) {
-  const TemporaryFolder home;
-  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
-  EXPECT_EQ(UserDefaults::standard()->status().folder, home.path() + "/PlatformSettingsTests");
+  const std::string& home = configuration();
+  EXPECT_EQ(UserDefaults::standard()->status().folder, home + "/PlatformSettingsTests");
 }
 
 TEST(UserDefaults, IsReplacedAndComesBack) {
-  const TemporaryFolder home;
-  ::setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+  configuration();
   const auto& system = UserDefaults::standard();
   {
     const auto fake = InMemoryUserDefaults::make();

@@ -12,6 +12,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Tessaly/Platform/Tasks/MainQueue.hpp"
@@ -86,6 +87,11 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
   }
 
   [[nodiscard]] URL url() const { return URL::fileURLWithPath(file_); }
+  /// So many in memory, a tenth on a disk that others use as well.
+  [[nodiscard]] static std::string countOf(int number) {
+    return std::to_string(
+        std::string_view(GetParam()) == "/dev/shm" ? number : std::min(Tests::repetitions(number / 10), number));
+  }
 
   /// Has the runtime open the descriptors that it keeps.
   void warmUp() const {
@@ -123,25 +129,25 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
   std::string file_;
 };
 
-TEST_P(FileChangesOn, AHundredThousandWritesOfAnotherProcessEndWithWhatTheFileHolds) {
+TEST_P(FileChangesOn, WritesOfAnotherProcessEndWithWhatTheFileHolds) {
   const auto kinds = follow({"python3", "-c", R"(
 import os, sys
-for number in range(100_000):
+for number in range(int(sys.argv[2])):
     descriptor = os.open(sys.argv[1], os.O_WRONLY)
     os.pwrite(descriptor, b'%09d' % number, 0)
     os.close(descriptor)
 with open(sys.argv[1], 'w') as file:
     file.write('end')
 )",
-                             file_});
+                             file_, countOf(100'000)});
   EXPECT_TRUE(has(kinds, FileChange::contents));
   EXPECT_FALSE(has(kinds, FileChange::replaced));
 }
 
-TEST_P(FileChangesOn, AThousandReplacementsByAnotherProcessEndWithWhatTheFileHolds) {
+TEST_P(FileChangesOn, ReplacementsByAnotherProcessEndWithWhatTheFileHolds) {
   const auto kinds = follow({"python3", "-c", R"(
 import os, sys
-for number in range(1000):
+for number in range(int(sys.argv[2])):
     with open(sys.argv[1] + '.new', 'w') as file:
         file.write('%09d' % number)
     os.rename(sys.argv[1] + '.new', sys.argv[1])
@@ -149,8 +155,54 @@ with open(sys.argv[1] + '.new', 'w') as file:
     file.write('end')
 os.rename(sys.argv[1] + '.new', sys.argv[1])
 )",
-                             file_});
+                             file_, countOf(1000)});
   EXPECT_TRUE(has(kinds, FileChange::replaced));
+}
+
+TEST_P(FileChangesOn, WhateverIsWrittenAndReplacedAPauseFindsTheReaderWithWhatTheFileHolds) {
+  // 100 writes and a replacement a thousand times; twenty times the writer waits until its last word was read.
+  FileManager& files = FileManager::default_();
+  warmUp();
+  const auto before = openDescriptors();
+  int pauses = 0;
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(files, url()).makeAsyncIterator();
+    Program program({"python3", "-c", R"(
+import os, sys, time
+name, count = sys.argv[1], int(sys.argv[2])
+for number in range(1, count + 1):
+    for write in range(100):
+        descriptor = os.open(name, os.O_WRONLY)
+        os.pwrite(descriptor, b'%09d' % write, 0)
+        os.close(descriptor)
+    is_pause = number % (count // 20) == 0
+    ends_replaced = number % (count // 10) == 0
+    with open(name + '.new', 'w') as file:
+        file.write(('pause %d' if ends_replaced else '%09d') % number)
+    os.rename(name + '.new', name)
+    if is_pause and not ends_replaced:
+        with open(name, 'w') as file:
+            file.write('pause %d' % number)
+    while is_pause and not os.path.exists('%s.%d' % (name, number)):
+        time.sleep(0.0005)
+)",
+                     file_, countOf(1000)});
+    std::string last;
+    while (last != "pause " + countOf(1000)) {
+      const auto change = co_await changes.next();
+      EXPECT_TRUE(change);
+      last = textOf(file_);
+      if (!last.starts_with("pause ")) continue;
+      const std::string read = file_ + "." + last.substr(6);
+      if (std::filesystem::exists(read)) continue;
+      ++pauses;
+      std::ofstream(read) << "read";
+    }
+    while (!program.hasEnded()) co_await Task<>::yield();
+    EXPECT_EQ(program.exitStatus(), 0);
+  });
+  EXPECT_EQ(pauses, 20);
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_P(FileChangesOn, RemovalAndReturnByAnotherProcessEndWithWhatTheFileHolds) {

@@ -36,7 +36,7 @@ constexpr const char* properties = "org.freedesktop.DBus.Properties";
 /// Answers in NetworkManager's name, or does not.
 class StandIn {
  public:
-  enum class Manner : std::uint8_t { answers, isSilent, refuses, answersWithText };
+  enum class Manner : std::uint8_t { answers, isSilent, refuses, answersWithText, comesLate, hasNone };
   enum class Name : std::uint8_t { owned, notOwned };
 
   explicit StandIn(std::uint32_t metered, Manner manner = Manner::answers, Name name = Name::owned)
@@ -101,6 +101,11 @@ class StandIn {
         return 1;
       case Manner::refuses:
         return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_ACCESS_DENIED, "no");
+      case Manner::comesLate:
+        if (++questions_ > 3) return sd_bus_reply_method_return(message, "v", "u", metered_);
+        [[fallthrough]];
+      case Manner::hasNone:
+        return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_UNKNOWN_METHOD, "no such interface");
       case Manner::answersWithText:
         return sd_bus_reply_method_return(message, "v", "s", "yes");
     }
@@ -122,6 +127,7 @@ class StandIn {
   std::mutex mutex_;
   std::uint32_t metered_;
   const Manner manner_;
+  int questions_ = 0;
   sd_bus_message* kept_ = nullptr;
   std::atomic<bool> isDone_{false};
   std::thread thread_;
@@ -230,6 +236,21 @@ TEST_F(Metered, SilenceIsNotWaitedForAndALateAnswerIsTaken) {
   EXPECT_EQ(follower.watch().state().source, Source::asking);
   EXPECT_TRUE(follower.becomes(Source::noAnswer));
   manager.answerLate();
+  EXPECT_TRUE(follower.becomes(true));
+}
+
+TEST_F(Metered, ADaemonWhoseObjectComesAfterItsNameIsAskedAgain) {
+  StandIn manager(1, StandIn::Manner::comesLate);
+  Follower follower;
+  EXPECT_TRUE(follower.becomes(true));
+  for (const State& state : follower.states()) EXPECT_NE(state.source, Source::wrongAnswer);
+}
+
+TEST_F(Metered, ADaemonThatHasNoSuchPropertyIsBelievedInTheEnd) {
+  StandIn manager(1, StandIn::Manner::hasNone);
+  Follower follower;
+  EXPECT_TRUE(follower.becomes(Source::wrongAnswer));
+  manager.change(1);
   EXPECT_TRUE(follower.becomes(true));
 }
 

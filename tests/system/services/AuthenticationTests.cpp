@@ -8,6 +8,7 @@
 #include <csignal>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Authentication/LAError.hpp"
@@ -148,6 +149,34 @@ TEST_F(AuthenticationTest, AnAuthorityThatNeverAnswersTheFirstQuestionIsGivenUp)
   ASSERT_EQ(polkit->reason(), "");
   polkit->process().signal(SIGSTOP);
   EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
+}
+
+TEST_F(AuthenticationTest, ABusThatDiesWhileTheUserIsAskedEndsTheQuestion) {
+  const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
+  ASSERT_EQ(polkit->reason(), "");
+  std::thread killer([&] {
+    comesTrue([&] { return polkit->calls().size() == 2; });
+    bus_.daemon().end();
+  });
+  EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
+  killer.join();
+}
+
+TEST_F(AuthenticationTest, AnAuthorityThatDiesWhileTheUserIsAskedEndsTheQuestion) {
+  const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
+  ASSERT_EQ(polkit->reason(), "");
+  std::thread killer([&] {
+    comesTrue([&] { return polkit->calls().size() == 2; });
+    polkit->stop();
+  });
+  EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
+  killer.join();
+}
+
+TEST_F(AuthenticationTest, AUserWhoTakesLongerThanTwoSecondsIsWaitedFor) {
+  const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(2.5)\n    " + answer("True", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), success);
 }
 
 TEST_F(AuthenticationTest, NoAuthorityAndNoBusAreToldApartFromARefusal) {

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include "Tessaly/SystemServices/PasteboardService.hpp"
 #include "tests/Platform/Foundation/TemporaryFolder.hpp"
 #include "tests/system/services/Process.hpp"
+#include "tests/system/services/XServer.hpp"
 
 // The pasteboard of a real X server, read by another program.
 
@@ -27,41 +29,11 @@ using Tests::comesTrue;
 class X11Pasteboard : public testing::Test {
  protected:
   void SetUp() override {
-    ::unsetenv("WAYLAND_DISPLAY");
-    startServer();
-    if (display_.empty())
-      GTEST_SKIP() << "no X server could be started: " << Tests::contentsOf(folder_.path() + "/Xvfb.log");
-    if (Tests::Process({"xclip", "-version"}).wait() != 0) GTEST_SKIP() << "xclip is not installed";
+    if (!server_.reason().empty()) GTEST_SKIP() << server_.reason();
   }
+  std::string paste(const std::string& form = "UTF8_STRING") { return server_.paste(form); }
 
-  void startServer() {
-    const std::string number = folder_.path() + "/display";
-    std::filesystem::remove(number);
-    server_ = Tests::Process({"sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>" + number},
-                             folder_.path() + "/Xvfb.log");
-    comesTrue([&] { return Tests::contentsOf(number).ends_with('\n'); });
-    display_ = Tests::contentsOf(number);
-    if (display_.empty()) return;
-    display_.pop_back();
-    ::setenv("DISPLAY", (':' + display_).c_str(), 1);
-  }
-
-  // What another program pastes.
-  std::string paste(const std::string& form = "UTF8_STRING") {
-    const std::string file = folder_.path() + "/pasted";
-    Tests::Process reader({"timeout", "8", "xclip", "-selection", "clipboard", "-o", "-t", form}, file);
-    return reader.wait() == 0 ? Tests::contentsOf(file) : "failed";
-  }
-  Tests::Process copyElsewhere(const std::string& text) {
-    Tests::Process other({"sh", "-c", "printf %s '" + text + "' | exec xclip -quiet -selection clipboard"},
-                         "/dev/null");
-    comesTrue([&] { return paste() == text; });
-    return other;
-  }
-
-  TessalyTests::TemporaryFolder folder_;
-  Tests::Process server_;
-  std::string display_;
+  Tests::XServer server_;
   DisplayPasteboard pasteboard_;
 };
 
@@ -117,11 +89,11 @@ TEST_F(X11Pasteboard, SeveralProgramsPasteLargeContentsAtOnce) {
   std::vector<Tests::Process> readers;
   for (int i = 0; i < 4; ++i) {
     readers.emplace_back(std::vector<std::string>{"timeout", "8", "xclip", "-selection", "clipboard", "-o"},
-                         folder_.path() + "/pasted" + std::to_string(i));
+                         server_.folder() + "/pasted" + std::to_string(i));
   }
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(readers[static_cast<std::size_t>(i)].wait(), 0);
-    EXPECT_TRUE(Tests::contentsOf(folder_.path() + "/pasted" + std::to_string(i)) == large);
+    EXPECT_TRUE(Tests::contentsOf(server_.folder() + "/pasted" + std::to_string(i)) == large);
   }
 }
 
@@ -129,8 +101,8 @@ TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
   const std::string large(20'000'000, 'x');
   PasteboardService::write(large);
   for (int i = 0; i < 5; ++i) {
-    Tests::Process reader({"xclip", "-selection", "clipboard", "-o"}, folder_.path() + "/cut");
-    comesTrue([&] { return std::filesystem::exists(folder_.path() + "/cut"); });
+    Tests::Process reader({"xclip", "-selection", "clipboard", "-o"}, server_.folder() + "/cut");
+    comesTrue([&] { return std::filesystem::exists(server_.folder() + "/cut"); });
     reader.end();
   }
   PasteboardService::write("small");
@@ -140,7 +112,7 @@ TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
 TEST_F(X11Pasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
   PasteboardService::write("ours");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
-  const auto other = copyElsewhere("theirs");
+  const auto other = server_.copyElsewhere("theirs");
   EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
   EXPECT_EQ(paste(), "theirs");
   PasteboardService::write("ours again");
@@ -165,29 +137,52 @@ TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
 
 TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
   PasteboardService::write("lost");
-  server_.end();
+  server_.process().end();
   EXPECT_TRUE(
       comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
   PasteboardService::write("nowhere");
   EXPECT_EQ(PasteboardBackend::current().status(),
             (PasteboardStatus{PasteboardServer::none, PasteboardProblem::noDisplay, false}));
-  startServer();
-  ASSERT_NE(display_, "");
+  server_.start();
+  ASSERT_EQ(server_.reason(), "");
   PasteboardService::write("found");
   EXPECT_EQ(paste(), "found");
 }
 
 TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
   PasteboardService::write("text");
-  server_.signal(SIGSTOP);
+  server_.process().signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
   EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::notAnswering);
   DisplayPasteboard other;
   EXPECT_FALSE(other.setString("late", PasteboardType::string));
   EXPECT_EQ(other.status().problem, PasteboardProblem::notAnswering);
-  server_.signal(SIGCONT);
+  server_.process().signal(SIGCONT);
   PasteboardService::write("again");
   EXPECT_EQ(paste(), "again");
+}
+
+TEST_F(X11Pasteboard, ServesUntilItIsReplacedOrTheDisplayGoes) {
+  pasteboard_.waitWhileServing();  // Nothing is there yet.
+  PasteboardService::write("unrelated");
+  for (const bool isReplaced : {true, false}) {
+    pasteboard_.setString("ours", PasteboardType::string);
+    ASSERT_TRUE(pasteboard_.status().isOwner);
+    std::atomic<bool> hasReturned{false};
+    std::thread waiting([&] {
+      pasteboard_.waitWhileServing();
+      hasReturned = true;
+    });
+    EXPECT_EQ(paste(), "ours");
+    EXPECT_FALSE(hasReturned);
+    if (isReplaced) {
+      PasteboardService::write("other");
+    } else {
+      server_.process().end();
+    }
+    waiting.join();
+    EXPECT_FALSE(pasteboard_.status().isOwner);
+  }
 }
 
 class WaylandPasteboard : public testing::Test {
@@ -252,6 +247,42 @@ TEST_F(WaylandPasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRoun
   EXPECT_EQ(paste(), "theirs");
   PasteboardService::write("ours again");
   EXPECT_EQ(paste(), "ours again");
+}
+
+TEST_F(WaylandPasteboard, ServesUntilItIsReplaced) {
+  DisplayPasteboard pasteboard;
+  pasteboard.setString("ours", PasteboardType::string);
+  std::thread waiting([&] { pasteboard.waitWhileServing(); });
+  EXPECT_EQ(paste(), "ours");
+  const Tests::Process other({"wl-copy", "-f", "theirs"});
+  waiting.join();
+  EXPECT_FALSE(pasteboard.status().isOwner);
+}
+
+TEST_F(WaylandPasteboard, TwoHostsThatFightEndWithOneOwner) {
+  DisplayPasteboard pasteboards[2];
+  const auto write = [](DisplayPasteboard& pasteboard, const std::string& name) {
+    for (int i = 0; i < 200; ++i) {
+      pasteboard.clearContents();
+      pasteboard.setString(name, PasteboardType::string);
+    }
+  };
+  std::thread first([&] { write(pasteboards[0], "first"); });
+  std::thread second([&] { write(pasteboards[1], "second"); });
+  first.join();
+  second.join();
+  EXPECT_TRUE(comesTrue([&] { return pasteboards[0].status().isOwner != pasteboards[1].status().isOwner; }));
+  EXPECT_EQ(paste(), pasteboards[0].status().isOwner ? "first" : "second");
+}
+
+TEST_F(WaylandPasteboard, ADisplayThatHangsIsGivenUp) {
+  PasteboardService::write("text");
+  compositor_.signal(SIGSTOP);
+  EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
+  EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::notAnswering);
+  compositor_.signal(SIGCONT);
+  PasteboardService::write("again");
+  EXPECT_EQ(paste(), "again");
 }
 
 TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {

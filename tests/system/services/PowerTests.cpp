@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Linux/BusPower.hpp"
@@ -141,6 +144,69 @@ TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
   ASSERT_EQ(create(), 0);
   EXPECT_EQ(problems(), (std::vector{PowerProblem::notAnswering, PowerProblem::none}));
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+}
+
+/// A screen saver that answers after the limit, and knows who asked.
+class LateScreenSaver {
+ public:
+  explicit LateScreenSaver(const Tests::PrivateBus& bus) {
+    sd_bus_new(&bus_);
+    sd_bus_set_address(bus_, bus.address().c_str());
+    sd_bus_set_bus_client(bus_, 1);
+    isThere_ = sd_bus_start(bus_) >= 0 && sd_bus_request_name(bus_, "org.freedesktop.ScreenSaver", 0) >= 0;
+  }
+  ~LateScreenSaver() { sd_bus_flush_close_unref(bus_); }
+
+  [[nodiscard]] bool isThere() const { return isThere_; }
+  /// Waits for the question and answers after the pause. Who asked.
+  std::string answerOne(std::chrono::milliseconds pause) {
+    for (;;) {
+      sd_bus_message* message = nullptr;
+      if (const int result = sd_bus_process(bus_, &message); result < 0) return "";
+      if (message == nullptr) {
+        sd_bus_wait(bus_, 100'000);
+        continue;
+      }
+      std::string asker;
+      if (sd_bus_message_is_method_call(message, "org.freedesktop.ScreenSaver", "Inhibit") > 0) {
+        asker = sd_bus_message_get_sender(message);
+        std::this_thread::sleep_for(pause);
+        sd_bus_reply_method_return(message, "u", 7u);
+        sd_bus_flush(bus_);
+      }
+      sd_bus_message_unref(message);
+      if (!asker.empty()) return asker;
+    }
+  }
+
+ private:
+  sd_bus* bus_ = nullptr;
+  bool isThere_ = false;
+};
+
+TEST_F(PowerTest, AServiceThatAnswersTooLateSeesItsAskerGoAndTheNextOneIsAsked) {
+  LateScreenSaver saver(session_);
+  ASSERT_TRUE(saver.isThere());
+  const auto manager = sessionManager();
+  START(manager);
+  std::string asker;
+  std::thread serving([&] { asker = saver.answerOne(std::chrono::milliseconds(2500)); });
+  EXPECT_EQ(create(), 0);
+  serving.join();
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::notAnswering, PowerProblem::none}));
+  EXPECT_NE(asker, "");
+  EXPECT_FALSE(session_.hasOwner(asker));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
+}
+
+TEST_F(PowerTest, AServiceThatAnswersLateButInTimeIsTaken) {
+  LateScreenSaver saver(session_);
+  ASSERT_TRUE(saver.isThere());
+  std::thread serving([&] { saver.answerOne(std::chrono::milliseconds(300)); });
+  EXPECT_EQ(create(), 0);
+  serving.join();
+  EXPECT_EQ(power_.status().service, PowerService::screenSaver);
 }
 
 TEST_F(PowerTest, AServiceThatAnswersWithAnErrorIsPassedOverAndQuoted) {

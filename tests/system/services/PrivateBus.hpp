@@ -86,7 +86,8 @@ class MockService {
 
   void start() {
     // The mock chooses its bus by a switch, and the environment says where that bus is.
-    const bool isSystem = bus_.address() == std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    const char* const system = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    const bool isSystem = system != nullptr && bus_.address() == system;
     process_ = Process({"/usr/bin/python3", "-m", "dbusmock", isSystem ? "--system" : "--session", "--logfile", log(),
                         name_, path_, interface_},
                        bus_.folder() + "/mock.out");

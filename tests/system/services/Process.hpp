@@ -59,6 +59,7 @@ class Process {
   }
   ~Process() { end(); }
 
+  [[nodiscard]] pid_t identifier() const { return pid_; }
   void signal(int number) const { ::kill(pid_, number); }
   void end() {
     if (pid_ <= 0) return;
@@ -66,11 +67,16 @@ class Process {
     ::waitpid(pid_, nullptr, 0);
     pid_ = 0;
   }
-  /// Its exit status, after it has ended by itself; -1 if it was killed.
-  int wait() {
+  /// How it ended, as `waitpid` tells it, after it has ended by itself.
+  int waitStatus() {
     int status = 0;
     ::waitpid(pid_, &status, 0);
     pid_ = 0;
+    return status;
+  }
+  /// Its exit status, after it has ended by itself; -1 if it was killed.
+  int wait() {
+    const int status = waitStatus();
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 

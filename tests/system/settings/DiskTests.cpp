@@ -3,21 +3,21 @@
 // own, in mount namespaces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/LastingClock.hpp"
+#include "../../Support/MemoryVolume.hpp"
 #include "../../Support/WaitUntil.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
@@ -28,26 +28,11 @@ namespace {
 using Dictionary = PropertyList::Dictionary;
 using Tests::waitUntil;
 
-/// A file system in memory, seen by this process only. Made before any thread is, as namespaces of users want it.
 class SettingsDisk : public ::testing::Test {
  protected:
   void SetUp() override {
-    const uid_t user = ::getuid();
-    const gid_t group = ::getgid();
-    if (::unshare(CLONE_NEWNS) != 0) {
-      if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
-      }
-      std::ofstream("/proc/self/setgroups") << "deny";
-      std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-      std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-    }
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("tmpfs", disk_.path().c_str(), "tmpfs", 0, "size=4m") != 0) {
-      GTEST_SKIP() << "no file system of its own: " << std::strerror(errno);
-    }
+    if (!disk_.reason().empty()) GTEST_SKIP() << disk_.reason();
   }
-  void TearDown() override { ::umount2(disk_.path().c_str(), MNT_DETACH); }
 
   std::shared_ptr<JournaledUserDefaults> open() {
     return JournaledUserDefaults::open({.folder = folder(), .clock = clock_});
@@ -56,22 +41,16 @@ class SettingsDisk : public ::testing::Test {
     return JournaledUserDefaults::open({.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading})
         ->dictionaryRepresentation();
   }
-  [[nodiscard]] std::string folder() const { return disk_.path() + "/org.example.test"; }
-  [[nodiscard]] std::string filler() const { return disk_.path() + "/filler"; }
+  [[nodiscard]] std::string disk() const { return disk_.path(); }
+  [[nodiscard]] std::string folder() const { return disk_.path("org.example.test"); }
+  [[nodiscard]] std::string filler() const { return disk_.path("filler"); }
 
-  void fill() {
-    const int file = ::open(filler().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const std::string block(4096, 'x');
-    while (::write(file, block.data(), block.size()) > 0) {
-    }
-    EXPECT_EQ(errno, ENOSPC);
-    ::close(file);
-  }
+  void fill() { EXPECT_TRUE(disk_.fill("filler")); }
 
-  ManualClock clock_;
+  ManualClock& clock_ = Tests::lastingClock();
 
  private:
-  TessalyTests::TemporaryFolder disk_;
+  Tests::MemoryVolume disk_{"4m"};
 };
 
 TEST_F(SettingsDisk, FullLosesNothingStoredAndKeepsWritesInMemoryUntilThereIsRoom) {
@@ -120,8 +99,7 @@ TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   open()->set(1, "a");
-  const std::string disk = std::filesystem::path(folder()).parent_path();
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
   const auto store = open();
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
   EXPECT_EQ(store->value("a"), 1);
@@ -133,7 +111,7 @@ TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
   EXPECT_EQ(log->records().size(), 1u);
 
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT, nullptr), 0) << std::strerror(errno);
   store->set(4, "c");
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
   EXPECT_EQ(stored(), (Dictionary{{"a", 2}, {"b", 3}, {"c", 4}}));
@@ -143,13 +121,43 @@ TEST_F(SettingsDisk, ReadOnlyWithoutAnyJournalReadsThePropertyList) {
   std::filesystem::create_directory(folder());
   std::ofstream(folder() + "/Settings.plist")
       << PropertyListSerialization::data(Dictionary{{"a", 1}}, PropertyListFormat::xml).text();
-  const std::string disk = std::filesystem::path(folder()).parent_path();
-  ASSERT_EQ(::mount("none", disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
+  ASSERT_EQ(::mount("none", disk().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
   const auto store = open();
   EXPECT_EQ(store->value("a"), 1);
   store->set(2, "a");
   EXPECT_EQ(store->value("a"), 2);
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
+}
+
+TEST_F(SettingsDisk, OfAUserWithoutAHomeServesFromMemory) {
+  // Nobody knows this user: no file of users, and no service that makes one up.
+  std::ofstream(disk() + "/passwd");
+  std::ofstream(disk() + "/nsswitch.conf") << "passwd: files\n";
+  for (const std::string name : {"passwd", "nsswitch.conf"}) {
+    ASSERT_EQ(::mount((disk() + '/' + name).c_str(), ("/etc/" + name).c_str(), nullptr, MS_BIND, nullptr), 0)
+        << std::strerror(errno);
+  }
+  ::unsetenv("HOME");
+  ::unsetenv("XDG_CONFIG_HOME");
+  const auto& store = UserDefaults::standard();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::noFolder);
+  EXPECT_EQ(store->status().folder, "");
+  EXPECT_FALSE(store->synchronize());
+  ::umount2("/etc/passwd", MNT_DETACH);
+  ::umount2("/etc/nsswitch.conf", MNT_DETACH);
+}
+
+TEST_F(SettingsDisk, OfAUserWhoseHomeIsNotThereServesFromMemory) {
+  ::setenv("HOME", "/proc/nobody", 1);
+  ::unsetenv("XDG_CONFIG_HOME");
+  const auto& store = UserDefaults::standard();
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_NE(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(store->status().unstoredKeys, 1);
+  EXPECT_FALSE(store->synchronize());
 }
 
 TEST_F(SettingsDisk, OfAFolderThatCannotBeMadeServesFromMemory) {

@@ -60,16 +60,60 @@ TEST_F(DefaultsCommand, TellsWhatIsMissingByItsExitCode) {
   EXPECT_EQ(run("defaults read app b"), "tessaly defaults: There is no \"b\" in the settings of \"app\"\n(1)\n");
   EXPECT_EQ(run("defaults delete app b"), "tessaly defaults: There is no \"b\" in the settings of \"app\"\n(1)\n");
   EXPECT_EQ(run("defaults read a/b c"), "tessaly defaults: There is no place for the settings of \"a/b\"\n(1)\n");
-  EXPECT_TRUE(run("defaults import app /nowhere").ends_with("(1)\n"));
 }
 
 TEST_F(DefaultsCommand, TellsWrongUsageByItsExitCode) {
   for (const std::string arguments :
-       {"", "nothing", "defaults", "defaults nothing", "defaults read", "defaults read a b c", "defaults write app",
-        "defaults write app k", "defaults write app k -int x", "defaults write app k -int",
-        "defaults write app k -bool 2", "defaults write app k -float x", "defaults write app k -date today",
-        "defaults write app k -data 0", "defaults write app k -data zz", "defaults write app k -dict a",
-        "defaults write app k -set a", "defaults write app k a b", "defaults watch"}) {
+       {"",
+        "nothing",
+        "defaults",
+        "defaults nothing",
+        "defaults read",
+        "defaults read a b c",
+        "defaults write app",
+        "defaults write app k",
+        "defaults write app k -int x",
+        "defaults write app k -int",
+        "defaults write app k -bool 2",
+        "defaults write app k -float x",
+        "defaults write app k -date today",
+        "defaults write app k -data 0",
+        "defaults write app k -data zz",
+        "defaults write app k -dict a",
+        "defaults write app k -set a",
+        "defaults write app k a b",
+        "defaults watch",
+        "defaults write app k -int 18446744073709551616",
+        "defaults write app k -int -9223372036854775809",
+        "defaults write app k -int +-5",
+        "defaults write app k -int +",
+        "defaults write app k -int ' 5'",
+        "defaults write app k -int 5x",
+        "defaults write app k -int ''",
+        "defaults write app k -float 1e999",
+        "defaults write app k -float ''",
+        "defaults write app k -bool ''",
+        "defaults write app k -bool TRUE",
+        "defaults write app k -date ''",
+        "defaults write app k -date 2023-02-30T00:00:00Z",
+        "defaults write app k -date '2023-01-02T15:04:05Z</date><date>2023-01-02T15:04:05Z'",
+        "defaults write app k -date '<true/>'",
+        "defaults write app k -data '0 1'",
+        "defaults write app k -data +1",
+        "defaults write app k -array -array a",
+        "defaults write app k -array -dict a",
+        "defaults write app k -array -int",
+        "defaults write app k -dict a -int",
+        "defaults write app k -",
+        "defaults write app k -- -x",
+        "defaults export",
+        "defaults export app a b",
+        "defaults export app -json",
+        "defaults import",
+        "defaults import app a b",
+        "defaults import app -xml",
+        "defaults delete",
+        "defaults delete app a b"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);
   }
   EXPECT_FALSE(std::filesystem::exists(path("app")));
@@ -80,6 +124,77 @@ TEST_F(DefaultsCommand, Helps) {
   EXPECT_TRUE(run("--help").ends_with("(0)\n"));
   EXPECT_TRUE(run("defaults --help").starts_with("Usage: tessaly defaults <operation>"));
   EXPECT_TRUE(run("defaults --help").ends_with("(0)\n"));
+  for (const std::string operation : {"read", "write", "delete", "export", "import", "watch"}) {
+    EXPECT_TRUE(run("defaults " + operation + " --help").starts_with("Usage: tessaly defaults <operation>"));
+    EXPECT_TRUE(run("defaults " + operation + " -h").ends_with("(0)\n"));
+  }
+}
+
+TEST_F(DefaultsCommand, SaysWhichFileItCouldNotUse) {
+  run("defaults write app a 1");
+  EXPECT_EQ(run("defaults import app /nowhere/file"),
+            "tessaly defaults: Cannot read \"/nowhere/file\": No such file or directory\n(1)\n");
+  EXPECT_EQ(run("defaults import app /"), "tessaly defaults: Cannot read \"/\": Is a directory\n(1)\n");
+  EXPECT_EQ(run("defaults export app /nowhere/file"),
+            "tessaly defaults: Cannot write \"/nowhere/file\": No such file or directory\n(1)\n");
+}
+
+TEST_F(DefaultsCommand, TakesOddKeysAndValues) {
+  EXPECT_EQ(run("defaults write app '' empty"), "(0)\n");
+  EXPECT_EQ(run("defaults write app a.b dots"), "(0)\n");
+  EXPECT_EQ(run("defaults write app -x option"), "(0)\n");
+  EXPECT_EQ(run("defaults write app \"$(printf 'line\\nbreak')\" \"$(printf '\\033[1m')\""), "(0)\n");
+  EXPECT_EQ(run("defaults write app data -data ''"), "(0)\n");
+  EXPECT_EQ(run("defaults write app list -array"), "(0)\n");
+  EXPECT_EQ(run("defaults write app map -dict"), "(0)\n");
+  EXPECT_EQ(run("defaults write app number -5"), "(0)\n");
+  EXPECT_EQ(run("defaults read app"),
+            " = \"empty\"\n-x = \"option\"\na.b = \"dots\"\ndata = <>\n\"line\\u000abreak\" = \"\\u001b[1m\"\n"
+            "list = []\nmap = {}\nnumber = \"-5\"\n(0)\n");
+  EXPECT_EQ(run("defaults write app long \"$(head -c 100000 /dev/zero | tr '\\0' x)\""), "(0)\n");
+  EXPECT_EQ(run("defaults read app long | wc -c"), "100001\n(0)\n");
+  EXPECT_EQ(run("defaults write app \"$(head -c 10000 /dev/zero | tr '\\0' k)\" v"), "(0)\n");
+  EXPECT_EQ(run("defaults read app \"$(head -c 10000 /dev/zero | tr '\\0' k)\""), "v\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, RefusesPropertyListsThatLieAndChangesNothing) {
+  run("defaults write app a 1");
+  std::string deep = "<plist><dict><key>k</key>";
+  for (int i = 0; i < 10'000; ++i) deep += "<array>";
+  for (const std::string& bytes : {std::string(), std::string("bplist00"), std::string("<plist><array/></plist>"), deep,
+                                   std::string("<plist><dict><key>a</key></dict></plist>")}) {
+    std::ofstream(path("file"), std::ios::trunc) << bytes;
+    const std::string said = run("defaults import app - < " + path("file"));
+    EXPECT_TRUE(said.starts_with("tessaly defaults: ") && said.ends_with("(1)\n")) << said;
+  }
+  EXPECT_EQ(run("defaults read app"), "a = \"1\"\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, FailsWhenItsOutputCannotBeWritten) {
+  run("defaults write app a 1");
+  for (const std::string arguments : {"defaults read app", "defaults export app", "--help", "defaults --help"}) {
+    for (const std::string output : {"/dev/full", "&-"}) {
+      const std::string said =
+          outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly " + arguments + " 2>" + path("said") +
+                   " >" + output + "; cat " + path("said") + "; ls " + path("app"));
+      EXPECT_TRUE(said.ends_with(": Cannot write to standard output\nSettings.plist\njournal\n")) << said;
+    }
+  }
+}
+
+TEST_F(DefaultsCommand, EndsWithItsReaderAndWithoutAWord) {
+  std::string list = "<plist><dict>";
+  for (int i = 0; i < 2000; ++i)
+    list += "<key>k" + std::to_string(i) + "</key><string>" + std::string(500, 'x') + "</string>";
+  std::ofstream(path("file")) << list << "</dict></plist>";
+  EXPECT_EQ(run("defaults import app " + path("file")), "(0)\n");
+  const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
+  EXPECT_EQ(outputOf("bash -c '" + program + " defaults read app 2>&1 | head -c 5; echo \"(${PIPESTATUS[0]})\"'"),
+            "k0 = (141)\n");
+  // Whoever starts it without that signal is told in words.
+  EXPECT_EQ(outputOf("bash -c 'trap \"\" PIPE; { " + program + " defaults read app; echo \"($?)\" >&2; } 2>" +
+                     path("said") + " | head -c 5'; cat " + path("said")),
+            "k0 = tessaly defaults: Cannot write to standard output\n(1)\n");
 }
 
 TEST_F(DefaultsCommand, DeletesOneKeyOrAll) {

@@ -37,6 +37,8 @@ class TESSALY_EXPORT KeyValueObservers {
     std::weak_ptr<KeyValueObserver> observer;
     const KeyValueObserver* address;
     std::optional<std::string> key;
+    /// What stores make of a key that is ill-formed.
+    std::optional<std::string> replacement;
     KeyValueObservingOptions options;
     void* context;
   };

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -29,6 +31,8 @@ class TESSALY_EXPORT SettingsTable {
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
   /// Every entry. Consistent only if nobody writes meanwhile.
   [[nodiscard]] PropertyList::Dictionary all() const;
+  /// Another number after each exchange; one that no other table has had.
+  [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
 
  private:
   struct Hash {
@@ -42,7 +46,10 @@ class TESSALY_EXPORT SettingsTable {
 
   [[nodiscard]] const Part& partOf(std::string_view key) const noexcept;
 
+  static std::uint64_t nextRevision() noexcept;
+
   std::array<Part, 16> parts_;
+  std::atomic<std::uint64_t> revision_{nextRevision()};
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -12,27 +12,27 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The slots of a ring, which begin as raw memory: who holds it knows which of them are occupied. Copies of a ring
-/// share it until one of them is written.
+/// The slots of a collection, which begin as raw memory: who holds it knows which of them are occupied. Copies of the
+/// collection share it until one of them is written.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>
-class RingStorage {
+class SlotStorage {
  public:
   /// So many slots. Throws `std::bad_alloc`.
-  static RingStorage* make(std::int64_t slotCount) {
+  static SlotStorage* make(std::int64_t slotCount) {
     if (static_cast<std::uint64_t>(slotCount) > (maximumBytes - slotsOffset) / sizeof(Element)) {
       throw std::bad_array_new_length();
     }
     void* block = ::operator new(slotsOffset + static_cast<std::size_t>(slotCount) * sizeof(Element), alignment);
-    return ::new (block) RingStorage;
+    return ::new (block) SlotStorage;
   }
-  RingStorage(const RingStorage&) = delete;
-  RingStorage& operator=(const RingStorage&) = delete;
+  SlotStorage(const SlotStorage&) = delete;
+  SlotStorage& operator=(const SlotStorage&) = delete;
 
   /// Frees the memory. The slots must be unoccupied.
-  static void free(RingStorage* storage) noexcept {
-    storage->~RingStorage();
+  static void free(SlotStorage* storage) noexcept {
+    storage->~SlotStorage();
     ::operator delete(static_cast<void*>(storage), alignment);
   }
 
@@ -40,10 +40,14 @@ class RingStorage {
   [[nodiscard]] Element* cells() noexcept {
     return reinterpret_cast<Element*>(reinterpret_cast<std::byte*>(this) + slotsOffset);
   }
+  /// The storage whose first slot this is.
+  [[nodiscard]] static SlotStorage* of(Element* cells) noexcept {
+    return reinterpret_cast<SlotStorage*>(reinterpret_cast<std::byte*>(cells) - slotsOffset);
+  }
 
  private:
-  RingStorage() noexcept = default;
-  ~RingStorage() = default;
+  SlotStorage() noexcept = default;
+  ~SlotStorage() = default;
 
   static constexpr std::size_t maximumBytes = std::numeric_limits<std::ptrdiff_t>::max();
   static constexpr std::size_t blockAlignment =

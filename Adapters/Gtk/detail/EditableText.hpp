@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The text of a `GtkEditable`, which may go before this. Positions count characters.
+class EditableText {
+ public:
+  /// What is selected: from where it was begun to the cursor, which are the same if nothing is.
+  struct Selection {
+    int bound = 0;
+    int cursor = 0;
+    friend bool operator==(const Selection&, const Selection&) noexcept = default;
+  };
+
+  explicit EditableText(GtkEditable* editable) : editable_(editable) {
+    g_object_add_weak_pointer(G_OBJECT(editable_), reinterpret_cast<gpointer*>(&editable_));
+  }
+  EditableText(const EditableText&) = delete;
+  EditableText& operator=(const EditableText&) = delete;
+  ~EditableText() {
+    if (isThere()) g_object_remove_weak_pointer(G_OBJECT(editable_), reinterpret_cast<gpointer*>(&editable_));
+  }
+
+  /// The one of a compound widget that says what happens to the text.
+  static GtkEditable* innermost(GtkEditable* field, std::string_view file) {
+    if (field == nullptr) fatalError("A hook of a field needs a field", file, __LINE__);
+    while (GtkEditable* delegate = gtk_editable_get_delegate(field)) field = delegate;
+    return field;
+  }
+
+  /// With a mark for what is not UTF-8, and as far as the first zero.
+  static std::string valid(const std::string& text) {
+    char* mended = g_utf8_make_valid(text.c_str(), -1);
+    std::string result(mended);
+    g_free(mended);
+    return result;
+  }
+
+  /// From one position to another, the end if negative.
+  static std::string part(const std::string& text, int start, int end) {
+    const char* first = g_utf8_offset_to_pointer(text.c_str(), start);
+    if (end < 0) return first;
+    return std::string(first, static_cast<std::size_t>(g_utf8_offset_to_pointer(first, end - start) - first));
+  }
+
+  [[nodiscard]] bool isThere() const noexcept { return editable_ != nullptr; }
+  [[nodiscard]] GtkEditable* editable() const noexcept { return editable_; }
+  [[nodiscard]] GtkWidget* widget() const noexcept { return GTK_WIDGET(editable_); }
+
+  [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
+  [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
+
+  /// Changes only what differs.
+  void set(const std::string& text) {
+    const std::string old = get();
+    const char* from = old.c_str();
+    const char* to = text.c_str();
+    int start = 0;
+    while (*from != 0 && g_utf8_get_char(from) == g_utf8_get_char(to)) {
+      from = g_utf8_next_char(from);
+      to = g_utf8_next_char(to);
+      ++start;
+    }
+    const char* fromEnd = old.c_str() + old.size();
+    const char* toEnd = text.c_str() + text.size();
+    int end = static_cast<int>(g_utf8_strlen(old.c_str(), -1));
+    while (fromEnd > from && toEnd > to) {
+      const char* previousFrom = g_utf8_prev_char(fromEnd);
+      const char* previousTo = g_utf8_prev_char(toEnd);
+      if (g_utf8_get_char(previousFrom) != g_utf8_get_char(previousTo)) break;
+      fromEnd = previousFrom;
+      toEnd = previousTo;
+      --end;
+    }
+    if (start < end) gtk_editable_delete_text(editable_, start, end);
+    if (to < toEnd) gtk_editable_insert_text(editable_, to, static_cast<int>(toEnd - to), &start);
+  }
+
+  [[nodiscard]] Selection selection() const {
+    int start = 0;
+    int end = 0;
+    const int cursor = gtk_editable_get_position(editable_);
+    if (!gtk_editable_get_selection_bounds(editable_, &start, &end)) return {cursor, cursor};
+    return {cursor == start ? end : start, cursor};
+  }
+  void select(const Selection& selection) { gtk_editable_select_region(editable_, selection.bound, selection.cursor); }
+
+ private:
+  GtkEditable* editable_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QEvent>
+#include <QLineEdit>
+#include <QMetaObject>
+#include <QString>
+#include <QValidator>
+#include <any>
+#include <concepts>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Adapters/detail/FormattedField.hpp"
+#include "Tessaly/Platform/Text/Formatter.hpp"
+
+namespace Tessaly::inline v1::Qt6 {
+
+/// Polices a `QLineEdit` by a `Formatter`, and shows in it the text of an object.
+///
+/// At every change by the user (typing, pasting, dropping, cutting, committing what an input method composed) the
+/// formatter is asked `isPartialStringValid`. What it refuses leaves the field as it was, cursor and selection
+/// included; a replacement takes the place of the whole text as soon as the event loop turns, before the field gets
+/// another event, and undoing brings back what stood there before the refused change. When editing ends (Return, or the
+/// focus leaves) it is asked `getObjectValue`, and the field then shows `string` of that object. A formatter with
+/// `numberFromAnyString`, such as `Formatters::RangeNumber`, is asked for that if `getObjectValue` cannot read the
+/// text: so affixes need not be typed.
+///
+/// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which refuse but do not replace, and input
+/// masks. Texts that the program sets are not policed, nor is what undoing brings back: `validate` calls them
+/// `Intermediate` if the formatter refuses them, and policing goes on with the next change. `Acceptable` is what
+/// editing could end with. Lone surrogates are refused.
+///
+/// It makes itself the field's validator and belongs to it; do not give it to another field. No moc is needed.
+///
+/// Stops the process: no formatter, no field; a formatter or a handler that throws.
+///
+/// Thread contract: main-isolated.
+///
+///     auto level = Formatters::RangeNumber<int>::make(ClosedRange(0, 100));
+///     auto* validator = new Qt6::FormatterValidator(level, field);
+///     validator->setObjectValue(50);
+///     validator->onEditingEnd([](const std::any& object) { show(std::any_cast<NSNumber>(object)); });
+class FormatterValidator : public QValidator {
+ public:
+  using EndHandler = detail::FormattedField::EndHandler;
+  using RefusalHandler = detail::FormattedField::RefusalHandler;
+
+  template <std::derived_from<Formatter> Kind>
+  FormatterValidator(std::shared_ptr<Kind> formatter, QLineEdit* field)
+      : QValidator(checked(field)), field_(field), formatted_(std::move(formatter), file), standing_(field->text()) {
+    QObject::connect(field, &QLineEdit::inputRejected, this, [this] { noteRefusal(); });
+    QObject::connect(field, &QLineEdit::textChanged, this, [this](const QString& text) {
+      if (refusal_ && refusal_->text != text) refusal_.reset();
+      standing_ = text;
+    });
+    QObject::connect(field, &QLineEdit::editingFinished, this, [this] { finish(); });
+    field->installEventFilter(this);
+    field->setValidator(this);
+  }
+
+  /// What editing ended with last, or what was set since; empty before that.
+  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.object(); }
+  /// Shows an object, and forgets what could be undone. False, and nothing is done, if the formatter is not for such
+  /// objects.
+  bool setObjectValue(std::any object) {
+    const std::optional<std::string> text = formatted_.write(object);
+    if (!text) return false;
+    formatted_.setObject(std::move(object));
+    refusal_.reset();
+    takeAsItIs([&] { field_->setText(QString::fromStdString(*text)); });
+    return true;
+  }
+
+  /// Called whenever editing ends with a text that the formatter can read, after the field shows the object.
+  void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
+  /// Called with every text that the formatter refused, also at the end of editing, and with the description that it
+  /// gave, if any; after a replacement stands in the field.
+  void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
+
+  bool eventFilter(QObject*, QEvent* event) override {
+    switch (event->type()) {
+      case QEvent::ShortcutOverride:
+      case QEvent::KeyPress:
+      case QEvent::InputMethod:
+      case QEvent::MouseButtonPress:
+      case QEvent::ContextMenu:
+      case QEvent::Drop:
+      case QEvent::FocusOut:
+        settle();
+        break;
+      default:
+        break;
+    }
+    return false;
+  }
+
+  State validate(QString& input, int& position) const override {
+    judged_.reset();
+    const std::string text = input.toStdString();
+    detail::FormattedField::Judgement judgement;
+    if (input.isValidUtf16()) judgement = formatted_.judge(text);
+    if (judgement.isAccepted || isTakenAsItIs_) {
+      return judgement.isAccepted && formatted_.read(text).has_value() ? Acceptable : Intermediate;
+    }
+    // Nothing can be undone after the program set the text, nor after all has been undone.
+    const bool isHidden = field_->echoMode() != QLineEdit::Normal;
+    if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
+    if (isHidden) return takeBack(input, position, judgement);
+    judged_ = Refusal{input, position, std::move(judgement)};
+    return Invalid;
+  }
+
+  /// Qt asks for this at the end of editing unless the text is acceptable.
+  void fixup(QString& input) const override {
+    const std::string text = input.toStdString();
+    detail::FormattedField::Judgement judgement;
+    if (input.isValidUtf16()) judgement = formatted_.judge(text);
+    if (!judgement.isAccepted) {
+      if (judgement.replacement) input = QString::fromStdString(*judgement.replacement);
+    } else {
+      static_cast<void>(formatted_.read(text, &judgement.reason));
+    }
+    formatted_.tellRefusal(text, judgement.reason);
+  }
+
+ private:
+  /// A change that the formatter refused.
+  struct Refusal {
+    QString text;
+    int cursor = 0;
+    detail::FormattedField::Judgement judgement;
+  };
+
+  static constexpr std::string_view file = "Tessaly/FormatterValidator";
+
+  static QLineEdit* checked(QLineEdit* field) {
+    if (field == nullptr) fatalError("A validator of a field needs a field", file, __LINE__);
+    return field;
+  }
+
+  template <typename Change>
+  void takeAsItIs(Change change) {
+    isTakenAsItIs_ = true;
+    change();
+    isTakenAsItIs_ = false;
+  }
+
+  /// Whether a part of what stood in the field is missing. With hidden characters Qt says that deletions cannot be
+  /// undone.
+  [[nodiscard]] bool isDeletion(const QString& text) const {
+    if (text.size() >= standing_.size()) return false;
+    qsizetype same = 0;
+    while (same < text.size() && text[same] == standing_[same]) ++same;
+    return standing_.endsWith(QStringView(text).mid(same));
+  }
+
+  /// With hidden characters Qt would take everything back, and has no history that could be lost.
+  State takeBack(QString& input, int& position, const detail::FormattedField::Judgement& judgement) const {
+    const std::string refused = input.toStdString();
+    input = judgement.replacement ? QString::fromStdString(*judgement.replacement) : standing_;
+    position = static_cast<int>(input.size());
+    QMetaObject::invokeMethod(
+        const_cast<FormatterValidator*>(this),
+        [this, refused, reason = judgement.reason] { formatted_.tellRefusal(refused, reason); },
+        ::Qt::QueuedConnection);
+    return formatted_.read(input.toStdString()).has_value() ? Acceptable : Intermediate;
+  }
+
+  /// As a change that can be undone.
+  void replace(const QString& text, int cursor, const std::string& replacement) {
+    const QString shown = QString::fromStdString(replacement);
+    const std::string before = text.left(cursor).toStdString();
+    const std::string behind = text.mid(cursor).toStdString();
+    const std::size_t offset = formatted_.cursorIn(replacement, before, behind);
+    if (field_->text() != shown) {
+      takeAsItIs([&] {
+        field_->selectAll();
+        field_->insert(shown);
+      });
+    }
+    field_->setCursorPosition(static_cast<int>(QString::fromStdString(replacement.substr(0, offset)).size()));
+  }
+
+  /// Qt says so before it takes the change back.
+  void noteRefusal() {
+    if (!judged_) return;  // The field itself refused: a text too long, or beside its mask.
+    refusal_ = std::exchange(judged_, std::nullopt);
+    QMetaObject::invokeMethod(this, [this] { settle(); }, ::Qt::QueuedConnection);
+  }
+
+  void settle() {
+    if (!refusal_) return;
+    const Refusal refusal = *std::exchange(refusal_, std::nullopt);
+    if (field_->text() == refusal.text) {
+      // Qt has not taken it back, since the program or an undo brought it, and would take everything from now on.
+      const int cursor = field_->cursorPosition();
+      takeAsItIs([&] { field_->setText(refusal.text); });
+      field_->setCursorPosition(cursor);
+      return;
+    }
+    if (const auto& replacement = refusal.judgement.replacement) replace(refusal.text, refusal.cursor, *replacement);
+    formatted_.tellRefusal(refusal.text.toStdString(), refusal.judgement.reason);
+  }
+
+  void finish() {
+    settle();
+    const QString text = field_->text();
+    std::any object = formatted_.read(text.toStdString());
+    if (!object.has_value()) return;
+    if (const std::optional<std::string> shown = formatted_.write(object)) {
+      if (text != QString::fromStdString(*shown)) replace(text, field_->cursorPosition(), *shown);
+    }
+    formatted_.setObject(std::move(object));
+    formatted_.tellEnd();
+  }
+
+  QLineEdit* const field_;
+  detail::FormattedField formatted_;
+  /// What was judged last, if it was refused.
+  mutable std::optional<Refusal> judged_;
+  /// What is to be replaced and told as soon as Qt has taken it back.
+  std::optional<Refusal> refusal_;
+  /// What stood in the field before the change that is judged.
+  QString standing_;
+  bool isTakenAsItIs_ = false;
+};
+
+}  // namespace Tessaly::inline v1::Qt6

@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Defines what FormatStyle.hpp declares for short times: `Date::FormatStyle::compactDateTime`.
+
+#include "Tessaly/Platform/Text/FormatStyle.hpp"  // IWYU pragma: export

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include <optional>
+#include <string_view>
+
+#include "Tessaly/FoundationExtensions/UTType+Extensions.hpp"
+#include "Tessaly/FoundationExtensions/detail/RequiredType.hpp"
+#include "Tessaly/Platform/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+
+UTType detail::requiredType(std::string_view extension, const UTType& conformingTo) {
+  const std::optional<UTType> type = UTType::fromFilenameExtension(extension, conformingTo);
+  if (!type) {
+    const std::string message = "There is no type of the extension \"" + std::string(extension) + "\"";
+    fatalError(message, "Tessaly/UTType+Extensions", __LINE__);
+  }
+  return *type;
+}
+
+const UTType& UTType::csv() {
+  static const UTType& type = *new UTType(detail::requiredType("csv", text()));
+  return type;
+}
+
+const UTType& UTType::cdg() {
+  static const UTType& type = *new UTType(detail::requiredType("cdg", data()));
+  return type;
+}
+
+const UTType& UTType::ogg() {
+  static const UTType& type = *new UTType(detail::requiredType("ogg", data()));
+  return type;
+}
+
+std::string fileExtension(const UTType& type) { return type.preferredFilenameExtension().value_or(type.identifier()); }
+
+std::string mimeType(const UTType& type) { return type.preferredMIMEType().value_or(type.identifier()); }
+
+}  // namespace Tessaly::inline v1

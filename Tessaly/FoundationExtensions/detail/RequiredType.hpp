@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string_view>
+
+#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/UTType.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The type of an extension. Stops the process when there is none.
+[[nodiscard]] TESSALY_EXPORT UTType requiredType(std::string_view extension, const UTType& conformingTo);
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Files/detail/CopyItem.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <vector>
+
+#include "Tessaly/Platform/Files/FileHandle.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr mode_t permissions = 07777;
+
+template <typename Result>
+Result checked(Result result) {
+  if (result < 0) throw POSIXError::last();
+  return result;
+}
+
+/// Copies bytes at the same place by way of this process.
+void copyByReading(int source, int destination, off_t start, off_t end) {
+  std::vector<char> block(256 * 1024);
+  while (start < end) {
+    const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(block.size())));
+    const ssize_t received = ::pread(source, block.data(), wanted, start);
+    if (received < 0 && errno == EINTR) continue;
+    if (checked(received) == 0) return;  // It has become shorter.
+    for (ssize_t written = 0; written < received;) {
+      const ssize_t size =
+          ::pwrite(destination, block.data() + written, static_cast<std::size_t>(received - written), start + written);
+      if (size < 0 && errno == EINTR) continue;
+      written += checked(size);
+    }
+    start += received;
+  }
+}
+
+/// Copies bytes at the same place, without moving them where the file system can share them.
+void copyBytes(int source, int destination, off_t start, off_t end) {
+  while (start < end) {
+    off_t from = start;
+    off_t to = start;
+    const ssize_t size = ::copy_file_range(source, &from, destination, &to, static_cast<std::size_t>(end - start), 0);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP || errno == EPERM)) {
+      return copyByReading(source, destination, start, end);
+    }
+    if (checked(size) == 0) return copyByReading(source, destination, start, end);
+    start += size;
+  }
+}
+
+void copyFile(const std::string& source, const std::string& destination, const struct stat& status) {
+  const FileHandle from(checked(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)));
+  FileHandle to(checked(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)));
+  const int reading = from.fileDescriptor();
+  const int writing = to.fileDescriptor();
+  for (off_t place = 0; place < status.st_size;) {
+    const off_t start = ::lseek(reading, place, SEEK_DATA);
+    if (start < 0 && errno == ENXIO) break;  // Only a hole is left.
+    const off_t end = start < 0 ? -1 : ::lseek(reading, start, SEEK_HOLE);
+    const bool knowsHoles = start >= 0 && end > start;
+    copyBytes(reading, writing, knowsHoles ? start : place, knowsHoles ? end : status.st_size);
+    place = knowsHoles ? end : status.st_size;
+  }
+  struct stat written{};
+  checked(::fstat(writing, &written));
+  if (written.st_size < status.st_size) checked(::ftruncate(writing, status.st_size));
+  checked(::fchmod(writing, status.st_mode & permissions));
+  const timespec times[2]{status.st_atim, status.st_mtim};
+  checked(::futimens(writing, times));
+  to.close();
+}
+
+void copyLink(const std::string& source, const std::string& destination, const struct stat& status) {
+  const std::string target = std::filesystem::read_symlink(source).string();
+  checked(::symlink(target.c_str(), destination.c_str()));
+  const timespec times[2]{status.st_atim, status.st_mtim};
+  checked(::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW));
+}
+
+void copyFolder(const std::string& source, const std::string& destination, const struct stat& status) {
+  checked(::mkdir(destination.c_str(), S_IRWXU));
+  for (const auto& entry : std::filesystem::directory_iterator(source)) {
+    copyItem(entry.path().string(), destination + "/" + entry.path().filename().string());
+  }
+  checked(::chmod(destination.c_str(), status.st_mode & permissions));
+  const timespec times[2]{status.st_atim, status.st_mtim};
+  checked(::utimensat(AT_FDCWD, destination.c_str(), times, 0));
+}
+
+}  // namespace
+
+void copyItem(const std::string& source, const std::string& destination) {
+  struct stat status{};
+  checked(::lstat(source.c_str(), &status));
+  try {
+    if (S_ISREG(status.st_mode)) return copyFile(source, destination, status);
+    if (S_ISLNK(status.st_mode)) return copyLink(source, destination, status);
+    if (S_ISDIR(status.st_mode)) return copyFolder(source, destination, status);
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw POSIXError(error.code().value());
+  }
+  throw POSIXError(ENOTSUP);
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+// The other process of the settings benchmark's peer.
+#include "peers/SettingsPeers.hpp"
+
+int main(int count, char** arguments) {
+  if (count != 2) return 2;
+  Tessaly::Benchmarks::SettingsPeers::gSettingsEcho(arguments[1]);
+  return 0;
+}

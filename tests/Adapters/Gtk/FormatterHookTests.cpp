@@ -1,0 +1,662 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
+#include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
+#include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
+#include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/RecordingFormatter.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/PrivateDisplay.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Tests::RecordingFormatter;
+using Strings = std::vector<std::string>;
+
+void setEnvironment() {
+  ::setenv("GDK_BACKEND", "x11", 1);
+  ::setenv("GSK_RENDERER", "cairo", 1);
+  ::setenv("GTK_IM_MODULE", "gtk-im-context-simple", 1);
+  ::setenv("GTK_A11Y", "none", 1);
+  ::setenv("GSETTINGS_BACKEND", "memory", 1);
+}
+
+/// Whether the condition comes true while the loop runs.
+template <typename Condition>
+bool comesTrue(Condition condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(9);
+  const guint ticks = g_timeout_add(20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  bool isTrue = condition();
+  while (!isTrue && std::chrono::steady_clock::now() < limit) {
+    g_main_context_iteration(nullptr, TRUE);
+    isTrue = condition();
+  }
+  g_source_remove(ticks);
+  return isTrue;
+}
+
+class GtkField : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!display_.problem().empty()) GTEST_SKIP() << display_.problem();
+    setEnvironment();
+    gtk_init();
+    window_ = gtk_window_new();
+    gtk_window_set_title(GTK_WINDOW(window_), "Field");
+    GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 10);
+    field_ = GTK_EDITABLE(gtk_entry_new());
+    gtk_box_append(GTK_BOX(row), GTK_WIDGET(field_));
+    gtk_box_append(GTK_BOX(row), gtk_entry_new());
+    gtk_window_set_child(GTK_WINDOW(window_), row);
+    GtkEventController* keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect_swapped(keys, "key-released", G_CALLBACK(+[](int* releases) { ++*releases; }), &releases_);
+    gtk_widget_add_controller(window_, keys);
+    gtk_widget_grab_focus(GTK_WIDGET(field_));
+    gtk_window_present(GTK_WINDOW(window_));
+    ASSERT_TRUE(comesTrue([&] { return display_.focus("Field"); }));
+    ASSERT_TRUE(comesTrue([&] {
+      return gtk_window_is_active(GTK_WINDOW(window_)) &&
+             gtk_widget_has_focus(GTK_WIDGET(gtk_editable_get_delegate(field_)));
+    }));
+  }
+  // The hook after its field.
+  void TearDown() override {
+    if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(window_));
+    hook_.reset();
+  }
+
+  void settle() {
+    ASSERT_TRUE(comesTrue([&] { return releases_ == display_.releases(); }));
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+  }
+  void type(std::string_view letters) {
+    display_.type(letters);
+    settle();
+  }
+  void press(const std::vector<std::string>& names) {
+    display_.press(names);
+    settle();
+  }
+  /// Goes on to the next field. GTK tells of it when its loop turns.
+  void leave() {
+    const int before = ends_;
+    press({"Tab"});
+    ASSERT_TRUE(comesTrue([&] { return ends_ > before; }));
+  }
+  void pressRepeatedly(int times, const std::string& name) {
+    for (int i = 0; i < times; ++i) display_.press({name});
+    settle();
+  }
+  /// Reading the clipboard takes turns of the loop.
+  template <typename Condition>
+  bool pastes(const std::string& text, Condition condition) {
+    gdk_clipboard_set_text(gtk_widget_get_clipboard(window_), text.c_str());
+    press({"Control_L", "v"});
+    return comesTrue(condition);
+  }
+
+  template <typename Kind>
+  std::shared_ptr<Kind> police(std::shared_ptr<Kind> formatter) {
+    hook_.emplace(formatter, field_);
+    hook_->onRefusal([this](std::string_view text, std::string_view reason) {
+      refused_.emplace_back(text);
+      reasons_.emplace_back(reason);
+    });
+    hook_->onEditingEnd([this](const std::any&) { ++ends_; });
+    return formatter;
+  }
+
+  [[nodiscard]] std::string text() const { return gtk_editable_get_text(field_); }
+  /// The text with a bar where the cursor is.
+  [[nodiscard]] std::string textAndCursor() const {
+    std::string whole = text();
+    const char* cursor = g_utf8_offset_to_pointer(whole.c_str(), gtk_editable_get_position(field_));
+    return whole.insert(static_cast<std::size_t>(cursor - whole.c_str()), "|");
+  }
+  [[nodiscard]] std::string selectedText() const {
+    int start = 0;
+    int end = 0;
+    if (!gtk_editable_get_selection_bounds(field_, &start, &end)) return {};
+    char* selected = gtk_editable_get_chars(field_, start, end);
+    std::string result(selected);
+    g_free(selected);
+    return result;
+  }
+
+  Tests::PrivateDisplay display_{"éäß−😀💃٠١٢٣٤٥٦٧٨٩٫क", 640, 160};
+  GtkWidget* window_ = nullptr;
+  GtkEditable* field_ = nullptr;
+  int releases_ = 0;
+  std::optional<Gtk4::FormatterHook> hook_;
+  Strings refused_;
+  Strings reasons_;
+  int ends_ = 0;
+};
+
+TEST_F(GtkField, StaysBelowItsLimitOfCharacters) {
+  police(Formatters::CharactersLimit::make(4));
+  type("abcde");
+  EXPECT_EQ(text(), "abc");
+  EXPECT_EQ(refused_, (Strings{"abcd", "abce"}));
+  press({"BackSpace"});
+  type("é");
+  EXPECT_EQ(text(), "abé");
+}
+
+TEST_F(GtkField, ReachesTheLimitOfOneWithoutEmoji) {
+  police(Formatters::NoEmojis::make(3));
+  type("abcd");
+  EXPECT_EQ(textAndCursor(), "abc|");
+  press({"Home"});
+  type("x");
+  EXPECT_EQ(textAndCursor(), "|abc");
+}
+
+TEST_F(GtkField, LosesItsEmojiWhenEditingEnds) {
+  police(Formatters::NoEmojis::make(std::nullopt));
+  type("a😀b💃#1");
+  EXPECT_EQ(text(), "a😀b💃#1");
+  leave();
+  EXPECT_EQ(text(), "ab#1");
+  EXPECT_EQ(std::any_cast<std::string>(hook_->objectValue()), "ab#1");
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(GtkField, TakesTheBoundThatANumberCrossed) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("150");
+  EXPECT_EQ(textAndCursor(), "100|");
+  type("7");
+  EXPECT_EQ(textAndCursor(), "100|");
+  EXPECT_EQ(refused_, (Strings{"150", "1007"}));
+}
+
+TEST_F(GtkField, TakesTheLowerBoundInsteadOfANegativeNumber) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("-");
+  EXPECT_EQ(text(), "-");
+  type("5");
+  EXPECT_EQ(textAndCursor(), "0|");
+}
+
+TEST_F(GtkField, RefusesLettersInANumber) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("1x+2 .");
+  EXPECT_EQ(text(), "12.");
+  EXPECT_EQ(refused_, (Strings{"1x", "1+", "12 "}));
+}
+
+TEST_F(GtkField, IsClearedOnlyWhereTheEmptyTextIsAccepted) {
+  const auto number = police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("5");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "5|");
+  press({"Control_L", "a"});
+  press({"Delete"});
+  EXPECT_EQ(text(), "5");
+  EXPECT_EQ(selectedText(), "5");
+  press({"Control_L", "x"});
+  EXPECT_EQ(text(), "5");
+  gtk_widget_activate_action(GTK_WIDGET(gtk_editable_get_delegate(field_)), "selection.delete", nullptr);
+  settle();
+  EXPECT_EQ(text(), "5");
+  EXPECT_EQ(refused_, (Strings{"", "", "", ""}));
+  number->setAcceptsEmptyString(true);
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "");
+}
+
+TEST_F(GtkField, TakesTheNearerBoundInsteadOfTheEmptyText) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(3, 9)))->setAcceptsEmptyString(true);
+  type("4");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "3|");
+}
+
+TEST_F(GtkField, TakesTypingOverASelectionAsOneChange) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("50");
+  press({"Control_L", "a"});
+  type("7");
+  EXPECT_EQ(text(), "7");
+  press({"Control_L", "a"});
+  type("x");
+  EXPECT_EQ(text(), "7");
+  EXPECT_EQ(selectedText(), "7");
+  EXPECT_EQ(refused_, (Strings{"x"}));
+  type("8");
+  EXPECT_EQ(textAndCursor(), "8|");
+}
+
+TEST_F(GtkField, JudgesADeletionInTheMiddle) {
+  police(Formatters::RangeNumber<double>::make(ClosedRange(0.0, 50.0)))->setMaximumFractionDigits(2);
+  type("5.25");
+  press({"Home"});
+  press({"Right"});
+  press({"Delete"});
+  EXPECT_EQ(text(), "50");
+  hook_->setObjectValue(1.25);
+  press({"Home"});
+  pressRepeatedly(3, "Right");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "1.|5");
+}
+
+TEST_F(GtkField, JudgesTheDeletionOfAWord) {
+  police(RecordingFormatter::make());
+  type("one two");
+  press({"Control_L", "BackSpace"});
+  EXPECT_EQ(textAndCursor(), "one |");
+  press({"Control_L", "z"});
+  EXPECT_EQ(textAndCursor(), "one two|");
+}
+
+TEST_F(GtkField, NeedsNeitherSignNorUnitToBeTyped) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)))->setSuffix(" dB");
+  type("5");
+  EXPECT_EQ(text(), "5");
+  press({"Return"});
+  EXPECT_EQ(textAndCursor(), "+5| dB");
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(5));
+  press({"Control_L", "a"});
+  type("+");
+  EXPECT_EQ(text(), "+");
+  leave();
+  EXPECT_EQ(text(), "0 dB");
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(0));
+}
+
+TEST_F(GtkField, KeepsTheCursorBeforeTheUnitOfAReplacement) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)))->setSuffix(" dB");
+  type("99");
+  EXPECT_EQ(textAndCursor(), "+10| dB");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "+1| dB");
+  type("5");
+  EXPECT_EQ(textAndCursor(), "+10| dB");
+}
+
+TEST_F(GtkField, ReadsGermanNumbers) {
+  const Locale german("de");
+  const Locale::Replacement replacement(german);
+  police(Formatters::RangeNumber<double>::make(ClosedRange(-99.5, 99.5)))->setMaximumFractionDigits(1);
+  type("3.5");
+  EXPECT_EQ(text(), "35");
+  press({"BackSpace"});
+  type(",5");
+  EXPECT_EQ(text(), "3,5");
+  leave();
+  EXPECT_EQ(text(), "+3,5");
+}
+
+TEST_F(GtkField, ReadsAndWritesArabicDigits) {
+  const Locale arabic("ar");
+  const Locale::Replacement replacement(arabic);
+  police(Formatters::RangeNumber<double>::make(ClosedRange(0.0, 99.5)))->setMaximumFractionDigits(1);
+  type("٤٢٫٥");
+  EXPECT_EQ(text(), "٤٢٫٥");
+  leave();
+  EXPECT_EQ(text(), "٤٢٫٥");
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(42.5));
+  press({"Shift_L", "Tab"});
+  type("150");
+  EXPECT_EQ(text(), "٩٩٫٥");
+}
+
+TEST_F(GtkField, WantsTheSwedishMinusSign) {
+  const Locale swedish("sv");
+  const Locale::Replacement replacement(swedish);
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)));
+  type("-3");
+  EXPECT_EQ(text(), "3");
+  press({"Home"});
+  type("−");
+  EXPECT_EQ(textAndCursor(), "−|3");
+}
+
+TEST_F(GtkField, JudgesWhatIsPasted) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("12");
+  EXPECT_TRUE(pastes("words", [&] { return refused_.size() == 1; }));
+  EXPECT_EQ(textAndCursor(), "12|");
+  EXPECT_TRUE(pastes("345", [&] { return refused_.size() == 2; }));
+  EXPECT_EQ(textAndCursor(), "100|");
+  EXPECT_TRUE(pastes("7", [&] { return refused_.size() == 3; }));
+  EXPECT_EQ(textAndCursor(), "100|");
+  press({"Control_L", "a"});
+  EXPECT_EQ(selectedText(), "100");
+  EXPECT_TRUE(pastes("no", [&] { return refused_.size() == 4; }));
+  settle();
+  EXPECT_EQ(selectedText(), "100");
+  EXPECT_TRUE(pastes("7", [&] { return text() == "7"; }));
+  EXPECT_EQ(textAndCursor(), "7|");
+}
+
+TEST_F(GtkField, RefusesAMegabyteBeyondItsLimit) {
+  police(Formatters::CharactersLimit::make(5));
+  type("ab");
+  EXPECT_TRUE(pastes(std::string(1'000'000, 'x'), [&] { return refused_.size() == 1; }));
+  EXPECT_EQ(text(), "ab");
+  EXPECT_EQ(refused_[0].size(), 1'000'002U);
+}
+
+TEST_F(GtkField, UndoesAReplacementTogetherWithWhatCalledForIt) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  hook_->setObjectValue(15);
+  press({"End"});
+  type("0");
+  EXPECT_EQ(text(), "100");
+  press({"Control_L", "z"});
+  EXPECT_EQ(textAndCursor(), "15|");
+  press({"Control_L", "Shift_L", "z"});
+  EXPECT_EQ(text(), "100");
+  press({"Control_L", "z"});
+  press({"Control_L", "y"});
+  EXPECT_EQ(text(), "100");
+}
+
+TEST_F(GtkField, IsStillPolicedAfterUndoingToATextThatItRefuses) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "");
+  type("x9y");
+  EXPECT_EQ(text(), "9");
+  EXPECT_EQ(refused_, (Strings{"x", "9y"}));
+}
+
+TEST_F(GtkField, UndoesByWords) {
+  police(Formatters::NoEmojis::make(std::nullopt));
+  type("one two");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "one");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "");
+  EXPECT_TRUE(hook_->redo());
+  EXPECT_EQ(text(), "one");
+  type("!");
+  EXPECT_FALSE(hook_->redo());
+  EXPECT_EQ(text(), "one!");
+}
+
+TEST_F(GtkField, UndoesOnlyWhatWasAccepted) {
+  police(Formatters::NoEmojis::make(3));
+  type("abcdef");
+  press({"Control_L", "a"});
+  type("x");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "abc");
+  EXPECT_EQ(selectedText(), "abc");
+}
+
+TEST_F(GtkField, UndoesNothingInAFieldThatIsOnlyRead) {
+  police(Formatters::NoEmojis::make(3));
+  type("abc");
+  gtk_editable_set_editable(field_, FALSE);
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "abc");
+  EXPECT_FALSE(hook_->undo());
+}
+
+TEST_F(GtkField, LeavesAloneWhatAnInputMethodComposesAndJudgesWhatItCommits) {
+  police(Formatters::CharactersLimit::make(2));
+  press({"dead_acute"});
+  EXPECT_EQ(text(), "");
+  press({"e"});
+  EXPECT_EQ(text(), "é");
+  press({"dead_acute"});
+  EXPECT_TRUE(refused_.empty());
+  press({"e"});
+  EXPECT_EQ(text(), "é");
+  EXPECT_EQ(refused_, (Strings{"éé"}));
+}
+
+TEST_F(GtkField, TakesTheBoundInsteadOfALetterByItsNumber) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("55");
+  press({"Control_L", "Shift_L", "u"});
+  type("665 ");  // ARABIC-INDIC DIGIT FIVE
+  EXPECT_EQ(textAndCursor(), "100|");
+  EXPECT_EQ(refused_, (Strings{"55٥"}));
+}
+
+TEST_F(GtkField, PolicesWhatTheProgramSets) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  gtk_editable_set_text(field_, "42");
+  EXPECT_EQ(text(), "42");
+  gtk_editable_set_text(field_, "words");
+  EXPECT_EQ(text(), "42");
+  gtk_editable_set_text(field_, "420");
+  EXPECT_EQ(text(), "100");
+  int position = 0;
+  gtk_editable_insert_text(field_, "-", -1, &position);
+  EXPECT_EQ(textAndCursor(), "0|");
+  EXPECT_EQ(position, 1);
+}
+
+TEST_F(GtkField, JudgesADeletionByTheProgramWhenTheLoopTurns) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  gtk_editable_set_text(field_, "42");
+  gtk_editable_delete_text(field_, 0, 1);
+  settle();
+  EXPECT_EQ(text(), "2");
+  gtk_editable_delete_text(field_, 0, -1);
+  settle();
+  EXPECT_EQ(text(), "2");
+  gtk_editable_set_text(field_, "42");
+  gtk_editable_delete_text(field_, 0, 1);
+  gtk_editable_delete_text(field_, 0, 1);
+  settle();
+  EXPECT_EQ(text(), "2");
+}
+
+TEST_F(GtkField, TakesWhatStoodBeforeItAndMendsItAtTheEnd) {
+  gtk_editable_set_text(field_, "150");
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  EXPECT_EQ(text(), "150");
+  press({"Return"});
+  EXPECT_EQ(text(), "100");
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(100));
+  EXPECT_EQ(refused_, (Strings{"150"}));
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(GtkField, RefusesWhatIsNotUTF8) {
+  const auto formatter = police(RecordingFormatter::make());
+  type("a");
+  formatter->calls.clear();
+  int position = 1;
+  gtk_editable_insert_text(field_, "\xF0\x9F", 2, &position);
+  EXPECT_EQ(text(), "a");
+  EXPECT_EQ(position, 1);
+  EXPECT_TRUE(formatter->calls.empty());
+  EXPECT_EQ(refused_, (Strings{"a\uFFFD\uFFFD"}));
+}
+
+TEST_F(GtkField, AsksInTheOrderOfAFieldOfText) {
+  const auto formatter = police(RecordingFormatter::make());
+  EXPECT_TRUE(formatter->calls.empty());
+  hook_->setObjectValue(std::string("a"));
+  EXPECT_EQ(formatter->calls, (Strings{"string a"}));
+  press({"End"});
+  type("b");
+  EXPECT_EQ(formatter->calls, (Strings{"string a", "partial ab"}));
+  formatter->calls.clear();
+  type("!");
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab!"}));
+  EXPECT_EQ(text(), "ab");
+  formatter->calls.clear();
+  leave();
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab", "read ab", "string ab"}));
+}
+
+TEST_F(GtkField, TellsTheDescriptionThatTheFormatterGave) {
+  police(RecordingFormatter::make());
+  type("a!?");
+  EXPECT_EQ(text(), "a?");
+  press({"Return"});
+  EXPECT_EQ(refused_, (Strings{"a!", "a?"}));
+  EXPECT_EQ(reasons_, (Strings{"no exclamations", "no questions"}));
+  EXPECT_EQ(ends_, 0);
+}
+
+TEST_F(GtkField, TakesAReplacementThatTheFormatterWouldRefuse) {
+  police(RecordingFormatter::make());
+  type("a*");
+  EXPECT_EQ(text(), "!replaced!");
+  type("b");
+  EXPECT_EQ(text(), "!replaced!");
+}
+
+TEST_F(GtkField, EmitsNothingForARefusedChange) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("5");
+  int changes = 0;
+  g_signal_connect_swapped(field_, "changed", G_CALLBACK(+[](int* count) { ++*count; }), &changes);
+  type("x");
+  press({"BackSpace"});
+  press({"Control_L", "a"});
+  type("x");
+  EXPECT_EQ(changes, 0);
+  EXPECT_EQ(text(), "5");
+}
+
+TEST_F(GtkField, LeavesTheFieldsOwnLimitToTheField) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  gtk_entry_set_max_length(GTK_ENTRY(field_), 2);
+  type("42");
+  type("5");
+  EXPECT_EQ(text().size(), 2U);
+}
+
+TEST_F(GtkField, TellsOfEveryEndOfEditing) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  EXPECT_FALSE(hook_->objectValue().has_value());
+  press({"Return"});
+  EXPECT_EQ(ends_, 1);
+  EXPECT_EQ(std::any_cast<NSNumber>(hook_->objectValue()), NSNumber(42));
+}
+
+TEST_F(GtkField, ShowsOnlyObjectsThatItsFormatterIsFor) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  EXPECT_TRUE(hook_->setObjectValue(NSNumber(5)));
+  EXPECT_FALSE(hook_->setObjectValue(std::string("words")));
+  EXPECT_EQ(text(), "5");
+  EXPECT_FALSE(hook_->undo());
+}
+
+TEST_F(GtkField, MayLoseItsHook) {
+  const auto formatter = police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  gtk_editable_delete_text(field_, 0, 1);  // Waits for the loop.
+  hook_.reset();
+  EXPECT_EQ(formatter.use_count(), 1);
+  type("x");
+  EXPECT_EQ(text(), "42x");
+  press({"Control_L", "z"});
+  EXPECT_NE(text(), "42x");
+}
+
+TEST_F(GtkField, MayGoWhileItIsEdited) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  gtk_editable_delete_text(field_, 0, 1);
+  gtk_window_destroy(GTK_WINDOW(std::exchange(window_, nullptr)));
+  while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+  EXPECT_FALSE(hook_->setObjectValue(5));
+  EXPECT_FALSE(hook_->undo());
+}
+
+TEST_F(GtkField, AHandlerMayReplaceItself) {
+  police(Formatters::CharactersLimit::make(2));
+  int calls = 0;
+  hook_->onRefusal([&](std::string_view, std::string_view) {
+    hook_->onRefusal(nullptr);
+    ++calls;
+  });
+  type("abc");
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(GtkField, AHandlerMaySetAnotherObject) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  hook_->onRefusal([&](std::string_view, std::string_view) { hook_->setObjectValue(1); });
+  type("5x");
+  EXPECT_EQ(text(), "1");
+  type("x");
+  EXPECT_EQ(text(), "1");
+}
+
+TEST_F(GtkField, MayBeOfAnotherKind) {
+  GtkWidget* password = gtk_password_entry_new();
+  gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), password);
+  field_ = GTK_EDITABLE(password);
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  gtk_widget_grab_focus(password);
+  type("7x");
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "7");
+  type("55");
+  EXPECT_EQ(text(), "100");
+}
+
+/// A program of its own, typed into from outside.
+TEST(GtkForm, SavesWhatWasTyped) {
+  Tests::PrivateDisplay display("😀٠", 700, 480);
+  if (!display.problem().empty()) GTEST_SKIP() << display.problem();
+  const TessalyTests::TemporaryFolder folder;
+  const std::string output = folder.path() + "/output";
+  setEnvironment();
+  ::setenv("LANG", "de_DE.UTF-8", 1);
+  ::unsetenv("LC_ALL");
+  Tests::Process form({std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly_gtk_form"}, output);
+  ASSERT_TRUE(Tests::comesTrue([&] { return display.focus("Track (GTK)"); })) << Tests::contentsOf(output);
+  display.type("An incredibly long title of a track\t");
+  display.type("The 😀 Smilers\t");
+  display.type("150\t");
+  display.type("-3,5x\t");
+  display.press({"BackSpace"});
+  display.type("\t ");
+  EXPECT_EQ(form.wait(), 0);
+  EXPECT_THAT(Tests::contentsOf(output),
+              testing::EndsWith("Title: An incredibly long title\nArtist: The  Smilers\nVolume: 100 %\nGain: -3,5 dB\n"
+                                "Fade: 0 s\n"));
+}
+
+TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(Gtk4::FormatterHook(Formatters::CharactersLimit::make(1), nullptr),
+               "Tessaly/FormatterHook:[0-9]+: Fatal error: A hook of a field needs a field");
+}
+
+TEST_F(GtkField, StopsTheProcessWhenAFormatterOrAHandlerThrowsOrIsMissing) {
+  EXPECT_DEATH(Gtk4::FormatterHook(std::shared_ptr<Formatter>(), field_),
+               "Tessaly/FormatterHook:[0-9]+: Fatal error: A field needs a formatter");
+  police(RecordingFormatter::make());
+  EXPECT_DEATH(gtk_editable_set_text(field_, "throw"), "Fatal error: A field's formatter has thrown");
+  hook_->onRefusal([](auto, auto) { throw 1; });
+  EXPECT_DEATH(gtk_editable_set_text(field_, "!"), "Fatal error: A handler of a field's refusals has thrown");
+  hook_->onEditingEnd([](const auto&) { throw 1; });
+  EXPECT_DEATH(g_signal_emit_by_name(gtk_editable_get_delegate(field_), "activate"),
+               "Fatal error: A handler of a field's end of editing has thrown");
+  hook_->onRefusal(nullptr);
+  hook_->onEditingEnd(nullptr);
+}
+
+}  // namespace
+}  // namespace Tessaly

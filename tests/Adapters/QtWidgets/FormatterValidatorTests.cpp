@@ -1,0 +1,635 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QClipboard>
+#include <QEventLoop>
+#include <QHBoxLayout>
+#include <QInputMethodEvent>
+#include <QKeyEvent>
+#include <QSignalSpy>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
+#include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
+#include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
+#include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/RecordingFormatter.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/PrivateDisplay.hpp"
+
+namespace Tessaly {
+namespace {
+
+using Tests::RecordingFormatter;
+
+/// Counts the keys that were let go, as they come to the windows.
+class KeyCounter : public QObject {
+ public:
+  int releases = 0;
+
+ protected:
+  bool eventFilter(QObject* receiver, QEvent* event) override {
+    if (receiver->isWindowType() && event->type() == QEvent::KeyRelease) ++releases;
+    return false;
+  }
+};
+
+class QtField : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!display_.problem().empty()) GTEST_SKIP() << display_.problem();
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("QT_IM_MODULE", "compose");
+    application_.emplace(count_, arguments_);
+    application_->installEventFilter(&keys_);
+    window_.emplace();
+    window_->setWindowTitle("Field");
+    auto* row = new QHBoxLayout(&*window_);
+    field_ = new QLineEdit;
+    other_ = new QLineEdit;
+    row->addWidget(field_);
+    row->addWidget(other_);
+    window_->show();
+    ASSERT_TRUE(comesTrue([&] { return display_.focus("Field"); }));
+    ASSERT_TRUE(comesTrue([&] { return window_->isActiveWindow() && field_->hasFocus(); }));
+  }
+
+  // Before what its handlers write to.
+  void TearDown() override { window_.reset(); }
+
+  /// Whether the condition comes true while the loop runs.
+  template <typename Condition>
+  static bool comesTrue(Condition condition) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(9);
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() > limit) return false;
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+  }
+  void settle() {
+    ASSERT_TRUE(comesTrue([&] { return keys_.releases == display_.releases(); }));
+    QCoreApplication::processEvents();
+  }
+  void type(std::string_view letters) {
+    display_.type(letters);
+    settle();
+  }
+  void press(const std::vector<std::string>& names) {
+    display_.press(names);
+    settle();
+  }
+  void pressRepeatedly(int times, const std::string& name) {
+    for (int i = 0; i < times; ++i) display_.press({name});
+    settle();
+  }
+
+  template <typename Kind>
+  std::shared_ptr<Kind> police(std::shared_ptr<Kind> formatter) {
+    validator_ = new Qt6::FormatterValidator(formatter, field_);
+    validator_->onRefusal([this](std::string_view text, std::string_view) { refused_.emplace_back(text); });
+    validator_->onEditingEnd([this](const std::any&) { ++ends_; });
+    return formatter;
+  }
+
+  [[nodiscard]] std::string text() const { return field_->text().toStdString(); }
+  /// The text with a bar where the cursor is.
+  [[nodiscard]] std::string textAndCursor() const {
+    QString text = field_->text();
+    text.insert(field_->cursorPosition(), '|');
+    return text.toStdString();
+  }
+
+  Tests::PrivateDisplay display_{"éäß−😀💃٠١٢٣٤٥٦٧٨٩٫क", 640, 160};
+  static inline int count_ = 1;
+  static inline char name_[] = "test";
+  static inline char* arguments_[] = {name_, nullptr};
+  KeyCounter keys_;
+  std::optional<QApplication> application_;
+  std::optional<QWidget> window_;
+  QLineEdit* field_ = nullptr;
+  QLineEdit* other_ = nullptr;
+  Qt6::FormatterValidator* validator_ = nullptr;
+  std::vector<std::string> refused_;
+  int ends_ = 0;
+  std::string told_;
+};
+
+using Strings = std::vector<std::string>;
+
+TEST_F(QtField, StaysBelowItsLimitOfCharacters) {
+  police(Formatters::CharactersLimit::make(4));
+  type("abcde");
+  EXPECT_EQ(text(), "abc");
+  EXPECT_EQ(refused_, (Strings{"abcd", "abce"}));
+  press({"BackSpace"});
+  type("é");
+  EXPECT_EQ(text(), "abé");
+}
+
+TEST_F(QtField, ReachesTheLimitOfOneWithoutEmoji) {
+  police(Formatters::NoEmojis::make(3));
+  type("abcd");
+  EXPECT_EQ(textAndCursor(), "abc|");
+  press({"Home"});
+  type("x");
+  EXPECT_EQ(textAndCursor(), "|abc");
+}
+
+TEST_F(QtField, LosesItsEmojiWhenEditingEnds) {
+  police(Formatters::NoEmojis::make(std::nullopt));
+  type("a😀b💃#1");
+  EXPECT_EQ(text(), "a😀b💃#1");
+  press({"Tab"});
+  EXPECT_EQ(text(), "ab#1");
+  EXPECT_EQ(std::any_cast<std::string>(validator_->objectValue()), "ab#1");
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(QtField, TakesTheBoundThatANumberCrossed) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("150");
+  EXPECT_EQ(textAndCursor(), "100|");
+  type("7");
+  EXPECT_EQ(textAndCursor(), "100|");
+  EXPECT_EQ(refused_, (Strings{"150", "1007"}));
+}
+
+TEST_F(QtField, TakesTheLowerBoundInsteadOfANegativeNumber) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("-");
+  EXPECT_EQ(text(), "-");
+  type("5");
+  EXPECT_EQ(text(), "0");
+}
+
+TEST_F(QtField, RefusesLettersInANumber) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("1x+2 .");
+  EXPECT_EQ(text(), "12.");
+  EXPECT_EQ(refused_, (Strings{"1x", "1+", "12 "}));
+}
+
+TEST_F(QtField, IsClearedOnlyWhereTheEmptyTextIsAccepted) {
+  const auto number = police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("5");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "5|");
+  press({"Control_L", "a"});
+  press({"Delete"});
+  EXPECT_EQ(text(), "5");
+  EXPECT_EQ(field_->selectedText(), "5");
+  press({"Control_L", "x"});
+  EXPECT_EQ(text(), "5");
+  number->setAcceptsEmptyString(true);
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "");
+}
+
+TEST_F(QtField, TakesTheNearerBoundInsteadOfTheEmptyText) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(3, 9)))->setAcceptsEmptyString(true);
+  type("4");
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "3");
+}
+
+TEST_F(QtField, TakesTypingOverASelectionAsOneChange) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("50");
+  press({"Control_L", "a"});
+  type("7");
+  EXPECT_EQ(text(), "7");
+  press({"Control_L", "a"});
+  type("x");
+  EXPECT_EQ(text(), "7");
+  EXPECT_EQ(field_->selectedText(), "7");
+  EXPECT_EQ(refused_, (Strings{"x"}));
+}
+
+TEST_F(QtField, JudgesADeletionInTheMiddle) {
+  police(Formatters::RangeNumber<double>::make(ClosedRange(0.0, 50.0)))->setMaximumFractionDigits(2);
+  type("5.25");
+  press({"Home"});
+  press({"Right"});
+  press({"Delete"});
+  EXPECT_EQ(text(), "50");
+  validator_->setObjectValue(1.25);
+  press({"Home"});
+  pressRepeatedly(3, "Right");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "1.|5");
+}
+
+TEST_F(QtField, NeedsNeitherSignNorUnitToBeTyped) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)))->setSuffix(" dB");
+  type("5");
+  EXPECT_EQ(text(), "5");
+  press({"Return"});
+  EXPECT_EQ(textAndCursor(), "+5| dB");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(5));
+  press({"Control_L", "a"});
+  type("+");
+  EXPECT_EQ(text(), "+");
+  press({"Tab"});
+  EXPECT_EQ(text(), "0 dB");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(0));
+}
+
+TEST_F(QtField, KeepsTheCursorBeforeTheUnitOfAReplacement) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)))->setSuffix(" dB");
+  type("99");
+  EXPECT_EQ(textAndCursor(), "+10| dB");
+  press({"BackSpace"});
+  EXPECT_EQ(textAndCursor(), "+1| dB");
+  type("5");
+  EXPECT_EQ(textAndCursor(), "+10| dB");
+}
+
+TEST_F(QtField, ReadsGermanNumbers) {
+  const Locale german("de");
+  const Locale::Replacement replacement(german);
+  police(Formatters::RangeNumber<double>::make(ClosedRange(-99.5, 99.5)))->setMaximumFractionDigits(1);
+  type("3.5");
+  EXPECT_EQ(text(), "35");
+  press({"BackSpace"});
+  type(",5");
+  EXPECT_EQ(text(), "3,5");
+  press({"Tab"});
+  EXPECT_EQ(text(), "+3,5");
+}
+
+TEST_F(QtField, ReadsAndWritesArabicDigits) {
+  const Locale arabic("ar");
+  const Locale::Replacement replacement(arabic);
+  police(Formatters::RangeNumber<double>::make(ClosedRange(0.0, 99.5)))->setMaximumFractionDigits(1);
+  type("٤٢٫٥");
+  EXPECT_EQ(text(), "٤٢٫٥");
+  press({"Tab"});
+  EXPECT_EQ(text(), "٤٢٫٥");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(42.5));
+  press({"Shift_L", "Tab"});
+  type("150");
+  EXPECT_EQ(text(), "٩٩٫٥");
+}
+
+TEST_F(QtField, WantsTheSwedishMinusSign) {
+  const Locale swedish("sv");
+  const Locale::Replacement replacement(swedish);
+  police(Formatters::RangeNumber<int>::make(ClosedRange(-10, 10)));
+  type("-3");
+  EXPECT_EQ(text(), "3");
+  press({"Home"});
+  type("−");
+  EXPECT_EQ(text(), "−3");
+}
+
+TEST_F(QtField, JudgesWhatIsPasted) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("12");
+  for (const auto& [pasted, before, after] : std::vector<std::tuple<const char*, std::string, std::string>>{
+           {"words", "12|", "12|"}, {"345", "12|", "100|"}, {"7", "100|", "100|"}}) {
+    EXPECT_EQ(textAndCursor(), before);
+    QGuiApplication::clipboard()->setText(pasted);
+    press({"Control_L", "v"});
+    EXPECT_EQ(textAndCursor(), after);
+  }
+  press({"Control_L", "a"});
+  press({"Control_L", "v"});
+  EXPECT_EQ(text(), "7");
+}
+
+TEST_F(QtField, RefusesAMegabyteBeyondItsLimit) {
+  police(Formatters::CharactersLimit::make(5));
+  field_->setMaxLength(2'000'000);
+  type("ab");
+  QGuiApplication::clipboard()->setText(QString(1'000'000, 'x'));
+  press({"Control_L", "v"});
+  EXPECT_EQ(text(), "ab");
+  ASSERT_EQ(refused_.size(), 1U);
+  EXPECT_EQ(refused_[0].size(), 1'000'002U);
+}
+
+TEST_F(QtField, UndoesAReplacementTogetherWithWhatCalledForIt) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  validator_->setObjectValue(15);
+  press({"End"});
+  type("0");
+  EXPECT_EQ(text(), "100");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "15");
+  press({"Control_L", "Shift_L", "z"});
+  EXPECT_EQ(text(), "100");
+}
+
+TEST_F(QtField, IsStillPolicedAfterUndoingToATextThatItRefuses) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "");
+  type("x9y");
+  EXPECT_EQ(text(), "9");
+  EXPECT_EQ(refused_, (Strings{"x", "9y"}));
+}
+
+TEST_F(QtField, KeepsWhatCanBeRedoneAfterUndoing) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  press({"Control_L", "z"});
+  press({"Control_L", "Shift_L", "z"});
+  EXPECT_EQ(text(), "42");
+}
+
+TEST_F(QtField, UndoesOnlyWhatWasAccepted) {
+  police(Formatters::NoEmojis::make(3));
+  type("abcdef");
+  press({"Control_L", "a"});
+  type("x");
+  press({"Control_L", "z"});
+  EXPECT_EQ(text(), "abc");
+}
+
+TEST_F(QtField, LeavesAloneWhatAnInputMethodComposesAndJudgesWhatItCommits) {
+  police(Formatters::CharactersLimit::make(4));
+  type("ab");
+  QInputMethodEvent composing("composing", {});
+  QCoreApplication::sendEvent(field_, &composing);
+  EXPECT_EQ(text(), "ab");
+  EXPECT_TRUE(refused_.empty());
+  QInputMethodEvent tooLong("next", {});
+  tooLong.setCommitString("cd");
+  QCoreApplication::sendEvent(field_, &tooLong);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(text(), "ab");
+  EXPECT_EQ(refused_, (Strings{"abcd"}));
+  QInputMethodEvent fitting;
+  fitting.setCommitString("c");
+  QCoreApplication::sendEvent(field_, &fitting);
+  EXPECT_EQ(textAndCursor(), "abc|");
+}
+
+TEST_F(QtField, TakesTheBoundInsteadOfWhatAnInputMethodCommits) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("1");
+  QInputMethodEvent composing("2", {});
+  QCoreApplication::sendEvent(field_, &composing);
+  QInputMethodEvent commit;
+  commit.setCommitString("23");
+  QCoreApplication::sendEvent(field_, &commit);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(textAndCursor(), "100|");
+}
+
+TEST_F(QtField, TakesALetterOfTwoKeys) {
+  police(Formatters::CharactersLimit::make(2));
+  press({"dead_acute"});
+  press({"e"});
+  EXPECT_EQ(text(), "é");
+  press({"dead_acute"});
+  press({"e"});
+  EXPECT_EQ(text(), "é");
+  EXPECT_EQ(refused_, (Strings{"éé"}));
+}
+
+TEST_F(QtField, TakesWhatTheProgramSetsAsItIs) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  for (const auto echo : {QLineEdit::Normal, QLineEdit::Password}) {
+    field_->setEchoMode(echo);
+    SCOPED_TRACE(echo);
+    field_->setText("words");
+    EXPECT_EQ(text(), "words");
+    EXPECT_FALSE(field_->hasAcceptableInput());
+    type("x");
+    EXPECT_EQ(text(), "words");
+    press({"Control_L", "a"});
+    type("8");
+    EXPECT_EQ(text(), "8");
+    EXPECT_TRUE(field_->hasAcceptableInput());
+  }
+}
+
+TEST_F(QtField, HiddenCharactersArePolicedToo) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setEchoMode(QLineEdit::Password);
+  type("7x");
+  EXPECT_EQ(text(), "7");
+  press({"BackSpace"});
+  EXPECT_EQ(text(), "7");
+  type("55");
+  EXPECT_EQ(text(), "100");
+}
+
+TEST_F(QtField, MendsAtTheEndWhatTheProgramSet) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setText("150");
+  press({"Return"});
+  EXPECT_EQ(text(), "100");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(100));
+  EXPECT_EQ(refused_, (Strings{"150"}));
+  field_->setText("words");
+  press({"Tab"});
+  EXPECT_EQ(text(), "words");
+  EXPECT_EQ(refused_, (Strings{"150", "words"}));
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(QtField, RefusesLoneSurrogates) {
+  const auto formatter = police(RecordingFormatter::make());
+  type("a");
+  formatter->calls.clear();
+  field_->insert(QString(QChar(0xD83D)));
+  QCoreApplication::processEvents();
+  EXPECT_EQ(field_->text(), "a");
+  EXPECT_TRUE(formatter->calls.empty());
+  EXPECT_EQ(refused_.size(), 1U);
+}
+
+TEST_F(QtField, AsksInTheOrderOfAFieldOfText) {
+  const auto formatter = police(RecordingFormatter::make());
+  EXPECT_TRUE(formatter->calls.empty());
+  validator_->setObjectValue(std::string("a"));
+  EXPECT_EQ(formatter->calls.front(), "string a");
+  press({"End"});
+  formatter->calls.clear();
+  type("b");
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab", "read ab"}));
+  formatter->calls.clear();
+  type("!");
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab!"}));
+  EXPECT_EQ(text(), "ab");
+  formatter->calls.clear();
+  press({"Tab"});
+  ASSERT_GE(formatter->calls.size(), 2U);
+  EXPECT_EQ(formatter->calls[formatter->calls.size() - 2], "read ab");
+  EXPECT_EQ(formatter->calls.back(), "string ab");
+}
+
+TEST_F(QtField, TellsTheDescriptionThatTheFormatterGave) {
+  police(RecordingFormatter::make());
+  validator_->onRefusal([this](std::string_view text, std::string_view reason) {
+    told_ = std::string(text) + ": " + std::string(reason);
+  });
+  type("a!");
+  EXPECT_EQ(told_, "a!: no exclamations");
+  type("?");
+  EXPECT_EQ(text(), "a?");
+  EXPECT_FALSE(field_->hasAcceptableInput());
+  press({"Return"});
+  EXPECT_EQ(told_, "a?: no questions");
+  EXPECT_EQ(ends_, 0);
+}
+
+TEST_F(QtField, TakesAReplacementThatTheFormatterWouldRefuse) {
+  police(RecordingFormatter::make());
+  type("a*");
+  EXPECT_EQ(text(), "!replaced!");
+  type("b");
+  EXPECT_EQ(text(), "!replaced!");
+}
+
+TEST_F(QtField, EmitsNothingForARefusedChangeAndOneSignalForAReplacement) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("5");
+  QSignalSpy changes(field_, &QLineEdit::textChanged);
+  type("x");
+  EXPECT_EQ(changes.count(), 0);
+  type("55");
+  ASSERT_EQ(changes.count(), 2);
+  EXPECT_EQ(changes[0][0].toString(), "55");
+  EXPECT_EQ(changes[1][0].toString(), "100");
+}
+
+TEST_F(QtField, LeavesTheFieldsOwnLimitToTheField) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  field_->setMaxLength(2);
+  type("42");
+  type("5");
+  EXPECT_EQ(text(), "42");
+  EXPECT_TRUE(refused_.empty());
+}
+
+TEST_F(QtField, TellsOfEveryEndOfEditing) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  QSignalSpy ends(field_, &QLineEdit::editingFinished);
+  type("42");
+  EXPECT_FALSE(validator_->objectValue().has_value());
+  press({"Return"});
+  EXPECT_EQ(ends_, 1);
+  EXPECT_EQ(ends.count(), 1);
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(42));
+}
+
+TEST_F(QtField, ShowsOnlyObjectsThatItsFormatterIsFor) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  EXPECT_TRUE(validator_->setObjectValue(NSNumber(5)));
+  EXPECT_FALSE(validator_->setObjectValue(std::string("words")));
+  EXPECT_EQ(text(), "5");
+  EXPECT_EQ(std::any_cast<NSNumber>(validator_->objectValue()), NSNumber(5));
+}
+
+TEST_F(QtField, MayLoseItsValidator) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  delete validator_;
+  type("x");
+  EXPECT_EQ(text(), "42x");
+}
+
+TEST_F(QtField, MayGoWhileItIsEdited) {
+  const auto formatter = police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  type("42");
+  delete field_;
+  EXPECT_EQ(formatter.use_count(), 1);
+  settle();
+}
+
+TEST_F(QtField, AHandlerMayReplaceItself) {
+  police(Formatters::CharactersLimit::make(2));
+  int calls = 0;
+  validator_->onRefusal([&](std::string_view, std::string_view) {
+    validator_->onRefusal(nullptr);
+    ++calls;
+  });
+  type("abc");
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(QtField, AHandlerMaySetAnotherObject) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  validator_->onRefusal([&](std::string_view, std::string_view) { validator_->setObjectValue(1); });
+  type("x");
+  EXPECT_EQ(text(), "1");
+}
+
+/// A program of its own, typed into from outside.
+TEST(QtForm, SavesWhatWasTyped) {
+  Tests::PrivateDisplay display("😀٠", 700, 480);
+  if (!display.problem().empty()) GTEST_SKIP() << display.problem();
+  const TessalyTests::TemporaryFolder folder;
+  const std::string output = folder.path() + "/output";
+  ::setenv("LANG", "de_DE.UTF-8", 1);
+  ::unsetenv("LC_ALL");
+  ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+  Tests::Process form({std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly_qt_form"}, output);
+  ASSERT_TRUE(Tests::comesTrue([&] { return display.focus("Track (Qt)"); })) << Tests::contentsOf(output);
+  display.type("An incredibly long title of a track\t");
+  display.type("The 😀 Smilers\t");
+  display.type("150\t");
+  display.type("-3,5x\t");
+  display.press({"BackSpace"});
+  display.type("\t ");
+  EXPECT_EQ(form.wait(), 0);
+  EXPECT_THAT(Tests::contentsOf(output),
+              testing::EndsWith("Title: An incredibly long title\nArtist: The  Smilers\nVolume: 100 %\nGain: -3,5 dB\n"
+                                "Fade: 0 s\n"));
+}
+
+TEST(QtFieldDeathTest, StopsTheProcessWithoutAFormatter) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        int count = 0;
+        QApplication application(count, nullptr);
+        QLineEdit field;
+        Qt6::FormatterValidator validator(std::shared_ptr<Formatter>(), &field);
+      },
+      "Tessaly/FormatterValidator:[0-9]+: Fatal error: A field needs a formatter");
+}
+
+TEST(QtFieldDeathTest, StopsTheProcessWithoutAField) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(Qt6::FormatterValidator validator(Formatters::CharactersLimit::make(1), nullptr),
+               "Tessaly/FormatterValidator:[0-9]+: Fatal error: A validator of a field needs a field");
+}
+
+TEST(QtFieldDeathTest, StopsTheProcessWhenAFormatterOrAHandlerThrows) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto typing = [](const char* text, auto handler) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    int count = 0;
+    QApplication application(count, nullptr);
+    QLineEdit field;
+    auto* validator = new Qt6::FormatterValidator(RecordingFormatter::make(), &field);
+    handler(validator);
+    field.insert(text);
+    QCoreApplication::processEvents();
+    QKeyEvent end(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    QCoreApplication::sendEvent(&field, &end);
+  };
+  EXPECT_DEATH(typing("throw", [](auto*) {}), "Fatal error: A field's formatter has thrown");
+  EXPECT_DEATH(typing("!", [](auto* validator) { validator->onRefusal([](auto, auto) { throw 1; }); }),
+               "Fatal error: A handler of a field's refusals has thrown");
+  EXPECT_DEATH(typing("a", [](auto* validator) { validator->onEditingEnd([](const auto&) { throw 1; }); }),
+               "Fatal error: A handler of a field's end of editing has thrown");
+}
+
+}  // namespace
+}  // namespace Tessaly

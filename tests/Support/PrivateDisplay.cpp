@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "tests/Support/PrivateDisplay.hpp"
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): setenv is POSIX's.
+
+#include <map>
+#include <stdexcept>
+
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+
+namespace Tessaly::Tests {
+namespace {
+
+std::vector<char32_t> codePoints(std::string_view text) {
+  std::vector<char32_t> points;
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    char32_t point = length == 1 ? lead : lead & (0x7FU >> length);
+    for (int k = 1; k < length; ++k) point = (point << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3FU);
+    points.push_back(point);
+    i += static_cast<std::size_t>(length);
+  }
+  return points;
+}
+
+KeySym symbolOf(char32_t point) {
+  if (point == U'\t') return XStringToKeysym("Tab");
+  return point < 0x100 ? point : 0x01000000 | point;
+}
+
+}  // namespace
+
+struct PrivateDisplay::Connection {
+  struct Key {
+    unsigned code = 0;
+    bool isShifted = false;
+  };
+
+  explicit Connection(Display* opened) : display(opened) {
+    int last = 0;
+    XDisplayKeycodes(display, &firstCode, &last);
+    for (int code = firstCode; code <= last; ++code) {
+      for (const bool isShifted : {false, true}) {
+        const KeySym symbol = XkbKeycodeToKeysym(display, static_cast<KeyCode>(code), 0, isShifted ? 1 : 0);
+        if (symbol != NoSymbol) keys.try_emplace(symbol, Key{static_cast<unsigned>(code), isShifted});
+      }
+      if (XkbKeycodeToKeysym(display, static_cast<KeyCode>(code), 0, 0) == NoSymbol) free.push_back(code);
+    }
+  }
+  ~Connection() { XCloseDisplay(display); }
+
+  void add(KeySym symbol) {
+    if (keys.contains(symbol)) return;
+    if (free.empty()) throw std::length_error("The keyboard has no key left");
+    const int code = free.back();
+    free.pop_back();
+    XChangeKeyboardMapping(display, code, 1, &symbol, 1);
+    keys[symbol] = {static_cast<unsigned>(code), false};
+  }
+  [[nodiscard]] Key key(KeySym symbol) const { return keys.at(symbol); }
+
+  Display* display;
+  int firstCode = 0;
+  std::map<KeySym, Key> keys;
+  std::vector<int> free;
+};
+
+PrivateDisplay::PrivateDisplay(std::string_view furtherLetters, int width, int height) {
+  const TessalyTests::TemporaryFolder folder;
+  const std::string number = folder.path() + "/display";
+  const std::string log = folder.path() + "/log";
+  const std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
+  server_ =
+      Process({"sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp -noreset -screen 0 " + screen + " 3>" + number}, log);
+  comesTrue([&] { return contentsOf(number).ends_with('\n'); });
+  std::string name = ":" + contentsOf(number);
+  Display* display = name.ends_with('\n') ? XOpenDisplay((name.pop_back(), name.c_str())) : nullptr;
+  if (display == nullptr) {
+    problem_ = "no X server could be started: " + contentsOf(log);
+    return;
+  }
+  connection_ = std::make_unique<Connection>(display);
+  ::setenv("DISPLAY", name.c_str(), 1);
+  ::unsetenv("WAYLAND_DISPLAY");
+  for (const char32_t point : codePoints(furtherLetters)) connection_->add(symbolOf(point));
+  connection_->add(XStringToKeysym("dead_acute"));
+  XAutoRepeatOff(display);
+  XSync(display, False);
+}
+
+PrivateDisplay::~PrivateDisplay() = default;
+
+bool PrivateDisplay::focus(const std::string& title) {
+  Display* display = connection_->display;
+  Window root = 0;
+  Window parent = 0;
+  Window* children = nullptr;
+  unsigned count = 0;
+  if (XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count) == 0) return false;
+  bool isFound = false;
+  for (unsigned i = 0; i < count && !isFound; ++i) {
+    char* name = nullptr;
+    if (XFetchName(display, children[i], &name) == 0 || name == nullptr) continue;
+    XWindowAttributes attributes;
+    if (title == name && XGetWindowAttributes(display, children[i], &attributes) != 0 &&
+        attributes.map_state == IsViewable) {
+      XSetInputFocus(display, children[i], RevertToParent, CurrentTime);
+      isFound = true;
+    }
+    XFree(name);
+  }
+  if (children != nullptr) XFree(children);
+  XSync(display, False);
+  return isFound;
+}
+
+void PrivateDisplay::stroke(unsigned keycode, bool isShifted) {
+  Display* display = connection_->display;
+  const unsigned shift = connection_->key(XStringToKeysym("Shift_L")).code;
+  if (isShifted) XTestFakeKeyEvent(display, shift, True, CurrentTime);
+  XTestFakeKeyEvent(display, keycode, True, CurrentTime);
+  XTestFakeKeyEvent(display, keycode, False, CurrentTime);
+  if (isShifted) XTestFakeKeyEvent(display, shift, False, CurrentTime);
+  releases_ += isShifted ? 2 : 1;
+}
+
+void PrivateDisplay::type(std::string_view letters) {
+  for (const char32_t point : codePoints(letters)) {
+    const Connection::Key key = connection_->key(symbolOf(point));
+    stroke(key.code, key.isShifted);
+  }
+  XFlush(connection_->display);
+}
+
+void PrivateDisplay::press(const std::vector<std::string>& names) {
+  Display* display = connection_->display;
+  std::vector<unsigned> codes;
+  for (const std::string& name : names) codes.push_back(connection_->key(XStringToKeysym(name.c_str())).code);
+  for (const unsigned code : codes) XTestFakeKeyEvent(display, code, True, CurrentTime);
+  for (auto code = codes.rbegin(); code != codes.rend(); ++code) XTestFakeKeyEvent(display, *code, False, CurrentTime);
+  releases_ += static_cast<int>(codes.size());
+  XFlush(display);
+}
+
+}  // namespace Tessaly::Tests

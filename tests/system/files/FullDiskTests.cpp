@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/MemoryVolume.hpp"
+
+namespace Tessaly {
+namespace {
+
+class FullDisk : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!disk_.reason().empty()) GTEST_SKIP() << disk_.reason();
+  }
+  /// The code of the system error that writing throws; 0 when it throws none.
+  int codeOfWriting(const std::string& text, const std::string& name, bool excludesFromBackup) {
+    try {
+      writeData(files_, Data(std::string_view(text)), URL::fileURLWithPath(disk_.path(name)), excludesFromBackup);
+    } catch (const POSIXError& error) {
+      return static_cast<int>(error.code());
+    }
+    return 0;
+  }
+
+  FileManager& files_ = FileManager::default_();
+  Tests::MemoryVolume disk_{"1m"};
+};
+
+TEST_F(FullDisk, WritingThrowsAndGoesOnOnceThereIsRoom) {
+  const std::string large(600'000, 'a');
+  EXPECT_EQ(codeOfWriting(large, "folder/first", false), 0);
+  EXPECT_EQ(codeOfWriting(large, "folder/second", false), ENOSPC);
+  EXPECT_EQ(files_.contents(URL::fileURLWithPath(disk_.path("folder/first"))).text(), large);
+  std::filesystem::remove(disk_.path("folder/first"));
+  EXPECT_EQ(codeOfWriting(large, "folder/second", false), 0);
+  EXPECT_EQ(files_.contents(URL::fileURLWithPath(disk_.path("folder/second"))).text(), large);
+}
+
+TEST_F(FullDisk, WithoutRoomForTheMarkOfItsFolderTheFileIsWrittenAndTheFailureThrown) {
+  ASSERT_EQ(codeOfWriting("", "folder/file", false), 0);
+  ASSERT_TRUE(disk_.fill("filler"));
+  EXPECT_EQ(codeOfWriting("", "folder/file", true), ENOSPC);
+  EXPECT_TRUE(files_.fileExists(disk_.path("folder/file")));
+  EXPECT_FALSE(files_.fileExists(disk_.path("folder/CACHEDIR.TAG"))) << "no mark is better than half of one";
+  std::filesystem::remove(disk_.path("filler"));
+  EXPECT_EQ(codeOfWriting("", "folder/file", true), 0);
+  EXPECT_TRUE(files_.isExcludedFromBackup(URL::fileURLWithPath(disk_.path("folder"))));
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tests/Platform/Foundation/OutputOf.hpp"
+#include "tests/system/services/XServer.hpp"
+
+namespace Tessaly {
+namespace {
+
+using TessalyTests::outputOf;
+using Tests::comesTrue;
+
+/// Standard output, standard error and the exit code. Returns when nobody holds the output open any more.
+std::string run(const std::string& arguments) {
+  return outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly copy " + arguments +
+                  " 2>&1; echo \"($?)\"");
+}
+
+/// How many processes of the command there are for this display.
+int servers() {
+  const std::string display = std::string(1, '\0') + "DISPLAY=" + std::getenv("DISPLAY") + '\0';
+  int count = 0;
+  for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+    if (Tests::contentsOf(process.path() / "comm") != "tessaly\n") continue;
+    if ((std::string(1, '\0') + Tests::contentsOf(process.path() / "environ")).find(display) != std::string::npos)
+      ++count;
+  }
+  return count;
+}
+
+class CopyCommand : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!server_.reason().empty()) GTEST_SKIP() << server_.reason();
+  }
+
+  Tests::XServer server_;
+};
+
+TEST_F(CopyCommand, CopiesItsWordsAndReturns) {
+  EXPECT_EQ(run("Grüße"), "(0)\n");
+  EXPECT_EQ(server_.paste(), "Grüße");
+  EXPECT_EQ(run("several words '  of a text'"), "(0)\n");
+  EXPECT_EQ(server_.paste(), "several words   of a text");
+  EXPECT_EQ(run("-- --url"), "(0)\n");
+  EXPECT_EQ(server_.paste(), "--url");
+  EXPECT_EQ(run("''"), "(0)\n");
+  EXPECT_EQ(server_.paste(), "");
+}
+
+TEST_F(CopyCommand, CopiesStandardInputAsItIs) {
+  EXPECT_EQ(run("< /dev/null"), "(0)\n");
+  EXPECT_EQ(server_.paste(), "");
+  std::string text = "first line\n\tsecond\n\n";
+  while (text.size() < 3'000'000) text += std::to_string(text.size()) + '\n';
+  std::ofstream(server_.folder() + "/input") << text;
+  EXPECT_EQ(run("< " + server_.folder() + "/input"), "(0)\n");
+  EXPECT_TRUE(server_.paste() == text);
+}
+
+TEST_F(CopyCommand, CopiesAURLAsOne) {
+  EXPECT_EQ(run("--url https://example.com/a"), "(0)\n");
+  EXPECT_EQ(server_.paste("text/uri-list"), "https://example.com/a\r\n");
+  EXPECT_EQ(server_.paste(), "https://example.com/a");
+  EXPECT_EQ(run("--url ''"), "tessaly copy: \"\" is no URL\n(1)\n");
+}
+
+TEST_F(CopyCommand, StaysInTheBackgroundUntilSomethingElseIsCopied) {
+  EXPECT_EQ(servers(), 0);
+  run("ours");
+  EXPECT_EQ(servers(), 1);
+  EXPECT_EQ(server_.paste(), "ours");
+  EXPECT_EQ(server_.paste(), "ours");
+  run("ours again");
+  EXPECT_TRUE(comesTrue([] { return servers() == 1; }));
+  EXPECT_EQ(server_.paste(), "ours again");
+  const auto other = server_.copyElsewhere("theirs");
+  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+}
+
+TEST_F(CopyCommand, WhoBeganToPasteGetsAllOfItAlsoWhenItIsReplaced) {
+  const std::string large(1'000'000, 'x');
+  std::ofstream(server_.folder() + "/input") << large;
+  for (int i = 0; i < 3; ++i) {
+    run("< " + server_.folder() + "/input");
+    const std::string file = server_.folder() + "/large";
+    Tests::Process reader({"timeout", "8", "xclip", "-selection", "clipboard", "-o", "-t", "UTF8_STRING"}, file);
+    run("small");
+    EXPECT_EQ(reader.wait(), 0);
+    const std::string pasted = Tests::contentsOf(file);
+    EXPECT_TRUE(pasted == "small" || pasted == large) << pasted.size();
+  }
+}
+
+TEST_F(CopyCommand, EndsWithTheDisplay) {
+  run("text");
+  ASSERT_EQ(servers(), 1);
+  server_.process().end();
+  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+}
+
+TEST_F(CopyCommand, SurvivesTheTerminalThatItWasStartedIn) {
+  EXPECT_EQ(outputOf("setsid --wait sh -c '" + std::string(std::getenv("TESSALY_TEST_PROGRAMS")) +
+                     "/tessaly copy text; kill -HUP 0' >/dev/null 2>&1; echo $?"),
+            "129\n");
+  EXPECT_EQ(server_.paste(), "text");
+}
+
+TEST(CopyCommandWithoutADisplay, FailsAndLeavesNobodyBehind) {
+  ::unsetenv("WAYLAND_DISPLAY");
+  ::setenv("DISPLAY", ":77777", 1);
+  const std::string failure =
+      "tessaly copy: There is no display with a pasteboard that a program without a window may use\n(1)\n";
+  EXPECT_EQ(run("text"), failure);
+  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+  ::unsetenv("DISPLAY");
+  EXPECT_EQ(run("text"), failure);
+}
+
+TEST(CopyCommandWithoutADisplay, TellsWrongUsageByItsExitCode) {
+  EXPECT_TRUE(run("--html text").ends_with("(2)\n"));
+  EXPECT_TRUE(run("--help").starts_with("Usage: tessaly copy"));
+}
+
+}  // namespace
+}  // namespace Tessaly

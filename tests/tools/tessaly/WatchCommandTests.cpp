@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+
+#include "../../Platform/Foundation/OutputOf.hpp"
+#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "../../Support/WaitUntil.hpp"
+#include "ToolProcess.hpp"
+
+namespace {
+
+using Tessaly::Tests::waitUntil;
+using TessalyTests::outputOf;
+using TessalyTests::ToolProcess;
+
+class WatchCommand : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
+  void put(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
+  static bool watches(const ToolProcess& tool) {
+    return waitUntil([&] { return tool.errors().starts_with("Watching "); });
+  }
+  /// Whether the tool says so of the file.
+  static bool tells(const ToolProcess& tool, const std::string& what) {
+    return waitUntil([&] { return tool.output().find(" " + what + "\n") != std::string::npos; });
+  }
+  static std::string run(const std::string& arguments) {
+    return outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly " + arguments +
+                    " 2>&1; echo \"($?)\"");
+  }
+
+ private:
+  TessalyTests::TemporaryFolder folder_;
+};
+
+TEST_F(WatchCommand, TellsWhatBecomesOfTheFileUntilItIsInterrupted) {
+  put("a", "one");
+  ToolProcess tool({"watch", path("a")}, path("output"));
+  ASSERT_TRUE(watches(tool)) << tool.errors();
+  put("a", "two");
+  EXPECT_TRUE(tells(tool, "written")) << tool.output();
+  put("b", "three");
+  std::filesystem::rename(path("b"), path("a"));
+  EXPECT_TRUE(tells(tool, "replaced")) << tool.output();
+  std::filesystem::remove(path("a"));
+  EXPECT_TRUE(tells(tool, "removed")) << tool.output();
+  put("a", "four");
+  EXPECT_TRUE(tells(tool, "returned")) << tool.output();
+  EXPECT_TRUE(std::regex_match(
+      tool.output(), std::regex(R"((\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} (written|replaced|removed|returned)\n)+)")))
+      << tool.output();
+  EXPECT_EQ(tool.end(SIGINT), 0);
+}
+
+TEST_F(WatchCommand, PrintsTheContentsNowAndWheneverTheyChanged) {
+  put("a", "one");
+  ToolProcess tool({"watch", "--data", path("a")}, path("output"));
+  ASSERT_TRUE(waitUntil([&] { return tool.output() == "one\n"; })) << tool.errors();
+  put("b", "two\n");
+  std::filesystem::rename(path("b"), path("a"));
+  EXPECT_TRUE(waitUntil([&] { return tool.output().ends_with("\ntwo\n"); })) << tool.output();
+  std::filesystem::remove(path("a"));
+  put("a", "three");
+  EXPECT_TRUE(waitUntil([&] { return tool.output().ends_with("\nthree\n"); })) << tool.output();
+  EXPECT_EQ(tool.end(SIGTERM), 0);
+}
+
+TEST_F(WatchCommand, WaitsForAFileThatIsNotThereYet) {
+  ToolProcess tool({"watch", path("folder/a"), "--data"}, path("output"));
+  ASSERT_TRUE(watches(tool)) << tool.errors();
+  std::filesystem::create_directory(path("folder"));
+  put("folder/a", "there");
+  EXPECT_TRUE(waitUntil([&] { return tool.output().ends_with("there\n"); })) << tool.output();
+  EXPECT_EQ(tool.end(SIGINT), 0);
+}
+
+TEST_F(WatchCommand, EndsWhenNobodyReadsItsOutput) {
+  put("a", "one");
+  // `head` goes after the first line; the next ones find nobody.
+  const std::string tool = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
+  const std::string output = outputOf("(" + tool + " watch " + path("a") + " --data 2>&1; echo \"($?)\" > " +
+                                      path("status") + ") | (head -n 2; exec <&-; while [ ! -e " + path("status") +
+                                      " ]; do echo x >> " + path("a") + "; done); cat " + path("status"));
+  EXPECT_EQ(output, "Watching " + path("a") + "\none\n(141)\n");
+}
+
+TEST_F(WatchCommand, TellsWrongUsageByItsExitCode) {
+  for (const std::string arguments : {"watch", "watch --data", "watch a b", "watch --follow a"}) {
+    EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);
+  }
+  EXPECT_TRUE(run("watch --help").starts_with("Usage: tessaly watch <file>"));
+}
+
+}  // namespace

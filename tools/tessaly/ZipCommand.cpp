@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "Command.hpp"
+#include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+
+namespace TessalyTool {
+namespace {
+
+using Tessaly::Data;
+using Tessaly::POSIXError;
+using Tessaly::URL;
+
+constexpr std::string_view help = R"(Usage: tessaly zip [--force] <archive> <file>...
+
+Writes a zip archive of copies of files, links and folders, each under its own name, in one folder of a random name. Two
+of one name are refused. Names are in UTF-8, and times and modes are kept. The archive "-" is standard output.
+
+  --force     replace an archive that is there, once the new one is whole
+
+Exit codes: 0 done, 1 failed (a file that is not there, for example), 2 wrong usage.
+)";
+
+struct Request {
+  std::string archive;
+  std::vector<std::string> files;
+  bool replaces = false;
+};
+
+Request parsed(Arguments arguments) {
+  Request request;
+  std::vector<std::string> words;
+  bool takesOptions = true;
+  for (const std::string_view argument : arguments) {
+    if (takesOptions && argument == "--") {
+      takesOptions = false;
+    } else if (takesOptions && argument == "--force") {
+      request.replaces = true;
+    } else if (takesOptions && argument.starts_with('-') && argument != "-") {
+      throw UsageError("There is no option " + std::string(argument));
+    } else {
+      words.emplace_back(argument);
+    }
+  }
+  if (words.empty()) throw UsageError("An archive is missing");
+  if (words.size() == 1) throw UsageError("A file is missing");
+  request.archive = words.front();
+  request.files.assign(words.begin() + 1, words.end());
+  return request;
+}
+
+CommandError failed(const std::string& file, int code) { return CommandError(file + ": " + std::strerror(code)); }
+
+std::vector<URL> urlsOf(const std::vector<std::string>& files) {
+  std::vector<URL> urls;
+  std::vector<std::string> names;
+  for (const std::string& file : files) {
+    std::error_code code;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file, code))) {
+      throw failed(file, code ? code.value() : ENOENT);
+    }
+    urls.push_back(URL::fileURLWithPath(file));
+    const std::string name = urls.back().lastPathComponent();
+    if (std::ranges::find(names, name) != names.end()) {
+      throw CommandError(file + ": There is another file of the name \"" + name + "\"");
+    }
+    names.push_back(name);
+  }
+  return urls;
+}
+
+/// Under a name of its own beside the archive first, so that nobody ever finds half of one.
+void store(const Data& data, const Request& request) {
+  const std::string part = request.archive + "." + Tessaly::UUID::random().uuidString() + ".part";
+  try {
+    data.write(URL::fileURLWithPath(part));
+    if (request.replaces) {
+      std::filesystem::rename(part, request.archive);
+    } else {
+      Tessaly::FileManager::default_().moveItem(URL::fileURLWithPath(part), URL::fileURLWithPath(request.archive));
+    }
+  } catch (const POSIXError& error) {
+    ::unlink(part.c_str());
+    throw failed(request.archive, static_cast<int>(error.code()));
+  } catch (const std::filesystem::filesystem_error& error) {
+    ::unlink(part.c_str());
+    throw failed(request.archive, error.code().value());
+  }
+}
+
+ExitCode run(Arguments arguments) {
+  const Request request = parsed(arguments);
+  const bool toOutput = request.archive == "-";
+  if (!toOutput && !request.replaces && std::filesystem::exists(std::filesystem::symlink_status(request.archive))) {
+    throw CommandError(request.archive + " is there already; --force replaces it");
+  }
+  const std::vector<URL> urls = urlsOf(request.files);
+  Data data;
+  try {
+    data = Tessaly::syncWait([&] { return zipFiles(Tessaly::NSFileCoordinator(), urls); });
+  } catch (const POSIXError& error) {
+    throw CommandError(std::strerror(static_cast<int>(error.code())));
+  }
+  if (toOutput) {
+    std::cout.write(data.text().data(), static_cast<std::streamsize>(data.size()));
+  } else {
+    store(data, request);
+  }
+  return success;
+}
+
+}  // namespace
+
+const Command zipCommand{.name = "zip", .summary = "write a zip archive of files", .help = help, .run = run};
+
+}  // namespace TessalyTool
