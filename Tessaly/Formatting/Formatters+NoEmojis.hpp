@@ -15,9 +15,8 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// Takes emoji out of a text when its editing ends, and if wanted caps its length: as many user-perceived characters as
-/// the limit are accepted, in contrast to `CharactersLimit`. What an emoji is says `Character::isEmoji`: bare digits
-/// and
-/// `#` stay.
+/// the limit are accepted, in contrast to `CharactersLimit`. `Character::isEmoji` says what an emoji is; digits and `#`
+/// stay.
 ///
 /// Thread contract: thread-compatible.
 ///

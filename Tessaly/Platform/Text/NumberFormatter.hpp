@@ -108,7 +108,8 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
   /// Reads a number: the whole text must be one as this formatter writes it, prefix and suffix included. Absent if it
-  /// is not. Digits of every script are read.
+  /// is not. Digits of every script are read. Takes a time in proportion to the text, however long it is; one of more
+  /// than 10,000 characters that are no mere digits is refused.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
   /// As `number`, into an `NSNumber`.
