@@ -143,6 +143,7 @@
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Observation/Property.hpp"
 #include "Tessaly/Platform/Observation/Tracking.hpp"
+#include "Tessaly/Platform/Observation/VersionWord.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
 #include "Tessaly/Platform/Settings/KeyValueChange.hpp"

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "Harness.hpp"
@@ -115,6 +117,53 @@ auto gObjectObservedBy(int observers) {
   };
 }
 
+/// Tracks a `Property` so many times, and sets it, which calls and ends all of them.
+auto trackedBy(int trackings) {
+  return [trackings] {
+    auto numbers = std::make_shared<Numbers>();
+    auto calls = std::make_shared<std::int64_t>(0);
+    return [numbers, calls, trackings, next = std::int64_t(0)]() mutable {
+      for (int i = 0; i < trackings; ++i) {
+        withObservationTracking([&] { return numbers->value.value(); }, [calls = calls.get()] { ++*calls; });
+      }
+      numbers->value = ++next;
+      return *calls;
+    };
+  };
+}
+
+auto qPropertyHandlersMadeAndEnded(int handlers) {
+  return [handlers] {
+    auto numbers = std::make_shared<QtNumbers>();
+    auto calls = std::make_shared<std::int64_t>(0);
+    const auto handler = [calls = calls.get()] { ++*calls; };
+    using Handler = QPropertyChangeHandler<decltype(handler)>;
+    auto made = std::make_shared<std::vector<std::optional<Handler>>>(handlers);
+    return [numbers, calls, handler, made, next = std::int64_t(0)]() mutable {
+      for (auto& each : *made) each.emplace(numbers->value, handler);
+      numbers->value = ++next;
+      for (auto& each : *made) each.reset();
+      return *calls;
+    };
+  };
+}
+
+auto boostConnectedAndEnded(int connections) {
+  return [connections] {
+    auto number = std::make_shared<BoostNumber>();
+    auto calls = std::make_shared<std::int64_t>(0);
+    auto made = std::make_shared<std::vector<boost::signals2::scoped_connection>>(connections);
+    return [number, calls, made, next = std::int64_t(0)]() mutable {
+      for (auto& each : *made) {
+        each = number->changed.connect([calls = calls.get()](std::int64_t) { ++*calls; });
+      }
+      number->setValue(++next);
+      for (auto& each : *made) each.disconnect();
+      return *calls;
+    };
+  };
+}
+
 const Facility observation("Observation", [](Facility& facility) {
   facility.row("set, untracked")
       .ours([numbers = std::make_shared<Numbers>(), next = std::int64_t(0)]() mutable { numbers->value = ++next; })
@@ -130,39 +179,18 @@ const Facility observation("Observation", [](Facility& facility) {
       .peer("QProperty", [numbers = std::make_shared<QtNumbers>()] { return numbers->value.value(); });
 
   facility.row("track, set, be called")
-      .ours([] {
-        auto numbers = std::make_shared<Numbers>();
-        auto calls = std::make_shared<std::int64_t>(0);
-        return [numbers, calls, next = std::int64_t(0)]() mutable {
-          withObservationTracking([&] { return numbers->value.value(); }, [calls = calls.get()] { ++*calls; });
-          numbers->value = ++next;
-          return *calls;
-        };
-      })
-      .peer("QProperty, handler made and ended",
-            [] {
-              auto numbers = std::make_shared<QtNumbers>();
-              auto calls = std::make_shared<std::int64_t>(0);
-              return [numbers, calls, next = std::int64_t(0)]() mutable {
-                const auto handler = numbers->value.onValueChanged([calls = calls.get()] { ++*calls; });
-                numbers->value = ++next;
-                return *calls;
-              };
-            })
-      .peer("boost::signals2, connected and ended",
-            [] {
-              auto number = std::make_shared<BoostNumber>();
-              auto calls = std::make_shared<std::int64_t>(0);
-              return [number, calls, next = std::int64_t(0)]() mutable {
-                const boost::signals2::scoped_connection connection =
-                    number->changed.connect([calls = calls.get()](std::int64_t) { ++*calls; });
-                number->setValue(++next);
-                return *calls;
-              };
-            })
+      .ours(trackedBy(1))
+      .peer("QProperty, handler made and ended", qPropertyHandlersMadeAndEnded(1))
+      .peer("boost::signals2, connected and ended", boostConnectedAndEnded(1))
       .bar(70);
+  for (const int trackings : {8, 1000}) {
+    facility.row("track " + std::to_string(trackings) + " times, set, be called")
+        .ours(trackedBy(trackings))
+        .peer("QProperty, handlers made and ended", qPropertyHandlersMadeAndEnded(trackings))
+        .peer("boost::signals2, connected and ended", boostConnectedAndEnded(trackings));
+  }
 
-  for (const int observers : {1, 8}) {
+  for (const int observers : {1, 8, 1000}) {
     facility.row("set, observed by " + std::to_string(observers))
         .ours(observedBy(observers))
         .peer("QProperty", qPropertyObservedBy(observers))

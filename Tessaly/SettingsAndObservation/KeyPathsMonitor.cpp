@@ -30,29 +30,27 @@ KeyPathsMonitor::Locked& KeyPathsMonitor::Locked::operator=(const Locked& other)
   return *this;
 }
 
-std::unordered_map<UUID, KeyPathsMonitor::Weak> KeyPathsMonitor::Locked::copyOfMonitors() const {
+KeyPathsMonitor::Locked::Monitors KeyPathsMonitor::Locked::copyOfMonitors() const {
   return lock_.withLock([&] { return monitors_; });
 }
 
 void KeyPathsMonitor::Locked::insert(const std::shared_ptr<KeyPathsMonitor>& monitor) {
-  lock_.withLock([&] { monitors_.try_emplace(monitor->id(), Weak{monitor}); });
+  lock_.withLock([&] { monitors_.modify().try_emplace(monitor->id(), Weak{monitor}); });
 }
 
 void KeyPathsMonitor::Locked::remove(const KeyPathsMonitor& monitor) {
-  lock_.withLock([&] { monitors_.erase(monitor.id()); });
+  lock_.withLock([&] {
+    if (monitors_.read().contains(monitor.id())) monitors_.modify().erase(monitor.id());
+  });
 }
 
 bool KeyPathsMonitor::Locked::isEmpty() const {
-  return lock_.withLock([&] { return monitors_.empty(); });
+  return lock_.withLock([&] { return monitors_.read().empty(); });
 }
 
 void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) const {
-  std::vector<Weak> snapshot;
-  lock_.withLock([&] {
-    snapshot.reserve(monitors_.size());
-    for (const auto& [id, weak] : monitors_) snapshot.push_back(weak);
-  });
-  for (const Weak& weak : snapshot) {
+  const Monitors snapshot = copyOfMonitors();
+  for (const auto& [id, weak] : snapshot.read()) {
     if (const auto monitor = weak.monitor.lock()) monitor->didSet(keyPath, root);
   }
 }

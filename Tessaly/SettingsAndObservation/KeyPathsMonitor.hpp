@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Foundation/CopyOnWrite.hpp"
 #include "Tessaly/Platform/Foundation/UUID.hpp"
 #include "Tessaly/Platform/Locks/OSAllocatedUnfairLock.hpp"
 #include "Tessaly/Platform/Observation/KeyPath.hpp"
@@ -123,11 +124,14 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     }
 
    private:
+    /// A snapshot shares it, and whoever inserts or removes meanwhile writes a copy.
+    using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;
+
     void tell(const AnyKeyPath& keyPath, const void* root) const;
-    [[nodiscard]] std::unordered_map<UUID, Weak> copyOfMonitors() const;
+    [[nodiscard]] Monitors copyOfMonitors() const;
 
     OSAllocatedUnfairLock<void> lock_;
-    std::unordered_map<UUID, Weak> monitors_;
+    Monitors monitors_;
   };
 
   using Update = std::function<void(KeyPathsMonitor&)>;

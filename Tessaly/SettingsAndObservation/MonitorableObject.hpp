@@ -194,7 +194,8 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   void follow(const KeyPath<Root, Value>& keyPath) {
     if (isFollowing(keyPath)) return;
     const Hook hook = Hook::adopt(new ChangeHook<Self, Root, Value>(sharedSelf<Self>(), keyPath));
-    if (keepHook(keyPath, hook)) hook->start();
+    hook->start();  // First, so that whoever finds a hook is told of what he changes.
+    if (!keepHook(keyPath, hook)) hook->cancel();
   }
 
   [[nodiscard]] Monitoring& monitoring() {

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Chapters.hpp"
+#include "Commands.hpp"
 #include "Files.hpp"
+#include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Concurrency/Observations.hpp"
 #include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
 #include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
@@ -16,6 +18,7 @@
 #include "Tessaly/Platform/Tasks/MainQueue.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SettingsAndObservation/MonitorableObject.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 #include "Tessaly/SettingsAndObservation/ResultProvider.hpp"
@@ -26,11 +29,14 @@ namespace {
 using namespace Tessaly;
 using namespace std::chrono_literals;
 
-/// Plays files: which of them, and how loud. Queue and volume belong to the main thread, the position to all.
+constexpr const char* identifier = "org.example.tour";
+constexpr Default<std::int64_t>::Key volumeKey{"player-volume", 50};
+
+/// Plays files: which of them, and how loud. The queue belongs to the main thread, the position to all, and the volume
+/// is a setting, which any process may change.
 class Player : public MonitorableObject {
  public:
   Property<std::vector<std::string>> queue;
-  Property<int> volume = 50;
 
   [[nodiscard]] std::size_t position() const {
     registrar_.access(*this, keyPath<&Player::position>);
@@ -39,16 +45,18 @@ class Player : public MonitorableObject {
   void setPosition(std::size_t position) {
     registrar_.withMutation(*this, keyPath<&Player::position>, [&] { position_ = position; });
   }
-  [[nodiscard]] std::optional<std::string> current() const {
+  [[nodiscard]] std::int64_t volume() const { return volume_.value(); }
+  void setVolume(std::int64_t volume) { volume_.setValue(volume); }
+
+  [[nodiscard]] std::string label() const {
     const std::size_t index = position();
-    if (index >= queue->size()) return std::nullopt;
-    return queue[index];
+    return text(index < queue->size() ? queue[index] : "nothing", " at ", volume());
   }
-  [[nodiscard]] bool isSilent() const { return volume == 0 || !current().has_value(); }
 
  private:
   std::atomic<std::size_t> position_ = 0;
   ObservationRegistrar registrar_;
+  Default<std::int64_t> volume_{volumeKey};
 };
 
 /// Lets the main queue work until something is so, for at most 10 s.
@@ -59,24 +67,44 @@ Async<bool> comesTrue(Condition condition) {
   co_return condition();
 }
 
-/// What the four ways of following have delivered.
+/// What each way of following has delivered, all on the main thread.
 struct Delivered {
   std::vector<std::string> inTheFirstPass;
-  std::vector<std::string> current;
-  int nothing = 0;
-  std::vector<int> volumes;
-  std::vector<std::pair<std::size_t, std::size_t>> positions;
-  std::vector<std::pair<bool, int>> monitored;
+  std::vector<std::string> inPasses;
+  std::vector<std::string> asElements;
+  std::vector<std::string> byMonitor;
   bool allOnTheMainThread = true;
+
+  void add(std::vector<std::string>& list, std::string label) {
+    allOnTheMainThread = allOnTheMainThread && MainQueue::isMainThread();
+    list.push_back(std::move(label));
+  }
+  [[nodiscard]] bool allSay(const std::string& label) const {
+    const auto isLast = [&](const std::vector<std::string>& list) { return !list.empty() && list.back() == label; };
+    return isLast(inPasses) && isLast(asElements) && isLast(byMonitor);
+  }
+  [[nodiscard]] std::size_t count() const { return inPasses.size() + asElements.size() + byMonitor.size(); }
 };
 
 Async<void> consume(std::shared_ptr<Player> player, Delivered* delivered) {
-  const Observations volumes([player] { return player->volume.value(); });
-  auto iterator = volumes.makeAsyncIterator();
+  const Observations labels([player] { return player->label(); });
+  auto iterator = labels.makeAsyncIterator();
   while (!Task<>::isCurrentCancelled()) {
-    const int volume = *co_await iterator.next();
-    if (!Task<>::isCurrentCancelled()) delivered->volumes.push_back(volume);
+    std::string label = *co_await iterator.next();
+    if (!Task<>::isCurrentCancelled()) delivered->add(delivered->asElements, std::move(label));
   }
+}
+
+/// Changes the volume three times in a row, which is faster than anybody who follows it.
+Async<void> turnDown(Narrator& narrator, std::shared_ptr<Player> player, const Delivered& delivered) {
+  const std::size_t passes = delivered.inPasses.size();
+  const std::size_t elements = delivered.asElements.size();
+  for (const int volume : {40, 30, 0}) player->setVolume(volume);
+  const bool isSo = co_await comesTrue([&] { return delivered.allSay(player->label()); });
+  // One each, and one more where the change before was still being told of.
+  narrator.check(isSo && delivered.inPasses.size() <= passes + 2 && delivered.asElements.size() <= elements + 2,
+                 text("Three changes of the volume in a row made ", delivered.inPasses.size() - passes, " pass, and ",
+                      delivered.asElements.size() - elements, " element: ", delivered.inPasses.back()));
 }
 
 Async<void> tell(Narrator& narrator) {
@@ -87,57 +115,60 @@ Async<void> tell(Narrator& narrator) {
   }
   const auto player = std::make_shared<Player>();
   Delivered delivered;
-  const auto seeThread = [&] {
-    delivered.allOnTheMainThread = delivered.allOnTheMainThread && MainQueue::isMainThread();
-  };
+  // Observers are called wherever something changes.
+  using Volumes = std::vector<std::pair<std::int64_t, std::int64_t>>;
+  Mutex<Volumes> volumes{Volumes()};
 
   std::vector<ObservationToken> tokens;
-  withContinuousObservation(
-      [player] { return player->current(); },
-      [&](const std::string& name) {
-        seeThread();
-        (ObservationToken::isFirst() ? delivered.inTheFirstPass : delivered.current).push_back(name);
-      },
-      [&](const std::optional<std::string>& name) { delivered.nothing += name ? 0 : 1; })
+  withContinuousObservation([player] { return player->label(); },
+                            [&](const std::string& label) {
+                              delivered.add(ObservationToken::isFirst() ? delivered.inTheFirstPass : delivered.inPasses,
+                                            label);
+                            })
       .store(tokens);
   const Task<> consumer([player, &delivered] { return consume(player, &delivered); });
-  const auto positions =
-      observe(player, keyPath<&Player::position>, NSKeyValueObservingOptions::old | NSKeyValueObservingOptions::new_,
-              [&](const auto& change) { delivered.positions.emplace_back(*change.oldValue, *change.newValue); });
   std::vector<std::shared_ptr<KeyPathsMonitor>> monitors;
   player
-      ->monitor<&Player::isSilent, &Player::volume>([&](bool isSilent, int volume) {
-        seeThread();
-        delivered.monitored.emplace_back(isSilent, volume);
+      ->monitor<&Player::queue, &Player::position, &Player::volume>([&](const std::vector<std::string>& queue,
+                                                                        std::size_t position, std::int64_t volume) {
+        delivered.add(delivered.byMonitor, text(position < queue.size() ? queue[position] : "nothing", " at ", volume));
       })
       ->store(monitors);
-  narrator.check(delivered.nothing == 1 && delivered.inTheFirstPass.empty(),
-                 "A continuous observation told before it returned that nothing is playing");
-  narrator.check(co_await comesTrue([&] { return delivered.volumes.size() == 1; }) && delivered.volumes[0] == 50,
-                 "A sequence of volumes began with the present one, 50");
+  const auto observation =
+      observe(player, keyPath<&Player::volume>, NSKeyValueObservingOptions::old | NSKeyValueObservingOptions::new_,
+              [&](const auto& change) {
+                volumes.withLock([&](Volumes& all) { all.emplace_back(*change.oldValue, *change.newValue); });
+              });
+  const auto toldOfVolumes = [&] { return volumes.withLock([](const Volumes& all) { return all; }); };
+
+  narrator.check(delivered.inTheFirstPass == std::vector<std::string>{"nothing at 50"} && delivered.count() == 0,
+                 "A continuous observation told before it returned: nothing at 50");
+  narrator.check(co_await comesTrue([&] { return delivered.asElements.size() == 1; }) &&
+                     delivered.asElements[0] == "nothing at 50" && delivered.byMonitor.empty(),
+                 "A sequence began with the same, and a monitor is silent until something changes");
 
   player->queue = names;
-  narrator.check(co_await comesTrue([&] { return delivered.current.size() == 1; }) && delivered.current[0] == names[0],
-                 text("A queue of files came from the main queue: now playing ", names[0]));
+  narrator.check(co_await comesTrue([&] { return delivered.allSay(names[0] + " at 50"); }),
+                 text("The main queue brought files: a pass, an element and a monitor tell of ", names[0], " at 50"));
 
-  const auto onThePool = [](auto change) { return Task<>({.isolation = Isolation()}, change).finished(); };
   bool wasMain = true;
-  co_await onThePool([&] {
+  co_await Task<>({.isolation = Isolation()}, [&] {
     wasMain = MainQueue::isMainThread();
     player->setPosition(1);
-  });
-  // A pass that runs while the position is being stored may see the old one; another then follows.
-  narrator.check(!wasMain && co_await comesTrue([&] { return delivered.current.back() == names[1]; }),
-                 text("A thread of the pool moved on: now playing ", names[1]));
-  narrator.check(delivered.positions == std::vector<std::pair<std::size_t, std::size_t>>{{0, 1}},
-                 "An observer of the position was told 0, then 1, at once and on that thread");
+  }).finished();
+  narrator.check(!wasMain && co_await comesTrue([&] { return delivered.allSay(names[1] + " at 50"); }),
+                 text("A thread of the pool moved on: all three tell of ", names[1], " at 50"));
 
-  for (const int volume : {40, 20, 0}) player->volume = volume;
-  narrator.check(co_await comesTrue([&] { return delivered.volumes.size() == 2; }) && delivered.volumes[1] == 0,
-                 "Three changes of the volume made one element, the last: 0");
-  narrator.check(co_await comesTrue(
-                     [&] { return !delivered.monitored.empty() && delivered.monitored.back() == std::pair(true, 0); }),
-                 text("A monitor of a computed and a stored property was told after each change, last: silent at 0"));
+  const CommandResult written =
+      runCommand({TOUR_TOOL, "defaults", "write", identifier, std::string(volumeKey.name()), "-int", "20"});
+  narrator.check(written.status == 0 && co_await comesTrue([&] { return delivered.allSay(names[1] + " at 20"); }),
+                 text("A second process turned it down: all three tell of ", names[1], " at 20"));
+  narrator.check(co_await comesTrue([&] { return !toldOfVolumes().empty(); }) && toldOfVolumes() == Volumes{{50, 20}},
+                 "An observer of the volume was told at once, on the thread that heard of it: 50, then 20");
+
+  co_await turnDown(narrator, player, delivered);
+  narrator.check(toldOfVolumes() == Volumes{{50, 20}, {20, 40}, {40, 30}, {30, 0}},
+                 "The observer was told of each of them: 40, 30, 0");
   narrator.check(delivered.allOnTheMainThread,
                  "Whoever changed what, values came on the main thread, where they were asked for");
 
@@ -145,13 +176,12 @@ Async<void> tell(Narrator& narrator) {
   monitors.clear();
   consumer.cancel();
   co_await consumer.finished();
-  const std::size_t before = delivered.current.size() + delivered.volumes.size() + delivered.monitored.size();
+  const ResultProvider<std::size_t> now([&] { return delivered.count(); });
+  const std::size_t before = now.wrappedValue();
   player->setPosition(2);
-  player->volume = 80;
-  const ResultProvider<std::size_t> now(
-      [&] { return delivered.current.size() + delivered.volumes.size() + delivered.monitored.size(); });
+  player->setVolume(80);
   for (int i = 0; i < 100; ++i) co_await Task<>::yield();
-  narrator.check(now.wrappedValue() == before && player->monitors().isEmpty() && delivered.positions.size() == 2,
+  narrator.check(now.wrappedValue() == before && player->monitors().isEmpty() && toldOfVolumes().back().second == 80,
                  "Once tokens, monitors and consumer were dropped, only the observer that was kept heard of a change");
 }
 

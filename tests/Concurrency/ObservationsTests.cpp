@@ -44,6 +44,31 @@ class Counter {
   ObservationRegistrar registrar_;
 };
 
+/// A number whose change takes several steps of a task.
+class SlowCounter {
+ public:
+  int value() const {
+    registrar_.access(*this, keyPath<&SlowCounter::value>);
+    return value_;
+  }
+  Async<void> increment() {
+    registrar_.willSet(*this, keyPath<&SlowCounter::value>);
+    co_await Task<>::yield();
+    ++value_;
+    co_await Task<>::yield();
+    registrar_.didSet(*this, keyPath<&SlowCounter::value>);
+    co_await Task<>::yield();
+  }
+
+ private:
+  int value_ = 0;
+  ObservationRegistrar registrar_;
+};
+
+Async<void> incrementThrice(std::shared_ptr<SlowCounter> counter) {
+  for (int i = 0; i < 3; ++i) co_await counter->increment();
+}
+
 /// Awaits so many elements in a task of its own.
 template <typename Iterator>
 class Consumer {
@@ -294,6 +319,77 @@ TEST(Observations, LoseNoChangeAndInventNoneInAnyOrderOfSteps) {
     scheduler.runUntilIdle();
     ASSERT_TRUE(consumer.task().isFinished());
   }
+}
+
+// Both races in every order: a change between the reading and the registering, and a reading before the store.
+TEST(Observations, SeeTheLastChangeThoughTheyComputeWhileChangesAreUnderWay) {
+  auto& scheduler = SeededScheduler::install();
+  for (int seed = 0; seed < repetitions(2'000); ++seed) {
+    scheduler.reseed(static_cast<std::uint64_t>(seed));
+    const auto counter = std::make_shared<SlowCounter>();
+    const Observations values([counter] { return counter->value(); });
+    const Consumer consumer(values.makeAsyncIterator());
+    const Task<> first = Task<>::detached([&] { return incrementThrice(counter); });
+    const Task<> second = Task<>::detached([&] { return incrementThrice(counter); });
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(first.isFinished() && second.isFinished());
+    ASSERT_EQ(consumer.seen().back(), 6) << seed;
+    ASSERT_LE(consumer.seen().size(), 13U);
+    consumer.task().cancel();
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(consumer.task().isFinished());
+  }
+}
+
+// The wait is cancelled, and a change comes, at any step of both.
+TEST(Observations, EndACancelledWaitInAnyOrderOfSteps) {
+  auto& scheduler = SeededScheduler::install();
+  for (int seed = 0; seed < repetitions(2'000); ++seed) {
+    scheduler.reseed(static_cast<std::uint64_t>(seed));
+    const auto player = std::make_shared<Player>();
+    const Observations volumes([player] { return player->volume.value(); });
+    const Consumer consumer(volumes.makeAsyncIterator());
+    const Task<> changer = Task<>::detached([&]() -> Async<void> {
+      co_await Task<>::yield();
+      player->volume = 2;
+    });
+    const Task<> canceller = Task<>::detached([&]() -> Async<void> {
+      co_await Task<>::yield();
+      consumer.task().cancel();
+    });
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(consumer.task().isFinished()) << seed;
+    ASSERT_TRUE(changer.isFinished() && canceller.isFinished());
+    ASSERT_LE(consumer.seen().size(), 3U);
+  }
+}
+
+TEST(Observations, GiveOneMoreElementWhenWhatTheyReadEnds) {
+  auto& scheduler = SeededScheduler::install();
+  auto player = std::make_shared<Player>();
+  const Observations volumes([weak = std::weak_ptr(player)] {
+    const auto player = weak.lock();
+    return player != nullptr ? player->volume.value() : -1;
+  });
+  const Consumer consumer(volumes.makeAsyncIterator());
+  scheduler.runUntilIdle();
+  player.reset();
+  scheduler.runUntilIdle();
+  EXPECT_THAT(consumer.seen(), ElementsAre(1, -1));
+  consumer.task().cancel();
+  scheduler.runUntilIdle();
+}
+
+TEST(Observations, GoOnAtOnceAfterAChangeByTheirConsumer) {
+  const auto player = std::make_shared<Player>();
+  const Observations volumes([player] { return player->volume.value(); });
+  syncWait([&]() -> Async<void> {
+    auto iterator = volumes.makeAsyncIterator();
+    for (int volume = 1; volume < 5; ++volume) {
+      EXPECT_EQ(co_await iterator.next(), volume);
+      player->volume = volume + 1;
+    }
+  });
 }
 
 TEST(Observations, SeeTheLastChangeWhileThreadsChangeAndTheConsumerGoesOn) {

@@ -59,6 +59,31 @@ class Counter {
   ObservationRegistrar registrar_;
 };
 
+/// A number whose change takes several steps of a task.
+class SlowCounter {
+ public:
+  int value() const {
+    registrar_.access(*this, keyPath<&SlowCounter::value>);
+    return value_;
+  }
+  Async<void> increment() {
+    registrar_.willSet(*this, keyPath<&SlowCounter::value>);
+    co_await Task<>::yield();
+    ++value_;
+    co_await Task<>::yield();
+    registrar_.didSet(*this, keyPath<&SlowCounter::value>);
+    co_await Task<>::yield();
+  }
+
+ private:
+  int value_ = 0;
+  ObservationRegistrar registrar_;
+};
+
+Async<void> incrementThrice(std::shared_ptr<SlowCounter> counter) {
+  for (int i = 0; i < 3; ++i) co_await counter->increment();
+}
+
 /// What was called with what, "!" in the first pass.
 class Calls {
  public:
@@ -430,6 +455,64 @@ TEST(ObservationToken, DeliversTheLastValueInEveryOrderOfChangesAndPasses) {
     ASSERT_EQ(seen.back(), 6);
     ASSERT_LE(seen.size(), 7U);
   }
+}
+
+// Both races in every order: a change between the reading and the registering, and a reading before the store.
+TEST(ObservationToken, DeliversTheLastValueThoughPassesReadWhileChangesAreUnderWay) {
+  auto& scheduler = SeededScheduler::install();
+  for (int seed = 0; seed < repetitions(2'000); ++seed) {
+    scheduler.reseed(static_cast<std::uint64_t>(seed));
+    const auto counter = std::make_shared<SlowCounter>();
+    int last = -1;
+    int passes = 0;
+    const auto token = withContinuousObservation(
+        Isolation(), [counter] { return counter->value(); },
+        [&](int value) {
+          last = value;
+          ++passes;
+        });
+    const Task<> first = Task<>::detached([&] { return incrementThrice(counter); });
+    const Task<> second = Task<>::detached([&] { return incrementThrice(counter); });
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(first.isFinished() && second.isFinished());
+    ASSERT_EQ(last, 6) << seed;
+    ASSERT_LE(passes, 13) << "at most one before and one after each change";
+  }
+}
+
+TEST(ObservationToken, OfAnObservationWithinAnotherEndsItAlone) {
+  auto& scheduler = SeededScheduler::install();
+  const auto player = std::make_shared<Player>();
+  std::vector<ObservationToken> inner;
+  int outerPasses = 0;
+  int innerPasses = 0;
+  const auto outer = withContinuousObservation(
+      Isolation(),
+      [&] {
+        inner.clear();
+        withContinuousObservation(
+            Isolation(), [player] { return player->position.value(); }, [&](int) { ++innerPasses; })
+            .store(inner);
+        return player->volume.value();
+      },
+      [&](int) { ++outerPasses; });
+  EXPECT_EQ(outerPasses, 1);
+  EXPECT_EQ(innerPasses, 1);
+  player->volume = 2;
+  scheduler.runUntilIdle();
+  EXPECT_EQ(outerPasses, 2);
+  EXPECT_EQ(innerPasses, 2);
+  // What the inner one read in its first pass, the outer one has read, too.
+  player->position = 1;
+  scheduler.runUntilIdle();
+  EXPECT_EQ(outerPasses, 3);
+  EXPECT_GE(innerPasses, 3);
+  const int before = innerPasses;
+  inner.clear();
+  player->position = 2;
+  scheduler.runUntilIdle();
+  EXPECT_EQ(outerPasses, 4);
+  EXPECT_EQ(innerPasses, before + 1) << "the outer one has made it anew";
 }
 
 TEST(ObservationToken, DeliversTheLastValueWhileThreadsChangeIt) {
