@@ -97,17 +97,19 @@ function(_tessaly_bundle_policy action message)
   if(message STREQUAL "")
     set(message "Authentication is required")
   endif()
-  string(REPLACE "&" "&amp;" message "${message}")
-  string(REPLACE "<" "&lt;" message "${message}")
+  if(message MATCHES "]]>|\n")
+    message(FATAL_ERROR "tessaly_bundle: POLKIT_MESSAGE must be one line without ]]>")
+  endif()
+  # In a CDATA section, since polkit forgets what stands before an entity.
   set(policy "${CMAKE_CURRENT_BINARY_DIR}/${action}.policy")
-  file(CONFIGURE OUTPUT "${policy}" @ONLY CONTENT [[
+  file(CONFIGURE OUTPUT "${policy}" @ONLY CONTENT [==[
 <?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
   "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
 <policyconfig>
   <action id="@action@">
-    <description>@message@</description>
-    <message>@message@</message>
+    <description><![CDATA[@message@]]></description>
+    <message><![CDATA[@message@]]></message>
     <defaults>
       <allow_any>auth_self</allow_any>
       <allow_inactive>auth_self</allow_inactive>
@@ -115,6 +117,6 @@ function(_tessaly_bundle_policy action message)
     </defaults>
   </action>
 </policyconfig>
-]])
+]==])
   install(FILES "${policy}" DESTINATION share/polkit-1/actions)
 endfunction()

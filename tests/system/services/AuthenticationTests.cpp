@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -242,6 +245,54 @@ TEST_F(RealPolkit, DoesNotShowTheReasonOfAnOrdinaryUsersProgram) {
 
 TEST_F(RealPolkit, DoesNotKnowAnActionThatIsNotInstalled) {
   EXPECT_EQ(asOrdinaryUser([] { return evaluate("org.example.missing"); }), code(LAFailure::notInstalled));
+}
+
+/// polkitd among the policies that `tessaly_bundle(... POLKIT_ACTION ...)` writes and installs for a host.
+class InstalledPolicy : public AuthenticationTest {
+ protected:
+  void SetUp() override {
+    AuthenticationTest::SetUp();
+    if (IsSkipped()) return;
+    const std::string project = bus_.folder() + "/project";
+    std::filesystem::create_directory(project);
+    std::ofstream(project + "/CMakeLists.txt")
+        << "cmake_minimum_required(VERSION 3.25)\nproject(Host LANGUAGES CXX)\n"
+        << "include(" << std::getenv("TESSALY_TEST_MODULES") << "/TessalyBundle.cmake)\n"
+        << "add_executable(host host.cpp)\n"
+        << "tessaly_bundle(host IDENTIFIER org.example.host POLKIT_ACTION " << action
+        << " POLKIT_MESSAGE \"Cats & <dogs>\")\n";
+    std::ofstream(project + "/host.cpp") << "int main() {}\n";
+    const std::string log = bus_.folder() + "/cmake.log";
+    ASSERT_EQ(Tests::Process({"cmake", "-S", project, "-B", project + "/build", "-G", "Ninja"}, log).wait(), 0)
+        << Tests::contentsOf(log);
+    // The program is not needed, only what is installed for it.
+    ASSERT_EQ(
+        Tests::Process({"cmake", "--install", project + "/build", "--prefix", bus_.folder() + "/usr"}, log).wait(), 0)
+        << Tests::contentsOf(log);
+    const std::string actions = bus_.folder() + "/usr/share/polkit-1/actions";
+    ASSERT_TRUE(std::filesystem::exists(actions + '/' + action + ".policy"));
+    if (Tests::Process({"unshare", "--mount", "true"}).wait() != 0)
+      GTEST_SKIP() << "unshare cannot make a mount namespace for this user";
+    daemon_ = Tests::Process(
+        {"unshare", "--mount", "sh", "-c",
+         "mount --bind " + actions + " /usr/share/polkit-1/actions && exec /usr/lib/polkit-1/polkitd --no-debug"},
+        bus_.folder() + "/polkitd.log");
+    if (!comesTrue([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
+      GTEST_SKIP() << "polkitd does not run here: " << Tests::contentsOf(bus_.folder() + "/polkitd.log");
+  }
+  Tests::Process daemon_;
+};
+
+TEST_F(InstalledPolicy, IsTakenByPolkitAndWantsTheUser) {
+  std::string actions;
+  ASSERT_EQ(bus_.busctl({"call", "org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
+                         "org.freedesktop.PolicyKit1.Authority", "EnumerateActions", "s", ""},
+                        &actions),
+            0);
+  EXPECT_NE(actions.find("\"org.example.authenticate\" \"Cats & <dogs>\" \"Cats & <dogs>\""), std::string::npos)
+      << actions;
+  EXPECT_EQ(asOrdinaryUser([] { return evaluate(action); }), code(LAFailure::noAgent));
+  EXPECT_EQ(asOrdinaryUser([] { return evaluate(realAction); }), code(LAFailure::notInstalled));
 }
 
 }  // namespace
