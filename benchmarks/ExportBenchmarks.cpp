@@ -25,6 +25,7 @@ using ExportService::Table;
 constexpr std::size_t rows = 100'000;
 constexpr std::size_t columns = 4;
 constexpr std::int64_t records = 1'000'000;
+constexpr const char* identifier = "org.example.bench";
 
 std::shared_ptr<const Table> table(std::size_t cellLength) {
   auto result = std::make_shared<Table>(rows);
@@ -81,9 +82,8 @@ class LargeStore final : public LogBackend {
 
 void fillLog() {
   static const bool isFull = [] {
-    if (!Bundle::main().bundleIdentifier()) Bundle::setMain({.identifier = "org.example.bench"});
     static const LogBackendInstallation installation(std::make_shared<LargeStore>());
-    const Logger logger(*Bundle::main().bundleIdentifier(), "Bench");
+    const Logger logger(identifier, "Bench");
     for (std::int64_t i = 0; i < records; ++i) logger.notice("Cannot write %{public}s: %d", "/home/user/table.csv", i);
     if (static_cast<std::int64_t>(OSLogStore::currentProcess().entries().size()) < records) {
       throw std::runtime_error("The store does not hold a million records");
@@ -108,6 +108,8 @@ std::string exportByHand() {
 }
 
 const Facility exports("Export", [](Facility& facility) {
+  // Before anybody asks for it.
+  Bundle::setMain({.identifier = identifier});
   addTable(facility, "csv, a row of four cells of 8 characters", 8);
   addTable(facility, "csv, a row of four cells of 24 characters", 24);
   addTable(facility, "csv, a row of four cells of 200 characters", 200);

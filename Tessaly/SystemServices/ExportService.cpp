@@ -151,12 +151,17 @@ struct Records {
   void forEach(Body body) const {
     const Tessaly::detail::SkeletonDateFormat format(dateAndTime);
     std::string date;
+    std::optional<std::chrono::sys_seconds> written;
     for (const LogEntry& entry : entries) {
       if (entry.signpost || !entry.subsystem().starts_with(identifier)) continue;
       Task<>::checkCancellation();
       if (entry.date <= start) continue;
-      date.clear();
-      format.append(date, std::chrono::duration<double>(entry.date.time_since_epoch()).count());
+      // Many records are of one second, which is as much as is written.
+      if (const auto second = std::chrono::floor<std::chrono::seconds>(entry.date); second != written) {
+        date.clear();
+        format.append(date, static_cast<double>(second.time_since_epoch().count()));
+        written = second;
+      }
       body(date, entry);
     }
   }

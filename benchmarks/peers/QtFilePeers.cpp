@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
 #include <QtCore/QFileSystemWatcher>
 #include <QtCore/QThread>
 
@@ -10,24 +11,29 @@ namespace {
 
 class QtReader final : public Reader {
  public:
-  explicit QtReader(const std::string& path) : Reader(path) {
+  explicit QtReader(const std::string& path)
+      : Reader(path), thread_(QThread::create([this, name = QString::fromStdString(path)] {
+          QFileSystemWatcher watcher({name});
+          QObject::connect(&watcher, &QFileSystemWatcher::fileChanged, &watcher, [this] { read(); });
+          isReady_ = true;
+          isReady_.notify_one();
+          QEventLoop().exec();
+        })) {
     static int count = 1;
     static char name[] = "tessaly_bench";
     static char* arguments[] = {name, nullptr};
     if (QCoreApplication::instance() == nullptr) new QCoreApplication(count, arguments);
-    watcher_.addPath(QString::fromStdString(path));
-    watcher_.moveToThread(&thread_);
-    QObject::connect(&watcher_, &QFileSystemWatcher::fileChanged, &watcher_, [this] { read(); });
-    thread_.start();
+    thread_->start();
+    isReady_.wait(false);
   }
   ~QtReader() override {
-    thread_.quit();
-    thread_.wait();
+    thread_->quit();
+    thread_->wait();
   }
 
  private:
-  QThread thread_;
-  QFileSystemWatcher watcher_;
+  std::atomic<bool> isReady_{false};
+  const std::unique_ptr<QThread> thread_;
 };
 
 }  // namespace
