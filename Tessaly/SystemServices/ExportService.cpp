@@ -17,14 +17,12 @@
 #include "Tessaly/Platform/Logging/OSLogStore.hpp"
 #include "Tessaly/Platform/Tasks/Cancellation.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "Tessaly/Platform/Text/UTF8.hpp"
-#include "Tessaly/Platform/Text/detail/SkeletonDateFormat.hpp"
 
 namespace Tessaly::inline v1::ExportService {
 namespace {
 
-/// Numeric date, standard time.
-constexpr std::string_view dateAndTime = "yMdjmmss";
 constexpr double oneHour = 3600;
 
 std::size_t roomFor(const Table& table, std::size_t perCell, std::size_t perRow) noexcept {
@@ -48,15 +46,6 @@ bool isASCII(std::string_view text) noexcept {
   }
   for (; offset < text.size(); ++offset) seen |= static_cast<std::uint8_t>(text[offset]);
   return (seen & highBits) == 0;
-}
-
-bool isUTF8(std::string_view text) noexcept {
-  for (std::size_t offset = 0; offset < text.size();) {
-    const auto scalar = Text::decodeScalar(text, offset);
-    if (!scalar.isWellFormed) return false;
-    offset += scalar.length;
-  }
-  return true;
 }
 
 /// Puts a text together. Short pieces are gathered in a block that stays in the processor's cache, and are looked at
@@ -85,7 +74,7 @@ class TextWriter {
   Data finish() {
     flush();
     Data data(std::move(bytes_));
-    if (!isUTF8(data.text().substr(std::min(asciiCount_, data.size())))) {
+    if (!Text::isWellFormed(data.text().substr(std::min(asciiCount_, data.size())))) {
       throw ExportError(std::string("Unable to build CSV 'Data' from ").append(data.text()));
     }
     return data;
@@ -149,7 +138,7 @@ struct Records {
   /// Calls the body for each record that counts, with its date as text.
   template <typename Body>
   void forEach(Body body) const {
-    const Tessaly::detail::SkeletonDateFormat format(dateAndTime);
+    const auto style = Date::FormatStyle::numericDateStandardTime();
     std::string date;
     std::optional<std::chrono::sys_seconds> written;
     for (const LogEntry& entry : entries) {
@@ -158,8 +147,7 @@ struct Records {
       if (entry.date <= start) continue;
       // Many records are of one second, which is as much as is written.
       if (const auto second = std::chrono::floor<std::chrono::seconds>(entry.date); second != written) {
-        date.clear();
-        format.append(date, static_cast<double>(second.time_since_epoch().count()));
+        date = style.format(Date::since1970(static_cast<double>(second.time_since_epoch().count())));
         written = second;
       }
       body(date, entry);
