@@ -46,9 +46,11 @@ PrivateBus::PrivateBus() {
 }
 
 PrivateBus::~PrivateBus() {
-  stop();
+  // In this order, since ThreadSanitizer takes the folder's descriptor, which has the number of one that a thread
+  // closes when the bus is gone, for that one.
   std::error_code ignored;
   if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+  stop();
 }
 
 void PrivateBus::start() {

@@ -75,9 +75,9 @@ class RealNetworkManager : public testing::Test {
   static constexpr const char* program = "/usr/sbin/NetworkManager";
 
   const UserDefaultsInstallation settings_{InMemoryUserDefaults::make()};
-  TessalyTests::TemporaryFolder folder_;
   Tests::PrivateBus bus_;
   Tests::Process manager_;
+  TessalyTests::TemporaryFolder folder_;  // Gone before the bus; see there.
   const std::shared_ptr<NWPathMonitor> monitor_ = NWPathMonitor::make();
 };
 
