@@ -73,9 +73,10 @@ import csv, sys
 print([row[1:] for row in csv.reader(open(sys.argv[1], newline=''))])
 )";
   const std::string table = folder.path() + "/table";
-  EXPECT_EQ(run("log --csv org.example.app > " + table + "; python3 " + folder.path() + "/read.py " + table),
-            "[['error', 'org.example.app', 'Main', 'a,\"b\"\\nc'], ['error', 'org.example.app.Export', 'Main', 'd']]\n"
-            "(0)\n");
+  EXPECT_EQ(
+      run("log --csv org.example.app > " + table + "; LC_ALL=C.UTF-8 python3 " + folder.path() + "/read.py " + table),
+      "[['error', 'org.example.app', 'Main', 'a,\"b\"\\nc'], ['error', 'org.example.app.Export', 'Main', 'd']]\n"
+      "(0)\n");
 }
 
 TEST_F(LogCommand, LeavesOutWhatIsOlderThanItsLastSeconds) {

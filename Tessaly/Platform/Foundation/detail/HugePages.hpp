@@ -1,25 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/mman.h>
-
 #include <cstddef>
-#include <cstdint>
+
+#include "Tessaly/Platform/Base/Export.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// Asks for memory that is about to be written from end to end to come in few large pages: of fresh memory, half of the
 /// time goes into the faults of small ones. Heeded only for blocks of 32 MiB and more, which the C library maps one by
 /// one, so that nobody else's memory is meant.
-inline void adviseHugePages(void* memory, std::size_t size) noexcept {
-  constexpr std::size_t ownMapping = std::size_t{32} << 20;
-  constexpr std::uintptr_t page = 4096;
-  if (size < ownMapping) return;
-  const auto address = reinterpret_cast<std::uintptr_t>(memory);
-  const std::uintptr_t begin = (address + page - 1) & ~(page - 1);
-  const std::uintptr_t end = (address + size) & ~(page - 1);
-  // A refusal only costs time.
-  static_cast<void>(::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE));
-}
+TESSALY_EXPORT void adviseHugePages(void* memory, std::size_t size) noexcept;
 
 }  // namespace Tessaly::inline v1::detail
