@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-// How long it takes from a change of the network to its being told, beside GLib's GNetworkMonitor. Pulls cables and
-// removes routes a thousand times each, so it runs in a network namespace of its own:
+// How long it takes from a change of the network to its being told, beside GLib's GNetworkMonitor, and beside Qt's
+// QNetworkInformation, whose backend here is GLib's monitor. Pulls cables and removes routes a thousand times each, so
+// it runs in a network namespace of its own:
 //
 //     unshare --user --net --map-root-user tessaly_network_latency
-//
-// QNetworkInformation is not among the peers: its backend for this is GLib's monitor.
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
@@ -17,6 +16,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QCoreApplication>
+#include <QNetworkInformation>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -101,15 +102,22 @@ void measure(const char* what, const char* who, Told& told, const std::function<
     change(true);
   }
   if (static_cast<int>(microseconds.size()) < changes) {
-    fmt::print("{:<16} {:<16} is not told of within 2 s, after {} times that it was\n", what, who, microseconds.size());
+    fmt::print("{:<16} {:<20} is not told of within 2 s, after {} times that it was\n", what, who, microseconds.size());
     return;
   }
   std::ranges::sort(microseconds);
-  fmt::print("{:<16} {:<16} median {:8.1f} us   99 % {:8.1f} us   worst {:8.1f} us\n", what, who,
+  fmt::print("{:<16} {:<20} median {:8.1f} us   99 % {:8.1f} us   worst {:8.1f} us\n", what, who,
              microseconds[changes / 2], microseconds[changes * 99 / 100], microseconds.back());
 }
 
 void pullTheCable(bool isOnline) { setUp("right", isOnline); }
+
+void measureBoth(const char* who, Told& told) {
+  measure("carrier lost", who, told, pullTheCable);
+  setUp("right", true);
+  setRoute(false);
+  measure("route removed", who, told, setRoute);
+}
 
 }  // namespace
 
@@ -123,10 +131,7 @@ int main() {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler([&](const NWPath& path) { ours.tell(path.status() == NWPath::Status::satisfied); });
   monitor->start(OS_dispatch_queue::global());
-  measure("carrier lost", "NWPathMonitor", ours, pullTheCable);
-  setUp("right", true);
-  setRoute(false);
-  measure("route removed", "NWPathMonitor", ours, setRoute);
+  measureBoth("NWPathMonitor", ours);
   monitor->cancel();
 
   Told theirs;
@@ -140,10 +145,24 @@ int main() {
     theirs.tell(g_network_monitor_get_network_available(peer) != FALSE);
     for (;;) g_main_context_iteration(context, TRUE);
   });
-  measure("carrier lost", "GNetworkMonitor", theirs, pullTheCable);
-  setUp("right", true);
-  setRoute(false);
-  measure("route removed", "GNetworkMonitor", theirs, setRoute);
+  measureBoth("GNetworkMonitor", theirs);
+
+  Told qt;
+  std::thread qtLoop([&] {
+    int count = 1;
+    char name[] = "tessaly_network_latency";
+    char* arguments[] = {name, nullptr};
+    QCoreApplication application(count, arguments);
+    if (!QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) return;
+    const auto tell = [&](QNetworkInformation::Reachability reachability) {
+      qt.tell(reachability == QNetworkInformation::Reachability::Online);
+    };
+    QNetworkInformation* const peer = QNetworkInformation::instance();
+    QObject::connect(peer, &QNetworkInformation::reachabilityChanged, peer, tell, Qt::DirectConnection);
+    tell(peer->reachability());
+    QCoreApplication::exec();
+  });
+  measureBoth("QNetworkInformation", qt);
   std::fflush(stdout);
   ::_exit(0);
 }
