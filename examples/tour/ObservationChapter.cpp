@@ -134,7 +134,7 @@ Async<void> tell(Narrator& narrator) {
         delivered.add(delivered.byMonitor, text(position < queue.size() ? queue[position] : "nothing", " at ", volume));
       })
       ->store(monitors);
-  const auto observation =
+  auto observation =
       observe(player, keyPath<&Player::volume>, NSKeyValueObservingOptions::old | NSKeyValueObservingOptions::new_,
               [&](const auto& change) {
                 volumes.withLock([&](Volumes& all) { all.emplace_back(*change.oldValue, *change.newValue); });
@@ -183,6 +183,8 @@ Async<void> tell(Narrator& narrator) {
   for (int i = 0; i < 100; ++i) co_await Task<>::yield();
   narrator.check(now.wrappedValue() == before && player->monitors().isEmpty() && toldOfVolumes().back().second == 80,
                  "Once tokens, monitors and consumer were dropped, only the observer that was kept heard of a change");
+  observation.invalidate();
+  volumes.assignWithLock(Volumes());  // A mutex does not destroy what it holds.
 }
 
 }  // namespace

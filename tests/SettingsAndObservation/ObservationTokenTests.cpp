@@ -262,16 +262,14 @@ TEST(ObservationToken, RunsLaterPassesInHighPriorityOnTheGivenIsolation) {
   const auto player = std::make_shared<Player>();
   const Isolation own = Isolation::serial();
   std::vector<Isolation> isolations;
-  std::atomic<int> passes = 0;
   std::optional<TaskPriority> priority;
   const auto token = withContinuousObservation(own, volumeOf(player), [&](int) {
     isolations.push_back(Isolation::current());
     priority = Task<>::currentPriority();
-    ++passes;
-    passes.notify_one();
   });
-  player->volume = 2;
-  passes.wait(1);
+  const auto inOwn = [&](auto body) { syncWait([&] { return Task<>({.isolation = own}, body).finished(); }); };
+  inOwn([&] { player->volume = 2; });
+  for (std::size_t passes = 1; passes < 2;) inOwn([&] { passes = isolations.size(); });
   EXPECT_THAT(isolations, ElementsAre(Isolation::main(), own));
   EXPECT_EQ(priority, TaskPriority::high);
 }

@@ -22,6 +22,8 @@
 namespace Tessaly {
 namespace {
 
+using namespace std::string_literals;
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -140,7 +142,7 @@ TEST_F(UTTypeTest, MIMETypesHaveTypesWhetherKnownOrNot) {
 
 TEST_F(UTTypeTest, FilesAreTypedByNameOrContents) {
   put("share/mime/globs2", "50:text/x-doc:*.doc\n50:application/x-doc:*.doc\n");
-  put("share/mime/magic", std::string("MIME-Magic\0\n[50:application/x-doc]\n>2=\0\1D\n", 44));
+  put("share/mime/magic", "MIME-Magic\0\n[50:application/x-doc]\n>2=\0\1D\n"s);
   put("a.csv", "\x01");
   put("b.doc", "..D");
   put("c.doc", "...");
