@@ -32,25 +32,13 @@ struct FreeEntry {
   void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
 };
 
-/// The locale of characters for names in UTF-8, and that for names which are not: libarchive marks names by it.
-class Locales {
- public:
-  Locales() : utf8_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), bytes_(::newlocale(LC_CTYPE_MASK, "C", nullptr)) {}
-  ~Locales() {
-    if (utf8_ != nullptr) ::freelocale(utf8_);
-    if (bytes_ != nullptr) ::freelocale(bytes_);
-  }
-  Locales(const Locales&) = delete;
-  Locales& operator=(const Locales&) = delete;
-
-  [[nodiscard]] locale_t forName(std::string_view name) const noexcept {
-    return Text::isWellFormed(name) ? utf8_ : bytes_;
-  }
-
- private:
-  locale_t utf8_;
-  locale_t bytes_;
-};
+/// The locale of characters for names in UTF-8, or that for names which are not: libarchive marks names by it. Null where
+/// it cannot be had. Never freed.
+locale_t localeForName(std::string_view name) noexcept {
+  static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  static const locale_t bytes = ::newlocale(LC_CTYPE_MASK, "C", nullptr);
+  return Text::isWellFormed(name) ? utf8 : bytes;
+}
 
 /// Has this thread use a locale for a scope, if there is one.
 class LocaleOfThread {
@@ -83,7 +71,7 @@ class ZipWriter {
     }
     if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) return;
     {
-      const LocaleOfThread locale(locales_.forName(name));
+      const LocaleOfThread locale(localeForName(name));
       check(archive_write_header(zip_.get(), entry.get()));
     }
     if (S_ISREG(status.st_mode)) addContents(path);
@@ -108,7 +96,6 @@ class ZipWriter {
     throw POSIXError(code > 0 ? code : EIO);
   }
 
-  Locales locales_;
   std::vector<char> block_ = std::vector<char>(256 * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
