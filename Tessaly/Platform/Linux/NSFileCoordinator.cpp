@@ -32,8 +32,8 @@ struct FreeEntry {
   void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
 };
 
-/// The locale of characters for names in UTF-8, or that for names which are not: libarchive marks names by it. Null where
-/// it cannot be had. Never freed.
+/// The locale of characters for names in UTF-8, or that for names which are not: libarchive marks names by it. Null
+/// where it cannot be had. Never freed.
 locale_t localeForName(std::string_view name) noexcept {
   static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   static const locale_t bytes = ::newlocale(LC_CTYPE_MASK, "C", nullptr);
