@@ -10,9 +10,9 @@ namespace Tessaly::inline v1 {
 /// The lock of the current journal file, held for the extent of a block.
 class JournaledUserDefaults::JournalLock {
  public:
-  JournalLock(JournaledUserDefaults& store, detail::LockMode mode, detail::Patience patience, Changes& changes)
+  JournalLock(JournaledUserDefaults& store, detail::LockMode mode, detail::Patience patience)
       TESSALY_REQUIRES(store.lock_)
-      : store_(store), error_(store.obtainJournal(mode, patience, changes)) {}
+      : store_(store), error_(store.obtainJournal(mode, patience)) {}
   // Whoever makes one holds the store's lock until its end.
   ~JournalLock() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     if (store_.journal_.file.isOpen()) ::flock(store_.journal_.file.get(), LOCK_UN);

@@ -94,11 +94,12 @@ void JournaledUserDefaults::start() {
   });
   retry_ = work([](JournaledUserDefaults& store) {
     const UnfairLock::Guard guard(store.lock_);
-    Changes changes;
-    JournalLock lock(store, LockMode::shared, Patience::some, changes);
-    if (const int error = lock.error() != 0 ? lock.error() : store.storePending()) store.noteError(error);
-    if (!store.pending_.empty()) store.retry_->schedule(retryDelay);
-    store.deliver(std::move(changes.others));
+    JournalLock lock(store, LockMode::shared, Patience::some);
+    int error = lock.error();
+    if (error == 0) error = store.catchUp();
+    if (error == 0) error = store.storePending();
+    if (error != 0 && !store.pending_.empty()) store.noteError(error);
+    if (error == EWOULDBLOCK || !store.pending_.empty()) store.retry_->schedule(retryDelay);
   });
   damage_ = work([](JournaledUserDefaults& store) { store.resolveDamage(); });
 
@@ -111,15 +112,14 @@ void JournaledUserDefaults::start() {
     note(UserDefaultsProblem::noFolder, 0);
     return;
   }
-  Changes changes;
   {
-    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    JournalLock lock(*this, LockMode::shared, Patience::some);
     if (lock.error() != 0) {
       if (opening_ == Opening::forUse) noteError(lock.error());
     } else if (!journal_.isWritable && opening_ == Opening::forUse) {
       note(UserDefaultsProblem::readOnly, EACCES);
     }
-    if (!isLoaded_) load(changes);
+    if (!isLoaded_) load();
   }
   if (opening_ == Opening::forReading) return;
   // What a killed process has left behind.
@@ -198,13 +198,13 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
     const UnfairLock::Guard guard(lock_);
     return note(UserDefaultsProblem::valueTooLarge, 0);
   }
-  Changes changes;
+  std::vector<Change> own;
   {
     const UnfairLock::Guard guard(lock_);
-    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    JournalLock lock(*this, LockMode::shared, Patience::some);
     int error = lock.error();
     if (error == 0 && !journal_.isWritable) error = EROFS;
-    if (error == 0 && journal_.size > journal_.offset) error = catchUp(changes);
+    if (error == 0 && journal_.size > journal_.offset) error = catchUp();
     if (error == 0) {
       const std::optional<PropertyList> current = table_.value(key);
       const bool isThere = value ? current && current->isIdentical(*value) : !current;
@@ -222,9 +222,9 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
           if (journal_.size == before + record.size()) {
             // Nobody else came in between.
             journal_.offset = journal_.size;
-            exchange(key, value, writer_, changes);
+            exchange(key, value, writer_);
           } else {
-            error = catchUp(changes);
+            error = catchUp();
           }
           checkpointLater(journal_.offset >= std::max(largeJournal, state_.propertyList.size)
                               ? std::chrono::nanoseconds(1)
@@ -237,17 +237,16 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
         }
       }
     }
-    if (error != 0) keepInMemory(key, value, error, changes);
-    deliver(std::move(changes.others));
+    if (error != 0) keepInMemory(key, value, error);
+    own = std::exchange(ownChanges_, {});
   }
-  announce(changes.own);
+  announce(own);
 }
 
-void JournaledUserDefaults::keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error,
-                                         Changes& changes) {
+void JournaledUserDefaults::keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error) {
   pending_.insert_or_assign(std::string(key), value);
   const std::optional<PropertyList> previous = table_.exchange(key, value);
-  if (previous != value) changes.own.push_back({std::string(key), value});
+  if (previous != value) ownChanges_.push_back({std::string(key), value});
   if (folder_.empty()) {
     note(UserDefaultsProblem::noFolder, 0);
   } else {
@@ -262,12 +261,10 @@ int JournaledUserDefaults::storePending() {
     const auto first = pending_.begin();
     if (const int error = append(encoded(first->first, first->second, writer_))) return error;
     Overlay::node_type stored = pending_.extract(first);
-    Changes none;
-    if (const int error = catchUp(none)) {
+    if (const int error = catchUp()) {
       pending_.insert(std::move(stored));
       return error;
     }
-    deliver(std::move(none.others));
     checkpointLater(checkpointDelay);
   }
   noteStored();
@@ -280,14 +277,12 @@ bool JournaledUserDefaults::synchronize() {
   bool isStored = false;
   {
     const UnfairLock::Guard guard(lock_);
-    Changes changes;
-    JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+    JournalLock lock(*this, LockMode::shared, Patience::some);
     int error = lock.error();
     if (error == 0) error = storePending();
     if (error == 0 && ::fdatasync(journal_.file.get()) != 0) error = errno;
     if (error != 0) noteError(error);
     isStored = error == 0;
-    deliver(std::move(changes.others));
   }
   return checkpoint(Patience::some) == Outcome::done && isStored;
 }
@@ -363,10 +358,9 @@ void JournaledUserDefaults::announce(const std::vector<Change>& changes) const {
   }
 }
 
-void JournaledUserDefaults::deliver(std::vector<Change> changes) {
-  if (changes.empty()) return;
+void JournaledUserDefaults::deliver(Change change) {
   const UnfairLock::Guard guard(deliveryLock_);
-  for (Change& change : changes) deliveries_.push_back(std::move(change));
+  deliveries_.push_back(std::move(change));
   if (std::exchange(isDelivering_, true)) return;
   others_.enqueue(*new Delivery(weak_from_this()));
 }
@@ -436,18 +430,18 @@ void JournaledUserDefaults::folderChanged() {
       state_.wantsCheckpoint = true;
       checkpointLater(checkpointDelay);
     } else if (isJournalNews || (isPropertyListNews && isClosed)) {
-      Changes changes;
       bool isUnknown = false;
       {
-        JournalLock lock(*this, LockMode::shared, Patience::some, changes);
-        isUnknown = lock.error() == 0 && catchUp(changes) == 0 && journal_.isWritable && isClosed &&
+        JournalLock lock(*this, LockMode::shared, Patience::some);
+        if (lock.error() == EWOULDBLOCK) retry_->schedule(retryDelay);  // Whoever holds it may have been stopped.
+        isUnknown = lock.error() == 0 && catchUp() == 0 && journal_.isWritable && isClosed &&
                     detail::identityAt(propertyListPath_) != state_.propertyList;
       }
       if (isUnknown) {
-        JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
-        if (lock.error() == 0 && catchUp(changes) == 0) lookAtPropertyList(changes);
+        JournalLock lock(*this, LockMode::exclusive, Patience::some);
+        if (lock.error() == 0 && catchUp() == 0) lookAtPropertyList();
       }
-      return deliver(std::move(changes.others));
+      return;
     } else if (isPropertyListNews) {
       damage_->schedule(damageDelay);  // Somebody is writing it in place, or has been killed there.
     }

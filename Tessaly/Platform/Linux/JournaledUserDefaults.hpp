@@ -96,10 +96,6 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     std::string key;
     std::optional<PropertyList> value;
   };
-  struct Changes {
-    std::vector<Change> own;
-    std::vector<Change> others;
-  };
   /// What is known of the files besides the values.
   struct State {
     /// The values that stand in the property list.
@@ -141,23 +137,21 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void change(std::string_view key, std::optional<PropertyList> value);
 
   // The journal. All errors are codes of the system; 0 is none.
-  int obtainJournal(detail::LockMode mode, detail::Patience patience, Changes& changes) TESSALY_REQUIRES(lock_);
+  int obtainJournal(detail::LockMode mode, detail::Patience patience) TESSALY_REQUIRES(lock_);
   int openJournalFile() TESSALY_REQUIRES(lock_);
   int createJournalFile() TESSALY_REQUIRES(lock_);
-  int followJournal(Changes& changes) TESSALY_REQUIRES(lock_);
+  int followJournal() TESSALY_REQUIRES(lock_);
   int append(const std::string& record) TESSALY_REQUIRES(lock_);
-  int catchUp(Changes& changes) TESSALY_REQUIRES(lock_);
+  int catchUp() TESSALY_REQUIRES(lock_);
   int storePending() TESSALY_REQUIRES(lock_);
-  void keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error, Changes& changes)
-      TESSALY_REQUIRES(lock_);
-  void apply(const detail::JournalRecord& record, Changes& changes) TESSALY_REQUIRES(lock_);
-  void exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer, Changes& changes)
-      TESSALY_REQUIRES(lock_);
+  void keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error) TESSALY_REQUIRES(lock_);
+  void apply(const detail::JournalRecord& record) TESSALY_REQUIRES(lock_);
+  void exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) TESSALY_REQUIRES(lock_);
   [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,
                                     std::uint64_t writer) const TESSALY_REQUIRES(lock_);
 
   // Reading everything.
-  int load(Changes& changes) TESSALY_REQUIRES(lock_);
+  int load() TESSALY_REQUIRES(lock_);
   /// False when it is there, but cannot be read.
   bool readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
 
@@ -166,11 +160,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// Whether an old journal was there, whose checkpoint somebody has not ended.
   Outcome checkpointOnce(detail::Patience patience, bool& hadOldJournal);
   int rotate() TESSALY_REQUIRES(lock_);
-  int lookAtPropertyList(Changes& changes) TESSALY_REQUIRES(lock_);
-  int adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer, Changes& changes)
-      TESSALY_REQUIRES(lock_);
+  int lookAtPropertyList() TESSALY_REQUIRES(lock_);
+  int adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer) TESSALY_REQUIRES(lock_);
   int writePropertyList(const std::string& path, PropertyList::Dictionary values, PropertyListFormat format);
-  int putInPlace(const std::string& written, const std::string& target, Changes& changes) TESSALY_REQUIRES(lock_);
+  int putInPlace(const std::string& written, const std::string& target) TESSALY_REQUIRES(lock_);
   [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
   void resolveDamage();
   void checkpointLater(std::chrono::nanoseconds delay) { checkpoint_->schedule(delay); }
@@ -178,7 +171,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   // Others' changes.
   void watch() TESSALY_REQUIRES(lock_);
   void folderChanged();
-  void deliver(std::vector<Change> changes) TESSALY_REQUIRES(lock_);
+  void deliver(Change change) TESSALY_REQUIRES(lock_);
   void deliverNext();
   void announce(const std::vector<Change>& changes) const;
 
@@ -213,6 +206,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// The property list that could not be read when it was last looked at.
   std::optional<detail::FileIdentity> unreadable_ TESSALY_GUARDED_BY(lock_);
   std::string readBuffer_ TESSALY_GUARDED_BY(lock_);
+  /// What the write that holds the lock has to announce after it.
+  std::vector<Change> ownChanges_ TESSALY_GUARDED_BY(lock_);
   std::uint64_t watchedInode_ TESSALY_GUARDED_BY(lock_) = 0;
 
   mutable UnfairLock statusLock_;

@@ -40,19 +40,17 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpoint(Patience patien
 }
 
 JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience patience, bool& hadOldJournal) {
-  Changes changes;
   PropertyListFormat format = PropertyListFormat::binary;
   OwnedDescriptor folder;
   const auto failed = [&](int error) TESSALY_REQUIRES(lock_) {
     noteError(error);
-    deliver(std::move(changes.others));
     return Outcome::failed;
   };
   {
     const UnfairLock::Guard guard(lock_);
     {
       // Makes the folder, should it have vanished.
-      JournalLock lock(*this, LockMode::shared, Patience::some, changes);
+      JournalLock lock(*this, LockMode::shared, Patience::some);
       if (lock.error() != 0) return failed(lock.error());
     }
     watch();
@@ -63,26 +61,23 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
   if (detail::lockFile(folder.get(), LockMode::exclusive, patience) != 0) return Outcome::busy;
   {
     const UnfairLock::Guard guard(lock_);
-    JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+    JournalLock lock(*this, LockMode::exclusive, Patience::some);
     int error = lock.error();
     if (error == 0 && !journal_.isWritable) error = EROFS;
-    if (error == 0) error = catchUp(changes);
+    if (error == 0) error = catchUp();
     if (error == 0) error = storePending();
-    if (error == 0) error = lookAtPropertyList(changes);
+    if (error == 0) error = lookAtPropertyList();
     if (error == EAGAIN) {
-      deliver(std::move(changes.others));
       return Outcome::postponed;
     }
     if (error != 0) return failed(error);
     hadOldJournal = ::access(oldJournalPath_.c_str(), F_OK) == 0;
     if (state_.sinceRotation.empty() && !hadOldJournal && !state_.wantsCheckpoint) {
-      deliver(std::move(changes.others));
       return Outcome::done;
     }
     if (!hadOldJournal && !state_.sinceRotation.empty()) error = rotate();
     if (error != 0) return failed(error);
     format = state_.format;
-    deliver(std::exchange(changes.others, {}));
   }
   const std::string target = detail::followed(propertyListPath_);
   const std::string targetFolder = detail::folderOfPath(target);
@@ -90,12 +85,11 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
   int error = writePropertyList(written, valuesAtRotation(), format);
   if (error == 0) {
     const UnfairLock::Guard guard(lock_);
-    JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
+    JournalLock lock(*this, LockMode::exclusive, Patience::some);
     error = lock.error();
-    if (error == 0) error = catchUp(changes);
-    if (error == 0) error = lookAtPropertyList(changes);
-    if (error == 0) error = putInPlace(written, target, changes);
-    deliver(std::exchange(changes.others, {}));
+    if (error == 0) error = catchUp();
+    if (error == 0) error = lookAtPropertyList();
+    if (error == 0) error = putInPlace(written, target);
   }
   if (error != 0) {
     ::unlink(written.c_str());
@@ -180,7 +174,7 @@ int JournaledUserDefaults::writePropertyList(const std::string& path, PropertyLi
   return ::fsync(file.get()) == 0 ? 0 : errno;
 }
 
-int JournaledUserDefaults::putInPlace(const std::string& written, const std::string& target, Changes& changes) {
+int JournaledUserDefaults::putInPlace(const std::string& written, const std::string& target) {
   const FileIdentity identity = detail::identityAt(written);
   const FileIdentity expected = state_.propertyList;
   const std::string value = JournalRecord::encodedIdentity(identity);
@@ -190,7 +184,7 @@ int JournaledUserDefaults::putInPlace(const std::string& written, const std::str
                              .value = value};
   // The record first: whoever sees the file must know it.
   if (const int error = append(record.encoded(journal_.nonce))) return error;
-  if (const int error = catchUp(changes)) return error;
+  if (const int error = catchUp()) return error;
   bool isExchanged = false;
   if (!expected.isNone()) {
     isExchanged = ::renameat2(AT_FDCWD, written.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0;
@@ -206,7 +200,7 @@ int JournaledUserDefaults::putInPlace(const std::string& written, const std::str
       const auto result = PropertyListSerialization::read(bytes.bytes());
       if (result.value.dictionary() != nullptr) {
         if (const int error =
-                adopt(*result.value.dictionary(), state_.sincePrevious, JournalRecord::otherProgramReplaced, changes)) {
+                adopt(*result.value.dictionary(), state_.sincePrevious, JournalRecord::otherProgramReplaced)) {
           noteError(error);
         }
       }
@@ -218,7 +212,7 @@ int JournaledUserDefaults::putInPlace(const std::string& written, const std::str
   return 0;
 }
 
-int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
+int JournaledUserDefaults::lookAtPropertyList() {
   const FileIdentity identity = detail::identityAt(propertyListPath_);
   if (identity == state_.propertyList) {
     if (identity.isNone()) state_.wantsCheckpoint = true;
@@ -247,7 +241,7 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
     state_ = std::move(saved);
     if (isReadable) {
       unreadable_.reset();
-      return load(changes);
+      return load();
     }
   } else {
     const FileIdentity known = state_.propertyList;
@@ -255,7 +249,7 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
     if (readPropertyList(found) && !state_.propertyList.isNone()) {
       const FileIdentity adopted = std::exchange(state_.propertyList, known);
       unreadable_.reset();
-      if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram, changes))
+      if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram))
         return error;
       const std::string value = JournalRecord::encodedIdentity(adopted);
       const JournalRecord record{.kind = state_.isUnrecorded ? Kind::adoptionWithUnknownChanges : Kind::adoption,
@@ -263,7 +257,7 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
                                  .key = {},
                                  .value = value};
       if (const int error = append(record.encoded(journal_.nonce))) return error;
-      return catchUp(changes);
+      return catchUp();
     }
     state_.propertyList = known;
   }
@@ -272,8 +266,7 @@ int JournaledUserDefaults::lookAtPropertyList(Changes& changes) {
   return EAGAIN;
 }
 
-int JournaledUserDefaults::adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer,
-                                 Changes& changes) {
+int JournaledUserDefaults::adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer) {
   PropertyList::Dictionary known = table_.all();
   for (const auto& [key, value] : since) {
     if (value) {
@@ -293,16 +286,15 @@ int JournaledUserDefaults::adopt(const PropertyList::Dictionary& found, const Ov
   if (records.empty()) return 0;
   if (const int error = append(records)) return error;
   checkpointLater(checkpointDelay);
-  return catchUp(changes);
+  return catchUp();
 }
 
 void JournaledUserDefaults::resolveDamage() {
   const UnfairLock::Guard guard(lock_);
-  Changes changes;
-  JournalLock lock(*this, LockMode::exclusive, Patience::some, changes);
-  if (lock.error() != 0 || !journal_.isWritable || catchUp(changes) != 0) return deliver(std::move(changes.others));
+  JournalLock lock(*this, LockMode::exclusive, Patience::some);
+  if (lock.error() != 0 || !journal_.isWritable || catchUp() != 0) return;
   const std::optional<FileIdentity> before = unreadable_;
-  if (lookAtPropertyList(changes) == EAGAIN && before == unreadable_) {
+  if (lookAtPropertyList() == EAGAIN && before == unreadable_) {
     // For a whole second it was no property list, and did not become another.
     const std::string target = detail::followed(propertyListPath_);
     struct stat status{};
@@ -322,7 +314,6 @@ void JournaledUserDefaults::resolveDamage() {
     }
   }
   if (!unreadable_) checkpointLater(checkpointDelay);
-  deliver(std::move(changes.others));
 }
 
 }  // namespace Tessaly::inline v1

@@ -81,7 +81,7 @@ int JournaledUserDefaults::createJournalFile() {
   return error;
 }
 
-int JournaledUserDefaults::obtainJournal(LockMode mode, Patience patience, Changes& changes) {
+int JournaledUserDefaults::obtainJournal(LockMode mode, Patience patience) {
   if (folder_.empty()) return ENOENT;
   isNewer_ = false;
   if (journal_.file.isOpen() && !journal_.isWritable && opening_ == Opening::forUse &&
@@ -103,22 +103,21 @@ int JournaledUserDefaults::obtainJournal(LockMode mode, Patience patience, Chang
                            status.st_dev == journal_.device;
     if (!isCurrent) {
       // Whoever put another one in its place held the exclusive lock: nothing more is written here.
-      if (journal_.isFollowed && catchUp(changes) != 0) isLoaded_ = false;
+      if (journal_.isFollowed && catchUp() != 0) journal_.nonce = 0;  // Nothing follows upon what is not known.
       journal_.file = OwnedDescriptor();
       continue;
     }
     journal_.size = static_cast<std::uint64_t>(status.st_size);
     journal_.reserved = static_cast<std::uint64_t>(status.st_blocks) * 512;
-    int error = journal_.isFollowed ? 0 : followJournal(changes);
+    const int error = journal_.isFollowed ? 0 : followJournal();
     if (error == EAGAIN) continue;
-    if (error == 0 && std::exchange(state_.wantsReload, false)) error = load(changes);
     if (error != 0) journal_.file = OwnedDescriptor();
     return error;
   }
   return EBUSY;
 }
 
-int JournaledUserDefaults::followJournal(Changes& changes) {
+int JournaledUserDefaults::followJournal() {
   std::string bytes;
   if (const int error = detail::readAt(journal_.file.get(), 0, JournalHeader::size, bytes)) return error;
   const auto header = JournalHeader::from(bytes);
@@ -139,9 +138,9 @@ int JournaledUserDefaults::followJournal(Changes& changes) {
   journal_.nonce = header->nonce;
   journal_.offset = JournalHeader::size;
   journal_.isFollowed = true;
-  if (!isNext) return load(changes);
+  if (!isNext) return load();
   state_.sinceRotation.clear();
-  return catchUp(changes);
+  return catchUp();
 }
 
 int JournaledUserDefaults::append(const std::string& record) {
@@ -159,22 +158,23 @@ int JournaledUserDefaults::append(const std::string& record) {
   return 0;
 }
 
-int JournaledUserDefaults::catchUp(Changes& changes) {
+int JournaledUserDefaults::catchUp() {
   struct stat status{};
   if (::fstat(journal_.file.get(), &status) != 0) return errno;
   const auto size = static_cast<std::uint64_t>(status.st_size);
   journal_.size = size;
-  if (size <= journal_.offset) return 0;
-  std::string bytes = std::move(readBuffer_);
-  if (const int error = detail::readAt(journal_.file.get(), journal_.offset,
-                                       static_cast<std::size_t>(size - journal_.offset), bytes)) {
-    return error;
+  if (size > journal_.offset) {
+    std::string bytes = std::move(readBuffer_);
+    if (const int error = detail::readAt(journal_.file.get(), journal_.offset,
+                                         static_cast<std::size_t>(size - journal_.offset), bytes)) {
+      return error;
+    }
+    JournalReader reader(bytes, journal_.nonce);
+    while (const auto record = reader.next()) apply(*record);
+    journal_.offset += reader.position();
+    if (bytes.capacity() <= reservedSize) readBuffer_ = std::move(bytes);
   }
-  JournalReader reader(bytes, journal_.nonce);
-  while (const auto record = reader.next()) apply(*record, changes);
-  journal_.offset += reader.position();
-  if (bytes.capacity() <= reservedSize) readBuffer_ = std::move(bytes);
-  return 0;
+  return state_.wantsReload ? load() : 0;
 }
 
 std::string JournaledUserDefaults::encoded(std::string_view key, const std::optional<PropertyList>& value,
@@ -184,18 +184,18 @@ std::string JournaledUserDefaults::encoded(std::string_view key, const std::opti
       .encoded(journal_.nonce);
 }
 
-void JournaledUserDefaults::apply(const JournalRecord& record, Changes& changes) {
+void JournaledUserDefaults::apply(const JournalRecord& record) {
   switch (record.kind) {
     case Kind::set:
       try {
         const Data bytes(record.value);
-        exchange(record.key, PropertyListSerialization::read(bytes.bytes()).value, record.writer, changes);
+        exchange(record.key, PropertyListSerialization::read(bytes.bytes()).value, record.writer);
       } catch (const PropertyListError& error) {
         detail::logPlatformError("UserDefaults", error.description());
       }
       return;
     case Kind::remove:
-      return exchange(record.key, std::nullopt, record.writer, changes);
+      return exchange(record.key, std::nullopt, record.writer);
     case Kind::checkpoint:
     case Kind::checkpointWithUnknownChanges:
       if (const auto identity = record.identity()) {
@@ -221,8 +221,7 @@ void JournaledUserDefaults::apply(const JournalRecord& record, Changes& changes)
   }
 }
 
-void JournaledUserDefaults::exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer,
-                                     Changes& changes) {
+void JournaledUserDefaults::exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
   std::string name(key);
   pending_.erase(name);  // A later write than the one that could not be stored.
   std::optional<PropertyList> previous = table_.exchange(key, value);
@@ -234,7 +233,13 @@ void JournaledUserDefaults::exchange(std::string_view key, std::optional<Propert
     state_.sincePropertyList.try_emplace(name, previous);
   }
   if (previous == value) return;
-  (writer == writer_ ? changes.own : changes.others).push_back({std::move(name), std::move(value)});
+  if (state_.isReplaying) return;
+  Change change{std::move(name), std::move(value)};
+  if (writer == writer_) {
+    ownChanges_.push_back(std::move(change));
+  } else {
+    deliver(std::move(change));
+  }
 }
 
 bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
@@ -253,7 +258,7 @@ bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
   }
 }
 
-int JournaledUserDefaults::load(Changes& changes) {
+int JournaledUserDefaults::load() {
   // First the old journal, then the property list: a checkpoint that ends in between has put the one into the other.
   const auto old = detail::readFile(oldJournalPath_);
   const FileIdentity known = state_.propertyList;
@@ -281,14 +286,13 @@ int JournaledUserDefaults::load(Changes& changes) {
   state_.previous = FileIdentity{};
   state_.isReplaying = true;
   Overlay pending = std::exchange(pending_, {});
-  Changes unheard;
   FileIdentity recorded;
   const auto replay = [&](std::string_view bytes) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     const auto header = JournalHeader::from(bytes);
     if (!header || header->version > JournalHeader::currentVersion) return;
     state_.propertyList = header->checkpoint;
     JournalReader reader(bytes.substr(JournalHeader::size), header->nonce);
-    while (const auto record = reader.next()) apply(*record, unheard);
+    while (const auto record = reader.next()) apply(*record);
     recorded = state_.propertyList;
   };
   if (old) replay(old->bytes);
@@ -309,17 +313,17 @@ int JournaledUserDefaults::load(Changes& changes) {
   state_.isReplaying = false;
   state_.propertyList = found;
   state_.isUnrecorded = !found.isNone() && found != recorded;
-  state_.wantsReload = false;
+  state_.wantsReload = error != 0;
   for (const auto& [key, value] : pending) table_.exchange(key, value);
   pending_ = std::move(pending);
   if (isLoaded_) {
     const PropertyList::Dictionary after = table_.all();
     for (const auto& [key, value] : after) {
       const auto previous = before.find(key);
-      if (previous == before.end() || previous->second != value) changes.others.push_back({key, value});
+      if (previous == before.end() || previous->second != value) deliver({key, value});
     }
     for (const auto& [key, value] : before) {
-      if (!after.contains(key)) changes.others.push_back({key, std::nullopt});
+      if (!after.contains(key)) deliver({key, std::nullopt});
     }
   }
   isLoaded_ = true;

@@ -26,7 +26,7 @@ class OwnedDescriptor {
     std::swap(descriptor_, other.descriptor_);
     return *this;
   }
-  ~OwnedDescriptor();
+  TESSALY_EXPORT ~OwnedDescriptor();
 
   [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
   [[nodiscard]] int get() const noexcept { return descriptor_; }
@@ -44,7 +44,7 @@ enum class Patience : std::uint8_t { none, some };
 
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
 /// None where there is no file.
-[[nodiscard]] FileIdentity identityAt(const std::string& path) noexcept;
+[[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path) noexcept;
 
 struct FileContents {
   std::string bytes;

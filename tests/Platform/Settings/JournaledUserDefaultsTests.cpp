@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
@@ -12,6 +15,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <thread>
 #include <vector>
@@ -214,6 +218,23 @@ TEST_F(JournaledUserDefaultsTest, HearsOfAnotherWriterWithoutBeingAsked) {
   EXPECT_EQ(calls[0].origin, ChangeOrigin::otherProcess);
   EXPECT_NE(calls[0].thread, std::this_thread::get_id());
   EXPECT_EQ(first->value("b"), 2);
+}
+
+TEST_F(JournaledUserDefaultsTest, HearsOfEveryChangeWhoeverMakesTheCheckpointMeanwhile) {
+  const Store first = open();
+  const Store second = open();
+  const auto recorder = observe(first);
+  const auto lastHeard = [&] {
+    const auto calls = recorder->calls();
+    const auto last = std::ranges::find(calls | std::views::reverse, "theirs"s, &Recorder::Call::key);
+    return last == std::ranges::rend(calls) ? std::optional<PropertyList>() : last->value;
+  };
+  for (int round = 0; round < Tests::repetitions(200); ++round) {
+    first->set(round, "mine");
+    second->set(round, "theirs");
+    clock_.advance(JournaledUserDefaults::checkpointDelay);
+    ASSERT_TRUE(waitUntil([&] { return lastHeard() == PropertyList(round); })) << "round " << round;
+  }
 }
 
 TEST_F(JournaledUserDefaultsTest, LetsObserversWrite) {
@@ -433,6 +454,58 @@ TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenItHasMissedAJournal) {
   store->set(4, "d");
   EXPECT_TRUE(waitUntil([&] { return recorder->calls().size() == 4; }));
   EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 2}, {"c", 3}, {"d", 4}}));
+}
+
+/// Another writer of the journal, which holds its lock from the beginning to `release`.
+class OtherWriter {
+ public:
+  explicit OtherWriter(const std::string& journal)
+      : file_(::open(journal.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC)),
+        nonce_(detail::JournalHeader::from(contentsOf(journal).substr(0, detail::JournalHeader::size))->nonce) {
+    EXPECT_EQ(::flock(file_.get(), LOCK_EX), 0);
+  }
+  void append(detail::JournalRecord::Kind kind, std::string_view key, std::string_view value) const {
+    const std::string record =
+        detail::JournalRecord{.kind = kind, .writer = 12345, .key = key, .value = value}.encoded(nonce_);
+    EXPECT_EQ(::write(file_.get(), record.data(), record.size()), static_cast<ssize_t>(record.size()));
+  }
+  void release() const { EXPECT_EQ(::flock(file_.get(), LOCK_UN), 0); }
+
+ private:
+  detail::OwnedDescriptor file_;
+  std::uint64_t nonce_;
+};
+
+TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenAnotherWriterCannotTellWhatHasChanged) {
+  const Store store = open();
+  store->set("old", "a");
+  store->synchronize();
+  const auto recorder = observe(store);
+  const OtherWriter writer(journal());
+  replace({{"a", "new"}});
+  writer.append(detail::JournalRecord::Kind::adoptionWithUnknownChanges, "",
+                detail::JournalRecord::encodedIdentity(detail::identityAt(plist())));
+  writer.release();
+  ASSERT_TRUE(waitUntil([&] { return recorder->calls().size() == 1; }));
+  EXPECT_EQ(recorder->calls()[0].value, "new");
+  EXPECT_EQ(recorder->calls()[0].origin, ChangeOrigin::otherProcess);
+}
+
+TEST_F(JournaledUserDefaultsTest, HearsOfTheChangeOfAWriterThatWasStoppedForLong) {
+  const Store store = open();
+  store->set("old", "a");
+  const auto recorder = observe(store);
+  const OtherWriter writer(journal());
+  writer.append(detail::JournalRecord::Kind::set, "a",
+                PropertyListSerialization::data("new", PropertyListFormat::binary).text());
+  std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+  EXPECT_TRUE(recorder->calls().empty());
+  writer.release();
+  ASSERT_TRUE(waitUntil([&] {
+    clock_.advance(JournaledUserDefaults::retryDelay);
+    return recorder->calls().size() == 1;
+  }));
+  EXPECT_EQ(recorder->calls()[0].value, "new");
 }
 
 TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
