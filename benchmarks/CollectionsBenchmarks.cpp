@@ -118,16 +118,6 @@ auto iterateBoost() {
   return iterate(std::move(ring));
 }
 
-/// A vector's elements one at a time, as by hand: what a loop costs that compares a pointer before each element.
-auto iterateOneByOne() {
-  return [elements = std::vector<std::int64_t>(capacity, 1)] {
-    std::int64_t sum = 0;
-#pragma clang loop vectorize(disable) interleave(disable) unroll(disable)
-    for (const std::int64_t element : elements) sum += element;
-    return sum;
-  };
-}
-
 template <typename Element>
 void ringRows(Facility& facility, const std::string& name, double bar) {
   constexpr int count = sizeof(Element) > 1'000 ? 1'000 : 10'000;
@@ -138,15 +128,12 @@ void ringRows(Facility& facility, const std::string& name, double bar) {
                   .peer("std::deque", [] { return appendDeque<Element>(count); });
   if (bar > 0) row.bar(bar);
   const auto vector = [] { return iterate(std::vector<Element>(capacity, made<Element>(1))); };
-  auto& iteration = facility.row("range-for over a wrapped ring, an element, " + name, capacity)
-                        .inProcessorTime()
-                        .ours([] { return iterate(wrappedRing<Element>()); })
-                        .peer("std::vector", vector)
-                        .peer("boost::circular_buffer", [] { return iterateBoost<Element>(); })
-                        .peer("std::deque", [] { return iterate(std::deque<Element>(capacity, made<Element>(1))); });
-  if constexpr (std::same_as<Element, std::int64_t>) {
-    iteration.peer("std::vector, not vectorised", [] { return iterateOneByOne(); });
-  }
+  facility.row("range-for over a wrapped ring, an element, " + name, capacity)
+      .inProcessorTime()
+      .ours([] { return iterate(wrappedRing<Element>()); })
+      .peer("std::vector", vector)
+      .peer("boost::circular_buffer", [] { return iterateBoost<Element>(); })
+      .peer("std::deque", [] { return iterate(std::deque<Element>(capacity, made<Element>(1))); });
   facility.row("contiguousRuns of a wrapped ring, an element, " + name, capacity)
       .inProcessorTime()
       .ours([] { return iterateRuns<Element>(); })

@@ -18,32 +18,40 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
+template <typename Element>
 struct Pair {
-  RingArray<std::string> ring{0};
-  Tests::RingModel<std::string> model{0};
+  RingArray<Element> ring{0};
+  Tests::RingModel<Element> model{0};
 
   void check() { require(*difference(ring, model) == '\0'); }
 };
 
-}  // namespace
+void make(std::size_t step, std::uint8_t argument, std::string& text) {
+  text = std::to_string(step) + std::string(argument, 'x');
+}
+void make(std::size_t step, std::uint8_t argument, std::int64_t& number) {
+  number = static_cast<std::int64_t>(step) * 256 + argument;
+}
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Pair current;
-  Pair other;
+template <typename Element>
+void run(const std::uint8_t* data, std::size_t size) {
+  Pair<Element> current;
+  Pair<Element> other;
   for (std::size_t i = 0; i + 1 < size; i += 2) {
     auto& [ring, model] = current;
     const std::int64_t argument = static_cast<std::int8_t>(data[i + 1]);
-    const std::string text = std::to_string(i) + std::string(data[i + 1], 'x');
+    Element made;
+    make(i, data[i + 1], made);
     switch (data[i] % 14) {
       case 0:
         ring.removeAllAndSetCapacity(argument & 15);
         model.removeAllAndSetCapacity(argument & 15);
         break;
       case 1:
-        require(ring.append(text) == model.append(text));
+        require(ring.append(made) == model.append(made));
         break;
       case 2:
-        require(ring.prepend(text) == model.prepend(text));
+        require(ring.prepend(made) == model.prepend(made));
         break;
       case 3:
         require(ring.popFirst() == model.popFirst());
@@ -52,8 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(ring.popLast() == model.popLast());
         break;
       case 5:
-        ring.fill(text);
-        model.fill(text);
+        ring.fill(made);
+        model.fill(made);
         break;
       case 6:
         ring.removeAll();
@@ -68,15 +76,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       case 8:
         if (auto* content = model.at(argument)) {
           require(ring[argument] == **content);
-          ring.set(argument, text);
-          *content = text;
+          ring.set(argument, made);
+          *content = made;
         }
         break;
       case 9: {
         const RingArrayIndex index{argument & 15, model.startIndex.loopIndex + (argument >> 4)};
         if (auto* content = model.at(index)) {
-          ring.modify(index, [&](std::string& element) { element += text; });
-          **content += text;
+          ring.modify(index, [&](Element& element) { element += made; });
+          **content += made;
         }
         break;
       }
@@ -89,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       case 12: {
         const bool areEqual = ring == other.ring;
         require(areEqual == (model == other.model));
-        const std::hash<RingArray<std::string>> hash;
+        const std::hash<RingArray<Element>> hash;
         if (areEqual) require(hash(ring) == hash(other.ring));
         break;
       }
@@ -100,5 +108,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     current.check();
     other.check();
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  run<std::string>(data, size);
+  run<std::int64_t>(data, size);
   return 0;
 }

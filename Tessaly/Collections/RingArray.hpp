@@ -6,6 +6,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -35,6 +36,10 @@ namespace Tessaly::inline v1 {
 /// Changing an element goes through `set` and `modify`: copies share their slots until one of them is written, and a
 /// reference would write through to the others. References and iterators are good until the next change.
 ///
+/// Elements of at most 16 bytes that are trivially copyable are kept twice, one capacity apart, so that they always lie
+/// side by side: their ring is a contiguous range, whose iterators are pointers, and `std::span(ring)` hands all of
+/// them to whatever takes an array, without copying any.
+///
 /// **Equality and hash see the slots, not just the elements**: two rings are equal if they have the same capacity, the
 /// same elements in the same slots and the same positions. Rings that read the same after a different history of wraps
 /// are not equal; compare them by `std::ranges::equal`.
@@ -60,6 +65,8 @@ class RingArray {
 
   using Storage = detail::SlotStorage<Element>;
   static constexpr bool isCopyable = std::copy_constructible<Element>;
+  /// Whether each slot has a twin, one capacity further, which holds the same bytes.
+  static constexpr bool hasTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
   /// What is large but only bytes is copied once on its way in, not twice.
   using Parameter =
       std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
@@ -67,13 +74,13 @@ class RingArray {
  public:
   using Index = RingArrayIndex;
   using value_type = Element;
-  using const_iterator = detail::RingArrayIterator<Element>;
+  using const_iterator = std::conditional_t<hasTwins, const Element*, detail::RingArrayIterator<Element>>;
   using iterator = const_iterator;
 
   /// An empty ring of so many slots. Allocates them, and nothing is allocated after that while the ring is not shared.
   /// Throws `std::bad_alloc`.
   explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
-    if (maxCapacity > 0) storage_ = Storage::make(maxCapacity);
+    if (maxCapacity > 0) storage_ = makeSlots(maxCapacity);
   }
   /// A ring without slots: it is both empty and full.
   [[nodiscard]] static RingArray empty() noexcept { return RingArray(NoSlots{}); }
@@ -133,7 +140,7 @@ class RingArray {
   std::optional<Element> append(Parameter element) {
     if (maxCapacity_ < 1) [[unlikely]]
       return std::nullopt;
-    if (!isUnshared()) [[unlikely]]
+    if (mark_.isSet()) [[unlikely]]
       return appendToShared(std::forward<Parameter>(element));
     return appendToUnshared(std::forward<Parameter>(element));
   }
@@ -143,7 +150,7 @@ class RingArray {
   std::optional<Element> prepend(Parameter element) {
     if (maxCapacity_ < 1) [[unlikely]]
       return std::nullopt;
-    if (!isUnshared()) [[unlikely]]
+    if (mark_.isSet()) [[unlikely]]
       return prependToShared(std::forward<Parameter>(element));
     return prependToUnshared(std::forward<Parameter>(element));
   }
@@ -185,7 +192,7 @@ class RingArray {
   /// Takes all elements out, the last one first. The slots stay, and the positions stay where that leaves them.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
-      Storage* cells = Storage::make(maxCapacity_);
+      Storage* cells = makeSlots(maxCapacity_);
       releaseSlots();
       storage_ = cells;
       endIndex_ = startIndex_;
@@ -227,11 +234,11 @@ class RingArray {
   void set(Index index, Parameter element) {
     checkIndex(index);
     if (isUnshared()) [[likely]] {
-      replace(slotAt(index), std::forward<Parameter>(element));
+      replace(index, std::forward<Parameter>(element));
     } else {
       Element kept(std::forward<Parameter>(element));
       makeUnshared();
-      replace(slotAt(index), std::move(kept));
+      replace(index, std::move(kept));
     }
   }
   void set(std::int64_t position, Parameter element) { set(indexOf(position), std::forward<Parameter>(element)); }
@@ -245,6 +252,7 @@ class RingArray {
                   "the body must not hand the element out by reference: it would write through to copies");
     checkIndex(index);
     makeUnshared();
+    const TwinUpdate update(slotAt(index), maxCapacity_);
     return std::invoke(std::forward<Body>(body), slotAt(index));
   }
   template <std::invocable<Element&> Body>
@@ -288,13 +296,26 @@ class RingArray {
     return checkedSum(steps, cells);
   }
 
-  [[nodiscard]] const_iterator begin() const noexcept { return iteratorAt(const_iterator::At::begin); }
-  [[nodiscard]] const_iterator end() const noexcept { return iteratorAt(const_iterator::At::end); }
+  [[nodiscard]] const_iterator begin() const noexcept {
+    if constexpr (hasTwins) {
+      return storage_ == nullptr ? nullptr : storage_->cells() + startIndex_.backendIndex;
+    } else {
+      return iteratorAt(const_iterator::At::begin);
+    }
+  }
+  [[nodiscard]] const_iterator end() const noexcept {
+    if constexpr (hasTwins) {
+      return begin() + count_;
+    } else {
+      return iteratorAt(const_iterator::At::end);
+    }
+  }
 
-  /// The elements in order as two runs of neighbouring slots, the second one empty unless the elements go round the
-  /// end. For loops that want to be vectorised; good until the next change. O(1).
+  /// The elements in order as two arrays, the second one empty unless the elements go round the end, as they never do
+  /// in a contiguous range. For whatever takes an array; good until the next change. O(1).
   [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
     if (count_ == 0) return {};
+    if constexpr (hasTwins) return {std::span(begin(), end())};
     const Element* const cells = storage_->cells();
     const std::int64_t first = countUntilWrap();
     return {std::span(cells + startIndex_.backendIndex, static_cast<std::size_t>(first)),
@@ -329,10 +350,28 @@ class RingArray {
  private:
   friend std::hash<RingArray>;
 
+  /// Copies what stands in a slot into its twin at the end of a block, however it ends.
+  class TwinUpdate {
+   public:
+    TwinUpdate(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}
+    ~TwinUpdate() {
+      if constexpr (hasTwins) std::memcpy(static_cast<void*>(&slot_ + capacity_), &slot_, sizeof(Element));
+    }
+    TwinUpdate(const TwinUpdate&) = delete;
+    TwinUpdate& operator=(const TwinUpdate&) = delete;
+
+   private:
+    Element& slot_;
+    std::int64_t capacity_;
+  };
+
   struct NoSlots {};
   explicit RingArray(NoSlots) noexcept {}
 
   [[noreturn]] static void stopOverflow(unsigned line) { fatalError("Arithmetic overflow", "Tessaly/RingArray", line); }
+  static Storage* makeSlots(std::int64_t capacity) {
+    return Storage::make(static_cast<std::uint64_t>(capacity) * (hasTwins ? 2 : 1));
+  }
   static std::int64_t checkedCapacity(std::int64_t capacity) {
     if (capacity < 0) [[unlikely]]
       fatalError("The capacity of a ring array must not be negative", "Tessaly/RingArray", __LINE__);
@@ -384,9 +423,9 @@ class RingArray {
     return std::min(count_, maxCapacity_ - startIndex_.backendIndex);
   }
   [[nodiscard]] Element& slotAt(Index index) const noexcept { return storage_->cells()[index.backendIndex]; }
-  [[nodiscard]] const_iterator iteratorAt(typename const_iterator::At at) const noexcept {
-    return const_iterator(storage_ == nullptr ? nullptr : storage_->cells(), maxCapacity_, startIndex_.backendIndex,
-                          count_, at);
+  [[nodiscard]] auto iteratorAt(detail::RingArrayIterator<Element>::At at) const noexcept {
+    return detail::RingArrayIterator<Element>(storage_ == nullptr ? nullptr : storage_->cells(), maxCapacity_,
+                                              startIndex_.backendIndex, count_, at);
   }
 
   [[nodiscard]] bool isUnshared() noexcept { return !mark_.isSet() || areSharersGone(); }
@@ -410,14 +449,14 @@ class RingArray {
     copy.startIndex_ = startIndex_;
     copy.endIndex_ = startIndex_;
     for (const Element& element : *this) {  // What a copy throws leaves a shorter ring, which is destroyed.
-      std::construct_at(&copy.slotAt(copy.endIndex_), element);
+      copy.construct(copy.endIndex_, element);
       copy.endIndex_ = copy.indexAfter(copy.endIndex_);
       ++copy.count_;
     }
     return copy;
   }
 
-  // The element may be one of a ring that shares the slots and lets go of them meanwhile.
+  // Of what may be shared. The element may be one of a ring that shares the slots and lets go of them meanwhile.
   [[gnu::noinline]] std::optional<Element> appendToShared(Parameter element) {
     Element kept(std::forward<Parameter>(element));
     makeUnshared();
@@ -432,17 +471,16 @@ class RingArray {
   template <typename Value>
   std::optional<Element> appendToUnshared(Value&& element) {
     const Index nextEnd = indexAfter(endIndex_);
-    Element& slot = slotAt(endIndex_);
     if (count_ == maxCapacity_) {
       // Of a full ring, both positions name one slot, one loop apart.
       const Index nextStart{nextEnd.backendIndex, nextEnd.loopIndex - 1};
-      std::optional<Element> dropped(std::move(slot));
-      replace(slot, std::forward<Value>(element));
+      std::optional<Element> dropped(std::move(slotAt(endIndex_)));
+      replace(endIndex_, std::forward<Value>(element));
       startIndex_ = nextStart;
       endIndex_ = nextEnd;
       return dropped;
     }
-    std::construct_at(&slot, std::forward<Value>(element));
+    construct(endIndex_, std::forward<Value>(element));
     endIndex_ = nextEnd;
     ++count_;
     return std::nullopt;
@@ -450,23 +488,30 @@ class RingArray {
   template <typename Value>
   std::optional<Element> prependToUnshared(Value&& element) {
     const Index nextStart = indexBefore(startIndex_);
-    Element& slot = slotAt(nextStart);
     if (count_ == maxCapacity_) {
       const Index nextEnd = indexBefore(endIndex_);
-      std::optional<Element> dropped(std::move(slot));
-      replace(slot, std::forward<Value>(element));
+      std::optional<Element> dropped(std::move(slotAt(nextStart)));
+      replace(nextStart, std::forward<Value>(element));
       startIndex_ = nextStart;
       endIndex_ = nextEnd;
       return dropped;
     }
-    std::construct_at(&slot, std::forward<Value>(element));
+    construct(nextStart, std::forward<Value>(element));
     startIndex_ = nextStart;
     ++count_;
     return std::nullopt;
   }
 
   template <typename Value>
-  static void replace(Element& slot, Value&& element) {
+  void construct(Index index, Value&& element) {
+    Element& slot = slotAt(index);
+    std::construct_at(&slot, std::forward<Value>(element));
+    const TwinUpdate update(slot, maxCapacity_);
+  }
+  template <typename Value>
+  void replace(Index index, Value&& element) {
+    Element& slot = slotAt(index);
+    const TwinUpdate update(slot, maxCapacity_);
     if constexpr (std::is_trivially_copyable_v<Element> && std::is_assignable_v<Element&, Value>) {
       slot = std::forward<Value>(element);
     } else if constexpr (std::is_nothrow_constructible_v<Element, Value>) {

@@ -11,6 +11,7 @@
 #include <random>
 #include <ranges>
 #include <set>
+#include <span>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -404,18 +405,54 @@ TEST(RingArray, DescribesItself) {
   EXPECT_EQ(stream.str(), "[8]");
 }
 
-TEST(RingArray, IsARandomAccessRangeOfConstantElements) {
-  using Ring = RingArray<int>;
+/// A number as three words.
+struct Wide {
+  Wide(int number) : words{0, 0, number} {}
+  operator int() const { return static_cast<int>(words[2]); }
+  std::array<std::int64_t, 3> words;
+};
+
+TEST(RingArray, IsAContiguousRangeOfSmallElementsThatAreOnlyBytes) {
+  static_assert(std::ranges::contiguous_range<RingArray<double>>);
+  static_assert(std::ranges::contiguous_range<const RingArray<std::pair<const char*, int>*>>);
+  static_assert(!std::ranges::contiguous_range<RingArray<std::string>>);
+  static_assert(!std::ranges::contiguous_range<RingArray<Wide>>);
+  RingArray<int> ring = ringOf(3, {1, 2, 3, 4, 5});
+  EXPECT_THAT(std::span(ring), ElementsAre(3, 4, 5));
+  EXPECT_EQ(std::ranges::data(ring), &*ring.begin());
+  for (std::int64_t position = 0; position < 3; ++position) ring.set(position, static_cast<int>(position));
+  EXPECT_THAT(std::span(ring), ElementsAre(0, 1, 2));
+  for (std::int64_t position = 0; position < 3; ++position) ring.modify(position, [](int& element) { element += 10; });
+  EXPECT_THAT(std::span(ring), ElementsAre(10, 11, 12));
+  for (std::int64_t position = 0; position < 3; ++position) {
+    EXPECT_THROW(ring.modify(position,
+                             [](int& element) {
+                               element += 10;
+                               throw std::runtime_error("too late");
+                             }),
+                 std::runtime_error);
+  }
+  EXPECT_THAT(std::span(ring), ElementsAre(20, 21, 22));
+  ring.shiftWhenFull(1);
+  EXPECT_THAT(std::span(ring), ElementsAre(21, 22, 20));
+  const RingArray<int> copy = ring;
+  ring.set(0, 9);
+  EXPECT_THAT(std::span(copy), ElementsAre(21, 22, 20));
+  EXPECT_THAT(std::span(ring), ElementsAre(9, 22, 20));
+}
+
+template <typename Element>
+void expectARandomAccessRangeOfConstantElements() {
+  using Ring = RingArray<Element>;
   static_assert(std::ranges::random_access_range<Ring> && std::ranges::random_access_range<const Ring>);
   static_assert(std::ranges::sized_range<Ring> && std::ranges::common_range<Ring>);
-  static_assert(!std::ranges::contiguous_range<Ring>);
-  static_assert(std::same_as<std::ranges::range_reference_t<Ring>, const int&>);
-  const Ring ring = ringOf(4, {9, 9, 1, 2, 3, 4});
+  static_assert(std::same_as<std::ranges::range_reference_t<Ring>, const Element&>);
+  const Ring ring = ringOf<Element>(4, {9, 9, 1, 2, 3, 4});
   EXPECT_EQ(std::ranges::size(ring), 4u);
   EXPECT_FALSE(std::ranges::empty(ring));
   EXPECT_EQ(std::accumulate(ring.begin(), ring.end(), 0), 10);
-  EXPECT_TRUE(std::ranges::binary_search(ring, 3));
-  EXPECT_TRUE(std::ranges::equal(ring | std::views::reverse, std::array{4, 3, 2, 1}));
+  EXPECT_TRUE(std::ranges::binary_search(ring, Element(3)));
+  EXPECT_TRUE(std::ranges::equal(ring | std::views::reverse, std::array<Element, 4>{4, 3, 2, 1}));
   const auto begin = ring.begin();
   EXPECT_EQ(begin[3], 4);
   EXPECT_EQ(*(begin + 2), 3);
@@ -431,14 +468,20 @@ TEST(RingArray, IsARandomAccessRangeOfConstantElements) {
   EXPECT_EQ(iterator, begin);
   EXPECT_EQ(*iterator++, 1);
   EXPECT_EQ(*iterator--, 2);
-  EXPECT_EQ(RingArray<int>::const_iterator(), RingArray<int>::const_iterator());
+  EXPECT_EQ(typename Ring::const_iterator(), typename Ring::const_iterator());
 }
 
-TEST(RingArray, IteratorsAgreeWithPositionsInEveryState) {
+TEST(RingArray, IsARandomAccessRangeOfConstantElements) {
+  expectARandomAccessRangeOfConstantElements<int>();
+  expectARandomAccessRangeOfConstantElements<Wide>();
+}
+
+template <typename Element>
+void expectIteratorsToAgreeWithPositionsInEveryState() {
   for (std::int64_t capacity = 0; capacity <= 4; ++capacity) {
     for (int start = 0; start < 5; ++start) {
       for (int count = 0; count <= capacity; ++count) {
-        RingArray<int> ring(capacity);
+        RingArray<Element> ring(capacity);
         for (int i = 0; i < start; ++i) {
           ring.append(0);
           ring.popFirst();
@@ -468,6 +511,11 @@ TEST(RingArray, IteratorsAgreeWithPositionsInEveryState) {
       }
     }
   }
+}
+
+TEST(RingArray, IteratorsAgreeWithPositionsInEveryState) {
+  expectIteratorsToAgreeWithPositionsInEveryState<int>();
+  expectIteratorsToAgreeWithPositionsInEveryState<Wide>();
 }
 
 TEST(RingArray, CopiesShareTheirSlotsUntilOneIsWritten) {
@@ -753,7 +801,7 @@ TEST(RingArrayDeathTest, AnOverflowStopsTheProcess) {
 
 TEST(RingArrayDeathTest, AnIteratorThatLeavesItsRingStopsTheProcess) {
   constexpr auto left = "Tessaly/RingArray:[0-9]+: Fatal error: An iterator left its ring array\n";
-  const RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
+  const RingArray<Wide> ring = ringOf<Wide>(3, {1, 2, 3, 4});
   EXPECT_STOPS(static_cast<void>(ring.begin() + 4), left);
   EXPECT_STOPS(static_cast<void>(ring.begin() + most), left);
   EXPECT_STOPS(static_cast<void>(ring.begin() - most), left);
@@ -761,26 +809,27 @@ TEST(RingArrayDeathTest, AnIteratorThatLeavesItsRingStopsTheProcess) {
 }
 
 // What holds against the transcription of the rules, whatever is done in whatever order.
-TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
+template <typename Element, typename MakeElement>
+void expectWhatTheRulesSayOverAMillionRandomOperations(MakeElement makeElement) {
   std::mt19937_64 random(20);
   const auto upTo = [&](std::int64_t limit) { return static_cast<std::int64_t>(random() % (limit + 1)); };
   std::int64_t operations = 0;
   for (int round = 0; round < 250; ++round) {
     const std::int64_t capacity = round < 240 ? upTo(5) : 50;
-    RingArray<std::string> ring(capacity);
-    Tests::RingModel<std::string> model(capacity);
-    RingArray<std::string> copy = ring;
-    Tests::RingModel<std::string> modelOfCopy = model;
+    RingArray<Element> ring(capacity);
+    Tests::RingModel<Element> model(capacity);
+    RingArray<Element> copy = ring;
+    Tests::RingModel<Element> modelOfCopy = model;
     for (int step = 0; step < 4'100; ++step, ++operations) {
-      const std::string text = std::to_string(step);
+      const Element element = makeElement(step);
       switch (upTo(19)) {
         default:
-          ASSERT_EQ(ring.append(text), model.append(text));
+          ASSERT_EQ(ring.append(element), model.append(element));
           break;
         case 6:
         case 7:
         case 8:
-          ASSERT_EQ(ring.prepend(text), model.prepend(text));
+          ASSERT_EQ(ring.prepend(element), model.prepend(element));
           break;
         case 9:
           ASSERT_EQ(ring.popFirst(), model.popFirst());
@@ -790,8 +839,8 @@ TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
           break;
         case 11:
           if (upTo(20) == 0) {
-            ring.fill(text);
-            model.fill(text);
+            ring.fill(element);
+            model.fill(element);
           }
           break;
         case 12:
@@ -818,8 +867,8 @@ TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
           const std::int64_t position = upTo(7) - 1;
           if (auto* content = model.at(position)) {
             ASSERT_EQ(ring[position], **content);
-            ring.set(position, text);
-            *content = text;
+            ring.set(position, element);
+            *content = element;
           }
           break;
         }
@@ -827,8 +876,8 @@ TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
           const Index index{upTo(7) - 1, model.startIndex.loopIndex + upTo(2) - 1};
           if (auto* content = model.at(index)) {
             ASSERT_EQ(ring[index], **content);
-            ring.modify(index, [&](std::string& element) { element += text; });
-            **content += text;
+            ring.modify(index, [&](Element& changed) { changed += element; });
+            **content += element;
           }
           break;
         }
@@ -843,7 +892,7 @@ TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
         case 19:
           ASSERT_EQ(ring == copy, model == modelOfCopy);
           if (ring == copy) {
-            ASSERT_EQ(std::hash<RingArray<std::string>>()(ring), std::hash<RingArray<std::string>>()(copy));
+            ASSERT_EQ(std::hash<RingArray<Element>>()(ring), std::hash<RingArray<Element>>()(copy));
           }
           break;
       }
@@ -852,6 +901,14 @@ TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
     ASSERT_STREQ(difference(copy, modelOfCopy), "");
   }
   EXPECT_GE(operations, 1'000'000);
+}
+
+TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
+  expectWhatTheRulesSayOverAMillionRandomOperations<std::string>([](int step) { return std::to_string(step); });
+}
+
+TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperationsOnSmallElements) {
+  expectWhatTheRulesSayOverAMillionRandomOperations<std::int64_t>([](int step) { return std::int64_t{step}; });
 }
 
 }  // namespace

@@ -147,6 +147,9 @@ template <typename Element>
   if (ring.isEmpty() != (model.startIndex == model.endIndex)) return "isEmpty";
   if (ring.isFull() != (model.count == model.maxCapacity)) return "isFull";
   if (!std::ranges::equal(ring, model.elements())) return "elements";
+  for (std::int64_t position = 0; position < model.count; ++position) {
+    if (ring[position] != **model.at(position)) return "operator[]";
+  }
   return "";
 }
 

@@ -1,4 +1,4 @@
-// expected: cannot assign to return value because function 'operator\*' returns a const value
+// expected: read-only variable is not assignable
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Collections/RingArray.hpp"
 

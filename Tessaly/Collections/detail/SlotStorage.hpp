@@ -20,11 +20,11 @@ template <typename Element>
 class SlotStorage {
  public:
   /// So many slots. Throws `std::bad_alloc`.
-  static SlotStorage* make(std::int64_t slotCount) {
-    if (static_cast<std::uint64_t>(slotCount) > (maximumBytes - slotsOffset) / sizeof(Element)) {
+  static SlotStorage* make(std::uint64_t slotCount) {
+    if (slotCount > (maximumBytes - slotsOffset) / sizeof(Element)) {
       throw std::bad_array_new_length();
     }
-    void* block = ::operator new(slotsOffset + static_cast<std::size_t>(slotCount) * sizeof(Element), alignment);
+    void* block = ::operator new(slotsOffset + slotCount * sizeof(Element), alignment);
     return ::new (block) SlotStorage;
   }
   SlotStorage(const SlotStorage&) = delete;
