@@ -80,7 +80,11 @@ class RingArray {
   /// An empty ring of so many slots. Allocates them, and nothing is allocated after that while the ring is not shared.
   /// Throws `std::bad_alloc`.
   explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
-    if (maxCapacity > 0) storage_ = makeSlots(maxCapacity);
+    if (maxCapacity > 0) {
+      storage_ = makeSlots(maxCapacity);
+    } else {
+      mark_.set();
+    }
   }
   /// A ring without slots: it is both empty and full.
   [[nodiscard]] static RingArray empty() noexcept { return RingArray(NoSlots{}); }
@@ -91,12 +95,11 @@ class RingArray {
       : maxCapacity_(other.maxCapacity_),
         storage_(other.storage_),
         startIndex_(other.startIndex_),
-        endIndex_(other.endIndex_),
         count_(other.count_) {
+    mark_.set();
     if (storage_ == nullptr) return;
     storage_->references().retain();
     other.mark_.set();
-    mark_.set();
   }
   /// Leaves the other without slots.
   RingArray(RingArray&& other) noexcept : RingArray(NoSlots{}) { swap(other); }
@@ -118,7 +121,6 @@ class RingArray {
     std::swap(maxCapacity_, other.maxCapacity_);
     std::swap(storage_, other.storage_);
     std::swap(startIndex_, other.startIndex_);
-    std::swap(endIndex_, other.endIndex_);
     std::swap(count_, other.count_);
     std::swap(mark_, other.mark_);
   }
@@ -129,30 +131,33 @@ class RingArray {
   /// The position of the first element.
   [[nodiscard]] Index startIndex() const noexcept { return startIndex_; }
   /// The position behind the last element.
-  [[nodiscard]] Index endIndex() const noexcept { return endIndex_; }
+  [[nodiscard]] Index endIndex() const noexcept {
+    Index end{startIndex_.backendIndex + count_, startIndex_.loopIndex};
+    if (end.backendIndex >= maxCapacity_ && count_ > 0) {
+      end.backendIndex -= maxCapacity_;
+      end.loopIndex += 1;  // Whatever moves a position sees that this is possible.
+    }
+    return end;
+  }
   [[nodiscard]] std::int64_t count() const noexcept { return count_; }
-  [[nodiscard]] bool isEmpty() const noexcept { return startIndex_ == endIndex_; }
+  [[nodiscard]] bool isEmpty() const noexcept { return count_ == 0; }
   /// Whether every slot is occupied; so a ring without slots is.
   [[nodiscard]] bool isFull() const noexcept { return count_ == maxCapacity_; }
 
   /// Adds an element behind the last. If the ring was full, drops the first and returns it. Does nothing to a ring
   /// without slots. O(1).
   std::optional<Element> append(Parameter element) {
-    if (maxCapacity_ < 1) [[unlikely]]
-      return std::nullopt;
     if (mark_.isSet()) [[unlikely]]
-      return appendToShared(std::forward<Parameter>(element));
-    return appendToUnshared(std::forward<Parameter>(element));
+      return appendToMarked(std::forward<Parameter>(element));
+    return appendToSlots(std::forward<Parameter>(element));
   }
 
   /// Adds an element before the first. If the ring was full, drops the last and returns it. Does nothing to a ring
   /// without slots. O(1).
   std::optional<Element> prepend(Parameter element) {
-    if (maxCapacity_ < 1) [[unlikely]]
-      return std::nullopt;
     if (mark_.isSet()) [[unlikely]]
-      return prependToShared(std::forward<Parameter>(element));
-    return prependToUnshared(std::forward<Parameter>(element));
+      return prependToMarked(std::forward<Parameter>(element));
+    return prependToSlots(std::forward<Parameter>(element));
   }
 
   /// Takes the first element out; none when there is none. O(1).
@@ -172,10 +177,8 @@ class RingArray {
   std::optional<Element> popLast() {
     if (count_ == 0) return std::nullopt;
     makeUnshared();
-    const Index lastIndex = indexBefore(endIndex_);
-    Element& slot = slotAt(lastIndex);
+    Element& slot = slotAt(indexBefore(endIndex()));
     std::optional<Element> last(std::move(slot));
-    endIndex_ = lastIndex;
     --count_;
     std::destroy_at(&slot);
     return last;
@@ -195,7 +198,6 @@ class RingArray {
       Storage* cells = makeSlots(maxCapacity_);
       releaseSlots();
       storage_ = cells;
-      endIndex_ = startIndex_;
       count_ = 0;
     }
     for (std::int64_t left = count_; left > 0; --left) popLast();
@@ -219,7 +221,7 @@ class RingArray {
     if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
       stopOverflow(__LINE__);
     startIndex_ = shifted(startIndex_, offset);
-    endIndex_ = shifted(endIndex_, offset);
+    checkedSum(startIndex_.loopIndex, 1);
   }
 
   /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other.
@@ -341,7 +343,7 @@ class RingArray {
   {
     // The same positions in as many slots occupy the same slots.
     if (left.maxCapacity_ != right.maxCapacity_ || left.startIndex_ != right.startIndex_ ||
-        left.endIndex_ != right.endIndex_ || left.count_ != right.count_) {
+        left.count_ != right.count_) {
       return false;
     }
     return std::equal(left.begin(), left.end(), right.begin(), right.end());
@@ -366,7 +368,7 @@ class RingArray {
   };
 
   struct NoSlots {};
-  explicit RingArray(NoSlots) noexcept {}
+  explicit RingArray(NoSlots) noexcept { mark_.set(); }
 
   [[noreturn]] static void stopOverflow(unsigned line) { fatalError("Arithmetic overflow", "Tessaly/RingArray", line); }
   static Storage* makeSlots(std::int64_t capacity) {
@@ -388,7 +390,7 @@ class RingArray {
       stopOutOfRange(__LINE__);
   }
   void checkIndex(Index index) const {
-    if (index < startIndex_ || index >= endIndex_) [[unlikely]]
+    if (index < startIndex_ || index >= endIndex()) [[unlikely]]
       stopOutOfRange(__LINE__);
     checkSlot(index);
   }
@@ -430,7 +432,7 @@ class RingArray {
 
   [[nodiscard]] bool isUnshared() noexcept { return !mark_.isSet() || areSharersGone(); }
   [[nodiscard, gnu::noinline]] bool areSharersGone() noexcept {
-    if (!storage_->references().isOne()) return false;
+    if (storage_ == nullptr || !storage_->references().isOne()) return false;
     mark_.clear();
     return true;
   }
@@ -447,53 +449,53 @@ class RingArray {
   {
     RingArray copy(maxCapacity_);
     copy.startIndex_ = startIndex_;
-    copy.endIndex_ = startIndex_;
     for (const Element& element : *this) {  // What a copy throws leaves a shorter ring, which is destroyed.
-      copy.construct(copy.endIndex_, element);
-      copy.endIndex_ = copy.indexAfter(copy.endIndex_);
+      copy.construct(copy.endIndex(), element);
       ++copy.count_;
     }
     return copy;
   }
 
   // Of what may be shared. The element may be one of a ring that shares the slots and lets go of them meanwhile.
-  [[gnu::noinline]] std::optional<Element> appendToShared(Parameter element) {
+  [[gnu::noinline]] std::optional<Element> appendToMarked(Parameter element) {
+    if (maxCapacity_ < 1) return std::nullopt;
     Element kept(std::forward<Parameter>(element));
     makeUnshared();
-    return appendToUnshared(std::move(kept));
+    return appendToSlots(std::move(kept));
   }
-  [[gnu::noinline]] std::optional<Element> prependToShared(Parameter element) {
+  [[gnu::noinline]] std::optional<Element> prependToMarked(Parameter element) {
+    if (maxCapacity_ < 1) return std::nullopt;
     Element kept(std::forward<Parameter>(element));
     makeUnshared();
-    return prependToUnshared(std::move(kept));
+    return prependToSlots(std::move(kept));
   }
 
   template <typename Value>
-  std::optional<Element> appendToUnshared(Value&& element) {
-    const Index nextEnd = indexAfter(endIndex_);
+  [[gnu::always_inline]] std::optional<Element> appendToSlots(Value&& element) {
     if (count_ == maxCapacity_) {
-      // Of a full ring, both positions name one slot, one loop apart.
-      const Index nextStart{nextEnd.backendIndex, nextEnd.loopIndex - 1};
-      std::optional<Element> dropped(std::move(slotAt(endIndex_)));
-      replace(endIndex_, std::forward<Value>(element));
-      startIndex_ = nextStart;
-      endIndex_ = nextEnd;
+      // Both positions name one slot, one loop apart.
+      Index next{startIndex_.backendIndex + 1, startIndex_.loopIndex};
+      if (next.backendIndex == maxCapacity_) {
+        next = {0, checkedSum(next.loopIndex, 2) - 1};
+      }
+      std::optional<Element> dropped(std::move(slotAt(startIndex_)));
+      replace(startIndex_, std::forward<Value>(element));
+      startIndex_ = next;
       return dropped;
     }
-    construct(endIndex_, std::forward<Value>(element));
-    endIndex_ = nextEnd;
+    const Index end = endIndex();
+    static_cast<void>(indexAfter(end));
+    construct(end, std::forward<Value>(element));
     ++count_;
     return std::nullopt;
   }
   template <typename Value>
-  std::optional<Element> prependToUnshared(Value&& element) {
+  [[gnu::always_inline]] std::optional<Element> prependToSlots(Value&& element) {
     const Index nextStart = indexBefore(startIndex_);
     if (count_ == maxCapacity_) {
-      const Index nextEnd = indexBefore(endIndex_);
       std::optional<Element> dropped(std::move(slotAt(nextStart)));
       replace(nextStart, std::forward<Value>(element));
       startIndex_ = nextStart;
-      endIndex_ = nextEnd;
       return dropped;
     }
     construct(nextStart, std::forward<Value>(element));
@@ -547,8 +549,8 @@ class RingArray {
   /// Null if there are no slots.
   Storage* storage_ = nullptr;
   Index startIndex_;
-  Index endIndex_;
   std::int64_t count_ = 0;
+  /// Also set where there are no slots, so that adding asks once for all that is unusual.
   detail::SharingMark mark_;
 };
 
@@ -577,8 +579,8 @@ struct std::hash<Tessaly::RingArray<Element>> {
     }
     hasher.feed(start);
     hasher.feed(ring.startIndex_.loopIndex);
-    hasher.feed(ring.endIndex_.backendIndex);
-    hasher.feed(ring.endIndex_.loopIndex);
+    hasher.feed(ring.endIndex().backendIndex);
+    hasher.feed(ring.endIndex().loopIndex);
     hasher.feed(ring.count_);
     return hasher.finish();
   }
