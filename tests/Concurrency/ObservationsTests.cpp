@@ -16,12 +16,15 @@
 #include "Tessaly/Platform/Observation/Property.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/SlowCounter.hpp"
 
 namespace Tessaly {
 namespace {
 
 using testing::ElementsAre;
+using Tests::incrementThrice;
 using Tests::repetitions;
+using Tests::SlowCounter;
 
 struct Player {
   Property<int> volume = 1;
@@ -43,31 +46,6 @@ class Counter {
   std::atomic<int> value_ = 0;
   ObservationRegistrar registrar_;
 };
-
-/// A number whose change takes several steps of a task.
-class SlowCounter {
- public:
-  int value() const {
-    registrar_.access(*this, keyPath<&SlowCounter::value>);
-    return value_;
-  }
-  Async<void> increment() {
-    registrar_.willSet(*this, keyPath<&SlowCounter::value>);
-    co_await Task<>::yield();
-    ++value_;
-    co_await Task<>::yield();
-    registrar_.didSet(*this, keyPath<&SlowCounter::value>);
-    co_await Task<>::yield();
-  }
-
- private:
-  int value_ = 0;
-  ObservationRegistrar registrar_;
-};
-
-Async<void> incrementThrice(std::shared_ptr<SlowCounter> counter) {
-  for (int i = 0; i < 3; ++i) co_await counter->increment();
-}
 
 /// Awaits so many elements in a task of its own.
 template <typename Iterator>

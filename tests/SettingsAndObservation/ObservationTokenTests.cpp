@@ -22,6 +22,7 @@
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/SlowCounter.hpp"
 
 namespace Tessaly {
 namespace {
@@ -29,7 +30,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::KilledBySignal;
+using Tests::incrementThrice;
 using Tests::repetitions;
+using Tests::SlowCounter;
 using Volume = std::optional<int>;
 
 struct Player {
@@ -58,31 +61,6 @@ class Counter {
   std::atomic<int> value_ = 0;
   ObservationRegistrar registrar_;
 };
-
-/// A number whose change takes several steps of a task.
-class SlowCounter {
- public:
-  int value() const {
-    registrar_.access(*this, keyPath<&SlowCounter::value>);
-    return value_;
-  }
-  Async<void> increment() {
-    registrar_.willSet(*this, keyPath<&SlowCounter::value>);
-    co_await Task<>::yield();
-    ++value_;
-    co_await Task<>::yield();
-    registrar_.didSet(*this, keyPath<&SlowCounter::value>);
-    co_await Task<>::yield();
-  }
-
- private:
-  int value_ = 0;
-  ObservationRegistrar registrar_;
-};
-
-Async<void> incrementThrice(std::shared_ptr<SlowCounter> counter) {
-  for (int i = 0; i < 3; ++i) co_await counter->increment();
-}
 
 /// What was called with what, "!" in the first pass.
 class Calls {
