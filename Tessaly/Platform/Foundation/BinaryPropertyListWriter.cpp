@@ -81,6 +81,7 @@ class Writer {
       for (const PropertyList& element : *array) elements.push_back(number(element));
     } else {
       elements.reserve(2 * dictionary->size());
+      if (dictionary->size() > texts_.size()) texts_.reserve(texts_.size() + dictionary->size());
       for (const auto& [key, element] : *dictionary) elements.push_back(numberText(nullptr, key));
       for (const auto& [key, element] : *dictionary) elements.push_back(number(element));
     }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace Tessaly::inline v1::detail {
 
@@ -51,11 +53,15 @@ std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::o
 }
 
 PropertyList::Dictionary SettingsTable::all() const {
-  PropertyList::Dictionary result;
+  // Sorted outside the locks: nobody who wants a value waits for that.
+  std::vector<std::pair<std::string, PropertyList>> entries;
   for (const Part& part : parts_) {
     const UnfairLock::Guard guard(part.lock);
-    for (const auto& [key, value] : part.values) result.emplace(key, value);
+    entries.insert(entries.end(), part.values.begin(), part.values.end());
   }
+  std::ranges::sort(entries, {}, &std::pair<std::string, PropertyList>::first);
+  PropertyList::Dictionary result;
+  for (auto& [key, value] : entries) result.emplace_hint(result.end(), std::move(key), std::move(value));
   return result;
 }
 
