@@ -11,11 +11,10 @@ constexpr std::int8_t noDigit = -1;
 constexpr auto digitValues = [] {
   std::array<std::int8_t, 256> values{};
   values.fill(noDigit);
-  for (int digit = 0; digit < 10; ++digit)
-    values[static_cast<std::size_t>('0' + digit)] = static_cast<std::int8_t>(digit);
-  for (int digit = 10; digit < 16; ++digit) {
-    values[static_cast<std::size_t>('a' + digit - 10)] = static_cast<std::int8_t>(digit);
-    values[static_cast<std::size_t>('A' + digit - 10)] = static_cast<std::int8_t>(digit);
+  for (std::size_t digit = 0; digit < 10; ++digit) values['0' + digit] = static_cast<std::int8_t>(digit);
+  for (std::size_t digit = 10; digit < 16; ++digit) {
+    values['a' + digit - 10] = static_cast<std::int8_t>(digit);
+    values['A' + digit - 10] = static_cast<std::int8_t>(digit);
   }
   return values;
 }();
