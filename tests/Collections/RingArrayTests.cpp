@@ -294,6 +294,12 @@ TEST(RingArray, OffsettingIsAsManySteps) {
   }
 }
 
+TEST(RingArray, OffsettingByNothingNeedsNoSlot) {
+  const auto ring = RingArray<int>::empty();
+  EXPECT_EQ(ring.indexOffsetBy(ring.startIndex(), ring.count()), ring.endIndex());
+  EXPECT_EQ(ring.distance(ring.startIndex(), ring.endIndex()), 0);
+}
+
 TEST(RingArray, IndexesAreOrderedByLoopAndThenBySlot) {
   EXPECT_LT((Index{2, 0}), (Index{0, 1}));
   EXPECT_LT((Index{0, 1}), (Index{1, 1}));
