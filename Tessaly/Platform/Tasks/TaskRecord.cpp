@@ -109,19 +109,19 @@ bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
 }
 
 void TaskRecord::escalate(TaskPriority priority) noexcept {
+  // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
+  if (!raisePriority(priority)) return;
   // A list, not a recursion: tasks may wait for one another in a chain of any length.
   std::vector<TaskReference<TaskRecord>> awaited;
-  escalate(priority, awaited);
+  wasRaised(awaited);
   while (!awaited.empty()) {
     const auto task = std::move(awaited.back());
     awaited.pop_back();
-    task->escalate(priority, awaited);
+    if (task->raisePriority(priority)) task->wasRaised(awaited);
   }
 }
 
-void TaskRecord::escalate(TaskPriority priority, std::vector<TaskReference<TaskRecord>>& awaited) noexcept {
-  // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
-  if (!raisePriority(priority)) return;
+void TaskRecord::wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept {
   escalateOnExecutor(executor_, *this);
   // While the lock is held the task cannot leave its wait, so what it waits for stays.
   UnfairLock::Guard guard(lock_);

@@ -180,8 +180,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static constexpr std::uint32_t doneBit = 2;
 
   static void runTask(Job& job) noexcept;
-  /// Raises this task alone, and adds what it is waiting for to the list.
-  void escalate(TaskPriority priority, std::vector<TaskReference<TaskRecord>>& awaited) noexcept;
+  /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
+  void wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept;
   void complete() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
