@@ -76,6 +76,7 @@
 #include "Tessaly/Platform/Base/Futex.hpp"
 #include "Tessaly/Platform/Base/IsAsync.hpp"
 #include "Tessaly/Platform/Base/Never.hpp"
+#include "Tessaly/Platform/Base/NumberDescription.hpp"
 #include "Tessaly/Platform/Base/Quoted.hpp"
 #include "Tessaly/Platform/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Base/Thread.hpp"

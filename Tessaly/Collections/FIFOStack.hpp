@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstddef>
+#include <initializer_list>
 #include <iterator>
 #include <optional>
 #include <ranges>
@@ -28,7 +29,7 @@ namespace Tessaly::inline v1 {
 ///     FIFOStack<Job> pending;
 ///     pending.enqueue(job);
 ///     while (auto next = pending.dequeue()) run(*next);
-template <std::movable Element>
+template <std::move_constructible Element>
 class FIFOStack {
   static constexpr bool isCopyable = std::copy_constructible<Element>;
 
@@ -71,8 +72,9 @@ class FIFOStack {
   }
   void enqueue(Element&& element) { push(std::move(element)); }
 
-  /// Adds the elements of a range, in its order, behind all others. If reading it throws, those read so far are there.
-  template <std::ranges::input_range Elements>
+  /// Adds the elements of a range, or of a list in braces, in its order, behind all others. If reading it throws, those
+  /// read so far are there.
+  template <std::ranges::input_range Elements = std::initializer_list<Element>>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>
   void enqueueContentsOf(Elements&& elements) {
     for (auto&& element : elements) push(std::forward<decltype(element)>(element));

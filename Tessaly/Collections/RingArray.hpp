@@ -280,8 +280,10 @@ class RingArray {
     }
     return index;
   }
-  /// The position so many steps further. O(1). Stops the process on overflow, and when the slot does not exist.
+  /// The position so many steps further. O(1). Stops the process on overflow, and when the slot does not exist; no
+  /// step is no change, whatever the slot.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
+    if (distance == 0) return index;
     checkSlot(index);
     return shifted(index, distance);
   }

@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Platform/Base/FatalError.hpp"
 #include "Tessaly/Platform/Base/IsAsync.hpp"
 #include "Tessaly/Platform/Locks/OSAllocatedUnfairLock.hpp"
 
@@ -20,7 +21,8 @@ namespace Tessaly::inline v1 {
 /// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns something
 /// must be emptied first, by `assignWithLock` or inside `withLock`.
 ///
-/// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move.
+/// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move; a new value
+/// whose move throws in `assignWithLock`.
 ///
 /// Thread contract: thread-safe. Moving and destroying need the sole owner.
 ///
@@ -72,13 +74,21 @@ class Mutex {
     return lock_.withLock([&]() -> Result { return std::invoke(std::forward<Body>(body), *valuePointer_); });
   }
 
-  /// Destroys the value and moves the new one into its place, both while the lock is held.
-  void assignWithLock(Value newValue)
-    requires std::is_nothrow_move_constructible_v<Value>
-  {
+  /// Destroys the value and moves the new one into its place, both while the lock is held. What that move throws stops
+  /// the process, since there would be no value.
+  void assignWithLock(Value newValue) {
     lock_.withLock([&] {
       std::destroy_at(valuePointer_);
-      std::construct_at(valuePointer_, std::move(newValue));
+      if constexpr (std::is_nothrow_move_constructible_v<Value>) {
+        std::construct_at(valuePointer_, std::move(newValue));
+      } else {
+        try {
+          std::construct_at(valuePointer_, std::move(newValue));
+        } catch (...) {
+          fatalError("A value threw when it was moved into a mutex whose old value had gone", "Tessaly/Mutex",
+                     __LINE__);
+        }
+      }
     });
   }
 

@@ -76,4 +76,11 @@ void catchError(const Logger& logger, std::string_view message, Operation&& oper
   }
 }
 
+/// The same for a place that is told, the operation last.
+template <std::invocable Operation>
+void catchError(const Logger& logger, std::string_view message, const char* file, const char* function,
+                Operation&& operation, unsigned line = __builtin_LINE()) {
+  catchError(logger, message, std::forward<Operation>(operation), file, function, line);
+}
+
 }  // namespace Tessaly::inline v1

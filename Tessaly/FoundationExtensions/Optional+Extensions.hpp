@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Base/NumberDescription.hpp"
 
 namespace Tessaly::inline v1::Optional {
 
@@ -30,9 +30,6 @@ concept HasDescription = requires(const T& value) {
 
 template <typename T>
 concept IsStreamable = requires(std::ostream& stream, const T& value) { stream << value; };
-
-TESSALY_EXPORT std::string floatingPointDescription(double value);
-TESSALY_EXPORT std::string floatingPointDescription(float value);
 
 }  // namespace detail
 
@@ -75,7 +72,7 @@ template <Describable T>
   } else if constexpr (std::convertible_to<const T&, std::string_view>) {
     return std::string(std::string_view(value));
   } else if constexpr (std::same_as<T, double> || std::same_as<T, float>) {
-    return detail::floatingPointDescription(value);
+    return ::Tessaly::detail::numberDescription(value);
   } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
     return std::to_string(value);
   } else {

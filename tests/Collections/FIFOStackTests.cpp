@@ -84,6 +84,27 @@ TEST(FIFOStack, TakesTheContentsOfAnyRange) {
   EXPECT_TRUE(queue.isEmpty());
 }
 
+TEST(FIFOStack, TakesAListInBraces) {
+  FIFOStack<int> queue;
+  queue.enqueueContentsOf({1, 2, 3});
+  queue.enqueueContentsOf({});
+  EXPECT_EQ(queue.removeAll(), (std::vector{1, 2, 3}));
+}
+
+TEST(FIFOStack, HoldsElementsThatCannotBeAssigned) {
+  struct Fixed {
+    const int number;
+  };
+  static_assert(!std::is_move_assignable_v<Fixed>);
+  FIFOStack<Fixed> queue;
+  for (int i = 0; i < 10; ++i) queue.enqueue({i});
+  FIFOStack<Fixed> copy = queue;
+  EXPECT_EQ(copy.dequeue()->number, 0);
+  copy.enqueue(Fixed{10});
+  for (int i = 1; i <= 10; ++i) EXPECT_EQ(copy.dequeue()->number, i);
+  EXPECT_EQ(queue.removeAll().size(), 10u);
+}
+
 TEST(FIFOStack, ARangeThatThrowsLeavesWhatWasReadOfIt) {
   FIFOStack<int> queue;
   EXPECT_THROW(queue.enqueueContentsOf(std::views::iota(0, 5) | std::views::transform([](int i) {

@@ -294,6 +294,12 @@ TEST(RingArray, OffsettingIsAsManySteps) {
   }
 }
 
+TEST(RingArray, OffsettingByNothingNeedsNoSlot) {
+  const auto ring = RingArray<int>::empty();
+  EXPECT_EQ(ring.indexOffsetBy(ring.startIndex(), ring.count()), ring.endIndex());
+  EXPECT_EQ(ring.distance(ring.startIndex(), ring.endIndex()), 0);
+}
+
 TEST(RingArray, IndexesAreOrderedByLoopAndThenBySlot) {
   EXPECT_LT((Index{2, 0}), (Index{0, 1}));
   EXPECT_LT((Index{0, 1}), (Index{1, 1}));
@@ -395,6 +401,8 @@ TEST(RingArray, DescribesItself) {
   EXPECT_EQ(ringOf<std::string>(2, {"a", "b\"\n\x1b"}).debugDescription(), R"(["a", "b\"\n\u{1B}"])");
   EXPECT_EQ(ringOf<bool>(2, {true, false}).description(), "[true, false]");
   EXPECT_EQ(ringOf<double>(3, {1, 0.1, 1e300}).description(), "[1.0, 0.1, 1e+300]");
+  EXPECT_EQ(ringOf<double>(3, {100000, 0.0001, 0.00001}).description(), "[100000.0, 0.0001, 1e-05]");
+  EXPECT_EQ(ringOf<float>(2, {100000, 0.1F}).debugDescription(), "[100000.0, 0.1]");
   EXPECT_EQ(ringOf<std::uint8_t>(1, {65}).description(), "[65]");
   RingArray<RingArray<std::string>> nested(1);
   nested.append(ringOf<std::string>(1, {"a"}));

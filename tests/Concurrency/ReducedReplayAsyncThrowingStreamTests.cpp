@@ -120,6 +120,20 @@ TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueStartsTheConsumptio
   EXPECT_EQ(Question(sum.stream).answer(), "10");
 }
 
+TEST(ReducedReplayAsyncThrowingStream, NothingIsConsumedBeforeSomebodyAsks) {
+  SeededScheduler::install();
+  std::optional<Continuation> continuation;
+  const Stream stream(BufferingPolicy::oldest(2), 0, add, [&](Continuation built) { continuation.emplace(built); });
+  for (const int element : {1, 2}) continuation->yield(element);
+  settle();
+  EXPECT_EQ(continuation->yield(4).element, 4);  // There is no room in the buffer, which is the producer's.
+  const Question question(stream);
+  settle();
+  EXPECT_EQ(continuation->yield(8).kind, YieldResultKind::enqueued);
+  continuation->finish();
+  EXPECT_EQ(question.answer(), "11");
+}
+
 TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueLeavesASubscriberStartTheConsumption) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();

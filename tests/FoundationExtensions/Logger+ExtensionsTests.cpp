@@ -9,12 +9,10 @@
 #include <vector>
 
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Logging/LogConfiguration.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
 #include "Tessaly/Platform/Logging/PlatformLog.hpp"
 
 namespace Sample {
@@ -83,31 +81,6 @@ TEST(LoggerMakeDeathTest, OfATypeStopsTheProcessWithoutABundleIdentifier) {
 TEST(LoggerMakeDeathTest, OfATextStopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(Logger::make("Export", "category")), testing::KilledBySignal(SIGABRT),
               "^Tessaly/Logger\\+Extensions:26: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
-}
-
-TEST(OSLogPointOfInterest, JoinsTheBundleIdentifierAndTheSubsystem) {
-  Bundle::setMain({.identifier = "app.identifier"});
-  const OSLog log = OSLog::pointOfInterest("Export");
-  EXPECT_EQ(log.subsystem(), "app.identifier.Export");
-  EXPECT_EQ(log.category(), OSLog::Category::pointsOfInterest.rawValue());
-}
-
-TEST(OSLogPointOfInterest, TakesSignposts) {
-  Bundle::setMain({.identifier = "app.identifier"});
-  OSSignposter(OSLog::pointOfInterest("Export")).emitEvent("row");
-  const auto entries = OSLogStore::currentProcess().entries();
-  ASSERT_EQ(entries.size(), 1u);
-  EXPECT_TRUE(entries[0].signpost);
-  EXPECT_EQ(entries[0].subsystem(), "app.identifier.Export");
-}
-
-TEST(OSLogPointOfInterestDeathTest, StopsTheProcessWithoutABundleIdentifier) {
-  EXPECT_EXIT(static_cast<void>(OSLog::pointOfInterest("Export")), testing::KilledBySignal(SIGABRT),
-              "^Tessaly/OSLog\\+Extensions:10: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
-}
-
-TEST(OSSignposterOfAType, NeedsNoBundleIdentifier) {
-  EXPECT_EQ(OSSignposter("Export", Type<Sample::SomeType>()).log(), OSLog("Export", "SomeType"));
 }
 
 TEST_F(LoggerExtensionsTest, ErrorPublicWritesAnErrorInClear) {
@@ -183,6 +156,16 @@ TEST_F(LoggerExtensionsTest, CatchErrorLogsWhatIsThrownAndSwallowsIt) {
                       LogPrivacy::private_},
                   publicText("save()"), publicText("Document.cpp")));
   EXPECT_EQ(record.composedMessage, "Saving failed. <private> | Function: save() | File: Document.cpp");
+}
+
+TEST_F(LoggerExtensionsTest, CatchErrorTakesThePlaceBeforeTheOperationToo) {
+  catchError(logger_, "Saving failed", "Document.cpp", "save()", [] { throw std::runtime_error("no"); });
+  const RecordedLog record = onlyRecord();
+  ASSERT_EQ(record.arguments.size(), 4u);
+  EXPECT_EQ(record.arguments[0].text, "Saving failed.");
+  EXPECT_EQ(record.arguments[1].text, "runtime_error(\"no\"), no");
+  EXPECT_EQ(record.arguments[2].text, "save()");
+  EXPECT_EQ(record.arguments[3].text, "Document.cpp");
 }
 
 TEST_F(LoggerExtensionsTest, CatchErrorNamesTheCallerUnlessTold) {

@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstdint>
 #include <limits>
+#include <sstream>
 #include <string>
 
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
@@ -15,6 +16,12 @@ using namespace Tessaly;
 TEST(StatusError, DescribesItsStatusAndMessage) {
   EXPECT_EQ(Int32::StatusError(-43, "Cannot read file").description(), "Status -43 | Cannot read file");
   EXPECT_STREQ(Int32::StatusError(-43, "Cannot read file").what(), "Status -43 | Cannot read file");
+}
+
+TEST(StatusError, IsWrittenAsItIsDescribed) {
+  std::ostringstream stream;
+  stream << Int32::StatusError(-43, "Cannot read file");
+  EXPECT_EQ(stream.str(), "Status -43 | Cannot read file");
 }
 
 TEST(StatusError, WithAnEmptyMessageKeepsTheTrailingBlank) {

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <charconv>
 #include <concepts>
-#include <limits>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
+#include "Tessaly/Platform/Base/NumberDescription.hpp"
 #include "Tessaly/Platform/Base/Quoted.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -27,15 +26,6 @@ concept HasDebugDescription = requires(const T& value) {
 template <typename T>
 concept DescribableElement = HasDescription<T> || requires(std::ostream& stream, const T& value) { stream << value; };
 
-/// The shortest digits that read back as the number. A whole number keeps a ".0", so that it shows its kind.
-template <std::floating_point Number>
-std::string describeNumber(Number number) {
-  char digits[64];
-  std::string text(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
-  if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
-  return text;
-}
-
 template <DescribableElement T>
 std::string describe(const T& value) {
   if constexpr (HasDescription<T>) {
@@ -47,7 +37,7 @@ std::string describe(const T& value) {
   } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
     return std::to_string(static_cast<int>(value));  // A small integer, not a character.
   } else if constexpr (std::same_as<T, float> || std::same_as<T, double>) {
-    return describeNumber(value);
+    return numberDescription(value);
   } else {
     std::ostringstream stream;
     stream << value;

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <ostream>
 #include <typeinfo>
 
 #include "Tessaly/Platform/Base/TypeName.hpp"
@@ -41,6 +42,8 @@ const char* Error::what() const noexcept {
     return "Tessaly::Error";
   }
 }
+
+std::ostream& operator<<(std::ostream& stream, const Error& error) { return stream << error.description(); }
 
 CancellationError::~CancellationError() = default;
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <iosfwd>
 #include <string>
 
 #include "Tessaly/Platform/Base/Export.hpp"
@@ -42,6 +43,9 @@ class TESSALY_EXPORT Error : public std::exception {
  private:
   mutable std::atomic<const std::string*> what_{nullptr};
 };
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Error& error);
 
 /// What a cancelled task throws where it stops early.
 ///

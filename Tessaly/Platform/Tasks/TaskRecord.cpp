@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Tasks/TaskRecord.hpp"
 
+#include <algorithm>
 #include <cstdint>
-#include <vector>
+#include <iterator>
+#include <utility>
 
 #include "Tessaly/Platform/Base/Futex.hpp"
 #include "Tessaly/Platform/Tasks/TaskGroupCore.hpp"
@@ -109,17 +111,22 @@ bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
 void TaskRecord::escalate(TaskPriority priority) noexcept {
   // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
   if (!raisePriority(priority)) return;
+  // A list, not a recursion: tasks may wait for one another in a chain of any length.
+  std::vector<TaskReference<TaskRecord>> awaited;
+  wasRaised(awaited);
+  while (!awaited.empty()) {
+    const auto task = std::move(awaited.back());
+    awaited.pop_back();
+    if (task->raisePriority(priority)) task->wasRaised(awaited);
+  }
+}
+
+void TaskRecord::wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept {
   escalateOnExecutor(executor_, *this);
   // While the lock is held the task cannot leave its wait, so what it waits for stays.
-  std::vector<TaskReference<TaskRecord>> awaited;
-  {
-    UnfairLock::Guard guard(lock_);
-    if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
-    if (awaitedGroup_ != nullptr) awaited = awaitedGroup_->runningChildren();
-  }
-  for (const auto& task : awaited) {
-    if (task->priority() < priority) task->escalate(priority);
-  }
+  UnfairLock::Guard guard(lock_);
+  if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
+  if (awaitedGroup_ != nullptr) std::ranges::move(awaitedGroup_->runningChildren(), std::back_inserter(awaited));
 }
 
 void TaskRecord::setAwaited(TaskRecord* task, TaskGroupCore* group) noexcept {

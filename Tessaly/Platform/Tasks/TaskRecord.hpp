@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 #include "Tessaly/Platform/Base/Export.hpp"
 #include "Tessaly/Platform/Locks/UnfairLock.hpp"
@@ -47,6 +48,8 @@ class CancellationHandler {
 
 class TaskRecord;
 class TaskGroupCore;
+template <typename Record>
+class TaskReference;
 
 /// One wait of the current task. The awaiter calls `arm` first, then lets others know of it, then returns `commit()`
 /// from `await_suspend`; whoever ends the wait calls `resume` once, at any time after `arm`. If it was ended before
@@ -177,6 +180,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static constexpr std::uint32_t doneBit = 2;
 
   static void runTask(Job& job) noexcept;
+  /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
+  void wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept;
   void complete() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <exception>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -43,6 +44,12 @@ TEST(Error, OfAPlainClassHasItsFullNameAsDomainAndCodeOne) {
 TEST(Error, HasAStandardMessageForPeople) {
   EXPECT_EQ(CancellationError().localizedDescription(),
             "The operation couldn’t be completed. (Tessaly.CancellationError error 1.)");
+}
+
+TEST(Error, IsWrittenAsItIsDescribed) {
+  std::ostringstream stream;
+  stream << UploadError("a.txt") << ' ' << CancellationError();
+  EXPECT_EQ(stream.str(), "Upload of a.txt refused CancellationError()");
 }
 
 TEST(Error, OverridesAreUsedThroughTheBase) {

@@ -4,12 +4,14 @@
 #include <atomic>
 #include <latch>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Fakes/SeededScheduler.hpp"
 #include "Tessaly/Platform/Tasks/Cancellation.hpp"
 #include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Platform/Tasks/MainQueue.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "tests/Support/Repetitions.hpp"
@@ -138,6 +140,28 @@ TEST(CancellationHandler, MayCancelTheSameTaskAgainAndEndItsOwnScope) {
   inside.wait();
   task->cancel();
   syncWait(task->value());
+}
+
+TEST(CancellationHandler, MayRunTheTaskToItsEndAndDropItsLastHandle) {
+  std::optional<Task<>> task;
+  std::optional<CheckedContinuation<>> continuation;
+  const auto witness = std::make_shared<bool>(false);
+  task.emplace(TaskOptions{.isolation = Isolation::main()}, [&task, &continuation, witness]() -> Async<void> {
+    co_await withTaskCancellationHandler(
+        [&] { return withCheckedContinuation<>([&](CheckedContinuation<> handle) { continuation = handle; }); },
+        [&] {
+          auto& handle = task;  // This closure ends with the scope.
+          continuation->resume();
+          MainQueue::drain();
+          handle.reset();
+        });
+    *witness = true;
+  });
+  MainQueue::drain();
+  task->cancel();
+  EXPECT_FALSE(task.has_value());
+  EXPECT_TRUE(*witness);
+  EXPECT_EQ(witness.use_count(), 1);
 }
 
 TEST(CancellationHandler, LeavingTheScopeWaitsForAHandlerThatRunsElsewhere) {

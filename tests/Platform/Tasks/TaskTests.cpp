@@ -4,6 +4,7 @@
 #include <atomic>
 #include <latch>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -249,6 +250,33 @@ TEST(Task, AwaitingRaisesWhatTheAwaitedIsWaitingFor) {
   EXPECT_EQ(second.priority(), TaskPriority::high);
   clock.advance(1s);
   syncWait(third.value());
+}
+
+TEST(Task, AwaitingRaisesAChainOfAnyLength) {
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+  constexpr int length = 50'000;
+#else
+  constexpr int length = 300'000;
+#endif
+  SeededScheduler& scheduler = SeededScheduler::install();
+  const TaskOptions background{.priority = TaskPriority::background, .isolation = Isolation()};
+  std::optional<CheckedContinuation<>> continuation;
+  const Task<> first(background, [&] {
+    return withCheckedContinuation<>([&](CheckedContinuation<> handle) { continuation = handle; });
+  });
+  Task<> last = first;
+  scheduler.runUntilIdle();
+  for (int i = 0; i < length; ++i) {
+    last = Task<>(background, [awaited = last] { return awaited.value(); });
+    scheduler.runUntilIdle();
+  }
+  const Task<> waiter({.priority = TaskPriority::high, .isolation = Isolation()}, [&] { return last.value(); });
+  scheduler.runUntilIdle();
+  EXPECT_EQ(first.priority(), TaskPriority::high);
+  EXPECT_FALSE(waiter.isFinished());
+  continuation->resume();
+  scheduler.runUntilIdle();
+  EXPECT_TRUE(waiter.isFinished());
 }
 
 TEST(Task, SleepsOnTheClockItWasGiven) {

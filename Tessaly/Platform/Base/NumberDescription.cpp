@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Base/NumberDescription.hpp"
+
 #include <array>
 #include <charconv>
 #include <cmath>
 
-#include "Tessaly/FoundationExtensions/Optional+Extensions.hpp"
-
-namespace Tessaly::inline v1::Optional::detail {
+namespace Tessaly::inline v1::detail {
 namespace {
 
 template <typename Number>
@@ -24,7 +24,7 @@ std::string shortestText(Number value, Number largestWithAllDigits) {
 
 }  // namespace
 
-std::string floatingPointDescription(double value) { return shortestText(value, 0x1p53); }
-std::string floatingPointDescription(float value) { return shortestText(value, 0x1p24F); }
+std::string numberDescription(double value) { return shortestText(value, 0x1p53); }
+std::string numberDescription(float value) { return shortestText(value, 0x1p24F); }
 
-}  // namespace Tessaly::inline v1::Optional::detail
+}  // namespace Tessaly::inline v1::detail

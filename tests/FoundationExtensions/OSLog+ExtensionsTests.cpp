@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"
+#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Platform/Logging/OSLogStore.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+struct Exporter {};
+
+TEST(OSLogPointOfInterest, JoinsTheBundleIdentifierAndTheSubsystem) {
+  Bundle::setMain({.identifier = "app.identifier"});
+  const OSLog log = OSLog::pointOfInterest("Export");
+  EXPECT_EQ(log.subsystem(), "app.identifier.Export");
+  EXPECT_EQ(log.category(), OSLog::Category::pointsOfInterest.rawValue());
+}
+
+TEST(OSLogPointOfInterest, TakesSignposts) {
+  Bundle::setMain({.identifier = "app.identifier"});
+  OSSignposter(OSLog::pointOfInterest("Export")).emitEvent("row");
+  const auto entries = OSLogStore::currentProcess().entries();
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_TRUE(entries[0].signpost);
+  EXPECT_EQ(entries[0].subsystem(), "app.identifier.Export");
+}
+
+TEST(OSLogPointOfInterestDeathTest, StopsTheProcessWithoutABundleIdentifier) {
+  EXPECT_EXIT(static_cast<void>(OSLog::pointOfInterest("Export")), testing::KilledBySignal(SIGABRT),
+              "^Tessaly/OSLog\\+Extensions:10: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
+}
+
+TEST(OSSignposterOfAType, NeedsNoBundleIdentifier) {
+  EXPECT_EQ(OSSignposter("Export", Type<Exporter>()).log(), OSLog("Export", "Exporter"));
+}
+
+}  // namespace
