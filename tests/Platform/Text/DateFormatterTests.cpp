@@ -136,24 +136,29 @@ TEST(DateFormatter, WritesInEveryLocaleAsICUDoes) {
   std::int32_t count = 0;
   const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
   ASSERT_GT(count, 100);
+  // Gaelic has a word for the third day from today; what nobody speaks, ICU writes as its default locale says.
+  std::vector<std::string> names{"gd", "xx", "xx_YY"};
+  const std::int32_t stride = Tests::repetitions(1) > 1 ? 1 : 7;
+  for (std::int32_t index = 0; index < count; index += stride) names.emplace_back(locales[index].getName());
   int compared = 0;
-  for (std::int32_t index = 0; index < count; index += Tests::repetitions(1) > 1 ? 1 : 7) {
+  for (const std::string& name : names) {
+    const icu::Locale locale(name.c_str());
     for (const auto& [style, styleOfICU] :
          {std::pair(Style::short_, icu::DateFormat::kShort), std::pair(Style::medium, icu::DateFormat::kMedium),
           std::pair(Style::full, icu::DateFormat::kFull)}) {
       for (const bool hasTime : {false, true}) {
-        Made made(locales[index].getName(), style, hasTime ? Style::short_ : Style::none);
+        Made made(name.c_str(), style, hasTime ? Style::short_ : Style::none);
         made.setDoesRelativeDateFormatting(true);
         made.setFormattingContext(FormattingContext::beginningOfSentence);
-        for (const int days : {-3, -2, -1, 0, 1, 2}) {
+        for (const int days : {-4, -3, -2, -1, 0, 1, 2, 3, 4}) {
           const Date date = now + days * day;
           const std::string expected =
-              stock(locales[index], styleOfICU, hasTime ? icu::DateFormat::kShort : icu::DateFormat::kNone, true,
+              stock(locale, styleOfICU, hasTime ? icu::DateFormat::kShort : icu::DateFormat::kNone, true,
                     date.timeIntervalSince1970() * 1000 + 0.5);
           const std::string text = made.string(date);
           if (dayNumber(Date::now()) != dayNumber(now)) continue;  // Midnight came in between.
           ++compared;
-          EXPECT_EQ(text, expected) << locales[index].getName() << ' ' << days;
+          EXPECT_EQ(text, expected) << name << ' ' << days;
         }
       }
     }
