@@ -42,7 +42,6 @@ std::u16string inherited(const std::string& locale, std::initializer_list<const 
   for (int depth = 0; depth < 8; ++depth) {
     status = U_ZERO_ERROR;
     Resource table(ures_openDirect(nullptr, name.empty() ? "root" : name.c_str(), &status));
-    if (U_FAILURE(status)) break;
     std::int32_t length = 0;
     const char16_t* parent = ures_getStringByKey(table.get(), "%%Parent", &length, &status);
     std::string next = U_SUCCESS(status)
