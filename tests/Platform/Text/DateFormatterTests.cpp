@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 #include <unicode/datefmt.h>
 #include <unicode/locid.h>
+#include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
 #include <cmath>
 #include <limits>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Tessaly/Platform/Text/DateFormatter.hpp"
@@ -52,6 +55,22 @@ TEST(DateFormatter, WritesMediumDatesAndTimesAsTheGoldenRowsSay) {
     for (const auto& row : Tests::goldenRows(rows)) {
       EXPECT_EQ(Made(row.locale.c_str(), dateStyle, timeStyle).string(dateOf(row.input)), row.output)
           << rows << ' ' << row.locale << ' ' << row.input;
+    }
+  }
+}
+
+TEST(DateFormatter, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
+  for (const auto& [rows, dateStyle, timeStyle] :
+       {std::tuple("mediumDatePat", icu::DateFormat::kMedium, icu::DateFormat::kNone),
+        std::tuple("mediumDate+timePat", icu::DateFormat::kMedium, icu::DateFormat::kShort),
+        std::tuple("timeOnlyPat", icu::DateFormat::kNone, icu::DateFormat::kShort)}) {
+    for (const auto& row : Tests::goldenRows(rows)) {
+      const std::unique_ptr<icu::DateFormat> format(
+          icu::DateFormat::createDateTimeInstance(dateStyle, timeStyle, icu::Locale(row.locale.c_str())));
+      icu::UnicodeString units;
+      std::string pattern;
+      dynamic_cast<const icu::SimpleDateFormat&>(*format).toPattern(units).toUTF8String(pattern);
+      EXPECT_EQ(pattern, row.output) << rows << ' ' << row.locale;
     }
   }
 }
