@@ -43,3 +43,11 @@ bool CharactersLimit::isPartialStringValid(std::string_view partialString, std::
 }
 
 }  // namespace Tessaly::inline v1::Formatters
+
+extern "C" {
+
+// So that `Object::make` knows the classes before the first of their objects was made.
+TESSALY_EXPORT void tessaly_register_Tessaly_CharactersLimit() { Tessaly::Formatters::registerClasses(); }
+TESSALY_EXPORT void tessaly_register_Tessaly_NoEmojis() { Tessaly::Formatters::registerClasses(); }
+TESSALY_EXPORT void tessaly_register_Tessaly_RangeNumber() { Tessaly::Formatters::registerClasses(); }
+}

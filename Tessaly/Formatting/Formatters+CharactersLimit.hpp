@@ -15,8 +15,9 @@
 /// Formatters that fields of text use to police what is typed into them.
 namespace Tessaly::inline v1::Formatters {
 
-/// Makes the classes of this namespace known to `Object::make`, which then stops the process: none of them can be made
-/// without arguments. Making any of them does it too.
+/// Makes the classes of this namespace known to `Object::make`, which stops the process: none of them can be made
+/// without arguments. `Object::make` calls it by itself where the library is a shared one, and so does making any of
+/// them.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();

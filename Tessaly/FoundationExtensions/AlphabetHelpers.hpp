@@ -73,8 +73,9 @@ template <std::ranges::bidirectional_range Items, std::ranges::input_range Alpha
     if (!key.empty()) sections.insert_or_assign(std::move(key), at);
   }
   auto current = first;
-  for (const std::string_view letter : alphabet) {
-    if (const auto section = sections.find(std::string(letter)); section != sections.end()) current = section->second;
+  for (auto&& entry : alphabet) {
+    const std::string letter{std::string_view(entry)};
+    if (const auto section = sections.find(letter); section != sections.end()) current = section->second;
     entries.push_back({detail::entryLetter(letter), *current});
   }
   return entries;

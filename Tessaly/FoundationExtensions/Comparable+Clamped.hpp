@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <concepts>
+#include <type_traits>
 
 #include "Tessaly/Platform/Foundation/Range.hpp"
 
@@ -17,6 +18,17 @@ namespace Tessaly::inline v1::Comparable {
 template <std::totally_ordered T>
 [[nodiscard]] constexpr T clamped(const T& value, const ClosedRange<T>& range) {
   return std::max(range.lowerBound(), std::min(value, range.upperBound()));
+}
+
+/// The same for a number of another type, every one of which the type of the range has: an `int` and a range of 64-bit
+/// integers, for example.
+///
+/// Thread contract: thread-safe.
+template <std::totally_ordered T, typename Value>
+  requires(std::is_arithmetic_v<T> && std::is_arithmetic_v<Value> && !std::same_as<Value, T>) &&
+          requires(const Value& value) { T{value}; }
+[[nodiscard]] constexpr T clamped(const Value& value, const ClosedRange<T>& range) {
+  return clamped(T{value}, range);
 }
 
 }  // namespace Tessaly::inline v1::Comparable

@@ -20,7 +20,7 @@ std::int64_t destinationOfBlock(std::int64_t count, const std::set<std::int64_t>
   bool hasStopped = false;
   bool hasShifted = false;
   for (const std::int64_t index : indexes) {
-    if (moving != 1 && index == destination - 1) {
+    if (moving != 1 && index + 1 == destination) {
       target = destination - moving;
       hasStopped = true;
       break;

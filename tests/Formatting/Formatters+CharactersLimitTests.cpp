@@ -93,9 +93,10 @@ TEST(CharactersLimitDeathTest, MadeFromAnArchiveStopsTheProcess) {
 }
 
 TEST(CharactersLimitDeathTest, MadeWithoutArgumentsStopsTheProcess) {
-  Formatters::registerClasses();
   EXPECT_DEATH(static_cast<void>(Object::make("Tessaly.CharactersLimit")),
-               "unimplemented initializer 'init\\(\\)' for class 'Tessaly.CharactersLimit'");
+               "Tessaly/Formatters\\+CharactersLimit:[0-9]+: Fatal error: Use of unimplemented initializer "
+               "'init\\(\\)' for class "
+               "'Tessaly.CharactersLimit'");
 }
 
 }  // namespace

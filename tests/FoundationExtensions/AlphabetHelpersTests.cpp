@@ -5,6 +5,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <ranges>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -74,6 +75,17 @@ TEST(GenerateAlphabetItems, MatchesTheEntriesOfAnAlphabetAsTheyAreWritten) {
               ElementsAre(Entry{"A", "apple"}, Entry{"B", "apple"}, Entry{"Ä", "äpfel"}, Entry{"SS", "ßx"},
                           Entry{"B", "banana"}, Entry{"BA", "banana"}));
   EXPECT_THAT(generateAlphabetItems(names, Names{}, std::identity()), IsEmpty());
+}
+
+TEST(GenerateAlphabetItems, TakesLettersThatAreMadeWhenTheyAreAskedFor) {
+  const auto letters = std::views::iota(0, 3) | std::views::transform([](int index) {
+                         return std::string(1, static_cast<char>('a' + index)) + " and a text too long to stand inside";
+                       });
+  const Names names{"a", "c"};
+  Names found;
+  for (const auto& entry : generateAlphabetItems(names, letters, std::identity())) found.push_back(entry.letter);
+  EXPECT_THAT(found, ElementsAre("A AND A TEXT TOO LONG TO STAND INSIDE", "B AND A TEXT TOO LONG TO STAND INSIDE",
+                                 "C AND A TEXT TOO LONG TO STAND INSIDE"));
 }
 
 TEST(GenerateAlphabetItems, HasNoEntryForAnItemOutsideTheAlphabet) {

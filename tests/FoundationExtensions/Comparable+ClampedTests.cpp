@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <concepts>
+#include <cstdint>
 #include <limits>
 #include <string>
 
@@ -20,6 +22,18 @@ TEST(Clamped, BringsAValueIntoItsRange) {
   EXPECT_EQ(Comparable::clamped(0.75, ClosedRange(0.0, 0.5)), 0.5);
   EXPECT_EQ(Comparable::clamped(std::string("zebra"), ClosedRange<std::string>("ape", "cat")), "cat");
 }
+
+TEST(Clamped, TakesNumbersThatTheRangesTypeHas) {
+  static_assert(std::same_as<decltype(Comparable::clamped(5, ClosedRange<std::int64_t>(1, 3))), std::int64_t>);
+  EXPECT_EQ(Comparable::clamped(5, ClosedRange<std::int64_t>(1, 3)), 3);
+  EXPECT_EQ(Comparable::clamped(0.25F, ClosedRange(0.5, 1.0)), 0.5);
+}
+
+template <typename Value, typename T>
+concept Clampable = requires(Value value, ClosedRange<T> range) { Comparable::clamped(value, range); };
+static_assert(!Clampable<double, int>, "it would lose its fraction");
+static_assert(!Clampable<std::int64_t, std::int32_t>, "it would be cut");
+static_assert(!Clampable<int, unsigned>, "it would lose its sign");
 
 TEST(Clamped, MakesTheLowerBoundOfNaN) {
   EXPECT_EQ(Comparable::clamped(std::numeric_limits<double>::quiet_NaN(), ClosedRange(1.0, 3.0)), 1.0);

@@ -216,7 +216,8 @@ std::optional<std::string> DateComponentsFormatter::string(double seconds) const
   const bool isSigned = isNegative && components.front().value != 0;
   // The format of positional texts takes no negative values.
   if (state_->unitsStyle == UnitsStyle::positional) {
-    return (isSigned ? engine.minusSign() : std::string()) + engine.positional(components);
+    const std::string text = engine.positional(components);
+    return isSigned && !text.empty() ? engine.minusSign() + text : text;
   }
   if (isSigned) components.front().value = -components.front().value;
   return engine.string(components);

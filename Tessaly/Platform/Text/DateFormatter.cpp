@@ -236,8 +236,8 @@ class DateFormatter::Engine {
     }
     if (isRelative_) {
       const std::int64_t days = dayNumber(date) - dayNumberOfNow(now);
-      if (days >= -2 && days <= 2 && !words_[static_cast<std::size_t>(days + 2)].empty()) {
-        const std::string& word = words_[static_cast<std::size_t>(days + 2)];
+      if (days >= -3 && days <= 3 && !words_[static_cast<std::size_t>(days + 3)].empty()) {
+        const std::string& word = words_[static_cast<std::size_t>(days + 3)];
         if (key_.timeStyle == Style::none) return word;
         const std::string time = apply(time_.get(), timeWriter_, date);
         return isTimeFirst_ ? glue_[0] + time + glue_[1] + word + glue_[2]
@@ -308,7 +308,7 @@ class DateFormatter::Engine {
 
   void prepareWords(const Key& key, const icu::Locale& locale) {
     if (key.timeStyle != Style::none) prepareGlue(key, locale);
-    words_ = detail::wordsForDays(locale.getName());
+    words_ = detail::wordsForDays(locale.getBaseName());
     if (!isTimeFirst_ && isCapitalised(key.context, locale)) detail::capitalise(words_, locale.getName());
   }
 
@@ -375,7 +375,7 @@ class DateFormatter::Engine {
   icu::UnicodeString units_;
   bool isRelative_ = false;
   bool isTimeFirst_ = false;
-  std::array<std::string, 5> words_;
+  std::array<std::string, 7> words_;
   std::array<std::string, 3> glue_{"", " ", ""};
   double minuteOfNow_ = std::nan("");
   std::int64_t dayOfNow_ = 0;

@@ -3,11 +3,11 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
-#include <unicode/reldatefmt.h>
 #include <unicode/uchar.h>
 #include <unicode/ures.h>
 
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -29,19 +29,47 @@ Resource child(const Resource& parent, const char* key) {
   return U_SUCCESS(status) ? std::move(found) : Resource();
 }
 
+/// What `read` finds in the table at a path, in a locale or the nearest of its parents that has it; empty if none has.
+template <typename Read>
+std::u16string inherited(const std::string& locale, std::initializer_list<const char*> path, Read&& read) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::string name = locale;
+  // Of a language without data, ICU takes what its default locale has.
+  if (const Resource nearest(ures_open(nullptr, locale.c_str(), &status)); U_SUCCESS(status)) {
+    const char* actual = ures_getLocaleByType(nearest.get(), ULOC_ACTUAL_LOCALE, &status);
+    if (U_SUCCESS(status)) name = actual;
+  }
+  for (int depth = 0; depth < 8; ++depth) {
+    status = U_ZERO_ERROR;
+    Resource table(ures_openDirect(nullptr, name.empty() ? "root" : name.c_str(), &status));
+    std::int32_t length = 0;
+    const char16_t* parent = ures_getStringByKey(table.get(), "%%Parent", &length, &status);
+    std::string next = U_SUCCESS(status)
+                           ? Text::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)))
+                           : name.substr(0, name.contains('_') ? name.rfind('_') : 0);
+    for (const char* key : path) table = child(table, key);
+    if (table) {
+      status = U_ZERO_ERROR;
+      const char16_t* text = read(table.get(), length, status);
+      if (U_SUCCESS(status)) return {text, static_cast<std::size_t>(length)};
+    }
+    if (name.empty() || name == "root") break;
+    name = std::move(next);
+  }
+  return {};
+}
+
 }  // namespace
 
-std::array<std::string, 5> wordsForDays(const std::string& locale) {
-  constexpr std::array<UDateDirection, 5> directions{UDAT_DIRECTION_LAST_2, UDAT_DIRECTION_LAST, UDAT_DIRECTION_THIS,
-                                                     UDAT_DIRECTION_NEXT, UDAT_DIRECTION_NEXT_2};
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::RelativeDateTimeFormatter formatter(icu::Locale(locale.c_str()), status);
-  std::array<std::string, 5> words;
-  for (std::size_t index = 0; index < directions.size(); ++index) {
-    icu::UnicodeString word;
-    UErrorCode wordStatus = status;
-    formatter.format(directions[index], UDAT_ABSOLUTE_DAY, word, wordStatus);
-    if (U_SUCCESS(wordStatus)) words[index] = fromUTF16(word);
+std::array<std::string, 7> wordsForDays(const std::string& locale) {
+  constexpr std::array<const char*, 7> keys{"-3", "-2", "-1", "0", "1", "2", "3"};
+  std::array<std::string, keys.size()> words;
+  for (std::size_t index = 0; index < keys.size(); ++index) {
+    words[index] =
+        Text::fromUTF16(inherited(locale, {"fields", "day", "relative"},
+                                  [&](const UResourceBundle* days, std::int32_t& length, UErrorCode& status) {
+                                    return ures_getStringByKey(days, keys[index], &length, &status);
+                                  }));
   }
   return words;
 }
@@ -59,33 +87,11 @@ bool capitalisesWordsForDays(const std::string& locale, WordPlace place) {
 
 std::u16string glueOfDateAndTime(const std::string& locale, int style) {
   constexpr std::int32_t firstGlue = 9;
-  std::string name = locale;
-  for (int depth = 0; depth < 8; ++depth) {
-    UErrorCode status = U_ZERO_ERROR;
-    const Resource bundle(ures_openDirect(nullptr, name.empty() ? "root" : name.c_str(), &status));
-    if (U_SUCCESS(status)) {
-      if (const Resource patterns = child(child(child(bundle, "calendar"), "gregorian"), "DateTimePatterns")) {
-        std::int32_t length = 0;
-        const char16_t* glue = ures_getStringByIndex(patterns.get(), firstGlue + style, &length, &status);
-        if (U_SUCCESS(status)) return {glue, static_cast<std::size_t>(length)};
-        status = U_ZERO_ERROR;
-      }
-      if (const char* actual = ures_getLocaleByType(bundle.get(), ULOC_ACTUAL_LOCALE, &status); U_SUCCESS(status)) {
-        name = actual;
-      }
-      std::int32_t length = 0;
-      status = U_ZERO_ERROR;
-      const char16_t* parent = ures_getStringByKey(bundle.get(), "%%Parent", &length, &status);
-      if (U_SUCCESS(status)) {
-        name = Text::fromUTF16(std::u16string_view(parent, static_cast<std::size_t>(length)));
-        continue;
-      }
-    }
-    if (name.empty() || name == "root") break;
-    const std::size_t cut = name.rfind('_');
-    name.resize(cut == std::string::npos ? 0 : cut);
-  }
-  return u"{1} {0}";
+  std::u16string glue = inherited(locale, {"calendar", "gregorian", "DateTimePatterns"},
+                                  [&](const UResourceBundle* patterns, std::int32_t& length, UErrorCode& status) {
+                                    return ures_getStringByIndex(patterns, firstGlue + style, &length, &status);
+                                  });
+  return glue.empty() ? u"{1} {0}" : glue;
 }
 
 void capitalise(std::span<std::string> texts, const std::string& locale) {

@@ -200,6 +200,12 @@ TEST(DateComponentsFormatter, WritesNothingOfWhatIsNoSpan) {
   EXPECT_EQ(formatter.string(5), std::nullopt);
 }
 
+TEST(DateComponentsFormatter, WritesNoSignWithoutANumber) {
+  // ICU has no positional texts in numbers that are spelled by rules.
+  EXPECT_EQ(minutes("en@numbers=roman", 90), "");
+  EXPECT_EQ(minutes("en@numbers=roman", -90), "");
+}
+
 TEST(DateComponentsFormatter, WritesHugeSpans) {
   for (const UnitsStyle style : {UnitsStyle::positional, UnitsStyle::abbreviated, UnitsStyle::full}) {
     for (const double seconds : {1e10, 1e15, 9.3e18, 1e100, std::numeric_limits<double>::max()}) {

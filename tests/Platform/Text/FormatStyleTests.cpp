@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <unicode/dtptngen.h>
+#include <unicode/locid.h>
 
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "tests/Support/GoldenRows.hpp"
@@ -32,6 +36,21 @@ TEST(FormatStyle, WritesWhatTheGoldenRowsSay) {
   expectRows("compact15", time());
   expectRows("compactOld", dayAndTime());
   expectRows("numeric+standard", Style::numericDateStandardTime().timeZone(TimeZone::gmt()));
+}
+
+TEST(FormatStyle, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
+  for (const auto& [rows, skeleton] : {std::pair("compact15pat", u"jjmm"), std::pair("compactOldpat", u"MMddjjmm"),
+                                       std::pair("numeric+standardpat", u"yMdjmmss")}) {
+    for (const auto& row : Tests::goldenRows(rows)) {
+      UErrorCode status = U_ZERO_ERROR;
+      const std::unique_ptr<icu::DateTimePatternGenerator> generator(
+          icu::DateTimePatternGenerator::createInstance(icu::Locale(row.locale.c_str()), status));
+      ASSERT_TRUE(U_SUCCESS(status));
+      std::string pattern;
+      generator->getBestPattern(skeleton, UDATPG_MATCH_ALL_FIELDS_LENGTH, status).toUTF8String(pattern);
+      EXPECT_EQ(pattern, row.output) << rows << ' ' << row.locale;
+    }
+  }
 }
 
 TEST(FormatStyle, KeepsTheWidthsThatItIsTold) {

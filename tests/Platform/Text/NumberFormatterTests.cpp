@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <unicode/dcfmtsym.h>
 #include <unicode/decimfmt.h>
+#include <unicode/locid.h>
 
 #include <bit>
 #include <cmath>
@@ -52,6 +54,20 @@ TEST(NumberFormatter, WritesWhatTheGoldenRowsSay) {
   NumberFormatter beats;
   configureAsBeats(beats);
   expectRows("bpm", beats);
+}
+
+TEST(NumberFormatter, StandsOnAnICUThatKeepsSuffixesAsTheGoldenRowsSay) {
+  for (const auto& row : Tests::goldenRows("bpmPattern")) {
+    UErrorCode status = U_ZERO_ERROR;
+    icu::DecimalFormat format(u"#", new icu::DecimalFormatSymbols(icu::Locale(row.locale.c_str()), status), status);
+    format.setPositiveSuffix(u" bpm");
+    format.setNegativeSuffix(u" bpm");
+    format.applyPattern(u"#;~", status);
+    ASSERT_TRUE(U_SUCCESS(status));
+    icu::UnicodeString units;
+    std::string pattern;
+    EXPECT_EQ(format.toPattern(units).toUTF8String(pattern), row.output) << row.locale;
+  }
 }
 
 TEST(NumberFormatter, KnowsTheSignsOfTheGoldenRows) {

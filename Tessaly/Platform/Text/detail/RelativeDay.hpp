@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What a locale calls the days from the one before yesterday to the one after tomorrow; empty where it has no word.
-[[nodiscard]] std::array<std::string, 5> wordsForDays(const std::string& locale);
+/// What a locale calls the days from three before today to three after it; empty where it has no word.
+[[nodiscard]] std::array<std::string, 7> wordsForDays(const std::string& locale);
 
 enum class WordPlace : std::uint8_t { list = 0, standalone = 1 };
 
