@@ -147,6 +147,42 @@ TEST(ExportServiceCSV, LargeTablesAndCellsAreWhatTheWordsSay) {
   EXPECT_THROW(static_cast<void>(rfc4180CSV(table)), ExportError);
 }
 
+/// A cell of the standard form, from its grammar.
+std::string expectedStandardCell(const std::string& cell, char separator) {
+  if (cell.find_first_of(std::string("\"\r\n") + separator) == std::string::npos) return cell;
+  std::string quoted = "\"";
+  for (const char character : cell) quoted += character == '"' ? "\"\"" : std::string(1, character);
+  return quoted + '"';
+}
+
+TEST(ExportServiceCSV, WhatIsSpecialIsFoundAtEveryPlaceOfCellsOfEveryLength) {
+  for (const std::size_t length : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32, 33, 47, 48, 49, 64, 100}) {
+    for (std::size_t place = 0; place < length; ++place) {
+      for (const char special : {';', '"', '\r', '\n', '\0', '\xBB', ':'}) {
+        // Next to the separator by number, so that no arithmetic takes them for it.
+        std::string cell(length, place % 2 == 0 ? ':' : '<');
+        cell[place] = special;
+        // A byte that is part of a character, where it can be.
+        if (special == '\xBB') {
+          if (place == 0) continue;
+          cell[place - 1] = '\xC2';
+        }
+        const Table table{{"before", cell, cell}, {cell, "after"}};
+        ASSERT_EQ(text(csv(table, ";")), expectedCSV(table, ";")) << length << ' ' << place << ' ' << int{special};
+        ASSERT_EQ(text(csv(table, ";:")), expectedCSV(table, ";:")) << length << ' ' << place << ' ' << int{special};
+        const std::string expected = expectedStandardCell(cell, ';');
+        ASSERT_EQ(text(rfc4180CSV(table, ';')),
+                  "before;" + expected + ';' + expected + "\r\n" + expected + ";after\r\n")
+            << length << ' ' << place << ' ' << int{special};
+      }
+      std::string broken(length, 'a');
+      broken[place] = '\xBB';
+      ASSERT_THROW(static_cast<void>(csv({{broken}}, ";")), ExportError) << length << ' ' << place;
+      ASSERT_THROW(static_cast<void>(rfc4180CSV({{broken}})), ExportError) << length << ' ' << place;
+    }
+  }
+}
+
 TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
   EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
             "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
