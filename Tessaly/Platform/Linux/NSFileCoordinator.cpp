@@ -55,9 +55,9 @@ class LocaleOfThread {
 /// An archive that is being written.
 class ZipWriter {
  public:
-  explicit ZipWriter(const std::string& path) : zip_(archive_write_new()) {
+  explicit ZipWriter(int descriptor) : zip_(archive_write_new()) {
     check(archive_write_set_format_zip(zip_.get()));
-    check(archive_write_open_filename(zip_.get(), path.c_str()));
+    check(archive_write_open_fd(zip_.get(), descriptor));
   }
 
   void add(const std::string& path, const std::string& name) {
@@ -100,27 +100,31 @@ class ZipWriter {
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 
-/// A folder of its own for one archive.
-class TemporaryFolder {
+/// A file for one archive, which others of the system may not read. It has no folder of its own: some file systems take
+/// milliseconds to remove one.
+class TemporaryFile {
  public:
-  TemporaryFolder() : path_(FileManager::default_().temporaryDirectory().path() + "/tessaly-XXXXXX") {
-    if (::mkdtemp(path_.data()) == nullptr) throw POSIXError::last();
+  TemporaryFile()
+      : path_(FileManager::default_().temporaryDirectory().path() + "/tessaly-XXXXXX" + suffix),
+        handle_(::mkostemps(path_.data(), std::string_view(suffix).size(), O_CLOEXEC)) {
+    if (handle_.fileDescriptor() < 0) throw POSIXError::last();
   }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFile() { ::unlink(path_.c_str()); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  [[nodiscard]] FileHandle& handle() noexcept { return handle_; }
 
  private:
+  static constexpr const char* suffix = ".zip";
+
   std::string path_;
+  FileHandle handle_;
 };
 
-void zipFolder(const std::string& folder, const std::string& archivePath) {
-  ZipWriter zip(archivePath);
+void zipFolder(const std::string& folder, int archive) {
+  ZipWriter zip(archive);
   const std::filesystem::path top(folder);
   const std::string name = top.filename().string();
   zip.add(folder, name + '/');
@@ -138,14 +142,14 @@ void NSFileCoordinator::coordinateReading(const URL& url, ReadingOptions options
   struct stat status{};
   if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
   if (options != ReadingOptions::forUploading || !S_ISDIR(status.st_mode)) return accessor(url);
-  const TemporaryFolder folder;
-  const std::string archivePath = folder.path() + "/" + url.lastPathComponent() + ".zip";
+  TemporaryFile archive;
   try {
-    zipFolder(path, archivePath);
+    zipFolder(path, archive.handle().fileDescriptor());
   } catch (const std::filesystem::filesystem_error& error) {
     throw POSIXError(error.code().value());
   }
-  accessor(URL::fileURLWithPath(archivePath));
+  archive.handle().close();
+  accessor(URL::fileURLWithPath(archive.path()));
 }
 
 }  // namespace Tessaly::inline v1
