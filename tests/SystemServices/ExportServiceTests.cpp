@@ -2,21 +2,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
 #include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Platform/Logging/OSLogStore.hpp"
+#include "Tessaly/Platform/Logging/OSSignposter.hpp"
+#include "Tessaly/Platform/Tasks/Executor.hpp"
+#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "Tessaly/SystemServices/ExportError.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 #include "tests/Platform/Foundation/TemporaryFolder.hpp"
@@ -265,6 +273,54 @@ TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
   const std::string table = text(syncWait([] { return ExportService::Logs::extractLastOneHourLogsToCSVData(); }));
   EXPECT_THAT(table, HasSubstr(";❌ Error;Main;a\\;b\n"));
   EXPECT_TRUE(table.ends_with(";Info;Main;c")) << table;
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, SayWhenInDigitsAsTheLocaleWritesThem) {
+  Logger("org.example.app", "Main").error("one");
+  const auto entries = OSLogStore::currentProcess().entries();
+  ASSERT_EQ(entries.size(), 1u);
+  const auto second = std::chrono::floor<std::chrono::seconds>(entries[0].date).time_since_epoch();
+  const std::string date =
+      Date::FormatStyle::numericDateStandardTime().format(Date::since1970(static_cast<double>(second.count())));
+  EXPECT_THAT(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }),
+              ElementsAre("[" + date + "][Main] one"));
+  EXPECT_EQ(text(syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(60); })),
+            date + ";❌ Error;Main;one");
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, AreMessagesAndNoSignposts) {
+  const OSSignposter signposter{Logger("org.example.app", "Main")};
+  signposter.emitEvent("drawn");
+  EXPECT_FALSE(OSLogStore::currentProcess().entries().empty());
+  EXPECT_THAT(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }), testing::IsEmpty());
+}
+
+/// Runs each job on a thread of its own, and knows how urgent they were when they came.
+class RecordingExecutor final : public Executor {
+ public:
+  void enqueue(Job& job) noexcept override {
+    {
+      const std::lock_guard guard(mutex_);
+      priorities_.push_back(job.priority());
+    }
+    std::thread([&job] { job.run(); }).detach();
+  }
+  [[nodiscard]] std::vector<TaskPriority> priorities() const {
+    const std::lock_guard guard(mutex_);
+    return priorities_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<TaskPriority> priorities_;
+};
+
+TEST_F(ExportServiceLogsOfTheProcess, AreCollectedByATaskOfBackgroundPriority) {
+  static RecordingExecutor& executor = *new RecordingExecutor;
+  GlobalExecutor::install(executor);
+  Logger("org.example.app", "Main").error("one");
+  EXPECT_EQ(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }).size(), 1u);
+  EXPECT_THAT(executor.priorities(), ElementsAre(TaskPriority::background));
 }
 
 TEST_F(ExportServiceLogsOfTheProcess, OfNoTimeOrOfTheFutureAreNone) {
