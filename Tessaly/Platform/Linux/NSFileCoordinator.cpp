@@ -53,12 +53,18 @@ class LocaleOfThread {
 };
 
 /// An archive that is being written.
+///
+/// libarchive never hears that the disk is full: it does not give back all of its memory after that.
 class ZipWriter {
  public:
-  explicit ZipWriter(int descriptor) : zip_(archive_write_new()) {
+  explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {
     check(archive_write_set_format_zip(zip_.get()));
-    check(archive_write_open_fd(zip_.get(), descriptor));
+    check(archive_write_set_bytes_per_block(zip_.get(), blockSize));
+    check(archive_write_set_bytes_in_last_block(zip_.get(), 1));
+    check(archive_write_open(zip_.get(), this, nullptr, write, nullptr));
   }
+  ZipWriter(const ZipWriter&) = delete;
+  ZipWriter& operator=(const ZipWriter&) = delete;
 
   void add(const std::string& path, const std::string& name) {
     struct stat status{};
@@ -79,23 +85,44 @@ class ZipWriter {
   void finish() { check(archive_write_close(zip_.get())); }
 
  private:
+  static constexpr int blockSize = 64 * 1024;
+
+  static la_ssize_t write(archive* /*zip*/, void* self, const void* bytes, std::size_t size) noexcept {
+    static_cast<ZipWriter*>(self)->write(static_cast<const char*>(bytes), size);
+    return static_cast<la_ssize_t>(size);
+  }
+  void write(const char* bytes, std::size_t size) noexcept {
+    while (size > 0 && error_ == 0) {
+      const ssize_t written = ::write(descriptor_, bytes, size);
+      if (written < 0) {
+        if (errno != EINTR) error_ = errno;
+        continue;
+      }
+      bytes += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
   void addContents(const std::string& path) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
     for (;;) {
       const ssize_t size = ::read(file.fileDescriptor(), block_.data(), block_.size());
       if (size == 0) return;
       if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0 && archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size)) < 0) fail();
+      if (size > 0)
+        check(static_cast<int>(archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size))));
     }
   }
-  void check(int result) {
-    if (result < ARCHIVE_WARN) fail();
-  }
-  [[noreturn]] void fail() {
+  void check(int result) const {
+    if (error_ != 0) throw POSIXError(error_);
+    if (result >= ARCHIVE_WARN) return;
     const int code = archive_errno(zip_.get());
     throw POSIXError(code > 0 ? code : EIO);
   }
 
+  const int descriptor_;
+  /// Why writing failed; from then on nothing is written.
+  int error_ = 0;
   std::vector<char> block_ = std::vector<char>(256 * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
