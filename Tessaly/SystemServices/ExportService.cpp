@@ -58,14 +58,36 @@ void forEachRow(const Table& table, Body body) {
   }
 }
 
-std::size_t roomFor(const Table& table, std::size_t perCell, std::size_t perRow) noexcept {
+/// What a table takes whose cells are written as they are.
+std::size_t roomFor(const Table& table, std::size_t separator, std::size_t rowEnd) noexcept {
   std::size_t room = 0;
   for (std::size_t row = 0; row < table.size(); ++row) {
     fetchRow(table, row + 16);
-    room += perRow;
-    for (const std::string& cell : table[row]) room += cell.size() + perCell;
+    const auto& cells = table[row];
+    room += cells.empty() ? rowEnd : rowEnd + (cells.size() - 1) * separator;
+    for (const std::string& cell : cells) room += cell.size();
   }
   return room;
+}
+
+/// How often a text is in the cells, counted from the left without overlap.
+std::size_t countIn(const Table& table, std::string_view sought) noexcept {
+  std::size_t count = 0;
+  forEachRow(table, [&](std::size_t /*row*/, const std::vector<std::string>& cells) {
+    for (const std::string& cell : cells) {
+      for (std::size_t place = 0; (place = cell.find(sought, place)) != std::string::npos; place += sought.size()) {
+        ++count;
+      }
+    }
+  });
+  return count;
+}
+
+/// What quotation marks take at the most. What is not used is not touched, and so takes no memory.
+std::size_t roomForQuotes(const Table& table) noexcept {
+  std::size_t cells = 0;
+  for (const auto& row : table) cells += row.size();
+  return 2 * cells + countIn(table, "\"");
 }
 
 /// Whether a text holds nothing beyond ASCII.
@@ -110,9 +132,12 @@ bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
 /// there, so that the text goes through the memory only once.
 class TextWriter {
  public:
-  explicit TextWriter(std::size_t room) {
-    bytes_.reserve(room);
-    ::Tessaly::detail::adviseHugePages(bytes_.data(), room);
+  explicit TextWriter(std::size_t room) { addRoom(room); }
+
+  /// Makes the text's memory larger, but no larger than needed.
+  void addRoom(std::size_t room) {
+    bytes_.reserve(bytes_.capacity() + room);
+    ::Tessaly::detail::adviseHugePages(bytes_.data(), bytes_.capacity());
   }
 
   void append(std::string_view text) {
@@ -189,15 +214,13 @@ void appendQuoted(TextWriter& writer, std::string_view cell) {
   writer.append('"');
 }
 
+/// Appends a cell with a backslash before each separator, of which there is one at least.
 void appendEscaped(TextWriter& writer, std::string_view cell, std::string_view separator) {
-  if (!separator.empty()) {
-    if (writer.appendIfWithout(cell, separator.front())) return;
-    for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
-      writer.append(cell.substr(0, found));
-      writer.append('\\');
-      writer.append(separator);
-      cell.remove_prefix(found + separator.size());
-    }
+  for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
+    writer.append(cell.substr(0, found));
+    writer.append('\\');
+    writer.append(separator);
+    cell.remove_prefix(found + separator.size());
   }
   writer.append(cell);
 }
@@ -261,15 +284,27 @@ Async<Result> inBackground(std::function<Result()> work) {
 
 Data csv(const Table& from, std::string_view separator, const std::function<void(double)>& onProgress) {
   TextWriter writer(roomFor(from, separator.size(), 1));
+  bool hasRoomForEscapes = false;
   const auto rows = static_cast<double>(from.size());
   forEachRow(from, [&](std::size_t row, const std::vector<std::string>& cells) {
-    for (std::size_t cell = 0; cell < cells.size(); ++cell) {
+    for (std::size_t index = 0; index < cells.size(); ++index) {
+      const std::string& cell = cells[index];
       if (onProgress) {
-        const double part = static_cast<double>(cell + 1) / static_cast<double>(cells.size());
+        const double part = static_cast<double>(index + 1) / static_cast<double>(cells.size());
         onProgress((part + static_cast<double>(row)) / rows);
       }
-      appendEscaped(writer, cells[cell], separator);
-      if (cell + 1 == cells.size()) continue;
+      if (separator.empty()) {
+        writer.append(cell);
+      } else if (!writer.appendIfWithout(cell, separator.front())) {
+        // Very long, or perhaps with a separator.
+        if (cell.find(separator) == std::string::npos) {
+          writer.append(cell);
+        } else {
+          if (!std::exchange(hasRoomForEscapes, true)) writer.addRoom(countIn(from, separator));
+          appendEscaped(writer, cell, separator);
+        }
+      }
+      if (index + 1 == cells.size()) continue;
       if (separator.size() == 1) {
         writer.append(separator.front());
       } else {
@@ -285,20 +320,19 @@ Data rfc4180CSV(const Table& from, char separator) {
   constexpr std::string_view lineEnd = "\r\n";
   const std::string special{separator, '"', '\r', '\n'};
   TextWriter writer(roomFor(from, 1, lineEnd.size()));
+  bool hasRoomForQuotes = false;
   forEachRow(from, [&](std::size_t /*row*/, const std::vector<std::string>& cells) {
     for (std::size_t index = 0; index < cells.size(); ++index) {
       if (index > 0) writer.append(separator);
       const std::string& cell = cells[index];
       const bool isOnlyEmptyCell = cells.size() == 1 && cell.empty();
-      if (isOnlyEmptyCell) {
+      if (!isOnlyEmptyCell && writer.appendIfWithout(cell, separator, '"', '\r', '\n')) continue;
+      // Empty, very long, or special.
+      if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string::npos) {
+        writer.append(cell);
+      } else {
+        if (!std::exchange(hasRoomForQuotes, true)) writer.addRoom(roomForQuotes(from));
         appendQuoted(writer, cell);
-      } else if (!writer.appendIfWithout(cell, separator, '"', '\r', '\n')) {
-        // Very long, or special.
-        if (cell.find_first_of(special) == std::string::npos) {
-          writer.append(cell);
-        } else {
-          appendQuoted(writer, cell);
-        }
       }
     }
     writer.append(lineEnd);

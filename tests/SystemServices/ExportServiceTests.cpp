@@ -191,6 +191,20 @@ TEST(ExportServiceCSV, WhatIsSpecialIsFoundAtEveryPlaceOfCellsOfEveryLength) {
   }
 }
 
+TEST(ExportServiceCSV, NeedsNoMoreMemoryThanTheResult) {
+  const auto unused = [](Data data) {
+    return data.modify([](const Data::Bytes& bytes) { return bytes.capacity() - bytes.size(); });
+  };
+  const Table plain(1000, {"some", "cells without", "anything inside"});
+  Table special(1000, {"a;b", "", std::string(100, ';'), "x\"y"});
+  special.insert(special.begin(), plain.begin(), plain.end());
+  for (const Table& table : {plain, special, Table{}, Table(10)}) {
+    for (const char* separator : {";", "", ";;", "ä"}) EXPECT_LE(unused(csv(table, separator)), 1u) << separator;
+  }
+  EXPECT_EQ(unused(rfc4180CSV(plain)), 0u);
+  EXPECT_LE(unused(rfc4180CSV(special)), 2 * 7000u);
+}
+
 TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
   EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
             "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
