@@ -119,6 +119,7 @@ while os.read(0, 1):
     std::vector<std::string> words{
         "python3", "-c", program, std::to_string(rows), std::to_string(columns), std::to_string(cellLength)};
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;

@@ -123,7 +123,7 @@ class ZipWriter {
   const int descriptor_;
   /// Why writing failed; from then on nothing is written.
   int error_ = 0;
-  std::vector<char> block_ = std::vector<char>(256 * 1024);
+  std::vector<char> block_ = std::vector<char>(std::size_t{256} * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -74,7 +75,7 @@ TEST_F(CoordinatedReading, LetsWhatTheAccessorThrowsThroughAndRemovesTheArchive)
 }
 
 TEST_F(CoordinatedReading, OfWhatIsNotThereOrWithoutAPlaceForTheArchiveIsAnError) {
-  const auto codeOf = [&](const std::string& name) -> int {
+  const auto codeOf = [&](const std::string& name) -> std::int64_t {
     try {
       NSFileCoordinator().coordinateReading(url(name), forUploading, [](const URL&) { ADD_FAILURE(); });
     } catch (const POSIXError& error) {
