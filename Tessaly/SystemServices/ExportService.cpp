@@ -25,13 +25,69 @@ namespace {
 
 constexpr double oneHour = 3600;
 
-std::size_t roomFor(const Table& table, std::size_t perCell, std::size_t perRow) noexcept {
+/// How many cells of a row ahead are fetched: longer rows lie in the memory as they are read.
+constexpr std::size_t fetchedCells = 8;
+
+/// Has the processor fetch the cells of a later row. A row is a block of memory of its own, and so is a text that is
+/// not short: nothing that the processor would guess.
+void fetchRow(const Table& table, std::size_t row) noexcept {
+  constexpr std::size_t cellsInLine = 64 / sizeof(std::string);
+  if (row >= table.size()) return;
+  const auto& cells = table[row];
+  for (std::size_t cell = 0; cell < std::min(cells.size(), fetchedCells); cell += cellsInLine) {
+    __builtin_prefetch(&cells[cell]);
+  }
+}
+/// The same for the texts of a row whose cells are there, as far as they do not lie in the cells themselves.
+void fetchTexts(const Table& table, std::size_t row) noexcept {
+  const std::size_t longestInCell = std::string().capacity();
+  if (row >= table.size()) return;
+  const auto& cells = table[row];
+  for (std::size_t cell = 0; cell < std::min(cells.size(), fetchedCells); ++cell) {
+    if (cells[cell].size() > longestInCell) __builtin_prefetch(cells[cell].data());
+  }
+}
+
+/// Calls the body for each row, with its index and its cells.
+template <typename Body>
+void forEachRow(const Table& table, Body body) {
+  for (std::size_t row = 0; row < table.size(); ++row) {
+    fetchRow(table, row + 32);
+    fetchTexts(table, row + 16);
+    body(row, table[row]);
+  }
+}
+
+/// What a table takes whose cells are written as they are.
+std::size_t roomFor(const Table& table, std::size_t separator, std::size_t rowEnd) noexcept {
   std::size_t room = 0;
-  for (const auto& row : table) {
-    room += perRow;
-    for (const std::string& cell : row) room += cell.size() + perCell;
+  for (std::size_t row = 0; row < table.size(); ++row) {
+    fetchRow(table, row + 16);
+    const auto& cells = table[row];
+    room += cells.empty() ? rowEnd : rowEnd + (cells.size() - 1) * separator;
+    for (const std::string& cell : cells) room += cell.size();
   }
   return room;
+}
+
+/// How often a text is in the cells, counted from the left without overlap.
+std::size_t countIn(const Table& table, std::string_view sought) noexcept {
+  std::size_t count = 0;
+  forEachRow(table, [&](std::size_t /*row*/, const std::vector<std::string>& cells) {
+    for (const std::string& cell : cells) {
+      for (std::size_t place = 0; (place = cell.find(sought, place)) != std::string::npos; place += sought.size()) {
+        ++count;
+      }
+    }
+  });
+  return count;
+}
+
+/// What quotation marks take at the most. What is not used is not touched, and so takes no memory.
+std::size_t roomForQuotes(const Table& table) noexcept {
+  std::size_t cells = 0;
+  for (const auto& row : table) cells += row.size();
+  return 2 * cells + countIn(table, "\"");
 }
 
 /// Whether a text holds nothing beyond ASCII.
@@ -48,26 +104,74 @@ bool isASCII(std::string_view text) noexcept {
   return (seen & highBits) == 0;
 }
 
+/// Some bytes of a text, which are copied and looked at together.
+template <std::size_t size>
+using Bytes = std::uint8_t __attribute__((vector_size(size)));
+
+/// Copies a text of so many bytes or more, and tells whether one of its bytes is one of those that are sought.
+template <std::size_t size, typename... Sought>
+bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
+  Bytes<size> found{};
+  const auto copyPiece = [&](std::size_t offset) {
+    Bytes<size> piece;
+    std::memcpy(&piece, text.data() + offset, size);
+    std::memcpy(to + offset, &piece, size);
+    found |= (reinterpret_cast<Bytes<size>>(piece == static_cast<std::uint8_t>(sought)) | ... | Bytes<size>{});
+  };
+  for (std::size_t offset = 0; offset + size < text.size(); offset += size) copyPiece(offset);
+  // What is left goes together with some of what has gone before.
+  copyPiece(text.size() - size);
+  std::uint64_t words[(size + 7) / 8]{};
+  std::memcpy(words, &found, size);
+  std::uint64_t any = 0;
+  for (const std::uint64_t word : words) any |= word;
+  return any != 0;
+}
+
 /// Puts a text together. Short pieces are gathered in a block that stays in the processor's cache, and are looked at
 /// there, so that the text goes through the memory only once.
 class TextWriter {
  public:
-  explicit TextWriter(std::size_t room) {
-    bytes_.reserve(room);
-    ::Tessaly::detail::adviseHugePages(bytes_.data(), room);
+  explicit TextWriter(std::size_t room) { addRoom(room); }
+
+  /// Makes the text's memory larger, but no larger than needed.
+  void addRoom(std::size_t room) {
+    bytes_.reserve(bytes_.capacity() + room);
+    ::Tessaly::detail::adviseHugePages(bytes_.data(), bytes_.capacity());
   }
 
   void append(std::string_view text) {
-    if (text.size() > block_.size() - count_) {
-      flush();
-      if (text.size() > block_.size()) return take(text);
-    }
-    copy(text, block_.data() + count_);
-    count_ += text.size();
+    if (appendIfWithout(text)) return;
+    flush();
+    take(text);
   }
   void append(char character) {
     if (count_ == block_.size()) flush();
     block_[count_++] = character;
+  }
+  /// Appends a text and returns true if it is not a very long one and has none of these bytes.
+  template <typename... Sought>
+  bool appendIfWithout(std::string_view text, Sought... sought) {
+    if (text.size() > block_.size() - count_) {
+      flush();
+      if (text.size() > block_.size()) return false;
+    }
+    char* const to = block_.data() + count_;
+    bool found = false;
+    if (text.size() >= 16) {
+      found = copyPieces<16>(text, to, sought...);
+    } else if (text.size() >= 8) {
+      found = copyPieces<8>(text, to, sought...);
+    } else if (text.size() >= 4) {
+      found = copyPieces<4>(text, to, sought...);
+    } else {
+      for (std::size_t i = 0; i < text.size(); ++i) {
+        to[i] = text[i];
+        found |= ((text[i] == sought) | ... | false);
+      }
+    }
+    if (!found) count_ += text.size();
+    return !found;
   }
 
   /// The text. Throws `ExportError` if it is not UTF-8.
@@ -81,34 +185,15 @@ class TextWriter {
   }
 
  private:
-  /// As most cells are short, their copies are not worth a call.
-  static void copy(std::string_view text, char* to) noexcept {
-    const std::size_t size = text.size();
-    const auto copyEnds = [&](std::size_t half) {
-      char ends[16];
-      std::memcpy(ends, text.data(), half);
-      std::memcpy(ends + half, text.data() + size - half, half);
-      std::memcpy(to, ends, half);
-      std::memcpy(to + size - half, ends + half, half);
-    };
-    if (size > 16) {
-      std::memcpy(to, text.data(), size);
-    } else if (size >= 8) {
-      copyEnds(8);
-    } else if (size >= 4) {
-      copyEnds(4);
-    } else {
-      for (std::size_t i = 0; i < size; ++i) to[i] = text[i];
-    }
-  }
-
   void flush() {
     take({block_.data(), count_});
     count_ = 0;
   }
   void take(std::string_view text) {
     if (asciiCount_ == bytes_.size() && isASCII(text)) asciiCount_ += text.size();
-    bytes_.insert(bytes_.end(), text.begin(), text.end());
+    // Of the type of what is stored, so that it is moved and not converted one by one.
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(text.data());
+    bytes_.insert(bytes_.end(), first, first + text.size());
   }
 
   Data::Bytes bytes_;
@@ -118,14 +203,24 @@ class TextWriter {
   std::array<char, std::size_t{16} * 1024> block_;
 };
 
+/// Appends a cell in quotation marks, its own ones doubled.
+void appendQuoted(TextWriter& writer, std::string_view cell) {
+  writer.append('"');
+  for (std::size_t quote = 0; (quote = cell.find('"')) != std::string_view::npos; cell.remove_prefix(quote + 1)) {
+    writer.append(cell.substr(0, quote + 1));
+    writer.append('"');
+  }
+  writer.append(cell);
+  writer.append('"');
+}
+
+/// Appends a cell with a backslash before each separator, of which there is one at least.
 void appendEscaped(TextWriter& writer, std::string_view cell, std::string_view separator) {
-  if (!separator.empty()) {
-    for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
-      writer.append(cell.substr(0, found));
-      writer.append('\\');
-      writer.append(separator);
-      cell.remove_prefix(found + separator.size());
-    }
+  for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
+    writer.append(cell.substr(0, found));
+    writer.append('\\');
+    writer.append(separator);
+    cell.remove_prefix(found + separator.size());
   }
   writer.append(cell);
 }
@@ -189,16 +284,27 @@ Async<Result> inBackground(std::function<Result()> work) {
 
 Data csv(const Table& from, std::string_view separator, const std::function<void(double)>& onProgress) {
   TextWriter writer(roomFor(from, separator.size(), 1));
+  bool hasRoomForEscapes = false;
   const auto rows = static_cast<double>(from.size());
-  for (std::size_t row = 0; row < from.size(); ++row) {
-    const auto& cells = from[row];
-    for (std::size_t cell = 0; cell < cells.size(); ++cell) {
+  forEachRow(from, [&](std::size_t row, const std::vector<std::string>& cells) {
+    for (std::size_t index = 0; index < cells.size(); ++index) {
+      const std::string& cell = cells[index];
       if (onProgress) {
-        const double part = static_cast<double>(cell + 1) / static_cast<double>(cells.size());
+        const double part = static_cast<double>(index + 1) / static_cast<double>(cells.size());
         onProgress((part + static_cast<double>(row)) / rows);
       }
-      appendEscaped(writer, cells[cell], separator);
-      if (cell + 1 == cells.size()) continue;
+      if (separator.empty()) {
+        writer.append(cell);
+      } else if (!writer.appendIfWithout(cell, separator.front())) {
+        // Very long, or perhaps with a separator.
+        if (cell.find(separator) == std::string::npos) {
+          writer.append(cell);
+        } else {
+          if (!std::exchange(hasRoomForEscapes, true)) writer.addRoom(countIn(from, separator));
+          appendEscaped(writer, cell, separator);
+        }
+      }
+      if (index + 1 == cells.size()) continue;
       if (separator.size() == 1) {
         writer.append(separator.front());
       } else {
@@ -206,7 +312,7 @@ Data csv(const Table& from, std::string_view separator, const std::function<void
       }
     }
     if (row + 1 < from.size()) writer.append('\n');
-  }
+  });
   return writer.finish();
 }
 
@@ -214,25 +320,23 @@ Data rfc4180CSV(const Table& from, char separator) {
   constexpr std::string_view lineEnd = "\r\n";
   const std::string special{separator, '"', '\r', '\n'};
   TextWriter writer(roomFor(from, 1, lineEnd.size()));
-  for (const auto& row : from) {
-    for (std::size_t index = 0; index < row.size(); ++index) {
+  bool hasRoomForQuotes = false;
+  forEachRow(from, [&](std::size_t /*row*/, const std::vector<std::string>& cells) {
+    for (std::size_t index = 0; index < cells.size(); ++index) {
       if (index > 0) writer.append(separator);
-      std::string_view cell = row[index];
-      const bool isOnlyEmptyCell = row.size() == 1 && cell.empty();
-      if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string_view::npos) {
+      const std::string& cell = cells[index];
+      const bool isOnlyEmptyCell = cells.size() == 1 && cell.empty();
+      if (!isOnlyEmptyCell && writer.appendIfWithout(cell, separator, '"', '\r', '\n')) continue;
+      // Empty, very long, or special.
+      if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string::npos) {
         writer.append(cell);
-        continue;
+      } else {
+        if (!std::exchange(hasRoomForQuotes, true)) writer.addRoom(roomForQuotes(from));
+        appendQuoted(writer, cell);
       }
-      writer.append('"');
-      for (std::size_t quote = 0; (quote = cell.find('"')) != std::string_view::npos; cell.remove_prefix(quote + 1)) {
-        writer.append(cell.substr(0, quote + 1));
-        writer.append('"');
-      }
-      writer.append(cell);
-      writer.append('"');
     }
     writer.append(lineEnd);
-  }
+  });
   return writer.finish();
 }
 

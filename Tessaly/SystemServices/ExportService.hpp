@@ -25,7 +25,8 @@ using Table = std::vector<std::vector<std::string>>;
 /// 1 at the last one. An empty separator escapes nothing. Throws `ExportError` when a cell or the separator is not
 /// UTF-8.
 ///
-/// Thread contract: thread-safe. Needs the memory of the result.
+/// Thread contract: thread-safe. Needs the memory of the result; where the first separator inside a cell comes late,
+/// for a moment up to twice as much.
 ///
 ///     Data table = ExportService::csv({{"Name", "Size"}, {"a;b", "3"}}, ";");  // Name;Size\na\;b;3
 [[nodiscard]] TESSALY_EXPORT Data csv(const Table& from, std::string_view separator,
@@ -35,7 +36,7 @@ using Table = std::vector<std::vector<std::string>>;
 /// quoted, quotation marks doubled, and every row ends with a carriage return and a line feed. A row of one empty cell
 /// is quoted too, to be told from an empty row. Throws as `csv` does.
 ///
-/// Thread contract: thread-safe. Needs the memory of the result.
+/// Thread contract: thread-safe. Needs the memory that `csv` needs.
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');
 
 /// The messages that this process has written to logs whose subsystem begins with the main bundle's identifier, dated

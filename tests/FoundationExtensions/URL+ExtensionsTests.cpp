@@ -55,7 +55,9 @@ TEST_F(UbiquityContainer, AFolderThatIsMissingIsMade) {
   EXPECT_TRUE(std::filesystem::is_directory(url->path()));
   EXPECT_THAT(log->messages(),
               ElementsAre("No ubiquity directory found at '" + url->path() + "'. Creating a new one."));
-  EXPECT_EQ(log->records()[0].type, OSLogType::default_);
+  const RecordedLog record = log->records()[0];
+  EXPECT_EQ(record.type, OSLogType::default_);
+  EXPECT_EQ(record.format, "No ubiquity directory found at '%{public}s'. Creating a new one.");
   EXPECT_EQ(URL::ubiquityContainer(std::nullopt, {"Documents", "Notes"}), url);
   EXPECT_EQ(log->messages().size(), 1u);
 }
@@ -66,6 +68,9 @@ TEST_F(UbiquityContainer, AFolderThatCannotBeMadeIsLogged) {
   ASSERT_EQ(log->messages().size(), 2u);
   EXPECT_THAT(log->messages()[1], StartsWith("Ubiquity directory creation at '" + folder.path() +
                                              "/file/below' failed. Error Domain=NSPOSIXErrorDomain Code=20 "));
+  const RecordedLog record = log->records()[1];
+  EXPECT_EQ(record.type, OSLogType::error);
+  EXPECT_EQ(record.format, "Ubiquity directory creation at '%{public}s' failed. %{public}s");
 }
 
 }  // namespace

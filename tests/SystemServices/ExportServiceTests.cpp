@@ -2,21 +2,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
 #include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Platform/Logging/OSLogStore.hpp"
+#include "Tessaly/Platform/Logging/OSSignposter.hpp"
+#include "Tessaly/Platform/Tasks/Executor.hpp"
+#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "Tessaly/SystemServices/ExportError.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 #include "tests/Platform/Foundation/TemporaryFolder.hpp"
@@ -147,6 +155,56 @@ TEST(ExportServiceCSV, LargeTablesAndCellsAreWhatTheWordsSay) {
   EXPECT_THROW(static_cast<void>(rfc4180CSV(table)), ExportError);
 }
 
+/// A cell of the standard form, from its grammar.
+std::string expectedStandardCell(const std::string& cell, char separator) {
+  if (cell.find_first_of(std::string("\"\r\n") + separator) == std::string::npos) return cell;
+  std::string quoted = "\"";
+  for (const char character : cell) quoted += character == '"' ? "\"\"" : std::string(1, character);
+  return quoted + '"';
+}
+
+TEST(ExportServiceCSV, WhatIsSpecialIsFoundAtEveryPlaceOfCellsOfEveryLength) {
+  for (const std::size_t length : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32, 33, 47, 48, 49, 64, 100}) {
+    for (std::size_t place = 0; place < length; ++place) {
+      for (const char special : {';', '"', '\r', '\n', '\0', '\xBB', ':'}) {
+        // Next to the separator by number, so that no arithmetic takes them for it.
+        std::string cell(length, place % 2 == 0 ? ':' : '<');
+        cell[place] = special;
+        // A byte that is part of a character, where it can be.
+        if (special == '\xBB') {
+          if (place == 0) continue;
+          cell[place - 1] = '\xC2';
+        }
+        const Table table{{"before", cell, cell}, {cell, "after"}};
+        ASSERT_EQ(text(csv(table, ";")), expectedCSV(table, ";")) << length << ' ' << place << ' ' << int{special};
+        ASSERT_EQ(text(csv(table, ";:")), expectedCSV(table, ";:")) << length << ' ' << place << ' ' << int{special};
+        const std::string expected = expectedStandardCell(cell, ';');
+        ASSERT_EQ(text(rfc4180CSV(table, ';')),
+                  "before;" + expected + ';' + expected + "\r\n" + expected + ";after\r\n")
+            << length << ' ' << place << ' ' << int{special};
+      }
+      std::string broken(length, 'a');
+      broken[place] = '\xBB';
+      ASSERT_THROW(static_cast<void>(csv({{broken}}, ";")), ExportError) << length << ' ' << place;
+      ASSERT_THROW(static_cast<void>(rfc4180CSV({{broken}})), ExportError) << length << ' ' << place;
+    }
+  }
+}
+
+TEST(ExportServiceCSV, NeedsNoMoreMemoryThanTheResult) {
+  const auto unused = [](Data data) {
+    return data.modify([](const Data::Bytes& bytes) { return bytes.capacity() - bytes.size(); });
+  };
+  const Table plain(1000, {"some", "cells without", "anything inside"});
+  Table special(1000, {"a;b", "", std::string(100, ';'), "x\"y"});
+  special.insert(special.begin(), plain.begin(), plain.end());
+  for (const Table& table : {plain, special, Table{}, Table(10)}) {
+    for (const char* separator : {";", "", ";;", "ä"}) EXPECT_LE(unused(csv(table, separator)), 1u) << separator;
+  }
+  EXPECT_EQ(unused(rfc4180CSV(plain)), 0u);
+  EXPECT_LE(unused(rfc4180CSV(special)), 2 * 7000u);
+}
+
 TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
   EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
             "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
@@ -229,6 +287,54 @@ TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
   const std::string table = text(syncWait([] { return ExportService::Logs::extractLastOneHourLogsToCSVData(); }));
   EXPECT_THAT(table, HasSubstr(";❌ Error;Main;a\\;b\n"));
   EXPECT_TRUE(table.ends_with(";Info;Main;c")) << table;
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, SayWhenInDigitsAsTheLocaleWritesThem) {
+  Logger("org.example.app", "Main").error("one");
+  const auto entries = OSLogStore::currentProcess().entries();
+  ASSERT_EQ(entries.size(), 1u);
+  const auto second = std::chrono::floor<std::chrono::seconds>(entries[0].date).time_since_epoch();
+  const std::string date =
+      Date::FormatStyle::numericDateStandardTime().format(Date::since1970(static_cast<double>(second.count())));
+  EXPECT_THAT(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }),
+              ElementsAre("[" + date + "][Main] one"));
+  EXPECT_EQ(text(syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(60); })),
+            date + ";❌ Error;Main;one");
+}
+
+TEST_F(ExportServiceLogsOfTheProcess, AreMessagesAndNoSignposts) {
+  const OSSignposter signposter{Logger("org.example.app", "Main")};
+  signposter.emitEvent("drawn");
+  EXPECT_FALSE(OSLogStore::currentProcess().entries().empty());
+  EXPECT_THAT(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }), testing::IsEmpty());
+}
+
+/// Runs each job on a thread of its own, and knows how urgent they were when they came.
+class RecordingExecutor final : public Executor {
+ public:
+  void enqueue(Job& job) noexcept override {
+    {
+      const std::lock_guard guard(mutex_);
+      priorities_.push_back(job.priority());
+    }
+    std::thread([&job] { job.run(); }).detach();
+  }
+  [[nodiscard]] std::vector<TaskPriority> priorities() const {
+    const std::lock_guard guard(mutex_);
+    return priorities_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<TaskPriority> priorities_;
+};
+
+TEST_F(ExportServiceLogsOfTheProcess, AreCollectedByATaskOfBackgroundPriority) {
+  static RecordingExecutor& executor = *new RecordingExecutor;
+  GlobalExecutor::install(executor);
+  Logger("org.example.app", "Main").error("one");
+  EXPECT_EQ(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }).size(), 1u);
+  EXPECT_THAT(executor.priorities(), ElementsAre(TaskPriority::background));
 }
 
 TEST_F(ExportServiceLogsOfTheProcess, OfNoTimeOrOfTheFutureAreNone) {

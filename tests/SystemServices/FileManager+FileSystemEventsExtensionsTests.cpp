@@ -5,10 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,6 +26,7 @@
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Tasks/MainQueue.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
@@ -213,6 +217,114 @@ TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
   });
 }
 
+TEST_F(FileManagerFileSystemEvents, IntervalsThatAreNoneAreAMillisecondAndEndlessOnesAYear) {
+  ManualClock clock;
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  const auto waits = [&](double interval, std::chrono::nanoseconds expected) -> Async<void> {
+    const int before = scripted->existenceChecks();
+    Task<> next([&, interval]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("missing"), interval, clock).makeAsyncIterator();
+      EXPECT_THROW(co_await iterator.next(), CancellationError);
+    });
+    co_await until([&] { return clock.timerCount() == 1; });
+    clock.advance(expected - std::chrono::nanoseconds(1));
+    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    EXPECT_EQ(scripted->existenceChecks(), before + 1) << interval;
+    clock.advance(std::chrono::nanoseconds(1));
+    co_await until([&] { return scripted->existenceChecks() == before + 2 && clock.timerCount() == 1; });
+    next.cancel();
+    co_await next.value();
+  };
+  syncWait([&]() -> Async<void> {
+    for (const double interval : {0.0, -1.0, -infinity, std::numeric_limits<double>::quiet_NaN(), 1e-300}) {
+      co_await waits(interval, std::chrono::milliseconds(1));
+    }
+    for (const double interval : {infinity, 1e300}) co_await waits(interval, std::chrono::hours(365 * 24));
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, WhatNamesNoFileIsWaitedForAsIfItWereMissing) {
+  std::filesystem::create_symlink("nowhere", path("dangling"));
+  std::filesystem::create_symlink("loop", path("loop"));
+  put("file", "");
+  std::string deep = "x";
+  while (path(deep).size() < 4096) deep += "/abcdefg";
+  syncWait([&]() -> Async<void> {
+    for (const std::string& name : {std::string("dangling"), std::string("loop"), std::string("file/below"), deep}) {
+      ManualClock clock;
+      Task<> next([&]() -> Async<void> {
+        auto iterator = writeFileSystemEvents(files, url(name), 10, clock).makeAsyncIterator();
+        EXPECT_THROW(co_await iterator.next(), CancellationError);
+      });
+      co_await until([&] { return clock.timerCount() == 1; });
+      next.cancel();
+      co_await next.value();
+    }
+  });
+  EXPECT_TRUE(log->records().empty());
+}
+
+TEST_F(FileManagerFileSystemEvents, WritesToAFileWhoseNameIsNotUTF8AreHeard) {
+  put("\xFF\xFE", "1");
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(files, url("\xFF\xFE"), 1).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    // A write before the file is watched is missed.
+    while (!next.isFinished()) {
+      put("\xFF\xFE", "2");
+      co_await Task<>::yield();
+    }
+    co_await next.value();
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, AFileThatMayNotBeReadIsAnError) {
+  put("a", "1");
+  ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+  ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
+  // Whoever may read everything is nobody from here on.
+  constexpr uid_t nobody = 65534;
+  if (::geteuid() == 0) ASSERT_EQ(::seteuid(nobody), 0);
+  const auto codeOf = [](auto body) -> std::int64_t {
+    try {
+      syncWait(body);
+    } catch (const POSIXError& error) {
+      return error.code();
+    }
+    return 0;
+  };
+  EXPECT_EQ(codeOf([&]() -> Async<void> {
+              auto iterator = writeFileSystemEvents(files, url("a"), 1).makeAsyncIterator();
+              co_await iterator.next();
+            }),
+            EACCES);
+  EXPECT_EQ(codeOf([&]() -> Async<void> {
+              auto iterator = writeFileSystemEventsWithData(files, url("a"), 1).makeAsyncIterator();
+              co_await iterator.next();
+            }),
+            EACCES);
+  EXPECT_EQ(codeOf([&] { return nextFileSystemDelete(files, url("a")); }), EACCES);
+  static_cast<void>(::seteuid(::getuid()));
+}
+
+TEST_F(FileManagerFileSystemEvents, AFailureToCloseTheFileIsIgnored) {
+  put("a", "1");
+  // No descriptor has this number, so that none can be closed.
+  scripted->open = [](const URL&) { return FileHandle(std::numeric_limits<int>::max()); };
+  syncWait([&]() -> Async<void> {
+    Task<> next([&]() -> Async<void> {
+      auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+      EXPECT_TRUE(co_await iterator.next());
+    });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    scripted->fire(FileSystemEvent::write);
+    co_await next.value();
+  });
+  EXPECT_TRUE(log->records().empty());
+}
+
 TEST_F(FileManagerFileSystemEvents, CancellingTheWaitForAMissingFileThrows) {
   ManualClock clock;
   syncWait([&]() -> Async<void> {
@@ -321,6 +433,43 @@ TEST_F(FileManagerFileSystemEvents, WhereTheFirstReadFailsTheSequenceFails) {
   });
 }
 
+TEST_F(FileManagerFileSystemEvents, TheContentsOfAFolderOrOfWhatDoesNotFitIntoMemoryFail) {
+  std::filesystem::create_directory(path("folder"));
+  put("huge", "");
+  // It takes no room on the disk.
+  std::filesystem::resize_file(path("huge"), std::uintmax_t{10} << 40);
+  const auto codeOf = [&](const char* name) -> std::int64_t {
+    try {
+      syncWait([&]() -> Async<void> {
+        auto iterator = writeFileSystemEventsWithData(files, url(name), 1).makeAsyncIterator();
+        co_await iterator.next();
+      });
+    } catch (const POSIXError& error) {
+      return error.code();
+    }
+    return 0;
+  };
+  EXPECT_EQ(codeOf("folder"), EISDIR);
+  EXPECT_EQ(codeOf("huge"), ENOMEM);
+}
+
+TEST_F(FileManagerFileSystemEvents, TheContentsFailWhereTheWatchFails) {
+  put("a", "one");
+  scripted->grantsAccess = [](const URL&) { return false; };
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEventsWithData(*scripted, url("a"), 1).makeAsyncIterator();
+    try {
+      // The contents may come before the failure.
+      while (co_await iterator.next()) {
+      }
+      ADD_FAILURE();
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), 257);
+    }
+    EXPECT_FALSE(co_await iterator.next());
+  });
+}
+
 using FileManagerFileSystemEventsDeathTest = FileManagerFileSystemEvents;
 
 TEST_F(FileManagerFileSystemEventsDeathTest, TheFirstReadMustBeOnTheMainThread) {
@@ -361,6 +510,38 @@ TEST_F(FileManagerFileSystemEvents, TheNextDeleteCompletesWhenTheFileIsDeleted) 
 
 TEST_F(FileManagerFileSystemEvents, TheNextDeleteOfAMissingFileFails) {
   EXPECT_THROW(syncWait([&] { return nextFileSystemDelete(files, url("missing")); }), POSIXError);
+}
+
+TEST_F(FileManagerFileSystemEvents, TheNextDeleteWhoseAccessIsRefusedFailsAndIsLogged) {
+  put("a", "one");
+  scripted->grantsAccess = [](const URL&) { return false; };
+  try {
+    syncWait([&] { return nextFileSystemDelete(*scripted, url("a")); });
+    ADD_FAILURE();
+  } catch (const POSIXError& error) {
+    EXPECT_EQ(error.code(), 257);
+  }
+  EXPECT_EQ(scripted->accessesEnded(), 1);
+  EXPECT_EQ(log->records().size(), 1u);
+}
+
+TEST_F(FileManagerFileSystemEvents, TheNextDeleteIsSetUpOnTheMainThreadWhoeverWaitsForIt) {
+  put("a", "one");
+  std::atomic<bool> wasMain{false};
+  scripted->open = [&](const URL& file) {
+    wasMain = MainQueue::isMainThread();
+    return files.openForReading(file);
+  };
+  syncWait([&]() -> Async<void> {
+    const auto wait = Task<>::detached([&]() -> Async<void> {
+      EXPECT_FALSE(MainQueue::isMainThread());
+      co_await nextFileSystemDelete(*scripted, url("a"));
+    });
+    co_await until([&] { return scripted->activeSources() == 1; });
+    scripted->fire(FileSystemEvent::delete_);
+    co_await wait.value();
+  });
+  EXPECT_TRUE(wasMain);
 }
 
 TEST_F(FileManagerFileSystemEvents, ACancelledNextDeleteThrows) {

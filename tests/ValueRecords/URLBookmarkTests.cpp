@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -9,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "Tessaly/Platform/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
@@ -29,7 +32,7 @@ struct ScriptedBookmarks : Bookmarks {
   Data bookmarkData(const URL& url, BookmarkCreationOptions options) override {
     EXPECT_EQ(static_cast<int>(options), 2048);
     if (refuses) throw POSIXError(EPERM);
-    return Data("token of " + url.path());
+    return Data("token of " + url.path() + padding);
   }
   ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override {
     EXPECT_EQ(static_cast<int>(options), 1024);
@@ -37,6 +40,7 @@ struct ScriptedBookmarks : Bookmarks {
     return {URL::fileURLWithPath(std::string(data.text().substr(9))), true};
   }
   bool refuses = false;
+  std::string padding;
 };
 
 class URLBookmarkTest : public testing::Test {
@@ -131,6 +135,28 @@ TEST_F(URLBookmarkTest, AFailedResolutionIsAFailedDecoding) {
   EXPECT_THAT(log->messages()[0], HasSubstr("Error Domain=NSPOSIXErrorDomain Code=2"));
   EXPECT_THROW(static_cast<void>(JSONDecoder::decode<URLBookmark>(stored)), POSIXError);
 }
+
+#if !TESSALY_IS_SANITIZED  // There, what does not fit into the memory stops the process.
+TEST_F(URLBookmarkTest, WhatCannotBeEncodedIsLoggedAndIsEmptyData) {
+  constexpr std::size_t mebibyte = std::size_t{1} << 20;
+  scripted.padding = std::string(64 * mebibyte, 'x');
+  const auto bookmark = URLBookmark::from(url);
+  ASSERT_TRUE(bookmark);
+  // The token fits into the memory, and its text does not.
+  std::size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_AS, &limit), 0);
+  const rlimit small{.rlim_cur = pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) + 32 * mebibyte,
+                     .rlim_max = limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_AS, &small), 0);
+  EXPECT_TRUE(bookmark->transformToUserDefaultValue().isEmpty());
+  ASSERT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
+  ASSERT_EQ(log->messages().size(), 1u);
+  EXPECT_THAT(log->messages()[0], StartsWith("Failed to encode URL bookmark: " + bookmark->description() + ". "));
+  EXPECT_THAT(log->messages()[0], HasSubstr(" | File: Tessaly/URLBookmark, line: 77"));
+}
+#endif
 
 TEST_F(URLBookmarkTest, CanBeASetting) {
   static_assert(UserDefaultsValueTransformable<URLBookmark>);

@@ -121,6 +121,8 @@ void InotifyChangeSource::follow() {
       folder.resize(std::max<std::size_t>(folder.rfind('/'), 1));
       continue;
     }
+    // Where there is no file yet, the folder tells on what volume it will be.
+    isBlind |= isRemote(folder.c_str());
     const int number = watch(folder, folderEvents);
     if (number >= 0) names[number].insert(name);
     const std::string path = folder == "/" ? folder + name : folder + '/' + name;

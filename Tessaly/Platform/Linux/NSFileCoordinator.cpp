@@ -53,12 +53,18 @@ class LocaleOfThread {
 };
 
 /// An archive that is being written.
+///
+/// libarchive never hears that the disk is full: it does not give back all of its memory after that.
 class ZipWriter {
  public:
-  explicit ZipWriter(const std::string& path) : zip_(archive_write_new()) {
+  explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {
     check(archive_write_set_format_zip(zip_.get()));
-    check(archive_write_open_filename(zip_.get(), path.c_str()));
+    check(archive_write_set_bytes_per_block(zip_.get(), blockSize));
+    check(archive_write_set_bytes_in_last_block(zip_.get(), 1));
+    check(archive_write_open(zip_.get(), this, nullptr, write, nullptr));
   }
+  ZipWriter(const ZipWriter&) = delete;
+  ZipWriter& operator=(const ZipWriter&) = delete;
 
   void add(const std::string& path, const std::string& name) {
     struct stat status{};
@@ -79,48 +85,73 @@ class ZipWriter {
   void finish() { check(archive_write_close(zip_.get())); }
 
  private:
+  static constexpr int blockSize = 64 * 1024;
+
+  static la_ssize_t write(archive* /*zip*/, void* self, const void* bytes, std::size_t size) noexcept {
+    static_cast<ZipWriter*>(self)->write(static_cast<const char*>(bytes), size);
+    return static_cast<la_ssize_t>(size);
+  }
+  void write(const char* bytes, std::size_t size) noexcept {
+    while (size > 0 && error_ == 0) {
+      const ssize_t written = ::write(descriptor_, bytes, size);
+      if (written < 0) {
+        if (errno != EINTR) error_ = errno;
+        continue;
+      }
+      bytes += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
   void addContents(const std::string& path) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
     for (;;) {
       const ssize_t size = ::read(file.fileDescriptor(), block_.data(), block_.size());
       if (size == 0) return;
       if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0 && archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size)) < 0) fail();
+      if (size > 0)
+        check(static_cast<int>(archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size))));
     }
   }
-  void check(int result) {
-    if (result < ARCHIVE_WARN) fail();
-  }
-  [[noreturn]] void fail() {
+  void check(int result) const {
+    if (error_ != 0) throw POSIXError(error_);
+    if (result >= ARCHIVE_WARN) return;
     const int code = archive_errno(zip_.get());
     throw POSIXError(code > 0 ? code : EIO);
   }
 
-  std::vector<char> block_ = std::vector<char>(256 * 1024);
+  const int descriptor_;
+  /// Why writing failed; from then on nothing is written.
+  int error_ = 0;
+  std::vector<char> block_ = std::vector<char>(std::size_t{256} * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 
-/// A folder of its own for one archive.
-class TemporaryFolder {
+/// A file for one archive, which others of the system may not read. It has no folder of its own: some file systems take
+/// milliseconds to remove one.
+class TemporaryFile {
  public:
-  TemporaryFolder() : path_(FileManager::default_().temporaryDirectory().path() + "/tessaly-XXXXXX") {
-    if (::mkdtemp(path_.data()) == nullptr) throw POSIXError::last();
+  TemporaryFile()
+      : path_(FileManager::default_().temporaryDirectory().path() + "/tessaly-XXXXXX" + suffix),
+        handle_(::mkostemps(path_.data(), std::string_view(suffix).size(), O_CLOEXEC)) {
+    if (handle_.fileDescriptor() < 0) throw POSIXError::last();
   }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFile() { ::unlink(path_.c_str()); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  [[nodiscard]] FileHandle& handle() noexcept { return handle_; }
 
  private:
+  static constexpr const char* suffix = ".zip";
+
   std::string path_;
+  FileHandle handle_;
 };
 
-void zipFolder(const std::string& folder, const std::string& archivePath) {
-  ZipWriter zip(archivePath);
+void zipFolder(const std::string& folder, int archive) {
+  ZipWriter zip(archive);
   const std::filesystem::path top(folder);
   const std::string name = top.filename().string();
   zip.add(folder, name + '/');
@@ -138,14 +169,14 @@ void NSFileCoordinator::coordinateReading(const URL& url, ReadingOptions options
   struct stat status{};
   if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
   if (options != ReadingOptions::forUploading || !S_ISDIR(status.st_mode)) return accessor(url);
-  const TemporaryFolder folder;
-  const std::string archivePath = folder.path() + "/" + url.lastPathComponent() + ".zip";
+  TemporaryFile archive;
   try {
-    zipFolder(path, archivePath);
+    zipFolder(path, archive.handle().fileDescriptor());
   } catch (const std::filesystem::filesystem_error& error) {
     throw POSIXError(error.code().value());
   }
-  accessor(URL::fileURLWithPath(archivePath));
+  archive.handle().close();
+  accessor(URL::fileURLWithPath(archive.path()));
 }
 
 }  // namespace Tessaly::inline v1

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
+#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "tests/Platform/Foundation/OutputOf.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+
+namespace Tessaly {
+namespace {
+
+using enum NSFileCoordinator::ReadingOptions;
+
+class CoordinatedReading : public testing::Test {
+ protected:
+  CoordinatedReading() {
+    std::filesystem::create_directories(path("scratch"));
+    std::filesystem::create_directories(path("notes/inner"));
+    std::ofstream(path("notes/inner/a")) << "hello";
+  }
+  [[nodiscard]] std::string path(const std::string& name) const { return folder.path() + "/" + name; }
+  [[nodiscard]] URL url(const std::string& name) const { return URL::fileURLWithPath(path(name)); }
+  void expectNothingLeft() const { EXPECT_TRUE(std::filesystem::is_empty(path("scratch"))); }
+
+  TessalyTests::TemporaryFolder folder;
+  ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", path("scratch")}}}};
+  ProcessInfo::Replacement replacement{process};
+};
+
+TEST_F(CoordinatedReading, GivesTheURLItselfWhereNothingIsToBeDone) {
+  int calls = 0;
+  for (const auto& [place, options] : {std::pair(url("notes"), none), std::pair(url("notes/inner/a"), forUploading)}) {
+    NSFileCoordinator().coordinateReading(place, options, [&](const URL& given) {
+      EXPECT_EQ(given, place);
+      ++calls;
+    });
+  }
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(CoordinatedReading, GivesAnArchiveOfAFolderThatOnlyThisUserMayReadAndRemovesIt) {
+  NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
+    EXPECT_EQ(archive.pathExtension(), "zip");
+    struct stat status{};
+    ASSERT_EQ(::stat(archive.path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, mode_t{0600});
+    EXPECT_EQ(TessalyTests::outputOf("unzip -Z1 " + archive.path()), "notes/\nnotes/inner/\nnotes/inner/a\n");
+  });
+  expectNothingLeft();
+}
+
+TEST_F(CoordinatedReading, LeavesAnArchiveThatWasMovedAway) {
+  NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
+    std::filesystem::rename(archive.path(), path("kept.zip"));
+  });
+  EXPECT_TRUE(std::filesystem::exists(path("kept.zip")));
+  expectNothingLeft();
+}
+
+TEST_F(CoordinatedReading, LetsWhatTheAccessorThrowsThroughAndRemovesTheArchive) {
+  EXPECT_THROW(NSFileCoordinator().coordinateReading(url("notes"), forUploading,
+                                                     [](const URL&) { throw std::runtime_error("enough"); }),
+               std::runtime_error);
+  expectNothingLeft();
+}
+
+TEST_F(CoordinatedReading, OfWhatIsNotThereOrWithoutAPlaceForTheArchiveIsAnError) {
+  const auto codeOf = [&](const std::string& name) -> std::int64_t {
+    try {
+      NSFileCoordinator().coordinateReading(url(name), forUploading, [](const URL&) { ADD_FAILURE(); });
+    } catch (const POSIXError& error) {
+      return error.code();
+    }
+    return 0;
+  };
+  EXPECT_EQ(codeOf("missing"), ENOENT);
+  EXPECT_EQ(codeOf("notes/inner/a/b"), ENOTDIR);
+  std::filesystem::remove(path("scratch"));
+  EXPECT_EQ(codeOf("notes"), ENOENT);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <linux/magic.h>
+#include <sys/mount.h>
+#include <sys/vfs.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Platform/Fakes/ManualClock.hpp"
+#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/MemoryVolume.hpp"
+#include "tests/system/services/Process.hpp"
+
+namespace Tessaly {
+namespace {
+
+/// A volume to which others write without this system's noticing: a folder seen through a file system in user space,
+/// which keeps nothing that it has seen.
+class RemoteVolume : public testing::Test {
+ protected:
+  RemoteVolume() : reason_(Tests::enterMountNamespace()) {
+    if (!reason_.empty()) return;
+    process_ = Tests::Process(
+        {"bindfs", "-f", "-o", "attr_timeout=0,entry_timeout=0,negative_timeout=0", origin_.path(), volume_.path()});
+    const auto isThere = [&] {
+      struct statfs volume{};
+      return ::statfs(volume_.path().c_str(), &volume) == 0 && volume.f_type == FUSE_SUPER_MAGIC;
+    };
+    if (!Tests::comesTrue(isThere)) reason_ = "bindfs cannot mount a volume";
+  }
+  ~RemoteVolume() override { ::umount2(volume_.path().c_str(), MNT_DETACH); }
+  void SetUp() override {
+    if (!reason_.empty()) GTEST_SKIP() << reason_;
+  }
+
+  /// The file as another computer has it.
+  [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
+  [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.path() + "/" + name); }
+
+  TessalyTests::TemporaryFolder origin_;
+  TessalyTests::TemporaryFolder volume_;
+  Tests::Process process_;
+  ManualClock clock_;
+  std::string reason_;
+};
+
+TEST_F(RemoteVolume, IsLookedAtEverySecond) {
+  std::ofstream(theirs("a")) << "1";
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(FileManager::default_(), ours("a"), clock_).makeAsyncIterator();
+    const auto changeAfter = [&](const std::function<void()>& act) -> Async<FileChange> {
+      Task<std::optional<FileChange>> next(
+          [&]() -> Async<std::optional<FileChange>> { co_return co_await changes.next(); });
+      while (clock_.timerCount() == 0) co_await Task<>::yield();
+      act();
+      for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+      EXPECT_FALSE(next.isFinished());
+      clock_.advance(std::chrono::seconds(1));
+      co_return (co_await next.value()).value();
+    };
+    EXPECT_EQ(co_await changeAfter([&] { std::ofstream(theirs("a")) << "twelve"; }), FileChange::contents);
+    EXPECT_EQ(co_await changeAfter([&] {
+                std::ofstream(theirs("b")) << "2";
+                std::filesystem::rename(theirs("b"), theirs("a"));
+              }),
+              FileChange::replaced);
+    EXPECT_EQ(co_await changeAfter([&] { std::filesystem::remove(theirs("a")); }), FileChange::removed);
+    EXPECT_EQ(co_await changeAfter([&] { std::ofstream(theirs("a")) << "3"; }), FileChange::returned);
+  });
+}
+
+TEST_F(RemoteVolume, TellsOfAFileInAFolderThatIsMadeElsewhereLater) {
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(FileManager::default_(), ours("folder/a"), clock_).makeAsyncIterator();
+    Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::returned); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    std::filesystem::create_directory(theirs("folder"));
+    std::ofstream(theirs("folder/a")) << "1";
+    clock_.advance(std::chrono::seconds(1));
+    co_await next.value();
+  });
+}
+
+TEST_F(RemoteVolume, IsHeardAtOnceWhereThisSystemWrites) {
+  std::ofstream(theirs("a")) << "1";
+  syncWait([&]() -> Async<void> {
+    auto changes = fileChanges(FileManager::default_(), ours("a"), clock_).makeAsyncIterator();
+    std::ofstream(ours("a").path()) << "twelve";
+    EXPECT_EQ(co_await changes.next(), FileChange::contents);
+    Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::contents); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    std::ofstream(ours("a").path()) << "two";
+    co_await next.value();
+  });
+}
+
+}  // namespace
+}  // namespace Tessaly
