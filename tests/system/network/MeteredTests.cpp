@@ -18,7 +18,9 @@
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
+#include "tests/Support/Impostor.hpp"
 #include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/WakeUps.hpp"
 
 // What NetworkManager says of the expense, on a bus of the test's own, from a stand-in that may also misbehave.
 
@@ -182,6 +184,16 @@ TEST_F(Metered, WithoutABusNothingIsExpensive) {
   EXPECT_EQ(watch->state(), (State{.isExpensive = false, .source = Source::noBus}));
 }
 
+TEST_F(Metered, WhatOnlyPosesAsABusIsNone) {
+  for (const std::string& lie : Tests::Impostor::lies()) {
+    const Tests::Impostor impostor("DBUS_SYSTEM_BUS_ADDRESS", lie);
+    ASSERT_TRUE(impostor.isThere());
+    Follower follower;
+    EXPECT_TRUE(follower.becomes(Source::noBus)) << testing::PrintToString(lie.substr(0, 200));
+    EXPECT_GE(impostor.visitors(), 1);
+  }
+}
+
 TEST_F(Metered, WithoutNetworkManagerNothingIsExpensive) {
   Follower follower;
   EXPECT_TRUE(follower.becomes(Source::notRunning));
@@ -324,6 +336,19 @@ TEST_F(Metered, WatchesComeAndGoWhileItChanges) {
   }
   isDone = true;
   changer.join();
+}
+
+TEST_F(Metered, NothingWakesAWatchWhileNothingChanges) {
+  StandIn manager(1);
+  Follower follower;
+  EXPECT_TRUE(follower.becomes(true));
+  // Longer than any limit for an answer.
+  EXPECT_TRUE(Tests::libraryStaysAsleep(2500ms));
+  // And that it would be seen.
+  const std::int64_t before = Tests::sleepsOfLibrary();
+  manager.change(2);
+  EXPECT_TRUE(follower.becomes(false));
+  EXPECT_GT(Tests::sleepsOfLibrary(), before);
 }
 
 TEST_F(Metered, TheServiceFollowsIt) {
