@@ -105,13 +105,7 @@ class BusReader {
     return !problem_ && succeeds(sd_bus_message_skip(message_, types));
   }
   /// Whether there is one more element in the array that was entered.
-  [[nodiscard]] bool hasMore() noexcept {
-    if (problem_) return false;
-    const int result = sd_bus_message_at_end(message_, 0);
-    if (result < 0) problem_ = ReplyProblem::malformed;
-    return result == 0;
-  }
-  [[nodiscard]] bool hasFailed() const noexcept { return problem_.has_value(); }
+  [[nodiscard]] bool hasMore() noexcept { return sd_bus_message_at_end(message_, 0) == 0; }
 
  private:
   bool succeeds(int result) noexcept {
@@ -224,7 +218,6 @@ struct PropertyChange {
     if (!reader.take(SD_BUS_TYPE_STRING, text)) return reader.problem();
     if (text == property) change.kind = PropertyChange::Kind::invalidated;
   }
-  if (reader.hasFailed()) return reader.problem();
   return change;
 }
 
@@ -253,7 +246,6 @@ struct Authorization {
       return reader.problem();
     if (std::string_view(key) == "polkit.dismissed" && *value != '\0') authorization.isDismissed = true;
   }
-  if (reader.hasFailed()) return reader.problem();
   return authorization;
 }
 
