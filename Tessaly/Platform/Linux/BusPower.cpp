@@ -285,8 +285,16 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     const BusMessage message = bus.makeCall(owner_.c_str(), holder_->path, holder_->interface, holder_->undo);
     if (message == nullptr || sd_bus_message_append(message.get(), "u", cookie_) < 0) return EINVAL;
     const BusReply reply = bus.call(message);
-    if (reply.result >= 0 || problemOf(reply, bus) == PowerProblem::noOwner || !bus.isOpen()) return 0;
-    return -reply.result;
+    if (reply.result >= 0 || !bus.isOpen()) return 0;
+    switch (problemOf(reply, bus)) {
+      case PowerProblem::noOwner:
+        return 0;
+      case PowerProblem::notAnswering:
+        // It may have heard it or not: it will see the connection go that asked for the inhibition.
+        return 0;
+      default:
+        return -reply.result;
+    }
   }
 
   const std::string reason_;

@@ -165,6 +165,23 @@ TEST_F(Routes, TenThousandConsumersComeAndGoWhileLinksFlap) {
   EXPECT_LT(Tests::allocatedBlocks() - blocks, 1'000);
 }
 
+TEST_F(Routes, AThousandWaitsWhileLinksFlapEndAndLeaveNothingBehind) {
+  const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
+  plugIn();
+  const auto waitSoOften = [](int count) {
+    const Flapping flapping;
+    for (int i = 0; i < count; ++i) syncWait([]() -> Async<void> { co_await ReachabilityService::nextIsOnline(); });
+  };
+  waitSoOften(100);
+  EXPECT_TRUE(Tests::libraryStaysAsleep(200ms));
+  const auto descriptors = openDescriptors();
+  const long blocks = Tests::allocatedBlocks();
+  waitSoOften(1'000);
+  EXPECT_TRUE(Tests::libraryStaysAsleep(200ms));
+  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_LT(Tests::allocatedBlocks() - blocks, 100);
+}
+
 TEST_F(Routes, AThousandConsumersAtOnceHearOfAChangeAndLeaveNothingBehind) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();

@@ -348,6 +348,20 @@ TEST_F(PowerTest, AReleaseThatIsRefusedKeepsTheAssertion) {
   EXPECT_NE(power_.releaseAssertion(identifier_), 0);
 }
 
+TEST_F(PowerTest, AReleaseThatIsNotAnsweredEndsTheConnectionThatAsked) {
+  LateScreenSaver saver(session_);
+  ASSERT_TRUE(saver.isThere());
+  std::string asker;
+  std::thread serving([&] { asker = saver.answerOne(std::chrono::milliseconds(0)); });
+  ASSERT_EQ(create(), 0);
+  serving.join();
+  EXPECT_TRUE(session_.hasOwner(asker));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(power_.status().service, PowerService::none);
+  EXPECT_TRUE(comesTrue([&] { return !session_.hasOwner(asker); }));
+  EXPECT_NE(power_.releaseAssertion(identifier_), 0);
+}
+
 TEST_F(PowerTest, AReleaseAfterTheServiceHasGoneSucceeds) {
   const auto saver = screenSaver();
   START(saver);
