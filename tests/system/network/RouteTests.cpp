@@ -198,7 +198,7 @@ TEST_F(Routes, AThousandFlapsEndInTheTruthAndLeaveNothingBehind) {
   EXPECT_TRUE(follower.becomes(Status::satisfied));
   const std::vector<NWPath> paths = follower.paths();
   for (std::size_t i = 1; i < paths.size(); ++i) ASSERT_NE(paths[i].status(), paths[i - 1].status()) << i;
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_TRUE(openDescriptorsBecome(before)) << openDescriptors();
 }
 
 TEST_F(Routes, HundredsOfLinksAreNoHindrance) {

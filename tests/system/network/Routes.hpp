@@ -11,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
@@ -71,6 +72,15 @@ class Routes : public testing::Test {
 
   static std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  }
+
+  /// Waits for what is open for a moment only, as while a bus is looked for.
+  static bool openDescriptorsBecome(std::ptrdiff_t count) {
+    for (const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(8); openDescriptors() != count;) {
+      if (std::chrono::steady_clock::now() > limit) return false;
+      std::this_thread::yield();
+    }
+    return true;
   }
 
   /// What a new monitor knows at once.
