@@ -145,32 +145,42 @@ class Metered : public testing::Test {
   class Follower {
    public:
     Follower()
-        : watch_(MeteredWatch::make([this] {
-            const std::lock_guard guard(mutex_);
-            if (watch_ != nullptr) states_.push_back(watch_->state());
-            changed_.notify_all();
+        : watch_(MeteredWatch::make([seen = seen_] {
+            const std::lock_guard guard(seen->mutex);
+            if (const auto watch = seen->watch.lock()) seen->states.push_back(watch->state());
+            seen->changed.notify_all();
           })) {
+      {
+        const std::lock_guard guard(seen_->mutex);
+        seen_->watch = watch_;
+      }
       watch_->connectIfNeeded();
     }
 
     bool becomes(State state) {
-      std::unique_lock lock(mutex_);
-      return changed_.wait_for(lock, 8s, [&] { return watch_->state() == state; });
+      std::unique_lock lock(seen_->mutex);
+      return seen_->changed.wait_for(lock, 8s, [&] { return watch_->state() == state; });
     }
     bool becomes(bool isExpensive) {
       return becomes(State{.isExpensive = isExpensive, .source = Source::networkManager});
     }
     bool becomes(Source source) { return becomes(State{.isExpensive = false, .source = source}); }
     std::vector<State> states() {
-      const std::lock_guard guard(mutex_);
-      return states_;
+      const std::lock_guard guard(seen_->mutex);
+      return seen_->states;
     }
     MeteredWatch& watch() { return *watch_; }
 
    private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<State> states_;
+    /// Outlives the follower where it is just being told of something.
+    struct Seen {
+      std::mutex mutex;
+      std::condition_variable changed;
+      std::vector<State> states;
+      std::weak_ptr<MeteredWatch> watch;
+    };
+
+    const std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();
     const std::shared_ptr<MeteredWatch> watch_;
   };
 

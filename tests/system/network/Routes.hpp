@@ -42,10 +42,10 @@ class Routes : public testing::Test {
   class Follower {
    public:
     Follower() : monitor_(NWPathMonitor::make()) {
-      monitor_->setPathUpdateHandler([this](const NWPath& path) {
-        const std::lock_guard guard(mutex_);
-        paths_.push_back(path);
-        changed_.notify_all();
+      monitor_->setPathUpdateHandler([seen = seen_](const NWPath& path) {
+        const std::lock_guard guard(seen->mutex);
+        seen->paths.push_back(path);
+        seen->changed.notify_all();
       });
       monitor_->start(OS_dispatch_queue::global());
     }
@@ -53,20 +53,25 @@ class Routes : public testing::Test {
 
     /// Waits until the last update has this status.
     bool becomes(NWPath::Status status) {
-      std::unique_lock lock(mutex_);
-      return changed_.wait_for(lock, std::chrono::seconds(8),
-                               [&] { return !paths_.empty() && paths_.back().status() == status; });
+      std::unique_lock lock(seen_->mutex);
+      return seen_->changed.wait_for(lock, std::chrono::seconds(8),
+                                     [&] { return !seen_->paths.empty() && seen_->paths.back().status() == status; });
     }
     [[nodiscard]] std::vector<NWPath> paths() {
-      const std::lock_guard guard(mutex_);
-      return paths_;
+      const std::lock_guard guard(seen_->mutex);
+      return seen_->paths;
     }
     [[nodiscard]] NWPath::Status now() const { return monitor_->currentPath().status(); }
 
    private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<NWPath> paths_;
+    /// Outlives the follower where it is just being told of something.
+    struct Seen {
+      std::mutex mutex;
+      std::condition_variable changed;
+      std::vector<NWPath> paths;
+    };
+
+    const std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();
     const std::shared_ptr<NWPathMonitor> monitor_;
   };
 
