@@ -276,7 +276,12 @@ Records collect(double seconds) {
 /// Runs the work in a task of background priority, which is cancelled with the caller.
 template <typename Result>
 Async<Result> inBackground(std::function<Result()> work) {
-  const Task<Result> task = Task<Result>::detached({.priority = TaskPriority::background}, std::move(work));
+  // A caller that is cancelled already has a task that is so before it begins: the handler might come after its end.
+  const Task<Result> task = Task<Result>::detached(
+      {.priority = TaskPriority::background}, [work = std::move(work), isCancelled = Task<>::isCurrentCancelled()] {
+        if (isCancelled) ::Tessaly::detail::threadState.task->cancel();
+        return work();
+      });
   co_return co_await withTaskCancellationHandler([&task] { return task.value(); }, [&task] { task.cancel(); });
 }
 

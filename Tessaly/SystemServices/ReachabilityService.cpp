@@ -189,19 +189,23 @@ void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor, Default<bool
 
 void StatusFeed::yield(std::optional<NWPath> path, const NWPathMonitor& monitor) {
   lock_.lock();
-  pending_.paths.push_back(path);
-  if (std::exchange(pending_.isYielding, true)) {
+  std::optional<Status>& place = row_.statuses.emplace_back();
+  lock_.unlock();
+  const Status status = statusOf(path ? *path : monitor.currentPath());
+  lock_.lock();
+  place = status;
+  if (std::exchange(row_.isYielding, true)) {
     lock_.unlock();
     return;
   }
-  while (!pending_.paths.empty()) {
-    const std::optional<NWPath> next = pending_.paths.front();
-    pending_.paths.pop_front();
+  while (!row_.statuses.empty() && row_.statuses.front()) {
+    const Status next = *row_.statuses.front();
+    row_.statuses.pop_front();
     lock_.unlock();
-    continuation_.yield(statusOf(next ? *next : monitor.currentPath()));
+    continuation_.yield(next);
     lock_.lock();
   }
-  pending_.isYielding = false;
+  row_.isYielding = false;
   lock_.unlock();
 }
 

@@ -670,6 +670,16 @@ TEST_F(ReachabilityServiceTest, TheLastStatusIsThatOfTheLastChangeHoweverTheyCom
   }
 }
 
+TEST_F(ReachabilityServiceTest, EachChangeOfOneThreadIsToldAsItWas) {
+  for (int i = 0; i < Tests::repetitions(1000); ++i) {
+    const AsyncStream<Status> statuses = ReachabilityService::statuses();
+    ASSERT_THAT(syncWait(take(statuses, 1)), ElementsAre(online));
+    // Who told of the first may still be about to go.
+    for (const bool canConnect : {false, true, false, true}) setCanConnect(canConnect);
+    ASSERT_THAT(syncWait(take(statuses, 4)), ElementsAre(offline, online, offline, online)) << i;
+  }
+}
+
 TEST_F(ReachabilityServiceTest, ConsumersComeAndGoWhileThePathChanges) {
   std::atomic<bool> isDone{false};
   std::thread changer([&] {

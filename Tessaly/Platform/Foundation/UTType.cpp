@@ -15,6 +15,7 @@
 #include "Tessaly/Platform/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Foundation/detail/MIMEDatabase.hpp"
 #include "Tessaly/Platform/Foundation/detail/TypeIdentifiers.hpp"
+#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -63,25 +64,10 @@ std::vector<std::string> supertypesOf(std::string_view identifier) {
   return supertypes;
 }
 
-/// An open descriptor, or -1.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int get() const noexcept { return descriptor_; }
-
- private:
-  int descriptor_;
-};
-
 /// The first bytes of a file, fewer where it is shorter; nothing when it cannot be read.
 std::optional<std::string> beginning(const std::string& path, std::size_t size) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (file.get() < 0) return std::nullopt;
+  const detail::OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file.isOpen()) return std::nullopt;
   std::string bytes(size, '\0');
   std::size_t count = 0;
   while (count < size) {

@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "Tessaly/Platform/Linux/BusReplies.hpp"
+
 namespace Tessaly::inline v1::detail {
 
 /// Which bus to talk to.
@@ -104,9 +106,8 @@ class BusConnection {
         makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");
     if (question == nullptr || sd_bus_message_append(question.get(), "s", name) < 0) return {};
     const BusReply reply = call(question);
-    const char* owner = nullptr;
-    if (reply.result < 0 || sd_bus_message_read(reply.message.get(), "s", &owner) < 0) return {};
-    return owner;
+    if (reply.result < 0) return {};
+    return readOwner(reply.message.get()).value_or(std::string());
   }
 
  private:

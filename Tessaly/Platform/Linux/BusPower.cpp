@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/BusPower.hpp"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <expected>
 #include <string>
 #include <utility>
 
@@ -15,6 +14,8 @@
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
+#include "Tessaly/Platform/Linux/BusReplies.hpp"
+#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
 
 namespace Tessaly::inline v1 {
 namespace detail {
@@ -53,30 +54,17 @@ constexpr int retryMilliseconds = 5000;
 
 PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
   if (!bus.isOpen()) return PowerProblem::noBus;
-  if (reply.errorName == SD_BUS_ERROR_NO_REPLY || reply.result == -ETIMEDOUT) return PowerProblem::notAnswering;
-  if (reply.errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER)
-    return PowerProblem::noOwner;
-  return reply.errorName.empty() ? PowerProblem::wrongReply : PowerProblem::refused;
+  if (reply.result == -ETIMEDOUT) return PowerProblem::notAnswering;
+  if (reply.errorName.empty()) return PowerProblem::wrongReply;
+  switch (failureOf(reply.errorName)) {
+    case CallFailure::noOwner:
+      return PowerProblem::noOwner;
+    case CallFailure::noAnswer:
+      return PowerProblem::notAnswering;
+    default:
+      return PowerProblem::refused;
+  }
 }
-
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-
-  [[nodiscard]] int get() const noexcept { return descriptor_; }
-
- private:
-  int descriptor_ = -1;
-};
 
 }  // namespace
 
@@ -109,7 +97,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       isReleased_ = true;
       status_.service = PowerService::none;
       holder_ = nullptr;
-      descriptor_ = Descriptor();
+      descriptor_ = OwnedDescriptor();
     }
     // The thread ends, or looks at what arrived beside the answer.
     ::eventfd_write(wake_.get(), 1);
@@ -128,7 +116,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
   bool askAll() TESSALY_REQUIRES(lock_) {
     status_ = {};
     // The former inhibition is kept until there is another, so that the display is not left to itself in between.
-    const Descriptor former = std::exchange(descriptor_, Descriptor());
+    const OwnedDescriptor former = std::exchange(descriptor_, OwnedDescriptor());
     holder_ = nullptr;
     int reached[2];
     for (Bus bus : {Bus::session, Bus::system}) reached[index(bus)] = -EINPROGRESS;
@@ -167,8 +155,9 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     if (reply.result < 0) {
       attempt.problem = problemOf(reply, bus);
       attempt.message = reply.errorMessage;
-    } else if (!takeReply(inhibitor, reply)) {
+    } else if (const auto taken = takeReply(inhibitor, reply.message.get()); !taken) {
       attempt.problem = PowerProblem::wrongReply;
+      attempt.message = description(taken.error());
     }
     return attempt;
   }
@@ -193,14 +182,18 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     return result < 0 ? nullptr : std::move(message);
   }
 
-  bool takeReply(const Inhibitor& inhibitor, const BusReply& reply) TESSALY_REQUIRES(lock_) {
-    if (inhibitor.undo != nullptr) return sd_bus_message_read(reply.message.get(), "u", &cookie_) > 0;
-    int descriptor = -1;
-    if (sd_bus_message_read(reply.message.get(), "h", &descriptor) <= 0) return false;
-    // The one in the message is closed with the message.
-    const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    descriptor_ = Descriptor(own);
-    return own >= 0;
+  std::expected<void, ReplyProblem> takeReply(const Inhibitor& inhibitor, sd_bus_message* reply)
+      TESSALY_REQUIRES(lock_) {
+    if (inhibitor.undo != nullptr) {
+      const auto cookie = readNumber(reply);
+      if (!cookie) return std::unexpected(cookie.error());
+      cookie_ = *cookie;
+    } else {
+      auto descriptor = readDescriptor(reply);
+      if (!descriptor) return std::unexpected(descriptor.error());
+      descriptor_ = std::move(*descriptor);
+    }
+    return {};
   }
 
   /// Connects if there is no connection, and listens for services that come and go.
@@ -230,12 +223,10 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
 
   /// Called while messages are processed, so under the lock.
   void noteOwner(sd_bus_message* message) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
-    const char* name = nullptr;
-    const char* former = nullptr;
-    const char* next = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, &former, &next) < 0) return;
+    const auto change = readOwnerChange(message);
+    if (!change) return;
     // Somebody came while nobody held it, or the holder went.
-    if (holder_ == nullptr ? *next != '\0' : std::string_view(name) == holder_->name && owner_ == former)
+    if (holder_ == nullptr ? !change->next.empty() : change->name == holder_->name && owner_ == change->former)
       mustAsk_ = true;
   }
 
@@ -294,18 +285,26 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     const BusMessage message = bus.makeCall(owner_.c_str(), holder_->path, holder_->interface, holder_->undo);
     if (message == nullptr || sd_bus_message_append(message.get(), "u", cookie_) < 0) return EINVAL;
     const BusReply reply = bus.call(message);
-    if (reply.result >= 0 || problemOf(reply, bus) == PowerProblem::noOwner || !bus.isOpen()) return 0;
-    return -reply.result;
+    if (reply.result >= 0 || !bus.isOpen()) return 0;
+    switch (problemOf(reply, bus)) {
+      case PowerProblem::noOwner:
+        return 0;
+      case PowerProblem::notAnswering:
+        // It may have heard it or not: it will see the connection go that asked for the inhibition.
+        return 0;
+      default:
+        return -reply.result;
+    }
   }
 
   const std::string reason_;
-  const Descriptor wake_;
+  const OwnedDescriptor wake_;
   mutable UnfairLock lock_;
   BusConnection connections_[2] TESSALY_GUARDED_BY(lock_);
   const Inhibitor* holder_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::string owner_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t cookie_ TESSALY_GUARDED_BY(lock_) = 0;
-  Descriptor descriptor_ TESSALY_GUARDED_BY(lock_);
+  OwnedDescriptor descriptor_ TESSALY_GUARDED_BY(lock_);
   PowerStatus status_ TESSALY_GUARDED_BY(lock_);
   bool mustAsk_ TESSALY_GUARDED_BY(lock_) = false;
   bool isReleased_ TESSALY_GUARDED_BY(lock_) = false;

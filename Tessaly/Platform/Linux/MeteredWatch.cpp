@@ -4,15 +4,16 @@
 #include <systemd/sd-bus.h>
 
 #include <chrono>
-#include <string_view>
 #include <utility>
 
+#include "Tessaly/Platform/Linux/BusReplies.hpp"
 #include "Tessaly/Platform/Tasks/BlockingWork.hpp"
 #include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
+using detail::CallFailure;
 using ExpenseSource = NWPath::ExpenseSource;
 
 constexpr const char* service = "org.freedesktop.NetworkManager";
@@ -27,11 +28,6 @@ constexpr std::chrono::seconds limit{2};
 /// it is believed that there is none.
 constexpr int attempts = 15;
 constexpr std::chrono::milliseconds pauseBetweenAttempts{100};
-
-bool saysThatNothingIsThere(std::string_view error) {
-  return error == SD_BUS_ERROR_UNKNOWN_OBJECT || error == SD_BUS_ERROR_UNKNOWN_METHOD ||
-         error == SD_BUS_ERROR_UNKNOWN_INTERFACE || error == SD_BUS_ERROR_UNKNOWN_PROPERTY;
-}
 
 /// NetworkManager's `NMMetered`: whether the connection is metered, or whether it guesses so.
 constexpr std::uint32_t meteredYes = 1;
@@ -147,29 +143,22 @@ void MeteredWatch::giveUp(std::uint64_t question) {
   onChange_();
 }
 
-void MeteredWatch::take(sd_bus_message* variant) {
-  std::uint32_t value = 0;
+void MeteredWatch::take(std::uint32_t metered) {
   isAnswered_ = true;
-  if (sd_bus_message_enter_container(variant, SD_BUS_TYPE_VARIANT, "u") <= 0 ||
-      sd_bus_message_read_basic(variant, SD_BUS_TYPE_UINT32, &value) <= 0 ||
-      sd_bus_message_exit_container(variant) < 0) {
-    set({.source = ExpenseSource::wrongAnswer});
-    return;
-  }
-  set({.isExpensive = value == meteredYes || value == meteredGuessYes, .source = ExpenseSource::networkManager});
+  set({.isExpensive = metered == meteredYes || metered == meteredGuessYes, .source = ExpenseSource::networkManager});
 }
 
 void MeteredWatch::set(State state) { state_.store(state, std::memory_order_release); }
 
 int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
   auto& watch = *static_cast<MeteredWatch*>(self);
-  const sd_bus_error* const error = sd_bus_message_get_error(message);
-  if (error == nullptr) {
-    watch.take(message);
+  if (const auto metered = detail::readNumberProperty(message)) {
+    watch.take(*metered);
     return 0;
   }
-  const std::string_view name = error->name;
-  if (saysThatNothingIsThere(name) && watch.attempts_ < attempts) {
+  const sd_bus_error* const error = sd_bus_message_get_error(message);
+  const CallFailure failure = error != nullptr ? detail::failureOf(error->name) : CallFailure::refused;
+  if (failure == CallFailure::nothingThere && watch.attempts_ < attempts) {
     OS_dispatch_queue::global().asyncAfter(pauseBetweenAttempts,
                                            [weak = watch.weak_from_this(), question = watch.question_] {
                                              if (const auto self = weak.lock()) self->sendAgain(question);
@@ -177,44 +166,37 @@ int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
     return 0;
   }
   watch.isAnswered_ = true;
-  if (name == SD_BUS_ERROR_SERVICE_UNKNOWN || name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
-    watch.set({.source = ExpenseSource::notRunning});
-  } else if (name == SD_BUS_ERROR_NO_REPLY) {
-    watch.set({.source = ExpenseSource::noAnswer});
-  } else {
-    watch.set({.source = ExpenseSource::wrongAnswer});
+  switch (failure) {
+    case CallFailure::noOwner:
+      watch.set({.source = ExpenseSource::notRunning});
+      break;
+    case CallFailure::noAnswer:
+      watch.set({.source = ExpenseSource::noAnswer});
+      break;
+    default:
+      watch.set({.source = ExpenseSource::wrongAnswer});
   }
   return 0;
 }
 
 int MeteredWatch::didChangeProperties(sd_bus_message* message, void* self, void*) {
   auto& watch = *static_cast<MeteredWatch*>(self);
-  const char* text = nullptr;
-  if (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) <= 0 || text != std::string_view(service)) return 0;
-  if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") < 0) return 0;
-  while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
-    if (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) <= 0) return 0;
-    if (text == std::string_view("Metered")) {
-      watch.take(message);
-      return 0;
-    }
-    if (sd_bus_message_skip(message, "v") < 0 || sd_bus_message_exit_container(message) < 0) return 0;
-  }
-  if (sd_bus_message_exit_container(message) < 0) return 0;
-  if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "s") < 0) return 0;
-  while (sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text) > 0) {
-    if (text == std::string_view("Metered")) watch.ask(sd_bus_message_get_bus(message));
+  const auto change = detail::readPropertyChange(message, service, "Metered");
+  if (change && change->kind == detail::PropertyChange::Kind::none) return 0;
+  if (change && change->kind == detail::PropertyChange::Kind::value) {
+    watch.take(change->number);
+  } else {
+    // What it said cannot be understood, or not without another question.
+    watch.ask(sd_bus_message_get_bus(message));
   }
   return 0;
 }
 
 int MeteredWatch::didChangeOwner(sd_bus_message* message, void* self, void*) {
   auto& watch = *static_cast<MeteredWatch*>(self);
-  const char* name = nullptr;
-  const char* previousOwner = nullptr;
-  const char* owner = nullptr;
-  if (sd_bus_message_read(message, "sss", &name, &previousOwner, &owner) < 0) return 0;
-  if (owner[0] != '\0') {
+  const auto change = detail::readOwnerChange(message);
+  if (!change) return 0;
+  if (!change->next.empty()) {
     watch.set({.source = ExpenseSource::asking});
     watch.ask(sd_bus_message_get_bus(message));
     return 0;

@@ -61,7 +61,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   void send(sd_bus* bus);
   void sendAgain(std::uint64_t question);
   void giveUp(std::uint64_t question);
-  void take(sd_bus_message* variant);
+  void take(std::uint32_t metered);
   void set(State state);
 
   const std::function<void()> onChange_;

@@ -2,17 +2,20 @@
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
 
 #include <cerrno>
-#include <string_view>
+#include <cstdint>
+#include <string>
 
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Base/ForkGuard.hpp"
 #include "Tessaly/Platform/Base/Thread.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
+#include "Tessaly/Platform/Linux/BusReplies.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
+using detail::Authorization;
 using detail::BusConnection;
 using detail::BusMessage;
 using detail::BusReply;
@@ -21,18 +24,16 @@ using detail::BusReply;
 enum class Question : std::uint32_t { withoutTheUser = 0, ofTheUser = 1 };
 
 struct Answer {
-  bool isAuthorized = false;
-  bool needsTheUser = false;
-  bool isDismissed = false;
+  Authorization authorization = {};
   std::optional<LAError> error = std::nullopt;
   bool areDetailsRefused = false;
 };
 
 LAError errorOf(const BusReply& reply, const BusConnection& bus) {
-  if (reply.result == -ETIMEDOUT || reply.errorName == SD_BUS_ERROR_NO_REPLY || !bus.isOpen())
+  const detail::CallFailure failure = detail::failureOf(reply.errorName);
+  if (reply.result == -ETIMEDOUT || failure == detail::CallFailure::noAnswer || !bus.isOpen())
     return LAError(LAFailure::notAnswering);
-  if (reply.errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER)
-    return LAError(LAFailure::noService, reply.errorMessage);
+  if (failure == detail::CallFailure::noOwner) return LAError(LAFailure::noService, reply.errorMessage);
   if (reply.errorMessage.ends_with("is not registered")) return LAError(LAFailure::notInstalled, reply.errorMessage);
   return LAError(LAFailure::refused, reply.errorMessage);
 }
@@ -53,25 +54,6 @@ BusMessage makeQuestion(const BusConnection& bus, const std::string& action, Que
   return result < 0 ? nullptr : std::move(call);
 }
 
-bool read(sd_bus_message* message, Answer& answer) {
-  int isAuthorized = 0;
-  int needsTheUser = 0;
-  if (sd_bus_message_enter_container(message, 'r', "bba{ss}") <= 0 ||
-      sd_bus_message_read(message, "bb", &isAuthorized, &needsTheUser) <= 0 ||
-      sd_bus_message_enter_container(message, 'a', "{ss}") < 0) {
-    return false;
-  }
-  answer.isAuthorized = isAuthorized != 0;
-  answer.needsTheUser = needsTheUser != 0;
-  const char* key = nullptr;
-  const char* value = nullptr;
-  int result = 0;
-  while ((result = sd_bus_message_read(message, "{ss}", &key, &value)) > 0) {
-    if (std::string_view(key) == "polkit.dismissed" && *value != '\0') answer.isDismissed = true;
-  }
-  return result == 0;
-}
-
 Answer ask(BusConnection& bus, const std::string& action, Question question, const std::string* message) {
   Answer answer;
   const BusMessage call = makeQuestion(bus, action, question, message);
@@ -85,9 +67,10 @@ Answer ask(BusConnection& bus, const std::string& action, Question question, con
     answer.error = errorOf(reply, bus);
     answer.areDetailsRefused =
         message != nullptr && reply.errorName == "org.freedesktop.PolicyKit1.Error.NotAuthorized";
-  } else if (!read(reply.message.get(), answer)) {
-    answer.isAuthorized = false;
-    answer.error = LAError(LAFailure::refused, "the answer is of another type");
+  } else if (const auto authorization = detail::readAuthorization(reply.message.get())) {
+    answer.authorization = *authorization;
+  } else {
+    answer.error = LAError(LAFailure::refused, std::string(detail::description(authorization.error())));
   }
   return answer;
 }
@@ -126,7 +109,8 @@ class PolkitContext final : public LAContext {
       return LAError(result == -ETIMEDOUT ? LAFailure::notAnswering : LAFailure::noService, "the system bus");
     const Answer answer = ask(bus, *action_, Question::withoutTheUser, nullptr);
     if (answer.error) return answer.error;
-    if (!answer.isAuthorized && !answer.needsTheUser) return LAError(LAFailure::denied, "the policy forbids it");
+    if (!answer.authorization.isAuthorized && !answer.authorization.needsTheUser)
+      return LAError(LAFailure::denied, "the policy forbids it");
     return std::nullopt;
   }
 
@@ -137,11 +121,11 @@ class PolkitContext final : public LAContext {
     Answer answer = ask(bus, action, Question::ofTheUser, &reason);
     const bool isReasonRefused = answer.areDetailsRefused;
     if (isReasonRefused) answer = ask(bus, action, Question::ofTheUser, nullptr);
-    if (answer.isAuthorized) return std::nullopt;
+    if (answer.authorization.isAuthorized) return std::nullopt;
     if (!answer.error) {
-      answer.error = LAError(answer.isDismissed    ? LAFailure::cancelled
-                             : answer.needsTheUser ? LAFailure::noAgent
-                                                   : LAFailure::denied);
+      answer.error = LAError(answer.authorization.isDismissed    ? LAFailure::cancelled
+                             : answer.authorization.needsTheUser ? LAFailure::noAgent
+                                                                 : LAFailure::denied);
     }
     if (isReasonRefused) answer.error->setInformation("localizedReason", "not shown");
     return answer.error;

@@ -19,10 +19,6 @@
 
 namespace Tessaly::inline v1::detail {
 
-OwnedDescriptor::~OwnedDescriptor() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 int lockFile(int descriptor, LockMode mode, Patience patience) noexcept {
   const int operation = (mode == LockMode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
   using Clock = std::chrono::steady_clock;

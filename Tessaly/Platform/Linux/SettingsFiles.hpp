@@ -7,33 +7,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 
 namespace Tessaly::inline v1::detail {
-
-/// A file descriptor that is closed at its end.
-///
-/// Thread contract: thread-compatible.
-class OwnedDescriptor {
- public:
-  OwnedDescriptor() noexcept = default;
-  explicit OwnedDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  OwnedDescriptor(OwnedDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  OwnedDescriptor& operator=(OwnedDescriptor other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  TESSALY_EXPORT ~OwnedDescriptor();
-
-  [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
-  [[nodiscard]] int get() const noexcept { return descriptor_; }
-
- private:
-  int descriptor_ = -1;
-};
 
 enum class LockMode : std::uint8_t { shared, exclusive };
 enum class Patience : std::uint8_t { none, some };

@@ -45,7 +45,7 @@ struct PowerStatus {
   struct Attempt {
     PowerService service = PowerService::none;
     PowerProblem problem = PowerProblem::none;
-    /// The service's own words, if it had any.
+    /// The service's own words, or what is wrong with its answer; may be empty.
     std::string message = {};
     friend bool operator==(const Attempt&, const Attempt&) = default;
   };

@@ -79,8 +79,9 @@ class ResumeContinuation {
 TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor,
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 
-/// Yields statuses in the order of what they tell of, though paths and settings change on different threads: whoever
-/// comes while another is yielding leaves it to that one, so that no status that was formed earlier comes later.
+/// Yields a status for each change that is heard of, formed then and there, though paths and settings change on
+/// different threads: each takes its place in a row before it is formed, so that the last was formed after the last
+/// change. Whoever comes while another is yielding leaves it to that one.
 class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}
@@ -89,13 +90,14 @@ class StatusFeed {
   void yield(std::optional<NWPath> path, const NWPathMonitor& monitor);
 
  private:
-  struct Pending {
-    std::deque<std::optional<NWPath>> paths;
+  struct Row {
+    /// None where one is being formed.
+    std::deque<std::optional<Status>> statuses;
     bool isYielding = false;
   };
 
   UnfairLock lock_;
-  Pending pending_ TESSALY_GUARDED_BY(lock_);
+  Row row_ TESSALY_GUARDED_BY(lock_);
   const AsyncStream<Status>::Continuation continuation_;
 };
 

@@ -18,7 +18,9 @@
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
+#include "tests/Support/Impostor.hpp"
 #include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/WakeUps.hpp"
 
 // What NetworkManager says of the expense, on a bus of the test's own, from a stand-in that may also misbehave.
 
@@ -143,32 +145,42 @@ class Metered : public testing::Test {
   class Follower {
    public:
     Follower()
-        : watch_(MeteredWatch::make([this] {
-            const std::lock_guard guard(mutex_);
-            if (watch_ != nullptr) states_.push_back(watch_->state());
-            changed_.notify_all();
+        : watch_(MeteredWatch::make([seen = seen_] {
+            const std::lock_guard guard(seen->mutex);
+            if (const auto watch = seen->watch.lock()) seen->states.push_back(watch->state());
+            seen->changed.notify_all();
           })) {
+      {
+        const std::lock_guard guard(seen_->mutex);
+        seen_->watch = watch_;
+      }
       watch_->connectIfNeeded();
     }
 
     bool becomes(State state) {
-      std::unique_lock lock(mutex_);
-      return changed_.wait_for(lock, 8s, [&] { return watch_->state() == state; });
+      std::unique_lock lock(seen_->mutex);
+      return seen_->changed.wait_for(lock, 8s, [&] { return watch_->state() == state; });
     }
     bool becomes(bool isExpensive) {
       return becomes(State{.isExpensive = isExpensive, .source = Source::networkManager});
     }
     bool becomes(Source source) { return becomes(State{.isExpensive = false, .source = source}); }
     std::vector<State> states() {
-      const std::lock_guard guard(mutex_);
-      return states_;
+      const std::lock_guard guard(seen_->mutex);
+      return seen_->states;
     }
     MeteredWatch& watch() { return *watch_; }
 
    private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<State> states_;
+    /// Outlives the follower where it is just being told of something.
+    struct Seen {
+      std::mutex mutex;
+      std::condition_variable changed;
+      std::vector<State> states;
+      std::weak_ptr<MeteredWatch> watch;
+    };
+
+    const std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();
     const std::shared_ptr<MeteredWatch> watch_;
   };
 
@@ -180,6 +192,16 @@ TEST_F(Metered, WithoutABusNothingIsExpensive) {
   const auto watch = MeteredWatch::make([] { FAIL(); });
   watch->connectIfNeeded();
   EXPECT_EQ(watch->state(), (State{.isExpensive = false, .source = Source::noBus}));
+}
+
+TEST_F(Metered, WhatOnlyPosesAsABusIsNone) {
+  for (const std::string& lie : Tests::Impostor::lies()) {
+    const Tests::Impostor impostor("DBUS_SYSTEM_BUS_ADDRESS", lie);
+    ASSERT_TRUE(impostor.isThere());
+    Follower follower;
+    EXPECT_TRUE(follower.becomes(Source::noBus)) << testing::PrintToString(lie.substr(0, 200));
+    EXPECT_GE(impostor.visitors(), 1);
+  }
 }
 
 TEST_F(Metered, WithoutNetworkManagerNothingIsExpensive) {
@@ -324,6 +346,19 @@ TEST_F(Metered, WatchesComeAndGoWhileItChanges) {
   }
   isDone = true;
   changer.join();
+}
+
+TEST_F(Metered, NothingWakesAWatchWhileNothingChanges) {
+  StandIn manager(1);
+  Follower follower;
+  EXPECT_TRUE(follower.becomes(true));
+  // Longer than any limit for an answer.
+  EXPECT_TRUE(Tests::libraryStaysAsleep(2500ms));
+  // And that it would be seen.
+  const std::int64_t before = Tests::sleepsOfLibrary();
+  manager.change(2);
+  EXPECT_TRUE(follower.becomes(false));
+  EXPECT_GT(Tests::sleepsOfLibrary(), before);
 }
 
 TEST_F(Metered, TheServiceFollowsIt) {

@@ -19,6 +19,7 @@
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
+#include "tests/Support/Impostor.hpp"
 #include "tests/system/services/PrivateBus.hpp"
 
 // Questions to an authority on a bus of the test's own: a stand-in, and the real polkitd.
@@ -145,6 +146,40 @@ TEST_F(AuthenticationTest, AnAnswerOfAnotherTypeIsARefusal) {
   ASSERT_EQ(polkit->reason(), "");
   polkit->set({"CheckAuthorization", "(sa{sv})sa{ss}us", "s", "ret = 'yes'"});
   EXPECT_EQ(evaluate(action), code(LAFailure::refused));
+}
+
+TEST_F(AuthenticationTest, AnAnswerWithoutAllItsPartsIsARefusal) {
+  const auto polkit = this->polkit("");
+  ASSERT_EQ(polkit->reason(), "");
+  for (const auto& [type, answered] :
+       {std::pair("", ""), std::pair("(bb)", "ret = (dbus.Boolean(True), dbus.Boolean(False))"),
+        std::pair("bba{ss}", "ret = (True, False, dbus.Dictionary({}, signature='ss'))"),
+        std::pair("v", "ret = dbus.Boolean(True)")}) {
+    polkit->set({"CheckAuthorization", "(sa{sv})sa{ss}us", type, answered});
+    EXPECT_EQ(evaluate(action), code(LAFailure::refused)) << type;
+  }
+}
+
+TEST_F(AuthenticationTest, AnErrorIsARefusal) {
+  const auto polkit =
+      this->polkit("raise dbus.exceptions.DBusException('not now', name='org.freedesktop.PolicyKit1.Error.Failed')");
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), code(LAFailure::refused));
+}
+
+TEST_F(AuthenticationTest, AnAuthorityThatAnswersLateButInTimeIsBelieved) {
+  const auto polkit = this->polkit("import time; time.sleep(0.5)\n" + answer("True", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  EXPECT_EQ(evaluate(action), success);
+}
+
+TEST_F(AuthenticationTest, WhatOnlyPosesAsABusIsNone) {
+  for (const std::string& lie : Tests::Impostor::lies()) {
+    const Tests::Impostor impostor("DBUS_SYSTEM_BUS_ADDRESS", lie);
+    ASSERT_TRUE(impostor.isThere());
+    EXPECT_EQ(evaluate(action), code(LAFailure::noService)) << testing::PrintToString(lie.substr(0, 200));
+    EXPECT_GE(impostor.visitors(), 1);
+  }
 }
 
 TEST_F(AuthenticationTest, AnAuthorityThatNeverAnswersTheFirstQuestionIsGivenUp) {

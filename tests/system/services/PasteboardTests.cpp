@@ -16,6 +16,7 @@
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
 #include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/WakeUps.hpp"
 #include "tests/system/services/Process.hpp"
 #include "tests/system/services/XServer.hpp"
 
@@ -133,6 +134,44 @@ TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
   second.join();
   EXPECT_TRUE(comesTrue([&] { return pasteboard_.status().isOwner != other.status().isOwner; }));
   EXPECT_EQ(paste(), pasteboard_.status().isOwner ? "first" : "second");
+}
+
+TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
+  const std::string theirs = server_.folder() + "/theirs";
+  std::ofstream(theirs) << "theirs";
+  std::vector<Tests::Process> programs;
+  std::thread other([&] {
+    for (int i = 0; i < 20; ++i) {
+      programs.emplace_back(std::vector<std::string>{"xclip", "-quiet", "-i", "-selection", "clipboard", theirs});
+      if (i % 4 == 3) programs[static_cast<std::size_t>(i - 2)].end();  // It may own it just then.
+    }
+  });
+  for (int i = 0; i < 200; ++i) PasteboardService::write("ours");
+  other.join();
+  for (Tests::Process& program : programs) program.end();
+  // The display may still have to read what they said last.
+  EXPECT_TRUE(comesTrue([this] {
+    PasteboardService::write("ours again");
+    return paste() == "ours again";
+  }));
+  for (int i = 0; i < 5; ++i) {
+    PasteboardService::write("ours at last");
+    EXPECT_EQ(paste(), "ours at last");
+    EXPECT_TRUE(PasteboardBackend::current().status().isOwner);
+    const auto next = server_.copyElsewhere("theirs at last");
+    EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+    EXPECT_EQ(paste(), "theirs at last");
+  }
+}
+
+TEST_F(X11Pasteboard, NothingWakesWhoServesWhileNobodyAsks) {
+  PasteboardService::write("text");
+  EXPECT_EQ(paste(), "text");
+  EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
+  // And that it would be seen.
+  const std::int64_t before = Tests::sleepsOfLibrary();
+  EXPECT_EQ(paste(), "text");
+  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
 TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
@@ -273,6 +312,16 @@ TEST_F(WaylandPasteboard, TwoHostsThatFightEndWithOneOwner) {
   second.join();
   EXPECT_TRUE(comesTrue([&] { return pasteboards[0].status().isOwner != pasteboards[1].status().isOwner; }));
   EXPECT_EQ(paste(), pasteboards[0].status().isOwner ? "first" : "second");
+}
+
+TEST_F(WaylandPasteboard, NothingWakesWhoServesWhileNobodyAsks) {
+  PasteboardService::write("text");
+  EXPECT_EQ(paste(), "text");
+  EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
+  // And that it would be seen.
+  const std::int64_t before = Tests::sleepsOfLibrary();
+  EXPECT_EQ(paste(), "text");
+  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
 TEST_F(WaylandPasteboard, ADisplayThatHangsIsGivenUp) {

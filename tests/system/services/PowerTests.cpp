@@ -14,6 +14,8 @@
 
 #include "Tessaly/Platform/Linux/BusPower.hpp"
 #include "Tessaly/SystemServices/SleepHandler.hpp"
+#include "tests/Support/Impostor.hpp"
+#include "tests/Support/WakeUps.hpp"
 #include "tests/system/services/PrivateBus.hpp"
 
 // Assertions held by services on buses of the test's own: stand-ins of the desktop's, and the real login manager.
@@ -135,6 +137,61 @@ TEST_F(PowerTest, ABusThatAcceptsAndSaysNothingIsGivenUp) {
   EXPECT_EQ(create(), 0);
 }
 
+TEST_F(PowerTest, WhatOnlyPosesAsABusIsNone) {
+  ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+  const std::ptrdiff_t before = descriptors();
+  for (const std::string& lie : Tests::Impostor::lies()) {
+    const Tests::Impostor impostor("DBUS_SESSION_BUS_ADDRESS", lie);
+    ASSERT_TRUE(impostor.isThere());
+    EXPECT_NE(create(), 0);
+    EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noBus}))
+        << testing::PrintToString(lie.substr(0, 200));
+    EXPECT_GE(impostor.visitors(), 1);
+  }
+  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+}
+
+TEST_F(PowerTest, ABusThatDiesWhileAServiceIsAskedIsNoBus) {
+  const auto saver = screenSaver("import time; time.sleep(60)");
+  START(saver);
+  std::thread killer([&] {
+    comesTrue([&] { return !saver->calls().empty(); });
+    session_.daemon().end();
+  });
+  EXPECT_NE(create(), 0);
+  killer.join();
+  EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noOwner}));
+}
+
+TEST_F(PowerTest, WhenBothBusesDieTheAssertionIsFoundAgainOnceThereIsOneAgain) {
+  auto saver = screenSaver();
+  START(saver);
+  ASSERT_EQ(create(), 0);
+  session_.daemon().end();
+  system_.daemon().end();
+  saver->stop();
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
+  session_.start();
+  ASSERT_EQ(session_.reason(), "");
+  saver->start();
+  START(saver);
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::screenSaver; }));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(saver->calls().back(), "UnInhibit 7");
+}
+
+TEST_F(PowerTest, NothingWakesAHeldAssertionWhileNothingHappens) {
+  const auto saver = screenSaver();
+  START(saver);
+  ASSERT_EQ(create(), 0);
+  EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
+  // And that it would be seen.
+  const std::int64_t before = Tests::sleepsOfLibrary();
+  saver->stop();
+  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
+  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
+}
+
 TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
   const auto saver = screenSaver();
   START(saver);
@@ -224,7 +281,12 @@ TEST_F(PowerTest, AnAnswerOfAnotherTypeIsPassedOver) {
   const auto saver = screenSaver("ret = 'seven'", "s");
   START(saver);
   EXPECT_NE(create(), 0);
-  EXPECT_EQ(problems().front(), PowerProblem::wrongReply);
+  EXPECT_EQ(power_.status().attempts.front(), (PowerStatus::Attempt{PowerService::screenSaver, PowerProblem::wrongReply,
+                                                                    "the answer is of another type"}));
+  saver->set({"Inhibit", "ss", "", ""});
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(power_.status().attempts.front(),
+            (PowerStatus::Attempt{PowerService::screenSaver, PowerProblem::wrongReply, "the answer ends too early"}));
 }
 
 TEST_F(PowerTest, AReasonThatIsNotUTF8IsAFailureAndNoDisconnection) {
@@ -283,6 +345,20 @@ TEST_F(PowerTest, AReleaseThatIsRefusedKeepsTheAssertion) {
   EXPECT_EQ(power_.status().service, PowerService::screenSaver);
   saver->set({"UnInhibit", "u", "", ""});
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_NE(power_.releaseAssertion(identifier_), 0);
+}
+
+TEST_F(PowerTest, AReleaseThatIsNotAnsweredEndsTheConnectionThatAsked) {
+  LateScreenSaver saver(session_);
+  ASSERT_TRUE(saver.isThere());
+  std::string asker;
+  std::thread serving([&] { asker = saver.answerOne(std::chrono::milliseconds(0)); });
+  ASSERT_EQ(create(), 0);
+  serving.join();
+  EXPECT_TRUE(session_.hasOwner(asker));
+  EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
+  EXPECT_EQ(power_.status().service, PowerService::none);
+  EXPECT_TRUE(comesTrue([&] { return !session_.hasOwner(asker); }));
   EXPECT_NE(power_.releaseAssertion(identifier_), 0);
 }
 

@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Platform/Linux/BusReplies.hpp"
+#include "tests/Support/BusWire.hpp"
+
+namespace {
+
+using namespace Tessaly::detail;
+using Tessaly::Tests::BusWire;
+using Kind = PropertyChange::Kind;
+
+constexpr const char* interface = "org.example.Manager";
+
+/// What a reader made of a message: the name of its problem, or "".
+template <typename Value>
+std::string problem(const std::expected<Value, ReplyProblem>& read) {
+  return read.has_value() ? "" : std::string(description(read.error()));
+}
+
+const std::string isError(description(ReplyProblem::isError));
+const std::string missing(description(ReplyProblem::missing));
+const std::string otherType(description(ReplyProblem::otherType));
+const std::string malformed(description(ReplyProblem::malformed));
+
+class BusReplies : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(wire_.bus(), nullptr); }
+
+  /// A message that sd-bus made, of these arguments.
+  template <typename... Arguments>
+  BusWire::Message made(const char* types, Arguments... arguments) {
+    sd_bus_message* message = nullptr;
+    EXPECT_GE(sd_bus_message_new_signal(wire_.bus(), &message, "/org/example", "org.example.Service", "Changed"), 0);
+    EXPECT_GE(sd_bus_message_append(message, types, arguments...), 0) << types;
+    EXPECT_GE(sd_bus_message_seal(message, 1, 0), 0);
+    return BusWire::Message(message);
+  }
+  BusWire::Message empty() { return made(""); }
+
+  /// One that came over a connection, with any bytes as its body.
+  BusWire::Message received(std::string signature, std::string body, std::uint32_t descriptors = 0) {
+    BusWire::Message message =
+        wire_.receive({.signature = std::move(signature), .body = std::move(body), .descriptors = descriptors});
+    EXPECT_NE(message, nullptr);
+    return message;
+  }
+  BusWire::Message error(std::string signature, std::string body) {
+    BusWire::Message message =
+        wire_.receive({.kind = BusWire::Kind::error, .signature = std::move(signature), .body = std::move(body)});
+    EXPECT_NE(message, nullptr);
+    return message;
+  }
+
+  static std::string bytes(std::uint32_t number) {
+    return std::string(reinterpret_cast<const char*>(&number), sizeof number);
+  }
+  /// A text as it stands in a body.
+  static std::string encoded(std::string_view text) {
+    std::string result = bytes(static_cast<std::uint32_t>(text.size()));
+    result += text;
+    result.append(4 - text.size() % 4, '\0');
+    return result;
+  }
+  static auto readChange(const BusWire::Message& message) {
+    return readPropertyChange(message.get(), interface, "Metered");
+  }
+  static std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  }
+  /// What every reader makes of messages that the function makes, in this order.
+  static std::vector<std::string> problems(const std::function<BusWire::Message()>& make) {
+    return {problem(readNumber(make().get())),       problem(readNumberProperty(make().get())),
+            problem(readDescriptor(make().get())),   problem(readOwner(make().get())),
+            problem(readOwnerChange(make().get())),  problem(readChange(make())),
+            problem(readAuthorization(make().get()))};
+  }
+
+  BusWire wire_;
+};
+
+TEST_F(BusReplies, ANumberIsRead) {
+  for (const std::uint32_t number : {0U, 7U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(readNumber(made("u", number).get()), number);
+    EXPECT_EQ(readNumberProperty(made("v", "u", number).get()), number);
+    EXPECT_EQ(readNumber(received("u", bytes(number)).get()), number);
+  }
+  // What comes behind is nobody's business.
+  EXPECT_EQ(readNumber(made("us", 7U, "more").get()), 7U);
+  EXPECT_EQ(readNumberProperty(made("vv", "u", 7U, "s", "more").get()), 7U);
+}
+
+TEST_F(BusReplies, ANumberOfAnotherTypeIsNone) {
+  EXPECT_EQ(problem(readNumber(made("i", 7).get())), otherType);
+  EXPECT_EQ(problem(readNumber(made("v", "u", 7U).get())), otherType);
+  EXPECT_EQ(problem(readNumber(made("(u)", 7U).get())), otherType);
+  EXPECT_EQ(problem(readNumber(made("au", 1, 7U).get())), otherType);
+  EXPECT_EQ(problem(readNumberProperty(made("u", 7U).get())), otherType);
+  EXPECT_EQ(problem(readNumberProperty(made("v", "s", "7").get())), otherType);
+  EXPECT_EQ(problem(readNumberProperty(made("v", "i", 7).get())), otherType);
+  EXPECT_EQ(problem(readNumberProperty(made("v", "au", 0).get())), otherType);
+}
+
+TEST_F(BusReplies, AVariantInAVariantIsOfAnotherType) {
+  EXPECT_EQ(problem(readNumberProperty(made("v", "v", "u", 7U).get())), otherType);
+  const auto change = made("sa{sv}as", interface, 1, "Metered", "v", "v", "u", 1U, 0);
+  EXPECT_EQ(problem(readChange(change)), otherType);
+}
+
+TEST_F(BusReplies, HoweverDeepWhatIsPassedOverIsNestedTheReadingEnds) {
+  int deepest = 0;
+  for (int depth = 1; depth < 500; ++depth) {
+    std::string entry = bytes(5) + std::string("Other", 6);
+    for (int i = 1; i < depth; ++i) entry += std::string("\1v", 3);
+    entry += std::string("\1y\0x", 4);
+    std::string body = encoded(interface) + bytes(static_cast<std::uint32_t>(entry.size()));
+    body.append((8 - body.size() % 8) % 8, '\0');
+    body += entry;
+    body.append((4 - body.size() % 4) % 4, '\0');
+    const auto change = readChange(received("sa{sv}as", body + bytes(0)));
+    if (!change) {
+      // sd-bus goes no deeper.
+      EXPECT_EQ(problem(change), malformed) << depth;
+      continue;
+    }
+    EXPECT_EQ(change->kind, Kind::none) << depth;
+    EXPECT_EQ(deepest, depth - 1);
+    deepest = depth;
+  }
+  EXPECT_GT(deepest, 30);
+  RecordProperty("deepest", deepest);
+}
+
+TEST_F(BusReplies, AnEmptyMessageLacksWhatIsLookedFor) {
+  EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(7, missing));
+  EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(7, missing));
+}
+
+TEST_F(BusReplies, AnErrorIsNoAnswerWhateverItHolds) {
+  const std::vector<std::string> errors(7, isError);
+  EXPECT_EQ(problems([this] { return error("", ""); }), errors);
+  EXPECT_EQ(problems([this] { return error("u", bytes(7)); }), errors);
+  EXPECT_EQ(problems([this] { return error("s", encoded(":1.7")); }), errors);
+}
+
+TEST_F(BusReplies, ABodyThatIsShorterThanItsTypesSayIsMalformed) {
+  EXPECT_EQ(problem(readNumber(received("u", "").get())), malformed);
+  EXPECT_EQ(problem(readNumber(received("u", "\1\2\3").get())), malformed);
+  EXPECT_EQ(problem(readNumberProperty(received("v", "").get())), malformed);
+  EXPECT_EQ(problem(readNumberProperty(received("v", std::string("\1u\0", 3)).get())), malformed);
+  EXPECT_EQ(problem(readDescriptor(received("h", "").get())), malformed);
+  EXPECT_EQ(problem(readOwner(received("s", "").get())), malformed);
+  EXPECT_EQ(problem(readOwnerChange(received("sss", encoded("org.example")).get())), malformed);
+  EXPECT_EQ(problem(readChange(received("sa{sv}as", encoded(interface)))), malformed);
+  EXPECT_EQ(problem(readAuthorization(received("(bba{ss})", bytes(1)).get())), malformed);
+  EXPECT_EQ(problem(readAuthorization(received("(bba{ss})", bytes(1) + bytes(0)).get())), malformed);
+}
+
+TEST_F(BusReplies, LengthsBeyondTheBodyAreMalformed) {
+  for (const std::uint32_t length :
+       {1'000U, 0x3FFFFFFU, 0x4000000U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+    const std::string sized = bytes(length);
+    EXPECT_EQ(problem(readOwner(received("s", sized + "1").get())), malformed) << length;
+    EXPECT_EQ(problem(readOwnerChange(received("sss", encoded("org.example") + sized).get())), malformed) << length;
+    EXPECT_EQ(problem(readChange(received("sa{sv}as", encoded(interface) + sized + bytes(0)))), malformed) << length;
+    EXPECT_EQ(problem(readChange(received("sa{sv}as", encoded(interface) + bytes(0) + bytes(0) + sized))), malformed)
+        << length;
+    EXPECT_EQ(problem(readAuthorization(received("(bba{ss})", bytes(1) + bytes(0) + sized + bytes(0)).get())),
+              malformed)
+        << length;
+  }
+}
+
+TEST_F(BusReplies, TextWithoutItsEndOrNotInUTF8IsMalformed) {
+  EXPECT_EQ(problem(readOwner(received("s", bytes(4) + ":1.7x").get())), malformed);
+  EXPECT_EQ(problem(readOwner(received("s", bytes(4) + std::string(":1\0"
+                                                                   "7\0",
+                                                                   5))
+                                  .get())),
+            malformed);
+  EXPECT_EQ(problem(readOwner(received("s", encoded(":1.\xFF")).get())), malformed);
+  EXPECT_EQ(problem(readChange(received("sa{sv}as", encoded("\xC3\x28") + bytes(0) + bytes(0)))), malformed);
+}
+
+TEST_F(BusReplies, TheOwnerOfANameIsAConnectionsName) {
+  EXPECT_EQ(readOwner(made("s", ":1.42").get()), ":1.42");
+  EXPECT_EQ(readOwner(made("s", "org.freedesktop.DBus").get()), "org.freedesktop.DBus");
+  EXPECT_EQ(readOwner(made("s", (":1." + std::string(252, '4')).c_str()).get()), ":1." + std::string(252, '4'));
+  EXPECT_EQ(problem(readOwner(made("u", 42U).get())), otherType);
+  EXPECT_EQ(problem(readOwner(made("o", "/org/example").get())), otherType);
+}
+
+TEST_F(BusReplies, AnOwnerThatIsNoNameOrTooLongIsMalformed) {
+  for (const std::string& owner : {std::string(), std::string("anybody"), std::string(":1.4 2"),
+                                   ":1." + std::string(253, '4'), ":1." + std::string(5'000'000, '4')}) {
+    EXPECT_EQ(problem(readOwner(received("s", encoded(owner)).get())), malformed) << owner.size();
+    if (!owner.empty()) {
+      EXPECT_EQ(problem(readOwnerChange(made("sss", "org.example", "", owner.c_str()).get())), malformed);
+    }
+  }
+}
+
+TEST_F(BusReplies, AnOwnerComesGoesAndIsReplaced) {
+  for (const auto& [former, next] : {std::pair("", ":1.7"), std::pair(":1.7", ""), std::pair(":1.7", ":1.8")}) {
+    const auto change = readOwnerChange(made("sss", "org.example.Manager", former, next).get());
+    ASSERT_TRUE(change.has_value()) << problem(change);
+    EXPECT_EQ(change->name, "org.example.Manager");
+    EXPECT_EQ(change->former, former);
+    EXPECT_EQ(change->next, next);
+  }
+  EXPECT_EQ(problem(readOwnerChange(made("ss", "org.example.Manager", ":1.7").get())), missing);
+  EXPECT_EQ(problem(readOwnerChange(made("ssu", "org.example.Manager", ":1.7", 8U).get())), otherType);
+  EXPECT_EQ(problem(readOwnerChange(made("as", 3, "org.example.Manager", "", ":1.7").get())), otherType);
+  EXPECT_EQ(problem(readOwnerChange(made("sss", "", "", ":1.7").get())), malformed);
+}
+
+TEST_F(BusReplies, ADescriptorOutlivesItsMessageAndIsClosedAtItsEnd) {
+  const std::ptrdiff_t before = openDescriptors();
+  {
+    const auto descriptor = readDescriptor(received("h", bytes(0), 1).get());
+    ASSERT_TRUE(descriptor.has_value()) << problem(descriptor);
+    EXPECT_GE(::fcntl(descriptor->get(), F_GETFD), 0);
+    EXPECT_EQ(::fcntl(descriptor->get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_EQ(openDescriptors(), before + 1);
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(BusReplies, ADescriptorThatDidNotComeIsMalformed) {
+  const std::ptrdiff_t before = openDescriptors();
+  EXPECT_EQ(problem(readDescriptor(received("h", bytes(0)).get())), malformed);
+  EXPECT_EQ(problem(readDescriptor(received("h", bytes(1), 1).get())), malformed);
+  EXPECT_EQ(problem(readDescriptor(received("h", bytes(0xFFFFFFFF), 4).get())), malformed);
+  EXPECT_EQ(problem(readDescriptor(received("u", bytes(0), 2).get())), otherType);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(BusReplies, ADescriptorThatThereIsNoRoomForIsNotTaken) {
+  const BusWire::Message message = received("h", bytes(0), 1);
+  const int highest = ::dup(0);
+  ::close(highest);
+  const rlimit few{.rlim_cur = static_cast<rlim_t>(highest), .rlim_max = static_cast<rlim_t>(highest)};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  EXPECT_EQ(problem(readDescriptor(message.get())), description(ReplyProblem::noRoom));
+}
+
+TEST_F(BusReplies, AChangedPropertyIsFoundAmongOthers) {
+  const auto change = readChange(made("sa{sv}as", interface, 3, "Connectivity", "u", 4U, "Metered", "u", 3U, "Devices",
+                                      "ao", 1, "/org/example/1", 1, "Other"));
+  ASSERT_TRUE(change.has_value()) << problem(change);
+  EXPECT_EQ(change->kind, Kind::value);
+  EXPECT_EQ(change->number, 3U);
+}
+
+TEST_F(BusReplies, APropertyMayBeSaidToHaveChangedWithoutItsValue) {
+  const auto change = readChange(made("sa{sv}as", interface, 0, 2, "Other", "Metered"));
+  ASSERT_TRUE(change.has_value()) << problem(change);
+  EXPECT_EQ(change->kind, Kind::invalidated);
+  EXPECT_EQ(readChange(made("sa{sv}as", interface, 1, "Metered", "u", 1U, 1, "Metered"))->kind, Kind::value);
+  EXPECT_EQ(readChange(made("sa{sv}as", interface, 2, "Metered", "u", 1U, "Metered", "u", 2U, 0))->number, 1U);
+}
+
+TEST_F(BusReplies, ChangesOfOthersSayNothing) {
+  EXPECT_EQ(readChange(made("sa{sv}as", interface, 0, 0))->kind, Kind::none);
+  EXPECT_EQ(readChange(made("sa{sv}as", interface, 1, "metered", "u", 1U, 1, "Metered "))->kind, Kind::none);
+  EXPECT_EQ(readChange(made("sa{sv}as", "org.example.Other", 1, "Metered", "u", 1U, 0))->kind, Kind::none);
+  // Not even looked at.
+  EXPECT_EQ(readChange(made("s", "org.example.Other"))->kind, Kind::none);
+}
+
+TEST_F(BusReplies, AChangeOfAnotherTypeIsNone) {
+  EXPECT_EQ(problem(readChange(made("sa{sv}as", interface, 1, "Metered", "s", "yes", 0))), otherType);
+  EXPECT_EQ(problem(readChange(made("sa{ss}as", interface, 1, "Metered", "1", 0))), otherType);
+  EXPECT_EQ(problem(readChange(made("sa{sv}au", interface, 0, 1, 7U))), otherType);
+  EXPECT_EQ(problem(readChange(made("ssas", interface, "Metered", 0))), otherType);
+  EXPECT_EQ(problem(readChange(made("u", 1U))), otherType);
+  EXPECT_EQ(problem(readChange(made("s", interface))), missing);
+  EXPECT_EQ(problem(readChange(made("sa{sv}", interface, 0))), missing);
+}
+
+TEST_F(BusReplies, TenThousandPropertiesAreRead) {
+  sd_bus_message* message = nullptr;
+  ASSERT_GE(sd_bus_message_new_signal(wire_.bus(), &message, "/org/example", "org.example.Service", "Changed"), 0);
+  const BusWire::Message owned(message);
+  sd_bus_message_append(message, "s", interface);
+  sd_bus_message_open_container(message, 'a', "{sv}");
+  for (int i = 0; i < 10'000; ++i) sd_bus_message_append(message, "{sv}", "Other", "s", "text");
+  sd_bus_message_append(message, "{sv}", "Metered", "u", 1U);
+  sd_bus_message_close_container(message);
+  sd_bus_message_append(message, "as", 0);
+  ASSERT_GE(sd_bus_message_seal(message, 1, 0), 0);
+  EXPECT_EQ(readChange(owned)->number, 1U);
+}
+
+TEST_F(BusReplies, AnAuthorizationIsReadWithWhatItSaysOfTheUser) {
+  for (const auto& [isAuthorized, needsTheUser] :
+       {std::pair(0, 0), std::pair(0, 1), std::pair(1, 0), std::pair(1, 1)}) {
+    const auto read = readAuthorization(made("(bba{ss})", isAuthorized, needsTheUser, 0).get());
+    ASSERT_TRUE(read.has_value()) << problem(read);
+    EXPECT_EQ(read->isAuthorized, isAuthorized != 0);
+    EXPECT_EQ(read->needsTheUser, needsTheUser != 0);
+    EXPECT_FALSE(read->isDismissed);
+  }
+  EXPECT_TRUE(readAuthorization(made("(bba{ss})", 0, 0, 2, "polkit.retains", "1", "polkit.dismissed", "true").get())
+                  ->isDismissed);
+  EXPECT_FALSE(readAuthorization(made("(bba{ss})", 0, 0, 1, "polkit.dismissed", "").get())->isDismissed);
+  EXPECT_FALSE(readAuthorization(made("(bba{ss})", 0, 0, 1, "dismissed", "true").get())->isDismissed);
+}
+
+TEST_F(BusReplies, AnAuthorizationOfAnotherTypeIsNone) {
+  EXPECT_EQ(problem(readAuthorization(made("b", 1).get())), otherType);
+  EXPECT_EQ(problem(readAuthorization(made("bba{ss}", 1, 0, 0).get())), otherType);
+  EXPECT_EQ(problem(readAuthorization(made("(bb)", 1, 0).get())), otherType);
+  EXPECT_EQ(problem(readAuthorization(made("(uba{ss})", 1U, 0, 0).get())), otherType);
+  EXPECT_EQ(problem(readAuthorization(made("(bba{sv})", 1, 0, 0).get())), otherType);
+  EXPECT_EQ(problem(readAuthorization(made("v", "(bba{ss})", 1, 0, 0).get())), otherType);
+}
+
+TEST_F(BusReplies, WhatErrorsMeanIsKnownByTheirNames) {
+  EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.ServiceUnknown"), CallFailure::noOwner);
+  EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.NameHasNoOwner"), CallFailure::noOwner);
+  EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.NoReply"), CallFailure::noAnswer);
+  for (const char* what : {"Object", "Method", "Interface", "Property"}) {
+    EXPECT_EQ(failureOf(std::string("org.freedesktop.DBus.Error.Unknown") + what), CallFailure::nothingThere);
+  }
+  EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.AccessDenied"), CallFailure::refused);
+  EXPECT_EQ(failureOf(""), CallFailure::refused);
+}
+
+}  // namespace
