@@ -86,20 +86,13 @@ Batch sendThenReceive(const SendingBatch& batch) {
   };
 }
 
-/// The elements of a stream that has them all, through an operator. They are put in between the calls.
-template <typename Operate>
-class ThroughOperator {
+/// Consumes the elements of a stream that has them all. They are put in between the calls.
+template <typename Consume>
+class Consumption {
  public:
-  ThroughOperator(int count, Operate operate) : count_(count), operate_(operate) { betweenCalls(); }
+  Consumption(int count, Consume consume) : count_(count), consume_(consume) { betweenCalls(); }
   void operator()() const {
-    syncWait([&]() -> Async<void> {
-      auto sequence = operate_(ends_.stream);
-      auto iterator = sequence.makeAsyncIterator();
-      for (int i = 0; i < count_; ++i) {
-        auto element = co_await iterator.next();
-        benchmark::DoNotOptimize(element);
-      }
-    });
+    syncWait([&] { return consume_(ends_.stream, count_); });
   }
   void betweenCalls() const {
     for (int i = 0; i < count_; ++i) ends_.continuation.yield(i);
@@ -107,9 +100,22 @@ class ThroughOperator {
 
  private:
   int count_;
-  Operate operate_;
+  Consume consume_;
   Stream::StreamAndContinuation ends_ = Stream::makeStream();
 };
+
+/// Asks what an operator makes of the stream for one element after the other.
+template <typename Operate>
+auto through(Operate operate) {
+  return [operate](const Stream& stream, int count) -> Async<void> {
+    auto sequence = operate(stream);
+    auto iterator = sequence.makeAsyncIterator();
+    for (int i = 0; i < count; ++i) {
+      auto element = co_await iterator.next();
+      benchmark::DoNotOptimize(element);
+    }
+  };
+}
 
 const Facility broadcast("Broadcast", [](Facility& facility) {
   for (const int listeners : {1, 8, 1'000}) {
@@ -133,25 +139,28 @@ const Facility replay("Replay", [](Facility& facility) {
         .peer("asio concurrent_channel each, no fold",
               [=] { return sendThenReceive(AsioPeers::broadcast(count, listeners)); })
         .peer("boost::signals2 into deques, no fold",
-              [=] { return sendThenReceive(SignalPeers::boostSignals(count, listeners)); });
+              [=] { return sendThenReceive(SignalPeers::boostSignals(count, listeners)); })
+        .peer("Qt signal into deques, no fold",
+              [=] { return sendThenReceive(SignalPeers::qtSignals(count, listeners)); });
   }
 });
 
 const Facility operators("Stream operators", [](Facility& facility) {
   constexpr int count = 16'384;
-  const auto row = [&](const char* name, auto operate) {
-    const auto plain = [](const Stream& stream) { return stream; };
+  const auto row = [&](const char* name, auto consume) {
+    const auto plain = through([](const Stream& stream) { return stream; });
     facility.row(std::string(name) + ", an element", count)
         .inProcessorTime()
-        .ours([=] { return ThroughOperator(count, operate); })
-        .peer("the stream itself", [=] { return ThroughOperator(count, plain); });
+        .ours([=] { return Consumption(count, consume); })
+        .peer("the stream itself", [=] { return Consumption(count, plain); });
   };
-  row("firstIdentified", [](const Stream& stream) { return firstIdentified(stream); });
-  row("handleElement", [](const Stream& stream) {
-    return handleElement(stream, [](std::int64_t element) { benchmark::DoNotOptimize(element); });
-  });
-  row("discarded", [](const Stream& stream) { return discarded(stream); });
-  row("eraseToAnyAsyncSequence", [](const Stream& stream) { return eraseToAnyAsyncSequence(stream); });
+  row("firstIdentified", through([](const Stream& stream) { return firstIdentified(stream); }));
+  row("handleElement", through([](const Stream& stream) {
+        return handleElement(stream, [](std::int64_t element) { benchmark::DoNotOptimize(element); });
+      }));
+  row("discarded", through([](const Stream& stream) { return discarded(stream); }));
+  row("eraseToAnyAsyncSequence", through([](const Stream& stream) { return eraseToAnyAsyncSequence(stream); }));
+  row("collect", [](const Stream& stream, int limit) { return collect(stream, limit); });
 });
 
 }  // namespace

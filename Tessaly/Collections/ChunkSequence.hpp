@@ -92,6 +92,11 @@ class ChunkSequence {
 
   ChunkSequence(std::int64_t chunkSize, Base base) : chunkSize_(chunkSize), base_(std::move(base)) {}
 
+  /// What is split.
+  [[nodiscard]] const Base& base() const noexcept { return base_; }
+  /// How many elements each chunk has but the last one.
+  [[nodiscard]] std::int64_t chunkSize() const noexcept { return chunkSize_; }
+
   /// A new iterator at the base's start.
   [[nodiscard]] Iterator makeIterator() const& { return Iterator(chunkSize_, base_); }
   [[nodiscard]] Iterator makeIterator() const&&

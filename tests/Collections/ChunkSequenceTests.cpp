@@ -38,6 +38,13 @@ TEST(ChunkSequence, SplitsARangeIntoChunksOfWhichTheLastMayBeShorter) {
   EXPECT_THAT(contentsOf(chunked(numbers, 5)), ElementsAre(ElementsAre(1, 2, 3, 4, 5)));
 }
 
+TEST(ChunkSequence, TellsWhatItSplitsAndHow) {
+  const std::vector numbers{1, 2, 3};
+  const auto chunks = chunked(numbers, 2);
+  EXPECT_EQ(chunks.chunkSize(), 2);
+  EXPECT_THAT(chunks.base(), ElementsAre(1, 2, 3));
+}
+
 TEST(ChunkSequence, OfAnEmptyRangeHasNoChunks) {
   const std::vector<int> none;
   for (const std::int64_t size : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, most}) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Foundation/detail/MIMEDatabase.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -375,7 +377,7 @@ MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& typ
   Types extensions;
   for (const std::string& folder : folders_) {
     if (counting.empty()) break;
-    for (const std::string& pattern : patterns(contentsOf(folder + "/" + type + ".xml"))) {
+    for (const std::string& pattern : patterns(contentsOf(fmt::format("{}/{}.xml", folder, type)))) {
       const bool counts = std::ranges::find(counting, pattern) != counting.end();
       if (counts) addOnce(extensions, std::string_view(pattern).substr(2));
     }

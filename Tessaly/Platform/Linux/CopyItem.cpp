@@ -27,7 +27,7 @@ Result checked(Result result) {
 
 /// Copies bytes at the same place by way of this process.
 void copyByReading(int source, int destination, off_t start, off_t end) {
-  std::vector<char> block(256 * 1024);
+  std::vector<char> block(std::size_t{256} * 1024);
   while (start < end) {
     const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(block.size())));
     const ssize_t received = ::pread(source, block.data(), wanted, start);

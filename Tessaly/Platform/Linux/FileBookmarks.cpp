@@ -25,7 +25,7 @@ constexpr std::string_view magic = "TSBM\x01";
 constexpr std::size_t searchedNames = 100'000;
 /// How many folders above that of the file the search goes up.
 constexpr int searchedLevels = 3;
-constexpr std::size_t maximalPath = 64 * 1024;
+constexpr std::size_t maximalPath = std::size_t{64} * 1024;
 
 /// Which file it is, on this machine.
 struct Identity {

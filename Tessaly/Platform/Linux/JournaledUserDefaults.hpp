@@ -62,7 +62,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// From a write that could not be stored until it is tried again.
   static constexpr std::chrono::seconds retryDelay{1};
   /// A journal of this size, and of that of the property list, is not left to wait for its checkpoint.
-  static constexpr std::uint64_t largeJournal = 64 * 1024;
+  static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(Options options);
   /// The store of the identifier's folder.
@@ -89,6 +89,9 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void close() noexcept;
 
  private:
+  /// What a fresh journal has room for, so that a full disk is noticed before it is needed.
+  static constexpr std::uint64_t reservedSize = std::uint64_t{256} * 1024;
+
   /// What values keys had at some earlier point, for the keys that have changed since.
   using Overlay = std::unordered_map<std::string, std::optional<PropertyList>>;
 

@@ -26,8 +26,6 @@ using detail::OwnedDescriptor;
 using detail::Patience;
 using Kind = JournalRecord::Kind;
 
-constexpr std::uint64_t reservedSize = 256 * 1024;
-
 }  // namespace
 
 JournaledUserDefaults::Outcome JournaledUserDefaults::checkpoint(Patience patience) {

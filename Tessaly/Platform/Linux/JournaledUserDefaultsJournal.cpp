@@ -26,9 +26,6 @@ using detail::OwnedDescriptor;
 using detail::Patience;
 using Kind = JournalRecord::Kind;
 
-/// What a fresh journal has room for, so that a full disk is noticed before it is needed.
-constexpr std::uint64_t reservedSize = 256 * 1024;
-
 }  // namespace
 
 int JournaledUserDefaults::openJournalFile() {

@@ -172,7 +172,7 @@ class LinuxFileManager final : public FileManager {
     if (auto home = pathVariable("HOME")) return *std::move(home);
     passwd entry{};
     passwd* found = nullptr;
-    std::vector<char> buffer(16 * 1024);
+    std::vector<char> buffer(std::size_t{16} * 1024);
     ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
     return found != nullptr && found->pw_dir[0] == '/' ? found->pw_dir : "/";
   }

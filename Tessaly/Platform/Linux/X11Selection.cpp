@@ -24,7 +24,7 @@ namespace {
 /// A program that asked for much and then takes nothing is forgotten after this time.
 constexpr auto longestPause = std::chrono::seconds(60);
 /// Servers and programs take this much at once without delay.
-constexpr std::size_t largestPiece = 256 * 1024;
+constexpr std::size_t largestPiece = std::size_t{256} * 1024;
 
 struct Free {
   void operator()(void* memory) const noexcept { std::free(memory); }
