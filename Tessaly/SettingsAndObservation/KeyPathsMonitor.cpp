@@ -51,7 +51,7 @@ bool KeyPathsMonitor::Locked::isEmpty() const {
 void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) const {
   const Monitors snapshot = copyOfMonitors();
   for (const auto& [id, weak] : snapshot.read()) {
-    if (const auto monitor = weak.monitor.lock()) monitor->didSet(keyPath, root);
+    if (const auto monitor = weak.monitor.lock()) monitor->report(keyPath, root);
   }
 }
 
@@ -69,7 +69,7 @@ void KeyPathsMonitor::monitoring(const AnyKeyPath& keyPath, Update update) {
   (*shared)(*this);
 }
 
-void KeyPathsMonitor::didSet(const AnyKeyPath& keyPath, const void* root) {
+void KeyPathsMonitor::report(const AnyKeyPath& keyPath, const void* root) {
   if (const auto found = updates_.find(keyPath); found != updates_.end()) {
     const std::shared_ptr<Update> update = found->second;  // It may give the key path another one.
     detail::callNotification("An update function of a key-path monitor", *update, *this);

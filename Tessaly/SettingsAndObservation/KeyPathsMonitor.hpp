@@ -122,6 +122,10 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     void didSet(const AnyKeyPath& keyPath, const Root& root) const {
       tell(keyPath, detail::objectIdentity(root));
     }
+    template <typename Root>
+    void didSet(const AnyKeyPath& keyPath, const std::shared_ptr<Root>& root) const {
+      didSet(keyPath, *root);
+    }
 
    private:
     /// A snapshot shares it, and whoever inserts or removes meanwhile writes a copy.
@@ -167,7 +171,11 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// very object, does what the monitor does about a change.
   template <typename Root>
   void didSet(const AnyKeyPath& keyPath, const Root& root) {
-    didSet(keyPath, detail::objectIdentity(root));
+    report(keyPath, detail::objectIdentity(root));
+  }
+  template <typename Root>
+  void didSet(const AnyKeyPath& keyPath, const std::shared_ptr<Root>& root) {
+    didSet(keyPath, *root);
   }
 
   /// Appends the monitor to an array, which keeps it from then on.
@@ -181,7 +189,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   }
 
  private:
-  void didSet(const AnyKeyPath& keyPath, const void* root);
+  void report(const AnyKeyPath& keyPath, const void* root);
   static Async<void> run(OnChange::Shared callback);
 
   const UUID id_ = UUID::random();

@@ -146,6 +146,21 @@ TEST(KeyPathsMonitor, CallsTheUpdateBeforeTheHandler) {
   EXPECT_THAT(calls, ElementsAre("update", "update", "handler"));
 }
 
+TEST(KeyPathsMonitor, TakesAnObjectByItsHolderToo) {
+  const auto record = std::make_shared<Record>();
+  const auto other = std::make_shared<Record>();
+  int changes = 0;
+  const auto monitor = counting(changes);
+  monitor->add(record, keyPath<&Record::title>);
+  record->monitors.insert(monitor);
+  monitor->didSet(keyPath<&Record::title>, record);
+  EXPECT_EQ(changes, 1);
+  monitor->didSet(keyPath<&Record::title>, other);
+  EXPECT_EQ(changes, 1);
+  record->monitors.didSet(keyPath<&Record::title>, record);
+  EXPECT_EQ(changes, 2);
+}
+
 TEST(KeyPathsMonitor, IsStillWhenItsObjectIsGone) {
   auto record = std::make_shared<Record>();
   int changes = 0;

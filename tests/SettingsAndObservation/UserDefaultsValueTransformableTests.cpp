@@ -16,6 +16,16 @@ namespace {
 
 enum class Theme { light, dark };
 enum class Unstored { one };
+enum class Side : bool { left, right };
+
+struct Answer {
+  using StoredValue = bool;
+  static std::optional<Answer> from(bool stored) { return Answer{stored}; }
+  StoredValue transformToUserDefaultValue() const { return isYes; }
+  friend bool operator==(const Answer&, const Answer&) = default;
+
+  bool isYes;
+};
 
 struct Size {
   using StoredValue = std::vector<double>;
@@ -35,6 +45,8 @@ struct Size {
 template <>
 inline constexpr auto Tessaly::rawValues<Theme> =
     Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
+template <>
+inline constexpr auto Tessaly::rawValues<Side> = Tessaly::integerRawValues(Side::right);
 
 namespace Tessaly {
 namespace {
@@ -104,6 +116,14 @@ TEST(UserDefaultsValueTransformable, AClassBringsItsOwnTwoConversions) {
   EXPECT_EQ(from<Size>({1, 2}), (Size{1, 2}));
   EXPECT_EQ(from<Size>({1}), std::nullopt);
   EXPECT_EQ(from<std::vector<Size>>({{1, 2}, {3}, {4, 5}}), (std::vector{Size{1, 2}, Size{4, 5}}));
+}
+
+TEST(UserDefaultsValueTransformable, AnArrayOfWhatIsStoredAsBooleansIsAnArrayOfThose) {
+  static_assert(std::is_same_v<StoredValue<std::vector<Side>>, std::vector<bool>>);
+  EXPECT_EQ(from<std::vector<Side>>({true, false, true}), (std::vector{Side::right, Side::right}));
+  EXPECT_EQ(transformToUserDefaultValue(std::vector{Side::right, Side::left}), (std::vector<bool>{true, false}));
+  EXPECT_EQ(from<std::vector<Answer>>({true, false}), (std::vector{Answer{true}, Answer{false}}));
+  EXPECT_EQ(transformToUserDefaultValue(std::vector{Answer{true}, Answer{false}}), (std::vector<bool>{true, false}));
 }
 
 TEST(UserDefaultsValueTransformable, AURLIsStoredAsItsPathOnly) {

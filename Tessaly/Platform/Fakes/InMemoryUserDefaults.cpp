@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "Tessaly/Platform/Text/UTF8.hpp"
+
 namespace Tessaly::inline v1 {
 
 InMemoryUserDefaults::InMemoryUserDefaults() = default;
@@ -13,11 +15,14 @@ std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
 }
 
 void InMemoryUserDefaults::change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin) {
+  if (!Text::isWellFormed(key)) return change(Text::sanitized(key), value, origin);
   const std::optional<PropertyList> previous = table_.exchange(key, value);
   if (previous != value) observers_.notify(*this, key, value, origin);
 }
 
-std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey) const { return table_.value(forKey); }
+std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey) const {
+  return Text::isWellFormed(forKey) ? table_.value(forKey) : table_.value(Text::sanitized(forKey));
+}
 
 void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
   change(forKey, std::move(value), ChangeOrigin::thisProcess);

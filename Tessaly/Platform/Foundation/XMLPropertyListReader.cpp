@@ -5,6 +5,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <string>
@@ -81,16 +82,32 @@ std::optional<PropertyList> parsedInteger(std::string_view text) {
   return PropertyList(static_cast<std::int64_t>(-value));
 }
 
+/// Of a decimal number, whatever its sign.
+bool isBelowOne(std::string_view text) {
+  const std::size_t mark = std::min(text.find_first_of("eE"), text.size());
+  const std::string_view digits = text.substr(0, mark);
+  const std::size_t firstDigit = digits.find_first_of("123456789");
+  if (firstDigit == std::string_view::npos) return true;
+  const auto first = static_cast<std::int64_t>(firstDigit);
+  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+  std::string_view exponentText = text.substr(std::min(mark + 1, text.size()));
+  if (exponentText.starts_with('+')) exponentText.remove_prefix(1);
+  std::int32_t exponent = 0;
+  const auto result = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
+  if (result.ec == std::errc::result_out_of_range) return exponentText.starts_with('-');
+  const std::int64_t powerOfFirst = point - first - (first < point ? 1 : 0);
+  return powerOfFirst + exponent < 0;
+}
+
 std::optional<PropertyList> parsedReal(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (text.empty() || end != text.data() + text.size()) return std::nullopt;
   if (error == std::errc::result_out_of_range) {
-    // The nearest that there is: zero, or the infinity.
-    const bool isTiny = text.find("e-") != text.npos || text.find("E-") != text.npos || text.starts_with("0.") ||
-                        text.starts_with("-0.");
-    value = std::copysign(isTiny ? 0.0 : std::numeric_limits<double>::infinity(), text.starts_with('-') ? -1.0 : 1.0);
+    // The nearest that there is.
+    const double nearest = isBelowOne(text) ? 0.0 : std::numeric_limits<double>::infinity();
+    value = std::copysign(nearest, text.starts_with('-') ? -1.0 : 1.0);
   } else if (error != std::errc()) {
     return std::nullopt;
   }

@@ -279,6 +279,7 @@ bool JournaledUserDefaults::synchronize() {
     const UnfairLock::Guard guard(lock_);
     JournalLock lock(*this, LockMode::shared, Patience::some);
     int error = lock.error();
+    if (error == 0) error = catchUp();
     if (error == 0) error = storePending();
     if (error == 0 && ::fdatasync(journal_.file.get()) != 0) error = errno;
     if (error != 0) noteError(error);

@@ -155,6 +155,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   // Reading everything.
   int load() TESSALY_REQUIRES(lock_);
+  /// Whether none was read yet, because the one that is there could not be. Its values are not in memory then.
+  [[nodiscard]] bool isPropertyListUnknown() const TESSALY_REQUIRES(lock_) {
+    return unreadable_ && state_.propertyList.isNone();
+  }
   /// False when it is there, but cannot be read.
   bool readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
 
@@ -163,6 +167,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// Whether an old journal was there, whose checkpoint somebody has not ended.
   Outcome checkpointOnce(detail::Patience patience, bool& hadOldJournal);
   int rotate() TESSALY_REQUIRES(lock_);
+  [[nodiscard]] int removeOldJournal() const;
   int lookAtPropertyList() TESSALY_REQUIRES(lock_);
   int adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer) TESSALY_REQUIRES(lock_);
   int writePropertyList(const std::string& path, PropertyList::Dictionary values, PropertyListFormat format);

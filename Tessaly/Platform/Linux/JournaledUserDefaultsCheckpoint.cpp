@@ -96,10 +96,22 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
     return failed(error);
   }
   detail::synchronizeFolder(targetFolder);
-  ::unlink(oldJournalPath_.c_str());
+  error = removeOldJournal();
   const UnfairLock::Guard guard(lock_);
+  if (error != 0) return failed(error);
   if (pending_.empty()) noteStored();
   return Outcome::done;
+}
+
+int JournaledUserDefaults::removeOldJournal() const {
+  if (::unlink(oldJournalPath_.c_str()) == 0 || errno == ENOENT) return 0;
+  const int error = errno;
+  // A folder, for example, that somebody has put in its place.
+  const auto name = detail::setAside(oldJournalPath_);
+  if (!name) return error;
+  detail::logPlatformError("UserDefaults",
+                           "What stood in the place of a journal of settings was put aside as " + *name);
+  return 0;
 }
 
 int JournaledUserDefaults::rotate() {
@@ -231,7 +243,7 @@ int JournaledUserDefaults::lookAtPropertyList() {
     unreadable_.reset();
     return 0;
   }
-  if (unreadable_ && state_.propertyList.isNone()) {
+  if (isPropertyListUnknown()) {
     // It could not be read at the beginning either: there is nothing to compare it with.
     PropertyList ignored = false;
     State saved = state_;

@@ -26,6 +26,11 @@ using detail::OwnedDescriptor;
 using detail::Patience;
 using Kind = JournalRecord::Kind;
 
+/// Whether a file that could not be read for this reason is none: it is missing, or something else stands there.
+bool holdsNothing(int error) noexcept {
+  return error == ENOENT || error == ENOTDIR || error == EISDIR || error == EINVAL || error == ELOOP || error == ENXIO;
+}
+
 }  // namespace
 
 int JournaledUserDefaults::openJournalFile() {
@@ -200,6 +205,7 @@ void JournaledUserDefaults::apply(const JournalRecord& record) {
           state_.propertyList = *identity;
           return;
         }
+        if (isPropertyListUnknown()) state_.wantsReload = true;
         state_.previous = std::exchange(state_.propertyList, *identity);
         state_.sincePrevious = std::exchange(state_.sincePropertyList, state_.sinceRotation);
         state_.isUnrecorded = false;
@@ -209,6 +215,7 @@ void JournaledUserDefaults::apply(const JournalRecord& record) {
     case Kind::adoption:
     case Kind::adoptionWithUnknownChanges:
       if (const auto identity = record.identity()) {
+        if (!state_.isReplaying && isPropertyListUnknown()) state_.wantsReload = true;
         state_.propertyList = *identity;
         if (state_.isReplaying) return;
         state_.isUnrecorded = false;
@@ -258,6 +265,20 @@ bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
 int JournaledUserDefaults::load() {
   // First the old journal, then the property list: a checkpoint that ends in between has put the one into the other.
   const auto old = detail::readFile(oldJournalPath_);
+  int error = old || holdsNothing(errno) ? 0 : errno;
+  std::string bytes;
+  if (journal_.isFollowed) {
+    struct stat status{};
+    int journalError = ::fstat(journal_.file.get(), &status) == 0 ? 0 : errno;
+    if (journalError == 0) {
+      journalError = detail::readAt(journal_.file.get(), 0, static_cast<std::size_t>(status.st_size), bytes);
+    }
+    if (error == 0) error = journalError;
+  }
+  if (error != 0 && isLoaded_) {
+    state_.wantsReload = true;  // What is in memory is nearer to the truth than a part of what is stored.
+    return error;
+  }
   const FileIdentity known = state_.propertyList;
   const PropertyList::Dictionary before = isLoaded_ ? table_.all() : PropertyList::Dictionary();
   PropertyList values = PropertyList::Dictionary();
@@ -294,12 +315,7 @@ int JournaledUserDefaults::load() {
   };
   if (old) replay(old->bytes);
   state_.sinceRotation.clear();
-  int error = 0;
   if (journal_.isFollowed) {
-    std::string bytes;
-    struct stat status{};
-    error = ::fstat(journal_.file.get(), &status) == 0 ? 0 : errno;
-    if (error == 0) error = detail::readAt(journal_.file.get(), 0, static_cast<std::size_t>(status.st_size), bytes);
     replay(bytes);
     JournalReader reader(std::string_view(bytes).substr(std::min(bytes.size(), JournalHeader::size)), journal_.nonce);
     while (reader.next()) {

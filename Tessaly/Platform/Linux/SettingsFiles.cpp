@@ -16,8 +16,14 @@
 #include <thread>
 
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Foundation/detail/AvailableMemory.hpp"
 
 namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::size_t largeRead = std::size_t{64} << 20;
+
+}  // namespace
 
 int lockFile(int descriptor, LockMode mode, Patience patience) noexcept {
   const int operation = (mode == LockMode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
@@ -67,6 +73,8 @@ std::optional<FileContents> readFile(const std::string& path) {
 }
 
 int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes) {
+  // Somebody may have made a file larger than all memory, which to ask for would end the process.
+  if (size >= largeRead && static_cast<std::int64_t>(size) > availableMemory()) return ENOMEM;
   bytes.resize(size);
   std::size_t count = 0;
   while (count < size) {

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "Tessaly/Platform/Tasks/Notification.hpp"
 #include "Tessaly/Platform/Text/UTF8.hpp"
 
@@ -13,27 +17,38 @@ void KeyValueObservers::add(const std::shared_ptr<KeyValueObserver>& observer, s
                             KeyValueObservingOptions options, void* context) {
   Registration registration{.observer = observer,
                             .address = observer.get(),
-                            .key = key ? std::optional(std::string(*key)) : std::nullopt,
-                            .replacement = std::nullopt,
+                            .illFormedKey = std::nullopt,
                             .options = options,
-                            .context = context};
-  if (key && !Text::isWellFormed(*key)) registration.replacement = Text::sanitized(*key);
+                            .context = context,
+                            .number = 0};
+  std::string storedKey(key.value_or(""));
+  if (!Text::isWellFormed(storedKey)) {
+    registration.illFormedKey = std::exchange(storedKey, Text::sanitized(*key));
+  }
   const UnfairLock::Guard guard(lock_);
-  registrations_.push_back(std::move(registration));
-  count_.store(registrations_.size(), std::memory_order_release);
+  registration.number = ++added_;
+  Registrations& registrations = key ? ofKeys_[std::move(storedKey)] : ofEveryKey_;
+  registrations.push_back(std::move(registration));
+  count_.fetch_add(1, std::memory_order_release);
 }
 
 void KeyValueObservers::remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept {
+  const bool isIllFormed = key && !Text::isWellFormed(*key);
+  const std::string replacement = isIllFormed ? Text::sanitized(*key) : std::string();
   Registration removed{};
   const UnfairLock::Guard guard(lock_);
-  for (auto i = registrations_.size(); i > 0; --i) {
-    Registration& registration = registrations_[i - 1];
-    if (registration.address != &observer || registration.key != key) continue;
-    removed = std::move(registration);
-    registrations_.erase(registrations_.begin() + static_cast<std::ptrdiff_t>(i - 1));
-    count_.store(registrations_.size(), std::memory_order_release);
-    return;
-  }
+  const auto found = key ? ofKeys_.find(isIllFormed ? std::string_view(replacement) : *key) : ofKeys_.end();
+  if (key && found == ofKeys_.end()) return;
+  Registrations& registrations = key ? found->second : ofEveryKey_;
+  const auto last = std::find_if(registrations.rbegin(), registrations.rend(), [&](const Registration& registration) {
+    return registration.address == &observer && registration.illFormedKey.has_value() == isIllFormed &&
+           (!isIllFormed || registration.illFormedKey == key);
+  });
+  if (last == registrations.rend()) return;
+  removed = std::move(*last);
+  registrations.erase(std::next(last).base());
+  if (key && registrations.empty()) ofKeys_.erase(found);
+  count_.fetch_sub(1, std::memory_order_release);
 }
 
 void KeyValueObservers::notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
@@ -45,17 +60,23 @@ void KeyValueObservers::notify(const Object& store, std::string_view key, const 
     std::optional<std::string> key;
     KeyValueObservingOptions options;
     void* context;
+    std::uint64_t number;
   };
   std::vector<Call> calls;
+  const auto collect = [&](const Registrations& registrations) {
+    for (const Registration& registration : registrations) {
+      if (auto observer = registration.observer.lock()) {
+        calls.push_back({std::move(observer), registration.illFormedKey, registration.options, registration.context,
+                         registration.number});
+      }
+    }
+  };
   {
     const UnfairLock::Guard guard(lock_);
-    for (const Registration& registration : registrations_) {
-      const bool isReplaced = registration.replacement == key;
-      if (registration.key && *registration.key != key && !isReplaced) continue;
-      if (auto observer = registration.observer.lock()) {
-        calls.push_back({std::move(observer), isReplaced ? registration.key : std::nullopt, registration.options,
-                         registration.context});
-      }
+    if (const auto found = ofKeys_.find(key); found != ofKeys_.end()) collect(found->second);
+    if (!ofEveryKey_.empty()) {
+      collect(ofEveryKey_);
+      std::ranges::sort(calls, {}, &Call::number);
     }
   }
   for (Call& call : calls) {

@@ -256,6 +256,23 @@ TEST(PropertyListSerialization, ReadsWhatXMLAllows) {
   EXPECT_EQ(array[12], Data());
 }
 
+TEST(PropertyListSerialization, TakesARealOutOfRangeForTheNearestThatThereIs) {
+  const auto real = [](const std::string& digits) {
+    return read("<real>" + digits + "</real>").value.number().value().doubleValue();
+  };
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(real("0.1e400"), infinity);
+  EXPECT_EQ(real("-0.1E+400"), -infinity);
+  EXPECT_EQ(real("1" + std::string(400, '0') + "e-10"), infinity);
+  EXPECT_EQ(real("1" + std::string(400, '0') + ".5"), infinity);
+  EXPECT_EQ(real("1" + std::string(400, '0') + "e-900"), 0.0);
+  EXPECT_EQ(real("0." + std::string(400, '0') + "1"), 0.0);
+  EXPECT_EQ(real("0." + std::string(400, '0') + "1e800"), infinity);
+  EXPECT_TRUE(std::signbit(real("-1e-99999999999999999999")));
+  EXPECT_EQ(real("1e99999999999999999999"), infinity);
+  EXPECT_EQ(real("0e99999999999999999999"), 0.0);
+}
+
 TEST(PropertyListSerialization, TakesTheLastOfTwoEntriesWithOneKey) {
   EXPECT_EQ(*read("<dict><key>a</key><true/><key>a</key><false/></dict>").value.find("a"), false);
   EXPECT_EQ(*read(binaryFile({"\xD2\1\1\2\3"s,

@@ -121,17 +121,6 @@ TEST(InMemoryUserDefaults, TellsAnObserverOfEveryKeyOfAllOfThem) {
             (std::vector<Call>{{"a", PropertyList(1), ours, nullptr}, {"", PropertyList(2), ours, nullptr}}));
 }
 
-TEST(InMemoryUserDefaults, DoesNotKeepObserversAlive) {
-  const auto store = InMemoryUserDefaults::make();
-  auto observer = std::make_shared<Recorder>();
-  store->addObserver(observer, "a", newValue, nullptr);
-  const std::weak_ptr<Recorder> gone = observer;
-  observer.reset();
-  EXPECT_TRUE(gone.expired());
-  store->set(1, "a");
-  EXPECT_EQ(store->value("a"), PropertyList(1));
-}
-
 /// Does something to the store while it is told.
 class Actor final : public KeyValueObserver {
  public:
@@ -146,6 +135,69 @@ class Actor final : public KeyValueObserver {
  private:
   std::function<void(Actor&)> action_;
 };
+
+TEST(InMemoryUserDefaults, TellsObserversInTheOrderInWhichTheyWereAdded) {
+  const auto store = InMemoryUserDefaults::make();
+  std::vector<int> told;
+  std::vector<std::shared_ptr<KeyValueObserver>> observers;
+  for (int i = 0; i < 6; ++i) {
+    const auto& observer = observers.emplace_back(std::make_shared<Actor>([&told, i](Actor&) { told.push_back(i); }));
+    if (i % 2 == 0) {
+      store->addObserverOfEveryKey(observer, newValue, nullptr);
+    } else {
+      store->addObserver(observer, i == 3 ? "b" : "a", newValue, nullptr);
+    }
+  }
+  store->set(1, "a");
+  EXPECT_EQ(told, (std::vector<int>{0, 1, 2, 4, 5}));
+}
+
+TEST(InMemoryUserDefaults, TakesIllFormedKeysForTheirReplacement) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto illFormed = std::make_shared<Recorder>();
+  const auto other = std::make_shared<Recorder>();
+  const auto replacement = std::make_shared<Recorder>();
+  store->addObserver(illFormed, "a\xFF", newValue, nullptr);
+  store->addObserver(other, "a\xFE", newValue, nullptr);
+  store->addObserver(replacement, "a\uFFFD", newValue, nullptr);
+  store->set(1, "a\xFF");
+  EXPECT_EQ(store->value("a\uFFFD"), PropertyList(1));
+  EXPECT_EQ(illFormed->calls, (std::vector<Call>{{"a\xFF", PropertyList(1), ours, nullptr}}));
+  EXPECT_EQ(other->calls, (std::vector<Call>{{"a\xFE", PropertyList(1), ours, nullptr}}));
+  EXPECT_EQ(replacement->calls, (std::vector<Call>{{"a\uFFFD", PropertyList(1), ours, nullptr}}));
+  store->removeObserver(*illFormed, "a\xFE");
+  store->removeObserver(*other, "a\xFE");
+  store->set(2, "a\uFFFD");
+  EXPECT_EQ(illFormed->calls.size(), 2u);
+  EXPECT_EQ(other->calls.size(), 1u);
+}
+
+TEST(InMemoryUserDefaults, LetsGoOfManyObserversInAnyOrder) {
+  const auto store = InMemoryUserDefaults::make();
+  std::vector<std::shared_ptr<Recorder>> observers;
+  constexpr int count = 50'000;
+  for (int i = 0; i < count; ++i) {
+    store->addObserver(observers.emplace_back(std::make_shared<Recorder>()), std::to_string(i), newValue, nullptr);
+  }
+  store->set(1, "7");
+  for (int i = 0; i < count; ++i) {
+    EXPECT_EQ(observers[static_cast<std::size_t>(i)]->calls.size(), i == 7 ? 1u : 0u);
+    store->removeObserver(*observers[static_cast<std::size_t>(i)], std::to_string(i));
+  }
+  store->set(2, "7");
+  EXPECT_EQ(observers[7]->calls.size(), 1u);
+}
+
+TEST(InMemoryUserDefaults, DoesNotKeepObserversAlive) {
+  const auto store = InMemoryUserDefaults::make();
+  auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", newValue, nullptr);
+  const std::weak_ptr<Recorder> gone = observer;
+  observer.reset();
+  EXPECT_TRUE(gone.expired());
+  store->set(1, "a");
+  EXPECT_EQ(store->value("a"), PropertyList(1));
+}
 
 TEST(InMemoryUserDefaults, LetsObserversReadWriteAddAndRemove) {
   const auto store = InMemoryUserDefaults::make();

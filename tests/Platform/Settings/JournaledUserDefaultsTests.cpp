@@ -378,6 +378,23 @@ TEST_F(JournaledUserDefaultsTest, WaitsForAFileThatIsHalfWritten) {
   EXPECT_FALSE(std::filesystem::exists(folder() + "/Settings.damaged.plist"));
 }
 
+TEST_F(JournaledUserDefaultsTest, ReadsTheFileThatItCouldNotReadAtFirstOnceAnotherHasReplacedIt) {
+  const Store first = open();
+  first->set(1, "a");
+  ASSERT_TRUE(first->synchronize());
+  const std::string good = contentsOf(plist());
+  write(plist(), "half wri");
+  const Store second = open();
+  EXPECT_EQ(second->value("a"), std::nullopt);
+  write(plist(), good);
+  first->set(2, "b");
+  ASSERT_TRUE(first->synchronize());
+  second->set(3, "c");
+  EXPECT_EQ(second->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+  ASSERT_TRUE(second->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+}
+
 TEST_F(JournaledUserDefaultsTest, TakesAFileThatIsNoDictionaryForDamaged) {
   makeFolder();
   write(plist(), PropertyListSerialization::data(PropertyList::Array{1}, PropertyListFormat::binary).text());

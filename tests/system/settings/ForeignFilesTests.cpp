@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -279,6 +280,68 @@ TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobodyAndStayWhereTheyAre) {
     EXPECT_TRUE(std::filesystem::is_directory(other + "/within"));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(above()), {}), 3);
   }
+}
+
+TEST_F(SettingsForeignFiles, OfAnOldJournalThatIsNoneArePutAside) {
+  std::filesystem::create_directories(folder() + "/journal.old/within");
+  {
+    const Store store = open();
+    store->set(1, "a");
+    EXPECT_TRUE(store->synchronize());
+    EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+    store->set(2, "a");
+  }
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 2}}));
+  EXPECT_TRUE(std::filesystem::is_directory(folder() + "/journal.damaged.old/within"));
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
+}
+
+constexpr std::uintmax_t largerThanAllMemory = std::uintmax_t{1} << 43;
+
+TEST_F(SettingsForeignFiles, LargerThanAllMemoryStopNobodyAndLoseNothing) {
+  for (const std::string& file : {plist(), journal()}) {
+    SCOPED_TRACE(file);
+    {
+      const Store before = open();
+      before->set(1, "a");
+      ASSERT_TRUE(before->synchronize());
+      before->set("before", "b");
+      const auto size = std::filesystem::file_size(file);
+      std::filesystem::resize_file(file, largerThanAllMemory);
+      before->set("meanwhile", "b");
+      EXPECT_EQ(before->value("b"), "meanwhile");
+      EXPECT_FALSE(before->synchronize());
+      const Store after = open();
+      after->set("after", "c");
+      EXPECT_EQ(after->value("c"), "after");
+      EXPECT_FALSE(after->synchronize());
+      std::filesystem::resize_file(file, size);
+      EXPECT_TRUE(waitUntil([&] {
+        clock_.advance(JournaledUserDefaults::retryDelay);
+        return stored() == Dictionary{{"a", 1}, {"b", "meanwhile"}, {"c", "after"}};
+      }));
+    }
+    EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", "meanwhile"}, {"c", "after"}}));
+  }
+}
+
+TEST_F(SettingsForeignFiles, OfAnOldJournalThatCannotBeReadStayUntilItCan) {
+  open()->set(1, "a");
+  const std::string oldJournal = folder() + "/journal.old";
+  std::ofstream(oldJournal, std::ios::binary);
+  std::filesystem::resize_file(oldJournal, largerThanAllMemory);
+  const Store store = open();
+  EXPECT_EQ(store->value("a"), 1);
+  store->set(2, "b");
+  EXPECT_EQ(store->value("b"), 2);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::systemError);
+  EXPECT_EQ(store->status().errorCode, ENOMEM);
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(std::filesystem::file_size(oldJournal), largerThanAllMemory);
+  std::filesystem::resize_file(oldJournal, 0);
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_FALSE(std::filesystem::exists(oldJournal));
 }
 
 // What users do to files.

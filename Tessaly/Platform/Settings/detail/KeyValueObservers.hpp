@@ -3,10 +3,13 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Tessaly/Platform/Base/Export.hpp"
@@ -16,7 +19,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Who observes which keys of one store.
+/// Who observes which keys of one store. What a change costs, and the end of an observer, does not depend on how many
+/// observe other keys.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT KeyValueObservers {
@@ -36,15 +40,24 @@ class TESSALY_EXPORT KeyValueObservers {
   struct Registration {
     std::weak_ptr<KeyValueObserver> observer;
     const KeyValueObserver* address;
-    std::optional<std::string> key;
-    /// What stores make of a key that is ill-formed.
-    std::optional<std::string> replacement;
+    /// The key as the observer names it, if that is ill-formed.
+    std::optional<std::string> illFormedKey;
     KeyValueObservingOptions options;
     void* context;
+    std::uint64_t number;
+  };
+  /// In the order in which they were added.
+  using Registrations = std::vector<Registration>;
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
   };
 
   mutable UnfairLock lock_;
-  std::vector<Registration> registrations_ TESSALY_GUARDED_BY(lock_);
+  /// By what stores make of the key.
+  std::unordered_map<std::string, Registrations, Hash, std::equal_to<>> ofKeys_ TESSALY_GUARDED_BY(lock_);
+  Registrations ofEveryKey_ TESSALY_GUARDED_BY(lock_);
+  std::uint64_t added_ TESSALY_GUARDED_BY(lock_) = 0;
   std::atomic<std::size_t> count_{0};
 };
 
