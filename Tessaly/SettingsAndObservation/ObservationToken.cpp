@@ -43,7 +43,7 @@ void ObservationToken::cancel() noexcept {
   state_->cancel();
 }
 
-void ObservationToken::store(std::vector<ObservationToken>& tokens) && {
+void ObservationToken::store(std::vector<ObservationToken>& tokens) {
   if (state_ == nullptr) {
     fatalError("An observation token was used after it had been moved from", "Tessaly/ObservationToken", __LINE__);
   }

@@ -76,7 +76,7 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   void cancel() noexcept;
 
   /// Moves the token to the end of the array, which owns it from then on.
-  void store(std::vector<ObservationToken>& tokens) &&;
+  void store(std::vector<ObservationToken>& tokens);
 
   /// Whether the callback that asks runs in the first pass, before `withContinuousObservation` has returned. False
   /// outside of any.
