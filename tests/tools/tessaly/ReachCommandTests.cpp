@@ -78,6 +78,7 @@ TEST_F(ReachCommand, WatchesThePathAndTheSettingUntilItIsInterrupted) {
   // A shell has its background programs ignore SIGINT, so this one is ended by another signal.
   const std::string script = R"sh(
       lines() { until [ "$(wc -l < output)" -ge "$1" ]; do sleep 0.01; done; }
+      : > output  # The program may begin after the first look.
       tessaly reach --watch > output &
       lines 1; ip link set veth1 down
       lines 2; ip link set veth1 up
