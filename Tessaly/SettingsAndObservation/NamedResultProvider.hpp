@@ -36,6 +36,10 @@ class NamedResultProvider {
 
   explicit NamedResultProvider(Value result) : storage_(std::make_shared<Storage_>(std::move(result))) {}
 
+  // No move: what would be left could give nothing.
+  NamedResultProvider(const NamedResultProvider&) = default;
+  NamedResultProvider& operator=(const NamedResultProvider&) = default;
+
   /// A copy of the value.
   [[nodiscard]] Value wrappedValue() const { return storage_->result(); }
   /// The provider itself, to be handed on in the value's place.

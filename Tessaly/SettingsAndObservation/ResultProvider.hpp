@@ -33,6 +33,10 @@ class ResultProvider {
   explicit ResultProvider(Function defaultValue)
       : defaultValue_(std::make_shared<std::function<Value()>>(std::move(defaultValue))) {}
 
+  // No move: what would be left could give nothing.
+  ResultProvider(const ResultProvider&) = default;
+  ResultProvider& operator=(const ResultProvider&) = default;
+
   /// What the function gives now.
   [[nodiscard]] Value wrappedValue() const { return (*defaultValue_)(); }
   /// The provider itself, to be handed on in the value's place.

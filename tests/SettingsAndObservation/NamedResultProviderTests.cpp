@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "Tessaly/SettingsAndObservation/NamedResultProvider.hpp"
 
@@ -26,6 +27,12 @@ TEST(NamedResultProvider, HandsOutTheValueInItsBox) {
   const NamedResultProvider provider(Account{{}, "Ada"});
   EXPECT_EQ(provider.wrappedValue().name, "Ada");
   EXPECT_EQ(&provider.projectedValue(), &provider);
+}
+
+TEST(NamedResultProvider, StaysUsableAfterAMove) {
+  NamedResultProvider provider(std::string("Ada"));
+  const NamedResultProvider moved = std::move(provider);
+  EXPECT_EQ(provider.wrappedValue() + moved.wrappedValue(), "AdaAda");
 }
 
 TEST(NamedResultProvider, SharesItsBoxWithItsCopies) {

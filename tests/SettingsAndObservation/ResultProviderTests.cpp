@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "Tessaly/SettingsAndObservation/ResultProvider.hpp"
 
@@ -30,6 +31,12 @@ TEST(ResultProvider, SharesItsFunctionWithItsCopies) {
   EXPECT_EQ(copy.wrappedValue(), 2);
   EXPECT_EQ(projected.wrappedValue(), 3);
   EXPECT_EQ(&provider.projectedValue(), &provider);
+}
+
+TEST(ResultProvider, StaysUsableAfterAMove) {
+  ResultProvider provider([] { return 3; });
+  const ResultProvider moved = std::move(provider);
+  EXPECT_EQ(provider.wrappedValue() + moved.wrappedValue(), 6);
 }
 
 TEST(ResultProvider, ReleasesItsFunctionWithTheLastCopy) {
