@@ -43,7 +43,9 @@ class ReachCommand : public ::testing::Test {
       "ip address add 192.0.2.1/24 dev veth0\n"
       "ip link set veth0 up\n"
       "ip link set veth1 up\n"
-      "ip route add default via 192.0.2.2\n";
+      "ip route add default via 192.0.2.2\n"
+      // The kernel takes its time to say that the cable is in.
+      "until ip -oneline link show veth0 | grep -q 'state UP'; do sleep 0.01; done\n";
 
   TessalyTests::TemporaryFolder folder_;
 };
