@@ -444,7 +444,7 @@ void JournaledUserDefaults::folderChanged() {
       }
       return;
     } else if (isPropertyListNews) {
-      damage_->schedule(damageDelay);  // Somebody is writing it in place, or has been killed there.
+      resolveDamageLater();  // Somebody is writing it in place, or has been killed there.
     }
   }
   // Most often these were our own writes. To be woken for each would cost more than the write.

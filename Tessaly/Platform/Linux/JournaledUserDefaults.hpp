@@ -57,7 +57,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   /// From a write until a checkpoint holds it, at the latest.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// How long a property list may be unreadable until it counts as damaged.
+  /// How long a property list may be unreadable until it counts as damaged; twice that for a store that has never read
+  /// it.
   static constexpr std::chrono::seconds damageDelay{1};
   /// From a write that could not be stored until it is tried again.
   static constexpr std::chrono::seconds retryDelay{1};
@@ -174,6 +175,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   int putInPlace(const std::string& written, const std::string& target) TESSALY_REQUIRES(lock_);
   [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
   void resolveDamage();
+  /// Who does not know the values of the damaged file leaves it to those who do, who may need two looks at it.
+  void resolveDamageLater() TESSALY_REQUIRES(lock_) {
+    damage_->schedule(isPropertyListUnknown() ? 3 * damageDelay : damageDelay);
+  }
   void checkpointLater(std::chrono::nanoseconds delay) { checkpoint_->schedule(delay); }
 
   // Others' changes.

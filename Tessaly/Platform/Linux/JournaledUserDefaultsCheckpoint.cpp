@@ -224,6 +224,8 @@ int JournaledUserDefaults::putInPlace(const std::string& written, const std::str
 
 int JournaledUserDefaults::lookAtPropertyList() {
   const FileIdentity identity = detail::identityAt(propertyListPath_);
+  // Somebody has put it aside. To write one now would leave the values out that only he knows.
+  if (identity.isNone() && isPropertyListUnknown()) return EAGAIN;
   if (identity == state_.propertyList) {
     if (identity.isNone()) state_.wantsCheckpoint = true;
     unreadable_.reset();
@@ -271,7 +273,7 @@ int JournaledUserDefaults::lookAtPropertyList() {
     }
     state_.propertyList = known;
   }
-  if (unreadable_ != identity) damage_->schedule(damageDelay);
+  if (unreadable_ != identity) resolveDamageLater();
   unreadable_ = identity;
   return EAGAIN;
 }
@@ -305,11 +307,15 @@ void JournaledUserDefaults::resolveDamage() {
   if (lock.error() != 0 || !journal_.isWritable || catchUp() != 0) return;
   const std::optional<FileIdentity> before = unreadable_;
   if (lookAtPropertyList() == EAGAIN && before == unreadable_) {
-    // For a whole second it was no property list, and did not become another.
+    // It was no property list for so long, and did not become another.
     const std::string target = detail::followed(propertyListPath_);
     struct stat status{};
     const bool isFile = ::stat(target.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    if (!isFile || detail::readFile(target)) {
+    if (detail::identityAt(propertyListPath_).isNone()) {
+      // Nobody knew its values.
+      unreadable_.reset();
+      state_.wantsCheckpoint = true;
+    } else if (!isFile || detail::readFile(target)) {
       // Of a link to a folder or a device only the link is ours to move.
       if (const auto name = detail::setAside(isFile ? target : propertyListPath_)) {
         detail::logPlatformError("UserDefaults", "A damaged file of settings was put aside as " + *name);

@@ -287,7 +287,7 @@ int JournaledUserDefaults::load() {
   const FileIdentity found = state_.propertyList;
   if (!isReadable) {
     unreadable_ = detail::identityAt(propertyListPath_);
-    damage_->schedule(damageDelay);
+    resolveDamageLater();
   }
   if (found.isNone()) {
     // A file that is missing says nothing: what is in memory is still there.

@@ -395,12 +395,42 @@ TEST_F(JournaledUserDefaultsTest, ReadsTheFileThatItCouldNotReadAtFirstOnceAnoth
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
 }
 
+TEST_F(JournaledUserDefaultsTest, LeavesADamagedFileToAnotherThatKnowsItsValues) {
+  Store first = open();
+  first->set(1, "a");
+  ASSERT_TRUE(first->synchronize());
+  write(plist(), "damaged");
+  EXPECT_FALSE(first->synchronize());
+  const Store second = open();
+  second->set(2, "b");
+  clock_.advance(JournaledUserDefaults::damageDelay);
+  ASSERT_TRUE(waitUntil([&] { return first->status().damagedFile.has_value(); }));
+  EXPECT_FALSE(second->synchronize());  // It would leave out what only the first one knows.
+  first.reset();                        // Which makes a last checkpoint.
+  ASSERT_TRUE(waitUntil([&] { return second->value("a") == PropertyList(1); }));
+  EXPECT_EQ(second->status().damagedFile, std::nullopt);
+  EXPECT_TRUE(second->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesAPropertyListAgainWhoseValuesNobodyKnows) {
+  makeFolder();
+  write(plist(), "damaged");
+  const Store store = open();
+  store->set(2, "b");
+  std::filesystem::remove(plist());
+  EXPECT_FALSE(store->synchronize());
+  clock_.advance(JournaledUserDefaults::damageDelay * 3);
+  ASSERT_TRUE(waitUntil([&] { return store->synchronize(); }));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"b", 2}}));
+}
+
 TEST_F(JournaledUserDefaultsTest, TakesAFileThatIsNoDictionaryForDamaged) {
   makeFolder();
   write(plist(), PropertyListSerialization::data(PropertyList::Array{1}, PropertyListFormat::binary).text());
   const Store store = open();
   EXPECT_TRUE(store->dictionaryRepresentation().empty());
-  clock_.advance(JournaledUserDefaults::damageDelay);
+  clock_.advance(JournaledUserDefaults::damageDelay * 3);
   EXPECT_TRUE(waitUntil([&] { return store->status().damagedFile.has_value(); }));
 }
 

@@ -223,7 +223,7 @@ TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyAreThereAtF
     const Store store = open();
     store->set(1, "a");
     EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
-    clock_.advance(JournaledUserDefaults::damageDelay);
+    clock_.advance(JournaledUserDefaults::damageDelay * 3);
     ASSERT_TRUE(waitUntil([&] { return store->status().damagedFile.has_value(); }));
     EXPECT_EQ(contentsOf(*store->status().damagedFile), bytes);
     EXPECT_TRUE(store->synchronize());
@@ -271,7 +271,7 @@ TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobodyAndStayWhereTheyAre) {
       const Store store = open();
       store->set(1, "a");
       EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
-      clock_.advance(JournaledUserDefaults::damageDelay);
+      clock_.advance(JournaledUserDefaults::damageDelay * 3);
       EXPECT_TRUE(waitUntil([&] { return store->synchronize(); }));
     }
     EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(plist())));
