@@ -3,6 +3,10 @@
 
 #include <sys/file.h>
 
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 
 namespace Tessaly::inline v1 {
@@ -27,5 +31,20 @@ class JournaledUserDefaults::JournalLock {
   JournaledUserDefaults& store_;
   const int error_;
 };
+
+template <typename Body>
+int JournaledUserDefaults::withExclusiveJournal(Body body) {
+  const auto end = std::chrono::steady_clock::now() + detail::lockPatience;
+  for (;;) {
+    {
+      const UnfairLock::Guard guard(lock_);
+      const JournalLock lock(*this, detail::LockMode::exclusive, detail::Patience::none);
+      if (lock.error() == 0) return body();
+      if (lock.error() != EWOULDBLOCK) return lock.error();
+    }
+    if (std::chrono::steady_clock::now() > end) return ETIMEDOUT;
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
+}
 
 }  // namespace Tessaly::inline v1

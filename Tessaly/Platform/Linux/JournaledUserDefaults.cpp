@@ -199,6 +199,7 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
     return note(UserDefaultsProblem::valueTooLarge, 0);
   }
   std::vector<Change> own;
+  bool isOverdue = false;
   {
     const UnfairLock::Guard guard(lock_);
     JournalLock lock(*this, LockMode::shared, Patience::some);
@@ -226,9 +227,9 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
           } else {
             error = catchUp();
           }
-          checkpointLater(journal_.offset >= std::max(largeJournal, state_.propertyList.size)
-                              ? std::chrono::nanoseconds(1)
-                              : checkpointDelay);
+          const std::uint64_t large = std::max(largeJournal, state_.propertyList.size);
+          checkpointLater(journal_.offset >= large ? std::chrono::nanoseconds(1) : checkpointDelay);
+          isOverdue = journal_.offset >= overdueJournals * large;
           if (pending_.empty()) {
             noteStored();
           } else if (const int remaining = storePending()) {
@@ -241,6 +242,8 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
     own = std::exchange(ownChanges_, {});
   }
   announce(own);
+  // Locks of files are not fair: without a pause those who write a lot would never let a checkpoint come to its turn.
+  if (isOverdue) std::this_thread::sleep_for(std::chrono::microseconds(100));
 }
 
 void JournaledUserDefaults::keepInMemory(std::string_view key, const std::optional<PropertyList>& value, int error) {
@@ -413,6 +416,8 @@ void JournaledUserDefaults::folderChanged() {
       at += sizeof(event) + event.len;
     }
   }
+  bool mayBeOwn = true;
+  bool isUnknown = false;
   {
     const UnfairLock::Guard guard(lock_);
     if (isGone) {
@@ -431,24 +436,24 @@ void JournaledUserDefaults::folderChanged() {
       state_.wantsCheckpoint = true;
       checkpointLater(checkpointDelay);
     } else if (isJournalNews || (isPropertyListNews && isClosed)) {
-      bool isUnknown = false;
-      {
-        JournalLock lock(*this, LockMode::shared, Patience::some);
-        if (lock.error() == EWOULDBLOCK) retry_->schedule(retryDelay);  // Whoever holds it may have been stopped.
-        isUnknown = lock.error() == 0 && catchUp() == 0 && journal_.isWritable && isClosed &&
-                    detail::identityAt(propertyListPath_) != state_.propertyList;
-      }
-      if (isUnknown) {
-        JournalLock lock(*this, LockMode::exclusive, Patience::some);
-        if (lock.error() == 0 && catchUp() == 0) lookAtPropertyList();
-      }
-      return;
+      JournalLock lock(*this, LockMode::shared, Patience::some);
+      if (lock.error() == EWOULDBLOCK) retry_->schedule(retryDelay);  // Whoever holds it may have been stopped.
+      isUnknown = lock.error() == 0 && catchUp() == 0 && journal_.isWritable && isClosed &&
+                  detail::identityAt(propertyListPath_) != state_.propertyList;
+      mayBeOwn = false;
     } else if (isPropertyListNews) {
       resolveDamageLater();  // Somebody is writing it in place, or has been killed there.
     }
   }
+  if (isUnknown) {
+    const int error = withExclusiveJournal([this]() TESSALY_REQUIRES(lock_) {
+      const int error = catchUp();
+      return error == 0 ? lookAtPropertyList() : error;
+    });
+    if (error == ETIMEDOUT) checkpointLater(checkpointDelay);  // Which looks at it, too.
+  }
   // Most often these were our own writes. To be woken for each would cost more than the write.
-  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  if (mayBeOwn) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 }  // namespace Tessaly::inline v1

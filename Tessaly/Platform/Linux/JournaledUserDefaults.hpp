@@ -64,6 +64,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   static constexpr std::chrono::seconds retryDelay{1};
   /// A journal of this size, and of that of the property list, is not left to wait for its checkpoint.
   static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
+  /// At so many times that size each write makes a short pause.
+  static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(Options options);
   /// The store of the identifier's folder.
@@ -134,6 +136,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   };
   class JournalLock;
   class Delivery;
+  /// Postponed until the property list can be read or is put aside.
   enum class Outcome : std::uint8_t { done, busy, failed, postponed };
 
   explicit JournaledUserDefaults(Options options);
@@ -141,6 +144,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void change(std::string_view key, std::optional<PropertyList> value);
 
   // The journal. All errors are codes of the system; 0 is none.
+  /// Runs the body, which gives such a code, under both locks. As long as others hold that of the journal, this process
+  /// goes on writing; ETIMEDOUT if they do so for two seconds.
+  template <typename Body>
+  int withExclusiveJournal(Body body);
   int obtainJournal(detail::LockMode mode, detail::Patience patience) TESSALY_REQUIRES(lock_);
   int openJournalFile() TESSALY_REQUIRES(lock_);
   int createJournalFile() TESSALY_REQUIRES(lock_);
@@ -175,6 +182,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   int putInPlace(const std::string& written, const std::string& target) TESSALY_REQUIRES(lock_);
   [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
   void resolveDamage();
+  void putDamagedFileAside() TESSALY_REQUIRES(lock_);
   /// Who does not know the values of the damaged file leaves it to those who do, who may need two looks at it.
   void resolveDamageLater() TESSALY_REQUIRES(lock_) {
     damage_->schedule(isPropertyListUnknown() ? 3 * damageDelay : damageDelay);

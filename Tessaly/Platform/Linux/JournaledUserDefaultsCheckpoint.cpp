@@ -44,6 +44,12 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
     noteError(error);
     return Outcome::failed;
   };
+  const auto ended = [&](int error) {
+    if (error == ETIMEDOUT) return Outcome::busy;
+    if (error == EAGAIN) return Outcome::postponed;
+    const UnfairLock::Guard guard(lock_);
+    return failed(error);
+  };
   {
     const UnfairLock::Guard guard(lock_);
     {
@@ -57,43 +63,33 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
   }
   // The lock of the folder is that of its one checkpoint.
   if (detail::lockFile(folder.get(), LockMode::exclusive, patience) != 0) return Outcome::busy;
-  {
-    const UnfairLock::Guard guard(lock_);
-    JournalLock lock(*this, LockMode::exclusive, Patience::some);
-    int error = lock.error();
-    if (error == 0 && !journal_.isWritable) error = EROFS;
-    if (error == 0) error = catchUp();
+  bool isNeeded = false;
+  int error = withExclusiveJournal([&]() TESSALY_REQUIRES(lock_) {
+    int error = journal_.isWritable ? catchUp() : EROFS;
     if (error == 0) error = storePending();
     if (error == 0) error = lookAtPropertyList();
-    if (error == EAGAIN) {
-      return Outcome::postponed;
-    }
-    if (error != 0) return failed(error);
+    if (error != 0) return error;
     hadOldJournal = ::access(oldJournalPath_.c_str(), F_OK) == 0;
-    if (state_.sinceRotation.empty() && !hadOldJournal && !state_.wantsCheckpoint) {
-      return Outcome::done;
-    }
-    if (!hadOldJournal && !state_.sinceRotation.empty()) error = rotate();
-    if (error != 0) return failed(error);
+    isNeeded = hadOldJournal || state_.wantsCheckpoint || !state_.sinceRotation.empty();
     format = state_.format;
-  }
+    return hadOldJournal || state_.sinceRotation.empty() ? 0 : rotate();
+  });
+  if (error != 0) return ended(error);
+  if (!isNeeded) return Outcome::done;
   const std::string target = detail::followed(propertyListPath_);
   const std::string targetFolder = detail::folderOfPath(target);
   const std::string written = target + ".new";
-  int error = writePropertyList(written, valuesAtRotation(), format);
+  error = writePropertyList(written, valuesAtRotation(), format);
   if (error == 0) {
-    const UnfairLock::Guard guard(lock_);
-    JournalLock lock(*this, LockMode::exclusive, Patience::some);
-    error = lock.error();
-    if (error == 0) error = catchUp();
-    if (error == 0) error = lookAtPropertyList();
-    if (error == 0) error = putInPlace(written, target);
+    error = withExclusiveJournal([&]() TESSALY_REQUIRES(lock_) {
+      int error = catchUp();
+      if (error == 0) error = lookAtPropertyList();
+      return error == 0 ? putInPlace(written, target) : error;
+    });
   }
   if (error != 0) {
     ::unlink(written.c_str());
-    if (error == EAGAIN) return Outcome::postponed;
-    const UnfairLock::Guard guard(lock_);
-    return failed(error);
+    return ended(error);
   }
   detail::synchronizeFolder(targetFolder);
   error = removeOldJournal();
@@ -302,9 +298,15 @@ int JournaledUserDefaults::adopt(const PropertyList::Dictionary& found, const Ov
 }
 
 void JournaledUserDefaults::resolveDamage() {
-  const UnfairLock::Guard guard(lock_);
-  JournalLock lock(*this, LockMode::exclusive, Patience::some);
-  if (lock.error() != 0 || !journal_.isWritable || catchUp() != 0) return;
+  const int error = withExclusiveJournal([this]() TESSALY_REQUIRES(lock_) {
+    if (!journal_.isWritable || catchUp() != 0) return 0;
+    putDamagedFileAside();
+    return 0;
+  });
+  if (error == ETIMEDOUT) damage_->schedule(damageDelay);
+}
+
+void JournaledUserDefaults::putDamagedFileAside() {
   const std::optional<FileIdentity> before = unreadable_;
   if (lookAtPropertyList() == EAGAIN && before == unreadable_) {
     // It was no property list for so long, and did not become another.

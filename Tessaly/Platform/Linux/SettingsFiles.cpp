@@ -33,7 +33,7 @@ int lockFile(int descriptor, LockMode mode, Patience patience) noexcept {
     if (::flock(descriptor, operation) == 0) return 0;
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK || patience == Patience::none) return errno;
-    if (!end) end = Clock::now() + std::chrono::seconds(2);
+    if (!end) end = Clock::now() + lockPatience;
     if (Clock::now() > *end) return EWOULDBLOCK;
     std::this_thread::sleep_for(pause);
   }

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,8 +18,10 @@ namespace Tessaly::inline v1::detail {
 enum class LockMode : std::uint8_t { shared, exclusive };
 enum class Patience : std::uint8_t { none, some };
 
-/// Takes an advisory lock of a whole file, waiting at most two seconds: its holder may have been stopped. The error
-/// code.
+/// How long a lock is waited for at most: its holder may have been stopped.
+inline constexpr std::chrono::seconds lockPatience{2};
+
+/// Takes an advisory lock of a whole file. The error code.
 [[nodiscard]] int lockFile(int descriptor, LockMode mode, Patience patience) noexcept;
 
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;

@@ -175,6 +175,36 @@ TEST_F(JournaledUserDefaultsTest, DoesNotWaitWithALargeJournal) {
   EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
 }
 
+TEST_F(JournaledUserDefaultsTest, WritesMoreSlowlyWhileACheckpointIsOverdue) {
+  const Store store = open();  // Whose time stands still: no checkpoint comes.
+  const std::string large(JournaledUserDefaults::largeJournal, 'x');
+  for (std::uint64_t i = 0; i < JournaledUserDefaults::overdueJournals; ++i) store->set(large, std::to_string(i));
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 100; ++i) store->set(i, "a");
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+}
+
+TEST_F(JournaledUserDefaultsTest, WritesWhileItsCheckpointWaitsForAnother) {
+  const Store store = open();
+  store->set(1, "a");
+  const int other = ::open(journal().c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(::flock(other, LOCK_SH), 0);
+  std::atomic<bool> isDone = false;
+  bool isStored = true;
+  std::thread checkpoint([&] {
+    isStored = store->synchronize();
+    isDone = true;
+  });
+  int writes = 0;
+  while (!isDone) store->set(++writes, "b");
+  checkpoint.join();
+  EXPECT_FALSE(isStored);  // It was waited for in vain.
+  EXPECT_GT(writes, 100);
+  ::close(other);
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", writes}}));
+}
+
 TEST_F(JournaledUserDefaultsTest, WritesAnEqualValueOfAnotherKindButTellsNobody) {
   const Store store = open();
   store->set(5, "a");
