@@ -25,7 +25,7 @@ class SettingName {
     if (copy_ != nullptr) retain();
   }
   constexpr SettingName(SettingName&& other) noexcept
-      : text_(other.text_), copy_(std::exchange(other.copy_, nullptr)) {}
+      : text_(std::exchange(other.text_, {})), copy_(std::exchange(other.copy_, nullptr)) {}
   constexpr SettingName& operator=(SettingName other) noexcept {
     std::swap(text_, other.text_);
     std::swap(copy_, other.copy_);
