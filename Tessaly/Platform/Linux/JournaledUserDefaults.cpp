@@ -141,7 +141,7 @@ JournaledUserDefaults::~JournaledUserDefaults() {
 void JournaledUserDefaults::close() noexcept {
   if (folder_.empty() || opening_ == Opening::forReading || ::getpid() != process_) return;
   try {
-    checkpoint(Patience::some);
+    if (checkpoint(Patience::some) == Outcome::postponed) outlastDamage();
   } catch (const std::exception& error) {
     detail::logPlatformError("UserDefaults", error.what());  // The journal has it all.
   }

@@ -57,8 +57,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   /// From a write until a checkpoint holds it, at the latest.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// How long a property list may be unreadable until it counts as damaged; twice that for a store that has never read
-  /// it.
+  /// How long a property list may be unreadable until it counts as damaged; three times that for a store that has never
+  /// read it.
   static constexpr std::chrono::seconds damageDelay{1};
   /// From a write that could not be stored until it is tried again.
   static constexpr std::chrono::seconds retryDelay{1};
@@ -71,7 +71,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// The store of the identifier's folder.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);
-  /// Makes a last checkpoint.
+  /// Makes a last checkpoint. While the property list cannot be read, it waits for up to `damageDelay`.
   ~JournaledUserDefaults() override;
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
@@ -88,7 +88,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes what no checkpoint holds yet into the property list. For the end of the process.
+  /// Writes what no checkpoint holds yet into the property list. For the end of the process. While that list cannot be
+  /// read, it waits for up to `damageDelay`.
   void close() noexcept;
 
  private:
@@ -183,6 +184,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
   void resolveDamage();
   void putDamagedFileAside() TESSALY_REQUIRES(lock_);
+  /// For the end of a store that may be the last to know the values of a property list that cannot be read.
+  void outlastDamage();
   /// Who does not know the values of the damaged file leaves it to those who do, who may need two looks at it.
   void resolveDamageLater() TESSALY_REQUIRES(lock_) {
     damage_->schedule(isPropertyListUnknown() ? 3 * damageDelay : damageDelay);

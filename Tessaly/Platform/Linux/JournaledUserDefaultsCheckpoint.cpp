@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 #include "Tessaly/Platform/Foundation/UUID.hpp"
@@ -332,6 +333,20 @@ void JournaledUserDefaults::putDamagedFileAside() {
     }
   }
   if (!unreadable_) checkpointLater(checkpointDelay);
+}
+
+void JournaledUserDefaults::outlastDamage() {
+  constexpr std::chrono::milliseconds pause{20};
+  for (auto waited = pause; waited <= damageDelay; waited += pause) {
+    {
+      const UnfairLock::Guard guard(lock_);
+      if (isPropertyListUnknown()) return;
+    }
+    std::this_thread::sleep_for(pause);
+    if (checkpoint(Patience::some) != Outcome::postponed) return;
+  }
+  resolveDamage();
+  checkpoint(Patience::some);
 }
 
 }  // namespace Tessaly::inline v1

@@ -443,6 +443,34 @@ TEST_F(JournaledUserDefaultsTest, LeavesADamagedFileToAnotherThatKnowsItsValues)
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
 
+TEST_F(JournaledUserDefaultsTest, DoesNotTakeTheValuesOfADamagedFileWithItWhenItEnds) {
+  Store last = open();
+  last->set(1, "a");
+  ASSERT_TRUE(last->synchronize());
+  write(plist(), "damaged");
+  last->set(2, "b");
+  last.reset();
+  EXPECT_EQ(contentsOf(folder() + "/Settings.damaged.plist"), "damaged");
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+}
+
+TEST_F(JournaledUserDefaultsTest, WaitsAtItsEndForAFileThatIsHalfWritten) {
+  Store last = open();
+  last->set(1, "a");
+  last->set(1, "b");
+  ASSERT_TRUE(last->synchronize());
+  write(plist(), "<plist><dict><key>a</key>");
+  last->set(2, "c");
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    write(plist(), "<plist><dict><key>a</key><true/></dict></plist>");
+  });
+  last.reset();
+  other.join();
+  EXPECT_FALSE(std::filesystem::exists(folder() + "/Settings.damaged.plist"));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", true}, {"c", 2}}));
+}
+
 TEST_F(JournaledUserDefaultsTest, WritesAPropertyListAgainWhoseValuesNobodyKnows) {
   makeFolder();
   write(plist(), "damaged");
