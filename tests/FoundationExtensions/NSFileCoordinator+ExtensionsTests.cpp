@@ -24,14 +24,14 @@
 #include "Tessaly/Platform/Foundation/UUID.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
-#include "tests/Platform/Foundation/OutputOf.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::outputOf;
 using testing::ElementsAre;
+using Tests::outputOf;
 
 /// What Python finds in an archive, one entry a line: its name without the first folder, the type of file as stat has
 /// it, and its contents, the texts as Python writes bytes.
@@ -72,7 +72,7 @@ class ZipFiles : public testing::Test {
   }
   void expectNothingLeft() const { EXPECT_TRUE(std::filesystem::is_empty(path("scratch"))); }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", path("scratch")}}}};
   ProcessInfo::Replacement replacement{process};
 };

@@ -13,7 +13,7 @@
 #include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -31,7 +31,7 @@ class UbiquityContainer : public testing::Test {
     };
   }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   std::optional<std::string> asked;
   std::shared_ptr<ScriptedFileManager> files = std::make_shared<ScriptedFileManager>();
   FileManagerInstallation filesInstallation{files};

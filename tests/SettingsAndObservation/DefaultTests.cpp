@@ -14,12 +14,12 @@
 #include <type_traits>
 #include <vector>
 
-#include "../Platform/Foundation/OutputOf.hpp"
-#include "../Platform/Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace {
 
@@ -287,7 +287,7 @@ void store(const char* name, const Value& value) {
 }
 
 TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
-  const TessalyTests::TemporaryFolder folder;
+  const Tests::TemporaryFolder folder;
   const auto disk = JournaledUserDefaults::open({.folder = folder.path()});
   const UserDefaultsInstallation installation(disk);
   store("text", std::string("ü"));
@@ -314,9 +314,9 @@ TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
   store("visits", Visits{3});
   Default<URL>::setValue({"url", *URL::from("/")}, URL::fileURLWithPath("/tmp/a b.txt"));
   ASSERT_TRUE(disk->synchronize());
-  EXPECT_EQ(TessalyTests::outputOf("python3 -c \"import plistlib\n"
-                                   "for item in sorted(plistlib.load(open('" +
-                                   folder.path() + "/Settings.plist', 'rb')).items()): print(*item)\""),
+  EXPECT_EQ(Tests::outputOf("python3 -c \"import plistlib\n"
+                            "for item in sorted(plistlib.load(open('" +
+                            folder.path() + "/Settings.plist', 'rb')).items()): print(*item)\""),
             "array [[True], []]\n"
             "data b'\\x01\\xff'\n"
             "date 2001-01-02 00:00:00\n"

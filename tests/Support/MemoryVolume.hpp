@@ -11,7 +11,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::Tests {
 
@@ -65,7 +65,7 @@ class MemoryVolume {
   }
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
   std::string reason_;
 };
 

@@ -1,34 +1,72 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <system_error>
+#include <vector>
+
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::Tests {
 
-/// A message bus of a test's own, on which everybody may do everything. For programs that link `TessalyPrivateBus`.
+/// A message bus of the test's own, which the environment names as the session's or the system's.
 class PrivateBus {
  public:
-  /// Starts it, and makes it the system bus of this process.
-  PrivateBus();
-  ~PrivateBus();
+  /// The variable is DBUS_SESSION_BUS_ADDRESS or DBUS_SYSTEM_BUS_ADDRESS.
+  explicit PrivateBus(const char* variable) {
+    ::chmod(folder_.path().c_str(), 0755);
+    std::ofstream(folder_.path() + "/bus.conf")
+        << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+           "<busconfig><type>session</type><keep_umask/><listen>unix:path="
+        << folder_.path() << "/bus</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+        << "<allow user=\"*\"/><allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+        << "<allow own=\"*\"/></policy></busconfig>\n";
+    ::setenv(variable, address().c_str(), 1);
+    start();
+  }
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
+  ~PrivateBus() {
+    // Before the daemon ends, since ThreadSanitizer takes the folder's descriptor, which has the number of one that a
+    // thread closes when the bus is gone, for that one.
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_.path(), ignored);
+  }
 
+  [[nodiscard]] const std::string& folder() const { return folder_.path(); }
+  [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
   /// Why it does not run; empty if it does.
   [[nodiscard]] const std::string& reason() const { return reason_; }
-  /// The same after its end, for `start()`.
-  [[nodiscard]] const std::string& address() const { return address_; }
 
-  void stop();
-  void start();
+  void start() {
+    std::filesystem::remove(folder_.path() + "/bus");
+    daemon_ = Process({"dbus-daemon", "--config-file=" + folder_.path() + "/bus.conf", "--nofork", "--nopidfile"},
+                      folder_.path() + "/bus.log");
+    reason_ = waitUntil([this] { return busctl({"list"}) == 0; }) ? "" : "no message bus could be started";
+  }
+  Process& daemon() { return daemon_; }
+
+  /// Runs busctl on this bus; its exit status.
+  int busctl(std::vector<std::string> arguments, std::string* output = nullptr) const {
+    arguments.insert(arguments.begin(), {"busctl", "--address=" + address(), "--timeout=5"});
+    const std::string file = folder_.path() + "/busctl.out";
+    const int status = Process(arguments, file).wait();
+    if (output != nullptr) *output = contentsOf(file);
+    return status;
+  }
+  [[nodiscard]] bool hasOwner(const std::string& name) const { return busctl({"status", name}) == 0; }
 
  private:
-  std::string folder_;
-  std::string address_;
+  TemporaryFolder folder_;
+  Process daemon_;
   std::string reason_;
-  pid_t daemon_ = -1;
 };
 
 }  // namespace Tessaly::Tests

@@ -10,7 +10,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::Tests {
 namespace {
@@ -70,23 +70,12 @@ struct PrivateDisplay::Connection {
   std::vector<int> free;
 };
 
-PrivateDisplay::PrivateDisplay(std::string_view furtherLetters, int width, int height) {
-  const TessalyTests::TemporaryFolder folder;
-  const std::string number = folder.path() + "/display";
-  const std::string log = folder.path() + "/log";
-  const std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
-  server_ =
-      Process({"sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp -noreset -screen 0 " + screen + " 3>" + number}, log);
-  comesTrue([&] { return contentsOf(number).ends_with('\n'); });
-  std::string name = ":" + contentsOf(number);
-  Display* display = name.ends_with('\n') ? XOpenDisplay((name.pop_back(), name.c_str())) : nullptr;
-  if (display == nullptr) {
-    problem_ = "no X server could be started: " + contentsOf(log);
-    return;
-  }
+PrivateDisplay::PrivateDisplay(std::string_view furtherLetters, int width, int height)
+    : server_(std::to_string(width) + "x" + std::to_string(height)) {
+  if (!reason().empty()) return;
+  Display* display = XOpenDisplay(nullptr);
+  if (display == nullptr) throw std::runtime_error("The X server refuses its first client");
   connection_ = std::make_unique<Connection>(display);
-  ::setenv("DISPLAY", name.c_str(), 1);
-  ::unsetenv("WAYLAND_DISPLAY");
   for (const char32_t point : codePoints(furtherLetters)) connection_->add(symbolOf(point));
   connection_->add(XStringToKeysym("dead_acute"));
   XAutoRepeatOff(display);

@@ -6,12 +6,11 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/system/services/Process.hpp"
+#include "tests/Support/XServer.hpp"
 
 namespace Tessaly::Tests {
 
-/// An X server of a test's own, without a screen that anybody sees, and somebody at its keyboard. It becomes the
-/// display of the process, and ends with this.
+/// An X server of a test's own, and somebody at its keyboard.
 class PrivateDisplay {
  public:
   /// The keyboard has the letters of the United States, and these.
@@ -20,8 +19,8 @@ class PrivateDisplay {
   PrivateDisplay& operator=(const PrivateDisplay&) = delete;
   ~PrivateDisplay();
 
-  /// Empty if the server runs, and otherwise what it said.
-  [[nodiscard]] const std::string& problem() const { return problem_; }
+  /// Why there is none; empty if there is.
+  [[nodiscard]] const std::string& reason() const { return server_.reason(); }
 
   /// Gives the keyboard to the window with this title. False as long as there is none to be seen.
   bool focus(const std::string& title);
@@ -38,9 +37,8 @@ class PrivateDisplay {
 
   void stroke(unsigned keycode, bool isShifted);
 
-  Process server_;
+  XServer server_;
   std::unique_ptr<Connection> connection_;
-  std::string problem_;
   int releases_ = 0;
 };
 

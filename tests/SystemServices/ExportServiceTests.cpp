@@ -27,8 +27,8 @@
 #include "Tessaly/Platform/Text/FormatStyle.hpp"
 #include "Tessaly/SystemServices/ExportError.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -213,7 +213,7 @@ TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
 }
 
 TEST(ExportServiceCSV, PythonReadsTheStandardFormBack) {
-  const TessalyTests::TemporaryFolder folder;
+  const Tests::TemporaryFolder folder;
   std::mt19937 random(7);
   Table table;
   for (int round = 0; round < 2000; ++round) {

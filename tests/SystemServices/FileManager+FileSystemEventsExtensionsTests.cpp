@@ -30,16 +30,16 @@
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::TemporaryFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Tests::repetitions;
+using Tests::TemporaryFolder;
 
 class FileManagerFileSystemEvents : public testing::Test {
  protected:

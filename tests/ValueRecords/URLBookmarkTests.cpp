@@ -19,7 +19,7 @@
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Logging/LogBackend.hpp"
 #include "Tessaly/ValueRecords/URLBookmark.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -169,7 +169,7 @@ TEST_F(URLBookmarkTest, CanBeASetting) {
 
 TEST(URLBookmarkOfARealFile, FindsItAfterARename) {
   Bundle::setMain({.identifier = "org.example.files"});
-  const TessalyTests::TemporaryFolder folder;
+  const Tests::TemporaryFolder folder;
   std::ofstream(folder.path() + "/a") << "text";
   const auto bookmark = URLBookmark::from(URL::fileURLWithPath(folder.path() + "/a"));
   ASSERT_TRUE(bookmark);

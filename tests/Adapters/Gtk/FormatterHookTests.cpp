@@ -15,8 +15,10 @@
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -46,7 +48,7 @@ bool comesTrue(Condition condition) {
 class GtkField : public testing::Test {
  protected:
   void SetUp() override {
-    if (!display_.problem().empty()) GTEST_SKIP() << display_.problem();
+    if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
     setEnvironment();
     gtk_init();
     window_ = gtk_window_new();
@@ -379,14 +381,14 @@ TEST_F(GtkField, MayBeOfAnotherKind) {
 /// A program of its own, typed into from outside.
 TEST(GtkForm, SavesWhatWasTyped) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
-  if (!display.problem().empty()) GTEST_SKIP() << display.problem();
-  const TessalyTests::TemporaryFolder folder;
+  if (!display.reason().empty()) GTEST_SKIP() << display.reason();
+  const Tests::TemporaryFolder folder;
   const std::string output = folder.path() + "/output";
   setEnvironment();
   ::setenv("LANG", "de_DE.UTF-8", 1);
   ::unsetenv("LC_ALL");
   Tests::Process form({std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly_gtk_form"}, output);
-  ASSERT_TRUE(Tests::comesTrue([&] { return display.focus("Track (GTK)"); })) << Tests::contentsOf(output);
+  ASSERT_TRUE(Tests::waitUntil([&] { return display.focus("Track (GTK)"); })) << Tests::contentsOf(output);
   display.type("An incredibly long title of a track\t");
   display.type("The 😀 Smilers\t");
   display.type("150\t");

@@ -22,8 +22,10 @@
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -43,7 +45,7 @@ class KeyCounter : public QObject {
 class QtField : public testing::Test {
  protected:
   void SetUp() override {
-    if (!display_.problem().empty()) GTEST_SKIP() << display_.problem();
+    if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
     qputenv("QT_QPA_PLATFORM", "xcb");
     qputenv("QT_IM_MODULE", "compose");
     application_.emplace(count_, arguments_);
@@ -320,14 +322,14 @@ TEST_F(QtField, MayGoWhileItIsEdited) {
 /// A program of its own, typed into from outside.
 TEST(QtForm, SavesWhatWasTyped) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
-  if (!display.problem().empty()) GTEST_SKIP() << display.problem();
-  const TessalyTests::TemporaryFolder folder;
+  if (!display.reason().empty()) GTEST_SKIP() << display.reason();
+  const Tests::TemporaryFolder folder;
   const std::string output = folder.path() + "/output";
   ::setenv("LANG", "de_DE.UTF-8", 1);
   ::unsetenv("LC_ALL");
   ::setenv("QT_QPA_PLATFORM", "xcb", 1);
   Tests::Process form({std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly_qt_form"}, output);
-  ASSERT_TRUE(Tests::comesTrue([&] { return display.focus("Track (Qt)"); })) << Tests::contentsOf(output);
+  ASSERT_TRUE(Tests::waitUntil([&] { return display.focus("Track (Qt)"); })) << Tests::contentsOf(output);
   display.type("An incredibly long title of a track\t");
   display.type("The 😀 Smilers\t");
   display.type("150\t");

@@ -13,7 +13,7 @@
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -37,7 +37,7 @@ class BookmarksTest : public testing::Test {
     return 0;
   }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   Bookmarks& bookmarks = Bookmarks::shared();
 };
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "Tessaly/Platform/Linux/FirmwareDevice.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace {
 
@@ -31,7 +31,7 @@ class FirmwareDeviceTest : public testing::Test {
     return text;
   }
 
-  const TessalyTests::TemporaryFolder root_;
+  const Tests::TemporaryFolder root_;
   FirmwareDevice device_{root_.path()};
 };
 

@@ -18,12 +18,12 @@
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::TemporaryFolder;
+using Tests::TemporaryFolder;
 
 /// The code of the system error that the body throws; 0 when it throws none.
 int codeOf(const std::function<void()>& body) {

@@ -13,14 +13,14 @@
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::TemporaryFolder;
 using Tests::repetitions;
+using Tests::TemporaryFolder;
 
 class FileSystemObjectSourceTest : public testing::Test {
  protected:

@@ -13,8 +13,8 @@
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "tests/Platform/Foundation/OutputOf.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -32,7 +32,7 @@ class CoordinatedReading : public testing::Test {
   [[nodiscard]] URL url(const std::string& name) const { return URL::fileURLWithPath(path(name)); }
   void expectNothingLeft() const { EXPECT_TRUE(std::filesystem::is_empty(path("scratch"))); }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", path("scratch")}}}};
   ProcessInfo::Replacement replacement{process};
 };
@@ -54,7 +54,7 @@ TEST_F(CoordinatedReading, GivesAnArchiveOfAFolderThatOnlyThisUserMayReadAndRemo
     struct stat status{};
     ASSERT_EQ(::stat(archive.path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, mode_t{0600});
-    EXPECT_EQ(TessalyTests::outputOf("unzip -Z1 " + archive.path()), "notes/\nnotes/inner/\nnotes/inner/a\n");
+    EXPECT_EQ(Tests::outputOf("unzip -Z1 " + archive.path()), "notes/\nnotes/inner/\nnotes/inner/a\n");
   });
   expectNothingLeft();
 }

@@ -13,7 +13,7 @@
 #include "Tessaly/Platform/Foundation/Data.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/detail/AvailableMemory.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -29,7 +29,7 @@ class AvailableMemory : public testing::Test {
   }
   [[nodiscard]] std::int64_t available() const { return detail::availableMemory(root.path()); }
 
-  TessalyTests::TemporaryFolder root;
+  Tests::TemporaryFolder root;
 };
 
 TEST_F(AvailableMemory, IsWhatTheMachineSays) {

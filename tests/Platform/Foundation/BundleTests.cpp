@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "OutputOf.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Foundation/detail/BundleNote.hpp"
+#include "tests/Support/OutputOf.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -24,7 +24,7 @@ using ::testing::KilledBySignal;
 using ::testing::MatchesRegex;
 
 std::string outputOf(const std::string& program) {
-  return TessalyTests::outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/" + program);
+  return Tests::outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/" + program);
 }
 
 std::string wholeBundleOf(const std::string& program) {

@@ -13,11 +13,11 @@
 #include <string>
 #include <unordered_set>
 
-#include "TemporaryFolder.hpp"
 #include "Tessaly/Platform/Foundation/Data.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -27,7 +27,7 @@ using ::testing::KilledBySignal;
 using ::testing::MatchesRegex;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
-using TessalyTests::TemporaryFolder;
+using Tests::TemporaryFolder;
 
 static_assert(std::ranges::contiguous_range<const Data>);
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Tessaly/Platform/Foundation/detail/MIMEDatabase.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::detail {
 namespace {
@@ -190,7 +190,7 @@ class MIMEFolders : public testing::Test {
     std::ofstream(path, std::ios::binary) << text;
   }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
 };
 
 TEST_F(MIMEFolders, TheUsersCountsForMoreThanTheSystems) {

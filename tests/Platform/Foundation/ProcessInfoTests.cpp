@@ -11,17 +11,17 @@
 #include <fstream>
 #include <sstream>
 
-#include "OutputOf.hpp"
-#include "TemporaryFolder.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-using TessalyTests::outputOf;
-using TessalyTests::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::Pair;
+using Tests::outputOf;
+using Tests::TemporaryFolder;
 
 TEST(OperatingSystemVersion, MissingPartsAreZero) {
   const auto read = [](std::string_view text) { return OperatingSystemVersion::from(text).description(); };

@@ -12,9 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "OutputOf.hpp"
-#include "TemporaryFolder.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -23,8 +24,8 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 using Array = PropertyList::Array;
 using Dictionary = PropertyList::Dictionary;
-using TessalyTests::outputOf;
-using TessalyTests::TemporaryFolder;
+using Tests::outputOf;
+using Tests::TemporaryFolder;
 
 constexpr auto binary = PropertyListFormat::binary;
 constexpr auto xml = PropertyListFormat::xml;
@@ -381,10 +382,7 @@ class PropertyListSerializationWithPython : public ::testing::Test {
     return outputOf("python3 '" + folder_.path() + "/script.py' " + command + " '" + path() + "' 2>&1");
   }
   [[nodiscard]] std::string path() const { return folder_.path() + "/file.plist"; }
-  [[nodiscard]] std::string contents() const {
-    std::ifstream file(path(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
+  [[nodiscard]] std::string contents() const { return Tests::contentsOf(path()); }
 
  private:
   TemporaryFolder folder_;

@@ -12,15 +12,15 @@
 #include <string>
 #include <unordered_set>
 
-#include "TemporaryFolder.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
 using namespace std::string_view_literals;
-using TessalyTests::TemporaryFolder;
+using Tests::TemporaryFolder;
 using enum URL::DirectoryHint;
 
 /// The parsed text spelt out, or "-".

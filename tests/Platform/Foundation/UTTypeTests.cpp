@@ -17,7 +17,7 @@
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Foundation/UTType.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -40,7 +40,7 @@ class UTTypeTest : public testing::Test {
     return UTType::fromFilenameExtension(extension, conformingTo)->identifier();
   }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"XDG_DATA_DIRS", folder.path() + "/share"},
                                                                          {"HOME", folder.path() + "/home"}}}};
   ProcessInfo::Replacement replacement{process};

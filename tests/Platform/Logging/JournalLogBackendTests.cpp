@@ -18,6 +18,7 @@
 
 #include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace {
 
@@ -94,11 +95,6 @@ class JournalLogBackendTest : public testing::Test {
     std::vector<std::string> messages;
     for (auto& entry : scripted().entries) messages.push_back(entry["MESSAGE"]);
     return messages;
-  }
-
-  template <typename Condition>
-  static void waitUntil(Condition condition) {
-    while (!condition()) std::this_thread::yield();
   }
 
   LogRing& ring_ = *new LogRing(64 * 1024);
@@ -203,13 +199,13 @@ TEST_F(JournalLogBackendTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSe
   scripted().answer = -ECONNREFUSED;
   auto& journal = makeJournal({.retryInterval = 1ms});
   for (const char* text : {"one", "two", "three"}) write(journal, text);
-  waitUntil([&] { return journal.status().state == JournalState::refused; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return journal.status().state == JournalState::refused; }));
   EXPECT_EQ(journal.status().error, ECONNREFUSED);
   journal.flush(10s);
   EXPECT_TRUE(sentMessages().empty());
   scripted().answer = 0;
   write(journal, "four");
-  waitUntil([&] { return journal.status().sentRecords == 4; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return journal.status().sentRecords == 4; }));
   EXPECT_EQ(journal.status().state, JournalState::sending);
   EXPECT_EQ(journal.status().error, 0);
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two", "three", "four"));
@@ -222,9 +218,9 @@ TEST_F(JournalLogBackendTest, ASocketThatVanishesAndReturnsLosesNothing) {
   journal.flush(10s);
   std::filesystem::remove(socket_);
   write(journal, "two");
-  waitUntil([&] { return journal.status().state == JournalState::socketMissing; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return journal.status().state == JournalState::socketMissing; }));
   makeSocket();
-  waitUntil([&] { return journal.status().sentRecords == 2; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return journal.status().sentRecords == 2; }));
   EXPECT_EQ(journal.status().state, JournalState::sending);
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two"));
 }
@@ -248,7 +244,8 @@ TEST_F(JournalLogBackendTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndT
   constexpr int count = 5000;
   for (int i = 0; i < count; ++i) write(journal, std::to_string(i));
   scripted().answer = 0;
-  waitUntil([&] { return !sentMessages().empty() && sentMessages().back() == std::to_string(count - 1); });
+  ASSERT_TRUE(
+      Tests::waitUntil([&] { return !sentMessages().empty() && sentMessages().back() == std::to_string(count - 1); }));
   const auto messages = sentMessages();
   const auto status = journal.status();
   EXPECT_GT(status.lostRecords, 0u);
@@ -272,7 +269,7 @@ TEST_F(JournalLogBackendTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp
   scripted().isHeld = true;
   auto& journal = makeJournal({.longestSend = 1ms});
   write(journal, "one");
-  waitUntil([&] { return journal.status().state == JournalState::notAnswering; });
+  ASSERT_TRUE(Tests::waitUntil([&] { return journal.status().state == JournalState::notAnswering; }));
   journal.flush(1ms);
   EXPECT_TRUE(sentMessages().empty());
   scripted().isHeld = false;
@@ -304,8 +301,8 @@ TEST_F(JournalLogBackendTest, ARecordAlwaysWakesTheThreadThatIsLyingDown) {
   const int count = Tests::repetitions(3000);
   for (int i = 1; i <= count; ++i) {
     write(journal, "text");
-    // No flush: that would wake it too. A lost wake-up hangs here.
-    waitUntil([&] { return journal.status().sentRecords == static_cast<std::uint64_t>(i); });
+    // No flush: that would wake it too. A lost wake-up hangs here. No sleep: that would let it park in peace.
+    while (journal.status().sentRecords != static_cast<std::uint64_t>(i)) std::this_thread::yield();
     for (volatile int pause = 0; pause < i % 500; pause = pause + 1) {
     }
   }

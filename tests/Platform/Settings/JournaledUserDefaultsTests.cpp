@@ -20,12 +20,13 @@
 #include <thread>
 #include <vector>
 
-#include "../../Support/LastingClock.hpp"
-#include "../../Support/Repetitions.hpp"
-#include "../../Support/WaitUntil.hpp"
-#include "../Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/LastingClock.hpp"
+#include "tests/Support/Repetitions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -34,12 +35,8 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 using Dictionary = PropertyList::Dictionary;
 using Store = std::shared_ptr<JournaledUserDefaults>;
+using Tests::contentsOf;
 using Tests::waitUntil;
-
-std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 void write(const std::string& path, std::string_view bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
@@ -75,7 +72,7 @@ class JournaledUserDefaultsTest : public ::testing::Test {
   ManualClock& clock_ = Tests::lastingClock();
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
 };
 
 /// Remembers what it was told, and lets a test wait for it.

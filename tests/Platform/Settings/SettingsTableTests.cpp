@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "../../Support/Repetitions.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+#include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

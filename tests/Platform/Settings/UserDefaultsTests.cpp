@@ -3,20 +3,19 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 
-#include "../Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-using TessalyTests::TemporaryFolder;
+using Tests::TemporaryFolder;
 
 /// The folder of the user's configuration while this process lives. The store writes there once more when it ends, so
 /// the folder goes after that.

@@ -50,7 +50,7 @@ TEST(CaseMapping, MakesReplacementsOfIllFormedBytes) {
 
 TEST(CaseMapping, FollowsTheCharacterDatabase) {
   int mapped = 0;
-  for (const auto& fields : TessalyTests::readUnicodeData("UnicodeData.txt")) {
+  for (const auto& fields : Tests::readUnicodeData("UnicodeData.txt")) {
     if (fields.size() < 14 || (fields[12].empty() && fields[13].empty())) continue;
     const auto scalar = static_cast<char32_t>(std::stoul(fields[0], nullptr, 16));
     // These have mappings of several characters, in SpecialCasing.txt.

@@ -12,8 +12,8 @@
 namespace Tessaly::inline v1::Text {
 namespace {
 
-using TessalyTests::readRange;
-using TessalyTests::readUnicodeData;
+using Tests::readRange;
+using Tests::readUnicodeData;
 
 constexpr char32_t scalarCount = 0x110000;
 

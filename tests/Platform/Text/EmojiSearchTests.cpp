@@ -38,10 +38,10 @@ TEST(ContainsEmoji, KnowsEveryScalarAloneAndWithAVariationSelector) {
 TEST(ContainsEmoji, FindsEveryEmojiOfTheUnicodeFiles) {
   int found = 0;
   for (const char* name : {"emoji/emoji-sequences.txt", "emoji/emoji-zwj-sequences.txt", "emoji/emoji-test.txt"}) {
-    for (const auto& fields : TessalyTests::readUnicodeData(name)) {
+    for (const auto& fields : Tests::readUnicodeData(name)) {
       std::vector<std::string> texts;
       if (fields[0].find("..") != std::string::npos) {
-        const auto range = TessalyTests::readRange(fields[0]);
+        const auto range = Tests::readRange(fields[0]);
         for (char32_t scalar = range.first; scalar <= range.last; ++scalar) appendScalar(texts.emplace_back(), scalar);
       } else {
         texts.emplace_back();

@@ -72,7 +72,7 @@ void expectAsByICU(std::string_view text) {
 }
 
 TEST(GraphemeClusters, PassTheUnicodeTest) {
-  const auto lines = TessalyTests::readUnicodeData("auxiliary/GraphemeBreakTest.txt");
+  const auto lines = Tests::readUnicodeData("auxiliary/GraphemeBreakTest.txt");
   ASSERT_EQ(lines.size(), 602u);
   for (const auto& line : lines) {
     Clusters expected;

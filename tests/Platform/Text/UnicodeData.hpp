@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace TessalyTests {
+namespace Tessaly::Tests {
 
 /// The fields between the semicolons of a line without its comment, blanks at their ends taken off.
 inline std::vector<std::string> fieldsOfLine(std::string_view line) {
@@ -51,4 +51,4 @@ inline ScalarRange readRange(const std::string& text) {
   return {number(text.substr(0, dots)), number(text.substr(dots + 2))};
 }
 
-}  // namespace TessalyTests
+}  // namespace Tessaly::Tests

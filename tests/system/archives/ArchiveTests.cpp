@@ -18,18 +18,18 @@
 #include <string_view>
 #include <vector>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "tests/Support/MemoryVolume.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-using TessalyTests::outputOf;
+using Tests::outputOf;
 
 /// Text that does not get smaller.
 std::string noise(std::size_t size) {
@@ -67,7 +67,7 @@ class SmallDisk : public ::testing::Test {
   }
   void expectNothingLeft() const { EXPECT_TRUE(std::filesystem::is_empty(disk.path())); }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   Tests::MemoryVolume disk{"4m,nr_inodes=100"};
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", disk.path()}}}};
   ProcessInfo::Replacement replacement{process};
@@ -122,7 +122,7 @@ class LargeArchive : public ::testing::Test {
     syncWait([&] { return zipFiles(NSFileCoordinator(), urls); }).write(URL::fileURLWithPath(place("all.zip")));
   }
 
-  TessalyTests::TemporaryFolder folder;
+  Tests::TemporaryFolder folder;
   ProcessInfo process{{.environment = std::map<std::string, std::string>{{"TMPDIR", place("scratch")}}}};
   ProcessInfo::Replacement replacement{process};
 };

@@ -19,6 +19,7 @@
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -66,11 +67,6 @@ std::multiset<std::string> openDescriptors() {
   return open;
 }
 
-std::string textOf(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// On each of two file systems: the one of the build, and one in memory.
 class FileChangesOn : public testing::TestWithParam<const char*> {
  protected:
@@ -108,15 +104,15 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
     syncWait([&]() -> Async<void> {
       auto changes = fileChanges(files, url()).makeAsyncIterator();
       Program program(arguments);
-      std::string last = textOf(file_);
+      std::string last = Tests::contentsOf(file_);
       while (last != "end") {
         const auto change = co_await changes.next();
         kinds.push_back(*change);
-        last = textOf(file_);
+        last = Tests::contentsOf(file_);
       }
       while (!program.hasEnded()) co_await Task<>::yield();
       EXPECT_EQ(program.exitStatus(), 0);
-      EXPECT_EQ(textOf(file_), "end");
+      EXPECT_EQ(Tests::contentsOf(file_), "end");
     });
     EXPECT_EQ(openDescriptors(), before);
     return kinds;
@@ -191,7 +187,7 @@ for number in range(1, count + 1):
     while (last != "pause " + countOf(1000)) {
       const auto change = co_await changes.next();
       EXPECT_TRUE(change);
-      last = textOf(file_);
+      last = Tests::contentsOf(file_);
       if (!last.starts_with("pause ")) continue;
       const std::string read = file_ + "." + last.substr(6);
       if (std::filesystem::exists(read)) continue;

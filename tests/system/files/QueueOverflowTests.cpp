@@ -21,7 +21,7 @@
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -94,7 +94,7 @@ class QueueOverflow : public testing::Test {
     return false;
   }
 
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
   int capacity_ = 0;
 };
 

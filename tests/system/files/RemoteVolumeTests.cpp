@@ -15,9 +15,10 @@
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
 #include "tests/Support/MemoryVolume.hpp"
-#include "tests/system/services/Process.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -34,7 +35,7 @@ class RemoteVolume : public testing::Test {
       struct statfs volume{};
       return ::statfs(volume_.path().c_str(), &volume) == 0 && volume.f_type == FUSE_SUPER_MAGIC;
     };
-    if (!Tests::comesTrue(isThere)) reason_ = "bindfs cannot mount a volume";
+    if (!Tests::waitUntil(isThere)) reason_ = "bindfs cannot mount a volume";
   }
   ~RemoteVolume() override { ::umount2(volume_.path().c_str(), MNT_DETACH); }
   void SetUp() override {
@@ -45,8 +46,8 @@ class RemoteVolume : public testing::Test {
   [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
   [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.path() + "/" + name); }
 
-  TessalyTests::TemporaryFolder origin_;
-  TessalyTests::TemporaryFolder volume_;
+  Tests::TemporaryFolder origin_;
+  Tests::TemporaryFolder volume_;
   Tests::Process process_;
   ManualClock clock_;
   std::string reason_;

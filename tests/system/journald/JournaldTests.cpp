@@ -15,6 +15,7 @@
 #include "Tessaly/Platform/Base/FatalError.hpp"
 #include "Tessaly/Platform/Logging/LogConfiguration.hpp"
 #include "Tessaly/Platform/Logging/OSLogStore.hpp"
+#include "tests/Support/WaitUntil.hpp"
 #include "tests/system/journald/PrivateJournal.hpp"
 
 // Records on their way into a real journal.
@@ -28,15 +29,6 @@ class Journald : public testing::Test {
  protected:
   void SetUp() override {
     if (!journal_.reason().empty()) GTEST_SKIP() << journal_.reason();
-  }
-
-  template <typename Condition>
-  static bool comesTrue(Condition condition) {
-    for (const auto limit = std::chrono::steady_clock::now() + 8s; !condition();) {
-      if (std::chrono::steady_clock::now() > limit) return false;
-      std::this_thread::sleep_for(1ms);
-    }
-    return true;
   }
 
   static std::vector<std::string> messages(const std::vector<Tests::PrivateJournal::Entry>& entries) {
@@ -134,14 +126,14 @@ TEST_F(Journald, WhenItIsKilledTheHostGoesOnAndTheReasonIsVisibleUntilItIsBack) 
   journal_.kill();
   for (int i = 100; i < 200; ++i) logger.error("%d", i);
   LogConfiguration::flush(5s);
-  EXPECT_TRUE(comesTrue([] { return LogConfiguration::journalStatus().state == JournalState::refused; }));
+  EXPECT_TRUE(Tests::waitUntil([] { return LogConfiguration::journalStatus().state == JournalState::refused; }));
   EXPECT_EQ(LogConfiguration::journalStatus().error, ECONNREFUSED);
   EXPECT_EQ(OSLogStore::currentProcess().entries().size(), 200u);
 
   journal_.start();
   ASSERT_EQ(journal_.reason(), "");
   for (int i = 200; i < 300; ++i) logger.error("%d", i);
-  EXPECT_TRUE(comesTrue([] { return LogConfiguration::journalStatus().sentRecords == 300; }));
+  EXPECT_TRUE(Tests::waitUntil([] { return LogConfiguration::journalStatus().sentRecords == 300; }));
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::sending);
   EXPECT_EQ(LogConfiguration::journalStatus().lostRecords, 0u);
   EXPECT_EQ(messages(journal_.entries("subsystem", 300)), numbers(0, 300));
@@ -154,7 +146,7 @@ TEST_F(Journald, WhenItsSocketVanishesRecordsWaitUntilItIsBack) {
   journal_.kill();
   journal_.removeSocket();
   logger.error("1");
-  EXPECT_TRUE(comesTrue([] { return LogConfiguration::journalStatus().state == JournalState::socketMissing; }));
+  EXPECT_TRUE(Tests::waitUntil([] { return LogConfiguration::journalStatus().state == JournalState::socketMissing; }));
   journal_.start();
   ASSERT_EQ(journal_.reason(), "");
   EXPECT_EQ(messages(journal_.entries("subsystem", 2)), numbers(0, 2));
@@ -169,7 +161,7 @@ TEST_F(Journald, AHostThatStartsBeforeItFindsItLater) {
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::socketMissing);
   journal_.start();
   ASSERT_EQ(journal_.reason(), "");
-  EXPECT_TRUE(comesTrue([&] {
+  EXPECT_TRUE(Tests::waitUntil([&] {
     logger.error("later");
     return LogConfiguration::journalStatus().state == JournalState::sending;
   }));
@@ -207,7 +199,8 @@ TEST_F(Journald, WhileItHangsTheHostGoesOnAndStillEnds) {
     const Logger logger("subsystem", "category");
     // More than the socket takes.
     for (int i = 0; i < 5000; ++i) logger.error("%d", i);
-    if (!comesTrue([] { return LogConfiguration::journalStatus().state == JournalState::notAnswering; })) ::_exit(1);
+    if (!Tests::waitUntil([] { return LogConfiguration::journalStatus().state == JournalState::notAnswering; }))
+      ::_exit(1);
     if (OSLogStore::currentProcess().entries().size() != 5000) ::_exit(2);
     std::exit(0);
   });

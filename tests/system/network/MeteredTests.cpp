@@ -184,11 +184,11 @@ class Metered : public testing::Test {
     const std::shared_ptr<MeteredWatch> watch_;
   };
 
-  Tests::PrivateBus bus_;
+  Tests::PrivateBus bus_{"DBUS_SYSTEM_BUS_ADDRESS"};
 };
 
 TEST_F(Metered, WithoutABusNothingIsExpensive) {
-  bus_.stop();
+  bus_.daemon().end();
   const auto watch = MeteredWatch::make([] { FAIL(); });
   watch->connectIfNeeded();
   EXPECT_EQ(watch->state(), (State{.isExpensive = false, .source = Source::noBus}));
@@ -305,7 +305,7 @@ TEST_F(Metered, ABusThatDiesAndComesBackIsFoundAgainWhenAskedFor) {
   {
     StandIn manager(1);
     EXPECT_TRUE(follower.becomes(true));
-    bus_.stop();
+    bus_.daemon().end();
     EXPECT_TRUE(follower.becomes(Source::noBus));
   }
   follower.watch().connectIfNeeded();

@@ -11,11 +11,12 @@
 #include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/system/network/Namespace.hpp"
-#include "tests/system/services/Process.hpp"
 
 // The real NetworkManager, on a bus and in a network namespace of the test's own, with a connection over a pair of
 // links.
@@ -75,9 +76,9 @@ class RealNetworkManager : public testing::Test {
   static constexpr const char* program = "/usr/sbin/NetworkManager";
 
   const UserDefaultsInstallation settings_{InMemoryUserDefaults::make()};
-  Tests::PrivateBus bus_;
+  Tests::PrivateBus bus_{"DBUS_SYSTEM_BUS_ADDRESS"};
   Tests::Process manager_;
-  TessalyTests::TemporaryFolder folder_;  // Gone before the bus; see there.
+  Tests::TemporaryFolder folder_;  // Gone before the bus; see there.
   const std::shared_ptr<NWPathMonitor> monitor_ = NWPathMonitor::make();
 };
 

@@ -19,15 +19,18 @@
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
 #include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/Impostor.hpp"
-#include "tests/system/services/PrivateBus.hpp"
+#include "tests/Support/MockService.hpp"
+#include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 // Questions to an authority on a bus of the test's own: a stand-in, and the real polkitd.
 
 namespace {
 
 using namespace Tessaly;
-using Tests::comesTrue;
+using Tests::waitUntil;
 
 /// The failure's place in its enumeration; -1 for success.
 int evaluate(const std::string& action, std::string* localizedReason = nullptr) {
@@ -193,7 +196,7 @@ TEST_F(AuthenticationTest, ABusThatDiesWhileTheUserIsAskedEndsTheQuestion) {
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
   ASSERT_EQ(polkit->reason(), "");
   std::thread killer([&] {
-    comesTrue([&] { return polkit->calls().size() == 2; });
+    waitUntil([&] { return polkit->calls().size() == 2; });
     bus_.daemon().end();
   });
   EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
@@ -204,7 +207,7 @@ TEST_F(AuthenticationTest, AnAuthorityThatDiesWhileTheUserIsAskedEndsTheQuestion
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
   ASSERT_EQ(polkit->reason(), "");
   std::thread killer([&] {
-    comesTrue([&] { return polkit->calls().size() == 2; });
+    waitUntil([&] { return polkit->calls().size() == 2; });
     polkit->stop();
   });
   EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
@@ -251,7 +254,7 @@ class RealPolkit : public AuthenticationTest {
     AuthenticationTest::SetUp();
     if (IsSkipped()) return;
     daemon_ = Tests::Process({"/usr/lib/polkit-1/polkitd", "--no-debug"}, bus_.folder() + "/polkitd.log");
-    if (!comesTrue([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
+    if (!waitUntil([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
       GTEST_SKIP() << "polkitd does not run here: " << Tests::contentsOf(bus_.folder() + "/polkitd.log");
   }
   Tests::Process daemon_;
@@ -312,7 +315,7 @@ class InstalledPolicy : public AuthenticationTest {
         {"unshare", "--mount", "sh", "-c",
          "mount --bind " + actions + " /usr/share/polkit-1/actions && exec /usr/lib/polkit-1/polkitd --no-debug"},
         bus_.folder() + "/polkitd.log");
-    if (!comesTrue([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
+    if (!waitUntil([this] { return bus_.hasOwner("org.freedesktop.PolicyKit1"); }))
       GTEST_SKIP() << "polkitd does not run here: " << Tests::contentsOf(bus_.folder() + "/polkitd.log");
   }
   Tests::Process daemon_;

@@ -5,16 +5,17 @@
 
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/WaitUntil.hpp"
 #include "tests/system/services/FakeCompositor.hpp"
-#include "tests/system/services/Process.hpp"
 
 // The pasteboard of a compositor of the test's own, for what the real ones that are packaged do not have.
 
 namespace {
 
 using namespace Tessaly;
-using Tests::comesTrue;
 using Tests::FakeCompositor;
+using Tests::waitUntil;
 
 class DataControl : public testing::TestWithParam<const char*> {};
 
@@ -39,7 +40,7 @@ TEST_P(DataControl, WhoElseTakesTheSelectionIsNoticed) {
   PasteboardService::write("ours");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
   compositor.replace();
-  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  EXPECT_TRUE(waitUntil([] { return !PasteboardBackend::current().status().isOwner; }));
   PasteboardService::write("ours again");
   EXPECT_TRUE(PasteboardBackend::current().status().isOwner);
   EXPECT_EQ(compositor.paste("text/plain"), "ours again");
@@ -51,7 +52,7 @@ TEST_P(DataControl, ACompositorThatGoesAwayIsNoticedAndTheNextOneUsed) {
     PasteboardService::write("lost");
   }
   EXPECT_TRUE(
-      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+      waitUntil([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
   FakeCompositor compositor(GetParam());
   PasteboardService::write("found");
   EXPECT_EQ(compositor.paste("text/plain"), "found");

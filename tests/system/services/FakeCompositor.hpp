@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::Tests {
 
@@ -158,7 +158,7 @@ class FakeCompositor {
     }
   }
 
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
   wl_display* display_;
   std::vector<std::string> names_;
   const wl_interface* sourceTypes_[1] = {};

@@ -15,26 +15,28 @@
 
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 #include "tests/Support/WakeUps.hpp"
-#include "tests/system/services/Process.hpp"
-#include "tests/system/services/XServer.hpp"
+#include "tests/Support/XClipboard.hpp"
 
 // The pasteboard of a real X server, read by another program.
 
 namespace {
 
 using namespace Tessaly;
-using Tests::comesTrue;
+using Tests::waitUntil;
 
 class X11Pasteboard : public testing::Test {
  protected:
   void SetUp() override {
-    if (!server_.reason().empty()) GTEST_SKIP() << server_.reason();
+    if (!clipboard_.reason().empty()) GTEST_SKIP() << clipboard_.reason();
   }
-  std::string paste(const std::string& form = "UTF8_STRING") { return server_.paste(form); }
+  std::string paste(const std::string& form = "UTF8_STRING") { return clipboard_.paste(form); }
 
-  Tests::XServer server_;
+  Tests::XClipboard clipboard_;
   DisplayPasteboard pasteboard_;
 };
 
@@ -90,11 +92,11 @@ TEST_F(X11Pasteboard, SeveralProgramsPasteLargeContentsAtOnce) {
   std::vector<Tests::Process> readers;
   for (int i = 0; i < 4; ++i) {
     readers.emplace_back(std::vector<std::string>{"timeout", "8", "xclip", "-selection", "clipboard", "-o"},
-                         server_.folder() + "/pasted" + std::to_string(i));
+                         clipboard_.folder() + "/pasted" + std::to_string(i));
   }
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(readers[static_cast<std::size_t>(i)].wait(), 0);
-    EXPECT_TRUE(Tests::contentsOf(server_.folder() + "/pasted" + std::to_string(i)) == large);
+    EXPECT_TRUE(Tests::contentsOf(clipboard_.folder() + "/pasted" + std::to_string(i)) == large);
   }
 }
 
@@ -102,8 +104,8 @@ TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
   const std::string large(20'000'000, 'x');
   PasteboardService::write(large);
   for (int i = 0; i < 5; ++i) {
-    Tests::Process reader({"xclip", "-selection", "clipboard", "-o"}, server_.folder() + "/cut");
-    comesTrue([&] { return std::filesystem::exists(server_.folder() + "/cut"); });
+    Tests::Process reader({"xclip", "-selection", "clipboard", "-o"}, clipboard_.folder() + "/cut");
+    waitUntil([&] { return std::filesystem::exists(clipboard_.folder() + "/cut"); });
     reader.end();
   }
   PasteboardService::write("small");
@@ -113,8 +115,8 @@ TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
 TEST_F(X11Pasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
   PasteboardService::write("ours");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
-  const auto other = server_.copyElsewhere("theirs");
-  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  const auto other = clipboard_.copyElsewhere("theirs");
+  EXPECT_TRUE(waitUntil([] { return !PasteboardBackend::current().status().isOwner; }));
   EXPECT_EQ(paste(), "theirs");
   PasteboardService::write("ours again");
   EXPECT_EQ(paste(), "ours again");
@@ -132,12 +134,12 @@ TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
   std::thread second([&] { write(other, "second"); });
   first.join();
   second.join();
-  EXPECT_TRUE(comesTrue([&] { return pasteboard_.status().isOwner != other.status().isOwner; }));
+  EXPECT_TRUE(waitUntil([&] { return pasteboard_.status().isOwner != other.status().isOwner; }));
   EXPECT_EQ(paste(), pasteboard_.status().isOwner ? "first" : "second");
 }
 
 TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
-  const std::string theirs = server_.folder() + "/theirs";
+  const std::string theirs = clipboard_.folder() + "/theirs";
   std::ofstream(theirs) << "theirs";
   std::vector<Tests::Process> programs;
   std::thread other([&] {
@@ -150,7 +152,7 @@ TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
   other.join();
   for (Tests::Process& program : programs) program.end();
   // The display may still have to read what they said last.
-  EXPECT_TRUE(comesTrue([this] {
+  EXPECT_TRUE(waitUntil([this] {
     PasteboardService::write("ours again");
     return paste() == "ours again";
   }));
@@ -158,8 +160,8 @@ TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
     PasteboardService::write("ours at last");
     EXPECT_EQ(paste(), "ours at last");
     EXPECT_TRUE(PasteboardBackend::current().status().isOwner);
-    const auto next = server_.copyElsewhere("theirs at last");
-    EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+    const auto next = clipboard_.copyElsewhere("theirs at last");
+    EXPECT_TRUE(waitUntil([] { return !PasteboardBackend::current().status().isOwner; }));
     EXPECT_EQ(paste(), "theirs at last");
   }
 }
@@ -171,32 +173,32 @@ TEST_F(X11Pasteboard, NothingWakesWhoServesWhileNobodyAsks) {
   // And that it would be seen.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
-  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
+  EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
 TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
   PasteboardService::write("lost");
-  server_.process().end();
+  clipboard_.server().process().end();
   EXPECT_TRUE(
-      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+      waitUntil([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
   PasteboardService::write("nowhere");
   EXPECT_EQ(PasteboardBackend::current().status(),
             (PasteboardStatus{PasteboardServer::none, PasteboardProblem::noDisplay, false}));
-  server_.start();
-  ASSERT_EQ(server_.reason(), "");
+  clipboard_.server().start();
+  ASSERT_EQ(clipboard_.reason(), "");
   PasteboardService::write("found");
   EXPECT_EQ(paste(), "found");
 }
 
 TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
   PasteboardService::write("text");
-  server_.process().signal(SIGSTOP);
+  clipboard_.server().process().signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
   EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::notAnswering);
   DisplayPasteboard other;
   EXPECT_FALSE(other.setString("late", PasteboardType::string));
   EXPECT_EQ(other.status().problem, PasteboardProblem::notAnswering);
-  server_.process().signal(SIGCONT);
+  clipboard_.server().process().signal(SIGCONT);
   PasteboardService::write("again");
   EXPECT_EQ(paste(), "again");
 }
@@ -217,7 +219,7 @@ TEST_F(X11Pasteboard, ServesUntilItIsReplacedOrTheDisplayGoes) {
     if (isReplaced) {
       PasteboardService::write("other");
     } else {
-      server_.process().end();
+      clipboard_.server().process().end();
     }
     waiting.join();
     EXPECT_FALSE(pasteboard_.status().isOwner);
@@ -240,7 +242,7 @@ class WaylandPasteboard : public testing::Test {
     const uid_t user = ::getuid() == 0 ? nobody : 0;
     if (user != 0) ASSERT_EQ(::chown(folder_.path().c_str(), user, user), 0);
     compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log, user);
-    if (!comesTrue([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
+    if (!waitUntil([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
       GTEST_SKIP() << "sway does not run here: " << Tests::contentsOf(log);
     ::setenv("WAYLAND_DISPLAY", "wayland-1", 1);
     if (Tests::Process({"wl-paste", "--version"}).wait() != 0) GTEST_SKIP() << "wl-clipboard is not installed";
@@ -252,7 +254,7 @@ class WaylandPasteboard : public testing::Test {
     return reader.wait() == 0 ? Tests::contentsOf(file) : "failed";
   }
 
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
   Tests::Process compositor_;
 };
 
@@ -282,7 +284,7 @@ TEST_F(WaylandPasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRoun
   PasteboardService::write("ours");
   ASSERT_EQ(paste(), "ours");
   const Tests::Process other({"wl-copy", "-f", "theirs"});
-  EXPECT_TRUE(comesTrue([] { return !PasteboardBackend::current().status().isOwner; }));
+  EXPECT_TRUE(waitUntil([] { return !PasteboardBackend::current().status().isOwner; }));
   EXPECT_EQ(paste(), "theirs");
   PasteboardService::write("ours again");
   EXPECT_EQ(paste(), "ours again");
@@ -310,7 +312,7 @@ TEST_F(WaylandPasteboard, TwoHostsThatFightEndWithOneOwner) {
   std::thread second([&] { write(pasteboards[1], "second"); });
   first.join();
   second.join();
-  EXPECT_TRUE(comesTrue([&] { return pasteboards[0].status().isOwner != pasteboards[1].status().isOwner; }));
+  EXPECT_TRUE(waitUntil([&] { return pasteboards[0].status().isOwner != pasteboards[1].status().isOwner; }));
   EXPECT_EQ(paste(), pasteboards[0].status().isOwner ? "first" : "second");
 }
 
@@ -321,7 +323,7 @@ TEST_F(WaylandPasteboard, NothingWakesWhoServesWhileNobodyAsks) {
   // And that it would be seen.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
-  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
+  EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
 TEST_F(WaylandPasteboard, ADisplayThatHangsIsGivenUp) {
@@ -339,7 +341,7 @@ TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
   compositor_.end();
   EXPECT_TRUE(
-      comesTrue([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
+      waitUntil([] { return PasteboardBackend::current().status().problem == PasteboardProblem::displayLost; }));
   PasteboardService::write("nowhere");
   EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::noDisplay);
 }

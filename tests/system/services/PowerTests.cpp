@@ -14,16 +14,19 @@
 
 #include "Tessaly/Platform/Linux/BusPower.hpp"
 #include "Tessaly/SystemServices/SleepHandler.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/Impostor.hpp"
+#include "tests/Support/MockService.hpp"
+#include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/WaitUntil.hpp"
 #include "tests/Support/WakeUps.hpp"
-#include "tests/system/services/PrivateBus.hpp"
 
 // Assertions held by services on buses of the test's own: stand-ins of the desktop's, and the real login manager.
 
 namespace {
 
 using namespace Tessaly;
-using Tests::comesTrue;
+using Tests::waitUntil;
 using Calls = std::vector<std::string>;
 
 class PowerTest : public testing::Test {
@@ -47,7 +50,7 @@ class PowerTest : public testing::Test {
   }
   Tests::Process login(const std::string& log) {
     Tests::Process process({"/lib/systemd/systemd-logind"}, log);
-    comesTrue([this] { return system_.hasOwner("org.freedesktop.login1"); });
+    waitUntil([this] { return system_.hasOwner("org.freedesktop.login1"); });
     return process;
   }
   [[nodiscard]] std::string inhibitors() const {
@@ -109,8 +112,8 @@ TEST_F(PowerTest, TheRealLoginManagerHoldsAnIdleInhibitorAsLongAsTheAssertionLas
   EXPECT_NE(inhibitors().find("\"idle\" \"SystemDesktopTests\" \"Playing a film\" \"block\""), std::string::npos)
       << inhibitors();
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
-  EXPECT_TRUE(comesTrue([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
-  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+  EXPECT_TRUE(waitUntil([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
+  EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
 TEST_F(PowerTest, NobodyThereIsAFailureWithItsReasons) {
@@ -148,14 +151,14 @@ TEST_F(PowerTest, WhatOnlyPosesAsABusIsNone) {
         << testing::PrintToString(lie.substr(0, 200));
     EXPECT_GE(impostor.visitors(), 1);
   }
-  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+  EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
 TEST_F(PowerTest, ABusThatDiesWhileAServiceIsAskedIsNoBus) {
   const auto saver = screenSaver("import time; time.sleep(60)");
   START(saver);
   std::thread killer([&] {
-    comesTrue([&] { return !saver->calls().empty(); });
+    waitUntil([&] { return !saver->calls().empty(); });
     session_.daemon().end();
   });
   EXPECT_NE(create(), 0);
@@ -170,12 +173,12 @@ TEST_F(PowerTest, WhenBothBusesDieTheAssertionIsFoundAgainOnceThereIsOneAgain) {
   session_.daemon().end();
   system_.daemon().end();
   saver->stop();
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
   session_.start();
   ASSERT_EQ(session_.reason(), "");
   saver->start();
   START(saver);
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::screenSaver; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::screenSaver; }));
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
   EXPECT_EQ(saver->calls().back(), "UnInhibit 7");
 }
@@ -188,8 +191,8 @@ TEST_F(PowerTest, NothingWakesAHeldAssertionWhileNothingHappens) {
   // And that it would be seen.
   const std::int64_t before = Tests::sleepsOfLibrary();
   saver->stop();
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
-  EXPECT_TRUE(comesTrue([&] { return Tests::sleepsOfLibrary() > before; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
+  EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
 TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
@@ -303,12 +306,12 @@ TEST_F(PowerTest, AfterTheServiceWasRestartedTheAssertionIsFoundAgain) {
   if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
   ASSERT_EQ(create("Playing a film"), 0);
   login.end();
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::none; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
   login = this->login(system_.folder() + "/login.log");
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::login; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::login; }));
   EXPECT_NE(inhibitors().find("Playing a film"), std::string::npos);
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
-  EXPECT_TRUE(comesTrue([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
+  EXPECT_TRUE(waitUntil([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
 }
 
 TEST_F(PowerTest, WhenTheHolderGoesTheNextOneTakesOver) {
@@ -319,7 +322,7 @@ TEST_F(PowerTest, WhenTheHolderGoesTheNextOneTakesOver) {
   ASSERT_EQ(create(), 0);
   ASSERT_EQ(power_.status().service, PowerService::screenSaver);
   saver->stop();
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::sessionManager; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::sessionManager; }));
   EXPECT_EQ(manager->calls().size(), 1u);
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
   EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
@@ -332,7 +335,7 @@ TEST_F(PowerTest, WhenTheSessionBusDiesTheLoginManagerTakesOver) {
   START(saver);
   ASSERT_EQ(create(), 0);
   session_.daemon().end();
-  EXPECT_TRUE(comesTrue([this] { return power_.status().service == PowerService::login; }));
+  EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::login; }));
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
 }
 
@@ -358,7 +361,7 @@ TEST_F(PowerTest, AReleaseThatIsNotAnsweredEndsTheConnectionThatAsked) {
   EXPECT_TRUE(session_.hasOwner(asker));
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
   EXPECT_EQ(power_.status().service, PowerService::none);
-  EXPECT_TRUE(comesTrue([&] { return !session_.hasOwner(asker); }));
+  EXPECT_TRUE(waitUntil([&] { return !session_.hasOwner(asker); }));
   EXPECT_NE(power_.releaseAssertion(identifier_), 0);
 }
 
@@ -384,7 +387,7 @@ TEST_F(PowerTest, AHundredAssertionsLeaveNoDescriptor) {
     ASSERT_EQ(create(), 0);
     ASSERT_EQ(power_.releaseAssertion(identifier_), 0);
   }
-  EXPECT_TRUE(comesTrue([&] { return descriptors() == before; }));
+  EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
 }  // namespace

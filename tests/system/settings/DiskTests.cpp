@@ -15,12 +15,12 @@
 #include <memory>
 #include <string>
 
-#include "../../Support/LastingClock.hpp"
-#include "../../Support/MemoryVolume.hpp"
-#include "../../Support/WaitUntil.hpp"
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Support/LastingClock.hpp"
+#include "tests/Support/MemoryVolume.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -18,12 +18,13 @@
 #include <utility>
 #include <vector>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
-#include "../../Support/LastingClock.hpp"
-#include "../../Support/WaitUntil.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/LastingClock.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -31,13 +32,9 @@ namespace {
 using namespace std::string_literals;
 using Dictionary = PropertyList::Dictionary;
 using Store = std::shared_ptr<JournaledUserDefaults>;
-using TessalyTests::outputOf;
+using Tests::contentsOf;
+using Tests::outputOf;
 using Tests::waitUntil;
-
-std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 class SettingsForeignFiles : public ::testing::Test {
  protected:
@@ -73,7 +70,7 @@ class SettingsForeignFiles : public ::testing::Test {
   ManualClock& clock_ = Tests::lastingClock();
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
 };
 
 // Another program.

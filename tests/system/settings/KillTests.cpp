@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -109,7 +109,7 @@ class Writer {
 TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
   const bool isStress = std::getenv("TESSALY_STRESS") != nullptr;
   const int kills = isStress ? 400 : 24;
-  const TessalyTests::TemporaryFolder above;
+  const Tests::TemporaryFolder above;
   const std::string folder = above.path() + "/org.example.test";
   std::vector<std::unique_ptr<Writer>> processes;
   for (int i = 0; i < writers; ++i) {

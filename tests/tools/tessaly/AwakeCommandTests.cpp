@@ -9,14 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "tests/Platform/Foundation/OutputOf.hpp"
-#include "tests/system/services/PrivateBus.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/MockService.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::outputOf;
-using Tests::comesTrue;
+using Tests::outputOf;
+using Tests::waitUntil;
 
 /// On buses where nobody is.
 class AwakeCommand : public ::testing::Test {
@@ -73,7 +76,7 @@ TEST_F(AwakeCommandWithAScreenSaver, GivesTheReasonThatItWasGiven) {
 TEST_F(AwakeCommandWithAScreenSaver, WithoutACommandStaysUntilItIsInterrupted) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Tests::Process process = start({});
-    ASSERT_TRUE(comesTrue([&] {
+    ASSERT_TRUE(waitUntil([&] {
       return Tests::contentsOf(output()) == "Keeping the display awake by the screen saver\n";
     })) << Tests::contentsOf(output());
     process.signal(signal);
@@ -108,7 +111,7 @@ TEST_F(AwakeCommand, PassesSignalsOn) {
   for (const char* signal : {"HUP", "INT", "QUIT", "TERM", "USR1", "USR2"}) {
     Tests::Process process = start(
         {"sh", "-c", std::string("trap 'echo got; exit 3' ") + signal + "; echo ready; while :; do sleep 0.01; done"});
-    ASSERT_TRUE(comesTrue([&] { return Tests::contentsOf(output()).ends_with("ready\n"); }));
+    ASSERT_TRUE(waitUntil([&] { return Tests::contentsOf(output()).ends_with("ready\n"); }));
     Tests::Process({"kill", "-s", signal, std::to_string(process.identifier())}).wait();
     EXPECT_EQ(process.wait(), 3) << signal;
     EXPECT_TRUE(Tests::contentsOf(output()).ends_with("ready\ngot\n")) << Tests::contentsOf(output());

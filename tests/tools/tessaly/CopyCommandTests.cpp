@@ -6,14 +6,16 @@
 #include <fstream>
 #include <string>
 
-#include "tests/Platform/Foundation/OutputOf.hpp"
-#include "tests/system/services/XServer.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/WaitUntil.hpp"
+#include "tests/Support/XClipboard.hpp"
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::outputOf;
-using Tests::comesTrue;
+using Tests::outputOf;
+using Tests::waitUntil;
 
 /// Standard output, standard error and the exit code. Returns when nobody holds the output open any more.
 std::string run(const std::string& arguments) {
@@ -36,37 +38,37 @@ int servers() {
 class CopyCommand : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!server_.reason().empty()) GTEST_SKIP() << server_.reason();
+    if (!clipboard_.reason().empty()) GTEST_SKIP() << clipboard_.reason();
   }
 
-  Tests::XServer server_;
+  Tests::XClipboard clipboard_;
 };
 
 TEST_F(CopyCommand, CopiesItsWordsAndReturns) {
   EXPECT_EQ(run("Grüße"), "(0)\n");
-  EXPECT_EQ(server_.paste(), "Grüße");
+  EXPECT_EQ(clipboard_.paste(), "Grüße");
   EXPECT_EQ(run("several words '  of a text'"), "(0)\n");
-  EXPECT_EQ(server_.paste(), "several words   of a text");
+  EXPECT_EQ(clipboard_.paste(), "several words   of a text");
   EXPECT_EQ(run("-- --url"), "(0)\n");
-  EXPECT_EQ(server_.paste(), "--url");
+  EXPECT_EQ(clipboard_.paste(), "--url");
   EXPECT_EQ(run("''"), "(0)\n");
-  EXPECT_EQ(server_.paste(), "");
+  EXPECT_EQ(clipboard_.paste(), "");
 }
 
 TEST_F(CopyCommand, CopiesStandardInputAsItIs) {
   EXPECT_EQ(run("< /dev/null"), "(0)\n");
-  EXPECT_EQ(server_.paste(), "");
+  EXPECT_EQ(clipboard_.paste(), "");
   std::string text = "first line\n\tsecond\n\n";
   while (text.size() < 3'000'000) text += std::to_string(text.size()) + '\n';
-  std::ofstream(server_.folder() + "/input") << text;
-  EXPECT_EQ(run("< " + server_.folder() + "/input"), "(0)\n");
-  EXPECT_TRUE(server_.paste() == text);
+  std::ofstream(clipboard_.folder() + "/input") << text;
+  EXPECT_EQ(run("< " + clipboard_.folder() + "/input"), "(0)\n");
+  EXPECT_TRUE(clipboard_.paste() == text);
 }
 
 TEST_F(CopyCommand, CopiesAURLAsOne) {
   EXPECT_EQ(run("--url https://example.com/a"), "(0)\n");
-  EXPECT_EQ(server_.paste("text/uri-list"), "https://example.com/a\r\n");
-  EXPECT_EQ(server_.paste(), "https://example.com/a");
+  EXPECT_EQ(clipboard_.paste("text/uri-list"), "https://example.com/a\r\n");
+  EXPECT_EQ(clipboard_.paste(), "https://example.com/a");
   EXPECT_EQ(run("--url ''"), "tessaly copy: \"\" is no URL\n(1)\n");
 }
 
@@ -74,21 +76,21 @@ TEST_F(CopyCommand, StaysInTheBackgroundUntilSomethingElseIsCopied) {
   EXPECT_EQ(servers(), 0);
   run("ours");
   EXPECT_EQ(servers(), 1);
-  EXPECT_EQ(server_.paste(), "ours");
-  EXPECT_EQ(server_.paste(), "ours");
+  EXPECT_EQ(clipboard_.paste(), "ours");
+  EXPECT_EQ(clipboard_.paste(), "ours");
   run("ours again");
-  EXPECT_TRUE(comesTrue([] { return servers() == 1; }));
-  EXPECT_EQ(server_.paste(), "ours again");
-  const auto other = server_.copyElsewhere("theirs");
-  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+  EXPECT_TRUE(waitUntil([] { return servers() == 1; }));
+  EXPECT_EQ(clipboard_.paste(), "ours again");
+  const auto other = clipboard_.copyElsewhere("theirs");
+  EXPECT_TRUE(waitUntil([] { return servers() == 0; }));
 }
 
 TEST_F(CopyCommand, WhoBeganToPasteGetsAllOfItAlsoWhenItIsReplaced) {
   const std::string large(1'000'000, 'x');
-  std::ofstream(server_.folder() + "/input") << large;
+  std::ofstream(clipboard_.folder() + "/input") << large;
   for (int i = 0; i < 3; ++i) {
-    run("< " + server_.folder() + "/input");
-    const std::string file = server_.folder() + "/large";
+    run("< " + clipboard_.folder() + "/input");
+    const std::string file = clipboard_.folder() + "/large";
     Tests::Process reader({"timeout", "8", "xclip", "-selection", "clipboard", "-o", "-t", "UTF8_STRING"}, file);
     run("small");
     EXPECT_EQ(reader.wait(), 0);
@@ -100,15 +102,15 @@ TEST_F(CopyCommand, WhoBeganToPasteGetsAllOfItAlsoWhenItIsReplaced) {
 TEST_F(CopyCommand, EndsWithTheDisplay) {
   run("text");
   ASSERT_EQ(servers(), 1);
-  server_.process().end();
-  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+  clipboard_.server().process().end();
+  EXPECT_TRUE(waitUntil([] { return servers() == 0; }));
 }
 
 TEST_F(CopyCommand, SurvivesTheTerminalThatItWasStartedIn) {
   EXPECT_EQ(outputOf("setsid --wait sh -c '" + std::string(std::getenv("TESSALY_TEST_PROGRAMS")) +
                      "/tessaly copy text; kill -HUP 0' >/dev/null 2>&1; echo $?"),
             "129\n");
-  EXPECT_EQ(server_.paste(), "text");
+  EXPECT_EQ(clipboard_.paste(), "text");
 }
 
 TEST(CopyCommandWithoutADisplay, FailsAndLeavesNobodyBehind) {
@@ -117,7 +119,7 @@ TEST(CopyCommandWithoutADisplay, FailsAndLeavesNobodyBehind) {
   const std::string failure =
       "tessaly copy: There is no display with a pasteboard that a program without a window may use\n(1)\n";
   EXPECT_EQ(run("text"), failure);
-  EXPECT_TRUE(comesTrue([] { return servers() == 0; }));
+  EXPECT_TRUE(waitUntil([] { return servers() == 0; }));
   ::unsetenv("DISPLAY");
   EXPECT_EQ(run("text"), failure);
 }

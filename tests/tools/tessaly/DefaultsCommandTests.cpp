@@ -11,15 +11,16 @@
 #include <memory>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
-#include "../../Support/WaitUntil.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-using TessalyTests::outputOf;
+using Tests::outputOf;
 using Tests::waitUntil;
 
 class DefaultsCommand : public ::testing::Test {
@@ -34,7 +35,7 @@ class DefaultsCommand : public ::testing::Test {
   [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
 };
 
 TEST_F(DefaultsCommand, ReadsWhatItWroteInEveryKind) {
@@ -244,10 +245,7 @@ TEST_F(DefaultsCommand, WatchesUntilItIsInterrupted) {
     ::execl(program.c_str(), program.c_str(), "defaults", "watch", "app", "a", "b", nullptr);
     ::_exit(127);
   }
-  const auto contents = [&] {
-    std::ifstream file(output);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
+  const auto contents = [&] { return Tests::contentsOf(output); };
   ASSERT_TRUE(waitUntil([&] { return contents() == "Watching the settings of \"app\"\n"; }));
   run("defaults write app a -int 1");
   run("defaults write app c -int 1");

@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
+#include "tests/Support/OutputOf.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-using TessalyTests::outputOf;
+using Tests::outputOf;
 
 /// Standard output, standard error and the exit code.
 std::string run(const std::string& arguments, const std::string& before = "") {

@@ -9,12 +9,12 @@
 #include <regex>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace {
 
-using TessalyTests::outputOf;
+using Tessaly::Tests::outputOf;
 
 class InfoCommand : public ::testing::Test {
  protected:
@@ -27,7 +27,7 @@ class InfoCommand : public ::testing::Test {
   }
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tessaly::Tests::TemporaryFolder folder_;
 };
 
 TEST_F(InfoCommand, TellsAboutFiles) {

@@ -10,21 +10,21 @@
 #include <map>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
-#include "../../Support/WaitUntil.hpp"
 #include "Tessaly/Platform/Logging/LogConfiguration.hpp"
 #include "Tessaly/Platform/Logging/Logger.hpp"
 #include "ToolProcess.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 #include "tests/system/journald/PrivateJournal.hpp"
 
 namespace {
 
 namespace LogConfiguration = Tessaly::LogConfiguration;
 using Tessaly::Logger;
+using Tessaly::Tests::outputOf;
+using Tessaly::Tests::ToolProcess;
 using Tessaly::Tests::waitUntil;
-using TessalyTests::outputOf;
-using TessalyTests::ToolProcess;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -67,7 +67,7 @@ TEST_F(LogCommand, PrintsTheRecordsOfAnIdentifierAndOfWhatIsBelowIt) {
 TEST_F(LogCommand, PrintsATableThatPythonReads) {
   write("org.example.app", "a,\"b\"\nc");
   write("org.example.app.Export", "d");
-  const TessalyTests::TemporaryFolder folder;
+  const Tessaly::Tests::TemporaryFolder folder;
   std::ofstream(folder.path() + "/read.py") << R"(
 import csv, sys
 print([row[1:] for row in csv.reader(open(sys.argv[1], newline=''))])
@@ -87,7 +87,7 @@ TEST_F(LogCommand, LeavesOutWhatIsOlderThanItsLastSeconds) {
 
 TEST_F(LogCommand, FollowsUntilItIsInterrupted) {
   write("org.example.app", "one");
-  const TessalyTests::TemporaryFolder folder;
+  const Tessaly::Tests::TemporaryFolder folder;
   ToolProcess tool({"log", "org.example.app", "--follow"}, folder.path() + "/output");
   ASSERT_TRUE(waitUntil([&] { return tool.output().ends_with("[Main] one\n"); })) << tool.errors();
   write("com.example.app", "other");

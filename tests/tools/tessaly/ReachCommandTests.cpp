@@ -6,16 +6,17 @@
 #include <fstream>
 #include <string>
 
-#include "tests/Platform/Foundation/OutputOf.hpp"
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
-#include "tests/system/services/PrivateBus.hpp"
+#include "tests/Support/MockService.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 // The command in network namespaces of the test's own, each with the links that a test wants.
 
 namespace Tessaly {
 namespace {
 
-using TessalyTests::outputOf;
+using Tests::outputOf;
 
 class ReachCommand : public ::testing::Test {
  protected:
@@ -47,7 +48,7 @@ class ReachCommand : public ::testing::Test {
       // The kernel takes its time to say that the cable is in.
       "until ip -oneline link show veth0 | grep -q 'state UP'; do sleep 0.01; done\n";
 
-  TessalyTests::TemporaryFolder folder_;
+  Tests::TemporaryFolder folder_;
 };
 
 #define NEED_NAMESPACES()   \

@@ -7,13 +7,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace TessalyTests {
+#include "tests/Support/ContentsOf.hpp"
+
+namespace Tessaly::Tests {
 
 /// `tessaly` while it runs, its output in one file and its errors in another. Ended at the end.
 class ToolProcess {
@@ -39,8 +39,8 @@ class ToolProcess {
     if (process_ > 0) static_cast<void>(end(SIGKILL));
   }
 
-  [[nodiscard]] std::string output() const { return textOf(outputFile_); }
-  [[nodiscard]] std::string errors() const { return textOf(outputFile_ + ".errors"); }
+  [[nodiscard]] std::string output() const { return contentsOf(outputFile_); }
+  [[nodiscard]] std::string errors() const { return contentsOf(outputFile_ + ".errors"); }
 
   /// Sends a signal and waits for the end: the exit status, or -1 if the signal killed it.
   int end(int signal) {
@@ -51,13 +51,8 @@ class ToolProcess {
   }
 
  private:
-  static std::string textOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
   const std::string outputFile_;
   pid_t process_;
 };
 
-}  // namespace TessalyTests
+}  // namespace Tessaly::Tests

@@ -8,16 +8,16 @@
 #include <regex>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
-#include "../../Support/WaitUntil.hpp"
 #include "ToolProcess.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace {
 
+using Tessaly::Tests::outputOf;
+using Tessaly::Tests::ToolProcess;
 using Tessaly::Tests::waitUntil;
-using TessalyTests::outputOf;
-using TessalyTests::ToolProcess;
 
 class WatchCommand : public ::testing::Test {
  protected:
@@ -36,7 +36,7 @@ class WatchCommand : public ::testing::Test {
   }
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tessaly::Tests::TemporaryFolder folder_;
 };
 
 TEST_F(WatchCommand, TellsWhatBecomesOfTheFileUntilItIsInterrupted) {

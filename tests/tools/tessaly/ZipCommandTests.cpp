@@ -6,12 +6,12 @@
 #include <fstream>
 #include <string>
 
-#include "../../Platform/Foundation/OutputOf.hpp"
-#include "../../Platform/Foundation/TemporaryFolder.hpp"
+#include "tests/Support/OutputOf.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace {
 
-using TessalyTests::outputOf;
+using Tessaly::Tests::outputOf;
 
 class ZipCommand : public ::testing::Test {
  protected:
@@ -26,7 +26,7 @@ class ZipCommand : public ::testing::Test {
   }
 
  private:
-  TessalyTests::TemporaryFolder folder_;
+  Tessaly::Tests::TemporaryFolder folder_;
 };
 
 TEST_F(ZipCommand, WritesAnArchiveThatOtherProgramsRead) {

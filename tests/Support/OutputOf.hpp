@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace TessalyTests {
+namespace Tessaly::Tests {
 
 /// What a shell command writes to its standard output.
 inline std::string outputOf(const std::string& command) {
@@ -21,4 +21,4 @@ inline std::string outputOf(const std::string& command) {
   return output;
 }
 
-}  // namespace TessalyTests
+}  // namespace Tessaly::Tests

@@ -7,31 +7,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace Tessaly::Tests {
-
-/// Whether the condition comes true within some seconds.
-template <typename Condition>
-bool comesTrue(Condition condition) {
-  for (const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(8); !condition();) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
-inline std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// A program that a test started, and that ends with it at the latest.
 class Process {

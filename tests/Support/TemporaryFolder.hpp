@@ -8,7 +8,7 @@
 
 #include "Tessaly/Platform/Foundation/URL.hpp"
 
-namespace TessalyTests {
+namespace Tessaly::Tests {
 
 /// A folder of its own, removed with all that it holds.
 class TemporaryFolder {
@@ -32,4 +32,4 @@ class TemporaryFolder {
   std::string path_;
 };
 
-}  // namespace TessalyTests
+}  // namespace Tessaly::Tests

@@ -2,61 +2,17 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "tests/Platform/Foundation/TemporaryFolder.hpp"
-#include "tests/system/services/Process.hpp"
+#include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/PrivateBus.hpp"
+#include "tests/Support/Process.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::Tests {
-
-/// A message bus of the test's own, which the environment names as the session's or the system's.
-class PrivateBus {
- public:
-  /// The variable is DBUS_SESSION_BUS_ADDRESS or DBUS_SYSTEM_BUS_ADDRESS.
-  explicit PrivateBus(const char* variable) {
-    ::chmod(folder_.path().c_str(), 0755);
-    std::ofstream(folder_.path() + "/bus.conf")
-        << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig><type>session</type><keep_umask/><listen>unix:path="
-        << folder_.path() << "/bus</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-        << "<allow user=\"*\"/><allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-        << "<allow own=\"*\"/></policy></busconfig>\n";
-    ::setenv(variable, address().c_str(), 1);
-    start();
-  }
-
-  [[nodiscard]] const std::string& folder() const { return folder_.path(); }
-  [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
-  /// Why it does not run; empty if it does.
-  [[nodiscard]] const std::string& reason() const { return reason_; }
-
-  void start() {
-    std::filesystem::remove(folder_.path() + "/bus");
-    daemon_ = Process({"dbus-daemon", "--config-file=" + folder_.path() + "/bus.conf", "--nofork", "--nopidfile"},
-                      folder_.path() + "/bus.log");
-    reason_ = comesTrue([this] { return busctl({"list"}) == 0; }) ? "" : "no message bus could be started";
-  }
-  Process& daemon() { return daemon_; }
-
-  /// Runs busctl on this bus; its exit status.
-  int busctl(std::vector<std::string> arguments, std::string* output = nullptr) const {
-    arguments.insert(arguments.begin(), {"busctl", "--address=" + address(), "--timeout=5"});
-    const std::string file = folder_.path() + "/busctl.out";
-    const int status = Process(arguments, file).wait();
-    if (output != nullptr) *output = contentsOf(file);
-    return status;
-  }
-  [[nodiscard]] bool hasOwner(const std::string& name) const { return busctl({"status", name}) == 0; }
-
- private:
-  TessalyTests::TemporaryFolder folder_;
-  Process daemon_;
-  std::string reason_;
-};
 
 /// A service that python3-dbusmock plays on a private bus.
 class MockService {
@@ -91,7 +47,7 @@ class MockService {
     process_ = Process({"/usr/bin/python3", "-m", "dbusmock", isSystem ? "--system" : "--session", "--logfile", log(),
                         name_, path_, interface_},
                        bus_.folder() + "/mock.out");
-    if (!comesTrue([this] { return bus_.hasOwner(name_); })) {
+    if (!waitUntil([this] { return bus_.hasOwner(name_); })) {
       reason_ = "python3-dbusmock could not be started: " + contentsOf(bus_.folder() + "/mock.out");
       return;
     }
