@@ -38,7 +38,7 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
   using Storage = AsyncStreamStorage<Element>;
 
   explicit AsyncStreamNextAwaiter(Storage& storage) noexcept
-      : CancellationHandler([](CancellationHandler& handler) noexcept {
+      : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
           static_cast<AsyncStreamNextAwaiter&>(handler).storage_.cancel();
         }),
         storage_(storage) {}

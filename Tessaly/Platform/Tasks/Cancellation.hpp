@@ -17,8 +17,9 @@ template <typename OnCancel>
 class ScopedCancellationHandler final : public CancellationHandler {
  public:
   explicit ScopedCancellationHandler(OnCancel onCancel)
-      : CancellationHandler(
-            [](CancellationHandler& handler) noexcept { static_cast<ScopedCancellationHandler&>(handler).call(); }),
+      : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
+          static_cast<ScopedCancellationHandler&>(handler).call();
+        }),
         onCancel_(std::move(onCancel)),
         task_(*threadState.task) {
     if (!task_.addCancellationHandler(*this)) call();

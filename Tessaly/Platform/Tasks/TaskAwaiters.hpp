@@ -56,8 +56,9 @@ class SleepAwaiter {
   };
   struct Handler final : CancellationHandler {
     explicit Handler(SleepAwaiter& owner) noexcept
-        : CancellationHandler(
-              [](CancellationHandler& handler) noexcept { static_cast<Handler&>(handler).awaiter.cancel(); }),
+        : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
+            static_cast<Handler&>(handler).awaiter.cancel();
+          }),
           awaiter(owner) {}
     SleepAwaiter& awaiter;
   };

@@ -101,6 +101,8 @@ class TaskGroup {
   [[nodiscard]] bool isEmpty() noexcept { return core_.isEmpty(); }
 
  private:
+  friend class detail::TaskGroupCancellation;
+
   detail::TaskGroupCore core_;
 };
 
@@ -152,7 +154,7 @@ auto withTaskGroup(Body body) -> std::invoke_result_t<Body&, TaskGroup<ChildResu
   using Result = std::invoke_result_t<Body&, TaskGroup<ChildResult>&>::Result;
   TaskGroup<ChildResult> group;
   detail::Outcome<Result> outcome;
-  const detail::ScopedCancellationHandler handler([&group] { group.cancelAll(); });
+  const detail::TaskGroupCancellation cancellation(group);
   try {
     if constexpr (std::is_void_v<Result>) {
       co_await std::invoke(body, group);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Tasks/TaskGroupCore.hpp"
 
+#include <algorithm>
+#include <iterator>
+#include <ranges>
 #include <utility>
 
 #include "Tessaly/Platform/Base/FatalError.hpp"
@@ -48,6 +51,14 @@ void TaskGroupCore::cancelAll() noexcept {
   for (const auto& child : runningChildren()) child->cancel();
 }
 
+void TaskGroupCore::cancelLater(TaskList& cancelled) noexcept {
+  {
+    UnfairLock::Guard guard(lock_);
+    isCancelled_ = true;
+  }
+  std::ranges::move(runningChildren() | std::views::reverse, std::back_inserter(cancelled));
+}
+
 bool TaskGroupCore::isCancelled() noexcept {
   UnfairLock::Guard guard(lock_);
   return isCancelled_;
@@ -58,8 +69,8 @@ bool TaskGroupCore::isEmpty() noexcept {
   return running_.first == nullptr && ended_.first == nullptr;
 }
 
-std::vector<TaskReference<TaskRecord>> TaskGroupCore::runningChildren() {
-  std::vector<TaskReference<TaskRecord>> children;
+TaskList TaskGroupCore::runningChildren() {
+  TaskList children;
   UnfairLock::Guard guard(lock_);
   for (auto* link = running_.first; link != nullptr; link = link->next) {
     children.push_back(TaskReference<TaskRecord>::sharing(*link->record));

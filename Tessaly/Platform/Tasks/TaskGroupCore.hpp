@@ -37,7 +37,10 @@ class TESSALY_EXPORT TaskGroupCore {
   [[nodiscard]] bool isCancelled() noexcept;
   /// Whether no child is running or waiting to be taken.
   [[nodiscard]] bool isEmpty() noexcept;
-  [[nodiscard]] std::vector<TaskReference<TaskRecord>> runningChildren();
+  /// In the order in which they were added.
+  [[nodiscard]] TaskList runningChildren();
+  /// Adds the running children to the list, the first one last.
+  void cancelLater(TaskList& cancelled) noexcept;
 
   /// Gives the child that ended first among those not taken yet; none when there are no children left.
   class NextAwaiter {
@@ -79,6 +82,25 @@ class TESSALY_EXPORT TaskGroupCore {
   List ended_ TESSALY_GUARDED_BY(lock_);
   Suspension* waiting_ TESSALY_GUARDED_BY(lock_) = nullptr;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+};
+
+/// Cancels a group with the current task, for the extent of a scope.
+class TaskGroupCancellation final : public CancellationHandler {
+ public:
+  template <typename Group>
+  explicit TaskGroupCancellation(Group& group) noexcept
+      : CancellationHandler([](CancellationHandler& handler, TaskList& further) noexcept {
+          static_cast<TaskGroupCancellation&>(handler).group_.cancelLater(further);
+        }),
+        group_(group.core_),
+        task_(*threadState.task) {
+    if (!task_.addCancellationHandler(*this)) group_.cancelAll();
+  }
+  ~TaskGroupCancellation() { task_.removeCancellationHandler(*this); }
+
+ private:
+  TaskGroupCore& group_;
+  TaskRecord& task_;
 };
 
 }  // namespace Tessaly::inline v1::detail

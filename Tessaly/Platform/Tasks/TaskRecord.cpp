@@ -62,6 +62,16 @@ void TaskRecord::complete() noexcept {
 }
 
 void TaskRecord::cancel() noexcept {
+  TaskList further;
+  cancelAndCollect(further);
+  while (!further.empty()) {
+    const auto task = std::move(further.back());
+    further.pop_back();
+    task->cancelAndCollect(further);
+  }
+}
+
+void TaskRecord::cancelAndCollect(TaskList& further) noexcept {
   std::uint32_t status = status_.load(std::memory_order_relaxed);
   do {
     if ((status & (cancelledBit | doneBit)) != 0) return;
@@ -76,7 +86,7 @@ void TaskRecord::cancel() noexcept {
     handler->runningThread_ = currentThreadIdentifier();
     handler->isGone_ = &isGone;
     lock_.unlock();
-    handler->function_(*handler);
+    handler->function_(*handler, further);
     lock_.lock();
     if (!isGone) handler->state_ = CancellationHandler::State::removed;
     calledHandlers_.fetch_add(1, std::memory_order_release);
@@ -112,7 +122,7 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
   // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
   if (!raisePriority(priority)) return;
   // A list, not a recursion: tasks may wait for one another in a chain of any length.
-  std::vector<TaskReference<TaskRecord>> awaited;
+  TaskList awaited;
   wasRaised(awaited);
   while (!awaited.empty()) {
     const auto task = std::move(awaited.back());
@@ -121,7 +131,7 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
   }
 }
 
-void TaskRecord::wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept {
+void TaskRecord::wasRaised(TaskList& awaited) noexcept {
   escalateOnExecutor(executor_, *this);
   // While the lock is held the task cannot leave its wait, so what it waits for stays.
   UnfairLock::Guard guard(lock_);

@@ -19,10 +19,18 @@
 
 namespace Tessaly::inline v1::detail {
 
+class TaskRecord;
+class TaskGroupCore;
+template <typename Record>
+class TaskReference;
+using TaskList = std::vector<TaskReference<TaskRecord>>;
+
 /// A function that a task's cancellation calls; lives in the frame of whoever waits.
 class CancellationHandler {
  public:
-  using Function = void (*)(CancellationHandler&) noexcept;
+  /// Adds tasks that are to be cancelled with this one to the list: to cancel them itself would take the more stack the
+  /// deeper groups are nested.
+  using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
 
   explicit CancellationHandler(Function function) noexcept : function_(function) {}
   CancellationHandler(const CancellationHandler&) = delete;
@@ -45,11 +53,6 @@ class CancellationHandler {
   /// Set by `remove` from inside the handler itself: the handler's storage is gone when it returns.
   bool* isGone_;
 };
-
-class TaskRecord;
-class TaskGroupCore;
-template <typename Record>
-class TaskReference;
 
 /// One wait of the current task. The awaiter calls `arm` first, then lets others know of it, then returns `commit()`
 /// from `await_suspend`; whoever ends the wait calls `resume` once, at any time after `arm`. If it was ended before
@@ -181,7 +184,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   static void runTask(Job& job) noexcept;
   /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
-  void wasRaised(std::vector<TaskReference<TaskRecord>>& awaited) noexcept;
+  void wasRaised(TaskList& awaited) noexcept;
+  /// Cancels this task, and adds those to the list that are to be cancelled with it.
+  void cancelAndCollect(TaskList& further) noexcept;
   void complete() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {

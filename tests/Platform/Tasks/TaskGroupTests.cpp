@@ -248,6 +248,34 @@ TEST(TaskGroup, CompletionsAndTheConsumerInterleaveInEveryOrder) {
   }
 }
 
+Async<void> nested(int depth, int& cancelled) {
+  co_await withTaskGroup<>([&](TaskGroup<>& group) -> Async<void> {
+    if (depth == 0) {
+      co_await withTaskCancellationHandler([] { return Task<>::sleep(1h); }, [&] { ++cancelled; });
+    } else {
+      group.addTask([depth, &cancelled] { return nested(depth - 1, cancelled); });
+      co_await group.waitForAll();
+    }
+  });
+}
+
+TEST(TaskGroup, IsCancelledHoweverDeepItIsNested) {
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+  constexpr int depth = 30'000;
+#else
+  constexpr int depth = 100'000;
+#endif
+  SeededScheduler& scheduler = SeededScheduler::install();
+  int cancelled = 0;
+  const Task<> task({.isolation = Isolation()}, [&] { return nested(depth, cancelled); });
+  scheduler.runUntilIdle();
+  EXPECT_FALSE(task.isFinished());
+  task.cancel();
+  EXPECT_EQ(cancelled, 1);
+  scheduler.runUntilIdle();
+  EXPECT_TRUE(task.isFinished());
+}
+
 TEST(TaskGroup, ManyChildrenOnThePoolAllArrive) {
   for (int round = 0; round < Tests::repetitions(30); ++round) {
     EXPECT_EQ(syncWait([] {
