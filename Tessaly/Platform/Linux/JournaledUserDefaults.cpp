@@ -284,11 +284,14 @@ bool JournaledUserDefaults::synchronize() {
     int error = lock.error();
     if (error == 0) error = catchUp();
     if (error == 0) error = storePending();
-    if (error == 0 && ::fdatasync(journal_.file.get()) != 0) error = errno;
     if (error != 0) noteError(error);
     isStored = error == 0;
   }
-  return checkpoint(Patience::some) == Outcome::done && isStored;
+  // A checkpoint waits for the disk itself.
+  if (checkpoint(Patience::some) == Outcome::done) return isStored;
+  const UnfairLock::Guard guard(lock_);
+  if (journal_.file.isOpen()) ::fdatasync(journal_.file.get());
+  return false;
 }
 
 std::uint64_t JournaledUserDefaults::revision() const noexcept {

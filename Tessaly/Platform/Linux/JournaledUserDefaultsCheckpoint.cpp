@@ -92,8 +92,8 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
     ::unlink(written.c_str());
     return ended(error);
   }
-  detail::synchronizeFolder(targetFolder);
-  error = removeOldJournal();
+  error = detail::synchronizeFolder(targetFolder);
+  if (error == 0) error = removeOldJournal();
   const UnfairLock::Guard guard(lock_);
   if (error != 0) return failed(error);
   if (pending_.empty()) noteStored();

@@ -130,16 +130,17 @@ std::string folderOfPath(const std::string& path) {
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void synchronizeFolder(const std::string& path) noexcept {
+int synchronizeFolder(const std::string& path) noexcept {
   const OwnedDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.isOpen()) ::fsync(folder.get());
+  if (!folder.isOpen()) return errno == EACCES ? 0 : errno;
+  return ::fsync(folder.get()) == 0 || errno == EINVAL ? 0 : errno;
 }
 
 std::optional<std::string> setAside(const std::string& path) {
   const std::filesystem::path whole(path);
   const std::string stem = (whole.parent_path() / whole.stem()).string() + ".damaged";
   for (int number = 1; number <= 1000; ++number) {
-    const std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + whole.extension().string();
+    std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + whole.extension().string();
     if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0) return name;
     if (errno == EEXIST) continue;
     if (errno != EINVAL && errno != ENOSYS) return std::nullopt;

@@ -47,8 +47,9 @@ struct FileContents {
 /// Where the path leads in the end, if it is a symbolic link; the path itself if not.
 [[nodiscard]] std::string followed(const std::string& path);
 [[nodiscard]] std::string folderOfPath(const std::string& path);
-/// Writes what is known of a folder's entries to the disk.
-void synchronizeFolder(const std::string& path) noexcept;
+/// Writes what is known of a folder's entries to the disk. The error code; 0 where folders cannot be written so, or
+/// this one not be opened.
+[[nodiscard]] int synchronizeFolder(const std::string& path) noexcept;
 /// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on. The
 /// new path, or nothing.
 [[nodiscard]] std::optional<std::string> setAside(const std::string& path);
