@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <memory_resource>
+#include <span>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -30,7 +32,7 @@ class Writer {
     }
     const std::size_t table = bytes_.size();
     const std::size_t offsetSize = bytesFor(table);
-    for (const std::size_t offset : offsets_) putUnsigned(offset, offsetSize);
+    putAll(offsets_, offsetSize);
     putUnsigned(0, 6);
     putUnsigned(offsetSize, 1);
     putUnsigned(referenceSize_, 1);
@@ -81,7 +83,10 @@ class Writer {
       for (const PropertyList& element : *array) elements.push_back(number(element));
     } else {
       elements.reserve(2 * dictionary->size());
-      if (dictionary->size() > texts_.size()) texts_.reserve(texts_.size() + dictionary->size());
+      if (dictionary->size() > texts_.size()) {
+        texts_.reserve(texts_.size() + 2 * dictionary->size());
+        objects_.reserve(objects_.size() + 2 * dictionary->size() + 1);
+      }
       for (const auto& [key, element] : *dictionary) elements.push_back(numberText(nullptr, key));
       for (const auto& [key, element] : *dictionary) elements.push_back(number(element));
     }
@@ -94,6 +99,15 @@ class Writer {
 
   void putUnsigned(std::uint64_t value, std::size_t size) {
     for (std::size_t i = size; i-- > 0;) bytes_.push_back(static_cast<std::uint8_t>(i < 8 ? value >> (8 * i) : 0));
+  }
+
+  void putAll(std::span<const std::size_t> values, std::size_t size) {
+    const std::size_t start = bytes_.size();
+    bytes_.resize(start + values.size() * size);
+    std::uint8_t* place = bytes_.data() + start;
+    for (const std::size_t value : values) {
+      for (std::size_t i = size; i-- > 0;) *place++ = static_cast<std::uint8_t>(value >> (8 * i));
+    }
   }
 
   void putByte(unsigned byte) { bytes_.push_back(static_cast<std::uint8_t>(byte)); }
@@ -175,15 +189,16 @@ class Writer {
   }
 
   void putReferences(const Object& object, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) putUnsigned(references_[object.references + i], referenceSize_);
+    putAll(std::span(references_).subspan(object.references, count), referenceSize_);
   }
 
   Data::Bytes bytes_;
   std::vector<Object> objects_;
   std::vector<std::size_t> references_;
   std::vector<std::size_t> offsets_;
-  std::unordered_map<std::string_view, std::size_t> texts_;
-  std::unordered_map<const void*, std::size_t> containers_;
+  std::pmr::monotonic_buffer_resource nodes_;
+  std::pmr::unordered_map<std::string_view, std::size_t> texts_{&nodes_};
+  std::pmr::unordered_map<const void*, std::size_t> containers_{&nodes_};
   std::size_t referenceSize_ = 1;
 };
 
