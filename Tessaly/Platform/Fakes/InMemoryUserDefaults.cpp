@@ -32,8 +32,8 @@ void InMemoryUserDefaults::removeObject(std::string_view forKey) {
   change(forKey, std::nullopt, ChangeOrigin::thisProcess);
 }
 
-void InMemoryUserDefaults::setFromElsewhere(std::optional<PropertyList> value, std::string_view forKey) {
-  change(forKey, std::move(value), ChangeOrigin::otherProcess);
+void InMemoryUserDefaults::setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey) {
+  change(forKey, value, ChangeOrigin::otherProcess);
 }
 
 PropertyList::Dictionary InMemoryUserDefaults::dictionaryRepresentation() const { return table_.all(); }

@@ -42,7 +42,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] std::uint64_t revision() const noexcept override { return table_.revision(); }
 
   /// Writes as if another process had, without a value a removal. Observers are told on this thread.
-  void setFromElsewhere(std::optional<PropertyList> value, std::string_view forKey);
+  void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
   /// What `status()` is to say.
   void setStatus(UserDefaultsStatus status);
 

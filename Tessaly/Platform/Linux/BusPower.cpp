@@ -288,9 +288,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     if (reply.result >= 0 || !bus.isOpen()) return 0;
     switch (problemOf(reply, bus)) {
       case PowerProblem::noOwner:
-        return 0;
-      case PowerProblem::notAnswering:
-        // It may have heard it or not: it will see the connection go that asked for the inhibition.
+      case PowerProblem::notAnswering:  // It will see the connection go that asked for the inhibition.
         return 0;
       default:
         return -reply.result;

@@ -92,7 +92,7 @@ class BusReader {
   /// Takes one thing of a basic type.
   template <typename Value>
   [[nodiscard]] bool take(char type, Value& place) noexcept {
-    return !problem_ && succeeds(sd_bus_message_read_basic(message_, type, &place));
+    return !problem_ && succeeds(sd_bus_message_read_basic(message_, type, static_cast<void*>(&place)));
   }
   /// Goes into a container of this type with these contents.
   [[nodiscard]] bool enter(char type, const char* contents) noexcept {

@@ -125,7 +125,9 @@ void InotifyChangeSource::follow() {
     isBlind |= isRemote(folder.c_str());
     const int number = watch(folder, folderEvents);
     if (number >= 0) names[number].insert(name);
-    const std::string path = folder == "/" ? folder + name : folder + '/' + name;
+    std::string path = folder;
+    if (path != "/") path += '/';
+    path += name;
     struct stat status{};
     if (::lstat(path.c_str(), &status) != 0) break;
     if (S_ISLNK(status.st_mode)) {

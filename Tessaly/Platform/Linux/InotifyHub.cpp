@@ -70,6 +70,7 @@ bool InotifyHub::open() {
 void InotifyHub::read(Wakes& wakes) {
   alignas(inotify_event) char buffer[32 * 1024];
   for (;;) {
+    // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection): it never blocks.
     const ssize_t size = ::read(descriptor_, buffer, sizeof(buffer));
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return;

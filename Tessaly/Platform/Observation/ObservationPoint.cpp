@@ -24,7 +24,7 @@ void giveKeptPointBackAtTheEnd() {
     });
     return made;
   }();
-  ::pthread_setspecific(key, &keptPoint);
+  ::pthread_setspecific(key, static_cast<const void*>(&keptPoint));
   givesKeptPointBack = true;
 }
 
@@ -118,6 +118,7 @@ void ObservationPoint::callAfterChange(Version last) noexcept {
   if (currentAccessList != nullptr) noteOwnChange(last, now);
   first.take();
   if (areMore) callFollowersFrom(marker);
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): what was taken holds references.
   callTaken(takenBefore);
   callTaken(takenAfter);
 }
@@ -163,7 +164,7 @@ void ObservationPoint::end() noexcept {
   unlock(now);
   if (currentAccessList != nullptr) noteOwnChange(last, now);
   callTaken(taken);
-  didChange();
+  didChange();  // NOLINT(clang-analyzer-cplusplus.NewDelete): who ends it holds a reference.
   if (keptPoint == this) {
     keptPoint = nullptr;
     release();

@@ -49,12 +49,6 @@ NSRegularExpression::NSRegularExpression(std::string_view pattern)
 NSRegularExpression::~NSRegularExpression() = default;
 NSRegularExpression::NSRegularExpression(const NSRegularExpression&) noexcept = default;
 NSRegularExpression& NSRegularExpression::operator=(const NSRegularExpression&) noexcept = default;
-// A moved-from expression would be none, so moving shares.
-NSRegularExpression::NSRegularExpression(NSRegularExpression&& other) noexcept : compiled_(other.compiled_) {}
-NSRegularExpression& NSRegularExpression::operator=(NSRegularExpression&& other) noexcept {
-  compiled_ = other.compiled_;
-  return *this;
-}
 
 const std::string& NSRegularExpression::pattern() const noexcept { return compiled_->pattern; }
 

@@ -41,10 +41,9 @@ class TESSALY_EXPORT NSRegularExpression {
   /// Throws `RegularExpressionError`. Ill-formed UTF-8 counts as U+FFFD.
   explicit NSRegularExpression(std::string_view pattern);
   ~NSRegularExpression();
+  // Moving shares, too: one that was moved from would be none.
   NSRegularExpression(const NSRegularExpression&) noexcept;
   NSRegularExpression& operator=(const NSRegularExpression&) noexcept;
-  NSRegularExpression(NSRegularExpression&&) noexcept;
-  NSRegularExpression& operator=(NSRegularExpression&&) noexcept;
 
   [[nodiscard]] const std::string& pattern() const noexcept;
 

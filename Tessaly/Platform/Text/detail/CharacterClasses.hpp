@@ -74,7 +74,7 @@ constexpr Joint jointOf(CharacterClass before, CharacterClass after) noexcept {
 }
 
 inline constexpr auto joints = [] {
-  std::array<Joint, 32 * 32> table{};
+  std::array<Joint, std::size_t{32} * 32> table{};
   for (std::size_t before = 0; before < 18; ++before) {
     for (std::size_t after = 0; after < 18; ++after) {
       table[before * 32 + after] = jointOf(static_cast<CharacterClass>(before), static_cast<CharacterClass>(after));
