@@ -352,7 +352,7 @@ class RingArray {
   }
 
  private:
-  friend std::hash<RingArray>;
+  friend struct std::hash<RingArray>;
 
   /// Copies what stands in a slot into its twin at the end of a block, however it ends.
   class TwinUpdate {

@@ -29,7 +29,7 @@ Async<void> evaluatePolicy(LAPolicy policy, std::string localizedReason) {
       co_await runBlocking([&context, policy, &obstacle] { return context->canEvaluatePolicy(policy, obstacle); });
   if (!isPossible) std::rethrow_exception(orUnknown(std::move(obstacle)));
   co_await withCheckedContinuation<void>(
-      [&](CheckedContinuation<void> continuation) {
+      [&](const CheckedContinuation<void>& continuation) {
         context->evaluatePolicy(policy, std::move(localizedReason),
                                 [continuation](bool isAuthenticated, std::exception_ptr error) {
                                   if (isAuthenticated) {

@@ -224,7 +224,7 @@ Async<void> nextIsOnline() {
 }
 
 AsyncStream<Status> statuses() {
-  return AsyncStream<Status>(BufferingPolicy::unbounded(), [](AsyncStream<Status>::Continuation continuation) {
+  return AsyncStream<Status>(BufferingPolicy::unbounded(), [](const AsyncStream<Status>::Continuation& continuation) {
     const std::shared_ptr<NWPathMonitor> monitor = NWPathMonitor::make();
     const auto feed = std::make_shared<detail::StatusFeed>(continuation);
     monitor->setPathUpdateHandler([feed, &followed = *monitor](const NWPath& path) { feed->yield(path, followed); });

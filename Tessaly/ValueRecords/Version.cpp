@@ -17,8 +17,9 @@ std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
     if (piece.starts_with('-')) return std::nullopt;
   }
   std::int64_t number = 0;
-  const char* end = piece.data() + piece.size();
-  const auto [stop, error] = std::from_chars(piece.data(), end, number);
+  const char* const begin = piece.data();
+  const char* const end = begin + piece.size();
+  const auto [stop, error] = std::from_chars(begin, end, number);
   if (error != std::errc() || stop != end) return std::nullopt;
   return number;
 }
@@ -50,7 +51,7 @@ std::optional<Version> Version::from(std::string_view text) noexcept {
 }
 
 std::string Version::description() const {
-  std::array<char, 4 * 21> buffer;
+  std::array<char, std::size_t{4} * 21> buffer;
   char* at = buffer.data();
   const auto write = [&](std::int64_t number) { at = std::to_chars(at, buffer.data() + buffer.size(), number).ptr; };
   write(major);
