@@ -62,6 +62,7 @@ void TaskRecord::complete() noexcept {
 }
 
 void TaskRecord::cancel() noexcept {
+  const auto self = TaskReference<TaskRecord>::sharing(*this);
   TaskList further;
   cancelAndCollect(further);
   while (!further.empty()) {
@@ -77,7 +78,6 @@ void TaskRecord::cancelAndCollect(TaskList& further) noexcept {
     if ((status & (cancelledBit | doneBit)) != 0) return;
   } while (!status_.compare_exchange_weak(status, status | cancelledBit, std::memory_order_acq_rel));
 
-  retain();
   lock_.lock();
   while (CancellationHandler* handler = handlers_) {
     unlink(*handler);
@@ -93,7 +93,6 @@ void TaskRecord::cancelAndCollect(TaskList& further) noexcept {
     futexWake(calledHandlers_, INT32_MAX);
   }
   lock_.unlock();
-  release();
 }
 
 void TaskRecord::removeCalledHandler(CancellationHandler& handler) noexcept {

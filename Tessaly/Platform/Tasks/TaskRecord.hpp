@@ -185,7 +185,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static void runTask(Job& job) noexcept;
   /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Cancels this task, and adds those to the list that are to be cancelled with it.
+  /// Cancels this task, which somebody keeps alive meanwhile, and adds those to the list that are to be cancelled with
+  /// it.
   void cancelAndCollect(TaskList& further) noexcept;
   void complete() noexcept;
   void destroy() noexcept { delete this; }
