@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,11 +22,16 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// What a disk holds that loses everything but what it was told to keep.
+/// What a disk holds that loses everything but what it was told to keep. There is one at a time, while it is in use.
 class Disk {
  public:
-  static Disk& shared() {
-    static Disk disk;
+  Disk() { current() = this; }
+  ~Disk() { current() = nullptr; }
+  Disk(const Disk&) = delete;
+  Disk& operator=(const Disk&) = delete;
+
+  static std::atomic<Disk*>& current() {
+    static constinit std::atomic<Disk*> disk = nullptr;
     return disk;
   }
 
@@ -79,10 +85,12 @@ class PowerCut : public ::testing::TestWithParam<bool> {
  protected:
   PropertyList::Dictionary valuesAfterIt() {
     const std::string left = folder_.path() + "/left" + std::to_string(++cuts_);
-    Disk::shared().restore(folder(), left, GetParam());
+    disk_.restore(folder(), left, GetParam());
     return JournaledUserDefaults::open({.folder = left, .clock = Tests::lastingClock()})->dictionaryRepresentation();
   }
   [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
+
+  Disk disk_;
 
  private:
   Tests::TemporaryFolder folder_;
@@ -111,7 +119,7 @@ TEST_P(PowerCut, AmidACheckpointTakesNothingThatWasSynchronizedBefore) {
   PropertyList::Dictionary synchronized;
   PropertyList::Dictionary latest;
   int moments = 0;
-  Disk::shared().setMoment([&] {
+  disk_.setMoment([&] {
     ++moments;
     const PropertyList::Dictionary left = valuesAfterIt();
     EXPECT_TRUE(left == synchronized || left == latest) << moments;
@@ -126,7 +134,7 @@ TEST_P(PowerCut, AmidACheckpointTakesNothingThatWasSynchronizedBefore) {
     ASSERT_TRUE(store->synchronize());
     synchronized = latest;
   }
-  Disk::shared().setMoment(nullptr);
+  disk_.setMoment(nullptr);
   EXPECT_GE(moments, 40);
 }
 
@@ -155,12 +163,12 @@ INSTANTIATE_TEST_SUITE_P(, PowerCut, ::testing::Bool(), [](const auto& latest) {
 extern "C" {
 
 int fsync(int descriptor) {
-  Tessaly::Disk::shared().keep(descriptor);
+  if (Tessaly::Disk* const disk = Tessaly::Disk::current()) disk->keep(descriptor);
   return static_cast<int>(::syscall(SYS_fsync, descriptor));
 }
 
 int fdatasync(int descriptor) {
-  Tessaly::Disk::shared().keep(descriptor);
+  if (Tessaly::Disk* const disk = Tessaly::Disk::current()) disk->keep(descriptor);
   return static_cast<int>(::syscall(SYS_fdatasync, descriptor));
 }
 }
