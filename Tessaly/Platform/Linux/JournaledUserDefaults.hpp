@@ -173,10 +173,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   // The property list.
   Outcome checkpoint(detail::Patience patience);
-  /// Whether an old journal was there, whose checkpoint somebody has not ended.
-  Outcome checkpointOnce(detail::Patience patience, bool& hadOldJournal);
+  /// It is outdated, and to be made again, if it only ended that of somebody else, or the folder was moved away.
+  Outcome checkpointOnce(detail::Patience patience, bool& isOutdated);
   int rotate() TESSALY_REQUIRES(lock_);
-  [[nodiscard]] int removeOldJournal() const;
+  [[nodiscard]] int removeOldJournal(int folder) const;
   int lookAtPropertyList() TESSALY_REQUIRES(lock_);
   int adopt(const PropertyList::Dictionary& found, const Overlay& since, std::uint64_t writer) TESSALY_REQUIRES(lock_);
   int writePropertyList(const std::string& path, PropertyList::Dictionary values, PropertyListFormat format);

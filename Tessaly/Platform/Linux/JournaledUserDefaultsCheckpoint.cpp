@@ -31,21 +31,33 @@ using Kind = JournalRecord::Kind;
 
 JournaledUserDefaults::Outcome JournaledUserDefaults::checkpoint(Patience patience) {
   const UnfairLock::Guard guard(checkpointLock_);
-  for (;;) {
-    bool hadOldJournal = false;
-    const Outcome outcome = checkpointOnce(patience, hadOldJournal);
-    if (outcome != Outcome::done || !hadOldJournal) return outcome;
+  for (int attempt = 0;; ++attempt) {
+    bool isOutdated = false;
+    const Outcome outcome = checkpointOnce(patience, isOutdated);
+    if (!isOutdated || attempt == 100) return outcome;
   }
 }
 
-JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience patience, bool& hadOldJournal) {
+JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience patience, bool& isOutdated) {
   PropertyListFormat format = PropertyListFormat::binary;
   OwnedDescriptor folder;
   const auto failed = [&](int error) TESSALY_REQUIRES(lock_) {
     noteError(error);
     return Outcome::failed;
   };
+  // Whoever works in the folder that is there now does not see the lock of one that was moved away.
+  const auto isElsewhere = [&] {
+    struct stat locked{};
+    struct stat current{};
+    return ::fstat(folder.get(), &locked) != 0 || ::stat(folder_.c_str(), &current) != 0 ||
+           locked.st_ino != current.st_ino || locked.st_dev != current.st_dev;
+  };
   const auto ended = [&](int error) {
+    if (isElsewhere()) {
+      isOutdated = true;
+      return Outcome::busy;
+    }
+    if (error == 0) return Outcome::done;
     if (error == ETIMEDOUT) return Outcome::busy;
     if (error == EAGAIN) return Outcome::postponed;
     const UnfairLock::Guard guard(lock_);
@@ -64,7 +76,9 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
   }
   // The lock of the folder is that of its one checkpoint.
   if (detail::lockFile(folder.get(), LockMode::exclusive, patience) != 0) return Outcome::busy;
+  if (isElsewhere()) return ended(0);
   bool isNeeded = false;
+  bool hadOldJournal = false;
   int error = withExclusiveJournal([&]() TESSALY_REQUIRES(lock_) {
     int error = journal_.isWritable ? catchUp() : EROFS;
     if (error == 0) error = storePending();
@@ -75,11 +89,11 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
     format = state_.format;
     return hadOldJournal || state_.sinceRotation.empty() ? 0 : rotate();
   });
-  if (error != 0) return ended(error);
-  if (!isNeeded) return Outcome::done;
+  if (error != 0 || !isNeeded) return ended(error);
   const std::string target = detail::followed(propertyListPath_);
   const std::string targetFolder = detail::folderOfPath(target);
-  const std::string written = target + ".new";
+  const std::string written = target + ".new-" + std::to_string(writer_);
+  detail::removeAbandoned(target + ".new");
   error = writePropertyList(written, valuesAtRotation(), format);
   if (error == 0) {
     error = withExclusiveJournal([&]() TESSALY_REQUIRES(lock_) {
@@ -93,15 +107,18 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
     return ended(error);
   }
   error = detail::synchronizeFolder(targetFolder);
-  if (error == 0) error = removeOldJournal();
+  if (error == 0) error = removeOldJournal(folder.get());
+  const Outcome outcome = ended(error);
+  if (outcome != Outcome::done) return outcome;
+  // What the old journal held was there before this checkpoint; what came since is still to be written.
+  isOutdated = hadOldJournal;
   const UnfairLock::Guard guard(lock_);
-  if (error != 0) return failed(error);
   if (pending_.empty()) noteStored();
   return Outcome::done;
 }
 
-int JournaledUserDefaults::removeOldJournal() const {
-  if (::unlink(oldJournalPath_.c_str()) == 0 || errno == ENOENT) return 0;
+int JournaledUserDefaults::removeOldJournal(int folder) const {
+  if (::unlinkat(folder, "journal.old", 0) == 0 || errno == ENOENT) return 0;
   const int error = errno;
   // A folder, for example, that somebody has put in its place.
   const auto name = detail::setAside(oldJournalPath_);
@@ -183,6 +200,7 @@ int JournaledUserDefaults::writePropertyList(const std::string& path, PropertyLi
 
 int JournaledUserDefaults::putInPlace(const std::string& written, const std::string& target) {
   const FileIdentity identity = detail::identityAt(written);
+  if (identity.isNone()) return ENOENT;
   const FileIdentity expected = state_.propertyList;
   const std::string value = JournalRecord::encodedIdentity(identity);
   const JournalRecord record{.kind = state_.isUnrecorded ? Kind::checkpointWithUnknownChanges : Kind::checkpoint,

@@ -136,6 +136,17 @@ int synchronizeFolder(const std::string& path) noexcept {
   return ::fsync(folder.get()) == 0 || errno == EINVAL ? 0 : errno;
 }
 
+void removeAbandoned(const std::string& beginning) {
+  const auto limit = std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1);
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folderOfPath(beginning), error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code ignored;
+    if (!entry->path().native().starts_with(beginning)) continue;
+    if (entry->last_write_time(ignored) < limit && !ignored) std::filesystem::remove(entry->path(), ignored);
+  }
+}
+
 std::optional<std::string> setAside(const std::string& path) {
   const std::filesystem::path whole(path);
   const std::string stem = (whole.parent_path() / whole.stem()).string() + ".damaged";

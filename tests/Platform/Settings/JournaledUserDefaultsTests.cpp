@@ -610,6 +610,19 @@ TEST_F(JournaledUserDefaultsTest, HearsOfTheChangeOfAWriterThatWasStoppedForLong
   EXPECT_EQ(recorder->calls()[0].value, "new");
 }
 
+TEST_F(JournaledUserDefaultsTest, RemovesTheFileThatAKilledCheckpointHasLeft) {
+  const Store store = open();
+  const std::string abandoned = plist() + ".new-1";
+  const std::string recent = plist() + ".new-2";
+  write(abandoned, "half");
+  write(recent, "half");
+  std::filesystem::last_write_time(abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  store->set(1, "a");
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_FALSE(std::filesystem::exists(abandoned));
+  EXPECT_TRUE(std::filesystem::exists(recent));
+}
+
 TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
   const Store store = open();
   store->set(1, "a");
