@@ -44,11 +44,9 @@ void TaskGroupCore::childCompleted(TaskGroupLink& child) noexcept {
 }
 
 void TaskGroupCore::cancelAll() noexcept {
-  {
-    UnfairLock::Guard guard(lock_);
-    isCancelled_ = true;
-  }
-  for (const auto& child : runningChildren()) child->cancel();
+  TaskList cancelled;
+  cancelLater(cancelled);
+  for (const auto& child : cancelled | std::views::reverse) child->cancel();
 }
 
 void TaskGroupCore::cancelLater(TaskList& cancelled) noexcept {
