@@ -5,12 +5,9 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
-#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): setenv is POSIX's.
 
 #include <map>
 #include <stdexcept>
-
-#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::Tests {
 namespace {

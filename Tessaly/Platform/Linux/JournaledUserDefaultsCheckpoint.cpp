@@ -92,8 +92,9 @@ JournaledUserDefaults::Outcome JournaledUserDefaults::checkpointOnce(Patience pa
   if (error != 0 || !isNeeded) return ended(error);
   const std::string target = detail::followed(propertyListPath_);
   const std::string targetFolder = detail::folderOfPath(target);
-  const std::string written = target + ".new-" + std::to_string(writer_);
-  detail::removeAbandoned(target + ".new");
+  const std::string beginning = target + ".new-";
+  const std::string written = beginning + std::to_string(writer_);
+  detail::removeAbandoned(beginning);
   error = writePropertyList(written, valuesAtRotation(), format);
   if (error == 0) {
     error = withExclusiveJournal([&]() TESSALY_REQUIRES(lock_) {

@@ -141,8 +141,11 @@ void removeAbandoned(const std::string& beginning) {
   std::error_code error;
   for (std::filesystem::directory_iterator entry(folderOfPath(beginning), error), end; !error && entry != end;
        entry.increment(error)) {
+    const std::string& path = entry->path().native();
+    const bool isNumbered = path.starts_with(beginning) && path.size() > beginning.size() &&
+                            path.find_first_not_of("0123456789", beginning.size()) == std::string::npos;
     std::error_code ignored;
-    if (!entry->path().native().starts_with(beginning)) continue;
+    if (!isNumbered || !entry->is_regular_file(ignored)) continue;
     if (entry->last_write_time(ignored) < limit && !ignored) std::filesystem::remove(entry->path(), ignored);
   }
 }

@@ -50,7 +50,8 @@ struct FileContents {
 /// Writes what is known of a folder's entries to the disk. The error code; 0 where folders cannot be written so, or
 /// this one not be opened.
 [[nodiscard]] int synchronizeFolder(const std::string& path) noexcept;
-/// Removes the files whose paths begin so and that nobody has written to for a minute: their writers were killed.
+/// Removes the files whose paths are this beginning and a number, and that nobody has written to for a minute: their
+/// writers were killed.
 void removeAbandoned(const std::string& beginning);
 /// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on. The
 /// new path, or nothing.

@@ -22,6 +22,7 @@
 
 #include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/Repetitions.hpp"
@@ -614,13 +615,16 @@ TEST_F(JournaledUserDefaultsTest, RemovesTheFileThatAKilledCheckpointHasLeft) {
   const Store store = open();
   const std::string abandoned = plist() + ".new-1";
   const std::string recent = plist() + ".new-2";
-  write(abandoned, "half");
-  write(recent, "half");
-  std::filesystem::last_write_time(abandoned, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  const std::string notOurs = plist() + ".new-1.bak";
+  for (const std::string& path : {abandoned, recent, notOurs}) write(path, "half");
+  for (const std::string& path : {abandoned, notOurs}) {
+    std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  }
   store->set(1, "a");
   EXPECT_TRUE(store->synchronize());
   EXPECT_FALSE(std::filesystem::exists(abandoned));
   EXPECT_TRUE(std::filesystem::exists(recent));
+  EXPECT_TRUE(std::filesystem::exists(notOurs));
 }
 
 TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
@@ -676,6 +680,25 @@ TEST_F(JournaledUserDefaultsTest, GoesOnWhenItsFolderVanishesAndWritesEverything
   const Store other = open();
   other->set(4, "d");
   EXPECT_TRUE(waitUntil([&] { return store->value("d").has_value(); }));
+}
+
+TEST_F(JournaledUserDefaultsTest, BeginsItsCheckpointAnewWhenItsFolderIsMovedAwayMeanwhile) {
+  Tests::SynchronizedDisk disk;
+  const Store store = open();
+  const Store other = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "b");
+  ASSERT_TRUE(waitUntil([&] { return other->value("b").has_value(); }));
+  disk.setMoment([&, isFirst = true]() mutable {
+    if (!std::exchange(isFirst, false)) return;
+    std::filesystem::rename(folder(), above() + "/away");
+    other->set(3, "c");  // Which makes another folder.
+    EXPECT_TRUE(other->synchronize());
+  });
+  EXPECT_TRUE(store->synchronize());
+  disk.setMoment(nullptr);
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
 }
 
 TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAgainThatSomebodyRemoved) {

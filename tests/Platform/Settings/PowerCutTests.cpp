@@ -1,85 +1,17 @@
 // SPDX-License-Identifier: MIT
-// What is left of a store after a power cut, as POSIX has it: of a file what it held when it was synchronised last, of
+// What is left of a store after a power cut, as POSIX has it: of a file what it held when it was synchronized last, of
 // a folder the entries that it had then.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <map>
 #include <string>
-#include <utility>
 
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "tests/Support/ContentsOf.hpp"
+#include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
-
-/// What a disk holds that loses everything but what it was told to keep. There is one at a time, while it is in use.
-class Disk {
- public:
-  Disk() { current() = this; }
-  ~Disk() { current() = nullptr; }
-  Disk(const Disk&) = delete;
-  Disk& operator=(const Disk&) = delete;
-
-  static std::atomic<Disk*>& current() {
-    static constinit std::atomic<Disk*> disk = nullptr;
-    return disk;
-  }
-
-  /// Called each time before something is kept, but for what is kept meanwhile.
-  void setMoment(std::function<void()> moment) { moment_ = std::move(moment); }
-
-  void keep(int descriptor) {
-    if (const auto moment = std::exchange(moment_, nullptr)) {
-      moment();
-      moment_ = moment;
-    }
-    struct stat status{};
-    ASSERT_EQ(::fstat(descriptor, &status), 0);
-    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
-    const UnfairLock::Guard guard(lock_);
-    if (S_ISDIR(status.st_mode)) {
-      entries_[path] = inodesIn(path);
-    } else {
-      contents_[status.st_ino] = Tests::contentsOf(path);
-    }
-  }
-
-  /// Makes a folder of what is left of another. Entries that were not kept may have come to the disk or not.
-  void restore(const std::string& from, const std::string& to, bool hasLatestEntries) {
-    const UnfairLock::Guard guard(lock_);
-    std::filesystem::create_directories(to);
-    for (const auto& [name, inode] : hasLatestEntries ? inodesIn(from) : entries_[from]) {
-      std::ofstream(to + "/" + name, std::ios::binary) << contents_[inode];
-    }
-  }
-
- private:
-  using Entries = std::map<std::string, ino_t>;
-
-  static Entries inodesIn(const std::string& path) {
-    Entries entries;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      struct stat status{};
-      if (::lstat(entry.path().c_str(), &status) == 0) entries[entry.path().filename().string()] = status.st_ino;
-    }
-    return entries;
-  }
-
-  std::function<void()> moment_;
-  UnfairLock lock_;
-  std::map<ino_t, std::string> contents_ TESSALY_GUARDED_BY(lock_);
-  std::map<std::string, Entries> entries_ TESSALY_GUARDED_BY(lock_);
-};
 
 class PowerCut : public ::testing::TestWithParam<bool> {
  protected:
@@ -90,7 +22,7 @@ class PowerCut : public ::testing::TestWithParam<bool> {
   }
   [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
 
-  Disk disk_;
+  Tests::SynchronizedDisk disk_;
 
  private:
   Tests::TemporaryFolder folder_;
@@ -158,17 +90,3 @@ INSTANTIATE_TEST_SUITE_P(, PowerCut, ::testing::Bool(), [](const auto& latest) {
 
 }  // namespace
 }  // namespace Tessaly::inline v1
-
-// In the place of those of the C library.
-extern "C" {
-
-int fsync(int descriptor) {
-  if (Tessaly::Disk* const disk = Tessaly::Disk::current()) disk->keep(descriptor);
-  return static_cast<int>(::syscall(SYS_fsync, descriptor));
-}
-
-int fdatasync(int descriptor) {
-  if (Tessaly::Disk* const disk = Tessaly::Disk::current()) disk->keep(descriptor);
-  return static_cast<int>(::syscall(SYS_fdatasync, descriptor));
-}
-}
