@@ -233,6 +233,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// What the write that holds the lock has to announce after it.
   std::vector<Change> ownChanges_ TESSALY_GUARDED_BY(lock_);
   std::uint64_t watchedInode_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// In which the journal stood that was followed last.
+  std::uint64_t followedFolder_ TESSALY_GUARDED_BY(lock_) = 0;
 
   mutable UnfairLock statusLock_;
   UserDefaultsStatus status_ TESSALY_GUARDED_BY(statusLock_);

@@ -31,6 +31,12 @@ bool holdsNothing(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == EISDIR || error == EINVAL || error == ELOOP || error == ENXIO;
 }
 
+/// 0 where there is nothing.
+ino_t inodeOf(const std::string& path) noexcept {
+  struct stat status{};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 }  // namespace
 
 int JournaledUserDefaults::openJournalFile() {
@@ -141,6 +147,7 @@ int JournaledUserDefaults::followJournal() {
   journal_.offset = JournalHeader::size;
   journal_.isFollowed = true;
   if (!isNext) return load();
+  followedFolder_ = inodeOf(folder_);
   state_.sinceRotation.clear();
   return catchUp();
 }
@@ -329,6 +336,17 @@ int JournaledUserDefaults::load() {
   state_.wantsReload = error != 0;
   for (const auto& [key, value] : pending) table_.exchange(key, value);
   pending_ = std::move(pending);
+  const ino_t folder = inodeOf(folder_);
+  if (isLoaded_ && followedFolder_ != folder) {
+    // Whoever made the folder again need not have heard of all that stood in the one that vanished.
+    for (const auto& [key, value] : before) {
+      if (table_.value(key)) continue;
+      table_.exchange(key, value);
+      pending_.insert_or_assign(key, value);
+    }
+    if (!pending_.empty() && opening_ == Opening::forUse) retry_->schedule(std::chrono::nanoseconds(1));
+  }
+  followedFolder_ = folder;
   if (isLoaded_) {
     const PropertyList::Dictionary after = table_.all();
     for (const auto& [key, value] : after) {
