@@ -21,15 +21,7 @@ struct DelayedWork::Run final : Job {
 };
 
 DelayedWork::DelayedWork(Clock& clock, std::function<void()> work)
-    : ClockTimer([](ClockTimer& timer) noexcept {
-        auto& self = static_cast<DelayedWork&>(timer);
-        std::shared_ptr<DelayedWork> owner;
-        {
-          const UnfairLock::Guard guard(self.lock_);
-          owner = std::move(self.scheduled_);
-        }
-        blockingExecutor().enqueue(*new Run(std::move(owner)));
-      }),
+    : ClockTimer([](ClockTimer& timer) noexcept { static_cast<DelayedWork&>(timer).becomeDue(); }),
       clock_(clock),
       work_(std::move(work)) {}
 
@@ -47,17 +39,28 @@ void DelayedWork::schedule(std::chrono::nanoseconds delay) {
   clock_.add(*this);
 }
 
-void DelayedWork::run() {
+void DelayedWork::becomeDue() {
+  std::shared_ptr<DelayedWork> self;
   {
     const UnfairLock::Guard guard(lock_);
-    if (isCancelled_) return;
-    runningThread_ = currentThreadIdentifier();
+    self = std::move(scheduled_);
+    if (std::exchange(isDue_, true) || runningThread_ != 0) return;
   }
-  work_();
-  const UnfairLock::Guard guard(lock_);
-  runningThread_ = 0;
-  runs_.fetch_add(1, std::memory_order_release);
-  futexWake(runs_, INT32_MAX);
+  blockingExecutor().enqueue(*new Run(std::move(self)));
+}
+
+void DelayedWork::run() {
+  lock_.lock();
+  while (std::exchange(isDue_, false) && !isCancelled_) {
+    runningThread_ = currentThreadIdentifier();
+    lock_.unlock();
+    work_();
+    lock_.lock();
+    runningThread_ = 0;
+    runs_.fetch_add(1, std::memory_order_release);
+    futexWake(runs_, INT32_MAX);
+  }
+  lock_.unlock();
 }
 
 void DelayedWork::cancel() noexcept {

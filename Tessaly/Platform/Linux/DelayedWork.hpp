@@ -7,16 +7,17 @@
 #include <functional>
 #include <memory>
 
+#include "Tessaly/Platform/Base/Export.hpp"
 #include "Tessaly/Platform/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Tasks/Clock.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// Work that is done on a thread that may block, some time after it was asked for; asking again meanwhile can only
-/// make it come sooner.
+/// make it come sooner. It is never under way twice: what becomes due while it is, is done once more afterwards.
 ///
 /// Thread contract: thread-safe.
-class DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
+class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
  public:
   static std::shared_ptr<DelayedWork> make(Clock& clock, std::function<void()> work);
 
@@ -26,6 +27,7 @@ class DelayedWork final : public std::enable_shared_from_this<DelayedWork>, priv
 
  private:
   struct Run;
+  void becomeDue();
   void run();
   DelayedWork(Clock& clock, std::function<void()> work);
 
@@ -34,6 +36,8 @@ class DelayedWork final : public std::enable_shared_from_this<DelayedWork>, priv
   UnfairLock lock_;
   /// Itself while it is scheduled, so that the timer is there to fire.
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
+  /// Somebody is on the way to do it, or to do it once more.
+  bool isDue_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
   std::uint32_t runningThread_ TESSALY_GUARDED_BY(lock_) = 0;
   std::atomic<std::uint32_t> runs_{0};

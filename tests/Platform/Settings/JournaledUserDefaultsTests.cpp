@@ -173,6 +173,21 @@ TEST_F(JournaledUserDefaultsTest, DoesNotWaitWithALargeJournal) {
   EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
 }
 
+TEST_F(JournaledUserDefaultsTest, MakesOneCheckpointAtATimeHoweverManyAreDue) {
+  for (int round = 0; round < Tests::repetitions(5); ++round) {
+    Store store = JournaledUserDefaults::open({.folder = folder()});
+    const std::string text(500, 'x');
+    for (int i = 0; i < 2'000; ++i) store->set(text + std::to_string(round), std::to_string(i));
+    const auto threads = std::filesystem::directory_iterator("/proc/self/task");
+    EXPECT_LT(std::distance(begin(threads), end(threads)), 16);
+    store.reset();  // While checkpoints are due.
+    const Dictionary values = stored();
+    ASSERT_EQ(values.size(), 2'000U);
+    EXPECT_TRUE(
+        std::ranges::all_of(values, [&](const auto& entry) { return entry.second == text + std::to_string(round); }));
+  }
+}
+
 TEST_F(JournaledUserDefaultsTest, WritesMoreSlowlyWhileACheckpointIsOverdue) {
   const Store store = open();  // Whose time stands still: no checkpoint comes.
   const std::string large(JournaledUserDefaults::largeJournal, 'x');
