@@ -130,11 +130,11 @@ void JournaledUserDefaults::start() {
 }
 
 JournaledUserDefaults::~JournaledUserDefaults() {
-  if (source_ != nullptr) source_->cancel();
   checkpoint_->cancel();
   retry_->cancel();
   damage_->cancel();
   close();
+  if (source_ != nullptr) source_->cancel();  // Only now: each checkpoint may have begun to watch the folder.
   others_.release();
 }
 

@@ -255,7 +255,7 @@ void JournaledUserDefaults::exchange(std::string_view key, std::optional<Propert
 
 bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
   const auto file = detail::readFile(propertyListPath_);
-  if (!file) return errno == ENOENT;
+  if (!file) return errno == ENOENT || errno == ENOTDIR;
   try {
     const Data bytes(std::string_view(file->bytes));
     auto result = PropertyListSerialization::read(bytes.bytes());

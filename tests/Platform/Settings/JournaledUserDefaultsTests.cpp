@@ -697,6 +697,26 @@ TEST_F(JournaledUserDefaultsTest, GoesOnWhenItsFolderVanishesAndWritesEverything
   EXPECT_TRUE(waitUntil([&] { return store->value("d").has_value(); }));
 }
 
+TEST_F(JournaledUserDefaultsTest, LetsGoOfAFolderThatItCouldOnlyWatchAtItsEnd) {
+  for (int round = 0; round < Tests::repetitions(50); ++round) {
+    write(above() + "/parent", "in the place of a folder");
+    const std::string folder = above() + "/parent/org.example.test";
+    Store store = JournaledUserDefaults::open({.folder = folder, .clock = clock_});
+    store->set(1, "a");
+    std::filesystem::remove(above() + "/parent");
+    std::atomic<bool> isOver = false;
+    std::jthread touching([&] {
+      while (!isOver) write(folder + "/other", "");
+    });
+    store.reset();
+    isOver = true;
+    touching.join();
+    EXPECT_TRUE(std::filesystem::exists(folder + "/Settings.plist"));
+    EXPECT_EQ(JournaledUserDefaults::open({.folder = folder, .clock = clock_})->value("a"), 1);
+    std::filesystem::remove_all(above() + "/parent");
+  }
+}
+
 TEST_F(JournaledUserDefaultsTest, BringsWhatTheMakerOfTheNewFolderHasNotHeardOf) {
   const Store store = open();
   store->set(1, "a");
