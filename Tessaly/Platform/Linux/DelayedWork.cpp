@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
 #include "Tessaly/Platform/Base/Futex.hpp"
 #include "Tessaly/Platform/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Platform/Tasks/BlockingWork.hpp"
@@ -64,6 +65,7 @@ void DelayedWork::run() {
 }
 
 void DelayedWork::cancel() noexcept {
+  if (isForkedChild()) return;  // Whoever does it is in the parent.
   std::shared_ptr<DelayedWork> self;
   lock_.lock();
   isCancelled_ = true;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
 #include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -38,6 +39,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
 }
 
 void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
+  if (isForkedChild()) return;  // The kernel's watch is the parent's.
   UnfairLock::Guard guard(lock_);
   const auto found = interests_.find(watch);
   if (found == interests_.end()) return;

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Tessaly/Platform/Base/ForkGuard.hpp"
 #include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Tasks/Notification.hpp"
 
@@ -58,6 +59,7 @@ void InotifyObjectSource::resume() {
 }
 
 void InotifyObjectSource::cancel() noexcept {
+  if (isForkedChild()) return;  // Its handlers, too, are the parent's to call.
   int watch = -1;
   {
     UnfairLock::Guard guard(lock_);

@@ -37,8 +37,6 @@ int priority(OSLogType type) noexcept {
   return 5;
 }
 
-bool isForkedChild() noexcept { return detail::isForkedChildOfRuntime.load(std::memory_order_relaxed); }
-
 // The fields of one journal entry, in one buffer.
 class Fields {
  public:

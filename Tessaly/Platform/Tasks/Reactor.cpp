@@ -165,6 +165,7 @@ void DescriptorSource::deliver() noexcept {
 }
 
 void DescriptorSource::cancel() noexcept {
+  if (isForkedChild()) return;  // What it would take out of the kernel's set is the parent's.
   const std::uint32_t self = currentThreadIdentifier();
   lock_.lock();
   const bool isFirst = !isCancelled_;

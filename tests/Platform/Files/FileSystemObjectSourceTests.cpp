@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -73,6 +74,24 @@ TEST_F(FileSystemObjectSourceTest, TellsOfWritesGrowthAndTruncation) {
   ASSERT_EQ(::truncate(path("a").c_str(), 0), 0);
   watched.expect(FileSystemEvent::write);
   EXPECT_FALSE(FileSystemEvent(watched.fired->load()).contains(FileSystemEvent::extend));
+  end(watched);
+}
+
+TEST_F(FileSystemObjectSourceTest, ItsEndInTheChildOfAForkLeavesThatOfTheParentAlone) {
+  put("a", "one");
+  Watched watched = watch("a", FileSystemEvent::write);
+  watched.source->resume();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    watched.source->cancel();
+    watched.source.reset();
+    ::_exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  std::ofstream(path("a"), std::ios::app) << "two";
+  watched.expect(FileSystemEvent::write);
   end(watched);
 }
 

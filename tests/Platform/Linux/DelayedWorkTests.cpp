@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -158,6 +159,22 @@ TEST(DelayedWork, ThatWasAskedAgainAndIsCancelledIsWaitedForOnce) {
   gated.gate.release();
   cancelling.join();
   EXPECT_EQ(gated.begun, 1);
+}
+
+TEST(DelayedWork, IsNotWaitedForInTheChildOfAFork) {
+  GatedWork gated;
+  gated.scheduleAndFire();
+  ASSERT_TRUE(gated.hasBegun(1));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    gated.work->cancel();
+    ::_exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  gated.gate.release();
+  gated.work->cancel();
 }
 
 TEST(DelayedWork, CanCancelItself) {

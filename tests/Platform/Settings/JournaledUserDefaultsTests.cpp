@@ -869,6 +869,22 @@ TEST_F(JournaledUserDefaultsTest, DoesNotAskTheWallClock) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 3}}));
 }
 
+TEST_F(JournaledUserDefaultsTest, ItsEndInTheChildOfAForkLeavesThatOfTheParentAlone) {
+  Store store = open();
+  store->set(1, "a");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    store.reset();
+    ::_exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(std::filesystem::exists(plist()));
+  open()->set(2, "a");
+  EXPECT_TRUE(waitUntil([&] { return store->value("a") == 2; }));
+}
+
 TEST_F(JournaledUserDefaultsTest, IsStoppedInTheChildOfAForkAfterItsThreadsHaveStarted) {
   const Store store = open();
   store->set(1, "a");
