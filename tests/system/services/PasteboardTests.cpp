@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -242,10 +244,20 @@ class WaylandPasteboard : public testing::Test {
     const uid_t user = ::getuid() == 0 ? nobody : 0;
     if (user != 0) ASSERT_EQ(::chown(folder_.path().c_str(), user, user), 0);
     compositor_ = Tests::Process({"sway", "-c", folder_.path() + "/config"}, log, user);
-    if (!waitUntil([this] { return std::filesystem::exists(folder_.path() + "/wayland-1"); }))
+    if (!waitUntil([this] { return accepts(folder_.path() + "/wayland-1"); }))
       GTEST_SKIP() << "sway does not run here: " << Tests::contentsOf(log);
     ::setenv("WAYLAND_DISPLAY", "wayland-1", 1);
     if (Tests::Process({"wl-paste", "--version"}).wait() != 0) GTEST_SKIP() << "wl-clipboard is not installed";
+  }
+
+  /// Whether somebody listens there already; the socket's file exists a little earlier.
+  static bool accepts(const std::string& path) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const int connection = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool isAccepted = ::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(connection);
+    return isAccepted;
   }
 
   std::string paste(const std::string& form = "text/plain;charset=utf-8") {
