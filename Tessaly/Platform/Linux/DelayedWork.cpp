@@ -32,7 +32,7 @@ std::shared_ptr<DelayedWork> DelayedWork::make(Clock& clock, std::function<void(
 
 void DelayedWork::schedule(std::chrono::nanoseconds delay) {
   const UnfairLock::Guard guard(lock_);
-  if (isCancelled_) return;
+  if (isCancelled_ || isDue_) return;
   const Clock::Instant deadline = clock_.now() + delay;
   if (scheduled_ != nullptr && (this->deadline() <= deadline || !clock_.remove(*this))) return;
   scheduled_ = shared_from_this();
