@@ -169,7 +169,7 @@ void MIMEDatabase::addGlobs(std::string_view globs2) {
     }
     if (!GlobPattern::hasWildcards(pattern)) {
       literals[glob.pattern].push_back(std::move(glob));
-    } else if (pattern.starts_with("*.") && !GlobPattern::hasWildcards(pattern.substr(1))) {
+    } else if (pattern.size() > 2 && pattern.starts_with("*.") && !GlobPattern::hasWildcards(pattern.substr(1))) {
       suffixes[glob.pattern.substr(1)].push_back(std::move(glob));
     } else {
       others.push_back(std::move(glob));

@@ -44,6 +44,13 @@ TEST_F(MIMEDatabaseTest, ANameSpeaksForATypeByItsExtension) {
   EXPECT_THAT(database.typesOfName(""), IsEmpty());
 }
 
+TEST_F(MIMEDatabaseTest, AFullStopAtTheEndBeginsNoExtension) {
+  database.addGlobs("50:a/ended:*.\n50:a/ended:*.e\n");
+  EXPECT_THAT(database.typesOfName("name."), ElementsAre("a/ended"));
+  EXPECT_THAT(database.typesOfName("name"), IsEmpty());
+  EXPECT_THAT(database.extensions("a/ended"), ElementsAre("e"));
+}
+
 TEST_F(MIMEDatabaseTest, TheGreatestWeightWinsAndThenTheLongestPattern) {
   database.addGlobs(
       "50:application/gzip:*.gz\n50:application/x-compressed-tar:*.tar.gz\n10:a/readme:readme*\n"
