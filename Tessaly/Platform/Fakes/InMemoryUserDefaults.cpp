@@ -25,7 +25,16 @@ std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey)
 }
 
 void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
-  change(forKey, std::move(value), ChangeOrigin::thisProcess);
+  const bool isTooDeep = value.depth() > PropertyList::maximumDepth;
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (isTooDeep) {
+      status_.problem = UserDefaultsProblem::valueTooLarge;
+    } else if (status_.problem == UserDefaultsProblem::valueTooLarge) {
+      status_.problem = UserDefaultsProblem::none;
+    }
+  }
+  if (!isTooDeep) change(forKey, std::move(value), ChangeOrigin::thisProcess);
 }
 
 void InMemoryUserDefaults::removeObject(std::string_view forKey) {

@@ -152,7 +152,8 @@ bool PropertyList::compare(const PropertyList& left, const PropertyList& right, 
     if (a->hasBox() && a->payload_.box == b->payload_.box) continue;
     switch (a->kind_) {
       case Kind::date:
-        if (comparison == Comparison::identical ? a->payload_.bits != b->payload_.bits : a->date() != b->date()) {
+        // The bits first: also a date that is no number equals itself.
+        if (a->payload_.bits != b->payload_.bits && (comparison == Comparison::identical || a->date() != b->date())) {
           return false;
         }
         break;

@@ -49,13 +49,23 @@ void KeyValueObservers::remove(const KeyValueObserver& observer, std::optional<s
   registrations.erase(std::next(last).base());
   if (key && registrations.empty()) ofKeys_.erase(found);
   count_.fetch_sub(1, std::memory_order_release);
+  removals_.fetch_add(1, std::memory_order_release);
+}
+
+bool KeyValueObservers::isRegistered(std::string_view key, std::uint64_t number) const noexcept {
+  const UnfairLock::Guard guard(lock_);
+  const auto has = [number](const Registrations& registrations) {
+    return std::ranges::binary_search(registrations, number, {}, &Registration::number);
+  };
+  const auto found = ofKeys_.find(key);
+  return (found != ofKeys_.end() && has(found->second)) || has(ofEveryKey_);
 }
 
 void KeyValueObservers::notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
                                ChangeOrigin origin) const noexcept {
   if (count_.load(std::memory_order_acquire) == 0) return;
   struct Call {
-    std::shared_ptr<KeyValueObserver> observer;
+    std::weak_ptr<KeyValueObserver> observer;
     /// The key as the observer names it, should that differ.
     std::optional<std::string> key;
     KeyValueObservingOptions options;
@@ -65,26 +75,28 @@ void KeyValueObservers::notify(const Object& store, std::string_view key, const 
   std::vector<Call> calls;
   const auto collect = [&](const Registrations& registrations) {
     for (const Registration& registration : registrations) {
-      if (auto observer = registration.observer.lock()) {
-        calls.push_back({std::move(observer), registration.illFormedKey, registration.options, registration.context,
-                         registration.number});
-      }
+      calls.push_back({registration.observer, registration.illFormedKey, registration.options, registration.context,
+                       registration.number});
     }
   };
+  std::uint64_t removals = 0;
   {
     const UnfairLock::Guard guard(lock_);
+    removals = removals_.load(std::memory_order_relaxed);
     if (const auto found = ofKeys_.find(key); found != ofKeys_.end()) collect(found->second);
     if (!ofEveryKey_.empty()) {
       collect(ofEveryKey_);
       std::ranges::sort(calls, {}, &Call::number);
     }
   }
-  for (Call& call : calls) {
+  for (const Call& call : calls) {
+    const auto observer = call.observer.lock();
+    if (observer == nullptr) continue;
+    if (removals_.load(std::memory_order_acquire) != removals && !isRegistered(key, call.number)) continue;
     std::optional<KeyValueChange> change(KeyValueChange{.newValue = std::nullopt, .origin = origin});
     if (call.options == KeyValueObservingOptions::newValue) change->newValue.emplace(newValue);
-    auto tell = [&] { call.observer->observeValue(call.key ? *call.key : key, &store, change, call.context); };
+    auto tell = [&] { observer->observeValue(call.key ? *call.key : key, &store, change, call.context); };
     callNotification("A settings observer", tell);
-    call.observer.reset();  // Here, so that an observer whose last holder this was is gone before the next is told.
   }
 }
 

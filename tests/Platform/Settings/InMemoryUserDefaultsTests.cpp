@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -213,6 +215,55 @@ TEST(InMemoryUserDefaults, LetsObserversReadWriteAddAndRemove) {
   store->set(3, "a");
   EXPECT_EQ(actor->count, 1);
   EXPECT_EQ(second->calls.size(), 1u);
+}
+
+TEST(InMemoryUserDefaults, TellsNobodyWhoWasRemovedOrHasGoneBeforeHisTurn) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto removed = std::make_shared<Recorder>();
+  const auto removedOfEvery = std::make_shared<Recorder>();
+  const auto twice = std::make_shared<Recorder>();
+  auto gone = std::make_shared<Recorder>();
+  const auto stays = std::make_shared<Recorder>();
+  const auto actor = std::make_shared<Actor>([&](Actor&) {
+    store->removeObserver(*removed, "a");
+    store->removeObserverOfEveryKey(*removedOfEvery);
+    store->removeObserver(*twice, "a");
+    gone.reset();
+  });
+  store->addObserver(actor, "a", newValue, nullptr);
+  for (const auto& observer : {removed, twice, twice, gone, stays}) {
+    store->addObserver(observer, "a", newValue, nullptr);
+  }
+  store->addObserverOfEveryKey(removedOfEvery, newValue, nullptr);
+  store->set(1, "a");
+  EXPECT_TRUE(removed->calls.empty());
+  EXPECT_TRUE(removedOfEvery->calls.empty());
+  EXPECT_EQ(twice->calls.size(), 1u);
+  EXPECT_EQ(stays->calls.size(), 1u);
+}
+
+TEST(InMemoryUserDefaults, RefusesAValueThatIsNestedTooDeep) {
+  const auto store = InMemoryUserDefaults::make();
+  store->set(1, "a");
+  PropertyList deep = 1;
+  for (std::uint32_t i = 0; i < PropertyList::maximumDepth; ++i) deep = PropertyList::Array{deep};
+  store->set(deep, "a");
+  EXPECT_EQ(store->value("a"), deep);
+  store->set(PropertyList::Array{deep}, "a");
+  EXPECT_EQ(store->value("a"), deep);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::valueTooLarge);
+  store->set(2, "a");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+}
+
+TEST(InMemoryUserDefaults, TellsNobodyOfADateThatIsNoNumberAndWasNone) {
+  const auto store = InMemoryUserDefaults::make();
+  const auto observer = std::make_shared<Recorder>();
+  store->addObserver(observer, "a", newValue, nullptr);
+  for (int i = 0; i < 2; ++i) {
+    store->set(Date::sinceReferenceDate(std::numeric_limits<double>::quiet_NaN()), "a");
+  }
+  EXPECT_EQ(observer->calls.size(), 1u);
 }
 
 TEST(InMemoryUserDefaults, SaysWhatItsScriptSays) {

@@ -32,7 +32,8 @@ class TESSALY_EXPORT KeyValueObservers {
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::optional<std::string_view> key,
            KeyValueObservingOptions options, void* context);
   void remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept;
-  /// Tells the observers of the key, in the order in which they were added, with no lock held.
+  /// Tells the observers of the key, in the order in which they were added, with no lock held; not those that have been
+  /// removed or have gone by the time it is their turn.
   void notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
               ChangeOrigin origin) const noexcept;
 
@@ -53,12 +54,15 @@ class TESSALY_EXPORT KeyValueObservers {
     std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
   };
 
+  [[nodiscard]] bool isRegistered(std::string_view key, std::uint64_t number) const noexcept;
+
   mutable UnfairLock lock_;
   /// By what stores make of the key.
   std::unordered_map<std::string, Registrations, Hash, std::equal_to<>> ofKeys_ TESSALY_GUARDED_BY(lock_);
   Registrations ofEveryKey_ TESSALY_GUARDED_BY(lock_);
   std::uint64_t added_ TESSALY_GUARDED_BY(lock_) = 0;
   std::atomic<std::size_t> count_{0};
+  std::atomic<std::uint64_t> removals_{0};
 };
 
 }  // namespace Tessaly::inline v1::detail
