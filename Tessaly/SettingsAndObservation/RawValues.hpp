@@ -66,8 +66,9 @@ class IntegerRawValues {
 
   /// The case with this raw value, if there is one.
   [[nodiscard]] constexpr std::optional<Enumeration> value(RawValue rawValue) const noexcept {
-    const auto value = static_cast<Enumeration>(rawValue);
-    return std::ranges::find(cases_, value) != cases_.end() ? std::optional(value) : std::nullopt;
+    // Not the other way round: an enumeration without a fixed type cannot hold every raw value.
+    const auto found = std::ranges::find(cases_, rawValue, [](Enumeration known) { return std::to_underlying(known); });
+    return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
   [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
 

@@ -13,6 +13,7 @@ enum class Theme { light, dark };
 enum class Quality : std::int16_t { draft = 3, best = 9 };
 enum class Narrow : std::int8_t { one = 1 };
 enum class WithoutRawValues { one };
+enum WithoutAFixedType { low, high };
 
 }  // namespace
 
@@ -21,6 +22,8 @@ inline constexpr auto Tessaly::rawValues<Theme> =
     Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, ""}});
 template <>
 inline constexpr auto Tessaly::rawValues<Quality> = Tessaly::integerRawValues(Quality::draft, Quality::best);
+template <>
+inline constexpr auto Tessaly::rawValues<WithoutAFixedType> = Tessaly::integerRawValues(low, high);
 template <>
 inline constexpr auto Tessaly::rawValues<Narrow> = Tessaly::integerRawValues(Narrow::one);
 
@@ -38,6 +41,11 @@ TEST(RawValues, IntegersNameTheCases) {
   EXPECT_EQ(rawValues<Quality>.value(9), Quality::best);
   EXPECT_EQ(rawValues<Quality>.value(4), std::nullopt);
   EXPECT_EQ(rawValues<Quality>.rawValue(Quality::draft), 3);
+}
+
+TEST(RawValues, ARawValueThatTheEnumerationCannotHoldNamesNoCase) {
+  static_assert(rawValues<WithoutAFixedType>.value(7) == std::nullopt);
+  EXPECT_EQ(rawValues<WithoutAFixedType>.value(1), high);
 }
 
 TEST(RawValues, AnEnumerationNeedsADeclarationAndAKindOfTheStore) {

@@ -17,7 +17,10 @@ namespace Tessaly::inline v1::detail {
 class SettingName {
  public:
   template <std::size_t size>
-  consteval SettingName(const char (&literal)[size]) noexcept : text_(literal, size - 1) {}
+  consteval SettingName(const char (&literal)[size]) noexcept : text_(literal, size - 1) {
+    // No constant unless the text is: a buffer that lasts, but changes, is refused, too.
+    if (literal[size - 1] != '\0') stopAtTextThatIsNotTerminated();
+  }
   template <typename Text>
     requires std::convertible_to<const Text&, std::string_view> && (!std::is_array_v<Text>)
   SettingName(const Text& text) : SettingName(Copied(), text) {}
@@ -40,6 +43,7 @@ class SettingName {
  private:
   struct Copy;
   struct Copied {};
+  static void stopAtTextThatIsNotTerminated();
 
   TESSALY_EXPORT SettingName(Copied, std::string_view text);
   TESSALY_EXPORT void retain() const noexcept;
