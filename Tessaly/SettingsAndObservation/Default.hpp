@@ -16,6 +16,7 @@
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/SettingsAndObservation/detail/CallsUnderWay.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingName.hpp"
 
 namespace Tessaly::inline v1 {
@@ -38,6 +39,17 @@ struct WellKnownSettings<bool, Key> {
   static const Key canConnectToHost;
 };
 
+/// What can be called with the stored values of a setting.
+template <typename Handler, typename StoredValue>
+concept SettingHandler =
+    std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
+
+/// A pointer for a setting that is true or false: most often a text, which would be true.
+template <typename Argument, typename Value>
+concept PointerForBoolean =
+    OneOf<Value, bool, std::optional<bool>> &&
+    (std::is_pointer_v<std::decay_t<Argument>> || std::is_member_pointer_v<std::decay_t<Argument>>);
+
 }  // namespace detail
 
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
@@ -46,8 +58,9 @@ struct WellKnownSettings<bool, Key> {
 /// another kind; it never fails. Reading `value()` under observation tracking is recorded, and every change of the
 /// setting is announced, whoever made it: this property, another of the same key, the store itself, or another process.
 ///
-/// Copies share one observed object. For single readings and writings without one there are the static functions. What
-/// is stored is a plain property-list value, without a prefix or a tag: other programs can read it.
+/// Copies share one observed object, and moving copies. For single readings and writings without one there are the
+/// static functions. What is stored is a plain property-list value, without a prefix or a tag: other programs can read
+/// it.
 ///
 /// The nearest facility elsewhere is a `QSettings` entry, which has no type, no default of its own and tells of
 /// nothing.
@@ -67,7 +80,7 @@ class Default {
 
   /// Which setting: its name in the store, verbatim, and what is read when nothing usable is stored.
   ///
-  /// With a literal for the name, it can be a constant. A name that is no literal is copied.
+  /// With a literal for the name, it can be a constant, if the default can. A name that is no literal is copied.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -77,6 +90,8 @@ class Default {
    public:
     constexpr Key(detail::SettingName name, Value defaultValue)
         : defaultValue_(std::move(defaultValue)), name_(std::move(name)) {}
+    template <detail::PointerForBoolean<Value> Pointer>
+    Key(detail::SettingName name, const Pointer& defaultValue) = delete;
     /// The default is the absent value.
     explicit constexpr Key(detail::SettingName name)
       requires std::constructible_from<Value, std::nullopt_t>
@@ -97,9 +112,11 @@ class Default {
   class Backing;
   class ValueObserver;
 
-  explicit Default(Key key) : key_(std::move(key)), backing_(Backing::make(key_, UserDefaults::standard())) {}
+  explicit Default(Key key) : backing_(Backing::make(std::move(key), UserDefaults::standard())) {}
+  Default(const Default&) noexcept = default;
+  Default& operator=(const Default&) noexcept = default;
 
-  [[nodiscard]] const Key& key() const noexcept { return key_; }
+  [[nodiscard]] const Key& key() const noexcept { return backing_->key(); }
   /// The observed object, shared by all copies.
   [[nodiscard]] const std::shared_ptr<Backing>& backing() const noexcept { return backing_; }
 
@@ -107,6 +124,8 @@ class Default {
   [[nodiscard]] Value value() const { return backing_->value(); }
   /// Stores the setting; the absent value removes its entry.
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
+  template <detail::PointerForBoolean<Value> Pointer>
+  void setValue(const Pointer& newValue) = delete;
   /// Lets the body change the value, and stores it, also if the body throws. Returns what the body returned. Another
   /// writer's change meanwhile is overwritten.
   template <typename Body>
@@ -119,6 +138,8 @@ class Default {
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
   /// Stores the setting; the absent value removes its entry.
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
+  template <detail::PointerForBoolean<Value> Pointer>
+  static void setValue(const Key& key, const Pointer& newValue) = delete;
   /// Lets the body change the value, and stores it, also if the body throws.
   template <typename Body>
   static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
@@ -130,12 +151,20 @@ class Default {
   /// returned is gone. Changes to what is no such value are not delivered, nor is a removal, unless absence is a value
   /// of `StoredValue`. A handler that also takes a `ChangeOrigin` is told who made the change. A throw out of the
   /// handler stops the process.
+  ///
+  /// Letting the observer go waits for calls on other threads, so what the handler refers to may go then. Do not hold a
+  /// lock meanwhile that the handler takes. The handler itself may let it go.
   template <typename Handler>
+    requires detail::SettingHandler<Handler, StoredValue>
   [[nodiscard("the observation ends with the observer")]] static std::shared_ptr<ValueObserver> observe(
       const Key& key, Handler changeHandler) {
     auto observer = ValueObserver::make(UserDefaults::standard(), key);
     observer->startObservingIfNeeded(std::move(changeHandler));
-    return observer;
+    ValueObserver* const address = observer.get();
+    return {address, [observer = std::move(observer)](ValueObserver*) mutable {
+              observer->stop();
+              observer.reset();
+            }};
   }
 
  private:
@@ -166,7 +195,6 @@ class Default {
     return UserDefaultsValueTraits<StoredValue>::value(object);
   }
 
-  Key key_;
   std::shared_ptr<Backing> backing_;
 };
 
@@ -180,7 +208,9 @@ class Default {
 ///     backing->setValue(30);
 template <UserDefaultsValueTransformable Value>
 class Default<Value>::Backing final : public KeyValueObserver {
-  struct Private {};
+  struct Private {
+    explicit Private() = default;
+  };
 
  public:
   /// Listens to the store until its end.
@@ -233,10 +263,12 @@ class Default<Value>::Backing final : public KeyValueObserver {
 ///     observer->startObservingIfNeeded([](int stored) { show(stored); });
 template <UserDefaultsValueTransformable Value>
 class Default<Value>::ValueObserver final : public KeyValueObserver {
-  struct Private {};
+  struct Private {
+    explicit Private() = default;
+  };
 
  public:
-  using ChangeHandler = std::function<void(const StoredValue&, ChangeOrigin)>;
+  using ChangeHandler = std::move_only_function<void(const StoredValue&, ChangeOrigin)>;
 
   /// Observes nothing yet.
   [[nodiscard]] static std::shared_ptr<ValueObserver> make(std::shared_ptr<UserDefaults> userDefault, Key key) {
@@ -258,17 +290,15 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
 
   /// Starts calling the handler with each change. Once it observes, another handler is dropped, and the first one
-  /// stays. The handler takes the stored value, and may take the `ChangeOrigin`.
+  /// stays. The handler takes the stored value, and may take the `ChangeOrigin`; an empty function is none.
   template <typename Handler>
-    requires std::invocable<Handler&, const StoredValue&> || std::invocable<Handler&, const StoredValue&, ChangeOrigin>
+    requires detail::SettingHandler<Handler, StoredValue>
   void startObservingIfNeeded(Handler onChange) {
     if (isObserving_) return;
     isObserving_ = true;
-    if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
-      onChange_ = std::move(onChange);
-    } else {
-      onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
-    }
+    bool isEmpty = false;
+    if constexpr (requires { onChange == nullptr; }) isEmpty = onChange == nullptr;
+    if (!isEmpty) setOnChange(std::move(onChange));
     userDefault_->addObserver(std::static_pointer_cast<ValueObserver>(this->shared_from_this()), key_.name(),
                               KeyValueObservingOptions::newValue, nullptr);
   }
@@ -277,17 +307,39 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
                     const std::optional<KeyValueChange>& change, void* context) override {
     static_cast<void>(object);
     static_cast<void>(context);
-    if (keyPath != key_.name() || !onChange_) return;
+    if (keyPath != key_.name()) return;
     const bool hasObject = change && change->newValue && *change->newValue;
     const auto stored = converted(hasObject ? &**change->newValue : nullptr);
-    if (stored) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
+    if (!stored) return;
+    const detail::CallsUnderWay::Call call(calls_);
+    if (call.isAdmitted() && onChange_) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
   }
 
  private:
+  friend class Default;
+
+  template <typename Handler>
+  void setOnChange(Handler onChange) {
+    if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
+      static_assert(!detail::isAsync<std::invoke_result_t<Handler&, const StoredValue&, ChangeOrigin>>,
+                    "the handler must not suspend: nobody would await it");
+      onChange_ = std::move(onChange);
+    } else {
+      static_assert(!detail::isAsync<std::invoke_result_t<Handler&, const StoredValue&>>,
+                    "the handler must not suspend: nobody would await it");
+      onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
+    }
+  }
+  /// The handler is not called afterwards. It goes at once, unless it is being called further up on this thread.
+  void stop() noexcept {
+    if (calls_.end()) onChange_ = nullptr;
+  }
+
   const Key key_;
   const std::shared_ptr<UserDefaults> userDefault_;
   bool isObserving_ = false;
   ChangeHandler onChange_;
+  detail::CallsUnderWay calls_;
 };
 
 template <UserDefaultsValueTransformable Value>
@@ -296,7 +348,8 @@ Value Default<Value>::read(const UserDefaults& store, const Key& key) {
   auto stored = converted(object ? &*object : nullptr);
   if (!stored) return key.defaultValue();
   auto value = UserDefaultsValueTransformableTraits<Value>::from(*std::move(stored));
-  return value ? *std::move(value) : key.defaultValue();
+  if (!value) return key.defaultValue();
+  return *std::move(value);
 }
 
 template <UserDefaultsValueTransformable Value>
@@ -315,6 +368,7 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 
 namespace detail {
 
+static_assert(sizeof(Default<bool>::Key) > 0);  // Before its base: g++ makes them in this order only.
 template <>
 TESSALY_EXPORT const Default<bool>::Key WellKnownSettings<bool, Default<bool>::Key>::canConnectToHost;
 

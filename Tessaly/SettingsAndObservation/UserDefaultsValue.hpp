@@ -79,11 +79,12 @@ template <typename Map>
 struct NativeDictionary : NativeValue<Map> {
   using Element = UserDefaultsValueTraits<typename Map::mapped_type>;
 
-  [[nodiscard]] static PropertyList object(const Map& map) {
+  [[nodiscard]] static PropertyList object(Map map) {
     PropertyList::Dictionary dictionary;
-    for (const auto& [key, value] : map) {
-      if (std::optional<PropertyList> object = Element::object(value)) {
-        dictionary.insert_or_assign(key, *std::move(object));
+    while (!map.empty()) {
+      auto entry = map.extract(map.begin());
+      if (std::optional<PropertyList> object = Element::object(std::move(entry.mapped()))) {
+        dictionary.insert_or_assign(std::move(entry.key()), *std::move(object));
       }
     }
     return dictionary;
@@ -141,11 +142,11 @@ struct UserDefaultsValueTraits<Data> : detail::NativeValue<Data> {
 
 template <UserDefaultsValue Element>
 struct UserDefaultsValueTraits<std::vector<Element>> : detail::NativeValue<std::vector<Element>> {
-  [[nodiscard]] static PropertyList object(const std::vector<Element>& elements) {
+  [[nodiscard]] static PropertyList object(std::vector<Element> elements) {
     PropertyList::Array array;
     array.reserve(elements.size());
-    for (const auto& element : elements) {
-      if (std::optional<PropertyList> object = UserDefaultsValueTraits<Element>::object(element)) {
+    for (auto&& element : elements) {  // Of booleans a vector hands out no references.
+      if (std::optional<PropertyList> object = UserDefaultsValueTraits<Element>::object(std::move(element))) {
         array.push_back(*std::move(object));
       }
     }
@@ -175,9 +176,9 @@ struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equa
 /// An absent value has no object: settings remove their entry instead, arrays and dictionaries leave it out.
 template <UserDefaultsValue Wrapped>
 struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
-  [[nodiscard]] static std::optional<PropertyList> object(const std::optional<Wrapped>& value) {
+  [[nodiscard]] static std::optional<PropertyList> object(std::optional<Wrapped> value) {
     if (!value) return std::nullopt;
-    return UserDefaultsValueTraits<Wrapped>::object(*value);
+    return UserDefaultsValueTraits<Wrapped>::object(*std::move(value));
   }
   [[nodiscard]] static std::optional<std::optional<Wrapped>> value(const PropertyList* object) {
     if (object == nullptr) return std::optional<Wrapped>();

@@ -2,12 +2,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
 #include <optional>
+#include <semaphore>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,7 +22,9 @@
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
+#include "tests/Support/Allocations.hpp"
 #include "tests/Support/OutputOf.hpp"
+#include "tests/Support/Repetitions.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace {
@@ -286,6 +292,28 @@ void store(const char* name, const Value& value) {
   Default<Value>::setValue(typename Default<Value>::Key(std::string_view(name), value), value);
 }
 
+TEST_F(DefaultTest, IsStillOneAfterItWasMoved) {
+  Default<Number> volume(volumeKey);
+  const Default<Number> moved = std::move(volume);
+  EXPECT_EQ(volume.value(), 50);
+  EXPECT_EQ(volume.backing(), moved.backing());
+  EXPECT_EQ(volume.key().name(), "volume");
+}
+
+TEST_F(DefaultTest, CopiesNoMoreThanItMust) {
+  const std::string text(100'000, 'x');
+  const Default<std::string>::Key key("text", "");
+  const Default<std::vector<std::string>>::Key listKey("list", {});
+  const std::vector<std::string> list(100, std::string(1'000, 'x'));
+  Default<std::string>::setValue(key, text);
+  Default<std::vector<std::string>>::setValue(listKey, list);
+  EXPECT_EQ(Tests::allocationsOf([&] { EXPECT_EQ(Default<std::string>::value(key).size(), text.size()); }), 1);
+  EXPECT_EQ(Tests::allocationsOf([&] { EXPECT_EQ(Default<std::vector<std::string>>::value(listKey).size(), 100U); }),
+            101);
+  // The elements, a vector of them, a box for each, and a few for the array and the store.
+  EXPECT_LE(Tests::allocationsOf([&] { Default<std::vector<std::string>>::setValue(listKey, list); }), 211);
+}
+
 TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
   const Tests::TemporaryFolder folder;
   const auto disk = JournaledUserDefaults::open({.folder = folder.path()});
@@ -512,6 +540,73 @@ TEST_F(DefaultTest, ReleasingTheObserverEndsTheCalls) {
   observer.reset();
   store->set(2, "volume");
   EXPECT_EQ(calls, 1);
+}
+
+TEST_F(DefaultTest, AHandlerMayReleaseTheObserverWhoseTurnIsNext) {
+  int calls = 0;
+  std::shared_ptr<Default<Number>::ValueObserver> second;
+  const auto first = Default<Number>::observe(volumeKey, [&](Number) { second.reset(); });
+  second = Default<Number>::observe(volumeKey, [&](Number) { ++calls; });
+  store->set(1, "volume");
+  EXPECT_EQ(calls, 0);
+}
+
+TEST_F(DefaultTest, ReleasingTheObserverWaitsForACallOnAnotherThread) {
+  for (int round = 0; round < Tests::repetitions(50); ++round) {
+    std::binary_semaphore isBegun{0};
+    std::atomic<bool> isOver = false;
+    const auto captured = std::make_shared<int>();
+    auto observer = Default<Number>::observe(volumeKey, [&, captured](Number) {
+      isBegun.release();
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+      isOver = true;
+    });
+    std::thread writer([&] { store->set(round, "volume"); });
+    isBegun.acquire();
+    observer.reset();
+    EXPECT_TRUE(isOver);
+    EXPECT_EQ(captured.use_count(), 1);
+    writer.join();
+  }
+}
+
+TEST_F(DefaultTest, ReleasingTheObserverAmidWritesOfSeveralThreadsEndsTheCalls) {
+  for (int round = 0; round < Tests::repetitions(50); ++round) {
+    auto calls = std::make_unique<std::atomic<int>>(0);
+    auto observer = Default<Number>::observe(volumeKey, [&counter = *calls](Number) { counter.fetch_add(1); });
+    std::vector<std::thread> writers;
+    for (int thread = 0; thread < 2; ++thread) {
+      writers.emplace_back([this, thread] {
+        for (int i = 0; i < 100; ++i) store->set(i * 2 + thread, "volume");
+      });
+    }
+    if (round % 2 == 0) std::this_thread::yield();
+    observer.reset();
+    calls.reset();  // A sanitizer sees who still counts.
+    for (std::thread& writer : writers) writer.join();
+  }
+}
+
+TEST_F(DefaultTest, AHandlerMayReleaseItsOwnObserverFromACallWithinItsCall) {
+  int calls = 0;
+  std::shared_ptr<Default<Number>::ValueObserver> observer;
+  observer = Default<Number>::observe(volumeKey, [&, kept = std::make_unique<int>(0)](Number stored) {
+    ++calls;
+    if (stored == 1) store->set(2, "volume");
+    if (stored == 2) observer.reset();
+    ++*kept;  // Still there.
+  });
+  store->set(1, "volume");
+  store->set(3, "volume");
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(DefaultTest, AnEmptyHandlerIsNone) {
+  const auto observer = Default<Number>::observe(volumeKey, std::function<void(Number)>());
+  const auto other = Default<Number>::observe(volumeKey, static_cast<void (*)(Number)>(nullptr));
+  EXPECT_TRUE(observer->isObserving());
+  store->set(1, "volume");
+  EXPECT_TRUE(other->isObserving());
 }
 
 TEST_F(DefaultTest, AnObserverIsIdleUntilItStartsAndKeepsItsFirstHandler) {
