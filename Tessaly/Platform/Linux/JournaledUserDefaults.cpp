@@ -98,8 +98,16 @@ void JournaledUserDefaults::start() {
       note(UserDefaultsProblem::readOnly, EACCES);
     }
     if (!isLoaded_) load();
+    if (opening_ == Opening::forReading) {
+      // A store that is not there is empty; what is there and cannot be read is missing.
+      if (PropertyList ignored = false; unreadable_) {
+        noteError(readPropertyList(ignored));
+      } else if (lock.error() != 0 && lock.error() != ENOENT) {
+        noteError(lock.error());
+      }
+      return;
+    }
   }
-  if (opening_ == Opening::forReading) return;
   // What a killed process has left behind.
   if (!state_.sinceRotation.empty() || state_.wantsCheckpoint || ::access(oldJournalPath_.c_str(), F_OK) == 0) {
     checkpointLater(checkpointDelay);

@@ -164,12 +164,13 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   // Reading everything.
   int load() TESSALY_REQUIRES(lock_);
+  int loadWith(Overlay& pending) TESSALY_REQUIRES(lock_);
   /// Whether none was read yet, because the one that is there could not be. Its values are not in memory then.
   [[nodiscard]] bool isPropertyListUnknown() const TESSALY_REQUIRES(lock_) {
     return unreadable_ && state_.propertyList.isNone();
   }
-  /// False when it is there, but cannot be read.
-  bool readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
+  /// Why it cannot be read though it is there: `EILSEQ` when it is damaged. 0 if it was read or is not there.
+  int readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
 
   // The property list.
   Outcome checkpoint(detail::Patience patience);

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -31,10 +32,16 @@ using Kind = JournalRecord::Kind;
 
 JournaledUserDefaults::Outcome JournaledUserDefaults::checkpoint(Patience patience) {
   const UnfairLock::Guard guard(checkpointLock_);
-  for (int attempt = 0;; ++attempt) {
-    bool isOutdated = false;
-    const Outcome outcome = checkpointOnce(patience, isOutdated);
-    if (!isOutdated || attempt == 100) return outcome;
+  try {
+    for (int attempt = 0;; ++attempt) {
+      bool isOutdated = false;
+      const Outcome outcome = checkpointOnce(patience, isOutdated);
+      if (!isOutdated || attempt == 100) return outcome;
+    }
+  } catch (const std::bad_alloc&) {
+    const UnfairLock::Guard guard(lock_);
+    noteError(ENOMEM);
+    return Outcome::failed;
   }
 }
 
@@ -265,7 +272,7 @@ int JournaledUserDefaults::lookAtPropertyList() {
     // It could not be read at the beginning either: there is nothing to compare it with.
     PropertyList ignored = false;
     State saved = state_;
-    const bool isReadable = readPropertyList(ignored);
+    const bool isReadable = readPropertyList(ignored) == 0;
     state_ = std::move(saved);
     if (isReadable) {
       unreadable_.reset();
@@ -274,7 +281,7 @@ int JournaledUserDefaults::lookAtPropertyList() {
   } else {
     const FileIdentity known = state_.propertyList;
     PropertyList found = false;
-    if (readPropertyList(found) && !state_.propertyList.isNone()) {
+    if (readPropertyList(found) == 0 && !state_.propertyList.isNone()) {
       const FileIdentity adopted = std::exchange(state_.propertyList, known);
       unreadable_.reset();
       if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram))
@@ -337,7 +344,7 @@ void JournaledUserDefaults::putDamagedFileAside() {
       // Nobody knew its values.
       unreadable_.reset();
       state_.wantsCheckpoint = true;
-    } else if (!isFile || detail::readFile(target)) {
+    } else if (PropertyList ignored = false; !isFile || readPropertyList(ignored) == EILSEQ) {
       // Of a link to a folder or a device only the link is ours to move.
       if (const auto name = detail::setAside(isFile ? target : propertyListPath_)) {
         detail::logPlatformError("UserDefaults", "A damaged file of settings was put aside as " + *name);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "Tessaly/Platform/Foundation/UUID.hpp"
@@ -142,12 +143,13 @@ int JournaledUserDefaults::followJournal() {
     isNewer_ = true;
     return EPROTONOSUPPORT;
   }
-  const bool isNext = isLoaded_ && journal_.nonce != 0 && header->predecessor == journal_.nonce;
+  // In another folder there may be a property list that is none of ours, whoever made the journal.
+  const bool isNext =
+      isLoaded_ && journal_.nonce != 0 && header->predecessor == journal_.nonce && followedFolder_ == inodeOf(folder_);
   journal_.nonce = header->nonce;
   journal_.offset = JournalHeader::size;
   journal_.isFollowed = true;
   if (!isNext) return load();
-  followedFolder_ = inodeOf(folder_);
   state_.sinceRotation.clear();
   return catchUp();
 }
@@ -253,23 +255,38 @@ void JournaledUserDefaults::exchange(std::string_view key, std::optional<Propert
   }
 }
 
-bool JournaledUserDefaults::readPropertyList(PropertyList& values) {
-  const auto file = detail::readFile(propertyListPath_);
-  if (!file) return errno == ENOENT || errno == ENOTDIR;
+int JournaledUserDefaults::readPropertyList(PropertyList& values) {
   try {
+    const auto file = detail::readFile(propertyListPath_);
+    if (!file) return errno == ENOENT || errno == ENOTDIR ? 0 : errno;
     const Data bytes(std::string_view(file->bytes));
     auto result = PropertyListSerialization::read(bytes.bytes());
-    if (result.value.dictionary() == nullptr) return false;
+    if (result.value.dictionary() == nullptr) return EILSEQ;
     values = std::move(result.value);
     state_.propertyList = file->identity;
     state_.format = result.format;
-    return true;
+    return 0;
   } catch (const PropertyListError&) {
-    return false;
+    return EILSEQ;
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
   }
 }
 
 int JournaledUserDefaults::load() {
+  Overlay pending = std::exchange(pending_, {});
+  try {
+    return loadWith(pending);
+  } catch (const std::bad_alloc&) {
+    // What was read so far may be a part only; before anything is made of it, it is read again.
+    state_.isReplaying = false;
+    state_.wantsReload = true;
+    pending_.merge(pending);
+    return ENOMEM;
+  }
+}
+
+int JournaledUserDefaults::loadWith(Overlay& pending) {
   // First the old journal, then the property list: a checkpoint that ends in between has put the one into the other.
   const auto old = detail::readFile(oldJournalPath_);
   int error = old || holdsNothing(errno) ? 0 : errno;
@@ -284,13 +301,14 @@ int JournaledUserDefaults::load() {
   }
   if (error != 0 && isLoaded_) {
     state_.wantsReload = true;  // What is in memory is nearer to the truth than a part of what is stored.
+    pending_ = std::move(pending);
     return error;
   }
   const FileIdentity known = state_.propertyList;
   const PropertyList::Dictionary before = isLoaded_ ? table_.all() : PropertyList::Dictionary();
   PropertyList values = PropertyList::Dictionary();
   state_.propertyList = FileIdentity{};
-  const bool isReadable = readPropertyList(values);
+  const bool isReadable = readPropertyList(values) == 0;
   const FileIdentity found = state_.propertyList;
   if (!isReadable) {
     unreadable_ = detail::identityAt(propertyListPath_);
@@ -310,7 +328,6 @@ int JournaledUserDefaults::load() {
   state_.sincePrevious.clear();
   state_.previous = FileIdentity{};
   state_.isReplaying = true;
-  Overlay pending = std::exchange(pending_, {});
   FileIdentity recorded;
   const auto replay = [&](std::string_view bytes) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     const auto header = JournalHeader::from(bytes);

@@ -94,9 +94,10 @@ std::string JournalHeader::encoded() const {
 std::optional<JournalHeader> JournalHeader::from(std::string_view bytes) noexcept {
   if (bytes.size() < size || !bytes.starts_with(headerMagic)) return std::nullopt;
   JournalHeader header;
+  if (get(bytes, 60, 4) != checksum(0, bytes.substr(0, 60))) return std::nullopt;
   header.version = static_cast<std::uint32_t>(get(bytes, 8, 4));
   if (header.version > currentVersion) return header;
-  if (header.version != currentVersion || get(bytes, 60, 4) != checksum(0, bytes.substr(0, 60))) return std::nullopt;
+  if (header.version != currentVersion) return std::nullopt;
   header.nonce = get(bytes, 16, 8);
   header.predecessor = get(bytes, 24, 8);
   header.checkpoint = identityAt(bytes, 32);

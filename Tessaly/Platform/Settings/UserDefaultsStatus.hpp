@@ -28,7 +28,8 @@ enum class UserDefaultsProblem : std::uint8_t {
 ///
 ///     if (store->status().problem == UserDefaultsProblem::diskFull) showBanner("Settings cannot be saved.");
 struct UserDefaultsStatus {
-  /// What keeps writes from the disk now; `none` if nothing does.
+  /// What keeps writes from the disk now; `none` if nothing does. Of a store that is opened for reading only, what kept
+  /// a part of it from being read.
   UserDefaultsProblem problem = UserDefaultsProblem::none;
   /// The system's error code that goes with the problem; 0 if there is none.
   std::int32_t errorCode = 0;

@@ -666,8 +666,7 @@ TEST_F(JournaledUserDefaultsTest, PutsAJournalAsideThatIsNone) {
 TEST_F(JournaledUserDefaultsTest, LeavesTheStoreOfALaterVersionAlone) {
   makeFolder();
   replace({{"a", 1}});
-  std::string header = detail::JournalHeader{}.encoded();
-  header[8] = 2;
+  const std::string header = detail::JournalHeader{.version = 2}.encoded();
   write(journal(), header + "what only that version knows");
   const std::string before = contentsOf(journal());
   {
@@ -715,6 +714,21 @@ TEST_F(JournaledUserDefaultsTest, LetsGoOfAFolderThatItCouldOnlyWatchAtItsEnd) {
     EXPECT_EQ(JournaledUserDefaults::open({.folder = folder, .clock = clock_})->value("a"), 1);
     std::filesystem::remove_all(above() + "/parent");
   }
+}
+
+TEST_F(JournaledUserDefaultsTest, KeepsItsValuesWhenAFolderWithAPropertyListOnlyIsPutInPlace) {
+  const Store store = open();
+  store->set(1, "a");
+  store->set(2, "b");
+  ASSERT_TRUE(store->synchronize());
+  std::filesystem::create_directory(above() + "/new");
+  write(above() + "/new/Settings.plist",
+        PropertyListSerialization::data(Dictionary{{"b", 3}, {"c", 4}}, PropertyListFormat::xml).text());
+  std::filesystem::rename(folder(), above() + "/away");
+  std::filesystem::rename(above() + "/new", folder());
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 3}, {"c", 4}}));
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 3}, {"c", 4}}));
 }
 
 TEST_F(JournaledUserDefaultsTest, BringsWhatTheMakerOfTheNewFolderHasNotHeardOf) {

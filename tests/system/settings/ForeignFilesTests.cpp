@@ -449,8 +449,7 @@ TEST_F(SettingsForeignFiles, OfALaterVersionThatComesWhileTheStoreIsOpenAreLeftA
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
   const std::string former = contentsOf(journal());
-  std::string later = detail::JournalHeader{}.encoded();
-  later[8] = 2;
+  std::string later = detail::JournalHeader{.version = 2}.encoded();
   later += "what only that version knows";
   replace(journal(), later);
   store->set(2, "b");

@@ -39,7 +39,8 @@ struct JournalHeader {
   FileIdentity checkpoint = {};
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
-  /// Nothing when the bytes are no header. A header of a later version has only its version.
+  /// Nothing when the bytes are no header. A header of a later version has only its version; the checksum stands at the
+  /// same place in every version, so that damage is not taken for one.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalHeader> from(std::string_view bytes) noexcept;
 };
 
