@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <iterator>
@@ -17,6 +21,7 @@
 #include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Foundation/URL.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Text/UTF8.hpp"
 #include "Values.hpp"
 
 namespace TessalyTool {
@@ -55,6 +60,7 @@ Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usa
 )";
 
 Store open(std::string_view identifier, Opening opening) {
+  if (identifier.starts_with('-')) throw UsageError("There is no option " + std::string(identifier));
   Store store = JournaledUserDefaults::openIdentifier(identifier, opening);
   if (store->status().problem == UserDefaultsProblem::noFolder) {
     throw CommandError("There is no place for the settings of \"" + std::string(identifier) + "\"");
@@ -62,9 +68,21 @@ Store open(std::string_view identifier, Opening opening) {
   return store;
 }
 
-/// For operations that change nothing: there must be something.
+std::string reason(const Tessaly::UserDefaultsStatus& status) {
+  if (status.problem == UserDefaultsProblem::newerVersion) return "a later version has written them";
+  if (status.errorCode == EILSEQ) return "Settings.plist is damaged, or no property list";
+  return std::strerror(status.errorCode);
+}
+
+/// For operations that change nothing: there must be something, and all of it must be known.
 Store openExisting(std::string_view identifier) {
   Store store = open(identifier, Opening::forReading);
+  const auto status = store->status();
+  if (status.problem == UserDefaultsProblem::newerVersion) {
+    std::cerr << "A later version has written the settings in " << status.folder << "; only Settings.plist is read\n";
+  } else if (status.problem != UserDefaultsProblem::none) {
+    throw CommandError("The settings in " + status.folder + " cannot be read: " + reason(status));
+  }
   if (store->dictionaryRepresentation().empty()) {
     throw CommandError("There are no settings of \"" + std::string(identifier) + "\"");
   }
@@ -72,7 +90,12 @@ Store openExisting(std::string_view identifier) {
 }
 
 void requireStored(const Store& store) {
-  const auto status = store->status();
+  auto status = store->status();
+  // What could not be stored at once may find room when the journal has become a property list.
+  for (int attempt = 0; attempt < 2 && status.unstoredKeys > 0; ++attempt) {
+    store->synchronize();
+    status = store->status();
+  }
   switch (status.problem) {
     case UserDefaultsProblem::none:
       return;
@@ -125,13 +148,13 @@ ExitCode write(Arguments arguments) {
 
 ExitCode remove(Arguments arguments) {
   requireCount(arguments, 1, 2);
-  const auto there = openExisting(arguments[0])->dictionaryRepresentation();
-  if (arguments.size() == 2 && !there.contains(arguments[1])) throw missing(arguments[1], arguments[0]);
+  const Store existing = openExisting(arguments[0]);
+  if (arguments.size() == 2 && !existing->value(arguments[1])) throw missing(arguments[1], arguments[0]);
   const Store store = open(arguments[0], Opening::forUse);
   if (arguments.size() == 2) {
     store->removeObject(arguments[1]);
   } else {
-    for (const auto& [key, value] : there) store->removeObject(key);
+    for (const auto& [key, value] : existing->dictionaryRepresentation()) store->removeObject(key);
   }
   requireStored(store);
   return success;
@@ -146,10 +169,29 @@ void requireFile(Arguments arguments) {
 
 void withFile(std::string_view verb, std::string_view path, auto body) {
   try {
-    body(Tessaly::URL::fileURLWithPath(std::string(path)));
+    body();
   } catch (const Tessaly::POSIXError& error) {
     throw CommandError("Cannot " + std::string(verb) + " \"" + std::string(path) +
                        "\": " + std::strerror(static_cast<int>(error.code())));
+  }
+}
+
+/// Replaces a file when all of it is written; what is no file, a device for example, is written to.
+void replaceFile(std::string_view path, const Data& data) {
+  const std::string target(path);
+  struct stat status{};
+  const bool isThere = ::lstat(target.c_str(), &status) == 0;
+  if (isThere && !S_ISREG(status.st_mode)) return data.write(Tessaly::URL::fileURLWithPath(target));
+  const std::string written = target + ".new-" + std::to_string(::getpid());
+  try {
+    data.write(Tessaly::URL::fileURLWithPath(written));
+    if ((isThere && ::chmod(written.c_str(), status.st_mode & 07777) != 0) ||
+        ::rename(written.c_str(), target.c_str()) != 0) {
+      throw Tessaly::POSIXError::last();
+    }
+  } catch (...) {
+    ::unlink(written.c_str());
+    throw;
   }
 }
 
@@ -164,7 +206,7 @@ ExitCode exportAll(Arguments arguments) {
   if (words.size() < 2 || words[1] == "-") {
     std::cout.write(data.text().data(), static_cast<std::streamsize>(data.size()));
   } else {
-    withFile("write", words[1], [&](const Tessaly::URL& file) { data.write(file); });
+    withFile("write", words[1], [&] { replaceFile(words[1], data); });
   }
   return success;
 }
@@ -177,7 +219,8 @@ ExitCode importAll(Arguments arguments) {
     const std::string bytes((std::istreambuf_iterator<char>(std::cin)), {});
     data = Data(std::string_view(bytes));
   } else {
-    withFile("read", arguments[1], [&](const Tessaly::URL& file) { data = Data::contentsOf(file); });
+    withFile("read", arguments[1],
+             [&] { data = Data::contentsOf(Tessaly::URL::fileURLWithPath(std::string(arguments[1]))); });
   }
   const auto result = PropertyListSerialization::read(data.bytes());
   const PropertyList::Dictionary* values = result.value.dictionary();
@@ -190,7 +233,9 @@ ExitCode importAll(Arguments arguments) {
 
 class Printer final : public Tessaly::KeyValueObserver {
  public:
-  explicit Printer(Arguments keys) : keys_(keys.begin(), keys.end()) {}
+  explicit Printer(Arguments keys) {
+    for (const std::string_view key : keys) keys_.insert(Tessaly::Text::sanitized(key));
+  }
 
   void observeValue(std::optional<std::string_view> key, const Tessaly::Object*,
                     const std::optional<KeyValueChange>& change, void*) override {
@@ -205,7 +250,7 @@ class Printer final : public Tessaly::KeyValueObserver {
   }
 
  private:
-  const std::set<std::string> keys_;
+  std::set<std::string> keys_;
 };
 
 ExitCode watch(Arguments arguments) {
@@ -214,6 +259,10 @@ ExitCode watch(Arguments arguments) {
   const Store store = open(arguments[0], Opening::forUse);
   const auto printer = std::make_shared<Printer>(arguments.subspan(1));
   store->addObserverOfEveryKey(printer, Tessaly::KeyValueObservingOptions::newValue, nullptr);
+  if (const auto status = store->status();
+      status.problem != UserDefaultsProblem::none && status.problem != UserDefaultsProblem::readOnly) {
+    throw CommandError("The settings in " + status.folder + " cannot be watched: " + reason(status));
+  }
   std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
   interruption.wait();
   return success;

@@ -6,6 +6,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <exception>
 #include <iostream>
@@ -26,7 +27,10 @@ Interruption::Interruption() {
 
 Interruption::~Interruption() { ::close(descriptor_); }
 
-void Interruption::raise() { ::kill(::getpid(), SIGTERM); }
+void Interruption::raise() {
+  static std::atomic<bool> wasRaised = false;
+  if (!wasRaised.exchange(true)) ::kill(::getpid(), SIGTERM);
+}
 
 void Interruption::runUntilInterrupted(std::function<Tessaly::Async<void>()> work) const {
   const int ended = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -45,6 +49,7 @@ void Interruption::runUntilInterrupted(std::function<Tessaly::Async<void>()> wor
                        {.fd = ended, .events = POLLIN, .revents = 0}};
   while (::poll(descriptors, 2, -1) < 0 && errno == EINTR) {
   }
+  if ((descriptors[0].revents & POLLIN) != 0) wait();
   task.cancel();
   std::exception_ptr error;
   try {

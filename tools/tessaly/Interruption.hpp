@@ -10,7 +10,8 @@
 namespace TessalyTool {
 
 /// What ends a command that goes on until the user, or whoever reads its output, wants no more: SIGINT, SIGTERM and
-/// SIGHUP. Made before the command does anything, since threads that are started before do not know of it.
+/// SIGHUP. A second one ends the process itself, should its output be stuck. Made before the command does anything,
+/// since threads that are started before do not know of it.
 class Interruption {
  public:
   Interruption();
@@ -18,7 +19,10 @@ class Interruption {
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
-  void wait() const { static_cast<void>(signals_.next()); }
+  void wait() const {
+    static_cast<void>(signals_.next());
+    signals_.deliver();
+  }
   /// Ends the wait, from any thread.
   static void raise();
   /// Readable once the command was interrupted.

@@ -4,6 +4,7 @@
 #include <exception>
 #include <iomanip>
 #include <iostream>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,6 +66,9 @@ ExitCode run(Arguments arguments) {
     std::cerr << "tessaly " << command.name << ": " << error.what() << "\n'tessaly " << command.name
               << " --help' tells how to use it.\n";
     return wrongUsage;
+  } catch (const std::bad_alloc&) {
+    std::cerr << "tessaly " << command.name << ": There is not enough memory\n";
+    return failure;
   } catch (const std::exception& error) {
     if (!std::cout) return finished(name, failure);
     std::cerr << "tessaly " << command.name << ": " << error.what() << '\n';

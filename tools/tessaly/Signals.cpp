@@ -45,6 +45,8 @@ siginfo_t PendingSignals::next() const {
   return information;
 }
 
+void PendingSignals::deliver() const { ::pthread_sigmask(SIG_UNBLOCK, &waiting_, nullptr); }
+
 sigset_t PendingSignals::resetInPrograms() {
   sigset_t reset;
   ::sigemptyset(&reset);

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +16,8 @@ namespace {
 
 using Tessaly::Data;
 using Tessaly::PropertyList;
+
+constexpr std::string_view dateKind = "date like 2023-01-02T15:04:05Z";
 
 [[noreturn]] void refuse(std::string_view text, std::string_view kind) {
   throw UsageError("\"" + std::string(text) + "\" is no " + std::string(kind));
@@ -27,13 +30,17 @@ PropertyList parsedInteger(std::string_view text) {
 }
 
 PropertyList parsedBoolean(std::string_view text) {
-  if (text == "true" || text == "yes" || text == "1") return true;
-  if (text == "false" || text == "no" || text == "0") return false;
+  std::string word(text);
+  std::ranges::transform(word, word.begin(), [](char unit) { return unit >= 'A' && unit <= 'Z' ? unit + 32 : unit; });
+  if (word == "true" || word == "yes" || word == "1") return true;
+  if (word == "false" || word == "no" || word == "0") return false;
   refuse(text, "boolean: true, yes, 1, false, no or 0");
 }
 
 PropertyList parsedData(std::string_view text) {
   Data::Bytes bytes;
+  // As it is printed.
+  if (text.starts_with('<') && text.ends_with('>')) text = text.substr(1, text.size() - 2);
   if (text.size() % 2 != 0) refuse(text, "data in hexadecimal digits");
   for (std::size_t i = 0; i < text.size(); i += 2) {
     std::uint8_t byte = 0;
@@ -73,12 +80,19 @@ PropertyList takeSimple(Arguments& arguments) {
 }  // namespace
 
 PropertyList parsedDate(std::string_view text) {
+  std::string date(text);
+  // As it is printed.
+  if (constexpr std::string_view printed = " +0000"; date.size() == 25 && date.ends_with(printed) && date[10] == ' ') {
+    date.replace(date.size() - printed.size(), printed.size(), "Z");
+    date[10] = 'T';
+  }
   // The codec knows how dates are written.
   try {
-    const std::string element = "<date>" + std::string(text) + "</date>";
+    if (date.find_first_not_of("0123456789-:TZ") != std::string::npos) refuse(text, dateKind);
+    const std::string element = "<date>" + date + "</date>";
     return Tessaly::PropertyListSerialization::read(Data(std::string_view(element)).bytes()).value;
   } catch (const Tessaly::PropertyListError&) {
-    refuse(text, "date like 2023-01-02T15:04:05Z");
+    refuse(text, dateKind);
   }
 }
 
@@ -97,6 +111,7 @@ PropertyList parsedValue(Arguments arguments) {
       std::string key(arguments[0]);
       arguments = arguments.subspan(1);
       if (arguments.empty()) throw UsageError("The key \"" + key + "\" wants a value");
+      if (dictionary.contains(key)) throw UsageError("The key \"" + key + "\" comes twice");
       dictionary.insert_or_assign(std::move(key), takeSimple(arguments));
     }
     return dictionary;

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 
+#include "Tessaly/Platform/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/OutputOf.hpp"
@@ -54,6 +60,45 @@ TEST_F(DefaultsCommand, ReadsWhatItWroteInEveryKind) {
             "g = [\"x\", 1, false]\nh = {\"k\": \"v\", \"n\": 1}\ntext = \"hello\"\n(0)\n");
 }
 
+TEST_F(DefaultsCommand, TakesValuesAsTheyArePrinted) {
+  run("defaults write app a -bool YES");
+  run("defaults write app b -date '2023-01-02 15:04:05 +0000'");
+  run("defaults write app c -data '<00ff>'");
+  EXPECT_EQ(run("defaults read app"), "a = true\nb = 2023-01-02 15:04:05 +0000\nc = <00ff>\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, SaysWhatKeepsSettingsFromBeingRead) {
+  run("defaults write app a 1");
+  std::ofstream(path("app/Settings.plist")) << "damaged";
+  const std::string said = "tessaly defaults: The settings in " + path("app") +
+                           " cannot be read: Settings.plist is damaged, or no property list\n(1)\n";
+  EXPECT_EQ(run("defaults read app"), said);
+  EXPECT_EQ(run("defaults read app a"), said);
+  EXPECT_EQ(run("defaults delete app a"), said);
+  EXPECT_EQ(run("defaults export app " + path("file")), said);
+  EXPECT_FALSE(std::filesystem::exists(path("file")));
+  std::ofstream(path("other")) << "no folder";
+  const std::string noFolder = "tessaly defaults: The settings in " + path("other");
+  EXPECT_EQ(run("defaults read other"), noFolder + " cannot be read: Not a directory\n(1)\n");
+  EXPECT_TRUE(run("defaults watch other").ends_with(noFolder + " cannot be watched: Not a directory\n(1)\n"));
+}
+
+#if !TESSALY_IS_SANITIZED  // There, what does not fit into the memory stops the process.
+TEST_F(DefaultsCommand, LosesNothingForWantOfMemory) {
+  constexpr std::size_t size = 100'000'000;
+  JournaledUserDefaults::openIdentifier("app")->set(Data(std::string(size, 'x')), "large");
+  const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
+  // From too little for the bytes of the property list, over enough for them but not for their values, to enough.
+  for (const int megabytes : {90, 130, 150, 160, 170, 180, 190, 200, 250, 500}) {
+    const std::string number = std::to_string(megabytes);
+    outputOf("bash -c 'ulimit -v " + number + "000; " + program + " defaults write app a " + number + "' 2>&1");
+    EXPECT_GT(std::filesystem::file_size(path("app/Settings.plist")), size) << megabytes;
+  }
+  EXPECT_EQ(run("defaults read app a"), "500\n(0)\n");
+  EXPECT_EQ(JournaledUserDefaults::openIdentifier("app")->value("large")->data()->size(), size);
+}
+#endif
+
 TEST_F(DefaultsCommand, TellsWhatIsMissingByItsExitCode) {
   EXPECT_EQ(run("defaults read app"), "tessaly defaults: There are no settings of \"app\"\n(1)\n");
   EXPECT_FALSE(std::filesystem::exists(path("app")));
@@ -94,11 +139,15 @@ TEST_F(DefaultsCommand, TellsWrongUsageByItsExitCode) {
         "defaults write app k -float 1e999",
         "defaults write app k -float ''",
         "defaults write app k -bool ''",
-        "defaults write app k -bool TRUE",
+        "defaults write app k -bool TRUTH",
         "defaults write app k -date ''",
         "defaults write app k -date 2023-02-30T00:00:00Z",
         "defaults write app k -date '2023-01-02T15:04:05Z</date><date>2023-01-02T15:04:05Z'",
         "defaults write app k -date '<true/>'",
+        "defaults write app k -date '&#50;023-01-02T15:04:05Z'",
+        "defaults write app k -dict a 1 a 2",
+        "defaults write --help a b",
+        "defaults watch -x",
         "defaults write app k -data '0 1'",
         "defaults write app k -data +1",
         "defaults write app k -array -array a",
@@ -208,6 +257,28 @@ TEST_F(DefaultsCommand, DeletesOneKeyOrAll) {
   EXPECT_TRUE(run("defaults read app").ends_with("(1)\n"));
 }
 
+TEST_F(DefaultsCommand, DeletesAKeyThatIsIllFormed) {
+  EXPECT_EQ(run("defaults write app $(printf 'k\\377') 1"), "(0)\n");
+  EXPECT_EQ(run("defaults read app $(printf 'k\\377')"), "1\n(0)\n");
+  EXPECT_EQ(run("defaults delete app $(printf 'k\\377')"), "(0)\n");
+  EXPECT_TRUE(run("defaults read app").ends_with("(1)\n"));
+}
+
+TEST_F(DefaultsCommand, ReplacesAnExportedFileAsAWhole) {
+  run("defaults write app a -int 1");
+  std::ofstream(path("file")) << "former";
+  std::filesystem::permissions(path("file"), std::filesystem::perms::owner_read);
+  const int former = ::open(path("file").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(run("defaults export app " + path("file")), "(0)\n");
+  std::string kept(10, '\0');
+  EXPECT_EQ(::read(former, kept.data(), kept.size()), 6);
+  ::close(former);
+  EXPECT_TRUE(Tests::contentsOf(path("file")).starts_with("bplist00"));
+  EXPECT_EQ(std::filesystem::status(path("file")).permissions(), std::filesystem::perms::owner_read);
+  const std::filesystem::directory_iterator entries(path(""));
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);  // The settings and the file.
+}
+
 TEST_F(DefaultsCommand, ExportsAndImportsBothFormats) {
   run("defaults write app a -int 1");
   EXPECT_EQ(run("defaults export app -xml - | head -1"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n(0)\n");
@@ -256,6 +327,34 @@ TEST_F(DefaultsCommand, WatchesUntilItIsInterrupted) {
   int status = -1;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
+}
+
+TEST_F(DefaultsCommand, EndsAtASecondInterruptionThoughItsOutputIsStuck) {
+  int output[2];
+  ASSERT_EQ(::pipe2(output, O_CLOEXEC), 0);
+  const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::dup2(output[1], 1) < 0 || ::dup2(output[1], 2) < 0) ::_exit(127);
+    ::execl(program.c_str(), program.c_str(), "defaults", "watch", "app", nullptr);
+    ::_exit(127);
+  }
+  char first = 0;
+  ASSERT_EQ(::read(output[0], &first, 1), 1);
+  const auto store = JournaledUserDefaults::openIdentifier("app");
+  const std::string text(1'000, 'x');
+  for (int i = 0; i < 200; ++i) store->set(text, std::to_string(i));
+  int waiting = 0;
+  EXPECT_TRUE(waitUntil([&] { return ::ioctl(output[0], FIONREAD, &waiting) == 0 && waiting > 60'000; }));
+  int status = -1;
+  EXPECT_TRUE(waitUntil([&] {
+    ::kill(child, SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    return ::waitpid(child, &status, WNOHANG) == child;
+  }));
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+  ::close(output[0]);
+  ::close(output[1]);
 }
 
 }  // namespace
