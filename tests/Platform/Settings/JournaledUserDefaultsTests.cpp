@@ -450,7 +450,7 @@ TEST_F(JournaledUserDefaultsTest, LeavesADamagedFileToAnotherThatKnowsItsValues)
   ASSERT_TRUE(waitUntil([&] { return first->status().damagedFile.has_value(); }));
   // Its own would leave out what only the first one knows, whose checkpoint may have come in between.
   if (second->synchronize()) EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
-  first.reset();                        // Which makes a last checkpoint.
+  first.reset();  // Which makes a last checkpoint.
   ASSERT_TRUE(waitUntil([&] { return second->value("a") == PropertyList(1); }));
   EXPECT_EQ(second->status().damagedFile, std::nullopt);
   EXPECT_TRUE(second->synchronize());
