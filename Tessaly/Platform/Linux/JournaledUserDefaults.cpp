@@ -97,14 +97,14 @@ void JournaledUserDefaults::start() {
     } else if (!journal_.isWritable && opening_ == Opening::forUse) {
       note(UserDefaultsProblem::readOnly, EACCES);
     }
-    if (!isLoaded_) load();
+    int error = isLoaded_ ? 0 : load();
     if (opening_ == Opening::forReading) {
       // A store that is not there is empty; what is there and cannot be read is missing.
-      if (PropertyList ignored = false; unreadable_) {
-        noteError(readPropertyList(ignored));
-      } else if (lock.error() != 0 && lock.error() != ENOENT) {
-        noteError(lock.error());
+      if (error == 0 && lock.error() != ENOENT) error = lock.error();
+      if (unreadable_) {
+        if (const auto found = readPropertyList(propertyListPath_); !found) error = found.error();
       }
+      if (error != 0) noteError(error);
       return;
     }
   }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
@@ -169,8 +170,13 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] bool isPropertyListUnknown() const TESSALY_REQUIRES(lock_) {
     return unreadable_ && state_.propertyList.isNone();
   }
-  /// Why it cannot be read though it is there: `EILSEQ` when it is damaged. 0 if it was read or is not there.
-  int readPropertyList(PropertyList& values) TESSALY_REQUIRES(lock_);
+  struct FoundPropertyList {
+    PropertyList values;
+    detail::FileIdentity identity;
+    PropertyListFormat format;
+  };
+  /// A dictionary, or why there is none: `ENOENT` when no file is there, `EILSEQ` when it is damaged.
+  [[nodiscard]] static std::expected<FoundPropertyList, int> readPropertyList(const std::string& path);
 
   // The property list.
   Outcome checkpoint(detail::Patience patience);

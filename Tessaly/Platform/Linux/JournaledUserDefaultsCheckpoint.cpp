@@ -225,20 +225,14 @@ int JournaledUserDefaults::putInPlace(const std::string& written, const std::str
   if (!isExchanged && ::rename(written.c_str(), target.c_str()) != 0) return errno;
   state_.wantsCheckpoint = false;
   if (!isExchanged) return 0;
-  const auto replaced = detail::readFile(written);
-  if (replaced && replaced->identity != expected) {
+  if (detail::identityAt(written) != expected) {
     // Another program was faster by a hair: what it has changed must not be lost.
-    try {
-      const Data bytes(std::string_view(replaced->bytes));
-      const auto result = PropertyListSerialization::read(bytes.bytes());
-      if (result.value.dictionary() != nullptr) {
-        if (const int error =
-                adopt(*result.value.dictionary(), state_.sincePrevious, JournalRecord::otherProgramReplaced)) {
-          noteError(error);
-        }
-      }
-    } catch (const PropertyListError&) {
-      [[maybe_unused]] const auto name = detail::setAside(written);
+    const auto replaced = readPropertyList(written);
+    if (!replaced) {
+      if (detail::setAside(written, target)) return 0;
+    } else if (const int error =
+                   adopt(*replaced->values.dictionary(), state_.sincePrevious, JournalRecord::otherProgramReplaced)) {
+      noteError(error);
     }
   }
   ::unlink(written.c_str());
@@ -270,31 +264,22 @@ int JournaledUserDefaults::lookAtPropertyList() {
   }
   if (isPropertyListUnknown()) {
     // It could not be read at the beginning either: there is nothing to compare it with.
-    PropertyList ignored = false;
-    State saved = state_;
-    const bool isReadable = readPropertyList(ignored) == 0;
-    state_ = std::move(saved);
-    if (isReadable) {
+    if (readPropertyList(propertyListPath_)) {
       unreadable_.reset();
       return load();
     }
-  } else {
-    const FileIdentity known = state_.propertyList;
-    PropertyList found = false;
-    if (readPropertyList(found) == 0 && !state_.propertyList.isNone()) {
-      const FileIdentity adopted = std::exchange(state_.propertyList, known);
-      unreadable_.reset();
-      if (const int error = adopt(*found.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram))
-        return error;
-      const std::string value = JournalRecord::encodedIdentity(adopted);
-      const JournalRecord record{.kind = state_.isUnrecorded ? Kind::adoptionWithUnknownChanges : Kind::adoption,
-                                 .writer = writer_,
-                                 .key = {},
-                                 .value = value};
-      if (const int error = append(record.encoded(journal_.nonce))) return error;
-      return catchUp();
-    }
-    state_.propertyList = known;
+  } else if (const auto found = readPropertyList(propertyListPath_)) {
+    state_.format = found->format;
+    unreadable_.reset();
+    if (const int error = adopt(*found->values.dictionary(), state_.sincePropertyList, JournalRecord::otherProgram))
+      return error;
+    const std::string value = JournalRecord::encodedIdentity(found->identity);
+    const JournalRecord record{.kind = state_.isUnrecorded ? Kind::adoptionWithUnknownChanges : Kind::adoption,
+                               .writer = writer_,
+                               .key = {},
+                               .value = value};
+    if (const int error = append(record.encoded(journal_.nonce))) return error;
+    return catchUp();
   }
   if (unreadable_ != identity) resolveDamageLater();
   unreadable_ = identity;
@@ -344,7 +329,7 @@ void JournaledUserDefaults::putDamagedFileAside() {
       // Nobody knew its values.
       unreadable_.reset();
       state_.wantsCheckpoint = true;
-    } else if (PropertyList ignored = false; !isFile || readPropertyList(ignored) == EILSEQ) {
+    } else if (const auto found = readPropertyList(target); !isFile || (!found && found.error() == EILSEQ)) {
       // Of a link to a folder or a device only the link is ours to move.
       if (const auto name = detail::setAside(isFile ? target : propertyListPath_)) {
         detail::logPlatformError("UserDefaults", "A damaged file of settings was put aside as " + *name);

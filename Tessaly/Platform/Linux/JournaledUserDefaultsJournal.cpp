@@ -255,21 +255,19 @@ void JournaledUserDefaults::exchange(std::string_view key, std::optional<Propert
   }
 }
 
-int JournaledUserDefaults::readPropertyList(PropertyList& values) {
+std::expected<JournaledUserDefaults::FoundPropertyList, int> JournaledUserDefaults::readPropertyList(
+    const std::string& path) {
   try {
-    const auto file = detail::readFile(propertyListPath_);
-    if (!file) return errno == ENOENT || errno == ENOTDIR ? 0 : errno;
+    const auto file = detail::readFile(path);
+    if (!file) return std::unexpected(errno == ENOTDIR ? ENOENT : errno);
     const Data bytes(std::string_view(file->bytes));
     auto result = PropertyListSerialization::read(bytes.bytes());
-    if (result.value.dictionary() == nullptr) return EILSEQ;
-    values = std::move(result.value);
-    state_.propertyList = file->identity;
-    state_.format = result.format;
-    return 0;
+    if (result.value.dictionary() == nullptr) return std::unexpected(EILSEQ);
+    return FoundPropertyList{.values = std::move(result.value), .identity = file->identity, .format = result.format};
   } catch (const PropertyListError&) {
-    return EILSEQ;
+    return std::unexpected(EILSEQ);
   } catch (const std::bad_alloc&) {
-    return ENOMEM;
+    return std::unexpected(ENOMEM);
   }
 }
 
@@ -307,10 +305,12 @@ int JournaledUserDefaults::loadWith(Overlay& pending) {
   const FileIdentity known = state_.propertyList;
   const PropertyList::Dictionary before = isLoaded_ ? table_.all() : PropertyList::Dictionary();
   PropertyList values = PropertyList::Dictionary();
-  state_.propertyList = FileIdentity{};
-  const bool isReadable = readPropertyList(values) == 0;
-  const FileIdentity found = state_.propertyList;
-  if (!isReadable) {
+  FileIdentity found;
+  if (auto read = readPropertyList(propertyListPath_)) {
+    values = std::move(read->values);
+    found = read->identity;
+    state_.format = read->format;
+  } else if (read.error() != ENOENT) {
     unreadable_ = detail::identityAt(propertyListPath_);
     resolveDamageLater();
   }

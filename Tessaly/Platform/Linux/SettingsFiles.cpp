@@ -150,8 +150,8 @@ void removeAbandoned(const std::string& beginning) {
   }
 }
 
-std::optional<std::string> setAside(const std::string& path) {
-  const std::filesystem::path whole(path);
+std::optional<std::string> setAside(const std::string& path, const std::string& as) {
+  const std::filesystem::path whole(as);
   const std::string stem = (whole.parent_path() / whole.stem()).string() + ".damaged";
   for (int number = 1; number <= 1000; ++number) {
     std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + whole.extension().string();

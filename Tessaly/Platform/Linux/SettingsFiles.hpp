@@ -53,9 +53,10 @@ struct FileContents {
 /// Removes the files whose paths are this beginning and a number, and that nobody has written to for a minute: their
 /// writers were killed.
 void removeAbandoned(const std::string& beginning);
-/// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on. The
-/// new path, or nothing.
-[[nodiscard]] std::optional<std::string> setAside(const std::string& path);
+/// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, as
+/// if it had the other path. The new path, or nothing.
+[[nodiscard]] std::optional<std::string> setAside(const std::string& path, const std::string& as);
+[[nodiscard]] inline std::optional<std::string> setAside(const std::string& path) { return setAside(path, path); }
 
 /// Where the settings of an application stand: `$XDG_CONFIG_HOME/<identifier>`, or in `.config` in the home folder.
 /// Nothing when there is no such place, or the identifier cannot name a folder.

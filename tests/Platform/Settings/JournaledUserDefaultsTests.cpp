@@ -776,6 +776,26 @@ TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAgainThatSomebodyRemoved)
   EXPECT_EQ(store->value("a"), 1);
 }
 
+TEST_F(JournaledUserDefaultsTest, ReadsAPropertyListThatComesAndGoes) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  std::atomic<bool> isOver = false;
+  std::jthread coming([&] {
+    for (int i = 0; !isOver; ++i) {
+      replace({{"a", 1}, {"b", i}});
+      std::filesystem::remove(plist());
+    }
+  });
+  for (int i = 0; i < Tests::repetitions(300); ++i) store->synchronize();
+  isOver = true;
+  coming.join();
+  store->set(2, "c");
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(store->value("a"), 1);
+  EXPECT_EQ(onDisk(), PropertyList(store->dictionaryRepresentation()));
+}
+
 TEST_F(JournaledUserDefaultsTest, LosesNothingWithAJournalThatSomebodyRemoved) {
   const Store first = open();
   const Store second = open();
