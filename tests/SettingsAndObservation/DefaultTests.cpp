@@ -115,6 +115,17 @@ TEST(DefaultKey, AnOptionalNeedsOnlyAName) {
   static_assert(!std::is_convertible_v<const char(&)[5], Default<Number>::Key>);
 }
 
+template <typename Value, typename Argument>
+concept CanBeStored = requires(typename Default<Value>::Key key, Argument argument) {
+  Default<Value>::setValue(key, argument);
+  typename Default<Value>::Key(std::string(), argument);
+};
+
+TEST(DefaultKey, TakesNoTextForABoolean) {
+  static_assert(CanBeStored<bool, bool> && CanBeStored<bool, int> && CanBeStored<std::string, const char*>);
+  static_assert(!CanBeStored<bool, const char*> && !CanBeStored<std::optional<bool>, const char*>);
+}
+
 TEST(DefaultKey, MayHoldANUL) {
   constexpr Default<Number>::Key key{"a\0b", 1};
   EXPECT_EQ(key.name(), std::string_view("a\0b", 3));

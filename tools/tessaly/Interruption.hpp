@@ -10,7 +10,7 @@
 namespace TessalyTool {
 
 /// What ends a command that goes on until the user, or whoever reads its output, wants no more: SIGINT, SIGTERM and
-/// SIGHUP. A second one ends the process itself, should its output be stuck. Made before the command does anything,
+/// SIGHUP. A later one ends the process itself, should its output be stuck. Made before the command does anything,
 /// since threads that are started before do not know of it.
 class Interruption {
  public:
@@ -21,7 +21,7 @@ class Interruption {
 
   void wait() const {
     static_cast<void>(signals_.next());
-    signals_.deliver();
+    signals_.deliverSoon();
   }
   /// Ends the wait, from any thread.
   static void raise();

@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <thread>
 
 namespace TessalyTool {
 namespace {
@@ -45,7 +48,16 @@ siginfo_t PendingSignals::next() const {
   return information;
 }
 
-void PendingSignals::deliver() const { ::pthread_sigmask(SIG_UNBLOCK, &waiting_, nullptr); }
+void PendingSignals::deliverSoon() const {
+  std::thread([waiting = waiting_] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    constexpr timespec now{};
+    while (::sigtimedwait(&waiting, nullptr, &now) > 0) {
+    }
+    ::pthread_sigmask(SIG_UNBLOCK, &waiting, nullptr);
+    for (;;) ::pause();
+  }).detach();
+}
 
 sigset_t PendingSignals::resetInPrograms() {
   sigset_t reset;

@@ -20,8 +20,9 @@ class PendingSignals {
 
   /// The next one, with what is known of its sender.
   [[nodiscard]] siginfo_t next() const;
-  /// From now on they do to this thread's process what they do to others.
-  void deliver() const;
+  /// Lets them end the process as they end others, from a fifth of a second on: whoever sends one to the process and to
+  /// its group, as `timeout` does, means it once.
+  void deliverSoon() const;
 
   [[nodiscard]] const sigset_t& set() const { return waiting_; }
   /// For a program that is started: the mask that was there before, and the signals to be reset in it.

@@ -19,6 +19,7 @@
 #include "Tessaly/Platform/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "tests/Support/ContentsOf.hpp"
+#include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
@@ -279,6 +280,27 @@ TEST_F(DefaultsCommand, ReplacesAnExportedFileAsAWhole) {
   EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);  // The settings and the file.
 }
 
+TEST_F(DefaultsCommand, LeavesTheFormerFileWhenThereIsNoRoomForAnother) {
+  const Tests::MemoryVolume disk("64k");
+  if (!disk.reason().empty()) GTEST_SKIP() << disk.reason();
+  run("defaults write app a -string " + std::string(100'000, 'x'));
+  std::ofstream(disk.path("file")) << "former";
+  EXPECT_EQ(run("defaults export app " + disk.path("file")),
+            "tessaly defaults: Cannot write \"" + disk.path("file") + "\": No space left on device\n(1)\n");
+  EXPECT_EQ(Tests::contentsOf(disk.path("file")), "former");
+  const std::filesystem::directory_iterator entries(disk.path());
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+}
+
+TEST_F(DefaultsCommand, SaysThatOfALaterVersionOnlyThePropertyListIsRead) {
+  run("defaults write app a 1");
+  std::ofstream(path("app/journal"), std::ios::trunc) << detail::JournalHeader{.version = 2}.encoded();
+  EXPECT_EQ(run("defaults read app a"),
+            "A later version has written the settings in " + path("app") + "; only Settings.plist is read\n1\n(0)\n");
+  EXPECT_EQ(run("defaults write app a 2"),
+            "tessaly defaults: The settings in " + path("app") + " were written by a later version\n(1)\n");
+}
+
 TEST_F(DefaultsCommand, ExportsAndImportsBothFormats) {
   run("defaults write app a -int 1");
   EXPECT_EQ(run("defaults export app -xml - | head -1"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n(0)\n");
@@ -323,6 +345,9 @@ TEST_F(DefaultsCommand, WatchesUntilItIsInterrupted) {
   run("defaults write app b text");
   run("defaults delete app a");
   EXPECT_TRUE(waitUntil([&] { return contents().ends_with("a = 1\nb = \"text\"\na removed\n"); })) << contents();
+  // As `timeout` does, to the process and to its group.
+  ::kill(child, SIGINT);
+  ::usleep(100);
   ::kill(child, SIGINT);
   int status = -1;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
