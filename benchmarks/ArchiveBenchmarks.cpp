@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "Harness.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
 
 namespace Tessaly::Benchmarks {
 namespace {

@@ -16,12 +16,12 @@
 #include <vector>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
-#include "Tessaly/Platform/Logging/Logger.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
-#include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
+#include "Tessaly/Core/Logging/ProcessLogStore.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 
 namespace Tessaly::Benchmarks {

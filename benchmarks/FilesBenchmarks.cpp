@@ -11,7 +11,7 @@
 #include <string>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "peers/FilePeers.hpp"
 

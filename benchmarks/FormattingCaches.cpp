@@ -13,8 +13,8 @@
 #include <string>
 #include <thread>
 
+#include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
 
 namespace {
 

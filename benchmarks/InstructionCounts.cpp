@@ -12,15 +12,15 @@
 #include <thread>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/Cancellation.hpp"
-#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
-#include "Tessaly/Platform/Logging/Logger.hpp"
-#include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/ProcessLogStore.hpp"
 #include "TwoThreads.hpp"
 
 // Both sides take the time, compose a text and a number, note the thread and the place of the call, and keep the newest

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 #include "Tessaly/SettingsAndObservation/MonitorableObject.hpp"
 #include "peers/GObjectCounter.hpp"

@@ -16,9 +16,9 @@
 #include <vector>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Base/Futex.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "peers/SettingsPeers.hpp"
 

@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "Harness.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/Isolation.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "peers/AsioPeers.hpp"
 #include "peers/TbbPeers.hpp"
 

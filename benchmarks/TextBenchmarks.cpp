@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "Harness.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
 #include "Tessaly/FoundationExtensions/NSOrderedSet+Moves.hpp"
 #include "Tessaly/FoundationExtensions/String+Characters.hpp"
 #include "Tessaly/FoundationExtensions/String+HexColor.hpp"
 #include "Tessaly/FoundationExtensions/String+Search.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
 #include "Tessaly/ValueRecords/Version.hpp"
 #include "peers/QtPeers.hpp"
 #include "peers/TextPeers.hpp"

@@ -10,13 +10,13 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/DecodingError.hpp"
+#include "Tessaly/Core/Foundation/JSONCoding.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/DecodingError.hpp"
-#include "Tessaly/Platform/Foundation/JSONCoding.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/ValueRecords/URLBookmark.hpp"
 
 namespace {

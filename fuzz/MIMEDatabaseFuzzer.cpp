@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Foundation/detail/GlobPattern.hpp"
-#include "Tessaly/Platform/Foundation/detail/MIMEDatabase.hpp"
-#include "Tessaly/Platform/Foundation/detail/TypeIdentifiers.hpp"
+#include "Tessaly/Core/Foundation/detail/GlobPattern.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEDatabase.hpp"
+#include "Tessaly/Core/Foundation/detail/TypeIdentifiers.hpp"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 
 namespace {
 

@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Text/CaseMapping.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/StringTransform.hpp"
+#include "Tessaly/Core/Text/UTF16.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/Character+Emoji.hpp"
 #include "Tessaly/FoundationExtensions/String+Characters.hpp"
 #include "Tessaly/FoundationExtensions/String+Hexadecimal.hpp"
 #include "Tessaly/FoundationExtensions/String+Search.hpp"
-#include "Tessaly/Platform/Text/CaseMapping.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
-#include "Tessaly/Platform/Text/StringTransform.hpp"
-#include "Tessaly/Platform/Text/UTF16.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace {
 

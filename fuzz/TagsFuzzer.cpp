@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace {
 

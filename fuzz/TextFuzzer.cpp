@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Text/Characters.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
+#include "Tessaly/Core/Text/Characters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 namespace {
 

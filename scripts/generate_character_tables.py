@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Makes the table of character classes out of the Unicode Character Database.
 
-generate_character_tables.py folder-of-the-database > Tessaly/Platform/Text/CharacterClasses.cpp
+generate_character_tables.py folder-of-the-database > Tessaly/Core/Text/CharacterClasses.cpp
 """
 
 import pathlib
@@ -86,7 +86,7 @@ def main():
     print(f"""// SPDX-License-Identifier: MIT
 // Made by scripts/generate_character_tables.py out of the Unicode Character Database 15.0.
 // clang-format off
-#include "Tessaly/Platform/Text/detail/CharacterClasses.hpp"
+#include "Tessaly/Core/Text/detail/CharacterClasses.hpp"
 
 namespace Tessaly::inline v1::Text::detail {{
 

@@ -4,7 +4,7 @@
 #include <glib-unix.h>
 #include <glib.h>
 
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 
 namespace Tessaly::inline v1::GLib {
 

@@ -16,7 +16,7 @@
 
 #include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
 
 /// The adapters for GTK 4. Not named Gtk, which gtkmm calls itself.
 namespace Tessaly::inline v1::Gtk4 {

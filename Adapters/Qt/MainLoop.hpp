@@ -8,8 +8,8 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 
 /// The adapters for Qt 6. Not named Qt, so that `using namespace Tessaly` leaves `Qt::` what it is.
 namespace Tessaly::inline v1::Qt6 {

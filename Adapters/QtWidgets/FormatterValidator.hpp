@@ -15,7 +15,7 @@
 #include <utility>
 
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
 
 namespace Tessaly::inline v1::Qt6 {
 

@@ -11,10 +11,10 @@
 #include <string_view>
 #include <utility>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Foundation/NSNumber.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 

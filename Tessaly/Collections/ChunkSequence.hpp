@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 

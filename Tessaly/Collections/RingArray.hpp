@@ -24,7 +24,7 @@
 #include "Tessaly/Collections/detail/RingArrayIterator.hpp"
 #include "Tessaly/Collections/detail/SharingMark.hpp"
 #include "Tessaly/Collections/detail/SlotStorage.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Tessaly/Concurrency/detail/SequenceTypes.hpp"
-#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
 
 namespace Tessaly::inline v1 {
 

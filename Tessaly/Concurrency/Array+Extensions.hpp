@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
 
 namespace Tessaly::inline v1::Array {
 

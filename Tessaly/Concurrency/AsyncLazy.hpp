@@ -7,8 +7,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 namespace Tessaly::inline v1 {
 

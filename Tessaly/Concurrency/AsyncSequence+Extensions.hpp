@@ -11,10 +11,10 @@
 
 #include "Tessaly/Concurrency/AnyAsyncSequence.hpp"
 #include "Tessaly/Concurrency/FirstIdentified.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

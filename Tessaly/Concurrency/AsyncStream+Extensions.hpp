@@ -5,8 +5,8 @@
 #include <memory>
 #include <utility>
 
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -10,9 +10,9 @@
 #include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Concurrency/detail/IdentifiedContinuation.hpp"
 #include "Tessaly/Concurrency/detail/IgnoreLeak.hpp"
-#include "Tessaly/Platform/Foundation/CopyOnWrite.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 namespace Tessaly::inline v1 {
 

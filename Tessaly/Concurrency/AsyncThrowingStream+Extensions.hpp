@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

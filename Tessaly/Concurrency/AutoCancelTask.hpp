@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
 
 namespace Tessaly::inline v1 {
 

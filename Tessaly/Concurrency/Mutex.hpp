@@ -6,9 +6,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Locks/OSAllocatedUnfairLock.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Locks/OSAllocatedUnfairLock.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "Tessaly/Concurrency/detail/ObservationsStorage.hpp"
-#include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Base/Never.hpp"
-#include "Tessaly/Platform/Observation/AccessList.hpp"
-#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
-#include "Tessaly/Platform/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Base/Never.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
 
 namespace Tessaly::inline v1 {
 

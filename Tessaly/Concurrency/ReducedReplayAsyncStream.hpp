@@ -7,7 +7,7 @@
 
 #include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
 #include "Tessaly/Concurrency/detail/ReducedReplayStorage.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 namespace Tessaly::inline v1 {
 

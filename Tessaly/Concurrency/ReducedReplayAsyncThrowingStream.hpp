@@ -11,9 +11,9 @@
 
 #include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
 #include "Tessaly/Concurrency/detail/ReducedReplayStorage.hpp"
-#include "Tessaly/Platform/Tasks/AsyncSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,12 +4,12 @@
 #include <concepts>
 
 #include "Tessaly/Concurrency/detail/SequenceTypes.hpp"
-#include "Tessaly/Platform/Foundation/NotificationCenter.hpp"
-#include "Tessaly/Platform/Tasks/AsyncCompactMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncFlatMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Core/Notifications/NotificationCenter.hpp"
+#include "Tessaly/Core/Tasks/AsyncCompactMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncFlatMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
 
 namespace Tessaly::inline v1 {
 

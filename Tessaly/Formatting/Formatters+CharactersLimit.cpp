@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/detail/CharacterCount.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1::Formatters {
 namespace {

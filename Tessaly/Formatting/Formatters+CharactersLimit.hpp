@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
 
 /// Formatters that fields of text use to police what is typed into them.
 namespace Tessaly::inline v1::Formatters {

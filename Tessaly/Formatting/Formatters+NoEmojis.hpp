@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
 
 namespace Tessaly::inline v1::Formatters {
 

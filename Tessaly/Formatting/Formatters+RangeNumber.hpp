@@ -12,11 +12,11 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/NSNumber.hpp"
-#include "Tessaly/Platform/Foundation/Range.hpp"
-#include "Tessaly/Platform/Text/NumberFormatter.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/NumberFormatter.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+#include "Tessaly/Core/Foundation/Range.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,13 +4,13 @@
 #include <atomic>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Foundation/NSNumber.hpp"
-#include "Tessaly/Platform/Text/ByteCountFormatStyle.hpp"
-#include "Tessaly/Platform/Text/DateComponentsFormatter.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
-#include "Tessaly/Platform/Text/NumberFormatter.hpp"
-#include "Tessaly/Platform/Text/detail/PerThread.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Formatters/ByteCountFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/DateComponentsFormatter.hpp"
+#include "Tessaly/Core/Formatters/NumberFormatter.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+#include "Tessaly/Core/Text/detail/PerThread.hpp"
 
 namespace Tessaly::inline v1::FormattingService {
 namespace {

@@ -7,10 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
-#include "Tessaly/Platform/Text/DateFormatter.hpp"
-#include "Tessaly/Platform/Text/ISO8601DateFormatter.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/DateFormatter.hpp"
+#include "Tessaly/Core/Formatters/ISO8601DateFormatter.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
 
 /// Sizes, dates, durations and numbers as texts for people, in the language that the application chooses.
 ///

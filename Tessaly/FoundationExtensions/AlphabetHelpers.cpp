@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/FoundationExtensions/AlphabetHelpers.hpp"
 
+#include "Tessaly/Core/Text/CaseMapping.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Text/CaseMapping.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 

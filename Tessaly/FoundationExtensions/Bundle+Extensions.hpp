@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/ValueRecords/Version.hpp"
 
 namespace Tessaly::inline v1 {

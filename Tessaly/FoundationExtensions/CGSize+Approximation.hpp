@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Tessaly/Core/Foundation/CGSize.hpp"
 #include "Tessaly/FoundationExtensions/FloatingPoint+Approximation.hpp"
-#include "Tessaly/Platform/Foundation/CGSize.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Text/Characters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/Character+Emoji.hpp"
-#include "Tessaly/Platform/Text/Characters.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 

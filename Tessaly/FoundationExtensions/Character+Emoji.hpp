@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1::Character {
 

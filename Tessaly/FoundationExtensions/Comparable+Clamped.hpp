@@ -5,7 +5,7 @@
 #include <concepts>
 #include <type_traits>
 
-#include "Tessaly/Platform/Foundation/Range.hpp"
+#include "Tessaly/Core/Foundation/Range.hpp"
 
 namespace Tessaly::inline v1::Comparable {
 

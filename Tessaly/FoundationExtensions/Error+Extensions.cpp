@@ -8,12 +8,12 @@
 #include <system_error>
 #include <typeinfo>
 
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Base/detail/Quoted.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Base/Quoted.hpp"
-#include "Tessaly/Platform/Base/TypeName.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,4 +3,4 @@
 
 // Defines what FormatStyle.hpp declares for short times: `Date::FormatStyle::compactDateTime`.
 
-#include "Tessaly/Platform/Text/FormatStyle.hpp"  // IWYU pragma: export
+#include "Tessaly/Core/Formatters/FormatStyle.hpp"  // IWYU pragma: export

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "Tessaly/Platform/Foundation/IndexPath.hpp"
+#include "Tessaly/Core/Foundation/IndexPath.hpp"
 
 namespace Tessaly::inline v1 {
 

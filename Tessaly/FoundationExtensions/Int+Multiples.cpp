@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cmath>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/FoundationExtensions/Int+Multiples.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -4,7 +4,7 @@
 #include <concepts>
 #include <cstdint>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1::Int {
 

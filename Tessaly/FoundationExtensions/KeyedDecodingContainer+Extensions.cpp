@@ -2,9 +2,9 @@
 #include <map>
 #include <vector>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/FoundationExtensions/KeyedDecodingContainer+Extensions.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
 
 namespace Tessaly::inline v1 {
 

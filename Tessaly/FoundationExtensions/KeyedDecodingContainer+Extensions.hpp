@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/JSONCoding.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/JSONCoding.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,12 +4,12 @@
 #include <new>
 #include <string>
 
+#include "Tessaly/Core/Text/Characters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/detail/MainBundleSubsystem.hpp"
-#include "Tessaly/Platform/Text/Characters.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -10,10 +10,10 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Base/TypeName.hpp"
-#include "Tessaly/Platform/Logging/Logger.hpp"  // IWYU pragma: export
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"  // IWYU pragma: export
 
 namespace Tessaly::inline v1 {
 

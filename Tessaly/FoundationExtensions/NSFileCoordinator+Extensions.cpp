@@ -5,11 +5,11 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/ProcessInfo+Extensions.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

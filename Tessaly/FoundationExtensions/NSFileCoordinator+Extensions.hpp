@@ -3,11 +3,11 @@
 
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
 
 namespace Tessaly::inline v1 {
 

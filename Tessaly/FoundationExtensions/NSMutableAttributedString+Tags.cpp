@@ -3,8 +3,8 @@
 
 #include <optional>
 
+#include "Tessaly/Core/Text/NSRegularExpression.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
-#include "Tessaly/Platform/Text/NSRegularExpression.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Text/NSMutableAttributedString.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/NSMutableAttributedString.hpp"
 
 namespace Tessaly::inline v1 {
 

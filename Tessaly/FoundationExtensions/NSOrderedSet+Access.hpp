@@ -6,8 +6,8 @@
 #include <optional>
 #include <type_traits>
 
-#include "Tessaly/Platform/Base/TypeName.hpp"
-#include "Tessaly/Platform/Foundation/NSOrderedSet.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Foundation/NSOrderedSet.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <set>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/NSMutableOrderedSet.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/NSMutableOrderedSet.hpp"
 
 namespace Tessaly::inline v1 {
 

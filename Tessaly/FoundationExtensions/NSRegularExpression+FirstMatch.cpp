@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Text/UTF16.hpp"
 #include "Tessaly/FoundationExtensions/NSRegularExpression+FirstMatch.hpp"
-#include "Tessaly/Platform/Text/UTF16.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Text/NSRegularExpression.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/NSRegularExpression.hpp"
 
 namespace Tessaly::inline v1 {
 

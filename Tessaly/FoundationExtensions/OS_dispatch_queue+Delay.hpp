@@ -3,4 +3,4 @@
 
 // Defines what OS_dispatch_queue.hpp declares for delayed calls: `OS_dispatch_queue::delay`.
 
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"  // IWYU pragma: export
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"  // IWYU pragma: export

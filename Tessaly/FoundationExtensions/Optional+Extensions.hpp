@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/NumberDescription.hpp"
+#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
 
 namespace Tessaly::inline v1::Optional {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/FoundationExtensions/Range+Extensions.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,8 +3,8 @@
 
 #include <concepts>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Range.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Range.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1::Int32 {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Text/CaseMapping.hpp"
+#include "Tessaly/Core/Text/EmojiSearch.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/String+Characters.hpp"
 #include "Tessaly/FoundationExtensions/detail/CharacterPrefix.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Text/CaseMapping.hpp"
-#include "Tessaly/Platform/Text/EmojiSearch.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 

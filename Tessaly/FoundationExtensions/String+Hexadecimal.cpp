@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <limits>
 
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/String+Hexadecimal.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Text/Characters.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/String+Log.hpp"
-#include "Tessaly/Platform/Text/Characters.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 

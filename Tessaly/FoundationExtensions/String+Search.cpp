@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Text/StringTransform.hpp"
 #include "Tessaly/FoundationExtensions/String+Search.hpp"
 #include "Tessaly/FoundationExtensions/detail/CharacterPrefix.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Text/StringTransform.hpp"
 
 namespace Tessaly::inline v1 {
 

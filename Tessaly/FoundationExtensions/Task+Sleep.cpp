@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/FoundationExtensions/Task+Sleep.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

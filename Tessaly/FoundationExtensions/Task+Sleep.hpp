@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/UInt32+FourCharacterCode.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
 
 namespace Tessaly::inline v1::UInt32 {
 

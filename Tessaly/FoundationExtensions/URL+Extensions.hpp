@@ -3,4 +3,4 @@
 
 // Defines what URL.hpp declares for the application's cloud container: `URL::ubiquityContainer`.
 
-#include "Tessaly/Platform/Foundation/URL.hpp"  // IWYU pragma: export
+#include "Tessaly/Core/Foundation/URL.hpp"  // IWYU pragma: export

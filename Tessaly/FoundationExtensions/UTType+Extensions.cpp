@@ -2,9 +2,9 @@
 #include <optional>
 #include <string_view>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/FoundationExtensions/UTType+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/detail/RequiredType.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/UTType.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/UTType.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -10,9 +10,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"

@@ -7,7 +7,7 @@
 #include <optional>
 #include <ranges>
 
-#include "Tessaly/Platform/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
 
 namespace Tessaly::inline v1 {
 

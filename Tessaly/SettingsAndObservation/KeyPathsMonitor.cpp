@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -10,13 +10,13 @@
 #include <variant>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/CopyOnWrite.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
-#include "Tessaly/Platform/Locks/OSAllocatedUnfairLock.hpp"
-#include "Tessaly/Platform/Observation/KeyPath.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Locks/OSAllocatedUnfairLock.hpp"
+#include "Tessaly/Core/Observation/KeyPath.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/SettingsAndObservation/Monitorable.hpp"
 
 namespace Tessaly::inline v1 {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/Core/Observation/KeyPath.hpp"
 #include "Tessaly/SettingsAndObservation/MonitoredProperty.hpp"
 
 namespace Tessaly::inline v1 {

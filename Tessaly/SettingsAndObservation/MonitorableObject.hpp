@@ -9,14 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Object.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
-#include "Tessaly/Platform/Observation/ChangeFollower.hpp"
-#include "Tessaly/Platform/Observation/KeyPath.hpp"
-#include "Tessaly/Platform/Tasks/Isolation.hpp"
-#include "Tessaly/Platform/Tasks/TaskReference.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Object.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Observation/KeyPath.hpp"
+#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 #include "Tessaly/SettingsAndObservation/Monitorable.hpp"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Tessaly/Platform/Observation/KeyPath.hpp"
+#include "Tessaly/Core/Observation/KeyPath.hpp"
 
 namespace Tessaly::inline v1 {
 

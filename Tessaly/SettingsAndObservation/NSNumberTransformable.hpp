@@ -4,7 +4,7 @@
 #include <concepts>
 #include <cstdint>
 
-#include "Tessaly/Platform/Foundation/NSNumber.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -9,16 +9,16 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Base/IsAsync.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
-#include "Tessaly/Platform/Observation/AccessList.hpp"
-#include "Tessaly/Platform/Observation/Tracking.hpp"
-#include "Tessaly/Platform/Tasks/Isolation.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/TaskLocal.hpp"
-#include "Tessaly/Platform/Tasks/TaskReference.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Observation/detail/Tracking.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/TaskLocal.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1 {
 

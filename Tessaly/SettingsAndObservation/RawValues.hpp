@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Base/TypeName.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 
 namespace Tessaly::inline v1 {

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
-#include "Tessaly/Platform/Foundation/NSNumber.hpp"
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
 
 namespace Tessaly::inline v1 {
 

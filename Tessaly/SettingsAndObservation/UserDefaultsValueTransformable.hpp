@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/SettingsAndObservation/RawValues.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 /// The device that the application runs on.
 namespace Tessaly::inline v1::DeviceService {

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -11,14 +11,14 @@
 #include <optional>
 #include <utility>
 
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
-#include "Tessaly/Platform/Foundation/detail/HugePages.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
-#include "Tessaly/Platform/Tasks/Cancellation.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Text/FormatStyle.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
+#include "Tessaly/Core/Formatters/FormatStyle.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Foundation/detail/HugePages.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1::ExportService {
 namespace {

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/SystemServices/ExportError.hpp"  // IWYU pragma: export
 
 /// Tables as comma-separated values, and this application's own log.

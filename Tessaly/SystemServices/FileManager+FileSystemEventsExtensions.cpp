@@ -6,17 +6,17 @@
 #include <memory>
 #include <utility>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 
 namespace Tessaly::inline v1 {

@@ -5,17 +5,17 @@
 #include <optional>
 #include <variant>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/Measurement.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/AsyncCompactMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncMergeSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
 #include "Tessaly/Platform/Files/FileChange.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/Measurement.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
-#include "Tessaly/Platform/Tasks/AsyncCompactMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMergeSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
-#include "Tessaly/Platform/Tasks/Clock.hpp"
 
 namespace Tessaly::inline v1 {
 

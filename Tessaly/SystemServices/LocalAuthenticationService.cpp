@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,10 +3,10 @@
 
 #include <string>
 
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
 
 /// Whether the person in front of the machine is its user.
 namespace Tessaly::inline v1::LocalAuthenticationService {

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 /// What the user can paste elsewhere.
 namespace Tessaly::inline v1::PasteboardService {

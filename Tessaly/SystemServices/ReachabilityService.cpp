@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Observation/AccessList.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Tasks/Cancellation.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/SystemServices/detail/ReachabilityMonitors.hpp"
 
 namespace Tessaly::inline v1 {

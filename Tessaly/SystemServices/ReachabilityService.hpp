@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 #pragma push_macro("Status")  // Of Xlib.
 #undef Status

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/JSONCoding.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/JSONCoding.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
 
 namespace Tessaly::inline v1 {

@@ -6,8 +6,8 @@
 #include <cstdio>
 
 #include "Tessaly/Adapters/GLib/MainLoop.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "Chapters.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/FoundationExtensions/Optional+Extensions.hpp"
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
 
 namespace Tour {
 namespace {

@@ -5,14 +5,14 @@
 
 #include "Chapters.hpp"
 #include "Files.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/TaskGroup.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/TaskGroup.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
 
 namespace Tour {
 namespace {

@@ -14,14 +14,14 @@
 #include <vector>
 
 #include "Chapters.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
 #include "Tessaly/FoundationExtensions/String+Log.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Logging/LogConfiguration.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
 
 namespace Tour {
 namespace {

@@ -9,9 +9,9 @@
 
 #include "Chapters.hpp"
 #include "Commands.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"

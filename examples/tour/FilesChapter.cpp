@@ -15,11 +15,11 @@
 
 #include "Chapters.hpp"
 #include "Commands.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/Clock.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 
 namespace Tour {

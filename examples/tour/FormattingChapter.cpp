@@ -16,14 +16,14 @@
 #include <vector>
 
 #include "Chapters.hpp"
+#include "Tessaly/Core/Formatters/ByteCountFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/DateComponentsFormatter.hpp"
+#include "Tessaly/Core/Formatters/TimeZone.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
-#include "Tessaly/Platform/Text/ByteCountFormatStyle.hpp"
-#include "Tessaly/Platform/Text/DateComponentsFormatter.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
-#include "Tessaly/Platform/Text/TimeZone.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tour {
 namespace {

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "Chapters.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 

@@ -17,10 +17,10 @@
 #include "Tessaly/Concurrency/AsyncStreams.hpp"
 #include "Tessaly/Concurrency/AutoCancelTask.hpp"
 #include "Tessaly/Concurrency/ReducedReplayAsyncThrowingStream.hpp"
-#include "Tessaly/Platform/Foundation/NotificationCenter.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Notifications/NotificationCenter.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tour {
 namespace {

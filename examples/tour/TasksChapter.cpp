@@ -9,18 +9,18 @@
 #include <vector>
 
 #include "Chapters.hpp"
-#include "Tessaly/Platform/Base/ThreadIdentifier.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMergeSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/TaskGroup.hpp"
-#include "Tessaly/Platform/Tasks/TaskLocal.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncMergeSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/TaskGroup.hpp"
+#include "Tessaly/Core/Tasks/TaskLocal.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 
 namespace Tour {
 namespace {

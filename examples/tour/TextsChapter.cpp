@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Chapters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
 #include "Tessaly/FoundationExtensions/AlphabetHelpers.hpp"
 #include "Tessaly/FoundationExtensions/Collection+Sorted.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
@@ -23,7 +24,6 @@
 #include "Tessaly/FoundationExtensions/String+Characters.hpp"
 #include "Tessaly/FoundationExtensions/String+HexColor.hpp"
 #include "Tessaly/FoundationExtensions/String+Search.hpp"
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
 #include "Tessaly/ValueRecords/Version.hpp"
 
 namespace Tour {

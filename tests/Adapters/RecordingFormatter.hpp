@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Text/Formatter.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
 
 namespace Tessaly::Tests {
 

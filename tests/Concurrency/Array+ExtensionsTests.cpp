@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/Array+Extensions.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 
 namespace Tessaly {
 namespace {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/AsyncLazy.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/TaskGroup.hpp"
-#include "tests/Platform/Tasks/Streams.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/TaskGroup.hpp"
+#include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly {
 namespace {

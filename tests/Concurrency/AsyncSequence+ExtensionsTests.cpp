@@ -12,7 +12,7 @@
 
 #include "Sequences.hpp"
 #include "Tessaly/Concurrency/AsyncSequence+Extensions.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
+#include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
 
 namespace Tessaly {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "Sequences.hpp"
 #include "Tessaly/Concurrency/AsyncStream+Extensions.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/AsyncStreams.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "tests/Platform/Tasks/Scenarios.hpp"
-#include "tests/Platform/Tasks/Streams.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "tests/Core/Tasks/Scenarios.hpp"
+#include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly {
 namespace {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/AutoCancelTask.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
-#include "tests/Platform/Tasks/Streams.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
+#include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly {
 namespace {

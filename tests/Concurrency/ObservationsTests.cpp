@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/Observations.hpp"
-#include "Tessaly/Platform/Fakes/SeededScheduler.hpp"
-#include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/SlowCounter.hpp"
 

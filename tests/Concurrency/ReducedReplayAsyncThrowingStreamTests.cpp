@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/ReducedReplayAsyncThrowingStream.hpp"
-#include "Tessaly/Platform/Tasks/AsyncMapSequence.hpp"
-#include "tests/Platform/Tasks/Scenarios.hpp"
-#include "tests/Platform/Tasks/Streams.hpp"
+#include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
+#include "tests/Core/Tasks/Scenarios.hpp"
+#include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly {
 namespace {

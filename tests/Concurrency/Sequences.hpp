@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "tests/Platform/Tasks/Streams.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly::Tests {
 

@@ -4,8 +4,8 @@
 #include <limits>
 #include <string>
 
+#include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
 
 namespace Tessaly {
 namespace {

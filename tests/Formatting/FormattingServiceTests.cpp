@@ -12,9 +12,9 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Formatters/TimeZone.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
-#include "Tessaly/Platform/Text/TimeZone.hpp"
 #include "tests/Support/FixedClock.hpp"
 #include "tests/Support/GoldenRows.hpp"
 #include "tests/Support/Repetitions.hpp"

@@ -10,10 +10,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
 #include "Tessaly/FoundationExtensions/AlphabetHelpers.hpp"
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/LogConfiguration.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
+#include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
 
 namespace Tessaly {
 namespace {

@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
 
 namespace Sample {
 

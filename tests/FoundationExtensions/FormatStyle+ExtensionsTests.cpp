@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 
 namespace Tessaly {
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/FoundationExtensions/KeyedDecodingContainer+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
 
 namespace Tessaly {
 namespace {

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/LogConfiguration.hpp"
-#include "Tessaly/Platform/Logging/PlatformLog.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 
 namespace Sample {
 struct SomeType {

@@ -16,14 +16,14 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
-#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 

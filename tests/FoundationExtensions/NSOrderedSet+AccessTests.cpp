@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "Tessaly/Core/Foundation/NSMutableOrderedSet.hpp"
 #include "Tessaly/FoundationExtensions/NSOrderedSet+Access.hpp"
-#include "Tessaly/Platform/Foundation/NSMutableOrderedSet.hpp"
 
 namespace {
 

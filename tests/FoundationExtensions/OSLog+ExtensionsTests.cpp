@@ -3,9 +3,9 @@
 
 #include <csignal>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/FoundationExtensions/OSLog+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
 
 namespace {
 

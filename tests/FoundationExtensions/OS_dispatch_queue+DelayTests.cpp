@@ -7,9 +7,9 @@
 #include <limits>
 #include <thread>
 
+#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
-#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <limits>
 
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/Task+Sleep.hpp"
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include <optional>
 #include <string>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/FoundationExtensions/URL+Extensions.hpp"
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {

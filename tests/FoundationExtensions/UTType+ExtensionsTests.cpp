@@ -6,9 +6,9 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/FoundationExtensions/UTType+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/detail/RequiredType.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 
 namespace Tessaly {
 namespace {

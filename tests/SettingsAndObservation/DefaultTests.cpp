@@ -18,9 +18,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "tests/Support/Allocations.hpp"
 #include "tests/Support/OutputOf.hpp"

@@ -11,11 +11,11 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Fakes/SeededScheduler.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/TaskLocal.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/TaskLocal.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 #include "tests/Support/Repetitions.hpp"
 

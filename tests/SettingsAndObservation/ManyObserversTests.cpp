@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/SettingsAndObservation/MonitorableObject.hpp"
 #include "tests/Support/Allocations.hpp"
 

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/SeededScheduler.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "Tessaly/SettingsAndObservation/MonitorableObject.hpp"
 #include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"

@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Tessaly/Platform/Base/TypeName.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValue.hpp"
 
 namespace Tessaly {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Tessaly/Platform/Foundation/Date.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
 
 namespace Tessaly::Tests {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 
 namespace Tessaly::Tests {
 

@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly::Tests {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 namespace Tessaly::Tests {
 

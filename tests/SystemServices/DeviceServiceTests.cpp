@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Tessaly/Platform/Fakes/ScriptedDevice.hpp"
+#include "Tessaly/Platform/Testing/ScriptedDevice.hpp"
 #include "Tessaly/SystemServices/DeviceService.hpp"
 
 namespace {

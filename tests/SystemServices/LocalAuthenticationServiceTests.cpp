@@ -8,10 +8,10 @@
 #include <thread>
 #include <utility>
 
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Fakes/ScriptedAuthentication.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
+#include "Tessaly/Platform/Testing/ScriptedAuthentication.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
 #include "tests/Support/Repetitions.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Tessaly/Platform/Fakes/RecordingPasteboard.hpp"
+#include "Tessaly/Platform/Testing/RecordingPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
 
 namespace {

@@ -8,13 +8,13 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Error.hpp"
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
-#include "Tessaly/Platform/Fakes/ScriptedNetwork.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/ScriptedNetwork.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "Tessaly/SystemServices/detail/ReachabilityMonitors.hpp"
 #include "tests/Support/Repetitions.hpp"

@@ -4,7 +4,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "Tessaly/Platform/Fakes/ScriptedPower.hpp"
+#include "Tessaly/Platform/Testing/ScriptedPower.hpp"
 #include "Tessaly/SystemServices/SleepHandler.hpp"
 
 namespace {

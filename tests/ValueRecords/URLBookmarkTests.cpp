@@ -11,13 +11,13 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/ValueRecords/URLBookmark.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include <string>
 
-#include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
 
 void report(const Tessaly::Logger& logger, const std::string& name) {
 #ifdef ALLOWED

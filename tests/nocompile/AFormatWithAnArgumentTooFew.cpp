@@ -1,6 +1,6 @@
 // expected: call to consteval function
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
 
 void report(const Tessaly::Logger& logger) {
 #ifdef ALLOWED

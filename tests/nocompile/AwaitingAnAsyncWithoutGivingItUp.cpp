@@ -1,6 +1,6 @@
 // expected: 'await_ready' is a private member
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 using Tessaly::Async;
 

@@ -1,6 +1,6 @@
 // expected: constraints not satisfied|no matching member function for call to 'await_suspend'
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 using Tessaly::Async;
 

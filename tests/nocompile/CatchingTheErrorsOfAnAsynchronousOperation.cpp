@@ -1,7 +1,7 @@
 // expected: the operation must not be asynchronous: it would not run
 // SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
 
 Tessaly::Async<int> save();
 

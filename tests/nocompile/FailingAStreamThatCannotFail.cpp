@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include <stdexcept>
 
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/AsyncThrowingStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
 
 #ifdef ALLOWED
 using Stream = Tessaly::AsyncThrowingStream<int>;

@@ -1,7 +1,7 @@
 // expected: no matching function for call to 'follow'
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Concurrency/AnyAsyncSequence.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 void follow(Tessaly::AnyAsyncSequence<int> auto) {}
 

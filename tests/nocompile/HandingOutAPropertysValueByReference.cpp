@@ -1,6 +1,6 @@
 // expected: the body must not hand the value out by reference
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 
 int modify(Tessaly::Property<int>& volume) {
 #ifdef ALLOWED

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include <string>
 
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 #ifdef ALLOWED
 using Result = int;

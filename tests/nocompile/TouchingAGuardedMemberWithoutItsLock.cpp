@@ -1,6 +1,6 @@
 // expected: writing variable 'total' requires holding lock 'lock' exclusively
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 struct Counter {
   Tessaly::UnfairLock lock;

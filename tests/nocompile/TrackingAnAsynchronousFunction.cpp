@@ -1,8 +1,8 @@
 // expected: what is tracked is what a function reads until it returns
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 void track(Tessaly::Property<int>& volume) {
 #ifdef ALLOWED

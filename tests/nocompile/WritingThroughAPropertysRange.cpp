@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include <vector>
 
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 
 void increment(Tessaly::Property<std::vector<int>>& numbers) {
 #ifdef ALLOWED

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include <string>
 
-#include "Tessaly/Platform/Foundation/NSMutableOrderedSet.hpp"
+#include "Tessaly/Core/Foundation/NSMutableOrderedSet.hpp"
 
 void rename(Tessaly::NSMutableOrderedSet<std::string>& rows) {
 #ifdef ALLOWED

@@ -8,7 +8,7 @@ Left out are the stand-ins for tests, and what is private to a library.
 import tree
 
 EVERYTHING = "Tessaly/Tessaly.hpp"
-APART = {"detail", "Fakes"}
+APART = {"detail", "Testing"}
 
 
 def check(root):
@@ -19,7 +19,7 @@ def check(root):
 
 def self_test():
     right = {EVERYTHING: '#include "Tessaly/Collections/A.hpp"\n', "Tessaly/Collections/A.hpp": "",
-             "Tessaly/Platform/Fakes/B.hpp": "", "Tessaly/Collections/detail/C.hpp": ""}
+             "Tessaly/Platform/Testing/B.hpp": "", "Tessaly/Collections/detail/C.hpp": ""}
     with tree.small_tree(right) as root:
         tree.expect(check(root))
     with tree.small_tree(right | {"Tessaly/Collections/D.hpp": ""}) as root:

@@ -26,7 +26,7 @@ FILES = {"ValueRecords/URLBookmark": ["FoundationExtensions/", "SettingsAndObser
 
 # The libraries of Platform/, from the lowest row to the highest. A row's members may link those of lower rows, and those
 # that stand to their left.
-ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Notifications", "Observation", "TextFormatters"],
+ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Notifications", "Observation", "Formatters"],
         ["Settings", "Network", "Power", "Files", "Bookmarks", "Pasteboard", "Authentication", "Device"], ["Testing"]]
 
 LIBRARY = re.compile(r"tessaly_library\(\s*(\w+)([^)]*)\)")
@@ -77,9 +77,9 @@ def may_include(source, target):
     own, other = source.split("/")[0], target.split("/")[0]
     if "/" not in source or own == other:  # Tessaly.hpp includes everything.
         return True
-    if target.startswith("Platform/Linux/"):
+    if target.startswith("Platform/Linux/") and not source.startswith("Core/Logging/"):
         return False
-    if other == "Platform":
+    if other in ("Core", "Platform"):
         return True
     allowed = SUBSYSTEMS.get(own, []) + [name for prefix, names in FILES.items() if source.startswith(prefix)
                                          for name in names]
@@ -89,7 +89,7 @@ def may_include(source, target):
 def check_rows(found):
     order = {name: (row, column) for row, names in enumerate(ROWS) for column, name in enumerate(names)}
     for library in found.values():
-        if "Platform" not in library.folder.parts:
+        if not {"Core", "Platform"} & set(library.folder.parts):
             continue
         if library.name not in order:
             yield f"{library.name} stands in no row of the platform's libraries"
@@ -138,21 +138,21 @@ def check(root):
 
 def self_test():
     right = {
-        "Tessaly/Platform/Base/CMakeLists.txt": "tessaly_library(Base\n  SOURCES Error.cpp PRIVATE fmt::fmt)",
-        "Tessaly/Platform/Base/Error.hpp": "#include <string>\n",
-        "Tessaly/Platform/Base/Error.cpp": '#include "Tessaly/Platform/Base/Error.hpp"\n',
-        "Tessaly/Platform/Logging/CMakeLists.txt": "tessaly_library(Logging SOURCES Log.cpp ../Linux/Journal.cpp PUBLIC Base)",
-        "Tessaly/Platform/Logging/Log.hpp": '#include "Tessaly/Platform/Base/Error.hpp"\n',
-        "Tessaly/Platform/Linux/Journal.cpp": '#include "Tessaly/Platform/Logging/Log.hpp"\n',
-        "Tessaly/Platform/Tasks/CMakeLists.txt": "tessaly_library(Tasks SOURCES Task.cpp PUBLIC Base PRIVATE TessalyLogging)",
-        "Tessaly/Platform/Tasks/Task.cpp": '#include "Tessaly/Platform/Logging/Log.hpp"\n',
+        "Tessaly/Core/Base/CMakeLists.txt": "tessaly_library(Base\n  SOURCES Error.cpp PRIVATE fmt::fmt)",
+        "Tessaly/Core/Base/Error.hpp": "#include <string>\n",
+        "Tessaly/Core/Base/Error.cpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
+        "Tessaly/Core/Logging/CMakeLists.txt": "tessaly_library(Logging SOURCES Log.cpp ../../Platform/Linux/Journal.cpp PUBLIC Base)",
+        "Tessaly/Core/Logging/Log.hpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
+        "Tessaly/Platform/Linux/Journal.cpp": '#include "Tessaly/Core/Logging/Log.hpp"\n',
+        "Tessaly/Core/Tasks/CMakeLists.txt": "tessaly_library(Tasks SOURCES Task.cpp PUBLIC Base PRIVATE TessalyLogging)",
+        "Tessaly/Core/Tasks/Task.cpp": '#include "Tessaly/Core/Logging/Log.hpp"\n',
         "Tessaly/ValueRecords/CMakeLists.txt":
             "tessaly_library(Version SOURCES Version.cpp)\ntessaly_library(ValueRecords SOURCES URLBookmark.cpp)",
         "Tessaly/ValueRecords/Version.hpp": "",
         "Tessaly/FoundationExtensions/CMakeLists.txt":
             "tessaly_library(FoundationExtensions SOURCES A.cpp PUBLIC Logging PRIVATE Tessaly::Version)",
         "Tessaly/FoundationExtensions/A.cpp":
-            '#include "Tessaly/Platform/Base/Error.hpp"\n#include "Tessaly/ValueRecords/Version.hpp"\n',
+            '#include "Tessaly/Core/Base/Error.hpp"\n#include "Tessaly/ValueRecords/Version.hpp"\n',
         "Tessaly/FoundationExtensions/A.hpp": "",
         "Tessaly/Tessaly.hpp": '#include "Tessaly/FoundationExtensions/A.hpp"\n',
     }
@@ -165,23 +165,23 @@ def self_test():
         with tree.small_tree(right | renamed) as root:
             tree.expect(check(root), *complaints)
 
-    wrong("Platform/Base/B.hpp may not include FoundationExtensions/A.hpp",
-          Tessaly__Platform__Base__B_hpp='#include "Tessaly/FoundationExtensions/A.hpp"\n')
+    wrong("Core/Base/B.hpp may not include FoundationExtensions/A.hpp",
+          Tessaly__Core__Base__B_hpp='#include "Tessaly/FoundationExtensions/A.hpp"\n')
     wrong("FoundationExtensions/B.hpp may not include ValueRecords/URLBookmark.hpp",
           Tessaly__ValueRecords__URLBookmark_hpp="",
           Tessaly__FoundationExtensions__B_hpp='#include "Tessaly/ValueRecords/URLBookmark.hpp"\n')
     wrong("FoundationExtensions/B.cpp may not include Platform/Linux/J.hpp", Tessaly__Platform__Linux__J_hpp="",
           Tessaly__FoundationExtensions__B_cpp='#include "Tessaly/Platform/Linux/J.hpp"\n')
-    wrong("which is not there", Tessaly__Platform__Base__B_hpp='#include "Tessaly/Platform/Base/Gone.hpp"\n')
+    wrong("which is not there", Tessaly__Core__Base__B_hpp='#include "Tessaly/Core/Base/Gone.hpp"\n')
     wrong("Tasks does not link Logging publicly",
-          Tessaly__Platform__Tasks__B_hpp='#include "Tessaly/Platform/Logging/Log.hpp"\n')
-    wrong("Base does not link Logging", Tessaly__Platform__Base__B_cpp='#include "Tessaly/Platform/Logging/Log.hpp"\n')
+          Tessaly__Core__Tasks__B_hpp='#include "Tessaly/Core/Logging/Log.hpp"\n')
+    wrong("Base does not link Logging", Tessaly__Core__Base__B_cpp='#include "Tessaly/Core/Logging/Log.hpp"\n')
     wrong("Base links Tasks, which does not stand below it",
-          Tessaly__Platform__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC Tasks)")
+          Tessaly__Core__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC Tasks)")
     wrong("Clockwork stands in no row",
           Tessaly__Platform__Clockwork__CMakeLists_txt="tessaly_library(Clockwork SOURCES A.cpp PUBLIC Base)")
     wrong("Base of the platform links the subsystem FoundationExtensions",
-          Tessaly__Platform__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC FoundationExtensions)")
+          Tessaly__Core__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC FoundationExtensions)")
 
 
 tree.main(check, self_test)

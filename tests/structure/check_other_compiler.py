@@ -30,7 +30,7 @@ def compile_with_gcc(root, *names):
 def check(root):
     stopping = tree.coroutine_headers(root)
     compiling = [path for path in tree.headers(root) if path not in stopping]
-    complaints = [f"{path.relative_to(root)} has coroutines and does not include Platform/Tasks/Coroutines.hpp"
+    complaints = [f"{path.relative_to(root)} has coroutines and does not include Core/Tasks/Coroutines.hpp"
                   for path in compiling if COROUTINE.search(COMMENT.sub("", tree.read(path)))]
     said = compile_with_gcc(root, *[path.relative_to(root) for path in compiling])
     if said:
@@ -46,9 +46,9 @@ def check(root):
 
 def self_test():
     right = {
-        "Tessaly/Platform/Tasks/Coroutines.hpp": "#pragma once\n#if defined(__GNUC__) && !defined(__clang__)\n"
+        "Tessaly/Core/Tasks/Coroutines.hpp": "#pragma once\n#if defined(__GNUC__) && !defined(__clang__)\n"
                                                  f"#error \"It {MESSAGE}\"\n#endif\n#include <coroutine>\n",
-        "Tessaly/Platform/Tasks/Async.hpp": '#pragma once\n#include "Tessaly/Platform/Tasks/Coroutines.hpp"\n',
+        "Tessaly/Core/Tasks/Async.hpp": '#pragma once\n#include "Tessaly/Core/Tasks/Coroutines.hpp"\n',
         "Tessaly/A.hpp": "#pragma once\n// Not a co_await.\nint a();\n",
     }
     with tree.small_tree(right) as root:
@@ -56,8 +56,8 @@ def self_test():
     for name, text, *complaints in (
             ("Tessaly/B.hpp", "using B = void::promise_type;\n", "Tessaly/B.hpp has coroutines", "g++ does not take"),
             ("Tessaly/A.hpp", "int a() {}\n", "g++ does not take"),
-            ("Tessaly/Platform/Tasks/Coroutines.hpp", "#pragma once\n#include <coroutine>\n",
-             "Tessaly/Platform/Tasks/Async.hpp does not stop", "Tessaly/Platform/Tasks/Coroutines.hpp does not stop")):
+            ("Tessaly/Core/Tasks/Coroutines.hpp", "#pragma once\n#include <coroutine>\n",
+             "Tessaly/Core/Tasks/Async.hpp does not stop", "Tessaly/Core/Tasks/Coroutines.hpp does not stop")):
         with tree.small_tree(right | {name: text}) as root:
             tree.expect(check(root), *complaints)
 

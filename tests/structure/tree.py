@@ -41,8 +41,8 @@ def is_ours(path, root):
 
 
 def coroutine_headers(root):
-    """The headers that reach Platform/Tasks/Coroutines.hpp, which stops compilers that miscompile coroutines."""
-    gate = "Tessaly/Platform/Tasks/Coroutines.hpp"
+    """The headers that reach Core/Tasks/Coroutines.hpp, which stops compilers that miscompile coroutines."""
+    gate = "Tessaly/Core/Tasks/Coroutines.hpp"
     includes = {str(path.relative_to(root)): {name for _, name in INCLUDE.findall(read(path))}
                 for path in (root / "Tessaly").rglob("*.hpp")}
     found = {gate} & set(includes)

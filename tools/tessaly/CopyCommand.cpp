@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Command.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
 

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
 #include "Values.hpp"
 
 namespace TessalyTool {

@@ -10,14 +10,14 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/ProcessInfo+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/UTType+Extensions.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Text/Locale.hpp"
 #include "Tessaly/SystemServices/DeviceService.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "Times.hpp"

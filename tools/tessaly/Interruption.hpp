@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "Signals.hpp"
-#include "Tessaly/Platform/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 namespace TessalyTool {
 

@@ -19,8 +19,8 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/FoundationExtensions/String+Log.hpp"
-#include "Tessaly/Platform/Foundation/Date.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 #include "Times.hpp"
 

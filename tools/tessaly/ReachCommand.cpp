@@ -7,8 +7,8 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 
 namespace TessalyTool {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Tessaly/Platform/Foundation/Date.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
 
 namespace TessalyTool {
 

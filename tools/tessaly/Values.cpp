@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 
 namespace TessalyTool {
 namespace {

@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "Command.hpp"
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
 
 namespace TessalyTool {
 

@@ -10,7 +10,7 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "Times.hpp"
 

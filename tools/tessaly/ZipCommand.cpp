@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
 
 namespace TessalyTool {
 namespace {

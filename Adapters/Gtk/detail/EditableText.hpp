@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <type_traits>
 
-#include "Tessaly/Platform/Base/NumberDescription.hpp"
-#include "Tessaly/Platform/Base/Quoted.hpp"
+#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
+#include "Tessaly/Core/Base/detail/Quoted.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1::detail {
 

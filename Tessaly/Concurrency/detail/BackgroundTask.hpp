@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly::inline v1::detail {
 

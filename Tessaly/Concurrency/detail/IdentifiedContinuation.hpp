@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <functional>
 
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Platform/Observation/AccessList.hpp"
-#include "Tessaly/Platform/Observation/ObservationTracking.hpp"
-#include "Tessaly/Platform/Tasks/Cancellation.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Observation/ObservationTracking.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly::inline v1::detail {
 

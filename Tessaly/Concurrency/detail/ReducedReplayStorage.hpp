@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Never.hpp"
-#include "Tessaly/Platform/Tasks/BasicAsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
-#include "Tessaly/Platform/Tasks/Isolation.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Base/Never.hpp"
+#include "Tessaly/Core/Tasks/BasicAsyncStream.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Tessaly/Platform/Text/GraphemeClusters.hpp"
+#include "Tessaly/Core/Text/GraphemeClusters.hpp"
 
 namespace Tessaly::inline v1::detail {
 

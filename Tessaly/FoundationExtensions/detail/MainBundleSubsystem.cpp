@@ -3,9 +3,9 @@
 
 #include <optional>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Logging/PlatformLog.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 
 namespace Tessaly::inline v1 {
 

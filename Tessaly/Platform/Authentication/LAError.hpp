@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 namespace Tessaly::inline v1 {
 

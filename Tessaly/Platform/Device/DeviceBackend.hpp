@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Tessaly/Platform/Base/BackendInstallation.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 

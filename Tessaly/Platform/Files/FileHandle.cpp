@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 namespace Tessaly::inline v1 {
 

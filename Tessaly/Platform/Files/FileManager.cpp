@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Platform/Files/detail/SystemFileManager.hpp"
 
 namespace Tessaly::inline v1 {

@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Platform/Files/FileChange.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileSystemEvent.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
-#include "Tessaly/Platform/Foundation/Data.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Platform/Files/FileSystemEvent.hpp"
 
 namespace Tessaly::inline v1 {

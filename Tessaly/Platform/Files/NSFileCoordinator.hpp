@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <functional>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -9,13 +9,13 @@
 #include <string>
 #include <utility>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Base/Thread.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
-#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
 
 namespace Tessaly::inline v1 {
 namespace detail {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
 
 namespace Tessaly::inline v1 {

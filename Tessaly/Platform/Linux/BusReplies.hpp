@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
 /// What daemons say over a bus is read here, and nowhere else. Part of each library that uses it, and of none of their
 /// interfaces.

@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

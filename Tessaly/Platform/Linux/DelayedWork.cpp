@@ -3,11 +3,11 @@
 
 #include <utility>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Base/Futex.hpp"
-#include "Tessaly/Platform/Base/ThreadIdentifier.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/Executor.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/Executor.hpp"
 
 namespace Tessaly::inline v1::detail {
 

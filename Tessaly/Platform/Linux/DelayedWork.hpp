@@ -7,9 +7,9 @@
 #include <functional>
 #include <memory>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
-#include "Tessaly/Platform/Tasks/Clock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
 
 namespace Tessaly::inline v1::detail {
 

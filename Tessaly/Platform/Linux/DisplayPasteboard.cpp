@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Platform/Linux/WaylandSelection.hpp"
 #include "Tessaly/Platform/Linux/X11Selection.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
 #include "Tessaly/Platform/Pasteboard/detail/PasteboardContents.hpp"
 

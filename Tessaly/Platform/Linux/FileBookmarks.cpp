@@ -14,9 +14,9 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

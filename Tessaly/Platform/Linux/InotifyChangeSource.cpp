@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Files/detail/InotifyChangeSource.hpp"
+#include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
 
 #include <fcntl.h>
 #include <limits.h>
@@ -15,7 +15,7 @@
 #include <deque>
 #include <utility>
 
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Files/detail/InotifyHub.hpp"
+#include "Tessaly/Platform/Linux/InotifyHub.hpp"
 
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Tasks/GlobalExecutor.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Files/detail/InotifyObjectSource.hpp"
+#include "Tessaly/Platform/Linux/InotifyObjectSource.hpp"
 
 #include <fmt/format.h>
 #include <limits.h>
@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

@@ -12,9 +12,9 @@
 #include <climits>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Base/Futex.hpp"
-#include "Tessaly/Platform/Base/Thread.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <string>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Logging/JournalStatus.hpp"
-#include "Tessaly/Platform/Logging/LogRing.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/JournalStatus.hpp"
+#include "Tessaly/Core/Logging/LogRing.hpp"
 
 namespace Tessaly::inline v1 {
 

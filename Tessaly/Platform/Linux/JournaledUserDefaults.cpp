@@ -10,11 +10,11 @@
 #include <thread>
 #include <utility>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Platform/Linux/JournalLock.hpp"
-#include "Tessaly/Platform/Logging/PlatformLog.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

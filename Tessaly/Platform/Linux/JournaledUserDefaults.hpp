@@ -15,19 +15,19 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/SerialExecutor.hpp"
+#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 #include "Tessaly/Platform/Linux/DelayedWork.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
-#include "Tessaly/Platform/Tasks/Clock.hpp"
-#include "Tessaly/Platform/Tasks/Reactor.hpp"
-#include "Tessaly/Platform/Tasks/SerialExecutor.hpp"
 
 namespace Tessaly::inline v1 {
 

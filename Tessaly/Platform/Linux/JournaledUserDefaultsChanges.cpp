@@ -13,9 +13,9 @@
 #include <thread>
 #include <utility>
 
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Platform/Linux/JournalLock.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -12,10 +12,10 @@
 #include <thread>
 #include <utility>
 
-#include "Tessaly/Platform/Foundation/UUID.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Platform/Linux/JournalLock.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Logging/PlatformLog.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

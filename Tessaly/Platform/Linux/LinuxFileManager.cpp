@@ -15,13 +15,13 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
-#include "Tessaly/Platform/Files/detail/InotifyChangeSource.hpp"
-#include "Tessaly/Platform/Files/detail/InotifyObjectSource.hpp"
 #include "Tessaly/Platform/Files/detail/SystemFileManager.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
+#include "Tessaly/Platform/Linux/InotifyObjectSource.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

@@ -8,8 +8,8 @@
 #include <system_error>
 #include <utility>
 
-#include "Tessaly/Platform/Logging/PlatformLog.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Platform/Linux/MeteredWatch.hpp"
 #include "Tessaly/Platform/Linux/NetlinkSocket.hpp"
 #include "Tessaly/Platform/Linux/RouteTable.hpp"

@@ -6,9 +6,9 @@
 #include <chrono>
 #include <utility>
 
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

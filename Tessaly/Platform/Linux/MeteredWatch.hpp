@@ -6,10 +6,10 @@
 #include <functional>
 #include <memory>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 #include "Tessaly/Platform/Network/NWPath.hpp"
-#include "Tessaly/Platform/Tasks/Reactor.hpp"
 
 struct sd_bus;
 struct sd_bus_message;

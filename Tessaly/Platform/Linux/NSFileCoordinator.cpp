@@ -16,11 +16,11 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string>
 
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Base/Thread.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
 

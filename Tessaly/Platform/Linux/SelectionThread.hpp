@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Thread.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
 namespace Tessaly::inline v1::detail {

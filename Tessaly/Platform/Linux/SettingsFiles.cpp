@@ -15,8 +15,8 @@
 #include <filesystem>
 #include <thread>
 
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Foundation/detail/AvailableMemory.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/detail/AvailableMemory.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Linux/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -3,8 +3,8 @@
 
 #include <atomic>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Logging/LogRecord.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/LogRecord.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "Tessaly/Platform/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

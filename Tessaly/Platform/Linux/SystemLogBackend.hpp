@@ -4,11 +4,11 @@
 #include <chrono>
 #include <cstddef>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/LogBackend.hpp"
+#include "Tessaly/Core/Logging/ProcessLogStore.hpp"
 #include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
 #include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
-#include "Tessaly/Platform/Logging/LogBackend.hpp"
-#include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
 
 namespace Tessaly::inline v1 {
 

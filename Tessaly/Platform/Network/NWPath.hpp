@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 #pragma push_macro("Status")  // Of Xlib.
 #undef Status

@@ -3,9 +3,9 @@
 
 #include <utility>
 
-#include "Tessaly/Platform/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"
-#include "Tessaly/Platform/Tasks/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -8,10 +8,10 @@
 #include <memory>
 #include <optional>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Platform/Network/NWPath.hpp"
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <unordered_map>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Network/NWPath.hpp"
 
 namespace Tessaly::inline v1 {

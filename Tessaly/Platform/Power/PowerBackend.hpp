@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Base/BackendInstallation.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Object.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Object.hpp"
 #include "Tessaly/Platform/Settings/KeyValueChange.hpp"
 
 namespace Tessaly::inline v1 {

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <utility>
 
-#include "Tessaly/Platform/Tasks/Notification.hpp"
-#include "Tessaly/Platform/Text/UTF8.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <utility>
 
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

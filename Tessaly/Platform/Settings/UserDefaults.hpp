@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/Object.hpp"
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/Object.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
 #include "Tessaly/Platform/Settings/KeyValueObserver.hpp"
 #include "Tessaly/Platform/Settings/UserDefaultsStatus.hpp"
 

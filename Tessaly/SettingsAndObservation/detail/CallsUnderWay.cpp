@@ -3,8 +3,8 @@
 
 #include <limits.h>
 
-#include "Tessaly/Platform/Base/ForkGuard.hpp"
-#include "Tessaly/Platform/Base/Futex.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

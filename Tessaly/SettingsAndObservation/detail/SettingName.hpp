@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1::detail {
 

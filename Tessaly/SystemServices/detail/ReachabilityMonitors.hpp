@@ -8,11 +8,11 @@
 #include <optional>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Observation/ObservationRegistrar.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Concurrency/AsyncStream+Extensions.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 
 namespace Tessaly {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Concurrency/AsyncStreams.hpp"
 
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 
 namespace Tessaly {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Concurrency/FirstIdentified.hpp"
 
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
 namespace Tessaly {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 
 namespace Tessaly {
 

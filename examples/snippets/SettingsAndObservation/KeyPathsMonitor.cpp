@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/SettingsAndObservation/MonitorableObject.hpp"
 
 namespace Tessaly {

@@ -3,10 +3,10 @@
 #include <string>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Tasks/AsyncStream.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
 
 using namespace Tessaly;
 

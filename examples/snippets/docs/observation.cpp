@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Tessaly/Concurrency/Observations.hpp"
-#include "Tessaly/Platform/Observation/NSKeyValueObservation.hpp"
-#include "Tessaly/Platform/Observation/Property.hpp"
+#include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 
 namespace Tessaly {

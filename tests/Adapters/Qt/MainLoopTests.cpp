@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "Tessaly/Adapters/Qt/MainLoop.hpp"
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
-#include "Tessaly/Platform/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {

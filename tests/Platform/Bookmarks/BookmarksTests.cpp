@@ -10,9 +10,9 @@
 #include <string>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/ScriptedBookmarks.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Testing/ScriptedBookmarks.hpp"
 
 namespace Tessaly {
 namespace {

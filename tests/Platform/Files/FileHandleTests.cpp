@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
 
 namespace Tessaly {
 namespace {

@@ -13,11 +13,11 @@
 #include <memory>
 #include <string>
 
-#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {

@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 

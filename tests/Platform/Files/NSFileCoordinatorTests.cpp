@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 

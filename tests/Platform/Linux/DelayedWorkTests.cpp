@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
 #include "Tessaly/Platform/Linux/DelayedWork.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/Threads.hpp"
 #include "tests/Support/WaitUntil.hpp"

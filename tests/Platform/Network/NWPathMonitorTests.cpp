@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/ScriptedNetwork.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
+#include "Tessaly/Platform/Testing/ScriptedNetwork.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {

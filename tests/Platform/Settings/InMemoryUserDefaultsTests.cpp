@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -20,8 +20,8 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/LastingClock.hpp"

@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "tests/Support/ContentsOf.hpp"
 
 namespace Tessaly::Tests {

@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
-#include "Tessaly/Platform/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {

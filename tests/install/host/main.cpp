@@ -3,7 +3,7 @@
 #include <string>
 
 #include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Platform/Base/Error.hpp"
+#include "Tessaly/Core/Base/Error.hpp"
 
 // An error of the library, thrown here and caught by its base, and a text made there.
 int main() {

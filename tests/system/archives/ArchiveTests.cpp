@@ -18,10 +18,10 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"

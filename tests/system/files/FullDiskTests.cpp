@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 

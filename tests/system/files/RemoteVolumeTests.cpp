@@ -11,9 +11,9 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Platform/Fakes/ManualClock.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/Process.hpp"

@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
-#include "Tessaly/Platform/Base/FatalError.hpp"
-#include "Tessaly/Platform/Logging/LogConfiguration.hpp"
-#include "Tessaly/Platform/Logging/OSLogStore.hpp"
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/system/journald/PrivateJournal.hpp"
 

@@ -13,10 +13,10 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Linux/MeteredWatch.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "tests/Support/Impostor.hpp"
 #include "tests/Support/PrivateBus.hpp"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateBus.hpp"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Linux/LinuxNetworkBackend.hpp"
-#include "Tessaly/Platform/Tasks/BlockingWork.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/system/network/Routes.hpp"
 

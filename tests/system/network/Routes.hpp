@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
-#include "Tessaly/Platform/Tasks/OS_dispatch_queue.hpp"
 #include "tests/system/network/Namespace.hpp"
 
 namespace Tessaly::Tests {

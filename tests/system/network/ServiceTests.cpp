@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
-#include "Tessaly/Platform/Tasks/MainQueue.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
-#include "Tessaly/Platform/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 #include "tests/Support/Allocations.hpp"
 #include "tests/Support/SystemCalls.hpp"

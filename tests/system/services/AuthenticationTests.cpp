@@ -14,10 +14,10 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
-#include "Tessaly/Platform/Fakes/ScriptedAuthentication.hpp"
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
-#include "Tessaly/Platform/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/ScriptedAuthentication.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/Impostor.hpp"

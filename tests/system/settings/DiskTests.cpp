@@ -15,9 +15,9 @@
 #include <memory>
 #include <string>
 
-#include "Tessaly/Platform/Fakes/RecordingLogBackend.hpp"
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/WaitUntil.hpp"

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/LastingClock.hpp"

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "Tessaly/Platform/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 

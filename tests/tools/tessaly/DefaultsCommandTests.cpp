@@ -16,7 +16,7 @@
 #include <string>
 #include <thread>
 
-#include "Tessaly/Platform/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/MemoryVolume.hpp"

@@ -10,8 +10,8 @@
 #include <map>
 #include <string>
 
-#include "Tessaly/Platform/Logging/LogConfiguration.hpp"
-#include "Tessaly/Platform/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
 #include "ToolProcess.hpp"
 #include "tests/Support/OutputOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"

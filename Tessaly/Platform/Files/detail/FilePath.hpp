@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <string>
 
-#include "Tessaly/Platform/Foundation/POSIXError.hpp"
-#include "Tessaly/Platform/Foundation/URL.hpp"
-#include "Tessaly/Platform/Foundation/URLError.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/URLError.hpp"
 
 namespace Tessaly::inline v1::detail {
 

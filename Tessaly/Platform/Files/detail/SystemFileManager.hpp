@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 
 namespace Tessaly::inline v1::detail {

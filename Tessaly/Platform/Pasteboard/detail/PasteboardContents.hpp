@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -12,8 +12,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Settings/KeyValueChange.hpp"
 #include "Tessaly/Platform/Settings/KeyValueObserver.hpp"
 

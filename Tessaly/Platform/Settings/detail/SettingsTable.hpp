@@ -11,9 +11,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "Tessaly/Platform/Base/Export.hpp"
-#include "Tessaly/Platform/Foundation/PropertyList.hpp"
-#include "Tessaly/Platform/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Tessaly/Platform/Fakes/ScriptedFileManager.hpp"
+#include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 
 namespace Tessaly {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
 
-#include "Tessaly/Platform/Logging/ProcessLogStore.hpp"
+#include "Tessaly/Core/Logging/ProcessLogStore.hpp"
 
 namespace Tessaly {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 
-#include "Tessaly/Platform/Fakes/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 
 namespace Tessaly {
 

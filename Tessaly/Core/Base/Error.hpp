@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <iosfwd>
+#include <string>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The base of every error that Tessaly throws, and of the errors that a host throws through it.
+///
+/// A derived class overrides `description()` when it has a text of its own, and `localizedDescription()` when it has a
+/// message for people. Everything else follows from the class: the domain is its full name, the code is 1.
+///
+/// Thread contract: thread-safe once constructed, as long as a derived class's own members are not changed.
+///
+///     struct UploadError : Tessaly::Error {
+///       std::string description() const override { return "Upload refused"; }
+///     };
+class TESSALY_EXPORT Error : public std::exception {
+ public:
+  Error() noexcept = default;
+  Error(const Error& other) noexcept;
+  Error& operator=(const Error& other) noexcept;
+  ~Error() override;
+
+  /// The error as a value, for logs and debuggers: by default the bare class name and "()".
+  [[nodiscard]] virtual std::string description() const;
+  /// The error as a message for people: by default "The operation couldn’t be completed. (<domain> error <code>.)".
+  [[nodiscard]] virtual std::string localizedDescription() const;
+  /// What the code counts in: by default the full class name, its parts joined by dots.
+  [[nodiscard]] virtual std::string domain() const;
+  /// The error's number in its domain: by default 1.
+  [[nodiscard]] virtual std::int64_t code() const noexcept;
+
+  /// `description()`, built at the first call and kept as long as this object.
+  [[nodiscard]] const char* what() const noexcept final;
+
+ private:
+  mutable std::atomic<const std::string*> what_{nullptr};
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Error& error);
+
+/// What a cancelled task throws where it stops early.
+///
+/// Thread contract: thread-safe.
+///
+///     try {
+///       upload();
+///     } catch (const Tessaly::CancellationError&) {
+///       return;  // Somebody wanted it so: nothing to report.
+///     }
+class TESSALY_EXPORT CancellationError final : public Error {
+ public:
+  ~CancellationError() override;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Sleeps while the word holds the value, until woken. May return early; callers look again.
+TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
+
+/// The same for at most `nanoseconds`. False when that time has passed.
+TESSALY_EXPORT bool futexWaitFor(const std::atomic<std::uint32_t>& word, std::uint32_t value,
+                                 std::int64_t nanoseconds) noexcept;
+
+/// Wakes at most `count` threads that sleep on the word. The word may be gone by then: waking reads no memory.
+TESSALY_EXPORT void futexWake(const std::atomic<std::uint32_t>& word, int count) noexcept;
+
+/// Tells the processor that this is a spin loop.
+inline void pauseProcessor() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  asm volatile("yield" ::: "memory");
+#endif
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Formatters/DateFormatter.hpp"
+
+#include <unicode/calendar.h>
+#include <unicode/decimfmt.h>
+#include <unicode/dtfmtsym.h>
+#include <unicode/locid.h>
+#include <unicode/simpleformatter.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+#include <unicode/udisplaycontext.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <tuple>
+#include <utility>
+
+#include "Tessaly/Core/Formatters/detail/DateWriter.hpp"
+#include "Tessaly/Core/Formatters/detail/RelativeDay.hpp"
+#include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
+#include "Tessaly/Core/Text/detail/UTF16Output.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+icu::DateFormat::EStyle styleOfICU(DateFormatter::Style style) {
+  switch (style) {
+    case DateFormatter::Style::short_:
+      return icu::DateFormat::kShort;
+    case DateFormatter::Style::medium:
+      return icu::DateFormat::kMedium;
+    case DateFormatter::Style::long_:
+      return icu::DateFormat::kLong;
+    case DateFormatter::Style::full:
+      return icu::DateFormat::kFull;
+    case DateFormatter::Style::none:
+      break;
+  }
+  return icu::DateFormat::kNone;
+}
+
+UDisplayContext contextOfICU(DateFormatter::FormattingContext context) {
+  using enum DateFormatter::FormattingContext;
+  switch (context) {
+    case standalone:
+      return UDISPCTX_CAPITALIZATION_FOR_STANDALONE;
+    case listItem:
+      return UDISPCTX_CAPITALIZATION_FOR_UI_LIST_OR_MENU;
+    case beginningOfSentence:
+      return UDISPCTX_CAPITALIZATION_FOR_BEGINNING_OF_SENTENCE;
+    case middleOfSentence:
+      return UDISPCTX_CAPITALIZATION_FOR_MIDDLE_OF_SENTENCE;
+    case unknown:
+      break;
+  }
+  return UDISPCTX_CAPITALIZATION_NONE;
+}
+
+using detail::DateWriter;
+
+/// The part for a field of a pattern: a letter, so many times. Absent for what is left to ICU.
+std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::DateFormatSymbols& symbols) {
+  using Field = DateWriter::Field;
+  using icu::DateFormatSymbols;
+  const auto width = [count] {
+    return count == 3   ? DateFormatSymbols::ABBREVIATED
+           : count == 4 ? DateFormatSymbols::WIDE
+                        : DateFormatSymbols::NARROW;
+  };
+  const auto named = [](Field field, const icu::UnicodeString* names, std::int32_t first, std::int32_t end) {
+    DateWriter::Part part{.field = field, .names = {}};
+    for (std::int32_t index = first; index < end; ++index) part.names.push_back(detail::fromUTF16(names[index]));
+    return part;
+  };
+  const bool isStandalone = letter == u'L' || letter == u'c';
+  const auto context = isStandalone ? DateFormatSymbols::STANDALONE : DateFormatSymbols::FORMAT;
+  std::int32_t found = 0;
+  switch (letter) {
+    case u'y':
+      if (count == 2) return DateWriter::Part{.field = Field::yearOfCentury, .names = {}};
+      return DateWriter::Part{.field = Field::year, .digits = count, .names = {}};
+    case u'M':
+    case u'L': {
+      if (count < 3) return DateWriter::Part{.field = Field::month, .digits = count, .names = {}};
+      const icu::UnicodeString* names = symbols.getMonths(found, context, width());
+      if (count > 5 || found < 12) return std::nullopt;
+      return named(Field::monthName, names, 0, 12);
+    }
+    case u'E':
+    case u'c': {
+      if (count > 5 || (isStandalone && count < 3)) return std::nullopt;
+      const icu::UnicodeString* names =
+          symbols.getWeekdays(found, context, count < 3 ? DateFormatSymbols::ABBREVIATED : width());
+      if (found < 8) return std::nullopt;
+      return named(Field::weekdayName, names, 1, 8);
+    }
+    case u'a': {
+      const icu::UnicodeString* names = symbols.getAmPmStrings(found);
+      if (count > 4 || found < 2) return std::nullopt;
+      return named(Field::dayPeriod, names, 0, 2);
+    }
+    case u'd':
+      return DateWriter::Part{.field = Field::day, .digits = count, .names = {}};
+    case u'H':
+      return DateWriter::Part{.field = Field::hour, .digits = count, .names = {}};
+    case u'h':
+      return DateWriter::Part{.field = Field::hourOfTwelve, .digits = count, .names = {}};
+    case u'm':
+      return DateWriter::Part{.field = Field::minute, .digits = count, .names = {}};
+    case u's':
+      return DateWriter::Part{.field = Field::second, .digits = count, .names = {}};
+    default:
+      return std::nullopt;
+  }
+}
+
+/// What writes as a format of ICU does. Absent for other calendars than the Gregorian one, and for patterns with fields
+/// that only ICU knows, such as names of time zones.
+std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isCapitalised, const icu::Locale& locale) {
+  constexpr std::u16string_view numericFields = u"yMdHhms";
+  if (std::string_view(format.getCalendar()->getType()) != "gregorian") return std::nullopt;
+  const auto* numbers = dynamic_cast<const icu::DecimalFormat*>(format.getNumberFormat());
+  if (numbers == nullptr || std::ranges::any_of(numericFields, [&](char16_t field) {
+        return format.getNumberFormatForField(field) != numbers;
+      })) {
+    return std::nullopt;
+  }
+  DateWriter writer;
+  for (int digit = 0; digit < 10; ++digit) {
+    writer.digits[static_cast<std::size_t>(digit)] =
+        detail::fromUTF16(numbers->getDecimalFormatSymbols()->getConstDigitSymbol(digit));
+  }
+  icu::UnicodeString pattern;
+  format.toPattern(pattern);
+  icu::UnicodeString literal;
+  const auto endLiteral = [&] {
+    if (literal.isEmpty()) return;
+    writer.parts.push_back({.field = DateWriter::Field::literal, .names = {detail::fromUTF16(literal)}});
+    literal.remove();
+  };
+  bool isFirst = true;
+  bool isQuoted = false;
+  for (std::int32_t at = 0; at < pattern.length();) {
+    const char16_t unit = pattern.charAt(at);
+    const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+    if (unit == u'\'') {
+      const bool isDoubled = at + 1 < pattern.length() && pattern.charAt(at + 1) == u'\'';
+      if (isDoubled) {
+        literal += u'\'';
+      } else {
+        isQuoted = !isQuoted;
+      }
+      at += isDoubled ? 2 : 1;
+    } else if (isQuoted || !isLetter) {
+      literal += unit;
+      ++at;
+    } else {
+      std::int32_t end = at;
+      while (end < pattern.length() && pattern.charAt(end) == unit) ++end;
+      auto part = partOf(unit, end - at, *format.getDateFormatSymbols());
+      if (!part) return std::nullopt;
+      endLiteral();
+      if (isFirst && isCapitalised) detail::capitalise(part->names, locale.getName());
+      isFirst = false;
+      writer.parts.push_back(*std::move(part));
+      at = end;
+    }
+  }
+  endLiteral();
+  return writer;
+}
+
+icu::UnicodeString quoted(icu::UnicodeString text) {
+  text.findAndReplace(u"'", u"''");
+  return u"'" + text + u"'";
+}
+
+}  // namespace
+
+struct DateFormatter::Key {
+  std::string locale;
+  std::string zone;
+  Style dateStyle;
+  Style timeStyle;
+  bool isRelative;
+  FormattingContext context;
+
+  explicit Key(const std::tuple<const std::string&, const std::string&, Style, Style, bool, FormattingContext>& parts)
+      : locale(std::get<0>(parts)),
+        zone(std::get<1>(parts)),
+        dateStyle(std::get<2>(parts)),
+        timeStyle(std::get<3>(parts)),
+        isRelative(std::get<4>(parts)),
+        context(std::get<5>(parts)) {}
+
+  bool operator==(const std::tuple<const std::string&, const std::string&, Style, Style, bool, FormattingContext>&
+                      parts) const noexcept {
+    return std::tie(locale, zone, dateStyle, timeStyle, isRelative, context) == parts;
+  }
+};
+
+/// What is prepared for one combination of properties.
+class DateFormatter::Engine {
+ public:
+  /// Who writes: a writer of ours where it can, else ICU, whose formats are many times larger and slower.
+  enum class Writing : std::uint8_t { byOurselves, byICU };
+
+  explicit Engine(const Key& key, Writing writing = Writing::byOurselves) : key_(key) {
+    const icu::Locale named(key.locale.c_str());
+    const icu::Locale& locale = named.isBogus() ? icu::Locale::getRoot() : named;
+    UErrorCode status = U_ZERO_ERROR;
+    auto* format =
+        icu::DateFormat::createDateTimeInstance(styleOfICU(key.dateStyle), styleOfICU(key.timeStyle), locale);
+    whole_.reset(dynamic_cast<icu::SimpleDateFormat*>(format));
+    if (!whole_) {
+      delete format;
+      whole_ =
+          std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(u"y-MM-dd HH:mm"), icu::Locale::getRoot(), status);
+    }
+    zone_.reset(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));
+    whole_->setTimeZone(*zone_);
+    calendar_.reset(whole_->getCalendar()->clone());
+    isRelative_ = key.isRelative && key.dateStyle != Style::none;
+    if (isRelative_) prepareWords(key, locale);
+    whole_->setContext(contextOfICU(key.context), status);
+    if (writing == Writing::byOurselves) prepareWriters(locale);
+  }
+
+  std::string string(UDate date, UDate now) {
+    const bool isLeftToICU = !DateWriter::writes(date) || (isRelative_ && !DateWriter::writes(now));
+    if (wholeWriter_ && isLeftToICU) {
+      if (!exact_) exact_ = std::make_unique<Engine>(key_, Writing::byICU);
+      return exact_->string(date, now);
+    }
+    if (isRelative_) {
+      const std::int64_t days = dayNumber(date) - dayNumberOfNow(now);
+      if (days >= -3 && days <= 3 && !words_[static_cast<std::size_t>(days + 3)].empty()) {
+        const std::string& word = words_[static_cast<std::size_t>(days + 3)];
+        if (key_.timeStyle == Style::none) return word;
+        const std::string time = apply(time_.get(), timeWriter_, date);
+        return isTimeFirst_ ? glue_[0] + time + glue_[1] + word + glue_[2]
+                            : glue_[0] + word + glue_[1] + time + glue_[2];
+      }
+    }
+    return apply(whole_.get(), wholeWriter_, date);
+  }
+
+ private:
+  std::string apply(const icu::SimpleDateFormat* format, const std::optional<DateWriter>& writer, UDate date) {
+    if (writer) {
+      std::string text;
+      writer->append(text, localMilliseconds(date));
+      return text;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    // With a calendar of our own: given a date, ICU would clone the format's at every call.
+    calendar_->setTime(date, status);
+    units_.remove();
+    icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+    format->format(*calendar_, units_, position);
+    return detail::fromUTF16(units_);
+  }
+
+  [[nodiscard]] std::int64_t localMilliseconds(UDate date) const {
+    UErrorCode status = U_ZERO_ERROR;
+    std::int32_t distance = 0;
+    std::int32_t summer = 0;
+    zone_->getOffset(date, false, distance, summer, status);
+    return static_cast<std::int64_t>(std::floor(date)) + distance + summer;
+  }
+
+  /// Numbers the days of the zone one after another.
+  std::int64_t dayNumber(UDate date) {
+    if (wholeWriter_) {
+      return std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(localMilliseconds(date))).count();
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    calendar_->setTime(date, status);
+    return calendar_->get(UCAL_JULIAN_DAY, status);
+  }
+
+  /// Asks the zone only when another minute has come: days begin and end with a minute in every zone.
+  std::int64_t dayNumberOfNow(UDate now) {
+    const double minute = std::floor(now / 60'000);
+    if (minute != minuteOfNow_) {
+      dayOfNow_ = dayNumber(now);
+      minuteOfNow_ = minute;
+    }
+    return dayOfNow_;
+  }
+
+  /// Lets go of ICU's formats if everything can be written without.
+  void prepareWriters(const icu::Locale& locale) {
+    const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
+    if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
+    wholeWriter_ = writerOf(*whole_, isAtBeginning, locale);
+    if (wholeWriter_ && time_) timeWriter_ = writerOf(*time_, isAtBeginning && isTimeFirst_, locale);
+    if (!wholeWriter_ || (time_ && !timeWriter_)) {
+      wholeWriter_.reset();
+      return;
+    }
+    whole_.reset();
+    time_.reset();
+    calendar_.reset();
+  }
+
+  void prepareWords(const Key& key, const icu::Locale& locale) {
+    if (key.timeStyle != Style::none) prepareGlue(key, locale);
+    words_ = detail::wordsForDays(locale.getBaseName());
+    if (!isTimeFirst_ && isCapitalised(key.context, locale)) detail::capitalise(words_, locale.getName());
+  }
+
+  /// Joins the patterns of date and time by the plain glue, and finds out what that puts around the two texts.
+  void prepareGlue(const Key& key, const icu::Locale& locale) {
+    UErrorCode status = U_ZERO_ERROR;
+    const auto pattern = [&](icu::DateFormat* made) {
+      const std::unique_ptr<icu::DateFormat> format(made);
+      icu::UnicodeString text;
+      if (const auto* simple = dynamic_cast<const icu::SimpleDateFormat*>(format.get())) simple->toPattern(text);
+      return text;
+    };
+    const icu::DateFormat::EStyle dateStyle = styleOfICU(key.dateStyle);
+    const icu::UnicodeString datePattern = pattern(icu::DateFormat::createDateInstance(dateStyle, locale));
+    const icu::UnicodeString timePattern =
+        pattern(icu::DateFormat::createTimeInstance(styleOfICU(key.timeStyle), locale));
+    const icu::UnicodeString glue(detail::glueOfDateAndTime(locale.getBaseName(), dateStyle).c_str());
+    isTimeFirst_ = glue.indexOf(u"{0}") >= 0 && glue.indexOf(u"{0}") < glue.indexOf(u"{1}");
+    const icu::SimpleFormatter joiner(glue, 2, 2, status);
+
+    time_.reset(whole_->clone());
+    time_->applyPattern(timePattern);
+    if (isTimeFirst_) time_->setContext(contextOfICU(key.context), status);
+    // The glue is a pattern of dates too, with quotes of its own: let the format resolve it around two private letters.
+    icu::UnicodeString joined;
+    joiner.format(quoted(u"\uE000"), quoted(u"\uE001"), joined, status);
+    whole_->applyPattern(joined);
+    icu::UnicodeString around;
+    whole_->format(UDate{0}, around);
+    const std::int32_t first = around.indexOf(isTimeFirst_ ? u'\uE000' : u'\uE001');
+    const std::int32_t second = around.indexOf(isTimeFirst_ ? u'\uE001' : u'\uE000');
+    if (first >= 0 && second > first) {
+      glue_ = {detail::fromUTF16(around.tempSubStringBetween(0, first)),
+               detail::fromUTF16(around.tempSubStringBetween(first + 1, second)),
+               detail::fromUTF16(around.tempSubString(second + 1))};
+    }
+
+    icu::UnicodeString both;
+    joiner.format(timePattern, datePattern, both, status);
+    if (U_SUCCESS(status)) whole_->applyPattern(both);
+  }
+
+  /// Whether words for days get a capital letter. On their own and in lists, that is for the locale to say.
+  static bool isCapitalised(FormattingContext context, const icu::Locale& locale) {
+    using detail::WordPlace;
+    if (context == FormattingContext::beginningOfSentence) return true;
+    if (context == FormattingContext::standalone) {
+      return detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::standalone);
+    }
+    return context == FormattingContext::listItem &&
+           detail::capitalisesWordsForDays(locale.getBaseName(), WordPlace::list);
+  }
+
+  const Key key_;
+  std::unique_ptr<icu::TimeZone> zone_;
+  std::optional<DateWriter> wholeWriter_;
+  std::optional<DateWriter> timeWriter_;
+  /// ICU's; none where the writers do without.
+  std::unique_ptr<icu::SimpleDateFormat> whole_;
+  std::unique_ptr<icu::SimpleDateFormat> time_;
+  std::unique_ptr<icu::Calendar> calendar_;
+  /// Another one that is left to ICU, for dates that the writers do not know.
+  std::unique_ptr<Engine> exact_;
+  icu::UnicodeString units_;
+  bool isRelative_ = false;
+  bool isTimeFirst_ = false;
+  std::array<std::string, 7> words_;
+  std::array<std::string, 3> glue_{"", " ", ""};
+  double minuteOfNow_ = std::nan("");
+  std::int64_t dayOfNow_ = 0;
+};
+
+class DateFormatter::Engines : public detail::RecentlyUsed<Key, Engine, 16> {};
+
+DateFormatter::DateFormatter() : engines_(std::make_unique<Engines>()) {}
+DateFormatter::~DateFormatter() = default;
+
+std::string_view DateFormatter::className() const noexcept { return "Tessaly.DateFormatter"; }
+
+std::string DateFormatter::string(::Tessaly::Date date) const {
+  if (dateStyle_ == Style::none && timeStyle_ == Style::none) return {};
+  const double seconds = date.timeIntervalSince1970();
+  if (!std::isfinite(seconds)) return {};
+  const std::string& locale = (locale_ ? *locale_ : detail::currentLocale()).identifier();
+  const std::string& zone = (timeZone_ ? *timeZone_ : detail::currentTimeZone()).identifier();
+  Engine& engine =
+      engines_->get(std::tuple<const std::string&, const std::string&, Style, Style, bool, FormattingContext>(
+                        locale, zone, dateStyle_, timeStyle_, isRelative_, context_),
+                    [](const Key& key) { return std::make_unique<Engine>(key); });
+  const UDate now = isRelative_ ? Date::now().timeIntervalSince1970() * 1000 : 0;
+  return engine.string(seconds * 1000 + 0.5, now);
+}
+
+std::optional<std::string> DateFormatter::string(const std::any& object) const {
+  const auto* date = std::any_cast<::Tessaly::Date>(&object);
+  if (date == nullptr) return std::nullopt;
+  return string(*date);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A time zone, by its name in the time-zone database ("Europe/Paris") or its distance from Greenwich ("GMT+03:00").
+///
+/// The nearest standard facility is `std::chrono::time_zone`, which this standard library does not have yet.
+///
+/// Thread contract: thread-compatible.
+///
+///     std::optional<TimeZone> paris = TimeZone::from("Europe/Paris");
+///     if (paris) std::cout << *paris;  // Europe/Paris
+class TimeZone {
+ public:
+  /// Absent when no zone has the name.
+  [[nodiscard]] TESSALY_EXPORT static std::optional<TimeZone> from(std::string_view identifier);
+  [[nodiscard]] static TimeZone gmt() { return TimeZone("GMT"); }
+
+  /// The zone of the environment variable `TZ`, else of the system. The variable is looked at in every call; a change
+  /// of the system's own zone is noticed at the next change of the variable or the next start.
+  ///
+  /// Thread contract: thread-safe.
+  [[nodiscard]] TESSALY_EXPORT static TimeZone current();
+
+  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+
+  friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
+
+  /// Replaces the current time zone for a scope, in all threads. Replacements end in the reverse order of their
+  /// beginnings, when no thread formats any more.
+  ///
+  /// Thread contract: thread-safe.
+  ///
+  ///     TimeZone zone = TimeZone::gmt();
+  ///     TimeZone::Replacement replacement(zone);
+  ///     // TimeZone::current() is "GMT" until `replacement` ends.
+  class TESSALY_EXPORT Replacement {
+   public:
+    explicit Replacement(const TimeZone& zone) noexcept;
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    ~Replacement();
+
+   private:
+    const TimeZone* previous_;
+  };
+
+ private:
+  explicit TimeZone(std::string identifier) : identifier_(std::move(identifier)) {}
+
+  std::string identifier_;
+};
+
+/// Writes the identifier.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const TimeZone& zone);
+
+namespace detail {
+
+/// `TimeZone::current()` without a copy. Valid until the next call on this thread.
+[[nodiscard]] TESSALY_EXPORT const TimeZone& currentTimeZone();
+
+}  // namespace detail
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The facts that a host application gives about itself.
+///
+/// Thread contract: thread-compatible.
+///
+///     Bundle::setMain({.identifier = "org.example.player", .shortVersion = "1.2.3", .build = "42"});
+struct BundleInformation {
+  /// In reverse domain-name form.
+  std::optional<std::string> identifier = std::nullopt;
+  /// The version that people see, such as "1.2.3".
+  std::optional<std::string> shortVersion = std::nullopt;
+  /// The number of the build, such as "42".
+  std::optional<std::string> build = std::nullopt;
+  /// The languages that the application speaks, such as "en" or "pt_BR", its original one first.
+  std::vector<std::string> localizations = {};
+  /// The languages to use, best first, where the host does not leave the choice to the environment.
+  std::optional<std::vector<std::string>> preferredLocalizations = std::nullopt;
+  /// Further entries of the information dictionary.
+  std::map<std::string, std::string> information = {};
+
+  friend bool operator==(const BundleInformation&, const BundleInformation&) = default;
+};
+
+/// The application as it describes itself: its identifier, its versions, its languages.
+///
+/// The facts come from a note in the main executable, which the CMake function `tessaly_bundle` puts there and which
+/// survives stripping and the removal of unused sections; or from `setMain`.
+///
+/// Thread contract: thread-safe.
+///
+///     const Bundle& bundle = Bundle::main();
+///     std::cout << bundle.bundleIdentifier().value_or("none") << '\n';
+class Bundle {
+ public:
+  Bundle(const Bundle&) = delete;
+  Bundle& operator=(const Bundle&) = delete;
+
+  /// The running application. The facts are read at the first call.
+  [[nodiscard]] TESSALY_EXPORT static const Bundle& main();
+
+  /// Sets the facts in code, instead of all those in the executable. Stops the process when `main()` was called before
+  /// or the facts were set before.
+  TESSALY_EXPORT static void setMain(BundleInformation information);
+
+  /// "CFBundleIdentifier" of the information dictionary.
+  [[nodiscard]] const std::optional<std::string>& bundleIdentifier() const noexcept { return facts_.identifier; }
+  /// "CFBundleShortVersionString" of the information dictionary.
+  [[nodiscard]] const std::optional<std::string>& shortVersionString() const noexcept { return facts_.shortVersion; }
+  /// "CFBundleVersion" of the information dictionary.
+  [[nodiscard]] const std::optional<std::string>& buildVersion() const noexcept { return facts_.build; }
+  /// The languages that the application speaks, its original one first.
+  [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
+
+  /// The localizations that suit the user, best first: those that the environment asks for (LANGUAGE, or else the first
+  /// of LC_ALL, LC_MESSAGES and LANG that is set), and if there are none, the original one. "en" where the application
+  /// names no localizations.
+  [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
+
+  /// An entry of the information dictionary.
+  [[nodiscard]] TESSALY_EXPORT std::optional<std::string> infoValue(std::string_view key) const;
+
+  /// The executable's file.
+  [[nodiscard]] TESSALY_EXPORT URL executableURL() const;
+
+ private:
+  explicit Bundle(BundleInformation facts) noexcept;
+
+  BundleInformation facts_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+
+namespace Tessaly::inline v1 {
+
+class URL;
+
+/// A block of bytes with value semantics; copies share their storage until one of them is written.
+///
+/// The nearest standard facility is `std::vector<std::uint8_t>`, which copies its bytes each time. Elements are handed
+/// out as constants only; writing goes through `set`, `append` and `modify`.
+///
+/// Thread contract: thread-compatible.
+///
+///     Data greeting(std::string_view("Hi"));
+///     greeting.append({0x21});
+///     std::cout << greeting << ' ' << greeting.base64EncodedString();  // 3 bytes SGkh
+class Data {
+ public:
+  using Bytes = std::vector<std::uint8_t>;
+  using value_type = std::uint8_t;
+  using const_iterator = const std::uint8_t*;
+  using iterator = const_iterator;
+
+  /// No bytes.
+  Data() noexcept = default;
+  /// Takes the bytes over.
+  explicit Data(Bytes bytes) : bytes_(std::move(bytes)) {}
+  /// Copies the bytes.
+  explicit Data(std::span<const std::uint8_t> bytes) : bytes_(Bytes(bytes.begin(), bytes.end())) {}
+  /// Copies the bytes.
+  explicit Data(std::span<const std::byte> bytes) : Data(std::string_view(toChars(bytes.data()), bytes.size())) {}
+  /// Copies the bytes of a text.
+  explicit Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
+
+  /// Reads Base64 with padding (RFC 4648, section 4); nothing for any other text, white space included.
+  [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
+
+  /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file.
+  /// A file that does not fit into the memory that is left throws `ENOMEM`.
+  ///
+  /// Thread contract: thread-safe. Blocks on the file system.
+  [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);
+
+  /// Writes a whole file in place; a new one gets the mode 0666 less the process's mask. Throws as `contentsOf` does;
+  /// the file may then be left empty or written in part.
+  ///
+  /// Thread contract: thread-safe. Blocks on the file system.
+  TESSALY_EXPORT void write(const URL& file) const;
+
+  [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(size()); }
+  [[nodiscard]] bool isEmpty() const noexcept { return bytes_.read().empty(); }
+  [[nodiscard]] std::size_t size() const noexcept { return bytes_.read().size(); }
+  [[nodiscard]] const std::uint8_t* data() const noexcept { return bytes_.read().data(); }
+  [[nodiscard]] const_iterator begin() const noexcept { return data(); }
+  [[nodiscard]] const_iterator end() const noexcept { return data() + size(); }
+  /// The byte at an index. Stops the process when there is none.
+  [[nodiscard]] std::uint8_t operator[](std::int64_t index) const noexcept {
+    if (index < 0 || index >= count()) [[unlikely]]
+      stopOutOfRange(index);
+    return data()[index];
+  }
+
+  /// The bytes. Valid until this value is written or destroyed.
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept { return bytes_.read(); }
+  /// The bytes as characters, whatever they are. Valid until this value is written or destroyed.
+  [[nodiscard]] std::string_view text() const noexcept { return {toChars(data()), size()}; }
+
+  /// Changes the byte at an index. Stops the process when there is none.
+  void set(std::int64_t index, std::uint8_t byte) {
+    if (index < 0 || index >= count()) [[unlikely]]
+      stopOutOfRange(index);
+    bytes_.modify()[static_cast<std::size_t>(index)] = byte;
+  }
+  /// Appends bytes, which may be bytes of this value.
+  TESSALY_EXPORT void append(std::span<const std::uint8_t> bytes);
+  void append(std::initializer_list<std::uint8_t> bytes) { append(std::span(bytes.begin(), bytes.size())); }
+  void append(const Data& other) { append(other.bytes()); }
+  /// Calls the body with the bytes as a vector to change, and returns what it returned. The reference must not outlive
+  /// the call.
+  template <typename Body>
+  decltype(auto) modify(Body&& body) {
+    return std::forward<Body>(body)(bytes_.modify());
+  }
+
+  /// Base64 with padding and without line breaks (RFC 4648, section 4).
+  [[nodiscard]] TESSALY_EXPORT std::string base64EncodedString() const;
+
+  /// The number of bytes: "3 bytes".
+  [[nodiscard]] TESSALY_EXPORT std::string description() const;
+
+  friend bool operator==(const Data& left, const Data& right) noexcept {
+    return left.bytes_.isIdentical(right.bytes_) || left.bytes_.read() == right.bytes_.read();
+  }
+
+ private:
+  static const char* toChars(const void* bytes) noexcept { return static_cast<const char*>(bytes); }
+  [[noreturn]] TESSALY_EXPORT static void stopOutOfRange(std::int64_t index) noexcept;
+
+  CopyOnWrite<Bytes> bytes_;
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Data& data);
+
+}  // namespace Tessaly::inline v1
+
+template <>
+struct std::hash<Tessaly::Data> {
+  std::size_t operator()(const Tessaly::Data& data) const noexcept {
+    return std::hash<std::string_view>()(data.text());
+  }
+};

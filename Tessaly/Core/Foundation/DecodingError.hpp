@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Why data could not be decoded.
+///
+/// Thread contract: thread-compatible.
+///
+///     try {
+///       show(JSONDecoder::decoder(data).container().decodeString("name"));
+///     } catch (const DecodingError& error) {
+///       if (error.kind != DecodingError::Kind::keyNotFound) throw;
+///     }
+class TESSALY_EXPORT DecodingError final : public Error {
+ public:
+  enum class Kind : std::uint8_t { typeMismatch, valueNotFound, keyNotFound, dataCorrupted };
+
+  Kind kind;
+  /// What is wrong, for developers.
+  std::string debugDescription;
+
+  DecodingError(Kind kind, std::string debugDescription);
+  ~DecodingError() override;
+
+  /// Such as `dataCorrupted("The given data was not valid JSON.")`.
+  [[nodiscard]] std::string description() const override;
+  /// "The data couldn’t be read because it is missing." or "… because it isn’t in the correct format."
+  [[nodiscard]] std::string localizedDescription() const override;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Foundation/Digests.hpp"
+
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+
+#include <new>
+
+namespace Tessaly::inline v1 {
+namespace {
+
+void digest(std::span<const std::uint8_t> bytes, const EVP_MD* method, std::uint8_t* out) {
+  if (EVP_Digest(bytes.data(), bytes.size(), out, nullptr, method, nullptr) != 1) throw std::bad_alloc();
+}
+
+}  // namespace
+
+SHA256Digest SHA256Digest::hash(std::span<const std::uint8_t> bytes) {
+  SHA256Digest result;
+  digest(bytes, EVP_sha256(), result.bytes.data());
+  return result;
+}
+
+Insecure::MD5Digest Insecure::MD5Digest::hash(std::span<const std::uint8_t> bytes) {
+  MD5Digest result;
+  digest(bytes, EVP_md5(), result.bytes.data());
+  return result;
+}
+
+HashedAuthenticationCode HashedAuthenticationCode::authenticationCode(std::span<const std::uint8_t> bytes,
+                                                                      std::span<const std::uint8_t> key) {
+  HashedAuthenticationCode result;
+  // A null key would stand for the one before.
+  constexpr std::uint8_t none = 0;
+  const std::uint8_t* const keyBytes = key.empty() ? &none : key.data();
+  if (HMAC(EVP_sha256(), keyBytes, static_cast<int>(key.size()), bytes.data(), bytes.size(), result.bytes.data(),
+           nullptr) == nullptr) {
+    throw std::bad_alloc();
+  }
+  return result;
+}
+
+}  // namespace Tessaly::inline v1

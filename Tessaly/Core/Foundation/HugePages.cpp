@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Foundation/detail/HugePages.hpp"
+
+#include <sys/mman.h>
+
+#include <cstdint>
+
+namespace Tessaly::inline v1 {
+
+void detail::adviseHugePages(void* memory, std::size_t size) noexcept {
+  constexpr std::size_t ownMapping = std::size_t{32} << 20;
+  constexpr std::uintptr_t page = 4096;
+  if (size < ownMapping) return;
+  const auto address = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uintptr_t begin = (address + page - 1) & ~(page - 1);
+  const std::uintptr_t end = (address + size) & ~(page - 1);
+  // A refusal only costs time.
+  static_cast<void>(::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE));
+}
+
+}  // namespace Tessaly::inline v1

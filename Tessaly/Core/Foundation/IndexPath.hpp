@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A place in a tree of lists: the position in the outermost list, then that in the list found there, and so on. In a
+/// list with sections it is the section and then the item.
+///
+/// Paths are ordered position by position; a path comes before those that it leads to.
+///
+/// Thread contract: thread-compatible.
+///
+///     const IndexPath path({.item = 3, .section = 1});
+///     std::cout << path << ' ' << path.item() << '\n';  // [1, 3] 3
+class IndexPath {
+ public:
+  /// An item of a list with sections.
+  struct Place {
+    std::int64_t item = 0;
+    std::int64_t section = 0;
+  };
+
+  /// The path that leads nowhere.
+  IndexPath() noexcept = default;
+  explicit IndexPath(Place place) : indexes_{place.section, place.item} {}
+  [[nodiscard]] static IndexPath withIndexes(std::vector<std::int64_t> indexes) noexcept {
+    IndexPath path;
+    path.indexes_ = std::move(indexes);
+    return path;
+  }
+
+  /// The second position. Stops the process when the path is shorter.
+  [[nodiscard]] std::int64_t item() const noexcept { return indexes_[checked(1)]; }
+  /// The first position. Stops the process when there is none.
+  [[nodiscard]] std::int64_t section() const noexcept { return indexes_[checked(0)]; }
+
+  [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(indexes_.size()); }
+  [[nodiscard]] bool isEmpty() const noexcept { return indexes_.empty(); }
+  [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept { return indexes_; }
+  /// The path to a position in the list that this one leads to.
+  [[nodiscard]] IndexPath appending(std::int64_t index) const {
+    IndexPath longer = *this;
+    longer.indexes_.push_back(index);
+    return longer;
+  }
+
+  /// "[1, 3]".
+  [[nodiscard]] TESSALY_EXPORT std::string description() const;
+
+  friend bool operator==(const IndexPath&, const IndexPath&) noexcept = default;
+  friend auto operator<=>(const IndexPath&, const IndexPath&) noexcept = default;
+
+ private:
+  [[nodiscard]] std::size_t checked(std::size_t position) const noexcept {
+    if (position >= indexes_.size()) stopTooShort(position);
+    return position;
+  }
+  [[noreturn]] TESSALY_EXPORT void stopTooShort(std::size_t position) const noexcept;
+
+  std::vector<std::int64_t> indexes_;
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const IndexPath& path);
+
+}  // namespace Tessaly::inline v1
+
+template <>
+struct std::hash<Tessaly::IndexPath> {
+  std::size_t operator()(const Tessaly::IndexPath& path) const noexcept {
+    std::size_t hash = 0;
+    for (const std::int64_t index : path.indexes()) {
+      hash = hash * 0x9E3779B97F4A7C15 + std::hash<std::int64_t>()(index) + 1;
+    }
+    return hash;
+  }
+};

@@ -1,0 +1,410 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Foundation/detail/MIMEDatabase.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <exception>
+#include <filesystem>
+#include <utility>
+
+#include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Foundation/detail/GlobPattern.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+/// In the place of a pattern: the type's patterns of less important files do not count.
+constexpr std::string_view deleteAll = "__NOGLOBS__";
+/// What is larger is no file of such a database.
+constexpr std::uintmax_t greatestFile = std::uintmax_t{32} << 20;
+/// In so many bytes a control character tells contents that are no text.
+constexpr std::size_t textSample = 128;
+
+constexpr std::string_view anyData = "application/octet-stream";
+constexpr std::string_view anyText = "text/plain";
+constexpr std::string_view emptyFile = "application/x-zerosize";
+
+constexpr std::string_view blanks = " \t\r\n";
+
+constexpr bool isLetterOrDigit(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+std::string lowercased(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+/// Calls the body for each line that is no comment.
+template <typename Body>
+void forEachLine(std::string_view text, Body body) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (!line.empty() && line.front() != '#') body(line);
+  }
+}
+
+/// What stands before a separator, which is taken away with it; all that is left where there is none.
+std::string_view takeUntil(std::string_view& text, char separator) noexcept {
+  const std::size_t end = std::min(text.find(separator), text.size());
+  const std::string_view part = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return part;
+}
+
+std::string contentsOf(const std::string& path) {
+  try {
+    std::error_code code;
+    if (!std::filesystem::is_regular_file(path, code)) return {};
+    if (std::filesystem::file_size(path, code) > greatestFile || code) return {};
+    return std::string(Data::contentsOf(URL::fileURLWithPath(path)).text());
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+/// An environment variable that holds an absolute path.
+std::optional<std::string> pathVariable(const ProcessInfo& process, const char* name) {
+  auto value = process.environmentValue(name);
+  if (!value || !value->starts_with('/')) return std::nullopt;
+  return value;
+}
+
+void addOnce(std::vector<std::string>& texts, std::string_view text) {
+  if (std::ranges::find(texts, text) == texts.end()) texts.emplace_back(text);
+}
+
+std::string decodedEntities(std::string_view text) {
+  static constexpr std::array<std::pair<std::string_view, char>, 5> entities{
+      {{"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}}};
+  std::string decoded;
+  while (!text.empty()) {
+    const auto* const entity =
+        std::ranges::find_if(entities, [&](const auto& candidate) { return text.starts_with(candidate.first); });
+    decoded += entity != entities.end() ? entity->second : text.front();
+    text.remove_prefix(entity != entities.end() ? entity->first.size() : 1);
+  }
+  return decoded;
+}
+
+/// The value of an attribute in a tag, whose text ends before its ">".
+std::optional<std::string_view> attribute(std::string_view tag, std::string_view name) noexcept {
+  while (!tag.empty()) {
+    tag.remove_prefix(std::min(tag.find_first_not_of(blanks), tag.size()));
+    const std::size_t equals = tag.find('=');
+    if (equals == std::string_view::npos || equals + 1 >= tag.size()) break;
+    const std::string_view found = tag.substr(0, equals);
+    const char quote = tag[equals + 1];
+    tag.remove_prefix(equals + 2);
+    const std::size_t end = tag.find(quote);
+    if ((quote != '"' && quote != '\'') || end == std::string_view::npos) break;
+    if (found == name) return tag.substr(0, end);
+    tag.remove_prefix(end + 1);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+MIMEDatabase::MIMEDatabase(std::vector<std::string> folders) : folders_(std::move(folders)) {
+  for (auto folder = folders_.rbegin(); folder != folders_.rend(); ++folder) {
+    addTypes(contentsOf(*folder + "/types"));
+    addAliases(contentsOf(*folder + "/aliases"));
+    addSubclasses(contentsOf(*folder + "/subclasses"));
+    addGlobs(contentsOf(*folder + "/globs2"));
+    addMagic(contentsOf(*folder + "/magic"));
+  }
+}
+
+const MIMEDatabase& MIMEDatabase::shared() {
+  static const MIMEDatabase& database = *new MIMEDatabase(folders(ProcessInfo::processInfo()));
+  return database;
+}
+
+std::vector<std::string> MIMEDatabase::folders(const ProcessInfo& process) {
+  std::vector<std::string> found;
+  if (const auto data = pathVariable(process, "XDG_DATA_HOME")) {
+    found.push_back(*data + "/mime");
+  } else if (const auto home = pathVariable(process, "HOME")) {
+    found.push_back(*home + "/.local/share/mime");
+  }
+  const std::string all = process.environmentValue("XDG_DATA_DIRS").value_or("");
+  std::string_view rest = all;
+  if (rest.empty()) rest = "/usr/local/share:/usr/share";
+  while (!rest.empty()) {
+    const std::string_view folder = takeUntil(rest, ':');
+    if (folder.starts_with('/')) addOnce(found, std::string(folder) + "/mime");
+  }
+  return found;
+}
+
+void MIMEDatabase::addGlobs(std::string_view globs2) {
+  // The patterns of the file itself go before those that are there, in its order.
+  std::map<std::string, std::vector<Glob>, std::less<>> literals;
+  std::map<std::string, std::vector<Glob>, std::less<>> suffixes;
+  std::vector<Glob> others;
+  forEachLine(globs2, [&](std::string_view line) {
+    const std::string_view number = takeUntil(line, ':');
+    const std::string_view type = takeUntil(line, ':');
+    const std::string_view pattern = takeUntil(line, ':');
+    std::string_view flags = takeUntil(line, ':');
+    Glob glob{.type = std::string(type), .pattern = std::string(pattern), .weight = 0, .caseOfLetters = Case::ignored};
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), glob.weight);
+    if (error != std::errc() || end != number.data() + number.size() || !isType(type) || pattern.empty()) return;
+    if (pattern == deleteAll) {
+      removeGlobs(type);
+      return;
+    }
+    while (!flags.empty()) {
+      if (takeUntil(flags, ',') == "cs") glob.caseOfLetters = Case::told;
+    }
+    if (!GlobPattern::hasWildcards(pattern)) {
+      literals[glob.pattern].push_back(std::move(glob));
+    } else if (pattern.size() > 2 && pattern.starts_with("*.") && !GlobPattern::hasWildcards(pattern.substr(1))) {
+      suffixes[glob.pattern.substr(1)].push_back(std::move(glob));
+    } else {
+      others.push_back(std::move(glob));
+    }
+  });
+  const auto prepend = [](std::vector<Glob>& there, std::vector<Glob>& added) {
+    there.insert(there.begin(), std::move_iterator(added.begin()), std::move_iterator(added.end()));
+  };
+  for (auto& [name, globs] : literals) prepend(literals_[name], globs);
+  for (auto& [suffix, globs] : suffixes) prepend(suffixes_[suffix], globs);
+  prepend(others_, others);
+}
+
+void MIMEDatabase::removeGlobs(std::string_view type) {
+  const auto remove = [&](std::vector<Glob>& globs) {
+    std::erase_if(globs, [&](const Glob& glob) { return glob.type == type; });
+  };
+  for (auto& [name, globs] : literals_) remove(globs);
+  for (auto& [suffix, globs] : suffixes_) remove(globs);
+  remove(others_);
+}
+
+void MIMEDatabase::addAliases(std::string_view aliases) {
+  forEachLine(aliases, [&](std::string_view line) {
+    const std::string_view alias = takeUntil(line, ' ');
+    if (isType(alias) && isType(line)) aliases_.insert_or_assign(std::string(alias), std::string(line));
+  });
+}
+
+void MIMEDatabase::addSubclasses(std::string_view subclasses) {
+  forEachLine(subclasses, [&](std::string_view line) {
+    const std::string_view type = takeUntil(line, ' ');
+    if (isType(type) && isType(line)) addOnce(parents_[std::string(type)], line);
+  });
+}
+
+void MIMEDatabase::addTypes(std::string_view types) {
+  forEachLine(types, [&](std::string_view line) {
+    if (isType(line)) types_.emplace(line);
+  });
+}
+
+bool MIMEDatabase::isType(std::string_view text) noexcept {
+  const auto isName = [](std::string_view name) {
+    static constexpr std::string_view marks = "!#$&-^_.+";
+    return !name.empty() && name.size() <= 127 && isLetterOrDigit(name.front()) &&
+           std::ranges::all_of(name, [](char c) { return isLetterOrDigit(c) || marks.contains(c); });
+  };
+  const std::size_t slash = text.find('/');
+  return slash != std::string_view::npos && isName(text.substr(0, slash)) && isName(text.substr(slash + 1));
+}
+
+std::string MIMEDatabase::canonical(std::string_view type) const {
+  std::string lower = lowercased(type);
+  const auto found = aliases_.find(lower);
+  return found != aliases_.end() ? found->second : lower;
+}
+
+MIMEDatabase::Types MIMEDatabase::parents(std::string_view type) const {
+  const auto found = parents_.find(type);
+  Types parents = found != parents_.end() ? found->second : Types();
+  // What every text and every file is goes without saying.
+  if (type.starts_with("text/") && type != anyText) addOnce(parents, anyText);
+  if (parents.empty() && !type.starts_with("inode/") && type != anyData) addOnce(parents, anyData);
+  return parents;
+}
+
+bool MIMEDatabase::isKindOf(std::string_view type, std::string_view other) const {
+  std::vector<std::string> pending{std::string(type)};
+  std::set<std::string, std::less<>> seen;
+  while (!pending.empty()) {
+    const std::string next = std::move(pending.back());
+    pending.pop_back();
+    if (next == other) return true;
+    if (!seen.insert(next).second) continue;
+    for (std::string& parent : parents(next)) pending.push_back(std::move(parent));
+  }
+  return false;
+}
+
+void MIMEDatabase::addCounting(const std::vector<Glob>& globs, Case caseOfLetters, Matches& matches) {
+  for (const Glob& glob : globs) {
+    if (glob.counts(caseOfLetters)) matches.push_back(&glob);
+  }
+}
+
+MIMEDatabase::Matches MIMEDatabase::literalMatches(std::string_view name, Case caseOfLetters) const {
+  Matches found;
+  if (const auto globs = literals_.find(name); globs != literals_.end())
+    addCounting(globs->second, caseOfLetters, found);
+  return found;
+}
+
+MIMEDatabase::Matches MIMEDatabase::suffixMatches(std::string_view name, Case caseOfLetters) const {
+  Matches found;
+  for (std::size_t dot = name.find('.'); dot != std::string_view::npos; dot = name.find('.', dot + 1)) {
+    const auto globs = suffixes_.find(name.substr(dot));
+    if (globs != suffixes_.end()) addCounting(globs->second, caseOfLetters, found);
+  }
+  return found;
+}
+
+MIMEDatabase::Matches MIMEDatabase::otherMatches(std::string_view name, Case caseOfLetters) const {
+  Matches found;
+  for (const Glob& glob : others_) {
+    if (glob.counts(caseOfLetters) && GlobPattern::fits(glob.pattern, name)) found.push_back(&glob);
+  }
+  return found;
+}
+
+MIMEDatabase::Matches MIMEDatabase::matches(std::string_view name) const {
+  const std::string lower = lowercased(name);
+  Matches found = literalMatches(name, Case::told);
+  if (found.empty()) found = literalMatches(lower, Case::ignored);
+  if (found.empty()) found = suffixMatches(name, Case::told);
+  if (found.empty()) found = suffixMatches(lower, Case::ignored);
+  if (found.empty()) found = otherMatches(name, Case::told);
+  if (found.empty()) found = otherMatches(lower, Case::ignored);
+  return found;
+}
+
+MIMEDatabase::Types MIMEDatabase::typesOfExtension(std::string_view extension) const {
+  std::map<std::uint32_t, Types, std::greater<>> byWeight;
+  const auto take = [&](std::string_view suffix, Case caseOfLetters) {
+    const auto globs = suffixes_.find(suffix);
+    if (globs == suffixes_.end()) return;
+    for (const Glob& glob : globs->second) {
+      if (glob.counts(caseOfLetters)) byWeight[glob.weight].push_back(glob.type);
+    }
+  };
+  const std::string suffix = "." + std::string(extension);
+  take(suffix, Case::told);
+  if (byWeight.empty()) take(lowercased(suffix), Case::ignored);
+  Types types;
+  for (const auto& [weight, some] : byWeight) {
+    for (const std::string& type : some) addOnce(types, type);
+  }
+  // A name cannot speak for a special case if it may be the general one as well.
+  Types general;
+  Types special;
+  for (const std::string& type : types) {
+    const bool isSpecial =
+        std::ranges::any_of(types, [&](const std::string& other) { return other != type && isKindOf(type, other); });
+    (isSpecial ? special : general).push_back(type);
+  }
+  general.insert(general.end(), special.begin(), special.end());
+  return general;
+}
+
+MIMEDatabase::Types MIMEDatabase::typesOfName(std::string_view name) const {
+  const Matches found = matches(name);
+  const auto rank = [](const Glob* glob) { return std::pair(glob->weight, glob->pattern.size()); };
+  const auto greatest = std::ranges::max_element(found, {}, rank);
+  Types types;
+  for (const Glob* glob : found) {
+    if (rank(glob) == rank(*greatest)) addOnce(types, glob->type);
+  }
+  return types;
+}
+
+std::string MIMEDatabase::typeOfContents(std::string_view contents) const {
+  if (contents.empty() && knows(emptyFile)) return std::string(emptyFile);
+  if (const std::string_view type = magic_.typeOf(contents); !type.empty()) return std::string(type);
+  static constexpr std::string_view allowed = "\t\n\f\r\b\x1B";
+  const bool isText = std::ranges::all_of(contents.substr(0, textSample), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte >= 0x20 && byte != 0x7F) || allowed.contains(c);
+  });
+  return std::string(isText ? anyText : anyData);
+}
+
+std::string MIMEDatabase::typeOf(std::string_view name,
+                                 const std::function<std::optional<std::string>(std::size_t)>& contents) const {
+  const Types byName = typesOfName(name);
+  if (byName.size() == 1) return byName.front();
+  const auto bytes = contents(std::max(magic_.extent(), textSample));
+  if (!bytes) return byName.empty() ? std::string(anyData) : byName.front();
+  std::string byContents = typeOfContents(*bytes);
+  if (byName.empty()) return byContents;
+  const auto special =
+      std::ranges::find_if(byName, [&](const std::string& type) { return isKindOf(type, byContents); });
+  return special != byName.end() ? *special : byName.front();
+}
+
+MIMEDatabase::Types MIMEDatabase::extensions(std::string_view type) const {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (const auto known = extensions_.find(type); known != extensions_.end()) return known->second;
+  }
+  Types found = isType(type) ? extensionsByDescription(std::string(type)) : Types();
+  const UnfairLock::Guard guard(lock_);
+  return extensions_.emplace(type, std::move(found)).first->second;
+}
+
+MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& type) const {
+  // The globs say which patterns count, the descriptions in which order.
+  std::map<std::uint32_t, Types, std::greater<>> byWeight;
+  Types counting;
+  for (const auto& [suffix, globs] : suffixes_) {
+    const auto glob = std::ranges::find(globs, type, &Glob::type);
+    if (glob == globs.end()) continue;
+    byWeight[glob->weight].push_back(suffix.substr(1));
+    counting.push_back(glob->pattern);
+  }
+  Types extensions;
+  for (const std::string& folder : folders_) {
+    if (counting.empty()) break;
+    for (const std::string& pattern : patterns(contentsOf(fmt::format("{}/{}.xml", folder, type)))) {
+      const bool counts = std::ranges::find(counting, pattern) != counting.end();
+      if (counts) addOnce(extensions, std::string_view(pattern).substr(2));
+    }
+  }
+  for (const auto& [weight, some] : byWeight) {
+    for (const std::string& extension : some) addOnce(extensions, extension);
+  }
+  return extensions;
+}
+
+std::vector<std::string> MIMEDatabase::patterns(std::string_view description) {
+  constexpr std::string_view commentEnd = "-->";
+  constexpr std::string_view name = "<glob";
+  std::vector<std::string> found;
+  while (!description.empty()) {
+    description.remove_prefix(std::min(description.find('<'), description.size()));
+    if (description.starts_with("<!--")) {
+      const std::size_t end = description.find(commentEnd);
+      description.remove_prefix(end == std::string_view::npos ? description.size() : end + commentEnd.size());
+      continue;
+    }
+    const std::string_view tag = takeUntil(description, '>');
+    const bool isGlob = tag.starts_with(name) && tag.size() > name.size() && blanks.contains(tag[name.size()]);
+    if (!isGlob) continue;
+    if (const auto pattern = attribute(tag.substr(name.size()), "pattern")) found.push_back(decodedEntities(*pattern));
+  }
+  return found;
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Foundation/NSOrderedSet.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A sequence without duplicates that changes: an `NSOrderedSet` whose elements can be added, removed and moved.
+///
+/// It is made from an `NSOrderedSet` by copying, in constant time: the elements stay shared until one is added or
+/// removed. Moving touches only the order, four bytes an element, and never the elements.
+///
+/// Thread contract: thread-compatible.
+///
+///     NSMutableOrderedSet<std::string> rows{"A", "B", "C"};
+///     rows.moveObjects({0, 1}, 1);  // C, A, B
+template <typename Element = std::shared_ptr<Object>, typename Hash = std::hash<Element>,
+          typename Equal = std::equal_to<Element>>
+class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
+  using Base = NSOrderedSet<Element, Hash, Equal>;
+
+ public:
+  using Base::Base;
+  NSMutableOrderedSet() noexcept = default;
+  explicit NSMutableOrderedSet(const Base& other) noexcept : Base(other) {}
+
+  /// Adds an element at the end. False, and nothing happens, if an equal one is there. Amortised O(1).
+  bool add(Element element) { return this->insertIfAbsent(std::move(element), this->count()); }
+  /// Adds an element at an index. False, and nothing happens, if an equal one is there. Throws `std::out_of_range` when
+  /// the index is not from 0 to `count()`.
+  bool insert(Element element, std::int64_t index) {
+    checkIndex(index, this->count());
+    return this->insertIfAbsent(std::move(element), index);
+  }
+
+  /// Removes the element at an index. Throws `std::out_of_range` when there is none. O(n) in the order.
+  void removeObjectAt(std::int64_t index) {
+    checkIndex(index, this->count() - 1);
+    this->eraseAt(index);
+  }
+  /// Removes an equal element. False if there is none.
+  bool remove(const Element& element) {
+    const std::int64_t index = this->index(element);
+    if (index == NSNotFound) return false;
+    this->eraseAt(index);
+    return true;
+  }
+  void removeAllObjects() noexcept { this->clear(); }
+
+  /// Takes the elements at the indexes out, and puts them back as one block, in their order, so that the first of them
+  /// stands at `index`, which is counted without them. Throws `std::out_of_range`, and changes nothing, when there is
+  /// no element at one of the indexes, or when `index` is not from 0 to the number of elements that stayed. O(n).
+  void moveObjects(const std::set<std::int64_t>& indexes, std::int64_t index) {
+    if (!indexes.empty()) {
+      checkIndex(*indexes.begin(), this->count() - 1);
+      checkIndex(*indexes.rbegin(), this->count() - 1);
+    }
+    const auto moving = static_cast<std::int64_t>(indexes.size());
+    checkIndex(index, this->count() - moving);
+    if (indexes.empty()) return;
+
+    auto& order = this->modifyOrder();
+    std::vector<std::uint32_t> block;
+    block.reserve(indexes.size());
+    // What stays closes up, run by run.
+    auto end = order.begin();
+    auto read = order.begin();
+    for (const std::int64_t taken : indexes) {
+      const auto at = order.begin() + taken;
+      end = read == end ? at : std::move(read, at, end);
+      block.push_back(*at);
+      read = at + 1;
+    }
+    end = std::move(read, order.end(), end);
+    const auto place = order.begin() + index;
+    std::move_backward(place, end, order.end());
+    std::ranges::copy(block, place);
+  }
+
+  /// Moves one element to the index that it shall have. Throws as `moveObjects` does.
+  void moveObject(std::int64_t from, std::int64_t to) {
+    checkIndex(from, this->count() - 1);
+    checkIndex(to, this->count() - 1);
+    auto& order = this->modifyOrder();
+    const auto begin = order.begin();
+    if (from < to) {
+      std::rotate(begin + from, begin + from + 1, begin + to + 1);
+    } else {
+      std::rotate(begin + to, begin + from, begin + from + 1);
+    }
+  }
+
+ private:
+  void checkIndex(std::int64_t index, std::int64_t last) const {
+    if (index < 0 || index > last) [[unlikely]]
+      detail::throwOrderedSetIndex(index, last + 1);
+  }
+};
+
+template <std::ranges::input_range Elements>
+NSMutableOrderedSet(Elements&&) -> NSMutableOrderedSet<std::ranges::range_value_t<Elements>>;
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <limits>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+class PropertyList;
+
+/// A boxed number: a boolean, an integer of 64 bits with or without a sign, or a real of single or double precision.
+///
+/// Numbers of different kinds are equal when their values are: true equals 1, and 5 equals 5.0. The nearest standard
+/// facility is a `std::variant` of the kinds, which would compare the kinds first.
+///
+/// Thread contract: thread-compatible.
+///
+///     NSNumber volume(50);
+///     std::cout << volume.doubleValue() << ' ' << (volume == NSNumber(50.0)) << '\n';  // 50 1
+class NSNumber {
+ public:
+  /// An unsigned integer that a signed one can hold counts as one: `unsignedInteger` is for 2^63 and above.
+  enum class Kind : std::uint8_t { boolean, integer, unsignedInteger, single, double_ };
+
+  template <std::same_as<bool> Value>
+  explicit constexpr NSNumber(Value value) noexcept : kind_(Kind::boolean), integer_(value ? 1 : 0) {}
+  template <std::signed_integral Value>
+    requires(sizeof(Value) <= sizeof(std::int64_t))
+  explicit constexpr NSNumber(Value value) noexcept : kind_(Kind::integer), integer_(value) {}
+  template <std::unsigned_integral Value>
+    requires(sizeof(Value) <= sizeof(std::uint64_t) && !std::same_as<Value, bool>)
+  explicit constexpr NSNumber(Value value) noexcept
+      : kind_(value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) ? Kind::unsignedInteger
+                                                                                           : Kind::integer),
+        integer_(static_cast<std::int64_t>(value)) {}
+  explicit constexpr NSNumber(float value) noexcept : kind_(Kind::single), real_(value) {}
+  explicit constexpr NSNumber(double value) noexcept : kind_(Kind::double_), real_(value) {}
+
+  [[nodiscard]] constexpr Kind kind() const noexcept { return kind_; }
+  /// Whether it is of single or double precision.
+  [[nodiscard]] constexpr bool isReal() const noexcept { return kind_ == Kind::single || kind_ == Kind::double_; }
+
+  /// False for zero only.
+  [[nodiscard]] constexpr bool boolValue() const noexcept { return isReal() ? real_ != 0 : integer_ != 0; }
+  /// Cut toward zero, then wrapped to 64 bits. A real outside the range gives its nearest end, one that is no number 0.
+  [[nodiscard]] constexpr std::int64_t integerValue() const noexcept { return isReal() ? cut(real_) : integer_; }
+  /// As `integerValue`, then wrapped to 16 bits.
+  [[nodiscard]] constexpr std::int16_t shortValue() const noexcept { return static_cast<std::int16_t>(integerValue()); }
+  /// The nearest number of double precision.
+  [[nodiscard]] constexpr double doubleValue() const noexcept {
+    if (isReal()) return real_;
+    if (kind_ == Kind::unsignedInteger) return static_cast<double>(static_cast<std::uint64_t>(integer_));
+    return static_cast<double>(integer_);
+  }
+  /// The nearest number of single precision.
+  [[nodiscard]] constexpr float floatValue() const noexcept {
+    if (isReal()) return static_cast<float>(real_);
+    if (kind_ == Kind::unsignedInteger) return static_cast<float>(static_cast<std::uint64_t>(integer_));
+    return static_cast<float>(integer_);
+  }
+
+  /// The number as a value of the kind, if it is one exactly: booleans are 0 and 1, what is no number is one in both
+  /// precisions, and nothing is cut, wrapped or rounded.
+  template <typename Value>
+    requires std::is_arithmetic_v<Value>
+  [[nodiscard]] constexpr std::optional<Value> exactly() const noexcept {
+    if constexpr (std::same_as<Value, bool>) {
+      if (isReal() ? real_ == 0 || real_ == 1 : integer_ == 0 || integer_ == 1) return boolValue();
+      return std::nullopt;
+    } else if constexpr (std::is_floating_point_v<Value>) {
+      const Value value =
+          std::same_as<Value, float> ? static_cast<Value>(floatValue()) : static_cast<Value>(doubleValue());
+      if (*this == NSNumber(value)) return value;
+      return std::nullopt;
+    } else {
+      if (isReal()) return realExactly<Value>(real_);
+      const bool fits = kind_ == Kind::unsignedInteger ? std::in_range<Value>(static_cast<std::uint64_t>(integer_))
+                                                       : std::in_range<Value>(integer_);
+      if (fits) return static_cast<Value>(integer_);
+      return std::nullopt;
+    }
+  }
+
+  /// Whether kind and value are the same to the bit: 0.0 and -0.0 are not.
+  [[nodiscard]] constexpr bool isIdentical(const NSNumber& other) const noexcept {
+    return kind_ == other.kind_ && bits() == other.bits();
+  }
+
+  /// In decimal, with as many digits as tell the value from its neighbours: "1", "-5", "0.1", "1e+20", "nan". Booleans
+  /// are "1" and "0".
+  [[nodiscard]] TESSALY_EXPORT std::string description() const;
+
+  /// Whether the values are equal, of whatever kind, exactly. What is no number equals what is no number.
+  friend constexpr bool operator==(const NSNumber& left, const NSNumber& right) noexcept {
+    if (left.isReal() && right.isReal()) {
+      return left.real_ == right.real_ || (left.real_ != left.real_ && right.real_ != right.real_);
+    }
+    if (left.isReal()) return right.equalsReal(left.real_);
+    if (right.isReal()) return left.equalsReal(right.real_);
+    return left.integer_ == right.integer_ &&
+           (left.kind_ == Kind::unsignedInteger) == (right.kind_ == Kind::unsignedInteger);
+  }
+
+ private:
+  friend class PropertyList;
+  friend struct std::hash<NSNumber>;
+
+  constexpr NSNumber(Kind kind, std::uint64_t bits) noexcept : kind_(kind), integer_(0) {
+    if (isReal()) {
+      real_ = __builtin_bit_cast(double, bits);
+    } else {
+      integer_ = static_cast<std::int64_t>(bits);
+    }
+  }
+  [[nodiscard]] constexpr std::uint64_t bits() const noexcept {
+    return isReal() ? __builtin_bit_cast(std::uint64_t, real_) : static_cast<std::uint64_t>(integer_);
+  }
+
+  static constexpr std::int64_t cut(double real) noexcept {
+    if (real != real) return 0;
+    if (real >= 0x1p63) return std::numeric_limits<std::int64_t>::max();
+    if (real < -0x1p63) return std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(real);
+  }
+  constexpr bool equalsReal(double real) const noexcept {
+    if (kind_ == Kind::unsignedInteger) {
+      return real >= 0x1p63 && real < 0x1p64 &&
+             static_cast<std::uint64_t>(real) == static_cast<std::uint64_t>(integer_);
+    }
+    return real >= -0x1p63 && real < 0x1p63 && static_cast<double>(static_cast<std::int64_t>(real)) == real &&
+           static_cast<std::int64_t>(real) == integer_;
+  }
+  template <typename Value>
+  static constexpr std::optional<Value> realExactly(double real) noexcept {
+    if (real >= 0x1p63 && real < 0x1p64) {
+      const auto whole = static_cast<std::uint64_t>(real);  // From 2^63 on every real is whole.
+      return std::in_range<Value>(whole) ? std::optional(static_cast<Value>(whole)) : std::nullopt;
+    }
+    if (!(real >= -0x1p63 && real < 0x1p63)) return std::nullopt;
+    const auto whole = static_cast<std::int64_t>(real);
+    if (static_cast<double>(whole) != real || !std::in_range<Value>(whole)) return std::nullopt;
+    return static_cast<Value>(whole);
+  }
+
+  Kind kind_;
+  union {
+    std::int64_t integer_;
+    double real_;
+  };
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NSNumber& number);
+
+}  // namespace Tessaly::inline v1
+
+/// Equal for equal values of whatever kind.
+template <>
+struct std::hash<Tessaly::NSNumber> {
+  std::size_t operator()(const Tessaly::NSNumber& number) const noexcept {
+    if (const auto whole = number.exactly<std::int64_t>()) return std::hash<std::int64_t>()(*whole);
+    if (const auto whole = number.exactly<std::uint64_t>()) return std::hash<std::uint64_t>()(*whole);
+    const double real = number.doubleValue();
+    return real != real ? 0 : std::hash<double>()(real);
+  }
+};

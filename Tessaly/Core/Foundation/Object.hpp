@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The root of the classes whose objects are told of changes, or are made by their class's name.
+///
+/// Objects are held by `std::shared_ptr` and compared by identity. A class says its registered name in `className()`.
+/// Classes are registered by a call, never by being linked in. A shared library can have that call made for it when a
+/// class is first asked for: `make` looks for an exported C function whose name is "tessaly_register_" and the class's,
+/// with underscores for what is no letter or digit, "tessaly_register_Studio_Recorder" for example.
+///
+/// Thread contract: thread-safe; derived classes state their own.
+///
+///     class Recorder final : public Object {
+///      public:
+///       std::string_view className() const noexcept override { return "Studio.Recorder"; }
+///     };
+///     Object::registerClass("Studio.Recorder", [] { return std::shared_ptr<Object>(std::make_shared<Recorder>()); });
+///     std::shared_ptr<Object> recorder = Object::make("Studio.Recorder");
+class TESSALY_EXPORT Object : public std::enable_shared_from_this<Object> {
+ public:
+  using Maker = std::shared_ptr<Object> (*)();
+
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object();
+
+  /// The name under which the class is registered, for example "Tessaly.Backing".
+  [[nodiscard]] virtual std::string_view className() const noexcept;
+  /// The object as a value, for logs: by default its class name and address, "<Tessaly.Object: 0x55d0c8e2ceb0>".
+  [[nodiscard]] virtual std::string description() const;
+
+  /// Whether both are the same object.
+  friend bool operator==(const Object& left, const Object& right) noexcept { return &left == &right; }
+
+  /// Lets `make` make objects of a class. Registering a name again changes nothing.
+  ///
+  /// Thread contract: thread-safe.
+  static void registerClass(std::string_view className, Maker maker);
+
+  /// Registers a class that cannot be made without arguments: `make` stops the process with the report of
+  /// `stopUnimplementedInitializer`. Registering a name again changes nothing.
+  ///
+  /// Thread contract: thread-safe.
+  static void registerClassWithoutInitializer(std::string_view className, std::string_view file, unsigned line);
+
+  /// Makes an object of the class registered under the name; null when there is none.
+  ///
+  /// Stops the process for a class that was registered without an initializer.
+  ///
+  /// Thread contract: thread-safe.
+  [[nodiscard]] static std::shared_ptr<Object> make(std::string_view className);
+
+  /// Stops the process with "Use of unimplemented initializer 'init()' for class '<className>'".
+  [[noreturn]] static void stopUnimplementedInitializer(std::string_view className, std::string_view file,
+                                                        unsigned line) noexcept;
+
+ protected:
+  Object() noexcept = default;
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Object& object);
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Tessaly/Core/Base/Error.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A failed system call: its `errno` in the domain "NSPOSIXErrorDomain".
+///
+/// The nearest standard facility is `std::system_error`, whose text depends on the process's locale; this one's does
+/// not.
+///
+/// Thread contract: thread-safe.
+///
+///     if (::mkdir("/proc/none", 0700) != 0) throw POSIXError::last();
+class TESSALY_EXPORT POSIXError final : public Error {
+ public:
+  /// The error of an `errno` value. A number that the system does not know makes an error without text.
+  explicit POSIXError(int code) noexcept : code_(code) {}
+  ~POSIXError() override;
+
+  /// The error of this thread's `errno`.
+  [[nodiscard]] static POSIXError last() noexcept;
+
+  /// Such as `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`; without text `"(null)"` stands
+  /// there.
+  [[nodiscard]] std::string description() const override;
+  /// Such as "The operation couldn’t be completed. No such file or directory".
+  [[nodiscard]] std::string localizedDescription() const override;
+  /// "NSPOSIXErrorDomain".
+  [[nodiscard]] std::string domain() const override;
+  /// The `errno` value.
+  [[nodiscard]] std::int64_t code() const noexcept override { return code_; }
+
+  /// Whether both have the same code.
+  friend bool operator==(const POSIXError& left, const POSIXError& right) noexcept { return left.code_ == right.code_; }
+
+ private:
+  int code_;
+};
+
+}  // namespace Tessaly::inline v1

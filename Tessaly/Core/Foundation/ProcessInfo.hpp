@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The version of an operating system, ordered by its numbers.
+///
+/// Thread contract: thread-compatible.
+///
+///     OperatingSystemVersion bookworm{.major = 12};
+///     std::cout << bookworm;  // 12.0.0
+struct OperatingSystemVersion {
+  std::int64_t major = 0;
+  std::int64_t minor = 0;
+  std::int64_t patch = 0;
+
+  /// Reads up to three decimal numbers with dots between them; what is missing or not a number is 0.
+  [[nodiscard]] TESSALY_EXPORT static OperatingSystemVersion from(std::string_view text) noexcept;
+
+  /// All three numbers: "12.0.0".
+  [[nodiscard]] TESSALY_EXPORT std::string description() const;
+
+  friend constexpr auto operator<=>(const OperatingSystemVersion&, const OperatingSystemVersion&) noexcept = default;
+};
+
+/// Writes `description()`.
+TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const OperatingSystemVersion& version);
+
+/// Facts about this process and the machine that it runs on.
+///
+/// Thread contract: thread-safe, as long as no other thread changes the environment.
+///
+///     const ProcessInfo& process = ProcessInfo::processInfo();
+///     if (process.environmentValue("DISPLAY")) std::cout << process.processName() << '\n';
+class ProcessInfo {
+ public:
+  /// What is asked for instead of the running system.
+  struct Overrides {
+    /// The folder that stands for "/" where files of the system are read.
+    std::string rootFolder = {};
+    std::optional<std::map<std::string, std::string>> environment = std::nullopt;
+    std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
+  };
+
+  /// The facts of the running process, or their replacement. Made at the first call, never destroyed.
+  [[nodiscard]] TESSALY_EXPORT static const ProcessInfo& processInfo() noexcept;
+
+  /// The facts of the running process, except for what is overridden.
+  TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
+
+  /// Replaces what `processInfo()` gives for a scope, in all threads. Replacements end in the reverse order of their
+  /// beginnings, before the facts that they installed.
+  class Replacement {
+   public:
+    TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    TESSALY_EXPORT ~Replacement();
+
+   private:
+    const ProcessInfo* previous_;
+  };
+
+  /// The environment as it is now. O(its size).
+  [[nodiscard]] TESSALY_EXPORT std::map<std::string, std::string> environment() const;
+  /// One variable of the environment.
+  [[nodiscard]] TESSALY_EXPORT std::optional<std::string> environmentValue(const std::string& name) const;
+  /// What the process was started with, the program's name first. Empty when the system does not tell.
+  [[nodiscard]] TESSALY_EXPORT std::vector<std::string> arguments() const;
+  /// The path of the executable; empty when the system does not tell.
+  [[nodiscard]] TESSALY_EXPORT std::string executablePath() const;
+  /// The executable's file name, or else the one that the process was started with.
+  [[nodiscard]] TESSALY_EXPORT std::string processName() const;
+  [[nodiscard]] TESSALY_EXPORT std::int32_t processIdentifier() const noexcept;
+  /// Seconds since the system started, without the time that it was suspended.
+  [[nodiscard]] TESSALY_EXPORT double systemUptime() const noexcept;
+  /// The processors that this process may run on; at least 1.
+  [[nodiscard]] TESSALY_EXPORT std::int64_t activeProcessorCount() const noexcept;
+  /// Bytes of memory in the machine.
+  [[nodiscard]] TESSALY_EXPORT std::uint64_t physicalMemory() const noexcept;
+  [[nodiscard]] TESSALY_EXPORT std::string hostName() const;
+  /// `VERSION_ID` of the system's os-release file, read once; parts that it lacks are 0.
+  [[nodiscard]] TESSALY_EXPORT OperatingSystemVersion operatingSystemVersion() const noexcept;
+  /// The version that is asked for instead of the running system's, if any.
+  [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept {
+    return overrides_.operatingSystemVersion;
+  }
+
+ private:
+  Overrides overrides_;
+  OperatingSystemVersion operatingSystemVersion_;
+};
+
+}  // namespace Tessaly::inline v1

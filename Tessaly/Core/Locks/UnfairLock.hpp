@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/ThreadSafety.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A non-recursive lock in one 32-bit word: the owner's thread identifier and a bit that tells of waiters.
+///
+/// Taking and giving back a free lock is one atomic operation each and no system call. Who waits spins for at most 100
+/// pauses, then sleeps in a futex (Franke, Russell, Kirkwood: Fuss, Futexes and Furwocks, 2002; the word's states are
+/// those of Drepper, Futexes Are Tricky, 2011). It promises no order among waiters and has no priority inheritance.
+/// Locking it again on the owning thread, or unlocking it on another, stops the process. Prefer `Mutex`, which
+/// keeps the guarded value out of reach without the lock.
+///
+/// The nearest standard facility is `std::mutex`, which is 40 bytes and undefined when locked twice.
+///
+/// Thread contract: thread-safe. Must be unlocked when destroyed.
+///
+///     UnfairLock lock;
+///     {
+///       UnfairLock::Guard guard(lock);
+///       total += 1;
+///     }
+class TESSALY_CAPABILITY("lock") UnfairLock {
+ public:
+  constexpr UnfairLock() noexcept = default;
+  UnfairLock(const UnfairLock&) = delete;
+  UnfairLock& operator=(const UnfairLock&) = delete;
+
+  /// Waits until the lock is free and takes it.
+  void lock() noexcept TESSALY_ACQUIRE() {
+    const std::uint32_t self = currentThreadIdentifier();
+    std::uint32_t expected = 0;
+    if (!word_.compare_exchange_strong(expected, self, std::memory_order_acquire, std::memory_order_relaxed))
+        [[unlikely]] {
+      lockSlowly(self);
+    }
+  }
+
+  /// Takes the lock if it is free. Never waits, and does not stop the process when this thread owns it already.
+  [[nodiscard]] bool lockIfAvailable() noexcept TESSALY_TRY_ACQUIRE(true) {
+    std::uint32_t expected = 0;
+    return word_.compare_exchange_strong(expected, currentThreadIdentifier(), std::memory_order_acquire,
+                                         std::memory_order_relaxed);
+  }
+
+  /// Gives the lock back, and wakes one waiter if there are any.
+  void unlock() noexcept TESSALY_RELEASE() {
+    const std::uint32_t word = word_.exchange(0, std::memory_order_release);
+    if (word != currentThreadIdentifier()) [[unlikely]]
+      unlockSlowly(word);
+  }
+
+  /// Holds a lock for the extent of a block.
+  class TESSALY_SCOPED_CAPABILITY Guard {
+   public:
+    explicit Guard(UnfairLock& lock) noexcept TESSALY_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
+    ~Guard() TESSALY_RELEASE() { lock_.unlock(); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+   private:
+    UnfairLock& lock_;
+  };
+
+ private:
+  TESSALY_EXPORT void lockSlowly(std::uint32_t self) noexcept;
+  TESSALY_EXPORT void unlockSlowly(std::uint32_t word) noexcept;
+
+  std::atomic<std::uint32_t> word_{0};
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/LogFormat.hpp"
+#include "Tessaly/Core/Logging/OSLog.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A moment of the wall clock, as records carry it.
+using LogTime = std::chrono::sys_time<std::chrono::nanoseconds>;
+
+/// One argument of a record: its text, and whether it may leave the process in clear.
+struct LogArgument {
+  std::string_view text;
+  LogPrivacy privacy = LogPrivacy::private_;
+};
+
+/// What a signpost marks.
+enum class LogSignpostKind : std::uint8_t { begin, end, event };
+
+/// The signpost that a record is, if it is one.
+struct LogSignpost {
+  LogSignpostKind kind = LogSignpostKind::event;
+  std::uint64_t id = 0;
+  std::string_view name;
+};
+
+/// One record on its way to the backend. Its texts live only as long as the call that passes it.
+///
+/// Thread contract: thread-compatible.
+///
+///     void FileLogBackend::write(const LogRecord& record) noexcept {
+///       lines_ << record.log.category() << ": " << record.composedMessage() << '\n';
+///     }
+struct TESSALY_EXPORT LogRecord {
+  LogTime time;
+  OSLogType type = OSLogType::default_;
+  OSLog log;
+  std::int32_t processIdentifier = 0;
+  std::uint32_t threadIdentifier = 0;
+  std::string_view format;
+  std::span<const LogArgument> arguments;
+  /// The placeholders of the format, one for each argument, if they have been looked for already.
+  std::span<const detail::LogPlaceholder> placeholders;
+  LogLocation location;
+  std::optional<LogSignpost> signpost;
+
+  /// A record of this moment, process and thread.
+  [[nodiscard]] static LogRecord make(const OSLog& log, OSLogType type) noexcept;
+
+  /// The format with its placeholders replaced: public arguments in clear, private ones by `<private>` unless the host
+  /// has `LogConfiguration::setPrivateDataShown`. Allocates.
+  [[nodiscard]] std::string composedMessage() const;
+  /// At least as many bytes as `compose` would write without a limit.
+  [[nodiscard]] std::size_t composedLengthLimit() const noexcept;
+  /// Writes the composed message, cut after `limit` bytes, and returns how many bytes it wrote. A message that was cut
+  /// ends with "…" and is still UTF-8.
+  std::size_t compose(char* out, std::size_t limit) const noexcept;
+};
+
+namespace detail {
+
+/// An argument as the caller gave it; its text is made only once the record is known to be written.
+struct RawLogArgument {
+  LogArgumentKind kind;
+  union {
+    struct {
+      const char* data;
+      std::size_t size;
+    } text;
+    std::int64_t signedInteger;
+    std::uint64_t unsignedInteger;
+    double floatingPoint;
+  };
+};
+
+template <LogArgumentType Argument>
+RawLogArgument rawLogArgument(const Argument& argument) noexcept {
+  RawLogArgument raw;
+  raw.kind = logArgumentKind<Argument>;
+  if constexpr (logArgumentKind<Argument> == LogArgumentKind::text) {
+    if constexpr (std::convertible_to<const Argument&, const char*> && !std::is_array_v<Argument>) {
+      const char* text = argument;
+      const std::string_view view = text != nullptr ? std::string_view(text) : std::string_view("(null)");
+      raw.text = {view.data(), view.size()};
+    } else {
+      const std::string_view view = argument;
+      raw.text = {view.data(), view.size()};
+    }
+  } else if constexpr (logArgumentKind<Argument> == LogArgumentKind::signedInteger) {
+    raw.signedInteger = argument;
+  } else if constexpr (logArgumentKind<Argument> == LogArgumentKind::unsignedInteger) {
+    raw.unsignedInteger = argument;
+  } else {
+    raw.floatingPoint = static_cast<double>(argument);
+  }
+  return raw;
+}
+
+/// One call of a logger. Put together only once the record is known to be written.
+struct LogCall {
+  std::string_view format;
+  LogLocation location;
+  std::span<const RawLogArgument> arguments;
+  /// Those of the format, one for each argument; none where they have yet to be looked for.
+  std::span<const LogPlaceholder> placeholders;
+};
+
+/// Writes one record to the current backend. Keeps `errno`.
+TESSALY_EXPORT void writeLogRecord(const OSLog& log, OSLogType type, const LogCall& call) noexcept;
+
+/// Writes one signpost to the current backend. Keeps `errno`.
+TESSALY_EXPORT void writeSignpost(const OSLog& log, const LogSignpost& signpost) noexcept;
+
+}  // namespace detail
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <span>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Logging/LogRecord.hpp"
+#include "Tessaly/Core/Logging/OSLog.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Writes records to one log.
+///
+/// A record has a literal format and up to eight arguments. Text arguments are private unless the format marks them
+/// `%{public}s`: what leaves the process then reads `<private>`. A call whose type is not enabled costs one load and a
+/// branch, and none of its text is made. Unlike most logging libraries there is nothing to set up and no file to
+/// rotate; see `LogConfiguration` for what a host may choose. A log call never throws, never fails and keeps `errno`.
+///
+/// Thread contract: thread-safe.
+///
+///     const Logger logger("app.identifier.Export", "Exporter");
+///     logger.error("Cannot write %{public}s: %d", fileName, status);
+class Logger {
+ public:
+  /// A logger whose subsystem and category are as given.
+  Logger(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
+  explicit Logger(const OSLog& log) noexcept : log_(log) {}
+
+  /// A logger whose subsystem is the main bundle's identifier, "." and the given one. Stops the process when the main
+  /// bundle has no identifier. Include `Logger+Extensions.hpp` for these two.
+  [[nodiscard]] TESSALY_EXPORT static Logger make(std::string_view subsystem, std::string_view category);
+  /// The same with the type's bare name as category.
+  template <typename T>
+  [[nodiscard]] static Logger make(std::string_view subsystem, Type<T> category);
+
+  /// The underlying log.
+  [[nodiscard]] const OSLog& log() const noexcept { return log_; }
+
+  /// Writes one record of the type, if that is enabled.
+  template <detail::LogArgumentType... Arguments>
+  void log(OSLogType type, LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    if (!log_.isEnabled(type)) [[likely]]
+      return;
+    // A copy, so that the format itself, being constant, takes up nothing before the branch.
+    const auto placeholders = format.placeholders();
+    const std::array<detail::RawLogArgument, sizeof...(Arguments)> raw{detail::rawLogArgument(arguments)...};
+    detail::writeLogRecord(
+        log_, type,
+        {.format = format.text(),
+         .location = format.location(),
+         .arguments = raw,
+         .placeholders = format.hasPercentSigns() ? std::span<const detail::LogPlaceholder>() : placeholders});
+  }
+  /// Writes a record of type `debug`.
+  template <detail::LogArgumentType... Arguments>
+  void debug(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::debug, format, arguments...);
+  }
+  /// Writes a record of type `info`.
+  template <detail::LogArgumentType... Arguments>
+  void info(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::info, format, arguments...);
+  }
+  /// Writes a record of type `default_`.
+  template <detail::LogArgumentType... Arguments>
+  void notice(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::default_, format, arguments...);
+  }
+  /// Writes a record of type `error`: the log knows no warnings.
+  template <detail::LogArgumentType... Arguments>
+  void warning(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::error, format, arguments...);
+  }
+  /// Writes a record of type `error`.
+  template <detail::LogArgumentType... Arguments>
+  void error(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::error, format, arguments...);
+  }
+  /// Writes a record of type `fault`.
+  template <detail::LogArgumentType... Arguments>
+  void fault(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
+    log<Arguments...>(OSLogType::fault, format, arguments...);
+  }
+
+ private:
+  [[nodiscard]] TESSALY_EXPORT static Logger makeForMainBundle(std::string_view subsystem, std::string_view category,
+                                                               unsigned line);
+
+  OSLog log_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// How important a record is. A warning is written as `error`.
+enum class OSLogType : std::uint8_t { default_, info, debug, error, fault };
+
+/// On or off, where the log is configured.
+enum class LogSwitch : std::uint8_t { off, on };
+
+namespace detail {
+
+/// One bit per type, and one for signposts.
+constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
+constexpr std::uint32_t signpostBit = 1U << 5;
+
+/// The one record of a pair of subsystem and category. Never destroyed.
+struct LogIdentity {
+  const std::string subsystem;
+  const std::string category;
+  std::atomic<std::uint32_t> enabled{0};
+  std::atomic<std::uint32_t> overrides{
+      0};  // Which bits differ from the process's, in the upper half; how, in the lower.
+  LogIdentity* next = nullptr;
+};
+
+TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_view category);
+
+}  // namespace detail
+
+/// A handle on a log: a subsystem and a category within it, and which types of record are enabled for it.
+///
+/// All handles of one pair share one record, which is made at the first use of the pair and kept until the process
+/// ends; so a host names a bounded number of them. Copying is copying a pointer. Types `default_`, `error` and `fault`
+/// and signposts are enabled at first, `info` and `debug` are not; `LogConfiguration` changes that for the process or
+/// for one log.
+///
+/// Thread contract: thread-safe.
+///
+///     const OSLog log("app.identifier.Export", "Exporter");
+///     if (log.isEnabled(OSLogType::debug)) dumpTables();
+class OSLog {
+ public:
+  /// The category of a log. Well-known ones are its static members.
+  class Category {
+   public:
+    constexpr explicit Category(std::string_view rawValue) noexcept : rawValue_(rawValue) {}
+    [[nodiscard]] constexpr std::string_view rawValue() const noexcept { return rawValue_; }
+
+    /// Signposts for the timeline of a profiler: "PointsOfInterest".
+    static const Category pointsOfInterest;
+
+   private:
+    std::string_view rawValue_;
+  };
+
+  /// The log of this pair. Allocates at the first use of the pair only.
+  OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
+  OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
+
+  /// A log for signposts of interest whose subsystem is the main bundle's identifier, "." and the given one. Stops the
+  /// process when the main bundle has no identifier. Include `OSLog+Extensions.hpp` for it.
+  [[nodiscard]] TESSALY_EXPORT static OSLog pointOfInterest(std::string_view subsystem);
+
+  [[nodiscard]] const std::string& subsystem() const noexcept { return identity_->subsystem; }
+  [[nodiscard]] const std::string& category() const noexcept { return identity_->category; }
+
+  /// Whether records of this type are written. One relaxed load.
+  [[nodiscard]] bool isEnabled(OSLogType type) const noexcept {
+    return (identity_->enabled.load(std::memory_order_relaxed) & detail::logTypeBit(type)) != 0;
+  }
+  /// Whether signposts are written. One relaxed load.
+  [[nodiscard]] bool areSignpostsEnabled() const noexcept {
+    return (identity_->enabled.load(std::memory_order_relaxed) & detail::signpostBit) != 0;
+  }
+
+  /// Whether both are the log of one pair.
+  friend bool operator==(const OSLog&, const OSLog&) noexcept = default;
+
+ private:
+  friend class LogRing;
+  friend class LogChunk;
+  friend struct LogConfigurationAccess;
+  explicit OSLog(detail::LogIdentity* identity) noexcept : identity_(identity) {}
+
+  detail::LogIdentity* identity_;
+};
+
+inline constexpr OSLog::Category OSLog::Category::pointsOfInterest{"PointsOfInterest"};
+
+}  // namespace Tessaly::inline v1

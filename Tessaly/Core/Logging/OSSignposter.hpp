@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Base/TypeName.hpp"
+#include "Tessaly/Core/Logging/LogRecord.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Tells intervals of one name apart that run at the same time.
+///
+/// Thread contract: thread-compatible.
+///
+///     const OSSignpostID id = signposter.makeSignpostID();
+class OSSignpostID {
+ public:
+  constexpr explicit OSSignpostID(std::uint64_t rawValue) noexcept : rawValue_(rawValue) {}
+  [[nodiscard]] constexpr std::uint64_t rawValue() const noexcept { return rawValue_; }
+  friend constexpr bool operator==(OSSignpostID, OSSignpostID) noexcept = default;
+
+  /// For intervals of which only one of a name runs at a time.
+  static const OSSignpostID exclusive;
+
+ private:
+  std::uint64_t rawValue_;
+};
+
+inline constexpr OSSignpostID OSSignpostID::exclusive{0xEEEE'B0B5'B2B2'EEEE};
+
+/// An interval that was begun: hand it to `endInterval`. Ending it a second time does nothing.
+///
+/// Thread contract: thread-compatible.
+///
+///     OSSignpostIntervalState state = signposter.beginInterval("parse");
+///     signposter.endInterval("parse", state);
+class OSSignpostIntervalState {
+ public:
+  OSSignpostIntervalState(OSSignpostIntervalState&& other) noexcept
+      : id_(other.id_), isOpen_(std::exchange(other.isOpen_, false)) {}
+  OSSignpostIntervalState& operator=(OSSignpostIntervalState&& other) noexcept {
+    id_ = other.id_;
+    isOpen_ = std::exchange(other.isOpen_, false);
+    return *this;
+  }
+
+  [[nodiscard]] OSSignpostID signpostID() const noexcept { return id_; }
+
+ private:
+  friend class OSSignposter;
+  OSSignpostIntervalState(OSSignpostID id, bool isOpen) noexcept : id_(id), isOpen_(isOpen) {}
+
+  OSSignpostID id_;
+  bool isOpen_;
+};
+
+/// Marks intervals and moments on a timeline. They are kept in the log store of the process, as entries with a
+/// `signpost`, among the records and evicted like them, and go nowhere else. When signposts are disabled for its log,
+/// each call is one load and a branch.
+///
+/// Names are literals, as short as a column heading.
+///
+/// Thread contract: thread-safe.
+///
+///     const OSSignposter signposter("Export", Type<Exporter>());
+///     const int rows = signposter.withIntervalSignpost("write", [&] { return exporter.write(); });
+class TESSALY_EXPORT OSSignposter {
+ public:
+  OSSignposter(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
+  /// The subsystem exactly as given, without the bundle's identifier; the category is the type's bare name.
+  template <typename T>
+  OSSignposter(std::string_view subsystem, Type<T>) : log_(subsystem, typeName<T>()) {}
+  explicit OSSignposter(const OSLog& log) noexcept : log_(log) {}
+  explicit OSSignposter(const Logger& logger) noexcept : log_(logger.log()) {}
+
+  /// The underlying log.
+  [[nodiscard]] const OSLog& log() const noexcept { return log_; }
+  [[nodiscard]] bool isEnabled() const noexcept { return log_.areSignpostsEnabled(); }
+
+  /// An identifier that no other call in this process returns.
+  [[nodiscard]] OSSignpostID makeSignpostID() const noexcept;
+
+  /// Marks the beginning of an interval.
+  [[nodiscard]] OSSignpostIntervalState beginInterval(std::string_view name,
+                                                      OSSignpostID id = OSSignpostID::exclusive) const noexcept {
+    const bool isOpen = isEnabled();
+    if (isOpen) detail::writeSignpost(log_, {LogSignpostKind::begin, id.rawValue(), name});
+    return {id, isOpen};
+  }
+  /// Marks the end of an interval whose beginning was marked.
+  void endInterval(std::string_view name, OSSignpostIntervalState& state) const noexcept {
+    if (!std::exchange(state.isOpen_, false)) return;
+    detail::writeSignpost(log_, {LogSignpostKind::end, state.id_.rawValue(), name});
+  }
+  /// Marks a moment.
+  void emitEvent(std::string_view name, OSSignpostID id = OSSignpostID::exclusive) const noexcept {
+    if (isEnabled()) detail::writeSignpost(log_, {LogSignpostKind::event, id.rawValue(), name});
+  }
+
+  /// Calls the body within an interval and returns what it returned. An exception passes through, the interval ended.
+  template <typename Body>
+  decltype(auto) withIntervalSignpost(std::string_view name, OSSignpostID id, Body&& body) const {
+    static_assert(!detail::isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,
+                  "the body must not be asynchronous: the interval would end before it ran");
+    struct Interval {
+      const OSSignposter& signposter;
+      std::string_view name;
+      OSSignpostIntervalState state;
+      ~Interval() { signposter.endInterval(name, state); }
+    } interval{*this, name, beginInterval(name, id)};
+    return std::invoke(std::forward<Body>(body));
+  }
+  template <typename Body>
+  decltype(auto) withIntervalSignpost(std::string_view name, Body&& body) const {
+    return withIntervalSignpost(name, OSSignpostID::exclusive, std::forward<Body>(body));
+  }
+
+ private:
+  OSLog log_;
+};
+
+}  // namespace Tessaly::inline v1

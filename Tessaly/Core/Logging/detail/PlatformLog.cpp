@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
+
+#include <atomic>
+#include <new>
+#include <string>
+
+#include "Tessaly/Core/Logging/LogRecord.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constinit std::atomic<const std::string*> subsystemOfBundle{nullptr};
+
+}  // namespace
+
+OSLog platformLog(std::string_view category) {
+  const auto* subsystem = subsystemOfBundle.load(std::memory_order_acquire);
+  return OSLog(subsystem != nullptr ? std::string_view(*subsystem) : "Tessaly", category);
+}
+
+void logPlatformError(std::string_view category, std::string_view message) noexcept {
+  try {
+    const OSLog log = platformLog(category);
+    if (!log.isEnabled(OSLogType::error)) return;
+    const RawLogArgument argument = rawLogArgument(message);
+    writeLogRecord(log, OSLogType::error,
+                   {.format = "%{public}s", .location = {}, .arguments = {&argument, 1}, .placeholders = {}});
+  } catch (const std::bad_alloc&) {
+    return;  // Without memory for a new log there is nobody to tell.
+  }
+}
+
+void setPlatformLogIdentifier(std::string_view identifier) noexcept {
+  if (subsystemOfBundle.load(std::memory_order_acquire) != nullptr) return;
+  try {
+    const auto* subsystem = new std::string(std::string(identifier) + ".Tessaly");
+    const std::string* expected = nullptr;
+    if (!subsystemOfBundle.compare_exchange_strong(expected, subsystem, std::memory_order_acq_rel)) delete subsystem;
+  } catch (const std::bad_alloc&) {
+    return;  // The subsystem stays "Tessaly".
+  }
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Observation/KeyPath.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// Makes a class observable whose values are kept elsewhere, or in a way of their own: its getters record what is read,
+/// its setters announce what changes.
+///
+/// Prefer `Property` for an ordinary member. A registrar is one pointer, and an announcement one load, until somebody
+/// tracks one of its properties. It is not copied: the object that holds it is the one that is observed. Its end counts
+/// as a change of every property that was tracked.
+///
+/// Thread contract: thread-safe. Making and destroying need the sole owner.
+///
+///     class Thermometer {
+///      public:
+///       double celsius() const {
+///         registrar_.access(*this, keyPath<&Thermometer::celsius>);
+///         return sensor_.read();
+///       }
+///       void sensorHasNews() {
+///         registrar_.withMutation(*this, keyPath<&Thermometer::celsius>, [] {});
+///       }
+///
+///      private:
+///       Sensor sensor_;
+///       ObservationRegistrar registrar_;
+///     };
+class ObservationRegistrar {
+ public:
+  constexpr ObservationRegistrar() noexcept = default;
+  ObservationRegistrar(const ObservationRegistrar&) = delete;
+  ObservationRegistrar& operator=(const ObservationRegistrar&) = delete;
+  ~ObservationRegistrar() {
+    if (first_.load(std::memory_order_acquire) != nullptr) endAll();
+  }
+
+  /// Records that the property is read, if something is tracked on this thread. To be called before the value is read.
+  template <typename Root, typename Value>
+  void access(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const {
+    static_cast<void>(subject);
+    if (detail::currentAccessList != nullptr) [[unlikely]]
+      recordAccess(keyPath);
+  }
+
+  /// Announces that the property is about to change. `didSet` must follow.
+  template <typename Root, typename Value>
+  void willSet(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const noexcept {
+    static_cast<void>(subject);
+    if (detail::ObservationPoint* point = find(keyPath); point != nullptr) point->willChange();
+  }
+  /// Announces that the property has changed.
+  template <typename Root, typename Value>
+  void didSet(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const noexcept {
+    static_cast<void>(subject);
+    if (detail::ObservationPoint* point = find(keyPath); point != nullptr) point->didChange();
+  }
+
+  /// Announces the change, calls the body, which makes it, and announces that it is done, also if the body throws.
+  /// Returns what the body returned.
+  template <typename Root, typename Value, typename Body>
+  decltype(auto) withMutation(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath,
+                              Body&& body) const {
+    willSet(subject, keyPath);
+    const Announcement<Root, Value> announcement{*this, subject, keyPath};
+    return std::invoke(std::forward<Body>(body));
+  }
+
+ private:
+  /// One property that was tracked. They stay until the registrar ends.
+  struct Entry;
+
+  template <typename Root, typename Value>
+  struct Announcement {
+    const ObservationRegistrar& registrar;
+    const Root& subject;
+    const KeyPath<Root, Value>& keyPath;
+    ~Announcement() { registrar.didSet(subject, keyPath); }
+  };
+
+  [[nodiscard]] detail::ObservationPoint* find(const AnyKeyPath& keyPath) const noexcept {
+    return first_.load(std::memory_order_acquire) == nullptr ? nullptr : findSlowly(keyPath);
+  }
+  [[nodiscard]] TESSALY_EXPORT detail::ObservationPoint* findSlowly(const AnyKeyPath& keyPath) const noexcept;
+  TESSALY_EXPORT void recordAccess(const AnyKeyPath& keyPath) const;
+  TESSALY_EXPORT void endAll() noexcept;
+
+  /// Newest first.
+  mutable std::atomic<Entry*> first_{nullptr};
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+class ObservationPoint;
+class AccessList;
+struct Registration;
+
+/// The innermost list of this thread; null while nothing is tracked.
+TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
+
+/// What was read, and at which version. Holds a reference on the point.
+struct Access {
+  ObservationPoint* point;
+  std::uint64_t version;
+};
+
+/// The points that a function reads, each once, with the version at the first reading. It is the thread's innermost
+/// list from its making to its end, and then hands what it has to the next outer one as well.
+///
+/// Thread contract: thread-compatible.
+class TESSALY_EXPORT AccessList {
+ public:
+  AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
+  /// Expects that these points, and no others, are read in this order, and notes the versions there; what holds them
+  /// outlasts the list, so that it takes no references. It turns into an ordinary list where that does not come true.
+  AccessList(Registration* expected, std::size_t count) noexcept : AccessList() {
+    expected_ = expected;
+    expectedCount_ = count;
+  }
+  AccessList(const AccessList&) = delete;
+  AccessList& operator=(const AccessList&) = delete;
+  ~AccessList() {
+    end();
+    if (count_ != 0) releaseAll();
+  }
+
+  void add(ObservationPoint& point);
+  /// Stops recording.
+  void end() {
+    if (std::exchange(hasEnded_, true)) return;
+    currentAccessList = outer_;
+    if (outer_ != nullptr) mergeIntoOuter();
+  }
+  /// Whether what was expected has come true. If not, the list holds what was read.
+  [[nodiscard]] bool isAsExpected() {
+    if (expected_ == nullptr) return false;
+    if (seen_ == expectedCount_) return true;
+    stopExpecting();
+    return false;
+  }
+  /// Whether this thread is in the function that this records, rather than in a handler that it caused to be called.
+  [[nodiscard]] bool isRecording() const noexcept {
+    for (const AccessList* list = currentAccessList; list != nullptr; list = list->outer_) {
+      if (list == this) return true;
+    }
+    return false;
+  }
+  /// A change by this thread is none that its own function missed.
+  void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
+
+  [[nodiscard]] std::size_t count() const noexcept { return count_; }
+  [[nodiscard]] const Access& operator[](std::size_t index) const noexcept { return accesses()[index]; }
+  /// Forgets everything; the references are the caller's now.
+  void surrender() noexcept { count_ = 0; }
+
+ private:
+  static constexpr std::size_t inlineCount = 8;
+
+  /// Where all accesses are once they are more than a few.
+  struct Many {
+    std::vector<Access> accesses;
+    /// Positions in `accesses` plus one, by the point's address; open addressing, never more than half full.
+    std::vector<std::uint32_t> index;
+  };
+
+  [[nodiscard]] const Access* accesses() const noexcept {
+    return many_ == nullptr ? few_.data() : many_->accesses.data();
+  }
+  void add(ObservationPoint& point, std::uint64_t version);
+  [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
+  void stopExpecting();
+  /// The version at which the point was read; null if it was not.
+  [[nodiscard]] std::uint64_t* find(const ObservationPoint& point) noexcept;
+  void addOnce(ObservationPoint& point, std::uint64_t version);
+  void rebuildIndex();
+  void insertIntoIndex(std::size_t position) noexcept;
+  void releaseAll() noexcept;
+  void mergeIntoOuter();
+
+  AccessList* outer_;
+  bool hasEnded_ = false;
+  Registration* expected_ = nullptr;
+  std::size_t expectedCount_ = 0;
+  std::size_t seen_ = 0;
+  std::size_t again_ = 0;
+  std::size_t count_ = 0;
+  std::array<Access, inlineCount> few_;
+  std::unique_ptr<Many> many_;
+};
+
+/// Keeps what is called meanwhile (handlers, not the tracked function) out of this thread's lists.
+class WithoutTracking {
+ public:
+  WithoutTracking() noexcept : list_(std::exchange(currentAccessList, nullptr)) {}
+  WithoutTracking(const WithoutTracking&) = delete;
+  WithoutTracking& operator=(const WithoutTracking&) = delete;
+  ~WithoutTracking() { currentAccessList = list_; }
+
+ private:
+  AccessList* list_;
+};
+
+}  // namespace Tessaly::inline v1::detail

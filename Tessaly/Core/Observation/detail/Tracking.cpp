@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Observation/detail/Tracking.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+Tracking::Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
+  if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
+}
+
+Tracking::~Tracking() {
+  if (count_ == 1) [[likely]] {
+    if (one_.point != nullptr) one_.point->release();
+    return;
+  }
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (ObservationPoint* const point = registrations()[i].point) point->release();
+  }
+}
+
+void Tracking::install(AccessList& accesses) noexcept {
+  if (count_ == 1) [[likely]] {
+    one_.point = accesses[0].point;
+    accesses.surrender();
+    const ObservationPoint::Link link = one_.point->link(one_, *this, accesses[0].version);
+    if (link == ObservationPoint::Link::made) return;  // From here on this may be gone.
+    if (link == ObservationPoint::Link::changed) fire();
+    release();
+  } else {
+    installMany(accesses);
+  }
+}
+
+void Tracking::installMany(AccessList& accesses) noexcept {
+  const std::size_t count = count_;
+  for (std::size_t i = 0; i < count; ++i) registrations()[i].point = accesses[i].point;
+  references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
+  // Each registration that is in its list has its reference. Once the last one is, this may be gone.
+  std::size_t kept = 0;
+  bool isChanged = false;
+  std::size_t i = 0;
+  for (; i < count; ++i) {
+    const ObservationPoint::Link link = accesses[i].point->link(registrations()[i], *this, accesses[i].version);
+    if (link == ObservationPoint::Link::made) continue;
+    if (link != ObservationPoint::Link::ended) {
+      isChanged = link == ObservationPoint::Link::changed;
+      break;
+    }
+    ++kept;
+  }
+  kept += count - i;
+  accesses.surrender();
+  if (isChanged) fire();
+  for (; kept > 0; --kept) release();
+}
+
+void Tracking::finish(Finish finish) noexcept {
+  const WithoutTracking untracked;
+  std::uint32_t given = 0;
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (registrations()[i].point->unlink(registrations()[i])) ++given;
+  }
+  finishHandler(finish);
+  for (; given > 0; --given) release();
+}
+
+}  // namespace Tessaly::inline v1::detail

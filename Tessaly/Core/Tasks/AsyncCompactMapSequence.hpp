@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/detail/TransformedSequence.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Makes elements from those of the base's of which the transform makes something.
+template <AsyncSequence Base, typename Transform>
+class CompactMapStepper {
+ public:
+  using Element = TransformResult<Transform, typename Base::Element>::value_type;
+
+  CompactMapStepper(AsyncIterator<Base> base, Transform transform)
+      : base_(std::move(base)), transform_(std::move(transform)) {}
+
+  Async<std::optional<Element>> step() {
+    while (auto element = co_await base_.next()) {
+      std::optional<Element> mapped = co_await applyTransform(transform_, *element);
+      if (mapped) co_return mapped;
+    }
+    co_return std::nullopt;
+  }
+
+ private:
+  AsyncIterator<Base> base_;
+  Transform transform_;
+};
+
+}  // namespace detail
+
+/// What a transform makes of a base's elements, without those of which it makes nothing. It fails as the base does.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto covers = compactMap(songs, [](Song song) { return song.cover; });
+template <AsyncSequence Base, typename Transform>
+using AsyncCompactMapSequence =
+    detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::CompactMapStepper<Base, Transform>>;
+
+/// The same with a transform that may throw: so may the sequence, which then has ended.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto sizes = throwingCompactMap(paths, [](Path path) { return sizeOfFile(path); });
+template <AsyncSequence Base, typename Transform>
+using AsyncThrowingCompactMapSequence =
+    detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::CompactMapStepper<Base, Transform>>;
+
+/// Passes every element through the transform, a callable that gives an optional or an `Async` of one, and must not
+/// throw what the base cannot.
+template <AsyncSequence Base, typename Transform>
+AsyncCompactMapSequence<Base, Transform> compactMap(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+/// Passes every element through a transform that may throw.
+template <AsyncSequence Base, typename Transform>
+AsyncThrowingCompactMapSequence<Base, Transform> throwingCompactMap(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/detail/TransformedSequence.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Goes through the sequences that the transform makes from the base's elements, one after the other.
+template <AsyncSequence Base, typename Transform>
+class FlatMapStepper {
+ public:
+  using Segment = TransformResult<Transform, typename Base::Element>;
+  using Element = Segment::Element;
+
+  FlatMapStepper(AsyncIterator<Base> base, Transform transform)
+      : base_(std::move(base)), transform_(std::move(transform)) {}
+
+  Async<std::optional<Element>> step() {
+    for (;;) {
+      if (segment_) {
+        if (auto element = co_await segment_->next()) co_return element;
+        segment_.reset();
+      }
+      auto element = co_await base_.next();
+      if (!element) co_return std::nullopt;
+      segment_.emplace((co_await applyTransform(transform_, *element)).makeAsyncIterator());
+    }
+  }
+
+ private:
+  AsyncIterator<Base> base_;
+  Transform transform_;
+  std::optional<AsyncIterator<Segment>> segment_;
+};
+
+}  // namespace detail
+
+/// The elements of the sequences that a transform makes from a base's elements, one sequence after the other. It fails
+/// as the base does.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto songs = flatMap(albums, [](Album album) { return songsOf(album); });
+template <AsyncSequence Base, typename Transform>
+using AsyncFlatMapSequence =
+    detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::FlatMapStepper<Base, Transform>>;
+
+/// The same with a transform, or sequences, that may throw: so may the sequence, which then has ended.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto lines = throwingFlatMap(paths, [](Path path) { return linesOf(path); });
+template <AsyncSequence Base, typename Transform>
+using AsyncThrowingFlatMapSequence =
+    detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::FlatMapStepper<Base, Transform>>;
+
+/// Follows, for every element, the sequence that the transform makes of it. The transform and its sequences must not
+/// throw what the base cannot.
+template <AsyncSequence Base, typename Transform>
+AsyncFlatMapSequence<Base, Transform> flatMap(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+/// The same where the transform or its sequences may throw.
+template <AsyncSequence Base, typename Transform>
+AsyncThrowingFlatMapSequence<Base, Transform> throwingFlatMap(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/detail/TransformedSequence.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Makes each element from one of the base's.
+template <AsyncSequence Base, typename Transform>
+class MapStepper {
+ public:
+  using Element = TransformResult<Transform, typename Base::Element>;
+
+  MapStepper(AsyncIterator<Base> base, Transform transform)
+      : base_(std::move(base)), transform_(std::move(transform)) {}
+
+  Async<std::optional<Element>> step() {
+    auto element = co_await base_.next();
+    if (!element) co_return std::nullopt;
+    co_return std::optional<Element>(std::in_place, co_await applyTransform(transform_, *element));
+  }
+
+ private:
+  AsyncIterator<Base> base_;
+  Transform transform_;
+};
+
+}  // namespace detail
+
+/// The elements of a base, each passed through a transform. It fails as the base does.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto names = map(songs, [](Song song) { return song.name; });
+template <AsyncSequence Base, typename Transform>
+using AsyncMapSequence =
+    detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::MapStepper<Base, Transform>>;
+
+/// The same with a transform that may throw: so may the sequence, which then has ended.
+///
+/// Thread contract: thread-compatible.
+///
+///     auto contents = throwingMap(paths, [](Path path) { return readWholeFile(path); });
+template <AsyncSequence Base, typename Transform>
+using AsyncThrowingMapSequence =
+    detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::MapStepper<Base, Transform>>;
+
+/// Passes every element through the transform, a callable that gives a value or an `Async` and must not throw what the
+/// base cannot.
+template <AsyncSequence Base, typename Transform>
+AsyncMapSequence<Base, Transform> map(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+/// Passes every element through a transform that may throw.
+template <AsyncSequence Base, typename Transform>
+AsyncThrowingMapSequence<Base, Transform> throwingMap(Base base, Transform transform) {
+  return {std::move(base), std::move(transform)};
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Base/Never.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// What an asynchronous sequence's iterator has: `next()`, and `next(isolation)`, which does the awaiting in the given
+/// isolation. Awaiting either gives a `std::optional<Element>`, empty at the end and ever after.
+template <typename Iterator, typename Element>
+concept AsyncIteratorOf = requires(Iterator& iterator, Isolation isolation) {
+  iterator.next();
+  { iterator.next(isolation) } -> std::same_as<Async<std::optional<Element>>>;
+};
+
+/// A sequence whose next element is awaited: `Element`, `Failure` (`Never` when it cannot fail, else the type of what
+/// it throws, `std::exception_ptr` standing for any), and `makeAsyncIterator()`.
+///
+///     template <AsyncSequence Sequence>
+///     Async<int> countElements(Sequence sequence) {
+///       int count = 0;
+///       auto iterator = sequence.makeAsyncIterator();
+///       while (co_await iterator.next()) ++count;
+///       co_return count;
+///     }
+template <typename Sequence>
+concept AsyncSequence = requires(const Sequence& sequence) {
+  typename Sequence::Element;
+  typename Sequence::Failure;
+  { sequence.makeAsyncIterator() } -> AsyncIteratorOf<typename Sequence::Element>;
+};
+
+/// The iterator that a sequence makes.
+template <AsyncSequence Sequence>
+using AsyncIterator = decltype(std::declval<const Sequence&>().makeAsyncIterator());
+
+namespace detail {
+
+/// `next(isolation)` for an iterator that has `next()`.
+template <typename Element, typename Iterator>
+Async<std::optional<Element>> nextIn(Iterator* iterator, Isolation isolation) {
+  Executor* const caller = threadState.task->executor();
+  Outcome<std::optional<Element>> outcome;
+  co_await Hop(isolation.executor());
+  try {
+    outcome.setValue(co_await iterator->next());
+  } catch (...) {
+    outcome.setError(std::current_exception());
+  }
+  co_await Hop(caller);
+  co_return outcome.take();
+}
+
+}  // namespace detail
+}  // namespace Tessaly::inline v1

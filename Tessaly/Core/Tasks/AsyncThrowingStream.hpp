@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Tessaly/Core/Tasks/BasicAsyncStream.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// An asynchronous sequence that may end with an error, fed from outside through a continuation.
+///
+/// It is `AsyncStream` with one difference: `finish(error)` ends it with an error, which `next()` throws once, after
+/// the buffered elements, to one consumer; then, and for all others, comes the end. A cancelled consumer gets the end,
+/// not an error.
+///
+/// Thread contract: thread-safe; an iterator is thread-compatible.
+///
+///     AsyncThrowingStream<Line> lines([&](AsyncThrowingStream<Line>::Continuation continuation) {
+///       reader.onLine([=](Line line) { continuation.yield(line); });
+///       reader.onFailure([=](ReadError error) { continuation.finish(error); });
+///     });
+template <typename Element>
+using AsyncThrowingStream = BasicAsyncStream<Element, std::exception_ptr>;
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Never.hpp"
+#include "Tessaly/Core/Tasks/BufferingPolicy.hpp"
+#include "Tessaly/Core/Tasks/StreamTermination.hpp"
+#include "Tessaly/Core/Tasks/detail/AsyncStreamIterator.hpp"
+#include "Tessaly/Core/Tasks/detail/AsyncStreamStorage.hpp"
+
+namespace Tessaly::inline v1 {
+
+template <typename Root, typename Value>
+class KeyPath;
+enum class NSKeyValueObservingOptions : std::uint8_t;
+
+/// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
+/// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
+///
+/// Elements are moved, never copied, and nothing of theirs runs under a lock of the stream's. What an element's move
+/// throws goes to whom it concerns: on its way in to `yield`, then the stream is as it was; on its way out to `next()`,
+/// or, if it is dropped, to `yield`, then that element is gone.
+///
+/// Thread contract: thread-safe; an iterator is thread-compatible.
+///
+///     template <typename Failure>
+///     Async<void> showAll(BasicAsyncStream<int, Failure> numbers) {
+///       auto iterator = numbers.makeAsyncIterator();
+///       while (auto number = co_await iterator.next()) show(*number);
+///     }
+template <typename StreamElement, typename StreamFailure>
+class BasicAsyncStream {
+ public:
+  using Element = StreamElement;
+  using Failure = StreamFailure;
+  using AsyncIterator = detail::AsyncStreamIterator<Element>;
+  using Termination = StreamTermination;
+
+  /// The producer's end. Copies feed the same stream. Dropping all of them does not end it: the consumers wait on.
+  ///
+  /// Thread contract: thread-safe.
+  ///
+  ///     auto [clicks, continuation] = AsyncStream<Point>::makeStream();
+  ///     button.onClick([continuation](Point point) { continuation.yield(point); });
+  class Continuation {
+   public:
+    /// Hands the element to the oldest waiting consumer, or buffers it. Never waits.
+    YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
+    /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
+    void finish() const { end(nullptr); }
+    /// The same, with an error; null is none. For streams that may fail.
+    void finish(std::exception_ptr error) const
+      requires(!std::same_as<Failure, Never>)
+    {
+      end(std::move(error));
+    }
+    template <std::derived_from<std::exception> E>
+      requires(!std::same_as<Failure, Never>)
+    void finish(E error) const {
+      end(std::make_exception_ptr(std::move(error)));
+    }
+    /// Sets what is called, once, when the stream ends: synchronously on the ending thread, with no lock held. A throw
+    /// out of it stops the process. One set after the end is never called.
+    void setOnTermination(std::function<void(const Termination&)> handler) const {
+      storage_->setTerminationHandler(std::move(handler));
+    }
+    [[nodiscard]] std::function<void(const Termination&)> onTermination() const {
+      return storage_->terminationHandler();
+    }
+
+   private:
+    friend BasicAsyncStream;
+    explicit Continuation(std::shared_ptr<detail::AsyncStreamStorage<Element>> storage) noexcept
+        : storage_(std::move(storage)) {}
+
+    void end(std::exception_ptr error) const {
+      const auto storage = storage_;  // The termination handler may destroy this continuation.
+      storage->finish(std::move(error));
+    }
+
+    std::shared_ptr<detail::AsyncStreamStorage<Element>> storage_;
+  };
+
+  /// Makes a stream with an unbounded buffer. `build` is called once, before this returns.
+  template <typename Build>
+    requires std::is_invocable_v<Build&, Continuation>
+  explicit BasicAsyncStream(Build build) : BasicAsyncStream(BufferingPolicy::unbounded(), std::move(build)) {}
+  template <typename Build>
+    requires std::is_invocable_v<Build&, Continuation>
+  BasicAsyncStream(BufferingPolicy bufferingPolicy, Build build)
+      : BasicAsyncStream(std::make_shared<detail::AsyncStreamStorage<Element>>(bufferingPolicy), std::move(build)) {}
+
+  /// A stream and its continuation, for a producer that starts later.
+  struct StreamAndContinuation {
+    BasicAsyncStream stream;
+    Continuation continuation;
+  };
+  [[nodiscard]] static StreamAndContinuation makeStream(
+      BufferingPolicy bufferingPolicy = BufferingPolicy::unbounded()) {
+    auto storage = std::make_shared<detail::AsyncStreamStorage<Element>>(bufferingPolicy);
+    return {BasicAsyncStream(storage, [](const Continuation&) {}), Continuation(storage)};
+  }
+
+  /// A stream whose elements are made on demand: each `next()` calls `produce`, in the consumer's task, until it gives
+  /// none or, in a stream that may fail, throws. Consumers that come at once call it at once. Cancelling a consumer
+  /// calls `onCancel`, once and on the cancelling thread, and ends the stream after the elements under way; a task that
+  /// is cancelled already gets the end.
+  [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
+                                                  std::function<void()> onCancel = nullptr) {
+    return BasicAsyncStream(
+        std::make_shared<detail::AsyncStreamStorage<Element>>(std::move(produce), std::move(onCancel)),
+        [](const Continuation&) {});
+  }
+
+  /// The new values of an object's property. For `AsyncStream`, in "Tessaly/Concurrency/AsyncStream+Extensions.hpp".
+  template <typename Root, typename Object>
+    requires std::same_as<Failure, Never>
+  [[nodiscard]] static BasicAsyncStream observing(const KeyPath<Root, Element>& keyPath,
+                                                  const std::shared_ptr<Object>& object,
+                                                  NSKeyValueObservingOptions options);
+
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(consumer_); }
+
+ private:
+  template <typename Build>
+  BasicAsyncStream(std::shared_ptr<detail::AsyncStreamStorage<Element>> storage, Build build)
+      : consumer_(std::make_shared<detail::AsyncStreamConsumer<Element>>(storage)) {
+    build(Continuation(std::move(storage)));
+  }
+
+  std::shared_ptr<detail::AsyncStreamConsumer<Element>> consumer_;
+};
+
+}  // namespace Tessaly::inline v1

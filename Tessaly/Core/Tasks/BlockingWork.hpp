@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// The executor of the threads that may block: at most 64, started as needed, ended after 10 s without work.
+[[nodiscard]] TESSALY_EXPORT Executor& blockingExecutor() noexcept;
+
+/// Runs a function on a thread that may block, while the task is suspended.
+template <typename Work, typename Result>
+class BlockingAwaiter final : private Job {
+ public:
+  explicit BlockingAwaiter(Work& work) : Job(&runWork), work_(work) {}
+
+  bool await_ready() const noexcept { return false; }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  bool await_suspend(std::coroutine_handle<Promise> handle) noexcept {
+    suspension_.arm(handle);
+    blockingExecutor().enqueue(*this);
+    return suspension_.commit();
+  }
+  Result await_resume() { return outcome_.take(); }
+
+ private:
+  static void runWork(Job& job) noexcept {
+    auto& self = static_cast<BlockingAwaiter&>(job);
+    try {
+      if constexpr (std::is_void_v<Result>) {
+        std::invoke(self.work_);
+        self.outcome_.setValue();
+      } else {
+        self.outcome_.setValue(std::invoke(self.work_));
+      }
+    } catch (...) {
+      self.outcome_.setError(std::current_exception());
+    }
+    self.suspension_.resume();
+  }
+
+  Work& work_;
+  Suspension suspension_;
+  Outcome<Result> outcome_;
+};
+
+}  // namespace detail
+
+/// Runs a function that may block (files, a bus, a process) on a thread made for that, and gives its result or throws
+/// what it threw. The current task is suspended meanwhile; cancelling it does not interrupt the function.
+///
+/// Thread contract: thread-safe. The function runs outside any task.
+///
+///     std::string text = co_await runBlocking([path] { return readWholeFile(path); });
+template <typename Function>
+auto runBlocking(Function function) -> Async<std::invoke_result_t<Function&>> {
+  co_return co_await detail::BlockingAwaiter<Function, std::invoke_result_t<Function&>>(function);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Has a function called when the current task is cancelled, for the extent of a scope.
+template <typename OnCancel>
+class ScopedCancellationHandler final : public CancellationHandler {
+ public:
+  explicit ScopedCancellationHandler(OnCancel onCancel)
+      : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
+          static_cast<ScopedCancellationHandler&>(handler).call();
+        }),
+        onCancel_(std::move(onCancel)),
+        task_(*threadState.task) {
+    if (!task_.addCancellationHandler(*this)) call();
+  }
+  ~ScopedCancellationHandler() { task_.removeCancellationHandler(*this); }
+
+ private:
+  void call() noexcept { callNotification("A cancellation handler", onCancel_); }
+
+  OnCancel onCancel_;
+  TaskRecord& task_;
+};
+
+}  // namespace detail
+
+/// Runs the operation, and calls `onCancel` if the current task is cancelled meanwhile: at most once, synchronously on
+/// the cancelling thread, with no lock held, perhaps while the operation is running. If the task is cancelled already,
+/// it is called at once, before the operation, which still runs. Once the operation has ended, the handler is not, and
+/// will not be, running.
+///
+/// A handler flips state and resumes or enqueues; a throw out of it stops the process.
+///
+/// Thread contract: thread-safe. Adding and removing the handler takes one lock each and no allocation.
+///
+///     co_await withTaskCancellationHandler([&] { return download.finished(); }, [&] { download.abort(); });
+template <typename Operation, typename OnCancel>
+auto withTaskCancellationHandler(Operation operation, OnCancel onCancel) -> std::invoke_result_t<Operation&> {
+  const detail::ScopedCancellationHandler<OnCancel> handler(std::move(onCancel));
+  co_return co_await std::invoke(operation);
+}
+
+}  // namespace Tessaly::inline v1

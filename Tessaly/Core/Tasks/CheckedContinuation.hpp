@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <concepts>
+#include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// What the copies of a one-shot handle share, whatever its type.
+class TESSALY_EXPORT ContinuationState {
+ public:
+  ContinuationState(std::string_view name, Suspension& suspension) : name_(name), suspension_(suspension) {}
+  /// Writes a log record if the handle was never resumed.
+  ~ContinuationState();
+  ContinuationState(const ContinuationState&) = delete;
+  ContinuationState& operator=(const ContinuationState&) = delete;
+
+  /// Stops the process the second time.
+  void claim() noexcept;
+  void resume() noexcept { suspension_.resume(); }
+  /// The awaiter went on with an exception of its own: nobody waits any more.
+  void abandon() noexcept { isClaimed_.store(true, std::memory_order_relaxed); }
+
+ private:
+  const std::string name_;
+  Suspension& suspension_;
+  std::atomic<bool> isClaimed_{false};
+};
+
+template <typename T, typename Body>
+class ContinuationAwaiter;
+
+}  // namespace detail
+
+/// A handle that resumes one suspended task once, with a value or an error.
+///
+/// Resuming enqueues the task on its executor, and never runs it inline. Resuming a second time stops the process,
+/// naming the handle. When the last copy goes unresumed, one log record names the handle, and the task stays suspended
+/// for ever.
+///
+/// Thread contract: thread-safe; the handle itself is thread-compatible.
+///
+///     Reply reply = co_await withCheckedContinuation<Reply>([&](CheckedContinuation<Reply> continuation) {
+///       service.ask([continuation](Reply answer) { continuation.resume(std::move(answer)); });
+///     });
+template <typename T = void>
+class CheckedContinuation {
+ public:
+  /// Resumes with a value.
+  template <typename Value = T>
+    requires(!std::is_void_v<T> && std::constructible_from<T, Value>)
+  void resume(Value&& value) const {
+    state_->claim();
+    outcome_->setValue(std::forward<Value>(value));
+    state_->resume();
+  }
+  /// Resumes without a value.
+  void resume() const
+    requires std::is_void_v<T>
+  {
+    state_->claim();
+    outcome_->setValue();
+    state_->resume();
+  }
+  /// Resumes by throwing the error where the task waits.
+  void resumeThrowing(std::exception_ptr error) const {
+    state_->claim();
+    outcome_->setError(std::move(error));
+    state_->resume();
+  }
+  template <std::derived_from<std::exception> E>
+  void resumeThrowing(E error) const {
+    resumeThrowing(std::make_exception_ptr(std::move(error)));
+  }
+
+ private:
+  template <typename, typename>
+  friend class detail::ContinuationAwaiter;
+
+  CheckedContinuation(std::shared_ptr<detail::ContinuationState> state, detail::Outcome<T>& outcome)
+      : state_(std::move(state)), outcome_(&outcome) {}
+
+  std::shared_ptr<detail::ContinuationState> state_;
+  /// In the frame of the suspended coroutine.
+  detail::Outcome<T>* outcome_;
+};
+
+namespace detail {
+
+template <typename T, typename Body>
+class ContinuationAwaiter {
+ public:
+  ContinuationAwaiter(Body& body, std::string_view name) : body_(body), name_(name) {}
+
+  bool await_ready() const noexcept { return false; }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  bool await_suspend(std::coroutine_handle<Promise> handle) {
+    suspension_.arm(handle);
+    auto state = std::make_shared<ContinuationState>(name_, suspension_);
+    try {
+      body_(CheckedContinuation<T>(state, outcome_));
+    } catch (...) {
+      state->abandon();
+      throw;
+    }
+    // The last copy may go here, unresumed, which is a leak to report; so let go before the frame may.
+    state.reset();
+    return suspension_.commit();
+  }
+  T await_resume() { return outcome_.take(); }
+
+ private:
+  Body& body_;
+  std::string_view name_;
+  Suspension suspension_;
+  Outcome<T> outcome_;
+};
+
+}  // namespace detail
+
+/// Suspends the current task and calls the body, at once, with the handle that will resume it. What the body throws
+/// goes to the awaiter; the handle must not be resumed then. The name, by default the calling function's, appears in
+/// reports of misuse.
+///
+/// Thread contract: thread-safe. One allocation.
+template <typename T = void, typename Body>
+Async<T> withCheckedContinuation(Body body, std::string_view name = __builtin_FUNCTION()) {
+  co_return co_await detail::ContinuationAwaiter<T, Body>(body, name);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/TaskPriority.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A piece of work that an executor can queue without allocating: it carries its own links.
+///
+/// A job is in at most one queue at a time. It must stay alive until its function is called, which may destroy it.
+///
+/// Thread contract: thread-compatible while queued; the queue that holds it synchronises.
+///
+///     struct Redraw : Job {
+///       Redraw() : Job([](Job& job) noexcept { static_cast<Redraw&>(job).draw(); }) {}
+///       void draw();
+///     };
+class Job {
+ public:
+  using Function = void (*)(Job&) noexcept;
+
+  explicit Job(Function function, TaskPriority priority = TaskPriority::medium) noexcept
+      : function_(function), priority_(priority) {}
+  Job(const Job&) = delete;
+  Job& operator=(const Job&) = delete;
+
+  /// Does the work. Called once for each time that the job was enqueued.
+  void run() noexcept { function_(*this); }
+
+  [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_relaxed); }
+
+  /// Raises the priority; a lower one changes nothing. True if it was raised. Does not move a queued job: see
+  /// `Executor::escalate`.
+  bool raisePriority(TaskPriority priority) noexcept;
+
+  /// The links, for the queue that holds the job.
+  Job* next = nullptr;
+  Job* previous = nullptr;
+  /// Which list of a queue with several lists holds the job; -1 while none does.
+  signed char level = -1;
+
+ protected:
+  ~Job() = default;
+  /// Only before the job is first enqueued.
+  void setPriority(TaskPriority priority) noexcept { priority_.store(priority, std::memory_order_relaxed); }
+
+ private:
+  Function function_;
+  std::atomic<TaskPriority> priority_;
+};
+
+/// An intrusive first-in, first-out list of jobs.
+///
+/// Thread contract: thread-compatible.
+///
+///     JobList waiting;
+///     waiting.append(job);
+///     while (Job* next = waiting.popFirst()) next->run();
+class JobList {
+ public:
+  [[nodiscard]] bool isEmpty() const noexcept { return first_ == nullptr; }
+  [[nodiscard]] Job* first() const noexcept { return first_; }
+  /// O(1).
+  void append(Job& job) noexcept {
+    job.next = nullptr;
+    job.previous = last_;
+    (last_ != nullptr ? last_->next : first_) = &job;
+    last_ = &job;
+  }
+  /// Takes out a job that is in this list. O(1).
+  void remove(Job& job) noexcept {
+    (job.previous != nullptr ? job.previous->next : first_) = job.next;
+    (job.next != nullptr ? job.next->previous : last_) = job.previous;
+  }
+  /// Takes out the first job; null when there is none. O(1).
+  Job* popFirst() noexcept {
+    Job* job = first_;
+    if (job != nullptr) remove(*job);
+    return job;
+  }
+
+ private:
+  Job* first_ = nullptr;
+  Job* last_ = nullptr;
+};
+
+/// Where jobs run. A host may supply its own: one operation is enough.
+///
+/// Thread contract: thread-safe.
+///
+///     class Inline : public Executor {
+///      public:
+///       void enqueue(Job& job) noexcept override { job.run(); }
+///     };
+class TESSALY_EXPORT Executor {
+ public:
+  virtual ~Executor() = default;
+
+  /// Runs the job some time later, never before this call has returned to a caller that is itself a job of the same
+  /// serial executor. Must not throw and must not block.
+  virtual void enqueue(Job& job) noexcept = 0;
+
+  /// Told after a job's priority was raised; the job may be waiting here, be running, or be elsewhere. The job itself
+  /// is kept alive by the caller.
+  virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
+
+  /// Counted by executors that can end; others live as long as the process.
+  virtual void retain() noexcept {}
+  virtual void release() noexcept {}
+
+ protected:
+  Executor() = default;
+  Executor(const Executor&) = default;
+  Executor& operator=(const Executor&) = default;
+};
+
+inline bool Job::raisePriority(TaskPriority priority) noexcept {
+  TaskPriority current = priority_.load(std::memory_order_relaxed);
+  while (current < priority) {
+    if (priority_.compare_exchange_weak(current, priority, std::memory_order_relaxed)) return true;
+  }
+  return false;
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/Executor.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// How soon the user waits for a piece of work.
+enum class QualityOfService : std::uint8_t {
+  background,
+  utility,
+  default_,
+  userInitiated,
+  userInteractive,
+};
+
+/// A queue of plain functions: the main one, or a global one by quality of service.
+///
+/// The main queue runs them on the main thread, in order; a global queue runs them on the global executor, side by
+/// side, started in order. A function must not throw: a throw stops the process. Prefer `Task`, which can be awaited
+/// and cancelled.
+///
+/// Thread contract: thread-safe.
+///
+///     OS_dispatch_queue::main().async([] { redraw(); });
+///     OS_dispatch_queue::global(QualityOfService::background).asyncAfter(std::chrono::seconds(5), [] { tidyUp(); });
+class OS_dispatch_queue {
+ public:
+  using Function = std::move_only_function<void()>;
+
+  [[nodiscard]] TESSALY_EXPORT static OS_dispatch_queue main() noexcept;
+  [[nodiscard]] TESSALY_EXPORT static OS_dispatch_queue global(
+      QualityOfService quality = QualityOfService::default_) noexcept;
+
+  /// Runs the function some time later, never inline. One allocation.
+  TESSALY_EXPORT void async(Function function) const;
+  /// Runs it once the delay has passed on the clock.
+  TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
+                                 Clock& clock = ContinuousClock::shared()) const;
+
+  /// Calls the block once, so many seconds from now, on the global queue of background quality, and never before this
+  /// returns. Nothing or less than nothing is at once; NaN, and more than 292 years, is never. Defined in
+  /// FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  TESSALY_EXPORT static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared());
+
+  [[nodiscard]] Executor& executor() const noexcept { return *executor_; }
+  [[nodiscard]] TaskPriority priority() const noexcept { return priority_; }
+  friend bool operator==(const OS_dispatch_queue&, const OS_dispatch_queue&) noexcept = default;
+
+ private:
+  OS_dispatch_queue(Executor& executor, TaskPriority priority) noexcept : executor_(&executor), priority_(priority) {}
+
+  Executor* executor_;
+  TaskPriority priority_;
+};
+
+}  // namespace Tessaly::inline v1

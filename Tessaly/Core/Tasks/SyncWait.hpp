@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskState.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Stops the process where waiting would deadlock.
+TESSALY_EXPORT void checkMayWait() noexcept;
+/// Starts the task and waits for its end: on the main thread by serving the main queue, elsewhere by sleeping.
+TESSALY_EXPORT void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept;
+
+template <typename T>
+class WaitedState : public TaskState<T> {
+ public:
+  std::atomic<std::uint32_t> isCompleted{0};
+
+ protected:
+  using TaskState<T>::TaskState;
+  ~WaitedState() override = default;
+
+ private:
+  void didComplete() noexcept final;
+};
+
+TESSALY_EXPORT void completeWait(std::atomic<std::uint32_t>& isDone) noexcept;
+
+template <typename T>
+void WaitedState<T>::didComplete() noexcept {
+  completeWait(isCompleted);
+}
+
+}  // namespace detail
+
+/// Runs an operation from ordinary code and waits for its result, which it returns or throws.
+///
+/// The operation, a callable that returns an `Async` or a plain value, runs as a task: on the main thread it runs
+/// there, isolated to the main queue, which is served meanwhile; on another thread it runs without isolation. On a
+/// thread of the pool, or inside a job of a serial executor, waiting would deadlock and stops the process; use
+/// `co_await` there.
+///
+/// Thread contract: thread-safe.
+///
+///     int main() {
+///       return syncWait([]() -> Async<int> { co_return co_await runHost(); });
+///     }
+template <typename Operation>
+  requires std::is_invocable_v<Operation&>
+auto syncWait(Operation operation) -> detail::AsyncInvokeResult<Operation&> {
+  using Result = detail::AsyncInvokeResult<Operation&>;
+  using State = detail::WaitedState<Result>;
+  detail::checkMayWait();
+  const auto state = detail::TaskReference<State>::adopt(new detail::ClosureTask<Result, Operation, State>(
+      std::move(operation),
+      detail::threadState.task != nullptr ? detail::threadState.task->priority() : TaskPriority::medium,
+      MainQueue::isMainThread() ? Isolation::main() : Isolation(), detail::TaskLocalCopies::ofTheCaller));
+  detail::runAndWait(*state, state->isCompleted);
+  return state->outcome().take();
+}
+
+/// The same for an `Async` that was made already.
+template <typename T>
+T syncWait(Async<T> async) {
+  return syncWait([&async]() -> Async<T> { return std::move(async); });
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskAwaiters.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskState.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// How a task is started. What is left out is inherited from the caller.
+struct TaskOptions {
+  std::optional<TaskPriority> priority = std::nullopt;
+  std::optional<Isolation> isolation = std::nullopt;
+};
+
+/// A handle on a piece of asynchronous work that is running.
+///
+/// Making one starts the work, on an executor, never inline. It inherits the caller's priority, isolation and
+/// task-locals; a detached one inherits none of these. The operation is a callable that returns an `Async<T>` or a
+/// plain `T`; the task keeps it, captures included, until the work has ended. Cancellation is cooperative: it sets a
+/// flag that the work looks at, and calls handlers. Dropping the handle neither cancels nor stops the work. Copies name
+/// the same task.
+///
+/// The nearest standard facility is `std::async`, which blocks where this suspends and cannot be cancelled.
+///
+/// Thread contract: thread-safe; the handle itself is thread-compatible.
+///
+///     Task<int> count([] { return countFiles("/usr/include"); });
+///     show(co_await count.value());
+template <typename T = void>
+class Task {
+ public:
+  /// Starts the operation. One allocation for the task, one for the coroutine.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  explicit Task(Operation&& operation) : Task(TaskOptions{}, std::forward<Operation>(operation)) {}
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  Task(TaskOptions options, Operation&& operation)
+      : state_(make(options.priority.value_or(currentPriority()),
+                    options.isolation ? std::move(*options.isolation) : Isolation::current(),
+                    detail::TaskLocalCopies::ofTheCaller, std::forward<Operation>(operation))) {}
+
+  /// Starts an operation that inherits nothing: priority medium, no isolation, no task-locals, unless the options say
+  /// so.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  static Task detached(TaskOptions options, Operation&& operation) {
+    return Task(make(options.priority.value_or(TaskPriority::medium),
+                     std::move(options.isolation).value_or(Isolation()), detail::TaskLocalCopies::none,
+                     std::forward<Operation>(operation)));
+  }
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  static Task detached(Operation&& operation) {
+    return detached(TaskOptions{}, std::forward<Operation>(operation));
+  }
+
+  /// Waits for the end and gives the result, or throws what the operation threw. Raises the task's priority to the
+  /// waiter's. Cancelling the waiter neither cancels this task nor ends the wait. Any number of tasks may wait, at any
+  /// time; each gets a copy, or, where `T` cannot be copied, the first takes it and the second stops the process.
+  [[nodiscard]] Async<T> value() const { return valueOf(state_); }
+
+  /// Waits for the end, whatever it is.
+  [[nodiscard]] Async<void> finished() const { return endOf(state_); }
+
+  /// Requests cancellation: sets the flag and calls the handlers that are in force, on this thread, before it returns.
+  /// Idempotent; no effect once the task has ended.
+  void cancel() const noexcept { state_->cancel(); }
+  [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
+  /// Whether the work has ended.
+  [[nodiscard]] bool isFinished() const noexcept { return state_->isDone(); }
+  [[nodiscard]] TaskPriority priority() const noexcept { return state_->priority(); }
+
+  /// Whether both handles name the same task.
+  friend bool operator==(const Task&, const Task&) noexcept = default;
+
+  /// Whether the current task is cancelled; false outside any task.
+  [[nodiscard]] static bool isCurrentCancelled() noexcept {
+    const auto* task = detail::threadState.task;
+    return task != nullptr && task->isCancelled();
+  }
+  /// Throws `CancellationError` if the current task is cancelled.
+  static void checkCancellation() {
+    if (isCurrentCancelled()) throw CancellationError();
+  }
+  /// The current task's priority; medium outside any task.
+  [[nodiscard]] static TaskPriority currentPriority() noexcept {
+    const auto* task = detail::threadState.task;
+    return task != nullptr ? task->priority() : TaskPriority::medium;
+  }
+
+  /// Lets other work of the executor run, and goes on behind it.
+  [[nodiscard]] static auto yield() noexcept { return detail::YieldAwaiter(); }
+
+  /// Waits on a clock for at least the given time. Throws `CancellationError` at once when the task is cancelled,
+  /// asleep or about to be.
+  [[nodiscard]] static Async<void> sleep(std::chrono::nanoseconds duration, Clock& clock = ContinuousClock::shared()) {
+    return sleepUntil(clock.after(duration), clock);
+  }
+  [[nodiscard]] static Async<void> sleepUntil(Clock::Instant deadline, Clock& clock = ContinuousClock::shared()) {
+    return detail::sleepUntil(deadline, &clock);
+  }
+
+  /// The same for a count of microseconds, milliseconds, or seconds, of which the nanoseconds that are not whole are
+  /// cut off. A count of nanoseconds that does not fit in 64 bits without a sign stops the process; more than 292 years
+  /// last for ever. Defined in FoundationExtensions/Task+Sleep.hpp.
+  [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
+                                                     Clock& clock = ContinuousClock::shared());
+  [[nodiscard]] static Async<void> sleepMilliSeconds(std::uint64_t milliSeconds,
+                                                     Clock& clock = ContinuousClock::shared());
+  [[nodiscard]] static Async<void> sleepSeconds(double seconds, Clock& clock = ContinuousClock::shared());
+
+ private:
+  using State = detail::TaskState<T>;
+
+  explicit Task(detail::TaskReference<State> state) noexcept : state_(std::move(state)) {}
+
+  template <typename Operation>
+  static detail::TaskReference<State> make(TaskPriority priority, Isolation isolation, detail::TaskLocalCopies copies,
+                                           Operation&& operation) {
+    using Closure = std::decay_t<Operation>;
+    static_assert(std::is_same_v<detail::AsyncInvokeResult<Closure&>, T>, "the operation must give the task's result");
+    auto state = detail::TaskReference<State>::adopt(new detail::ClosureTask<T, Closure>(
+        std::forward<Operation>(operation), priority, std::move(isolation), copies));
+    state->start();
+    return state;
+  }
+
+  static Async<T> valueOf(detail::TaskReference<State> state) {
+    co_await detail::CompletionAwaiter(*state);
+    if constexpr (std::is_void_v<T>) {
+      state->outcome().get();
+    } else if constexpr (std::is_copy_constructible_v<T>) {
+      co_return state->outcome().get();
+    } else {
+      co_return state->takeOnce();
+    }
+  }
+  static Async<void> endOf(detail::TaskReference<State> state) { co_await detail::CompletionAwaiter(*state); }
+
+  detail::TaskReference<State> state_;
+};
+
+template <typename Operation>
+Task(Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
+template <typename Operation>
+Task(TaskOptions, Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
+
+}  // namespace Tessaly::inline v1

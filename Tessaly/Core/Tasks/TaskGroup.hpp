@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskState.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+template <typename T>
+class GroupChildState;
+}
+
+/// The child tasks of one scope. `withTaskGroup` makes it, and does not return before every child has ended.
+///
+/// Children inherit the priority and the task-locals of the task that adds them, but no isolation; they run at once,
+/// side by side. A child may throw: `next()` and `waitForAll()` pass it on.
+///
+/// Thread contract: children may be added, and all cancelled, from any thread; one task at a time waits.
+///
+///     int total = co_await withTaskGroup<int>([&](TaskGroup<int>& group) -> Async<int> {
+///       for (const auto& folder : folders) group.addTask([folder] { return countFiles(folder); });
+///       int sum = 0;
+///       while (auto count = co_await group.next()) sum += *count;
+///       co_return sum;
+///     });
+template <typename ChildResult = void>
+class TaskGroup {
+ public:
+  /// What `next()` gives: the child's result, or, for children without one, whether a child had ended.
+  using Next = std::conditional_t<std::is_void_v<ChildResult>, bool, std::optional<ChildResult>>;
+
+  TaskGroup() = default;
+  TaskGroup(const TaskGroup&) = delete;
+  TaskGroup& operator=(const TaskGroup&) = delete;
+
+  /// Starts a child. In a cancelled group it starts cancelled.
+  template <typename Operation>
+  void addTask(Operation&& operation) {
+    addTask(TaskOptions{}, std::forward<Operation>(operation));
+  }
+  template <typename Operation>
+  void addTask(TaskOptions options, Operation&& operation);
+
+  /// Starts a child unless the group is cancelled; whether it did.
+  template <typename Operation>
+  bool addTaskUnlessCancelled(Operation&& operation) {
+    if (isCancelled()) return false;
+    addTask(std::forward<Operation>(operation));
+    return true;
+  }
+
+  /// Waits for the child that ends next, in the order of their ends, and gives its result or throws its error; gives
+  /// nothing when no child is left.
+  [[nodiscard]] Async<Next> next() {
+    const auto child = co_await detail::TaskGroupCore::NextAwaiter(core_);
+    if (!child) co_return Next{};
+    auto& outcome = static_cast<detail::GroupChildState<ChildResult>&>(*child).outcome();
+    if constexpr (std::is_void_v<ChildResult>) {
+      outcome.take();
+      co_return true;
+    } else {
+      co_return outcome.take();
+    }
+  }
+
+  /// Waits for all children. Throws the first error, after all have ended.
+  [[nodiscard]] Async<void> waitForAll() {
+    std::exception_ptr first;
+    for (;;) {
+      const auto child = co_await detail::TaskGroupCore::NextAwaiter(core_);
+      if (!child) break;
+      try {
+        static_cast<void>(static_cast<detail::GroupChildState<ChildResult>&>(*child).outcome().get());
+      } catch (...) {
+        if (!first) first = std::current_exception();
+      }
+    }
+    if (first) std::rethrow_exception(first);
+  }
+
+  /// Waits for all children and drops their results and errors.
+  [[nodiscard]] Async<void> dropAll() {
+    while (co_await detail::TaskGroupCore::NextAwaiter(core_)) {
+    }
+  }
+
+  /// Cancels every child, those added later included.
+  void cancelAll() noexcept { core_.cancelAll(); }
+  [[nodiscard]] bool isCancelled() noexcept { return core_.isCancelled(); }
+  /// Whether no child is running or has a result that was not taken.
+  [[nodiscard]] bool isEmpty() noexcept { return core_.isEmpty(); }
+
+ private:
+  friend class detail::TaskGroupCancellation;
+
+  detail::TaskGroupCore core_;
+};
+
+namespace detail {
+
+template <typename T>
+class GroupChildState : public TaskState<T> {
+ public:
+  [[nodiscard]] TaskGroupLink& link() noexcept { return link_; }
+
+ protected:
+  GroupChildState(TaskGroupCore& group, TaskPriority priority, Isolation isolation)
+      : TaskState<T>(priority, std::move(isolation), TaskLocalCopies::ofTheCaller), group_(group) {
+    link_.record = this;
+  }
+  ~GroupChildState() override = default;
+
+ private:
+  void didComplete() noexcept final { group_.childCompleted(link_); }
+
+  TaskGroupCore& group_;
+  TaskGroupLink link_;
+};
+
+}  // namespace detail
+
+template <typename ChildResult>
+template <typename Operation>
+void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation) {
+  using Closure = std::decay_t<Operation>;
+  static_assert(std::is_same_v<detail::AsyncInvokeResult<Closure&>, ChildResult>,
+                "the operation must give the group's child result");
+  auto* child = new detail::ClosureTask<ChildResult, Closure, detail::GroupChildState<ChildResult>>(
+      std::forward<Operation>(operation), core_, options.priority.value_or(Task<>::currentPriority()),
+      std::move(options.isolation).value_or(Isolation()));
+  core_.add(child->link());
+  child->start();
+}
+
+/// Calls the body with a new group, waits for its children, and gives the body's result.
+///
+/// If the body throws, all children are cancelled and waited for, and the exception goes on. If it returns, children
+/// that are left are waited for, and their results and errors dropped. Cancelling the current task cancels the
+/// children.
+///
+/// Thread contract: thread-safe.
+template <typename ChildResult = void, typename Body>
+auto withTaskGroup(Body body) -> std::invoke_result_t<Body&, TaskGroup<ChildResult>&> {
+  using Result = std::invoke_result_t<Body&, TaskGroup<ChildResult>&>::Result;
+  TaskGroup<ChildResult> group;
+  detail::Outcome<Result> outcome;
+  const detail::TaskGroupCancellation cancellation(group);
+  try {
+    if constexpr (std::is_void_v<Result>) {
+      co_await std::invoke(body, group);
+      outcome.setValue();
+    } else {
+      outcome.setValue(co_await std::invoke(body, group));
+    }
+  } catch (...) {
+    outcome.setError(std::current_exception());
+    group.cancelAll();
+  }
+  co_await group.dropAll();
+  co_return outcome.take();
+}
+
+}  // namespace Tessaly::inline v1

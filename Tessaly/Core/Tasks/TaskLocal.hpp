@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskLocalBinding.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A value that is bound for the extent of a call and seen by everything called from it, in the same task and in the
+/// tasks created there, which copy the innermost binding of every key.
+///
+/// Binding is a push and a pop; outside any task the binding lives in the thread. The nearest standard facility is
+/// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address:
+/// declare it at namespace scope or as a static member.
+///
+/// Thread contract: thread-safe.
+///
+///     constinit TaskLocal<int> requestNumber(0);
+///
+///     void handleRequest() {
+///       requestNumber.withValue(7, [] { show(requestNumber.value()); });
+///     }
+template <typename Value>
+class TaskLocal {
+ public:
+  constexpr explicit TaskLocal(Value defaultValue) : defaultValue_(std::move(defaultValue)) {}
+  TaskLocal(const TaskLocal&) = delete;
+  TaskLocal& operator=(const TaskLocal&) = delete;
+
+  /// The innermost binding's value, or the default. O(bindings in force).
+  [[nodiscard]] Value value() const {
+    const auto* binding = detail::TaskLocalBinding::find(this);
+    return binding != nullptr ? static_cast<const detail::TypedTaskLocalBinding<Value>*>(binding)->value()
+                              : defaultValue_;
+  }
+
+  /// Calls the body with the value bound, and returns what it returned. A body that returns an `Async` gives an
+  /// `Async`, throughout which the value is bound; the body is kept as long.
+  template <typename Body>
+  auto withValue(Value value, Body body) const {
+    if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+      return bindAsync(std::move(value), std::move(body));
+    } else {
+      const detail::ScopedTaskLocalBinding<Value> binding(this, std::move(value));
+      return std::invoke(body);
+    }
+  }
+
+ private:
+  template <typename Body>
+  auto bindAsync(Value value, Body body) const -> std::invoke_result_t<Body&> {
+    const detail::ScopedTaskLocalBinding<Value> binding(this, std::move(value));
+    co_return co_await std::invoke(body);
+  }
+
+  Value defaultValue_;
+};
+
+}  // namespace Tessaly::inline v1

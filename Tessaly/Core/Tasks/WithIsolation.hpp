@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Moves the current task to another isolation and goes on there: at once if this thread is there already or can take
+/// the executor over, otherwise through its queue.
+class Hop {
+ public:
+  explicit Hop(Executor* target) noexcept : target_(target) {}
+
+  bool await_ready() const noexcept { return threadState.task->executor() == target_; }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  bool await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
+    ThreadState& state = threadState;
+    TaskRecord& task = *state.task;
+    task.setExecutor(target_);
+    if (state.isPoolWorker) {
+      if (state.executor != nullptr) SerialExecutor::leaveCurrent();
+      if (target_ == nullptr) return false;
+      auto* serial = dynamic_cast<SerialExecutor*>(target_);
+      if (serial != nullptr && serial->enterIfIdle()) return false;
+    }
+    task.setResumePoint(handle);
+    task.schedule();
+    return true;
+  }
+  void await_resume() const noexcept {}
+
+ private:
+  Executor* target_;
+};
+
+}  // namespace detail
+
+/// Runs the body in the given isolation and goes back to the caller's, whatever happens. The body is a plain function
+/// or returns an `Async`; its result or exception is passed on. Hopping onto an idle serial executor from the pool, and
+/// back, stays on the thread.
+///
+/// Thread contract: thread-safe.
+///
+///     std::size_t count = co_await withIsolation(storage, [&] { return entries.size(); });
+template <typename Body>
+auto withIsolation(Isolation isolation, Body body) -> Async<detail::AsyncInvokeResult<Body&>> {
+  using Result = detail::AsyncInvokeResult<Body&>;
+  Executor* const caller = detail::threadState.task->executor();
+  detail::Outcome<Result> outcome;
+  co_await detail::Hop(isolation.executor());
+  try {
+    if constexpr (std::is_void_v<Result>) {
+      if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+        co_await std::invoke(body);
+      } else {
+        std::invoke(body);
+      }
+      outcome.setValue();
+    } else if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+      outcome.setValue(co_await std::invoke(body));
+    } else {
+      outcome.setValue(std::invoke(body));
+    }
+  } catch (...) {
+    outcome.setError(std::current_exception());
+  }
+  co_await detail::Hop(caller);
+  co_return outcome.take();
+}
+
+}  // namespace Tessaly::inline v1

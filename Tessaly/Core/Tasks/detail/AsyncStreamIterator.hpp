@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/AsyncSequence.hpp"
+#include "Tessaly/Core/Tasks/detail/AsyncStreamStorage.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The consuming end: shared by a stream value, its copies and their iterators. With the last of them the stream ends.
+template <typename Element>
+class AsyncStreamConsumer {
+ public:
+  explicit AsyncStreamConsumer(std::shared_ptr<AsyncStreamStorage<Element>> storage) noexcept
+      : storage_(std::move(storage)) {}
+  ~AsyncStreamConsumer() { storage_->consumersGone(); }
+  AsyncStreamConsumer(const AsyncStreamConsumer&) = delete;
+  AsyncStreamConsumer& operator=(const AsyncStreamConsumer&) = delete;
+
+  [[nodiscard]] AsyncStreamStorage<Element>& storage() const noexcept { return *storage_; }
+
+ private:
+  std::shared_ptr<AsyncStreamStorage<Element>> storage_;
+};
+
+/// Waits for a stream's next element. Without a coroutine frame of its own, unless the stream unfolds.
+template <typename Element>
+class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAwaiter final
+    : private CancellationHandler {
+ public:
+  using Storage = AsyncStreamStorage<Element>;
+
+  explicit AsyncStreamNextAwaiter(Storage& storage) noexcept
+      : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
+          static_cast<AsyncStreamNextAwaiter&>(handler).storage_.cancel();
+        }),
+        storage_(storage) {}
+
+  bool await_ready() noexcept {
+    if (storage_.unfolds()) return false;
+    if (threadState.task->isCancelled()) [[unlikely]]
+      storage_.cancel();
+    return storage_.takeNext(waiter_);
+  }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> handle) {
+    if (storage_.unfolds()) {
+      unfolding_ = Storage::unfold(&storage_).release();
+      unfolding_.promise().setContinuation(handle);
+      return unfolding_;
+    }
+    waiter_.suspension.arm(handle);
+    TaskRecord& task = waiter_.suspension.task();
+    waits_ = true;
+    if (!task.addCancellationHandler(*this)) storage_.cancel();
+    if (storage_.takeNextOrWait(waiter_)) return handle;
+    if (waiter_.suspension.commit()) return std::noop_coroutine();
+    return handle;
+  }
+  /// Throws the stream's error, or what the element's move throws: then that element is gone.
+  std::optional<Element> await_resume() {
+    if (unfolding_ != nullptr) return unfolding_.promise().outcome().take();
+    if (waits_) waiter_.suspension.task().removeCancellationHandler(*this);
+    if (waiter_.element) [[likely]]
+      return std::optional<Element>(std::in_place, std::move(waiter_.element->value()));
+    if (waiter_.error) std::rethrow_exception(std::move(waiter_.error));
+    return std::nullopt;
+  }
+  ~AsyncStreamNextAwaiter() {
+    if (unfolding_ != nullptr) unfolding_.destroy();
+  }
+
+ private:
+  Storage& storage_;
+  typename Storage::Waiter waiter_;
+  std::coroutine_handle<AsyncPromise<std::optional<Element>>> unfolding_;
+  bool waits_ = false;
+};
+
+/// What both stream types' iterators are. A copy takes from the same stream.
+template <typename Element>
+class AsyncStreamIterator {
+ public:
+  explicit AsyncStreamIterator(std::shared_ptr<AsyncStreamConsumer<Element>> consumer) noexcept
+      : consumer_(std::move(consumer)) {}
+
+  /// The next element: a buffered one at once, else when it comes; none at the end.
+  AsyncStreamNextAwaiter<Element> next() { return AsyncStreamNextAwaiter<Element>(consumer_->storage()); }
+  /// The same, awaited in the given isolation.
+  Async<std::optional<Element>> next(Isolation isolation) { return nextIn<Element>(this, std::move(isolation)); }
+
+ private:
+  std::shared_ptr<AsyncStreamConsumer<Element>> consumer_;
+};
+
+}  // namespace Tessaly::inline v1::detail

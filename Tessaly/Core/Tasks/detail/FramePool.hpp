@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
+
+// Memory of coroutine frames: free lists by size in every thread, each bounded, backed by a bounded common list, so
+// that a frame made on one thread and freed on another finds its way back. Off under the sanitizers, which then see
+// each frame as an allocation of its own.
+
+namespace Tessaly::inline v1::detail {
+
+TESSALY_EXPORT void* allocateFrameSlowly(std::size_t size);
+TESSALY_EXPORT void freeFrameSlowly(void* frame, std::size_t size) noexcept;
+
+inline constexpr bool poolsFrames = TESSALY_IS_SANITIZED == 0;
+
+[[gnu::always_inline]] inline void* allocateFrame(std::size_t size) {
+  const std::size_t index = (size - 1) / frameClassSize;
+  if (index < frameClassCount) [[likely]] {
+    auto& list = threadState.frames[index];
+    if (void* frame = list.first) [[likely]] {
+      list.first = *static_cast<void**>(frame);
+      ++list.room;
+      return frame;
+    }
+  }
+  return allocateFrameSlowly(size);
+}
+
+[[gnu::always_inline]] inline void freeFrame(void* frame, std::size_t size) noexcept {
+  if (poolsFrames) {
+    const std::size_t index = (size - 1) / frameClassSize;
+    if (index < frameClassCount) [[likely]] {
+      auto& list = threadState.frames[index];
+      if (list.room > 0) [[likely]] {
+        *static_cast<void**>(frame) = list.first;
+        list.first = frame;
+        --list.room;
+        return;
+      }
+    }
+  }
+  freeFrameSlowly(frame, size);
+}
+
+}  // namespace Tessaly::inline v1::detail

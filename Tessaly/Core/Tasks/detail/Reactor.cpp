@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
+
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <unordered_map>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::uint64_t timerKey = 0;
+
+int checked(int descriptor) {
+  if (descriptor < 0) fatalError("The reactor could not make its descriptors", "Tessaly/Reactor", __LINE__);
+  return descriptor;
+}
+
+/// The sources by key: an event that was read before its source was cancelled finds nothing here.
+struct Sources {
+  UnfairLock lock;
+  std::unordered_map<std::uint64_t, std::weak_ptr<DescriptorSource>> byKey TESSALY_GUARDED_BY(lock);
+  std::uint64_t lastKey TESSALY_GUARDED_BY(lock) = timerKey;
+
+  static Sources& shared() {
+    static auto* const sources = new Sources;
+    return *sources;
+  }
+};
+
+}  // namespace
+
+Reactor& Reactor::shared() noexcept {
+  static Reactor* const reactor = new Reactor;
+  return *reactor;
+}
+
+Reactor::Reactor()
+    : epoll_(checked(::epoll_create1(EPOLL_CLOEXEC))),
+      timerDescriptor_(checked(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK))) {
+  epoll_event event{.events = EPOLLIN, .data = {.u64 = timerKey}};
+  ::epoll_ctl(epoll_, EPOLL_CTL_ADD, timerDescriptor_, &event);
+  startLibraryThread("tessaly-reactor", [this] { work(); });
+}
+
+void Reactor::add(ClockTimer& timer) {
+  stopIfForkedChild();
+  UnfairLock::Guard guard(lock_);
+  timers_.add(timer);
+  if (timers_.first() == &timer) rearm();
+}
+
+bool Reactor::remove(ClockTimer& timer) noexcept {
+  UnfairLock::Guard guard(lock_);
+  return timers_.remove(timer);
+}
+
+void Reactor::rearm() {
+  // The descriptor counts an unset time as "off", so a deadline of zero or below becomes the first nanosecond.
+  const auto deadline = std::max<std::int64_t>(timers_.first()->deadline().count(), 1);
+  itimerspec setting{};
+  setting.it_value.tv_sec = deadline / 1'000'000'000;
+  setting.it_value.tv_nsec = deadline % 1'000'000'000;
+  ::timerfd_settime(timerDescriptor_, TFD_TIMER_ABSTIME, &setting, nullptr);
+}
+
+void Reactor::fireDueTimers() {
+  std::uint64_t expirations = 0;
+  [[maybe_unused]] const ssize_t size = ::read(timerDescriptor_, &expirations, sizeof(expirations));
+  for (;;) {
+    ClockTimer* due = nullptr;
+    {
+      // Whoever takes the timer out of the heap resumes its owner: here, or in `remove`, never both.
+      UnfairLock::Guard guard(lock_);
+      due = timers_.first();
+      if (due == nullptr) return;
+      if (due->deadline() > ContinuousClock::shared().now()) {
+        rearm();
+        return;
+      }
+      timers_.remove(*due);
+    }
+    due->fire();
+  }
+}
+
+void Reactor::work() {
+  std::array<epoll_event, 64> events;
+  for (;;) {
+    const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), -1);
+    for (int i = 0; i < count; ++i) {
+      const std::uint64_t key = events[static_cast<std::size_t>(i)].data.u64;
+      if (key == timerKey) {
+        fireDueTimers();
+        continue;
+      }
+      std::shared_ptr<DescriptorSource> source;
+      {
+        Sources& sources = Sources::shared();
+        UnfairLock::Guard guard(sources.lock);
+        if (const auto found = sources.byKey.find(key); found != sources.byKey.end()) source = found->second.lock();
+      }
+      if (source != nullptr) source->becameReadable(std::move(source));
+    }
+  }
+}
+
+DescriptorSource::Delivery::Delivery(DescriptorSource& owner) noexcept
+    : Job([](Job& job) noexcept { static_cast<Delivery&>(job).source.deliver(); }), source(owner) {}
+
+DescriptorSource::DescriptorSource(int descriptor, Executor& executor, std::function<void()> onReadable)
+    : descriptor_(descriptor), executor_(executor), onReadable_(std::move(onReadable)), delivery_(*this) {}
+
+std::shared_ptr<DescriptorSource> DescriptorSource::make(int descriptor, Executor& executor,
+                                                         std::function<void()> onReadable) {
+  stopIfForkedChild();
+  std::shared_ptr<DescriptorSource> source(new DescriptorSource(descriptor, executor, std::move(onReadable)));
+  {
+    Sources& sources = Sources::shared();
+    UnfairLock::Guard guard(sources.lock);
+    source->key_ = ++sources.lastKey;
+    sources.byKey.emplace(source->key_, source);
+  }
+  epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = source->key_}};
+  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_ADD, descriptor, &event);
+  return source;
+}
+
+DescriptorSource::~DescriptorSource() { cancel(); }
+
+void DescriptorSource::becameReadable(std::shared_ptr<DescriptorSource> self) noexcept {
+  // Delivered even when cancelled: the last reference must not be dropped on the reactor's thread.
+  {
+    UnfairLock::Guard guard(lock_);
+    delivering_ = std::move(self);
+  }
+  executor_.enqueue(delivery_);
+}
+
+void DescriptorSource::deliver() noexcept {
+  std::shared_ptr<DescriptorSource> self;
+  {
+    UnfairLock::Guard guard(lock_);
+    self = std::move(delivering_);
+    if (isCancelled_) return;
+    runningThread_ = currentThreadIdentifier();
+  }
+  callNotification("A descriptor's handler", onReadable_);
+  UnfairLock::Guard guard(lock_);
+  runningThread_ = 0;
+  runs_.fetch_add(1, std::memory_order_release);
+  futexWake(runs_, INT32_MAX);
+  if (isCancelled_) return;
+  epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = key_}};
+  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event);
+}
+
+void DescriptorSource::cancel() noexcept {
+  if (isForkedChild()) return;  // What it would take out of the kernel's set is the parent's.
+  const std::uint32_t self = currentThreadIdentifier();
+  lock_.lock();
+  const bool isFirst = !isCancelled_;
+  isCancelled_ = true;
+  while (runningThread_ != 0 && runningThread_ != self) {
+    const std::uint32_t runs = runs_.load(std::memory_order_acquire);
+    lock_.unlock();
+    futexWait(runs_, runs);
+    lock_.lock();
+  }
+  lock_.unlock();
+  if (!isFirst) return;
+  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
+  Sources& sources = Sources::shared();
+  UnfairLock::Guard guard(sources.lock);
+  sources.byKey.erase(key_);
+}
+
+}  // namespace Tessaly::inline v1::detail

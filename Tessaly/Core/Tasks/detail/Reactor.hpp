@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Executor.hpp"
+#include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The one thread that waits for timers and descriptors, started on first need. No code of a host's ever runs on it: it
+/// resumes tasks on their executors and enqueues jobs.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT Reactor {
+ public:
+  static Reactor& shared() noexcept;
+
+  void add(ClockTimer& timer);
+  bool remove(ClockTimer& timer) noexcept;
+
+ private:
+  friend class DescriptorSource;
+
+  Reactor();
+  [[noreturn]] void work();
+  void fireDueTimers();
+  void rearm() TESSALY_REQUIRES(lock_);
+
+  UnfairLock lock_;
+  TimerHeap timers_ TESSALY_GUARDED_BY(lock_);
+  const int epoll_;
+  const int timerDescriptor_;
+};
+
+/// Calls a function on an executor whenever a descriptor is readable, until it is cancelled.
+///
+/// The function is called once for each readiness; the descriptor is watched again after it has returned. It should
+/// read all that is there. The descriptor stays the caller's, and must stay open until `cancel()` has returned.
+///
+/// Thread contract: thread-safe.
+///
+///     auto source = DescriptorSource::make(fd, GlobalExecutor::shared(), [fd] { readAll(fd); });
+///     source->cancel();
+class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_this<DescriptorSource> {
+ public:
+  /// Starts watching. A throw out of `onReadable` stops the process.
+  static std::shared_ptr<DescriptorSource> make(int descriptor, Executor& executor, std::function<void()> onReadable);
+  ~DescriptorSource();
+  DescriptorSource(const DescriptorSource&) = delete;
+  DescriptorSource& operator=(const DescriptorSource&) = delete;
+
+  /// Stops watching. Afterwards the function is not, and will not be, running: a call on another thread is waited for,
+  /// one further up on this thread is not. Idempotent.
+  void cancel() noexcept;
+
+ private:
+  friend class Reactor;
+
+  struct Delivery final : Job {
+    explicit Delivery(DescriptorSource& owner) noexcept;
+    DescriptorSource& source;
+  };
+
+  DescriptorSource(int descriptor, Executor& executor, std::function<void()> onReadable);
+  void becameReadable(std::shared_ptr<DescriptorSource> self) noexcept;
+  void deliver() noexcept;
+
+  const int descriptor_;
+  Executor& executor_;
+  std::function<void()> onReadable_;
+  Delivery delivery_;
+  std::uint64_t key_ = 0;
+  UnfairLock lock_;
+  std::shared_ptr<DescriptorSource> delivering_ TESSALY_GUARDED_BY(lock_);
+  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+  std::uint32_t runningThread_ TESSALY_GUARDED_BY(lock_) = 0;
+  std::atomic<std::uint32_t> runs_{0};
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Goes to the back of the queue of the task's executor.
+struct YieldAwaiter {
+  bool await_ready() const noexcept { return false; }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  void await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
+    TaskRecord& task = *threadState.task;
+    task.setResumePoint(handle);
+    task.scheduleBehind();
+  }
+  void await_resume() const noexcept {}
+};
+
+/// Waits for a deadline or for the task's cancellation, whichever comes first.
+class SleepAwaiter {
+ public:
+  SleepAwaiter(Clock::Instant deadline, Clock& clock) noexcept
+      : clock_(clock), task_(*threadState.task), timer_(*this), handler_(*this) {
+    timer_.setDeadline(deadline);
+  }
+
+  bool await_ready() noexcept {
+    isCancelled_ = task_.isCancelled();
+    return isCancelled_;
+  }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  bool await_suspend(std::coroutine_handle<Promise> handle) {
+    suspension_.arm(handle);
+    clock_.add(timer_);
+    waits_ = true;
+    if (!task_.addCancellationHandler(handler_)) cancel();
+    return suspension_.commit();
+  }
+  void await_resume() {
+    if (waits_) task_.removeCancellationHandler(handler_);
+    if (isCancelled_) throw CancellationError();
+  }
+
+ private:
+  struct Timer final : ClockTimer {
+    explicit Timer(SleepAwaiter& owner) noexcept
+        : ClockTimer([](ClockTimer& timer) noexcept { static_cast<Timer&>(timer).awaiter.suspension_.resume(); }),
+          awaiter(owner) {}
+    SleepAwaiter& awaiter;
+  };
+  struct Handler final : CancellationHandler {
+    explicit Handler(SleepAwaiter& owner) noexcept
+        : CancellationHandler([](CancellationHandler& handler, TaskList&) noexcept {
+            static_cast<Handler&>(handler).awaiter.cancel();
+          }),
+          awaiter(owner) {}
+    SleepAwaiter& awaiter;
+  };
+
+  void cancel() noexcept {
+    if (!clock_.remove(timer_)) return;
+    isCancelled_ = true;
+    suspension_.resume();
+  }
+
+  Clock& clock_;
+  TaskRecord& task_;
+  Suspension suspension_;
+  Timer timer_;
+  Handler handler_;
+  bool waits_ = false;
+  bool isCancelled_ = false;
+};
+
+inline Async<void> sleepUntil(Clock::Instant deadline, Clock* clock) { co_await SleepAwaiter(deadline, *clock); }
+
+}  // namespace Tessaly::inline v1::detail

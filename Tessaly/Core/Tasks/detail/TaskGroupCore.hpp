@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A child's place in its group.
+struct TaskGroupLink {
+  TaskRecord* record = nullptr;
+  TaskGroupLink* next = nullptr;
+  TaskGroupLink* previous = nullptr;
+};
+
+/// What a group does whatever its children's result: it knows those that are running and those that have ended, in the
+/// order of their ends. It holds a reference on each.
+///
+/// Thread contract: thread-safe; one task at a time waits.
+class TESSALY_EXPORT TaskGroupCore {
+ public:
+  TaskGroupCore() = default;
+  TaskGroupCore(const TaskGroupCore&) = delete;
+  TaskGroupCore& operator=(const TaskGroupCore&) = delete;
+
+  /// Adds a child that is about to start; takes the caller's reference over.
+  void add(TaskGroupLink& child) noexcept;
+  /// Called by the child's record when it has ended. The group may be gone when this returns.
+  void childCompleted(TaskGroupLink& child) noexcept;
+  void cancelAll() noexcept;
+  [[nodiscard]] bool isCancelled() noexcept;
+  /// Whether no child is running or waiting to be taken.
+  [[nodiscard]] bool isEmpty() noexcept;
+  /// In the order in which they were added.
+  [[nodiscard]] TaskList runningChildren();
+  /// Adds the running children to the list, the first one last.
+  void cancelLater(TaskList& cancelled) noexcept;
+
+  /// Gives the child that ended first among those not taken yet; none when there are no children left.
+  class NextAwaiter {
+   public:
+    explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
+    bool await_ready() noexcept {
+      UnfairLock::Guard guard(group_.lock_);
+      return group_.takeOrKnowEmpty(child_);
+    }
+    template <std::derived_from<AsyncPromiseBase> Promise>
+    bool await_suspend(std::coroutine_handle<Promise> handle) noexcept {
+      suspension_.arm(handle);
+      return wait();
+    }
+    [[nodiscard]] TaskReference<TaskRecord> await_resume() noexcept;
+
+   private:
+    TESSALY_EXPORT bool wait() noexcept;
+
+    TaskGroupCore& group_;
+    TaskRecord* child_ = nullptr;
+    Suspension suspension_;
+    bool waits_ = false;
+  };
+
+ private:
+  struct List {
+    TaskGroupLink* first = nullptr;
+    TaskGroupLink* last = nullptr;
+    void append(TaskGroupLink& link) noexcept;
+    void remove(TaskGroupLink& link) noexcept;
+  };
+
+  /// True if there is an answer: a child, or none because there are no more.
+  bool takeOrKnowEmpty(TaskRecord*& child) noexcept TESSALY_REQUIRES(lock_);
+
+  UnfairLock lock_;
+  List running_ TESSALY_GUARDED_BY(lock_);
+  List ended_ TESSALY_GUARDED_BY(lock_);
+  Suspension* waiting_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+};
+
+/// Cancels a group with the current task, for the extent of a scope.
+class TaskGroupCancellation final : public CancellationHandler {
+ public:
+  template <typename Group>
+  explicit TaskGroupCancellation(Group& group) noexcept
+      : CancellationHandler([](CancellationHandler& handler, TaskList& further) noexcept {
+          static_cast<TaskGroupCancellation&>(handler).group_.cancelLater(further);
+        }),
+        group_(group.core_),
+        task_(*threadState.task) {
+    if (!task_.addCancellationHandler(*this)) group_.cancelAll();
+  }
+  ~TaskGroupCancellation() { task_.removeCancellationHandler(*this); }
+
+ private:
+  TaskGroupCore& group_;
+  TaskRecord& task_;
+};
+
+}  // namespace Tessaly::inline v1::detail

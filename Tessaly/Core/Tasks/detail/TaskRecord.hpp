@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Coroutines.hpp"
+#include "Tessaly/Core/Tasks/Executor.hpp"
+#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskLocalBinding.hpp"
+#include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
+
+// What the runtime keeps of a task, and the two ways in which a coroutine waits: a suspension, which somebody ends, and
+// a cancellation handler, which the task's cancellation calls.
+
+namespace Tessaly::inline v1::detail {
+
+class TaskRecord;
+class TaskGroupCore;
+template <typename Record>
+class TaskReference;
+using TaskList = std::vector<TaskReference<TaskRecord>>;
+
+/// A function that a task's cancellation calls; lives in the frame of whoever waits.
+class CancellationHandler {
+ public:
+  /// Adds tasks that are to be cancelled with this one to the list: to cancel them itself would take the more stack the
+  /// deeper groups are nested.
+  using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
+
+  explicit CancellationHandler(Function function) noexcept : function_(function) {}
+  CancellationHandler(const CancellationHandler&) = delete;
+  CancellationHandler& operator=(const CancellationHandler&) = delete;
+
+ protected:
+  ~CancellationHandler() = default;
+
+ private:
+  friend class TaskRecord;
+  enum class State : std::uint8_t { removed, added, running };
+
+  Function function_;
+  State state_ = State::removed;
+  // Set when the handler is added.
+  CancellationHandler* next_;
+  CancellationHandler* previous_;
+  // Set when the handler is called.
+  std::uint32_t runningThread_;
+  /// Set by `remove` from inside the handler itself: the handler's storage is gone when it returns.
+  bool* isGone_;
+};
+
+/// One wait of the current task. The awaiter calls `arm` first, then lets others know of it, then returns `commit()`
+/// from `await_suspend`; whoever ends the wait calls `resume` once, at any time after `arm`. If it was ended before
+/// `commit`, the task simply goes on. Otherwise it is enqueued on its executor, never run inline.
+class Suspension {
+ public:
+  void arm(std::coroutine_handle<> handle) noexcept;
+  /// Whether the task is suspended now. After true the awaiter must not be touched.
+  [[nodiscard]] bool commit() noexcept {
+    State expected = State::armed;
+    return state_.compare_exchange_strong(expected, State::suspended, std::memory_order_acq_rel,
+                                          std::memory_order_acquire);
+  }
+  void resume() noexcept;
+  [[nodiscard]] TaskRecord& task() const noexcept { return *task_; }
+
+ private:
+  enum class State : std::uint8_t { armed, suspended, resumed };
+
+  TaskRecord* task_ = nullptr;
+  std::atomic<State> state_{State::armed};
+};
+
+/// Who waits for a task's completion.
+struct CompletionWaiter {
+  Suspension suspension;
+  CompletionWaiter* next = nullptr;
+};
+
+/// A task as the runtime sees it: reference-counted, its own job.
+class TESSALY_EXPORT TaskRecord : public Job {
+ public:
+  TaskRecord(const TaskRecord&) = delete;
+  TaskRecord& operator=(const TaskRecord&) = delete;
+
+  void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
+  void release() noexcept {
+    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
+  }
+
+  /// Starts the task on its executor; the running task holds a reference on itself.
+  void start() noexcept {
+    retain();
+    schedule();
+  }
+  /// Enqueues the task where it must go on.
+  void schedule() noexcept {
+    Executor* executor = executor_.load(std::memory_order_relaxed);
+    (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
+  }
+
+  /// Enqueues the task, which is the current one and suspends now, behind what waits. On the pool the thread trades it
+  /// for the next job under one lock.
+  void scheduleBehind() noexcept {
+    ThreadState& state = threadState;
+    if (state.isPoolWorker && executor() == nullptr) {
+      state.traded = this;
+    } else {
+      schedule();
+    }
+  }
+
+  void cancel() noexcept;
+  [[nodiscard]] bool isCancelled() const noexcept {
+    return (status_.load(std::memory_order_acquire) & cancelledBit) != 0;
+  }
+  [[nodiscard]] bool isDone() const noexcept { return (status_.load(std::memory_order_acquire) & doneBit) != 0; }
+
+  /// False if the task is cancelled already: then the handler was not added, and the caller calls it. By the task
+  /// itself only.
+  [[nodiscard]] bool addCancellationHandler(CancellationHandler& handler) noexcept {
+    UnfairLock::Guard guard(lock_);
+    if (isCancelled()) return false;
+    handler.state_ = CancellationHandler::State::added;
+    handler.next_ = handlers_;
+    handler.previous_ = nullptr;
+    if (handlers_ != nullptr) handlers_->previous_ = &handler;
+    handlers_ = &handler;
+    return true;
+  }
+  /// Afterwards the handler is not, and will not be, running: a call on another thread is waited for, one further up on
+  /// this thread is not.
+  void removeCancellationHandler(CancellationHandler& handler) noexcept {
+    lock_.lock();
+    if (handler.state_ == CancellationHandler::State::added) [[likely]] {
+      unlink(handler);
+      lock_.unlock();
+      return;
+    }
+    removeCalledHandler(handler);
+  }
+
+  /// False if the task is done already.
+  [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
+
+  /// Raises the priority of the task and of what it is waiting for.
+  void escalate(TaskPriority priority) noexcept;
+  /// The task, or the group, whose completion this one is waiting for. By the task itself only.
+  void setAwaited(TaskRecord* task, TaskGroupCore* group) noexcept;
+
+  /// The executor of the task's present isolation; null is the global one.
+  [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
+  void setExecutor(Executor* executor) noexcept { executor_.store(executor, std::memory_order_release); }
+  [[nodiscard]] Isolation isolation() const noexcept {
+    Executor* executor = this->executor();
+    return executor != nullptr ? Isolation(*executor) : Isolation();
+  }
+
+  void setResumePoint(std::coroutine_handle<> handle) noexcept { resumePoint_ = handle; }
+
+  /// The innermost task-local binding.
+  TaskLocalBinding* bindings = nullptr;
+
+ protected:
+  /// Copies the bindings of the current task (or thread) unless told otherwise.
+  TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies);
+  virtual ~TaskRecord();
+
+  /// Makes the outermost coroutine, or does all the work at once: then it returns null.
+  virtual std::coroutine_handle<> makeRoot() noexcept = 0;
+  /// Takes the result over and destroys the coroutine and the closure.
+  virtual void finish() noexcept = 0;
+  /// Called last, after the waiters were resumed.
+  virtual void didComplete() noexcept {}
+
+ private:
+  static constexpr std::uint32_t cancelledBit = 1;
+  static constexpr std::uint32_t doneBit = 2;
+
+  static void runTask(Job& job) noexcept;
+  /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
+  void wasRaised(TaskList& awaited) noexcept;
+  /// Cancels this task, which somebody keeps alive meanwhile, and adds those to the list that are to be cancelled with
+  /// it.
+  void cancelAndCollect(TaskList& further) noexcept;
+  void complete() noexcept;
+  void destroy() noexcept { delete this; }
+  void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
+    (handler.previous_ != nullptr ? handler.previous_->next_ : handlers_) = handler.next_;
+    if (handler.next_ != nullptr) handler.next_->previous_ = handler.previous_;
+    handler.state_ = CancellationHandler::State::removed;
+  }
+  void removeCalledHandler(CancellationHandler& handler) noexcept TESSALY_RELEASE(lock_);
+
+  std::atomic<std::uint32_t> references_{1};
+  std::atomic<std::uint32_t> status_{0};
+  std::atomic<Executor*> executor_;
+  std::coroutine_handle<> resumePoint_;
+  Isolation isolation_;
+  UnfairLock lock_;
+  std::atomic<std::uint32_t> calledHandlers_{0};
+  CancellationHandler* handlers_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  CompletionWaiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  CompletionWaiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  TaskRecord* awaitedTask_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  TaskGroupCore* awaitedGroup_ TESSALY_GUARDED_BY(lock_) = nullptr;
+};
+
+inline void Suspension::arm(std::coroutine_handle<> handle) noexcept {
+  task_ = threadState.task;
+  task_->setResumePoint(handle);
+  state_.store(State::armed, std::memory_order_relaxed);
+}
+
+inline void Suspension::resume() noexcept {
+  TaskRecord* task = task_;  // Once the state is set, the awaiter may be gone.
+  if (state_.exchange(State::resumed, std::memory_order_acq_rel) == State::suspended) task->schedule();
+}
+
+}  // namespace Tessaly::inline v1::detail

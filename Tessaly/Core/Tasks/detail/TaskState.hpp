@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A task with a result of type `T`.
+template <typename T>
+class TaskState : public TaskRecord {
+ public:
+  [[nodiscard]] Outcome<T>& outcome() noexcept { return outcome_; }
+
+  /// Moves a result out that cannot be copied. The second time stops the process.
+  T takeOnce() {
+    if (isTaken_.exchange(true, std::memory_order_relaxed)) {
+      fatalError("The result of a task was taken twice, and cannot be copied", "Tessaly/Task", __LINE__);
+    }
+    return outcome_.take();
+  }
+
+ protected:
+  using TaskRecord::TaskRecord;
+  ~TaskState() override = default;
+
+  Outcome<T> outcome_;
+
+ private:
+  std::atomic<bool> isTaken_{false};
+};
+
+/// A task that owns the closure that it runs, which may return an `Async` or a plain value.
+template <typename T, typename Closure, typename Base = TaskState<T>>
+class ClosureTask : public Base {
+ public:
+  template <typename... Arguments>
+  explicit ClosureTask(Closure closure, Arguments&&... arguments)
+      : Base(std::forward<Arguments>(arguments)...), closure_(std::move(closure)) {}
+
+ protected:
+  ~ClosureTask() override = default;
+
+  std::coroutine_handle<> makeRoot() noexcept final {
+    try {
+      if constexpr (isAsync<std::invoke_result_t<Closure&>>) {
+        return root_ = std::invoke(*closure_).release();
+      } else if constexpr (std::is_void_v<T>) {
+        std::invoke(*closure_);
+        this->outcome_.setValue();
+      } else {
+        this->outcome_.setValue(std::invoke(*closure_));
+      }
+    } catch (...) {
+      this->outcome_.setError(std::current_exception());
+    }
+    return nullptr;
+  }
+
+  void finish() noexcept final {
+    if (root_ != nullptr) {
+      std::destroy_at(&this->outcome_);
+      std::construct_at(&this->outcome_, std::move(root_.promise().outcome()));
+      std::exchange(root_, nullptr).destroy();
+    }
+    closure_.reset();
+  }
+
+ private:
+  std::optional<Closure> closure_;
+  std::coroutine_handle<AsyncPromise<T>> root_;
+};
+
+/// Waits for a task's completion. Cancelling who waits does not end the wait.
+class CompletionAwaiter {
+ public:
+  explicit CompletionAwaiter(TaskRecord& task) noexcept : task_(task) {}
+
+  bool await_ready() const noexcept { return task_.isDone(); }
+  template <std::derived_from<AsyncPromiseBase> Promise>
+  bool await_suspend(std::coroutine_handle<Promise> handle) noexcept {
+    waiter_.suspension.arm(handle);
+    TaskRecord& self = waiter_.suspension.task();
+    self.setAwaited(&task_, nullptr);
+    awaits_ = true;
+    task_.escalate(self.priority());
+    if (!task_.addWaiter(waiter_)) return false;
+    return waiter_.suspension.commit();
+  }
+  void await_resume() noexcept {
+    if (awaits_) waiter_.suspension.task().setAwaited(nullptr, nullptr);
+  }
+
+ private:
+  TaskRecord& task_;
+  CompletionWaiter waiter_;
+  bool awaits_ = false;
+};
+
+}  // namespace Tessaly::inline v1::detail

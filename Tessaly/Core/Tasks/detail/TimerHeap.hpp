@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Timers ordered by deadline, in a binary heap that tells each its place: adding and removing are O(log n). Timers
+/// with one deadline come in no particular order.
+///
+/// Thread contract: thread-compatible.
+class TimerHeap {
+ public:
+  /// The timer with the earliest deadline; null when there is none.
+  [[nodiscard]] ClockTimer* first() const noexcept { return timers_.empty() ? nullptr : timers_.front(); }
+  TESSALY_EXPORT void add(ClockTimer& timer);
+  /// False if the timer is not here.
+  TESSALY_EXPORT bool remove(ClockTimer& timer) noexcept;
+
+ private:
+  void siftUp(std::size_t position, ClockTimer& timer) noexcept;
+  void siftDown(std::size_t position, ClockTimer& timer) noexcept;
+  void place(std::size_t position, ClockTimer& timer) noexcept {
+    timers_[position] = &timer;
+    timer.position = position;
+  }
+
+  std::vector<ClockTimer*> timers_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Files/FileChange.hpp"
+#include "Tessaly/Platform/Linux/InotifyHub.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Follows what a path leads to: it watches the file, and in every folder that the path goes through, symbolic links
+/// resolved, the name that it takes from there.
+///
+/// Thread contract: thread-compatible.
+class InotifyChangeSource final : public FileChangeSource {
+ public:
+  InotifyChangeSource(std::string path, std::function<void()> onPossibleChange);
+  ~InotifyChangeSource() override;
+
+  [[nodiscard]] std::optional<FileChange> takeChange() override;
+  [[nodiscard]] bool needsPolling() const noexcept override { return isBlind_; }
+
+ private:
+  /// What was heard since it was last asked.
+  struct Heard {
+    bool wasWritten = false;    ///< The file was written.
+    bool mayDiffer = false;     ///< Something about the file changed.
+    bool mayHaveMoved = false;  ///< The path may lead elsewhere.
+    bool wasNamed = false;      ///< A name on the path came anew.
+
+    [[nodiscard]] bool isAnything() const noexcept { return wasWritten || mayDiffer || mayHaveMoved || wasNamed; }
+  };
+  /// The names that matter in the folders of the watches; those of the file itself have none.
+  using Watches = std::map<int, std::set<std::string, std::less<>>>;
+
+  class Listener final : public InotifyHub::Subscriber {
+   public:
+    explicit Listener(std::function<void()> onPossibleChange) : onPossibleChange_(std::move(onPossibleChange)) {}
+
+    bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
+    void wake() noexcept override { onPossibleChange_(); }
+    Heard take();
+    void beginSettling();
+    void settle(Watches watches, int file);
+
+   private:
+    UnfairLock lock_;
+    Watches watches_ TESSALY_GUARDED_BY(lock_);
+    int file_ TESSALY_GUARDED_BY(lock_) = -1;
+    Heard heard_ TESSALY_GUARDED_BY(lock_);
+    /// Whether the watches are being set, so that it is not known whose name an event is about.
+    bool isSettling_ TESSALY_GUARDED_BY(lock_) = true;
+    const std::function<void()> onPossibleChange_;
+  };
+
+  /// The file as the system describes it.
+  struct State {
+    bool exists = false;
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t born = 0;
+    std::int64_t size = 0;
+    std::int64_t modified = 0;
+    std::int64_t changed = 0;
+
+    friend bool operator==(const State&, const State&) noexcept = default;
+    [[nodiscard]] bool isSameFile(const State& other) const noexcept {
+      return device == other.device && inode == other.inode && born == other.born;
+    }
+  };
+
+  void follow();
+  [[nodiscard]] State look() const noexcept;
+
+  const std::string path_;
+  const std::shared_ptr<Listener> listener_;
+  std::vector<int> watches_;
+  State state_;
+  bool isBlind_ = false;
+  bool isFollowing_ = false;
+};
+
+}  // namespace Tessaly::inline v1::detail

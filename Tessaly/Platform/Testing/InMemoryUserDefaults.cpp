@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
+
+#include <utility>
+
+#include "Tessaly/Core/Text/UTF8.hpp"
+
+namespace Tessaly::inline v1 {
+
+InMemoryUserDefaults::InMemoryUserDefaults() = default;
+InMemoryUserDefaults::~InMemoryUserDefaults() = default;
+
+std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
+  return std::shared_ptr<InMemoryUserDefaults>(new InMemoryUserDefaults);
+}
+
+void InMemoryUserDefaults::change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin) {
+  if (!Text::isWellFormed(key)) return change(Text::sanitized(key), value, origin);
+  const std::optional<PropertyList> previous = table_.exchange(key, value);
+  if (previous != value) observers_.notify(*this, key, value, origin);
+}
+
+std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey) const {
+  return Text::isWellFormed(forKey) ? table_.value(forKey) : table_.value(Text::sanitized(forKey));
+}
+
+void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
+  const bool isTooDeep = value.depth() > PropertyList::maximumDepth;
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (isTooDeep) {
+      status_.problem = UserDefaultsProblem::valueTooLarge;
+    } else if (status_.problem == UserDefaultsProblem::valueTooLarge) {
+      status_.problem = UserDefaultsProblem::none;
+    }
+  }
+  if (!isTooDeep) change(forKey, std::move(value), ChangeOrigin::thisProcess);
+}
+
+void InMemoryUserDefaults::removeObject(std::string_view forKey) {
+  change(forKey, std::nullopt, ChangeOrigin::thisProcess);
+}
+
+void InMemoryUserDefaults::setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey) {
+  change(forKey, value, ChangeOrigin::otherProcess);
+}
+
+PropertyList::Dictionary InMemoryUserDefaults::dictionaryRepresentation() const { return table_.all(); }
+
+void InMemoryUserDefaults::addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                                       KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, forKeyPath, options, context);
+}
+
+void InMemoryUserDefaults::removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) {
+  observers_.remove(observer, forKeyPath);
+}
+
+void InMemoryUserDefaults::addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
+                                                 KeyValueObservingOptions options, void* context) {
+  observers_.add(observer, std::nullopt, options, context);
+}
+
+void InMemoryUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& observer) {
+  observers_.remove(observer, std::nullopt);
+}
+
+bool InMemoryUserDefaults::synchronize() { return status().problem == UserDefaultsProblem::none; }
+
+UserDefaultsStatus InMemoryUserDefaults::status() const {
+  const UnfairLock::Guard guard(lock_);
+  return status_;
+}
+
+void InMemoryUserDefaults::setStatus(UserDefaultsStatus status) {
+  const UnfairLock::Guard guard(lock_);
+  std::swap(status_, status);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Settings/UserDefaults.hpp"
+#include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A settings store that is only in memory, and that a test can play another process on.
+///
+/// Thread contract: thread-safe.
+///
+///     const auto settings = InMemoryUserDefaults::make();
+///     const UserDefaultsInstallation installation(settings);
+///     settings->setFromElsewhere(PropertyList(75), "volume");
+class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
+ public:
+  [[nodiscard]] static std::shared_ptr<InMemoryUserDefaults> make();
+  ~InMemoryUserDefaults() override;
+
+  [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
+  void set(PropertyList value, std::string_view forKey) override;
+  void removeObject(std::string_view forKey) override;
+  [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override;
+  void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
+                   KeyValueObservingOptions options, void* context) override;
+  void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) override;
+  void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer, KeyValueObservingOptions options,
+                             void* context) override;
+  void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
+  /// Whether the scripted status has no problem.
+  bool synchronize() override;
+  [[nodiscard]] UserDefaultsStatus status() const override;
+  [[nodiscard]] std::uint64_t revision() const noexcept override { return table_.revision(); }
+
+  /// Writes as if another process had, without a value a removal. Observers are told on this thread.
+  void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
+  /// What `status()` is to say.
+  void setStatus(UserDefaultsStatus status);
+
+ private:
+  InMemoryUserDefaults();
+  void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
+
+  detail::SettingsTable table_;
+  detail::KeyValueObservers observers_;
+  mutable UnfairLock lock_;
+  UserDefaultsStatus status_ TESSALY_GUARDED_BY(lock_);
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A clock that stands still until it is told to advance. For tests: no sleep takes real time.
+///
+/// Thread contract: thread-safe; one thread at a time advances.
+///
+///     ManualClock clock;
+///     Task<> nap([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); });
+///     clock.waitForTimers(1);
+///     clock.advance(std::chrono::hours(1));
+class TESSALY_EXPORT ManualClock final : public Clock {
+ public:
+  ManualClock() = default;
+
+  [[nodiscard]] Instant now() const noexcept override;
+  void add(ClockTimer& timer) override;
+  bool remove(ClockTimer& timer) noexcept override;
+
+  /// Moves the time forward, firing what becomes due, in the order of the deadlines, each with the clock at its
+  /// deadline.
+  void advance(std::chrono::nanoseconds duration);
+  /// How many timers are armed.
+  [[nodiscard]] std::size_t timerCount() const noexcept;
+  /// Blocks until so many timers are armed at once, by other threads.
+  void waitForTimers(std::size_t count) const;
+
+ private:
+  mutable UnfairLock lock_;
+  detail::TimerHeap timers_ TESSALY_GUARDED_BY(lock_);
+  Instant now_ TESSALY_GUARDED_BY(lock_){0};
+  std::atomic<std::uint32_t> count_{0};
+};
+
+}  // namespace Tessaly::inline v1

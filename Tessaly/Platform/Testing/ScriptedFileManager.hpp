@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The system's file manager with scripted answers: set the functions for what is to go differently before it is used.
+/// The sources that it makes fire only when a test says so.
+///
+/// Thread contract: thread-safe, but for the functions, which are set before.
+///
+///     const auto files = std::make_shared<ScriptedFileManager>();
+///     files->grantsAccess = [](const URL&) { return false; };
+///     const FileManagerInstallation installation(files);
+class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
+ public:
+  ScriptedFileManager();
+  ~ScriptedFileManager() override;
+
+  std::function<bool(const URL&)> grantsAccess;
+  std::function<FileHandle(const URL&)> open;
+  std::function<bool(const std::string&)> exists;
+  std::function<Data(const URL&)> read;
+  std::function<void(const URL& source, const URL& destination)> copy;
+  std::function<void(const URL& source, const URL& destination)> move;
+  std::function<void(const URL&)> remove;
+  std::function<std::optional<std::int64_t>(const URL&)> capacity;
+  std::function<std::optional<URL>(const std::optional<std::string>&)> ubiquityContainer;
+  std::function<void(const URL&)> excludeFromBackup;
+  std::optional<std::vector<URL>> applicationSupport;
+
+  /// Has every source that is resumed and not cancelled tell of these kinds, asked for or not. How many did.
+  int fire(FileSystemEvent event);
+  /// How many sources are resumed and not cancelled.
+  [[nodiscard]] int activeSources() const;
+  /// How often access was begun, and how often ended.
+  [[nodiscard]] int accessesBegun() const noexcept { return accessesBegun_; }
+  [[nodiscard]] int accessesEnded() const noexcept { return accessesEnded_; }
+  /// How often it was asked whether a file exists.
+  [[nodiscard]] int existenceChecks() const noexcept { return existenceChecks_; }
+
+  bool startAccessingSecurityScopedResource(const URL& url) override;
+  void stopAccessingSecurityScopedResource(const URL& url) override;
+  FileHandle openForReading(const URL& file) override;
+  std::shared_ptr<FileSystemObjectSource> makeFileSystemObjectSource(int descriptor, FileSystemEvent mask,
+                                                                     OS_dispatch_queue queue) override;
+  std::unique_ptr<FileChangeSource> makeFileChangeSource(const URL& file,
+                                                         std::function<void()> onPossibleChange) override;
+  bool fileExists(const std::string& path) const noexcept override;
+  Data contents(const URL& file) const override;
+  void write(const Data& data, const URL& file) override;
+  void createDirectory(const URL& folder, IntermediateDirectories intermediate) override;
+  void copyItem(const URL& source, const URL& destination) override;
+  void moveItem(const URL& source, const URL& destination) override;
+  void removeItem(const URL& url) override;
+  void setIsExcludedFromBackup(bool isExcluded, const URL& url) override;
+  bool isExcludedFromBackup(const URL& url) const override;
+  std::optional<std::int64_t> volumeAvailableCapacityForImportantUsage(const URL& url) const override;
+  URL homeDirectoryForCurrentUser() const override;
+  URL temporaryDirectory() const override;
+  std::vector<URL> applicationSupportDirectories() const override;
+  std::optional<URL> urlForUbiquityContainer(const std::optional<std::string>& containerIdentifier) const override;
+
+ private:
+  class Source;
+
+  FileManager& system_;
+  std::atomic<int> accessesBegun_{0};
+  std::atomic<int> accessesEnded_{0};
+  mutable std::atomic<int> existenceChecks_{0};
+  mutable UnfairLock lock_;
+  std::vector<std::weak_ptr<Source>> sources_ TESSALY_GUARDED_BY(lock_);
+};
+
+}  // namespace Tessaly::inline v1

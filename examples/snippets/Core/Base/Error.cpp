@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/Error.hpp"
+
+struct UploadError : Tessaly::Error {
+  std::string description() const override { return "Upload refused"; }
+};
+
+void uploadUnlessCancelled(void (*upload)()) {
+  try {
+    upload();
+  } catch (const Tessaly::CancellationError&) {
+    return;  // Somebody wanted it so: nothing to report.
+  }
+}

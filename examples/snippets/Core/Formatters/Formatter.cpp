@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Formatters/Formatter.hpp"
+
+namespace Tessaly {
+
+void showFormatter() {
+  class UpperCase final : public Formatter {
+   public:
+    std::optional<std::string> string(const std::any& object) const override { return text(object); }
+    bool getObjectValue(std::any* object, std::string_view text, std::optional<std::string>*) override {
+      if (object != nullptr) *object = std::string(text);
+      return true;
+    }
+  };
+}
+
+}  // namespace Tessaly

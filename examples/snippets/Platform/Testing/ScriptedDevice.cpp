@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Testing/ScriptedDevice.hpp"
+
+#include <memory>
+
+namespace Tessaly {
+
+void installADevice() {
+  const auto device = std::make_shared<ScriptedDevice>();
+  device->values["hw.model"] = "Workstation 7";
+  const BackendInstallation<DeviceBackend> installation(device);
+}
+
+}  // namespace Tessaly

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Thread.hpp"
+
+namespace Tessaly {
+namespace {
+
+// A child of a fork that uses the runtime. What ends it is returned as wait status.
+template <typename Body>
+int statusOfForkedChild(Body body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    body();
+    ::_exit(0);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return status;
+}
+
+TEST(ForkGuard, LetsAChildThroughWhenTheForkCameBeforeTheFirstThread) {
+  EXPECT_EQ(statusOfForkedChild([] { stopIfForkedChild(); }), 0);
+}
+
+TEST(ForkGuard, LetsTheParentThroughAfterAFork) {
+  startLibraryThread("tessaly-test", [] {});
+  EXPECT_EQ(statusOfForkedChild([] {}), 0);
+  stopIfForkedChild();
+}
+
+TEST(ForkGuard, StopsAChildThatUsesTheRuntimeOfItsParent) {
+  startLibraryThread("tessaly-test", [] {});
+  EXPECT_EXIT(
+      {
+        const pid_t child = ::fork();
+        if (child == 0) stopIfForkedChild();
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ::_exit(WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+      },
+      testing::ExitedWithCode(SIGABRT),
+      testing::MatchesRegex("Tessaly/ForkGuard:[0-9]+: Fatal error: The runtime was used in the child of a fork that "
+                            "happened after the runtime had started; fork before first use, or call exec in the "
+                            "child\n"));
+}
+
+TEST(ForkGuard, StopsAGrandchildToo) {
+  detail::noteRuntimeStarted();
+  const int status = statusOfForkedChild([] {
+    const int inner = statusOfForkedChild([] {
+      ::close(STDERR_FILENO);
+      stopIfForkedChild();
+    });
+    ::_exit(WIFSIGNALED(inner) ? WTERMSIG(inner) : 0);
+  });
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), SIGABRT);
+}
+
+TEST(ForkGuard, LetsAnExecutedProgramThrough) {
+  detail::noteRuntimeStarted();
+  EXPECT_EQ(statusOfForkedChild([] { ::execl("/bin/true", "true", nullptr); }), 0);
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <any>
+#include <map>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Core/Text/NSMutableAttributedString.hpp"
+
+namespace {
+
+using namespace Tessaly;
+using Attributes = NSMutableAttributedString::Attributes;
+
+std::map<std::string, int> attributesAt(const NSMutableAttributedString& text, std::int64_t location) {
+  std::map<std::string, int> values;
+  for (const auto& [key, value] : text.attributes(location)) values.emplace(key, std::any_cast<int>(value));
+  return values;
+}
+
+using Values = std::map<std::string, int>;
+
+TEST(NSMutableAttributedString, BeginsWithOneRun) {
+  const NSMutableAttributedString text("Hé😀", {{"a", 1}});
+  EXPECT_EQ(text.string(), "Hé😀");
+  EXPECT_EQ(text.length(), 4);
+  EXPECT_EQ(text.utf16(), u"Hé😀");
+  EXPECT_EQ(attributesAt(text, 3), (Values{{"a", 1}}));
+  EXPECT_EQ(text.effectiveRange(2), (NSRange{0, 4}));
+  EXPECT_EQ(NSMutableAttributedString("\xFF").string(), "\uFFFD");
+}
+
+TEST(NSMutableAttributedString, AddsAttributesToARange) {
+  NSMutableAttributedString text("0123456789");
+  text.addAttributes({{"a", 1}}, {2, 4});
+  text.addAttributes({{"b", 2}, {"a", 3}}, {4, 4});
+  EXPECT_EQ(attributesAt(text, 1), Values());
+  EXPECT_EQ(attributesAt(text, 2), (Values{{"a", 1}}));
+  EXPECT_EQ(attributesAt(text, 4), (Values{{"a", 3}, {"b", 2}}));
+  EXPECT_EQ(attributesAt(text, 7), (Values{{"a", 3}, {"b", 2}}));
+  EXPECT_EQ(attributesAt(text, 8), Values());
+  EXPECT_EQ(text.effectiveRange(3), (NSRange{2, 2}));
+  EXPECT_EQ(text.effectiveRange(9), (NSRange{8, 2}));
+}
+
+TEST(NSMutableAttributedString, GivesReplacementsTheAttributesOfWhatTheyReplace) {
+  NSMutableAttributedString text("abcd");
+  text.addAttributes({{"left", 1}}, {0, 2});
+  text.replaceCharacters({1, 2}, u"XYZ");
+  EXPECT_EQ(text.string(), "aXYZd");
+  EXPECT_EQ(attributesAt(text, 3), (Values{{"left", 1}}));
+  EXPECT_EQ(attributesAt(text, 4), Values());
+  text.replaceCharacters({0, 4}, u"");
+  EXPECT_EQ(text.string(), "d");
+  EXPECT_EQ(attributesAt(text, 0), Values());
+}
+
+TEST(NSMutableAttributedString, GivesInsertionsTheAttributesBeforeThemOrElseBehind) {
+  NSMutableAttributedString text("ab");
+  text.addAttributes({{"a", 1}}, {0, 1});
+  text.replaceCharacters({1, 0}, u"-");
+  EXPECT_EQ(attributesAt(text, 1), (Values{{"a", 1}}));
+  text.replaceCharacters({0, 0}, u"+");
+  EXPECT_EQ(attributesAt(text, 0), (Values{{"a", 1}}));
+  text.replaceCharacters({4, 0}, u"!");
+  EXPECT_EQ(text.string(), "+a-b!");
+  EXPECT_EQ(attributesAt(text, 4), Values());
+  NSMutableAttributedString empty;
+  empty.replaceCharacters({0, 0}, u"x");
+  EXPECT_EQ(empty.string(), "x");
+  EXPECT_EQ(attributesAt(empty, 0), Values());
+}
+
+TEST(NSMutableAttributedString, ThrowsForARangeOutsideOfIt) {
+  NSMutableAttributedString text("abc");
+  constexpr auto most = std::numeric_limits<std::int64_t>::max();
+  for (const NSRange range : {NSRange{-1, 1}, {0, -1}, {0, 4}, {3, 1}, {4, 0}, {1, most}, {most, most}}) {
+    EXPECT_THROW(text.addAttributes({{"a", 1}}, range), std::out_of_range);
+    EXPECT_THROW(text.replaceCharacters(range, u"x"), std::out_of_range);
+  }
+  EXPECT_THROW(static_cast<void>(text.attributes(3)), std::out_of_range);
+  EXPECT_THROW(static_cast<void>(text.effectiveRange(-1)), std::out_of_range);
+  EXPECT_NO_THROW(text.addAttributes({{"a", 1}}, {3, 0}));
+  EXPECT_EQ(text.string(), "abc");
+}
+
+TEST(NSMutableAttributedString, BehavesLikeAListOfUnitsWithAttributes) {
+  std::mt19937 random(12);
+  for (int round = 0; round < 300; ++round) {
+    NSMutableAttributedString text;
+    std::vector<std::pair<char16_t, Values>> model;
+    for (int step = 0; step < 60; ++step) {
+      const auto location = static_cast<std::int64_t>(random() % (model.size() + 1));
+      const auto length = static_cast<std::int64_t>(random() % (model.size() - static_cast<std::size_t>(location) + 1));
+      const auto begin = model.begin() + location;
+      if (random() % 2 == 0) {
+        const std::string key(1, static_cast<char>('a' + random() % 3));
+        text.addAttributes({{key, step}}, {location, length});
+        for (auto unit = begin; unit != begin + length; ++unit) unit->second[key] = step;
+      } else {
+        const std::u16string more(random() % 4, static_cast<char16_t>(u'A' + step % 26));
+        Values inherited;
+        if (length > 0) {
+          inherited = begin->second;
+        } else if (location > 0) {
+          inherited = (begin - 1)->second;
+        } else if (!model.empty()) {
+          inherited = begin->second;
+        }
+        text.replaceCharacters({location, length}, more);
+        model.erase(begin, begin + length);
+        for (const char16_t unit : more) model.insert(model.begin() + location, {unit, inherited});
+      }
+      ASSERT_EQ(text.length(), static_cast<std::int64_t>(model.size()));
+      for (std::size_t at = 0; at < model.size(); ++at) {
+        ASSERT_EQ(text.utf16()[at], model[at].first);
+        ASSERT_EQ(attributesAt(text, static_cast<std::int64_t>(at)), model[at].second);
+      }
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/Logger.hpp"
+#include "Tessaly/Core/Logging/OSLogStore.hpp"
+#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace {
+
+using namespace Tessaly;
+
+TEST(SystemLogBackend, KeepsTheRecordsOfTheProcess) {
+  Logger("a", "b").error("text");
+  ASSERT_NE(SystemLogBackend::shared().store(), nullptr);
+  EXPECT_EQ(SystemLogBackend::shared().store()->entries().size(), 1u);
+  EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), ProcessLogStore::defaultCapacityInBytes);
+}
+
+TEST(SystemLogBackend, TheCapacityCanBeSetUntilTheFirstRecord) {
+  EXPECT_TRUE(LogConfiguration::setStoreCapacity(100'000));
+  Logger("a", "b").error("text");
+  EXPECT_FALSE(LogConfiguration::setStoreCapacity(200'000));
+  EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), 65'536u);
+}
+
+TEST(SystemLogBackend, TellsHowTheJournalFares) {
+  EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::notTried);
+  Logger("a", "b").error("text");
+  const bool isThere = std::filesystem::exists("/run/systemd/journal/socket");
+  EXPECT_EQ(LogConfiguration::journalStatus().state == JournalState::socketMissing, !isThere);
+}
+
+TEST(SystemLogBackend, IsMadeOnceByThreadsThatWriteTheirFirstRecordAtOnce) {
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      ++ready;
+      while (ready < 4) {
+      }
+      Logger("a", "b").error("text");
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(OSLogStore::currentProcess().entries().size(), 4u);
+}
+
+TEST(SystemLogBackend, ChildrenForkedWhileThreadsWriteCanWriteAndRead) {
+  std::atomic<bool> isDone{false};
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 2; ++i) {
+    writers.emplace_back([&] {
+      const Logger logger("parent", "b");
+      while (!isDone) logger.error("text");
+    });
+  }
+  const int rounds = Tests::repetitions(100);
+  for (int round = 0; round < rounds; ++round) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(10);
+      const Logger logger("child", "b");
+      for (int i = 0; i < 10; ++i) logger.error("%d", i);
+      int next = 0;
+      for (const auto& entry : OSLogStore::currentProcess().entries()) {
+        if (entry.subsystem() != "child") continue;
+        if (entry.processIdentifier != ::getpid() || entry.composedMessage != std::to_string(next++)) ::_exit(1);
+      }
+      ::_exit(next == 10 ? 0 : 2);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  isDone = true;
+  for (auto& writer : writers) writer.join();
+}
+
+TEST(SystemLogBackendDeathTest, AFatalErrorWhileALogLockIsHeldStillEndsTheProcess) {
+  const auto fail = [] {
+    Logger("a", "b").error("text");
+    struct sigaction action{};
+    action.sa_handler = [](int) { fatalError("in the middle of a record", "Tessaly/SystemLogBackendTests", 1); };
+    ::sigaction(SIGSEGV, &action, nullptr);
+    ::alarm(10);
+    const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* unreadable = ::mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    Logger("a", "b").error("%{public}s", std::string_view(static_cast<const char*>(unreadable), 100));
+  };
+  EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT),
+              "Tessaly/SystemLogBackendTests:1: Fatal error: in the middle of a record");
+}
+
+}  // namespace
