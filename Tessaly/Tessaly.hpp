@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Tessaly
 #pragma once
 
 // Everything, for those who link Tessaly::Tessaly and do not mind what compiling all of it costs.
@@ -29,6 +30,7 @@
 #include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
 #include "Tessaly/Core/Base/Never.hpp"
+#include "Tessaly/Core/Base/Requirements.hpp"
 #include "Tessaly/Core/Base/Sanitizers.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
@@ -73,11 +75,13 @@
 #include "Tessaly/Core/Logging/LogFormat.hpp"
 #include "Tessaly/Core/Logging/LogRecord.hpp"
 #include "Tessaly/Core/Logging/LogRing.hpp"
+#include "Tessaly/Core/Logging/LogSinks.hpp"
 #include "Tessaly/Core/Logging/Logger.hpp"
 #include "Tessaly/Core/Logging/OSLog.hpp"
 #include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/Core/Logging/OSSignposter.hpp"
 #include "Tessaly/Core/Logging/ProcessLogStore.hpp"
+#include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 #include "Tessaly/Core/Notifications/NotificationCenter.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
 #include "Tessaly/Core/Observation/NSKeyValueObservation.hpp"
@@ -178,9 +182,6 @@
 #include "Tessaly/Platform/Files/FileSystemEvent.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
-#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
-#include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
-#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
 #include "Tessaly/Platform/Network/NWPath.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"

@@ -1,7 +1,24 @@
-# The packages that the libraries stand on. Each is a private dependency of the one target that uses it.
+# The packages that the libraries stand on, each under the name that tessaly_library() and tessaly_backend() use. The
+# package configuration of a static installation reads this file, too.
 
-find_package(PkgConfig REQUIRED)
-find_package(Threads REQUIRED)
-find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
-find_package(fmt 9 REQUIRED)
-pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+find_package(PkgConfig QUIET)
+
+set(tessaly_package_archive libarchive)
+set(tessaly_package_crypto libcrypto>=3)
+set(tessaly_package_fmt fmt>=9)
+set(tessaly_package_icu icu-uc>=70 icu-i18n>=70)
+set(tessaly_package_idn2 libidn2)
+set(tessaly_package_json nlohmann_json>=3.11)
+set(tessaly_package_systemd libsystemd)
+set(tessaly_package_wayland wayland-client)
+set(tessaly_package_xcb xcb)
+
+# A package of headers alone: whoever links a library of ours does not need it.
+set(tessaly_header_packages json)
+
+# tessaly_find_package(NAME): makes the target PkgConfig::Tessaly_<NAME>, unless this system lacks the package.
+macro(tessaly_find_package NAME)
+  if(PkgConfig_FOUND AND NOT TARGET PkgConfig::Tessaly_${NAME})
+    pkg_check_modules(Tessaly_${NAME} QUIET IMPORTED_TARGET GLOBAL ${tessaly_package_${NAME}})
+  endif()
+endmacro()

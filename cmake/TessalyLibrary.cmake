@@ -1,4 +1,4 @@
-# How every library of Tessaly is made: one call per subsystem or seam.
+# How every library of Tessaly is made: one call for each directory.
 
 include(GNUInstallDirs)
 
@@ -23,26 +23,56 @@ if(TESSALY_LLD AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_link_options(TessalyFlags INTERFACE -fuse-ld=lld)
 endif()
 
-# tessaly_library(NAME [SOURCES file...] [PUBLIC lib...] [PRIVATE lib...] [FOLDERS folder...])
-#
-# Makes the target Tessaly<NAME>, known as Tessaly::<NAME> inside and outside. Without SOURCES it is header-only.
-# PUBLIC names other libraries of ours without their prefix; PRIVATE names anything. The headers of the current folder
-# are installed with it.
 set_property(GLOBAL PROPERTY TESSALY_LIBRARIES "")
+
+# tessaly_backend(NAME SOURCES file... [LIBRARIES library...] [PACKAGES package...])
+#
+# Says what the system of the current directory adds to the library NAME: the sources that define the accessor of its
+# system backend, and the libraries and packages that they need. To be called before that library is made.
+function(tessaly_backend NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PACKAGES" ${ARGN})
+  list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
+  foreach(kind IN ITEMS SOURCES LIBRARIES PACKAGES)
+    set_property(GLOBAL PROPERTY TESSALY_BACKEND_${kind}_${NAME} "${ARG_${kind}}")
+  endforeach()
+endfunction()
+
+# tessaly_library(NAME [SOURCES file...] [PUBLIC library...] [PRIVATE library...] [PACKAGES package...])
+#
+# Makes the target Tessaly<NAME>, known as Tessaly::<NAME> inside and outside. Without SOURCES it is header-only. PUBLIC
+# and PRIVATE name libraries of ours without their prefix, which are made first; PACKAGES are those of
+# TessalyDependencies.cmake. Where a package is missing, no target is made, and its absence is an error if the library
+# was asked for.
 function(tessaly_library NAME)
-  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE;PACKAGES" ${ARGN})
+  get_property(backend_sources GLOBAL PROPERTY TESSALY_BACKEND_SOURCES_${NAME})
+  get_property(backend_libraries GLOBAL PROPERTY TESSALY_BACKEND_LIBRARIES_${NAME})
+  get_property(backend_packages GLOBAL PROPERTY TESSALY_BACKEND_PACKAGES_${NAME})
+  list(APPEND ARG_SOURCES ${backend_sources})
+  list(APPEND ARG_PRIVATE ${backend_libraries})
+  list(APPEND ARG_PACKAGES ${backend_packages})
+  list(REMOVE_DUPLICATES ARG_PACKAGES)
+
+  foreach(package IN LISTS ARG_PACKAGES)
+    tessaly_find_package(${package})
+    if(NOT TARGET PkgConfig::Tessaly_${package})
+      tessaly_leave_out(${NAME} "pkg-config does not know ${tessaly_package_${package}}")
+      return()
+    endif()
+  endforeach()
+  foreach(library IN LISTS ARG_PUBLIC ARG_PRIVATE)
+    tessaly_make(${library})
+    if(NOT TARGET Tessaly::${library})
+      tessaly_leave_out(${NAME} "it stands on ${library}")
+      return()
+    endif()
+  endforeach()
+
   set(target Tessaly${NAME})
   if(ARG_SOURCES)
     add_library(${target} ${ARG_SOURCES})
     set(scope PUBLIC)
-    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:TessalyFlags> ${ARG_PRIVATE})
-    target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:--as-needed)
-    set_target_properties(${target} PROPERTIES
-      VERSION ${PROJECT_VERSION}
-      SOVERSION ${PROJECT_VERSION_MAJOR}
-      CXX_VISIBILITY_PRESET hidden
-      VISIBILITY_INLINES_HIDDEN ON
-      POSITION_INDEPENDENT_CODE ON)
+    tessaly_set_up_objects(${target})
   else()
     add_library(${target} INTERFACE)
     set(scope INTERFACE)
@@ -52,9 +82,44 @@ function(tessaly_library NAME)
   target_compile_features(${target} ${scope} cxx_std_23)
   target_include_directories(${target} ${scope}
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  foreach(library IN LISTS ARG_PUBLIC)
-    target_link_libraries(${target} ${scope} Tessaly::${library})
+  list(TRANSFORM ARG_PUBLIC PREPEND Tessaly:: OUTPUT_VARIABLE public)
+  target_link_libraries(${target} ${scope} ${public})
+  list(TRANSFORM ARG_PRIVATE PREPEND Tessaly:: OUTPUT_VARIABLE private)
+  if(private)
+    target_link_libraries(${target} PRIVATE ${private})
+  endif()
+  foreach(package IN LISTS ARG_PACKAGES)
+    if(package IN_LIST tessaly_header_packages)
+      target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:PkgConfig::Tessaly_${package}>)
+    else()
+      target_link_libraries(${target} PRIVATE PkgConfig::Tessaly_${package})
+    endif()
   endforeach()
+
+  list(REMOVE_ITEM ARG_PACKAGES ${tessaly_header_packages})
   set_property(GLOBAL APPEND PROPERTY TESSALY_LIBRARIES ${NAME})
   set_property(GLOBAL PROPERTY TESSALY_PUBLIC_${NAME} "${ARG_PUBLIC}")
+  set_property(GLOBAL PROPERTY TESSALY_PRIVATE_${NAME} "${ARG_PRIVATE}")
+  set_property(GLOBAL PROPERTY TESSALY_PACKAGES_${NAME} "${ARG_PACKAGES}")
+endfunction()
+
+# How a library with sources is compiled and linked.
+function(tessaly_set_up_objects target)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:TessalyFlags>)
+  target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:--as-needed)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    DEFINE_SYMBOL ""
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# Leaves a library out, which is an error where TESSALY_COMPONENTS or the top-level project asks for it.
+function(tessaly_leave_out NAME why)
+  if(TESSALY_COMPONENTS OR PROJECT_IS_TOP_LEVEL)
+    message(FATAL_ERROR "Tessaly::${NAME} cannot be built: ${why}. TESSALY_COMPONENTS names the libraries to build.")
+  endif()
+  message(STATUS "Tessaly::${NAME} is left out: ${why}")
 endfunction()

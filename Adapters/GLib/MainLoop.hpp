@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::GLibAdapter
 #pragma once
 
 #include <glib-unix.h>

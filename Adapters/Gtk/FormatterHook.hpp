@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::GtkAdapter
 #pragma once
 
 #include <gtk/gtk.h>

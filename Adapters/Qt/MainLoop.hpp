@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::QtAdapter
 #pragma once
 
 #include <fcntl.h>

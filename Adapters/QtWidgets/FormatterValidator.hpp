@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::QtWidgetsAdapter
 #pragma once
 
 #include <QEvent>

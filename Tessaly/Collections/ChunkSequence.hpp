@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Collections
 #pragma once
 
 #include <concepts>

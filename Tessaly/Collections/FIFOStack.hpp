@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Collections
 #pragma once
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 
 #include "Tessaly/Collections/detail/Boxed.hpp"
 #include "Tessaly/Collections/detail/SharedStack.hpp"
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Collections
 #pragma once
 
 #include <compare>
@@ -7,6 +8,7 @@
 #include <functional>
 
 #include "Tessaly/Collections/detail/Hasher.hpp"
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Concurrency
 #pragma once
 
 #include <concepts>

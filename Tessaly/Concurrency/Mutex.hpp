@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Mutex
 #pragma once
 
 #include <functional>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatting
 #pragma once
 
 #include <cmath>

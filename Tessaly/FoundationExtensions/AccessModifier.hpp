@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <array>
@@ -8,6 +9,8 @@
 #include <optional>
 #include <ostream>
 #include <string_view>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

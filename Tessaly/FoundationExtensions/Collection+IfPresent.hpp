@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <ranges>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::Collection {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <algorithm>
@@ -10,6 +11,8 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::Collection {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <algorithm>
@@ -6,6 +7,8 @@
 #include <ranges>
 #include <utility>
 #include <vector>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::Collection {
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <cmath>
 #include <concepts>
 #include <type_traits>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::FloatingPoint {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 // Defines what FormatStyle.hpp declares for short times: `Date::FormatStyle::compactDateTime`.

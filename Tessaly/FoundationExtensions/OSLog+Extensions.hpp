@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 // Defines what OSLog.hpp declares for an application's own logs: `OSLog::pointOfInterest`.

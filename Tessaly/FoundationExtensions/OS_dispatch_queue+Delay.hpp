@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 // Defines what OS_dispatch_queue.hpp declares for delayed calls: `OS_dispatch_queue::delay`.

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 #include <concepts>
 #include <type_traits>
 #include <vector>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::OptionSet {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::FoundationExtensions
 #pragma once
 
 // Defines what URL.hpp declares for the application's cloud container: `URL::ubiquityContainer`.

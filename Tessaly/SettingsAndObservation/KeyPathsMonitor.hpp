@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::SettingsAndObservation
 #pragma once
 
 #include <concepts>

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::SettingsAndObservation
 #pragma once
 
 #include <optional>
 #include <utility>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

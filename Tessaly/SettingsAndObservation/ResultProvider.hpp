@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::SettingsAndObservation
 #pragma once
 
 #include <functional>
@@ -6,6 +7,8 @@
 #include <optional>
 #include <type_traits>
 #include <utility>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

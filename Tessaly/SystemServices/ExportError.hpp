@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::SystemServices
 #pragma once
 
 #include <string>

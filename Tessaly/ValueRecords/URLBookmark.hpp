@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::ValueRecords
 #pragma once
 
 #include <iosfwd>

@@ -1,15 +1,51 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Version
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
-#include <iosfwd>
 #include <optional>
+#include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 
-#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// A sign or none, then digits to the end.
+inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
+  if (piece.starts_with('+')) {
+    piece.remove_prefix(1);
+    if (piece.starts_with('-')) return std::nullopt;
+  }
+  std::int64_t number = 0;
+  const char* const begin = piece.data();
+  const char* const end = begin + piece.size();
+  const auto [stop, error] = std::from_chars(begin, end, number);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+/// The first four pieces that are not empty.
+inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
+                                                        std::array<std::string_view, 4>& pieces) noexcept {
+  std::size_t count = 0;
+  for (std::size_t begin = 0; begin < text.size() && count < pieces.size();) {
+    const std::size_t end = std::min(text.find('.', begin), text.size());
+    if (end > begin) pieces[count++] = text.substr(begin, end - begin);
+    begin = end + 1;
+  }
+  return std::span(pieces).first(count);
+}
+
+}  // namespace detail
 
 /// A dotted version number: major, minor, patch and, if there is one, build.
 ///
@@ -33,10 +69,10 @@ struct Version {
   /// fourth is ignored. Nothing if there are fewer than two pieces, or if one of the first two is not a decimal number
   /// in the range of 64 bits, which may have a sign. A third or fourth piece that is none counts as absent. Bytes that
   /// are not UTF-8 are in no number. Allocates nothing.
-  [[nodiscard]] TESSALY_EXPORT static std::optional<Version> from(std::string_view text) noexcept;
+  [[nodiscard]] static std::optional<Version> from(std::string_view text) noexcept;
 
   /// "1.2.0", and with a build "1.2.0.7".
-  [[nodiscard]] TESSALY_EXPORT std::string description() const;
+  [[nodiscard]] std::string description() const;
 
   /// Whether all four fields are equal. An absent build equals only an absent one.
   friend bool operator==(const Version&, const Version&) noexcept = default;
@@ -56,7 +92,38 @@ struct Version {
   friend constexpr bool operator>=(const Version& left, const Version& right) noexcept { return !(left < right); }
 };
 
+inline std::optional<Version> Version::from(std::string_view text) noexcept {
+  std::array<std::string_view, 4> storage;
+  const auto pieces = detail::nonEmptyPieces(text, storage);
+  if (pieces.size() < 2) return std::nullopt;
+  const auto major = detail::numberIn(pieces[0]);
+  const auto minor = detail::numberIn(pieces[1]);
+  if (!major || !minor) return std::nullopt;
+  return Version{.major = *major,
+                 .minor = *minor,
+                 .patch = pieces.size() > 2 ? detail::numberIn(pieces[2]).value_or(0) : 0,
+                 .build = pieces.size() > 3 ? detail::numberIn(pieces[3]) : std::nullopt};
+}
+
+inline std::string Version::description() const {
+  std::array<char, std::size_t{4} * 21> buffer;
+  char* at = buffer.data();
+  const auto write = [&](std::int64_t number) { at = std::to_chars(at, buffer.data() + buffer.size(), number).ptr; };
+  write(major);
+  for (const std::int64_t number : {minor, patch}) {
+    *at++ = '.';
+    write(number);
+  }
+  if (build) {
+    *at++ = '.';
+    write(*build);
+  }
+  return std::string(buffer.data(), at);
+}
+
 /// Writes `description()`.
-TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Version& version);
+inline std::ostream& operator<<(std::ostream& stream, const Version& version) {
+  return stream << version.description();
+}
 
 }  // namespace Tessaly::inline v1

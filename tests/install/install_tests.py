@@ -36,12 +36,12 @@ def check_says(said, *expected):
         check(text in " ".join(said.split()), f"{text!r} was not said in:\n{said}")
 
 
-def configure(name, *settings, compiler=COMPILER, prefix=PREFIX, fails=False):
+def configure(name, *settings, compiler=COMPILER, prefix=PREFIX, fails=False, **environment):
     folder = WORK / name
     shutil.rmtree(folder, ignore_errors=True)
     return run("cmake", "-G", "Ninja", "-S", HOST, "-B", folder, f"-DCMAKE_CXX_COMPILER={compiler}",
                f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER_LAUNCHER={shutil.which('ccache') or ''}", *settings,
-               fails=fails)
+               fails=fails, **environment)
 
 
 def build_and_run(name):
@@ -54,13 +54,26 @@ def headers(root):
     return {path.relative_to(root) for path in (root / "Tessaly").rglob("*.hpp")}
 
 
+def headers_for_hosts():
+    """The public headers, those of the adapters, and what these include, at any distance."""
+    sources = {path: SOURCES / path for path in headers(SOURCES)}
+    sources |= {pathlib.Path("Tessaly", path.relative_to(SOURCES)): path for path in (SOURCES / "Adapters").rglob("*.hpp")}
+    found = {path for path in sources if "detail" not in path.parts and path.parts[1:3] != ("Platform", "Linux")}
+    pending = list(found)
+    while pending:
+        for name in re.findall(r'^#include "(Tessaly/.*)"', sources[pending.pop()].read_text(), re.MULTILINE):
+            path = pathlib.Path(name)
+            if path not in found:
+                found.add(path)
+                pending.append(path)
+    return found
+
+
 def installs():
     shutil.rmtree(PREFIX, ignore_errors=True)
     run("cmake", "--install", BUILD, "--prefix", PREFIX)
-    public = {path for path in headers(SOURCES) if path.parts[:3] != ("Tessaly", "Platform", "Linux")}
-    public |= {"Tessaly" / path.relative_to(SOURCES) for path in (SOURCES / "Adapters").rglob("*.hpp")}
     found = headers(PREFIX / "include")
-    check(found == public, f"Headers too many or too few: {found ^ public}")
+    check(found == headers_for_hosts(), f"Headers too many or too few: {found ^ headers_for_hosts()}")
     check((PREFIX / "lib/cmake/Tessaly/TessalyBundle.cmake").exists(), "tessaly_bundle() is missing")
     said = run(PREFIX / "bin/tessaly", "--help")
     check(said.startswith("Usage: tessaly"), f"The companion said {said!r}")
@@ -95,7 +108,7 @@ def finds_field_adapters():
     folder = PREFIX / "lib/pkgconfig"
     for module, package in (("tessaly-gtk-adapter", "gtk4"), ("tessaly-qt-widgets-adapter", "Qt6Widgets")):
         required = run("pkg-config", "--print-requires", module, PKG_CONFIG_PATH=str(folder)).split()
-        check(package in required and "tessaly-text-formatters" in required, f"{module} requires {required}")
+        check(package in required and "tessaly-formatters" in required, f"{module} requires {required}")
 
 
 def unknown_component():
@@ -153,6 +166,72 @@ def subdirectory():
     check(not re.search("^(BUILD_SHARED_LIBS|BUILD_TESTING):", cache, re.MULTILINE), "The host's cache was set")
 
 
+def umbrella():
+    """A host of everything, by one header and one target."""
+    configure("umbrella", "-DHOST_FINDS=Tessaly", "-DHOST_PROGRAM=everything")
+    build_and_run("umbrella")
+
+
+def components():
+    """Each component alone, with all of its public headers and nothing else linked."""
+    configure("components", "-DHOST_PROGRAM=components", f"-DHOST_HEADERS={','.join(components_of_headers())}")
+    run("cmake", "--build", WORK / "components")
+
+
+def components_of_headers():
+    """Pairs component=header, as docs/components.md has them."""
+    rows = re.findall(r"^\| `(Tessaly/.*?)` \| (\w+) \|$", (SOURCES / "docs/components.md").read_text(), re.MULTILINE)
+    check(len(rows) > 200, f"docs/components.md has {len(rows)} headers only")
+    return [f"{component}={header}" for header, component in rows]
+
+
+def static_package():
+    """A static build of the whole, installed and found by CMake and by pkg-config."""
+    folder, prefix = WORK / "static-build", WORK / "static"
+    shutil.rmtree(prefix, ignore_errors=True)
+    flags = re.search("^CMAKE_CXX_FLAGS_RELWITHDEBINFO:.*=(.*)$", (BUILD / "CMakeCache.txt").read_text(), re.MULTILINE)
+    run("cmake", "-G", "Ninja", "-S", SOURCES, "-B", folder, f"-DCMAKE_CXX_COMPILER={COMPILER}", "-DBUILD_SHARED_LIBS=OFF",
+        "-DTESSALY_TESTS=OFF", "-DTESSALY_INSTALL=ON", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
+        f"-DCMAKE_CXX_FLAGS_RELWITHDEBINFO={flags[1]}",
+        f"-DCMAKE_CXX_COMPILER_LAUNCHER={shutil.which('ccache') or ''}")
+    run("cmake", "--build", folder)
+    run("cmake", "--install", folder, "--prefix", prefix)
+    check(not list(prefix.rglob("*.so")), "A static package has a shared library")
+    configure("static-host", "-DHOST_FINDS=Files;Formatting;Pasteboard;Settings", "-DHOST_PROGRAM=services", prefix=prefix)
+    build_and_run("static-host")
+    flags = run("pkg-config", "--cflags", "--libs", "tessaly-files", "tessaly-formatting", "tessaly-pasteboard",
+                "tessaly-settings", PKG_CONFIG_PATH=str(prefix / "lib/pkgconfig")).split()
+    run(COMPILER, "-std=c++23", HOST / "services.cpp", "-o", WORK / "static-pkg-config-host", *flags)
+    said = run(WORK / "static-pkg-config-host")
+    check(said == GREETING, f"The host said {said!r}")
+
+
+def lone_component():
+    """A host that contains the sources for one component needs the packages of that component alone."""
+    known = WORK / "lone-packages"
+    shutil.rmtree(known, ignore_errors=True)
+    known.mkdir(parents=True)
+    directory = run("pkg-config", "--variable=pcfiledir", "fmt").strip()
+    (known / "fmt.pc").symlink_to(pathlib.Path(directory, "fmt.pc"))
+    only_fmt = {"PKG_CONFIG_LIBDIR": str(known), "PKG_CONFIG_PATH": ""}
+    for name, settings in (("lone", ["-DTESSALY_COMPONENTS=Mutex"]), ("lone-by-itself", [])):
+        said = configure(name, f"-DHOST_CONTAINS={SOURCES}", *settings, **only_fmt)
+        build_and_run(name)
+    check_says(said, "Tessaly::Files is left out", "Tessaly::Text is left out: pkg-config does not know icu-uc")
+    said = configure("lone-missing", f"-DHOST_CONTAINS={SOURCES}", "-DTESSALY_COMPONENTS=Formatting", fails=True, **only_fmt)
+    check_says(said, "cannot be built")
+
+
+def older_standard():
+    """A host that asks for an older standard is told that it gets C++23."""
+    said = configure("older", "-DHOST_FINDS=Mutex;Base", "-DCMAKE_CXX_STANDARD=20")
+    check_says(said, "Tessaly needs C++23: what links it is compiled as C++23 instead of C++20")
+    build_and_run("older")
+    standard = run("pkg-config", "--variable=cxx_standard", "tessaly-base",
+                   PKG_CONFIG_PATH=str(PREFIX / "lib/pkgconfig")).strip()
+    check(standard == "c++23", f"pkg-config says {standard!r}")
+
+
 def other_compiler():
     configure("other", "-DHOST_FINDS=Mutex;Base", compiler=OTHER_COMPILER)
     build_and_run("other")
@@ -164,8 +243,12 @@ def other_compiler_refused():
 
 
 def other_compiler_subdirectory():
-    configure("other-subdirectory", f"-DHOST_CONTAINS={SOURCES}", compiler=OTHER_COMPILER)
-    build_and_run("other-subdirectory")
+    """A plain build of a g++ project that contains the sources, or fetches them, builds what it links."""
+    for name, settings in (("other-subdirectory", [f"-DHOST_CONTAINS={SOURCES}"]),
+                           ("other-fetched", [f"-DHOST_FETCHES={SOURCES}"])):
+        configure(name, *settings, compiler=OTHER_COMPILER)
+        run("cmake", "--build", WORK / name)
+        build_and_run(name)
 
 
 globals()[CASE]()

@@ -2,9 +2,11 @@
 # SPDX-License-Identifier: MIT
 """Who may include whom: check_includes.py root
 
-The seven subsystems may include Platform/, which includes none of them, and otherwise only what SUBSYSTEMS says. Inside
-Platform/ a library may link only what stands in a row below its own. And whoever includes a header of another library
-links that library: publicly if a header of its own includes it.
+- A directory of Tessaly/ that has a CMakeLists.txt is one library of the same name, made of its own sources.
+- The subsystems may include Core/ and Platform/, which include none of them, and otherwise only what SUBSYSTEMS says.
+- The floor in Core/ includes no seam of Platform/, and no seam includes a backend. A library of the floor or of a seam
+  links only what stands in a row below its own.
+- A library links each library whose headers it includes, publicly where a public header includes them.
 """
 
 import re
@@ -24,62 +26,97 @@ SUBSYSTEMS = {
 # The same for single files of a subsystem.
 FILES = {"ValueRecords/URLBookmark": ["FoundationExtensions/", "SettingsAndObservation/"]}
 
-# The libraries of Platform/, from the lowest row to the highest. A row's members may link those of lower rows, and those
-# that stand to their left.
+# Headers that need less than the library of their directory, and are components of their own.
+HEADER_COMPONENTS = {"Concurrency/Mutex.hpp": "Mutex", "ValueRecords/Version.hpp": "Version"}
+
+# The libraries of Core/, then those of Platform/, from the lowest row to the highest. A row's members may link those of
+# lower rows, and those that stand to their left.
 ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Notifications", "Observation", "Formatters"],
         ["Settings", "Network", "Power", "Files", "Bookmarks", "Pasteboard", "Authentication", "Device"], ["Testing"]]
 
-LIBRARY = re.compile(r"tessaly_library\(\s*(\w+)([^)]*)\)")
+CALL = re.compile(r"tessaly_(library|backend)\(\s*(\w+)([^)]*)\)")
+KEYWORDS = ("SOURCES", "PUBLIC", "PRIVATE", "LIBRARIES", "PACKAGES")
 
 
 class Library:
-    """One call of tessaly_library()."""
+    """One call of tessaly_library(), and what the system's backends add to it."""
 
-    def __init__(self, name, arguments, folder):
+    def __init__(self, name, arguments, directory):
         self.name = name
-        self.folder = folder
-        lists = {"SOURCES": [], "PUBLIC": [], "PRIVATE": []}
+        self.directory = directory
+        lists = self.lists(arguments)
+        self.sources = set(lists["SOURCES"])
+        self.public = set(lists["PUBLIC"])
+        self.private = set(lists["PRIVATE"])
+        self.backend_sources = set()
+        self.backend_libraries = set()
+
+    @staticmethod
+    def lists(arguments):
+        lists = {keyword: [] for keyword in KEYWORDS}
         current = None
         for word in arguments.split():
             if word in lists:
                 current = lists[word]
             elif current is not None:
                 current.append(word)
-        self.sources = [(folder / source).resolve() for source in lists["SOURCES"]]
-        self.public = set(lists["PUBLIC"])
-        self.private = {re.sub("^Tessaly(::)?", "", name) for name in lists["PRIVATE"] if name.startswith("Tessaly")}
+        return lists
+
+    def add_backend(self, arguments, directory):
+        lists = self.lists(arguments)
+        self.backend_sources |= {f"{directory}/{source}" for source in lists["SOURCES"]}
+        self.backend_libraries |= set(lists["LIBRARIES"])
 
 
 def libraries(root):
-    """Every library by name. The one of everything names no folder and is left out."""
-    found = {}
-    for path in sorted((root / "Tessaly").rglob("CMakeLists.txt")):
-        for name, arguments in LIBRARY.findall(tree.read(path)):
-            if not name.startswith("Tessaly"):
-                found[name] = Library(name, arguments, path.parent.resolve())
-    return found
+    """Every library by name, and complaints about how they are made."""
+    found, complaints = {}, []
+    base = root / "Tessaly"
+    for path in sorted(base.rglob("CMakeLists.txt")):
+        directory = str(path.parent.relative_to(base))
+        if directory == ".":
+            continue
+        made = [(name, arguments) for kind, name, arguments in CALL.findall(tree.read(path)) if kind == "library"]
+        if [name for name, _ in made] != [path.parent.name]:
+            complaints.append(f"{directory} makes {[name for name, _ in made]} instead of one library of its name")
+        for name, arguments in made:
+            library = found[name] = Library(name, arguments, directory)
+            present = {str(source.relative_to(path.parent)) for source in path.parent.rglob("*.cpp")}
+            if library.sources != present:
+                complaints.append(f"{directory} is not made of its own sources: {sorted(library.sources ^ present)}")
+    for path in sorted(base.rglob("Backends.cmake")):
+        for kind, name, arguments in CALL.findall(tree.read(path)):
+            if kind == "backend" and name in found:
+                found[name].add_backend(arguments, path.parent.relative_to(base))
+    return found, complaints
 
 
 def reach(found, names):
     """These libraries and all that they hand on."""
     result = set()
-    pending = [name for name in names if name in found]
+    pending = list(names)
     while pending:
         name = pending.pop()
         if name not in result:
             result.add(name)
-            pending += [other for other in found[name].public if other in found]
+            pending += found[name].public if name in found else {"Mutex": ["Locks"], "Version": ["Base"]}.get(name, [])
     return result
 
 
+def is_backend(path):
+    return path.startswith("Platform/Linux/")
+
+
 def may_include(source, target):
-    """Whether the rules of the subsystems allow it; both below Tessaly/."""
+    """Whether the rules of the house allow it; both below Tessaly/."""
     own, other = source.split("/")[0], target.split("/")[0]
-    if "/" not in source or own == other:  # Tessaly.hpp includes everything.
+    if is_backend(target):
+        return is_backend(source)
+    if "/" not in source:  # Tessaly.hpp includes everything that is public.
         return True
-    if target.startswith("Platform/Linux/") and not source.startswith("Core/Logging/"):
-        return False
-    if other in ("Core", "Platform"):
+    if own == "Core":
+        return other == "Core"
+    if own == other or other in ("Core", "Platform"):
         return True
     allowed = SUBSYSTEMS.get(own, []) + [name for prefix, names in FILES.items() if source.startswith(prefix)
                                          for name in names]
@@ -89,30 +126,32 @@ def may_include(source, target):
 def check_rows(found):
     order = {name: (row, column) for row, names in enumerate(ROWS) for column, name in enumerate(names)}
     for library in found.values():
-        if not {"Core", "Platform"} & set(library.folder.parts):
+        if library.directory.split("/")[0] not in ("Core", "Platform"):
             continue
         if library.name not in order:
-            yield f"{library.name} stands in no row of the platform's libraries"
+            yield f"{library.name} stands in no row of the libraries"
             continue
-        for name in sorted(library.public | library.private):
+        for name in sorted(library.public | library.private | library.backend_libraries):
             if name in SUBSYSTEMS:
-                yield f"{library.name} of the platform links the subsystem {name}"
+                yield f"{library.name} links the subsystem {name}"
             elif name in order and order[name] >= order[library.name]:
                 yield f"{library.name} links {name}, which does not stand below it"
 
 
 def check(root):
     root = root.resolve()
-    found = libraries(root)
-    by_folder = {library.folder: library for library in found.values()}
-    by_source = {path: library for library in found.values() for source in library.sources
-                 for path in (source, source.with_suffix(".hpp"))}
-    complaints = list(check_rows(found))
+    found, complaints = libraries(root)
+    complaints += check_rows(found)
+    by_backend_source = {source: library for library in found.values() for source in library.backend_sources}
 
     def library_of(path):
-        if path in by_source:
-            return by_source[path]
-        return next((by_folder[folder] for folder in path.parents if folder in by_folder), None)
+        """The name of the library that a file of Tessaly/ belongs to."""
+        if path in HEADER_COMPONENTS:
+            return HEADER_COMPONENTS[path]
+        if is_backend(path):
+            library = by_backend_source.get(path) or by_backend_source.get(path.replace(".hpp", ".cpp"))
+            return library.name if library else None
+        return next((library.name for library in found.values() if path.startswith(library.directory + "/")), None)
 
     for path in sorted((root / "Tessaly").rglob("*.[ch]pp")):
         source = str(path.relative_to(root / "Tessaly"))
@@ -126,31 +165,41 @@ def check(root):
             if not may_include(source, target):
                 complaints.append(f"{source} may not include {target}")
                 continue
-            own, other = library_of(path), library_of(root / name)
-            if own is None or other is None or own is other:
+            own, other = library_of(source), library_of(target)
+            if own is None or other is None or own == other:
                 continue
-            linked = own.public if path.suffix == ".hpp" else own.public | own.private
-            if other.name not in reach(found, linked):
-                kind = "publicly " if path.suffix == ".hpp" else ""
-                complaints.append(f"{source} includes {target}, but {own.name} does not link {other.name} {kind}".rstrip())
+            is_public = path.suffix == ".hpp" and "detail" not in path.parts and not is_backend(source)
+            linked = {"Mutex": {"Locks"}, "Version": {"Base"}}.get(own) or (
+                found[own].public if is_public else found[own].public | found[own].private | found[own].backend_libraries)
+            if other not in reach(found, linked):
+                kind = "publicly " if is_public else ""
+                complaints.append(f"{source} includes {target}, but {own} does not link {other} {kind}".rstrip())
     return complaints
 
 
 def self_test():
     right = {
-        "Tessaly/Core/Base/CMakeLists.txt": "tessaly_library(Base\n  SOURCES Error.cpp PRIVATE fmt::fmt)",
+        "Tessaly/CMakeLists.txt": "tessaly_library(Tessaly PUBLIC ${made})",
+        "Tessaly/Core/Base/CMakeLists.txt": "tessaly_library(Base\n  SOURCES Error.cpp PACKAGES fmt)",
         "Tessaly/Core/Base/Error.hpp": "#include <string>\n",
         "Tessaly/Core/Base/Error.cpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
-        "Tessaly/Core/Logging/CMakeLists.txt": "tessaly_library(Logging SOURCES Log.cpp ../../Platform/Linux/Journal.cpp PUBLIC Base)",
+        "Tessaly/Core/Base/detail/Hidden.hpp": "",
+        "Tessaly/Core/Logging/CMakeLists.txt": "tessaly_library(Logging SOURCES Log.cpp PUBLIC Base)",
+        "Tessaly/Core/Logging/Log.cpp": "",
         "Tessaly/Core/Logging/Log.hpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
-        "Tessaly/Platform/Linux/Journal.cpp": '#include "Tessaly/Core/Logging/Log.hpp"\n',
-        "Tessaly/Core/Tasks/CMakeLists.txt": "tessaly_library(Tasks SOURCES Task.cpp PUBLIC Base PRIVATE TessalyLogging)",
+        "Tessaly/Core/Logging/detail/Ring.hpp": '#include "Tessaly/Core/Base/detail/Hidden.hpp"\n',
+        "Tessaly/Core/Tasks/CMakeLists.txt": "tessaly_library(Tasks SOURCES Task.cpp PUBLIC Base PRIVATE Logging)",
         "Tessaly/Core/Tasks/Task.cpp": '#include "Tessaly/Core/Logging/Log.hpp"\n',
-        "Tessaly/ValueRecords/CMakeLists.txt":
-            "tessaly_library(Version SOURCES Version.cpp)\ntessaly_library(ValueRecords SOURCES URLBookmark.cpp)",
-        "Tessaly/ValueRecords/Version.hpp": "",
+        "Tessaly/Platform/Power/CMakeLists.txt": "tessaly_library(Power PUBLIC Base)",
+        "Tessaly/Platform/Power/Power.hpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
+        "Tessaly/Platform/Linux/Backends.cmake": "tessaly_backend(Power SOURCES Bus.cpp LIBRARIES Logging PACKAGES bus)",
+        "Tessaly/Platform/Linux/Bus.hpp": '#include "Tessaly/Platform/Power/Power.hpp"\n',
+        "Tessaly/Platform/Linux/Bus.cpp": '#include "Tessaly/Core/Logging/Log.hpp"\n#include "Tessaly/Platform/Linux/Bus.hpp"\n',
+        "Tessaly/ValueRecords/CMakeLists.txt": "tessaly_library(ValueRecords SOURCES URLBookmark.cpp)",
+        "Tessaly/ValueRecords/URLBookmark.cpp": "",
+        "Tessaly/ValueRecords/Version.hpp": '#include "Tessaly/Core/Base/Error.hpp"\n',
         "Tessaly/FoundationExtensions/CMakeLists.txt":
-            "tessaly_library(FoundationExtensions SOURCES A.cpp PUBLIC Logging PRIVATE Tessaly::Version)",
+            "tessaly_library(FoundationExtensions SOURCES A.cpp PUBLIC Logging PRIVATE Version)",
         "Tessaly/FoundationExtensions/A.cpp":
             '#include "Tessaly/Core/Base/Error.hpp"\n#include "Tessaly/ValueRecords/Version.hpp"\n',
         "Tessaly/FoundationExtensions/A.hpp": "",
@@ -159,29 +208,39 @@ def self_test():
     with tree.small_tree(right) as root:
         tree.expect(check(root))
 
-    def wrong(*complaints, **files):
-        renamed = {name.replace("__", "/").replace("_hpp", ".hpp").replace("_cpp", ".cpp").replace("_txt", ".txt"): text
-                   for name, text in files.items()}
-        with tree.small_tree(right | renamed) as root:
-            tree.expect(check(root), *complaints)
+    def wrong(complaint, name, text):
+        with tree.small_tree(right | {name: text}) as root:
+            tree.expect(check(root), complaint)
 
-    wrong("Core/Base/B.hpp may not include FoundationExtensions/A.hpp",
-          Tessaly__Core__Base__B_hpp='#include "Tessaly/FoundationExtensions/A.hpp"\n')
-    wrong("FoundationExtensions/B.hpp may not include ValueRecords/URLBookmark.hpp",
-          Tessaly__ValueRecords__URLBookmark_hpp="",
-          Tessaly__FoundationExtensions__B_hpp='#include "Tessaly/ValueRecords/URLBookmark.hpp"\n')
-    wrong("FoundationExtensions/B.cpp may not include Platform/Linux/J.hpp", Tessaly__Platform__Linux__J_hpp="",
-          Tessaly__FoundationExtensions__B_cpp='#include "Tessaly/Platform/Linux/J.hpp"\n')
-    wrong("which is not there", Tessaly__Core__Base__B_hpp='#include "Tessaly/Core/Base/Gone.hpp"\n')
-    wrong("Tasks does not link Logging publicly",
-          Tessaly__Core__Tasks__B_hpp='#include "Tessaly/Core/Logging/Log.hpp"\n')
-    wrong("Base does not link Logging", Tessaly__Core__Base__B_cpp='#include "Tessaly/Core/Logging/Log.hpp"\n')
-    wrong("Base links Tasks, which does not stand below it",
-          Tessaly__Core__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC Tasks)")
-    wrong("Clockwork stands in no row",
-          Tessaly__Platform__Clockwork__CMakeLists_txt="tessaly_library(Clockwork SOURCES A.cpp PUBLIC Base)")
-    wrong("Base of the platform links the subsystem FoundationExtensions",
-          Tessaly__Core__Base__CMakeLists_txt="tessaly_library(Base SOURCES Error.cpp PUBLIC FoundationExtensions)")
+    def include(path):
+        return f'#include "Tessaly/{path}"\n'
+
+    wrong("Core/Base/B.hpp may not include FoundationExtensions/A.hpp", "Tessaly/Core/Base/B.hpp",
+          include("FoundationExtensions/A.hpp"))
+    wrong("Core/Base/B.hpp may not include Platform/Power/Power.hpp", "Tessaly/Core/Base/B.hpp",
+          include("Platform/Power/Power.hpp"))
+    wrong("Platform/Power/B.hpp may not include Platform/Linux/Bus.hpp", "Tessaly/Platform/Power/B.hpp",
+          include("Platform/Linux/Bus.hpp"))
+    wrong("Tessaly.hpp may not include Platform/Linux/Bus.hpp", "Tessaly/Tessaly.hpp", include("Platform/Linux/Bus.hpp"))
+    wrong("FoundationExtensions/B.hpp may not include ValueRecords/URLBookmark.cpp",
+          "Tessaly/FoundationExtensions/B.hpp", include("ValueRecords/URLBookmark.cpp"))
+    wrong("which is not there", "Tessaly/Core/Base/B.hpp", include("Core/Base/Gone.hpp"))
+    wrong("Tasks does not link Logging publicly", "Tessaly/Core/Tasks/B.hpp", include("Core/Logging/Log.hpp"))
+    wrong("Base does not link Logging", "Tessaly/Core/Base/detail/B.hpp", include("Core/Logging/Log.hpp"))
+    wrong("Base links Tasks, which does not stand below it", "Tessaly/Core/Base/CMakeLists.txt",
+          "tessaly_library(Base SOURCES Error.cpp PUBLIC Tasks)")
+    wrong("Power links Testing, which does not stand below it", "Tessaly/Platform/Linux/Backends.cmake",
+          "tessaly_backend(Power SOURCES Bus.cpp LIBRARIES Logging Testing)")
+    wrong("Clockwork stands in no row", "Tessaly/Platform/Clockwork/CMakeLists.txt",
+          "tessaly_library(Clockwork PUBLIC Base)")
+    wrong("Base links the subsystem FoundationExtensions", "Tessaly/Core/Base/CMakeLists.txt",
+          "tessaly_library(Base SOURCES Error.cpp PUBLIC FoundationExtensions)")
+    with tree.small_tree(right | {"Tessaly/Core/Base/CMakeLists.txt": right["Tessaly/Core/Base/CMakeLists.txt"]
+                                  + "\ntessaly_library(Other)"}) as root:
+        tree.expect(check(root), "Core/Base makes ['Base', 'Other'] instead of one library",
+                    "Core/Base is not made of its own sources", "Other stands in no row")
+    wrong("Core/Base is not made of its own sources: ['../Other.cpp', 'Error.cpp']", "Tessaly/Core/Base/CMakeLists.txt",
+          "tessaly_library(Base SOURCES ../Other.cpp)")
 
 
 tree.main(check, self_test)

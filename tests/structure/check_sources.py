@@ -12,6 +12,7 @@ import tree
 LICENCE = "SPDX-License-Identifier: MIT"
 BEGINNINGS = {".cpp": f"// {LICENCE}\n", ".hpp": f"// {LICENCE}\n#pragma once\n",
               ".py": f"#!/usr/bin/env python3\n# {LICENCE}\n"}
+COMPONENT = re.compile(r"(?<=\A// SPDX-License-Identifier: MIT\n)// Component: Tessaly::\w+\n")
 MODULES = {"tests/structure/tree.py"}  # Scripts that nobody runs need no first line.
 
 # Put together here, so that this file passes.
@@ -35,7 +36,7 @@ def check(root):
             beginning = "// expected: "
             if f"// {LICENCE}\n" not in text:
                 complaints.append(f"{name} does not name its licence")
-        if not text.startswith(beginning):
+        if not COMPONENT.sub("", text, count=1).startswith(beginning):
             complaints.append(f"{name} does not begin with {beginning!r}")
         for number, line in enumerate(text.splitlines(), 1):
             if MACHINE.search(line):
@@ -44,7 +45,8 @@ def check(root):
 
 
 def self_test():
-    right = {"Tessaly/A.hpp": BEGINNINGS[".hpp"] + "\nint a();\n", "Tessaly/A.cpp": BEGINNINGS[".cpp"],
+    right = {"Tessaly/A.hpp": BEGINNINGS[".hpp"] + "\nint a();\n",
+             "Tessaly/B.hpp": BEGINNINGS[".hpp"].replace("#", "// Component: Tessaly::B\n#"), "Tessaly/A.cpp": BEGINNINGS[".cpp"],
              "scripts/a.py": BEGINNINGS[".py"], "docs/a.md": "See /usr/share/doc.\n",
              "tests/nocompile/a.cpp": f"// expected: error\n// {LICENCE}\n"}
     with tree.small_tree(right) as root:

@@ -1,23 +1,57 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
 
 #include <atomic>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 
+/// The place of a seam's installed backend; null while the system's is in use.
+template <typename Backend>
+using InstalledBackend = std::atomic<const std::shared_ptr<Backend>*>;
+
 namespace detail {
+
 /// Keeps the object until the process ends, reachable for leak checkers.
-TESSALY_EXPORT void keepUntilExit(std::shared_ptr<void> object);
+TESSALY_EXPORT void keepUntilExit(std::shared_ptr<const void> object);
+/// Stops the process: there is nothing to install.
+[[noreturn]] TESSALY_EXPORT void refuseToInstallNothing();
+
+template <typename Backend>
+const std::shared_ptr<Backend>& keptUntilExit(std::shared_ptr<Backend> backend) {
+  if (backend == nullptr) refuseToInstallNothing();
+  auto kept = std::make_shared<const std::shared_ptr<Backend>>(std::move(backend));
+  const std::shared_ptr<Backend>& reference = *kept;
+  keepUntilExit(std::move(kept));
+  return reference;
+}
+
+/// The installed backend of a seam, or else the system's. A seam declares `installed()`, which its own source defines,
+/// and `system()`, which the source of the system's backend defines: the linker joins the two.
+template <typename Backend>
+decltype(auto) backendInUse() {
+  using System = decltype(Backend::system());
+  const std::shared_ptr<Backend>* const installed = Backend::installed().load(std::memory_order_acquire);
+  if constexpr (std::is_same_v<System, Backend&>) {
+    return installed != nullptr ? **installed : Backend::system();
+  } else {
+    return installed != nullptr ? *installed : Backend::system();
+  }
+}
+
 }  // namespace detail
 
-/// Puts a backend of a seam in the place of the one in use, and puts that back at its end. The backend is kept until
-/// the process ends, since somebody may be using it at any time.
+/// Replaces the backend of a seam for a scope. The former backend returns when the scope ends.
 ///
-/// Thread contract: thread-compatible. Of two of one seam, the one made later ends first.
+/// The new backend is kept until the process ends, because another thread may still be using it. A null pointer stops
+/// the process.
+///
+/// Thread contract: thread-compatible. Of two installations of one seam, the later one ends first.
 ///
 ///     const auto power = std::make_shared<ScriptedPower>();
 ///     const BackendInstallation<PowerBackend> installation(power);
@@ -25,15 +59,17 @@ template <typename Backend>
 class BackendInstallation {
  public:
   explicit BackendInstallation(std::shared_ptr<Backend> backend)
-      : previous_(Backend::installed().exchange(backend.get(), std::memory_order_acq_rel)) {
-    detail::keepUntilExit(std::move(backend));
-  }
+      : previous_(
+            Backend::installed().exchange(&detail::keptUntilExit(std::move(backend)), std::memory_order_acq_rel)) {}
+  /// Installs a backend that its owner keeps, for longer than any thread may use it.
+  explicit BackendInstallation(Backend& backend)
+      : BackendInstallation(std::shared_ptr<Backend>(std::shared_ptr<void>(), &backend)) {}
   ~BackendInstallation() { Backend::installed().store(previous_, std::memory_order_release); }
   BackendInstallation(const BackendInstallation&) = delete;
   BackendInstallation& operator=(const BackendInstallation&) = delete;
 
  private:
-  Backend* previous_;
+  const std::shared_ptr<Backend>* previous_;
 };
 
 }  // namespace Tessaly::inline v1

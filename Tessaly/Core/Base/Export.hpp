@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 /// Marks what a Tessaly library exports. Everything else is hidden.
 ///

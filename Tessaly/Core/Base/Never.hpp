@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 /// 1 in code that the address or the thread sanitizer instruments, 0 elsewhere.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

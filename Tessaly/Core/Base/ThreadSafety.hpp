@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 // Clang's thread-safety annotations, under the names that its documentation gives them. Nothing elsewhere.
 
@@ -12,6 +15,7 @@
 #define TESSALY_CAPABILITY(name) TESSALY_THREAD_ANNOTATION(capability(name))
 #define TESSALY_SCOPED_CAPABILITY TESSALY_THREAD_ANNOTATION(scoped_lockable)
 #define TESSALY_GUARDED_BY(lock) TESSALY_THREAD_ANNOTATION(guarded_by(lock))
+#define TESSALY_PT_GUARDED_BY(lock) TESSALY_THREAD_ANNOTATION(pt_guarded_by(lock))
 #define TESSALY_REQUIRES(...) TESSALY_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define TESSALY_ACQUIRE(...) TESSALY_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define TESSALY_TRY_ACQUIRE(...) TESSALY_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Foundation
 #pragma once
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Foundation
 #pragma once
 
 #include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <utility>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Foundation
 #pragma once
 
 #include <string>
 #include <string_view>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

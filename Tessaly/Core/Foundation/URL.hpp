@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Foundation
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Locks
 #pragma once
 
 #include <atomic>

@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Logging
 #pragma once
 
 #include <chrono>
-#include <memory>
 
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/JournalStatus.hpp"
 #include "Tessaly/Core/Logging/LogRecord.hpp"
 
 namespace Tessaly::inline v1 {
 
 class ProcessLogStore;
 
-/// Where records go. The system's backend is made at the first record: a bounded store in the process first, then the
-/// journal if there is one, and standard error on request.
+/// The destination of records.
+///
+/// The system's backend is made at the first record. It keeps records in a bounded store of the process, then passes
+/// them to the journal if there is one, and to standard error on request.
 ///
 /// Thread contract: thread-safe; an implementation is called on any thread, by several at once.
 ///
@@ -37,25 +41,20 @@ class TESSALY_EXPORT LogBackend {
   /// The records of this process, if the backend keeps them. Lives as long as the process.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;
 
+  /// See `LogConfiguration::setStandardErrorOutput`. Does nothing unless the backend can.
+  virtual void setStandardErrorOutput(LogSwitch state) noexcept;
+  /// How the journal fares: `notTried` for a backend that has none.
+  [[nodiscard]] virtual JournalStatus journalStatus() const noexcept;
+
   /// The backend in use.
   [[nodiscard]] static LogBackend& current() noexcept;
+  /// The system's backend, whatever is installed in its place.
+  [[nodiscard]] static LogBackend& system() noexcept;
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<LogBackend>& installed() noexcept;
 };
 
-/// Puts a backend in the place of the one in use, and puts that back at its end. The backend is kept until the process
-/// ends, since a record may be on its way to it at any time.
-///
-/// Thread contract: thread-compatible. Of two, the one made later ends first.
-///
-///     const LogBackendInstallation installation(std::make_shared<LineCounter>());
-class TESSALY_EXPORT LogBackendInstallation {
- public:
-  explicit LogBackendInstallation(std::shared_ptr<LogBackend> backend);
-  ~LogBackendInstallation();
-  LogBackendInstallation(const LogBackendInstallation&) = delete;
-  LogBackendInstallation& operator=(const LogBackendInstallation&) = delete;
-
- private:
-  LogBackend* previous_;
-};
+/// Replaces the log backend for a scope.
+using LogBackendInstallation = BackendInstallation<LogBackend>;
 
 }  // namespace Tessaly::inline v1

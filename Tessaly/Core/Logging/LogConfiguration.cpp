@@ -2,19 +2,19 @@
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
 
 #include "Tessaly/Core/Logging/LogBackend.hpp"
-#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+#include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
 void LogConfiguration::setStandardErrorOutput(LogSwitch state) noexcept {
-  SystemLogBackend::shared().setStandardErrorOutput(state);
+  LogBackend::current().setStandardErrorOutput(state);
 }
 
 bool LogConfiguration::setStoreCapacity(std::size_t bytes) noexcept {
   return SystemLogBackend::setStoreCapacity(bytes);
 }
 
-JournalStatus LogConfiguration::journalStatus() noexcept { return SystemLogBackend::shared().journalStatus(); }
+JournalStatus LogConfiguration::journalStatus() noexcept { return LogBackend::current().journalStatus(); }
 
 void LogConfiguration::flush(std::chrono::nanoseconds limit) noexcept { LogBackend::current().flush(limit); }
 

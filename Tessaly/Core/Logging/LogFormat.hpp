@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Logging
 #pragma once
 
 #include <algorithm>
@@ -8,6 +9,8 @@
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Observation
 #pragma once
 
 #include <concepts>

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Tasks
 #pragma once
 
 #include <cstdint>
 #include <limits>
 #include <optional>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

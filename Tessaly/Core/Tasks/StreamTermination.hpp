@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Tasks
 #pragma once
 
 #include <cstdint>
 #include <exception>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

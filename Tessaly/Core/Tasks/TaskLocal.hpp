@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Tasks
 #pragma once
 
 #include <functional>

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Tasks
 #pragma once
 
 #include <cstdint>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

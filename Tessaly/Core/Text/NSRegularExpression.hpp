@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Text
 #pragma once
 
 #include <cstdint>

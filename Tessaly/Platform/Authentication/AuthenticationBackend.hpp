@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Authentication
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -64,8 +64,10 @@ class TESSALY_EXPORT AuthenticationBackend {
 
   /// The backend in use.
   [[nodiscard]] static AuthenticationBackend& current();
-  /// For `BackendInstallation`.
-  [[nodiscard]] static std::atomic<AuthenticationBackend*>& installed() noexcept;
+  /// The system's backend, which is made at the first call and never destroyed.
+  [[nodiscard]] static AuthenticationBackend& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<AuthenticationBackend>& installed() noexcept;
 };
 
 }  // namespace Tessaly::inline v1

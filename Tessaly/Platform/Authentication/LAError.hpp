@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Authentication
 #pragma once
 
 #include <cstdint>

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Bookmarks
 #pragma once
 
 #include <cstdint>
 #include <memory>
 
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
@@ -40,6 +42,10 @@ class TESSALY_EXPORT Bookmarks {
 
   /// The system's, or what a `BookmarksInstallation` put in its place. Never destroyed.
   [[nodiscard]] static Bookmarks& shared() noexcept;
+  /// The system's, whatever is installed in its place.
+  [[nodiscard]] static Bookmarks& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<Bookmarks>& installed() noexcept;
 
   /// Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file. Blocks on the file
   /// system.
@@ -52,21 +58,7 @@ class TESSALY_EXPORT Bookmarks {
   Bookmarks() noexcept = default;
 };
 
-/// Puts other bookmarks in the place of `Bookmarks::shared()` for a scope. They must outlive every use.
-///
-/// Thread contract: thread-compatible. Of two, the one made later ends first.
-///
-///     const BookmarksInstallation installation(refusing);
-///     check();
-class TESSALY_EXPORT BookmarksInstallation {
- public:
-  explicit BookmarksInstallation(Bookmarks& bookmarks) noexcept;
-  ~BookmarksInstallation();
-  BookmarksInstallation(const BookmarksInstallation&) = delete;
-  BookmarksInstallation& operator=(const BookmarksInstallation&) = delete;
-
- private:
-  Bookmarks* previous_;
-};
+/// Replaces `Bookmarks::shared()` for a scope.
+using BookmarksInstallation = BackendInstallation<Bookmarks>;
 
 }  // namespace Tessaly::inline v1

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Device
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -44,8 +44,10 @@ class TESSALY_EXPORT DeviceBackend {
 
   /// The backend in use.
   [[nodiscard]] static DeviceBackend& current();
-  /// For `BackendInstallation`.
-  [[nodiscard]] static std::atomic<DeviceBackend*>& installed() noexcept;
+  /// The system's backend, which is made at the first call and never destroyed.
+  [[nodiscard]] static DeviceBackend& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<DeviceBackend>& installed() noexcept;
 };
 
 }  // namespace Tessaly::inline v1

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Files
 #pragma once
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
@@ -40,6 +42,10 @@ class TESSALY_EXPORT FileManager {
 
   /// The system's, or what a `FileManagerInstallation` put in its place. Never destroyed.
   [[nodiscard]] static FileManager& default_() noexcept;
+  /// The system's, whatever is installed in its place.
+  [[nodiscard]] static FileManager& system() noexcept;
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<FileManager>& installed() noexcept;
 
   /// Asks for access to a file that the user chose; whether it is granted. Each call is balanced by one of
   /// `stopAccessingSecurityScopedResource`. Where there is no sandbox it is always granted.
@@ -91,22 +97,7 @@ class TESSALY_EXPORT FileManager {
   FileManager() noexcept = default;
 };
 
-/// Puts a file manager in the place of `FileManager::default_()`, and puts the former one back at its end. It is kept
-/// until the process ends, since somebody may be using it at any time.
-///
-/// Thread contract: thread-compatible. Of two, the one made later ends first.
-///
-///     const FileManagerInstallation installation(std::make_shared<ScriptedFileManager>());
-///     check();
-class TESSALY_EXPORT FileManagerInstallation {
- public:
-  explicit FileManagerInstallation(std::shared_ptr<FileManager> manager);
-  ~FileManagerInstallation();
-  FileManagerInstallation(const FileManagerInstallation&) = delete;
-  FileManagerInstallation& operator=(const FileManagerInstallation&) = delete;
-
- private:
-  FileManager* previous_;
-};
+/// Replaces `FileManager::default_()` for a scope.
+using FileManagerInstallation = BackendInstallation<FileManager>;
 
 }  // namespace Tessaly::inline v1

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Files
 #pragma once
 
 #include <cstdint>

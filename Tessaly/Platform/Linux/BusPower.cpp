@@ -363,4 +363,9 @@ PowerStatus BusPower::status() const {
   return latest->status();
 }
 
+PowerBackend& PowerBackend::system() {
+  static auto& backend = *new BusPower;
+  return backend;
+}
+
 }  // namespace Tessaly::inline v1

@@ -59,4 +59,9 @@ void DisplayPasteboard::connect() {
   }
 }
 
+PasteboardBackend& PasteboardBackend::system() {
+  static auto& backend = *new DisplayPasteboard;
+  return backend;
+}
+
 }  // namespace Tessaly::inline v1

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -184,21 +183,11 @@ class FileBookmarks final : public Bookmarks {
   static URL urlOf(const std::string& path) { return URL::fileURLWithPath(path, URL::DirectoryHint::checkFileSystem); }
 };
 
-constinit std::atomic<Bookmarks*> installed{nullptr};
-
 }  // namespace
 
-Bookmarks::~Bookmarks() = default;
-
-Bookmarks& Bookmarks::shared() noexcept {
-  if (Bookmarks* bookmarks = installed.load(std::memory_order_acquire)) return *bookmarks;
-  static FileBookmarks& bookmarks = *new FileBookmarks;
+Bookmarks& Bookmarks::system() {
+  static auto& bookmarks = *new FileBookmarks;
   return bookmarks;
 }
-
-BookmarksInstallation::BookmarksInstallation(Bookmarks& bookmarks) noexcept
-    : previous_(installed.exchange(&bookmarks, std::memory_order_acq_rel)) {}
-
-BookmarksInstallation::~BookmarksInstallation() { installed.store(previous_, std::memory_order_release); }
 
 }  // namespace Tessaly::inline v1

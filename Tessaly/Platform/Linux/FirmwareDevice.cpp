@@ -53,4 +53,9 @@ std::int32_t FirmwareDevice::sysctlbyname(const char* name, void* buffer, std::s
 
 DeviceSource FirmwareDevice::source() const { return model().source; }
 
+DeviceBackend& DeviceBackend::system() {
+  static auto& backend = *new FirmwareDevice;
+  return backend;
+}
+
 }  // namespace Tessaly::inline v1

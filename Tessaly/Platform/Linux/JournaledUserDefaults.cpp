@@ -6,11 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <utility>
 
 #include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Foundation/Bundle.hpp"
+#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
@@ -343,6 +346,17 @@ void JournaledUserDefaults::logOnce(UserDefaultsProblem problem, std::string_vie
     logged_ |= bit;
   }
   detail::logPlatformError("UserDefaults", text);
+}
+
+const std::shared_ptr<UserDefaults>& UserDefaults::system() {
+  static const std::shared_ptr<UserDefaults>& shared = [] -> const std::shared_ptr<UserDefaults>& {
+    const std::string identifier = Bundle::main().bundleIdentifier().value_or(ProcessInfo::processInfo().processName());
+    static const auto& store =
+        *new std::shared_ptr<JournaledUserDefaults>(JournaledUserDefaults::openIdentifier(identifier));
+    std::atexit([] { store->close(); });
+    return *new std::shared_ptr<UserDefaults>(store);
+  }();
+  return shared;
 }
 
 }  // namespace Tessaly::inline v1

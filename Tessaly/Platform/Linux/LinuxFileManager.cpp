@@ -17,9 +17,9 @@
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
-#include "Tessaly/Platform/Files/detail/SystemFileManager.hpp"
 #include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
 #include "Tessaly/Platform/Linux/InotifyObjectSource.hpp"
 
@@ -198,9 +198,13 @@ class LinuxFileManager final : public FileManager {
 
 }  // namespace
 
-FileManager& systemFileManager() noexcept {
-  static LinuxFileManager& manager = *new LinuxFileManager;
+}  // namespace Tessaly::inline v1::detail
+
+namespace Tessaly::inline v1 {
+
+FileManager& FileManager::system() noexcept {
+  static auto& manager = *new detail::LinuxFileManager;
   return manager;
 }
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1

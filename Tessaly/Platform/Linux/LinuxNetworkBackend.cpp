@@ -144,4 +144,9 @@ void LinuxNetworkBackend::tell() {
   });
 }
 
+const std::shared_ptr<NetworkBackend>& NetworkBackend::system() {
+  static const auto& backend = *new std::shared_ptr<NetworkBackend>(LinuxNetworkBackend::make());
+  return backend;
+}
+
 }  // namespace Tessaly::inline v1

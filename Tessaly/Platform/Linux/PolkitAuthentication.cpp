@@ -142,4 +142,9 @@ std::unique_ptr<LAContext> PolkitAuthentication::makeContext() {
   return std::make_unique<PolkitContext>(action_ ? action_ : Bundle::main().infoValue("PolkitAction"));
 }
 
+AuthenticationBackend& AuthenticationBackend::system() {
+  static auto& backend = *new PolkitAuthentication;
+  return backend;
+}
+
 }  // namespace Tessaly::inline v1

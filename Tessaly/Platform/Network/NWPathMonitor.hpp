@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Network
 #pragma once
 
 #include <cstddef>

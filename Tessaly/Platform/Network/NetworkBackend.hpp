@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Network
 #pragma once
 
 #include <atomic>
@@ -7,6 +8,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Network/NWPath.hpp"
@@ -43,6 +45,10 @@ class TESSALY_EXPORT NetworkBackend {
 
   /// The backend in use.
   [[nodiscard]] static const std::shared_ptr<NetworkBackend>& current();
+  /// The system's backend, which is made at the first call and never destroyed.
+  [[nodiscard]] static const std::shared_ptr<NetworkBackend>& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<NetworkBackend>& installed() noexcept;
 
  protected:
   NetworkBackend() = default;
@@ -62,21 +68,7 @@ class TESSALY_EXPORT NetworkBackend {
   std::unordered_map<const NWPathMonitor*, std::weak_ptr<NWPathMonitor>> monitors_ TESSALY_GUARDED_BY(lock_);
 };
 
-/// Puts a backend in the place of the one in use, for monitors that are made from now on, and puts the former one back
-/// at its end. The backend is kept until the process ends, since monitors may be using it.
-///
-/// Thread contract: thread-compatible. Of two, the one made later ends first.
-///
-///     const NetworkBackendInstallation installation(std::make_shared<AlwaysOnline>());
-class TESSALY_EXPORT NetworkBackendInstallation {
- public:
-  explicit NetworkBackendInstallation(std::shared_ptr<NetworkBackend> backend);
-  ~NetworkBackendInstallation();
-  NetworkBackendInstallation(const NetworkBackendInstallation&) = delete;
-  NetworkBackendInstallation& operator=(const NetworkBackendInstallation&) = delete;
-
- private:
-  const std::shared_ptr<NetworkBackend>* previous_;
-};
+/// Replaces the backend for a scope: monitors that are made in the scope get their paths from the new one.
+using NetworkBackendInstallation = BackendInstallation<NetworkBackend>;
 
 }  // namespace Tessaly::inline v1

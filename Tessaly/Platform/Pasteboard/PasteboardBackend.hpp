@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Pasteboard
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string_view>
 
@@ -71,8 +71,10 @@ class TESSALY_EXPORT PasteboardBackend {
 
   /// The backend in use.
   [[nodiscard]] static PasteboardBackend& current();
-  /// For `BackendInstallation`.
-  [[nodiscard]] static std::atomic<PasteboardBackend*>& installed() noexcept;
+  /// The system's backend, which is made at the first call and never destroyed.
+  [[nodiscard]] static PasteboardBackend& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<PasteboardBackend>& installed() noexcept;
 };
 
 }  // namespace Tessaly::inline v1

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Power
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -92,8 +92,10 @@ class TESSALY_EXPORT PowerBackend {
 
   /// The backend in use.
   [[nodiscard]] static PowerBackend& current();
-  /// For `BackendInstallation`.
-  [[nodiscard]] static std::atomic<PowerBackend*>& installed() noexcept;
+  /// The system's backend, which is made at the first call and never destroyed.
+  [[nodiscard]] static PowerBackend& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<PowerBackend>& installed() noexcept;
 };
 
 }  // namespace Tessaly::inline v1

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Settings
 #pragma once
 
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Object.hpp"
 #include "Tessaly/Core/Foundation/PropertyList.hpp"
@@ -37,6 +39,10 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
   /// use and never closed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
+  /// The same, whatever is installed in its place.
+  [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
+  /// The place that `BackendInstallation` writes to.
+  [[nodiscard]] static InstalledBackend<UserDefaults>& installed() noexcept;
 
   /// "Tessaly.UserDefaults".
   [[nodiscard]] std::string_view className() const noexcept override;
@@ -76,22 +82,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   UserDefaults() noexcept = default;
 };
 
-/// Puts a store in the place of `UserDefaults::standard()`, and puts the former one back at its end. The store is kept
-/// until the process ends, since somebody may be using it at any time.
-///
-/// Thread contract: thread-compatible. Of two, the one made later ends first.
-///
-///     const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
-///     check();
-class TESSALY_EXPORT UserDefaultsInstallation {
- public:
-  explicit UserDefaultsInstallation(std::shared_ptr<UserDefaults> store);
-  ~UserDefaultsInstallation();
-  UserDefaultsInstallation(const UserDefaultsInstallation&) = delete;
-  UserDefaultsInstallation& operator=(const UserDefaultsInstallation&) = delete;
-
- private:
-  const std::shared_ptr<UserDefaults>* previous_;
-};
+/// Replaces `UserDefaults::standard()` for a scope.
+using UserDefaultsInstallation = BackendInstallation<UserDefaults>;
 
 }  // namespace Tessaly::inline v1

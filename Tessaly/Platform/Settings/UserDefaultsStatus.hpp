@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Settings
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
+
+#include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 

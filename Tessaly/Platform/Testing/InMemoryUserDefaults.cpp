@@ -4,10 +4,13 @@
 #include <utility>
 
 #include "Tessaly/Core/Text/UTF8.hpp"
+#include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
 
 namespace Tessaly::inline v1 {
 
-InMemoryUserDefaults::InMemoryUserDefaults() = default;
+InMemoryUserDefaults::InMemoryUserDefaults()
+    : table_(std::make_unique<detail::SettingsTable>()), observers_(std::make_unique<detail::KeyValueObservers>()) {}
 InMemoryUserDefaults::~InMemoryUserDefaults() = default;
 
 std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
@@ -16,12 +19,12 @@ std::shared_ptr<InMemoryUserDefaults> InMemoryUserDefaults::make() {
 
 void InMemoryUserDefaults::change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin) {
   if (!Text::isWellFormed(key)) return change(Text::sanitized(key), value, origin);
-  const std::optional<PropertyList> previous = table_.exchange(key, value);
-  if (previous != value) observers_.notify(*this, key, value, origin);
+  const std::optional<PropertyList> previous = table_->exchange(key, value);
+  if (previous != value) observers_->notify(*this, key, value, origin);
 }
 
 std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey) const {
-  return Text::isWellFormed(forKey) ? table_.value(forKey) : table_.value(Text::sanitized(forKey));
+  return Text::isWellFormed(forKey) ? table_->value(forKey) : table_->value(Text::sanitized(forKey));
 }
 
 void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
@@ -45,25 +48,27 @@ void InMemoryUserDefaults::setFromElsewhere(const std::optional<PropertyList>& v
   change(forKey, value, ChangeOrigin::otherProcess);
 }
 
-PropertyList::Dictionary InMemoryUserDefaults::dictionaryRepresentation() const { return table_.all(); }
+PropertyList::Dictionary InMemoryUserDefaults::dictionaryRepresentation() const { return table_->all(); }
 
 void InMemoryUserDefaults::addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                                        KeyValueObservingOptions options, void* context) {
-  observers_.add(observer, forKeyPath, options, context);
+  observers_->add(observer, forKeyPath, options, context);
 }
 
 void InMemoryUserDefaults::removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) {
-  observers_.remove(observer, forKeyPath);
+  observers_->remove(observer, forKeyPath);
 }
 
 void InMemoryUserDefaults::addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
                                                  KeyValueObservingOptions options, void* context) {
-  observers_.add(observer, std::nullopt, options, context);
+  observers_->add(observer, std::nullopt, options, context);
 }
 
 void InMemoryUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& observer) {
-  observers_.remove(observer, std::nullopt);
+  observers_->remove(observer, std::nullopt);
 }
+
+std::uint64_t InMemoryUserDefaults::revision() const noexcept { return table_->revision(); }
 
 bool InMemoryUserDefaults::synchronize() { return status().problem == UserDefaultsProblem::none; }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Testing
 #pragma once
 
 #include <cstdint>
@@ -9,10 +10,13 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
-#include "Tessaly/Platform/Settings/detail/KeyValueObservers.hpp"
-#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+class KeyValueObservers;
+class SettingsTable;
+}  // namespace detail
 
 /// A settings store that is only in memory, and that a test can play another process on.
 ///
@@ -39,7 +43,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   /// Whether the scripted status has no problem.
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
-  [[nodiscard]] std::uint64_t revision() const noexcept override { return table_.revision(); }
+  [[nodiscard]] std::uint64_t revision() const noexcept override;
 
   /// Writes as if another process had, without a value a removal. Observers are told on this thread.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
@@ -50,8 +54,8 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   InMemoryUserDefaults();
   void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 
-  detail::SettingsTable table_;
-  detail::KeyValueObservers observers_;
+  const std::unique_ptr<detail::SettingsTable> table_;
+  const std::unique_ptr<detail::KeyValueObservers> observers_;
   mutable UnfairLock lock_;
   UserDefaultsStatus status_ TESSALY_GUARDED_BY(lock_);
 };

@@ -2,8 +2,12 @@
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 
 #include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
 
 namespace Tessaly::inline v1 {
+
+ManualClock::ManualClock() : timers_(std::make_unique<detail::TimerHeap>()) {}
+ManualClock::~ManualClock() = default;
 
 Clock::Instant ManualClock::now() const noexcept {
   UnfairLock::Guard guard(lock_);
@@ -14,7 +18,7 @@ void ManualClock::add(ClockTimer& timer) {
   {
     UnfairLock::Guard guard(lock_);
     if (timer.deadline() > now_) {
-      timers_.add(timer);
+      timers_->add(timer);
       count_.fetch_add(1, std::memory_order_release);
       futexWake(count_, INT32_MAX);
       return;
@@ -25,7 +29,7 @@ void ManualClock::add(ClockTimer& timer) {
 
 bool ManualClock::remove(ClockTimer& timer) noexcept {
   UnfairLock::Guard guard(lock_);
-  if (!timers_.remove(timer)) return false;
+  if (!timers_->remove(timer)) return false;
   count_.fetch_sub(1, std::memory_order_release);
   return true;
 }
@@ -36,13 +40,13 @@ void ManualClock::advance(std::chrono::nanoseconds duration) {
     ClockTimer* due = nullptr;
     {
       UnfairLock::Guard guard(lock_);
-      due = timers_.first();
+      due = timers_->first();
       if (due == nullptr || due->deadline() > target) {
         now_ = target;
         return;
       }
       now_ = due->deadline();
-      timers_.remove(*due);
+      timers_->remove(*due);
       count_.fetch_sub(1, std::memory_order_release);
     }
     due->fire();

@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Testing
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
-#include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+class TimerHeap;
+}  // namespace detail
 
 /// A clock that stands still until it is told to advance. For tests: no sleep takes real time.
 ///
@@ -20,7 +26,8 @@ namespace Tessaly::inline v1 {
 ///     clock.advance(std::chrono::hours(1));
 class TESSALY_EXPORT ManualClock final : public Clock {
  public:
-  ManualClock() = default;
+  ManualClock();
+  ~ManualClock() override;
 
   [[nodiscard]] Instant now() const noexcept override;
   void add(ClockTimer& timer) override;
@@ -36,7 +43,7 @@ class TESSALY_EXPORT ManualClock final : public Clock {
 
  private:
   mutable UnfairLock lock_;
-  detail::TimerHeap timers_ TESSALY_GUARDED_BY(lock_);
+  const std::unique_ptr<detail::TimerHeap> timers_ TESSALY_PT_GUARDED_BY(lock_);
   Instant now_ TESSALY_GUARDED_BY(lock_){0};
   std::atomic<std::uint32_t> count_{0};
 };

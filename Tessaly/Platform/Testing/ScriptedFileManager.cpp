@@ -3,8 +3,6 @@
 
 #include <utility>
 
-#include "Tessaly/Platform/Files/detail/SystemFileManager.hpp"
-
 namespace Tessaly::inline v1 {
 
 /// Calls its handlers on the queue that it was made for, in order.
@@ -46,7 +44,7 @@ class ScriptedFileManager::Source final : public FileSystemObjectSource, public 
   std::atomic<bool> isCancelled_{false};
 };
 
-ScriptedFileManager::ScriptedFileManager() : system_(detail::systemFileManager()) {}
+ScriptedFileManager::ScriptedFileManager() : system_(FileManager::system()) {}
 
 ScriptedFileManager::~ScriptedFileManager() = default;
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Testing
 #pragma once
 
 #include <atomic>

@@ -9,7 +9,7 @@
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
 #include "Tessaly/Core/Logging/Logger.hpp"
 #include "Tessaly/Core/Logging/OSLogStore.hpp"
-#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+#include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 
 namespace {
@@ -71,6 +71,28 @@ TEST(LogBackend, FlushingTheLogFlushesTheOneInUse) {
   const LogBackendInstallation installation(backend);
   LogConfiguration::flush(std::chrono::seconds(1));
   EXPECT_EQ(backend->flushCount(), 1u);
+}
+
+class SwitchedBackend final : public LogBackend {
+ public:
+  void write(const LogRecord&) noexcept override {}
+  void setStandardErrorOutput(LogSwitch state) noexcept override { output = state; }
+  [[nodiscard]] JournalStatus journalStatus() const noexcept override { return {.state = JournalState::refused}; }
+  LogSwitch output = LogSwitch::off;
+};
+
+TEST(LogBackend, ConfigurationReachesTheInstalledBackend) {
+  const auto backend = std::make_shared<SwitchedBackend>();
+  const LogBackendInstallation installation(backend);
+  LogConfiguration::setStandardErrorOutput(LogSwitch::on);
+  EXPECT_EQ(backend->output, LogSwitch::on);
+  EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::refused);
+}
+
+TEST(LogBackend, ByDefaultHasNoJournal) {
+  const LogBackendInstallation installation(std::make_shared<SilentBackend>());
+  LogConfiguration::setStandardErrorOutput(LogSwitch::on);
+  EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::notTried);
 }
 
 TEST(LogBackend, TwoThreadsCanWriteWhileItIsExchanged) {

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Logging
 #pragma once
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
+#include "Tessaly/Core/Logging/LogSinks.hpp"
 #include "Tessaly/Core/Logging/ProcessLogStore.hpp"
-#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
-#include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
 
 namespace Tessaly::inline v1 {
 
-/// The log of a process on Linux: the bounded store first, then the journal when its socket exists, and standard error
-/// on request. Signposts stay in the store.
+/// The log of a process: the bounded store first, then the system's sinks.
 ///
 /// Thread contract: thread-safe. In the child of a fork the store starts with the parent's records and goes on.
 ///
@@ -25,21 +25,23 @@ class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
   /// See `LogConfiguration::setStoreCapacity`.
   static bool setStoreCapacity(std::size_t bytes) noexcept;
 
-  void write(const LogRecord& record) noexcept override;
-  void flush(std::chrono::nanoseconds limit) noexcept override;
+  void write(const LogRecord& record) noexcept override {
+    store_.append(record);
+    sinks_->write(record);
+  }
+  void flush(std::chrono::nanoseconds limit) noexcept override { sinks_->flush(limit); }
   [[nodiscard]] const ProcessLogStore* store() const noexcept override { return &store_; }
-
-  void setStandardErrorOutput(LogSwitch state) noexcept { standardError_.set(state); }
-  [[nodiscard]] JournalStatus journalStatus() const noexcept { return journal_.status(); }
+  void setStandardErrorOutput(LogSwitch state) noexcept override { sinks_->setStandardErrorOutput(state); }
+  [[nodiscard]] JournalStatus journalStatus() const noexcept override { return sinks_->journalStatus(); }
 
  private:
-  explicit SystemLogBackend(std::size_t capacityInBytes) : store_(capacityInBytes), journal_(store_.ring()) {}
+  explicit SystemLogBackend(std::size_t capacityInBytes)
+      : store_(capacityInBytes), sinks_(LogSinks::make(store_.ring())) {}
   static SystemLogBackend& makeShared() noexcept;
   static void flushBeforeAbort() noexcept;
 
   ProcessLogStore store_;
-  JournalLogBackend journal_;
-  StandardErrorLogBackend standardError_;
+  std::unique_ptr<LogSinks> sinks_;
 };
 
 }  // namespace Tessaly::inline v1

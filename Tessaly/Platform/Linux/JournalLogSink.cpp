@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
+#include "Tessaly/Platform/Linux/JournalLogSink.hpp"
 
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <fmt/format.h>
@@ -66,16 +66,15 @@ class Fields {
 
 }  // namespace
 
-int JournalLogBackend::sendToSystemJournal(const iovec* fields, int count) noexcept {
+int JournalLogSink::sendToSystemJournal(const iovec* fields, int count) noexcept {
   return ::sd_journal_sendv(fields, count);
 }
 
-JournalLogBackend::JournalLogBackend(const LogRing& ring, Options options)
-    : ring_(ring), options_(std::move(options)) {}
+JournalLogSink::JournalLogSink(const LogRing& ring, Options options) : ring_(ring), options_(std::move(options)) {}
 
-bool JournalLogBackend::isSocketThere() const noexcept { return ::access(options_.socketPath.c_str(), F_OK) == 0; }
+bool JournalLogSink::isSocketThere() const noexcept { return ::access(options_.socketPath.c_str(), F_OK) == 0; }
 
-void JournalLogBackend::noteRecordSlowly(LogTime now) noexcept {
+void JournalLogSink::wakeThread(LogTime now) noexcept {
   if (isForkedChild()) return;
   if (phase_.load(std::memory_order_relaxed) == Phase::parked) {
     if (phase_.exchange(Phase::awake, std::memory_order_acq_rel) == Phase::parked) {
@@ -102,7 +101,7 @@ void JournalLogBackend::noteRecordSlowly(LogTime now) noexcept {
   startLibraryThread("tessaly-journal", [this] { run(); });
 }
 
-void JournalLogBackend::run() noexcept {
+void JournalLogSink::run() noexcept {
   LogChunk chunk;
   LogCursor cursor;
   int idlePolls = 0;
@@ -126,14 +125,14 @@ void JournalLogBackend::run() noexcept {
   }
 }
 
-void JournalLogBackend::park(const LogCursor& cursor, std::uint32_t signal) noexcept {
+void JournalLogSink::park(const LogCursor& cursor, std::uint32_t signal) noexcept {
   phase_.store(Phase::parked, std::memory_order_relaxed);
   // Taking the ring's lock orders this: a record that is not seen here was appended after the phase was set, and its
   // writer sees that.
   if (ring_.end().position == cursor.position) futexWait(signal_, signal);
 }
 
-JournalLogBackend::Outcome JournalLogBackend::sendPending(LogCursor& cursor, LogChunk& chunk) noexcept {
+JournalLogSink::Outcome JournalLogSink::sendPending(LogCursor& cursor, LogChunk& chunk) noexcept {
   // Not beyond what is there now, so that a flush ends even if others go on writing.
   const LogCursor end = ring_.end();
   auto outcome = Outcome::nothingToSend;
@@ -159,7 +158,7 @@ JournalLogBackend::Outcome JournalLogBackend::sendPending(LogCursor& cursor, Log
   return outcome;
 }
 
-bool JournalLogBackend::sendRecord(const StoredLogRecord& record) noexcept {
+bool JournalLogSink::sendRecord(const StoredLogRecord& record) noexcept {
   try {
     Fields fields;
     fields.add("MESSAGE", record.message);
@@ -183,14 +182,14 @@ bool JournalLogBackend::sendRecord(const StoredLogRecord& record) noexcept {
   }
 }
 
-bool JournalLogBackend::sendLossNotice() noexcept {
+bool JournalLogSink::sendLossNotice() noexcept {
   try {
     Fields fields;
     fields.add("MESSAGE", fmt::format("{} log records were evicted before the journal could take them", untoldLosses_));
     fields.add("PRIORITY", 4);
     fields.add("SYSLOG_IDENTIFIER", program_invocation_short_name);
     fields.add("TESSALY_SUBSYSTEM", "Tessaly");
-    fields.add("TESSALY_CATEGORY", "JournalLogBackend");
+    fields.add("TESSALY_CATEGORY", "JournalLogSink");
     if (send(fields.vectors(), fields.count()) == Answer::failed) return false;
   } catch (const std::bad_alloc&) {
     return false;
@@ -199,7 +198,7 @@ bool JournalLogBackend::sendLossNotice() noexcept {
   return true;
 }
 
-JournalLogBackend::Answer JournalLogBackend::send(const iovec* fields, int count) noexcept {
+JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noexcept {
   sendingSince_.store(steadyNow(), std::memory_order_relaxed);
   const int status = options_.send(fields, count);
   sendingSince_.store(0, std::memory_order_relaxed);
@@ -220,7 +219,7 @@ JournalLogBackend::Answer JournalLogBackend::send(const iovec* fields, int count
   return Answer::taken;
 }
 
-void JournalLogBackend::flush(std::chrono::nanoseconds limit) noexcept {
+void JournalLogSink::flush(std::chrono::nanoseconds limit) noexcept {
   if (isForkedChild() || phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
   const std::int64_t deadline = steadyNow() + limit.count();
   const std::uint32_t ticket = flushTicket_.fetch_add(1, std::memory_order_acq_rel) + 1;
@@ -234,7 +233,7 @@ void JournalLogBackend::flush(std::chrono::nanoseconds limit) noexcept {
   }
 }
 
-JournalStatus JournalLogBackend::status() const noexcept {
+JournalStatus JournalLogSink::status() const noexcept {
   JournalStatus status{.state = state_.load(std::memory_order_relaxed),
                        .error = error_.load(std::memory_order_relaxed),
                        .sentRecords = sentRecords_.load(std::memory_order_relaxed),

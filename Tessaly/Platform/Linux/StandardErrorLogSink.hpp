@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 ///
 ///     output.set(LogSwitch::on);
 ///     if (output.isOn()) output.write(record);
-class TESSALY_EXPORT StandardErrorLogBackend {
+class TESSALY_EXPORT StandardErrorLogSink {
  public:
   /// Switching on takes hold of what standard error is at that moment.
   void set(LogSwitch state) noexcept;

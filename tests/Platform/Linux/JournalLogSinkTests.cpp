@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Platform/Linux/JournalLogBackend.hpp"
+#include "Tessaly/Platform/Linux/JournalLogSink.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
@@ -60,22 +60,22 @@ int sendToScript(const iovec* fields, int count) noexcept {
   return 0;
 }
 
-class JournalLogBackendTest : public testing::Test {
+class JournalLogSinkTest : public testing::Test {
  protected:
-  JournalLogBackendTest() {
+  JournalLogSinkTest() {
     std::string pattern = (std::filesystem::temp_directory_path() / "journal-XXXXXX").string();
     folder_ = ::mkdtemp(pattern.data());
     socket_ = folder_ / "socket";
   }
-  ~JournalLogBackendTest() override { std::filesystem::remove_all(folder_); }
+  ~JournalLogSinkTest() override { std::filesystem::remove_all(folder_); }
 
   void makeSocket() { std::ofstream(socket_) << ""; }
 
-  JournalLogBackend& makeJournal(JournalLogBackend::Options options = {}) {
+  JournalLogSink& makeJournal(JournalLogSink::Options options = {}) {
     options.socketPath = socket_.string();
     options.send = &sendToScript;
-    static auto& kept = *new std::vector<std::pair<LogRing*, JournalLogBackend*>>;
-    kept.emplace_back(&ring_, new JournalLogBackend(ring_, options));
+    static auto& kept = *new std::vector<std::pair<LogRing*, JournalLogSink*>>;
+    kept.emplace_back(&ring_, new JournalLogSink(ring_, options));
     return *kept.back().second;
   }
 
@@ -84,11 +84,11 @@ class JournalLogBackendTest : public testing::Test {
     record.format = literal;
     return record;
   }
-  void write(JournalLogBackend& journal, const LogRecord& record) {
+  void write(JournalLogSink& journal, const LogRecord& record) {
     ring_.append(record);
-    journal.noteRecord(record.time);
+    journal.write(record);
   }
-  void write(JournalLogBackend& journal, std::string_view literal) { write(journal, recordOf(literal)); }
+  void write(JournalLogSink& journal, std::string_view literal) { write(journal, recordOf(literal)); }
 
   static std::vector<std::string> sentMessages() {
     const std::lock_guard guard(scripted().mutex);
@@ -102,13 +102,13 @@ class JournalLogBackendTest : public testing::Test {
   std::filesystem::path socket_;
 };
 
-TEST_F(JournalLogBackendTest, HasNotBeenTriedBeforeTheFirstRecord) {
+TEST_F(JournalLogSinkTest, HasNotBeenTriedBeforeTheFirstRecord) {
   auto& journal = makeJournal();
   EXPECT_EQ(journal.status().state, JournalState::notTried);
   journal.flush(1s);
 }
 
-TEST_F(JournalLogBackendTest, WithoutASocketItSaysSoAndStartsNoThread) {
+TEST_F(JournalLogSinkTest, WithoutASocketItSaysSoAndStartsNoThread) {
   auto& journal = makeJournal();
   write(journal, "one");
   EXPECT_EQ(journal.status().state, JournalState::socketMissing);
@@ -117,7 +117,7 @@ TEST_F(JournalLogBackendTest, WithoutASocketItSaysSoAndStartsNoThread) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}), 1);
 }
 
-TEST_F(JournalLogBackendTest, FindsASocketThatAppearsLaterAndSendsWhatWasKept) {
+TEST_F(JournalLogSinkTest, FindsASocketThatAppearsLaterAndSendsWhatWasKept) {
   auto& journal = makeJournal({.retryInterval = 10s});
   LogRecord record = recordOf("one");
   write(journal, record);
@@ -133,7 +133,7 @@ TEST_F(JournalLogBackendTest, FindsASocketThatAppearsLaterAndSendsWhatWasKept) {
   EXPECT_EQ(sentMessages().size(), 3u);
 }
 
-TEST_F(JournalLogBackendTest, LooksAgainWhenTheClockWasSetBack) {
+TEST_F(JournalLogSinkTest, LooksAgainWhenTheClockWasSetBack) {
   auto& journal = makeJournal();
   LogRecord record = recordOf("one");
   write(journal, record);
@@ -143,7 +143,7 @@ TEST_F(JournalLogBackendTest, LooksAgainWhenTheClockWasSetBack) {
   EXPECT_EQ(journal.status().state, JournalState::sending);
 }
 
-TEST_F(JournalLogBackendTest, SendsTheFieldsOfARecord) {
+TEST_F(JournalLogSinkTest, SendsTheFieldsOfARecord) {
   makeSocket();
   auto& journal = makeJournal();
   const LogArgument arguments[] = {{"table", LogPrivacy::public_}, {"Alice", LogPrivacy::private_}};
@@ -169,7 +169,7 @@ TEST_F(JournalLogBackendTest, SendsTheFieldsOfARecord) {
   EXPECT_FALSE(scripted().entries[1].contains("CODE_FILE"));
 }
 
-TEST_F(JournalLogBackendTest, SendsEachTypeWithItsPriority) {
+TEST_F(JournalLogSinkTest, SendsEachTypeWithItsPriority) {
   makeSocket();
   auto& journal = makeJournal();
   for (const auto type : {OSLogType::debug, OSLogType::info, OSLogType::default_, OSLogType::error, OSLogType::fault}) {
@@ -182,7 +182,7 @@ TEST_F(JournalLogBackendTest, SendsEachTypeWithItsPriority) {
   EXPECT_THAT(priorities, ElementsAre("7", "6", "5", "3", "2"));
 }
 
-TEST_F(JournalLogBackendTest, DoesNotSendSignposts) {
+TEST_F(JournalLogSinkTest, DoesNotSendSignposts) {
   makeSocket();
   auto& journal = makeJournal();
   LogRecord signpost = recordOf("");
@@ -194,7 +194,7 @@ TEST_F(JournalLogBackendTest, DoesNotSendSignposts) {
   EXPECT_EQ(journal.status().sentRecords, 1u);
 }
 
-TEST_F(JournalLogBackendTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSentTwice) {
+TEST_F(JournalLogSinkTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSentTwice) {
   makeSocket();
   scripted().answer = -ECONNREFUSED;
   auto& journal = makeJournal({.retryInterval = 1ms});
@@ -211,7 +211,7 @@ TEST_F(JournalLogBackendTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSe
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two", "three", "four"));
 }
 
-TEST_F(JournalLogBackendTest, ASocketThatVanishesAndReturnsLosesNothing) {
+TEST_F(JournalLogSinkTest, ASocketThatVanishesAndReturnsLosesNothing) {
   makeSocket();
   auto& journal = makeJournal({.retryInterval = 1ms});
   write(journal, "one");
@@ -225,7 +225,7 @@ TEST_F(JournalLogBackendTest, ASocketThatVanishesAndReturnsLosesNothing) {
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two"));
 }
 
-TEST_F(JournalLogBackendTest, ARecordThatIsRefusedForItselfDoesNotHoldUpTheNext) {
+TEST_F(JournalLogSinkTest, ARecordThatIsRefusedForItselfDoesNotHoldUpTheNext) {
   makeSocket();
   scripted().dropsWith = "poison";
   auto& journal = makeJournal();
@@ -237,7 +237,7 @@ TEST_F(JournalLogBackendTest, ARecordThatIsRefusedForItselfDoesNotHoldUpTheNext)
   EXPECT_EQ(journal.status().state, JournalState::sending);
 }
 
-TEST_F(JournalLogBackendTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndTold) {
+TEST_F(JournalLogSinkTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndTold) {
   makeSocket();
   scripted().answer = -ECONNREFUSED;
   auto& journal = makeJournal({.retryInterval = 1ms});
@@ -264,7 +264,7 @@ TEST_F(JournalLogBackendTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndT
   for (std::size_t i = 1; i < records.size(); ++i) EXPECT_LT(std::stoi(records[i - 1]), std::stoi(records[i]));
 }
 
-TEST_F(JournalLogBackendTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp) {
+TEST_F(JournalLogSinkTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp) {
   makeSocket();
   scripted().isHeld = true;
   auto& journal = makeJournal({.longestSend = 1ms});
@@ -278,7 +278,7 @@ TEST_F(JournalLogBackendTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp
   EXPECT_EQ(journal.status().state, JournalState::sending);
 }
 
-TEST_F(JournalLogBackendTest, AFlushEndsThoughOthersGoOnWriting) {
+TEST_F(JournalLogSinkTest, AFlushEndsThoughOthersGoOnWriting) {
   makeSocket();
   auto& journal = makeJournal();
   write(journal, "before");
@@ -295,7 +295,7 @@ TEST_F(JournalLogBackendTest, AFlushEndsThoughOthersGoOnWriting) {
   writer.join();
 }
 
-TEST_F(JournalLogBackendTest, ARecordAlwaysWakesTheThreadThatIsLyingDown) {
+TEST_F(JournalLogSinkTest, ARecordAlwaysWakesTheThreadThatIsLyingDown) {
   makeSocket();
   auto& journal = makeJournal({.pollsBeforeParking = 1, .pollInterval = 1ns});
   const int count = Tests::repetitions(3000);
@@ -308,7 +308,7 @@ TEST_F(JournalLogBackendTest, ARecordAlwaysWakesTheThreadThatIsLyingDown) {
   }
 }
 
-TEST_F(JournalLogBackendTest, TheChildOfAForkSendsNothingAndDoesNotHang) {
+TEST_F(JournalLogSinkTest, TheChildOfAForkSendsNothingAndDoesNotHang) {
   makeSocket();
   auto& journal = makeJournal();
   write(journal, "parent");

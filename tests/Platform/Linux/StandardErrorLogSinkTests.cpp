@@ -15,7 +15,7 @@
 #include "Tessaly/Core/Logging/Logger.hpp"
 #include "Tessaly/Core/Logging/OSLogStore.hpp"
 #include "Tessaly/Core/Logging/OSSignposter.hpp"
-#include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
+#include "Tessaly/Platform/Linux/StandardErrorLogSink.hpp"
 
 namespace {
 
@@ -54,7 +54,7 @@ ChildResult inChild(const std::function<int()>& body) {
   return result;
 }
 
-TEST(StandardErrorLogBackend, IsOffAtFirst) {
+TEST(StandardErrorLogSink, IsOffAtFirst) {
   const auto result = inChild([] {
     Logger("a", "b").error("text");
     return 0;
@@ -63,7 +63,7 @@ TEST(StandardErrorLogBackend, IsOffAtFirst) {
   EXPECT_EQ(result.standardError, "");
 }
 
-TEST(StandardErrorLogBackend, WritesALineForEachRecordWithItsTypeAndLog) {
+TEST(StandardErrorLogSink, WritesALineForEachRecordWithItsTypeAndLog) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     LogConfiguration::setEnabled(OSLogType::info, LogSwitch::on);
@@ -89,9 +89,9 @@ TEST(StandardErrorLogBackend, WritesALineForEachRecordWithItsTypeAndLog) {
                                     "five\n" + date + "error" + log + "seven\n"));
 }
 
-TEST(StandardErrorLogBackend, WritesTheDateInUTC) {
+TEST(StandardErrorLogSink, WritesTheDateInUTC) {
   const auto result = inChild([] {
-    StandardErrorLogBackend output;
+    StandardErrorLogSink output;
     output.set(LogSwitch::on);
     LogRecord record = LogRecord::make(OSLog("a", "b"), OSLogType::error);
     record.time = LogTime(std::chrono::seconds(1'714'979'289) + std::chrono::nanoseconds(123'456'789));
@@ -102,7 +102,7 @@ TEST(StandardErrorLogBackend, WritesTheDateInUTC) {
   EXPECT_EQ(result.standardError, "2024-05-06T07:08:09.123456Z error [a:b] text\n");
 }
 
-TEST(StandardErrorLogBackend, DoesNotWriteSignposts) {
+TEST(StandardErrorLogSink, DoesNotWriteSignposts) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     OSSignposter("a", "b").emitEvent("row");
@@ -111,7 +111,7 @@ TEST(StandardErrorLogBackend, DoesNotWriteSignposts) {
   EXPECT_EQ(result.standardError, "");
 }
 
-TEST(StandardErrorLogBackend, AClosedStandardErrorTakesNothingAndHurtsNothing) {
+TEST(StandardErrorLogSink, AClosedStandardErrorTakesNothingAndHurtsNothing) {
   const auto result = inChild([] {
     ::close(STDERR_FILENO);
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
@@ -121,7 +121,7 @@ TEST(StandardErrorLogBackend, AClosedStandardErrorTakesNothingAndHurtsNothing) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(StandardErrorLogBackend, NeverWritesIntoAFileThatTookTheNumberOfAClosedStandardError) {
+TEST(StandardErrorLogSink, NeverWritesIntoAFileThatTookTheNumberOfAClosedStandardError) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     ::close(STDERR_FILENO);
@@ -135,7 +135,7 @@ TEST(StandardErrorLogBackend, NeverWritesIntoAFileThatTookTheNumberOfAClosedStan
   EXPECT_TRUE(result.standardError.ends_with("text\n"));
 }
 
-TEST(StandardErrorLogBackend, APipeWithoutAReaderDoesNotEndTheProcess) {
+TEST(StandardErrorLogSink, APipeWithoutAReaderDoesNotEndTheProcess) {
   const auto result = inChild([] {
     int pipe[2];
     if (::pipe2(pipe, O_CLOEXEC) != 0) return 1;
@@ -157,7 +157,7 @@ TEST(StandardErrorLogBackend, APipeWithoutAReaderDoesNotEndTheProcess) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(StandardErrorLogBackend, AFullPipeThatDoesNotBlockDropsLines) {
+TEST(StandardErrorLogSink, AFullPipeThatDoesNotBlockDropsLines) {
   const auto result = inChild([] {
     int pipe[2];
     if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) != 0) return 1;

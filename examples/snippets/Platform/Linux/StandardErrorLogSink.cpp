@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
+#include "Tessaly/Platform/Linux/StandardErrorLogSink.hpp"
 
 namespace Tessaly {
 
-void writeLine(StandardErrorLogBackend& output, const LogRecord& record) {
+void writeLine(StandardErrorLogSink& output, const LogRecord& record) {
   output.set(LogSwitch::on);
   if (output.isOn()) output.write(record);
 }

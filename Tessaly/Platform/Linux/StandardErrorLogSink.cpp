@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Linux/StandardErrorLogBackend.hpp"
+#include "Tessaly/Platform/Linux/StandardErrorLogSink.hpp"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -76,7 +76,7 @@ class PipeSignalHold {
 
 }  // namespace
 
-void StandardErrorLogBackend::set(LogSwitch state) noexcept {
+void StandardErrorLogSink::set(LogSwitch state) noexcept {
   isOn_.store(false, std::memory_order_relaxed);
   if (state == LogSwitch::off) return;
   const int kept = descriptor_.load(std::memory_order_acquire);
@@ -91,7 +91,7 @@ void StandardErrorLogBackend::set(LogSwitch state) noexcept {
   isOn_.store(true, std::memory_order_release);
 }
 
-void StandardErrorLogBackend::write(const LogRecord& record) noexcept {
+void StandardErrorLogSink::write(const LogRecord& record) noexcept {
   const int descriptor = descriptor_.load(std::memory_order_acquire);
   if (descriptor < 0) return;
   try {

@@ -23,10 +23,10 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe. Never destroyed: its thread has no end.
 ///
-///     static auto& journal = *new JournalLogBackend(store.ring());
+///     static auto& journal = *new JournalLogSink(store.ring());
 ///     store.append(record);
-///     journal.noteRecord(record.time);
-class TESSALY_EXPORT JournalLogBackend {
+///     journal.write(record);
+class TESSALY_EXPORT JournalLogSink {
  public:
   struct Options {
     std::string socketPath = "/run/systemd/journal/socket";
@@ -40,14 +40,14 @@ class TESSALY_EXPORT JournalLogBackend {
     std::chrono::nanoseconds longestSend = std::chrono::seconds(2);
   };
 
-  explicit JournalLogBackend(const LogRing& ring) : JournalLogBackend(ring, Options()) {}
-  JournalLogBackend(const LogRing& ring, Options options);
-  JournalLogBackend(const JournalLogBackend&) = delete;
-  JournalLogBackend& operator=(const JournalLogBackend&) = delete;
+  explicit JournalLogSink(const LogRing& ring) : JournalLogSink(ring, Options()) {}
+  JournalLogSink(const LogRing& ring, Options options);
+  JournalLogSink(const JournalLogSink&) = delete;
+  JournalLogSink& operator=(const JournalLogSink&) = delete;
 
-  /// To be called after a record was appended to the ring. A load and a branch while the thread is awake.
-  void noteRecord(LogTime now) noexcept {
-    if (phase_.load(std::memory_order_relaxed) != Phase::awake) noteRecordSlowly(now);
+  /// Has the thread send a record that stands in the ring already. A load and a branch while the thread is awake.
+  void write(const LogRecord& record) noexcept {
+    if (phase_.load(std::memory_order_relaxed) != Phase::awake) wakeThread(record.time);
   }
 
   /// Waits until everything appended so far was sent or could not be, at most `limit`. Returns at once where nothing is
@@ -64,7 +64,7 @@ class TESSALY_EXPORT JournalLogBackend {
   static int sendToSystemJournal(const iovec* fields, int count) noexcept;
 
   [[nodiscard]] bool isSocketThere() const noexcept;
-  void noteRecordSlowly(LogTime now) noexcept;
+  void wakeThread(LogTime now) noexcept;
   void run() noexcept;
   Outcome sendPending(LogCursor& cursor, LogChunk& chunk) noexcept;
   [[nodiscard]] bool sendRecord(const StoredLogRecord& record) noexcept;

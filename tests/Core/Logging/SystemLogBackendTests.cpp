@@ -14,7 +14,7 @@
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
 #include "Tessaly/Core/Logging/Logger.hpp"
 #include "Tessaly/Core/Logging/OSLogStore.hpp"
-#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+#include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Linux/SystemLogBackend.hpp"
+#include "Tessaly/Core/Logging/SystemLogBackend.hpp"
 
 #include <pthread.h>
 
@@ -19,6 +19,8 @@ constinit std::atomic<SystemLogBackend*> sharedBackend{nullptr};
 constinit std::atomic<std::size_t> capacityOfShared{ProcessLogStore::defaultCapacityInBytes};
 
 }  // namespace
+
+LogSinks::~LogSinks() = default;
 
 SystemLogBackend& SystemLogBackend::shared() noexcept {
   if (auto* backend = sharedBackend.load(std::memory_order_acquire)) [[likely]]
@@ -52,15 +54,6 @@ bool SystemLogBackend::setStoreCapacity(std::size_t bytes) noexcept {
   capacityOfShared.store(bytes, std::memory_order_relaxed);
   return true;
 }
-
-void SystemLogBackend::write(const LogRecord& record) noexcept {
-  store_.append(record);
-  if (record.signpost) return;
-  journal_.noteRecord(record.time);
-  if (standardError_.isOn()) standardError_.write(record);
-}
-
-void SystemLogBackend::flush(std::chrono::nanoseconds limit) noexcept { journal_.flush(limit); }
 
 void SystemLogBackend::flushBeforeAbort() noexcept {
   // The thread that sends could never take a lock that the failing thread itself holds.

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Logging
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Logging/JournalStatus.hpp"
+#include "Tessaly/Core/Logging/LogRecord.hpp"
+
+namespace Tessaly::inline v1 {
+
+class LogRing;
+
+/// The system's outlets for records, beside the store of the process: on Linux the journal and standard error.
+///
+/// The system's log backend pushes every record to `write`, after the store has it.
+///
+/// Thread contract: thread-safe. The system's log backend never destroys them.
+///
+///     const std::unique_ptr<LogSinks> sinks = LogSinks::make(store.ring());
+///     store.append(record);
+///     sinks->write(record);
+class TESSALY_EXPORT LogSinks {
+ public:
+  LogSinks() = default;
+  LogSinks(const LogSinks&) = delete;
+  LogSinks& operator=(const LogSinks&) = delete;
+  virtual ~LogSinks();
+
+  /// Passes on a record that stands in the ring already. Must not write records itself.
+  virtual void write(const LogRecord& record) noexcept = 0;
+  /// Waits until the records so far have left the process, at most `limit`.
+  virtual void flush(std::chrono::nanoseconds limit) noexcept = 0;
+  /// See `LogConfiguration::setStandardErrorOutput`.
+  virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;
+  [[nodiscard]] virtual JournalStatus journalStatus() const noexcept = 0;
+
+  /// Makes the running system's outlets, which may read later what the ring still holds. Throws `std::bad_alloc`.
+  [[nodiscard]] static std::unique_ptr<LogSinks> make(const LogRing& ring);
+};
+
+}  // namespace Tessaly::inline v1

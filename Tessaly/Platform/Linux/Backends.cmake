@@ -1,0 +1,27 @@
+# What Linux adds to each library that has a seam.
+
+tessaly_backend(Authentication SOURCES PolkitAuthentication.cpp LIBRARIES Foundation PACKAGES systemd)
+tessaly_backend(Bookmarks SOURCES FileBookmarks.cpp)
+tessaly_backend(Device SOURCES FirmwareDevice.cpp)
+tessaly_backend(Files
+  SOURCES
+    CopyItem.cpp InotifyChangeSource.cpp InotifyHub.cpp InotifyObjectSource.cpp LinuxFileManager.cpp NSFileCoordinator.cpp
+  LIBRARIES Locks Text
+  PACKAGES archive fmt)
+tessaly_backend(Logging
+  SOURCES JournalLogSink.cpp LinuxLogSinks.cpp StandardErrorLogSink.cpp
+  PACKAGES systemd fmt)
+tessaly_backend(Network
+  SOURCES LinuxNetworkBackend.cpp MeteredWatch.cpp NetlinkSocket.cpp RouteTable.cpp
+  LIBRARIES Logging
+  PACKAGES systemd)
+tessaly_backend(Pasteboard
+  SOURCES DisplayPasteboard.cpp WaylandSelection.cpp X11Selection.cpp
+  LIBRARIES Locks
+  PACKAGES wayland xcb)
+tessaly_backend(Power SOURCES BusPower.cpp LIBRARIES Foundation Locks PACKAGES systemd)
+tessaly_backend(Settings
+  SOURCES
+    DelayedWork.cpp JournaledUserDefaults.cpp JournaledUserDefaultsChanges.cpp JournaledUserDefaultsCheckpoint.cpp
+    JournaledUserDefaultsJournal.cpp SettingsFiles.cpp
+  LIBRARIES Logging)
