@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Whether the tests that docs/promises.md names exist: check_promises.py root build-tree
+"""Whether every promise has its tests: check_promises.py root build-tree
 
-A name in backquotes with a dot in it, in the second column of a table, is one of ctest's; * stands for anything.
+A row of docs/promises.md gives a promise an identifier. The list below the table names its proof. A name in backquotes
+with a dot in it is a test of ctest; * stands for anything.
 """
 
 import fnmatch
@@ -12,39 +13,52 @@ import subprocess
 
 import tree
 
+PAGE = "docs/promises.md"
+ROW = re.compile(r"^\| ([A-Z]+\d+) \| \S.* \|$", re.MULTILINE)
+PROOF = re.compile(r"^- ([A-Z]+\d+): (.*(?:\n  .*)*)", re.MULTILINE)
 NAME = re.compile(r"`([A-Za-z]+\.[\w.*]+)`")
 
 
 def tests_of(build_tree):
-    said = subprocess.run(["ctest", "--test-dir", build_tree, "--show-only=json-v1"], check=True, text=True,
-                          stdout=subprocess.PIPE).stdout
-    return [test["name"] for test in json.loads(said)["tests"]]
+    output = subprocess.run(["ctest", "--test-dir", build_tree, "--show-only=json-v1"], check=True, text=True,
+                            stdout=subprocess.PIPE).stdout
+    return [test["name"] for test in json.loads(output)["tests"]]
+
+
+def repeated(identifiers):
+    return sorted({name for name in identifiers if identifiers.count(name) > 1})
 
 
 def check(root, build_tree=None, known=None):
     known = known or tests_of(build_tree)
-    complaints = []
-    for number, line in enumerate(tree.read(root / "docs" / "promises.md").splitlines(), 1):
-        if not line.startswith("| ") or line.startswith("| promise |"):
-            continue
-        proof = line.split(" | ")[-1]
+    text = tree.read(root / PAGE)
+    promises = ROW.findall(text)
+    proofs = PROOF.findall(text)
+    proven = [identifier for identifier, _ in proofs]
+    complaints = [f"{PAGE}: {name} stands twice" for name in repeated(promises) + repeated(proven)]
+    complaints += [f"{PAGE}: {name} has no proof" for name in promises if name not in proven]
+    complaints += [f"{PAGE}: {name} proves no promise" for name in proven if name not in promises]
+    for identifier, proof in proofs:
         if "`" not in proof:
-            complaints.append(f"docs/promises.md:{number} names no proof")
-        for name in NAME.findall(proof):
-            if not fnmatch.filter(known, name):
-                complaints.append(f"docs/promises.md:{number} names {name}, which is not there")
+            complaints.append(f"{PAGE}: {identifier} names no test")
+        complaints += [f"{PAGE}: {identifier} names {name}, which does not exist"
+                       for name in NAME.findall(proof) if not fnmatch.filter(known, name)]
     return complaints
 
 
 def self_test():
     known = ["Locks.Lock.Locks", "Locks.Lock.Unlocks", "Sanitizers.Leak"]
-    head = "| promise | proof |\n|---|---|\n"
-    for row, *complaints in (("| It locks. | `Locks.Lock.Locks`, `Locks.*` |",),
-                             ("| It is clean. | `./run sanitize` |",),
-                             ("| It locks. | believe it |", "docs/promises.md:3 names no proof"),
-                             ("| It locks. | `Locks.Lock.Lock` |", "docs/promises.md:3 names Locks.Lock.Lock,"),
-                             ("| It flies. | `Flies.*`, `Locks.*` |", "docs/promises.md:3 names Flies.*,")):
-        with tree.small_tree({"docs/promises.md": head + row + "\n"}) as root:
+    head = "| | promise |\n|---|---|\n| L1 | It locks. |\n"
+    for rest, *complaints in (("\n- L1: `Locks.Lock.Locks`,\n  `Locks.*`\n",),
+                              ("\n- L1: `./run sanitize`\n",),
+                              ("\n- L1: believe it\n", "L1 names no test"),
+                              ("\n", "L1 has no proof"),
+                              ("| L1 | It unlocks. |\n\n- L1: `Locks.*`\n", "L1 stands twice"),
+                              ("\n- L1: `Locks.*`\n- L1: `Locks.*`\n", "L1 stands twice"),
+                              ("\n- L1: `Locks.*`\n- L2: `Locks.*`\n", "L2 proves no promise"),
+                              ("\n- L1: `Locks.Lock.Lock`\n", "L1 names Locks.Lock.Lock,"),
+                              ("\n- L1: `Locks.*`,\n  `Flies.*`\n", "L1 names Flies.*,")):
+        with tree.small_tree({PAGE: head + rest}) as root:
             tree.expect(check(root, known=known), *complaints)
 
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Measures everything that docs/performance.md shows, and writes it into that page.
+"""Measures every table of docs/measurements, and writes it into its page.
 
-    scripts/update_performance_page.py --build build/bench [--only times ...]
+    scripts/update_measurements.py --build build/bench [--only times ...]
 
 The build must be a Release build with -DTESSALY_BENCHMARKS=ON. Leave the machine alone meanwhile.
 """
@@ -17,7 +17,7 @@ import subprocess
 import sys
 
 root = pathlib.Path(__file__).resolve().parent.parent
-page = root / "docs" / "performance.md"
+pages = root / "docs" / "measurements"
 
 
 def output(*command, accepted=(0,)) -> str:
@@ -64,7 +64,7 @@ def main() -> None:
         "machine": lambda: machine(arguments.compiler),
         "times": lambda: output(program(arguments.build, "tessaly_bench"), "--markdown",
                                 f"--json={arguments.build / 'results.json'}"),
-        # Status 1 reports a regression, which belongs on the page like any other figure.
+        # Status 1 reports a regression, which belongs on its page like any other figure.
         "instructions": lambda: output(scripts / "count_instructions.py", "--build", arguments.build, accepted=(0, 1)),
         "footprint": lambda: output(scripts / "measure_footprint.py", "--build", arguments.build,
                                     "--compiler", arguments.compiler),
@@ -73,6 +73,7 @@ def main() -> None:
         if section not in arguments.only:
             continue
         figures = measure[section]()
+        page = pages / f"{section}.md"
         pattern = re.compile(rf"(<!-- begin {section} -->\n).*?(<!-- end {section} -->)", re.DOTALL)
         text, replaced = pattern.subn(lambda match: f"{match[1]}{figures}\n{match[2]}", page.read_text())
         if replaced != 1:
