@@ -216,7 +216,8 @@ class RingArray {
   /// Stops the process when the ring is not full.
   void shiftWhenFull(std::int64_t offset) {
     if (count_ != maxCapacity_) [[unlikely]] {
-      fatalError("Ring array shifting may only be triggered when the array is full", "Tessaly/RingArray", 62);
+      fatalError("Ring array shifting may only be triggered when the array is full", "Tessaly/RingArray",
+                 shiftingWhileNotFullLine);
     }
     if (maxCapacity_ == 0) return;
     if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
@@ -369,6 +370,9 @@ class RingArray {
     Element& slot_;
     std::int64_t capacity_;
   };
+
+  /// Frozen: crash reports are grouped by this line.
+  static constexpr unsigned shiftingWhileNotFullLine = 62;
 
   struct NoSlots {};
   explicit RingArray(NoSlots) noexcept { mark_.set(); }

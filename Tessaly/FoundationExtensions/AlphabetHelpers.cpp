@@ -8,13 +8,16 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Gives the log its category: the namespace has none of its own.
+/// The category of the log, because a namespace is not a type.
 struct AlphabetHelpers;
+
+/// Frozen: crash reports and logs are grouped by this line.
+constexpr unsigned emptyIdentifierLine = 46;
 
 void reportEmptyIdentifier() {
   const Logger logger = Logger::make("Tessaly", Type<AlphabetHelpers>());
   errorWithAssert(logger, "\u2620\uFE0F An empty string has been returned by 'sectionIdentifier'. Shouldn't happen.",
-                  "Tessaly/AlphabetHelpers", 46);
+                  "Tessaly/AlphabetHelpers", emptyIdentifierLine);
 }
 
 }  // namespace

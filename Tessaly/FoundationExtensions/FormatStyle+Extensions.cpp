@@ -4,13 +4,14 @@
 
 namespace Tessaly::inline v1 {
 
-Date::FormatStyle Date::FormatStyle::compactDateTime() {
+Date::FormatStyle detail::CompactDateTime::make() {
+  using Style = Date::FormatStyle;
   constexpr OperatingSystemVersion firstWithoutDay{.major = 15};
-  const FormatStyle time = FormatStyle().hour(Field::twoDigits).minute(Field::twoDigits);
-  // Versions count for another system than this one: only who says one asks for what was before.
+  const Style time = Style().hour(Style::Field::twoDigits).minute(Style::Field::twoDigits);
+  // The versions are those of another system. A host asks for the former style only by giving such a version.
   const auto& version = ProcessInfo::processInfo().overriddenOperatingSystemVersion();
-  if (!version || *version >= firstWithoutDay) return time.year(Field::omitted);
-  return time.day(Field::twoDigits).month(Month::twoDigits);
+  if (!version || *version >= firstWithoutDay) return time.year(Style::Field::omitted);
+  return time.day(Style::Field::twoDigits).month(Style::Month::twoDigits);
 }
 
 }  // namespace Tessaly::inline v1

@@ -2,6 +2,14 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
-// Defines what FormatStyle.hpp declares for short times: `Date::FormatStyle::compactDateTime`.
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/FormatStyle.hpp"
 
-#include "Tessaly/Core/Formatters/FormatStyle.hpp"  // IWYU pragma: export
+namespace Tessaly::inline v1 {
+
+/// The definition of `Date::FormatStyle::compactDateTime`.
+struct detail::CompactDateTime {
+  [[nodiscard]] TESSALY_EXPORT static Date::FormatStyle make();
+};
+
+}  // namespace Tessaly::inline v1

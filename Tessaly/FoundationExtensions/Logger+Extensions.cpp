@@ -14,6 +14,14 @@
 namespace Tessaly::inline v1 {
 namespace {
 
+/// Frozen: crash reports are grouped by these lines.
+constexpr unsigned missingIdentifierLine = 26;
+constexpr unsigned missingIdentifierForTypeLine = 12;
+
+Logger makeForMainBundle(std::string_view subsystem, std::string_view category, unsigned line) {
+  return Logger(detail::mainBundleSubsystem(subsystem, "Tessaly/Logger+Extensions", line), category);
+}
+
 bool endsWithPunctuation(std::string_view message) noexcept {
   const std::string_view last = Text::lastGraphemeCluster(message);
   return !last.empty() && Text::isPunctuation(Text::decodeScalar(last, 0).scalar);
@@ -32,12 +40,12 @@ void writePublic(const Logger& logger, OSLogType type, std::string_view message,
 
 }  // namespace
 
-Logger Logger::makeForMainBundle(std::string_view subsystem, std::string_view category, unsigned line) {
-  return Logger(detail::mainBundleSubsystem(subsystem, "Tessaly/Logger+Extensions", line), category);
+Logger detail::MainBundleLogger::make(std::string_view subsystem, std::string_view category) {
+  return makeForMainBundle(subsystem, category, missingIdentifierLine);
 }
 
-Logger Logger::make(std::string_view subsystem, std::string_view category) {
-  return makeForMainBundle(subsystem, category, 26);
+Logger detail::MainBundleLogger::makeForType(std::string_view subsystem, std::string_view typeName) {
+  return makeForMainBundle(subsystem, typeName, missingIdentifierForTypeLine);
 }
 
 void errorPublic(const Logger& logger, std::string_view message, LogLocation location) noexcept {

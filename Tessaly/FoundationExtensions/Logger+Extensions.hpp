@@ -13,15 +13,15 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
-#include "Tessaly/Core/Base/TypeName.hpp"
 #include "Tessaly/Core/Logging/Logger.hpp"  // IWYU pragma: export
 
 namespace Tessaly::inline v1 {
 
-template <typename T>
-Logger Logger::make(std::string_view subsystem, Type<T>) {
-  return makeForMainBundle(subsystem, typeName<T>(), 12);
-}
+/// The definition of `Logger::make`.
+struct detail::MainBundleLogger {
+  [[nodiscard]] TESSALY_EXPORT static Logger make(std::string_view subsystem, std::string_view category);
+  [[nodiscard]] TESSALY_EXPORT static Logger makeForType(std::string_view subsystem, std::string_view typeName);
+};
 
 // The helpers below write one record each. They never throw and never fail; when the type of the record is not enabled
 // they do nothing, and no text is made. Their last parameters stand for the caller's place and are left out. All of

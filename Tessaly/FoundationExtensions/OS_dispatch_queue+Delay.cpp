@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1 {
 
-void OS_dispatch_queue::delay(double seconds, Function block, Clock& clock) {
+void detail::DelayedCall::start(double seconds, OS_dispatch_queue::Function block, Clock& clock) {
   const double nanoseconds = seconds * 1e9;
   auto delay = std::chrono::nanoseconds::max();
   if (nanoseconds <= 0) {
@@ -14,7 +14,7 @@ void OS_dispatch_queue::delay(double seconds, Function block, Clock& clock) {
   } else if (nanoseconds < 0x1p63) {
     delay = std::chrono::nanoseconds(static_cast<std::int64_t>(nanoseconds));
   }
-  global(QualityOfService::background).asyncAfter(delay, std::move(block), clock);
+  OS_dispatch_queue::global(QualityOfService::background).asyncAfter(delay, std::move(block), clock);
 }
 
 }  // namespace Tessaly::inline v1

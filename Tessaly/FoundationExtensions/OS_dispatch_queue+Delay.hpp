@@ -2,6 +2,14 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
-// Defines what OS_dispatch_queue.hpp declares for delayed calls: `OS_dispatch_queue::delay`.
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 
-#include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"  // IWYU pragma: export
+namespace Tessaly::inline v1 {
+
+/// The definition of `OS_dispatch_queue::delay`.
+struct detail::DelayedCall {
+  TESSALY_EXPORT static void start(double seconds, OS_dispatch_queue::Function block, Clock& clock);
+};
+
+}  // namespace Tessaly::inline v1

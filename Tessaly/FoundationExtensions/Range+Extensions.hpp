@@ -9,16 +9,6 @@
 
 namespace Tessaly::inline v1 {
 
-template <std::totally_ordered Bound>
-constexpr Range<Bound> Range<Bound>::zero() {
-  return Range(Bound{}, Bound{});
-}
-
-template <std::totally_ordered Bound>
-constexpr ClosedRange<Bound> ClosedRange<Bound>::zero() {
-  return ClosedRange(Bound{}, Bound{});
-}
-
 namespace detail {
 
 [[noreturn]] TESSALY_EXPORT void stopRangeOverflow() noexcept;
@@ -42,7 +32,7 @@ template <Additive Bound>
 
 }  // namespace detail
 
-/// The upper bound less the lower one. Stops the process when an integer type does not have that number.
+/// The upper bound minus the lower bound. Stops the process if an integer type cannot hold the result.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -52,7 +42,7 @@ template <detail::Additive Bound>
   return detail::widthOf(range);
 }
 
-/// The upper bound less the lower one. Stops the process when an integer type does not have that number.
+/// The upper bound minus the lower bound. Stops the process if an integer type cannot hold the result.
 ///
 /// Thread contract: thread-safe.
 template <detail::Additive Bound>

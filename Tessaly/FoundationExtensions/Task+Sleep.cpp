@@ -20,13 +20,13 @@ std::chrono::nanoseconds clampedDuration(std::uint64_t nanoseconds) noexcept {
 
 }  // namespace
 
-std::chrono::nanoseconds detail::sleepDuration(std::uint64_t count, std::uint64_t nanosecondsEach) noexcept {
+std::chrono::nanoseconds detail::SleepDuration::of(std::uint64_t count, std::uint64_t nanosecondsEach) noexcept {
   std::uint64_t nanoseconds = 0;
   if (__builtin_mul_overflow(count, nanosecondsEach, &nanoseconds)) stop(__LINE__);
   return clampedDuration(nanoseconds);
 }
 
-std::chrono::nanoseconds detail::sleepDuration(double seconds) noexcept {
+std::chrono::nanoseconds detail::SleepDuration::of(double seconds) noexcept {
   const double nanoseconds = seconds * 1e9;
   if (!std::isfinite(nanoseconds) || nanoseconds <= -1 || nanoseconds >= 0x1p64) stop(__LINE__);
   return clampedDuration(static_cast<std::uint64_t>(std::max(nanoseconds, 0.0)));

@@ -2,6 +2,7 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -9,27 +10,12 @@
 
 namespace Tessaly::inline v1 {
 
-namespace detail {
-/// The count as a duration. One that is too long becomes the longest. Stops the process when the product does not fit
-/// in 64 bits.
-[[nodiscard]] TESSALY_EXPORT std::chrono::nanoseconds sleepDuration(std::uint64_t count,
-                                                                    std::uint64_t nanosecondsEach) noexcept;
-[[nodiscard]] TESSALY_EXPORT std::chrono::nanoseconds sleepDuration(double seconds) noexcept;
-}  // namespace detail
-
-template <typename T>
-Async<void> Task<T>::sleepMicroSeconds(std::uint64_t microSeconds, Clock& clock) {
-  return sleep(detail::sleepDuration(microSeconds, 1'000), clock);
-}
-
-template <typename T>
-Async<void> Task<T>::sleepMilliSeconds(std::uint64_t milliSeconds, Clock& clock) {
-  return sleep(detail::sleepDuration(milliSeconds, 1'000'000), clock);
-}
-
-template <typename T>
-Async<void> Task<T>::sleepSeconds(double seconds, Clock& clock) {
-  return sleep(detail::sleepDuration(seconds), clock);
-}
+/// The durations of `Task::sleepMicroSeconds`, `sleepMilliSeconds` and `sleepSeconds`.
+struct detail::SleepDuration {
+  /// The count as a duration, at most the longest one. Stops the process if the product does not fit in 64 bits.
+  [[nodiscard]] TESSALY_EXPORT static std::chrono::nanoseconds of(std::uint64_t count,
+                                                                  std::uint64_t nanosecondsEach) noexcept;
+  [[nodiscard]] TESSALY_EXPORT static std::chrono::nanoseconds of(double seconds) noexcept;
+};
 
 }  // namespace Tessaly::inline v1

@@ -8,17 +8,17 @@
 
 namespace Tessaly::inline v1 {
 
-std::optional<URL> URL::ubiquityContainer(const std::optional<std::string>& containerIdentifier,
-                                          const std::vector<std::string>& pathComponents) {
+std::optional<URL> detail::UbiquityContainer::find(const std::optional<std::string>& identifier,
+                                                   const std::vector<std::string>& pathComponents) {
   FileManager& files = FileManager::default_();
   const Logger logger = Logger::make("Tessaly", Type<URL>());
-  std::optional<URL> url = files.urlForUbiquityContainer(containerIdentifier);
+  std::optional<URL> url = files.urlForUbiquityContainer(identifier);
   if (!url) {
     logger.error("Failed to find a valid ubiquity container");
     return std::nullopt;
   }
   for (const std::string& component : pathComponents) {
-    url = url->appendingPathComponent(component, DirectoryHint::isDirectory);
+    url = url->appendingPathComponent(component, URL::DirectoryHint::isDirectory);
   }
   const std::string path = url->path();
   if (files.fileExists(path)) return url;

@@ -17,18 +17,18 @@ UTType detail::requiredType(std::string_view extension, const UTType& conforming
   return *type;
 }
 
-const UTType& UTType::csv() {
-  static const UTType& type = *new UTType(detail::requiredType("csv", text()));
+const UTType& detail::SharedFileTypes::csv() {
+  static const UTType& type = *new UTType(requiredType("csv", UTType::text()));
   return type;
 }
 
-const UTType& UTType::cdg() {
-  static const UTType& type = *new UTType(detail::requiredType("cdg", data()));
+const UTType& detail::SharedFileTypes::cdg() {
+  static const UTType& type = *new UTType(requiredType("cdg", UTType::data()));
   return type;
 }
 
-const UTType& UTType::ogg() {
-  static const UTType& type = *new UTType(detail::requiredType("ogg", data()));
+const UTType& detail::SharedFileTypes::ogg() {
+  static const UTType& type = *new UTType(requiredType("ogg", UTType::data()));
   return type;
 }
 

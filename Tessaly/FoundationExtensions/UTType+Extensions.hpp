@@ -9,12 +9,18 @@
 
 namespace Tessaly::inline v1 {
 
-// Beside what is declared here, the source defines what UTType.hpp declares: `UTType::csv`, `cdg` and `ogg`. All are
-// thread-safe.
+/// The definitions of `UTType::csv`, `cdg` and `ogg`.
+struct detail::SharedFileTypes {
+  [[nodiscard]] TESSALY_EXPORT static const UTType& csv();
+  [[nodiscard]] TESSALY_EXPORT static const UTType& cdg();
+  [[nodiscard]] TESSALY_EXPORT static const UTType& ogg();
+};
 
-/// The preferred extension of file names, or else the identifier.
+// All functions of this header are thread-safe.
+
+/// The preferred file name extension, else the identifier.
 [[nodiscard]] TESSALY_EXPORT std::string fileExtension(const UTType& type);
-/// The preferred MIME type, or else the identifier.
+/// The preferred MIME type, else the identifier.
 [[nodiscard]] TESSALY_EXPORT std::string mimeType(const UTType& type);
 
 }  // namespace Tessaly::inline v1

@@ -29,14 +29,12 @@ TESSALY_EXPORT void registerSettingClasses();
 [[noreturn]] TESSALY_EXPORT void stopMakingABacking() noexcept;
 [[noreturn]] TESSALY_EXPORT void stopMakingAValueObserver() noexcept;
 
-/// The keys that are published as members of `Default<Value>::Key`, by the kind of their values. Each is defined by the
-/// library that owns the setting.
+/// The keys that are published as members of `Default<Value>::Key`, by the kind of their values.
 template <typename Value, typename Key>
 struct WellKnownSettings {};
 template <typename Key>
 struct WellKnownSettings<bool, Key> {
-  /// "can-connect-to-host", by default true: false makes `ReachabilityService` say offline. To use it, link
-  /// SystemServices.
+  /// "can-connect-to-host", by default true: false makes `ReachabilityService` say offline.
   static const Key canConnectToHost;
 };
 
@@ -370,8 +368,8 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 namespace detail {
 
 static_assert(sizeof(Default<bool>::Key) > 0);  // Before its base: g++ makes them in this order only.
-template <>
-TESSALY_EXPORT const Default<bool>::Key WellKnownSettings<bool, Default<bool>::Key>::canConnectToHost;
+template <typename Key>
+constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-host", true};
 
 }  // namespace detail
 }  // namespace Tessaly::inline v1

@@ -23,6 +23,7 @@ namespace Tessaly::inline v1 {
 namespace {
 
 constexpr const char* sourceFile = "Tessaly/FileManager+FileSystemEventsExtensions";
+// Frozen: crash reports are grouped by this line.
 constexpr unsigned initialReadLine = 42;
 /// The code of a refusal of access, in the domain of system errors.
 constexpr int accessRefused = 257;

@@ -9,10 +9,6 @@
 
 namespace Tessaly::inline v1 {
 
-LAError LAError::unknownError() {
-  return LAError(Code::authenticationFailed, {{"description", "Unable to evaluate policy for unknown reasons"}});
-}
-
 namespace LocalAuthenticationService {
 namespace {
 

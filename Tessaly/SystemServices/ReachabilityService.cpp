@@ -16,17 +16,11 @@
 
 namespace Tessaly::inline v1 {
 
-namespace detail {
-
-template <>
-constexpr Default<bool>::Key WellKnownSettings<bool, Default<bool>::Key>::canConnectToHost{"can-connect-to-host", true};
-
-}  // namespace detail
-
 namespace ReachabilityService {
 namespace {
 
 constexpr const char* file = "Tessaly/ReachabilityService";
+// Frozen: crash reports are grouped by these lines.
 constexpr unsigned lineOfTheWait = 57;
 constexpr unsigned lineOfThePathUpdate = 159;
 

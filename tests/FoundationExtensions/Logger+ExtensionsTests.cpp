@@ -29,7 +29,7 @@ using namespace Tessaly;
 using testing::ElementsAre;
 using testing::EndsWith;
 
-// Counts how often it is asked what it is.
+// Counts the calls of its description.
 struct CountingError : Error {
   explicit CountingError(int& count) : count(&count) {}
   std::string description() const override {
@@ -67,7 +67,7 @@ TEST(LoggerMake, UsesTheBareNameOfATypeAsCategory) {
   EXPECT_EQ(Logger::make("", Type<Sample::SomeType>()).log().subsystem(), "app.identifier.");
 }
 
-TEST(LoggerMake, TellsTheIdentifierToThePlatformsOwnLogs) {
+TEST(LoggerMake, GivesTheIdentifierToThePlatformsLogs) {
   Bundle::setMain({.identifier = "app.identifier"});
   static_cast<void>(Logger::make("Export", "category"));
   EXPECT_EQ(detail::platformLog("MainQueue"), OSLog("app.identifier.Tessaly", "MainQueue"));
@@ -75,12 +75,14 @@ TEST(LoggerMake, TellsTheIdentifierToThePlatformsOwnLogs) {
 
 TEST(LoggerMakeDeathTest, OfATypeStopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(Logger::make("Export", Type<Sample::SomeType>())), testing::KilledBySignal(SIGABRT),
-              "^Tessaly/Logger\\+Extensions:12: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
+              "^Tessaly/Logger\\+Extensions:12: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\nGive the "
+              "program a bundle: .*\n$");
 }
 
 TEST(LoggerMakeDeathTest, OfATextStopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(Logger::make("Export", "category")), testing::KilledBySignal(SIGABRT),
-              "^Tessaly/Logger\\+Extensions:26: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
+              "^Tessaly/Logger\\+Extensions:26: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\nGive the "
+              "program a bundle: .*\n$");
 }
 
 TEST_F(LoggerExtensionsTest, ErrorPublicWritesAnErrorInClear) {
@@ -127,7 +129,7 @@ TEST_F(LoggerExtensionsTest, ErrorWithAssertNamesThePlaceAndGoesOn) {
   EXPECT_THAT(record.arguments, ElementsAre(publicText("No rows | File: Tables.cpp, line: 12")));
 }
 
-TEST_F(LoggerExtensionsTest, ErrorWithAssertNamesTheCallerUnlessTold) {
+TEST_F(LoggerExtensionsTest, ErrorWithAssertNamesTheCallerByDefault) {
   errorWithAssert(logger_, "No rows");
   const int line = __LINE__ - 1;
   const RecordedLog record = onlyRecord();
@@ -168,7 +170,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorTakesThePlaceBeforeTheOperationToo) {
   EXPECT_EQ(record.arguments[3].text, "Document.cpp");
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorNamesTheCallerUnlessTold) {
+TEST_F(LoggerExtensionsTest, CatchErrorNamesTheCallerByDefault) {
   catchError(logger_, "Saving failed", [] { throw std::runtime_error("no"); });
   const unsigned line = __LINE__ - 1;
   const RecordedLog record = onlyRecord();
@@ -185,7 +187,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorShowsTheErrorWherePrivateDataIsShown) {
   EXPECT_EQ(onlyRecord().composedMessage, "Saving failed! runtime_error(\"no\"), no | Function: g | File: f");
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorCompletesAMessageThatDoesNotEndWithPunctuation) {
+TEST_F(LoggerExtensionsTest, CatchErrorEndsMessagesWithPunctuation) {
   const auto completed = [&](std::string_view message) {
     catchError(logger_, message, [] { throw 1; });
     return backend_->records().back().arguments.at(0).text;
@@ -200,7 +202,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorCompletesAMessageThatDoesNotEndWithPunctu
   for (const std::string message : {"5 $", "a+", "a<", "a=", "a>", "a^", "a|", "a`", "a~", "😀", "né", "a\xFF"}) {
     EXPECT_EQ(completed(message), message + ".");
   }
-  // The last character is an exclamation mark with an accent on it.
+  // The last character is an exclamation mark with an accent.
   EXPECT_EQ(completed("a!\u0301"), "a!\u0301");
 }
 
@@ -215,13 +217,13 @@ TEST_F(LoggerExtensionsTest, CatchErrorSwallowsWhatIsNoException) {
   EXPECT_THAT(records[2].arguments.at(1).text, testing::StartsWith("SomeType(), "));
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorTakesOperationsThatReturnOrCanBeMovedOnly) {
+TEST_F(LoggerExtensionsTest, CatchErrorTakesReturningAndMoveOnlyOperations) {
   catchError(logger_, "Failed", [] { return 5; });
   catchError(logger_, "Failed", [owned = std::make_unique<int>(1)]() mutable { owned.reset(); });
   EXPECT_TRUE(backend_->records().empty());
 }
 
-TEST_F(LoggerExtensionsTest, NothingIsWrittenAndNoTextMadeWhenTheTypeIsNotEnabled) {
+TEST_F(LoggerExtensionsTest, DisabledTypeWritesAndMakesNoText) {
   LogConfiguration::setEnabled(OSLogType::error, LogSwitch::off);
   int count = 0;
   errorPublic(logger_, "a");

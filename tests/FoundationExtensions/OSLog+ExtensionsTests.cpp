@@ -31,7 +31,8 @@ TEST(OSLogPointOfInterest, TakesSignposts) {
 
 TEST(OSLogPointOfInterestDeathTest, StopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(OSLog::pointOfInterest("Export")), testing::KilledBySignal(SIGABRT),
-              "^Tessaly/OSLog\\+Extensions:10: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\n$");
+              "^Tessaly/OSLog\\+Extensions:10: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\nGive the "
+              "program a bundle: .*\n$");
 }
 
 TEST(OSSignposterOfAType, NeedsNoBundleIdentifier) {

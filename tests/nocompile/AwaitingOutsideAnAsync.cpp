@@ -4,7 +4,7 @@
 
 using Tessaly::Async;
 
-/// A coroutine of somebody else's: there is no task in it that could be suspended.
+/// A coroutine of another library. It has no task that could be suspended.
 struct Foreign {
   struct promise_type {
     Foreign get_return_object() { return {}; }

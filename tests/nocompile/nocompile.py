@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Whether a file is refused by the compiler, and for the right reason: nocompile.py compiler root file
+"""Whether the compiler refuses a file for the right reason: nocompile.py compiler root file
 
 The first line of the file is "// expected: " and a regular expression, which one of the compiler's errors must match.
-With ALLOWED defined the same file, its one mistake mended, must compile.
+With ALLOWED defined, the same file without its mistake must compile.
 """
 
 import pathlib
@@ -16,7 +16,7 @@ COMPILER, ROOT = sys.argv[1:3]
 
 
 def compile_file(path, *flags):
-    """Whether the compiler takes the file, and what it says."""
+    """Whether the compiler accepts the file, and its messages."""
     result = subprocess.run([COMPILER, "-std=c++23", "-fsyntax-only", "-Wall", "-Wextra", "-Wthread-safety", "-Werror",
                              "-Wno-unused", f"-I{ROOT}", *flags, path],
                             text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -24,7 +24,7 @@ def compile_file(path, *flags):
 
 
 def complaint(path):
-    """What is wrong with a file, or nothing."""
+    """The problem of a file, or nothing."""
     first = path.read_text(encoding="utf-8").splitlines()[0]
     if not first.startswith("// expected: "):
         return f"{path.name} does not say what is expected"
@@ -36,7 +36,7 @@ def complaint(path):
     if compiles:
         return f"{path.name} compiles"
     if not re.search(f"error: .*(?:{expected})", said):
-        return f"{path.name} is refused for another reason than {expected!r}:\n{said}"
+        return f"{path.name} is refused for a reason other than {expected!r}:\n{said}"
     return None
 
 
@@ -46,7 +46,7 @@ def self_test():
                            (mistake, "does not say"),
                            ("// expected: cannot initialize a variable\nint number = nullptr;\n", "even without"),
                            ("// expected: cannot initialize a variable\nint number = 0;\n", "compiles"),
-                           ("// expected: use of undeclared identifier\n" + mistake, "for another reason")):
+                           ("// expected: use of undeclared identifier\n" + mistake, "for a reason other than")):
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "a.cpp"
             path.write_text(text, encoding="utf-8")

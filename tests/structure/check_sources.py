@@ -1,21 +1,25 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What every source must and must not say: check_sources.py root
+"""The rules for every source: check_sources.py root
 
-Sources begin with the licence, headers go on with #pragma once, and nothing names a folder of somebody's machine.
+A source begins with the licence, and a header continues with #pragma once. No file names a directory of one machine. No
+report of a fatal error has a bare number for its line.
 """
 
 import re
 
 import tree
 
+# A report line that does not follow the source is a constant that says so.
+BARE_REPORT_LINE = re.compile(r'"Tessaly/[\w+]+", \d+')
+
 LICENCE = "SPDX-License-Identifier: MIT"
 BEGINNINGS = {".cpp": f"// {LICENCE}\n", ".hpp": f"// {LICENCE}\n#pragma once\n",
               ".py": f"#!/usr/bin/env python3\n# {LICENCE}\n"}
 COMPONENT = re.compile(r"(?<=\A// SPDX-License-Identifier: MIT\n)// Component: Tessaly::\w+\n")
-MODULES = {"tests/structure/tree.py"}  # Scripts that nobody runs need no first line.
+MODULES = {"tests/structure/tree.py"}  # A script that is only imported needs no first line.
 
-# Put together here, so that this file passes.
+# The parts are joined here, so that this file passes.
 MACHINE = re.compile("|".join(re.escape("/" + name + "/") for name in ("work", "root")) + "|" + re.escape("/tmp/" + "build"))
 
 
@@ -40,7 +44,9 @@ def check(root):
             complaints.append(f"{name} does not begin with {beginning!r}")
         for number, line in enumerate(text.splitlines(), 1):
             if MACHINE.search(line):
-                complaints.append(f"{name}:{number} names a folder of one machine")
+                complaints.append(f"{name}:{number} names a directory of one machine")
+            if name.startswith("Tessaly/") and BARE_REPORT_LINE.search(line):
+                complaints.append(f"{name}:{number} reports a line that is a bare number")
     return complaints
 
 
@@ -57,7 +63,8 @@ def self_test():
             ("Tessaly/A.cpp", "\n" + BEGINNINGS[".cpp"], "Tessaly/A.cpp does not begin"),
             ("scripts/a.py", "import os\n", "scripts/a.py does not begin"),
             ("tests/nocompile/a.cpp", "// expected: error\n", "tests/nocompile/a.cpp does not name"),
-            ("docs/a.md", "fine\nin /work" + "/main\n", "docs/a.md:2 names a folder")):
+            ("Tessaly/A.cpp", BEGINNINGS[".cpp"] + 'fatalError("a", "Tessaly/A", 1);\n', "Tessaly/A.cpp:2 reports a line"),
+            ("docs/a.md", "fine\nin /work" + "/main\n", "docs/a.md:2 names a directory")):
         with tree.small_tree(right | {name: text}) as root:
             tree.expect(check(root), complaint)
 

@@ -13,22 +13,26 @@
 
 namespace Tessaly::inline v1 {
 
-/// A date for people by its fields: which of them there are and how wide. Their order and what stands between them come
-/// from the locale. A style without fields writes nothing.
+namespace detail {
+struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensions.hpp.
+}  // namespace detail
+
+/// A date for people, described by its fields and their widths. The locale decides the order of the fields and the text
+/// between them. A style without fields writes nothing.
 ///
-/// `DateFormatter` has whole lengths instead of fields, and words for the days around today. The nearest standard
-/// facility is `std::put_time`, whose order of fields the program decides. Each thread prepares a combination of
-/// locale, zone and fields once, and keeps the last sixteen.
+/// `DateFormatter` offers whole lengths instead of fields, and words for the days around today. The nearest standard
+/// facility is `std::put_time`, where the program decides the order of the fields. Each thread prepares a combination
+/// of locale, zone and fields once, and keeps the last 16.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that nobody changes is thread-safe.
+/// Thread contract: thread-compatible. Formatting is thread-safe while no thread changes the style.
 ///
 ///     auto style = Date::FormatStyle().day(Date::FormatStyle::Field::digits).month(Date::FormatStyle::Month::wide);
 ///     std::cout << style.locale(Locale("en")).format(Date::now());  // November 21
 class Date::FormatStyle {
  public:
-  /// How wide a number is: left out, as many digits as it has, or at least two.
+  /// The width of a number: left out, without padding, or at least two digits.
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
-  /// The same of months, which also have names.
+  /// The width of a month, which also has names.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
 
   /// A style without fields.
@@ -43,27 +47,31 @@ class Date::FormatStyle {
         .minute(Field::twoDigits)
         .second(Field::twoDigits);
   }
-  /// "03:04 PM": the time to the minute. On systems before 15.0, by the version that `ProcessInfo` is told instead of
-  /// the running one, "01/02, 03:04 PM", with the day and the month. Defined in FoundationExtensions.
-  [[nodiscard]] TESSALY_EXPORT static FormatStyle compactDateTime();
+  /// "03:04 PM": the time to the minute. If `ProcessInfo` was given a system version before 15.0, the style also has
+  /// the day and the month: "01/02, 03:04 PM". Include FoundationExtensions/FormatStyle+Extensions.hpp.
+  template <typename Definition = detail::CompactDateTime>
+  [[nodiscard]] static FormatStyle compactDateTime() {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp");
+    return Definition::make();
+  }
 
   [[nodiscard]] FormatStyle year(Field width) const { return with(&FormatStyle::year_, width); }
   [[nodiscard]] FormatStyle month(Month width) const { return with(&FormatStyle::month_, width); }
   [[nodiscard]] FormatStyle day(Field width) const { return with(&FormatStyle::day_, width); }
-  /// By the locale's clock of 12 or 24 hours, with its abbreviated marker if of 12.
+  /// In the clock of 12 or 24 hours of the locale. A clock of 12 hours adds its abbreviated marker.
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }
   [[nodiscard]] FormatStyle second(Field width) const { return with(&FormatStyle::second_, width); }
-  /// Absent, as at first: the current locale at every use.
+  /// Absent at first, which means the current locale at every use.
   [[nodiscard]] FormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&FormatStyle::locale_, locale);
   }
-  /// Absent, as at first: the current time zone at every use.
+  /// Absent at first, which means the current time zone at every use.
   [[nodiscard]] FormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&FormatStyle::timeZone_, zone);
   }
 
-  /// The text of a date, cut and not rounded to the last field. Empty for what is no finite number.
+  /// The text of a date, cut to the smallest field without rounding. Empty for NaN and infinite dates.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date) const;
 
   friend bool operator==(const FormatStyle&, const FormatStyle&) noexcept = default;

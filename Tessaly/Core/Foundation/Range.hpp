@@ -59,8 +59,8 @@ class Range : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const Range&, const Range&) = default;
 
-  /// From zero to zero. Defined in FoundationExtensions/Range+Extensions.hpp.
-  [[nodiscard]] static constexpr Range zero();
+  /// From zero to zero.
+  [[nodiscard]] static constexpr Range zero() { return Range(Bound{}, Bound{}); }
 };
 
 /// The values from a lower bound up to and including an upper one, so at least one. Bounds in the wrong order, or NaN,
@@ -81,8 +81,8 @@ class ClosedRange : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const ClosedRange&, const ClosedRange&) = default;
 
-  /// From zero to zero. Defined in FoundationExtensions/Range+Extensions.hpp.
-  [[nodiscard]] static constexpr ClosedRange zero();
+  /// From zero to zero.
+  [[nodiscard]] static constexpr ClosedRange zero() { return ClosedRange(Bound{}, Bound{}); }
 };
 
 }  // namespace Tessaly::inline v1

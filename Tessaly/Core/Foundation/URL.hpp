@@ -14,6 +14,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp.
+}  // namespace detail
+
 /// A uniform resource locator: an absolute one, or a relative one without a base (RFC 3986).
 ///
 /// Every component is kept in its percent-encoded form, which holds ASCII only. Bytes that are not valid UTF-8 are
@@ -52,9 +56,14 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
-  /// A folder in the application's cloud container, made when missing; nothing where there is no such container.
-  [[nodiscard]] TESSALY_EXPORT static std::optional<URL> ubiquityContainer(
-      const std::optional<std::string>& containerIdentifier, const std::vector<std::string>& pathComponents = {});
+  /// A directory in the application's cloud container, made if it is missing. Nothing if there is no such container.
+  /// Include FoundationExtensions/URL+Extensions.hpp.
+  template <typename Definition = detail::UbiquityContainer>
+  [[nodiscard]] static std::optional<URL> ubiquityContainer(const std::optional<std::string>& containerIdentifier,
+                                                            const std::vector<std::string>& pathComponents = {}) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/URL+Extensions.hpp");
+    return Definition::find(containerIdentifier, pathComponents);
+  }
 
   /// The whole URL, percent-encoded.
   [[nodiscard]] const std::string& absoluteString() const noexcept { return text_; }

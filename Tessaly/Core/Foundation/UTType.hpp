@@ -18,6 +18,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hpp.
+}  // namespace detail
+
 /// A type of files: "a picture", "a PNG picture", "whatever ends in .cdg".
 ///
 /// What types there are, which extensions they have and what they are special cases of says the Shared MIME-info
@@ -64,14 +68,27 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT static UTType movie();
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
-  // Defined in FoundationExtensions. Each is made at its first use and kept; the process stops when there is none.
+  // The next three need FoundationExtensions/UTType+Extensions.hpp. The first use makes the type and keeps it. The
+  // process stops if there is no such type.
 
   /// Tables with commas: the type of the extension "csv" that conforms to `text`.
-  [[nodiscard]] TESSALY_EXPORT static const UTType& csv();
+  template <typename Definition = detail::SharedFileTypes>
+  [[nodiscard]] static const UTType& csv() {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");
+    return Definition::csv();
+  }
   /// Sung words with pictures: the type of the extension "cdg".
-  [[nodiscard]] TESSALY_EXPORT static const UTType& cdg();
+  template <typename Definition = detail::SharedFileTypes>
+  [[nodiscard]] static const UTType& cdg() {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");
+    return Definition::cdg();
+  }
   /// Sound: the type of the extension "ogg".
-  [[nodiscard]] TESSALY_EXPORT static const UTType& ogg();
+  template <typename Definition = detail::SharedFileTypes>
+  [[nodiscard]] static const UTType& ogg() {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");
+    return Definition::ogg();
+  }
 
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
   /// Without the dot.

@@ -13,6 +13,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.hpp.
+}  // namespace detail
+
 /// Writes records to one log.
 ///
 /// A record has a literal format and up to eight arguments. Text arguments are private unless the format marks them
@@ -30,12 +34,19 @@ class Logger {
   Logger(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
   explicit Logger(const OSLog& log) noexcept : log_(log) {}
 
-  /// A logger whose subsystem is the main bundle's identifier, "." and the given one. Stops the process when the main
-  /// bundle has no identifier. Include `Logger+Extensions.hpp` for these two.
-  [[nodiscard]] TESSALY_EXPORT static Logger make(std::string_view subsystem, std::string_view category);
-  /// The same with the type's bare name as category.
-  template <typename T>
-  [[nodiscard]] static Logger make(std::string_view subsystem, Type<T> category);
+  /// A logger whose subsystem is the main bundle's identifier, "." and the given one. Stops the process if the main
+  /// bundle has no identifier. Include FoundationExtensions/Logger+Extensions.hpp for this function and the next.
+  template <typename Definition = detail::MainBundleLogger>
+  [[nodiscard]] static Logger make(std::string_view subsystem, std::string_view category) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
+    return Definition::make(subsystem, category);
+  }
+  /// The same with the bare name of the type as category.
+  template <typename T, typename Definition = detail::MainBundleLogger>
+  [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
+    return Definition::makeForType(subsystem, typeName<T>());
+  }
 
   /// The underlying log.
   [[nodiscard]] const OSLog& log() const noexcept { return log_; }
@@ -87,9 +98,6 @@ class Logger {
   }
 
  private:
-  [[nodiscard]] TESSALY_EXPORT static Logger makeForMainBundle(std::string_view subsystem, std::string_view category,
-                                                               unsigned line);
-
   OSLog log_;
 };
 

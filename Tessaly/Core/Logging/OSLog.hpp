@@ -19,6 +19,8 @@ enum class LogSwitch : std::uint8_t { off, on };
 
 namespace detail {
 
+struct PointOfInterest;  // Defined in FoundationExtensions/OSLog+Extensions.hpp.
+
 /// One bit per type, and one for signposts.
 constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
 constexpr std::uint32_t signpostBit = 1U << 5;
@@ -67,9 +69,13 @@ class OSLog {
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 
-  /// A log for signposts of interest whose subsystem is the main bundle's identifier, "." and the given one. Stops the
-  /// process when the main bundle has no identifier. Include `OSLog+Extensions.hpp` for it.
-  [[nodiscard]] TESSALY_EXPORT static OSLog pointOfInterest(std::string_view subsystem);
+  /// A log for signposts of interest. Its subsystem is the main bundle's identifier, "." and the given one. Stops the
+  /// process if the main bundle has no identifier. Include FoundationExtensions/OSLog+Extensions.hpp.
+  template <typename Definition = detail::PointOfInterest>
+  [[nodiscard]] static OSLog pointOfInterest(std::string_view subsystem) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OSLog+Extensions.hpp");
+    return Definition::make(subsystem);
+  }
 
   [[nodiscard]] const std::string& subsystem() const noexcept { return identity_->subsystem; }
   [[nodiscard]] const std::string& category() const noexcept { return identity_->category; }

@@ -4,12 +4,17 @@
 
 #include <chrono>
 #include <functional>
+#include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
 
 namespace Tessaly::inline v1 {
+
+namespace detail {
+struct DelayedCall;  // Defined in FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+}  // namespace detail
 
 /// How soon the user waits for a piece of work.
 enum class QualityOfService : std::uint8_t {
@@ -44,10 +49,14 @@ class OS_dispatch_queue {
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
                                  Clock& clock = ContinuousClock::shared()) const;
 
-  /// Calls the block once, so many seconds from now, on the global queue of background quality, and never before this
-  /// returns. Nothing or less than nothing is at once; NaN, and more than 292 years, is never. Defined in
-  /// FoundationExtensions/OS_dispatch_queue+Delay.hpp.
-  TESSALY_EXPORT static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared());
+  /// Calls the block once, after the seconds have passed, on the global queue of background quality. The call never
+  /// happens before this function returns. Zero and negative seconds mean "at once"; NaN and more than 292 years mean
+  /// "never". Include FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  template <typename Definition = detail::DelayedCall>
+  static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared()) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp");
+    Definition::start(seconds, std::move(block), clock);
+  }
 
   [[nodiscard]] Executor& executor() const noexcept { return *executor_; }
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_; }

@@ -16,6 +16,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+struct SleepDuration;  // Defined in FoundationExtensions/Task+Sleep.hpp.
+}  // namespace detail
+
 /// How a task is started. What is left out is inherited from the caller.
 struct TaskOptions {
   std::optional<TaskPriority> priority = std::nullopt;
@@ -111,14 +115,26 @@ class Task {
     return detail::sleepUntil(deadline, &clock);
   }
 
-  /// The same for a count of microseconds, milliseconds, or seconds, of which the nanoseconds that are not whole are
-  /// cut off. A count of nanoseconds that does not fit in 64 bits without a sign stops the process; more than 292 years
-  /// last for ever. Defined in FoundationExtensions/Task+Sleep.hpp.
+  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are cut off. A number of nanoseconds
+  /// that does not fit in 64 bits without a sign stops the process. More than 292 years last forever. Include
+  /// FoundationExtensions/Task+Sleep.hpp.
+  template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
-                                                     Clock& clock = ContinuousClock::shared());
+                                                     Clock& clock = ContinuousClock::shared()) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Task+Sleep.hpp");
+    return sleep(Definition::of(microSeconds, 1'000), clock);
+  }
+  template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMilliSeconds(std::uint64_t milliSeconds,
-                                                     Clock& clock = ContinuousClock::shared());
-  [[nodiscard]] static Async<void> sleepSeconds(double seconds, Clock& clock = ContinuousClock::shared());
+                                                     Clock& clock = ContinuousClock::shared()) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Task+Sleep.hpp");
+    return sleep(Definition::of(milliSeconds, 1'000'000), clock);
+  }
+  template <typename Definition = detail::SleepDuration>
+  [[nodiscard]] static Async<void> sleepSeconds(double seconds, Clock& clock = ContinuousClock::shared()) {
+    static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Task+Sleep.hpp");
+    return sleep(Definition::of(seconds), clock);
+  }
 
  private:
   using State = detail::TaskState<T>;

@@ -54,4 +54,8 @@ std::string LAError::description() const {
          (found == userInfo_.end() ? "(null)" : found->second) + '"';
 }
 
+LAError LAError::unknownError() {
+  return LAError(Code::authenticationFailed, {{"description", "Unable to evaluate policy for unknown reasons"}});
+}
+
 }  // namespace Tessaly::inline v1

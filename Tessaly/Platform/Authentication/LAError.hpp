@@ -63,8 +63,7 @@ class TESSALY_EXPORT LAError final : public Error {
   explicit LAError(LAFailure failure, std::string_view message = {});
   ~LAError() override;
 
-  /// What stands for an error that the system did not give: code -1, and the description alone. Defined by
-  /// `LocalAuthenticationService`.
+  /// Replaces an error that the system did not give. It has the code -1 and only a description.
   [[nodiscard]] static LAError unknownError();
 
   [[nodiscard]] Code laCode() const noexcept { return code_; }
