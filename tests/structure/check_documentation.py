@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What the comment of every public type says: check_documentation.py root
+"""Whether every public type is documented: check_documentation.py root
 
-Every class and struct of an installed header has a comment, and that of a class states its thread contract and shows a
-short example. What stands in a namespace or folder called detail is not public.
+Every class and struct of an installed header has a comment. The comment of a class states its thread contract and shows
+a short example. Code in a namespace or directory called detail is not public.
 """
 
 import re

@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Whether every example of the documentation is compiled: check_examples.py root
 
-An example in the comments of Tessaly/<path>.hpp (indented by four or more) must stand line for line, but for its
-indentation, in examples/snippets/<path>.cpp; a C++ block of a page in a file of examples/snippets/docs.
+An example in the comments of Tessaly/<path>.hpp is indented by four or more. It must stand line for line, apart from
+its indentation, in examples/snippets/<path>.cpp. A C++ block of a page must stand in a file of examples/snippets/docs.
 """
 
 import re
@@ -16,7 +16,7 @@ BLOCK = re.compile(r"^```(?:cpp|c\+\+)\n(.*?)^```", re.MULTILINE | re.DOTALL)
 
 
 def examples_in_comments(text):
-    """Pairs of line number and example. An example follows an empty comment line, as Markdown has it."""
+    """Pairs of line number and example. An example follows an empty comment line, as in Markdown."""
     lines = [match.group(1) if (match := COMMENT.match(line)) else None for line in text.splitlines()]
     number = 0
     while number < len(lines):

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Nothing happens when a library is loaded: check_initialisers.py root library...
+"""Whether a library does anything at load time: check_initialisers.py root library...
 
-Counts the functions that the loader calls in each shared library, but for the one that the compiler's own start files
-bring. ALLOWED says how many there may be, and why.
+Counts the functions that the loader calls in each shared library, without the compiler's own. ALLOWED names the
+permitted numbers and their reasons.
 """
 
 import pathlib

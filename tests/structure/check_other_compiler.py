@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What g++ makes of the headers: check_other_compiler.py root
+"""Whether g++ accepts the right headers: check_other_compiler.py root
 
-Headers without coroutines compile. Those with coroutines, which it miscompiles, stop with a message. And no header has
-coroutines without that.
+Headers without coroutines compile. Headers with coroutines, which g++ miscompiles, stop with a message. No header has
+coroutines without that message.
 """
 
 import concurrent.futures
@@ -19,11 +19,11 @@ COMMENT = re.compile(r"//.*")
 
 
 def compile_with_gcc(root, *names):
-    """What g++ says about a file that includes these headers, and nothing if it takes it."""
+    """The messages of g++ for a file that includes these headers. Empty if it accepts them."""
     text = "".join(f'#include "{name}"\n' for name in names)
     result = subprocess.run(["g++", "-std=c++23", "-fsyntax-only", "-Wfatal-errors", "-Wall", "-Wextra", "-Werror",
-                             f"-I{root}", "-xc++", "-"],
-                            input=text, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+                             f"-I{root.resolve()}", "-xc++", "-"],
+                            input=text, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, cwd=root)
     return "" if result.returncode == 0 else result.stdout
 
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What an installed header may include: check_public_includes.py root
+"""Whether installed headers include packages: check_public_includes.py root
 
-Headers of ours, of the standard library, and of the system where PLATFORM allows it: never those of a package that a
-library stands on, which a host would then need too.
+An installed header may include headers of Tessaly, of the standard library, and of the system where PLATFORM allows it.
+It includes no header of a package, because every host would then need that package.
 """
 
 import tree

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Whether scripts/report_tests.py counts what happened: check_report.py root
+"""Whether scripts/report_tests.py counts the outcomes: check_report.py root
 
-Has ctest run tests of each kind, among them such as fail, and compares the summary.
+Runs tests of each kind with ctest, including failing ones, and compares the summary.
 """
 
 import os
@@ -75,7 +75,7 @@ def check(root):
 
 
 def self_test():
-    # A report that always says that all is well.
+    # A report that always claims success.
     careless = "print('1 passed, 0 failed, 0 skipped')\n"
     with tree.small_tree({"scripts/report_tests.py": careless}) as root:
         complaints = check(root)

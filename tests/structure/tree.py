@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""What the checks on the tree share.
+"""The common part of the checks on the tree.
 
-A check is a function that takes the root of the tree and returns its complaints. Each script also has a self-test, which
-runs its check on small trees made for the purpose: it shows that the check passes what is right and finds what is wrong.
+A check is a function from the root of the tree to a list of complaints. Each script also has a self-test, which runs the
+check on small trees. It shows that the check accepts a correct tree and finds a mistake.
 """
 
 import contextlib
@@ -55,9 +55,9 @@ def coroutine_headers(root):
 
 @contextlib.contextmanager
 def small_tree(files):
-    """A folder with these files, by name and text."""
-    with tempfile.TemporaryDirectory() as folder:
-        root = pathlib.Path(folder)
+    """A temporary directory with these files, by name and text."""
+    with tempfile.TemporaryDirectory() as directory:
+        root = pathlib.Path(directory)
         for name, text in files.items():
             path = root / name
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -66,7 +66,7 @@ def small_tree(files):
 
 
 def expect(complaints, *fragments):
-    """Stops a self-test unless there is one complaint for each fragment, in order, which contains it."""
+    """Stops a self-test unless each fragment is in one complaint, in order, and there are no others."""
     matches = len(complaints) == len(fragments) and all(
         fragment in complaint for fragment, complaint in zip(fragments, complaints))
     if not matches:
