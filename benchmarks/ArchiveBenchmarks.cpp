@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// An archive of files in memory, beside the command `zip` at its usual level, which is ours too. The command is started
-// as a process, as an application without a library would do it, and its archive is read and removed. It packs the
-// files where they are, while `zipFiles` packs copies, as it promises.
+// An archive of files in memory, beside the command `zip` at its default level, which is ours, too. The command runs as
+// a process, as in an application without a library, and its archive is read and removed. It packs the files in place,
+// while `zipFiles` packs copies, as it promises.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,7 +45,7 @@ class Files {
     for (const std::string& name : names_) urls.push_back(URL::fileURLWithPath(path_ + "/" + name));
     return urls;
   }
-  /// The archive that the command makes of them.
+  /// The archive that the command makes of the files.
   [[nodiscard]] Data packedByCommand() const {
     const std::string archive = path_ + "/archive.zip";
     std::vector<std::string> words{"zip", "-6", "-q", "-j", archive};
@@ -70,7 +70,7 @@ class Files {
   std::vector<std::string> names_;
 };
 
-/// Lines that get smaller by about two thirds, as tables and logs do.
+/// Lines that compress by about two thirds, as tables and logs do.
 std::string lines(std::size_t size) {
   static constexpr std::array words{"2023-01-02", "15:04:05", "player", "volume", "track", "started", "stopped", "0.5"};
   std::string text;

@@ -21,7 +21,7 @@ namespace {
 
 using Stream = AsyncStream<std::int64_t>;
 
-/// Receives so many elements, which are there, from each listener.
+/// Receives a number of waiting elements from each listener.
 void receive(const std::vector<Stream>& listeners, int count) {
   syncWait([&]() -> Async<void> {
     std::int64_t total = 0;
@@ -33,7 +33,7 @@ void receive(const std::vector<Stream>& listeners, int count) {
   });
 }
 
-/// Sends to listeners who take the values out between the calls.
+/// Sends to listeners that take the values out between the calls.
 class Broadcast {
  public:
   Broadcast(int count, int listeners) : count_(count) {
@@ -50,7 +50,7 @@ class Broadcast {
   std::vector<Stream> listeners_;
 };
 
-/// Puts so many elements in, which are folded and delivered, and receives them by each of the subscribers.
+/// Yields a number of elements, which are folded and delivered, and receives them with each of the subscribers.
 class Replay {
  public:
   Replay(int count, int listeners)
@@ -60,7 +60,7 @@ class Replay {
             [this](const Stream::Continuation& continuation) { continuation_ = continuation; }) {
     listeners_.push_back(stream_.newStream());
     continuation_->yield(0);
-    receive(listeners_, 1);  // It has joined, so the others are late and begin with the sum.
+    receive(listeners_, 1);  // The first subscriber has joined, so the others are late and begin with the sum.
     std::vector<Stream> late;
     for (int i = 1; i < listeners; ++i) late.push_back(stream_.newStream());
     receive(late, 1);
@@ -78,7 +78,7 @@ class Replay {
   std::vector<Stream> listeners_;
 };
 
-/// Sending and receiving, both timed.
+/// The time covers sending and receiving.
 Batch sendThenReceive(const SendingBatch& batch) {
   return [batch] {
     batch.send();
@@ -86,7 +86,7 @@ Batch sendThenReceive(const SendingBatch& batch) {
   };
 }
 
-/// Consumes the elements of a stream that has them all. They are put in between the calls.
+/// Consumes the elements of a complete stream. They are yielded between the calls.
 template <typename Consume>
 class Consumption {
  public:
@@ -104,7 +104,7 @@ class Consumption {
   Stream::StreamAndContinuation ends_ = Stream::makeStream();
 };
 
-/// Asks what an operator makes of the stream for one element after the other.
+/// Takes the elements of a stream operator one by one.
 template <typename Operate>
 auto through(Operate operate) {
   return [operate](const Stream& stream, int count) -> Async<void> {

@@ -38,7 +38,7 @@ Element made(int number) {
   }
 }
 
-/// Appends to a full ring, and looks at each element that was dropped.
+/// Appends to a full ring, and reads each dropped element.
 template <typename Element>
 auto appendOurs(int count) {
   RingArray<Element> ring(capacity);
@@ -94,7 +94,7 @@ auto iterate(Elements elements) {
     return sum;
   };
 }
-/// A ring whose elements go round the end.
+/// A ring whose elements cross the end of its memory.
 template <typename Element>
 RingArray<Element> wrappedRing() {
   RingArray<Element> ring(capacity);
@@ -146,7 +146,7 @@ const Facility ring("RingArray", [](Facility& facility) {
   ringRows<Page>(facility, "4 KiB", 0);
 });
 
-/// What comes out is used, as a user would, and not stored: the ends of both queues may stay in registers meanwhile.
+/// The elements are used, as by a user, and not stored. The ends of both queues may stay in registers.
 template <typename Element>
 auto throughOurs(int depth) {
   return [depth, queue = FIFOStack<Element>(), element = made<Element>(1)]() mutable {

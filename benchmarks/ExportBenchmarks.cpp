@@ -44,7 +44,7 @@ std::shared_ptr<const Table> table(std::size_t cellLength) {
   return result;
 }
 
-/// What one writes by hand: the same text, but that nobody looks whether it is UTF-8.
+/// Code that a user writes by hand: the same text without a check for UTF-8.
 std::string loop(const Table& table, char separator) {
   std::size_t room = 0;
   for (const auto& row : table) {
@@ -99,8 +99,8 @@ std::string standardLoop(const Table& table) {
   return text;
 }
 
-/// Python's writer, which is in C, in a process of its own that has the same table and is told when to begin. The time
-/// of telling, some 50 us, is in its figure.
+/// Python's writer, which is in C, in a process of its own with the same table. The figure includes the signal to
+/// begin, about 50 µs.
 class PythonWriter {
  public:
   PythonWriter(std::size_t cellLength, std::size_t expectedSize) : expectedSize_(expectedSize) {
@@ -169,7 +169,7 @@ void addStandardTable(Facility& facility, const char* operation, std::size_t cel
       .peer("a loop over std::string",
             [cellLength] { return [cells = table(cellLength)] { return standardLoop(*cells); }; })
       .peer("Python's csv, in C", [cellLength] {
-        // Kept, as Python takes long to make its table.
+        // Reused, because Python takes long to make its table.
         static std::map<std::size_t, std::unique_ptr<PythonWriter>> writers;
         auto& writer = writers[cellLength];
         if (writer == nullptr) {
@@ -179,7 +179,7 @@ void addStandardTable(Facility& facility, const char* operation, std::size_t cel
       });
 }
 
-/// Without the journal, which a benchmark should not fill, and with room for a million records.
+/// Without the journal, which a benchmark should not fill, and with room for one million records.
 class LargeStore final : public LogBackend {
  public:
   void write(const LogRecord& record) noexcept override { store_.append(record); }
@@ -217,7 +217,7 @@ std::string exportByHand() {
 }
 
 const Facility exports("Export", [](Facility& facility) {
-  // Before anybody asks for it.
+  // Before the first use.
   Bundle::setMain({.identifier = identifier});
   addTable(facility, "csv, a row of four cells of 8 characters", 8);
   addTable(facility, "csv, a row of four cells of 24 characters", 24);

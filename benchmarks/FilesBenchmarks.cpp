@@ -15,13 +15,12 @@
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "peers/FilePeers.hpp"
 
-// A number is written into a file; the operation is over when a reader that follows the file has read it and the writer
-// knows of it.
+// Writes a number into a file. The operation ends when an observing reader has read it and the writer knows that.
 
 namespace Tessaly::Benchmarks {
 namespace {
 
-/// A file in memory, as the time of a disk is not meant.
+/// The file is in memory, so that the disk does not count.
 class NumberFile {
  public:
   NumberFile() {

@@ -93,7 +93,7 @@ std::string format(const icu::MeasureFormat& formatter, double minutes, double s
   return utf8(formatter.formatMeasures(measures, 2, units, position, status));
 }
 
-/// Threads that format at once: the time between two texts of any of them.
+/// Threads that format at once. The figure is the time between two texts of any thread.
 template <typename Body>
 auto onThreads(int count, Body body) {
   return [=] {
@@ -115,7 +115,7 @@ auto underALock(Body body) {
 
 struct Absent {};
 
-/// One operation on one thread, two and eight. The formatter of ICU is kept, and behind a lock if threads share it.
+/// One operation on one, two and eight threads. The formatter of ICU is reused. Threads that share it use a lock.
 template <typename Ours, typename Stock, typename Qt = Absent, typename Stream = Absent>
 void compare(Facility& facility, const std::string& operation, Ours ours, Stock stock, Qt qt = {}, Stream stream = {}) {
   for (const int count : {1, 2, 8}) {
@@ -142,7 +142,7 @@ void compare(Facility& facility, const std::string& operation, Ours ours, Stock 
   }
 }
 
-/// A megabyte of letters of many bytes and of joined ones.
+/// One megabyte of multi-byte and combining letters.
 std::string mixedText() {
   std::string text;
   while (text.size() < 1 << 20) text += "Grüße, मूर्तियाँ, 東京 und 👨‍👩‍👧! ";

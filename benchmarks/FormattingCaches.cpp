@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// What the first text of each kind costs, and what it leaves in memory: in a process that has formatted nothing yet, on
-// another thread of it, and on the same thread in another language. Each kind in a process of its own.
+// The cost of the first text of each kind, and the memory that it keeps. Each kind has a process of its own. The
+// process formats first, then another thread, then the same thread in another language.
 
 #include <malloc.h>
 #include <sys/wait.h>
@@ -64,7 +64,7 @@ void measure(const Kind& kind) {
   std::thread([&] {
     onThread = costOf(kind.write);
     const Locale::Replacement other(german);
-    kind.write();  // ICU has read the language's data then.
+    kind.write();  // ICU has read the data of the language by then.
   }).join();
   const Locale::Replacement other(german);
   inLanguage = costOf(kind.write);

@@ -15,7 +15,7 @@ std::vector<Facility*>& facilities() {
   return all;
 }
 
-/// Hands the runs that Google Benchmark reports back to the caller instead of printing them.
+/// Returns the runs of Google Benchmark to the caller instead of printing them.
 class Collector final : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }
@@ -35,7 +35,7 @@ std::vector<benchmark::BenchmarkReporter::Run> runOnce(std::size_t expected) {
   return collector.runs();
 }
 
-/// The value below which the given share of the values lies, between two of them in proportion.
+/// The value below which this share of the values lies, by linear interpolation.
 double quantile(std::vector<double> values, double share) {
   std::ranges::sort(values);
   const double position = share * static_cast<double>(values.size() - 1);
@@ -91,9 +91,9 @@ std::optional<double> Measurement::bar() const {
   return std::nullopt;
 }
 
-// Google Benchmark interleaves at random when it repeats benchmarks by itself, so that one side may have most of the
-// early repetitions. Running each side once a round instead, with the number of iterations found beforehand, puts every
-// repetition of ours right beside one of each peer.
+// Google Benchmark interleaves its own repetitions at random, so one side may have most of the early ones. Here each
+// side runs once a round with a fixed number of iterations. So every repetition of ours is right beside one of each
+// peer.
 Measurement measure(const Row& row, const Options& options) {
   std::vector<std::pair<std::string, const Row::Side*>> sides{{"ours", &row.oursSide()}};
   for (const auto& peer : row.peers()) sides.emplace_back(peer.name, &peer.side);

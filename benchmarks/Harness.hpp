@@ -14,21 +14,20 @@
 
 namespace Tessaly::Benchmarks {
 
-/// One operation, ours beside what a user would pick instead.
+/// One operation of ours, beside those that a user would pick instead.
 ///
-/// Each side is a closure that performs the row's `operationsPerCall` operations. What it returns is kept from the
-/// optimiser. A closure that returns a closure is a set-up: it is called before every repetition, untimed, and what it
-/// returned is timed and then destroyed, untimed too. If the closure that is timed has a member `betweenCalls()`, that
-/// is called after each call, untimed; the clock is stopped and started for it, so a call should take 50 us or more.
+/// Each side is a closure that performs the row's `operationsPerCall` operations. The optimiser cannot remove its
+/// result. A closure that returns a closure is a set-up. It is called before every repetition, and its result is timed
+/// and then destroyed; call and destruction are not timed. If the timed closure has a member `betweenCalls()`, it is
+/// called after each call. The clock stops meanwhile, so a call should take at least 50 µs.
 ///
-/// Every side must do the same work: whatever one of them stores, allocates, wakes or hands back, the others do as
-/// well.
+/// Every side must do the same work: all of them store, allocate, wake and return the same.
 ///
-/// Operations that take only nanoseconds are given as lambdas (they are inlined into the timed loop) or in batches;
-/// a `std::function` costs two nanoseconds a call.
+/// Operations of a few nanoseconds are lambdas, which are inlined into the timed loop, or batches. A `std::function`
+/// costs 2 ns a call.
 class Row {
  public:
-  /// Times one closure for as long as Google Benchmark asks.
+  /// Times one closure for the time that Google Benchmark requests.
   using Side = std::function<void(benchmark::State&)>;
   struct Peer {
     std::string name;
@@ -48,19 +47,19 @@ class Row {
     peers_.push_back({std::move(name), sideOf(std::move(closure))});
     return *this;
   }
-  /// The time of one operation that ours must not exceed.
+  /// The maximum time of our side for one operation.
   Row& bar(double nanoseconds) {
     bar_ = nanoseconds;
     return *this;
   }
-  /// The peer than which ours must not be slower.
+  /// The peer that ours must not exceed.
   Row& notSlowerThan(std::string peer) {
     peerAsBar_ = std::move(peer);
     return *this;
   }
 
-  /// Counts the processor time of the timing thread instead of wall time: for what runs on that thread alone, and so
-  /// costs the same however busy the machine is.
+  /// Counts the processor time of the timing thread instead of wall time. Rows on a single thread use it, because it
+  /// does not depend on the load of the machine.
   Row& inProcessorTime() {
     isInProcessorTime_ = true;
     return *this;
@@ -78,7 +77,7 @@ class Row {
  private:
   template <typename Closure>
   static void time(benchmark::State& state, Closure& closure) {
-    // The address escapes, so that whatever the closure holds counts as seen and changed by others at every step.
+    // The address escapes. So everything that the closure holds counts as read and changed by others at every step.
     Closure* escaped = &closure;
     benchmark::DoNotOptimize(escaped);
     for (auto _ : state) {
@@ -119,8 +118,8 @@ class Row {
   bool isInProcessorTime_ = false;
 };
 
-/// The rows of one facility. A benchmark file defines one at namespace scope; its function runs when the program has
-/// started.
+/// The rows of one facility. A benchmark file defines one at namespace scope. Its function runs after the start of the
+/// program.
 ///
 ///     const Facility mutex("Mutex", [](Facility& facility) {
 ///       facility.row("withLock, free")
@@ -134,7 +133,7 @@ class Facility {
   Facility(const Facility&) = delete;
   Facility& operator=(const Facility&) = delete;
 
-  /// Adds a row. The reference stays good as long as the facility.
+  /// Adds a row. The reference is valid as long as the facility.
   Row& row(std::string operation, std::int64_t operationsPerCall = 1) {
     return rows_.emplace_back(name_, std::move(operation), operationsPerCall);
   }
@@ -147,17 +146,17 @@ class Facility {
   std::deque<Row> rows_;
 };
 
-/// The rows of all facilities, ordered by facility, each facility's in the order of their declaration. Called once.
-/// Throws `std::logic_error` naming a row that lacks a side.
+/// The rows of all facilities, ordered by facility and then by declaration. Called once. Throws `std::logic_error` with
+/// the name of a row that lacks a side.
 std::vector<const Row*> declaredRows();
 
 struct Options {
-  /// Which rows: a regular expression that is looked for in "<facility>/<operation>".
+  /// The chosen rows: a regular expression for "<facility>/<operation>".
   std::string filter;
   int repetitions = 25;
   double secondsPerRepetition = 0.01;
-  /// Which of the repetitions' figures counts: 0.5 is the median. A lower one, 0.1 say, sees through a machine that has
-  /// other things to do.
+  /// The quantile of the repetitions that counts. 0.5 is the median. A lower one, such as 0.1, ignores the load of a
+  /// busy machine.
   double quantile = 0.5;
 };
 
@@ -170,12 +169,13 @@ struct Measurement {
   double oursNanoseconds;
   std::vector<PeerMeasurement> peers;
 
-  /// The time that ours must not exceed, if any: the row's own, or its peer's as measured beside it.
+  /// The maximum time of our side, if any: the bar of the row, or the measured time of its peer.
   [[nodiscard]] std::optional<double> bar() const;
 };
 
-/// Times the row's sides interleaved: ours, its peers, ours, its peers, and so on, once each a round. The figures are
-/// medians (or the chosen quantile) over all rounds, in wall time of one operation unless the row says otherwise.
+/// Times the sides of the row interleaved: ours, its peers, ours, its peers, once each in a round. The figures are
+/// medians (or the chosen quantile) over all rounds. They are wall times of one operation unless the row says
+/// otherwise.
 Measurement measure(const Row& row, const Options& options);
 
 enum class TableStyle { text, markdown };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Performs one operation a number of times, for scripts/count_instructions.py, which runs it under callgrind.
+// Performs one operation a number of times. scripts/count_instructions.py runs it under callgrind.
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
@@ -26,8 +26,8 @@ namespace {
 
 using namespace Tessaly;
 
-/// Takes the pool's place, so that all jobs run on the main thread, in order, and every run takes the same
-/// instructions. The pool's own queue and its lock are therefore not counted.
+/// Replaces the pool. All jobs run on the main thread, in order, so every run takes the same instructions. The queue of
+/// the pool and its lock are therefore not counted.
 class InOrder final : public Executor {
  public:
   void enqueue(Job& job) noexcept override { jobs_.append(job); }
@@ -183,7 +183,7 @@ int main(int count, char** values) {
     return EXIT_SUCCESS;
   }
   if (count == 3) {
-    std::jthread([] {}).join();  // As in the timed benchmarks: a process that was never single-threaded again.
+    std::jthread([] {}).join();  // As in the timed benchmarks, the process has a second thread.
     GlobalExecutor::install(executor());
     for (const auto& operation : operations) {
       if (operation.name != values[1]) continue;

@@ -12,8 +12,8 @@
 #include "Tessaly/Core/Logging/ProcessLogStore.hpp"
 #include "TwoThreads.hpp"
 
-// Both sides take the time, compose a text and a number, note the thread and the place of the call, and keep the newest
-// records in memory, about as many.
+// Both sides take the time, compose a text and a number, and record the thread and the place of the call. Both keep
+// about the same number of recent records in memory.
 
 namespace Tessaly::Benchmarks {
 namespace {
@@ -65,7 +65,7 @@ auto enabled() {
   return [log = std::make_shared<Log>(), number = std::int64_t(0)]() mutable { log->error(++number); };
 }
 
-/// One operation is one call, so the figure is the time between two calls of either thread.
+/// One operation is one call. The figure is the time between two calls of either thread.
 template <typename Log>
 auto contended() {
   return [] {

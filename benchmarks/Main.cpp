@@ -64,8 +64,8 @@ Arguments parsed(int count, char** values) {
   return arguments;
 }
 
-/// A folder for the settings that the facilities keep, so that none of the user's are read or left behind. It goes when
-/// the process ends, after the store was closed.
+/// A directory for the settings of the facilities, so that those of the user are neither read nor changed. It is
+/// removed at the end of the process, after the store was closed.
 void keepSettingsApart() {
   static std::string& path = *new std::string(std::filesystem::temp_directory_path() / "tessaly-bench-XXXXXX");
   if (::mkdtemp(path.data()) == nullptr) throw std::runtime_error("Could not make a temporary folder");
@@ -102,8 +102,8 @@ void run(const Arguments& arguments) {
 }  // namespace
 
 int main(int count, char** values) try {
-  // Until a process has a second thread, glibc and libstdc++ leave the atomics of their locks and counts out. No
-  // desktop program has just one, so a thread lives through all the timing.
+  // Until a process has a second thread, glibc and libstdc++ skip the atomics of their locks and counts. No desktop
+  // program has just one thread. So a second thread lives during all measurements.
   const std::jthread second([](const std::stop_token& stop) {
     std::mutex mutex;
     std::unique_lock lock(mutex);

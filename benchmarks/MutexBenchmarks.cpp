@@ -37,8 +37,8 @@ std::int64_t increment(AbseilGuarded& guarded) {
   return ++guarded.value;
 }
 
-/// Two threads that increment at once. One operation is one increment, so the figure is the time between two increments
-/// of either.
+/// Two threads increment at once. One operation is one increment, so the figure is the time between two increments of
+/// either.
 template <typename Guarded, typename... Arguments>
 auto contended(Arguments... arguments) {
   return [=] {
@@ -52,7 +52,7 @@ auto contended(Arguments... arguments) {
 }
 
 const Facility mutex("Mutex", [](Facility& facility) {
-  // Debian builds abseil with its checks, one of which looks for deadlocks at every lock. A release build has none.
+  // Debian builds abseil with its checks, one of which detects deadlocks at every lock. A release build has none.
   absl::SetMutexDeadlockDetectionMode(absl::OnDeadlockCycle::kIgnore);
 
   facility.row("withLock, free")

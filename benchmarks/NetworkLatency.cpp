@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// How long it takes from a change of the network to its being told, beside GLib's GNetworkMonitor, and beside Qt's
-// QNetworkInformation, whose backend here is GLib's monitor. Pulls cables and removes routes a thousand times each, so
+// Measures the delay between a change of the network and its notification, beside GLib's GNetworkMonitor and Qt's
+// QNetworkInformation. The latter uses GLib's monitor here. It unplugs cables and removes routes 1,000 times each, so
 // it runs in a network namespace of its own:
 //
 //     unshare --user --net --map-root-user tessaly_network_latency
@@ -67,7 +67,7 @@ void setRoute(bool isThere) {
   check(::ioctl(control(), isThere ? SIOCADDRT : SIOCDELRT, &route), "route");
 }
 
-/// What is told to be so, and since when.
+/// The last notification and its time.
 class Told {
  public:
   void tell(bool isOnline) {
@@ -147,7 +147,7 @@ int main() {
     while (!isMeasured) g_main_context_iteration(context, TRUE);
   });
   measureBoth("GNetworkMonitor", theirs);
-  // Qt's loop turns the same context.
+  // Qt's loop runs the same context.
   isMeasured = true;
   g_main_context_wakeup(nullptr);
   loop.join();

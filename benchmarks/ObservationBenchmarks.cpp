@@ -21,8 +21,8 @@
 namespace Tessaly::Benchmarks {
 namespace {
 
-// Every side sets a number to a further value, so that those who compare announce it too, and every observer counts its
-// calls and does nothing else.
+// Every side sets a number to a new value, so that sides which compare announce it, too. Every observer only counts its
+// calls.
 
 struct Numbers : MonitorableObject {
   Property<std::int64_t> value = 0;
@@ -36,7 +36,7 @@ struct QtNumbers {
   QProperty<std::int64_t> sum;
 };
 
-/// A number with a signal beside it, as one writes it around boost::signals2.
+/// A number with a signal, as a user of boost::signals2 writes it.
 struct BoostNumber {
   void setValue(std::int64_t next) {
     if (next == value) return;
@@ -47,7 +47,7 @@ struct BoostNumber {
   boost::signals2::signal<void(std::int64_t)> changed;
 };
 
-/// Sets a `Property` that so many observe by key path.
+/// Sets a `Property` with a number of observers by key path.
 auto observedBy(int observers) {
   return [observers] {
     auto numbers = std::make_shared<Numbers>();
@@ -117,7 +117,7 @@ auto gObjectObservedBy(int observers) {
   };
 }
 
-/// Tracks a `Property` so many times, and sets it, which calls and ends all of them.
+/// Tracks a `Property` a number of times, and sets it, which calls and ends all trackings.
 auto trackedBy(int trackings) {
   return [trackings] {
     auto numbers = std::make_shared<Numbers>();

@@ -9,7 +9,7 @@
 namespace Tessaly::Benchmarks {
 namespace {
 
-/// The setting is read from a store, too, and there the peers have nothing: so theirs is the bare state.
+/// Ours also reads the setting from a store. The peers have no setting, so theirs is the bare state.
 const Facility reachability("Reachability", [](Facility& facility) {
   facility.row("is it online?")
       .ours([] { return ReachabilityService::isOnline(); })

@@ -22,11 +22,11 @@
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "peers/SettingsPeers.hpp"
 
-// The names say what a write had promised when it returned. Ours: it survives `kill -9`, other processes of the store
-// have it, and those that observe it are being told; with `synchronize`, it also survives a power cut. QSettings
-// promises nothing before its `sync`. That one, GKeyFile's saving and each write of GSettings write the whole file
-// anew, wait for the disk and put it in place: that survives a power cut, and loses what another process wrote
-// meanwhile, but for QSettings.
+// The names state the guarantee of a finished write. A write of ours survives `kill -9`, reaches other processes of the
+// store, and notifies observers. With `synchronize` it also survives a power cut. QSettings guarantees nothing before
+// its `sync`. A sync of QSettings, a save of GKeyFile and each write of GSettings write the whole file again, wait for
+// the disk and put the file in place. That survives a power cut. Except in QSettings, it loses concurrent writes of
+// another process.
 
 namespace Tessaly::Benchmarks {
 namespace {
@@ -50,7 +50,7 @@ class Folder {
   std::string path_;
 };
 
-/// A store of ours with that many keys, and all that is asked of it.
+/// A store of ours with a number of keys, and its operations.
 class Ours final : public SettingsPeers::Store {
  public:
   Ours(const std::string& folder, int keys, Sync sync)
@@ -70,7 +70,7 @@ class Ours final : public SettingsPeers::Store {
   Sync sync_;
 };
 
-/// A setting as hosts have it: typed, and observable.
+/// A setting as hosts use it: typed, and observable.
 class OurProperty {
  public:
   OurProperty(const std::string& folder, int keys)
@@ -84,7 +84,7 @@ class OurProperty {
   std::shared_ptr<Default<std::int64_t>::Backing> backing_;
 };
 
-/// A peer with its folder.
+/// A peer with its directory.
 struct Held {
   std::shared_ptr<Folder> folder;
   std::shared_ptr<SettingsPeers::Store> store;
@@ -131,7 +131,7 @@ auto gSettings() {
 
 constexpr int readsWhileTracking = 1000;
 
-/// Reads a property of ours; outside any tracking, or a thousand times within one, whose end is then told of a change.
+/// Reads a property of ours without tracking, or 1,000 times within one tracking, which a change then ends.
 struct Untracked {
   std::int64_t operator()() const { return property->read(); }
   OurProperty* property;
@@ -176,7 +176,7 @@ auto readsInBatches(int keys, Make make) {
   };
 }
 
-/// A program beside this one, that ends when its standard input does.
+/// A program beside this one that ends when its standard input ends.
 class Companion {
  public:
   Companion(const char* name, const std::string& folder) {
@@ -205,7 +205,7 @@ class Companion {
   int input_ = -1;
 };
 
-/// Another process that answers each "ping" by a "pong" in the same store.
+/// Another process that answers each "ping" with a "pong" in the same store.
 class Echo final : public KeyValueObserver {
  public:
   explicit Echo(const std::string& folder)
@@ -261,7 +261,7 @@ auto acrossProcessesByGSettings() {
   };
 }
 
-/// Bytes through a pair of pipes and `cat`: what two processes need to hear of each other at all.
+/// Bytes through a pair of pipes and `cat`: the minimum for a message between two processes.
 auto throughPipes() {
   struct Pipes {
     Pipes() {
@@ -303,7 +303,7 @@ auto throughPipes() {
   };
 }
 
-/// Opens what is there and reads one key. Hosts never close their store, so that is not timed.
+/// Opens an existing store and reads one key. Hosts never close their store, so that is not timed.
 template <typename Open>
 struct Opening {
   std::int64_t operator()() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The other process of the settings benchmark: answers each change of "ping" by the same value under "pong".
+// The other process of the settings benchmark. It answers each change of "ping" with the same value under "pong".
 #include <unistd.h>
 
 #include <memory>
@@ -26,5 +26,5 @@ int main(int count, char** arguments) {
   store->addObserver(echo, "ping", Tessaly::KeyValueObservingOptions::newValue, nullptr);
   store->set(true, "ready");
   char end = 0;
-  return ::read(0, &end, 1) == 0 ? 0 : 1;  // Until whoever started it closes the pipe.
+  return ::read(0, &end, 1) == 0 ? 0 : 1;  // Until the starter closes the pipe.
 }

@@ -18,7 +18,7 @@ using Stream = AsyncStream<std::int64_t>;
 
 constexpr int elements = 16'384;
 
-/// Yields, and stops the program rather than time an element that was refused.
+/// Yields. A refused element stops the program instead of being timed.
 void yield(const Stream::Continuation& continuation, std::int64_t value) {
   if (continuation.yield(value).kind != YieldResultKind::enqueued) std::abort();
 }
@@ -47,7 +47,7 @@ auto yieldThenNext(int depth) {
   };
 }
 
-/// The consumer waits for each element. Both are tasks of one serial executor, and take turns.
+/// The consumer waits for each element. Both are tasks of one serial executor and alternate.
 void yieldToWaitingConsumer() {
   syncWait(Task<void>::detached({.isolation = Isolation::serial()}, [ends = Stream::makeStream()]() -> Async<void> {
              Task<void> consumer([&] { return consume(ends.stream, elements); });
@@ -60,7 +60,7 @@ void yieldToWaitingConsumer() {
            }).value());
 }
 
-/// This thread yields as fast as it can, a task on the pool consumes.
+/// This thread yields as fast as it can, and a task on the pool consumes.
 auto yieldAcrossThreads() {
   return [ends = std::make_shared<Stream::StreamAndContinuation>(Stream::makeStream())] {
     const auto consumer = Task<void>::detached([ends] { return consume(ends->stream, elements); });

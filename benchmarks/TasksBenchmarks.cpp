@@ -19,7 +19,7 @@
 namespace Tessaly::Benchmarks {
 namespace {
 
-// The batches are so long that starting one, and waking the main thread at its end, does not show.
+// The batches are long, so that their start and the wake-up of the main thread do not show.
 constexpr int awaits = 20'000;
 constexpr int hops = 20'000;
 constexpr int tasks = 1'000;
@@ -113,7 +113,7 @@ struct IgnoredTimer final : ClockTimer {
   ~IgnoredTimer() { benchmark::DoNotOptimize(ContinuousClock::shared().remove(*this)); }
 };
 
-/// While others wait that are due in half an hour.
+/// While others wait for 30 minutes.
 auto setAndRemoveTimers(std::chrono::milliseconds delay) {
   return [delay] {
     auto others = std::make_shared<std::deque<IgnoredTimer>>();
@@ -126,7 +126,7 @@ auto setAndRemoveTimers(std::chrono::milliseconds delay) {
   };
 }
 
-/// On the main queue, so that the order of the steps is fixed: the sleeper is asleep when it is cancelled.
+/// On the main queue, so that the order of the steps is fixed: the task sleeps before it is cancelled.
 Async<void> cancelSleepers() {
   for (int i = 0; i < timers; ++i) {
     Task<void> sleeper([] { return Task<>::sleep(std::chrono::hours(1)); });

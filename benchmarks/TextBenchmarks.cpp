@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The operation of the first two facilities is one byte: 1,000 divided by its nanoseconds are MB/s.
+// The operation of the first two facilities is one byte: 1,000 divided by its nanoseconds is the rate in MB/s.
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -31,8 +31,7 @@ constexpr Sample samples[] = {
     {"CJK", "日本語の文章と中文的文字、ひらがなとカタカナも少しある。한국어 문장도 하나. "},
     {"emoji", "😀👍🏽🇫🇷👨‍👩‍👧‍👦❤️"},
 };
-// Emoji text in which no character is one, so that a search goes through all of it: each is behind a sign that is
-// prepended.
+// Text of emoji in which no character is an emoji, so that a search reads all of it. A prepended sign precedes each.
 constexpr Sample emojiBehindSigns{"emoji that are none",
                                   "\u0600😀\u0600👍🏽\u0600👨‍👩‍👧‍👦\u0600❤️"};
 
@@ -42,7 +41,7 @@ std::string repeated(std::string_view text, std::size_t size) {
   return result;
 }
 
-/// What both sides of a row must agree in.
+/// The result that both sides of a row must share.
 template <typename Left, typename Right>
 void require(const Left& left, const Right& right) {
   if (left != right) throw std::logic_error("The sides of a benchmark disagree");
@@ -132,7 +131,7 @@ std::set<std::int64_t> movedIndexes() {
   return indexes;
 }
 
-/// A copy in which the items stand before the one at the destination, as one writes it where there is no ordered set.
+/// A copy in which the items precede the one at the destination, as a user writes it without an ordered set.
 std::vector<std::string> rebuilt(const std::vector<std::string>& items, const std::set<std::int64_t>& indexes) {
   std::vector<std::string> result;
   result.reserve(items.size());

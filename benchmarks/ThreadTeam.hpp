@@ -10,8 +10,8 @@ namespace Tessaly::Benchmarks {
 
 /// Runs one function on this thread and on some others at the same time.
 ///
-/// The others spin between their turns, so that starting them costs a cache miss and not a wake-up. They live only as
-/// long as this object, which a side makes in its set-up.
+/// The other threads spin between their turns, so a start costs a cache miss and not a wake-up. They live as long as
+/// this object, which a side makes in its set-up.
 class ThreadTeam {
  public:
   /// The number of threads, this one included.
@@ -25,7 +25,7 @@ class ThreadTeam {
     turn_.fetch_add(1, std::memory_order_release);
   }
 
-  /// Returns when all have returned.
+  /// Returns after all threads have returned.
   void run(std::function<void()> body) {
     body_ = std::move(body);
     const int turn = turn_.fetch_add(1, std::memory_order_release) + 1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any stored bookmark either is none or keeps its token and leads to a path that its token names; any token resolves to
-// a file that is there or fails as bookmarks fail; and what was stored decodes to what was encoded.
+// Any stored bookmark is refused, or keeps its token and leads to a path that its token names. Any token resolves to an
+// existing file, or fails with a bookmark error. A stored bookmark decodes to the encoded one.
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +27,7 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-/// Tokens that are their paths, so that nothing depends on this machine's files.
+/// Tokens that equal their paths, so that nothing depends on the files of this machine.
 struct PlainBookmarks final : Bookmarks {
   Data bookmarkData(const URL& url, BookmarkCreationOptions /*options*/) override { return Data(url.path()); }
   ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions /*options*/) override {
@@ -36,7 +36,7 @@ struct PlainBookmarks final : Bookmarks {
   }
 };
 
-/// Takes the records of what cannot be decoded, and keeps none.
+/// Accepts the log records about undecodable data, and discards them.
 struct SilentLog final : LogBackend {
   void write(const LogRecord& record) noexcept override { static_cast<void>(record.composedMessage()); }
 };
@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   require(isNamed);
   const Data data(std::string_view(reinterpret_cast<const char*>(bytes), size));
   decode(data);
-  // As what stands under "data", and as a token.
+  // As the value of "data", and as a token.
   decode(Data("{\"url\":\"file:\\/\\/\\/a\",\"data\":\"" + data.base64EncodedString() + "\"}"));
   resolve(system, data);
   return 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Any bytes in the place of what a daemon says: a message with a right header, whose types and body are the input's,
-// goes over a connection to every reader. The first byte tells what kind of message it is and how many descriptors come
-// with it, the second whether its types are those that one of the readers wants or stand, up to a zero, in the input.
-// What is read is of the right type, the same twice, and leaves no descriptor.
+// Any bytes replace the answer of a daemon: every reader receives a message with a valid header, and types and body
+// from the input. The first byte decides the kind of the message and the number of descriptors. The second byte decides
+// where the types come from: from one of the readers, or from the input, up to a zero. The results have the right type,
+// are equal in two reads, and leave no descriptor.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ int nextDescriptor() {
   return next;
 }
 
-/// Reads twice from the beginning; where something is read, the message begins with these types.
+/// Reads twice from the beginning. If the first read succeeds, the message begins with these types.
 template <typename Reader, typename IsSame>
 void readBothTimes(sd_bus_message* message, std::string_view types, Reader read, IsSame isSame) {
   sd_bus_message_rewind(message, 1);
@@ -99,18 +99,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     contents.signature = signatures[data[1]];
     contents.descriptors = data[0] >> 2U & 3U;
   } else {
-    // Without descriptors, which sd-bus loses where it drops a message because of its types.
+    // Without descriptors, because sd-bus leaks them when it rejects the types of a message.
     contents.signature = rest.substr(0, rest.find('\0'));
     rest.remove_prefix(std::min(rest.size(), contents.signature.size() + 1));
   }
   contents.body = rest;
   if (const BusWire::Message message = wire->receive(contents)) {
     readAll(message.get());
-    // That it is an error of no name that is known, whatever its words.
+    // An error without a known name, whatever its text.
     if (const sd_bus_error* const error = sd_bus_message_get_error(message.get()))
       require(failureOf(error->name) == CallFailure::refused);
   }
-  // A connection that sd-bus has ended is made anew.
+  // A connection that sd-bus has ended is replaced.
   require(wire->bus() != nullptr);
   return 0;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes read as a colour as a slow reader of the same rules reads them.
+// Any bytes read as the same colour as with a slow parser of the same rules.
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -35,7 +35,7 @@ std::optional<String::ColorIntegerComponents> slowly(std::string text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  // Whatever the length, the beginnings are colours more often.
+  // Short prefixes are colours more often, so they are tried, too.
   for (const std::string_view part : {text, text.substr(0, 3), text.substr(0, 5), text.substr(0, 9)}) {
     const auto components = String::hexColorIntegerComponents(part);
     require(components == slowly(std::string(part)));

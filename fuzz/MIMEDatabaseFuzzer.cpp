@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any bytes in the place of each file of a database of types, and of a name and contents: the first byte tells which.
-// Whatever they are, a type of a file is one that somebody named, and the identifier of an extension reads back.
+// Any bytes replace one file of a database of types, or a name and contents; the first byte decides which. The type of
+// a file is always one with a name, and the identifier of an extension parses again.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -25,7 +25,7 @@ void requireTypes(const MIMEDatabase::Types& types) {
   for (const std::string& type : types) require(MIMEDatabase::isType(type));
 }
 
-/// Asks for everything, by names and contents that come from the bytes themselves.
+/// Asks every question, with names and contents from the bytes themselves.
 void ask(const MIMEDatabase& database, std::string_view bytes) {
   const std::string_view name = bytes.substr(bytes.size() / 2);
   requireTypes(database.typesOfName(name));
@@ -59,7 +59,7 @@ void readBack(std::string_view bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  // On the heap and no larger, so that a sanitizer sees a byte read too far.
+  // On the heap in the exact size, so that a sanitizer reports a read beyond the end.
   const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   const std::string_view half = std::string_view(bytes).substr(0, bytes.size() / 2);
   MIMEDatabase database{{}};

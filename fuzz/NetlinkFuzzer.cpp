@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any bytes in the place of what the kernel says: the first tells where they are split into datagrams and what those
-// are. Whatever they are, nothing leads out without a link, an address and a route, and what is cleared is empty.
+// Any bytes replace the messages of the kernel. The first bytes decide the datagrams and their kinds. No path leads out
+// without a link, an address and a route, and a cleared table is empty.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -21,7 +21,7 @@ void requireSense(const RouteTable& table) {
   if (table.leadsOut()) require(table.links() > 0 && table.addresses() > 0 && table.routes() > 0);
 }
 
-/// On the heap and no larger, so that a sanitizer sees a byte read too far.
+/// On the heap in the exact size, so that a sanitizer reports a read beyond the end.
 RouteTable::Outcome apply(RouteTable& table, std::span<const std::byte> bytes, RouteTable::Origin origin) {
   const std::vector<std::byte> datagram(bytes.begin(), bytes.end());
   const std::size_t routes = table.routes();

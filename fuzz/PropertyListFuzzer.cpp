@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes either are refused or become a value that both formats write down and give back.
+// Any bytes are refused or become a value that both formats serialize and parse again.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto read = PropertyListSerialization::read({data, size});
     require(read.value.depth() <= Tessaly::PropertyList::maximumDepth);
     const Tessaly::Data binary = PropertyListSerialization::data(read.value, PropertyListFormat::binary);
-    // What shares much need not be readable again: written without the file's padding it may be out of proportion.
+    // A list with much sharing need not parse again. Without the padding of the file its size may be out of proportion.
     if (read.format == PropertyListFormat::xml || size < 1024) {
       require(PropertyListSerialization::read(binary.bytes()).value.isIdentical(read.value));
     }

@@ -9,7 +9,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count);
 
-// Gives every file of the folder to the fuzz target, once. A folder without files is a mistake.
+// Gives every file of the directory to the fuzz target, once. A directory without files is a mistake.
 int main(int argumentCount, char** arguments) {
   if (argumentCount != 2) return 2;
   int files = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes read as operations on a ring, which then is what the transcription of its rules is.
+// Reads any bytes as operations on a ring. The ring equals the transcription of its rules after each of them.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any bytes are normalised for a search, and cut, searched for emoji and put into another case, as their sanitized form
-// is; and the normalised text equals what the transform of ICU makes of it.
+// Any bytes are normalised for a search, truncated, searched for emoji and mapped to another case. The results equal
+// those of the sanitized text. The normalised text equals that of ICU's transform.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

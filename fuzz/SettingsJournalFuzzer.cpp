@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any bytes are a journal: records are found whole, in order, and never beyond the end; and a record that follows them
-// is found. The first eight bytes choose the journal's nonce.
+// Reads any bytes as a journal. Records are found whole, in order, and never beyond the end. A record after the bytes
+// is found. The first eight bytes choose the nonce of the journal.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(&nonce, data, sizeof(nonce));
   std::string bytes(text.substr(8));
   const JournalRecord last{.kind = JournalRecord::Kind::set, .writer = 7, .key = "last", .value = "value"};
-  // Whatever stands at the end may be half a record; one that follows it must be found.
+  // The end may hold half a record. A record that follows it must be found.
   bytes += last.encoded(nonce);
   JournalReader reader(bytes, nonce);
   std::size_t position = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any tag in any text: nothing but the range error comes out, and the text stays whole in its attributes.
+// Any tag in any text throws nothing but the range error, and the attributes still cover the whole text.
 #include <any>
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +24,7 @@ void replaceIn(std::string_view text, std::string_view tag) {
   try {
     replace(string, tag, {{"found", true}});
   } catch (const std::out_of_range&) {
-    // As documented, where tags lie within one another.
+    // As documented for nested tags.
   }
   for (std::int64_t at = 0; at < string.length();) {
     const NSRange run = string.effectiveRange(at);
@@ -32,14 +32,14 @@ void replaceIn(std::string_view text, std::string_view tag) {
     at += run.length;
   }
   require(Text::isWellFormed(string.string()));
-  // Nothing longer is put in place of anything.
+  // Every replacement is at most as long as the original.
   require(string.length() <= NSMutableAttributedString(text).length());
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // Longer patterns make expressions that go back for hours.
+  // Longer patterns give expressions that backtrack for hours.
   const std::string_view text(reinterpret_cast<const char*>(data), size < 200 ? size : 200);
   replaceIn(text, "b");
   const std::size_t split = text.find('\0');

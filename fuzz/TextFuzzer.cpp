@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes read as scalars and as user-perceived characters, which are those of the text with its ill-formed parts
+// Any bytes read as scalars and as user-perceived characters. Both equal those of the text with its ill-formed parts
 // replaced.
 #include <cstddef>
 #include <cstdint>

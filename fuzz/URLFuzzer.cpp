@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any text either is refused or becomes a URL of ASCII that parses to itself, and any path of a file comes back whole.
+// Any text is refused or becomes a URL of ASCII that parses to itself. Any path of a file returns unchanged.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -41,7 +41,7 @@ void requireStable(const URL& url) {
   require(url.pathExtension().size() <= url.lastPathComponent().size());
 }
 
-/// The parts before and after the path stay as they are.
+/// The parts before and after the path stay unchanged.
 void requireSameAround(const URL& before, const URL& after) {
   require(before.scheme() == after.scheme());
   require(before.host() == after.host());

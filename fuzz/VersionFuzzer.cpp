@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes read as a version as a slow reader of the same rules reads them, and a version reads its own description.
+// Any bytes read as the same version as with a slow parser of the same rules. A version parses its own description.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

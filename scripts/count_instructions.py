@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Counts the instructions that key operations take, and compares them with the figures that were last accepted.
+"""Counts the instructions of key operations, and compares them with the accepted counts.
 
-Each operation is run under callgrind for N and for 2 N times; the difference divided by N is free of whatever starting
-and ending a process costs. Unlike times, these counts repeat from run to run: what grows here has become slower. They
-belong to one compiler and one set of system libraries (those of Debian 12 and clang 19).
+Each operation runs under callgrind for N and for 2 N times. The difference divided by N excludes the start and the end
+of the process. Unlike times, these counts repeat from run to run, so a higher count is slower code. They hold for one
+compiler and one set of system libraries (Debian 12 and clang 19).
 
     scripts/count_instructions.py --build build/bench            prints a Markdown table; exit status 1 on a regression
     scripts/count_instructions.py --build build/bench --update   accepts the present figures

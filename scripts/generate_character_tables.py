@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Makes the table of character classes out of the Unicode Character Database.
+"""Makes the table of character classes from the Unicode Character Database.
 
-generate_character_tables.py folder-of-the-database > Tessaly/Core/Text/CharacterClasses.cpp
+generate_character_tables.py directory-of-the-database > Tessaly/Core/Text/CharacterClasses.cpp
 """
 
 import pathlib

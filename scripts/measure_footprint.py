@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Measures what linking the libraries costs a host, and prints it as Markdown.
+"""Measures the cost of linking the libraries, and prints it as Markdown.
 
-Size on disk and static initialisers of each shared library, the time that an empty host takes to start and end, and how
-long a source file takes to compile that includes one public header and nothing else.
+It measures the size and the static initialisers of each shared library, the time of an empty host from start to end,
+and the compile time of a source file that includes one public header.
 
     scripts/measure_footprint.py --build build/release [--skip-headers]
 
@@ -35,7 +35,7 @@ def table(header, rows) -> str:
 
 
 def libraries_in(build: pathlib.Path) -> list[pathlib.Path]:
-    """What Tessaly::Tessaly links: all but the fakes, which no host does outside its tests."""
+    """The libraries of Tessaly::Tessaly: all but the stand-ins for tests."""
     found = sorted(p for p in build.rglob("libTessaly*.so.*")
                    if p.is_file() and not p.is_symlink() and short_name(p) != "Testing")
     if not found:
@@ -103,7 +103,7 @@ def start_times(libraries, compiler: str, runs: int) -> str:
         source.write_text("int main() {}\n")
         alone = pathlib.Path(folder) / "alone"
         linked = pathlib.Path(folder) / "linked"
-        # The host's own pointers into the C++ library are kept in both, or else neither would load it.
+        # Both hosts keep pointers into the C++ library. Otherwise neither would load it.
         common = [compiler, "-O2", "-std=c++23", source, "-Wl,--no-as-needed"]
         subprocess.run([*common, "-o", alone], check=True)
         search = sorted({str(library.parent.resolve()) for library in libraries})
@@ -125,7 +125,7 @@ def start_times(libraries, compiler: str, runs: int) -> str:
 
 
 def compile_seconds(compiler: str, include: str, folder: pathlib.Path, runs: int) -> float:
-    """In processor time, which a busy machine changes less than it does wall time."""
+    """Processor time, which depends less on the load of the machine than wall time."""
     source = folder / (re.sub(r"\W", "_", include) + ".cpp")
     source.write_text(f"#include {include}\n" if include else "")
     times = []

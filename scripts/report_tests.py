@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Sums up a run of ctest: report_tests.py results.xml
 
-Lists what did not run, with the reason, and what failed, with the end of what it wrote, then ends with one line:
-"N passed, N failed, N skipped". Where the environment says CI=true, a test that did not run counts as failed. The exit
-status is 0 only if something passed and nothing failed.
+Lists the skipped tests with their reasons, and the failed tests with the end of their output. The last line reads
+"N passed, N failed, N skipped". Where the environment says CI=true, a skipped test counts as failed. The exit status is
+0 only if at least one test passed and none failed.
 """
 
 import os
@@ -14,27 +14,27 @@ import xml.etree.ElementTree as ET
 
 
 def reason(case, note):
-    """Why a test did not run: what it said itself, or else what ctest says."""
+    """The reason of a skipped test: its own, else that of ctest."""
     said = re.search(r"(?:\S+:\d+: Skipped|^SKIPPED:)\s*(.+)", case.findtext("system-out") or "", re.MULTILINE)
     return said.group(1).strip() if said else note
 
 
 def what_it_wrote(case):
-    """Of a test that failed: the lines that say so, where there are any, and its last."""
+    """The output of a failed test: the lines of its failures, if any, and the last lines."""
     lines = (case.findtext("system-out") or "").splitlines()
     telling = [line for line in lines[:-12] if re.search(r"Failure|NOT SO|ERROR|error:|Error", line)]
     return "\n    ".join([":" if lines else "", *(line[:200] for line in telling[:4] + lines[-12:])])
 
 
 def outcome(case):
-    """One of "passed", "failed" and "skipped", and what is to be told of the last two."""
+    """One of "passed", "failed" and "skipped", with the report of the last two."""
     if case.get("status") == "run":
         return "passed", ""
     if case.get("status") == "disabled":
         return "skipped", ": disabled"
     skipped = case.find("skipped")
     note = skipped.get("message", "") if skipped is not None else ""
-    # ctest also says "notrun" of a program that is not there: only these two are a test's own choice.
+    # ctest also reports "notrun" for a missing program. Only these two are the choice of a test.
     if note.startswith(("SKIP_RETURN_CODE", "SKIP_REGULAR_EXPRESSION")):
         return "skipped", f": {reason(case, note)}"
     return "failed", what_it_wrote(case)

@@ -9,20 +9,18 @@
 
 namespace Tessaly::inline v1::GLib {
 
-/// Serves the main queue from a GLib main loop, as long as it lives: what the library runs on the main thread then runs
-/// between the loop's other events. This is all that a GTK application needs.
+/// Serves the main queue from a GLib main loop while it lives. Work of the library on the main thread then runs between
+/// the other events of the loop. A GTK application needs nothing else.
 ///
-/// Nested loops (a modal dialog inside work of the main queue) serve the queue too, also what stood behind the work
-/// that opened them. Several adapters may stand in one context or in several, and go in any order, even inside work of
-/// the queue, and after the loop or the context. Work that comes while the loop serves the queue waits for the loop's
-/// next turn, so other events of the same priority have theirs in between.
+/// A nested loop (a modal dialog inside work of the main queue) also serves the queue, including the work behind the
+/// work that opened it. Several adapters may serve one context or several. They may be destroyed in any order, inside
+/// work of the queue, and after the loop or the context. Work that arrives while the loop serves the queue waits for
+/// the next turn of the loop. So other events of the same priority have their turn.
 ///
-/// The priority is that of GLib's own input sources. Choose a lower one, such as `G_PRIORITY_DEFAULT_IDLE`, for work
-/// that may wait until the application is idle: the loop turns to a source only when none of a higher priority is
-/// ready.
+/// The priority is that of GLib's input sources. Choose a lower one, such as `G_PRIORITY_DEFAULT_IDLE`, for work that
+/// may wait for an idle application. The loop serves a source only if no source of a higher priority is ready.
 ///
-/// Stops the process: making one on another thread than the main thread; a loop on another thread that runs a context
-/// with an adapter.
+/// These stop the process: constructing an adapter outside the main thread, and running its context on another thread.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -30,7 +28,7 @@ namespace Tessaly::inline v1::GLib {
 ///     g_main_loop_run(loop);
 class MainLoopAdapter {
  public:
-  /// Attaches to a context of the main thread, the default context if null.
+  /// Attaches to a context of the main thread. Null means the default context.
   explicit MainLoopAdapter(GMainContext* context = nullptr, int priority = G_PRIORITY_DEFAULT)
       : source_(g_unix_fd_source_new(MainQueue::fileDescriptor(), G_IO_IN)) {
     assertMainIsolated("Tessaly/MainLoopAdapter", __LINE__);

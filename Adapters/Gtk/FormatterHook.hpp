@@ -19,28 +19,29 @@
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 
-/// The adapters for GTK 4. Not named Gtk, which gtkmm calls itself.
+/// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that.
 namespace Tessaly::inline v1::Gtk4 {
 
-/// Polices a `GtkEditable` (an entry, a text, a spin button) by a `Formatter`, and shows in it the text of an object.
+/// Connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`, which checks the input, and shows the
+/// text of an object.
 ///
-/// At every change (typing, pasting, dropping, cutting, committing what an input method composed, and by the program)
-/// the formatter is asked `isPartialStringValid`. What it refuses leaves the field as it was, cursor and selection
-/// included; a replacement takes the place of the whole text. When editing ends (Return, or the focus leaves) it is
-/// asked `getObjectValue`, and the field then shows `string` of that object. A formatter with `numberFromAnyString`,
-/// such as `Formatters::RangeNumber`, is asked for that if `getObjectValue` cannot read the text: so affixes need not
-/// be typed. GTK has no such facility; its idiom is a handler of "insert-text", which does not see that typing over a
-/// selection is one change and not two. Text that is not UTF-8 is refused.
+/// The hook asks `isPartialStringValid` at every change: typing, pasting, dropping, cutting, committing composed input,
+/// and changes by the program. A refused change leaves the field unchanged, cursor and selection included. A
+/// replacement takes the place of the whole text. When editing ends (Return, or the focus leaves), the hook asks
+/// `getObjectValue`, and the field shows `string` of that object. Some formatters, such as `Formatters::RangeNumber`,
+/// also have `numberFromAnyString`. If `getObjectValue` fails, the hook asks that function, so the user need not type
+/// affixes. GTK has no counterpart. Its idiom is a handler of "insert-text", which treats typing over a selection as
+/// two changes. Text that is not UTF-8 is refused.
 ///
-/// The field's own history of changes cannot be told what was replaced, so it is turned off, and the hook keeps one for
-/// Control+Z, Control+Shift+Z and Control+Y: a run of typed letters is one step, a replacement is part of the change
-/// that called for it.
+/// The field's own undo history cannot record replacements, so it is off. The hook keeps a history for Control+Z,
+/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A replacement belongs to the change that caused
+/// it.
 ///
-/// A deletion takes place at once if the keyboard made it, and otherwise when the main loop turns next, before it
-/// draws: an insertion may belong to it. What stands in the field when the hook is made is taken as it is. The hook may
-/// end before or after its field.
+/// A deletion by the keyboard takes place at once. Any other deletion waits for the next turn of the main loop, before
+/// drawing, because an insertion may belong to it. The text at the construction of the hook is not checked. The hook
+/// may end before or after its field.
 ///
-/// Stops the process: no formatter, no field; a formatter or a handler that throws.
+/// These stop the process: a null formatter or field, and an exception from a formatter or handler.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -73,10 +74,10 @@ class FormatterHook {
     gtk_editable_set_enable_undo(text_.editable(), TRUE);
   }
 
-  /// What editing ended with last, or what was set since; empty before that.
+  /// The last result of editing, or the object that was set since. Empty before both.
   [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.object(); }
-  /// Shows an object, and forgets what could be undone. False, and nothing is done, if the formatter is not for such
-  /// objects, or the field is gone.
+  /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
+  /// object, or the field is gone.
   bool setObjectValue(std::any object) {
     const std::optional<std::string> text = formatted_.write(object);
     if (!text || !text_.isThere()) return false;
@@ -90,15 +91,15 @@ class FormatterHook {
     return true;
   }
 
-  /// Called whenever editing ends with a text that the formatter can read, after the field shows the object.
+  /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every text that the formatter refused, also at the end of editing, and with the description that it
-  /// gave, if any; after a replacement stands in the field.
+  /// Called with every refused text and the description of the formatter, if any. This includes the end of editing. A
+  /// replacement is in the field by then.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  /// Takes the last change back, or the last run of typed letters. False if there is none.
+  /// Undoes the last change or the last run of typed letters. Returns false if there is none.
   bool undo() { return goBack(done_, undone_); }
-  /// Does again what was undone last. False if nothing was, or if there was a change since.
+  /// Repeats the last undone change. Returns false if there is none, or after another change.
   bool redo() { return goBack(undone_, done_); }
 
  private:
@@ -115,7 +116,7 @@ class FormatterHook {
   static constexpr std::string_view file = "Tessaly/FormatterHook";
   static constexpr std::size_t mostStates = 200;
 
-  // GtkText says what happens to it in these forms.
+  // GtkText reports its changes in these forms.
   static void inserting(GtkEditable*, const char* text, int length, int* position, gpointer hook) {
     static_cast<FormatterHook*>(hook)->insert(
         length < 0 ? std::string_view(text) : std::string_view(text, static_cast<std::size_t>(length)), position);
@@ -174,7 +175,7 @@ class FormatterHook {
     gtk_widget_add_controller(text_.widget(), keys_);
   }
 
-  /// Changes the field without being asked about it.
+  /// Changes the field without a check.
   template <typename Change>
   void change(Change change) {
     const bool wasChanging = std::exchange(isChanging_, true);
@@ -203,7 +204,7 @@ class FormatterHook {
     return true;
   }
 
-  /// Puts the replacement of a refused text into the field, and says where the cursor then is.
+  /// Puts the replacement of a refused text into the field, and returns the position of the cursor.
   int replace(std::string_view before, std::string_view behind, const std::string& replacement) {
     const std::size_t offset = formatted_.cursorIn(replacement, before, behind);
     const int cursor = static_cast<int>(g_utf8_strlen(replacement.data(), static_cast<gssize>(offset)));
@@ -251,7 +252,7 @@ class FormatterHook {
     if (judgement.replacement) {
       *position = replace(before + std::string(inserted), behind, valid(*judgement.replacement));
     } else {
-      // Who inserts puts the cursor here afterwards, and so loses the selection.
+      // The caller of the insertion sets the cursor afterwards, which clears the selection.
       *position = selection.cursor;
       if (selection.bound != selection.cursor) lost_ = selection;
       settleSoon();
@@ -285,8 +286,8 @@ class FormatterHook {
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
   }
 
-  /// Selects again what a refused insertion was to replace. The display first tells that nobody owns the selected text
-  /// any more, whereupon the field would take back what it selected meanwhile.
+  /// Restores the selection that a refused insertion was to replace. The display first reports that the selected text
+  /// has no owner. On that report the field would clear a newer selection.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));
@@ -301,7 +302,7 @@ class FormatterHook {
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
   }
 
-  /// What is selected as far as the user knows, if nothing happened since an insertion was refused.
+  /// The selection as the user sees it, if nothing happened since an insertion was refused.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;
@@ -360,11 +361,11 @@ class FormatterHook {
   GtkEventController* keys_ = nullptr;
   std::vector<State> done_;
   std::vector<State> undone_;
-  /// What is to be deleted, unless an insertion comes first that belongs to it.
+  /// The pending deletion, unless an insertion that belongs to it comes first.
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;
-  /// Where the next letter goes on with a run of typed ones; negative if none does.
+  /// The position where the next letter continues a run of typed letters. Negative without a run.
   int run_ = -1;
   int deletionsByKeys_ = 0;
   guint settling_ = 0;

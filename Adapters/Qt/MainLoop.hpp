@@ -12,18 +12,18 @@
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 
-/// The adapters for Qt 6. Not named Qt, so that `using namespace Tessaly` leaves `Qt::` what it is.
+/// The adapters for Qt 6. The name is not Qt, so that `using namespace Tessaly` does not hide `Qt::`.
 namespace Tessaly::inline v1::Qt6 {
 
-/// Serves the main queue from Qt's event loop, as long as it lives: what the library runs on the main thread then runs
-/// between the loop's other events.
+/// Serves the main queue from Qt's event loop while it lives. Work of the library on the main thread then runs between
+/// the other events of the loop.
 ///
-/// Make it once the application object is there. Nested loops (a modal dialog inside work of the main queue) serve the
-/// queue too, also what stood behind the work that opened them. Several adapters may stand side by side and go in any
-/// order, even inside work of the queue, and after the application object. Work that comes while the loop serves the
-/// queue waits for the loop's next turn. It needs Qt Core only, and no moc.
+/// Construct it after the application object. A nested loop (a modal dialog inside work of the main queue) also serves
+/// the queue, including the work behind the work that opened it. Several adapters may exist side by side. They may be
+/// destroyed in any order, inside work of the queue, and after the application object. Work that arrives while the loop
+/// serves the queue waits for the next turn of the loop. It needs Qt Core only, and no moc.
 ///
-/// Stops the process: making one before the application object, or on another thread than the main thread.
+/// These stop the process: constructing it before the application object, and constructing it outside the main thread.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -57,7 +57,7 @@ class MainLoopAdapter {
     return MainQueue::fileDescriptor();
   }
 
-  /// One of its own: Qt's loop takes one notifier for a descriptor.
+  /// A duplicate, because Qt's loop accepts one notifier for a descriptor.
   const Descriptor descriptor_;
   QSocketNotifier notifier_;
 };

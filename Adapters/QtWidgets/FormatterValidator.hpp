@@ -20,24 +20,24 @@
 
 namespace Tessaly::inline v1::Qt6 {
 
-/// Polices a `QLineEdit` by a `Formatter`, and shows in it the text of an object.
+/// Connects a `QLineEdit` to a `Formatter`, which checks the input, and shows the text of an object.
 ///
-/// At every change by the user (typing, pasting, dropping, cutting, committing what an input method composed) the
-/// formatter is asked `isPartialStringValid`. What it refuses leaves the field as it was, cursor and selection
-/// included; a replacement takes the place of the whole text as soon as the event loop turns, before the field gets
-/// another event, and undoing brings back what stood there before the refused change. When editing ends (Return, or the
-/// focus leaves) it is asked `getObjectValue`, and the field then shows `string` of that object. A formatter with
-/// `numberFromAnyString`, such as `Formatters::RangeNumber`, is asked for that if `getObjectValue` cannot read the
-/// text: so affixes need not be typed.
+/// The validator asks `isPartialStringValid` whenever the user types, pastes, drops, cuts or commits composed input. A
+/// refused change leaves the field unchanged, cursor and selection included. A replacement takes the place of the whole
+/// text in the next turn of the event loop, before the field gets another event. Undo then restores the text before the
+/// refused change. When editing ends (Return, or the focus leaves), the validator asks `getObjectValue`, and the field
+/// shows `string` of that object. Some formatters, such as `Formatters::RangeNumber`, also have `numberFromAnyString`.
+/// If `getObjectValue` fails, the validator asks that function, so the user need not type affixes.
 ///
 /// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which refuse but do not replace, and input
-/// masks. Texts that the program sets are not policed, nor is what undoing brings back: `validate` calls them
-/// `Intermediate` if the formatter refuses them, and policing goes on with the next change. `Acceptable` is what
-/// editing could end with. Lone surrogates are refused.
+/// masks. The validator does not check texts that the program or undo sets. `validate` calls such a text `Intermediate`
+/// if the formatter refuses it, and the check resumes with the next change. `Acceptable` means that editing could end
+/// with the text. Lone surrogates are refused.
 ///
-/// It makes itself the field's validator and belongs to it; do not give it to another field. No moc is needed.
+/// The constructor installs the validator in the field, which owns it. Do not give it to another field. It needs no
+/// moc.
 ///
-/// Stops the process: no formatter, no field; a formatter or a handler that throws.
+/// These stop the process: a null formatter or field, and an exception from a formatter or handler.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -63,10 +63,10 @@ class FormatterValidator : public QValidator {
     field->setValidator(this);
   }
 
-  /// What editing ended with last, or what was set since; empty before that.
+  /// The last result of editing, or the object that was set since. Empty before both.
   [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.object(); }
-  /// Shows an object, and forgets what could be undone. False, and nothing is done, if the formatter is not for such
-  /// objects.
+  /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
+  /// object.
   bool setObjectValue(std::any object) {
     const std::optional<std::string> text = formatted_.write(object);
     if (!text) return false;
@@ -76,10 +76,10 @@ class FormatterValidator : public QValidator {
     return true;
   }
 
-  /// Called whenever editing ends with a text that the formatter can read, after the field shows the object.
+  /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every text that the formatter refused, also at the end of editing, and with the description that it
-  /// gave, if any; after a replacement stands in the field.
+  /// Called with every refused text and the description of the formatter, if any. This includes the end of editing. A
+  /// replacement is in the field by then.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject*, QEvent* event) override {
@@ -107,7 +107,7 @@ class FormatterValidator : public QValidator {
     if (judgement.isAccepted || isTakenAsItIs_) {
       return judgement.isAccepted && formatted_.read(text).has_value() ? Acceptable : Intermediate;
     }
-    // Nothing can be undone after the program set the text, nor after all has been undone.
+    // Nothing can be undone after the program has set the text, or after everything was undone.
     const bool isHidden = field_->echoMode() != QLineEdit::Normal;
     if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
     if (isHidden) return takeBack(input, position, judgement);
@@ -115,7 +115,7 @@ class FormatterValidator : public QValidator {
     return Invalid;
   }
 
-  /// Qt asks for this at the end of editing unless the text is acceptable.
+  /// Qt calls this at the end of editing, unless the text is acceptable.
   void fixup(QString& input) const override {
     const std::string text = input.toStdString();
     detail::FormattedField::Judgement judgement;
@@ -150,8 +150,7 @@ class FormatterValidator : public QValidator {
     isTakenAsItIs_ = false;
   }
 
-  /// Whether a part of what stood in the field is missing. With hidden characters Qt says that deletions cannot be
-  /// undone.
+  /// Whether a part of the former text is missing. With hidden characters Qt reports that deletions cannot be undone.
   [[nodiscard]] bool isDeletion(const QString& text) const {
     if (text.size() >= standing_.size()) return false;
     qsizetype same = 0;
@@ -159,7 +158,7 @@ class FormatterValidator : public QValidator {
     return standing_.endsWith(QStringView(text).mid(same));
   }
 
-  /// With hidden characters Qt would take everything back, and has no history that could be lost.
+  /// With hidden characters Qt would take everything back, and has no history to lose.
   State takeBack(QString& input, int& position, const detail::FormattedField::Judgement& judgement) const {
     const std::string refused = input.toStdString();
     input = judgement.replacement ? QString::fromStdString(*judgement.replacement) : standing_;
@@ -171,7 +170,7 @@ class FormatterValidator : public QValidator {
     return formatted_.read(input.toStdString()).has_value() ? Acceptable : Intermediate;
   }
 
-  /// As a change that can be undone.
+  /// Replaces the text as a change that can be undone.
   void replace(const QString& text, int cursor, const std::string& replacement) {
     const QString shown = QString::fromStdString(replacement);
     const std::string before = text.left(cursor).toStdString();
@@ -186,9 +185,9 @@ class FormatterValidator : public QValidator {
     field_->setCursorPosition(static_cast<int>(QString::fromStdString(replacement.substr(0, offset)).size()));
   }
 
-  /// Qt says so before it takes the change back.
+  /// Qt emits this before it takes the change back.
   void noteRefusal() {
-    if (!judged_) return;  // The field itself refused: a text too long, or beside its mask.
+    if (!judged_) return;  // The field itself refused the text, because of its maximum length or its mask.
     refusal_ = std::exchange(judged_, std::nullopt);
     QMetaObject::invokeMethod(this, [this] { settle(); }, ::Qt::QueuedConnection);
   }
@@ -197,7 +196,7 @@ class FormatterValidator : public QValidator {
     if (!refusal_) return;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
-      // Qt has not taken it back, since the program or an undo brought it, and would take everything from now on.
+      // Qt has not taken the text back, because the program or an undo set it. Qt now accepts every text.
       const int cursor = field_->cursorPosition();
       takeAsItIs([&] { field_->setText(refusal.text); });
       field_->setCursorPosition(cursor);
@@ -221,11 +220,11 @@ class FormatterValidator : public QValidator {
 
   QLineEdit* const field_;
   detail::FormattedField formatted_;
-  /// What was judged last, if it was refused.
+  /// The last judged text, if it was refused.
   mutable std::optional<Refusal> judged_;
-  /// What is to be replaced and told as soon as Qt has taken it back.
+  /// The pending replacement and report, for the time after Qt has taken the text back.
   std::optional<Refusal> refusal_;
-  /// What stood in the field before the change that is judged.
+  /// The text before the change that is being judged.
   QString standing_;
   bool isTakenAsItIs_ = false;
 };

@@ -18,14 +18,14 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What the fields of every toolkit have in common: a formatter, the object that the field stands for, and whom to tell
-/// of its changes. Texts are well-formed UTF-8.
+/// The common part of the fields of every toolkit: a formatter, the object of the field, and the handlers of its
+/// changes. Texts are well-formed UTF-8.
 class FormattedField {
  public:
   using EndHandler = std::function<void(const std::any& object)>;
   using RefusalHandler = std::function<void(std::string_view text, std::string_view reason)>;
 
-  /// What the formatter says to a text that is half typed.
+  /// The answer of the formatter to a half-typed text.
   struct Judgement {
     bool isAccepted = false;
     std::optional<std::string> replacement;
@@ -56,8 +56,8 @@ class FormattedField {
     return judgement;
   }
 
-  /// The object of a text. A formatter that reads "any string" is asked for that where its strict reading fails, so
-  /// that a number may be typed without its affixes. Empty if there is none, and then with the reason.
+  /// The object of a text. If the strict parsing fails and the formatter parses "any string", that decides, so that the
+  /// user may type a number without its affixes. On failure the result is empty and has the reason.
   [[nodiscard]] std::any read(std::string_view text, std::string* reason = nullptr) const noexcept {
     std::any object;
     ask([&] {
@@ -69,16 +69,16 @@ class FormattedField {
     return object;
   }
 
-  /// The text of an object; absent when the formatter is not for such objects.
+  /// The text of an object. Absent if the formatter does not support the object.
   [[nodiscard]] std::optional<std::string> write(const std::any& object) const noexcept {
     std::optional<std::string> text;
     ask([&] { text = formatter_->string(object); });
     return text;
   }
 
-  /// Where the cursor goes when the text before and behind it is replaced: it keeps what stands behind it if that
-  /// stays, else what stands before it, and else goes to the end. A suffix that comes with the replacement stands
-  /// behind it. In bytes.
+  /// The byte position of the cursor after a replacement. The cursor keeps the text behind it if that text stays.
+  /// Otherwise it keeps the text before it, or else goes to the end. It stays before a suffix that the replacement
+  /// adds.
   [[nodiscard]] std::size_t cursorIn(std::string_view replacement, std::string_view before,
                                      std::string_view behind) const noexcept {
     std::string suffix;
@@ -97,7 +97,7 @@ class FormattedField {
   void onEnd(EndHandler handler) { end_ = std::move(handler); }
   void onRefusal(RefusalHandler handler) { refusal_ = std::move(handler); }
 
-  // Both keep the handler while it runs, since it may replace itself.
+  // Both keep the handler alive during the call, because it may replace itself.
   void tellEnd() const noexcept {
     if (const EndHandler handler = end_) callNotification("A handler of a field's end of editing", handler, object_);
   }
@@ -108,7 +108,7 @@ class FormattedField {
   }
 
  private:
-  /// Toolkits pass no exceptions on.
+  /// Toolkits do not pass exceptions on.
   template <typename Question>
   static void ask(Question question) noexcept {
     callNotification("A field's formatter", question);

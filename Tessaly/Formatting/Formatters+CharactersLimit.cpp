@@ -46,7 +46,7 @@ bool CharactersLimit::isPartialStringValid(std::string_view partialString, std::
 
 extern "C" {
 
-// So that `Object::make` knows the classes before the first of their objects was made.
+// Makes the classes known to `Object::make` before their first object.
 TESSALY_EXPORT void tessaly_register_Tessaly_CharactersLimit() { Tessaly::Formatters::registerClasses(); }
 TESSALY_EXPORT void tessaly_register_Tessaly_NoEmojis() { Tessaly::Formatters::registerClasses(); }
 TESSALY_EXPORT void tessaly_register_Tessaly_RangeNumber() { Tessaly::Formatters::registerClasses(); }

@@ -13,18 +13,18 @@
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
 
-/// Formatters that fields of text use to police what is typed into them.
+/// Formatters that check the input of text fields.
 namespace Tessaly::inline v1::Formatters {
 
-/// Makes the classes of this namespace known to `Object::make`, which stops the process: none of them can be made
-/// without arguments. `Object::make` calls it by itself where the library is a shared one, and so does making any of
-/// them.
+/// Registers the classes of this namespace for `Object::make`, which then stops the process: none of them has a
+/// constructor without arguments. In a shared library `Object::make` registers them by itself. Constructing one
+/// registers them, too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();
 
-/// Caps the length of a text below a limit: fewer user-perceived characters than that are accepted. `NoEmojis` with a
-/// limit accepts as many.
+/// Limits the length of a text: it accepts fewer user-perceived characters than the limit. `NoEmojis` also accepts a
+/// text of exactly the limit.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -38,7 +38,7 @@ class TESSALY_EXPORT CharactersLimit : public Formatter {
   [[nodiscard]] static std::shared_ptr<CharactersLimit> make(std::int64_t charactersLimit) {
     return std::make_shared<CharactersLimit>(charactersLimit);
   }
-  /// Stops the process: it cannot be made from an archive.
+  /// Stops the process, because an archive cannot create it.
   [[noreturn]] static std::optional<std::shared_ptr<CharactersLimit>> from(const Data& archive);
 
   /// "Tessaly.CharactersLimit".
@@ -47,10 +47,10 @@ class TESSALY_EXPORT CharactersLimit : public Formatter {
 
   /// The object if it is a text.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
-  /// Gives the text, as a `std::string`. Always true.
+  /// Stores the text as a `std::string` and returns true.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
-  /// Whether the text has fewer characters than the limit. Reads no further than that.
+  /// Whether the text has fewer characters than the limit. Stops reading at the limit.
   bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
                             std::optional<std::string>* errorDescription = nullptr) override;
 

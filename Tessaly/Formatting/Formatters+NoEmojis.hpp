@@ -15,9 +15,8 @@
 
 namespace Tessaly::inline v1::Formatters {
 
-/// Takes emoji out of a text when its editing ends, and if wanted caps its length: as many user-perceived characters as
-/// the limit are accepted, in contrast to `CharactersLimit`. `Character::isEmoji` says what an emoji is; digits and `#`
-/// stay.
+/// Removes emoji when editing ends, and optionally limits the length of the text. Unlike `CharactersLimit`, it accepts
+/// exactly the limit in user-perceived characters. `Character::isEmoji` decides what an emoji is; digits and `#` stay.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -33,7 +32,7 @@ class TESSALY_EXPORT NoEmojis : public Formatter {
   [[nodiscard]] static std::shared_ptr<NoEmojis> make(std::optional<std::int64_t> charactersLimit) {
     return std::make_shared<NoEmojis>(charactersLimit);
   }
-  /// Stops the process: it cannot be made from an archive.
+  /// Stops the process, because an archive cannot create it.
   [[noreturn]] static std::optional<std::shared_ptr<NoEmojis>> from(const Data& archive);
 
   /// "Tessaly.NoEmojis".
@@ -42,10 +41,10 @@ class TESSALY_EXPORT NoEmojis : public Formatter {
 
   /// The object if it is a text.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
-  /// Gives the text without its emoji, as a `std::string`. Always true.
+  /// Stores the text without its emoji as a `std::string` and returns true.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
-  /// Whether the text has no more characters than the limit; always without one.
+  /// Whether the text has at most the limit of characters. Always true without a limit.
   bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
                             std::optional<std::string>* errorDescription = nullptr) override;
 

@@ -11,7 +11,8 @@ RangeNumberFormatter::RangeNumberFormatter(bool hasNegativeValues) {
     setPositivePrefix(plusSign());
     setNegativePrefix(minusSign());
   } else {
-    // Not the empty text: without the locale's minus sign "-5" could not be read, and so not be replaced.
+    // The prefix is not empty. Without the locale's minus sign "-5" could not be parsed, so the bound could not replace
+    // it.
     setPositivePrefix(std::nullopt);
     setNegativePrefix(std::nullopt);
   }

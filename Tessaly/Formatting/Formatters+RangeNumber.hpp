@@ -23,11 +23,11 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The kinds of number that a range of `Formatters::RangeNumber` is made of.
+/// The number types that a range of `Formatters::RangeNumber` can have.
 template <typename Value>
 concept RangeNumberValue = std::is_arithmetic_v<Value> && !std::same_as<Value, bool>;
 
-/// The part of `Formatters::RangeNumber` that does not depend on its kind of value.
+/// The part of `Formatters::RangeNumber` that does not depend on its number type.
 class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
  public:
   ~RangeNumberFormatter() override;
@@ -35,13 +35,13 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
   /// "Tessaly.RangeNumber".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Whether zero is written "0.0", with the locale's separator, instead of "0". At first false.
+  /// Whether zero is written "0.0", with the locale's separator, instead of "0". False at first.
   [[nodiscard]] bool showFractionDigitsInZeroSymbol() const noexcept { return showFractionDigitsInZeroSymbol_; }
   void setShowFractionDigitsInZeroSymbol(bool show);
-  /// What stands behind every number, such as a unit. At first absent.
+  /// The text after every number, such as a unit. Absent at first.
   [[nodiscard]] const std::optional<std::string>& suffix() const noexcept { return suffix_; }
   void setSuffix(const std::optional<std::string>& suffix);
-  /// Whether the empty text stands for 0. At first false.
+  /// Whether the empty text stands for 0. False at first.
   [[nodiscard]] bool acceptsEmptyString() const noexcept { return acceptsEmptyString_; }
   void setAcceptsEmptyString(bool accepts) noexcept { acceptsEmptyString_ = accepts; }
 
@@ -64,13 +64,13 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
 
 namespace Formatters {
 
-/// Accepts numbers within a closed range only, with a unit behind them if wanted. A number beyond the range is refused
-/// and replaced by the bound that it crossed. Where negative values are possible, positive ones have a plus sign.
+/// Accepts only numbers in a closed range, optionally followed by a unit. A number beyond the range is refused and
+/// replaced by the bound that it crossed. If the range has negative values, positive numbers have a plus sign.
 ///
-/// A sign alone counts as 0, so that a number can be typed from its sign on. Prefix and suffix need not be typed.
-/// Negative numbers are typed with the locale's minus sign, which in some (Swedish) is not the hyphen. As in every
-/// `NumberFormatter`, fraction digits are written only after `setMaximumFractionDigits`; they are always read, and cut
-/// toward zero for an integer. A number beyond the kind's own range counts as its nearest end.
+/// A sign alone counts as 0, so that the user can begin with it. The user need not type prefix and suffix. A negative
+/// number begins with the minus sign of the locale, which is not a hyphen in Swedish. As in every `NumberFormatter`,
+/// fraction digits are written only after `setMaximumFractionDigits`. They are always parsed, and cut toward zero for
+/// an integer type. A number beyond the type counts as the nearest value of the type.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -86,12 +86,12 @@ class RangeNumber : public detail::RangeNumberFormatter {
   [[nodiscard]] static std::shared_ptr<RangeNumber> make(ClosedRange<Value> range) {
     return std::make_shared<RangeNumber>(std::move(range));
   }
-  /// Stops the process: it cannot be made from an archive.
+  /// Stops the process, because an archive cannot create it.
   [[noreturn]] static std::optional<std::shared_ptr<RangeNumber>> from(const Data&) { stopMakingFromArchive(); }
 
   [[nodiscard]] const ClosedRange<Value>& range() const noexcept { return range_; }
 
-  /// The value of a text that may lack its prefix and its suffix; absent if it is no number.
+  /// The value of a text with or without prefix and suffix. Absent if the text is not a number.
   [[nodiscard]] std::optional<Value> numberFromAnyString(std::string_view text) const {
     const std::optional<NSNumber> number = readAnyString(text);
     return number ? converted(*number) : std::nullopt;

@@ -15,7 +15,7 @@
 namespace Tessaly::inline v1::FormattingService {
 namespace {
 
-/// The locale of the chosen language; none until one is chosen.
+/// The locale of the chosen language. Absent before the first choice.
 class LocaleProvider {
  public:
   static LocaleProvider& shared() {
@@ -29,13 +29,13 @@ class LocaleProvider {
       changes.fetch_add(1, std::memory_order_release);
     });
   }
-  /// The locale and the number of the change that brought it.
+  /// The locale and the number of the change that set it.
   std::pair<std::optional<Locale>, std::uint64_t> get() {
     return localeMutex_.withLock(
         [](std::optional<Locale>& stored) { return std::pair(stored, changes.load(std::memory_order_relaxed)); });
   }
 
-  /// How often a language has been chosen: 0 for those who never do, and so never take the lock.
+  /// The number of choices. It stays 0 in a process that never chooses, which then never takes the lock.
   static constinit std::atomic<std::uint64_t> changes;
 
  private:
@@ -56,8 +56,8 @@ struct DurationFormatter : DateComponentsFormatter {
   }
 };
 
-/// A thread's formatters, made when it first formats. Their locales are set anew when a language was chosen since the
-/// last use: that is the same as copying the provider's locale before each one.
+/// The formatters of a thread, made at its first use. After a choice of language the next use sets their locales. That
+/// has the same effect as a copy of the locale before each use.
 class ThreadFormatters {
  public:
   ThreadFormatters() {

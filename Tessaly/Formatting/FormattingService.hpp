@@ -13,37 +13,37 @@
 #include "Tessaly/Core/Formatters/ISO8601DateFormatter.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 
-/// Sizes, dates, durations and numbers as texts for people, in the language that the application chooses.
+/// Writes sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
-/// Nothing here throws. Every function returns a text, which is empty where there is none to write (a date that is not
-/// a number). The formatters behind it are made at the first use on each thread and stay prepared for the languages
-/// used last, so threads that format at once wait for nothing. The nearest standard facility is `std::format` with a
-/// `std::locale`, which needs the locale to be generated on the machine.
+/// No function throws. Every function returns a text. The text is empty if there is none, as for a date that is NaN.
+/// Each thread makes its formatters at the first use and keeps those of recent languages, so threads never wait for
+/// each other. The nearest standard facility is `std::format` with a `std::locale`, which needs a locale that was
+/// generated on the machine.
 ///
-/// Byte counts, durations and ISO 8601 texts do not follow `setLanguage` but the current locale.
+/// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
 ///
 /// Thread contract: thread-safe.
 namespace Tessaly::inline v1::FormattingService {
 
-/// Chooses the language of dates and numbers: an identifier such as "fr" or "pt_BR", for every later call on any
-/// thread. Without one it is that of the current locale as it is now, by its language alone: under "en_GB" that is
-/// "en", which writes dates as the United States do. Until the first call the current locale counts, whole and at every
-/// use.
+/// Chooses the language of dates and numbers for every later call on any thread: an identifier such as "fr" or "pt_BR".
+/// Without an identifier it takes the language of the current locale, without the country. Under "en_GB" that is "en",
+/// so dates are written as in the United States. Until the first call, every use takes the whole current locale.
 TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
 
 namespace Bytes {
 
-/// "1.5 MB": see `ByteCountFormatStyle`. None at all are a word where the language does so: "Zero kB".
+/// "1.5 MB": see `ByteCountFormatStyle`. Some languages have a word for zero bytes: "Zero kB".
 [[nodiscard]] TESSALY_EXPORT std::string string(std::int64_t fromByteCount);
 
-/// A number of decimal gigabytes, as `string`. Stops the process when the bytes do not fit in 64 bits.
+/// A number of decimal gigabytes, as `string`. Stops the process if the bytes do not fit in 64 bits.
 [[nodiscard]] TESSALY_EXPORT std::string gigaBytes(std::int64_t fromByteCount);
 
 }  // namespace Bytes
 
 namespace Date {
 
-/// "Yesterday, 3:04 PM": the days around today by their words, others in the style; the time in its short style.
+/// "Yesterday, 3:04 PM": words for the days around today, the given style for other days, and the short form of the
+/// time.
 [[nodiscard]] TESSALY_EXPORT std::string relative(::Tessaly::Date from, DateFormatter::Style dateStyle,
                                                   bool includeDate, bool includeTime);
 
@@ -60,45 +60,45 @@ namespace Date {
 
 namespace Duration {
 
-/// "9:03" up to an hour (which is "60:00"), "1:00:01" above. In seconds, cut to whole ones.
+/// "9:03" up to one hour (which is "60:00"), "1:00:01" above. The value is in seconds, cut to whole seconds.
 [[nodiscard]] TESSALY_EXPORT std::string positional(double from);
 
-/// "1 hour, 10 minutes", in seconds. What is zero is left out.
+/// "1 hour, 10 minutes" for a value in seconds. Units with the value zero are left out.
 [[nodiscard]] TESSALY_EXPORT std::string full(std::int64_t from);
 
-/// "1h 10m", in seconds. What is zero is left out.
+/// "1h 10m" for a value in seconds. Units with the value zero are left out.
 [[nodiscard]] TESSALY_EXPORT std::string abbreviated(std::int64_t from);
 
-/// "9 minutes, 3 seconds", in seconds. What is zero is left out.
+/// "9 minutes, 3 seconds" for a value in seconds. Units with the value zero are left out.
 [[nodiscard]] TESSALY_EXPORT std::string fullSecondsAndMinutes(double from);
 
-/// "12.5s": the number in the chosen language, with up to two fraction digits, put in place of every "0" in the text of
-/// no seconds in the current locale. Where that text has no such digit ("٠ ث") it stays as it is.
+/// "12.5s": the number in the chosen language, with up to two fraction digits. The number replaces every "0" in the
+/// current locale's text for zero seconds. A text without that digit ("٠ ث") stays unchanged.
 [[nodiscard]] TESSALY_EXPORT std::string seconds(double from);
 
 }  // namespace Duration
 
 namespace Number {
 
-/// "1234.57": ungrouped, with no more fraction digits than this.
+/// "1234.57": without grouping, with at most this number of fraction digits.
 [[nodiscard]] TESSALY_EXPORT std::string limitedFractionDigit(double value, std::int64_t maximumFractionDigits);
 
-/// "1235": ungrouped, rounded half to even.
+/// "1235": without grouping, rounded half to even.
 [[nodiscard]] TESSALY_EXPORT std::string noFractionDigit(double value);
 
-/// "120 bpm": rounded half up. Negative values stand behind the language's sign of approximation, "~120 bpm".
+/// "120 bpm": rounded half up. The language's sign of approximation precedes a negative value: "~120 bpm".
 [[nodiscard]] TESSALY_EXPORT std::string bpm(double value);
 
 /// "50%" for 0.5.
 [[nodiscard]] TESSALY_EXPORT std::string percent(double value);
 
-/// "+5%": a change in per cent, signed if it is not zero.
+/// "+5%": a change in percent, with a sign unless it is zero.
 [[nodiscard]] TESSALY_EXPORT std::string tempo(std::int64_t value);
 
-/// "+2": signed if it is not zero, in ASCII digits.
+/// "+2": in ASCII digits, with a sign unless it is zero.
 [[nodiscard]] TESSALY_EXPORT std::string pitch(std::int64_t value);
 
-/// "+0.5" or " -3.0": one fraction digit; what is not positive stands behind a space.
+/// "+0.5" or " -3.0": one fraction digit. A space precedes zero and negative values.
 [[nodiscard]] TESSALY_EXPORT std::string decibel(float value);
 
 }  // namespace Number

@@ -14,9 +14,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// From where a declaration in source code can be reached: one of five, each with its keyword.
+/// The visibility of a declaration in source code: one of five, each with its keyword.
 ///
-/// Its cases are constants of the class and can be switched over like those of an enumeration.
+/// Its cases are constants of the class. A `switch` accepts them like those of an enumeration.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -32,7 +32,7 @@ class AccessModifier {
   static const AccessModifier fileprivate;
   static const AccessModifier package;
 
-  /// The modifier with a keyword, which must be written exactly so.
+  /// The modifier with exactly this keyword.
   [[nodiscard]] static constexpr std::optional<AccessModifier> from(std::string_view rawValue) noexcept {
     for (std::size_t index = 0; index < keywords.size(); ++index) {
       if (keywords[index] == rawValue) return AccessModifier(static_cast<Case>(index));

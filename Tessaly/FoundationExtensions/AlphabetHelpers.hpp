@@ -18,7 +18,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// An entry of an alphabetical index: the letter, in upper case, and the item that it leads to.
+/// An entry of an alphabetical index: the upper-case letter, and the item that it leads to.
 template <typename T>
 struct AlphabetItem {
   std::string letter;
@@ -37,21 +37,21 @@ inline constexpr std::array<std::string_view, 26> alphabet{"a", "b", "c", "d", "
 
 namespace detail {
 
-/// The first character of an identifier in lower case, or nothing, which is put into the log, if it has none.
+/// The first character of an identifier in lower case. For an empty identifier, it is absent and the log gets a record.
 [[nodiscard]] TESSALY_EXPORT std::string sectionKey(std::string_view identifier);
 [[nodiscard]] TESSALY_EXPORT std::string entryLetter(std::string_view letter);
 
 }  // namespace detail
 
-/// One entry for each letter of the alphabet, in its order. It leads to the first item whose identifier begins with
-/// that letter, in either case; if there is none, where the entry before it leads, and before the first of them all to
-/// the first item. No entries if there are no items.
+/// One entry for each letter of the alphabet, in order. An entry leads to the first item whose identifier begins with
+/// that letter, in either case. Without such an item, it leads to the target of the entry before it. The first entry
+/// then leads to the first item. Without items there are no entries.
 ///
-/// Letters match as they are written, so those of the alphabet must be in lower case. Items whose identifiers begin
-/// with something else, an accented letter for example, are led to by no entry. An empty identifier is reported in the
-/// log, and its item left out. Ill-formed UTF-8 counts as U+FFFD.
+/// Letters match exactly, so the alphabet must be in lower case. No entry leads to an item with another first
+/// character, such as an accented letter. An empty identifier is logged, and its item is left out. Ill-formed UTF-8
+/// counts as U+FFFD.
 ///
-/// Thread contract: thread-safe. One call of `sectionIdentifier` for each item, from the last to the first.
+/// Thread contract: thread-safe. Calls `sectionIdentifier` once for each item, from the last to the first.
 ///
 ///     const std::vector<std::string> fruits{"apple", "avocado", "cherry"};
 ///     const auto index = AlphabetHelpers::generateAlphabetItems(fruits, AlphabetHelpers::alphabet, std::identity());
@@ -82,7 +82,7 @@ template <std::ranges::bidirectional_range Items, std::ranges::input_range Alpha
   return entries;
 }
 
-/// The same for an alphabet that is written down: `{"a", "ä", "b"}`.
+/// The same for an alphabet in braces: `{"a", "ä", "b"}`.
 template <std::ranges::bidirectional_range Items, typename SectionIdentifier>
 [[nodiscard]] auto generateAlphabetItems(const Items& items, std::initializer_list<std::string_view> alphabet,
                                          SectionIdentifier sectionIdentifier) {

@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether the widths are equal or differ by less than the tolerance, and the heights too.
+/// Whether both the widths and the heights are equal or differ by less than the tolerance.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool isApproximatelyEqual(const CGSize& size, const CGSize& other, CGFloat tolerance) noexcept {

@@ -8,22 +8,22 @@
 
 namespace Tessaly::inline v1::Character {
 
-// A character is a user-perceived one, as `Text::GraphemeClusters` gives them. Of a longer text the first character
-// counts; the empty text is no emoji. Every maximal ill-formed subsequence counts as one U+FFFD.
+// A character is user-perceived, as in `Text::GraphemeClusters`. In a longer text, the first character counts. The
+// empty text is not an emoji. Every maximal ill-formed subsequence counts as one U+FFFD.
 
-/// Whether the first scalar has Unicode's property Emoji and is U+238D or beyond: so neither a digit nor U+00A9, but a
-/// lone regional indicator.
+/// Whether the first scalar has Unicode's property Emoji and is U+238D or above. Digits and U+00A9 are excluded; a
+/// single regional indicator is included.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isSimpleEmoji(std::string_view character) noexcept;
 
-/// Whether there are two or more scalars, the first of which has Unicode's property Emoji: a digit with the enclosing
-/// keycap, U+00A9 with the emoji variation selector, a flag, a family.
+/// Whether there are at least two scalars, and the first has Unicode's property Emoji. Examples are a digit with the
+/// enclosing keycap, U+00A9 with the emoji variation selector, a flag and a family.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCombinedIntoEmoji(std::string_view character) noexcept;
 
-/// Whether it is one or the other.
+/// Whether one of the two holds.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -10,8 +10,7 @@
 
 namespace Tessaly::inline v1::Collection {
 
-/// The element at an index, or nothing when the collection has no such index. `at` of the standard containers throws
-/// instead.
+/// The element at an index. Absent if the collection has no such index. `at` of the standard containers throws instead.
 ///
 /// Thread contract: thread-safe.
 ///

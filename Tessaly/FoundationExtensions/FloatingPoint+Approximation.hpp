@@ -23,7 +23,7 @@ template <std::floating_point T>
   return std::abs(value) < detail::epsilon<T>;
 }
 
-/// Whether two values are equal, or differ by less than the tolerance. Two infinities of one sign are equal; NaN equals
+/// Whether two values are equal or differ by less than the tolerance. Infinities of the same sign are equal. NaN equals
 /// nothing.
 ///
 /// Thread contract: thread-safe.
@@ -33,8 +33,8 @@ template <std::floating_point T>
   return value == other || std::abs(value - other) < tolerance;
 }
 
-/// Whether two values are equal, or differ by less than a tolerance that grows with the first: a hundred-thousandth of
-/// its absolute value, and at least 1e-5. Only the first counts, so exchanging large values may change the answer.
+/// Whether two values are equal or differ by less than a relative tolerance. The tolerance is 1e-5 times the absolute
+/// value of the first, and at least 1e-5. Exchanging large values may therefore change the answer.
 ///
 /// Thread contract: thread-safe.
 ///

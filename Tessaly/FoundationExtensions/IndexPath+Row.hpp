@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The item number of a path, by the name that tables have for it. Stops the process when the path is shorter.
+/// The item number of a path, under the name that tables use. Stops the process if the path is shorter.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline std::int64_t row(const IndexPath& path) noexcept { return path.item(); }

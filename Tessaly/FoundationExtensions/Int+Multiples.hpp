@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::Int {
 
-/// An integer type whose every value a signed integer of 64 bits has.
+/// An integer type whose values all fit in a signed integer of 64 bits.
 template <typename T>
 concept Fitting = std::integral<T> && !std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < 8);
 
@@ -20,13 +20,13 @@ namespace detail {
 [[nodiscard]] TESSALY_EXPORT std::int64_t nearestTowardZeroMultiple(std::int64_t value, std::int64_t divisor) noexcept;
 }  // namespace detail
 
-/// The number of characters of the value's decimal text. A minus sign counts: -12 has 3. 0 has 1.
+/// The number of characters of the decimal text. A minus sign counts: -12 has 3 characters, 0 has 1.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] std::int64_t digits(Fitting auto value) noexcept { return detail::digits(value); }
 
-/// The multiple of `divisor` that is nearest to the value, of two equally near ones that which is farther from zero.
-/// The quotient is computed in double precision. For the divisor -1 the value itself.
+/// The multiple of `divisor` nearest to the value. Of two equally near multiples, the one farther from zero. The
+/// quotient is computed in double precision. For the divisor -1, the value itself.
 ///
 /// Stops the process for the divisor 0 and on overflow.
 ///
@@ -37,18 +37,18 @@ namespace detail {
   return detail::nearestMultiple(value, divisor);
 }
 
-/// The value if it is a multiple of `divisor`, otherwise the quotient, its fraction cut off, plus one, times `divisor`.
-/// A negative value that is no multiple of a positive divisor comes out one multiple above its ceiling: -5 with 3 gives
-/// 0. For the divisor -1 the value itself.
+/// The value if it is a multiple of `divisor`. Otherwise the quotient is truncated toward zero, increased by one, and
+/// multiplied by `divisor`. With a positive divisor, a negative value becomes one multiple too large: -5 with 3 gives
+/// 0, and not -3. For the divisor -1, the value itself.
 ///
-/// Stops the process for the divisor 0, unless the value is 0, and on overflow.
+/// Stops the process on overflow, and for the divisor 0 unless the value is 0.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] std::int64_t nearestUpMultiple(Fitting auto value, Fitting auto divisor) noexcept {
   return detail::nearestUpMultiple(value, divisor);
 }
 
-/// The quotient, its fraction cut off, times `divisor`. For the divisor -1 the value itself.
+/// The quotient, truncated toward zero, times `divisor`. For the divisor -1, the value itself.
 ///
 /// Stops the process for the divisor 0, unless the value is 0.
 ///

@@ -11,12 +11,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A text that the data gives either as a map by language, under one key, or plainly, under another.
+/// Decodes a text that the data contains either as a map by language, under one key, or plainly, under another key.
 ///
-/// Of a map it is the text in the first of the main bundle's preferred localisations if that is a key, else in "en",
-/// else it is empty. Without a map, or with one that does not decode, it is the text under `fallbackKey`, or empty
-/// where there is no such key. Throws the `DecodingError` of the fallback's text only. Stops the process when the
-/// bundle prefers no localisation.
+/// A map gives the text of the first preferred localisation of the main bundle, else that of "en", else the empty text.
+/// If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text without that key.
+/// Only the fallback throws a `DecodingError`. Stops the process if the bundle prefers no localisation.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string decodeLocalizedValue(const KeyedDecodingContainer& container,

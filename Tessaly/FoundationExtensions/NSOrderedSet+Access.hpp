@@ -12,8 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The element at an index, or nothing when the index is the count or more. Throws `std::out_of_range` for a negative
-/// one.
+/// The element at an index. Absent if the index is the count or more. Throws `std::out_of_range` for a negative index.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -25,7 +24,7 @@ template <typename Element, typename Hash, typename Equal>
   return items.object(index);
 }
 
-/// The index of an equal element, or nothing. Costs what `index` does.
+/// The index of an equal element. Absent without one. Costs the same as `index`.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>
@@ -36,8 +35,8 @@ template <typename Element, typename Hash, typename Equal>
   return index;
 }
 
-/// The object at an index as one of a derived class, unchecked: that it is one is the caller's word. Throws
-/// `std::out_of_range` when there is no such index.
+/// The object at an index, cast to a derived class without a check. The caller guarantees the class. Throws
+/// `std::out_of_range` if there is no such index.
 ///
 /// Thread contract: thread-safe.
 template <typename T, typename Root, typename Hash, typename Equal>

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Where a block of items goes, counted without them. Throws `MoveError`.
+/// The position of a moved block among the other items. Throws `MoveError`.
 [[nodiscard]] TESSALY_EXPORT std::int64_t destinationOfBlock(std::int64_t count, const std::set<std::int64_t>& indexes,
                                                              std::int64_t destination, bool includeDestinationIndex);
 [[noreturn]] TESSALY_EXPORT void throwNothingOnTheLeft();
@@ -20,15 +20,15 @@ namespace detail {
 
 }  // namespace detail
 
-/// A copy in which the items at the indexes stand as one block, in their order, before the item that was at
-/// `destination`, or at the end if that is the count. With `includeDestinationIndex` they stand after that item, unless
-/// it is the last one. Items that end right before the destination stay where they are, one alone excepted.
+/// A copy in which the items at the indexes form one block, in their order. The block precedes the item at
+/// `destination`, or ends the set if `destination` is the count. With `includeDestinationIndex` it follows that item,
+/// unless that item is the last one. Two or more items that end right before the destination stay in place.
 ///
-/// Throws `MoveError`, whose text says what is wrong, when all items would move, an index is the count or more, or the
-/// destination is more than the count. Throws `std::out_of_range` for negative indexes, and where a block is to stand
-/// after the last of the items that stay: that of 3 and 4 of five, included at 5, is one.
+/// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
+/// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes and for a
+/// block after the last staying item, such as items 3 and 4 of five, included at 5.
 ///
-/// Thread contract: thread-safe. O(n) in the order; the items themselves are shared.
+/// Thread contract: thread-safe. O(n) in the order. The copies share the items.
 ///
 ///     const NSOrderedSet<std::string> rows{"A", "B", "C", "D", "E"};
 ///     const auto moved = movingItems(rows, {1, 2}, 3, true);  // A, D, B, C, E
@@ -43,10 +43,10 @@ template <typename Element, typename Hash, typename Equal>
   return moved;
 }
 
-/// A copy in which each of the items stands one place nearer to the start. Neighbours travel together.
+/// A copy in which each of the items is one position nearer to the start. Neighbours move together.
 ///
-/// Throws `MoveError` when one of them is the first, or has a negative index, and `std::out_of_range` when an index is
-/// the count or more.
+/// Throws `MoveError` if an item is the first or an index is negative. Throws `std::out_of_range` if an index is the
+/// count or more.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>
@@ -60,9 +60,9 @@ template <typename Element, typename Hash, typename Equal>
   return moved;
 }
 
-/// A copy in which each of the items stands one place nearer to the end. Neighbours travel together.
+/// A copy in which each of the items is one position nearer to the end. Neighbours move together.
 ///
-/// Throws `MoveError` when one of them is the last, or has an index beyond, and `std::out_of_range` when an index is
+/// Throws `MoveError` if an item is the last or an index is beyond it. Throws `std::out_of_range` if an index is
 /// negative.
 ///
 /// Thread contract: thread-safe.

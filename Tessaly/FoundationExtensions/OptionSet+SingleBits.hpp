@@ -31,12 +31,12 @@ constexpr auto rawValueOf(const T& options) {
 
 }  // namespace detail
 
-/// A set of options, one for each bit of an integer: an enumeration, or a class with `rawValue()` that is made of one.
+/// A set of options with one bit each: an enumeration, or a class with `rawValue()` and a constructor from the raw
+/// value.
 template <typename T>
 concept Options = std::is_enum_v<T> || detail::HasRawValue<T>;
 
-/// The options of a set one by one: for each bit that is set, from the least significant one upward, the options that
-/// have only that bit. None for the empty set. The bit of a sign is the last.
+/// The single options of a set, from the least significant bit upward. An empty set has none. A sign bit comes last.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -11,9 +11,9 @@
 
 namespace Tessaly::inline v1::Int32 {
 
-/// A system call's status code that was not 0, and what was being attempted.
+/// The status code of a failed system call, and a description of the attempt.
 ///
-/// The nearest standard facility is `std::system_error`, which knows only codes that belong to a category.
+/// The nearest standard facility is `std::system_error`, whose codes must belong to a category.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -10,25 +10,25 @@
 
 namespace Tessaly::inline v1::String {
 
-// Characters are user-perceived ones. Every maximal ill-formed subsequence of the UTF-8 counts as one U+FFFD; what is
-// not changed keeps its bytes.
+// Characters are user-perceived ones. Every maximal ill-formed subsequence of the UTF-8 counts as one U+FFFD. Unchanged
+// parts keep their bytes.
 
-/// Whether one of the characters is an emoji (`Character::isEmoji`). Stops at the first. Allocates nothing.
+/// Whether the text contains an emoji (`Character::isEmoji`). Stops at the first one. Allocates nothing.
 ///
 /// Thread contract: thread-safe. O(n).
 ///
 ///     const bool isPlain = !String::containsEmoji("Call me at 10 ©");  // true
 [[nodiscard]] TESSALY_EXPORT bool containsEmoji(std::string_view text) noexcept;
 
-/// The first characters and "...", or the whole text if it has fewer. A text of exactly that length gets its "..." too.
-/// A negative length stops the process.
+/// The first characters and "...", or the whole text if it has fewer. A text of exactly that length gets "...", too. A
+/// negative length stops the process.
 ///
 /// Thread contract: thread-safe. O(length).
 ///
 ///     const std::string title = String::truncated("abcdef", 3);  // abc...
 [[nodiscard]] TESSALY_EXPORT std::string truncated(std::string_view text, std::int64_t length);
 
-/// Puts the first character into upper case, by the mappings of no language in particular; it may become more than one.
+/// Capitalises the first character, independently of any language. It may become more than one character.
 ///
 /// Thread contract: thread-safe, except on the same text.
 TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
@@ -38,7 +38,7 @@ TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string firstCharacterUppercased(std::string_view text);
 
-/// The text without its last character if that is a full stop, otherwise all of it. A view into the text.
+/// The text without a full stop at its end, as a view into the text.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastPointRemoved(std::string_view text) noexcept;

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::String {
 
-/// The parts of a colour, each from 0 to 255.
+/// The components of a colour, from 0 to 255.
 struct ColorIntegerComponents {
   std::int64_t red = 0;
   std::int64_t green = 0;
@@ -20,7 +20,7 @@ struct ColorIntegerComponents {
   friend bool operator==(const ColorIntegerComponents&, const ColorIntegerComponents&) noexcept = default;
 };
 
-/// The parts of a colour, each from 0.0 to 1.0.
+/// The components of a colour, from 0.0 to 1.0.
 struct ColorComponents {
   double red = 0;
   double green = 0;
@@ -30,8 +30,8 @@ struct ColorComponents {
   friend bool operator==(const ColorComponents&, const ColorComponents&) noexcept = default;
 };
 
-/// Reads a colour in hexadecimal, with or without "#" before it: RGB, RGBA, RRGGBB or RRGGBBAA, in either case. Nothing
-/// for any other text. Digits are those of ASCII; ill-formed UTF-8 has none. Allocates nothing.
+/// Parses a hexadecimal colour, with or without "#": RGB, RGBA, RRGGBB or RRGGBBAA, in either case. Absent for any
+/// other text. Only ASCII digits count. Allocates nothing.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -39,7 +39,7 @@ struct ColorComponents {
 [[nodiscard]] TESSALY_EXPORT std::optional<ColorIntegerComponents> hexColorIntegerComponents(
     std::string_view text) noexcept;
 
-/// The same, each part divided by 255.
+/// The same, each component divided by 255.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<ColorComponents> hexColorComponents(std::string_view text) noexcept;

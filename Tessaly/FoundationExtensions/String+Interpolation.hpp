@@ -22,11 +22,11 @@ inline void append(std::ostream& stream, std::string_view more) { stream << more
 
 }  // namespace detail
 
-/// What a text is built in: a `std::string`, to whose end things are appended, or a stream.
+/// A destination for text: a `std::string`, which grows at its end, or a stream.
 template <typename Target>
 concept Interpolation = std::same_as<Target, std::string> || std::derived_from<Target, std::ostream>;
 
-/// Appends the description of an optional's value, or `whenNil` if it has none.
+/// Appends the description of an optional's value, or `whenNil` if the optional is empty.
 ///
 /// Thread contract: thread-safe, except on the same text.
 ///
@@ -37,8 +37,8 @@ void appendInterpolation(Target& text, const std::optional<T>& optional, std::st
   detail::append(text, optional ? Optional::description(*optional) : std::string(whenNil));
 }
 
-/// Appends, for each element in order, the description of a value that it has, joined by ", ". The key path is a
-/// member, a member function, a key path, or any function of an element.
+/// Appends one value of each element in order, joined by ", ". The key path selects the value: a member, a member
+/// function, a key path, or any function of an element.
 ///
 /// Thread contract: thread-safe, except on the same text.
 ///

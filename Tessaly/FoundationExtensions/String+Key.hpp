@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::String {
 
-/// What the Return and Escape keys type.
+/// The characters of the Return and Escape keys.
 struct Key {
   std::string_view enter = "\r";
   std::string_view escape = "\x1B";

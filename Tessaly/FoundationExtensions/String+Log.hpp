@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1::String {
 
-/// The text on one line: every run of white space (Unicode's property White_Space, line feeds among it) becomes one
-/// blank, also at the ends. Bytes that are not UTF-8 stay as they are. O(n).
+/// The text on one line: every run of white space (Unicode's property White_Space, including line feeds) becomes one
+/// space, also at the ends. Bytes that are not UTF-8 stay unchanged. O(n).
 ///
 /// Thread contract: thread-safe.
 ///

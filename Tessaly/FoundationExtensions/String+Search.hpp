@@ -10,11 +10,11 @@
 
 namespace Tessaly::inline v1::String {
 
-/// The text as a search compares it: every script in Latin letters, those without their marks, in lower case. What has
-/// no such form stays as it is, but for ill-formed UTF-8, of which every maximal subsequence becomes U+FFFD.
+/// The text in the form that searches compare: all scripts in Latin letters without marks, in lower case. Text without
+/// such a form stays unchanged. Every maximal ill-formed subsequence becomes U+FFFD.
 ///
-/// It is the transform "Any-Latin; Latin-ASCII; Lower" of ICU as a whole. The first call for a text that is not Latin
-/// makes that transform, which takes some ten milliseconds.
+/// The result equals ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with text that is not Latin makes
+/// that transform, in about 10 ms.
 ///
 /// Thread contract: thread-safe. Text in Latin letters does not go through ICU.
 ///

@@ -29,20 +29,21 @@ namespace detail {
           static_cast<std::uint8_t>(code >> 8), static_cast<std::uint8_t>(code)};
 }
 
-/// The bytes, the most significant one first, as ASCII; "no ascii" if they are not. `string` reads the other way round.
+/// The bytes as ASCII, the most significant one first, or "no ascii" if they are not ASCII. `string` uses the opposite
+/// order.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     const std::string code = UInt32::characters(std::uint32_t{1094861636});  // ABCD
 [[nodiscard]] std::string characters(std::same_as<std::uint32_t> auto code) { return detail::characters(code); }
 
-/// The bytes, the least significant one first, as UTF-8; nothing if they are not. `characters` reads the other way
-/// round.
+/// The bytes as UTF-8, the least significant one first. Absent if they are not UTF-8. `characters` uses the opposite
+/// order.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] std::optional<std::string> string(std::same_as<std::uint32_t> auto code) { return detail::string(code); }
 
-/// The size of a type in bytes, as `sizeof` has it. Stops the process when 32 bits do not have it.
+/// The size of a type in bytes, as in `sizeof`. Stops the process if the size does not fit in 32 bits.
 ///
 /// Thread contract: thread-safe.
 template <typename T>
@@ -51,7 +52,7 @@ template <typename T>
   return static_cast<std::uint32_t>(sizeof(T));
 }
 
-/// The size of a value's type.
+/// The size of the value's type.
 ///
 /// Thread contract: thread-safe.
 template <typename T>

@@ -8,9 +8,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// Hands out integers, each one more than the one before.
+/// Generates integers, each larger by one than the previous one.
 ///
-/// Who shares one puts it into a `Mutex`. `UUID` gives identifiers that nobody else has either.
+/// To share a generator, put it into a `Mutex`. `UUID` gives identifiers that are unique across processes.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -20,10 +20,10 @@ class UniqueIDsGenerator {
  public:
   explicit constexpr UniqueIDsGenerator(std::int64_t start) noexcept : current_(start) {}
 
-  /// The one that was handed out last; at first, the start.
+  /// The last generated integer, at first the start.
   [[nodiscard]] constexpr std::int64_t current() const noexcept { return current_; }
 
-  /// The next one. Stops the process when 64 bits have no more.
+  /// The next integer. Stops the process if 64 bits cannot hold it.
   TESSALY_EXPORT std::int64_t next() noexcept;
 
  private:

@@ -17,7 +17,7 @@ namespace {
 using Channel = asio::experimental::channel<void(asio::error_code, std::int64_t)>;
 using ConcurrentChannel = asio::experimental::concurrent_channel<void(asio::error_code, std::int64_t)>;
 
-/// Sends, and stops the program rather than time a send that was refused.
+/// Sends. A refused send stops the program instead of being timed.
 template <typename AnyChannel>
 void send(AnyChannel& channel, std::int64_t value) {
   if (!channel.try_send(asio::error_code(), value)) std::abort();

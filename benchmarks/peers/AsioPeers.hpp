@@ -3,7 +3,7 @@
 
 #include "Batch.hpp"
 
-/// What Asio offers beside tasks, streams, the main queue and timers.
+/// The facilities of Asio beside tasks, streams, the main queue and timers.
 namespace Tessaly::Benchmarks::AsioPeers {
 
 /// One `awaitable` that makes and awaits `count` others, each returning an integer.
@@ -11,37 +11,37 @@ Batch awaitAwaitables(int count);
 /// The same with `experimental::coro`.
 Batch awaitCoros(int count);
 
-/// `coroutines` on a pool of two threads that post themselves to the pool, `count` times together.
+/// `coroutines` coroutines on a pool of two threads. They post themselves to the pool, `count` times together.
 Batch postToPool(int count, int coroutines);
 
-/// `count` times from the main thread: spawn a coroutine on a pool of two threads, and wait for its result.
+/// `count` times from the main thread: spawns a coroutine on a pool of two threads, and waits for its result.
 Batch spawnAndWait(int count);
 /// The same from a coroutine of the pool, which awaits the result.
 Batch spawnAndAwait(int count);
 
-/// One coroutine on a pool of two threads that has a function called on a strand and awaits it, `count` times.
+/// One coroutine on a pool of two threads. It runs a function on a strand and awaits it, `count` times.
 Batch strandRoundTrip(int count);
 
-/// One coroutine that sends `depth` elements into a channel and then receives them, until `count` went through.
+/// One coroutine that sends `depth` elements into a channel and then receives them, up to `count` elements.
 Batch sendThenReceive(int count, int depth);
-/// A coroutine that waits in `async_receive`, and one that sends and posts itself behind it, `count` times; both on one
+/// A coroutine that waits in `async_receive`, and one that sends and posts itself behind it, `count` times, on one
 /// thread.
 Batch sendToWaitingReceiver(int count);
-/// One thread sends `count` elements as fast as it can, a coroutine on a pool of one thread receives them.
+/// One thread sends `count` elements as fast as it can. A coroutine on a pool of one thread receives them.
 Batch sendAcrossThreads(int count);
 
-/// `count` elements are sent, each into every one of the listeners' channels.
+/// Sends `count` elements, each into the channel of every listener.
 SendingBatch broadcast(int count, int listeners);
 
 /// From a pool thread to a context that the calling thread runs, and back, `count` times.
 Batch mainRoundTrip(int count);
 
-/// Puts a handler into a cancellation slot and takes it away again, `count` times. Not safe between threads.
+/// Puts a handler into a cancellation slot and removes it, `count` times. Not safe between threads.
 Batch cancellationSlot(int count);
 
-/// Spawns a coroutine that waits for a timer an hour ahead, and cancels it when it waits, `count` times.
+/// Spawns a coroutine that waits for a timer an hour ahead, and cancels it during the wait, `count` times.
 Batch sleeperCancelled(int count);
-/// One coroutine that lets a timer of `microseconds` expire, `count` times.
+/// One coroutine that waits for a timer of `microseconds`, `count` times.
 Batch timerExpired(int count, int microseconds);
 
 }  // namespace Tessaly::Benchmarks::AsioPeers

@@ -55,7 +55,7 @@ asio::awaitable<void> visit(asio::strand<asio::thread_pool::executor_type> stran
   benchmark::DoNotOptimize(visits);
 }
 
-/// The hops of `mainRoundTrip`, one after the other.
+/// The hops of `mainRoundTrip`, in order.
 struct RoundTrips {
   asio::io_context main;
   asio::thread_pool pool{1};

@@ -5,12 +5,11 @@
 
 namespace Tessaly::Benchmarks {
 
-/// A side prepared for timing: every call performs as many operations as its maker was told. Peers whose headers are
-/// heavy, or do not go together with ours in one file, are handed out like this; the call is paid once a batch.
+/// A side that is ready for timing: every call performs a fixed number of operations. Peers with heavy or incompatible
+/// headers are made this way, so a batch pays for one call.
 using Batch = std::function<void()>;
 
-/// A side of which only the sending is timed: what was sent is taken out again between the calls, so that nothing
-/// grows.
+/// A side that is timed only while it sends. The values are taken out between the calls, so that nothing grows.
 struct SendingBatch {
   Batch send;
   Batch receiveAll;

@@ -9,10 +9,10 @@
 #include <memory>
 #include <string>
 
-/// Ways of following a file.
+/// Peers that observe a file.
 namespace Tessaly::Benchmarks::FilePeers {
 
-/// Follows a file that holds a number: reads it, on a thread of its own, whenever it is told that it was written.
+/// Observes a file that holds a number. It reads the file on its own thread after every notification.
 class Reader {
  public:
   explicit Reader(const std::string& path) : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}

@@ -8,7 +8,7 @@
 namespace Tessaly::Benchmarks::GLibPeers {
 namespace {
 
-/// The hops of `mainRoundTrip`, one after the other.
+/// The hops of `mainRoundTrip`, in order.
 class RoundTrips {
  public:
   RoundTrips() : pool_(g_thread_pool_new(&toMain, nullptr, 1, TRUE, nullptr)) {}

@@ -5,15 +5,14 @@
 
 #include "Batch.hpp"
 
-/// What GLib offers beside the main queue and timers.
+/// The facilities of GLib beside the main queue and timers.
 namespace Tessaly::Benchmarks::GLibPeers {
 
 /// From a thread of a `GThreadPool` to the default main context, which the calling thread runs, and back, `count`
 /// times.
 Batch mainRoundTrip(int count);
 
-/// Attaches a timeout source to a main context and destroys it, `count` times, while others wait that are due in half
-/// an hour.
+/// Attaches a timeout source to a main context and destroys it, `count` times, while others wait for 30 minutes.
 Batch timerCancelled(int count, int others, std::chrono::milliseconds delay);
 
 }  // namespace Tessaly::Benchmarks::GLibPeers

@@ -8,13 +8,13 @@
 
 namespace Tessaly::Benchmarks::GLibPeers {
 
-/// A GObject with one property, "value", that notifies when it is set to another value.
+/// A GObject with one property, "value", that notifies about a different value.
 class Counter {
  public:
   Counter();
 
   void setValue(std::int64_t value);
-  /// Calls the function, with the address, after each change.
+  /// Calls the function with the given address after each change.
   void connect(void (*onChange)(std::int64_t* count), std::int64_t* count);
 
  private:

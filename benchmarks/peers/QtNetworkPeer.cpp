@@ -7,7 +7,7 @@
 namespace Tessaly::Benchmarks {
 namespace {
 
-/// The one that stands on GLib: the other wants NetworkManager. Null where neither works.
+/// The backend on GLib, because the other one needs NetworkManager. Null if neither works.
 QNetworkInformation* information() {
   static QNetworkInformation* const shared = [] {
     static int count = 1;

@@ -6,7 +6,7 @@
 
 #include "Batch.hpp"
 
-/// What Qt offers beside colours and versions. Its texts are UTF-16; those of the batches are made before.
+/// The facilities of Qt beside colours and versions. Its texts are UTF-16; those of the batches are made in advance.
 namespace Tessaly::Benchmarks::QtPeers {
 
 /// `QColor::fromString` of each text.

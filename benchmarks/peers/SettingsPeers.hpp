@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-/// What else keeps an application's settings. Each begins with `keys` integers under "key0", "key1" and so on, in a
-/// file of the folder; with none, it has what a former one has left there.
+/// Other stores for the settings of an application. Each begins with `keys` integers under "key0", "key1" and so on, in
+/// a file of the directory. Without keys it opens the file of an earlier store.
 namespace Tessaly::Benchmarks::SettingsPeers {
 
 class Store {
@@ -25,22 +25,21 @@ std::string keyName(int number);
 
 /// `QSettings` in its own format.
 std::shared_ptr<Store> qSettings(const std::string& folder, int keys, Sync sync);
-/// `GKeyFile`; with a sync it saves the file after each write.
+/// `GKeyFile`. The variant with a sync saves the file after each write.
 std::shared_ptr<Store> keyFile(const std::string& folder, int keys, Sync sync);
-/// `GSettings` on its keyfile backend. The schema, which is compiled here, names all keys if they are 1000 at most, or
-/// else only the middle one: compiling it takes time with the square of the keys, minutes for 100,000. The file always
-/// has all keys.
+/// `GSettings` on its keyfile backend. The schema names all keys if there are at most 1,000, else only the middle one.
+/// Its compile time grows with the square of the keys, to minutes for 100,000. The file always has all keys.
 std::shared_ptr<Store> gSettings(const std::string& folder, int keys);
 
-/// Two processes that follow one file by `GSettings`: this one changes "key0", the other, which runs
-/// `gSettingsEcho(folder)`, answers under "key1".
+/// Two processes that observe one file by `GSettings`. This one changes "key0". The other one runs
+/// `gSettingsEcho(folder)` and answers under "key1".
 class Conversation {
  public:
   Conversation() = default;
   Conversation(const Conversation&) = delete;
   Conversation& operator=(const Conversation&) = delete;
   virtual ~Conversation() = default;
-  /// Until the other process is there; it sets "key2".
+  /// Until the other process exists, which sets "key2".
   virtual void waitForTheOther() = 0;
   virtual void roundTrip() = 0;
 };

@@ -10,7 +10,7 @@
 
 namespace Tessaly::Benchmarks {
 
-/// Where the slot of a signal puts what it is called with, until a listener takes it out: what a stream's buffer does.
+/// Stores the arguments of a slot until a listener takes them out, like the buffer of a stream.
 struct SignalListener {
   void receive(std::int64_t value) {
     const std::lock_guard guard(mutex);

@@ -67,7 +67,7 @@ class BareCoroutine {
   std::coroutine_handle<promise_type> coroutine_;
 };
 
-// Not inlined, or else the compiler would see through both coroutines and leave the frame out.
+// Not inlined. Otherwise the compiler would remove the frames of both coroutines.
 [[gnu::noinline]] BareCoroutine answer(int value) { co_return value; }
 
 BareCoroutine awaitAnswers(int count) {

@@ -24,7 +24,7 @@ struct Link {
   }
 };
 
-/// A queue, and a thread that pops a number of elements whenever it is told to.
+/// A queue, and a thread that pops a number of elements on request.
 class Popper {
  public:
   Popper() : thread_([this] { serve(); }) {}

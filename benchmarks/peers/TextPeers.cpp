@@ -23,7 +23,7 @@ struct CloseIterator {
   void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
 };
 
-/// Walks over a text; the function gets the bounds of each character and says whether to go on.
+/// Walks over a text. The function receives the bounds of each character and returns whether to continue.
 template <typename Function>
 auto walkByICU(const std::string& text, Function function) {
   UErrorCode status = U_ZERO_ERROR;

@@ -5,23 +5,23 @@
 #include <functional>
 #include <string>
 
-/// What ICU and utf8proc offer beside characters and searches.
+/// The facilities of ICU and utf8proc beside characters and searches.
 namespace Tessaly::Benchmarks::TextPeers {
 
-/// Counts something in the text that it was made with.
+/// Counts something in its text.
 using Counter = std::function<std::int64_t()>;
 
-/// Characters by a break iterator that is kept, over the UTF-8 itself.
+/// Characters by a reused break iterator, over the UTF-8 itself.
 Counter charactersByICU(const std::string& text);
 /// Characters by `utf8proc_grapheme_break_stateful`.
 Counter charactersByUtf8proc(const std::string& text);
 
-/// Whether a character is an emoji, told as ours tells it: by the first scalar, and whether there are more.
+/// Whether a character is an emoji, by the same rule as ours: the first scalar, and whether others follow.
 Counter emojiByICU(const std::string& text);
-/// The same with utf8proc's boundaries. It has no property Emoji; that of ICU serves.
+/// The same with utf8proc's boundaries. The property Emoji comes from ICU, because utf8proc lacks it.
 Counter emojiByUtf8proc(const std::string& text);
 
-/// The transform for searches by a transliterator that is kept, from UTF-8 to UTF-8.
+/// The transform for searches by a reused transliterator, from UTF-8 to UTF-8.
 std::function<std::string()> transformedByICU(const std::string& text);
 
 }  // namespace Tessaly::Benchmarks::TextPeers

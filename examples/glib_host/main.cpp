@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A GLib application without a window. Its main loop serves the library's main queue through one adapter; its work runs
-// on the pool, and what would touch a window runs on the main thread. It ends with 0 if all that it saw was right.
+// A GLib application without a window. Its main loop serves the library's main queue through one adapter. Its work runs
+// on the pool, and code that would touch a window runs on the main thread. It ends with 0 if all results were correct.
 
 #include <cstdio>
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Tessaly;
 
-/// What stands for the application's window: to be touched on the main thread only.
+/// A stand-in for the application's window. Use it on the main thread only.
 class Window {
  public:
   explicit Window(GMainLoop* loop) : loop_(loop) {}
@@ -49,7 +49,7 @@ int countPrimes(int first, int last) {
   return count;
 }
 
-/// A search on the pool that tells the window how far it has come.
+/// A search on the pool that reports its progress to the window.
 Async<void> search(Window* window) {
   auto [progress, continuation] = AsyncStream<int>::makeStream();
   Task<bool> work({.isolation = Isolation()}, [continuation] {
@@ -69,7 +69,7 @@ Async<void> search(Window* window) {
   window->expect(primes == 9592, "there are 9592 primes below 100000");
 }
 
-/// A dialog that has its answer from the pool: the nested loop serves the main queue too.
+/// A dialog whose answer comes from the pool. The nested loop serves the main queue, too.
 int ask(Window* window) {
   GMainLoop* dialog = g_main_loop_new(nullptr, FALSE);
   int answer = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A GTK application with a window: a form whose fields are policed by the library's formatters. Saving writes what
-// stands in them to standard output and ends the program. LANG says how numbers are written.
+// A GTK application with a window: a form whose fields are checked by the library's formatters. Saving writes the
+// contents to standard output and ends the program. LANG decides how numbers are written.
 
 #include <gtk/gtk.h>
 
@@ -23,8 +23,8 @@ namespace {
 
 using namespace Tessaly;
 
-/// A little form about a track of music, with a field for each kind of formatter. Below the fields stands what became
-/// of what was typed last.
+/// A small form about a track of music, with a field for each kind of formatter. A line below the fields shows the
+/// outcome of the last input.
 class Form {
  public:
   explicit Form(GMainLoop* loop)

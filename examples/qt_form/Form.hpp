@@ -11,13 +11,13 @@
 
 #include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 
-/// A little form about a track of music, with a field for each kind of formatter. Below the fields stands what became
-/// of what was typed last.
+/// A small form about a track of music, with a field for each kind of formatter. A line below the fields shows the
+/// outcome of the last input.
 class Form : public QWidget {
  public:
   Form();
 
-  /// Called with the form's contents, a line for each field, when the button is pressed.
+  /// Called with the contents of the form, a line for each field, when the user presses the button.
   void onSave(std::function<void(const QString& contents)> handler) { save_ = std::move(handler); }
 
  private:

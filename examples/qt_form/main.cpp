@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A Qt application with a window: a form whose fields are policed by the library's formatters. Saving writes what
-// stands in them to standard output and ends the program. LANG says how numbers are written.
+// A Qt application with a window: a form whose fields are checked by the library's formatters. Saving writes the
+// contents to standard output and ends the program. LANG decides how numbers are written.
 
 #include <QApplication>
 #include <cstdio>

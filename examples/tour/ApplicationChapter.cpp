@@ -30,7 +30,7 @@ std::string firstLine(const char* path) {
   return line;
 }
 
-/// "12" of a line VERSION_ID="12".
+/// "12" in a line VERSION_ID="12".
 std::string versionIdentifier() {
   std::ifstream file("/etc/os-release");
   for (std::string line; std::getline(file, line);) {

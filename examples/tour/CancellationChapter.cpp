@@ -21,7 +21,7 @@ using namespace Tessaly;
 
 constexpr std::size_t workers = 4;
 
-/// What the main thread knows of the work. Only touched there.
+/// The state of the work on the main thread. No other thread touches it.
 struct Board {
   std::size_t done = 0;
   std::size_t ended = 0;
@@ -29,7 +29,7 @@ struct Board {
   std::optional<Task<>> work = std::nullopt;
 };
 
-/// One of the workers: every fourth file, until it is done or cancelled.
+/// One of the workers: every fourth file, until the end or a cancellation.
 Async<void> digestEveryFourth(std::span<const File> files, std::size_t first, Board* board) {
   std::exception_ptr error;
   try {

@@ -11,8 +11,8 @@ struct CommandResult {
   std::string output;
 };
 
-/// Runs a program to its end, and gives its exit status and what it wrote, errors included, without the last line's
-/// end. The status is -1 if it could not be started.
+/// Runs a program to its end. Returns its exit status and its output, errors included, without the last line feed. The
+/// status is -1 if it could not be started.
 CommandResult runCommand(std::vector<std::string> arguments);
 
 }  // namespace Tour

@@ -47,7 +47,7 @@ void tellOfInterpolation(Narrator& narrator) {
 }
 
 void tellOfAuthentication(Narrator& narrator) {
-  // Only whether it is possible: nobody who watches a tour wants to type a password.
+  // Only the possibility is checked, because no viewer of a tour wants to type a password.
   std::exception_ptr obstacle;
   const auto context = AuthenticationBackend::current().makeContext();
   if (context->canEvaluatePolicy(LAPolicy::deviceOwnerAuthentication, obstacle)) {
@@ -63,7 +63,7 @@ void tellOfAuthentication(Narrator& narrator) {
 }
 
 void tellOfThePasteboard(Narrator& narrator) {
-  // The pasteboard is the user's, so the tour only looks.
+  // The pasteboard belongs to the user, so the tour only reads it.
   const PasteboardStatus status = PasteboardBackend::current().status();
   narrator.check(!status.isOwner, "Nothing was put on the pasteboard that nobody asked for");
 }

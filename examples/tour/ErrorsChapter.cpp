@@ -44,7 +44,7 @@ class Descriptor {
   int number_;
 };
 
-/// Connects to a port of this machine that is bound, so that nobody else has it, but not listened to.
+/// Connects to a port of this machine that is bound but has no listener, so that no other process uses it.
 void connectToNobody() {
   const Descriptor bound(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};

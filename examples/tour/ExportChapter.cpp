@@ -22,7 +22,7 @@ namespace {
 
 using namespace Tessaly;
 
-/// A folder for what the chapter writes, which goes with it.
+/// A directory for the files of the chapter, removed at its end.
 class Reports {
  public:
   Reports() {
@@ -57,7 +57,7 @@ void tellOfTheDisk(Narrator& narrator) {
                  "Not more is left than the volume holds, and the folder is named by the application's identifier");
 }
 
-/// Python, as a program that knows such tables, on a file. Its answer, or nothing where there is no Python.
+/// The answer of Python, a program that knows such tables, to a file. Absent without Python.
 std::optional<CommandResult> askPython(Narrator& narrator, const std::string& program, const URL& file) {
   if (runCommand({"python3", "-c", ""}).status != 0) {
     narrator.say("There is no python3 here that could read the table");

@@ -15,15 +15,15 @@ struct File {
   std::uint64_t size;
 };
 
-/// The folder that the tour works on: the system's headers, or what else has many files.
+/// The directory that the tour reads: the headers of the system, or another one with many files.
 std::filesystem::path systemFolder();
 
-/// The regular files below a folder, in no order, without following symbolic links.
+/// The regular files below a directory, in no order. Symbolic links are not followed.
 std::vector<File> filesBelow(const std::filesystem::path& folder);
 
 std::uint64_t totalSize(std::span<const File> files);
 
-/// The first of the files, as many as have this size together.
+/// The first files that together have this size.
 std::span<const File> firstBytes(std::span<const File> files, std::uint64_t size);
 
 using Digest = std::array<std::uint8_t, 32>;

@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 
 constexpr auto patience = 10s;
 
-/// A folder of the tour's own, which goes with it.
+/// A directory of the tour, removed at its end.
 class Folder {
  public:
   Folder() {
@@ -56,7 +56,7 @@ std::string textOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// What an operation gives within ten seconds, if anything.
+/// The result of an operation within 10 s. Absent after that.
 template <typename Element, typename Operation>
 Async<std::optional<Element>> within(Operation operation) {
   const auto task = Task<std::optional<Element>>::detached(
@@ -69,7 +69,7 @@ Async<std::optional<Element>> within(Operation operation) {
   try {
     element = co_await task.value();
   } catch (const CancellationError&) {
-    // That was the limit.
+    // The limit has passed.
   }
   limit.cancel();
   co_return element;
@@ -88,8 +88,8 @@ class Follower {
       : file_(std::move(file)),
         changes_(fileChanges(FileManager::default_(), URL::fileURLWithPath(file_)).makeAsyncIterator()) {}
 
-  /// Has a second process do something to the file, and follows until a change of this kind, or any, was told and the
-  /// file is as it should be then. The changes that were told; none if that did not happen.
+  /// Has a second process change the file. Follows it until a change of this kind, or any, was delivered and the file
+  /// is as expected. Returns the delivered changes, or none if that did not happen.
   Async<std::set<FileChange>> follow(std::string script, std::optional<std::string> end,
                                      std::optional<FileChange> kind) {
     const Task<bool> writer([script = std::move(script), file = file_] { return runShell(script, file); });
@@ -107,7 +107,7 @@ class Follower {
     if (!co_await writer.value()) told.clear();
     co_return told;
   }
-  /// How many changes were told at the last time.
+  /// The number of changes in the last step.
   [[nodiscard]] int count() const { return count_; }
 
  private:
@@ -184,7 +184,7 @@ bool isOpenHere(const std::string& file) {
   });
 }
 
-/// Waits until a condition holds, ten seconds at the most.
+/// Waits until a condition holds, at most 10 s.
 Async<bool> until(std::function<bool()> condition) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (!condition()) {
@@ -202,7 +202,7 @@ Async<void> waitForWrites(Narrator& narrator, const Folder& folder) {
   auto contents = writeFileSystemEventsWithData(files, url, 0.01).makeAsyncIterator();
   const auto first = co_await within<Data>([&] { return contents.next(); });
   narrator.check(first && first->text() == "first", "The contents of a file come at once");
-  // What is written while the file is not watched is not told, so the second process writes until it was heard.
+  // Writes outside the watch are not delivered, so the second process writes until one arrives.
   const Task<bool> writer([file] {
     return runShell(
         "i=0; while [ ! -e \"$0.heard\" ] && [ $i -lt 1000 ]; do printf . >> \"$0\"; sleep 0.01; "
@@ -222,7 +222,7 @@ Async<void> waitForARemoval(Narrator& narrator, const Folder& folder) {
     co_await nextFileSystemDelete(FileManager::default_(), url);
     co_return true;
   });
-  // Whoever waits for the removal of a file needs it to be there at first.
+  // A consumer that waits for the removal of a file needs the file first.
   const bool isWatched = co_await until([&] { return isOpenHere(file) || removal.isFinished(); });
   const bool isRemoved = co_await runShell("rm \"$0\"", file);
   const auto heard = co_await within<bool>([&] { return removal.value(); });

@@ -46,7 +46,7 @@ constexpr std::array<Language, 10> languages{{{"en", "Today"},
                                               {"hi", "आज"},
                                               {"ja", "今日"}}};
 
-/// The numbers in a text, in ASCII digits. Separators within a number are for the caller to know.
+/// The numbers in a text, in ASCII digits. The caller removes the separators within a number.
 std::vector<std::string> numbersIn(std::string_view text) {
   std::vector<std::string> numbers;
   bool continues = false;
@@ -77,7 +77,7 @@ std::string inEveryLanguage(Write write) {
   return line;
 }
 
-/// The digits of a size as it is written for people, by integers alone.
+/// The digits of a size as people read it, computed with integers only.
 std::string digitsOfSize(std::uint64_t bytes) {
   struct Unit {
     std::uint64_t limit;
@@ -150,7 +150,7 @@ void tellOfTheUptime(Narrator& narrator, std::int64_t uptime) {
                                 grouped(static_cast<std::uint64_t>(uptime)), " s divided by 60 in every language"));
 }
 
-/// Dates in Greenwich: the zone of the machine is not this chapter's matter.
+/// Dates in Greenwich, because this chapter does not depend on the zone of the machine.
 void tellOfDates(Narrator& narrator, std::int64_t uptime) {
   const TimeZone greenwich = TimeZone::gmt();
   const TimeZone::Replacement replacement(greenwich);
@@ -188,7 +188,7 @@ void tellOfDates(Narrator& narrator, std::int64_t uptime) {
   narrator.check(areRight, words);
 }
 
-/// Threads write while this one changes the language under them.
+/// Threads write while this thread changes the language.
 void tellOfChangingLanguages(Narrator& narrator) {
   constexpr int changing = -1;
   constexpr int finished = -2;

@@ -10,7 +10,7 @@
 
 namespace Tour {
 
-/// Puts values behind one another: `text("open: ", error)`.
+/// Joins values to one text: `text("open: ", error)`.
 template <typename... Values>
 std::string text(const Values&... values) {
   std::ostringstream stream;
@@ -27,19 +27,20 @@ std::string gigabytes(std::uint64_t bytes);
 /// "0.8 s".
 std::string seconds(std::chrono::nanoseconds duration);
 
-/// Tells the tour on standard output and keeps count of what was right. Used on the main thread only.
+/// Writes the tour to standard output and counts the correct results. Use it on the main thread only.
 class Narrator {
  public:
   Narrator();
 
   void chapter(std::string_view title);
   void say(std::string_view line);
-  /// States what must be so, and whether it is.
+  /// States a condition, and whether it holds.
   void check(bool isRight, std::string_view claim);
-  /// How far a piece of work has come: one line that changes on a terminal, a line for each quarter elsewhere.
+  /// The progress of a piece of work: one changing line on a terminal, a line for each quarter elsewhere.
   void progress(std::size_t done, std::size_t total, std::string_view of);
 
-  /// Sums up. The exit status: 0 only if there was something to check, all of it was right, and all could be told.
+  /// Writes the summary and returns the exit status. It is 0 only if there were checks, all of them passed, and the
+  /// output succeeded.
   int finish();
 
  private:

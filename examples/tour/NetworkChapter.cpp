@@ -56,7 +56,7 @@ std::vector<std::string> linksWithADefaultRoute() {
   return links;
 }
 
-/// Whether a link can carry anything, as the kernel's other files tell.
+/// Whether a link can carry data, according to other files of the kernel.
 bool isRunning(const std::string& link) {
   const std::string state = firstWord("/sys/class/net/" + link + "/operstate");
   return link != "lo" && (state == "up" || state == "unknown");
@@ -73,7 +73,7 @@ void tellOfThePath(Narrator& narrator) {
   std::string listed;
   for (const std::string& link : links) listed += " " + link + (isRunning(link) ? "" : " (not running)");
   narrator.say(links.empty() ? "No link has a default route" : "Default routes lead through" + listed);
-  // That there is such a route does not mean that there is an address to use it with, so only one side is certain.
+  // Such a route may lack a usable address, so only one direction is certain.
   const bool couldLeadOut = std::ranges::any_of(links, isRunning);
   narrator.check(couldLeadOut || path.status() == NWPath::Status::unsatisfied,
                  "A satisfied path has a default route over a link that runs");
@@ -98,7 +98,7 @@ void tellOfTheService(Narrator& narrator) {
     while (status->isOnline) status = co_await iterator.next();
     co_return *status;
   });
-  // NetworkManager may answer meanwhile, so the expense of before will do, too.
+  // NetworkManager may answer meanwhile, so the former expense is correct, too.
   narrator.check(
       !last.isOnline && (last.isExpensive == isExpensive || last.isExpensive == ReachabilityService::isExpensive()),
       "A stream of statuses tells of it, and the expense does not depend on the setting");

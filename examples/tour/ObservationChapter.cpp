@@ -32,8 +32,8 @@ using namespace std::chrono_literals;
 constexpr const char* identifier = "org.example.tour";
 constexpr Default<std::int64_t>::Key volumeKey{"player-volume", 50};
 
-/// Plays files: which of them, and how loud. The queue belongs to the main thread, the position to all, and the volume
-/// is a setting, which any process may change.
+/// Plays files, with a position and a volume. The queue belongs to the main thread, the position to all threads. The
+/// volume is a setting, which any process may change.
 class Player : public MonitorableObject {
  public:
   Property<std::vector<std::string>> queue;
@@ -59,7 +59,7 @@ class Player : public MonitorableObject {
   Default<std::int64_t> volume_{volumeKey};
 };
 
-/// Lets the main queue work until something is so, for at most 10 s.
+/// Runs the main queue until a condition holds, at most 10 s.
 template <typename Condition>
 Async<bool> comesTrue(Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -67,7 +67,7 @@ Async<bool> comesTrue(Condition condition) {
   co_return condition();
 }
 
-/// What each way of following has delivered, all on the main thread.
+/// The deliveries of each kind of observer, all on the main thread.
 struct Delivered {
   std::vector<std::string> inTheFirstPass;
   std::vector<std::string> inPasses;
@@ -95,13 +95,13 @@ Async<void> consume(std::shared_ptr<Player> player, Delivered* delivered) {
   }
 }
 
-/// Changes the volume three times in a row, which is faster than anybody who follows it.
+/// Changes the volume three times in a row, which is faster than any observer.
 Async<void> turnDown(Narrator& narrator, std::shared_ptr<Player> player, const Delivered& delivered) {
   const std::size_t passes = delivered.inPasses.size();
   const std::size_t elements = delivered.asElements.size();
   for (const int volume : {40, 30, 0}) player->setVolume(volume);
   const bool isSo = co_await comesTrue([&] { return delivered.allSay(player->label()); });
-  // One each, and one more where the change before was still being told of.
+  // One each, and one more if the change before was still being delivered.
   narrator.check(isSo && delivered.inPasses.size() <= passes + 2 && delivered.asElements.size() <= elements + 2,
                  text("Three changes of the volume in a row made ", delivered.inPasses.size() - passes, " pass, and ",
                       delivered.asElements.size() - elements, " element: ", delivered.inPasses.back()));
@@ -115,7 +115,7 @@ Async<void> tell(Narrator& narrator) {
   }
   const auto player = std::make_shared<Player>();
   Delivered delivered;
-  // Observers are called wherever something changes.
+  // A change calls its observers on the changing thread.
   using Volumes = std::vector<std::pair<std::int64_t, std::int64_t>>;
   Mutex<Volumes> volumes{Volumes()};
 
@@ -184,7 +184,7 @@ Async<void> tell(Narrator& narrator) {
   narrator.check(now.wrappedValue() == before && player->monitors().isEmpty() && toldOfVolumes().back().second == 80,
                  "Once tokens, monitors and consumer were dropped, only the observer that was kept heard of a change");
   observation.invalidate();
-  volumes.assignWithLock(Volumes());  // A mutex does not destroy what it holds.
+  volumes.assignWithLock(Volumes());  // A mutex does not destroy its value.
 }
 
 }  // namespace

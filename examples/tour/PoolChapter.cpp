@@ -32,7 +32,7 @@ struct Totals {
   std::vector<Digest> digests;
 };
 
-/// Tells how many files are done, and counts what it told. Ends the stream when it goes, whatever happened.
+/// Reports the number of finished files, and counts the reports. Its destructor ends the stream in every case.
 class Reporter {
  public:
   explicit Reporter(AsyncStream<std::size_t>::Continuation reports) : reports_(std::move(reports)) {}
@@ -53,7 +53,7 @@ class Reporter {
   std::atomic<std::size_t> superseded_{0};
 };
 
-/// Walks the folder, one child task for each folder in it. Walking blocks, so it is done outside the pool.
+/// Walks the directory, with one child task for each directory in it. Walking blocks, so it runs outside the pool.
 Async<FileList> list(std::filesystem::path root) {
   co_return co_await withTaskGroup<FileList>([root](TaskGroup<FileList>& group) -> Async<FileList> {
     FileList files;
@@ -71,13 +71,13 @@ Async<FileList> list(std::filesystem::path root) {
   });
 }
 
-/// What came of the work, besides the totals.
+/// The outcome of the work, besides the totals.
 struct Told {
   std::size_t reports;
   std::size_t superseded;
 };
 
-/// Reads each file on a thread that may block, digests it on the pool, and reports how many files are done.
+/// Reads each file on a thread that may block, digests it on the pool, and reports the number of finished files.
 Async<void> digestBatch(std::span<const File> batch, std::size_t first, Mutex<Totals>* totals, Reporter* reporter) {
   for (const File& file : batch) {
     const Data content =
@@ -91,7 +91,7 @@ Async<void> digestBatch(std::span<const File> batch, std::size_t first, Mutex<To
   }
 }
 
-/// Digests all files, a batch in each child task, a few of them at a time.
+/// Digests all files, a batch in each child task, with a few tasks at a time.
 Async<Told> digestAll(std::span<const File> files, Mutex<Totals>* totals,
                       AsyncStream<std::size_t>::Continuation reports) {
   constexpr std::size_t batchSize = 32;
@@ -116,7 +116,7 @@ Async<void> tell(Narrator& narrator) {
   narrator.say(text(grouped(files.size()), " files with ", megabytes(totalSize(files)), " below ", root.native(),
                     "; the first ", grouped(sample.size()), " of them through SHA-256:"));
 
-  // The reports reach this task, which is isolated to the main thread; those that it is too slow for are superseded.
+  // The reports reach this task, which is isolated to the main thread. A newer report replaces one that waits.
   auto [reports, continuation] = AsyncStream<std::size_t>::makeStream(BufferingPolicy::newest(1));
   Mutex<Totals> guarded({.digests = std::vector<Digest>(sample.size())});
   const auto start = std::chrono::steady_clock::now();

@@ -38,8 +38,8 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* identifier = "org.example.tour";
 
-/// A folder for settings of the tour's own, so that it neither reads nor leaves anything among the user's. It goes when
-/// the process ends, after the store was closed.
+/// A directory for the settings of the tour, so that it neither reads nor changes those of the user. It is removed at
+/// the end of the process, after the store was closed.
 class SettingsFolder {
  public:
   SettingsFolder() {
@@ -68,7 +68,7 @@ struct Change {
   SteadyClock::time_point arrival;
 };
 
-/// The changes of the volume, each with its time; ends by itself should one not come within 10 s.
+/// The changes of the volume, each with its time. Ends by itself if none arrives within 10 s.
 class Follower {
  public:
   explicit Follower(const Default<std::int64_t>::Key& key)

@@ -35,7 +35,7 @@ struct Total {
 
 using Totals = ReducedReplayAsyncThrowingStream<Total>;
 
-/// Adds up what a subscriber receives, so many elements or all.
+/// Adds up the elements of a subscriber, up to a number of them or all.
 Async<Total> sumOf(Totals::AsyncIterator* totals, std::optional<std::size_t> limit) {
   Total sum;
   for (std::size_t i = 0; !limit || i < *limit; ++i) {

@@ -50,7 +50,7 @@ Async<void> tellOfIsolation(Narrator& narrator) {
   narrator.check(unguarded == 4000 && wasIsolated, "8 tasks on one serial executor counted to 4,000 without a lock");
 }
 
-/// While every thread of the pool is taken, 40 tasks of low priority queue up, and then one of high priority.
+/// While every thread of the pool is busy, 40 tasks of low priority queue up, and then one of high priority.
 Async<void> tellOfPriorities(Narrator& narrator) {
   const auto threads = static_cast<int>(ProcessInfo::processInfo().activeProcessorCount());
   std::atomic<int> taken = 0;
@@ -72,7 +72,7 @@ Async<void> tellOfPriorities(Narrator& narrator) {
   start(TaskPriority::high, [&] { place = ++started; });
   isFree = true;
   for (const Task<>& task : tasks) co_await task.finished();
-  // Those that other threads of the pool took right behind it may have been counted first.
+  // Other threads of the pool may have taken tasks right behind it and counted them first.
   narrator.check(place <= threads, text("A task of high priority, last of 41 in the queue, was number ", place));
 
   Task<TaskPriority> low({.priority = TaskPriority::background, .isolation = Isolation()}, []() -> Async<TaskPriority> {

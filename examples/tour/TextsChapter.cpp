@@ -47,7 +47,7 @@ bool isASCII(std::string_view text) {
   return std::ranges::all_of(text, [](unsigned char byte) { return byte < 0x80; });
 }
 
-/// Letters of the Latin-1 block, the ones that this list has, without their marks: by a table and not by a transform.
+/// The letters of the Latin-1 block in this list, without their marks. A table gives the result, not a transform.
 std::string withoutMarks(std::string_view text) {
   static const std::map<std::string, char> letters{
       {"á", 'a'}, {"â", 'a'}, {"ä", 'a'}, {"à", 'a'}, {"å", 'a'}, {"Å", 'a'}, {"ç", 'c'}, {"é", 'e'}, {"É", 'e'},
@@ -146,7 +146,7 @@ void tellOfVersions(Narrator& narrator) {
     constexpr std::string_view field = "Version: ";
     if (!line.starts_with(field)) continue;
     ++packages;
-    // Debian's own parts stand before a colon and behind the last hyphen.
+    // Debian's own parts are before a colon and after the last hyphen.
     std::string upstream = line.substr(std::max(line.find(':', field.size()) + 1, field.size()));
     upstream = upstream.substr(0, upstream.rfind('-'));
     const auto version = Version::from(upstream);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// The tour: uses every facility of the library on this machine's real input and tells what it does. What it computes it
-// compares with figures got in another way. It ends with 0 only if all that it saw was right.
+// The tour uses every facility of the library on real input of this machine, and reports it. It compares its results
+// with figures from other sources. It ends with 0 only if all results were correct.
 
 #include <cstdio>
 #include <exception>

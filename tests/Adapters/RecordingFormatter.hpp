@@ -13,8 +13,8 @@
 
 namespace Tessaly::Tests {
 
-/// A formatter of texts that writes down what it is asked. It refuses "!" while typing, replaces a text with "*", and
-/// cannot read "?".
+/// A formatter of texts that records its calls. It refuses "!" during typing, replaces a text with "*", and cannot
+/// parse "?".
 class RecordingFormatter final : public Formatter {
  public:
   [[nodiscard]] static std::shared_ptr<RecordingFormatter> make() { return std::make_shared<RecordingFormatter>(); }

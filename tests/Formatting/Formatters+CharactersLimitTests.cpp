@@ -47,7 +47,7 @@ TEST(CharactersLimit, CountsMarksWithoutALetterAsOneCharacter) {
   for (int index = 0; index < 1000; ++index) marks += "\u0301";
   EXPECT_TRUE(CharactersLimit(2).isPartialStringValid(marks));
   EXPECT_FALSE(CharactersLimit(1).isPartialStringValid(marks));
-  EXPECT_FALSE(CharactersLimit(2).isPartialStringValid("\n" + marks));  // They do not join a line's end.
+  EXPECT_FALSE(CharactersLimit(2).isPartialStringValid("\n" + marks));  // They do not join a line end.
 }
 
 TEST(CharactersLimit, CountsEachIllFormedPieceAsOneCharacter) {

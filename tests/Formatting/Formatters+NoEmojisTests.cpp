@@ -50,7 +50,7 @@ TEST(NoEmojis, KeepsMarksAndIllFormedPiecesByteForByte) {
   EXPECT_EQ(kept("\xF0\x9F\x98😀\xFF"), "\xF0\x9F\x98\xFF");
 }
 
-TEST(NoEmojis, AcceptsAsManyCharactersAsItsLimit) {
+TEST(NoEmojis, AcceptsUpToItsLimit) {
   NoEmojis limited(3);
   EXPECT_EQ(limited.charactersLimit(), 3);
   EXPECT_TRUE(limited.isPartialStringValid("abc"));

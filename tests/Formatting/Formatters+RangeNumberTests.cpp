@@ -12,7 +12,7 @@ namespace {
 
 using Formatters::RangeNumber;
 
-/// What became of an edit: "ok", "no", or the replacement.
+/// The outcome of an edit: "ok", "no", or the replacement.
 template <typename Value>
 std::string edit(RangeNumber<Value>& formatter, std::string_view text) {
   std::optional<std::string> replacement;
@@ -24,7 +24,7 @@ std::string edit(RangeNumber<Value>& formatter, std::string_view text) {
   return isValid ? "ok" : replacement.value_or("no");
 }
 
-/// The locale that the system has.
+/// The locale of the system.
 class RangeNumberTest : public ::testing::Test {
  protected:
   explicit RangeNumberTest(const char* locale = "en") : locale_(locale), replacement_(locale_) {}
@@ -46,7 +46,7 @@ TEST_F(RangeNumberTest, ReplacesWhatLiesBeyondItsRangeByTheBound) {
   }
 }
 
-TEST_F(RangeNumberTest, AcceptsTheEmptyTextAsZeroIfTold) {
+TEST_F(RangeNumberTest, AcceptsTheEmptyTextAsZeroOnRequest) {
   RangeNumber<int> around(ClosedRange(0, 100));
   EXPECT_FALSE(around.acceptsEmptyString());
   EXPECT_EQ(edit(around, ""), "no");
@@ -80,7 +80,7 @@ TEST_F(RangeNumberTest, ShowsAPlusSignWhereNegativeValuesArePossible) {
   EXPECT_EQ(edit(formatter, "-11"), "-10 dB");
 }
 
-TEST_F(RangeNumberTest, WritesZeroWithFractionDigitsIfTold) {
+TEST_F(RangeNumberTest, WritesZeroWithFractionDigitsOnRequest) {
   RangeNumber<double> formatter(ClosedRange(-1.0, 1.0));
   EXPECT_EQ(formatter.zeroSymbol(), "0");
   formatter.setShowFractionDigitsInZeroSymbol(true);

@@ -32,7 +32,7 @@ using FormattingService::setLanguage;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 const Date someDate = Date::since1970(1'672'671'845);  // 2023-01-02 15:04:05 UTC
 
-/// Greenwich time, and the locale that the system has.
+/// Greenwich time, and the locale of the system.
 class FormattingService : public ::testing::Test {
  protected:
   explicit FormattingService(const char* locale = "en_US") : locale_(locale), replacement_(locale_), zone_(gmt_) {}
@@ -114,7 +114,7 @@ TEST_F(FormattingService, FollowsTheCurrentLocaleUntilALanguageIsChosen) {
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "0,5");
 }
 
-TEST_F(FormattingServiceInBritain, TakesTheLanguageOfTheCurrentLocaleWhenNoneIsGiven) {
+TEST_F(FormattingServiceInBritain, WithoutALanguageTakesThatOfTheCurrentLocale) {
   EXPECT_EQ(Dates::mediumDate(someDate, true), "2 Jan 2023, 15:04");
   setLanguage("fr");
   EXPECT_EQ(Dates::mediumDate(someDate, true), "2 janv. 2023, 15:04");
@@ -122,7 +122,7 @@ TEST_F(FormattingServiceInBritain, TakesTheLanguageOfTheCurrentLocaleWhenNoneIsG
   EXPECT_EQ(Dates::mediumDate(someDate, true), "Jan 2, 2023, 3:04\u202FPM");
 }
 
-TEST_F(FormattingServiceNowhere, GoesBackToTheCurrentLocaleWhenThatHasNoLanguage) {
+TEST_F(FormattingServiceNowhere, ReturnsToACurrentLocaleWithoutLanguage) {
   setLanguage("fr");
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "0,5");
   setLanguage(std::nullopt);
@@ -131,7 +131,7 @@ TEST_F(FormattingServiceNowhere, GoesBackToTheCurrentLocaleWhenThatHasNoLanguage
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "٠٫٥");
 }
 
-TEST_F(FormattingService, ChangesTheLanguageOfNeitherBytesNorDurationsNorISO8601) {
+TEST_F(FormattingService, SetLanguageKeepsBytesDurationsAndISO8601) {
   setLanguage("ar");
   EXPECT_EQ(Bytes::string(1'500'000), "1.5 MB");
   EXPECT_EQ(Duration::positional(543), "9:03");
@@ -159,7 +159,7 @@ TEST_F(FormattingServiceDeathTest, TooManyGigabytesStopTheProcess) {
   EXPECT_DEATH(static_cast<void>(Bytes::gigaBytes(std::numeric_limits<std::int64_t>::min())), "does not fit");
 }
 
-TEST_F(FormattingService, LeavesDateAndTimeOutAsTold) {
+TEST_F(FormattingService, LeavesDateOrTimeOutOnRequest) {
   const Tests::FixedClock clock(someDate);
   const WallClock::Replacement replacement(clock);
   EXPECT_EQ(Dates::relative(someDate, Style::medium, true, false), "Today");
@@ -208,7 +208,7 @@ TEST_F(FormattingService, PutsSecondsInPlaceOfTheZeroOfTheirLabel) {
   EXPECT_EQ(Duration::seconds(1.005), "1s");
   EXPECT_EQ(Duration::seconds(-1.5), "-1.5s");
   EXPECT_EQ(Duration::seconds(std::nan("")), "NaNs");
-  setLanguage("fr");  // The number's language and the label's may differ.
+  setLanguage("fr");  // The languages of the number and of the label may differ.
   EXPECT_EQ(Duration::seconds(12.5), "12,5s");
 }
 
@@ -256,7 +256,7 @@ TEST_F(FormattingService, ForgetsTheDigitsOfTheLastCall) {
   EXPECT_EQ(Number::limitedFractionDigit(0.1, std::numeric_limits<std::int64_t>::max()), "0.1");
 }
 
-TEST_F(FormattingService, WritesSomethingInLanguagesThatNobodyKnows) {
+TEST_F(FormattingService, WritesATextInUnknownLanguages) {
   for (const std::string& code : {std::string(), std::string("xx"), std::string("not a language"), std::string("\xFF"),
                                   std::string(100'000, 'a'), std::string("de\0fr", 5), std::string("@@@")}) {
     setLanguage(code);
@@ -308,7 +308,7 @@ TEST_F(FormattingService, WritesTheEndsOfEveryKindOfNumber) {
   }
   for (const double value : {most, -most}) {
     EXPECT_EQ(Number::percent(value), value > 0 ? "∞%" : "-∞%");
-    // Of more than 42 digits before the point the last ones are written.
+    // More than 42 digits before the point are written.
     EXPECT_EQ(Number::noFractionDigit(value), value > 0 ? "0" : "-0");
     for (const std::string& text :
          {Number::bpm(value), Duration::positional(value), Duration::fullSecondsAndMinutes(value)}) {
@@ -373,7 +373,7 @@ TEST_F(FormattingService, WritesNothingOfWhatIsNoDate) {
   }
 }
 
-TEST_F(FormattingService, ShowsAChangeOfLanguageToEveryLaterCallOnEveryThread) {
+TEST_F(FormattingService, LaterCallsOnEveryThreadUseAChangedLanguage) {
   for (int round = 0; round < Tests::repetitions(200); ++round) {
     const bool isFrench = round % 2 == 0;
     setLanguage(isFrench ? "fr" : "en");
@@ -382,7 +382,7 @@ TEST_F(FormattingService, ShowsAChangeOfLanguageToEveryLaterCallOnEveryThread) {
   }
 }
 
-TEST_F(FormattingService, WritesEveryTextInTheLanguageOfItsMomentOnEightThreads) {
+TEST_F(FormattingService, EightThreadsWriteInTheLanguageOfTheMoment) {
   constexpr std::array languages{"en", "de", "ar", "sv", "hi", "fr", "ja", "he", "th", "ru"};
   constexpr int changing = -1;
   using Texts = std::array<std::string, 6>;
@@ -422,9 +422,9 @@ TEST_F(FormattingService, WritesEveryTextInTheLanguageOfItsMomentOnEightThreads)
         const int language = current;
         const Texts found = texts();
         static_cast<void>(
-            Number::limitedFractionDigit(1.5, static_cast<int>(thread)));  // Nobody else sees these digits.
+            Number::limitedFractionDigit(1.5, static_cast<int>(thread)));  // No other locale has these digits.
         for (std::size_t index = 0; index < found.size(); ++index) {
-          // Whatever the moment, it is the whole text of one of the languages.
+          // At every moment, the text is the whole text of one of the languages.
           if (std::ranges::none_of(expected, [&](const Texts& one) { return one[index] == found[index]; })) ++wrong;
         }
         if (language != changing && version == before) {

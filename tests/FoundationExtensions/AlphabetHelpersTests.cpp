@@ -35,7 +35,7 @@ Names indexOf(const Names& names) {
   return itemsOf(generateAlphabetItems(names, AlphabetHelpers::alphabet, std::identity()));
 }
 
-/// The first items, and then the last one to the end of the alphabet.
+/// The first items, and the last one up to the end of the alphabet.
 Names filled(Names items) {
   const std::string last = items.back();
   items.resize(26, last);
@@ -94,7 +94,7 @@ TEST(GenerateAlphabetItems, HasNoEntryForAnItemOutsideTheAlphabet) {
 }
 
 TEST(GenerateAlphabetItems, TakesAWholeCharacterForTheFirst) {
-  // "e" with a combining accent is one character and not the letter "e".
+  // "e" with a combining accent is one character, and not the letter "e".
   EXPECT_EQ(indexOf({"apple", "e\u0301tude"}), filled({"apple"}));
   EXPECT_THAT(itemsOf(generateAlphabetItems(Names{"a", "É\u0323"}, {"é\u0323"}, std::identity())),
               ElementsAre("É\u0323"));
@@ -104,7 +104,7 @@ TEST(GenerateAlphabetItems, TakesIllFormedBytesForReplacements) {
   EXPECT_THAT(itemsOf(generateAlphabetItems(Names{"a", "\xFFz"}, {"\uFFFD"}, std::identity())), ElementsAre("\xFFz"));
 }
 
-TEST(GenerateAlphabetItems, AsksForTheIdentifierOfEachItemOnceFromTheLastToTheFirst) {
+TEST(GenerateAlphabetItems, CallsForEachIdentifierOnceFromLastToFirst) {
   std::vector<int> asked;
   const std::list<int> items{1, 2, 3};
   const auto entries = generateAlphabetItems(items, {"a", "b"}, [&](int item) {

@@ -21,7 +21,7 @@ TEST(BundleExtensions, OfABundleThatSaysNothingAreEmpty) {
   EXPECT_EQ(appVersion(Bundle::main()), std::nullopt);
 }
 
-TEST(BundleExtensions, AVersionThatDoesNotReadAsOneIsNone) {
+TEST(BundleExtensions, MalformedVersionIsAbsent) {
   Bundle::setMain({.shortVersion = "beta"});
   EXPECT_EQ(appVersionString(Bundle::main()), "beta");
   EXPECT_EQ(appVersion(Bundle::main()), std::nullopt);

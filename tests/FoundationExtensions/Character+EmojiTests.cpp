@@ -14,7 +14,7 @@ TEST(CharacterEmoji, IsSimpleFromACertainScalarOn) {
     EXPECT_TRUE(Character::isSimpleEmoji(character)) << character;
     EXPECT_TRUE(Character::isEmoji(character)) << character;
   }
-  // U+231A, U+2328 and U+2122 have the property, but lie below.
+  // U+231A, U+2328 and U+2122 have the property, but are too small.
   for (const std::string_view character :
        {"1", "#", "*", "©", "®", "⌚", "⌨", "™", "a", "漢", "\u200D", "\uFE0F", "\u20E3", ""}) {
     EXPECT_FALSE(Character::isSimpleEmoji(character)) << character;

@@ -20,7 +20,7 @@ using namespace Tessaly;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-TEST(RandomElements, AreAllInTheirOrderWhenAsManyOrMoreAreWanted) {
+TEST(RandomElements, AreAllInOrderForLargeAmounts) {
   const std::vector<int> three{3, 1, 2};
   EXPECT_THAT(Collection::randomElements(three, 10), ElementsAre(3, 1, 2));
   EXPECT_THAT(Collection::randomElements(three, 3), ElementsAre(3, 1, 2));
@@ -29,7 +29,7 @@ TEST(RandomElements, AreAllInTheirOrderWhenAsManyOrMoreAreWanted) {
   EXPECT_THAT(Collection::randomElements(std::list<int>{}, 4), IsEmpty());
 }
 
-TEST(RandomElements, AreNoneWhenNoneOrFewerAreWanted) {
+TEST(RandomElements, AreEmptyForZeroAndNegativeAmounts) {
   EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, 0), IsEmpty());
   EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, -1), IsEmpty());
   EXPECT_THAT(Collection::randomElements(std::list{1, 2, 3}, 0), IsEmpty());
@@ -68,7 +68,7 @@ void expectEveryPairAlike(const Elements& five) {
     ++pairs[std::set<int>(chosen.begin(), chosen.end())];
   }
   ASSERT_EQ(pairs.size(), 10u);
-  // The expectation is 2000 with a standard deviation of 42.4; six of them are 255.
+  // The expectation is 2,000 with a standard deviation of 42.4. Six deviations are 255.
   for (const auto& [pair, count] : pairs) EXPECT_NEAR(count, rounds / 10, 255);
 }
 

@@ -44,7 +44,7 @@ TEST(Sorted, KeepsTheOrderOfEqualValuesAndTheCollectionItself) {
   EXPECT_TRUE(Collection::sorted(std::vector<Song>{}, &Song::year, std::less()).empty());
 }
 
-TEST(Sorted, SurvivesAnOrderThatIsNone) {
+TEST(Sorted, SurvivesAnInconsistentOrder) {
   std::mt19937 random(7);
   std::vector<int> numbers(2000);
   for (int& number : numbers) number = static_cast<int>(random() % 10);

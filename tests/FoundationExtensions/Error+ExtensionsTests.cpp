@@ -24,7 +24,7 @@ struct LocalizedError : Tessaly::Error {
   std::string localizedDescription() const override { return "No paper"; }
 };
 
-// Fails when it is asked what it is.
+// Its description throws.
 struct BrokenError : Tessaly::Error {
   std::string description() const override { throw 1; }
   std::string localizedDescription() const override { throw std::runtime_error("no text"); }
@@ -48,7 +48,7 @@ std::exception_ptr pointerTo(Thrown thrown) {
   return std::make_exception_ptr(std::move(thrown));
 }
 
-TEST(LogDescription, OfAnErrorIsItsDescriptionAndItsMessageForPeople) {
+TEST(LogDescription, OfAnErrorIsItsDescriptionAndMessage) {
   EXPECT_EQ(logDescription(Int32::StatusError(-1, "m")),
             "Status -1 | m, The operation couldn’t be completed. (Tessaly.Int32.StatusError error 1.)");
   EXPECT_EQ(logDescription(Sample::LocalizedError()), "LocalizedError(errorDescription: \"No paper\"), No paper");
@@ -67,12 +67,12 @@ TEST(LogDescription, OfAPlatformError) {
             "completed. No such file or directory");
 }
 
-TEST(LogDescription, OfAStandardExceptionIsItsBareTypeAndItsTextTwice) {
+TEST(LogDescription, OfAStandardExceptionIsTypeAndTextTwice) {
   EXPECT_EQ(logDescription(std::runtime_error("No paper")), "runtime_error(\"No paper\"), No paper");
   EXPECT_EQ(logDescription(Sample::StandardError()), "StandardError(\"a \\\"b\\\"\\\\\\n\\tc\"), a \"b\"\\\n\tc");
 }
 
-TEST(LogDescription, OfAnExceptionWithAnErrorNumberReadsLikeAPlatformError) {
+TEST(LogDescription, OfASystemErrorReadsLikeAPlatformError) {
   const std::system_error error(ENOENT, std::generic_category(), "open");
   EXPECT_EQ(logDescription(error),
             "Error Domain=NSPOSIXErrorDomain Code=2 \"No such file or directory\", " + std::string(error.what()));
@@ -90,7 +90,7 @@ TEST(LogDescription, OfAThrownErrorIsThatOfTheError) {
   EXPECT_EQ(logDescription(pointerTo(std::runtime_error("No paper"))), "runtime_error(\"No paper\"), No paper");
 }
 
-TEST(LogDescription, OfWhatIsNoExceptionTypeTellsWhatIsKnown) {
+TEST(LogDescription, OfOtherThrownTypesIsTheirValueOrType) {
   EXPECT_EQ(logDescription(pointerTo(7)), "7, The operation couldn’t be completed. (int error 7.)");
   EXPECT_EQ(logDescription(pointerTo(std::string("text"))),
             "\"text\", The operation couldn’t be completed. (std.string error 1.)");
@@ -133,7 +133,7 @@ TEST(IsCancellation, IsTrueForTheCancellationErrorOnly) {
   EXPECT_FALSE(isCancellation(POSIXError(ECANCELED)));
 }
 
-TEST(IsCancellation, IsTrueForACancelledURLAndFalseForEveryOtherCode) {
+TEST(IsCancellation, IsTrueOnlyForTheCancelledURLCode) {
   EXPECT_TRUE(isCancellation(URLError(URLError::Code::cancelled)));
   EXPECT_FALSE(isCancellation(URLError(URLError::Code::timedOut)));
   EXPECT_FALSE(isCancellation(URLError(URLError::Code::userCancelledAuthentication)));

@@ -46,7 +46,7 @@ TEST(CompactDateTime, HasDayAndMonthBeforeVersion15) {
   }
 }
 
-TEST(CompactDateTime, FromVersion15OnAndOnTheRunningSystemHasNoDay) {
+TEST(CompactDateTime, FromVersion15OnHasNoDay) {
   const auto now = Date::FormatStyle::compactDateTime();
   EXPECT_EQ(styleOn(OperatingSystemVersion{15, 0, 0}), now);
   EXPECT_EQ(styleOn(OperatingSystemVersion{26, 1, 0}), now);

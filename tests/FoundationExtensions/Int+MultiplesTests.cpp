@@ -81,7 +81,7 @@ TEST(IntMultiples, AgreeWithExactArithmeticForSmallValues) {
   for (std::int64_t value = -60; value <= 60; ++value) {
     for (std::int64_t divisor = -12; divisor <= 12; ++divisor) {
       if (divisor == 0 || divisor == -1) continue;
-      // Twice the distance tells the nearest multiple without a division.
+      // Twice the distance identifies the nearest multiple without a division.
       std::int64_t nearest = 0;
       for (std::int64_t factor = -60; factor <= 60; ++factor) {
         const std::int64_t multiple = factor * divisor;

@@ -28,7 +28,7 @@ TEST(DecodeLocalizedValue, GivesEnglishOrNothingWithoutThePreferredLanguage) {
   EXPECT_EQ(decoded(R"({"localized":{}})"), "");
 }
 
-TEST(DecodeLocalizedValue, FallsBackToThePlainTextWithoutAMapThatDecodes) {
+TEST(DecodeLocalizedValue, FallsBackToThePlainTextWithoutAValidMap) {
   prefer({"de"});
   EXPECT_EQ(decoded(R"({"plain":"Hi"})"), "Hi");
   EXPECT_EQ(decoded(R"({"localized":"text","plain":"Hi"})"), "Hi");

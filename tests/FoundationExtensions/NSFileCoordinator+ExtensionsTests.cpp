@@ -33,8 +33,8 @@ namespace {
 using testing::ElementsAre;
 using Tests::outputOf;
 
-/// What Python finds in an archive, one entry a line: its name without the first folder, the type of file as stat has
-/// it, and its contents, the texts as Python writes bytes.
+/// Python's view of an archive, one entry a line: its name without the first directory, the type of the file as in
+/// stat, and its contents as Python writes bytes.
 constexpr std::string_view listing = R"(
 import sys, zipfile
 archive = zipfile.ZipFile(sys.argv[1])
@@ -56,7 +56,7 @@ class ZipFiles : public testing::Test {
   static Data zip(std::vector<URL> urls) {
     return syncWait([&] { return zipFiles(NSFileCoordinator(), urls); });
   }
-  /// The code of the `POSIXError` that it throws; 0 when it throws nothing.
+  /// The code of the `POSIXError` that it throws. 0 without an exception.
   static int codeOf(std::vector<URL> urls) {
     try {
       zip(std::move(urls));
@@ -77,7 +77,7 @@ class ZipFiles : public testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-TEST_F(ZipFiles, OtherProgramsReadTheArchiveByteForByteAndNothingIsLeftBehind) {
+TEST_F(ZipFiles, OtherProgramsReadTheArchiveByteForByte) {
   std::string large;
   for (std::uint32_t i = 0, state = 1; i < 3'000'000; ++i) {
     state = state * 1'664'525 + 1'013'904'223;
@@ -144,9 +144,9 @@ TEST_F(ZipFiles, LinksAreArchivedAsLinks) {
   expectNothingLeft();
 }
 
-TEST_F(ZipFiles, NoFilesAreAnArchiveOfAnEmptyFolder) { EXPECT_EQ(listed({}), "b'' 4 b''\n"); }
+TEST_F(ZipFiles, NoFilesGiveTheArchiveOfAnEmptyDirectory) { EXPECT_EQ(listed({}), "b'' 4 b''\n"); }
 
-TEST_F(ZipFiles, WhatCannotBeCopiedIsAnErrorAndNothingIsLeftBehind) {
+TEST_F(ZipFiles, FailedCopyIsAnErrorAndLeavesNothingBehind) {
   put("a", "1");
   put("other/a", "2");
   EXPECT_EQ(codeOf({url("missing")}), ENOENT);
@@ -163,7 +163,7 @@ TEST_F(ZipFiles, WhatCannotBeCopiedIsAnErrorAndNothingIsLeftBehind) {
 TEST_F(ZipFiles, APathOfAlmost4096BytesIsArchived) {
   std::string deep = path("");
   while (deep.size() + 256 < 4090) deep += std::string(250, 'd') + "/";
-  // The kernel takes no such path at once when it makes folders one by one.
+  // The kernel does not take such a path at once when directories are made one by one.
   std::filesystem::create_directories(deep);
   const std::string file = deep + std::string(4095 - deep.size(), 'f');
   ASSERT_EQ(file.size(), 4095u);
@@ -172,7 +172,7 @@ TEST_F(ZipFiles, APathOfAlmost4096BytesIsArchived) {
   EXPECT_TRUE(found.ends_with(" 8 b'deep'\n")) << found;
 }
 
-TEST_F(ZipFiles, AFileThatMayNotBeReadIsAnErrorAndNothingIsLeftBehind) {
+TEST_F(ZipFiles, UnreadableFileIsAnErrorAndLeavesNothingBehind) {
   put("secret", "x");
   put("inner/secret", "x");
   std::filesystem::permissions(path("secret"), std::filesystem::perms::none);
@@ -180,7 +180,7 @@ TEST_F(ZipFiles, AFileThatMayNotBeReadIsAnErrorAndNothingIsLeftBehind) {
   for (const std::string& place : {folder.path(), path("scratch")}) {
     std::filesystem::permissions(place, std::filesystem::perms::all);
   }
-  // Root may read everything, in whatever thread.
+  // Root may read everything, on any thread.
   if (::geteuid() == 0) ASSERT_EQ(::seteuid(65534), 0);
   EXPECT_EQ(codeOf({url("secret")}), EACCES);
   EXPECT_EQ(codeOf({url("inner")}), EACCES);
@@ -188,7 +188,7 @@ TEST_F(ZipFiles, AFileThatMayNotBeReadIsAnErrorAndNothingIsLeftBehind) {
   if (::getuid() == 0) ASSERT_EQ(::seteuid(0), 0);
 }
 
-TEST_F(ZipFiles, FoldersThatMayOnlyBeReadAreArchivedAndNothingIsLeftBehind) {
+TEST_F(ZipFiles, ReadOnlyDirectoriesAreArchivedAndLeaveNothingBehind) {
   put("fixed/inner/a", "1");
   std::filesystem::permissions(path("fixed/inner"), std::filesystem::perms(0555));
   std::filesystem::permissions(path("fixed"), std::filesystem::perms(0555));
@@ -203,7 +203,7 @@ TEST_F(ZipFiles, FoldersThatMayOnlyBeReadAreArchivedAndNothingIsLeftBehind) {
   std::filesystem::permissions(path("fixed/inner"), std::filesystem::perms::all);
 }
 
-TEST_F(ZipFiles, PipesAreErrorsAndNobodyWaitsForThem) {
+TEST_F(ZipFiles, PipesAreErrorsWithoutAWait) {
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
   std::filesystem::create_directories(path("inner"));
   ASSERT_EQ(::mkfifo(path("inner/pipe").c_str(), 0600), 0);
@@ -212,7 +212,7 @@ TEST_F(ZipFiles, PipesAreErrorsAndNobodyWaitsForThem) {
   expectNothingLeft();
 }
 
-TEST_F(ZipFiles, AFolderThatHoldsTheCopiesIsAnErrorAndNothingIsLeftBehind) {
+TEST_F(ZipFiles, DirectoryThatContainsTheCopiesIsAnError) {
   put("scratch-file", std::string(1'000'000, 'x'));
   EXPECT_EQ(codeOf({url("scratch")}), EINVAL);
   EXPECT_EQ(codeOf({folder.url()}), EINVAL);
@@ -228,7 +228,7 @@ TEST_F(ZipFiles, WithoutAPlaceForTheCopiesItIsAnError) {
   EXPECT_NE(codeOf({url("a")}), 0);
 }
 
-/// With the steps in sight.
+/// With visible steps.
 class StepsOfZipFiles : public ZipFiles {
  protected:
   static std::shared_ptr<ScriptedFileManager> scripted() { return std::make_shared<ScriptedFileManager>(); }
@@ -245,7 +245,7 @@ class StepsOfZipFiles : public ZipFiles {
   FileManagerInstallation installation{files};
 };
 
-TEST_F(StepsOfZipFiles, CopiesGoIntoAFolderOfARandomNameAndTheArchiveBesideIt) {
+TEST_F(StepsOfZipFiles, CopiesGoIntoARandomDirectoryBesideTheArchive) {
   put("a", "1");
   std::string working;
   std::string archive;
@@ -267,7 +267,7 @@ TEST_F(StepsOfZipFiles, CopiesGoIntoAFolderOfARandomNameAndTheArchiveBesideIt) {
   expectNothingLeft();
 }
 
-TEST_F(StepsOfZipFiles, InASandboxTheyAreBelowTheCurrentFolder) {
+TEST_F(StepsOfZipFiles, InASandboxCopiesAreBelowTheCurrentDirectory) {
   const ProcessInfo sandboxed({.environment = std::map<std::string, std::string>{{"TMPDIR", path("scratch")},
                                                                                  {"APP_SANDBOX_CONTAINER_ID", ""}}});
   const ProcessInfo::Replacement inside(sandboxed);
@@ -283,7 +283,7 @@ TEST_F(StepsOfZipFiles, InASandboxTheyAreBelowTheCurrentFolder) {
   EXPECT_TRUE(std::filesystem::is_empty(path("tmp")));
 }
 
-TEST_F(StepsOfZipFiles, TheErrorOfEachStepIsThrownAndNothingIsLeftBehind) {
+TEST_F(StepsOfZipFiles, ErrorOfEachStepIsThrownAndLeavesNothingBehind) {
   put("a", "1");
   files->copy = [](const URL&, const URL&) { throw POSIXError(EXDEV); };
   EXPECT_EQ(codeOf({url("a")}), EXDEV);
@@ -315,7 +315,7 @@ TEST_F(StepsOfZipFiles, AnErrorOfRemovingIsIgnored) {
   EXPECT_EQ(inScratch().size(), 2u);
 }
 
-TEST_F(StepsOfZipFiles, CancellingTheTaskMidwayNeitherStopsItNorLeavesAnythingBehind) {
+TEST_F(StepsOfZipFiles, CancellationMidwayNeitherStopsItNorLeavesFiles) {
   put("a", "1");
   std::promise<void> copying;
   std::promise<void> cancelled;

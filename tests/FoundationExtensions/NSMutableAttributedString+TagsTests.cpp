@@ -13,7 +13,7 @@ using namespace Tessaly;
 
 const NSMutableAttributedString::Attributes bold{{"weight", 700}};
 
-/// The text with brackets around what is bold.
+/// The text with brackets around the bold parts.
 std::string marked(const NSMutableAttributedString& text) {
   std::string result;
   bool isBold = false;
@@ -71,12 +71,12 @@ TEST(ReplaceTags, CountsUTF16Units) {
   EXPECT_EQ(text.effectiveRange(3), (NSRange{3, 2}));
 }
 
-TEST(ReplaceTags, TakesAllTagsOfALineAndKeepsTheLengthOfOnePair) {
-  // One match of 19 units, of which one pair, 7, is taken off: 12 units from its start on.
+TEST(ReplaceTags, RemovesAllTagsOfALineWithTheLengthOfOnePair) {
+  // One match has 19 units. One pair, 7 units, is subtracted: 12 units from its start on.
   EXPECT_EQ(replaced("<b>a</b> - <b>c</b> and more", "b"), "[a - c and mo]re");
 }
 
-TEST(ReplaceTags, ThrowsWhereThatLengthLeavesTheTextAndKeepsWhatItHasChanged) {
+TEST(ReplaceTags, ThrowsOutsideTheTextAndKeepsEarlierChanges) {
   NSMutableAttributedString text("<b>a</b> - <b>c</b>");
   EXPECT_THROW(replace(text, "b", bold), std::out_of_range);
   EXPECT_EQ(marked(text), "a - c");
@@ -87,7 +87,7 @@ TEST(ReplaceTags, DoesNotCorrectThePlacesOfLaterPairs) {
   const std::string text = "<b>one</b>\n<b>two</b> after the second";
   NSMutableAttributedString string(text);
   replace(string, "b", bold);
-  // Of "one\n<b>two</b> after the second", those are "/b> after ", which become "two", and three units are marked.
+  // In "one\n<b>two</b> after the second", those are "/b> after ". They become "two", and three units are marked.
   EXPECT_EQ(string.string(), "one\n<b>two<twothe second");
   EXPECT_EQ(marked(string), "[one]\n<b>two<[two]the second");
 }
@@ -100,15 +100,15 @@ TEST(ReplaceTags, ThrowsWhereALaterPlaceLeavesTheText) {
 
 TEST(ReplaceTags, TakesTheTagForAPartOfAPattern) {
   EXPECT_EQ(replaced("<b1>x</b2> y", "b\\d"), "[x] y");
-  // Both sides of the bar match alone: "<b" without its end, and "i>.*</b" or "i>" with theirs.
+  // Each side of the bar matches alone: "<b" without its end, and "i>.*</b" or "i>" with theirs.
   EXPECT_EQ(replaced("no bar", "b|i"), "no bar");
-  // "\\2" has two groups to refer to in the whole pattern and one in each part, which is none then.
+  // "\\2" can refer to two groups in the whole pattern. In each part there is only one, so it matches nothing.
   EXPECT_EQ(replaced("<aa>x</aa>", "(a)\\1"), "[x]");
   EXPECT_NO_THROW(replaced("<a>x</aa>", "(a)\\2?"));
 }
 
 TEST(ReplaceTags, LooksForTheTagsInTheTextAsItWas) {
-  // The second match is looked at as it was found, whatever the first replacement left in its place.
+  // The second match keeps its original position, whatever the first replacement left there.
   NSMutableAttributedString string("<b>1</b>\n<b>2</b>\nlong enough not to end");
   replace(string, "b", bold);
   EXPECT_EQ(string.string(), "1\n<b>2</b2nough not to end");

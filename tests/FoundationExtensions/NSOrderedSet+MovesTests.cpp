@@ -58,11 +58,11 @@ TEST(MovingItems, SaysWhyItCannot) {
 TEST(MovingItems, LeavesWhatTheChecksDoNotCoverToTheMove) {
   EXPECT_THROW(static_cast<void>(movingItems(letters(), {-1}, 3, false)), std::out_of_range);
   EXPECT_THROW(static_cast<void>(movingItems(letters(), {1}, -1, false)), std::out_of_range);
-  // The block would stand behind the end of what stays.
+  // The block would stand behind the end of the other items.
   EXPECT_THROW(static_cast<void>(movingItems(letters(), {3, 4}, 5, true)), std::out_of_range);
 }
 
-// What follows is the algorithm once more, word by word, on plain lists.
+// The algorithm again, step by step, on plain lists.
 
 struct Outcome {
   std::vector<int> order;

@@ -38,7 +38,7 @@ KeepingExecutor& installedExecutor() {
   return executor;
 }
 
-TEST(Delay, EnqueuesItsBlockOnceAtBackgroundPriorityWhenTheTimeHasPassed) {
+TEST(Delay, EnqueuesItsBlockOnceAtBackgroundPriority) {
   KeepingExecutor& executor = installedExecutor();
   ManualClock clock;
   int calls = 0;
@@ -71,7 +71,7 @@ TEST(Delay, OfNothingOrLessEnqueuesItsBlockWithoutRunningIt) {
 
 TEST(Delay, BeyondAllTimeIsNever) {
   KeepingExecutor& executor = installedExecutor();
-  static auto& clock = *new ManualClock;  // Its timers wait for ever.
+  static auto& clock = *new ManualClock;  // Its timers never fire.
   clock.advance(1h);
   for (const double seconds :
        {1e10, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
@@ -82,7 +82,7 @@ TEST(Delay, BeyondAllTimeIsNever) {
   EXPECT_EQ(executor.count(), 0);
 }
 
-TEST(Delay, RunsItsBlockOnAnotherThreadAndNotBeforeItsTime) {
+TEST(Delay, RunsOnAnotherThreadNotBeforeItsTime) {
   for (int round = 0; round < Tests::repetitions(100); ++round) {
     std::promise<std::thread::id> ran;
     const auto start = std::chrono::steady_clock::now();

@@ -26,12 +26,12 @@ class Permissions {
   std::int64_t rawValue_;
 };
 
-TEST(SingleBits, AreOneOptionForEachBitFromTheLeastSignificantUpward) {
+TEST(SingleBits, AreOrderedFromTheLeastSignificantBit) {
   EXPECT_THAT(OptionSet::singleBits(Permissions(0b1010)), ElementsAre(Permissions(0b10), Permissions(0b1000)));
   EXPECT_THAT(OptionSet::singleBits(Style(0b101)), ElementsAre(Style::bold, Style::underlined));
 }
 
-TEST(SingleBits, OfTheEmptySetAreNone) {
+TEST(SingleBits, EmptySetHasNone) {
   EXPECT_THAT(OptionSet::singleBits(Style(0)), IsEmpty());
   EXPECT_THAT(OptionSet::singleBits(Permissions(0)), IsEmpty());
 }

@@ -105,7 +105,7 @@ TEST(OptionalDescription, OfLanguageTypes) {
   EXPECT_EQ(Optional::optionalDescription(std::optional('A')), "A");
 }
 
-TEST(OptionalDescription, OfFloatingPointNumbersIsTheShortestTextThatReadsBackTheSame) {
+TEST(OptionalDescription, OfFloatingPointNumbersIsTheShortestExactText) {
   const auto text = [](auto number) { return Optional::optionalDescription(std::optional(number)); };
   EXPECT_EQ(text(12.0), "12.0");
   EXPECT_EQ(text(12.5), "12.5");

@@ -11,7 +11,7 @@ namespace {
 
 using Environment = std::map<std::string, std::string>;
 
-TEST(ProcessInfoExtensions, TheEnvironmentTellsOfTestsAndSandboxesWhateverTheValue) {
+TEST(ProcessInfoExtensions, EnvironmentVariablesOfAnyValueShowTestsAndSandboxes) {
   const ProcessInfo plain({.environment = Environment{{"APP_SANDBOX_CONTAINER", "x"}}});
   EXPECT_FALSE(isRunningTests(plain));
   EXPECT_FALSE(isSandboxed(plain));

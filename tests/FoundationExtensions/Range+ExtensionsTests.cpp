@@ -27,7 +27,7 @@ TEST(RangeWidth, IsTheDifferenceOfTheBounds) {
   EXPECT_EQ(width(Range(std::chrono::seconds(1), std::chrono::seconds(61))), std::chrono::minutes(1));
 }
 
-TEST(RangeWidthDeathTest, ADifferenceThatTheTypeDoesNotHaveStopsTheProcess) {
+TEST(RangeWidthDeathTest, OverflowStopsTheProcess) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
   EXPECT_DEATH(static_cast<void>(width(Range<std::int64_t>(lowest, 0))),
                "Tessaly/Range\\+Extensions:.*: Fatal error: Arithmetic overflow in the width of a range");

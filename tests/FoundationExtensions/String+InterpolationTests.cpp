@@ -20,7 +20,7 @@ struct Song {
   [[nodiscard]] std::size_t length() const { return title.size(); }
 };
 
-TEST(Interpolation, AppendsAnOptionalOrWhatStandsForNone) {
+TEST(Interpolation, AppendsAnOptionalOrItsReplacement) {
   std::string text = "Year: ";
   String::appendInterpolation(text, std::optional(1965), "unknown");
   EXPECT_EQ(text, "Year: 1965");

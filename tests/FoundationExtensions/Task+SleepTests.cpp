@@ -17,7 +17,7 @@ constexpr auto most = std::numeric_limits<std::uint64_t>::max();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-/// Sleeps on a clock that advances by the whole time but a nanosecond, and then by that.
+/// Sleeps on a clock that advances by the whole time except 1 ns, and then by 1 ns.
 template <typename Sleep>
 void expectSleep(std::chrono::nanoseconds expected, Sleep sleep) {
   ManualClock clock;
@@ -52,7 +52,7 @@ TEST(TaskSleep, OfNothingEndsAtOnce) {
   });
 }
 
-TEST(TaskSleep, SleepsOnTheContinuousClockUnlessToldOtherwise) {
+TEST(TaskSleep, SleepsOnTheContinuousClockByDefault) {
   const auto start = std::chrono::steady_clock::now();
   syncWait([]() -> Async<void> {
     co_await Task<>::sleepMicroSeconds(300);

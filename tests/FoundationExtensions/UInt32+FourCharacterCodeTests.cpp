@@ -16,7 +16,7 @@ TEST(FourCharacterCode, HasItsBytesMostSignificantFirst) {
   EXPECT_EQ(UInt32::bytes(0xFFu), (std::array<std::uint8_t, 4>{0, 0, 0, 255}));
 }
 
-TEST(FourCharacterCode, ReadsOneWayAsCharactersAndTheOtherAsAString) {
+TEST(FourCharacterCode, CharactersAndStringUseOppositeOrders) {
   EXPECT_EQ(UInt32::characters(1094861636u), "ABCD");
   EXPECT_EQ(UInt32::string(1094861636u), "DCBA");
   EXPECT_EQ(UInt32::characters(0u), "\0\0\0\0"s);

@@ -39,7 +39,7 @@ class UbiquityContainer : public testing::Test {
   LogBackendInstallation installation{log};
 };
 
-TEST_F(UbiquityContainer, WithoutAContainerThereIsNone) {
+TEST_F(UbiquityContainer, IsAbsentWithoutAContainer) {
   files->ubiquityContainer = nullptr;
   EXPECT_EQ(URL::ubiquityContainer(std::nullopt), std::nullopt);
   EXPECT_THAT(log->messages(), ElementsAre("Failed to find a valid ubiquity container"));
@@ -47,7 +47,7 @@ TEST_F(UbiquityContainer, WithoutAContainerThereIsNone) {
   EXPECT_EQ(log->records()[0].subsystem, "org.example.files.Tessaly");
 }
 
-TEST_F(UbiquityContainer, AFolderThatIsMissingIsMade) {
+TEST_F(UbiquityContainer, MissingDirectoryIsMade) {
   const auto url = URL::ubiquityContainer("cloud", {"Documents", "Notes"});
   ASSERT_TRUE(url);
   EXPECT_EQ(asked, "cloud");
@@ -62,7 +62,7 @@ TEST_F(UbiquityContainer, AFolderThatIsMissingIsMade) {
   EXPECT_EQ(log->messages().size(), 1u);
 }
 
-TEST_F(UbiquityContainer, AFolderThatCannotBeMadeIsLogged) {
+TEST_F(UbiquityContainer, DirectoryThatCannotBeMadeIsLogged) {
   std::ofstream(folder.path() + "/file") << "";
   EXPECT_EQ(URL::ubiquityContainer(std::nullopt, {"file", "below"}), std::nullopt);
   ASSERT_EQ(log->messages().size(), 2u);

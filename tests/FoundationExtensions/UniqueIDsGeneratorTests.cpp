@@ -28,7 +28,7 @@ TEST(UniqueIDsGenerator, IsAValue) {
   EXPECT_EQ(copy.next(), 6);
 }
 
-TEST(UniqueIDsGenerator, HandsTheLargestNumberOut) { EXPECT_EQ(UniqueIDsGenerator(highest - 1).next(), highest); }
+TEST(UniqueIDsGenerator, GeneratesTheMaximum) { EXPECT_EQ(UniqueIDsGenerator(highest - 1).next(), highest); }
 
 TEST(UniqueIDsGeneratorDeathTest, StopsTheProcessWhenThereAreNoMore) {
   UniqueIDsGenerator generator(highest);

@@ -37,7 +37,7 @@ long allocatedBlocks() { return blocksInUse.load(); }
 
 #if TESSALY_IS_SANITIZED
 
-// A sanitizer has operators of its own, and tells.
+// A sanitizer has its own operators, and reports their calls.
 
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
                                                          void (*freed)(const volatile void*));

@@ -3,17 +3,17 @@
 
 namespace Tessaly::Tests {
 
-/// How often this thread has allocated memory so far. For programs that link `TessalyAllocationCounter`, which replaces
+/// The number of allocations of this thread so far. For programs that link `TessalyAllocationCounter`, which replaces
 /// `operator new`.
 long allocationsOfThisThread();
 
-/// How often this thread has freed memory so far.
+/// The number of deallocations of this thread so far.
 long deallocationsOfThisThread();
 
-/// How many blocks are allocated at present, by all threads, beyond those that were when the program started.
+/// The number of blocks that all threads hold at present, minus that at the start of the program.
 long allocatedBlocks();
 
-/// How often the body allocates.
+/// The number of allocations in the body.
 template <typename Body>
 long allocationsOf(Body body) {
   const long before = allocationsOfThisThread();

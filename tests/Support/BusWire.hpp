@@ -17,7 +17,7 @@
 
 namespace Tessaly::Tests {
 
-/// The far end of a connection of sd-bus, without a daemon: messages with a right header and any body arrive as if a
+/// The far end of a connection of sd-bus, without a daemon. Messages with a valid header and any body arrive as if a
 /// service had sent them. For programs that link libsystemd.
 class BusWire {
  public:
@@ -26,7 +26,7 @@ class BusWire {
     Kind kind = Kind::methodReturn;
     std::string signature = {};
     std::string body = {};
-    /// How many descriptors come along; at most four.
+    /// The number of attached descriptors, at most four.
     std::uint32_t descriptors = 0;
     std::string errorName = "org.example.Error";
   };
@@ -46,7 +46,7 @@ class BusWire {
     return bus_;
   }
 
-  /// What arrives; null where sd-bus drops it. The next one comes over another connection then.
+  /// The message that arrives. Null if sd-bus drops it; the next one then uses another connection.
   Message receive(const Contents& contents) {
     if (bus() == nullptr) return nullptr;
     const std::string bytes = encoded(contents);
@@ -77,7 +77,7 @@ class BusWire {
     if (!isOpen || sd_bus_is_ready(bus_) < 0) close();
   }
   void close() {
-    // It has taken its end over.
+    // The connection owns its end now.
     sd_bus_close_unref(std::exchange(bus_, nullptr));
     if (end_ >= 0) ::close(std::exchange(end_, -1));
   }
@@ -111,7 +111,7 @@ class BusWire {
     bytes += '\1';
     append(bytes, static_cast<std::uint32_t>(contents.body.size()));
     append(bytes, ++serial_);
-    // At a place that suits it, so that its padding is right.
+    // At an aligned address, so that its padding is right.
     std::string fields;
     if (contents.kind == Kind::signal) {
       appendText(fields, 1, "o", "/org/example");

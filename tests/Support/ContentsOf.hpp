@@ -7,7 +7,7 @@
 
 namespace Tessaly::Tests {
 
-/// What a file holds; empty if it cannot be read.
+/// The contents of a file. Empty if it cannot be read.
 inline std::string contentsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};

@@ -11,14 +11,14 @@
 
 namespace Tessaly::Tests {
 
-/// One line of what the formatters must write.
+/// One line of the expected texts of the formatters.
 struct GoldenRow {
   std::string locale;
   std::string input;
   std::string output;
 };
 
-/// The text with invisible characters in place of the marks that stand for them.
+/// The text with invisible characters in place of their marks.
 inline std::string withoutMarks(std::string text) {
   constexpr std::pair<std::string_view, std::string_view> marks[] = {
       {"⟨NBSP⟩", "\u00A0"}, {"⟨NNBSP⟩", "\u202F"}, {"⟨ALM⟩", "\u061C"}, {"⟨LRM⟩", "\u200E"}, {"⟨RLM⟩", "\u200F"}};

@@ -18,17 +18,17 @@
 
 namespace Tessaly::Tests {
 
-/// Something that listens where the environment says that a bus does, sends the same bytes to everybody, and hangs up.
+/// Listens at the address of a bus, sends the same bytes to every client, and hangs up.
 class Impostor {
  public:
-  /// What a bus says before the first message.
+  /// The bytes that a bus sends before the first message.
   static constexpr std::string_view greeting = "DATA\r\nOK 0123456789abcdef0123456789abcdef\r\nAGREE_UNIX_FD\r\n";
-  /// Things that no bus says.
+  /// Bytes that no bus sends.
   static std::vector<std::string> lies() {
     const std::string greeted(greeting);
     return {"", "\r\n\r\n\r\n", std::string(100'000, 'x'), "REJECTED EXTERNAL\r\n", "DATA\r\nOK nonsense\r\n", greeted,
             greeted + std::string(1'000, '\0'), greeted + std::string(100'000, '\xff'),
-            // A reply to nothing, of another version, and one longer than any message.
+            // A reply to no message, one of another version, and one longer than any message.
             greeted + std::string("l\2\0\1\0\0\0\0\1\0\0\0\x08\0\0\0\5\1u\0\xff\xff\xff\xff", 24),
             greeted + std::string("l\2\0\7\0\0\0\0\1\0\0\0\x08\0\0\0\5\1u\0\1\0\0\0", 24),
             greeted + std::string("l\2\0\1\xff\xff\xff\x7f\1\0\0\0\xff\xff\xff\x7f", 16)};
@@ -58,7 +58,7 @@ class Impostor {
   Impostor& operator=(const Impostor&) = delete;
 
   [[nodiscard]] bool isThere() const { return isThere_; }
-  /// How many came.
+  /// The number of clients.
   [[nodiscard]] int visitors() const { return visitors_; }
 
  private:
@@ -69,7 +69,7 @@ class Impostor {
       const int visitor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
       if (visitor < 0) continue;
       ++visitors_;
-      // Whoever has seen enough may have gone already.
+      // A client that has read enough may have gone.
       static_cast<void>(::send(visitor, bytes_.data(), bytes_.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
       ::close(visitor);
     }

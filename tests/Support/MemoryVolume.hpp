@@ -15,8 +15,8 @@
 
 namespace Tessaly::Tests {
 
-/// Gives this process mount points of its own. Called before any thread is made, as namespaces of users want it. The
-/// reason why not; empty when done.
+/// Gives this process its own mount points. Call it before the first thread, because user namespaces demand that.
+/// Returns the reason of a failure, else an empty text.
 inline std::string enterMountNamespace() {
   const uid_t user = ::getuid();
   const gid_t group = ::getgid();
@@ -33,7 +33,7 @@ inline std::string enterMountNamespace() {
 /// A small file system in memory, seen by this process only.
 class MemoryVolume {
  public:
-  /// Where it cannot be had, `reason()` says why. The size as mount options have it: "4m".
+  /// `reason()` says why it is missing. The size has the form of mount options: "4m".
   explicit MemoryVolume(const char* size) : reason_(enterMountNamespace()) {
     if (!reason_.empty()) return;
     const std::string options = std::string("size=") + size;
@@ -47,13 +47,13 @@ class MemoryVolume {
     if (reason_.empty()) ::umount2(folder_.path().c_str(), MNT_DETACH);
   }
 
-  /// Empty when it is there.
+  /// Empty if the volume exists.
   [[nodiscard]] const std::string& reason() const { return reason_; }
   [[nodiscard]] std::string path(const std::string& name = {}) const {
     return name.empty() ? folder_.path() : folder_.path() + "/" + name;
   }
 
-  /// Leaves no byte, by a file of that name. False when the writing ended for another reason.
+  /// Fills the volume with a file of that name. Returns false if the writing failed before the volume was full.
   [[nodiscard]] bool fill(const std::string& name) const {
     const int file = ::open(path(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     const std::string block(4096, 'x');

@@ -14,14 +14,14 @@
 
 namespace Tessaly::Tests {
 
-/// A service that python3-dbusmock plays on a private bus.
+/// A service on a private bus, played by python3-dbusmock.
 class MockService {
  public:
   struct Method {
     std::string name;
     std::string input;
     std::string output;
-    /// Python, with `args`; sets `ret`.
+    /// Python code that reads `args` and sets `ret`.
     std::string code;
   };
 
@@ -35,13 +35,13 @@ class MockService {
     start();
   }
 
-  /// Why it does not run; empty if it does.
+  /// The reason why it does not run. Empty if it runs.
   [[nodiscard]] const std::string& reason() const { return reason_; }
   Process& process() { return process_; }
   void stop() { process_.end(); }
 
   void start() {
-    // The mock chooses its bus by a switch, and the environment says where that bus is.
+    // The mock chooses its bus by a switch, and the environment gives the address of that bus.
     const char* const system = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
     const bool isSystem = system != nullptr && bus_.address() == system;
     process_ = Process({"/usr/bin/python3", "-m", "dbusmock", isSystem ? "--system" : "--session", "--logfile", log(),
@@ -59,7 +59,7 @@ class MockService {
     if (status != 0) reason_ = "python3-dbusmock refuses the method " + method.name;
   }
 
-  /// The calls so far, each as its method and arguments; since the service started last.
+  /// The calls since the last start of the service, each as its method and arguments.
   [[nodiscard]] std::vector<std::string> calls() const {
     std::vector<std::string> calls;
     std::ifstream file(log());

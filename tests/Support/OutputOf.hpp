@@ -9,7 +9,7 @@
 
 namespace Tessaly::Tests {
 
-/// What a shell command writes to its standard output.
+/// The standard output of a shell command.
 inline std::string outputOf(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "re"), &::pclose);
   if (pipe == nullptr) throw std::runtime_error("Cannot start " + command);

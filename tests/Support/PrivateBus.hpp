@@ -15,7 +15,7 @@
 
 namespace Tessaly::Tests {
 
-/// A message bus of the test's own, which the environment names as the session's or the system's.
+/// A message bus of the test. The environment names it as the session bus or the system bus.
 class PrivateBus {
  public:
   /// The variable is DBUS_SESSION_BUS_ADDRESS or DBUS_SYSTEM_BUS_ADDRESS.
@@ -34,15 +34,15 @@ class PrivateBus {
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus() {
-    // Before the daemon ends, since ThreadSanitizer takes the folder's descriptor, which has the number of one that a
-    // thread closes when the bus is gone, for that one.
+    // It ends before the daemon. A thread closes a descriptor when the bus is gone, and ThreadSanitizer would mistake
+    // the directory's descriptor of the same number for it.
     std::error_code ignored;
     std::filesystem::remove_all(folder_.path(), ignored);
   }
 
   [[nodiscard]] const std::string& folder() const { return folder_.path(); }
   [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
-  /// Why it does not run; empty if it does.
+  /// The reason why it does not run. Empty if it runs.
   [[nodiscard]] const std::string& reason() const { return reason_; }
 
   void start() {
@@ -53,7 +53,7 @@ class PrivateBus {
   }
   Process& daemon() { return daemon_; }
 
-  /// Runs busctl on this bus; its exit status.
+  /// Runs busctl on this bus and returns its exit status.
   int busctl(std::vector<std::string> arguments, std::string* output = nullptr) const {
     arguments.insert(arguments.begin(), {"busctl", "--address=" + address(), "--timeout=5"});
     const std::string file = folder_.path() + "/busctl.out";

@@ -10,7 +10,7 @@
 
 namespace Tessaly::Tests {
 
-/// An X server of a test's own, and somebody at its keyboard.
+/// An X server of a test, and a user at its keyboard.
 class PrivateDisplay {
  public:
   /// The keyboard has the letters of the United States, and these.
@@ -19,17 +19,17 @@ class PrivateDisplay {
   PrivateDisplay& operator=(const PrivateDisplay&) = delete;
   ~PrivateDisplay();
 
-  /// Why there is none; empty if there is.
+  /// The reason why there is none. Empty if there is one.
   [[nodiscard]] const std::string& reason() const { return server_.reason(); }
 
-  /// Gives the keyboard to the window with this title. False as long as there is none to be seen.
+  /// Gives the keyboard to the window with this title. Returns false while no such window is visible.
   bool focus(const std::string& title);
 
   /// Presses and releases the keys of these letters. Returns at once.
   void type(std::string_view letters);
-  /// Presses the keys one after the other and releases them in reverse, by their names: {"Control_L", "v"}.
+  /// Presses the keys in order and releases them in reverse, by their names: {"Control_L", "v"}.
   void press(const std::vector<std::string>& names);
-  /// How many keys have been released until now.
+  /// The number of released keys so far.
   [[nodiscard]] int releases() const { return releases_; }
 
  private:

@@ -14,11 +14,11 @@
 
 namespace Tessaly::Tests {
 
-/// A program that a test started, and that ends with it at the latest.
+/// A program that a test starts. It ends with the test at the latest.
 class Process {
  public:
   Process() = default;
-  /// Standard output and error go to the file. Another user's group has the user's number.
+  /// Standard output and error go to the file. The group of another user has the number of the user.
   explicit Process(std::vector<std::string> arguments, const std::string& output = "/dev/null", uid_t user = 0) {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
@@ -29,7 +29,7 @@ class Process {
     ::dup2(file, STDOUT_FILENO);
     ::dup2(file, STDERR_FILENO);
     if (user != 0 && (::setgroups(0, nullptr) != 0 || ::setgid(user) != 0 || ::setuid(user) != 0)) ::_exit(126);
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // A change of the user would take it back.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // A change of the user would reset it.
     ::execvp(pointers[0], pointers.data());
     ::_exit(127);
   }
@@ -48,14 +48,14 @@ class Process {
     ::waitpid(pid_, nullptr, 0);
     pid_ = 0;
   }
-  /// How it ended, as `waitpid` tells it, after it has ended by itself.
+  /// Its status, as from `waitpid`, after it has ended by itself.
   int waitStatus() {
     int status = 0;
     ::waitpid(pid_, &status, 0);
     pid_ = 0;
     return status;
   }
-  /// Its exit status, after it has ended by itself; -1 if it was killed.
+  /// Its exit status, after it has ended by itself. -1 if it was killed.
   int wait() {
     const int status = waitStatus();
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

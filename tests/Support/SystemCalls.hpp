@@ -17,7 +17,7 @@ namespace Tessaly::Tests {
 
 enum class SystemCalls { none, some };
 
-/// From here on, any system call of this thread but the end of the process kills the process.
+/// From here on, every system call of this thread kills the process, except its exit.
 inline bool forbidSystemCalls() {
   std::array<sock_filter, 4> filter{{
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -29,8 +29,8 @@ inline bool forbidSystemCalls() {
   return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-/// Runs the body in the child of a fork that the kernel kills at the first system call, and tells whether it made one.
-/// The body runs once before that, so that what is fetched once per thread or process is there.
+/// Runs the body in a forked child that the kernel kills at the first system call, and returns whether it made one. The
+/// body runs once before that, so that caches of the thread and the process are filled.
 template <typename Body>
 SystemCalls systemCallsOf(Body body) {
   const pid_t child = ::fork();

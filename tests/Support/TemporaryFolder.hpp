@@ -10,7 +10,7 @@
 
 namespace Tessaly::Tests {
 
-/// A folder of its own, removed with all that it holds.
+/// A directory of the test, removed with its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "tessaly-XXXXXX").string()) {

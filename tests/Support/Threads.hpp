@@ -9,7 +9,7 @@
 
 namespace Tessaly::Tests {
 
-/// Waits until the thread of this process sleeps in the kernel, by asking the kernel for its state.
+/// Waits until the kernel reports that a thread of this process sleeps.
 inline void waitUntilAsleep(pid_t thread) {
   const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
   for (;;) {

@@ -6,7 +6,7 @@
 
 namespace Tessaly::Tests {
 
-/// Waits until a condition holds that nothing announces, by looking again and again; false after 9 seconds.
+/// Waits until a condition without a notification holds, by polling. Returns false after 9 s.
 template <typename Condition>
 bool waitUntil(Condition condition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(9);

@@ -11,7 +11,7 @@
 
 namespace Tessaly::Tests {
 
-/// How often the library's threads of this process went to sleep so far: each time that they are woken, once.
+/// The number of times that the library's threads in this process went to sleep. Each wake-up counts once.
 inline std::int64_t sleepsOfLibrary() {
   std::int64_t sleeps = 0;
   std::error_code ignored;
@@ -27,8 +27,8 @@ inline std::int64_t sleepsOfLibrary() {
   return sleeps;
 }
 
-/// Whether the library's threads, once they have done what was begun, are not woken for so long. Waits some seconds for
-/// that.
+/// Whether the library's threads sleep through a stretch of time, after they have finished their work. Waits at most 8
+/// s for that.
 inline bool libraryStaysAsleep(std::chrono::milliseconds stretch) {
   for (const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(8);;) {
     const std::int64_t before = sleepsOfLibrary();

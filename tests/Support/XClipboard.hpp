@@ -13,16 +13,16 @@ namespace Tessaly::Tests {
 /// An X server, and another program that uses its clipboard.
 class XClipboard {
  public:
-  /// Why there is none; empty if there is.
+  /// The reason why there is none. Empty if there is one.
   [[nodiscard]] std::string reason() const {
     if (!server_.reason().empty()) return server_.reason();
     return Process({"xclip", "-version"}).wait() == 0 ? "" : "xclip is not installed";
   }
   XServer& server() { return server_; }
-  /// For the tests' files.
+  /// For the files of the tests.
   [[nodiscard]] const std::string& folder() const { return server_.folder(); }
 
-  /// What the other program pastes; "failed" if that does not offer the form.
+  /// The text that the other program pastes. "failed" if the clipboard does not offer the form.
   [[nodiscard]] std::string paste(const std::string& form = "UTF8_STRING") const {
     const std::string file = folder() + "/pasted";
     Process reader({"timeout", "8", "xclip", "-selection", "clipboard", "-o", "-t", form}, file);

@@ -15,7 +15,7 @@
 
 namespace Tessaly::Tests {
 
-/// An X server of the test's own, without a screen that anybody sees, which the environment names as the display.
+/// An X server of the test without a visible screen. The environment names it as the display.
 class XServer {
  public:
   /// The size of its screen.
@@ -24,7 +24,7 @@ class XServer {
     start();
   }
 
-  /// Why it does not run; empty if it does.
+  /// The reason why it does not run. Empty if it runs.
   [[nodiscard]] const std::string& reason() const { return reason_; }
   [[nodiscard]] const std::string& folder() const { return folder_.path(); }
   Process& process() { return process_; }
@@ -32,7 +32,7 @@ class XServer {
   void start() {
     const std::string number = folder() + "/display";
     std::filesystem::remove(number);
-    // A number of this process, or another test's server could take that of one that has ended.
+    // The number of this process. Another number could be that of a server that has just ended.
     const std::string display = ":" + std::to_string(1'000 + ::getpid() % 25'000 * 2 + starts_++);
     process_ = Process(
         {"sh", "-c",

@@ -11,10 +11,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The text of a `GtkEditable`, which may go before this. Positions count characters.
+/// The text of a `GtkEditable`, which may be destroyed first. Positions count characters.
 class EditableText {
  public:
-  /// What is selected: from where it was begun to the cursor, which are the same if nothing is.
+  /// The selection, from its beginning to the cursor. Without a selection, both are equal.
   struct Selection {
     int bound = 0;
     int cursor = 0;
@@ -30,14 +30,14 @@ class EditableText {
     if (isThere()) g_object_remove_weak_pointer(G_OBJECT(editable_), reinterpret_cast<gpointer*>(&editable_));
   }
 
-  /// The one of a compound widget that says what happens to the text.
+  /// The part of a compound widget that emits the signals of the text.
   static GtkEditable* innermost(GtkEditable* field, std::string_view file) {
     if (field == nullptr) fatalError("A hook of a field needs a field", file, __LINE__);
     while (GtkEditable* delegate = gtk_editable_get_delegate(field)) field = delegate;
     return field;
   }
 
-  /// With a mark for what is not UTF-8, and as far as the first zero.
+  /// With a mark in place of bytes that are not UTF-8, and up to the first zero.
   static std::string valid(const std::string& text) {
     char* mended = g_utf8_make_valid(text.c_str(), -1);
     std::string result(mended);
@@ -45,7 +45,7 @@ class EditableText {
     return result;
   }
 
-  /// From one position to another, the end if negative.
+  /// From one position to another. A negative position means the end.
   static std::string part(const std::string& text, int start, int end) {
     const char* first = g_utf8_offset_to_pointer(text.c_str(), start);
     if (end < 0) return first;
@@ -59,7 +59,7 @@ class EditableText {
   [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
   [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
 
-  /// Changes only what differs.
+  /// Changes only the parts that differ.
   void set(const std::string& text) {
     const std::string old = get();
     const char* from = old.c_str();

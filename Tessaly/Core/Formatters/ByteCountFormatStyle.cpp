@@ -27,7 +27,7 @@ namespace Tessaly::inline v1 {
 namespace {
 
 struct Unit {
-  /// The first magnitude that belongs to the next unit: what rounds to a thousand is one of those.
+  /// The smallest magnitude of the next unit. Numbers that round to a thousand belong to that unit.
   double limit;
   double size;
   int fractionDigits;
@@ -43,14 +43,14 @@ constexpr std::array<Unit, 6> units{{
     {std::numeric_limits<double>::max(), 1e15, 2, u".## measure-unit/digital-petabyte"},
 }};
 
-/// The languages whose zero is a word.
+/// The languages that have a word for zero.
 constexpr std::array<std::string_view, 13> spellingLanguages{"ar", "da", "el", "en", "fr", "hi", "hr",
                                                              "id", "it", "ms", "pt", "ro", "th"};
 
-/// The grammatical numbers that a language may have, by which the texts of units differ.
+/// The plural forms of a language, which decide the texts of units.
 constexpr std::array<std::u16string_view, 6> pluralKeywords{u"zero", u"one", u"two", u"few", u"many", u"other"};
 
-/// What is prepared for one locale, unit by unit.
+/// The prepared data of one locale, by unit.
 class Engine {
  public:
   explicit Engine(const std::string& identifier) : locale_(identifier.c_str()) {
@@ -72,7 +72,7 @@ class Engine {
     while (magnitude >= units[index].limit) ++index;
     const double value = magnitude / units[index].size;
     const auto decimals = writer_.rounded(value, units[index].fractionDigits);
-    // Greater ones are grouped.
+    // Larger numbers are grouped.
     if (!writesNumbers_ || !decimals || decimals->integers > 3) return stringOfICU(index, count);
 
     Surroundings& around = surroundings_[index][pluralIndex(*decimals)][count < 0 ? 1 : 0];
@@ -99,11 +99,11 @@ class Engine {
   }
 
  private:
-  /// What stands around the numbers of one unit, grammatical number and sign, by the first text that ICU made of them.
-  /// Asking it takes several times as long.
+  /// The texts around the number for one unit, plural form and sign. They are taken from ICU's first text and reused,
+  /// because a call of ICU takes several times as long.
   struct Surroundings {
     bool isKnown = false;
-    /// The text has another number in it, or none: the one Arabic hour is just "hour".
+    /// The text has another number in it, or none. The one Arabic hour is just "hour".
     bool isLeftToICU = false;
     detail::Affixes affixes;
   };
@@ -156,7 +156,7 @@ class Engine {
     UErrorCode ruleStatus = U_ZERO_ERROR;
     speller.setDefaultRuleSet(u"%spellout-cardinal", ruleStatus);
     if (U_FAILURE(ruleStatus)) {
-      ruleStatus = U_ZERO_ERROR;  // A language without either, such as Danish, keeps its own first choice.
+      ruleStatus = U_ZERO_ERROR;  // A language without both, such as Danish, keeps its own first choice.
       speller.setDefaultRuleSet(u"%spellout-cardinal-masculine", ruleStatus);
     }
     speller.setContext(UDISPCTX_CAPITALIZATION_FOR_BEGINNING_OF_SENTENCE, status);

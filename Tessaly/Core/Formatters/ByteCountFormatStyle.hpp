@@ -13,24 +13,24 @@
 
 namespace Tessaly::inline v1 {
 
-/// How a size is written: in the largest decimal unit that suits it, as files are, "1.5 MB". Up to one fraction digit
-/// from megabytes on, up to two from gigabytes on, rounded half to even.
+/// Writes a size in the largest suitable decimal unit: "1.5 MB". Megabytes have up to one fraction digit, and gigabytes
+/// and larger units up to two. Ties round half to even.
 ///
-/// The standard library has nothing like it. A locale is prepared once for each thread, in about 100 us for each unit
-/// that is used; the last eight locales stay prepared.
+/// The standard library has no counterpart. Each thread prepares a locale in about 100 µs for each unit that it uses,
+/// and keeps the last eight locales.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that nobody changes is thread-safe.
+/// Thread contract: thread-compatible. Formatting is thread-safe while no thread changes the style.
 ///
 ///     ByteCountFormatStyle style;
 ///     style.setLocale(Locale("fr"));
 ///     std::cout << style.format(1'500'000);  // 1,5 Mo
 class ByteCountFormatStyle {
  public:
-  /// Absent, as at first: the current locale at every use.
+  /// Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Whether no bytes at all are written by a word, in the languages that do so: "Zero kB". At first true.
+  /// Whether languages that have a word for zero bytes use it: "Zero kB". True at first.
   [[nodiscard]] bool spellsOutZero() const noexcept { return spellsOutZero_; }
   void setSpellsOutZero(bool spells) noexcept { spellsOutZero_ = spells; }
 

@@ -47,7 +47,7 @@ UMeasureFormatWidth widthOf(DateComponentsFormatter::UnitsStyle style) {
   return UMEASFMT_WIDTH_WIDE;
 }
 
-/// One unit of a span, with its share of it.
+/// One unit of a duration, and its number.
 struct Component {
   std::size_t unit;
   double value;
@@ -55,7 +55,7 @@ struct Component {
 
 }  // namespace
 
-/// What is prepared for one locale and style.
+/// The prepared data of one locale and style.
 class DateComponentsFormatter::Engine {
  public:
   Engine(const std::string& identifier, UnitsStyle style)
@@ -70,9 +70,10 @@ class DateComponentsFormatter::Engine {
     }
   }
 
-  /// A positional text, by what stood around the digits of a first one. ICU makes the pattern of each text anew.
+  /// Writes a positional text with the separators of a first text. ICU would make the pattern of each text again.
   std::string positional(const std::vector<Component>& components) {
-    const bool hasFewDigits = components.size() > 1 && components.front().value < 1000;  // More would be grouped.
+    const bool hasFewDigits =
+        components.size() > 1 && components.front().value < 1000;  // Larger numbers would be grouped.
     if (!hasFewDigits) return string(components);
     Layout& layout = layouts_[components.size() - 2][components.front().unit];
     if (!layout.isKnown) learn(layout, components);
@@ -104,8 +105,8 @@ class DateComponentsFormatter::Engine {
   [[nodiscard]] std::string minusSign() const { return detail::fromUTF16(minusSign_); }
 
  private:
-  /// What stands before, between and behind the fields of positional texts of some units; empty where these are not
-  /// written as one digit and then two.
+  /// The texts before, between and after the fields of positional texts. Empty unless the first field has at least one
+  /// digit and every later field two.
   struct Layout {
     bool isKnown = false;
     std::vector<std::string> literals;
@@ -124,7 +125,7 @@ class DateComponentsFormatter::Engine {
       at = found + field.size();
     }
     layout.literals.push_back(sample.substr(at));
-    if (layout.literals.front().ends_with(digits_[0])) layout.literals.clear();  // It pads the first field too.
+    if (layout.literals.front().ends_with(digits_[0])) layout.literals.clear();  // It pads the first field, too.
   }
 
   static icu::Locale rootIfBogus(const icu::Locale& locale) {
@@ -148,7 +149,7 @@ class DateComponentsFormatter::State {
   bool allowsFractionalUnits = false;
   detail::RecentlyUsed<std::string, Engine, 8> engines;
 
-  /// Which of the units are written.
+  /// The units that are written.
   [[nodiscard]] std::vector<Component> shown(std::vector<Component> components) const {
     auto behavior = zeroFormattingBehavior;
     if (contains(behavior, ZeroFormattingBehavior::default_)) {
@@ -157,7 +158,7 @@ class DateComponentsFormatter::State {
     }
     const auto isZero = [](const Component& component) { return component.value == 0; };
     if (contains(behavior, ZeroFormattingBehavior::dropLeading)) {
-      // Positional texts keep two fields, or a time would not look like one.
+      // Positional texts keep two fields. Otherwise a time would not look like one.
       const std::size_t least = unitsStyle == UnitsStyle::positional ? 2 : 1;
       while (components.size() > least && isZero(components.front())) components.erase(components.begin());
     }
@@ -214,7 +215,7 @@ std::optional<std::string> DateComponentsFormatter::string(double seconds) const
     return std::make_unique<Engine>(identifier, state_->unitsStyle);
   });
   const bool isSigned = isNegative && components.front().value != 0;
-  // The format of positional texts takes no negative values.
+  // The positional format takes no negative values.
   if (state_->unitsStyle == UnitsStyle::positional) {
     const std::string text = engine.positional(components);
     return isSigned && !text.empty() ? engine.minusSign() + text : text;

@@ -15,12 +15,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes spans of time in hours, minutes and seconds: "1:02:03", "1 hour, 2 minutes", "1h 2m".
+/// Writes durations in hours, minutes and seconds: "1:02:03", "1 hour, 2 minutes", "1h 2m".
 ///
-/// The nearest standard facility is the output of `std::chrono::hh_mm_ss`, which knows no locale. Preparing a locale
-/// takes about 200 us; the last eight stay prepared.
+/// The nearest standard facility is the output of `std::chrono::hh_mm_ss`, which ignores locales. Preparing a locale
+/// takes about 200 µs. The formatter keeps the last eight locales.
 ///
-/// Thread contract: thread-compatible. Using it prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
 ///
 ///     DateComponentsFormatter formatter;
 ///     formatter.setLocale(Locale("en"));
@@ -29,10 +29,11 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
  public:
   enum class UnitsStyle : std::uint8_t { positional = 0, abbreviated = 1, full = 3 };
-  /// A set of units; combine them by `|`.
+  /// A set of units. Combine them with `|`.
   enum class Units : std::uint16_t { hour = 32, minute = 64, second = 128 };
-  /// What becomes of units whose value is zero; a combination by `|`. `default_` drops the leading ones of positional
-  /// texts and all of others. One unit always stays. Positional texts drop leading ones only.
+  /// How units with the value zero are written. Combine the values with `|`. `default_` drops the leading units of
+  /// positional texts, and all zero units of other texts. At least one unit stays. Positional texts drop only leading
+  /// units.
   enum class ZeroFormattingBehavior : std::uint32_t {
     none = 0,
     default_ = 1,
@@ -46,7 +47,7 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   DateComponentsFormatter();
   ~DateComponentsFormatter() override;
 
-  /// A formatter for those who share it.
+  /// A formatter with shared ownership.
   [[nodiscard]] static std::shared_ptr<DateComponentsFormatter> make() {
     return std::make_shared<DateComponentsFormatter>();
   }
@@ -54,26 +55,26 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// "Tessaly.DateComponentsFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent, as at first: the current locale at every use.
+  /// Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
   void setLocale(const std::optional<Locale>& locale);
 
-  /// At first positional.
+  /// Positional at first.
   [[nodiscard]] UnitsStyle unitsStyle() const noexcept;
   void setUnitsStyle(UnitsStyle style);
-  /// At first hours, minutes and seconds.
+  /// Hours, minutes and seconds at first.
   [[nodiscard]] Units allowedUnits() const noexcept;
   void setAllowedUnits(Units units) noexcept;
   [[nodiscard]] ZeroFormattingBehavior zeroFormattingBehavior() const noexcept;
   void setZeroFormattingBehavior(ZeroFormattingBehavior behavior) noexcept;
-  /// Kept, but without effect on the text: the smallest unit is never written with a fraction.
+  /// Stored, but the text does not depend on it: the smallest unit never has a fraction.
   [[nodiscard]] bool allowsFractionalUnits() const noexcept;
   void setAllowsFractionalUnits(bool allows) noexcept;
 
-  /// The text of a span in seconds, cut toward zero to whole ones. The sign of a negative span stands before the first
-  /// unit that is written, and is lost when that is zero. Absent for what is no finite number, and without units.
+  /// The text of a duration in seconds, cut toward zero to whole seconds. The sign of a negative duration precedes the
+  /// first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and without units.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
-  /// The text of a number of the language, in seconds; absent for everything else.
+  /// The text of an arithmetic type, in seconds. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
  private:

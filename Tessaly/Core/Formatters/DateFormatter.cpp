@@ -60,7 +60,7 @@ UDisplayContext contextOfICU(DateFormatter::FormattingContext context) {
 
 using detail::DateWriter;
 
-/// The part for a field of a pattern: a letter, so many times. Absent for what is left to ICU.
+/// The part for a field of a pattern, which is a repeated letter. Absent if the field is left to ICU.
 std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::DateFormatSymbols& symbols) {
   using Field = DateWriter::Field;
   using icu::DateFormatSymbols;
@@ -116,8 +116,8 @@ std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::Da
   }
 }
 
-/// What writes as a format of ICU does. Absent for other calendars than the Gregorian one, and for patterns with fields
-/// that only ICU knows, such as names of time zones.
+/// A writer with the same result as a format of ICU. Absent for calendars other than the Gregorian one, and for
+/// patterns with fields that only ICU knows, such as names of time zones.
 std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isCapitalised, const icu::Locale& locale) {
   constexpr std::u16string_view numericFields = u"yMdHhms";
   if (std::string_view(format.getCalendar()->getType()) != "gregorian") return std::nullopt;
@@ -201,10 +201,10 @@ struct DateFormatter::Key {
   }
 };
 
-/// What is prepared for one combination of properties.
+/// The prepared data of one combination of properties.
 class DateFormatter::Engine {
  public:
-  /// Who writes: a writer of ours where it can, else ICU, whose formats are many times larger and slower.
+  /// Writes with the library's writer if possible, else with ICU, whose formats are many times larger and slower.
   enum class Writing : std::uint8_t { byOurselves, byICU };
 
   explicit Engine(const Key& key, Writing writing = Writing::byOurselves) : key_(key) {
@@ -255,7 +255,7 @@ class DateFormatter::Engine {
       return text;
     }
     UErrorCode status = U_ZERO_ERROR;
-    // With a calendar of our own: given a date, ICU would clone the format's at every call.
+    // The calendar is our own, because ICU would clone the calendar of the format at every call.
     calendar_->setTime(date, status);
     units_.remove();
     icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
@@ -271,7 +271,7 @@ class DateFormatter::Engine {
     return static_cast<std::int64_t>(std::floor(date)) + distance + summer;
   }
 
-  /// Numbers the days of the zone one after another.
+  /// Numbers the days of the zone consecutively.
   std::int64_t dayNumber(UDate date) {
     if (wholeWriter_) {
       return std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(localMilliseconds(date))).count();
@@ -281,7 +281,7 @@ class DateFormatter::Engine {
     return calendar_->get(UCAL_JULIAN_DAY, status);
   }
 
-  /// Asks the zone only when another minute has come: days begin and end with a minute in every zone.
+  /// Asks the zone only for a new minute. In every zone, days begin and end with a minute.
   std::int64_t dayNumberOfNow(UDate now) {
     const double minute = std::floor(now / 60'000);
     if (minute != minuteOfNow_) {
@@ -291,7 +291,7 @@ class DateFormatter::Engine {
     return dayOfNow_;
   }
 
-  /// Lets go of ICU's formats if everything can be written without.
+  /// Releases ICU's formats if the writers can write everything.
   void prepareWriters(const icu::Locale& locale) {
     const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
     if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
@@ -312,7 +312,8 @@ class DateFormatter::Engine {
     if (!isTimeFirst_ && isCapitalised(key.context, locale)) detail::capitalise(words_, locale.getName());
   }
 
-  /// Joins the patterns of date and time by the plain glue, and finds out what that puts around the two texts.
+  /// Joins the patterns of date and time by the glue, which is the locale's plain joining pattern. Finds the texts that
+  /// the glue puts around them.
   void prepareGlue(const Key& key, const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
     const auto pattern = [&](icu::DateFormat* made) {
@@ -332,7 +333,7 @@ class DateFormatter::Engine {
     time_.reset(whole_->clone());
     time_->applyPattern(timePattern);
     if (isTimeFirst_) time_->setContext(contextOfICU(key.context), status);
-    // The glue is a pattern of dates too, with quotes of its own: let the format resolve it around two private letters.
+    // The glue is a pattern of dates, too, with its own quotes. The format resolves it around two private letters.
     icu::UnicodeString joined;
     joiner.format(quoted(u"\uE000"), quoted(u"\uE001"), joined, status);
     whole_->applyPattern(joined);
@@ -351,7 +352,7 @@ class DateFormatter::Engine {
     if (U_SUCCESS(status)) whole_->applyPattern(both);
   }
 
-  /// Whether words for days get a capital letter. On their own and in lists, that is for the locale to say.
+  /// Whether words for days begin with a capital letter. On their own and in lists, the locale decides.
   static bool isCapitalised(FormattingContext context, const icu::Locale& locale) {
     using detail::WordPlace;
     if (context == FormattingContext::beginningOfSentence) return true;
@@ -366,11 +367,11 @@ class DateFormatter::Engine {
   std::unique_ptr<icu::TimeZone> zone_;
   std::optional<DateWriter> wholeWriter_;
   std::optional<DateWriter> timeWriter_;
-  /// ICU's; none where the writers do without.
+  /// ICU's formats. Null while the writers suffice.
   std::unique_ptr<icu::SimpleDateFormat> whole_;
   std::unique_ptr<icu::SimpleDateFormat> time_;
   std::unique_ptr<icu::Calendar> calendar_;
-  /// Another one that is left to ICU, for dates that the writers do not know.
+  /// A second format of ICU, for dates that the writers cannot write.
   std::unique_ptr<Engine> exact_;
   icu::UnicodeString units_;
   bool isRelative_ = false;

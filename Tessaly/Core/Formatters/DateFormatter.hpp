@@ -17,16 +17,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes dates for people: as a locale does, in one of four lengths, and if wanted with the words for the days around
-/// today.
+/// Writes dates for people, in one of four lengths of a locale, optionally with words for the days around today.
 ///
-/// The nearest standard facility is `std::put_time` with a `std::locale`, which needs the locale to be generated on the
-/// machine and has no words for days. For programs to read there is `ISO8601DateFormatter`. Preparing a combination of
-/// locale, time zone and styles takes about 100 us; the last sixteen stay prepared.
+/// For programs, use `ISO8601DateFormatter`. The nearest standard facility is `std::put_time` with a `std::locale`. It
+/// needs a locale that was generated on the machine and has no words for days. Preparing a combination of locale, time
+/// zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
 ///
-/// What is today is asked of `Date::now()`, so a `WallClock::Replacement` decides it in tests.
+/// `Date::now()` decides what is today. Tests control it with a `WallClock::Replacement`.
 ///
-/// Thread contract: thread-compatible. Using it prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
 ///
 ///     DateFormatter formatter;
 ///     formatter.setLocale(Locale("en_GB"));
@@ -36,7 +35,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT DateFormatter : public Formatter {
  public:
   enum class Style : std::uint8_t { none = 0, short_ = 1, medium = 2, long_ = 3, full = 4 };
-  /// Where the text will stand, as far as that decides about capital letters.
+  /// The place of the text, as far as it decides capital letters.
   enum class FormattingContext : std::uint8_t {
     unknown = 0,
     standalone = 2,
@@ -48,39 +47,39 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   DateFormatter();
   ~DateFormatter() override;
 
-  /// A formatter for those who share it.
+  /// A formatter with shared ownership.
   [[nodiscard]] static std::shared_ptr<DateFormatter> make() { return std::make_shared<DateFormatter>(); }
 
   /// "Tessaly.DateFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent, as at first: the current locale at every use.
+  /// Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Absent, as at first: the current time zone at every use.
+  /// Absent at first, which means the current time zone at every use.
   [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept { return timeZone_; }
   void setTimeZone(const std::optional<TimeZone>& zone) { timeZone_ = zone; }
 
-  /// How long the date is; at first `none`.
+  /// The length of the date, `none` at first.
   [[nodiscard]] Style dateStyle() const noexcept { return dateStyle_; }
   void setDateStyle(Style style) noexcept { dateStyle_ = style; }
-  /// How long the time is; at first `none`. With both `none` every text is empty.
+  /// The length of the time, `none` at first. If both are `none`, every text is empty.
   [[nodiscard]] Style timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(Style style) noexcept { timeStyle_ = style; }
 
-  /// Whether days that the locale has words for, such as today and yesterday, are called by them. Without a date style
-  /// it changes nothing.
+  /// Whether the locale's words replace the dates of days such as today and yesterday. Without a date style it has no
+  /// effect.
   [[nodiscard]] bool doesRelativeDateFormatting() const noexcept { return isRelative_; }
   void setDoesRelativeDateFormatting(bool isRelative) noexcept { isRelative_ = isRelative; }
 
   [[nodiscard]] FormattingContext formattingContext() const noexcept { return context_; }
   void setFormattingContext(FormattingContext context) noexcept { context_ = context; }
 
-  /// The text of a date, rounded to milliseconds first. Empty for what is no finite number. Dates that lie beyond the
-  /// calendar (about 5.8 million years around 1970) are written as its first or last.
+  /// The text of a date, rounded to milliseconds first. Empty for NaN and infinite dates. A date beyond the calendar
+  /// (about 5.8 million years around 1970) is written as the first or last date of the calendar.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
-  /// The text of a `Date`; absent for everything else.
+  /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
  private:

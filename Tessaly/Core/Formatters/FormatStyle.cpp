@@ -25,7 +25,7 @@ struct Key {
   bool operator==(const Key&) const noexcept = default;
 };
 
-/// What is prepared for one combination of locale, zone and fields.
+/// The prepared data of one combination of locale, zone and fields.
 class Engine {
  public:
   explicit Engine(const Key& key) {
@@ -37,8 +37,8 @@ class Engine {
     icu::UnicodeString skeleton = icu::UnicodeString::fromUTF8(key.skeleton);
     const bool isTaiwan =
         std::string_view(locale.getLanguage()) == "zh" && std::string_view(locale.getCountry()) == "TW";
-    if (isTaiwan) skeleton.findAndReplace(u"j", u"C");  // Where hours are told with the part of the day.
-    // The widths of the style win over those that the locale would rather have.
+    if (isTaiwan) skeleton.findAndReplace(u"j", u"C");  // If the hours come with the part of the day.
+    // The widths of the style take precedence over those of the locale.
     const icu::UnicodeString pattern = generator->getBestPattern(skeleton, UDATPG_MATCH_ALL_FIELDS_LENGTH, status);
     format_ = std::make_unique<icu::SimpleDateFormat>(pattern, locale, status);
     format_->adoptTimeZone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(key.zone)));

@@ -12,11 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// What stands between a value and the text of it that an editable field shows.
+/// Converts between a value and its text in an editable field.
 ///
-/// A field calls three operations: it shows `string(object)`, asks `isPartialStringValid` at every change while the
-/// user types, and `getObjectValue` when editing ends. The adapters for Qt and GTK make their fields do so. The nearest
-/// standard facility is a pair of stream operators, which cannot judge what is half typed.
+/// A field uses three operations. It shows `string(object)`, asks `isPartialStringValid` at every change, and calls
+/// `getObjectValue` when editing ends. The adapters for Qt and GTK connect their fields. The nearest standard facility
+/// is a pair of stream operators, which cannot judge a half-typed text.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -32,16 +32,16 @@ class TESSALY_EXPORT Formatter : public Object {
  public:
   ~Formatter() override;
 
-  /// The text of an object; absent when the formatter is not for such objects. Here: always.
+  /// The text of an object. Absent if the formatter does not support the object. The default is always absent.
   [[nodiscard]] virtual std::optional<std::string> string(const std::any& object) const;
 
-  /// Reads an object from a text, into `*object` unless that is null. Whether it could; if not, `*errorDescription`,
-  /// unless that is null, may be told why. Here: never.
+  /// Parses a text into `*object`, unless that is null, and returns whether it could. On failure it may store a reason
+  /// in `*errorDescription`, unless that is null. The default always fails.
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 
-  /// Whether a field may hold this text while the user edits. If not, the field stays as it was, or takes
-  /// `*newEditingString` if that got a value. Null pointers are told nothing. Here: always.
+  /// Whether a field may hold this text during editing. Otherwise the field keeps its text, or takes
+  /// `*newEditingString` if that received a value. Both pointers may be null. The default is always true.
   virtual bool isPartialStringValid(std::string_view partialString,
                                     std::optional<std::string>* newEditingString = nullptr,
                                     std::optional<std::string>* errorDescription = nullptr);

@@ -14,10 +14,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes dates for programs, in Greenwich time: "2023-01-02T15:04:05Z". No locale and no time zone changes that.
+/// Writes dates for programs, in Greenwich time: "2023-01-02T15:04:05Z". No locale and no time zone affects the text.
 ///
-/// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which this standard library does not have yet.
-/// Making one costs an allocation.
+/// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which this standard library lacks. The constructor
+/// allocates once.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -28,16 +28,16 @@ class TESSALY_EXPORT ISO8601DateFormatter : public Formatter {
   ISO8601DateFormatter() noexcept = default;
   ~ISO8601DateFormatter() override;
 
-  /// A formatter for those who share it.
+  /// A formatter with shared ownership.
   [[nodiscard]] static std::shared_ptr<ISO8601DateFormatter> make() { return std::make_shared<ISO8601DateFormatter>(); }
 
   /// "Tessaly.ISO8601DateFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The text of a date, rounded to milliseconds and then cut to seconds. Years have four digits or as many as they
-  /// need; before 15 October 1582 the calendar is the Julian one. Empty for what is no finite number.
+  /// The text of a date, rounded to milliseconds and then cut to seconds. A year has at least four digits. Before 15
+  /// October 1582 the calendar is the Julian one. The text is empty for NaN and infinite dates.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
-  /// The text of a `Date`; absent for everything else.
+  /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 };
 

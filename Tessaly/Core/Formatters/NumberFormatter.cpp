@@ -33,10 +33,10 @@ icu::UnicodeString utf16(std::string_view text) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
 }
 
-/// The same number in fewer digits: ICU takes a time that grows with the square of their count. Absent where that
-/// cannot be done, which no number that anybody meant needs.
+/// The same number in fewer digits, because ICU's time grows with the square of their count. Absent if that is
+/// impossible. No meaningful number is absent.
 std::optional<icu::UnicodeString> shortened(icu::UnicodeString units, std::u16string_view decimalSeparator) {
-  // Enough for every double: 324 zeros behind the point, and 767 digits to tell a tie from what lies beside it.
+  // Enough for every double: 324 zeros after the point, and 767 digits to distinguish a tie from its neighbours.
   constexpr int mostDigits = 1'100;
   constexpr std::size_t mostUnits = 10'000;
   if (units.length() <= mostDigits) return units;
@@ -60,11 +60,11 @@ std::optional<icu::UnicodeString> shortened(icu::UnicodeString units, std::u16st
       continue;
     }
     const bool isFraction = !decimalSeparator.empty() && result.ends_with(decimalSeparator);
-    if (isCut && !isFraction) return std::nullopt;  // An exponent could undo what was cut.
+    if (isCut && !isFraction) return std::nullopt;  // An exponent could undo the cut.
     if (!isFraction) {
       std::int32_t lastZero = at;
       for (; digit() == 0; at = next) lastZero = at;
-      if (digit() < 0) at = lastZero;  // There is nothing but zeros: one stays.
+      if (digit() < 0) at = lastZero;  // All digits are zeros, so one stays.
     }
     int kept = 0;
     bool hasMore = false;
@@ -112,12 +112,12 @@ struct NumberFormatter::Configuration {
   std::optional<std::string> zeroSymbol;
 };
 
-/// What is prepared for one locale.
+/// The prepared data of one locale.
 class NumberFormatter::Engine {
  public:
   Engine(const Configuration& configuration, const std::string& identifier)
       : format_(makeFormat(configuration.style, icu::Locale(identifier.c_str()))) {
-    // Each change makes ICU prepare everything anew, so what is so already is left alone.
+    // Each change makes ICU prepare everything again, so equal values are not set again.
     if (configuration.roundingMode != RoundingMode::halfEven) {
       format_->setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(configuration.roundingMode));
     }
@@ -217,7 +217,7 @@ class NumberFormatter::Engine {
                                                   : icu::NumberFormat::createInstance(known, status));
     auto* decimal = dynamic_cast<icu::DecimalFormat*>(format.get());
     if (decimal == nullptr) {
-      // A locale whose numbers are spelled out by rules, "en@numbers=roman", has no percent of its own.
+      // A locale whose numbers follow spelling rules, "en@numbers=roman", has no percent format of its own.
       return std::make_unique<icu::DecimalFormat>(
           icu::UnicodeString(style == Style::percent ? u"#,##0%" : u"#,##0.###"),
           new icu::DecimalFormatSymbols(known, status), status);
@@ -371,7 +371,7 @@ std::optional<NSNumber> NumberFormatter::number(std::string_view text) const {
   if (configuration.zeroSymbol && text == *configuration.zeroSymbol) return NSNumber(0);
   std::optional<NSNumber> number = engine().number(text);
   if (!number) {
-    // ICU takes leading white space only where it is lenient.
+    // ICU accepts leading white space only in its lenient mode.
     Text::Scalars scalars(text);
     auto first = scalars.begin();
     while (first != scalars.end() && Text::isWhiteSpace(*first)) ++first;

@@ -18,14 +18,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes numbers as a locale does, and reads them again.
+/// Writes numbers as a locale does, and parses them again.
 ///
-/// The nearest standard facility is `std::num_put` with a `std::locale`, which knows no digits but ASCII's and needs
-/// the locale to be generated on the machine; for programs to read, use `std::to_chars`. Setting a property costs
-/// nothing until the next use, which prepares the locale anew (about 50 us); the last eight locales stay prepared. The
-/// limits of the fraction digits can be changed without that.
+/// For programs, use `std::to_chars`. The nearest standard facility is `std::num_put` with a `std::locale`. It writes
+/// only ASCII digits and needs a locale that was generated on the machine. A change of a property takes effect at the
+/// next use, which prepares the locale again in about 50 µs. The formatter keeps the last eight locales. Changing only
+/// the limits of the fraction digits needs no preparation.
 ///
-/// Thread contract: thread-compatible. Using it prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
 ///
 ///     NumberFormatter formatter;
 ///     formatter.setLocale(Locale("de"));
@@ -33,8 +33,8 @@ namespace Tessaly::inline v1 {
 ///     std::cout << formatter.string(1234.5678).value_or("");  // 1234,57
 class TESSALY_EXPORT NumberFormatter : public Formatter {
  public:
-  /// `none`: no grouping and no fraction digits. `decimal`: grouped, up to three fraction digits. `percent`: the value
-  /// times one hundred, in double precision, grouped, with the locale's sign.
+  /// `none`: no grouping and no fraction digits. `decimal`: grouping and up to three fraction digits. `percent`: the
+  /// value times 100 in double precision, with grouping and the locale's sign.
   enum class Style : std::uint8_t { none = 0, decimal = 1, percent = 3 };
   enum class RoundingMode : std::uint8_t {
     ceiling = 0,
@@ -49,13 +49,13 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   NumberFormatter();
   ~NumberFormatter() override;
 
-  /// A formatter for those who share it.
+  /// A formatter with shared ownership.
   [[nodiscard]] static std::shared_ptr<NumberFormatter> make() { return std::make_shared<NumberFormatter>(); }
 
   /// "Tessaly.NumberFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent, as at first: the current locale at every use.
+  /// Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
   void setLocale(const std::optional<Locale>& locale);
 
@@ -63,12 +63,12 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// Also resets the limits of the fraction digits to those of the style.
   void setNumberStyle(Style style);
 
-  /// A pattern for negative numbers, of which the affixes count: "~" is the locale's sign of approximation. Absent at
-  /// first. Ill-formed patterns are as good as absent.
+  /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent at
+  /// first. A malformed pattern counts as absent.
   [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept;
   void setNegativeFormat(const std::optional<std::string>& format);
 
-  /// What stands before and behind. Setting an absent value restores the locale's own.
+  /// The texts before and after a number. Setting an absent value restores the text of the locale.
   [[nodiscard]] std::string positivePrefix() const;
   void setPositivePrefix(const std::optional<std::string>& prefix);
   [[nodiscard]] std::string negativePrefix() const;
@@ -78,42 +78,42 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::string negativeSuffix() const;
   void setNegativeSuffix(const std::optional<std::string>& suffix);
 
-  /// From 0 to 340; values outside count as the nearer end. Setting one of the two moves the other if it must.
+  /// From 0 to 340; other values count as the nearer bound. Setting one limit moves the other if needed.
   [[nodiscard]] std::int64_t minimumFractionDigits() const noexcept;
   void setMinimumFractionDigits(std::int64_t digits) noexcept;
   [[nodiscard]] std::int64_t maximumFractionDigits() const noexcept;
   void setMaximumFractionDigits(std::int64_t digits) noexcept;
 
-  /// What a number is rounded by: its shortest decimal form, so that 1.005 is a tie. At first `halfEven`.
+  /// The rounding of the shortest decimal form, in which 1.005 is a tie. `halfEven` at first.
   [[nodiscard]] RoundingMode roundingMode() const noexcept;
   void setRoundingMode(RoundingMode mode);
 
-  /// The whole text of what is exactly zero, prefix and suffix included. Absent at first.
+  /// The whole text of an exact zero, prefix and suffix included. Absent at first.
   [[nodiscard]] const std::optional<std::string>& zeroSymbol() const noexcept;
   void setZeroSymbol(const std::optional<std::string>& symbol);
 
   /// The signs of the locale.
   [[nodiscard]] std::string plusSign() const;
   [[nodiscard]] std::string minusSign() const;
-  /// Absent when the locale has none.
+  /// Absent if the locale has none.
   [[nodiscard]] std::optional<std::string> decimalSeparator() const;
 
-  /// The text of a number. Absent when there is none.
+  /// The text of a number. Absent if ICU fails to write it.
   [[nodiscard]] std::optional<std::string> string(const NSNumber& number) const;
   template <typename Number>
     requires std::is_arithmetic_v<Number>
   [[nodiscard]] std::optional<std::string> string(Number number) const {
     return string(NSNumber(number));
   }
-  /// The text of an `NSNumber` or of a number of the language; absent for everything else.
+  /// The text of an `NSNumber` or of an arithmetic type. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
-  /// Reads a number: the whole text must be one as this formatter writes it, prefix and suffix included. Absent if it
-  /// is not. Digits of every script are read. Takes a time in proportion to the text, however long it is; one of more
-  /// than 10,000 characters that are no mere digits is refused.
+  /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.
+  /// Otherwise the result is absent. Digits of every script are accepted. The time is O(n). A text of more than 10,000
+  /// characters is refused unless it consists of digits.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
-  /// As `number`, into an `NSNumber`.
+  /// Like `number`, into an `NSNumber`.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
 

@@ -29,12 +29,13 @@ Resource child(const Resource& parent, const char* key) {
   return U_SUCCESS(status) ? std::move(found) : Resource();
 }
 
-/// What `read` finds in the table at a path, in a locale or the nearest of its parents that has it; empty if none has.
+/// The result of `read` for the table at a path, in a locale or its nearest parent that has the table. Empty if none
+/// has it.
 template <typename Read>
 std::u16string inherited(const std::string& locale, std::initializer_list<const char*> path, Read&& read) {
   UErrorCode status = U_ZERO_ERROR;
   std::string name = locale;
-  // Of a language without data, ICU takes what its default locale has.
+  // For a language without data, ICU uses its default locale.
   if (const Resource nearest(ures_open(nullptr, locale.c_str(), &status)); U_SUCCESS(status)) {
     const char* actual = ures_getLocaleByType(nearest.get(), ULOC_ACTUAL_LOCALE, &status);
     if (U_SUCCESS(status)) name = actual;

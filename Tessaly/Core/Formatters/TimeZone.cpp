@@ -25,7 +25,7 @@ std::string identifierOf(const icu::TimeZone& zone) {
   return zone.getID(identifier).toUTF8String(text);
 }
 
-/// How far local time is from Greenwich at present, by the rules of the C library.
+/// The present offset of local time from Greenwich, by the rules of the C library.
 std::string presentDistance() {
   ::tzset();
   const std::time_t now = std::time(nullptr);
@@ -37,14 +37,14 @@ std::string presentDistance() {
   return (minutes < 0 ? "GMT-" : "GMT+") + twoDigits(magnitude / 60) + ":" + twoDigits(magnitude % 60);
 }
 
-/// The zone of the variable `TZ`, or the system's when that is not set (null).
+/// The zone of the variable `TZ`. Null means that the variable is not set, so the zone of the system counts.
 std::optional<TimeZone> zoneOf(const char* variable) {
   if (variable != nullptr) {
     const std::string_view name = variable;
     if (auto zone = TimeZone::from(name.substr(name.starts_with(':') ? 1 : 0))) return zone;
-    return TimeZone::from(presentDistance());  // It spells out rules, which no name stands for.
+    return TimeZone::from(presentDistance());  // It spells out rules, for which there is no name.
   }
-  static constinit UnfairLock lock;  // ICU keeps the system's zone without one.
+  static constinit UnfairLock lock;  // ICU keeps the system's zone if there is no variable.
   const UnfairLock::Guard guard(lock);
   const std::unique_ptr<icu::TimeZone> host(icu::TimeZone::detectHostTimeZone());
   return TimeZone::from(identifierOf(*host));
@@ -71,7 +71,7 @@ const TimeZone& currentTimeZone() {
   if (const TimeZone* replacement = replaced.load(std::memory_order_acquire)) return *replacement;
   auto& known = PerThread<SystemZone>::current();
   const char* variable = std::getenv("TZ");
-  // A variable that is not set differs from an empty one, which means UTC.
+  // A missing variable differs from an empty one, which means UTC.
   const std::string_view text = variable == nullptr ? std::string_view("\n") : std::string_view(variable);
   if (!known.isKnown || text != known.variable) {
     known.zone = zoneOf(variable);

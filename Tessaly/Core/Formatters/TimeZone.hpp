@@ -11,9 +11,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// A time zone, by its name in the time-zone database ("Europe/Paris") or its distance from Greenwich ("GMT+03:00").
+/// A time zone, by its name in the time-zone database ("Europe/Paris") or its offset from Greenwich ("GMT+03:00").
 ///
-/// The nearest standard facility is `std::chrono::time_zone`, which this standard library does not have yet.
+/// The nearest standard facility is `std::chrono::time_zone`, which this standard library lacks.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,12 +21,12 @@ namespace Tessaly::inline v1 {
 ///     if (paris) std::cout << *paris;  // Europe/Paris
 class TimeZone {
  public:
-  /// Absent when no zone has the name.
+  /// Absent if no zone has the name.
   [[nodiscard]] TESSALY_EXPORT static std::optional<TimeZone> from(std::string_view identifier);
   [[nodiscard]] static TimeZone gmt() { return TimeZone("GMT"); }
 
-  /// The zone of the environment variable `TZ`, else of the system. The variable is looked at in every call; a change
-  /// of the system's own zone is noticed at the next change of the variable or the next start.
+  /// The zone of the environment variable `TZ`, else of the system. Every call reads the variable. A change of the
+  /// system's zone takes effect at the next change of the variable or the next start.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static TimeZone current();
@@ -36,7 +36,7 @@ class TimeZone {
   friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
 
   /// Replaces the current time zone for a scope, in all threads. Replacements end in the reverse order of their
-  /// beginnings, when no thread formats any more.
+  /// construction, while no thread formats.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -65,7 +65,7 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const TimeZone& zo
 
 namespace detail {
 
-/// `TimeZone::current()` without a copy. Valid until the next call on this thread.
+/// `TimeZone::current()` without a copy. The reference is valid until the next call on this thread.
 [[nodiscard]] TESSALY_EXPORT const TimeZone& currentTimeZone();
 
 }  // namespace detail

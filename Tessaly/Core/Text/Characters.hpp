@@ -12,7 +12,8 @@ namespace Tessaly::inline v1::Text {
 
 /// Unicode's general category of a scalar, one of thirty.
 ///
-/// The standard library has only the locale-bound `std::isalpha` family, which knows bytes and not scalars.
+/// The nearest standard facility is the `std::isalpha` family, which depends on the locale and reads bytes instead of
+/// scalars.
 ///
 ///     GeneralCategory category = generalCategory(U'€');
 ///     if (category == GeneralCategory::currencySymbol) std::cout << category;  // Sc
@@ -54,24 +55,24 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT GeneralCategory generalCategory(char32_t scalar) noexcept;
 
-/// Whether the scalar is punctuation: of the categories Pc, Pd, Ps, Pe, Pi, Pf and Po. Signs such as `$ + < = > ^ | ~`
-/// are symbols and not punctuation, in contrast to `std::ispunct`.
+/// Whether the scalar is punctuation: one of the categories Pc, Pd, Ps, Pe, Pi, Pf and Po. Unlike in `std::ispunct`, `$
+/// + < = > ^ | ~` are symbols and not punctuation.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isPunctuation(char32_t scalar) noexcept;
 
-/// Whether the scalar has Unicode's property White_Space, in contrast to `std::isspace` also U+0085, U+00A0, U+2028,
-/// U+3000 and their like. U+200B and U+FEFF do not have it.
+/// Whether the scalar has Unicode's property White_Space. Unlike in `std::isspace`, this includes U+0085, U+00A0,
+/// U+2028 and U+3000. It excludes U+200B and U+FEFF.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWhiteSpace(char32_t scalar) noexcept;
 
-/// Whether the scalar has Unicode's property Emoji. Digits, `#`, `*`, `©` and `®` have it too.
+/// Whether the scalar has Unicode's property Emoji. Digits, `#`, `*`, `©` and `®` have it, too.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isEmoji(char32_t scalar) noexcept;
 
-/// Unicode's two-letter abbreviation of the category, such as "Lu". A constant.
+/// Unicode's two-letter abbreviation of the category, such as "Lu". The text is a constant.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view description(GeneralCategory category) noexcept;

@@ -16,7 +16,7 @@ CharacterClass classOf(const DecodedScalar& decoded) noexcept {
   return CharacterProperties(decoded.scalar).characterClass();
 }
 
-/// How many regional indicators stand in a row before an offset.
+/// The number of consecutive regional indicators before an offset.
 std::size_t flagsBefore(std::string_view text, std::size_t offset) noexcept {
   std::size_t count = 0;
   while (offset > 0) {
@@ -28,7 +28,7 @@ std::size_t flagsBefore(std::string_view text, std::size_t offset) noexcept {
   return count;
 }
 
-/// Whether the text before an offset ends in a pictograph and any marks that extend it.
+/// Whether the text before an offset ends in a pictograph and optional marks.
 bool endsInPictograph(std::string_view text, std::size_t offset) noexcept {
   using enum CharacterClass;
   while (offset > 0) {
@@ -44,7 +44,7 @@ bool endsInPictograph(std::string_view text, std::size_t offset) noexcept {
 
 DecodedScalar detail::scalarBefore(std::string_view text, std::size_t offset) noexcept {
   const std::string_view head = text.substr(0, offset);
-  // A scalar, and an ill-formed part of one too, begins with its only byte that does not continue another.
+  // A scalar, or an ill-formed part of one, begins with its only byte that does not continue another.
   std::size_t begin = offset - 1;
   const std::size_t lowest = offset - std::min<std::size_t>(offset, 4);
   while (begin > lowest && (static_cast<unsigned char>(head[begin]) & 0xC0) == 0x80) --begin;

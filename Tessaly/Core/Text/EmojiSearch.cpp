@@ -14,14 +14,14 @@ using detail::Joint;
 
 constexpr char32_t firstSimpleEmoji = 0x238D;
 
-/// Whether what follows belongs to the same character as the scalar before it.
+/// Whether the following scalar belongs to the same character as the scalar before it.
 bool isJoinedWithNext(CharacterClass last, std::string_view text, std::size_t next) noexcept {
   return next < text.size() &&
          detail::joint(last, CharacterProperties(decodeScalar(text, next).scalar).characterClass()) == Joint::joins;
 }
 
-/// Whether a scalar that has the property Emoji, and ends at `end`, makes an emoji of the character that it may be the
-/// first of. `before` is the class of the scalar before it.
+/// Whether a scalar makes its character an emoji. The scalar has the property Emoji, ends at `end`, and may be the
+/// first of its character. `before` is the class of the scalar before it.
 bool isEmojiAt(std::string_view text, const DecodedScalar& decoded, CharacterClass before, std::size_t end) noexcept {
   const CharacterClass at = CharacterProperties(decoded.scalar).characterClass();
   const Joint joint = detail::joint(before, at);
@@ -38,7 +38,7 @@ bool containsEmoji(std::string_view text) noexcept {
     const std::size_t begin = at;
     DecodedScalar decoded;
     if (static_cast<unsigned char>(text[at]) < 0x80) {
-      // Of a run of ASCII only the last character can be joined with something.
+      // In a run of ASCII, only the last character can be joined with the following text.
       at = detail::skipASCII(text, at);
       decoded = {static_cast<unsigned char>(text[at - 1]), 1, true};
       if (at - begin > 1) before = CharacterClass::other;

@@ -8,10 +8,12 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// Whether one of the text's user-perceived characters is an emoji: its first scalar has Unicode's property Emoji, and
-/// is U+238D or beyond, or not the only one. Stops at the first; reads what cannot be one at the speed of memory.
+/// Whether the text contains an emoji character. The first scalar of such a character has the property Emoji. That
+/// scalar is also U+238D or above, or is not the only scalar. The search stops at the first emoji, and skips other
+/// characters at the speed of memory.
 ///
-/// Thread contract: thread-safe. O(n). Every maximal ill-formed subsequence counts as one U+FFFD, which is none.
+/// Thread contract: thread-safe. O(n). Every maximal ill-formed subsequence counts as one U+FFFD, which is not an
+/// emoji.
 [[nodiscard]] TESSALY_EXPORT bool containsEmoji(std::string_view text) noexcept;
 
 }  // namespace Tessaly::inline v1::Text

@@ -60,7 +60,7 @@ std::int64_t graphemeClusterCount(std::string_view text) noexcept {
     at += next.length;
     count += breaker.breaksBefore(CharacterProperties(next.scalar).characterClass()) ? 1 : 0;
     if (next.scalar >= 0x80 || next.scalar == U'\r') continue;
-    // After ASCII every ASCII byte begins a cluster, but the line feed of a line end.
+    // After ASCII, every ASCII byte begins a cluster, except the line feed of a CR LF.
     const std::size_t end = detail::skipASCIIWithoutReturns(text, at);
     if (end == at) continue;
     count += static_cast<std::int64_t>(end - at);

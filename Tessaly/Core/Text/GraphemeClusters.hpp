@@ -13,13 +13,13 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// The user-perceived characters of a UTF-8 text, in order: its extended grapheme clusters (Unicode Standard Annex 29),
-/// with Indic conjuncts, as the root character rules of ICU 72 draw them. CR LF, a flag, a family joined by U+200D, a
-/// keycap, an Indic conjunct are one each. Every maximal ill-formed subsequence counts as one U+FFFD.
+/// The user-perceived characters of a UTF-8 text, in order. They are extended grapheme clusters (Unicode Standard Annex
+/// 29), with the Indic conjuncts of ICU 72's root rules. CR LF, a flag, a family joined by U+200D, a keycap and a
+/// conjunct are one character each. Every maximal ill-formed subsequence counts as one U+FFFD.
 ///
-/// A forward range of `std::string_view` that neither copies nor owns the text. The standard library has nothing like
-/// it. Boundaries come from a table of Unicode 15, sixteen at a time, without a call of ICU. A cluster longer than 1
-/// GiB comes in pieces.
+/// It is a forward range of `std::string_view` that neither copies nor owns the text. The standard library has no
+/// counterpart. A table of Unicode 15 gives the boundaries, 16 at a time, without a call of ICU. A cluster longer than
+/// 1 GiB is split.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -60,7 +60,7 @@ class GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
    private:
     friend class GraphemeClusters;
     explicit Iterator(std::string_view text) noexcept : text_(text) { fill(); }
-    /// Finds the lengths of the next clusters from `offset_` on.
+    /// Finds the lengths of the next clusters, from `offset_` on.
     TESSALY_EXPORT void fill() noexcept;
 
     std::string_view text_;
@@ -80,7 +80,7 @@ class GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
   std::string_view text_;
 };
 
-/// The last user-perceived character of a text; empty for the empty text. Reads only the end of the text.
+/// The last user-perceived character of a text, empty for the empty text. Reads only the end of the text.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;

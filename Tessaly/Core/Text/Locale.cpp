@@ -33,7 +33,7 @@ std::string_view environmentLocale() noexcept {
   return {};
 }
 
-/// From language[_territory][.encoding][@modifier].
+/// The form is language[_territory][.encoding][@modifier].
 std::string identifierOf(std::string_view text) {
   const std::size_t at = text.find('@');
   const std::string_view modifier = at == std::string_view::npos ? "" : text.substr(at + 1);

@@ -12,12 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A language, and how its speakers in some country write numbers and dates, by its identifier: "fr", "pt_BR",
-/// "zh-Hant-TW".
+/// A language and the way a country writes numbers and dates, by its identifier: "fr", "pt_BR", "zh-Hant-TW".
 ///
-/// The nearest standard facility is `std::locale`, which names what happens to be generated on the machine; a `Locale`
-/// is a value that may name anything. What the locale data does not know is formatted by the nearest parent that it
-/// does know, in the end by the root, which belongs to no language.
+/// The nearest standard facility is `std::locale`, which only names locales that were generated on the machine. A
+/// `Locale` is a value with any name. An unknown locale is formatted like its nearest known parent. The last parent is
+/// the root, which belongs to no language.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -25,7 +24,7 @@ namespace Tessaly::inline v1 {
 ///     std::cout << brazilian.language().languageCode()->identifier();  // pt
 class Locale {
  public:
-  /// A language's code, "pt".
+  /// The code of a language, such as "pt".
   ///
   ///     Locale::LanguageCode code("pt");
   ///     std::cout << code;  // pt
@@ -39,7 +38,7 @@ class Locale {
     std::string identifier_;
   };
 
-  /// What a locale says of its language.
+  /// The language of a locale.
   ///
   ///     Locale::Language language = Locale("root").language();
   ///     bool known = language.languageCode().has_value();  // false
@@ -54,13 +53,12 @@ class Locale {
     std::optional<LanguageCode> code_;
   };
 
-  /// Never fails: an identifier that means nothing is formatted as the root is.
+  /// Never fails. An unknown identifier is formatted like the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
-  /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an environment without any give "en_US_POSIX". The
-  /// environment is looked at in every call, like `std::getenv` does it: changing it meanwhile on another thread is a
-  /// race.
+  /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Every call reads
+  /// the environment like `std::getenv`, so a change on another thread is a data race.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static Locale current();
@@ -71,7 +69,7 @@ class Locale {
   friend bool operator==(const Locale&, const Locale&) noexcept = default;
 
   /// Replaces the current locale for a scope, in all threads. Replacements end in the reverse order of their
-  /// beginnings, when no thread formats any more.
+  /// construction, while no thread formats.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -100,7 +98,7 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Locale::Lang
 
 namespace detail {
 
-/// `Locale::current()` without a copy. Valid until the next call on this thread.
+/// `Locale::current()` without a copy. The reference is valid until the next call on this thread.
 [[nodiscard]] TESSALY_EXPORT const Locale& currentLocale();
 
 }  // namespace detail

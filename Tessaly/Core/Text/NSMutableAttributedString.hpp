@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A text of which each part has attributes: values by name, such as a font, a colour or a link.
+/// A text whose parts have attributes: values by name, such as a font, a colour or a link.
 ///
-/// Places are counted in UTF-16 units. A range that is not within the text throws `std::out_of_range`. The standard
-/// library has nothing like it.
+/// Positions count UTF-16 units. A range outside the text throws `std::out_of_range`. The standard library has no
+/// counterpart.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -31,25 +31,25 @@ class TESSALY_EXPORT NSMutableAttributedString {
   using Key = std::string;
   using Attributes = std::map<Key, std::any>;
 
-  /// The whole text has the same attributes. Ill-formed UTF-8 becomes U+FFFD.
+  /// The whole text gets the same attributes. Ill-formed UTF-8 becomes U+FFFD.
   explicit NSMutableAttributedString(std::string_view text = {}, Attributes attributes = {});
 
-  /// The text without its attributes. Half a surrogate pair is U+FFFD.
+  /// The text without its attributes. Half a surrogate pair becomes U+FFFD.
   [[nodiscard]] std::string string() const;
   [[nodiscard]] const std::u16string& utf16() const noexcept { return units_; }
   /// In UTF-16 units.
   [[nodiscard]] std::int64_t length() const noexcept { return static_cast<std::int64_t>(units_.size()); }
 
-  /// The attributes of the unit at a place. Valid until the text changes.
+  /// The attributes of the unit at a position. The reference is valid until the text changes.
   [[nodiscard]] const Attributes& attributes(std::int64_t location) const;
-  /// The longest known part around a place that has all its attributes in common.
+  /// The longest known range around a position whose units have equal attributes.
   [[nodiscard]] NSRange effectiveRange(std::int64_t location) const;
 
-  /// Adds attributes to those that the range has; of one name the new one stays.
+  /// Adds attributes to a range. A new value replaces an existing one of the same name.
   void addAttributes(const Attributes& attributes, NSRange range);
 
-  /// Puts a text in place of a range. It takes the attributes of the first unit that it replaces; if the range is
-  /// empty, those before it, or else behind it.
+  /// Replaces a range with a text. The text gets the attributes of the first replaced unit. For an empty range it gets
+  /// those of the unit before, or else after, the range.
   void replaceCharacters(NSRange range, std::u16string_view text);
 
  private:
@@ -60,9 +60,9 @@ class TESSALY_EXPORT NSMutableAttributedString {
   };
 
   void checkRange(NSRange range) const;
-  /// The run of a unit, and where it begins.
+  /// The run of a unit, and the beginning of the run.
   [[nodiscard]] std::pair<std::size_t, std::int64_t> runAt(std::int64_t location) const;
-  /// Sees to it that a run begins at a place, or the text ends there, and gives its number.
+  /// Ensures that a run begins at a position or the text ends there, and returns the number of the run.
   std::size_t splitAt(std::int64_t location);
   void joinEqualRuns();
 

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A part of a text: where it begins and how long it is, in UTF-16 units.
+/// A part of a text: its beginning and its length, in UTF-16 units.
 struct NSRange {
   std::int64_t location = 0;
   std::int64_t length = 0;

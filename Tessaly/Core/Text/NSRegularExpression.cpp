@@ -33,7 +33,7 @@ struct NSRegularExpression::Compiled {
   explicit Compiled(std::string_view text) : pattern(text) {
     const std::u16string units = Text::toUTF16(text);
     UErrorCode status = U_ZERO_ERROR;
-    // ICU refuses a pattern of no units, which matches everywhere.
+    // ICU refuses an empty pattern, which matches everywhere.
     const std::u16string_view given = units.empty() ? u"(?:)" : std::u16string_view(units);
     handle.reset(uregex_open(given.data(), static_cast<std::int32_t>(given.size()), 0, nullptr, &status));
     if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
@@ -57,7 +57,7 @@ std::vector<NSRange> NSRegularExpression::find(std::u16string_view text, std::si
     throw std::length_error("A text is too long to be searched");
   }
   UErrorCode status = U_ZERO_ERROR;
-  // A matcher of its own, which shares what was compiled.
+  // A matcher of its own, which shares the compiled expression.
   const Handle matcher(uregex_clone(compiled_->handle.get(), &status));
   if (U_FAILURE(status)) throw std::bad_alloc();
   uregex_setText(matcher.get(), text.empty() ? u"" : text.data(), static_cast<std::int32_t>(text.size()), &status);

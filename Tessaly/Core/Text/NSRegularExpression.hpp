@@ -15,7 +15,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Why a pattern is no regular expression.
+/// The error of a malformed pattern.
 struct TESSALY_EXPORT RegularExpressionError final : Error {
   std::string pattern;
   /// ICU's name of the mistake, such as "U_REGEX_MISMATCHED_PAREN".
@@ -26,12 +26,12 @@ struct TESSALY_EXPORT RegularExpressionError final : Error {
   [[nodiscard]] std::string description() const override;
 };
 
-/// A compiled regular expression of ICU, with Unicode's properties and without options: case counts, "." stops at the
-/// end of a line, "^" and "$" stand for those of the whole text.
+/// A compiled regular expression of ICU, with Unicode's properties and without options. Case matters. "." does not
+/// match the end of a line. "^" and "$" match at the ends of the whole text.
 ///
-/// Ranges count UTF-16 units. Copies share what was compiled. A search that needs more than the 8 MB that ICU sets
-/// apart for going back finds nothing more. The nearest standard facility is `std::regex`, which knows bytes and not
-/// characters, and whose depth of recursion grows with the text.
+/// Ranges count UTF-16 units. Copies share the compiled expression. A search that exceeds ICU's 8 MB for backtracking
+/// finds no further match. The nearest standard facility is `std::regex`, which matches bytes instead of characters and
+/// recurses as deep as the text is long.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -42,15 +42,15 @@ class TESSALY_EXPORT NSRegularExpression {
   /// Throws `RegularExpressionError`. Ill-formed UTF-8 counts as U+FFFD.
   explicit NSRegularExpression(std::string_view pattern);
   ~NSRegularExpression();
-  // Moving shares, too: one that was moved from would be none.
+  // A move shares, too, because a moved-from expression would be unusable.
   NSRegularExpression(const NSRegularExpression&) noexcept;
   NSRegularExpression& operator=(const NSRegularExpression&) noexcept;
 
   [[nodiscard]] const std::string& pattern() const noexcept;
 
-  /// The ranges of all matches, which do not overlap, in order.
+  /// The ranges of all matches, in order. They do not overlap.
   [[nodiscard]] std::vector<NSRange> matches(std::u16string_view text) const;
-  /// The range of the first match, if there is any.
+  /// The range of the first match. Absent without a match.
   [[nodiscard]] std::optional<NSRange> rangeOfFirstMatch(std::u16string_view text) const;
 
  private:

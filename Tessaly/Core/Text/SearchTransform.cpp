@@ -18,8 +18,8 @@
 namespace Tessaly::inline v1::Text {
 namespace {
 
-/// What the transform makes of one scalar, in UTF-8. In memory: a byte that is 0 before anybody asked, 0xFF for a
-/// scalar that depends on its neighbours, else the length plus one; then the text.
+/// The transform of one scalar, in UTF-8. The first byte is 0 before the first use, 0xFF for a scalar that depends on
+/// its neighbours, and otherwise the length plus one. The text follows.
 class Replacement {
  public:
   static constexpr std::size_t longest = 7;
@@ -48,7 +48,7 @@ class Replacement {
   std::array<char, 1 + longest> bytes_;
 };
 
-/// Latin letters and the punctuation that goes with them: where replacements are kept.
+/// The scalars with a cached result: Latin letters and their punctuation.
 struct Block {
   char32_t first;
   char32_t end;
@@ -65,9 +65,9 @@ constexpr std::size_t indexOf(char32_t scalar) noexcept {
   return replacementCount;
 }
 
-/// Whether the transform treats the scalar alike whatever stands around it. Its parts look at single scalars, but for
-/// these: the first one goes by runs of a script, and leaves Latin alone; the second composes, and drops marks behind
-/// Latin letters and digits; the third looks around a capital sigma, which is Greek.
+/// Whether the transform treats the scalar alike in every context. Three parts of the transform look at neighbours. The
+/// first part looks at runs of a script, and leaves Latin unchanged. The second composes, and drops marks after Latin
+/// letters and digits. The third looks around a capital sigma, which is Greek.
 bool isIndependent(char32_t scalar) noexcept {
   const auto point = static_cast<UChar32>(scalar);
   UErrorCode status = U_ZERO_ERROR;

@@ -19,15 +19,15 @@ namespace {
 
 using TransliteratorPointer = std::unique_ptr<icu::Transliterator>;
 
-/// The transliterators of one identifier. ICU's must not be shared by threads, so there are as many as were ever wanted
-/// at once.
+/// The transliterators of one identifier. Threads must not share one of ICU's, so the pool grows to the maximum of
+/// simultaneous uses.
 class Pool {
  public:
   explicit Pool(std::string_view identifier)
       : identifier_(icu::UnicodeString::fromUTF8(
             icu::StringPiece(identifier.data(), static_cast<std::int32_t>(identifier.size())))) {}
 
-  /// Nothing if there is no such transform.
+  /// Null if there is no such transform.
   TransliteratorPointer take() {
     {
       const UnfairLock::Guard guard(lock_);

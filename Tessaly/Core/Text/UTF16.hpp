@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::Text {
 
 /// The text in UTF-16. Every maximal ill-formed subsequence becomes one U+FFFD. Throws `std::length_error` for a text
-/// of more than a billion units, which ICU could not count.
+/// of more than one billion units, which ICU cannot count.
 ///
 /// Thread contract: thread-safe. O(n).
 ///

@@ -13,13 +13,13 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// What stands for ill-formed input: U+FFFD.
+/// The replacement for ill-formed input: U+FFFD.
 inline constexpr char32_t replacementCharacter = U'\uFFFD';
 
 /// One scalar read from UTF-8.
 ///
-/// Ill-formed input follows the practice that the Unicode standard recommends: every maximal subpart of an ill-formed
-/// subsequence reads as one U+FFFD, so reading always advances and never fails.
+/// Every maximal subpart of an ill-formed subsequence reads as one U+FFFD, as the Unicode standard recommends. Reading
+/// therefore always advances and never fails.
 ///
 ///     DecodedScalar euro = decodeScalar("€5", 0);
 ///     // euro.scalar is U'€', euro.length is 3, euro.isWellFormed is true.
@@ -27,13 +27,13 @@ struct DecodedScalar {
   char32_t scalar = 0;
   /// The number of bytes read: 1 to 4.
   std::uint8_t length = 0;
-  /// False when `scalar` is a U+FFFD that stands for ill-formed bytes.
+  /// False if `scalar` is a U+FFFD in place of ill-formed bytes.
   bool isWellFormed = false;
 
   friend bool operator==(const DecodedScalar&, const DecodedScalar&) noexcept = default;
 };
 
-/// Reads the scalar that begins at a byte offset, which must be less than the text's size.
+/// Reads the scalar at a byte offset, which must be less than the size of the text.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] constexpr DecodedScalar decodeScalar(std::string_view text, std::size_t offset) noexcept {
@@ -46,7 +46,7 @@ struct DecodedScalar {
                                                                : 0;
   if (expected == 0) return {replacementCharacter, 1, false};
 
-  // The second byte's range excludes overlong forms, surrogates and what lies above U+10FFFF.
+  // The range of the second byte excludes overlong forms, surrogates, and numbers above U+10FFFF.
   const unsigned char lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   const unsigned char highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   char32_t scalar = lead & (0x7Fu >> expected);
@@ -91,7 +91,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
       return before;
     }
 
-    /// The scalar with its length and whether it was well-formed.
+    /// The scalar, its length, and whether it was well-formed.
     [[nodiscard]] constexpr const DecodedScalar& decoded() const noexcept { return current_; }
     /// The byte offset of the scalar in the text.
     [[nodiscard]] constexpr std::size_t offset() const noexcept { return offset_; }
@@ -125,7 +125,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
   std::string_view text_;
 };
 
-/// Whether the text is well-formed UTF-8. O(n), eight bytes at a time through ASCII.
+/// Whether the text is well-formed UTF-8. O(n); ASCII is read eight bytes at a time.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWellFormed(std::string_view text) noexcept;
@@ -135,7 +135,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string sanitized(std::string_view text);
 
-/// Appends a scalar as UTF-8. Surrogates and numbers above U+10FFFF are appended as U+FFFD.
+/// Appends a scalar as UTF-8. A surrogate or a number above U+10FFFF is appended as U+FFFD.
 ///
 /// Thread contract: thread-safe, except on the same text.
 TESSALY_EXPORT void appendScalar(std::string& text, char32_t scalar);

@@ -8,12 +8,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a text has at most so many user-perceived characters. Reads only that many and one more.
+/// Whether a text has at most this number of user-perceived characters. Reads at most one character beyond the limit.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool hasAtMost(std::string_view text, std::int64_t count) noexcept {
   if (count < 0) return false;
-  if (text.size() <= static_cast<std::uint64_t>(count)) return true;  // A character is at least a byte.
+  if (text.size() <= static_cast<std::uint64_t>(count)) return true;  // A character has at least one byte.
   for ([[maybe_unused]] const std::string_view character : Text::GraphemeClusters(text)) {
     if (count-- == 0) return false;
   }

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// So many characters from the start of a text, or nothing if it has fewer.
+/// The first characters of a text. Absent if the text has fewer.
 [[nodiscard]] inline std::optional<std::string_view> characterPrefix(std::string_view text,
                                                                      std::int64_t count) noexcept {
   const Text::GraphemeClusters characters(text);

@@ -15,7 +15,7 @@
 namespace Tessaly {
 namespace {
 
-/// A loop of a context of its own unless told to use the default one, ended after its scope.
+/// A loop of its own context, or of the default one on request. It ends with its scope.
 class Loop {
  public:
   explicit Loop(GMainContext* context = nullptr) : loop_(g_main_loop_new(context, FALSE)) {}
@@ -98,7 +98,7 @@ TEST(GLibMainLoop, ANestedLoopServesWorkThatComesMeanwhile) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST(GLibMainLoop, ANestedLoopServesWorkThatStoodBehindTheOneThatOpenedIt) {
+TEST(GLibMainLoop, NestedLoopServesWorkBehindItsOpener) {
   Loop outer;
   GLib::MainLoopAdapter adapter;
   Loop inner;
@@ -117,7 +117,7 @@ TEST(GLibMainLoop, ANestedLoopServesWorkThatStoodBehindTheOneThatOpenedIt) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST(GLibMainLoop, ANestedLoopInsideATaskServesTasksThatAwaitThePool) {
+TEST(GLibMainLoop, NestedLoopInATaskServesTasksAwaitingThePool) {
   Loop outer;
   GLib::MainLoopAdapter adapter;
   for (int i = 0; i < Tests::repetitions(200); ++i) {
@@ -274,7 +274,7 @@ TEST(GLibMainLoop, WorkStandsBehindSourcesOfAHigherPriority) {
   EXPECT_EQ(order, (std::vector{1, 1, 2}));
 }
 
-TEST(GLibMainLoop, WorkThatNeverEndsLeavesSourcesOfItsPriorityTheirTurns) {
+TEST(GLibMainLoop, EndlessWorkLeavesOtherSourcesTheirTurns) {
   Loop loop;
   GLib::MainLoopAdapter adapter;
   int turns = 0;

@@ -31,7 +31,7 @@ void setEnvironment() {
   ::setenv("GSETTINGS_BACKEND", "memory", 1);
 }
 
-/// Whether the condition comes true while the loop runs.
+/// Whether the condition becomes true while the loop runs.
 template <typename Condition>
 bool comesTrue(Condition condition) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(9);
@@ -70,7 +70,7 @@ class GtkField : public testing::Test {
              gtk_widget_has_focus(GTK_WIDGET(gtk_editable_get_delegate(field_)));
     }));
   }
-  // The hook after its field.
+  // The hook is destroyed before its field.
   void TearDown() override {
     if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(window_));
     hook_.reset();
@@ -88,7 +88,7 @@ class GtkField : public testing::Test {
     display_.press(names);
     settle();
   }
-  /// Goes on to the next field. GTK tells of it when its loop turns.
+  /// Moves to the next field. GTK reports it in the next turn of its loop.
   void leave() {
     const int before = ends_;
     press({"Tab"});
@@ -98,7 +98,7 @@ class GtkField : public testing::Test {
     for (int i = 0; i < times; ++i) display_.press({name});
     settle();
   }
-  /// Reading the clipboard takes turns of the loop.
+  /// Reading the clipboard takes several turns of the loop.
   template <typename Condition>
   bool pastes(const std::string& text, Condition condition) {
     gdk_clipboard_set_text(gtk_widget_get_clipboard(window_), text.c_str());
@@ -119,7 +119,7 @@ class GtkField : public testing::Test {
   Gtk4::FormatterHook& policy() { return *hook_; }
 
   [[nodiscard]] std::string text() const { return gtk_editable_get_text(field_); }
-  /// The text with a bar where the cursor is.
+  /// The text with a bar at the cursor.
   [[nodiscard]] std::string textAndCursor() const {
     std::string whole = text();
     const char* cursor = g_utf8_offset_to_pointer(whole.c_str(), gtk_editable_get_position(field_));
@@ -230,7 +230,7 @@ TEST_F(GtkField, UndoesNothingInAFieldThatIsOnlyRead) {
   EXPECT_FALSE(hook_->undo());
 }
 
-TEST_F(GtkField, LeavesAloneWhatAnInputMethodComposesAndJudgesWhatItCommits) {
+TEST_F(GtkField, JudgesCommittedButNotComposedInput) {
   police(Formatters::CharactersLimit::make(2));
   press({"dead_acute"});
   EXPECT_EQ(text(), "");
@@ -282,7 +282,7 @@ TEST_F(GtkField, JudgesADeletionByTheProgramWhenTheLoopTurns) {
   EXPECT_EQ(text(), "2");
 }
 
-TEST_F(GtkField, TakesWhatStoodBeforeItAndMendsItAtTheEnd) {
+TEST_F(GtkField, AcceptsTheFirstTextAndCorrectsItAtTheEnd) {
   gtk_editable_set_text(field_, "150");
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   EXPECT_EQ(text(), "150");
@@ -378,7 +378,7 @@ TEST_F(GtkField, MayBeOfAnotherKind) {
   EXPECT_EQ(text(), "100");
 }
 
-/// A program of its own, typed into from outside.
+/// A program of its own, which receives its input from outside.
 TEST(GtkForm, SavesWhatWasTyped) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
   if (!display.reason().empty()) GTEST_SKIP() << display.reason();
@@ -407,7 +407,7 @@ TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
                "Tessaly/FormatterHook:[0-9]+: Fatal error: A hook of a field needs a field");
 }
 
-TEST_F(GtkField, StopsTheProcessWhenAFormatterOrAHandlerThrowsOrIsMissing) {
+TEST_F(GtkField, ThrowingOrMissingFormatterStopsTheProcess) {
   EXPECT_DEATH(Gtk4::FormatterHook(std::shared_ptr<Formatter>(), field_),
                "Tessaly/FormatterHook:[0-9]+: Fatal error: A field needs a formatter");
   police(RecordingFormatter::make());

@@ -31,7 +31,7 @@ class Application : public QCoreApplication {
   static inline char* arguments_[] = {name_, nullptr};
 };
 
-/// Qt has two loops, its own and GLib's, and the environment says which: the tests are run with either.
+/// Qt has two loops, its own and GLib's, and the environment chooses one. The tests run with each.
 class QtMainLoop : public testing::Test {
  protected:
   std::optional<Application> application_{std::in_place};
@@ -96,7 +96,7 @@ TEST_F(QtMainLoop, ANestedLoopServesWorkThatComesMeanwhile) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST_F(QtMainLoop, ANestedLoopServesWorkThatStoodBehindTheOneThatOpenedIt) {
+TEST_F(QtMainLoop, NestedLoopServesWorkBehindItsOpener) {
   Qt6::MainLoopAdapter adapter;
   QEventLoop outer;
   QEventLoop inner;
@@ -115,7 +115,7 @@ TEST_F(QtMainLoop, ANestedLoopServesWorkThatStoodBehindTheOneThatOpenedIt) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST_F(QtMainLoop, ANestedLoopInsideATaskServesTasksThatAwaitThePool) {
+TEST_F(QtMainLoop, NestedLoopInATaskServesTasksAwaitingThePool) {
   Qt6::MainLoopAdapter adapter;
   for (int i = 0; i < Tests::repetitions(200); ++i) {
     QEventLoop outer;

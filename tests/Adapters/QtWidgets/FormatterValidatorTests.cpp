@@ -30,7 +30,7 @@
 namespace Tessaly {
 namespace {
 
-/// Counts the keys that were let go, as they come to the windows.
+/// Counts the released keys as they reach the windows.
 class KeyCounter : public QObject {
  public:
   int releases = 0;
@@ -62,10 +62,10 @@ class QtField : public testing::Test {
     ASSERT_TRUE(comesTrue([&] { return window_->isActiveWindow() && field_->hasFocus(); }));
   }
 
-  // Before what its handlers write to.
+  // Before the destinations of its handlers.
   void TearDown() override { window_.reset(); }
 
-  /// Whether the condition comes true while the loop runs.
+  /// Whether the condition becomes true while the loop runs.
   template <typename Condition>
   static bool comesTrue(Condition condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(9);
@@ -87,7 +87,7 @@ class QtField : public testing::Test {
     display_.press(names);
     settle();
   }
-  /// Goes on to the next field.
+  /// Moves to the next field.
   void leave() { press({"Tab"}); }
   void pressRepeatedly(int times, const std::string& name) {
     for (int i = 0; i < times; ++i) display_.press({name});
@@ -107,7 +107,7 @@ class QtField : public testing::Test {
   Qt6::FormatterValidator& policy() { return *validator_; }
 
   [[nodiscard]] std::string text() const { return field_->text().toStdString(); }
-  /// The text with a bar where the cursor is.
+  /// The text with a bar at the cursor.
   [[nodiscard]] std::string textAndCursor() const {
     QString text = field_->text();
     text.insert(field_->cursorPosition(), '|');
@@ -132,7 +132,7 @@ class QtField : public testing::Test {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, PolicedField, QtField);
 
-TEST_F(QtField, EmitsOneSignalAtTheEndOfEditingAndNoneWhileItsTextIsRefused) {
+TEST_F(QtField, EmitsOneEditingEndAndNoneForRefusedTexts) {
   police(RecordingFormatter::make());
   QSignalSpy ends(field_, &QLineEdit::editingFinished);
   type("a?");
@@ -178,7 +178,7 @@ TEST_F(QtField, KeepsWhatCanBeRedoneAfterUndoing) {
   EXPECT_EQ(text(), "42");
 }
 
-TEST_F(QtField, LeavesAloneWhatAnInputMethodComposesAndJudgesWhatItCommits) {
+TEST_F(QtField, JudgesCommittedButNotComposedInput) {
   police(Formatters::CharactersLimit::make(4));
   type("ab");
   QInputMethodEvent composing("composing", {});
@@ -282,7 +282,7 @@ TEST_F(QtField, AsksInTheOrderOfAFieldOfText) {
   EXPECT_EQ(formatter->calls.back(), "string ab");
 }
 
-TEST_F(QtField, EmitsNothingForARefusedChangeAndOneSignalForAReplacement) {
+TEST_F(QtField, EmitsOneSignalForAReplacementAndNoneForRefusal) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("5");
   QSignalSpy changes(field_, &QLineEdit::textChanged);
@@ -319,7 +319,7 @@ TEST_F(QtField, MayGoWhileItIsEdited) {
   settle();
 }
 
-/// A program of its own, typed into from outside.
+/// A program of its own, which receives its input from outside.
 TEST(QtForm, SavesWhatWasTyped) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
   if (!display.reason().empty()) GTEST_SKIP() << display.reason();

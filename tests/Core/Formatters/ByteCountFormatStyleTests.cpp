@@ -30,7 +30,7 @@ TEST(ByteCountFormatStyle, WritesWhatTheGoldenRowsSay) {
   }
 }
 
-TEST(ByteCountFormatStyle, TakesTheNextUnitBeforeItWouldRoundToAThousand) {
+TEST(ByteCountFormatStyle, TakesTheNextUnitInsteadOfRoundingToAThousand) {
   EXPECT_EQ(text("en", 998), "998 bytes");
   EXPECT_EQ(text("en", 999), "1 kB");
   EXPECT_EQ(text("en", 999'498), "999 kB");
@@ -58,7 +58,7 @@ TEST(ByteCountFormatStyle, SpellsZeroOnlyInTheLanguagesThatDo) {
   for (const auto& [locale, word] : words) EXPECT_EQ(text(locale, 0), Tests::withoutMarks(word)) << locale;
 }
 
-/// What ICU writes by the recipe alone.
+/// The text of ICU by the recipe alone.
 class Recipe {
  public:
   explicit Recipe(const char* locale) : locale_(locale) {}
@@ -121,7 +121,7 @@ TEST(ByteCountFormatStyle, WritesInEveryLocaleAsICUDoes) {
   }
 }
 
-TEST(ByteCountFormatStyle, WritesZeroAsADigitWhenTold) {
+TEST(ByteCountFormatStyle, WritesZeroAsADigitOnRequest) {
   ByteCountFormatStyle style;
   style.setLocale(Locale("en"));
   style.setSpellsOutZero(false);
@@ -140,7 +140,7 @@ TEST(ByteCountFormatStyle, FollowsTheCurrentLocaleAtEveryUse) {
   EXPECT_EQ(style.format(1'500'000), "1,5 MB");
 }
 
-TEST(ByteCountFormatStyle, WritesSomethingInLocalesThatNobodyKnows) {
+TEST(ByteCountFormatStyle, WritesATextInUnknownLocales) {
   for (const char* identifier : {"", "xx", "root", "not a locale", "@@@", "en@numbers=roman", "\xFF\xFE"}) {
     EXPECT_FALSE(text(identifier, 1234).empty()) << identifier;
     EXPECT_FALSE(text(identifier, 0).empty()) << identifier;

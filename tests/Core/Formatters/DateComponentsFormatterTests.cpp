@@ -29,7 +29,7 @@ std::string text(const char* locale, UnitsStyle style, Units units, Zero behavio
   return formatter.string(seconds).value_or("nothing");
 }
 
-/// "-1h 30m" in seconds, and which units it names.
+/// "-1h 30m" in seconds, and its units.
 std::pair<double, Units> spanOf(std::string input) {
   const bool isNegative = input.starts_with('-');
   if (isNegative) input.erase(0, 1);
@@ -163,7 +163,7 @@ TEST(DateComponentsFormatter, LeavesTheSmallestUnitOfNothing) {
   EXPECT_EQ(text("en", UnitsStyle::full, Units::minute | Units::second, Zero::dropAll, 0), "0 seconds");
 }
 
-TEST(DateComponentsFormatter, DropsTheZerosThatItIsTold) {
+TEST(DateComponentsFormatter, DropsZerosByItsBehavior) {
   const Units all = Units::hour | Units::minute | Units::second;
   const auto abbreviated = [&](Zero behavior, double seconds) {
     return text("en", UnitsStyle::abbreviated, all, behavior, seconds);
@@ -201,7 +201,7 @@ TEST(DateComponentsFormatter, WritesNothingOfWhatIsNoSpan) {
 }
 
 TEST(DateComponentsFormatter, WritesNoSignWithoutANumber) {
-  // ICU has no positional texts in numbers that are spelled by rules.
+  // ICU has no positional texts in numbers that follow spelling rules.
   EXPECT_EQ(minutes("en@numbers=roman", 90), "");
   EXPECT_EQ(minutes("en@numbers=roman", -90), "");
 }

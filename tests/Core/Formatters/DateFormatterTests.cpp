@@ -59,7 +59,7 @@ TEST(DateFormatter, WritesMediumDatesAndTimesAsTheGoldenRowsSay) {
   }
 }
 
-TEST(DateFormatter, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
+TEST(DateFormatter, InstalledICUHasThePatternsOfTheGoldenRows) {
   for (const auto& [rows, dateStyle, timeStyle] :
        {std::tuple("mediumDatePat", icu::DateFormat::kMedium, icu::DateFormat::kNone),
         std::tuple("mediumDate+timePat", icu::DateFormat::kMedium, icu::DateFormat::kShort),
@@ -75,7 +75,7 @@ TEST(DateFormatter, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
   }
 }
 
-TEST(DateFormatter, WritesDatesAtTheBeginningOfASentenceAsTheGoldenRowsSay) {
+TEST(DateFormatter, WritesSentenceBeginningsAsTheGoldenRowsSay) {
   for (const auto& [name, style] : styles) {
     for (const Style timeStyle : {Style::none, Style::short_}) {
       for (const auto& row : Tests::goldenRows("plain-" + name + (timeStyle == Style::none ? "" : "+time"))) {
@@ -102,14 +102,14 @@ TEST(DateFormatter, CallsDaysByTheirWordsAsTheGoldenRowsSay) {
   }
 }
 
-TEST(DateFormatter, CountsDaysByTheCalendarOfItsZoneAndNotByHours) {
+TEST(DateFormatter, CountsCalendarDaysOfItsZoneInsteadOfHours) {
   const Tests::FixedClock clock(Date::since1970(1'795'132'860));  // 2026-11-20 00:01 UTC
   const WallClock::Replacement replacement(clock);
   Made made("en", Style::medium, Style::none);
   made.setDoesRelativeDateFormatting(true);
   EXPECT_EQ(made.string(Date::now() + -120.0), "yesterday");
   EXPECT_EQ(made.string(Date::now() + 86'000.0), "today");
-  made.setTimeZone(TimeZone::from("America/New_York"));  // There it is still 19 November.
+  made.setTimeZone(TimeZone::from("America/New_York"));  // In that zone it is still 19 November.
   EXPECT_EQ(made.string(Date::now() + -120.0), "today");
   EXPECT_EQ(made.string(Date::now() + 86'000.0), "tomorrow");
 }
@@ -124,7 +124,7 @@ TEST(DateFormatter, NoticesThatAnotherDayHasCome) {
   }
 }
 
-TEST(DateFormatter, CapitalisesWordsAndNamesAtTheBeginningOfASentenceOnly) {
+TEST(DateFormatter, CapitalisesOnlyAtTheBeginningOfASentence) {
   const Tests::FixedClock clock(today);
   const WallClock::Replacement replacement(clock);
   Made made("fr", Style::full, Style::none);
@@ -136,7 +136,7 @@ TEST(DateFormatter, CapitalisesWordsAndNamesAtTheBeginningOfASentenceOnly) {
   EXPECT_EQ(made.string(today + 7 * day), "Vendredi 27 novembre 2026");
 }
 
-/// What ICU's own relative format writes, which knows no clock but the real one.
+/// The text of ICU's own relative format, which reads only the real clock.
 std::string stock(const icu::Locale& locale, int dateStyle, int timeStyle, bool isAtBeginning, UDate date) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::DateFormat> format(icu::DateFormat::createDateTimeInstance(
@@ -155,7 +155,7 @@ TEST(DateFormatter, WritesInEveryLocaleAsICUDoes) {
   std::int32_t count = 0;
   const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
   ASSERT_GT(count, 100);
-  // Gaelic has a word for the third day from today; what nobody speaks, ICU writes as its default locale says.
+  // Gaelic has a word for the third day from today. For an unknown language, ICU uses its default locale.
   std::vector<std::string> names{"gd", "xx", "xx_YY"};
   const std::int32_t stride = Tests::repetitions(1) > 1 ? 1 : 7;
   for (std::int32_t index = 0; index < count; index += stride) names.emplace_back(locales[index].getName());
@@ -185,7 +185,7 @@ TEST(DateFormatter, WritesInEveryLocaleAsICUDoes) {
   EXPECT_GT(compared, 100);
 }
 
-TEST(DateFormatter, WritesEveryStyleInEveryLocaleAndZoneAsICUDoes) {
+TEST(DateFormatter, WritesEveryStyleLocaleAndZoneAsICUDoes) {
   std::int32_t count = 0;
   const icu::Locale* locales = icu::Locale::getAvailableLocales(count);
   std::vector<std::string> names{"th_TH@calendar=gregorian", "en@numbers=roman",    "ar@numbers=latn",
@@ -204,7 +204,7 @@ TEST(DateFormatter, WritesEveryStyleInEveryLocaleAndZoneAsICUDoes) {
   for (const std::string& name : names) {
     const icu::Locale locale(name.c_str());
     for (std::size_t dateStyle = 0; dateStyle < 5; ++dateStyle) {
-      // Each locale has all styles of dates, and over some locales all pairs with styles of times, contexts and zones.
+      // Each locale has all styles of dates. Some locales also have all pairs with styles of times, contexts and zones.
       const std::size_t timeStyle = dateStyle == 0 ? 1 + turn % 4 : turn % 4;
       const char* const zone = zones[turn % std::size(zones)];
       const bool isAtBeginning = turn / 2 % 2 == 1;

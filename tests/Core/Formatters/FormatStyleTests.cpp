@@ -38,7 +38,7 @@ TEST(FormatStyle, WritesWhatTheGoldenRowsSay) {
   expectRows("numeric+standard", Style::numericDateStandardTime().timeZone(TimeZone::gmt()));
 }
 
-TEST(FormatStyle, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
+TEST(FormatStyle, InstalledICUHasThePatternsOfTheGoldenRows) {
   for (const auto& [rows, skeleton] : {std::pair("compact15pat", u"jjmm"), std::pair("compactOldpat", u"MMddjjmm"),
                                        std::pair("numeric+standardpat", u"yMdjmmss")}) {
     for (const auto& row : Tests::goldenRows(rows)) {
@@ -53,7 +53,7 @@ TEST(FormatStyle, StandsOnAnICUWhosePatternsAreThoseOfTheGoldenRows) {
   }
 }
 
-TEST(FormatStyle, KeepsTheWidthsThatItIsTold) {
+TEST(FormatStyle, KeepsItsWidths) {
   EXPECT_EQ(time().locale(Locale("es")).format(secondDate), "09:07");
   const Style standard = Style::numericDateStandardTime().timeZone(TimeZone::gmt());
   EXPECT_EQ(standard.locale(Locale("en_GB")).format(secondDate), "31/12/2023, 9:07:00");
@@ -73,7 +73,7 @@ TEST(FormatStyle, WritesNothingOfWhatIsNoDate) {
   EXPECT_NE(time().format(Date::since1970(std::numeric_limits<double>::max())), "");
 }
 
-TEST(FormatStyle, WritesSomethingInLocalesThatNobodyKnows) {
+TEST(FormatStyle, WritesATextInUnknownLocales) {
   for (const std::string& identifier :
        {std::string(), std::string("xx"), std::string("\xFF"), std::string(9999, 'z')}) {
     EXPECT_NE(dayAndTime().locale(Locale(identifier)).format(firstDate), "");

@@ -93,7 +93,7 @@ TEST(GraphemeClusters, PassTheUnicodeTest) {
   }
 }
 
-TEST(GraphemeClusters, TheEmptyTextHasNone) {
+TEST(GraphemeClusters, EmptyTextHasNoCharacters) {
   EXPECT_TRUE(clustersOf("").empty());
   EXPECT_EQ(graphemeClusterCount(""), 0);
   EXPECT_EQ(lastGraphemeCluster(""), "");
@@ -106,7 +106,7 @@ TEST(GraphemeClusters, ALineEndIsOne) {
   EXPECT_EQ(lastGraphemeCluster("\n\r"), "\r");
 }
 
-TEST(GraphemeClusters, WhatPeopleSeeAsOneCharacterIsOne) {
+TEST(GraphemeClusters, PerceivedCharactersAreOneCharacter) {
   for (const std::string_view character :
        {"é", "e\u0301", "🇫🇷", "👨‍👩‍👧‍👦", "1️⃣", "👍🏽", "각", "\u1100\u1161\u11A8", "क्ष",
         "क्‍ष", "ক্ষ", "ਕ", "நி", "🏴󠁧󠁢󠁳󠁣󠁴󠁿", "Z͑ͫ̓ͪ̂ͫ̽͏̴̙̤̞͉͚̯̞̠͍"}) {
@@ -157,7 +157,7 @@ TEST(GraphemeClusters, AVeryLongClusterStaysWhole) {
 }
 
 TEST(GraphemeClusters, RunsOfSimpleScriptsAreCutAsByICU) {
-  // Every neighbouring pair of the scalars that are told apart without ICU, and each with one that needs it.
+  // Every pair of the scalars that need no ICU, and each with one that needs it.
   std::string text;
   for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
     if (scalar == 0xAD00) scalar = 0xD700;  // Most of the Hangul syllables.

@@ -38,7 +38,7 @@ TEST(StringTransform, PassesATextThroughTheTransformOfThatName) {
   EXPECT_EQ(transformed("a\xFF", "Upper"), "A\uFFFD");
 }
 
-TEST(StringTransform, IsNothingWhereThereIsNone) {
+TEST(StringTransform, IsAbsentForUnknownTransforms) {
   EXPECT_EQ(transformed("a", "No-Such"), std::nullopt);
   EXPECT_EQ(transformed("a", ";;::"), std::nullopt);
 }
@@ -70,7 +70,7 @@ TEST(TransformedForSearch, EqualsICUForEveryScalarAloneAndBetweenLetters) {
 }
 
 TEST(TransformedForSearch, EqualsICUForEveryPairOfLatinScalars) {
-  // All those that are replaced one by one, each between every other: in long texts, so that ICU is called seldom.
+  // All scalars with a replacement, each between every other. The texts are long, so that ICU is called seldom.
   std::vector<char32_t> scalars;
   for (char32_t scalar = 1; scalar < 0x2070; ++scalar) {
     if (scalar == 0x300) scalar = 0x1E00;
@@ -84,7 +84,7 @@ TEST(TransformedForSearch, EqualsICUForEveryPairOfLatinScalars) {
       appendScalar(text, scalars[(at + step) % scalars.size()]);
     }
     ASSERT_EQ(transformedForSearch(text), byICU(text)) << step;
-    // Without what is not Latin, so that the whole of it is replaced one by one.
+    // Without other scripts, so that all of it is replaced scalar by scalar.
     std::string latin;
     for (const char32_t scalar : Scalars(text)) {
       UErrorCode status = U_ZERO_ERROR;

@@ -41,7 +41,7 @@ TEST(UTF8, EveryScalarSurvivesTheWayIntoATextAndBack) {
   }
 }
 
-TEST(UTF8, SurrogatesAndNumbersAboveTheLastScalarAreAppendedAsReplacements) {
+TEST(UTF8, SurrogatesAndTooLargeNumbersAreAppendedAsReplacements) {
   std::string text;
   for (const char32_t scalar : {0xD800u, 0xDFFFu, 0x110000u, 0xFFFFFFFFu}) appendScalar(text, scalar);
   EXPECT_EQ(text, "\uFFFD\uFFFD\uFFFD\uFFFD");
@@ -97,7 +97,7 @@ TEST(UTF8, IllFormedBytesAreFoundAtEveryOffset) {
 
 TEST(UTF8, RandomBytesReadAsTheyDoWithICU) {
   std::mt19937 random(20230102);
-  // Bytes near the ends of the ranges come up often.
+  // Bytes near the ends of the ranges are more frequent.
   constexpr std::string_view interesting =
       "aZ\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEF\xF0\xF1\xF3\xF4\xF5\xFF";
   for (int round = 0; round < 200'000; ++round) {

@@ -10,7 +10,7 @@
 
 namespace Tessaly::Tests {
 
-/// The fields between the semicolons of a line without its comment, blanks at their ends taken off.
+/// The fields between the semicolons of a line, without its comment and without outer blanks.
 inline std::vector<std::string> fieldsOfLine(std::string_view line) {
   line = line.substr(0, line.find('#'));
   std::vector<std::string> fields;
@@ -25,7 +25,7 @@ inline std::vector<std::string> fieldsOfLine(std::string_view line) {
   return fields;
 }
 
-/// The lines of a file of the Unicode Character Database that hold data.
+/// The lines with data in a file of the Unicode Character Database.
 inline std::vector<std::vector<std::string>> readUnicodeData(const std::string& name) {
   const char* folder = std::getenv("TESSALY_UNICODE_DATA");
   std::ifstream file(std::string(folder != nullptr ? folder : "/usr/share/unicode") + "/" + name);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Archives that fill their disk, on small file systems of the tests' own in mount namespaces, and archives beyond the
-// limits of the format's first version.
+// Archives that fill their disk, and archives beyond the limits of the first version of the format. The disks are small
+// file systems of the tests in mount namespaces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -31,7 +31,7 @@ namespace {
 
 using Tests::outputOf;
 
-/// Text that does not get smaller.
+/// Text that does not compress.
 std::string noise(std::size_t size) {
   std::string text;
   text.reserve(size);
@@ -73,7 +73,7 @@ class SmallDisk : public ::testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-TEST_F(SmallDisk, ThatTheCopiesFillIsAnErrorAndIsEmptyAfterwards) {
+TEST_F(SmallDisk, FilledByTheCopiesIsAnErrorAndEmptyAfterwards) {
   const URL large = put("large", noise(5'000'000));
   EXPECT_EQ(codeOf({large}), ENOSPC);
   expectNothingLeft();
@@ -82,10 +82,10 @@ TEST_F(SmallDisk, ThatTheCopiesFillIsAnErrorAndIsEmptyAfterwards) {
   EXPECT_TRUE(zip({put("small", "x")}).text().starts_with("PK"));
 }
 
-TEST_F(SmallDisk, ThatTheArchiveFillsIsAnErrorAndIsEmptyAfterwards) {
+TEST_F(SmallDisk, FilledByTheArchiveIsAnErrorAndEmptyAfterwards) {
   EXPECT_EQ(codeOf({put("large", noise(2'500'000))}), ENOSPC);
   expectNothingLeft();
-  // At the archive's very end: what is left holds the copies and all but the last block.
+  // At the end of the archive: the free space holds the copies and all blocks but the last.
   for (std::size_t size = 2'090'000; size < 2'097'000; size += 2'500) {
     const int code = codeOf({put("half", noise(size))});
     EXPECT_TRUE(code == 0 || code == ENOSPC) << size << ' ' << code;
@@ -93,7 +93,7 @@ TEST_F(SmallDisk, ThatTheArchiveFillsIsAnErrorAndIsEmptyAfterwards) {
   }
 }
 
-TEST_F(SmallDisk, WithoutRoomForAnotherFileIsAnErrorAndIsEmptyAfterwards) {
+TEST_F(SmallDisk, WithoutFreeInodesIsAnErrorAndEmptyAfterwards) {
   std::vector<URL> urls;
   for (int i = 0; i < 200; ++i) urls.push_back(put(std::to_string(i), ""));
   EXPECT_EQ(codeOf(urls), ENOSPC);
@@ -127,7 +127,7 @@ class LargeArchive : public ::testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-/// Under `./run stress` of more than 65,535 entries, whose number takes 64 bits.
+/// Under `./run stress` with more than 65,535 entries, a number of 64 bits in the archive.
 TEST_F(LargeArchive, OfManyEntriesIsReadByOthers) {
   std::filesystem::create_directories(place("many"));
   const int count = isStress() ? 66'000 : 2'000;
@@ -145,8 +145,8 @@ TEST_F(LargeArchive, OfManyEntriesIsReadByOthers) {
   EXPECT_EQ(outputOf("unzip -Zt " + place("all.zip") + " 2>&1 | cut -d' ' -f1"), std::to_string(count + 1) + "\n");
 }
 
-/// Under `./run stress` beyond 4 GiB, where sizes take 64 bits.
-TEST_F(LargeArchive, OfAFileWithHolesIsReadByOthersHoweverLargeTheFileIs) {
+/// Under `./run stress` beyond 4 GiB, a size of 64 bits in the archive.
+TEST_F(LargeArchive, OfALargeSparseFileIsReadByOthers) {
   const std::uintmax_t size = isStress() ? (std::uintmax_t{4} << 30) + 17 : (std::uintmax_t{16} << 20) + 17;
   std::ofstream(place("sparse")) << "begin";
   std::filesystem::resize_file(place("sparse"), size - 3);

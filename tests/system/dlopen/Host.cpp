@@ -14,7 +14,7 @@ int main(int count, char** arguments) {
     auto* use = reinterpret_cast<int (*)(int)>(::dlsym(plugin, "usePlugin"));
     if (use == nullptr || use(i) != i + 1) return 1;
     if (::dlclose(plugin) != 0) return 1;
-    // Threads of the runtime may still be in its code.
+    // Threads of the runtime may still run its code.
     if (::dlopen(arguments[1], RTLD_NOW | RTLD_NOLOAD) == nullptr || ::dlclose(plugin) != 0) return 1;
   }
   std::puts("opened and closed 20 times");

@@ -43,7 +43,7 @@ class Journald : public testing::Test {
     return numbers;
   }
 
-  // Runs the body in a child process; returns how that ended.
+  // Runs the body in a child process, and returns the status of that process.
   template <typename Body>
   static int statusOfChild(Body body) {
     const pid_t child = ::fork();
@@ -117,7 +117,7 @@ TEST_F(Journald, ABurstOfTwoThreadsArrivesWholeAndInOrder) {
   EXPECT_EQ(LogConfiguration::journalStatus().sentRecords, 2u * perThread);
 }
 
-TEST_F(Journald, WhenItIsKilledTheHostGoesOnAndTheReasonIsVisibleUntilItIsBack) {
+TEST_F(Journald, KilledJournalIsReportedUntilItIsBack) {
   const Logger logger("subsystem", "category");
   for (int i = 0; i < 100; ++i) logger.error("%d", i);
   LogConfiguration::flush(5s);
@@ -197,7 +197,7 @@ TEST_F(Journald, WhileItHangsTheHostGoesOnAndStillEnds) {
   journal_.pause();
   const int status = statusOfChild([] {
     const Logger logger("subsystem", "category");
-    // More than the socket takes.
+    // More than the socket accepts.
     for (int i = 0; i < 5000; ++i) logger.error("%d", i);
     if (!Tests::waitUntil([] { return LogConfiguration::journalStatus().state == JournalState::notAnswering; }))
       ::_exit(1);
@@ -224,7 +224,7 @@ TEST_F(Journald, TheChildOfAForkGoesOnWithoutIt) {
     for (int i = 0; i < 100; ++i) logger.error("%d", i);
     if (LogConfiguration::journalStatus().state != JournalState::forkedChild) ::_exit(1);
     if (OSLogStore::currentProcess().entries().size() != 101) ::_exit(2);
-    LogConfiguration::flush(60s);  // As the exit would.
+    LogConfiguration::flush(60s);  // As the exit of a process does.
     ::_exit(0);
   });
   EXPECT_EQ(status, 0);

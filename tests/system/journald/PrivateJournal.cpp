@@ -34,7 +34,7 @@ using Clock = std::chrono::steady_clock;
 
 void write(const char* path, const std::string& text) { std::ofstream(path) << text; }
 
-// Empty when done.
+// Empty on success.
 std::string enterNamespace() {
   const uid_t user = ::getuid();
   const gid_t group = ::getgid();
@@ -94,7 +94,7 @@ PrivateJournal::~PrivateJournal() {
 }
 
 void PrivateJournal::start() {
-  // There is nothing left that a killed daemon's socket could still take.
+  // No bytes remain that the socket of a killed daemon could still accept.
   std::filesystem::remove(socketPath);
   daemon_ = ::fork();
   if (daemon_ == 0) {

@@ -22,7 +22,7 @@
 #include "tests/Support/PrivateBus.hpp"
 #include "tests/Support/WakeUps.hpp"
 
-// What NetworkManager says of the expense, on a bus of the test's own, from a stand-in that may also misbehave.
+// NetworkManager's answers about the expense, on a bus of the test, from a stand-in that may also misbehave.
 
 namespace {
 
@@ -35,7 +35,7 @@ constexpr const char* service = "org.freedesktop.NetworkManager";
 constexpr const char* object = "/org/freedesktop/NetworkManager";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
 
-/// Answers in NetworkManager's name, or does not.
+/// Answers under NetworkManager's name, or stays silent.
 class StandIn {
  public:
   enum class Manner : std::uint8_t { answers, isSilent, refuses, answersWithText, comesLate, hasNone };
@@ -55,7 +55,7 @@ class StandIn {
     sd_bus_flush_close_unref(bus_);
   }
 
-  /// Says that the property is another.
+  /// Announces a new value of the property.
   void change(std::uint32_t metered) {
     const std::lock_guard guard(mutex_);
     metered_ = metered;
@@ -68,14 +68,14 @@ class StandIn {
     sd_bus_emit_signal(bus_, object, properties, "PropertiesChanged", "sa{sv}as", service, 1, "Metered", "s", "yes", 0);
     sd_bus_flush(bus_);
   }
-  /// Says that the property is another, but not which.
+  /// Announces a change of the property without its value.
   void invalidate(std::uint32_t metered) {
     const std::lock_guard guard(mutex_);
     metered_ = metered;
     sd_bus_emit_signal(bus_, object, properties, "PropertiesChanged", "sa{sv}as", service, 0, 1, "Metered");
     sd_bus_flush(bus_);
   }
-  /// Answers what was asked before.
+  /// Answers the earlier question.
   void answerLate() {
     const std::lock_guard guard(mutex_);
     ASSERT_NE(kept_, nullptr);
@@ -141,7 +141,7 @@ class Metered : public testing::Test {
     if (!bus_.reason().empty()) GTEST_SKIP() << bus_.reason();
   }
 
-  /// Keeps all states that a watch goes through.
+  /// Records all states of a watch.
   class Follower {
    public:
     Follower()
@@ -172,7 +172,7 @@ class Metered : public testing::Test {
     MeteredWatch& watch() { return *watch_; }
 
    private:
-    /// Outlives the follower where it is just being told of something.
+    /// Outlives the follower, which may be receiving a notification.
     struct Seen {
       std::mutex mutex;
       std::condition_variable changed;
@@ -194,7 +194,7 @@ TEST_F(Metered, WithoutABusNothingIsExpensive) {
   EXPECT_EQ(watch->state(), (State{.isExpensive = false, .source = Source::noBus}));
 }
 
-TEST_F(Metered, WhatOnlyPosesAsABusIsNone) {
+TEST_F(Metered, SocketThatPosesAsABusIsRejected) {
   for (const std::string& lie : Tests::Impostor::lies()) {
     const Tests::Impostor impostor("DBUS_SYSTEM_BUS_ADDRESS", lie);
     ASSERT_TRUE(impostor.isThere());
@@ -229,7 +229,7 @@ TEST_F(Metered, ChangesAreFollowed) {
   EXPECT_TRUE(follower.becomes(false));
 }
 
-TEST_F(Metered, WhatIsOnlySaidToHaveChangedIsAskedFor) {
+TEST_F(Metered, AnnouncedChangeWithoutValueIsAskedFor) {
   StandIn manager(2);
   Follower follower;
   EXPECT_TRUE(follower.becomes(false));
@@ -252,7 +252,7 @@ TEST_F(Metered, AnswersOfAnotherKindAreNotBelieved) {
   EXPECT_TRUE(follower.becomes(Source::wrongAnswer));
 }
 
-TEST_F(Metered, SilenceIsNotWaitedForAndALateAnswerIsTaken) {
+TEST_F(Metered, LateAnswerCountsWithoutAWait) {
   StandIn manager(1, StandIn::Manner::isSilent);
   Follower follower;
   EXPECT_EQ(follower.watch().state().source, Source::asking);
@@ -261,14 +261,14 @@ TEST_F(Metered, SilenceIsNotWaitedForAndALateAnswerIsTaken) {
   EXPECT_TRUE(follower.becomes(true));
 }
 
-TEST_F(Metered, ADaemonWhoseObjectComesAfterItsNameIsAskedAgain) {
+TEST_F(Metered, DaemonWithALateObjectIsAskedAgain) {
   StandIn manager(1, StandIn::Manner::comesLate);
   Follower follower;
   EXPECT_TRUE(follower.becomes(true));
   for (const State& state : follower.states()) EXPECT_NE(state.source, Source::wrongAnswer);
 }
 
-TEST_F(Metered, ADaemonThatHasNoSuchPropertyIsBelievedInTheEnd) {
+TEST_F(Metered, MissingPropertyIsAcceptedInTheEnd) {
   StandIn manager(1, StandIn::Manner::hasNone);
   Follower follower;
   EXPECT_TRUE(follower.becomes(Source::wrongAnswer));
@@ -290,7 +290,7 @@ TEST_F(Metered, ADaemonThatGoesAndComesBackIsFollowed) {
   EXPECT_TRUE(follower.becomes(Source::notRunning));
 }
 
-TEST_F(Metered, ADaemonThatGoesWithoutHavingAnsweredIsNotWaitedFor) {
+TEST_F(Metered, DaemonThatEndsWithoutAnswerIsNotAwaited) {
   Follower follower;
   EXPECT_TRUE(follower.becomes(Source::notRunning));
   {
@@ -300,7 +300,7 @@ TEST_F(Metered, ADaemonThatGoesWithoutHavingAnsweredIsNotWaitedFor) {
   EXPECT_TRUE(follower.becomes(Source::notRunning));
 }
 
-TEST_F(Metered, ABusThatDiesAndComesBackIsFoundAgainWhenAskedFor) {
+TEST_F(Metered, RestartedBusIsFoundOnRequest) {
   Follower follower;
   {
     StandIn manager(1);
@@ -348,13 +348,13 @@ TEST_F(Metered, WatchesComeAndGoWhileItChanges) {
   changer.join();
 }
 
-TEST_F(Metered, NothingWakesAWatchWhileNothingChanges) {
+TEST_F(Metered, WatchSleepsWithoutChanges) {
   StandIn manager(1);
   Follower follower;
   EXPECT_TRUE(follower.becomes(true));
   // Longer than any limit for an answer.
   EXPECT_TRUE(Tests::libraryStaysAsleep(2500ms));
-  // And that it would be seen.
+  // A wake-up would be noticed.
   const std::int64_t before = Tests::sleepsOfLibrary();
   manager.change(2);
   EXPECT_TRUE(follower.becomes(false));

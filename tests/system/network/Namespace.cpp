@@ -46,7 +46,7 @@ void enterNamespace(char** arguments) {
   for (const char* word : {"unshare", "--user", "--net", "--map-root-user", "/proc/self/exe"}) {
     command.push_back(::strdup(word));
   }
-  // The program that /proc/self/exe names is unshare by then.
+  // By then /proc/self/exe names unshare.
   std::vector<char> path(4096);
   const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size() - 1);
   if (length > 0) command.back() = path.data();

@@ -5,16 +5,16 @@
 
 namespace Tessaly::Tests {
 
-/// Why this process is not in a network namespace of its own, in which it may do anything; empty if it is.
+/// The reason why this process is not in a network namespace of its own with all rights. Empty if it is.
 const std::string& reasonForNoNamespace();
 
-/// Starts the program anew in such a namespace, with the same arguments. Returns only if that cannot be.
+/// Restarts the program in such a namespace, with the same arguments. Returns only if that fails.
 void enterNamespace(char** arguments);
 
-/// Runs lines of the `ip` command, such as "link set left up". False, and a failure of the test, if one fails.
+/// Runs lines of the `ip` command, such as "link set left up". If one fails, the test fails and the result is false.
 bool ip(const std::string& lines);
 
-/// Whether a line of the `ip` command works, without a failure if it does not.
+/// Whether a line of the `ip` command works. Does not fail the test.
 bool canIp(const std::string& line);
 
 }  // namespace Tessaly::Tests

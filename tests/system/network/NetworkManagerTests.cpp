@@ -18,8 +18,7 @@
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/system/network/Namespace.hpp"
 
-// The real NetworkManager, on a bus and in a network namespace of the test's own, with a connection over a pair of
-// links.
+// The real NetworkManager, on a bus and in a network namespace of the test, with a connection over a pair of links.
 
 namespace {
 
@@ -41,12 +40,12 @@ class RealNetworkManager : public testing::Test {
     const std::string profile = profiles + "/link.nmconnection";
     std::ofstream(profile) << "[connection]\nid=link\ntype=ethernet\ninterface-name=veth0\nmetered=1\n"
                            << "[ipv4]\nmethod=manual\naddress1=192.0.2.1/24,192.0.2.2\n[ipv6]\nmethod=disabled\n";
-    ::chmod(profile.c_str(), 0600);  // It takes no others.
+    ::chmod(profile.c_str(), 0600);  // It accepts no others.
   }
 
   void start() {
-    // Where it keeps its state is the machine's, so it gets folders of its own; and what it sees of the links there
-    // must be those of this namespace.
+    // Its state has a fixed place on the machine, so it gets its own directories. It must see only the links of this
+    // namespace.
     manager_ = Tests::Process({"unshare", "--mount", "sh", "-c",
                                std::string("mount -t tmpfs none /run && mount -t tmpfs none /var/lib/NetworkManager && "
                                            "mount -t sysfs -o ro none /sys; exec ") +
@@ -78,7 +77,7 @@ class RealNetworkManager : public testing::Test {
   const UserDefaultsInstallation settings_{InMemoryUserDefaults::make()};
   Tests::PrivateBus bus_{"DBUS_SYSTEM_BUS_ADDRESS"};
   Tests::Process manager_;
-  Tests::TemporaryFolder folder_;  // Gone before the bus; see there.
+  Tests::TemporaryFolder folder_;  // Destroyed before the bus; see there.
   const std::shared_ptr<NWPathMonitor> monitor_ = NWPathMonitor::make();
 };
 
@@ -95,7 +94,7 @@ TEST_F(RealNetworkManager, ItsConnectionIsOnlineAndAsExpensiveAsItSays) {
   EXPECT_TRUE(becomes(false, false));
 }
 
-TEST_F(RealNetworkManager, WhenItIsKilledNothingIsExpensiveUntilItIsBack) {
+TEST_F(RealNetworkManager, KilledMeansNotExpensiveUntilItIsBack) {
   ASSERT_NO_FATAL_FAILURE(start());
   EXPECT_TRUE(becomes(true, true));
   stop();
@@ -103,7 +102,8 @@ TEST_F(RealNetworkManager, WhenItIsKilledNothingIsExpensiveUntilItIsBack) {
   EXPECT_TRUE(Tests::waitUntil([this] { return source() == Source::notRunning; }));
   ASSERT_NO_FATAL_FAILURE(start());
   EXPECT_TRUE(Tests::waitUntil([this] { return source() == Source::networkManager; })) << monitor_->currentPath();
-  ASSERT_TRUE(nmcli({"connection", "up", "link"}));  // It found the link in use, and took it for somebody else's.
+  // NetworkManager found the link in use, and treats it as that of another program.
+  ASSERT_TRUE(nmcli({"connection", "up", "link"}));
   EXPECT_TRUE(becomes(true, true));
 }
 

@@ -19,12 +19,12 @@ using Tests::ip;
 using Tests::Routes;
 using Status = NWPath::Status;
 
-TEST_F(Routes, AMonitorKnowsThePathAtOnce) {
+TEST_F(Routes, NewMonitorKnowsThePath) {
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
   EXPECT_EQ(NWPathMonitor::make()->currentPath().statusSource(), NWPath::StatusSource::kernel);
 }
 
-TEST_F(Routes, AMonitorThatIsMadeAfterAChangeKnowsOfIt) {
+TEST_F(Routes, NewMonitorKnowsEarlierChanges) {
   plugIn();
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
   const auto first = NWPathMonitor::make();
@@ -45,7 +45,7 @@ TEST_F(Routes, PluggingInAndOutIsFollowed) {
   EXPECT_TRUE(follower.becomes(Status::satisfied));
   ip("link set left down");
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
-  // The route went with the link, and does not come back with it.
+  // The route went with the link, and does not return with it.
   ip("link set left up");
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
   ip("route add default via 10.1.0.2");
@@ -86,7 +86,7 @@ TEST_F(Routes, RemovingTheLinkIsOffline) {
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
 }
 
-TEST_F(Routes, ASecondDefaultRouteKeepsItOnlineWhenTheFirstFails) {
+TEST_F(Routes, SecondDefaultRouteKeepsItOnline) {
   plugIn();
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
   ip("link add name left2 type veth peer name right2\n"
@@ -96,7 +96,7 @@ TEST_F(Routes, ASecondDefaultRouteKeepsItOnlineWhenTheFirstFails) {
      "route del default\n"
      "route add default via 10.2.0.2 dev left2 metric 100");
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
-  // Both carriers are known to be there now.
+  // By now both carriers are known to exist.
   ip("route add default via 10.1.0.2 dev left");
   Follower follower;
   EXPECT_TRUE(follower.becomes(Status::satisfied));
@@ -135,12 +135,12 @@ TEST_F(Routes, IPv6AloneIsOnline) {
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
 }
 
-TEST_F(Routes, IPv6WithALinkLocalAddressAloneIsOffline) {
+TEST_F(Routes, LinkLocalIPv6AloneIsOffline) {
   ip("link set left up\nlink set right up\nroute add ::/0 via fe80::1 dev left");
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
-TEST_F(Routes, SeveralWaysOfOneRouteOfIPv6ComeAndGo) {
+TEST_F(Routes, NextHopsOfAnIPv6RouteComeAndGo) {
   ip("link set left up\nlink set right up\naddress add 2001:db8::1/64 dev left nodad\n"
      "route add ::/0 nexthop via 2001:db8::2 dev left nexthop via 2001:db8::3 dev left");
   Follower follower;
@@ -167,7 +167,7 @@ TEST_F(Routes, ATunnelThatTakesBothHalvesIsOnline) {
 TEST_F(Routes, ATunnelIsJudgedByItsOwnRoute) {
   if (!Tests::canIp("tuntap add dev tunnel mode tun")) GTEST_SKIP() << "there is no /dev/net/tun for this user";
   ip("address add 10.8.0.1/24 dev tunnel\nlink set tunnel up\nroute add default dev tunnel");
-  // Nobody has opened it: it has no carrier.
+  // No process has opened it, so it has no carrier.
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
@@ -185,7 +185,7 @@ TEST_F(Routes, ABridgeIsJudgedByItsPorts) {
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
 }
 
-TEST_F(Routes, AThousandFlapsEndInTheTruthAndLeaveNothingBehind) {
+TEST_F(Routes, ThousandFlapsEndWithTheRightPath) {
   plugIn();
   Follower follower;
   EXPECT_TRUE(follower.becomes(Status::satisfied));
@@ -215,11 +215,11 @@ TEST_F(Routes, HundredsOfLinksAreNoHindrance) {
   EXPECT_EQ(LinuxNetworkBackend::make()->currentPath().status(), Status::satisfied);
 }
 
-TEST_F(Routes, MessagesThatWereLostAreMadeGoodByReadingAnew) {
+TEST_F(Routes, LostMessagesAreRecovered) {
   const std::shared_ptr<LinuxNetworkBackend> backend = LinuxNetworkBackend::make();
   EXPECT_EQ(backend->fullReadings(), 1u);
   plugIn();
-  // The queue of the socket is filled while nobody reads it: all threads that would are held up.
+  // The queue of the socket fills up without a reader: every thread that could read it is held up.
   constexpr int blockingThreads = 64;
   std::latch areHeldUp(blockingThreads);
   std::latch areFree(1);

@@ -20,14 +20,14 @@
 
 namespace Tessaly::Tests {
 
-/// Paths over real links, in a network namespace of the test's own: two ends of a cable, "left" and "right", of which
-/// the default route leads through "left".
+/// Paths over real links, in a network namespace of the test. "left" and "right" are two ends of a cable, and the
+/// default route leads through "left".
 class Routes : public testing::Test {
  protected:
   void SetUp() override {
     if (!reasonForNoNamespace().empty()) GTEST_SKIP() << reasonForNoNamespace();
     if (!canIp("link add name left type veth peer name right")) GTEST_SKIP() << "the kernel has no veth links";
-    // No bus: what a test sees is what the routes make.
+    // There is no bus, so only the routes decide.
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   }
 
@@ -38,7 +38,7 @@ class Routes : public testing::Test {
        "route add default via 10.1.0.2 dev left");
   }
 
-  /// A monitor whose updates are counted, and waited for.
+  /// A monitor that counts its updates, and waits for them.
   class Follower {
    public:
     Follower() : monitor_(NWPathMonitor::make()) {
@@ -64,7 +64,7 @@ class Routes : public testing::Test {
     [[nodiscard]] NWPath::Status now() const { return monitor_->currentPath().status(); }
 
    private:
-    /// Outlives the follower where it is just being told of something.
+    /// Outlives the follower, which may be receiving a notification.
     struct Seen {
       std::mutex mutex;
       std::condition_variable changed;
@@ -79,7 +79,7 @@ class Routes : public testing::Test {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
   }
 
-  /// Waits for what is open for a moment only, as while a bus is looked for.
+  /// Waits for descriptors that are open only for a moment, as during the search for a bus.
   static bool openDescriptorsBecome(std::ptrdiff_t count) {
     for (const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(8); openDescriptors() != count;) {
       if (std::chrono::steady_clock::now() > limit) return false;
@@ -88,7 +88,7 @@ class Routes : public testing::Test {
     return true;
   }
 
-  /// What a new monitor knows at once.
+  /// The state that a new monitor has at once.
   static NWPath::Status statusAtOnce() { return NWPathMonitor::make()->currentPath().status(); }
 };
 

@@ -31,7 +31,7 @@ using Tests::ip;
 using Tests::Routes;
 using Status = NWPath::Status;
 
-TEST_F(Routes, TheServiceSeesItInAllItsShapes) {
+TEST_F(Routes, EveryShapeOfTheServiceFollowsThePath) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   EXPECT_FALSE(ReachabilityService::isOnline());
   EXPECT_FALSE(ReachabilityService::observableIsOnline());
@@ -50,7 +50,7 @@ TEST_F(Routes, TheServiceSeesItInAllItsShapes) {
   });
   EXPECT_THAT(taken, testing::ElementsAre(false, true));
   EXPECT_TRUE(ReachabilityService::isOnline());
-  // The update of the observable reads may still be on its way to the main queue.
+  // The update of the observable reads may still wait in the main queue.
   for (const auto limit = std::chrono::steady_clock::now() + 8s;
        !ReachabilityService::observableIsOnline() && std::chrono::steady_clock::now() < limit;) {
     MainQueue::drain();
@@ -59,7 +59,7 @@ TEST_F(Routes, TheServiceSeesItInAllItsShapes) {
   EXPECT_FALSE(ReachabilityService::isExpensive());
 }
 
-TEST_F(Routes, NothingWakesAServiceWhileNothingHappens) {
+TEST_F(Routes, ServiceSleepsWithoutChanges) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   const AsyncStream<ReachabilityService::Status> statuses = ReachabilityService::statuses();
   EXPECT_FALSE(ReachabilityService::isOnline());
@@ -71,7 +71,7 @@ TEST_F(Routes, NothingWakesAServiceWhileNothingHappens) {
   while (MainQueue::drain() > 0) {
   }
   EXPECT_TRUE(Tests::libraryStaysAsleep(1s));
-  // And that they would be seen.
+  // A wake-up would be noticed.
   const std::int64_t before = Tests::sleepsOfLibrary();
   plugIn();
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
@@ -79,11 +79,11 @@ TEST_F(Routes, NothingWakesAServiceWhileNothingHappens) {
 }
 
 #if !__has_feature(thread_sanitizer)  // Its runtime makes system calls of its own.
-TEST_F(Routes, TheInstantReadsOfARealPathMakeNoSystemCall) {
+TEST_F(Routes, InstantReadsMakeNoSystemCall) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();
   EXPECT_EQ(Tests::systemCallsOf([] {
-              // The first may still have to wait for the carrier.
+              // The first one may still have to wait for the carrier.
               static const bool isOnline = Follower().becomes(Status::satisfied);
               if (!isOnline || !ReachabilityService::isOnline() || ReachabilityService::isExpensive()) ::_exit(1);
             }),
@@ -91,7 +91,7 @@ TEST_F(Routes, TheInstantReadsOfARealPathMakeNoSystemCall) {
 }
 #endif
 
-/// Takes the cable out and puts it in again, until its end; it is in then.
+/// Unplugs and replugs the cable until its end. At the end the cable is plugged in.
 class Flapping {
  public:
   Flapping()
@@ -113,7 +113,7 @@ class Flapping {
   std::thread thread_;
 };
 
-TEST_F(Routes, TenThousandConsumersComeAndGoWhileLinksFlap) {
+TEST_F(Routes, TenThousandConsumersComeAndGoDuringFlaps) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();
   syncWait([]() -> Async<void> { co_await ReachabilityService::nextIsOnline(); });
@@ -126,18 +126,18 @@ TEST_F(Routes, TenThousandConsumersComeAndGoWhileLinksFlap) {
         while (count-- > 0 && (co_await iterator.next()).has_value()) ++statusesTaken;
       };
       switch (i % 4) {
-        case 0:  // Nobody ever asks.
+        case 0:  // No test asks this question.
           break;
         case 1:
           syncWait([&]() -> Async<void> { co_await consume(1); });
           break;
-        case 2: {  // Goes whatever it is about.
+        case 2: {  // Ends at any status.
           Task<> task([&]() -> Async<void> { co_await consume(1'000'000); });
           task.cancel();
           syncWait([&]() -> Async<void> { co_await task.value(); });
           break;
         }
-        case 3:  // Stays for a change, now and then.
+        case 3:  // Sometimes waits for a change.
           syncWait([&]() -> Async<void> { co_await consume(i % 200 == 3 ? 2 : 1); });
       }
     }
@@ -161,11 +161,11 @@ TEST_F(Routes, TenThousandConsumersComeAndGoWhileLinksFlap) {
   settle();
   EXPECT_GE(statusesTaken, 5'000);
   EXPECT_TRUE(openDescriptorsBecome(descriptors)) << openDescriptors();
-  // Caches may differ; a block for each consumer, or each tenth, would be seen.
+  // Caches may differ. A block for each consumer, or for every tenth, would be noticed.
   EXPECT_LT(Tests::allocatedBlocks() - blocks, 1'000);
 }
 
-TEST_F(Routes, AThousandWaitsWhileLinksFlapEndAndLeaveNothingBehind) {
+TEST_F(Routes, ThousandWaitsDuringFlapsEndAndLeaveNothing) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();
   const auto waitSoOften = [](int count) {
@@ -182,7 +182,7 @@ TEST_F(Routes, AThousandWaitsWhileLinksFlapEndAndLeaveNothingBehind) {
   EXPECT_LT(Tests::allocatedBlocks() - blocks, 100);
 }
 
-TEST_F(Routes, AThousandConsumersAtOnceHearOfAChangeAndLeaveNothingBehind) {
+TEST_F(Routes, ThousandConsumersReceiveAChangeAndLeaveNothing) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();
   syncWait([]() -> Async<void> { co_await ReachabilityService::nextIsOnline(); });
@@ -199,7 +199,7 @@ TEST_F(Routes, AThousandConsumersAtOnceHearOfAChangeAndLeaveNothingBehind) {
         }
       });
     }
-    // However many follow, the kernel is listened to once.
+    // Any number of followers share one socket.
     EXPECT_TRUE(openDescriptorsBecome(descriptors)) << openDescriptors();
   }
   EXPECT_TRUE(openDescriptorsBecome(descriptors)) << openDescriptors();

@@ -25,14 +25,14 @@
 #include "tests/Support/PrivateBus.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
-// Questions to an authority on a bus of the test's own: a stand-in, and the real polkitd.
+// Questions to an authority on a bus of the test: a stand-in, and the real polkitd.
 
 namespace {
 
 using namespace Tessaly;
 using Tests::waitUntil;
 
-/// The failure's place in its enumeration; -1 for success.
+/// The position of the failure in its enumeration, -1 for success.
 int evaluate(const std::string& action, std::string* localizedReason = nullptr) {
   const BackendInstallation<AuthenticationBackend> installation(std::make_shared<PolkitAuthentication>(action));
   try {
@@ -72,7 +72,7 @@ class AuthenticationTest : public testing::Test {
            "), dbus.Dictionary(" + details + ", signature='ss'))";
   }
 
-  // Runs the body as an ordinary user in a process of its own, since root is authorised outright. Its result.
+  // Runs the body as an ordinary user in a process of its own, because root is always authorised. Returns its result.
   template <typename Body>
   static int asOrdinaryUser(Body body) {
     const pid_t child = ::fork();
@@ -92,7 +92,7 @@ class AuthenticationTest : public testing::Test {
 
 constexpr const char* action = "org.example.authenticate";
 
-TEST_F(AuthenticationTest, AUserWhoAuthenticatesIsASuccessAndWasShownTheReason) {
+TEST_F(AuthenticationTest, AuthenticatedUserSawTheReason) {
   const auto polkit = polkitThatAnswersTheUserWith(answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), success);
@@ -120,14 +120,14 @@ TEST_F(AuthenticationTest, ASessionWithoutAnAgentSaysSo) {
   EXPECT_EQ(evaluate(action), code(LAFailure::noAgent));
 }
 
-TEST_F(AuthenticationTest, APolicyThatForbidsItFailsBeforeTheUserIsAsked) {
+TEST_F(AuthenticationTest, ForbiddingPolicyFailsWithoutAskingTheUser) {
   const auto polkit = this->polkit(answer("False", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), code(LAFailure::denied));
   EXPECT_EQ(polkit->calls().size(), 1u);
 }
 
-TEST_F(AuthenticationTest, WhereTheReasonIsRefusedTheUserIsAskedWithoutItAndAnErrorSaysSo) {
+TEST_F(AuthenticationTest, RefusedReasonIsLeftOutAndTheErrorSaysSo) {
   const auto polkit = polkitThatAnswersTheUserWith(
       "if len(args[2]) > 0:\n        raise dbus.exceptions.DBusException('untrusted', "
       "name='org.freedesktop.PolicyKit1.Error.NotAuthorized')\n    " +
@@ -176,7 +176,7 @@ TEST_F(AuthenticationTest, AnAuthorityThatAnswersLateButInTimeIsBelieved) {
   EXPECT_EQ(evaluate(action), success);
 }
 
-TEST_F(AuthenticationTest, WhatOnlyPosesAsABusIsNone) {
+TEST_F(AuthenticationTest, SocketThatPosesAsABusIsRejected) {
   for (const std::string& lie : Tests::Impostor::lies()) {
     const Tests::Impostor impostor("DBUS_SYSTEM_BUS_ADDRESS", lie);
     ASSERT_TRUE(impostor.isThere());
@@ -185,14 +185,14 @@ TEST_F(AuthenticationTest, WhatOnlyPosesAsABusIsNone) {
   }
 }
 
-TEST_F(AuthenticationTest, AnAuthorityThatNeverAnswersTheFirstQuestionIsGivenUp) {
+TEST_F(AuthenticationTest, SilentAuthorityIsGivenUp) {
   const auto polkit = this->polkit(answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   polkit->process().signal(SIGSTOP);
   EXPECT_EQ(evaluate(action), code(LAFailure::notAnswering));
 }
 
-TEST_F(AuthenticationTest, ABusThatDiesWhileTheUserIsAskedEndsTheQuestion) {
+TEST_F(AuthenticationTest, DyingBusEndsTheQuestion) {
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
   ASSERT_EQ(polkit->reason(), "");
   std::thread killer([&] {
@@ -203,7 +203,7 @@ TEST_F(AuthenticationTest, ABusThatDiesWhileTheUserIsAskedEndsTheQuestion) {
   killer.join();
 }
 
-TEST_F(AuthenticationTest, AnAuthorityThatDiesWhileTheUserIsAskedEndsTheQuestion) {
+TEST_F(AuthenticationTest, DyingAuthorityEndsTheQuestion) {
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(60)");
   ASSERT_EQ(polkit->reason(), "");
   std::thread killer([&] {
@@ -214,13 +214,13 @@ TEST_F(AuthenticationTest, AnAuthorityThatDiesWhileTheUserIsAskedEndsTheQuestion
   killer.join();
 }
 
-TEST_F(AuthenticationTest, AUserWhoTakesLongerThanTwoSecondsIsWaitedFor) {
+TEST_F(AuthenticationTest, SlowUserIsAwaited) {
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(2.5)\n    " + answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), success);
 }
 
-TEST_F(AuthenticationTest, NoAuthorityAndNoBusAreToldApartFromARefusal) {
+TEST_F(AuthenticationTest, MissingAuthorityAndBusDifferFromARefusal) {
   EXPECT_EQ(evaluate(action), code(LAFailure::noService));
   bus_.daemon().end();
   EXPECT_EQ(evaluate(action), code(LAFailure::noService));
@@ -260,7 +260,7 @@ class RealPolkit : public AuthenticationTest {
   Tests::Process daemon_;
 };
 
-// An action that polkit itself brings, and that wants an administrator.
+// An action of polkit itself, which needs an administrator.
 constexpr const char* realAction = "org.freedesktop.policykit.exec";
 
 TEST_F(RealPolkit, AuthorisesRootOutright) {
@@ -268,7 +268,7 @@ TEST_F(RealPolkit, AuthorisesRootOutright) {
   EXPECT_EQ(evaluate(realAction), success);
 }
 
-TEST_F(RealPolkit, TellsAnOrdinaryUserThatNobodyCanAsk) {
+TEST_F(RealPolkit, WithoutAnAgentReportsNoAgent) {
   EXPECT_EQ(asOrdinaryUser([] { return evaluate(realAction); }), code(LAFailure::noAgent));
 }
 
@@ -285,7 +285,7 @@ TEST_F(RealPolkit, DoesNotKnowAnActionThatIsNotInstalled) {
   EXPECT_EQ(asOrdinaryUser([] { return evaluate("org.example.missing"); }), code(LAFailure::notInstalled));
 }
 
-/// polkitd among the policies that `tessaly_bundle(... POLKIT_ACTION ...)` writes and installs for a host.
+/// polkitd with the policies that `tessaly_bundle(... POLKIT_ACTION ...)` writes and installs for a host.
 class InstalledPolicy : public AuthenticationTest {
  protected:
   void SetUp() override {
@@ -303,7 +303,7 @@ class InstalledPolicy : public AuthenticationTest {
     const std::string log = bus_.folder() + "/cmake.log";
     ASSERT_EQ(Tests::Process({"cmake", "-S", project, "-B", project + "/build", "-G", "Ninja"}, log).wait(), 0)
         << Tests::contentsOf(log);
-    // The program is not needed, only what is installed for it.
+    // The program is not needed, only its installed files.
     ASSERT_EQ(
         Tests::Process({"cmake", "--install", project + "/build", "--prefix", bus_.folder() + "/usr"}, log).wait(), 0)
         << Tests::contentsOf(log);

@@ -9,7 +9,7 @@
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/system/services/FakeCompositor.hpp"
 
-// The pasteboard of a compositor of the test's own, for what the real ones that are packaged do not have.
+// The pasteboard of a compositor of the test, for a protocol that no packaged compositor supports.
 
 namespace {
 
@@ -35,7 +35,7 @@ TEST_P(DataControl, IsSpokenUnderEitherName) {
   EXPECT_TRUE(compositor.paste("text/plain") == large);
 }
 
-TEST_P(DataControl, WhoElseTakesTheSelectionIsNoticed) {
+TEST_P(DataControl, SelectionTakenByAnotherProgramIsNoticed) {
   FakeCompositor compositor(GetParam());
   PasteboardService::write("ours");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
@@ -46,7 +46,7 @@ TEST_P(DataControl, WhoElseTakesTheSelectionIsNoticed) {
   EXPECT_EQ(compositor.paste("text/plain"), "ours again");
 }
 
-TEST_P(DataControl, ACompositorThatGoesAwayIsNoticedAndTheNextOneUsed) {
+TEST_P(DataControl, LostCompositorIsNoticedAndTheNextOneUsed) {
   {
     FakeCompositor compositor(GetParam());
     PasteboardService::write("lost");

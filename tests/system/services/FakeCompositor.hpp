@@ -18,8 +18,8 @@
 
 namespace Tessaly::Tests {
 
-/// A Wayland compositor that knows a seat and, if it is given a name for one, a data-control manager, whose messages
-/// are those of ext-data-control-v1. The environment names it as the display.
+/// A Wayland compositor with a seat and, if it is given a name for one, a data-control manager. The manager uses the
+/// messages of ext-data-control-v1. The environment names the compositor as the display.
 class FakeCompositor {
  public:
   explicit FakeCompositor(const char* prefix) : display_(wl_display_create()) {
@@ -37,7 +37,7 @@ class FakeCompositor {
   FakeCompositor(const FakeCompositor&) = delete;
   FakeCompositor& operator=(const FakeCompositor&) = delete;
 
-  /// Goes away.
+  /// Ends the compositor.
   void end() {
     if (!thread_.joinable()) return;
     run([this] { isDone_ = true; });
@@ -52,7 +52,7 @@ class FakeCompositor {
     run([&] { forms = forms_; });
     return forms;
   }
-  /// What the owner of the selection writes when it is asked for this form.
+  /// The contents that the owner of the selection writes in this format.
   std::string paste(const char* form) {
     int pipe[2] = {-1, -1};
     if (::pipe2(pipe, O_CLOEXEC) != 0) return "no pipe";
@@ -68,7 +68,7 @@ class FakeCompositor {
     ::close(pipe[0]);
     return text;
   }
-  /// Somebody else takes the selection.
+  /// Another client takes the selection.
   void replace() {
     run([&] { select(nullptr); });
   }
@@ -133,7 +133,7 @@ class FakeCompositor {
       wl_resource_post_event(former, 1);
   }
 
-  /// On the compositor's thread, after what clients sent before.
+  /// On the compositor's thread, after the earlier messages of clients.
   void run(const std::function<void()>& work) {
     std::promise<void> done;
     {
@@ -165,7 +165,7 @@ class FakeCompositor {
   const wl_interface* deviceTypes_[2] = {};
   std::vector<wl_message> managerRequests_, deviceRequests_, deviceEvents_, sourceRequests_, sourceEvents_;
   wl_interface manager_{}, device_{}, source_{};
-  // Of the compositor's thread.
+  // Belongs to the compositor's thread.
   std::vector<std::string> offered_;
   std::vector<std::string> forms_;
   wl_resource* selection_ = nullptr;

@@ -102,7 +102,7 @@ TEST_F(X11Pasteboard, SeveralProgramsPasteLargeContentsAtOnce) {
   }
 }
 
-TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
+TEST_F(X11Pasteboard, ReaderKilledMidwayHarmsNoOtherReader) {
   const std::string large(20'000'000, 'x');
   PasteboardService::write(large);
   for (int i = 0; i < 5; ++i) {
@@ -114,7 +114,7 @@ TEST_F(X11Pasteboard, AReaderThatIsKilledMidwayHarmsNobody) {
   EXPECT_EQ(paste(), "small");
 }
 
-TEST_F(X11Pasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
+TEST_F(X11Pasteboard, CopiesOfAnotherProgramReplaceOursAndViceVersa) {
   PasteboardService::write("ours");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
   const auto other = clipboard_.copyElsewhere("theirs");
@@ -147,13 +147,13 @@ TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
   std::thread other([&] {
     for (int i = 0; i < 20; ++i) {
       programs.emplace_back(std::vector<std::string>{"xclip", "-quiet", "-i", "-selection", "clipboard", theirs});
-      if (i % 4 == 3) programs[static_cast<std::size_t>(i - 2)].end();  // It may own it just then.
+      if (i % 4 == 3) programs[static_cast<std::size_t>(i - 2)].end();  // Another program may own it at this moment.
     }
   });
   for (int i = 0; i < 200; ++i) PasteboardService::write("ours");
   other.join();
   for (Tests::Process& program : programs) program.end();
-  // The display may still have to read what they said last.
+  // The display may still have to read the last requests.
   EXPECT_TRUE(waitUntil([this] {
     PasteboardService::write("ours again");
     return paste() == "ours again";
@@ -168,17 +168,17 @@ TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
   }
 }
 
-TEST_F(X11Pasteboard, NothingWakesWhoServesWhileNobodyAsks) {
+TEST_F(X11Pasteboard, ServingThreadSleepsWithoutRequests) {
   PasteboardService::write("text");
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // And that it would be seen.
+  // A wake-up would be noticed.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
-TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
+TEST_F(X11Pasteboard, LostDisplayIsNoticedAndANewOneUsed) {
   PasteboardService::write("lost");
   clipboard_.server().process().end();
   EXPECT_TRUE(
@@ -192,7 +192,7 @@ TEST_F(X11Pasteboard, ADisplayThatGoesAwayIsNoticedAndANewOneIsUsed) {
   EXPECT_EQ(paste(), "found");
 }
 
-TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
+TEST_F(X11Pasteboard, HangingDisplayIsGivenUp) {
   PasteboardService::write("text");
   clipboard_.server().process().signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
@@ -206,7 +206,7 @@ TEST_F(X11Pasteboard, ADisplayThatHangsIsGivenUp) {
 }
 
 TEST_F(X11Pasteboard, ServesUntilItIsReplacedOrTheDisplayGoes) {
-  pasteboard_.waitWhileServing();  // Nothing is there yet.
+  pasteboard_.waitWhileServing();  // The clipboard is still empty.
   PasteboardService::write("unrelated");
   for (const bool isReplaced : {true, false}) {
     pasteboard_.setString("ours", PasteboardType::string);
@@ -250,7 +250,7 @@ class WaylandPasteboard : public testing::Test {
     if (Tests::Process({"wl-paste", "--version"}).wait() != 0) GTEST_SKIP() << "wl-clipboard is not installed";
   }
 
-  /// Whether somebody listens there already; the socket's file exists a little earlier.
+  /// Whether a listener exists. The file of the socket exists a little earlier.
   static bool accepts(const std::string& path) {
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -292,7 +292,7 @@ TEST_F(WaylandPasteboard, LargeContentsArriveWhole) {
   EXPECT_TRUE(paste() == large);
 }
 
-TEST_F(WaylandPasteboard, WhatAnotherProgramCopiesReplacesOursAndTheOtherWayRound) {
+TEST_F(WaylandPasteboard, CopiesOfAnotherProgramReplaceOursAndViceVersa) {
   PasteboardService::write("ours");
   ASSERT_EQ(paste(), "ours");
   const Tests::Process other({"wl-copy", "-f", "theirs"});
@@ -328,17 +328,17 @@ TEST_F(WaylandPasteboard, TwoHostsThatFightEndWithOneOwner) {
   EXPECT_EQ(paste(), pasteboards[0].status().isOwner ? "first" : "second");
 }
 
-TEST_F(WaylandPasteboard, NothingWakesWhoServesWhileNobodyAsks) {
+TEST_F(WaylandPasteboard, ServingThreadSleepsWithoutRequests) {
   PasteboardService::write("text");
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // And that it would be seen.
+  // A wake-up would be noticed.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
-TEST_F(WaylandPasteboard, ADisplayThatHangsIsGivenUp) {
+TEST_F(WaylandPasteboard, HangingDisplayIsGivenUp) {
   PasteboardService::write("text");
   compositor_.signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));

@@ -21,7 +21,7 @@
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/Support/WakeUps.hpp"
 
-// Assertions held by services on buses of the test's own: stand-ins of the desktop's, and the real login manager.
+// Assertions that services hold on buses of the test: stand-ins for the desktop's services, and the real login manager.
 
 namespace {
 
@@ -80,7 +80,7 @@ class PowerTest : public testing::Test {
 
 #define START(service) ASSERT_EQ((service)->reason(), "")
 
-TEST_F(PowerTest, TheScreenSaverGetsTheNameAndTheReasonAndItsCookieBack) {
+TEST_F(PowerTest, ScreenSaverGetsNameReasonAndItsCookieBack) {
   const auto saver = screenSaver();
   START(saver);
   EXPECT_TRUE(SleepHandler::shared()->disableScreenSleep("Playing a film"));
@@ -91,7 +91,7 @@ TEST_F(PowerTest, TheScreenSaverGetsTheNameAndTheReasonAndItsCookieBack) {
   EXPECT_EQ(PowerBackend::current().status().service, PowerService::none);
 }
 
-TEST_F(PowerTest, TheSessionManagerIsAskedWhereThereIsNoScreenSaver) {
+TEST_F(PowerTest, SessionManagerIsAskedWithoutAScreenSaver) {
   const auto manager = sessionManager();
   START(manager);
   ASSERT_EQ(create(), 0);
@@ -102,7 +102,7 @@ TEST_F(PowerTest, TheSessionManagerIsAskedWhereThereIsNoScreenSaver) {
   EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
 }
 
-TEST_F(PowerTest, TheRealLoginManagerHoldsAnIdleInhibitorAsLongAsTheAssertionLasts) {
+TEST_F(PowerTest, RealLoginManagerHoldsTheInhibitorDuringTheAssertion) {
   const auto login = this->login(system_.folder() + "/login.log");
   if (!system_.hasOwner("org.freedesktop.login1"))
     GTEST_SKIP() << "systemd-logind does not run here: " << Tests::contentsOf(system_.folder() + "/login.log");
@@ -116,7 +116,7 @@ TEST_F(PowerTest, TheRealLoginManagerHoldsAnIdleInhibitorAsLongAsTheAssertionLas
   EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
-TEST_F(PowerTest, NobodyThereIsAFailureWithItsReasons) {
+TEST_F(PowerTest, MissingServicesAreAFailureWithReasons) {
   EXPECT_NE(create(), 0);
   EXPECT_EQ(identifier_, 0u);
   EXPECT_EQ(problems(), (std::vector{PowerProblem::noOwner, PowerProblem::noOwner, PowerProblem::noOwner}));
@@ -130,7 +130,7 @@ TEST_F(PowerTest, NoBusIsAFailureWithItsReasons) {
   EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noBus}));
 }
 
-TEST_F(PowerTest, ABusThatAcceptsAndSaysNothingIsGivenUp) {
+TEST_F(PowerTest, SilentBusIsGivenUp) {
   const auto manager = sessionManager();
   START(manager);
   session_.daemon().signal(SIGSTOP);
@@ -140,7 +140,7 @@ TEST_F(PowerTest, ABusThatAcceptsAndSaysNothingIsGivenUp) {
   EXPECT_EQ(create(), 0);
 }
 
-TEST_F(PowerTest, WhatOnlyPosesAsABusIsNone) {
+TEST_F(PowerTest, SocketThatPosesAsABusIsRejected) {
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   const std::ptrdiff_t before = descriptors();
   for (const std::string& lie : Tests::Impostor::lies()) {
@@ -154,7 +154,7 @@ TEST_F(PowerTest, WhatOnlyPosesAsABusIsNone) {
   EXPECT_TRUE(waitUntil([&] { return descriptors() == before; }));
 }
 
-TEST_F(PowerTest, ABusThatDiesWhileAServiceIsAskedIsNoBus) {
+TEST_F(PowerTest, BusThatDiesDuringAQuestionIsLost) {
   const auto saver = screenSaver("import time; time.sleep(60)");
   START(saver);
   std::thread killer([&] {
@@ -166,7 +166,7 @@ TEST_F(PowerTest, ABusThatDiesWhileAServiceIsAskedIsNoBus) {
   EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noOwner}));
 }
 
-TEST_F(PowerTest, WhenBothBusesDieTheAssertionIsFoundAgainOnceThereIsOneAgain) {
+TEST_F(PowerTest, AssertionIsRenewedAfterBothBusesDied) {
   auto saver = screenSaver();
   START(saver);
   ASSERT_EQ(create(), 0);
@@ -183,19 +183,19 @@ TEST_F(PowerTest, WhenBothBusesDieTheAssertionIsFoundAgainOnceThereIsOneAgain) {
   EXPECT_EQ(saver->calls().back(), "UnInhibit 7");
 }
 
-TEST_F(PowerTest, NothingWakesAHeldAssertionWhileNothingHappens) {
+TEST_F(PowerTest, HeldAssertionSleepsWithoutEvents) {
   const auto saver = screenSaver();
   START(saver);
   ASSERT_EQ(create(), 0);
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // And that it would be seen.
+  // A wake-up would be noticed.
   const std::int64_t before = Tests::sleepsOfLibrary();
   saver->stop();
   EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
-TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
+TEST_F(PowerTest, SilentServiceIsPassedOver) {
   const auto saver = screenSaver();
   START(saver);
   const auto manager = sessionManager();
@@ -206,7 +206,7 @@ TEST_F(PowerTest, AServiceThatOwnsItsNameAndNeverAnswersIsPassedOver) {
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
 }
 
-/// A screen saver that answers after the limit, and knows who asked.
+/// A screen saver that answers after the limit, and records the sender of the question.
 class LateScreenSaver {
  public:
   explicit LateScreenSaver(const Tests::PrivateBus& bus) {
@@ -218,7 +218,7 @@ class LateScreenSaver {
   ~LateScreenSaver() { sd_bus_flush_close_unref(bus_); }
 
   [[nodiscard]] bool isThere() const { return isThere_; }
-  /// Waits for the question and answers after the pause. Who asked.
+  /// Waits for the question and answers after the pause. Returns the sender.
   std::string answerOne(std::chrono::milliseconds pause) {
     for (;;) {
       sd_bus_message* message = nullptr;
@@ -244,7 +244,7 @@ class LateScreenSaver {
   bool isThere_ = false;
 };
 
-TEST_F(PowerTest, AServiceThatAnswersTooLateSeesItsAskerGoAndTheNextOneIsAsked) {
+TEST_F(PowerTest, LateServiceIsDisconnectedAndTheNextOneAsked) {
   LateScreenSaver saver(session_);
   ASSERT_TRUE(saver.isThere());
   const auto manager = sessionManager();
@@ -269,7 +269,7 @@ TEST_F(PowerTest, AServiceThatAnswersLateButInTimeIsTaken) {
   EXPECT_EQ(power_.status().service, PowerService::screenSaver);
 }
 
-TEST_F(PowerTest, AServiceThatAnswersWithAnErrorIsPassedOverAndQuoted) {
+TEST_F(PowerTest, RefusingServiceIsPassedOverAndQuoted) {
   const auto saver = screenSaver("raise dbus.exceptions.DBusException('not now', name='org.example.Busy')");
   START(saver);
   const auto manager = sessionManager();
@@ -292,7 +292,7 @@ TEST_F(PowerTest, AnAnswerOfAnotherTypeIsPassedOver) {
             (PowerStatus::Attempt{PowerService::screenSaver, PowerProblem::wrongReply, "the answer ends too early"}));
 }
 
-TEST_F(PowerTest, AReasonThatIsNotUTF8IsAFailureAndNoDisconnection) {
+TEST_F(PowerTest, IllFormedReasonFailsWithoutDisconnection) {
   const auto saver = screenSaver();
   START(saver);
   EXPECT_NE(create("\xff\xfe"), 0);
@@ -300,7 +300,7 @@ TEST_F(PowerTest, AReasonThatIsNotUTF8IsAFailureAndNoDisconnection) {
   EXPECT_EQ(create(""), 0);
 }
 
-TEST_F(PowerTest, AfterTheServiceWasRestartedTheAssertionIsFoundAgain) {
+TEST_F(PowerTest, AssertionIsRenewedAfterARestart) {
   std::filesystem::remove(system_.folder() + "/login.log");
   auto login = this->login(system_.folder() + "/login.log");
   if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
@@ -314,7 +314,7 @@ TEST_F(PowerTest, AfterTheServiceWasRestartedTheAssertionIsFoundAgain) {
   EXPECT_TRUE(waitUntil([this] { return inhibitors().find("Playing a film") == std::string::npos; })) << inhibitors();
 }
 
-TEST_F(PowerTest, WhenTheHolderGoesTheNextOneTakesOver) {
+TEST_F(PowerTest, NextServiceTakesOverFromALostHolder) {
   const auto saver = screenSaver();
   START(saver);
   const auto manager = sessionManager();
@@ -351,7 +351,7 @@ TEST_F(PowerTest, AReleaseThatIsRefusedKeepsTheAssertion) {
   EXPECT_NE(power_.releaseAssertion(identifier_), 0);
 }
 
-TEST_F(PowerTest, AReleaseThatIsNotAnsweredEndsTheConnectionThatAsked) {
+TEST_F(PowerTest, UnansweredReleaseClosesItsConnection) {
   LateScreenSaver saver(session_);
   ASSERT_TRUE(saver.isThere());
   std::string asker;
@@ -379,7 +379,7 @@ TEST_F(PowerTest, KnowsNoOtherTypeAndNoOtherLevel) {
   EXPECT_NE(power_.releaseAssertion(1), 0);
 }
 
-TEST_F(PowerTest, AHundredAssertionsLeaveNoDescriptor) {
+TEST_F(PowerTest, HundredAssertionsLeaveNoDescriptor) {
   const auto saver = screenSaver();
   START(saver);
   const std::ptrdiff_t before = descriptors();

@@ -10,10 +10,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes dates of the Gregorian calendar by the parts of a pattern: what ICU's date format writes, without the detour
-/// through its general machinery.
+/// Writes dates of the Gregorian calendar by the parts of a pattern. The result equals that of ICU's date format,
+/// without its general machinery.
 ///
-/// Thread contract: thread-compatible. Writing with one that nobody changes is thread-safe.
+/// Thread contract: thread-compatible. Writing is thread-safe while no thread changes the object.
 struct DateWriter {
   enum class Field : std::uint8_t {
     literal,
@@ -31,22 +31,22 @@ struct DateWriter {
   };
   struct Part {
     Field field;
-    /// How many digits a number has at least.
+    /// The minimum number of digits.
     int digits = 1;
-    /// The names, from January, Sunday or the morning on; of a literal its text.
+    /// The names, beginning with January, Sunday or the morning. For a literal, its text.
     std::vector<std::string> names;
   };
 
   std::array<std::string, 10> digits;
   std::vector<Part> parts;
 
-  /// Whether a date, in milliseconds since 1970 in Greenwich, is one that can be written in every zone: from after the
-  /// change from the Julian calendar to the year 9999.
+  /// Whether every zone can write this date, in milliseconds since 1970 in Greenwich. Such a date is after the change
+  /// from the Julian calendar and before the year 10000.
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
-  /// Appends a date, in milliseconds since 1970 by the clocks of its zone.
+  /// Appends a date, in milliseconds since 1970 by the local clock.
   void append(std::string& text, std::int64_t localMilliseconds) const {
     const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(localMilliseconds)};
     const auto days = std::chrono::floor<std::chrono::days>(time);

@@ -13,14 +13,14 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What stands before and behind a number.
+/// The texts before and after a number.
 struct Affixes {
   std::string prefix;
   std::string suffix;
 };
 
-/// Writes doubles with the digits, separators and grouping of a locale: what ICU's decimal format writes, without the
-/// detour through its general machinery. What it does not write exactly it leaves to that.
+/// Writes doubles with the digits, separators and grouping of a locale. The result equals that of ICU's decimal format,
+/// without its general machinery. A number that this class cannot write exactly is left to ICU.
 ///
 /// Thread contract: thread-compatible.
 struct DecimalWriter {
@@ -30,21 +30,22 @@ struct DecimalWriter {
   std::string decimalSeparator;
   std::string groupingSeparator;
   Rounding rounding = Rounding::halfEven;
-  /// The digits of the last group, of those before it, and of what must stand before the first separator. 0: ungrouped.
+  /// The sizes of the last group and of those before it, and the minimum number of digits before the first separator. 0
+  /// means no grouping.
   int primaryGroup = 0;
   int secondaryGroup = 0;
   int minimumGrouping = 1;
 
-  /// The decimals of a magnitude, rounded.
+  /// The rounded decimals of a magnitude.
   struct Decimals {
     std::array<std::uint8_t, 20> digits{};
     int count = 0;
-    int integers = 0;  // How many of them stand before the point; negative: zeros behind it.
+    int integers = 0;  // The number of digits before the point. A negative number means zeros after the point.
 
     [[nodiscard]] std::uint8_t at(int index) const noexcept {
       return index >= 0 && index < count ? digits[static_cast<std::size_t>(index)] : 0;
     }
-    /// How many of them stand behind the point, without zeros at the end.
+    /// The number of digits after the point, without trailing zeros.
     [[nodiscard]] int fractions() const noexcept {
       int fractions = count - integers;
       while (fractions > 0 && at(integers + fractions - 1) == 0) --fractions;
@@ -52,11 +53,11 @@ struct DecimalWriter {
     }
   };
 
-  /// The value without its sign, with no more fraction digits than this. Absent when it is left to ICU: no number,
-  /// infinite, of more than twenty integer digits, or cut by a rounding mode that is not a nearest one.
+  /// The absolute value, rounded to at most this number of fraction digits. Absent if the number is left to ICU: NaN,
+  /// infinite, of more than 20 integer digits, or cut by a rounding mode that does not round to the nearest.
   [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction) const noexcept {
     if (!std::isfinite(value)) return std::nullopt;
-    // The shortest decimal that reads as the value: that, and not the value's own expansion, is rounded.
+    // Rounding starts from the shortest decimal that reads as the value, not from the exact binary value.
     std::array<char, 32> shortest;
     const char* end = std::to_chars(shortest.data(), shortest.data() + shortest.size(), std::abs(value),
                                     std::chars_format::scientific)
@@ -76,7 +77,7 @@ struct DecimalWriter {
     return decimals;
   }
 
-  /// Appends the value with its affixes. False, and nothing appended, when it is left to ICU.
+  /// Appends the value with its affixes. Returns false and appends nothing if the number is left to ICU.
   bool append(std::string& text, double value, int minimumFraction, int maximumFraction, const Affixes& positive,
               const Affixes& negative) const {
     const std::optional<Decimals> decimals = rounded(value, maximumFraction);
@@ -97,14 +98,14 @@ struct DecimalWriter {
   }
 
  private:
-  /// Keeps this many of the decimals. A carry out of the first one makes the number one digit longer.
+  /// Keeps this number of decimals. A carry out of the first digit makes the number one digit longer.
   bool round(Decimals& decimals, int kept) const noexcept {
     if (kept >= decimals.count) return true;
     if (rounding == Rounding::other) return false;
     bool isUp = false;
     if (kept >= 0) {
       const std::uint8_t first = decimals.at(kept);
-      // The shortest form has no trailing zeros, so what follows the first is not zero.
+      // The shortest form has no trailing zeros, so the digits after the first one are not all zero.
       const bool isTie = first == 5 && kept + 1 == decimals.count;
       const bool isOdd = kept > 0 && decimals.at(kept - 1) % 2 == 1;
       isUp = isTie ? rounding == Rounding::halfUp || (rounding == Rounding::halfEven && isOdd) : first >= 5;

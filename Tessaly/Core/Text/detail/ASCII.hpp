@@ -29,16 +29,15 @@ inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept
   return offset;
 }
 
-/// The high bit of each byte of a word that is not ASCII or is a carriage return. (Above such a byte there may be
-/// more.)
+/// The high bit of each byte that is not ASCII or is a carriage return. Bytes above such a byte may have the bit, too.
 inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
   const std::uint64_t differing = word ^ (ones * '\r');
   return (word | (differing - ones)) & highBits;
 }
 
-/// The offset of a byte at or after `offset`, up to which all are ASCII and none is a carriage return; as far as whole
-/// words of eight go.
+/// Skips bytes that are ASCII and not a carriage return, from `offset` on, in whole words of eight. Returns the offset
+/// of the first byte that was not skipped.
 inline std::size_t skipASCIIWithoutReturns(std::string_view text, std::size_t offset) noexcept {
   while (offset + 32 <= text.size() &&
          (unusualBytes(wordAt(text, offset)) | unusualBytes(wordAt(text, offset + 8)) |

@@ -7,8 +7,9 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// What the rules of characters tell apart: Unicode's Grapheme_Cluster_Break, with the extending marks split by their
-/// combining class, and pictographs, and the consonants and viramas of the scripts that join conjuncts.
+/// The classes that the character rules distinguish. They are those of Unicode's Grapheme_Cluster_Break, with three
+/// additions: extending marks are split by combining class, pictographs are separate, and so are the consonants and
+/// viramas of scripts with conjuncts.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,
@@ -87,13 +88,13 @@ inline Joint joint(CharacterClass before, CharacterClass after) noexcept {
   return joints[static_cast<std::size_t>(before) * 32 + static_cast<std::size_t>(after)];
 }
 
-/// Draws the boundaries between the scalars of a text, going forward from one of them: Unicode Standard Annex 29, with
-/// the conjuncts as the root rules of ICU 72 have them.
+/// Finds the boundaries between the scalars of a text, in forward order. The rules are those of Unicode Standard Annex
+/// 29, with the conjuncts of ICU 72's root rules.
 class CharacterBreaker {
  public:
   explicit CharacterBreaker(CharacterClass first) noexcept { restart(first); }
 
-  /// Goes on to the next scalar. Whether there is a boundary before it.
+  /// Advances to the next scalar. Returns whether there is a boundary before it.
   bool breaksBefore(CharacterClass next) noexcept {
     bool breaks = true;
     switch (joint(last_, next)) {
@@ -150,9 +151,9 @@ class CharacterBreaker {
 
   CharacterClass last_;
   bool isHalfFlag_;
-  /// Whether the cluster so far ends in a pictograph and any marks after it.
+  /// Whether the cluster so far ends in a pictograph and optional marks.
   bool endsInPictograph_;
-  /// The same with a joiner behind.
+  /// The same, followed by a joiner.
   bool hasJoinedPictograph_;
   Conjunct conjunct_;
 };

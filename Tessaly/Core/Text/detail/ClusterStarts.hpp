@@ -8,13 +8,13 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The scalar that ends at an offset, which is greater than 0 and no boundary inside a scalar.
+/// The scalar that ends at an offset. The offset is greater than 0 and not inside a scalar.
 [[nodiscard]] DecodedScalar scalarBefore(std::string_view text, std::size_t offset) noexcept;
 
-/// The greatest offset less than the given one that is a boundary of clusters whatever stands before it.
+/// The largest smaller offset that is a cluster boundary for every preceding text.
 [[nodiscard]] std::size_t certainStart(std::string_view text, std::size_t offset) noexcept;
 
-/// Whether a cluster begins at an offset where a scalar begins.
+/// Whether a cluster begins at the offset of a scalar.
 [[nodiscard]] bool isClusterStart(std::string_view text, std::size_t offset) noexcept;
 
 }  // namespace Tessaly::inline v1::Text::detail

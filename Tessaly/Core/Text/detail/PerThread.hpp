@@ -5,8 +5,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// One value of a type for each thread, made at its first use there and destroyed after the thread's own C++ objects.
-/// Should one of those still need it later, another is made and destroyed in its turn, so it can be used at any time.
+/// One value of a type for each thread. The first use on a thread makes it. It is destroyed after the C++ objects of
+/// the thread. If one of those objects still needs it, another value is made and destroyed later. So it can be used at
+/// any time.
 ///
 /// Thread contract: thread-safe.
 template <typename Value>

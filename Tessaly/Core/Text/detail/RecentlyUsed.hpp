@@ -9,13 +9,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A few values that are expensive to make, by what they were made of, the last used one first.
+/// A cache of a few values that are expensive to make, by their keys. The value that was used last comes first.
 ///
 /// Thread contract: thread-compatible.
 template <typename Key, typename Value, std::size_t capacity>
 class RecentlyUsed {
  public:
-  /// The value of a key, made by `make(key)` (a `std::unique_ptr`) if it is not there. It is valid until the next call
+  /// The value of a key. If it is missing, `make(key)` makes it as a `std::unique_ptr`. It is valid until the next call
   /// with another key.
   template <typename Sought, typename Make>
   Value& get(const Sought& sought, Make&& make) {

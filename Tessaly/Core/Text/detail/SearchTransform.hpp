@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The whole text passed through ICU's transform for searches.
+/// The text after ICU's transform for searches, without the fast way.
 [[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
 
 }  // namespace Tessaly::inline v1::Text::detail

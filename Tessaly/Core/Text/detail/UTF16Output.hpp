@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// `Text::fromUTF16` of ICU's string class, which no header of ours may name.
+/// `Text::fromUTF16` for ICU's string class. It is a template because no header of the library may name that class.
 ///
 /// Thread contract: thread-safe.
 template <typename UnicodeString>
