@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Whether the lines of the documentation are wrapped: check_wrapping.py root
 
-A line has at most 120 characters. Rows of tables, code, pictures and a single long word are exempt.
+A line has at most 120 characters. Rows of tables, code, pictures and a single long word are exempt. The script
+scripts/wrap_pages.py mends a page.
 """
 
 import re
