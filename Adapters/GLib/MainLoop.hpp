@@ -50,6 +50,7 @@ class MainLoopAdapter {
   }
 
  private:
+  const MainQueue::Service service_;
   GSource* const source_;
 };
 

@@ -57,6 +57,7 @@ class MainLoopAdapter {
     return MainQueue::fileDescriptor();
   }
 
+  const MainQueue::Service service_;
   /// A duplicate, because Qt's loop accepts one notifier for a descriptor.
   const Descriptor descriptor_;
   QSocketNotifier notifier_;

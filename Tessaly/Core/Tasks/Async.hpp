@@ -3,6 +3,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -26,10 +27,8 @@ template <typename T>
 class Outcome {
  public:
   Outcome() noexcept : state_(State::pending) {}
-  Outcome(Outcome&& other) noexcept(std::is_nothrow_move_constructible_v<T>) : state_(State::pending) {
-    if (other.state_ == State::value) setValue(std::move(other.value_));
-    if (other.state_ == State::error) setError(std::move(other.error_));
-  }
+  Outcome(const Outcome&) = delete;
+  Outcome& operator=(const Outcome&) = delete;
   ~Outcome() { reset(); }
 
   template <typename... Arguments>
@@ -40,6 +39,16 @@ class Outcome {
   void setError(std::exception_ptr error) noexcept {
     std::construct_at(std::addressof(error_), std::move(error));
     state_ = State::error;
+  }
+  /// Moves the other's value or error into this one, which is pending. The exception of a move that throws becomes the
+  /// error.
+  void takeOver(Outcome& other) noexcept {
+    try {
+      if (other.state_ == State::value) setValue(std::move(other.value_));
+      if (other.state_ == State::error) setError(std::move(other.error_));
+    } catch (...) {
+      setError(std::current_exception());
+    }
   }
   [[nodiscard]] bool isPending() const noexcept { return state_ == State::pending; }
   /// The value, or a throw of the error.
@@ -76,6 +85,10 @@ class Outcome<void> {
     error_ = std::move(error);
     isPending_ = false;
   }
+  void takeOver(Outcome& other) noexcept {
+    error_ = std::move(other.error_);
+    isPending_ = other.isPending_;
+  }
   [[nodiscard]] bool isPending() const noexcept { return isPending_; }
   void get() const {
     if (error_) std::rethrow_exception(error_);
@@ -89,6 +102,24 @@ class Outcome<void> {
   std::exception_ptr error_;
   bool isPending_ = true;
 };
+
+/// How many destructions of frames may be nested: a frame may hold an `Async`, whose frame may hold another. Deeper
+/// frames are destroyed when the outermost destruction ends.
+inline constexpr std::uint32_t deepestFrame = 64;
+TESSALY_EXPORT void deferFrame(std::coroutine_handle<> frame) noexcept;
+TESSALY_EXPORT void destroyDeferredFrames() noexcept;
+
+[[gnu::always_inline]] inline void destroyFrame(std::coroutine_handle<> frame) noexcept {
+  ThreadState& state = threadState;
+  if (state.frameDepth == deepestFrame) [[unlikely]] {
+    deferFrame(frame);
+    return;
+  }
+  ++state.frameDepth;
+  frame.destroy();
+  if (--state.frameDepth == 0 && state.deferredFrames != nullptr) [[unlikely]]
+    destroyDeferredFrames();
+}
 
 class AsyncPromiseBase {
  public:
@@ -196,7 +227,7 @@ class [[nodiscard("an Async does nothing until it is awaited")]] Async : detail:
     return *this;
   }
   ~Async() {
-    if (this->handle_ != nullptr) this->handle_.destroy();
+    if (this->handle_ != nullptr) detail::destroyFrame(this->handle_);
   }
 
   detail::AsyncAwaiter<T>& operator co_await() && noexcept { return *this; }

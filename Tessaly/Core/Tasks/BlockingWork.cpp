@@ -9,7 +9,7 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-constexpr unsigned mostThreads = 64;
+constexpr unsigned maximumThreads = 64;
 constexpr std::int64_t idleNanoseconds = 10'000'000'000;
 
 class BlockingThreads final : public Executor {
@@ -21,22 +21,45 @@ class BlockingThreads final : public Executor {
       UnfairLock::Guard guard(lock_);
       jobs_.append(job);
       ++waiting_;
-      if (waiting_ > idle_ && threads_ < mostThreads) {
-        ++threads_;
-        ++idle_;  // The new thread counts as idle until it takes a job.
-        starts = true;
-      }
+      starts = claimThread();
       wakeUps_.fetch_add(1, std::memory_order_release);
     }
     if (starts) {
-      startLibraryThread("tessaly-block", [this] { work(); });
+      startThread();
     } else {
       futexWake(wakeUps_, 1);
     }
   }
 
+  /// A thread that waits for a task does not count, because the task may need a further thread.
+  void beginWait() {
+    bool starts = false;
+    {
+      UnfairLock::Guard guard(lock_);
+      ++threadsInWait_;
+      starts = claimThread();
+    }
+    if (starts) startThread();
+  }
+  void endWait() {
+    UnfairLock::Guard guard(lock_);
+    --threadsInWait_;
+  }
+
  private:
+  bool claimThread() TESSALY_REQUIRES(lock_) {
+    if (waiting_ <= idle_ || threads_ >= maximumThreads + threadsInWait_) return false;
+    ++threads_;
+    ++idle_;  // The new thread counts as idle until it takes a job.
+    return true;
+  }
+
+  void startThread() {
+    startLibraryThread("tessaly-block", [this] { work(); });
+  }
+
   void work() {
+    threadState.isBlockingThread = true;
     for (;;) {
       Job* job = nullptr;
       std::uint32_t seen = 0;
@@ -70,14 +93,25 @@ class BlockingThreads final : public Executor {
   unsigned waiting_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned idle_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned threads_ TESSALY_GUARDED_BY(lock_) = 0;
+  unsigned threadsInWait_ TESSALY_GUARDED_BY(lock_) = 0;
   std::atomic<std::uint32_t> wakeUps_{0};
 };
 
-}  // namespace
-
-Executor& blockingExecutor() noexcept {
+BlockingThreads& blockingThreads() {
   static auto* const threads = new BlockingThreads;
   return *threads;
+}
+
+}  // namespace
+
+Executor& blockingExecutor() noexcept { return blockingThreads(); }
+
+BlockingThreadWait::BlockingThreadWait() noexcept {
+  if (threadState.isBlockingThread) blockingThreads().beginWait();
+}
+
+BlockingThreadWait::~BlockingThreadWait() {
+  if (threadState.isBlockingThread) blockingThreads().endWait();
 }
 
 }  // namespace Tessaly::inline v1::detail

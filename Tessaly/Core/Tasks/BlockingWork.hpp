@@ -15,8 +15,19 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The executor of the threads that may block: at most 64, started as needed, ended after 10 s without work.
+/// The executor of the threads that may block: at most 64 and as many as wait for tasks, started as needed, ended after
+/// 10 s without work.
 [[nodiscard]] TESSALY_EXPORT Executor& blockingExecutor() noexcept;
+
+/// For the extent of a scope the calling thread waits for a task. If it is one of the threads that may block, another
+/// one may start in its place.
+class BlockingThreadWait {
+ public:
+  TESSALY_EXPORT BlockingThreadWait() noexcept;
+  TESSALY_EXPORT ~BlockingThreadWait();
+  BlockingThreadWait(const BlockingThreadWait&) = delete;
+  BlockingThreadWait& operator=(const BlockingThreadWait&) = delete;
+};
 
 /// Runs a function on a thread that may block, while the task is suspended.
 template <typename Work, typename Result>

@@ -13,6 +13,9 @@ namespace Tessaly::inline v1 {
 ///
 /// A job is in at most one queue at a time. It must stay alive until its function is called, which may destroy it.
 ///
+/// Each run has a state of its own: the job does not see the current task, the task-locals or the isolation of the code
+/// that calls `run()`, and that code finds its own state again when `run()` returns.
+///
 /// Thread contract: thread-compatible while queued; the queue that holds it synchronises.
 ///
 ///     struct Redraw : Job {
@@ -28,10 +31,14 @@ class Job {
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
-  /// Does the work. Called once for each time that the job was enqueued.
-  void run() noexcept { function_(*this); }
+  /// Does the work. Called once for each time that the job was enqueued. On the thread that serves timers it hands the
+  /// job to the global executor instead.
+  TESSALY_EXPORT void run() noexcept;
 
-  [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_relaxed); }
+  /// The same without a state of its own, for executors of the library that have made the scope.
+  void runInScope() noexcept { function_(*this); }
+
+  [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }
 
   /// Raises the priority; a lower one changes nothing. True if it was raised. Does not move a queued job: see
   /// `Executor::escalate`.
@@ -45,7 +52,7 @@ class Job {
 
  protected:
   ~Job() = default;
-  /// Only before the job is first enqueued.
+  /// Only while no queue holds the job.
   void setPriority(TaskPriority priority) noexcept { priority_.store(priority, std::memory_order_relaxed); }
 
  private:
@@ -90,6 +97,12 @@ class JobList {
 
 /// Where jobs run. A host may supply its own: one operation is enough.
 ///
+/// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
+/// `enqueue`, as the example does. Such an executor isolates nothing: its jobs run side by side, on whatever thread
+/// ends a wait, and each one uses the stack of the code that enqueued it. A task that waits often needs one that
+/// queues. The global executor must queue: it receives the jobs that would run on the thread that serves timers, and
+/// running one there stops the process.
+///
 /// Thread contract: thread-safe.
 ///
 ///     class Inline : public Executor {
@@ -100,12 +113,11 @@ class TESSALY_EXPORT Executor {
  public:
   virtual ~Executor() = default;
 
-  /// Runs the job some time later, never before this call has returned to a caller that is itself a job of the same
-  /// serial executor. Must not throw and must not block.
+  /// Runs the job once, some time later or at once. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// Told after a job's priority was raised; the job may be waiting here, be running, or be elsewhere. The job itself
-  /// is kept alive by the caller.
+  /// Called after a job's priority was raised. The job may wait here, run, or be elsewhere. The caller keeps the job
+  /// and the executor alive.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
 
   /// Counted by executors that can end; others live as long as the process.
@@ -121,7 +133,7 @@ class TESSALY_EXPORT Executor {
 inline bool Job::raisePriority(TaskPriority priority) noexcept {
   TaskPriority current = priority_.load(std::memory_order_relaxed);
   while (current < priority) {
-    if (priority_.compare_exchange_weak(current, priority, std::memory_order_relaxed)) return true;
+    if (priority_.compare_exchange_weak(current, priority, std::memory_order_seq_cst)) return true;
   }
   return false;
 }

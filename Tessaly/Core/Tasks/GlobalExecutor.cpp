@@ -13,6 +13,7 @@
 #include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
+#include "Tessaly/Core/Tasks/detail/PriorityLevel.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 namespace Tessaly::inline v1 {
@@ -25,12 +26,6 @@ unsigned usableCores() {
   cpu_set_t cores;
   if (::sched_getaffinity(0, sizeof(cores), &cores) != 0) return 1;
   return static_cast<unsigned>(CPU_COUNT(&cores));
-}
-
-int levelOf(TaskPriority priority) {
-  if (priority >= TaskPriority::high) return 3;
-  if (priority >= TaskPriority::medium) return 2;
-  return priority >= TaskPriority::low ? 1 : 0;
 }
 
 class Pool final : public Executor {
@@ -62,9 +57,9 @@ class Pool final : public Executor {
 
  private:
   void push(Job& job) TESSALY_REQUIRES(lock_) {
-    const int level = levelOf(job.priority());
+    const unsigned level = detail::levelOf(job.priority());
     job.level = static_cast<signed char>(level);
-    lists_[static_cast<std::size_t>(level)].append(job);
+    lists_[level].append(job);
     filled_ |= 1u << level;
     count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   }
@@ -106,8 +101,9 @@ class Pool final : public Executor {
   [[noreturn]] void work() {
     detail::ThreadState& state = detail::threadState;
     state.isPoolWorker = true;
+    state.mayHandOver = true;
     for (Job* job = take();;) {
-      job->run();
+      job->runInScope();
       if (state.executor != nullptr) SerialExecutor::leaveCurrent();
       job = state.traded != nullptr ? trade(*std::exchange(state.traded, nullptr)) : take();
     }
@@ -116,7 +112,7 @@ class Pool final : public Executor {
   /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
   Job* trade(Job& job) {
     UnfairLock::Guard guard(lock_);
-    if (filled_ >> levelOf(job.priority()) == 0) return &job;
+    if (filled_ >> detail::levelOf(job.priority()) == 0) return &job;
     push(job);
     return pop();
   }
@@ -148,7 +144,7 @@ class Pool final : public Executor {
   static constexpr int pausesBeforeSleeping = 300;
 
   UnfairLock lock_;
-  std::array<JobList, 4> lists_ TESSALY_GUARDED_BY(lock_);
+  std::array<JobList, detail::priorityLevelCount> lists_ TESSALY_GUARDED_BY(lock_);
   unsigned filled_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;

@@ -28,7 +28,7 @@ class GlobalExecutor {
   }
 
   /// Replaces the pool. Only before first use; later it stops the process. The executor must outlive the process's last
-  /// task.
+  /// task, and must not run jobs inside `enqueue` once the process uses timers or descriptors (see `Executor`).
   TESSALY_EXPORT static void install(Executor& executor) noexcept;
 
  private:

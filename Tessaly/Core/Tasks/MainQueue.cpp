@@ -7,7 +7,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <bit>
+#include <chrono>
 #include <cstdint>
+#include <string>
+#include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
@@ -16,13 +20,14 @@
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/detail/JobScope.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The main thread's identifier; 0 while nobody asked, which fixes it.
+/// The main thread's identifier; 0 before the first question, which fixes it.
 constinit std::atomic<std::uint32_t> mainThread{0};
 
 std::uint32_t mainThreadIdentifier() noexcept {
@@ -36,6 +41,8 @@ std::uint32_t mainThreadIdentifier() noexcept {
   }
   return known;
 }
+
+constexpr std::chrono::seconds secondsBetweenLooks{2};
 
 class Queue final : public Executor {
  public:
@@ -64,42 +71,67 @@ class Queue final : public Executor {
     if (watches) watchForForgottenLoop();
   }
 
-  std::size_t drain() {
-    detail::ThreadState& state = detail::threadState;
-    Executor* const outerExecutor = state.executor;
-    state.executor = this;
+  /// One call of `run`.
+  struct Run {
+    Run* outer = nullptr;
+    bool isStopped = false;
+  };
+
+  /// Stops early when the run that it serves is stopped.
+  std::size_t drain(const Run* run) {
     std::size_t count = 0;
     lock_.lock();
-    drains_.fetch_add(1, std::memory_order_relaxed);
+    ++services_;
     if (jobs_.isEmpty()) quieten();  // A signal may arrive after the drain that served its job.
     const std::uint64_t last = enqueued_;
-    while (dequeued_ < last) {
+    while (dequeued_ < last && (run == nullptr || !run->isStopped)) {
       Job* job = jobs_.popFirst();
       ++dequeued_;
       // While other jobs wait, the descriptor stays readable: the job may run a loop that polls it.
       if (jobs_.isEmpty()) quieten();
       lock_.unlock();
-      job->run();
+      {
+        const detail::JobScope scope(this);
+        job->runInScope();
+      }
       ++count;
       lock_.lock();
     }
+    --services_;
     lock_.unlock();
-    state.executor = outerExecutor;
     return count;
   }
 
   void run() {
-    while (!isStopping_.exchange(false, std::memory_order_acquire)) {
+    Run run;
+    {
+      UnfairLock::Guard guard(lock_);
+      run.isStopped = std::exchange(stopsNextRun_, false);
+      run.outer = std::exchange(innermost_, &run);
+      ++services_;
+    }
+    while (!isStopped(run)) {
       // The drain may have swallowed the signal of `stop()`.
-      if (drain() > 0 || isStopping_.load(std::memory_order_acquire)) continue;
+      if (drain(&run) > 0 || isStopped(run)) continue;
       pollfd waited{descriptor_, POLLIN, 0};
       ::poll(&waited, 1, -1);
     }
+    UnfairLock::Guard guard(lock_);
+    innermost_ = run.outer;
+    --services_;
   }
 
   void stop() {
-    isStopping_.store(true, std::memory_order_release);
+    {
+      UnfairLock::Guard guard(lock_);
+      (innermost_ != nullptr ? innermost_->isStopped : stopsNextRun_) = true;
+    }
     signal();
+  }
+
+  void changeServices(int change) {
+    UnfairLock::Guard guard(lock_);
+    services_ += change;
   }
 
  private:
@@ -108,37 +140,49 @@ class Queue final : public Executor {
     [[maybe_unused]] const ssize_t size = ::write(descriptor_, &one, sizeof(one));
   }
 
-  /// Makes the descriptor unreadable. Nobody's signal is lost: who enqueues next signals anew.
+  bool isStopped(const Run& run) {
+    UnfairLock::Guard guard(lock_);
+    return run.isStopped;
+  }
+
+  /// Makes the descriptor unreadable. No signal is lost: the next call of `enqueue` signals anew.
   void quieten() TESSALY_REQUIRES(lock_) {
     isSignalled_ = false;
     std::uint64_t value = 0;
     [[maybe_unused]] const ssize_t size = ::read(descriptor_, &value, sizeof(value));
   }
 
-  /// Looks every 2 s whether work waits that no drain has come for, as long as there is work.
+  /// Looks every 2 s, as long as work waits, whether any of it was taken meanwhile.
   void watchForForgottenLoop() {
-    seenDrains_ = drains_.load(std::memory_order_relaxed);
-    watch_.arm(ContinuousClock::shared(), ContinuousClock::shared().now() + std::chrono::seconds(2));
+    watch_.arm(ContinuousClock::shared(), ContinuousClock::shared().now() + secondsBetweenLooks);
   }
 
   void look() {
-    bool isForgotten = false;
+    std::chrono::seconds reported{0};
     {
       UnfairLock::Guard guard(lock_);
       if (jobs_.isEmpty()) {
         isWatched_ = false;
         return;
       }
-      isForgotten = drains_.load(std::memory_order_relaxed) == seenDrains_;
-      // Once reported, the flag stays set, so that nobody looks again.
+      const bool isTaken = std::exchange(seenDequeued_, dequeued_) != dequeued_;
+      stalled_ = isTaken ? std::chrono::seconds(0) : stalled_ + secondsBetweenLooks;
+      // Each report of a busy thread comes after twice the time of the last one.
+      if (std::has_single_bit(static_cast<unsigned>(stalled_.count()))) reported = stalled_;
+      // Once a forgotten loop is reported, the flag stays set, so that the report comes once.
+      if (stalled_.count() > 0 && services_ == 0) reported = std::chrono::seconds(-1);
     }
-    if (isForgotten) {
+    if (reported.count() < 0) {
       detail::logPlatformError("MainQueue",
                                "Work for the main thread has been waiting for 2 s: nobody drains the main queue. Call "
                                "MainQueue::run(), or watch MainQueue::fileDescriptor() and call MainQueue::drain().");
-    } else {
-      watchForForgottenLoop();
+      return;
     }
+    if (reported.count() > 0) {
+      detail::logPlatformNotice("MainQueue", "The main thread has been busy for at least " +
+                                                 std::to_string(reported.count()) + " s while work for it waits.");
+    }
+    watchForForgottenLoop();
   }
 
   struct Watch final : ClockTimer {
@@ -156,9 +200,13 @@ class Queue final : public Executor {
   std::uint64_t dequeued_ TESSALY_GUARDED_BY(lock_) = 0;
   bool isSignalled_ TESSALY_GUARDED_BY(lock_) = false;
   bool isWatched_ TESSALY_GUARDED_BY(lock_) = false;
-  std::atomic<std::uint64_t> drains_{0};
-  std::uint64_t seenDrains_ = 0;
-  std::atomic<bool> isStopping_{false};
+  /// How many loops, adapters and drains serve the queue now.
+  int services_ TESSALY_GUARDED_BY(lock_) = 0;
+  Run* innermost_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  bool stopsNextRun_ TESSALY_GUARDED_BY(lock_) = false;
+  std::uint64_t seenDequeued_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// For how long no job was taken while some waited.
+  std::chrono::seconds stalled_ TESSALY_GUARDED_BY(lock_){0};
   Watch watch_;
 };
 
@@ -178,7 +226,7 @@ int MainQueue::fileDescriptor() noexcept { return Queue::shared().descriptor(); 
 
 std::size_t MainQueue::drain() noexcept {
   assertMainIsolated("Tessaly/MainQueue", __LINE__);
-  return Queue::shared().drain();
+  return Queue::shared().drain(nullptr);
 }
 
 void MainQueue::run() noexcept {
@@ -187,6 +235,10 @@ void MainQueue::run() noexcept {
 }
 
 void MainQueue::stop() noexcept { Queue::shared().stop(); }
+
+MainQueue::Service::Service() noexcept { Queue::shared().changeServices(1); }
+
+MainQueue::Service::~Service() { Queue::shared().changeServices(-1); }
 
 Executor& MainQueue::executor() noexcept { return Queue::shared(); }
 

@@ -11,8 +11,11 @@ namespace Tessaly::inline v1 {
 
 /// The queue of work for the main thread, and the means by which any event loop serves it.
 ///
-/// The main thread is the one whose identifier is the process's, unless another thread called `adopt()` first. Work
-/// that lies undrained for 2 s is reported once in the log: that host forgot its loop.
+/// The main thread is the one whose identifier is the process's, unless another thread called `adopt()` first.
+///
+/// Work that waits for 2 s is reported in the log. If no loop serves the queue, one record of type error says so. If
+/// one does, the main thread is busy, and a record of the default type says for how long, after 2 s, 4 s, 8 s and so
+/// on.
 ///
 /// A host with an event loop watches `fileDescriptor()` for reading and calls `drain()` when it is readable (the
 /// adapters for GLib and Qt do just that); a host without one calls `run()`.
@@ -46,8 +49,21 @@ class MainQueue {
   /// Serves the queue until `stop()`. Main-isolated; may be nested.
   TESSALY_EXPORT static void run() noexcept;
 
-  /// Ends the innermost `run()` once the job that is running has returned; if none runs, the next one ends at once.
+  /// Ends the innermost `run()` once the job that is running has returned. Jobs behind it stay in the queue. Without a
+  /// `run()` the next one ends at once.
   TESSALY_EXPORT static void stop() noexcept;
+
+  /// Says, as long as it lives, that a loop serves the queue. Adapters hold one; a host whose own loop watches the
+  /// descriptor may, too.
+  ///
+  /// Thread contract: thread-safe.
+  class Service {
+   public:
+    TESSALY_EXPORT Service() noexcept;
+    TESSALY_EXPORT ~Service();
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+  };
 
   /// The queue as an executor. Priorities are not told apart: first in, first out.
   [[nodiscard]] TESSALY_EXPORT static Executor& executor() noexcept;

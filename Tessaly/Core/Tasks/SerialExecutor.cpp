@@ -1,61 +1,103 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
 
-#include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
+
+// One word hands the executor over. It holds the jobs that came, and a phase:
+//
+//   idle           nobody holds the executor
+//   queued(level)  a turn waits on the global executor, at this level
+//   running        a thread holds the executor; the next turn's level is decided when the turn is queued
+//   raised         running, and a job that may wait here was raised since the holder last looked
+//
+// tests/models explores every interleaving of the protocol. Memory orders: the holder's plain data passes through
+// acquire and release on the word, and through the queue of the global executor. The word and the jobs' priorities are
+// sequentially consistent. Either a raise sees the job's word, or the job's enqueuer sees the raise.
 
 namespace Tessaly::inline v1 {
 namespace {
 
-constexpr std::uintptr_t idle = 0;
-constexpr std::uintptr_t heldAndEmpty = 1;
-/// After so many jobs in a row the executor goes to the back of the pool's queue.
+using Phase = std::uintptr_t;
+
+constexpr Phase idle = 0;
+constexpr Phase running = 1;
+constexpr Phase raised = 2;
+constexpr Phase queuedAtLowest = 3;
+constexpr Phase phaseBits = 7;
+static_assert(queuedAtLowest + detail::priorityLevelCount - 1 <= phaseBits && alignof(Job) > phaseBits);
+
+/// After so many jobs in a row the executor goes to the back of the global executor's queue.
 constexpr int jobsPerTurn = 256;
 
-constinit UnfairLock escalationLock;
-
-Job* jobOf(std::uintptr_t word) { return word == heldAndEmpty ? nullptr : reinterpret_cast<Job*>(word); }
+Phase phaseOf(std::uintptr_t word) { return word & phaseBits; }
+Job* jobOf(std::uintptr_t word) { return reinterpret_cast<Job*>(word & ~phaseBits); }
+std::uintptr_t wordOf(const Job& job, Phase phase) { return reinterpret_cast<std::uintptr_t>(&job) | phase; }
+bool isQueued(Phase phase) { return phase >= queuedAtLowest; }
+Phase queuedAt(unsigned level) { return queuedAtLowest + level; }
+unsigned levelOfTurn(Phase phase) { return static_cast<unsigned>(phase - queuedAtLowest); }
 
 }  // namespace
 
-SerialExecutor::Drain::Drain(SerialExecutor& executor) noexcept
-    : Job([](Job& job) noexcept { static_cast<Drain&>(job).owner.drain(); }), owner(executor) {}
+SerialExecutor::Turn::Turn(SerialExecutor& executor) noexcept
+    : Job([](Job& job) noexcept { static_cast<Turn&>(job).owner.runTurn(); }), owner(executor) {}
 
-SerialExecutor::SerialExecutor() noexcept : incoming_(idle), drain_(*this) {}
+SerialExecutor::SerialExecutor() noexcept : word_(idle), turn_(*this) {}
 
-SerialExecutor::~SerialExecutor() {
-  UnfairLock::Guard guard(escalationLock);  // An escalation that is under way may still look at this executor.
-}
+SerialExecutor::~SerialExecutor() = default;
 
 void SerialExecutor::release() noexcept {
   if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
 }
 
 void SerialExecutor::enqueue(Job& job) noexcept {
-  const TaskPriority priority = job.priority();
-  std::uintptr_t word = incoming_.load(std::memory_order_relaxed);
-  do {
-    // Before the job is handed over: it may run at once elsewhere, and be the last that kept this executor.
-    if (word != idle && drain_.raisePriority(priority)) GlobalExecutor::shared().escalate(drain_);
-    job.next = word == idle ? nullptr : jobOf(word);
-  } while (!incoming_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&job), std::memory_order_acq_rel,
-                                            std::memory_order_relaxed));
-  if (word != idle) return;
-  drain_.startAt(priority);
-  retain();
-  schedule();
+  std::uintptr_t word = word_.load(std::memory_order_seq_cst);
+  for (;;) {
+    const Phase phase = phaseOf(word);
+    // Read after the word: a raise that found the executor idle is seen here.
+    const unsigned level = detail::levelOf(job.priority());
+    const bool raises = isQueued(phase) && level > levelOfTurn(phase);
+    job.next = jobOf(word);
+    // Once the job is handed over it may run and release the last reference.
+    if (raises) retain();
+    const Phase next = phase == idle ? running : raises ? queuedAt(level) : phase;
+    if (word_.compare_exchange_weak(word, wordOf(job, next), std::memory_order_seq_cst)) {
+      if (phase == idle) {
+        retain();  // For the holder. The job cannot run before the turn is queued.
+        queueTurn();
+      } else if (raises) {
+        raiseTurn(level);
+        release();
+      }
+      return;
+    }
+    if (raises) release();
+  }
 }
 
 void SerialExecutor::escalate(Job& job) noexcept {
-  if (drain_.raisePriority(job.priority())) GlobalExecutor::shared().escalate(drain_);
+  const unsigned level = detail::levelOf(job.priority());
+  std::uintptr_t word = word_.load(std::memory_order_seq_cst);
+  for (;;) {
+    const Phase phase = phaseOf(word);
+    if (phase == idle || phase == raised || (isQueued(phase) && levelOfTurn(phase) >= level)) return;
+    const Phase next = phase == running ? raised : queuedAt(level);
+    if (word_.compare_exchange_weak(word, (word & ~phaseBits) | next, std::memory_order_seq_cst)) {
+      if (next != raised) raiseTurn(level);
+      return;
+    }
+  }
+}
+
+/// By whoever has just raised the level in the word.
+void SerialExecutor::raiseTurn(unsigned level) noexcept {
+  turn_.raisePriority(detail::priorityOf(level));
+  GlobalExecutor::shared().escalate(turn_);
 }
 
 bool SerialExecutor::enterIfIdle() noexcept {
   std::uintptr_t expected = idle;
-  if (!incoming_.compare_exchange_strong(expected, heldAndEmpty, std::memory_order_acquire,
-                                         std::memory_order_relaxed)) {
+  if (!word_.compare_exchange_strong(expected, running, std::memory_order_acquire, std::memory_order_relaxed)) {
     return false;
   }
   retain();
@@ -63,71 +105,97 @@ bool SerialExecutor::enterIfIdle() noexcept {
   return true;
 }
 
-// Whoever holds the executor holds a reference, too: the last handle may go while a thread still gives the executor up.
-// It passes to the drain.
-void SerialExecutor::schedule() noexcept { GlobalExecutor::shared().enqueue(drain_); }
-
 void SerialExecutor::leaveCurrent() noexcept {
   auto* self = static_cast<SerialExecutor*>(detail::threadState.executor);
   detail::threadState.executor = nullptr;
-  std::uintptr_t expected = heldAndEmpty;
-  if (self->ready_.isEmpty() &&
-      self->incoming_.compare_exchange_strong(expected, idle, std::memory_order_release, std::memory_order_relaxed)) {
+  if (self->giveUpIfEmpty()) {
     self->release();
-    return;
+  } else {
+    self->queueTurn();
   }
-  self->schedule();
 }
 
-Job* SerialExecutor::takeOrGiveUp() noexcept {
-  if (ready_.isEmpty()) {
-    std::uintptr_t expected = heldAndEmpty;
-    if (incoming_.compare_exchange_strong(expected, idle, std::memory_order_acq_rel, std::memory_order_relaxed)) {
-      return nullptr;
-    }
-    Job* newest = jobOf(incoming_.exchange(heldAndEmpty, std::memory_order_acquire));
-    Job* inOrder = nullptr;
-    while (newest != nullptr) {
-      Job* older = newest->next;
-      newest->next = inOrder;
-      inOrder = newest;
-      newest = older;
-    }
-    while (inOrder != nullptr) {
-      Job* next = inOrder->next;
-      ready_.append(*inOrder);
-      inOrder = next;
-    }
+/// By the holder: hands the executor, and the holder's reference, to a turn.
+void SerialExecutor::queueTurn() noexcept {
+  for (;;) {
+    takeIncoming();
+    const unsigned level = highestWaiting();
+    // Before the phase changes: a raise that sees the phase comes later and is not overwritten.
+    turn_.setPriority(detail::priorityOf(level));
+    std::uintptr_t expected = running;
+    if (word_.compare_exchange_strong(expected, queuedAt(level), std::memory_order_seq_cst)) break;
   }
-  return ready_.popFirst();
+  GlobalExecutor::shared().enqueue(turn_);
 }
 
-void SerialExecutor::drain() noexcept {
+/// By the holder. True if nothing waited: then the executor is idle, and the caller releases the holder's reference.
+bool SerialExecutor::giveUpIfEmpty() noexcept {
+  while (ready_.isEmpty()) {
+    std::uintptr_t expected = running;
+    if (word_.load(std::memory_order_relaxed) == running &&
+        word_.compare_exchange_strong(expected, idle, std::memory_order_acq_rel, std::memory_order_relaxed)) {
+      return true;
+    }
+    takeIncoming();
+  }
+  return false;
+}
+
+/// By the holder: takes the jobs that came, and forgets the raises after it has looked at them.
+void SerialExecutor::takeIncoming() noexcept {
+  const std::uintptr_t word = word_.exchange(running, std::memory_order_seq_cst);
+  const Phase phase = phaseOf(word);
+  appendInOrder(jobOf(word));
+  // A turn above every job as it was when it was taken was raised for one that waits since the turn before.
+  if (phase == raised || (isQueued(phase) && levelOfTurn(phase) > highestWaiting())) lookAtReadyAgain();
+}
+
+void SerialExecutor::appendInOrder(Job* newest) noexcept {
+  Job* inOrder = nullptr;
+  while (newest != nullptr) {
+    Job* older = newest->next;
+    newest->next = inOrder;
+    inOrder = newest;
+    newest = older;
+  }
+  while (inOrder != nullptr) {
+    Job* next = inOrder->next;
+    ready_.append(*inOrder);
+    lastOf_[detail::levelOf(inOrder->priority())] = ++taken_;
+    inOrder = next;
+  }
+}
+
+void SerialExecutor::lookAtReadyAgain() noexcept {
+  std::uint64_t number = started_;
+  for (const Job* job = ready_.first(); job != nullptr; job = job->next) {
+    lastOf_[detail::levelOf(job->priority())] = ++number;
+  }
+}
+
+unsigned SerialExecutor::highestWaiting() const noexcept {
+  unsigned level = detail::priorityLevelCount - 1;
+  while (level > 0 && lastOf_[level] <= started_) --level;
+  return level;
+}
+
+void SerialExecutor::runTurn() noexcept {
   detail::ThreadState& state = detail::threadState;
-  Executor* const previous = state.executor;
+  takeIncoming();
   for (int jobs = 0; jobs < jobsPerTurn; ++jobs) {
-    state.executor = this;
-    Job* job = takeOrGiveUp();
-    if (job == nullptr) {
-      state.executor = previous;
+    if (giveUpIfEmpty()) {
+      state.executor = nullptr;
       release();
       return;
     }
-    job->run();
-    if (state.executor != this) {
-      // The job's task hopped away and gave the executor up, which may be gone; what this thread holds now is that
-      // task's affair.
-      return;
-    }
+    state.executor = this;
+    ++started_;
+    ready_.popFirst()->runInScope();
+    // If its task hopped away, it gave the executor up, which may be gone.
+    if (state.executor != this) return;
   }
-  state.executor = previous;
-  schedule();
-}
-
-void detail::escalateOnExecutor(const std::atomic<Executor*>& executor, Job& job) noexcept {
-  UnfairLock::Guard guard(escalationLock);
-  Executor* found = executor.load(std::memory_order_acquire);
-  (found != nullptr ? *found : GlobalExecutor::shared()).escalate(job);
+  state.executor = this;
+  leaveCurrent();
 }
 
 }  // namespace Tessaly::inline v1

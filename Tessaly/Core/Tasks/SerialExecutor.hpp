@@ -2,23 +2,29 @@
 // Component: Tessaly::Tasks
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
+#include "Tessaly/Core/Tasks/detail/PriorityLevel.hpp"
 
 namespace Tessaly::inline v1 {
 
 /// Runs its jobs one at a time, in the order in which they came, on threads of the global executor.
 ///
-/// It has no thread of its own: whoever enqueues onto an idle one schedules it, and a task that hops onto an idle one
-/// from the pool goes on at once on the same thread. Ownership passes by compare-and-swap on one word. Object types
-/// whose state must be touched by one job at a time hold one of these; see `Isolation` for the handle.
+/// It has no thread of its own. The caller that enqueues onto an idle one queues a turn on the global executor, and a
+/// task that hops onto an idle one from the pool goes on at once on the same thread. Object types whose state must be
+/// touched by one job at a time hold one of these; see `Isolation` for the handle.
+///
+/// A turn runs at most 256 jobs and is queued at the highest priority among the jobs that wait. A raise of a waiting
+/// job, or a new job of a higher priority, raises the queued turn too. Once that job has run, the raise lapses.
 ///
 /// It is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
 ///
-/// Thread contract: thread-safe.
+/// Thread contract: thread-safe. Enqueueing is O(1). A turn in which a waiting job was raised looks once at every
+/// waiting job.
 ///
 ///     Isolation storage = Isolation::serial();
 ///     co_await withIsolation(storage, [&] { entries.push_back(entry); });
@@ -31,37 +37,42 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   void retain() noexcept override { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept override;
 
-  /// Takes the executor over for the calling thread if it is idle.
+  /// Takes the executor over for the running job if it is idle.
   [[nodiscard]] bool enterIfIdle() noexcept;
 
-  /// Gives up the serial executor that the calling pool thread holds; waiting jobs are scheduled.
+  /// Gives up the serial executor that the running job holds; waiting jobs get their turn.
   static void leaveCurrent() noexcept;
 
  private:
   ~SerialExecutor() override;
 
-  struct Drain final : Job {
-    explicit Drain(SerialExecutor& executor) noexcept;
-    void startAt(TaskPriority priority) noexcept { setPriority(priority); }
+  struct Turn final : Job {
+    explicit Turn(SerialExecutor& executor) noexcept;
+    using Job::setPriority;
     SerialExecutor& owner;
   };
 
-  void schedule() noexcept;
-  void drain() noexcept;
-  /// The next job, or none after the executor was given up.
-  Job* takeOrGiveUp() noexcept;
+  void runTurn() noexcept;
+  void queueTurn() noexcept;
+  void raiseTurn(unsigned level) noexcept;
+  void takeIncoming() noexcept;
+  void appendInOrder(Job* newest) noexcept;
+  void lookAtReadyAgain() noexcept;
+  [[nodiscard]] bool giveUpIfEmpty() noexcept;
+  [[nodiscard]] unsigned highestWaiting() const noexcept;
 
-  /// `idle`, or held: then either `heldAndEmpty` or the newest of the jobs that came meanwhile, linked backwards.
-  std::atomic<std::uintptr_t> incoming_;
-  /// Taken from `incoming_`, in order; touched by the holder only.
+  /// The newest of the jobs that came and were not taken, linked backwards, and in the low bits the phase.
+  std::atomic<std::uintptr_t> word_;
+  // The holder's, until it gives the executor up or queues a turn.
+  /// Taken from the word, in order.
   JobList ready_;
-  Drain drain_;
+  /// The number of the job that was taken last, and of the one that was started last.
+  std::uint64_t taken_ = 0;
+  std::uint64_t started_ = 0;
+  /// The number of the last job taken of each level. While it has not been started, the level waits.
+  std::array<std::uint64_t, detail::priorityLevelCount> lastOf_{};
+  Turn turn_;
   std::atomic<std::uint32_t> references_{1};
 };
-
-namespace detail {
-/// Held while a task's executor is looked up from another thread, and by a serial executor's end.
-TESSALY_EXPORT void escalateOnExecutor(const std::atomic<Executor*>& executor, Job& job) noexcept;
-}  // namespace detail
 
 }  // namespace Tessaly::inline v1

@@ -5,13 +5,14 @@
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 void checkMayWait() noexcept {
   if (MainQueue::isMainThread()) return;
-  if (threadState.isPoolWorker || threadState.executor != nullptr) {
+  if (threadState.isPoolWorker || threadState.executor != nullptr || threadState.isAboveSerialJob) {
     fatalError("syncWait was called on a thread of the pool or in a job of a serial executor, where it would deadlock",
                "Tessaly/SyncWait", __LINE__);
   }
@@ -20,6 +21,7 @@ void checkMayWait() noexcept {
 void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept {
   task.start();
   if (!MainQueue::isMainThread()) {
+    const BlockingThreadWait wait;
     while (isDone.load(std::memory_order_acquire) == 0) futexWait(isDone, 0);
     return;
   }

@@ -17,6 +17,7 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
+struct TaskAccess;
 struct SleepDuration;  // Defined in FoundationExtensions/Task+Sleep.hpp.
 }  // namespace detail
 
@@ -78,7 +79,8 @@ class Task {
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
 
   /// Requests cancellation: sets the flag and calls the handlers that are in force, on this thread, before it returns.
-  /// Idempotent; no effect once the task has ended.
+  /// Idempotent. No effect once the task has ended, nor in the child of a fork. Where handlers cancel one another more
+  /// than 64 deep, the outermost call calls the remaining handlers.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.
@@ -137,6 +139,7 @@ class Task {
   }
 
  private:
+  friend struct detail::TaskAccess;
   using State = detail::TaskState<T>;
 
   explicit Task(detail::TaskReference<State> state) noexcept : state_(std::move(state)) {}
@@ -166,6 +169,16 @@ class Task {
 
   detail::TaskReference<State> state_;
 };
+
+namespace detail {
+/// The record behind a handle, for the runtime.
+struct TaskAccess {
+  template <typename T>
+  static TaskRecord& record(const Task<T>& task) noexcept {
+    return *task.state_;
+  }
+};
+}  // namespace detail
 
 template <typename Operation>
 Task(Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;

@@ -2,6 +2,7 @@
 // Component: Tessaly::Tasks
 #pragma once
 
+#include <atomic>
 #include <concepts>
 #include <exception>
 #include <functional>
@@ -27,13 +28,15 @@ class Hop {
     ThreadState& state = threadState;
     TaskRecord& task = *state.task;
     task.setExecutor(target_);
-    if (state.isPoolWorker) {
+    if (state.mayHandOver) {
       if (state.executor != nullptr) SerialExecutor::leaveCurrent();
       if (target_ == nullptr) return false;
       auto* serial = dynamic_cast<SerialExecutor*>(target_);
       if (serial != nullptr && serial->enterIfIdle()) return false;
     }
     task.setResumePoint(handle);
+    // Either a raise finds the new executor, or the new executor finds the raised priority.
+    std::atomic_thread_fence(std::memory_order_seq_cst);
     task.schedule();
     return true;
   }

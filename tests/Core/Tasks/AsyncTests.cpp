@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
@@ -132,6 +135,40 @@ TEST(AsyncDeathTest, StopsTheProcessWhenAwaitedAfterAMove) {
                  co_await std::move(first);
                }),
                "Fatal error: An Async was awaited twice, or after it had been moved from");
+}
+
+Async<void> holding(Async<void> held) { co_await std::move(held); }
+
+TEST(Async, ChainThatHoldsItselfIsDestroyedWithoutUsingTheStack) {
+  Async<void> chain = holding([]() -> Async<void> { co_return; }());
+  for (int i = 0; i < 1'000'000; ++i) chain = holding(std::move(chain));
+}
+
+struct Noted {
+  explicit Noted(std::vector<int>& list, int own) : notes(&list), number(own) {}
+  Noted(Noted&& other) noexcept : notes(std::exchange(other.notes, nullptr)), number(other.number) {}
+  Noted& operator=(Noted&&) = delete;
+  ~Noted() {
+    if (notes != nullptr) notes->push_back(number);
+  }
+  std::vector<int>* notes;
+  int number;
+};
+
+Async<void> holdingNoted(Async<void> held, Noted noted) {
+  static_cast<void>(noted);
+  co_await std::move(held);
+}
+
+TEST(Async, DestroysWhatItHoldsOnce) {
+  std::vector<int> destroyed;
+  {
+    Async<void> chain = holding([]() -> Async<void> { co_return; }());
+    for (int i = 0; i < 1000; ++i) chain = holdingNoted(std::move(chain), Noted(destroyed, i));
+  }
+  std::ranges::sort(destroyed);
+  ASSERT_EQ(destroyed.size(), 1000U);
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(destroyed[static_cast<std::size_t>(i)], i);
 }
 
 }  // namespace

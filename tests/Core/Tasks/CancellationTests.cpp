@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -13,11 +14,14 @@
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
 namespace {
+
+using namespace std::chrono_literals;
 
 using Tests::repetitions;
 
@@ -247,6 +251,51 @@ TEST(CancellationHandlerDeathTest, ThatThrowsStopsTheProcess) {
                  co_await task.value();
                }),
                "^Tessaly/Notification:[0-9]+: Fatal error: A cancellation handler has thrown\n$");
+}
+
+/// Tasks each of which cancels the next one from its handler; the last one sleeps.
+std::vector<Task<>> chainOfCancellations(int length, ManualClock& clock) {
+  std::vector<Task<>> tasks;
+  tasks.emplace_back(TaskOptions{.isolation = Isolation()}, [&clock] { return Task<>::sleep(1h, clock); });
+  for (int i = 1; i < length; ++i) {
+    tasks.emplace_back(TaskOptions{.isolation = Isolation()}, [next = tasks.back()] {
+      return withTaskCancellationHandler([next] { return next.finished(); }, [next] { next.cancel(); });
+    });
+  }
+  return tasks;
+}
+
+TEST(CancellationHandler, ChainOfAnyLengthUsesNoStack) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  ManualClock clock;
+  const auto tasks = chainOfCancellations(100'000, clock);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(clock.timerCount(), 1U);
+  tasks.back().cancel();
+  EXPECT_TRUE(tasks.front().isCancelled());
+  scheduler.runUntilIdle();
+  EXPECT_TRUE(tasks.back().isFinished());
+}
+
+TEST(CancellationHandler, NestedCancelCallsHandlersBeforeItReturns) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  ManualClock clock;
+  int innerCalls = 0;
+  const Task<> inner({.isolation = Isolation()}, [&] {
+    return withTaskCancellationHandler([&] { return Task<>::sleep(1h, clock); }, [&] { ++innerCalls; });
+  });
+  int seen = -1;
+  const Task<> outer({.isolation = Isolation()}, [&] {
+    return withTaskCancellationHandler([&] { return inner.finished(); },
+                                       [&] {
+                                         inner.cancel();
+                                         seen = innerCalls;
+                                       });
+  });
+  scheduler.runUntilIdle();
+  outer.cancel();
+  EXPECT_EQ(seen, 1);
+  scheduler.runUntilIdle();
 }
 
 }  // namespace

@@ -111,6 +111,41 @@ TEST(MainQueue, StopEndsTheInnermostRun) {
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
 }
 
+TEST(MainQueue, RunEndsOnceTheRunningJobHasReturned) {
+  bool hasRunNext = false;
+  OS_dispatch_queue::main().async([] { MainQueue::stop(); });
+  OS_dispatch_queue::main().async([&] { hasRunNext = true; });
+  MainQueue::run();
+  EXPECT_FALSE(hasRunNext);
+  EXPECT_TRUE(isReadable(MainQueue::fileDescriptor()));
+  EXPECT_EQ(MainQueue::drain(), 1U);
+  EXPECT_TRUE(hasRunNext);
+}
+
+TEST(MainQueue, NestedRunKeepsTheStopOfTheOuterRun) {
+  std::vector<int> order;
+  OS_dispatch_queue::main().async([&] {
+    MainQueue::stop();
+    OS_dispatch_queue::main().async([&] {
+      order.push_back(1);
+      MainQueue::stop();
+    });
+    MainQueue::run();
+    order.push_back(2);
+  });
+  MainQueue::run();
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(MainQueue, StopBeforeRunEndsTheNextRunAtOnce) {
+  bool hasRun = false;
+  MainQueue::stop();
+  OS_dispatch_queue::main().async([&] { hasRun = true; });
+  MainQueue::run();
+  EXPECT_FALSE(hasRun);
+  EXPECT_EQ(MainQueue::drain(), 1U);
+}
+
 TEST(MainQueue, LosesNothingFromManyThreads) {
   constexpr int perThread = 10'000;
   int count = 0;

@@ -226,6 +226,21 @@ TEST(DescriptorSource, MayCancelItselfAndBeDroppedFromItsOwnFunction) {
   done.wait();
 }
 
+TEST(DescriptorSourceDeathTest, SecondSourceOnOneDescriptorStops) {
+  EXPECT_DEATH(
+      {
+        const SocketPair pair;
+        const auto first = detail::DescriptorSource::make(pair.descriptor(), GlobalExecutor::shared(), [] {});
+        const auto second = detail::DescriptorSource::make(pair.descriptor(), GlobalExecutor::shared(), [] {});
+      },
+      "Fatal error: The descriptor [0-9]+ cannot be watched: File exists");
+}
+
+TEST(DescriptorSourceDeathTest, DescriptorThatCannotBeWatchedStops) {
+  EXPECT_DEATH(static_cast<void>(detail::DescriptorSource::make(-1, GlobalExecutor::shared(), [] {})),
+               "Fatal error: The descriptor -1 cannot be watched: Bad file descriptor");
+}
+
 TEST(RunBlocking, GivesTheResultAndThrowsTheError) {
   EXPECT_EQ(syncWait(runBlocking([] { return 4; })), 4);
   EXPECT_THROW(syncWait(runBlocking([] { throw std::runtime_error("disk"); })), std::runtime_error);

@@ -5,12 +5,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <latch>
 #include <memory>
+#include <mutex>
 #include <semaphore>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
@@ -19,6 +23,7 @@
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/TaskGroup.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 
 #if __has_feature(address_sanitizer)
@@ -142,6 +147,102 @@ TEST(RuntimeLifetime, AHostThatNeverDrainsItsMainQueueIsToldOnce) {
       (std::vector<std::string>{
           "Work for the main thread has been waiting for 2 s: nobody drains the main queue. Call MainQueue::run(), "
           "or watch MainQueue::fileDescriptor() and call MainQueue::drain()."}));
+}
+
+TEST(RuntimeLifetime, BusyMainThreadIsNotAForgottenLoop) {
+  const auto backend = std::make_shared<NotifyingBackend>();
+  const LogBackendInstallation installation(backend);
+  OS_dispatch_queue::main().async([&] {
+    OS_dispatch_queue::main().async([] { MainQueue::stop(); });
+    backend->written.acquire();
+  });
+  MainQueue::run();
+  ASSERT_EQ(backend->recorder.records().size(), 1U);
+  EXPECT_EQ(backend->recorder.records()[0].type, OSLogType::default_);
+  EXPECT_EQ(backend->recorder.messages()[0], "The main thread has been busy for at least 2 s while work for it waits.");
+}
+
+TEST(RuntimeLifetime, ServedQueueIsBusyNotForgotten) {
+  const auto backend = std::make_shared<NotifyingBackend>();
+  const LogBackendInstallation installation(backend);
+  const MainQueue::Service service;
+  OS_dispatch_queue::main().async([] {});
+  backend->written.acquire();
+  backend->written.acquire();
+  MainQueue::drain();
+  EXPECT_EQ(backend->recorder.messages(),
+            (std::vector<std::string>{"The main thread has been busy for at least 2 s while work for it waits.",
+                                      "The main thread has been busy for at least 4 s while work for it waits."}));
+}
+
+Async<void> frameOfItsOwn() { co_return; }
+
+/// Makes frames on one thread and destroys them on another, so that they pass through the lists of all threads.
+class CrosswiseFrames {
+ public:
+  CrosswiseFrames() {
+    for (int pair = 0; pair < 2; ++pair) {
+      auto& box = boxes_[static_cast<std::size_t>(pair)];
+      threads_.emplace_back([this, &box] {
+        while (!isOver_) {
+          std::vector<Async<void>> made;
+          for (int i = 0; i < 256; ++i) made.push_back(frameOfItsOwn());
+          const std::lock_guard guard(box.lock);
+          box.frames.swap(made);
+        }
+      });
+      threads_.emplace_back([this, &box] {
+        while (!isOver_) {
+          std::vector<Async<void>> taken;
+          const std::lock_guard guard(box.lock);
+          taken.swap(box.frames);
+        }
+      });
+    }
+  }
+  CrosswiseFrames(const CrosswiseFrames&) = delete;
+  CrosswiseFrames& operator=(const CrosswiseFrames&) = delete;
+  ~CrosswiseFrames() {
+    isOver_ = true;
+    for (auto& thread : threads_) thread.join();
+  }
+
+ private:
+  struct Box {
+    std::mutex lock;
+    std::vector<Async<void>> frames;
+  };
+  std::array<Box, 2> boxes_;
+  std::atomic<bool> isOver_ = false;
+  std::vector<std::thread> threads_;
+};
+
+TEST(RuntimeLifetime, ForkWhileFramesChangeThreadsLeavesChildUsable) {
+  const CrosswiseFrames crosswise;
+  for (int i = 0; i < 300; ++i) {
+    const ChildsEnd end = inAChild([] {
+      ::alarm(5);  // Ends a child that hangs.
+      std::vector<Async<void>> frames;
+      for (int made = 0; made < 300; ++made) frames.push_back(frameOfItsOwn());
+      frames.clear();
+      std::_Exit(0);
+    });
+    ASSERT_TRUE(WIFEXITED(end.status)) << "child " << i << " hung";
+  }
+}
+
+TEST(RuntimeLifetime, ChildOfForkMayDropTasksThatItCannotCancel) {
+  static ManualClock clock;
+  const Task<> task({.isolation = Isolation()}, [] { return Task<>::sleep(1h, clock); });
+  clock.waitForTimers(1);
+  const ChildsEnd end = inAChild([&] {
+    task.cancel();
+    std::_Exit(task.isCancelled() ? 1 : 0);
+  });
+  ASSERT_TRUE(WIFEXITED(end.status)) << end.standardError;
+  EXPECT_EQ(WEXITSTATUS(end.status), 0);
+  task.cancel();
+  EXPECT_THROW(syncWait(task.value()), CancellationError);
 }
 
 TEST(RuntimeLifetime, AContinuationThatIsDroppedIsNamedInOneLogRecordAndItsTaskStaysSuspended) {

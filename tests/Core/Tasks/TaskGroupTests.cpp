@@ -4,6 +4,7 @@
 #include <atomic>
 #include <latch>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "Tessaly/Core/Tasks/TaskLocal.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
+#include "tests/Core/Tasks/StepByStep.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -293,6 +295,25 @@ TEST(TaskGroup, ManyChildrenOnThePoolAllArrive) {
               }),
               500);
   }
+}
+
+TEST(TaskGroupDeathTest, SecondNextBeforeTheFirstResumesStops) {
+  EXPECT_DEATH(
+      {
+        auto& executor = Tests::StepByStep::install();
+        std::optional<Task<>> second;
+        const Task<> first({.isolation = Isolation()}, [&] {
+          return withTaskGroup<int>([&](TaskGroup<int>& group) -> Async<void> {
+            group.addTask([] { return 1; });
+            second.emplace(TaskOptions{.isolation = Isolation()}, [&]() -> Async<void> { co_await group.next(); });
+            co_await group.next();
+          });
+        });
+        // The order is the parent, the child, the second consumer, and only then the parent again.
+        while (executor.runOne()) {
+        }
+      },
+      "Two tasks wait for one task group");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -91,6 +92,39 @@ TEST(TaskLocal, CopiesAreDestroyedWhenTheTaskEnds) {
   EXPECT_EQ(witness.use_count(), 2);
   syncWait(task.value());
   EXPECT_EQ(witness.use_count(), 1);
+}
+
+struct ThrowingCopy {
+  explicit ThrowingCopy(std::atomic<int>* count = nullptr) : alive(count) { note(1); }
+  ThrowingCopy(const ThrowingCopy& other) : alive(other.alive) {
+    if (throws) throw std::runtime_error("copy");
+    note(1);
+  }
+  ThrowingCopy(ThrowingCopy&& other) noexcept : alive(other.alive) { note(1); }
+  ThrowingCopy& operator=(ThrowingCopy) = delete;
+  ~ThrowingCopy() { note(-1); }
+  void note(int change) const {
+    if (alive != nullptr) *alive += change;
+  }
+  std::atomic<int>* alive;
+  static inline bool throws = false;
+};
+
+TEST(TaskLocal, CopyThatThrowsLeaksNoOtherCopy) {
+  static TaskLocal<ThrowingCopy> failing{ThrowingCopy()};
+  static TaskLocal<std::shared_ptr<int>> other(nullptr);
+  std::atomic<int> alive = 0;
+  auto held = std::make_shared<int>(1);
+  const std::weak_ptr<int> watched = held;
+  failing.withValue(ThrowingCopy(&alive), [&] {
+    other.withValue(std::move(held), [] {
+      ThrowingCopy::throws = true;
+      EXPECT_THROW(Task<>([] {}), std::runtime_error);
+      ThrowingCopy::throws = false;
+    });
+  });
+  EXPECT_TRUE(watched.expired());
+  EXPECT_EQ(alive, 0);
 }
 
 }  // namespace

@@ -450,5 +450,24 @@ TEST(TaskDeathTest, StopsTheProcessWhenAResultThatCannotBeCopiedIsTakenTwice) {
       "^Tessaly/Task:[0-9]+: Fatal error: The result of a task was taken twice, and cannot be copied\n$");
 }
 
+struct ThrowingMove {
+  ThrowingMove() = default;
+  ThrowingMove(const ThrowingMove&) = default;
+  // NOLINTNEXTLINE(performance-noexcept-move-constructor): it throws on purpose.
+  ThrowingMove(ThrowingMove&& other) : moves(other.moves + 1) {
+    if (moves == 1) throw std::runtime_error("move");
+  }
+  ThrowingMove& operator=(ThrowingMove) = delete;
+  int moves = 0;
+};
+
+TEST(Task, ResultWhoseMoveThrowsBecomesTheError) {
+  const Task<ThrowingMove> task({.isolation = Isolation()}, []() -> Async<ThrowingMove> {
+    const ThrowingMove result;
+    co_return result;
+  });
+  EXPECT_THROW(syncWait(task.value()), std::runtime_error);
+}
+
 }  // namespace
 }  // namespace Tessaly

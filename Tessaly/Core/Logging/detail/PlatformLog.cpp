@@ -12,6 +12,18 @@ namespace {
 
 constinit std::atomic<const std::string*> subsystemOfBundle{nullptr};
 
+void logPlatform(OSLogType type, std::string_view category, std::string_view message) noexcept {
+  try {
+    const OSLog log = platformLog(category);
+    if (!log.isEnabled(type)) return;
+    const RawLogArgument argument = rawLogArgument(message);
+    writeLogRecord(log, type,
+                   {.format = "%{public}s", .location = {}, .arguments = {&argument, 1}, .placeholders = {}});
+  } catch (const std::bad_alloc&) {
+    return;  // The log needs memory, too, to say that there is none.
+  }
+}
+
 }  // namespace
 
 OSLog platformLog(std::string_view category) {
@@ -20,15 +32,11 @@ OSLog platformLog(std::string_view category) {
 }
 
 void logPlatformError(std::string_view category, std::string_view message) noexcept {
-  try {
-    const OSLog log = platformLog(category);
-    if (!log.isEnabled(OSLogType::error)) return;
-    const RawLogArgument argument = rawLogArgument(message);
-    writeLogRecord(log, OSLogType::error,
-                   {.format = "%{public}s", .location = {}, .arguments = {&argument, 1}, .placeholders = {}});
-  } catch (const std::bad_alloc&) {
-    return;  // Without memory for a new log there is nobody to tell.
-  }
+  logPlatform(OSLogType::error, category, message);
+}
+
+void logPlatformNotice(std::string_view category, std::string_view message) noexcept {
+  logPlatform(OSLogType::default_, category, message);
 }
 
 void setPlatformLogIdentifier(std::string_view identifier) noexcept {

@@ -19,6 +19,8 @@ namespace Tessaly::inline v1::detail {
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void logPlatformError(std::string_view category, std::string_view message) noexcept;
+/// The same as a record of the default type, for what is no error.
+TESSALY_EXPORT void logPlatformNotice(std::string_view category, std::string_view message) noexcept;
 
 /// Tells the main bundle's identifier to `platformLog`. Called by `Logger::make`, which has just asked for it.
 TESSALY_EXPORT void setPlatformLogIdentifier(std::string_view identifier) noexcept;

@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include <memory>
 #include <new>
 
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
@@ -67,11 +68,17 @@ void returnAllFrames(void*) {
   }
 }
 
+/// In the child of a fork. A thread that the child does not have may hold a lock, with the list half changed.
+void forgetCommonLists() {
+  for (auto& list : commonLists) std::construct_at(&list);
+}
+
 /// From now on the thread keeps frames, and returns them when it ends. The key's value only has to be non-null.
 void keepFrames() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};
     ::pthread_key_create(&made, &returnAllFrames);
+    ::pthread_atfork(nullptr, nullptr, &forgetCommonLists);
     return made;
   }();
   ::pthread_setspecific(key, &threadState);

@@ -7,13 +7,17 @@
 
 #include <array>
 #include <cerrno>
+#include <string>
+#include <system_error>
 #include <unordered_map>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -23,6 +27,13 @@ constexpr std::uint64_t timerKey = 0;
 int checked(int descriptor) {
   if (descriptor < 0) fatalError("The reactor could not make its descriptors", "Tessaly/Reactor", __LINE__);
   return descriptor;
+}
+
+/// The descriptor is closed, cannot be polled, has a source already, or exceeds the user's limit.
+[[noreturn]] void stopUnwatchable(int descriptor, int error) {
+  fatalError(
+      "The descriptor " + std::to_string(descriptor) + " cannot be watched: " + std::system_category().message(error),
+      "Tessaly/Reactor", __LINE__);
 }
 
 /// The sources by key: an event that was read before its source was cancelled finds nothing here.
@@ -94,6 +105,7 @@ void Reactor::fireDueTimers() {
 }
 
 void Reactor::work() {
+  threadState.servesTimers = true;
   std::array<epoll_event, 64> events;
   for (;;) {
     const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), -1);
@@ -131,7 +143,7 @@ std::shared_ptr<DescriptorSource> DescriptorSource::make(int descriptor, Executo
     sources.byKey.emplace(source->key_, source);
   }
   epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = source->key_}};
-  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_ADD, descriptor, &event);
+  if (::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_ADD, descriptor, &event) != 0) stopUnwatchable(descriptor, errno);
   return source;
 }
 
@@ -161,7 +173,10 @@ void DescriptorSource::deliver() noexcept {
   futexWake(runs_, INT32_MAX);
   if (isCancelled_) return;
   epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = key_}};
-  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event);
+  if (::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event) != 0) {
+    logPlatformError("Reactor",
+                     "The descriptor " + std::to_string(descriptor_) + " is watched no longer: it was closed.");
+  }
 }
 
 void DescriptorSource::cancel() noexcept {

@@ -43,6 +43,9 @@ class TESSALY_EXPORT Reactor {
 /// The function is called once for each readiness; the descriptor is watched again after it has returned. It should
 /// read all that is there. The descriptor stays the caller's, and must stay open until `cancel()` has returned.
 ///
+/// Stops the process when the kernel refuses to watch the descriptor: it is closed, it is no kind that can be polled,
+/// it has a source already, or the user's limit of watched descriptors is reached.
+///
 /// Thread contract: thread-safe.
 ///
 ///     auto source = DescriptorSource::make(fd, GlobalExecutor::shared(), [fd] { readAll(fd); });

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
 
-#include <algorithm>
-#include <iterator>
-#include <ranges>
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -24,11 +21,14 @@ void TaskGroupCore::List::remove(TaskGroupLink& link) noexcept {
 
 void TaskGroupCore::add(TaskGroupLink& child) noexcept {
   bool isCancelled = false;
+  TaskPriority lowest{};
   {
     UnfairLock::Guard guard(lock_);
     running_.append(child);
     isCancelled = isCancelled_;
+    lowest = lowest_;
   }
+  child.record->raisePriority(lowest);
   if (isCancelled) child.record->cancel();
 }
 
@@ -44,17 +44,23 @@ void TaskGroupCore::childCompleted(TaskGroupLink& child) noexcept {
 }
 
 void TaskGroupCore::cancelAll() noexcept {
-  TaskList cancelled;
-  cancelLater(cancelled);
-  for (const auto& child : cancelled | std::views::reverse) child->cancel();
-}
-
-void TaskGroupCore::cancelLater(TaskList& cancelled) noexcept {
+  TaskList children;
   {
     UnfairLock::Guard guard(lock_);
     isCancelled_ = true;
+    for (auto* link = running_.first; link != nullptr; link = link->next) {
+      children.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+    }
   }
-  std::ranges::move(runningChildren() | std::views::reverse, std::back_inserter(cancelled));
+  for (const auto& child : children) child->cancel();
+}
+
+void TaskGroupCore::markCancelled(TaskList& cancelled) noexcept {
+  UnfairLock::Guard guard(lock_);
+  isCancelled_ = true;
+  for (auto* link = running_.last; link != nullptr; link = link->previous) {
+    if (link->record->markCancelled()) cancelled.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+  }
 }
 
 bool TaskGroupCore::isCancelled() noexcept {
@@ -67,13 +73,17 @@ bool TaskGroupCore::isEmpty() noexcept {
   return running_.first == nullptr && ended_.first == nullptr;
 }
 
-TaskList TaskGroupCore::runningChildren() {
-  TaskList children;
+void TaskGroupCore::collectBelow(TaskPriority priority, TaskList& children) noexcept {
   UnfairLock::Guard guard(lock_);
+  if (priority <= lowest_) return;
+  lowest_ = priority;
   for (auto* link = running_.first; link != nullptr; link = link->next) {
-    children.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+    if (link->record->priority() < priority) children.push_back(TaskReference<TaskRecord>::sharing(*link->record));
   }
-  return children;
+}
+
+void TaskGroupCore::stopIfAwaited() const noexcept {
+  if (isAwaited_) fatalError("Two tasks wait for one task group", "Tessaly/TaskGroup", __LINE__);
 }
 
 bool TaskGroupCore::takeOrKnowEmpty(TaskRecord*& child) noexcept {
@@ -89,14 +99,15 @@ bool TaskGroupCore::NextAwaiter::wait() noexcept {
   TaskRecord& task = suspension_.task();
   task.setAwaited(nullptr, &group_);
   waits_ = true;
-  for (const auto& child : group_.runningChildren()) {
-    if (child->priority() < task.priority()) child->escalate(task.priority());
-  }
+  TaskList lower;
+  group_.collectBelow(task.priority(), lower);
+  for (const auto& child : lower) child->escalate(task.priority());
   {
     UnfairLock::Guard guard(group_.lock_);
+    group_.stopIfAwaited();
     if (group_.takeOrKnowEmpty(child_)) return false;
-    if (group_.waiting_ != nullptr) fatalError("Two tasks wait for one task group", "Tessaly/TaskGroup", __LINE__);
     group_.waiting_ = &suspension_;
+    group_.isAwaited_ = true;
   }
   return suspension_.commit();
 }
@@ -106,6 +117,7 @@ TaskReference<TaskRecord> TaskGroupCore::NextAwaiter::await_resume() noexcept {
     suspension_.task().setAwaited(nullptr, nullptr);
     if (child_ == nullptr) {
       UnfairLock::Guard guard(group_.lock_);
+      group_.isAwaited_ = false;
       group_.takeOrKnowEmpty(child_);
     }
   }

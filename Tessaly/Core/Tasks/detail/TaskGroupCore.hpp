@@ -23,7 +23,7 @@ struct TaskGroupLink {
 /// order of their ends. It holds a reference on each.
 ///
 /// Thread contract: thread-safe; one task at a time waits.
-class TESSALY_EXPORT TaskGroupCore {
+class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  public:
   TaskGroupCore() = default;
   TaskGroupCore(const TaskGroupCore&) = delete;
@@ -37,10 +37,10 @@ class TESSALY_EXPORT TaskGroupCore {
   [[nodiscard]] bool isCancelled() noexcept;
   /// Whether no child is running or waiting to be taken.
   [[nodiscard]] bool isEmpty() noexcept;
-  /// In the order in which they were added.
-  [[nodiscard]] TaskList runningChildren();
-  /// Adds the running children to the list, the first one last.
-  void cancelLater(TaskList& cancelled) noexcept;
+  /// Marks the running children, and those added later, as cancelled. Adds the marked ones to the list, the first one
+  /// last.
+  void markCancelled(TaskList& cancelled) noexcept;
+  void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
   /// Gives the child that ended first among those not taken yet; none when there are no children left.
   class NextAwaiter {
@@ -48,6 +48,7 @@ class TESSALY_EXPORT TaskGroupCore {
     explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
     bool await_ready() noexcept {
       UnfairLock::Guard guard(group_.lock_);
+      group_.stopIfAwaited();
       return group_.takeOrKnowEmpty(child_);
     }
     template <std::derived_from<AsyncPromiseBase> Promise>
@@ -77,11 +78,17 @@ class TESSALY_EXPORT TaskGroupCore {
   /// True if there is an answer: a child, or none because there are no more.
   bool takeOrKnowEmpty(TaskRecord*& child) noexcept TESSALY_REQUIRES(lock_);
 
+  void stopIfAwaited() const noexcept TESSALY_REQUIRES(lock_);
+
   UnfairLock lock_;
   List running_ TESSALY_GUARDED_BY(lock_);
   List ended_ TESSALY_GUARDED_BY(lock_);
   Suspension* waiting_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  /// From the beginning of a wait until the waiting task has taken its answer.
+  bool isAwaited_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+  /// No child is below this priority. It rises with the waiting parent, so a wait looks at the children only then.
+  TaskPriority lowest_ TESSALY_GUARDED_BY(lock_){};
 };
 
 /// Cancels a group with the current task, for the extent of a scope.
@@ -90,7 +97,7 @@ class TaskGroupCancellation final : public CancellationHandler {
   template <typename Group>
   explicit TaskGroupCancellation(Group& group) noexcept
       : CancellationHandler([](CancellationHandler& handler, TaskList& further) noexcept {
-          static_cast<TaskGroupCancellation&>(handler).group_.cancelLater(further);
+          static_cast<TaskGroupCancellation&>(handler).group_.markCancelled(further);
         }),
         group_(group.core_),
         task_(*threadState.task) {

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
-#include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <utility>
 
+#include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -22,29 +20,23 @@ TaskRecord::~TaskRecord() { TaskLocalBinding::destroyCopies(bindings); }
 void TaskRecord::runTask(Job& job) noexcept {
   auto& record = static_cast<TaskRecord&>(job);
   ThreadState& state = threadState;
-  TaskRecord* const outer = state.task;
   state.task = &record;
-  if (record.resumePoint_ == nullptr) [[unlikely]] {
+  if (record.resumePoint_ == nullptr) [[unlikely]]
     record.resumePoint_ = record.makeRoot();
-    if (record.resumePoint_ == nullptr) {
-      record.complete();
-      state.task = outer;
-      return;
-    }
+  if (record.resumePoint_ != nullptr) [[likely]] {
+    record.resumePoint_.resume();
+  } else {
+    state.completed = &record;
   }
-  record.resumePoint_.resume();
-  // Unless its outermost coroutine has ended, the record may be running elsewhere, or be gone.
-  state.task = outer;
-  if (TaskRecord* completed = state.completed; completed != nullptr) {
-    state.completed = nullptr;
-    completed->complete();
-  }
+  // Unless its outermost coroutine has ended, the record may be running elsewhere, or be gone. Nothing of the task is
+  // current while it completes: destructors of the host's values run then.
+  state.task = nullptr;
+  if (TaskRecord* completed = std::exchange(state.completed, nullptr); completed != nullptr) completed->complete();
 }
 
 void TaskRecord::complete() noexcept {
   finish();
-  TaskLocalBinding::destroyCopies(bindings);
-  bindings = nullptr;
+  TaskLocalBinding::destroyCopies(std::exchange(bindings, nullptr));
   CompletionWaiter* waiter = nullptr;
   {
     UnfairLock::Guard guard(lock_);
@@ -61,23 +53,44 @@ void TaskRecord::complete() noexcept {
   release();
 }
 
-void TaskRecord::cancel() noexcept {
-  const auto self = TaskReference<TaskRecord>::sharing(*this);
+/// The calls of `cancel` that are nested on this thread's stack: a handler may cancel a further task, whose handler may
+/// do the same. Beyond the limit the outermost call goes on with the tasks, so a chain of any length fits on the stack.
+struct CancellationNest {
+  static constexpr int deepest = 64;
   TaskList further;
-  cancelAndCollect(further);
-  while (!further.empty()) {
-    const auto task = std::move(further.back());
-    further.pop_back();
-    task->cancelAndCollect(further);
+  int depth = 0;
+};
+
+void TaskRecord::cancel() noexcept {
+  if (isForkedChild() || !markCancelled()) return;
+  CancellationNest own;
+  CancellationNest*& nest = threadState.cancellations;
+  const bool isOutermost = nest == nullptr;
+  if (isOutermost) nest = &own;
+  if (nest->depth == CancellationNest::deepest) {
+    nest->further.push_back(TaskReference<TaskRecord>::sharing(*this));
+    return;
   }
+  ++nest->depth;
+  own.further.push_back(TaskReference<TaskRecord>::sharing(*this));
+  while (!own.further.empty()) {
+    const auto task = std::move(own.further.back());
+    own.further.pop_back();
+    task->callHandlers(own.further);
+  }
+  --nest->depth;
+  if (isOutermost) nest = nullptr;
 }
 
-void TaskRecord::cancelAndCollect(TaskList& further) noexcept {
+bool TaskRecord::markCancelled() noexcept {
   std::uint32_t status = status_.load(std::memory_order_relaxed);
   do {
-    if ((status & (cancelledBit | doneBit)) != 0) return;
+    if ((status & (cancelledBit | doneBit)) != 0) return false;
   } while (!status_.compare_exchange_weak(status, status | cancelledBit, std::memory_order_acq_rel));
+  return true;
+}
 
+void TaskRecord::callHandlers(TaskList& further) noexcept {
   lock_.lock();
   while (CancellationHandler* handler = handlers_) {
     unlink(*handler);
@@ -131,17 +144,27 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
 }
 
 void TaskRecord::wasRaised(TaskList& awaited) noexcept {
-  escalateOnExecutor(executor_, *this);
-  // While the lock is held the task cannot leave its wait, so what it waits for stays.
-  UnfairLock::Guard guard(lock_);
-  if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
-  if (awaitedGroup_ != nullptr) std::ranges::move(awaitedGroup_->runningChildren(), std::back_inserter(awaited));
+  Isolation isolation;
+  {
+    // While the lock is held the task can leave neither its executor nor its wait.
+    UnfairLock::Guard guard(lock_);
+    isolation = this->isolation();
+    if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
+    if (awaitedWork_ != nullptr) awaitedWork_->collectBelow(priority(), awaited);
+  }
+  Executor* executor = isolation.executor();
+  (executor != nullptr ? *executor : GlobalExecutor::shared()).escalate(*this);
 }
 
-void TaskRecord::setAwaited(TaskRecord* task, TaskGroupCore* group) noexcept {
+void TaskRecord::leaveExecutorFor(Executor* executor) noexcept {
+  UnfairLock::Guard guard(lock_);
+  executor_.store(executor, std::memory_order_release);
+}
+
+void TaskRecord::setAwaited(TaskRecord* task, AwaitedWork* work) noexcept {
   UnfairLock::Guard guard(lock_);
   awaitedTask_ = task;
-  awaitedGroup_ = group;
+  awaitedWork_ = work;
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -20,16 +20,26 @@
 namespace Tessaly::inline v1::detail {
 
 class TaskRecord;
-class TaskGroupCore;
 template <typename Record>
 class TaskReference;
 using TaskList = std::vector<TaskReference<TaskRecord>>;
 
+/// Several tasks whose ends one task waits for, so that a raise of its priority reaches them.
+class AwaitedWork {
+ public:
+  /// Adds those below the priority, and sees to it that later ones start at it. Called with the lock of the waiting
+  /// task held.
+  virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
+
+ protected:
+  ~AwaitedWork() = default;
+};
+
 /// A function that a task's cancellation calls; lives in the frame of whoever waits.
 class CancellationHandler {
  public:
-  /// Adds tasks that are to be cancelled with this one to the list: to cancel them itself would take the more stack the
-  /// deeper groups are nested.
+  /// Marks the tasks that are cancelled with this one, and adds them to the list. Cancelling them here would use more
+  /// stack the deeper groups are nested.
   using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
 
   explicit CancellationHandler(Function function) noexcept : function_(function) {}
@@ -108,14 +118,18 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// for the next job under one lock.
   void scheduleBehind() noexcept {
     ThreadState& state = threadState;
-    if (state.isPoolWorker && executor() == nullptr) {
+    if (state.mayHandOver && executor() == nullptr) {
       state.traded = this;
     } else {
       schedule();
     }
   }
 
+  /// Does nothing in the child of a fork: the task runs in the parent.
   void cancel() noexcept;
+  /// False if the task was cancelled or has ended already; otherwise the caller sees to it that its handlers are
+  /// called.
+  [[nodiscard]] bool markCancelled() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept {
     return (status_.load(std::memory_order_acquire) & cancelledBit) != 0;
   }
@@ -150,12 +164,20 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Raises the priority of the task and of what it is waiting for.
   void escalate(TaskPriority priority) noexcept;
-  /// The task, or the group, whose completion this one is waiting for. By the task itself only.
-  void setAwaited(TaskRecord* task, TaskGroupCore* group) noexcept;
+  /// The task, or the work, whose end this one is waiting for. By the task itself only.
+  void setAwaited(TaskRecord* task, AwaitedWork* work) noexcept;
 
   /// The executor of the task's present isolation; null is the global one.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
-  void setExecutor(Executor* executor) noexcept { executor_.store(executor, std::memory_order_release); }
+  /// By the task itself only. The executor that it leaves may end afterwards: a raise that still needs it has its own
+  /// reference.
+  void setExecutor(Executor* executor) noexcept {
+    if (this->executor() == nullptr) {
+      executor_.store(executor, std::memory_order_release);
+    } else {
+      leaveExecutorFor(executor);
+    }
+  }
   [[nodiscard]] Isolation isolation() const noexcept {
     Executor* executor = this->executor();
     return executor != nullptr ? Isolation(*executor) : Isolation();
@@ -185,9 +207,10 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static void runTask(Job& job) noexcept;
   /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Cancels this task, which somebody keeps alive meanwhile, and adds those to the list that are to be cancelled with
-  /// it.
-  void cancelAndCollect(TaskList& further) noexcept;
+  /// Calls the handlers of this task, which is marked and kept alive meanwhile. Adds the marked tasks to the list whose
+  /// handlers are still to be called.
+  void callHandlers(TaskList& further) noexcept;
+  void leaveExecutorFor(Executor* executor) noexcept;
   void complete() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
@@ -208,7 +231,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
   CompletionWaiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
   CompletionWaiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
   TaskRecord* awaitedTask_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  TaskGroupCore* awaitedGroup_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  AwaitedWork* awaitedWork_ TESSALY_GUARDED_BY(lock_) = nullptr;
 };
 
 inline void Suspension::arm(std::coroutine_handle<> handle) noexcept {

@@ -67,8 +67,7 @@ class ClosureTask : public Base {
 
   void finish() noexcept final {
     if (root_ != nullptr) {
-      std::destroy_at(&this->outcome_);
-      std::construct_at(&this->outcome_, std::move(root_.promise().outcome()));
+      this->outcome_.takeOver(root_.promise().outcome());
       std::exchange(root_, nullptr).destroy();
     }
     closure_.reset();

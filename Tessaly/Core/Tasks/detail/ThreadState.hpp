@@ -16,24 +16,46 @@ namespace detail {
 
 class TaskRecord;
 class TaskLocalBinding;
+struct CancellationNest;
+struct DeferredFrames;
 
 inline constexpr std::size_t frameClassSize = 64;
 inline constexpr std::size_t frameClassCount = 12;
 
-/// What the runtime knows of a thread. One small block in static thread-local storage: reading it is one instruction.
-struct ThreadState {
+/// The state of the job that runs on a thread. `JobScope` gives every job its own.
+struct RunningJob {
   /// The task one of whose coroutines is running.
   TaskRecord* task;
-  /// The serial executor (the main queue included) that this thread holds; null on the pool and outside.
+  /// The serial executor (the main queue included) that the thread holds for this job; null on the pool and outside.
   Executor* executor;
-  /// Whether this is a thread of the global pool, which may take idle serial executors over and give them back.
-  bool isPoolWorker;
+  /// The task-local bindings made outside any task.
+  TaskLocalBinding* bindings;
   /// The job that the running one leaves behind itself: it yields, and the thread trades it for the next at once.
   Job* traded;
   /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
   TaskRecord* completed;
-  /// The task-local bindings made outside any task.
-  TaskLocalBinding* bindings;
+  /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
+  /// of the pool, which looks at all three after each job.
+  bool mayHandOver;
+  /// Whether a job below this one on the stack holds a serial executor.
+  bool isAboveSerialJob;
+};
+
+/// What the runtime knows of a thread. One small block in static thread-local storage: reading it is one instruction.
+struct ThreadState : RunningJob {
+  /// Whether this is a thread of the global pool.
+  bool isPoolWorker;
+  /// Whether this is a thread of `runBlocking`.
+  bool isBlockingThread;
+  /// Whether this is the thread that serves timers and descriptors. Jobs never run on it.
+  bool servesTimers;
+  /// Whether the thread that serves timers hands a job to the global executor now.
+  bool isForwarding;
+  /// How many destructions of coroutines are nested on the stack, and those that wait for the outermost one.
+  std::uint32_t frameDepth;
+  DeferredFrames* deferredFrames;
+  /// The calls of `cancel` on the stack; null for none.
+  CancellationNest* cancellations;
 
   struct FrameList {
     void* first;
