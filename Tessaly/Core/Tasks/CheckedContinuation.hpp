@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// What the copies of a one-shot handle share, whatever its type.
+/// The state that the copies of a one-shot handle share, whatever its type.
 class TESSALY_EXPORT ContinuationState {
  public:
   ContinuationState(std::string_view name, Suspension& suspension) : name_(name), suspension_(suspension) {}
@@ -30,8 +30,10 @@ class TESSALY_EXPORT ContinuationState {
 
   /// Stops the process the second time.
   void claim() noexcept;
+  /// Undoes a claim that has resumed nothing.
+  void unclaim() noexcept { isClaimed_.store(false, std::memory_order_release); }
   void resume() noexcept { suspension_.resume(); }
-  /// The awaiter went on with an exception of its own: nobody waits any more.
+  /// The awaiter went on with an exception of its own, so there is no wait left to report.
   void abandon() noexcept { isClaimed_.store(true, std::memory_order_relaxed); }
 
  private:
@@ -47,9 +49,12 @@ class ContinuationAwaiter;
 
 /// A handle that resumes one suspended task once, with a value or an error.
 ///
-/// Resuming enqueues the task on its executor, and never runs it inline. Resuming a second time stops the process,
-/// naming the handle. When the last copy goes unresumed, one log record names the handle, and the task stays suspended
-/// for ever.
+/// Resuming enqueues the task on its executor and never runs it inline. A second resumption stops the process with the
+/// handle's name. When the last copy is destroyed without a resumption, one log record names the handle, and the task
+/// stays suspended for ever.
+///
+/// An exception of the value's constructor goes to the caller of `resume`. The handle is then still unresumed: the
+/// caller may resume it with another value or with the error.
 ///
 /// Thread contract: thread-safe; the handle itself is thread-compatible.
 ///
@@ -64,7 +69,12 @@ class CheckedContinuation {
     requires(!std::is_void_v<T> && std::constructible_from<T, Value>)
   void resume(Value&& value) const {
     state_->claim();
-    outcome_->setValue(std::forward<Value>(value));
+    try {
+      outcome_->setValue(std::forward<Value>(value));
+    } catch (...) {
+      state_->unclaim();
+      throw;
+    }
     state_->resume();
   }
   /// Resumes without a value.
@@ -116,7 +126,7 @@ class ContinuationAwaiter {
       state->abandon();
       throw;
     }
-    // The last copy may go here, unresumed, which is a leak to report; so let go before the frame may.
+    // This may be the last copy, and dropping it unresumed writes the record; so release it before the frame may end.
     state.reset();
     return suspension_.commit();
   }
@@ -131,9 +141,9 @@ class ContinuationAwaiter {
 
 }  // namespace detail
 
-/// Suspends the current task and calls the body, at once, with the handle that will resume it. What the body throws
-/// goes to the awaiter; the handle must not be resumed then. The name, by default the calling function's, appears in
-/// reports of misuse.
+/// Suspends the current task and calls the body at once with the handle that will resume it. An exception of the body
+/// goes to the awaiter; the handle must not be resumed then. The name, by default that of the calling function, appears
+/// in reports of misuse.
 ///
 /// Thread contract: thread-safe. One allocation.
 template <typename T = void, typename Body>

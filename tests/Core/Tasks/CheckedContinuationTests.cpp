@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#if __has_feature(address_sanitizer)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -11,6 +15,7 @@
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -71,6 +76,54 @@ TEST(CheckedContinuation, MovesAResultThatCannotBeCopied) {
   EXPECT_EQ(*syncWait(withCheckedContinuation<std::unique_ptr<int>>(
                 [](auto continuation) { continuation.resume(std::make_unique<int>(4)); })),
             4);
+}
+
+// A value that cannot be made of a negative number.
+struct Fragile {
+  explicit Fragile(int number) : number(number) {
+    if (number < 0) throw std::runtime_error("a negative number");
+  }
+  int number;
+};
+
+TEST(CheckedContinuation, ValueThatThrowsLeavesTheHandleUnresumed) {
+  const Fragile value = syncWait(withCheckedContinuation<Fragile>([](CheckedContinuation<Fragile> continuation) {
+    EXPECT_THROW(continuation.resume(-1), std::runtime_error);
+    EXPECT_THROW(continuation.resume(-2), std::runtime_error);
+    continuation.resume(3);
+  }));
+  EXPECT_EQ(value.number, 3);
+}
+
+TEST(CheckedContinuation, ValueThatThrowsMayBeReplacedByItsError) {
+  EXPECT_THROW(syncWait(withCheckedContinuation<Fragile>([](CheckedContinuation<Fragile> continuation) {
+                 try {
+                   continuation.resume(-1);
+                 } catch (...) {
+                   continuation.resumeThrowing(std::current_exception());
+                 }
+               })),
+               std::runtime_error);
+}
+
+TEST(CheckedContinuation, HandleDroppedAfterAValueThatThrewIsNamedInTheLog) {
+  const auto backend = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation(backend);
+#if __has_feature(address_sanitizer)
+  const __lsan::ScopedDisabler theTaskIsLeftSuspended;
+#endif
+  const Task<> task([]() -> Async<void> {
+    co_await withCheckedContinuation<Fragile>(
+        [](const CheckedContinuation<Fragile>& continuation) {
+          EXPECT_THROW(continuation.resume(-1), std::runtime_error);
+        },
+        "nextReply");
+  });
+  MainQueue::drain();
+  EXPECT_FALSE(task.isFinished());
+  ASSERT_EQ(backend->messages().size(), 1U);
+  EXPECT_EQ(backend->messages()[0],
+            "The continuation 'nextReply' was dropped without being resumed; its task stays suspended.");
 }
 
 TEST(CheckedContinuation, ResumeRacingWithTheSuspensionLosesNothing) {
