@@ -23,12 +23,12 @@ template <typename Root, typename Value>
 class KeyPath;
 enum class NSKeyValueObservingOptions : std::uint8_t;
 
-/// An asynchronous sequence fed from outside through a continuation: what `AsyncStream`, whose failure is `Never`, and
-/// `AsyncThrowingStream` are. Use it by their names, which tell its rules.
+/// An asynchronous sequence fed from outside through a continuation. `AsyncStream`, whose failure is `Never`, and
+/// `AsyncThrowingStream` are its two names; their comments give its rules.
 ///
-/// Elements are moved, never copied, and nothing of theirs runs under a lock of the stream's. What an element's move
-/// throws goes to whom it concerns: on its way in to `yield`, then the stream is as it was; on its way out to `next()`,
-/// or, if it is dropped, to `yield`, then that element is gone.
+/// Elements are moved, never copied, and none of their code runs under a lock of the stream. An element's move may
+/// throw. On the way in the exception goes to `yield`, and the stream is unchanged. On the way out it goes to `next()`,
+/// and that element is gone; for a dropped element it goes to `yield`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -45,7 +45,7 @@ class BasicAsyncStream {
   using AsyncIterator = detail::AsyncStreamIterator<Element>;
   using Termination = StreamTermination;
 
-  /// The producer's end. Copies feed the same stream. Dropping all of them does not end it: the consumers wait on.
+  /// The producer's end. Copies feed the same stream. Destroying all of them does not end it: the consumers wait on.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -57,7 +57,7 @@ class BasicAsyncStream {
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
-    /// The same, with an error; null is none. For streams that may fail.
+    /// The same, with an error; null means no error. For streams that may fail.
     void finish(std::exception_ptr error) const
       requires(!std::same_as<Failure, Never>)
     {
@@ -68,8 +68,8 @@ class BasicAsyncStream {
     void finish(E error) const {
       end(std::make_exception_ptr(std::move(error)));
     }
-    /// Sets what is called, once, when the stream ends: synchronously on the ending thread, with no lock held. A throw
-    /// out of it stops the process. One set after the end is never called.
+    /// Sets the function that is called once when the stream ends: synchronously, on the ending thread, with no lock
+    /// held. An exception that leaves it stops the process. A handler set after the end is never called.
     void setOnTermination(std::function<void(const Termination&)> handler) const {
       storage_->setTerminationHandler(std::move(handler));
     }
@@ -110,10 +110,10 @@ class BasicAsyncStream {
     return {BasicAsyncStream(storage, [](const Continuation&) {}), Continuation(storage)};
   }
 
-  /// A stream whose elements are made on demand: each `next()` calls `produce`, in the consumer's task, until it gives
-  /// none or, in a stream that may fail, throws. Consumers that come at once call it at once. Cancelling a consumer
-  /// calls `onCancel`, once and on the cancelling thread, and ends the stream after the elements under way; a task that
-  /// is cancelled already gets the end.
+  /// A stream whose elements are made on demand: each `next()` calls `produce` in the consumer's task, until it gives
+  /// none or, in a stream that may fail, throws. Two consumers at once make two calls at once. Cancelling a consumer
+  /// calls `onCancel` once, on the cancelling thread, and ends the stream after the elements under way. A task that is
+  /// cancelled already gets the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

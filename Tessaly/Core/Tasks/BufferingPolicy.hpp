@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// What a stream does with elements that nobody waits for. A consumer that waits gets its element even if the limit is
-/// zero. A limit below zero counts as zero.
+/// The limit of a stream's buffer, and the elements that it drops. A consumer that waits gets its element even if the
+/// limit is zero. A limit below zero counts as zero.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 struct BufferingPolicy {
   enum class Kind : std::uint8_t { unbounded, oldest, newest };
 
-  /// Keeps all.
+  /// Keeps all elements.
   [[nodiscard]] static constexpr BufferingPolicy unbounded() noexcept {
     return {Kind::unbounded, std::numeric_limits<std::int64_t>::max()};
   }
@@ -36,11 +36,11 @@ struct BufferingPolicy {
 
 enum class YieldResultKind : std::uint8_t {
   enqueued,    ///< Handed to a consumer or buffered.
-  dropped,     ///< The buffer was full: one element went.
-  terminated,  ///< The stream had ended: the new element went.
+  dropped,     ///< The buffer was full: one element was dropped.
+  terminated,  ///< The stream had ended: the new element was discarded.
 };
 
-/// What became of a yielded element.
+/// The result of yielding an element.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -48,10 +48,10 @@ enum class YieldResultKind : std::uint8_t {
 template <typename Element>
 struct YieldResult {
   YieldResultKind kind;
-  /// When enqueued: how many more elements fit, which is the whole limit if a consumer took this one, and the largest
-  /// integer if the buffer is unbounded.
+  /// When enqueued: the number of further elements that fit. It is the whole limit if a consumer took this element, and
+  /// the maximum of the type if the buffer is unbounded.
   std::int64_t remaining = 0;
-  /// When dropped: the new element, or the one that it pushed out.
+  /// When dropped: the new element, or the old one that it replaced.
   std::optional<Element> element = std::nullopt;
 };
 

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Why a stream ended, as its termination handler is told.
+/// The reason why a stream ended, for its termination handler.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -19,11 +19,11 @@ namespace Tessaly::inline v1 {
 struct StreamTermination {
   enum class Kind : std::uint8_t {
     finished,   ///< By the producer.
-    cancelled,  ///< A consumer's task was cancelled, or nobody is left to consume.
+    cancelled,  ///< A consumer's task was cancelled, or the last consumer was destroyed.
   };
 
   Kind kind;
-  /// What a failing stream was finished with; null otherwise.
+  /// The error with which a failing stream was finished; null otherwise.
   std::exception_ptr error = nullptr;
 };
 

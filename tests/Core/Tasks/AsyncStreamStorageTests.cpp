@@ -102,8 +102,8 @@ TEST(AsyncStreamStorage, HandsAWaiterItsElementWhateverTheLimitAndTellsTheWholeL
       {BufferingPolicy::newest(3), "enqueued 3"},
       {BufferingPolicy::oldest(0), "enqueued 0"},
       {BufferingPolicy::newest(0), "enqueued 0"},
-      {BufferingPolicy::oldest(-2), "enqueued -2"},
-      {BufferingPolicy::newest(-2), "enqueued -2"},
+      {BufferingPolicy::oldest(-2), "enqueued 0"},
+      {BufferingPolicy::newest(-2), "enqueued 0"},
   };
   for (const auto& [policy, result] : expectations) {
     auto [stream, continuation] = AsyncStream<int>::makeStream(policy);

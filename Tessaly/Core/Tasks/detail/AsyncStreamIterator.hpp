@@ -10,11 +10,13 @@
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/AsyncSequence.hpp"
 #include "Tessaly/Core/Tasks/detail/AsyncStreamStorage.hpp"
+#include "Tessaly/Core/Tasks/detail/StreamTurn.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskAwaiters.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-/// The consuming end: shared by a stream value, its copies and their iterators. With the last of them the stream ends.
+/// The consuming end, shared by a stream value, its copies and their iterators. The stream ends with the last of them.
 template <typename Element>
 class AsyncStreamConsumer {
  public:
@@ -30,7 +32,10 @@ class AsyncStreamConsumer {
   std::shared_ptr<AsyncStreamStorage<Element>> storage_;
 };
 
-/// Waits for a stream's next element. Without a coroutine frame of its own, unless the stream unfolds.
+/// Waits for a stream's next element. It has no coroutine frame of its own unless the stream unfolds.
+///
+/// An element that is there is taken at once, but the turn of a thread that has taken many ends first: then the task
+/// goes behind the other work of its executor with the element in its hand.
 template <typename Element>
 class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAwaiter final
     : private CancellationHandler {
@@ -47,7 +52,11 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
     if (storage_.unfolds()) return false;
     if (threadState.task->isCancelled()) [[unlikely]]
       storage_.cancel();
-    return storage_.takeNext(waiter_);
+    if (!storage_.takeNext(waiter_)) return false;
+    if (!isTurnOver()) [[likely]]
+      return true;
+    hasAnswer_ = true;
+    return false;
   }
   template <std::derived_from<AsyncPromiseBase> Promise>
   std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> handle) {
@@ -55,6 +64,10 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
       unfolding_ = Storage::unfold(&storage_).release();
       unfolding_.promise().setContinuation(handle);
       return unfolding_;
+    }
+    if (hasAnswer_) {
+      YieldAwaiter().await_suspend(handle);
+      return std::noop_coroutine();
     }
     waiter_.suspension.arm(handle);
     TaskRecord& task = waiter_.suspension.task();
@@ -64,34 +77,40 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
     if (waiter_.suspension.commit()) return std::noop_coroutine();
     return handle;
   }
-  /// Throws the stream's error, or what the element's move throws: then that element is gone.
+  /// Throws the stream's error, or the exception of the element's move: then that element is gone.
   std::optional<Element> await_resume() {
     if (unfolding_ != nullptr) return unfolding_.promise().outcome().take();
-    if (waits_) waiter_.suspension.task().removeCancellationHandler(*this);
+    endWait();
     if (waiter_.element) [[likely]]
       return std::optional<Element>(std::in_place, std::move(waiter_.element->value()));
     if (waiter_.error) std::rethrow_exception(std::move(waiter_.error));
     return std::nullopt;
   }
   ~AsyncStreamNextAwaiter() {
+    endWait();  // The coroutine may be destroyed instead of resumed.
     if (unfolding_ != nullptr) unfolding_.destroy();
   }
 
  private:
+  void endWait() noexcept {
+    if (std::exchange(waits_, false)) waiter_.suspension.task().removeCancellationHandler(*this);
+  }
+
   Storage& storage_;
   typename Storage::Waiter waiter_;
   std::coroutine_handle<AsyncPromise<std::optional<Element>>> unfolding_;
+  bool hasAnswer_ = false;
   bool waits_ = false;
 };
 
-/// What both stream types' iterators are. A copy takes from the same stream.
+/// The iterator of both stream types. A copy takes from the same stream.
 template <typename Element>
 class AsyncStreamIterator {
  public:
   explicit AsyncStreamIterator(std::shared_ptr<AsyncStreamConsumer<Element>> consumer) noexcept
       : consumer_(std::move(consumer)) {}
 
-  /// The next element: a buffered one at once, else when it comes; none at the end.
+  /// The next element: a buffered one at once, otherwise when it comes; none at the end.
   AsyncStreamNextAwaiter<Element> next() { return AsyncStreamNextAwaiter<Element>(consumer_->storage()); }
   /// The same, awaited in the given isolation.
   Async<std::optional<Element>> next(Isolation isolation) { return nextIn<Element>(this, std::move(isolation)); }

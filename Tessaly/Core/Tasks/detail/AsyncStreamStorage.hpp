@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -18,12 +19,14 @@
 #include "Tessaly/Core/Tasks/detail/CarriedElement.hpp"
 #include "Tessaly/Core/Tasks/detail/GrowableRing.hpp"
 #include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Tasks/detail/StreamTurn.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskAwaiters.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-/// What a stream's continuations and iterators share: open with a buffer, open with waiting consumers, or terminal with
-/// what is left. No code of the host's runs under the lock: no handler, and nothing of an element's.
+/// The state that a stream's continuations and iterators share: open with a buffer, open with waiting consumers, or
+/// terminal with the elements that are left. No host code runs under the lock: no handler, and nothing of an element's.
 ///
 /// Thread contract: thread-safe.
 template <typename StreamElement>
@@ -41,7 +44,8 @@ class AsyncStreamStorage {
     Waiter* next = nullptr;
   };
 
-  explicit AsyncStreamStorage(BufferingPolicy policy) noexcept : policy_(policy) {}
+  explicit AsyncStreamStorage(BufferingPolicy policy) noexcept
+      : policy_{policy.kind, std::max(policy.limit, std::int64_t{0})} {}
   AsyncStreamStorage(Producer producer, std::function<void()> onCancel)
       : policy_(BufferingPolicy::unbounded()),
         unfolds_(true),
@@ -53,7 +57,7 @@ class AsyncStreamStorage {
   YieldResult<Element> yield(Element&& element) {
     CarriedElement<Element> carried(std::move(element));
     lock_.lock();
-    // A broadcast to many does only this for each, so it stays short and calls nothing.
+    // The path of a broadcast to many listeners, so it stays short and calls nothing.
     if (state_ == State::open && firstWaiter_ == nullptr && policy_.kind == BufferingPolicy::Kind::unbounded &&
         buffer_.hasRoom()) [[likely]] {
       buffer_.append(std::move(carried));
@@ -86,7 +90,7 @@ class AsyncStreamStorage {
     terminate(handler.get(), {StreamTermination::Kind::cancelled});
   }
 
-  /// Nobody can ask for elements any more.
+  /// The last consumer is gone: drops the elements that are left.
   void consumersGone() noexcept {
     cancel();
     GrowableRing<CarriedElement<Element>> left;
@@ -145,6 +149,7 @@ class AsyncStreamStorage {
     const ScopedCancellationHandler handler([storage] {
       if (storage->stopProducing() && storage->onCancel_) storage->onCancel_();
     });
+    if (isTurnOver()) co_await YieldAwaiter();
     const std::shared_ptr<Producer> producer = storage->producer();
     if (producer == nullptr) co_return std::nullopt;
     try {
@@ -158,11 +163,11 @@ class AsyncStreamStorage {
   }
 
  private:
-  /// While a termination handler runs, the stream is finishing or cancelling: terminal for whoever yields, not yet for
-  /// whoever waits. A cancelling one can still be finished, with an error.
+  /// While a termination handler runs, the stream is finishing or cancelling: terminal for a producer, not yet for a
+  /// consumer that waits. A cancelling stream can still be finished, with an error.
   enum class State : std::uint8_t { open, finishing, cancelling, terminal };
 
-  /// Gives the lock back.
+  /// Releases the lock.
   [[gnu::noinline]] YieldResult<Element> yieldLocked(CarriedElement<Element>&& carried) TESSALY_RELEASE(lock_) {
     std::optional<CarriedElement<Element>> dropped;
     YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};
@@ -207,7 +212,7 @@ class AsyncStreamStorage {
     }
   }
 
-  /// Takes from the elements that an earlier consumer moved out of the producers' way.
+  /// Takes one of the elements that an earlier consumer moved out of the producers' way.
   bool takeAhead(Waiter& waiter) noexcept {
     if (aheadCount_.load(std::memory_order_relaxed) == 0) return false;
     UnfairLock::Guard guard(aheadLock_);
@@ -220,9 +225,9 @@ class AsyncStreamStorage {
     aheadCount_.store(ahead_.count(), std::memory_order_relaxed);
   }
 
-  /// Nothing may be ahead.
+  /// Requires that no element is ahead.
   bool takeNextLocked(Waiter& waiter) noexcept TESSALY_REQUIRES(lock_) {
-    if (policy_.kind == BufferingPolicy::Kind::unbounded && buffer_.count() >= fewestMovedAhead) {
+    if (policy_.kind == BufferingPolicy::Kind::unbounded && buffer_.count() >= minimumMovedAhead) {
       UnfairLock::Guard guard(aheadLock_);
       ahead_.swap(buffer_);
       takeAheadLocked(waiter);
@@ -259,7 +264,7 @@ class AsyncStreamStorage {
     UnfairLock::Guard guard(lock_);
     return producer_;
   }
-  /// Lets go of the producer; whether there was one.
+  /// Releases the producer. False if it was released before.
   bool stopProducing() noexcept {
     std::shared_ptr<Producer> producer;
     UnfairLock::Guard guard(lock_);
@@ -267,10 +272,10 @@ class AsyncStreamStorage {
     return producer != nullptr;
   }
 
-  static constexpr std::size_t fewestMovedAhead = 16;
+  static constexpr std::size_t minimumMovedAhead = 16;
   static constexpr std::size_t cacheLine = 64;
 
-  // Read by both ends, so apart from what either writes.
+  // Read by both ends, so on another cache line than the data that either end writes.
   const BufferingPolicy policy_;
   const bool unfolds_ = false;
   std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
@@ -284,9 +289,9 @@ class AsyncStreamStorage {
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
 
-  // A consumer of an unbounded stream takes all that is buffered out of the producers' way at once, so that the two
-  // ends seldom wait for each other. What is ahead comes before what is in the buffer. It is filled with both locks
-  // held, the other one first, and only while it is empty.
+  // A consumer of an unbounded stream moves the whole buffer out of the producers' way at once, so that the two ends
+  // seldom wait for each other. The elements ahead come before those in the buffer. Only an empty `ahead_` is filled,
+  // under both locks, `lock_` first.
   alignas(cacheLine) UnfairLock aheadLock_;
   std::atomic<std::size_t> aheadCount_{0};
   GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);

@@ -11,10 +11,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// An element on its way from producer to consumer. Moving one runs no code of the element's and never throws, so that
-/// queues of them can be changed under a lock: what is more than bytes stays in a block of its own.
+/// An element on its way from producer to consumer. Moving it runs no code of the element and never throws, so queues
+/// of carried elements can change under a lock. An element that is more than bytes stays in a block of its own.
 ///
-/// A moved-from one holds nothing. Elements that are bytes cost nothing; others cost a block from the pool of coroutine
+/// After a move it holds nothing. Elements that are bytes cost nothing; others cost a block from the pool of coroutine
 /// frames.
 ///
 /// Thread contract: thread-compatible.
@@ -22,7 +22,7 @@ template <typename Element,
           bool IsBytes = std::is_trivially_copyable_v<Element> && std::is_nothrow_move_constructible_v<Element>>
 class CarriedElement {
  public:
-  /// Throws what the element's move throws.
+  /// Passes on the exception of the element's move.
   explicit CarriedElement(Element&& element) : element_(std::move(element)) {}
 
   [[nodiscard]] Element& value() noexcept { return element_; }

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The type of what a transform that returns a value, a reference or an `Async` makes of an element.
+/// The type of the value that a transform makes of an element; the transform may return a reference or an `Async`.
 template <typename Transform, typename Element>
 using TransformResult = std::remove_cvref_t<AsyncInvokeResult<Transform&, Element>>;
 
@@ -36,8 +36,8 @@ template <typename Transform, typename Element>
   }
 }
 
-/// A sequence made of a base and a transform. The stepper, made of the base's iterator and the transform, makes the
-/// elements by its `step()`; once that has given nothing or has thrown, the sequence has ended.
+/// A sequence made of a base and a transform. The stepper holds the base's iterator and the transform, and makes the
+/// elements by its `step()`. The sequence has ended once `step()` has given nothing or has thrown.
 template <AsyncSequence Base, typename Transform, typename SequenceFailure, typename Stepper>
 class TransformedSequence {
  public:
