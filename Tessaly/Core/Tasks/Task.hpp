@@ -55,6 +55,12 @@ class Task {
                     options.isolation ? std::move(*options.isolation) : Isolation::current(),
                     detail::TaskLocalCopies::ofTheCaller, std::forward<Operation>(operation))) {}
 
+  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  template <typename Result>
+  explicit Task(Async<Result>) {
+    static_assert(false, "a Task takes a function, not the Async of a call: write Task task([=] { return work(); })");
+  }
+
   /// Starts an operation that inherits nothing: priority medium, no isolation, no task-locals, unless the options say
   /// so.
   template <typename Operation>
@@ -74,6 +80,13 @@ class Task {
   /// waiter's. Cancelling the waiter neither cancels this task nor ends the wait. Any number of tasks may wait, at any
   /// time; each gets a copy, or, where `T` cannot be copied, the first takes it and the second stops the process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
+
+  /// Not this: it would not say whether the result is wanted.
+  template <typename Awaited = T>
+  [[nodiscard]] std::suspend_never operator co_await() const {
+    static_assert(false, "a Task is not awaited itself: write co_await task.value(), or task.finished() to only wait");
+    return {};
+  }
 
   /// Waits for the end, whatever it is.
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
@@ -182,6 +195,8 @@ struct TaskAccess {
 
 template <typename Operation>
 Task(Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
+template <typename Result>
+Task(Async<Result>) -> Task<Result>;
 template <typename Operation>
 Task(TaskOptions, Operation) -> Task<detail::AsyncInvokeResult<Operation&>>;
 
