@@ -3,7 +3,9 @@
 #pragma once
 
 #include <concepts>
+#include <exception>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
@@ -12,20 +14,23 @@
 
 namespace Tessaly::inline v1 {
 
-/// Shares one producer among any number of subscribers, and tells late ones what they missed.
+/// Shares one producer among any number of subscribers, and gives late ones a summary of what they missed.
 ///
 /// A subscriber receives every element that is produced after it joined. The first one starts the consumption and gets
-/// elements only; each later one first gets **one element that sums up all before it**: the initial result into which
-/// `reduce` has folded them. It may be that initial result, where nothing came yet. Each subscriber has an unbounded
-/// buffer of its own, so a slow one holds nobody up.
+/// elements only. Each later one first gets **one element that sums up all before it**: the initial result into which
+/// `reduce` has folded them. Before the first element that is the initial result itself. Each subscriber has an
+/// unbounded buffer of its own, so a slow one delays no other.
 ///
-/// Iterating the stream itself is subscribing: every iterator is a subscriber. When the producer ends, everybody's
-/// stream ends. Who joins after that gets the sum and then **waits on**; nothing ends such a stream but its consumer's
-/// cancellation or departure. A subscriber that went away stays in the list of subscribers, which costs a few words and
-/// a refused element each time.
+/// Iterating the stream itself is subscribing: every iterator is a subscriber. When the producer ends, every
+/// subscriber's stream ends. A subscriber that joins after that gets the sum and then **waits on**; only its consumer's
+/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a
+/// few words and a refused element each time.
 ///
-/// Once somebody has subscribed, the consumption goes on until the producer finishes, whoever has left. One that never
-/// does leaves a task waiting.
+/// Once it has begun, the consumption goes on until the producer finishes, even without subscribers. A producer that
+/// never finishes leaves a task waiting.
+///
+/// An element whose copy throws ends the stream of the subscriber that the copy was for; the others go on. An element
+/// whose move throws ends the consumption and every subscriber's stream. Each writes one log record.
 ///
 /// A value: copies share producer and subscribers. `reduce` is called by one thread at a time, on any thread, and must
 /// not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
@@ -48,8 +53,8 @@ class ReducedReplayAsyncStream {
   using Continuation = AsyncStream<Element>::Continuation;
   using AsyncIterator = AsyncStream<Element>::AsyncIterator;
 
-  /// Builds the producer's stream, with this policy for what nobody has consumed yet, by calling `build` once with its
-  /// continuation, before this returns. Nothing is consumed before somebody subscribes.
+  /// Builds the producer's stream, with this policy for elements not consumed yet, by calling `build` once with its
+  /// continuation before this returns. Nothing is consumed before the first subscription.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),
@@ -58,11 +63,9 @@ class ReducedReplayAsyncStream {
   /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
   [[nodiscard]] AsyncStream<Element> newStream() const {
     return AsyncStream<Element>([this](Continuation continuation) {
-      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)]() -> Async<void> {
-        co_await withIsolation(self.storage_->isolation, [&] {
-          self.storage_->subscribe(continuation, [&] {
-            detail::startBackgroundTask([self] { return consume(self.storage_, self.originalStream_); });
-          });
+      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)] {
+        return Storage::join(self.storage_, continuation, [self] {
+          detail::startBackgroundTask([self] { return consume(self.storage_, self.originalStream_); });
         });
       });
     });
@@ -73,13 +76,16 @@ class ReducedReplayAsyncStream {
 
  private:
   static Async<void> consume(std::shared_ptr<Storage> storage, AsyncStream<Element> producer) {
-    auto iterator = producer.makeAsyncIterator();
-    while (std::optional<Element> element = co_await iterator.next()) {
-      co_await withIsolation(storage->isolation, [&] { storage->consume(*element); });
+    std::exception_ptr error;
+    try {
+      auto iterator = producer.makeAsyncIterator();
+      while (std::optional<Element> element = co_await iterator.next()) {
+        co_await withIsolation(storage->isolation, [&] { storage->consume(*element); });
+      }
+    } catch (...) {
+      error = std::current_exception();
     }
-    co_await withIsolation(storage->isolation, [&] {
-      for (const Continuation& continuation : storage->continuations) continuation.finish();
-    });
+    co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
   }
 
   std::shared_ptr<Storage> storage_;

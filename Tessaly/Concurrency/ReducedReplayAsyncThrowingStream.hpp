@@ -18,11 +18,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// What `ReducedReplayAsyncStream` is, for a producer that may fail, with the final value on request.
+/// `ReducedReplayAsyncStream` for a producer that may fail, with the final value on request.
 ///
 /// The producer is a failing stream that is built here, or any asynchronous sequence. Its error ends the stream of
-/// every subscriber who had joined, and every `streamedElement()`, now and later. Who joins after the end, an error
-/// included, gets the value so far and then **waits on**.
+/// every subscriber that had joined, and every `streamedElement()`, now and later. A subscriber that joins after the
+/// end, also after an error, gets the value so far and then **waits on**.
+///
+/// An exception of an element's copy ends the one stream, or the one `streamedElement()`, that the copy was for. An
+/// exception of an element's move counts as the producer's error.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -78,14 +81,14 @@ class ReducedReplayAsyncThrowingStream {
     AsyncThrowingStream<Element> asyncStream_;
   };
 
-  /// Builds the producer's stream, with this policy for what nobody has consumed yet, by calling `build` once with its
-  /// continuation, before this returns. Nothing is consumed before somebody asks.
+  /// Builds the producer's stream, with this policy for elements not consumed yet, by calling `build` once with its
+  /// continuation before this returns. Nothing is consumed before the first request.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncThrowingStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),
                                          std::move(initialResult), std::move(reduce)) {}
 
-  /// Consumes a sequence, once, from when somebody asks.
+  /// Consumes a sequence once, from the first request on.
   template <AsyncSequence Sequence, detail::Reducer<Element> Reduce>
     requires std::convertible_to<typename Sequence::Element, Element>
   ReducedReplayAsyncThrowingStream(Sequence originalStream, Element initialResult, Reduce reduce)
@@ -97,10 +100,8 @@ class ReducedReplayAsyncThrowingStream {
   /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
   [[nodiscard]] Stream newStream() const {
     return Stream([this](Continuation continuation) {
-      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)]() -> Async<void> {
-        co_await withIsolation(self.storage_->isolation, [&] {
-          self.storage_->subscribe(continuation, [&] { detail::startBackgroundTask(self.consumeStream_); });
-        });
+      detail::startBackgroundTask([self = *this, continuation = std::move(continuation)] {
+        return Storage::join(self.storage_, continuation, [self] { detail::startBackgroundTask(self.consumeStream_); });
       });
     });
   }
@@ -109,47 +110,44 @@ class ReducedReplayAsyncThrowingStream {
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return newStream().makeAsyncIterator(); }
 
   /// Waits for the producer's end and gives the final value, or throws the producer's error. Starts the consumption if
-  /// nobody has. After the end it answers at once.
+  /// it has not begun. After the end it answers at once.
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
   /// Touched in its isolation only.
   struct Storage : detail::ReducedReplayStorage<Element, Failure> {
-    using detail::ReducedReplayStorage<Element, Failure>::ReducedReplayStorage;
+    using Base = detail::ReducedReplayStorage<Element, Failure>;
+    using Base::Base;
 
     void consume(const Element& element) {
-      detail::ReducedReplayStorage<Element, Failure>::consume(element);
-      for (const Continuation& continuation : continuationsFix) continuation.yield(element);
+      Base::consume(element);
+      Base::yieldToAll(continuationsFix, element);
     }
-    void end() {
-      for (const Continuation& continuation : this->continuations) continuation.finish();
-      for (const Continuation& continuation : continuationsFix) continuation.finish();
-      answer(nullptr);
-    }
-    /// The second list is not finished here.
-    void fail(const std::exception_ptr& error) {
-      for (const Continuation& continuation : this->continuations) continuation.finish(error);
-      answer(error);
-    }
-    /// The handles stay in the list: this runs once, and who asks later is answered at once.
-    void answer(std::exception_ptr error) {
+    /// An error does not finish the second list.
+    void end(std::exception_ptr error) {
+      this->endAll(error);
+      if (!error) {
+        for (const Continuation& continuation : continuationsFix) continuation.finish();
+      }
       didFinish = true;
       finishError = std::move(error);
+      // The handles stay in the list: this runs once, and later requests are answered at once.
       for (const auto& handle : finishContinuations) answer(handle);
     }
     void answer(const CheckedContinuation<Element>& handle) const {
-      if (finishError) {
-        handle.resumeThrowing(finishError);
-      } else {
+      if (finishError) return handle.resumeThrowing(finishError);
+      try {
         handle.resume(this->stored);
+      } catch (...) {
+        handle.resumeThrowing(std::current_exception());
       }
     }
     void addFinishContinuation(const CheckedContinuation<Element>& handle) {
-      if (didFinish) answer(handle);
       finishContinuations.push_back(handle);
+      if (didFinish) answer(handle);
     }
 
-    /// A second list of subscribers, which nobody joins.
+    /// A second list of subscribers, which none joins.
     std::vector<Continuation> continuationsFix;
     std::vector<CheckedContinuation<Element>> finishContinuations;
     std::exception_ptr finishError;
@@ -168,7 +166,7 @@ class ReducedReplayAsyncThrowingStream {
     } catch (...) {
       error = std::current_exception();
     }
-    co_await withIsolation(storage->isolation, [&] { error ? storage->fail(error) : storage->end(); });
+    co_await withIsolation(storage->isolation, [&] { storage->end(error); });
   }
 
   static Async<Element> streamedElementOf(ReducedReplayAsyncThrowingStream self) {
@@ -180,10 +178,14 @@ class ReducedReplayAsyncThrowingStream {
   }
   static Async<void> request(ReducedReplayAsyncThrowingStream self, CheckedContinuation<Element> handle) {
     Storage& storage = *self.storage_;
-    const bool nobodyStarted =
-        co_await withIsolation(storage.isolation, [&] { return storage.continuations.empty() && !storage.didStart; });
-    if (nobodyStarted) static_cast<void>(self.newStream());  // Starts the consumption; this subscriber leaves at once.
-    co_await withIsolation(storage.isolation, [&] { storage.addFinishContinuation(handle); });
+    try {
+      const bool isFirst =
+          co_await withIsolation(storage.isolation, [&] { return storage.continuations.empty() && !storage.didStart; });
+      if (isFirst) static_cast<void>(self.newStream());  // Starts the consumption; this subscriber leaves at once.
+      co_await withIsolation(storage.isolation, [&] { storage.addFinishContinuation(handle); });
+    } catch (...) {
+      handle.resumeThrowing(std::current_exception());
+    }
   }
 
   std::shared_ptr<Storage> storage_;

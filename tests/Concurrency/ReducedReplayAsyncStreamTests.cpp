@@ -12,6 +12,8 @@
 
 #include "Tessaly/Concurrency/ReducedReplayAsyncStream.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
+#include "tests/Concurrency/FragileElement.hpp"
 #include "tests/Core/Tasks/Scenarios.hpp"
 #include "tests/Core/Tasks/Streams.hpp"
 
@@ -20,6 +22,7 @@ namespace {
 
 using Tests::answerOf;
 using Tests::answersOf;
+using Tests::FragileElement;
 using Tests::holdsInEveryOrderOfSteps;
 using Tests::holdsOnManyThreads;
 using Tests::pause;
@@ -201,6 +204,79 @@ TEST(ReducedReplayAsyncStream, GoesOnWhenTheFirstSubscriberHasLeft) {
   settle();
   auto late = sum.stream.makeAsyncIterator();
   EXPECT_EQ(answersOf(late), "3 waiting");
+}
+
+// A stream of elements whose copies and moves may throw, and the log that it writes to.
+struct FragileSum {
+  FragileSum()
+      : stream(BufferingPolicy::unbounded(), FragileElement(0), FragileElement::add,
+               [&](auto built) { continuation.emplace(std::move(built)); }) {
+    SeededScheduler::install();
+  }
+  FragileSum(const FragileSum&) = delete;
+  FragileSum& operator=(const FragileSum&) = delete;
+  ~FragileSum() {
+    continuation->finish();
+    settle();
+  }
+
+  AsyncStream<FragileElement>::AsyncIterator subscribe() const {
+    auto iterator = stream.makeAsyncIterator();
+    settle();
+    return iterator;
+  }
+
+  const std::shared_ptr<RecordingLogBackend> backend = std::make_shared<RecordingLogBackend>();
+  const LogBackendInstallation installation{backend};
+  std::optional<AsyncStream<FragileElement>::Continuation> continuation;
+  ReducedReplayAsyncStream<FragileElement> stream;
+};
+
+TEST(ReducedReplayAsyncStream, CopyThatThrowsEndsItsOwnSubscriberOnly) {
+  FragileSum sum;
+  auto first = sum.subscribe();
+  auto second = sum.subscribe();
+  auto third = sum.subscribe();
+  FragileElement::copiesLeft = 2;
+  sum.continuation->yield(FragileElement(1));
+  settle();
+  sum.continuation->yield(FragileElement(2));
+  sum.continuation->finish();
+  EXPECT_EQ(answersOf(first), "1 2 end");
+  EXPECT_EQ(answersOf(second), "0 end");
+  EXPECT_EQ(answersOf(third), "0 1 2 end");
+  EXPECT_EQ(
+      sum.backend->messages(),
+      (std::vector<std::string>{"A subscriber ended early, because copying or moving an element has thrown: no copy"}));
+}
+
+TEST(ReducedReplayAsyncStream, CopyThatThrowsOnJoiningEndsThatSubscriber) {
+  FragileSum sum;
+  auto first = sum.subscribe();
+  sum.continuation->yield(FragileElement(1));
+  settle();
+  FragileElement::copiesLeft = 1;
+  auto late = sum.subscribe();
+  sum.continuation->finish();
+  EXPECT_EQ(answersOf(first), "1 end");
+  EXPECT_EQ(answersOf(late), "end");
+  EXPECT_EQ(sum.backend->messages().size(), 1U);
+}
+
+TEST(ReducedReplayAsyncStream, MoveThatThrowsEndsEverySubscriber) {
+  FragileSum sum;
+  auto first = sum.subscribe();
+  auto second = sum.subscribe();
+  sum.continuation->yield(FragileElement(1));
+  settle();
+  sum.continuation->yield(FragileElement(2));
+  FragileElement::movesLeft = 1;
+  settle();
+  EXPECT_EQ(answersOf(first), "1 end");
+  EXPECT_EQ(answersOf(second), "0 1 end");
+  EXPECT_EQ(sum.backend->messages(),
+            (std::vector<std::string>{
+                "All subscribers ended early, because copying or moving an element has thrown: no move"}));
 }
 
 TEST(ReducedReplayAsyncStream, FoldsAndDeliversOnOneExecutorAtATime) {

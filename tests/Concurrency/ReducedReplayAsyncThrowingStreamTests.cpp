@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 
 #include "Tessaly/Concurrency/ReducedReplayAsyncThrowingStream.hpp"
 #include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
+#include "tests/Concurrency/FragileElement.hpp"
 #include "tests/Core/Tasks/Scenarios.hpp"
 #include "tests/Core/Tasks/Streams.hpp"
 
@@ -19,6 +21,7 @@ namespace {
 
 using Tests::answerOf;
 using Tests::answersOf;
+using Tests::FragileElement;
 using Tests::holdsInEveryOrderOfSteps;
 using Tests::holdsOnManyThreads;
 using Tests::pause;
@@ -41,12 +44,13 @@ struct Sum {
 };
 
 // One task that asks for the final value.
+template <typename Stream = ReducedReplayAsyncThrowingStream<int>>
 class Question {
  public:
   explicit Question(const Stream& stream)
       : task_(Tests::start([answer = answer_, stream]() -> Async<void> {
           try {
-            *answer = std::to_string(co_await stream.streamedElement());
+            *answer = Tests::textOf(co_await stream.streamedElement());
           } catch (const std::exception& error) {
             *answer = std::string("error: ") + error.what();
           }
@@ -159,6 +163,69 @@ TEST(ReducedReplayAsyncThrowingStream, EveryRequestForTheFinalValueFailsWithTheP
   EXPECT_EQ(Question(sum.stream).answer(), "error: broken");
 }
 
+// A stream of elements whose copies and moves may throw.
+struct FragileSum {
+  using Stream = ReducedReplayAsyncThrowingStream<FragileElement>;
+
+  FragileSum()
+      : stream(BufferingPolicy::unbounded(), FragileElement(0), FragileElement::add,
+               [&](auto built) { continuation.emplace(std::move(built)); }) {
+    SeededScheduler::install();
+  }
+
+  Stream::AsyncIterator subscribe() const {
+    auto iterator = stream.makeAsyncIterator();
+    settle();
+    return iterator;
+  }
+
+  std::optional<Stream::Continuation> continuation;
+  Stream stream;
+};
+
+TEST(ReducedReplayAsyncThrowingStream, CopyThatThrowsEndsItsOwnSubscriberOnly) {
+  FragileSum sum;
+  auto first = sum.subscribe();
+  auto second = sum.subscribe();
+  auto third = sum.subscribe();
+  FragileElement::copiesLeft = 2;
+  sum.continuation->yield(FragileElement(1));
+  settle();
+  FragileElement::copiesLeft = 1;
+  auto late = sum.subscribe();
+  sum.continuation->yield(FragileElement(2));
+  sum.continuation->finish();
+  EXPECT_EQ(answersOf(first), "1 2 end");
+  EXPECT_EQ(answersOf(second), "0 error: no copy");
+  EXPECT_EQ(answersOf(third), "0 1 2 end");
+  EXPECT_EQ(answersOf(late), "error: no copy");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, MoveThatThrowsCountsAsTheProducersError) {
+  FragileSum sum;
+  auto first = sum.subscribe();
+  sum.continuation->yield(FragileElement(1));
+  FragileElement::movesLeft = 1;
+  settle();
+  EXPECT_EQ(answersOf(first), "error: no move");
+}
+
+TEST(ReducedReplayAsyncThrowingStream, CopyOfTheFinalValueThatThrowsFailsItsOwnRequestOnly) {
+  FragileSum sum;
+  const Question<FragileSum::Stream> first(sum.stream);
+  const Question<FragileSum::Stream> second(sum.stream);
+  EXPECT_EQ(first.answer(), "waiting");
+  sum.continuation->yield(FragileElement(7));
+  settle();
+  FragileElement::copiesLeft = 1;
+  sum.continuation->finish();
+  const std::multiset<std::string> answers{first.answer(), second.answer()};
+  EXPECT_EQ(answers, (std::multiset<std::string>{"7", "error: no copy"}));
+  FragileElement::copiesLeft = 1;
+  EXPECT_EQ(Question<FragileSum::Stream>(sum.stream).answer(), "error: no copy");
+  EXPECT_EQ(Question<FragileSum::Stream>(sum.stream).answer(), "7");
+}
+
 TEST(ReducedReplayAsyncThrowingStream, TheFinalValueOfAnEmptyProducerIsTheInitialResult) {
   Sum sum;
   sum.continuation->finish();
@@ -240,7 +307,7 @@ TEST(ReducedReplayAsyncThrowingStream, ASubscriberOrARequestMayBeCancelledAtAnyS
 
 TEST(ReducedReplayAsyncThrowingStream, APendingRequestSurvivesTheStreamValue) {
   std::optional<Continuation> continuation;
-  std::optional<Question> question;
+  std::optional<Question<>> question;
   {
     const Stream stream(BufferingPolicy::unbounded(), 0, add, [&](Continuation built) { continuation.emplace(built); });
     question.emplace(stream);

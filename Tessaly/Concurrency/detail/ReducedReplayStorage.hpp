@@ -5,9 +5,11 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Never.hpp"
 #include "Tessaly/Core/Tasks/BasicAsyncStream.hpp"
 #include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
@@ -17,8 +19,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What the copies of a reduced-replay stream and their tasks share. Everything but the isolation is only touched in
-/// it.
+/// Writes a log record: these subscribers of a reduced-replay stream that cannot fail have ended early, by this error.
+TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
+
+/// The state that the copies of a reduced-replay stream and their tasks share. All of it but the isolation is only
+/// touched in the isolation.
+///
+/// Copying an element may throw. Then the stream of the subscriber that the copy was for ends, and the others go on.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element, typename Failure>
@@ -31,33 +38,75 @@ struct ReducedReplayStorage {
   ReducedReplayStorage(const ReducedReplayStorage&) = delete;
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
-  /// Adds a subscriber: the first one, before whom nothing is consumed, by having `startConsuming` called; a later one
-  /// with the value so far as its first element. One step, so that no element falls between that value and what comes
+  /// Adds a subscriber. The first one has `startConsuming` called, and before it nothing is consumed. A later one gets
+  /// the value so far as its first element. This is one step, so no element falls between that value and the elements
   /// after it, nor between the start and the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
-    if (!std::exchange(didStart, true)) {
-      startConsuming();
-    } else {
+    if (didStart) {
       continuation.yield(stored);
+    } else {
+      startConsuming();
+      didStart = true;
     }
     continuations.push_back(continuation);
   }
 
   void consume(const Element& element) {
     callNotification("A reduce function", reduce, stored, element);
-    for (const Continuation& continuation : continuations) continuation.yield(element);
+    yieldToAll(continuations, element);
+  }
+
+  static void yieldToAll(const std::vector<Continuation>& subscribers, const Element& element) {
+    for (const Continuation& continuation : subscribers) {
+      try {
+        continuation.yield(element);
+      } catch (...) {
+        end(continuation, std::current_exception());
+      }
+    }
+  }
+
+  /// Ends every subscriber's stream, by the error if there is one.
+  void endAll(const std::exception_ptr& error) {
+    if constexpr (std::same_as<Failure, Never>) {
+      if (error) logEarlyEnd("All subscribers", error);
+      for (const Continuation& continuation : continuations) continuation.finish();
+    } else {
+      for (const Continuation& continuation : continuations) continuation.finish(error);
+    }
+  }
+
+  /// Ends one subscriber's stream by an error.
+  static void end(const Continuation& continuation, const std::exception_ptr& error) {
+    if constexpr (std::same_as<Failure, Never>) {
+      logEarlyEnd("A subscriber", error);
+      continuation.finish();
+    } else {
+      continuation.finish(error);
+    }
+  }
+
+  /// Has a subscriber join, in a task's coroutine.
+  template <typename StartConsuming>
+  static Async<void> join(std::shared_ptr<ReducedReplayStorage> storage, Continuation continuation,
+                          StartConsuming startConsuming) {
+    try {
+      co_await withIsolation(storage->isolation, [&] { storage->subscribe(continuation, startConsuming); });
+    } catch (...) {
+      end(continuation, std::current_exception());
+    }
   }
 
   const Isolation isolation = Isolation::serial();
   Reduce reduce;
   bool didStart = false;
   Element stored;
-  /// In the order in which they joined. Nobody is ever removed.
+  /// In the order in which they joined. None is ever removed.
   std::vector<Continuation> continuations;
 };
 
-/// Whether something can fold elements into a running value.
+/// A function that can fold elements into a running value.
 template <typename Reduce, typename Element>
 concept Reducer = std::invocable<Reduce&, Element&, const Element&>;
 
