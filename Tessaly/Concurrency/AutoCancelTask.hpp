@@ -13,12 +13,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// The only owner of a running task: when it goes, the task is cancelled.
+/// The only owner of a running task: its destructor cancels the task.
 ///
-/// A `Task` goes on when its handle is dropped; this one asks it to stop. Cancellation is cooperative, and the owner
-/// does not wait for the end. The task's result and error are not observed. It moves and cannot be copied.
+/// A `Task` goes on when its handle is destroyed; this handle asks it to stop. Cancellation is cooperative, and the
+/// owner does not wait for the end. So the operation must hold everything that it uses: a `catch` block, or the code
+/// after the last wait, may run long after the handle has gone. **An operation that captures `this` belongs in an
+/// `OwnedTasks`**, which runs none of its code after the object's end.
 ///
-/// Stops the process: any use after a move, but destroying and assigning.
+/// The task's result and error are not observed. The handle moves and cannot be copied.
+///
+/// Stops the process: any use after a move, except destroying and assigning.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -26,7 +30,7 @@ namespace Tessaly::inline v1 {
 ///       void show(Photo photo) {
 ///         AutoCancelTask<>([=] { return load(photo); }).store(loading_);
 ///       }
-///       std::vector<AutoCancelTask<>> loading_;  // Those that still run end with their owner.
+///       std::vector<AutoCancelTask<>> loading_;  // The last tasks are cancelled with their owner.
 ///     };
 template <typename T = void>
 class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoCancelTask {
@@ -36,7 +40,7 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}
-  /// The same at another priority; none is the caller's.
+  /// The same at another priority; without one, at the caller's.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   AutoCancelTask(std::optional<TaskPriority> priority, Operation&& operation)
@@ -59,8 +63,8 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   /// Whether cancellation has been requested.
   [[nodiscard]] bool isCancelled() const noexcept { return task().isCancelled(); }
 
-  /// Gives the task up to a collection, which cancels all of its tasks when it is emptied or destroyed. This handle is
-  /// moved from then.
+  /// Moves the task into a collection, which cancels all of its tasks when it is emptied or destroyed. This handle is
+  /// then moved from.
   void store(std::vector<AutoCancelTask>& tasks) {
     static_cast<void>(task());
     tasks.push_back(std::move(*this));
@@ -73,7 +77,7 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
     return *task_;
   }
 
-  /// None once it was moved from.
+  /// Empty after a move.
   std::optional<Task<T>> task_;
 };
 

@@ -9,6 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+class TaskRecord;
+}
+
 /// A piece of work that an executor can queue without allocating: it carries its own links.
 ///
 /// A job is in at most one queue at a time. It must stay alive until its function is called, which may destroy it.
@@ -56,6 +60,8 @@ class Job {
   void setPriority(TaskPriority priority) noexcept { priority_.store(priority, std::memory_order_relaxed); }
 
  private:
+  friend class detail::TaskRecord;
+
   Function function_;
   std::atomic<TaskPriority> priority_;
 };
@@ -119,6 +125,9 @@ class TESSALY_EXPORT Executor {
   /// Called after a job's priority was raised. The job may wait here, run, or be elsewhere. The caller keeps the job
   /// and the executor alive.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
+
+  /// The executor that gives this one its turns; itself if no other does.
+  [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
   /// Counted by executors that can end; others live as long as the process.
   virtual void retain() noexcept {}

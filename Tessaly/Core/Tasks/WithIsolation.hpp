@@ -20,7 +20,7 @@ namespace detail {
 /// the executor over, otherwise through its queue.
 class Hop {
  public:
-  explicit Hop(Executor* target) noexcept : target_(target) {}
+  explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}
 
   bool await_ready() const noexcept { return threadState.task->executor() == target_; }
   template <std::derived_from<AsyncPromiseBase> Promise>

@@ -11,7 +11,7 @@ class Thumbnails {
   void show(Photo photo) {
     AutoCancelTask<>([=] { return load(photo); }).store(loading_);
   }
-  std::vector<AutoCancelTask<>> loading_;  // Those that still run end with their owner.
+  std::vector<AutoCancelTask<>> loading_;  // The last tasks are cancelled with their owner.
 };
 // clang-format on
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <concepts>
+#include <utility>
 
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
@@ -43,9 +44,12 @@ class SleepAwaiter {
     return suspension_.commit();
   }
   void await_resume() {
-    if (waits_) task_.removeCancellationHandler(handler_);
+    endWait();
     if (isCancelled_) throw CancellationError();
   }
+  ~SleepAwaiter() { endWait(); }  // The coroutine may be destroyed instead of resumed.
+  SleepAwaiter(const SleepAwaiter&) = delete;
+  SleepAwaiter& operator=(const SleepAwaiter&) = delete;
 
  private:
   struct Timer final : ClockTimer {
@@ -63,6 +67,9 @@ class SleepAwaiter {
     SleepAwaiter& awaiter;
   };
 
+  void endWait() noexcept {
+    if (std::exchange(waits_, false)) task_.removeCancellationHandler(handler_);
+  }
   void cancel() noexcept {
     if (!clock_.remove(timer_)) return;
     isCancelled_ = true;

@@ -19,6 +19,21 @@ void TaskGroupCore::List::remove(TaskGroupLink& link) noexcept {
   (link.next != nullptr ? link.next->previous : last) = link.previous;
 }
 
+TaskGroupCore::~TaskGroupCore() {
+  while (TaskGroupLink* link = ended_.first) {
+    ended_.remove(*link);
+    link->record->release();
+  }
+}
+
+bool TaskGroupCore::waitForChildren(Suspension& suspension) noexcept {
+  UnfairLock::Guard guard(lock_);
+  if (running_.first == nullptr) return false;
+  waitsForAll_ = true;
+  waiting_ = &suspension;
+  return true;
+}
+
 void TaskGroupCore::add(TaskGroupLink& child) noexcept {
   bool isCancelled = false;
   TaskPriority lowest{};
@@ -38,7 +53,7 @@ void TaskGroupCore::childCompleted(TaskGroupLink& child) noexcept {
     UnfairLock::Guard guard(lock_);
     running_.remove(child);
     ended_.append(child);
-    waiting = std::exchange(waiting_, nullptr);
+    if (!waitsForAll_ || running_.first == nullptr) waiting = std::exchange(waiting_, nullptr);
   }
   if (waiting != nullptr) waiting->resume();
 }

@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -28,6 +29,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   TaskGroupCore() = default;
   TaskGroupCore(const TaskGroupCore&) = delete;
   TaskGroupCore& operator=(const TaskGroupCore&) = delete;
+  /// Once no child is running. Releases the children that were not taken.
+  ~TaskGroupCore();
 
   /// Adds a child that is about to start; takes the caller's reference over.
   void add(TaskGroupLink& child) noexcept;
@@ -37,6 +40,9 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool isCancelled() noexcept;
   /// Whether no child is running or waiting to be taken.
   [[nodiscard]] bool isEmpty() noexcept;
+  /// False if no child is running. Otherwise the suspension, that of the only task that waits, is resumed once the last
+  /// running child has ended.
+  [[nodiscard]] bool waitForChildren(Suspension& suspension) noexcept;
   /// Marks the running children, and those added later, as cancelled. Adds the marked ones to the list, the first one
   /// last.
   void markCancelled(TaskList& cancelled) noexcept;
@@ -87,6 +93,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// From the beginning of a wait until the waiting task has taken its answer.
   bool isAwaited_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
+  bool waitsForAll_ TESSALY_GUARDED_BY(lock_) = false;
   /// No child is below this priority. It rises with the waiting parent, so a wait looks at the children only then.
   TaskPriority lowest_ TESSALY_GUARDED_BY(lock_){};
 };
@@ -100,14 +107,29 @@ class TaskGroupCancellation final : public CancellationHandler {
           static_cast<TaskGroupCancellation&>(handler).group_.markCancelled(further);
         }),
         group_(group.core_),
-        task_(*threadState.task) {
+        task_(*threadState.task),
+        outer_(std::exchange(task_.groupScope, this)) {
     if (!task_.addCancellationHandler(*this)) group_.cancelAll();
   }
-  ~TaskGroupCancellation() { task_.removeCancellationHandler(*this); }
+  ~TaskGroupCancellation() {
+    task_.groupScope = outer_;
+    task_.removeCancellationHandler(*this);
+  }
+
+  /// The scope of the next outer group that the task is in.
+  [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
+  /// Suspends the current task, at the point where it is suspended already, until no child is running. False if none
+  /// is.
+  [[nodiscard]] bool waitForChildren(std::coroutine_handle<> resumePoint) noexcept {
+    childrenEnded_.arm(resumePoint);
+    return group_.waitForChildren(childrenEnded_) && childrenEnded_.commit();
+  }
 
  private:
   TaskGroupCore& group_;
   TaskRecord& task_;
+  TaskGroupCancellation* const outer_;
+  Suspension childrenEnded_;
 };
 
 }  // namespace Tessaly::inline v1::detail

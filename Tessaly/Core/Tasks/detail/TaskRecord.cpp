@@ -6,6 +6,8 @@
 
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Tasks/detail/JobScope.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -32,6 +34,24 @@ void TaskRecord::runTask(Job& job) noexcept {
   // current while it completes: destructors of the host's values run then.
   state.task = nullptr;
   if (TaskRecord* completed = std::exchange(state.completed, nullptr); completed != nullptr) completed->complete();
+}
+
+TaskRecord* TaskRecord::of(Job& job) noexcept {
+  return job.function_ == &runTask ? static_cast<TaskRecord*>(&job) : nullptr;
+}
+
+void TaskRecord::discard() noexcept {
+  const JobScope scope(threadState.executor);
+  threadState.task = this;
+  setAwaited(nullptr, nullptr);
+  if (!waitForGroupChildren()) complete();
+}
+
+bool TaskRecord::waitForGroupChildren() noexcept {
+  for (auto* scope = groupScope; scope != nullptr; scope = scope->outer()) {
+    if (scope->waitForChildren(resumePoint_)) return true;
+  }
+  return false;
 }
 
 void TaskRecord::complete() noexcept {

@@ -20,6 +20,7 @@
 namespace Tessaly::inline v1::detail {
 
 class TaskRecord;
+class TaskGroupCancellation;
 template <typename Record>
 class TaskReference;
 using TaskList = std::vector<TaskReference<TaskRecord>>;
@@ -185,6 +186,19 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   void setResumePoint(std::coroutine_handle<> handle) noexcept { resumePoint_ = handle; }
 
+  /// The task that a job is; null for a job of another kind.
+  [[nodiscard]] static TaskRecord* of(Job& job) noexcept;
+  /// Ends the task, whose turn it is, without running more of it, once its group children have ended: destroys its
+  /// coroutines, and gives the tasks that await it a `CancellationError`. An executor calls it in place of `job.run()`.
+  void discard() noexcept;
+  /// The executor by which the task goes to a target: its owner's, if that takes its turns from the target.
+  [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
+    Executor* const own = isolation_.executor();
+    return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
+  }
+  /// The scope of the innermost group that the task is in. By the task itself only.
+  TaskGroupCancellation* groupScope = nullptr;
+
   /// The innermost task-local binding.
   TaskLocalBinding* bindings = nullptr;
 
@@ -212,6 +226,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
   void complete() noexcept;
+  /// Whether the task's turn comes again once its group children have ended.
+  bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
     (handler.previous_ != nullptr ? handler.previous_->next_ : handlers_) = handler.next_;

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
@@ -71,6 +72,7 @@ class ClosureTask : public Base {
       std::exchange(root_, nullptr).destroy();
     }
     closure_.reset();
+    if (this->outcome_.isPending()) this->outcome_.setError(std::make_exception_ptr(CancellationError()));
   }
 
  private:

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Concurrency
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Concurrency/detail/RunningTasks.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+class OwnerExecutor;
+}
+
+/// The tasks of one object, such as a window or a model: a member of it, whose destructor ends them.
+///
+/// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
+/// then on no statement of theirs runs in that isolation: not the code after the last wait, and no `catch` block. Their
+/// local variables are destroyed, so clean up in destructors. Make this the last member, so that it ends first.
+///
+/// The destructor does the following with a task:
+/// - A task that has not started does not start. A task whose wait ends with its cancellation, as a sleep or a stream's
+///   `next()` does, is destroyed in the destructor: its local variables and its closure still find the object.
+/// - A task that is elsewhere at that moment, on the pool, on a blocking thread or in another isolation, goes on there
+///   and sees that it is cancelled. It must hold what it uses there. When it comes back to the object's isolation, its
+///   variables and its closure are destroyed there, after the children of its task groups have ended. Such a variable's
+///   destructor must not use the object. The same holds for a task that waits for another task or for a continuation.
+/// - A task that destroys the object itself goes on to its next wait, as after `delete this`.
+///
+/// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. A task that
+/// names an isolation does not belong to the object. Whoever awaits an ended task gets a `CancellationError`.
+///
+/// See `TaskScope` for a scope that waits for its tasks, `AutoCancelTask` for a handle that only cancels its task. The
+/// nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
+///
+/// Stops the process: making it without an isolation; destroying it, adding to it or ending it in another isolation.
+///
+/// Thread contract: thread-compatible; used in its isolation only. Adding a task costs as much as a `Task`.
+///
+///     class Preview {
+///      public:
+///       void show(Document document) {
+///         tasks_.add([this, document]() -> Async<void> {
+///           picture_ = co_await drawn(document);
+///           update();
+///         });
+///       }
+///
+///      private:
+///       Picture picture_;
+///       OwnedTasks tasks_;
+///     };
+class OwnedTasks {
+ public:
+  /// Makes it for an isolation, by default the caller's: on the main thread, the main queue's.
+  TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
+  OwnedTasks(const OwnedTasks&) = delete;
+  OwnedTasks& operator=(const OwnedTasks&) = delete;
+  /// Ends the tasks.
+  TESSALY_EXPORT ~OwnedTasks();
+
+  /// Starts a task in the object's isolation, at the caller's priority. The operation gives no result: its result is
+  /// what it does to the object. An exception that leaves it goes to those who await the handle, if there are any.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  Task<> add(Operation&& operation) {
+    return add(Task<>::currentPriority(), std::forward<Operation>(operation));
+  }
+  /// The same at another priority.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  Task<> add(TaskPriority priority, Operation&& operation) {
+    static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
+                  "a task of OwnedTasks gives no result: let it change its owner, or use a Task");
+    const TaskOptions options{.priority = priority, .isolation = isolation()};
+    detail::makeRoomForTask(tasks_);
+    return tasks_.emplace_back(options, std::forward<Operation>(operation));
+  }
+
+  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  template <typename Result>
+  void add(Async<Result>) {
+    detail::refuseAsync<Result>();
+  }
+
+  /// Does now what the destructor does. Further tasks may be added.
+  TESSALY_EXPORT void end();
+
+ private:
+  [[nodiscard]] TESSALY_EXPORT Isolation isolation() const;
+  void endTasks() noexcept;
+
+  /// Of the tasks that were added since the last end.
+  detail::OwnerExecutor* executor_;
+  std::vector<Task<>> tasks_;
+};
+
+}  // namespace Tessaly::inline v1

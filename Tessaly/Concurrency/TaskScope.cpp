@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Concurrency/TaskScope.hpp"
+
+#include <atomic>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+constinit std::atomic<std::uint64_t> scopesMade{0};
+
+Async<void> endOf(std::vector<Task<>> tasks) {
+  for (const Task<>& task : tasks) co_await task.finished();
+}
+
+}  // namespace
+
+constinit const TaskLocal<std::uint64_t> detail::taskScope(0);
+
+TaskScope::TaskScope() noexcept : identifier_(scopesMade.fetch_add(1, std::memory_order_relaxed) + 1) {}
+
+TaskScope::~TaskScope() {
+  cancel();
+  wait();
+}
+
+void TaskScope::cancel() const {
+  for (const Task<>& task : tasks_) task.cancel();
+}
+
+void TaskScope::wait() const {
+  if (detail::taskScope.value() == identifier_) {
+    fatalError("A task of a TaskScope waited for its own scope, which would deadlock", "Tessaly/TaskScope", __LINE__);
+  }
+  syncWait(endOf(tasks_));
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Concurrency
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Concurrency/detail/RunningTasks.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/TaskLocal.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+/// The scope that the current task, or the task that started it, was added to; 0 for none.
+TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
+}  // namespace detail
+
+/// Tasks of ordinary code that end before their scope is left: the destructor cancels them and waits.
+///
+/// Because it waits, the tasks may use the variables that were made before the scope. It waits as `syncWait` does: on
+/// the main thread it serves the main queue meanwhile, so jobs of other parts of the program run inside the destructor;
+/// on another thread it sleeps. Cancellation is cooperative: a task that ignores it keeps the scope waiting.
+///
+/// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model takes `OwnedTasks`, which never
+/// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each.
+///
+/// Stops the process where waiting would deadlock: on a thread of the pool, in a job of a serial executor, and in a
+/// task of the scope itself.
+///
+/// Thread contract: thread-compatible. Adding a task takes one allocation more than a `Task`.
+///
+///     std::vector<std::string> titles = titlesOf(documents);
+///     TaskScope scope;
+///     scope.add([&titles] { return printSlowly(titles); });
+///     waitForEnterKey();
+///     // Here the printing is cancelled and waited for.
+class TaskScope {
+ public:
+  TESSALY_EXPORT TaskScope() noexcept;
+  TaskScope(const TaskScope&) = delete;
+  TaskScope& operator=(const TaskScope&) = delete;
+  /// Cancels the tasks and waits until all have ended.
+  TESSALY_EXPORT ~TaskScope();
+
+  /// Starts a task. The operation gives no result: it may write to variables that outlive the scope. An exception that
+  /// leaves it goes to those who await the handle, if there are any.
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  Task<> add(Operation&& operation) {
+    return add(TaskOptions{}, std::forward<Operation>(operation));
+  }
+  template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
+  Task<> add(TaskOptions options, Operation&& operation) {
+    static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
+                  "a task of a TaskScope gives no result: let it write to a variable made before the scope");
+    detail::makeRoomForTask(tasks_);
+    return detail::taskScope.withValue(
+        identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
+  }
+
+  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  template <typename Result>
+  void add(Async<Result>) {
+    detail::refuseAsync<Result>();
+  }
+
+  /// Cancels the tasks that were added so far.
+  TESSALY_EXPORT void cancel() const;
+  /// Waits until the tasks that were added so far have ended.
+  TESSALY_EXPORT void wait() const;
+
+ private:
+  const std::uint64_t identifier_;
+  std::vector<Task<>> tasks_;
+};
+
+}  // namespace Tessaly::inline v1

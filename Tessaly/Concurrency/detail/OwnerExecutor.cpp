@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Concurrency/detail/OwnerExecutor.hpp"
+
+#include <utility>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
+#include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+Isolation baseOf(const Isolation& isolation) {
+  if (isolation.executor() == nullptr) {
+    fatalError(
+        "OwnedTasks needs an isolation, such as Isolation::main(): without one its tasks would run beside their "
+        "owner's destructor",
+        "Tessaly/OwnedTasks", __LINE__);
+  }
+  return Isolation(isolation.executor()->base());
+}
+
+void discard(Job& job) noexcept {
+  if (TaskRecord* task = TaskRecord::of(job)) {
+    task->discard();
+  } else {
+    job.run();  // A job that the host made: it is no code of the owner's tasks.
+  }
+}
+
+}  // namespace
+
+OwnerExecutor::Turn::Turn(OwnerExecutor& executor) noexcept
+    : Job([](Job& job) noexcept { static_cast<Turn&>(job).owner.takeTurn(); }), owner(executor) {}
+
+OwnerExecutor::OwnerExecutor(const Isolation& isolation) : isolation_(baseOf(isolation)), turn_(*this) {}
+
+void OwnerExecutor::release() noexcept {
+  if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+void OwnerExecutor::enqueue(Job& job) noexcept {
+  const TaskPriority priority = job.priority();
+  bool isRaised = false;
+  {
+    UnfairLock::Guard guard(lock_);
+    jobs_.append(job);
+    const bool wasQueued = std::exchange(isQueued_, true);
+    if (!wasQueued) {
+      turn_.startAt(priority);
+    } else if (!(isRaised = turn_.raisePriority(priority))) {
+      return;
+    }
+    // For the turn, or for the call below: the job may end elsewhere as soon as the lock is released.
+    retain();
+  }
+  if (!isRaised) {
+    base().enqueue(turn_);
+  } else {
+    base().escalate(turn_);
+    release();
+  }
+}
+
+void OwnerExecutor::escalate(Job& job) noexcept {
+  if (turn_.raisePriority(job.priority())) base().escalate(turn_);
+}
+
+bool OwnerExecutor::isCurrent() const noexcept {
+  const Isolation current = Isolation::current();
+  return current.executor() != nullptr && &current.executor()->base() == isolation_.executor();
+}
+
+void OwnerExecutor::end() noexcept {
+  for (;;) {
+    Job* job = nullptr;
+    {
+      UnfairLock::Guard guard(lock_);
+      hasEnded_ = true;
+      job = jobs_.popFirst();
+    }
+    if (job == nullptr) return;
+    discard(*job);
+  }
+}
+
+// The next turn is queued before the job runs: the job may leave the isolation, whose next turns need not wait for it.
+void OwnerExecutor::takeTurn() noexcept {
+  Job* job = nullptr;
+  bool isQueued = false;
+  bool hasEnded = false;
+  {
+    UnfairLock::Guard guard(lock_);
+    job = jobs_.popFirst();
+    isQueued = isQueued_ = !jobs_.isEmpty();
+    hasEnded = hasEnded_;
+  }
+  if (isQueued) {
+    retain();
+    base().enqueue(turn_);
+  }
+  if (job != nullptr) hasEnded ? discard(*job) : job->run();
+  release();
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. From the owner's end
+/// on it discards a task instead of running it.
+///
+/// It is reference-counted: every task that may come back to it holds a reference.
+///
+/// Thread contract: thread-safe.
+class OwnerExecutor final : public Executor {
+ public:
+  /// In an isolation that has an executor. For that of another owner's tasks, it takes the other owner's isolation.
+  explicit OwnerExecutor(const Isolation& isolation);
+
+  void enqueue(Job& job) noexcept override;
+  void escalate(Job& job) noexcept override;
+  [[nodiscard]] Executor& base() noexcept override { return *isolation_.executor(); }
+  void retain() noexcept override { references_.fetch_add(1, std::memory_order_relaxed); }
+  void release() noexcept override;
+
+  /// Whether the caller runs in the owner's isolation.
+  [[nodiscard]] bool isCurrent() const noexcept;
+  /// Discards the tasks whose turn has come, and from now on every other one at its turn. In the owner's isolation.
+  void end() noexcept;
+
+ private:
+  ~OwnerExecutor() override = default;
+
+  /// The one job by which this executor waits in the queue of the owner's isolation. A turn runs one task.
+  struct Turn final : Job {
+    explicit Turn(OwnerExecutor& owner) noexcept;
+    void startAt(TaskPriority priority) noexcept { setPriority(priority); }
+    OwnerExecutor& owner;
+  };
+
+  void takeTurn() noexcept;
+
+  const Isolation isolation_;
+  UnfairLock lock_;
+  JobList jobs_ TESSALY_GUARDED_BY(lock_);
+  /// Whether the turn is queued, which takes a reference.
+  bool isQueued_ TESSALY_GUARDED_BY(lock_) = false;
+  bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
+  Turn turn_;
+  std::atomic<std::uint32_t> references_{1};
+};
+
+}  // namespace Tessaly::inline v1::detail
