@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <memory>
-#include <vector>
 
 #include "Tessaly/Concurrency/AsyncSequence+Extensions.hpp"
 #include "Tessaly/Concurrency/AsyncStreams.hpp"
-#include "Tessaly/Concurrency/AutoCancelTask.hpp"
 #include "Tessaly/Concurrency/ReducedReplayAsyncStream.hpp"
 
 namespace Tessaly::StreamsPage {
@@ -15,11 +13,9 @@ struct Sales {
 struct Shop {
   void onSale(AsyncStream<Sales>::Continuation continuation) const;
 };
-struct Document {};
 void showTotal(const Sales& total);
 void addToTotal(const Sales& sale);
 void show(double temperature);
-Async<void> draw(Document document);
 
 // clang-format off
 ReducedReplayAsyncStream<Sales> salesOf(Shop shop) {
@@ -38,17 +34,6 @@ Async<void> follow(ReducedReplayAsyncStream<Sales> sales) {
 Async<void> showFirstTemperatures(std::shared_ptr<AsyncStreams<double>> temperatures) {
   for (double temperature : co_await collect(temperatures->stream(), 3)) show(temperature);
 }
-
-class Preview {
- public:
-  void show(Document document) {
-    tasks_.clear();  // Cancels what was being drawn.
-    AutoCancelTask<>([document] { return draw(document); }).store(tasks_);
-  }
-
- private:
-  std::vector<AutoCancelTask<>> tasks_;
-};
 // clang-format on
 
 }  // namespace Tessaly::StreamsPage
