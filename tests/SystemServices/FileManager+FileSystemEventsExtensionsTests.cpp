@@ -30,6 +30,7 @@
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/Pause.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
@@ -119,7 +120,7 @@ TEST_F(FileManagerFileSystemEvents, AnEventCountsIfItHoldsTheWriteKindAmongOther
     co_await until([&] { return scripted->activeSources() == 1; });
     scripted->fire(FileSystemEvent::extend | FileSystemEvent::attrib);
     scripted->fire(FileSystemEvent::delete_);
-    for (int turn = 0; turn < 1000; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(1000);
     EXPECT_FALSE(next.isFinished());
     EXPECT_EQ(scripted->activeSources(), 1);
     scripted->fire(FileSystemEvent::write | FileSystemEvent::extend);
@@ -139,7 +140,7 @@ TEST_F(FileManagerFileSystemEvents, AReplacementIsNoWriteButThePendingElementMov
       replace("a", "two");
     }
     co_await until([&] { return scripted->accessesBegun() == repetitions(20) && scripted->activeSources() == 1; });
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_FALSE(next.isFinished());
     EXPECT_EQ(scripted->accessesEnded(), repetitions(20) - 1);
     EXPECT_EQ(openInFolder(), 1);
@@ -161,7 +162,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatIsRemovedWhileAnElementIsPendingIsF
     co_await until([&] { return openInFolder() == 1; });
     std::filesystem::remove(path("folder/a"));
     std::filesystem::rename(path("folder"), path("away"));
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_FALSE(next.isFinished());
     std::filesystem::create_directory(path("folder"));
     // A write before the new file is watched is missed, so the writer goes on until it was heard.
@@ -182,7 +183,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatWasMovedAwayIsStillHeardUntilAnothe
     });
     co_await until([&] { return scripted->activeSources() == 1; });
     std::filesystem::rename(path("a"), path("b"));
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_EQ(scripted->accessesEnded(), 0);
     scripted->fire(FileSystemEvent::write);
     co_await next.value();
@@ -206,7 +207,7 @@ TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
     co_await until([&] { return clock.timerCount() == 1; });
     EXPECT_EQ(scripted->existenceChecks(), 1);
     clock.advance(std::chrono::milliseconds(2499));
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_EQ(scripted->existenceChecks(), 1);
     isThere = true;
     clock.advance(std::chrono::milliseconds(1));
@@ -228,7 +229,7 @@ TEST_F(FileManagerFileSystemEvents, IntervalsThatAreNoneAreAMillisecondAndEndles
     });
     co_await until([&] { return clock.timerCount() == 1; });
     clock.advance(expected - std::chrono::nanoseconds(1));
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_EQ(scripted->existenceChecks(), before + 1) << interval;
     clock.advance(std::chrono::nanoseconds(1));
     co_await until([&] { return scripted->existenceChecks() == before + 2 && clock.timerCount() == 1; });
@@ -668,7 +669,7 @@ TEST_F(FileManagerFileSystemEvents, AChangeOfAttributesIsNoChange) {
     std::filesystem::create_hard_link(path("a"), path("b"));
     put("unrelated", "");
     Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::contents); });
-    for (int turn = 0; turn < 1000; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(1000);
     EXPECT_FALSE(next.isFinished());
     put("b", "written under its other name");
     co_await next.value();
@@ -702,7 +703,7 @@ TEST_F(FileManagerFileSystemEvents, ChangesOfAFileInFoldersThatAreNotThereYet) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("x/y/a")).makeAsyncIterator();
     Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::returned); });
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     std::filesystem::create_directories(path("x/y"));
     put("x/y/a", "1");
     co_await next.value();
@@ -750,7 +751,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeReadIsLookedAtEverySecond) 
     Task<> written = next(FileChange::contents);
     co_await until([&] { return clock.timerCount() == 1; });
     std::ofstream(path("a"), std::ios::app) << "written though it cannot be read";
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     EXPECT_FALSE(written.isFinished());
     clock.advance(std::chrono::seconds(1));
     co_await written.value();
@@ -770,7 +771,7 @@ TEST_F(FileManagerFileSystemEvents, CancellingEndsTheChanges) {
       EXPECT_FALSE(co_await changes.next());
       EXPECT_FALSE(co_await changes.next());
     });
-    for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+    co_await Tests::pause(100);
     follow.cancel();
     co_await follow.value();
   });

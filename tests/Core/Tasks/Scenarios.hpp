@@ -11,6 +11,7 @@
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
+#include "tests/Support/Pause.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 // Scenarios of several tasks in which something must hold in every order of their steps. Each runs under the seeded
@@ -48,11 +49,6 @@ class Tasks {
   std::mt19937_64 random_;
   std::vector<Task<>> all_;
 };
-
-/// Goes to the back of the queue so many times.
-inline Async<void> pause(int times) {
-  for (int i = 0; i < times; ++i) co_await Task<>::yield();
-}
 
 /// What must hold, with the tasks that it adds and the numbers that it draws.
 using Scenario = void (*)(Tasks&);

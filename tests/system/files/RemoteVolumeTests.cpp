@@ -16,6 +16,7 @@
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "tests/Support/MemoryVolume.hpp"
+#include "tests/Support/Pause.hpp"
 #include "tests/Support/Process.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
@@ -62,7 +63,7 @@ TEST_F(RemoteVolume, IsLookedAtEverySecond) {
           [&]() -> Async<std::optional<FileChange>> { co_return co_await changes.next(); });
       while (clock_.timerCount() == 0) co_await Task<>::yield();
       act();
-      for (int turn = 0; turn < 100; ++turn) co_await Task<>::yield();
+      co_await Tests::pause(100);
       EXPECT_FALSE(next.isFinished());
       clock_.advance(std::chrono::seconds(1));
       co_return (co_await next.value()).value();
