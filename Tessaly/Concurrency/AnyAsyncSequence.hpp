@@ -10,20 +10,19 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `AnyAsyncSequence`. A host says so for a type of its own by specialising it.
+/// Whether a type adopts `AnyAsyncSequence`. A host specialises it for a type of its own.
 template <typename Sequence>
 inline constexpr bool adoptsAnyAsyncSequence = false;
 
-/// An asynchronous sequence named by its element, for signatures that do not say what the sequence is made of. Nothing
-/// is asked for beyond `AsyncSequence` but that the type adopts it; `eraseToAnyAsyncSequence` makes one of any
-/// sequence.
+/// An asynchronous sequence named by its element, for signatures that hide how the sequence is made. The type must be
+/// an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` makes such a sequence of any other.
 ///
 ///     void follow(AnyAsyncSequence<Song> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element>
 concept AnyAsyncSequence =
     AsyncSequence<Sequence> && adoptsAnyAsyncSequence<Sequence> && std::same_as<typename Sequence::Element, Element>;
 
-/// A sequence that adopts `AnyAsyncSequence` for the one that it wraps.
+/// A wrapper that adopts `AnyAsyncSequence` for the sequence in it.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -46,7 +45,7 @@ class AnyAsyncSequence_ {
 template <typename Base>
 inline constexpr bool adoptsAnyAsyncSequence<AnyAsyncSequence_<Base>> = true;
 
-/// Wraps a sequence so that only its element shows.
+/// Wraps a sequence, so that its type shows only the element.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

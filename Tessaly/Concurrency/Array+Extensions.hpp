@@ -32,7 +32,7 @@ template <std::copyable Element>
   return unique;
 }
 
-/// Of the elements with the same value at a key path, in a member or of a function, the first, in order. O(n).
+/// The first element for each value at a key path, in order. The key path may be a member or a function. O(n).
 ///
 /// Thread contract: thread-safe.
 ///
@@ -47,7 +47,7 @@ template <std::copyable Element, std::invocable<const Element&> KeyPath>
   return unique;
 }
 
-/// Copies of so many elements, from an address onward. Stops the process when the count is negative.
+/// Copies of `count` elements from an address onward. A negative count stops the process.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -13,14 +13,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that is computed asynchronously when it is first asked for, and remembered.
+/// A value that is computed asynchronously at its first use and then kept.
 ///
-/// Whether there is a value is looked up **when `wrappedValue()` is read**, not when the function that it gives is
-/// called. So calls of one such function, and calls that overlap, each compute; each gives the result of its own
-/// computation, and the last to end is remembered. The nearest standard facility, `std::shared_future`, computes once
+/// The value is looked up **when `wrappedValue()` is read**, not when the function that it gives is called. So two
+/// calls of one such function each compute, and so do calls that overlap. Each gives the result of its own computation,
+/// and the result of the last one to end is kept. The nearest standard facility, `std::shared_future`, computes once
 /// and starts at once.
 ///
-/// Copies share what is remembered. A value once there never goes.
+/// Copies share the kept value. It is kept for as long as any copy lives.
 ///
 /// Thread contract: thread-safe. The provider may run in several tasks at once.
 ///
@@ -30,12 +30,12 @@ namespace Tessaly::inline v1 {
 template <std::copyable Value>
 class AsyncLazy {
  public:
-  /// Takes the function that computes the value, an asynchronous or a plain one. Computes nothing yet.
+  /// Keeps the function that computes the value, an asynchronous or a plain one. Computes nothing yet.
   template <typename Provider>
     requires std::is_invocable_v<Provider&>
   explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}
 
-  /// A function that gives the value. What the provider throws passes through, and nothing is remembered.
+  /// A function that gives the value. It passes on an exception of the provider, and then keeps nothing.
   [[nodiscard]] std::function<Async<Value>()> wrappedValue() const {
     if (auto value = storage_->value()) return [value = std::move(value)] { return ready(value); };
     return [storage = storage_, provider = valueProvider_] { return compute(storage, provider); };

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Has every element seen on its way.
+/// Calls a function with every element on its way.
 template <typename Element, typename ReceiveValues>
 struct PassOn {
   ReceiveValues receiveValues;
@@ -38,7 +38,7 @@ struct Discard {
 
 }  // namespace detail
 
-/// The first element of a sequence; none if it has none. What the sequence throws passes through.
+/// The first element of a sequence; none if the sequence is empty. Passes on the sequence's exception.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>
@@ -56,7 +56,7 @@ template <AsyncSequence Sequence>
   co_return co_await iterator.next(std::move(isolation));
 }
 
-/// The same elements, each shown to a function before it is passed on. The function must not throw.
+/// The same elements. A function, which must not throw, is called with each one before it is passed on.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence, std::invocable<const typename Sequence::Element&> ReceiveValues>
@@ -64,7 +64,7 @@ template <AsyncSequence Sequence, std::invocable<const typename Sequence::Elemen
   return map(std::move(sequence), detail::PassOn<typename Sequence::Element, ReceiveValues>{std::move(receiveValues)});
 }
 
-/// As many elements, without their values: a `std::monostate` for each.
+/// A `std::monostate` for each element.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>
@@ -72,15 +72,15 @@ template <AsyncSequence Sequence>
   return map(std::move(sequence), detail::Discard());
 }
 
-/// The first `limit` elements, or all if there are fewer. **A limit below one is no limit.** The rest is not read. What
-/// the sequence throws passes through, and the elements so far are dropped.
+/// The first `limit` elements, or all if there are fewer. **A limit below one means no limit.** The rest is not read.
+/// An exception of the sequence is passed on, and the elements so far are discarded.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>
 [[nodiscard]] Async<std::vector<typename Sequence::Element>> collect(Sequence sequence, std::int64_t limit) {
-  constexpr std::int64_t mostReserved = 1'024;  // A limit may be meant as "all".
+  constexpr std::int64_t maximumReserved = 1'024;  // A limit may be meant as "all".
   std::vector<typename Sequence::Element> elements;
-  elements.reserve(static_cast<std::size_t>(std::clamp(limit, std::int64_t{0}, mostReserved)));
+  elements.reserve(static_cast<std::size_t>(std::clamp(limit, std::int64_t{0}, maximumReserved)));
   auto iterator = sequence.makeAsyncIterator();
   while (auto element = co_await iterator.next()) {
     elements.push_back(std::move(*element));

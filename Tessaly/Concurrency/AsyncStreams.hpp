@@ -17,16 +17,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// A broadcaster: delivers every value that is sent to every listener that is still listening.
+/// A broadcaster: delivers every sent value to every listener.
 ///
-/// Each listener has a stream of its own with an unbounded buffer, so a slow one holds nobody up. Nothing is
-/// remembered: a listener receives what is sent after it subscribed; see `ReducedReplayAsyncStream` for one that
-/// catches up. A listener ends by dropping its stream or by cancelling the task that consumes it, and is forgotten
-/// then.
+/// Each listener has a stream of its own with an unbounded buffer, so a slow listener delays no other. The broadcaster
+/// keeps no values: a listener receives the values that are sent after it subscribed. See `ReducedReplayAsyncStream`
+/// for listeners that catch up. A listener leaves by destroying its stream or by cancelling the task that consumes it.
 ///
-/// It is held by `std::shared_ptr`. Dropping the last reference ends every listener's stream, as `finish()` does, after
-/// which it can be used again. The nearest facilities elsewhere, Qt's signals and `boost::signals2`, call functions
-/// instead, on the sender's thread.
+/// It is held by `std::shared_ptr`. The end of the last reference ends every listener's stream, as `finish()` does;
+/// after `finish()` the broadcaster can be used again. The nearest facilities elsewhere, Qt's signals and
+/// `boost::signals2`, call functions instead, on the sender's thread.
 ///
 /// Thread contract: thread-safe. Yields and finishes run outside the lock, on a snapshot.
 ///
@@ -61,7 +60,8 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
     return stream;
   }
 
-  /// Delivers the value to every listener. About 20 ns for each, and no allocation beside those of their buffers.
+  /// Delivers the value to every listener. About 20 ns for each, and no allocation beside those of their buffers. An
+  /// exception of the value's copy goes to the caller, and the listeners that come after it miss the value.
   void send(Element value) {
     const Listeners listeners = snapshot();
     for (const Listener& listener : listeners.read()) listener.continuation.yield(value);
@@ -73,7 +73,7 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
     send(Element());
   }
 
-  /// Ends every listener's stream and forgets all listeners. Later ones can subscribe.
+  /// Ends every listener's stream and removes all listeners. Later ones can subscribe.
   void finish() {
     const Listeners listeners =
         continuations_.withLock([](Listeners& stored) { return std::exchange(stored, Listeners()); });
@@ -87,7 +87,7 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
 
   AsyncStreams() : continuations_(Listeners()) {}
 
-  /// O(1): who changes the set while a snapshot is held copies it.
+  /// O(1): a change of the set while a snapshot is held copies the set.
   Listeners snapshot() {
     return continuations_.withLock([](const Listeners& listeners) { return listeners; });
   }

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The elements of a sequence, each in a pair that tells whether it is the first. It fails as the sequence does.
+/// The elements of a sequence, each in a pair with whether it is the first. It fails as the sequence does.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,7 +21,7 @@ class FirstIdentified {
   using Element = std::pair<bool, typename Base::Element>;
   using Failure = Base::Failure;
 
-  /// Knows whether it has given an element.
+  /// An iterator that knows whether it has given an element.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -53,7 +53,7 @@ class FirstIdentified {
   Base base_;
 };
 
-/// Tells the first element from the others.
+/// Marks the first element of a sequence.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

@@ -19,14 +19,13 @@ namespace Tessaly::inline v1 {
 
 /// The results of a computation over observable properties, as an asynchronous sequence.
 ///
-/// The first element is the present result. Each further one is computed anew when it is asked for after one of the
-/// properties has changed that the computation read the last time: several changes in between make one element, and
-/// none shows values that have been overtaken. It never ends by itself and never fails. Where the consumer is
-/// cancelled, one last element comes at once.
+/// The first element is the present result. A further one comes after a change of a property that the last computation
+/// read, and is computed when it is asked for. Several changes in between make one element with the latest values. The
+/// sequence never ends by itself and never fails. A cancelled consumer gets one last element at once.
 ///
-/// The computation runs in the consuming task, whose isolation is the place for it to read from. Every iterator tracks
-/// on its own. To be called rather than to ask, use `withContinuousObservation`; for the values of one property, each
-/// of them, `observe`.
+/// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
+/// tracks on its own. For a callback instead of a sequence use `withContinuousObservation`. For every value of one
+/// property use `observe`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -39,12 +38,12 @@ class Observations {
   using Element = ElementType;
   using Failure = Never;
 
-  /// Keeps the function, which is an ordinary one: what it reads until it returns is what is followed.
+  /// Keeps the function, a plain one. The properties that it reads before it returns are followed.
   template <typename Apply>
     requires std::is_invocable_r_v<Element, Apply&>
   explicit Observations(Apply apply) : apply_(std::move(apply)) {}
 
-  /// Where a consumer stands.
+  /// A consumer's place in the sequence.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -52,7 +51,7 @@ class Observations {
   ///     std::optional<std::string> title = co_await iterator.next();
   class AsyncIterator {
    public:
-    /// The next element; never the end. The first at once, later ones after a change.
+    /// The next element, never the end. The first comes at once, later ones after a change.
     [[nodiscard]] Async<std::optional<Element>> next() {
       const std::shared_ptr<detail::ObservationsStorage> storage = storage_;
       const std::optional<Task<>> task = storage->waitingTask();

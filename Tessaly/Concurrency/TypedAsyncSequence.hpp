@@ -14,13 +14,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `TypedAsyncSequence`. A host says so for a type of its own by specialising it.
+/// Whether a type adopts `TypedAsyncSequence`. A host specialises it for a type of its own.
 template <typename Sequence>
 inline constexpr bool adoptsTypedAsyncSequence = false;
 
-/// An asynchronous sequence named by its element and its failure, for signatures that do not say what it is made of.
-/// Nothing is asked for beyond `AsyncSequence` but that the type adopts it. These do: both streams; the mapped,
-/// compact-mapped and flat-mapped sequences with their throwing forms; the notification centre's notifications.
+/// An asynchronous sequence named by its element and its failure, for signatures that hide how the sequence is made.
+/// The type must be an `AsyncSequence` and adopt this concept. These adopt it: both streams; the mapped, compact-mapped
+/// and flat-mapped sequences with their throwing forms; the notification centre's notifications.
 ///
 ///     void follow(TypedAsyncSequence<Song, Never> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element,

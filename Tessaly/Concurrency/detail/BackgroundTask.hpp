@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts work of a stream's own: at the default priority and without isolation, whoever asked for it. Nobody waits for
-/// it or cancels it.
+/// Starts work of a stream's own: at the default priority and without isolation, independent of the caller. It is never
+/// awaited or cancelled.
 template <typename Operation>
 void startBackgroundTask(Operation operation) {
   Task<>({.priority = TaskPriority::medium, .isolation = Isolation()}, std::move(operation));

@@ -8,8 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A listener of a broadcaster. It is its identifier: the continuation takes no part in equality and hash, so that any
-/// copy finds the record in a set.
+/// A listener of a broadcaster. Equality and hash use the identifier only, so any copy finds the record in a set.
 ///
 /// Thread contract: thread-compatible.
 template <typename Identifier, typename Element>

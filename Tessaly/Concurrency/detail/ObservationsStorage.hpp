@@ -15,11 +15,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What an iterator of `Observations` keeps: the task that waits for the next change, and what that is suspended on.
+/// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes it.
 ///
-/// Each tracking begins a round. The task and the change handler of a round know its number, so that neither a handler
-/// that comes late nor a task that suspends late can be taken for those of the next: a change that came before the task
-/// suspended is found in the cell, and the task goes on at once.
+/// Each tracking begins a round. The task and the change handler of a round know its number, so a late handler or a
+/// late suspension cannot end the next round. The cell keeps a change that came before the task suspended, and then the
+/// task goes on at once.
 ///
 /// Thread contract: thread-safe.
 class ObservationsStorage : public std::enable_shared_from_this<ObservationsStorage> {
@@ -35,8 +35,8 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     if (waiting.task) waiting.task->cancel();
   }
 
-  /// The task that waits for the change that the next element needs; none before the first element, and none once the
-  /// change is there.
+  /// The task that waits for the change that the next element needs. None before the first element and after the
+  /// change.
   [[nodiscard]] std::optional<Task<>> waitingTask() {
     return task_.withLock([](const Waiting& waiting) { return waiting.task; });
   }
@@ -60,7 +60,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
   }
 
  private:
-  /// The handle of the task that waits, and whether there is anything left to wait for.
+  /// The handle of the task that waits, and whether its wait is over.
   class Cell {
    public:
     Cell() = default;

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Makes elements from those of the base's of which the transform makes something.
+/// Makes elements from the base's elements that the transform does not drop.
 template <AsyncSequence Base, typename Transform>
 class CompactMapStepper {
  public:
@@ -36,7 +36,8 @@ class CompactMapStepper {
 
 }  // namespace detail
 
-/// What a transform makes of a base's elements, without those of which it makes nothing. It fails as the base does.
+/// The values that a transform makes of a base's elements; it drops an element by giving none. It fails as the base
+/// does.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -45,7 +46,7 @@ template <AsyncSequence Base, typename Transform>
 using AsyncCompactMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::CompactMapStepper<Base, Transform>>;
 
-/// The same with a transform that may throw: so may the sequence, which then has ended.
+/// The same with a transform that may throw. The sequence passes the exception on and has then ended.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Goes through the sequences that the transform makes from the base's elements, one after the other.
+/// Goes through the sequences that the transform makes from the base's elements, in order.
 template <AsyncSequence Base, typename Transform>
 class FlatMapStepper {
  public:
@@ -42,8 +42,8 @@ class FlatMapStepper {
 
 }  // namespace detail
 
-/// The elements of the sequences that a transform makes from a base's elements, one sequence after the other. It fails
-/// as the base does.
+/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. It fails as the
+/// base does.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -52,7 +52,7 @@ template <AsyncSequence Base, typename Transform>
 using AsyncFlatMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::FlatMapStepper<Base, Transform>>;
 
-/// The same with a transform, or sequences, that may throw: so may the sequence, which then has ended.
+/// The same with a transform, or sequences, that may throw. The sequence passes the exception on and has then ended.
 ///
 /// Thread contract: thread-compatible.
 ///

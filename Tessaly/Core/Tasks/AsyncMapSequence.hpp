@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Makes each element from one of the base's.
+/// Makes each element from an element of the base.
 template <AsyncSequence Base, typename Transform>
 class MapStepper {
  public:
@@ -43,7 +43,7 @@ template <AsyncSequence Base, typename Transform>
 using AsyncMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::MapStepper<Base, Transform>>;
 
-/// The same with a transform that may throw: so may the sequence, which then has ended.
+/// The same with a transform that may throw. The sequence passes the exception on and has then ended.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -25,8 +25,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// What a merge's consumer and its two child tasks share. A child fetches an element when it is asked to, and is asked
-/// when the consumer asks and it has none that was not taken.
+/// The state that a merge's consumer and its two child tasks share. A child fetches an element on demand. The demand
+/// comes when the consumer asks and the child's last element was taken.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -72,7 +72,7 @@ class MergeState {
     }
   }
 
-  /// A child's side: resumes with true once the next element is asked for, with false when there is no need any more.
+  /// A child's side: resumes with true once the next element is asked for, with false once the merge is over.
   void awaitDemand(std::size_t child, Demand demand) {
     bool isNeeded = false;
     {
@@ -125,7 +125,7 @@ class MergeState {
     }
   }
 
-  /// The consumer was cancelled or has gone: the end, at once.
+  /// The consumer was cancelled or destroyed: ends at once.
   void stop() {
     std::optional<Answer> answer;
     GrowableRing<Buffered> left;
@@ -141,7 +141,7 @@ class MergeState {
     if (answer) answer->resume(std::nullopt);
   }
 
-  /// The tasks that feed this; cancelled at once if it is over already.
+  /// Sets the tasks that feed this; cancels them at once if the merge is over already.
   void setChildren(Task<> first, Task<> second) {
     {
       UnfairLock::Guard guard(lock_);
@@ -194,7 +194,7 @@ class MergeState {
   bool isOver_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
-/// The failure of what fails as soon as one of two does.
+/// The failure of a sequence that fails as soon as one of two does.
 template <typename First, typename Second>
 using EitherFailure = std::conditional_t<std::is_same_v<First, Never> || std::is_same_v<First, Second>, Second,
                                          std::conditional_t<std::is_same_v<Second, Never>, First, std::exception_ptr>>;
@@ -219,11 +219,13 @@ class SoleConsumer {
 
 /// The elements of two sequences, in the order in which they arrive.
 ///
-/// Nothing starts before the first `next()`; then one child task for each base, without an isolation, fetches an
-/// element when the consumer asks, unless its last one was not taken yet. It ends when both have ended. At the first
-/// error the other base is cancelled; elements that had arrived come first, then the error, then the end. Cancelling
-/// the consumer, or dropping the iterator, cancels both; elements that had arrived are dropped, and a pending `next()`
-/// gives the end. Two tasks in `next()` at once stop the process.
+/// Nothing starts before the first `next()`. Then one child task for each base, without an isolation, fetches an
+/// element when the consumer asks, unless its last element was not taken yet. The sequence ends when both bases have
+/// ended.
+///
+/// At the first error the other base is cancelled. The elements that had arrived come first, then the error, then the
+/// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that had arrived are
+/// dropped, and a pending `next()` gives the end. Two tasks in `next()` at once stop the process.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -13,16 +13,17 @@
 
 namespace Tessaly::inline v1 {
 
-/// What an asynchronous sequence's iterator has: `next()`, and `next(isolation)`, which does the awaiting in the given
-/// isolation. Awaiting either gives a `std::optional<Element>`, empty at the end and ever after.
+/// The iterator of an asynchronous sequence: `next()`, and `next(isolation)`, which awaits in the given isolation.
+/// Awaiting either gives a `std::optional<Element>`, which is empty at the end and ever after.
 template <typename Iterator, typename Element>
 concept AsyncIteratorOf = requires(Iterator& iterator, Isolation isolation) {
   iterator.next();
   { iterator.next(isolation) } -> std::same_as<Async<std::optional<Element>>>;
 };
 
-/// A sequence whose next element is awaited: `Element`, `Failure` (`Never` when it cannot fail, else the type of what
-/// it throws, `std::exception_ptr` standing for any), and `makeAsyncIterator()`.
+/// A sequence whose next element is awaited. It has `Element`, `Failure` and `makeAsyncIterator()`. `Failure` is
+/// `Never` for a sequence that cannot fail, otherwise the type of its exception; `std::exception_ptr` stands for any
+/// type.
 ///
 ///     template <AsyncSequence Sequence>
 ///     Async<int> countElements(Sequence sequence) {
