@@ -54,7 +54,7 @@ TEST(TaskScope, DestructorWaitsForWorkThatIgnoresCancellation) {
         isDone = true;
       });
     });
-    scope.add([&]() -> Async<void> {
+    scope.add([&isCancelled, task]() -> Async<void> {
       while (!task.isCancelled()) co_await Task<>::yield();
       isCancelled = true;
     });
