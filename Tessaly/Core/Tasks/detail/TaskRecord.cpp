@@ -11,6 +11,12 @@
 #include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
+namespace {
+
+/// In the status: a raise, which holds the lock, takes a reference on the task's executor.
+constexpr std::uint32_t executorInUseBit = 4;
+
+}  // namespace
 
 TaskRecord::TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies)
     : Job(&runTask, priority), executor_(isolation.executor()), isolation_(std::move(isolation)) {
@@ -166,9 +172,11 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
 void TaskRecord::wasRaised(TaskList& awaited) noexcept {
   Isolation isolation;
   {
-    // While the lock is held the task can leave neither its executor nor its wait.
+    // While the lock is held the task cannot leave its wait, and with the bit set it cannot leave its executor.
     UnfairLock::Guard guard(lock_);
-    isolation = this->isolation();
+    status_.fetch_or(executorInUseBit, std::memory_order_seq_cst);
+    if (Executor* executor = executor_.load(std::memory_order_seq_cst)) isolation = Isolation(*executor);
+    status_.fetch_and(~executorInUseBit, std::memory_order_release);
     if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
     if (awaitedWork_ != nullptr) awaitedWork_->collectBelow(priority(), awaited);
   }
@@ -177,8 +185,12 @@ void TaskRecord::wasRaised(TaskList& awaited) noexcept {
 }
 
 void TaskRecord::leaveExecutorFor(Executor* executor) noexcept {
-  UnfairLock::Guard guard(lock_);
-  executor_.store(executor, std::memory_order_release);
+  // Either a raise sees the new executor, or this thread sees that the raise still takes its reference, and waits.
+  executor_.exchange(executor, std::memory_order_seq_cst);
+  if ((status_.load(std::memory_order_seq_cst) & executorInUseBit) != 0) {
+    lock_.lock();
+    lock_.unlock();
+  }
 }
 
 void TaskRecord::setAwaited(TaskRecord* task, AwaitedWork* work) noexcept {
