@@ -35,7 +35,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT DateFormatter : public Formatter {
  public:
   enum class Style : std::uint8_t { none = 0, short_ = 1, medium = 2, long_ = 3, full = 4 };
-  /// The place of the text, as far as it decides capital letters.
+  /// The place of the text, which decides its capital letters.
   enum class FormattingContext : std::uint8_t {
     unknown = 0,
     standalone = 2,

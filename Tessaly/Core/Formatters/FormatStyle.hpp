@@ -32,7 +32,7 @@ class Date::FormatStyle {
  public:
   /// The width of a number: left out, without padding, or at least two digits.
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
-  /// The width of a month, which also has names.
+  /// The width of a month. A month can also be a name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
 
   /// A style without fields.
