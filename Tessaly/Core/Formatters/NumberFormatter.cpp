@@ -34,7 +34,7 @@ icu::UnicodeString utf16(std::string_view text) {
 }
 
 /// The same number in fewer digits, because ICU's time grows with the square of their count. Absent if that is
-/// impossible. No meaningful number is absent.
+/// impossible. No realistic input is affected.
 std::optional<icu::UnicodeString> shortened(icu::UnicodeString units, std::u16string_view decimalSeparator) {
   // Enough for every double: 324 zeros after the point, and 767 digits to distinguish a tie from its neighbours.
   constexpr int mostDigits = 1'100;
