@@ -65,7 +65,8 @@ void errorWithAssert(const Logger& logger, std::string_view message, const char*
   if (!logger.log().isEnabled(OSLogType::error)) return;
   const LogLocation location{file, function, line};
   try {
-    errorPublic(logger, fmt::format("{} | File: {}, line: {}", message, file, line), location);
+    const char* const shown = file != nullptr ? file : "(null)";
+    errorPublic(logger, fmt::format("{} | File: {}, line: {}", message, shown, line), location);
   } catch (const std::bad_alloc&) {
     errorPublic(logger, message, location);
   }

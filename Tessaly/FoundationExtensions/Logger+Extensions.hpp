@@ -24,8 +24,8 @@ struct detail::MainBundleLogger {
 };
 
 // The helpers below write one record each. They never throw and never fail; when the type of the record is not enabled
-// they do nothing, and no text is made. Their last parameters stand for the caller's place and are left out. All of
-// them are thread-safe.
+// they do nothing, and no text is made. Their last parameters stand for the caller's place and are left out; a null
+// file or function is written as "(null)". All of them are thread-safe.
 
 /// Writes the message, public, as a record of type error.
 ///

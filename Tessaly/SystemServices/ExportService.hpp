@@ -43,7 +43,7 @@ using Table = std::vector<std::vector<std::string>>;
 /// The messages that this process has written to logs whose subsystem begins with the main bundle's identifier, dated
 /// later than so many seconds ago. They are collected by a task of background priority, which is cancelled with the
 /// caller; then `CancellationError` is thrown. Throws `ExportError` where the bundle has no identifier, or the log
-/// keeps no records.
+/// keeps no records. A message of more than 32 KiB was cut when it was written, and then ends with "…".
 namespace Logs {
 
 /// A line for each record: "[<date and time>][<category>] <message>". The date is as the user's locale writes it.

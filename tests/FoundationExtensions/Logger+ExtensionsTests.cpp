@@ -138,6 +138,15 @@ TEST_F(LoggerExtensionsTest, ErrorWithAssertNamesTheCallerByDefault) {
   EXPECT_EQ(record.line, static_cast<unsigned>(line));
 }
 
+TEST_F(LoggerExtensionsTest, NullPlacesAreWrittenAsNull) {
+  errorWithAssert(logger_, "m", nullptr, 1, nullptr);
+  catchError(logger_, "m", [] { throw 1; }, nullptr, nullptr, 2);
+  errorPublic(logger_, "m", {nullptr, nullptr, 3});
+  EXPECT_THAT(backend_->messages(),
+              ElementsAre("m | File: (null), line: 1", "m. <private> | Function: (null) | File: (null)", "m"));
+  for (const auto& record : backend_->records()) EXPECT_EQ(record.file, "");
+}
+
 TEST_F(LoggerExtensionsTest, CatchErrorLogsNothingWhenNothingIsThrown) {
   bool hasRun = false;
   catchError(logger_, "Saving failed", [&] { hasRun = true; });

@@ -281,6 +281,12 @@ TEST_F(ExportServiceLogsOfTheProcess, AreThoseOfTheBundlesSubsystems) {
   EXPECT_THAT(lines[2], HasSubstr("][Near] three"));
 }
 
+TEST_F(ExportServiceLogsOfTheProcess, AreExportedWithIllFormedTextReplaced) {
+  Logger("org.example.app", "Main\xFF").error("%{public}s", "\xFF");
+  const auto data = syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(60); });
+  EXPECT_THAT(std::string(data.text()), testing::EndsWith("❌ Error;Main\uFFFD;\uFFFD"));
+}
+
 TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
   Logger("org.example.app", "Main").fault("a;b");
   Logger("org.example.app", "Main").notice("c");

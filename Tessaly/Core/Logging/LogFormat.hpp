@@ -36,9 +36,8 @@ namespace detail {
 enum class LogArgumentKind : std::uint8_t { text, signedInteger, unsignedInteger, floatingPoint };
 
 template <typename Argument>
-concept LogArgumentType =
-    std::convertible_to<const Argument&, std::string_view> || std::floating_point<Argument> ||
-    (std::integral<Argument> && !std::same_as<Argument, bool> && sizeof(Argument) <= sizeof(std::uint64_t));
+concept LogArgumentType = std::convertible_to<const Argument&, std::string_view> || std::floating_point<Argument> ||
+                          (std::integral<Argument> && sizeof(Argument) <= sizeof(std::uint64_t));
 
 template <LogArgumentType Argument>
 inline constexpr LogArgumentKind logArgumentKind =
@@ -87,8 +86,9 @@ constexpr bool acceptsLogArgument(char conversion, LogArgumentKind kind) noexcep
   }
 }
 
-/// Not constant on purpose: reaching it is the compiler's error message.
+// Not constant on purpose: the name of the one that is reached is the compiler's error message.
 inline void formatOfLogRecordDoesNotFitItsArguments() {}
+inline void placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for_every_integer() {}
 
 }  // namespace detail
 
@@ -98,7 +98,8 @@ inline constexpr std::size_t maximumLogArguments = 8;
 /// The format of a record: a literal whose placeholders are checked against the arguments by the compiler, and the
 /// place of the call.
 ///
-/// Placeholders are `%s` for text, `%d` and `%x` for integers, `%f` for floating point, `%%` for a percent sign.
+/// Placeholders are `%s` for text, `%d` and `%x` for integers of any size, `%f` for floating point, `%%` for a percent
+/// sign. There are no length letters such as those of `%lu`. A `bool` takes `%d` and is written as 0 or 1.
 /// `%{public}s` and `%{private}s` say whether the argument may be shown; unmarked, a text is private and a number is
 /// public. The nearest standard facility is `std::format_string`, which knows no privacy.
 ///
@@ -123,8 +124,10 @@ class BasicLogFormat {
         hasPercentSigns_ = true;
         continue;
       }
-      if (placeholder.conversion == 0 || used == kinds.size() ||
-          !detail::acceptsLogArgument(placeholder.conversion, kinds[used])) {
+      if (placeholder.conversion == 0) {
+        detail::placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for_every_integer();
+      }
+      if (used == kinds.size() || !detail::acceptsLogArgument(placeholder.conversion, kinds[used])) {
         detail::formatOfLogRecordDoesNotFitItsArguments();
       }
       placeholders_[used++] = placeholder;

@@ -16,6 +16,7 @@
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/detail/WellFormed.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -51,10 +52,7 @@ class LimitedText {
   LimitedText(char* out, std::size_t limit) noexcept : out_(out), limit_(limit) {}
 
   void append(std::string_view text) noexcept {
-    const std::size_t count = std::min(text.size(), limit_ - length_);
-    std::copy_n(text.begin(), count, out_ + length_);
-    length_ += count;
-    wasCut_ |= count < text.size();
+    detail::forEachWellFormedPart(text, [this](std::string_view part) { appendWellFormed(part); });
   }
 
   std::size_t finish() noexcept {
@@ -67,6 +65,13 @@ class LimitedText {
   }
 
  private:
+  void appendWellFormed(std::string_view text) noexcept {
+    const std::size_t count = std::min(text.size(), limit_ - length_);
+    std::copy_n(text.begin(), count, out_ + length_);
+    length_ += count;
+    wasCut_ |= count < text.size();
+  }
+
   char* out_;
   std::size_t limit_;
   std::size_t length_ = 0;
@@ -128,8 +133,13 @@ LogRecord LogRecord::make(const OSLog& log, OSLogType type) noexcept {
 }
 
 std::size_t LogRecord::composedLengthLimit() const noexcept {
-  std::size_t length = format.size();
-  for (const auto& argument : arguments) length += std::max(argument.text.size(), redacted.size());
+  std::size_t length = 0;
+  const auto add = [&length](std::string_view part) { length += part.size(); };
+  detail::forEachWellFormedPart(format, add);
+  for (const auto& argument : arguments) {
+    length += redacted.size();
+    detail::forEachWellFormedPart(argument.text, add);
+  }
   return length;
 }
 
@@ -184,7 +194,9 @@ void detail::writeLogRecord(const OSLog& log, OSLogType type, const LogCall& cal
   record.format = call.format;
   record.arguments = {texts.data(), call.arguments.size()};
   record.placeholders = call.placeholders;
-  record.location = call.location;
+  const LogLocation& place = call.location;
+  record.location = {place.file != nullptr ? place.file : "", place.function != nullptr ? place.function : "",
+                     place.line};
   LogBackend::current().write(record);
 }
 

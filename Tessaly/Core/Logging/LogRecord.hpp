@@ -59,7 +59,8 @@ struct TESSALY_EXPORT LogRecord {
   [[nodiscard]] static LogRecord make(const OSLog& log, OSLogType type) noexcept;
 
   /// The format with its placeholders replaced: public arguments in clear, private ones by `<private>` unless the host
-  /// has `LogConfiguration::setPrivateDataShown`. Allocates.
+  /// has `LogConfiguration::setPrivateDataShown`. It is always well-formed UTF-8: U+FFFD replaces each ill-formed
+  /// sequence of the format and the arguments. Allocates.
   [[nodiscard]] std::string composedMessage() const;
   /// At least as many bytes as `compose` would write without a limit.
   [[nodiscard]] std::size_t composedLengthLimit() const noexcept;

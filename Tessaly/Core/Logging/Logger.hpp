@@ -24,6 +24,8 @@ struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.h
 /// branch, and none of its text is made. Unlike most logging libraries there is nothing to set up and no file to
 /// rotate; see `LogConfiguration` for what a host may choose. A log call never throws, never fails and keeps `errno`.
 ///
+/// The store of this process keeps at most 32 KiB of a message; a longer one is cut there and ends with "…".
+///
 /// Thread contract: thread-safe.
 ///
 ///     const Logger logger("app.identifier.Export", "Exporter");

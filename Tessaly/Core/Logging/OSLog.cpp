@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
+#include "Tessaly/Core/Logging/detail/WellFormed.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -45,6 +46,9 @@ void setProcessBit(std::uint32_t bit, LogSwitch state) noexcept {
 }  // namespace
 
 detail::LogIdentity& detail::internLog(std::string_view subsystem, std::string_view category) {
+  if (wellFormedPrefix(subsystem) < subsystem.size() || wellFormedPrefix(category) < category.size()) {
+    return internLog(wellFormed(subsystem), wellFormed(category));
+  }
   const std::size_t hash = std::hash<std::string_view>()(subsystem) * 31 + std::hash<std::string_view>()(category);
   auto& bucket = buckets[hash % buckets.size()];
   std::unique_ptr<LogIdentity> fresh;

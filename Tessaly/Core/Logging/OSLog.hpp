@@ -65,7 +65,7 @@ class OSLog {
     std::string_view rawValue_;
   };
 
-  /// The log of this pair. Allocates at the first use of the pair only.
+  /// The log of this pair. Allocates at the first use of the pair only. U+FFFD replaces ill-formed UTF-8 in the names.
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 

@@ -65,7 +65,7 @@ TEST(LogFormat, KnowsWhichTypesAreArguments) {
   static_assert(detail::LogArgumentType<int>);
   static_assert(detail::LogArgumentType<unsigned long long>);
   static_assert(detail::LogArgumentType<double>);
-  static_assert(!detail::LogArgumentType<bool>);
+  static_assert(detail::LogArgumentType<bool>);
   static_assert(!detail::LogArgumentType<void*>);
   static_assert(!detail::LogArgumentType<LogPrivacy>);
   EXPECT_EQ(detail::logArgumentKind<std::string>, detail::LogArgumentKind::text);

@@ -66,6 +66,30 @@ TEST_F(LogRecordTest, ComposesPublicArgumentsInClear) {
   EXPECT_EQ(record("100%% of %d", {{"7", LogPrivacy::public_}}).composedMessage(), "100% of 7");
 }
 
+TEST_F(LogRecordTest, ReplacesIllFormedTextInFormatsAndArguments) {
+  const auto composed = [&](std::string_view format, std::string_view argument) {
+    return record(format, {{argument, LogPrivacy::public_}}).composedMessage();
+  };
+  EXPECT_EQ(composed("%{public}s", "\xFF"), "\uFFFD");
+  EXPECT_EQ(composed("%{public}s", "a\xE2\x82z and enough to be read in words\xC3"),
+            "a\uFFFDz and enough to be read in words\uFFFD");
+  EXPECT_EQ(composed("\xF0\x9F|%{public}s|\x80", "ü"), "\uFFFD|ü|\uFFFD");
+  EXPECT_EQ(composed("%{public}s", std::string(40, '\xFF')).size(), 120u);
+}
+
+TEST_F(LogRecordTest, ACutMessageOfReplacedBytesIsMarkedAndWellFormed) {
+  const auto ill = record("%{public}s", {{"\xFF\xFF\xFF", LogPrivacy::public_}});
+  std::string out(8, '\0');
+  out.resize(ill.compose(out.data(), out.size()));
+  EXPECT_EQ(out, "\uFFFD…");
+}
+
+TEST_F(LogRecordTest, NamesOfLogsAreWellFormed) {
+  EXPECT_EQ(OSLog("a\xFF", "\x80").subsystem(), "a\uFFFD");
+  EXPECT_EQ(OSLog("a\xFF", "\x80").category(), "\uFFFD");
+  EXPECT_EQ(OSLog("a\xFF", "\x80"), OSLog("a\uFFFD", "\uFFFD"));
+}
+
 TEST_F(LogRecordTest, ComposesPrivateArgumentsAsAMark) {
   const auto secret = record("%{public}s %s!", {{"Hello", LogPrivacy::public_}, {"Alice", LogPrivacy::private_}});
   EXPECT_EQ(secret.composedMessage(), "Hello <private>!");

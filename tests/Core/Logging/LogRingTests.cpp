@@ -259,11 +259,13 @@ TEST(LogRing, AChildForkedInTheMiddleOfAWriteCanReadAndWrite) {
   writer.join();
 }
 
-// Makes the process fail while the ring's lock is held: the message cannot be read.
+// Makes the process fail while the ring's lock is held: the name of the signpost cannot be read.
 void failInsideAppend(LogRing& ring) {
   const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
   void* unreadable = ::mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  append(ring, {static_cast<const char*>(unreadable), 100});
+  LogRecord record = LogRecord::make(OSLog("subsystem", "category"), OSLogType::error);
+  record.signpost = LogSignpost{.name = {static_cast<const char*>(unreadable), 100}};
+  ring.append(record);
 }
 
 TEST(LogRingDeathTest, ItsLockIsNotObtainableForTheThreadThatHoldsIt) {

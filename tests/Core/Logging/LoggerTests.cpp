@@ -135,6 +135,11 @@ TEST(Logger, WritingToTheSystemsBackendAllocatesNothing) {
             0);
 }
 
+TEST_F(LoggerTest, WritesTruthValuesAsNumbers) {
+  logger_.error("%d %x", true, false);
+  EXPECT_EQ(onlyRecord().composedMessage, "1 0");
+}
+
 TEST(Logger, TwoThreadsHammeringOneLogLoseNothingAndMixUpNothing) {
   ASSERT_TRUE(LogConfiguration::setStoreCapacity(16 * 1024 * 1024));
   constexpr int perThread = 20'000;
