@@ -75,12 +75,12 @@ class ChunkSequence {
     template <typename End>
     void advance(const End& end) {
       if constexpr (std::sized_sentinel_for<End, Position>) {
-        const auto left = end - index_;
-        if (std::cmp_less(left, chunkSize_)) {
-          index_ += left;
-        } else {
-          index_ += static_cast<std::iter_difference_t<Position>>(chunkSize_);
-        }
+        // A range's own difference type may be no integral type, and be wider or narrower than 64 bits.
+        using Difference = std::iter_difference_t<Position>;
+        using Wider = std::conditional_t<(sizeof(Difference) > sizeof(chunkSize_)), Difference, std::int64_t>;
+        const Difference left = end - index_;
+        index_ +=
+            static_cast<Wider>(left) < static_cast<Wider>(chunkSize_) ? left : static_cast<Difference>(chunkSize_);
       } else {
         for (std::int64_t i = 0; i < chunkSize_ && index_ != end; ++i) ++index_;
       }

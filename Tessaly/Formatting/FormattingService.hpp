@@ -23,6 +23,9 @@
 /// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
 ///
 /// Thread contract: thread-safe.
+///
+/// For short names write `namespace Format = Tessaly::FormattingService;`. Beside `using namespace Tessaly;`, a `using
+/// namespace` of this one would make `Date` ambiguous.
 namespace Tessaly::inline v1::FormattingService {
 
 /// Chooses the language of dates and numbers for every later call on any thread: an identifier such as "fr" or "pt_BR".

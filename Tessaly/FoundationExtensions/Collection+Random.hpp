@@ -2,7 +2,6 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -15,6 +14,20 @@
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::Collection {
+
+namespace detail {
+
+/// So many different indexes below a count that is larger. None for a negative amount.
+template <typename Generator>
+std::unordered_set<std::int64_t> distinctIndexes(std::int64_t count, std::int64_t amount, Generator& generator) {
+  std::unordered_set<std::int64_t> indexes;
+  if (amount <= 0) return indexes;
+  std::uniform_int_distribution<std::int64_t> anyIndex(0, count - 1);
+  while (static_cast<std::int64_t>(indexes.size()) < amount) indexes.insert(anyIndex(generator));
+  return indexes;
+}
+
+}  // namespace detail
 
 /// As many elements as asked for, all different ones, chosen at random and in no particular order; every choice is as
 /// likely as any other. All elements, in their order, if there are not more than that. None for a negative amount.
@@ -42,16 +55,17 @@ template <std::ranges::input_range Elements, typename Generator>
       for (std::int64_t index = 0; index < count; ++index) chosen.push_back(elementAt(index));
       return chosen;
     }
-    std::uniform_int_distribution<std::int64_t> anyIndex(0, count - 1);
-    std::unordered_set<std::int64_t> indexes;
-    while (static_cast<std::int64_t>(indexes.size()) < amount) indexes.insert(anyIndex(generator));
-    chosen.reserve(indexes.size());
-    for (const std::int64_t index : indexes) chosen.push_back(elementAt(index));
+    for (const std::int64_t index : detail::distinctIndexes(count, amount, generator)) {
+      chosen.push_back(elementAt(index));
+    }
   } else {
-    for (auto&& element : elements) chosen.push_back(std::forward<decltype(element)>(element));
-    if (amount >= static_cast<std::int64_t>(chosen.size())) return chosen;
-    std::ranges::shuffle(chosen, generator);
-    chosen.erase(chosen.begin(), chosen.end() - static_cast<std::ptrdiff_t>(std::max<std::int64_t>(amount, 0)));
+    std::vector<std::ranges::range_value_t<Elements>> all;
+    for (auto&& element : elements) all.push_back(std::forward<decltype(element)>(element));
+    const auto count = static_cast<std::int64_t>(all.size());
+    if (amount >= count) return all;
+    for (const std::int64_t index : detail::distinctIndexes(count, amount, generator)) {
+      chosen.push_back(std::move(all[static_cast<std::size_t>(index)]));
+    }
   }
   return chosen;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <ranges>
 #include <utility>
@@ -50,7 +51,8 @@ template <std::ranges::input_range Elements, typename KeyPath, typename Order>
                                                                        Order order) {
   using Element = std::ranges::range_value_t<Elements>;
   std::vector<Element> unsorted;
-  if constexpr (std::ranges::sized_range<Elements>) unsorted.reserve(std::ranges::size(elements));
+  if constexpr (std::ranges::sized_range<Elements>)
+    unsorted.reserve(static_cast<std::size_t>(std::ranges::size(elements)));
   for (auto&& element : elements) unsorted.push_back(std::forward<decltype(element)>(element));
   std::vector<Element*> pointers;
   pointers.reserve(unsorted.size());

@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/NumberDescription.hpp"
 
 namespace Tessaly::inline v1::Optional {
@@ -39,7 +40,7 @@ template <typename T>
 concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 
 /// The wrapped value of an optional that holds one; otherwise throws what `makeError` returns, which is called only
-/// then. An error that is held in a `std::exception_ptr` is thrown as what it holds.
+/// then. An error that is held in a `std::exception_ptr` is thrown as what it holds; a null one stops the process.
 ///
 /// From an lvalue it returns a reference into the optional, from an rvalue the value. `std::optional::value` always
 /// throws `std::bad_optional_access`.
@@ -53,6 +54,8 @@ template <typename MaybeValue, std::invocable MakeError>
   if (!optional.has_value()) [[unlikely]] {
     auto error = std::invoke(std::forward<MakeError>(makeError));
     if constexpr (std::same_as<decltype(error), std::exception_ptr>) {
+      if (error == nullptr)
+        fatalError("The error to throw is a null exception_ptr", "Tessaly/Optional+Extensions", __LINE__);
       std::rethrow_exception(std::move(error));
     } else {
       throw error;

@@ -136,6 +136,12 @@ TEST(ChunkSequence, TakesARangeWithoutEnd) {
   EXPECT_TRUE(std::ranges::equal(*chunks.next(), std::array{3, 4, 5}));
 }
 
+TEST(ChunkSequence, SplitsARangeOf64BitIntegers) {
+  std::vector<std::int64_t> firsts;
+  for (auto chunk : chunked(std::views::iota(std::int64_t{0}, std::int64_t{7}), 3)) firsts.push_back(*chunk.begin());
+  EXPECT_THAT(firsts, ElementsAre(0, 3, 6));
+}
+
 TEST(ChunkSequence, WorksWithTheStandardsAlgorithms) {
   const std::vector numbers{1, 2, 3, 4, 5};
   static_assert(std::ranges::input_range<decltype(chunked(numbers, 2))>);

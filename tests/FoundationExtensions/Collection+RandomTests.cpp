@@ -29,6 +29,15 @@ TEST(RandomElements, AreAllInOrderForLargeAmounts) {
   EXPECT_THAT(Collection::randomElements(std::list<int>{}, 4), IsEmpty());
 }
 
+TEST(RandomElements, AreTakenFromMapsAndWideIntegers) {
+  const std::map<int, std::string> map{{1, "a"}, {2, "b"}, {3, "c"}};
+  const auto chosen = Collection::randomElements(map, 2);
+  ASSERT_EQ(chosen.size(), 2u);
+  for (const auto& [key, value] : chosen) EXPECT_EQ(map.at(key), value);
+  EXPECT_NE(chosen[0].first, chosen[1].first);
+  EXPECT_EQ(Collection::randomElements(std::views::iota(std::int64_t{0}, std::int64_t{7}), 3).size(), 3u);
+}
+
 TEST(RandomElements, AreEmptyForZeroAndNegativeAmounts) {
   EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, 0), IsEmpty());
   EXPECT_THAT(Collection::randomElements(std::vector{1, 2, 3}, -1), IsEmpty());

@@ -32,8 +32,23 @@ TEST(Clamped, TakesNumbersThatTheRangesTypeHas) {
 template <typename Value, typename T>
 concept Clampable = requires(Value value, ClosedRange<T> range) { Comparable::clamped(value, range); };
 static_assert(!Clampable<double, int>, "it would lose its fraction");
-static_assert(!Clampable<std::int64_t, std::int32_t>, "it would be cut");
-static_assert(!Clampable<int, unsigned>, "it would lose its sign");
+
+TEST(Clamped, ComparesIntegersOfAnySizeAndSignByValue) {
+  constexpr auto low = std::numeric_limits<std::int64_t>::min();
+  constexpr auto high = std::numeric_limits<std::uint64_t>::max();
+  EXPECT_EQ(Comparable::clamped(low, ClosedRange(1, 3)), 1);
+  EXPECT_EQ(Comparable::clamped(high, ClosedRange(-1, 3)), 3);
+  EXPECT_EQ(Comparable::clamped(-5, ClosedRange(2U, 3U)), 2U);
+  EXPECT_EQ(Comparable::clamped(2U, ClosedRange(-1, 3)), 2);
+  EXPECT_EQ(Comparable::clamped('x', ClosedRange(0, 9)), 9);
+}
+
+TEST(Clamped, ComparesLiteralsAsTexts) {
+  EXPECT_EQ(Comparable::clamped("m", ClosedRange("a", "f")), "f");
+  EXPECT_EQ(Comparable::clamped("A", ClosedRange("a", "f")), "a");
+  EXPECT_EQ(Comparable::clamped("cat", ClosedRange<std::string>("ape", "dog")), "cat");
+  EXPECT_EQ(Tessaly::clamped(7, ClosedRange(1, 3)), 3);
+}
 
 TEST(Clamped, MakesTheLowerBoundOfNaN) {
   EXPECT_EQ(Comparable::clamped(std::numeric_limits<double>::quiet_NaN(), ClosedRange(1.0, 3.0)), 1.0);

@@ -135,4 +135,10 @@ TEST(OptionalDescription, IsNotOfferedForTypesWithoutADescription) {
   EXPECT_FALSE(HasOptionalDescription<Plain>);
 }
 
+TEST(UnwrapOrThrowDeathTest, NullErrorStopsTheProcess) {
+  const std::optional<int> empty;
+  EXPECT_DEATH(static_cast<void>(Optional::unwrapOrThrow(empty, [] { return std::exception_ptr(); })),
+               "Tessaly/Optional\\+Extensions:.*: Fatal error: The error to throw is a null exception_ptr");
+}
+
 }  // namespace

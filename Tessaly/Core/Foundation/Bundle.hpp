@@ -29,7 +29,8 @@ struct BundleInformation {
   std::vector<std::string> localizations = {};
   /// The languages to use, best first, where the host does not leave the choice to the environment.
   std::optional<std::vector<std::string>> preferredLocalizations = std::nullopt;
-  /// Further entries of the information dictionary.
+  /// Further entries of the information dictionary. "PolkitAction" names the action for which `LAContext` asks the
+  /// user's consent; `tessaly_bundle(... POLKIT_ACTION ...)` sets the same entry.
   std::map<std::string, std::string> information = {};
 
   friend bool operator==(const BundleInformation&, const BundleInformation&) = default;

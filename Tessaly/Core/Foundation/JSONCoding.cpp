@@ -58,6 +58,52 @@ const std::string& stringMember(const detail::JSONValue& object, std::string_vie
   return value.get_ref<const std::string&>();
 }
 
+/// The end of the number that begins at an offset, or the offset where no number of JSON's grammar begins.
+std::size_t endOfNumber(std::string_view text, std::size_t begin) noexcept {
+  std::size_t at = begin;
+  const auto isAt = [&](std::string_view characters) {
+    return at < text.size() && characters.find(text[at]) != std::string_view::npos;
+  };
+  const auto skipDigits = [&] {
+    const std::size_t first = at;
+    while (isAt("0123456789")) ++at;
+    return at > first;
+  };
+  if (isAt("-")) ++at;
+  if (isAt("0")) {
+    ++at;
+  } else if (!skipDigits()) {
+    return begin;
+  }
+  if (isAt(".") && (++at, !skipDigits())) return begin;
+  if (isAt("eE")) {
+    ++at;
+    if (isAt("+-")) ++at;
+    if (!skipDigits()) return begin;
+  }
+  return at;
+}
+
+/// The text with 0 in the place of each number. Only texts are ever decoded, and the parser refuses numbers that no
+/// `double` holds, although they are valid.
+std::string withoutNumbers(std::string_view text) {
+  std::string result;
+  bool isInString = false;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = isInString ? at : endOfNumber(text, at);
+    if (end > at) {
+      result += "0 ";  // The blank keeps what follows from continuing the number.
+      at = end;
+      continue;
+    }
+    const std::size_t count = isInString && text[at] == '\\' ? 2 : 1;
+    if (text[at] == '"') isInString = !isInString;
+    result += text.substr(at, count);
+    at += count;
+  }
+  return result;
+}
+
 void appendString(std::string& out, std::string_view text) {
   out += '"';
   for (std::size_t offset = 0; offset < text.size();) {
@@ -156,6 +202,7 @@ KeyedDecodingContainer Decoder::container() const {
 Decoder JSONDecoder::decoder(const Data& data) {
   auto value = std::make_shared<detail::JSONValue>();
   value->value = json::parse(data.begin(), data.end(), nullptr, false);
+  if (value->value.is_discarded()) value->value = json::parse(withoutNumbers(data.text()), nullptr, false);
   if (value->value.is_discarded()) throw DecodingError(Kind::dataCorrupted, "The given data was not valid JSON.");
   return Decoder(std::move(value));
 }

@@ -85,4 +85,8 @@ class ClosedRange : public detail::Bounds<Bound> {
   [[nodiscard]] static constexpr ClosedRange zero() { return ClosedRange(Bound{}, Bound{}); }
 };
 
+// Literals are compared as texts, not by their addresses.
+Range(const char*, const char*) -> Range<std::string_view>;
+ClosedRange(const char*, const char*) -> ClosedRange<std::string_view>;
+
 }  // namespace Tessaly::inline v1

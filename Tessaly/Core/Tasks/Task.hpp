@@ -130,9 +130,9 @@ class Task {
     return detail::sleepUntil(deadline, &clock);
   }
 
-  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are cut off. A number of nanoseconds
-  /// that does not fit in 64 bits without a sign stops the process. More than 292 years last forever. Include
-  /// FoundationExtensions/Task+Sleep.hpp.
+  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are cut off. A negative time stops
+  /// the process, and so does a number of nanoseconds that does not fit in 64 bits without a sign. More than 292 years
+  /// last forever. Include FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
                                                      Clock& clock = ContinuousClock::shared()) {

@@ -103,7 +103,11 @@ class PolkitContext final : public LAContext {
   [[nodiscard]] std::optional<LAError> obstacle(LAPolicy policy) const {
     // The authority chooses the means, and does not tell.
     if (policy != LAPolicy::deviceOwnerAuthentication) return LAError(LAFailure::policyNotSupported);
-    if (!action_) return LAError(LAFailure::notInstalled, "the application has no POLKIT_ACTION");
+    if (!action_) {
+      return LAError(LAFailure::notInstalled,
+                     "the application names no action: give tessaly_bundle() POLKIT_ACTION, or the information of "
+                     "Bundle::setMain() an entry \"PolkitAction\"");
+    }
     BusConnection bus;
     if (const int result = bus.open(detail::Bus::system); result < 0)
       return LAError(result == -ETIMEDOUT ? LAFailure::notAnswering : LAFailure::noService, "the system bus");

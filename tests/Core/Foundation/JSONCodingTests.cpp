@@ -70,6 +70,17 @@ TEST(JSONDecoder, SaysWhatIsWrong) {
   }
 }
 
+TEST(JSONDecoder, TakesNumbersThatNoDoubleHolds) {
+  const std::string huge(400, '9');
+  for (const std::string& number :
+       {std::string("1e999"), "-1E+999", huge, "-" + huge + ".5e7", "[1e999,{\"b\":1e999}]"}) {
+    EXPECT_EQ(members("{\"a\":\"1e999\\\"\",\"b\":" + number + "}").decodeString("a"), "1e999\"") << number;
+  }
+  for (const char* number : {"1e999.5", "1e999e9", "01e999", "1e", "1e999 1", "-", "1.e999", ".1e999", "+1e999"}) {
+    EXPECT_THROW(static_cast<void>(members("{\"b\":" + std::string(number) + "}")), DecodingError) << number;
+  }
+}
+
 TEST(JSONDecoder, TellsMissingFromIllFormed) {
   using Kind = DecodingError::Kind;
   EXPECT_EQ(DecodingError(Kind::keyNotFound, "x").localizedDescription(),
