@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/FoundationExtensions/NSFileCoordinator+Extensions.hpp"
@@ -47,6 +49,13 @@ struct Temporary {
   }
 };
 
+/// The name of the copy of a file. Throws `POSIXError` (`EINVAL`) where the path ends in none, as "/" and ".." do.
+std::string nameOf(const URL& url) {
+  std::string name = url.lastPathComponent();
+  if (name.empty() || name == "/" || name == "." || name == "..") throw POSIXError(EINVAL);
+  return name;
+}
+
 Data zip(const NSFileCoordinator& coordinator, const std::vector<URL>& urls) {
   FileManager& files = FileManager::default_();
   const std::string unique = UUID::random().uuidString();
@@ -54,7 +63,7 @@ Data zip(const NSFileCoordinator& coordinator, const std::vector<URL>& urls) {
   const Temporary folder(files, URL::fileURLWithPath(base + unique));
   const Temporary archive(files, URL::fileURLWithPath(base + "zip-" + unique));
   files.createDirectory(folder.url, IntermediateDirectories::created);
-  for (const URL& url : urls) files.copyItem(url, folder.url.appendingPathComponent(url.lastPathComponent()));
+  for (const URL& url : urls) files.copyItem(url, folder.url.appendingPathComponent(nameOf(url)));
   Data data;
   coordinator.coordinateReading(folder.url, NSFileCoordinator::ReadingOptions::forUploading, [&](const URL& zipped) {
     files.moveItem(zipped, archive.url);

@@ -13,8 +13,9 @@
 namespace Tessaly::inline v1 {
 
 /// The bytes of a zip archive of copies of the files, each under the last component of its path. Two of one name are an
-/// error (`EEXIST`). The copies are made in "tmp/" below the current folder in a sandbox, elsewhere in the folder for
-/// temporary files; they are removed at the end. Throws what making, copying, archiving or reading them throws.
+/// error (`EEXIST`), and so is a path that ends in no name, such as "/" or ".." (`EINVAL`). The copies are made in
+/// "tmp/" below the current folder in a sandbox, elsewhere in the folder for temporary files; they are removed at the
+/// end. Throws what making, copying, archiving or reading them throws.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Async<Data> zipFiles(NSFileCoordinator coordinator, std::vector<URL> at);

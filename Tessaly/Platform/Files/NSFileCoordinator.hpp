@@ -22,7 +22,8 @@ class NSFileCoordinator {
   /// Calls the accessor, on this thread, with a URL to read from: for uploading, of a folder that of a temporary zip
   /// archive of it, which only this user may read, and which is removed afterwards unless the accessor moved it away;
   /// else the given one. In an archive the folder's own name comes first, names are in UTF-8, times are kept, and files
-  /// may be larger than 4 GiB (ZIP64). Links are archived as links. Throws `POSIXError`, and what the accessor throws.
+  /// may be larger than 4 GiB (ZIP64). Links are archived as links. Throws `POSIXError`
+  /// (`EBUSY` where a file changed while it was read), and what the accessor throws.
   /// Blocks on the file system.
   TESSALY_EXPORT void coordinateReading(const URL& url, ReadingOptions options,
                                         const std::function<void(const URL&)>& accessor) const;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
+#include <limits>
 #include <vector>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -25,14 +26,14 @@ Result checked(Result result) {
   return result;
 }
 
-/// Copies bytes at the same place by way of this process.
-void copyByReading(int source, int destination, off_t start, off_t end) {
+/// Copies a range by way of this process; how far it came. That is less than the end where the file ends before.
+off_t copyByReading(int source, int destination, off_t start, off_t end) {
   std::vector<char> block(std::size_t{256} * 1024);
   while (start < end) {
     const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(block.size())));
     const ssize_t received = ::pread(source, block.data(), wanted, start);
     if (received < 0 && errno == EINTR) continue;
-    if (checked(received) == 0) return;  // It has become shorter.
+    if (checked(received) == 0) break;
     for (ssize_t written = 0; written < received;) {
       const ssize_t size =
           ::pwrite(destination, block.data() + written, static_cast<std::size_t>(received - written), start + written);
@@ -41,10 +42,11 @@ void copyByReading(int source, int destination, off_t start, off_t end) {
     }
     start += received;
   }
+  return start;
 }
 
-/// Copies bytes at the same place, without moving them where the file system can share them.
-void copyBytes(int source, int destination, off_t start, off_t end) {
+/// The same, without moving bytes where the file system can share them.
+off_t copyBytes(int source, int destination, off_t start, off_t end) {
   while (start < end) {
     off_t from = start;
     off_t to = start;
@@ -53,29 +55,57 @@ void copyBytes(int source, int destination, off_t start, off_t end) {
     if (size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP || errno == EPERM)) {
       return copyByReading(source, destination, start, end);
     }
+    // Some kernels give nothing for files that the kernel makes up as they are read.
     if (checked(size) == 0) return copyByReading(source, destination, start, end);
     start += size;
   }
+  return start;
 }
 
-void copyFile(const std::string& source, const std::string& destination, const struct stat& status) {
+/// Copies everything up to the end of the file, which need not be where its size says: files that the kernel makes up
+/// have sizes of their own. Holes stay holes. The size of the copy.
+off_t copyContents(int source, int destination, off_t size) {
+  off_t place = 0;
+  while (place < size) {
+    const off_t start = ::lseek(source, place, SEEK_DATA);
+    if (start < 0 && errno == ENXIO) return size;  // Only a hole is left.
+    const off_t hole = start < 0 ? -1 : ::lseek(source, start, SEEK_HOLE);
+    const bool knowsHoles = start >= 0 && hole > start;
+    const off_t end = knowsHoles ? hole : size;
+    place = copyBytes(source, destination, knowsHoles ? start : place, end);
+    if (place < end) return place;
+  }
+  return copyByReading(source, destination, place, std::numeric_limits<off_t>::max());
+}
+
+bool isSameMoment(const timespec& left, const timespec& right) noexcept {
+  return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+/// Whether nobody wrote the file between two looks at it.
+bool isUnchanged(const struct stat& before, const struct stat& after) noexcept {
+  return before.st_size == after.st_size && isSameMoment(before.st_mtim, after.st_mtim);
+}
+
+void copyFile(const std::string& source, const std::string& destination) {
   const FileHandle from(checked(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)));
   FileHandle to(checked(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)));
-  const int reading = from.fileDescriptor();
   const int writing = to.fileDescriptor();
-  for (off_t place = 0; place < status.st_size;) {
-    const off_t start = ::lseek(reading, place, SEEK_DATA);
-    if (start < 0 && errno == ENXIO) break;  // Only a hole is left.
-    const off_t end = start < 0 ? -1 : ::lseek(reading, start, SEEK_HOLE);
-    const bool knowsHoles = start >= 0 && end > start;
-    copyBytes(reading, writing, knowsHoles ? start : place, knowsHoles ? end : status.st_size);
-    place = knowsHoles ? end : status.st_size;
-  }
-  struct stat written{};
-  checked(::fstat(writing, &written));
-  if (written.st_size < status.st_size) checked(::ftruncate(writing, status.st_size));
-  checked(::fchmod(writing, status.st_mode & permissions));
-  const timespec times[2]{status.st_atim, status.st_mtim};
+  struct stat before{};
+  struct stat after{};
+  checked(::fstat(from.fileDescriptor(), &after));
+  // Who writes a log now and then leaves time enough for one of these.
+  constexpr int attempts = 3;
+  int attempt = 0;
+  do {
+    if (attempt++ == attempts) throw POSIXError(EBUSY);
+    before = after;
+    checked(::ftruncate(writing, 0));
+    checked(::ftruncate(writing, copyContents(from.fileDescriptor(), writing, before.st_size)));
+    checked(::fstat(from.fileDescriptor(), &after));
+  } while (!isUnchanged(before, after));
+  checked(::fchmod(writing, after.st_mode & permissions));
+  const timespec times[2]{after.st_atim, after.st_mtim};
   checked(::futimens(writing, times));
   to.close();
 }
@@ -103,7 +133,7 @@ void copyItem(const std::string& source, const std::string& destination) {
   struct stat status{};
   checked(::lstat(source.c_str(), &status));
   try {
-    if (S_ISREG(status.st_mode)) return copyFile(source, destination, status);
+    if (S_ISREG(status.st_mode)) return copyFile(source, destination);
     if (S_ISLNK(status.st_mode)) return copyLink(source, destination, status);
     if (S_ISDIR(status.st_mode)) return copyFolder(source, destination, status);
   } catch (const std::filesystem::filesystem_error& error) {

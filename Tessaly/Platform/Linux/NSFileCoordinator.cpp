@@ -75,12 +75,8 @@ class ZipWriter {
     if (S_ISLNK(status.st_mode)) {
       archive_entry_copy_symlink(entry.get(), std::filesystem::read_symlink(path).c_str());
     }
-    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISLNK(status.st_mode)) return;
-    {
-      const LocaleOfThread locale(localeForName(name));
-      check(archive_write_header(zip_.get(), entry.get()));
-    }
-    if (S_ISREG(status.st_mode)) addContents(path);
+    if (S_ISREG(status.st_mode)) return addFile(path, name, entry.get());
+    if (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode)) addHeader(name, entry.get());
   }
   void finish() { check(archive_write_close(zip_.get())); }
 
@@ -103,15 +99,43 @@ class ZipWriter {
     }
   }
 
-  void addContents(const std::string& path) {
+  void addHeader(const std::string& name, archive_entry* entry) {
+    const LocaleOfThread locale(localeForName(name));
+    check(archive_write_header(zip_.get(), entry));
+  }
+
+  /// The header, which comes first, tells the size. Files that the kernel makes up claim sizes of their own, but are
+  /// small: what the first block holds whole is as large as that. A longer one than it claims has no size in its
+  /// header.
+  void addFile(const std::string& path, const std::string& name, archive_entry* entry) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
-    for (;;) {
-      const ssize_t size = ::read(file.fileDescriptor(), block_.data(), block_.size());
-      if (size == 0) return;
-      if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0)
-        check(static_cast<int>(archive_write_data(zip_.get(), block_.data(), static_cast<std::size_t>(size))));
+    std::size_t filled = fillBlock(file);
+    if (filled < block_.size()) {
+      archive_entry_set_size(entry, static_cast<la_int64_t>(filled));
+    } else if (archive_entry_size(entry) <= static_cast<la_int64_t>(filled)) {
+      archive_entry_unset_size(entry);
     }
+    const bool hasSize = archive_entry_size_is_set(entry) != 0;
+    addHeader(name, entry);
+    la_int64_t total = 0;
+    for (; filled > 0; filled = fillBlock(file)) {
+      total += static_cast<la_int64_t>(filled);
+      check(static_cast<int>(archive_write_data(zip_.get(), block_.data(), filled)));
+      if (filled < block_.size()) break;
+    }
+    if (hasSize && total != archive_entry_size(entry)) throw POSIXError(EBUSY);
+  }
+
+  /// Reads until the block is full or the file ends; how much.
+  std::size_t fillBlock(const FileHandle& file) {
+    std::size_t filled = 0;
+    while (filled < block_.size()) {
+      const ssize_t size = ::read(file.fileDescriptor(), block_.data() + filled, block_.size() - filled);
+      if (size == 0) break;
+      if (size < 0 && errno != EINTR) throw POSIXError::last();
+      if (size > 0) filled += static_cast<std::size_t>(size);
+    }
+    return filled;
   }
   void check(int result) const {
     if (error_ != 0) throw POSIXError(error_);

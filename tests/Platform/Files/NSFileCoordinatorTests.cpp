@@ -48,6 +48,16 @@ TEST_F(CoordinatedReading, GivesTheURLItselfWhereNothingIsToBeDone) {
   EXPECT_EQ(calls, 2);
 }
 
+TEST_F(CoordinatedReading, ReadsFilesOfADirectoryToTheEnd) {
+  // Every file there claims to hold a page.
+  const std::string made = "/sys/kernel/mm/transparent_hugepage";
+  if (!std::filesystem::exists(made)) GTEST_SKIP() << "no /sys";
+  NSFileCoordinator().coordinateReading(URL::fileURLWithPath(made), forUploading, [&](const URL& archive) {
+    const std::string listed = Tests::outputOf("unzip -p " + archive.path() + " transparent_hugepage/enabled");
+    EXPECT_EQ(listed, Tests::outputOf("cat " + made + "/enabled"));
+  });
+}
+
 TEST_F(CoordinatedReading, GivesAnArchiveOfAFolderThatOnlyThisUserMayReadAndRemovesIt) {
   NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
     EXPECT_EQ(archive.pathExtension(), "zip");
