@@ -2,21 +2,53 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <span>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Digests.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Tasks/Async.hpp"
 
 namespace Tessaly::inline v1 {
 
-/// Every byte as two lower-case hexadecimal digits: 64 characters for SHA-256, 32 for MD5.
+/// Every byte as two lower-case hexadecimal digits: 64 characters for SHA-256, 128 for SHA-512, 32 for MD5.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string stringEncoded(const SHA256Digest& digest);
+[[nodiscard]] TESSALY_EXPORT std::string stringEncoded(const SHA512Digest& digest);
 [[nodiscard]] TESSALY_EXPORT std::string stringEncoded(const HashedAuthenticationCode& code);
 
 namespace Insecure {
 [[nodiscard]] TESSALY_EXPORT std::string stringEncoded(const MD5Digest& digest);
 }  // namespace Insecure
+
+namespace detail {
+/// Reads a file to its end on a thread that may block, and gives it to `onPiece` in blocks of 256 KiB.
+TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<const std::uint8_t>)> onPiece,
+                                        std::function<void(double)> onProgress);
+}  // namespace detail
+
+/// The digest of a file, which is read to its end in blocks of 256 KiB: a `SHA256Digest`, a `SHA512Digest` or an
+/// `Insecure::MD5Digest`. Reads on a thread that may block.
+///
+/// `onProgress` is called on that thread after each block with the part that is done, and at last with 1. Throws
+/// `POSIXError` when the file cannot be read, and `CancellationError` at most one block after the task was cancelled.
+///
+/// Thread contract: thread-safe.
+///
+///     const auto digest = co_await digestOfFile<SHA256Digest>(file, [&](double part) { progress = part; });
+template <typename Digest>
+Async<Digest> digestOfFile(URL file, std::function<void(double)> onProgress = nullptr) {
+  DigestHasher<Digest> hasher;
+  std::function<void(std::span<const std::uint8_t>)> update = [&hasher](std::span<const std::uint8_t> bytes) {
+    hasher.update(bytes);
+  };
+  co_await detail::readInPieces(std::move(file), std::move(update), std::move(onProgress));
+  co_return hasher.finalize();
+}
 
 }  // namespace Tessaly::inline v1

@@ -1,10 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
+#include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Foundation/Data.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -29,6 +38,75 @@ TEST(DigestExtensions, AreThoseOfThePublishedExamples) {
   EXPECT_EQ(stringEncoded(code), "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
   EXPECT_EQ(code, code);
   EXPECT_FALSE(code == HashedAuthenticationCode::authenticationCode({}, {}));
+}
+
+class DigestOfAFile : public testing::Test {
+ protected:
+  [[nodiscard]] URL put(std::string_view text) const {
+    const URL file = URL::fileURLWithPath(folder_.path() + "/file");
+    Data(text).write(file);
+    return file;
+  }
+
+ private:
+  Tests::TemporaryFolder folder_;
+};
+
+TEST_F(DigestOfAFile, EqualsTheDigestOfItsContents) {
+  for (const std::size_t size : {0U, 3U, 262'144U, 1'000'003U}) {
+    const std::string text(size, 'x');
+    const URL file = put(text);
+    const Data data{std::string_view(text)};
+    EXPECT_EQ(syncWait([&] { return digestOfFile<SHA256Digest>(file); }), SHA256Digest::hash(data.bytes()));
+    EXPECT_EQ(syncWait([&] { return digestOfFile<SHA512Digest>(file); }), SHA512Digest::hash(data.bytes()));
+    EXPECT_EQ(syncWait([&] { return digestOfFile<Insecure::MD5Digest>(file); }),
+              Insecure::MD5Digest::hash(data.bytes()));
+  }
+}
+
+TEST_F(DigestOfAFile, ProgressRisesToOne) {
+  const URL file = put(std::string(1'000'000, 'x'));
+  std::vector<double> parts;
+  syncWait([&] { return digestOfFile<SHA256Digest>(file, [&](double part) { parts.push_back(part); }); });
+  EXPECT_EQ(parts, (std::vector<double>{0.262144, 0.524288, 0.786432, 1}));
+}
+
+TEST_F(DigestOfAFile, CancellationStopsReading) {
+  const URL file = put(std::string(10'000'000, 'x'));
+  std::atomic<bool> hasBegun{false};
+  std::atomic<bool> mayGoOn{false};
+  double last = 0;
+  Task<> task([&]() -> Async<void> {
+    co_await digestOfFile<SHA256Digest>(file, [&](double part) {
+      last = part;
+      hasBegun = true;
+      mayGoOn.wait(false);
+    });
+  });
+  syncWait([&]() -> Async<void> {
+    while (!hasBegun) co_await Task<>::yield();
+    task.cancel();
+    mayGoOn = true;
+    mayGoOn.notify_all();
+    EXPECT_THROW(co_await task.value(), CancellationError);
+  });
+  EXPECT_LT(last, 0.1);
+}
+
+TEST_F(DigestOfAFile, MissingFileThrows) {
+  EXPECT_THROW(syncWait([] { return digestOfFile<SHA256Digest>(URL::fileURLWithPath("/none")); }), POSIXError);
+}
+
+TEST(DigestHasher, PiecesGiveTheDigestOfTheWholeAndItBeginsAnew) {
+  const Data data{std::string_view("abc")};
+  DigestHasher<SHA512Digest> hasher;
+  for (int round = 0; round < 2; ++round) {
+    hasher.update(data.bytes().subspan(0, 1));
+    hasher.update(data.bytes().subspan(1));
+    EXPECT_EQ(stringEncoded(hasher.finalize()),
+              "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
+              "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
+  }
 }
 
 }  // namespace

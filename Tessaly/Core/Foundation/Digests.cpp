@@ -13,6 +13,13 @@ void digest(std::span<const std::uint8_t> bytes, const EVP_MD* method, std::uint
   if (EVP_Digest(bytes.data(), bytes.size(), out, nullptr, method, nullptr) != 1) throw std::bad_alloc();
 }
 
+void begin(void* context, detail::DigestMethod method) {
+  const EVP_MD* const methods[]{EVP_sha256(), EVP_sha512(), EVP_md5()};
+  if (EVP_DigestInit_ex(static_cast<EVP_MD_CTX*>(context), methods[static_cast<std::size_t>(method)], nullptr) != 1) {
+    throw std::bad_alloc();
+  }
+}
+
 }  // namespace
 
 SHA256Digest SHA256Digest::hash(std::span<const std::uint8_t> bytes) {
@@ -21,10 +28,36 @@ SHA256Digest SHA256Digest::hash(std::span<const std::uint8_t> bytes) {
   return result;
 }
 
+SHA512Digest SHA512Digest::hash(std::span<const std::uint8_t> bytes) {
+  SHA512Digest result;
+  digest(bytes, EVP_sha512(), result.bytes.data());
+  return result;
+}
+
 Insecure::MD5Digest Insecure::MD5Digest::hash(std::span<const std::uint8_t> bytes) {
   MD5Digest result;
   digest(bytes, EVP_md5(), result.bytes.data());
   return result;
+}
+
+void detail::DigestState::Free::operator()(void* context) const noexcept {
+  EVP_MD_CTX_free(static_cast<EVP_MD_CTX*>(context));
+}
+
+detail::DigestState::DigestState(DigestMethod method) : method_(method), context_(EVP_MD_CTX_new()) {
+  if (context_ == nullptr) throw std::bad_alloc();
+  begin(context_.get(), method_);
+}
+
+void detail::DigestState::update(std::span<const std::uint8_t> bytes) {
+  if (EVP_DigestUpdate(static_cast<EVP_MD_CTX*>(context_.get()), bytes.data(), bytes.size()) != 1) {
+    throw std::bad_alloc();
+  }
+}
+
+void detail::DigestState::finalize(std::uint8_t* out) {
+  if (EVP_DigestFinal_ex(static_cast<EVP_MD_CTX*>(context_.get()), out, nullptr) != 1) throw std::bad_alloc();
+  begin(context_.get(), method_);
 }
 
 HashedAuthenticationCode HashedAuthenticationCode::authenticationCode(std::span<const std::uint8_t> bytes,

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -28,6 +29,14 @@ struct SHA256Digest : DigestBytes<32> {
   [[nodiscard]] TESSALY_EXPORT static SHA256Digest hash(std::span<const std::uint8_t> bytes);
 };
 
+/// A SHA-512 digest (FIPS 180-4).
+struct SHA512Digest : DigestBytes<64> {
+  /// The digest of bytes. Throws `std::bad_alloc` only.
+  ///
+  /// Thread contract: thread-safe.
+  [[nodiscard]] TESSALY_EXPORT static SHA512Digest hash(std::span<const std::uint8_t> bytes);
+};
+
 namespace Insecure {
 
 /// An MD5 digest (RFC 1321): for old formats only, it protects nothing.
@@ -39,6 +48,58 @@ struct MD5Digest : DigestBytes<16> {
 };
 
 }  // namespace Insecure
+
+namespace detail {
+
+enum class DigestMethod : std::uint8_t { sha256, sha512, md5 };
+
+template <typename Digest>
+inline constexpr DigestMethod digestMethod = DigestMethod::sha256;
+template <>
+inline constexpr DigestMethod digestMethod<SHA512Digest> = DigestMethod::sha512;
+template <>
+inline constexpr DigestMethod digestMethod<Insecure::MD5Digest> = DigestMethod::md5;
+
+/// A digest under way.
+class TESSALY_EXPORT DigestState {
+ public:
+  explicit DigestState(DigestMethod method);
+  void update(std::span<const std::uint8_t> bytes);
+  /// Writes the digest, and begins anew.
+  void finalize(std::uint8_t* out);
+
+ private:
+  struct Free {
+    TESSALY_EXPORT void operator()(void* context) const noexcept;
+  };
+  DigestMethod method_;
+  std::unique_ptr<void, Free> context_;
+};
+
+}  // namespace detail
+
+/// The digest of bytes that come in pieces: `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. It takes 1 KiB,
+/// however many bytes there are. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
+///
+/// Thread contract: thread-compatible.
+///
+///     DigestHasher<SHA256Digest> hasher;
+///     while (auto piece = connection.read()) hasher.update(*piece);
+///     SHA256Digest digest = hasher.finalize();
+template <typename Digest>
+class DigestHasher {
+ public:
+  void update(std::span<const std::uint8_t> bytes) { state_.update(bytes); }
+  /// The digest of all bytes since the beginning, or since the last call.
+  [[nodiscard]] Digest finalize() {
+    Digest digest;
+    state_.finalize(digest.bytes.data());
+    return digest;
+  }
+
+ private:
+  detail::DigestState state_{detail::digestMethod<Digest>};
+};
 
 /// A message authentication code: HMAC with SHA-256 (RFC 2104). Compared in a time that does not depend on where two
 /// differ.

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#include <atomic>
+
+#include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
+
+namespace Tessaly {
+
+Async<void> showDigest(URL file, std::atomic<double>& progress) {
+  const auto digest = co_await digestOfFile<SHA256Digest>(file, [&](double part) { progress = part; });
+}
+
+}  // namespace Tessaly
