@@ -18,6 +18,7 @@
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "Tessaly/SystemServices/detail/Follower.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -27,7 +28,6 @@ constexpr const char* sourceFile = "Tessaly/FileManager+FileSystemEventsExtensio
 constexpr unsigned initialReadLine = 42;
 /// The code of a refusal of access, in the domain of system errors.
 constexpr int accessRefused = 257;
-constexpr auto pollingInterval = std::chrono::seconds(1);
 
 /// What somebody who waits for an event of a file is told.
 enum class Sign : std::uint8_t { fired, pathMayLeadElsewhere };
@@ -78,15 +78,6 @@ Async<void> endWatch(std::shared_ptr<FileSystemObjectSource> source, Signs::Asyn
   }
 }
 
-/// Has a continuation yield after a while, unless the task is cancelled.
-template <typename Continuation, typename Element>
-Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, Continuation continuation, Element element) {
-  return Task<>::detached([=, clock = &clock]() -> Async<void> {
-    co_await Task<>::sleep(duration, *clock);
-    continuation.yield(element);
-  });
-}
-
 Async<std::optional<FileChange>> takeChange(FileChangeSource& source) {
   if (!source.needsPolling()) co_return source.takeChange();
   co_return co_await runBlocking([&] { return source.takeChange(); });
@@ -120,7 +111,7 @@ Async<WatchEnd> watchForAWrite(FileManager& files, const URL& file, Clock& clock
   for (;;) {
     std::optional<Task<>> timer;
     if (path != nullptr && path->needsPolling()) {
-      timer = yieldAfter(pollingInterval, clock, signs, Sign::pathMayLeadElsewhere);
+      timer = detail::yieldAfter(detail::pollingInterval, clock, signs, Sign::pathMayLeadElsewhere);
     }
     const auto sign = co_await iterator.next();
     if (timer) timer->cancel();
@@ -159,60 +150,19 @@ Async<std::optional<Data>> readAfresh(FileManager* files, URL file) {
 }
 
 /// What a sequence of file changes works on.
-class FileFollower {
+class FileFollower : public detail::Follower<FileChangeSource> {
  public:
-  FileFollower(FileManager& files, const URL& file, Clock& clock) : clock_(clock) {
-    auto [wakes, continuation] = AsyncStream<std::monostate>::makeStream(BufferingPolicy::newest(1));
-    wakes_.emplace(wakes.makeAsyncIterator());
-    continuation_.emplace(continuation);
-    try {
-      source_ = files.makeFileChangeSource(file, [continuation] { continuation.yield({}); });
-    } catch (...) {
-      error_ = std::current_exception();
-    }
+  FileFollower(FileManager& files, const URL& file, Clock& clock)
+      : Follower(clock, [&](std::function<void()> wake) { return files.makeFileChangeSource(file, std::move(wake)); }) {
   }
 
   static Async<std::optional<FileChange>> next(std::shared_ptr<FileFollower> self) {
-    const SoleConsumer consumer(self->isWaiting_);
-    if (self->error_) std::rethrow_exception(std::exchange(self->error_, nullptr));
-    while (self->source_ != nullptr) {
-      if (const auto change = co_await takeChange(*self->source_)) co_return change;
-      if (!co_await wake(*self)) break;
+    const SoleConsumer consumer(*self, sourceFile, __LINE__);
+    for (;;) {
+      if (const auto change = co_await takeChange(self->source())) co_return change;
+      if (!co_await wake(*self)) co_return std::nullopt;
     }
-    co_return std::nullopt;
   }
-
- private:
-  class SoleConsumer {
-   public:
-    explicit SoleConsumer(std::atomic<bool>& isWaiting) noexcept : isWaiting_(isWaiting) {
-      if (isWaiting_.exchange(true, std::memory_order_acquire)) {
-        fatalError("Two tasks wait for the changes of one file", sourceFile, __LINE__);
-      }
-    }
-    ~SoleConsumer() { isWaiting_.store(false, std::memory_order_release); }
-    SoleConsumer(const SoleConsumer&) = delete;
-    SoleConsumer& operator=(const SoleConsumer&) = delete;
-
-   private:
-    std::atomic<bool>& isWaiting_;
-  };
-
-  /// Waits until there may be a change; false when the task was cancelled.
-  static Async<bool> wake(FileFollower& self) {
-    if (!self.source_->needsPolling()) co_return (co_await self.wakes_->next()).has_value();
-    const Task<> timer = yieldAfter(pollingInterval, self.clock_, *self.continuation_, std::monostate());
-    const bool isAwake = (co_await self.wakes_->next()).has_value();
-    timer.cancel();
-    co_return isAwake;
-  }
-
-  Clock& clock_;
-  std::atomic<bool> isWaiting_{false};
-  std::exception_ptr error_;
-  std::optional<AsyncStream<std::monostate>::AsyncIterator> wakes_;
-  std::optional<AsyncStream<std::monostate>::Continuation> continuation_;
-  std::unique_ptr<FileChangeSource> source_;
 };
 
 }  // namespace

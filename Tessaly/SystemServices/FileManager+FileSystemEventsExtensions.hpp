@@ -36,7 +36,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// Each `next()` waits until the file exists, looking for it every so many seconds, then opens it, waits for a write,
 /// and closes it again: no descriptor is held between elements, and a write that falls between two waits is missed. A
 /// replacement is no write of the file, but a wait that is under way moves on to the new file as soon as it exists, so
-/// that its next write ends the wait. Use `fileChanges` where nothing may be missed.
+/// that its next write ends the wait. A change of the modification time alone, the access time left as it is, is
+/// reported by the kernel as a write, and counts as one. Use `fileChanges` where nothing may be missed.
 ///
 /// It fails with a `POSIXError` when the file cannot be opened (code 257 when access is refused), which is also logged;
 /// with `CancellationError` when the task is cancelled while there is no file. An interval below a millisecond counts
@@ -74,10 +75,12 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// written, it was replaced, removed, or came back. Never misses a change: one that happens between two calls of
 /// `next()` is told at once by the second; several are told as one.
 ///
-/// Every name on the path is followed, symbolic links and folders that are not there yet included. A write counts even
-/// if it wrote what was there before; a change of attributes does not. Writing through a mapping is seen when the file
-/// is closed. Remote volumes, and files that cannot be read, are looked at every second. It fails with a `POSIXError`
-/// when the system's limit of watches is reached. One task at a time may wait; a second one stops the process.
+/// Every name on the path is followed, symbolic links and directories that are not there yet included. A write counts
+/// even if it wrote what was there before; a change of attributes does not. A change of the modification time alone
+/// counts where the kernel reports it as a write: when the file was opened for writing meanwhile, as touch(1) does, and
+/// when the access time was left as it is. Writing through a mapping is seen when the file is closed. Remote volumes,
+/// and files that cannot be read, are looked at every second. It fails with a `POSIXError` when the system's limit of
+/// watches is reached. One task at a time may wait; a second one stops the process.
 ///
 /// Thread contract: thread-safe.
 ///

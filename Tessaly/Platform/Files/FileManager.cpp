@@ -5,6 +5,7 @@ namespace Tessaly::inline v1 {
 
 FileSystemObjectSource::~FileSystemObjectSource() = default;
 FileChangeSource::~FileChangeSource() = default;
+DirectorySource::~DirectorySource() = default;
 FileManager::~FileManager() = default;
 
 FileManager& FileManager::default_() noexcept { return detail::backendInUse<FileManager>(); }
@@ -24,6 +25,20 @@ std::string_view description(FileChange change) noexcept {
       return "removed";
     case FileChange::returned:
       return "returned";
+  }
+  return "";
+}
+
+std::string_view description(DirectoryChange::Kind kind) noexcept {
+  switch (kind) {
+    case DirectoryChange::Kind::appeared:
+      return "appeared";
+    case DirectoryChange::Kind::changed:
+      return "changed";
+    case DirectoryChange::Kind::renamed:
+      return "renamed";
+    case DirectoryChange::Kind::disappeared:
+      return "disappeared";
   }
   return "";
 }

@@ -14,6 +14,8 @@
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
+#include "Tessaly/Platform/Files/DirectoryEntry.hpp"
+#include "Tessaly/Platform/Files/DirectorySource.hpp"
 #include "Tessaly/Platform/Files/FileChange.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileSystemEvent.hpp"
@@ -62,6 +64,14 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::unique_ptr<FileChangeSource> makeFileChangeSource(
       const URL& file, std::function<void()> onPossibleChange) = 0;
 
+  /// A source for the contents of a directory, to which the path may lead through symbolic links. The handler is called
+  /// when there may be changes to take.
+  [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
+      const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
+  /// What a directory holds, in no particular order, without "." and "..". An entry that is removed meanwhile is left
+  /// out. Throws `POSIXError`.
+  [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
+
   /// Whether a path leads to something. False for a dangling link.
   [[nodiscard]] virtual bool fileExists(const std::string& path) const noexcept = 0;
   [[nodiscard]] virtual Data contents(const URL& file) const = 0;
@@ -70,7 +80,8 @@ class TESSALY_EXPORT FileManager {
   /// An existing folder is no error where intermediate ones are created.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
   /// Copies a file, a link as a link, or a folder with all that it holds; times and modes are kept. Throws `EEXIST`
-  /// when the destination exists, and `EINVAL` when a folder would be copied into itself.
+  /// when the destination exists, `EINVAL` when a directory would be copied into itself, and `EBUSY` when a file was
+  /// written during each of three attempts to read it. A file is read to its end, whatever size it claims.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
   /// Throws `EEXIST` when the destination exists.
   virtual void moveItem(const URL& source, const URL& destination) = 0;

@@ -22,7 +22,8 @@ class FileSystemEvent {
 
   /// The file was removed: its name is gone, or leads to another file.
   static const FileSystemEvent delete_;
-  /// Its contents were written or truncated; in a folder, an entry came or went.
+  /// Its contents were written or truncated, or its modification time alone was set; in a directory, an entry came or
+  /// went.
   static const FileSystemEvent write;
   /// It became longer.
   static const FileSystemEvent extend;

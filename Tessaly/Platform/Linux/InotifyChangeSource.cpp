@@ -3,19 +3,17 @@
 
 #include <fcntl.h>
 #include <limits.h>
-#include <linux/magic.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <deque>
 #include <utility>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -28,19 +26,6 @@ constexpr int maximalLinks = 40;
 
 std::int64_t nanoseconds(const statx_timestamp& time) noexcept {
   return time.tv_sec * 1'000'000'000 + static_cast<std::int64_t>(time.tv_nsec);
-}
-
-/// Whether others can write to the volume without this system's noticing.
-bool isRemote(const char* path) noexcept {
-  struct statfs volume{};
-  if (::statfs(path, &volume) != 0) return false;
-  constexpr std::uint32_t smb2 = 0xFE534D42;
-  constexpr std::uint32_t cifs = 0xFF534D42;
-  constexpr std::uint32_t ceph = 0x00C36400;
-  constexpr std::array<std::uint32_t, 9> remote{
-      NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, smb2, cifs, ceph, V9FS_MAGIC, AFS_SUPER_MAGIC,
-      CODA_SUPER_MAGIC, FUSE_SUPER_MAGIC};
-  return std::ranges::find(remote, static_cast<std::uint32_t>(volume.f_type)) != remote.end();
 }
 
 void pushComponents(std::deque<std::string>& components, std::string_view path) {
@@ -77,8 +62,17 @@ std::optional<FileChange> InotifyChangeSource::takeChange() {
   InotifyHub::shared().drain();
   const Heard heard = listener_->take();
   if (!heard.isAnything() && !isBlind_ && isFollowing_) return std::nullopt;
-  if (heard.mayHaveMoved || !isFollowing_ || isBlind_) follow();
+  const bool hearsNothing = isBlind_ || !isFollowing_;
+  if (heard.mayHaveMoved || hearsNothing) follow();
   const State before = std::exchange(state_, look());
+  hasNewTime_ |= state_.modified != before.modified;
+  const auto change = changeSince(before, heard, hearsNothing);
+  if (change) hasNewTime_ = false;
+  return change;
+}
+
+std::optional<FileChange> InotifyChangeSource::changeSince(const State& before, const Heard& heard,
+                                                           bool hearsNothing) const noexcept {
   if (before.exists != state_.exists) return state_.exists ? FileChange::returned : FileChange::removed;
   if (!state_.exists) return std::nullopt;
   if (!state_.isSameFile(before)) return FileChange::replaced;
@@ -86,7 +80,8 @@ std::optional<FileChange> InotifyChangeSource::takeChange() {
   // old one's number cannot be told by looking at it: what was heard decides.
   if (heard.wasNamed && state_.changed != before.changed) return FileChange::replaced;
   if (heard.wasNamed || heard.wasWritten) return FileChange::contents;
-  if (state_.size != before.size || state_.modified != before.modified) return FileChange::contents;
+  // A new time alone counts where writes are not heard, and where a mapping may have been written: at a close.
+  if (state_.size != before.size || (hasNewTime_ && (heard.mayDiffer || hearsNothing))) return FileChange::contents;
   return std::nullopt;
 }
 
@@ -96,7 +91,7 @@ void InotifyChangeSource::follow() {
   listener_->beginSettling();
   const std::vector<int> former = std::exchange(watches_, {});
   Watches names;
-  bool isBlind = isRemote(path_.c_str());
+  bool isBlind = isOnRemoteVolume(path_.c_str());
   const auto watch = [&](const std::string& path, std::uint32_t events) {
     const int number = hub.add(path.c_str(), events, listener_);
     if (number >= 0) {
@@ -122,7 +117,7 @@ void InotifyChangeSource::follow() {
       continue;
     }
     // Where there is no file yet, the folder tells on what volume it will be.
-    isBlind |= isRemote(folder.c_str());
+    isBlind |= isOnRemoteVolume(folder.c_str());
     const int number = watch(folder, folderEvents);
     if (number >= 0) names[number].insert(name);
     std::string path = folder;

@@ -82,6 +82,8 @@ class InotifyChangeSource final : public FileChangeSource {
 
   void follow();
   [[nodiscard]] State look() const noexcept;
+  [[nodiscard]] std::optional<FileChange> changeSince(const State& before, const Heard& heard,
+                                                      bool hearsNothing) const noexcept;
 
   const std::string path_;
   const std::shared_ptr<Listener> listener_;
@@ -89,6 +91,8 @@ class InotifyChangeSource final : public FileChangeSource {
   State state_;
   bool isBlind_ = false;
   bool isFollowing_ = false;
+  /// Whether the time of the last change differs from that at the last element.
+  bool hasNewTime_ = false;
 };
 
 }  // namespace Tessaly::inline v1::detail

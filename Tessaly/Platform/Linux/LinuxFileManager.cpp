@@ -15,12 +15,15 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/CopyItem.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 #include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
+#include "Tessaly/Platform/Linux/InotifyDirectorySource.hpp"
 #include "Tessaly/Platform/Linux/InotifyObjectSource.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -84,6 +87,18 @@ class LinuxFileManager final : public FileManager {
   std::unique_ptr<FileChangeSource> makeFileChangeSource(const URL& file,
                                                          std::function<void()> onPossibleChange) override {
     return std::make_unique<InotifyChangeSource>(filePath(file), std::move(onPossibleChange));
+  }
+
+  std::unique_ptr<DirectorySource> makeDirectorySource(const URL& directory, DirectoryDepth depth,
+                                                       std::function<void()> onPossibleChange) override {
+    return std::make_unique<InotifyDirectorySource>(filePath(directory), depth, std::move(onPossibleChange));
+  }
+  std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const override {
+    const OwnedDescriptor opened(::open(filePath(directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened.isOpen()) throw POSIXError::last();
+    std::vector<DirectoryEntry> entries;
+    for (auto& [name, file] : listDirectory(opened.get())) entries.push_back({std::move(name), file.attributes});
+    return entries;
   }
 
   bool fileExists(const std::string& path) const noexcept override {

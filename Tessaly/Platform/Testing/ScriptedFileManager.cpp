@@ -99,6 +99,16 @@ std::unique_ptr<FileChangeSource> ScriptedFileManager::makeFileChangeSource(cons
   return system_.makeFileChangeSource(file, std::move(onPossibleChange));
 }
 
+std::unique_ptr<DirectorySource> ScriptedFileManager::makeDirectorySource(const URL& directory, DirectoryDepth depth,
+                                                                          std::function<void()> onPossibleChange) {
+  return directorySource ? directorySource(directory, depth, std::move(onPossibleChange))
+                         : system_.makeDirectorySource(directory, depth, std::move(onPossibleChange));
+}
+
+std::vector<DirectoryEntry> ScriptedFileManager::contentsOfDirectory(const URL& directory) const {
+  return list ? list(directory) : system_.contentsOfDirectory(directory);
+}
+
 bool ScriptedFileManager::fileExists(const std::string& path) const noexcept {
   ++existenceChecks_;
   return exists ? exists(path) : system_.fileExists(path);

@@ -33,6 +33,9 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<FileHandle(const URL&)> open;
   std::function<bool(const std::string&)> exists;
   std::function<Data(const URL&)> read;
+  std::function<std::vector<DirectoryEntry>(const URL&)> list;
+  std::function<std::unique_ptr<DirectorySource>(const URL&, DirectoryDepth, std::function<void()> onPossibleChange)>
+      directorySource;
   std::function<void(const URL& source, const URL& destination)> copy;
   std::function<void(const URL& source, const URL& destination)> move;
   std::function<void(const URL&)> remove;
@@ -58,6 +61,9 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
                                                                      OS_dispatch_queue queue) override;
   std::unique_ptr<FileChangeSource> makeFileChangeSource(const URL& file,
                                                          std::function<void()> onPossibleChange) override;
+  std::unique_ptr<DirectorySource> makeDirectorySource(const URL& directory, DirectoryDepth depth,
+                                                       std::function<void()> onPossibleChange) override;
+  std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const override;
   bool fileExists(const std::string& path) const noexcept override;
   Data contents(const URL& file) const override;
   void write(const Data& data, const URL& file) override;

@@ -1,23 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
@@ -55,7 +61,8 @@ TEST_F(FileManagerTest, AnInstallationReplacesTheDefaultForItsScope) {
 }
 
 TEST(FileManagerDeathTest, InstallingNothingStopsTheProcess) {
-  EXPECT_DEATH(FileManagerInstallation(nullptr), "Tessaly/FileManager:[0-9]+: Fatal error: There is no file manager");
+  EXPECT_DEATH(FileManagerInstallation(nullptr),
+               "Tessaly/BackendInstallation:[0-9]+: Fatal error: There is no backend");
 }
 
 TEST_F(FileManagerTest, FoldersAreMadeWithAndWithoutThoseAboveThem) {
@@ -103,6 +110,71 @@ TEST_F(FileManagerTest, ACopyKeepsHoles) {
   copy.seekg(10'000'000'000);
   copy >> text;
   EXPECT_EQ(text, "end");
+}
+
+TEST_F(FileManagerTest, ACopyKeepsAHoleAtTheEnd) {
+  put("sparse", "begin");
+  std::filesystem::resize_file(path("sparse"), 1'000'000);
+  files.copyItem(url("sparse"), url("copy"));
+  EXPECT_EQ(std::filesystem::file_size(path("copy")), 1'000'000u);
+}
+
+TEST_F(FileManagerTest, ACopyIsReadToTheEndWhateverTheSizeSays) {
+  // Both are made up by the kernel: the first claims to be empty, the second to be a page.
+  for (const char* made : {"/proc/cpuinfo", "/sys/kernel/mm/transparent_hugepage/enabled"}) {
+    if (!files.fileExists(made)) continue;
+    std::filesystem::remove(path("copy"));
+    files.copyItem(URL::fileURLWithPath(made), url("copy"));
+    EXPECT_EQ(Tests::contentsOf(path("copy")).substr(0, 20), Tests::contentsOf(made).substr(0, 20)) << made;
+    EXPECT_EQ(Tests::contentsOf(path("copy")).size(), Tests::contentsOf(made).size()) << made;
+  }
+}
+
+TEST_F(FileManagerTest, AFileThatChangesWhileItIsCopiedIsBusyOrWhole) {
+  put("log", std::string(4'000'000, 'a'));
+  std::atomic<bool> isOver{false};
+  std::thread writer([&] {
+    while (!isOver) {
+      std::filesystem::resize_file(path("log"), 1'000'000);
+      std::ofstream(path("log"), std::ios::app) << std::string(3'000'000, 'b');
+    }
+  });
+  for (int round = 0; round < 20; ++round) {
+    const int code = codeOf([&] { files.copyItem(url("log"), url("copy")); });
+    EXPECT_TRUE(code == 0 || code == EBUSY) << code;
+    if (code == 0) {
+      EXPECT_EQ(Tests::contentsOf(path("copy")).find('\0'), std::string::npos);
+    }
+    std::filesystem::remove(path("copy"));
+  }
+  isOver = true;
+  writer.join();
+}
+
+TEST_F(FileManagerTest, ChangeOfTimesAloneIsNoWrite) {
+  put("file", "text");
+  const auto source = files.makeFileChangeSource(url("file"), [] {});
+  const timespec times[2]{{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'001, .tv_nsec = 5}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, path("file").c_str(), times, 0), 0);
+  EXPECT_EQ(source->takeChange(), std::nullopt);
+  put("file", "more");
+  EXPECT_EQ(source->takeChange(), FileChange::contents);
+}
+
+TEST_F(FileManagerTest, WriteThroughAMappingBeforeAChangeOfModeIsReported) {
+  put("file", "text");
+  const auto source = files.makeFileChangeSource(url("file"), [] {});
+  const int file = ::open(path("file").c_str(), O_RDWR | O_CLOEXEC);
+  void* const mapped = ::mmap(nullptr, 4, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  ASSERT_NE(mapped, MAP_FAILED);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // Files are dated by a clock that ticks.
+  std::memcpy(mapped, "TEXT", 4);
+  ::msync(mapped, 4, MS_SYNC);
+  ::chmod(path("file").c_str(), 0600);
+  EXPECT_EQ(source->takeChange(), std::nullopt);
+  ::munmap(mapped, 4);
+  ::close(file);
+  EXPECT_EQ(source->takeChange(), FileChange::contents);
 }
 
 TEST_F(FileManagerTest, AFolderIsNotCopiedIntoItself) {

@@ -20,7 +20,9 @@
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
+#include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
@@ -114,6 +116,36 @@ TEST_F(QueueOverflow, IsAnsweredByLookingAtThePathAnew) {
     std::optional<FileChange> last = FileChange::contents;
     while (last == FileChange::contents) last = co_await changes.next();
     EXPECT_EQ(last, FileChange::removed);
+  });
+}
+
+TEST_F(QueueOverflow, DirectoryIsFoundAgainAsItIs) {
+  const std::string root = path() + ".tree";
+  std::filesystem::create_directories(root + "/a/b");
+  std::ofstream(root + "/a/b/kept") << "text";
+  std::ofstream(root + "/a/removed") << "text";
+  syncWait([&]() -> Async<void> {
+    auto changes =
+        directoryChanges(FileManager::default_(), URL::fileURLWithPath(root), {.depth = DirectoryDepth::tree})
+            .makeAsyncIterator();
+    Tests::DirectoryModel model;
+    model.apply((co_await changes.next()).value());
+    {
+      const BusyPool pool;
+      overflow();
+      // Nobody hears of these.
+      std::filesystem::remove(root + "/a/removed");
+      std::filesystem::create_directories(root + "/new/inner");
+      std::filesystem::rename(root + "/a/b", root + "/new/inner/b");
+      std::ofstream(root + "/new/inner/b/kept", std::ios::app) << "longer";
+      std::ofstream(root + "/new/inner/b/added") << "text";
+    }
+    const std::string expected = Tests::DirectoryModel::actualListing(root, DirectoryDepth::tree);
+    while (model.listing() != expected) model.apply((co_await changes.next()).value());
+    // What is new is watched.
+    std::ofstream(root + "/new/inner/b/added", std::ios::app) << "longer";
+    const auto last = (co_await changes.next()).value();
+    EXPECT_EQ(last.at(0).entry.path, "new/inner/b/added");
   });
 }
 

@@ -10,11 +10,14 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
+#include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/Pause.hpp"
 #include "tests/Support/Process.hpp"
@@ -76,6 +79,30 @@ TEST_F(RemoteVolume, IsLookedAtEverySecond) {
               FileChange::replaced);
     EXPECT_EQ(co_await changeAfter([&] { std::filesystem::remove(theirs("a")); }), FileChange::removed);
     EXPECT_EQ(co_await changeAfter([&] { std::ofstream(theirs("a")) << "3"; }), FileChange::returned);
+  });
+}
+
+TEST_F(RemoteVolume, DirectoryIsLookedAtEverySecond) {
+  std::filesystem::create_directories(theirs("tree/a"));
+  std::ofstream(theirs("tree/a/file")) << "1";
+  syncWait([&]() -> Async<void> {
+    auto changes = directoryChanges(FileManager::default_(), ours("tree"), {.depth = DirectoryDepth::tree}, clock_)
+                       .makeAsyncIterator();
+    Tests::DirectoryModel model;
+    model.apply((co_await changes.next()).value());
+    const auto expectAfter = [&](const std::function<void()>& act) -> Async<void> {
+      Task<std::vector<DirectoryChange>> next(
+          [&]() -> Async<std::vector<DirectoryChange>> { co_return (co_await changes.next()).value(); });
+      while (clock_.timerCount() == 0) co_await Task<>::yield();
+      act();
+      clock_.advance(std::chrono::seconds(1));
+      model.apply(co_await next.value());
+      EXPECT_EQ(model.listing(), Tests::DirectoryModel::actualListing(theirs("tree"), DirectoryDepth::tree));
+    };
+    co_await expectAfter([&] { std::ofstream(theirs("tree/new")) << "2"; });
+    co_await expectAfter([&] { std::ofstream(theirs("tree/a/file"), std::ios::app) << "longer"; });
+    co_await expectAfter([&] { std::filesystem::rename(theirs("tree/a"), theirs("tree/b")); });
+    co_await expectAfter([&] { std::filesystem::remove_all(theirs("tree/b")); });
   });
 }
 

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <string_view>
+
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+Date dateOf(const statx_timestamp& time) noexcept {
+  return Date(std::chrono::sys_time<std::chrono::nanoseconds>(std::chrono::seconds(time.tv_sec) +
+                                                              std::chrono::nanoseconds(time.tv_nsec)));
+}
+
+FileType typeOf(std::uint16_t mode) noexcept {
+  if (S_ISREG(mode)) return FileType::regular;
+  if (S_ISDIR(mode)) return FileType::directory;
+  return S_ISLNK(mode) ? FileType::symbolicLink : FileType::other;
+}
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const noexcept { ::closedir(directory); }
+};
+
+}  // namespace
+
+std::optional<FoundFile> lookAt(int directory, const char* name) {
+  struct statx status{};
+  const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | (*name == '\0' ? AT_EMPTY_PATH : 0);
+  if (::statx(directory, name, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+    throw POSIXError::last();
+  }
+  const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
+  FoundFile found;
+  found.identity = {.device = static_cast<std::uint64_t>(status.stx_dev_major) << 32 | status.stx_dev_minor,
+                    .inode = status.stx_ino,
+                    .born = hasBirth ? status.stx_btime.tv_sec * 1'000'000'000 + status.stx_btime.tv_nsec : 0};
+  found.attributes = {.type = typeOf(status.stx_mode),
+                      .size = static_cast<std::int64_t>(status.stx_size),
+                      .modified = dateOf(status.stx_mtime),
+                      .created = hasBirth ? std::optional(dateOf(status.stx_btime)) : std::nullopt};
+  found.isLinked = found.attributes.type == FileType::regular && status.stx_nlink > 1;
+  return found;
+}
+
+std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory) {
+  const int own = ::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (own < 0) throw POSIXError::last();
+  const std::unique_ptr<DIR, CloseDirectory> stream(::fdopendir(own));
+  if (stream == nullptr) {
+    const POSIXError error = POSIXError::last();
+    ::close(own);
+    throw error;
+  }
+  std::vector<std::pair<std::string, FoundFile>> found;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = ::readdir(stream.get());
+    if (entry == nullptr) {
+      if (errno != 0) throw POSIXError::last();
+      return found;
+    }
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    if (const auto file = lookAt(own, entry->d_name)) found.emplace_back(name, *file);
+  }
+}
+
+bool isOnRemoteVolume(const char* path) noexcept {
+  struct statfs volume{};
+  if (::statfs(path, &volume) != 0) return false;
+  constexpr std::uint32_t smb2 = 0xFE534D42;
+  constexpr std::uint32_t cifs = 0xFF534D42;
+  constexpr std::uint32_t ceph = 0x00C36400;
+  constexpr std::array<std::uint32_t, 9> remote{
+      NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, smb2, cifs, ceph, V9FS_MAGIC, AFS_SUPER_MAGIC,
+      CODA_SUPER_MAGIC, FUSE_SUPER_MAGIC};
+  return std::ranges::find(remote, static_cast<std::uint32_t>(volume.f_type)) != remote.end();
+}
+
+}  // namespace Tessaly::inline v1::detail

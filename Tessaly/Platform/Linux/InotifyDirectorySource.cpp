@@ -1,0 +1,379 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/InotifyDirectorySource.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/inotify.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <utility>
+
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::uint32_t directoryEvents =
+    IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
+/// When more names than these were heard, a look at everything is cheaper than to keep them.
+constexpr std::size_t maximumNames = 100'000;
+
+}  // namespace
+
+InotifyDirectorySource::InotifyDirectorySource(std::string path, DirectoryDepth depth,
+                                               std::function<void()> onPossibleChange)
+    : path_(std::move(path)),
+      depth_(depth),
+      listener_(std::make_shared<Listener>(onPossibleChange)),
+      pathSource_(path_, std::move(onPossibleChange)) {}
+
+InotifyDirectorySource::~InotifyDirectorySource() { forget(root_); }
+
+bool InotifyDirectorySource::needsPolling() const noexcept {
+  return pathSource_.needsPolling() || remoteDirectories_ > 0 || needsAnotherLook();
+}
+
+std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
+  InotifyHub::shared().drain();
+  if (listener_->isHalfAMove()) InotifyHub::shared().drain();
+  const Heard heard = listener_->take();
+  looksAtEverything_ |= heard.isEverything || remoteDirectories_ > 0;
+  for (const auto& [watch, names] : heard.names) {
+    const auto found = watched_.find(watch);
+    if (found == watched_.end()) continue;
+    for (Directory* const directory : found->second) {
+      for (const auto& [name, wasWritten] : names) postponed_[directory][name] |= wasWritten;
+    }
+  }
+  findRoot();
+  try {
+    // Once more as long as something came of it: a directory that was moved has its new path only afterwards.
+    constexpr auto never = std::numeric_limits<std::size_t>::max();
+    for (std::size_t reported = never; needsAnotherLook() && reported != changes_.size();) {
+      reported = changes_.size();
+      isFullLook_ = std::exchange(looksAtEverything_, false);
+      if (isFullLook_) {
+        postponed_.clear();
+        lookAtEverything(root_);
+      } else {
+        lookAtPostponed();
+      }
+      settle();
+      lookAtOtherNames();
+    }
+  } catch (...) {
+    looksAtEverything_ = true;  // The model is behind.
+    found_.clear();
+    gone_.clear();
+    throw;
+  }
+  removed_.clear();
+  return std::exchange(changes_, {});
+}
+
+void InotifyDirectorySource::findRoot() {
+  const auto change = pathSource_.takeChange();
+  isLost_ |= change.has_value() && change != FileChange::contents;
+  if (!isLost_) return;
+  const OwnedDescriptor root(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!root.isOpen()) throw POSIXError::last();
+  unwatch(root_);
+  root_.identity = lookAt(root.get(), "").value().identity;
+  watch(root_, root.get());
+  isLost_ = false;
+  looksAtEverything_ = true;
+}
+
+void InotifyDirectorySource::watch(Directory& directory, int descriptor) {
+  const std::string path = fmt::format("/proc/self/fd/{}", descriptor);
+  const int number = InotifyHub::shared().add(path.c_str(), directoryEvents, listener_);
+  const bool isRefused = number == -EACCES || number == -EPERM;
+  if (number < 0 && !isRefused) throw POSIXError(-number);
+  directory.watch = number;
+  directory.isRemote = isRefused || isOnRemoteVolume(path.c_str());
+  if (directory.isRemote) ++remoteDirectories_;
+  if (number >= 0) watched_[number].push_back(&directory);
+}
+
+void InotifyDirectorySource::unwatch(Directory& directory) noexcept {
+  if (std::exchange(directory.isRemote, false)) --remoteDirectories_;
+  const int number = std::exchange(directory.watch, -1);
+  const auto found = watched_.find(number);
+  if (found == watched_.end()) return;
+  std::erase(found->second, &directory);
+  if (found->second.empty()) watched_.erase(found);
+  InotifyHub::shared().remove(number, *listener_);
+}
+
+void InotifyDirectorySource::forget(Directory& directory) noexcept {
+  unwatch(directory);
+  postponed_.erase(&directory);
+  for (auto& [name, entry] : directory.entries) {
+    if (entry.directory != nullptr) forget(*entry.directory);
+  }
+}
+
+OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
+  const bool isRoot = &directory == &root_;
+  const std::string path = isRoot ? path_ : path_ + '/' + pathOf(*directory.parent, directory.name);
+  OwnedDescriptor opened(
+      ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (isRoot ? 0 : O_NOFOLLOW)));
+  if (opened.isOpen() && lookAt(opened.get(), "").value().identity != directory.identity) {
+    errno = ESTALE;
+    return {};
+  }
+  return opened;
+}
+
+void InotifyDirectorySource::lookAtEverything(Directory& directory) {
+  const OwnedDescriptor opened = open(directory);
+  if (!opened.isOpen()) {
+    looksAtEverything_ = true;  // It is about to be moved or removed in the model.
+    return;
+  }
+  std::set<std::string, std::less<>> names;
+  for (auto& [name, found] : listDirectory(opened.get())) {
+    compare(directory, name, found, false);
+    names.insert(std::move(name));
+  }
+  std::vector<std::string> missing;
+  std::vector<Directory*> below;
+  for (const auto& [name, entry] : directory.entries) {
+    if (!names.contains(name)) missing.push_back(name);
+    if (entry.directory != nullptr) below.push_back(entry.directory.get());
+  }
+  for (const std::string& name : missing) compare(directory, name, std::nullopt, false);
+  // One that is gone from here is looked at when it is found elsewhere.
+  std::erase_if(below, [&](const Directory* one) { return gone_.contains(one->identity); });
+  for (Directory* const one : below) lookAtEverything(*one);
+}
+
+void InotifyDirectorySource::lookAtPostponed() {
+  const auto postponed = std::exchange(postponed_, {});
+  for (const auto& [directory, names] : postponed) lookAtNames(*directory, names);
+}
+
+void InotifyDirectorySource::lookAtOtherNames() {
+  if (!isFullLook_ && !linked_.empty()) {
+    collectLinked(root_, linked_);
+    lookAtPostponed();
+    settle();
+  }
+  linked_.clear();
+}
+
+void InotifyDirectorySource::collectLinked(Directory& directory, const std::set<FileIdentity>& linked) {
+  for (const auto& [name, entry] : directory.entries) {
+    if (entry.directory != nullptr) collectLinked(*entry.directory, linked);
+    if (linked.contains(entry.file.identity)) postponed_[&directory][name] |= false;
+  }
+}
+
+void InotifyDirectorySource::lookAtNames(Directory& directory, const Names& names) {
+  const OwnedDescriptor opened = open(directory);
+  if (!opened.isOpen()) {
+    postponed_[&directory] = names;
+    return;
+  }
+  for (const auto& [name, wasWritten] : names) {
+    compare(directory, name, lookAt(opened.get(), name.c_str()), wasWritten);
+  }
+}
+
+void InotifyDirectorySource::compare(Directory& directory, const std::string& name,
+                                     const std::optional<FoundFile>& found, bool wasWritten) {
+  const auto known = directory.entries.find(name);
+  if (known == directory.entries.end()) {
+    if (found) found_.push_back({&directory, name, *found});
+    return;
+  }
+  Entry& entry = known->second;
+  if (entry.file.isLinked) linked_.insert(entry.file.identity);
+  entry.file.isLinked = found && found->isLinked;
+  if (!found || found->identity != entry.file.identity) {
+    gone_[entry.file.identity].emplace_back(&directory, name);
+    if (found) found_.push_back({&directory, name, *found});
+    return;
+  }
+  if (wasWritten || found->attributes != entry.file.attributes) {
+    entry.file = *found;
+    report(DirectoryChange::Kind::changed, directory, name, entry.file.attributes);
+  }
+  descend(directory, entry, name);
+}
+
+void InotifyDirectorySource::settle() {
+  while (!found_.empty()) {
+    std::vector<Place> blocked;
+    bool isAnySettled = false;
+    // More are found while directories are added.
+    while (!found_.empty()) {
+      Place place = std::move(found_.back());
+      found_.pop_back();
+      if (settleOne(place)) {
+        isAnySettled = true;
+      } else {
+        blocked.push_back(std::move(place));
+      }
+    }
+    if (!isAnySettled) makeRoom(blocked);
+    found_ = std::move(blocked);
+  }
+  for (const auto& [identity, places] : std::exchange(gone_, {})) {
+    for (const auto& [directory, name] : places) {
+      if (!isAttached(*directory)) continue;
+      const auto entry = directory->entries.find(name);
+      if (entry != directory->entries.end() && entry->second.file.identity == identity) remove(*directory, name);
+    }
+  }
+}
+
+bool InotifyDirectorySource::settleOne(const Place& place) {
+  if (!isAttached(*place.directory)) return true;
+  const auto occupant = place.directory->entries.find(place.name);
+  if (occupant != place.directory->entries.end()) return occupant->second.file.identity == place.file.identity;
+  if (!moveHere(place)) add(place);
+  return true;
+}
+
+void InotifyDirectorySource::makeRoom(const std::vector<Place>& blocked) {
+  std::set<FileIdentity> wanted;
+  for (const Place& place : blocked) wanted.insert(place.file.identity);
+  bool isAnyRemoved = false;
+  const auto removeOccupants = [&](bool alsoWanted) {
+    for (const Place& place : blocked) {
+      if (isAnyRemoved && alsoWanted) return;
+      if (!isAttached(*place.directory)) continue;
+      const auto occupant = place.directory->entries.find(place.name);
+      if (occupant == place.directory->entries.end()) continue;
+      if (!alsoWanted && wanted.contains(occupant->second.file.identity)) continue;
+      remove(*place.directory, place.name);
+      isAnyRemoved = true;
+    }
+  };
+  removeOccupants(false);
+  // Files that took each other's names: one of them disappears and appears again.
+  removeOccupants(true);
+}
+
+bool InotifyDirectorySource::moveHere(const Place& place) {
+  const auto former = gone_.find(place.file.identity);
+  if (former == gone_.end()) return false;
+  for (const auto& [directory, name] : former->second) {
+    if (!isAttached(*directory)) continue;
+    const auto found = directory->entries.find(name);
+    if (found == directory->entries.end() || found->second.file.identity != place.file.identity) continue;
+    Directory* const moved = found->second.directory.get();
+    bool isIntoItself = false;
+    for (const Directory* up = place.directory; up != nullptr; up = up->parent) isIntoItself |= up == moved;
+    if (isIntoItself) continue;
+    std::string formerPath = pathOf(*directory, name);
+    auto node = directory->entries.extract(found);
+    node.key() = place.name;
+    node.mapped().file = place.file;
+    if (place.file.isLinked) linked_.insert(place.file.identity);
+    if (moved != nullptr) {
+      moved->parent = place.directory;
+      moved->name = place.name;
+    }
+    place.directory->entries.insert(std::move(node));
+    report(DirectoryChange::Kind::renamed, *place.directory, place.name, place.file.attributes, std::move(formerPath));
+    if (moved != nullptr && isFullLook_) lookAtEverything(*moved);
+    return true;
+  }
+  return false;
+}
+
+void InotifyDirectorySource::add(const Place& place) {
+  if (place.file.isLinked) linked_.insert(place.file.identity);
+  Entry& entry = place.directory->entries[place.name];
+  entry.file = place.file;
+  report(DirectoryChange::Kind::appeared, *place.directory, place.name, place.file.attributes);
+  descend(*place.directory, entry, place.name);
+}
+
+void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std::string& name) {
+  if (depth_ != DirectoryDepth::tree || entry.file.attributes.type != FileType::directory ||
+      entry.directory != nullptr) {
+    return;
+  }
+  // A directory may be mounted below itself.
+  for (const Directory* up = &parent; up != nullptr; up = up->parent) {
+    if (up->identity == entry.file.identity) return;
+  }
+  auto directory = std::make_unique<Directory>();
+  directory->parent = &parent;
+  directory->name = name;
+  directory->identity = entry.file.identity;
+  const OwnedDescriptor opened = open(*directory);
+  if (!opened.isOpen()) {
+    // Either it may not be read, or it is there no more, and its name will be heard or looked at again.
+    if (errno != EACCES && errno != ENAMETOOLONG) postponed_[&parent][name] |= false;
+    return;
+  }
+  watch(*directory, opened.get());
+  entry.directory = std::move(directory);
+  for (auto& [below, file] : listDirectory(opened.get())) {
+    found_.push_back({entry.directory.get(), std::move(below), file});
+  }
+}
+
+void InotifyDirectorySource::remove(Directory& directory, const std::string& name) {
+  const auto found = directory.entries.find(name);
+  report(DirectoryChange::Kind::disappeared, directory, name, found->second.file.attributes);
+  if (auto& below = found->second.directory; below != nullptr) {
+    forget(*below);
+    below->parent = nullptr;
+    removed_.push_back(std::move(below));  // Places may still point there.
+  }
+  directory.entries.erase(found);
+}
+
+void InotifyDirectorySource::report(DirectoryChange::Kind kind, const Directory& directory, const std::string& name,
+                                    const FileAttributes& attributes, std::string formerPath) {
+  changes_.push_back({kind, {pathOf(directory, name), attributes}, std::move(formerPath)});
+}
+
+bool InotifyDirectorySource::isAttached(const Directory& directory) const noexcept {
+  const Directory* top = &directory;
+  while (top->parent != nullptr) top = top->parent;
+  return top == &root_;
+}
+
+std::string InotifyDirectorySource::pathOf(const Directory& directory, std::string_view name) {
+  std::string path(name);
+  for (const Directory* up = &directory; up->parent != nullptr; up = up->parent) path = up->name + '/' + path;
+  return path;
+}
+
+bool InotifyDirectorySource::Listener::note(int watch, std::uint32_t mask, std::string_view name) noexcept {
+  UnfairLock::Guard guard(lock_);
+  if (heard_.isEverything) return false;
+  if ((mask & (IN_Q_OVERFLOW | IN_UNMOUNT)) != 0 || heard_.count > maximumNames) {
+    heard_ = {};
+    heard_.isEverything = true;
+    return true;
+  }
+  if (name.empty()) return false;
+  if ((mask & IN_MOVED_FROM) != 0) heard_.isHalfAMove = true;
+  if ((mask & IN_MOVED_TO) != 0) heard_.isHalfAMove = false;
+  auto& names = heard_.names[watch];
+  const auto [entry, isNew] = names.try_emplace(std::string(name), false);
+  const bool isWrittenNow = (mask & IN_MODIFY) != 0 && !std::exchange(entry->second, true);
+  if (isNew) ++heard_.count;
+  return isNew || isWrittenNow;
+}
+
+InotifyDirectorySource::Heard InotifyDirectorySource::Listener::take() {
+  UnfairLock::Guard guard(lock_);
+  return std::exchange(heard_, {});
+}
+
+bool InotifyDirectorySource::Listener::isHalfAMove() {
+  UnfairLock::Guard guard(lock_);
+  return heard_.isHalfAMove;
+}
+
+}  // namespace Tessaly::inline v1::detail

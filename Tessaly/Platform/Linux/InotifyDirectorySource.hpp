@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Files/DirectorySource.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListing.hpp"
+#include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
+#include "Tessaly/Platform/Linux/InotifyHub.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Follows the contents of a directory.
+///
+/// Events only say at which names to look again; the changes are the difference between the model and what is found.
+/// So nothing depends on the order of events, and lost ones cost a look at everything. A file that is gone from one
+/// name and found under another one was renamed.
+///
+/// Thread contract: thread-compatible.
+class InotifyDirectorySource final : public DirectorySource {
+ public:
+  InotifyDirectorySource(std::string path, DirectoryDepth depth, std::function<void()> onPossibleChange);
+  ~InotifyDirectorySource() override;
+
+  [[nodiscard]] std::vector<DirectoryChange> takeChanges() override;
+  [[nodiscard]] bool needsPolling() const noexcept override;
+
+ private:
+  /// Names to look at again, and whether the files were written.
+  using Names = std::unordered_map<std::string, bool>;
+
+  /// What was heard since it was last asked, for each watch.
+  struct Heard {
+    std::unordered_map<int, Names> names;
+    std::size_t count = 0;
+    bool isEverything = false;
+    /// A move out of a directory whose other half was not heard yet.
+    bool isHalfAMove = false;
+  };
+
+  class Listener final : public InotifyHub::Subscriber {
+   public:
+    explicit Listener(std::function<void()> onPossibleChange) : onPossibleChange_(std::move(onPossibleChange)) {}
+    bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
+    void wake() noexcept override { onPossibleChange_(); }
+    Heard take();
+    bool isHalfAMove();
+
+   private:
+    UnfairLock lock_;
+    Heard heard_ TESSALY_GUARDED_BY(lock_);
+    const std::function<void()> onPossibleChange_;
+  };
+
+  struct Directory;
+  struct Entry {
+    FoundFile file;
+    /// Only of a directory that is followed.
+    std::unique_ptr<Directory> directory;
+  };
+  /// A directory of the model.
+  struct Directory {
+    Directory* parent = nullptr;
+    std::string name;
+    FileIdentity identity;
+    int watch = -1;
+    bool isRemote = false;
+    std::unordered_map<std::string, Entry> entries;
+  };
+  /// A name of a directory, and the file that is there now.
+  struct Place {
+    Directory* directory = nullptr;
+    std::string name;
+    FoundFile file;
+  };
+
+  [[nodiscard]] bool needsAnotherLook() const noexcept { return looksAtEverything_ || !postponed_.empty(); }
+  void findRoot();
+  void watch(Directory& directory, int descriptor);
+  void unwatch(Directory& directory) noexcept;
+  void forget(Directory& directory) noexcept;
+  void lookAtEverything(Directory& directory);
+  void lookAtPostponed();
+  void lookAtOtherNames();
+  void collectLinked(Directory& directory, const std::set<FileIdentity>& linked);
+  void lookAtNames(Directory& directory, const Names& names);
+  void compare(Directory& directory, const std::string& name, const std::optional<FoundFile>& found, bool wasWritten);
+  [[nodiscard]] OwnedDescriptor open(const Directory& directory) const;
+
+  void settle();
+  bool settleOne(const Place& place);
+  bool moveHere(const Place& place);
+  void makeRoom(const std::vector<Place>& blocked);
+  void add(const Place& place);
+  void descend(Directory& parent, Entry& entry, const std::string& name);
+  void remove(Directory& directory, const std::string& name);
+  void report(DirectoryChange::Kind kind, const Directory& directory, const std::string& name,
+              const FileAttributes& attributes, std::string formerPath = {});
+  [[nodiscard]] bool isAttached(const Directory& directory) const noexcept;
+  [[nodiscard]] static std::string pathOf(const Directory& directory, std::string_view name);
+
+  const std::string path_;
+  const DirectoryDepth depth_;
+  const std::shared_ptr<Listener> listener_;
+  InotifyChangeSource pathSource_;
+  /// Whether the directory has yet to be found at the path.
+  bool isLost_ = true;
+  bool looksAtEverything_ = false;
+  /// Whether the look under way is at everything.
+  bool isFullLook_ = false;
+  Directory root_;
+  std::unordered_map<int, std::vector<Directory*>> watched_;
+  std::size_t remoteDirectories_ = 0;
+  /// Names that could not be looked at because the directory is not where the model has it: what moved it is to come.
+  std::unordered_map<Directory*, Names> postponed_;
+
+  // What one call of takeChanges works on.
+  std::vector<Place> found_;
+  std::map<FileIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
+  /// Files with several names of which one was heard: the kernel tells of no other.
+  std::set<FileIdentity> linked_;
+  std::vector<DirectoryChange> changes_;
+  std::vector<std::unique_ptr<Directory>> removed_;
+};
+
+}  // namespace Tessaly::inline v1::detail

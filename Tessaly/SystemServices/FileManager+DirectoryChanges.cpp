@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
+#include "Tessaly/SystemServices/detail/Follower.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+constexpr const char* sourceFile = "Tessaly/FileManager+DirectoryChanges";
+using Changes = std::vector<DirectoryChange>;
+
+/// What a sequence of a directory's changes works on.
+class DirectoryFollower : public detail::Follower<DirectorySource> {
+ public:
+  DirectoryFollower(FileManager& files, const URL& directory, DirectoryOptions options, Clock& clock)
+      : Follower(clock,
+                 [&](std::function<void()> wake) {
+                   return files.makeDirectorySource(directory, options.depth, std::move(wake));
+                 }),
+        debounce_(options.debounce) {}
+
+  static Async<std::optional<Changes>> next(std::shared_ptr<DirectoryFollower> self) {
+    const SoleConsumer consumer(*self, sourceFile, __LINE__);
+    for (;;) {
+      Changes changes = co_await take(*self);
+      const bool isListing = !std::exchange(self->hasListed_, true);
+      if (isListing || !changes.empty()) co_return changes;
+      if (!co_await wake(*self) || !co_await pause(*self, self->debounce_)) co_return std::nullopt;
+    }
+  }
+
+ private:
+  /// The changes. A directory that others replace is missing for a moment: it has a second to come back.
+  static Async<Changes> take(DirectoryFollower& self) {
+    DirectorySource& source = self.source();
+    try {
+      co_return co_await runBlocking([&source] { return source.takeChanges(); });
+    } catch (const POSIXError& error) {
+      if (error.code() != ENOENT || !self.hasListed_) throw;
+    }
+    co_await Task<>::sleep(detail::pollingInterval, self.clock());
+    co_return co_await runBlocking([&source] { return source.takeChanges(); });
+  }
+
+  /// False when the task was cancelled.
+  static Async<bool> pause(DirectoryFollower& self, std::chrono::nanoseconds duration) {
+    if (duration <= std::chrono::nanoseconds::zero()) co_return true;
+    try {
+      co_await Task<>::sleep(duration, self.clock());
+      co_return true;
+    } catch (const CancellationError&) {
+      co_return false;
+    }
+  }
+
+  const std::chrono::nanoseconds debounce_;
+  bool hasListed_ = false;
+};
+
+}  // namespace
+
+DirectoryChanges directoryChanges(FileManager& files, const URL& at, DirectoryOptions options, Clock& clock) {
+  return DirectoryChanges::unfolding([follower = std::make_shared<DirectoryFollower>(files, at, options, clock)] {
+    return DirectoryFollower::next(follower);
+  });
+}
+
+}  // namespace Tessaly::inline v1

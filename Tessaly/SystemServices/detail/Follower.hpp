@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <variant>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
+#include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// How often a source is looked at to which the system reports nothing.
+inline constexpr auto pollingInterval = std::chrono::seconds(1);
+
+/// Has a continuation yield after a while, unless the task is cancelled.
+template <typename Continuation, typename Element>
+Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, Continuation continuation, Element element) {
+  return Task<>::detached([=, clock = &clock]() -> Async<void> {
+    co_await Task<>::sleep(duration, *clock);
+    continuation.yield(element);
+  });
+}
+
+/// A source of changes, and the wait for its next one.
+///
+/// Thread contract: thread-safe; a second task that waits stops the process.
+template <typename Source>
+class Follower {
+ public:
+  /// Makes the source, which gets a function to be woken by. An error is kept for the first `source()`.
+  template <typename Make>
+  Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
+
+ protected:
+  /// Marks the follower as waited for.
+  class SoleConsumer {
+   public:
+    SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {
+      if (isWaiting_.exchange(true, std::memory_order_acquire)) {
+        fatalError("Two tasks wait for the changes of one file", file, line);
+      }
+    }
+    ~SoleConsumer() { isWaiting_.store(false, std::memory_order_release); }
+    SoleConsumer(const SoleConsumer&) = delete;
+    SoleConsumer& operator=(const SoleConsumer&) = delete;
+
+   private:
+    std::atomic<bool>& isWaiting_;
+  };
+
+  /// Throws what making it threw.
+  [[nodiscard]] Source& source() const {
+    if (source_ == nullptr) std::rethrow_exception(error_);
+    return *source_;
+  }
+  [[nodiscard]] Clock& clock() const noexcept { return clock_; }
+
+  /// Waits until there may be a change; false when the task was cancelled.
+  static Async<bool> wake(Follower& self) {
+    if (!self.source_->needsPolling()) co_return (co_await self.wakes_.next()).has_value();
+    const Task<> timer = yieldAfter(pollingInterval, self.clock_, self.continuation_, std::monostate());
+    const bool isAwake = (co_await self.wakes_.next()).has_value();
+    timer.cancel();
+    co_return isAwake;
+  }
+
+ private:
+  using Wakes = AsyncStream<std::monostate>;
+  static constexpr auto newest = BufferingPolicy::newest(1);
+
+  template <typename Make, typename Pair>
+  Follower(Clock& clock, Make& make, Pair pair)
+      : clock_(clock), wakes_(pair.stream.makeAsyncIterator()), continuation_(pair.continuation) {
+    try {
+      source_ = make([continuation = continuation_] { continuation.yield({}); });
+    } catch (...) {
+      error_ = std::current_exception();
+    }
+  }
+
+  Clock& clock_;
+  std::atomic<bool> isWaiting_{false};
+  std::exception_ptr error_;
+  typename Wakes::AsyncIterator wakes_;
+  typename Wakes::Continuation continuation_;
+  std::unique_ptr<Source> source_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Testing/ManualClock.hpp"
+#include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
+#include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
+#include "tests/Support/DirectoryModel.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
+
+namespace Tessaly {
+namespace {
+
+using namespace std::chrono_literals;
+using Tests::DirectoryModel;
+using Changes = std::vector<DirectoryChange>;
+
+class DirectoryChangesTest : public testing::Test {
+ protected:
+  [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
+  void put(const std::string& name, std::string_view text = "text") const {
+    std::ofstream(path(name), std::ios::binary) << text;
+  }
+  [[nodiscard]] DirectoryChanges changes(DirectoryOptions options = {}) {
+    return directoryChanges(FileManager::default_(), folder_.url(), options, clock_);
+  }
+
+  Tests::TemporaryFolder folder_;
+  ManualClock clock_;
+};
+
+/// A source whose changes a test hands out.
+struct Script {
+  std::vector<std::function<Changes()>> takes;
+  std::function<void()> wake;
+  bool isRemote = false;
+};
+
+class ScriptedSource final : public DirectorySource {
+ public:
+  explicit ScriptedSource(std::shared_ptr<Script> script) : script_(std::move(script)) {}
+  Changes takeChanges() override {
+    if (script_->takes.empty()) return {};
+    const auto take = std::move(script_->takes.front());
+    script_->takes.erase(script_->takes.begin());
+    return take();
+  }
+  bool needsPolling() const noexcept override { return script_->isRemote; }
+
+ private:
+  std::shared_ptr<Script> script_;
+};
+
+class ScriptedDirectoryChanges : public DirectoryChangesTest {
+ protected:
+  ScriptedDirectoryChanges() {
+    files_.directorySource = [this](const URL&, DirectoryDepth depth, std::function<void()> wake) {
+      depth_ = depth;
+      script_->wake = std::move(wake);
+      return std::make_unique<ScriptedSource>(script_);
+    };
+  }
+  [[nodiscard]] DirectoryChanges scripted(DirectoryOptions options = {}) {
+    return directoryChanges(files_, folder_.url(), options, clock_);
+  }
+  static Changes appearance(const std::string& path) {
+    return {{.kind = DirectoryChange::Kind::appeared, .entry = {.path = path, .attributes = {}}, .formerPath = ""}};
+  }
+
+  ScriptedFileManager files_;
+  std::shared_ptr<Script> script_ = std::make_shared<Script>();
+  DirectoryDepth depth_ = DirectoryDepth::entries;
+};
+
+TEST_F(DirectoryChangesTest, FirstElementListsAnEmptyDirectoryToo) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = changes().makeAsyncIterator();
+    EXPECT_EQ(co_await iterator.next(), Changes());
+    put("a");
+    DirectoryModel model;
+    while (model.listing() != "a 0 4\n") model.apply((co_await iterator.next()).value());
+  });
+}
+
+TEST_F(DirectoryChangesTest, MissingDirectoryFailsAtOnce) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("none"))).makeAsyncIterator();
+    try {
+      co_await iterator.next();
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), ENOENT);
+    }
+  });
+}
+
+TEST_F(DirectoryChangesTest, RemovedDirectoryFailsAfterASecond) {
+  std::filesystem::create_directory(path("followed"));
+  syncWait([&]() -> Async<void> {
+    auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")), {}, clock_)
+                        .makeAsyncIterator();
+    co_await iterator.next();
+    std::filesystem::remove(path("followed"));
+    Task<int> next([&]() -> Async<int> {
+      try {
+        co_await iterator.next();
+        co_return 0;
+      } catch (const POSIXError& error) {
+        co_return static_cast<int>(error.code());
+      }
+    });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    clock_.advance(1s);
+    EXPECT_EQ(co_await next.value(), ENOENT);
+    EXPECT_EQ(co_await iterator.next(), std::nullopt);
+  });
+}
+
+TEST_F(DirectoryChangesTest, DirectoryThatComesBackWithinASecondGoesOn) {
+  std::filesystem::create_directory(path("followed"));
+  put("followed/old");
+  syncWait([&]() -> Async<void> {
+    auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")), {}, clock_)
+                        .makeAsyncIterator();
+    DirectoryModel model;
+    model.apply((co_await iterator.next()).value());
+    std::filesystem::rename(path("followed"), path("away"));
+    Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    std::filesystem::create_directory(path("followed"));
+    put("followed/new");
+    clock_.advance(1s);
+    model.apply(co_await next.value());
+    EXPECT_EQ(model.listing(), "new 0 4\n");
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, DebounceGathersWhatFollowsTheFirstChange) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted({.depth = DirectoryDepth::tree, .debounce = 200ms}).makeAsyncIterator();
+    EXPECT_EQ(depth_, DirectoryDepth::tree);
+    co_await iterator.next();
+    Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+    script_->wake();
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    script_->takes.push_back([] { return appearance("late"); });
+    clock_.advance(199ms);
+    for (int turn = 0; turn < 50; ++turn) co_await Task<>::yield();
+    EXPECT_FALSE(next.isFinished());
+    clock_.advance(1ms);
+    EXPECT_EQ(co_await next.value(), appearance("late"));
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, CancellationEndsTheSequenceDuringADebounce) {
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted({.depth = DirectoryDepth::entries, .debounce = 1h}).makeAsyncIterator();
+    co_await iterator.next();
+    Task<bool> next([&]() -> Async<bool> { co_return (co_await iterator.next()).has_value(); });
+    script_->wake();
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    next.cancel();
+    EXPECT_FALSE(co_await next.value());
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, RemoteDirectoryIsLookedAtEverySecond) {
+  script_->isRemote = true;
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted().makeAsyncIterator();
+    co_await iterator.next();
+    Task<Changes> next([&]() -> Async<Changes> { co_return (co_await iterator.next()).value(); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    script_->takes.push_back([] { return appearance("theirs"); });
+    clock_.advance(1s);
+    EXPECT_EQ(co_await next.value(), appearance("theirs"));
+  });
+}
+
+TEST_F(ScriptedDirectoryChanges, LimitOfWatchesFailsTheSequence) {
+  script_->takes.push_back([]() -> Changes { throw POSIXError(ENOSPC); });
+  syncWait([&]() -> Async<void> {
+    auto iterator = scripted().makeAsyncIterator();
+    try {
+      co_await iterator.next();
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), ENOSPC);
+    }
+  });
+}
+
+TEST(ScriptedFileManagerTest, ListsWhatATestSays) {
+  ScriptedFileManager files;
+  files.list = [](const URL&) { return std::vector<DirectoryEntry>{{.path = "a", .attributes = {}}}; };
+  EXPECT_EQ(files.contentsOfDirectory(URL::fileURLWithPath("/")).at(0).path, "a");
+}
+
+}  // namespace
+}  // namespace Tessaly
