@@ -14,6 +14,7 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "Options.hpp"
 #include "Signals.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
 #include "Tessaly/SystemServices/SleepHandler.hpp"
@@ -162,7 +163,7 @@ ExitCode run(Arguments arguments) {
       if (arguments.empty()) throw UsageError("A command is missing");
       break;
     }
-    if (option != "--reason") throw UsageError("There is no option \"" + std::string(option) + "\"");
+    if (option != "--reason") throw unknownOption(option);
     if (arguments.empty()) throw UsageError("--reason wants a text");
     reason = arguments[0];
     arguments = arguments.subspan(1);

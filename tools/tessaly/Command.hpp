@@ -36,8 +36,10 @@ struct Command {
 extern const Command awakeCommand;
 extern const Command copyCommand;
 extern const Command defaultsCommand;
+extern const Command digestCommand;
 extern const Command formatCommand;
 extern const Command infoCommand;
+extern const Command listCommand;
 extern const Command logCommand;
 extern const Command reachCommand;
 extern const Command watchCommand;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 #include "Tessaly/SystemServices/PasteboardService.hpp"
@@ -43,23 +44,17 @@ struct Contents {
 };
 
 Contents contentsOf(Arguments arguments) {
-  bool isURL = false;
-  while (!arguments.empty() && arguments[0].starts_with("--")) {
-    const std::string_view option = arguments[0];
-    arguments = arguments.subspan(1);
-    if (option == "--") break;
-    if (option != "--url") throw UsageError("There is no option \"" + std::string(option) + "\"");
-    isURL = true;
-  }
+  const CommandLine line(arguments, {"--url"});
   Contents contents;
-  if (arguments.empty()) {
+  if (line.words().empty()) {
     contents.text.assign(std::istreambuf_iterator<char>(std::cin), {});
     if (std::cin.bad()) throw CommandError("Standard input cannot be read");
   }
-  for (const std::string_view word : arguments) contents.text.append(contents.text.empty() ? "" : " ").append(word);
-  if (isURL) {
+  for (const std::string& word : line.words()) contents.text.append(contents.text.empty() ? "" : " ").append(word);
+  if (line.has("--url")) {
     contents.url = URL::from(contents.text);
-    if (!contents.url) throw CommandError("\"" + contents.text + "\" is no URL");
+    // A text without a scheme parses, as a URL that is relative to another.
+    if (!contents.url || !contents.url->scheme()) throw CommandError("\"" + contents.text + "\" is no URL");
   }
   return contents;
 }

@@ -4,14 +4,15 @@
 #include <cstring>
 #include <iomanip>
 #include <iostream>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Command.hpp"
-#include "Tessaly/Core/Foundation/Data.hpp"
+#include "JSON.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
@@ -25,20 +26,21 @@
 namespace TessalyTool {
 namespace {
 
-using Tessaly::Data;
 using Tessaly::FileManager;
 using Tessaly::POSIXError;
 using Tessaly::ProcessInfo;
 using Tessaly::URL;
 using Tessaly::UTType;
 
-constexpr std::string_view help = R"(Usage: tessaly info [--digest] [<file>...]
+constexpr std::string_view help = R"(Usage: tessaly info [--digest] [--json] [<file>...]
 
 Without a file, prints what an application is told about the system and about itself. Of each file prints its type, by its
 name and its contents, with the MIME type, the preferred extension and what the type is a special case of, and size and
 time of the file.
 
   --digest    of files, their SHA-256 and MD5 as well
+  --json      of files, a line of JSON for each: {"file":...,"type":...,"MIMEType":...,"extension":...,"size":...,
+              "modified":...}; a type without an extension has no such member
 
 Exit codes: 0 done, 1 failed (a file that is not there, for example), 2 wrong usage.
 )";
@@ -70,50 +72,68 @@ void printSystem() {
   print("under test", yesOrNo(isRunningTests(process)));
 }
 
-void printFile(const std::string& path, bool printsDigests) {
+/// The extension that files of a type have, if there is one.
+std::string extensionOf(const UTType& type) { return type.preferredFilenameExtension().value_or(""); }
+
+/// What is printed of a file. Everything that may fail comes first, so that a file is told of whole or not at all.
+struct FileFacts {
+  explicit FileFacts(const std::string& file, bool hasDigests) : path(file), type(UTType::ofFile(url())) {
+    if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
+    if (!hasDigests || !S_ISREG(status.st_mode)) return;
+    sha256 = stringEncoded(Tessaly::syncWait([this] { return Tessaly::digestOfFile<Tessaly::SHA256Digest>(url()); }));
+    md5 =
+        stringEncoded(Tessaly::syncWait([this] { return Tessaly::digestOfFile<Tessaly::Insecure::MD5Digest>(url()); }));
+  }
+
+  [[nodiscard]] URL url() const { return URL::fileURLWithPath(path); }
+  [[nodiscard]] Tessaly::Date modified() const {
+    return Tessaly::Date::since1970(static_cast<double>(status.st_mtim.tv_sec) +
+                                    static_cast<double>(status.st_mtim.tv_nsec) / 1e9);
+  }
+
+  std::string path;
+  UTType type;
   struct stat status{};
-  const URL file = URL::fileURLWithPath(path);
-  const UTType type = UTType::ofFile(file);
-  if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
-  // Everything that may fail comes first, so that a file is told of whole or not at all.
-  std::optional<Data> contents;
-  if (printsDigests && S_ISREG(status.st_mode)) contents = Data::contentsOf(file);
+  std::string sha256;
+  std::string md5;
+};
+
+void printFile(const FileFacts& file) {
+  const std::string extension = extensionOf(file.type);
   std::string kinds;
-  for (const std::string& kind : type.supertypeIdentifiers()) kinds += (kinds.empty() ? "" : ", ") + kind;
-  std::cout << path << '\n';
-  print("type", type.identifier());
-  print("MIME type", mimeType(type));
-  print("extension", fileExtension(type));
+  for (const std::string& kind : file.type.supertypeIdentifiers()) kinds += (kinds.empty() ? "" : ", ") + kind;
+  std::cout << file.path << '\n';
+  print("type", file.type.identifier());
+  print("MIME type", mimeType(file.type));
+  print("extension", extension.empty() ? "none" : extension);
   print("kind of", kinds);
-  print("size", Tessaly::FormattingService::Bytes::string(std::int64_t{status.st_size}));
-  const double seconds = static_cast<double>(status.st_mtim.tv_sec) + static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
-  print("modified", timeText(Tessaly::Date::since1970(seconds)));
-  if (!contents) return;
-  print("SHA-256", stringEncoded(Tessaly::SHA256Digest::hash(contents->bytes())));
-  print("MD5", stringEncoded(Tessaly::Insecure::MD5Digest::hash(contents->bytes())));
+  print("size", Tessaly::FormattingService::Bytes::string(std::int64_t{file.status.st_size}));
+  print("modified", timeText(file.modified()));
+  if (file.sha256.empty()) return;
+  print("SHA-256", file.sha256);
+  print("MD5", file.md5);
+}
+
+void printJSON(const FileFacts& file) {
+  JSONObject object;
+  object.add("file", file.path).add("type", file.type.identifier()).add("MIMEType", mimeType(file.type));
+  if (const std::string extension = extensionOf(file.type); !extension.empty()) object.add("extension", extension);
+  object.add("size", std::int64_t{file.status.st_size});
+  object.add("modified", Tessaly::FormattingService::Date::iso8601(file.modified()));
+  if (!file.sha256.empty()) object.add("SHA256", file.sha256).add("MD5", file.md5);
+  std::cout << object.text() << '\n';
 }
 
 ExitCode run(Arguments arguments) {
-  std::vector<std::string> files;
-  bool printsDigests = false;
-  bool takesOptions = true;
-  for (const std::string_view argument : arguments) {
-    if (takesOptions && argument == "--") {
-      takesOptions = false;
-    } else if (takesOptions && argument == "--digest") {
-      printsDigests = true;
-    } else if (takesOptions && argument.starts_with('-')) {
-      throw UsageError("There is no option " + std::string(argument));
-    } else {
-      files.emplace_back(argument);
-    }
-  }
-  if (files.empty() && printsDigests) throw UsageError("A file is missing");
+  const CommandLine line(arguments, {"--digest", "--json"});
+  const std::vector<std::string>& files = line.words();
+  if (files.empty() && (line.has("--digest") || line.has("--json"))) throw UsageError("A file is missing");
   if (files.empty()) printSystem();
   ExitCode code = success;
   for (const std::string& file : files) {
     try {
-      printFile(file, printsDigests);
+      const FileFacts facts(file, line.has("--digest"));
+      line.has("--json") ? printJSON(facts) : printFile(facts);
     } catch (const POSIXError& error) {
       std::cout.flush();
       std::cerr << "tessaly info: " << file << ": " << std::strerror(static_cast<int>(error.code())) << '\n';

@@ -19,7 +19,10 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "JSON.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/FoundationExtensions/String+Log.hpp"
 #include "Tessaly/SystemServices/ExportService.hpp"
 #include "Times.hpp"
@@ -29,7 +32,7 @@ namespace {
 
 using Tessaly::Date;
 
-constexpr std::string_view help = R"(Usage: tessaly log <identifier> [--follow] [--csv] [--last <seconds>]
+constexpr std::string_view help = R"(Usage: tessaly log <identifier> [--follow] [--csv | --json] [--last <seconds>]
 
 Prints the records that the applications of this user have written to the journal, oldest first: those whose subsystem
 begins with the identifier. A record is a line: time, level, subsystem, category in brackets, and the message, in which
@@ -37,6 +40,8 @@ line breaks are blanks.
 
   --follow           go on with the records that are written from now on, until interrupted
   --csv              print rows of the same five columns, as spreadsheets read them (RFC 4180), messages as they are
+  --json             print a line of JSON for each record: {"time":...,"level":...,"subsystem":...,"category":...,
+                     "message":...}, with the time as in "2023-01-02T15:04:05Z"
   --last <seconds>   only the records of so many seconds
 
 Exit codes: 0 done or interrupted, 1 failed (there is no journal, for example), 2 wrong usage.
@@ -45,7 +50,7 @@ Exit codes: 0 done or interrupted, 1 failed (there is no journal, for example), 
 struct Request {
   std::string identifier;
   bool follows = false;
-  bool isTable = false;
+  enum class Form : std::uint8_t { lines, table, json } form = Form::lines;
   std::optional<double> lastSeconds;
 };
 
@@ -166,9 +171,20 @@ class Journal {
   std::unique_ptr<sd_journal, Close> journal_;
 };
 
-void print(const Record& record, bool isTable) {
+void print(const Record& record, Request::Form form) {
   const std::string time = timeText(record.date);
-  if (isTable) {
+  if (form == Request::Form::json) {
+    std::cout << JSONObject()
+                     .add("time", Tessaly::FormattingService::Date::iso8601(record.date))
+                     .add("level", record.level)
+                     .add("subsystem", record.subsystem)
+                     .add("category", record.category)
+                     .add("message", record.message)
+                     .text()
+              << '\n';
+    return;
+  }
+  if (form == Request::Form::table) {
     const auto row = Tessaly::ExportService::rfc4180CSV(
         {{time, std::string(record.level), record.subsystem, record.category, record.message}});
     std::cout.write(row.text().data(), static_cast<std::streamsize>(row.size()));
@@ -186,7 +202,7 @@ Request parsed(Arguments arguments) {
     if (word == "--follow") {
       request.follows = true;
     } else if (word == "--csv") {
-      request.isTable = true;
+      request.form = Request::Form::table;
     } else if (word == "--last") {
       if (++i == arguments.size()) throw UsageError("--last wants a number of seconds");
       double seconds = 0;
@@ -195,8 +211,10 @@ Request parsed(Arguments arguments) {
         throw UsageError("\"" + std::string(arguments[i]) + "\" is no number of seconds");
       }
       request.lastSeconds = seconds;
-    } else if (word.starts_with("--")) {
-      throw UsageError("There is no option " + std::string(word));
+    } else if (word == "--json") {
+      request.form = Request::Form::json;
+    } else if (word.starts_with('-')) {
+      throw unknownOption(word);
     } else if (!request.identifier.empty()) {
       throw UsageError("\"" + std::string(word) + "\" is too much");
     } else {
@@ -223,7 +241,7 @@ ExitCode run(Arguments arguments) {
   do {
     while (const auto record = journal.next(request.identifier)) {
       // A record may have come into the journal long after it was written.
-      if (record->date.timeIntervalSince1970() >= since) print(*record, request.isTable);
+      if (record->date.timeIntervalSince1970() >= since) print(*record, request.form);
       if (!std::cout) break;
     }
     flushOutput();

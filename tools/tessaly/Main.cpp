@@ -15,11 +15,12 @@
 namespace TessalyTool {
 namespace {
 
-const std::array commands{&awakeCommand, &copyCommand,  &defaultsCommand, &formatCommand, &infoCommand,
-                          &logCommand,   &reachCommand, &watchCommand,    &zipCommand};
+const std::array commands{&awakeCommand, &copyCommand, &defaultsCommand, &digestCommand, &formatCommand, &infoCommand,
+                          &listCommand,  &logCommand,  &reachCommand,    &watchCommand,  &zipCommand};
 
 void printHelp(std::ostream& stream) {
-  stream << "Usage: tessaly <command> [argument...]\n\nCommands:\n";
+  stream << "Usage: tessaly <command> [argument...]\n"
+            "       tessaly help [command] | --version\n\nCommands:\n";
   for (const Command* command : commands) {
     stream << "  " << std::left << std::setw(10) << command->name << command->summary << '\n';
   }
@@ -29,6 +30,11 @@ void printHelp(std::ostream& stream) {
 
 bool isHelpOption(std::string_view argument) { return argument == "--help" || argument == "-h"; }
 bool isHelp(std::string_view argument) { return isHelpOption(argument) || argument == "help"; }
+
+const Command* commandOf(std::string_view name) {
+  const auto found = std::ranges::find(commands, name, &Command::name);
+  return found == commands.end() ? nullptr : *found;
+}
 
 /// What was printed must arrive.
 ExitCode finished(std::string_view name, ExitCode code) {
@@ -44,19 +50,25 @@ ExitCode run(Arguments arguments) {
     printHelp(std::cerr);
     return wrongUsage;
   }
-  if (isHelp(arguments[0])) {
+  if (arguments[0] == "--version") {
+    std::cout << "tessaly " TESSALY_VERSION "\n";
+    return finished("", success);
+  }
+  if (isHelp(arguments[0]) && arguments.size() == 1) {
     printHelp(std::cout);
     return finished("", success);
   }
-  const auto found = std::ranges::find(commands, arguments[0], &Command::name);
-  if (found == commands.end()) {
-    std::cerr << "tessaly: There is no command \"" << arguments[0] << "\". 'tessaly --help' lists them.\n";
+  const bool isHelpOnCommand = arguments[0] == "help";
+  const std::string_view wanted = arguments[isHelpOnCommand ? 1 : 0];
+  const Command* const found = commandOf(wanted);
+  if (found == nullptr) {
+    std::cerr << "tessaly: There is no command \"" << wanted << "\". 'tessaly --help' lists them.\n";
     return wrongUsage;
   }
-  const Command& command = **found;
+  const Command& command = *found;
   const Arguments rest = arguments.subspan(1);
   const std::string name = ' ' + std::string(command.name);
-  if (!rest.empty() && (isHelp(rest[0]) || (rest.size() == 2 && isHelpOption(rest[1])))) {
+  if (isHelpOnCommand || (!rest.empty() && (isHelp(rest[0]) || (rest.size() == 2 && isHelpOption(rest[1]))))) {
     std::cout << command.help;
     return finished(name, success);
   }

@@ -7,6 +7,8 @@
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "JSON.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
@@ -18,7 +20,7 @@ using Tessaly::NWPath;
 using Tessaly::NWPathMonitor;
 namespace ReachabilityService = Tessaly::ReachabilityService;
 
-constexpr std::string_view help = R"(Usage: tessaly reach [--watch | --quiet]
+constexpr std::string_view help = R"(Usage: tessaly reach [--watch] [--json] | --quiet
 
 Prints whether this machine is online and whether that costs money, and who says so:
 
@@ -26,6 +28,7 @@ Prints whether this machine is online and whether that costs money, and who says
   path: satisfied (kernel), not expensive (networkManager)
 
   --watch   go on with a line for each change, until interrupted
+  --json    print {"online":true,"expensive":false}
   --quiet   print nothing; exit code 0 online, 1 offline
 
 The setting "can-connect-to-host" forces offline, here as in every application:
@@ -49,17 +52,21 @@ NWPath settledPath() {
   return path;
 }
 
-ExitCode watch() {
+std::string jsonOf(const ReachabilityService::Status& status) {
+  return JSONObject().add("online", status.isOnline).add("expensive", status.isExpensive).text();
+}
+
+ExitCode watch(bool printsJSON) {
   const Interruption interruption;
   settledPath();
   const auto following =
-      Tessaly::Task<>::detached([statuses = ReachabilityService::statuses()]() -> Tessaly::Async<void> {
+      Tessaly::Task<>::detached([printsJSON, statuses = ReachabilityService::statuses()]() -> Tessaly::Async<void> {
         std::optional<ReachabilityService::Status> printed;
         auto iterator = statuses.makeAsyncIterator();
         while (const auto status = co_await iterator.next()) {
           if (status == printed) continue;
           printed = status;
-          std::cout << described(*status) << std::endl;
+          std::cout << (printsJSON ? jsonOf(*status) : described(*status)) << std::endl;
           if (!std::cout) Interruption::raise();  // Nobody reads any more.
         }
       });
@@ -69,12 +76,18 @@ ExitCode watch() {
 }
 
 ExitCode run(Arguments arguments) {
-  if (arguments.size() > 1) throw UsageError("\"" + std::string(arguments[1]) + "\" is too much");
-  const std::string_view option = arguments.empty() ? "" : arguments[0];
-  if (option == "--watch") return watch();
-  if (option == "--quiet") return ReachabilityService::isOnline() ? success : failure;
-  if (!option.empty()) throw UsageError("There is no option \"" + std::string(option) + "\"");
+  const CommandLine line(arguments, {"--watch", "--quiet", "--json"});
+  line.refuseMoreThan(0);
+  if (line.has("--quiet") && (line.has("--watch") || line.has("--json"))) {
+    throw UsageError("--quiet stands alone");
+  }
+  if (line.has("--watch")) return watch(line.has("--json"));
+  if (line.has("--quiet")) return ReachabilityService::isOnline() ? success : failure;
   const NWPath path = settledPath();
+  if (line.has("--json")) {
+    std::cout << jsonOf({.isOnline = ReachabilityService::isOnline(), .isExpensive = path.isExpensive()}) << '\n';
+    return success;
+  }
   std::cout << described({.isOnline = ReachabilityService::isOnline(), .isExpensive = path.isExpensive()})
             << "\npath: " << path << '\n';
   return success;

@@ -1,29 +1,34 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
+#include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <iostream>
-#include <iterator>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Command.hpp"
 #include "Interruption.hpp"
+#include "JSON.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Formatting/FormattingService.hpp"
+#include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "Times.hpp"
+#include "Values.hpp"
 
 namespace TessalyTool {
 namespace {
 
 using Tessaly::Async;
 using Tessaly::Data;
+using Tessaly::DirectoryChange;
 using Tessaly::FileChange;
 using Tessaly::FileManager;
 using Tessaly::URL;
 
-constexpr std::string_view help = R"(Usage: tessaly watch <file> [--data]
+constexpr std::string_view help = R"(Usage: tessaly watch <file> [--data | --json]
+       tessaly watch <directory> [--tree] [--json]
 
 Prints a line for each write of a file until it is interrupted: the time, and what became of the file:
 
@@ -33,9 +38,19 @@ Prints a line for each write of a file until it is interrupted: the time, and wh
   returned    there is one again
 
 The file need not be there yet. Nothing is missed: writes that follow one another closely may be one line, but the last
-line comes after the last write. Links and folders on the way are followed as well.
+line comes after the last write. Links and directories on the way are followed as well. Where the kernel reports a
+change of the modification time alone as a write, as after touch(1), it is one here too.
 
-  --data      print the contents instead, now and whenever they changed, each ended by a line break
+Of a directory prints a line for each entry that is there, and then for each that changes, until the directory is gone:
+the time, what became of the entry, and its path from the directory on:
+
+  appeared, changed, disappeared
+  renamed     with both names: former -> new
+
+  --data      of a file: print the contents instead, now and whenever they changed, each ended by a line break
+  --tree      of a directory: the entries of all directories below it too
+  --json      print a line of JSON for each change: {"time":...,"change":...}, and of a directory "path", "size" and, of
+              a renamed entry, "formerPath"
 
 Exit codes: 0 interrupted, 1 failed, 2 wrong usage.
 )";
@@ -68,35 +83,76 @@ void printContents(const FileManager& files, const URL& file) {
   flushOutput();
 }
 
-Async<void> follow(URL file, bool printsData) {
+enum class Output : std::uint8_t { lines, json, data };
+
+std::string timeInJSON() { return Tessaly::FormattingService::Date::iso8601(Tessaly::Date::now()); }
+
+void print(FileChange change, Output output) {
+  if (output == Output::json) {
+    std::cout << JSONObject().add("time", timeInJSON()).add("change", nameOf(change)).text() << '\n';
+  } else {
+    std::cout << timeText(Tessaly::Date::now()) << ' ' << nameOf(change) << '\n';
+  }
+  flushOutput();
+}
+
+void print(const DirectoryChange& change, Output output) {
+  const bool isRenamed = change.kind == DirectoryChange::Kind::renamed;
+  const std::string& path = change.entry.path;
+  if (output == Output::json) {
+    JSONObject object;
+    object.add("time", timeInJSON()).add("change", description(change.kind)).add("path", path);
+    object.add("size", change.entry.attributes.size);
+    if (isRenamed) object.add("formerPath", change.formerPath);
+    std::cout << object.text() << '\n';
+  } else {
+    std::cout << timeText(Tessaly::Date::now()) << ' ' << description(change.kind) << ' '
+              << (isRenamed ? printedKey(change.formerPath) + " -> " : "") << printedKey(path) << '\n';
+  }
+}
+
+Async<void> followFile(URL file, Output output) {
   FileManager& files = FileManager::default_();
   auto changes = fileChanges(files, file).makeAsyncIterator();
   std::cerr << "Watching " << file.path() << std::endl;
-  if (printsData && files.fileExists(file.path())) printContents(files, file);
+  if (output == Output::data && files.fileExists(file.path())) printContents(files, file);
   while (const auto change = co_await changes.next()) {
-    if (!printsData) {
-      std::cout << timeText(Tessaly::Date::now()) << ' ' << nameOf(*change) << '\n';
-      flushOutput();
+    if (output != Output::data) {
+      print(*change, output);
     } else if (*change != FileChange::removed) {
       printContents(files, file);
     }
   }
 }
 
+Async<void> followDirectory(URL directory, Tessaly::DirectoryDepth depth, Output output) {
+  auto changes = directoryChanges(FileManager::default_(), directory, {.depth = depth}).makeAsyncIterator();
+  std::cerr << "Watching " << directory.path() << std::endl;
+  while (const auto some = co_await changes.next()) {
+    for (const DirectoryChange& change : *some) print(change, output);
+    flushOutput();
+  }
+}
+
 ExitCode run(Arguments arguments) {
-  std::vector<std::string_view> words(arguments.begin(), arguments.end());
-  const bool printsData = std::erase(words, "--data") > 0;
-  if (words.empty()) throw UsageError("A file is missing");
-  if (words.size() > 1) throw UsageError("\"" + std::string(words[1]) + "\" is too much");
-  if (words[0].starts_with("--")) throw UsageError("There is no option " + std::string(words[0]));
+  const CommandLine line(arguments, {"--data", "--json", "--tree"});
+  const std::string& path = line.onlyWord("A file");
+  const URL url = URL::fileURLWithPath(path);
+  const bool isDirectory = std::filesystem::is_directory(path);
+  if (line.has("--data") && (isDirectory || line.has("--json")))
+    throw UsageError("--data is for files, without --json");
+  if (line.has("--tree") && !isDirectory) throw UsageError("--tree is for directories");
+  const Output output = line.has("--json") ? Output::json : line.has("--data") ? Output::data : Output::lines;
+  const auto depth = line.has("--tree") ? Tessaly::DirectoryDepth::tree : Tessaly::DirectoryDepth::entries;
   const Interruption interruption;
   interruption.runUntilInterrupted(
-      [file = URL::fileURLWithPath(words[0]), printsData] { return follow(file, printsData); });
+      [=] { return isDirectory ? followDirectory(url, depth, output) : followFile(url, output); });
   return success;
 }
 
 }  // namespace
 
-const Command watchCommand{.name = "watch", .summary = "tell of each write of a file", .help = help, .run = run};
+const Command watchCommand{
+    .name = "watch", .summary = "tell of each change of a file or a directory", .help = help, .run = run};
 
 }  // namespace TessalyTool

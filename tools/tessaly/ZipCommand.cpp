@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
@@ -42,20 +43,10 @@ struct Request {
 };
 
 Request parsed(Arguments arguments) {
+  const CommandLine line(arguments, {"--force"});
+  const std::vector<std::string>& words = line.words();
   Request request;
-  std::vector<std::string> words;
-  bool takesOptions = true;
-  for (const std::string_view argument : arguments) {
-    if (takesOptions && argument == "--") {
-      takesOptions = false;
-    } else if (takesOptions && argument == "--force") {
-      request.replaces = true;
-    } else if (takesOptions && argument.starts_with('-') && argument != "-") {
-      throw UsageError("There is no option " + std::string(argument));
-    } else {
-      words.emplace_back(argument);
-    }
-  }
+  request.replaces = line.has("--force");
   if (words.empty()) throw UsageError("An archive is missing");
   if (words.size() == 1) throw UsageError("A file is missing");
   request.archive = words.front();

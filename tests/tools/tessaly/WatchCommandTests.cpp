@@ -90,6 +90,32 @@ TEST_F(WatchCommand, EndsWhenNobodyReadsItsOutput) {
   EXPECT_EQ(output, "Watching " + path("a") + "\none\n(141)\n");
 }
 
+TEST_F(WatchCommand, FollowsTheEntriesOfADirectory) {
+  std::filesystem::create_directories(path("followed/inner"));
+  put("followed/a", "one");
+  ToolProcess tool({"watch", path("followed")}, path("output"));
+  EXPECT_TRUE(tells(tool, "appeared a"));
+  put("followed/b", "two");
+  EXPECT_TRUE(tells(tool, "appeared b"));
+  std::filesystem::rename(path("followed/a"), path("followed/c"));
+  EXPECT_TRUE(tells(tool, "renamed a -> c"));
+  std::filesystem::remove(path("followed/b"));
+  EXPECT_TRUE(tells(tool, "disappeared b"));
+  EXPECT_EQ(tool.end(SIGINT), 0);
+}
+
+TEST_F(WatchCommand, PrintsTheChangesOfATreeAsJSON) {
+  std::filesystem::create_directories(path("followed/inner"));
+  ToolProcess tool({"watch", "--tree", "--json", path("followed")}, path("output"));
+  ASSERT_TRUE(waitUntil([&] { return tool.output().find("\"path\":\"inner\"") != std::string::npos; }));
+  put("followed/inner/a", "one");
+  const std::string expected = "\"change\":\"appeared\",\"path\":\"inner/a\"";
+  EXPECT_TRUE(waitUntil([&] { return tool.output().find(expected) != std::string::npos; })) << tool.output();
+  std::filesystem::remove_all(path("followed"));
+  EXPECT_TRUE(waitUntil([&] { return tool.errors().find("No such file or directory") != std::string::npos; }));
+  EXPECT_EQ(tool.end(SIGINT), 1);
+}
+
 TEST_F(WatchCommand, TellsWrongUsageByItsExitCode) {
   for (const std::string arguments : {"watch", "watch --data", "watch a b", "watch --follow a"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <string_view>
+
+#include "Command.hpp"
+#include "Interruption.hpp"
+#include "JSON.hpp"
+#include "Options.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
+
+namespace TessalyTool {
+namespace {
+
+using Tessaly::Async;
+using Tessaly::POSIXError;
+using Tessaly::URL;
+
+constexpr std::string_view help = R"(Usage: tessaly digest [--sha256 | --sha512 | --md5] [--json] [--] <file>...
+
+Prints the SHA-256 digest of each file, or the one that is asked for, and the file's name behind it. A file is read in
+pieces, so its size does not matter.
+
+  --json      a line of JSON for each file: {"file":...,"method":...,"digest":...}
+
+Exit codes: 0 done, 1 failed (a file that cannot be read, for example), 2 wrong usage.
+)";
+
+template <typename Digest>
+Async<std::string> textOf(std::string file) {
+  const Digest digest = co_await Tessaly::digestOfFile<Digest>(URL::fileURLWithPath(file));
+  co_return stringEncoded(digest);
+}
+
+Async<std::string> digestOf(std::string file, std::string_view method) {
+  if (method == "sha512") return textOf<Tessaly::SHA512Digest>(std::move(file));
+  if (method == "md5") return textOf<Tessaly::Insecure::MD5Digest>(std::move(file));
+  return textOf<Tessaly::SHA256Digest>(std::move(file));
+}
+
+std::string_view methodOf(const CommandLine& line) {
+  std::string_view method;
+  for (const std::string_view option : {"--sha256", "--sha512", "--md5"}) {
+    if (!line.has(option)) continue;
+    if (!method.empty()) throw UsageError("Only one method at a time");
+    method = option.substr(2);
+  }
+  return method.empty() ? "sha256" : method;
+}
+
+Async<void> printAll(const CommandLine& line, std::string_view method, ExitCode& code) {
+  for (const std::string& file : line.words()) {
+    try {
+      const std::string digest = co_await digestOf(file, method);
+      if (line.has("--json")) {
+        std::cout << JSONObject().add("file", file).add("method", method).add("digest", digest).text() << '\n';
+      } else {
+        std::cout << digest << "  " << file << '\n';
+      }
+      flushOutput();
+    } catch (const POSIXError& error) {
+      std::cerr << "tessaly digest: " << file << ": " << std::strerror(static_cast<int>(error.code())) << '\n';
+      code = failure;
+    }
+  }
+}
+
+ExitCode run(Arguments arguments) {
+  const CommandLine line(arguments, {"--sha256", "--sha512", "--md5", "--json"});
+  const std::string_view method = methodOf(line);
+  if (line.words().empty()) throw UsageError("A file is missing");
+  ExitCode code = success;
+  const Interruption interruption;
+  interruption.runUntilInterrupted([&] { return printAll(line, method, code); });
+  return code;
+}
+
+}  // namespace
+
+const Command digestCommand{.name = "digest", .summary = "print digests of files", .help = help, .run = run};
+
+}  // namespace TessalyTool
