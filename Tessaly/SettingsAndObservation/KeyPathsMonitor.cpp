@@ -49,7 +49,18 @@ bool KeyPathsMonitor::Locked::isEmpty() const {
 }
 
 void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) const {
-  const Monitors snapshot = copyOfMonitors();
+  std::shared_ptr<KeyPathsMonitor> only;
+  Monitors snapshot;
+  lock_.withLock([&] {
+    const auto& monitors = monitors_.read();
+    // A snapshot of one needs no sharing.
+    if (monitors.size() == 1) {
+      only = monitors.begin()->second.monitor.lock();
+    } else {
+      snapshot = monitors_;
+    }
+  });
+  if (only != nullptr) only->report(keyPath, root);
   for (const auto& [id, weak] : snapshot.read()) {
     if (const auto monitor = weak.monitor.lock()) monitor->report(keyPath, root);
   }

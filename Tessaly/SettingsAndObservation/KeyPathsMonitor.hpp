@@ -22,6 +22,8 @@
 
 namespace Tessaly::inline v1 {
 
+class MonitorableObject;
+
 /// Reacts when chosen properties of chosen objects change: by a function that runs at once, or by a task of which a
 /// later change makes the earlier one superfluous.
 ///
@@ -129,7 +131,9 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     }
 
    private:
-    /// A snapshot shares it, and whoever inserts or removes meanwhile writes a copy.
+    friend MonitorableObject;
+
+    /// A snapshot shares it. An insertion or removal meanwhile writes a copy.
     using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;
 
     void tell(const AnyKeyPath& keyPath, const void* root) const;

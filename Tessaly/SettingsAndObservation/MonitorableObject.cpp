@@ -6,10 +6,27 @@
 namespace Tessaly::inline v1 {
 
 MonitorableObject::~MonitorableObject() {
-  const std::unique_ptr<Monitoring> monitoring(monitoring_.load(std::memory_order_acquire));
-  if (monitoring == nullptr) return;
-  UnfairLock::Guard guard(monitoring->lock);
-  for (const auto& [keyPath, hook] : monitoring->hooks) hook->cancel();
+  const auto monitoring = detail::TaskReference<Monitoring>::adopt(monitoring_.load(std::memory_order_acquire));
+  if (!monitoring) return;
+  Hooks ended;
+  {
+    UnfairLock::Guard guard(monitoring->lock);
+    ended = std::exchange(monitoring->hooks, {});
+  }
+  for (const auto& [keyPath, hook] : ended) hook->cancel();
+}
+
+void MonitorableObject::StoredHook::start(detail::AccessList& accesses) noexcept {
+  // A plain data member announces nothing.
+  if (accesses.count() == 0) return;
+  const detail::Access access = accesses[0];
+  accesses.surrender();
+  if (registerWith(access)) call();
+}
+
+void MonitorableObject::StoredHook::notify(const detail::AccessList* accesses) noexcept {
+  static_cast<void>(accesses);
+  if (!object_.expired()) monitoring_->monitors.tell(keyPath_, identity_);
 }
 
 MonitorableObject::Monitoring& MonitorableObject::makeMonitoring() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <tuple>
@@ -14,7 +15,8 @@
 #include "Tessaly/Core/Foundation/Object.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
-#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
+#include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
@@ -137,22 +139,18 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   MonitorableObject() noexcept = default;
 
  private:
-  /// Reports the changes of one property to the object's monitors.
+  /// Reports the changes of a computed property to the object's monitors.
   template <typename Self, typename Root, typename Value>
-  class ChangeHook final : public detail::ChangeFollower {
+  class ComputedHook final : public detail::ComputedObserver {
    public:
-    ChangeHook(const std::shared_ptr<Self>& object, const KeyPath<Root, Value>& keyPath)
+    ComputedHook(const std::shared_ptr<Self>& object, const KeyPath<Root, Value>& keyPath)
         : object_(object), keyPath_(keyPath) {}
 
    private:
-    void follow(Occasion occasion) override {
+    void step(Occasion occasion) override {
       const auto object = object_.lock();
       if (object == nullptr) return;
-      if (occasion == Occasion::change && !keyPath_.isComputed()) {
-        trackTheSame();
-      } else {
-        track([&] { keyPath_.access(*object); });
-      }
+      track([&] { keyPath_.access(*object); });
       if (occasion == Occasion::change) object->monitors().didSet(keyPath_, *object);
     }
 
@@ -160,13 +158,42 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     const KeyPath<Root, Value> keyPath_;
   };
 
-  using Hook = detail::TaskReference<detail::ChangeFollower>;
+  using Hook = detail::TaskReference<detail::Observer>;
   using Hooks = std::vector<std::pair<AnyKeyPath, Hook>>;
 
+  /// The object's monitors. Its hooks keep it, too.
   struct Monitoring {
     KeyPathsMonitor::Locked monitors;
     UnfairLock lock;
     Hooks hooks TESSALY_GUARDED_BY(lock);
+    std::atomic<std::uint32_t> references{1};
+
+    void retain() noexcept { references.fetch_add(1, std::memory_order_relaxed); }
+    void release() noexcept {
+      if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    }
+  };
+
+  /// Reports the changes of a stored property to the object's monitors. It reads nothing of the object, which may go
+  /// meanwhile.
+  class StoredHook final : public detail::PointObserver {
+   public:
+    StoredHook(std::weak_ptr<const void> object, const void* identity, Monitoring& monitoring,
+               const AnyKeyPath& keyPath) noexcept
+        : object_(std::move(object)),
+          identity_(identity),
+          monitoring_(detail::TaskReference<Monitoring>::sharing(monitoring)),
+          keyPath_(keyPath) {}
+
+    void start(detail::AccessList& accesses) noexcept;
+
+   private:
+    void notify(const detail::AccessList* accesses) noexcept override;
+
+    const std::weak_ptr<const void> object_;
+    const void* const identity_;
+    const detail::TaskReference<Monitoring> monitoring_;
+    const AnyKeyPath keyPath_;
   };
 
   template <typename Self>
@@ -194,8 +221,22 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   template <typename Self, typename Root, typename Value>
   void follow(const KeyPath<Root, Value>& keyPath) {
     if (isFollowing(keyPath)) return;
-    const Hook hook = Hook::adopt(new ChangeHook<Self, Root, Value>(sharedSelf<Self>(), keyPath));
-    hook->start();  // First, so that whoever finds a hook is told of what he changes.
+    const std::shared_ptr<Self> self = sharedSelf<Self>();
+    Hook hook;
+    // It starts before it is kept, so that a thread that finds a hook is notified of its own changes.
+    if (keyPath.isComputed()) {
+      auto* const made = new ComputedHook<Self, Root, Value>(self, keyPath);
+      hook = Hook::adopt(made);
+      made->start();
+    } else {
+      const detail::WithoutTracking untracked;
+      detail::AccessList accesses;
+      keyPath.access(*self);
+      accesses.end();
+      auto* const made = new StoredHook(self, detail::objectIdentity(*self), monitoring(), keyPath);
+      hook = Hook::adopt(made);
+      made->start(accesses);
+    }
     if (!keepHook(keyPath, hook)) hook->cancel();
   }
 

@@ -11,7 +11,8 @@
 #include <utility>
 
 #include "Tessaly/Core/Observation/KeyPath.hpp"
-#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
+#include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 #include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
@@ -67,13 +68,13 @@ class NSKeyValueObservation {
   /// Observes nothing.
   NSKeyValueObservation() noexcept = default;
   /// For the library: use `observe`.
-  explicit NSKeyValueObservation(detail::TaskReference<detail::ChangeFollower> follower) noexcept
-      : follower_(std::move(follower)) {}
+  explicit NSKeyValueObservation(detail::TaskReference<detail::Observer> observer) noexcept
+      : observer_(std::move(observer)) {}
   NSKeyValueObservation(NSKeyValueObservation&&) noexcept = default;
   NSKeyValueObservation& operator=(NSKeyValueObservation&& other) noexcept {
     if (this != &other) {
       invalidate();
-      follower_ = std::move(other.follower_);
+      observer_ = std::move(other.observer_);
     }
     return *this;
   }
@@ -82,66 +83,130 @@ class NSKeyValueObservation {
   /// Ends the observation. The handler is not called afterwards, and if it is being called on another thread, this
   /// waits until it has returned. It may be called by the handler itself. Idempotent.
   void invalidate() noexcept {
-    if (const auto follower = std::exchange(follower_, {})) follower->stop();
+    if (const auto observer = std::exchange(observer_, {})) observer->stop();
   }
 
  private:
-  detail::TaskReference<detail::ChangeFollower> follower_;
+  detail::TaskReference<detail::Observer> observer_;
 };
 
 namespace detail {
 
+/// The property that is observed, and the handler.
 template <typename Object, typename Root, typename Value, typename Handler>
-class PropertyObserver final : public ChangeFollower {
+class ObservedProperty {
  public:
-  PropertyObserver(const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath,
+  using Reading = std::optional<Value>;
+
+  ObservedProperty(const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath,
                    NSKeyValueObservingOptions options, Handler handler)
       : object_(object), keyPath_(keyPath), options_(options), handler_(std::move(handler)) {}
 
- private:
-  void follow(Occasion occasion) override {
-    // A stored property is all that is read of it.
-    const bool isTheSame = occasion == Occasion::change && !keyPath_.isComputed();
-    NSKeyValueObservedChange<Value> change;
-    if (isTheSame && !wantsValues()) {
-      if (object_.expired()) return;
-      trackTheSame();
-    } else {
-      const auto object = object_.lock();
-      if (object == nullptr) return;
-      const auto read = [&] {
-        if (wantsValues()) {
-          change.newValue = keyPath_.read(*object);
-        } else {
-          keyPath_.access(*object);
-        }
-      };
-      if (isTheSame) {
-        read();
-        trackTheSame();
-      } else {
-        track(read);
-      }
-    }
-    if (has(NSKeyValueObservingOptions::old)) {
-      std::optional<Value> before = std::exchange(last_, change.newValue);
-      if (occasion == Occasion::change) change.oldValue = std::move(before);
-    }
-    if (occasion == Occasion::start && !has(NSKeyValueObservingOptions::initial)) return;
-    if (!has(NSKeyValueObservingOptions::new_)) change.newValue.reset();
-    callNotification("The handler of a property's observation", *handler_, std::as_const(change));
-  }
-  void letGo() noexcept override { handler_.reset(); }
   [[nodiscard]] bool wantsValues() const noexcept {
     return has(NSKeyValueObservingOptions::new_) || has(NSKeyValueObservingOptions::old);
   }
   [[nodiscard]] bool has(NSKeyValueObservingOptions option) const noexcept { return contains(options_, option); }
+  [[nodiscard]] bool isExpired() const noexcept { return object_.expired(); }
+  [[nodiscard]] std::shared_ptr<Object> object() const noexcept { return object_.lock(); }
+
+  /// The property's value, if the handler or the next record needs it. Otherwise records the reading.
+  [[nodiscard]] std::optional<Value> read(const Object& object) const {
+    if (wantsValues()) return keyPath_.read(object);
+    keyPath_.access(object);
+    return std::nullopt;
+  }
+  /// Passes a change on.
+  void tell(std::optional<Value> value) {
+    NSKeyValueObservedChange<Value> change;
+    if (has(NSKeyValueObservingOptions::old)) change.oldValue = std::exchange(last_, value);
+    if (has(NSKeyValueObservingOptions::new_)) change.newValue = std::move(value);
+    call(change);
+  }
+  /// The first record, which has no old value.
+  void begin(std::optional<Value> value) {
+    NSKeyValueObservedChange<Value> change;
+    if (has(NSKeyValueObservingOptions::old)) last_ = value;
+    if (!has(NSKeyValueObservingOptions::initial)) return;
+    if (has(NSKeyValueObservingOptions::new_)) change.newValue = std::move(value);
+    call(change);
+  }
+  void discard() noexcept { handler_.reset(); }
+
+ private:
+  void call(const NSKeyValueObservedChange<Value>& change) noexcept {
+    callNotification("The handler of a property's observation", *handler_, change);
+  }
 
   const std::weak_ptr<Object> object_;
   const KeyPath<Root, Value> keyPath_;
   const NSKeyValueObservingOptions options_;
   std::optional<Value> last_;
   std::optional<Handler> handler_;
+};
+
+/// Observes a `Property`, whose reading has no side effects.
+template <typename Observed>
+class StoredPropertyObserver final : public PointObserver {
+ public:
+  explicit StoredPropertyObserver(Observed observed) : observed_(std::move(observed)) {}
+
+  template <typename Object>
+  void start(const Object& object) {
+    const WithoutTracking untracked;
+    AccessList accesses;
+    auto value = observed_.read(object);
+    accesses.end();
+    // A plain data member announces nothing.
+    const std::optional<Access> access = accesses.count() > 0 ? std::optional(accesses[0]) : std::nullopt;
+    accesses.surrender();
+    if (observed_.has(NSKeyValueObservingOptions::initial)) {
+      if (access) return registerAndCall(*access);
+      observed_.begin(std::move(value));
+    } else {
+      observed_.begin(std::move(value));
+      hasBegun_ = true;
+      if (access && registerWith(*access)) call();
+    }
+  }
+
+ private:
+  void notify(const AccessList* accesses) noexcept override {
+    static_cast<void>(accesses);
+    if (observed_.isExpired()) return;
+    const auto tell = [&](auto value) {
+      std::exchange(hasBegun_, true) ? observed_.tell(std::move(value)) : observed_.begin(std::move(value));
+    };
+    if (!observed_.wantsValues()) return tell(Reading());
+    const auto object = observed_.object();
+    if (object == nullptr) return;
+    const auto read = [&] { tell(observed_.read(*object)); };
+    callNotification("The evaluation of an observed property", read);
+  }
+  void discard() noexcept override { observed_.discard(); }
+
+  using Reading = typename Observed::Reading;
+
+  bool hasBegun_ = false;
+  Observed observed_;
+};
+
+/// Observes a property that a member function computes.
+template <typename Observed>
+class ComputedPropertyObserver final : public ComputedObserver {
+ public:
+  explicit ComputedPropertyObserver(Observed observed) : observed_(std::move(observed)) {}
+
+ private:
+  void step(Occasion occasion) override {
+    const auto object = observed_.object();
+    if (object == nullptr) return;
+    typename Observed::Reading value;
+    track([&] { value = observed_.read(*object); });
+    occasion == Occasion::start ? observed_.begin(std::move(value)) : observed_.tell(std::move(value));
+  }
+  void discard() noexcept override { observed_.discard(); }
+
+  Observed observed_;
 };
 
 }  // namespace detail
@@ -161,10 +226,18 @@ template <typename Object, typename Root, typename Value, typename Handler>
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(
     const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath, NSKeyValueObservingOptions options,
     Handler handler) {
-  using Observer = detail::PropertyObserver<Object, Root, Value, Handler>;
-  auto observer =
-      detail::TaskReference<detail::ChangeFollower>::adopt(new Observer(object, keyPath, options, std::move(handler)));
-  observer->start();
+  using Observed = detail::ObservedProperty<Object, Root, Value, Handler>;
+  Observed observed(object, keyPath, options, std::move(handler));
+  detail::TaskReference<detail::Observer> observer;
+  if (keyPath.isComputed()) {
+    auto* const made = new detail::ComputedPropertyObserver<Observed>(std::move(observed));
+    observer = detail::TaskReference<detail::Observer>::adopt(made);
+    made->start();
+  } else {
+    auto* const made = new detail::StoredPropertyObserver<Observed>(std::move(observed));
+    observer = detail::TaskReference<detail::Observer>::adopt(made);
+    made->start(*object);
+  }
   return NSKeyValueObservation(std::move(observer));
 }
 

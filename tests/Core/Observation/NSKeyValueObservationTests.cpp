@@ -56,6 +56,22 @@ class Counter {
   ObservationRegistrar registrar_;
 };
 
+/// A number that any thread may assign.
+struct SharedNumber {
+  SharedNumber(int number = 0) : number(number) {}
+  SharedNumber(const SharedNumber& other) : number(other.number.load()) {}
+  SharedNumber& operator=(const SharedNumber& other) { return *this = other.number.load(); }
+  SharedNumber& operator=(int value) {
+    number = value;
+    return *this;
+  }
+  std::atomic<int> number;
+};
+/// A stored property that any thread may assign.
+struct Gauge {
+  Property<SharedNumber> level;
+};
+
 /// Writes down (old, new) of each record.
 struct Recorder {
   std::vector<std::pair<Number, Number>>& records;
@@ -484,6 +500,104 @@ TEST(NSKeyValueObservation, EndsOnOneThreadWhileAnotherChangesAndAThirdDropsTheO
     alive.reset();
     changer.join();
     dropper.join();
+  }
+}
+
+TEST(NSKeyValueObservation, SecondThreadCallsObserversThatAreFree) {
+  const auto gauge = std::make_shared<Gauge>();
+  int calls = 0;
+  std::vector<int> order;
+  const auto busy = observe(gauge, keyPath<&Gauge::level>, Options::none, [&](const auto&) {
+    order.push_back(1);
+    if (++calls > 1) return;
+    std::thread([&] { gauge->level = 2; }).join();
+    EXPECT_THAT(order, ElementsAre(1, 2)) << "the other thread has called the free observer";
+  });
+  const auto free = observe(gauge, keyPath<&Gauge::level>, Options::none, [&](const auto&) { order.push_back(2); });
+  gauge->level = 1;
+  // The busy one is called once more, for the change that came meanwhile.
+  EXPECT_THAT(order, ElementsAre(1, 2, 1, 2));
+}
+
+TEST(NSKeyValueObservation, OfStoredPropertyDeliversTheLastValueOfSeveralThreads) {
+  for (int round = 0; round < repetitions(200); ++round) {
+    const auto gauge = std::make_shared<Gauge>();
+    std::vector<std::atomic<int>> last(7);
+    std::vector<NSKeyValueObservation> observations;
+    for (auto& each : last) {
+      observations.push_back(observe(gauge, keyPath<&Gauge::level>, Options::new_,
+                                     [&](const auto& change) { each = change.newValue->number.load(); }));
+    }
+    std::atomic<int> next = 0;
+    const auto change = [&] {
+      for (int i = 0; i < 30; ++i) gauge->level = ++next;
+    };
+    std::thread first(change);
+    std::thread second(change);
+    change();
+    first.join();
+    second.join();
+    const int value = gauge->level.value().number;
+    for (const auto& each : last) ASSERT_EQ(each, value);
+  }
+}
+
+TEST(NSKeyValueObservation, OfStoredPropertyEndsAndBeginsWhileThreadsChangeIt) {
+  for (int round = 0; round < repetitions(100); ++round) {
+    const auto gauge = std::make_shared<Gauge>();
+    std::atomic<int> callsOfLasting = 0;
+    const auto lasting = observe(gauge, keyPath<&Gauge::level>, Options::none, [&](const auto&) { ++callsOfLasting; });
+    const auto comeAndGo = [&] {
+      for (int i = 0; i < 40; ++i) {
+        auto alive = std::make_unique<int>(1);
+        std::optional<NSKeyValueObservation> made;
+        auto observation =
+            observe(gauge, keyPath<&Gauge::level>, i % 2 == 0 ? Options::none : Options::initial,
+                    [&, inside = alive.get()](const auto&) {
+                      ASSERT_EQ(*inside, 1);
+                      if (!made)
+                        made.emplace(observe(gauge, keyPath<&Gauge::level>, Options::none, [](const auto&) {}));
+                    });
+        std::this_thread::yield();
+        observation.invalidate();
+        *alive = 0;
+      }
+    };
+    const auto change = [&] {
+      for (int i = 0; i < 80; ++i) gauge->level = i;
+    };
+    std::vector<std::thread> threads;
+    threads.emplace_back(comeAndGo);
+    threads.emplace_back(comeAndGo);
+    threads.emplace_back(change);
+    change();
+    for (auto& thread : threads) thread.join();
+    ASSERT_GT(callsOfLasting, 0);
+  }
+}
+
+TEST(NSKeyValueObservation, OfStoredPropertyMayEndInItsHandlerOnSeveralThreads) {
+  for (int round = 0; round < repetitions(200); ++round) {
+    auto gauge = std::make_shared<Gauge>();
+    std::vector<std::atomic<int>> calls(6);
+    std::vector<NSKeyValueObservation> observations(6);
+    auto witness = std::make_shared<int>();
+    for (std::size_t i = 0; i < observations.size(); ++i) {
+      observations[i] = observe(gauge, keyPath<&Gauge::level>, Options::none, [&, i, witness](const auto&) {
+        ++calls[i];
+        observations[i].invalidate();
+      });
+    }
+    const auto change = [gauge] {
+      for (int i = 0; i < 5; ++i) gauge->level = i;
+    };
+    std::thread first(change);
+    std::thread second(change);
+    gauge.reset();
+    first.join();
+    second.join();
+    for (const auto& each : calls) ASSERT_EQ(each, 1);
+    ASSERT_EQ(witness.use_count(), 1);
   }
 }
 

@@ -15,7 +15,8 @@
 
 #include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Core/Observation/ObservationTracking.hpp"
-#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
+#include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 #include "Tessaly/Core/Tasks/detail/FramePool.hpp"
 #include "tests/Support/Allocations.hpp"
 #include "tests/Support/Repetitions.hpp"
@@ -28,8 +29,9 @@ using testing::KilledBySignal;
 using Tests::repetitions;
 
 // As documented.
-static_assert(sizeof(void*) != 8 || (sizeof(detail::ObservationPoint) == 40 && sizeof(detail::Tracking) == 80));
-static_assert(sizeof(void*) != 8 || (sizeof(detail::ChangeFollower) == 40 && sizeof(detail::Registration) == 48));
+static_assert(sizeof(void*) != 8 || (sizeof(detail::ObservationPoint) == 40 && sizeof(detail::Tracking) == 72));
+static_assert(sizeof(void*) != 8 || (sizeof(detail::PointObserver) == 48 && sizeof(detail::ComputedObserver) == 80 &&
+                                     sizeof(detail::ObserverList) == 72));
 
 /// One observable number. The value may be read and written by any thread, so that what is tested are the
 /// announcements.

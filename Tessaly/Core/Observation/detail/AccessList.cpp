@@ -38,12 +38,7 @@ std::uint64_t* AccessList::find(const ObservationPoint& point) noexcept {
   return nullptr;
 }
 
-void AccessList::add(ObservationPoint& point) {
-  // The version is read before the value is: what changes from here on shows.
-  add(point, point.version());
-}
-
-void AccessList::add(ObservationPoint& point, std::uint64_t version) {
+void AccessList::addSlowly(ObservationPoint& point, std::uint64_t version) {
   if (expected_ != nullptr && isExpected(point, version)) return;
   if (find(point) == nullptr) addOnce(point, version);
 }
@@ -66,7 +61,7 @@ bool AccessList::isExpected(const ObservationPoint& point, std::uint64_t version
 }
 
 void AccessList::stopExpecting() {
-  const Registration* const expected = std::exchange(expected_, nullptr);
+  const Access* const expected = std::exchange(expected_, nullptr);
   for (std::size_t i = 0; i < seen_; ++i) addOnce(*expected[i].point, expected[i].version);
 }
 

@@ -14,7 +14,6 @@ namespace Tessaly::inline v1::detail {
 
 class ObservationPoint;
 class AccessList;
-struct Registration;
 
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
@@ -32,9 +31,9 @@ struct Access {
 class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
-  /// Expects that these points, and no others, are read in this order, and notes the versions there; what holds them
-  /// outlasts the list, so that it takes no references. It turns into an ordinary list where that does not come true.
-  AccessList(Registration* expected, std::size_t count) noexcept : AccessList() {
+  /// Expects that these points, and no others, are read in this order, and notes the versions there. It takes no
+  /// references, because the caller holds the points. It turns into an ordinary list at a reading of another point.
+  AccessList(Access* expected, std::size_t count) noexcept : AccessList() {
     expected_ = expected;
     expectedCount_ = count;
   }
@@ -45,7 +44,11 @@ class TESSALY_EXPORT AccessList {
     if (count_ != 0) releaseAll();
   }
 
-  void add(ObservationPoint& point);
+  /// The version is read before the value is: a later change shows.
+  void add(ObservationPoint& point, std::uint64_t version) {
+    if (expected_ == nullptr && count_ == 0) return addOnce(point, version);
+    addSlowly(point, version);
+  }
   /// Stops recording.
   void end() {
     if (std::exchange(hasEnded_, true)) return;
@@ -59,9 +62,9 @@ class TESSALY_EXPORT AccessList {
     stopExpecting();
     return false;
   }
-  /// Whether this thread is in the function that this records, rather than in a handler that it caused to be called.
-  [[nodiscard]] bool isRecording() const noexcept {
-    for (const AccessList* list = currentAccessList; list != nullptr; list = list->outer_) {
+  /// Whether this is the list or one of its outer ones.
+  [[nodiscard]] bool isIn(const AccessList* innermost) const noexcept {
+    for (const AccessList* list = innermost; list != nullptr; list = list->outer_) {
       if (list == this) return true;
     }
     return false;
@@ -87,7 +90,7 @@ class TESSALY_EXPORT AccessList {
   [[nodiscard]] const Access* accesses() const noexcept {
     return many_ == nullptr ? few_.data() : many_->accesses.data();
   }
-  void add(ObservationPoint& point, std::uint64_t version);
+  void addSlowly(ObservationPoint& point, std::uint64_t version);
   [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
   void stopExpecting();
   /// The version at which the point was read; null if it was not.
@@ -100,7 +103,7 @@ class TESSALY_EXPORT AccessList {
 
   AccessList* outer_;
   bool hasEnded_ = false;
-  Registration* expected_ = nullptr;
+  Access* expected_ = nullptr;
   std::size_t expectedCount_ = 0;
   std::size_t seen_ = 0;
   std::size_t again_ = 0;
@@ -116,6 +119,9 @@ class WithoutTracking {
   WithoutTracking(const WithoutTracking&) = delete;
   WithoutTracking& operator=(const WithoutTracking&) = delete;
   ~WithoutTracking() { currentAccessList = list_; }
+
+  /// The list that was the innermost one.
+  [[nodiscard]] const AccessList* list() const noexcept { return list_; }
 
  private:
   AccessList* list_;

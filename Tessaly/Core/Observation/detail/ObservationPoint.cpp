@@ -3,64 +3,70 @@
 
 #include <pthread.h>
 
-#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include <algorithm>
+
 #include "Tessaly/Core/Observation/detail/Tracking.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 namespace {
 
-/// The point whose reference this thread keeps, and whether it sees to it that it is given back when the thread ends.
-__thread ObservationPoint* keptPoint [[gnu::tls_model("initial-exec")]] = nullptr;
-__thread bool givesKeptPointBack [[gnu::tls_model("initial-exec")]] = false;
+/// References on one point that a thread keeps in stock, so that it need not count one for every reading.
+struct Stock {
+  ObservationPoint* point;
+  std::uint32_t count;
+  /// Whether the thread's end gives the references back.
+  bool endsWithThread;
+};
+__thread Stock stock [[gnu::tls_model("initial-exec")]] = {};
+
+/// Taken at once when the stock is empty, and the most that stay in it after a call.
+constexpr std::uint32_t stockedReferences = 64;
+
+void giveBackStock() noexcept {
+  if (ObservationPoint* const point = std::exchange(stock.point, nullptr))
+    point->release(std::exchange(stock.count, 0));
+}
 
 /// The key's value only has to be non-null.
-void giveKeptPointBackAtTheEnd() {
+void giveBackStockAtTheEnd() {
   static const pthread_key_t key = [] {
     pthread_key_t made{};
     ::pthread_key_create(&made, [](void*) {
-      givesKeptPointBack = false;
-      if (ObservationPoint* const point = std::exchange(keptPoint, nullptr)) point->release();
+      stock.endsWithThread = false;
+      giveBackStock();
     });
     return made;
   }();
-  ::pthread_setspecific(key, static_cast<const void*>(&keptPoint));
-  givesKeptPointBack = true;
-}
-
-Registration* firstFollower(Registration* registration) noexcept {
-  while (registration != nullptr && registration->list != Registration::List::followers) {
-    registration = registration->next;
-  }
-  return registration;
+  ::pthread_setspecific(key, static_cast<const void*>(&stock));
+  stock.endsWithThread = true;
 }
 
 }  // namespace
 
-/// A follower that is to be called, and how.
-struct ObservationPoint::FollowersTurn {
-  ChangeFollower* follower = nullptr;
-  ChangeFollower::Turn turn = ChangeFollower::Turn::none;
-
-  void take() const noexcept {
-    if (turn != ChangeFollower::Turn::none) follower->change(turn);
-  }
-};
-
 void ObservationPoint::retainForReading() noexcept {
-  if (keptPoint == this) {
-    keptPoint = nullptr;
-  } else {
-    retain();
+  if (stock.point != this) return retain();
+  // One reference stays, and keeps the point that the stock names.
+  if (stock.count == 1) {
+    references_.fetch_add(stockedReferences, std::memory_order_relaxed);
+    stock.count += stockedReferences;
   }
+  --stock.count;
 }
 
 void ObservationPoint::releaseAfterCall(std::uint32_t count) noexcept {
-  if (!givesKeptPointBack) [[unlikely]]
-    giveKeptPointBackAtTheEnd();
-  if (count > 1) release(count - 1);
-  if (ObservationPoint* const point = std::exchange(keptPoint, this)) point->release();
+  if (!stock.endsWithThread) [[unlikely]]
+    giveBackStockAtTheEnd();
+  if (stock.point != this) {
+    giveBackStock();
+    stock.point = this;
+  }
+  stock.count += count;
+  if (stock.count > stockedReferences) release(stock.count - stockedReferences);
+  stock.count = std::min(stock.count, stockedReferences);
 }
+
+ObservationPoint::~ObservationPoint() = default;
 
 ObservationPoint::Link ObservationPoint::link(Registration& registration, Tracking& tracking,
                                               Version version) noexcept {
@@ -74,25 +80,17 @@ ObservationPoint::Link ObservationPoint::link(Registration& registration, Tracki
   } else if (tracking.isFired()) {
     link = Link::fired;
   } else {
-    registration.registrant = &tracking;
+    registration.tracking = &tracking;
     insert(registration, isChanging ? List::after : List::before);
   }
   unlock(now);
   return link;
 }
 
-bool ObservationPoint::linkFollower(Registration& registration, Version version) noexcept {
-  const Version now = word_.lock();
-  if (!hasEnded_) insert(registration, List::followers);
-  unlock(now);
-  // The end of a change that is under way will find it.
-  return now == version || VersionWord::isChanging(now);
-}
-
 bool ObservationPoint::unlink(Registration& registration) noexcept {
   const Version now = word_.lock();
   const bool wasLinked = registration.list != List::none;
-  if (wasLinked) remove(registration);
+  if (wasLinked) erase(registration);
   unlock(now);
   return wasLinked;
 }
@@ -105,50 +103,12 @@ void ObservationPoint::callBeforeChange(Version last) noexcept {
   callTaken(taken);
 }
 
-void ObservationPoint::callAfterChange(Version last) noexcept {
-  const Version now = VersionWord::atEnd(last);
-  Registration* const takenBefore = VersionWord::isChanging(last) ? nullptr : takeAll(before_);
-  Registration* const takenAfter = takeAll(after_);
-  // While it has its turn, a follower stays.
-  Registration marker;
-  const FollowersTurn first = nextTurn(followers_, marker);
-  const bool areMore = marker.list == List::marker;
-  if (areMore) retain();
-  unlock(now);
-  if (currentAccessList != nullptr) noteOwnChange(last, now);
-  first.take();
-  if (areMore) callFollowersFrom(marker);
-  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): what was taken holds references.
-  callTaken(takenBefore);
-  callTaken(takenAfter);
-}
-
-ObservationPoint::FollowersTurn ObservationPoint::nextTurn(Registration* from, Registration& marker) noexcept {
-  Registration* const next = firstFollower(from);
-  if (next == nullptr) return {};
-  auto& follower = static_cast<ChangeFollower&>(*next->registrant);
-  if (firstFollower(next->next) != nullptr) insert(marker, List::marker, next);
-  return {&follower, follower.takeTurn()};
-}
-
-void ObservationPoint::callFollowersFrom(Registration& marker) noexcept {
-  for (bool areMore = true; areMore;) {
-    const Version now = word_.lock();
-    Registration* const next = marker.next;
-    remove(marker);
-    const FollowersTurn turn = nextTurn(next, marker);
-    areMore = marker.list == List::marker;
-    unlock(now);
-    turn.take();
-  }
-  release();
-}
-
 void ObservationPoint::callTaken(Registration* taken) noexcept {
-  // What was taken out is held by the reference that its being in the list was worth.
+  const WithoutTracking untracked;
+  // A registration in a list is worth a reference, which now belongs to this function.
   std::uint32_t givenBack = 0;
   while (taken != nullptr) {
-    Tracking& tracking = static_cast<Tracking&>(*taken->registrant);
+    Tracking& tracking = *taken->tracking;
     taken = taken->next;
     tracking.fireTaken();
     if (tracking.releaseTaken()) ++givenBack;
@@ -165,40 +125,22 @@ void ObservationPoint::end() noexcept {
   if (currentAccessList != nullptr) noteOwnChange(last, now);
   callTaken(taken);
   didChange();  // NOLINT(clang-analyzer-cplusplus.NewDelete): who ends it holds a reference.
-  if (keptPoint == this) {
-    keptPoint = nullptr;
-    release();
-  }
+  if (stock.point == this) giveBackStock();
 }
 
-void ObservationPoint::insert(Registration& registration, List list, Registration* previous) noexcept {
-  Registration*& link = previous != nullptr ? previous->next : head(list);
-  registration.previous = previous;
-  registration.next = link;
-  if (link != nullptr) link->previous = &registration;
-  link = &registration;
+void ObservationPoint::insert(Registration& registration, List list) noexcept {
+  Registration*& first = head(list);
+  registration.previous = nullptr;
+  registration.next = first;
+  if (first != nullptr) first->previous = &registration;
+  first = &registration;
   registration.list = list;
 }
 
-void ObservationPoint::remove(Registration& registration) noexcept {
+void ObservationPoint::erase(Registration& registration) noexcept {
   if (registration.next != nullptr) registration.next->previous = registration.previous;
   (registration.previous != nullptr ? registration.previous->next : head(registration.list)) = registration.next;
   registration.list = List::none;
-}
-
-Registration* ObservationPoint::takeAll(Registration*& head) noexcept {
-  for (Registration* each = head; each != nullptr; each = each->next) each->list = List::none;
-  return std::exchange(head, nullptr);
-}
-
-Registration*& ObservationPoint::head(List list) noexcept {
-  return list == List::before ? before_ : list == List::after ? after_ : followers_;
-}
-
-void ObservationPoint::unlock(Version version) noexcept {
-  word_.unlock(version, (before_ != nullptr ? VersionWord::before : VersionWord::noList) |
-                            (after_ != nullptr ? VersionWord::after : VersionWord::noList) |
-                            (followers_ != nullptr ? VersionWord::followers : VersionWord::noList));
 }
 
 void ObservationPoint::noteOwnChange(Version before, Version after) noexcept {

@@ -3,40 +3,37 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Observation/detail/ObserverList.hpp"
 #include "Tessaly/Core/Observation/detail/VersionWord.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-class ChangeFollower;
 class ObservationPoint;
+class PointObserver;
 class Tracking;
 
-/// Who registers: a `Tracking`, which a change takes out of the list, or a `ChangeFollower`, which stays.
-class Registrant {};
-
-/// A registrant's place among those that are called at a change of one point.
+/// A tracking's place among those that a change of one point calls.
 struct Registration {
-  enum class List : std::uint8_t { none, before, after, followers, marker };
+  enum class List : std::uint8_t { none, before, after };
 
   ObservationPoint* point = nullptr;
-  Registrant* registrant = nullptr;
+  Tracking* tracking = nullptr;
   Registration* next = nullptr;
   Registration* previous = nullptr;
-  /// At which the point was read.
-  VersionWord::Version version = 0;
-  /// Under the point's lock. A marker stands for a thread that calls the followers, before the next one to be called.
+  /// Under the point's lock.
   List list = List::none;
 };
 
-/// What is tracked: one property of one object. Made when somebody first reads the property under tracking; the
-/// property keeps it from then on, and so does everything that has read it and every registration.
+/// One property of one object that can be tracked and observed. Made at the first reading under tracking. The property
+/// keeps it from then on, and so does every reader, registration and observer.
 ///
-/// Reading records the version; a tracking that is installed compares, under the lock without which no change begins or
-/// ends, so that no change by another thread is lost between the two.
+/// A reader records the version. The installing of a tracking compares it, under the lock without which no change
+/// ends, so a change by another thread between the two is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -51,8 +48,8 @@ class TESSALY_EXPORT ObservationPoint {
   void release(std::uint32_t count = 1) noexcept {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
-  /// The same, but a thread keeps the reference that it gave back last: who goes on tracking what has just changed
-  /// takes it again, at no cost. The end of the point or of the thread gives it back for good.
+  /// The same out of and into a stock of references that the thread keeps: a thread that goes on tracking the point
+  /// that has just changed need not count them. The end of the point or of the thread gives the stock back.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
@@ -60,16 +57,15 @@ class TESSALY_EXPORT ObservationPoint {
 
   /// Adds the reading to the innermost list of this thread, if there is one.
   void recordAccess() {
-    if (currentAccessList != nullptr) currentAccessList->add(*this);
+    if (currentAccessList != nullptr) currentAccessList->add(*this, version());
   }
-  /// Before the value changes: calls those who wait for that.
-  void willChange() noexcept {
+  /// Before the value changes: calls the trackings that wait for that.
+  [[gnu::always_inline]] void willChange() noexcept {
     Version last = 0;
-    if (word_.beginChange(last)) return callBeforeChange(last);
-    if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atBeginning(last));
+    if (word_.beginChange(last)) callBeforeChange(last);
   }
-  /// After it: calls those who follow the property, and those who read the value while it was changing.
-  void didChange() noexcept {
+  /// After it: calls the observers, and the trackings that read the value while it was changing.
+  [[gnu::always_inline]] void didChange() noexcept {
     Version last = 0;
     if (word_.endChange(last)) return callAfterChange(last);
     if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atEnd(last));
@@ -82,37 +78,65 @@ class TESSALY_EXPORT ObservationPoint {
   /// a change anyway, for the end of that. It is not registered if the point was changed since, if the tracking was
   /// fired from another point, or if this point has ended with that version.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
-  /// Registers a follower, unless the point has ended. False if the point was changed since the version.
-  [[nodiscard]] bool linkFollower(Registration& registration, Version version) noexcept;
   /// True if it was registered.
   bool unlink(Registration& registration) noexcept;
+
+  /// Registers an observer that read at a version. True if the point was changed since.
+  [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
+  /// Registers an observer and calls it at once.
+  void addAndCall(PointObserver& observer) noexcept;
+  /// Calls a registered observer, as a change does.
+  void call(PointObserver& observer) noexcept;
+  /// Ends an observer's registration. A thread that is in a call of it discards its contents after the call; otherwise
+  /// this function does. True if that is another thread.
+  [[nodiscard]] bool remove(PointObserver& observer) noexcept;
 
  private:
   friend class AccessList;
   using List = Registration::List;
 
-  ~ObservationPoint() = default;
+  ~ObservationPoint();
 
   void callBeforeChange(Version last) noexcept TESSALY_RELEASE(word_);
   void callAfterChange(Version last) noexcept TESSALY_RELEASE(word_);
   void callTaken(Registration* taken) noexcept;
-  /// Gives the first follower from there on its turn, and puts the marker behind it if there are more.
-  struct FollowersTurn;
-  [[nodiscard]] FollowersTurn nextTurn(Registration* from, Registration& marker) noexcept TESSALY_REQUIRES(word_);
-  /// Calls those that a marker stands before. Gives a reference back.
-  void callFollowersFrom(Registration& marker) noexcept;
 
-  void insert(Registration& registration, List list, Registration* previous = nullptr) noexcept TESSALY_REQUIRES(word_);
-  void remove(Registration& registration) noexcept TESSALY_REQUIRES(word_);
-  [[nodiscard]] Registration* takeAll(Registration*& head) noexcept TESSALY_REQUIRES(word_);
-  [[nodiscard]] Registration*& head(List list) noexcept TESSALY_REQUIRES(word_);
-  void unlock(Version version) noexcept TESSALY_RELEASE(word_);
+  void addLocked(PointObserver& observer) TESSALY_REQUIRES(word_);
+  void callLocked(PointObserver& observer, Version now) noexcept TESSALY_RELEASE(word_);
+  /// Calls the observers of a turn, and gives the turn back.
+  void notify(const ObserverList::Turn& turn) noexcept;
+  /// Does so without the lock while the turn is not shared. Returns the number of observers that have had their call.
+  template <bool isAsymmetric>
+  [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
+  /// Calls one observer, unless it has ended or another thread is in a call of it, which is then told to repeat it.
+  void notifyShared(ObserverList& list, PointObserver& observer, const AccessList* accesses) noexcept;
+  /// Does what an outermost call leaves to do at its end. True if a change came meanwhile, for one more call.
+  [[nodiscard]] bool settle(ObserverList& list, PointObserver& observer) noexcept;
+  void discard(PointObserver& observer) noexcept;
+  void endTurn(ObserverList& list) noexcept;
+
+  void insert(Registration& registration, List list) noexcept TESSALY_REQUIRES(word_);
+  void erase(Registration& registration) noexcept TESSALY_REQUIRES(word_);
+  [[nodiscard]] Registration* takeAll(Registration*& head) noexcept TESSALY_REQUIRES(word_) {
+    for (Registration* each = head; each != nullptr; each = each->next) each->list = List::none;
+    return std::exchange(head, nullptr);
+  }
+  [[nodiscard]] Registration*& head(List list) noexcept TESSALY_REQUIRES(word_) {
+    return list == List::before ? before_ : after_;
+  }
+  void unlock(Version version) noexcept TESSALY_RELEASE(word_) {
+    const bool hasObservers = observers_ != nullptr && !observers_->isEmpty();
+    word_.unlock(version, (before_ != nullptr ? VersionWord::before : VersionWord::noList) |
+                              (after_ != nullptr ? VersionWord::after : VersionWord::noList) |
+                              (hasObservers ? VersionWord::observers : VersionWord::noList));
+  }
   void noteOwnChange(Version before, Version after) noexcept;
 
   VersionWord word_;
   Registration* before_ TESSALY_GUARDED_BY(word_) = nullptr;
   Registration* after_ TESSALY_GUARDED_BY(word_) = nullptr;
-  Registration* followers_ TESSALY_GUARDED_BY(word_) = nullptr;
+  /// Made for the first observer.
+  std::unique_ptr<ObserverList> observers_ TESSALY_GUARDED_BY(word_);
   std::atomic<std::uint32_t> references_{1};
   bool hasEnded_ TESSALY_GUARDED_BY(word_) = false;
 };

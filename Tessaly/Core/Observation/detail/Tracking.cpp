@@ -3,15 +3,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-Tracking::Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
-  if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
-}
-
-Tracking::~Tracking() {
-  if (count_ == 1) [[likely]] {
-    if (one_.point != nullptr) one_.point->release();
-    return;
-  }
+void Tracking::releasePoints() noexcept {
   for (std::size_t i = 0; i < count_; ++i) {
     if (ObservationPoint* const point = registrations()[i].point) point->release();
   }

@@ -22,7 +22,7 @@ namespace Tessaly::inline v1::detail {
 /// comes from the lists that coroutine frames come from.
 ///
 /// Thread contract: thread-safe.
-class TESSALY_EXPORT Tracking : public Registrant {
+class TESSALY_EXPORT Tracking {
  public:
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* memory, std::size_t size) noexcept { freeFrame(memory, size); }
@@ -43,12 +43,11 @@ class TESSALY_EXPORT Tracking : public Registrant {
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// The same, from a point that has taken a registration out. If it is the only one, there is nothing to deregister.
+  /// The same, from a point that has taken a registration out and tracks nothing meanwhile. If the registration is the
+  /// only one, there is nothing to deregister.
   void fireTaken() noexcept {
     if (!claim()) return;
-    if (count_ > 1) return finish(Finish::calling);
-    const WithoutTracking untracked;
-    finishHandler(Finish::calling);
+    count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
   }
   /// Gives back the reference of a registration that was taken out. True if that was the last one of all and the point
   /// was the only one: then the reference on the point is the caller's.
@@ -71,8 +70,12 @@ class TESSALY_EXPORT Tracking : public Registrant {
   enum class Finish : std::uint8_t { calling, silently };
 
   /// With room for a registration in each point of the list.
-  explicit Tracking(const AccessList& accesses);
-  virtual ~Tracking();
+  explicit Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
+    if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
+  }
+  virtual ~Tracking() {
+    if (count_ > 1 || one_.point != nullptr) releasePoints();
+  }
   /// Calls the handler if told so, and destroys it.
   virtual void finishHandler(Finish finish) noexcept = 0;
 
@@ -85,6 +88,7 @@ class TESSALY_EXPORT Tracking : public Registrant {
     return true;
   }
   void finish(Finish finish) noexcept;
+  void releasePoints() noexcept;
   void installMany(AccessList& accesses) noexcept;
   [[nodiscard]] Registration* registrations() noexcept { return many_ != nullptr ? many_.get() : &one_; }
 

@@ -9,13 +9,16 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// In one word the version of an observable property, which counts the changes that have begun and those that are under
-/// way; the lock of the property's lists of registrations; and which of these lists have entries. So an announcement is
-/// one atomic operation, which also takes the lock if there is somebody to be called.
+/// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
+/// list that has entries. The version counts the changes that have begun and those that are under way. So an
+/// announcement is at most one atomic operation, which also takes the lock if the point has something to call.
 ///
-/// While the lock is held nobody else writes the word, so giving it back is a plain store. Who waits for it is not
-/// woken but looks again, at first at once, then every 50 us. It is held for a few instructions, and nothing is called
-/// meanwhile.
+/// A change is announced at its beginning only if a tracking waits for that. Otherwise it counts from its end: a reader
+/// of the old value is in a list by then, or finds another version.
+///
+/// While the lock is held no other thread writes the word, so releasing it is a plain store. A waiting thread is not
+/// woken. It looks again, at first at once, then every 50 us. The lock is held for a few instructions, and at most for
+/// the microsecond of a fence in all threads. Nothing is called under it.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_CAPABILITY("lock") VersionWord {
@@ -25,7 +28,7 @@ class TESSALY_CAPABILITY("lock") VersionWord {
   static constexpr unsigned noList = 0;
   static constexpr unsigned before = 2;
   static constexpr unsigned after = 4;
-  static constexpr unsigned followers = 8;
+  static constexpr unsigned observers = 8;
 
   static constexpr Version underWay = 0x10;
   static constexpr Version begun = 0x10'0000;
@@ -44,15 +47,32 @@ class TESSALY_CAPABILITY("lock") VersionWord {
 
   [[nodiscard]] Version version() const noexcept { return word_.load(std::memory_order_acquire) & ~flags; }
 
-  /// Begins a change and says at which version. True, and locked, if some wait to be called before it.
-  [[nodiscard]] bool beginChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) {
-    return advance(last, &atBeginning, [](Version) { return before; });
+  /// Begins a change. If trackings wait to be called before it: true, and locked, with the version before the change.
+  [[nodiscard]] bool beginChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    std::uint64_t word = word_.load(std::memory_order_relaxed);
+    // A locked word may not show its lists.
+    while ((word & (isLocked | before)) != 0) [[unlikely]] {
+      if ((word & isLocked) != 0) {
+        word = waitWhileLocked();
+        continue;
+      }
+      last = word & ~flags;
+      if (replace(word, atBeginning(last) | isLocked)) return true;
+    }
+    return false;
   }
-  /// Ends a change and says at which version. True, and locked, if there is somebody to be called.
-  [[nodiscard]] bool endChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) {
-    return advance(last, &atEnd, [](Version version) {
-      return isChanging(version) ? after | followers : before | after | followers;
-    });
+  /// Ends a change, with the version before its end. True, and locked, if the point has something to call.
+  [[nodiscard]] bool endChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    std::uint64_t word = word_.load(std::memory_order_relaxed);
+    for (;;) {
+      if ((word & isLocked) != 0) [[unlikely]] {
+        word = waitWhileLocked();
+        continue;
+      }
+      last = word & ~flags;
+      const bool locks = (word & (isChanging(last) ? after | observers : before | after | observers)) != 0;
+      if (replace(word, atEnd(last) | (locks ? isLocked : word & flags))) return locks;
+    }
   }
 
   /// Takes the lock and returns the version.
@@ -73,19 +93,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
   static constexpr std::uint64_t isLocked = 1;
   static constexpr std::uint64_t flags = underWay - 1;
 
-  template <typename Next, typename Lists>
-  bool advance(Version& last, Next next, Lists lists) noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS {
-    std::uint64_t word = word_.load(std::memory_order_relaxed);
-    for (;;) {
-      if ((word & isLocked) != 0) [[unlikely]] {
-        word = waitWhileLocked();
-        continue;
-      }
-      last = word & ~flags;
-      const bool locks = (word & lists(last)) != 0;
-      const std::uint64_t wanted = next(last) | (locks ? isLocked : word & flags);
-      if (word_.compare_exchange_weak(word, wanted, std::memory_order_acq_rel, std::memory_order_relaxed)) return locks;
-    }
+  [[nodiscard]] bool replace(std::uint64_t& word, std::uint64_t wanted) noexcept {
+    return word_.compare_exchange_weak(word, wanted, std::memory_order_acq_rel, std::memory_order_relaxed);
   }
   TESSALY_EXPORT std::uint64_t waitWhileLocked() const noexcept;
 

@@ -1,21 +1,36 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Observation/detail/ChangeFollower.hpp"
+#include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
 
 #include <climits>
 
 #include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 #include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-ChangeFollower::~ChangeFollower() = default;
+class ComputedObserver::Link final : public PointObserver {
+ public:
+  explicit Link(ComputedObserver& observer) : observer_(TaskReference<ComputedObserver>::sharing(observer)) {}
 
-void ChangeFollower::start() {
+  using PointObserver::registerWith;
+
+ private:
+  ~Link() override = default;
+  void notify(const AccessList* accesses) noexcept override { observer_->notify(accesses); }
+
+  const TaskReference<ComputedObserver> observer_;
+};
+
+ComputedObserver::ComputedObserver() = default;
+ComputedObserver::~ComputedObserver() = default;
+
+void ComputedObserver::start() {
   const WithoutTracking untracked;
-  if (takeTurn() != Turn::outermost) return;
+  if (takeTurn(nullptr) != Turn::outermost) return;
   try {
-    takeSteps(Occasion::start);
+    stepUntilUpToDate(Occasion::start);
   } catch (...) {
     state_.fetch_or(hasEnded, std::memory_order_relaxed);
     finish();
@@ -23,16 +38,16 @@ void ChangeFollower::start() {
   }
 }
 
-ChangeFollower::Turn ChangeFollower::takeTurn() noexcept {
+ComputedObserver::Turn ComputedObserver::takeTurn(const AccessList* accesses) noexcept {
   const std::uint32_t self = currentThreadIdentifier();
   std::uint32_t state = state_.load(std::memory_order_relaxed);
   for (;;) {
     if ((state & hasEnded) != 0) return Turn::none;
     const std::uint32_t thread = state & threadMask;
     if (thread == self && reading_ == nullptr) return Turn::nested;
-    // What the function changes itself is no change that it has missed.
-    if (thread == self && reading_->isRecording()) return Turn::none;
-    // The flag is set anew also where it is set: who takes it back must see what has changed.
+    // The function has not missed a change that it makes itself.
+    if (thread == self && reading_->isIn(accesses)) return Turn::none;
+    // The flag is set anew also where it is set: the thread that takes it back must see the change.
     const std::uint32_t next = thread == 0 ? self : state | hasMissedOne;
     if (state_.compare_exchange_weak(state, next, std::memory_order_acq_rel, std::memory_order_relaxed)) {
       return thread == 0 ? Turn::outermost : Turn::none;
@@ -40,22 +55,25 @@ ChangeFollower::Turn ChangeFollower::takeTurn() noexcept {
   }
 }
 
-void ChangeFollower::change(Turn turn) noexcept {
-  const WithoutTracking untracked;
-  const auto steps = [&] { turn == Turn::outermost ? takeSteps(Occasion::change) : step(Occasion::change); };
+void ComputedObserver::notify(const AccessList* accesses) noexcept {
+  const Turn turn = takeTurn(accesses);
+  if (turn == Turn::none) return;
+  const auto steps = [&] {
+    turn == Turn::outermost ? stepUntilUpToDate(Occasion::change) : stepOnce(Occasion::change);
+  };
   callNotification("The evaluation of an observed property", steps);
 }
 
-void ChangeFollower::step(Occasion occasion) {
+void ComputedObserver::stepOnce(Occasion occasion) {
   isTracking_ = false;
-  follow(occasion);
+  step(occasion);
   if (!isTracking_) deregister();
 }
 
-void ChangeFollower::takeSteps(Occasion occasion) {
+void ComputedObserver::stepUntilUpToDate(Occasion occasion) {
   const std::uint32_t self = currentThreadIdentifier();
   for (;; occasion = Occasion::change) {
-    step(occasion);
+    stepOnce(occasion);
     std::uint32_t state = self;
     if (state_.compare_exchange_strong(state, 0, std::memory_order_acq_rel, std::memory_order_relaxed)) return;
     if ((state & hasEnded) != 0) return finish();
@@ -63,52 +81,49 @@ void ChangeFollower::takeSteps(Occasion occasion) {
   }
 }
 
-bool ChangeFollower::isRegisteredWith(const AccessList& accesses) const noexcept {
-  if (accesses.count() != count_) return false;
-  for (std::size_t i = 0; i < count_; ++i) {
-    if (registrations_[i].point != accesses[i].point) return false;
+bool ComputedObserver::isRegisteredWith(const AccessList& accesses) const noexcept {
+  if (accesses.count() != accesses_.size()) return false;
+  for (std::size_t i = 0; i < accesses_.size(); ++i) {
+    if (accesses_[i].point != accesses[i].point) return false;
   }
   return true;
 }
 
-void ChangeFollower::registerWith(AccessList& accesses) {
+void ComputedObserver::registerWith(AccessList& accesses) {
   if (isRegisteredWith(accesses)) return;
   const std::size_t count = accesses.count();
-  auto registrations = std::make_unique<Registration[]>(count);
   bool hasMissed = false;
+  std::vector<Access> read;
+  std::vector<TaskReference<Link>> links;
+  read.reserve(count);
+  links.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) links.push_back(TaskReference<Link>::adopt(new Link(*this)));
   for (std::size_t i = 0; i < count; ++i) {
-    registrations[i].point = accesses[i].point;
-    registrations[i].registrant = this;
-    if (!accesses[i].point->linkFollower(registrations[i], accesses[i].version)) hasMissed = true;
+    read.push_back(accesses[i]);
+    hasMissed |= links[i]->registerWith(accesses[i]);
   }
   accesses.surrender();
-  // Only now, so that nothing is missed of what is read again.
+  // Only now, so that no change of a point that is read again is missed.
   deregister();
-  registrations_ = std::move(registrations);
-  count_ = static_cast<std::uint32_t>(count);
+  accesses_ = std::move(read);
+  links_ = std::move(links);
   if (hasMissed) state_.fetch_or(hasMissedOne, std::memory_order_relaxed);
 }
 
-void ChangeFollower::deregister() noexcept {
-  for (std::size_t i = 0; i < count_; ++i) {
-    ObservationPoint& point = *registrations_[i].point;
-    point.unlink(registrations_[i]);
-    point.release();
-  }
-  count_ = 0;
-  registrations_.reset();
+void ComputedObserver::deregister() noexcept {
+  accesses_.clear();
+  for (const auto& link : std::exchange(links_, {})) link->cancel();
 }
 
-/// By who is at it, once it has ended.
-void ChangeFollower::finish() noexcept {
+/// Called by the thread that is in a step, once the observer has ended.
+void ComputedObserver::finish() noexcept {
   deregister();
-  letGo();
+  discard();
   const std::uint32_t state = state_.exchange(hasEnded, std::memory_order_acq_rel);
   if ((state & isAwaited) != 0) futexWake(state_, INT_MAX);
-  release();
 }
 
-void ChangeFollower::cancel() noexcept {
+void ComputedObserver::cancel() noexcept {
   const std::uint32_t self = currentThreadIdentifier();
   std::uint32_t state = state_.load(std::memory_order_relaxed);
   for (;;) {
@@ -121,7 +136,7 @@ void ChangeFollower::cancel() noexcept {
   }
 }
 
-void ChangeFollower::stop() noexcept {
+void ComputedObserver::stop() noexcept {
   cancel();
   const std::uint32_t self = currentThreadIdentifier();
   for (;;) {

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A fence with a cheap side and an expensive side, for two threads that each store a flag and then load the other's:
+/// at least one of them sees the store of the other.
+///
+/// The frequent side calls `publish`, which is a plain store. The rare side stores its flag and calls `fenceAll`, which
+/// makes every running thread of the process execute a fence (`membarrier`, 0.7 to 0.8 us). A kernel that refuses
+/// `membarrier` gets an exchange on the frequent side instead. So does the thread sanitizer, which does not know the
+/// system call.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT AsymmetricFence {
+ public:
+  /// Whether the frequent side may use plain stores. Registers the process with the kernel at the first call.
+  [[nodiscard]] static bool isAvailable() noexcept;
+  /// The expensive side.
+  static void fenceAll() noexcept;
+
+  /// The cheap side: stores, and orders the store before every later load.
+  template <bool isAsymmetric>
+  static void publish(std::atomic<bool>& flag, bool value) noexcept {
+    if constexpr (isAsymmetric) {
+      flag.store(value, std::memory_order_release);
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+    } else {
+      flag.exchange(value, std::memory_order_seq_cst);
+    }
+  }
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Observation/detail/ObserverList.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "Tessaly/Core/Observation/detail/AsymmetricFence.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+ObserverList::ObserverList() noexcept : isAsymmetric_(AsymmetricFence::isAvailable()) {}
+
+// Every observer holds a reference on the point, so none is left when the point goes.
+ObserverList::~ObserverList() = default;
+
+void ObserverList::add(PointObserver& observer) {
+  if (count_ == capacity_) {
+    if (turns_ == 0 && live_ <= capacity_ / 2) {
+      compact();
+    } else {
+      grow();
+    }
+  }
+  observer.retain();
+  observer.index_ = count_;
+  slots_[count_++] = &observer;
+  ++live_;
+}
+
+void ObserverList::grow() {
+  auto larger = std::make_unique<Array>();
+  larger->slots = std::make_unique_for_overwrite<PointObserver*[]>(std::size_t{2} * capacity_);
+  std::copy_n(slots_, count_, larger->slots.get());
+  if (turns_ > 0) larger->older = std::move(grown_);
+  slots_ = larger->slots.get();
+  grown_ = std::move(larger);
+  capacity_ *= 2;
+}
+
+void ObserverList::remove(PointObserver& observer) noexcept {
+  slots_[observer.index_] = nullptr;
+  --live_;
+  while (count_ > 0 && slots_[count_ - 1] == nullptr) --count_;
+  if (live_ < count_ / 4) compact();
+}
+
+void ObserverList::compact() noexcept {
+  std::uint32_t kept = 0;
+  for (std::uint32_t i = 0; i < count_; ++i) {
+    PointObserver* const observer = slots_[i];
+    if (observer == nullptr) continue;
+    observer->index_ = kept;
+    slots_[kept++] = observer;
+  }
+  count_ = kept;
+}
+
+void ObserverList::share(std::uint32_t thread) noexcept {
+  if (isShared()) return;
+  isShared_.store(true, std::memory_order_seq_cst);
+  // A thread sees its own stores.
+  if (holder_ != thread) AsymmetricFence::fenceAll();
+}
+
+PointObserver* ObserverList::sweep() noexcept {
+  hasEndedOnes_ = false;
+  PointObserver* swept = nullptr;
+  for (std::uint32_t i = 0; i < count_; ++i) {
+    PointObserver*& slot = slots_[i];
+    if (slot == nullptr || !slot->hasEnded_) continue;
+    slot->next_ = swept;
+    swept = std::exchange(slot, nullptr);
+    --live_;
+  }
+  compact();
+  return swept;
+}
+
+}  // namespace Tessaly::inline v1::detail

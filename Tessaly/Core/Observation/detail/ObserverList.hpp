@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "Tessaly/Core/Observation/detail/PointObserver.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The observers of one point in the order in which they were added, and the turns of the threads that call them.
+///
+/// A thread that has changed the value takes a turn and calls the observers that it finds. While turns are taken
+/// nothing moves: new observers are appended, ended ones only marked, and an outgrown array is kept.
+///
+/// The only holder of a turn calls observers without the lock: it marks each one by a plain store, and looks whether
+/// the turn is shared. Whoever needs to know who is in which call (a second thread with a change, or the end of an
+/// observation) shares the turn first: the flag, then a fence in all threads. From then on every step takes the lock,
+/// until the last turn is given back.
+///
+/// Thread contract: guarded by the point's lock, except for `isShared` and for what `Turn` says.
+class ObserverList {
+ public:
+  /// What a thread with a turn may read without the lock: these slots stay as they are.
+  struct Turn {
+    ObserverList* list = nullptr;
+    PointObserver* const* slots = nullptr;
+    std::uint32_t count = 0;
+    bool isShared = false;
+    /// Of the fence with which `share` shows the callers.
+    bool isAsymmetric = false;
+  };
+
+  ObserverList() noexcept;
+  ObserverList(const ObserverList&) = delete;
+  ObserverList& operator=(const ObserverList&) = delete;
+  ~ObserverList();
+
+  [[nodiscard]] bool isEmpty() const noexcept { return live_ == 0; }
+  [[nodiscard]] bool hasTurns() const noexcept { return turns_ > 0; }
+  /// Appends an observer and takes a reference.
+  void add(PointObserver& observer);
+  /// Takes out an observer while there are no turns. The reference is the caller's then.
+  void remove(PointObserver& observer) noexcept;
+  /// Leaves the removal of an ended observer to the end of the last turn.
+  void removeLater() noexcept { hasEndedOnes_ = true; }
+
+  [[nodiscard]] Turn beginTurn(std::uint32_t thread) noexcept {
+    if (turns_ == 0) [[likely]] {
+      holder_ = thread;
+    } else if (holder_ != thread) {
+      share(thread);
+    }
+    ++turns_;
+    return {this, slots_, count_, isShared(), isAsymmetric_};
+  }
+  /// Makes every later step of every turn take the lock, and shows the callers of all observers.
+  void share(std::uint32_t thread) noexcept;
+  /// Gives a turn back. Returns the observers that have left the list with it, by `next_`.
+  [[nodiscard]] PointObserver* endTurn() noexcept {
+    if (--turns_ > 0) return nullptr;
+    isShared_.store(false, std::memory_order_relaxed);
+    if (grown_ != nullptr) grown_->older.reset();
+    return hasEndedOnes_ ? sweep() : nullptr;
+  }
+
+  [[nodiscard]] bool isShared() const noexcept { return isShared_.load(std::memory_order_seq_cst); }
+  /// The thread that calls the observer, or 0. Exact without turns, and once the turn is shared.
+  [[nodiscard]] std::uint32_t callerOf(const PointObserver& observer) const noexcept {
+    if (observer.caller_ != 0) return observer.caller_;
+    return observer.isCalled_.load(std::memory_order_acquire) ? holder_ : 0;
+  }
+
+ private:
+  static constexpr std::uint32_t inlineCount = 4;
+
+  /// An outgrown array that a turn may still read.
+  struct Array {
+    std::unique_ptr<PointObserver*[]> slots;
+    std::unique_ptr<Array> older;
+  };
+
+  void grow();
+  [[nodiscard]] PointObserver* sweep() noexcept;
+  /// Closes the gaps that removed observers left.
+  void compact() noexcept;
+
+  std::atomic<bool> isShared_{false};
+  bool hasEndedOnes_ = false;
+  const bool isAsymmetric_;
+  std::uint32_t turns_ = 0;
+  /// The thread that took the first of the turns.
+  std::uint32_t holder_ = 0;
+  std::uint32_t count_ = 0;
+  std::uint32_t live_ = 0;
+  std::uint32_t capacity_ = inlineCount;
+  std::array<PointObserver*, inlineCount> few_{};
+  PointObserver** slots_ = few_.data();
+  std::unique_ptr<Array> grown_;
+};
+
+}  // namespace Tessaly::inline v1::detail

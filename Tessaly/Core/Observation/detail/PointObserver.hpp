@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Observation/detail/AccessList.hpp"
+#include "Tessaly/Core/Tasks/detail/FramePool.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The observer of a property, stored or computed. Reference-counted.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT Observer {
+ public:
+  Observer(const Observer&) = delete;
+  Observer& operator=(const Observer&) = delete;
+
+  static void* operator new(std::size_t size) { return allocateFrame(size); }
+  static void operator delete(void* memory, std::size_t size) noexcept { freeFrame(memory, size); }
+
+  void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
+  void release() noexcept {
+    if (references_.load(std::memory_order_acquire) == 1 || references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+      delete this;
+  }
+
+  /// Ends the observation. No call begins afterwards. A call may be under way on any thread.
+  virtual void cancel() noexcept = 0;
+  /// The same, and waits for a call that is under way on another thread.
+  virtual void stop() noexcept = 0;
+
+ protected:
+  Observer() = default;
+  virtual ~Observer();
+
+ private:
+  std::atomic<std::uint32_t> references_{1};
+};
+
+/// An observer of one point, which the point notifies after every change. The point keeps a reference until the
+/// observation has ended and no delivery can see the observer any more.
+///
+/// At most one thread calls the observer at a time. A change on another thread meanwhile makes that thread call it once
+/// more, so the last call is made after the last change. A change that the call itself makes is delivered at once,
+/// nested.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT PointObserver : public Observer {
+ public:
+  void cancel() noexcept override;
+  void stop() noexcept override;
+
+ protected:
+  PointObserver() = default;
+  ~PointObserver() override;
+
+  /// Registers with a point and takes the reading's reference on it. Called once. True if the point was changed since
+  /// it was read, for a call that is the caller's.
+  [[nodiscard]] bool registerWith(const Access& access) noexcept;
+  /// The same, and calls the observer at once.
+  void registerAndCall(const Access& access) noexcept;
+  /// Calls the observer, as a change of the point does.
+  void call() noexcept;
+
+  /// The list is what the changing thread was tracking; it tracks nothing during the call.
+  virtual void notify(const AccessList* accesses) noexcept = 0;
+  /// Destroys what the observer captured. Called once, after the end, while no call is under way.
+  virtual void discard() noexcept {}
+
+ private:
+  friend class ObservationPoint;
+  friend class ObserverList;
+
+  /// Whether `discard` is still to be called by the thread that is in a call, and whether another thread waits for it.
+  enum Discarding : std::uint32_t { settled, due, awaited };
+
+  void waitUntilSettled() noexcept;
+
+  ObservationPoint* point_ = nullptr;
+  /// The next one that leaves the list in the same moment.
+  PointObserver* next_ = nullptr;
+  /// A futex.
+  std::atomic<std::uint32_t> discarding_{settled};
+  // The rest is guarded by the point's lock, except `isCalled_`.
+  std::uint32_t index_ = 0;
+  /// The thread that is in a call, if it began while the turn was shared. Else 0.
+  std::uint32_t caller_ = 0;
+  /// Whether the sole holder of the turn is in a call. Only that thread writes it.
+  std::atomic<bool> isCalled_{false};
+  bool hasEnded_ = false;
+  bool hasMissedOne_ = false;
+  bool discardIsDue_ = false;
+};
+
+}  // namespace Tessaly::inline v1::detail
