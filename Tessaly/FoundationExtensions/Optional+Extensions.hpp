@@ -5,6 +5,7 @@
 #include <concepts>
 #include <exception>
 #include <functional>
+#include <locale>
 #include <optional>
 #include <ostream>
 #include <sstream>
@@ -66,7 +67,7 @@ template <typename MaybeValue, std::invocable MakeError>
 
 /// The description of a value: `description()` if it has one, else what `operator<<` writes. Truth values read "true"
 /// and "false"; floating-point numbers are the shortest text that reads back as the same number, always with a fraction
-/// or an exponent ("12.0", "1e-05").
+/// or an exponent ("12.0", "1e-05"). The text does not depend on `std::locale::global`.
 ///
 /// Thread contract: thread-safe.
 template <Describable T>
@@ -81,6 +82,8 @@ template <Describable T>
     return std::to_string(value);
   } else {
     std::ostringstream stream;
+    // The host's global locale could group digits and translate the words.
+    stream.imbue(std::locale::classic());
     stream << std::boolalpha << value;
     return std::move(stream).str();
   }

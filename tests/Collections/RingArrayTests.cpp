@@ -23,6 +23,7 @@
 #include "RingModel.hpp"
 #include "Tessaly/Collections/RingArray.hpp"
 #include "tests/Support/Allocations.hpp"
+#include "tests/Support/GroupingLocale.hpp"
 
 namespace Tessaly {
 namespace {
@@ -390,6 +391,15 @@ TEST(RingArray, IsComparableHashableAndDescribableAsItsElementsAre) {
   static_assert(!std::equality_comparable<RingArray<Plain>> && !isHashable<RingArray<Plain>>);
   static_assert(hasDescription<RingArray<int>> && hasDebugDescription<RingArray<int>>);
   static_assert(!hasDescription<RingArray<Plain>> && !hasDebugDescription<RingArray<Plain>>);
+}
+
+TEST(RingArray, DescriptionIgnoresTheGlobalLocale) {
+  const Tests::GroupingLocale locale;
+  std::ostringstream grouped;
+  grouped << 1'234'567;
+  ASSERT_EQ(grouped.str(), "1.234.567");
+  EXPECT_EQ(ringOf(3, {1'234'567}).description(), "[1234567]");
+  EXPECT_EQ(ringOf(3, {1'234'567}).debugDescription(), "[1234567]");
 }
 
 TEST(RingArray, DescribesItself) {

@@ -13,6 +13,7 @@
 
 #include "Tessaly/FoundationExtensions/Optional+Extensions.hpp"
 #include "Tessaly/FoundationExtensions/StatusError.hpp"
+#include "tests/Support/GroupingLocale.hpp"
 
 namespace {
 
@@ -129,6 +130,18 @@ TEST(OptionalDescription, OfFloatingPointNumbersIsTheShortestExactText) {
 
 template <typename T>
 concept HasOptionalDescription = requires(std::optional<T> optional) { Optional::optionalDescription(optional); };
+
+TEST(OptionalDescription, IgnoresTheGlobalLocale) {
+  const Tests::GroupingLocale locale;
+  std::ostringstream grouped;
+  grouped << std::boolalpha << 1'234'567 << true;
+  ASSERT_EQ(grouped.str(), "1.234.567wahr");
+  EXPECT_EQ(Optional::optionalDescription(std::optional(1'234'567)), "1234567");
+  EXPECT_EQ(Optional::optionalDescription(std::optional(-1'234'567'890'123LL)), "-1234567890123");
+  EXPECT_EQ(Optional::optionalDescription(std::optional(true)), "true");
+  EXPECT_EQ(Optional::optionalDescription(std::optional(1'234'567.5)), "1234567.5");
+  EXPECT_EQ(Optional::optionalDescription(std::optional(1'234'567.5L)), "1.23457e+06");
+}
 
 TEST(OptionalDescription, IsNotOfferedForTypesWithoutADescription) {
   EXPECT_TRUE(HasOptionalDescription<Described>);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <concepts>
+#include <locale>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -22,7 +23,7 @@ concept HasDebugDescription = requires(const T& value) {
   { value.debugDescription() } -> std::convertible_to<std::string>;
 };
 
-/// A value that can be put into words: by its `description()`, or by `operator<<` into a stream.
+/// A value that has a description: its `description()`, or the output of `operator<<` in the classic locale.
 template <typename T>
 concept DescribableElement = HasDescription<T> || requires(std::ostream& stream, const T& value) { stream << value; };
 
@@ -40,12 +41,14 @@ std::string describe(const T& value) {
     return numberDescription(value);
   } else {
     std::ostringstream stream;
+    // The host's global locale could group digits.
+    stream.imbue(std::locale::classic());
     stream << value;
     return std::move(stream).str();
   }
 }
 
-/// As `describe`, for who looks for a mistake: `debugDescription()` where there is one, and texts in quotation marks.
+/// The description for debugging: `debugDescription()` if there is one, and texts in quotation marks.
 template <typename T>
   requires HasDebugDescription<T> || DescribableElement<T>
 std::string debugDescribe(const T& value) {
