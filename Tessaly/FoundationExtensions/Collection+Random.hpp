@@ -2,6 +2,8 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -11,32 +13,62 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1::Collection {
 
 namespace detail {
 
-/// So many different indexes below a count that is larger. None for a negative amount.
+/// The system's source of randomness, read in blocks of 256 bytes.
+///
+/// Thread contract: thread-compatible.
+class TESSALY_EXPORT SystemRandom {
+ public:
+  using result_type = std::uint64_t;
+
+  [[nodiscard]] static constexpr result_type min() noexcept { return 0; }
+  [[nodiscard]] static constexpr result_type max() noexcept { return ~result_type{0}; }
+
+  [[nodiscard]] result_type operator()() {
+    if (used_ == block_.size()) refill();
+    return block_[used_++];
+  }
+
+ private:
+  void refill();
+
+  std::array<result_type, 32> block_;
+  std::size_t used_ = block_.size();
+};
+
+/// A uniformly distributed set of distinct indexes below `count` (Floyd's method, Communications of the ACM 30, 1987,
+/// 754). Draws exactly `amount` indexes.
 template <typename Generator>
-std::unordered_set<std::int64_t> distinctIndexes(std::int64_t count, std::int64_t amount, Generator& generator) {
+[[nodiscard]] std::unordered_set<std::int64_t> distinctIndexes(std::int64_t count, std::int64_t amount,
+                                                               Generator& generator) {
+  using Index = std::uniform_int_distribution<std::int64_t>;
   std::unordered_set<std::int64_t> indexes;
   if (amount <= 0) return indexes;
-  std::uniform_int_distribution<std::int64_t> anyIndex(0, count - 1);
-  while (static_cast<std::int64_t>(indexes.size()) < amount) indexes.insert(anyIndex(generator));
+  indexes.reserve(static_cast<std::size_t>(amount));
+  for (std::int64_t last = count - amount; last < count; ++last) {
+    if (!indexes.insert(Index(0, last)(generator)).second) indexes.insert(last);
+  }
   return indexes;
 }
 
 }  // namespace detail
 
-/// As many elements as asked for, all different ones, chosen at random and in no particular order; every choice is as
-/// likely as any other. All elements, in their order, if there are not more than that. None for a negative amount.
+/// The given number of distinct elements, chosen at random, in no particular order. Every choice is equally likely. If
+/// the collection has no more elements, all of them in their order. None for a negative amount.
 ///
-/// The nearest standard facility is `std::ranges::sample`, which keeps the order of the elements. Of a collection with
-/// random access it copies only what it returns; any other it copies whole. The last argument is the source of chance,
-/// by default the system's.
+/// The nearest standard facility is `std::ranges::sample`, which keeps the order of the elements. The last argument is
+/// the source of randomness, by default the system's.
 ///
-/// Thread contract: thread-safe, as long as the generator is.
+/// Cost: O(amount) for a collection with random access, of which only the chosen elements are copied. O(n) for any
+/// other collection, which is copied as a whole.
+///
+/// Thread contract: thread-safe, if the generator is.
 ///
 ///     std::vector<int> winners = Collection::randomElements(tickets, 3);
 template <std::ranges::input_range Elements, typename Generator>
@@ -55,26 +87,30 @@ template <std::ranges::input_range Elements, typename Generator>
       for (std::int64_t index = 0; index < count; ++index) chosen.push_back(elementAt(index));
       return chosen;
     }
-    for (const std::int64_t index : detail::distinctIndexes(count, amount, generator)) {
-      chosen.push_back(elementAt(index));
-    }
+    const auto indexes = detail::distinctIndexes(count, amount, generator);
+    chosen.reserve(indexes.size());
+    for (const std::int64_t index : indexes) chosen.push_back(elementAt(index));
   } else {
     std::vector<std::ranges::range_value_t<Elements>> all;
     for (auto&& element : elements) all.push_back(std::forward<decltype(element)>(element));
     const auto count = static_cast<std::int64_t>(all.size());
     if (amount >= count) return all;
-    for (const std::int64_t index : detail::distinctIndexes(count, amount, generator)) {
-      chosen.push_back(std::move(all[static_cast<std::size_t>(index)]));
+    // Shuffles indexes, because elements such as those of a map cannot be assigned.
+    std::vector<std::size_t> order(all.size());
+    for (std::size_t index = 0; index < order.size(); ++index) order[index] = index;
+    std::ranges::shuffle(order, generator);
+    for (std::int64_t place = count - std::max<std::int64_t>(amount, 0); place < count; ++place) {
+      chosen.push_back(std::move(all[order[static_cast<std::size_t>(place)]]));
     }
   }
   return chosen;
 }
 
-/// The same with the system's source of chance.
+/// The same with the system's source of randomness.
 template <std::ranges::input_range Elements>
 [[nodiscard]] std::vector<std::ranges::range_value_t<Elements>> randomElements(Elements&& elements,
                                                                                std::int64_t amount) {
-  return randomElements(std::forward<Elements>(elements), amount, std::random_device());
+  return randomElements(std::forward<Elements>(elements), amount, detail::SystemRandom());
 }
 
 }  // namespace Tessaly::inline v1::Collection

@@ -91,6 +91,42 @@ TEST(RandomElements, DifferFromOneTimeToTheNext) {
   EXPECT_NE(Collection::randomElements(many, 10), Collection::randomElements(many, 10));
 }
 
+/// Counts the numbers that are drawn.
+struct CountingGenerator {
+  using result_type = std::mt19937::result_type;
+  static constexpr result_type min() { return std::mt19937::min(); }
+  static constexpr result_type max() { return std::mt19937::max(); }
+  result_type operator()() {
+    ++draws;
+    return random();
+  }
+  std::mt19937 random{7};
+  std::int64_t draws = 0;
+};
+
+TEST(RandomElements, AllButOneTakeOneDrawEach) {
+  CountingGenerator random;
+  constexpr std::int64_t count = 100'000;
+  const auto chosen = Collection::randomElements(std::views::iota(std::int64_t{0}, count), count - 1, random);
+  EXPECT_EQ(std::set<std::int64_t>(chosen.begin(), chosen.end()).size(), static_cast<std::size_t>(count - 1));
+  // A draw is repeated only where it would favour some index, in less than one of a thousand.
+  EXPECT_LE(random.draws, count + count / 1'000);
+}
+
+TEST(RandomElements, OmitEveryElementAlike) {
+  std::mt19937 random(3);
+  std::vector<int> omissions(5);
+  constexpr int rounds = 20'000;
+  for (int round = 0; round < rounds; ++round) {
+    std::set<int> missing{0, 1, 2, 3, 4};
+    for (const int element : Collection::randomElements(std::vector{0, 1, 2, 3, 4}, 4, random)) missing.erase(element);
+    ASSERT_EQ(missing.size(), 1U);
+    ++omissions[static_cast<std::size_t>(*missing.begin())];
+  }
+  // The expectation is 4000 with a standard deviation of 56.6; six of them are 340.
+  for (const int count : omissions) EXPECT_NEAR(count, rounds / 5, 340);
+}
+
 TEST(RandomElements, ComeOutOfAStreamToo) {
   std::istringstream words("one two three");
   EXPECT_THAT(Collection::randomElements(std::views::istream<std::string>(words), 3),
