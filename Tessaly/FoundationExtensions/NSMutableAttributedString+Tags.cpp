@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "Tessaly/Core/Text/NSRegularExpression.hpp"
+#include "Tessaly/Core/Text/UTF16.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
 
 namespace Tessaly::inline v1 {
@@ -33,6 +35,44 @@ std::u16string removing(const std::optional<NSRegularExpression>& expression, st
   return rest += text.substr(at);
 }
 
+bool isLineEnd(char16_t unit) {
+  return (unit >= u'\n' && unit <= u'\r') || unit == u'\u0085' || unit == u'\u2028' || unit == u'\u2029';
+}
+
+/// Whether a regular expression of the tag matches the tag alone.
+bool isLiteral(std::string_view tag) {
+  constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_:";
+  return tag.find_first_not_of(letters) == std::string_view::npos;
+}
+
+/// From the first opening tag of each line to its last closing one. As the regular expression finds them, but linear:
+/// the expression looks through the rest of a line once more for each opening tag without a closing one.
+std::vector<NSRange> passagesOf(std::u16string_view text, std::string_view tag) {
+  const std::u16string opening = Text::toUTF16(fmt::format("<{}>", tag));
+  const std::u16string closing = Text::toUTF16(fmt::format("</{}>", tag));
+  std::vector<NSRange> passages;
+  std::size_t begin = text.find(opening);
+  while (begin != std::u16string_view::npos) {
+    const auto rest = text.substr(begin + opening.size());
+    const auto lineLength = static_cast<std::size_t>(std::ranges::find_if(rest, isLineEnd) - rest.begin());
+    const std::size_t last = rest.substr(0, lineLength).rfind(closing);
+    std::size_t next = begin + opening.size() + lineLength;
+    if (last != std::u16string_view::npos) {
+      const std::size_t length = opening.size() + last + closing.size();
+      passages.push_back({.location = static_cast<std::int64_t>(begin), .length = static_cast<std::int64_t>(length)});
+      next = begin + length;
+    }
+    begin = text.find(opening, next);
+  }
+  return passages;
+}
+
+std::vector<NSRange> findPassages(std::u16string_view text, std::string_view tag) {
+  if (isLiteral(tag)) return passagesOf(text, tag);
+  const auto passage = compiled(fmt::format("<{0}>.*</{0}>", tag));
+  return passage ? passage->matches(text) : std::vector<NSRange>();
+}
+
 std::optional<NSRange> find(const std::optional<NSRegularExpression>& expression, std::u16string_view text) {
   return expression ? expression->rangeOfFirstMatch(text) : std::nullopt;
 }
@@ -45,13 +85,11 @@ void addAttributes(NSMutableAttributedString& string, const NSMutableAttributedS
 
 void replace(NSMutableAttributedString& string, std::string_view htmlTags,
              const NSMutableAttributedString::Attributes& withAttributes) {
-  const auto passage = compiled(fmt::format("<{0}>.*</{0}>", htmlTags));
-  if (!passage) return;
   const std::u16string original = string.utf16();
-  const std::vector<NSRange> matches = passage->matches(original);
+  const std::vector<NSRange> matches = findPassages(original, htmlTags);
   if (matches.empty()) return;
 
-  // A tag may make an expression of the whole and none of a part; then that part is nowhere.
+  // A tag may be a valid expression in the whole and an invalid one in a part, which then is found nowhere.
   const auto anyTag = compiled(fmt::format("</?{}>", htmlTags));
   const auto openingTag = compiled(fmt::format("<{}>", htmlTags));
   const auto closingTag = compiled(fmt::format("</{}>", htmlTags));

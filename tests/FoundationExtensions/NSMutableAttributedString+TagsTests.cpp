@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <any>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
 
@@ -105,6 +107,51 @@ TEST(ReplaceTags, TakesTheTagForAPartOfAPattern) {
   // "\\2" can refer to two groups in the whole pattern. In each part there is only one, so it matches nothing.
   EXPECT_EQ(replaced("<aa>x</aa>", "(a)\\1"), "[x]");
   EXPECT_NO_THROW(replaced("<a>x</aa>", "(a)\\2?"));
+}
+
+/// The same tag, written so that it is searched as a regular expression.
+constexpr std::string_view tagAsExpression = "(?:b)";
+
+struct Outcome {
+  std::string text;
+  bool hasThrown = false;
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome outcomeOf(std::string_view text, std::string_view tag) {
+  NSMutableAttributedString string(text);
+  Outcome outcome;
+  try {
+    replace(string, tag, bold);
+  } catch (const std::out_of_range&) {
+    outcome.hasThrown = true;
+  }
+  outcome.text = marked(string);
+  return outcome;
+}
+
+TEST(ReplaceTags, FindsPlainTagsAsTheExpressionDoes) {
+  const std::vector<std::string> parts = {"<b>",  "</b>", "<b",     "b>",     "x",  "\n",
+                                          "\r\n", "\v",   "\u0085", "\u2028", "</b"};
+  std::mt19937 random(11);
+  int marks = 0;
+  for (int round = 0; round < 3'000; ++round) {
+    std::string text;
+    for (auto length = random() % 14; length > 0; --length) text += parts[random() % parts.size()];
+    const Outcome outcome = outcomeOf(text, "b");
+    ASSERT_EQ(outcome, outcomeOf(text, tagAsExpression)) << text;
+    marks += outcome.text.contains('[') ? 1 : 0;
+  }
+  EXPECT_GT(marks, 100);
+}
+
+TEST(ReplaceTags, ReadsALineOfUnclosedTagsOnce) {
+  // A search that reads the rest of the line for each tag takes 60 thousand million steps, beyond any time limit.
+  std::string text;
+  for (int i = 0; i < 200'000; ++i) text += "<b>";
+  NSMutableAttributedString string(text);
+  replace(string, "b", bold);
+  EXPECT_EQ(string.length(), 600'000);
 }
 
 TEST(ReplaceTags, LooksForTheTagsInTheTextAsItWas) {
