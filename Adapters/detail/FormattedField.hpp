@@ -11,10 +11,10 @@
 #include <string_view>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 #include "Tessaly/Core/Foundation/NSNumber.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -12,10 +12,10 @@
 
 #include "Tessaly/Concurrency/AnyAsyncSequence.hpp"
 #include "Tessaly/Concurrency/FirstIdentified.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Tasks/AsyncMapSequence.hpp"
 #include "Tessaly/Core/Tasks/AsyncSequence.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "Tessaly/Concurrency/detail/BackgroundTask.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Tasks/AsyncThrowingStream.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 

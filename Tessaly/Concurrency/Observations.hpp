@@ -11,7 +11,6 @@
 #include "Tessaly/Concurrency/detail/ObservationsStorage.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
 #include "Tessaly/Core/Base/Never.hpp"
-#include "Tessaly/Core/Observation/detail/AccessList.hpp"
 #include "Tessaly/Core/Tasks/AsyncSequence.hpp"
 #include "Tessaly/Core/Tasks/Cancellation.hpp"
 

@@ -15,7 +15,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
+#include "Tessaly/Core/Base/NumberDescription.hpp"
 
 namespace Tessaly::inline v1::Optional {
 
@@ -77,7 +77,7 @@ template <Describable T>
   } else if constexpr (std::convertible_to<const T&, std::string_view>) {
     return std::string(std::string_view(value));
   } else if constexpr (std::same_as<T, double> || std::same_as<T, float>) {
-    return ::Tessaly::detail::numberDescription(value);
+    return ::Tessaly::numberDescription(value);
   } else if constexpr (std::same_as<T, signed char> || std::same_as<T, unsigned char>) {
     return std::to_string(value);
   } else {

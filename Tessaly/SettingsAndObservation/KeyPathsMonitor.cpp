@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -83,13 +83,13 @@ void KeyPathsMonitor::monitoring(const AnyKeyPath& keyPath, Update update) {
 void KeyPathsMonitor::report(const AnyKeyPath& keyPath, const void* root) {
   if (const auto found = updates_.find(keyPath); found != updates_.end()) {
     const std::shared_ptr<Update> update = found->second;  // It may give the key path another one.
-    detail::callNotification("An update function of a key-path monitor", *update, *this);
+    callNotification("An update function of a key-path monitor", *update, *this);
   }
   const auto found = keyPathToMonitorable_.find(keyPath);
   if (found == keyPathToMonitorable_.end()) return;
   if (found->second.identity_ != root || found->second.root_.expired()) return;
   if (const auto* callback = std::get_if<OnChange::Synchronous>(&onChange_.callback_)) {
-    detail::callNotification("The change handler of a key-path monitor", *callback);
+    callNotification("The change handler of a key-path monitor", *callback);
     return;
   }
   if (onChangeTask_.has_value()) onChangeTask_->cancel();

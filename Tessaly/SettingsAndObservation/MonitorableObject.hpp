@@ -15,13 +15,11 @@
 #include "Tessaly/Core/Foundation/Object.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
-#include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
-#include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 #include "Tessaly/SettingsAndObservation/KeyPathsMonitor.hpp"
 #include "Tessaly/SettingsAndObservation/Monitorable.hpp"
+#include "Tessaly/SettingsAndObservation/detail/PropertyHooks.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -158,44 +156,6 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     const KeyPath<Root, Value> keyPath_;
   };
 
-  using Hook = detail::TaskReference<detail::Observer>;
-  using Hooks = std::vector<std::pair<AnyKeyPath, Hook>>;
-
-  /// The object's monitors. Its hooks keep it, too.
-  struct Monitoring {
-    KeyPathsMonitor::Locked monitors;
-    UnfairLock lock;
-    Hooks hooks TESSALY_GUARDED_BY(lock);
-    std::atomic<std::uint32_t> references{1};
-
-    void retain() noexcept { references.fetch_add(1, std::memory_order_relaxed); }
-    void release() noexcept {
-      if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
-    }
-  };
-
-  /// Reports the changes of a stored property to the object's monitors. It reads nothing of the object, which may go
-  /// meanwhile.
-  class StoredHook final : public detail::PointObserver {
-   public:
-    StoredHook(std::weak_ptr<const void> object, const void* identity, Monitoring& monitoring,
-               const AnyKeyPath& keyPath) noexcept
-        : object_(std::move(object)),
-          identity_(identity),
-          monitoring_(detail::TaskReference<Monitoring>::sharing(monitoring)),
-          keyPath_(keyPath) {}
-
-    void start(detail::AccessList& accesses) noexcept;
-
-   private:
-    void notify(const detail::AccessList* accesses) noexcept override;
-
-    const std::weak_ptr<const void> object_;
-    const void* const identity_;
-    const detail::TaskReference<Monitoring> monitoring_;
-    const AnyKeyPath keyPath_;
-  };
-
   template <typename Self>
   [[nodiscard]] std::shared_ptr<Self> sharedSelf() {
     return std::static_pointer_cast<Self>(shared_from_this());
@@ -222,34 +182,34 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   void follow(const KeyPath<Root, Value>& keyPath) {
     if (isFollowing(keyPath)) return;
     const std::shared_ptr<Self> self = sharedSelf<Self>();
-    Hook hook;
+    detail::PropertyHook hook;
     // It starts before it is kept, so that a thread that finds a hook is notified of its own changes.
     if (keyPath.isComputed()) {
       auto* const made = new ComputedHook<Self, Root, Value>(self, keyPath);
-      hook = Hook::adopt(made);
+      hook = detail::PropertyHook::adopt(made);
       made->start();
     } else {
       const detail::WithoutTracking untracked;
       detail::AccessList accesses;
       keyPath.access(*self);
       accesses.end();
-      auto* const made = new StoredHook(self, detail::objectIdentity(*self), monitoring(), keyPath);
-      hook = Hook::adopt(made);
+      auto* const made = new detail::StoredPropertyHook(self, detail::objectIdentity(*self), monitoring(), keyPath);
+      hook = detail::PropertyHook::adopt(made);
       made->start(accesses);
     }
     if (!keepHook(keyPath, hook)) hook->cancel();
   }
 
-  [[nodiscard]] Monitoring& monitoring() {
-    Monitoring* const monitoring = monitoring_.load(std::memory_order_acquire);
+  [[nodiscard]] detail::Monitoring& monitoring() {
+    detail::Monitoring* const monitoring = monitoring_.load(std::memory_order_acquire);
     return monitoring != nullptr ? *monitoring : makeMonitoring();
   }
-  Monitoring& makeMonitoring();
+  detail::Monitoring& makeMonitoring();
   [[nodiscard]] bool isFollowing(const AnyKeyPath& keyPath);
   /// False if there is one for the key path.
-  [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const Hook& hook);
+  [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const detail::PropertyHook& hook);
 
-  std::atomic<Monitoring*> monitoring_{nullptr};
+  std::atomic<detail::Monitoring*> monitoring_{nullptr};
 };
 
 }  // namespace Tessaly::inline v1

@@ -6,7 +6,7 @@
 namespace Tessaly::inline v1 {
 
 void detail::ContinuousObservationState::cancel() noexcept {
-  TaskReference<Tracking> tracking;
+  Retained<Tracking> tracking;
   {
     UnfairLock::Guard guard(lock_);
     isCancelled_.store(true, std::memory_order_relaxed);
@@ -15,7 +15,7 @@ void detail::ContinuousObservationState::cancel() noexcept {
   if (tracking) tracking->cancel();
 }
 
-bool detail::ContinuousObservationState::keep(TaskReference<Tracking> tracking) noexcept {
+bool detail::ContinuousObservationState::keep(Retained<Tracking> tracking) noexcept {
   UnfairLock::Guard guard(lock_);
   if (isCancelled()) return false;
   tracking_ = std::move(tracking);

@@ -10,48 +10,16 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Observation/detail/AccessList.hpp"
-#include "Tessaly/Core/Observation/detail/Tracking.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/TaskLocal.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
+#include "Tessaly/SettingsAndObservation/detail/ContinuousObservationState.hpp"
 
 namespace Tessaly::inline v1 {
-
-namespace detail {
-
-/// What a token and its loop share: whether the observation has ended, and what waits for the next change.
-class TESSALY_EXPORT ContinuousObservationState {
- public:
-  /// A late reading delays the end by a pass, so no order is asked for.
-  [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
-  /// Ends the observation and lets go of what it captured, unless a pass is under way, which then does.
-  void cancel() noexcept;
-
-  /// Has the function called at the next change of what the list holds, if the observation goes on.
-  template <typename OnChange>
-  void follow(AccessList& accesses, OnChange onChange) {
-    if (accesses.count() == 0) return;
-    auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
-    if (!keep(tracking)) return;
-    tracking->retain();
-    tracking->install(accesses);
-  }
-
- private:
-  [[nodiscard]] bool keep(TaskReference<Tracking> tracking) noexcept;
-
-  std::atomic<bool> isCancelled_{false};
-  UnfairLock lock_;
-  TaskReference<Tracking> tracking_ TESSALY_GUARDED_BY(lock_);
-};
-
-}  // namespace detail
 
 /// Owns a continuous observation: it goes on until this is cancelled or destroyed. Made by `withContinuousObservation`.
 ///

@@ -6,6 +6,7 @@
 - The subsystems may include Core/ and Platform/, which include none of them, and otherwise only what SUBSYSTEMS says.
 - The floor in Core/ includes no seam of Platform/, and no seam includes a backend. A library of the floor or of a seam
   links only what stands in a row below its own.
+- A public header includes no detail/ of another library.
 - A library links each library whose headers it includes, publicly where a public header includes them.
 """
 
@@ -169,6 +170,8 @@ def check(root):
             if own is None or other is None or own == other:
                 continue
             is_public = path.suffix == ".hpp" and "detail" not in path.parts and not is_backend(source)
+            if is_public and "/detail/" in target:
+                complaints.append(f"{source} is public and includes {target}, the detail of another library")
             linked = {"Mutex": {"Locks"}, "Version": {"Base"}}.get(own) or (
                 found[own].public if is_public else found[own].public | found[own].private | found[own].backend_libraries)
             if other not in reach(found, linked):
@@ -224,6 +227,8 @@ def self_test():
     wrong("Tessaly.hpp may not include Platform/Linux/Bus.hpp", "Tessaly/Tessaly.hpp", include("Platform/Linux/Bus.hpp"))
     wrong("FoundationExtensions/B.hpp may not include ValueRecords/URLBookmark.cpp",
           "Tessaly/FoundationExtensions/B.hpp", include("ValueRecords/URLBookmark.cpp"))
+    wrong("Core/Logging/B.hpp is public and includes Core/Base/detail/Hidden.hpp", "Tessaly/Core/Logging/B.hpp",
+          include("Core/Base/detail/Hidden.hpp"))
     wrong("which is not there", "Tessaly/Core/Base/B.hpp", include("Core/Base/Gone.hpp"))
     wrong("Tasks does not link Logging publicly", "Tessaly/Core/Tasks/B.hpp", include("Core/Logging/Log.hpp"))
     wrong("Base does not link Logging", "Tessaly/Core/Base/detail/B.hpp", include("Core/Logging/Log.hpp"))

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
+#include "Tessaly/Core/Base/NumberDescription.hpp"
 #include "Tessaly/Core/Base/detail/Quoted.hpp"
 
 namespace Tessaly::inline v1::detail {

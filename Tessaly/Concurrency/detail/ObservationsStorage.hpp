@@ -110,7 +110,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
   struct Waiting {
     std::optional<Task<>> task;
     std::uint64_t round = 0;
-    TaskReference<Tracking> tracking;
+    Retained<Tracking> tracking;
   };
 
   static Async<void> wait(std::shared_ptr<Cell> cell, std::uint64_t round) {

@@ -9,13 +9,13 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Never.hpp"
 #include "Tessaly/Core/Tasks/BasicAsyncStream.hpp"
 #include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <utility>
 
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -86,7 +86,7 @@ void NotificationCenter::post(const Notification& notification) const {
   }
   for (const auto& observer : *observers) {
     if (observer->isRemoved.load(std::memory_order_relaxed) || !observer->wants(notification)) continue;
-    detail::callNotification("An observer of notifications", observer->handler, notification);
+    callNotification("An observer of notifications", observer->handler, notification);
   }
 }
 

@@ -10,11 +10,11 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
 #include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
 #include "Tessaly/Core/Observation/detail/PointObserver.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -68,8 +68,7 @@ class NSKeyValueObservation {
   /// Observes nothing.
   NSKeyValueObservation() noexcept = default;
   /// For the library: use `observe`.
-  explicit NSKeyValueObservation(detail::TaskReference<detail::Observer> observer) noexcept
-      : observer_(std::move(observer)) {}
+  explicit NSKeyValueObservation(Retained<detail::Observer> observer) noexcept : observer_(std::move(observer)) {}
   NSKeyValueObservation(NSKeyValueObservation&&) noexcept = default;
   NSKeyValueObservation& operator=(NSKeyValueObservation&& other) noexcept {
     if (this != &other) {
@@ -87,7 +86,7 @@ class NSKeyValueObservation {
   }
 
  private:
-  detail::TaskReference<detail::Observer> observer_;
+  Retained<detail::Observer> observer_;
 };
 
 namespace detail {
@@ -228,14 +227,14 @@ template <typename Object, typename Root, typename Value, typename Handler>
     Handler handler) {
   using Observed = detail::ObservedProperty<Object, Root, Value, Handler>;
   Observed observed(object, keyPath, options, std::move(handler));
-  detail::TaskReference<detail::Observer> observer;
+  Retained<detail::Observer> observer;
   if (keyPath.isComputed()) {
     auto* const made = new detail::ComputedPropertyObserver<Observed>(std::move(observed));
-    observer = detail::TaskReference<detail::Observer>::adopt(made);
+    observer = Retained<detail::Observer>::adopt(made);
     made->start();
   } else {
     auto* const made = new detail::StoredPropertyObserver<Observed>(std::move(observed));
-    observer = detail::TaskReference<detail::Observer>::adopt(made);
+    observer = Retained<detail::Observer>::adopt(made);
     made->start(*object);
   }
   return NSKeyValueObservation(std::move(observer));

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
 #include "Tessaly/Core/Observation/detail/Tracking.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -25,9 +25,9 @@ void installTracking(AccessList& accesses, OnChange onChange) {
 
 /// The same, to be cancelled. Null if the list holds nothing.
 template <typename OnChange>
-[[nodiscard]] TaskReference<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
+[[nodiscard]] Retained<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
-  auto tracking = TaskReference<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
+  auto tracking = Retained<Tracking>::adopt(new HandlerTracking<OnChange>(accesses, std::move(onChange)));
   tracking->retain();
   tracking->install(accesses);
   return tracking;

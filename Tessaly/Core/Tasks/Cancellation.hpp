@@ -5,8 +5,8 @@
 #include <functional>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 
 namespace Tessaly::inline v1 {

@@ -3,9 +3,9 @@
 
 #include <memory>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -16,7 +16,7 @@ struct FunctionJob final : Job {
 
   void call() noexcept {
     const std::unique_ptr<FunctionJob> self(this);
-    detail::callNotification("A function on a dispatch queue", function);
+    callNotification("A function on a dispatch queue", function);
   }
 
   OS_dispatch_queue::Function function;

@@ -15,8 +15,8 @@
 // acquire and release on the word, and through the queue of the global executor. The word and the jobs' priorities are
 // sequentially consistent. Either a raise sees the job's word, or the job's enqueuer sees the raise.
 //
-// The word has no version. A job that is raised while it is enqueued may therefore wait for one turn at its old priority,
-// if a whole turn passes between its enqueuer's look at the word and its exchange.
+// The word has no version. A job that is raised while it is enqueued may therefore wait for one turn at its old
+// priority, if a whole turn passes between its enqueuer's look at the word and its exchange.
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -58,7 +58,7 @@ auto syncWait(Operation operation) -> detail::AsyncInvokeResult<Operation&> {
   using Result = detail::AsyncInvokeResult<Operation&>;
   using State = detail::WaitedState<Result>;
   detail::checkMayWait();
-  const auto state = detail::TaskReference<State>::adopt(new detail::ClosureTask<Result, Operation, State>(
+  const auto state = Retained<State>::adopt(new detail::ClosureTask<Result, Operation, State>(
       std::move(operation),
       detail::threadState.task != nullptr ? detail::threadState.task->priority() : TaskPriority::medium,
       MainQueue::isMainThread() ? Isolation::main() : Isolation(), detail::TaskLocalCopies::ofTheCaller));

@@ -155,20 +155,20 @@ class Task {
   friend struct detail::TaskAccess;
   using State = detail::TaskState<T>;
 
-  explicit Task(detail::TaskReference<State> state) noexcept : state_(std::move(state)) {}
+  explicit Task(Retained<State> state) noexcept : state_(std::move(state)) {}
 
   template <typename Operation>
-  static detail::TaskReference<State> make(TaskPriority priority, Isolation isolation, detail::TaskLocalCopies copies,
-                                           Operation&& operation) {
+  static Retained<State> make(TaskPriority priority, Isolation isolation, detail::TaskLocalCopies copies,
+                              Operation&& operation) {
     using Closure = std::decay_t<Operation>;
     static_assert(std::is_same_v<detail::AsyncInvokeResult<Closure&>, T>, "the operation must give the task's result");
-    auto state = detail::TaskReference<State>::adopt(new detail::ClosureTask<T, Closure>(
-        std::forward<Operation>(operation), priority, std::move(isolation), copies));
+    auto state = Retained<State>::adopt(new detail::ClosureTask<T, Closure>(std::forward<Operation>(operation),
+                                                                            priority, std::move(isolation), copies));
     state->start();
     return state;
   }
 
-  static Async<T> valueOf(detail::TaskReference<State> state) {
+  static Async<T> valueOf(Retained<State> state) {
     co_await detail::CompletionAwaiter(*state);
     if constexpr (std::is_void_v<T>) {
       state->outcome().get();
@@ -178,9 +178,9 @@ class Task {
       co_return state->takeOnce();
     }
   }
-  static Async<void> endOf(detail::TaskReference<State> state) { co_await detail::CompletionAwaiter(*state); }
+  static Async<void> endOf(Retained<State> state) { co_await detail::CompletionAwaiter(*state); }
 
-  detail::TaskReference<State> state_;
+  Retained<State> state_;
 };
 
 namespace detail {

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {

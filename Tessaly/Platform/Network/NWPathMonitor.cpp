@@ -3,8 +3,8 @@
 
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"
 
 namespace Tessaly::inline v1 {
@@ -81,7 +81,7 @@ void NWPathMonitor::deliver() noexcept {
     pending_.pop_front();
     auto handler = handler_;
     lock_.unlock();
-    if (handler != nullptr) detail::callNotification("The update handler of a path monitor", *handler, path);
+    if (handler != nullptr) callNotification("The update handler of a path monitor", *handler, path);
     handler.reset();
     lock_.lock();
   }

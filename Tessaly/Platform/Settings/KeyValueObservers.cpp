@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -3,12 +3,12 @@
 
 #include <limits>
 
-#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
+#include "Tessaly/Core/Base/NumberDescription.hpp"
 
 namespace Tessaly {
 namespace {
 
-using detail::numberDescription;
+using numberDescription;
 
 TEST(NumberDescription, IsTheShortestTextThatReadsBackTheSame) {
   EXPECT_EQ(numberDescription(0.1), "0.1");

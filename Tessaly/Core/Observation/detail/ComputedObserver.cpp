@@ -3,16 +3,16 @@
 
 #include <climits>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 class ComputedObserver::Link final : public PointObserver {
  public:
-  explicit Link(ComputedObserver& observer) : observer_(TaskReference<ComputedObserver>::sharing(observer)) {}
+  explicit Link(ComputedObserver& observer) : observer_(Retained<ComputedObserver>::sharing(observer)) {}
 
   using PointObserver::registerWith;
 
@@ -20,7 +20,7 @@ class ComputedObserver::Link final : public PointObserver {
   ~Link() override = default;
   void notify(const AccessList* accesses) noexcept override { observer_->notify(accesses); }
 
-  const TaskReference<ComputedObserver> observer_;
+  const Retained<ComputedObserver> observer_;
 };
 
 ComputedObserver::ComputedObserver() = default;
@@ -94,10 +94,10 @@ void ComputedObserver::registerWith(AccessList& accesses) {
   const std::size_t count = accesses.count();
   bool hasMissed = false;
   std::vector<Access> read;
-  std::vector<TaskReference<Link>> links;
+  std::vector<Retained<Link>> links;
   read.reserve(count);
   links.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) links.push_back(TaskReference<Link>::adopt(new Link(*this)));
+  for (std::size_t i = 0; i < count; ++i) links.push_back(Retained<Link>::adopt(new Link(*this)));
   for (std::size_t i = 0; i < count; ++i) {
     read.push_back(accesses[i]);
     hasMissed |= links[i]->registerWith(accesses[i]);

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
 #include "Tessaly/Core/Observation/detail/PointObserver.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -98,7 +98,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   const AccessList* reading_ = nullptr;
   /// What it has read. The links hold the points.
   std::vector<Access> accesses_;
-  std::vector<TaskReference<Link>> links_;
+  std::vector<Retained<Link>> links_;
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -8,11 +8,11 @@
 #include <optional>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 #include "Tessaly/Core/Tasks/detail/FramePool.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 
 namespace Tessaly::inline v1::detail {
 

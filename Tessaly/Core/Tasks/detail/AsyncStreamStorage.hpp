@@ -11,6 +11,7 @@
 #include <optional>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/BufferingPolicy.hpp"
@@ -18,7 +19,6 @@
 #include "Tessaly/Core/Tasks/StreamTermination.hpp"
 #include "Tessaly/Core/Tasks/detail/CarriedElement.hpp"
 #include "Tessaly/Core/Tasks/detail/GrowableRing.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Core/Tasks/detail/StreamTurn.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskAwaiters.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -33,7 +33,7 @@ class AwaitedTasks final : public AwaitedWork {
   void collectBelow(TaskPriority priority, TaskList& tasks) noexcept override {
     for (const auto& task : tasks_) {
       TaskRecord& record = TaskAccess::record(task);
-      if (record.priority() < priority) tasks.push_back(TaskReference<TaskRecord>::sharing(record));
+      if (record.priority() < priority) tasks.push_back(Retained<TaskRecord>::sharing(record));
     }
   }
 

@@ -11,12 +11,12 @@
 #include <system_error>
 #include <unordered_map>
 
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
-#include "Tessaly/Core/Tasks/detail/Notification.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 namespace Tessaly::inline v1::detail {

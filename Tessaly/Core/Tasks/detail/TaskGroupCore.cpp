@@ -64,7 +64,7 @@ void TaskGroupCore::cancelAll() noexcept {
     UnfairLock::Guard guard(lock_);
     isCancelled_ = true;
     for (auto* link = running_.first; link != nullptr; link = link->next) {
-      children.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+      children.push_back(Retained<TaskRecord>::sharing(*link->record));
     }
   }
   for (const auto& child : children) child->cancel();
@@ -74,7 +74,7 @@ void TaskGroupCore::markCancelled(TaskList& cancelled) noexcept {
   UnfairLock::Guard guard(lock_);
   isCancelled_ = true;
   for (auto* link = running_.last; link != nullptr; link = link->previous) {
-    if (link->record->markCancelled()) cancelled.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+    if (link->record->markCancelled()) cancelled.push_back(Retained<TaskRecord>::sharing(*link->record));
   }
 }
 
@@ -93,7 +93,7 @@ void TaskGroupCore::collectBelow(TaskPriority priority, TaskList& children) noex
   if (priority <= lowest_) return;
   lowest_ = priority;
   for (auto* link = running_.first; link != nullptr; link = link->next) {
-    if (link->record->priority() < priority) children.push_back(TaskReference<TaskRecord>::sharing(*link->record));
+    if (link->record->priority() < priority) children.push_back(Retained<TaskRecord>::sharing(*link->record));
   }
 }
 
@@ -127,7 +127,7 @@ bool TaskGroupCore::NextAwaiter::wait() noexcept {
   return suspension_.commit();
 }
 
-TaskReference<TaskRecord> TaskGroupCore::NextAwaiter::await_resume() noexcept {
+Retained<TaskRecord> TaskGroupCore::NextAwaiter::await_resume() noexcept {
   if (waits_) {
     suspension_.task().setAwaited(nullptr, nullptr);
     if (child_ == nullptr) {
@@ -136,7 +136,7 @@ TaskReference<TaskRecord> TaskGroupCore::NextAwaiter::await_resume() noexcept {
       group_.takeOrKnowEmpty(child_);
     }
   }
-  return TaskReference<TaskRecord>::adopt(child_);
+  return Retained<TaskRecord>::adopt(child_);
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -62,7 +62,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
       suspension_.arm(handle);
       return wait();
     }
-    [[nodiscard]] TaskReference<TaskRecord> await_resume() noexcept;
+    [[nodiscard]] Retained<TaskRecord> await_resume() noexcept;
 
    private:
     TESSALY_EXPORT bool wait() noexcept;

@@ -6,9 +6,9 @@
 
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/detail/JobScope.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -94,11 +94,11 @@ void TaskRecord::cancel() noexcept {
   const bool isOutermost = nest == nullptr;
   if (isOutermost) nest = &own;
   if (nest->depth == CancellationNest::deepest) {
-    nest->further.push_back(TaskReference<TaskRecord>::sharing(*this));
+    nest->further.push_back(Retained<TaskRecord>::sharing(*this));
     return;
   }
   ++nest->depth;
-  own.further.push_back(TaskReference<TaskRecord>::sharing(*this));
+  own.further.push_back(Retained<TaskRecord>::sharing(*this));
   while (!own.further.empty()) {
     const auto task = std::move(own.further.back());
     own.further.pop_back();
@@ -177,7 +177,7 @@ void TaskRecord::wasRaised(TaskList& awaited) noexcept {
     status_.fetch_or(executorInUseBit, std::memory_order_seq_cst);
     if (Executor* executor = executor_.load(std::memory_order_seq_cst)) isolation = Isolation(*executor);
     status_.fetch_and(~executorInUseBit, std::memory_order_release);
-    if (awaitedTask_ != nullptr) awaited.push_back(TaskReference<TaskRecord>::sharing(*awaitedTask_));
+    if (awaitedTask_ != nullptr) awaited.push_back(Retained<TaskRecord>::sharing(*awaitedTask_));
     if (awaitedWork_ != nullptr) awaitedWork_->collectBelow(priority(), awaited);
   }
   Executor* executor = isolation.executor();

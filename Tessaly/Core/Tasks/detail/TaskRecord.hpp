@@ -22,8 +22,8 @@ namespace Tessaly::inline v1::detail {
 class TaskRecord;
 class TaskGroupCancellation;
 template <typename Record>
-class TaskReference;
-using TaskList = std::vector<TaskReference<TaskRecord>>;
+class Retained;
+using TaskList = std::vector<Retained<TaskRecord>>;
 
 /// Several tasks whose ends one task waits for, so that a raise of its priority reaches them.
 class AwaitedWork {

@@ -9,9 +9,9 @@
 
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
-#include "Tessaly/Core/Tasks/detail/TaskReference.hpp"
 
 namespace Tessaly::inline v1::detail {
 

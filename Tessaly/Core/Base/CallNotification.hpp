@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
 
 #include <string>
@@ -6,9 +7,12 @@
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
 
-/// Calls a host's function from where nobody could receive its exception: a throw stops the process and names it.
+/// Calls a host's function where no caller could receive its exception, as in an observer, a handler or a destructor. A
+/// throw stops the process with a message that contains the name.
+///
+/// Thread contract: thread-safe, if the function is.
 template <typename Function, typename... Arguments>
 void callNotification(const char* name, Function& function, Arguments&&... arguments) noexcept {
   try {
@@ -18,4 +22,4 @@ void callNotification(const char* name, Function& function, Arguments&&... argum
   }
 }
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
 
 #include <string>
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
 
 /// The shortest text that reads back as the same number, always with a fraction or an exponent ("12.0", "1e-05").
 /// There is no exponent from 0.0001 to 2^53, for a `float` to 2^24: as long as every whole number can be told.
@@ -14,4 +15,4 @@ namespace Tessaly::inline v1::detail {
 [[nodiscard]] TESSALY_EXPORT std::string numberDescription(double value);
 [[nodiscard]] TESSALY_EXPORT std::string numberDescription(float value);
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/detail/NumberDescription.hpp"
+#include "Tessaly/Core/Base/NumberDescription.hpp"
 
 #include <array>
 #include <charconv>
 #include <cmath>
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
 namespace {
 
 template <typename Number>
@@ -27,4 +27,4 @@ std::string shortestText(Number value, Number largestWithAllDigits) {
 std::string numberDescription(double value) { return shortestText(value, 0x1p53); }
 std::string numberDescription(float value) { return shortestText(value, 0x1p24F); }
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1
