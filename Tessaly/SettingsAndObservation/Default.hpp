@@ -13,11 +13,11 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
+#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
-#include "Tessaly/SettingsAndObservation/detail/CallsUnderWay.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingName.hpp"
 
 namespace Tessaly::inline v1 {
@@ -310,7 +310,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     const bool hasObject = change && change->newValue && *change->newValue;
     const auto stored = converted(hasObject ? &**change->newValue : nullptr);
     if (!stored) return;
-    const detail::CallsUnderWay::Call call(calls_);
+    const detail::CallGate::Call call(calls_);
     if (call.isAdmitted() && onChange_) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
   }
 
@@ -331,14 +331,14 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   }
   /// The handler is not called afterwards. It goes at once, unless it is being called further up on this thread.
   void stop() noexcept {
-    if (calls_.end()) onChange_ = nullptr;
+    if (calls_.close()) onChange_ = nullptr;
   }
 
   const Key key_;
   const std::shared_ptr<UserDefaults> userDefault_;
   bool isObserving_ = false;
   ChangeHandler onChange_;
-  detail::CallsUnderWay calls_;
+  detail::CallGate calls_;
 };
 
 template <UserDefaultsValueTransformable Value>

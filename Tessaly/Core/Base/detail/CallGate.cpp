@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/detail/CallGate.hpp"
+
+#include <limits.h>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/Futex.hpp"
+
+// Memory orders. All accesses are read-modify-writes of one word or acquire loads of it. A call leaves with release,
+// and the read-modify-writes that follow continue its release sequence, so the closing thread's acquire sees what the
+// call did. Entering is acquire, so that an admitted call sees what happened before the calls that left.
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constinit thread_local const CallGate::Call* innermost = nullptr;
+
+}  // namespace
+
+CallGate::Call::Call(CallGate& gate) noexcept : gate_(&gate), outer_(innermost) {
+  const std::uint32_t before = gate.state_.fetch_add(1, std::memory_order_acquire);
+  if ((before & callMask) == callMask) {
+    fatalError("More than 65535 calls of one handler run at once", "Tessaly/CallGate", __LINE__);
+  }
+  if ((before & closedBit) == 0) {
+    innermost = this;
+  } else {
+    gate.leave();
+    gate_ = nullptr;
+  }
+}
+
+CallGate::Call::~Call() {
+  if (gate_ == nullptr) return;
+  innermost = outer_;
+  gate_->leave();
+}
+
+void CallGate::leave() noexcept {
+  // Once the count is lowered the gate may be gone, but waking reads no memory.
+  if ((state_.fetch_sub(1, std::memory_order_release) & closedBit) != 0) futexWake(state_, INT_MAX);
+}
+
+bool CallGate::close() noexcept {
+  if (isForkedChild()) return false;
+  std::uint32_t own = 0;
+  for (const Call* call = innermost; call != nullptr; call = call->outer_) own += call->gate_ == this ? 1 : 0;
+
+  state_.fetch_or(closedBit, std::memory_order_relaxed);
+  std::uint32_t state = state_.fetch_add(own * waitingUnit, std::memory_order_acq_rel) + own * waitingUnit;
+  // A thread that waits within a call of its own no longer has to wait for this one.
+  if (own != 0) futexWake(state_, INT_MAX);
+  for (;;) {
+    const std::uint32_t calls = state & callMask;
+    const std::uint32_t waiting = (state & ~closedBit) / waitingUnit;
+    if (calls <= (own != 0 ? waiting : 0)) break;
+    futexWait(state_, state);
+    state = state_.load(std::memory_order_acquire);
+  }
+  if (own != 0) state_.fetch_sub(own * waitingUnit, std::memory_order_relaxed);
+  return own == 0;
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Admits calls of a handler, on any threads and within each other, until it is closed. Closing waits for the calls
+/// that run on other threads, but not for those further up on the closing thread.
+///
+/// Two calls that close the same gate on two threads do not wait for each other. Each one goes on as soon as every call
+/// has left or waits in `close()` itself.
+///
+/// In the child of a fork that follows the start of the runtime, closing waits for nothing: the other threads are the
+/// parent's. More than 65,535 calls at once stop the process.
+///
+/// What happened in a call happens before the return of a `close()` that waited for it.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT CallGate {
+ public:
+  /// One call, for the extent of a block.
+  class TESSALY_EXPORT Call {
+   public:
+    explicit Call(CallGate& gate) noexcept;
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    /// False once the gate is closed: then the handler must not be called.
+    [[nodiscard]] bool isAdmitted() const noexcept { return gate_ != nullptr; }
+
+   private:
+    friend class CallGate;
+    CallGate* gate_;
+    const Call* outer_;
+  };
+
+  /// Admits no more calls, and waits for those of other threads. Idempotent. True if no call is left: then the handler
+  /// may be destroyed. False if one is further up on this thread, and in the child of a fork.
+  bool close() noexcept;
+
+  [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }
+
+ private:
+  void leave() noexcept;
+
+  static constexpr std::uint32_t callMask = 0xFFFF;
+  static constexpr std::uint32_t waitingUnit = callMask + 1;
+  static constexpr std::uint32_t closedBit = std::uint32_t{1} << 31;
+
+  /// From the lowest bit: how many calls there are; how many of them wait in `close()`; whether it is closed. A futex.
+  std::atomic<std::uint32_t> state_{0};
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+// Every interleaving of a few threads at one call gate. Each thread is a little machine whose steps are the atomic
+// operations of CallGate.cpp, the futex's wait and wake among them; a search visits every state that they can reach.
+
+namespace Tessaly {
+namespace {
+
+constexpr std::uint32_t closedBit = 1U << 31;
+constexpr std::uint32_t callMask = 0xFFFF;
+constexpr std::uint32_t waitingUnit = 0x10000;
+
+enum class Step : std::uint8_t {
+  enter,
+  refuse,
+  refuseWake,
+  close,
+  announce,
+  announceWake,
+  look,
+  sleep,
+  asleep,
+  takeBack,
+  body,
+  leave,
+  leaveWake,
+  done
+};
+
+enum class Kind : std::uint8_t { calls, callsAndCloses, closes };
+
+struct Thread {
+  Kind kind;
+  Step step;
+  std::uint32_t seen = 0;
+  bool isIn = false;
+  auto operator<=>(const Thread&) const = default;
+};
+
+struct State {
+  std::uint32_t word = 0;
+  bool isGone = false;  // A thread outside has returned from `close()` and destroyed the gate.
+  std::vector<Thread> threads;
+  auto operator<=>(const State&) const = default;
+};
+
+void wake(State& state) {
+  for (Thread& thread : state.threads) {
+    if (thread.step == Step::asleep) thread.step = Step::look;
+  }
+}
+
+/// The steps of `close()`.
+void stepOfClosing(State& state, Thread& self) {
+  const std::uint32_t own = self.isIn ? waitingUnit : 0;
+  switch (self.step) {
+    case Step::close:
+      state.word |= closedBit;
+      self.step = Step::announce;
+      break;
+    case Step::announce:
+      state.word += own;
+      self.step = own != 0 ? Step::announceWake : Step::look;
+      break;
+    case Step::announceWake:
+      wake(state);
+      self.step = Step::look;
+      break;
+    case Step::look: {
+      self.seen = state.word;
+      const std::uint32_t waiting = (self.seen & ~closedBit) / waitingUnit;
+      const bool isFree = (self.seen & callMask) <= (own != 0 ? waiting : 0);
+      self.step = !isFree ? Step::sleep : own != 0 ? Step::takeBack : Step::done;
+      if (self.step == Step::done) state.isGone = true;
+      break;
+    }
+    case Step::sleep:
+      self.step = state.word == self.seen ? Step::asleep : Step::look;
+      break;
+    default:
+      state.word -= own;
+      self.step = Step::leave;
+  }
+}
+
+/// Makes the thread's next step; false if it cannot make one.
+bool advance(State& state, std::size_t index) {
+  Thread& self = state.threads[index];
+  switch (self.step) {
+    case Step::enter:
+      self.isIn = (state.word & closedBit) == 0;
+      ++state.word;
+      self.step = !self.isIn ? Step::refuse : self.kind == Kind::callsAndCloses ? Step::close : Step::body;
+      return true;
+    case Step::refuse:
+      --state.word;
+      self.step = Step::refuseWake;
+      return true;
+    case Step::body:
+      self.step = Step::leave;
+      return true;
+    case Step::leave:
+      --state.word;
+      self.isIn = false;
+      self.step = (state.word & closedBit) != 0 ? Step::leaveWake : Step::done;
+      return true;
+    case Step::refuseWake:
+    case Step::leaveWake:
+      wake(state);  // Reads no memory of the gate.
+      self.step = Step::done;
+      return true;
+    case Step::asleep:
+    case Step::done:
+      return false;
+    default:
+      stepOfClosing(state, self);
+      return true;
+  }
+}
+
+struct Findings {
+  std::size_t states = 0;
+  bool hangs = false;
+  bool callsAfterClosing = false;
+};
+
+/// A call that is in after an outside thread's `close()` has returned could touch what that thread destroys.
+Findings explore(const std::vector<Kind>& kinds) {
+  State first;
+  for (const Kind kind : kinds) first.threads.push_back({kind, kind == Kind::closes ? Step::close : Step::enter});
+  std::set<State> seen{first};
+  std::vector<State> open{first};
+  Findings findings;
+  while (!open.empty()) {
+    const State state = open.back();
+    open.pop_back();
+    bool isStuck = true;
+    bool isDone = true;
+    for (std::size_t i = 0; i < state.threads.size(); ++i) {
+      const Thread& thread = state.threads[i];
+      isDone = isDone && thread.step == Step::done;
+      if (state.isGone && thread.isIn) findings.callsAfterClosing = true;
+      State next = state;
+      if (!advance(next, i)) continue;
+      isStuck = false;
+      if (seen.insert(next).second) open.push_back(next);
+    }
+    if (isStuck && !isDone) findings.hangs = true;
+  }
+  findings.states = seen.size();
+  return findings;
+}
+
+class CallGateModel : public testing::TestWithParam<std::vector<Kind>> {};
+
+TEST_P(CallGateModel, NeitherHangsNorCallsAfterClosing) {
+  const Findings findings = explore(GetParam());
+  EXPECT_FALSE(findings.hangs);
+  EXPECT_FALSE(findings.callsAfterClosing);
+  EXPECT_GT(findings.states, 10U);
+}
+
+using enum Kind;
+INSTANTIATE_TEST_SUITE_P(Threads, CallGateModel,
+                         testing::Values(std::vector{calls, closes}, std::vector{calls, calls, closes},
+                                         std::vector{calls, closes, closes}, std::vector{callsAndCloses, closes},
+                                         std::vector{callsAndCloses, callsAndCloses},
+                                         std::vector{callsAndCloses, callsAndCloses, closes},
+                                         std::vector{callsAndCloses, callsAndCloses, callsAndCloses},
+                                         std::vector{calls, callsAndCloses, callsAndCloses, closes},
+                                         std::vector{calls, calls, callsAndCloses, closes}));
+
+}  // namespace
+}  // namespace Tessaly
