@@ -4,8 +4,6 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
-#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
 
@@ -32,7 +30,7 @@ std::shared_ptr<DelayedWork> DelayedWork::make(Clock& clock, std::function<void(
 
 void DelayedWork::schedule(std::chrono::nanoseconds delay) {
   const UnfairLock::Guard guard(lock_);
-  if (isCancelled_ || isDue_) return;
+  if (calls_.isClosed() || isDue_) return;
   const Clock::Instant deadline = clock_.now() + delay;
   if (scheduled_ != nullptr && (this->deadline() <= deadline || !clock_.remove(*this))) return;
   scheduled_ = shared_from_this();
@@ -45,38 +43,30 @@ void DelayedWork::becomeDue() {
   {
     const UnfairLock::Guard guard(lock_);
     self = std::move(scheduled_);
-    if (std::exchange(isDue_, true) || runningThread_ != 0) return;
+    if (std::exchange(isDue_, true) || isRunning_) return;
   }
   blockingExecutor().enqueue(*new Run(std::move(self)));
 }
 
 void DelayedWork::run() {
-  lock_.lock();
-  while (std::exchange(isDue_, false) && !isCancelled_) {
-    runningThread_ = currentThreadIdentifier();
-    lock_.unlock();
-    work_();
-    lock_.lock();
-    runningThread_ = 0;
-    runs_.fetch_add(1, std::memory_order_release);
-    futexWake(runs_, INT32_MAX);
+  for (;;) {
+    {
+      const UnfairLock::Guard guard(lock_);
+      isRunning_ = std::exchange(isDue_, false);
+      if (!isRunning_) return;
+    }
+    const CallGate::Call call(calls_);
+    if (call.isAdmitted()) work_();
   }
-  lock_.unlock();
 }
 
 void DelayedWork::cancel() noexcept {
   if (isForkedChild()) return;  // Whoever does it is in the parent.
+  calls_.close();
+  // Nothing is scheduled once the calls are closed, so this is the last of it.
   std::shared_ptr<DelayedWork> self;
-  lock_.lock();
-  isCancelled_ = true;
+  const UnfairLock::Guard guard(lock_);
   if (scheduled_ != nullptr && clock_.remove(*this)) self = std::move(scheduled_);
-  while (runningThread_ != 0 && runningThread_ != currentThreadIdentifier()) {
-    const std::uint32_t runs = runs_.load(std::memory_order_acquire);
-    lock_.unlock();
-    futexWait(runs_, runs);
-    lock_.lock();
-  }
-  lock_.unlock();
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 
@@ -38,9 +37,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
   /// Somebody is on the way to do it, or to do it once more.
   bool isDue_ TESSALY_GUARDED_BY(lock_) = false;
-  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
-  std::uint32_t runningThread_ TESSALY_GUARDED_BY(lock_) = 0;
-  std::atomic<std::uint32_t> runs_{0};
+  bool isRunning_ TESSALY_GUARDED_BY(lock_) = false;
+  CallGate calls_;
 };
 
 }  // namespace Tessaly::inline v1::detail
