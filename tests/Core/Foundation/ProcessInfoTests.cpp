@@ -116,9 +116,9 @@ TEST(ProcessInfo, TellsAboutThisProcess) {
   const ProcessInfo& info = ProcessInfo::processInfo();
   EXPECT_EQ(info.processIdentifier(), ::getpid());
   EXPECT_EQ(info.executablePath(), std::filesystem::read_symlink("/proc/self/exe").string());
-  EXPECT_EQ(info.processName(), "PlatformFoundationTests");
+  EXPECT_EQ(info.processName(), "FoundationTests");
   ASSERT_FALSE(info.arguments().empty());
-  EXPECT_TRUE(info.arguments().front().ends_with("PlatformFoundationTests"));
+  EXPECT_TRUE(info.arguments().front().ends_with("FoundationTests"));
 }
 
 TEST(ProcessInfo, TellsAboutThisMachine) {
