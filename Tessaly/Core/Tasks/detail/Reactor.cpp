@@ -14,7 +14,6 @@
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
@@ -163,15 +162,12 @@ void DescriptorSource::deliver() noexcept {
   {
     UnfairLock::Guard guard(lock_);
     self = std::move(delivering_);
-    if (isCancelled_) return;
-    runningThread_ = currentThreadIdentifier();
   }
+  const CallGate::Call call(calls_);
+  if (!call.isAdmitted()) return;
   callNotification("A descriptor's handler", onReadable_);
-  UnfairLock::Guard guard(lock_);
-  runningThread_ = 0;
-  runs_.fetch_add(1, std::memory_order_release);
-  futexWake(runs_, INT32_MAX);
-  if (isCancelled_) return;
+  // A handler that cancelled its own source may have closed the descriptor. A cancellation elsewhere waits for this.
+  if (calls_.isClosed()) return;
   epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = key_}};
   if (::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event) != 0) {
     logPlatformError("Reactor",
@@ -181,22 +177,11 @@ void DescriptorSource::deliver() noexcept {
 
 void DescriptorSource::cancel() noexcept {
   if (isForkedChild()) return;  // What it would take out of the kernel's set is the parent's.
-  const std::uint32_t self = currentThreadIdentifier();
-  lock_.lock();
-  const bool isFirst = !isCancelled_;
-  isCancelled_ = true;
-  while (runningThread_ != 0 && runningThread_ != self) {
-    const std::uint32_t runs = runs_.load(std::memory_order_acquire);
-    lock_.unlock();
-    futexWait(runs_, runs);
-    lock_.lock();
-  }
-  lock_.unlock();
-  if (!isFirst) return;
-  ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
+  calls_.close();
   Sources& sources = Sources::shared();
   UnfairLock::Guard guard(sources.lock);
-  sources.byKey.erase(key_);
+  // By the first of several at once; the others wait here until it is done, because then the descriptor may be closed.
+  if (sources.byKey.erase(key_) != 0) ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
 }
 
 }  // namespace Tessaly::inline v1::detail

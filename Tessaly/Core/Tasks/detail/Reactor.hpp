@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
 #include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
@@ -81,9 +81,7 @@ class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_thi
   std::uint64_t key_ = 0;
   UnfairLock lock_;
   std::shared_ptr<DescriptorSource> delivering_ TESSALY_GUARDED_BY(lock_);
-  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
-  std::uint32_t runningThread_ TESSALY_GUARDED_BY(lock_) = 0;
-  std::atomic<std::uint32_t> runs_{0};
+  CallGate calls_;
 };
 
 }  // namespace Tessaly::inline v1::detail
