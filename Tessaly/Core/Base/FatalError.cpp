@@ -6,8 +6,9 @@
 
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
+
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -15,16 +16,6 @@ namespace {
 constinit std::array<std::atomic<void (*)() noexcept>, 8> handlers{};
 constinit std::atomic<bool> isStopping{false};
 constinit thread_local bool isReporter = false;
-
-void writeAll(const char* bytes, std::size_t count) noexcept {
-  while (count > 0) {
-    const ssize_t written = ::write(STDERR_FILENO, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-}
 
 }  // namespace
 
@@ -44,7 +35,7 @@ void fatalError(std::string_view message, std::string_view file, unsigned line) 
   isReporter = true;
   fmt::memory_buffer text;
   fmt::format_to(fmt::appender(text), "{}:{}: Fatal error: {}\n", file, line, message);
-  writeAll(text.data(), text.size());
+  static_cast<void>(detail::writeAll(STDERR_FILENO, {text.data(), text.size()}));
   for (auto& slot : handlers) {
     if (auto* handler = slot.load(std::memory_order_acquire)) handler();
   }

@@ -4,14 +4,15 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <ostream>
+#include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
@@ -37,38 +38,14 @@ constexpr auto base64Values = makeBase64Values();
 /// From this size on it is looked whether a file fits into memory.
 constexpr off_t largeFile = off_t{64} << 20;
 
-class OpenFile {
- public:
-  OpenFile(const URL& file, int flags) : descriptor_(open(file, flags)) {}
-  ~OpenFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
-
-  /// Some file systems tell of a failed write only here.
-  void close() {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    if (::close(descriptor) != 0 && errno != EINTR) throw POSIXError::last();
-  }
-
- private:
-  static int open(const URL& file, int flags) {
-    if (!file.isFileURL()) throw URLError(URLError::Code::unsupportedURL);
-    const std::string path = file.path();
-    if (path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
-    for (;;) {
-      const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
-      if (descriptor >= 0) return descriptor;
-      if (errno != EINTR) throw POSIXError::last();
-    }
-  }
-
-  int descriptor_;
-};
+detail::OwnedDescriptor open(const URL& file, int flags) {
+  if (!file.isFileURL()) throw URLError(URLError::Code::unsupportedURL);
+  const std::string path = file.path();
+  if (path.find('\0') != std::string::npos) throw POSIXError(EINVAL);
+  detail::OwnedDescriptor opened = detail::openFile(path.c_str(), flags, 0666);
+  if (!opened.isOpen()) throw POSIXError::last();
+  return opened;
+}
 
 }  // namespace
 
@@ -103,39 +80,30 @@ std::string Data::base64EncodedString() const {
 }
 
 Data Data::contentsOf(const URL& file) {
-  const OpenFile opened(file, O_RDONLY);
+  const detail::OwnedDescriptor opened = open(file, O_RDONLY);
   struct stat status{};
-  if (::fstat(opened.descriptor(), &status) != 0) throw POSIXError::last();
+  if (::fstat(opened.get(), &status) != 0) throw POSIXError::last();
   // Asking for more memory than there is would end this process, or another one, instead of failing.
   if (status.st_size >= largeFile && status.st_size > detail::availableMemory()) throw POSIXError(ENOMEM);
   // The size is a hint: a file may grow while it is read, and those of /proc say 0.
   Bytes bytes;
   std::size_t count = 0;
   for (bytes.resize(static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 1);;) {
-    if (count == bytes.size()) bytes.resize(std::max<std::size_t>(4096, bytes.size() * 2));
-    const ssize_t received = ::read(opened.descriptor(), bytes.data() + count, bytes.size() - count);
-    if (received == 0) break;
-    if (received > 0) {
-      count += static_cast<std::size_t>(received);
-    } else if (errno != EINTR) {
-      throw POSIXError::last();
-    }
+    const auto received = detail::readFull(opened.get(), bytes.data() + count, bytes.size() - count);
+    if (received.error != 0) throw POSIXError(received.error);
+    count += received.count;
+    if (count < bytes.size()) break;
+    bytes.resize(std::max<std::size_t>(4096, bytes.size() * 2));
   }
   bytes.resize(count);
   return Data(std::move(bytes));
 }
 
 void Data::write(const URL& file) const {
-  OpenFile opened(file, O_WRONLY | O_CREAT | O_TRUNC);
-  for (auto rest = bytes(); !rest.empty();) {
-    const ssize_t written = ::write(opened.descriptor(), rest.data(), rest.size());
-    if (written >= 0) {
-      rest = rest.subspan(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      throw POSIXError::last();
-    }
-  }
-  opened.close();
+  detail::OwnedDescriptor opened = open(file, O_WRONLY | O_CREAT | O_TRUNC);
+  const auto own = bytes();
+  if (const int error = detail::writeFull(opened.get(), own.data(), own.size()).error) throw POSIXError(error);
+  if (const int error = detail::closeReporting(std::move(opened))) throw POSIXError(error);
 }
 
 void Data::append(std::span<const std::uint8_t> bytes) {

@@ -11,7 +11,7 @@
 #include <set>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEDatabase.hpp"
@@ -62,25 +62,6 @@ std::vector<std::string> supertypesOf(std::string_view identifier) {
   }
   if (known == nullptr) addOnce(supertypes, std::string(kindOf(mimeType)));
   return supertypes;
-}
-
-/// The first bytes of a file, fewer where it is shorter; nothing when it cannot be read.
-std::optional<std::string> beginning(const std::string& path, std::size_t size) {
-  const detail::OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.isOpen()) return std::nullopt;
-  std::string bytes(size, '\0');
-  std::size_t count = 0;
-  while (count < size) {
-    const ssize_t received = ::read(file.get(), bytes.data() + count, size - count);
-    if (received == 0) break;
-    if (received > 0) {
-      count += static_cast<std::size_t>(received);
-    } else if (errno != EINTR) {
-      return std::nullopt;
-    }
-  }
-  bytes.resize(count);
-  return bytes;
 }
 
 std::string_view typeOfInode(mode_t mode) noexcept {
@@ -163,8 +144,8 @@ UTType UTType::ofFile(const URL& file) {
   struct stat status{};
   if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
   if (const std::string_view inode = typeOfInode(status.st_mode); !inode.empty()) return ofMIMEType(inode);
-  return ofMIMEType(
-      MIMEDatabase::shared().typeOf(file.lastPathComponent(), [&](std::size_t size) { return beginning(path, size); }));
+  return ofMIMEType(MIMEDatabase::shared().typeOf(
+      file.lastPathComponent(), [&](std::size_t size) { return detail::beginningOfFile(path, size); }));
 }
 
 UTType UTType::ofMIMEType(std::string_view mimeType) {

@@ -2,10 +2,8 @@
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <cerrno>
-
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
 
@@ -13,20 +11,17 @@ namespace Tessaly::inline v1 {
 
 FileHandle FileHandle::forReading(const URL& file) {
   const std::string path = detail::filePath(file);
-  for (;;) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor >= 0) return FileHandle(descriptor);
-    if (errno != EINTR) throw POSIXError::last();
-  }
+  detail::OwnedDescriptor opened = detail::openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!opened.isOpen()) throw POSIXError::last();
+  return FileHandle(opened.release());
 }
 
-FileHandle::~FileHandle() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
+FileHandle::~FileHandle() { const detail::OwnedDescriptor last(descriptor_); }
 
 void FileHandle::close() {
-  const int descriptor = std::exchange(descriptor_, -1);
-  if (descriptor >= 0 && ::close(descriptor) != 0 && errno != EINTR) throw POSIXError::last();
+  detail::OwnedDescriptor file(std::exchange(descriptor_, -1));
+  if (!file.isOpen()) return;
+  if (const int error = detail::closeReporting(std::move(file))) throw POSIXError(error);
 }
 
 }  // namespace Tessaly::inline v1

@@ -12,6 +12,7 @@
 #include <limits>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 
@@ -31,16 +32,11 @@ off_t copyByReading(int source, int destination, off_t start, off_t end) {
   std::vector<char> block(std::size_t{256} * 1024);
   while (start < end) {
     const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(block.size())));
-    const ssize_t received = ::pread(source, block.data(), wanted, start);
-    if (received < 0 && errno == EINTR) continue;
-    if (checked(received) == 0) break;
-    for (ssize_t written = 0; written < received;) {
-      const ssize_t size =
-          ::pwrite(destination, block.data() + written, static_cast<std::size_t>(received - written), start + written);
-      if (size < 0 && errno == EINTR) continue;
-      written += checked(size);
-    }
-    start += received;
+    const Transferred received = readFullAt(source, block.data(), wanted, start);
+    if (received.error != 0) throw POSIXError(received.error);
+    if (received.count == 0) break;
+    if (const int error = writeFullAt(destination, block.data(), received.count, start).error) throw POSIXError(error);
+    start += static_cast<off_t>(received.count);
   }
   return start;
 }

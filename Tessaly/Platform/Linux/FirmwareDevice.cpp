@@ -1,22 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/FirmwareDevice.hpp"
 
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <string_view>
+
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
 /// What stands in the file up to its first zero, without the white space around it. Firmware says at most a page.
 std::string textOf(const std::string& path) {
-  std::array<char, 4096> bytes{};
-  std::ifstream file(path, std::ios::binary);
-  file.read(bytes.data(), bytes.size());
-  const auto count = static_cast<std::size_t>(file.gcount());
-  std::string_view text(bytes.data(), ::strnlen(bytes.data(), count));
+  const std::string bytes = detail::beginningOfFile(path, 4096).value_or("");
+  const std::string_view text(bytes.data(), ::strnlen(bytes.data(), bytes.size()));
   constexpr std::string_view space = " \t\r\n\v\f";
   const std::size_t begin = text.find_first_not_of(space);
   if (begin == std::string_view::npos) return {};

@@ -27,7 +27,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
     if (!open()) return -errno;
     // A watch that others have already may have events waiting, which are none of the newcomer's.
     read(wakes);
-    watch = ::inotify_add_watch(descriptor_, path, mask | IN_MASK_ADD);
+    watch = ::inotify_add_watch(descriptor_.get(), path, mask | IN_MASK_ADD);
     if (watch < 0) {
       watch = -errno;
     } else {
@@ -49,7 +49,7 @@ void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
   interested.erase(interest);
   if (!interested.empty()) return;
   interests_.erase(found);
-  ::inotify_rm_watch(descriptor_, watch);
+  ::inotify_rm_watch(descriptor_.get(), watch);
 }
 
 void InotifyHub::drain() {
@@ -62,10 +62,10 @@ void InotifyHub::drain() {
 }
 
 bool InotifyHub::open() {
-  if (descriptor_ >= 0) return true;
-  descriptor_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  if (descriptor_ < 0) return false;
-  source_ = DescriptorSource::make(descriptor_, GlobalExecutor::shared(), [this] { drain(); });
+  if (descriptor_.isOpen()) return true;
+  descriptor_ = OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+  if (!descriptor_.isOpen()) return false;
+  source_ = DescriptorSource::make(descriptor_.get(), GlobalExecutor::shared(), [this] { drain(); });
   return true;
 }
 
@@ -73,7 +73,7 @@ void InotifyHub::read(Wakes& wakes) {
   alignas(inotify_event) char buffer[32 * 1024];
   for (;;) {
     // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection): it never blocks.
-    const ssize_t size = ::read(descriptor_, buffer, sizeof(buffer));
+    const ssize_t size = ::read(descriptor_.get(), buffer, sizeof(buffer));
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return;
     for (const char* position = buffer; position < buffer + size;) {

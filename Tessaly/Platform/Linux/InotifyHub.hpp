@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 
@@ -50,7 +51,7 @@ class InotifyHub {
   void tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
-  int descriptor_ TESSALY_GUARDED_BY(lock_) = -1;
+  OwnedDescriptor descriptor_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
   std::map<int, std::vector<Interest>> interests_ TESSALY_GUARDED_BY(lock_);
 };

@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
@@ -54,10 +55,7 @@ bool isFolder(const std::string& path) {
 }
 
 bool hasTag(const std::string& folder) {
-  const FileHandle tag(::open((folder + '/').append(tagName).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  char text[tagSignature.size()];
-  return tag.fileDescriptor() >= 0 && ::read(tag.fileDescriptor(), text, sizeof(text)) == ssize_t{sizeof(text)} &&
-         std::string_view(text, sizeof(text)) == tagSignature;
+  return beginningOfFile((folder + '/').append(tagName), tagSignature.size()) == tagSignature;
 }
 
 /// Whether a path is that of a folder, or leads into it.
@@ -203,9 +201,9 @@ class LinuxFileManager final : public FileManager {
     if (tag.fileDescriptor() < 0) throw POSIXError::last();
     constexpr std::string_view rest = "\n# This folder needs no backup. See https://bford.info/cachedir/\n";
     const std::string text = std::string(tagSignature).append(rest);
-    if (::write(tag.fileDescriptor(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    if (const int error = writeAll(tag.fileDescriptor(), text)) {
       ::unlink(path.c_str());
-      throw POSIXError(ENOSPC);
+      throw POSIXError(error);
     }
     tag.close();
   }

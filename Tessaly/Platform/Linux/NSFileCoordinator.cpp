@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
@@ -88,15 +89,7 @@ class ZipWriter {
     return static_cast<la_ssize_t>(size);
   }
   void write(const char* bytes, std::size_t size) noexcept {
-    while (size > 0 && error_ == 0) {
-      const ssize_t written = ::write(descriptor_, bytes, size);
-      if (written < 0) {
-        if (errno != EINTR) error_ = errno;
-        continue;
-      }
-      bytes += written;
-      size -= static_cast<std::size_t>(written);
-    }
+    if (error_ == 0) error_ = detail::writeAll(descriptor_, {bytes, size});
   }
 
   void addHeader(const std::string& name, archive_entry* entry) {
@@ -128,14 +121,9 @@ class ZipWriter {
 
   /// Reads until the block is full or the file ends; how much.
   std::size_t fillBlock(const FileHandle& file) {
-    std::size_t filled = 0;
-    while (filled < block_.size()) {
-      const ssize_t size = ::read(file.fileDescriptor(), block_.data() + filled, block_.size() - filled);
-      if (size == 0) break;
-      if (size < 0 && errno != EINTR) throw POSIXError::last();
-      if (size > 0) filled += static_cast<std::size_t>(size);
-    }
-    return filled;
+    const detail::Transferred received = detail::readFull(file.fileDescriptor(), block_.data(), block_.size());
+    if (received.error != 0) throw POSIXError(received.error);
+    return received.count;
   }
   void check(int result) const {
     if (error_ != 0) throw POSIXError(error_);

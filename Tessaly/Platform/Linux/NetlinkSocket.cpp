@@ -5,7 +5,6 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cerrno>
 
@@ -24,17 +23,13 @@ NetlinkSocket::NetlinkSocket(std::uint32_t groups) noexcept
   sockaddr_nl address{};
   address.nl_family = AF_NETLINK;
   address.nl_groups = groups;
-  if (descriptor_ < 0 || ::bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  if (!descriptor_.isOpen() || ::bind(descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     error_ = errno;
     return;
   }
   const timeval limit{.tv_sec = 2, .tv_usec = 0};
-  ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  if (groups != 0) ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-}
-
-NetlinkSocket::~NetlinkSocket() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  ::setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  if (groups != 0) ::setsockopt(descriptor(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
 }
 
 int NetlinkSocket::requestDump(std::uint16_t type) noexcept {
@@ -48,7 +43,7 @@ int NetlinkSocket::requestDump(std::uint16_t type) noexcept {
   request.body.rtgen_family = AF_UNSPEC;
   sockaddr_nl kernel{};
   kernel.nl_family = AF_NETLINK;
-  const ssize_t sent = ::sendto(descriptor_, &request, request.header.nlmsg_len, 0,
+  const ssize_t sent = ::sendto(descriptor(), &request, request.header.nlmsg_len, 0,
                                 reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel);
   return sent < 0 ? errno : 0;
 }
@@ -63,7 +58,7 @@ NetlinkSocket::Received NetlinkSocket::receive(Wait wait) {
     message.msg_namelen = sizeof sender;
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    const ssize_t size = ::recvmsg(descriptor_, &message, wait == Wait::no ? MSG_DONTWAIT : 0);
+    const ssize_t size = ::recvmsg(descriptor(), &message, wait == Wait::no ? MSG_DONTWAIT : 0);
     if (size < 0) {
       if (errno == EINTR) continue;
       if (errno == EAGAIN) return {.result = Result::nothing};

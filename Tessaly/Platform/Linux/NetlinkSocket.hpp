@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -36,13 +37,12 @@ class TESSALY_EXPORT NetlinkSocket {
 
   /// Opens it and joins the multicast groups, given as a mask of `RTMGRP_` bits.
   explicit NetlinkSocket(std::uint32_t groups) noexcept;
-  ~NetlinkSocket();
   NetlinkSocket(const NetlinkSocket&) = delete;
   NetlinkSocket& operator=(const NetlinkSocket&) = delete;
 
   /// The `errno` of opening it; 0 if it is open.
   [[nodiscard]] int error() const noexcept { return error_; }
-  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+  [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
   /// Asks for everything of a kind (`RTM_GETLINK`, ...), of all families. The `errno`; 0 if it was sent.
   int requestDump(std::uint16_t type) noexcept;
@@ -50,7 +50,7 @@ class TESSALY_EXPORT NetlinkSocket {
   Received receive(Wait wait);
 
  private:
-  int descriptor_ = -1;
+  detail::OwnedDescriptor descriptor_;
   int error_ = 0;
   std::vector<std::byte> buffer_;
 };

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -21,8 +21,6 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class SelectionThread : public DisplaySelection, public std::enable_shared_from_this<SelectionThread> {
  public:
-  ~SelectionThread() override { ::close(wake_); }
-
   /// Connects, on the thread, since a display may accept a connection and then say nothing.
   PasteboardProblem start(const char* name) {
     std::promise<PasteboardProblem> connected;
@@ -45,7 +43,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
       if (isLost_) return PasteboardProblem::displayLost;
       offers_.push_back(offer);
     }
-    ::eventfd_write(wake_, 1);
+    ::eventfd_write(wake_.get(), 1);
     if (result.wait_for(longestWait) == std::future_status::ready) return result.get();
     offer->isAbandoned = true;
     return PasteboardProblem::notAnswering;
@@ -78,10 +76,10 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
   }
 
   /// Readable when there may be an offer.
-  [[nodiscard]] int wakeDescriptor() const noexcept { return wake_; }
+  [[nodiscard]] int wakeDescriptor() const noexcept { return wake_.get(); }
   void noteWoken() const noexcept {
     eventfd_t ignored = 0;
-    ::eventfd_read(wake_, &ignored);
+    ::eventfd_read(wake_.get(), &ignored);
   }
   void setOwner(bool isOwner) noexcept {
     isOwner_ = isOwner;
@@ -108,7 +106,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     for (const auto& offer : offers) offer->result.set_value(PasteboardProblem::displayLost);
   }
 
-  const int wake_;
+  const OwnedDescriptor wake_;
   std::atomic<bool> isOwner_{false};
   std::atomic<bool> isServing_{false};
   std::atomic<bool> isLost_{false};

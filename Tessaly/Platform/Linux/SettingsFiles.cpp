@@ -51,7 +51,7 @@ FileIdentity identityAt(const std::string& path) noexcept {
 }
 
 std::optional<FileContents> readFile(const std::string& path) {
-  const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const OwnedDescriptor file = openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.isOpen()) return std::nullopt;
   struct stat before{};
   if (::fstat(file.get(), &before) != 0) return std::nullopt;
@@ -76,26 +76,9 @@ int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& 
   // Somebody may have made a file larger than all memory, which to ask for would end the process.
   if (size >= largeRead && static_cast<std::int64_t>(size) > availableMemory()) return ENOMEM;
   bytes.resize(size);
-  std::size_t count = 0;
-  while (count < size) {
-    const ssize_t part = ::pread(descriptor, bytes.data() + count, size - count, static_cast<off_t>(offset + count));
-    if (part < 0 && errno == EINTR) continue;
-    if (part < 0) return errno;
-    if (part == 0) break;
-    count += static_cast<std::size_t>(part);
-  }
-  bytes.resize(count);
-  return 0;
-}
-
-int writeAll(int descriptor, std::string_view bytes) noexcept {
-  while (!bytes.empty()) {
-    const ssize_t part = ::write(descriptor, bytes.data(), bytes.size());
-    if (part < 0 && errno == EINTR) continue;
-    if (part < 0) return errno;
-    bytes.remove_prefix(static_cast<std::size_t>(part));
-  }
-  return 0;
+  const Transferred received = readFullAt(descriptor, bytes.data(), size, static_cast<off_t>(offset));
+  bytes.resize(received.count);
+  return received.error;
 }
 
 int reserve(int descriptor, std::uint64_t offset, std::uint64_t size) noexcept {
@@ -131,7 +114,7 @@ std::string folderOfPath(const std::string& path) {
 }
 
 int synchronizeFolder(const std::string& path) noexcept {
-  const OwnedDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const OwnedDescriptor folder = openFile(path.c_str(), O_RDONLY | O_DIRECTORY);
   if (!folder.isOpen()) return errno == EACCES ? 0 : errno;
   return ::fsync(folder.get()) == 0 || errno == EINVAL ? 0 : errno;
 }

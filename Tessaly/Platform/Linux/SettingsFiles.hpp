@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -37,8 +37,6 @@ struct FileContents {
 
 /// Reads so many bytes, or as many as there are. The error code.
 [[nodiscard]] int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
-/// The error code.
-[[nodiscard]] int writeAll(int descriptor, std::string_view bytes) noexcept;
 /// Has room for so many bytes behind the offset without changing the size. The error code; 0 where nobody can say.
 [[nodiscard]] int reserve(int descriptor, std::uint64_t offset, std::uint64_t size) noexcept;
 

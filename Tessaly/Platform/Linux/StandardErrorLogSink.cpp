@@ -13,6 +13,8 @@
 #include <new>
 #include <string>
 
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
+
 namespace Tessaly::inline v1 {
 namespace {
 
@@ -97,14 +99,7 @@ void StandardErrorLogSink::write(const LogRecord& record) noexcept {
   try {
     const std::string text = line(record);
     const PipeSignalHold hold;
-    for (std::size_t at = 0; at < text.size();) {
-      const ssize_t written = ::write(descriptor, text.data() + at, text.size() - at);
-      if (written > 0) {
-        at += static_cast<std::size_t>(written);
-      } else if (errno != EINTR) {
-        return;
-      }
-    }
+    static_cast<void>(detail::writeAll(descriptor, text));
   } catch (const std::bad_alloc&) {
     return;  // The line is left out; the store has the record.
   }

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <unistd.h>
 #include <wayland-client.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Platform/Linux/SelectionThread.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -110,7 +110,7 @@ class WaylandSelection final : public SelectionThread {
 
   /// Contents on their way through a pipe.
   struct Transfer {
-    int descriptor;
+    OwnedDescriptor pipe;
     std::shared_ptr<const std::string> bytes;
     std::size_t sent;
   };
@@ -131,7 +131,6 @@ class WaylandSelection final : public SelectionThread {
   }
 
   void disconnect() {
-    for (const Transfer& transfer : transfers_) ::close(transfer.descriptor);
     transfers_.clear();
     for (const auto& source : sources_) wl_proxy_destroy(source->proxy);
     sources_.clear();
@@ -182,14 +181,12 @@ class WaylandSelection final : public SelectionThread {
   static void onFinished(void* self, wl_proxy*) { static_cast<WaylandSelection*>(self)->isFinished_ = true; }
 
   static void onSend(void* data, wl_proxy*, const char* form, std::int32_t descriptor) {
+    OwnedDescriptor pipe(descriptor);
     auto& source = *static_cast<Source*>(data);
     auto bytes = source.contents.bytes(form);
-    if (bytes == nullptr) {
-      ::close(descriptor);
-      return;
-    }
+    if (bytes == nullptr) return;
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
-    source.selection.transfers_.push_back({descriptor, std::move(bytes), 0});
+    source.selection.transfers_.push_back({std::move(pipe), std::move(bytes), 0});
   }
   static void onCancelled(void* data, wl_proxy*) {
     auto& source = *static_cast<Source*>(data);
@@ -229,7 +226,7 @@ class WaylandSelection final : public SelectionThread {
     const bool isFull = wl_display_flush(display_) < 0 && errno == EAGAIN;
     const auto events = static_cast<short>(isFull ? POLLIN | POLLOUT : POLLIN);
     std::vector<pollfd> descriptors = {{wl_display_get_fd(display_), events, 0}, {wakeDescriptor(), POLLIN, 0}};
-    for (const Transfer& transfer : transfers_) descriptors.push_back({transfer.descriptor, POLLOUT, 0});
+    for (const Transfer& transfer : transfers_) descriptors.push_back({transfer.pipe.get(), POLLOUT, 0});
     ::poll(descriptors.data(), descriptors.size(), -1);
     for (std::size_t i = transfers_.size(); i-- > 0;) {
       if (descriptors[2 + i].revents != 0 && !write(transfers_[i]))
@@ -246,16 +243,10 @@ class WaylandSelection final : public SelectionThread {
 
   /// False when it has come to its end. This thread blocks the signal of a pipe that nobody reads.
   static bool write(Transfer& transfer) {
-    while (transfer.sent < transfer.bytes->size()) {
-      const ssize_t count =
-          ::write(transfer.descriptor, transfer.bytes->data() + transfer.sent, transfer.bytes->size() - transfer.sent);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0 && errno == EAGAIN) return true;
-      if (count < 0) break;
-      transfer.sent += static_cast<std::size_t>(count);
-    }
-    ::close(transfer.descriptor);
-    return false;
+    const Transferred written =
+        writeFull(transfer.pipe.get(), transfer.bytes->data() + transfer.sent, transfer.bytes->size() - transfer.sent);
+    transfer.sent += written.count;
+    return written.error == EAGAIN;
   }
 
   wl_display* display_ = nullptr;
