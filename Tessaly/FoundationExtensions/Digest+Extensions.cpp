@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/Cancellation.hpp"
@@ -20,10 +21,9 @@ namespace Tessaly::inline v1 {
 namespace {
 
 std::string hexadecimal(std::span<const std::uint8_t> bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
   std::string text;
   text.reserve(2 * bytes.size());
-  for (const std::uint8_t byte : bytes) text += {digits[byte >> 4], digits[byte & 0xF]};
+  for (const std::uint8_t byte : bytes) detail::appendHexadecimal(text, byte, detail::lowerHexadecimalDigits);
   return text;
 }
 

@@ -2,33 +2,18 @@
 #include <array>
 #include <cstddef>
 
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 #include "Tessaly/FoundationExtensions/String+HexColor.hpp"
 
 namespace Tessaly::inline v1 {
-namespace {
-
-constexpr std::int8_t noDigit = -1;
-constexpr auto digitValues = [] {
-  std::array<std::int8_t, 256> values{};
-  values.fill(noDigit);
-  for (std::size_t digit = 0; digit < 10; ++digit) values['0' + digit] = static_cast<std::int8_t>(digit);
-  for (std::size_t digit = 10; digit < 16; ++digit) {
-    values['a' + digit - 10] = static_cast<std::int8_t>(digit);
-    values['A' + digit - 10] = static_cast<std::int8_t>(digit);
-  }
-  return values;
-}();
-
-}  // namespace
-
 std::optional<String::ColorIntegerComponents> String::hexColorIntegerComponents(std::string_view text) noexcept {
   if (text.starts_with('#')) text.remove_prefix(1);
   const std::size_t count = text.size();
   if (count != 3 && count != 4 && count != 6 && count != 8) return std::nullopt;
-  std::array<std::int8_t, 8> digits{};
+  std::array<int, 8> digits{};
   for (std::size_t at = 0; at < count; ++at) {
-    digits[at] = digitValues[static_cast<unsigned char>(text[at])];
-    if (digits[at] == noDigit) return std::nullopt;
+    digits[at] = detail::hexadecimalValue(text[at]);
+    if (digits[at] < 0) return std::nullopt;
   }
   const auto component = [&](std::size_t index) -> std::int64_t {
     return count <= 4 ? digits[index] * 17 : digits[2 * index] * 16 + digits[2 * index + 1];

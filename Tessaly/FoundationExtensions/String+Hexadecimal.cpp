@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <limits>
 
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/FoundationExtensions/String+Hexadecimal.hpp"
 
@@ -25,13 +26,12 @@ std::optional<Number> numberOf(std::string_view text) {
 
 std::string String::hexString(std::string_view text) {
   if (!Text::isWellFormed(text)) return hexString(Text::sanitized(text));
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string result;
   result.reserve(2 * text.size());
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x10) result += digits[byte >> 4];
-    result += digits[byte & 0xF];
+    if (byte >= 0x10) result += detail::upperHexadecimalDigits[byte >> 4];
+    result += detail::upperHexadecimalDigits[byte & 0xF];
   }
   return result;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 
 namespace Tessaly::inline v1 {
@@ -205,10 +206,7 @@ void PropertyList::describe(std::string& out) const {
       return;
     case Kind::data:
       out += '<';
-      for (const std::uint8_t byte : *data()) {
-        out += "0123456789abcdef"[byte >> 4];
-        out += "0123456789abcdef"[byte & 0xF];
-      }
+      for (const std::uint8_t byte : *data()) detail::appendHexadecimal(out, byte, detail::lowerHexadecimalDigits);
       out += '>';
       return;
     case Kind::array: {

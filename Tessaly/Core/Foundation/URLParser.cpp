@@ -8,6 +8,8 @@
 #include <array>
 #include <memory>
 
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
+
 namespace Tessaly::inline v1::detail {
 namespace {
 
@@ -15,17 +17,10 @@ constexpr bool isLetter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >
 constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 constexpr bool isASCII(char c) noexcept { return static_cast<unsigned char>(c) < 0x80; }
 
-constexpr int hexValue(char c) noexcept {
-  if (isDigit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 /// Whether "%XX" begins at the index.
 constexpr bool isEncodedByte(std::string_view text, std::size_t index) noexcept {
-  return text[index] == '%' && index + 2 < text.size() && hexValue(text[index + 1]) >= 0 &&
-         hexValue(text[index + 2]) >= 0;
+  return text[index] == '%' && index + 2 < text.size() && hexadecimalValue(text[index + 1]) >= 0 &&
+         hexadecimalValue(text[index + 2]) >= 0;
 }
 
 /// The characters that stand for themselves in a component.
@@ -58,11 +53,8 @@ bool isValid(std::string_view component, const CharacterSet& characters) noexcep
 }
 
 void appendEncodedByte(std::string& text, char byte) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  const auto value = static_cast<unsigned char>(byte);
   text.push_back('%');
-  text.push_back(digits[value >> 4]);
-  text.push_back(digits[value & 0x0F]);
+  appendHexadecimal(text, static_cast<std::uint8_t>(byte), upperHexadecimalDigits);
 }
 
 void appendEncoded(std::string& text, std::string_view component, const CharacterSet& characters) {
@@ -108,7 +100,7 @@ bool isLiteralAddress(std::string_view literal) {
     if (dot == std::string_view::npos || dot < 2 || dot + 1 == literal.size()) return false;
     const std::string_view version = literal.substr(1, dot - 1);
     const std::string_view address = literal.substr(dot + 1);
-    return std::ranges::all_of(version, [](char c) { return hexValue(c) >= 0; }) &&
+    return std::ranges::all_of(version, [](char c) { return hexadecimalValue(c) >= 0; }) &&
            std::ranges::all_of(address, [](char c) { return passwordCharacters.contains(c); });
   }
   const std::size_t percent = literal.find('%');
@@ -257,7 +249,7 @@ std::string percentDecoded(std::string_view text, DecodingStyle style) {
   decoded.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (isEncodedByte(text, i)) {
-      const int byte = hexValue(text[i + 1]) << 4 | hexValue(text[i + 2]);
+      const int byte = hexadecimalValue(text[i + 1]) << 4 | hexadecimalValue(text[i + 2]);
       const bool staysEncoded = style == DecodingStyle::fileName && (byte == '/' || byte == 0);
       if (!staysEncoded) {
         decoded.push_back(static_cast<char>(byte));

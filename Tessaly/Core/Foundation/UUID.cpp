@@ -10,6 +10,7 @@
 #include <ostream>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 #include "Tessaly/Core/Foundation/detail/ChaCha20.hpp"
 
 namespace Tessaly::inline v1 {
@@ -59,13 +60,6 @@ struct Generator {
 
 constinit thread_local Generator generator{};
 
-constexpr int digitValue(char digit) noexcept {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  return -1;
-}
-
 constexpr bool isHyphenBefore(std::size_t byteIndex) noexcept {
   return byteIndex == 4 || byteIndex == 6 || byteIndex == 8 || byteIndex == 10;
 }
@@ -87,8 +81,8 @@ std::optional<UUID> UUID::from(std::string_view text) noexcept {
   std::size_t at = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (isHyphenBefore(i) && text[at++] != '-') return std::nullopt;
-    const int high = digitValue(text[at++]);
-    const int low = digitValue(text[at++]);
+    const int high = detail::hexadecimalValue(text[at++]);
+    const int low = detail::hexadecimalValue(text[at++]);
     if (high < 0 || low < 0) return std::nullopt;
     bytes[i] = static_cast<std::uint8_t>(high << 4 | low);
   }
@@ -96,13 +90,11 @@ std::optional<UUID> UUID::from(std::string_view text) noexcept {
 }
 
 std::string UUID::uuidString() const {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text;
   text.reserve(36);
   for (std::size_t i = 0; i < bytes_.size(); ++i) {
     if (isHyphenBefore(i)) text.push_back('-');
-    text.push_back(digits[bytes_[i] >> 4]);
-    text.push_back(digits[bytes_[i] & 0x0F]);
+    detail::appendHexadecimal(text, bytes_[i], detail::upperHexadecimalDigits);
   }
   return text;
 }
