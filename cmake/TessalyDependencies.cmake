@@ -5,6 +5,7 @@ find_package(PkgConfig QUIET)
 
 set(tessaly_package_archive libarchive)
 set(tessaly_package_crypto libcrypto>=3)
+set(tessaly_package_expat expat>=2.4)
 set(tessaly_package_fmt fmt>=9)
 set(tessaly_package_icu icu-uc>=70 icu-i18n>=70)
 set(tessaly_package_idn2 libidn2)

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <expat.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -6,11 +7,14 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <exception>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Core/Foundation/detail/PropertyListFormats.hpp"
@@ -25,11 +29,6 @@ std::string_view trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(white);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(white) - first + 1);
-}
-
-bool isNameUnit(char unit) {
-  return (unit >= 'a' && unit <= 'z') || (unit >= 'A' && unit <= 'Z') || (unit >= '0' && unit <= '9') || unit == '-' ||
-         unit == '_' || unit == '.' || unit == ':';
 }
 
 /// Digits only, at most four of them.
@@ -114,259 +113,170 @@ std::optional<PropertyList> parsedReal(std::string_view text) {
   return PropertyList(value);
 }
 
-/// Reads as much of XML 1.0 as property lists are made of: elements with or without attributes, character data with the
-/// predefined entities and character references, CDATA, comments, processing instructions and a document type without a
-/// subset of its own.
+std::optional<PropertyList> parsedScalar(std::string_view name, std::string text) {
+  if (name == "string") return PropertyList(std::move(text));
+  if (name == "integer") return parsedInteger(trimmed(text));
+  if (name == "real") return parsedReal(trimmed(text));
+  if (name == "date") return parsedDate(trimmed(text)).transform([](Date date) { return PropertyList(date); });
+  if (name == "true" || name == "false") return PropertyList(name == "true");
+  if (name != "data") return std::nullopt;
+  std::erase_if(text, [](char unit) { return white.contains(unit); });
+  return Data::fromBase64(text).transform([](Data&& data) { return PropertyList(std::move(data)); });
+}
+
+bool isASCIIEncoding(std::string name) {
+  std::ranges::transform(name, name.begin(), [](char unit) { return unit >= 'A' && unit <= 'Z' ? unit + 32 : unit; });
+  return name == "utf-8" || name == "us-ascii";
+}
+
+/// Builds a value out of what expat finds in a text. An exception must not pass through expat, so the first one stops
+/// the parser and is thrown at its end.
 class Reader {
  public:
-  explicit Reader(std::string_view text) : text_(text) {}
+  Reader() : parser_(XML_ParserCreate("UTF-8")) {
+    if (parser_ == nullptr) throw std::bad_alloc();
+    XML_SetUserData(parser_.get(), this);
+    XML_SetXmlDeclHandler(parser_.get(), [](void* self, const char*, const char* encoding, int) {
+      if (encoding != nullptr) call(self, &Reader::noteEncoding, encoding);
+    });
+    // No entity is ever declared, so none can expand; the document type's own file is not read.
+    XML_SetStartDoctypeDeclHandler(parser_.get(), [](void* self, const char*, const char*, const char*, int hasSubset) {
+      if (hasSubset != 0) call(self, &Reader::fail, "declares entities");
+    });
+    XML_SetSkippedEntityHandler(parser_.get(), [](void* self, const char*, int) {
+      call(self, &Reader::fail, "refers to an entity that is not declared");
+    });
+    XML_SetElementHandler(
+        parser_.get(), [](void* self, const char* name, const char**) { call(self, &Reader::begin, name); },
+        [](void* self, const char*) { call(self, &Reader::end); });
+    XML_SetCharacterDataHandler(parser_.get(), [](void* self, const char* text, int size) {
+      call(self, &Reader::append, std::string_view(text, static_cast<std::size_t>(size)));
+    });
+  }
 
-  PropertyList read() {
-    if (text_.starts_with("\xEF\xBB\xBF")) position_ = 3;
-    if (!Text::isWellFormed(text_)) fail("is not in UTF-8");
-    checkEncoding();
-    skipMisc();
-    std::optional<PropertyList> result;
-    const Tag tag = openingTag();
-    if (tag.name == "plist") {
-      if (tag.isEmpty) fail("holds no value");
-      skipMisc();
-      result = value(openingTag(), 0);
-      skipMisc();
-      closingTag("plist");
-    } else {
-      result = value(tag, 0);
+  PropertyList read(std::string_view text) {
+    if (!Text::isWellFormed(text)) throw PropertyListError("The property list is not in UTF-8");
+    constexpr std::size_t largestPiece = std::size_t{1} << 30;  // Expat counts in `int`.
+    for (bool isLast = false; !isLast;) {
+      const std::string_view piece = text.substr(0, largestPiece);
+      text.remove_prefix(piece.size());
+      isLast = text.empty();
+      if (XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), isLast ? 1 : 0) != XML_STATUS_OK) {
+        if (failure_ != nullptr) std::rethrow_exception(failure_);
+        const XML_LChar* const reason = XML_ErrorString(XML_GetErrorCode(parser_.get()));
+        fail(fmt::format("is not well-formed XML ({})", reason));
+      }
     }
-    skipMisc();
-    if (position_ != text_.size()) fail("goes on after its end");
-    return *result;
+    return std::move(*result_);
   }
 
  private:
-  struct Tag {
-    std::string_view name;
-    bool isEmpty = false;
+  struct FreeParser {
+    void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
+  };
+  /// An element that is open.
+  struct Element {
+    std::string name;
+    std::string text = {};
+    PropertyList::Array values = {};
+    PropertyList::Dictionary entries = {};
+    std::optional<std::string> key = {};
+
+    [[nodiscard]] bool isContainer() const noexcept { return name == "dict" || name == "array"; }
   };
 
-  [[noreturn]] void fail(std::string_view what) const {
-    throw PropertyListError(fmt::format("The property list {} at byte {}", what, position_));
-  }
-
-  [[nodiscard]] bool isAt(std::string_view token) const { return text_.substr(position_).starts_with(token); }
-
-  void skipWhite() { position_ = std::min(text_.find_first_not_of(white, position_), text_.size()); }
-
-  void skipPast(std::string_view token) {
-    const std::size_t found = text_.find(token, position_);
-    if (found == std::string_view::npos) fail("ends too early");
-    position_ = found + token.size();
-  }
-
-  void checkEncoding() {
-    if (!isAt("<?xml")) return;
-    const std::size_t end = text_.find("?>", position_);
-    if (end == std::string_view::npos) fail("ends too early");
-    const std::string_view declaration = text_.substr(position_, end - position_);
-    const std::size_t found = declaration.find("encoding");
-    if (found == std::string_view::npos) return;
-    std::string name(declaration.substr(found + 8));
-    std::ranges::transform(name, name.begin(), [](char unit) { return unit >= 'A' && unit <= 'Z' ? unit + 32 : unit; });
-    std::erase_if(name, [](char unit) { return !isNameUnit(unit); });
-    if (!name.starts_with("utf-8") && !name.starts_with("us-ascii")) fail("is in an encoding that is not UTF-8");
-  }
-
-  /// White space, comments, processing instructions and the document type.
-  void skipMisc() {
-    for (;;) {
-      skipWhite();
-      if (isAt("<?")) {
-        skipPast("?>");
-      } else if (isAt("<!--")) {
-        position_ += 4;
-        skipPast("-->");
-      } else if (isAt("<!DOCTYPE")) {
-        const std::size_t end = text_.find_first_of("[>", position_);
-        if (end == std::string_view::npos) fail("ends too early");
-        position_ = end;
-        if (text_[end] == '[') fail("declares entities");
-        ++position_;
-      } else {
-        return;
-      }
+  template <typename Method, typename... Arguments>
+  static void call(void* self, Method method, Arguments... arguments) noexcept {
+    Reader& reader = *static_cast<Reader*>(self);
+    if (reader.failure_ != nullptr) return;
+    try {
+      (reader.*method)(arguments...);
+    } catch (...) {
+      reader.failure_ = std::current_exception();
+      XML_StopParser(reader.parser_.get(), XML_FALSE);
     }
   }
 
-  std::string_view name() {
-    const std::size_t begin = position_;
-    while (position_ < text_.size() && isNameUnit(text_[position_])) ++position_;
-    if (position_ == begin) fail("has a tag without a name");
-    return text_.substr(begin, position_ - begin);
+  [[noreturn]] void fail(std::string_view what) {
+    throw PropertyListError(
+        fmt::format("The property list {} at byte {}", what, XML_GetCurrentByteIndex(parser_.get())));
   }
 
-  Tag openingTag() {
-    if (position_ >= text_.size()) fail("ends too early");
-    if (!isAt("<")) fail("has text where a value should be");
-    ++position_;
-    Tag tag{.name = name()};
-    for (;;) {
-      skipWhite();
-      if (isAt("/>")) {
-        position_ += 2;
-        tag.isEmpty = true;
-        return tag;
+  void noteEncoding(const char* name) {
+    if (!isASCIIEncoding(name)) fail("is in an encoding that is not UTF-8");
+  }
+
+  void begin(const char* elementName) {
+    const std::string_view name = elementName;
+    if (!open_.empty()) {
+      const Element& outer = open_.back();
+      if (outer.name == "dict") {
+        if (!outer.key && name != "key") fail("has a value without a key");
+        if (outer.key && name == "key") fail("has a key without a value");
+      } else if (outer.name == "plist") {
+        if (result_) fail("has more than one value");
+      } else if (outer.name != "array") {
+        fail(fmt::format("has an element in an element \"{}\"", outer.name));
       }
-      if (isAt(">")) {
-        ++position_;
-        return tag;
-      }
-      name();
-      skipWhite();
-      if (!isAt("=")) fail("has a damaged attribute");
-      ++position_;
-      skipWhite();
-      if (!isAt("\"") && !isAt("'")) fail("has a damaged attribute");
-      const std::string_view quote = text_.substr(position_++, 1);
-      skipPast(quote);
+    }
+    Element element{.name = std::string(name)};
+    if (element.isContainer() && depth_++ >= PropertyList::maximumDepth) fail("is nested too deep");
+    open_.push_back(std::move(element));
+  }
+
+  void append(std::string_view text) {
+    Element& element = open_.back();
+    if (!element.isContainer() && element.name != "plist") {
+      element.text += text;
+    } else if (!trimmed(text).empty()) {
+      fail("has text where a value should be");
     }
   }
 
-  void closingTag(std::string_view expected) {
-    if (!isAt("</")) fail("has an element that is not closed");
-    position_ += 2;
-    if (name() != expected) fail("closes an element that is not open");
-    skipWhite();
-    if (!isAt(">")) fail("has a damaged tag");
-    ++position_;
-  }
-
-  void appendReference(std::string& out) {
-    const std::size_t end = text_.substr(0, std::min(position_ + 16, text_.size())).find(';', position_);
-    if (end == std::string_view::npos) fail("has a damaged reference");
-    std::string_view reference = text_.substr(position_ + 1, end - position_ - 1);
-    if (reference.starts_with('#')) {
-      reference.remove_prefix(1);
-      const bool isHexadecimal = reference.starts_with('x');
-      if (isHexadecimal) reference.remove_prefix(1);
-      std::uint32_t scalar = 0;
-      const auto [last, error] =
-          std::from_chars(reference.data(), reference.data() + reference.size(), scalar, isHexadecimal ? 16 : 10);
-      if (reference.empty() || error != std::errc() || last != reference.data() + reference.size()) {
-        fail("has a damaged reference");
-      }
-      if (scalar == 0 || scalar > 0x10FFFF || (scalar >= 0xD800 && scalar < 0xE000)) fail("has a damaged reference");
-      Text::appendScalar(out, scalar);
-    } else if (reference == "lt") {
-      out += '<';
-    } else if (reference == "gt") {
-      out += '>';
-    } else if (reference == "amp") {
-      out += '&';
-    } else if (reference == "quot") {
-      out += '"';
-    } else if (reference == "apos") {
-      out += '\'';
+  void end() {
+    Element element = std::move(open_.back());
+    open_.pop_back();
+    const bool isInDictionary = !open_.empty() && open_.back().name == "dict";
+    if (element.name == "key" && isInDictionary) {
+      open_.back().key = std::move(element.text);
+    } else if (element.name == "plist" && open_.empty()) {
+      if (!result_) fail("holds no value");
+    } else if (PropertyList value = valueOf(element); isInDictionary) {
+      Element& outer = open_.back();
+      outer.entries.insert_or_assign(*std::exchange(outer.key, std::nullopt), std::move(value));
+    } else if (!open_.empty() && open_.back().name == "array") {
+      open_.back().values.push_back(std::move(value));
     } else {
-      fail("refers to an entity that is not declared");
-    }
-    position_ = end + 1;
-  }
-
-  /// Line ends become line feeds, as XML wants.
-  static void appendLines(std::string& out, std::string_view part) {
-    for (std::size_t i = 0; i < part.size(); ++i) {
-      if (part[i] != '\r') {
-        out += part[i];
-      } else if (i + 1 >= part.size() || part[i + 1] != '\n') {
-        out += '\n';
-      }
+      result_ = std::move(value);
     }
   }
 
-  /// The characters of an element, up to and with its closing tag.
-  std::string characters(const Tag& tag) {
-    std::string out;
-    if (tag.isEmpty) return out;
-    for (;;) {
-      const std::size_t next = text_.find_first_of("<&", position_);
-      if (next == std::string_view::npos) fail("ends too early");
-      appendLines(out, text_.substr(position_, next - position_));
-      position_ = next;
-      if (text_[next] == '&') {
-        appendReference(out);
-      } else if (isAt("<![CDATA[")) {
-        position_ += 9;
-        const std::size_t begin = position_;
-        skipPast("]]>");
-        appendLines(out, text_.substr(begin, position_ - 3 - begin));
-      } else if (isAt("<!--")) {
-        position_ += 4;
-        skipPast("-->");
-      } else {
-        closingTag(tag.name);
-        return out;
-      }
+  PropertyList valueOf(Element& element) {
+    if (element.isContainer()) --depth_;
+    if (element.name == "array") return PropertyList(std::move(element.values));
+    if (element.name == "dict") {
+      if (element.key) fail("has a key without a value");
+      return PropertyList(std::move(element.entries));
     }
+    if ((element.name == "true" || element.name == "false") && !trimmed(element.text).empty()) {
+      fail("has text in a boolean");
+    }
+    auto value = parsedScalar(element.name, std::move(element.text));
+    if (!value) fail(fmt::format("has a malformed or unknown element \"{}\"", element.name));
+    return *std::move(value);
   }
 
-  PropertyList value(const Tag& tag, std::uint32_t depth) {
-    if (tag.name == "dict") return dictionary(tag, depth);
-    if (tag.name == "array") return array(tag, depth);
-    if (tag.name == "string") return PropertyList(characters(tag));
-    if (tag.name == "true" || tag.name == "false") {
-      if (!trimmed(characters(tag)).empty()) fail("has text in a boolean");
-      return PropertyList(tag.name == "true");
-    }
-    std::optional<PropertyList> result;
-    const std::string text = characters(tag);
-    if (tag.name == "integer") {
-      result = parsedInteger(trimmed(text));
-    } else if (tag.name == "real") {
-      result = parsedReal(trimmed(text));
-    } else if (tag.name == "date") {
-      if (const auto date = parsedDate(trimmed(text))) result = *date;
-    } else if (tag.name == "data") {
-      std::string base64;
-      std::ranges::copy_if(text, std::back_inserter(base64), [](char unit) { return white.find(unit) == white.npos; });
-      if (auto data = Data::fromBase64(base64)) result = std::move(*data);
-    }
-    if (!result) fail(fmt::format("has a damaged or unknown element \"{}\"", tag.name));
-    return std::move(*result);
-  }
-
-  PropertyList array(const Tag& tag, std::uint32_t depth) {
-    if (depth >= PropertyList::maximumDepth) fail("is nested too deep");
-    PropertyList::Array array;
-    if (!tag.isEmpty) {
-      for (skipMisc(); !isAt("</"); skipMisc()) array.push_back(value(openingTag(), depth + 1));
-      closingTag(tag.name);
-    }
-    return PropertyList(std::move(array));
-  }
-
-  PropertyList dictionary(const Tag& tag, std::uint32_t depth) {
-    if (depth >= PropertyList::maximumDepth) fail("is nested too deep");
-    PropertyList::Dictionary dictionary;
-    if (!tag.isEmpty) {
-      for (skipMisc(); !isAt("</"); skipMisc()) {
-        const Tag keyTag = openingTag();
-        if (keyTag.name != "key") fail("has a value without a key");
-        std::string key = characters(keyTag);
-        skipMisc();
-        dictionary.insert_or_assign(std::move(key), value(openingTag(), depth + 1));
-      }
-      closingTag(tag.name);
-    }
-    return PropertyList(std::move(dictionary));
-  }
-
-  std::string_view text_;
-  std::size_t position_ = 0;
+  std::unique_ptr<XML_ParserStruct, FreeParser> parser_;
+  std::exception_ptr failure_;
+  std::vector<Element> open_;
+  std::uint32_t depth_ = 0;
+  std::optional<PropertyList> result_;
 };
 
 }  // namespace
 
 PropertyList readXMLPropertyList(std::span<const std::uint8_t> bytes) {
-  return Reader({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).read();
+  return Reader().read({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -22,6 +23,7 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
+using ::testing::HasSubstr;
 using Array = PropertyList::Array;
 using Dictionary = PropertyList::Dictionary;
 using Tests::outputOf;
@@ -146,7 +148,7 @@ TEST(PropertyListSerialization, RefusesWhatIsNestedTooDeep) {
 
   std::string text = "<plist>";
   for (int i = 0; i < 10'000; ++i) text += "<array>";
-  EXPECT_EQ(failureOf(text), "The property list is nested too deep at byte 3598");
+  EXPECT_EQ(failureOf(text), "The property list is nested too deep at byte 3591");
 
   // Ten thousand arrays of one element each, every one the next one's element.
   std::string bytes = "bplist00";
@@ -325,6 +327,49 @@ TEST(PropertyListSerialization, RefusesWhatIsNotAPropertyListInXML) {
                                       "<string a='x>x</string>"sv}) {
     EXPECT_EQ(failureOf(text).find("The property list "), 0u) << text;
   }
+}
+
+TEST(PropertyListSerialization, RefusesEntitiesThatWouldExpand) {
+  std::string laughs = "<!DOCTYPE plist [<!ENTITY l0 \"ha\">";
+  for (int i = 1; i < 40; ++i) {
+    const std::string inner = "&l" + std::to_string(i - 1) + ";";
+    laughs += "<!ENTITY l" + std::to_string(i) + " \"" + inner + inner + "\">";
+  }
+  laughs += "]><string>&l39;</string>";
+  EXPECT_THAT(failureOf(laughs), HasSubstr("declares entities"));
+  EXPECT_THAT(failureOf("<!DOCTYPE plist [<!ENTITY f SYSTEM \"/etc/passwd\">]><string>&f;</string>"),
+              HasSubstr("declares entities"));
+  EXPECT_THAT(failureOf("<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&f;</string>"),
+              HasSubstr("entity that is not declared"));
+}
+
+TEST(PropertyListSerialization, RefusesXMLThatIsNestedTooDeepOrHoldsElementsInText) {
+  const auto arrays = [](std::size_t depth) {
+    std::string text;
+    for (std::size_t i = 0; i < depth; ++i) text += "<array>";
+    for (std::size_t i = 0; i < depth; ++i) text += "</array>";
+    return text;
+  };
+  EXPECT_EQ(failureOf(arrays(PropertyList::maximumDepth)), "");
+  EXPECT_THAT(failureOf(arrays(1'000'000)), HasSubstr("is nested too deep"));
+  std::string strings;
+  for (int i = 0; i < 1'000'000; ++i) strings += "<string>";
+  EXPECT_THAT(failureOf(strings), HasSubstr("has an element in an element \"string\""));
+}
+
+TEST(PropertyListSerialization, RefusesOtherEncodingsOfXML) {
+  EXPECT_THAT(failureOf("<?xml version='1.0' encoding='ISO-8859-1'?><true/>"), HasSubstr("encoding that is not UTF-8"));
+  EXPECT_THAT(failureOf("\xFF\xFE<\0t\0r\0u\0e\0/\0>\0"sv), HasSubstr("is not in UTF-8"));
+  EXPECT_EQ(failureOf("<?xml version='1.0' encoding='US-ASCII'?><true/>"), "");
+}
+
+TEST(PropertyListSerialization, RefusesXMLWithMissingKeysAndValues) {
+  EXPECT_THAT(failureOf("<dict><key>a</key><key>b</key></dict>"), HasSubstr("has a key without a value"));
+  EXPECT_THAT(failureOf("<dict><key>a</key></dict>"), HasSubstr("has a key without a value"));
+  EXPECT_THAT(failureOf("<dict><true/></dict>"), HasSubstr("has a value without a key"));
+  EXPECT_THAT(failureOf("<plist><true/><true/></plist>"), HasSubstr("has more than one value"));
+  EXPECT_THAT(failureOf("<plist> </plist>"), HasSubstr("holds no value"));
+  EXPECT_THAT(failureOf("<array>x</array>"), HasSubstr("has text where a value should be"));
 }
 
 TEST(PropertyListSerialization, RefusesOrReadsEveryTruncationAndEveryChangedByte) {
