@@ -274,8 +274,9 @@ MIMEDatabase::Matches MIMEDatabase::suffixMatches(std::string_view name, Case ca
 
 MIMEDatabase::Matches MIMEDatabase::otherMatches(std::string_view name, Case caseOfLetters) const {
   Matches found;
+  const std::string text(name);
   for (const Glob& glob : others_) {
-    if (glob.counts(caseOfLetters) && GlobPattern::fits(glob.pattern, name)) found.push_back(&glob);
+    if (glob.counts(caseOfLetters) && GlobPattern::fits(glob.pattern, text)) found.push_back(&glob);
   }
   return found;
 }
