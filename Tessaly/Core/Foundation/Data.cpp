@@ -3,10 +3,10 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <openssl/evp.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <ostream>
 #include <utility>
@@ -21,19 +21,12 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-constexpr std::string_view base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::uint8_t notADigit = 0xFF;
-
-constexpr std::array<std::uint8_t, 256> makeBase64Values() {
-  std::array<std::uint8_t, 256> values{};
-  values.fill(notADigit);
-  for (std::size_t i = 0; i < base64Digits.size(); ++i) {
-    values[static_cast<unsigned char>(base64Digits[i])] = static_cast<std::uint8_t>(i);
-  }
-  return values;
+constexpr bool isBase64Digit(char c) noexcept {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-constexpr auto base64Values = makeBase64Values();
+/// libcrypto counts in `int`. Pieces of this size are whole groups, as bytes and as digits.
+constexpr std::size_t largestBase64Piece = std::size_t{12} << 20;
 
 /// From this size on it is looked whether a file fits into memory.
 constexpr off_t largeFile = off_t{64} << 20;
@@ -50,31 +43,29 @@ detail::OwnedDescriptor open(const URL& file, int flags) {
 }  // namespace
 
 std::optional<Data> Data::fromBase64(std::string_view text) {
-  if (text.size() % 4 != 0) return std::nullopt;
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
-  const std::size_t digits = text.size() - padding;
-  Bytes bytes;
-  bytes.reserve(text.size() / 4 * 3);
-  std::uint32_t bits = 0;
-  for (std::size_t i = 0; i < digits; ++i) {
-    const std::uint8_t value = base64Values[static_cast<unsigned char>(text[i])];
-    if (value == notADigit) return std::nullopt;
-    bits = bits << 6 | value;
-    // The digits of a group of four end a byte each, except for the first.
-    if (i % 4 != 0) bytes.push_back(static_cast<std::uint8_t>(bits >> (6 - 2 * (i % 4))));
+  // libcrypto would pass over white space and take padding anywhere.
+  if (text.size() % 4 != 0 || !std::ranges::all_of(text.substr(0, text.size() - padding), isBase64Digit)) {
+    return std::nullopt;
   }
+  Bytes bytes(text.size() / 4 * 3);
+  for (std::size_t i = 0; i < text.size(); i += largestBase64Piece) {
+    const std::string_view piece = text.substr(i, largestBase64Piece);
+    EVP_DecodeBlock(bytes.data() + i / 4 * 3, reinterpret_cast<const unsigned char*>(piece.data()),
+                    static_cast<int>(piece.size()));
+  }
+  bytes.resize(bytes.size() - padding);
   return Data(std::move(bytes));
 }
 
 std::string Data::base64EncodedString() const {
   const auto source = bytes();
-  std::string text;
-  text.reserve((source.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < source.size(); i += 3) {
-    const std::size_t group = std::min<std::size_t>(3, source.size() - i);
-    std::uint32_t bits = 0;
-    for (std::size_t j = 0; j < 3; ++j) bits = bits << 8 | (j < group ? source[i + j] : 0u);
-    for (std::size_t j = 0; j < 4; ++j) text.push_back(j <= group ? base64Digits[bits >> (18 - 6 * j) & 0x3F] : '=');
+  std::string text((source.size() + 2) / 3 * 4, '\0');
+  for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {
+    const auto piece = source.subspan(i, std::min(largestBase64Piece, source.size() - i));
+    // It writes a zero behind the digits: at the beginning of the next piece, or where the text has one.
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + i / 3 * 4), piece.data(),
+                    static_cast<int>(piece.size()));
   }
   return text;
 }

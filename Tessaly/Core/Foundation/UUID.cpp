@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <sys/random.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -11,7 +12,6 @@
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
-#include "Tessaly/Core/Foundation/detail/ChaCha20.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -19,46 +19,34 @@ namespace {
 /// Counts the forks that lead to this process, from the first random identifier on.
 constinit std::atomic<std::uint32_t> forkGeneration{1};
 
-void fillWithRandomBytes(void* bytes, std::size_t count) noexcept {
-  // Up to 256 bytes come whole; only waiting for the kernel's first entropy can be interrupted.
-  while (::getrandom(bytes, count, 0) != static_cast<ssize_t>(count)) {
-    if (errno != EINTR) fatalError("The kernel gives no random bytes", "Tessaly/UUID", __LINE__);
-  }
-}
-
-/// A thread's generator. Zero-initialised and trivially destructible, so that it works at any time of a thread's life.
-struct Generator {
+/// The kernel's random bytes for the next identifiers of a thread: a call for each one would cost six times as much.
+/// Zero-initialised and trivially destructible, so that it works at any time of a thread's life.
+struct Supply {
   std::uint32_t generation;
-  std::uint32_t used;  // Words of `block` already given out.
-  std::array<std::uint32_t, 8> key;
-  std::uint64_t counter;
-  std::array<std::uint32_t, 16> block;
+  std::size_t used;
+  std::array<std::uint8_t, 256> bytes;
 
-  void seed(std::uint32_t currentGeneration) noexcept {
-    fillWithRandomBytes(key.data(), sizeof key);
-    counter = 0;
-    used = block.size();
+  void refill(std::uint32_t currentGeneration) noexcept {
+    // The kernel gives 256 bytes whole. Only waiting for its first entropy can be interrupted.
+    while (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+      if (errno != EINTR) fatalError("The kernel gives no random bytes", "Tessaly/UUID", __LINE__);
+    }
+    used = 0;
     generation = currentGeneration;
   }
 
   UUID::Bytes next() noexcept {
     const std::uint32_t currentGeneration = forkGeneration.load(std::memory_order_relaxed);
-    if (generation != currentGeneration) [[unlikely]]
-      seed(currentGeneration);
-    if (used == block.size()) {
-      block = detail::chaCha20Block(
-          key, {static_cast<std::uint32_t>(counter), static_cast<std::uint32_t>(counter >> 32), 0, 0});
-      ++counter;
-      used = 0;
-    }
-    UUID::Bytes bytes;
-    std::memcpy(bytes.data(), block.data() + used, bytes.size());
-    used += bytes.size() / sizeof(std::uint32_t);
-    return bytes;
+    if (generation != currentGeneration || used == bytes.size()) [[unlikely]]
+      refill(currentGeneration);
+    UUID::Bytes result;
+    std::memcpy(result.data(), bytes.data() + used, result.size());
+    used += result.size();
+    return result;
   }
 };
 
-constinit thread_local Generator generator{};
+constinit thread_local Supply supply{};
 
 constexpr bool isHyphenBefore(std::size_t byteIndex) noexcept {
   return byteIndex == 4 || byteIndex == 6 || byteIndex == 8 || byteIndex == 10;
@@ -67,9 +55,9 @@ constexpr bool isHyphenBefore(std::size_t byteIndex) noexcept {
 }  // namespace
 
 UUID UUID::random() noexcept {
-  [[maybe_unused]] static const int seedAgainAfterFork =
+  [[maybe_unused]] static const int refillAfterFork =
       ::pthread_atfork(nullptr, nullptr, [] { forkGeneration.fetch_add(1, std::memory_order_relaxed); });
-  Bytes bytes = generator.next();
+  Bytes bytes = supply.next();
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
   return UUID(bytes);

@@ -30,9 +30,8 @@ class UUID {
   /// The identifier of the given bytes, in the order of its text.
   explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
-  /// A fresh random identifier (version 4). Each thread has a generator of its own, ChaCha20 keyed once from the kernel
-  /// and keyed again in the child of a fork; four identifiers cost one block of it. Stops the process when the kernel
-  /// gives no random bytes.
+  /// A fresh random identifier (version 4) of the kernel's random bytes. A thread asks the kernel for the bytes of 16
+  /// identifiers at a time, and again in the child of a fork. Stops the process when the kernel gives none.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static UUID random() noexcept;

@@ -128,6 +128,17 @@ TEST(Data, BytesSurviveTheWayThroughBase64) {
   }
 }
 
+TEST(Data, LargeBytesSurviveTheWayThroughBase64) {
+  // More than libcrypto is given at once.
+  std::string text(40'000'001, 'x');
+  for (std::size_t i = 0; i < text.size(); i += 1001) text[i] = static_cast<char>(i % 251);
+  const Data data(text);
+  const std::string encoded = data.base64EncodedString();
+  EXPECT_EQ(encoded.size(), (text.size() + 2) / 3 * 4);
+  EXPECT_EQ(encoded.find('\0'), std::string::npos);
+  EXPECT_EQ(Data::fromBase64(encoded), data);
+}
+
 TEST(Data, TextThatIsNotBase64IsRefused) {
   for (const std::string_view text : {"A"sv, "AA"sv, "AAA"sv, "AAAAA"sv, "===="sv, "A==="sv, "=AAA"sv, "AA=A"sv,
                                       "AAA="

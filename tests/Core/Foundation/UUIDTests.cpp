@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "Tessaly/Core/Foundation/UUID.hpp"
-#include "Tessaly/Core/Foundation/detail/ChaCha20.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -82,7 +81,7 @@ std::vector<UUID> uuidsOfForkedChild() {
 }
 
 TEST(UUID, RandomOnesOfForkedChildrenDiffer) {
-  // Not at the beginning of a block, so that parent and child have the same rest.
+  // Not at the beginning of a supply, so that parent and child have the same rest.
   std::unordered_set<UUID> all{UUID::random()};
   std::size_t count = 1;
   for (int round = 0; round < 3; ++round) {
@@ -157,16 +156,6 @@ TEST(UUID, ThoseThatDifferInOneByteHashDifferently) {
     }
   }
   EXPECT_EQ(hashes.size(), 16u * 255);
-}
-
-TEST(ChaCha20, TheBlockIsThatOfTheStandard) {
-  // RFC 8439, section 2.3.2.
-  EXPECT_THAT(
-      detail::chaCha20Block(
-          {0x03020100, 0x07060504, 0x0b0a0908, 0x0f0e0d0c, 0x13121110, 0x17161514, 0x1b1a1918, 0x1f1e1d1c},
-          {0x00000001, 0x09000000, 0x4a000000, 0x00000000}),
-      ElementsAre(0xe4e7f110, 0x15593bd1, 0x1fdd0f50, 0xc47120a3, 0xc7f4d1c7, 0x0368c033, 0x9aaa2204, 0x4e6cd4c3,
-                  0x466482d2, 0x09aa9f07, 0x05d7c214, 0xa2028bd9, 0xd19c12b5, 0xb94e16de, 0xe883d0cb, 0x4e3c50a2));
 }
 
 }  // namespace
