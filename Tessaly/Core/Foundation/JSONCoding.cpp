@@ -104,43 +104,12 @@ std::string withoutNumbers(std::string_view text) {
   return result;
 }
 
+/// A text in quotes. The library leaves "/" as it is; other programs' records have it escaped.
 void appendString(std::string& out, std::string_view text) {
-  out += '"';
-  for (std::size_t offset = 0; offset < text.size();) {
-    const auto scalar = Text::decodeScalar(text, offset);
-    switch (scalar.scalar) {
-      case '"':
-      case '\\':
-      case '/':
-        out += {'\\', static_cast<char>(scalar.scalar)};
-        break;
-      case '\b':
-        out += "\\b";
-        break;
-      case '\f':
-        out += "\\f";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (scalar.scalar < 0x20) {
-          out += fmt::format("\\u{:04x}", static_cast<unsigned>(scalar.scalar));
-        } else if (scalar.isWellFormed) {
-          out += text.substr(offset, scalar.length);
-        } else {
-          out += "\uFFFD";
-        }
-    }
-    offset += scalar.length;
+  for (const char unit : json(text).dump(-1, ' ', false, json::error_handler_t::replace)) {
+    if (unit == '/') out += '\\';
+    out += unit;
   }
-  out += '"';
 }
 
 }  // namespace
