@@ -367,7 +367,7 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 
 namespace detail {
 
-static_assert(sizeof(Default<bool>::Key) > 0);  // Before its base: g++ makes them in this order only.
+static_assert(!std::is_empty_v<Default<bool>::Key>);  // Before its base: g++ makes them in this order only.
 template <typename Key>
 constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-host", true};
 

@@ -46,18 +46,14 @@ std::shared_ptr<FileSystemObjectSource> watchFile(FileManager& files, const URL&
     return fail(std::make_exception_ptr(POSIXError(accessRefused)));
   }
   try {
-    const auto handle = std::make_shared<FileHandle>(files.openForReading(file));
+    auto handle = std::make_shared<FileHandle>(files.openForReading(file));
     auto source = files.makeFileSystemObjectSource(handle->fileDescriptor(), mask, OS_dispatch_queue::global());
     source->setEventHandler([source = std::weak_ptr(source), mask, signs] {
       const auto fired = source.lock();
       if (fired != nullptr && fired->data().contains(mask)) signs.yield(Sign::fired);
     });
-    source->setCancelHandler([handle, signs] {
-      try {
-        handle->close();
-      } catch (const std::exception&) {
-        // The descriptor is gone all the same.
-      }
+    source->setCancelHandler([handle = std::move(handle), signs]() mutable {
+      handle.reset();  // Closes the file.
       signs.finish();
     });
     source->resume();

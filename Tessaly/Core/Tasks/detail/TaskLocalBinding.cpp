@@ -17,15 +17,15 @@ const TaskLocalBinding* TaskLocalBinding::find(const void* key) noexcept {
 
 TaskLocalBinding* TaskLocalBinding::copyInnermost(const TaskLocalBinding* list) {
   TaskLocalBinding* copies = nullptr;
-  TaskLocalBinding** end = &copies;
+  TaskLocalBinding* last = nullptr;
   try {
     for (const auto* binding = list; binding != nullptr; binding = binding->next_) {
       const auto* known = copies;
       while (known != nullptr && known->key_ != binding->key_) known = known->next_;
       if (known != nullptr) continue;
       TaskLocalBinding* const copy = binding->copy();
-      *end = copy;
-      end = &copy->next_;
+      (last != nullptr ? last->next_ : copies) = copy;
+      last = copy;
     }
   } catch (...) {
     destroyCopies(copies);
