@@ -34,8 +34,8 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
 
   void refresh() override;
   /// How often the tables were read whole, and how often the routes alone.
-  [[nodiscard]] std::uint64_t fullReadings() const noexcept { return fullReadings_.load(); }
-  [[nodiscard]] std::uint64_t routeReadings() const noexcept { return routeReadings_.load(); }
+  [[nodiscard]] std::uint64_t fullReadingsForTesting() const noexcept { return fullReadings_.load(); }
+  [[nodiscard]] std::uint64_t routeReadingsForTesting() const noexcept { return routeReadings_.load(); }
 
  private:
   void open() TESSALY_REQUIRES(lock_);

@@ -53,11 +53,11 @@ class TESSALY_EXPORT RouteTable {
   void clearRoutes() { routes_.clear(); }
 
   [[nodiscard]] bool leadsOut() const;
-  [[nodiscard]] std::size_t links() const noexcept { return links_.size(); }
+  [[nodiscard]] std::size_t linksForTesting() const noexcept { return links_.size(); }
   /// Of those that others could answer to.
-  [[nodiscard]] std::size_t addresses() const noexcept { return addresses_.size(); }
+  [[nodiscard]] std::size_t addressesForTesting() const noexcept { return addresses_.size(); }
   /// Of the default routes.
-  [[nodiscard]] std::size_t routes() const noexcept { return routes_.size(); }
+  [[nodiscard]] std::size_t routesForTesting() const noexcept { return routes_.size(); }
 
  private:
   using AddressBytes = std::array<std::byte, 16>;

@@ -121,9 +121,9 @@ TEST_F(RouteTableTest, NothingLeadsOutOfAnEmptyOne) { EXPECT_FALSE(RouteTable().
 TEST_F(RouteTableTest, ADefaultRouteWithAnAddressAndACarrierLeadsOut) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
-  EXPECT_EQ(table.links(), 1u);
-  EXPECT_EQ(table.addresses(), 1u);
-  EXPECT_EQ(table.routes(), 1u);
+  EXPECT_EQ(table.linksForTesting(), 1u);
+  EXPECT_EQ(table.addressesForTesting(), 1u);
+  EXPECT_EQ(table.routesForTesting(), 1u);
   EXPECT_TRUE(table.leadsOut());
 }
 
@@ -186,9 +186,9 @@ TEST_F(RouteTableTest, OnAPointToPointLinkTheLocalAddressIsTheOneThatCounts) {
   table.apply(there.bytes(), Origin::event);
   Datagram gone;
   gone.message(RTM_DELADDR, part).address(IFA_LOCAL, "10.0.0.1").address(IFA_ADDRESS, "10.9.9.9");
-  EXPECT_EQ(table.addresses(), 1u);
+  EXPECT_EQ(table.addressesForTesting(), 1u);
   table.apply(gone.bytes(), Origin::event);
-  EXPECT_EQ(table.addresses(), 0u);
+  EXPECT_EQ(table.addressesForTesting(), 0u);
 }
 
 TEST_F(RouteTableTest, ALinkWithoutAddressLeadsOutIfTheRouteNamesOneOfAnother) {
@@ -289,15 +289,15 @@ TEST_F(RouteTableTest, AnEventOfADefaultRouteIsNotTakenInButToldOf) {
   EXPECT_TRUE(table.apply(Datagram().route({.type = RTN_UNREACHABLE}).bytes(), Origin::event).needsRoutes);
   EXPECT_FALSE(table.apply(Datagram().route({.prefix = 24}).bytes(), Origin::event).needsRoutes);
   EXPECT_FALSE(table.apply(Datagram().route({.table = 100}).bytes(), Origin::event).needsRoutes);
-  EXPECT_EQ(table.routes(), 0u);
+  EXPECT_EQ(table.routesForTesting(), 0u);
 }
 
 TEST_F(RouteTableTest, ALinkThatGoesTakesItsAddressesAlong) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   table.apply(Datagram().link(ethernet, up, RTM_DELLINK).bytes(), Origin::event);
-  EXPECT_EQ(table.links(), 0u);
-  EXPECT_EQ(table.addresses(), 0u);
+  EXPECT_EQ(table.linksForTesting(), 0u);
+  EXPECT_EQ(table.addressesForTesting(), 0u);
   EXPECT_FALSE(table.leadsOut());
 }
 
@@ -340,7 +340,7 @@ TEST_F(RouteTableTest, LengthsOfNonsenseEndTheReading) {
     std::memcpy(bytes.data(), &length, sizeof length);
     RouteTable table;
     table.apply(bytes, Origin::dump);
-    EXPECT_EQ(table.links(), 0u);
+    EXPECT_EQ(table.linksForTesting(), 0u);
   }
 }
 
@@ -348,10 +348,10 @@ TEST_F(RouteTableTest, ClearedHoldsNothing) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   table.clearRoutes();
-  EXPECT_EQ(table.routes(), 0u);
-  EXPECT_EQ(table.links(), 1u);
+  EXPECT_EQ(table.routesForTesting(), 0u);
+  EXPECT_EQ(table.linksForTesting(), 1u);
   table.clear();
-  EXPECT_EQ(table.links() + table.addresses(), 0u);
+  EXPECT_EQ(table.linksForTesting() + table.addressesForTesting(), 0u);
 }
 
 }  // namespace

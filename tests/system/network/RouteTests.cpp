@@ -217,7 +217,7 @@ TEST_F(Routes, HundredsOfLinksAreNoHindrance) {
 
 TEST_F(Routes, LostMessagesAreRecovered) {
   const std::shared_ptr<LinuxNetworkBackend> backend = LinuxNetworkBackend::make();
-  EXPECT_EQ(backend->fullReadings(), 1u);
+  EXPECT_EQ(backend->fullReadingsForTesting(), 1u);
   plugIn();
   // The queue of the socket fills up without a reader: every thread that could read it is held up.
   constexpr int blockingThreads = 64;
@@ -239,11 +239,11 @@ TEST_F(Routes, LostMessagesAreRecovered) {
   ip(changes + "route del default");
   backend->refresh();
   EXPECT_EQ(backend->currentPath().status(), Status::unsatisfied);
-  EXPECT_EQ(backend->fullReadings(), 2u);
+  EXPECT_EQ(backend->fullReadingsForTesting(), 2u);
   ip("route add default via 10.1.0.2");
   backend->refresh();
   EXPECT_EQ(backend->currentPath().status(), Status::satisfied);
-  EXPECT_EQ(backend->fullReadings(), 2u);
+  EXPECT_EQ(backend->fullReadingsForTesting(), 2u);
   areFree.count_down();
   areDone.wait();
 }
