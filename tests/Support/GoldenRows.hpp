@@ -30,9 +30,9 @@ inline std::string withoutMarks(std::string text) {
   return text;
 }
 
-/// The rows of a formatter. The test fails if there are none.
-inline std::vector<GoldenRow> goldenRows(std::string_view formatter) {
-  std::ifstream file(TESSALY_GOLDEN_DATA "/icu72.tsv");
+/// The rows of a formatter in a file. The test fails if there are none.
+inline std::vector<GoldenRow> goldenRows(std::string_view formatter, const std::string& name = "icu72.tsv") {
+  std::ifstream file(TESSALY_GOLDEN_DATA "/" + name);
   std::vector<GoldenRow> rows;
   for (std::string line; std::getline(file, line);) {
     const std::size_t first = line.find('\t');

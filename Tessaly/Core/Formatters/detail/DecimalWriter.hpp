@@ -55,7 +55,8 @@ struct DecimalWriter {
 
   /// The absolute value, rounded to at most this number of fraction digits. Absent if the number is left to ICU: NaN,
   /// infinite, of more than 20 integer digits, or cut by a rounding mode that does not round to the nearest.
-  [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction) const noexcept {
+  /// `shift` multiplies by that power of ten first, exactly.
+  [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction, int shift = 0) const noexcept {
     if (!std::isfinite(value)) return std::nullopt;
     // Rounding starts from the shortest decimal that reads as the value, not from the exact binary value.
     std::array<char, 32> shortest;
@@ -71,6 +72,7 @@ struct DecimalWriter {
     }
     int exponent = 0;
     std::from_chars(next[1] == '+' ? next + 2 : next + 1, end, exponent);
+    if (value != 0) exponent += shift;
     if (exponent > 19) return std::nullopt;
     decimals.integers = exponent + 1;
     if (!round(decimals, decimals.integers + maximumFraction)) return std::nullopt;

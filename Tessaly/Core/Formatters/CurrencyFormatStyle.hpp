@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "Tessaly/Core/Formatters/detail/NumericStyle.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// An amount of money: "$9.99". It has as many fraction digits as its currency at first: two of euros, none of yen.
+///
+/// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is as of
+/// `NumberFormatStyle`.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     auto price = CurrencyFormatStyle("EUR").locale(Locale("de"));
+///     std::cout << price.format(1'234.5);                                    // 1.234,50 €
+///     std::cout << price.width(CurrencyFormatStyle::Width::wide).format(2);  // 2,00 Euro
+///     auto dollars = CurrencyFormatStyle("USD").locale(Locale("en"));
+///     std::cout << dollars.sign(CurrencyFormatStyle::Sign::accounting).format(-5);  // ($5.00)
+class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
+ public:
+  /// The currency by the locale's symbol ("US$"), by its shortest one ("$"), by its code ("USD") or by name.
+  enum class Width : std::uint8_t { symbol, narrowSymbol, code, wide };
+  /// A negative amount has a minus sign, or stands in parentheses where accountants of the locale do so.
+  enum class Sign : std::uint8_t { standard, accounting };
+
+  /// A currency by its code of ISO 4217, in letters of either case. A code that no currency has is written as it is.
+  /// Without three ASCII letters the currency is unknown, and the amount has the sign "¤".
+  explicit CurrencyFormatStyle(std::string_view code) noexcept {
+    shape_.kind = detail::NumberShape::Kind::currency;
+    shape_.currency = codeOf(code);
+    shape_.minimumFraction = shape_.maximumFraction = -1;
+  }
+
+  /// At first the symbol.
+  [[nodiscard]] CurrencyFormatStyle width(Width width) const {
+    using Shape = detail::NumberShape::Width;
+    constexpr std::array widths{Shape::abbreviated, Shape::narrow, Shape::code, Shape::wide};
+    return changed([&](CurrencyFormatStyle& style) { style.shape_.width = widths[static_cast<std::size_t>(width)]; });
+  }
+  /// At first standard.
+  [[nodiscard]] CurrencyFormatStyle sign(Sign sign) const {
+    return changed([&](CurrencyFormatStyle& style) { style.shape_.isAccounting = sign == Sign::accounting; });
+  }
+
+ private:
+  friend detail::NumericStyle<CurrencyFormatStyle>;
+
+  static constexpr std::array<char, 4> codeOf(std::string_view code) noexcept {
+    constexpr std::array<char, 4> unknown{'X', 'X', 'X', '\0'};
+    std::array<char, 4> result{};
+    if (code.size() != 3) return unknown;
+    for (std::size_t index = 0; index < 3; ++index) {
+      const char letter = code[index];
+      const bool isLower = letter >= 'a' && letter <= 'z';
+      if (!isLower && (letter < 'A' || letter > 'Z')) return unknown;
+      result[index] = isLower ? static_cast<char>(letter - 'a' + 'A') : letter;
+    }
+    return result;
+  }
+};
+
+}  // namespace Tessaly::inline v1

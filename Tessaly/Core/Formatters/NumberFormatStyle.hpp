@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include "Tessaly/Core/Formatters/detail/NumericStyle.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A number as people write it: grouped, with up to three fraction digits at first.
+///
+/// `NumberFormatter` also parses, and has affixes and rounding modes. The nearest standard facility is `std::format`
+/// with a `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about
+/// 100 us and keeps the last 32 combinations of locale and style.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     auto style = NumberFormatStyle().locale(Locale("de"));
+///     std::cout << style.format(1'234'567.891);                // 1.234.567,891
+///     std::cout << style.fractionDigits(2).format(1'234.5);    // 1.234,50
+///     std::cout << style.fractionDigits(0).formatRange(3, 5);  // 3–5
+class NumberFormatStyle : public detail::NumericStyle<NumberFormatStyle> {
+  friend detail::NumericStyle<NumberFormatStyle>;
+};
+
+}  // namespace Tessaly::inline v1

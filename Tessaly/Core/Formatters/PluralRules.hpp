@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The grammatical number of a count: which of a language's forms goes with it.
+///
+/// English writes "1 file" and "2 files", Russian has three forms and Arabic six. A host keeps one text for each
+/// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules stand in the
+/// translations. A thread prepares the rules of a locale once and keeps the last eight.
+///
+/// Thread contract: thread-compatible. Asking rules that no thread changes is thread-safe.
+///
+///     PluralRules rules(PluralRules::Kind::cardinal, Locale("en"));
+///     bool isOneFile = rules.category(1) == PluralRules::Category::one;         // true
+///     bool isRoundHalf = rules.category(1.0, 1) == PluralRules::Category::one;  // false: "1.0 files"
+class PluralRules {
+ public:
+  /// `cardinal` counts ("2 files"), `ordinal` ranks ("2nd").
+  enum class Kind : std::uint8_t { cardinal, ordinal };
+  /// The six categories of the Unicode locale data. Every language has `other`.
+  enum class Category : std::uint8_t { zero, one, two, few, many, other };
+
+  /// An absent locale is the current one at every use.
+  explicit PluralRules(Kind kind = Kind::cardinal, const std::optional<Locale>& locale = std::nullopt)
+      : locale_(locale), kind_(kind) {}
+
+  /// The category of a number as its shortest decimal form shows it: 1.5 has one fraction digit, 1.0 has none.
+  /// The sign does not count. `other` for infinities and for what is not a number.
+  [[nodiscard]] TESSALY_EXPORT Category category(double number) const;
+  /// The category of a number that is shown with exactly this many fraction digits, from 0 to 340.
+  [[nodiscard]] TESSALY_EXPORT Category category(double number, int fractionDigits) const;
+
+  friend bool operator==(const PluralRules&, const PluralRules&) noexcept = default;
+
+ private:
+  std::optional<Locale> locale_;
+  Kind kind_;
+};
+
+}  // namespace Tessaly::inline v1

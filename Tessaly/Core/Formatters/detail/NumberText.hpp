@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The properties that the text of a number has besides its locale.
+struct NumberShape {
+  enum class Kind : std::uint8_t { plain, percent, currency, measure };
+  enum class Width : std::uint8_t { abbreviated, narrow, wide, code };
+
+  Kind kind = Kind::plain;
+  Width width = Width::abbreviated;
+  bool isGrouped = true;
+  bool isAccounting = false;
+  /// The upper-case code of a currency.
+  std::array<char, 4> currency{};
+  /// ICU's identifier of a unit, a literal. Two units are the same if their pointers are.
+  const char* unit = nullptr;
+  /// Negative: as many as the currency has.
+  int minimumFraction = 0;
+  int maximumFraction = 3;
+
+  bool operator==(const NumberShape&) const noexcept = default;
+};
+
+/// The text of a number. Each thread keeps the 32 combinations of locale and shape that it used last.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape, double value);
+/// The same of an integer, of which no digit is lost.
+[[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape,
+                                                    std::int64_t value);
+/// The text of all numbers between two, "3–5".
+[[nodiscard]] TESSALY_EXPORT std::string numberRangeText(const std::string& locale, const NumberShape& shape,
+                                                         double lower, double upper);
+
+/// The fraction digits that a style takes: from 0 to 340, the maximum not below the minimum.
+TESSALY_EXPORT void setFractionDigits(NumberShape& shape, std::int64_t minimum, std::int64_t maximum) noexcept;
+
+}  // namespace Tessaly::inline v1::detail

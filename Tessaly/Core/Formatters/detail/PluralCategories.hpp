@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Tessaly/Core/Formatters/PluralRules.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The plural rules of one locale, prepared.
+///
+/// Thread contract: thread-compatible.
+class PluralCategories {
+ public:
+  PluralCategories(const std::string& locale, PluralRules::Kind kind);
+  ~PluralCategories();
+
+  /// As many fraction digits as the shortest decimal form of a number has.
+  static constexpr int shortest = -1;
+
+  /// The category of a magnitude that is shown with this many fraction digits.
+  [[nodiscard]] PluralRules::Category of(double magnitude, int fractionDigits);
+
+ private:
+  [[nodiscard]] PluralRules::Category ofICU(double magnitude, int fractionDigits) const;
+
+  struct Rules;
+  std::unique_ptr<Rules> rules_;
+};
+
+}  // namespace Tessaly::inline v1::detail
