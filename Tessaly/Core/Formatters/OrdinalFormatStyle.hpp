@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A rank in digits: "1st", "2.", "1er".
+///
+/// It is the form that the locale data lists first, which in languages with genders is the masculine one. `PluralRules`
+/// of ordinals chooses between texts of the host. The standard library has nothing like it. A thread prepares a locale
+/// in about 300 us and keeps the last four.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     std::cout << OrdinalFormatStyle().locale(Locale("en")).format(22);  // 22nd
+class OrdinalFormatStyle {
+ public:
+  /// Absent, as at first: the current locale at every use.
+  [[nodiscard]] OrdinalFormatStyle locale(const std::optional<Locale>& locale) const {
+    OrdinalFormatStyle changed = *this;
+    changed.locale_ = locale;
+    return changed;
+  }
+
+  [[nodiscard]] TESSALY_EXPORT std::string format(std::int64_t rank) const;
+
+  friend bool operator==(const OrdinalFormatStyle&, const OrdinalFormatStyle&) noexcept = default;
+
+ private:
+  std::optional<Locale> locale_;
+};
+
+}  // namespace Tessaly::inline v1

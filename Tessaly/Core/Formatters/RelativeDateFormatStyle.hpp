@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/TimeZone.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The distance of a date from now: "5 minutes ago", "in 3 days", "yesterday".
+///
+/// The unit is the largest one that fits: seconds below a minute, minutes below an hour, hours below a day, then days,
+/// weeks, months and years. Days count midnights; the other units are whole ones that have passed. `DateFormatter` can
+/// instead name the days around today and write other dates in full. The standard library has nothing like it. A
+/// thread prepares a locale in about 100 us and keeps the last 16 combinations of locale and style.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     auto style = RelativeDateFormatStyle().locale(Locale("en"));
+///     Date now = Date::now();
+///     std::cout << style.format(now - 300, now);                         // 5 minutes ago
+///     std::cout << style.format(3, RelativeDateFormatStyle::Unit::day);  // in 3 days
+///     auto named = style.presentation(RelativeDateFormatStyle::Presentation::named);
+///     std::cout << named.format(-1, RelativeDateFormatStyle::Unit::day);  // yesterday
+class RelativeDateFormatStyle {
+ public:
+  /// "5 minutes ago", "5 min. ago", and the shortest that the locale has.
+  enum class Width : std::uint8_t { wide, abbreviated, narrow };
+  /// Always a number ("1 day ago"), or a word where the locale has one ("yesterday").
+  enum class Presentation : std::uint8_t { numeric, named };
+  enum class Unit : std::uint8_t { year, quarter, month, week, day, hour, minute, second };
+
+  /// At first wide.
+  [[nodiscard]] RelativeDateFormatStyle width(Width width) const {
+    return with(&RelativeDateFormatStyle::width_, width);
+  }
+  /// At first numeric. A word stands only where the calendar agrees: "last month" is the month before this one.
+  [[nodiscard]] RelativeDateFormatStyle presentation(Presentation presentation) const {
+    return with(&RelativeDateFormatStyle::presentation_, presentation);
+  }
+  /// Absent, as at first: the current locale at every use.
+  [[nodiscard]] RelativeDateFormatStyle locale(const std::optional<Locale>& locale) const {
+    return with(&RelativeDateFormatStyle::locale_, locale);
+  }
+  /// The zone in which midnights are counted. Absent, as at first: the current time zone at every use.
+  [[nodiscard]] RelativeDateFormatStyle timeZone(const std::optional<TimeZone>& zone) const {
+    return with(&RelativeDateFormatStyle::timeZone_, zone);
+  }
+
+  /// The text of a date as seen from another. Empty if one of them is not a finite number, or lies more than 300,000
+  /// years from 1970.
+  [[nodiscard]] TESSALY_EXPORT std::string format(Date date, Date reference = Date::now()) const;
+  /// The text of an amount of one unit: the future if positive or 0, the past if negative or -0.0. Empty for what is
+  /// not a finite number.
+  [[nodiscard]] TESSALY_EXPORT std::string format(double amount, Unit unit) const;
+
+  friend bool operator==(const RelativeDateFormatStyle&, const RelativeDateFormatStyle&) noexcept = default;
+
+ private:
+  template <typename Value>
+  [[nodiscard]] RelativeDateFormatStyle with(Value RelativeDateFormatStyle::* member, const Value& value) const {
+    RelativeDateFormatStyle changed = *this;
+    changed.*member = value;
+    return changed;
+  }
+
+  Width width_ = Width::wide;
+  Presentation presentation_ = Presentation::numeric;
+  std::optional<Locale> locale_;
+  std::optional<TimeZone> timeZone_;
+};
+
+}  // namespace Tessaly::inline v1
