@@ -127,6 +127,11 @@ void setLanguage(std::optional<std::string_view> code) {
   LocaleProvider::shared().set(locale);
 }
 
+std::optional<Locale> language() {
+  if (LocaleProvider::changes.load(std::memory_order_acquire) == 0) return std::nullopt;
+  return LocaleProvider::shared().get().first;
+}
+
 std::string Bytes::string(std::int64_t fromByteCount) { return ByteCountFormatStyle().format(fromByteCount); }
 
 std::string Bytes::gigaBytes(std::int64_t fromByteCount) {

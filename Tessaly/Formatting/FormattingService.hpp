@@ -12,6 +12,7 @@
 #include "Tessaly/Core/Formatters/DateFormatter.hpp"
 #include "Tessaly/Core/Formatters/ISO8601DateFormatter.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
 
 /// Writes sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
@@ -32,6 +33,9 @@ namespace Tessaly::inline v1::FormattingService {
 /// Without an identifier it takes the language of the current locale, without the country. Under "en_GB" that is "en",
 /// so dates are written as in the United States. Until the first call, every use takes the whole current locale.
 TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
+
+/// The locale of the chosen language, as a style takes it. Absent until a language is chosen.
+[[nodiscard]] TESSALY_EXPORT std::optional<Locale> language();
 
 namespace Bytes {
 

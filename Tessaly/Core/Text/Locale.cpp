@@ -33,8 +33,16 @@ std::string_view environmentLocale() noexcept {
   return {};
 }
 
-/// The form is language[_territory][.encoding][@modifier].
-std::string identifierOf(std::string_view text) {
+struct EnvironmentLocale {
+  std::string text;
+  Locale locale{detail::identifierOfSystemLocale("")};
+};
+
+}  // namespace
+
+namespace detail {
+
+std::string identifierOfSystemLocale(std::string_view text) {
   const std::size_t at = text.find('@');
   const std::string_view modifier = at == std::string_view::npos ? "" : text.substr(at + 1);
   const std::string_view name = text.substr(0, std::min(at, text.find('.')));
@@ -48,20 +56,11 @@ std::string identifierOf(std::string_view text) {
   return identifier;
 }
 
-struct EnvironmentLocale {
-  std::string text;
-  Locale locale{identifierOf("")};
-};
-
-}  // namespace
-
-namespace detail {
-
 const Locale& currentLocale() {
   if (const Locale* replacement = replaced.load(std::memory_order_acquire)) return *replacement;
   auto& known = PerThread<EnvironmentLocale>::current();
   if (const std::string_view text = environmentLocale(); text != known.text) {
-    known.locale = Locale(identifierOf(text));
+    known.locale = Locale(identifierOfSystemLocale(text));
     known.text = text;
   }
   return known.locale;

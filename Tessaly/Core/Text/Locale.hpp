@@ -101,6 +101,9 @@ namespace detail {
 /// `Locale::current()` without a copy. The reference is valid until the next call on this thread.
 [[nodiscard]] TESSALY_EXPORT const Locale& currentLocale();
 
+/// The identifier of a locale that the system names: language[_territory][.encoding][@modifier].
+[[nodiscard]] TESSALY_EXPORT std::string identifierOfSystemLocale(std::string_view name);
+
 }  // namespace detail
 
 }  // namespace Tessaly::inline v1

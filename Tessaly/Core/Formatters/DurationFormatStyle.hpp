@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A span of time in days, hours, minutes and seconds: "1 day, 2 hours".
+///
+/// `DateComponentsFormatter` writes "1:02:03", and ends at hours. The nearest standard facility is the output of
+/// `std::chrono::duration`, which knows no locale. A thread prepares a unit in about 100 us and keeps the last ones.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     auto style = DurationFormatStyle().locale(Locale("en"));
+///     std::cout << style.format(93'784);                      // 1 day, 2 hours, 3 minutes, 4 seconds
+///     std::cout << style.maximumUnitCount(2).format(93'784);  // 1 day, 2 hours
+class DurationFormatStyle {
+ public:
+  enum class Unit : std::uint8_t { day, hour, minute, second };
+  /// "1 hour, 2 minutes", "1 hr, 2 min", "1h 2m".
+  enum class Width : std::uint8_t { wide, abbreviated, narrow };
+
+  /// At first wide.
+  [[nodiscard]] DurationFormatStyle width(Width width) const { return with(&DurationFormatStyle::width_, width); }
+  /// The units from the largest to the smallest one. At first from days to seconds.
+  [[nodiscard]] DurationFormatStyle units(Unit largest, Unit smallest) const {
+    return with(&DurationFormatStyle::largest_, largest).with(&DurationFormatStyle::smallest_, smallest);
+  }
+  /// How many units are written at most, from the first that is not zero on. At first four; at least one.
+  [[nodiscard]] DurationFormatStyle maximumUnitCount(int count) const {
+    return with(&DurationFormatStyle::maximumUnitCount_, count < 1 ? 1 : count);
+  }
+  /// Absent, as at first: the current locale at every use.
+  [[nodiscard]] DurationFormatStyle locale(const std::optional<Locale>& locale) const {
+    return with(&DurationFormatStyle::locale_, locale);
+  }
+
+  /// The text of a span in seconds, cut toward zero to the smallest unit. Units that are zero are left out; the
+  /// smallest one stays where all are. The sign of a negative span stands before the first unit that is written. Empty
+  /// for what is not a finite number.
+  [[nodiscard]] TESSALY_EXPORT std::string format(double seconds) const;
+
+  friend bool operator==(const DurationFormatStyle&, const DurationFormatStyle&) noexcept = default;
+
+ private:
+  template <typename Value>
+  [[nodiscard]] DurationFormatStyle with(Value DurationFormatStyle::* member, const Value& value) const {
+    DurationFormatStyle changed = *this;
+    changed.*member = value;
+    return changed;
+  }
+
+  Width width_ = Width::wide;
+  Unit largest_ = Unit::day;
+  Unit smallest_ = Unit::second;
+  int maximumUnitCount_ = 4;
+  std::optional<Locale> locale_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+/// The locales of the formats, which desktops let the user choose apart from the language.
+///
+/// Each is the first of `LC_ALL`, the category's own variable and `LANG` that is not empty, without its encoding:
+/// "de_DE.UTF-8" is "de_DE". "C", "POSIX" and an environment without any of them give "en_US_POSIX".
+/// `Locale::current()` is the locale of the language (`LC_MESSAGES`), which styles use unless they name another one.
+/// The environment is read in every call: changing it meanwhile on another thread is a race. A `Locale::Replacement`
+/// changes nothing here.
+///
+/// The nearest standard facility is `std::setlocale`, which refuses locales that are not generated on the machine.
+///
+/// Thread contract: thread-safe.
+///
+///     auto style = NumberFormatStyle().locale(FormatsLocale::numeric());
+///     std::cout << style.format(0.5);  // 0,5 with LC_NUMERIC=de_DE.UTF-8
+namespace Tessaly::inline v1::FormatsLocale {
+
+/// `LC_TIME`: dates and times.
+[[nodiscard]] TESSALY_EXPORT Locale time();
+/// `LC_NUMERIC`: numbers and percentages.
+[[nodiscard]] TESSALY_EXPORT Locale numeric();
+/// `LC_MONETARY`: amounts of money.
+[[nodiscard]] TESSALY_EXPORT Locale monetary();
+/// `LC_MEASUREMENT`: the system of units.
+[[nodiscard]] TESSALY_EXPORT Locale measurement();
+
+}  // namespace Tessaly::inline v1::FormatsLocale

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/Locale.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// The units in which people of a country measure. `us` and `uk` differ in roads, heights and volumes.
+enum class MeasurementSystem : std::uint8_t { metric, us, uk };
+
+/// The system of a locale's country: that of "de_DE" is metric, that of "en" is the one of the United States.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] TESSALY_EXPORT MeasurementSystem measurementSystem(const Locale& locale);
+
+/// An amount of something in a unit.
+///
+/// Converting between units of different kinds stops the process.
+///
+/// Thread contract: thread-compatible.
+///
+///     Measurement marathon{42.195, Measurement::Unit::kilometer};
+///     double miles = marathon.converted(Measurement::Unit::mile).value;  // 26.2188
+struct Measurement {
+  enum class Unit : std::uint8_t {
+    celsius,
+    fahrenheit,
+    kelvin,
+    millimeter,
+    centimeter,
+    meter,
+    kilometer,
+    inch,
+    foot,
+    yard,
+    mile,
+    meterPerSecond,
+    kilometerPerHour,
+    milePerHour,
+    knot,
+    gram,
+    kilogram,
+    ounce,
+    pound,
+    milliliter,
+    liter,
+    fluidOunce,
+    gallon,
+    bytePerSecond,
+    kilobytePerSecond,
+    megabytePerSecond,
+    gigabytePerSecond,
+    bitPerSecond,
+    kilobitPerSecond,
+    megabitPerSecond,
+    gigabitPerSecond,
+  };
+  enum class Kind : std::uint8_t { temperature, length, speed, mass, volume, dataRate };
+
+  double value = 0;
+  Unit unit = Unit::meter;
+
+  [[nodiscard]] TESSALY_EXPORT static Kind kindOf(Unit unit) noexcept;
+  /// The same amount in another unit of the same kind. Data rates count in powers of 1,000.
+  [[nodiscard]] TESSALY_EXPORT Measurement converted(Unit target) const;
+
+  friend bool operator==(const Measurement&, const Measurement&) noexcept = default;
+};
+
+}  // namespace Tessaly::inline v1

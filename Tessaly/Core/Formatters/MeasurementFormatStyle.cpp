@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Formatters/MeasurementFormatStyle.hpp"
+
+#include <array>
+#include <cmath>
+#include <initializer_list>
+
+#include "Tessaly/Core/Formatters/FormatsLocale.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Unit = Measurement::Unit;
+using Kind = Measurement::Kind;
+
+/// ICU's identifiers, in the order of the units.
+constexpr std::array<const char*, 31> identifiers{"celsius",
+                                                  "fahrenheit",
+                                                  "kelvin",
+                                                  "millimeter",
+                                                  "centimeter",
+                                                  "meter",
+                                                  "kilometer",
+                                                  "inch",
+                                                  "foot",
+                                                  "yard",
+                                                  "mile",
+                                                  "meter-per-second",
+                                                  "kilometer-per-hour",
+                                                  "mile-per-hour",
+                                                  "knot",
+                                                  "gram",
+                                                  "kilogram",
+                                                  "ounce",
+                                                  "pound",
+                                                  "milliliter",
+                                                  "liter",
+                                                  "fluid-ounce",
+                                                  "gallon",
+                                                  "byte-per-second",
+                                                  "kilobyte-per-second",
+                                                  "megabyte-per-second",
+                                                  "gigabyte-per-second",
+                                                  "bit-per-second",
+                                                  "kilobit-per-second",
+                                                  "megabit-per-second",
+                                                  "gigabit-per-second"};
+static_assert(identifiers.size() == static_cast<std::size_t>(Unit::gigabitPerSecond) + 1);
+
+/// The first of the units, from the largest to the smallest, of which there is one or more; else the smallest.
+Measurement inLargest(const Measurement& measurement, std::initializer_list<Unit> units) {
+  Measurement result = measurement;
+  for (const Unit unit : units) {
+    result = measurement.converted(unit);
+    if (std::abs(result.value) >= 1) break;
+  }
+  return result;
+}
+
+Measurement lengthIn(MeasurementSystem system, const Measurement& length) {
+  switch (system) {
+    case MeasurementSystem::us:
+      return inLargest(length, {Unit::mile, Unit::foot, Unit::inch});
+    case MeasurementSystem::uk:
+      return inLargest(length, {Unit::mile, Unit::yard, Unit::inch});
+    case MeasurementSystem::metric:
+      break;
+  }
+  return inLargest(length, {Unit::kilometer, Unit::meter, Unit::centimeter, Unit::millimeter});
+}
+
+Measurement dataRateOf(const Measurement& rate) {
+  if (rate.unit >= Unit::bitPerSecond) {
+    return inLargest(rate,
+                     {Unit::gigabitPerSecond, Unit::megabitPerSecond, Unit::kilobitPerSecond, Unit::bitPerSecond});
+  }
+  return inLargest(rate,
+                   {Unit::gigabytePerSecond, Unit::megabytePerSecond, Unit::kilobytePerSecond, Unit::bytePerSecond});
+}
+
+Measurement inSystem(MeasurementSystem system, const Measurement& measurement) {
+  const bool isUS = system == MeasurementSystem::us;
+  switch (Measurement::kindOf(measurement.unit)) {
+    case Kind::temperature:
+      return measurement.converted(isUS ? Unit::fahrenheit : Unit::celsius);
+    case Kind::length:
+      return lengthIn(system, measurement);
+    case Kind::speed:
+      return measurement.converted(system == MeasurementSystem::metric ? Unit::kilometerPerHour : Unit::milePerHour);
+    case Kind::mass:
+      return isUS ? inLargest(measurement, {Unit::pound, Unit::ounce})
+                  : inLargest(measurement, {Unit::kilogram, Unit::gram});
+    case Kind::volume:
+      return isUS ? inLargest(measurement, {Unit::gallon, Unit::fluidOunce})
+                  : inLargest(measurement, {Unit::liter, Unit::milliliter});
+    case Kind::dataRate:
+      return dataRateOf(measurement);
+  }
+  return measurement;
+}
+
+}  // namespace
+
+Measurement MeasurementFormatStyle::suited(const Measurement& measurement) const {
+  if (choice_ == UnitChoice::asGiven) return measurement;
+  if (system_) return inSystem(*system_, measurement);
+  return inSystem(measurementSystem(locale_ ? *locale_ : FormatsLocale::measurement()), measurement);
+}
+
+detail::NumberShape MeasurementFormatStyle::shapeOf(Measurement::Unit unit) const {
+  detail::NumberShape shape = shape_;
+  shape.unit = identifiers[static_cast<std::size_t>(unit)];
+  return shape;
+}
+
+std::string MeasurementFormatStyle::format(const Measurement& measurement) const {
+  const Measurement shown = suited(measurement);
+  return detail::numberText(identifier(), shapeOf(shown.unit), shown.value);
+}
+
+std::string MeasurementFormatStyle::formatRange(const Measurement& lower, const Measurement& upper) const {
+  const Measurement first = suited(lower);
+  return detail::numberRangeText(identifier(), shapeOf(first.unit), first.value, upper.converted(first.unit).value);
+}
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Tessaly/Core/Formatters/Measurement.hpp"
+#include "Tessaly/Core/Formatters/detail/NumericStyle.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A measurement in the units of the reader: "12 km", "7.5 mi", "54°F". Up to one fraction digit at first.
+///
+/// The unit follows the measurement system of the formats (`FormatsLocale::measurement()`), or of the style's locale if
+/// it names one. The unit's size follows the amount: 0.4 km is "400 m". `ByteCountFormatStyle` writes sizes of files.
+/// The standard library has nothing like it. The cost is as of `NumberFormatStyle`.
+///
+/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+///
+///     auto style = MeasurementFormatStyle().locale(Locale("en_US"));
+///     std::cout << style.format({12, Measurement::Unit::kilometer});  // 7.5 mi
+///     auto metric = style.system(MeasurementSystem::metric);
+///     std::cout << metric.format({0.4, Measurement::Unit::kilometer});  // 400 m
+class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyle> {
+ public:
+  /// "12 kilometers", "12 km", "12km".
+  enum class Width : std::uint8_t { wide, abbreviated, narrow };
+  /// The unit that suits the reader and the amount, or the one of the measurement.
+  enum class UnitChoice : std::uint8_t { automatic, asGiven };
+
+  MeasurementFormatStyle() {
+    shape_.kind = detail::NumberShape::Kind::measure;
+    shape_.maximumFraction = 1;
+  }
+
+  /// At first abbreviated.
+  [[nodiscard]] MeasurementFormatStyle width(Width width) const {
+    using Shape = detail::NumberShape::Width;
+    return changed([&](MeasurementFormatStyle& style) {
+      style.shape_.width = width == Width::wide     ? Shape::wide
+                           : width == Width::narrow ? Shape::narrow
+                                                    : Shape::abbreviated;
+    });
+  }
+  /// At first automatic.
+  [[nodiscard]] MeasurementFormatStyle unit(UnitChoice choice) const {
+    return changed([&](MeasurementFormatStyle& style) { style.choice_ = choice; });
+  }
+  /// Absent, as at first: the system of the style's locale, or of the formats.
+  [[nodiscard]] MeasurementFormatStyle system(const std::optional<MeasurementSystem>& system) const {
+    return changed([&](MeasurementFormatStyle& style) { style.system_ = system; });
+  }
+
+  [[nodiscard]] TESSALY_EXPORT std::string format(const Measurement& measurement) const;
+  /// The same with both in the unit of the first. The second may be in another unit of the same kind.
+  [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Measurement& lower, const Measurement& upper) const;
+
+  friend bool operator==(const MeasurementFormatStyle&, const MeasurementFormatStyle&) noexcept = default;
+
+ private:
+  friend detail::NumericStyle<MeasurementFormatStyle>;
+
+  [[nodiscard]] Measurement suited(const Measurement& measurement) const;
+  [[nodiscard]] detail::NumberShape shapeOf(Measurement::Unit unit) const;
+
+  UnitChoice choice_ = UnitChoice::automatic;
+  std::optional<MeasurementSystem> system_;
+};
+
+}  // namespace Tessaly::inline v1
