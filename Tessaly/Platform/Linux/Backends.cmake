@@ -23,6 +23,7 @@ tessaly_backend(Pasteboard
 tessaly_backend(Power SOURCES BusPower.cpp LIBRARIES Foundation Locks PACKAGES systemd)
 tessaly_backend(Settings
   SOURCES
-    DelayedWork.cpp JournaledUserDefaults.cpp JournaledUserDefaultsChanges.cpp JournaledUserDefaultsCheckpoint.cpp
-    JournaledUserDefaultsJournal.cpp SettingsFiles.cpp
+    DelayedWork.cpp JournaledUserDefaults.cpp SettingsCheckpointer.cpp SettingsFileSystem.cpp SettingsFiles.cpp
+    SettingsJournalFile.cpp SettingsListFile.cpp SettingsStore.cpp SettingsStoreLists.cpp SettingsStoreLoading.cpp
+    SettingsStoreRecovery.cpp SettingsWatcher.cpp
   LIBRARIES Logging)

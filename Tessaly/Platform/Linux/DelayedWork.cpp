@@ -6,6 +6,7 @@
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
+#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -31,6 +32,7 @@ std::shared_ptr<DelayedWork> DelayedWork::make(Clock& clock, std::function<void(
 void DelayedWork::schedule(std::chrono::nanoseconds delay) {
   const UnfairLock::Guard guard(lock_);
   if (calls_.isClosed() || isDue_) return;
+  if (&clock_ == &ContinuousClock::shared() && !Reactor::start()) return;
   const Clock::Instant deadline = clock_.now() + delay;
   if (scheduled_ != nullptr && (this->deadline() <= deadline || !clock_.remove(*this))) return;
   scheduled_ = shared_from_this();

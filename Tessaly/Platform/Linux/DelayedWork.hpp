@@ -20,6 +20,7 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
  public:
   static std::shared_ptr<DelayedWork> make(Clock& clock, std::function<void()> work);
 
+  /// Does nothing while the process has no descriptors left for the clock's thread.
   void schedule(std::chrono::nanoseconds delay);
   /// Afterwards the work is not, and will not be, under way: what has begun on another thread is waited for.
   void cancel() noexcept;

@@ -3,41 +3,17 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
-#include "Tessaly/Core/Foundation/detail/AvailableMemory.hpp"
 
 namespace Tessaly::inline v1::detail {
-namespace {
-
-constexpr std::size_t largeRead = std::size_t{64} << 20;
-
-}  // namespace
-
-int lockFile(int descriptor, LockMode mode, Patience patience) noexcept {
-  const int operation = (mode == LockMode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-  using Clock = std::chrono::steady_clock;
-  std::optional<Clock::time_point> end;
-  for (auto pause = std::chrono::microseconds(10);; pause = std::min(pause * 2, std::chrono::microseconds(100))) {
-    if (::flock(descriptor, operation) == 0) return 0;
-    if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK || patience == Patience::none) return errno;
-    if (!end) end = Clock::now() + lockPatience;
-    if (Clock::now() > *end) return EWOULDBLOCK;
-    std::this_thread::sleep_for(pause);
-  }
-}
 
 FileIdentity identityOf(const struct stat& status) noexcept {
   return {.inode = status.st_ino,
@@ -45,110 +21,97 @@ FileIdentity identityOf(const struct stat& status) noexcept {
           .modified = static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec};
 }
 
-FileIdentity identityAt(const std::string& path) noexcept {
-  struct stat status{};
-  return ::stat(path.c_str(), &status) == 0 ? identityOf(status) : FileIdentity{};
+FileIdentity identityAt(const std::string& path, SettingsFileSystem& files) {
+  const auto status = files.status(path);
+  return status ? identityOf(*status) : FileIdentity{};
 }
 
-std::optional<FileContents> readFile(const std::string& path) {
-  const OwnedDescriptor file = openFile(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (!file.isOpen()) return std::nullopt;
-  struct stat before{};
-  if (::fstat(file.get(), &before) != 0) return std::nullopt;
-  if (!S_ISREG(before.st_mode)) {
-    errno = S_ISDIR(before.st_mode) ? EISDIR : EINVAL;
-    return std::nullopt;
-  }
-  FileContents contents{.bytes = {}, .identity = identityOf(before)};
-  if (const int error = readAt(file.get(), 0, static_cast<std::size_t>(before.st_size), contents.bytes)) {
-    errno = error;
-    return std::nullopt;
-  }
-  struct stat after{};
-  if (::fstat(file.get(), &after) != 0 || identityOf(after) != contents.identity) {
-    errno = EAGAIN;
-    return std::nullopt;
-  }
+ino_t inodeAt(const std::string& path, SettingsFileSystem& files) {
+  const auto status = files.status(path);
+  return status ? status->st_ino : 0;
+}
+
+StoreResult<FileContents> readFile(const std::string& path, SettingsFileSystem& files) {
+  const auto file = files.open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file) return std::unexpected(file.error());
+  const auto before = files.status(file->get());
+  if (!before) return std::unexpected(before.error());
+  if (!S_ISREG(before->st_mode)) return failure(StoreFault::notAFile, S_ISDIR(before->st_mode) ? EISDIR : EINVAL);
+  FileContents contents{.bytes = {}, .identity = identityOf(*before)};
+  const auto read = files.read(file->get(), 0, static_cast<std::size_t>(before->st_size), contents.bytes);
+  if (!read) return std::unexpected(read.error());
+  const auto after = files.status(file->get());
+  if (!after) return std::unexpected(after.error());
+  if (identityOf(*after) != contents.identity) return failure(StoreFault::system, EAGAIN);
   return contents;
 }
 
-int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes) {
-  // Somebody may have made a file larger than all memory, which to ask for would end the process.
-  if (size >= largeRead && static_cast<std::int64_t>(size) > availableMemory()) return ENOMEM;
-  bytes.resize(size);
-  const Transferred received = readFullAt(descriptor, bytes.data(), size, static_cast<off_t>(offset));
-  bytes.resize(received.count);
-  return received.error;
+StoreResult<> makeDirectories(const std::string& path, SettingsFileSystem& files) {
+  const auto made = files.createDirectory(path);
+  if (made || made.error().errorCode != ENOENT) return made;
+  const std::string above = directoryOfPath(path);
+  if (above == path) return made;
+  if (const auto result = makeDirectories(above, files); !result) return result;
+  return files.createDirectory(path);
 }
 
-int reserve(int descriptor, std::uint64_t offset, std::uint64_t size) noexcept {
-  if (::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset), static_cast<off_t>(size)) == 0) return 0;
-  return errno == EOPNOTSUPP || errno == ENOSYS || errno == EINTR ? 0 : errno;
-}
-
-int makeFolders(const std::string& path) {
-  if (::mkdir(path.c_str(), 0700) == 0) return 0;
-  if (errno == EEXIST) return 0;
-  if (errno != ENOENT) return errno;
-  const std::string above = folderOfPath(path);
-  if (above == path) return ENOENT;
-  if (const int error = makeFolders(above)) return error;
-  return ::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST ? 0 : errno;
-}
-
-std::string followed(const std::string& path) {
+std::string followed(const std::string& path, SettingsFileSystem& files) {
   std::string current = path;
   for (int links = 0; links < 40; ++links) {
-    std::array<char, PATH_MAX> target{};
-    const ssize_t size = ::readlink(current.c_str(), target.data(), target.size());
-    if (size < 0) return current;
-    const std::string_view next(target.data(), static_cast<std::size_t>(size));
-    current = next.starts_with('/') ? std::string(next) : folderOfPath(current) + '/' + std::string(next);
+    const auto next = files.readLink(current);
+    if (!next) return current;
+    current = next->starts_with('/') ? *next : directoryOfPath(current) + '/' + *next;
   }
   return path;
 }
 
-std::string folderOfPath(const std::string& path) {
+std::string directoryOfPath(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-int synchronizeFolder(const std::string& path) noexcept {
-  const OwnedDescriptor folder = openFile(path.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!folder.isOpen()) return errno == EACCES ? 0 : errno;
-  return ::fsync(folder.get()) == 0 || errno == EINVAL ? 0 : errno;
+StoreResult<> synchronizeDirectory(const std::string& path, SettingsFileSystem& files) {
+  const auto directory = files.open(path, O_RDONLY | O_DIRECTORY);
+  if (directory) return files.synchronize(directory->get());
+  if (directory.error().errorCode == EACCES) return {};
+  return std::unexpected(directory.error());
 }
 
-void removeAbandoned(const std::string& beginning) {
+void removeAbandoned(const std::string& beginning, SettingsFileSystem& files) {
   const auto limit = std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1);
   std::error_code error;
-  for (std::filesystem::directory_iterator entry(folderOfPath(beginning), error), end; !error && entry != end;
+  for (std::filesystem::directory_iterator entry(directoryOfPath(beginning), error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string& path = entry->path().native();
     const bool isNumbered = path.starts_with(beginning) && path.size() > beginning.size() &&
                             path.find_first_not_of("0123456789", beginning.size()) == std::string::npos;
     std::error_code ignored;
     if (!isNumbered || !entry->is_regular_file(ignored)) continue;
-    if (entry->last_write_time(ignored) < limit && !ignored) std::filesystem::remove(entry->path(), ignored);
+    if (entry->last_write_time(ignored) < limit && !ignored) static_cast<void>(files.remove(path));
   }
 }
 
-std::optional<std::string> setAside(const std::string& path, const std::string& as) {
+StoreResult<std::string> setAside(const std::string& path, const std::string& as, SettingAside manner,
+                                  SettingsFileSystem& files) {
   const std::filesystem::path whole(as);
   const std::string stem = (whole.parent_path() / whole.stem()).string() + ".damaged";
   for (int number = 1; number <= 1000; ++number) {
     std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + whole.extension().string();
-    if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0) return name;
-    if (errno == EEXIST) continue;
-    if (errno != EINVAL && errno != ENOSYS) return std::nullopt;
-    if (!identityAt(name).isNone()) continue;
-    if (::rename(path.c_str(), name.c_str()) == 0) return name;
-    return std::nullopt;
+    auto result =
+        manner == SettingAside::keepBoth ? files.link(path, name) : files.rename(path, name, Replacing::refuse);
+    if (!result && manner == SettingAside::move &&
+        (result.error().errorCode == EINVAL || result.error().errorCode == ENOSYS)) {
+      // A file system without that flag.
+      if (!identityAt(name, files).isNone()) continue;
+      result = files.rename(path, name, Replacing::replace);
+    }
+    if (result) return name;
+    if (result.error().errorCode != EEXIST) return std::unexpected(result.error());
   }
-  return std::nullopt;
+  return failure(StoreFault::system, EEXIST);
 }
 
-std::optional<std::string> settingsFolder(std::string_view identifier) {
+std::optional<std::string> settingsDirectory(std::string_view identifier) {
   if (identifier.empty() || identifier == "." || identifier == ".." || identifier.size() > NAME_MAX ||
       identifier.find('/') != std::string_view::npos || identifier.find('\0') != std::string_view::npos) {
     return std::nullopt;

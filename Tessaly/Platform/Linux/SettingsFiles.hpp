@@ -3,61 +3,51 @@
 
 #include <sys/stat.h>
 
-#include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
+#include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-enum class LockMode : std::uint8_t { shared, exclusive };
-enum class Patience : std::uint8_t { none, some };
-
-/// How long a lock is waited for at most: its holder may have been stopped.
-inline constexpr std::chrono::seconds lockPatience{2};
-
-/// Takes an advisory lock of a whole file. The error code.
-[[nodiscard]] int lockFile(int descriptor, LockMode mode, Patience patience) noexcept;
-
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
 /// None where there is no file.
-[[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path) noexcept;
+[[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path,
+                                                     SettingsFileSystem& files = SettingsFileSystem::shared());
+/// 0 where nothing stands.
+[[nodiscard]] ino_t inodeAt(const std::string& path, SettingsFileSystem& files);
 
 struct FileContents {
   std::string bytes;
   FileIdentity identity;
 };
-/// A whole regular file; nothing, with `errno` set, when it cannot be read or changes meanwhile (EAGAIN).
-[[nodiscard]] TESSALY_EXPORT std::optional<FileContents> readFile(const std::string& path);
+/// A whole regular file. A file that changes meanwhile is a system problem (EAGAIN).
+[[nodiscard]] TESSALY_EXPORT StoreResult<FileContents> readFile(
+    const std::string& path, SettingsFileSystem& files = SettingsFileSystem::shared());
 
-/// Reads so many bytes, or as many as there are. The error code.
-[[nodiscard]] int readAt(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
-/// Has room for so many bytes behind the offset without changing the size. The error code; 0 where nobody can say.
-[[nodiscard]] int reserve(int descriptor, std::uint64_t offset, std::uint64_t size) noexcept;
+/// Makes a directory and those above it, for this user only.
+[[nodiscard]] StoreResult<> makeDirectories(const std::string& path, SettingsFileSystem& files);
+/// The path that a symbolic link leads to in the end; the path itself if it is no link.
+[[nodiscard]] std::string followed(const std::string& path, SettingsFileSystem& files);
+[[nodiscard]] std::string directoryOfPath(const std::string& path);
+/// Writes the entries of a directory to the disk. Succeeds for a directory that may not be opened.
+[[nodiscard]] StoreResult<> synchronizeDirectory(const std::string& path, SettingsFileSystem& files);
+/// Removes the files whose paths are this beginning and a number, if they are older than a minute: a process was
+/// killed while it wrote them.
+void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
-/// Makes a folder and those above it, for this user only. The error code.
-[[nodiscard]] int makeFolders(const std::string& path);
-/// Where the path leads in the end, if it is a symbolic link; the path itself if not.
-[[nodiscard]] std::string followed(const std::string& path);
-[[nodiscard]] std::string folderOfPath(const std::string& path);
-/// Writes what is known of a folder's entries to the disk. The error code; 0 where folders cannot be written so, or
-/// this one not be opened.
-[[nodiscard]] int synchronizeFolder(const std::string& path) noexcept;
-/// Removes the files whose paths are this beginning and a number, and that nobody has written to for a minute: their
-/// writers were killed.
-void removeAbandoned(const std::string& beginning);
-/// Renames the file to the first free one of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, as
-/// if it had the other path. The new path, or nothing.
-[[nodiscard]] std::optional<std::string> setAside(const std::string& path, const std::string& as);
-[[nodiscard]] inline std::optional<std::string> setAside(const std::string& path) { return setAside(path, path); }
+/// Whether the file that is set aside keeps its own name, too.
+enum class SettingAside : std::uint8_t { move, keepBoth };
+/// Gives a file the first free name of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, made from
+/// the other path. The new path.
+[[nodiscard]] StoreResult<std::string> setAside(const std::string& path, const std::string& as, SettingAside manner,
+                                                SettingsFileSystem& files);
 
-/// Where the settings of an application stand: `$XDG_CONFIG_HOME/<identifier>`, or in `.config` in the home folder.
-/// Nothing when there is no such place, or the identifier cannot name a folder.
-[[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsFolder(std::string_view identifier);
+/// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or in `.config` in the home directory.
+/// Nothing when there is no such place, or the identifier cannot name a directory.
+[[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsDirectory(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace Tessaly::inline v1::detail {
@@ -46,6 +47,13 @@ std::uint32_t magicOf(std::uint64_t nonce) noexcept {
   return static_cast<std::uint32_t>(nonce >> 32 ^ nonce) | 0x0100'0001u;
 }
 
+std::array<char, 4> magicBytes(std::uint64_t nonce) noexcept {
+  const std::uint32_t magic = magicOf(nonce);
+  std::array<char, 4> bytes{};
+  for (std::size_t i = 0; i < 4; ++i) bytes[i] = static_cast<char>(magic >> (8 * i));
+  return bytes;
+}
+
 std::uint32_t seedOf(std::uint64_t nonce) noexcept {
   std::string bytes;
   put(bytes, nonce, 8);
@@ -86,7 +94,7 @@ std::string JournalHeader::encoded() const {
   put(out, nonce, 8);
   put(out, predecessor, 8);
   putIdentity(out, checkpoint);
-  put(out, 0, 4);
+  put(out, lineage, 4);
   put(out, checksum(0, out), 4);
   return out;
 }
@@ -101,17 +109,30 @@ std::optional<JournalHeader> JournalHeader::from(std::string_view bytes) noexcep
   header.nonce = get(bytes, 16, 8);
   header.predecessor = get(bytes, 24, 8);
   header.checkpoint = identityAt(bytes, 32);
+  header.lineage = static_cast<std::uint32_t>(get(bytes, 56, 4));
   return header;
 }
 
 std::optional<FileIdentity> JournalRecord::identity() const noexcept {
-  if (kind < Kind::checkpoint || value.size() != 24) return std::nullopt;
+  if (kind < Kind::checkpoint || kind > Kind::adoptionWithUnknownChanges || value.size() != 24) return std::nullopt;
   return identityAt(value, 0);
 }
 
 std::string JournalRecord::encodedIdentity(const FileIdentity& identity) {
   std::string out;
   putIdentity(out, identity);
+  return out;
+}
+
+std::optional<JournalRecord::Restoration> JournalRecord::restoration() const noexcept {
+  if (kind != Kind::restoration || value.size() != 16) return std::nullopt;
+  return Restoration{.nonce = get(value, 0, 8), .offset = get(value, 8, 8)};
+}
+
+std::string JournalRecord::encodedRestoration(const Restoration& restoration) {
+  std::string out;
+  put(out, restoration.nonce, 8);
+  put(out, restoration.offset, 8);
   return out;
 }
 
@@ -132,17 +153,12 @@ std::string JournalRecord::encoded(std::uint64_t nonce) const {
   return out;
 }
 
-std::optional<JournalRecord> JournalReader::next() noexcept {
-  const std::uint32_t magic = magicOf(nonce_);
+std::optional<JournalRecord> JournalReader::next() {
   const std::uint32_t seed = seedOf(nonce_);
-  const auto magicBytes = [&] {
-    std::array<char, 4> bytes{};
-    for (std::size_t i = 0; i < 4; ++i) bytes[i] = static_cast<char>(magic >> (8 * i));
-    return bytes;
-  }();
+  const auto magic = magicBytes(nonce_);
   std::size_t at = position_;
   for (;;) {
-    at = bytes_.find(std::string_view(magicBytes.data(), magicBytes.size()), at);
+    at = bytes_.find(std::string_view(magic.data(), magic.size()), at);
     if (at == std::string_view::npos || bytes_.size() - at < JournalRecord::overhead) return std::nullopt;
     const std::uint64_t length = get(bytes_, at + 8, 8);
     if (length >= smallestBody && length <= bytes_.size() - at - bodyOffset) {
@@ -154,13 +170,60 @@ std::optional<JournalRecord> JournalReader::next() noexcept {
         record.kind = static_cast<JournalRecord::Kind>(bytes_[at + bodyOffset + 8]);
         record.key = bytes_.substr(at + JournalRecord::overhead, static_cast<std::size_t>(keySize));
         record.value = checked.substr(8 + smallestBody + static_cast<std::size_t>(keySize));
-        skipped_ += at - position_;
+        if (at != position_) skip(bytes_.substr(position_, at - position_), damaged_);
         position_ = at + bodyOffset + static_cast<std::size_t>(length);
         return record;
       }
     }
     ++at;
   }
+}
+
+void JournalReader::skip(std::string_view gap, std::vector<std::string_view>& damaged) const {
+  const auto magic = magicBytes(nonce_);
+  const std::string_view word(magic.data(), magic.size());
+  while (!gap.empty()) {
+    const std::string_view part = gap.substr(0, gap.find(word, 1));
+    gap.remove_prefix(part.size());
+    // A part that is shorter than its record says was cut: its writer was killed before the write was acknowledged.
+    const bool isCut =
+        part.size() < JournalRecord::overhead || (part.starts_with(word) && get(part, 8, 8) > part.size() - bodyOffset);
+    if (!isCut) damaged.push_back(part);
+  }
+}
+
+std::vector<std::string_view> JournalReader::damagedAtEnd() const {
+  std::vector<std::string_view> damaged;
+  skip(bytes_.substr(position_), damaged);
+  return damaged;
+}
+
+std::optional<std::string_view> keyOfDamagedRecord(std::string_view bytes) noexcept {
+  if (bytes.size() < JournalRecord::overhead) return std::nullopt;
+  const std::uint64_t size = get(bytes, bodyOffset + 9, 4);
+  if (size > bytes.size() - JournalRecord::overhead) return std::nullopt;
+  return bytes.substr(JournalRecord::overhead, static_cast<std::size_t>(size));
+}
+
+std::optional<JournalContents> JournalContents::from(std::string_view bytes, std::uint64_t likelyNonce) {
+  JournalContents contents{.header = {}, .records = bytes.substr(std::min(bytes.size(), JournalHeader::size))};
+  if (const auto header = JournalHeader::from(bytes)) {
+    contents.header = *header;
+    return contents;
+  }
+  contents.isHeaderDamaged = true;
+  const auto hasRecords = [&](std::uint64_t nonce) {
+    contents.header.nonce = nonce;
+    return JournalReader(contents.records, nonce).next().has_value();
+  };
+  if (contents.records.empty()) return std::nullopt;
+  if (likelyNonce != 0 && hasRecords(likelyNonce)) return contents;
+  const std::uint64_t nonce = get(bytes, 16, 8);
+  if (hasRecords(nonce)) return contents;
+  for (int bit = 0; bit < 64; ++bit) {
+    if (hasRecords(nonce ^ std::uint64_t{1} << bit)) return contents;
+  }
+  return std::nullopt;
 }
 
 }  // namespace Tessaly::inline v1::detail

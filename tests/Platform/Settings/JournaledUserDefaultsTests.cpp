@@ -20,7 +20,9 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/ContentsOf.hpp"
@@ -67,6 +69,16 @@ class JournaledUserDefaultsTest : public ::testing::Test {
   void replace(const Dictionary& values, PropertyListFormat format = PropertyListFormat::binary) {
     write(above() + "/other", PropertyListSerialization::data(values, format).text());
     std::filesystem::rename(above() + "/other", plist());
+  }
+  /// Releases a store while time passes, so that its waits end.
+  void releaseWhileTimePasses(Store& store) {
+    std::jthread passing([this](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+        clock_.advance(std::chrono::milliseconds(10));
+        std::this_thread::yield();
+      }
+    });
+    store.reset();
   }
   void makeFolder() { std::filesystem::create_directories(folder()); }
 
@@ -209,7 +221,10 @@ TEST_F(JournaledUserDefaultsTest, WritesWhileItsCheckpointWaitsForAnother) {
     isDone = true;
   });
   int writes = 0;
-  while (!isDone) store->set(++writes, "b");
+  while (!isDone) {
+    store->set(++writes, "b");
+    if (writes > 100) clock_.advance(std::chrono::milliseconds(1));
+  }
   checkpoint.join();
   EXPECT_FALSE(isStored);  // It was waited for in vain.
   EXPECT_GT(writes, 100);
@@ -463,7 +478,7 @@ TEST_F(JournaledUserDefaultsTest, DoesNotTakeTheValuesOfADamagedFileWithItWhenIt
   ASSERT_TRUE(last->synchronize());
   write(plist(), "damaged");
   last->set(2, "b");
-  last.reset();
+  releaseWhileTimePasses(last);
   EXPECT_EQ(contentsOf(folder() + "/Settings.damaged.plist"), "damaged");
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
@@ -475,12 +490,15 @@ TEST_F(JournaledUserDefaultsTest, WaitsAtItsEndForAFileThatIsHalfWritten) {
   ASSERT_TRUE(last->synchronize());
   write(plist(), "<plist><dict><key>a</key>");
   last->set(2, "c");
-  std::thread other([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    write(plist(), "<plist><dict><key>a</key><true/></dict></plist>");
+  std::atomic<bool> hasEnded = false;
+  std::thread ending([&] {
+    last.reset();
+    hasEnded = true;
   });
-  last.reset();
-  other.join();
+  clock_.advance(JournaledUserDefaults::damageDelay / 2);
+  EXPECT_FALSE(hasEnded);
+  write(plist(), "<plist><dict><key>a</key><true/></dict></plist>");
+  ending.join();
   EXPECT_FALSE(std::filesystem::exists(folder() + "/Settings.damaged.plist"));
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", true}, {"c", 2}}));
 }
@@ -617,7 +635,7 @@ TEST_F(JournaledUserDefaultsTest, HearsOfTheChangeOfAWriterThatWasStoppedForLong
   const OtherWriter writer(journal());
   writer.append(detail::JournalRecord::Kind::set, "a",
                 PropertyListSerialization::data("new", PropertyListFormat::binary).text());
-  std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+  clock_.advance(std::chrono::seconds(3));
   EXPECT_TRUE(recorder->calls().empty());
   writer.release();
   ASSERT_TRUE(waitUntil([&] {

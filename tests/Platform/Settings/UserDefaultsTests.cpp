@@ -40,7 +40,7 @@ TEST(UserDefaults, StandsInTheFolderOfTheBundlesIdentifier) {
 
 TEST(UserDefaults, StandsUnderTheExecutablesNameWithoutAnIdentifier) {
   const std::string& home = configuration();
-  EXPECT_EQ(UserDefaults::standard()->status().folder, home + "/PlatformSettingsTests");
+  EXPECT_EQ(UserDefaults::standard()->status().folder, home + "/SettingsTests");
 }
 
 TEST(UserDefaults, IsReplacedAndComesBack) {
@@ -57,20 +57,20 @@ TEST(UserDefaults, IsReplacedAndComesBack) {
 TEST(UserDefaults, AreInTheConfigurationFolderOrTheHomeFolder) {
   ::setenv("HOME", "/home/me", 1);
   ::setenv("XDG_CONFIG_HOME", "/config", 1);
-  EXPECT_EQ(detail::settingsFolder("app"), "/config/app");
+  EXPECT_EQ(detail::settingsDirectory("app"), "/config/app");
   ::setenv("XDG_CONFIG_HOME", "relative", 1);
-  EXPECT_EQ(detail::settingsFolder("app"), "/home/me/.config/app");
+  EXPECT_EQ(detail::settingsDirectory("app"), "/home/me/.config/app");
   ::unsetenv("XDG_CONFIG_HOME");
-  EXPECT_EQ(detail::settingsFolder("app"), "/home/me/.config/app");
+  EXPECT_EQ(detail::settingsDirectory("app"), "/home/me/.config/app");
   ::setenv("HOME", "relative", 1);
-  EXPECT_EQ(detail::settingsFolder("app"), std::nullopt);
+  EXPECT_EQ(detail::settingsDirectory("app"), std::nullopt);
 }
 
 TEST(UserDefaults, HaveNoFolderForAnIdentifierThatCannotNameOne) {
   ::setenv("XDG_CONFIG_HOME", "/config", 1);
   using namespace std::string_literals;
   for (const std::string& identifier : {""s, "."s, ".."s, "a/b"s, "a\0b"s, std::string(300, 'a')}) {
-    EXPECT_EQ(detail::settingsFolder(identifier), std::nullopt) << identifier;
+    EXPECT_EQ(detail::settingsDirectory(identifier), std::nullopt) << identifier;
   }
 }
 
@@ -83,7 +83,7 @@ TEST(UserDefaultsDeathTest, WriteThePropertyListAtANormalExit) {
         std::exit(0);
       },
       ::testing::ExitedWithCode(0), "");
-  EXPECT_TRUE(std::filesystem::exists(home.path() + "/PlatformSettingsTests/Settings.plist"));
+  EXPECT_TRUE(std::filesystem::exists(home.path() + "/SettingsTests/Settings.plist"));
 }
 
 }  // namespace

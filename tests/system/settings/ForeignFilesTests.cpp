@@ -20,6 +20,7 @@
 
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/OutputOf.hpp"

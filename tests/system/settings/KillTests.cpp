@@ -21,6 +21,7 @@
 
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly::inline v1 {

@@ -25,7 +25,7 @@ class OwnedDescriptor {
 
   [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
   [[nodiscard]] int get() const noexcept { return descriptor_; }
-  /// Gives the descriptor to the caller, who closes it.
+  /// Hands the descriptor over to the caller, which closes it.
   [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
  private:

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <string>
 #include <system_error>
@@ -15,6 +16,7 @@
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
@@ -23,10 +25,7 @@ namespace {
 
 constexpr std::uint64_t timerKey = 0;
 
-int checked(int descriptor) {
-  if (descriptor < 0) fatalError("The reactor could not make its descriptors", "Tessaly/Reactor", __LINE__);
-  return descriptor;
-}
+constinit std::atomic<Reactor*> started{nullptr};
 
 /// The descriptor is closed, cannot be polled, has a source already, or exceeds the user's limit.
 [[noreturn]] void stopUnwatchable(int descriptor, int error) {
@@ -50,13 +49,23 @@ struct Sources {
 }  // namespace
 
 Reactor& Reactor::shared() noexcept {
-  static Reactor* const reactor = new Reactor;
-  return *reactor;
+  if (!start()) fatalError("The reactor could not make its descriptors", "Tessaly/Reactor", __LINE__);
+  return *started.load(std::memory_order_acquire);
 }
 
-Reactor::Reactor()
-    : epoll_(checked(::epoll_create1(EPOLL_CLOEXEC))),
-      timerDescriptor_(checked(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK))) {
+bool Reactor::start() noexcept {
+  if (started.load(std::memory_order_acquire) != nullptr) return true;
+  static constinit UnfairLock lock;
+  const UnfairLock::Guard guard(lock);
+  if (started.load(std::memory_order_relaxed) != nullptr) return true;
+  OwnedDescriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+  OwnedDescriptor timer(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK));
+  if (!epoll.isOpen() || !timer.isOpen()) return false;
+  started.store(new Reactor(epoll.release(), timer.release()), std::memory_order_release);
+  return true;
+}
+
+Reactor::Reactor(int epoll, int timer) : epoll_(epoll), timerDescriptor_(timer) {
   epoll_event event{.events = EPOLLIN, .data = {.u64 = timerKey}};
   ::epoll_ctl(epoll_, EPOLL_CTL_ADD, timerDescriptor_, &event);
   startLibraryThread("tessaly-reactor", [this] { work(); });

@@ -19,7 +19,10 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
  public:
+  /// Stops the process if the reactor cannot be started.
   static Reactor& shared() noexcept;
+  /// Starts the reactor if it does not run yet. False while the process has no descriptors left for it.
+  static bool start() noexcept;
 
   void add(ClockTimer& timer);
   bool remove(ClockTimer& timer) noexcept;
@@ -27,7 +30,7 @@ class TESSALY_EXPORT Reactor {
  private:
   friend class DescriptorSource;
 
-  Reactor();
+  Reactor(int epoll, int timer);
   [[noreturn]] void work();
   void fireDueTimers();
   void rearm() TESSALY_REQUIRES(lock_);

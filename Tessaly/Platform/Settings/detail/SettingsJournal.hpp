@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
 
@@ -37,6 +38,9 @@ struct JournalHeader {
   std::uint64_t predecessor = 0;
   /// The property list that was current when the journal began.
   FileIdentity checkpoint = {};
+  /// Random in a journal that is made where none is, and handed on by each checkpoint: a journal of another lineage
+  /// need not hold what the former one held. 0 in journals of versions that did not know it.
+  std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
   /// Nothing when the bytes are no header. A header of a later version has only its version; the checksum stands at the
@@ -58,6 +62,9 @@ struct JournalRecord {
     adoption = 5,
     /// As before, and the file holds changes by other programs that no record tells: read everything again.
     adoptionWithUnknownChanges = 6,
+    /// The records before this one are what a process had read of another journal that was lost. Former versions ignore
+    /// this kind.
+    restoration = 7,
   };
   /// Whose records tell of another program's changes to the property list, which hold there.
   static constexpr std::uint64_t otherProgram = 0;
@@ -73,13 +80,22 @@ struct JournalRecord {
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
+  /// How far a process had read the journal that was lost.
+  struct Restoration {
+    std::uint64_t nonce = 0;
+    std::uint64_t offset = 0;
+  };
+  /// What a record of the kind `restoration` says.
+  [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const noexcept;
+  [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
+
   [[nodiscard]] TESSALY_EXPORT std::string encoded(std::uint64_t nonce) const;
   /// The bytes that a record takes besides its key and value.
   static constexpr std::size_t overhead = 29;
 };
 
-/// Finds the records in a part of a journal, and skips what is none: a record that a process was killed in the middle
-/// of is followed by those of others.
+/// Finds the records in a part of a journal, and skips everything else: the half record of a killed process is followed
+/// by the records of others.
 ///
 /// Thread contract: thread-compatible.
 class JournalReader {
@@ -88,17 +104,38 @@ class JournalReader {
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
   /// The next record, whose texts are those of the bytes; nothing when no more is whole.
-  [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next() noexcept;
+  [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
   /// Behind the last whole record. What follows there may still be in the making.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
-  /// How many bytes were skipped.
-  [[nodiscard]] std::size_t skipped() const noexcept { return skipped_; }
+  /// The bytes between whole records that were whole records once. The beginning of a record whose writer was killed is
+  /// not among them.
+  [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
+  /// The same behind the last whole record, once `next` has returned nothing.
+  [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
 
  private:
+  void skip(std::string_view gap, std::vector<std::string_view>& damaged) const;
+
   std::string_view bytes_;
   std::uint64_t nonce_;
   std::size_t position_ = 0;
-  std::size_t skipped_ = 0;
+  std::vector<std::string_view> damaged_;
+};
+
+/// The key that bytes which were a record name, if it can still be found out.
+[[nodiscard]] TESSALY_EXPORT std::optional<std::string_view> keyOfDamagedRecord(std::string_view bytes) noexcept;
+
+/// Header and records of a whole journal, also of one whose header is damaged.
+struct JournalContents {
+  JournalHeader header;
+  bool isHeaderDamaged = false;
+  /// They begin behind the header.
+  std::string_view records;
+
+  /// Nothing if the bytes are no journal. The nonce of a damaged header is found by trying: the damaged one, those that
+  /// differ from it in one bit, and the likely one, which the next journal names as its predecessor.
+  [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
+                                                                          std::uint64_t likelyNonce = 0);
 };
 
 }  // namespace Tessaly::inline v1::detail

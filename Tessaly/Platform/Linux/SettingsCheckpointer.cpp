@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Platform/Linux/SettingsCheckpointer.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <new>
+
+namespace Tessaly::inline v1::detail {
+
+SettingsCheckpointer::Outcome SettingsCheckpointer::run(SettingsPatience& patience) {
+  const UnfairLock::Guard guard(lock_);
+  try {
+    for (int attempt = 0;; ++attempt) {
+      bool isOutdated = false;
+      const Outcome outcome = runOnce(patience, isOutdated);
+      if (!isOutdated || attempt == 100) return outcome;
+    }
+  } catch (const std::bad_alloc&) {
+    store_.checkpointFailed({StoreFault::outOfMemory, ENOMEM});
+    return Outcome::failed;
+  }
+}
+
+SettingsCheckpointer::Outcome SettingsCheckpointer::runOnce(SettingsPatience& patience, bool& isOutdated) {
+  const auto ended = [&](const StoreProblem& problem) {
+    if (problem.fault == StoreFault::lockHeld) return Outcome::busy;
+    if (problem.fault == StoreFault::postponed) return Outcome::postponed;
+    store_.checkpointFailed(problem);
+    return Outcome::failed;
+  };
+  // Makes the directory, should it have vanished.
+  if (const auto prepared = store_.prepareCheckpoint(patience); !prepared) return ended(prepared.error());
+  const auto directory = store_.files().open(store_.directory(), O_RDONLY | O_DIRECTORY);
+  if (!directory) return ended(directory.error());
+  if (const auto locked = lock(directory->get(), patience); !locked) return ended(locked.error());
+  if (isElsewhere(directory->get())) {
+    isOutdated = true;
+    return Outcome::busy;
+  }
+  const auto hadOldJournal = write(directory->get(), patience);
+  // Processes that work in the directory that is there now do not see the lock of one that was moved away.
+  if (isElsewhere(directory->get())) {
+    isOutdated = true;
+    return Outcome::busy;
+  }
+  if (!hadOldJournal) return ended(hadOldJournal.error());
+  // The contents of the old journal were there before this checkpoint; what came since is still to be written.
+  isOutdated = *hadOldJournal;
+  store_.checkpointSucceeded();
+  return Outcome::done;
+}
+
+StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& patience) {
+  const auto beginning = store_.beginCheckpoint(patience);
+  if (!beginning) return std::unexpected(beginning.error());
+  if (!beginning->isNeeded) return false;
+  const auto written = store_.listFile().write(store_.valuesAtRotation(), beginning->format);
+  if (!written) return std::unexpected(written.error());
+  auto result = store_.putInPlace(*written, patience);
+  if (!result) {
+    store_.listFile().discard(*written);
+    return std::unexpected(result.error());
+  }
+  result = store_.listFile().synchronizeDirectory();
+  if (result) result = store_.removeOldJournal(directory);
+  if (!result) return std::unexpected(result.error());
+  return beginning->hadOldJournal;
+}
+
+StoreResult<> SettingsCheckpointer::lock(int directory, SettingsPatience& patience) {
+  for (;;) {
+    const auto locked = store_.files().lock(directory, LockMode::exclusive);
+    if (locked || locked.error().fault != StoreFault::lockHeld || !patience.wait()) return locked;
+  }
+}
+
+bool SettingsCheckpointer::isElsewhere(int directory) {
+  const auto locked = store_.files().status(directory);
+  const auto current = store_.files().status(store_.directory());
+  return locked && (current ? locked->st_ino != current->st_ino || locked->st_dev != current->st_dev
+                            : current.error().fault == StoreFault::missing);
+}
+
+}  // namespace Tessaly::inline v1::detail

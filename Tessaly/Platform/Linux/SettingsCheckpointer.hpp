@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Linux/SettingsPatience.hpp"
+#include "Tessaly/Platform/Linux/SettingsStore.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Brings the values into the property list. One process at a time does it, under a lock of the directory, and one
+/// thread at a time of this process.
+///
+/// Thread contract: thread-safe.
+class SettingsCheckpointer {
+ public:
+  enum class Outcome : std::uint8_t {
+    done,
+    /// Another process has the lock.
+    busy,
+    failed,
+    /// The property list must become readable, or be set aside, first.
+    postponed,
+  };
+
+  explicit SettingsCheckpointer(SettingsStore& store) : store_(store) {}
+
+  Outcome run(SettingsPatience& patience);
+
+ private:
+  /// It is outdated, and to be made again, if it only ended that of another process, or the directory was moved away.
+  Outcome runOnce(SettingsPatience& patience, bool& isOutdated);
+  [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience);
+  [[nodiscard]] StoreResult<> lock(int directory, SettingsPatience& patience);
+  [[nodiscard]] bool isElsewhere(int directory);
+
+  SettingsStore& store_;
+  /// Before the store's own lock.
+  UnfairLock lock_;
+};
+
+}  // namespace Tessaly::inline v1::detail

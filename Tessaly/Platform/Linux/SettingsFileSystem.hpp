@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Platform/Settings/detail/StoreProblem.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+enum class LockMode : std::uint8_t { shared, exclusive };
+/// What happens to a file that has the name already.
+enum class Replacing : std::uint8_t { replace, exchange, refuse };
+
+/// Every system call that the settings store makes on files. A test derives from it to let calls fail.
+///
+/// Calls that a signal interrupts are made again.
+///
+/// Thread contract: thread-safe.
+class TESSALY_EXPORT SettingsFileSystem {
+ public:
+  enum class Call : std::uint8_t {
+    open,
+    status,
+    read,
+    write,
+    allocate,
+    synchronize,
+    link,
+    rename,
+    remove,
+    createDirectory,
+    lock,
+    readLink,
+    setMode
+  };
+
+  SettingsFileSystem() = default;
+  virtual ~SettingsFileSystem();
+  SettingsFileSystem(const SettingsFileSystem&) = delete;
+  SettingsFileSystem& operator=(const SettingsFileSystem&) = delete;
+
+  /// The one that makes the calls and lets none fail.
+  [[nodiscard]] static SettingsFileSystem& shared() noexcept;
+
+  [[nodiscard]] StoreResult<OwnedDescriptor> open(const std::string& path, int flags, mode_t mode = 0);
+  [[nodiscard]] StoreResult<struct stat> status(const std::string& path);
+  [[nodiscard]] StoreResult<struct stat> status(int descriptor);
+  [[nodiscard]] bool mayWrite(const std::string& path);
+  /// Reads so many bytes, or as many as there are. Refuses sizes of 64 MiB and more that do not fit into memory.
+  [[nodiscard]] StoreResult<> read(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
+  /// One call, which may write a part only. The limit for the size of files is an error, not a signal.
+  [[nodiscard]] StoreResult<std::size_t> write(int descriptor, std::string_view bytes);
+  [[nodiscard]] StoreResult<> writeAll(int descriptor, std::string_view bytes);
+  /// Reserves room on the disk without changing the size. Succeeds where the file system cannot reserve.
+  [[nodiscard]] StoreResult<> allocate(int descriptor, std::uint64_t offset, std::uint64_t size);
+  /// Waits for the disk. Succeeds for directories that cannot be synchronized.
+  [[nodiscard]] StoreResult<> synchronize(int descriptor);
+  [[nodiscard]] StoreResult<> link(const std::string& from, const std::string& to);
+  [[nodiscard]] StoreResult<> rename(const std::string& from, const std::string& to, Replacing replacing);
+  /// Succeeds if nothing has the name.
+  [[nodiscard]] StoreResult<> remove(const std::string& path);
+  [[nodiscard]] StoreResult<> removeFrom(int directory, const char* name);
+  /// Succeeds if something has the name.
+  [[nodiscard]] StoreResult<> createDirectory(const std::string& path);
+  /// Tries once.
+  [[nodiscard]] StoreResult<> lock(int descriptor, LockMode mode);
+  void unlock(int descriptor) noexcept;
+  [[nodiscard]] StoreResult<std::string> readLink(const std::string& path);
+  [[nodiscard]] StoreResult<> setMode(int descriptor, mode_t mode);
+  void setOwner(int descriptor, uid_t user, gid_t group) noexcept;
+
+ protected:
+  /// What becomes of a call: an error code instead of it, or the maximum of bytes that it writes.
+  struct Fate {
+    int errorCode = 0;
+    std::size_t maximumBytes = SIZE_MAX;
+  };
+  /// Called before each system call. Does nothing here.
+  [[nodiscard]] virtual Fate before(Call call);
+
+ private:
+  template <typename Function>
+  [[nodiscard]] StoreResult<long> make(Call call, Function function);
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "Tessaly/Platform/Settings/detail/StoreProblem.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The journal file that a store has open: who may write, how far it was read, and whether it is still the same file
+/// with the same contents. Knows nothing of the values.
+///
+/// Files are made under a name of their own first, so that no process ever sees half a header.
+///
+/// Thread contract: thread-compatible.
+class SettingsJournalFile {
+ public:
+  /// How the open file relates to what stands at the path.
+  enum class Standing : std::uint8_t {
+    current,
+    /// Another file stands there, or none.
+    replaced,
+    /// It is the same file, but what was read of it is no longer there.
+    overwritten,
+  };
+
+  SettingsJournalFile(SettingsFileSystem& files, const std::string& directory, std::uint64_t writer);
+
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  [[nodiscard]] const std::string& oldPath() const noexcept { return oldPath_; }
+  [[nodiscard]] bool isOpen() const noexcept { return file_.isOpen(); }
+  [[nodiscard]] bool isWritable() const noexcept { return isWritable_; }
+  /// Whether its header was read, and records are read from `offset()` on.
+  [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
+  /// Of the journal that is followed, or was followed last; 0 if what follows upon it cannot be known.
+  [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
+  [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
+  [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
+  [[nodiscard]] bool hasNews() const noexcept { return size_ != offset_; }
+  /// Whether a file that stands at the path may be other than this one, or changed since `standing()`.
+  [[nodiscard]] bool mayHaveChanged();
+
+  /// Opens the file for reading and, if wanted and allowed, for writing.
+  [[nodiscard]] StoreResult<> open(bool forWriting);
+  void close() noexcept;
+  void forgetNonce() noexcept { nonce_ = 0; }
+  [[nodiscard]] StoreResult<> lock(LockMode mode) { return files_.lock(file_.get(), mode); }
+  void unlock() noexcept {
+    if (file_.isOpen()) files_.unlock(file_.get());
+  }
+  [[nodiscard]] StoreResult<Standing> standing();
+
+  [[nodiscard]] StoreResult<std::string> contents(std::size_t maximum = SIZE_MAX);
+  /// Begins to follow a journal of this header, whose first records, up to the offset, are known.
+  void follow(const JournalHeader& header, std::string_view known);
+  /// The bytes behind `offset()`, until the next call.
+  [[nodiscard]] StoreResult<std::string_view> news();
+  /// So many bytes of the news were read.
+  void advance(std::size_t count);
+
+  /// Adds one record by one write. Whether no other process has added anything before it or since.
+  [[nodiscard]] StoreResult<bool> append(std::string_view record);
+  /// Adds several records by one write. They are read like those of other processes.
+  [[nodiscard]] StoreResult<> appendAll(std::string_view records);
+  [[nodiscard]] StoreResult<> synchronize() { return files_.synchronize(file_.get()); }
+
+  /// Makes a journal where none is. Does nothing if another process has just made one.
+  [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
+  /// Puts another journal in the place of this one, which is kept under a new name unless it is empty: the name, or the
+  /// journal's own. Needs the exclusive lock.
+  [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
+  /// Makes this journal the old one and goes on with an empty one. Needs the exclusive lock.
+  [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);
+
+ private:
+  [[nodiscard]] StoreResult<OwnedDescriptor> make(const JournalHeader& header, std::string_view records, mode_t mode);
+  [[nodiscard]] StoreResult<> moveToOld();
+  void remember(const struct stat& status) noexcept;
+
+  SettingsFileSystem& files_;
+  const std::string path_;
+  const std::string oldPath_;
+  const std::string temporaryPath_;
+  OwnedDescriptor file_;
+  std::uint64_t inode_ = 0;
+  std::uint64_t device_ = 0;
+  std::uint64_t nonce_ = 0;
+  std::uint32_t lineage_ = 0;
+  std::uint64_t offset_ = 0;
+  std::uint64_t size_ = 0;
+  std::uint64_t reserved_ = 0;
+  std::int64_t modified_ = 0;
+  /// The last bytes before the offset: another program that overwrites the file changes them.
+  std::string tail_;
+  std::string buffer_;
+  bool isWritable_ = false;
+  bool isFollowed_ = false;
+};
+
+}  // namespace Tessaly::inline v1::detail

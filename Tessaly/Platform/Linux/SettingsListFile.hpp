@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "Tessaly/Platform/Settings/detail/StoreProblem.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The property-list file: reads it, writes another one beside it, and puts that in its place. Knows nothing of the
+/// journal.
+///
+/// Thread contract: thread-compatible.
+class SettingsListFile {
+ public:
+  struct Contents {
+    /// A dictionary.
+    PropertyList values;
+    FileIdentity identity;
+    PropertyListFormat format;
+  };
+  /// A property list that was written beside the present one.
+  struct Written {
+    std::string path;
+    FileIdentity identity;
+  };
+
+  SettingsListFile(SettingsFileSystem& files, const std::string& directory, std::uint64_t writer);
+
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  /// The directory in which the file stands, behind symbolic links.
+  [[nodiscard]] std::string targetDirectory() const;
+  /// None also where it cannot be found out.
+  [[nodiscard]] FileIdentity identity() const { return look().value_or(FileIdentity{}); }
+  /// None where there is no file.
+  [[nodiscard]] StoreResult<FileIdentity> look() const;
+
+  /// The file at the path: `missing` where there is none, `damaged` if it is no dictionary.
+  [[nodiscard]] StoreResult<Contents> read() const { return read(path_); }
+  [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
+
+  /// Writes the values beside the present file and waits for the disk. Uses the binary format if the other one cannot
+  /// hold a value. Removes what killed processes left.
+  [[nodiscard]] StoreResult<Written> write(PropertyList::Dictionary values, PropertyListFormat format) const;
+  void discard(const Written& written) const;
+  /// Puts the written file in place. If the file that was there is not the expected one, that one now has the path of
+  /// the written one: true.
+  [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
+  [[nodiscard]] StoreResult<> synchronizeDirectory() const;
+  /// Sets the present file aside if it is damaged. Of a link to something other than a file only the link is moved. The
+  /// new path; empty if the file is not damaged.
+  [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
+  /// Sets a damaged file aside that `put` has replaced.
+  [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;
+
+ private:
+  [[nodiscard]] std::string target() const;
+  [[nodiscard]] StoreResult<> fill(const std::string& path, const PropertyList& values,
+                                   PropertyListFormat format) const;
+
+  SettingsFileSystem& files_;
+  const std::string path_;
+  const std::uint64_t writer_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <thread>
+
+#include "Tessaly/Core/Tasks/Clock.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// How long one operation may wait, for all that it waits for together. Measured with the store's clock; between two
+/// attempts the thread sleeps.
+///
+/// Thread contract: thread-compatible.
+class SettingsPatience {
+ public:
+  /// No operation of a store waits longer for other processes.
+  static constexpr std::chrono::seconds maximum{2};
+
+  SettingsPatience(Clock& clock, std::chrono::nanoseconds limit)
+      : clock_(clock), end_(clock.after(limit)), limit_(limit) {}
+
+  /// Whether it waits as long as an operation may.
+  [[nodiscard]] bool isFull() const noexcept { return limit_ >= maximum; }
+  /// Makes a pause; false without one if the time is over.
+  [[nodiscard]] bool wait(std::chrono::microseconds pause = std::chrono::microseconds(50)) {
+    if (limit_.count() == 0 || clock_.now() >= end_) return false;
+    std::this_thread::sleep_for(pause);
+    return true;
+  }
+
+ private:
+  Clock& clock_;
+  const Clock::Instant end_;
+  const std::chrono::nanoseconds limit_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+// How the store writes, and reads what others have written.
+#include "Tessaly/Platform/Linux/SettingsStore.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+constexpr std::size_t maximumRecord = std::size_t{1} << 30;
+
+std::uint64_t freshWriter() {
+  std::uint64_t writer = 0;
+  std::memcpy(&writer, UUID::random().bytes().data(), sizeof(writer));
+  return writer | std::uint64_t{1} << 63;  // None of those that stand for other programs.
+}
+
+}  // namespace
+
+SettingsStore::SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver)
+    : directory_(options.folder),
+      isForUse_(options.opening == JournaledUserDefaults::Opening::forUse),
+      clock_(options.clock),
+      files_(options.fileSystem != nullptr ? *options.fileSystem : SettingsFileSystem::shared()),
+      writer_(freshWriter()),
+      incidents_(directory_),
+      values_(writer_, std::move(deliver)),
+      journal_(files_, directory_, writer_),
+      listFile_(files_, directory_, writer_) {}
+
+PropertyList::Dictionary SettingsStore::all() const {
+  const UnfairLock::Guard guard(lock_);
+  return values_.table().all();
+}
+
+StoreResult<> SettingsStore::obtainJournal(LockMode mode) {
+  if (directory_.empty()) return failure(StoreFault::missing, ENOENT);
+  if (journal_.isOpen() && !journal_.isWritable() && isForUse_ && files_.mayWrite(journal_.path())) {
+    journal_.close();  // It could only be read when it was opened.
+  }
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    if (!journal_.isOpen()) {
+      if (const auto opened = openJournal(); !opened) return opened;
+      if (!journal_.isOpen()) continue;
+    }
+    if (const auto locked = journal_.lock(mode); !locked) return locked;
+    const auto standing = journal_.standing();
+    if (!standing) return std::unexpected(standing.error());
+    if (*standing == SettingsJournalFile::Standing::current && journal_.isFollowed()) return {};
+    StoreResult<> result;
+    if (*standing == SettingsJournalFile::Standing::replaced) {
+      // The process that replaced it held the exclusive lock: nothing more is written here.
+      if (journal_.isFollowed()) result = readNews();
+      // What follows upon a part of a journal cannot be known.
+      if (!result && result.error().fault != StoreFault::overwritten) journal_.forgetNonce();
+      journal_.close();
+      continue;
+    }
+    if (*standing == SettingsJournalFile::Standing::current) {
+      result = followJournal(mode);
+    } else {
+      const auto isExclusive = hasExclusiveLock(mode);
+      if (!isExclusive) return std::unexpected(isExclusive.error());
+      if (*isExclusive) result = restoreJournal(UserDefaultsProblem::overwrittenJournal);
+    }
+    if (!result) journal_.close();
+    if (!result || journal_.isFollowed()) return result;
+  }
+  return failure(StoreFault::system, EBUSY);
+}
+
+StoreResult<> SettingsStore::openJournal() {
+  const auto opened = journal_.open(isForUse_);
+  if (opened || !isForUse_) return opened;
+  if (opened.error().fault == StoreFault::missing) return createJournal();
+  if (opened.error().fault == StoreFault::notAFile) return setJournalAside();
+  return opened;
+}
+
+StoreResult<> SettingsStore::readNews() {
+  const auto news = journal_.news();
+  if (!news) return std::unexpected(news.error());
+  JournalReader reader(*news, journal_.nonce());
+  while (const auto record = reader.next()) values_.apply(*record);
+  if (!reader.damaged().empty()) {
+    isJournalDamaged_ = true;
+    incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+  }
+  journal_.advance(reader.position());
+  return values_.list().wantsReload ? load() : StoreResult<>();
+}
+
+std::string SettingsStore::encoded(std::string_view key, const std::optional<PropertyList>& value, std::uint64_t writer,
+                                   std::uint64_t nonce) const {
+  const Data bytes = value ? PropertyListSerialization::data(*value, PropertyListFormat::binary) : Data();
+  return JournalRecord{.kind = value ? JournalRecord::Kind::set : JournalRecord::Kind::remove,
+                       .writer = writer,
+                       .key = key,
+                       .value = bytes.text()}
+      .encoded(nonce);
+}
+
+SettingsStore::Write SettingsStore::write(std::string_view key, const std::optional<PropertyList>& value) {
+  Write written;
+  std::string bytes;
+  bool isTooLarge = false;
+  try {
+    if (value) bytes = PropertyListSerialization::data(*value, PropertyListFormat::binary).text();
+  } catch (const PropertyListError&) {
+    isTooLarge = true;
+  }
+  if (isTooLarge || bytes.size() + key.size() > maximumRecord) {
+    const UnfairLock::Guard guard(lock_);
+    incidents_.writesFail(UserDefaultsProblem::valueTooLarge, 0, values_.pending().size());
+    return written;
+  }
+  SettingsPatience patience(clock_, SettingsPatience::maximum);
+  const auto collect = [&]() TESSALY_REQUIRES(lock_) {
+    std::ranges::move(values_.takeOwnChanges(), std::back_inserter(written.changes));
+  };
+  const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
+    const auto result = writeRecord(key, value, bytes, written.isOverdue);
+    collect();
+    return result;
+  });
+  if (!result) {
+    const UnfairLock::Guard guard(lock_);
+    keepInMemory(key, value, result.error());
+    collect();
+  }
+  return written;
+}
+
+StoreResult<> SettingsStore::writeRecord(std::string_view key, const std::optional<PropertyList>& value,
+                                         std::string_view bytes, bool& isOverdue) {
+  if (!journal_.isWritable()) return failure(StoreFault::readOnly, EROFS);
+  if (journal_.hasNews()) {
+    if (const auto read = readNews(); !read) return read;
+  }
+  if (values_.has(key, value) && !values_.pending().contains(std::string(key))) return {};
+  const JournalRecord record{.kind = value ? JournalRecord::Kind::set : JournalRecord::Kind::remove,
+                             .writer = writer_,
+                             .key = key,
+                             .value = bytes};
+  const auto isAlone = journal_.append(record.encoded(journal_.nonce()));
+  if (!isAlone) return std::unexpected(isAlone.error());
+  if (*isAlone) {
+    values_.assign(key, value, writer_);
+  } else if (const auto read = readNews(); !read) {
+    return read;
+  }
+  const std::uint64_t large = std::max(JournaledUserDefaults::largeJournal, values_.list().identity.size);
+  schedule_.checkpoint(journal_.offset() >= large ? std::chrono::nanoseconds(1)
+                                                  : JournaledUserDefaults::checkpointDelay);
+  isOverdue = journal_.offset() >= JournaledUserDefaults::overdueJournals * large;
+  // This write is stored. Others that are not yet are no reason to keep it in memory.
+  if (const auto stored = storePending(); !stored) {
+    incidents_.writesFail(stored.error(), values_.pending().size());
+    schedule_.retry(JournaledUserDefaults::retryDelay);
+  }
+  return {};
+}
+
+StoreResult<> SettingsStore::storePending() {
+  while (!values_.pending().empty()) {
+    if (!journal_.isWritable()) return failure(StoreFault::readOnly, EROFS);
+    const auto first = values_.pending().begin();
+    const std::string key = first->first;
+    const std::optional<PropertyList> value = first->second;
+    const auto isAlone = journal_.append(encoded(key, value, writer_, journal_.nonce()));
+    if (!isAlone) return std::unexpected(isAlone.error());
+    if (*isAlone) {
+      values_.assign(key, value, writer_);
+    } else if (const auto read = readNews(); !read) {
+      return read;
+    }
+    values_.pending().erase(key);
+    schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
+  }
+  incidents_.writesSucceed();
+  return {};
+}
+
+void SettingsStore::keepInMemory(std::string_view key, const std::optional<PropertyList>& value,
+                                 const StoreProblem& problem) {
+  values_.keep(key, value);
+  const std::size_t count = values_.pending().size();
+  if (directory_.empty()) return incidents_.writesFail(UserDefaultsProblem::noFolder, 0, count);
+  incidents_.writesFail(problem, count);
+  if (isForUse_) schedule_.retry(JournaledUserDefaults::retryDelay);
+}
+
+StoreResult<> SettingsStore::catchUp(SettingsPatience& patience) {
+  const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
+    const auto read = readNews();
+    return read ? storePending() : read;
+  });
+  if (!result) {
+    const UnfairLock::Guard guard(lock_);
+    incidents_.writesFail(result.error(), values_.pending().size());
+  }
+  return result;
+}
+
+bool SettingsStore::retry() {
+  SettingsPatience none(clock_, std::chrono::nanoseconds(0));
+  const auto result = withJournal(LockMode::shared, none, [&]() TESSALY_REQUIRES(lock_) {
+    const auto read = readNews();
+    return read ? storePending() : read;
+  });
+  const UnfairLock::Guard guard(lock_);
+  const bool hasPending = !values_.pending().empty();
+  if (!result && hasPending) incidents_.writesFail(result.error(), values_.pending().size());
+  return hasPending || (!result && result.error().fault == StoreFault::lockHeld);
+}
+
+void SettingsStore::synchronizeJournal() {
+  const UnfairLock::Guard guard(lock_);
+  if (journal_.isOpen()) static_cast<void>(journal_.synchronize());
+}
+
+void SettingsStore::checkpointFailed(const StoreProblem& problem) {
+  const UnfairLock::Guard guard(lock_);
+  incidents_.writesFail(problem, values_.pending().size());
+}
+
+void SettingsStore::checkpointSucceeded() {
+  const UnfairLock::Guard guard(lock_);
+  if (values_.pending().empty()) incidents_.writesSucceed();
+}
+
+bool SettingsStore::isListUnknown() {
+  const UnfairLock::Guard guard(lock_);
+  return values_.list().isUnknown();
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Platform/Linux/DelayedWork.hpp"
+#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
+#include "Tessaly/Platform/Linux/SettingsJournalFile.hpp"
+#include "Tessaly/Platform/Linux/SettingsListFile.hpp"
+#include "Tessaly/Platform/Linux/SettingsPatience.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsIncidents.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsValues.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The values and the journal of one directory, brought together under one lock: reading and writing. Checkpoints, the
+/// watching of the directory and observers are the work of others, who call this.
+///
+/// No thread waits for another process while it holds the lock.
+///
+/// Thread contract: thread-safe.
+class SettingsStore {
+ public:
+  using Options = JournaledUserDefaults::Options;
+
+  /// What becomes due some time after a write. Called under the lock: they only schedule.
+  struct Schedule {
+    std::function<void(std::chrono::nanoseconds)> checkpoint;
+    std::function<void(std::chrono::nanoseconds)> retry;
+    std::function<void(std::chrono::nanoseconds)> damage;
+    /// The directory was made, or made again.
+    std::function<void()> directoryIsNew;
+  };
+
+  SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver);
+
+  /// Reads everything. Before the first use.
+  void open(Schedule schedule);
+
+  [[nodiscard]] const std::string& directory() const noexcept { return directory_; }
+  [[nodiscard]] bool isForUse() const noexcept { return isForUse_; }
+  [[nodiscard]] Clock& clock() const noexcept { return clock_; }
+  [[nodiscard]] SettingsFileSystem& files() const noexcept { return files_; }
+  [[nodiscard]] const SettingsTable& table() const noexcept { return values_.table(); }
+  [[nodiscard]] PropertyList::Dictionary all() const;
+  [[nodiscard]] SettingsIncidents& incidents() noexcept { return incidents_; }
+  [[nodiscard]] const SettingsIncidents& incidents() const noexcept { return incidents_; }
+
+  /// Writes one record; without a value, a removal. Gives the changes that this process's observers are to hear of.
+  struct Write {
+    std::vector<SettingsChange> changes;
+    /// Whether a checkpoint could not keep pace with the writes for some time.
+    bool isOverdue = false;
+  };
+  Write write(std::string_view key, const std::optional<PropertyList>& value);
+  /// Reads what others have written, and writes what could not be stored.
+  StoreResult<> catchUp(SettingsPatience& patience);
+  /// Tries again to store what could not be stored. Whether that is to be tried once more later.
+  [[nodiscard]] bool retry();
+  /// Something has happened in the directory; whether a file there may have been closed after writing.
+  void directoryChanged(bool wasClosed);
+
+  // The steps of a checkpoint, in this order.
+  struct CheckpointBeginning {
+    bool isNeeded = false;
+    bool hadOldJournal = false;
+    PropertyListFormat format = PropertyListFormat::binary;
+  };
+  [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
+  /// Makes the journal the old one, unless an old one is there already.
+  [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
+  /// The values at the beginning of the journal.
+  [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
+  [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, SettingsPatience& patience);
+  [[nodiscard]] StoreResult<> removeOldJournal(int directory);
+  [[nodiscard]] const SettingsListFile& listFile() const noexcept { return listFile_; }
+  void checkpointFailed(const StoreProblem& problem);
+  void checkpointSucceeded();
+  /// Synchronizes the journal alone.
+  void synchronizeJournal();
+
+  /// Sets a property list aside that has been damaged for long enough. Whether it is to be tried again later.
+  [[nodiscard]] bool resolveDamage(SettingsPatience& patience);
+  [[nodiscard]] bool isListUnknown();
+
+ private:
+  /// What this process knew of a journal in whose place another one was begun from nothing.
+  struct FormerJournal {
+    std::uint64_t nonce = 0;
+    std::uint64_t offset = 0;
+    SettingsValues::Overlay changes;
+    SettingsValues::Pending values;
+  };
+
+  /// Runs the body, which gives a result, under the lock of this process and that of the journal.
+  template <typename Body>
+  auto withJournal(LockMode mode, SettingsPatience& patience, Body body) -> decltype(body());
+
+  // SettingsStore.cpp
+  StoreResult<> obtainJournal(LockMode mode) TESSALY_REQUIRES(lock_);
+  StoreResult<> openJournal() TESSALY_REQUIRES(lock_);
+  StoreResult<> readNews() TESSALY_REQUIRES(lock_);
+  StoreResult<> writeRecord(std::string_view key, const std::optional<PropertyList>& value, std::string_view bytes,
+                            bool& isOverdue) TESSALY_REQUIRES(lock_);
+  StoreResult<> storePending() TESSALY_REQUIRES(lock_);
+  void keepInMemory(std::string_view key, const std::optional<PropertyList>& value, const StoreProblem& problem)
+      TESSALY_REQUIRES(lock_);
+  [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,
+                                    std::uint64_t writer, std::uint64_t nonce) const;
+
+  // SettingsStoreRecovery.cpp
+  StoreResult<> followJournal(LockMode mode) TESSALY_REQUIRES(lock_);
+  StoreResult<> followDamagedJournal(LockMode mode) TESSALY_REQUIRES(lock_);
+  StoreResult<> rotate() TESSALY_REQUIRES(lock_);
+  [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
+  /// Whether the exclusive lock is held now, and the journal stands at its path.
+  [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
+  StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
+  /// Puts a journal in place that holds all that this process knows and no property list does.
+  StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
+  struct Restored {
+    JournalHeader header;
+    std::string records;
+  };
+  [[nodiscard]] Restored restored() TESSALY_REQUIRES(lock_);
+  StoreResult<> setJournalAside() TESSALY_REQUIRES(lock_);
+
+  // SettingsStoreLoading.cpp
+  StoreResult<> load(const FormerJournal* former = nullptr) TESSALY_REQUIRES(lock_);
+  StoreResult<> loadAll(const FormerJournal* former) TESSALY_REQUIRES(lock_);
+  void replayOldJournal(const std::string& bytes, std::uint64_t nonce) TESSALY_REQUIRES(lock_);
+  void replayJournal(const std::string& bytes) TESSALY_REQUIRES(lock_);
+  [[nodiscard]] SettingsValues::Pending broughtAlong(const FormerJournal* former, const std::string& journal) const
+      TESSALY_REQUIRES(lock_);
+  void listIsUnreadable(const StoreProblem& problem) TESSALY_REQUIRES(lock_);
+  void listIsReadable() TESSALY_REQUIRES(lock_);
+
+  // SettingsStoreLists.cpp
+  StoreResult<> lookAtPropertyList() TESSALY_REQUIRES(lock_);
+  StoreResult<> adoptPropertyList(const SettingsListFile::Contents& found) TESSALY_REQUIRES(lock_);
+  StoreResult<> adopt(const PropertyList::Dictionary& found, const PropertyList::Dictionary& known,
+                      std::uint64_t writer) TESSALY_REQUIRES(lock_);
+  StoreResult<> recordList(JournalRecord::Kind kind, const FileIdentity& identity) TESSALY_REQUIRES(lock_);
+  StoreResult<> exchangeLists(const SettingsListFile::Written& written) TESSALY_REQUIRES(lock_);
+  void setDamagedListAside() TESSALY_REQUIRES(lock_);
+
+  const std::string directory_;
+  const bool isForUse_;
+  Clock& clock_;
+  SettingsFileSystem& files_;
+  const std::uint64_t writer_;
+  Schedule schedule_;
+  SettingsIncidents incidents_;
+  /// Whether an operation has waited for the journal's lock in vain. The next ones do not wait until it is free again.
+  std::atomic<bool> isLockStuck_{false};
+
+  /// Held across the system calls of one operation. Reading one value does not take it.
+  mutable UnfairLock lock_;
+  SettingsValues values_;
+  SettingsJournalFile journal_ TESSALY_GUARDED_BY(lock_);
+  const SettingsListFile listFile_;
+  PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
+  /// The directory in which the journal stood that was followed last.
+  ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// Whether a record of the old journal was damaged: then the file is kept.
+  bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
+  bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
+};
+
+template <typename Body>
+auto SettingsStore::withJournal(LockMode mode, SettingsPatience& patience, Body body) -> decltype(body()) {
+  for (int attempt = 0;;) {
+    {
+      const UnfairLock::Guard guard(lock_);
+      struct Unlocking {
+        SettingsJournalFile& journal;
+        ~Unlocking() { journal.unlock(); }
+      } const unlocking{journal_};
+      const StoreResult<> obtained = obtainJournal(mode);
+      if (obtained) {
+        isLockStuck_.store(false, std::memory_order_relaxed);
+        auto result = body();
+        // The next attempt restores the journal.
+        if (result || result.error().fault != StoreFault::overwritten || ++attempt == 3) return result;
+        continue;
+      }
+      if (obtained.error().fault != StoreFault::lockHeld) return std::unexpected(obtained.error());
+    }
+    if (isLockStuck_.load(std::memory_order_relaxed)) return failure(StoreFault::lockHeld);
+    if (patience.wait()) continue;
+    // An exclusive lock may only be busy: others share it one after the other.
+    if (mode == LockMode::shared && patience.isFull()) isLockStuck_.store(true, std::memory_order_relaxed);
+    return failure(StoreFault::lockHeld);
+  }
+}
+
+}  // namespace Tessaly::inline v1::detail

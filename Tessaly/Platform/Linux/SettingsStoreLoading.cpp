@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+// How the store reads everything: the old journal, the property list, the journal.
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <unordered_set>
+#include <utility>
+
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+#include "Tessaly/Platform/Linux/SettingsStore.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+void SettingsStore::open(Schedule schedule) {
+  schedule_ = std::move(schedule);
+  if (directory_.empty()) return incidents_.writesFail(UserDefaultsProblem::noFolder, 0, 0);
+  SettingsPatience patience(clock_, SettingsPatience::maximum);
+  const auto obtained = withJournal(LockMode::shared, patience, [] { return StoreResult<>(); });
+  const UnfairLock::Guard guard(lock_);
+  if (!values_.areLoaded()) {
+    // Reading needs no lock: records are whole or no records. A process that was stopped must not hide them.
+    if (!obtained && obtained.error().fault == StoreFault::lockHeld && journal_.isOpen()) {
+      const auto bytes = journal_.contents();
+      const auto contents = bytes ? JournalContents::from(*bytes) : std::nullopt;
+      if (contents && contents->header.version <= JournalHeader::currentVersion) {
+        journal_.follow(contents->header, std::string_view(*bytes).substr(0, JournalHeader::size));
+      }
+    }
+    const auto loaded = load();
+    if (!loaded && !isForUse_) incidents_.writesFail(loaded.error(), 0);
+  }
+  const StoreFault fault = obtained ? StoreFault::system : obtained.error().fault;
+  if (!isForUse_) {
+    // A store that is not there is empty. Damage is told where it was found.
+    const bool isTold = fault == StoreFault::missing || fault == StoreFault::lockHeld || fault == StoreFault::damaged;
+    if (!obtained && !isTold) incidents_.writesFail(obtained.error(), 0);
+    return;
+  }
+  if (!obtained) {
+    incidents_.writesFail(obtained.error(), 0);
+    schedule_.retry(JournaledUserDefaults::retryDelay);
+  } else if (!journal_.isWritable()) {
+    incidents_.writesFail(UserDefaultsProblem::readOnly, EACCES, 0);
+  }
+  // A killed process may have left something behind.
+  const bool hasOldJournal = files_.status(journal_.oldPath()).has_value();
+  if (values_.hasChangedSinceRotation() || values_.list().wantsCheckpoint || hasOldJournal) {
+    schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
+  }
+}
+
+StoreResult<> SettingsStore::load(const FormerJournal* former) {
+  try {
+    return loadAll(former);
+  } catch (const std::bad_alloc&) {
+    // Only a part may have been read. Before anything is made of it, it is read again.
+    values_.abandonLoad();
+    return failure(StoreFault::outOfMemory, ENOMEM);
+  }
+}
+
+StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
+  // First the old journal, then the property list: a checkpoint that ends in between has put the one into the other.
+  const auto old = readFile(journal_.oldPath(), files_);
+  StoreResult<> result;
+  if (!old && old.error().fault != StoreFault::missing && old.error().fault != StoreFault::notAFile) {
+    result = std::unexpected(old.error());
+  }
+  StoreResult<std::string> journal;
+  if (journal_.isFollowed()) journal = journal_.contents();
+  if (result && !journal) result = std::unexpected(journal.error());
+  if (!result && values_.areLoaded()) {
+    values_.list().wantsReload = true;  // The memory is nearer to the truth than a part of what is stored.
+    return result;
+  }
+  const auto list = listFile_.read();
+  values_.beginLoad(list ? list->identity : FileIdentity{}, list ? list->values.dictionary() : nullptr);
+  if (list) {
+    format_ = list->format;
+    listIsReadable();
+  } else if (list.error().fault != StoreFault::missing) {
+    listIsUnreadable(list.error());
+  }
+  const auto header = journal ? JournalHeader::from(*journal) : std::nullopt;
+  if (old) replayOldJournal(old->bytes, header ? header->predecessor : 0);
+  values_.beginJournal();
+  if (journal) replayJournal(*journal);
+  values_.endLoad(broughtAlong(former, journal.value_or("")));
+  values_.list().wantsReload = !result;
+  followedDirectory_ = inodeAt(directory_, files_);
+  if (!values_.pending().empty() && isForUse_) schedule_.retry(std::chrono::nanoseconds(1));
+  return result;
+}
+
+void SettingsStore::replayOldJournal(const std::string& bytes, std::uint64_t nonce) {
+  const auto contents = JournalContents::from(bytes, nonce);
+  if (contents && contents->header.version > JournalHeader::currentVersion) return;
+  // An empty file holds nothing, and a power cut may have left it.
+  bool isDamaged = !contents && !bytes.empty();
+  if (contents) isDamaged = values_.replay(*contents).isDamaged;
+  const bool isHeaderDamaged = contents && contents->isHeaderDamaged;
+  isOldJournalDamaged_ = isDamaged || isHeaderDamaged;
+  if (!isOldJournalDamaged_) return;
+  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.oldPath(),
+                            isDamaged ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);
+}
+
+void SettingsStore::replayJournal(const std::string& bytes) {
+  const auto contents = JournalContents::from(bytes, journal_.nonce());
+  if (!contents || contents->header.version > JournalHeader::currentVersion) return;
+  const auto replayed = values_.replay(*contents);
+  journal_.follow(contents->header, std::string_view(bytes).substr(0, JournalHeader::size + replayed.position));
+  isJournalDamaged_ = replayed.isDamaged;
+  if (!replayed.isDamaged) return;
+  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+}
+
+SettingsValues::Pending SettingsStore::broughtAlong(const FormerJournal* former, const std::string& journal) const {
+  SettingsValues::Pending result;
+  const auto& before = values_.beforeLoad();
+  if (values_.areLoaded() && followedDirectory_ != inodeAt(directory_, files_)) {
+    // The process that made the directory again need not have heard of all that stood in the one that vanished.
+    for (const auto& [key, value] : before) {
+      if (!values_.table().value(key)) result.emplace(key, value);
+    }
+  }
+  if (former == nullptr) return result;
+  std::unordered_set<std::string> touched;
+  std::optional<JournalRecord::Restoration> restoration;
+  if (const auto contents = JournalContents::from(journal)) {
+    JournalReader reader(contents->records, contents->header.nonce);
+    while (const auto record = reader.next()) {
+      if (record->kind == JournalRecord::Kind::restoration) {
+        restoration = record->restoration();
+        touched.clear();  // The records before it are no later writes.
+      } else {
+        touched.emplace(record->key);
+      }
+    }
+  }
+  // A process that had read as much of the lost journal as this one has restored it all.
+  if (restoration && restoration->nonce == former->nonce && restoration->offset >= former->offset) return result;
+  const bool isOfAnother = restoration && restoration->nonce != former->nonce;
+  for (const auto& [key, change] : former->changes) {
+    if (touched.contains(key) || (isOfAnother && !change.isOwn)) continue;
+    const auto& value = former->values.at(key);
+    if (!values_.has(key, value)) result.emplace(key, value);
+  }
+  return result;
+}
+
+void SettingsStore::listIsUnreadable(const StoreProblem& problem) {
+  values_.list().unreadable = listFile_.identity();
+  const bool isUnknown = values_.list().isUnknown();
+  incidents_.listIsUnreadable(listFile_.path(), problem, isUnknown);
+  // A process that has never read the list leaves the repair to one that has, which may need two looks at it.
+  schedule_.damage(isUnknown ? 3 * JournaledUserDefaults::damageDelay : JournaledUserDefaults::damageDelay);
+}
+
+void SettingsStore::listIsReadable() {
+  if (!values_.list().unreadable) return;
+  values_.list().unreadable.reset();
+  incidents_.listIsReadable();
+}
+
+}  // namespace Tessaly::inline v1::detail

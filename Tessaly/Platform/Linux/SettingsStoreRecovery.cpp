@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+// What the store does about journals that are missing, others than expected, damaged or overwritten.
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+#include "Tessaly/Platform/Linux/SettingsStore.hpp"
+
+namespace Tessaly::inline v1::detail {
+namespace {
+
+std::uint64_t randomNumber() {
+  std::uint64_t number = 0;
+  std::memcpy(&number, UUID::random().bytes().data(), sizeof(number));
+  return number;
+}
+
+std::uint32_t randomLineage() { return static_cast<std::uint32_t>(randomNumber()) | 1; }
+
+/// Versions that do not know lineages write 0.
+bool isSameLineage(std::uint32_t first, std::uint32_t second) noexcept {
+  return first == second || first == 0 || second == 0;
+}
+
+}  // namespace
+
+StoreResult<> SettingsStore::followJournal(LockMode mode) {
+  const auto start = journal_.contents(JournalHeader::size);
+  if (!start) return std::unexpected(start.error());
+  const auto header = JournalHeader::from(*start);
+  if (!header) return followDamagedJournal(mode);
+  if (header->version > JournalHeader::currentVersion) return failure(StoreFault::newerVersion);
+  // In another directory there may be a property list of another lineage, whatever journal stands beside it.
+  const bool isSameDirectory = values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
+  const bool continues = isSameLineage(header->lineage, journal_.lineage());
+  if (isSameDirectory && continues && journal_.nonce() != 0 && header->predecessor == journal_.nonce()) {
+    journal_.follow(*header, *start);
+    values_.beginJournal();
+    isOldJournalDamaged_ = std::exchange(isJournalDamaged_, false) || isOldJournalDamaged_;
+    return readNews();
+  }
+  if (!isSameDirectory || continues) {
+    journal_.follow(*header, *start);
+    return load();
+  }
+  const FormerJournal former = formerJournal();
+  journal_.follow(*header, *start);
+  return load(&former);
+}
+
+SettingsStore::FormerJournal SettingsStore::formerJournal() const {
+  FormerJournal former{
+      .nonce = journal_.nonce(), .offset = journal_.offset(), .changes = values_.sincePropertyList(), .values = {}};
+  for (const auto& [key, unused] : former.changes) former.values.emplace(key, values_.table().value(key));
+  return former;
+}
+
+StoreResult<bool> SettingsStore::hasExclusiveLock(LockMode mode) {
+  if (mode == LockMode::exclusive) return true;
+  if (const auto locked = journal_.lock(LockMode::exclusive); !locked) return std::unexpected(locked.error());
+  // Between the two locks another process may have had its turn.
+  const auto standing = journal_.standing();
+  if (!standing) return std::unexpected(standing.error());
+  return *standing ==
+         (journal_.isFollowed() ? SettingsJournalFile::Standing::overwritten : SettingsJournalFile::Standing::current);
+}
+
+StoreResult<> SettingsStore::followDamagedJournal(LockMode mode) {
+  if (journal_.isWritable()) {
+    const auto isExclusive = hasExclusiveLock(mode);
+    if (!isExclusive) return std::unexpected(isExclusive.error());
+    if (!*isExclusive) {
+      journal_.close();
+      return {};
+    }
+  }
+  const auto bytes = journal_.contents();
+  if (!bytes) return std::unexpected(bytes.error());
+  const auto contents = JournalContents::from(*bytes);
+  if (!contents) {
+    if (journal_.isWritable()) return setJournalAside();
+    incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+    return failure(StoreFault::damaged, EILSEQ);
+  }
+  journal_.follow(contents->header, std::string_view(*bytes).substr(0, JournalHeader::size));
+  if (const auto loaded = load(); !loaded || !journal_.isWritable()) return loaded;
+  return restoreJournal(UserDefaultsProblem::damagedJournal);
+}
+
+StoreResult<> SettingsStore::setJournalAside() {
+  const bool isEmpty = journal_.isOpen() && journal_.contents().value_or("unknown").empty();
+  journal_.close();
+  const auto name = setAside(journal_.path(), journal_.path(), SettingAside::move, files_);
+  if (!name) return std::unexpected(name.error());
+  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, *name, UserDefaultsEffect::mayBeLost);
+  if (isEmpty) static_cast<void>(files_.remove(*name));
+  return {};
+}
+
+SettingsStore::Restored SettingsStore::restored() {
+  Restored result{.header = {.nonce = randomNumber(), .predecessor = journal_.nonce(), .lineage = randomLineage()},
+                  .records = {}};
+  const FileIdentity present = listFile_.identity();
+  result.header.checkpoint = values_.areLoaded() ? values_.list().identity : present;
+  if (!values_.areLoaded()) return result;
+  const auto add = [&](std::string_view key, const std::optional<PropertyList>& value) {
+    result.records += encoded(key, value, JournalRecord::otherProgramReplaced, result.header.nonce);
+  };
+  if (present.isNone()) {
+    for (const auto& [key, value] : values_.table().all()) add(key, value);
+  } else if (followedDirectory_ == inodeAt(directory_, files_)) {
+    for (const auto& [key, unused] : values_.sincePropertyList()) add(key, values_.table().value(key));
+  } else {
+    return result;
+  }
+  const std::string extent =
+      JournalRecord::encodedRestoration({.nonce = journal_.nonce(), .offset = journal_.offset()});
+  const JournalRecord end{.kind = JournalRecord::Kind::restoration, .writer = writer_, .key = {}, .value = extent};
+  result.records += end.encoded(result.header.nonce);
+  return result;
+}
+
+StoreResult<> SettingsStore::createJournal() {
+  if (const auto made = makeDirectories(directory_, files_); !made) return made;
+  const Restored content = restored();
+  if (const auto created = journal_.create(content.header, content.records); !created) return created;
+  values_.list().wantsCheckpoint = values_.areLoaded();
+  if (values_.areLoaded()) schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
+  schedule_.directoryIsNew();
+  return {};
+}
+
+StoreResult<> SettingsStore::restoreJournal(UserDefaultsProblem problem) {
+  if (!journal_.isWritable()) {
+    // Only what is stored now can be read.
+    journal_.close();
+    return {};
+  }
+  const Restored content = restored();
+  const auto name = journal_.replace(content.header, content.records);
+  if (!name) return std::unexpected(name.error());
+  incidents_.journalWasLost(problem, *name, UserDefaultsEffect::mayBeLost);
+  journal_.close();
+  values_.list().wantsCheckpoint = true;
+  schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
+  return {};
+}
+
+StoreResult<> SettingsStore::rotate() {
+  const std::uint32_t lineage = journal_.lineage() != 0 ? journal_.lineage() : randomLineage();
+  const JournalHeader header{.nonce = randomNumber(),
+                             .predecessor = journal_.nonce(),
+                             .checkpoint = values_.list().identity,
+                             .lineage = lineage};
+  if (const auto rotated = journal_.rotate(header); !rotated) return rotated;
+  values_.beginJournal();
+  isOldJournalDamaged_ = std::exchange(isJournalDamaged_, false);
+  return {};
+}
+
+}  // namespace Tessaly::inline v1::detail

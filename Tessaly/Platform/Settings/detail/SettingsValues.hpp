@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsTable.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A change of one key; without a value, a removal.
+struct SettingsChange {
+  std::string key;
+  std::optional<PropertyList> value;
+};
+
+/// The values, in the order of the journal's records, and what is known of the files that hold them. Makes no system
+/// call.
+///
+/// The order of two writes is decided here and nowhere else: `apply` is called with the records of a journal in the
+/// order of the file, by every process.
+///
+/// Thread contract: thread-compatible, but for `table()`, which is thread-safe.
+class TESSALY_EXPORT SettingsValues {
+ public:
+  /// The value of a key at some earlier point.
+  struct Former {
+    std::optional<PropertyList> value;
+    /// Whether this process made the last change of the key since then.
+    bool isOwn = false;
+  };
+  /// The former values of the keys that have changed since that point.
+  using Overlay = std::unordered_map<std::string, Former>;
+  using Pending = std::unordered_map<std::string, std::optional<PropertyList>>;
+  /// Which property list stands on the disk, as far as records tell.
+  struct KnownList {
+    /// The one that is known: the last checkpoint, or what another program wrote.
+    FileIdentity identity;
+    /// The one before the last checkpoint, whose writer may have been killed before it put the file in place.
+    FileIdentity previous;
+    /// Whether the list was read without any record of it.
+    bool isUnrecorded = false;
+    /// Whether a record asks for reading everything again.
+    bool wantsReload = false;
+    /// Whether a checkpoint is needed though nothing has changed.
+    bool wantsCheckpoint = false;
+    /// The list that could not be read when it was last looked at.
+    std::optional<FileIdentity> unreadable;
+
+    /// Whether no list was read yet, because it could not be. Its values are not in memory then.
+    [[nodiscard]] bool isUnknown() const noexcept { return unreadable && identity.isNone(); }
+  };
+
+  /// Other writers' changes go to `deliver`, in their order.
+  SettingsValues(std::uint64_t writer, std::function<void(SettingsChange)> deliver);
+  ~SettingsValues();
+
+  [[nodiscard]] const SettingsTable& table() const noexcept { return table_; }
+  [[nodiscard]] KnownList& list() noexcept { return list_; }
+  [[nodiscard]] const KnownList& list() const noexcept { return list_; }
+  [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
+  /// Whether exactly this is stored.
+  [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
+
+  void apply(const JournalRecord& record);
+  void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
+  /// Sets a value that could not be stored.
+  void keep(std::string_view key, const std::optional<PropertyList>& value);
+  [[nodiscard]] Pending& pending() noexcept { return pending_; }
+  [[nodiscard]] const Pending& pending() const noexcept { return pending_; }
+  /// This process's changes since the last call, for its observers.
+  [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
+
+  // Reading everything: beginLoad, replay for each journal, endLoad.
+  /// Replaces the values by those of the property list. Without one, those in memory stay: a missing file says nothing.
+  void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
+  struct Replayed {
+    /// Behind the last whole record.
+    std::size_t position = 0;
+    bool isDamaged = false;
+  };
+  Replayed replay(const JournalContents& contents);
+  /// Delivers the differences from before. Values that were brought along are to be stored.
+  void endLoad(Pending broughtAlong);
+  /// Only a part could be read: everything is to be read again.
+  void abandonLoad();
+  /// The values before `beginLoad`, until the next one.
+  [[nodiscard]] const PropertyList::Dictionary& beforeLoad() const noexcept { return before_; }
+
+  // Journals.
+  /// The records from now on stand in another journal than those before.
+  void beginJournal() { sinceRotation_.clear(); }
+  [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !sinceRotation_.empty(); }
+  [[nodiscard]] const Overlay& sinceRotation() const noexcept { return sinceRotation_; }
+  /// The changes since the property list.
+  [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
+
+  // Property lists.
+  /// A checkpoint that was announced was not put in place.
+  void returnToPreviousList();
+  [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const { return valuesBefore(sincePropertyList_); }
+  [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const { return valuesBefore(sincePrevious_); }
+  [[nodiscard]] static PropertyList::Dictionary reverted(PropertyList::Dictionary values, const Overlay& since);
+
+ private:
+  [[nodiscard]] PropertyList::Dictionary valuesBefore(const Overlay& since) const;
+  void applyIdentity(const JournalRecord& record, const FileIdentity& identity);
+
+  const std::uint64_t writer_;
+  const std::function<void(SettingsChange)> deliver_;
+  SettingsTable table_;
+  KnownList list_;
+  Overlay sincePropertyList_;
+  Overlay sinceRotation_;
+  Overlay sincePrevious_;
+  Pending pending_;
+  Pending pendingDuringLoad_;
+  std::vector<SettingsChange> ownChanges_;
+  PropertyList::Dictionary before_;
+  /// The property list that the records tell while everything is read.
+  FileIdentity recorded_;
+  FileIdentity found_;
+  bool isReplaying_ = false;
+  bool areLoaded_ = false;
+};
+
+}  // namespace Tessaly::inline v1::detail
