@@ -41,7 +41,8 @@ SettingsCheckpointer::Outcome SettingsCheckpointer::runOnce(SettingsPatience& pa
   }
   const auto hadOldJournal = write(directory->get(), patience);
   // Processes that work in the directory that is there now do not see the lock of one that was moved away.
-  if (isElsewhere(directory->get())) {
+  const bool wasOvertaken = !hadOldJournal && hadOldJournal.error().fault == StoreFault::outdated;
+  if (wasOvertaken || isElsewhere(directory->get())) {
     isOutdated = true;
     return Outcome::busy;
   }
@@ -58,7 +59,7 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
   if (!beginning->isNeeded) return false;
   const auto written = store_.listFile().write(store_.valuesAtRotation(), beginning->format);
   if (!written) return std::unexpected(written.error());
-  auto result = store_.putInPlace(*written, patience);
+  auto result = store_.putInPlace(*written, *beginning, patience);
   if (!result) {
     store_.listFile().discard(*written);
     return std::unexpected(result.error());

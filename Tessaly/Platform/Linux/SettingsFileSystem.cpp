@@ -21,6 +21,12 @@ namespace {
 
 using Call = SettingsFileSystem::Call;
 
+/// The path of calls on descriptors.
+const std::string& noPath() {
+  static const auto& path = *new std::string;
+  return path;
+}
+
 constexpr std::size_t largeRead = std::size_t{64} << 20;
 
 StoreResult<> withoutValue(const StoreResult<long>& result) {
@@ -78,12 +84,12 @@ SettingsFileSystem& SettingsFileSystem::shared() noexcept {
   return system;
 }
 
-SettingsFileSystem::Fate SettingsFileSystem::before(Call /*call*/) { return {}; }
+SettingsFileSystem::Fate SettingsFileSystem::before(Call /*call*/, const std::string& /*path*/) { return {}; }
 
 template <typename Function>
-StoreResult<long> SettingsFileSystem::make(Call call, Function function) {
+StoreResult<long> SettingsFileSystem::make(Call call, const std::string& path, Function function) {
   for (;;) {
-    const Fate fate = before(call);
+    const Fate fate = before(call, path);
     long result = -1;
     if (fate.errorCode != 0) {
       errno = fate.errorCode;
@@ -96,27 +102,28 @@ StoreResult<long> SettingsFileSystem::make(Call call, Function function) {
 }
 
 StoreResult<OwnedDescriptor> SettingsFileSystem::open(const std::string& path, int flags, mode_t mode) {
-  const auto result = make(Call::open, [&](const Fate&) { return ::open(path.c_str(), flags | O_CLOEXEC, mode); });
+  const auto result =
+      make(Call::open, path, [&](const Fate&) { return ::open(path.c_str(), flags | O_CLOEXEC, mode); });
   if (!result) return std::unexpected(result.error());
   return OwnedDescriptor(static_cast<int>(*result));
 }
 
 StoreResult<struct stat> SettingsFileSystem::status(const std::string& path) {
   struct stat status{};
-  const auto result = make(Call::status, [&](const Fate&) { return ::stat(path.c_str(), &status); });
+  const auto result = make(Call::status, path, [&](const Fate&) { return ::stat(path.c_str(), &status); });
   if (!result) return std::unexpected(result.error());
   return status;
 }
 
 StoreResult<struct stat> SettingsFileSystem::status(int descriptor) {
   struct stat status{};
-  const auto result = make(Call::status, [&](const Fate&) { return ::fstat(descriptor, &status); });
+  const auto result = make(Call::status, noPath(), [&](const Fate&) { return ::fstat(descriptor, &status); });
   if (!result) return std::unexpected(result.error());
   return status;
 }
 
 bool SettingsFileSystem::mayWrite(const std::string& path) {
-  return make(Call::status, [&](const Fate&) { return ::access(path.c_str(), W_OK); }).has_value();
+  return make(Call::status, path, [&](const Fate&) { return ::access(path.c_str(), W_OK); }).has_value();
 }
 
 StoreResult<> SettingsFileSystem::read(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes) {
@@ -127,7 +134,7 @@ StoreResult<> SettingsFileSystem::read(int descriptor, std::uint64_t offset, std
   bytes.resize(size);
   std::size_t count = 0;
   while (count < size) {
-    const auto part = make(Call::read, [&](const Fate&) {
+    const auto part = make(Call::read, noPath(), [&](const Fate&) {
       return ::pread(descriptor, bytes.data() + count, size - count, static_cast<off_t>(offset + count));
     });
     if (!part) return std::unexpected(part.error());
@@ -140,7 +147,7 @@ StoreResult<> SettingsFileSystem::read(int descriptor, std::uint64_t offset, std
 
 StoreResult<std::size_t> SettingsFileSystem::write(int descriptor, std::string_view bytes) {
   const FileSizeSignal signal;
-  const auto result = make(Call::write, [&](const Fate& fate) {
+  const auto result = make(Call::write, noPath(), [&](const Fate& fate) {
     return ::write(descriptor, bytes.data(), std::min(bytes.size(), fate.maximumBytes));
   });
   if (!result) return std::unexpected(result.error());
@@ -157,7 +164,7 @@ StoreResult<> SettingsFileSystem::writeAll(int descriptor, std::string_view byte
 }
 
 StoreResult<> SettingsFileSystem::allocate(int descriptor, std::uint64_t offset, std::uint64_t size) {
-  return unless(make(Call::allocate,
+  return unless(make(Call::allocate, noPath(),
                      [&](const Fate&) {
                        return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset),
                                           static_cast<off_t>(size));
@@ -166,15 +173,15 @@ StoreResult<> SettingsFileSystem::allocate(int descriptor, std::uint64_t offset,
 }
 
 StoreResult<> SettingsFileSystem::synchronize(int descriptor) {
-  return unless(make(Call::synchronize, [&](const Fate&) { return ::fsync(descriptor); }), EINVAL, EINVAL);
+  return unless(make(Call::synchronize, noPath(), [&](const Fate&) { return ::fsync(descriptor); }), EINVAL, EINVAL);
 }
 
 StoreResult<> SettingsFileSystem::link(const std::string& from, const std::string& to) {
-  return withoutValue(make(Call::link, [&](const Fate&) { return ::link(from.c_str(), to.c_str()); }));
+  return withoutValue(make(Call::link, from, [&](const Fate&) { return ::link(from.c_str(), to.c_str()); }));
 }
 
 StoreResult<> SettingsFileSystem::rename(const std::string& from, const std::string& to, Replacing replacing) {
-  return withoutValue(make(Call::rename, [&](const Fate&) {
+  return withoutValue(make(Call::rename, from, [&](const Fate&) {
     if (replacing == Replacing::replace) return ::rename(from.c_str(), to.c_str());
     const unsigned flag = replacing == Replacing::exchange ? RENAME_EXCHANGE : RENAME_NOREPLACE;
     return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flag);
@@ -184,16 +191,18 @@ StoreResult<> SettingsFileSystem::rename(const std::string& from, const std::str
 StoreResult<> SettingsFileSystem::remove(const std::string& path) { return removeFrom(AT_FDCWD, path.c_str()); }
 
 StoreResult<> SettingsFileSystem::removeFrom(int directory, const char* name) {
-  return unless(make(Call::remove, [&](const Fate&) { return ::unlinkat(directory, name, 0); }), ENOENT, ENOENT);
+  return unless(make(Call::remove, noPath(), [&](const Fate&) { return ::unlinkat(directory, name, 0); }), ENOENT,
+                ENOENT);
 }
 
 StoreResult<> SettingsFileSystem::createDirectory(const std::string& path) {
-  return unless(make(Call::createDirectory, [&](const Fate&) { return ::mkdir(path.c_str(), 0700); }), EEXIST, EEXIST);
+  return unless(make(Call::createDirectory, path, [&](const Fate&) { return ::mkdir(path.c_str(), 0700); }), EEXIST,
+                EEXIST);
 }
 
 StoreResult<> SettingsFileSystem::lock(int descriptor, LockMode mode) {
   const int operation = (mode == LockMode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-  return withoutValue(make(Call::lock, [&](const Fate&) { return ::flock(descriptor, operation); }));
+  return withoutValue(make(Call::lock, noPath(), [&](const Fate&) { return ::flock(descriptor, operation); }));
 }
 
 void SettingsFileSystem::unlock(int descriptor) noexcept { ::flock(descriptor, LOCK_UN); }
@@ -201,13 +210,13 @@ void SettingsFileSystem::unlock(int descriptor) noexcept { ::flock(descriptor, L
 StoreResult<std::string> SettingsFileSystem::readLink(const std::string& path) {
   std::array<char, PATH_MAX> target{};
   const auto size =
-      make(Call::readLink, [&](const Fate&) { return ::readlink(path.c_str(), target.data(), target.size()); });
+      make(Call::readLink, path, [&](const Fate&) { return ::readlink(path.c_str(), target.data(), target.size()); });
   if (!size) return std::unexpected(size.error());
   return std::string(target.data(), static_cast<std::size_t>(*size));
 }
 
 StoreResult<> SettingsFileSystem::setMode(int descriptor, mode_t mode) {
-  return withoutValue(make(Call::setMode, [&](const Fate&) { return ::fchmod(descriptor, mode); }));
+  return withoutValue(make(Call::setMode, noPath(), [&](const Fate&) { return ::fchmod(descriptor, mode); }));
 }
 
 void SettingsFileSystem::setOwner(int descriptor, uid_t user, gid_t group) noexcept {

@@ -82,12 +82,12 @@ class TESSALY_EXPORT SettingsFileSystem {
     int errorCode = 0;
     std::size_t maximumBytes = SIZE_MAX;
   };
-  /// Called before each system call. Does nothing here.
-  [[nodiscard]] virtual Fate before(Call call);
+  /// Called before each system call. The path is empty for calls on descriptors. Does nothing here.
+  [[nodiscard]] virtual Fate before(Call call, const std::string& path);
 
  private:
   template <typename Function>
-  [[nodiscard]] StoreResult<long> make(Call call, Function function);
+  [[nodiscard]] StoreResult<long> make(Call call, const std::string& path, Function function);
 };
 
 }  // namespace Tessaly::inline v1::detail

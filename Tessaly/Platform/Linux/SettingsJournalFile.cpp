@@ -71,14 +71,15 @@ StoreResult<SettingsJournalFile::Standing> SettingsJournalFile::standing() {
   const FileIdentity identity = identityOf(*status);
   const bool isUntouched = identity.size == size_ && identity.modified == modified_;
   remember(*status);
-  if (!isFollowed_ || isUntouched) return Standing::current;
+  if (!isFollowed_) return Standing::current;
   if (size_ < offset_) return Standing::overwritten;
+  if (isUntouched) return Standing::current;
   std::string tail;
-  if (const auto read = files_.read(file_.get(), offset_ - tail_.size(), tail_.size(), tail); !read) {
-    modified_ = 0;  // It is to be compared the next time.
-    return std::unexpected(read.error());
-  }
-  return tail == tail_ ? Standing::current : Standing::overwritten;
+  const auto read = files_.read(file_.get(), offset_ - tail_.size(), tail_.size(), tail);
+  if (read && tail == tail_) return Standing::current;
+  modified_ = 0;  // It is to be compared the next time, too.
+  if (!read) return std::unexpected(read.error());
+  return Standing::overwritten;
 }
 
 StoreResult<std::string> SettingsJournalFile::contents(std::size_t maximum) {

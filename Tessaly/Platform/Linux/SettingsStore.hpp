@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "Tessaly/Core/Foundation/PropertyList.hpp"
@@ -76,6 +77,8 @@ class SettingsStore {
   struct CheckpointBeginning {
     bool isNeeded = false;
     bool hadOldJournal = false;
+    /// How many times everything had been read.
+    std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
@@ -83,7 +86,8 @@ class SettingsStore {
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
   /// The values at the beginning of the journal.
   [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
-  [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, SettingsPatience& patience);
+  [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
+                                         SettingsPatience& patience);
   [[nodiscard]] StoreResult<> removeOldJournal(int directory);
   [[nodiscard]] const SettingsListFile& listFile() const noexcept { return listFile_; }
   void checkpointFailed(const StoreProblem& problem);
@@ -100,8 +104,20 @@ class SettingsStore {
   struct FormerJournal {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
+    std::uint64_t ownChangesBefore = 0;
     SettingsValues::Overlay changes;
     SettingsValues::Pending values;
+  };
+
+  /// What is known of the journal that was begun in place of a former one.
+  struct LaterJournal {
+    /// The keys that were written after it was begun.
+    std::unordered_set<std::string> touched;
+    bool isRestored = false;
+    /// Whether it tells how much of the former one its maker had read: so far, and so many changes of this process.
+    bool hasFormer = false;
+    std::uint64_t knownOffset = 0;
+    std::uint64_t knownOwnChanges = 0;
   };
 
   /// Runs the body, which gives a result, under the lock of this process and that of the journal.
@@ -144,6 +160,7 @@ class SettingsStore {
   void replayJournal(const std::string& bytes) TESSALY_REQUIRES(lock_);
   [[nodiscard]] SettingsValues::Pending broughtAlong(const FormerJournal* former, const std::string& journal) const
       TESSALY_REQUIRES(lock_);
+  [[nodiscard]] LaterJournal laterJournal(const std::string& bytes, std::uint64_t formerNonce) const;
   void listIsUnreadable(const StoreProblem& problem) TESSALY_REQUIRES(lock_);
   void listIsReadable() TESSALY_REQUIRES(lock_);
 

@@ -26,6 +26,7 @@ StoreResult<SettingsStore::CheckpointBeginning> SettingsStore::beginCheckpoint(S
     const bool hasChanged = values_.hasChangedSinceRotation();
     beginning.isNeeded = beginning.hadOldJournal || values_.list().wantsCheckpoint || hasChanged;
     beginning.format = format_;
+    beginning.loads = values_.loads();
     return beginning.hadOldJournal || !hasChanged ? result : rotate();
   });
   if (!result) return std::unexpected(result.error());
@@ -39,11 +40,15 @@ PropertyList::Dictionary SettingsStore::valuesAtRotation() {
   return SettingsValues::reverted(std::move(values), values_.sinceRotation());
 }
 
-StoreResult<> SettingsStore::putInPlace(const SettingsListFile::Written& written, SettingsPatience& patience) {
+StoreResult<> SettingsStore::putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
+                                        SettingsPatience& patience) {
   return withJournal(LockMode::exclusive, patience, [&]() TESSALY_REQUIRES(lock_) {
     auto result = readNews();
     if (result) result = lookAtPropertyList();
-    return result ? exchangeLists(written) : result;
+    if (!result) return result;
+    // The values of the written list need not be those at the beginning of this journal.
+    if (values_.loads() != beginning.loads) return StoreResult<>(failure(StoreFault::outdated));
+    return exchangeLists(written);
   });
 }
 
@@ -141,14 +146,18 @@ StoreResult<> SettingsStore::adoptPropertyList(const SettingsListFile::Contents&
 StoreResult<> SettingsStore::adopt(const PropertyList::Dictionary& found, const PropertyList::Dictionary& known,
                                    std::uint64_t writer) {
   std::string records;
+  const auto isKept = [&](const std::string& key) TESSALY_REQUIRES(lock_) {
+    return values_.list().isUncertain && values_.sincePropertyList().contains(key);
+  };
   for (const auto& [key, value] : found) {
     const auto previous = known.find(key);
+    if (isKept(key)) continue;
     if (previous == known.end() || !previous->second.isIdentical(value)) {
       records += encoded(key, value, writer, journal_.nonce());
     }
   }
   for (const auto& [key, value] : known) {
-    if (!found.contains(key)) records += encoded(key, std::nullopt, writer, journal_.nonce());
+    if (!found.contains(key) && !isKept(key)) records += encoded(key, std::nullopt, writer, journal_.nonce());
   }
   if (records.empty()) return {};
   if (const auto appended = journal_.appendAll(records); !appended) return appended;

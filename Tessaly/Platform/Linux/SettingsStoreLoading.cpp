@@ -78,8 +78,10 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   if (list) {
     format_ = list->format;
     listIsReadable();
-  } else if (list.error().fault != StoreFault::missing) {
+  } else if (const auto present = listFile_.look(); !present || !present->isNone()) {
     listIsUnreadable(list.error());
+  } else {
+    listIsReadable();
   }
   const auto header = journal ? JournalHeader::from(*journal) : std::nullopt;
   if (old) replayOldJournal(old->bytes, header ? header->predecessor : 0);
@@ -125,28 +127,39 @@ SettingsValues::Pending SettingsStore::broughtAlong(const FormerJournal* former,
     }
   }
   if (former == nullptr) return result;
-  std::unordered_set<std::string> touched;
-  std::optional<JournalRecord::Restoration> restoration;
-  if (const auto contents = JournalContents::from(journal)) {
-    JournalReader reader(contents->records, contents->header.nonce);
-    while (const auto record = reader.next()) {
-      if (record->kind == JournalRecord::Kind::restoration) {
-        restoration = record->restoration();
-        touched.clear();  // The records before it are no later writes.
-      } else {
-        touched.emplace(record->key);
-      }
-    }
-  }
-  // A process that had read as much of the lost journal as this one has restored it all.
-  if (restoration && restoration->nonce == former->nonce && restoration->offset >= former->offset) return result;
-  const bool isOfAnother = restoration && restoration->nonce != former->nonce;
+  const LaterJournal later = laterJournal(journal, former->nonce);
   for (const auto& [key, change] : former->changes) {
-    if (touched.contains(key) || (isOfAnother && !change.isOwn)) continue;
+    // The records of the process that has restored the journal are as late as those that it had read.
+    const bool isKnown = change.ownChange != 0
+                             ? later.hasFormer && change.ownChange <= former->ownChangesBefore + later.knownOwnChanges
+                             : later.isRestored && (!later.hasFormer || later.knownOffset >= former->offset);
+    if (isKnown || later.touched.contains(key)) continue;
     const auto& value = former->values.at(key);
     if (!values_.has(key, value)) result.emplace(key, value);
   }
   return result;
+}
+
+SettingsStore::LaterJournal SettingsStore::laterJournal(const std::string& bytes, std::uint64_t formerNonce) const {
+  LaterJournal later;
+  const auto contents = JournalContents::from(bytes);
+  if (!contents) return later;
+  JournalReader reader(contents->records, contents->header.nonce);
+  while (const auto record = reader.next()) {
+    if (record->kind != JournalRecord::Kind::restoration) {
+      later.touched.emplace(record->key);
+      continue;
+    }
+    later.isRestored = true;
+    later.touched.clear();  // The records before it are no later writes.
+    const auto restoration = record->restoration();
+    if (!restoration || restoration->nonce != formerNonce) continue;
+    const auto own = restoration->records.find(writer_);
+    later.hasFormer = true;
+    later.knownOffset = restoration->offset;
+    later.knownOwnChanges = own == restoration->records.end() ? 0 : own->second;
+  }
+  return later;
 }
 
 void SettingsStore::listIsUnreadable(const StoreProblem& problem) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
@@ -45,14 +46,19 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
     journal_.follow(*header, *start);
     return load();
   }
+  // Another process has noticed the loss, and need not have known all that this one had written.
+  incidents_.journalWasLost(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
   const FormerJournal former = formerJournal();
   journal_.follow(*header, *start);
   return load(&former);
 }
 
 SettingsStore::FormerJournal SettingsStore::formerJournal() const {
-  FormerJournal former{
-      .nonce = journal_.nonce(), .offset = journal_.offset(), .changes = values_.sincePropertyList(), .values = {}};
+  FormerJournal former{.nonce = journal_.nonce(),
+                       .offset = journal_.offset(),
+                       .ownChangesBefore = values_.ownChangesBeforeJournal(),
+                       .changes = values_.sincePropertyList(),
+                       .values = {}};
   for (const auto& [key, unused] : former.changes) former.values.emplace(key, values_.table().value(key));
   return former;
 }
@@ -115,10 +121,14 @@ SettingsStore::Restored SettingsStore::restored() {
   } else {
     return result;
   }
-  const std::string extent =
-      JournalRecord::encodedRestoration({.nonce = journal_.nonce(), .offset = journal_.offset()});
-  const JournalRecord end{.kind = JournalRecord::Kind::restoration, .writer = writer_, .key = {}, .value = extent};
-  result.records += end.encoded(result.header.nonce);
+  std::vector<JournalRecord::Restoration> restorations = values_.restorations();
+  restorations.push_back(
+      {.nonce = journal_.nonce(), .offset = journal_.offset(), .records = values_.recordsOfJournal()});
+  for (const auto& restoration : restorations) {
+    const std::string extent = JournalRecord::encodedRestoration(restoration);
+    const JournalRecord record{.kind = JournalRecord::Kind::restoration, .writer = writer_, .key = {}, .value = extent};
+    result.records += record.encoded(result.header.nonce);
+  }
   return result;
 }
 

@@ -124,15 +124,23 @@ std::string JournalRecord::encodedIdentity(const FileIdentity& identity) {
   return out;
 }
 
-std::optional<JournalRecord::Restoration> JournalRecord::restoration() const noexcept {
-  if (kind != Kind::restoration || value.size() != 16) return std::nullopt;
-  return Restoration{.nonce = get(value, 0, 8), .offset = get(value, 8, 8)};
+std::optional<JournalRecord::Restoration> JournalRecord::restoration() const {
+  if (kind != Kind::restoration || value.size() < 16) return std::nullopt;
+  Restoration restoration{.nonce = get(value, 0, 8), .offset = get(value, 8, 8)};
+  for (std::size_t at = 16; at + 12 <= value.size(); at += 12) {
+    restoration.records[get(value, at, 8)] = static_cast<std::uint32_t>(get(value, at + 8, 4));
+  }
+  return restoration;
 }
 
 std::string JournalRecord::encodedRestoration(const Restoration& restoration) {
   std::string out;
   put(out, restoration.nonce, 8);
   put(out, restoration.offset, 8);
+  for (const auto& [writer, count] : restoration.records) {
+    put(out, writer, 8);
+    put(out, count, 4);
+  }
   return out;
 }
 

@@ -37,11 +37,21 @@ void SettingsValues::apply(const JournalRecord& record) {
       if (const auto identity = record.identity()) applyIdentity(record, *identity);
       return;
     case Kind::restoration:
+      if (auto restoration = record.restoration()) addRestoration(*std::move(restoration));
       return;
   }
 }
 
+void SettingsValues::addRestoration(JournalRecord::Restoration restoration) {
+  constexpr std::size_t maximum = 16;
+  std::erase_if(restorations_, [&](const auto& known) { return known.nonce == restoration.nonce; });
+  if (restorations_.size() == maximum) restorations_.erase(restorations_.begin());
+  restorations_.push_back(std::move(restoration));
+  list_.isUncertain = true;
+}
+
 void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdentity& identity) {
+  list_.isUncertain = false;
   if (isReplaying_) {
     recorded_ = identity;
     return;
@@ -61,6 +71,7 @@ void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdenti
 
 void SettingsValues::assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
   std::string name(key);
+  ++recordsOfJournal_[writer];
   pending_.erase(name);  // This write is later than the one that could not be stored.
   std::optional<PropertyList> previous = table_.exchange(key, value);
   sinceRotation_.try_emplace(name, previous);
@@ -68,7 +79,8 @@ void SettingsValues::assign(std::string_view key, std::optional<PropertyList> va
   if (writer == JournalRecord::otherProgram && !isReplaying_) {
     sincePropertyList_.insert_or_assign(name, Former{value});
   } else {
-    sincePropertyList_.try_emplace(name, previous).first->second.isOwn = writer == writer_;
+    Former& former = sincePropertyList_.try_emplace(name, previous).first->second;
+    former.ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
   }
   if (previous == value || isReplaying_) return;
   SettingsChange change{std::move(name), std::move(value)};
@@ -86,6 +98,7 @@ void SettingsValues::keep(std::string_view key, const std::optional<PropertyList
 }
 
 void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list) {
+  ++loads_;
   before_ = areLoaded_ ? table_.all() : PropertyList::Dictionary();
   if (list == nullptr) {
     list_.wantsCheckpoint = !list_.identity.isNone() || !before_.empty();
@@ -96,7 +109,7 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
     }
     for (const auto& [key, value] : *list) table_.exchange(key, value);
   }
-  sinceRotation_.clear();
+  beginJournal();
   sincePropertyList_.clear();
   sincePrevious_.clear();
   list_.previous = FileIdentity{};
@@ -138,6 +151,12 @@ void SettingsValues::endLoad(Pending broughtAlong) {
     }
   }
   areLoaded_ = true;
+}
+
+void SettingsValues::beginJournal() {
+  sinceRotation_.clear();
+  recordsOfJournal_.clear();
+  ownChangesBeforeJournal_ = ownChangesEver_;
 }
 
 void SettingsValues::returnToPreviousList() {

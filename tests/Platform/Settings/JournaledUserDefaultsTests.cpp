@@ -24,11 +24,10 @@
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
+#include "tests/Platform/Settings/StoreFixture.hpp"
 #include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/ContentsOf.hpp"
-#include "tests/Support/LastingClock.hpp"
 #include "tests/Support/Repetitions.hpp"
-#include "tests/Support/TemporaryFolder.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
@@ -41,52 +40,7 @@ using Store = std::shared_ptr<JournaledUserDefaults>;
 using Tests::contentsOf;
 using Tests::waitUntil;
 
-void write(const std::string& path, std::string_view bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-class JournaledUserDefaultsTest : public ::testing::Test {
- protected:
-  [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
-  [[nodiscard]] std::string plist() const { return folder() + "/Settings.plist"; }
-  [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
-  [[nodiscard]] std::string above() const { return folder_.path(); }
-
-  /// Time stands still: no checkpoint comes but by `synchronize`, `advance` or the end of the store.
-  Store open() { return JournaledUserDefaults::open({.folder = folder(), .clock = clock_}); }
-  Store openForReading() {
-    return JournaledUserDefaults::open(
-        {.folder = folder(), .opening = JournaledUserDefaults::Opening::forReading, .clock = clock_});
-  }
-  /// What another process would read now, plist and journals.
-  Dictionary stored() { return openForReading()->dictionaryRepresentation(); }
-  /// What any other program would read.
-  PropertyList onDisk() {
-    const std::string bytes = contentsOf(plist());
-    return PropertyListSerialization::read(Data(std::string_view(bytes)).bytes()).value;
-  }
-  /// Replaces the property list as careful programs do.
-  void replace(const Dictionary& values, PropertyListFormat format = PropertyListFormat::binary) {
-    write(above() + "/other", PropertyListSerialization::data(values, format).text());
-    std::filesystem::rename(above() + "/other", plist());
-  }
-  /// Releases a store while time passes, so that its waits end.
-  void releaseWhileTimePasses(Store& store) {
-    std::jthread passing([this](const std::stop_token& stop) {
-      while (!stop.stop_requested()) {
-        clock_.advance(std::chrono::milliseconds(10));
-        std::this_thread::yield();
-      }
-    });
-    store.reset();
-  }
-  void makeFolder() { std::filesystem::create_directories(folder()); }
-
-  ManualClock& clock_ = Tests::lastingClock();
-
- private:
-  Tests::TemporaryFolder folder_;
-};
+class JournaledUserDefaultsTest : public Tests::StoreFixture {};
 
 /// Remembers what it was told, and lets a test wait for it.
 class Recorder final : public KeyValueObserver {

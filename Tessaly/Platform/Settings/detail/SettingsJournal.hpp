@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -80,13 +81,14 @@ struct JournalRecord {
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
-  /// How far a process had read the journal that was lost.
+  /// How far a process had read the journal that was lost, and how many records of each writer.
   struct Restoration {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
+    std::unordered_map<std::uint64_t, std::uint32_t> records = {};
   };
   /// What a record of the kind `restoration` says.
-  [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const noexcept;
+  [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded(std::uint64_t nonce) const;

@@ -35,8 +35,8 @@ class TESSALY_EXPORT SettingsValues {
   /// The value of a key at some earlier point.
   struct Former {
     std::optional<PropertyList> value;
-    /// Whether this process made the last change of the key since then.
-    bool isOwn = false;
+    /// If this process made the last change of the key since then, the number of that change; 0 if not.
+    std::uint64_t ownChange = 0;
   };
   /// The former values of the keys that have changed since that point.
   using Overlay = std::unordered_map<std::string, Former>;
@@ -49,6 +49,9 @@ class TESSALY_EXPORT SettingsValues {
     FileIdentity previous;
     /// Whether the list was read without any record of it.
     bool isUnrecorded = false;
+    /// Whether the record of a checkpoint may have been lost with a journal. Then a list that no record knows need not be
+    /// another program's, and does not win over what the journal holds.
+    bool isUncertain = false;
     /// Whether a record asks for reading everything again.
     bool wantsReload = false;
     /// Whether a checkpoint is needed though nothing has changed.
@@ -68,6 +71,8 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] KnownList& list() noexcept { return list_; }
   [[nodiscard]] const KnownList& list() const noexcept { return list_; }
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
+  /// How many times everything was read.
+  [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
   /// Whether exactly this is stored.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
@@ -98,7 +103,15 @@ class TESSALY_EXPORT SettingsValues {
 
   // Journals.
   /// The records from now on stand in another journal than those before.
-  void beginJournal() { sinceRotation_.clear(); }
+  void beginJournal();
+  /// How many records of each writer were applied since.
+  [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& recordsOfJournal() const noexcept {
+    return recordsOfJournal_;
+  }
+  /// How many changes this process had made before.
+  [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
+  /// The journals that are known to have been lost and restored; the latest last.
+  [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
   [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !sinceRotation_.empty(); }
   [[nodiscard]] const Overlay& sinceRotation() const noexcept { return sinceRotation_; }
   /// The changes since the property list.
@@ -113,6 +126,7 @@ class TESSALY_EXPORT SettingsValues {
 
  private:
   [[nodiscard]] PropertyList::Dictionary valuesBefore(const Overlay& since) const;
+  void addRestoration(JournalRecord::Restoration restoration);
   void applyIdentity(const JournalRecord& record, const FileIdentity& identity);
 
   const std::uint64_t writer_;
@@ -121,6 +135,10 @@ class TESSALY_EXPORT SettingsValues {
   KnownList list_;
   Overlay sincePropertyList_;
   Overlay sinceRotation_;
+  std::unordered_map<std::uint64_t, std::uint32_t> recordsOfJournal_;
+  std::uint64_t ownChangesEver_ = 0;
+  std::uint64_t ownChangesBeforeJournal_ = 0;
+  std::vector<JournalRecord::Restoration> restorations_;
   Overlay sincePrevious_;
   Pending pending_;
   Pending pendingDuringLoad_;
@@ -131,6 +149,7 @@ class TESSALY_EXPORT SettingsValues {
   FileIdentity found_;
   bool isReplaying_ = false;
   bool areLoaded_ = false;
+  std::uint64_t loads_ = 0;
 };
 
 }  // namespace Tessaly::inline v1::detail

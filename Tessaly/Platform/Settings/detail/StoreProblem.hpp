@@ -30,6 +30,8 @@ enum class StoreFault : std::uint8_t {
   overwritten,
   /// The property list must become readable, or be set aside, first.
   postponed,
+  /// Everything was read again meanwhile: the checkpoint is to be begun anew.
+  outdated,
   /// Any other error of the system.
   system,
 };

@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+// What a store makes of journals that were shortened, overwritten, removed or damaged: no acknowledged value is lost
+// in silence.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Support/Repetitions.hpp"
+#include "tests/Support/WaitUntil.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Tests::contentsOf;
+using Tests::waitUntil;
+
+class JournalAttack : public Tests::StoreFixture {
+ protected:
+  [[nodiscard]] std::string oldJournal() const { return folder() + "/journal.old"; }
+
+  /// Overwrites each file in place, as "cp -r backup/. directory/" does.
+  static void copyInPlace(const std::string& from, const std::string& to) {
+    for (const auto& entry : std::filesystem::directory_iterator(from)) {
+      write(to + "/" + entry.path().filename().string(), contentsOf(entry.path().string()));
+    }
+  }
+  static void flipBit(const std::string& path, std::size_t byte) {
+    std::string bytes = contentsOf(path);
+    bytes.at(byte) = static_cast<char>(bytes.at(byte) ^ 4);
+    write(path, bytes);
+  }
+  /// A property list with "a", and "b" in a journal of one record; no process has the store open.
+  void leaveRecord() {
+    {
+      const Store store = open();
+      store->set(1, "a");
+      ASSERT_TRUE(store->synchronize());
+      store->set(2, "b");
+      std::filesystem::copy_file(journal(), above() + "/kept");
+      std::filesystem::copy_file(plist(), above() + "/plist");
+    }
+    std::filesystem::rename(above() + "/plist", plist());
+    std::filesystem::remove(journal());
+  }
+};
+
+TEST_F(JournalAttack, ShortenedJournalIsRestoredFromMemory) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set(std::string(300, 'x'), "b");
+  std::filesystem::resize_file(journal(), 0);
+  store->set(5, "k");
+  const Dictionary expected{{"a", 1}, {"b", std::string(300, 'x')}, {"k", 5}};
+  EXPECT_EQ(store->dictionaryRepresentation(), expected);
+  EXPECT_EQ(stored(), expected);
+  EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::overwrittenJournal));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(expected));
+}
+
+TEST_F(JournalAttack, JournalThatIsShortenedInTheMiddleIsRestored) {
+  for (const std::uintmax_t size : {10, 63, 64, 80, 117, 160}) {
+    SCOPED_TRACE(size);
+    std::filesystem::remove_all(folder());
+    const Store store = open();
+    store->set(1, "a");
+    store->set(2, "b");
+    store->set(3, "c");
+    ASSERT_GT(std::filesystem::file_size(journal()), size);
+    std::filesystem::resize_file(journal(), size);
+    store->set(4, "d");
+    EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}}));
+  }
+}
+
+TEST_F(JournalAttack, JournalOverwrittenByABackupIsRestored) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set("early", "b");
+  std::filesystem::copy(folder(), above() + "/backup");
+  store->set("late", "b");
+  store->set(3, "c");
+  copyInPlace(above() + "/backup", folder());
+  store->set(4, "d");
+  const Dictionary expected{{"a", 1}, {"b", "late"}, {"c", 3}, {"d", 4}};
+  EXPECT_EQ(stored(), expected);
+  EXPECT_EQ(store->dictionaryRepresentation(), expected);
+  EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::overwrittenJournal));
+}
+
+TEST_F(JournalAttack, LongerBackupOverAJournalIsNoticed) {
+  const Store store = open();
+  for (int i = 0; i < 20; ++i) store->set(i, "many");
+  std::filesystem::copy(folder(), above() + "/backup");
+  ASSERT_TRUE(store->synchronize());
+  store->set(1, "a");
+  copyInPlace(above() + "/backup", folder());
+  store->set(2, "b");
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"many", 19}}));
+}
+
+TEST_F(JournalAttack, WritesOfTwoProcessesSurviveAShortenedJournal) {
+  const Store first = open();
+  const Store second = open();
+  for (int round = 0; round < Tests::repetitions(100); ++round) {
+    first->set(round, "first");
+    second->set(round, "second");
+    std::filesystem::resize_file(journal(), static_cast<std::uintmax_t>(round % 3) * 32);
+    (round % 2 == 0 ? first : second)->set(round, "after");
+    const Dictionary expected{{"after", round}, {"first", round}, {"second", round}};
+    ASSERT_TRUE(waitUntil([&] {
+      clock_.advance(JournaledUserDefaults::retryDelay);
+      return stored() == expected;
+    })) << round
+        << PropertyList(stored()) << PropertyList(first->dictionaryRepresentation())
+        << PropertyList(second->dictionaryRepresentation());
+  }
+}
+
+TEST_F(JournalAttack, ProcessThatFindsNoJournalTakesNothingAway) {
+  const Store first = open();
+  first->set(1, "a");
+  ASSERT_TRUE(first->synchronize());
+  first->set(2, "b");
+  std::filesystem::remove(journal());
+  const Store second = open();
+  second->set(3, "c");
+  EXPECT_TRUE(waitUntil([&] {
+    clock_.advance(JournaledUserDefaults::retryDelay);
+    return stored() == Dictionary{{"a", 1}, {"b", 2}, {"c", 3}};
+  }));
+}
+
+TEST_F(JournalAttack, RemovedJournalIsRestoredByTheNextWrite) {
+  const Store store = open();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "b");
+  std::filesystem::remove(journal());
+  store->set(3, "c");
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+}
+
+TEST_F(JournalAttack, OldJournalWithADamagedHeaderKeepsItsRecords) {
+  for (const std::size_t byte : {0, 8, 12, 16, 20, 25, 40, 57, 61}) {
+    SCOPED_TRACE(byte);
+    std::filesystem::remove_all(folder());
+    std::filesystem::remove(above() + "/kept");
+    leaveRecord();
+    std::filesystem::rename(above() + "/kept", oldJournal());
+    flipBit(oldJournal(), byte);
+    const Store store = open();
+    EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}}));
+    EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::damagedJournal));
+    EXPECT_TRUE(store->synchronize());
+    EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
+    EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged.old"));
+    EXPECT_FALSE(std::filesystem::exists(oldJournal()));
+  }
+}
+
+TEST_F(JournalAttack, OldJournalThatCannotBeReadAtAllIsKept) {
+  leaveRecord();
+  const std::string garbage(200, 'g');
+  write(oldJournal(), garbage);
+  const Store store = open();
+  EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::damagedJournal));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(contentsOf(folder() + "/journal.damaged.old"), garbage);
+}
+
+TEST_F(JournalAttack, JournalWithADamagedHeaderKeepsItsRecords) {
+  for (const std::size_t byte : {0, 8, 12, 16, 20, 25, 40, 57, 61}) {
+    SCOPED_TRACE(byte);
+    std::filesystem::remove_all(folder());
+    std::filesystem::remove(above() + "/kept");
+    leaveRecord();
+    std::filesystem::rename(above() + "/kept", journal());
+    flipBit(journal(), byte);
+    const Store reader = openForReading();
+    EXPECT_EQ(reader->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}}));
+    const Store store = open();
+    EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}}));
+    EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::damagedJournal));
+    store->set(3, "c");
+    EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+    EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged"));
+  }
+}
+
+TEST_F(JournalAttack, DamagedRecordIsToldAndItsFileKept) {
+  leaveRecord();
+  std::filesystem::rename(above() + "/kept", journal());
+  flipBit(journal(), 64 + 53 + 32);  // Behind the header and the record of the checkpoint.
+  const Store store = open();
+  EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}}));
+  const auto problems = store->status().problems;
+  ASSERT_EQ(problems.size(), 1u);
+  EXPECT_EQ(problems[0].problem, UserDefaultsProblem::damagedJournal);
+  EXPECT_EQ(problems[0].effect, UserDefaultsEffect::mayBeLost);
+  EXPECT_EQ(problems[0].file, journal());
+  store->set(3, "c");
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged.old"));
+}
+
+TEST_F(JournalAttack, RecordOfAKilledWriterIsNoDamage) {
+  const Store store = open();
+  store->set(1, "a");
+  const std::string record = contentsOf(journal()).substr(64);
+  for (std::size_t size = 1; size < record.size(); ++size) {
+    std::ofstream(journal(), std::ios::binary | std::ios::app) << record.substr(0, size);
+    store->set(static_cast<int>(size), "b");
+  }
+  EXPECT_TRUE(store->status().problems.empty());
+  EXPECT_TRUE(openForReading()->status().problems.empty());
+}
+
+TEST_F(JournalAttack, ThingsInThePlaceOfTheJournalAreSetAside) {
+  for (const std::string kind : {"directory", "pipe", "link"}) {
+    SCOPED_TRACE(kind);
+    std::filesystem::remove_all(folder());
+    makeFolder();
+    replace({{"a", 1}});
+    if (kind == "directory") std::filesystem::create_directories(journal() + "/within");
+    if (kind == "pipe") ASSERT_EQ(::mkfifo(journal().c_str(), 0600), 0);
+    if (kind == "link") std::filesystem::create_symlink("nowhere", journal());
+    const Store store = open();
+    store->set(2, "b");
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+    EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}}));
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(folder() + "/journal.damaged")));
+  }
+}
+
+TEST_F(JournalAttack, DirectoryWithTheNameOfANewJournalIsNoObstacle) {
+  makeFolder();
+  std::filesystem::create_directories(journal() + ".new/within");
+  const Store store = open();
+  store->set(1, "a");
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// Processes without descriptors or with a limit for the size of files, and property lists that cannot be read.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "tests/Platform/Settings/FaultyFileSystem.hpp"
+#include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Support/WaitUntil.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Tests::FaultyFileSystem;
+using Tests::waitUntil;
+
+class StoreLimits : public Tests::StoreFixture {};
+
+/// Lowers a limit of this process until its end.
+class Limit {
+ public:
+  Limit(__rlimit_resource resource, rlim_t value) : resource_(resource) {
+    EXPECT_EQ(::getrlimit(resource_, &former_), 0);
+    const rlimit lowered{.rlim_cur = value, .rlim_max = former_.rlim_max};
+    EXPECT_EQ(::setrlimit(resource_, &lowered), 0);
+  }
+  ~Limit() { ::setrlimit(resource_, &former_); }
+  Limit(const Limit&) = delete;
+  Limit& operator=(const Limit&) = delete;
+
+ private:
+  __rlimit_resource resource_;
+  rlimit former_{};
+};
+
+TEST_F(StoreLimits, FirstUseWithoutAFreeDescriptorKeepsValuesInMemory) {
+  Store store;
+  {
+    const Limit limit(RLIMIT_NOFILE, 0);
+    store = JournaledUserDefaults::open({.folder = folder()});
+    store->set(1, "a");
+    EXPECT_EQ(store->value("a"), 1);
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::systemError);
+    EXPECT_EQ(store->status().errorCode, EMFILE);
+    EXPECT_FALSE(store->synchronize());
+  }
+  store->set(2, "b");
+  EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
+}
+
+TEST_F(StoreLimits, LimitForTheSizeOfFilesIsLikeAFullDisk) {
+  const Store store = open();
+  store->set(1, "a");
+  {
+    const Limit limit(RLIMIT_FSIZE, 4096);
+    store->set(std::string(10'000, 'x'), "large");
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
+    EXPECT_EQ(store->value("large")->text()->size(), 10'000u);
+    EXPECT_FALSE(store->synchronize());
+  }
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk().dictionary()->size(), 2u);
+}
+
+TEST_F(StoreLimits, LimitForTheSizeOfFilesStopsNoCheckpoint) {
+  const Store store = open();
+  store->set(std::string(10'000, 'x'), "large");
+  const Limit limit(RLIMIT_FSIZE, 100);
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
+}
+
+TEST_F(StoreLimits, PropertyListThatMayNotBeReadIsToldAndReadLater) {
+  makeFolder();
+  replace({{"a", 1}});
+  std::atomic<bool> isForbidden = true;
+  FaultyFileSystem files([&](FaultyFileSystem::Call call, const std::string& path) -> FaultyFileSystem::Fate {
+    return call == FaultyFileSystem::Call::open && path == plist() && isForbidden
+               ? FaultyFileSystem::Fate{.errorCode = EACCES}
+               : FaultyFileSystem::Fate{};
+  });
+  const Store store = open(&files);
+  EXPECT_EQ(store->value("a"), std::nullopt);
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::unreadablePropertyList);
+  EXPECT_EQ(store->status().errorCode, EACCES);
+  ASSERT_EQ(store->status().problems.size(), 1u);
+  EXPECT_EQ(store->status().problems[0].file, plist());
+  EXPECT_EQ(store->status().problems[0].effect, UserDefaultsEffect::notRead);
+  isForbidden = false;
+  EXPECT_TRUE(waitUntil([&] {
+    clock_.advance(JournaledUserDefaults::damageDelay * 3);
+    return store->value("a") == PropertyList(1);
+  }));
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+}
+
+TEST_F(StoreLimits, DamagedPropertyListIsToldAtOnce) {
+  makeFolder();
+  write(plist(), "damaged");
+  for (int process = 0; process < 3; ++process) {
+    Store store = open();
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::damagedPropertyList);
+    EXPECT_EQ(store->status().problems.front().effect, UserDefaultsEffect::notRead);
+    store->set(process, "a");
+    EXPECT_EQ(store->value("a"), process);
+    EXPECT_EQ(store->status().problem, UserDefaultsProblem::damagedPropertyList);
+    releaseWhileTimePasses(store);
+  }
+  EXPECT_EQ(stored(), (Dictionary{{"a", 2}}));
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1
