@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -13,6 +14,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "Command.hpp"
@@ -22,6 +24,8 @@
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "Values.hpp"
 
 namespace TessalyTool {
@@ -47,6 +51,7 @@ Reads and writes the settings of the application with that identifier, while it 
   export <identifier> [file] [-xml]   write everything as a property list, binary or XML
   import <identifier> [file]          store everything that a property list holds, of either format
   watch <identifier> [key...]         print changes as they are made, until interrupted
+  doctor <identifier>                 print what is wrong with the files, and repair what needs no decision
 
 A file that is missing or "-" is standard input or output.
 
@@ -74,10 +79,13 @@ std::string reason(const Tessaly::UserDefaultsStatus& status) {
   return std::strerror(status.errorCode);
 }
 
-/// For operations that change nothing: there must be something, and all of it must be known.
-Store openExisting(std::string_view identifier) {
+enum class Damage : bool { isError, isExpected };
+
+/// For operations that change nothing: there must be something, and unless damage is expected all of it must be known.
+Store openExisting(std::string_view identifier, Damage damage = Damage::isError) {
   Store store = open(identifier, Opening::forReading);
   const auto status = store->status();
+  if (damage == Damage::isExpected && status.problem != UserDefaultsProblem::none) return store;
   if (status.problem == UserDefaultsProblem::newerVersion) {
     std::cerr << "A later version has written the settings in " << status.folder << "; only Settings.plist is read\n";
   } else if (status.problem != UserDefaultsProblem::none) {
@@ -99,6 +107,13 @@ void requireStored(const Store& store) {
   switch (status.problem) {
     case UserDefaultsProblem::none:
       return;
+    case UserDefaultsProblem::unreadablePropertyList:
+    case UserDefaultsProblem::damagedPropertyList:
+      // The journal has what was written.
+      std::cerr << "tessaly defaults: " << status.problems.back().description() << '\n';
+      return;
+    case UserDefaultsProblem::lockHeld:
+      throw CommandError("Another process holds the lock of the settings in " + status.folder);
     case UserDefaultsProblem::readOnly:
       throw CommandError("The settings in " + status.folder + " may only be read");
     case UserDefaultsProblem::diskFull:
@@ -268,6 +283,59 @@ ExitCode watch(Arguments arguments) {
   return success;
 }
 
+std::string_view meaning(Tessaly::UserDefaultsEffect effect) {
+  switch (effect) {
+    case Tessaly::UserDefaultsEffect::none:
+      return "No value is lost.";
+    case Tessaly::UserDefaultsEffect::inMemoryOnly:
+      return "New values are not stored.";
+    case Tessaly::UserDefaultsEffect::notRead:
+      return "Its values read as their defaults.";
+    case Tessaly::UserDefaultsEffect::mayBeLost:
+      return "Values may be lost.";
+  }
+  return "";
+}
+
+/// The keys of damaged records, as far as they can be read.
+void printDamagedKeys(const std::string& file) {
+  const auto contents = Tessaly::detail::readFile(file);
+  const auto journal = contents ? Tessaly::detail::JournalContents::from(contents->bytes) : std::nullopt;
+  if (!journal) return;
+  Tessaly::detail::JournalReader reader(journal->records, journal->header.nonce);
+  while (reader.next()) {
+  }
+  auto damaged = reader.damaged();
+  const auto end = reader.damagedAtEnd();
+  damaged.insert(damaged.end(), end.begin(), end.end());
+  for (const std::string_view bytes : damaged) {
+    const auto key = Tessaly::detail::keyOfDamagedRecord(bytes);
+    std::cout << "  damaged record of " << (key ? printedKey(*key) : "an unknown key") << '\n';
+  }
+}
+
+ExitCode doctor(Arguments arguments) {
+  requireCount(arguments, 1, 1);
+  static_cast<void>(openExisting(arguments[0], Damage::isExpected));
+  const Store store = open(arguments[0], Opening::forUse);
+  const auto end = std::chrono::steady_clock::now() + 5 * JournaledUserDefaults::damageDelay;
+  while (!store->synchronize() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  const auto status = store->status();
+  for (const auto& incident : status.problems) {
+    std::cout << incident.time << ": " << incident.description() << ". " << meaning(incident.effect)
+              << (!incident.isOngoing      ? " It is over."
+                  : incident.healsByItself ? " It ends by itself once its reason is gone."
+                                           : " It needs a person.")
+              << '\n';
+    if (incident.problem == UserDefaultsProblem::damagedJournal) printDamagedKeys(incident.file);
+  }
+  if (status.problems.empty()) std::cout << "Nothing is wrong with the settings in " << status.folder << '\n';
+  if (status.problem != UserDefaultsProblem::none) throw CommandError("Something is still wrong");
+  return success;
+}
+
 ExitCode run(Arguments arguments) {
   if (arguments.empty()) throw UsageError("An operation is missing");
   struct Operation {
@@ -275,7 +343,8 @@ ExitCode run(Arguments arguments) {
     ExitCode (*run)(Arguments);
   };
   static constexpr Operation operations[] = {{"read", read},        {"write", write},      {"delete", remove},
-                                             {"export", exportAll}, {"import", importAll}, {"watch", watch}};
+                                             {"export", exportAll}, {"import", importAll}, {"watch", watch},
+                                             {"doctor", doctor}};
   const auto found = std::ranges::find(operations, arguments[0], &Operation::name);
   if (found == std::end(operations)) {
     throw UsageError("There is no operation \"" + std::string(arguments[0]) + "\"");

@@ -111,6 +111,7 @@ void SettingsIncidents::add(UserDefaultsIncident incident, bool isLogged) {
     return former.problem == incident.problem && former.file == incident.file && former.isOngoing == incident.isOngoing;
   });
   if (known != status_.problems.end()) {
+    if (!incident.isOngoing) known->time = incident.time;
     known->errorCode = incident.errorCode;
     known->effect = std::max(known->effect, incident.effect);
     return summarize();

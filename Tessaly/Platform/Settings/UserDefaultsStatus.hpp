@@ -58,7 +58,7 @@ struct UserDefaultsIncident {
   UserDefaultsProblem problem = UserDefaultsProblem::none;
   /// The path of the file or directory; of one that was set aside, its new path. Empty if there is none.
   std::string file = {};
-  /// When the store noticed it.
+  /// When the store noticed it; the last time if it has happened again.
   Date time = Date::distantPast();
   UserDefaultsEffect effect = UserDefaultsEffect::none;
   /// Whether it lasts. What is over is still listed if values may have been lost.

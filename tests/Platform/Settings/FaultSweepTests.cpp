@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+// Each system call of a scenario fails once, in every way, and the process ends once at each. Afterwards every
+// acknowledged value is there, or the status had named the loss.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <new>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/Platform/Settings/FaultyFileSystem.hpp"
+#include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Platform/Settings/SynchronizedDisk.hpp"
+#include "tests/Support/Repetitions.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Tests::FaultyFileSystem;
+using Fate = FaultyFileSystem::Fate;
+using Call = FaultyFileSystem::Call;
+
+/// What a scenario had done when it ended, in memory that a child process shares.
+struct Progress {
+  std::atomic<int> acknowledged{0};
+  std::atomic<int> synchronized{0};
+};
+
+class FaultSweep : public Tests::StoreFixture {
+ protected:
+  struct Step {
+    std::string key;
+    std::optional<PropertyList> value;
+  };
+  /// The writes of the scenario, with a synchronization after each third one.
+  static const std::vector<Step>& steps() {
+    static const auto& steps =
+        *new std::vector<Step>{{"a", 1}, {"b", "text"}, {"a", 2}, {"c", std::string(5000, 'x')}, {"b", std::nullopt},
+                               {"d", 4}, {"a", 5},      {"e", 6}};
+    return steps;
+  }
+
+  /// Counts the calls of this thread and decides what becomes of each.
+  class Counting {
+   public:
+    explicit Counting(std::function<Fate(int, Call)> fate)
+        : thread_(std::this_thread::get_id()), files([this, fate = std::move(fate)](Call call, const std::string&) {
+            return std::this_thread::get_id() == thread_ ? fate(count++, call) : Fate{};
+          }) {}
+
+   private:
+    std::thread::id thread_;
+
+   public:
+    int count = 0;
+    FaultyFileSystem files;
+  };
+
+  /// Whether the status named a problem before the scenario's end.
+  bool run(const std::string& directory, Counting& counting, Progress& progress) {
+    bool isTold = false;
+    {
+      Store store = JournaledUserDefaults::open({.folder = directory, .clock = clock_, .fileSystem = &counting.files});
+      for (int i = 0; i < static_cast<int>(steps().size()); ++i) {
+        const Step& step = steps()[static_cast<std::size_t>(i)];
+        if (step.value) store->set(*step.value, step.key);
+        if (!step.value) store->removeObject(step.key);
+        progress.acknowledged = i + 1;
+        isTold = !store->status().problems.empty();
+        if (i % 3 == 2 && store->synchronize()) progress.synchronized = i + 1;
+      }
+      isTold = !store->status().problems.empty();
+      // Time passes on another thread: waits of the end must be over some time.
+      std::jthread passing([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+          clock_.advance(std::chrono::milliseconds(10));
+          std::this_thread::yield();
+        }
+      });
+      store.reset();
+    }
+    return isTold;
+  }
+
+  /// What is wrong with the values, of which at least the first steps must be there; empty if nothing is.
+  static std::string complaint(const Dictionary& values, int atLeast) {
+    std::map<std::string, std::vector<std::optional<PropertyList>>> allowed;
+    for (const Step& step : steps()) allowed[step.key] = {std::nullopt};
+    for (int i = 0; i < static_cast<int>(steps().size()); ++i) {
+      const Step& step = steps()[static_cast<std::size_t>(i)];
+      if (i < atLeast) allowed[step.key].clear();
+      allowed[step.key].push_back(step.value);
+    }
+    for (const auto& [key, possible] : allowed) {
+      const auto found = values.find(key);
+      const auto value = found == values.end() ? std::optional<PropertyList>() : found->second;
+      if (std::ranges::find(possible, value) == possible.end()) return "the value of " + key;
+    }
+    return values.size() > allowed.size() ? "a key that was never written" : "";
+  }
+
+  Dictionary valuesOf(const std::string& directory) {
+    return JournaledUserDefaults::open({.folder = directory, .clock = Tests::lastingClock()})
+        ->dictionaryRepresentation();
+  }
+};
+
+TEST_F(FaultSweep, EachFailingCallLosesNothingUntold) {
+  Progress progress;
+  Counting whole([](int, Call) { return Fate{}; });
+  run(above() + "/whole", whole, progress);
+  ASSERT_EQ(progress.synchronized, 6);
+  constexpr std::array errors{ENOSPC, EIO, EINTR, EMFILE, EACCES, EROFS, EDQUOT};
+  int faults = 0;
+  int told = 0;
+  for (int at = 0; at < whole.count; ++at) {
+    for (std::size_t way = 0; way <= errors.size(); ++way) {
+      // One way for each call, all of them under stress.
+      const bool isChosen = way == static_cast<std::size_t>(at) % (errors.size() + 1);
+      if (Tests::repetitions(1) == 1 && !isChosen) continue;
+      const std::string directory = above() + "/" + std::to_string(at) + "-" + std::to_string(way);
+      bool isMade = false;
+      Counting counting([&](int number, Call call) -> Fate {
+        if (number != at) return {};
+        isMade = way < errors.size() || call == Call::write;
+        if (way < errors.size()) return {.errorCode = errors[way]};
+        return {.maximumBytes = 7};
+      });
+      Progress reached;
+      const bool isTold = run(directory, counting, reached);
+      faults += isMade ? 1 : 0;
+      told += isTold ? 1 : 0;
+      const std::string wrong = complaint(valuesOf(directory), reached.acknowledged);
+      EXPECT_TRUE(wrong.empty() || isTold) << wrong << " at call " << at << " of " << whole.count << ", way " << way;
+      std::filesystem::remove_all(directory);
+    }
+  }
+  std::cout << whole.count << " calls, " << faults << " faults, told in the end of " << told << " runs\n";
+  EXPECT_GE(faults, whole.count * 3 / 4);
+}
+
+TEST_F(FaultSweep, EndOfTheProcessAtEachCallLosesNothing) {
+  void* const memory = ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  int ends = 0;
+  const int stride = Tests::repetitions(1) == 1 ? 3 : 1;  // Every call under stress.
+  for (bool hasEnded = false; !hasEnded; ends += stride) {
+    auto& progress = *new (memory) Progress;
+    const std::string directory = above() + "/" + std::to_string(ends);
+    // Children start the runtime's threads. This process must not, because threads are not forked.
+    const auto child = [&](const std::function<int()>& body) {
+      const pid_t process = ::fork();
+      if (process == 0) ::_exit(body());
+      int status = 0;
+      ::waitpid(process, &status, 0);
+      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    };
+    const int code = child([&] {
+      Tests::SynchronizedDisk disk;
+      Counting counting([&](int number, Call) -> Fate {
+        if (number != ends) return {};
+        disk.restore(directory, directory + "-kept", false);
+        disk.restore(directory, directory + "-latest", true);
+        ::_exit(3);
+      });
+      std::filesystem::create_directories(directory);
+      run(directory, counting, progress);
+      return 0;
+    });
+    ASSERT_TRUE(code == 0 || code == 3) << code;
+    hasEnded = code == 0;
+    const int verdict = child([&] {
+      int wrong = complaint(valuesOf(directory), progress.acknowledged).empty() ? 0 : 1;
+      if (hasEnded) return wrong;
+      for (const std::string left : {"-kept", "-latest"}) {
+        if (!complaint(valuesOf(directory + left), progress.synchronized).empty()) wrong += 2;
+      }
+      return wrong;
+    });
+    EXPECT_EQ(verdict, 0) << "ended at call " << ends << " after " << progress.acknowledged << " writes";
+  }
+  ::munmap(memory, sizeof(Progress));
+  std::cout << (ends - stride) / stride << " ends, each looked at after a kill and after two power cuts\n";
+  EXPECT_GT(ends, 100);
+}
+
+}  // namespace
+}  // namespace Tessaly::inline v1
