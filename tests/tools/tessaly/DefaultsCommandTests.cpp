@@ -18,6 +18,7 @@
 
 #include "Tessaly/Core/Base/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/OutputOf.hpp"
