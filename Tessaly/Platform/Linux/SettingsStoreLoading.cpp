@@ -32,7 +32,8 @@ void SettingsStore::open(Schedule schedule) {
   const StoreFault fault = obtained ? StoreFault::system : obtained.error().fault;
   if (!isForUse_) {
     // A store that is not there is empty. Damage is told where it was found.
-    const bool isTold = fault == StoreFault::missing || fault == StoreFault::lockHeld || fault == StoreFault::damaged;
+    const bool isAbsent = !obtained && obtained.error().errorCode == ENOENT;
+    const bool isTold = isAbsent || fault == StoreFault::lockHeld || fault == StoreFault::damaged;
     if (!obtained && !isTold) incidents_.writesFail(obtained.error(), 0);
     return;
   }
