@@ -142,7 +142,7 @@ TEST(ReplaceTags, FindsPlainTagsAsTheExpressionDoes) {
     ASSERT_EQ(outcome, outcomeOf(text, tagAsExpression)) << text;
     marks += outcome.text.contains('[') ? 1 : 0;
   }
-  EXPECT_GT(marks, 100);
+  EXPECT_GT(marks, 30);
 }
 
 TEST(ReplaceTags, ReadsALineOfUnclosedTagsOnce) {
