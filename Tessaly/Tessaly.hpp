@@ -25,6 +25,7 @@
 #include "Tessaly/Concurrency/TaskScope.hpp"
 #include "Tessaly/Concurrency/TypedAsyncSequence.hpp"
 #include "Tessaly/Core/Base/BackendInstallation.hpp"
+#include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/DecodedScalar.hpp"
 #include "Tessaly/Core/Base/Error.hpp"

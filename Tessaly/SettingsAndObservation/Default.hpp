@@ -11,9 +11,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/IsAsync.hpp"
-#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
@@ -310,7 +310,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     const bool hasObject = change && change->newValue && *change->newValue;
     const auto stored = converted(hasObject ? &**change->newValue : nullptr);
     if (!stored) return;
-    const detail::CallGate::Call call(calls_);
+    const CallGate::Call call(calls_);
     if (call.isAdmitted() && onChange_) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
   }
 
@@ -338,7 +338,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   const std::shared_ptr<UserDefaults> userDefault_;
   bool isObserving_ = false;
   ChangeHandler onChange_;
-  detail::CallGate calls_;
+  CallGate calls_;
 };
 
 template <UserDefaultsValueTransformable Value>

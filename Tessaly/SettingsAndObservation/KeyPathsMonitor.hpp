@@ -22,7 +22,9 @@
 
 namespace Tessaly::inline v1 {
 
-class MonitorableObject;
+namespace detail {
+class StoredPropertyHook;
+}  // namespace detail
 
 /// Reacts when chosen properties of chosen objects change: by a function that runs at once, or by a task of which a
 /// later change makes the earlier one superfluous.
@@ -131,7 +133,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     }
 
    private:
-    friend MonitorableObject;
+    friend detail::StoredPropertyHook;
 
     /// A snapshot shares it. An insertion or removal meanwhile writes a copy.
     using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;

@@ -18,6 +18,7 @@
 #include "Tessaly/Core/Tasks/Cancellation.hpp"
 #include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/detail/AwaitedTasks.hpp"
 #include "Tessaly/Core/Tasks/detail/CarriedElement.hpp"
 #include "Tessaly/Core/Tasks/detail/GrowableRing.hpp"
 
@@ -150,6 +151,12 @@ class MergeState {
       if (!isOver_) return;
     }
     cancelChildren();
+  }
+
+  /// The tasks that feed this, once they have been set.
+  [[nodiscard]] std::array<Task<>, 2> children() {
+    UnfairLock::Guard guard(lock_);
+    return {*children_[0].task, *children_[1].task};
   }
 
  private:
@@ -297,6 +304,7 @@ class AsyncMergeSequence {
         auto [first, second] = *std::exchange(running->bases, std::nullopt);
         state->setChildren(start(state, 0, std::move(first)), start(state, 1, std::move(second)));
       }
+      const detail::AwaitedTasks awaited(state->children());
       const detail::ScopedCancellationHandler handler([state] { state->stop(); });
       typename State::Arrival arrival = co_await withCheckedContinuation<typename State::Arrival>(
           [&](typename State::Answer answer) { state->ask(std::move(answer)); });

@@ -5,8 +5,8 @@
 #include <functional>
 #include <memory>
 
+#include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 

@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Foundation/Date.hpp"
-
 #include "Tessaly/Core/Base/Requirements.hpp"
+#include "Tessaly/Core/Foundation/Date.hpp"
 
 namespace Tessaly::inline v1 {
 

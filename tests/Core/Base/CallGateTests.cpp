@@ -10,15 +10,14 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/Thread.hpp"
-#include "Tessaly/Core/Base/detail/CallGate.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/Threads.hpp"
 
 namespace Tessaly {
 namespace {
 
-using detail::CallGate;
 
 TEST(CallGate, AdmitsCallsUntilItIsClosed) {
   CallGate gate;

@@ -8,7 +8,6 @@
 namespace Tessaly {
 namespace {
 
-using numberDescription;
 
 TEST(NumberDescription, IsTheShortestTextThatReadsBackTheSame) {
   EXPECT_EQ(numberDescription(0.1), "0.1");

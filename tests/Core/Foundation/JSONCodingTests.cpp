@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Tessaly/Core/Foundation/JSONCoding.hpp"
 
@@ -73,7 +74,7 @@ TEST(JSONDecoder, SaysWhatIsWrong) {
 TEST(JSONDecoder, TakesNumbersThatNoDoubleHolds) {
   const std::string huge(400, '9');
   for (const std::string& number :
-       {std::string("1e999"), "-1E+999", huge, "-" + huge + ".5e7", "[1e999,{\"b\":1e999}]"}) {
+       std::vector<std::string>{"1e999", "-1E+999", huge, "-" + huge + ".5e7", "[1e999,{\"b\":1e999}]"}) {
     EXPECT_EQ(members("{\"a\":\"1e999\\\"\",\"b\":" + number + "}").decodeString("a"), "1e999\"") << number;
   }
   for (const char* number : {"1e999.5", "1e999e9", "01e999", "1e", "1e999 1", "-", "1.e999", ".1e999", "+1e999"}) {

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Tasks/AsyncMergeSequence.hpp"
 #include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
@@ -197,6 +198,46 @@ TEST(AwaitedTasks, RaiseReachesTasksThatAContinuationWaitsFor) {
   clock.advance(1s);
   scheduler.runUntilIdle();
   EXPECT_TRUE(waiter.isFinished());
+}
+
+/// One element: the priority of the task that fetches it, a second later.
+struct FetchingPriority {
+  using Element = TaskPriority;
+  using Failure = std::exception_ptr;
+  struct AsyncIterator {
+    Async<std::optional<TaskPriority>> next() {
+      if (std::exchange(hasEnded, true)) co_return std::nullopt;
+      co_await Task<>::sleep(1s, *clock);
+      co_return Task<>::currentPriority();
+    }
+    Async<std::optional<TaskPriority>> next(Isolation isolation) {
+      return detail::nextIn<TaskPriority>(this, std::move(isolation));
+    }
+    ManualClock* clock;
+    bool hasEnded = false;
+  };
+  [[nodiscard]] AsyncIterator makeAsyncIterator() const { return {.clock = clock}; }
+  ManualClock* clock;
+};
+
+TEST(AsyncMergeSequence, RaisedConsumerRaisesTheTasksThatFetch) {
+  SeededScheduler& scheduler = SeededScheduler::install();
+  ManualClock clock;
+  const Task<Priorities> consumer(
+      {.priority = TaskPriority::low, .isolation = Isolation()}, [&]() -> Async<Priorities> {
+        Priorities fetched;
+        auto iterator = merge(FetchingPriority(&clock), FetchingPriority(&clock)).makeAsyncIterator();
+        while (const auto priority = co_await iterator.next()) fetched.push_back(*priority);
+        co_return fetched;
+      });
+  scheduler.runUntilIdle();
+  const Task<Priorities> waiter({.priority = TaskPriority::high, .isolation = Isolation()},
+                                [&] { return consumer.value(); });
+  scheduler.runUntilIdle();
+  clock.advance(1s);
+  scheduler.runUntilIdle();
+  ASSERT_TRUE(waiter.isFinished());
+  EXPECT_EQ(syncWait(waiter.value()), (Priorities{TaskPriority::high, TaskPriority::high}));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/Coroutines.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
@@ -21,8 +22,6 @@ namespace Tessaly::inline v1::detail {
 
 class TaskRecord;
 class TaskGroupCancellation;
-template <typename Record>
-class Retained;
 using TaskList = std::vector<Retained<TaskRecord>>;
 
 /// Several tasks whose ends one task waits for, so that a raise of its priority reaches them.

@@ -49,8 +49,8 @@ class TESSALY_EXPORT SettingsValues {
     FileIdentity previous;
     /// Whether the list was read without any record of it.
     bool isUnrecorded = false;
-    /// Whether the record of a checkpoint may have been lost with a journal. Then a list that no record knows need not be
-    /// another program's, and does not win over what the journal holds.
+    /// Whether the record of a checkpoint may have been lost with a journal. Then a list that no record knows need not
+    /// be another program's, and does not win over what the journal holds.
     bool isUncertain = false;
     /// Whether a record asks for reading everything again.
     bool wantsReload = false;

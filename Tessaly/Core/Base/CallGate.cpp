@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/detail/CallGate.hpp"
+#include "Tessaly/Core/Base/CallGate.hpp"
 
 #include <limits.h>
 
@@ -11,7 +11,7 @@
 // and the read-modify-writes that follow continue its release sequence, so the closing thread's acquire sees what the
 // call did. Entering is acquire, so that an admitted call sees what happened before the calls that left.
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
 namespace {
 
 constinit thread_local const CallGate::Call* innermost = nullptr;
@@ -62,4 +62,4 @@ bool CallGate::close() noexcept {
   return own == 0;
 }
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Component: Tessaly::Base
 #pragma once
 
 #include <atomic>
@@ -6,7 +7,7 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-namespace Tessaly::inline v1::detail {
+namespace Tessaly::inline v1 {
 
 /// Admits calls of a handler, on any threads and within each other, until it is closed. Closing waits for the calls
 /// that run on other threads, but not for those further up on the closing thread.
@@ -20,6 +21,9 @@ namespace Tessaly::inline v1::detail {
 /// What happened in a call happens before the return of a `close()` that waited for it.
 ///
 /// Thread contract: thread-safe.
+///
+///     const CallGate::Call call(gate);
+///     if (call.isAdmitted()) handler();
 class TESSALY_EXPORT CallGate {
  public:
   /// One call, for the extent of a block.
@@ -56,4 +60,4 @@ class TESSALY_EXPORT CallGate {
   std::atomic<std::uint32_t> state_{0};
 };
 
-}  // namespace Tessaly::inline v1::detail
+}  // namespace Tessaly::inline v1
