@@ -77,7 +77,7 @@ void addNumbers(Facility& facility, const Locale& locale) {
       .notSlowerThan("QLocale");
   facility.row("speed in the given unit")
       .ours([style = MeasurementFormatStyle().locale(locale).unit(MeasurementFormatStyle::UnitChoice::asGiven)] {
-        return style.format({62.5, ::Tessaly::Measurement::Unit::milePerHour});
+        return style.format({62.5, ::Tessaly::Quantity::Unit::milePerHour});
       })
       .peer(bar, [icu = kept(numbers.unit(icu::MeasureUnit::forIdentifier("mile-per-hour", status))
                                  .precision(Precision::maxFraction(1)))] { return text(*icu, 62.5); })

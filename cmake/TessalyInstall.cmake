@@ -8,6 +8,7 @@ include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/Tessaly)
 get_property(libraries GLOBAL PROPERTY TESSALY_LIBRARIES)
+list(SORT libraries)
 
 # tessaly_installed_headers(VARIABLE): the public headers, and of those in detail/ what public ones include.
 function(tessaly_installed_headers VARIABLE)

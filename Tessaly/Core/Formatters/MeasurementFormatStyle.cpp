@@ -10,8 +10,8 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-using Unit = Measurement::Unit;
-using Kind = Measurement::Kind;
+using Unit = Quantity::Unit;
+using Kind = Quantity::Kind;
 
 /// ICU's identifiers, in the order of the units.
 constexpr std::array<const char*, 31> identifiers{"celsius",
@@ -48,8 +48,8 @@ constexpr std::array<const char*, 31> identifiers{"celsius",
 static_assert(identifiers.size() == static_cast<std::size_t>(Unit::gigabitPerSecond) + 1);
 
 /// The first of the units, from the largest to the smallest, of which there is one or more; else the smallest.
-Measurement inLargest(const Measurement& measurement, std::initializer_list<Unit> units) {
-  Measurement result = measurement;
+Quantity inLargest(const Quantity& measurement, std::initializer_list<Unit> units) {
+  Quantity result = measurement;
   for (const Unit unit : units) {
     result = measurement.converted(unit);
     if (std::abs(result.value) >= 1) break;
@@ -57,7 +57,7 @@ Measurement inLargest(const Measurement& measurement, std::initializer_list<Unit
   return result;
 }
 
-Measurement lengthIn(MeasurementSystem system, const Measurement& length) {
+Quantity lengthIn(MeasurementSystem system, const Quantity& length) {
   switch (system) {
     case MeasurementSystem::us:
       return inLargest(length, {Unit::mile, Unit::foot, Unit::inch});
@@ -69,7 +69,7 @@ Measurement lengthIn(MeasurementSystem system, const Measurement& length) {
   return inLargest(length, {Unit::kilometer, Unit::meter, Unit::centimeter, Unit::millimeter});
 }
 
-Measurement dataRateOf(const Measurement& rate) {
+Quantity dataRateOf(const Quantity& rate) {
   if (rate.unit >= Unit::bitPerSecond) {
     return inLargest(rate,
                      {Unit::gigabitPerSecond, Unit::megabitPerSecond, Unit::kilobitPerSecond, Unit::bitPerSecond});
@@ -78,9 +78,9 @@ Measurement dataRateOf(const Measurement& rate) {
                    {Unit::gigabytePerSecond, Unit::megabytePerSecond, Unit::kilobytePerSecond, Unit::bytePerSecond});
 }
 
-Measurement inSystem(MeasurementSystem system, const Measurement& measurement) {
+Quantity inSystem(MeasurementSystem system, const Quantity& measurement) {
   const bool isUS = system == MeasurementSystem::us;
-  switch (Measurement::kindOf(measurement.unit)) {
+  switch (Quantity::kindOf(measurement.unit)) {
     case Kind::temperature:
       return measurement.converted(isUS ? Unit::fahrenheit : Unit::celsius);
     case Kind::length:
@@ -101,25 +101,25 @@ Measurement inSystem(MeasurementSystem system, const Measurement& measurement) {
 
 }  // namespace
 
-Measurement MeasurementFormatStyle::suited(const Measurement& measurement) const {
+Quantity MeasurementFormatStyle::suited(const Quantity& measurement) const {
   if (choice_ == UnitChoice::asGiven) return measurement;
   if (system_) return inSystem(*system_, measurement);
   return inSystem(measurementSystem(locale_ ? *locale_ : FormatsLocale::measurement()), measurement);
 }
 
-detail::NumberShape MeasurementFormatStyle::shapeOf(Measurement::Unit unit) const {
+detail::NumberShape MeasurementFormatStyle::shapeOf(Quantity::Unit unit) const {
   detail::NumberShape shape = shape_;
   shape.unit = identifiers[static_cast<std::size_t>(unit)];
   return shape;
 }
 
-std::string MeasurementFormatStyle::format(const Measurement& measurement) const {
-  const Measurement shown = suited(measurement);
+std::string MeasurementFormatStyle::format(const Quantity& measurement) const {
+  const Quantity shown = suited(measurement);
   return detail::numberText(identifier(), shapeOf(shown.unit), shown.value);
 }
 
-std::string MeasurementFormatStyle::formatRange(const Measurement& lower, const Measurement& upper) const {
-  const Measurement first = suited(lower);
+std::string MeasurementFormatStyle::formatRange(const Quantity& lower, const Quantity& upper) const {
+  const Quantity first = suited(lower);
   return detail::numberRangeText(identifier(), shapeOf(first.unit), first.value, upper.converted(first.unit).value);
 }
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Core/Formatters/Measurement.hpp"
+#include "Tessaly/Core/Formatters/Quantity.hpp"
 #include "Tessaly/Core/Formatters/detail/NumericStyle.hpp"
 
 namespace Tessaly::inline v1 {
@@ -20,9 +20,9 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///
 ///     auto style = MeasurementFormatStyle().locale(Locale("en_US"));
-///     std::cout << style.format({12, Measurement::Unit::kilometer});  // 7.5 mi
+///     std::cout << style.format({12, Quantity::Unit::kilometer});  // 7.5 mi
 ///     auto metric = style.system(MeasurementSystem::metric);
-///     std::cout << metric.format({0.4, Measurement::Unit::kilometer});  // 400 m
+///     std::cout << metric.format({0.4, Quantity::Unit::kilometer});  // 400 m
 class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyle> {
  public:
   /// "12 kilometers", "12 km", "12km".
@@ -53,17 +53,17 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
     return changed([&](MeasurementFormatStyle& style) { style.system_ = system; });
   }
 
-  [[nodiscard]] TESSALY_EXPORT std::string format(const Measurement& measurement) const;
+  [[nodiscard]] TESSALY_EXPORT std::string format(const Quantity& measurement) const;
   /// The same with both in the unit of the first. The second may be in another unit of the same kind.
-  [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Measurement& lower, const Measurement& upper) const;
+  [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Quantity& lower, const Quantity& upper) const;
 
   friend bool operator==(const MeasurementFormatStyle&, const MeasurementFormatStyle&) noexcept = default;
 
  private:
   friend detail::NumericStyle<MeasurementFormatStyle>;
 
-  [[nodiscard]] Measurement suited(const Measurement& measurement) const;
-  [[nodiscard]] detail::NumberShape shapeOf(Measurement::Unit unit) const;
+  [[nodiscard]] Quantity suited(const Quantity& measurement) const;
+  [[nodiscard]] detail::NumberShape shapeOf(Quantity::Unit unit) const;
 
   UnitChoice choice_ = UnitChoice::automatic;
   std::optional<MeasurementSystem> system_;

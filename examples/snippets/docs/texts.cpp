@@ -24,7 +24,7 @@ void showTexts0() {
   std::cout << RelativeDateFormatStyle().format(Date::now() + -300.0);                 // 5 minutes ago
   std::cout << ListFormatStyle().format({"A", "B", "C"});                              // A, B, and C
   std::cout << OrdinalFormatStyle().format(22);                                        // 22nd
-  std::cout << MeasurementFormatStyle().format({20, Measurement::Unit::celsius});      // 68°F
+  std::cout << MeasurementFormatStyle().format({20, Quantity::Unit::celsius});         // 68°F
   std::cout << NumberFormatStyle().formatRange(3, 5);                                  // 3–5
   std::cout << DateIntervalFormatStyle().format(Date::now(), Date::now() + 86'400.0);  // Jan 2 – 3, 2023
   std::cout << DurationFormatStyle().maximumUnitCount(2).format(93'784);               // 1 day, 2 hours

@@ -18,7 +18,6 @@
 namespace Tessaly {
 namespace {
 
-
 TEST(CallGate, AdmitsCallsUntilItIsClosed) {
   CallGate gate;
   {

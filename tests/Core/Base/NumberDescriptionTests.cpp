@@ -8,7 +8,6 @@
 namespace Tessaly {
 namespace {
 
-
 TEST(NumberDescription, IsTheShortestTextThatReadsBackTheSame) {
   EXPECT_EQ(numberDescription(0.1), "0.1");
   EXPECT_EQ(numberDescription(0.1F), "0.1");

@@ -16,7 +16,7 @@
 namespace Tessaly {
 namespace {
 
-using Unit = Measurement::Unit;
+using Unit = Quantity::Unit;
 using Width = MeasurementFormatStyle::Width;
 using UnitChoice = MeasurementFormatStyle::UnitChoice;
 
@@ -133,22 +133,22 @@ TEST(MeasurementFormatStyle, WritesExtremes) {
   EXPECT_FALSE(measurements("\xFF\xFE").format({1, Unit::meter}).empty());
 }
 
-TEST(Measurement, ConvertsWithinAKind) {
-  EXPECT_DOUBLE_EQ((Measurement{100, Unit::celsius}.converted(Unit::fahrenheit).value), 212);
-  EXPECT_DOUBLE_EQ((Measurement{0, Unit::kelvin}.converted(Unit::celsius).value), -273.15);
-  EXPECT_DOUBLE_EQ((Measurement{1, Unit::mile}.converted(Unit::foot).value), 5280);
-  EXPECT_DOUBLE_EQ((Measurement{1, Unit::knot}.converted(Unit::kilometerPerHour).value), 1.852);
-  EXPECT_DOUBLE_EQ((Measurement{16, Unit::ounce}.converted(Unit::pound).value), 1);
-  EXPECT_DOUBLE_EQ((Measurement{128, Unit::fluidOunce}.converted(Unit::gallon).value), 1);
-  EXPECT_DOUBLE_EQ((Measurement{1, Unit::megabytePerSecond}.converted(Unit::megabitPerSecond).value), 8);
+TEST(Quantity, ConvertsWithinAKind) {
+  EXPECT_DOUBLE_EQ((Quantity{100, Unit::celsius}.converted(Unit::fahrenheit).value), 212);
+  EXPECT_DOUBLE_EQ((Quantity{0, Unit::kelvin}.converted(Unit::celsius).value), -273.15);
+  EXPECT_DOUBLE_EQ((Quantity{1, Unit::mile}.converted(Unit::foot).value), 5280);
+  EXPECT_DOUBLE_EQ((Quantity{1, Unit::knot}.converted(Unit::kilometerPerHour).value), 1.852);
+  EXPECT_DOUBLE_EQ((Quantity{16, Unit::ounce}.converted(Unit::pound).value), 1);
+  EXPECT_DOUBLE_EQ((Quantity{128, Unit::fluidOunce}.converted(Unit::gallon).value), 1);
+  EXPECT_DOUBLE_EQ((Quantity{1, Unit::megabytePerSecond}.converted(Unit::megabitPerSecond).value), 8);
 }
 
 TEST(MeasurementDeathTest, ConvertingToAnotherKindStopsTheProcess) {
-  EXPECT_DEATH(static_cast<void>(Measurement{1, Unit::meter}.converted(Unit::gram)),
+  EXPECT_DEATH(static_cast<void>(Quantity{1, Unit::meter}.converted(Unit::gram)),
                "A measurement cannot be converted to a unit of another kind");
 }
 
-TEST(Measurement, SystemIsThatOfTheCountry) {
+TEST(Quantity, SystemIsThatOfTheCountry) {
   EXPECT_EQ(measurementSystem(Locale("en")), MeasurementSystem::us);
   EXPECT_EQ(measurementSystem(Locale("en_GB")), MeasurementSystem::uk);
   EXPECT_EQ(measurementSystem(Locale("fr")), MeasurementSystem::metric);

@@ -29,10 +29,10 @@ void ObserverList::add(PointObserver& observer) {
 
 void ObserverList::grow() {
   auto larger = std::make_unique<Array>();
-  larger->slots = std::make_unique_for_overwrite<PointObserver*[]>(std::size_t{2} * capacity_);
-  std::copy_n(slots_, count_, larger->slots.get());
+  larger->places = std::make_unique_for_overwrite<PointObserver*[]>(std::size_t{2} * capacity_);
+  std::copy_n(slots_, count_, larger->places.get());
   if (turns_ > 0) larger->older = std::move(grown_);
-  slots_ = larger->slots.get();
+  slots_ = larger->places.get();
   grown_ = std::move(larger);
   capacity_ *= 2;
 }

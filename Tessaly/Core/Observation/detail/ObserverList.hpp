@@ -23,10 +23,10 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: guarded by the point's lock, except for `isShared` and for what `Turn` says.
 class ObserverList {
  public:
-  /// What a thread with a turn may read without the lock: these slots stay as they are.
+  /// What a thread with a turn may read without the lock: these places stay as they are.
   struct Turn {
     ObserverList* list = nullptr;
-    PointObserver* const* slots = nullptr;
+    PointObserver* const* places = nullptr;
     std::uint32_t count = 0;
     bool isShared = false;
     /// Of the fence with which `share` shows the callers.
@@ -78,7 +78,7 @@ class ObserverList {
 
   /// An outgrown array that a turn may still read.
   struct Array {
-    std::unique_ptr<PointObserver*[]> slots;
+    std::unique_ptr<PointObserver*[]> places;
     std::unique_ptr<Array> older;
   };
 

@@ -100,7 +100,7 @@ void ObservationPoint::notify(const ObserverList::Turn& turn) noexcept {
     called = turn.isAsymmetric ? notifyAlone<true>(turn, accesses) : notifyAlone<false>(turn, accesses);
   }
   for (; called < turn.count; ++called) {
-    if (PointObserver* const observer = turn.slots[called]) notifyShared(*turn.list, *observer, accesses);
+    if (PointObserver* const observer = turn.places[called]) notifyShared(*turn.list, *observer, accesses);
   }
   endTurn(*turn.list);
 }
@@ -109,7 +109,7 @@ template <bool isAsymmetric>
 std::uint32_t ObservationPoint::notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept {
   const ObserverList& list = *turn.list;
   for (std::uint32_t i = 0; i < turn.count; ++i) {
-    PointObserver* const observer = turn.slots[i];
+    PointObserver* const observer = turn.places[i];
     if (observer == nullptr) continue;
     const bool wasCalled = observer->isCalled_.load(std::memory_order_relaxed);
     AsymmetricFence::publish<isAsymmetric>(observer->isCalled_, true);

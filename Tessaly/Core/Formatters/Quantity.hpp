@@ -23,9 +23,9 @@ enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 ///
 /// Thread contract: thread-compatible.
 ///
-///     Measurement marathon{42.195, Measurement::Unit::kilometer};
-///     double miles = marathon.converted(Measurement::Unit::mile).value;  // 26.2188
-struct Measurement {
+///     Quantity marathon{42.195, Quantity::Unit::kilometer};
+///     double miles = marathon.converted(Quantity::Unit::mile).value;  // 26.2188
+struct Quantity {
   enum class Unit : std::uint8_t {
     celsius,
     fahrenheit,
@@ -66,9 +66,9 @@ struct Measurement {
 
   [[nodiscard]] TESSALY_EXPORT static Kind kindOf(Unit unit) noexcept;
   /// The same amount in another unit of the same kind. Data rates count in powers of 1,000.
-  [[nodiscard]] TESSALY_EXPORT Measurement converted(Unit target) const;
+  [[nodiscard]] TESSALY_EXPORT Quantity converted(Unit target) const;
 
-  friend bool operator==(const Measurement&, const Measurement&) noexcept = default;
+  friend bool operator==(const Quantity&, const Quantity&) noexcept = default;
 };
 
 }  // namespace Tessaly::inline v1

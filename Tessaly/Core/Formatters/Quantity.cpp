@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Formatters/Measurement.hpp"
+#include "Tessaly/Core/Formatters/Quantity.hpp"
 
 #include <unicode/ulocdata.h>
 
@@ -12,12 +12,12 @@ namespace {
 
 /// What a unit measures, and how many of the kind's first unit (kelvin, meter, ...) it is, from an offset on.
 struct Scale {
-  Measurement::Kind kind;
+  Quantity::Kind kind;
   double factor;
   double offset = 0;
 };
 
-using enum Measurement::Kind;
+using enum Quantity::Kind;
 
 /// In the order of the units.
 constexpr std::array scales{
@@ -53,9 +53,9 @@ constexpr std::array scales{
     Scale{dataRate, 1e6},
     Scale{dataRate, 1e9},
 };
-static_assert(scales.size() == static_cast<std::size_t>(Measurement::Unit::gigabitPerSecond) + 1);
+static_assert(scales.size() == static_cast<std::size_t>(Quantity::Unit::gigabitPerSecond) + 1);
 
-constexpr const Scale& scaleOf(Measurement::Unit unit) noexcept { return scales[static_cast<std::size_t>(unit)]; }
+constexpr const Scale& scaleOf(Quantity::Unit unit) noexcept { return scales[static_cast<std::size_t>(unit)]; }
 
 }  // namespace
 
@@ -68,14 +68,14 @@ MeasurementSystem measurementSystem(const Locale& locale) {
                             : MeasurementSystem::metric;
 }
 
-Measurement::Kind Measurement::kindOf(Unit unit) noexcept { return scaleOf(unit).kind; }
+Quantity::Kind Quantity::kindOf(Unit unit) noexcept { return scaleOf(unit).kind; }
 
-Measurement Measurement::converted(Unit target) const {
+Quantity Quantity::converted(Unit target) const {
   if (target == unit) return *this;
   const Scale& from = scaleOf(unit);
   const Scale& to = scaleOf(target);
   if (from.kind != to.kind) {
-    fatalError("A measurement cannot be converted to a unit of another kind", "Tessaly/Measurement", __LINE__);
+    fatalError("A measurement cannot be converted to a unit of another kind", "Tessaly/Quantity", __LINE__);
   }
   return {(value * from.factor + from.offset - to.offset) / to.factor, target};
 }
