@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::FormattingService {
 
-/// What a style writes, in the language that `setLanguage` chose. Until a language is chosen, the style's own locale
+/// The text of a style, in the language that `setLanguage` chose. Until a language is chosen, the style's own locale
 /// counts. Sizes and durations, too, follow the language this way.
 ///
 /// Thread contract: thread-safe.

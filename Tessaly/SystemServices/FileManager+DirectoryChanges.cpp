@@ -16,7 +16,7 @@ namespace {
 constexpr const char* sourceFile = "Tessaly/FileManager+DirectoryChanges";
 using Changes = std::vector<DirectoryChange>;
 
-/// What a sequence of a directory's changes works on.
+/// The state of a sequence of a directory's changes.
 class DirectoryFollower : public detail::Follower<DirectorySource> {
  public:
   DirectoryFollower(FileManager& files, const URL& directory, DirectoryOptions options, Clock& clock)

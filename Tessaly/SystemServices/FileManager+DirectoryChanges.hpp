@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// What `directoryChanges` gives: in each element the changes to apply, in their order.
+/// The sequence of `directoryChanges`: in each element the changes to apply, in their order.
 using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 
 /// How `directoryChanges` follows a directory.

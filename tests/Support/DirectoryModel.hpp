@@ -12,7 +12,7 @@
 
 namespace Tessaly::Tests {
 
-/// What a host knows of a directory from its changes alone. Throws where a change does not fit what went before.
+/// A host's picture of a directory, from its changes alone. Throws if a change does not fit what went before.
 class DirectoryModel {
  public:
   void apply(const DirectoryChange& change) {
@@ -47,7 +47,7 @@ class DirectoryModel {
   }
   [[nodiscard]] const std::map<std::string, FileAttributes>& entries() const noexcept { return entries_; }
 
-  /// What `listing()` has to be: that of the directory as it is.
+  /// The expected `listing()`: that of the directory as it is.
   static std::string actualListing(const std::string& directory, DirectoryDepth depth) {
     DirectoryModel model;
     model.add(directory, "", depth);

@@ -22,7 +22,7 @@ namespace Tessaly::Tests {
 
 struct Exploration {
   std::size_t states = 0;
-  /// What went wrong, empty if nothing did, and the steps that lead there.
+  /// The violation, empty if there is none, and the steps that lead to it.
   std::string violation;
   std::vector<std::string> steps;
 

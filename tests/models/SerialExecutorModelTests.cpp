@@ -125,7 +125,7 @@ struct SerialExecutorModel {
     }
   }
 
-  /// What an idle thread saw last makes no difference.
+  /// The last value that an idle thread saw makes no difference.
   static void forget(State& state, std::size_t thread) {
     state.seenPhase[thread] = Phase::idle;
     state.seenNewest[thread] = 0;

@@ -75,7 +75,7 @@ void printSystem() {
 /// The extension that files of a type have, if there is one.
 std::string extensionOf(const UTType& type) { return type.preferredFilenameExtension().value_or(""); }
 
-/// What is printed of a file. Everything that may fail comes first, so that a file is told of whole or not at all.
+/// The printed line of a file. Everything that may fail comes first, so that a file is told of whole or not at all.
 struct FileFacts {
   explicit FileFacts(const std::string& file, bool hasDigests) : path(file), type(UTType::ofFile(url())) {
     if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();

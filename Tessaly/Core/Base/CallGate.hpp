@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 /// In the child of a fork that follows the start of the runtime, closing waits for nothing: the other threads are the
 /// parent's. More than 65,535 calls at once stop the process.
 ///
-/// What happened in a call happens before the return of a `close()` that waited for it.
+/// The steps of a call happen before the return of a `close()` that waited for it.
 ///
 /// Thread contract: thread-safe.
 ///

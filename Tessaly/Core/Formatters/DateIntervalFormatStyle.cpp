@@ -32,7 +32,7 @@ struct Key {
   bool operator==(const Sought& sought) const noexcept { return std::tie(locale, zone, date, time) == sought; }
 };
 
-/// What is prepared for one locale, zone and style. Two calendars are kept: ICU copies some for every interval.
+/// The preparation for one locale, zone and style. Two calendars are kept: ICU copies some for every interval.
 class Engine {
  public:
   explicit Engine(const Key& key) {

@@ -43,7 +43,7 @@ void append(std::string& text, std::string_view item) {
   }
 }
 
-/// What is prepared for one locale and style.
+/// The preparation for one locale and style.
 class Engine {
  public:
   explicit Engine(const Key& key) {

@@ -121,7 +121,7 @@ std::optional<DecimalWriter> writerOf(const icu::Locale& locale, const NumberSha
   return writer;
 }
 
-/// What is prepared for one locale and shape. Numbers are written by the parts that stood around the first number of
+/// The preparation for one locale and shape. Numbers are written by the parts that stood around the first number of
 /// their sign and category, because ICU takes several times as long.
 class Engine {
  public:

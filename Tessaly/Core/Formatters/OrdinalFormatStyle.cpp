@@ -14,7 +14,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// What is prepared for one locale. The texts of small ranks are kept.
+/// The preparation for one locale. The texts of small ranks are kept.
 class Engine {
  public:
   explicit Engine(const std::string& identifier) {

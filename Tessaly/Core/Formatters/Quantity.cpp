@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// What a unit measures, and how many of the kind's first unit (kelvin, meter, ...) it is, from an offset on.
+/// The kind of a unit, and how many of the kind's first unit (kelvin, meter, ...) it is, from an offset on.
 struct Scale {
   Quantity::Kind kind;
   double factor;

@@ -38,7 +38,7 @@ struct Key {
   explicit Key(const std::pair<const std::string&, Width>& sought) : locale(sought.first), width(sought.second) {}
 };
 
-/// What is prepared for one locale and width. Whole amounts stand between the parts that ICU put around the first one
+/// The preparation for one locale and width. Whole amounts stand between the parts that ICU put around the first one
 /// of their unit, direction and category.
 class Engine {
  public:

@@ -18,7 +18,7 @@ enum class FileType : std::uint8_t {
   other,  ///< A device, a pipe or a socket.
 };
 
-/// What a directory's listing says about an entry. Of a symbolic link it is about the link itself.
+/// An entry of a directory's listing. Of a symbolic link it is about the link itself.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -68,8 +68,8 @@ class TESSALY_EXPORT FileManager {
   /// when there may be changes to take.
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
-  /// What a directory holds, in no particular order, without "." and "..". An entry that is removed meanwhile is left
-  /// out. Throws `POSIXError`.
+  /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed meanwhile is
+  /// left out. Throws `POSIXError`.
   [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
 
   /// Whether a path leads to something. False for a dangling link.

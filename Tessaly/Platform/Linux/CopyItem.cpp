@@ -90,7 +90,7 @@ void copyFile(const std::string& source, const std::string& destination) {
   struct stat before{};
   struct stat after{};
   checked(::fstat(from.fileDescriptor(), &after));
-  // Who writes a log now and then leaves time enough for one of these.
+  // A program that writes a log now and then leaves time enough for one of these.
   constexpr int attempts = 3;
   int attempt = 0;
   do {

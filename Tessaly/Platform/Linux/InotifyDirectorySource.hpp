@@ -42,7 +42,7 @@ class InotifyDirectorySource final : public DirectorySource {
   /// Names to look at again, and whether the files were written.
   using Names = std::unordered_map<std::string, bool>;
 
-  /// What was heard since it was last asked, for each watch.
+  /// The events since the last question, for each watch.
   struct Heard {
     std::unordered_map<int, Names> names;
     std::size_t count = 0;
@@ -127,7 +127,7 @@ class InotifyDirectorySource final : public DirectorySource {
   /// Names that could not be looked at because the directory is not where the model has it: what moved it is to come.
   std::unordered_map<Directory*, Names> postponed_;
 
-  // What one call of takeChanges works on.
+  // The state of one call of takeChanges.
   std::vector<Place> found_;
   std::map<FileIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
   /// Files with several names of which one was heard: the kernel tells of no other.

@@ -15,7 +15,7 @@
 namespace Tessaly::inline v1::detail {
 
 enum class LockMode : std::uint8_t { shared, exclusive };
-/// What happens to a file that has the name already.
+/// The fate of a file that has the name already.
 enum class Replacing : std::uint8_t { replace, exchange, refuse };
 
 /// Every system call that the settings store makes on files. A test derives from it to let calls fail.
@@ -77,7 +77,7 @@ class TESSALY_EXPORT SettingsFileSystem {
   void setOwner(int descriptor, uid_t user, gid_t group) noexcept;
 
  protected:
-  /// What becomes of a call: an error code instead of it, or the maximum of bytes that it writes.
+  /// The outcome of a call: an error code instead of it, or the maximum of bytes that it writes.
   struct Fate {
     int errorCode = 0;
     std::size_t maximumBytes = SIZE_MAX;

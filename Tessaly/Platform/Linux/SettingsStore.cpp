@@ -57,7 +57,7 @@ StoreResult<> SettingsStore::obtainJournal(LockMode mode) {
     if (*standing == SettingsJournalFile::Standing::replaced) {
       // The process that replaced it held the exclusive lock: nothing more is written here.
       if (journal_.isFollowed()) result = readNews();
-      // What follows upon a part of a journal cannot be known.
+      // The records after a part of a journal are unknown.
       if (!result && result.error().fault != StoreFault::overwritten) journal_.forgetNonce();
       journal_.close();
       continue;

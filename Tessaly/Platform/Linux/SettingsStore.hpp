@@ -36,7 +36,7 @@ class SettingsStore {
  public:
   using Options = JournaledUserDefaults::Options;
 
-  /// What becomes due some time after a write. Called under the lock: they only schedule.
+  /// The work that becomes due some time after a write. Called under the lock: they only schedule.
   struct Schedule {
     std::function<void(std::chrono::nanoseconds)> checkpoint;
     std::function<void(std::chrono::nanoseconds)> retry;
@@ -100,7 +100,7 @@ class SettingsStore {
   [[nodiscard]] bool isListUnknown();
 
  private:
-  /// What this process knew of a journal in whose place another one was begun from nothing.
+  /// The records that this process knew of a journal in whose place another one was begun from nothing.
   struct FormerJournal {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
@@ -109,7 +109,7 @@ class SettingsStore {
     SettingsValues::Pending values;
   };
 
-  /// What is known of the journal that was begun in place of a former one.
+  /// The state of the journal that was begun in place of a former one.
   struct LaterJournal {
     /// The keys that were written after it was begun.
     std::unordered_set<std::string> touched;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the store does about journals that are missing, others than expected, damaged or overwritten.
+// How the store treats journals that are missing, others than expected, damaged or overwritten.
 #include <cerrno>
 #include <cstring>
 #include <utility>

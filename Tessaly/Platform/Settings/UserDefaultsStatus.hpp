@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// What is wrong with a settings store.
+/// A problem of a settings store.
 enum class UserDefaultsProblem : std::uint8_t {
   none,
   /// There is no place for settings: no home directory, or an identifier that cannot name a directory.
@@ -40,7 +40,7 @@ enum class UserDefaultsProblem : std::uint8_t {
   overwrittenJournal,
 };
 
-/// What a problem means for the values of a store.
+/// The effect of a problem on the values of a store.
 enum class UserDefaultsEffect : std::uint8_t {
   /// Nothing is lost, now or later.
   none,

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What a token and its loop share: whether the observation has ended, and what waits for the next change.
+/// The state that a token and its loop share: the end of the observation, and the wait for the next change.
 class TESSALY_EXPORT ContinuousObservationState {
  public:
   /// A late reading delays the end by a pass, so no order is asked for.

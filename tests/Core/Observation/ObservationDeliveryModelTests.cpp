@@ -24,7 +24,7 @@ namespace {
 constexpr int threadCount = 3;
 constexpr int observerCount = 2;
 
-/// What a thread does, in this order of its life.
+/// The steps of a thread, in the order of its life.
 enum class Role : std::uint8_t {
   idle,
   /// Changes the value once.
@@ -33,7 +33,7 @@ enum class Role : std::uint8_t {
   ender,
 };
 
-/// What the handler of the first observer does when it is called for the first time.
+/// The action of the first observer's handler when it is called for the first time.
 enum class Handler : std::uint8_t { returns, changesOnce, endsItself, endsTheOther, waitsForTheOther };
 
 /// A precaution that a broken variant leaves out.

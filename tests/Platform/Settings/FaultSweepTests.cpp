@@ -32,7 +32,7 @@ using Tests::FaultyFileSystem;
 using Fate = FaultyFileSystem::Fate;
 using Call = FaultyFileSystem::Call;
 
-/// What a scenario had done when it ended, in memory that a child process shares.
+/// The progress of a scenario when it ended, in memory that a child process shares.
 struct Progress {
   std::atomic<int> acknowledged{0};
   std::atomic<int> synchronized{0};
@@ -94,7 +94,7 @@ class FaultSweep : public Tests::StoreFixture {
     return isTold;
   }
 
-  /// What is wrong with the values, of which at least the first steps must be there; empty if nothing is.
+  /// The fault of the values, of which at least the first steps must be there; empty if nothing is.
   static std::string complaint(const Dictionary& values, int atLeast) {
     std::map<std::string, std::vector<std::optional<PropertyList>>> allowed;
     for (const Step& step : steps()) allowed[step.key] = {std::nullopt};

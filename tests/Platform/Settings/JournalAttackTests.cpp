@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a store makes of journals that were shortened, overwritten, removed or damaged: no acknowledged value is lost
+// How a store treats journals that were shortened, overwritten, removed or damaged: no acknowledged value is lost
 // in silence.
 #include <gtest/gtest.h>
 #include <sys/stat.h>

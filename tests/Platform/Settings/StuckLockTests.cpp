@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a store does while another process holds the journal's lock for long: it may have been stopped.
+// How a store behaves while another process holds the journal's lock for long: it may have been stopped.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>

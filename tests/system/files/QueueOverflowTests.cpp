@@ -133,7 +133,7 @@ TEST_F(QueueOverflow, DirectoryIsFoundAgainAsItIs) {
     {
       const BusyPool pool;
       overflow();
-      // Nobody hears of these.
+      // No host is notified of these.
       std::filesystem::remove(root + "/a/removed");
       std::filesystem::create_directories(root + "/new/inner");
       std::filesystem::rename(root + "/a/b", root + "/new/inner/b");
@@ -142,7 +142,7 @@ TEST_F(QueueOverflow, DirectoryIsFoundAgainAsItIs) {
     }
     const std::string expected = Tests::DirectoryModel::actualListing(root, DirectoryDepth::tree);
     while (model.listing() != expected) model.apply((co_await changes.next()).value());
-    // What is new is watched.
+    // New entries are watched.
     std::ofstream(root + "/new/inner/b/added", std::ios::app) << "longer";
     const auto last = (co_await changes.next()).value();
     EXPECT_EQ(last.at(0).entry.path, "new/inner/b/added");

@@ -15,7 +15,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What a transfer moved before it ended, and the `errno` that ended it, or 0.
+/// The bytes that a transfer moved before it ended, and the `errno` that ended it, or 0.
 struct Transferred {
   std::size_t count = 0;
   int error = 0;

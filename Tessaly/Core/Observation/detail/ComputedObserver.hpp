@@ -94,9 +94,9 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   std::atomic<std::uint32_t> state_{0};
   // The rest belongs to the thread that is in a step.
   bool isTracking_ = false;
-  /// What the function is reading.
+  /// The reading of the function.
   const AccessList* reading_ = nullptr;
-  /// What it has read. The links hold the points.
+  /// The points that it has read. The links hold the points.
   std::vector<Access> accesses_;
   std::vector<Retained<Link>> links_;
 };

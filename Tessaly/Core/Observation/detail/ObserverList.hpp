@@ -23,7 +23,7 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: guarded by the point's lock, except for `isShared` and for what `Turn` says.
 class ObserverList {
  public:
-  /// What a thread with a turn may read without the lock: these places stay as they are.
+  /// The state that a thread with a turn may read without the lock: these places stay as they are.
   struct Turn {
     ObserverList* list = nullptr;
     PointObserver* const* places = nullptr;

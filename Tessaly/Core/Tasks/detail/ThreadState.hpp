@@ -41,7 +41,7 @@ struct RunningJob {
   bool isAboveSerialJob;
 };
 
-/// What the runtime knows of a thread. One small block in static thread-local storage: reading it is one instruction.
+/// The runtime's state of a thread. One small block in static thread-local storage: reading it is one instruction.
 struct ThreadState : RunningJob {
   /// Whether this is a thread of the global pool.
   bool isPoolWorker;

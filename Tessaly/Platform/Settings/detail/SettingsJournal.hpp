@@ -87,7 +87,7 @@ struct JournalRecord {
     std::uint64_t offset = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> records = {};
   };
-  /// What a record of the kind `restoration` says.
+  /// The contents of a record of the kind `restoration`.
   [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
 
