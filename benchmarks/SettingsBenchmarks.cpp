@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "Harness.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Observation/ObservationTracking.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
@@ -213,10 +213,10 @@ class Echo final : public KeyValueObserver {
   void observeValue(std::optional<std::string_view>, const Object*, const std::optional<KeyValueChange>&,
                     void*) override {
     answers_.fetch_add(1);
-    futexWake(answers_, 1);
+    detail::futexWake(answers_, 1);
   }
   void waitForAnswer(std::uint32_t before) {
-    while (answers_.load() == before) futexWait(answers_, before);
+    while (answers_.load() == before) detail::futexWait(answers_, before);
   }
   void roundTrip() {
     const std::uint32_t before = answers_.load();

@@ -62,7 +62,7 @@ class AsyncLazy {
 
   template <typename Provider>
   static ValueProvider asynchronous(Provider provider) {
-    if constexpr (detail::isAsync<std::invoke_result_t<Provider&>>) {
+    if constexpr (isAsync<std::invoke_result_t<Provider&>>) {
       return provider;
     } else {
       return [provider = std::move(provider)] { return call(provider); };

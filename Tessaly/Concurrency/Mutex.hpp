@@ -71,7 +71,7 @@ class Mutex {
   auto withLock(Body&& body) -> std::invoke_result_t<Body, Value&> {
     using Result = std::invoke_result_t<Body, Value&>;
     static_assert(!std::is_reference_v<Result>, "the body must not hand the guarded value out by reference");
-    static_assert(!detail::isAsync<Result>, "the body must not suspend: it would continue without the lock");
+    static_assert(!isAsync<Result>, "the body must not suspend: it would continue without the lock");
     return lock_.withLock([&]() -> Result { return std::invoke(std::forward<Body>(body), *valuePointer_); });
   }
 

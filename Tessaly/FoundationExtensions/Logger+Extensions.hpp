@@ -64,7 +64,7 @@ template <std::invocable Operation>
 void catchError(const Logger& logger, std::string_view message, Operation&& operation,
                 const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
                 unsigned line = __builtin_LINE()) {
-  static_assert(!detail::isAsync<std::remove_cvref_t<std::invoke_result_t<Operation>>>,
+  static_assert(!isAsync<std::remove_cvref_t<std::invoke_result_t<Operation>>>,
                 "the operation must not be asynchronous: it would not run");
   try {
     static_cast<void>(std::invoke(std::forward<Operation>(operation)));

@@ -179,7 +179,7 @@ class Default {
     auto apply(Body&& body) -> std::invoke_result_t<Body, Value&> {
       using Result = std::invoke_result_t<Body, Value&>;
       static_assert(!std::is_reference_v<Result>, "the body must not hand the value out by reference: it goes at once");
-      static_assert(!detail::isAsync<Result>, "the body must not suspend: the value is stored when it returns");
+      static_assert(!isAsync<Result>, "the body must not suspend: the value is stored when it returns");
       return std::invoke(std::forward<Body>(body), value);
     }
 
@@ -320,11 +320,11 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   template <typename Handler>
   void setOnChange(Handler onChange) {
     if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
-      static_assert(!detail::isAsync<std::invoke_result_t<Handler&, const StoredValue&, ChangeOrigin>>,
+      static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&, ChangeOrigin>>,
                     "the handler must not suspend: nobody would await it");
       onChange_ = std::move(onChange);
     } else {
-      static_assert(!detail::isAsync<std::invoke_result_t<Handler&, const StoredValue&>>,
+      static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&>>,
                     "the handler must not suspend: nobody would await it");
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }

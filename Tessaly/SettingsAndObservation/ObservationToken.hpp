@@ -141,8 +141,7 @@ template <typename Apply, typename OnChange, typename OnChangeNil = detail::Igno
   requires std::is_invocable_v<Apply&>
 ObservationToken withContinuousObservation(Isolation isolation, Apply apply, OnChange onChange,
                                            OnChangeNil onChangeNil = {}) {
-  static_assert(!detail::isAsync<std::invoke_result_t<Apply&>>,
-                "what is tracked is what a function reads until it returns");
+  static_assert(!isAsync<std::invoke_result_t<Apply&>>, "what is tracked is what a function reads until it returns");
   using Observation = detail::ContinuousObservation<Apply, OnChange, OnChangeNil>;
   auto state = std::make_shared<detail::ContinuousObservationState>();
   ObservationToken token(state);

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 
 namespace {
 

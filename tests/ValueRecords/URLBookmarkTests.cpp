@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"

@@ -4,8 +4,8 @@
 #include <limits.h>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 
 // Memory orders. All accesses are read-modify-writes of one word or acquire loads of it. A call leaves with release,
 // and the read-modify-writes that follow continue its release sequence, so the closing thread's acquire sees what the
@@ -39,23 +39,23 @@ CallGate::Call::~Call() {
 
 void CallGate::leave() noexcept {
   // Once the count is lowered the gate may be gone, but waking reads no memory.
-  if ((state_.fetch_sub(1, std::memory_order_release) & closedBit) != 0) futexWake(state_, INT_MAX);
+  if ((state_.fetch_sub(1, std::memory_order_release) & closedBit) != 0) detail::futexWake(state_, INT_MAX);
 }
 
 bool CallGate::close() noexcept {
-  if (isForkedChild()) return false;
+  if (detail::isForkedChild()) return false;
   std::uint32_t own = 0;
   for (const Call* call = innermost; call != nullptr; call = call->outer_) own += call->gate_ == this ? 1 : 0;
 
   state_.fetch_or(closedBit, std::memory_order_relaxed);
   std::uint32_t state = state_.fetch_add(own * waitingUnit, std::memory_order_acq_rel) + own * waitingUnit;
   // A thread that waits within a call of its own no longer has to wait for this one.
-  if (own != 0) futexWake(state_, INT_MAX);
+  if (own != 0) detail::futexWake(state_, INT_MAX);
   for (;;) {
     const std::uint32_t calls = state & callMask;
     const std::uint32_t waiting = (state & ~closedBit) / waitingUnit;
     if (calls <= (own != 0 ? waiting : 0)) break;
-    futexWait(state_, state);
+    detail::futexWait(state_, state);
     state = state_.load(std::memory_order_acquire);
   }
   if (own != 0) state_.fetch_sub(own * waitingUnit, std::memory_order_relaxed);

@@ -9,12 +9,11 @@ namespace Tessaly::inline v1 {
 template <typename T = void>
 class Async;
 
-namespace detail {
-/// Whether a type is an `Async`, for headers that must not need coroutines.
+/// Whether a type is an `Async`, for functions that take a callable and refuse one whose result must be awaited. The
+/// header needs no coroutines.
 template <typename T>
 inline constexpr bool isAsync = false;
 template <typename T>
 inline constexpr bool isAsync<Async<T>> = true;
-}  // namespace detail
 
 }  // namespace Tessaly::inline v1

@@ -2,7 +2,7 @@
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -21,7 +21,7 @@ void UnfairLock::lockSlowly(std::uint32_t self) noexcept {
     if (word == 0 && word_.compare_exchange_weak(word, self, std::memory_order_acquire, std::memory_order_relaxed)) {
       return;
     }
-    pauseProcessor();
+    detail::pauseProcessor();
     word = word_.load(std::memory_order_relaxed);
   }
   // Whoever slept once may not be the only sleeper, so it takes the lock with the bit set: its unlock then wakes one.
@@ -36,7 +36,7 @@ void UnfairLock::lockSlowly(std::uint32_t self) noexcept {
         !word_.compare_exchange_weak(word, word | hasWaiters, std::memory_order_relaxed, std::memory_order_relaxed)) {
       continue;
     }
-    futexWait(word_, word | hasWaiters);
+    detail::futexWait(word_, word | hasWaiters);
     word = word_.load(std::memory_order_relaxed);
   }
 }
@@ -45,7 +45,7 @@ void UnfairLock::unlockSlowly(std::uint32_t word) noexcept {
   if ((word & ~hasWaiters) != currentThreadIdentifier()) {
     fatalError("A lock was unlocked by a thread that does not hold it", "Tessaly/UnfairLock", __LINE__);
   }
-  futexWake(word_, 1);
+  detail::futexWake(word_, 1);
 }
 
 }  // namespace Tessaly::inline v1

@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

@@ -109,7 +109,7 @@ class TESSALY_EXPORT OSSignposter {
   /// Calls the body within an interval and returns what it returned. An exception passes through, the interval ended.
   template <typename Body>
   decltype(auto) withIntervalSignpost(std::string_view name, OSSignpostID id, Body&& body) const {
-    static_assert(!detail::isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,
+    static_assert(!isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,
                   "the body must not be asynchronous: the interval would end before it ran");
     struct Interval {
       const OSSignposter& signposter;

@@ -57,7 +57,7 @@ template <typename OnChange>
 template <typename Apply, typename OnChange>
 auto withObservationTracking(Apply&& apply, OnChange onChange) -> std::invoke_result_t<Apply> {
   using Result = std::invoke_result_t<Apply>;
-  static_assert(!detail::isAsync<Result>, "what is tracked is what a function reads until it returns");
+  static_assert(!isAsync<Result>, "what is tracked is what a function reads until it returns");
   detail::AccessList accesses;
   if constexpr (std::is_void_v<Result>) {
     std::invoke(std::forward<Apply>(apply));

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
 #include "Tessaly/Core/Tasks/detail/PriorityLevel.hpp"
@@ -32,12 +32,12 @@ class Pool final : public Executor {
  public:
   explicit Pool(unsigned threads) {
     for (unsigned i = 0; i < threads; ++i) {
-      startLibraryThread("tessaly-pool", [this] { work(); });
+      detail::startLibraryThread("tessaly-pool", [this] { work(); });
     }
   }
 
   void enqueue(Job& job) noexcept override {
-    stopIfForkedChild();
+    detail::stopIfForkedChild();
     lock_.lock();
     push(job);
     const bool wakes = claimSleeper();
@@ -85,7 +85,7 @@ class Pool final : public Executor {
 
   void wakeOne() {
     wakeUps_.fetch_add(1, std::memory_order_release);
-    futexWake(wakeUps_, 1);
+    detail::futexWake(wakeUps_, 1);
   }
 
   void sleepUntilWoken() {
@@ -94,7 +94,7 @@ class Pool final : public Executor {
       while (wakeUps > 0) {
         if (wakeUps_.compare_exchange_weak(wakeUps, wakeUps - 1, std::memory_order_acquire)) return;
       }
-      futexWait(wakeUps_, 0);
+      detail::futexWait(wakeUps_, 0);
     }
   }
 
@@ -125,7 +125,7 @@ class Pool final : public Executor {
       ++spinners_;
       lock_.unlock();
       for (int pauses = 0; pauses < pausesBeforeSleeping && count_.load(std::memory_order_relaxed) == 0; ++pauses) {
-        pauseProcessor();
+        detail::pauseProcessor();
       }
       lock_.lock();
       --spinners_;

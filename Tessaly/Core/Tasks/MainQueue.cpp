@@ -14,8 +14,8 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
@@ -58,7 +58,7 @@ class Queue final : public Executor {
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
   void enqueue(Job& job) noexcept override {
-    stopIfForkedChild();
+    detail::stopIfForkedChild();
     lock_.lock();
     jobs_.append(job);
     ++enqueued_;

@@ -4,7 +4,7 @@
 #include <poll.h>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 

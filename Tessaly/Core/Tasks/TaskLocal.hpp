@@ -43,7 +43,7 @@ class TaskLocal {
   /// `Async`, throughout which the value is bound; the body is kept as long.
   template <typename Body>
   auto withValue(Value value, Body body) const {
-    if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+    if constexpr (isAsync<std::invoke_result_t<Body&>>) {
       return bindAsync(std::move(value), std::move(body));
     } else {
       const detail::ScopedTaskLocalBinding<Value> binding(this, std::move(value));

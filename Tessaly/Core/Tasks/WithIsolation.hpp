@@ -63,13 +63,13 @@ auto withIsolation(Isolation isolation, Body body) -> Async<detail::AsyncInvokeR
   co_await detail::Hop(isolation.executor());
   try {
     if constexpr (std::is_void_v<Result>) {
-      if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+      if constexpr (isAsync<std::invoke_result_t<Body&>>) {
         co_await std::invoke(body);
       } else {
         std::invoke(body);
       }
       outcome.setValue();
-    } else if constexpr (detail::isAsync<std::invoke_result_t<Body&>>) {
+    } else if constexpr (isAsync<std::invoke_result_t<Body&>>) {
       outcome.setValue(co_await std::invoke(body));
     } else {
       outcome.setValue(std::invoke(body));

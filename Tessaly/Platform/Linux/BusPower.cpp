@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
@@ -84,7 +84,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
         return false;
       }
     }
-    startLibraryThread("tessaly-power", [self = shared_from_this()] { self->watch(); });
+    detail::startLibraryThread("tessaly-power", [self = shared_from_this()] { self->watch(); });
     return true;
   }
 
@@ -318,7 +318,7 @@ BusPower::~BusPower() {
 
 std::int32_t BusPower::createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                        std::uint32_t& identifier) {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   if (type != noDisplaySleep || level != levelOn) return ENOTSUP;
   auto assertion = std::make_shared<detail::DisplayInhibition>(std::string(reason));
   const bool isHeld = assertion->acquire();
@@ -334,7 +334,7 @@ std::int32_t BusPower::createAssertion(std::string_view type, std::uint32_t leve
 }
 
 std::int32_t BusPower::releaseAssertion(std::uint32_t identifier) {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   std::shared_ptr<detail::DisplayInhibition> assertion;
   {
     const UnfairLock::Guard guard(lock_);

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/Executor.hpp"
 #include "Tessaly/Core/Tasks/detail/Reactor.hpp"

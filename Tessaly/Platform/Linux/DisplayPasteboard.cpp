@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Platform/Linux/WaylandSelection.hpp"
 #include "Tessaly/Platform/Linux/X11Selection.hpp"
 
@@ -18,7 +18,7 @@ void DisplayPasteboard::clearContents() {
 }
 
 bool DisplayPasteboard::setString(std::string_view text, PasteboardType type) {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   const UnfairLock::Guard guard(lock_);
   contents_.set(text, type);
   if (selection_ == nullptr || selection_->isLost()) connect();

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 
 namespace Tessaly::inline v1::detail {

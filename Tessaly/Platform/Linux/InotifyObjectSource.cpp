@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -12,9 +12,9 @@
 #include <climits>
 #include <string_view>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -75,11 +75,11 @@ JournalLogSink::JournalLogSink(const LogRing& ring, Options options) : ring_(rin
 bool JournalLogSink::isSocketThere() const noexcept { return ::access(options_.socketPath.c_str(), F_OK) == 0; }
 
 void JournalLogSink::wakeThread(LogTime now) noexcept {
-  if (isForkedChild()) return;
+  if (detail::isForkedChild()) return;
   if (phase_.load(std::memory_order_relaxed) == Phase::parked) {
     if (phase_.exchange(Phase::awake, std::memory_order_acq_rel) == Phase::parked) {
       signal_.fetch_add(1, std::memory_order_release);
-      futexWake(signal_, 1);
+      detail::futexWake(signal_, 1);
     }
     return;
   }
@@ -98,7 +98,7 @@ void JournalLogSink::wakeThread(LogTime now) noexcept {
   auto expected = Phase::notStarted;
   if (!phase_.compare_exchange_strong(expected, Phase::awake, std::memory_order_acq_rel)) return;
   state_.store(JournalState::sending, std::memory_order_relaxed);
-  startLibraryThread("tessaly-journal", [this] { run(); });
+  detail::startLibraryThread("tessaly-journal", [this] { run(); });
 }
 
 void JournalLogSink::run() noexcept {
@@ -110,14 +110,14 @@ void JournalLogSink::run() noexcept {
     const std::uint32_t signal = signal_.load(std::memory_order_acquire);
     const std::uint32_t ticket = flushTicket_.load(std::memory_order_acquire);
     const Outcome outcome = sendPending(cursor, chunk);
-    if (flushed_.exchange(ticket, std::memory_order_release) != ticket) futexWake(flushed_, INT_MAX);
+    if (flushed_.exchange(ticket, std::memory_order_release) != ticket) detail::futexWake(flushed_, INT_MAX);
     if (outcome == Outcome::failed) {
-      futexWaitFor(signal_, signal, options_.retryInterval.count());
+      detail::futexWaitFor(signal_, signal, options_.retryInterval.count());
       continue;
     }
     idlePolls = outcome == Outcome::sent ? 0 : idlePolls + 1;
     if (idlePolls < options_.pollsBeforeParking) {
-      futexWaitFor(signal_, signal, options_.pollInterval.count());
+      detail::futexWaitFor(signal_, signal, options_.pollInterval.count());
     } else {
       park(cursor, signal);
       idlePolls = 0;
@@ -129,7 +129,7 @@ void JournalLogSink::park(const LogCursor& cursor, std::uint32_t signal) noexcep
   phase_.store(Phase::parked, std::memory_order_relaxed);
   // Taking the ring's lock orders this: a record that is not seen here was appended after the phase was set, and its
   // writer sees that.
-  if (ring_.end().position == cursor.position) futexWait(signal_, signal);
+  if (ring_.end().position == cursor.position) detail::futexWait(signal_, signal);
 }
 
 JournalLogSink::Outcome JournalLogSink::sendPending(LogCursor& cursor, LogChunk& chunk) noexcept {
@@ -220,16 +220,16 @@ JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noex
 }
 
 void JournalLogSink::flush(std::chrono::nanoseconds limit) noexcept {
-  if (isForkedChild() || phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
+  if (detail::isForkedChild() || phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
   const std::int64_t deadline = steadyNow() + limit.count();
   const std::uint32_t ticket = flushTicket_.fetch_add(1, std::memory_order_acq_rel) + 1;
   signal_.fetch_add(1, std::memory_order_release);
-  futexWake(signal_, 1);
+  detail::futexWake(signal_, 1);
   for (;;) {
     const std::uint32_t flushed = flushed_.load(std::memory_order_acquire);
     const std::int64_t left = deadline - steadyNow();
     if (static_cast<std::int32_t>(flushed - ticket) >= 0 || left <= 0) return;
-    futexWaitFor(flushed_, flushed, left);
+    detail::futexWaitFor(flushed_, flushed, left);
   }
 }
 
@@ -242,7 +242,7 @@ JournalStatus JournalLogSink::status() const noexcept {
   if (since != 0 && steadyNow() - since > options_.longestSend.count()) {
     status.state = JournalState::notAnswering;
   }
-  if (isForkedChild()) status.state = JournalState::forkedChild;
+  if (detail::isForkedChild()) status.state = JournalState::forkedChild;
   if (status.state != JournalState::refused) status.error = 0;
   return status;
 }

@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
@@ -154,7 +154,7 @@ JournaledUserDefaults::JournaledUserDefaults(const Options& options)
       })) {}
 
 std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::open(Options options) {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   std::shared_ptr<JournaledUserDefaults> store(new JournaledUserDefaults(options));
   store->parts_->start();
   return store;
@@ -183,7 +183,7 @@ void JournaledUserDefaults::close() noexcept {
 }
 
 std::optional<PropertyList> JournaledUserDefaults::value(std::string_view forKey) const {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   const detail::SettingsTable& table = parts_->store.table();
   std::optional<PropertyList> found = table.value(forKey);
   if (!found && !Text::isWellFormed(forKey)) [[unlikely]]
@@ -196,7 +196,7 @@ void JournaledUserDefaults::set(PropertyList value, std::string_view forKey) { c
 void JournaledUserDefaults::removeObject(std::string_view forKey) { change(forKey, std::nullopt); }
 
 void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyList> value) {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   if (!Text::isWellFormed(key)) [[unlikely]]
     return change(Text::sanitized(key), std::move(value));
   const auto written = parts_->store.write(key, value);
@@ -209,7 +209,7 @@ void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyL
 }
 
 PropertyList::Dictionary JournaledUserDefaults::dictionaryRepresentation() const {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   return parts_->store.all();
 }
 
@@ -232,7 +232,7 @@ void JournaledUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& obs
 }
 
 bool JournaledUserDefaults::synchronize() {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   if (parts_->store.directory().empty() || !parts_->store.isForUse()) return false;
   SettingsPatience patience(parts_->store.clock(), SettingsPatience::maximum);
   const bool isStored = parts_->store.catchUp(patience).has_value();
@@ -245,7 +245,7 @@ bool JournaledUserDefaults::synchronize() {
 UserDefaultsStatus JournaledUserDefaults::status() const { return parts_->store.incidents().status(); }
 
 std::uint64_t JournaledUserDefaults::revision() const noexcept {
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
   return parts_->store.table().revision();
 }
 

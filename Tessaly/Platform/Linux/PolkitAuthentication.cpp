@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
@@ -86,16 +86,16 @@ class PolkitContext final : public LAContext {
   }
 
   void evaluatePolicy(LAPolicy policy, std::string localizedReason, Reply reply) override {
-    stopIfForkedChild();
+    detail::stopIfForkedChild();
     if (policy != LAPolicy::deviceOwnerAuthentication || !action_) {
       reply(false, std::make_exception_ptr(*obstacle(policy)));
       return;
     }
-    startLibraryThread("tessaly-auth",
-                       [action = *action_, reason = std::move(localizedReason), reply = std::move(reply)]() mutable {
-                         std::optional<LAError> error = askTheUser(action, reason);
-                         reply(!error, error ? std::make_exception_ptr(*error) : nullptr);
-                       });
+    detail::startLibraryThread(
+        "tessaly-auth", [action = *action_, reason = std::move(localizedReason), reply = std::move(reply)]() mutable {
+          std::optional<LAError> error = askTheUser(action, reason);
+          reply(!error, error ? std::make_exception_ptr(*error) : nullptr);
+        });
   }
 
  private:

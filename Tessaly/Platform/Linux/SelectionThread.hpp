@@ -10,8 +10,8 @@
 #include <memory>
 #include <utility>
 
-#include "Tessaly/Core/Base/Thread.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Platform/Linux/DisplayPasteboard.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
 
 namespace Tessaly::inline v1 {
@@ -20,7 +20,7 @@ void ManualClock::add(ClockTimer& timer) {
     if (timer.deadline() > now_) {
       timers_->add(timer);
       count_.fetch_add(1, std::memory_order_release);
-      futexWake(count_, INT32_MAX);
+      detail::futexWake(count_, INT32_MAX);
       return;
     }
   }
@@ -59,7 +59,7 @@ void ManualClock::waitForTimers(std::size_t count) const {
   for (;;) {
     const std::uint32_t seen = count_.load(std::memory_order_acquire);
     if (seen >= count) return;
-    futexWait(count_, seen);
+    detail::futexWait(count_, seen);
   }
 }
 

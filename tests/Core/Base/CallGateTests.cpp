@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/CallGate.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/Threads.hpp"
 
@@ -139,7 +139,7 @@ TEST(CallGate, NoCallRunsAfterClosing) {
 }
 
 TEST(CallGate, ClosingInForkedChildDoesNotWait) {
-  startLibraryThread("tessaly-test", [] {});
+  detail::startLibraryThread("tessaly-test", [] {});
   CallGate gate;
   std::binary_semaphore hasEntered{0};
   std::binary_semaphore mayLeave{0};

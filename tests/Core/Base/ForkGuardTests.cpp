@@ -6,8 +6,8 @@
 
 #include <csignal>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 
 namespace Tessaly {
 namespace {
@@ -26,21 +26,21 @@ int statusOfForkedChild(Body body) {
 }
 
 TEST(ForkGuard, LetsAChildThroughWhenTheForkCameBeforeTheFirstThread) {
-  EXPECT_EQ(statusOfForkedChild([] { stopIfForkedChild(); }), 0);
+  EXPECT_EQ(statusOfForkedChild([] { detail::stopIfForkedChild(); }), 0);
 }
 
 TEST(ForkGuard, LetsTheParentThroughAfterAFork) {
-  startLibraryThread("tessaly-test", [] {});
+  detail::startLibraryThread("tessaly-test", [] {});
   EXPECT_EQ(statusOfForkedChild([] {}), 0);
-  stopIfForkedChild();
+  detail::stopIfForkedChild();
 }
 
 TEST(ForkGuard, StopsAChildThatUsesTheRuntimeOfItsParent) {
-  startLibraryThread("tessaly-test", [] {});
+  detail::startLibraryThread("tessaly-test", [] {});
   EXPECT_EXIT(
       {
         const pid_t child = ::fork();
-        if (child == 0) stopIfForkedChild();
+        if (child == 0) detail::stopIfForkedChild();
         int status = 0;
         ::waitpid(child, &status, 0);
         ::_exit(WIFSIGNALED(status) ? WTERMSIG(status) : 0);
@@ -56,7 +56,7 @@ TEST(ForkGuard, StopsAGrandchildToo) {
   const int status = statusOfForkedChild([] {
     const int inner = statusOfForkedChild([] {
       ::close(STDERR_FILENO);
-      stopIfForkedChild();
+      detail::stopIfForkedChild();
     });
     ::_exit(WIFSIGNALED(inner) ? WTERMSIG(inner) : 0);
   });

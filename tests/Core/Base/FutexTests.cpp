@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -12,19 +12,19 @@ namespace {
 
 TEST(Futex, DoesNotWaitWhenTheWordHoldsAnotherValue) {
   const std::atomic<std::uint32_t> word{1};
-  futexWait(word, 0);
-  EXPECT_TRUE(futexWaitFor(word, 0, 3'600'000'000'000));
+  detail::futexWait(word, 0);
+  EXPECT_TRUE(detail::futexWaitFor(word, 0, 3'600'000'000'000));
 }
 
 TEST(Futex, TellsThatTheTimeHasPassed) {
   const std::atomic<std::uint32_t> word{0};
-  EXPECT_FALSE(futexWaitFor(word, 0, 1));
+  EXPECT_FALSE(detail::futexWaitFor(word, 0, 1));
 }
 
 TEST(Futex, DoesNotWaitWhenNoTimeIsLeft) {
   const std::atomic<std::uint32_t> word{0};
-  EXPECT_FALSE(futexWaitFor(word, 0, 0));
-  EXPECT_FALSE(futexWaitFor(word, 0, -1));
+  EXPECT_FALSE(detail::futexWaitFor(word, 0, 0));
+  EXPECT_FALSE(detail::futexWaitFor(word, 0, -1));
 }
 
 TEST(Futex, WakesEveryWaiterWhenAskedToWakeAsMany) {
@@ -33,11 +33,11 @@ TEST(Futex, WakesEveryWaiterWhenAskedToWakeAsMany) {
     std::vector<std::jthread> waiters;
     for (int i = 0; i < 3; ++i) {
       waiters.emplace_back([&] {
-        while (word.load(std::memory_order_acquire) == 0) futexWait(word, 0);
+        while (word.load(std::memory_order_acquire) == 0) detail::futexWait(word, 0);
       });
     }
     word.store(1, std::memory_order_release);
-    futexWake(word, 3);
+    detail::futexWake(word, 3);
   }
 }
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 
 namespace Tessaly {
 namespace {
@@ -22,7 +22,7 @@ template <typename Body>
 auto resultOnLibraryThread(const char* name, Body body) {
   std::packaged_task<std::invoke_result_t<Body>()> task(body);
   auto result = task.get_future();
-  startLibraryThread(name, std::move(task));
+  detail::startLibraryThread(name, std::move(task));
   return result.get();
 }
 
@@ -68,14 +68,14 @@ TEST(LibraryThread, DestroysItsBodyWhenItEnds) {
   std::promise<void> destroyed;
   auto token = std::unique_ptr<std::promise<void>, void (*)(std::promise<void>*)>(
       &destroyed, [](std::promise<void>* promise) { promise->set_value(); });
-  startLibraryThread("tessaly-test", [token = std::move(token)] {});
+  detail::startLibraryThread("tessaly-test", [token = std::move(token)] {});
   destroyed.get_future().wait();
 }
 
 TEST(LibraryThread, StopsTheProcessWhenItsBodyThrows) {
   EXPECT_EXIT(
       {
-        startLibraryThread("tessaly-test", [] { throw std::runtime_error("lost"); });
+        detail::startLibraryThread("tessaly-test", [] { throw std::runtime_error("lost"); });
         for (;;) ::pause();
       },
       testing::KilledBySignal(SIGABRT),
@@ -90,7 +90,7 @@ TEST(LibraryThread, StopsTheProcessWhenTheSystemRefusesAThread) {
         ::pthread_attr_init(&attributes);
         ::pthread_attr_setstacksize(&attributes, std::size_t{1} << 62);
         ::pthread_setattr_default_np(&attributes);
-        startLibraryThread("tessaly-test", [] {});
+        detail::startLibraryThread("tessaly-test", [] {});
       },
       testing::KilledBySignal(SIGABRT),
       testing::MatchesRegex("Tessaly/Thread:[0-9]+: Fatal error: The system refused to start a thread\n"));

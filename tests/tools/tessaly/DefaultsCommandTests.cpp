@@ -16,7 +16,7 @@
 #include <string>
 #include <thread>
 
-#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Support/ContentsOf.hpp"

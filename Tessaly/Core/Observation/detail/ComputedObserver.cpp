@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 
 namespace Tessaly::inline v1::detail {

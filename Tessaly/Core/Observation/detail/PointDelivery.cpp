@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Observation/detail/AsymmetricFence.hpp"
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 

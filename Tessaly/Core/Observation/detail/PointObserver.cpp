@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Observation/detail/PointObserver.hpp"
 
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Observation/detail/ObservationPoint.hpp"
 
 namespace Tessaly::inline v1::detail {

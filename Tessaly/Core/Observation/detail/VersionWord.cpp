@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Base/Sanitizers.hpp"
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 // Memory of coroutine frames: free lists by size in every thread, each bounded, backed by a bounded common list, so

@@ -14,9 +14,9 @@
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 

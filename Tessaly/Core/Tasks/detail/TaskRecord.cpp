@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "Tessaly/Core/Base/ForkGuard.hpp"
-#include "Tessaly/Core/Base/Futex.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/detail/JobScope.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 
 #include <pthread.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/Futex.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-namespace Tessaly::inline v1 {
+namespace Tessaly::inline v1::detail {
 
 void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept {
   ::syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, value, nullptr, nullptr, 0);
@@ -24,4 +24,4 @@ void futexWake(const std::atomic<std::uint32_t>& word, int count) noexcept {
   ::syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, count, nullptr, nullptr, 0);
 }
 
-}  // namespace Tessaly::inline v1
+}  // namespace Tessaly::inline v1::detail

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/Thread.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 
 #include <pthread.h>
 
@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
-#include "Tessaly/Core/Base/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 
-namespace Tessaly::inline v1 {
+namespace Tessaly::inline v1::detail {
 namespace {
 
 struct Start {
@@ -34,7 +34,7 @@ void* run(void* argument) {
 }  // namespace
 
 void startLibraryThread(const char* name, std::move_only_function<void()> body) {
-  detail::noteRuntimeStarted();
+  noteRuntimeStarted();
   auto start = std::make_unique<Start>();
   std::string_view(name).copy(start->name.data(), start->name.size() - 1);
   start->body = std::move(body);
@@ -55,4 +55,4 @@ void startLibraryThread(const char* name, std::move_only_function<void()> body) 
   if (status != 0) fatalError("The system refused to start a thread", "Tessaly/Thread", __LINE__);
 }
 
-}  // namespace Tessaly::inline v1
+}  // namespace Tessaly::inline v1::detail

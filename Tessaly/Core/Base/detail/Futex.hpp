@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Component: Tessaly::Base
 #pragma once
 
 #include <atomic>
@@ -8,7 +7,7 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-namespace Tessaly::inline v1 {
+namespace Tessaly::inline v1::detail {
 
 /// Sleeps while the word holds the value, until woken. May return early; callers look again.
 TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
@@ -29,4 +28,4 @@ inline void pauseProcessor() noexcept {
 #endif
 }
 
-}  // namespace Tessaly::inline v1
+}  // namespace Tessaly::inline v1::detail

@@ -1,27 +1,22 @@
 // SPDX-License-Identifier: MIT
-// Component: Tessaly::Base
 #pragma once
 
 #include <atomic>
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-namespace Tessaly::inline v1 {
+namespace Tessaly::inline v1::detail {
 
-namespace detail {
 TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 [[noreturn]] TESSALY_EXPORT void stopForkedChild() noexcept;
 /// Called when the first thread of the library starts; from then on the children of a fork are marked.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
-}  // namespace detail
 
 /// Whether this is the child of a fork that happened after the parent's runtime had started threads. For what must also
 /// work there, or leave everything as it is: destructors, logging. One relaxed load.
 ///
 /// Thread contract: thread-safe.
-[[nodiscard]] inline bool isForkedChild() noexcept {
-  return detail::isForkedChildOfRuntime.load(std::memory_order_relaxed);
-}
+[[nodiscard]] inline bool isForkedChild() noexcept { return isForkedChildOfRuntime.load(std::memory_order_relaxed); }
 
 /// Stops the process if it is the child of a fork that happened after the parent's runtime had started threads: those
 /// threads do not exist here, and waiting for them would hang. A fork before first use, or one followed by `exec`, is
@@ -30,7 +25,7 @@ TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 /// Thread contract: thread-safe.
 inline void stopIfForkedChild() noexcept {
   if (isForkedChild()) [[unlikely]]
-    detail::stopForkedChild();
+    stopForkedChild();
 }
 
-}  // namespace Tessaly::inline v1
+}  // namespace Tessaly::inline v1::detail

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// Component: Tessaly::Base
 #pragma once
 
 #include "Tessaly/Core/Base/Requirements.hpp"
