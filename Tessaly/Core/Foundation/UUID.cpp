@@ -11,6 +11,7 @@
 #include <ostream>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
 
 namespace Tessaly::inline v1 {
@@ -55,8 +56,7 @@ constexpr bool isHyphenBefore(std::size_t byteIndex) noexcept {
 }  // namespace
 
 UUID UUID::random() noexcept {
-  [[maybe_unused]] static const int refillAfterFork =
-      ::pthread_atfork(nullptr, nullptr, [] { forkGeneration.fetch_add(1, std::memory_order_relaxed); });
+  detail::callInForkedChildren<[] { forkGeneration.fetch_add(1, std::memory_order_relaxed); }>();
   Bytes bytes = supply.next();
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);

@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Logging/LogBackend.hpp"
 #include "Tessaly/Core/Logging/LogConfiguration.hpp"
 #include "Tessaly/Core/Logging/detail/WellFormed.hpp"
@@ -28,15 +29,10 @@ constinit std::atomic<bool> isPrivateDataShown{false};
 
 // getpid is a system call each time.
 constinit std::atomic<std::int32_t> cachedProcessIdentifier{0};
-constinit std::atomic<bool> isForgottenByForks{false};
 
 std::int32_t currentProcessIdentifier() noexcept {
   if (const auto cached = cachedProcessIdentifier.load(std::memory_order_relaxed)) return cached;
-  // Not a static local: the child of a fork in the middle of its initialisation would wait for ever.
-  if (!isForgottenByForks.load(std::memory_order_acquire)) {
-    ::pthread_atfork(nullptr, nullptr, [] { cachedProcessIdentifier.store(0, std::memory_order_relaxed); });
-    isForgottenByForks.store(true, std::memory_order_release);
-  }
+  detail::callInForkedChildren<[] { cachedProcessIdentifier.store(0, std::memory_order_relaxed); }>();
   const auto identifier = static_cast<std::int32_t>(::getpid());
   cachedProcessIdentifier.store(identifier, std::memory_order_relaxed);
   return identifier;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
@@ -98,8 +99,7 @@ class BlockingThreads final : public Executor {
 };
 
 BlockingThreads& blockingThreads() {
-  static auto* const threads = new BlockingThreads;
-  return *threads;
+  return madeOnce<[] { return new BlockingThreads; }>();
 }
 
 }  // namespace

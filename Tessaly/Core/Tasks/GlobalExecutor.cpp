@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
@@ -157,12 +158,12 @@ class Pool final : public Executor {
 
 Executor& GlobalExecutor::make() noexcept {
   // Every thread that comes here at once waits for the one that makes the pool, unless the host installed its own.
-  static Executor* const pool = [] {
+  Executor& pool = detail::madeOnce<[] {
     Executor* installed = current_.load(std::memory_order_acquire);
     return installed != nullptr ? installed : new Pool(usableCores());
-  }();
+  }>();
   Executor* expected = nullptr;
-  current_.compare_exchange_strong(expected, pool, std::memory_order_acq_rel);
+  current_.compare_exchange_strong(expected, &pool, std::memory_order_acq_rel);
   return *current_.load(std::memory_order_acquire);
 }
 

@@ -15,6 +15,7 @@
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
@@ -34,8 +35,9 @@ std::uint32_t mainThreadIdentifier() noexcept {
   std::uint32_t known = mainThread.load(std::memory_order_relaxed);
   if (known == 0) {
     // The thread that forks is the only one of the child, and so its main thread.
-    [[maybe_unused]] static const int renamedAfterFork = ::pthread_atfork(
-        nullptr, nullptr, [] { mainThread.store(static_cast<std::uint32_t>(::getpid()), std::memory_order_relaxed); });
+    detail::callInForkedChildren<[] {
+      mainThread.store(static_cast<std::uint32_t>(::getpid()), std::memory_order_relaxed);
+    }>();
     const auto process = static_cast<std::uint32_t>(::getpid());
     known = mainThread.compare_exchange_strong(known, process, std::memory_order_relaxed) ? process : known;
   }
@@ -51,8 +53,7 @@ class Queue final : public Executor {
   }
 
   static Queue& shared() {
-    static Queue* const queue = new Queue;
-    return *queue;
+    return detail::madeOnce<[] { return new Queue; }>();
   }
 
   [[nodiscard]] int descriptor() const { return descriptor_; }

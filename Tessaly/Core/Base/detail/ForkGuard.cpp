@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 
-#include <pthread.h>
-
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -17,8 +16,7 @@ void stopForkedChild() noexcept {
 }
 
 void noteRuntimeStarted() noexcept {
-  [[maybe_unused]] static const int markChildren =
-      ::pthread_atfork(nullptr, nullptr, [] { isForkedChildOfRuntime.store(true, std::memory_order_relaxed); });
+  callInForkedChildren<[] { isForkedChildOfRuntime.store(true, std::memory_order_relaxed); }>();
 }
 
 }  // namespace Tessaly::inline v1::detail

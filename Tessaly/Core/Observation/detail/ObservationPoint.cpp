@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Observation/detail/Tracking.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -30,15 +31,15 @@ void giveBackStock() noexcept {
 
 /// The key's value only has to be non-null.
 void giveBackStockAtTheEnd() {
-  static const pthread_key_t key = [] {
-    pthread_key_t made{};
-    ::pthread_key_create(&made, [](void*) {
+  static constexpr auto makeKey = [] {
+    auto* const key = new pthread_key_t;
+    ::pthread_key_create(key, [](void*) {
       stock.endsWithThread = false;
       giveBackStock();
     });
-    return made;
-  }();
-  ::pthread_setspecific(key, static_cast<const void*>(&stock));
+    return key;
+  };
+  ::pthread_setspecific(madeOnce<makeKey>(), static_cast<const void*>(&stock));
   stock.endsWithThread = true;
 }
 

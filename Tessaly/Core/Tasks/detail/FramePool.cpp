@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -75,13 +76,13 @@ void forgetCommonLists() {
 
 /// From now on the thread keeps frames, and returns them when it ends. The key's value only has to be non-null.
 void keepFrames() {
-  static const pthread_key_t key = [] {
-    pthread_key_t made{};
-    ::pthread_key_create(&made, &returnAllFrames);
-    ::pthread_atfork(nullptr, nullptr, &forgetCommonLists);
-    return made;
-  }();
-  ::pthread_setspecific(key, &threadState);
+  callInForkedChildren<&forgetCommonLists>();
+  static constexpr auto makeKey = [] {
+    auto* const key = new pthread_key_t;
+    ::pthread_key_create(key, &returnAllFrames);
+    return key;
+  };
+  ::pthread_setspecific(madeOnce<makeKey>(), &threadState);
   for (auto& list : threadState.frames) list.room = framesPerThreadAndClass;
 }
 

@@ -14,6 +14,7 @@
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
@@ -41,8 +42,7 @@ struct Sources {
   std::uint64_t lastKey TESSALY_GUARDED_BY(lock) = timerKey;
 
   static Sources& shared() {
-    static auto* const sources = new Sources;
-    return *sources;
+    return madeOnce<[] { return new Sources; }>();
   }
 };
 

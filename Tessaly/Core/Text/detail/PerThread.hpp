@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
+
 namespace Tessaly::inline v1::detail {
 
 /// One value of a type for each thread. The first use on a thread makes it. It is destroyed after the C++ objects of
@@ -16,21 +18,18 @@ class PerThread {
   static Value& current() {
     static constinit thread_local Value* cached = nullptr;
     if (cached == nullptr) [[unlikely]] {
-      static const pthread_key_t key = makeKey([](void* value) {
-        delete static_cast<Value*>(value);
-        cached = nullptr;
-      });
+      static constexpr auto makeKey = [] {
+        auto* const key = new pthread_key_t;
+        ::pthread_key_create(key, [](void* value) {
+          delete static_cast<Value*>(value);
+          cached = nullptr;
+        });
+        return key;
+      };
       cached = new Value;
-      ::pthread_setspecific(key, cached);
+      ::pthread_setspecific(madeOnce<makeKey>(), cached);
     }
     return *cached;
-  }
-
- private:
-  static pthread_key_t makeKey(void (*destructor)(void*)) noexcept {
-    pthread_key_t key{};
-    ::pthread_key_create(&key, destructor);
-    return key;
   }
 };
 

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <latch>
+#include <thread>
+#include <vector>
+
+namespace Tessaly {
+namespace {
+
+/// The exit status of a child of a fork; -1 when a signal ended it.
+template <typename Body>
+int exitStatusInChild(Body body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(20);  // Ends a child that hangs.
+    ::_exit(body());
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(FirstUse, MakesOneObjectForAllThreads) {
+  static constinit std::atomic<int> made{0};
+  static constexpr auto make = [] {
+    ++made;
+    return new int(7);
+  };
+  std::array<const int*, 8> seen{};
+  std::latch start(seen.size());
+  {
+    std::vector<std::jthread> threads;
+    for (auto& one : seen) {
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        one = &detail::madeOnce<make>();
+      });
+    }
+  }
+  EXPECT_EQ(made, 1);
+  for (const int* one : seen) EXPECT_EQ(one, seen[0]);
+  EXPECT_EQ(*seen[0], 7);
+}
+
+TEST(FirstUse, AForkInTheMiddleOfTheMakingLeavesTheChildUsable) {
+  static constinit std::latch begun(1);
+  static constinit std::latch mayEnd(1);
+  static constinit bool isChild = false;
+  static constexpr auto make = [] {
+    if (!isChild) {
+      begun.count_down();
+      mayEnd.wait();
+    }
+    return new int(isChild ? 2 : 1);
+  };
+  int inParent = 0;
+  std::jthread maker([&] { inParent = detail::madeOnce<make>(); });
+  begun.wait();
+  EXPECT_EQ(exitStatusInChild([] {
+              isChild = true;
+              return detail::madeOnce<make>();
+            }),
+            2);
+  mayEnd.count_down();
+  maker.join();
+  EXPECT_EQ(inParent, 1);
+}
+
+TEST(FirstUse, ChildrenCallTheHandlerAndParentsDoNot) {
+  static constinit int calls = 0;
+  static constexpr auto countCall = [] { ++calls; };
+  EXPECT_EQ(exitStatusInChild([] { return calls; }), 0);
+  detail::callInForkedChildren<countCall>();
+  detail::callInForkedChildren<countCall>();
+  EXPECT_EQ(exitStatusInChild([] { return calls; }), 1);
+  EXPECT_EQ(calls, 0);
+}
+
+}  // namespace
+}  // namespace Tessaly
