@@ -189,11 +189,13 @@ def static_package():
     """A static build of the whole, installed and found by CMake and by pkg-config."""
     folder, prefix = WORK / "static-build", WORK / "static"
     shutil.rmtree(prefix, ignore_errors=True)
-    flags = re.search("^CMAKE_CXX_FLAGS_RELWITHDEBINFO:.*=(.*)$", (BUILD / "CMakeCache.txt").read_text(), re.MULTILINE)
+    # The same options as in the build tree, so that ccache finds what that has compiled.
+    cache = (BUILD / "CMakeCache.txt").read_text()
+    same = [f"-D{name}={value}" for name, value in re.findall(
+        "^(CMAKE_CXX_FLAGS_RELWITHDEBINFO|CMAKE_COMPILE_WARNING_AS_ERROR):[^=]*=(.*)$", cache, re.MULTILINE)]
     run("cmake", "-G", "Ninja", "-S", SOURCES, "-B", folder, f"-DCMAKE_CXX_COMPILER={COMPILER}", "-DBUILD_SHARED_LIBS=OFF",
         "-DTESSALY_TESTS=OFF", "-DTESSALY_INSTALL=ON", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
-        f"-DCMAKE_CXX_FLAGS_RELWITHDEBINFO={flags[1]}",
-        f"-DCMAKE_CXX_COMPILER_LAUNCHER={shutil.which('ccache') or ''}")
+        *same, f"-DCMAKE_CXX_COMPILER_LAUNCHER={shutil.which('ccache') or ''}")
     run("cmake", "--build", folder)
     run("cmake", "--install", folder, "--prefix", prefix)
     check(not list(prefix.rglob("*.so")), "A static package has a shared library")

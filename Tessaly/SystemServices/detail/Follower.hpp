@@ -21,7 +21,7 @@ inline constexpr auto pollingInterval = std::chrono::seconds(1);
 
 /// Has a continuation yield after a while, unless the task is cancelled.
 template <typename Continuation, typename Element>
-Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, Continuation continuation, Element element) {
+Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continuation& continuation, Element element) {
   return Task<>::detached([=, clock = &clock]() -> Async<void> {
     co_await Task<>::sleep(duration, *clock);
     continuation.yield(element);
@@ -76,7 +76,7 @@ class Follower {
   static constexpr auto newest = BufferingPolicy::newest(1);
 
   template <typename Make, typename Pair>
-  Follower(Clock& clock, Make& make, Pair pair)
+  Follower(Clock& clock, Make& make, const Pair& pair)
       : clock_(clock), wakes_(pair.stream.makeAsyncIterator()), continuation_(pair.continuation) {
     try {
       source_ = make([continuation = continuation_] { continuation.yield({}); });
