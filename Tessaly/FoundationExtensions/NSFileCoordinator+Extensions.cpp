@@ -56,6 +56,13 @@ std::string nameOf(const URL& url) {
   return name;
 }
 
+/// Copies keep the modes of their originals, which may have been hidden by the directory that they came from.
+void hideFromOtherUsers(const URL& directory) {
+  std::error_code code;
+  std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all, code);
+  if (code) throw POSIXError(code.value());
+}
+
 Data zip(const NSFileCoordinator& coordinator, const std::vector<URL>& urls) {
   FileManager& files = FileManager::default_();
   const std::string unique = UUID::random().uuidString();
@@ -63,6 +70,7 @@ Data zip(const NSFileCoordinator& coordinator, const std::vector<URL>& urls) {
   const Temporary folder(files, URL::fileURLWithPath(base + unique));
   const Temporary archive(files, URL::fileURLWithPath(base + "zip-" + unique));
   files.createDirectory(folder.url, IntermediateDirectories::created);
+  hideFromOtherUsers(folder.url);
   for (const URL& url : urls) files.copyItem(url, folder.url.appendingPathComponent(nameOf(url)));
   Data data;
   coordinator.coordinateReading(folder.url, NSFileCoordinator::ReadingOptions::forUploading, [&](const URL& zipped) {

@@ -197,6 +197,18 @@ TEST_F(ZipFiles, UnreadableFileIsAnErrorAndLeavesNothingBehind) {
   if (::getuid() == 0) ASSERT_EQ(::seteuid(0), 0);
 }
 
+TEST_F(ZipFiles, OtherUsersCannotReachTheCopies) {
+  put("kept/in/private", "x");
+  std::vector<std::filesystem::perms> modes;
+  const auto files = std::make_shared<ScriptedFileManager>();
+  files->copy = [&](const URL&, const URL& copy) {
+    modes.push_back(std::filesystem::status(std::filesystem::path(copy.path()).parent_path()).permissions());
+  };
+  const FileManagerInstallation installation(files);
+  zip({url("kept/in/private"), url("kept")});
+  EXPECT_THAT(modes, ElementsAre(std::filesystem::perms::owner_all, std::filesystem::perms::owner_all));
+}
+
 TEST_F(ZipFiles, ReadOnlyDirectoriesAreArchivedAndLeaveNothingBehind) {
   put("fixed/inner/a", "1");
   std::filesystem::permissions(path("fixed/inner"), std::filesystem::perms(0555));
