@@ -10,7 +10,7 @@
 
 #include "Tessaly/Core/Base/Error.hpp"
 #include "Tessaly/Core/Base/TypeName.hpp"
-#include "Tessaly/Core/Base/detail/Quoted.hpp"
+#include "Tessaly/Core/Base/detail/Escaped.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/FoundationExtensions/Error+Extensions.hpp"

@@ -21,6 +21,7 @@
 #include "Interruption.hpp"
 #include "JSON.hpp"
 #include "Options.hpp"
+#include "Tessaly/Core/Base/detail/Escaped.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
 #include "Tessaly/FoundationExtensions/String+Log.hpp"
@@ -36,7 +37,7 @@ constexpr std::string_view help = R"(Usage: tessaly log <identifier> [--follow] 
 
 Prints the records that the applications of this user have written to the journal, oldest first: those whose subsystem
 begins with the identifier. A record is a line: time, level, subsystem, category in brackets, and the message, in which
-line breaks are blanks.
+line breaks are blanks and other control characters are escaped.
 
   --follow           go on with the records that are written from now on, until interrupted
   --csv              print rows of the same five columns, as spreadsheets read them (RFC 4180), messages as they are
@@ -191,7 +192,9 @@ void print(const Record& record, Request::Form form) {
     return;
   }
   std::cout << time << ' ' << record.level << ' ' << record.subsystem << " [" << record.category << "] "
-            << (record.message.find('\n') == std::string::npos ? record.message : Tessaly::String::log(record.message))
+            << Tessaly::detail::terminalText(record.message.find('\n') == std::string::npos
+                                                 ? record.message
+                                                 : Tessaly::String::log(record.message))
             << '\n';
 }
 

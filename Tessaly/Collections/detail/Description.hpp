@@ -10,7 +10,7 @@
 #include <type_traits>
 
 #include "Tessaly/Core/Base/NumberDescription.hpp"
-#include "Tessaly/Core/Base/detail/Quoted.hpp"
+#include "Tessaly/Core/Base/detail/Escaped.hpp"
 
 namespace Tessaly::inline v1::detail {
 

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
+#include "Tessaly/Core/Base/detail/Escaped.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -44,7 +45,7 @@ std::string line(const LogRecord& record) {
                      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), time.hours().count(),
                      time.minutes().count(), time.seconds().count(),
                      duration_cast<microseconds>(record.time - seconds).count(), typeText(record.type),
-                     record.log.subsystem(), record.log.category(), record.composedMessage());
+                     record.log.subsystem(), record.log.category(), detail::terminalText(record.composedMessage()));
 }
 
 // Keeps a write to a pipe without a reader from ending the process, and other threads' signals as they are.

@@ -102,6 +102,17 @@ TEST(StandardErrorLogSink, WritesTheDateInUTC) {
   EXPECT_EQ(result.standardError, "2024-05-06T07:08:09.123456Z error [a:b] text\n");
 }
 
+TEST(StandardErrorLogSink, AMessageIsNeitherASecondRecordNorACommandToTheTerminal) {
+  const auto result = inChild([] {
+    LogConfiguration::setStandardErrorOutput(LogSwitch::on);
+    Logger("a", "b").error("one\n2024-05-06T07:08:09.123456Z error [a:b] two\x1b[2J");
+    return 0;
+  });
+  EXPECT_TRUE(
+      result.standardError.ends_with(" error [a:b] one\n    2024-05-06T07:08:09.123456Z error [a:b] two\\u{1B}[2J\n"))
+      << result.standardError;
+}
+
 TEST(StandardErrorLogSink, DoesNotWriteSignposts) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
