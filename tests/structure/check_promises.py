@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Whether every promise has its tests: check_promises.py root build-tree
 
-A row of docs/promises.md gives a promise an identifier. The list below the table names its proof. A name in backquotes
-with a dot in it is a test of ctest; * stands for anything.
+A row of docs/promises.md or docs/security.md gives a promise an identifier. The list below the table names its proof. A
+name in backquotes with a dot in it is a test of ctest; * stands for anything.
 """
 
 import fnmatch
@@ -13,7 +13,7 @@ import subprocess
 
 import tree
 
-PAGE = "docs/promises.md"
+PAGES = ("docs/promises.md", "docs/security.md")
 ROW = re.compile(r"^\| ([A-Z]+\d+) \| \S.* \|$", re.MULTILINE)
 PROOF = re.compile(r"^- ([A-Z]+\d+): (.*(?:\n  .*)*)", re.MULTILINE)
 NAME = re.compile(r"`([A-Za-z]+\.[\w.*]+)`")
@@ -31,17 +31,17 @@ def repeated(identifiers):
 
 def check(root, build_tree=None, known=None):
     known = known or tests_of(build_tree)
-    text = tree.read(root / PAGE)
+    text = "\n".join(tree.read(root / page) for page in PAGES if (root / page).exists())
     promises = ROW.findall(text)
     proofs = PROOF.findall(text)
     proven = [identifier for identifier, _ in proofs]
-    complaints = [f"{PAGE}: {name} stands twice" for name in repeated(promises) + repeated(proven)]
-    complaints += [f"{PAGE}: {name} has no proof" for name in promises if name not in proven]
-    complaints += [f"{PAGE}: {name} proves no promise" for name in proven if name not in promises]
+    complaints = [f"{name} stands twice" for name in repeated(promises) + repeated(proven)]
+    complaints += [f"{name} has no proof" for name in promises if name not in proven]
+    complaints += [f"{name} proves no promise" for name in proven if name not in promises]
     for identifier, proof in proofs:
         if "`" not in proof:
-            complaints.append(f"{PAGE}: {identifier} names no test")
-        complaints += [f"{PAGE}: {identifier} names {name}, which does not exist"
+            complaints.append(f"{identifier} names no test")
+        complaints += [f"{identifier} names {name}, which does not exist"
                        for name in NAME.findall(proof) if not fnmatch.filter(known, name)]
     return complaints
 
@@ -58,8 +58,10 @@ def self_test():
                               ("\n- L1: `Locks.*`\n- L2: `Locks.*`\n", "L2 proves no promise"),
                               ("\n- L1: `Locks.Lock.Lock`\n", "L1 names Locks.Lock.Lock,"),
                               ("\n- L1: `Locks.*`,\n  `Flies.*`\n", "L1 names Flies.*,")):
-        with tree.small_tree({PAGE: head + rest}) as root:
+        with tree.small_tree({PAGES[0]: head + rest}) as root:
             tree.expect(check(root, known=known), *complaints)
+    with tree.small_tree({PAGES[0]: head, PAGES[1]: "- L1: `Locks.*`\n"}) as root:
+        tree.expect(check(root, known=known))
 
 
 tree.main(check, self_test)

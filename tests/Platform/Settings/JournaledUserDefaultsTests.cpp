@@ -780,6 +780,21 @@ TEST_F(JournaledUserDefaultsTest, LosesNothingWithAJournalThatSomebodyRemoved) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
 
+TEST_F(JournaledUserDefaultsTest, WhatItMakesIsForItsOwnerAlone) {
+  const mode_t former = ::umask(0);
+  {
+    const Store store = open();
+    store->set(1, "a");
+    EXPECT_TRUE(store->synchronize());
+  }
+  ::umask(former);
+  const auto modeOf = [](const std::string& path) { return std::filesystem::status(path).permissions(); };
+  EXPECT_EQ(modeOf(std::filesystem::path(plist()).parent_path()), std::filesystem::perms::owner_all);
+  for (const std::string& file : {plist(), journal()}) {
+    EXPECT_EQ(modeOf(file), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write) << file;
+  }
+}
+
 TEST_F(JournaledUserDefaultsTest, FollowsSymbolicLinksAndKeepsModes) {
   makeFolder();
   std::filesystem::create_directory(above() + "/elsewhere");
