@@ -3,15 +3,18 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 #include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Observation/ObservationTracking.hpp"
 #include "Tessaly/Core/Observation/detail/AccessList.hpp"
 #include "Tessaly/Core/Tasks/Cancellation.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Platform/Network/NetworkBackend.hpp"
 #include "Tessaly/SystemServices/detail/ReachabilityMonitors.hpp"
 
 namespace Tessaly::inline v1 {
@@ -58,18 +61,53 @@ std::shared_ptr<Default<bool>::ValueObserver> makeSettingObserver() {
   return Default<bool>::ValueObserver::make(UserDefaults::standard(), settingKey());
 }
 
+/// The object that the process shares while the same network and settings are installed, made at first use. A host's
+/// tests replace both. Nothing is destroyed, because another thread may still be using it.
+template <typename Object>
+class Shared {
+ public:
+  template <typename Make>
+  const Object& get(Make make) {
+    const Seams seams;
+    const Entry* const latest = latest_.load(std::memory_order_acquire);
+    if (latest != nullptr && latest->seams == seams) return *latest->object;
+    const UnfairLock::Guard guard(lock_);
+    Entry* entry = first_;
+    while (entry != nullptr && !(entry->seams == seams)) entry = entry->next;
+    if (entry == nullptr) first_ = entry = new Entry{seams, make(), first_};
+    latest_.store(entry, std::memory_order_release);
+    return *entry->object;
+  }
+
+ private:
+  struct Seams {
+    const void* network = NetworkBackend::installed().load(std::memory_order_acquire);
+    const void* settings = UserDefaults::installed().load(std::memory_order_acquire);
+    bool operator==(const Seams&) const = default;
+  };
+  struct Entry {
+    Seams seams;
+    std::shared_ptr<Object> object;
+    Entry* next;
+  };
+
+  UnfairLock lock_;
+  Entry* first_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  std::atomic<const Entry*> latest_{nullptr};
+};
+
 const NWPathMonitor& sharedMonitor() {
-  static const auto* const monitor = [] {
-    auto* made = new std::shared_ptr<NWPathMonitor>(NWPathMonitor::make());
-    (*made)->start(OS_dispatch_queue::global(QualityOfService::default_));
-    return made;
-  }();
-  return **monitor;
+  static constinit Shared<NWPathMonitor> shared;
+  return shared.get([] {
+    auto monitor = NWPathMonitor::make();
+    monitor->start(OS_dispatch_queue::global(QualityOfService::default_));
+    return monitor;
+  });
 }
 
 const detail::MonitorWrapper& sharedWrapper() {
-  static const auto* const wrapper = new std::shared_ptr<detail::MonitorWrapper>(detail::MonitorWrapper::make());
-  return **wrapper;
+  static constinit Shared<detail::MonitorWrapper> shared;
+  return shared.get([] { return detail::MonitorWrapper::make(); });
 }
 
 Async<void> waitOnTheMainThread() {

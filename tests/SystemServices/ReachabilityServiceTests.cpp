@@ -103,6 +103,35 @@ TEST_F(ReachabilityServiceTest, EachStatusOfThePathHasItsVerdict) {
   EXPECT_TRUE(verdict(static_cast<PathStatus>(200)));
 }
 
+TEST_F(ReachabilityServiceTest, NetworkThatIsInstalledLaterIsJudged) {
+  EXPECT_TRUE(ReachabilityService::isOnline());
+  EXPECT_TRUE(ReachabilityService::observableIsOnline());
+  {
+    const auto other =
+        std::make_shared<ScriptedNetwork>(NWPath({.status = PathStatus::unsatisfied, .isExpensive = true}));
+    const NetworkBackendInstallation installation(other);
+    EXPECT_FALSE(ReachabilityService::isOnline());
+    EXPECT_TRUE(ReachabilityService::isExpensive());
+    EXPECT_FALSE(ReachabilityService::observableIsOnline());
+    EXPECT_TRUE(ReachabilityService::observedIsExpensive());
+    EXPECT_FALSE(ReachabilityService::isOnline());
+    EXPECT_EQ(other->monitors(), 2);
+  }
+  EXPECT_TRUE(ReachabilityService::isOnline());
+  EXPECT_TRUE(ReachabilityService::observableIsOnline());
+  EXPECT_EQ(network->monitors(), 2);
+}
+
+TEST_F(ReachabilityServiceTest, SettingsThatAreInstalledLaterAreAsked) {
+  EXPECT_TRUE(ReachabilityService::isOnline());
+  EXPECT_TRUE(ReachabilityService::observableIsOnline());
+  const auto other = InMemoryUserDefaults::make();
+  other->set(false, settingName);
+  const UserDefaultsInstallation installation(other);
+  EXPECT_FALSE(ReachabilityService::isOnline());
+  EXPECT_FALSE(ReachabilityService::observableIsOnline());
+}
+
 TEST_F(ReachabilityServiceTest, TheSettingForcesOfflineWhateverThePathSays) {
   setCanConnect(false);
   for (const auto status : {PathStatus::satisfied, PathStatus::unsatisfied, PathStatus::requiresConnection,
