@@ -3,7 +3,8 @@
 """Whether every example of the documentation is compiled: check_examples.py root
 
 An example in the comments of Tessaly/<path>.hpp is indented by four or more. It must stand line for line, apart from
-its indentation, in examples/snippets/<path>.cpp. A C++ block of a page must stand in a file of examples/snippets/docs.
+its indentation, in examples/snippets/<path>.cpp. A C++ block of a page must stand in a file of examples/snippets/docs or
+in a host program of examples.
 """
 
 import re
@@ -54,14 +55,15 @@ def check(root):
             elif not is_within(example, tree.read(snippet)):
                 complaints.append(f"{path.relative_to(root)}:{line} has an example that {snippet.relative_to(root)} "
                                   "does not have")
-    pages = "\n".join(tree.read(path) for path in sorted((snippets / "docs").glob("*.cpp")))
+    pages = "\n".join(tree.read(path) for path in sorted(
+        [*(snippets / "docs").glob("*.cpp"), *snippets.parent.glob("*/*.hpp"), *snippets.parent.glob("*/*.cpp")]))
     for path in sorted([*root.glob("*.md"), *(root / "docs").rglob("*.md")]):
         text = tree.read(path)
         for match in BLOCK.finditer(text):
             if not is_within(match.group(1), pages):
                 line = text.count("\n", 0, match.start()) + 1
-                complaints.append(f"{path.relative_to(root)}:{line} has an example that no file of "
-                                  "examples/snippets/docs has")
+                complaints.append(f"{path.relative_to(root)}:{line} has an example that neither "
+                                  "examples/snippets/docs nor a host program has")
     return complaints
 
 
