@@ -9,3 +9,11 @@
 /// Exceptions, task-local identities and key-path identities carry it too, so that they are one and the same in every
 /// library and executable of a process.
 #define TESSALY_EXPORT [[gnu::visibility("default")]]
+
+/// Marks a member function whose result refers to its object. Clang then warns about a result that outlives a temporary
+/// object (`-Wdangling`, on by default).
+#ifdef __clang__
+#define TESSALY_LIFETIMEBOUND [[clang::lifetimebound]]
+#else
+#define TESSALY_LIFETIMEBOUND
+#endif

@@ -78,9 +78,9 @@ class Data {
   }
 
   /// The bytes. Valid until this value is written or destroyed.
-  [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept { return bytes_.read(); }
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_.read(); }
   /// The bytes as characters, whatever they are. Valid until this value is written or destroyed.
-  [[nodiscard]] std::string_view text() const noexcept { return {toChars(data()), size()}; }
+  [[nodiscard]] std::string_view text() const noexcept TESSALY_LIFETIMEBOUND { return {toChars(data()), size()}; }
 
   /// Changes the byte at an index. Stops the process when there is none.
   void set(std::int64_t index, std::uint8_t byte) {

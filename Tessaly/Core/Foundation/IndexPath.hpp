@@ -49,7 +49,7 @@ class IndexPath {
 
   [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(indexes_.size()); }
   [[nodiscard]] bool isEmpty() const noexcept { return indexes_.empty(); }
-  [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept { return indexes_; }
+  [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept TESSALY_LIFETIMEBOUND { return indexes_; }
   /// The path to a position in the list that this one leads to.
   [[nodiscard]] IndexPath appending(std::int64_t index) const {
     IndexPath longer = *this;

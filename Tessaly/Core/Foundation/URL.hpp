@@ -81,7 +81,7 @@ class URL {
   /// Percent-decoded, without slashes at the end except for the root's. In a file URL "%2F" and "%00" stay encoded.
   [[nodiscard]] TESSALY_EXPORT std::string path() const;
   /// As it stands in the URL, percent-encoded.
-  [[nodiscard]] TESSALY_EXPORT std::string_view encodedPath() const noexcept;
+  [[nodiscard]] TESSALY_EXPORT std::string_view encodedPath() const noexcept TESSALY_LIFETIMEBOUND;
   /// Percent-encoded, without the `?`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> query() const;
   /// Percent-encoded, without the `#`.
