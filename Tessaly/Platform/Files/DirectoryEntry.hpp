@@ -18,17 +18,17 @@ enum class FileType : std::uint8_t {
   other,  ///< A device, a pipe or a socket.
 };
 
-/// An entry of a directory's listing. Of a symbolic link it is about the link itself.
+/// An entry of a directory's listing. For a symbolic link, all members describe the link itself.
 ///
 /// Thread contract: thread-compatible.
 ///
 ///     const bool isLarge = entry.attributes.type == FileType::regular && entry.attributes.size > 1'000'000;
 struct FileAttributes {
   FileType type = FileType::other;
-  /// In bytes.
+  /// The size in bytes.
   std::int64_t size = 0;
   Date modified = Date::since1970(0);
-  /// Nothing where the volume does not keep it.
+  /// The time of creation, or nothing if the volume does not keep it.
   std::optional<Date> created;
 
   friend bool operator==(const FileAttributes&, const FileAttributes&) noexcept = default;
@@ -40,7 +40,7 @@ struct FileAttributes {
 ///
 ///     for (const DirectoryEntry& entry : files.contentsOfDirectory(notes)) std::cout << entry.path << '\n';
 struct DirectoryEntry {
-  /// From the directory on: "notes.txt", or "drafts/notes.txt" for an entry further down.
+  /// The path relative to the directory: "notes.txt", or "drafts/notes.txt" for an entry in a subdirectory.
   std::string path;
   FileAttributes attributes;
 

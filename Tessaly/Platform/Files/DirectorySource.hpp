@@ -12,13 +12,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// How far down a directory is followed.
+/// Whether only the entries of a directory are followed, or also those of all its subdirectories.
 enum class DirectoryDepth : std::uint8_t { entries, tree };
 
-/// How the contents of a directory differ from what they were, in one entry.
+/// A difference in one entry between an earlier and the present state of a directory.
 ///
-/// Changes are applied in their order: each is right for a model to which all earlier ones were applied. A directory
-/// that disappears or is renamed takes along all that it holds, without a change for each.
+/// A host that keeps a model of the directory applies the changes in their order. When a directory disappears or is
+/// renamed, one change stands for the directory and for everything in it.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -26,14 +26,14 @@ enum class DirectoryDepth : std::uint8_t { entries, tree };
 struct DirectoryChange {
   enum class Kind : std::uint8_t {
     appeared,
-    changed,      ///< It was written, or one of its attributes is another.
-    renamed,      ///< It came from `formerPath`; nothing has the path of `entry` before.
-    disappeared,  ///< The attributes of `entry` are the last that were known.
+    changed,      ///< The entry was written, or one of its attributes changed.
+    renamed,      ///< The entry moved from `formerPath` to a path that was free.
+    disappeared,  ///< `entry` has the last known attributes.
   };
 
   Kind kind = Kind::appeared;
   DirectoryEntry entry;
-  /// Only of `renamed`.
+  /// The path before the change. Set for `renamed` only.
   std::string formerPath;
 
   friend bool operator==(const DirectoryChange&, const DirectoryChange&) noexcept = default;
@@ -54,11 +54,12 @@ class TESSALY_EXPORT DirectorySource {
   DirectorySource(const DirectorySource&) = delete;
   DirectorySource& operator=(const DirectorySource&) = delete;
 
-  /// How the contents differ from what they were at the last call; at the first call from an empty directory. Throws
-  /// `POSIXError`: `ENOENT` while there is no such directory, `ENOTDIR` where it is something else, `ENOSPC` when the
-  /// system's limit of watches is reached. A later call may succeed again. Blocks on the file system.
+  /// The changes since the last call. The first call compares with an empty directory. Throws `POSIXError`: `ENOENT`
+  /// while the directory does not exist, `ENOTDIR` if the path leads to something else, `ENOSPC` when the system's
+  /// limit of watches is reached. A later call may succeed again. Blocks on the file system.
   [[nodiscard]] virtual std::vector<DirectoryChange> takeChanges() = 0;
-  /// Whether the system reports nothing of what happens in some directory of it, as on remote volumes.
+  /// Whether the caller must poll. True if the system sends no events for some of the directories, as on remote
+  /// volumes.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// How the file under a name differs from what it was.
+/// The kind of a change of the file under a name.
 enum class FileChange : std::uint8_t {
   contents,  ///< The same file was written or truncated.
   replaced,  ///< Another file has the name now.
@@ -23,7 +23,7 @@ enum class FileChange : std::uint8_t {
 /// "contents", "replaced", "removed" or "returned".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(FileChange change) noexcept;
 
-/// Follows what a path leads to, for `fileChanges`. `FileManager` makes it.
+/// Follows the file that a path leads to, for `fileChanges`. `FileManager` makes it.
 ///
 /// Thread contract: thread-compatible; the wake handler is called on any thread.
 ///
@@ -35,11 +35,11 @@ class TESSALY_EXPORT FileChangeSource {
   FileChangeSource(const FileChangeSource&) = delete;
   FileChangeSource& operator=(const FileChangeSource&) = delete;
 
-  /// How the file differs from what it was at the last call that gave something, or at the beginning. From then on the
-  /// new state counts. Throws `POSIXError` when the system refuses to watch.
+  /// The change since the last call that returned one, or since the source was made. Nothing if there is no change.
+  /// Throws `POSIXError` when the system refuses to watch.
   [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
-  /// Whether the system tells of nothing that happens to this file, so that somebody has to look from time to time:
-  /// on remote volumes, and where the file cannot be read.
+  /// Whether the caller must poll. True if the system sends no events for this file: on remote volumes, and if the file
+  /// cannot be read.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

@@ -9,9 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// An open file, closed with its owner.
+/// An open file. The destructor closes it.
 ///
-/// Unlike `std::ifstream` it reports why opening or closing failed, and shows its descriptor.
+/// The nearest standard facility is `std::ifstream`. Unlike it, a handle reports why opening or closing failed, and
+/// gives access to its descriptor.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -20,10 +21,10 @@ namespace Tessaly::inline v1 {
 ///     ::fstat(handle.fileDescriptor(), &status);
 class FileHandle {
  public:
-  /// Opens for reading; neither waits for the other end of a pipe nor hands the descriptor to child processes. Throws
-  /// `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file.
+  /// Opens a file for reading. Does not wait for the other end of a pipe. Child processes do not inherit the
+  /// descriptor. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static FileHandle forReading(const URL& file);
-  /// Takes a descriptor over.
+  /// Becomes the owner of the descriptor.
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
   FileHandle(FileHandle&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
   FileHandle& operator=(FileHandle&& other) noexcept {
@@ -32,10 +33,10 @@ class FileHandle {
   }
   TESSALY_EXPORT ~FileHandle();
 
-  /// -1 once closed.
+  /// The descriptor, or -1 after the file was closed.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
-  /// Closes, and throws `POSIXError` if the system reports a failure; the descriptor is gone even then. Later calls do
-  /// nothing.
+  /// Closes the file. Throws `POSIXError` if the system reports a failure; the descriptor is closed even then. Later
+  /// calls do nothing.
   TESSALY_EXPORT void close();
 
  private:

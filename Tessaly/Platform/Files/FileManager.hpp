@@ -23,14 +23,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether the missing folders above a new one are made too.
+/// Whether `createDirectory` also makes missing parent directories.
 enum class IntermediateDirectories : std::uint8_t { required, created };
 
-/// The file system, as far as this library and its hosts need it behind a seam.
+/// The operations on the file system that a backend provides.
 ///
-/// The nearest standard facility is `std::filesystem`, which throws other errors and knows neither events nor backups
-/// nor an application's folders. Functions that take a URL throw `URLError` (`unsupportedURL`) unless it is that of a
-/// file, and `POSIXError` for what the system refuses. All but the sources block on the file system.
+/// The nearest standard facility is `std::filesystem`. It throws other errors, and has no events, no marks for backups
+/// and no directories of an application. Functions that take a URL throw `URLError` (`unsupportedURL`) for a URL that
+/// is not a file URL. They throw `POSIXError` when the system refuses. All functions except those that make sources
+/// block on the file system.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -42,25 +43,26 @@ class TESSALY_EXPORT FileManager {
   FileManager(const FileManager&) = delete;
   FileManager& operator=(const FileManager&) = delete;
 
-  /// The system's, or what a `FileManagerInstallation` put in its place. Never destroyed.
+  /// The system's file manager, or the one that a `FileManagerInstallation` put in its place. Never destroyed.
   [[nodiscard]] static FileManager& default_() noexcept;
-  /// The system's, whatever is installed in its place.
+  /// The system's file manager, even while another one is installed.
   [[nodiscard]] static FileManager& system() noexcept;
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<FileManager>& installed() noexcept;
 
-  /// Asks for access to a file that the user chose; whether it is granted. Each call is balanced by one of
-  /// `stopAccessingSecurityScopedResource`. Where there is no sandbox it is always granted.
+  /// Asks for access to a file that the user chose. Returns whether the access is granted. The caller balances each
+  /// call with one of `stopAccessingSecurityScopedResource`. Without a sandbox the access is always granted.
   virtual bool startAccessingSecurityScopedResource(const URL& url) = 0;
   virtual void stopAccessingSecurityScopedResource(const URL& url) = 0;
 
   [[nodiscard]] virtual FileHandle openForReading(const URL& file) = 0;
-  /// A source for the file that the descriptor, which must stay open until its cancel handler, is of.
+  /// A source for the open file of the descriptor. The descriptor must stay open until the source's cancel handler is
+  /// called.
   [[nodiscard]] virtual std::shared_ptr<FileSystemObjectSource> makeFileSystemObjectSource(int descriptor,
                                                                                            FileSystemEvent mask,
                                                                                            OS_dispatch_queue queue) = 0;
-  /// A source for what a path leads to, through all its symbolic links. The handler is called when there may be a
-  /// change to take.
+  /// A source for the file that a path leads to, through all its symbolic links. The handler is called when there may
+  /// be a change to take.
   [[nodiscard]] virtual std::unique_ptr<FileChangeSource> makeFileChangeSource(
       const URL& file, std::function<void()> onPossibleChange) = 0;
 
@@ -75,32 +77,36 @@ class TESSALY_EXPORT FileManager {
   /// Whether a path leads to something. False for a dangling link.
   [[nodiscard]] virtual bool fileExists(const std::string& path) const noexcept = 0;
   [[nodiscard]] virtual Data contents(const URL& file) const = 0;
-  /// Writes in place.
+  /// Writes the file in place, without a temporary file.
   virtual void write(const Data& data, const URL& file) = 0;
-  /// An existing folder is no error where intermediate ones are created.
+  /// Makes a directory. With `created`, a directory that exists already is not an error.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
-  /// Copies a file, a link as a link, or a folder with all that it holds; times and modes are kept. Throws `EEXIST`
-  /// when the destination exists, `EINVAL` when a directory would be copied into itself, and `EBUSY` when a file was
-  /// written during each of three attempts to read it. A file is read to its end, whatever size it claims.
+  /// Copies a file, a link as a link, or a directory with all its contents. Keeps times and modes. Throws `EEXIST` if
+  /// the destination exists, `EINVAL` if a directory would be copied into itself, and `EBUSY` if a file was written
+  /// during each of three attempts to read it. Reads each file to its end, even if the file reports a smaller size.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
-  /// Throws `EEXIST` when the destination exists.
+  /// Moves or renames an item. Throws `EEXIST` if the destination exists.
   virtual void moveItem(const URL& source, const URL& destination) = 0;
-  /// Removes a file, a link, or a folder with all that it holds. Follows no link.
+  /// Removes a file, a link, or a directory with all its contents. Follows no link.
   virtual void removeItem(const URL& url) = 0;
 
-  /// Marks a file or folder as not worth a backup, or takes the mark away. A folder's mark is a `CACHEDIR.TAG` file
-  /// and, where the volume has attributes, `user.xdg.robots.backup`; a file's is the attribute only.
+  /// Excludes a file or directory from backups, or includes it again. A directory is marked by a `CACHEDIR.TAG` file
+  /// and, if the volume supports extended attributes, by the attribute `user.xdg.robots.backup`. A file is marked by
+  /// the attribute only.
   virtual void setIsExcludedFromBackup(bool isExcluded, const URL& url) = 0;
   [[nodiscard]] virtual bool isExcludedFromBackup(const URL& url) const = 0;
-  /// Bytes that an ordinary user may still write to the volume of the URL; nothing where it does not tell.
+  /// The number of bytes that an ordinary user may still write to the volume of the URL. Nothing if the volume does not
+  /// report it.
   [[nodiscard]] virtual std::optional<std::int64_t> volumeAvailableCapacityForImportantUsage(const URL& url) const = 0;
 
   [[nodiscard]] virtual URL homeDirectoryForCurrentUser() const = 0;
-  /// Where temporary files go: `TMPDIR`, or else "/tmp".
+  /// The directory for temporary files: `TMPDIR`, or "/tmp" if that is not set.
   [[nodiscard]] virtual URL temporaryDirectory() const = 0;
-  /// The user's folders for application data, the first one for writing: `XDG_DATA_HOME`, or else "~/.local/share".
+  /// The user's directories for application data. Applications write to the first one: `XDG_DATA_HOME`, or
+  /// "~/.local/share" if that is not set.
   [[nodiscard]] virtual std::vector<URL> applicationSupportDirectories() const = 0;
-  /// The folder of a cloud container, the application's own without an identifier; nothing where there is none.
+  /// The directory of a cloud container, or of the application's own container if no identifier is given. Nothing if
+  /// there is no such container.
   [[nodiscard]] virtual std::optional<URL> urlForUbiquityContainer(
       const std::optional<std::string>& containerIdentifier) const = 0;
 

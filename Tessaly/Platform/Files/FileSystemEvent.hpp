@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A set of things that can happen to a file object while somebody holds it open.
+/// A set of kinds of events that can happen to an open file.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -20,20 +20,20 @@ class FileSystemEvent {
   constexpr FileSystemEvent() noexcept = default;
   constexpr explicit FileSystemEvent(std::uint32_t rawValue) noexcept : rawValue_(rawValue) {}
 
-  /// The file was removed: its name is gone, or leads to another file.
+  /// The file was removed: its name no longer exists, or leads to another file.
   static const FileSystemEvent delete_;
-  /// Its contents were written or truncated, or its modification time alone was set; in a directory, an entry came or
-  /// went.
+  /// The file was written or truncated, or only its modification time was set. For a directory: an entry was added or
+  /// removed.
   static const FileSystemEvent write;
-  /// It became longer.
+  /// The file became longer.
   static const FileSystemEvent extend;
-  /// Its owner, mode, times or attributes changed.
+  /// The owner, mode, times or attributes of the file changed.
   static const FileSystemEvent attrib;
-  /// The number of its names changed.
+  /// The number of hard links to the file changed.
   static const FileSystemEvent link;
-  /// It was renamed or moved.
+  /// The file was renamed or moved.
   static const FileSystemEvent rename;
-  /// Its volume was unmounted.
+  /// The volume of the file was unmounted.
   static const FileSystemEvent revoke;
   static const FileSystemEvent all;
 

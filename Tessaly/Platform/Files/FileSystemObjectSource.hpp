@@ -9,13 +9,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Tells of what happens to an open file, on a queue, until it is cancelled. `FileManager` makes it.
+/// Notifies a handler, on a queue, of events of an open file until it is cancelled. `FileManager` makes it.
 ///
-/// It follows the file object, not its name: after an atomic replacement it tells that the old file was removed, and
-/// nothing of the new one. Prefer `fileChanges` to follow a name.
+/// A source follows the open file, not its name. After an atomic replacement it reports that the old file was removed,
+/// and reports nothing about the new file. Prefer `fileChanges` to follow a name.
 ///
-/// Its handlers are called one at a time. Events that come while a call is due or under way are gathered into one
-/// later call.
+/// The handlers are called one at a time. Events that arrive while a call is pending or running cause one later call
+/// together.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -30,16 +30,16 @@ class TESSALY_EXPORT FileSystemObjectSource {
   FileSystemObjectSource(const FileSystemObjectSource&) = delete;
   FileSystemObjectSource& operator=(const FileSystemObjectSource&) = delete;
 
-  /// Called when one of the kinds that were asked for has happened. Before `resume()` only.
+  /// Sets the handler that is called when an event of a requested kind has happened. Call it before `resume()`.
   virtual void setEventHandler(std::function<void()> handler) = 0;
-  /// Called once after `cancel()`; no event is told afterwards. The place to close the descriptor. Before `resume()`
-  /// only.
+  /// Sets the handler that is called once after `cancel()`. No event is reported after that call, so the handler may
+  /// close the descriptor. Call it before `resume()`.
   virtual void setCancelHandler(std::function<void()> handler) = 0;
-  /// Starts. Throws `POSIXError` where the system refuses.
+  /// Starts the notifications. Throws `POSIXError` if the system refuses.
   virtual void resume() = 0;
-  /// Ends. Idempotent; does not wait.
+  /// Ends the notifications. Does not wait. Later calls do nothing.
   virtual void cancel() noexcept = 0;
-  /// What has fired, all kinds included, for the event handler under way.
+  /// The kinds of events that caused the running call of the event handler.
   [[nodiscard]] virtual FileSystemEvent data() const noexcept = 0;
 
  protected:

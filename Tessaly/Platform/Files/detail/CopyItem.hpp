@@ -5,9 +5,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Copies a file with its holes, a link as a link, or a folder with all that it holds; times and modes are kept. What
-/// is none of these is `ENOTSUP`. A file is read to its end, whatever size it claims; one that changed during each of
-/// three attempts is `EBUSY`. Throws `POSIXError` where the system refuses; what was made until then stays.
+/// Copies a file with its holes, a link as a link, or a directory with all its contents. Keeps times and modes. Other
+/// kinds of items cause `ENOTSUP`. Reads each file to its end, even if the file reports a smaller size. A file that
+/// changed during each of three attempts causes `EBUSY`. Throws `POSIXError` if the system refuses; the copies made
+/// before that stay.
 void copyItem(const std::string& source, const std::string& destination);
 
 }  // namespace Tessaly::inline v1::detail

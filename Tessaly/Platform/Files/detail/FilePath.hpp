@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The path of a file URL, for a system call. Throws `URLError` (`unsupportedURL`) for other URLs, and `POSIXError`
-/// where the path holds a NUL.
+/// The path of a file URL, for a system call. Throws `URLError` (`unsupportedURL`) for other URLs, and `POSIXError` if
+/// the path contains a NUL.
 inline std::string filePath(const URL& file) {
   if (!file.isFileURL()) throw URLError(URLError::Code::unsupportedURL);
   std::string path = file.path();
