@@ -8,15 +8,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether records reach the system's journal, and if not, why.
+/// Whether records reach the system's journal, and the reason if they do not.
 enum class JournalState : std::uint8_t {
-  /// No record was written yet, so nobody has looked for a journal.
+  /// No record was written yet, so the library has not looked for a journal.
   notTried,
-  /// There is no journal socket on this machine at present; it is looked for again every second.
+  /// The journal's socket does not exist. The library looks for it again every second.
   socketMissing,
   /// Records are sent.
   sending,
-  /// The journal refused a record (`JournalStatus::error` says why); it is tried again every second.
+  /// The journal refused a record; `JournalStatus::error` says why. The library tries again every second.
   refused,
   /// The journal has not taken a record for more than two seconds.
   notAnswering,
@@ -24,7 +24,7 @@ enum class JournalState : std::uint8_t {
   forkedChild
 };
 
-/// How the journal fares.
+/// The state of the connection to the journal.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -32,11 +32,11 @@ enum class JournalState : std::uint8_t {
 ///     if (status.state == JournalState::refused) std::cerr << std::strerror(status.error) << '\n';
 struct JournalStatus {
   JournalState state = JournalState::notTried;
-  /// The system's error number of a refusal, else 0.
+  /// The system's error number of a refusal, or 0.
   int error = 0;
-  /// How many records the journal has taken.
+  /// The number of records that the journal has taken.
   std::uint64_t sentRecords = 0;
-  /// How many records were evicted from the store before the journal took them.
+  /// The number of records that were evicted from the store before the journal took them.
   std::uint64_t lostRecords = 0;
 };
 

@@ -18,7 +18,7 @@ class ProcessLogStore;
 /// The system's backend is made at the first record. It keeps records in a bounded store of the process, then passes
 /// them to the journal if there is one, and to standard error on request.
 ///
-/// Thread contract: thread-safe; an implementation is called on any thread, by several at once.
+/// Thread contract: thread-safe. An implementation is called on any thread, by several threads at once.
 ///
 ///     class LineCounter final : public LogBackend {
 ///      public:
@@ -34,21 +34,22 @@ class TESSALY_EXPORT LogBackend {
   LogBackend& operator=(const LogBackend&) = delete;
   virtual ~LogBackend();
 
-  /// Takes one record of an enabled type. Must copy what it keeps, and must not write records itself.
+  /// Takes one record of an enabled type. An implementation must copy the parts that it keeps, and must not write
+  /// records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until what was written has left the process, at most `limit`.
+  /// Waits until the records written so far have left the process, for at most `limit`.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
   /// The records of this process, if the backend keeps them. Lives as long as the process.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;
 
-  /// See `LogConfiguration::setStandardErrorOutput`. Does nothing unless the backend can.
+  /// See `LogConfiguration::setStandardErrorOutput`. Does nothing if the backend does not support it.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept;
-  /// How the journal fares: `notTried` for a backend that has none.
+  /// The state of the connection to the journal: `notTried` for a backend without a journal.
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept;
 
   /// The backend in use.
   [[nodiscard]] static LogBackend& current() noexcept;
-  /// The system's backend, whatever is installed in its place.
+  /// The system's backend, even while another one is installed.
   [[nodiscard]] static LogBackend& system() noexcept;
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<LogBackend>& installed() noexcept;

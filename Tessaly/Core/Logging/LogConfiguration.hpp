@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// What a host may decide about the log, at any time. No file or environment variable is read.
+/// The settings of the log that a host may change at any time. The log reads no file and no environment variable.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -19,35 +19,36 @@ namespace Tessaly::inline v1 {
 ///     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
 namespace LogConfiguration {
 
-/// Enables or disables a type for every log that has no choice of its own. At first `default_`, `error` and `fault` are
+/// Enables or disables a type for every log without a setting of its own. At first `default_`, `error` and `fault` are
 /// enabled.
 TESSALY_EXPORT void setEnabled(OSLogType type, LogSwitch state) noexcept;
-/// Enables or disables a type for one log, whatever holds for the process.
+/// Enables or disables a type for one log. This setting takes precedence over the one of the process.
 TESSALY_EXPORT void setEnabled(const OSLog& log, OSLogType type, LogSwitch state) noexcept;
-/// Enables or disables signposts for every log that has no choice of its own. At first they are enabled.
+/// Enables or disables signposts for every log without a setting of its own. At first they are enabled.
 TESSALY_EXPORT void setSignpostsEnabled(LogSwitch state) noexcept;
-/// Enables or disables signposts for one log, whatever holds for the process.
+/// Enables or disables signposts for one log. This setting takes precedence over the one of the process.
 TESSALY_EXPORT void setSignpostsEnabled(const OSLog& log, LogSwitch state) noexcept;
-/// Takes back every choice that was made for one log.
+/// Removes every setting that was made for one log.
 TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
 
-/// Whether private arguments of records written from now on are shown instead of `<private>`, everywhere. At first they
-/// are not. Meant for developers at their own machine.
+/// Sets whether later records show private arguments instead of `<private>`. At first they do not. The setting is meant
+/// for developers on their own machine.
 TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 
-/// Whether records also go to standard error, a line each, in UTC. At first they do not. The lines go to what standard
-/// error is at the time of this call, even if that descriptor is given away later; a closed one takes nothing.
+/// Sets whether records also go to standard error, a line each, with times in UTC. At first they do not. The lines go
+/// to the file that standard error is at the time of this call, even if the host redirects that descriptor later. If
+/// standard error is closed, the lines are discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
-/// How many bytes of records the process keeps for reading back: 1 MiB unless set; rounded down to a power of two, at
-/// least 4 KiB. False, and nothing changes, once the first record was written.
+/// Sets the number of bytes of records that the process keeps for reading back: 1 MiB unless set. The number is rounded
+/// down to a power of two, and is at least 4 KiB. Returns false and changes nothing after the first record was written.
 TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 
-/// How the journal fares, and why records do not reach it if they do not.
+/// The state of the connection to the journal, and the reason if records do not reach it.
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
-/// Waits until the records written so far have left the process, at most `limit`. Done by itself at exit and before
-/// `fatalError` aborts, for at most a second.
+/// Waits until the records written so far have left the process, for at most `limit`. The library itself does so at
+/// exit and before `fatalError` aborts, for at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

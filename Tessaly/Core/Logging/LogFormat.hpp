@@ -14,16 +14,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether an argument of a record may leave the process in clear.
+/// Whether an argument of a record may leave the process unredacted.
 enum class LogPrivacy : std::uint8_t { public_, private_ };
 
-/// Where in the source a record was written. Empty texts and line 0 where that is not told.
+/// The place in the source that wrote a record. The texts are empty and the line is 0 if the place is unknown.
 struct LogLocation {
   const char* file = "";
   const char* function = "";
   unsigned line = 0;
 
-  /// The place of the call; of a default argument, the place of the call that left it out.
+  /// The place of the call. As a default argument it gives the place of the call that omits the argument.
   [[nodiscard]] static constexpr LogLocation here(const char* file = __builtin_FILE(),
                                                   const char* function = __builtin_FUNCTION(),
                                                   unsigned line = __builtin_LINE()) noexcept {
@@ -54,7 +54,7 @@ struct LogPlaceholder {
   LogPrivacy privacy = LogPrivacy::public_;
 };
 
-/// The first placeholder at or after `from`; its `begin` is the format's length when there is none.
+/// The first placeholder at or after `from`. If there is none, its `begin` is the format's length.
 constexpr LogPlaceholder nextLogPlaceholder(std::string_view format, std::size_t from) noexcept {
   LogPlaceholder found;
   found.begin = found.end = static_cast<std::uint32_t>(std::min(format.find('%', from), format.size()));
@@ -86,22 +86,23 @@ constexpr bool acceptsLogArgument(char conversion, LogArgumentKind kind) noexcep
   }
 }
 
-// Not constant on purpose: the name of the one that is reached is the compiler's error message.
+// These functions are not `constexpr` on purpose. The compiler's error names the function that a constant expression
+// calls.
 inline void formatOfLogRecordDoesNotFitItsArguments() {}
 inline void placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for_every_integer() {}
 
 }  // namespace detail
 
-/// The most arguments that one record takes.
+/// The maximum number of arguments of one record.
 inline constexpr std::size_t maximumLogArguments = 8;
 
-/// The format of a record: a literal whose placeholders are checked against the arguments by the compiler, and the
-/// place of the call.
+/// The format of a record, and the place of the call. The compiler checks the literal's placeholders against the
+/// arguments.
 ///
 /// Placeholders are `%s` for text, `%d` and `%x` for integers of any size, `%f` for floating point, `%%` for a percent
-/// sign. There are no length letters such as those of `%lu`. A `bool` takes `%d` and is written as 0 or 1.
-/// `%{public}s` and `%{private}s` say whether the argument may be shown; unmarked, a text is private and a number is
-/// public. The nearest standard facility is `std::format_string`, which knows no privacy.
+/// sign. There are no length letters such as in `%lu`. A `bool` takes `%d` and is written as 0 or 1. `%{public}s` and
+/// `%{private}s` say whether the argument may be shown. Without a mark, a text is private and a number is public. The
+/// nearest standard facility is `std::format_string`, which has no marks for privacy.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -137,12 +138,12 @@ class BasicLogFormat {
 
   [[nodiscard]] constexpr std::string_view text() const noexcept { return text_; }
   [[nodiscard]] constexpr const LogLocation& location() const noexcept { return location_; }
-  /// Where the arguments stand.
+  /// The placeholders, one for each argument.
   [[nodiscard]] constexpr const std::array<detail::LogPlaceholder, sizeof...(Arguments)>& placeholders()
       const noexcept {
     return placeholders_;
   }
-  /// Whether there is a `%%`.
+  /// Whether the format contains a `%%`.
   [[nodiscard]] constexpr bool hasPercentSigns() const noexcept { return hasPercentSigns_; }
 
  private:

@@ -27,7 +27,7 @@ constexpr std::string_view cutMark = "…";
 
 constinit std::atomic<bool> isPrivateDataShown{false};
 
-// getpid is a system call each time.
+// Each call of getpid is a system call.
 constinit std::atomic<std::int32_t> cachedProcessIdentifier{0};
 
 std::int32_t currentProcessIdentifier() noexcept {
@@ -42,7 +42,7 @@ std::string_view visibleText(const LogArgument& argument, bool showsPrivateData)
   return argument.privacy == LogPrivacy::public_ || showsPrivateData ? argument.text : redacted;
 }
 
-// Collects text up to a limit, and knows whether anything was left out.
+// Collects text up to a limit, and records whether text was cut.
 class LimitedText {
  public:
   LimitedText(char* out, std::size_t limit) noexcept : out_(out), limit_(limit) {}
@@ -54,7 +54,7 @@ class LimitedText {
   std::size_t finish() noexcept {
     if (!wasCut_ || limit_ < cutMark.size()) return length_;
     std::size_t end = std::min(length_, limit_ - cutMark.size());
-    // Do not leave part of a character behind.
+    // The cut must not split a character.
     while (end > 0 && end < length_ && (static_cast<unsigned char>(out_[end]) & 0xC0U) == 0x80U) --end;
     std::memcpy(out_ + end, cutMark.data(), cutMark.size());
     return end + cutMark.size();
@@ -74,7 +74,7 @@ class LimitedText {
   bool wasCut_ = false;
 };
 
-// Room for the text of any number: a double in %f takes up to 317 characters.
+// A buffer for the text of any number: a double in %f takes up to 317 characters.
 using NumberText = std::array<char, 320>;
 
 std::string_view numberText(const detail::RawLogArgument& raw, char conversion, NumberText& buffer) noexcept {
@@ -99,7 +99,7 @@ detail::LogPlaceholder nextArgumentPlaceholder(std::string_view format, std::siz
   return placeholder;
 }
 
-// A log call in the middle of a failed system call's handling must not change what the caller reads afterwards.
+// A log call between a failed system call and the caller's look at errno must not change errno.
 class ErrnoKeeper {
  public:
   ErrnoKeeper() noexcept : saved_(errno) {}

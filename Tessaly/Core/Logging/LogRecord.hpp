@@ -16,26 +16,26 @@
 
 namespace Tessaly::inline v1 {
 
-/// A moment of the wall clock, as records carry it.
+/// The time of a record, by the wall clock.
 using LogTime = std::chrono::sys_time<std::chrono::nanoseconds>;
 
-/// One argument of a record: its text, and whether it may leave the process in clear.
+/// One argument of a record: its text, and whether it may leave the process unredacted.
 struct LogArgument {
   std::string_view text;
   LogPrivacy privacy = LogPrivacy::private_;
 };
 
-/// What a signpost marks.
+/// The kind of mark that a signpost sets.
 enum class LogSignpostKind : std::uint8_t { begin, end, event };
 
-/// The signpost that a record is, if it is one.
+/// The signpost of a record that is a signpost.
 struct LogSignpost {
   LogSignpostKind kind = LogSignpostKind::event;
   std::uint64_t id = 0;
   std::string_view name;
 };
 
-/// One record on its way to the backend. Its texts live only as long as the call that passes it.
+/// A record that is being passed to the backend. Its texts live only during the call that passes it.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -50,28 +50,28 @@ struct TESSALY_EXPORT LogRecord {
   std::uint32_t threadIdentifier = 0;
   std::string_view format;
   std::span<const LogArgument> arguments;
-  /// The placeholders of the format, one for each argument, if they have been looked for already.
+  /// The placeholders of the format, one for each argument. Empty if nothing has searched for them yet.
   std::span<const detail::LogPlaceholder> placeholders;
   LogLocation location;
   std::optional<LogSignpost> signpost;
 
-  /// A record of this moment, process and thread.
+  /// A record with the present time, process and thread.
   [[nodiscard]] static LogRecord make(const OSLog& log, OSLogType type) noexcept;
 
-  /// The format with its placeholders replaced: public arguments in clear, private ones by `<private>` unless the host
-  /// has `LogConfiguration::setPrivateDataShown`. It is always well-formed UTF-8: U+FFFD replaces each ill-formed
-  /// sequence of the format and the arguments. Allocates.
+  /// The format with its placeholders replaced. Private arguments become `<private>` unless
+  /// `LogConfiguration::setPrivateDataShown` is on. The message is always well-formed UTF-8: U+FFFD replaces each
+  /// ill-formed sequence of the format and the arguments. Allocates.
   [[nodiscard]] std::string composedMessage() const;
-  /// At least as many bytes as `compose` would write without a limit.
+  /// An upper bound of the number of bytes that `compose` would write without a limit.
   [[nodiscard]] std::size_t composedLengthLimit() const noexcept;
-  /// Writes the composed message, cut after `limit` bytes, and returns how many bytes it wrote. A message that was cut
-  /// ends with "…" and is still UTF-8.
+  /// Writes at most `limit` bytes of the composed message, and returns the number of bytes written. A message that was
+  /// cut ends with "…" and is still well-formed UTF-8.
   std::size_t compose(char* out, std::size_t limit) const noexcept;
 };
 
 namespace detail {
 
-/// An argument as the caller gave it; its text is made only once the record is known to be written.
+/// An argument as the caller gave it. Its text is made only if the record is written.
 struct RawLogArgument {
   LogArgumentKind kind;
   union {
@@ -108,12 +108,12 @@ RawLogArgument rawLogArgument(const Argument& argument) noexcept {
   return raw;
 }
 
-/// One call of a logger. Put together only once the record is known to be written.
+/// One call of a logger. It is assembled only if the record is written.
 struct LogCall {
   std::string_view format;
   LogLocation location;
   std::span<const RawLogArgument> arguments;
-  /// Those of the format, one for each argument; none where they have yet to be looked for.
+  /// The placeholders of the format, one for each argument. Empty if nothing has searched for them yet.
   std::span<const LogPlaceholder> placeholders;
 };
 

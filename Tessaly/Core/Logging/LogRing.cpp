@@ -26,8 +26,9 @@ std::string_view name(std::string_view text) noexcept { return text.substr(0, lo
 
 }  // namespace
 
-// What stands before a record's texts: message, file, function, signpost name. Records start at multiples of 8 and do
-// not wrap around the end of the block; a filler of which only the first two members are there takes up the rest.
+// The header before a record's texts, which are the message, file, function and signpost name. Records start at
+// multiples of 8 and do not wrap around the end of the block. A filler, of which only the first two members exist,
+// takes up the rest of the block.
 struct LogRing::Header {
   std::uint32_t size;
   bool isFiller;
@@ -182,7 +183,7 @@ bool LogRing::read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) con
     chunk.size_ = std::min(available, std::max(firstSize, bytesReadAtOnce));
     std::memcpy(chunk.bytes_.get(), &headerAt(cursor.position), chunk.size_);
   }
-  // Whole records only.
+  // Only whole records are copied.
   std::size_t at = 0;
   std::uint64_t count = 0;
   while (chunk.size_ - at >= sizeof(std::uint64_t)) {

@@ -15,8 +15,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record as it stands in a ring: composed, private arguments already redacted. Its texts live in the chunk that it
-/// was read from.
+/// A record of a ring, composed, with private arguments redacted. Its texts live in the chunk that it was read from.
 struct StoredLogRecord {
   LogTime time;
   OSLogType type = OSLogType::default_;
@@ -30,13 +29,13 @@ struct StoredLogRecord {
   std::optional<LogSignpost> signpost;
 };
 
-/// A place between two records of a ring.
+/// A position between two records of a ring.
 struct LogCursor {
   std::uint64_t position = 0;
   std::uint64_t sequence = 0;
 };
 
-/// Some records copied out of a ring, to be looked at without its lock.
+/// Records that were copied out of a ring, so that a reader needs no lock.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -52,9 +51,9 @@ class TESSALY_EXPORT LogChunk {
 
   /// The next record, or nothing after the last.
   [[nodiscard]] std::optional<StoredLogRecord> next() noexcept;
-  /// Before the record that `next` will return.
+  /// The position before the record that `next` will return.
   [[nodiscard]] LogCursor cursor() const noexcept;
-  /// How many records were evicted before they could be read, between the last chunk of the same cursor and this one.
+  /// The number of records that were evicted unread between the last chunk of the same cursor and this chunk.
   [[nodiscard]] std::uint64_t lostRecords() const noexcept { return lostRecords_; }
 
  private:
@@ -67,11 +66,11 @@ class TESSALY_EXPORT LogChunk {
   std::uint64_t lostRecords_ = 0;
 };
 
-/// Log records in one contiguous block of memory of fixed size: appending evicts the oldest ones.
+/// Log records in one contiguous block of memory of fixed size. Appending to a full ring evicts the oldest records.
 ///
-/// Appending takes one lock and allocates nothing; the block's pages are taken from the system as they are first
-/// written. Readers copy up to 8 KiB at a time under the lock, so that they never hold a writer up for long. Messages
-/// longer than 32 KiB (or an eighth of the ring) are cut.
+/// Appending takes one lock and allocates nothing. The system provides each page of the block when it is first written.
+/// Readers copy up to 8 KiB at a time under the lock, so a writer waits only briefly. Messages longer than 32 KiB (or
+/// an eighth of the ring) are cut.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -79,26 +78,26 @@ class TESSALY_EXPORT LogChunk {
 ///     ring.append(record);
 class TESSALY_EXPORT LogRing {
  public:
-  /// The size is rounded down to a power of two, and is at least 4 KiB.
+  /// Makes an empty ring. The size is rounded down to a power of two, and is at least 4 KiB.
   explicit LogRing(std::size_t capacityInBytes);
 
   void append(const LogRecord& record) noexcept TESSALY_EXCLUDES(lock_);
 
-  /// Before the oldest record that is still there.
+  /// The position before the oldest record of the ring.
   [[nodiscard]] LogCursor begin() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Behind the newest record.
+  /// The position behind the newest record.
   [[nodiscard]] LogCursor end() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Copies records from the cursor on into the chunk and moves the cursor behind them; false at `end`.
+  /// Copies the records at the cursor into the chunk and moves the cursor behind them. Returns false at `end`.
   bool read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) const noexcept TESSALY_EXCLUDES(lock_);
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return capacity_; }
-  /// How much of the block records take up.
+  /// The number of bytes of the block that records take up.
   [[nodiscard]] std::size_t usedBytes() const noexcept;
 
-  /// Whether the lock could be taken within some microseconds. False when the calling thread itself holds it.
+  /// Whether the lock could be taken within some microseconds. False if the calling thread itself holds it.
   [[nodiscard]] bool isLockObtainable() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Makes the ring usable in the child of a fork, whatever the parent's other threads were doing. A record that was
-  /// half written is not there.
+  /// Makes the ring usable in the child of a fork, even if a thread of the parent held the lock. The ring does not
+  /// contain half-written records.
   void resetAfterFork() noexcept;
 
  private:
@@ -112,7 +111,8 @@ class TESSALY_EXPORT LogRing {
   const std::size_t maximumMessageBytes_;
   const std::unique_ptr<std::byte[]> bytes_;
   mutable UnfairLock lock_;
-  // Written under the lock only; atomic so that a child of fork finds them in the order in which they were written.
+  // These members are written under the lock only. They are atomic so that the child of a fork sees the writes in their
+  // order.
   std::atomic<std::uint64_t> head_{0};
   std::atomic<std::uint64_t> tail_{0};
   std::atomic<std::uint64_t> evicted_{0};

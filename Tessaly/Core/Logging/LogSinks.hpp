@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 class LogRing;
 
-/// The system's outlets for records, beside the store of the process: on Linux the journal and standard error.
+/// The destinations of records beside the store of the process: on Linux the journal and standard error.
 ///
 /// The system's log backend pushes every record to `write`, after the store has it.
 ///
@@ -29,15 +29,15 @@ class TESSALY_EXPORT LogSinks {
   LogSinks& operator=(const LogSinks&) = delete;
   virtual ~LogSinks();
 
-  /// Passes on a record that stands in the ring already. Must not write records itself.
+  /// Passes on a record that the ring already contains. An implementation must not write records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until the records so far have left the process, at most `limit`.
+  /// Waits until the records passed so far have left the process, for at most `limit`.
   virtual void flush(std::chrono::nanoseconds limit) noexcept = 0;
   /// See `LogConfiguration::setStandardErrorOutput`.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept = 0;
 
-  /// Makes the running system's outlets, which may read later what the ring still holds. Throws `std::bad_alloc`.
+  /// Makes the sinks of the running system. They may read older records from the ring later. Throws `std::bad_alloc`.
   [[nodiscard]] static std::unique_ptr<LogSinks> make(const LogRing& ring);
 };
 

@@ -20,11 +20,11 @@ struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.h
 /// Writes records to one log.
 ///
 /// A record has a literal format and up to eight arguments. Text arguments are private unless the format marks them
-/// `%{public}s`: what leaves the process then reads `<private>`. A call whose type is not enabled costs one load and a
-/// branch, and none of its text is made. Unlike most logging libraries there is nothing to set up and no file to
-/// rotate; see `LogConfiguration` for what a host may choose. A log call never throws, never fails and keeps `errno`.
+/// `%{public}s`. Outside the process a private argument reads `<private>`. A call of a disabled type costs one load and
+/// a branch, and makes no text. Unlike with most logging libraries, a host sets up nothing and rotates no file.
+/// `LogConfiguration` has the settings that a host may change. A log call never throws, never fails and keeps `errno`.
 ///
-/// The store of this process keeps at most 32 KiB of a message; a longer one is cut there and ends with "…".
+/// The store of this process keeps at most 32 KiB of a message. A longer message is cut and ends with "…".
 ///
 /// Thread contract: thread-safe.
 ///
@@ -32,7 +32,7 @@ struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.h
 ///     logger.error("Cannot write %{public}s: %d", fileName, status);
 class Logger {
  public:
-  /// A logger whose subsystem and category are as given.
+  /// A logger with the given subsystem and category.
   Logger(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
   explicit Logger(const OSLog& log) noexcept : log_(log) {}
 
@@ -43,7 +43,7 @@ class Logger {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// The same with the bare name of the type as category.
+  /// The same, with the unqualified name of the type as category.
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
@@ -53,12 +53,12 @@ class Logger {
   /// The underlying log.
   [[nodiscard]] const OSLog& log() const noexcept { return log_; }
 
-  /// Writes one record of the type, if that is enabled.
+  /// Writes one record of the type if the type is enabled.
   template <detail::LogArgumentType... Arguments>
   void log(OSLogType type, LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     if (!log_.isEnabled(type)) [[likely]]
       return;
-    // A copy, so that the format itself, being constant, takes up nothing before the branch.
+    // The copy keeps the constant format out of the code before the branch.
     const auto placeholders = format.placeholders();
     const std::array<detail::RawLogArgument, sizeof...(Arguments)> raw{detail::rawLogArgument(arguments)...};
     detail::writeLogRecord(
@@ -83,7 +83,7 @@ class Logger {
   void notice(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::default_, format, arguments...);
   }
-  /// Writes a record of type `error`: the log knows no warnings.
+  /// Writes a record of type `error`: the log has no type for warnings.
   template <detail::LogArgumentType... Arguments>
   void warning(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::error, format, arguments...);

@@ -20,7 +20,7 @@ constinit std::atomic<std::uint32_t> processEnabled{enabledAtFirst};
 // A hash table that only grows. It has no lock, so the child of a fork can always use it.
 constinit std::array<std::atomic<detail::LogIdentity*>, 128> buckets{};
 
-// Settles only when neither input has changed meanwhile, so that the last writer of either is always seen.
+// Computes the value again until neither input has changed meanwhile. So the last write to either input always counts.
 void updateEnabled(detail::LogIdentity& identity) noexcept {
   std::uint32_t process;
   std::uint32_t overrides;
@@ -66,7 +66,7 @@ detail::LogIdentity& detail::internLog(std::string_view subsystem, std::string_v
     fresh->next = first;
     if (bucket.compare_exchange_strong(first, fresh.get())) break;
   }
-  // A change of the process's types may have passed over this log just before it was in the table.
+  // A change of the process's types may have missed this log, because the log was not in the table yet.
   updateEnabled(*fresh);
   return *fresh.release();
 }

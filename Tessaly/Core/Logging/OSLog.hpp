@@ -14,14 +14,14 @@ namespace Tessaly::inline v1 {
 /// How important a record is. A warning is written as `error`.
 enum class OSLogType : std::uint8_t { default_, info, debug, error, fault };
 
-/// On or off, where the log is configured.
+/// The state of a setting of the log.
 enum class LogSwitch : std::uint8_t { off, on };
 
 namespace detail {
 
 struct PointOfInterest;  // Defined in FoundationExtensions/OSLog+Extensions.hpp.
 
-/// One bit per type, and one for signposts.
+/// The bit of a type. Signposts have a bit of their own.
 constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
 constexpr std::uint32_t signpostBit = 1U << 5;
 
@@ -31,7 +31,7 @@ struct LogIdentity {
   const std::string category;
   std::atomic<std::uint32_t> enabled{0};
   std::atomic<std::uint32_t> overrides{
-      0};  // Which bits differ from the process's, in the upper half; how, in the lower.
+      0};  // Upper half: the bits with a setting of this log. Lower half: their values.
   LogIdentity* next = nullptr;
 };
 
@@ -39,12 +39,12 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 
 }  // namespace detail
 
-/// A handle on a log: a subsystem and a category within it, and which types of record are enabled for it.
+/// A handle on a log. A log has a subsystem, a category, and a set of enabled types of records.
 ///
-/// All handles of one pair share one record, which is made at the first use of the pair and kept until the process
-/// ends; so a host names a bounded number of them. Copying is copying a pointer. Types `default_`, `error` and `fault`
-/// and signposts are enabled at first, `info` and `debug` are not; `LogConfiguration` changes that for the process or
-/// for one log.
+/// All handles of one pair of subsystem and category share one log. The log is made at the first use of the pair and
+/// lives until the process ends, so a host uses a bounded number of pairs. Copying a handle copies a pointer. Types
+/// `default_`, `error` and `fault` and signposts are enabled at first; `info` and `debug` are not. `LogConfiguration`
+/// changes that for the process or for one log.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -65,7 +65,7 @@ class OSLog {
     std::string_view rawValue_;
   };
 
-  /// The log of this pair. Allocates at the first use of the pair only. U+FFFD replaces ill-formed UTF-8 in the names.
+  /// The log of this pair. Only the first use of a pair allocates. U+FFFD replaces ill-formed UTF-8 in the names.
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 
@@ -89,7 +89,7 @@ class OSLog {
     return (identity_->enabled.load(std::memory_order_relaxed) & detail::signpostBit) != 0;
   }
 
-  /// Whether both are the log of one pair.
+  /// Whether both are handles on the same log.
   friend bool operator==(const OSLog&, const OSLog&) noexcept = default;
 
  private:

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Thrown when the current backend keeps no records that could be read back.
+/// Thrown if the current backend keeps no records for reading back.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -34,10 +34,10 @@ class TESSALY_EXPORT LogStoreUnavailableError final : public Error {
 ///     const auto lastHour = store.entries(std::chrono::system_clock::now() - std::chrono::hours(1));
 class TESSALY_EXPORT OSLogStore {
  public:
-  /// The store of the current backend. Throws `LogStoreUnavailableError` when that keeps none.
+  /// The store of the current backend. Throws `LogStoreUnavailableError` if the backend keeps no records.
   [[nodiscard]] static OSLogStore currentProcess();
 
-  /// The entries dated `since` or later, in time order, signposts among them.
+  /// The entries dated `since` or later, in time order, including signposts.
   [[nodiscard]] std::vector<LogEntry> entries(LogTime since = LogTime::min()) const { return store_->entries(since); }
 
  private:

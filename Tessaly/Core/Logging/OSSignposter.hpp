@@ -17,7 +17,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Tells intervals of one name apart that run at the same time.
+/// Distinguishes intervals of one name that run at the same time.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -28,7 +28,7 @@ class OSSignpostID {
   [[nodiscard]] constexpr std::uint64_t rawValue() const noexcept { return rawValue_; }
   friend constexpr bool operator==(OSSignpostID, OSSignpostID) noexcept = default;
 
-  /// For intervals of which only one of a name runs at a time.
+  /// The identifier for a name with at most one running interval.
   static const OSSignpostID exclusive;
 
  private:
@@ -37,7 +37,7 @@ class OSSignpostID {
 
 inline constexpr OSSignpostID OSSignpostID::exclusive{0xEEEE'B0B5'B2B2'EEEE};
 
-/// An interval that was begun: hand it to `endInterval`. Ending it a second time does nothing.
+/// An interval that was begun. The caller passes it to `endInterval`. Ending it a second time does nothing.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -63,11 +63,11 @@ class OSSignpostIntervalState {
   bool isOpen_;
 };
 
-/// Marks intervals and moments on a timeline. They are kept in the log store of the process, as entries with a
-/// `signpost`, among the records and evicted like them, and go nowhere else. When signposts are disabled for its log,
-/// each call is one load and a branch.
+/// Marks intervals and moments on a timeline. The marks are entries with a `signpost` in the log store of the process,
+/// which evicts them like records. They do not reach the journal or standard error. If signposts are disabled for the
+/// log, each call costs one load and a branch.
 ///
-/// Names are literals, as short as a column heading.
+/// Names are literals, and short, because tools show them as column headings.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -76,7 +76,8 @@ class OSSignpostIntervalState {
 class TESSALY_EXPORT OSSignposter {
  public:
   OSSignposter(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
-  /// The subsystem exactly as given, without the bundle's identifier; the category is the type's bare name.
+  /// Makes a signposter. The subsystem is exactly as given, without the bundle's identifier. The category is the type's
+  /// unqualified name.
   template <typename T>
   OSSignposter(std::string_view subsystem, Type<T>) : log_(subsystem, typeName<T>()) {}
   explicit OSSignposter(const OSLog& log) noexcept : log_(log) {}
@@ -106,7 +107,8 @@ class TESSALY_EXPORT OSSignposter {
     if (isEnabled()) detail::writeSignpost(log_, {LogSignpostKind::event, id.rawValue(), name});
   }
 
-  /// Calls the body within an interval and returns what it returned. An exception passes through, the interval ended.
+  /// Calls the body within an interval and returns its result. An exception of the body ends the interval and reaches
+  /// the caller.
   template <typename Body>
   decltype(auto) withIntervalSignpost(std::string_view name, OSSignpostID id, Body&& body) const {
     static_assert(!isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,

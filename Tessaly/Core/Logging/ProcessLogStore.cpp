@@ -8,8 +8,8 @@ namespace Tessaly::inline v1 {
 
 namespace {
 
-// Threads read the clock before they take the ring's lock, so neighbours may stand the other way round; and the clock
-// may have been set back.
+// Threads read the clock before they take the ring's lock, so neighbouring records may be out of order. The clock may
+// also have been set back.
 void sortByDate(std::vector<LogEntry>& entries) {
   if (std::ranges::is_sorted(entries, {}, &LogEntry::date)) return;
   std::vector<std::pair<LogTime, std::size_t>> order;

@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record as it was kept: composed, private arguments already redacted.
+/// A record of the store, composed, with private arguments redacted.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,10 +21,10 @@ namespace Tessaly::inline v1 {
 ///       if (!entry.signpost) std::cout << entry.category() << ": " << entry.composedMessage << '\n';
 ///     }
 struct TESSALY_EXPORT LogEntry {
-  /// The number under which a log store lists an entry's importance.
+  /// The importance of an entry, as a number.
   enum class Level : std::int32_t { undefined = 0, debug = 1, info = 2, notice = 3, error = 4, fault = 5 };
 
-  /// A mark on a timeline: not a message.
+  /// A mark on a timeline. The entry is not a message.
   struct Signpost {
     LogSignpostKind kind = LogSignpostKind::event;
     std::uint64_t id = 0;
@@ -45,8 +45,8 @@ struct TESSALY_EXPORT LogEntry {
   [[nodiscard]] const std::string& category() const noexcept { return log.category(); }
 };
 
-/// The newest records of this process, in a bounded block of memory: 1 MiB unless told otherwise, about 8,000 records
-/// of ordinary length. The oldest make room for new ones, whatever their type.
+/// The newest records of this process, in a block of memory of fixed size. The default of 1 MiB holds about 8,000
+/// records of ordinary length. New records evict the oldest ones, independent of their types.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -57,18 +57,19 @@ class TESSALY_EXPORT ProcessLogStore {
  public:
   static constexpr std::size_t defaultCapacityInBytes = std::size_t{1024} * 1024;
 
-  /// The capacity is rounded down to a power of two, and is at least 4 KiB.
+  /// Makes an empty store. The capacity is rounded down to a power of two, and is at least 4 KiB.
   explicit ProcessLogStore(std::size_t capacityInBytes = defaultCapacityInBytes) : ring_(capacityInBytes) {}
 
   /// Keeps a record. Never allocates, never fails.
   void append(const LogRecord& record) noexcept { ring_.append(record); }
 
-  /// The records dated `since` or later, in time order. Records that are written meanwhile are not among them. Copies.
+  /// Copies of the records dated `since` or later, in time order. The result does not contain records that are written
+  /// during the call.
   [[nodiscard]] std::vector<LogEntry> entries(LogTime since = LogTime::min()) const;
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return ring_.capacityInBytes(); }
   [[nodiscard]] std::size_t usedBytes() const noexcept { return ring_.usedBytes(); }
-  /// How many records had to make room so far.
+  /// The number of records that were evicted so far.
   [[nodiscard]] std::uint64_t evictedRecords() const noexcept { return ring_.begin().sequence; }
 
   /// The block itself, for backends that pass its records on.

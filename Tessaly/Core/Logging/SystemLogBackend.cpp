@@ -14,7 +14,7 @@ namespace {
 
 constexpr auto longestLastFlush = std::chrono::seconds(1);
 
-// Not a function-local static: the child of a fork in the middle of its making would wait for ever.
+// A function-local static would hang a child that is forked while a thread of the parent makes the backend.
 constinit std::atomic<SystemLogBackend*> sharedBackend{nullptr};
 constinit std::atomic<std::size_t> capacityOfShared{ProcessLogStore::defaultCapacityInBytes};
 
@@ -29,7 +29,8 @@ SystemLogBackend& SystemLogBackend::shared() noexcept {
 }
 
 SystemLogBackend& SystemLogBackend::makeShared() noexcept {
-  // Before anything can lock the store. If two threads come here at once it is there twice, and does no harm.
+  // The handler is registered before any thread can lock the store. Two threads may register it twice, which does no
+  // harm.
   ::pthread_atfork(nullptr, nullptr, [] {
     if (auto* backend = sharedBackend.load(std::memory_order_relaxed)) backend->store_.ring().resetAfterFork();
   });
@@ -56,7 +57,7 @@ bool SystemLogBackend::setStoreCapacity(std::size_t bytes) noexcept {
 }
 
 void SystemLogBackend::flushBeforeAbort() noexcept {
-  // The thread that sends could never take a lock that the failing thread itself holds.
+  // If the failing thread itself holds the ring's lock, the sending thread could never take it.
   if (shared().store_.ring().isLockObtainable()) shared().flush(longestLastFlush);
 }
 

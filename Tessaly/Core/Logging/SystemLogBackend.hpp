@@ -15,12 +15,13 @@ namespace Tessaly::inline v1 {
 
 /// The log of a process: the bounded store first, then the system's sinks.
 ///
-/// Thread contract: thread-safe. In the child of a fork the store starts with the parent's records and goes on.
+/// Thread contract: thread-safe. In the child of a fork the store contains the parent's records and takes new ones.
 ///
 ///     LogBackend& backend = SystemLogBackend::shared();
 class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
  public:
-  /// Made at first use, never destroyed. Stops the process when there is no memory for its store.
+  /// The backend of this process. It is made at first use and never destroyed. Stops the process if there is no memory
+  /// for its store.
   [[nodiscard]] static SystemLogBackend& shared() noexcept;
   /// See `LogConfiguration::setStoreCapacity`.
   static bool setStoreCapacity(std::size_t bytes) noexcept;

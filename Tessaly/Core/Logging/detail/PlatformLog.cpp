@@ -20,7 +20,7 @@ void logPlatform(OSLogType type, std::string_view category, std::string_view mes
     writeLogRecord(log, type,
                    {.format = "%{public}s", .location = {}, .arguments = {&argument, 1}, .placeholders = {}});
   } catch (const std::bad_alloc&) {
-    return;  // The log needs memory, too, to say that there is none.
+    return;  // The log itself needs memory, so it cannot report this failure.
   }
 }
 

@@ -8,21 +8,22 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The log of one part of the platform layer. Its subsystem is "Tessaly", joined to the main bundle's identifier
-/// ("app.identifier.Tessaly") as soon as that is known here; it need not be.
+/// The log of one part of this library. Its subsystem is "Tessaly", or "app.identifier.Tessaly" after
+/// `setPlatformLogIdentifier` has named the main bundle's identifier.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT OSLog platformLog(std::string_view category);
 
-/// Writes one record of type error about the platform layer itself: all of the text public, the category the name of
+/// Writes one record of type error about this library itself. All of its text is public. The category is the name of
 /// the reporting type. Needs no bundle identifier and never throws.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void logPlatformError(std::string_view category, std::string_view message) noexcept;
-/// The same as a record of the default type, for what is no error.
+/// The same as a record of the default type, for events that are not errors.
 TESSALY_EXPORT void logPlatformNotice(std::string_view category, std::string_view message) noexcept;
 
-/// Tells the main bundle's identifier to `platformLog`. Called by `Logger::make`, which has just asked for it.
+/// Gives `platformLog` the main bundle's identifier. `Logger::make` calls it, because it has just asked for the
+/// identifier.
 TESSALY_EXPORT void setPlatformLogIdentifier(std::string_view identifier) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

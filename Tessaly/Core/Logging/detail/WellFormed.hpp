@@ -29,7 +29,7 @@ inline std::size_t wellFormedPrefix(std::string_view text) noexcept {
   return offset;
 }
 
-/// Calls the body for each part of a text as well-formed UTF-8: U+FFFD stands for each ill-formed sequence.
+/// Calls the body for each part of a text as well-formed UTF-8. U+FFFD replaces each ill-formed sequence.
 template <typename Body>
 void forEachWellFormedPart(std::string_view text, Body body) {
   for (;;) {
@@ -41,7 +41,7 @@ void forEachWellFormedPart(std::string_view text, Body body) {
   }
 }
 
-/// The text with U+FFFD in the place of each ill-formed sequence.
+/// The text, with U+FFFD instead of each ill-formed sequence.
 inline std::string wellFormed(std::string_view text) {
   std::string result;
   forEachWellFormedPart(text, [&](std::string_view part) { result += part; });
