@@ -19,7 +19,7 @@ struct NotificationCenter::Observer {
 
   [[nodiscard]] bool wants(const Notification& notification) const {
     if (name && *name != notification.name) return false;
-    // Compared by who counts the references: an object that is gone is not taken for a new one at its address.
+    // The owners are compared, not the addresses. So a new object at the address of a destroyed one does not match.
     return !wantsOneObject || (notification.object != nullptr && !object.owner_before(notification.object) &&
                                !notification.object.owner_before(object));
   }
@@ -36,7 +36,7 @@ struct NotificationCenter::State {
   using Observers = std::vector<std::shared_ptr<Observer>>;
 
   UnfairLock lock;
-  /// Replaced when it changes, so that a post can go through it without the lock.
+  /// A change replaces the list, so that a post can iterate over the old one without the lock.
   std::shared_ptr<const Observers> observers TESSALY_GUARDED_BY(lock) = std::make_shared<const Observers>();
   std::uint64_t nextToken TESSALY_GUARDED_BY(lock) = 1;
 };
@@ -56,7 +56,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::optional<std::str
 
 NotificationCenter::Token NotificationCenter::add(State& state, std::optional<std::string> name,
                                                   const std::shared_ptr<Object>& object, Handler handler) {
-  std::shared_ptr<const State::Observers> before;  // Destroyed outside the lock, as are the observers in it.
+  std::shared_ptr<const State::Observers> before;  // The old list and its observers are destroyed outside the lock.
   UnfairLock::Guard guard(state.lock);
   const Token token{state.nextToken++};
   auto observers = std::make_shared<State::Observers>(*state.observers);

@@ -19,8 +19,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Something that has happened, as a notification centre tells it: its name, the object that it happened to, if any,
-/// and what else there is to say.
+/// An event that a notification centre reports: its name, the object that it concerns, if any, and further details.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -31,11 +30,11 @@ struct Notification {
   std::map<std::string, std::any> userInfo = {};
 };
 
-/// Tells whoever wants to know what has happened, by name, without the two knowing each other.
+/// Notifies observers of events by name. Sender and observer need not know each other.
 ///
-/// Observers are called on the posting thread, in the order in which they were added, with no lock held; each may post,
-/// add and remove. The nearest facilities elsewhere are Qt's signals and `boost::signals2`, where an observer must know
-/// the sender.
+/// Observers are called on the posting thread, in the order in which they were added. No lock is held, so an observer
+/// may post, add and remove. The nearest facilities are Qt's signals and `boost::signals2`, with which an observer must
+/// know the sender.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -48,7 +47,7 @@ struct Notification {
 class TESSALY_EXPORT NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
-  /// Names an observer. Never used twice.
+  /// Identifies an observer. No token is used a second time.
   enum class Token : std::uint64_t {};
 
   NotificationCenter();
@@ -56,21 +55,21 @@ class TESSALY_EXPORT NotificationCenter {
   NotificationCenter& operator=(const NotificationCenter&) = delete;
   ~NotificationCenter();
 
-  /// The one of this process.
+  /// The notification centre of this process.
   [[nodiscard]] static NotificationCenter& default_() noexcept;
 
-  /// Has the handler called for notifications of this name, all if there is none, about this object, any if it is null.
-  /// The object is not kept alive. A throw out of the handler stops the process.
+  /// Adds a handler for the notifications with this name about this object. Without a name it is called for all names,
+  /// with a null object for all objects. The object is not kept alive. An exception of the handler stops the process.
   Token addObserver(std::optional<std::string> name, const std::shared_ptr<Object>& object, Handler handler);
-  /// No call of the handler begins after this, but one may be running on another thread. An unknown token changes
-  /// nothing.
+  /// Removes an observer. No call of its handler begins afterwards, but one may still be running on another thread. An
+  /// unknown token changes nothing.
   void removeObserver(Token token);
 
-  /// Calls the observers, those that were there when the call began and were not removed meanwhile.
+  /// Calls the observers of the notification that existed when `post` began and were not removed meanwhile.
   void post(const Notification& notification) const;
 
   class Notifications;
-  /// The notifications of this name, about this object, any if it is null, from now on.
+  /// The later notifications with this name about this object, or about any object if it is null.
   [[nodiscard]] Notifications notifications(std::string name, const std::shared_ptr<Object>& object = nullptr);
 
  private:
@@ -83,9 +82,9 @@ class TESSALY_EXPORT NotificationCenter {
   std::shared_ptr<State> state_;
 };
 
-/// The sequence of a notification centre's notifications, from when it was made. It has an unbounded buffer and ends
-/// only by its consumer: a task that is cancelled, or the last copy and iterator that goes. Its iterators share the
-/// notifications: each goes to one of them.
+/// The sequence of the notifications that a notification centre posts after the sequence was made. The buffer is
+/// unbounded. The sequence ends when the consuming task is cancelled, or when its last copy and iterator are destroyed.
+/// Its iterators share the notifications: each notification goes to one of them.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
