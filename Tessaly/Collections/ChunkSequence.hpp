@@ -16,14 +16,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Splits a random-access range into consecutive chunks of a fixed size, the last one perhaps shorter, without copying:
-/// each chunk is a view of the base.
+/// A random-access range, split into consecutive chunks of a fixed size. The last chunk may be shorter. Nothing is
+/// copied: each chunk is a view of the base.
 ///
-/// `chunked` makes it. The base is borrowed from an lvalue and owned from an rvalue; chunks are good as long as it is,
-/// and as the base's iterators are. The nearest standard facility is C++23's `std::views::chunk`; this one takes a size
-/// of zero, which gives empty chunks without end, and counts in signed integers.
+/// `chunked` makes it. It borrows the base from an lvalue and owns the base from an rvalue. A chunk is valid as long as
+/// the base and the base's iterators are. The nearest standard facility is C++23's `std::views::chunk`. Unlike that, a
+/// `ChunkSequence` counts in signed integers, and gives empty chunks without end for a size of zero.
 ///
-/// Stops the process: a negative size, when the first chunk of a base with elements is asked for.
+/// Stops the process: a request for the first chunk of a base with elements, if the size is negative.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -33,7 +33,7 @@ template <std::ranges::random_access_range Base>
   requires std::ranges::random_access_range<const Base>
 class ChunkSequence {
   static constexpr bool isBorrowed = std::ranges::view<Base> && std::copyable<Base>;
-  /// The base as an iterator holds it.
+  /// The type of the base in an iterator.
   using BaseView = std::conditional_t<isBorrowed, Base, std::ranges::ref_view<const Base>>;
   using Position = std::ranges::iterator_t<const BaseView>;
 
@@ -42,7 +42,7 @@ class ChunkSequence {
   using Chunk = std::ranges::subrange<Position>;
   using Element = Chunk;
 
-  /// Gives one chunk after the other, once.
+  /// Returns the chunks in order, each once.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -50,13 +50,13 @@ class ChunkSequence {
   ///     while (auto chunk = chunks.next()) upload(*chunk);
   class Iterator {
    public:
-    /// Starts at the base's start. A base that is no view must stay while the iterator and its chunks are used.
+    /// Starts at the base's start. A base that is not a view must outlive the iterator and its chunks.
     Iterator(std::int64_t chunkSize, const Base& base) : chunkSize_(chunkSize), base_(base), index_(first(base_)) {}
     Iterator(std::int64_t chunkSize, const Base&& base)
       requires(!isBorrowed)
     = delete;
 
-    /// The next chunk; none when the base is exhausted.
+    /// The next chunk, or nothing after the last one.
     std::optional<Chunk> next() {
       const auto end = std::ranges::end(std::as_const(base_));
       if (index_ == end) return std::nullopt;
@@ -71,11 +71,11 @@ class ChunkSequence {
    private:
     static Position first(const BaseView& base) { return std::ranges::begin(base); }
 
-    /// By the chunk's size, limited by the end. No step passes what the positions can count.
+    /// Advances by the chunk's size, at most to the end. No step exceeds the range of the positions' difference type.
     template <typename End>
     void advance(const End& end) {
       if constexpr (std::sized_sentinel_for<End, Position>) {
-        // A range's own difference type may be no integral type, and be wider or narrower than 64 bits.
+        // A range's difference type may be a class, and may be wider or narrower than 64 bits.
         using Difference = std::iter_difference_t<Position>;
         using Wider = std::conditional_t<(sizeof(Difference) > sizeof(chunkSize_)), Difference, std::int64_t>;
         const Difference left = end - index_;
@@ -93,9 +93,9 @@ class ChunkSequence {
 
   ChunkSequence(std::int64_t chunkSize, Base base) : chunkSize_(chunkSize), base_(std::move(base)) {}
 
-  /// What is split.
+  /// The range that is split.
   [[nodiscard]] const Base& base() const noexcept { return base_; }
-  /// How many elements each chunk has but the last one.
+  /// The number of elements of each chunk except the last one.
   [[nodiscard]] std::int64_t chunkSize() const noexcept { return chunkSize_; }
 
   /// A new iterator at the base's start.
@@ -109,7 +109,7 @@ class ChunkSequence {
     requires(!isBorrowed)
   = delete;
 
-  /// What a range-for and the standard's algorithms step through: an input iterator.
+  /// The input iterator for range-for and the standard's algorithms.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -145,7 +145,8 @@ class ChunkSequence {
   Base base_;
 };
 
-/// Splits a random-access range into chunks of so many elements: a view or an lvalue is borrowed, anything else owned.
+/// Splits a random-access range into chunks of `chunkSize` elements. A view or an lvalue is borrowed, any other range
+/// is owned.
 ///
 /// Thread contract: thread-compatible.
 template <std::ranges::viewable_range Elements>

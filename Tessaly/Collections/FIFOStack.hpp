@@ -19,12 +19,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A first-in, first-out queue made of two growable stacks: elements enter on the right one, and leave from the left
-/// one, which is filled with the right one's, reversed, whenever it is empty.
+/// A first-in, first-out queue made of two growable stacks. Elements enter the right stack and leave the left one. When
+/// the left stack is empty, it takes the elements of the right stack in reverse order.
 ///
 /// Enqueueing and dequeueing take amortised constant time on contiguous memory. Copies share the elements until one of
-/// them is written. Prefer `RingArray` where the length is bounded, `std::queue` where single operations must not take
-/// O(n) now and then. Elements of more than 256 bytes get an allocation each.
+/// them is written. Prefer `RingArray` if the length is bounded, and `std::queue` if no single operation may take O(n).
+/// Each element of more than 256 bytes has an allocation of its own.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -44,7 +44,7 @@ class FIFOStack {
   FIFOStack(const FIFOStack& other) noexcept
     requires isCopyable
   = default;
-  /// Leaves the other empty.
+  /// Takes the elements. The other queue is empty afterwards.
   FIFOStack(FIFOStack&&) noexcept = default;
   FIFOStack& operator=(const FIFOStack& other) noexcept
     requires isCopyable
@@ -74,16 +74,16 @@ class FIFOStack {
   }
   void enqueue(Element&& element) { push(std::move(element)); }
 
-  /// Adds the elements of a range, or of a list in braces, in its order, behind all others. If reading it throws, those
-  /// read so far are there.
+  /// Adds the elements of a range, or of a list in braces, behind all others in the same order. If reading the range
+  /// throws, the queue keeps the elements that were read before.
   template <std::ranges::input_range Elements = std::initializer_list<Element>>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>
   void enqueueContentsOf(Elements&& elements) {
     for (auto&& element : elements) push(std::forward<decltype(element)>(element));
   }
 
-  /// Takes out the element that was added first; none when there is none. Amortised O(1), O(n) when the left stack is
-  /// empty.
+  /// Removes and returns the element that was added first. Returns nothing if the queue is empty. Amortised O(1); O(n)
+  /// if the left stack is empty.
   std::optional<Element> dequeue() {
     if (!left_.hasTop() && !makeTop()) [[unlikely]]
       return std::nullopt;
@@ -92,11 +92,12 @@ class FIFOStack {
     return first;
   }
 
-  /// Whether nothing waits. O(1).
+  /// Whether the queue is empty. O(1).
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
-  /// Empties the queue and returns the elements **as they are stored**: the left stack, whose last element would have
-  /// left next, and behind it the right one. That is the order of the queue only if the left stack holds at most one.
+  /// Empties the queue and returns the elements **as they are stored**: the left stack, then the right one. The last
+  /// element of the left stack would have left the queue next. So the result has the queue's order only if the left
+  /// stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());
@@ -110,7 +111,8 @@ class FIFOStack {
   }
 
  private:
-  /// Elements are moved as often as their stack grows, and once from one to the other: large ones stay where they are.
+  /// Large elements have an allocation of their own, because stacks move their elements when they grow and when they
+  /// are reversed.
   static constexpr bool isLarge = sizeof(Element) > 256;
   using Slot = std::conditional_t<isLarge, detail::Boxed<Element>, Element>;
   using Stack = detail::SharedStack<Slot>;
@@ -130,7 +132,7 @@ class FIFOStack {
     right_.push(std::forward<Value>(value));
   }
 
-  /// Sees to it that the left stack has one, if there are elements.
+  /// Ensures that the left stack has an element if the queue has one.
   [[gnu::noinline]] bool makeTop() {
     if (isEmpty()) return false;
     if (left_.isEmpty()) flip();
@@ -138,8 +140,8 @@ class FIFOStack {
     return true;
   }
 
-  /// Fills the left stack, which is empty, with the right one's elements, the last one first. What a copy throws leaves
-  /// the queue as it was.
+  /// Fills the empty left stack with the elements of the right one, the last one first. If a copy throws, the queue
+  /// stays as it was.
   void flip() {
     const std::size_t count = right_.count();
     if (left_.isShared() || left_.capacity() < count || !isWorthKeeping(left_, count)) {
@@ -155,13 +157,14 @@ class FIFOStack {
     }
   }
 
-  /// A stack this small keeps its memory when it is emptied: a queue that holds a few elements at a time would
-  /// otherwise allocate for each.
+  /// An empty stack keeps memory up to this size. Otherwise a queue with few elements at a time would allocate for each
+  /// element.
   static constexpr std::size_t keptBytes = 4'096;
   static bool isWorthKeeping(const Stack& stack, std::size_t neededCount) noexcept {
     return stack.capacity() * sizeof(Slot) <= keptBytes || stack.capacity() / 2 <= neededCount;
   }
-  /// Of a right stack that begins anew: it will become about as high as it was before it became the left one.
+  /// The minimum capacity of a new right stack. It will probably become as high as the previous right stack, which is
+  /// now the left one.
   [[nodiscard]] std::size_t leastCapacity() const noexcept { return std::max(left_.capacity(), std::size_t{4}); }
 
   Stack left_;

@@ -29,24 +29,24 @@
 
 namespace Tessaly::inline v1 {
 
-/// A double-ended ring of a fixed capacity: appending to a full one drops the first element, prepending drops the last,
-/// and both hand the dropped one back.
+/// A double-ended ring with a fixed capacity. Appending to a full ring drops and returns the first element; prepending
+/// drops and returns the last.
 ///
-/// It is a random-access range of constant elements. A position is either an integer, counted from the first element,
-/// or an `Index`, which also counts how often the ring has wrapped and names the same slot until its element is gone.
-/// Changing an element goes through `set` and `modify`: copies share their slots until one of them is written, and a
-/// reference would write through to the others. References and iterators are good until the next change.
+/// It is a random-access range of constant elements. A position is an integer, counted from the first element, or an
+/// `Index`. An `Index` also counts the wraps of the ring, so it means the same slot until its element is removed. `set`
+/// and `modify` change an element. Copies share their slots until one copy is changed, so a mutable reference would
+/// change the other copies. References and iterators are valid until the next change.
 ///
-/// Elements of at most 16 bytes that are trivially copyable are kept twice, one capacity apart, so that they always lie
-/// side by side: their ring is a contiguous range, whose iterators are pointers, and `std::span(ring)` hands all of
-/// them to whatever takes an array, without copying any.
+/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that they always lie side
+/// by side. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements as an array without
+/// a copy.
 ///
-/// **Equality and hash see the slots, not just the elements**: two rings are equal if they have the same capacity, the
-/// same elements in the same slots and the same positions. Rings that read the same after a different history of wraps
-/// are not equal; compare them by `std::ranges::equal`.
+/// **Equality and hash depend on the slots**: two rings are equal if they have the same capacity, the same elements in
+/// the same slots and the same positions. Rings with the same elements but different wraps are not equal. Compare only
+/// the elements with `std::ranges::equal`.
 ///
-/// The nearest facility elsewhere is `boost::circular_buffer`, which is copied at once and loses what it overwrites.
-/// Prefer `FIFOStack` or `std::deque` where there is no bound.
+/// The nearest facility is `boost::circular_buffer`. That copies its elements at once, and does not return overwritten
+/// ones. Prefer `FIFOStack` or `std::deque` if the length has no bound.
 ///
 /// Stops the process: a negative capacity, a position outside the ring, an overflow, `shiftWhenFull` on a ring that is
 /// not full.
@@ -66,9 +66,9 @@ class RingArray {
 
   using Storage = detail::SlotStorage<Element>;
   static constexpr bool isCopyable = std::copy_constructible<Element>;
-  /// Whether each slot has a twin, one capacity further, which holds the same bytes.
+  /// Whether each slot has a twin, one capacity further, with the same bytes.
   static constexpr bool hasTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
-  /// What is large but only bytes is copied once on its way in, not twice.
+  /// Large trivially copyable elements are passed by reference, so that adding one makes one copy, not two.
   using Parameter =
       std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
 
@@ -78,8 +78,8 @@ class RingArray {
   using const_iterator = std::conditional_t<hasTwins, const Element*, detail::RingArrayIterator<Element>>;
   using iterator = const_iterator;
 
-  /// An empty ring of so many slots. Allocates them, and nothing is allocated after that while the ring is not shared.
-  /// Throws `std::bad_alloc`.
+  /// An empty ring with `maxCapacity` slots. Allocates the slots. Later changes allocate nothing while the slots are
+  /// not shared. Throws `std::bad_alloc`.
   explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
     if (maxCapacity > 0) {
       storage_ = makeSlots(maxCapacity);
@@ -102,7 +102,7 @@ class RingArray {
     storage_->references().retain();
     other.mark_.set();
   }
-  /// Leaves the other without slots.
+  /// Takes the slots. The other ring has no slots afterwards.
   RingArray(RingArray&& other) noexcept : RingArray(NoSlots{}) { swap(other); }
   RingArray& operator=(const RingArray& other) noexcept
     requires isCopyable
@@ -136,13 +136,13 @@ class RingArray {
     Index end{startIndex_.backendIndex + count_, startIndex_.loopIndex};
     if (end.backendIndex >= maxCapacity_ && count_ > 0) {
       end.backendIndex -= maxCapacity_;
-      end.loopIndex += 1;  // Whatever moves a position sees that this is possible.
+      end.loopIndex += 1;  // The functions that move a position ensure that this does not overflow.
     }
     return end;
   }
   [[nodiscard]] std::int64_t count() const noexcept { return count_; }
   [[nodiscard]] bool isEmpty() const noexcept { return count_ == 0; }
-  /// Whether every slot is occupied; so a ring without slots is.
+  /// Whether every slot is occupied. A ring without slots is full.
   [[nodiscard]] bool isFull() const noexcept { return count_ == maxCapacity_; }
 
   /// Adds an element behind the last. If the ring was full, drops the first and returns it. Does nothing to a ring
@@ -161,7 +161,7 @@ class RingArray {
     return prependToSlots(std::forward<Parameter>(element));
   }
 
-  /// Takes the first element out; none when there is none. O(1).
+  /// Removes and returns the first element. Returns nothing if the ring is empty. O(1).
   std::optional<Element> popFirst() {
     if (count_ == 0) return std::nullopt;
     makeUnshared();
@@ -174,7 +174,7 @@ class RingArray {
     return first;
   }
 
-  /// Takes the last element out; none when there is none. O(1).
+  /// Removes and returns the last element. Returns nothing if the ring is empty. O(1).
   std::optional<Element> popLast() {
     if (count_ == 0) return std::nullopt;
     makeUnshared();
@@ -185,7 +185,7 @@ class RingArray {
     return last;
   }
 
-  /// Appends the element as often as there are slots.
+  /// Appends the element `maxCapacity()` times.
   void fill(const Element& element)
     requires isCopyable
   {
@@ -193,7 +193,7 @@ class RingArray {
     for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
   }
 
-  /// Takes all elements out, the last one first. The slots stay, and the positions stay where that leaves them.
+  /// Removes all elements, the last one first. The ring keeps its slots and its `startIndex`.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
       Storage* cells = makeSlots(maxCapacity_);
@@ -204,16 +204,16 @@ class RingArray {
     for (std::int64_t left = count_; left > 0; --left) popLast();
   }
 
-  /// Replaces the slots by so many empty ones and sets both positions to (0, 0). Throws `std::bad_alloc`.
+  /// Replaces the slots by `newCapacity` empty ones and sets both positions to (0, 0). Throws `std::bad_alloc`.
   void removeAllAndSetCapacity(std::int64_t newCapacity) {
     RingArray emptied(newCapacity);
     swap(emptied);
   }
 
-  /// Makes the element that is `offset` places behind the first one the first, without moving any; before it, going
-  /// round, if the offset is negative. Nothing happens to a ring without slots. O(1).
+  /// Rotates the ring: the element `offset` places behind the first becomes the first. A negative offset counts
+  /// backwards from the end. Moves no element. Does nothing to a ring without slots. O(1).
   ///
-  /// Stops the process when the ring is not full.
+  /// Stops the process if the ring is not full.
   void shiftWhenFull(std::int64_t offset) {
     if (count_ != maxCapacity_) [[unlikely]] {
       fatalError("Ring array shifting may only be triggered when the array is full", "Tessaly/RingArray",
@@ -226,15 +226,15 @@ class RingArray {
     checkedSum(startIndex_.loopIndex, 1);
   }
 
-  /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other.
+  /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other position.
   [[nodiscard]] const Element& operator[](Index index) const {
     checkIndex(index);
     return slotAt(index);
   }
-  /// The element so many places behind the first. O(1). Stops the process when there is none.
+  /// The element `position` places behind the first. O(1). Stops the process if there is no such element.
   [[nodiscard]] const Element& operator[](std::int64_t position) const { return (*this)[indexOf(position)]; }
 
-  /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process when there is none.
+  /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process if there is no such element.
   void set(Index index, Parameter element) {
     checkIndex(index);
     if (isUnshared()) [[likely]] {
@@ -247,9 +247,9 @@ class RingArray {
   }
   void set(std::int64_t position, Parameter element) { set(indexOf(position), std::forward<Parameter>(element)); }
 
-  /// Calls the body with the element, which it may change, and returns what the body returns. What the body throws
-  /// passes through, changes kept. The body must not use the ring. O(1), or O(n) while the slots are shared. Stops the
-  /// process when there is no such element.
+  /// Calls the body with the element, which the body may change, and returns the body's result. An exception of the
+  /// body reaches the caller, and the element keeps its changes. The body must not use the ring. O(1), or O(n) while
+  /// the slots are shared. Stops the process if there is no such element.
   template <std::invocable<Element&> Body>
   auto modify(Index index, Body&& body) -> std::invoke_result_t<Body, Element&> {
     static_assert(!std::is_reference_v<std::invoke_result_t<Body, Element&>>,
@@ -264,7 +264,7 @@ class RingArray {
     return modify(indexOf(position), std::forward<Body>(body));
   }
 
-  /// The next position: behind the last slot comes the first, one loop later. Stops the process on overflow.
+  /// The next position. The first slot of the next loop follows the last slot. Stops the process on overflow.
   [[nodiscard]] Index indexAfter(Index index) const {
     index.backendIndex = checkedSum(index.backendIndex, 1);
     if (index.backendIndex == maxCapacity_) {
@@ -273,7 +273,7 @@ class RingArray {
     }
     return index;
   }
-  /// The position before: before the first slot comes the last, one loop earlier. Stops the process on overflow.
+  /// The previous position. The last slot of the previous loop precedes the first slot. Stops the process on overflow.
   [[nodiscard]] Index indexBefore(Index index) const {
     index.backendIndex = checkedSum(index.backendIndex, -1);
     if (index.backendIndex == -1) {
@@ -282,14 +282,14 @@ class RingArray {
     }
     return index;
   }
-  /// The position so many steps further. O(1). Stops the process on overflow, and when the slot does not exist; no
-  /// step is no change, whatever the slot.
+  /// The position `distance` steps further. O(1). Stops the process on overflow, and if the slot does not exist. A
+  /// distance of 0 returns any position unchanged.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
     if (distance == 0) return index;
     checkSlot(index);
     return shifted(index, distance);
   }
-  /// How many steps lead from one position to another. O(1). Stops the process on overflow.
+  /// The number of steps from one position to another. O(1). Stops the process on overflow.
   [[nodiscard]] std::int64_t distance(Index from, Index to) const {
     std::int64_t loops = 0;
     std::int64_t cells = 0;
@@ -317,8 +317,9 @@ class RingArray {
     }
   }
 
-  /// The elements in order as two arrays, the second one empty unless the elements go round the end, as they never do
-  /// in a contiguous range. For whatever takes an array; good until the next change. O(1).
+  /// The elements in order as two arrays, for functions that take an array. The second array is empty unless the
+  /// elements wrap around the end of the slots. Elements of a contiguous range never wrap. The arrays are valid until
+  /// the next change. O(1).
   [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
     if (count_ == 0) return {};
     if constexpr (hasTwins) return {std::span(begin(), end())};
@@ -345,7 +346,7 @@ class RingArray {
   friend bool operator==(const RingArray& left, const RingArray& right)
     requires std::equality_comparable<Element>
   {
-    // The same positions in as many slots occupy the same slots.
+    // With equal capacities, equal positions mean equal slots.
     if (left.maxCapacity_ != right.maxCapacity_ || left.startIndex_ != right.startIndex_ ||
         left.count_ != right.count_) {
       return false;
@@ -356,7 +357,7 @@ class RingArray {
  private:
   friend struct std::hash<RingArray>;
 
-  /// Copies what stands in a slot into its twin at the end of a block, however it ends.
+  /// Copies a slot into its twin when a block ends, also by an exception.
   class TwinUpdate {
    public:
     TwinUpdate(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}
@@ -413,7 +414,7 @@ class RingArray {
     }
     return index;
   }
-  /// In O(1) what so many steps do.
+  /// The position after `steps` steps. O(1).
   [[nodiscard]] Index shifted(Index index, std::int64_t steps) const {
     std::int64_t loops = steps / maxCapacity_;
     index.backendIndex += steps % maxCapacity_;
@@ -456,14 +457,15 @@ class RingArray {
   {
     RingArray copy(maxCapacity_);
     copy.startIndex_ = startIndex_;
-    for (const Element& element : *this) {  // What a copy throws leaves a shorter ring, which is destroyed.
+    for (const Element& element : *this) {  // If a copy throws, the shorter ring is destroyed.
       copy.construct(copy.endIndex(), element);
       ++copy.count_;
     }
     return copy;
   }
 
-  // Of what may be shared. The element may be one of a ring that shares the slots and lets go of them meanwhile.
+  // Appends to slots that may be shared. The element may lie in those slots, and the other ring may release them
+  // meanwhile.
   [[gnu::noinline]] std::optional<Element> appendToMarked(Parameter element) {
     if (maxCapacity_ < 1) return std::nullopt;
     Element kept(std::forward<Parameter>(element));
@@ -557,7 +559,7 @@ class RingArray {
   Storage* storage_ = nullptr;
   Index startIndex_;
   std::int64_t count_ = 0;
-  /// Also set where there are no slots, so that adding asks once for all that is unusual.
+  /// The mark is also set if there are no slots, so that adding tests one condition for both.
   detail::SharingMark mark_;
 };
 
@@ -573,7 +575,7 @@ std::ostream& operator<<(std::ostream& stream, const RingArray<Element>& ring) {
 template <typename Element>
   requires requires(const Element& element) { std::hash<Element>()(element); }
 struct std::hash<Tessaly::RingArray<Element>> {
-  /// O(capacity): every slot counts, the empty ones too.
+  /// O(capacity), because empty slots count too.
   std::size_t operator()(const Tessaly::RingArray<Element>& ring) const {
     Tessaly::detail::Hasher hasher;
     hasher.feed(ring.maxCapacity_);

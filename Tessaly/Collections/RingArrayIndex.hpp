@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A position in a `RingArray`: a slot, and how many times the ring has wrapped on the way there. Positions stay
-/// ordered across the wrap, which plain slot numbers do not.
+/// A position in a `RingArray`: a slot, and the number of wraps of the ring before it. Unlike slot numbers, positions
+/// stay ordered across a wrap.
 ///
 /// Known as `RingArray<Element>::Index`.
 ///
@@ -24,11 +24,11 @@ namespace Tessaly::inline v1 {
 struct RingArrayIndex {
   /// The number of the slot.
   std::int64_t backendIndex = 0;
-  /// The number of wraps. Below zero where elements were prepended across the first slot.
+  /// The number of wraps. Negative if elements were prepended across the first slot.
   std::int64_t loopIndex = 0;
 
   friend constexpr bool operator==(const RingArrayIndex&, const RingArrayIndex&) noexcept = default;
-  /// By `loopIndex`, then by `backendIndex`.
+  /// Compares `loopIndex`, then `backendIndex`.
   friend constexpr std::strong_ordering operator<=>(const RingArrayIndex& left, const RingArrayIndex& right) noexcept {
     if (left.loopIndex != right.loopIndex) return left.loopIndex <=> right.loopIndex;
     return left.backendIndex <=> right.backendIndex;

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A value in an allocation of its own, which stays where it is when this is moved. A moved-from one holds none.
+/// A value in an allocation of its own. Moving the box does not move the value. A moved-from box holds no value.
 ///
 /// Thread contract: thread-compatible.
 template <typename Value>

@@ -41,7 +41,7 @@ std::string describe(const T& value) {
     return numberDescription(value);
   } else {
     std::ostringstream stream;
-    // The host's global locale could group digits.
+    // The classic locale, because the host's global locale could group digits.
     stream.imbue(std::locale::classic());
     stream << value;
     return std::move(stream).str();

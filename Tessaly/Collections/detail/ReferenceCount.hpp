@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// How many values share a block of storage. It starts with one.
+/// The number of values that share a block of storage. It starts with one.
 ///
 /// Thread contract: thread-safe.
 class ReferenceCount {
@@ -16,9 +16,9 @@ class ReferenceCount {
   ReferenceCount& operator=(const ReferenceCount&) = delete;
 
   void retain() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
-  /// True for the last: whatever the others did with the block has happened before.
+  /// True for the last owner. All uses of the block by other owners happen before this return.
   [[nodiscard]] bool release() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) == 1; }
-  /// Whether the caller is the only one, and what former sharers read has been read.
+  /// Whether the caller is the only owner. If so, all reads by former owners happen before this return.
   [[nodiscard]] bool isOne() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
  private:

@@ -10,10 +10,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Goes through the elements of a ring, to read them.
+/// An iterator over the constant elements of a ring.
 ///
-/// They lie in one run of slots or, when the ring wraps, in two. Only the end of all stands at the end of a run, so
-/// that a loop compares two pointers that stay the same within a run, and a compiler can treat each run as an array.
+/// The elements lie in one run of slots, or in two if the ring wraps. An iterator stands at the end of a run only if it
+/// is the end of the ring. So a loop compares two pointers that stay the same within a run, and the compiler can treat
+/// each run as an array.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>
@@ -28,7 +29,7 @@ class RingArrayIterator {
 
   constexpr RingArrayIterator() noexcept = default;
   enum class At { begin, end };
-  /// Of a ring of so many slots, whose elements begin at one of them.
+  /// An iterator of a ring with `slotCount` slots and `count` elements, the first of them in slot `firstSlot`.
   constexpr RingArrayIterator(const Element* cells, std::int64_t slotCount, std::int64_t firstSlot, std::int64_t count,
                               At at) noexcept
       : slots_(cells) {
@@ -68,7 +69,7 @@ class RingArrayIterator {
     --*this;
     return before;
   }
-  /// O(1). Stops the process where the sum overflows or names no position.
+  /// O(1). Stops the process if the sum overflows or is not a position of the ring.
   constexpr RingArrayIterator& operator+=(difference_type distance) {
     difference_type target = 0;
     if (__builtin_add_overflow(offset(), distance, &target) || target < 0 || target > endOffset()) [[unlikely]] {
@@ -107,7 +108,7 @@ class RingArrayIterator {
   }
 
  private:
-  /// How many slots further than the first one.
+  /// The number of elements before this position.
   [[nodiscard]] constexpr difference_type offset() const noexcept {
     return slot_ - slots_ + (runEnd_ == firstRunEnd_ ? 0 : firstRunEnd_ - slots_);
   }
@@ -122,7 +123,7 @@ class RingArrayIterator {
   }
 
   const Element* slot_ = nullptr;
-  /// Of the run that the slot is in.
+  /// The end of the run that contains the slot.
   const Element* runEnd_ = nullptr;
   const Element* slots_ = nullptr;
   const Element* firstRunEnd_ = nullptr;

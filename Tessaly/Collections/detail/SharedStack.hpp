@@ -15,10 +15,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A growable stack on contiguous memory. Copies share it until one of them is written.
+/// A growable stack on contiguous memory. Copies share the memory until one of them is changed.
 ///
-/// Unlike `std::vector` it keeps its ends beside the pointer to its memory, so that adding and taking are a comparison
-/// and a move, with no question to the other holders while there are none.
+/// Adding or removing an element costs a comparison and a move. It reads the reference count only if the stack may be
+/// shared.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 template <typename Element>
@@ -60,13 +60,13 @@ class SharedStack {
   [[nodiscard]] std::size_t count() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
   [[nodiscard]] std::size_t capacity() const noexcept { return static_cast<std::size_t>(limit_ - begin_); }
 
-  /// From the bottom to the top. To be changed only when it is not shared.
+  /// The elements from the bottom to the top. The caller may change them only if the stack is not shared.
   [[nodiscard]] Element* begin() noexcept { return begin_; }
   [[nodiscard]] Element* end() noexcept { return end_; }
 
-  /// Whether there is a slot to add to, and nobody else sees it.
+  /// Whether there is a free slot and the stack is certainly not shared.
   [[nodiscard]] bool hasRoom() const noexcept { return end_ != limit_ && !mark_.isSet(); }
-  /// Sees to that. When memory is needed, at least so many slots.
+  /// Ensures `hasRoom()`. New memory has at least `leastCapacity` slots.
   [[gnu::noinline]] void makeRoom(std::size_t leastCapacity) {
     if (isShared()) {
       replaceStorage(std::max({leastCapacity, count() + 1, capacity()}));
@@ -74,14 +74,14 @@ class SharedStack {
       replaceStorage(std::max(leastCapacity, 2 * capacity()));
     }
   }
-  /// Only when there is room.
+  /// Adds an element. Requires `hasRoom()`.
   template <typename Value>
   void push(Value&& value) {
     std::construct_at(end_, std::forward<Value>(value));
     ++end_;
   }
-  /// Adds the elements of another range of such slots, of which there is room for all: moves them, unless others see
-  /// them or their move may throw and they can be copied. What one of these throws leaves the stack as it was.
+  /// Adds the elements of a range of slots. There must be room for all. Moves the elements. Copies them if they are
+  /// shared, or if their move may throw and they can be copied. If a copy or move throws, the stack stays as it was.
   template <typename Iterator>
   void pushAll(Iterator first, Iterator last, bool areShared) {
     if constexpr (isCopyable) {
@@ -93,26 +93,26 @@ class SharedStack {
     end_ = std::uninitialized_copy(std::make_move_iterator(first), std::make_move_iterator(last), end_);
   }
 
-  /// Makes the elements those of this one alone.
+  /// Gives this stack elements of its own if it shares them.
   void makeUnshared() {
     if (isShared()) replaceStorage(count());
   }
-  /// Whether there is an element to take, and nobody else sees it.
+  /// Whether there is an element and the stack is certainly not shared.
   [[nodiscard]] bool hasTop() const noexcept { return begin_ != end_ && !mark_.isSet(); }
-  /// The last one added. Only when there is one.
+  /// The element that was added last. Requires an element.
   [[nodiscard]] Element& top() noexcept { return *(end_ - 1); }
-  /// Takes it out. Only when nobody else sees it.
+  /// Removes the top element. Requires `hasTop()`.
   void pop() noexcept {
     --end_;
     std::destroy_at(end_);
   }
-  /// The same with all elements; the memory stays.
+  /// Removes all elements. Keeps the memory. The stack must not be shared.
   void clear() noexcept {
     std::destroy(begin_, end_);
     end_ = begin_;
   }
 
-  /// Asks the other holders, if there may be any.
+  /// Whether another stack shares the elements. Reads the reference count only if the mark is set.
   [[nodiscard]] bool isShared() noexcept {
     if (!mark_.isSet()) return false;
     if (!Storage::of(begin_)->references().isOne()) return true;

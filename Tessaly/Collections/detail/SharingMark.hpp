@@ -5,22 +5,22 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a collection's storage may have other holders: set in both when one is copied, and cleared by a writer who
-/// found that the others are gone.
+/// Whether other collections may share a collection's storage. A copy sets the mark in both collections. A writer that
+/// finds itself the only owner clears it.
 ///
-/// A writer so learns that it is the only holder without an atomic operation, which would keep what it writes out of
-/// registers. Copying sets it in a collection that is only read, by several threads at once maybe: that is atomic. Who
-/// writes the collection has it alone, and reads the mark as it is.
+/// The mark saves a writer an atomic operation, which would keep the written members out of registers. Several threads
+/// may copy one collection at the same time, so `set` is atomic. A writer has the collection to itself, so it reads and
+/// clears the mark without an atomic operation.
 ///
 /// Thread contract: thread-compatible.
 class SharingMark {
  public:
-  /// By a reader of the collection.
+  /// Sets the mark. A reader of the collection calls it.
   void set() const noexcept {
     const std::atomic_ref<bool> mark(isSet_);
     if (!mark.load(std::memory_order_relaxed)) mark.store(true, std::memory_order_relaxed);
   }
-  /// By its writer.
+  /// Clears the mark. Only the writer of the collection calls it.
   void clear() noexcept { isSet_ = false; }
   [[nodiscard]] bool isSet() const noexcept { return isSet_; }
 

@@ -12,14 +12,14 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The slots of a collection, which begin as raw memory: who holds it knows which of them are occupied. Copies of the
-/// collection share it until one of them is written.
+/// The slots of a collection, at first uninitialised memory. The collection knows which slots are occupied. Copies of
+/// the collection share the storage until one of them is changed.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>
 class SlotStorage {
  public:
-  /// So many slots. Throws `std::bad_alloc`.
+  /// Allocates storage with `slotCount` slots. Throws `std::bad_alloc`.
   static SlotStorage* make(std::uint64_t slotCount) {
     if (slotCount > (maximumBytes - slotsOffset) / sizeof(Element)) {
       throw std::bad_array_new_length();
@@ -40,7 +40,7 @@ class SlotStorage {
   [[nodiscard]] Element* cells() noexcept {
     return reinterpret_cast<Element*>(reinterpret_cast<std::byte*>(this) + slotsOffset);
   }
-  /// The storage whose first slot this is.
+  /// The storage whose first slot is at `cells`.
   [[nodiscard]] static SlotStorage* of(Element* cells) noexcept {
     return reinterpret_cast<SlotStorage*>(reinterpret_cast<std::byte*>(cells) - slotsOffset);
   }
