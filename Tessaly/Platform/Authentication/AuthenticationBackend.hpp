@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// What the user has to show.
+/// The proof that the user must give.
 enum class LAPolicy : std::int32_t {
   /// A finger or a face.
   deviceOwnerAuthenticationWithBiometrics = 1,
@@ -30,7 +30,7 @@ enum class LAPolicy : std::int32_t {
 ///     if (!context->canEvaluatePolicy(LAPolicy::deviceOwnerAuthentication, error)) return;
 class TESSALY_EXPORT LAContext {
  public:
-  /// Told whether the user is authenticated, and if not, why, if the system says.
+  /// Receives whether the user is authenticated. If not, receives the reason, or null if the system gives none.
   using Reply = std::move_only_function<void(bool isAuthenticated, std::exception_ptr error)>;
 
   LAContext() = default;
@@ -38,15 +38,15 @@ class TESSALY_EXPORT LAContext {
   LAContext& operator=(const LAContext&) = delete;
   virtual ~LAContext();
 
-  /// Whether the system can find out, without asking the user. If not, sets `error` where the system says why. May wait
-  /// for the system for two seconds.
+  /// Whether the system can authenticate the user by this policy. Does not ask the user. If it cannot, sets `error` if
+  /// the system gives a reason. Waits at most 2 s for the system.
   virtual bool canEvaluatePolicy(LAPolicy policy, std::exception_ptr& error) = 0;
-  /// Asks the user, and calls `reply` once, on any thread, maybe before this returns. Does not wait. The context is
-  /// kept until then.
+  /// Asks the user, and calls `reply` once, on any thread, perhaps before this call returns. Does not wait. The caller
+  /// keeps the context alive until the reply.
   virtual void evaluatePolicy(LAPolicy policy, std::string localizedReason, Reply reply) = 0;
 };
 
-/// The system's way to find out who sits in front of it.
+/// The system's way to authenticate the user.
 ///
 /// Hosts use `LocalAuthenticationService`.
 ///

@@ -12,33 +12,33 @@
 
 namespace Tessaly::inline v1 {
 
-/// Why somebody was not authenticated, as far as the system tells.
+/// The reason why the user was not authenticated.
 enum class LAFailure : std::uint8_t {
-  /// The system did not say.
+  /// The system gave no reason.
   unknown,
   /// The user dismissed the question.
   cancelled,
   /// The user could not, or may not, authenticate.
   denied,
-  /// The session has no program that asks its user.
+  /// The session has no authentication agent, the program that asks the user.
   noAgent,
-  /// The action that the application asks for is not known to the system: its policy file is not installed, or the
-  /// application has no `POLKIT_ACTION`.
+  /// The system does not know the application's action: its policy file is not installed, or the application has no
+  /// `POLKIT_ACTION`.
   notInstalled,
-  /// There is no bus, or no authority on it.
+  /// There is no system bus, or no authority on it.
   noService,
-  /// The authority did not answer within two seconds, or broke off.
+  /// The authority did not answer within 2 s, or closed the connection.
   notAnswering,
-  /// The authority answered with an error, or with something else than was agreed.
+  /// The authority answered with an error or with a malformed answer.
   refused,
-  /// This system cannot promise what the policy asks for.
+  /// The system cannot guarantee the proof that the policy demands.
   policyNotSupported,
 };
 
 /// A failure to authenticate the user.
 ///
-/// The information says under "reason" why, as `failure()` does, under "description" the same for people, and under
-/// "localizedReason" that the text which the application gave could not be shown, if that is so.
+/// The information has the reason under "reason", as `failure()` returns it, and a text for people under "description".
+/// If the application's text could not be shown, "localizedReason" says so.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -59,25 +59,25 @@ class TESSALY_EXPORT LAError final : public Error {
   using UserInfo = std::map<std::string, std::string>;
 
   explicit LAError(Code code, UserInfo userInfo = {}) : code_(code), userInfo_(std::move(userInfo)) {}
-  /// With the code, the reason and the description that go with the failure.
+  /// An error with the code, the reason and the description of the failure.
   explicit LAError(LAFailure failure, std::string_view message = {});
   ~LAError() override;
 
-  /// Replaces an error that the system did not give. It has the code -1 and only a description.
+  /// The error that stands for a missing error of the system. It has the code -1 and only a description.
   [[nodiscard]] static LAError unknownError();
 
   [[nodiscard]] Code laCode() const noexcept { return code_; }
   /// The number of `laCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   [[nodiscard]] const UserInfo& userInfo() const noexcept { return userInfo_; }
-  /// The information's "reason".
+  /// The reason, from "reason" of the information.
   [[nodiscard]] LAFailure failure() const noexcept;
   /// "Tessaly.LAError".
   [[nodiscard]] std::string domain() const override;
-  /// Such as `Error Domain=Tessaly.LAError Code=-2 "The user cancelled"`.
+  /// For example `Error Domain=Tessaly.LAError Code=-2 "The user cancelled"`.
   [[nodiscard]] std::string description() const override;
 
-  /// Adds to the information.
+  /// Sets a value of the information.
   void setInformation(std::string key, std::string value) {
     userInfo_.insert_or_assign(std::move(key), std::move(value));
   }

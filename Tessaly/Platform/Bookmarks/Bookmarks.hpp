@@ -12,23 +12,23 @@
 
 namespace Tessaly::inline v1 {
 
-/// How bookmark data is made.
+/// The options for making bookmark data.
 enum class BookmarkCreationOptions : std::uint32_t { none = 0, withSecurityScope = 2048 };
-/// How bookmark data is resolved.
+/// The options for resolving bookmark data.
 enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecurityScope = 1024 };
 
-/// What bookmark data leads to.
+/// The file that bookmark data leads to.
 struct ResolvedBookmark {
   URL url;
-  /// Whether the file was not where the data says and had to be searched for, or its volume has another number than
-  /// when the data was made: the data should be made anew.
+  /// Whether the caller should make new data. True if the file was not at the path in the data and had to be searched,
+  /// or if its volume has another number than before.
   bool isStale = false;
 };
 
-/// Makes data from which a file is found again after it was renamed or moved nearby.
+/// Makes and resolves bookmark data, which finds a file again after it was renamed or moved to a nearby directory.
 ///
-/// The data names a path and the identity of the file: its volume, its number there, and when it was made. It is
-/// resolved to that very file or not at all, never to another one that has its name.
+/// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
+/// resolves to that same file or to none, never to another file with its name.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -40,18 +40,18 @@ class TESSALY_EXPORT Bookmarks {
   Bookmarks(const Bookmarks&) = delete;
   Bookmarks& operator=(const Bookmarks&) = delete;
 
-  /// The system's, or what a `BookmarksInstallation` put in its place. Never destroyed.
+  /// The system's bookmarks, or those that a `BookmarksInstallation` put in their place. Never destroyed.
   [[nodiscard]] static Bookmarks& shared() noexcept;
-  /// The system's, whatever is installed in its place.
+  /// The system's bookmarks, even while others are installed.
   [[nodiscard]] static Bookmarks& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<Bookmarks>& installed() noexcept;
 
-  /// Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file. Blocks on the file
-  /// system.
+  /// Makes data for a file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Blocks
+  /// on the file system.
   [[nodiscard]] virtual Data bookmarkData(const URL& url, BookmarkCreationOptions options) = 0;
-  /// Throws `POSIXError`: `EINVAL` for data that is none of ours, `ENOENT` where the file is not found. Blocks on the
-  /// file system; a search looks at no more than 100,000 names.
+  /// Finds the file of the data. Throws `POSIXError`: `EINVAL` for malformed data, `ENOENT` if the file is not found.
+  /// Blocks on the file system. A search examines at most 100,000 names.
   [[nodiscard]] virtual ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) = 0;
 
  protected:

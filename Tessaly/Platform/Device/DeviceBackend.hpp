@@ -10,9 +10,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// Where the hardware model's name came from.
+/// The source of the hardware model's name.
 enum class DeviceSource : std::uint8_t {
-  /// Nobody on this machine says, as in many virtual machines and containers.
+  /// The machine does not give a name, as in many virtual machines and containers.
   none,
   /// The firmware's tables.
   dmi,
@@ -35,11 +35,11 @@ class TESSALY_EXPORT DeviceBackend {
   DeviceBackend& operator=(const DeviceBackend&) = delete;
   virtual ~DeviceBackend();
 
-  /// Copies the value, a text with its terminating zero, to `buffer`, which has room for `*size` bytes, and sets
-  /// `*size` to the bytes copied. Without a buffer only sets `*size`. 0, or the system's error code: `ENOENT` for a
-  /// name that nobody knows, `ENOMEM` for a buffer that is too small.
+  /// Copies the value, a text with its terminating zero, to `buffer`, which has room for `*size` bytes. Sets `*size` to
+  /// the number of bytes copied. Without a buffer only sets `*size`. Returns 0, or the system's error code: `ENOENT`
+  /// for an unknown name, `ENOMEM` for a buffer that is too small.
   virtual std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) = 0;
-  /// Where "hw.model" comes from.
+  /// The source of "hw.model".
   [[nodiscard]] virtual DeviceSource source() const = 0;
 
   /// The backend in use.

@@ -8,14 +8,15 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-#pragma push_macro("Status")  // Of Xlib.
+#pragma push_macro("Status")  // A macro of Xlib.
 #undef Status
 
 namespace Tessaly::inline v1 {
 
-/// Whether, and how, the machine can reach others at some moment.
+/// Whether the machine could reach other machines at one moment, and how.
 ///
-/// Four bytes; a record of what was known, not a promise: a packet may still be lost, and a network may lead nowhere.
+/// A path has four bytes. It records the knowledge of that moment and promises nothing: a packet may still be lost, and
+/// a network may have no connection to the Internet.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -24,39 +25,40 @@ namespace Tessaly::inline v1 {
 class NWPath {
  public:
   enum class Status : std::uint8_t {
-    /// A usable default route of at least one family is there.
+    /// At least one address family has a usable default route.
     satisfied,
-    /// There is none.
+    /// There is no usable default route.
     unsatisfied,
-    /// There would be one if a connection were made first. Linux never says so.
+    /// A route becomes usable after a connection is made. Never the case on Linux.
     requiresConnection,
-    /// Nobody could be asked: the kernel refuses to tell this process of its routes. Further values may follow.
+    /// The status is unknown, because the kernel refuses to report its routes to this process. Later versions may add
+    /// further values.
     unknown,
   };
 
-  /// Who answered what `status()` says.
+  /// The source of `status()`.
   enum class StatusSource : std::uint8_t {
-    /// The kernel, by its links, addresses and routes.
+    /// The kernel's links, addresses and routes.
     kernel,
-    /// Nobody: the kernel would not give a socket, or not answer on it.
+    /// No source: the kernel refused a socket, or did not answer on it.
     refused,
     /// A test.
     scripted,
   };
 
-  /// Who answered what `isExpensive()` says. With every other than `networkManager` and `scripted` it is false.
+  /// The source of `isExpensive()`. Only `networkManager` and `scripted` can make it true.
   enum class ExpenseSource : std::uint8_t {
     /// NetworkManager.
     networkManager,
-    /// Nobody yet: NetworkManager was asked and has up to 2 s.
+    /// No source yet: NetworkManager was asked and has up to 2 s to answer.
     asking,
-    /// Nobody: there is no system bus, or it went away.
+    /// No source: there is no system bus, or the connection to it ended.
     noBus,
-    /// Nobody: NetworkManager is not running.
+    /// No source: NetworkManager is not running.
     notRunning,
-    /// Nobody: NetworkManager has not answered within 2 s. If it answers later, that is taken.
+    /// No source: NetworkManager did not answer within 2 s. A later answer still counts.
     noAnswer,
-    /// Nobody: NetworkManager answered with an error or with something of another kind.
+    /// No source: NetworkManager's answer was an error or malformed.
     wrongAnswer,
     /// A test.
     scripted,
@@ -75,7 +77,7 @@ class NWPath {
   explicit constexpr NWPath(Parts parts) noexcept : parts_(parts) {}
 
   [[nodiscard]] constexpr Status status() const noexcept { return parts_.status; }
-  /// Whether what is sent costs the user money, as with a telephone's connection that is shared.
+  /// Whether traffic costs the user money, as over the shared connection of a telephone.
   [[nodiscard]] constexpr bool isExpensive() const noexcept { return parts_.isExpensive; }
   [[nodiscard]] constexpr StatusSource statusSource() const noexcept { return parts_.statusSource; }
   [[nodiscard]] constexpr ExpenseSource expenseSource() const noexcept { return parts_.expenseSource; }
@@ -87,12 +89,12 @@ class NWPath {
   Parts parts_;
 };
 
-/// "satisfied" and so on; a value that has no name here is "other".
+/// The name of the value, such as "satisfied", or "other" for an unknown value.
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::Status status) noexcept;
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::StatusSource source) noexcept;
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::ExpenseSource source) noexcept;
 
-/// "satisfied (kernel), expensive (networkManager)".
+/// Writes a text such as "satisfied (kernel), expensive (networkManager)".
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NWPath& path);
 
 }  // namespace Tessaly::inline v1

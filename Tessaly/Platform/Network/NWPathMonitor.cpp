@@ -19,11 +19,11 @@ NWPathMonitor::NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend) :
 
 NWPathMonitor::~NWPathMonitor() {
   cancel();
-  backend_->remove(*this);  // Once more: a start may have been under way on another thread then.
+  backend_->remove(*this);  // A second removal, because another thread may have been in `start` during the first one.
 }
 
 void NWPathMonitor::setPathUpdateHandler(PathUpdateHandler handler) {
-  // What was there before is destroyed after the lock is free.
+  // The old handler is destroyed after the lock is released.
   auto shared = handler ? std::make_shared<PathUpdateHandler>(std::move(handler)) : nullptr;
   const UnfairLock::Guard guard(lock_);
   if (!isCancelled_) handler_.swap(shared);
@@ -69,8 +69,8 @@ void NWPathMonitor::schedule() {
 void NWPathMonitor::deliver() noexcept {
   const std::uint32_t self = currentThreadIdentifier();
   lock_.lock();
-  // Whoever delivers on another thread takes what was meant for this call, too. On the same thread this is a loop that
-  // the handler runs, and it must not wait for the handler.
+  // A thread that is delivering also delivers the paths of this call. If this thread itself is delivering, its handler
+  // runs a nested loop, and that loop must not wait for the handler.
   if (deliveringThread_ != 0 && deliveringThread_ != self) {
     lock_.unlock();
     return;

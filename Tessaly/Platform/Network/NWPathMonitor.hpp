@@ -18,14 +18,14 @@ namespace Tessaly::inline v1 {
 
 class NetworkBackend;
 
-/// Follows the network path over all interfaces.
+/// Notifies a handler of changes of the network path over all interfaces.
 ///
-/// `currentPath()` is true from the start; updates come once it is started, the first with the path of that moment.
-/// Updates of one monitor come in order and one at a time, on a concurrent queue too. On Linux an update is a change of
-/// the status or the expense; that only somebody else answers for them makes none.
+/// `currentPath()` is correct at once. Updates begin after `start`; the first one has the path of that moment. A
+/// monitor delivers its updates in order and one at a time, also on a concurrent queue. On Linux a change of the status
+/// or of the expense causes an update. A change of their sources alone does not.
 ///
-/// The nearest facilities elsewhere are `GNetworkMonitor` and `QNetworkInformation`; the first counts a route whose
-/// cable is out, and both need the toolkit's loop.
+/// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Both need the toolkit's loop, and the first
+/// one counts a route whose cable is disconnected.
 ///
 /// Thread contract: thread-safe. Reading the path takes a few nanoseconds and no system call.
 ///
@@ -38,32 +38,32 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
  public:
   using PathUpdateHandler = std::function<void(const NWPath& path)>;
 
-  /// A monitor of all interfaces that reports nothing until it is started. Takes in what the kernel has told by now;
-  /// the first in a process reads the kernel's tables.
+  /// Makes a monitor of all interfaces that reports nothing until it is started. Processes the kernel's pending
+  /// messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
-  /// Cancels it.
+  /// Cancels the monitor.
   ~NWPathMonitor();
   NWPathMonitor(const NWPathMonitor&) = delete;
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
 
-  /// Sets what receives each path from now on; an empty function is none, and then updates are dropped. A throw out of
-  /// it stops the process. The monitor keeps it until it is cancelled or gone.
+  /// Sets the handler of later updates. With an empty function, updates are dropped. An exception of the handler stops
+  /// the process. The monitor keeps the handler until it is cancelled or destroyed.
   void setPathUpdateHandler(PathUpdateHandler handler);
-  /// Begins to deliver on the queue. The second time, and after `cancel()`, it does nothing.
+  /// Begins to deliver updates on the queue. Does nothing if the monitor was started or cancelled before.
   void start(OS_dispatch_queue queue);
-  /// The latest known path, also before the start and after the end.
+  /// The latest known path, also before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
-  /// Stops updates for good. No call of the handler begins after this has returned; one under way on another thread is
-  /// not waited for. May be called from inside the handler, and more than once.
+  /// Ends the updates. No call of the handler begins after this returns. Does not wait for a call that is running on
+  /// another thread. The handler itself may call it. Later calls do nothing.
   void cancel() noexcept;
 
  private:
   friend NetworkBackend;
 
-  /// For the backend: appends to the paths that are to be delivered.
+  /// For the backend: appends a path to those that are to be delivered.
   void append(NWPath path);
-  /// For the backend, without its lock: has them delivered.
+  /// For the backend, which must not hold its lock: schedules the delivery.
   void schedule();
   void deliver() noexcept;
 
@@ -73,7 +73,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   std::optional<OS_dispatch_queue> queue_ TESSALY_GUARDED_BY(lock_);
   std::deque<NWPath> pending_ TESSALY_GUARDED_BY(lock_);
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
-  /// The thread that is delivering; 0 when none is.
+  /// The thread that is delivering, or 0.
   std::uint32_t deliveringThread_ TESSALY_GUARDED_BY(lock_) = 0;
 };
 

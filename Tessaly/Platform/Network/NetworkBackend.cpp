@@ -48,7 +48,7 @@ void NetworkBackend::update(Telling telling, const std::function<NWPath(const NW
     }
     for (const auto& monitor : told) monitor->append(path);
   }
-  // An executor of a host's may run what it is given at once.
+  // A host's executor may run a job at once, so no lock is held here.
   for (const auto& monitor : told) monitor->schedule();
 }
 

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 
 class NWPathMonitor;
 
-/// Where path monitors get their paths from. The system's is made with the first monitor and never goes.
+/// The source of the paths of path monitors. The system's backend is made with the first monitor and never destroyed.
 ///
 /// Thread contract: thread-safe; an implementation's `refresh` may be called by several threads at once.
 ///
@@ -36,10 +36,10 @@ class TESSALY_EXPORT NetworkBackend {
 
   /// The latest known path. One load, no lock, no system call.
   [[nodiscard]] NWPath currentPath() const noexcept { return path_.load(std::memory_order_acquire); }
-  /// Takes in what the system has told by now, so that `currentPath()` is true. Called when a monitor is made.
+  /// Processes the system's pending messages, so that `currentPath()` is up to date. Called when a monitor is made.
   virtual void refresh() = 0;
 
-  /// Has the monitor hear of the current path and of each that is published from now on, until it is removed or gone.
+  /// Notifies the monitor of the current path and of each later one, until the monitor is removed or destroyed.
   void add(const std::shared_ptr<NWPathMonitor>& monitor);
   void remove(const NWPathMonitor& monitor) noexcept;
 
@@ -53,13 +53,13 @@ class TESSALY_EXPORT NetworkBackend {
  protected:
   NetworkBackend() = default;
   enum class Telling : std::uint8_t {
-    /// Monitors hear of the path also if it equals the one before.
+    /// Monitors are notified even if the path equals the previous one.
     always,
-    /// Monitors hear of it if the status or the expense is another.
+    /// Monitors are notified only if the status or the expense changed.
     ofChanges,
   };
-  /// Makes the current path what `change` makes of it, and hands it to the monitors. `change` is called under the lock
-  /// that puts two calls in an order that all monitors agree on: it must only compute.
+  /// Computes the new path with `change` and passes it to the monitors. `change` is called under the lock that orders
+  /// calls for all monitors, so it must only compute.
   void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
 
  private:

@@ -10,37 +10,37 @@
 
 namespace Tessaly::inline v1 {
 
-/// What kind of item a text on the pasteboard is.
+/// The kind of an item on the pasteboard.
 enum class PasteboardType : std::uint8_t {
   /// Plain text.
   string,
-  /// The absolute text of a URL. Readers get it as a list of URLs, or as plain text.
+  /// The absolute text of a URL. Other programs read it as a list of URLs or as plain text.
   url,
 };
 
-/// Where the contents of the pasteboard are held.
+/// The display server that holds the contents of the pasteboard.
 enum class PasteboardServer : std::uint8_t { none, wayland, x11 };
 
-/// Why nothing could be put on the pasteboard.
+/// The reason why nothing could be put on the pasteboard.
 enum class PasteboardProblem : std::uint8_t {
   none,
-  /// The session has no display that this process knows of.
+  /// This process knows of no display.
   noDisplay,
   /// The display did not answer within two seconds.
   notAnswering,
-  /// The display went away, and the contents with it.
+  /// The connection to the display ended, so the contents are lost.
   displayLost,
   /// The display refused.
   refused,
 };
 
-/// How the pasteboard is doing.
+/// The state of the pasteboard.
 ///
 ///     if (PasteboardBackend::current().status().problem == PasteboardProblem::noDisplay) showBanner("Cannot copy.");
 struct PasteboardStatus {
   PasteboardServer server = PasteboardServer::none;
   PasteboardProblem problem = PasteboardProblem::none;
-  /// Whether what was put there last is still there; false when another program has put something else.
+  /// Whether the pasteboard still has the last contents of this process. False after another program has replaced them.
   bool isOwner = false;
 
   friend bool operator==(const PasteboardStatus&, const PasteboardStatus&) = default;
@@ -62,10 +62,10 @@ class TESSALY_EXPORT PasteboardBackend {
   PasteboardBackend& operator=(const PasteboardBackend&) = delete;
   virtual ~PasteboardBackend();
 
-  /// Begins new contents: what `setString` sets next replaces all that is there, in one step, so that no program which
-  /// watches the pasteboard finds it empty in between and puts the former contents back.
+  /// Begins new contents. The next `setString` replaces all old contents in one step. So no program that watches the
+  /// pasteboard finds it empty and restores the old contents.
   virtual void clearContents() = 0;
-  /// Adds an item to the contents, or replaces that of the same type. False if it could not be put there.
+  /// Adds an item to the contents, or replaces the item of the same type. Returns false on failure.
   virtual bool setString(std::string_view text, PasteboardType type) = 0;
   [[nodiscard]] virtual PasteboardStatus status() const = 0;
 

@@ -10,7 +10,8 @@ constexpr const char* uriList = "text/uri-list";
 constexpr const char* latin1 = "STRING";
 constexpr const char* plainForms[] = {"text/plain;charset=utf-8", "UTF8_STRING", "text/plain", "TEXT", latin1};
 
-/// The text in ISO 8859-1, with a question mark for what that does not have. Bytes that are not UTF-8 stay as they are.
+/// The text in ISO 8859-1. A question mark replaces each character that the encoding lacks. Bytes that are not UTF-8
+/// stay.
 std::string inLatin1(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size();) {
@@ -44,7 +45,7 @@ std::vector<const char*> PasteboardContents::forms() const {
 }
 
 std::shared_ptr<const std::string> PasteboardContents::bytes(std::string_view form) const {
-  // Lines of the list end as those of mail do (RFC 2483).
+  // Lines of a URI list end with CRLF (RFC 2483).
   if (form == uriList) return url ? std::make_shared<std::string>(*url + "\r\n") : nullptr;
   const std::optional<std::string>& plain = string ? string : url;
   if (!plain) return nullptr;

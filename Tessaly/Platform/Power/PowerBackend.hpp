@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Who keeps a display awake.
+/// The service that keeps a display awake.
 enum class PowerService : std::uint8_t {
   none,
   /// `org.freedesktop.ScreenSaver` on the session bus.
@@ -23,36 +23,36 @@ enum class PowerService : std::uint8_t {
   login,
 };
 
-/// Why a service does not keep the display awake.
+/// The reason why a service does not keep the display awake.
 enum class PowerProblem : std::uint8_t {
   none,
-  /// Its bus cannot be reached.
+  /// The process cannot connect to the service's bus.
   noBus,
-  /// Nobody owns its name.
+  /// No program owns the service's name.
   noOwner,
-  /// It did not answer within two seconds.
+  /// The service did not answer within 2 s.
   notAnswering,
-  /// It answered with an error.
+  /// The service answered with an error.
   refused,
-  /// It answered with something else than was agreed.
+  /// The service's answer was malformed.
   wrongReply,
 };
 
-/// How the asking went for the assertion that was made, or lost its service, last.
+/// The requests for the assertion that most recently was made or lost its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {
   struct Attempt {
     PowerService service = PowerService::none;
     PowerProblem problem = PowerProblem::none;
-    /// The service's own words, or what is wrong with its answer; may be empty.
+    /// The service's message, or a description of its malformed answer. May be empty.
     std::string message = {};
     friend bool operator==(const Attempt&, const Attempt&) = default;
   };
 
-  /// Who keeps the display awake now.
+  /// The service that keeps the display awake now.
   PowerService service = PowerService::none;
-  /// Everyone who was asked, in order; the last one without a problem is `service`.
+  /// The services that were asked, in order. The last one without a problem is `service`.
   std::vector<Attempt> attempts = {};
 
   friend bool operator==(const PowerStatus&, const PowerStatus&) = default;
@@ -82,11 +82,11 @@ class TESSALY_EXPORT PowerBackend {
   PowerBackend& operator=(const PowerBackend&) = delete;
   virtual ~PowerBackend();
 
-  /// Takes an assertion, which lasts until it is released or the process ends, and writes its identifier. 0, or a
-  /// system error code, which leaves `identifier` as it is.
+  /// Takes an assertion and writes its identifier. The assertion lasts until it is released or the process ends.
+  /// Returns 0, or a system error code; then `identifier` stays unchanged.
   virtual std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                        std::uint32_t& identifier) = 0;
-  /// Gives an assertion back. 0, or a system error code: then it is still held.
+  /// Releases an assertion. Returns 0, or a system error code; then the assertion is still held.
   virtual std::int32_t releaseAssertion(std::uint32_t identifier) = 0;
   [[nodiscard]] virtual PowerStatus status() const = 0;
 

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What is offered to other programs, in the forms that they may ask for.
+/// The contents that are offered to other programs, in several forms.
 struct PasteboardContents {
   std::optional<std::string> string = std::nullopt;
   std::optional<std::string> url = std::nullopt;
@@ -21,7 +21,7 @@ struct PasteboardContents {
 
   /// The names of the forms, best first: media types, and the names that X programs use.
   [[nodiscard]] TESSALY_EXPORT std::vector<const char*> forms() const;
-  /// The bytes of a form; nothing for one that is not offered.
+  /// The bytes of a form, or null if the form is not offered.
   [[nodiscard]] TESSALY_EXPORT std::shared_ptr<const std::string> bytes(std::string_view form) const;
 };
 
