@@ -18,7 +18,7 @@ class KeyValueObservers;
 class SettingsTable;
 }  // namespace detail
 
-/// A settings store that is only in memory, and that a test can play another process on.
+/// A settings store in memory. A test can also write to it as if another process did.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -45,9 +45,10 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes as if another process had, without a value a removal. Observers are told on this thread.
+  /// Writes a value as if another process did, or removes the key if there is no value. Notifies observers on this
+  /// thread.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
-  /// What `status()` is to say.
+  /// Sets the result of `status()`.
   void setStatus(UserDefaultsStatus status);
 
  private:

@@ -16,9 +16,9 @@ namespace detail {
 class TimerHeap;
 }  // namespace detail
 
-/// A clock that stands still until it is told to advance. For tests: no sleep takes real time.
+/// A clock for tests that moves only when a test advances it. No sleep takes real time.
 ///
-/// Thread contract: thread-safe; one thread at a time advances.
+/// Thread contract: thread-safe, but only one thread at a time may call `advance`.
 ///
 ///     ManualClock clock;
 ///     Task<> nap([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); });
@@ -33,12 +33,12 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   void add(ClockTimer& timer) override;
   bool remove(ClockTimer& timer) noexcept override;
 
-  /// Moves the time forward, firing what becomes due, in the order of the deadlines, each with the clock at its
-  /// deadline.
+  /// Moves the time forward. Fires the timers that become due in the order of their deadlines. The clock stands at a
+  /// timer's deadline while that timer fires.
   void advance(std::chrono::nanoseconds duration);
-  /// How many timers are armed.
+  /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;
-  /// Blocks until so many timers are armed at once, by other threads.
+  /// Blocks until other threads have armed `count` timers at once.
   void waitForTimers(std::size_t count) const;
 
  private:

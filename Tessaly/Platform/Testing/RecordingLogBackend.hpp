@@ -15,7 +15,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record as a backend was given it, private arguments included.
+/// A record as the backend received it, with its private arguments.
 struct RecordedLog {
   struct Argument {
     std::string text;
@@ -38,7 +38,7 @@ struct RecordedLog {
   std::optional<LogEntry::Signpost> signpost;
 };
 
-/// Keeps the records that were written while it was installed, for a test to look at.
+/// A log backend that keeps the records, so that a test can inspect them.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -50,14 +50,14 @@ class TESSALY_EXPORT RecordingLogBackend final : public LogBackend {
  public:
   enum class Store { kept, unavailable };
 
-  /// With a store, `OSLogStore::currentProcess()` reads the records back; without one it throws.
+  /// With a store, `OSLogStore::currentProcess()` reads the records back. Without a store, that function throws.
   explicit RecordingLogBackend(Store store = Store::kept);
   ~RecordingLogBackend() override;
 
   [[nodiscard]] std::vector<RecordedLog> records() const;
   /// The composed messages of the records, in order.
   [[nodiscard]] std::vector<std::string> messages() const;
-  /// How often `flush` was called.
+  /// The number of calls of `flush`.
   [[nodiscard]] std::size_t flushCount() const noexcept;
 
   void write(const LogRecord& record) noexcept override;

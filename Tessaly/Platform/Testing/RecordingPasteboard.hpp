@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A pasteboard of the process's own, for a test to look at.
+/// A pasteboard in memory that a test can inspect.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -27,10 +27,10 @@ class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
 
-  /// What `setString` is to return; nothing is put there unless it is true.
+  /// The result of `setString`. If it is false, `setString` stores nothing.
   bool accepts = true;
   std::map<PasteboardType, std::string> contents;
-  /// "clear", or the text that was set, for each call.
+  /// The calls in order: "clear", or the text that was set.
   std::vector<std::string> calls;
 };
 

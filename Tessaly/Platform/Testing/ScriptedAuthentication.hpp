@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A user, or the lack of one, that a test scripts.
+/// An authentication backend whose answers a test scripts.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 ///     const BackendInstallation<AuthenticationBackend> installation(user);
 class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend {
  public:
-  /// What the user was asked.
+  /// A question to the user.
   struct Question {
     LAPolicy policy = LAPolicy::deviceOwnerAuthentication;
     std::string localizedReason;
@@ -32,13 +32,13 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
   [[nodiscard]] std::unique_ptr<LAContext> makeContext() override;
 
   bool canEvaluate = true;
-  /// Why not; may be null.
+  /// The reason why the user cannot be asked. May be null.
   std::exception_ptr obstacle;
   /// The user: calls the reply, keeps it for later, or drops it.
   std::function<void(LAContext::Reply)> onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
-  /// How many contexts were made.
+  /// The number of contexts that were made.
   int contexts = 0;
-  /// What was asked whether it is possible, and of the user.
+  /// The policies that were checked, in order, and the questions to the user.
   std::vector<LAPolicy> possibilities;
   std::vector<Question> questions;
 };

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Bookmarks of files that need not exist: a test says which there are, and where they go.
+/// Bookmarks of files that need not exist. A test says which files exist and where they move.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -22,20 +22,20 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
  public:
   ~ScriptedBookmarks() override;
 
-  /// Makes a file, in the place of one that was there.
+  /// Makes a file. Replaces an existing one.
   void add(const URL& url);
-  /// Moves a file, if it is there, onto one that is there, too.
+  /// Moves a file if it exists. Replaces an existing file at the destination.
   void move(const URL& from, const URL& to);
   void remove(const URL& url);
 
-  /// `ENOENT` for a file that is not there.
+  /// Throws `ENOENT` for a file that does not exist.
   [[nodiscard]] Data bookmarkData(const URL& url, BookmarkCreationOptions options) override;
-  /// Stale if the file is elsewhere than when the data was made.
+  /// The result is stale if the file moved after the data was made.
   [[nodiscard]] ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override;
 
-  /// The system's error code that every call throws while it is set.
+  /// While this error code is set, every call throws it.
   std::optional<int> failure;
-  /// With which options data was made and resolved, in order.
+  /// The options of the calls that made and resolved data, in order.
   std::vector<BookmarkCreationOptions> creations;
   std::vector<BookmarkResolutionOptions> resolutions;
 

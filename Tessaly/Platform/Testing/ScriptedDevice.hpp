@@ -27,9 +27,9 @@ class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
 
   /// The texts by name, without their terminating zeros.
   std::map<std::string, std::string> values;
-  /// Called between the question for a size and the one for the text.
+  /// Called between the request for a size and the request for the text.
   std::function<void()> afterSize;
-  /// What was asked for: the names, with "?" behind those that were only asked for their size.
+  /// The requested names in order. A "?" follows a name if only its size was requested.
   std::vector<std::string> calls;
 };
 

@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The system's file manager with scripted answers: set the functions for what is to go differently before it is used.
-/// The sources that it makes fire only when a test says so.
+/// The system's file manager with scripted answers. A test sets functions for the answers that differ, before the first
+/// use. The sources that it makes fire only when the test calls `fire`.
 ///
-/// Thread contract: thread-safe, but for the functions, which are set before.
+/// Thread contract: thread-safe, except that the functions are set before the first use.
 ///
 ///     const auto files = std::make_shared<ScriptedFileManager>();
 ///     files->grantsAccess = [](const URL&) { return false; };
@@ -44,14 +44,15 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<void(const URL&)> excludeFromBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
-  /// Has every source that is resumed and not cancelled tell of these kinds, asked for or not. How many did.
+  /// Makes every source that is resumed and not cancelled report these kinds, even if they were not requested. Returns
+  /// the number of these sources.
   int fire(FileSystemEvent event);
-  /// How many sources are resumed and not cancelled.
+  /// The number of sources that are resumed and not cancelled.
   [[nodiscard]] int activeSources() const;
-  /// How often access was begun, and how often ended.
+  /// The number of times that access was begun, and ended.
   [[nodiscard]] int accessesBegun() const noexcept { return accessesBegun_; }
   [[nodiscard]] int accessesEnded() const noexcept { return accessesEnded_; }
-  /// How often it was asked whether a file exists.
+  /// The number of calls of `fileExists`.
   [[nodiscard]] int existenceChecks() const noexcept { return existenceChecks_; }
 
   bool startAccessingSecurityScopedResource(const URL& url) override;

@@ -8,7 +8,7 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Platform/Network/NetworkBackend.hpp"
 
-#pragma push_macro("Status")  // Of Xlib.
+#pragma push_macro("Status")  // A macro of Xlib.
 #undef Status
 
 namespace Tessaly::inline v1 {
@@ -25,12 +25,12 @@ class TESSALY_EXPORT ScriptedNetwork final : public NetworkBackend {
   explicit ScriptedNetwork(NWPath path);
   explicit ScriptedNetwork(NWPath::Status status);
 
-  /// Makes a path the current one and reports it to all monitors, also if it is the one that was there.
+  /// Makes a path the current one and reports it to all monitors, even if it did not change.
   void setPath(NWPath path);
   void setStatus(NWPath::Status status);
-  /// Counts.
+  /// Counts the monitors.
   void refresh() override;
-  /// How many monitors were made.
+  /// The number of monitors that were made.
   [[nodiscard]] int monitors() const noexcept { return monitors_.load(); }
 
  private:

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A power management that a test scripts and looks into.
+/// A power backend that a test scripts and inspects.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 ///     assert(power->held.size() == 1);
 class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
  public:
-  /// A call as it was made.
+  /// The arguments of a call.
   struct Creation {
     std::string type;
     std::uint32_t level = 0;
@@ -37,12 +37,12 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
   std::int32_t releaseAssertion(std::uint32_t identifier) override;
   [[nodiscard]] PowerStatus status() const override;
 
-  /// What the next calls are to return; nothing happens unless it is 0.
+  /// The result of the next calls. If it is not 0, a call does nothing else.
   std::int32_t creationResult = 0;
   std::int32_t releaseResult = 0;
   /// The assertions that are held, by identifier.
   std::map<std::uint32_t, Creation> held;
-  /// Every call, failed ones included.
+  /// Every call, including failed ones.
   std::vector<Creation> creations;
   std::vector<std::uint32_t> releases;
 

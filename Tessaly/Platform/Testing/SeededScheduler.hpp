@@ -13,13 +13,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// A global executor that runs one job at a time on the thread that asks, choosing among the waiting ones by a seeded
-/// random generator: the same seed gives the same interleaving. For tests of orders that a quiet machine never shows.
+/// A global executor for tests of rare interleavings. It runs one job at a time on the calling thread. A seeded random
+/// generator chooses the next job, so the same seed gives the same interleaving.
 ///
-/// Tasks interleave where they suspend, so a test that wants every order of its steps puts a `Task<>::yield()` between
-/// them. Serial executors never take the shortcut onto the running thread, so each hop is a choice, too.
+/// Tasks interleave only where they suspend. A test that needs every order of its steps puts a `Task<>::yield()`
+/// between them. Serial executors never continue directly on the running thread, so each hop is a choice of the
+/// scheduler too.
 ///
-/// Thread contract: thread-safe, except that one thread runs the jobs.
+/// Thread contract: thread-safe, except that only one thread runs the jobs.
 ///
 ///     SeededScheduler& scheduler = SeededScheduler::install();
 ///     for (std::uint64_t seed = 0; seed < 1000; ++seed) {
@@ -29,15 +30,15 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT SeededScheduler final : public Executor {
  public:
-  /// Makes the one of this process the global executor. Stops the process if another one is in use.
+  /// Makes the process's scheduler the global executor. Stops the process if another executor is in use.
   static SeededScheduler& install();
 
   void reseed(std::uint64_t seed);
 
   void enqueue(Job& job) noexcept override;
-  /// Runs a job that waits; false if none does.
+  /// Runs a waiting job. Returns false if no job waits.
   bool runOne();
-  /// Runs jobs until none waits; returns how many it ran.
+  /// Runs jobs until none waits. Returns the number of jobs that ran.
   std::size_t runUntilIdle();
 
  private:
