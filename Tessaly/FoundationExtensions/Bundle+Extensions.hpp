@@ -13,13 +13,14 @@ namespace Tessaly::inline v1 {
 
 // Facts about the running application. All are thread-safe.
 
-/// The version that people see; empty where the bundle has none.
+/// The version that users see. Empty if the bundle has none.
 [[nodiscard]] TESSALY_EXPORT std::string appVersionString(const Bundle& bundle);
-/// The number of the build; empty where the bundle has none.
+/// The number of the build. Empty if the bundle has none.
 [[nodiscard]] TESSALY_EXPORT std::string buildNumber(const Bundle& bundle);
-/// `appVersionString` as a version; nothing where it does not read as one.
+/// `appVersionString` as a version. Absent if the text is not a version.
 [[nodiscard]] TESSALY_EXPORT std::optional<Version> appVersion(const Bundle& bundle);
-/// Whether the application came through a channel for beta tests. Programs are not signed here, so it is false.
+/// Whether the application was installed from a channel for beta tests. Always false, because programs are not signed
+/// on this system.
 [[nodiscard]] TESSALY_EXPORT bool isInTestFlight(const Bundle& bundle) noexcept;
 
 }  // namespace Tessaly::inline v1

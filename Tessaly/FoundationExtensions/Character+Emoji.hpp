@@ -23,7 +23,7 @@ namespace Tessaly::inline v1::Character {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCombinedIntoEmoji(std::string_view character) noexcept;
 
-/// Whether one of the two holds.
+/// Whether `isSimpleEmoji` or `isCombinedIntoEmoji` is true.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -60,7 +60,8 @@ template <typename Generator>
 }  // namespace detail
 
 /// The given number of distinct elements, chosen at random, in no particular order. Every choice is equally likely. If
-/// the collection has no more elements, all of them in their order. None for a negative amount.
+/// the collection has at most `amount` elements, the result is all of them in their order. A negative amount gives no
+/// elements.
 ///
 /// The nearest standard facility is `std::ranges::sample`, which keeps the order of the elements. The last argument is
 /// the source of randomness, by default the system's.

@@ -15,8 +15,8 @@ namespace Tessaly::inline v1::Collection {
 
 namespace detail {
 
-/// Sorts by merging longer and longer runs. Whatever `comesBefore` answers, every item comes out once: `std::sort` may
-/// leave its range where the order is none, and `std::stable_sort` warns, in libstdc++ 12, of what it uses itself.
+/// A merge sort. The result contains every item once, even if `comesBefore` is not an order. `std::sort` may read
+/// outside its range in that case. `std::stable_sort` of libstdc++ 12 causes a compiler warning.
 template <typename Item, typename Order>
 void mergeSort(std::vector<Item>& items, Order comesBefore) {
   std::vector<Item> merged(items.size());
@@ -35,9 +35,9 @@ void mergeSort(std::vector<Item>& items, Order comesBefore) {
 
 }  // namespace detail
 
-/// The elements, sorted by a value that each of them has: a member, a member function, a key path, any function of an
-/// element. `order` tells whether the first of two such values comes before the second. Elements with equal values keep
-/// their order. An order such as `<=`, which is none, gives some order and no crash.
+/// The elements, sorted by a value of each element: a member, a member function, a key path, or any function of an
+/// element. `order` says whether the first of two values comes before the second. Elements with equal values keep their
+/// order. An `order` such as `<=`, which is not a strict order, gives an unspecified order and never a crash.
 ///
 /// The nearest standard facility is `std::ranges::stable_sort`, which sorts in place.
 ///

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1::Comparable {
 
-/// The value, or the bound of the range that is nearest to it. The nearest standard facility is `std::clamp`, which
-/// takes two loose bounds and trusts their order. NaN becomes the lower bound.
+/// The value if the range contains it, otherwise the nearest bound of the range. The nearest standard facility is
+/// `std::clamp`, which takes two bounds and does not check their order. NaN becomes the lower bound.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -22,16 +22,16 @@ template <std::totally_ordered T>
   return std::max(range.lowerBound(), std::min(value, range.upperBound()));
 }
 
-/// The same for a value of another type than the range's bounds: an integer of any size and sign, a number for a range
-/// in floating point, a literal for a range of texts. A fraction and a range of integers do not compile, because a
-/// fraction inside the range would be cut.
+/// The same for a value of another type than the range's bounds. The value can be an integer of any size and sign, a
+/// number for a range in floating point, or a literal for a range of texts. A floating-point value for a range of
+/// integers does not compile, because its fraction would be lost.
 ///
 /// Thread contract: thread-safe.
 template <std::totally_ordered T, std::convertible_to<T> Value>
   requires(!std::same_as<Value, T> && !(std::integral<T> && std::floating_point<Value>))
 [[nodiscard]] constexpr T clamped(const Value& value, const ClosedRange<T>& range) {
   if constexpr (std::integral<T> && std::integral<Value>) {
-    // Promoted, because characters and truth values are no integers for these comparisons.
+    // The values are promoted, because these comparisons refuse characters and truth values.
     if (std::cmp_less(+value, +range.lowerBound())) return range.lowerBound();
     if (std::cmp_greater(+value, +range.upperBound())) return range.upperBound();
     return static_cast<T>(value);

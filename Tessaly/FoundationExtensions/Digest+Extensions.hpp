@@ -27,7 +27,7 @@ namespace Insecure {
 }  // namespace Insecure
 
 namespace detail {
-/// Reads a file to its end on a thread that may block, and gives it to `onPiece` in blocks of 256 KiB.
+/// Reads a file to its end on a thread that may block, and calls `onPiece` with each block of 256 KiB.
 TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<const std::uint8_t>)> onPiece,
                                         std::function<void(double)> onProgress);
 }  // namespace detail
@@ -35,8 +35,8 @@ TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<c
 /// The digest of a file, which is read to its end in blocks of 256 KiB: a `SHA256Digest`, a `SHA512Digest` or an
 /// `Insecure::MD5Digest`. Reads on a thread that may block.
 ///
-/// `onProgress` is called on that thread after each block with the part that is done, and at last with 1. Throws
-/// `POSIXError` when the file cannot be read, and `CancellationError` at most one block after the task was cancelled.
+/// `onProgress` is called on that thread after each block with the fraction that is done, and finally with 1. Throws
+/// `POSIXError` if the file cannot be read, and `CancellationError` at most one block after the task was cancelled.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -18,7 +18,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-// An error's own functions may fail in their turn; the log then says what is known without them.
+// The functions of an error may throw too. The log then describes the error without them.
 template <typename Describe>
 std::string describedBy(Describe&& describe, const std::type_info& type) {
   try {

@@ -9,24 +9,24 @@
 
 namespace Tessaly::inline v1 {
 
-/// The text of an error for a log: what it is as a value, ", ", and its message for people.
+/// The text of an error for a log: its description, ", ", and its message for people.
 ///
 /// An `Error` gives `description()` and `localizedDescription()`. A `std::system_error` with an `errno` reads like a
-/// `POSIXError`; any other `std::exception` is its bare type name with its text quoted, and its text:
-/// `runtime_error("No paper"), No paper`. Never throws, except for want of memory.
+/// `POSIXError`. Any other `std::exception` gives its unqualified type name with its quoted text, and its text:
+/// `runtime_error("No paper"), No paper`. Throws only `std::bad_alloc`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
-/// The same for whatever was thrown, also if that is no exception type: a thrown text or number is described by itself,
-/// anything else by its type. "nil" when nothing was thrown.
+/// The same for any thrown object. The description of a thrown text or number is its value; that of any other type is
+/// the type's name. "nil" for a null pointer.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
-/// Whether the error only says that the work was given up on request: a `CancellationError`, or a `URLError` whose code
-/// is `cancelled`.
+/// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is
+/// `cancelled`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception& error) noexcept;
-/// The same for whatever was thrown. False when nothing was.
+/// The same for any thrown object. False for a null pointer.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception_ptr& error) noexcept;
 
 }  // namespace Tessaly::inline v1

@@ -23,27 +23,27 @@ struct detail::MainBundleLogger {
   [[nodiscard]] TESSALY_EXPORT static Logger makeForType(std::string_view subsystem, std::string_view typeName);
 };
 
-// The helpers below write one record each. They never throw and never fail; when the type of the record is not enabled
-// they do nothing, and no text is made. Their last parameters stand for the caller's place and are left out; a null
-// file or function is written as "(null)". All of them are thread-safe.
+// Each of the functions below writes one record. They never throw and never fail. If the type of the record is
+// disabled, they do nothing and make no text. Callers omit the last parameters, which are the place of the call. A null
+// file or function is written as "(null)". All of these functions are thread-safe.
 
-/// Writes the message, public, as a record of type error.
+/// Writes the message as a public record of type error.
 ///
 ///     const auto logger = Logger::make("Export", Type<Exporter>());
 ///     errorPublic(logger, "The table is empty");
 TESSALY_EXPORT void errorPublic(const Logger& logger, std::string_view message,
                                 LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes the message, public, as a warning, which is a record of type error.
+/// Writes the message as a public warning, which is a record of type error.
 TESSALY_EXPORT void warningPublic(const Logger& logger, std::string_view message,
                                   LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes the message, public, as a record of type default.
+/// Writes the message as a public record of type default.
 TESSALY_EXPORT void noticePublic(const Logger& logger, std::string_view message,
                                  LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes "<message> | File: <file>, line: <line>", public, as a record of type error. It does not stop the process, in
-/// any build.
+/// Writes "<message> | File: <file>, line: <line>" as a public record of type error. Does not stop the process in any
+/// build.
 TESSALY_EXPORT void errorWithAssert(const Logger& logger, std::string_view message, const char* file = __builtin_FILE(),
                                     unsigned line = __builtin_LINE(),
                                     const char* function = __builtin_FUNCTION()) noexcept;
@@ -53,11 +53,11 @@ TESSALY_EXPORT void writeCaughtError(const Logger& logger, std::string_view mess
                                      LogLocation location) noexcept;
 }  // namespace detail
 
-/// Runs the operation, and if it throws, writes a record of type error instead of passing the error on:
-/// "<message> <error> | Function: <function> | File: <file>". All of it is public but the error's text, which is its
-/// `logDescription`. A message that does not end with punctuation gets a full stop.
+/// Runs the operation. If it throws, writes a record of type error and does not rethrow: "<message> <error> | Function:
+/// <function> | File: <file>". The record is public except the error's text, which is its `logDescription`. A message
+/// that does not end with punctuation gets a full stop.
 ///
-/// Only the unwinding of a thread that is ended by `pthread_exit` or `pthread_cancel` passes through.
+/// Only the unwinding by `pthread_exit` or `pthread_cancel` passes through.
 ///
 ///     catchError(logger, "Saving failed", [&] { document.save(); });
 template <std::invocable Operation>
@@ -77,7 +77,7 @@ void catchError(const Logger& logger, std::string_view message, Operation&& oper
   }
 }
 
-/// The same for a place that is told, the operation last.
+/// The same with an explicit place of the call. The operation is the last argument.
 template <std::invocable Operation>
 void catchError(const Logger& logger, std::string_view message, const char* file, const char* function,
                 Operation&& operation, unsigned line = __builtin_LINE()) {

@@ -16,7 +16,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Removed at the end, if it is there.
+/// A temporary directory. The destructor removes it if it exists.
 struct Temporary {
   FileManager& files;
   URL url;
@@ -26,7 +26,7 @@ struct Temporary {
   Temporary& operator=(const Temporary&) = delete;
   ~Temporary() {
     if (remove()) return;
-    // Copies of folders that may only be read hold on to what is in them.
+    // Entries of a read-only copy of a directory cannot be removed until the copy is writable.
     std::error_code code;
     for (std::filesystem::recursive_directory_iterator entry(url.path(), code), end; !code && entry != end;
          entry.increment(code)) {
@@ -38,7 +38,8 @@ struct Temporary {
   }
 
  private:
-  /// Whether it is gone. If not, whoever empties the folder for temporary files will find it.
+  /// Returns whether the directory is gone. A failure is tolerable, because the system empties the directory for
+  /// temporary files.
   bool remove() const noexcept {
     try {
       files.removeItem(url);
@@ -49,7 +50,7 @@ struct Temporary {
   }
 };
 
-/// The name of the copy of a file. Throws `POSIXError` (`EINVAL`) where the path ends in none, as "/" and ".." do.
+/// The name of the copy of a file. Throws `POSIXError` (`EINVAL`) if the path has no last name, as for "/" and "..".
 std::string nameOf(const URL& url) {
   std::string name = url.lastPathComponent();
   if (name.empty() || name == "/" || name == "." || name == "..") throw POSIXError(EINVAL);

@@ -12,10 +12,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The bytes of a zip archive of copies of the files, each under the last component of its path. Two of one name are an
-/// error (`EEXIST`), and so is a path that ends in no name, such as "/" or ".." (`EINVAL`). The copies are made in
-/// "tmp/" below the current folder in a sandbox, elsewhere in the folder for temporary files; they are removed at the
-/// end. Throws what making, copying, archiving or reading them throws.
+/// The bytes of a zip archive of copies of the files. The name of each copy is the last component of its path. Throws
+/// `POSIXError` if two files have the same name (`EEXIST`), and if a path has no last name, such as "/" or ".."
+/// (`EINVAL`). Also throws the errors of copying, archiving and reading. In a sandbox the copies are in "tmp/" in the
+/// current directory, otherwise in the directory for temporary files. They are removed at the end.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Async<Data> zipFiles(NSFileCoordinator coordinator, std::vector<URL> at);

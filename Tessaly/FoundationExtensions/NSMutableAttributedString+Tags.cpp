@@ -45,8 +45,8 @@ bool isLiteral(std::string_view tag) {
   return tag.find_first_not_of(letters) == std::string_view::npos;
 }
 
-/// From the first opening tag of each line to its last closing one. As the regular expression finds them, but linear:
-/// the expression looks through the rest of a line once more for each opening tag without a closing one.
+/// The passages from the first opening tag of each line to its last closing tag. A regular expression finds the same
+/// passages, but searches the rest of a line again for each opening tag without a closing one. This function is linear.
 std::vector<NSRange> passagesOf(std::u16string_view text, std::string_view tag) {
   const std::u16string opening = Text::toUTF16(fmt::format("<{}>", tag));
   const std::u16string closing = Text::toUTF16(fmt::format("</{}>", tag));
@@ -89,7 +89,8 @@ void replace(NSMutableAttributedString& string, std::string_view htmlTags,
   const std::vector<NSRange> matches = findPassages(original, htmlTags);
   if (matches.empty()) return;
 
-  // A tag may be a valid expression in the whole and an invalid one in a part, which then is found nowhere.
+  // A tag may be a valid expression in one of these patterns and an invalid one in another. An invalid pattern finds
+  // nothing.
   const auto anyTag = compiled(fmt::format("</?{}>", htmlTags));
   const auto openingTag = compiled(fmt::format("<{}>", htmlTags));
   const auto closingTag = compiled(fmt::format("</{}>", htmlTags));

@@ -15,13 +15,15 @@ namespace Tessaly::inline v1 {
 TESSALY_EXPORT void addAttributes(NSMutableAttributedString& string,
                                   const NSMutableAttributedString::Attributes& attributes);
 
-/// Takes each pair of tags away, `<b>` and `</b>` for the tag "b", and adds the attributes to what stood between them.
+/// Removes each pair of tags, such as `<b>` and `</b>` for the tag "b", and adds the attributes to the text between
+/// them.
 ///
-/// A pair goes from the first opening tag of a line to its last closing one; all tags between them go too. The pairs
-/// are found before anything is changed, and their places are not corrected for what is taken away before them: with
-/// pairs on several lines only the first is placed exactly. Nor is the length of a part for tags within it: where that
-/// leaves the text, the call throws `std::out_of_range` with the text as changed so far. The tag is part of regular
-/// expressions; one that makes none changes nothing. Ill-formed UTF-8 in it counts as U+FFFD.
+/// A pair is the first opening tag of a line and its last closing tag. All tags between them are removed too. The
+/// positions of the pairs are computed before the text changes, and are not corrected for removed tags. So with pairs
+/// on several lines only the first position is exact. The length of a passage is not corrected for tags in it either.
+/// If a passage then exceeds the text, the call throws `std::out_of_range` and leaves the text as changed so far. The
+/// tag is part of regular expressions; if one is invalid, nothing changes. Ill-formed UTF-8 in the tag counts as
+/// U+FFFD.
 ///
 /// Thread contract: thread-safe, except on the same text.
 ///

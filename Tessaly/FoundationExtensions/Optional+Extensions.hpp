@@ -40,8 +40,8 @@ concept IsStreamable = requires(std::ostream& stream, const T& value) { stream <
 template <typename T>
 concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 
-/// The wrapped value of an optional that holds one; otherwise throws what `makeError` returns, which is called only
-/// then. An error that is held in a `std::exception_ptr` is thrown as what it holds; a null one stops the process.
+/// The value of an optional. If the optional is empty, calls `makeError` and throws the result. If the result is a
+/// `std::exception_ptr`, rethrows its exception; a null pointer stops the process.
 ///
 /// From an lvalue it returns a reference into the optional, from an rvalue the value. `std::optional::value` always
 /// throws `std::bad_optional_access`.
@@ -65,9 +65,9 @@ template <typename MaybeValue, std::invocable MakeError>
   return *std::forward<MaybeValue>(optional);
 }
 
-/// The description of a value: `description()` if it has one, else what `operator<<` writes. Truth values read "true"
-/// and "false"; floating-point numbers are the shortest text that reads back as the same number, always with a fraction
-/// or an exponent ("12.0", "1e-05"). The text does not depend on `std::locale::global`.
+/// The description of a value: `description()` if it has one, else the output of `operator<<`. Truth values read "true"
+/// and "false". A floating-point number is the shortest text that parses as the same number, always with a fraction or
+/// an exponent ("12.0", "1e-05"). The text does not depend on `std::locale::global`.
 ///
 /// Thread contract: thread-safe.
 template <Describable T>
@@ -82,7 +82,7 @@ template <Describable T>
     return std::to_string(value);
   } else {
     std::ostringstream stream;
-    // The host's global locale could group digits and translate the words.
+    // The classic locale, because the host's global locale could group digits and translate the words.
     stream.imbue(std::locale::classic());
     stream << std::boolalpha << value;
     return std::move(stream).str();
