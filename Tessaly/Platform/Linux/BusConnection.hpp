@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Which bus to talk to.
+/// A bus that a process can connect to.
 enum class Bus : bool { session, system };
 
 struct BusMessageReleaser {
@@ -21,7 +21,7 @@ struct BusMessageReleaser {
 };
 using BusMessage = std::unique_ptr<sd_bus_message, BusMessageReleaser>;
 
-/// What came back: a message, or a negative system error code, with the name and the words of an error reply.
+/// The result of a call: a message, or a negative system error code with the name and the message of an error reply.
 struct BusReply {
   int result = 0;
   BusMessage message = nullptr;
@@ -29,8 +29,8 @@ struct BusReply {
   std::string errorMessage = {};
 };
 
-/// A private connection to a bus, on which no operation takes longer than the limit. Part of each library that uses it,
-/// and of none of their interfaces.
+/// A private connection to a bus. No operation takes longer than the limit. Each library that includes this header
+/// compiles it into itself and does not export it.
 ///
 /// Thread contract: thread-compatible.
 class BusConnection {
@@ -43,7 +43,7 @@ class BusConnection {
   [[nodiscard]] sd_bus* get() const noexcept { return bus_.get(); }
   void close() noexcept { bus_.reset(); }
 
-  /// Connects and waits until the bus has accepted the connection. 0 or a negative system error code.
+  /// Connects, and waits until the bus has accepted the connection. Returns 0 or a negative system error code.
   int open(Bus which) {
     bus_.reset();
     sd_bus* bus = nullptr;
@@ -51,7 +51,7 @@ class BusConnection {
     if (result < 0) return result;
     bus_.reset(bus);
     sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count()));
-    // The library would wait for a minute and a half for a bus that accepts the connection and then says nothing.
+    // libsystemd would wait 90 s for a bus that accepts the connection and never answers.
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while ((result = sd_bus_is_ready(bus)) == 0) {
       result = sd_bus_process(bus, nullptr);
@@ -70,7 +70,8 @@ class BusConnection {
     return result < 0 ? result : 0;
   }
 
-  /// A call that does not start its destination. Null when it cannot be made, as for text that is not UTF-8.
+  /// A method call that does not start the destination service. Null if it cannot be made, for example with text that
+  /// is not UTF-8.
   [[nodiscard]] BusMessage makeCall(const char* destination, const char* path, const char* interface,
                                     const char* member) const {
     sd_bus_message* message = nullptr;
@@ -81,7 +82,8 @@ class BusConnection {
     return BusMessage(message);
   }
 
-  /// Sends and waits for the reply, at most `timeout` (0 is the limit, the largest value for ever).
+  /// Sends the message and waits for the reply, for at most `timeout` microseconds. 0 means the limit, and the maximum
+  /// value means no limit.
   BusReply call(const BusMessage& message, std::uint64_t timeout = 0) {
     BusReply reply;
     if (message == nullptr || bus_ == nullptr) {
@@ -100,7 +102,7 @@ class BusConnection {
     return reply;
   }
 
-  /// The connection that owns the name, or empty.
+  /// The connection that owns the name, or an empty text.
   [[nodiscard]] std::string ownerOf(const char* name) {
     BusMessage question =
         makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");

@@ -21,14 +21,14 @@ namespace Tessaly::inline v1 {
 namespace detail {
 namespace {
 
-/// A service that can keep a display awake, and what to call it by.
+/// A service that can keep a display awake, and its names on the bus.
 struct Inhibitor {
   PowerService service;
   Bus bus;
   const char* name;
   const char* path;
   const char* interface;
-  /// Null where closing a descriptor gives the inhibition back.
+  /// Null if closing a descriptor ends the inhibition.
   const char* undo;
 };
 
@@ -41,7 +41,7 @@ constexpr Inhibitor inhibitors[] = {
      "org.freedesktop.login1.Manager", nullptr},
 };
 
-/// The session manager's flag for keeping the session from becoming idle.
+/// The session manager's flag for an inhibition of the idle state.
 constexpr std::uint32_t inhibitIdle = 8;
 
 std::string applicationName() {
@@ -49,7 +49,7 @@ std::string applicationName() {
   return ProcessInfo::processInfo().processName();
 }
 
-/// How long nobody is asked after all buses were found dead.
+/// The pause before the services are asked again if no bus is connected.
 constexpr int retryMilliseconds = 5000;
 
 PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
@@ -68,14 +68,15 @@ PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
 
 }  // namespace
 
-/// One assertion: who holds it, and what it takes to give it back.
+/// One assertion: the service that holds it, and the data to release it.
 ///
-/// A thread of its own watches the buses while it is held, so that nothing but the services decides how long it lasts.
+/// While the assertion is held, a thread of its own watches the buses. When the service ends, the thread asks the other
+/// services.
 class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition> {
  public:
   explicit DisplayInhibition(std::string reason) : reason_(std::move(reason)), wake_(::eventfd(0, EFD_CLOEXEC)) {}
 
-  /// Asks the services in turn. True if one keeps the display awake.
+  /// Asks the services in turn. Returns whether one of them keeps the display awake.
   bool acquire() {
     {
       const UnfairLock::Guard guard(lock_);
@@ -88,7 +89,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     return true;
   }
 
-  /// 0 or a system error code.
+  /// Returns 0 or a system error code.
   std::int32_t release() {
     const UnfairLock::Guard guard(lock_);
     if (isReleased_) return ENOENT;
@@ -99,7 +100,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       holder_ = nullptr;
       descriptor_ = OwnedDescriptor();
     }
-    // The thread ends, or looks at what arrived beside the answer.
+    // The thread ends, or processes messages that arrived beside the answer.
     ::eventfd_write(wake_.get(), 1);
     return error;
   }
@@ -115,7 +116,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
 
   bool askAll() TESSALY_REQUIRES(lock_) {
     status_ = {};
-    // The former inhibition is kept until there is another, so that the display is not left to itself in between.
+    // The former inhibition is kept until there is a new one, so that the display stays awake in between.
     const OwnedDescriptor former = std::exchange(descriptor_, OwnedDescriptor());
     holder_ = nullptr;
     int reached[2];
@@ -126,7 +127,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       PowerStatus::Attempt attempt = ask(inhibitor, result);
       const bool isHeld = attempt.problem == PowerProblem::none;
       if (result == 0 && attempt.problem == PowerProblem::notAnswering) {
-        // It may still answer, and would keep the display awake for as long as it sees the connection that asked.
+        // The service may still answer. It would then keep the display awake as long as this connection is open.
         connection(inhibitor.bus).close();
         result = -EINPROGRESS;
       }
@@ -196,7 +197,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     return {};
   }
 
-  /// Connects if there is no connection, and listens for services that come and go.
+  /// Connects if there is no connection, and subscribes to changes of name owners.
   int reach(Bus which) TESSALY_REQUIRES(lock_) {
     BusConnection& bus = connection(which);
     if (bus.isOpen()) return 0;
@@ -221,11 +222,11 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     return 0;
   }
 
-  /// Called while messages are processed, so under the lock.
+  /// Called while messages are processed, so the lock is held.
   void noteOwner(sd_bus_message* message) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     const auto change = readOwnerChange(message);
     if (!change) return;
-    // Somebody came while nobody held it, or the holder went.
+    // A service appeared while no service held the assertion, or the holder disappeared.
     if (holder_ == nullptr ? !change->next.empty() : change->name == holder_->name && owner_ == change->former)
       mustAsk_ = true;
   }
@@ -261,7 +262,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     }
   }
 
-  /// Takes in what has arrived from the buses, and asks the services again if they changed.
+  /// Processes the messages of the buses, and asks the services again if they changed.
   void processAll() TESSALY_REQUIRES(lock_) {
     do {
       if (std::exchange(mustAsk_, false)) askAll();
@@ -279,7 +280,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
   }
 
   std::int32_t undo() TESSALY_REQUIRES(lock_) {
-    // A service that is gone, or a bus, has taken the inhibition with it.
+    // The inhibition ended with its service or bus.
     if (holder_ == nullptr || holder_->undo == nullptr || !connection(holder_->bus).isOpen()) return 0;
     BusConnection& bus = connection(holder_->bus);
     const BusMessage message = bus.makeCall(owner_.c_str(), holder_->path, holder_->interface, holder_->undo);
@@ -288,7 +289,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     if (reply.result >= 0 || !bus.isOpen()) return 0;
     switch (problemOf(reply, bus)) {
       case PowerProblem::noOwner:
-      case PowerProblem::notAnswering:  // It will see the connection go that asked for the inhibition.
+      case PowerProblem::notAnswering:  // The service ends the inhibition when this connection closes.
         return 0;
       default:
         return -reply.result;
@@ -346,7 +347,7 @@ std::int32_t BusPower::releaseAssertion(std::uint32_t identifier) {
   const UnfairLock::Guard guard(lock_);
   assertions_.erase(identifier);
   if (latest_ == assertion) {
-    // Without the assertion, which keeps a descriptor.
+    // The status is kept without the assertion, because an assertion keeps a descriptor open.
     lastStatus_ = assertion->status();
     latest_ = nullptr;
   }

@@ -15,13 +15,13 @@ namespace detail {
 class DisplayInhibition;
 }
 
-/// Keeps the display awake through the first of the desktop's screen saver, its session manager and the login manager
-/// that owns its name and answers.
+/// Keeps the display awake through a service. It asks the desktop's screen saver, its session manager and the login
+/// manager in this order, and takes the first that answers.
 ///
-/// Every assertion has connections of its own, so that the services drop it when the process ends. When the service
-/// that holds one goes away, or another takes its place, all are asked again.
+/// Every assertion has connections of its own, so the services end it when the process ends. If the service that holds
+/// an assertion ends or is replaced, all services are asked again.
 ///
-/// Thread contract: thread-safe. An operation waits at most two seconds for each service.
+/// Thread contract: thread-safe. An operation waits at most 2 s for each service.
 ///
 ///     BusPower power;
 ///     std::uint32_t identifier = 0;
@@ -41,7 +41,7 @@ class TESSALY_EXPORT BusPower final : public PowerBackend {
   std::map<std::uint32_t, std::shared_ptr<detail::DisplayInhibition>> assertions_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t lastIdentifier_ TESSALY_GUARDED_BY(lock_) = 0;
   std::shared_ptr<detail::DisplayInhibition> latest_ TESSALY_GUARDED_BY(lock_);
-  /// Of the latest one, where that is not held any more.
+  /// The status of the latest assertion if that is no longer held.
   PowerStatus lastStatus_ TESSALY_GUARDED_BY(lock_);
 };
 

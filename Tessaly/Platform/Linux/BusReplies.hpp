@@ -13,31 +13,31 @@
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
-/// What daemons say over a bus is read here, and nowhere else. Part of each library that uses it, and of none of their
-/// interfaces.
+/// The functions that parse the messages of daemons on a bus; no other code parses them. Each library that includes
+/// this header compiles it into itself and does not export it.
 ///
-/// A message is read from its beginning on, once. Its header was checked by the bus's library, its body by nobody: the
-/// body may be of any types, cut short, or no encoding of anything, and each function takes all of that. What stands
-/// behind the part that is looked for is not read.
+/// Each message is parsed once, from its beginning. libsystemd checks the header only. The body may have any types, may
+/// be cut short, and may be malformed; each function accepts any body. The functions do not parse the rest of a message
+/// behind the part that they need.
 ///
 /// Thread contract: thread-compatible.
 namespace Tessaly::inline v1::detail {
 
-/// Why a message does not hold what was looked for.
+/// The reason why a message does not contain the wanted value.
 enum class ReplyProblem : std::uint8_t {
-  /// It is an error.
+  /// The message is an error.
   isError,
-  /// It ends before.
+  /// The message ends before the value.
   missing,
-  /// Something of another type stands there.
+  /// There is a value of another type.
   otherType,
-  /// Its bytes are no encoding of the types that it names, or what they encode cannot be.
+  /// The bytes do not encode the named types, or the encoded value is impossible.
   malformed,
-  /// This process may not have one more descriptor.
+  /// The process has reached its limit of descriptors.
   noRoom,
 };
 
-/// What a problem is called in front of a person.
+/// The text of a problem for people.
 [[nodiscard]] constexpr std::string_view description(ReplyProblem problem) noexcept {
   switch (problem) {
     case ReplyProblem::isError:
@@ -54,19 +54,19 @@ enum class ReplyProblem : std::uint8_t {
   return "the answer is malformed";
 }
 
-/// A way in which a call failed, as far as it matters to whoever called.
+/// The kind of failure of a call.
 enum class CallFailure : std::uint8_t {
-  /// Nobody has the name that was called, or whoever had it went away without a word.
+  /// No program owns the called name, or its owner ended without an answer.
   noOwner,
-  /// The answer did not come in time, or the asked one went away.
+  /// The answer did not arrive in time, or the called program ended.
   noAnswer,
-  /// The called one has no such object, interface, method or property.
+  /// The called program has no such object, interface, method or property.
   nothingThere,
-  /// It has, and answered with an error of its own.
+  /// The called program answered with an error of its own.
   refused,
 };
 
-/// What the name of an error means.
+/// The kind of failure that the name of an error means.
 [[nodiscard]] inline CallFailure failureOf(std::string_view errorName) noexcept {
   if (errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER)
     return CallFailure::noOwner;
@@ -78,29 +78,29 @@ enum class CallFailure : std::uint8_t {
   return CallFailure::refused;
 }
 
-/// A message from whose beginning on things are taken one after the other. In one that is an error nothing is found:
-/// the words of an error are no answer. After a failure nothing more is.
+/// Takes the values of a message in order, from its beginning. Every request fails for a message that is an error,
+/// because the text of an error is not an answer. After one failure all later requests fail.
 class BusReader {
  public:
   explicit BusReader(sd_bus_message* message) noexcept : message_(message) {
     if (sd_bus_message_is_method_error(message, nullptr) > 0) problem_ = ReplyProblem::isError;
   }
 
-  /// Of the first failure; only after one.
+  /// The problem of the first failure. Requires a failure.
   [[nodiscard]] std::unexpected<ReplyProblem> problem() const noexcept { return std::unexpected(problem_.value()); }
 
-  /// Takes one thing of a basic type.
+  /// Takes one value of a basic type.
   template <typename Value>
   [[nodiscard]] bool take(char type, Value& place) noexcept {
     return !problem_ && succeeds(sd_bus_message_read_basic(message_, type, static_cast<void*>(&place)));
   }
-  /// Goes into a container of this type with these contents.
+  /// Enters a container of this type with these contents.
   [[nodiscard]] bool enter(char type, const char* contents) noexcept {
     return !problem_ && succeeds(sd_bus_message_enter_container(message_, type, contents));
   }
-  /// Leaves a container that has been read whole.
+  /// Leaves a container that was parsed completely.
   [[nodiscard]] bool leave() noexcept { return !problem_ && succeeds(sd_bus_message_exit_container(message_)); }
-  /// Passes over things of these types.
+  /// Skips values of these types.
   [[nodiscard]] bool skip(const char* types) noexcept {
     return !problem_ && succeeds(sd_bus_message_skip(message_, types));
   }
@@ -130,7 +130,7 @@ class BusReader {
   return number;
 }
 
-/// The number that is the value of a property, as `Get` answers it.
+/// The value of a property that is a number, from the answer of `Get`.
 [[nodiscard]] inline std::expected<std::uint32_t, ReplyProblem> readNumberProperty(sd_bus_message* message) {
   BusReader reader(message);
   std::uint32_t number = 0;
@@ -139,7 +139,7 @@ class BusReader {
   return number;
 }
 
-/// A descriptor of the caller's own: the one in the message is closed with the message.
+/// A duplicate of the message's descriptor, owned by the caller. The message closes the original.
 [[nodiscard]] inline std::expected<OwnedDescriptor, ReplyProblem> readDescriptor(sd_bus_message* message) {
   BusReader reader(message);
   int descriptor = -1;
@@ -149,7 +149,7 @@ class BusReader {
   return own;
 }
 
-/// Who owns a name, as `GetNameOwner` answers it: the name of a connection.
+/// The owner of a name, from the answer of `GetNameOwner`: the name of a connection.
 [[nodiscard]] inline std::expected<std::string, ReplyProblem> readOwner(sd_bus_message* message) {
   BusReader reader(message);
   const char* owner = nullptr;
@@ -158,7 +158,7 @@ class BusReader {
   return owner;
 }
 
-/// What `NameOwnerChanged` says. An owner is empty where there was or is none.
+/// The contents of `NameOwnerChanged`. An owner is empty if there was or is none.
 struct OwnerChange {
   std::string name;
   std::string former;
@@ -178,21 +178,22 @@ struct OwnerChange {
   return change;
 }
 
-/// What `PropertiesChanged` says of one property.
+/// The contents of `PropertiesChanged` about one property.
 struct PropertyChange {
   enum class Kind : std::uint8_t {
-    /// Nothing.
+    /// The message does not mention the property.
     none,
-    /// That it has to be asked for.
+    /// The property changed, and its value must be requested.
     invalidated,
     value,
   };
   Kind kind = Kind::none;
-  /// With `value`.
+  /// The new value, for `value` only.
   std::uint32_t number = 0;
 };
 
-/// Looks for a property that is a number. Of several values the first counts, and any value before an invalidation.
+/// Searches for a property that is a number. The first of several values counts, and a value counts before an
+/// invalidation.
 [[nodiscard]] inline std::expected<PropertyChange, ReplyProblem> readPropertyChange(sd_bus_message* message,
                                                                                     std::string_view interface,
                                                                                     std::string_view property) {
@@ -221,12 +222,12 @@ struct PropertyChange {
   return change;
 }
 
-/// What polkit answers to `CheckAuthorization`.
+/// The answer of polkit to `CheckAuthorization`.
 struct Authorization {
   bool isAuthorized = false;
-  /// The user has to be asked, and was not.
+  /// The user must be asked, and was not asked.
   bool needsTheUser = false;
-  /// The user was asked, and sent the question away.
+  /// The user was asked, and dismissed the question.
   bool isDismissed = false;
 };
 

@@ -27,7 +27,8 @@ Result checked(Result result) {
   return result;
 }
 
-/// Copies a range by way of this process; how far it came. That is less than the end where the file ends before.
+/// Copies a range through the memory of this process. Returns the end of the copied part, which is less than `end` if
+/// the file is shorter.
 off_t copyByReading(int source, int destination, off_t start, off_t end) {
   std::vector<char> block(std::size_t{256} * 1024);
   while (start < end) {
@@ -41,7 +42,7 @@ off_t copyByReading(int source, int destination, off_t start, off_t end) {
   return start;
 }
 
-/// The same, without moving bytes where the file system can share them.
+/// The same, but lets the file system copy or share the bytes if it can.
 off_t copyBytes(int source, int destination, off_t start, off_t end) {
   while (start < end) {
     off_t from = start;
@@ -51,20 +52,20 @@ off_t copyBytes(int source, int destination, off_t start, off_t end) {
     if (size < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP || errno == EPERM)) {
       return copyByReading(source, destination, start, end);
     }
-    // Some kernels give nothing for files that the kernel makes up as they are read.
+    // Some kernels copy nothing from files whose contents the kernel generates, such as those of /proc.
     if (checked(size) == 0) return copyByReading(source, destination, start, end);
     start += size;
   }
   return start;
 }
 
-/// Copies everything up to the end of the file, which need not be where its size says: files that the kernel makes up
-/// have sizes of their own. Holes stay holes. The size of the copy.
+/// Copies a file to its end and returns the size of the copy. The end may differ from the reported size, because files
+/// such as those of /proc report other sizes. Holes stay holes.
 off_t copyContents(int source, int destination, off_t size) {
   off_t place = 0;
   while (place < size) {
     const off_t start = ::lseek(source, place, SEEK_DATA);
-    if (start < 0 && errno == ENXIO) return size;  // Only a hole is left.
+    if (start < 0 && errno == ENXIO) return size;  // The rest of the file is a hole.
     const off_t hole = start < 0 ? -1 : ::lseek(source, start, SEEK_HOLE);
     const bool knowsHoles = start >= 0 && hole > start;
     const off_t end = knowsHoles ? hole : size;
@@ -78,7 +79,7 @@ bool isSameMoment(const timespec& left, const timespec& right) noexcept {
   return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
 }
 
-/// Whether nobody wrote the file between two looks at it.
+/// Whether the file was not written between the two calls of `fstat`.
 bool isUnchanged(const struct stat& before, const struct stat& after) noexcept {
   return before.st_size == after.st_size && isSameMoment(before.st_mtim, after.st_mtim);
 }
@@ -90,7 +91,7 @@ void copyFile(const std::string& source, const std::string& destination) {
   struct stat before{};
   struct stat after{};
   checked(::fstat(from.fileDescriptor(), &after));
-  // A program that writes a log now and then leaves time enough for one of these.
+  // A program that writes a log occasionally leaves enough time for one of these attempts.
   constexpr int attempts = 3;
   int attempt = 0;
   do {

@@ -63,9 +63,9 @@ void DelayedWork::run() {
 }
 
 void DelayedWork::cancel() noexcept {
-  if (isForkedChild()) return;  // Whoever does it is in the parent.
+  if (isForkedChild()) return;  // The work is running in the parent only.
   calls_.close();
-  // Nothing is scheduled once the calls are closed, so this is the last of it.
+  // Nothing is scheduled after the calls are closed, so this reference is the last one.
   std::shared_ptr<DelayedWork> self;
   const UnfairLock::Guard guard(lock_);
   if (scheduled_ != nullptr && clock_.remove(*this)) self = std::move(scheduled_);

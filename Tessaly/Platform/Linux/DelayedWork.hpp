@@ -12,17 +12,18 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Work that is done on a thread that may block, some time after it was asked for; asking again meanwhile can only
-/// make it come sooner. It is never under way twice: what becomes due while it is, is done once more afterwards.
+/// Work that a thread that may block does some time after `schedule`. Another `schedule` before that can only make the
+/// work start earlier. The work never runs twice at the same time. If it becomes due while it runs, it runs once more
+/// afterwards.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
  public:
   static std::shared_ptr<DelayedWork> make(Clock& clock, std::function<void()> work);
 
-  /// Does nothing while the process has no descriptors left for the clock's thread.
+  /// Schedules the work. Does nothing while the process has no descriptors left for the clock's thread.
   void schedule(std::chrono::nanoseconds delay);
-  /// Afterwards the work is not, and will not be, under way: what has begun on another thread is waited for.
+  /// Ends the work. Waits for a run on another thread. No run begins afterwards.
   void cancel() noexcept;
 
  private:
@@ -34,9 +35,9 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   Clock& clock_;
   const std::function<void()> work_;
   UnfairLock lock_;
-  /// Itself while it is scheduled, so that the timer is there to fire.
+  /// A reference to itself while the work is scheduled, so that the timer exists when it fires.
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
-  /// Somebody is on the way to do it, or to do it once more.
+  /// Whether a thread will run the work, or will run it once more.
   bool isDue_ TESSALY_GUARDED_BY(lock_) = false;
   bool isRunning_ TESSALY_GUARDED_BY(lock_) = false;
   CallGate calls_;

@@ -12,7 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Which file an entry leads to. The moment of its birth tells it from a later file that got the same number.
+/// The identity of the file of an entry. The time of creation distinguishes it from a later file with the same inode
+/// number.
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -21,22 +22,22 @@ struct FileIdentity {
   friend auto operator<=>(const FileIdentity&, const FileIdentity&) noexcept = default;
 };
 
-/// An entry as the system describes it.
+/// The system's description of an entry.
 struct FoundFile {
   FileIdentity identity;
   FileAttributes attributes;
-  /// Whether it is a file with other names too.
+  /// Whether the file has further names.
   bool isLinked = false;
 };
 
-/// Looks at an entry of an open directory, or with an empty name at the directory itself; follows no link. Nothing
-/// where there is no such entry. Throws `POSIXError`.
+/// Examines an entry of an open directory, or the directory itself if the name is empty. Follows no link. Returns
+/// nothing if there is no such entry. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.
 [[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory);
 
-/// Whether others can write to the volume of a path without this system's noticing.
+/// Whether other machines can write to the volume of a path without an event on this system.
 [[nodiscard]] bool isOnRemoteVolume(const char* path) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

@@ -11,26 +11,26 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A connection to a display, with a thread that answers the programs which paste.
+/// A connection to a display, with a thread that answers pasting programs.
 ///
 /// Thread contract: thread-safe.
 class DisplaySelection {
  public:
   virtual ~DisplaySelection();
-  /// Offers the contents in the place of whatever is there. Waits for the display, at most two seconds.
+  /// Offers the contents and replaces the present ones. Waits at most 2 s for the display.
   virtual PasteboardProblem offer(const PasteboardContents& contents) = 0;
   [[nodiscard]] virtual bool isOwner() const = 0;
-  /// Whether the display went away.
+  /// Whether the connection to the display ended.
   [[nodiscard]] virtual bool isLost() const = 0;
-  /// Returns when it is not the owner and nobody is in the middle of pasting from it.
+  /// Blocks until this process is not the owner and no program is pasting its contents.
   virtual void waitWhileServing() const = 0;
 };
 
 }  // namespace detail
 
-/// The pasteboard of the session's display. Connects at the first `setString`, and again when the display went away.
+/// The pasteboard of the session's display. Connects at the first `setString`, and again after the connection ended.
 ///
-/// The contents stay available as long as the process lives: a thread answers the programs that paste.
+/// The contents stay available until the process ends, because a thread answers pasting programs.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -44,8 +44,8 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
-  /// Waits as long as what was put there last can be pasted, or is being pasted by somebody who began before it was
-  /// replaced. For programs that have nothing else to do.
+  /// Blocks while programs can paste the last contents, and until transfers that began earlier have ended. For programs
+  /// that have nothing else to do.
   void waitWhileServing() const;
 
  private:

@@ -22,19 +22,19 @@ namespace {
 
 constexpr std::string_view magic = "TSBM\x01";
 constexpr std::size_t searchedNames = 100'000;
-/// How many folders above that of the file the search goes up.
+/// The number of directory levels above the file's directory that the search includes.
 constexpr int searchedLevels = 3;
 constexpr std::size_t maximalPath = std::size_t{64} * 1024;
 
-/// Which file it is, on this machine.
+/// The identity of a file on this machine.
 struct Identity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t born = 0;
 
   friend bool operator==(const Identity&, const Identity&) noexcept = default;
-  /// Whether it is that file, though its volume may have been numbered anew, as happens when the system starts. Files
-  /// that take one number in turn are told by the moment at which they were made.
+  /// Whether both are the same file, ignoring the number of the volume, which may change when the system starts. The
+  /// time of creation distinguishes files that had the same inode number.
   [[nodiscard]] bool isOfRenumberedVolume(const Identity& other) const noexcept {
     return device != other.device && inode == other.inode && born == other.born && born != 0;
   }
@@ -60,7 +60,7 @@ std::uint64_t number(std::string_view bytes) noexcept {
   return value;
 }
 
-/// FNV-1a, so that damage is noticed.
+/// FNV-1a, which detects damaged data.
 std::uint64_t checksum(std::string_view bytes) noexcept {
   std::uint64_t hash = 0xCBF29CE484222325;
   for (const char byte : bytes) hash = (hash ^ static_cast<std::uint8_t>(byte)) * 0x100000001B3;
@@ -101,7 +101,7 @@ std::string folderOf(const std::string& path) {
   return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
 }
 
-/// Looks for a file in a folder and in those below it, on the folder's volume, nearest first.
+/// Searches for a file in a directory and its subdirectories on the same volume, nearest first.
 class Search {
  public:
   explicit Search(const Identity& wanted) noexcept : wanted_(wanted) {}

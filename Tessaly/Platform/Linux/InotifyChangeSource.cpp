@@ -21,7 +21,7 @@ namespace {
 constexpr std::uint32_t folderEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ATTRIB | IN_ONLYDIR;
 constexpr std::uint32_t fileEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
-/// As many as the kernel follows.
+/// The kernel's own limit of links in a path.
 constexpr int maximalLinks = 40;
 
 std::int64_t nanoseconds(const statx_timestamp& time) noexcept {
@@ -76,11 +76,11 @@ std::optional<FileChange> InotifyChangeSource::changeSince(const State& before, 
   if (before.exists != state_.exists) return state_.exists ? FileChange::returned : FileChange::removed;
   if (!state_.exists) return std::nullopt;
   if (!state_.isSameFile(before)) return FileChange::replaced;
-  // An inode's number may be given to the next file within one tick of the clock that dates files. So a new file of the
-  // old one's number cannot be told by looking at it: what was heard decides.
+  // A new file may get the inode number of the old file within one tick of the clock that dates files. The attributes
+  // then do not distinguish the two files. The received events decide.
   if (heard.wasNamed && state_.changed != before.changed) return FileChange::replaced;
   if (heard.wasNamed || heard.wasWritten) return FileChange::contents;
-  // A new time alone counts where writes are not heard, and where a mapping may have been written: at a close.
+  // A new time alone counts in two cases: no events are received, or a close may follow writes to a mapping.
   if (state_.size != before.size || (hasNewTime_ && (heard.mayDiffer || hearsNothing))) return FileChange::contents;
   return std::nullopt;
 }
@@ -116,7 +116,7 @@ void InotifyChangeSource::follow() {
       folder.resize(std::max<std::size_t>(folder.rfind('/'), 1));
       continue;
     }
-    // Where there is no file yet, the folder tells on what volume it will be.
+    // If the file does not exist yet, the directory shows the volume that the file will have.
     isBlind |= isOnRemoteVolume(folder.c_str());
     const int number = watch(folder, folderEvents);
     if (number >= 0) names[number].insert(name);
@@ -138,7 +138,7 @@ void InotifyChangeSource::follow() {
       folder = path;
     }
   }
-  // A folder may be watched as such and as the file at once; then its names do not matter.
+  // A directory may be on the path and be the followed file at once. Then the names in it do not matter.
   if (file >= 0) names.erase(file);
   listener_->settle(std::move(names), file);
   for (const int old : former) hub.remove(old, *listener_);
@@ -166,7 +166,8 @@ bool InotifyChangeSource::Listener::note(int watch, std::uint32_t mask, std::str
     return true;
   }
   if (!name.empty()) {
-    // A folder tells of all that is in it. While the watches are set, the names that mattered so far matter in any.
+    // A directory reports events of all its entries. While the watches are being set, the former names count in every
+    // directory.
     if ((mask & (IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO)) == 0) return false;
     bool matters = false;
     for (const auto& [number, names] : watches_) matters |= (isSettling_ || number == watch) && names.contains(name);

@@ -19,8 +19,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Follows what a path leads to: it watches the file, and in every folder that the path goes through, symbolic links
-/// resolved, the name that it takes from there.
+/// Follows the file that a path leads to. It watches the file, and the next name of the path in each directory on the
+/// path. Symbolic links are resolved.
 ///
 /// Thread contract: thread-compatible.
 class InotifyChangeSource final : public FileChangeSource {
@@ -32,16 +32,16 @@ class InotifyChangeSource final : public FileChangeSource {
   [[nodiscard]] bool needsPolling() const noexcept override { return isBlind_; }
 
  private:
-  /// What was heard since it was last asked.
+  /// A summary of the events since the last call of `take`.
   struct Heard {
     bool wasWritten = false;    ///< The file was written.
-    bool mayDiffer = false;     ///< Something about the file changed.
+    bool mayDiffer = false;     ///< The file may have changed.
     bool mayHaveMoved = false;  ///< The path may lead elsewhere.
-    bool wasNamed = false;      ///< A name on the path came anew.
+    bool wasNamed = false;      ///< A name on the path was created.
 
     [[nodiscard]] bool isAnything() const noexcept { return wasWritten || mayDiffer || mayHaveMoved || wasNamed; }
   };
-  /// The names that matter in the folders of the watches; those of the file itself have none.
+  /// The names that matter in each watched directory. The watch of the file itself has no names.
   using Watches = std::map<int, std::set<std::string, std::less<>>>;
 
   class Listener final : public InotifyHub::Subscriber {
@@ -59,12 +59,12 @@ class InotifyChangeSource final : public FileChangeSource {
     Watches watches_ TESSALY_GUARDED_BY(lock_);
     int file_ TESSALY_GUARDED_BY(lock_) = -1;
     Heard heard_ TESSALY_GUARDED_BY(lock_);
-    /// Whether the watches are being set, so that it is not known whose name an event is about.
+    /// Whether the watches are being set. The directory of an event is unknown during that time.
     bool isSettling_ TESSALY_GUARDED_BY(lock_) = true;
     const std::function<void()> onPossibleChange_;
   };
 
-  /// The file as the system describes it.
+  /// The system's description of the file.
   struct State {
     bool exists = false;
     std::uint64_t device = 0;
@@ -91,7 +91,7 @@ class InotifyChangeSource final : public FileChangeSource {
   State state_;
   bool isBlind_ = false;
   bool isFollowing_ = false;
-  /// Whether the time of the last change differs from that at the last element.
+  /// Whether the modification time changed since the last change that was returned.
   bool hasNewTime_ = false;
 };
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t directoryEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
-/// When more names than these were heard, a look at everything is cheaper than to keep them.
+/// With more names than this, listing everything again is cheaper than keeping the names.
 constexpr std::size_t maximumNames = 100'000;
 
 }  // namespace
@@ -49,7 +49,7 @@ std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
   }
   findRoot();
   try {
-    // Once more as long as something came of it: a directory that was moved has its new path only afterwards.
+    // The loop repeats while it finds changes, because a moved directory gets its new path only at the end of a round.
     constexpr auto never = std::numeric_limits<std::size_t>::max();
     for (std::size_t reported = never; needsAnotherLook() && reported != changes_.size();) {
       reported = changes_.size();
@@ -64,7 +64,7 @@ std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
       lookAtOtherNames();
     }
   } catch (...) {
-    looksAtEverything_ = true;  // The model is behind.
+    looksAtEverything_ = true;  // The model is out of date.
     found_.clear();
     gone_.clear();
     throw;
@@ -130,7 +130,7 @@ OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
 void InotifyDirectorySource::lookAtEverything(Directory& directory) {
   const OwnedDescriptor opened = open(directory);
   if (!opened.isOpen()) {
-    looksAtEverything_ = true;  // It is about to be moved or removed in the model.
+    looksAtEverything_ = true;  // The model will move or remove the directory.
     return;
   }
   std::set<std::string, std::less<>> names;
@@ -145,7 +145,7 @@ void InotifyDirectorySource::lookAtEverything(Directory& directory) {
     if (entry.directory != nullptr) below.push_back(entry.directory.get());
   }
   for (const std::string& name : missing) compare(directory, name, std::nullopt, false);
-  // One that is gone from here is looked at when it is found elsewhere.
+  // A directory that left this place is listed when it is found at its new place.
   std::erase_if(below, [&](const Directory* one) { return gone_.contains(one->identity); });
   for (Directory* const one : below) lookAtEverything(*one);
 }
@@ -208,7 +208,7 @@ void InotifyDirectorySource::settle() {
   while (!found_.empty()) {
     std::vector<Place> blocked;
     bool isAnySettled = false;
-    // More are found while directories are added.
+    // Adding a directory finds further entries.
     while (!found_.empty()) {
       Place place = std::move(found_.back());
       found_.pop_back();
@@ -254,7 +254,7 @@ void InotifyDirectorySource::makeRoom(const std::vector<Place>& blocked) {
     }
   };
   removeOccupants(false);
-  // Files that took each other's names: one of them disappears and appears again.
+  // Files that exchanged their names: one of them disappears and appears again.
   removeOccupants(true);
 }
 
@@ -299,7 +299,7 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
       entry.directory != nullptr) {
     return;
   }
-  // A directory may be mounted below itself.
+  // A bind mount may place a directory below itself.
   for (const Directory* up = &parent; up != nullptr; up = up->parent) {
     if (up->identity == entry.file.identity) return;
   }
@@ -309,7 +309,8 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
   directory->identity = entry.file.identity;
   const OwnedDescriptor opened = open(*directory);
   if (!opened.isOpen()) {
-    // Either it may not be read, or it is there no more, and its name will be heard or looked at again.
+    // Either the directory is unreadable, or it no longer exists. In the second case an event or the next look will
+    // name it.
     if (errno != EACCES && errno != ENAMETOOLONG) postponed_[&parent][name] |= false;
     return;
   }
@@ -326,7 +327,7 @@ void InotifyDirectorySource::remove(Directory& directory, const std::string& nam
   if (auto& below = found->second.directory; below != nullptr) {
     forget(*below);
     below->parent = nullptr;
-    removed_.push_back(std::move(below));  // Places may still point there.
+    removed_.push_back(std::move(below));  // Places may still point to the directory.
   }
   directory.entries.erase(found);
 }

@@ -25,9 +25,9 @@ namespace Tessaly::inline v1::detail {
 
 /// Follows the contents of a directory.
 ///
-/// Events only say at which names to look again; the changes are the difference between the model and what is found.
-/// So nothing depends on the order of events, and lost ones cost a look at everything. A file that is gone from one
-/// name and found under another one was renamed.
+/// Events only say which names to examine again. The changes are the difference between the model and the file system.
+/// So the order of events does not matter, and lost events cost one listing of everything. A file that left one name
+/// and is found under another was renamed.
 ///
 /// Thread contract: thread-compatible.
 class InotifyDirectorySource final : public DirectorySource {
@@ -39,15 +39,15 @@ class InotifyDirectorySource final : public DirectorySource {
   [[nodiscard]] bool needsPolling() const noexcept override;
 
  private:
-  /// Names to look at again, and whether the files were written.
+  /// Names to examine again, and whether the files were written.
   using Names = std::unordered_map<std::string, bool>;
 
-  /// The events since the last question, for each watch.
+  /// The events since the last call of `take`, for each watch.
   struct Heard {
     std::unordered_map<int, Names> names;
     std::size_t count = 0;
     bool isEverything = false;
-    /// A move out of a directory whose other half was not heard yet.
+    /// Whether only the first of the two events of a move was received so far.
     bool isHalfAMove = false;
   };
 
@@ -68,7 +68,7 @@ class InotifyDirectorySource final : public DirectorySource {
   struct Directory;
   struct Entry {
     FoundFile file;
-    /// Only of a directory that is followed.
+    /// Set only if the entry is a directory that is followed.
     std::unique_ptr<Directory> directory;
   };
   /// A directory of the model.
@@ -116,21 +116,22 @@ class InotifyDirectorySource final : public DirectorySource {
   const DirectoryDepth depth_;
   const std::shared_ptr<Listener> listener_;
   InotifyChangeSource pathSource_;
-  /// Whether the directory has yet to be found at the path.
+  /// Whether no directory was found at the path yet.
   bool isLost_ = true;
   bool looksAtEverything_ = false;
-  /// Whether the look under way is at everything.
+  /// Whether the present round lists everything.
   bool isFullLook_ = false;
   Directory root_;
   std::unordered_map<int, std::vector<Directory*>> watched_;
   std::size_t remoteDirectories_ = 0;
-  /// Names that could not be looked at because the directory is not where the model has it: what moved it is to come.
+  /// Names that could not be examined, because the directory is not at its place in the model. The event of its move is
+  /// still to come.
   std::unordered_map<Directory*, Names> postponed_;
 
   // The state of one call of takeChanges.
   std::vector<Place> found_;
   std::map<FileIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
-  /// Files with several names of which one was heard: the kernel tells of no other.
+  /// Files with several names for one of which an event was received. The kernel sends no event for the other names.
   std::set<FileIdentity> linked_;
   std::vector<DirectoryChange> changes_;
   std::vector<std::unique_ptr<Directory>> removed_;

@@ -25,7 +25,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
   {
     UnfairLock::Guard guard(lock_);
     if (!open()) return -errno;
-    // A watch that others have already may have events waiting, which are none of the newcomer's.
+    // A shared watch may have pending events from before this call. They do not concern the new subscriber.
     read(wakes);
     watch = ::inotify_add_watch(descriptor_.get(), path, mask | IN_MASK_ADD);
     if (watch < 0) {
@@ -39,7 +39,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
 }
 
 void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
-  if (isForkedChild()) return;  // The kernel's watch is the parent's.
+  if (isForkedChild()) return;  // The kernel's watch belongs to the parent.
   UnfairLock::Guard guard(lock_);
   const auto found = interests_.find(watch);
   if (found == interests_.end()) return;

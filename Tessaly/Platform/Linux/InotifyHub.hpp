@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The process's one inotify instance, of which the system lends each user few, shared by all who watch. It is opened
-/// at first need and never closed.
+/// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
+/// is opened at first use and never closed.
 ///
 /// Thread contract: thread-safe.
 class InotifyHub {
@@ -23,20 +23,21 @@ class InotifyHub {
   class Subscriber {
    public:
     virtual ~Subscriber() = default;
-    /// Takes note of an event; true to be woken. Called under the hub's lock: it must not use the hub.
+    /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so it must not use
+    /// the hub.
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
-    /// Called after `note`, without the lock, perhaps once for several.
+    /// Called after `note`, without the lock, perhaps once for several events.
     virtual void wake() noexcept = 0;
   };
 
   static InotifyHub& shared() noexcept;
 
-  /// Watches a path for the events of the mask, which may be told together with those that others asked for. Only what
-  /// happens from now on is told. A negative number: the `errno` of the refusal.
+  /// Watches a path for the events of the mask. The subscriber may also receive events that other subscribers
+  /// requested, but only later events. Returns the number of the watch, or the negative `errno`.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
-  /// Takes one `add` back. Afterwards the subscriber is told nothing of that watch.
+  /// Reverts one `add`. The subscriber receives no event of that watch afterwards.
   void remove(int watch, const Subscriber& subscriber) noexcept;
-  /// Tells the subscribers of what is waiting, as the hub's own thread does soon.
+  /// Notifies the subscribers of pending events now. The hub's own thread would do so soon.
   void drain();
 
  private:

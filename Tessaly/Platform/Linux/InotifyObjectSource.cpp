@@ -48,7 +48,7 @@ void InotifyObjectSource::resume() {
   const int watch =
       InotifyHub::shared().add(fmt::format("/proc/self/fd/{}", descriptor_).c_str(), events, shared_from_this());
   if (watch < 0) throw POSIXError(-watch);
-  // What was gone before the watch stood, nobody tells any more.
+  // The kernel sends no event for a removal before the watch existed.
   const bool isGone = ::fstat(descriptor_, &status) == 0 && (status.st_nlink == 0 || hasLostName(status));
   UnfairLock::Guard guard(lock_);
   watch_ = watch;
@@ -59,7 +59,7 @@ void InotifyObjectSource::resume() {
 }
 
 void InotifyObjectSource::cancel() noexcept {
-  if (isForkedChild()) return;  // Its handlers, too, are the parent's to call.
+  if (isForkedChild()) return;  // Only the parent calls the handlers.
   int watch = -1;
   {
     UnfairLock::Guard guard(lock_);
@@ -102,7 +102,7 @@ void InotifyObjectSource::deliver() noexcept {
   }
   if (isOver) {
     if (cancelHandler_) callNotification("A file source's cancel handler", cancelHandler_);
-    // What they hold may hold this source.
+    // The handlers may hold references to this source.
     eventHandler_ = nullptr;
     cancelHandler_ = nullptr;
   } else {
@@ -119,7 +119,7 @@ bool InotifyObjectSource::hasLostName(const struct stat& status) const noexcept 
   const ssize_t length = ::readlink(fmt::format("/proc/self/fd/{}", descriptor_).c_str(), buffer, sizeof(buffer) - 1);
   if (length <= 0) return false;
   buffer[length] = 0;
-  // The kernel marks a name that is gone, but a file may be called so as well.
+  // The kernel adds this mark to a removed name, but a file's name may also end like that.
   if (!std::string_view(buffer).ends_with(" (deleted)")) return false;
   struct stat named{};
   return ::lstat(buffer, &named) != 0 || named.st_ino != status.st_ino || named.st_dev != status.st_dev;

@@ -17,10 +17,10 @@ struct stat;
 
 namespace Tessaly::inline v1::detail {
 
-/// What happens to an open file, told by inotify.
+/// Reports events of an open file through inotify.
 ///
-/// While a descriptor is open, a removal shows as a change of attributes only, so the link count is looked at, and
-/// what the kernel says of the name under which it was opened.
+/// While a descriptor is open, inotify reports a removal only as a change of attributes. So the source checks the link
+/// count and the kernel's name of the descriptor.
 ///
 /// Thread contract: thread-safe.
 class InotifyObjectSource final : public FileSystemObjectSource,
@@ -44,7 +44,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   void deliver() noexcept;
   void schedule() noexcept TESSALY_REQUIRES(lock_);
   FileSystemEvent translate(std::uint32_t inotifyMask) noexcept;
-  /// Whether the name under which the file was opened is gone, though it may have others.
+  /// Whether the name under which the file was opened no longer exists. The file may have other names.
   [[nodiscard]] bool hasLostName(const struct ::stat& status) const noexcept;
 
   const int descriptor_;
@@ -53,7 +53,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   bool isFolder_ = false;
   std::function<void()> eventHandler_;
   std::function<void()> cancelHandler_;
-  // What the delivery, which is one at a time, works on.
+  // The events of the present delivery. There is one delivery at a time.
   FileSystemEvent fired_;
   bool isRemoved_ = false;
   nlink_t links_ = 0;
@@ -65,7 +65,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   bool isScheduled_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
   bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
-  /// While a delivery is due.
+  /// A reference to itself while a delivery is pending.
   std::shared_ptr<InotifyObjectSource> self_ TESSALY_GUARDED_BY(lock_);
 };
 

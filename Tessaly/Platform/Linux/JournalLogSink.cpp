@@ -83,7 +83,7 @@ void JournalLogSink::wakeThread(LogTime now) noexcept {
     }
     return;
   }
-  // Unsigned, so that a clock that was set back does not end the looking.
+  // The comparison is unsigned, so that the search goes on after the clock was set back.
   const std::int64_t time = now.time_since_epoch().count();
   std::int64_t last = lastLook_.load(std::memory_order_relaxed);
   if (last != 0 &&
@@ -127,13 +127,12 @@ void JournalLogSink::run() noexcept {
 
 void JournalLogSink::park(const LogCursor& cursor, std::uint32_t signal) noexcept {
   phase_.store(Phase::parked, std::memory_order_relaxed);
-  // Taking the ring's lock orders this: a record that is not seen here was appended after the phase was set, and its
-  // writer sees that.
+  // `end` takes the ring's lock. A record that it misses is appended later, so the record's writer sees the new phase.
   if (ring_.end().position == cursor.position) detail::futexWait(signal_, signal);
 }
 
 JournalLogSink::Outcome JournalLogSink::sendPending(LogCursor& cursor, LogChunk& chunk) noexcept {
-  // Not beyond what is there now, so that a flush ends even if others go on writing.
+  // The loop ends at the present end of the ring, so that a flush ends while other threads write.
   const LogCursor end = ring_.end();
   auto outcome = Outcome::nothingToSend;
   for (LogCursor next = cursor; ring_.read(next, end, chunk); cursor = next) {
@@ -202,14 +201,14 @@ JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noex
   sendingSince_.store(steadyNow(), std::memory_order_relaxed);
   const int status = options_.send(fields, count);
   sendingSince_.store(0, std::memory_order_relaxed);
-  // It is this entry that the journal does not want: the next ones should not wait behind it.
+  // The journal refuses only this entry. The next entries must not wait for it.
   if (status == -EINVAL || status == -E2BIG || status == -EMSGSIZE) return Answer::unwanted;
   if (status < 0) {
     error_.store(-status, std::memory_order_relaxed);
     state_.store(JournalState::refused, std::memory_order_relaxed);
     return Answer::failed;
   }
-  // Success is also what is reported when nobody is there.
+  // The call also reports success if there is no journal.
   if (!isSocketThere()) {
     state_.store(JournalState::socketMissing, std::memory_order_relaxed);
     return Answer::failed;

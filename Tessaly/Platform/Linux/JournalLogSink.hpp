@@ -14,14 +14,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Passes the records of a ring on to the system's journal, on one thread of its own that is started when there first
-/// is a journal socket and a record.
+/// Passes the records of a ring on to the system's journal, on a thread of its own. The thread starts at the first
+/// record for which a journal socket exists.
 ///
-/// The thread sends whatever the ring holds, then stays awake for 50 ms, looking every 10, so that a burst of records
-/// wakes it once. When the journal goes away, the records wait in the ring; what is evicted meanwhile is counted, and
-/// told to the journal when it is back. Signposts are not sent.
+/// The thread sends all records of the ring. Then it checks for new ones every 10 ms for 50 ms, so that a burst of
+/// records wakes it once. While there is no journal, the records stay in the ring. The thread counts the records that
+/// are evicted meanwhile, and reports their number to the journal later. Signposts are not sent.
 ///
-/// Thread contract: thread-safe. Never destroyed: its thread has no end.
+/// Thread contract: thread-safe. Never destroyed, because its thread never ends.
 ///
 ///     static auto& journal = *new JournalLogSink(store.ring());
 ///     store.append(record);
@@ -30,10 +30,10 @@ class TESSALY_EXPORT JournalLogSink {
  public:
   struct Options {
     std::string socketPath = "/run/systemd/journal/socket";
-    /// Hands one entry over; 0, or a negative system error number.
+    /// Sends one entry. Returns 0, or a negative system error number.
     int (*send)(const iovec* fields, int count) noexcept = &sendToSystemJournal;
     std::chrono::nanoseconds retryInterval = std::chrono::seconds(1);
-    /// How often the thread looks for more records before it lies down, and how long it waits in between.
+    /// The number of times that the thread checks for new records before it sleeps, and the pause between two checks.
     int pollsBeforeParking = 5;
     std::chrono::nanoseconds pollInterval = std::chrono::milliseconds(10);
     /// A send that takes longer counts as `JournalState::notAnswering`.
@@ -45,13 +45,14 @@ class TESSALY_EXPORT JournalLogSink {
   JournalLogSink(const JournalLogSink&) = delete;
   JournalLogSink& operator=(const JournalLogSink&) = delete;
 
-  /// Has the thread send a record that stands in the ring already. A load and a branch while the thread is awake.
+  /// Makes the thread send a record that the ring already contains. Costs a load and a branch while the thread is
+  /// awake.
   void write(const LogRecord& record) noexcept {
     if (phase_.load(std::memory_order_relaxed) != Phase::awake) wakeThread(record.time);
   }
 
-  /// Waits until everything appended so far was sent or could not be, at most `limit`. Returns at once where nothing is
-  /// sent.
+  /// Waits until the thread has tried to send every record appended so far, for at most `limit`. Returns at once if
+  /// nothing is sent.
   void flush(std::chrono::nanoseconds limit) noexcept;
 
   [[nodiscard]] JournalStatus status() const noexcept;
@@ -77,8 +78,8 @@ class TESSALY_EXPORT JournalLogSink {
 
   std::atomic<Phase> phase_{Phase::notStarted};
   std::atomic<std::int64_t> lastLook_{0};      // In nanoseconds of the wall clock.
-  std::atomic<std::uint32_t> signal_{0};       // What the thread sleeps on.
-  std::atomic<std::uint32_t> flushTicket_{0};  // The newest one asked for,
+  std::atomic<std::uint32_t> signal_{0};       // The futex on which the thread sleeps.
+  std::atomic<std::uint32_t> flushTicket_{0};  // The newest requested flush,
   std::atomic<std::uint32_t> flushed_{0};      // and the newest one served.
 
   std::atomic<JournalState> state_{JournalState::notTried};
@@ -87,7 +88,7 @@ class TESSALY_EXPORT JournalLogSink {
   std::atomic<std::uint64_t> lostRecords_{0};
   std::atomic<std::int64_t> sendingSince_{0};  // In nanoseconds of the steady clock; 0 between sends.
 
-  std::uint64_t untoldLosses_ = 0;  // The thread's own.
+  std::uint64_t untoldLosses_ = 0;  // Only the thread uses it.
 };
 
 }  // namespace Tessaly::inline v1

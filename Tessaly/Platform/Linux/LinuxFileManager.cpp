@@ -39,7 +39,7 @@ void throwIf(const std::error_code& code) {
   if (code) throw POSIXError(code.value());
 }
 
-/// An environment variable that holds an absolute path.
+/// The value of an environment variable if it is an absolute path.
 std::optional<std::string> pathVariable(const char* name) {
   auto value = ProcessInfo::processInfo().environmentValue(name);
   if (!value || !value->starts_with('/')) return std::nullopt;
@@ -58,7 +58,7 @@ bool hasTag(const std::string& folder) {
   return beginningOfFile((folder + '/').append(tagName), tagSignature.size()) == tagSignature;
 }
 
-/// Whether a path is that of a folder, or leads into it.
+/// Whether a path is that of a directory or leads into it.
 bool isWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
   struct stat wanted{};
   if (::lstat(folder.c_str(), &wanted) != 0 || !S_ISDIR(wanted.st_mode)) return false;
@@ -124,7 +124,7 @@ class LinuxFileManager final : public FileManager {
     const auto there = std::filesystem::symlink_status(to, code).type();
     if (there == std::filesystem::file_type::none) throwIf(code);
     if (there != std::filesystem::file_type::not_found) throw POSIXError(EEXIST);
-    // A folder within itself would be copied until no path is long enough.
+    // Copying a directory into itself would only end at the system's limit of path lengths.
     if (isWithin(to, from)) throw POSIXError(EINVAL);
     detail::copyItem(from.string(), to.string());
   }
@@ -149,7 +149,7 @@ class LinuxFileManager final : public FileManager {
     const int result = isExcluded ? ::setxattr(path.c_str(), backupAttribute, "false", 5, 0)
                                   : ::removexattr(path.c_str(), backupAttribute);
     if (result == 0 || (!isExcluded && errno == ENODATA)) return;
-    // The tag alone will do.
+    // The tag alone suffices.
     if (hasTagFile && (errno == ENOTSUP || errno == ENOSPC || errno == EDQUOT)) return;
     throw POSIXError::last();
   }

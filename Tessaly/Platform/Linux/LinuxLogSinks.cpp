@@ -6,7 +6,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The journal, when its socket exists, and standard error on request. Signposts stay in the store.
+/// The sinks on Linux: the journal if its socket exists, and standard error on request. Signposts stay in the store.
 class LinuxLogSinks final : public LogSinks {
  public:
   explicit LinuxLogSinks(const LogRing& ring) : journal_(ring) {}

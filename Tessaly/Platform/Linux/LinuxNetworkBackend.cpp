@@ -17,8 +17,8 @@ namespace {
 constexpr std::uint32_t groups =
     RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
 
-/// How often a reading is repeated because the tables changed meanwhile. The last one is taken as it is: tidings of
-/// that change are on their way.
+/// The maximum number of readings if the tables change during each. The last reading counts in any case, because an
+/// event about that change will follow.
 constexpr int readingsOfOneKind = 5;
 
 }  // namespace
@@ -69,14 +69,15 @@ void LinuxNetworkBackend::open() {
 }
 
 void LinuxNetworkBackend::takeIn() {
-  // A change is announced after it was made. So what is read after the last announcement is true, or another
+  // The kernel announces a change after it was made. So a reading after the last announcement is correct, or another
   // announcement follows.
   bool needsRoutes = false;
   for (;;) {
     const NetlinkSocket::Received received = events_->receive(NetlinkSocket::Wait::no);
     switch (received.result) {
       case NetlinkSocket::Result::datagram:
-        // What was lost came after what is still queued, so that must not be taken in after the tables were read anew.
+        // The lost messages were newer than the queued ones. So the queued ones must not be applied after a new reading
+        // of the tables.
         if (!needsReading_) needsRoutes |= table_.apply(received.datagram, RouteTable::Origin::event).needsRoutes;
         break;
       case NetlinkSocket::Result::lost:

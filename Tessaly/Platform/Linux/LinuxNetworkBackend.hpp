@@ -13,11 +13,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// The network path of this machine, or of the network namespace in which it is made: the kernel's own tables, followed
-/// by rtnetlink, and NetworkManager's word on the expense.
+/// The network path of the network namespace in which the backend is made. The status comes from the kernel's tables
+/// through rtnetlink. The expense comes from NetworkManager.
 ///
-/// Making it reads the tables. From then on a change costs one thread a wake-up, and no change costs nothing. After
-/// lost messages the tables are read anew.
+/// The constructor reads the tables. Later each change wakes one thread, and there is no cost without changes. After
+/// lost messages the backend reads the tables again.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -33,7 +33,7 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   ~LinuxNetworkBackend() override;
 
   void refresh() override;
-  /// How often the tables were read whole, and how often the routes alone.
+  /// The number of complete readings of the tables, and of readings of the routes only.
   [[nodiscard]] std::uint64_t fullReadingsForTesting() const noexcept { return fullReadings_.load(); }
   [[nodiscard]] std::uint64_t routeReadingsForTesting() const noexcept { return routeReadings_.load(); }
 
@@ -50,7 +50,7 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   std::unique_ptr<NetlinkSocket> events_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<detail::DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
   RouteTable table_ TESSALY_GUARDED_BY(lock_);
-  /// What the table holds is not to be relied on.
+  /// Whether the table is unreliable and must be read.
   bool needsReading_ TESSALY_GUARDED_BY(lock_) = true;
   bool hasReported_ TESSALY_GUARDED_BY(lock_) = false;
   std::atomic<NWPath::Status> status_{NWPath::Status::unknown};

@@ -24,8 +24,8 @@ constexpr const char* ownerRule =
     "member='NameOwnerChanged',arg0='org.freedesktop.NetworkManager'";
 constexpr std::chrono::seconds limit{2};
 
-/// A daemon that has just come owns its name for a moment before its object is there. It is asked again so often before
-/// it is believed that there is none.
+/// A daemon that has just started owns its name before its object exists. The watch asks this often before it concludes
+/// that there is no object.
 constexpr int attempts = 15;
 constexpr std::chrono::milliseconds pauseBetweenAttempts{100};
 
@@ -118,7 +118,7 @@ void MeteredWatch::send(sd_bus* bus) {
   sd_bus_message* message = nullptr;
   sd_bus_slot_unref(std::exchange(call_, nullptr));
   ++attempts_;
-  // Without a limit of the bus's own: a late answer is better than none.
+  // The call has no time limit of the bus, because a late answer is better than none.
   const bool isAsked = sd_bus_message_new_method_call(bus, &message, service, object, properties, "Get") >= 0 &&
                        sd_bus_message_append(message, "ss", service, "Metered") >= 0 &&
                        sd_bus_message_set_auto_start(message, 0) >= 0 &&
@@ -186,7 +186,7 @@ int MeteredWatch::didChangeProperties(sd_bus_message* message, void* self, void*
   if (change && change->kind == detail::PropertyChange::Kind::value) {
     watch.take(change->number);
   } else {
-    // What it said cannot be understood, or not without another question.
+    // The message is malformed, or requires another question.
     watch.ask(sd_bus_message_get_bus(message));
   }
   return 0;

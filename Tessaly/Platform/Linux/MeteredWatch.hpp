@@ -17,11 +17,11 @@ struct sd_bus_slot;
 
 namespace Tessaly::inline v1 {
 
-/// Follows what NetworkManager says of the expense of the connection: its property `Metered`, over the system bus.
+/// Follows NetworkManager's property `Metered`, the expense of the connection, on the system bus.
 ///
-/// Nobody is started for it, and nobody is waited for: answers come when they come, through the reactor. A daemon that
-/// comes, goes or restarts is followed. A bus that goes away is not looked for by a timer, but when `connectIfNeeded`
-/// is called again.
+/// The watch starts no service and waits for none. Answers arrive through the reactor at any time. The watch notices a
+/// daemon that starts, ends or restarts. After the bus has ended, only another call of `connectIfNeeded` connects
+/// again.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -38,7 +38,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
   };
 
-  /// Calls the function, on any thread but the reactor's, whenever the state may be another.
+  /// Makes a watch. It calls the function, on any thread except the reactor's, whenever the state may have changed.
   [[nodiscard]] static std::shared_ptr<MeteredWatch> make(std::function<void()> onChange);
   MeteredWatch(Private, std::function<void()> onChange);
   ~MeteredWatch();
@@ -46,7 +46,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and asks, unless that was done. Blocks for nobody.
+  /// Connects to the bus and asks, unless it is connected. Does not block.
   void connectIfNeeded();
 
  private:
@@ -69,7 +69,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   UnfairLock lock_;
   sd_bus* bus_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::shared_ptr<detail::DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
-  // What follows is only touched by the bus's callbacks, which run under the lock.
+  // Only the bus's callbacks use the members below. The callbacks run under the lock.
   sd_bus_slot* call_ = nullptr;
   std::uint64_t question_ = 0;
   int attempts_ = 0;

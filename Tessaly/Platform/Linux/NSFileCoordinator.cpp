@@ -33,15 +33,15 @@ struct FreeEntry {
   void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
 };
 
-/// The locale of characters for names in UTF-8, or that for names which are not: libarchive marks names by it. Null
-/// where it cannot be had. Never freed.
+/// The locale for a name that is UTF-8, or for one that is not. libarchive chooses the encoding mark of a name by the
+/// thread's locale. Null if the system lacks the locale. Never freed.
 locale_t localeForName(std::string_view name) noexcept {
   static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   static const locale_t bytes = ::newlocale(LC_CTYPE_MASK, "C", nullptr);
   return Text::isWellFormed(name) ? utf8 : bytes;
 }
 
-/// Has this thread use a locale for a scope, if there is one.
+/// Sets the locale of this thread for a scope, unless it is null.
 class LocaleOfThread {
  public:
   explicit LocaleOfThread(locale_t locale) noexcept : previous_(::uselocale(locale)) {}
@@ -55,7 +55,7 @@ class LocaleOfThread {
 
 /// An archive that is being written.
 ///
-/// libarchive never hears that the disk is full: it does not give back all of its memory after that.
+/// libarchive is not told about a failed write, because it leaks memory after one.
 class ZipWriter {
  public:
   explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {
@@ -97,9 +97,9 @@ class ZipWriter {
     check(archive_write_header(zip_.get(), entry));
   }
 
-  /// The header, which comes first, tells the size. Files that the kernel makes up claim sizes of their own, but are
-  /// small: what the first block holds whole is as large as that. A longer one than it claims has no size in its
-  /// header.
+  /// Adds a file. The header with the size precedes the contents. Files such as those of /proc report other sizes, but
+  /// are small: the first block contains them completely and gives their size. If a file is longer than its reported
+  /// size, its header has no size.
   void addFile(const std::string& path, const std::string& name, archive_entry* entry) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
     std::size_t filled = fillBlock(file);
@@ -119,7 +119,7 @@ class ZipWriter {
     if (hasSize && total != archive_entry_size(entry)) throw POSIXError(EBUSY);
   }
 
-  /// Reads until the block is full or the file ends; how much.
+  /// Reads until the block is full or the file ends. Returns the number of bytes.
   std::size_t fillBlock(const FileHandle& file) {
     const detail::Transferred received = detail::readFull(file.fileDescriptor(), block_.data(), block_.size());
     if (received.error != 0) throw POSIXError(received.error);
@@ -133,14 +133,14 @@ class ZipWriter {
   }
 
   const int descriptor_;
-  /// Why writing failed; from then on nothing is written.
+  /// The error of a failed write. Nothing is written after it.
   int error_ = 0;
   std::vector<char> block_ = std::vector<char>(std::size_t{256} * 1024);
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 
-/// A file for one archive, which others of the system may not read. It has no folder of its own: some file systems take
-/// milliseconds to remove one.
+/// A temporary file for one archive. Other users may not read it. It has no directory of its own, because some file
+/// systems take milliseconds to remove one.
 class TemporaryFile {
  public:
   TemporaryFile()

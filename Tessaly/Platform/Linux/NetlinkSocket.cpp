@@ -11,9 +11,9 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The kernel's dumps come in pieces of at most 32 KiB.
+/// The kernel sends dumps in pieces of at most 32 KiB.
 constexpr std::size_t largestDatagram = std::size_t{64} * 1024;
-/// For bursts; the system may allow less.
+/// The buffer must hold bursts of events. The system may allow less.
 constexpr int receiveBuffer = 1024 * 1024;
 
 }  // namespace

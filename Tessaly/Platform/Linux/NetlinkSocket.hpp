@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A socket on which the kernel answers about routes and the like.
+/// A netlink socket for the kernel's messages about links, addresses and routes.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -22,7 +22,7 @@ class TESSALY_EXPORT NetlinkSocket {
   enum class Wait : std::uint8_t { no, briefly };
   enum class Result : std::uint8_t {
     datagram,
-    /// Nothing is there.
+    /// No datagram is pending.
     nothing,
     /// The kernel had no room for a message and dropped it.
     lost,
@@ -30,23 +30,25 @@ class TESSALY_EXPORT NetlinkSocket {
   };
   struct Received {
     Result result;
-    /// Good until the next call.
+    /// Valid until the next call.
     std::span<const std::byte> datagram = {};
     int error = 0;
   };
 
-  /// Opens it and joins the multicast groups, given as a mask of `RTMGRP_` bits.
+  /// Opens the socket and joins the multicast groups of the mask of `RTMGRP_` bits.
   explicit NetlinkSocket(std::uint32_t groups) noexcept;
   NetlinkSocket(const NetlinkSocket&) = delete;
   NetlinkSocket& operator=(const NetlinkSocket&) = delete;
 
-  /// The `errno` of opening it; 0 if it is open.
+  /// The `errno` of opening the socket, or 0 if it is open.
   [[nodiscard]] int error() const noexcept { return error_; }
   [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
-  /// Asks for everything of a kind (`RTM_GETLINK`, ...), of all families. The `errno`; 0 if it was sent.
+  /// Requests all objects of a kind (`RTM_GETLINK`, ...) of all families. Returns the `errno`, or 0 if the request was
+  /// sent.
   int requestDump(std::uint16_t type) noexcept;
-  /// The next datagram from the kernel; datagrams from others are passed over. Waits for up to 2 s if told to.
+  /// The next datagram from the kernel. Ignores datagrams from other senders. Waits at most 2 s, and only if `wait`
+  /// says so.
   Received receive(Wait wait);
 
  private:

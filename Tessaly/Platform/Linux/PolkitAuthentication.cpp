@@ -99,9 +99,9 @@ class PolkitContext final : public LAContext {
   }
 
  private:
-  /// Why the user need not be asked.
+  /// The reason why asking the user is pointless.
   [[nodiscard]] std::optional<LAError> obstacle(LAPolicy policy) const {
-    // The authority chooses the means, and does not tell.
+    // The authority chooses the kind of proof and does not report it.
     if (policy != LAPolicy::deviceOwnerAuthentication) return LAError(LAFailure::policyNotSupported);
     if (!action_) {
       return LAError(LAFailure::notInstalled,

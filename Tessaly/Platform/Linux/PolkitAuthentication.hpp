@@ -10,11 +10,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// Asks polkit whether the user of this process may do one action, whose policy is to let the user authenticate.
+/// Asks polkit whether the user of this process may do one action. The action's policy should demand authentication.
 ///
-/// The action is the bundle's "PolkitAction", which `tessaly_bundle(... POLKIT_ACTION ...)` sets and installs the
-/// policy of. The authority shows the application's reason only to callers that it trusts, such as an owner of the
-/// action named in its policy; where it refuses, the user is asked with the text of the policy, and an error says so.
+/// The action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets it and installs its policy.
+/// The authority accepts the application's reason only from trusted callers, such as the owner that the action's policy
+/// names. If it refuses the reason, the user sees the policy's text, and an error says so.
 ///
 /// Thread contract: thread-safe. A question that waits for the user has a thread of its own.
 ///
@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 ///     std::unique_ptr<LAContext> context = polkit.makeContext();
 class TESSALY_EXPORT PolkitAuthentication final : public AuthenticationBackend {
  public:
-  /// Without an action: the one of the bundle, looked up at each question.
+  /// Without an argument, each question uses the bundle's action of that moment.
   explicit PolkitAuthentication(std::optional<std::string> action = std::nullopt) : action_(std::move(action)) {}
   ~PolkitAuthentication() override;
 

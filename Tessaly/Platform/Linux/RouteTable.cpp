@@ -17,7 +17,7 @@ namespace {
 
 using Bytes = std::span<const std::byte>;
 
-/// The fixed part at the beginning, copied because nothing promises that it is aligned.
+/// A copy of the fixed part at the beginning, because the bytes may be unaligned.
 template <typename Part>
 std::optional<Part> read(Bytes bytes) {
   if (bytes.size() < sizeof(Part)) return std::nullopt;
@@ -55,8 +55,7 @@ bool copyAddress(Bytes from, std::size_t size, Array& to) {
 }
 
 bool isLinkUp(unsigned flags) {
-  // Running is the state of RFC 2863 that means usable: a carrier, and nothing above it, such as 802.1X, that still
-  // waits.
+  // "Running" is the usable state of RFC 2863: the link has a carrier, and no protocol such as 802.1X is pending.
   constexpr unsigned wanted = IFF_UP | IFF_RUNNING;
   return (flags & wanted) == wanted && (flags & IFF_LOOPBACK) == 0;
 }
@@ -99,7 +98,7 @@ RouteTable::Outcome RouteTable::apply(Bytes datagram, Origin origin) {
 
 void RouteTable::applyLink(Bytes payload, bool isThere, Outcome& outcome) {
   const auto link = read<ifinfomsg>(payload);
-  // Those of AF_BRIDGE tell of a port's place in its bridge, its leaving included, not of the link.
+  // Messages of AF_BRIDGE concern a port's place in its bridge, not the link.
   if (!link || link->ifi_family != AF_UNSPEC) return;
   const auto known = links_.find(link->ifi_index);
   const bool wasUp = known != links_.end() && (known->second & IFF_UP) != 0;
@@ -126,12 +125,12 @@ void RouteTable::applyAddress(Bytes payload, bool isThere, Outcome& outcome) {
     if (kind == IFA_LOCAL && copyAddress(contents, *size, address)) local = address;
     if (kind == IFA_FLAGS) flags = read<std::uint32_t>(contents).value_or(flags);
   });
-  // Where there is both, the first is the other end's.
+  // If both exist, IFA_ADDRESS is the address of the other end.
   if (local) bytes = local;
   if (!bytes) return;
   const Address address{part->ifa_family, static_cast<int>(part->ifa_index), *bytes};
-  // In the scope of one link or host, nobody beyond could answer. IPv4 draws that line elsewhere: its link-local
-  // addresses are used behind translators.
+  // Machines beyond the link cannot answer to an address with the scope of a link or host. For IPv4 the scope of a link
+  // counts too, because address translators use link-local addresses.
   const bool reachesOut =
       part->ifa_family == AF_INET6 ? part->ifa_scope < RT_SCOPE_LINK : part->ifa_scope < RT_SCOPE_HOST;
   const bool isUsable = (flags & (IFA_F_TENTATIVE | IFA_F_DADFAILED)) == 0 || (flags & IFA_F_OPTIMISTIC) != 0;

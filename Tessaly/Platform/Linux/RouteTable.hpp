@@ -13,14 +13,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// What the kernel tells by rtnetlink (RFC 3549) of links, addresses and default routes, and whether they lead out.
+/// The links, addresses and default routes of the kernel's rtnetlink messages (RFC 3549), and whether a default route
+/// is usable.
 ///
-/// A default route of a family leads out when its link is up and has a carrier, which for a bridge means a port that
-/// has one and for a tunnel that the tunnel is up, and the link has an address of that family that others could answer
-/// to. A pair of routes to the two halves of the address space, as tunnels like to set, counts as a default route. Only
-/// the main and the default table are looked at.
+/// A default route of a family is usable under two conditions. Its link is up and has a carrier. The link has an
+/// address of that family that other machines can answer to. A bridge has a carrier if one of its ports has one, and a
+/// tunnel if it is up. Tunnels often set a pair of routes to the two halves of the address space. Such a pair counts as
+/// a default route. Only routes of the main and the default table count.
 ///
-/// Takes any bytes: what is malformed, cut short or of no interest changes nothing.
+/// The table accepts any bytes. Messages that are malformed, cut short or irrelevant change nothing.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -30,33 +31,33 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT RouteTable {
  public:
   enum class Origin : std::uint8_t {
-    /// The reply to a request for everything of a kind.
+    /// The reply to a request for all objects of a kind.
     dump,
-    /// The tidings of a change. Routes are then only told of, not taken in: the kernel joins, splits and replaces them
-    /// in more ways than its messages say, and drops those of IPv4 with their link or address without any.
+    /// The announcement of a change. The table does not apply announced routes. The kernel joins, splits and replaces
+    /// routes without a message for each, and removes IPv4 routes with their link or address.
     event,
   };
   struct Outcome {
     /// After an event: routes may have changed. They must be cleared and read again.
     bool needsRoutes = false;
-    /// After a dump: it has ended.
+    /// After a dump: the dump has ended.
     bool isDone = false;
     /// After a dump: the tables changed meanwhile, and it must be repeated.
     bool isInterrupted = false;
-    /// After a dump: it was refused with this `errno`; 0 if not.
+    /// After a dump: the `errno` of a refusal, or 0.
     int error = 0;
   };
 
-  /// Takes in all messages of a datagram.
+  /// Applies all messages of a datagram.
   Outcome apply(std::span<const std::byte> datagram, Origin origin);
   void clear();
   void clearRoutes() { routes_.clear(); }
 
   [[nodiscard]] bool leadsOut() const;
   [[nodiscard]] std::size_t linksForTesting() const noexcept { return links_.size(); }
-  /// Of those that others could answer to.
+  /// The number of addresses that other machines can answer to.
   [[nodiscard]] std::size_t addressesForTesting() const noexcept { return addresses_.size(); }
-  /// Of the default routes.
+  /// The number of default routes.
   [[nodiscard]] std::size_t routesForTesting() const noexcept { return routes_.size(); }
 
  private:
@@ -71,11 +72,11 @@ class TESSALY_EXPORT RouteTable {
   };
   struct Route {
     std::uint8_t family = 0;
-    /// Which halves of the address space it covers: 1, 2, or 3 for both.
+    /// The halves of the address space that the route covers: 1, 2, or 3 for both.
     unsigned halves = 3;
     bool hasPreferredSource = false;
     AddressBytes preferredSource{};
-    /// The links of its ways that are not dead.
+    /// The links of the route's next hops that are not dead.
     std::vector<int> links;
   };
 

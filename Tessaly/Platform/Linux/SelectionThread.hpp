@@ -16,12 +16,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A selection whose connection belongs to one thread, which others hand their contents to.
+/// A selection whose connection belongs to one thread. Other threads pass their contents to that thread.
 ///
 /// Thread contract: thread-safe.
 class SelectionThread : public DisplaySelection, public std::enable_shared_from_this<SelectionThread> {
  public:
-  /// Connects, on the thread, since a display may accept a connection and then say nothing.
+  /// Connects on the thread, because a display may accept a connection and then never answer.
   PasteboardProblem start(const char* name) {
     std::promise<PasteboardProblem> connected;
     std::future<PasteboardProblem> result = connected.get_future();
@@ -61,10 +61,10 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
 
   SelectionThread() : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-  /// The thread. Says whether it could connect, and returns when the display has gone or `isLost()`.
+  /// The thread's function. Reports whether it could connect. Returns when the display is lost or `isLost()` is true.
   virtual void run(std::promise<PasteboardProblem> connected) = 0;
 
-  /// The next contents that somebody waits to see offered; null when there are none.
+  /// The next contents to offer, or null if there are none.
   std::shared_ptr<Offer> nextOffer() {
     const UnfairLock::Guard guard(lock_);
     while (!offers_.empty()) {
@@ -86,7 +86,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     if (isOwner) isServing_ = true;
   }
   [[nodiscard]] bool isServing() const noexcept { return isServing_; }
-  /// For the thread's loop: whether somebody is in the middle of pasting.
+  /// For the thread's loop: records whether a program is pasting.
   void noteTransfers(bool areThere) noexcept {
     if (!isOwner_ && !areThere && isServing_.exchange(false)) isServing_.notify_all();
   }

@@ -48,7 +48,7 @@ std::string line(const LogRecord& record) {
                      record.log.subsystem(), record.log.category(), detail::terminalText(record.composedMessage()));
 }
 
-// Keeps a write to a pipe without a reader from ending the process, and other threads' signals as they are.
+// Prevents a write to a pipe without a reader from ending the process. Does not change the signals of other threads.
 class PipeSignalHold {
  public:
   PipeSignalHold() noexcept {
@@ -102,7 +102,7 @@ void StandardErrorLogSink::write(const LogRecord& record) noexcept {
     const PipeSignalHold hold;
     static_cast<void>(detail::writeAll(descriptor, text));
   } catch (const std::bad_alloc&) {
-    return;  // The line is left out; the store has the record.
+    return;  // The line is dropped. The store has the record.
   }
 }
 

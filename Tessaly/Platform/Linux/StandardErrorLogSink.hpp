@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 /// Writes records to standard error, one line and one `write` each:
 /// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
 ///
-/// A closed or full standard error swallows them; a pipe without a reader does not end the process.
+/// If standard error is closed or full, the lines are dropped. A pipe without a reader does not end the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 ///     if (output.isOn()) output.write(record);
 class TESSALY_EXPORT StandardErrorLogSink {
  public:
-  /// Switching on takes hold of what standard error is at that moment.
+  /// Switches the sink on or off. Switching on duplicates the descriptor that standard error is at that moment.
   void set(LogSwitch state) noexcept;
   [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
 
@@ -27,7 +27,8 @@ class TESSALY_EXPORT StandardErrorLogSink {
 
  private:
   std::atomic<bool> isOn_{false};
-  std::atomic<int> descriptor_{-1};  // Kept from the first `on`: another thread may be writing to it.
+  std::atomic<int> descriptor_{
+      -1};  // Open from the first `on` to the end, because another thread may be writing to it.
 };
 
 }  // namespace Tessaly::inline v1

@@ -20,8 +20,8 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-// The tables of the protocols ext-data-control-v1 and wlr-data-control-unstable-v1, version 2, which no package brings.
-// They differ in their names, and in that the second one got the primary selection later.
+// The tables of the protocols ext-data-control-v1 and wlr-data-control-unstable-v1, version 2. No package contains
+// them. They differ in their names. The second protocol got the primary selection later.
 
 struct ExtNames {
   static constexpr const char* manager = "ext_data_control_manager_v1";
@@ -46,7 +46,7 @@ struct Protocol {
   const wl_interface& source;
 };
 
-// The library takes types that are not constant and changes none.
+// The library takes non-constant types, but does not change them.
 constexpr wl_message message(const char* name, const char* signature, const wl_interface* const* types) {
   return {name, signature, const_cast<const wl_interface**>(types)};
 }
@@ -101,14 +101,14 @@ using Listener = void (*)();
 
 class WaylandSelection final : public SelectionThread {
  private:
-  /// What one offer gives to whoever asks for it.
+  /// The contents of one offer.
   struct Source {
     WaylandSelection& selection;
     PasteboardContents contents;
     wl_proxy* proxy;
   };
 
-  /// Contents on their way through a pipe.
+  /// A transfer of contents through a pipe.
   struct Transfer {
     OwnedDescriptor pipe;
     std::shared_ptr<const std::string> bytes;
@@ -172,8 +172,8 @@ class WaylandSelection final : public SelectionThread {
   }
 
   static void onDataOffer(void*, wl_proxy*, wl_proxy*) {}
-  // What others offer is of no interest. It is destroyed only here, since the library would leak an offer that is gone
-  // before the event which names it.
+  // Offers of other programs are not used. They are destroyed only here, because the library would leak an offer that
+  // is destroyed before this event.
   static void onSelection(void*, wl_proxy*, wl_proxy* offer) {
     if (offer == nullptr) return;
     wl_proxy_marshal_flags(offer, destroyOffer, nullptr, wl_proxy_get_version(offer), WL_MARSHAL_FLAG_DESTROY);
@@ -241,7 +241,7 @@ class WaylandSelection final : public SelectionThread {
     wl_display_dispatch_pending(display_);
   }
 
-  /// False when it has come to its end. This thread blocks the signal of a pipe that nobody reads.
+  /// Returns false when the transfer has ended. This thread blocks the signal for a pipe without a reader.
   static bool write(Transfer& transfer) {
     const Transferred written =
         writeFull(transfer.pipe.get(), transfer.bytes->data() + transfer.sent, transfer.bytes->size() - transfer.sent);
@@ -265,7 +265,7 @@ class WaylandSelection final : public SelectionThread {
 
 std::shared_ptr<DisplaySelection> connectToWayland(PasteboardProblem& problem) {
   const char* display = std::getenv("WAYLAND_DISPLAY");
-  // The connection that the second variable hands over belongs to the host's toolkit.
+  // The connection of the second variable belongs to the host's toolkit.
   if (display == nullptr || *display == '\0' || std::getenv("WAYLAND_SOCKET") != nullptr) {
     problem = PasteboardProblem::noDisplay;
     return nullptr;

@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Connects to the Wayland compositor that the environment names, to own its selection. Null, and the problem set, if
-/// there is none, or if it does not let programs without a window do that.
+/// Connects to the Wayland compositor that the environment names, in order to own its selection. Returns null and sets
+/// the problem if there is no compositor, or if it does not allow this to programs without a window.
 [[nodiscard]] std::shared_ptr<DisplaySelection> connectToWayland(PasteboardProblem& problem);
 
 }  // namespace Tessaly::inline v1::detail

@@ -16,14 +16,14 @@
 
 #include "Tessaly/Platform/Linux/SelectionThread.hpp"
 
-// The clipboard as the Inter-Client Communication Conventions Manual, version 2.0, section 2 has it.
+// The clipboard by the Inter-Client Communication Conventions Manual, version 2.0, section 2.
 
 namespace Tessaly::inline v1::detail {
 namespace {
 
-/// A program that asked for much and then takes nothing is forgotten after this time.
+/// A transfer is dropped if the other program takes nothing for this time.
 constexpr auto longestPause = std::chrono::seconds(60);
-/// Servers and programs take this much at once without delay.
+/// Servers and programs accept this many bytes at once without delay.
 constexpr std::size_t largestPiece = std::size_t{256} * 1024;
 
 struct Free {
@@ -32,7 +32,7 @@ struct Free {
 template <typename T>
 using Allocated = std::unique_ptr<T, Free>;
 
-/// Contents on their way, a piece at a time, as fast as the other program deletes them.
+/// A transfer of contents in pieces. Each piece follows when the other program has deleted the previous one.
 struct Transfer {
   xcb_window_t window;
   xcb_atom_t property;
@@ -67,7 +67,7 @@ class X11Selection final : public SelectionThread {
     if (current_ != nullptr) current_->result.set_value(PasteboardProblem::displayLost);
   }
 
-  /// One at a time: the library that looks up how to authenticate has a buffer that all threads share.
+  /// Only one thread connects at a time, because the library for authentication has one buffer for all threads.
   static xcb_connection_t* connect() {
     static constinit UnfairLock lock;
     const UnfairLock::Guard guard(lock);
@@ -97,7 +97,7 @@ class X11Selection final : public SelectionThread {
 
   void waitForMore() {
     if (isServing() && !isOwner() && transfers_.empty()) {
-      // The last answers must have arrived before anybody ends the process.
+      // The last answers must have reached the server before the host ends the process.
       const Allocated<xcb_get_input_focus_reply_t> reply(
           xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
     }
@@ -129,13 +129,13 @@ class X11Selection final : public SelectionThread {
           break;
         }
         default:
-          break;  // Errors are about windows of programs that have ended.
+          break;  // Errors concern windows of programs that have ended.
       }
       takeOffer();
     }
   }
 
-  /// A change of a property of ours brings the server's time, from which on the clipboard is ours.
+  /// A change of this window's property returns the server's time. This process owns the clipboard from that time on.
   void takeOffer() {
     if (current_ != nullptr) return;
     current_ = nextOffer();
@@ -157,7 +157,7 @@ class X11Selection final : public SelectionThread {
   }
 
   void lose() {
-    // It may tell of an ownership that a later offer has renewed since.
+    // The event may concern an ownership that a later offer has renewed.
     const Allocated<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(connection_, xcb_get_selection_owner(connection_, atoms_[clipboard]), nullptr));
     if (reply != nullptr && reply->owner == window_) return;
@@ -179,7 +179,7 @@ class X11Selection final : public SelectionThread {
     put(found->window, found->property, found->type, std::string_view(*found->bytes).substr(found->sent, count));
     found->sent += count;
     found->lastSign = std::chrono::steady_clock::now();
-    // The piece of no bytes was the end.
+    // An empty piece ends a transfer.
     if (count == 0) transfers_.erase(found);
   }
 
@@ -212,7 +212,7 @@ class X11Selection final : public SelectionThread {
 
   enum class Nesting : bool { allowed, refused };
 
-  /// Puts the contents, in the form that the target names, where the program wants them.
+  /// Writes the contents, in the form of the target, to the property that the program named.
   bool convert(xcb_window_t window, xcb_atom_t property, xcb_atom_t target, Nesting nesting) {
     if (target == atoms_[targets]) {
       std::vector<std::uint32_t> offered = {atoms_[targets], atoms_[timestamp], atoms_[multiple]};
@@ -227,7 +227,7 @@ class X11Selection final : public SelectionThread {
     if (target == atoms_[multiple]) return nesting == Nesting::allowed && convertAll(window, property);
     for (const char* form : contents_.forms()) {
       if (atomOf(form) != target) continue;
-      // "TEXT" stands for whatever encoding the owner likes.
+      // "TEXT" lets the owner choose the encoding.
       send(window, property, std::string_view(form) == "TEXT" ? atoms_[utf8String] : target, contents_.bytes(form));
       return true;
     }

@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Connects to the X server that the environment names, to own its clipboard. Null, and the problem set, if there is
-/// none.
+/// Connects to the X server that the environment names, in order to own its clipboard. Returns null and sets the
+/// problem if there is none.
 [[nodiscard]] std::shared_ptr<DisplaySelection> connectToX11(PasteboardProblem& problem);
 
 }  // namespace Tessaly::inline v1::detail
