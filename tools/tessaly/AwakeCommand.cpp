@@ -30,14 +30,15 @@ using Tessaly::SleepHandler;
 
 constexpr std::string_view help = R"(Usage: tessaly awake [--reason <text>] [[--] <command> [argument...]]
 
-Keeps the display awake while the command runs, or, without a command, until interrupted.
+Keeps the display awake while the command runs. Without a command, keeps it awake until interrupted.
 
-  --reason <text>   what the desktop may show as the reason; else the command's name
+  --reason <text>   the reason that the desktop may show; without it, the command's name
 
-Signals that are sent to this process are passed on to the command. A command runs even if nobody on this machine can
-keep the display awake, which is told on standard error.
+Passes its signals on to the command. Runs the command even if no service can keep the display awake, and reports that
+on standard error.
 
-Exit codes: that of the command, and its death by a signal; 126 if it cannot be run, 127 if it is not found.
+Exit codes: that of the command; 126 if it cannot be run, 127 if it is not found. If a signal ends the command, the same
+signal ends this process.
 Without a command: 0 interrupted, 1 failed, 2 wrong usage.
 )";
 
@@ -88,7 +89,7 @@ std::string complaint() {
   return text + ')';
 }
 
-/// The exit code, or nothing and the process's number.
+/// Starts the command. Returns an exit code on failure, otherwise nothing, and sets the process's number.
 std::optional<int> start(Arguments command, const PendingSignals& signals, pid_t& process) {
   std::vector<std::string> words(command.begin(), command.end());
   std::vector<char*> pointers;
@@ -107,22 +108,23 @@ std::optional<int> start(Arguments command, const PendingSignals& signals, pid_t
   return error == ENOENT ? isNotFound : cannotBeRun;
 }
 
-/// How it ended, as `waitpid` tells it.
+/// Waits for the end of the process, and returns the status of `waitpid`.
 int statusAtTheEndOf(pid_t process, const PendingSignals& signals) {
   for (;;) {
     int status = 0;
     if (::waitpid(process, &status, WNOHANG) == process) return status;
     const siginfo_t signal = signals.next();
-    // What the terminal sends reaches the whole group, so the command has it already; and so has what it sent itself.
+    // The terminal sends its signals to the whole group, so the command has received those already. A signal of the
+    // command itself is not sent back.
     const bool isFromAProcess = signal.si_code <= 0;
     if (signal.si_signo != SIGCHLD && isFromAProcess && signal.si_pid != process) ::kill(process, signal.si_signo);
   }
 }
 
-/// Ends this process as the command ended, so that a shell sees the same.
+/// Ends this process by the same signal, so that a shell sees the same end.
 [[noreturn]] void dieOf(int signal) {
   std::cout.flush();
-  constexpr rlimit none{.rlim_cur = 0, .rlim_max = 0};  // The command's core is the one that tells something.
+  constexpr rlimit none{.rlim_cur = 0, .rlim_max = 0};  // Only the core file of the command is useful.
   ::setrlimit(RLIMIT_CORE, &none);
   std::signal(signal, SIG_DFL);
   sigset_t mask;

@@ -9,15 +9,15 @@ namespace TessalyTool {
 
 using Arguments = std::span<const std::string_view>;
 
-/// Other values are those of a command that was run for the user.
+/// The exit codes of `tessaly`. A command that `tessaly` runs for the user may give other values.
 enum ExitCode : int { success = 0, failure = 1, wrongUsage = 2 };
 
-/// A command line that makes no sense. Ends in exit code 2.
+/// An invalid command line. Ends with exit code 2.
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What could not be done. Ends in exit code 1.
+/// A failure of a valid command. Ends with exit code 1.
 struct CommandError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -27,9 +27,9 @@ struct Command {
   std::string_view name;
   /// One line for the list of subcommands.
   std::string_view summary;
-  /// What `tessaly <name> --help` prints.
+  /// The output of `tessaly <name> --help`.
   std::string_view help;
-  /// Does the work on the arguments behind the name; throws `UsageError` or `CommandError`.
+  /// Runs the subcommand with the arguments after its name. Throws `UsageError` or `CommandError`.
   ExitCode (*run)(Arguments arguments);
 };
 

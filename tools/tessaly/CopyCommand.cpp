@@ -28,12 +28,12 @@ using Tessaly::URL;
 
 constexpr std::string_view help = R"(Usage: tessaly copy [--url] [--] [text...]
 
-Puts the text on the pasteboard: the words with a space between them, or, without any, standard input as it is.
+Puts text on the pasteboard: the words with a space between them. Without words, puts standard input there unchanged.
 
-  --url   the text is a URL, and is offered as one
+  --url   offer the text as a URL
 
-Returns when the text can be pasted. A process in the background goes on offering it until something else is copied or
-the display goes away.
+Returns when the text can be pasted. A process in the background offers it until another program replaces it or the
+display is closed.
 
 Exit codes: 0 done, 1 failed (no display, for example), 2 wrong usage.
 )";
@@ -53,15 +53,16 @@ Contents contentsOf(Arguments arguments) {
   for (const std::string& word : line.words()) contents.text.append(contents.text.empty() ? "" : " ").append(word);
   if (line.has("--url")) {
     contents.url = URL::from(contents.text);
-    // A text without a scheme parses, as a URL that is relative to another.
+    // A text without a scheme also parses, as a relative URL.
     if (!contents.url || !contents.url->scheme()) throw CommandError("\"" + contents.text + "\" is no URL");
   }
   return contents;
 }
 
-/// Offers the contents until something else is copied. The problem goes to the descriptor as soon as it is known.
+/// Offers the contents until another program replaces them. Writes the problem to the descriptor as soon as it is
+/// known.
 [[noreturn]] void serve(const Contents& contents, int report) {
-  // A process that stays must not hold what its starter had open.
+  // A process in the background must not keep its parent's descriptors open.
   constexpr int keptReport = 3;
   ::setsid();
   if (report != keptReport) ::dup3(report, keptReport, O_CLOEXEC);
@@ -100,7 +101,7 @@ ExitCode run(Arguments arguments) {
   const Contents contents = contentsOf(arguments);
   int report[2];
   if (::pipe2(report, O_CLOEXEC) != 0) throw CommandError(std::strerror(errno));
-  // Nothing of the library has a thread yet, so the child may use it.
+  // The library has not started a thread yet, so the child may use it.
   const pid_t server = ::fork();
   if (server < 0) throw CommandError(std::strerror(errno));
   if (server == 0) serve(contents, report[1]);

@@ -21,8 +21,8 @@ using Tessaly::URL;
 
 constexpr std::string_view help = R"(Usage: tessaly digest [--sha256 | --sha512 | --md5] [--json] [--] <file>...
 
-Prints the SHA-256 digest of each file, or the one that is asked for, and the file's name behind it. A file is read in
-pieces, so its size does not matter.
+Prints the digest and the name of each file. Without an option, the digest is SHA-256. Files may have any size, because
+they are read in pieces.
 
   --json      a line of JSON for each file: {"file":...,"method":...,"digest":...}
 

@@ -29,22 +29,22 @@ constexpr std::string_view help = R"(Usage: tessaly format <kind> [option...] [v
 Writes values for people, one line each. Without values it reads them from standard input, one in each line.
 
   bytes                  sizes in bytes, "1.5 MB"; with --unit GB in decimal gigabytes
-  duration               seconds; --style is positional (as without it, "9:03"), full ("1 hour, 10 minutes"),
+  duration               seconds; --style is positional (the default, "9:03"), full ("1 hour, 10 minutes"),
                          abbreviated ("1h 10m"), minutes ("9 minutes, 3 seconds") or seconds ("12.5s")
-  date                   YYYY-MM-DDTHH:MM:SSZ, seconds since 1970 behind an @, or now; --style is medium (as without it),
-                         relative ("Yesterday") or iso8601; --length of relative ones is short, medium, long or full;
-                         --time adds the time, --time-only leaves the date out
-  number                 --style is limited (as without it: up to two fraction digits, or as many as --digits says),
+  date                   YYYY-MM-DDTHH:MM:SSZ, seconds since 1970 behind an @, or now; --style is medium (the default),
+                         relative ("Yesterday") or iso8601; --length of relative dates is short, medium, long or full;
+                         --time adds the time, --time-only omits the date
+  number                 --style is limited (the default: at most two fraction digits, or as many as --digits says),
                          whole, percent (0.5 is 50%), tempo, pitch, decibel or bpm
 
-  --language <code>      the language of everything, such as fr or pt_BR; else that of LC_ALL, LC_MESSAGES or LANG
+  --language <code>      the language, such as fr or pt_BR; without it, that of LC_ALL, LC_MESSAGES or LANG
 
-Dates are in the time zone of TZ. Options may also be written --name=value. Behind -- everything is a value.
+Dates are in the time zone of TZ. Options may also be written --name=value. All arguments after -- are values.
 
 Exit codes: 0 done, 1 failed (a line of the input is no value, for example), 2 wrong usage.
 )";
 
-/// What stands behind the kind.
+/// The arguments after the kind.
 struct Line {
   std::string_view kind;
   std::optional<std::string_view> language;
@@ -208,7 +208,7 @@ ExitCode run(Arguments arguments) {
   const Line line = parsed(arguments);
   const Writer write = writer(line);
   const Tessaly::Locale locale = line.language ? Tessaly::Locale(*line.language) : Tessaly::Locale::current();
-  // Sizes and durations do not follow the chosen language, but the current locale; here all is to be in one.
+  // Sizes and durations use the current locale instead of the chosen language. The replacement makes both equal.
   const Tessaly::Locale::Replacement replacement(locale);
   for (const std::string_view value : line.values) std::cout << write(value) << '\n';
   if (!line.values.empty()) return success;

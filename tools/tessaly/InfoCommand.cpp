@@ -34,15 +34,15 @@ using Tessaly::UTType;
 
 constexpr std::string_view help = R"(Usage: tessaly info [--digest] [--json] [<file>...]
 
-Without a file, prints what an application is told about the system and about itself. Of each file prints its type, by its
-name and its contents, with the MIME type, the preferred extension and what the type is a special case of, and size and
-time of the file.
+Without a file, prints the facts about the system and the application that an application can query. For each file,
+prints its type (by its name and contents), the MIME type, the preferred extension, the more general types, and the
+size and time of the file.
 
-  --digest    of files, their SHA-256 and MD5 as well
-  --json      of files, a line of JSON for each: {"file":...,"type":...,"MIMEType":...,"extension":...,"size":...,
+  --digest    also print the SHA-256 and MD5 of each file
+  --json      print a line of JSON for each file: {"file":...,"type":...,"MIMEType":...,"extension":...,"size":...,
               "modified":...}; a type without an extension has no such member
 
-Exit codes: 0 done, 1 failed (a file that is not there, for example), 2 wrong usage.
+Exit codes: 0 done, 1 failed (a file that does not exist, for example), 2 wrong usage.
 )";
 
 void print(std::string_view name, std::string_view value) {
@@ -72,10 +72,10 @@ void printSystem() {
   print("under test", yesOrNo(isRunningTests(process)));
 }
 
-/// The extension that files of a type have, if there is one.
+/// The preferred extension of a type, or an empty text.
 std::string extensionOf(const UTType& type) { return type.preferredFilenameExtension().value_or(""); }
 
-/// The printed line of a file. Everything that may fail comes first, so that a file is told of whole or not at all.
+/// The printed line of a file. Everything that may fail comes first, so that no part of a line is printed on failure.
 struct FileFacts {
   explicit FileFacts(const std::string& file, bool hasDigests) : path(file), type(UTType::ofFile(url())) {
     if (::stat(path.c_str(), &status) != 0) throw POSIXError::last();
@@ -145,6 +145,7 @@ ExitCode run(Arguments arguments) {
 
 }  // namespace
 
-const Command infoCommand{.name = "info", .summary = "tell about the system, or about files", .help = help, .run = run};
+const Command infoCommand{
+    .name = "info", .summary = "print facts about the system, or about files", .help = help, .run = run};
 
 }  // namespace TessalyTool

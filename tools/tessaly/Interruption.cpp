@@ -55,7 +55,7 @@ void Interruption::runUntilInterrupted(std::function<Tessaly::Async<void>()> wor
   try {
     Tessaly::syncWait([task]() -> Tessaly::Async<void> { co_await task.value(); });
   } catch (const Tessaly::CancellationError&) {
-    // As it was asked to.
+    // The cancellation was requested above.
   } catch (...) {
     error = std::current_exception();
   }

@@ -9,9 +9,9 @@
 
 namespace TessalyTool {
 
-/// What ends a command that goes on until the user, or whoever reads its output, wants no more: SIGINT, SIGTERM and
-/// SIGHUP. A later one ends the process itself, should its output be stuck. Made before the command does anything,
-/// since threads that are started before do not know of it.
+/// Ends a command that runs until the user or the reader of its output ends it. The signals are SIGINT, SIGTERM and
+/// SIGHUP. A second signal ends the process itself, in case its output is blocked. A command makes it first, because it
+/// does not block the signals of threads that already run.
 class Interruption {
  public:
   Interruption();
@@ -23,11 +23,11 @@ class Interruption {
     static_cast<void>(signals_.next());
     signals_.deliverSoon();
   }
-  /// Ends the wait, from any thread.
+  /// Interrupts the command. Any thread may call it.
   static void raise();
-  /// Readable once the command was interrupted.
+  /// A descriptor that becomes readable when the command is interrupted.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
-  /// Runs the work until it ends, or is interrupted and cancelled. Throws what it throws.
+  /// Runs the work until it ends. An interruption cancels it. Throws the exceptions of the work.
   void runUntilInterrupted(std::function<Tessaly::Async<void>()> work) const;
 
  private:
@@ -35,7 +35,7 @@ class Interruption {
   int descriptor_;
 };
 
-/// Writes to standard output at once; throws `CommandError` when nobody reads it any more.
+/// Flushes standard output. Throws `CommandError` if it cannot be written.
 void flushOutput();
 
 }  // namespace TessalyTool

@@ -7,7 +7,7 @@
 
 namespace TessalyTool {
 
-/// A text as JSON, in quotation marks. U+FFFD stands for what is not UTF-8.
+/// A text as JSON, in quotation marks. U+FFFD replaces ill-formed UTF-8.
 std::string quotedJSON(std::string_view text);
 
 /// An object that is written as one line of JSON, its members in the order in which they are added.
@@ -15,7 +15,7 @@ class JSONObject {
  public:
   JSONObject& add(std::string_view name, std::string_view text) { return addRaw(name, quotedJSON(text)); }
   JSONObject& add(std::string_view name, const char* text) { return add(name, std::string_view(text)); }
-  /// A truth value, or a number.
+  /// Adds a truth value or a number.
   JSONObject& add(std::string_view name, std::integral auto value) {
     if constexpr (std::same_as<decltype(value), bool>) {
       return addRaw(name, value ? "true" : "false");

@@ -31,7 +31,7 @@ constexpr std::string_view help = R"(Usage: tessaly list [--json] [--] [director
 Prints the entries of a directory, or of the current one, by name: type, size, time of the last change, name.
 
   --json      a line of JSON for each entry: {"name":...,"type":...,"size":...,"modified":...}, with the size in bytes,
-              the time as in "2023-01-02T15:04:05Z", and U+FFFD for what is not UTF-8 in a name
+              the time as in "2023-01-02T15:04:05Z", and U+FFFD for ill-formed UTF-8 in a name
 
 Exit codes: 0 done, 1 failed (no such directory, for example), 2 wrong usage.
 )";
@@ -84,6 +84,6 @@ ExitCode run(Arguments arguments) {
 
 }  // namespace
 
-const Command listCommand{.name = "list", .summary = "print what a directory holds", .help = help, .run = run};
+const Command listCommand{.name = "list", .summary = "print the entries of a directory", .help = help, .run = run};
 
 }  // namespace TessalyTool

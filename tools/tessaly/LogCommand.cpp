@@ -35,15 +35,15 @@ using Tessaly::Date;
 
 constexpr std::string_view help = R"(Usage: tessaly log <identifier> [--follow] [--csv | --json] [--last <seconds>]
 
-Prints the records that the applications of this user have written to the journal, oldest first: those whose subsystem
-begins with the identifier. A record is a line: time, level, subsystem, category in brackets, and the message, in which
-line breaks are blanks and other control characters are escaped.
+Prints records that this user's applications have written to the journal, oldest first. It selects the records whose
+subsystem begins with the identifier. A record is a line: time, level, subsystem, category in brackets, and the message,
+in which spaces replace line breaks and other control characters are escaped.
 
-  --follow           go on with the records that are written from now on, until interrupted
-  --csv              print rows of the same five columns, as spreadsheets read them (RFC 4180), messages as they are
+  --follow           also print later records, until interrupted
+  --csv              print rows of the same five columns for spreadsheets (RFC 4180), with unchanged messages
   --json             print a line of JSON for each record: {"time":...,"level":...,"subsystem":...,"category":...,
                      "message":...}, with the time as in "2023-01-02T15:04:05Z"
-  --last <seconds>   only the records of so many seconds
+  --last <seconds>   print only the records of the last seconds
 
 Exit codes: 0 done or interrupted, 1 failed (there is no journal, for example), 2 wrong usage.
 )";
@@ -88,13 +88,13 @@ class Journal {
     match("_UID=" + std::to_string(::getuid()));
   }
 
-  /// Only what follows this moment.
+  /// Moves to the first record at or after this time.
   void seek(std::uint64_t microseconds) {
     checked(::sd_journal_seek_realtime_usec(journal_.get(), microseconds), "Cannot look for that time");
   }
 
-  /// Leaves out the records of other subsystems than those of the identifier that are known now, which is much faster
-  /// than reading them.
+  /// Limits the records to the identifier's subsystems that the journal has now. This is much faster than reading and
+  /// comparing all records.
   void matchSubsystems(std::string_view identifier) {
     constexpr const char* field = "TESSALY_SUBSYSTEM";
     checked(::sd_journal_query_unique(journal_.get(), field), "Cannot list the subsystems");
@@ -106,7 +106,7 @@ class Journal {
     }
     const std::string wanted = std::string(field) + "=" + std::string(identifier);
     std::erase_if(subsystems, [&](const std::string& subsystem) { return !subsystem.starts_with(wanted); });
-    // No match at all would be every record.
+    // Without any match the journal returns every record.
     if (subsystems.empty()) match(wanted);
     for (const std::string& subsystem : subsystems) match(subsystem);
   }
@@ -125,20 +125,20 @@ class Journal {
     return std::nullopt;
   }
 
-  /// Waits for more records; false when it is interrupted.
+  /// Waits for more records. Returns false if the command is interrupted.
   bool waitForMore(const Interruption& interruption) {
     const int descriptor = checked(::sd_journal_get_fd(journal_.get()), "Cannot follow the journal");
     constexpr int lookAgain = 250;
     pollfd descriptors[]{{.fd = interruption.fileDescriptor(), .events = POLLIN, .revents = 0},
                          {.fd = descriptor, .events = POLLIN, .revents = 0}};
-    // Journals that another machine writes do not tell of it.
+    // Journals that another machine writes send no notification.
     ::poll(descriptors, 2, ::sd_journal_reliable_fd(journal_.get()) > 0 ? -1 : lookAgain);
     if (descriptors[0].revents != 0) return false;
     checked(::sd_journal_process(journal_.get()), "Cannot follow the journal");
     return true;
   }
 
-  /// Has the journal tell of records from now on.
+  /// Makes the journal notify this process of later records.
   void beginFollowing() { checked(::sd_journal_get_fd(journal_.get()), "Cannot follow the journal"); }
 
  private:
@@ -158,7 +158,7 @@ class Journal {
   }
 
   Date date() {
-    // The moment of the record, or else of its arrival.
+    // The time of the record, or the time of its arrival if the record has none.
     const std::string written = field("TESSALY_TIME");
     std::int64_t nanoseconds = 0;
     if (std::from_chars(written.data(), written.data() + written.size(), nanoseconds).ec == std::errc()) {
@@ -239,11 +239,11 @@ ExitCode run(Arguments arguments) {
     journal.matchSubsystems(request.identifier);
   }
   const double since =
-      request.lastSeconds ? Date::now().timeIntervalSince1970() - *request.lastSeconds : -1;  // Or all there are.
+      request.lastSeconds ? Date::now().timeIntervalSince1970() - *request.lastSeconds : -1;  // -1 means all records.
   if (since > 0) journal.seek(static_cast<std::uint64_t>(since * 1e6));
   do {
     while (const auto record = journal.next(request.identifier)) {
-      // A record may have come into the journal long after it was written.
+      // A record may have reached the journal long after it was written.
       if (record->date.timeIntervalSince1970() >= since) print(*record, request.form);
       if (!std::cout) break;
     }
@@ -255,6 +255,6 @@ ExitCode run(Arguments arguments) {
 }  // namespace
 
 const Command logCommand{
-    .name = "log", .summary = "print what applications wrote to the journal", .help = help, .run = run};
+    .name = "log", .summary = "print the records of applications in the journal", .help = help, .run = run};
 
 }  // namespace TessalyTool

@@ -36,7 +36,7 @@ const Command* commandOf(std::string_view name) {
   return found == commands.end() ? nullptr : *found;
 }
 
-/// What was printed must arrive.
+/// Flushes the output. The command fails if the output cannot be written.
 ExitCode finished(std::string_view name, ExitCode code) {
   std::cout.flush();
   if (std::cout) return code;

@@ -17,8 +17,8 @@ inline UsageError unknownOption(std::string_view option) {
   return UsageError("There is no option " + std::string(option));
 }
 
-/// A command line taken apart: its options, which take no values, and its words. What begins with '-' is an option,
-/// but for "-" alone and all that stands behind "--". Throws `UsageError` for an option that is not known.
+/// A parsed command line: its options, which have no values, and its words. An argument that begins with '-' is an
+/// option, except "-" itself and all arguments after "--". Throws `UsageError` for an unknown option.
 class CommandLine {
  public:
   CommandLine(Arguments arguments, std::initializer_list<std::string_view> knownOptions) {
@@ -39,13 +39,13 @@ class CommandLine {
     return std::ranges::find(options_, option) != options_.end();
   }
   [[nodiscard]] const std::vector<std::string>& words() const noexcept { return words_; }
-  /// The only word. Throws `UsageError` when there is none, or another one.
+  /// The only word. Throws `UsageError` if there is none, or more than one.
   [[nodiscard]] const std::string& onlyWord(std::string_view whatIsMissing) const {
     if (words_.empty()) throw UsageError(std::string(whatIsMissing) + " is missing");
     refuseMoreThan(1);
     return words_.front();
   }
-  /// Throws `UsageError` when there are more words.
+  /// Throws `UsageError` if there are more words.
   void refuseMoreThan(std::size_t count) const {
     if (words_.size() > count) throw UsageError("\"" + words_[count] + "\" is too much");
   }

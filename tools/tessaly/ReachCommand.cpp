@@ -22,12 +22,12 @@ namespace ReachabilityService = Tessaly::ReachabilityService;
 
 constexpr std::string_view help = R"(Usage: tessaly reach [--watch] [--json] | --quiet
 
-Prints whether this machine is online and whether that costs money, and who says so:
+Prints whether this machine is online, whether that costs money, and the sources of both:
 
   online, not expensive
   path: satisfied (kernel), not expensive (networkManager)
 
-  --watch   go on with a line for each change, until interrupted
+  --watch   also print a line for each change, until interrupted
   --json    print {"online":true,"expensive":false}
   --quiet   print nothing; exit code 0 online, 1 offline
 
@@ -41,7 +41,7 @@ std::string described(const ReachabilityService::Status& status) {
   return std::string(status.isOnline ? "online, " : "offline, ") + (status.isExpensive ? "expensive" : "not expensive");
 }
 
-/// The path, once those who are asked for it have answered or had their time.
+/// The path, after every source has answered or its time limit has passed.
 NWPath settledPath() {
   const auto monitor = NWPathMonitor::make();
   NWPath path = monitor->currentPath();
@@ -67,7 +67,7 @@ ExitCode watch(bool printsJSON) {
           if (status == printed) continue;
           printed = status;
           std::cout << (printsJSON ? jsonOf(*status) : described(*status)) << std::endl;
-          if (!std::cout) Interruption::raise();  // Nobody reads any more.
+          if (!std::cout) Interruption::raise();  // The output has no reader any more.
         }
       });
   interruption.wait();
@@ -95,6 +95,7 @@ ExitCode run(Arguments arguments) {
 
 }  // namespace
 
-const Command reachCommand{.name = "reach", .summary = "tell whether this machine is online", .help = help, .run = run};
+const Command reachCommand{
+    .name = "reach", .summary = "print whether this machine is online", .help = help, .run = run};
 
 }  // namespace TessalyTool

@@ -34,7 +34,7 @@ void endIfNobodyReads() {
 PendingSignals::PendingSignals(std::initializer_list<int> numbers) {
   ::sigemptyset(&waiting_);
   for (const int number : numbers) {
-    // An ignored child would be gone before anybody could ask how it ended.
+    // If SIGCHLD is ignored, the system discards the status of a child.
     if (number == SIGCHLD) std::signal(SIGCHLD, SIG_DFL);
     if (!isIgnored(number)) ::sigaddset(&waiting_, number);
   }

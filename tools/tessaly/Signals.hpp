@@ -6,26 +6,26 @@
 
 namespace TessalyTool {
 
-/// Has a reader that has gone told by the stream instead of by a signal.
+/// Makes a write to a pipe without a reader fail instead of raising a signal.
 void ignoreBrokenPipes();
-/// Ends this process if the reader of its output has seen enough, as `head` has: as other programs end then, without a
-/// word. Not if this process was started to ignore that.
+/// Ends this process silently, like other programs, if the reader of its output has closed the pipe, as `head` does.
+/// Does nothing if this process was started with SIGPIPE ignored.
 void endIfNobodyReads();
 
-/// Signals that wait until they are asked for, from the making of this on. Those that the process was started to ignore
-/// stay ignored. To be made before the library is used.
+/// Blocks signals and returns them on request. Signals that were ignored at the start of the process stay ignored. It
+/// must be made before the first use of the library.
 class PendingSignals {
  public:
   explicit PendingSignals(std::initializer_list<int> numbers);
 
-  /// The next one, with what is known of its sender.
+  /// The next signal, with the system's information about its sender.
   [[nodiscard]] siginfo_t next() const;
-  /// Lets them end the process as they end others, from a fifth of a second on: whoever sends one to the process and to
-  /// its group, as `timeout` does, means it once.
+  /// Unblocks the signals after 0.2 s, so that a later one ends the process. Programs such as `timeout` send one signal
+  /// twice, to the process and to its group. The delay makes the two count once.
   void deliverSoon() const;
 
   [[nodiscard]] const sigset_t& set() const { return waiting_; }
-  /// For a program that is started: the mask that was there before, and the signals to be reset in it.
+  /// For a program that is started: the former mask of blocked signals, and the signals to be reset.
   [[nodiscard]] const sigset_t& maskBefore() const { return maskBefore_; }
   [[nodiscard]] static sigset_t resetInPrograms();
 

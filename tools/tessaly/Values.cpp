@@ -39,7 +39,7 @@ PropertyList parsedBoolean(std::string_view text) {
 
 PropertyList parsedData(std::string_view text) {
   Data::Bytes bytes;
-  // As it is printed.
+  // The printed form is accepted too.
   if (text.starts_with('<') && text.ends_with('>')) text = text.substr(1, text.size() - 2);
   if (text.size() % 2 != 0) refuse(text, "data in hexadecimal digits");
   for (std::size_t i = 0; i < text.size(); i += 2) {
@@ -51,7 +51,7 @@ PropertyList parsedData(std::string_view text) {
   return Data(std::move(bytes));
 }
 
-/// Takes one simple value from the front.
+/// Parses one simple value and removes its arguments.
 PropertyList takeSimple(Arguments& arguments) {
   const std::string_view first = arguments[0];
   arguments = arguments.subspan(1);
@@ -81,12 +81,12 @@ PropertyList takeSimple(Arguments& arguments) {
 
 PropertyList parsedDate(std::string_view text) {
   std::string date(text);
-  // As it is printed.
+  // The printed form is accepted too.
   if (constexpr std::string_view printed = " +0000"; date.size() == 25 && date.ends_with(printed) && date[10] == ' ') {
     date.replace(date.size() - printed.size(), printed.size(), "Z");
     date[10] = 'T';
   }
-  // The codec knows how dates are written.
+  // The codec for property lists parses the date.
   try {
     if (date.find_first_not_of("0123456789-:TZ") != std::string::npos) refuse(text, dateKind);
     const std::string element = "<date>" + date + "</date>";

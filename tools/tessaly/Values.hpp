@@ -12,7 +12,7 @@
 
 namespace TessalyTool {
 
-/// The number that the whole text spells.
+/// The number that the whole text represents.
 template <typename Number>
 std::optional<Number> parsedNumber(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
@@ -22,16 +22,16 @@ std::optional<Number> parsedNumber(std::string_view text) {
   return number;
 }
 
-/// The date that a text like "2023-01-02T15:04:05Z" spells. Throws `UsageError`.
+/// The date of a text such as "2023-01-02T15:04:05Z". Throws `UsageError`.
 Tessaly::PropertyList parsedDate(std::string_view text);
 
-/// The value that the arguments spell: `-int 5`, `-array a -int 5`, or a bare text. Throws `UsageError`.
+/// The value that the arguments represent: `-int 5`, `-array a -int 5`, or a text alone. Throws `UsageError`.
 Tessaly::PropertyList parsedValue(Arguments arguments);
 
-/// A value for people and scripts: texts as they are, everything else as it describes itself.
+/// A value for people and scripts: a text unchanged, any other value as its description.
 std::string printed(const Tessaly::PropertyList& value);
 
-/// A key that begins a line: as it is, but quoted if it would break the line or steer the terminal.
+/// A key at the beginning of a line. It is quoted if it contains line breaks or control characters.
 std::string printedKey(std::string_view key);
 
 }  // namespace TessalyTool

@@ -30,27 +30,27 @@ using Tessaly::URL;
 constexpr std::string_view help = R"(Usage: tessaly watch <file> [--data | --json]
        tessaly watch <directory> [--tree] [--json]
 
-Prints a line for each write of a file until it is interrupted: the time, and what became of the file:
+Prints a line for each change of a file until it is interrupted: the time and the kind of change:
 
-  written     its contents were written or cut
-  replaced    another file took its name, as editors do when they save
-  removed     there is no such file any more
-  returned    there is one again
+  written     the file was written or truncated
+  replaced    another file has the name now, as after saving in an editor
+  removed     no file has the name any more
+  returned    a file has the name again
 
-The file need not be there yet. Nothing is missed: writes that follow one another closely may be one line, but the last
-line comes after the last write. Links and directories on the way are followed as well. Where the kernel reports a
-change of the modification time alone as a write, as after touch(1), it is one here too.
+The file need not exist yet. No change is lost: writes in quick succession may cause one line, but the last line comes
+after the last write. Changes of links and directories on the path count too. A change of the modification time alone,
+as by touch(1), is a write if the kernel reports it as one.
 
-Of a directory prints a line for each entry that is there, and then for each that changes, until the directory is gone:
-the time, what became of the entry, and its path from the directory on:
+For a directory, prints a line for each present entry, and then for each change, until the directory is removed: the
+time, the kind of change, and the path of the entry relative to the directory:
 
   appeared, changed, disappeared
   renamed     with both names: former -> new
 
-  --data      of a file: print the contents instead, now and whenever they changed, each ended by a line break
-  --tree      of a directory: the entries of all directories below it too
-  --json      print a line of JSON for each change: {"time":...,"change":...}, and of a directory "path", "size" and, of
-              a renamed entry, "formerPath"
+  --data      for a file: print its contents instead, now and after each change, with a line break at the end
+  --tree      for a directory: include the entries of all its subdirectories
+  --json      print a line of JSON for each change: {"time":...,"change":...}; for a directory also "path", "size" and,
+              for a renamed entry, "formerPath"
 
 Exit codes: 0 interrupted, 1 failed, 2 wrong usage.
 )";
@@ -74,7 +74,7 @@ void printContents(const FileManager& files, const URL& file) {
   try {
     contents = files.contents(file);
   } catch (const std::exception& error) {
-    // It may be gone again, or a folder by now.
+    // The file may have been removed or replaced by a directory meanwhile.
     std::cerr << "tessaly watch: " << error.what() << std::endl;
     return;
   }
@@ -153,6 +153,6 @@ ExitCode run(Arguments arguments) {
 }  // namespace
 
 const Command watchCommand{
-    .name = "watch", .summary = "tell of each change of a file or a directory", .help = help, .run = run};
+    .name = "watch", .summary = "print each change of a file or a directory", .help = help, .run = run};
 
 }  // namespace TessalyTool

@@ -28,12 +28,13 @@ using Tessaly::URL;
 
 constexpr std::string_view help = R"(Usage: tessaly zip [--force] <archive> <file>...
 
-Writes a zip archive of copies of files, links and folders, each under its own name, in one folder of a random name. Two
-of one name are refused. Names are in UTF-8, and times and modes are kept. The archive "-" is standard output.
+Writes a zip archive of copies of files, links and directories, each under its own name, in one directory with a random
+name. Two files of the same name are an error. Names are in UTF-8. Times and modes are kept. The archive "-" is
+standard output.
 
-  --force     replace an archive that is there, once the new one is whole
+  --force     replace an existing archive after the new one is complete
 
-Exit codes: 0 done, 1 failed (a file that is not there, for example), 2 wrong usage.
+Exit codes: 0 done, 1 failed (a file that does not exist, for example), 2 wrong usage.
 )";
 
 struct Request {
@@ -74,7 +75,7 @@ std::vector<URL> urlsOf(const std::vector<std::string>& files) {
   return urls;
 }
 
-/// Under a name of its own beside the archive first, so that nobody ever finds half of one.
+/// Writes a temporary file beside the archive and renames it, so that no program finds an incomplete archive.
 void store(const Data& data, const Request& request) {
   const std::string part = request.archive + "." + Tessaly::UUID::random().uuidString() + ".part";
   try {
