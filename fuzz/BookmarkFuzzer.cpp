@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   require(isNamed);
   const Data data(std::string_view(reinterpret_cast<const char*>(bytes), size));
   decode(data);
-  // As the value of "data", and as a token.
+  // The text is used as the value of "data", and as a token.
   decode(Data("{\"url\":\"file:\\/\\/\\/a\",\"data\":\"" + data.base64EncodedString() + "\"}"));
   resolve(system, data);
   return 0;

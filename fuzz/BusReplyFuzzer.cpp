@@ -99,14 +99,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     contents.signature = signatures[data[1]];
     contents.descriptors = data[0] >> 2U & 3U;
   } else {
-    // Without descriptors, because sd-bus leaks them when it rejects the types of a message.
+    // The message has no descriptors, because sd-bus leaks them when it rejects the types of a message.
     contents.signature = rest.substr(0, rest.find('\0'));
     rest.remove_prefix(std::min(rest.size(), contents.signature.size() + 1));
   }
   contents.body = rest;
   if (const BusWire::Message message = wire->receive(contents)) {
     readAll(message.get());
-    // An error without a known name, whatever its text.
+    // The error must have no known name. Its text may be anything.
     if (const sd_bus_error* const error = sd_bus_message_get_error(message.get()))
       require(failureOf(error->name) == CallFailure::refused);
   }

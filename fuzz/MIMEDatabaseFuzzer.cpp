@@ -59,7 +59,7 @@ void readBack(std::string_view bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  // On the heap in the exact size, so that a sanitizer reports a read beyond the end.
+  // A copy on the heap of the exact size, so that a sanitizer reports a read beyond the end.
   const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   const std::string_view half = std::string_view(bytes).substr(0, bytes.size() / 2);
   MIMEDatabase database{{}};

@@ -22,7 +22,7 @@ void requireSense(const RouteTable& table) {
     require(table.linksForTesting() > 0 && table.addressesForTesting() > 0 && table.routesForTesting() > 0);
 }
 
-/// On the heap in the exact size, so that a sanitizer reports a read beyond the end.
+/// Applies a copy on the heap of the exact size, so that a sanitizer reports a read beyond the end.
 RouteTable::Outcome apply(RouteTable& table, std::span<const std::byte> bytes, RouteTable::Origin origin) {
   const std::vector<std::byte> datagram(bytes.begin(), bytes.end());
   const std::size_t routes = table.routesForTesting();

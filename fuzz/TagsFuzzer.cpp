@@ -24,7 +24,7 @@ void replaceIn(std::string_view text, std::string_view tag) {
   try {
     replace(string, tag, {{"found", true}});
   } catch (const std::out_of_range&) {
-    // As documented for nested tags.
+    // This exception is documented for nested tags.
   }
   for (std::int64_t at = 0; at < string.length();) {
     const NSRange run = string.effectiveRange(at);
