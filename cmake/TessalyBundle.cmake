@@ -1,15 +1,17 @@
 # tessaly_bundle(target
 #   IDENTIFIER org.example.player   the application's identifier, in reverse domain-name form
-#   [VERSION 1.2.3]                 the version that people see
+#   [VERSION 1.2.3]                 the version that users see
 #   [BUILD 42]                      the number of the build
-#   [LOCALIZATIONS en fr...]        the languages that the application speaks, its original one first
+#   [LOCALIZATIONS en fr...]        the languages of the application, the original one first
 #   [INFORMATION key=value...]      further entries of the information dictionary
 #   [POLKIT_ACTION org.example.player.authenticate]
 #                                   the action under which the user is asked to authenticate
-#   [POLKIT_MESSAGE "..."])         what the user is asked where the application's own reason is not shown
+#   [POLKIT_MESSAGE "..."])         the question to the user if the system does not show the
+#                                   application's own reason
 #
-# Puts these facts into the executable `target`, where `Tessaly::Bundle::main()` finds them. They stand in a note of
-# their own: no code runs for them, and neither stripping nor the removal of unused sections loses them.
+# Puts these facts into the executable `target`, where `Tessaly::Bundle::main()` finds them. The facts are in an ELF
+# note of their own. No code runs for them at the start, and neither stripping nor the removal of unused sections
+# removes them.
 #
 # POLKIT_ACTION also writes the action's policy, by which users authenticate with their own password, and installs it in
 # share/polkit-1/actions. The system looks in /usr/share only, so install with that prefix.
@@ -82,7 +84,7 @@ asm(R"(
   target_sources(${target} PRIVATE "${source}")
 endfunction()
 
-# Appends a key and a value to a list of bytes in hexadecimal, each ended by a zero.
+# Appends a key and a value, each with a terminating zero, to a list of hexadecimal bytes.
 function(_tessaly_bundle_append variable key value)
   string(HEX "${key}" key)
   string(HEX "${value}" value)
@@ -100,7 +102,7 @@ function(_tessaly_bundle_policy action message)
   if(message MATCHES "]]>|\n")
     message(FATAL_ERROR "tessaly_bundle: POLKIT_MESSAGE must be one line without ]]>")
   endif()
-  # In a CDATA section, since polkit forgets what stands before an entity.
+  # The text is in a CDATA section, because polkit loses the text before an entity.
   set(policy "${CMAKE_CURRENT_BINARY_DIR}/${action}.policy")
   file(CONFIGURE OUTPUT "${policy}" @ONLY CONTENT [==[
 <?xml version="1.0" encoding="UTF-8"?>

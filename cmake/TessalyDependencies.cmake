@@ -1,5 +1,5 @@
-# The packages that the libraries stand on, each under the name that tessaly_library() and tessaly_backend() use. The
-# package configuration of a static installation reads this file, too.
+# The packages that the libraries need, each under the name for tessaly_library() and tessaly_backend(). The package
+# configuration of a static installation reads this file too.
 
 find_package(PkgConfig QUIET)
 
@@ -14,7 +14,7 @@ set(tessaly_package_systemd libsystemd)
 set(tessaly_package_wayland wayland-client)
 set(tessaly_package_xcb xcb)
 
-# A package of headers alone: whoever links a library of ours does not need it.
+# Packages that consist of headers only. A host that links our libraries does not need them.
 set(tessaly_header_packages json)
 
 # tessaly_find_package(NAME): makes the target PkgConfig::Tessaly_<NAME>, unless this system lacks the package.

@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the libraries, their headers, and what CMake and pkg-config need to find them.
-# find_package(Tessaly COMPONENTS ...) knows one component for each library, and each has a pkg-config file.
+# The files of `cmake --install`: the libraries, their headers, and the files by which CMake and pkg-config find them.
+# Each library is a component of find_package(Tessaly COMPONENTS ...), and has a pkg-config file.
 
 if(NOT TESSALY_INSTALL)
   return()
@@ -10,7 +10,7 @@ set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/Tessaly)
 get_property(libraries GLOBAL PROPERTY TESSALY_LIBRARIES)
 list(SORT libraries)
 
-# tessaly_installed_headers(VARIABLE): the public headers, and of those in detail/ what public ones include.
+# tessaly_installed_headers(VARIABLE): the public headers, and the headers in detail/ that public headers include.
 function(tessaly_installed_headers VARIABLE)
   file(GLOB_RECURSE pending CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} Tessaly/*.hpp)
   list(FILTER pending EXCLUDE REGEX "^Tessaly/Platform/${CMAKE_SYSTEM_NAME}/|/detail/")
@@ -40,7 +40,8 @@ foreach(header IN LISTS headers)
 endforeach()
 install(FILES LICENSE TYPE DOC)
 
-# tessaly_pkgconfig_names(VARIABLE NAME...): how pkg-config calls these libraries, "tessaly-foundation-extensions".
+# tessaly_pkgconfig_names(VARIABLE NAME...): the names of these libraries for pkg-config, such as
+# "tessaly-foundation-extensions".
 function(tessaly_pkgconfig_names VARIABLE)
   set(names ${ARGN})
   list(TRANSFORM names PREPEND tessaly-)
@@ -50,7 +51,8 @@ function(tessaly_pkgconfig_names VARIABLE)
   set(${VARIABLE} ${names} PARENT_SCOPE)
 endfunction()
 
-# tessaly_pkgconfig(NAME): the file of one library, movable with the directory that it is installed in.
+# tessaly_pkgconfig(NAME): the pkg-config file of one library. Its paths are relative, so a host may move the
+# installation.
 function(tessaly_pkgconfig NAME)
   tessaly_pkgconfig_names(file ${NAME})
   get_property(public GLOBAL PROPERTY TESSALY_PUBLIC_${NAME})
@@ -83,7 +85,8 @@ function(tessaly_pkgconfig NAME)
   install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/${file}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
-# What a library asks of its hosts (a toolkit) is looked for only where that library is asked for, so it has its own file.
+# A library may need a package of its hosts, such as a toolkit. A host needs that package only if it requests the
+# library, so the library has a file of its own.
 set(adapters "")
 set(facts "")
 foreach(library IN LISTS libraries)

@@ -1,4 +1,4 @@
-# How every library of Tessaly is made: one call for each directory.
+# The functions that make the libraries of Tessaly. Each directory calls tessaly_library() once.
 
 include(GNUInstallDirs)
 
@@ -27,8 +27,8 @@ set_property(GLOBAL PROPERTY TESSALY_LIBRARIES "")
 
 # tessaly_backend(NAME SOURCES file... [LIBRARIES library...] [PACKAGES package...])
 #
-# Says what the system of the current directory adds to the library NAME: the sources that define the accessor of its
-# system backend, and the libraries and packages that they need. To be called before that library is made.
+# Adds sources of the current system to the library NAME. The sources define the accessor of the library's system
+# backend. LIBRARIES and PACKAGES are those that the sources need. Call it before the library is made.
 function(tessaly_backend NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PACKAGES" ${ARGN})
   list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
@@ -40,9 +40,9 @@ endfunction()
 # tessaly_library(NAME [SOURCES file...] [PUBLIC library...] [PRIVATE library...] [PACKAGES package...])
 #
 # Makes the target Tessaly<NAME>, known as Tessaly::<NAME> inside and outside. Without SOURCES it is header-only. PUBLIC
-# and PRIVATE name libraries of ours without their prefix, which are made first; PACKAGES are those of
-# TessalyDependencies.cmake. Where a package is missing, no target is made, and its absence is an error if the library
-# was asked for.
+# and PRIVATE name libraries of ours without their prefix, which must exist already. PACKAGES are those of
+# TessalyDependencies.cmake. If a package is missing, no target is made. That is an error only if the host requested the
+# library.
 function(tessaly_library NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE;PACKAGES" ${ARGN})
   get_property(backend_sources GLOBAL PROPERTY TESSALY_BACKEND_SOURCES_${NAME})
@@ -103,7 +103,7 @@ function(tessaly_library NAME)
   set_property(GLOBAL PROPERTY TESSALY_PACKAGES_${NAME} "${ARG_PACKAGES}")
 endfunction()
 
-# How a library with sources is compiled and linked.
+# Sets the options by which a library with sources is compiled and linked.
 function(tessaly_set_up_objects target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:TessalyFlags>)
   target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:--as-needed)
@@ -116,7 +116,7 @@ function(tessaly_set_up_objects target)
     POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# Leaves a library out, which is an error where TESSALY_COMPONENTS or the top-level project asks for it.
+# Omits a library. That is an error if TESSALY_COMPONENTS or the top-level project requests the library.
 function(tessaly_leave_out NAME why)
   if(TESSALY_COMPONENTS OR PROJECT_IS_TOP_LEVEL)
     message(FATAL_ERROR "Tessaly::${NAME} cannot be built: ${why}. TESSALY_COMPONENTS names the libraries to build.")

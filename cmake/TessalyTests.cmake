@@ -1,12 +1,12 @@
 # tessaly_tests(NAME [LIBRARIES lib...] [ENVIRONMENT NAME=value...])
 #
-# Makes one GoogleTest program of the *Tests.cpp files in the current folder, and registers every test case with ctest in
-# a process of its own. LIBRARIES names libraries of ours without their prefix. A folder without such files makes none.
+# Makes one GoogleTest program of the *Tests.cpp files in the current directory. ctest runs every test case in a process
+# of its own. LIBRARIES names libraries of ours without their prefix. A directory without such files makes no program.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# The headers of GoogleTest are two thirds of what a test program costs to compile.
+# The headers of GoogleTest are two thirds of the compile time of a test program.
 if(TESSALY_PRECOMPILE_TESTS)
   set(source ${CMAKE_CURRENT_BINARY_DIR}/TestHeaders.cpp)
   file(CONFIGURE OUTPUT ${source} CONTENT "")
@@ -36,7 +36,8 @@ function(tessaly_tests NAME)
     DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS unit)
   if(ARG_ENVIRONMENT)
-    # Not among the properties above: on their way through three scripts a list would lose all but its first element.
+    # The environment is not among the properties above, because the scripts of gtest_discover_tests keep only the first
+    # element of a list.
     set(script ${CMAKE_CURRENT_BINARY_DIR}/${NAME}TestsEnvironment.cmake)
     file(GENERATE OUTPUT ${script} CONTENT "if(${NAME}Tests_TESTS)
   set_tests_properties(\${${NAME}Tests_TESTS} PROPERTIES ENVIRONMENT [==[${ARG_ENVIRONMENT}]==])

@@ -14,7 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 LICENCE = "// SPDX-License-Identifier: MIT\n"
 LINE = re.compile(r"// Component: .*\n")
 
-# Headers that are components of their own, and those that are no library's.
+# Headers whose component is not the library of their directory.
 LONE_HEADERS = {"Tessaly/Concurrency/Mutex.hpp": "Mutex", "Tessaly/ValueRecords/Version.hpp": "Version",
                 "Tessaly/Tessaly.hpp": "Tessaly"}
 
