@@ -11,7 +11,8 @@ import tree
 
 APART = {"tests", "fuzz", "benchmarks"}
 NAME = re.compile(r"\b\w+ForTesting\b")
-# A type stands before the name of a declaration or a definition. A call, or the taking of an address, follows one of these.
+# In a declaration or a definition, a type precedes the name. In a call or an address expression, one of these precedes
+# it.
 BEFORE_USE = re.compile(r"(?:^|[-+*/%&|^!~?:=<>(){}\[\],;.]|\breturn|\bco_await|\bco_return|\bco_yield|\bthrow)\s*(?:\w+::)*$")
 TYPE_BEFORE = re.compile(r"[\w>]\s*[*&]+\s*(?:\w+::)*$|>\s+(?:\w+::)*$")
 

@@ -14,7 +14,7 @@ import re
 
 import tree
 
-# Subsystem: what else it may include, by the beginning of the path.
+# The further includes that a subsystem may have, by the beginning of the path.
 SUBSYSTEMS = {
     "FoundationExtensions": ["ValueRecords/Version."],
     "Collections": [],
@@ -24,14 +24,14 @@ SUBSYSTEMS = {
     "SystemServices": ["FoundationExtensions/", "Concurrency/", "SettingsAndObservation/"],
     "Formatting": ["FoundationExtensions/", "Concurrency/"],
 }
-# The same for single files of a subsystem.
+# The same for single files.
 FILES = {"ValueRecords/URLBookmark": ["FoundationExtensions/", "SettingsAndObservation/"]}
 
-# Headers that need less than the library of their directory, and are components of their own.
+# Headers that need fewer libraries than the rest of their directory. They are components of their own.
 HEADER_COMPONENTS = {"Concurrency/Mutex.hpp": "Mutex", "ValueRecords/Version.hpp": "Version"}
 
-# The libraries of Core/, then those of Platform/, from the lowest row to the highest. A row's members may link those of
-# lower rows, and those that stand to their left.
+# The libraries of Core/, then those of Platform/, from the lowest row to the highest. A library may link those of lower
+# rows, and those before it in its own row.
 ROWS = [["Base"], ["Locks"], ["Text", "Logging"], ["Tasks"], ["Foundation"], ["Notifications", "Observation", "Formatters"],
         ["Settings", "Network", "Power", "Files", "Bookmarks", "Pasteboard", "Authentication", "Device"], ["Testing"]]
 

@@ -8,7 +8,7 @@ It includes no header of a package, because every host would then need that pack
 
 import tree
 
-# A file that is missing on purpose, where a host cannot go on.
+# A file that is missing on purpose, which stops a host's compilation.
 MISSING = "see-the-error-above"
 PLATFORM = {"cxxabi.h", "pthread.h", "sys/types.h", "time.h", "unistd.h"}
 

@@ -12,7 +12,7 @@ import tree
 
 GATE = "Tessaly/Core/Base/Requirements.hpp"
 ANY_HEADER = "Tessaly/Concurrency/Mutex.hpp"
-# The compiler's command, and what it has to say.
+# The command of a compiler, and its expected message.
 HOSTS = (
     (("clang++-19", "-std=c++20"), "Tessaly needs C++23. Compile with -std=c++23."),
     (("g++", "-std=c++20"), "Tessaly needs C++23. Compile with -std=c++23."),

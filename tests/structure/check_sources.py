@@ -10,7 +10,7 @@ import re
 
 import tree
 
-# A report line that does not follow the source is a constant that says so.
+# A line of a fatal report that differs from the line in the source must be a named constant.
 BARE_REPORT_LINE = re.compile(r'"Tessaly/[\w+]+", \d+')
 
 LICENCE = "SPDX-License-Identifier: MIT"
