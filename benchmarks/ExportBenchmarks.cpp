@@ -169,7 +169,7 @@ void addStandardTable(Facility& facility, const char* operation, std::size_t cel
       .peer("a loop over std::string",
             [cellLength] { return [cells = table(cellLength)] { return standardLoop(*cells); }; })
       .peer("Python's csv, in C", [cellLength] {
-        // Reused, because Python takes long to make its table.
+        // The writers are reused, because Python takes long to make its table.
         static std::map<std::size_t, std::unique_ptr<PythonWriter>> writers;
         auto& writer = writers[cellLength];
         if (writer == nullptr) {
@@ -179,7 +179,7 @@ void addStandardTable(Facility& facility, const char* operation, std::size_t cel
       });
 }
 
-/// Without the journal, which a benchmark should not fill, and with room for one million records.
+/// A backend with room for one million records and without the journal, which a benchmark should not fill.
 class LargeStore final : public LogBackend {
  public:
   void write(const LogRecord& record) noexcept override { store_.append(record); }
@@ -217,7 +217,7 @@ std::string exportByHand() {
 }
 
 const Facility exports("Export", [](Facility& facility) {
-  // Before the first use.
+  // The main bundle must be set before its first use.
   Bundle::setMain({.identifier = identifier});
   addTable(facility, "csv, a row of four cells of 8 characters", 8);
   addTable(facility, "csv, a row of four cells of 24 characters", 24);

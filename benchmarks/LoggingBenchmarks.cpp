@@ -21,7 +21,7 @@ namespace {
 constexpr int contendedCalls = 5'000;
 constexpr std::size_t keptRecords = 5'000;
 
-/// Without the journal, which a benchmark should not fill.
+/// A backend without the journal, which a benchmark should not fill.
 class StoreBackend final : public LogBackend {
  public:
   void write(const LogRecord& record) noexcept override { store_.append(record); }

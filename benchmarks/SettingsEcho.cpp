@@ -26,5 +26,5 @@ int main(int count, char** arguments) {
   store->addObserver(echo, "ping", Tessaly::KeyValueObservingOptions::newValue, nullptr);
   store->set(true, "ready");
   char end = 0;
-  return ::read(0, &end, 1) == 0 ? 0 : 1;  // Until the starter closes the pipe.
+  return ::read(0, &end, 1) == 0 ? 0 : 1;  // Runs until the starting process closes the pipe.
 }

@@ -158,7 +158,7 @@ class FormatterValidator : public QValidator {
     return standing_.endsWith(QStringView(text).mid(same));
   }
 
-  /// With hidden characters Qt would take everything back, and has no history to lose.
+  /// With hidden characters Qt would undo everything, and there is no undo history to keep.
   State takeBack(QString& input, int& position, const detail::FormattedField::Judgement& judgement) const {
     const std::string refused = input.toStdString();
     input = judgement.replacement ? QString::fromStdString(*judgement.replacement) : standing_;

@@ -37,7 +37,7 @@ class EditableText {
     return field;
   }
 
-  /// With a mark in place of bytes that are not UTF-8, and up to the first zero.
+  /// The text up to its first zero. U+FFFD replaces bytes that are not UTF-8.
   static std::string valid(const std::string& text) {
     char* mended = g_utf8_make_valid(text.c_str(), -1);
     std::string result(mended);
@@ -45,7 +45,7 @@ class EditableText {
     return result;
   }
 
-  /// From one position to another. A negative position means the end.
+  /// The part from one position to another. A negative position means the end.
   static std::string part(const std::string& text, int start, int end) {
     const char* first = g_utf8_offset_to_pointer(text.c_str(), start);
     if (end < 0) return first;
