@@ -31,34 +31,34 @@ std::vector<std::vector<int>> contentsOf(Chunks&& chunks) {
   return all;
 }
 
-TEST(ChunkSequence, SplitsARangeIntoChunksOfWhichTheLastMayBeShorter) {
+TEST(ChunkSequence, LastChunkMayBeShorter) {
   const std::vector numbers{1, 2, 3, 4, 5};
   EXPECT_THAT(contentsOf(chunked(numbers, 2)), ElementsAre(ElementsAre(1, 2), ElementsAre(3, 4), ElementsAre(5)));
   EXPECT_THAT(contentsOf(chunked(numbers, 1)).size(), 5u);
   EXPECT_THAT(contentsOf(chunked(numbers, 5)), ElementsAre(ElementsAre(1, 2, 3, 4, 5)));
 }
 
-TEST(ChunkSequence, TellsWhatItSplitsAndHow) {
+TEST(ChunkSequence, GivesItsBaseAndChunkSize) {
   const std::vector numbers{1, 2, 3};
   const auto chunks = chunked(numbers, 2);
   EXPECT_EQ(chunks.chunkSize(), 2);
   EXPECT_TRUE(std::ranges::equal(chunks.base(), numbers));
 }
 
-TEST(ChunkSequence, OfAnEmptyRangeHasNoChunks) {
+TEST(ChunkSequence, EmptyRangeHasNoChunks) {
   const std::vector<int> none;
   for (const std::int64_t size : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, most}) {
     EXPECT_THAT(contentsOf(chunked(none, size)), IsEmpty());
   }
 }
 
-TEST(ChunkSequence, LargerThanTheRangeIsOneChunkOfAll) {
+TEST(ChunkSequence, SizeLargerThanTheRangeGivesOneChunk) {
   const std::vector numbers{1, 2, 3};
   EXPECT_THAT(contentsOf(chunked(numbers, 4)), ElementsAre(ElementsAre(1, 2, 3)));
   EXPECT_THAT(contentsOf(chunked(numbers, most)), ElementsAre(ElementsAre(1, 2, 3)));
 }
 
-TEST(ChunkSequence, OfSizeZeroGivesEmptyChunksWithoutEnd) {
+TEST(ChunkSequence, SizeZeroGivesEndlessEmptyChunks) {
   const std::vector numbers{1, 2, 3};
   auto chunks = chunked(numbers, 0).makeIterator();
   for (int i = 0; i < 1'000; ++i) {
@@ -69,7 +69,7 @@ TEST(ChunkSequence, OfSizeZeroGivesEmptyChunksWithoutEnd) {
   }
 }
 
-TEST(ChunkSequenceDeathTest, OfANegativeSizeStopsTheProcessAtTheFirstChunk) {
+TEST(ChunkSequenceDeathTest, NegativeSizeStopsTheProcessAtTheFirstChunk) {
   const std::vector numbers{1, 2, 3};
   auto chunks = chunked(numbers, -1).makeIterator();
   EXPECT_EXIT(chunks.next(), KilledBySignal(SIGABRT),
@@ -94,7 +94,7 @@ TEST(ChunkSequence, ChunksAreViewsOfTheBase) {
   static_assert(std::ranges::view<std::remove_cvref_t<decltype(*chunk)>>);
 }
 
-TEST(ChunkSequence, OwnsARangeThatIsGivenUp) {
+TEST(ChunkSequence, OwnsAnRvalueRange) {
   auto chunks = chunked(std::vector{1, 2, 3}, 2);
   EXPECT_THAT(contentsOf(chunks), ElementsAre(ElementsAre(1, 2), ElementsAre(3)));
   EXPECT_THAT(contentsOf(chunks), ElementsAre(ElementsAre(1, 2), ElementsAre(3)));  // Each pass begins anew.
@@ -152,7 +152,7 @@ TEST(ChunkSequence, WorksWithTheStandardsAlgorithms) {
   EXPECT_THAT(sizes, ElementsAre(2u, 2u));
 }
 
-TEST(ChunkSequence, GivesEveryElementOnceWhateverTheSize) {
+TEST(ChunkSequence, EverySizeGivesEachElementOnce) {
   for (int count = 0; count < 20; ++count) {
     std::vector<int> numbers(static_cast<std::size_t>(count));
     std::ranges::generate(numbers, [i = 0]() mutable { return i++; });

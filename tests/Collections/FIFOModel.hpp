@@ -8,7 +8,7 @@
 
 namespace Tessaly::Tests {
 
-/// The rules of the queue, step by step.
+/// A model of the queue that follows its rules step by step.
 template <typename Element>
 class FIFOModel {
  public:

@@ -23,7 +23,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(FIFOStack, GivesElementsInTheOrderInWhichTheyCame) {
+TEST(FIFOStack, KeepsTheOrderOfElements) {
   FIFOStack<int> queue;
   for (const int element : {1, 2, 3}) queue.enqueue(element);
   for (const int element : {1, 2, 3}) EXPECT_EQ(queue.dequeue(), element);
@@ -47,7 +47,7 @@ TEST(FIFOStack, KeepsTheOrderWhenAddingAndTakingAlternate) {
   EXPECT_EQ(expected, next);
 }
 
-TEST(FIFOStack, RemoveAllGivesTheElementsAsTheyAreStored) {
+TEST(FIFOStack, RemoveAllReturnsElementsInStorageOrder) {
   FIFOStack<int> queue;
   for (const int element : {1, 2, 3}) queue.enqueue(element);
   EXPECT_EQ(queue.dequeue(), 1);
@@ -65,15 +65,15 @@ TEST(FIFOStack, IsNotEmptyWhileEitherStackHoldsAnElement) {
   FIFOStack<int> queue;
   EXPECT_TRUE(queue.isEmpty());
   queue.enqueue(1);
-  EXPECT_FALSE(queue.isEmpty());  // On the right.
+  EXPECT_FALSE(queue.isEmpty());  // The element is in the right stack.
   queue.enqueue(2);
   queue.dequeue();
-  EXPECT_FALSE(queue.isEmpty());  // On the left.
+  EXPECT_FALSE(queue.isEmpty());  // The element is in the left stack.
   queue.dequeue();
   EXPECT_TRUE(queue.isEmpty());
 }
 
-TEST(FIFOStack, TakesTheContentsOfAnyRange) {
+TEST(FIFOStack, EnqueuesAnyRange) {
   FIFOStack<std::string> queue;
   queue.enqueue("0");
   queue.enqueueContentsOf(std::vector<std::string>{"1", "2"});
@@ -84,7 +84,7 @@ TEST(FIFOStack, TakesTheContentsOfAnyRange) {
   EXPECT_TRUE(queue.isEmpty());
 }
 
-TEST(FIFOStack, TakesAListInBraces) {
+TEST(FIFOStack, EnqueuesAListInBraces) {
   FIFOStack<int> queue;
   queue.enqueueContentsOf({1, 2, 3});
   queue.enqueueContentsOf({});
@@ -105,7 +105,7 @@ TEST(FIFOStack, HoldsElementsThatCannotBeAssigned) {
   EXPECT_EQ(queue.removeAll().size(), 10u);
 }
 
-TEST(FIFOStack, ARangeThatThrowsLeavesWhatWasReadOfIt) {
+TEST(FIFOStack, ThrowingRangeLeavesItsReadElements) {
   FIFOStack<int> queue;
   EXPECT_THROW(queue.enqueueContentsOf(std::views::iota(0, 5) | std::views::transform([](int i) {
                                          return i == 3 ? throw std::runtime_error("range") : i;
@@ -157,7 +157,7 @@ TEST(FIFOStack, CopiesMayBeUsedInDifferentThreads) {
   EXPECT_THAT(queue.removeAll(), ElementsAre("a"));
 }
 
-TEST(FIFOStack, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
+TEST(FIFOStack, ThreadsMayCopyAnUnchangedOneAtOnce) {
   FIFOStack<std::string> queue;
   queue.enqueueContentsOf(std::vector<std::string>{"a", "b", "c"});
   queue.dequeue();
@@ -171,7 +171,7 @@ TEST(FIFOStack, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
       });
     }
     for (auto& thread : threads) thread.join();
-    queue.enqueue("d");  // Alone again.
+    queue.enqueue("d");  // The queue is the only owner again.
     EXPECT_EQ(queue.dequeue(), "b");
     EXPECT_THAT(queue.removeAll(), ElementsAre("c", "d"));
     queue.enqueueContentsOf(std::vector<std::string>{"a", "b", "c"});
@@ -199,7 +199,7 @@ struct Counted {
   int number;
 };
 
-TEST(FIFOStack, CopiesNothingOnceTheSharersAreGone) {
+TEST(FIFOStack, CopiesNothingAfterTheOtherOwnersEnded) {
   FIFOStack<Counted> queue;
   for (int i = 0; i < 5; ++i) queue.enqueue(Counted(i));
   EXPECT_EQ(queue.dequeue()->number, 0);
@@ -211,7 +211,7 @@ TEST(FIFOStack, CopiesNothingOnceTheSharersAreGone) {
   EXPECT_EQ(Counted::copies(), 0);
 }
 
-TEST(FIFOStack, CopiesOnlyTheStackThatIsWritten) {
+TEST(FIFOStack, CopiesOnlyTheChangedStack) {
   FIFOStack<Counted> queue;
   for (int i = 0; i < 5; ++i) queue.enqueue(Counted(i));
   queue.dequeue();
@@ -225,13 +225,13 @@ TEST(FIFOStack, CopiesOnlyTheStackThatIsWritten) {
   EXPECT_EQ(Counted::copies(), 5);
 }
 
-TEST(FIFOStack, ACopyThatThrowsLeavesBothSharersWhole) {
+TEST(FIFOStack, ThrowingCopyLeavesBothOwnersUnchanged) {
   for (int step = 1; step <= 3; ++step) {
     FIFOStack<Counted> queue;
     for (int i = 0; i < 3; ++i) queue.enqueue(Counted(i));
     FIFOStack<Counted> copy = queue;
     Counted::countdown() = step;
-    EXPECT_THROW(copy.dequeue(), std::runtime_error);  // At the flip.
+    EXPECT_THROW(copy.dequeue(), std::runtime_error);  // Reversing the right stack copies.
     Counted::countdown() = step;
     EXPECT_THROW(copy.enqueue(Counted(3)), std::runtime_error);
     Counted::countdown() = step;
@@ -244,7 +244,7 @@ TEST(FIFOStack, ACopyThatThrowsLeavesBothSharersWhole) {
   }
 }
 
-TEST(FIFOStack, LetsGoOfTheMemoryOfALongRightStack) {
+TEST(FIFOStack, FreesTheMemoryOfALongRightStack) {
   FIFOStack<std::int64_t> queue;
   for (int i = 0; i < 1'000; ++i) queue.enqueue(i);
   queue.dequeue();
@@ -279,7 +279,7 @@ TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {
   }
 }
 
-TEST(FIFOStack, HoldsLargeElementsWithoutMovingThemAgainAndAgain) {
+TEST(FIFOStack, DoesNotMoveLargeElements) {
   struct Large {
     explicit Large(int number) : number(number) {}
     Large(const Large&) = default;
@@ -302,7 +302,7 @@ TEST(FIFOStack, HoldsLargeElementsWithoutMovingThemAgainAndAgain) {
   EXPECT_EQ(copy.removeAll().size(), 99u);
 }
 
-TEST(FIFOStack, EndsElementsAsTheyLeave) {
+TEST(FIFOStack, DestroysElementsWhenTheyLeave) {
   auto value = std::make_shared<int>(1);
   FIFOStack<std::shared_ptr<int>> queue;
   for (int i = 0; i < 3; ++i) queue.enqueue(value);
@@ -328,7 +328,7 @@ TEST(FIFOStack, AllocatesNothingForAFewElementsAtATime) {
             0);
 }
 
-TEST(FIFOStack, DoesWhatItsRulesSayOverAMillionRandomOperations) {
+TEST(FIFOStack, MillionRandomOperationsFollowTheModel) {
   std::mt19937_64 random(21);
   FIFOStack<int> queue;
   FIFOStack<int> copy;

@@ -52,7 +52,7 @@ RingArray<Element> ringOf(std::int64_t capacity, std::initializer_list<Element> 
   return ring;
 }
 
-// Counts the living, and throws when it is told to.
+// Counts its live objects, and throws on request.
 struct Witness {
   explicit Witness(int number) : number(number) { ++living; }
   Witness(const Witness& other) : number(other.number) {
@@ -89,7 +89,7 @@ TEST(RingArray, AppendingReturnsNothingUntilTheRingIsFull) {
   EXPECT_TRUE(ring.isFull());
 }
 
-TEST(RingArray, AppendingToAFullRingReturnsTheElementThatWasFirst) {
+TEST(RingArray, AppendToFullRingReturnsTheFirstElement) {
   RingArray<int> ring = ringOf(3, {1, 2, 3});
   EXPECT_EQ(ring.append(4), 1);
   EXPECT_THAT(ring, ElementsAre(2, 3, 4));
@@ -97,7 +97,7 @@ TEST(RingArray, AppendingToAFullRingReturnsTheElementThatWasFirst) {
   EXPECT_EQ(ring.endIndex(), (Index{1, 1}));
 }
 
-TEST(RingArray, PrependingToAFullRingReturnsTheElementThatWasLast) {
+TEST(RingArray, PrependToFullRingReturnsTheLastElement) {
   RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
   EXPECT_EQ(ring.prepend(0), 4);
   EXPECT_THAT(ring, ElementsAre(0, 2, 3));
@@ -105,7 +105,7 @@ TEST(RingArray, PrependingToAFullRingReturnsTheElementThatWasLast) {
   EXPECT_EQ(ring.endIndex(), (Index{0, 1}));
 }
 
-TEST(RingArray, PrependingToAnEmptyRingTakesTheLastSlotOneLoopEarlier) {
+TEST(RingArray, PrependToEmptyRingUsesTheLastSlot) {
   RingArray<int> ring(3);
   EXPECT_EQ(ring.prepend(7), std::nullopt);
   EXPECT_EQ(ring.startIndex(), (Index{2, -1}));
@@ -126,7 +126,7 @@ TEST(RingArray, PopsFromBothEnds) {
   EXPECT_EQ(ring.startIndex(), (Index{0, 1}));
 }
 
-TEST(RingArray, WithoutSlotsIsEmptyAndFullAndKeepsNothing) {
+TEST(RingArray, RingWithoutSlotsIsEmptyAndFull) {
   for (RingArray<int> ring : {RingArray<int>::empty(), RingArray<int>(0)}) {
     EXPECT_EQ(ring.maxCapacity(), 0);
     EXPECT_TRUE(ring.isFull());
@@ -148,7 +148,7 @@ TEST(RingArray, WithoutSlotsIsEmptyAndFullAndKeepsNothing) {
   }
 }
 
-TEST(RingArray, FillAppendsAsOftenAsThereAreSlots) {
+TEST(RingArray, FillAppendsOncePerSlot) {
   RingArray<int> ring = ringOf(3, {1, 2});
   ring.fill(9);
   EXPECT_THAT(ring, ElementsAre(9, 9, 9));
@@ -156,13 +156,13 @@ TEST(RingArray, FillAppendsAsOftenAsThereAreSlots) {
   EXPECT_EQ(ring.endIndex(), (Index{2, 1}));
 }
 
-TEST(RingArray, FillTakesAnElementOfItsOwn) {
+TEST(RingArray, FillAcceptsAnElementOfTheRing) {
   RingArray<std::string> ring = ringOf<std::string>(2, {"a long text that lies on the heap", "b"});
   ring.fill(ring[0]);
   EXPECT_THAT(ring, ElementsAre("a long text that lies on the heap", "a long text that lies on the heap"));
 }
 
-TEST(RingArray, RemoveAllLeavesThePositionsWhereThePopsDid) {
+TEST(RingArray, RemoveAllKeepsTheStartIndex) {
   RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
   ring.removeAll();
   EXPECT_TRUE(ring.isEmpty());
@@ -171,7 +171,7 @@ TEST(RingArray, RemoveAllLeavesThePositionsWhereThePopsDid) {
   EXPECT_EQ(ring.startIndex(), (Index{1, 0}));
 }
 
-TEST(RingArray, RemoveAllEndsTheLastElementFirst) {
+TEST(RingArray, RemoveAllDestroysTheLastElementFirst) {
   {
     RingArray<Witness> ring(3);
     for (const int number : {1, 2, 3, 4}) ring.append(Witness(number));
@@ -182,7 +182,7 @@ TEST(RingArray, RemoveAllEndsTheLastElementFirst) {
   EXPECT_EQ(Witness::living, 0);
 }
 
-TEST(RingArray, RemoveAllAndSetCapacityStartsAnew) {
+TEST(RingArray, RemoveAllAndSetCapacityResetsPositions) {
   RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
   ring.removeAllAndSetCapacity(2);
   EXPECT_EQ(ring, RingArray<int>(2));
@@ -194,12 +194,12 @@ TEST(RingArray, RemoveAllAndSetCapacityStartsAnew) {
   EXPECT_EQ(ring.append(6), 5);
 }
 
-TEST(RingArray, ShiftingRotatesWhichElementIsFirst) {
+TEST(RingArray, ShiftingRotatesTheRing) {
   RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
   const int* const address = &ring[0];
   ring.shiftWhenFull(1);
   EXPECT_THAT(ring, ElementsAre(3, 4, 2));
-  EXPECT_EQ(&ring[2], address);  // None has moved.
+  EXPECT_EQ(&ring[2], address);  // No element was moved.
   ring.shiftWhenFull(-2);
   EXPECT_THAT(ring, ElementsAre(4, 2, 3));
   const RingArray<int> before = ring;
@@ -230,7 +230,7 @@ TEST(RingArray, ShiftingFarTakesNoLongerThanShiftingNear) {
   EXPECT_EQ(ring.startIndex(), (Index{1, most / 2}));
 }
 
-TEST(RingArray, AnElementIsSetInItsPlace) {
+TEST(RingArray, SetReplacesAnElement) {
   RingArray<int> ring = ringOf(3, {1, 2, 3, 4});
   ring.set(1, 30);
   ring.set(Index{0, 1}, 40);
@@ -242,7 +242,7 @@ TEST(RingArray, AnElementIsSetInItsPlace) {
   EXPECT_EQ(ring[0], 21);
 }
 
-TEST(RingArray, SettingAnElementToAnotherOfTheSameRingWorksWhileItIsShared) {
+TEST(RingArray, SetAcceptsAnElementOfTheSameSharedRing) {
   RingArray<std::string> ring = ringOf<std::string>(3, {"first, which lies on the heap", "b", "c"});
   const RingArray<std::string> copy = ring;
   ring.set(2, ring[0]);
@@ -260,7 +260,7 @@ TEST(RingArray, SettingAnElementToAnotherOfTheSameRingWorksWhileItIsShared) {
   EXPECT_EQ(large[0].numbers[1], 2);
 }
 
-TEST(RingArray, WhatTheBodyOfModifyThrowsPassesThroughAndItsChangeStays) {
+TEST(RingArray, ThrowingModifyKeepsItsChangeAndRethrows) {
   RingArray<int> ring = ringOf(2, {1});
   EXPECT_THROW(ring.modify(0,
                            [](int& element) {
@@ -284,7 +284,7 @@ TEST(RingArray, IndexesStepAcrossTheWrap) {
   EXPECT_THAT(seen, ElementsAre(2, 3, 4));
 }
 
-TEST(RingArray, OffsettingIsAsManySteps) {
+TEST(RingArray, OffsettingEqualsSingleSteps) {
   const RingArray<int> ring(4);
   for (std::int64_t distance = -11; distance <= 11; ++distance) {
     Index expected{3, 2};
@@ -295,7 +295,7 @@ TEST(RingArray, OffsettingIsAsManySteps) {
   }
 }
 
-TEST(RingArray, OffsettingByNothingNeedsNoSlot) {
+TEST(RingArray, OffsettingByZeroNeedsNoSlot) {
   const auto ring = RingArray<int>::empty();
   EXPECT_EQ(ring.indexOffsetBy(ring.startIndex(), ring.count()), ring.endIndex());
   EXPECT_EQ(ring.distance(ring.startIndex(), ring.endIndex()), 0);
@@ -314,7 +314,7 @@ TEST(RingArray, IndexesAreOrderedByLoopAndThenBySlot) {
   EXPECT_EQ(set.size(), 2u);
 }
 
-TEST(RingArray, EqualityLooksAtTheSlots) {
+TEST(RingArray, EqualityComparesSlots) {
   const RingArray<int> straight = ringOf(2, {1, 2});
   const RingArray<int> wrapped = ringOf(2, {0, 1, 2});
   EXPECT_TRUE(std::ranges::equal(straight, wrapped));
@@ -326,7 +326,7 @@ TEST(RingArray, EqualityLooksAtTheSlots) {
 
   RingArray<int> emptied = ringOf(2, {1, 2});
   emptied.removeAll();
-  EXPECT_EQ(emptied, RingArray<int>(2));  // Popped from the back, the positions are the first ones again.
+  EXPECT_EQ(emptied, RingArray<int>(2));  // After pops from the end, the positions are the initial ones.
   RingArray<int> drained = ringOf(2, {1, 2});
   while (drained.popFirst()) {
   }
@@ -383,7 +383,7 @@ constexpr bool hasDescription = requires(const T& value) { value.description(); 
 template <typename T>
 constexpr bool hasDebugDescription = requires(const T& value) { value.debugDescription(); };
 
-TEST(RingArray, IsComparableHashableAndDescribableAsItsElementsAre) {
+TEST(RingArray, ComparesHashesAndDescribesIfItsElementsDo) {
   struct Plain {
     int number;
   };
@@ -430,7 +430,7 @@ struct Wide {
   std::array<std::int64_t, 3> words;
 };
 
-TEST(RingArray, IsAContiguousRangeOfSmallElementsThatAreOnlyBytes) {
+TEST(RingArray, SmallTriviallyCopyableElementsAreContiguous) {
   static_assert(std::ranges::contiguous_range<RingArray<double>>);
   static_assert(std::ranges::contiguous_range<const RingArray<std::pair<const char*, int>*>>);
   static_assert(!std::ranges::contiguous_range<RingArray<std::string>>);
@@ -551,7 +551,7 @@ TEST(RingArray, CopiesShareTheirSlotsUntilOneIsWritten) {
   EXPECT_EQ(Witness::copies, 3);  // It is the only holder again.
 }
 
-TEST(RingArray, EveryWriteLeavesCopiesAsTheyAre) {
+TEST(RingArray, NoChangeAffectsCopies) {
   using Ring = RingArray<std::string>;
   const Ring original = ringOf<std::string>(3, {"0", "1", "2", "3"});
   const std::vector<void (*)(Ring&)> writes{
@@ -595,7 +595,7 @@ TEST(RingArray, CopiesMayBeUsedInDifferentThreads) {
   EXPECT_THAT(ring, ElementsAre("a", "b", "c"));
 }
 
-TEST(RingArray, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
+TEST(RingArray, ThreadsMayCopyAnUnchangedOneAtOnce) {
   RingArray<std::string> ring(2);
   for (const char* text : {"a", "b"}) ring.append(text);
   for (int round = 0; round < 100; ++round) {
@@ -609,11 +609,11 @@ TEST(RingArray, OneThatNobodyWritesMayBeCopiedInSeveralThreadsAtOnce) {
     }
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(Tests::allocationsOf([&] { ring.shiftWhenFull(2); }), 0);
-    EXPECT_EQ(Tests::allocationsOf([&] { ring.set(0, "a"); }), 0);  // Alone again.
+    EXPECT_EQ(Tests::allocationsOf([&] { ring.set(0, "a"); }), 0);  // The ring is the only owner again.
   }
 }
 
-TEST(RingArray, ACopyThatThrowsLeavesTheRingAsItWas) {
+TEST(RingArray, ThrowingCopyLeavesTheRingUnchanged) {
   {
     RingArray<Witness> ring(3);
     for (const int number : {1, 2, 3}) ring.append(Witness(number));
@@ -629,7 +629,7 @@ TEST(RingArray, ACopyThatThrowsLeavesTheRingAsItWas) {
   EXPECT_EQ(Witness::living, 0);
 }
 
-TEST(RingArray, AMoveThatThrowsLeavesNoSlotWithoutElement) {
+TEST(RingArray, ThrowingMoveLeavesNoSlotWithoutElement) {
   struct Reluctant {
     explicit Reluctant(int number) : number(number) {}
     Reluctant(const Reluctant& other) : number(other.number) { mayThrow(); }
@@ -707,7 +707,7 @@ TEST(RingArray, HoldsElementsOfAnySizeAndAlignment) {
   EXPECT_EQ(constants[0].number, 2);
 }
 
-TEST(RingArray, EmptiedSlotsEndTheirElementsAtOnce) {
+TEST(RingArray, RemovedElementsAreDestroyedAtOnce) {
   RingArray<std::shared_ptr<int>> ring(2);
   auto value = std::make_shared<int>(1);
   ring.append(value);
@@ -750,7 +750,7 @@ TEST(RingArray, AllocatesOnlyWhenItIsMade) {
             0);
 }
 
-TEST(RingArray, MoreSlotsThanMemoryCanHoldAreAnError) {
+TEST(RingArray, TooManySlotsThrow) {
   EXPECT_THROW(static_cast<void>(RingArray<std::int64_t>(most)), std::bad_alloc);
   RingArray<int> ring = ringOf(2, {1});
   EXPECT_THROW(ring.removeAllAndSetCapacity(most), std::bad_alloc);
@@ -788,7 +788,7 @@ TEST(RingArrayDeathTest, AnIndexOutsideStopsTheProcess) {
   EXPECT_STOPS(static_cast<void>(ring[Index{1, 1}]), outOfRange);
   EXPECT_STOPS(static_cast<void>(ring[Index{1, -1}]), outOfRange);
   EXPECT_STOPS(ring.set(ring.endIndex(), 0), outOfRange);
-  // In the order of indexes between the ends, but of no slot.
+  // The index is ordered between the ends, but has no slot.
   EXPECT_STOPS(static_cast<void>(ring[Index{3, 0}]), outOfRange);
   EXPECT_STOPS(static_cast<void>(ring[Index{-1, 1}]), outOfRange);
   EXPECT_STOPS(static_cast<void>(ring.indexOffsetBy({3, 0}, 1)), outOfRange);
@@ -817,7 +817,7 @@ TEST(RingArrayDeathTest, AnOverflowStopsTheProcess) {
       overflow);
 }
 
-TEST(RingArrayDeathTest, AnIteratorThatLeavesItsRingStopsTheProcess) {
+TEST(RingArrayDeathTest, IteratorOutsideItsRingStopsTheProcess) {
   constexpr auto left = "Tessaly/RingArray:[0-9]+: Fatal error: An iterator left its ring array\n";
   const RingArray<Wide> ring = ringOf<Wide>(3, {1, 2, 3, 4});
   EXPECT_STOPS(static_cast<void>(ring.begin() + 4), left);
@@ -826,7 +826,7 @@ TEST(RingArrayDeathTest, AnIteratorThatLeavesItsRingStopsTheProcess) {
   EXPECT_STOPS(static_cast<void>(ring.begin() - least), left);
 }
 
-// What holds against the transcription of the rules, whatever is done in whatever order.
+// Compares a ring with its model after random operations.
 template <typename Element, typename MakeElement>
 void expectWhatTheRulesSayOverAMillionRandomOperations(MakeElement makeElement) {
   std::mt19937_64 random(20);
@@ -921,11 +921,11 @@ void expectWhatTheRulesSayOverAMillionRandomOperations(MakeElement makeElement) 
   EXPECT_GE(operations, 1'000'000);
 }
 
-TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperations) {
+TEST(RingArray, MillionRandomOperationsFollowTheModel) {
   expectWhatTheRulesSayOverAMillionRandomOperations<std::string>([](int step) { return std::to_string(step); });
 }
 
-TEST(RingArray, DoesWhatItsRulesSayOverAMillionRandomOperationsOnSmallElements) {
+TEST(RingArray, MillionRandomOperationsOnSmallElementsFollowTheModel) {
   expectWhatTheRulesSayOverAMillionRandomOperations<std::int64_t>([](int step) { return std::int64_t{step}; });
 }
 

@@ -11,8 +11,8 @@
 
 namespace Tessaly::Tests {
 
-/// The rules of the ring, step by step and with no thought of speed: an optional in every slot, one step for each step.
-/// It asks for the process to be stopped by returning false or nothing where the rules do.
+/// A simple model of the ring that follows its rules step by step, with an optional in every slot. Where the ring stops
+/// the process, the model returns false or nothing.
 template <typename Element>
 class RingModel {
  public:
@@ -87,7 +87,7 @@ class RingModel {
     }
   }
 
-  /// Null where the process stops.
+  /// The slot of an index, or null if the ring would stop the process.
   [[nodiscard]] std::optional<Element>* at(Index index) {
     if (index < startIndex || !(index < endIndex)) return nullptr;
     if (index.backendIndex < 0 || index.backendIndex >= maxCapacity) return nullptr;
@@ -126,7 +126,7 @@ class RingModel {
 
   friend bool operator==(const RingModel&, const RingModel&) = default;
 
-  // In this order.
+  // The members are initialised in this order.
   std::int64_t maxCapacity;
   std::vector<std::optional<Element>> backend;
   Index startIndex;
@@ -137,7 +137,7 @@ class RingModel {
   std::optional<Element>& slot(Index index) { return backend[static_cast<std::size_t>(index.backendIndex)]; }
 };
 
-/// What differs between a ring and its model; empty if nothing does.
+/// The first difference between a ring and its model, or an empty text.
 template <typename Element>
 [[nodiscard]] const char* difference(const RingArray<Element>& ring, RingModel<Element>& model) {
   if (ring.maxCapacity() != model.maxCapacity) return "maxCapacity";

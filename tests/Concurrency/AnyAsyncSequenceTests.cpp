@@ -25,7 +25,7 @@ TEST(AnyAsyncSequence, NamesASequenceByItsElement) {
   EXPECT_EQ(follow(eraseToAnyAsyncSequence(Tests::failingStreamOf({1}, "broken"))), "1 error: broken");
 }
 
-TEST(AnyAsyncSequence, OnlyWhatAdoptsItIsOne) {
+TEST(AnyAsyncSequence, OnlyAdoptingTypesQualify) {
   using Erased = decltype(eraseToAnyAsyncSequence(Tests::streamOf({1})));
   static_assert(std::same_as<Erased, AnyAsyncSequence_<AsyncStream<int>>>);
   static_assert(AnyAsyncSequence<Erased> && AnyAsyncSequence<Erased, int> && !AnyAsyncSequence<Erased, long>);

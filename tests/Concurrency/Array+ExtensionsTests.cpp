@@ -33,7 +33,7 @@ TEST(ArrayExtensions, RemoveDuplicatesKeepsFirstOccurrencesInOrder) {
   EXPECT_THAT(numbers, ElementsAre(1, 1));
 }
 
-TEST(ArrayExtensions, RemoveDuplicatesOnAKeyPathKeepsTheFirstWithEachValue) {
+TEST(ArrayExtensions, RemoveDuplicatesByKeyPathKeepsTheFirst) {
   const std::vector<Person> people{{"Ada", 1}, {"Bob", 2}, {"Ada", 3}, {"Eve", 2}};
   EXPECT_THAT(Array::removeDuplicates(people, &Person::name),
               ElementsAre(Person{"Ada", 1}, Person{"Bob", 2}, Person{"Eve", 2}));

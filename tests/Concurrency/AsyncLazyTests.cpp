@@ -19,7 +19,7 @@ namespace {
 using Tests::settle;
 using Tests::start;
 
-TEST(AsyncLazy, ComputesWhenItIsFirstAskedAndRemembers) {
+TEST(AsyncLazy, ComputesAtTheFirstCallAndRemembers) {
   int computations = 0;
   const AsyncLazy<int> lazy([&]() -> Async<int> { co_return ++computations; });
   EXPECT_EQ(computations, 0);
@@ -28,7 +28,7 @@ TEST(AsyncLazy, ComputesWhenItIsFirstAskedAndRemembers) {
   EXPECT_EQ(computations, 1);
 }
 
-TEST(AsyncLazy, AFunctionThatWasReadBeforeAnyValueComputesEachTime) {
+TEST(AsyncLazy, FunctionReadEarlyComputesEachTime) {
   int computations = 0;
   const AsyncLazy<int> lazy([&]() -> Async<int> { co_return ++computations; });
   const auto value = lazy.wrappedValue();
@@ -39,7 +39,7 @@ TEST(AsyncLazy, AFunctionThatWasReadBeforeAnyValueComputesEachTime) {
   EXPECT_EQ(computations, 2);
 }
 
-TEST(AsyncLazy, AFunctionThatWasReadLaterGivesTheValueOfThatMoment) {
+TEST(AsyncLazy, FunctionReadLaterGivesTheValueOfThatMoment) {
   int computations = 0;
   const AsyncLazy<int> lazy([&]() -> Async<int> { co_return ++computations; });
   const auto before = lazy.wrappedValue();
@@ -49,7 +49,7 @@ TEST(AsyncLazy, AFunctionThatWasReadLaterGivesTheValueOfThatMoment) {
   EXPECT_EQ(syncWait(after()), 1);
 }
 
-TEST(AsyncLazy, CallsThatOverlapEachGiveTheirOwnResultAndTheLastToEndIsRemembered) {
+TEST(AsyncLazy, LastOfOverlappingCallsIsRemembered) {
   std::vector<CheckedContinuation<int>> pending;
   const AsyncLazy<int> lazy([&] {
     return withCheckedContinuation<int>([&](CheckedContinuation<int> handle) { pending.push_back(handle); });
@@ -68,7 +68,7 @@ TEST(AsyncLazy, CallsThatOverlapEachGiveTheirOwnResultAndTheLastToEndIsRemembere
   EXPECT_EQ(syncWait(lazy.wrappedValue()()), 10);
 }
 
-TEST(AsyncLazy, CopiesShareWhatIsRemembered) {
+TEST(AsyncLazy, CopiesShareTheRememberedValue) {
   int computations = 0;
   const AsyncLazy<int> lazy([&]() -> Async<int> { co_return ++computations; });
   const AsyncLazy<int> copy = lazy;

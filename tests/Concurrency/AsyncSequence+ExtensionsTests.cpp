@@ -47,7 +47,7 @@ TEST(AsyncSequenceExtensions, CollectTakesALimitWithoutBounds) {
   EXPECT_THAT(resultOf(collect(streamOf({1, 2, 3}), most)), ElementsAre(1, 2, 3));
 }
 
-TEST(AsyncSequenceExtensions, CollectLeavesTheRestUnread) {
+TEST(AsyncSequenceExtensions, CollectDoesNotConsumeTheRest) {
   int reads = 0;
   const auto numbers = map(streamOf({1, 2, 3, 4}), [&](int number) {
     ++reads;
@@ -82,7 +82,7 @@ TEST(AsyncSequenceExtensions, CollectIsCancelledWithItsTask) {
 }
 
 // The isolation in which each element was made.
-TEST(AsyncSequenceExtensions, IsolatedOperationsRunWhereTheyAreTold) {
+TEST(AsyncSequenceExtensions, IsolatedOperationsRunInTheirIsolation) {
   const Isolation isolation = Isolation::serial();
   std::vector<Isolation> seen;
   const auto numbers = map(streamOf({1, 2}), [&](int number) {
@@ -117,7 +117,7 @@ TEST(AsyncSequenceExtensions, HandleElementShowsEachElementAndPassesItOn) {
   static_assert(std::same_as<decltype(numbers)::Element, int> && std::same_as<decltype(numbers)::Failure, Never>);
 }
 
-TEST(AsyncSequenceExtensionsDeathTest, AFunctionThatReceivesElementsMustNotThrow) {
+TEST(AsyncSequenceExtensionsDeathTest, ThrowingFunctionStopsTheProcess) {
   EXPECT_EXIT(static_cast<void>(resultOf(first(handleElement(streamOf({1}), [](int) { throw 1; })))),
               testing::KilledBySignal(SIGABRT), "A function that receives elements has thrown");
 }

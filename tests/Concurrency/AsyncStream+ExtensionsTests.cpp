@@ -111,7 +111,7 @@ TEST(AsyncStreamExtensions, CancellingTheConsumerEndsTheObservation) {
   EXPECT_EQ(answerOf(iterator), "end");
 }
 
-TEST(AsyncStreamExtensions, ObjectAndStreamMayGoInEitherOrder) {
+TEST(AsyncStreamExtensions, ObjectAndStreamMayBeDestroyedInEitherOrder) {
   {
     Observed observed(Options::new_);
     observed.player->volume = 1;
@@ -128,7 +128,7 @@ TEST(AsyncStreamExtensions, ObjectAndStreamMayGoInEitherOrder) {
   }
 }
 
-TEST(AsyncStreamExtensions, ObservingTakesChangesFromAnyThreadWhileItsConsumerGoes) {
+TEST(AsyncStreamExtensions, ConsumerMayEndDuringChangesOnOtherThreads) {
   for (int i = 0; i < Tests::repetitions(300); ++i) {
     Observed observed(Options::new_);
     std::atomic<bool> isChanging{false};

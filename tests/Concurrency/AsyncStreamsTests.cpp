@@ -46,7 +46,7 @@ TEST(AsyncStreams, EveryListenerReceivesEveryValueInOrder) {
   EXPECT_EQ(answersOf(second), "1 2 3 waiting");
 }
 
-TEST(AsyncStreams, AListenerReceivesOnlyWhatIsSentAfterItSubscribed) {
+TEST(AsyncStreams, ListenerReceivesOnlyLaterValues) {
   const auto broadcaster = AsyncStreams<int>::make();
   broadcaster->send(1);  // To nobody.
   auto listener = broadcaster->stream().makeAsyncIterator();
@@ -68,7 +68,7 @@ TEST(AsyncStreams, SendsSignalsWithoutAPayload) {
   EXPECT_EQ(received, 2);
 }
 
-TEST(AsyncStreams, AListenerWhoseTaskIsCancelledIsForgotten) {
+TEST(AsyncStreams, ListenerOfACancelledTaskIsRemoved) {
   const auto broadcaster = AsyncStreams<Counted>::make();
   const auto stream = broadcaster->stream();
   auto task = Tests::start([stream]() -> Async<void> {
@@ -84,7 +84,7 @@ TEST(AsyncStreams, AListenerWhoseTaskIsCancelledIsForgotten) {
   EXPECT_EQ(Counted::living, 0);
 }
 
-TEST(AsyncStreams, AListenerThatIsDroppedIsForgotten) {
+TEST(AsyncStreams, DestroyedListenerIsRemoved) {
   const auto broadcaster = AsyncStreams<Counted>::make();
   {
     const auto first = broadcaster->stream();
@@ -97,7 +97,7 @@ TEST(AsyncStreams, AListenerThatIsDroppedIsForgotten) {
   EXPECT_EQ(Counted::living, 0);
 }
 
-TEST(AsyncStreams, FinishingEndsEveryListenerAndForgetsThem) {
+TEST(AsyncStreams, FinishingEndsAndRemovesEveryListener) {
   const auto broadcaster = AsyncStreams<int>::make();
   auto first = broadcaster->stream().makeAsyncIterator();
   auto second = broadcaster->stream().makeAsyncIterator();
@@ -132,14 +132,14 @@ TEST(AsyncStreams, DroppingTheBroadcasterEndsEveryListener) {
   EXPECT_EQ(answersOf(second), "end");
 }
 
-TEST(AsyncStreams, AListenerThatOutlivesTheBroadcasterMayGoAnyTime) {
+TEST(AsyncStreams, ListenerMayOutliveTheBroadcaster) {
   auto broadcaster = AsyncStreams<int>::make();
   std::optional<AsyncStream<int>> stream = broadcaster->stream();
   broadcaster.reset();
   stream.reset();
 }
 
-TEST(AsyncStreams, AListenerMayLeaveInsideASend) {
+TEST(AsyncStreams, ListenerMayEndDuringASend) {
   struct Leaving {
     std::shared_ptr<std::optional<AsyncStream<Leaving>>> stream;
     Leaving() = default;
@@ -157,7 +157,7 @@ TEST(AsyncStreams, AListenerMayLeaveInsideASend) {
   EXPECT_EQ(stream.use_count(), 2);  // One copy waits in the other's buffer.
 }
 
-TEST(AsyncStreams, AListenerIsItsIdentifier) {
+TEST(AsyncStreams, ListenerEqualsItsIdentifier) {
   using Record = detail::IdentifiedContinuation<int, int>;
   const auto first = AsyncStream<int>::makeStream();
   const auto second = AsyncStream<int>::makeStream();

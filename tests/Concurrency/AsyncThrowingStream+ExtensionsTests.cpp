@@ -41,7 +41,7 @@ TEST(AsyncThrowingStreamExtensions, ElementsAreShownAndPassedOnUntilTheEnd) {
   EXPECT_EQ(answersOf(iterator), "1 2 end");
 }
 
-TEST(AsyncThrowingStreamExtensions, AnErrorIsToldAndPassedOn) {
+TEST(AsyncThrowingStreamExtensions, ErrorIsReportedAndPassedOn) {
   SeededScheduler::install();
   Handled handled;
   handled.source.continuation.yield(1);
@@ -51,7 +51,7 @@ TEST(AsyncThrowingStreamExtensions, AnErrorIsToldAndPassedOn) {
   EXPECT_EQ(handled.told, "1 finished: broken ");
 }
 
-TEST(AsyncThrowingStreamExtensions, ACancellationIsToldTwice) {
+TEST(AsyncThrowingStreamExtensions, CancellationIsReportedTwice) {
   SeededScheduler::install();
   Handled handled;
   handled.source.continuation.yield(1);
@@ -83,7 +83,7 @@ TEST(AsyncThrowingStreamExtensions, EachElementIsShownBeforeItCanBeReceived) {
   settle();
 }
 
-TEST(AsyncThrowingStreamExtensions, TheTerminationIsToldBeforeTheStreamEnds) {
+TEST(AsyncThrowingStreamExtensions, TerminationIsReportedBeforeTheStreamEnds) {
   SeededScheduler::install();
   for (const bool fails : {false, true}) {
     auto [source, continuation] = Stream::makeStream();
@@ -173,7 +173,7 @@ TEST(AsyncThrowingStreamExtensions, AConsumerMayBeCancelledAtAnyStep) {
   }
 }
 
-TEST(AsyncThrowingStreamExtensions, AConsumerThatIsCancelledWithinTheSourceSeesTheEnd) {
+TEST(AsyncThrowingStreamExtensions, ConsumerCancelledInTheSourceSeesTheEnd) {
   SeededScheduler::install();
   Handled handled;
   // Cancelling a consumer of the source ends the source, without an error.

@@ -66,7 +66,7 @@ TEST(AutoCancelTask, StartsAtOnceWithoutAnybodyAwaitingIt) {
   EXPECT_FALSE(task->isCancelled());
 }
 
-TEST(AutoCancelTask, CancellingKeepsTheHandleGood) {
+TEST(AutoCancelTask, CancellingKeepsTheHandleValid) {
   ManualClock clock;
   const Nap nap{&clock};
   std::optional<AutoCancelTask<>> task;
@@ -79,7 +79,7 @@ TEST(AutoCancelTask, CancellingKeepsTheHandleGood) {
   EXPECT_EQ(*nap.outcome, "cancelled");
 }
 
-TEST(AutoCancelTask, ATaskThatHasEndedIsNotHurtByTheEndOfItsHandle) {
+TEST(AutoCancelTask, DestroyingTheHandleDoesNotAffectAnEndedTask) {
   ManualClock clock;
   const Nap nap{&clock};
   std::optional<AutoCancelTask<>> task;
@@ -121,7 +121,7 @@ TEST(AutoCancelTask, MovingKeepsTheTaskRunning) {
   EXPECT_FALSE(kept->isCancelled());
 }
 
-TEST(AutoCancelTask, AssigningCancelsTheTaskThatWasOwnedBefore) {
+TEST(AutoCancelTask, AssigningCancelsThePreviousTask) {
   ManualClock clock;
   const Nap first{&clock};
   const Nap second{&clock};
@@ -154,7 +154,7 @@ TEST(AutoCancelTask, InheritsThePriorityUnlessItHasOneOfItsOwn) {
   EXPECT_NE(std::ranges::find(priorities, TaskPriority::high), priorities.end());
 }
 
-TEST(AutoCancelTask, RunsInTheIsolationOfWhoMadeIt) {
+TEST(AutoCancelTask, RunsInTheIsolationOfItsMaker) {
   const Isolation isolation = Isolation::serial();
   std::optional<Isolation> seen;
   std::optional<AutoCancelTask<>> task;
@@ -163,14 +163,14 @@ TEST(AutoCancelTask, RunsInTheIsolationOfWhoMadeIt) {
   EXPECT_EQ(seen, isolation);
 }
 
-TEST(AutoCancelTask, DoesNotKeepWhatTheOperationHeldOnceItHasEnded) {
+TEST(AutoCancelTask, EndedOperationReleasesItsCaptures) {
   const auto held = std::make_shared<int>(1);
   std::optional<AutoCancelTask<int>> task;
   inATask([&] { task.emplace([held] { return *held; }); });
   EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST(AutoCancelTask, DoesNotReportWhatTheOperationThrows) {
+TEST(AutoCancelTask, DoesNotReportExceptionsOfTheOperation) {
   std::optional<AutoCancelTask<int>> task;
   inATask([&] { task.emplace([]() -> int { throw std::runtime_error("unseen"); }); });
   task.reset();

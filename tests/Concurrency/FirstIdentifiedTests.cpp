@@ -22,7 +22,7 @@ Async<Pairs> pairsOf(Sequence sequence, Arguments... arguments) {
   co_return pairs;
 }
 
-TEST(FirstIdentified, TellsTheFirstElementFromTheOthers) {
+TEST(FirstIdentified, DistinguishesTheFirstElement) {
   const Pairs expected{{true, "a"}, {false, "b"}, {false, "c"}};
   EXPECT_EQ(Tests::resultOf(pairsOf(firstIdentified(Tests::streamOf<std::string>({"a", "b", "c"})))), expected);
   EXPECT_EQ(
@@ -30,7 +30,7 @@ TEST(FirstIdentified, TellsTheFirstElementFromTheOthers) {
       expected);
 }
 
-TEST(FirstIdentified, OfNothingIsNothing) {
+TEST(FirstIdentified, EmptySequenceGivesNothing) {
   EXPECT_TRUE(Tests::resultOf(pairsOf(firstIdentified(Tests::streamOf<std::string>({})))).empty());
 }
 

@@ -107,7 +107,7 @@ TEST(Mutex, IsMovedButNeverCopied) {
   static_assert(!std::is_convertible_v<int, Mutex<int>>);
 }
 
-TEST(Mutex, TakesItsInitialValueByMoveAndKeepsItInASlotOfItsOwn) {
+TEST(Mutex, MovesItsInitialValueIntoItsSlot) {
   std::vector<std::string> events;
   {
     Mutex<Witness> mutex(Witness("first", events));
@@ -137,7 +137,7 @@ TEST(Mutex, WithLockGivesMutableAccessToTheStoredValue) {
   mutex.assignWithLock({});  // The destructor would leave them behind.
 }
 
-TEST(Mutex, WithLockTakesAnythingThatCanBeCalledWithTheValue) {
+TEST(Mutex, WithLockAcceptsAnyCallable) {
   struct Counter {
     int next() { return ++number; }
     int number = 0;
@@ -153,7 +153,7 @@ TEST(Mutex, WithLockTakesAnythingThatCanBeCalledWithTheValue) {
   EXPECT_EQ(mutex.withLock([](const Counter& counter) { return counter.number; }), 3);
 }
 
-TEST(Mutex, PassesAValueAndAResultThatCannotBeCopied) {
+TEST(Mutex, PassesMoveOnlyValuesAndResults) {
   Mutex<std::unique_ptr<int>> mutex(std::make_unique<int>(7));
   std::unique_ptr<int> result = mutex.withLock([](auto& value) { return std::exchange(value, nullptr); });
   EXPECT_EQ(*result, 7);
@@ -163,7 +163,7 @@ TEST(Mutex, PassesAValueAndAResultThatCannotBeCopied) {
   mutex.assignWithLock(nullptr);
 }
 
-TEST(Mutex, ReturnsAResultThatCanNeitherBeCopiedNorMoved) {
+TEST(Mutex, ReturnsImmovableResults) {
   Mutex<int> mutex(7);
   const Immovable result = mutex.withLock([](int value) { return Immovable(value); });
   EXPECT_EQ(result.number, 7);
@@ -225,7 +225,7 @@ TEST(Mutex, IsFreeAgainBeforeTheErrorIsCaught) {
   }
 }
 
-TEST(Mutex, AssignWithLockDestroysTheOldValueOnceAndThenMovesTheNewOneIn) {
+TEST(Mutex, AssignWithLockDestroysTheOldValueFirst) {
   std::vector<std::string> events;
   Mutex<Witness> mutex(Witness("old", events));
   Witness next("new", events);
@@ -243,7 +243,7 @@ TEST(Mutex, AssignWithLockKeepsTheSlot) {
   mutex.assignWithLock("");
 }
 
-TEST(Mutex, AssignWithLockHoldsTheLockFromTheOldValuesEndToTheNewOnesStart) {
+TEST(Mutex, AssignWithLockHoldsTheLockThroughout) {
   struct Slow {
     explicit Slow(int number, std::move_only_function<void()> atEnd = nullptr)
         : number(number), atEnd(std::move(atEnd)) {}
@@ -269,7 +269,7 @@ TEST(Mutex, AssignWithLockHoldsTheLockFromTheOldValuesEndToTheNewOnesStart) {
   }
 }
 
-TEST(Mutex, AssignWithLockTakesAValueWhoseMoveMightThrow) {
+TEST(Mutex, AssignWithLockAcceptsPossiblyThrowingMoves) {
   struct Unpromising {
     explicit Unpromising(int number) : number(number) {}
     Unpromising(Unpromising&& other) noexcept(false) : number(other.number) {}
@@ -280,7 +280,7 @@ TEST(Mutex, AssignWithLockTakesAValueWhoseMoveMightThrow) {
   EXPECT_EQ(mutex.withLock([](Unpromising& value) { return value.number; }), 2);
 }
 
-TEST(Mutex, AssignWithLockOfAValueThatThrowsWhenMovedStopsTheProcess) {
+TEST(Mutex, AssignWithLockOfAThrowingMoveStopsTheProcess) {
   ThrowingMove initial;
   initial.isLast = false;
   Mutex<ThrowingMove> mutex(std::move(initial));
@@ -289,7 +289,7 @@ TEST(Mutex, AssignWithLockOfAValueThatThrowsWhenMovedStopsTheProcess) {
                            "value had gone\n"));
 }
 
-TEST(Mutex, WhoseInitialValueThrowsWhenMovedFreesItsCells) {
+TEST(Mutex, ThrowingInitialValueFreesTheMutex) {
   const long before = Tests::allocationsOfThisThread() - Tests::deallocationsOfThisThread();
   try {
     const Mutex<ThrowingMove> mutex{ThrowingMove()};
@@ -330,7 +330,7 @@ TEST(Mutex, MoveAssignedToItselfStaysAsItIs) {
   EXPECT_EQ(mutex.withLock([](int value) { return value; }), 5);
 }
 
-TEST(Mutex, DestroyedLeavesTheCountOfAReferenceInItUnchanged) {
+TEST(Mutex, DestructionKeepsAReferenceCountUnchanged) {
   int count = 0;
   {
     const Mutex<Reference> mutex{Reference(count)};
@@ -338,7 +338,7 @@ TEST(Mutex, DestroyedLeavesTheCountOfAReferenceInItUnchanged) {
   EXPECT_EQ(count, 1);
 }
 
-TEST(Mutex, MoveAssignedLeavesTheCountOfAReferenceInItUnchanged) {
+TEST(Mutex, MoveAssignmentKeepsAReferenceCountUnchanged) {
   int kept = 0;
   int moved = 0;
   Mutex<Reference> mutex{Reference(kept)};
@@ -347,7 +347,7 @@ TEST(Mutex, MoveAssignedLeavesTheCountOfAReferenceInItUnchanged) {
   EXPECT_EQ(moved, 1);
 }
 
-TEST(Mutex, EmptiedByAnAssignmentReleasesWhatItHeld) {
+TEST(Mutex, AssigningAnEmptyValueReleasesTheOldOne) {
   int count = 0;
   {
     Mutex<std::optional<Reference>> mutex(Reference{count});
@@ -392,7 +392,7 @@ TEST(Mutex, LockedAgainByTheOldValuesDestructorStopsTheProcess) {
       KilledBySignal(SIGABRT), MatchesRegex(lockedAgain));
 }
 
-TEST(Mutex, InsideTheBodyOfAnotherIsFine) {
+TEST(Mutex, MutexesMayNest) {
   Mutex<int> first(1);
   Mutex<int> second(2);
   EXPECT_EQ(first.withLock([&](int a) { return second.withLock([a](int b) { return 10 * a + b; }); }), 12);
@@ -405,7 +405,7 @@ TEST(Mutex, UsedAfterAMoveStopsTheProcess) {
   EXPECT_EXIT(mutex.assignWithLock(1), KilledBySignal(SIGABRT), MatchesRegex(usedAfterMove));
 }
 
-TEST(Mutex, ServesAgainAfterAMoveIntoIt) {
+TEST(Mutex, WorksAgainAfterAMoveIntoIt) {
   Mutex<int> mutex(0);
   Mutex<int> owner = std::move(mutex);
   mutex = std::move(owner);
@@ -512,7 +512,7 @@ TEST(Mutex, MakesNoSystemCallWhenItIsFree) {
 }
 #endif
 
-TEST(Mutex, OfAProcessIsNotHurtByAForkedChildKilledInsideABody) {
+TEST(Mutex, KilledForkedChildDoesNotAffectTheParent) {
   Mutex<int> mutex(1);
   const pid_t child = ::fork();
   if (child == 0) {

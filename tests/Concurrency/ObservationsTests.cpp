@@ -79,7 +79,7 @@ TEST(Observations, GivesThePresentResultFirstWithoutWaiting) {
   EXPECT_EQ(syncWait([&]() -> Async<int> { co_return *co_await volumes.makeAsyncIterator().next(); }), 10);
 }
 
-TEST(Observations, GivesAnElementAfterAChangeOfWhatWasRead) {
+TEST(Observations, ChangeOfAReadPropertyGivesAnElement) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   const Observations volumes([player] { return player->volume.value(); });
@@ -100,7 +100,7 @@ TEST(Observations, GivesAnElementAfterAChangeOfWhatWasRead) {
   scheduler.runUntilIdle();
 }
 
-TEST(Observations, MakesOneElementOfSeveralChangesBetweenTwoRequests) {
+TEST(Observations, ChangesBetweenRequestsGiveOneElement) {
   const auto player = std::make_shared<Player>();
   const Observations volumes([player] { return player->volume.value(); });
   syncWait([&]() -> Async<void> {
@@ -114,7 +114,7 @@ TEST(Observations, MakesOneElementOfSeveralChangesBetweenTwoRequests) {
   });
 }
 
-TEST(Observations, TrackOnTheirOwnInEveryIterator) {
+TEST(Observations, IteratorsTrackIndependently) {
   const auto player = std::make_shared<Player>();
   const Observations volumes([player] { return player->volume.value(); });
   syncWait([&]() -> Async<void> {
@@ -127,7 +127,7 @@ TEST(Observations, TrackOnTheirOwnInEveryIterator) {
   });
 }
 
-TEST(Observations, FollowWhatTheLastComputationRead) {
+TEST(Observations, FollowThePropertiesOfTheLastComputation) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   const Observations values([player] { return player->volume > 5 ? player->position : player->volume; });
@@ -146,7 +146,7 @@ TEST(Observations, FollowWhatTheLastComputationRead) {
   scheduler.runUntilIdle();
 }
 
-TEST(Observations, EndTheWaitOfACancelledConsumerWithAFreshElement) {
+TEST(Observations, CancelledConsumerGetsAFreshElement) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   const Observations volumes([player] { return player->volume.value(); });
@@ -158,7 +158,7 @@ TEST(Observations, EndTheWaitOfACancelledConsumerWithAFreshElement) {
   EXPECT_THAT(consumer.seen(), ElementsAre(1, 1));
 }
 
-TEST(Observations, WaitAgainAfterACancelledWaitButNotInACancelledTask) {
+TEST(Observations, WaitAgainAfterACancelledWait) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   const Observations volumes([player] { return player->volume.value(); });
@@ -223,7 +223,7 @@ TEST(Observations, ComputeInTheIsolationOfTheConsumerOrTheGivenOne) {
   EXPECT_THAT(isolations, ElementsAre(own, other));
 }
 
-TEST(Observations, PassOnNothingOfWhatAComputationReadToAnOuterTracking) {
+TEST(Observations, OuterTrackingDoesNotSeeTheReads) {
   const auto player = std::make_shared<Player>();
   const Observations volumes(
       [player] { return withObservationTracking([&] { return player->volume.value(); }, [] {}); });
@@ -235,7 +235,7 @@ TEST(Observations, PassOnNothingOfWhatAComputationReadToAnOuterTracking) {
   });
 }
 
-TEST(Observations, LeaveNothingBehindWhenTheirIteratorGoes) {
+TEST(Observations, DestroyedIteratorLeavesNoObserver) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   auto witness = std::make_shared<int>();
@@ -273,7 +273,7 @@ TEST(Observations, ServeSeveralConsumersOfOneIterator) {
 }
 
 // Between any two steps of the consumer, of the task that waits and of the handler something may change.
-TEST(Observations, LoseNoChangeAndInventNoneInAnyOrderOfSteps) {
+TEST(Observations, EveryOrderOfStepsKeepsEachChange) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
     scheduler.reseed(static_cast<std::uint64_t>(seed));
@@ -300,7 +300,7 @@ TEST(Observations, LoseNoChangeAndInventNoneInAnyOrderOfSteps) {
 }
 
 // Both races in every order: a change between the reading and the registering, and a reading before the store.
-TEST(Observations, SeeTheLastChangeThoughTheyComputeWhileChangesAreUnderWay) {
+TEST(Observations, ChangesDuringAComputationAreSeen) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
     scheduler.reseed(static_cast<std::uint64_t>(seed));
@@ -342,7 +342,7 @@ TEST(Observations, EndACancelledWaitInAnyOrderOfSteps) {
   }
 }
 
-TEST(Observations, GiveOneMoreElementWhenWhatTheyReadEnds) {
+TEST(Observations, EndOfAReadObjectGivesOneElement) {
   auto& scheduler = SeededScheduler::install();
   auto player = std::make_shared<Player>();
   const Observations volumes([weak = std::weak_ptr(player)] {
@@ -370,7 +370,7 @@ TEST(Observations, GoOnAtOnceAfterAChangeByTheirConsumer) {
   });
 }
 
-TEST(Observations, SeeTheLastChangeWhileThreadsChangeAndTheConsumerGoesOn) {
+TEST(Observations, LastConcurrentChangeIsSeen) {
   for (int round = 0; round < repetitions(200); ++round) {
     const auto counter = std::make_shared<Counter>();
     const Observations values([counter] { return counter->value(); });
@@ -390,7 +390,7 @@ TEST(Observations, SeeTheLastChangeWhileThreadsChangeAndTheConsumerGoesOn) {
   }
 }
 
-TEST(Observations, EndAWaitThatIsCancelledWhileTheChangeComes) {
+TEST(Observations, CancellationDuringAChangeEndsTheWait) {
   for (int round = 0; round < repetitions(300); ++round) {
     const auto counter = std::make_shared<Counter>();
     const Observations values([counter] { return counter->value(); });

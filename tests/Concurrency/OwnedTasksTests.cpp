@@ -133,7 +133,7 @@ TEST(OwnedTasks, EndRunsNothingAfterTheLastElement) {
   EXPECT_EQ(continuation.yield(3).kind, YieldResultKind::terminated);
 }
 
-TEST(OwnedTasks, BlockingWorkThatIsUnderWayNeverComesBack) {
+TEST(OwnedTasks, RunningBlockingWorkNeverReturnsToItsOwner) {
   Gate gate;
   const auto held = std::make_shared<int>(1);
   std::optional<Window> window(std::in_place);

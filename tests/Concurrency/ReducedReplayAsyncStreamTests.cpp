@@ -62,7 +62,7 @@ TEST(ReducedReplayAsyncStream, TheFirstSubscriberReceivesEveryElement) {
   EXPECT_EQ(answersOf(first), "1 2 3 waiting");
 }
 
-TEST(ReducedReplayAsyncStream, ALateSubscriberReceivesTheSumAndThenWhatFollows) {
+TEST(ReducedReplayAsyncStream, LateSubscriberReceivesTheSumFirst) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   for (const int element : {1, 2, 3}) sum.continuation->yield(element);
@@ -75,7 +75,7 @@ TEST(ReducedReplayAsyncStream, ALateSubscriberReceivesTheSumAndThenWhatFollows) 
   EXPECT_EQ(waiting.answer(), "4");
 }
 
-TEST(ReducedReplayAsyncStream, ASecondSubscriberBeforeAnyElementReceivesTheInitialResult) {
+TEST(ReducedReplayAsyncStream, EarlySecondSubscriberReceivesTheInitialResult) {
   Sum sum(BufferingPolicy::unbounded(), 100);
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -93,7 +93,7 @@ TEST(ReducedReplayAsyncStream, TheFirstSubscriberNeverReceivesTheInitialResult) 
   EXPECT_EQ(answersOf(first), "waiting");
 }
 
-TEST(ReducedReplayAsyncStream, NothingIsConsumedBeforeSomebodySubscribes) {
+TEST(ReducedReplayAsyncStream, NothingIsConsumedBeforeASubscription) {
   Sum sum(BufferingPolicy::newest(2));
   for (const int element : {1, 2, 3}) sum.continuation->yield(element);
   settle();
@@ -105,7 +105,7 @@ TEST(ReducedReplayAsyncStream, NothingIsConsumedBeforeSomebodySubscribes) {
   EXPECT_EQ(sum.continuation->yield(6).kind, YieldResultKind::enqueued);
 }
 
-TEST(ReducedReplayAsyncStream, BuildsTheProducerOnceAndAtOnce) {
+TEST(ReducedReplayAsyncStream, BuildsTheProducerImmediatelyAndOnce) {
   SeededScheduler::install();
   int builds = 0;
   std::optional<Continuation> continuation;
@@ -123,7 +123,7 @@ TEST(ReducedReplayAsyncStream, BuildsTheProducerOnceAndAtOnce) {
   settle();
 }
 
-TEST(ReducedReplayAsyncStream, IteratingItIsSubscribingEachTime) {
+TEST(ReducedReplayAsyncStream, EachIterationIsASubscription) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -159,7 +159,7 @@ TEST(ReducedReplayAsyncStream, TheEndOfTheProducerEndsEverySubscriber) {
   EXPECT_EQ(answersOf(second), "0 1 end");
 }
 
-TEST(ReducedReplayAsyncStream, ASubscriberAfterTheEndReceivesTheSumAndWaitsOn) {
+TEST(ReducedReplayAsyncStream, SubscriberAfterTheEndReceivesTheSum) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   sum.continuation->yield(4);
@@ -173,7 +173,7 @@ TEST(ReducedReplayAsyncStream, ASubscriberAfterTheEndReceivesTheSumAndWaitsOn) {
   EXPECT_EQ(waiting.answer(), "end");
 }
 
-TEST(ReducedReplayAsyncStream, AProducerThatHadEndedBeforeEndsTheFirstSubscriber) {
+TEST(ReducedReplayAsyncStream, EndedProducerEndsTheFirstSubscriber) {
   Sum sum;
   sum.continuation->yield(1);
   sum.continuation->finish();
@@ -181,7 +181,7 @@ TEST(ReducedReplayAsyncStream, AProducerThatHadEndedBeforeEndsTheFirstSubscriber
   EXPECT_EQ(answersOf(first), "1 end");
 }
 
-TEST(ReducedReplayAsyncStream, ASubscriberThatIsCancelledHurtsNoOther) {
+TEST(ReducedReplayAsyncStream, CancelledSubscriberDoesNotAffectOthers) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -196,7 +196,7 @@ TEST(ReducedReplayAsyncStream, ASubscriberThatIsCancelledHurtsNoOther) {
   EXPECT_EQ(answersOf(second), "0 1 waiting");
 }
 
-TEST(ReducedReplayAsyncStream, GoesOnWhenTheFirstSubscriberHasLeft) {
+TEST(ReducedReplayAsyncStream, ContinuesAfterTheFirstSubscriberEnds) {
   Sum sum;
   static_cast<void>(sum.stream.newStream());
   settle();
@@ -330,7 +330,7 @@ struct Counted {
   static inline std::atomic<int> living{0};
 };
 
-TEST(ReducedReplayAsyncStream, KeepsNothingOnceAllHaveGone) {
+TEST(ReducedReplayAsyncStream, KeepsNothingAfterAllSubscribersEnded) {
   SeededScheduler::install();
   {
     std::optional<ReducedReplayAsyncStream<Counted>::Continuation> continuation;
@@ -395,11 +395,9 @@ void joinAndLeave(Tasks& tasks) {
   tasks.wait();
 }
 
-TEST(ReducedReplayAsyncStream, EverySubscriberKnowsTheWholeSumInEveryOrderOfSteps) {
-  holdsInEveryOrderOfSteps(joinAndLeave);
-}
+TEST(ReducedReplayAsyncStream, EveryOrderOfStepsGivesTheWholeSum) { holdsInEveryOrderOfSteps(joinAndLeave); }
 
-TEST(ReducedReplayAsyncStream, EverySubscriberKnowsTheWholeSumOnManyThreads) { holdsOnManyThreads(joinAndLeave); }
+TEST(ReducedReplayAsyncStream, ManyThreadsGiveTheWholeSum) { holdsOnManyThreads(joinAndLeave); }
 
 // A consumer that is cancelled at each of its steps.
 TEST(ReducedReplayAsyncStream, AConsumerMayBeCancelledAtAnyStep) {

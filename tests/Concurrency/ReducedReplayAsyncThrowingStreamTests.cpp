@@ -66,7 +66,7 @@ class Question {
   Task<> task_;
 };
 
-TEST(ReducedReplayAsyncThrowingStream, FirstAndLateSubscribersReceiveAsTheyDoWithoutFailures) {
+TEST(ReducedReplayAsyncThrowingStream, SubscribersReceiveAsWithoutFailures) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -83,7 +83,7 @@ TEST(ReducedReplayAsyncThrowingStream, FirstAndLateSubscribersReceiveAsTheyDoWit
   EXPECT_EQ(answersOf(late), "6 4 end");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, AnErrorReachesEverySubscriberThatHadJoined) {
+TEST(ReducedReplayAsyncThrowingStream, ErrorReachesEverySubscriber) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -97,7 +97,7 @@ TEST(ReducedReplayAsyncThrowingStream, AnErrorReachesEverySubscriberThatHadJoine
   EXPECT_EQ(answersOf(second), "0 1 error: broken");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, ASubscriberAfterTheEndReceivesTheSumAndWaitsOn) {
+TEST(ReducedReplayAsyncThrowingStream, SubscriberAfterTheEndReceivesTheSum) {
   for (const bool fails : {false, true}) {
     Sum sum;
     auto first = sum.stream.makeAsyncIterator();
@@ -109,7 +109,7 @@ TEST(ReducedReplayAsyncThrowingStream, ASubscriberAfterTheEndReceivesTheSumAndWa
   }
 }
 
-TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueStartsTheConsumption) {
+TEST(ReducedReplayAsyncThrowingStream, RequestForTheFinalValueStartsTheConsumption) {
   Sum sum;
   for (const int element : {1, 2, 3}) sum.continuation->yield(element);
   const Question question(sum.stream);
@@ -124,7 +124,7 @@ TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueStartsTheConsumptio
   EXPECT_EQ(Question(sum.stream).answer(), "10");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, NothingIsConsumedBeforeSomebodyAsks) {
+TEST(ReducedReplayAsyncThrowingStream, NothingIsConsumedBeforeARequest) {
   SeededScheduler::install();
   std::optional<Continuation> continuation;
   const Stream stream(BufferingPolicy::oldest(2), 0, add, [&](Continuation built) { continuation.emplace(built); });
@@ -138,7 +138,7 @@ TEST(ReducedReplayAsyncThrowingStream, NothingIsConsumedBeforeSomebodyAsks) {
   EXPECT_EQ(question.answer(), "11");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueLeavesASubscriberStartTheConsumption) {
+TEST(ReducedReplayAsyncThrowingStream, RequestLeavesTheFirstSubscriberItsElements) {
   Sum sum;
   auto first = sum.stream.makeAsyncIterator();
   settle();
@@ -152,7 +152,7 @@ TEST(ReducedReplayAsyncThrowingStream, AskingForTheFinalValueLeavesASubscriberSt
   EXPECT_EQ(answersOf(first), "5 end");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, EveryRequestForTheFinalValueFailsWithTheProducersError) {
+TEST(ReducedReplayAsyncThrowingStream, EveryRequestFailsWithTheProducersError) {
   Sum sum;
   const Question before(sum.stream);
   settle();
@@ -210,7 +210,7 @@ TEST(ReducedReplayAsyncThrowingStream, MoveThatThrowsCountsAsTheProducersError) 
   EXPECT_EQ(answersOf(first), "error: no move");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, CopyOfTheFinalValueThatThrowsFailsItsOwnRequestOnly) {
+TEST(ReducedReplayAsyncThrowingStream, ThrowingCopyFailsOnlyItsOwnRequest) {
   FragileSum sum;
   const Question<FragileSum::Stream> first(sum.stream);
   const Question<FragileSum::Stream> second(sum.stream);
@@ -226,7 +226,7 @@ TEST(ReducedReplayAsyncThrowingStream, CopyOfTheFinalValueThatThrowsFailsItsOwnR
   EXPECT_EQ(Question<FragileSum::Stream>(sum.stream).answer(), "7");
 }
 
-TEST(ReducedReplayAsyncThrowingStream, TheFinalValueOfAnEmptyProducerIsTheInitialResult) {
+TEST(ReducedReplayAsyncThrowingStream, EmptyProducerGivesTheInitialResult) {
   Sum sum;
   sum.continuation->finish();
   EXPECT_EQ(Question(sum.stream).answer(), "0");
@@ -269,7 +269,7 @@ TEST(ReducedReplayAsyncThrowingStream, AProducerMayFailAtEachStep) {
 }
 
 // Whoever is cancelled, and when: the others receive what they would have, and the final value is known.
-TEST(ReducedReplayAsyncThrowingStream, ASubscriberOrARequestMayBeCancelledAtAnyStep) {
+TEST(ReducedReplayAsyncThrowingStream, SubscriberAndRequestMayBeCancelledAnytime) {
   SeededScheduler& scheduler = SeededScheduler::install();
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     for (int steps = 0; steps < 40; ++steps) {

@@ -40,7 +40,7 @@ struct Silence {
   [[nodiscard]] Stream::AsyncIterator makeAsyncIterator() const { return Tests::streamOf({1}).makeAsyncIterator(); }
 };
 
-TEST(TypedAsyncSequence, IsNotAdoptedByWhatDoesNotSaySo) {
+TEST(TypedAsyncSequence, AdoptionIsExplicit) {
   static_assert(AsyncSequence<Silence> && !TypedAsyncSequence<Silence>);
   static_assert(!TypedAsyncSequence<int>);
 }

@@ -21,7 +21,7 @@ TEST(AccessModifier, HasFiveCasesWithTheirKeywords) {
   EXPECT_EQ(AccessModifier::package.rawValue(), "package");
 }
 
-TEST(AccessModifier, IsMadeOfItsKeywordsOnly) {
+TEST(AccessModifier, OnlyItsKeywordsMakeAModifier) {
   for (const AccessModifier modifier : {AccessModifier::public_, AccessModifier::private_, AccessModifier::internal,
                                         AccessModifier::fileprivate, AccessModifier::package}) {
     EXPECT_EQ(AccessModifier::from(modifier.rawValue()), modifier);
@@ -32,7 +32,7 @@ TEST(AccessModifier, IsMadeOfItsKeywordsOnly) {
   EXPECT_EQ(AccessModifier::from(std::string_view("public\0", 7)), std::nullopt);
 }
 
-TEST(AccessModifier, IsComparedAndHashedByItsCase) {
+TEST(AccessModifier, ComparesAndHashesByCase) {
   EXPECT_EQ(AccessModifier::public_, AccessModifier::public_);
   EXPECT_NE(AccessModifier::public_, AccessModifier::private_);
   EXPECT_EQ((std::unordered_set{AccessModifier::public_, AccessModifier::package, AccessModifier::public_}.size()), 2u);

@@ -57,7 +57,7 @@ TEST(GenerateAlphabetItems, LeadsToTheFirstItemBeforeTheFirstSection) {
   EXPECT_EQ(indexOf({"zucchini"}), filled({"zucchini"}));
 }
 
-TEST(GenerateAlphabetItems, FindsAnUpperCaseIdentifierUnderItsLowerCaseLetter) {
+TEST(GenerateAlphabetItems, FindsUpperCaseIdentifiersByLowerCaseLetter) {
   EXPECT_EQ(indexOf({"apple", "Banana"}), filled({"apple", "Banana"}));
 }
 
@@ -69,7 +69,7 @@ TEST(GenerateAlphabetItems, GivesOneUpperCaseLetterForEachEntry) {
   EXPECT_EQ(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZ");
 }
 
-TEST(GenerateAlphabetItems, MatchesTheEntriesOfAnAlphabetAsTheyAreWritten) {
+TEST(GenerateAlphabetItems, MatchesLettersExactly) {
   const Names names{"apple", "banana", "äpfel", "ßx", "1"};
   EXPECT_THAT(generateAlphabetItems(names, {"a", "B", "ä", "ß", "b", "ba"}, std::identity()),
               ElementsAre(Entry{"A", "apple"}, Entry{"B", "apple"}, Entry{"Ä", "äpfel"}, Entry{"SS", "ßx"},
@@ -77,7 +77,7 @@ TEST(GenerateAlphabetItems, MatchesTheEntriesOfAnAlphabetAsTheyAreWritten) {
   EXPECT_THAT(generateAlphabetItems(names, Names{}, std::identity()), IsEmpty());
 }
 
-TEST(GenerateAlphabetItems, TakesLettersThatAreMadeWhenTheyAreAskedFor) {
+TEST(GenerateAlphabetItems, AcceptsALazyAlphabet) {
   const auto letters = std::views::iota(0, 3) | std::views::transform([](int index) {
                          return std::string(1, static_cast<char>('a' + index)) + " and a text too long to stand inside";
                        });
@@ -93,18 +93,18 @@ TEST(GenerateAlphabetItems, HasNoEntryForAnItemOutsideTheAlphabet) {
   EXPECT_EQ(indexOf({"1st", "ähre"}), filled({"1st"}));
 }
 
-TEST(GenerateAlphabetItems, TakesAWholeCharacterForTheFirst) {
+TEST(GenerateAlphabetItems, FirstCharacterIsAWholeGraphemeCluster) {
   // "e" with a combining accent is one character, and not the letter "e".
   EXPECT_EQ(indexOf({"apple", "e\u0301tude"}), filled({"apple"}));
   EXPECT_THAT(itemsOf(generateAlphabetItems(Names{"a", "É\u0323"}, {"é\u0323"}, std::identity())),
               ElementsAre("É\u0323"));
 }
 
-TEST(GenerateAlphabetItems, TakesIllFormedBytesForReplacements) {
+TEST(GenerateAlphabetItems, IllFormedBytesCountAsReplacementCharacters) {
   EXPECT_THAT(itemsOf(generateAlphabetItems(Names{"a", "\xFFz"}, {"\uFFFD"}, std::identity())), ElementsAre("\xFFz"));
 }
 
-TEST(GenerateAlphabetItems, CallsForEachIdentifierOnceFromLastToFirst) {
+TEST(GenerateAlphabetItems, RequestsEachIdentifierOnceFromLastToFirst) {
   std::vector<int> asked;
   const std::list<int> items{1, 2, 3};
   const auto entries = generateAlphabetItems(items, {"a", "b"}, [&](int item) {
@@ -123,7 +123,7 @@ class EmptyIdentifierTest : public testing::Test {
   const LogBackendInstallation installation_{backend_};
 };
 
-TEST_F(EmptyIdentifierTest, IsLoggedAndItsItemLeftOut) {
+TEST_F(EmptyIdentifierTest, EmptyIdentifierIsLoggedAndOmitted) {
   const auto identifierOf = [](const std::string& name) { return name == "nobody" ? "" : name; };
   const auto entries =
       generateAlphabetItems(Names{"nobody", "apple", "cherry"}, AlphabetHelpers::alphabet, identifierOf);
@@ -139,14 +139,14 @@ TEST_F(EmptyIdentifierTest, IsLoggedAndItsItemLeftOut) {
   EXPECT_EQ(records[0].arguments.at(0).privacy, LogPrivacy::public_);
 }
 
-TEST_F(EmptyIdentifierTest, OfEveryItemLeadsAllEntriesToTheFirst) {
+TEST_F(EmptyIdentifierTest, OnlyEmptyIdentifiersLeadToTheFirstItem) {
   const auto entries =
       generateAlphabetItems(Names{"x", "y"}, AlphabetHelpers::alphabet, [](const std::string&) { return ""; });
   EXPECT_EQ(itemsOf(entries), filled({"x"}));
   EXPECT_EQ(backend_->records().size(), 2u);
 }
 
-TEST_F(EmptyIdentifierTest, IsNotLoggedWhereThereAreNoItems) {
+TEST_F(EmptyIdentifierTest, WithoutItemsNothingIsLogged) {
   EXPECT_THAT(generateAlphabetItems(Names{}, AlphabetHelpers::alphabet, [](const std::string&) { return ""; }),
               IsEmpty());
   EXPECT_THAT(backend_->records(), IsEmpty());

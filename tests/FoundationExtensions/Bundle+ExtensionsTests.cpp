@@ -6,7 +6,7 @@
 namespace Tessaly {
 namespace {
 
-TEST(BundleExtensions, TellTheVersionsOfTheApplication) {
+TEST(BundleExtensions, GiveTheVersionsOfTheApplication) {
   Bundle::setMain({.shortVersion = "1.2.3", .build = "42"});
   EXPECT_EQ(appVersionString(Bundle::main()), "1.2.3");
   EXPECT_EQ(buildNumber(Bundle::main()), "42");
@@ -14,7 +14,7 @@ TEST(BundleExtensions, TellTheVersionsOfTheApplication) {
   EXPECT_FALSE(isInTestFlight(Bundle::main()));
 }
 
-TEST(BundleExtensions, OfABundleThatSaysNothingAreEmpty) {
+TEST(BundleExtensions, EmptyBundleHasEmptyVersions) {
   Bundle::setMain({});
   EXPECT_EQ(appVersionString(Bundle::main()), "");
   EXPECT_EQ(buildNumber(Bundle::main()), "");

@@ -9,7 +9,7 @@ namespace {
 
 using namespace Tessaly;
 
-TEST(CharacterEmoji, IsSimpleFromACertainScalarOn) {
+TEST(CharacterEmoji, IsSimpleFromU238DOn) {
   for (const std::string_view character : {"😀", "⏏", "❤", "\U0001F1EB", "🇫🇷", "❤\uFE0F"}) {
     EXPECT_TRUE(Character::isSimpleEmoji(character)) << character;
     EXPECT_TRUE(Character::isEmoji(character)) << character;
@@ -23,7 +23,7 @@ TEST(CharacterEmoji, IsSimpleFromACertainScalarOn) {
   }
 }
 
-TEST(CharacterEmoji, IsCombinedFromTwoScalarsOn) {
+TEST(CharacterEmoji, IsCombinedWithAtLeastTwoScalars) {
   for (const std::string_view character :
        {"1\u20E3", "1\uFE0F\u20E3", "©\uFE0F", "⌚\uFE0F", "👍🏽", "👨‍👩‍👧‍👦", "🇫🇷", "7\u0301"}) {
     EXPECT_TRUE(Character::isCombinedIntoEmoji(character)) << character;
@@ -35,13 +35,13 @@ TEST(CharacterEmoji, IsCombinedFromTwoScalarsOn) {
   EXPECT_FALSE(Character::isCombinedIntoEmoji("😀"));
 }
 
-TEST(CharacterEmoji, LooksAtTheFirstCharacterOfALongerText) {
+TEST(CharacterEmoji, OnlyTheFirstCharacterCounts) {
   EXPECT_TRUE(Character::isEmoji("😀abc"));
   EXPECT_FALSE(Character::isEmoji("12"));
   EXPECT_FALSE(Character::isCombinedIntoEmoji("😀😀"));
 }
 
-TEST(CharacterEmoji, TakesIllFormedBytesForReplacements) {
+TEST(CharacterEmoji, IllFormedBytesCountAsReplacementCharacters) {
   for (const std::string_view character : {"\xFF", "\xF0\x9F\x98", "\x80\uFE0F"}) {
     EXPECT_FALSE(Character::isEmoji(character));
   }

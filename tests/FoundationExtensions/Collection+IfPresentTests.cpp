@@ -14,7 +14,7 @@ namespace {
 
 using namespace Tessaly;
 
-TEST(CollectionIfPresent, IsTheElementOfAnIndexThatIsThere) {
+TEST(CollectionIfPresent, ElementIsAbsentForAnInvalidIndex) {
   const std::vector<std::string> five{"A", "B", "C", "D", "E"};
   EXPECT_EQ(Collection::ifPresent(five, 0), "A");
   EXPECT_EQ(Collection::ifPresent(five, 4), "E");

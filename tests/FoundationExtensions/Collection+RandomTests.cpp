@@ -54,7 +54,7 @@ void expectDistinct(const Elements& elements, std::int64_t amount, std::mt19937&
   for (const int element : chosen) ASSERT_NE(std::ranges::find(elements, element), elements.end());
 }
 
-TEST(RandomElements, AreDistinctOnesOfTheCollection) {
+TEST(RandomElements, AreDistinctElementsOfTheCollection) {
   std::mt19937 random(13);
   for (int round = 0; round < 500; ++round) {
     const int count = 1 + static_cast<int>(random() % 30);
@@ -81,12 +81,12 @@ void expectEveryPairAlike(const Elements& five) {
   for (const auto& [pair, count] : pairs) EXPECT_NEAR(count, rounds / 10, 255);
 }
 
-TEST(RandomElements, AreEveryChoiceAlike) {
+TEST(RandomElements, EveryChoiceIsEquallyLikely) {
   expectEveryPairAlike(std::vector{1, 2, 3, 4, 5});
   expectEveryPairAlike(std::list{1, 2, 3, 4, 5});
 }
 
-TEST(RandomElements, DifferFromOneTimeToTheNext) {
+TEST(RandomElements, DifferBetweenCalls) {
   const auto many = std::views::iota(0, 1'000'000);
   EXPECT_NE(Collection::randomElements(many, 10), Collection::randomElements(many, 10));
 }
@@ -109,11 +109,11 @@ TEST(RandomElements, AllButOneTakeOneDrawEach) {
   constexpr std::int64_t count = 100'000;
   const auto chosen = Collection::randomElements(std::views::iota(std::int64_t{0}, count), count - 1, random);
   EXPECT_EQ(std::set<std::int64_t>(chosen.begin(), chosen.end()).size(), static_cast<std::size_t>(count - 1));
-  // A draw is repeated only where it would favour some index, in less than one of a thousand.
+  // A draw is repeated only if it would favour an index, which happens less than once in a thousand draws.
   EXPECT_LE(random.draws, count + count / 1'000);
 }
 
-TEST(RandomElements, OmitEveryElementAlike) {
+TEST(RandomElements, EveryElementIsOmittedEquallyOften) {
   std::mt19937 random(3);
   std::vector<int> omissions(5);
   constexpr int rounds = 20'000;
@@ -127,7 +127,7 @@ TEST(RandomElements, OmitEveryElementAlike) {
   for (const int count : omissions) EXPECT_NEAR(count, rounds / 5, 340);
 }
 
-TEST(RandomElements, ComeOutOfAStreamToo) {
+TEST(RandomElements, WorkOnInputRanges) {
   std::istringstream words("one two three");
   EXPECT_THAT(Collection::randomElements(std::views::istream<std::string>(words), 3),
               ElementsAre("one", "two", "three"));

@@ -23,7 +23,7 @@ TEST(Clamped, BringsAValueIntoItsRange) {
   EXPECT_EQ(Comparable::clamped(std::string("zebra"), ClosedRange<std::string>("ape", "cat")), "cat");
 }
 
-TEST(Clamped, TakesNumbersThatTheRangesTypeHas) {
+TEST(Clamped, AcceptsConvertibleNumbers) {
   static_assert(std::same_as<decltype(Comparable::clamped(5, ClosedRange<std::int64_t>(1, 3))), std::int64_t>);
   EXPECT_EQ(Comparable::clamped(5, ClosedRange<std::int64_t>(1, 3)), 3);
   EXPECT_EQ(Comparable::clamped(0.25F, ClosedRange(0.5, 1.0)), 0.5);
@@ -50,7 +50,7 @@ TEST(Clamped, ComparesLiteralsAsTexts) {
   EXPECT_EQ(Tessaly::clamped(7, ClosedRange(1, 3)), 3);
 }
 
-TEST(Clamped, MakesTheLowerBoundOfNaN) {
+TEST(Clamped, NaNBecomesTheLowerBound) {
   EXPECT_EQ(Comparable::clamped(std::numeric_limits<double>::quiet_NaN(), ClosedRange(1.0, 3.0)), 1.0);
 }
 

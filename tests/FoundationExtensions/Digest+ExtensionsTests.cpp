@@ -27,7 +27,7 @@ TEST(DigestExtensions, DigestsArePaddedLowerCaseHexadecimal) {
   EXPECT_EQ(stringEncoded(digest), "0a" + std::string(60, '0') + "fe");
 }
 
-TEST(DigestExtensions, AreThoseOfThePublishedExamples) {
+TEST(DigestExtensions, EqualThePublishedExamples) {
   EXPECT_EQ(stringEncoded(SHA256Digest::hash(data("abc").bytes())),
             "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
   EXPECT_EQ(stringEncoded(SHA256Digest::hash({})), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
@@ -97,7 +97,7 @@ TEST_F(DigestOfAFile, MissingFileThrows) {
   EXPECT_THROW(syncWait([] { return digestOfFile<SHA256Digest>(URL::fileURLWithPath("/none")); }), POSIXError);
 }
 
-TEST(DigestHasher, PiecesGiveTheDigestOfTheWholeAndItBeginsAnew) {
+TEST(DigestHasher, PiecesGiveTheDigestOfTheWhole) {
   const Data data{std::string_view("abc")};
   DigestHasher<SHA512Digest> hasher;
   for (int round = 0; round < 2; ++round) {

@@ -24,7 +24,7 @@ struct LocalizedError : Tessaly::Error {
   std::string localizedDescription() const override { return "No paper"; }
 };
 
-// Its description throws.
+// An error with a description that throws.
 struct BrokenError : Tessaly::Error {
   std::string description() const override { throw 1; }
   std::string localizedDescription() const override { throw std::runtime_error("no text"); }
@@ -48,7 +48,7 @@ std::exception_ptr pointerTo(Thrown thrown) {
   return std::make_exception_ptr(std::move(thrown));
 }
 
-TEST(LogDescription, OfAnErrorIsItsDescriptionAndMessage) {
+TEST(LogDescription, ErrorGivesDescriptionAndMessage) {
   EXPECT_EQ(logDescription(Int32::StatusError(-1, "m")),
             "Status -1 | m, The operation couldn’t be completed. (Tessaly.Int32.StatusError error 1.)");
   EXPECT_EQ(logDescription(Sample::LocalizedError()), "LocalizedError(errorDescription: \"No paper\"), No paper");
@@ -56,23 +56,23 @@ TEST(LogDescription, OfAnErrorIsItsDescriptionAndMessage) {
             "PlainError(), The operation couldn’t be completed. (Sample.PlainError error 1.)");
 }
 
-TEST(LogDescription, OfTheCancellationError) {
+TEST(LogDescription, DescribesTheCancellationError) {
   EXPECT_EQ(logDescription(CancellationError()),
             "CancellationError(), The operation couldn’t be completed. (Tessaly.CancellationError error 1.)");
 }
 
-TEST(LogDescription, OfAPlatformError) {
+TEST(LogDescription, DescribesAPlatformError) {
   EXPECT_EQ(logDescription(POSIXError(ENOENT)),
             "Error Domain=NSPOSIXErrorDomain Code=2 \"No such file or directory\", The operation couldn’t be "
             "completed. No such file or directory");
 }
 
-TEST(LogDescription, OfAStandardExceptionIsTypeAndTextTwice) {
+TEST(LogDescription, StandardExceptionGivesTypeAndTextTwice) {
   EXPECT_EQ(logDescription(std::runtime_error("No paper")), "runtime_error(\"No paper\"), No paper");
   EXPECT_EQ(logDescription(Sample::StandardError()), "StandardError(\"a \\\"b\\\"\\\\\\n\\tc\"), a \"b\"\\\n\tc");
 }
 
-TEST(LogDescription, OfASystemErrorReadsLikeAPlatformError) {
+TEST(LogDescription, SystemErrorReadsLikeAPlatformError) {
   const std::system_error error(ENOENT, std::generic_category(), "open");
   EXPECT_EQ(logDescription(error),
             "Error Domain=NSPOSIXErrorDomain Code=2 \"No such file or directory\", " + std::string(error.what()));
@@ -85,12 +85,12 @@ TEST(LogDescription, OfASystemErrorReadsLikeAPlatformError) {
       << logDescription(category);
 }
 
-TEST(LogDescription, OfAThrownErrorIsThatOfTheError) {
+TEST(LogDescription, ThrownErrorIsDescribedLikeTheError) {
   EXPECT_EQ(logDescription(pointerTo(Sample::LocalizedError())), logDescription(Sample::LocalizedError()));
   EXPECT_EQ(logDescription(pointerTo(std::runtime_error("No paper"))), "runtime_error(\"No paper\"), No paper");
 }
 
-TEST(LogDescription, OfOtherThrownTypesIsTheirValueOrType) {
+TEST(LogDescription, OtherThrownTypesGiveValueOrType) {
   EXPECT_EQ(logDescription(pointerTo(7)), "7, The operation couldn’t be completed. (int error 7.)");
   EXPECT_EQ(logDescription(pointerTo(std::string("text"))),
             "\"text\", The operation couldn’t be completed. (std.string error 1.)");
@@ -102,13 +102,13 @@ TEST(LogDescription, OfOtherThrownTypesIsTheirValueOrType) {
             "NoException(), The operation couldn’t be completed. (Sample.NoException error 1.)");
 }
 
-TEST(LogDescription, OfNothingIsNil) { EXPECT_EQ(logDescription(std::exception_ptr()), "nil"); }
+TEST(LogDescription, NullPointerIsNil) { EXPECT_EQ(logDescription(std::exception_ptr()), "nil"); }
 
-TEST(LogDescription, OfAnErrorWhoseOwnFunctionsThrowIsItsType) {
+TEST(LogDescription, ErrorWithThrowingFunctionsGivesItsType) {
   EXPECT_EQ(logDescription(Sample::BrokenError()), "BrokenError, BrokenError");
 }
 
-TEST(LogDescription, CanBeMadeOfOneErrorByManyThreads) {
+TEST(LogDescription, ThreadsMayDescribeOneErrorAtOnce) {
   const Int32::StatusError error(-1, "m");
   const std::exception_ptr thrown = std::make_exception_ptr(error);
   const std::string expected = logDescription(error);
@@ -140,7 +140,7 @@ TEST(IsCancellation, IsTrueOnlyForTheCancelledURLCode) {
   EXPECT_FALSE(isCancellation(URLError(URLError::Code::unknown)));
 }
 
-TEST(IsCancellation, LooksIntoWhatWasThrown) {
+TEST(IsCancellation, InspectsThrownExceptions) {
   EXPECT_TRUE(isCancellation(pointerTo(CancellationError())));
   EXPECT_TRUE(isCancellation(pointerTo(URLError(URLError::Code::cancelled))));
   EXPECT_FALSE(isCancellation(pointerTo(URLError(URLError::Code::badURL))));

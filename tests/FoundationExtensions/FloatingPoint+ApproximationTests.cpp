@@ -15,7 +15,7 @@ using FloatingPoint::isApproximatelyZero;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-TEST(IsApproximatelyZero, IsStrictlyBelowAHundredThousandth) {
+TEST(IsApproximatelyZero, LimitIsStrictlyBelowAHundredThousandth) {
   EXPECT_TRUE(isApproximatelyZero(0.000009));
   EXPECT_TRUE(isApproximatelyZero(-0.000009));
   EXPECT_FALSE(isApproximatelyZero(0.00001));
@@ -26,7 +26,7 @@ TEST(IsApproximatelyZero, IsStrictlyBelowAHundredThousandth) {
   EXPECT_FALSE(isApproximatelyZero(-infinity));
 }
 
-TEST(IsApproximatelyZero, UsesTheConstantOfTheTypeAtHand) {
+TEST(IsApproximatelyZero, UsesTheConstantOfTheType) {
   EXPECT_FALSE(isApproximatelyZero(0.00001f));
   EXPECT_TRUE(isApproximatelyZero(std::nextafter(0.00001f, 0.0f)));
   EXPECT_FALSE(isApproximatelyZero(0.00001L));
@@ -47,7 +47,7 @@ TEST(IsApproximatelyEqual, UsesAnAbsoluteToleranceBelowOne) {
   EXPECT_FALSE(isApproximatelyEqual(0.0, 0.00001));
 }
 
-TEST(IsApproximatelyEqual, MayDifferWhenTheValuesChangePlaces) {
+TEST(IsApproximatelyEqual, DependsOnTheOrderOfTheValues) {
   EXPECT_FALSE(isApproximatelyEqual(1'000'000.0, 1'000'010.00005));
   EXPECT_TRUE(isApproximatelyEqual(1'000'010.00005, 1'000'000.0));
 }

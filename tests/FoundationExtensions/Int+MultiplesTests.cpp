@@ -44,7 +44,7 @@ TEST(IntNearestMultiple, ComputesTheQuotientInDoublePrecision) {
   EXPECT_EQ(Int::nearestMultiple(lowest, 1), lowest);
 }
 
-TEST(IntNearestUpMultiple, GoesOneMultipleBeyondTheCutQuotient) {
+TEST(IntNearestUpMultiple, GivesOneMultipleAboveTheTruncatedQuotient) {
   EXPECT_EQ(Int::nearestUpMultiple(11, 5), 15);
   EXPECT_EQ(Int::nearestUpMultiple(10, 5), 10);
   EXPECT_EQ(Int::nearestUpMultiple(-5, 3), 0);
@@ -56,7 +56,7 @@ TEST(IntNearestUpMultiple, GoesOneMultipleBeyondTheCutQuotient) {
   EXPECT_EQ(Int::nearestUpMultiple(highest, lowest), lowest);
 }
 
-TEST(IntNearestTowardZeroMultiple, CutsTheQuotientOff) {
+TEST(IntNearestTowardZeroMultiple, TruncatesTheQuotient) {
   EXPECT_EQ(Int::nearestTowardZeroMultiple(-11, 5), -10);
   EXPECT_EQ(Int::nearestTowardZeroMultiple(11, 5), 10);
   EXPECT_EQ(Int::nearestTowardZeroMultiple(11, -5), 10);
@@ -64,7 +64,7 @@ TEST(IntNearestTowardZeroMultiple, CutsTheQuotientOff) {
   EXPECT_EQ(Int::nearestTowardZeroMultiple(lowest, highest), -highest);
 }
 
-TEST(IntMultiples, OfMinusOneAreTheValue) {
+TEST(IntMultiples, DivisorMinusOneGivesTheValue) {
   for (const std::int64_t value : {lowest, std::int64_t{-3}, std::int64_t{0}, highest}) {
     EXPECT_EQ(Int::nearestMultiple(value, -1), value);
     EXPECT_EQ(Int::nearestUpMultiple(value, -1), value);
@@ -72,7 +72,7 @@ TEST(IntMultiples, OfMinusOneAreTheValue) {
   }
 }
 
-TEST(IntMultiples, OfZeroAreZeroForZero) {
+TEST(IntMultiples, DivisorZeroGivesZeroForZero) {
   EXPECT_EQ(Int::nearestUpMultiple(0, 0), 0);
   EXPECT_EQ(Int::nearestTowardZeroMultiple(0, 0), 0);
 }

@@ -16,7 +16,7 @@ std::string decoded(std::string_view json, std::optional<std::string_view> fallb
 
 void prefer(std::vector<std::string> languages) { Bundle::setMain({.preferredLocalizations = std::move(languages)}); }
 
-TEST(DecodeLocalizedValue, GivesThePreferredLanguagesText) {
+TEST(DecodeLocalizedValue, GivesTheTextOfThePreferredLanguage) {
   prefer({"de", "fr"});
   EXPECT_EQ(decoded(R"({"localized":{"en":"Hello","de":"Hallo"}})"), "Hallo");
 }

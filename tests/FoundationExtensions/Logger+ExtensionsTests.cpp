@@ -60,7 +60,7 @@ TEST(LoggerMake, JoinsTheBundleIdentifierAndTheSubsystem) {
   EXPECT_EQ(logger.log(), OSLog("app.identifier.Export", "Given category"));
 }
 
-TEST(LoggerMake, UsesTheBareNameOfATypeAsCategory) {
+TEST(LoggerMake, UsesTheUnqualifiedTypeNameAsCategory) {
   Bundle::setMain({.identifier = "app.identifier"});
   EXPECT_EQ(Logger::make("Export", Type<Sample::SomeType>()).log(), OSLog("app.identifier.Export", "SomeType"));
   EXPECT_EQ(Logger::make("Export", Type<Sample::SomeType::Nested>()).log().category(), "Nested");
@@ -73,19 +73,19 @@ TEST(LoggerMake, GivesTheIdentifierToThePlatformsLogs) {
   EXPECT_EQ(detail::platformLog("MainQueue"), OSLog("app.identifier.Tessaly", "MainQueue"));
 }
 
-TEST(LoggerMakeDeathTest, OfATypeStopsTheProcessWithoutABundleIdentifier) {
+TEST(LoggerMakeDeathTest, TypedLoggerStopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(Logger::make("Export", Type<Sample::SomeType>())), testing::KilledBySignal(SIGABRT),
               "^Tessaly/Logger\\+Extensions:12: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\nGive the "
               "program a bundle: .*\n$");
 }
 
-TEST(LoggerMakeDeathTest, OfATextStopsTheProcessWithoutABundleIdentifier) {
+TEST(LoggerMakeDeathTest, NamedLoggerStopsTheProcessWithoutABundleIdentifier) {
   EXPECT_EXIT(static_cast<void>(Logger::make("Export", "category")), testing::KilledBySignal(SIGABRT),
               "^Tessaly/Logger\\+Extensions:26: Fatal error: Unable to get 'Bundle.main.bundleIdentifier'\nGive the "
               "program a bundle: .*\n$");
 }
 
-TEST_F(LoggerExtensionsTest, ErrorPublicWritesAnErrorInClear) {
+TEST_F(LoggerExtensionsTest, ErrorPublicWritesAPublicError) {
   errorPublic(logger_, "The table is empty");
   const unsigned line = __LINE__ - 1;
   const RecordedLog record = onlyRecord();
@@ -116,7 +116,7 @@ TEST_F(LoggerExtensionsTest, NoticePublicIsStoredAsDefault) {
   EXPECT_THAT(record.arguments, ElementsAre(publicText("The table is empty")));
 }
 
-TEST_F(LoggerExtensionsTest, MessagesAreNoFormats) {
+TEST_F(LoggerExtensionsTest, MessagesAreNotFormats) {
   errorPublic(logger_, "100% %s %d");
   EXPECT_EQ(onlyRecord().composedMessage, "100% %s %d");
 }
@@ -154,7 +154,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorLogsNothingWhenNothingIsThrown) {
   EXPECT_TRUE(backend_->records().empty());
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorLogsWhatIsThrownAndSwallowsIt) {
+TEST_F(LoggerExtensionsTest, CatchErrorLogsAndSwallowsExceptions) {
   catchError(logger_, "Saving failed", [] { throw Int32::StatusError(-1, "m"); }, "Document.cpp", "save()");
   const RecordedLog record = onlyRecord();
   EXPECT_EQ(record.type, OSLogType::error);
@@ -169,7 +169,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorLogsWhatIsThrownAndSwallowsIt) {
   EXPECT_EQ(record.composedMessage, "Saving failed. <private> | Function: save() | File: Document.cpp");
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorTakesThePlaceBeforeTheOperationToo) {
+TEST_F(LoggerExtensionsTest, CatchErrorAcceptsAnExplicitPlace) {
   catchError(logger_, "Saving failed", "Document.cpp", "save()", [] { throw std::runtime_error("no"); });
   const RecordedLog record = onlyRecord();
   ASSERT_EQ(record.arguments.size(), 4u);
@@ -190,7 +190,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorNamesTheCallerByDefault) {
   EXPECT_EQ(record.line, line);
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorShowsTheErrorWherePrivateDataIsShown) {
+TEST_F(LoggerExtensionsTest, CatchErrorShowsTheErrorWithPrivateDataOn) {
   LogConfiguration::setPrivateDataShown(LogSwitch::on);
   catchError(logger_, "Saving failed!", [] { throw std::runtime_error("no"); }, "f", "g");
   EXPECT_EQ(onlyRecord().composedMessage, "Saving failed! runtime_error(\"no\"), no | Function: g | File: f");
@@ -215,7 +215,7 @@ TEST_F(LoggerExtensionsTest, CatchErrorEndsMessagesWithPunctuation) {
   EXPECT_EQ(completed("a!\u0301"), "a!\u0301");
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorSwallowsWhatIsNoException) {
+TEST_F(LoggerExtensionsTest, CatchErrorSwallowsThrownValuesOfAnyType) {
   catchError(logger_, "Failed", [] { throw 7; });
   catchError(logger_, "Failed", [] { throw std::string("text"); });
   catchError(logger_, "Failed", [] { throw Sample::SomeType(); });
@@ -251,7 +251,7 @@ TEST_F(LoggerExtensionsTest, DisabledTypeWritesAndMakesNoText) {
   EXPECT_EQ(count, 1);
 }
 
-TEST_F(LoggerExtensionsTest, CatchErrorLetsTheEndOfAThreadPass) {
+TEST_F(LoggerExtensionsTest, CatchErrorPassesOnThreadCancellation) {
   bool hasGoneOn = false;
   struct Arguments {
     const Logger* logger;

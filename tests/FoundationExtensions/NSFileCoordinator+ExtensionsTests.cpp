@@ -151,7 +151,7 @@ TEST_F(ZipFiles, PathWithoutANameIsRefused) {
   expectNothingLeft();
 }
 
-TEST_F(ZipFiles, FilesThatTheKernelMakesUpAreReadToTheEnd) {
+TEST_F(ZipFiles, KernelGeneratedFilesAreReadToTheEnd) {
   zip({URL::fileURLWithPath("/proc/cpuinfo")}).write(url("all.zip"));
   EXPECT_GT(outputOf("unzip -p " + path("all.zip")).size(), 20u);
 }
@@ -224,7 +224,7 @@ TEST_F(ZipFiles, ReadOnlyDirectoriesAreArchivedAndLeaveNothingBehind) {
   std::filesystem::permissions(path("fixed/inner"), std::filesystem::perms::all);
 }
 
-TEST_F(ZipFiles, PipesAreErrorsWithoutAWait) {
+TEST_F(ZipFiles, PipesFailWithoutWaiting) {
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
   std::filesystem::create_directories(path("inner"));
   ASSERT_EQ(::mkfifo(path("inner/pipe").c_str(), 0600), 0);
@@ -242,14 +242,14 @@ TEST_F(ZipFiles, DirectoryThatContainsTheCopiesIsAnError) {
   expectNothingLeft();
 }
 
-TEST_F(ZipFiles, WithoutAPlaceForTheCopiesItIsAnError) {
+TEST_F(ZipFiles, MissingTemporaryDirectoryIsAnError) {
   std::filesystem::remove(path("scratch"));
   put("scratch", "a file");
   put("a", "1");
   EXPECT_NE(codeOf({url("a")}), 0);
 }
 
-/// With visible steps.
+/// Records each step.
 class StepsOfZipFiles : public ZipFiles {
  protected:
   static std::shared_ptr<ScriptedFileManager> scripted() { return std::make_shared<ScriptedFileManager>(); }
@@ -319,7 +319,7 @@ TEST_F(StepsOfZipFiles, ErrorOfEachStepIsThrownAndLeavesNothingBehind) {
   expectNothingLeft();
 }
 
-TEST_F(StepsOfZipFiles, TheFirstOfSeveralErrorsOfCopyingIsThrown) {
+TEST_F(StepsOfZipFiles, FirstOfSeveralErrorsOfCopyingIsThrown) {
   std::vector<std::string> asked;
   files->copy = [&](const URL& from, const URL&) {
     asked.push_back(from.lastPathComponent());
@@ -353,7 +353,7 @@ TEST_F(StepsOfZipFiles, CancellationMidwayNeitherStopsItNorLeavesFiles) {
   expectNothingLeft();
 }
 
-TEST_F(StepsOfZipFiles, SeveralAtOnceDoNotMeet) {
+TEST_F(StepsOfZipFiles, ConcurrentArchivesDoNotInterfere) {
   put("a", std::string(10'000, '1'));
   put("other/a", std::string(10'000, '2'));
   std::vector<Task<Data>> tasks;

@@ -44,13 +44,13 @@ TEST(AddAttributes, CoversTheWholeText) {
   EXPECT_EQ(empty.length(), 0);
 }
 
-TEST(ReplaceTags, MarksWhatStoodBetweenThem) {
+TEST(ReplaceTags, MarksTheTextBetweenTags) {
   EXPECT_EQ(replaced("A <b>bold</b> word", "b"), "A [bold] word");
   EXPECT_EQ(replaced("<b></b>x", "b"), "x");
   EXPECT_EQ(replaced("<em>all</em>", "em"), "[all]");
 }
 
-TEST(ReplaceTags, ChangesNothingWithoutAPairOrAPattern) {
+TEST(ReplaceTags, WithoutAPairOrValidPatternNothingChanges) {
   for (const std::string_view text :
        {"", "plain", "<b>open", "close</b>", "</b>wrong<b>", "<i>other</i>", "<b>\n</b>"}) {
     EXPECT_EQ(replaced(text, "b"), text);
@@ -73,7 +73,7 @@ TEST(ReplaceTags, CountsUTF16Units) {
   EXPECT_EQ(text.effectiveRange(3), (NSRange{3, 2}));
 }
 
-TEST(ReplaceTags, RemovesAllTagsOfALineWithTheLengthOfOnePair) {
+TEST(ReplaceTags, RemovesAllTagsButCountsOnePair) {
   // One match has 19 units. One pair, 7 units, is subtracted: 12 units from its start on.
   EXPECT_EQ(replaced("<b>a</b> - <b>c</b> and more", "b"), "[a - c and mo]re");
 }
@@ -94,13 +94,13 @@ TEST(ReplaceTags, DoesNotCorrectThePlacesOfLaterPairs) {
   EXPECT_EQ(marked(string), "[one]\n<b>two<[two]the second");
 }
 
-TEST(ReplaceTags, ThrowsWhereALaterPlaceLeavesTheText) {
+TEST(ReplaceTags, ThrowsIfALaterPassageExceedsTheText) {
   NSMutableAttributedString text("<b>one</b>\n<b>two</b>");
   EXPECT_THROW(replace(text, "b", bold), std::out_of_range);
   EXPECT_EQ(text.string(), "one\n<b>two</b>");
 }
 
-TEST(ReplaceTags, TakesTheTagForAPartOfAPattern) {
+TEST(ReplaceTags, TagIsPartOfARegularExpression) {
   EXPECT_EQ(replaced("<b1>x</b2> y", "b\\d"), "[x] y");
   // Each side of the bar matches alone: "<b" without its end, and "i>.*</b" or "i>" with theirs.
   EXPECT_EQ(replaced("no bar", "b|i"), "no bar");
@@ -154,7 +154,7 @@ TEST(ReplaceTags, ReadsALineOfUnclosedTagsOnce) {
   EXPECT_EQ(string.length(), 600'000);
 }
 
-TEST(ReplaceTags, LooksForTheTagsInTheTextAsItWas) {
+TEST(ReplaceTags, SearchesTheOriginalTextForTags) {
   // The second match keeps its original position, whatever the first replacement left there.
   NSMutableAttributedString string("<b>1</b>\n<b>2</b>\nlong enough not to end");
   replace(string, "b", bold);

@@ -30,7 +30,7 @@ TEST(OrderedSetIfPresent, DoesNotGuardANegativeIndex) {
   EXPECT_THROW(static_cast<void>(ifPresent(NSOrderedSet<int>{1, 2}, -1)), std::out_of_range);
 }
 
-TEST(OrderedSetFirstIndex, IsAbsentForWhatIsNotThere) {
+TEST(OrderedSetFirstIndex, IsAbsentForAMissingElement) {
   NSMutableOrderedSet<std::string> letters{"A", "B", "C"};
   EXPECT_EQ(firstIndex(letters, "B"), 1);
   EXPECT_EQ(firstIndex(letters, "D"), std::nullopt);
@@ -39,7 +39,7 @@ TEST(OrderedSetFirstIndex, IsAbsentForWhatIsNotThere) {
   EXPECT_EQ(firstIndex(letters, "A"), 1);
 }
 
-TEST(OrderedSetUnsafeDowncastObject, GivesTheObjectAsOneOfItsClass) {
+TEST(OrderedSetUnsafeDowncastObject, CastsTheObjectToItsClass) {
   const NSOrderedSet<> rows{std::make_shared<Row>(7), std::make_shared<Row>(8)};
   EXPECT_EQ(unsafeDowncastObject<Row>(rows, 1)->number, 8);
   EXPECT_EQ(unsafeDowncastObject(rows, 0, Type<Row>())->number, 7);

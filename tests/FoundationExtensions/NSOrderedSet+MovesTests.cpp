@@ -30,7 +30,7 @@ std::string messageOf(Move move) {
   return "no error";
 }
 
-TEST(MovingItems, PutsThemBeforeTheDestinationOrBehindIt) {
+TEST(MovingItems, PutsItemsBeforeOrBehindTheDestination) {
   EXPECT_THAT(movingItems(letters(), {1}, 3, false), ElementsAre("A", "C", "B", "D", "E"));
   EXPECT_THAT(movingItems(letters(), {1}, 3, true), ElementsAre("A", "C", "D", "B", "E"));
   EXPECT_THAT(movingItems(letters(), {1, 2}, 3, false), ElementsAre("A", "B", "C", "D", "E"));
@@ -40,12 +40,12 @@ TEST(MovingItems, PutsThemBeforeTheDestinationOrBehindIt) {
   EXPECT_THAT(letters(), ElementsAre("A", "B", "C", "D", "E"));
 }
 
-TEST(MovingItems, OfNoneChangesNothing) {
+TEST(MovingItems, MovingNoItemChangesNothing) {
   EXPECT_EQ(movingItems(letters(), {}, 2, false), letters());
   EXPECT_EQ(movingItems(letters(), {}, 5, true), letters());
 }
 
-TEST(MovingItems, SaysWhyItCannot) {
+TEST(MovingItems, ErrorsExplainTheMistake) {
   EXPECT_EQ(messageOf([] { return movingItems(letters(), {0, 1, 2, 3, 4}, 0, false); }), "Cannot move all items");
   EXPECT_EQ(messageOf([] { return movingItems(Letters(), {}, 0, false); }), "Cannot move all items");
   EXPECT_EQ(messageOf([] { return movingItems(letters(), {5, 6, 7, 8, 9, 10}, 9, false); }), "Cannot move all items");
@@ -55,7 +55,7 @@ TEST(MovingItems, SaysWhyItCannot) {
             "The destination index 6 is out of bounds (6)");
 }
 
-TEST(MovingItems, LeavesWhatTheChecksDoNotCoverToTheMove) {
+TEST(MovingItems, UncheckedIndexesFailInTheMove) {
   EXPECT_THROW(static_cast<void>(movingItems(letters(), {-1}, 3, false)), std::out_of_range);
   EXPECT_THROW(static_cast<void>(movingItems(letters(), {1}, -1, false)), std::out_of_range);
   // The block would stand behind the end of the other items.
@@ -148,7 +148,7 @@ void forEveryGroup(int count, Body body) {
   }
 }
 
-TEST(MovingItems, FollowsItsStepsForEveryGroupDestinationAndFlag) {
+TEST(MovingItems, EveryGroupDestinationAndFlagFollowsTheModel) {
   int moves = 0;
   for (int count = 0; count <= 6; ++count) {
     const NSOrderedSet<int> items(iota(count));
@@ -166,7 +166,7 @@ TEST(MovingItems, FollowsItsStepsForEveryGroupDestinationAndFlag) {
   EXPECT_EQ(moves, 4 * 2 * 5 + 8 * 2 * 6 + 16 * 2 * 7 + 32 * 2 * 8 + 64 * 2 * 9 + 128 * 2 * 10 + 256 * 2 * 11);
 }
 
-TEST(MovingLeftAndRightItems, FollowTheirStepsForEveryGroup) {
+TEST(MovingLeftAndRightItems, EveryGroupFollowsTheModel) {
   for (int count = 0; count <= 6; ++count) {
     const NSOrderedSet<int> items(iota(count));
     forEveryGroup(count, [&](const std::vector<int>& sorted, const std::set<std::int64_t>& indexes) {

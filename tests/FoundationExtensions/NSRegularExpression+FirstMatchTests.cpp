@@ -14,12 +14,12 @@ TEST(FirstMatch, IsTheTextOfTheFirstMatch) {
   EXPECT_EQ(firstMatch(NSRegularExpression("^$"), ""), "");
 }
 
-TEST(FirstMatch, SearchesTheWholeTextBeyondScalarsOfTwoUnits) {
+TEST(FirstMatch, SearchesBehindScalarsOfTwoUnits) {
   EXPECT_EQ(firstMatch(NSRegularExpression("é.$"), "😀😀😀é漢"), "é漢");
   EXPECT_EQ(firstMatch(NSRegularExpression("\\p{Emoji_Presentation}"), "a😀b"), "😀");
 }
 
-TEST(FirstMatch, MakesReplacementsOfIllFormedBytes) {
+TEST(FirstMatch, ReplacesIllFormedBytes) {
   EXPECT_EQ(firstMatch(NSRegularExpression("a.b"),
                        "xa\xFF"
                        "b"),

@@ -55,7 +55,7 @@ TEST(Delay, EnqueuesItsBlockOnceAtBackgroundPriority) {
   EXPECT_EQ(executor.count(), 1);
 }
 
-TEST(Delay, OfNothingOrLessEnqueuesItsBlockWithoutRunningIt) {
+TEST(Delay, ZeroOrNegativeDelayEnqueuesWithoutRunningInline) {
   KeepingExecutor& executor = installedExecutor();
   ManualClock clock;
   for (const double seconds : {0.0, -0.0, -1.0, -std::numeric_limits<double>::infinity()}) {
@@ -69,7 +69,7 @@ TEST(Delay, OfNothingOrLessEnqueuesItsBlockWithoutRunningIt) {
   }
 }
 
-TEST(Delay, BeyondAllTimeIsNever) {
+TEST(Delay, InfiniteDelayNeverRuns) {
   KeepingExecutor& executor = installedExecutor();
   static auto& clock = *new ManualClock;  // Its timers never fire.
   clock.advance(1h);

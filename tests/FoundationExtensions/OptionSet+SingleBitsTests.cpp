@@ -36,7 +36,7 @@ TEST(SingleBits, EmptySetHasNone) {
   EXPECT_THAT(OptionSet::singleBits(Permissions(0)), IsEmpty());
 }
 
-TEST(SingleBits, KnowTheTopBit) {
+TEST(SingleBits, IncludeTheSignBit) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
   EXPECT_THAT(OptionSet::singleBits(Style(0x81)), ElementsAre(Style::bold, Style::last));
   EXPECT_THAT(OptionSet::singleBits(Permissions(lowest)), ElementsAre(Permissions(lowest)));

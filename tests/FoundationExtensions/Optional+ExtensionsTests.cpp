@@ -34,7 +34,7 @@ struct Both {
 
 struct Plain {};
 
-TEST(UnwrapOrThrow, GivesAPresentValueAndNeverEvaluatesItsArgument) {
+TEST(UnwrapOrThrow, PresentValueDoesNotEvaluateTheArgument) {
   int evaluations = 0;
   const auto error = [&] {
     ++evaluations;
@@ -58,13 +58,13 @@ TEST(UnwrapOrThrow, ThrowsTheErrorOfItsArgumentForAnEmptyOptional) {
   EXPECT_EQ(evaluations, 1);
 }
 
-TEST(UnwrapOrThrow, ThrowsWhatAnExceptionPointerHolds) {
+TEST(UnwrapOrThrow, RethrowsTheExceptionOfAPointer) {
   const auto held = std::make_exception_ptr(std::out_of_range("index"));
   EXPECT_THROW(static_cast<void>(Optional::unwrapOrThrow(std::optional<int>(), [&] { return held; })),
                std::out_of_range);
 }
 
-TEST(UnwrapOrThrow, RefersIntoAnOptionalThatGoesOnLiving) {
+TEST(UnwrapOrThrow, ReturnsAReferenceIntoAnLvalue) {
   const auto error = [] { return std::runtime_error("absent"); };
   std::optional<std::string> text = "text";
   EXPECT_EQ(&Optional::unwrapOrThrow(text, error), &*text);
@@ -78,12 +78,12 @@ TEST(UnwrapOrThrow, MovesOutOfATemporary) {
   EXPECT_EQ(*value, 3);
 }
 
-TEST(OptionalDescription, OfAnEmptyOptionalIsNil) {
+TEST(OptionalDescription, EmptyOptionalIsNil) {
   EXPECT_EQ(Optional::optionalDescription(std::optional<int>()), "nil");
   EXPECT_EQ(Optional::optionalDescription(std::optional<Described>()), "nil");
 }
 
-TEST(OptionalDescription, OfAValueIsItsDescription) {
+TEST(OptionalDescription, ValueIsItsDescription) {
   EXPECT_EQ(Optional::optionalDescription(std::optional<Described>(Described())), "described");
   EXPECT_EQ(Optional::optionalDescription(std::optional<Streamed>(Streamed())), "streamed");
   EXPECT_EQ(Optional::optionalDescription(std::optional<Both>(Both())), "described");
@@ -93,7 +93,7 @@ TEST(OptionalDescription, OfAValueIsItsDescription) {
   EXPECT_EQ(Optional::optionalDescription(std::optional<Int32::StatusError>({5, ""})), "Status 5 | ");
 }
 
-TEST(OptionalDescription, OfLanguageTypes) {
+TEST(OptionalDescription, DescribesBuiltInTypes) {
   EXPECT_EQ(Optional::optionalDescription(std::optional<std::string>("nil")), "nil");
   EXPECT_EQ(Optional::optionalDescription(std::optional<std::string_view>("text")), "text");
   EXPECT_EQ(Optional::optionalDescription(std::optional(true)), "true");
@@ -106,7 +106,7 @@ TEST(OptionalDescription, OfLanguageTypes) {
   EXPECT_EQ(Optional::optionalDescription(std::optional('A')), "A");
 }
 
-TEST(OptionalDescription, OfFloatingPointNumbersIsTheShortestExactText) {
+TEST(OptionalDescription, FloatingPointNumbersAreTheShortestExactText) {
   const auto text = [](auto number) { return Optional::optionalDescription(std::optional(number)); };
   EXPECT_EQ(text(12.0), "12.0");
   EXPECT_EQ(text(12.5), "12.5");

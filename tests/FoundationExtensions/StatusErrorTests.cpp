@@ -18,7 +18,7 @@ TEST(StatusError, DescribesItsStatusAndMessage) {
   EXPECT_STREQ(Int32::StatusError(-43, "Cannot read file").what(), "Status -43 | Cannot read file");
 }
 
-TEST(StatusError, IsWrittenAsItIsDescribed) {
+TEST(StatusError, StreamOutputIsTheDescription) {
   std::ostringstream stream;
   stream << Int32::StatusError(-43, "Cannot read file");
   EXPECT_EQ(stream.str(), "Status -43 | Cannot read file");

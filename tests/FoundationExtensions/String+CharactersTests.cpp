@@ -11,7 +11,7 @@ namespace {
 
 using namespace Tessaly;
 
-TEST(StringContainsEmoji, LooksForOneEmoji) {
+TEST(StringContainsEmoji, FindsAnEmoji) {
   EXPECT_FALSE(String::containsEmoji(""));
   EXPECT_FALSE(String::containsEmoji("Call me at 10 © #1 * ™"));
   EXPECT_TRUE(String::containsEmoji("Hi 👍🏽"));
@@ -32,9 +32,9 @@ TEST(StringTruncated, AddsDotsToTheFirstCharacters) {
   EXPECT_EQ(String::truncated("", 0), "...");
 }
 
-TEST(StringTruncated, AddsDotsToATextOfExactlyThatLengthToo) { EXPECT_EQ(String::truncated("abc", 3), "abc..."); }
+TEST(StringTruncated, AddsDotsToATextOfExactlyThatLength) { EXPECT_EQ(String::truncated("abc", 3), "abc..."); }
 
-TEST(StringTruncated, LeavesAShorterTextAlone) {
+TEST(StringTruncated, ShorterTextStaysUnchanged) {
   EXPECT_EQ(String::truncated("abc", 4), "abc");
   EXPECT_EQ(String::truncated("", 1), "");
   EXPECT_EQ(String::truncated("abc", std::numeric_limits<std::int64_t>::max()), "abc");
@@ -51,7 +51,7 @@ TEST(StringTruncatedDeathTest, ANegativeLengthStopsTheProcess) {
                "Tessaly/String\\+Characters:.*: Fatal error: A text cannot be truncated to a negative length");
 }
 
-TEST(StringFirstCharacter, IsPutIntoUpperCase) {
+TEST(StringFirstCharacter, FirstCharacterBecomesUpperCase) {
   EXPECT_EQ(String::firstCharacterUppercased("hello World"), "Hello World");
   EXPECT_EQ(String::firstCharacterUppercased("ßa"), "SSa");
   EXPECT_EQ(String::firstCharacterUppercased("ﬁx"), "FIx");
@@ -67,12 +67,12 @@ TEST(StringFirstCharacter, IsPutIntoUpperCase) {
   EXPECT_EQ(text, "");
 }
 
-TEST(StringFirstCharacter, ThatIsIllFormedStaysAsItIs) {
+TEST(StringFirstCharacter, IllFormedFirstCharacterStaysUnchanged) {
   EXPECT_EQ(String::firstCharacterUppercased("\xFFgh"), "\xFFgh");
   EXPECT_EQ(String::firstCharacterUppercased("a\xFF"), "A\xFF");
 }
 
-TEST(StringLastPointRemoved, TakesOneFullStopAway) {
+TEST(StringLastPointRemoved, RemovesOneFullStop) {
   EXPECT_EQ(String::lastPointRemoved("end."), "end");
   EXPECT_EQ(String::lastPointRemoved("end.."), "end.");
   EXPECT_EQ(String::lastPointRemoved("."), "");

@@ -13,7 +13,7 @@ using namespace Tessaly;
 using Integers = String::ColorIntegerComponents;
 using Numbers = String::ColorComponents;
 
-TEST(HexColor, ReadsThreeFourSixAndEightDigits) {
+TEST(HexColor, ParsesThreeFourSixAndEightDigits) {
   EXPECT_EQ(String::hexColorIntegerComponents("#F80"), Integers(255, 136, 0, 255));
   EXPECT_EQ(String::hexColorIntegerComponents("F80"), Integers(255, 136, 0, 255));
   EXPECT_EQ(String::hexColorIntegerComponents("#1234"), Integers(17, 34, 51, 68));
@@ -22,7 +22,7 @@ TEST(HexColor, ReadsThreeFourSixAndEightDigits) {
   EXPECT_EQ(String::hexColorIntegerComponents("#AbCdEf"), Integers(0xAB, 0xCD, 0xEF, 255));
 }
 
-TEST(HexColor, ReadsNoOtherCount) {
+TEST(HexColor, RefusesOtherNumbersOfDigits) {
   for (const std::string text : {"", "#", "1", "#1", "12", "12345", "#12345", "1234567", "123456789", "#123456789"}) {
     EXPECT_EQ(String::hexColorIntegerComponents(text), std::nullopt) << text;
     EXPECT_EQ(String::hexColorComponents(text), std::nullopt) << text;
@@ -36,7 +36,7 @@ TEST(HexColor, DropsOneSignOnly) {
   EXPECT_EQ(String::hexColorIntegerComponents("#\u0301F80"), std::nullopt);
 }
 
-TEST(HexColor, TakesTheHexadecimalDigitsOfASCIIOnly) {
+TEST(HexColor, AcceptsOnlyASCIIDigits) {
   for (int byte = 0; byte < 256; ++byte) {
     const std::string text(3, static_cast<char>(byte));
     EXPECT_EQ(String::hexColorIntegerComponents(text).has_value(), byte < 0x80 && std::isxdigit(byte) != 0) << byte;
@@ -46,7 +46,7 @@ TEST(HexColor, TakesTheHexadecimalDigitsOfASCIIOnly) {
   }
 }
 
-TEST(HexColor, ReadsEveryByte) {
+TEST(HexColor, ParsesEveryByte) {
   for (int byte = 0; byte < 256; ++byte) {
     char text[10];
     std::snprintf(text, sizeof text, byte % 2 == 0 ? "#%02x%02X%02x%02X" : "%02x%02X%02x%02X", byte, 255 - byte, byte,

@@ -42,7 +42,7 @@ TEST(StringHexNumbers, ReadTheDigitsAsOneNumber) {
   EXPECT_EQ(String::hexUInt32("\0"s), 0u);
 }
 
-TEST(StringHexNumbers, NeedOnlyFitByTheirValue) {
+TEST(StringHexNumbers, LeadingZerosDoNotCount) {
   EXPECT_EQ(String::hexUInt32("\0\0\0\0\0\0\0\0\0ABCD"s), 1094861636u);
   EXPECT_EQ(String::hexUInt32("\nABCD"), std::nullopt);
   EXPECT_EQ(String::hexUInt32("\n\n\n\n\n\n\n\n"), 0xAAAAAAAAu);
@@ -51,7 +51,7 @@ TEST(StringHexNumbers, NeedOnlyFitByTheirValue) {
   EXPECT_EQ(String::hexUInt32("\xFF\xFF"), std::nullopt);
 }
 
-TEST(StringHexNumbers, AreThoseOfTheDigits) {
+TEST(StringHexNumbers, NumberEqualsItsDigits) {
   std::mt19937 random(8);
   for (int round = 0; round < 20'000; ++round) {
     std::string text(1 + random() % 9, '\0');

@@ -9,9 +9,9 @@ namespace {
 
 using namespace Tessaly;
 
-TEST(StringLog, PutsTextOfSeveralLinesOnOne) { EXPECT_EQ(String::log("a \n\n  b\tc"), "a b c"); }
+TEST(StringLog, JoinsLines) { EXPECT_EQ(String::log("a \n\n  b\tc"), "a b c"); }
 
-TEST(StringLog, LeavesTextWithoutWhiteSpaceAsItIs) {
+TEST(StringLog, TextWithoutWhiteSpaceStaysUnchanged) {
   EXPECT_EQ(String::log(""), "");
   EXPECT_EQ(String::log("abc"), "abc");
   EXPECT_EQ(String::log("né🇫🇷"), "né🇫🇷");
@@ -22,7 +22,7 @@ TEST(StringLog, KeepsOneBlankAtEitherEnd) {
   EXPECT_EQ(String::log("\r\n"), " ");
 }
 
-TEST(StringLog, KnowsEveryWhiteSpaceCharacter) {
+TEST(StringLog, RecognisesEveryWhiteSpaceCharacter) {
   for (const std::string space : {"\t", "\n", "\v", "\f", "\r", " ", "\u0085", "\u00A0", "\u1680", "\u2000", "\u2005",
                                   "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"}) {
     EXPECT_EQ(String::log("a" + space + "b"), "a b");
@@ -30,7 +30,7 @@ TEST(StringLog, KnowsEveryWhiteSpaceCharacter) {
   }
 }
 
-TEST(StringLog, KeepsInvisibleCharactersThatAreNoWhiteSpace) {
+TEST(StringLog, KeepsOtherInvisibleCharacters) {
   for (const std::string other : {"\u200B", "\uFEFF", "\u180E", "\u200D", "\x01"}) {
     EXPECT_EQ(String::log("a" + other + "b"), "a" + other + "b");
   }

@@ -21,7 +21,7 @@ TEST(NormalizedForSearch, IsLatinWithoutMarksInLowerCase) {
   EXPECT_EQ(normalizedForSearch(""), "");
 }
 
-TEST(NormalizedForSearch, KnowsOtherScripts) {
+TEST(NormalizedForSearch, TransliteratesOtherScripts) {
   EXPECT_EQ(normalizedForSearch("Привет, Мир"), "privet, mir");
   EXPECT_EQ(normalizedForSearch("日本語"), "ri ben yu");
   EXPECT_EQ(normalizedForSearch("ひらがな カタカナ"), "hiragana katakana");
@@ -37,7 +37,7 @@ TEST(NormalizedForSearch, WritesSignsInASCII) {
   EXPECT_EQ(normalizedForSearch("™ © 😀"), "™ (c) 😀");
 }
 
-TEST(NormalizedForSearch, MakesReplacementsOfIllFormedBytes) {
+TEST(NormalizedForSearch, ReplacesIllFormedBytes) {
   EXPECT_EQ(normalizedForSearch("A\xFFZ"), "a\uFFFDz");
   EXPECT_EQ(normalizedForSearch("\xE2\x82И"), "\uFFFDi");
 }

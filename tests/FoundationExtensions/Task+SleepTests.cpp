@@ -38,11 +38,11 @@ TEST(TaskSleep, CountsInMicrosecondsMillisecondsAndSeconds) {
   expectSleep(1500ms, [](Clock& clock) { return Task<>::sleepSeconds(1.5, clock); });
 }
 
-TEST(TaskSleep, CutsFractionsOfANanosecondOff) {
+TEST(TaskSleep, TruncatesFractionsOfANanosecond) {
   expectSleep(2ns, [](Clock& clock) { return Task<>::sleepSeconds(2.9e-9, clock); });
 }
 
-TEST(TaskSleep, OfNothingEndsAtOnce) {
+TEST(TaskSleep, ZeroSleepEndsAtOnce) {
   ManualClock clock;
   syncWait([&]() -> Async<void> {
     co_await Task<>::sleepMicroSeconds(0, clock);
@@ -70,7 +70,7 @@ TEST(TaskSleep, ThrowsTheCancellationErrorWhenItsTaskIsCancelled) {
   EXPECT_THROW(syncWait([&] { return nap.value(); }), CancellationError);
 }
 
-TEST(TaskSleep, TheLongestSleepsLastForEverAndCanBeCancelled) {
+TEST(TaskSleep, LongestSleepsNeverEndAndCanBeCancelled) {
   ManualClock manual;
   manual.advance(1h);
   for (Clock* clock : {static_cast<Clock*>(&manual), static_cast<Clock*>(&ContinuousClock::shared())}) {

@@ -23,7 +23,7 @@ TEST(FourCharacterCode, CharactersAndStringUseOppositeOrders) {
   EXPECT_EQ(UInt32::string(0u), "\0\0\0\0"s);
 }
 
-TEST(FourCharacterCode, HasNoCharactersWhereAByteIsNotASCII) {
+TEST(FourCharacterCode, NonASCIIByteGivesNoCharacters) {
   EXPECT_EQ(UInt32::characters(0x80414243u), "no ascii");
   EXPECT_EQ(UInt32::characters(0x414243FFu), "no ascii");
   EXPECT_EQ(UInt32::characters(0x7F414243u),
@@ -31,7 +31,7 @@ TEST(FourCharacterCode, HasNoCharactersWhereAByteIsNotASCII) {
             "ABC");
 }
 
-TEST(FourCharacterCode, HasNoStringWhereItsBytesAreNotUTF8) {
+TEST(FourCharacterCode, IllFormedBytesGiveNoString) {
   EXPECT_EQ(UInt32::string(0x41A9C341u),
             "A\u00E9"
             "A");
@@ -44,7 +44,7 @@ struct Enormous {
   char bytes[std::size_t{1} << 32];
 };
 
-TEST(UInt32SizeOf, IsThatOfTheTypeOrOfTheValuesType) {
+TEST(UInt32SizeOf, SizeIsThatOfTheType) {
   EXPECT_EQ(UInt32::sizeOf(1.5), 8u);
   EXPECT_EQ(UInt32::sizeOf<std::int16_t>(), 2u);
   EXPECT_EQ(UInt32::sizeOf(Type<std::array<int, 3>>()), 12u);

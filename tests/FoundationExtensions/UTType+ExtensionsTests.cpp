@@ -21,7 +21,7 @@ TEST(UTTypeExtensions, TablesAreText) {
   EXPECT_EQ(mimeType(UTType::csv()), "text/csv");
 }
 
-TEST(UTTypeExtensions, SungWordsHaveNoMIMETypeButTheirIdentifier) {
+TEST(UTTypeExtensions, SungWordsUseTheirIdentifierAsMIMEType) {
   EXPECT_TRUE(UTType::cdg().conformsTo(UTType::data()));
   EXPECT_EQ(fileExtension(UTType::cdg()), "cdg");
   EXPECT_EQ(mimeType(UTType::cdg()), UTType::cdg().identifier());
@@ -34,7 +34,7 @@ TEST(UTTypeExtensions, OggIsSound) {
   EXPECT_EQ(mimeType(UTType::ogg()), "audio/ogg");
 }
 
-TEST(UTTypeExtensions, WithoutADatabaseTheyAreThereAsWell) {
+TEST(UTTypeExtensions, ExistWithoutADatabase) {
   const ProcessInfo process(
       {.environment = std::map<std::string, std::string>{{"XDG_DATA_DIRS", "/nowhere"}, {"HOME", "/nowhere"}}});
   const ProcessInfo::Replacement replacement(process);
@@ -43,7 +43,7 @@ TEST(UTTypeExtensions, WithoutADatabaseTheyAreThereAsWell) {
   EXPECT_EQ(mimeType(UTType::cdg()), UTType::cdg().identifier());
 }
 
-TEST(UTTypeExtensions, WithoutAnExtensionTheIdentifierStandsForIt) {
+TEST(UTTypeExtensions, MissingExtensionGivesTheIdentifier) {
   EXPECT_EQ(fileExtension(UTType::data()), "public.data");
   EXPECT_EQ(mimeType(UTType::text()), "public.text");
   EXPECT_EQ(mimeType(UTType::data()), "application/octet-stream");

@@ -11,7 +11,7 @@ using namespace Tessaly;
 
 constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
-TEST(UniqueIDsGenerator, CountsFromTheOneAfterItsStart) {
+TEST(UniqueIDsGenerator, FirstValueIsTheStartPlusOne) {
   UniqueIDsGenerator generator(0);
   EXPECT_EQ(generator.current(), 0);
   EXPECT_EQ(generator.next(), 1);
@@ -30,7 +30,7 @@ TEST(UniqueIDsGenerator, IsAValue) {
 
 TEST(UniqueIDsGenerator, GeneratesTheMaximum) { EXPECT_EQ(UniqueIDsGenerator(highest - 1).next(), highest); }
 
-TEST(UniqueIDsGeneratorDeathTest, StopsTheProcessWhenThereAreNoMore) {
+TEST(UniqueIDsGeneratorDeathTest, ExhaustionStopsTheProcess) {
   UniqueIDsGenerator generator(highest);
   EXPECT_DEATH(generator.next(), "Tessaly/UniqueIDsGenerator:.*: Fatal error: There are no more identifiers");
 }

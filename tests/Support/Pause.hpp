@@ -5,7 +5,7 @@
 
 namespace Tessaly::Tests {
 
-/// Goes to the back of the queue so many times, so that other tasks of the executor take as many steps.
+/// Yields `times` times, so that other tasks of the executor take as many steps.
 inline Async<void> pause(int times) {
   for (int i = 0; i < times; ++i) co_await Task<>::yield();
 }

@@ -19,7 +19,7 @@ class XClipboard {
     return Process({"xclip", "-version"}).wait() == 0 ? "" : "xclip is not installed";
   }
   XServer& server() { return server_; }
-  /// For the files of the tests.
+  /// A directory for the files of the tests.
   [[nodiscard]] const std::string& folder() const { return server_.folder(); }
 
   /// The text that the other program pastes. "failed" if the clipboard does not offer the form.

@@ -16,7 +16,7 @@ class DeviceServiceTest : public testing::Test {
   const BackendInstallation<DeviceBackend> installation_{device_};
 };
 
-TEST_F(DeviceServiceTest, TheNameIsTheHardwareModelWithoutItsTerminatingZero) {
+TEST_F(DeviceServiceTest, NameIsTheModelWithoutItsTerminatingZero) {
   device_->values["hw.model"] = "Workstation 7";
   EXPECT_EQ(DeviceService::deviceName(), "Workstation 7");
 }
@@ -27,21 +27,21 @@ TEST_F(DeviceServiceTest, AsksForTheSizeAndThenForTheText) {
   EXPECT_EQ(device_->calls, (std::vector<std::string>{"hw.model?", "hw.model"}));
 }
 
-TEST_F(DeviceServiceTest, TheNameIsEmptyWhereNobodySaysIt) { EXPECT_EQ(DeviceService::deviceName(), ""); }
+TEST_F(DeviceServiceTest, UnknownModelGivesAnEmptyName) { EXPECT_EQ(DeviceService::deviceName(), ""); }
 
-TEST_F(DeviceServiceTest, TheNameIsEmptyWhenTheSecondCallFails) {
+TEST_F(DeviceServiceTest, FailingSecondCallGivesAnEmptyName) {
   device_->values["hw.model"] = "A";
   device_->afterSize = [this] { device_->values["hw.model"] = "A longer name than there is room for"; };
   EXPECT_EQ(DeviceService::deviceName(), "");
 }
 
-TEST_F(DeviceServiceTest, TheLengthIsWhatTheSecondCallReports) {
+TEST_F(DeviceServiceTest, SecondCallGivesTheLength) {
   device_->values["hw.model"] = "A long name";
   device_->afterSize = [this] { device_->values["hw.model"] = "Short"; };
   EXPECT_EQ(DeviceService::deviceName(), "Short");
 }
 
-TEST_F(DeviceServiceTest, AnEmptyModelIsAnEmptyName) {
+TEST_F(DeviceServiceTest, EmptyModelGivesAnEmptyName) {
   device_->values["hw.model"] = "";
   EXPECT_EQ(DeviceService::deviceName(), "");
 }

@@ -90,13 +90,13 @@ TEST(ExportServiceCSV, JoinsCellsBySeparatorsAndRowsByLineFeeds) {
   EXPECT_EQ(text(csv({{"a"}, {"b", "c", "d"}, {}, {"", ""}}, ";")), "a\nb;c;d\n\n;");
 }
 
-TEST(ExportServiceCSV, AnEmptyTableIsEmptyDataAndAnEmptyRowAnEmptyLine) {
+TEST(ExportServiceCSV, EmptyRowsAreEmptyLines) {
   EXPECT_TRUE(csv({}, ";").isEmpty());
   EXPECT_EQ(text(csv({{}}, ";")), "");
   EXPECT_EQ(text(csv({{}, {}, {}}, ";")), "\n\n");
 }
 
-TEST(ExportServiceCSV, EscapesEverySeparatorInACellAndNothingElse) {
+TEST(ExportServiceCSV, EscapesOnlySeparators) {
   EXPECT_EQ(text(csv({{"a;b;;c", "d\ne\\f\"g"}}, ";")), "a\\;b\\;\\;c;d\ne\\f\"g");
 }
 
@@ -105,7 +105,7 @@ TEST(ExportServiceCSV, LongSeparatorsAreFoundFromTheLeftWithoutOverlap) {
   EXPECT_EQ(text(csv({{"a", "b"}}, "")), "ab");
 }
 
-TEST(ExportServiceCSV, TellsItsProgressOnceForEachCell) {
+TEST(ExportServiceCSV, ReportsProgressOncePerCell) {
   std::vector<double> progress;
   const auto tell = [&](double value) { progress.push_back(value); };
   static_cast<void>(csv({{"a", "b"}}, ";", tell));
@@ -115,12 +115,12 @@ TEST(ExportServiceCSV, TellsItsProgressOnceForEachCell) {
   EXPECT_THAT(progress, ElementsAre((1.0 / 3 + 0) / 3, (2.0 / 3 + 0) / 3, (3.0 / 3 + 0) / 3, (1.0 / 1 + 2) / 3));
 }
 
-TEST(ExportServiceCSV, WhatTheProgressThrowsGoesToTheCaller) {
+TEST(ExportServiceCSV, ThrowingProgressReachesTheCaller) {
   EXPECT_THROW(static_cast<void>(csv({{"a"}}, ";", [](double) { throw std::runtime_error("enough"); })),
                std::runtime_error);
 }
 
-TEST(ExportServiceCSV, TextThatIsNotUTF8IsAnError) {
+TEST(ExportServiceCSV, IllFormedTextIsAnError) {
   try {
     static_cast<void>(csv({{"a\xFF", "b"}}, ";"));
     ADD_FAILURE();
@@ -129,7 +129,7 @@ TEST(ExportServiceCSV, TextThatIsNotUTF8IsAnError) {
   }
 }
 
-TEST(ExportServiceCSV, IsWhatTheWordsSayForRandomTables) {
+TEST(ExportServiceCSV, RandomTablesFollowTheModel) {
   std::mt19937 random(20240229);
   for (int round = 0; round < Tests::repetitions(20000); ++round) {
     const Table table = randomTable(random);
@@ -139,7 +139,7 @@ TEST(ExportServiceCSV, IsWhatTheWordsSayForRandomTables) {
   }
 }
 
-TEST(ExportServiceCSV, LargeTablesAndCellsAreWhatTheWordsSay) {
+TEST(ExportServiceCSV, LargeTablesFollowTheModel) {
   // Lengths around those at which a writer might treat text otherwise, and characters that lie across any boundary.
   Table table;
   for (const std::size_t length : {0, 1, 3, 4, 7, 8, 9, 15, 16, 17, 4095, 16383, 16384, 16385, 70'000}) {
@@ -163,7 +163,7 @@ std::string expectedStandardCell(const std::string& cell, char separator) {
   return quoted + '"';
 }
 
-TEST(ExportServiceCSV, WhatIsSpecialIsFoundAtEveryPlaceOfCellsOfEveryLength) {
+TEST(ExportServiceCSV, SpecialCharactersAreFoundAtEveryPosition) {
   for (const std::size_t length : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32, 33, 47, 48, 49, 64, 100}) {
     for (std::size_t place = 0; place < length; ++place) {
       for (const char special : {';', '"', '\r', '\n', '\0', '\xBB', ':'}) {
@@ -205,7 +205,7 @@ TEST(ExportServiceCSV, NeedsNoMoreMemoryThanTheResult) {
   EXPECT_LE(unused(rfc4180CSV(special)), 2 * 7000u);
 }
 
-TEST(ExportServiceCSV, TheStandardFormQuotesWhatNeedsIt) {
+TEST(ExportServiceCSV, StandardFormQuotesWhereNecessary) {
   EXPECT_EQ(text(rfc4180CSV({{"a", "b,c", "d\"e", "f\ng", ""}, {}, {""}})),
             "a,\"b,c\",\"d\"\"e\",\"f\ng\",\r\n\r\n\"\"\r\n");
   EXPECT_EQ(text(rfc4180CSV({{"a;b", "c,d"}}, ';')), "\"a;b\";c,d\r\n");
@@ -241,14 +241,14 @@ sys.exit(0 if text == open(sys.argv[1] + '/expected', 'rb').read() else 1)
   EXPECT_EQ(std::system(("python3 " + folder.path() + "/read.py " + folder.path()).c_str()), 0);
 }
 
-TEST(ExportError, IsDescribedAsAValueAndAsItsText) {
+TEST(ExportError, DescribesItselfAsValueAndText) {
   const ExportError error("No \"table\"\nthere");
   EXPECT_EQ(error.description(), "ExportError(errorDescription: \"No \\\"table\\\"\\nthere\")");
   EXPECT_EQ(error.localizedDescription(), "No \"table\"\nthere");
   EXPECT_EQ(error, ExportError("No \"table\"\nthere"));
 }
 
-TEST(ExportServiceLevels, AreWrittenByTheirNumbers) {
+TEST(ExportServiceLevels, LevelsAreWrittenAsNumbers) {
   using ExportService::detail::levelText;
   EXPECT_EQ(levelText(0), "❓Undefined");
   EXPECT_EQ(levelText(1), "Debug");
@@ -268,7 +268,7 @@ class ExportServiceLogsOfTheProcess : public testing::Test {
   LogBackendInstallation installation{backend};
 };
 
-TEST_F(ExportServiceLogsOfTheProcess, AreThoseOfTheBundlesSubsystems) {
+TEST_F(ExportServiceLogsOfTheProcess, ExportsTheBundlesSubsystems) {
   Logger("org.example.app", "Main").error("one");
   Logger("org.example.app.Export", "Exporter").notice("two; %{public}s %s", "open", "secret");
   Logger("org.example.apparatus", "Near").notice("three");
@@ -281,13 +281,13 @@ TEST_F(ExportServiceLogsOfTheProcess, AreThoseOfTheBundlesSubsystems) {
   EXPECT_THAT(lines[2], HasSubstr("][Near] three"));
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, AreExportedWithIllFormedTextReplaced) {
+TEST_F(ExportServiceLogsOfTheProcess, ReplacesIllFormedTextOfRecords) {
   Logger("org.example.app", "Main\xFF").error("%{public}s", "\xFF");
   const auto data = syncWait([] { return ExportService::Logs::extractLastLogsToCSVData(60); });
   EXPECT_THAT(std::string(data.text()), testing::EndsWith("❌ Error;Main\uFFFD;\uFFFD"));
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
+TEST_F(ExportServiceLogsOfTheProcess, RecordsAreATableOfFourColumns) {
   Logger("org.example.app", "Main").fault("a;b");
   Logger("org.example.app", "Main").notice("c");
   const std::string table = text(syncWait([] { return ExportService::Logs::extractLastOneHourLogsToCSVData(); }));
@@ -295,7 +295,7 @@ TEST_F(ExportServiceLogsOfTheProcess, AreATableOfFourColumns) {
   EXPECT_TRUE(table.ends_with(";Info;Main;c")) << table;
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, SayWhenInDigitsAsTheLocaleWritesThem) {
+TEST_F(ExportServiceLogsOfTheProcess, DatesUseTheLocalesDigits) {
   Logger("org.example.app", "Main").error("one");
   const auto entries = OSLogStore::currentProcess().entries();
   ASSERT_EQ(entries.size(), 1u);
@@ -308,7 +308,7 @@ TEST_F(ExportServiceLogsOfTheProcess, SayWhenInDigitsAsTheLocaleWritesThem) {
             date + ";❌ Error;Main;one");
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, AreMessagesAndNoSignposts) {
+TEST_F(ExportServiceLogsOfTheProcess, SignpostsAreNotExported) {
   const OSSignposter signposter{Logger("org.example.app", "Main")};
   signposter.emitEvent("drawn");
   EXPECT_FALSE(OSLogStore::currentProcess().entries().empty());
@@ -335,7 +335,7 @@ class RecordingExecutor final : public Executor {
   std::vector<TaskPriority> priorities_;
 };
 
-TEST_F(ExportServiceLogsOfTheProcess, AreCollectedByATaskOfBackgroundPriority) {
+TEST_F(ExportServiceLogsOfTheProcess, BackgroundTaskCollectsRecords) {
   static RecordingExecutor& executor = *new RecordingExecutor;
   GlobalExecutor::install(executor);
   Logger("org.example.app", "Main").error("one");
@@ -343,7 +343,7 @@ TEST_F(ExportServiceLogsOfTheProcess, AreCollectedByATaskOfBackgroundPriority) {
   EXPECT_THAT(executor.priorities(), ElementsAre(TaskPriority::background));
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, OfNoTimeOrOfTheFutureAreNone) {
+TEST_F(ExportServiceLogsOfTheProcess, InvalidTimeGivesNoRecords) {
   Logger("org.example.app", "Main").error("one");
   for (const double seconds : {-60.0, -1e300, std::numeric_limits<double>::quiet_NaN()}) {
     EXPECT_TRUE(syncWait([=] { return ExportService::Logs::extractLastLogsToStrings(seconds); }).empty()) << seconds;
@@ -353,7 +353,7 @@ TEST_F(ExportServiceLogsOfTheProcess, OfNoTimeOrOfTheFutureAreNone) {
   }
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, ACancelledCallerGetsTheCancellation) {
+TEST_F(ExportServiceLogsOfTheProcess, CancelledCallerGetsTheCancellation) {
   Logger("org.example.app", "Main").error("one");
   syncWait([]() -> Async<void> {
     Task<> task([]() -> Async<void> {
@@ -365,7 +365,7 @@ TEST_F(ExportServiceLogsOfTheProcess, ACancelledCallerGetsTheCancellation) {
   });
 }
 
-TEST_F(ExportServiceLogsOfTheProcess, ThatAreCancelledMidwayAreAllOrNone) {
+TEST_F(ExportServiceLogsOfTheProcess, CancellationMidwayGivesAllOrNothing) {
   constexpr std::size_t count = 2000;
   const Logger logger("org.example.app", "Main");
   for (std::size_t i = 0; i < count; ++i) logger.error("record");
@@ -388,7 +388,7 @@ TEST_F(ExportServiceLogsOfTheProcess, ThatAreCancelledMidwayAreAllOrNone) {
   EXPECT_EQ(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }).size(), count);
 }
 
-TEST(ExportServiceLogsWithout, ABundleIdentifierAreAnError) {
+TEST(ExportServiceLogsWithout, MissingBundleIdentifierIsAnError) {
   try {
     static_cast<void>(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }));
     ADD_FAILURE();
@@ -397,7 +397,7 @@ TEST(ExportServiceLogsWithout, ABundleIdentifierAreAnError) {
   }
 }
 
-TEST(ExportServiceLogsWithout, AStoreAreAnError) {
+TEST(ExportServiceLogsWithout, MissingStoreIsAnError) {
   Bundle::setMain({.identifier = "org.example.app"});
   const LogBackendInstallation installation(
       std::make_shared<RecordingLogBackend>(RecordingLogBackend::Store::unavailable));

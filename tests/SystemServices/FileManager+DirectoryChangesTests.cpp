@@ -108,7 +108,7 @@ TEST_F(DirectoryChangesTest, MissingDirectoryFailsAtOnce) {
   });
 }
 
-TEST_F(DirectoryChangesTest, RemovedDirectoryFailsAfterASecond) {
+TEST_F(DirectoryChangesTest, RemovedDirectoryFailsAfterOneSecond) {
   std::filesystem::create_directory(path("followed"));
   syncWait([&]() -> Async<void> {
     auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")), {}, clock_)
@@ -131,7 +131,7 @@ TEST_F(DirectoryChangesTest, RemovedDirectoryFailsAfterASecond) {
   });
 }
 
-TEST_F(DirectoryChangesTest, DirectoryThatComesBackWithinASecondGoesOn) {
+TEST_F(DirectoryChangesTest, DirectoryRestoredWithinASecondIsFollowed) {
   std::filesystem::create_directory(path("followed"));
   put("followed/old");
   syncWait([&]() -> Async<void> {
@@ -150,7 +150,7 @@ TEST_F(DirectoryChangesTest, DirectoryThatComesBackWithinASecondGoesOn) {
   });
 }
 
-TEST_F(ScriptedDirectoryChanges, DebounceGathersWhatFollowsTheFirstChange) {
+TEST_F(ScriptedDirectoryChanges, DebounceCollectsLaterChanges) {
   syncWait([&]() -> Async<void> {
     auto iterator = scripted({.depth = DirectoryDepth::tree, .debounce = 200ms}).makeAsyncIterator();
     EXPECT_EQ(depth_, DirectoryDepth::tree);
@@ -179,7 +179,7 @@ TEST_F(ScriptedDirectoryChanges, CancellationEndsTheSequenceDuringADebounce) {
   });
 }
 
-TEST_F(ScriptedDirectoryChanges, RemoteDirectoryIsLookedAtEverySecond) {
+TEST_F(ScriptedDirectoryChanges, RemoteDirectoryIsPolledEverySecond) {
   script_->isRemote = true;
   syncWait([&]() -> Async<void> {
     auto iterator = scripted().makeAsyncIterator();
@@ -205,7 +205,7 @@ TEST_F(ScriptedDirectoryChanges, LimitOfWatchesFailsTheSequence) {
   });
 }
 
-TEST(ScriptedFileManagerTest, ListsWhatATestSays) {
+TEST(ScriptedFileManagerTest, ListsScriptedEntries) {
   ScriptedFileManager files;
   files.list = [](const URL&) { return std::vector<DirectoryEntry>{{.path = "a", .attributes = {}}}; };
   EXPECT_EQ(files.contentsOfDirectory(URL::fileURLWithPath("/")).at(0).path, "a");

@@ -75,7 +75,7 @@ class FileManagerFileSystemEvents : public testing::Test {
   LogBackendInstallation installation{log};
 };
 
-TEST_F(FileManagerFileSystemEvents, OneElementComesForEachWrite) {
+TEST_F(FileManagerFileSystemEvents, EachWriteGivesOneElement) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     const auto events = writeFileSystemEvents(*scripted, url("a"), 1);
@@ -91,7 +91,7 @@ TEST_F(FileManagerFileSystemEvents, OneElementComesForEachWrite) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, NoDescriptorIsOpenAndNoAccessIsHeldBetweenElements) {
+TEST_F(FileManagerFileSystemEvents, NothingIsHeldBetweenElements) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
@@ -110,7 +110,7 @@ TEST_F(FileManagerFileSystemEvents, NoDescriptorIsOpenAndNoAccessIsHeldBetweenEl
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AnEventCountsIfItHoldsTheWriteKindAmongOthersAndNotWithoutIt) {
+TEST_F(FileManagerFileSystemEvents, OnlyEventsWithTheWriteKindCount) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {
@@ -128,7 +128,7 @@ TEST_F(FileManagerFileSystemEvents, AnEventCountsIfItHoldsTheWriteKindAmongOther
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AReplacementIsNoWriteButThePendingElementMovesOnToTheNewFile) {
+TEST_F(FileManagerFileSystemEvents, PendingElementFollowsAReplacement) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {
@@ -151,7 +151,7 @@ TEST_F(FileManagerFileSystemEvents, AReplacementIsNoWriteButThePendingElementMov
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileThatIsRemovedWhileAnElementIsPendingIsFollowedWhenItIsMadeAgain) {
+TEST_F(FileManagerFileSystemEvents, PendingElementFollowsARecreatedFile) {
   std::filesystem::create_directory(path("folder"));
   put("folder/a", "one");
   syncWait([&]() -> Async<void> {
@@ -174,7 +174,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatIsRemovedWhileAnElementIsPendingIsF
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileThatWasMovedAwayIsStillHeardUntilAnotherHasItsName) {
+TEST_F(FileManagerFileSystemEvents, MovedFileCountsUntilItIsReplaced) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {
@@ -191,7 +191,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatWasMovedAwayIsStillHeardUntilAnothe
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
+TEST_F(FileManagerFileSystemEvents, MissingFileIsSearchedAtEachInterval) {
   ManualClock clock;
   std::atomic<bool> isThere{false};
   scripted->exists = [&](const std::string& asked) {
@@ -218,7 +218,7 @@ TEST_F(FileManagerFileSystemEvents, AMissingFileIsLookedForAtEachInterval) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, IntervalsThatAreNoneAreAMillisecondAndEndlessOnesAYear) {
+TEST_F(FileManagerFileSystemEvents, InvalidIntervalsAreReplacedByLimits) {
   ManualClock clock;
   constexpr double infinity = std::numeric_limits<double>::infinity();
   const auto waits = [&](double interval, std::chrono::nanoseconds expected) -> Async<void> {
@@ -244,7 +244,7 @@ TEST_F(FileManagerFileSystemEvents, IntervalsThatAreNoneAreAMillisecondAndEndles
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, WhatNamesNoFileIsWaitedForAsIfItWereMissing) {
+TEST_F(FileManagerFileSystemEvents, InvalidFileNamesAreTreatedAsMissing) {
   std::filesystem::create_symlink("nowhere", path("dangling"));
   std::filesystem::create_symlink("loop", path("loop"));
   put("file", "");
@@ -265,7 +265,7 @@ TEST_F(FileManagerFileSystemEvents, WhatNamesNoFileIsWaitedForAsIfItWereMissing)
   EXPECT_TRUE(log->records().empty());
 }
 
-TEST_F(FileManagerFileSystemEvents, WritesToAFileWhoseNameIsNotUTF8AreHeard) {
+TEST_F(FileManagerFileSystemEvents, WritesToIllFormedNamesAreNoticed) {
   put("\xFF\xFE", "1");
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {
@@ -281,7 +281,7 @@ TEST_F(FileManagerFileSystemEvents, WritesToAFileWhoseNameIsNotUTF8AreHeard) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileThatMayNotBeReadIsAnError) {
+TEST_F(FileManagerFileSystemEvents, UnreadableFileIsAnError) {
   put("a", "1");
   ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
   ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
@@ -310,7 +310,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatMayNotBeReadIsAnError) {
   static_cast<void>(::seteuid(::getuid()));
 }
 
-TEST_F(FileManagerFileSystemEvents, AFailureToCloseTheFileIsIgnored) {
+TEST_F(FileManagerFileSystemEvents, FailureToCloseTheFileIsIgnored) {
   put("a", "1");
   // No descriptor has this number, so that none can be closed.
   scripted->open = [](const URL&) { return FileHandle(std::numeric_limits<int>::max()); };
@@ -340,7 +340,7 @@ TEST_F(FileManagerFileSystemEvents, CancellingTheWaitForAMissingFileThrows) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, CancellingTheWaitForAWriteEndsTheSequenceAndClosesTheFile) {
+TEST_F(FileManagerFileSystemEvents, CancellingAWaitEndsTheSequenceAndClosesTheFile) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {
@@ -378,7 +378,7 @@ TEST_F(FileManagerFileSystemEvents, RefusedAccessIsAnErrorWithCode257AndIsLogged
   EXPECT_THAT(record.composedMessage, HasSubstr("Error Domain=NSPOSIXErrorDomain Code=257 \"(null)\""));
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeOpenedIsAnErrorAndIsLogged) {
+TEST_F(FileManagerFileSystemEvents, UnopenableFileIsALoggedError) {
   scripted->exists = [](const std::string&) { return true; };
   syncWait([&]() -> Async<void> {
     auto iterator = writeFileSystemEvents(*scripted, url("missing"), 1).makeAsyncIterator();
@@ -390,7 +390,7 @@ TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeOpenedIsAnErrorAndIsLogged)
   EXPECT_THAT(log->messages().front(), HasSubstr("No such file or directory"));
 }
 
-TEST_F(FileManagerFileSystemEvents, TheContentsNowComeFirstAndThenThoseAfterEachWrite) {
+TEST_F(FileManagerFileSystemEvents, FirstElementIsTheCurrentContents) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     auto iterator = writeFileSystemEventsWithData(*scripted, url("a"), 1).makeAsyncIterator();
@@ -404,7 +404,7 @@ TEST_F(FileManagerFileSystemEvents, TheContentsNowComeFirstAndThenThoseAfterEach
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, WhereALaterReadFailsThereIsNoElement) {
+TEST_F(FileManagerFileSystemEvents, FailingLaterReadGivesNoElement) {
   put("a", "one");
   std::atomic<int> reads{0};
   scripted->read = [&](const URL& file) {
@@ -426,7 +426,7 @@ TEST_F(FileManagerFileSystemEvents, WhereALaterReadFailsThereIsNoElement) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, WhereTheFirstReadFailsTheSequenceFails) {
+TEST_F(FileManagerFileSystemEvents, FailingFirstReadFailsTheSequence) {
   syncWait([&]() -> Async<void> {
     auto iterator = writeFileSystemEventsWithData(files, url("missing"), 1).makeAsyncIterator();
     EXPECT_THROW(co_await iterator.next(), POSIXError);
@@ -434,7 +434,7 @@ TEST_F(FileManagerFileSystemEvents, WhereTheFirstReadFailsTheSequenceFails) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, TheContentsOfAFolderOrOfWhatDoesNotFitIntoMemoryFail) {
+TEST_F(FileManagerFileSystemEvents, ContentsOfDirectoriesAndHugeFilesFail) {
   std::filesystem::create_directory(path("folder"));
   put("huge", "");
   // It takes no room on the disk.
@@ -454,7 +454,7 @@ TEST_F(FileManagerFileSystemEvents, TheContentsOfAFolderOrOfWhatDoesNotFitIntoMe
   EXPECT_EQ(codeOf("huge"), ENOMEM);
 }
 
-TEST_F(FileManagerFileSystemEvents, TheContentsFailWhereTheWatchFails) {
+TEST_F(FileManagerFileSystemEvents, FailingWatchFailsTheContents) {
   put("a", "one");
   scripted->grantsAccess = [](const URL&) { return false; };
   syncWait([&]() -> Async<void> {
@@ -473,14 +473,14 @@ TEST_F(FileManagerFileSystemEvents, TheContentsFailWhereTheWatchFails) {
 
 using FileManagerFileSystemEventsDeathTest = FileManagerFileSystemEvents;
 
-TEST_F(FileManagerFileSystemEventsDeathTest, TheFirstReadMustBeOnTheMainThread) {
+TEST_F(FileManagerFileSystemEventsDeathTest, FirstReadMustBeOnTheMainThread) {
   put("a", "one");
   EXPECT_DEATH(std::thread([&] { static_cast<void>(writeFileSystemEventsWithData(files, url("a"), 1)); }).join(),
                "Tessaly/FileManager\\+FileSystemEventsExtensions:42: Fatal error: Incorrect actor executor assumption; "
                "Expected same executor as ");
 }
 
-TEST_F(FileManagerFileSystemEventsDeathTest, OnlyOneTaskMayWaitForTheChangesOfAFile) {
+TEST_F(FileManagerFileSystemEventsDeathTest, OnlyOneTaskMayAwaitChanges) {
   put("a", "one");
   const auto wait = [](FileChanges changes) -> Async<void> {
     auto iterator = changes.makeAsyncIterator();
@@ -496,7 +496,7 @@ TEST_F(FileManagerFileSystemEventsDeathTest, OnlyOneTaskMayWaitForTheChangesOfAF
                "Two tasks wait for the changes of one file");
 }
 
-TEST_F(FileManagerFileSystemEvents, TheNextDeleteCompletesWhenTheFileIsDeleted) {
+TEST_F(FileManagerFileSystemEvents, NextDeleteCompletesAtTheDeletion) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> wait([&] { return nextFileSystemDelete(*scripted, url("a")); });
@@ -509,11 +509,11 @@ TEST_F(FileManagerFileSystemEvents, TheNextDeleteCompletesWhenTheFileIsDeleted) 
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, TheNextDeleteOfAMissingFileFails) {
+TEST_F(FileManagerFileSystemEvents, NextDeleteOfAMissingFileFails) {
   EXPECT_THROW(syncWait([&] { return nextFileSystemDelete(files, url("missing")); }), POSIXError);
 }
 
-TEST_F(FileManagerFileSystemEvents, TheNextDeleteWhoseAccessIsRefusedFailsAndIsLogged) {
+TEST_F(FileManagerFileSystemEvents, NextDeleteWithoutAccessFailsAndIsLogged) {
   put("a", "one");
   scripted->grantsAccess = [](const URL&) { return false; };
   try {
@@ -526,7 +526,7 @@ TEST_F(FileManagerFileSystemEvents, TheNextDeleteWhoseAccessIsRefusedFailsAndIsL
   EXPECT_EQ(log->records().size(), 1u);
 }
 
-TEST_F(FileManagerFileSystemEvents, TheNextDeleteIsSetUpOnTheMainThreadWhoeverWaitsForIt) {
+TEST_F(FileManagerFileSystemEvents, NextDeleteIsSetUpOnTheMainThread) {
   put("a", "one");
   std::atomic<bool> wasMain{false};
   scripted->open = [&](const URL& file) {
@@ -545,7 +545,7 @@ TEST_F(FileManagerFileSystemEvents, TheNextDeleteIsSetUpOnTheMainThreadWhoeverWa
   EXPECT_TRUE(wasMain);
 }
 
-TEST_F(FileManagerFileSystemEvents, ACancelledNextDeleteThrows) {
+TEST_F(FileManagerFileSystemEvents, CancelledNextDeleteThrows) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     Task<> wait([&] { return nextFileSystemDelete(*scripted, url("a")); });
@@ -556,7 +556,7 @@ TEST_F(FileManagerFileSystemEvents, ACancelledNextDeleteThrows) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, WritingMakesTheFoldersThatAreMissing) {
+TEST_F(FileManagerFileSystemEvents, WritingMakesMissingDirectories) {
   writeData(files, Data(std::string_view("hello")), url("x/y/z/file"), false);
   EXPECT_EQ(Data::contentsOf(url("x/y/z/file")).text(), "hello");
   EXPECT_FALSE(files.isExcludedFromBackup(url("x/y/z")));
@@ -564,14 +564,14 @@ TEST_F(FileManagerFileSystemEvents, WritingMakesTheFoldersThatAreMissing) {
   EXPECT_EQ(Data::contentsOf(url("x/y/z/file")).text(), "hi");
 }
 
-TEST_F(FileManagerFileSystemEvents, ExcludingFromBackupMarksTheFolderAndNotTheFile) {
+TEST_F(FileManagerFileSystemEvents, ExcludingFromBackupMarksTheDirectory) {
   writeData(files, Data(), url("x/y/file"), true);
   EXPECT_TRUE(files.isExcludedFromBackup(url("x/y")));
   EXPECT_FALSE(files.isExcludedFromBackup(url("x/y/file")));
   EXPECT_FALSE(files.isExcludedFromBackup(url("x")));
 }
 
-TEST_F(FileManagerFileSystemEvents, AFailingStepOfWritingIsThrownAndWhatWasDoneStays) {
+TEST_F(FileManagerFileSystemEvents, FailingStepOfWritingKeepsEarlierSteps) {
   put("file", "");
   EXPECT_THROW(writeData(files, Data(), url("file/below/a"), false), POSIXError);
   std::filesystem::create_directories(path("dir/taken"));
@@ -582,7 +582,7 @@ TEST_F(FileManagerFileSystemEvents, AFailingStepOfWritingIsThrownAndWhatWasDoneS
   EXPECT_EQ(Data::contentsOf(url("new/a")).text(), "kept");
 }
 
-TEST_F(FileManagerFileSystemEvents, TheAvailableMemoryIsThatOfTheHomeFoldersVolume) {
+TEST_F(FileManagerFileSystemEvents, AvailableMemoryIsThatOfTheHomeVolume) {
   scripted->capacity = [&](const URL& asked) -> std::optional<std::int64_t> {
     EXPECT_EQ(asked, files.homeDirectoryForCurrentUser());
     return 12'345'678'901;
@@ -592,14 +592,14 @@ TEST_F(FileManagerFileSystemEvents, TheAvailableMemoryIsThatOfTheHomeFoldersVolu
   EXPECT_GT(availableDiskMemoryBytes(files).value(), 0);
 }
 
-TEST_F(FileManagerFileSystemEvents, TheAvailableMemoryIsZeroWhereItCannotBeRead) {
+TEST_F(FileManagerFileSystemEvents, UnknownAvailableMemoryIsZero) {
   scripted->capacity = [](const URL&) -> std::optional<std::int64_t> { throw POSIXError(EIO); };
   EXPECT_EQ(availableDiskMemoryBytes(*scripted).value(), 0);
   scripted->capacity = [](const URL&) -> std::optional<std::int64_t> { return std::nullopt; };
   EXPECT_EQ(availableDiskMemoryBytes(*scripted).value(), 0);
 }
 
-TEST_F(FileManagerFileSystemEvents, TheRootFolderEndsWithTheBundleIdentifierUnlessSandboxed) {
+TEST_F(FileManagerFileSystemEvents, RootDirectoryEndsWithTheIdentifierUnlessSandboxed) {
   const ProcessInfo free({.environment = std::map<std::string, std::string>{{"XDG_DATA_HOME", "/data"}}});
   {
     const ProcessInfo::Replacement replacement(free);
@@ -611,7 +611,7 @@ TEST_F(FileManagerFileSystemEvents, TheRootFolderEndsWithTheBundleIdentifierUnle
   EXPECT_EQ(rootDirectory(files).absoluteString(), "file:///home/me/.local/share/");
 }
 
-TEST(FileManagerRootDirectory, WithoutABundleIdentifierTheRootFolderIsThePlainFolder) {
+TEST(FileManagerRootDirectory, WithoutIdentifierTheRootDirectoryHasNoSuffix) {
   const ProcessInfo free({.environment = std::map<std::string, std::string>{{"XDG_DATA_HOME", "/data"}}});
   const ProcessInfo::Replacement replacement(free);
   EXPECT_EQ(rootDirectory(FileManager::default_()).path(), "/data");
@@ -625,7 +625,7 @@ TEST(FileManagerRootDirectoryDeathTest, NoApplicationSupportFolderStopsTheProces
 
 // What follows is about real files.
 
-TEST_F(FileManagerFileSystemEvents, ChangesTellWritingReplacementRemovalAndReturnApart) {
+TEST_F(FileManagerFileSystemEvents, ChangesDistinguishAllKinds) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("a")).makeAsyncIterator();
@@ -648,7 +648,7 @@ TEST_F(FileManagerFileSystemEvents, ChangesTellWritingReplacementRemovalAndRetur
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, ChangesAreToldThoughTheyHappenWhileNobodyWaits) {
+TEST_F(FileManagerFileSystemEvents, ChangesBetweenWaitsAreReported) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("a")).makeAsyncIterator();
@@ -661,7 +661,7 @@ TEST_F(FileManagerFileSystemEvents, ChangesAreToldThoughTheyHappenWhileNobodyWai
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AChangeOfAttributesIsNoChange) {
+TEST_F(FileManagerFileSystemEvents, ChangeOfAttributesIsNoChange) {
   put("a", "one");
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("a")).makeAsyncIterator();
@@ -676,7 +676,7 @@ TEST_F(FileManagerFileSystemEvents, AChangeOfAttributesIsNoChange) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, ChangesFollowLinksAndFoldersThatComeAndGo) {
+TEST_F(FileManagerFileSystemEvents, ChangesFollowLinksAndDirectoriesOnThePath) {
   std::filesystem::create_directories(path("one"));
   std::filesystem::create_directories(path("two"));
   put("one/a", "1");
@@ -699,7 +699,7 @@ TEST_F(FileManagerFileSystemEvents, ChangesFollowLinksAndFoldersThatComeAndGo) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, ChangesOfAFileInFoldersThatAreNotThereYet) {
+TEST_F(FileManagerFileSystemEvents, ChangesFollowMissingDirectories) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("x/y/a")).makeAsyncIterator();
     Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::returned); });
@@ -712,7 +712,7 @@ TEST_F(FileManagerFileSystemEvents, ChangesOfAFileInFoldersThatAreNotThereYet) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, ADanglingLinkIsNoFileAndTheFileThatItComesToNameIs) {
+TEST_F(FileManagerFileSystemEvents, DanglingLinkIsAFileOnceItsTargetExists) {
   std::filesystem::create_symlink("target", path("link"));
   EXPECT_FALSE(files.fileExists(path("link")));
   syncWait([&]() -> Async<void> {
@@ -722,7 +722,7 @@ TEST_F(FileManagerFileSystemEvents, ADanglingLinkIsNoFileAndTheFileThatItComesTo
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileReplacedByAFolderAndBackIsReplacedTwice) {
+TEST_F(FileManagerFileSystemEvents, FileReplacedByADirectoryIsReplacedTwice) {
   put("a", "1");
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("a")).makeAsyncIterator();
@@ -735,7 +735,7 @@ TEST_F(FileManagerFileSystemEvents, AFileReplacedByAFolderAndBackIsReplacedTwice
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AFileThatCannotBeReadIsLookedAtEverySecond) {
+TEST_F(FileManagerFileSystemEvents, UnreadableFileIsPolledEverySecond) {
   put("a", "1");
   ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
   ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
@@ -777,7 +777,7 @@ TEST_F(FileManagerFileSystemEvents, CancellingEndsTheChanges) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, AnEndlessChainOfLinksAndAPathOf4096BytesAreMissingFiles) {
+TEST_F(FileManagerFileSystemEvents, EndlessLinksAndTooLongPathsAreMissingFiles) {
   std::filesystem::create_symlink("loop", path("loop"));
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("loop")).makeAsyncIterator();
@@ -793,7 +793,7 @@ TEST_F(FileManagerFileSystemEvents, AnEndlessChainOfLinksAndAPathOf4096BytesAreM
   EXPECT_NO_THROW(static_cast<void>(fileChanges(files, URL::fileURLWithPath(deep))));
 }
 
-TEST_F(FileManagerFileSystemEvents, ANameThatIsNotUTF8IsFollowed) {
+TEST_F(FileManagerFileSystemEvents, IllFormedNameIsFollowed) {
   put("\xFF\xFE.txt", "1");
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, url("\xFF\xFE.txt")).makeAsyncIterator();
@@ -802,7 +802,7 @@ TEST_F(FileManagerFileSystemEvents, ANameThatIsNotUTF8IsFollowed) {
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, ChangesOfWhatIsNoFileURLFail) {
+TEST_F(FileManagerFileSystemEvents, ChangesOfOtherURLsFail) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(files, *URL::from("https://example.com/a")).makeAsyncIterator();
     EXPECT_ANY_THROW(co_await changes.next());

@@ -49,20 +49,20 @@ TEST_F(LocalAuthenticationServiceTest, MakesAContextForEachCall) {
   EXPECT_EQ(user_->contexts, 2);
 }
 
-TEST_F(LocalAuthenticationServiceTest, APolicyThatCannotBeEvaluatedFailsBeforeTheUserIsAsked) {
+TEST_F(LocalAuthenticationServiceTest, UnavailablePolicyFailsWithoutAskingTheUser) {
   user_->canEvaluate = false;
   user_->obstacle = std::make_exception_ptr(LAError(LAFailure::noAgent));
   EXPECT_EQ(evaluate(), LAError(LAFailure::noAgent));
   EXPECT_TRUE(user_->questions.empty());
 }
 
-TEST_F(LocalAuthenticationServiceTest, AnObstacleWithoutAnErrorIsTheUnknownError) {
+TEST_F(LocalAuthenticationServiceTest, ObstacleWithoutAnErrorIsTheUnknownError) {
   user_->canEvaluate = false;
   EXPECT_EQ(evaluate(), LAError::unknownError());
   EXPECT_TRUE(user_->questions.empty());
 }
 
-TEST_F(LocalAuthenticationServiceTest, AFailureWithAnErrorThrowsThatError) {
+TEST_F(LocalAuthenticationServiceTest, FailureWithAnErrorThrowsThatError) {
   user_->onEvaluate = [](LAContext::Reply reply) {
     reply(false, std::make_exception_ptr(LAError(LAFailure::cancelled)));
   };
@@ -73,19 +73,19 @@ TEST_F(LocalAuthenticationServiceTest, AFailureWithAnErrorThrowsThatError) {
   EXPECT_THROW(evaluate(), std::runtime_error);
 }
 
-TEST_F(LocalAuthenticationServiceTest, AFailureWithoutAnErrorThrowsTheUnknownError) {
+TEST_F(LocalAuthenticationServiceTest, FailureWithoutAnErrorThrowsTheUnknownError) {
   user_->onEvaluate = [](LAContext::Reply reply) { reply(false, nullptr); };
   EXPECT_EQ(evaluate(), LAError::unknownError());
 }
 
-TEST_F(LocalAuthenticationServiceTest, ASuccessWithAnErrorIsASuccess) {
+TEST_F(LocalAuthenticationServiceTest, SuccessWithAnErrorIsASuccess) {
   user_->onEvaluate = [](LAContext::Reply reply) {
     reply(true, std::make_exception_ptr(LAError(LAFailure::cancelled)));
   };
   EXPECT_EQ(evaluate(), std::nullopt);
 }
 
-TEST_F(LocalAuthenticationServiceTest, TheReplyMayComeFromAnyThreadAtAnyTime) {
+TEST_F(LocalAuthenticationServiceTest, ReplyMayArriveOnAnyThread) {
   for (int i = 0; i < Tests::repetitions(200); ++i) {
     std::thread answering;
     user_->onEvaluate = [&, i](LAContext::Reply reply) {
@@ -96,7 +96,7 @@ TEST_F(LocalAuthenticationServiceTest, TheReplyMayComeFromAnyThreadAtAnyTime) {
   }
 }
 
-TEST_F(LocalAuthenticationServiceTest, CancellingTheTaskLeavesTheQuestionStanding) {
+TEST_F(LocalAuthenticationServiceTest, CancellingTheTaskDoesNotEndTheQuestion) {
   LAContext::Reply reply;
   std::atomic<bool> isAsked = false;
   user_->onEvaluate = [&](LAContext::Reply given) {
@@ -111,7 +111,7 @@ TEST_F(LocalAuthenticationServiceTest, CancellingTheTaskLeavesTheQuestionStandin
   EXPECT_NO_THROW(syncWait([&]() -> Async<void> { co_await task.value(); }));
 }
 
-TEST_F(LocalAuthenticationServiceTest, AReplyThatIsDroppedIsNamedInTheLog) {
+TEST_F(LocalAuthenticationServiceTest, DroppedReplyIsLogged) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation logging(log);
   LAContext::Reply reply;
@@ -129,7 +129,7 @@ TEST_F(LocalAuthenticationServiceTest, AReplyThatIsDroppedIsNamedInTheLog) {
   EXPECT_NE(log->messages().at(0).find("evaluatePolicy(_:localizedReason:)"), std::string::npos);
 }
 
-TEST(LocalAuthenticationServiceDeathTest, AReplyThatComesTwiceStopsTheProcessAndNamesTheCall) {
+TEST(LocalAuthenticationServiceDeathTest, SecondReplyStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
       {
@@ -144,7 +144,7 @@ TEST(LocalAuthenticationServiceDeathTest, AReplyThatComesTwiceStopsTheProcessAnd
       "evaluatePolicy\\(_:localizedReason:\\)");
 }
 
-TEST(LAErrorTest, TheUnknownErrorHasTheCodeMinusOneAndADescriptionAlone) {
+TEST(LAErrorTest, UnknownErrorHasCodeMinusOne) {
   const LAError error = LAError::unknownError();
   EXPECT_EQ(error.code(), -1);
   EXPECT_EQ(error.userInfo(), (LAError::UserInfo{{"description", "Unable to evaluate policy for unknown reasons"}}));
@@ -154,7 +154,7 @@ TEST(LAErrorTest, TheUnknownErrorHasTheCodeMinusOneAndADescriptionAlone) {
             "Error Domain=Tessaly.LAError Code=-1 \"Unable to evaluate policy for unknown reasons\"");
 }
 
-TEST(LAErrorTest, SaysInItsInformationWhy) {
+TEST(LAErrorTest, InformationGivesTheReason) {
   for (int i = 0; i <= static_cast<int>(LAFailure::policyNotSupported); ++i) {
     const LAError error(static_cast<LAFailure>(i), "more");
     EXPECT_EQ(static_cast<int>(error.failure()), i);

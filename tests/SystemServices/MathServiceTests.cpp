@@ -28,7 +28,7 @@ TEST(MathService, ExtrapolatesOutsideThePoints) {
 
 TEST(MathService, TakesThePointsInEitherOrder) { EXPECT_EQ(linear(5, 10, 100, 0, 0), 50); }
 
-TEST(MathService, IsNotANumberWhereThePointsStandAboveEachOther) {
+TEST(MathService, VerticalLineGivesNaN) {
   // An infinite slope, less itself; or no slope at all.
   EXPECT_TRUE(std::isnan(linear(2, 1, 0, 1, 5)));
   EXPECT_TRUE(std::isnan(linear(1, 1, 5, 1, 5)));
@@ -41,7 +41,7 @@ TEST(MathService, FollowsTheRulesOfFloatingPointToInfinity) {
   EXPECT_EQ(linear(-infinity, 0, 0, 10, 100), -infinity);
 }
 
-TEST(MathService, RoundsEveryOperationByItself) {
+TEST(MathService, EveryOperationIsRoundedSeparately) {
   // x times the slope is not a double here, so that a fused multiplication and addition would give another result.
   const double x = 0.1, x0 = 0.3, y0 = 0.7, x1 = 1.1, y1 = 0.2;
   const volatile double slope = (y1 - y0) / (x1 - x0);

@@ -24,26 +24,26 @@ TEST_F(PasteboardServiceTest, ClearsThePasteboardAndThenSetsTheText) {
   EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, "to paste"}}));
 }
 
-TEST_F(PasteboardServiceTest, AURLIsItsAbsoluteTextAndRemovesEarlierContents) {
+TEST_F(PasteboardServiceTest, URLReplacesContentsByItsAbsoluteText) {
   PasteboardService::write("earlier");
   PasteboardService::write(URL::from("https://example.com/a?b#c").value());
   EXPECT_EQ(pasteboard_->calls, (Calls{"clear", "earlier", "clear", "https://example.com/a?b#c"}));
   EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::url, "https://example.com/a?b#c"}}));
 }
 
-TEST_F(PasteboardServiceTest, ATextRemovesAURL) {
+TEST_F(PasteboardServiceTest, TextReplacesAURL) {
   PasteboardService::write(URL::fileURLWithPath("/a b"));
   EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::url, "file:///a%20b"}}));
   PasteboardService::write("later");
   EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, "later"}}));
 }
 
-TEST_F(PasteboardServiceTest, TheEmptyTextIsAText) {
+TEST_F(PasteboardServiceTest, EmptyTextIsAText) {
   PasteboardService::write("");
   EXPECT_EQ(pasteboard_->contents, (Contents{{PasteboardType::string, ""}}));
 }
 
-TEST_F(PasteboardServiceTest, AFailureIsSilentAndLeavesThePasteboardCleared) {
+TEST_F(PasteboardServiceTest, FailureLeavesThePasteboardCleared) {
   PasteboardService::write("earlier");
   pasteboard_->accepts = false;
   PasteboardService::write("later");

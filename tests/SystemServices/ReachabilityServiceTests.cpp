@@ -91,7 +91,7 @@ TEST(ReachabilityStatus, IsEqualMemberByMember) {
 
 // The verdict.
 
-TEST_F(ReachabilityServiceTest, EachStatusOfThePathHasItsVerdict) {
+TEST_F(ReachabilityServiceTest, EachStatusOfThePathGivesOneResult) {
   const auto verdict = [&](PathStatus status) {
     network->setStatus(status);
     return ReachabilityService::isOnline();
@@ -132,7 +132,7 @@ TEST_F(ReachabilityServiceTest, SettingsThatAreInstalledLaterAreAsked) {
   EXPECT_FALSE(ReachabilityService::observableIsOnline());
 }
 
-TEST_F(ReachabilityServiceTest, TheSettingForcesOfflineWhateverThePathSays) {
+TEST_F(ReachabilityServiceTest, SettingForcesOfflineOnAnyPath) {
   setCanConnect(false);
   for (const auto status : {PathStatus::satisfied, PathStatus::unsatisfied, PathStatus::requiresConnection,
                             PathStatus::unknown, static_cast<PathStatus>(200)}) {
@@ -141,14 +141,14 @@ TEST_F(ReachabilityServiceTest, TheSettingForcesOfflineWhateverThePathSays) {
   }
 }
 
-TEST_F(ReachabilityServiceTest, TheSettingAtTrueLeavesTheVerdictToThePath) {
+TEST_F(ReachabilityServiceTest, TrueSettingFollowsThePath) {
   setCanConnect(true);
   EXPECT_TRUE(ReachabilityService::isOnline());
   network->setStatus(PathStatus::unsatisfied);
   EXPECT_FALSE(ReachabilityService::isOnline());
 }
 
-TEST_F(ReachabilityServiceTest, ARemovedSettingAndOneThatIsNoBooleanCountAsTrue) {
+TEST_F(ReachabilityServiceTest, RemovedOrMalformedSettingCountsAsTrue) {
   setCanConnect(false);
   EXPECT_FALSE(ReachabilityService::isOnline());
   settings->removeObject(settingName);
@@ -160,14 +160,14 @@ TEST_F(ReachabilityServiceTest, ARemovedSettingAndOneThatIsNoBooleanCountAsTrue)
   EXPECT_TRUE(ReachabilityService::isOnline());
 }
 
-TEST_F(ReachabilityServiceTest, TheNumbersZeroAndOneAreReadAsBooleans) {
+TEST_F(ReachabilityServiceTest, NumbersZeroAndOneAreBooleans) {
   settings->set(PropertyList(0), settingName);
   EXPECT_FALSE(ReachabilityService::isOnline());
   settings->set(PropertyList(1), settingName);
   EXPECT_TRUE(ReachabilityService::isOnline());
 }
 
-TEST_F(ReachabilityServiceTest, EachStoreIsReadForItselfHoweverOftenTheyChangePlaces) {
+TEST_F(ReachabilityServiceTest, EachStoreIsReadIndependently) {
   const auto forbidding = InMemoryUserDefaults::make();
   forbidding->set(false, settingName);
   for (int i = 0; i < 3; ++i) {
@@ -177,7 +177,7 @@ TEST_F(ReachabilityServiceTest, EachStoreIsReadForItselfHoweverOftenTheyChangePl
   }
 }
 
-TEST_F(ReachabilityServiceTest, WhatAnotherThreadStoredIsSeenOnceItsCallHasReturned) {
+TEST_F(ReachabilityServiceTest, ReturnedStoreOfAnotherThreadIsSeen) {
   std::atomic<int> stored{0};
   std::thread writer([&] {
     for (int i = 1; i <= Tests::repetitions(500); ++i) {
@@ -216,7 +216,7 @@ class UncountedUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override { return {}; }
 };
 
-TEST_F(ReachabilityServiceTest, AStoreThatDoesNotCountItsChangesIsReadEachTime) {
+TEST_F(ReachabilityServiceTest, StoreWithoutAChangeCountIsReadEachTime) {
   const auto store = std::make_shared<UncountedUserDefaults>();
   const UserDefaultsInstallation installation(store);
   for (const bool canConnect : {true, false, true}) {
@@ -225,7 +225,7 @@ TEST_F(ReachabilityServiceTest, AStoreThatDoesNotCountItsChangesIsReadEachTime) 
   }
 }
 
-TEST_F(ReachabilityServiceTest, TheExpenseFollowsThePathAndNotTheSetting) {
+TEST_F(ReachabilityServiceTest, ExpenseFollowsOnlyThePath) {
   setCanConnect(false);
   EXPECT_FALSE(ReachabilityService::isExpensive());
   setExpensive(PathStatus::satisfied, true);
@@ -237,7 +237,7 @@ TEST_F(ReachabilityServiceTest, TheExpenseFollowsThePathAndNotTheSetting) {
 
 // The instant reads.
 
-TEST_F(ReachabilityServiceTest, TheInstantReadsShareOneMonitorThatIsMadeAtTheFirst) {
+TEST_F(ReachabilityServiceTest, InstantReadsShareOneMonitor) {
   EXPECT_EQ(network->monitors(), 0);
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -250,14 +250,14 @@ TEST_F(ReachabilityServiceTest, TheInstantReadsShareOneMonitorThatIsMadeAtTheFir
   EXPECT_EQ(network->monitors(), 1);
 }
 
-TEST_F(ReachabilityServiceTest, TheInstantReadsNeedNoQueueToBeServed) {
+TEST_F(ReachabilityServiceTest, InstantReadsNeedNoQueue) {
   EXPECT_TRUE(ReachabilityService::isOnline());
   network->setStatus(PathStatus::unsatisfied);
   EXPECT_FALSE(ReachabilityService::isOnline());
 }
 
 #if !__has_feature(thread_sanitizer)  // Its runtime makes system calls of its own.
-TEST_F(ReachabilityServiceTest, TheInstantReadsMakeNoSystemCallAfterTheFirst) {
+TEST_F(ReachabilityServiceTest, LaterInstantReadsMakeNoSystemCall) {
   setCanConnect(true);
   EXPECT_EQ(Tests::systemCallsOf([] {
               static_cast<void>(ReachabilityService::isOnline());
@@ -267,7 +267,7 @@ TEST_F(ReachabilityServiceTest, TheInstantReadsMakeNoSystemCallAfterTheFirst) {
 }
 #endif
 
-TEST_F(ReachabilityServiceTest, TheInstantReadsAreNotObserved) {
+TEST_F(ReachabilityServiceTest, InstantReadsAreNotObserved) {
   bool isTold = false;
   withObservationTracking([] { static_cast<void>(ReachabilityService::isOnline()); }, [&] { isTold = true; });
   network->setStatus(PathStatus::unsatisfied);
@@ -278,7 +278,7 @@ TEST_F(ReachabilityServiceTest, TheInstantReadsAreNotObserved) {
 
 // The observable reads.
 
-TEST_F(ReachabilityServiceTest, TheObservableReadsShareOneMonitorOfTheirOwn) {
+TEST_F(ReachabilityServiceTest, ObservableReadsShareOneMonitor) {
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
   EXPECT_FALSE(ReachabilityService::observedIsExpensive());
   EXPECT_EQ(network->monitors(), 1);
@@ -286,13 +286,13 @@ TEST_F(ReachabilityServiceTest, TheObservableReadsShareOneMonitorOfTheirOwn) {
   EXPECT_EQ(network->monitors(), 2);
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableReadsAreRightFromTheFirst) {
+TEST_F(ReachabilityServiceTest, FirstObservableReadIsCorrect) {
   setExpensive(PathStatus::unsatisfied, true);
   EXPECT_FALSE(ReachabilityService::observableIsOnline());
   EXPECT_TRUE(ReachabilityService::observedIsExpensive());
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableReadsFollowThePathOnTheMainQueue) {
+TEST_F(ReachabilityServiceTest, ObservableReadsFollowThePathOnTheMainQueue) {
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
   setExpensive(PathStatus::unsatisfied, true);
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
@@ -302,7 +302,7 @@ TEST_F(ReachabilityServiceTest, TheObservableReadsFollowThePathOnTheMainQueue) {
   EXPECT_TRUE(ReachabilityService::observedIsExpensive());
 }
 
-TEST_F(ReachabilityServiceTest, AnObserverIsToldWhenTheVerdictChanges) {
+TEST_F(ReachabilityServiceTest, ObserverIsNotifiedOfAChange) {
   int told = 0;
   const auto track = [&] {
     return withObservationTracking([] { return ReachabilityService::observableIsOnline(); }, [&] { ++told; });
@@ -319,7 +319,7 @@ TEST_F(ReachabilityServiceTest, AnObserverIsToldWhenTheVerdictChanges) {
   EXPECT_EQ(told, 2);
 }
 
-TEST_F(ReachabilityServiceTest, AnObserverOfTheOneIsNotToldOfTheOther) {
+TEST_F(ReachabilityServiceTest, ObserversOfStatusAndExpenseAreIndependent) {
   int online = 0;
   int expensive = 0;
   withObservationTracking([] { static_cast<void>(ReachabilityService::observableIsOnline()); }, [&] { ++online; });
@@ -333,7 +333,7 @@ TEST_F(ReachabilityServiceTest, AnObserverOfTheOneIsNotToldOfTheOther) {
   EXPECT_EQ(online, 1);
 }
 
-TEST_F(ReachabilityServiceTest, AnEqualVerdictIsNotAnnounced) {
+TEST_F(ReachabilityServiceTest, EqualStatusIsNotAnnounced) {
   int told = 0;
   withObservationTracking(
       [] {
@@ -349,7 +349,7 @@ TEST_F(ReachabilityServiceTest, AnEqualVerdictIsNotAnnounced) {
   EXPECT_EQ(told, 0);
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableVerdictFollowsTheSettingAtOnceOnTheMainThread) {
+TEST_F(ReachabilityServiceTest, MainThreadSettingChangesTheObservableStatusAtOnce) {
   int told = 0;
   withObservationTracking([] { static_cast<void>(ReachabilityService::observableIsOnline()); }, [&] { ++told; });
   setCanConnect(false);
@@ -359,14 +359,14 @@ TEST_F(ReachabilityServiceTest, TheObservableVerdictFollowsTheSettingAtOnceOnThe
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableVerdictFollowsTheRemovalOfTheSetting) {
+TEST_F(ReachabilityServiceTest, ObservableStatusFollowsTheRemovalOfTheSetting) {
   setCanConnect(false);
   EXPECT_FALSE(ReachabilityService::observableIsOnline());
   settings->removeObject(settingName);
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableVerdictFollowsASettingOfAnotherThreadOnTheMainQueue) {
+TEST_F(ReachabilityServiceTest, OtherThreadsSettingArrivesOnTheMainQueue) {
   std::optional<bool> toldOnMain;
   withObservationTracking([] { static_cast<void>(ReachabilityService::observableIsOnline()); },
                           [&] { toldOnMain = MainQueue::isMainThread(); });
@@ -379,7 +379,7 @@ TEST_F(ReachabilityServiceTest, TheObservableVerdictFollowsASettingOfAnotherThre
   EXPECT_EQ(toldOnMain, true);
 }
 
-TEST_F(ReachabilityServiceTest, TheObservableVerdictEndsRightHoweverPathAndSettingChangeAtOnce) {
+TEST_F(ReachabilityServiceTest, ConcurrentChangesEndWithTheRightStatus) {
   static_cast<void>(ReachabilityService::observableIsOnline());
   for (int i = 0; i < Tests::repetitions(200); ++i) {
     const bool ends = i % 2 == 0;
@@ -395,7 +395,7 @@ TEST_F(ReachabilityServiceTest, TheObservableVerdictEndsRightHoweverPathAndSetti
   }
 }
 
-TEST_F(ReachabilityServiceTest, AWrapperThatIsReleasedCancelsItsMonitor) {
+TEST_F(ReachabilityServiceTest, ReleasedWrapperCancelsItsMonitor) {
   auto wrapper = ReachabilityService::detail::MonitorWrapper::make();
   drain();
   const std::weak_ptr<ReachabilityService::detail::MonitorWrapper> weak = wrapper;
@@ -407,7 +407,7 @@ TEST_F(ReachabilityServiceTest, AWrapperThatIsReleasedCancelsItsMonitor) {
   setCanConnect(true);
 }
 
-TEST_F(ReachabilityServiceTest, OnTheMainThreadAPathUpdateIsTaken) {
+TEST_F(ReachabilityServiceTest, PathUpdateOnTheMainThreadIsAccepted) {
   const auto wrapper = ReachabilityService::detail::MonitorWrapper::make();
   wrapper->update(NWPath({.status = PathStatus::unsatisfied, .isExpensive = true}));
   EXPECT_FALSE(wrapper->isOnline());
@@ -416,7 +416,7 @@ TEST_F(ReachabilityServiceTest, OnTheMainThreadAPathUpdateIsTaken) {
 
 using ReachabilityServiceDeathTest = ReachabilityServiceTest;
 
-TEST_F(ReachabilityServiceDeathTest, APathUpdateOnAnotherThreadStopsTheProcess) {
+TEST_F(ReachabilityServiceDeathTest, PathUpdateOnAnotherThreadStopsTheProcess) {
   EXPECT_DEATH(
       {
         const auto wrapper = ReachabilityService::detail::MonitorWrapper::make();
@@ -426,7 +426,7 @@ TEST_F(ReachabilityServiceDeathTest, APathUpdateOnAnotherThreadStopsTheProcess) 
       "MainQueue");
 }
 
-TEST_F(ReachabilityServiceDeathTest, AWaitThatBeginsOnAnotherThreadStopsTheProcess) {
+TEST_F(ReachabilityServiceDeathTest, WaitOnAnotherThreadStopsTheProcess) {
   EXPECT_DEATH(
       {
         std::thread([] {
@@ -473,7 +473,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineWaitsForThePath) {
   EXPECT_EQ(*wait.end, End::online);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineWaitsForTheSettingWithoutAnyChangeOfThePath) {
+TEST_F(ReachabilityServiceTest, NextIsOnlineWaitsForTheSettingAlone) {
   setCanConnect(false);
   const Wait wait = startWait();
   drain();
@@ -500,7 +500,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineNeedsBoth) {
   EXPECT_EQ(*wait.end, End::online);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineDoesNotHearTheRemovalOfTheSetting) {
+TEST_F(ReachabilityServiceTest, NextIsOnlineIgnoresTheRemovalOfTheSetting) {
   setCanConnect(false);
   const Wait wait = startWait();
   drain();
@@ -519,7 +519,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineInACancelledTaskFailsAtOnce) {
   EXPECT_EQ(*wait.end, End::cancelled);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineCancelledWhileOfflineGoesOnWaitingUntilTheSettingChanges) {
+TEST_F(ReachabilityServiceTest, CancelledNextIsOnlineWaitsForTheSetting) {
   setCanConnect(false);
   const Wait wait = startWait();
   drain();
@@ -534,7 +534,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineCancelledWhileOfflineGoesOnWaitingUn
   EXPECT_EQ(*wait.end, End::online);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineCancelledWhileOfflineNoLongerHearsThePath) {
+TEST_F(ReachabilityServiceTest, CancelledNextIsOnlineIgnoresThePath) {
   network->setStatus(PathStatus::unsatisfied);
   const Wait wait = startWait();
   drain();
@@ -550,7 +550,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineCancelledWhileOfflineNoLongerHearsTh
   EXPECT_EQ(*wait.end, End::online);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineFailsWhenTheSettingIsWrittenInsideACancelledTask) {
+TEST_F(ReachabilityServiceTest, CancelledNextIsOnlineFailsAtASettingChange) {
   network->setStatus(PathStatus::unsatisfied);
   const Wait wait = startWait();
   drain();
@@ -560,7 +560,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineFailsWhenTheSettingIsWrittenInsideAC
   EXPECT_EQ(*wait.end, End::cancelled);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineResumesOnceHoweverManyUpdatesCome) {
+TEST_F(ReachabilityServiceTest, NextIsOnlineResumesOnce) {
   for (int i = 0; i < Tests::repetitions(100); ++i) {
     setCanConnect(false);
     network->setStatus(PathStatus::unsatisfied);
@@ -592,7 +592,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineMakesAMonitorForEachWait) {
   EXPECT_EQ(*second.end, End::online);
 }
 
-TEST_F(ReachabilityServiceTest, NextIsOnlineCancelledAtAnyMomentEitherCompletesOrFailsOrWaits) {
+TEST_F(ReachabilityServiceTest, NextIsOnlineMayBeCancelledAtAnyMoment) {
   for (int i = 0; i < Tests::repetitions(200); ++i) {
     setCanConnect(true);
     network->setStatus(PathStatus::satisfied);
@@ -627,11 +627,11 @@ constexpr Status online{.isOnline = true, .isExpensive = false};
 constexpr Status offline{.isOnline = false, .isExpensive = false};
 constexpr Status costly{.isOnline = true, .isExpensive = true};
 
-TEST_F(ReachabilityServiceTest, StatusesBeginWithTheStatusOfNow) {
+TEST_F(ReachabilityServiceTest, StatusesBeginWithTheCurrentStatus) {
   EXPECT_THAT(syncWait(take(ReachabilityService::statuses(), 1)), ElementsAre(online));
 }
 
-TEST_F(ReachabilityServiceTest, StatusesTellOfEveryPathEqualOnesIncluded) {
+TEST_F(ReachabilityServiceTest, StatusesReportEveryPath) {
   const AsyncStream<Status> statuses = ReachabilityService::statuses();
   network->setStatus(PathStatus::satisfied);
   network->setStatus(PathStatus::unsatisfied);
@@ -640,7 +640,7 @@ TEST_F(ReachabilityServiceTest, StatusesTellOfEveryPathEqualOnesIncluded) {
   EXPECT_THAT(syncWait(take(statuses, 5)), ElementsAre(online, online, offline, offline, costly));
 }
 
-TEST_F(ReachabilityServiceTest, StatusesTellOfEveryChangeOfTheSettingAndKeepTheExpense) {
+TEST_F(ReachabilityServiceTest, StatusesReportEveryChangeOfTheSetting) {
   const AsyncStream<Status> statuses = ReachabilityService::statuses();
   EXPECT_THAT(syncWait(take(statuses, 1)), ElementsAre(online));
   setCanConnect(false);
@@ -650,7 +650,7 @@ TEST_F(ReachabilityServiceTest, StatusesTellOfEveryChangeOfTheSettingAndKeepTheE
   EXPECT_THAT(syncWait(take(statuses, 1)), ElementsAre(costly));
 }
 
-TEST_F(ReachabilityServiceTest, StatusesDoNotHearTheRemovalOfTheSetting) {
+TEST_F(ReachabilityServiceTest, StatusesIgnoreTheRemovalOfTheSetting) {
   setCanConnect(false);
   const AsyncStream<Status> statuses = ReachabilityService::statuses();
   EXPECT_THAT(syncWait(take(statuses, 1)), ElementsAre(offline));
@@ -659,7 +659,7 @@ TEST_F(ReachabilityServiceTest, StatusesDoNotHearTheRemovalOfTheSetting) {
   EXPECT_THAT(syncWait(take(statuses, 1)), ElementsAre(online));
 }
 
-TEST_F(ReachabilityServiceTest, StatusesNeedNoMainQueueToBeServed) {
+TEST_F(ReachabilityServiceTest, StatusesNeedNoMainQueue) {
   std::thread([&] {
     const AsyncStream<Status> statuses = ReachabilityService::statuses();
     network->setStatus(PathStatus::unsatisfied);
@@ -667,14 +667,14 @@ TEST_F(ReachabilityServiceTest, StatusesNeedNoMainQueueToBeServed) {
   }).join();
 }
 
-TEST_F(ReachabilityServiceTest, StatusesBufferWithoutBound) {
+TEST_F(ReachabilityServiceTest, StatusesHaveAnUnboundedBuffer) {
   constexpr int count = 2000;
   const AsyncStream<Status> statuses = ReachabilityService::statuses();
   for (int i = 1; i < count; ++i) network->setStatus(PathStatus::satisfied);
   EXPECT_EQ(syncWait(take(statuses, count)).size(), static_cast<std::size_t>(count));
 }
 
-TEST_F(ReachabilityServiceTest, StatusesEndWithTheirConsumersTaskAndThenHearNothing) {
+TEST_F(ReachabilityServiceTest, StatusesEndWithTheirConsumersTask) {
   const auto taken = std::make_shared<std::vector<Status>>();
   Task<> consumer([taken]() -> Async<void> { *taken = co_await take(ReachabilityService::statuses(), 1000); });
   drain();
@@ -685,7 +685,7 @@ TEST_F(ReachabilityServiceTest, StatusesEndWithTheirConsumersTaskAndThenHearNoth
   setCanConnect(false);
 }
 
-TEST_F(ReachabilityServiceTest, TheLastStatusIsThatOfTheLastChangeHoweverTheyCome) {
+TEST_F(ReachabilityServiceTest, LastStatusIsThatOfTheLastChange) {
   for (int i = 0; i < Tests::repetitions(300); ++i) {
     setCanConnect(true);
     network->setStatus(PathStatus::satisfied);
@@ -699,7 +699,7 @@ TEST_F(ReachabilityServiceTest, TheLastStatusIsThatOfTheLastChangeHoweverTheyCom
   }
 }
 
-TEST_F(ReachabilityServiceTest, EachChangeOfOneThreadIsToldAsItWas) {
+TEST_F(ReachabilityServiceTest, EachChangeOfOneThreadIsReported) {
   for (int i = 0; i < Tests::repetitions(1000); ++i) {
     const AsyncStream<Status> statuses = ReachabilityService::statuses();
     ASSERT_THAT(syncWait(take(statuses, 1)), ElementsAre(online));
@@ -709,7 +709,7 @@ TEST_F(ReachabilityServiceTest, EachChangeOfOneThreadIsToldAsItWas) {
   }
 }
 
-TEST_F(ReachabilityServiceTest, ConsumersComeAndGoWhileThePathChanges) {
+TEST_F(ReachabilityServiceTest, ConsumersMayStartAndEndDuringChanges) {
   std::atomic<bool> isDone{false};
   std::thread changer([&] {
     for (int i = 0; !isDone; ++i) {

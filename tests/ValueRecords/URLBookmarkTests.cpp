@@ -54,7 +54,7 @@ class URLBookmarkTest : public testing::Test {
   URL url = URL::fileURLWithPath("/Users/x/Documents");
 };
 
-TEST_F(URLBookmarkTest, OfNoURLIsNoneAndNothingIsLogged) {
+TEST_F(URLBookmarkTest, MissingURLGivesNoBookmarkAndNoLog) {
   EXPECT_EQ(URLBookmark::from(std::optional<URL>()), std::nullopt);
   EXPECT_TRUE(log->records().empty());
 }
@@ -67,7 +67,7 @@ TEST_F(URLBookmarkTest, KeepsTheURLAndTheToken) {
   EXPECT_EQ(bookmark->description(), "url: '/Users/x/Documents' - data: '27'");
 }
 
-TEST_F(URLBookmarkTest, ARefusalIsLoggedWithThePathInClear) {
+TEST_F(URLBookmarkTest, RefusalIsLoggedWithThePath) {
   scripted.refuses = true;
   EXPECT_EQ(URLBookmark::from(url), std::nullopt);
   ASSERT_EQ(log->records().size(), 1u);
@@ -86,7 +86,7 @@ TEST_F(URLBookmarkTest, IsStoredAsJSONWithTwoMembers) {
             R"({"url":"file:\/\/\/Users\/x\/Documents","data":"dG9rZW4gb2YgL1VzZXJzL3gvRG9jdW1lbnRz"})");
 }
 
-TEST_F(URLBookmarkTest, TheURLComesFromTheTokenWhateverTheStoredOneSays) {
+TEST_F(URLBookmarkTest, TokenDecidesTheURL) {
   for (const char* text : {R"({"data":"dG9rZW4gb2YgL2E="})", R"({"url":"wrong","data":"dG9rZW4gb2YgL2E="})",
                            R"({"url":5,"data":"dG9rZW4gb2YgL2E=","more":[]})"}) {
     const auto bookmark = URLBookmark::from(Data(std::string_view(text)));
@@ -97,7 +97,7 @@ TEST_F(URLBookmarkTest, TheURLComesFromTheTokenWhateverTheStoredOneSays) {
   EXPECT_TRUE(log->records().empty());
 }
 
-TEST_F(URLBookmarkTest, WhatCannotBeDecodedIsLoggedWithItsText) {
+TEST_F(URLBookmarkTest, UndecodableDataIsLoggedWithItsText) {
   EXPECT_EQ(URLBookmark::from(Data(std::string_view("{\"url\":\"file:///a\"}"))), std::nullopt);
   ASSERT_EQ(log->messages().size(), 1u);
   EXPECT_THAT(log->messages()[0],
@@ -105,14 +105,14 @@ TEST_F(URLBookmarkTest, WhatCannotBeDecodedIsLoggedWithItsText) {
   EXPECT_THAT(log->messages()[0], HasSubstr(" | File: Tessaly/URLBookmark, line: 68"));
 }
 
-TEST_F(URLBookmarkTest, BytesThatAreNotUTF8AreLoggedAsNil) {
+TEST_F(URLBookmarkTest, IllFormedBytesAreLoggedAsNil) {
   EXPECT_EQ(URLBookmark::from(Data(Data::Bytes{0xFF, 0xFE})), std::nullopt);
   EXPECT_THAT(log->messages()[0], StartsWith("Failed to decode URL bookmark from nil. dataCorrupted("));
   EXPECT_EQ(URLBookmark::from(Data()), std::nullopt);
   EXPECT_THAT(log->messages()[1], StartsWith("Failed to decode URL bookmark from . dataCorrupted("));
 }
 
-TEST_F(URLBookmarkTest, WhateverElseIsStoredIsNone) {
+TEST_F(URLBookmarkTest, OtherStoredValuesGiveNoBookmark) {
   const std::string stored(URLBookmark::from(url)->transformToUserDefaultValue().text());
   for (std::size_t length = 0; length < stored.size(); ++length) {
     EXPECT_EQ(URLBookmark::from(Data(std::string_view(stored).substr(0, length))), std::nullopt) << length;
@@ -128,7 +128,7 @@ TEST_F(URLBookmarkTest, WhateverElseIsStoredIsNone) {
   EXPECT_EQ(nested->url().path(), "/a");
 }
 
-TEST_F(URLBookmarkTest, AFailedResolutionIsAFailedDecoding) {
+TEST_F(URLBookmarkTest, FailedResolutionIsAFailedDecoding) {
   const Data stored = URLBookmark::from(url)->transformToUserDefaultValue();
   scripted.refuses = true;
   EXPECT_EQ(URLBookmark::from(stored), std::nullopt);
@@ -137,7 +137,7 @@ TEST_F(URLBookmarkTest, AFailedResolutionIsAFailedDecoding) {
 }
 
 #if !TESSALY_IS_SANITIZED  // There, what does not fit into the memory stops the process.
-TEST_F(URLBookmarkTest, WhatCannotBeEncodedIsLoggedAndIsEmptyData) {
+TEST_F(URLBookmarkTest, UnencodableBookmarkIsLoggedAndEmpty) {
   constexpr std::size_t mebibyte = std::size_t{1} << 20;
   scripted.padding = std::string(64 * mebibyte, 'x');
   const auto bookmark = URLBookmark::from(url);

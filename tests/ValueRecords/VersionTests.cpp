@@ -19,7 +19,7 @@ constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
 static_assert(std::is_trivially_copyable_v<Version>);
 
-TEST(Version, KeepsWhatItIsMadeOf) {
+TEST(Version, KeepsItsParts) {
   const Version version{.major = -1, .minor = lowest, .patch = highest, .build = -7};
   EXPECT_EQ(version.major, -1);
   EXPECT_EQ(version.minor, lowest);
@@ -28,7 +28,7 @@ TEST(Version, KeepsWhatItIsMadeOf) {
   EXPECT_EQ(Version(1, 2, 3, std::nullopt), (Version{.major = 1, .minor = 2, .patch = 3}));
 }
 
-TEST(Version, ReadsTwoToFourPieces) {
+TEST(Version, ParsesTwoToFourPieces) {
   EXPECT_EQ(Version::from("1.2"), Version(1, 2, 0, std::nullopt));
   EXPECT_EQ(Version::from("1.2.3"), Version(1, 2, 3, std::nullopt));
   EXPECT_EQ(Version::from("1.2.3.4"), Version(1, 2, 3, 4));
@@ -36,7 +36,7 @@ TEST(Version, ReadsTwoToFourPieces) {
   EXPECT_EQ(Version::from("1.2.3.4.x"), Version(1, 2, 3, 4));
 }
 
-TEST(Version, LeavesEmptyPiecesOut) {
+TEST(Version, OmitsEmptyPieces) {
   EXPECT_EQ(Version::from(".1.2."), Version(1, 2, 0, std::nullopt));
   EXPECT_EQ(Version::from("1..2"), Version(1, 2, 0, std::nullopt));
   EXPECT_EQ(Version::from("...1...2...3...4..."), Version(1, 2, 3, 4));
@@ -50,14 +50,14 @@ TEST(Version, NeedsTwoNumbersToBegin) {
   }
 }
 
-TEST(Version, ReadsSignsAndLeadingZeros) {
+TEST(Version, ParsesSignsAndLeadingZeros) {
   EXPECT_EQ(Version::from("-1.2"), Version(-1, 2, 0, std::nullopt));
   EXPECT_EQ(Version::from("+1.-2.+3.-4"), Version(1, -2, 3, -4));
   EXPECT_EQ(Version::from("007.0000000000000000000000000001"), Version(7, 1, 0, std::nullopt));
   EXPECT_EQ(Version::from("-0.+0"), Version(0, 0, 0, std::nullopt));
 }
 
-TEST(Version, ReadsTheWholeRangeAndNothingBeyond) {
+TEST(Version, ParsesTheWholeRange) {
   EXPECT_EQ(Version::from("9223372036854775807.-9223372036854775808"), Version(highest, lowest, 0, std::nullopt));
   EXPECT_EQ(Version::from("9223372036854775808.0"), std::nullopt);
   EXPECT_EQ(Version::from("0.-9223372036854775809"), std::nullopt);
@@ -65,21 +65,21 @@ TEST(Version, ReadsTheWholeRangeAndNothingBeyond) {
   EXPECT_EQ(Version::from("1.2.3.9223372036854775808"), Version(1, 2, 3, std::nullopt));
 }
 
-TEST(Version, TakesAThirdOrFourthPieceThatIsNoNumberForAbsent) {
+TEST(Version, MalformedThirdOrFourthPieceIsAbsent) {
   EXPECT_EQ(Version::from("1.2.x"), Version(1, 2, 0, std::nullopt));
   EXPECT_EQ(Version::from("1.2.3.x"), Version(1, 2, 3, std::nullopt));
   EXPECT_EQ(Version::from("1.2.x.4"), Version(1, 2, 0, 4));
   EXPECT_EQ(Version::from("1.2.3rc1.4b"), Version(1, 2, 0, std::nullopt));
 }
 
-TEST(Version, TakesAnyBytes) {
+TEST(Version, AcceptsAnyBytes) {
   EXPECT_EQ(Version::from("1.2.\xFF.4"), Version(1, 2, 0, 4));
   EXPECT_EQ(Version::from("\xFF.2"), std::nullopt);
   EXPECT_EQ(Version::from(std::string_view("1\0.2", 4)), std::nullopt);
   EXPECT_EQ(Version::from(std::string(1'000'000, '.')), std::nullopt);
 }
 
-TEST(Version, AllocatesNothingToBeRead) {
+TEST(Version, ParsingAllocatesNothing) {
   EXPECT_EQ(Tests::allocationsOf([] { EXPECT_TRUE(Version::from("2023.4.1.12345")); }), 0);
 }
 
@@ -93,7 +93,7 @@ TEST(Version, DescribesItsFieldsJoinedByDots) {
   EXPECT_EQ(stream.str(), "0.0.0.0");
 }
 
-TEST(Version, ReadsItsOwnDescription) {
+TEST(Version, ParsesItsOwnDescription) {
   std::mt19937_64 random(51);
   for (int round = 0; round < 20'000; ++round) {
     const auto number = [&] { return static_cast<std::int64_t>(random()) >> random() % 64; };

@@ -53,7 +53,7 @@ void callFrom(GMainContext* context, int priority, std::function<void()> functio
   g_source_unref(source);
 }
 
-TEST(GLibMainLoop, RunsTasksOfTheMainThreadThatAwaitThePool) {
+TEST(GLibMainLoop, MainThreadTasksMayAwaitThePool) {
   Loop loop;
   GLib::MainLoopAdapter adapter;
   for (int i = 0; i < Tests::repetitions(200); ++i) {
@@ -79,7 +79,7 @@ TEST(GLibMainLoop, HasNothingToDoWithoutWork) {
   EXPECT_FALSE(g_main_context_pending(nullptr));
 }
 
-TEST(GLibMainLoop, ANestedLoopServesWorkThatComesMeanwhile) {
+TEST(GLibMainLoop, NestedLoopServesNewWork) {
   Loop outer;
   GLib::MainLoopAdapter adapter;
   std::vector<int> order;
@@ -186,7 +186,7 @@ TEST(GLibMainLoop, AdaptersInTwoContextsServeTheQueueFromEither) {
   }
 }
 
-TEST(GLibMainLoop, AdaptersGoInAnyOrder) {
+TEST(GLibMainLoop, AdaptersMayBeDestroyedInAnyOrder) {
   for (const bool firstGoesFirst : {true, false}) {
     std::optional<GLib::MainLoopAdapter> first(std::in_place);
     std::optional<GLib::MainLoopAdapter> second(std::in_place);
@@ -205,7 +205,7 @@ TEST(GLibMainLoop, AdaptersGoInAnyOrder) {
   }
 }
 
-TEST(GLibMainLoop, AnAdapterOutlivesItsLoopAndItsContext) {
+TEST(GLibMainLoop, AdapterMayOutliveItsLoopAndContext) {
   Context context(g_main_context_new());
   std::optional<Loop> loop(std::in_place, context.get());
   GLib::MainLoopAdapter adapter(context.get());
@@ -219,7 +219,7 @@ TEST(GLibMainLoop, AnAdapterOutlivesItsLoopAndItsContext) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST(GLibMainLoop, AnAdapterMayGoInsideWorkOfTheQueue) {
+TEST(GLibMainLoop, AdapterMayBeDestroyedInsideWorkOfTheQueue) {
   Loop loop;
   std::optional<GLib::MainLoopAdapter> adapter(std::in_place);
   bool theNextWasCalled = false;
@@ -235,7 +235,7 @@ TEST(GLibMainLoop, AnAdapterMayGoInsideWorkOfTheQueue) {
   EXPECT_EQ(MainQueue::drain(), 1U);
 }
 
-TEST(GLibMainLoop, AnAdapterMayGoInsideANestedLoop) {
+TEST(GLibMainLoop, AdapterMayBeDestroyedInsideANestedLoop) {
   Loop outer;
   std::optional<GLib::MainLoopAdapter> adapter(std::in_place);
   std::vector<int> order;
@@ -258,7 +258,7 @@ TEST(GLibMainLoop, AnAdapterMayGoInsideANestedLoop) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST(GLibMainLoop, WorkStandsBehindSourcesOfAHigherPriority) {
+TEST(GLibMainLoop, SourcesOfHigherPriorityRunBeforeWork) {
   Loop loop;
   GLib::MainLoopAdapter adapter(nullptr, G_PRIORITY_DEFAULT_IDLE);
   std::vector<int> order;
@@ -274,7 +274,7 @@ TEST(GLibMainLoop, WorkStandsBehindSourcesOfAHigherPriority) {
   EXPECT_EQ(order, (std::vector{1, 1, 2}));
 }
 
-TEST(GLibMainLoop, EndlessWorkLeavesOtherSourcesTheirTurns) {
+TEST(GLibMainLoop, EndlessWorkDoesNotBlockOtherSources) {
   Loop loop;
   GLib::MainLoopAdapter adapter;
   int turns = 0;

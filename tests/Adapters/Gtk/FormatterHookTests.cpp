@@ -172,7 +172,7 @@ TEST_F(GtkField, RedoesByEitherKey) {
   }
 }
 
-TEST_F(GtkField, JudgesTheDeletionOfAWord) {
+TEST_F(GtkField, ChecksTheDeletionOfAWord) {
   police(RecordingFormatter::make());
   type("one two");
   press({"Control_L", "BackSpace"});
@@ -181,7 +181,7 @@ TEST_F(GtkField, JudgesTheDeletionOfAWord) {
   EXPECT_EQ(textAndCursor(), "one two|");
 }
 
-TEST_F(GtkField, JudgesWhatIsPasted) {
+TEST_F(GtkField, ChecksPastedText) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("12");
   EXPECT_TRUE(pastes("words", [&] { return refused_.size() == 1; }));
@@ -221,7 +221,7 @@ TEST_F(GtkField, UndoesByWords) {
   EXPECT_EQ(text(), "one!");
 }
 
-TEST_F(GtkField, UndoesNothingInAFieldThatIsOnlyRead) {
+TEST_F(GtkField, ReadOnlyFieldUndoesNothing) {
   police(Formatters::NoEmojis::make(3));
   type("abc");
   gtk_editable_set_editable(field_, FALSE);
@@ -230,7 +230,7 @@ TEST_F(GtkField, UndoesNothingInAFieldThatIsOnlyRead) {
   EXPECT_FALSE(hook_->undo());
 }
 
-TEST_F(GtkField, JudgesCommittedButNotComposedInput) {
+TEST_F(GtkField, ChecksCommittedButNotComposedInput) {
   police(Formatters::CharactersLimit::make(2));
   press({"dead_acute"});
   EXPECT_EQ(text(), "");
@@ -243,7 +243,7 @@ TEST_F(GtkField, JudgesCommittedButNotComposedInput) {
   EXPECT_EQ(refused_, (Strings{"éé"}));
 }
 
-TEST_F(GtkField, TakesTheBoundInsteadOfALetterByItsNumber) {
+TEST_F(GtkField, ReplacesACodePointInputByTheBound) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("55");
   press({"Control_L", "Shift_L", "u"});
@@ -252,7 +252,7 @@ TEST_F(GtkField, TakesTheBoundInsteadOfALetterByItsNumber) {
   EXPECT_EQ(refused_, (Strings{"55٥"}));
 }
 
-TEST_F(GtkField, PolicesWhatTheProgramSets) {
+TEST_F(GtkField, ChecksTextOfTheProgram) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   gtk_editable_set_text(field_, "42");
   EXPECT_EQ(text(), "42");
@@ -266,7 +266,7 @@ TEST_F(GtkField, PolicesWhatTheProgramSets) {
   EXPECT_EQ(position, 1);
 }
 
-TEST_F(GtkField, JudgesADeletionByTheProgramWhenTheLoopTurns) {
+TEST_F(GtkField, ChecksADeletionByTheProgramInTheNextTurn) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   gtk_editable_set_text(field_, "42");
   gtk_editable_delete_text(field_, 0, 1);
@@ -293,7 +293,7 @@ TEST_F(GtkField, AcceptsTheFirstTextAndCorrectsItAtTheEnd) {
   EXPECT_EQ(ends_, 1);
 }
 
-TEST_F(GtkField, RefusesWhatIsNotUTF8) {
+TEST_F(GtkField, RefusesIllFormedUTF8) {
   const auto formatter = police(RecordingFormatter::make());
   type("a");
   formatter->calls.clear();
@@ -335,7 +335,7 @@ TEST_F(GtkField, EmitsNothingForARefusedChange) {
   EXPECT_EQ(text(), "5");
 }
 
-TEST_F(GtkField, LeavesTheFieldsOwnLimitToTheField) {
+TEST_F(GtkField, FieldEnforcesItsOwnMaximumLength) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   gtk_entry_set_max_length(GTK_ENTRY(field_), 2);
   type("42");
@@ -355,7 +355,7 @@ TEST_F(GtkField, MayLoseItsHook) {
   EXPECT_NE(text(), "42x");
 }
 
-TEST_F(GtkField, MayGoWhileItIsEdited) {
+TEST_F(GtkField, FieldMayBeDestroyedDuringEditing) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("42");
   gtk_editable_delete_text(field_, 0, 1);
@@ -365,7 +365,7 @@ TEST_F(GtkField, MayGoWhileItIsEdited) {
   EXPECT_FALSE(hook_->undo());
 }
 
-TEST_F(GtkField, MayBeOfAnotherKind) {
+TEST_F(GtkField, SupportsOtherKindsOfFields) {
   GtkWidget* password = gtk_password_entry_new();
   gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), password);
   field_ = GTK_EDITABLE(password);
@@ -379,7 +379,7 @@ TEST_F(GtkField, MayBeOfAnotherKind) {
 }
 
 /// A program of its own, which receives its input from outside.
-TEST(GtkForm, SavesWhatWasTyped) {
+TEST(GtkForm, SavesTypedText) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
   if (!display.reason().empty()) GTEST_SKIP() << display.reason();
   const Tests::TemporaryFolder folder;

@@ -37,12 +37,12 @@ class QtMainLoop : public testing::Test {
   std::optional<Application> application_{std::in_place};
 };
 
-TEST_F(QtMainLoop, IsTheOneThatTheEnvironmentAsksFor) {
+TEST_F(QtMainLoop, EnvironmentChoosesTheLoop) {
   const std::string_view name = QAbstractEventDispatcher::instance()->metaObject()->className();
   EXPECT_EQ(name, qEnvironmentVariableIsEmpty("QT_NO_GLIB") ? "QEventDispatcherGlib" : "QEventDispatcherUNIX");
 }
 
-TEST_F(QtMainLoop, RunsTasksOfTheMainThreadThatAwaitThePool) {
+TEST_F(QtMainLoop, MainThreadTasksMayAwaitThePool) {
   Qt6::MainLoopAdapter adapter;
   for (int i = 0; i < Tests::repetitions(200); ++i) {
     QEventLoop loop;
@@ -59,7 +59,7 @@ TEST_F(QtMainLoop, RunsTasksOfTheMainThreadThatAwaitThePool) {
   }
 }
 
-TEST_F(QtMainLoop, TheApplicationEndsWithWhatATaskGaveIt) {
+TEST_F(QtMainLoop, TaskSetsTheExitStatusOfTheApplication) {
   Qt6::MainLoopAdapter adapter;
   Task<> task([]() -> Async<void> {
     const int status = co_await withIsolation(Isolation(), [] { return 7; });
@@ -77,7 +77,7 @@ TEST_F(QtMainLoop, HasNothingToDoWithoutWork) {
   EXPECT_FALSE(QCoreApplication::eventDispatcher()->processEvents(QEventLoop::AllEvents));
 }
 
-TEST_F(QtMainLoop, ANestedLoopServesWorkThatComesMeanwhile) {
+TEST_F(QtMainLoop, NestedLoopServesNewWork) {
   Qt6::MainLoopAdapter adapter;
   QEventLoop outer;
   std::vector<int> order;
@@ -168,7 +168,7 @@ TEST_F(QtMainLoop, TwoAdaptersServeOneQueueInOrder) {
   for (int i = 0; i < 100; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
 }
 
-TEST_F(QtMainLoop, AdaptersGoInAnyOrder) {
+TEST_F(QtMainLoop, AdaptersMayBeDestroyedInAnyOrder) {
   for (const bool firstGoesFirst : {true, false}) {
     std::optional<Qt6::MainLoopAdapter> first(std::in_place);
     std::optional<Qt6::MainLoopAdapter> second(std::in_place);
@@ -187,7 +187,7 @@ TEST_F(QtMainLoop, AdaptersGoInAnyOrder) {
   }
 }
 
-TEST_F(QtMainLoop, AnAdapterOutlivesTheApplicationObject) {
+TEST_F(QtMainLoop, AdapterMayOutliveTheApplicationObject) {
   Qt6::MainLoopAdapter adapter;
   onMain([] { QCoreApplication::quit(); });
   EXPECT_EQ(QCoreApplication::exec(), 0);
@@ -198,7 +198,7 @@ TEST_F(QtMainLoop, AnAdapterOutlivesTheApplicationObject) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(QtMainLoop, AnAdapterMayGoInsideWorkOfTheQueue) {
+TEST_F(QtMainLoop, AdapterMayBeDestroyedInsideWorkOfTheQueue) {
   std::optional<Qt6::MainLoopAdapter> adapter(std::in_place);
   QEventLoop loop;
   bool theNextWasCalled = false;
@@ -216,7 +216,7 @@ TEST_F(QtMainLoop, AnAdapterMayGoInsideWorkOfTheQueue) {
   EXPECT_EQ(MainQueue::drain(), 1U);
 }
 
-TEST_F(QtMainLoop, AnAdapterMayGoInsideANestedLoop) {
+TEST_F(QtMainLoop, AdapterMayBeDestroyedInsideANestedLoop) {
   std::optional<Qt6::MainLoopAdapter> adapter(std::in_place);
   QEventLoop outer;
   std::vector<int> order;
@@ -239,7 +239,7 @@ TEST_F(QtMainLoop, AnAdapterMayGoInsideANestedLoop) {
   EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
-TEST_F(QtMainLoop, WorkThatNeverEndsLeavesTimersTheirTurns) {
+TEST_F(QtMainLoop, EndlessWorkDoesNotBlockTimers) {
   Qt6::MainLoopAdapter adapter;
   QEventLoop loop;
   Task<> endless([]() -> Async<void> {

@@ -62,7 +62,7 @@ class QtField : public testing::Test {
     ASSERT_TRUE(comesTrue([&] { return window_->isActiveWindow() && field_->hasFocus(); }));
   }
 
-  // Before the destinations of its handlers.
+  // The window is destroyed before the destinations of its handlers.
   void TearDown() override { window_.reset(); }
 
   /// Whether the condition becomes true while the loop runs.
@@ -144,7 +144,7 @@ TEST_F(QtField, EmitsOneEditingEndAndNoneForRefusedTexts) {
   EXPECT_EQ(ends.count(), 1);
 }
 
-TEST_F(QtField, JudgesWhatIsPasted) {
+TEST_F(QtField, ChecksPastedText) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("12");
   for (const auto& [pasted, before, after] : std::vector<std::tuple<const char*, std::string, std::string>>{
@@ -170,7 +170,7 @@ TEST_F(QtField, RefusesAMegabyteBeyondItsLimit) {
   EXPECT_EQ(refused_[0].size(), 1'000'002U);
 }
 
-TEST_F(QtField, KeepsWhatCanBeRedoneAfterUndoing) {
+TEST_F(QtField, UndoneChangesCanBeRedone) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("42");
   press({"Control_L", "z"});
@@ -178,7 +178,7 @@ TEST_F(QtField, KeepsWhatCanBeRedoneAfterUndoing) {
   EXPECT_EQ(text(), "42");
 }
 
-TEST_F(QtField, JudgesCommittedButNotComposedInput) {
+TEST_F(QtField, ChecksCommittedButNotComposedInput) {
   police(Formatters::CharactersLimit::make(4));
   type("ab");
   QInputMethodEvent composing("composing", {});
@@ -197,7 +197,7 @@ TEST_F(QtField, JudgesCommittedButNotComposedInput) {
   EXPECT_EQ(textAndCursor(), "abc|");
 }
 
-TEST_F(QtField, TakesTheBoundInsteadOfWhatAnInputMethodCommits) {
+TEST_F(QtField, ReplacesCommittedInputByTheBound) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("1");
   QInputMethodEvent composing("2", {});
@@ -209,7 +209,7 @@ TEST_F(QtField, TakesTheBoundInsteadOfWhatAnInputMethodCommits) {
   EXPECT_EQ(textAndCursor(), "100|");
 }
 
-TEST_F(QtField, TakesWhatTheProgramSetsAsItIs) {
+TEST_F(QtField, DoesNotCheckTextOfTheProgram) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   for (const auto echo : {QLineEdit::Normal, QLineEdit::Password}) {
     field_->setEchoMode(echo);
@@ -226,7 +226,7 @@ TEST_F(QtField, TakesWhatTheProgramSetsAsItIs) {
   }
 }
 
-TEST_F(QtField, HiddenCharactersArePolicedToo) {
+TEST_F(QtField, HiddenCharactersAreChecked) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   field_->setEchoMode(QLineEdit::Password);
   type("7x");
@@ -237,7 +237,7 @@ TEST_F(QtField, HiddenCharactersArePolicedToo) {
   EXPECT_EQ(text(), "100");
 }
 
-TEST_F(QtField, MendsAtTheEndWhatTheProgramSet) {
+TEST_F(QtField, CorrectsTextOfTheProgramAtTheEndOfEditing) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   field_->setText("150");
   press({"Return"});
@@ -294,7 +294,7 @@ TEST_F(QtField, EmitsOneSignalForAReplacementAndNoneForRefusal) {
   EXPECT_EQ(changes[1][0].toString(), "100");
 }
 
-TEST_F(QtField, LeavesTheFieldsOwnLimitToTheField) {
+TEST_F(QtField, FieldEnforcesItsOwnMaximumLength) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   field_->setMaxLength(2);
   type("42");
@@ -311,7 +311,7 @@ TEST_F(QtField, MayLoseItsValidator) {
   EXPECT_EQ(text(), "42x");
 }
 
-TEST_F(QtField, MayGoWhileItIsEdited) {
+TEST_F(QtField, FieldMayBeDestroyedDuringEditing) {
   const auto formatter = police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
   type("42");
   delete field_;
@@ -320,7 +320,7 @@ TEST_F(QtField, MayGoWhileItIsEdited) {
 }
 
 /// A program of its own, which receives its input from outside.
-TEST(QtForm, SavesWhatWasTyped) {
+TEST(QtForm, SavesTypedText) {
   Tests::PrivateDisplay display("😀٠", 700, 480);
   if (!display.reason().empty()) GTEST_SKIP() << display.reason();
   const Tests::TemporaryFolder folder;

@@ -7,8 +7,8 @@
 #include <tuple>
 #include <vector>
 
-// Every interleaving of a few threads at one call gate. Each thread is a little machine whose steps are the atomic
-// operations of CallGate.cpp, the futex's wait and wake among them; a search visits every state that they can reach.
+// Explores every interleaving of a few threads at one call gate. Each thread is a state machine. Its steps are the
+// atomic operations of CallGate.cpp, and the wait and wake of the futex. The search visits every reachable state.
 
 namespace Tessaly {
 namespace {
@@ -46,7 +46,7 @@ struct Thread {
 
 struct State {
   std::uint32_t word = 0;
-  bool isGone = false;  // A thread outside has returned from `close()` and destroyed the gate.
+  bool isGone = false;  // Whether an outside thread has returned from `close()` and destroyed the gate.
   std::vector<Thread> threads;
   auto operator<=>(const State&) const = default;
 };
@@ -90,7 +90,7 @@ void stepOfClosing(State& state, Thread& self) {
   }
 }
 
-/// Makes the thread's next step; false if it cannot make one.
+/// Makes the thread's next step. Returns false if the thread cannot make one.
 bool advance(State& state, std::size_t index) {
   Thread& self = state.threads[index];
   switch (self.step) {
@@ -113,7 +113,7 @@ bool advance(State& state, std::size_t index) {
       return true;
     case Step::refuseWake:
     case Step::leaveWake:
-      wake(state);  // Reads no memory of the gate.
+      wake(state);  // Waking reads no memory of the gate.
       self.step = Step::done;
       return true;
     case Step::asleep:
@@ -131,7 +131,7 @@ struct Findings {
   bool callsAfterClosing = false;
 };
 
-/// A call that is in after an outside thread's `close()` has returned could touch what that thread destroys.
+/// A call that is admitted after an outside thread's `close()` returned could use objects that the thread destroys.
 Findings explore(const std::vector<Kind>& kinds) {
   State first;
   for (const Kind kind : kinds) first.threads.push_back({kind, kind == Kind::closes ? Step::close : Step::enter});

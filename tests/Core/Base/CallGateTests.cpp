@@ -109,7 +109,7 @@ TEST(CallGate, ThreadOutsideWaitsForCallsThatCloseThemselves) {
     while (entered < 2) std::this_thread::yield();
     EXPECT_TRUE(gate->close());
     EXPECT_EQ(left + left2, 2);
-    gate.reset();  // No call touches it afterwards.
+    gate.reset();  // No call uses the gate afterwards.
   }
 }
 

@@ -33,9 +33,9 @@ struct WordlessError : Error {
   std::string description() const override { throw std::bad_alloc(); }
 };
 
-TEST(Error, OfAPlainClassIsDescribedByItsBareName) { EXPECT_EQ(PlainError().description(), "PlainError()"); }
+TEST(Error, PlainClassIsDescribedByItsUnqualifiedName) { EXPECT_EQ(PlainError().description(), "PlainError()"); }
 
-TEST(Error, OfAPlainClassHasItsFullNameAsDomainAndCodeOne) {
+TEST(Error, PlainClassHasItsFullNameAsDomain) {
   EXPECT_EQ(Outer::NestedError().domain(), "Tessaly.(anonymous namespace).Outer.NestedError");
   EXPECT_EQ(Outer::NestedError().code(), 1);
   EXPECT_EQ(Outer::NestedError().description(), "NestedError()");
@@ -46,7 +46,7 @@ TEST(Error, HasAStandardMessageForPeople) {
             "The operation couldn’t be completed. (Tessaly.CancellationError error 1.)");
 }
 
-TEST(Error, IsWrittenAsItIsDescribed) {
+TEST(Error, StreamOutputIsTheDescription) {
   std::ostringstream stream;
   stream << UploadError("a.txt") << ' ' << CancellationError();
   EXPECT_EQ(stream.str(), "Upload of a.txt refused CancellationError()");
@@ -62,15 +62,13 @@ TEST(Error, OverridesAreUsedThroughTheBase) {
   EXPECT_STREQ(error.what(), "Upload of a.txt refused");
 }
 
-TEST(Error, WhatStaysTheSamePointerAsLongAsTheObject) {
+TEST(Error, WhatReturnsOnePointerPerObject) {
   const UploadError error("a.txt");
   const char* first = error.what();
   EXPECT_EQ(first, error.what());
 }
 
-TEST(Error, WhatFallsBackToTheBaseNameWhenTheDescriptionThrows) {
-  EXPECT_STREQ(WordlessError().what(), "Tessaly::Error");
-}
+TEST(Error, WhatIsTheBaseNameIfTheDescriptionThrows) { EXPECT_STREQ(WordlessError().what(), "Tessaly::Error"); }
 
 TEST(Error, ACopyHasATextOfItsOwn) {
   UploadError original("a.txt");
@@ -105,7 +103,7 @@ TEST(Error, IsCaughtAsAStandardException) {
   }
 }
 
-TEST(Error, WhatMayBeAskedByManyThreadsAtOnce) {
+TEST(Error, ThreadsMayCallWhatAtOnce) {
   for (int round = 0; round < Tests::repetitions(200); ++round) {
     const UploadError error("a.txt");
     std::vector<const char*> answers(4);

@@ -37,7 +37,7 @@ TEST(FatalError, TakesBracesInTheMessageAsTheyAre) {
               Eq("Tessaly/{}:7: Fatal error: {} {0} }{\n"));
 }
 
-TEST(FatalError, OfSeveralThreadsAtOnceReportsOne) {
+TEST(FatalError, OnlyOneOfSeveralThreadsReports) {
   for (int round = 0; round < 20; ++round) {
     EXPECT_EXIT(
         {
@@ -97,7 +97,7 @@ TEST(FatalErrorHandler, BeyondTheEighthIsIgnored) {
       KilledBySignal(SIGABRT), Eq("Tessaly/A:1: Fatal error: stopped\n01234567"));
 }
 
-TEST(FatalErrorHandler, ThatFailsInItsTurnEndsTheProcessAtOnce) {
+TEST(FatalErrorHandler, FailingHandlerEndsTheProcessAtOnce) {
   EXPECT_EXIT(
       {
         addFatalErrorHandler([]() noexcept { fatalError("second", "Tessaly/B", 2); });

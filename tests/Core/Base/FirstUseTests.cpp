@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Core/Base/detail/FirstUse.hpp"
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,10 +9,12 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
+
 namespace Tessaly {
 namespace {
 
-/// The exit status of a child of a fork; -1 when a signal ended it.
+/// The exit status of a forked child, or -1 if a signal ended it.
 template <typename Body>
 int exitStatusInChild(Body body) {
   const pid_t child = ::fork();
@@ -49,7 +49,7 @@ TEST(FirstUse, MakesOneObjectForAllThreads) {
   EXPECT_EQ(*seen[0], 7);
 }
 
-TEST(FirstUse, AForkInTheMiddleOfTheMakingLeavesTheChildUsable) {
+TEST(FirstUse, ForkDuringTheMakingLeavesTheChildUsable) {
   static constinit std::latch begun(1);
   static constinit std::latch mayEnd(1);
   static constinit bool isChild = false;

@@ -12,7 +12,7 @@
 namespace Tessaly {
 namespace {
 
-// A child of a fork that uses the runtime. What ends it is returned as wait status.
+// Runs the body in a forked child and returns the child's wait status.
 template <typename Body>
 int statusOfForkedChild(Body body) {
   const pid_t child = ::fork();
@@ -25,17 +25,17 @@ int statusOfForkedChild(Body body) {
   return status;
 }
 
-TEST(ForkGuard, LetsAChildThroughWhenTheForkCameBeforeTheFirstThread) {
+TEST(ForkGuard, ForkBeforeTheFirstThreadIsAllowed) {
   EXPECT_EQ(statusOfForkedChild([] { detail::stopIfForkedChild(); }), 0);
 }
 
-TEST(ForkGuard, LetsTheParentThroughAfterAFork) {
+TEST(ForkGuard, ParentGoesOnAfterAFork) {
   detail::startLibraryThread("tessaly-test", [] {});
   EXPECT_EQ(statusOfForkedChild([] {}), 0);
   detail::stopIfForkedChild();
 }
 
-TEST(ForkGuard, StopsAChildThatUsesTheRuntimeOfItsParent) {
+TEST(ForkGuard, ChildThatUsesItsParentsRuntimeIsStopped) {
   detail::startLibraryThread("tessaly-test", [] {});
   EXPECT_EXIT(
       {
@@ -64,7 +64,7 @@ TEST(ForkGuard, StopsAGrandchildToo) {
   EXPECT_EQ(WEXITSTATUS(status), SIGABRT);
 }
 
-TEST(ForkGuard, LetsAnExecutedProgramThrough) {
+TEST(ForkGuard, ExecutedProgramIsAllowed) {
   detail::noteRuntimeStarted();
   EXPECT_EQ(statusOfForkedChild([] { ::execl("/bin/true", "true", nullptr); }), 0);
 }

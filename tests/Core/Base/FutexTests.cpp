@@ -16,18 +16,18 @@ TEST(Futex, DoesNotWaitWhenTheWordHoldsAnotherValue) {
   EXPECT_TRUE(detail::futexWaitFor(word, 0, 3'600'000'000'000));
 }
 
-TEST(Futex, TellsThatTheTimeHasPassed) {
+TEST(Futex, ReportsATimeout) {
   const std::atomic<std::uint32_t> word{0};
   EXPECT_FALSE(detail::futexWaitFor(word, 0, 1));
 }
 
-TEST(Futex, DoesNotWaitWhenNoTimeIsLeft) {
+TEST(Futex, ZeroTimeDoesNotWait) {
   const std::atomic<std::uint32_t> word{0};
   EXPECT_FALSE(detail::futexWaitFor(word, 0, 0));
   EXPECT_FALSE(detail::futexWaitFor(word, 0, -1));
 }
 
-TEST(Futex, WakesEveryWaiterWhenAskedToWakeAsMany) {
+TEST(Futex, WakesUpToTheGivenNumberOfWaiters) {
   for (int round = 0; round < Tests::repetitions(200); ++round) {
     std::atomic<std::uint32_t> word{0};
     std::vector<std::jthread> waiters;

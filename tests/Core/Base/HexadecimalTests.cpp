@@ -8,7 +8,7 @@ namespace {
 
 using namespace detail;
 
-TEST(Hexadecimal, EveryByteIsTwoDigitsThatReadBack) {
+TEST(Hexadecimal, EveryByteIsTwoDigitsThatParseBack) {
   for (int byte = 0; byte < 256; ++byte) {
     for (const std::string_view digits : {upperHexadecimalDigits, lowerHexadecimalDigits}) {
       std::string text;

@@ -10,7 +10,7 @@
 namespace Tessaly {
 namespace {
 
-TEST(ThreadIdentifier, IsTheKernels) {
+TEST(ThreadIdentifier, IsTheNumberOfTheKernel) {
   EXPECT_EQ(currentThreadIdentifier(), static_cast<std::uint32_t>(::gettid()));
   EXPECT_EQ(currentThreadIdentifier(), static_cast<std::uint32_t>(::gettid()));
 }
@@ -22,7 +22,7 @@ TEST(ThreadIdentifier, DiffersAmongThreads) {
   EXPECT_NE(there, here);
 }
 
-TEST(ThreadIdentifier, IsAskedAnewInTheChildOfAFork) {
+TEST(ThreadIdentifier, IsUpdatedInTheChildOfAFork) {
   ASSERT_NE(currentThreadIdentifier(), 0U);
   const pid_t child = ::fork();
   if (child == 0) ::_exit(currentThreadIdentifier() == static_cast<std::uint32_t>(::gettid()) ? 0 : 1);

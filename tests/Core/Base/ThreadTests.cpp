@@ -15,7 +15,7 @@
 namespace Tessaly {
 namespace {
 
-// The signals that the C library keeps for itself, and those that nobody can block.
+// Excludes the signals that the C library reserves, and those that cannot be blocked.
 bool canBeBlocked(int signal) { return signal != SIGKILL && signal != SIGSTOP && (signal <= 31 || signal >= SIGRTMIN); }
 
 template <typename Body>
@@ -47,7 +47,7 @@ TEST(LibraryThread, HasEverySignalBlocked) {
   }
 }
 
-TEST(LibraryThread, LeavesTheMaskOfItsStarterAlone) {
+TEST(LibraryThread, KeepsTheSignalMaskOfItsStarter) {
   const sigset_t before = currentMask();
   resultOnLibraryThread("tessaly-test", currentMask);
   const sigset_t after = currentMask();

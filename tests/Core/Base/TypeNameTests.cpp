@@ -23,7 +23,7 @@ namespace {
 
 struct Hidden {};
 
-TEST(TypeName, IsBareOfNamespacesAndEnclosingTypes) {
+TEST(TypeName, OmitsNamespacesAndEnclosingTypes) {
   EXPECT_EQ(typeName<Exporter>(), "Exporter");
   EXPECT_EQ(typeName<Exporter::Row>(), "Row");
   EXPECT_EQ(typeName(Type<Int32::StatusError>()), "StatusError");

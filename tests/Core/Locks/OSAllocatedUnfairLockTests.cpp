@@ -52,7 +52,7 @@ TEST(OSAllocatedUnfairLock, CopiesShareOneLock) {
   EXPECT_TRUE(isFreeForOthers(first));
 }
 
-TEST(OSAllocatedUnfairLock, FreshOnesAreApart) {
+TEST(OSAllocatedUnfairLock, NewLocksAreIndependent) {
   const OSAllocatedUnfairLock<void> first;
   const OSAllocatedUnfairLock<void> second;
   EXPECT_NE(first, second);
@@ -61,7 +61,7 @@ TEST(OSAllocatedUnfairLock, FreshOnesAreApart) {
   first.unlock();
 }
 
-TEST(OSAllocatedUnfairLock, ACopyOutlivesTheFirstHandle) {
+TEST(OSAllocatedUnfairLock, CopyOutlivesTheFirstHandle) {
   auto first = std::make_unique<OSAllocatedUnfairLock<void>>();
   const OSAllocatedUnfairLock<void> second = *first;
   second.lock();
@@ -70,7 +70,7 @@ TEST(OSAllocatedUnfairLock, ACopyOutlivesTheFirstHandle) {
   EXPECT_TRUE(isFreeForOthers(second));
 }
 
-TEST(OSAllocatedUnfairLock, AMoveKeepsTheLockEvenWhileItIsHeld) {
+TEST(OSAllocatedUnfairLock, MoveKeepsAHeldLock) {
   OSAllocatedUnfairLock<void> first;
   const OSAllocatedUnfairLock<void> witness = first;
   first.lock();
@@ -80,7 +80,7 @@ TEST(OSAllocatedUnfairLock, AMoveKeepsTheLockEvenWhileItIsHeld) {
   second.unlock();
 }
 
-TEST(OSAllocatedUnfairLock, AssignmentLetsGoOfTheOldLockAndSharesTheNew) {
+TEST(OSAllocatedUnfairLock, AssignmentReleasesTheOldLock) {
   OSAllocatedUnfairLock<void> first;
   const OSAllocatedUnfairLock<void> second;
   first = second;
@@ -113,13 +113,13 @@ TEST(OSAllocatedUnfairLock, WithLockHoldsTheLockWhileTheBodyRuns) {
   EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(OSAllocatedUnfairLock, WithLockLetsAnExceptionThroughWithTheLockReleased) {
+TEST(OSAllocatedUnfairLock, WithLockReleasesTheLockOnAnException) {
   const OSAllocatedUnfairLock<void> lock;
   EXPECT_THROW(lock.withLock([] { throw std::out_of_range("full"); }), std::out_of_range);
   EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(OSAllocatedUnfairLock, WithLockReturnsWhatCanNeitherBeCopiedNorMoved) {
+TEST(OSAllocatedUnfairLock, WithLockReturnsImmovableResults) {
   const OSAllocatedUnfairLock<void> lock;
   const Immovable result = lock.withLock([] { return Immovable(7); });
   EXPECT_EQ(result.number, 7);

@@ -51,7 +51,7 @@ TEST(UnfairLock, IsFreeAtFirstAndAfterItsGuard) {
   EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(UnfairLock, TriedByItsOwnerSaysNoAndLeavesItLocked) {
+TEST(UnfairLock, TryByTheOwnerFailsAndKeepsTheLock) {
   UnfairLock lock;
   UnfairLock::Guard guard(lock);
   EXPECT_FALSE([&]() TESSALY_NO_THREAD_SAFETY_ANALYSIS { return lock.lockIfAvailable(); }());
@@ -82,7 +82,7 @@ TEST(UnfairLock, LetsOneThreadInAtATime) {
   EXPECT_EQ(total, static_cast<long>(threadCount) * rounds);
 }
 
-TEST(UnfairLock, LetsOneThreadInAtATimeWhenSomeTryAndSomeWait) {
+TEST(UnfairLock, TryingAndWaitingThreadsExcludeEachOther) {
   const int rounds = Tests::repetitions(20'000);
   UnfairLock lock;
   long total = 0;
@@ -147,7 +147,7 @@ TEST(UnfairLock, MakesNoSystemCallWhenItIsFree) {
 }
 #endif
 
-TEST(UnfairLock, TheCheckForSystemCallsSeesOne) {
+TEST(UnfairLock, CheckForSystemCallsDetectsOne) {
   EXPECT_EQ(Tests::systemCallsOf([] { ::syscall(SYS_getppid); }), Tests::SystemCalls::some);
 }
 
@@ -217,7 +217,7 @@ TEST(UnfairLock, FreeAtAForkServesTheChild) {
   EXPECT_TRUE(isFreeForOthers(lock));
 }
 
-TEST(UnfairLock, HeldAtAForkIsNotTheChildsToUnlock) {
+TEST(UnfairLock, ForkedChildMayNotUnlockIt) {
   EXPECT_EXIT(
       {
         UnfairLock lock;

@@ -49,7 +49,7 @@ TEST(LogBackend, InstallationsNest) {
   EXPECT_EQ(outer->count, 2);
 }
 
-TEST(LogBackend, OutlivesItsInstallationForRecordsThatAreOnTheirWay) {
+TEST(LogBackend, OutlivesItsInstallationForPendingRecords) {
   std::weak_ptr<SilentBackend> observed;
   {
     auto backend = std::make_shared<SilentBackend>();
@@ -95,7 +95,7 @@ TEST(LogBackend, ByDefaultHasNoJournal) {
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::notTried);
 }
 
-TEST(LogBackend, TwoThreadsCanWriteWhileItIsExchanged) {
+TEST(LogBackend, ThreadsMayWriteDuringTheExchange) {
   const auto counted = std::make_shared<SilentBackend>();
   const LogBackendInstallation outer(counted);
   const auto other = std::make_shared<SilentBackend>();
@@ -111,7 +111,7 @@ TEST(LogBackend, TwoThreadsCanWriteWhileItIsExchanged) {
   EXPECT_EQ(counted->count + other->count, 20'000);
 }
 
-TEST(OSLogStore, ReadsWhatTheProcessHasWritten) {
+TEST(OSLogStore, ReadsTheRecordsOfTheProcess) {
   const auto before = std::chrono::system_clock::now();
   Logger("app.identifier", "category").error("first %{public}s", "public");
   Logger("app.identifier", "category").notice("second %s", "secret");
@@ -130,7 +130,7 @@ TEST(OSLogStore, ReadsTheStoreOfAnInstalledBackend) {
   EXPECT_EQ(OSLogStore::currentProcess().entries().size(), 1u);
 }
 
-TEST(OSLogStore, SaysSoWhenThereIsNone) {
+TEST(OSLogStore, MissingStoreThrows) {
   const LogBackendInstallation installation(
       std::make_shared<RecordingLogBackend>(RecordingLogBackend::Store::unavailable));
   Logger("a", "b").error("text");

@@ -9,7 +9,7 @@ namespace {
 
 using namespace Tessaly;
 
-TEST(LogFormat, FindsPlaceholdersOneAfterAnother) {
+TEST(LogFormat, FindsPlaceholdersInOrder) {
   constexpr std::string_view format = "a %d b %{public}s";
   constexpr auto first = detail::nextLogPlaceholder(format, 0);
   EXPECT_EQ(first.begin, 2u);
@@ -38,7 +38,7 @@ TEST(LogFormat, APercentSignTakesNoArgument) {
   EXPECT_EQ(detail::nextLogPlaceholder("100%%", 0).end, 5u);
 }
 
-TEST(LogFormat, WhatIsNoPlaceholderIsMalformed) {
+TEST(LogFormat, OtherTextAfterAPercentSignIsMalformed) {
   for (const std::string_view format : {"%", "%q", "%{public}", "%{public}%", "%{secret}s", "%{", "%ld"}) {
     EXPECT_EQ(detail::nextLogPlaceholder(format, 0).conversion, 0) << format;
   }
@@ -57,7 +57,7 @@ TEST(LogFormat, EachConversionTakesItsKindOfArgument) {
   EXPECT_FALSE(detail::acceptsLogArgument('f', Kind::signedInteger));
 }
 
-TEST(LogFormat, KnowsWhichTypesAreArguments) {
+TEST(LogFormat, AcceptsOnlyTypesOfArguments) {
   static_assert(detail::LogArgumentType<std::string>);
   static_assert(detail::LogArgumentType<std::string_view>);
   static_assert(detail::LogArgumentType<const char*>);
@@ -74,7 +74,7 @@ TEST(LogFormat, KnowsWhichTypesAreArguments) {
   EXPECT_EQ(detail::logArgumentKind<float>, detail::LogArgumentKind::floatingPoint);
 }
 
-TEST(LogFormat, RemembersThePlaceOfTheCall) {
+TEST(LogFormat, KeepsThePlaceOfTheCall) {
   const LogFormat<int> format = "%d";
   const unsigned line = __LINE__ - 1;
   EXPECT_EQ(format.text(), "%d");
@@ -85,7 +85,7 @@ TEST(LogFormat, RemembersThePlaceOfTheCall) {
 
 LogLocation placeOfCaller(LogLocation location = LogLocation::here()) { return location; }
 
-TEST(LogLocation, OfADefaultArgumentIsThePlaceOfTheCall) {
+TEST(LogLocation, DefaultArgumentGivesThePlaceOfTheCall) {
   const LogLocation location = placeOfCaller();
   EXPECT_EQ(location.line, static_cast<unsigned>(__LINE__ - 1));
   EXPECT_STREQ(location.function, "TestBody");

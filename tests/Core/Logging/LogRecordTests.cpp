@@ -29,7 +29,7 @@ class LogRecordTest : public testing::Test {
   std::vector<LogArgument> arguments_;
 };
 
-TEST_F(LogRecordTest, IsOfThisMomentProcessAndThread) {
+TEST_F(LogRecordTest, HasTheCurrentTimeProcessAndThread) {
   const auto before = std::chrono::system_clock::now();
   const LogRecord record = LogRecord::make(OSLog("subsystem", "category"), OSLogType::fault);
   const auto after = std::chrono::system_clock::now();
@@ -42,7 +42,7 @@ TEST_F(LogRecordTest, IsOfThisMomentProcessAndThread) {
   EXPECT_FALSE(record.signpost);
 }
 
-TEST_F(LogRecordTest, TheChildOfAForkWritesItsOwnIdentifiers) {
+TEST_F(LogRecordTest, ChildOfAForkWritesItsOwnIdentifiers) {
   const LogRecord parents = LogRecord::make(OSLog("subsystem", "category"), OSLogType::fault);
   const pid_t child = ::fork();
   if (child == 0) {
@@ -57,7 +57,7 @@ TEST_F(LogRecordTest, TheChildOfAForkWritesItsOwnIdentifiers) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(LogRecordTest, ComposesPublicArgumentsInClear) {
+TEST_F(LogRecordTest, ComposesPublicArgumentsUnredacted) {
   EXPECT_EQ(record("%{public}s", {{"text", LogPrivacy::public_}}).composedMessage(), "text");
   EXPECT_EQ(
       record("<%{public}s|%{public}s>", {{"a", LogPrivacy::public_}, {"", LogPrivacy::public_}}).composedMessage(),
@@ -77,7 +77,7 @@ TEST_F(LogRecordTest, ReplacesIllFormedTextInFormatsAndArguments) {
   EXPECT_EQ(composed("%{public}s", std::string(40, '\xFF')).size(), 120u);
 }
 
-TEST_F(LogRecordTest, ACutMessageOfReplacedBytesIsMarkedAndWellFormed) {
+TEST_F(LogRecordTest, CutMessageOfReplacedBytesIsWellFormed) {
   const auto ill = record("%{public}s", {{"\xFF\xFF\xFF", LogPrivacy::public_}});
   std::string out(8, '\0');
   out.resize(ill.compose(out.data(), out.size()));
@@ -95,7 +95,7 @@ TEST_F(LogRecordTest, ComposesPrivateArgumentsAsAMark) {
   EXPECT_EQ(secret.composedMessage(), "Hello <private>!");
 }
 
-TEST_F(LogRecordTest, PrivateArgumentsAreShownOnlyAsLongAsTheHostWantsIt) {
+TEST_F(LogRecordTest, HostMayShowPrivateArguments) {
   const auto secret = record("%s", {{"Alice", LogPrivacy::private_}});
   LogConfiguration::setPrivateDataShown(LogSwitch::on);
   EXPECT_EQ(secret.composedMessage(), "Alice");
@@ -110,7 +110,7 @@ TEST_F(LogRecordTest, TheLengthLimitIsNeverTooSmall) {
   EXPECT_GE(clear.composedLengthLimit(), clear.composedMessage().size());
 }
 
-TEST_F(LogRecordTest, AMessageThatIsTooLongIsCutWithAMark) {
+TEST_F(LogRecordTest, TooLongMessageIsCutWithAMark) {
   const auto text = record("%{public}s", {{"abcdefghij", LogPrivacy::public_}});
   std::string out(16, '#');
   EXPECT_EQ(text.compose(out.data(), 10), 10u);
@@ -120,7 +120,7 @@ TEST_F(LogRecordTest, AMessageThatIsTooLongIsCutWithAMark) {
   EXPECT_EQ(out, "abcdef…#######");
 }
 
-TEST_F(LogRecordTest, ACutNeverLeavesPartOfACharacter) {
+TEST_F(LogRecordTest, CutNeverSplitsACharacter) {
   const std::string euros = "€€€€€€";
   const auto text = record("%{public}s", {{euros, LogPrivacy::public_}});
   for (std::size_t limit = 3; limit < euros.size(); ++limit) {

@@ -54,7 +54,7 @@ TEST(LogRing, RoundsItsCapacityDownToAPowerOfTwo) {
   EXPECT_EQ(LogRing(1'000'000).capacityInBytes(), 524'288u);
 }
 
-TEST(LogRing, GivesBackEverythingThatARecordHolds) {
+TEST(LogRing, ReturnsEveryPartOfARecord) {
   LogRing ring(4096);
   const LogArgument arguments[] = {{"open", LogPrivacy::public_}, {"secret", LogPrivacy::private_}};
   LogRecord record = LogRecord::make(OSLog("subsystem", "category"), OSLogType::fault);
@@ -86,7 +86,7 @@ TEST(LogRing, GivesBackEverythingThatARecordHolds) {
   EXPECT_FALSE(ring.read(cursor, ring.end(), chunk));
 }
 
-TEST(LogRing, PrivateTextIsNowhereInItsMemory) {
+TEST(LogRing, MemoryContainsNoPrivateText) {
   LogRing ring(4096);
   const LogArgument argument{"verysecretname", LogPrivacy::private_};
   LogRecord record = LogRecord::make(OSLog("subsystem", "category"), OSLogType::error);
@@ -105,7 +105,7 @@ TEST(LogRing, AppendingAllocatesNothing) {
             0);
 }
 
-TEST(LogRing, TheNewestRecordsOfAnyLengthsSurviveEveryWrapAround) {
+TEST(LogRing, NewestRecordsSurviveEveryWrap) {
   std::mt19937 random(7);
   for (const std::size_t capacity : {4096u, 8192u, 65536u}) {
     LogRing ring(capacity);
@@ -124,7 +124,7 @@ TEST(LogRing, TheNewestRecordsOfAnyLengthsSurviveEveryWrapAround) {
   }
 }
 
-TEST(LogRing, AMessageIsCutAtAnEighthOfASmallRingAndAt32KiBOfALargeOne) {
+TEST(LogRing, LongMessagesAreCutByTheRingsSize) {
   LogRing small(4096);
   append(small, std::string(5000, 'x'));
   EXPECT_EQ(messages(small), std::vector<std::string>{std::string(509, 'x') + "…"});
@@ -151,7 +151,7 @@ TEST(LogRing, LongNamesAreCut) {
   EXPECT_EQ(stored->signpost->name, file.substr(0, 512));
 }
 
-TEST(LogRing, AReaderThatWasOvertakenLearnsHowManyRecordsItMissed) {
+TEST(LogRing, OvertakenReaderGetsTheNumberOfLostRecords) {
   LogRing ring(4096);
   append(ring, "seen");
   LogChunk chunk;
@@ -173,7 +173,7 @@ TEST(LogRing, AReaderThatWasOvertakenLearnsHowManyRecordsItMissed) {
   EXPECT_EQ(cursor.position, end.position);
 }
 
-TEST(LogRing, AChunkKnowsThePlaceOfEachOfItsRecords) {
+TEST(LogRing, ChunkGivesTheCursorOfEachRecord) {
   LogRing ring(65536);
   for (int i = 0; i < 50; ++i) append(ring, std::to_string(i));
   LogChunk chunk;
@@ -188,7 +188,7 @@ TEST(LogRing, AChunkKnowsThePlaceOfEachOfItsRecords) {
   EXPECT_EQ(rest.next()->message, "20");
 }
 
-TEST(LogRing, TwoWritersAndAReaderAtOnceMixUpNothing) {
+TEST(LogRing, ConcurrentWritersAndReaderSeeWholeRecords) {
   LogRing ring(16384);
   constexpr int perThread = 20'000;
   std::atomic<int> running{2};
@@ -221,11 +221,11 @@ TEST(LogRing, TwoWritersAndAReaderAtOnceMixUpNothing) {
   }
   for (auto& writer : writers) writer.join();
   EXPECT_EQ(read + lost, 2u * perThread);
-  // The newest record of all is still there.
+  // The ring still contains the newest record.
   EXPECT_EQ(std::max(last[0], last[1]), perThread - 1);
 }
 
-TEST(LogRing, AChildForkedInTheMiddleOfAWriteCanReadAndWrite) {
+TEST(LogRing, ChildForkedDuringAWriteCanReadAndWrite) {
   LogRing ring(4096);
   std::atomic<bool> isDone{false};
   std::thread writer([&] {
@@ -237,7 +237,7 @@ TEST(LogRing, AChildForkedInTheMiddleOfAWriteCanReadAndWrite) {
     if (child == 0) {
       ::alarm(10);
       ring.resetAfterFork();
-      // What was there is whole and in order.
+      // The records in the ring are complete and in order.
       long last = -1;
       for (const auto& message : messages(ring)) {
         const long number = std::strtol(message.c_str(), nullptr, 10);
@@ -259,7 +259,7 @@ TEST(LogRing, AChildForkedInTheMiddleOfAWriteCanReadAndWrite) {
   writer.join();
 }
 
-// Makes the process fail while the ring's lock is held: the name of the signpost cannot be read.
+// Crashes the process while it holds the ring's lock, by an unreadable signpost name.
 void failInsideAppend(LogRing& ring) {
   const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
   void* unreadable = ::mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -268,7 +268,7 @@ void failInsideAppend(LogRing& ring) {
   ring.append(record);
 }
 
-TEST(LogRingDeathTest, ItsLockIsNotObtainableForTheThreadThatHoldsIt) {
+TEST(LogRingDeathTest, LockIsNotObtainableForItsOwner) {
   static LogRing ring(4096);
   EXPECT_TRUE(ring.isLockObtainable());
   const auto fail = [] {

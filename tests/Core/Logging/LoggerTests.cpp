@@ -34,7 +34,7 @@ class LoggerTest : public testing::Test {
   const Logger logger_{"subsystem", "category"};
 };
 
-// Counts how often its text is asked for.
+// Counts the requests for its text.
 struct CountingText {
   int* count;
   operator std::string_view() const {
@@ -108,7 +108,7 @@ TEST_F(LoggerTest, WritesUpToEightArguments) {
   EXPECT_EQ(onlyRecord().composedMessage, "12%345678");
 }
 
-TEST_F(LoggerTest, WritesNothingAndMakesNoTextWhenTheTypeIsNotEnabled) {
+TEST_F(LoggerTest, DisabledTypeMakesNoTextAndNoRecord) {
   int count = 0;
   logger_.debug("%{public}s", CountingText{&count});
   EXPECT_EQ(count, 0);
@@ -140,7 +140,7 @@ TEST_F(LoggerTest, WritesTruthValuesAsNumbers) {
   EXPECT_EQ(onlyRecord().composedMessage, "1 0");
 }
 
-TEST(Logger, TwoThreadsHammeringOneLogLoseNothingAndMixUpNothing) {
+TEST(Logger, TwoThreadsInOneLogLoseNoRecord) {
   ASSERT_TRUE(LogConfiguration::setStoreCapacity(16 * 1024 * 1024));
   constexpr int perThread = 20'000;
   std::vector<std::thread> threads;

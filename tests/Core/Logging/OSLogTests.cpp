@@ -31,7 +31,7 @@ TEST(OSLog, HandlesOfOnePairAreEqual) {
   EXPECT_NE(OSLog("ab", "c"), OSLog("a", "bc"));
 }
 
-TEST(OSLog, ManyPairsAreToldApart) {
+TEST(OSLog, ManyPairsAreDistinct) {
   std::vector<OSLog> logs;
   for (int i = 0; i < 1000; ++i) logs.emplace_back("subsystem", std::to_string(i));
   for (int i = 0; i < 1000; ++i) {
@@ -60,7 +60,7 @@ TEST(OSLog, DefaultErrorAndFaultAreEnabledAtFirst) {
   EXPECT_TRUE(log.areSignpostsEnabled());
 }
 
-TEST(OSLog, EachTypeIsSetForTheProcessByItself) {
+TEST(OSLog, EachTypeIsSetIndependently) {
   const OSLog before("a", "before");
   for (const auto type : allTypes) {
     LogConfiguration::setEnabled(type, LogSwitch::off);
@@ -76,7 +76,7 @@ TEST(OSLog, EachTypeIsSetForTheProcessByItself) {
   }
 }
 
-TEST(OSLog, AChoiceForOneLogStandsAgainstTheProcess) {
+TEST(OSLog, SettingOfOneLogOverridesTheProcess) {
   const OSLog loud("a", "loud");
   const OSLog other("a", "other");
   LogConfiguration::setEnabled(loud, OSLogType::debug, LogSwitch::on);
@@ -96,7 +96,7 @@ TEST(OSLog, AChoiceForOneLogStandsAgainstTheProcess) {
   EXPECT_TRUE(loud.isEnabled(OSLogType::error));
 }
 
-TEST(OSLog, SignpostsAreSetApartFromTypes) {
+TEST(OSLog, SignpostsAreSetIndependentlyOfTypes) {
   const OSLog log("a", "b");
   LogConfiguration::setSignpostsEnabled(LogSwitch::off);
   EXPECT_FALSE(log.areSignpostsEnabled());
@@ -127,7 +127,7 @@ TEST(OSLog, ThreadsThatNameOnePairAtOnceGetOneLog) {
   }
 }
 
-TEST(OSLog, AChangeForTheProcessReachesALogThatIsMadeMeanwhile) {
+TEST(OSLog, ProcessSettingReachesANewLog) {
   const int rounds = Tests::repetitions(300);
   for (int round = 0; round < rounds; ++round) {
     const auto wanted = round % 2 == 0 ? LogSwitch::on : LogSwitch::off;
@@ -147,7 +147,7 @@ TEST(OSLog, AChangeForTheProcessReachesALogThatIsMadeMeanwhile) {
   }
 }
 
-TEST(OSLog, ChoicesMadeByTwoThreadsAtOnceAreBothKept) {
+TEST(OSLog, ConcurrentSettingsAreBothKept) {
   const OSLog log("choices", "both");
   const int rounds = Tests::repetitions(300);
   for (int round = 0; round < rounds; ++round) {

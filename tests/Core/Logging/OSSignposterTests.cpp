@@ -26,13 +26,13 @@ void expectSignpost(const LogEntry& entry, LogSignpostKind kind, std::string_vie
   EXPECT_EQ(entry.composedMessage, "");
 }
 
-TEST(OSSignposter, OfATypeTakesTheSubsystemExactlyAsGiven) {
+TEST(OSSignposter, TypedSignposterKeepsTheGivenSubsystem) {
   const OSSignposter signposter("Export", Type<SomeType>());
   EXPECT_EQ(signposter.log().subsystem(), "Export");
   EXPECT_EQ(signposter.log().category(), "SomeType");
 }
 
-TEST(OSSignposter, UsesTheLogThatItIsGiven) {
+TEST(OSSignposter, UsesTheGivenLog) {
   EXPECT_EQ(OSSignposter("a", "b").log(), OSLog("a", "b"));
   EXPECT_EQ(OSSignposter(OSLog("a", "b")).log(), OSLog("a", "b"));
   EXPECT_EQ(OSSignposter(Logger("a", "b")).log(), OSLog("a", "b"));
@@ -74,7 +74,7 @@ TEST(OSSignposter, EndingAnIntervalAgainDoesNothing) {
   EXPECT_EQ(OSLogStore::currentProcess().entries().size(), 2u);
 }
 
-TEST(OSSignposter, ABodyRunsWithinAnIntervalAndItsResultIsReturned) {
+TEST(OSSignposter, BodyRunsWithinAnIntervalAndReturnsItsResult) {
   const OSSignposter signposter("a", "b");
   EXPECT_EQ(signposter.withIntervalSignpost("work",
                                             [&] {
@@ -94,7 +94,7 @@ TEST(OSSignposter, ABodyRunsWithinAnIntervalAndItsResultIsReturned) {
   expectSignpost(entries[4], LogSignpostKind::end, "work", OSSignpostID(9));
 }
 
-TEST(OSSignposter, ABodyThatThrowsEndsItsInterval) {
+TEST(OSSignposter, ThrowingBodyEndsItsInterval) {
   const OSSignposter signposter("a", "b");
   EXPECT_THROW(signposter.withIntervalSignpost("work", [] { throw std::runtime_error("no"); }), std::runtime_error);
   const auto entries = OSLogStore::currentProcess().entries();
@@ -110,7 +110,7 @@ TEST(OSSignposter, WritesNothingWhenSignpostsAreDisabled) {
   EXPECT_FALSE(signposter.isEnabled());
   auto state = signposter.beginInterval("parse");
   signposter.emitEvent("row");
-  // An interval whose beginning is missing gets no end either.
+  // An interval without a beginning gets no end either.
   LogConfiguration::setSignpostsEnabled(LogSwitch::on);
   EXPECT_TRUE(signposter.isEnabled());
   signposter.endInterval("parse", state);

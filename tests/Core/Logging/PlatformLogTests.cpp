@@ -13,14 +13,14 @@ using namespace Tessaly;
 
 TEST(PlatformLog, NeedsNoIdentifier) { EXPECT_EQ(detail::platformLog("MainQueue"), OSLog("Tessaly", "MainQueue")); }
 
-TEST(PlatformLog, JoinsTheFirstIdentifierThatBecomesKnown) {
+TEST(PlatformLog, JoinsTheFirstKnownIdentifier) {
   detail::setPlatformLogIdentifier("app.identifier");
   EXPECT_EQ(detail::platformLog("MainQueue"), OSLog("app.identifier.Tessaly", "MainQueue"));
   detail::setPlatformLogIdentifier("other");
   EXPECT_EQ(detail::platformLog("MainQueue"), OSLog("app.identifier.Tessaly", "MainQueue"));
 }
 
-TEST(PlatformLog, WritesAnErrorInClear) {
+TEST(PlatformLog, WritesAPublicError) {
   const auto backend = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(backend);
   detail::logPlatformError("MainQueue", "Nobody drains the main queue");
@@ -33,7 +33,7 @@ TEST(PlatformLog, WritesAnErrorInClear) {
   EXPECT_EQ(records[0].composedMessage, "Nobody drains the main queue");
 }
 
-TEST(PlatformLog, KeepsQuietWhenErrorsAreDisabled) {
+TEST(PlatformLog, WritesNothingIfErrorsAreDisabled) {
   const auto backend = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(backend);
   LogConfiguration::setEnabled(OSLogType::error, LogSwitch::off);

@@ -26,12 +26,12 @@ std::vector<std::string> messages(const std::vector<LogEntry>& entries) {
   return messages;
 }
 
-TEST(ProcessLogStore, HoldsOneMebibyteUnlessToldOtherwise) {
+TEST(ProcessLogStore, DefaultCapacityIsOneMebibyte) {
   EXPECT_EQ(ProcessLogStore().capacityInBytes(), 1024u * 1024);
   EXPECT_EQ(ProcessLogStore(65536).capacityInBytes(), 65536u);
 }
 
-TEST(ProcessLogStore, GivesBackWhatAnEntryHolds) {
+TEST(ProcessLogStore, ReturnsEveryPartOfAnEntry) {
   ProcessLogStore store(4096);
   const auto record = recordAt(LogTime(5s), "message");
   store.append(record);
@@ -48,7 +48,7 @@ TEST(ProcessLogStore, GivesBackWhatAnEntryHolds) {
   EXPECT_FALSE(entries[0].signpost);
 }
 
-TEST(ProcessLogStore, NumbersTheLevels) {
+TEST(ProcessLogStore, LevelsHaveTheirNumbers) {
   const auto level = [](OSLogType type) {
     ProcessLogStore store(4096);
     store.append(LogRecord::make(OSLog("subsystem", "category"), type));
@@ -62,7 +62,7 @@ TEST(ProcessLogStore, NumbersTheLevels) {
   EXPECT_EQ(static_cast<int>(LogEntry::Level::undefined), 0);
 }
 
-TEST(ProcessLogStore, GivesTheEntriesSinceADateThatDateIncluded) {
+TEST(ProcessLogStore, GivesTheEntriesSinceADateInclusive) {
   ProcessLogStore store(65536);
   store.append(recordAt(LogTime(1s), "one"));
   store.append(recordAt(LogTime(2s), "two"));
@@ -74,7 +74,7 @@ TEST(ProcessLogStore, GivesTheEntriesSinceADateThatDateIncluded) {
   EXPECT_TRUE(store.entries(LogTime(4s)).empty());
 }
 
-TEST(ProcessLogStore, GivesTheEntriesInTimeOrderThoughWrittenOtherwise) {
+TEST(ProcessLogStore, SortsEntriesByTime) {
   ProcessLogStore store(65536);
   store.append(recordAt(LogTime(3s), "three"));
   store.append(recordAt(LogTime(1s), "one"));
@@ -83,7 +83,7 @@ TEST(ProcessLogStore, GivesTheEntriesInTimeOrderThoughWrittenOtherwise) {
   EXPECT_EQ(messages(store.entries()), (std::vector<std::string>{"one", "two", "three", "three again"}));
 }
 
-TEST(ProcessLogStore, AFloodTakesNoMoreBytesThanItsCapacity) {
+TEST(ProcessLogStore, ManyRecordsDoNotExceedTheCapacity) {
   ProcessLogStore store(65536);
   constexpr int count = 20'000;
   for (int i = 0; i < count; ++i) {
@@ -98,7 +98,7 @@ TEST(ProcessLogStore, AFloodTakesNoMoreBytesThanItsCapacity) {
   EXPECT_EQ(entries.front().date, LogTime(std::chrono::seconds(count - entries.size())));
 }
 
-TEST(ProcessLogStore, EntriesWrittenWhileReadingDoNotDisturb) {
+TEST(ProcessLogStore, WritingDuringReadingIsHarmless) {
   ProcessLogStore store(16384);
   std::thread writer([&] {
     for (int i = 0; i < 50'000; ++i) store.append(recordAt(LogTime(std::chrono::seconds(i)), "text"));

@@ -35,14 +35,14 @@ TEST(SystemLogBackend, TheCapacityCanBeSetUntilTheFirstRecord) {
   EXPECT_EQ(SystemLogBackend::shared().store()->capacityInBytes(), 65'536u);
 }
 
-TEST(SystemLogBackend, TellsHowTheJournalFares) {
+TEST(SystemLogBackend, ReportsTheStateOfTheJournal) {
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::notTried);
   Logger("a", "b").error("text");
   const bool isThere = std::filesystem::exists("/run/systemd/journal/socket");
   EXPECT_EQ(LogConfiguration::journalStatus().state == JournalState::socketMissing, !isThere);
 }
 
-TEST(SystemLogBackend, IsMadeOnceByThreadsThatWriteTheirFirstRecordAtOnce) {
+TEST(SystemLogBackend, ConcurrentFirstRecordsMakeOneBackend) {
   std::atomic<int> ready{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -88,7 +88,7 @@ TEST(SystemLogBackend, ChildrenForkedWhileThreadsWriteCanWriteAndRead) {
   for (auto& writer : writers) writer.join();
 }
 
-TEST(SystemLogBackendDeathTest, AFatalErrorWhileALogLockIsHeldStillEndsTheProcess) {
+TEST(SystemLogBackendDeathTest, FatalErrorUnderALogLockEndsTheProcess) {
   const auto fail = [] {
     Logger("a", "b").error("text");
     struct sigaction action{};

@@ -22,7 +22,7 @@ using testing::IsEmpty;
 
 class Document final : public Object {};
 
-TEST(NotificationCenter, CallsObserversOfTheNameInTheOrderInWhichTheyCame) {
+TEST(NotificationCenter, CallsObserversInTheOrderOfAddition) {
   NotificationCenter center;
   std::vector<std::string> told;
   center.addObserver("opened", nullptr, [&](const Notification&) { told.emplace_back("first"); });
@@ -33,7 +33,7 @@ TEST(NotificationCenter, CallsObserversOfTheNameInTheOrderInWhichTheyCame) {
   EXPECT_THAT(told, ElementsAre("first", "second", "opened"));
 }
 
-TEST(NotificationCenter, HandsOverTheWholeNotification) {
+TEST(NotificationCenter, PassesTheWholeNotification) {
   NotificationCenter center;
   const auto document = std::make_shared<Document>();
   std::optional<Notification> told;
@@ -44,7 +44,7 @@ TEST(NotificationCenter, HandsOverTheWholeNotification) {
   EXPECT_EQ(std::any_cast<int>(told->userInfo.at("pages")), 3);
 }
 
-TEST(NotificationCenter, AnObserverOfOneObjectHearsOfThatOneOnly) {
+TEST(NotificationCenter, ObserverOfOneObjectIgnoresOtherObjects) {
   NotificationCenter center;
   auto document = std::make_shared<Document>();
   const auto other = std::make_shared<Document>();
@@ -87,10 +87,11 @@ TEST(NotificationCenter, AnObserverMayPostAddAndRemove) {
   second = center.addObserver("outer", nullptr, [&](const Notification&) { told.emplace_back("removed"); });
   center.addObserver("inner", nullptr, [&](const Notification&) { told.emplace_back("inner"); });
   center.post({.name = "outer"});
-  EXPECT_THAT(told, ElementsAre("outer", "inner"));  // One added meanwhile is for later posts.
+  EXPECT_THAT(told,
+              ElementsAre("outer", "inner"));  // An observer that is added during a post receives only later posts.
 }
 
-TEST(NotificationCenter, IsOneForTheProcess) {
+TEST(NotificationCenter, DefaultCenterIsShared) {
   EXPECT_EQ(&NotificationCenter::default_(), &NotificationCenter::default_());
   int told = 0;
   const auto token = NotificationCenter::default_().addObserver("x", nullptr, [&](const Notification&) { ++told; });
@@ -100,7 +101,7 @@ TEST(NotificationCenter, IsOneForTheProcess) {
   EXPECT_EQ(told, 1);
 }
 
-TEST(NotificationCenter, ItsSequenceHoldsWhatWasPostedSinceItWasMade) {
+TEST(NotificationCenter, SequenceBuffersNotificationsSinceItWasMade) {
   NotificationCenter center;
   center.post({.name = "opened"});
   const auto notifications = center.notifications("opened");
@@ -116,7 +117,7 @@ TEST(NotificationCenter, ItsSequenceHoldsWhatWasPostedSinceItWasMade) {
   });
 }
 
-TEST(NotificationCenter, ItsSequenceStopsObservingWhenItsConsumerGoes) {
+TEST(NotificationCenter, SequenceStopsObservingWithItsConsumer) {
   NotificationCenter center;
   const auto held = std::make_shared<Document>();
   {
@@ -129,7 +130,7 @@ TEST(NotificationCenter, ItsSequenceStopsObservingWhenItsConsumerGoes) {
   EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST(NotificationCenter, ItsSequenceMayOutliveIt) {
+TEST(NotificationCenter, SequenceMayOutliveTheCenter) {
   std::optional<NotificationCenter> center(std::in_place);
   std::optional<NotificationCenter::Notifications> notifications = center->notifications("opened");
   center->post({.name = "opened"});
@@ -141,7 +142,7 @@ TEST(NotificationCenter, ItsSequenceMayOutliveIt) {
   notifications.reset();
 }
 
-TEST(NotificationCenter, ServesAllThreads) {
+TEST(NotificationCenter, WorksOnAllThreads) {
   NotificationCenter center;
   std::atomic<int> told{0};
   center.addObserver("all", nullptr, [&](const Notification&) { ++told; });

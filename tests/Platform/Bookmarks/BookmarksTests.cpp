@@ -41,14 +41,14 @@ class BookmarksTest : public testing::Test {
   Bookmarks& bookmarks = Bookmarks::shared();
 };
 
-TEST_F(BookmarksTest, LeadToTheFileWhereItIs) {
+TEST_F(BookmarksTest, ResolveToTheFile) {
   put("a b%.txt", "");
   const ResolvedBookmark found = resolve(bookmark("a b%.txt"));
   EXPECT_EQ(found.url.path(), path("a b%.txt"));
   EXPECT_FALSE(found.isStale);
 }
 
-TEST_F(BookmarksTest, FindARenamedFileAndSayThatTheyHadToSearch) {
+TEST_F(BookmarksTest, RenamedFileIsFoundAndStale) {
   put("a", "");
   const Data data = bookmark("a");
   std::filesystem::rename(path("a"), path("b"));
@@ -57,7 +57,7 @@ TEST_F(BookmarksTest, FindARenamedFileAndSayThatTheyHadToSearch) {
   EXPECT_TRUE(found.isStale);
 }
 
-TEST_F(BookmarksTest, FindAFileThatWasMovedDownUpAndWithItsFolder) {
+TEST_F(BookmarksTest, MovedFileIsFound) {
   std::filesystem::create_directories(path("one/two/three"));
   put("one/two/a", "");
   const Data data = bookmark("one/two/a");
@@ -70,7 +70,7 @@ TEST_F(BookmarksTest, FindAFileThatWasMovedDownUpAndWithItsFolder) {
   EXPECT_EQ(resolve(data).url.path(), path("other/two/a"));
 }
 
-TEST_F(BookmarksTest, FindAFolderThatWasRenamed) {
+TEST_F(BookmarksTest, RenamedDirectoryIsFound) {
   std::filesystem::create_directories(path("folder"));
   const Data data = bookmark("folder");
   EXPECT_EQ(resolve(data).url.absoluteString(), "file://" + path("folder") + "/");
@@ -78,7 +78,7 @@ TEST_F(BookmarksTest, FindAFolderThatWasRenamed) {
   EXPECT_EQ(resolve(data).url.path(), path("renamed"));
 }
 
-TEST_F(BookmarksTest, NeverLeadToAnotherFileOfThatName) {
+TEST_F(BookmarksTest, NeverResolveToAnotherFileOfThatName) {
   put("a", "mine");
   const Data data = bookmark("a");
   put("b", "another");
@@ -90,12 +90,12 @@ TEST_F(BookmarksTest, NeverLeadToAnotherFileOfThatName) {
   EXPECT_EQ(failureOf(data), ENOENT);
 }
 
-TEST_F(BookmarksTest, OfALinkAreOfTheLinkItself) {
+TEST_F(BookmarksTest, BookmarkOfALinkIsOfTheLinkItself) {
   std::filesystem::create_symlink("nowhere", path("link"));
   EXPECT_EQ(resolve(bookmark("link")).url.path(), path("link"));
 }
 
-TEST_F(BookmarksTest, OfWhatIsNotThereOrNoFileAreRefused) {
+TEST_F(BookmarksTest, MissingFilesAndOtherURLsAreRefused) {
   EXPECT_THROW(static_cast<void>(bookmark("missing")), POSIXError);
   EXPECT_THROW(
       static_cast<void>(bookmarks.bookmarkData(*URL::from("https://example.com"), BookmarkCreationOptions::none)),
@@ -115,7 +115,7 @@ TEST_F(BookmarksTest, DamagedDataIsRefused) {
   EXPECT_EQ(failureOf(Data(Data::Bytes(1 << 20, 'x'))), EINVAL);
 }
 
-/// The token with another number at one of its places: the volume's, the file's, the moment's.
+/// The token with another number for the volume, the file or the time of creation.
 Data withNumber(const Data& token, std::size_t place, std::uint64_t number) {
   Data::Bytes bytes(token.begin(), token.end() - 8);
   const auto put = [&](std::uint64_t value, std::size_t at) {
@@ -129,7 +129,7 @@ Data withNumber(const Data& token, std::size_t place, std::uint64_t number) {
   return Data(std::move(bytes));
 }
 
-TEST_F(BookmarksTest, OfAVolumeThatWasNumberedAnewFindTheFileAndSayThatTheyAreStale) {
+TEST_F(BookmarksTest, RenumberedVolumeGivesTheFileAsStale) {
   put("a", "");
   const Data data = withNumber(bookmark("a"), 0, 0xFFFF'0000'0001);
   EXPECT_EQ(resolve(data).url.path(), path("a"));
@@ -140,7 +140,7 @@ TEST_F(BookmarksTest, OfAVolumeThatWasNumberedAnewFindTheFileAndSayThatTheyAreSt
   EXPECT_EQ(resolve(data).url.path(), path("b"));
 }
 
-TEST_F(BookmarksTest, OfAnotherMachineLeadNowhere) {
+TEST_F(BookmarksTest, BookmarkOfAnotherMachineFails) {
   put("a", "");
   const Data data = bookmark("a");
   EXPECT_EQ(failureOf(withNumber(data, 1, 1)), ENOENT) << "another file there has the name";
@@ -149,7 +149,7 @@ TEST_F(BookmarksTest, OfAnotherMachineLeadNowhere) {
   EXPECT_EQ(resolve(withNumber(data, 0, 0)).url.path(), path("a"));
 }
 
-TEST_F(BookmarksTest, AnInstallationReplacesThemForItsScope) {
+TEST_F(BookmarksTest, InstallationReplacesThemForItsScope) {
   struct Refusing : Bookmarks {
     Data bookmarkData(const URL&, BookmarkCreationOptions) override { throw POSIXError(EPERM); }
     ResolvedBookmark resolve(const Data&, BookmarkResolutionOptions) override { throw POSIXError(EPERM); }

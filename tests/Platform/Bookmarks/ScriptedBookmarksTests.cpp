@@ -31,7 +31,7 @@ ResolvedBookmark resolved(ScriptedBookmarks& bookmarks, const Data& data) {
   return bookmarks.resolve(data, BookmarkResolutionOptions::none);
 }
 
-TEST(ScriptedBookmarks, FollowTheirFilesAndSayWhenThoseHaveMoved) {
+TEST(ScriptedBookmarks, MovedFilesAreStale) {
   ScriptedBookmarks bookmarks;
   bookmarks.add(song);
   const Data data = dataOf(bookmarks, song);
@@ -42,7 +42,7 @@ TEST(ScriptedBookmarks, FollowTheirFilesAndSayWhenThoseHaveMoved) {
   EXPECT_TRUE(resolved(bookmarks, data).isStale);
 }
 
-TEST(ScriptedBookmarks, LeadToNoOtherFileOfTheName) {
+TEST(ScriptedBookmarks, NeverResolveToAnotherFile) {
   ScriptedBookmarks bookmarks;
   bookmarks.add(song);
   const Data data = dataOf(bookmarks, song);
@@ -55,7 +55,7 @@ TEST(ScriptedBookmarks, LeadToNoOtherFileOfTheName) {
   EXPECT_EQ(codeOf([&] { resolved(bookmarks, replaced); }), ENOENT);
 }
 
-TEST(ScriptedBookmarks, RefuseWhatIsNotThereAndWhatIsNotTheirs) {
+TEST(ScriptedBookmarks, MissingFilesAndForeignDataAreRefused) {
   ScriptedBookmarks bookmarks;
   EXPECT_EQ(codeOf([&] { static_cast<void>(dataOf(bookmarks, song)); }), ENOENT);
   for (const char* data : {"", "1", "x /music/song.ogg", "99999999999 /music"}) {
@@ -63,7 +63,7 @@ TEST(ScriptedBookmarks, RefuseWhatIsNotThereAndWhatIsNotTheirs) {
   }
 }
 
-TEST(ScriptedBookmarks, FailAsTheyAreTold) {
+TEST(ScriptedBookmarks, ThrowTheScriptedFailure) {
   ScriptedBookmarks bookmarks;
   bookmarks.add(song);
   const Data data = dataOf(bookmarks, song);
@@ -72,7 +72,7 @@ TEST(ScriptedBookmarks, FailAsTheyAreTold) {
   EXPECT_EQ(codeOf([&] { resolved(bookmarks, data); }), EACCES);
 }
 
-TEST(ScriptedBookmarks, StandInForTheSystemsWhileTheyAreInstalled) {
+TEST(ScriptedBookmarks, ReplaceTheSystemsWhileInstalled) {
   ScriptedBookmarks bookmarks;
   bookmarks.add(song);
   {

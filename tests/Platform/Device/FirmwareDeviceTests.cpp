@@ -38,19 +38,19 @@ class FirmwareDeviceTest : public testing::Test {
 constexpr const char* dmi = "/sys/class/dmi/id/product_name";
 constexpr const char* tree = "/sys/firmware/devicetree/base/model";
 
-TEST_F(FirmwareDeviceTest, ReadsTheFirmwaresTablesWithoutTheSpaceAround) {
+TEST_F(FirmwareDeviceTest, ReadsTheFirmwaresTablesWithoutSurroundingSpace) {
   write(dmi, "  Workstation 7  \n");
   EXPECT_EQ(model(), "Workstation 7");
   EXPECT_EQ(device_.source(), DeviceSource::dmi);
 }
 
-TEST_F(FirmwareDeviceTest, ReadsTheDeviceTreeUpToItsZero) {
+TEST_F(FirmwareDeviceTest, ReadsTheDeviceTreeUpToTheFirstZero) {
   write(tree, std::string_view("Small Board 4\0rest", 18));
   EXPECT_EQ(model(), "Small Board 4");
   EXPECT_EQ(device_.source(), DeviceSource::deviceTree);
 }
 
-TEST_F(FirmwareDeviceTest, ReadsTheDeviceTreeInItsOlderPlace) {
+TEST_F(FirmwareDeviceTest, ReadsTheDeviceTreeAtItsOlderPath) {
   write("/proc/device-tree/model", "Old Board");
   EXPECT_EQ(model(), "Old Board");
 }
@@ -63,19 +63,19 @@ TEST_F(FirmwareDeviceTest, PrefersTheFirmwaresTablesUnlessTheyAreBlank) {
   EXPECT_EQ(model(), "Small Board 4");
 }
 
-TEST_F(FirmwareDeviceTest, HasNoModelWhereNeitherIsThere) {
+TEST_F(FirmwareDeviceTest, WithoutBothThereIsNoModel) {
   EXPECT_EQ(model(), "none");
   EXPECT_EQ(device_.source(), DeviceSource::none);
 }
 
-TEST_F(FirmwareDeviceTest, KnowsNoOtherName) {
+TEST_F(FirmwareDeviceTest, OtherNamesAreUnknown) {
   write(dmi, "Workstation 7\n");
   std::size_t size = 7;
   EXPECT_EQ(device_.sysctlbyname("hw.ncpu", nullptr, &size), ENOENT);
   EXPECT_EQ(size, 7u);
 }
 
-TEST_F(FirmwareDeviceTest, RefusesABufferThatIsTooSmallAndLeavesItAlone) {
+TEST_F(FirmwareDeviceTest, TooSmallBufferIsRefusedUnchanged) {
   write(dmi, "Model\n");
   char buffer[6] = {'a'};
   std::size_t size = 5;
@@ -86,12 +86,12 @@ TEST_F(FirmwareDeviceTest, RefusesABufferThatIsTooSmallAndLeavesItAlone) {
   EXPECT_STREQ(buffer, "Model");
 }
 
-TEST_F(FirmwareDeviceTest, TakesArbitraryBytesUpToAPage) {
+TEST_F(FirmwareDeviceTest, AcceptsArbitraryBytesUpToAPage) {
   write(dmi, std::string(100'000, '\xff'));
   EXPECT_EQ(model(), std::string(4096, '\xff'));
 }
 
-TEST_F(FirmwareDeviceTest, AFolderInThePlaceOfTheFileIsNoModel) {
+TEST_F(FirmwareDeviceTest, DirectoryInPlaceOfTheFileIsNoModel) {
   std::filesystem::create_directories(root_.path() + dmi);
   EXPECT_EQ(model(), "none");
 }

@@ -31,7 +31,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Tests::DirectoryModel;
 
-/// "appeared a", "renamed a -> b", ...
+/// A text for each change: "appeared a", "renamed a -> b", ...
 std::vector<std::string> described(const std::vector<DirectoryChange>& changes) {
   std::vector<std::string> lines;
   for (const DirectoryChange& change : changes) {
@@ -55,7 +55,7 @@ class DirectorySourceTest : public testing::Test {
     model_ = {};
     take();
   }
-  /// Takes the changes, and expects that the model is right then.
+  /// Takes the changes, applies them to the model, and compares the model with the directory.
   std::vector<std::string> take() {
     const auto changes = source_->takeChanges();
     model_.apply(changes);
@@ -115,7 +115,7 @@ TEST_F(DirectorySourceTest, EveryKindOfChangeIsReported) {
   EXPECT_FALSE(source_->needsPolling());
 }
 
-TEST_F(DirectorySourceTest, EntriesBelowAreReportedOfTreesOnly) {
+TEST_F(DirectorySourceTest, OnlyTreesReportEntriesOfSubdirectories) {
   std::filesystem::create_directories(path("a/b"));
   put("a/b/c");
   follow(DirectoryDepth::entries);
@@ -128,12 +128,12 @@ TEST_F(DirectorySourceTest, EntriesBelowAreReportedOfTreesOnly) {
   EXPECT_THAT(take(), ElementsAre("changed a/b/c"));
 }
 
-TEST_F(DirectorySourceTest, MovedDirectoryTakesItsContentsAlong) {
+TEST_F(DirectorySourceTest, MovedDirectoryIsOneChange) {
   std::filesystem::create_directories(path("a/b"));
   std::filesystem::create_directory(path("x"));
   put("a/b/c");
   follow(DirectoryDepth::tree);
-  put("a/b/d");  // Heard of under a path that is another one by the time it is looked at.
+  put("a/b/d");  // The event has a path that has changed when the source examines it.
   std::filesystem::rename(path("a"), path("x/y"));
   put("x/y/b/e");
   EXPECT_THAT(take(), testing::UnorderedElementsAre("renamed a -> x/y", "appeared x/y/b/d", "appeared x/y/b/e"));
@@ -161,7 +161,7 @@ TEST_F(DirectorySourceTest, ExchangedNamesAreAppliedInOrder) {
   EXPECT_THAT(take(), ElementsAre("disappeared c", "renamed b -> c", "renamed a -> b"));
 }
 
-TEST_F(DirectorySourceTest, ReplacedDirectoryIsReportedAsDifference) {
+TEST_F(DirectorySourceTest, ReplacedDirectoryReportsTheDifference) {
   put("same");
   put("old");
   follow(DirectoryDepth::tree);
@@ -173,7 +173,7 @@ TEST_F(DirectorySourceTest, ReplacedDirectoryIsReportedAsDifference) {
   EXPECT_THAT(take(), ElementsAre("appeared inner/new"));
 }
 
-TEST_F(DirectorySourceTest, MissingDirectoryThrowsUntilItIsThere) {
+TEST_F(DirectorySourceTest, MissingDirectoryThrowsUntilItExists) {
   follow(DirectoryDepth::tree);
   put("a");
   std::filesystem::remove_all(root());
@@ -206,7 +206,7 @@ TEST_F(DirectorySourceTest, EventsWakeTheConsumer) {
   EXPECT_THAT(take(), testing::Contains("appeared a"));
 }
 
-/// Makes, writes, renames, replaces, links and removes entries of a small tree, so that names are often taken again.
+/// Makes, writes, renames, replaces, links and removes entries of a small tree, so that names are often reused.
 class Churn {
  public:
   Churn(std::string root, unsigned seed) : root_(std::move(root)), random_(seed) {}

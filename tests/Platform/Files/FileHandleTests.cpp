@@ -11,7 +11,7 @@
 namespace Tessaly {
 namespace {
 
-TEST(FileHandle, ClosesItsDescriptorWithItsEndAndOnce) {
+TEST(FileHandle, ClosesItsDescriptorExactlyOnce) {
   int descriptor = -1;
   {
     FileHandle handle = FileHandle::forReading(URL::fileURLWithPath("/dev/null"));

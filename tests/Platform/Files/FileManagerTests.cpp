@@ -31,7 +31,7 @@ namespace {
 
 using Tests::TemporaryFolder;
 
-/// The code of the system error that the body throws; 0 when it throws none.
+/// The code of the system error that the body throws, or 0.
 int codeOf(const std::function<void()>& body) {
   try {
     body();
@@ -51,7 +51,7 @@ class FileManagerTest : public testing::Test {
   FileManager& files = FileManager::default_();
 };
 
-TEST_F(FileManagerTest, AnInstallationReplacesTheDefaultForItsScope) {
+TEST_F(FileManagerTest, InstallationReplacesTheDefaultForItsScope) {
   const auto scripted = std::make_shared<ScriptedFileManager>();
   {
     const FileManagerInstallation installation(scripted);
@@ -60,12 +60,12 @@ TEST_F(FileManagerTest, AnInstallationReplacesTheDefaultForItsScope) {
   EXPECT_EQ(&FileManager::default_(), &files);
 }
 
-TEST(FileManagerDeathTest, InstallingNothingStopsTheProcess) {
+TEST(FileManagerDeathTest, InstallingNullStopsTheProcess) {
   EXPECT_DEATH(FileManagerInstallation(nullptr),
                "Tessaly/BackendInstallation:[0-9]+: Fatal error: There is no backend");
 }
 
-TEST_F(FileManagerTest, FoldersAreMadeWithAndWithoutThoseAboveThem) {
+TEST_F(FileManagerTest, DirectoriesAreMadeWithAndWithoutParents) {
   EXPECT_EQ(codeOf([&] { files.createDirectory(url("a/b"), IntermediateDirectories::required); }), ENOENT);
   files.createDirectory(url("a/b"), IntermediateDirectories::created);
   EXPECT_TRUE(std::filesystem::is_directory(path("a/b")));
@@ -76,7 +76,7 @@ TEST_F(FileManagerTest, FoldersAreMadeWithAndWithoutThoseAboveThem) {
   EXPECT_EQ(codeOf([&] { files.createDirectory(url("file/c"), IntermediateDirectories::created); }), ENOTDIR);
 }
 
-TEST_F(FileManagerTest, ACopyKeepsModesTimesAndLinksAndOverwritesNothing) {
+TEST_F(FileManagerTest, CopyKeepsModesTimesAndLinks) {
   std::filesystem::create_directories(path("from/inner"));
   put("from/inner/file", "text");
   std::filesystem::create_symlink("file", path("from/inner/link"));
@@ -94,7 +94,7 @@ TEST_F(FileManagerTest, ACopyKeepsModesTimesAndLinksAndOverwritesNothing) {
   EXPECT_EQ(codeOf([&] { files.copyItem(url("missing"), url("new")); }), ENOENT);
 }
 
-TEST_F(FileManagerTest, ACopyKeepsHoles) {
+TEST_F(FileManagerTest, CopyKeepsHoles) {
   put("sparse", "begin");
   std::filesystem::resize_file(path("sparse"), 10'000'000'000);
   std::ofstream(path("sparse"), std::ios::app) << "end";
@@ -112,15 +112,15 @@ TEST_F(FileManagerTest, ACopyKeepsHoles) {
   EXPECT_EQ(text, "end");
 }
 
-TEST_F(FileManagerTest, ACopyKeepsAHoleAtTheEnd) {
+TEST_F(FileManagerTest, CopyKeepsAHoleAtTheEnd) {
   put("sparse", "begin");
   std::filesystem::resize_file(path("sparse"), 1'000'000);
   files.copyItem(url("sparse"), url("copy"));
   EXPECT_EQ(std::filesystem::file_size(path("copy")), 1'000'000u);
 }
 
-TEST_F(FileManagerTest, ACopyIsReadToTheEndWhateverTheSizeSays) {
-  // Both are made up by the kernel: the first claims to be empty, the second to be a page.
+TEST_F(FileManagerTest, CopyIgnoresTheReportedSize) {
+  // The kernel generates both files. The first one reports a size of 0, the second one of a page.
   for (const char* made : {"/proc/cpuinfo", "/sys/kernel/mm/transparent_hugepage/enabled"}) {
     if (!files.fileExists(made)) continue;
     std::filesystem::remove(path("copy"));
@@ -130,7 +130,7 @@ TEST_F(FileManagerTest, ACopyIsReadToTheEndWhateverTheSizeSays) {
   }
 }
 
-TEST_F(FileManagerTest, AFileThatChangesWhileItIsCopiedIsBusyOrWhole) {
+TEST_F(FileManagerTest, FileChangedDuringACopyIsBusyOrWhole) {
   put("log", std::string(4'000'000, 'a'));
   std::atomic<bool> isOver{false};
   std::thread writer([&] {
@@ -151,7 +151,7 @@ TEST_F(FileManagerTest, AFileThatChangesWhileItIsCopiedIsBusyOrWhole) {
   writer.join();
 }
 
-TEST_F(FileManagerTest, ChangeOfTimesAloneIsNoWrite) {
+TEST_F(FileManagerTest, ChangeOfTimesAloneIsNotAWrite) {
   put("file", "text");
   const auto source = files.makeFileChangeSource(url("file"), [] {});
   const timespec times[2]{{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'001, .tv_nsec = 5}};
@@ -163,7 +163,7 @@ TEST_F(FileManagerTest, ChangeOfTimesAloneIsNoWrite) {
 
 TEST_F(FileManagerTest, WriteThroughAMappingBeforeAChangeOfModeIsReported) {
   put("file", "text");
-  // In the past, because the clock that dates files ticks in milliseconds.
+  // The time is in the past, because the clock that dates files ticks in milliseconds.
   const timespec times[2]{{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'000, .tv_nsec = 0}};
   ASSERT_EQ(::utimensat(AT_FDCWD, path("file").c_str(), times, 0), 0);
   const auto source = files.makeFileChangeSource(url("file"), [] {});
@@ -179,7 +179,7 @@ TEST_F(FileManagerTest, WriteThroughAMappingBeforeAChangeOfModeIsReported) {
   EXPECT_EQ(source->takeChange(), FileChange::contents);
 }
 
-TEST_F(FileManagerTest, AFolderIsNotCopiedIntoItself) {
+TEST_F(FileManagerTest, DirectoryIsNotCopiedIntoItself) {
   std::filesystem::create_directories(path("a/b"));
   std::filesystem::create_directory_symlink(path("a"), path("link"));
   EXPECT_EQ(codeOf([&] { files.copyItem(url("a"), url("a/b/c")); }), EINVAL);
@@ -195,7 +195,7 @@ TEST_F(FileManagerTest, PipesAreNotCopied) {
   EXPECT_EQ(codeOf([&] { files.copyItem(url("pipe"), url("copy")); }), ENOTSUP);
 }
 
-TEST_F(FileManagerTest, AMoveOverwritesNothing) {
+TEST_F(FileManagerTest, MoveOverwritesNothing) {
   put("a", "a");
   put("b", "b");
   EXPECT_EQ(codeOf([&] { files.moveItem(url("a"), url("b")); }), EEXIST);
@@ -205,7 +205,7 @@ TEST_F(FileManagerTest, AMoveOverwritesNothing) {
   EXPECT_EQ(codeOf([&] { files.moveItem(url("a"), url("d")); }), ENOENT);
 }
 
-TEST_F(FileManagerTest, AMoveToAnotherVolumeCopiesAndRemoves) {
+TEST_F(FileManagerTest, MoveToAnotherVolumeCopiesAndRemoves) {
   if (!std::filesystem::is_directory("/dev/shm")) GTEST_SKIP() << "no second volume at /dev/shm";
   std::string other = "/dev/shm/tessaly-XXXXXX";
   ASSERT_NE(::mkdtemp(other.data()), nullptr);
@@ -226,7 +226,7 @@ TEST_F(FileManagerTest, RemovingFollowsNoLink) {
   EXPECT_EQ(codeOf([&] { files.removeItem(url("kept")); }), ENOENT);
 }
 
-TEST_F(FileManagerTest, AFolderIsMarkedByATagThatOtherProgramsKnow) {
+TEST_F(FileManagerTest, DirectoryIsMarkedByAStandardTag) {
   files.createDirectory(url("a"), IntermediateDirectories::created);
   files.setIsExcludedFromBackup(true, url("a"));
   files.setIsExcludedFromBackup(true, url("a"));
@@ -237,18 +237,18 @@ TEST_F(FileManagerTest, AFolderIsMarkedByATagThatOtherProgramsKnow) {
   EXPECT_FALSE(files.fileExists(path("a/CACHEDIR.TAG")));
 }
 
-TEST_F(FileManagerTest, AFileOfTheUsersWithTheNameOfTheTagIsNotOverwritten) {
+TEST_F(FileManagerTest, UsersFileWithTheTagsNameIsKept) {
   put("CACHEDIR.TAG", "mine");
   EXPECT_EQ(codeOf([&] { files.setIsExcludedFromBackup(true, folder.url()); }), EEXIST);
   EXPECT_EQ(files.contents(url("CACHEDIR.TAG")).text(), "mine");
 }
 
-TEST_F(FileManagerTest, TheCapacityIsThatOfTheVolume) {
+TEST_F(FileManagerTest, CapacityIsThatOfTheVolume) {
   EXPECT_GT(files.volumeAvailableCapacityForImportantUsage(folder.url()).value_or(0), 0);
   EXPECT_EQ(codeOf([&] { static_cast<void>(files.volumeAvailableCapacityForImportantUsage(url("missing"))); }), ENOENT);
 }
 
-TEST_F(FileManagerTest, TheFoldersOfTheUserFollowTheEnvironment) {
+TEST_F(FileManagerTest, UsersDirectoriesFollowTheEnvironment) {
   const ProcessInfo process({.environment = std::map<std::string, std::string>{
                                  {"HOME", "/home/me"}, {"XDG_DATA_HOME", "relative"}, {"TMPDIR", "/scratch"}}});
   const ProcessInfo::Replacement replacement(process);
@@ -258,14 +258,14 @@ TEST_F(FileManagerTest, TheFoldersOfTheUserFollowTheEnvironment) {
   EXPECT_EQ(files.urlForUbiquityContainer(std::nullopt), std::nullopt);
 }
 
-TEST_F(FileManagerTest, WithoutHOMETheHomeFolderIsThatOfTheUserDatabase) {
+TEST_F(FileManagerTest, WithoutHOMETheUserDatabaseGivesTheHomeDirectory) {
   const ProcessInfo process({.environment = std::map<std::string, std::string>{}});
   const ProcessInfo::Replacement replacement(process);
   EXPECT_TRUE(files.homeDirectoryForCurrentUser().path().starts_with('/'));
   EXPECT_EQ(files.temporaryDirectory().path(), "/tmp");
 }
 
-TEST_F(FileManagerTest, OtherURLsThanThoseOfFilesAreRefused) {
+TEST_F(FileManagerTest, OtherURLsThanFileURLsAreRefused) {
   const URL site = *URL::from("https://example.com/a");
   EXPECT_THROW(static_cast<void>(files.openForReading(site)), URLError);
   EXPECT_THROW(files.removeItem(site), URLError);
@@ -277,7 +277,7 @@ TEST_F(FileManagerTest, OpeningAPipeDoesNotWaitForItsWriter) {
   EXPECT_GE(files.openForReading(url("pipe")).fileDescriptor(), 0);
 }
 
-TEST_F(FileManagerTest, AFileThatDoesNotFitIntoMemoryIsRefusedAndNotRead) {
+TEST_F(FileManagerTest, FileLargerThanMemoryIsRefusedUnread) {
   put("huge", "");
   ASSERT_EQ(::truncate(path("huge").c_str(), off_t{8} << 40), 0);
   EXPECT_EQ(codeOf([&] { static_cast<void>(files.contents(url("huge"))); }), ENOMEM);

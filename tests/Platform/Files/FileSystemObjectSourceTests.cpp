@@ -25,7 +25,7 @@ using Tests::TemporaryFolder;
 
 class FileSystemObjectSourceTest : public testing::Test {
  protected:
-  /// A source of the file whose kinds are gathered.
+  /// A source of the file, and the kinds of its events.
   struct Watched {
     std::shared_ptr<FileHandle> handle;
     std::shared_ptr<FileSystemObjectSource> source;
@@ -64,7 +64,7 @@ class FileSystemObjectSourceTest : public testing::Test {
   FileManager& files = FileManager::default_();
 };
 
-TEST_F(FileSystemObjectSourceTest, TellsOfWritesGrowthAndTruncation) {
+TEST_F(FileSystemObjectSourceTest, ReportsWritesGrowthAndTruncation) {
   put("a", "one");
   const Watched watched = watch("a", FileSystemEvent::write);
   watched.source->resume();
@@ -77,7 +77,7 @@ TEST_F(FileSystemObjectSourceTest, TellsOfWritesGrowthAndTruncation) {
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, ItsEndInTheChildOfAForkLeavesThatOfTheParentAlone) {
+TEST_F(FileSystemObjectSourceTest, EndInAForkedChildDoesNotEndTheParents) {
   put("a", "one");
   Watched watched = watch("a", FileSystemEvent::write);
   watched.source->resume();
@@ -95,7 +95,7 @@ TEST_F(FileSystemObjectSourceTest, ItsEndInTheChildOfAForkLeavesThatOfTheParentA
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, TellsOfRemovalWhileTheFileIsOpen) {
+TEST_F(FileSystemObjectSourceTest, ReportsRemovalWhileTheFileIsOpen) {
   put("a", "one");
   const Watched watched = watch("a", FileSystemEvent::delete_);
   watched.source->resume();
@@ -105,7 +105,7 @@ TEST_F(FileSystemObjectSourceTest, TellsOfRemovalWhileTheFileIsOpen) {
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, AnAtomicReplacementRemovesTheFile) {
+TEST_F(FileSystemObjectSourceTest, AtomicReplacementRemovesTheFile) {
   put("a", "one");
   put("b", "two");
   const Watched watched = watch("a", FileSystemEvent::delete_);
@@ -115,7 +115,7 @@ TEST_F(FileSystemObjectSourceTest, AnAtomicReplacementRemovesTheFile) {
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, LosingItsOwnNameIsARemovalThoughOthersAreLeft) {
+TEST_F(FileSystemObjectSourceTest, LosingItsOwnNameIsARemoval) {
   put("a", "one");
   std::filesystem::create_hard_link(path("a"), path("b"));
   const Watched watched = watch("a", FileSystemEvent::delete_ | FileSystemEvent::link);
@@ -129,7 +129,7 @@ TEST_F(FileSystemObjectSourceTest, LosingItsOwnNameIsARemovalThoughOthersAreLeft
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, AFileThatIsRemovedBeforeTheWatchStandsCountsAsRemoved) {
+TEST_F(FileSystemObjectSourceTest, FileRemovedBeforeTheWatchCountsAsRemoved) {
   put("a", "one");
   const Watched watched = watch("a", FileSystemEvent::delete_);
   std::filesystem::remove(path("a"));
@@ -138,7 +138,7 @@ TEST_F(FileSystemObjectSourceTest, AFileThatIsRemovedBeforeTheWatchStandsCountsA
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, TellsOfRenamingAndAttributes) {
+TEST_F(FileSystemObjectSourceTest, ReportsRenamingAndAttributes) {
   put("a", "one");
   const Watched watched = watch("a", FileSystemEvent::all);
   watched.source->resume();
@@ -149,7 +149,7 @@ TEST_F(FileSystemObjectSourceTest, TellsOfRenamingAndAttributes) {
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, TheEntriesOfAFolderAreItsContents) {
+TEST_F(FileSystemObjectSourceTest, EntriesOfADirectoryAreItsContents) {
   const Watched watched = watch("", FileSystemEvent::write);
   watched.source->resume();
   put("a", "one");
@@ -157,7 +157,7 @@ TEST_F(FileSystemObjectSourceTest, TheEntriesOfAFolderAreItsContents) {
   end(watched);
 }
 
-TEST_F(FileSystemObjectSourceTest, TwoSourcesOfOneFileHearEachForItself) {
+TEST_F(FileSystemObjectSourceTest, TwoSourcesOfOneFileAreIndependent) {
   put("a", "one");
   const Watched first = watch("a", FileSystemEvent::write);
   const Watched second = watch("a", FileSystemEvent::delete_);
@@ -173,7 +173,7 @@ TEST_F(FileSystemObjectSourceTest, TwoSourcesOfOneFileHearEachForItself) {
   end(second);
 }
 
-TEST_F(FileSystemObjectSourceTest, ASourceHearsNothingOfWhatWasWrittenBeforeIt) {
+TEST_F(FileSystemObjectSourceTest, SourceIgnoresEarlierWrites) {
   put("a", "one");
   const Watched early = watch("a", FileSystemEvent::write);
   early.source->resume();
@@ -187,7 +187,7 @@ TEST_F(FileSystemObjectSourceTest, ASourceHearsNothingOfWhatWasWrittenBeforeIt) 
   end(early);
 }
 
-TEST_F(FileSystemObjectSourceTest, CancellingAtAnyTimeCallsTheCancelHandlerOnceAndLast) {
+TEST_F(FileSystemObjectSourceTest, CancelHandlerIsCalledOnceAndLast) {
   put("a", "one");
   for (int round = 0; round < repetitions(200); ++round) {
     const Watched watched = watch("a", FileSystemEvent::write);
@@ -199,14 +199,14 @@ TEST_F(FileSystemObjectSourceTest, CancellingAtAnyTimeCallsTheCancelHandlerOnceA
   }
 }
 
-TEST_F(FileSystemObjectSourceTest, OneThatIsCancelledBeforeItsStartOnlyEnds) {
+TEST_F(FileSystemObjectSourceTest, SourceCancelledBeforeItsStartOnlyEnds) {
   put("a", "one");
   const Watched watched = watch("a", FileSystemEvent::write);
   end(watched);
   EXPECT_EQ(watched.fired->load(), 0u);
 }
 
-TEST_F(FileSystemObjectSourceTest, ADescriptorThatIsNoneIsRefused) {
+TEST_F(FileSystemObjectSourceTest, InvalidDescriptorIsRefused) {
   const auto source = files.makeFileSystemObjectSource(-1, FileSystemEvent::write, OS_dispatch_queue::global());
   EXPECT_THROW(source->resume(), POSIXError);
 }

@@ -37,7 +37,7 @@ class CoordinatedReading : public testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-TEST_F(CoordinatedReading, GivesTheURLItselfWhereNothingIsToBeDone) {
+TEST_F(CoordinatedReading, GivesTheURLItselfIfNoArchiveIsNeeded) {
   int calls = 0;
   for (const auto& [place, options] : {std::pair(url("notes"), none), std::pair(url("notes/inner/a"), forUploading)}) {
     NSFileCoordinator().coordinateReading(place, options, [&](const URL& given) {
@@ -49,7 +49,7 @@ TEST_F(CoordinatedReading, GivesTheURLItselfWhereNothingIsToBeDone) {
 }
 
 TEST_F(CoordinatedReading, ReadsFilesOfADirectoryToTheEnd) {
-  // Every file there claims to hold a page.
+  // Every file in this directory reports the size of a page.
   const std::string made = "/sys/kernel/mm/transparent_hugepage";
   if (!std::filesystem::exists(made)) GTEST_SKIP() << "no /sys";
   NSFileCoordinator().coordinateReading(URL::fileURLWithPath(made), forUploading, [&](const URL& archive) {
@@ -58,7 +58,7 @@ TEST_F(CoordinatedReading, ReadsFilesOfADirectoryToTheEnd) {
   });
 }
 
-TEST_F(CoordinatedReading, GivesAnArchiveOfAFolderThatOnlyThisUserMayReadAndRemovesIt) {
+TEST_F(CoordinatedReading, ArchiveOfADirectoryIsPrivateAndTemporary) {
   NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
     EXPECT_EQ(archive.pathExtension(), "zip");
     struct stat status{};
@@ -69,7 +69,7 @@ TEST_F(CoordinatedReading, GivesAnArchiveOfAFolderThatOnlyThisUserMayReadAndRemo
   expectNothingLeft();
 }
 
-TEST_F(CoordinatedReading, LeavesAnArchiveThatWasMovedAway) {
+TEST_F(CoordinatedReading, MovedArchiveStays) {
   NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
     std::filesystem::rename(archive.path(), path("kept.zip"));
   });
@@ -77,14 +77,14 @@ TEST_F(CoordinatedReading, LeavesAnArchiveThatWasMovedAway) {
   expectNothingLeft();
 }
 
-TEST_F(CoordinatedReading, LetsWhatTheAccessorThrowsThroughAndRemovesTheArchive) {
+TEST_F(CoordinatedReading, ThrowingAccessorRemovesTheArchive) {
   EXPECT_THROW(NSFileCoordinator().coordinateReading(url("notes"), forUploading,
                                                      [](const URL&) { throw std::runtime_error("enough"); }),
                std::runtime_error);
   expectNothingLeft();
 }
 
-TEST_F(CoordinatedReading, OfWhatIsNotThereOrWithoutAPlaceForTheArchiveIsAnError) {
+TEST_F(CoordinatedReading, MissingFileOrTemporaryDirectoryIsAnError) {
   const auto codeOf = [&](const std::string& name) -> std::int64_t {
     try {
       NSFileCoordinator().coordinateReading(url(name), forUploading, [](const URL&) { ADD_FAILURE(); });

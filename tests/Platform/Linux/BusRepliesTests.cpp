@@ -21,7 +21,7 @@ using Kind = PropertyChange::Kind;
 
 constexpr const char* interface = "org.example.Manager";
 
-/// What a reader made of a message: the name of its problem, or "".
+/// The name of the problem of a parsed value, or "".
 template <typename Value>
 std::string problem(const std::expected<Value, ReplyProblem>& read) {
   return read.has_value() ? "" : std::string(description(read.error()));
@@ -36,7 +36,7 @@ class BusReplies : public testing::Test {
  protected:
   void SetUp() override { ASSERT_NE(wire_.bus(), nullptr); }
 
-  /// A message that sd-bus made, of these arguments.
+  /// A message that sd-bus makes from these arguments.
   template <typename... Arguments>
   BusWire::Message made(const char* types, Arguments... arguments) {
     sd_bus_message* message = nullptr;
@@ -47,7 +47,7 @@ class BusReplies : public testing::Test {
   }
   BusWire::Message empty() { return made(""); }
 
-  /// One that came over a connection, with any bytes as its body.
+  /// A message that arrived over a connection, with any bytes as its body.
   BusWire::Message received(std::string signature, std::string body, std::uint32_t descriptors = 0) {
     BusWire::Message message =
         wire_.receive({.signature = std::move(signature), .body = std::move(body), .descriptors = descriptors});
@@ -64,7 +64,7 @@ class BusReplies : public testing::Test {
   static std::string bytes(std::uint32_t number) {
     return std::string(reinterpret_cast<const char*>(&number), sizeof number);
   }
-  /// A text as it stands in a body.
+  /// The encoding of a text in a body.
   static std::string encoded(std::string_view text) {
     std::string result = bytes(static_cast<std::uint32_t>(text.size()));
     result += text;
@@ -77,7 +77,7 @@ class BusReplies : public testing::Test {
   static std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   }
-  /// What every reader makes of messages that the function makes, in this order.
+  /// The problems of every parsing function with messages of `make`, in this order.
   static std::vector<std::string> problems(const std::function<BusWire::Message()>& make) {
     return {problem(readNumber(make().get())),       problem(readNumberProperty(make().get())),
             problem(readDescriptor(make().get())),   problem(readOwner(make().get())),
@@ -88,18 +88,18 @@ class BusReplies : public testing::Test {
   BusWire wire_;
 };
 
-TEST_F(BusReplies, ANumberIsRead) {
+TEST_F(BusReplies, NumberIsParsed) {
   for (const std::uint32_t number : {0U, 7U, 0xFFFFFFFFU}) {
     EXPECT_EQ(readNumber(made("u", number).get()), number);
     EXPECT_EQ(readNumberProperty(made("v", "u", number).get()), number);
     EXPECT_EQ(readNumber(received("u", bytes(number)).get()), number);
   }
-  // What comes behind is nobody's business.
+  // Further values are ignored.
   EXPECT_EQ(readNumber(made("us", 7U, "more").get()), 7U);
   EXPECT_EQ(readNumberProperty(made("vv", "u", 7U, "s", "more").get()), 7U);
 }
 
-TEST_F(BusReplies, ANumberOfAnotherTypeIsNone) {
+TEST_F(BusReplies, NumberOfAnotherTypeIsRefused) {
   EXPECT_EQ(problem(readNumber(made("i", 7).get())), otherType);
   EXPECT_EQ(problem(readNumber(made("v", "u", 7U).get())), otherType);
   EXPECT_EQ(problem(readNumber(made("(u)", 7U).get())), otherType);
@@ -110,13 +110,13 @@ TEST_F(BusReplies, ANumberOfAnotherTypeIsNone) {
   EXPECT_EQ(problem(readNumberProperty(made("v", "au", 0).get())), otherType);
 }
 
-TEST_F(BusReplies, AVariantInAVariantIsOfAnotherType) {
+TEST_F(BusReplies, VariantInAVariantIsOfAnotherType) {
   EXPECT_EQ(problem(readNumberProperty(made("v", "v", "u", 7U).get())), otherType);
   const auto change = made("sa{sv}as", interface, 1, "Metered", "v", "v", "u", 1U, 0);
   EXPECT_EQ(problem(readChange(change)), otherType);
 }
 
-TEST_F(BusReplies, HoweverDeepWhatIsPassedOverIsNestedTheReadingEnds) {
+TEST_F(BusReplies, DeeplyNestedSkippedValuesEnd) {
   int deepest = 0;
   for (int depth = 1; depth < 500; ++depth) {
     std::string entry = bytes(5) + std::string("Other", 6);
@@ -128,7 +128,7 @@ TEST_F(BusReplies, HoweverDeepWhatIsPassedOverIsNestedTheReadingEnds) {
     body.append((4 - body.size() % 4) % 4, '\0');
     const auto change = readChange(received("sa{sv}as", body + bytes(0)));
     if (!change) {
-      // sd-bus goes no deeper.
+      // sd-bus refuses deeper nesting.
       EXPECT_EQ(problem(change), malformed) << depth;
       continue;
     }
@@ -140,19 +140,19 @@ TEST_F(BusReplies, HoweverDeepWhatIsPassedOverIsNestedTheReadingEnds) {
   RecordProperty("deepest", deepest);
 }
 
-TEST_F(BusReplies, AnEmptyMessageLacksWhatIsLookedFor) {
+TEST_F(BusReplies, EmptyMessageLacksTheValue) {
   EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(7, missing));
   EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(7, missing));
 }
 
-TEST_F(BusReplies, AnErrorIsNoAnswerWhateverItHolds) {
+TEST_F(BusReplies, ErrorIsNeverAnAnswer) {
   const std::vector<std::string> errors(7, isError);
   EXPECT_EQ(problems([this] { return error("", ""); }), errors);
   EXPECT_EQ(problems([this] { return error("u", bytes(7)); }), errors);
   EXPECT_EQ(problems([this] { return error("s", encoded(":1.7")); }), errors);
 }
 
-TEST_F(BusReplies, ABodyThatIsShorterThanItsTypesSayIsMalformed) {
+TEST_F(BusReplies, TooShortBodyIsMalformed) {
   EXPECT_EQ(problem(readNumber(received("u", "").get())), malformed);
   EXPECT_EQ(problem(readNumber(received("u", "\1\2\3").get())), malformed);
   EXPECT_EQ(problem(readNumberProperty(received("v", "").get())), malformed);
@@ -180,7 +180,7 @@ TEST_F(BusReplies, LengthsBeyondTheBodyAreMalformed) {
   }
 }
 
-TEST_F(BusReplies, TextWithoutItsEndOrNotInUTF8IsMalformed) {
+TEST_F(BusReplies, UnterminatedOrIllFormedTextIsMalformed) {
   EXPECT_EQ(problem(readOwner(received("s", bytes(4) + ":1.7x").get())), malformed);
   EXPECT_EQ(problem(readOwner(received("s", bytes(4) + std::string(":1\0"
                                                                    "7\0",
@@ -191,7 +191,7 @@ TEST_F(BusReplies, TextWithoutItsEndOrNotInUTF8IsMalformed) {
   EXPECT_EQ(problem(readChange(received("sa{sv}as", encoded("\xC3\x28") + bytes(0) + bytes(0)))), malformed);
 }
 
-TEST_F(BusReplies, TheOwnerOfANameIsAConnectionsName) {
+TEST_F(BusReplies, OwnerOfANameIsAConnectionsName) {
   EXPECT_EQ(readOwner(made("s", ":1.42").get()), ":1.42");
   EXPECT_EQ(readOwner(made("s", "org.freedesktop.DBus").get()), "org.freedesktop.DBus");
   EXPECT_EQ(readOwner(made("s", (":1." + std::string(252, '4')).c_str()).get()), ":1." + std::string(252, '4'));
@@ -199,7 +199,7 @@ TEST_F(BusReplies, TheOwnerOfANameIsAConnectionsName) {
   EXPECT_EQ(problem(readOwner(made("o", "/org/example").get())), otherType);
 }
 
-TEST_F(BusReplies, AnOwnerThatIsNoNameOrTooLongIsMalformed) {
+TEST_F(BusReplies, InvalidOrTooLongOwnerIsMalformed) {
   for (const std::string& owner : {std::string(), std::string("anybody"), std::string(":1.4 2"),
                                    ":1." + std::string(253, '4'), ":1." + std::string(5'000'000, '4')}) {
     EXPECT_EQ(problem(readOwner(received("s", encoded(owner)).get())), malformed) << owner.size();
@@ -209,7 +209,7 @@ TEST_F(BusReplies, AnOwnerThatIsNoNameOrTooLongIsMalformed) {
   }
 }
 
-TEST_F(BusReplies, AnOwnerComesGoesAndIsReplaced) {
+TEST_F(BusReplies, OwnerAppearsEndsAndIsReplaced) {
   for (const auto& [former, next] : {std::pair("", ":1.7"), std::pair(":1.7", ""), std::pair(":1.7", ":1.8")}) {
     const auto change = readOwnerChange(made("sss", "org.example.Manager", former, next).get());
     ASSERT_TRUE(change.has_value()) << problem(change);
@@ -223,7 +223,7 @@ TEST_F(BusReplies, AnOwnerComesGoesAndIsReplaced) {
   EXPECT_EQ(problem(readOwnerChange(made("sss", "", "", ":1.7").get())), malformed);
 }
 
-TEST_F(BusReplies, ADescriptorOutlivesItsMessageAndIsClosedAtItsEnd) {
+TEST_F(BusReplies, DescriptorOutlivesItsMessage) {
   const std::ptrdiff_t before = openDescriptors();
   {
     const auto descriptor = readDescriptor(received("h", bytes(0), 1).get());
@@ -235,7 +235,7 @@ TEST_F(BusReplies, ADescriptorOutlivesItsMessageAndIsClosedAtItsEnd) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(BusReplies, ADescriptorThatDidNotComeIsMalformed) {
+TEST_F(BusReplies, MissingDescriptorIsMalformed) {
   const std::ptrdiff_t before = openDescriptors();
   EXPECT_EQ(problem(readDescriptor(received("h", bytes(0)).get())), malformed);
   EXPECT_EQ(problem(readDescriptor(received("h", bytes(1), 1).get())), malformed);
@@ -244,7 +244,7 @@ TEST_F(BusReplies, ADescriptorThatDidNotComeIsMalformed) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(BusReplies, ADescriptorThatThereIsNoRoomForIsNotTaken) {
+TEST_F(BusReplies, DescriptorBeyondTheLimitIsRefused) {
   const BusWire::Message message = received("h", bytes(0), 1);
   const int highest = ::dup(0);
   ::close(highest);
@@ -253,7 +253,7 @@ TEST_F(BusReplies, ADescriptorThatThereIsNoRoomForIsNotTaken) {
   EXPECT_EQ(problem(readDescriptor(message.get())), description(ReplyProblem::noRoom));
 }
 
-TEST_F(BusReplies, AChangedPropertyIsFoundAmongOthers) {
+TEST_F(BusReplies, ChangedPropertyIsFoundAmongOthers) {
   const auto change = readChange(made("sa{sv}as", interface, 3, "Connectivity", "u", 4U, "Metered", "u", 3U, "Devices",
                                       "ao", 1, "/org/example/1", 1, "Other"));
   ASSERT_TRUE(change.has_value()) << problem(change);
@@ -261,7 +261,7 @@ TEST_F(BusReplies, AChangedPropertyIsFoundAmongOthers) {
   EXPECT_EQ(change->number, 3U);
 }
 
-TEST_F(BusReplies, APropertyMayBeSaidToHaveChangedWithoutItsValue) {
+TEST_F(BusReplies, PropertyMayChangeWithoutAValue) {
   const auto change = readChange(made("sa{sv}as", interface, 0, 2, "Other", "Metered"));
   ASSERT_TRUE(change.has_value()) << problem(change);
   EXPECT_EQ(change->kind, Kind::invalidated);
@@ -269,15 +269,15 @@ TEST_F(BusReplies, APropertyMayBeSaidToHaveChangedWithoutItsValue) {
   EXPECT_EQ(readChange(made("sa{sv}as", interface, 2, "Metered", "u", 1U, "Metered", "u", 2U, 0))->number, 1U);
 }
 
-TEST_F(BusReplies, ChangesOfOthersSayNothing) {
+TEST_F(BusReplies, ChangesOfOtherPropertiesAreIgnored) {
   EXPECT_EQ(readChange(made("sa{sv}as", interface, 0, 0))->kind, Kind::none);
   EXPECT_EQ(readChange(made("sa{sv}as", interface, 1, "metered", "u", 1U, 1, "Metered "))->kind, Kind::none);
   EXPECT_EQ(readChange(made("sa{sv}as", "org.example.Other", 1, "Metered", "u", 1U, 0))->kind, Kind::none);
-  // Not even looked at.
+  // The rest of the message is not parsed.
   EXPECT_EQ(readChange(made("s", "org.example.Other"))->kind, Kind::none);
 }
 
-TEST_F(BusReplies, AChangeOfAnotherTypeIsNone) {
+TEST_F(BusReplies, ChangeOfAnotherTypeIsRefused) {
   EXPECT_EQ(problem(readChange(made("sa{sv}as", interface, 1, "Metered", "s", "yes", 0))), otherType);
   EXPECT_EQ(problem(readChange(made("sa{ss}as", interface, 1, "Metered", "1", 0))), otherType);
   EXPECT_EQ(problem(readChange(made("sa{sv}au", interface, 0, 1, 7U))), otherType);
@@ -287,7 +287,7 @@ TEST_F(BusReplies, AChangeOfAnotherTypeIsNone) {
   EXPECT_EQ(problem(readChange(made("sa{sv}", interface, 0))), missing);
 }
 
-TEST_F(BusReplies, TenThousandPropertiesAreRead) {
+TEST_F(BusReplies, TenThousandPropertiesAreParsed) {
   sd_bus_message* message = nullptr;
   ASSERT_GE(sd_bus_message_new_signal(wire_.bus(), &message, "/org/example", "org.example.Service", "Changed"), 0);
   const BusWire::Message owned(message);
@@ -301,7 +301,7 @@ TEST_F(BusReplies, TenThousandPropertiesAreRead) {
   EXPECT_EQ(readChange(owned)->number, 1U);
 }
 
-TEST_F(BusReplies, AnAuthorizationIsReadWithWhatItSaysOfTheUser) {
+TEST_F(BusReplies, AuthorizationIsParsedWithItsDetails) {
   for (const auto& [isAuthorized, needsTheUser] :
        {std::pair(0, 0), std::pair(0, 1), std::pair(1, 0), std::pair(1, 1)}) {
     const auto read = readAuthorization(made("(bba{ss})", isAuthorized, needsTheUser, 0).get());
@@ -316,7 +316,7 @@ TEST_F(BusReplies, AnAuthorizationIsReadWithWhatItSaysOfTheUser) {
   EXPECT_FALSE(readAuthorization(made("(bba{ss})", 0, 0, 1, "dismissed", "true").get())->isDismissed);
 }
 
-TEST_F(BusReplies, AnAuthorizationOfAnotherTypeIsNone) {
+TEST_F(BusReplies, AuthorizationOfAnotherTypeIsRefused) {
   EXPECT_EQ(problem(readAuthorization(made("b", 1).get())), otherType);
   EXPECT_EQ(problem(readAuthorization(made("bba{ss}", 1, 0, 0).get())), otherType);
   EXPECT_EQ(problem(readAuthorization(made("(bb)", 1, 0).get())), otherType);
@@ -325,7 +325,7 @@ TEST_F(BusReplies, AnAuthorizationOfAnotherTypeIsNone) {
   EXPECT_EQ(problem(readAuthorization(made("v", "(bba{ss})", 1, 0, 0).get())), otherType);
 }
 
-TEST_F(BusReplies, WhatErrorsMeanIsKnownByTheirNames) {
+TEST_F(BusReplies, NamesOfErrorsGiveTheirMeaning) {
   EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.ServiceUnknown"), CallFailure::noOwner);
   EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.NameHasNoOwner"), CallFailure::noOwner);
   EXPECT_EQ(failureOf("org.freedesktop.DBus.Error.NoReply"), CallFailure::noAnswer);

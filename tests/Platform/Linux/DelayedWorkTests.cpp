@@ -26,7 +26,7 @@ using Tests::repetitions;
 using Tests::waitUntil;
 using Tests::waitUntilAsleep;
 
-/// Work that announces its beginning and waits to be let go on, so that a test says how long a run takes.
+/// Work that reports its beginning and waits for the test, so that the test decides how long a run takes.
 struct GatedWork {
   ManualClock clock;
   std::atomic<int> begun = 0;
@@ -45,7 +45,7 @@ struct GatedWork {
   }
 };
 
-TEST(DelayedWork, IsDoneWhenItsTimeHasCome) {
+TEST(DelayedWork, RunsWhenItIsDue) {
   GatedWork gated;
   gated.gate.release();
   gated.work->schedule(2s);
@@ -56,7 +56,7 @@ TEST(DelayedWork, IsDoneWhenItsTimeHasCome) {
   gated.work->cancel();
 }
 
-TEST(DelayedWork, ComesSoonerWhenAskedAgainAndNeverLater) {
+TEST(DelayedWork, SecondScheduleCanOnlyBeEarlier) {
   GatedWork gated;
   gated.gate.release();
   gated.work->schedule(10s);
@@ -69,7 +69,7 @@ TEST(DelayedWork, ComesSoonerWhenAskedAgainAndNeverLater) {
   gated.work->cancel();
 }
 
-TEST(DelayedWork, IsDoneOnceMoreForAllThatWasAskedWhileItWasUnderWay) {
+TEST(DelayedWork, SchedulesDuringARunCauseOneMoreRun) {
   GatedWork gated;
   gated.scheduleAndFire();
   ASSERT_TRUE(gated.hasBegun(1));
@@ -81,7 +81,7 @@ TEST(DelayedWork, IsDoneOnceMoreForAllThatWasAskedWhileItWasUnderWay) {
   EXPECT_EQ(gated.begun, 2);
 }
 
-TEST(DelayedWork, IsNeverUnderWayTwice) {
+TEST(DelayedWork, NeverRunsTwiceAtOnce) {
   std::atomic<int> underWay = 0;
   std::atomic<int> mostUnderWay = 0;
   std::atomic<int> runs = 0;
@@ -111,9 +111,9 @@ TEST(DelayedWork, IsNeverUnderWayTwice) {
   EXPECT_EQ(mostUnderWay, 1);
 }
 
-TEST(DelayedWork, IsNotUnderWayOnceItIsCancelled) {
+TEST(DelayedWork, DoesNotRunAfterCancel) {
   for (int round = 0; round < repetitions(200); ++round) {
-    // Gone after the cancelling, as an object is whose work this is.
+    // The test destroys this after `cancel`, as an owner of the work would.
     auto underWay = std::make_unique<std::atomic<int>>(0);
     std::atomic<int>& counter = *underWay;
     const auto work = DelayedWork::make(ContinuousClock::shared(), [&counter] {
@@ -132,7 +132,7 @@ TEST(DelayedWork, IsNotUnderWayOnceItIsCancelled) {
   }
 }
 
-TEST(DelayedWork, StaysAwayOnceItIsCancelled) {
+TEST(DelayedWork, CannotBeScheduledAfterCancel) {
   GatedWork gated;
   gated.work->schedule(1s);
   gated.work->cancel();
@@ -142,7 +142,7 @@ TEST(DelayedWork, StaysAwayOnceItIsCancelled) {
   EXPECT_EQ(gated.begun, 0);
 }
 
-TEST(DelayedWork, ThatWasAskedAgainAndIsCancelledIsWaitedForOnce) {
+TEST(DelayedWork, CancelDropsTheSecondRun) {
   GatedWork gated;
   gated.scheduleAndFire();
   ASSERT_TRUE(gated.hasBegun(1));
@@ -161,7 +161,7 @@ TEST(DelayedWork, ThatWasAskedAgainAndIsCancelledIsWaitedForOnce) {
   EXPECT_EQ(gated.begun, 1);
 }
 
-TEST(DelayedWork, IsNotWaitedForInTheChildOfAFork) {
+TEST(DelayedWork, ForkedChildDoesNotWait) {
   GatedWork gated;
   gated.scheduleAndFire();
   ASSERT_TRUE(gated.hasBegun(1));

@@ -28,14 +28,14 @@ using testing::ElementsAre;
 
 using Entry = std::map<std::string, std::string>;
 
-// What the scripted journal does and has seen. A journal backend and its thread have no end, so neither has this.
+// The answers and the records of the scripted journal. It is never destroyed, because the sink's thread never ends.
 struct ScriptedJournal {
   std::mutex mutex;
   std::vector<Entry> entries;
   std::atomic<int> answer{0};
   std::atomic<bool> isHeld{false};
   std::atomic<int> calls{0};
-  std::string dropsWith;  // Answers -EMSGSIZE to a message with this text.
+  std::string dropsWith;  // The journal answers -EMSGSIZE to a message with this text.
 };
 
 ScriptedJournal& scripted() {
@@ -102,13 +102,13 @@ class JournalLogSinkTest : public testing::Test {
   std::filesystem::path socket_;
 };
 
-TEST_F(JournalLogSinkTest, HasNotBeenTriedBeforeTheFirstRecord) {
+TEST_F(JournalLogSinkTest, IsNotTriedBeforeTheFirstRecord) {
   auto& journal = makeJournal();
   EXPECT_EQ(journal.status().state, JournalState::notTried);
   journal.flush(1s);
 }
 
-TEST_F(JournalLogSinkTest, WithoutASocketItSaysSoAndStartsNoThread) {
+TEST_F(JournalLogSinkTest, MissingSocketIsReportedWithoutAThread) {
   auto& journal = makeJournal();
   write(journal, "one");
   EXPECT_EQ(journal.status().state, JournalState::socketMissing);
@@ -117,12 +117,12 @@ TEST_F(JournalLogSinkTest, WithoutASocketItSaysSoAndStartsNoThread) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}), 1);
 }
 
-TEST_F(JournalLogSinkTest, FindsASocketThatAppearsLaterAndSendsWhatWasKept) {
+TEST_F(JournalLogSinkTest, LaterSocketReceivesKeptRecords) {
   auto& journal = makeJournal({.retryInterval = 10s});
   LogRecord record = recordOf("one");
   write(journal, record);
   makeSocket();
-  // Not looked for again before the interval has passed.
+  // The sink does not search again before the interval has passed.
   record.time += 9s;
   write(journal, record);
   EXPECT_EQ(journal.status().state, JournalState::socketMissing);
@@ -133,7 +133,7 @@ TEST_F(JournalLogSinkTest, FindsASocketThatAppearsLaterAndSendsWhatWasKept) {
   EXPECT_EQ(sentMessages().size(), 3u);
 }
 
-TEST_F(JournalLogSinkTest, LooksAgainWhenTheClockWasSetBack) {
+TEST_F(JournalLogSinkTest, SearchesAgainAfterTheClockWasSetBack) {
   auto& journal = makeJournal();
   LogRecord record = recordOf("one");
   write(journal, record);
@@ -194,7 +194,7 @@ TEST_F(JournalLogSinkTest, DoesNotSendSignposts) {
   EXPECT_EQ(journal.status().sentRecords, 1u);
 }
 
-TEST_F(JournalLogSinkTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSentTwice) {
+TEST_F(JournalLogSinkTest, RefusalIsReportedAndLosesNothing) {
   makeSocket();
   scripted().answer = -ECONNREFUSED;
   auto& journal = makeJournal({.retryInterval = 1ms});
@@ -211,7 +211,7 @@ TEST_F(JournalLogSinkTest, ARefusalIsVisibleWithItsReasonAndNothingIsLostOrSentT
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two", "three", "four"));
 }
 
-TEST_F(JournalLogSinkTest, ASocketThatVanishesAndReturnsLosesNothing) {
+TEST_F(JournalLogSinkTest, SocketThatReturnsLosesNothing) {
   makeSocket();
   auto& journal = makeJournal({.retryInterval = 1ms});
   write(journal, "one");
@@ -225,7 +225,7 @@ TEST_F(JournalLogSinkTest, ASocketThatVanishesAndReturnsLosesNothing) {
   EXPECT_THAT(sentMessages(), ElementsAre("one", "two"));
 }
 
-TEST_F(JournalLogSinkTest, ARecordThatIsRefusedForItselfDoesNotHoldUpTheNext) {
+TEST_F(JournalLogSinkTest, RefusedRecordDoesNotBlockTheNext) {
   makeSocket();
   scripted().dropsWith = "poison";
   auto& journal = makeJournal();
@@ -237,7 +237,7 @@ TEST_F(JournalLogSinkTest, ARecordThatIsRefusedForItselfDoesNotHoldUpTheNext) {
   EXPECT_EQ(journal.status().state, JournalState::sending);
 }
 
-TEST_F(JournalLogSinkTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndTold) {
+TEST_F(JournalLogSinkTest, EvictedRecordsAreCountedAndReported) {
   makeSocket();
   scripted().answer = -ECONNREFUSED;
   auto& journal = makeJournal({.retryInterval = 1ms});
@@ -249,7 +249,7 @@ TEST_F(JournalLogSinkTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndTold
   const auto messages = sentMessages();
   const auto status = journal.status();
   EXPECT_GT(status.lostRecords, 0u);
-  // The notices are not among the records.
+  // The notices of losses do not count as records.
   std::uint64_t told = 0;
   std::vector<std::string> records;
   for (const auto& message : messages) {
@@ -264,7 +264,7 @@ TEST_F(JournalLogSinkTest, RecordsEvictedWhileTheJournalWasAwayAreCountedAndTold
   for (std::size_t i = 1; i < records.size(); ++i) EXPECT_LT(std::stoi(records[i - 1]), std::stoi(records[i]));
 }
 
-TEST_F(JournalLogSinkTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp) {
+TEST_F(JournalLogSinkTest, SilentJournalIsReportedAndEndsAFlush) {
   makeSocket();
   scripted().isHeld = true;
   auto& journal = makeJournal({.longestSend = 1ms});
@@ -278,7 +278,7 @@ TEST_F(JournalLogSinkTest, AJournalThatDoesNotAnswerIsVisibleAndAFlushGivesUp) {
   EXPECT_EQ(journal.status().state, JournalState::sending);
 }
 
-TEST_F(JournalLogSinkTest, AFlushEndsThoughOthersGoOnWriting) {
+TEST_F(JournalLogSinkTest, FlushEndsWhileThreadsWrite) {
   makeSocket();
   auto& journal = makeJournal();
   write(journal, "before");
@@ -295,20 +295,21 @@ TEST_F(JournalLogSinkTest, AFlushEndsThoughOthersGoOnWriting) {
   writer.join();
 }
 
-TEST_F(JournalLogSinkTest, ARecordAlwaysWakesTheThreadThatIsLyingDown) {
+TEST_F(JournalLogSinkTest, RecordAlwaysWakesTheParkingThread) {
   makeSocket();
   auto& journal = makeJournal({.pollsBeforeParking = 1, .pollInterval = 1ns});
   const int count = Tests::repetitions(3000);
   for (int i = 1; i <= count; ++i) {
     write(journal, "text");
-    // No flush: that would wake it too. A lost wake-up hangs here. No sleep: that would let it park in peace.
+    // The loop must not flush, because a flush would wake the thread too. It must not sleep, because the thread would
+    // then be parked before each record. A lost wake-up hangs here.
     while (journal.status().sentRecords != static_cast<std::uint64_t>(i)) std::this_thread::yield();
     for (volatile int pause = 0; pause < i % 500; pause = pause + 1) {
     }
   }
 }
 
-TEST_F(JournalLogSinkTest, TheChildOfAForkSendsNothingAndDoesNotHang) {
+TEST_F(JournalLogSinkTest, ForkedChildSendsNothingAndDoesNotHang) {
   makeSocket();
   auto& journal = makeJournal();
   write(journal, "parent");

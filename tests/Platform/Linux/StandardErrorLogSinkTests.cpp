@@ -34,7 +34,7 @@ struct ChildResult {
   std::string standardError;
 };
 
-// Runs the body in a child process whose standard error is a pipe; its result is the exit status.
+// Runs the body in a child process whose standard error is a pipe. The body's result is the exit status.
 ChildResult inChild(const std::function<int()>& body) {
   int pipe[2];
   EXPECT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
@@ -63,7 +63,7 @@ TEST(StandardErrorLogSink, IsOffAtFirst) {
   EXPECT_EQ(result.standardError, "");
 }
 
-TEST(StandardErrorLogSink, WritesALineForEachRecordWithItsTypeAndLog) {
+TEST(StandardErrorLogSink, WritesALineForEachRecord) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     LogConfiguration::setEnabled(OSLogType::info, LogSwitch::on);
@@ -122,7 +122,7 @@ TEST(StandardErrorLogSink, DoesNotWriteSignposts) {
   EXPECT_EQ(result.standardError, "");
 }
 
-TEST(StandardErrorLogSink, AClosedStandardErrorTakesNothingAndHurtsNothing) {
+TEST(StandardErrorLogSink, ClosedStandardErrorDropsLines) {
   const auto result = inChild([] {
     ::close(STDERR_FILENO);
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
@@ -132,7 +132,7 @@ TEST(StandardErrorLogSink, AClosedStandardErrorTakesNothingAndHurtsNothing) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(StandardErrorLogSink, NeverWritesIntoAFileThatTookTheNumberOfAClosedStandardError) {
+TEST(StandardErrorLogSink, NeverWritesIntoAnotherFileWithItsNumber) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     ::close(STDERR_FILENO);
@@ -146,7 +146,7 @@ TEST(StandardErrorLogSink, NeverWritesIntoAFileThatTookTheNumberOfAClosedStandar
   EXPECT_TRUE(result.standardError.ends_with("text\n"));
 }
 
-TEST(StandardErrorLogSink, APipeWithoutAReaderDoesNotEndTheProcess) {
+TEST(StandardErrorLogSink, PipeWithoutAReaderIsHarmless) {
   const auto result = inChild([] {
     int pipe[2];
     if (::pipe2(pipe, O_CLOEXEC) != 0) return 1;
@@ -168,7 +168,7 @@ TEST(StandardErrorLogSink, APipeWithoutAReaderDoesNotEndTheProcess) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(StandardErrorLogSink, AFullPipeThatDoesNotBlockDropsLines) {
+TEST(StandardErrorLogSink, FullNonblockingPipeDropsLines) {
   const auto result = inChild([] {
     int pipe[2];
     if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) != 0) return 1;

@@ -26,7 +26,7 @@ constexpr NWPath expensive({.status = Status::satisfied, .isExpensive = true});
 
 class NWPathMonitorTest : public testing::Test {
  protected:
-  /// What the main queue delivers.
+  /// Runs the pending work of the main queue.
   static void drain() {
     while (MainQueue::drain() > 0) {
     }
@@ -47,7 +47,7 @@ TEST_F(NWPathMonitorTest, KnowsThePathBeforeItIsStarted) {
   EXPECT_EQ(monitor->currentPath(), expensive);
 }
 
-TEST_F(NWPathMonitorTest, HasTheBackendTakeInTheNewsWhenItIsMade) {
+TEST_F(NWPathMonitorTest, MakingItRefreshesTheBackend) {
   EXPECT_EQ(network->monitors(), 0);
   const auto monitor = NWPathMonitor::make();
   EXPECT_EQ(network->monitors(), 1);
@@ -61,7 +61,7 @@ TEST_F(NWPathMonitorTest, ReportsNothingUntilItIsStarted) {
   EXPECT_THAT(paths, IsEmpty());
 }
 
-TEST_F(NWPathMonitorTest, FirstReportsThePathOfItsStartAndNeverInline) {
+TEST_F(NWPathMonitorTest, FirstUpdateIsThePathOfTheStart) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
@@ -70,7 +70,7 @@ TEST_F(NWPathMonitorTest, FirstReportsThePathOfItsStartAndNeverInline) {
   EXPECT_THAT(paths, ElementsAre(satisfied));
 }
 
-TEST_F(NWPathMonitorTest, ReportsEveryPathInOrderEqualOnesIncluded) {
+TEST_F(NWPathMonitorTest, ReportsEveryPathInOrder) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
@@ -81,7 +81,7 @@ TEST_F(NWPathMonitorTest, ReportsEveryPathInOrderEqualOnesIncluded) {
   EXPECT_THAT(paths, ElementsAre(satisfied, unsatisfied, unsatisfied, expensive));
 }
 
-TEST_F(NWPathMonitorTest, StartedASecondTimeChangesNothing) {
+TEST_F(NWPathMonitorTest, SecondStartDoesNothing) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
@@ -90,7 +90,7 @@ TEST_F(NWPathMonitorTest, StartedASecondTimeChangesNothing) {
   EXPECT_THAT(paths, ElementsAre(satisfied));
 }
 
-TEST_F(NWPathMonitorTest, CancelledReportsNothingMoreButStillKnowsThePath) {
+TEST_F(NWPathMonitorTest, CancelledMonitorStillKnowsThePath) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
@@ -103,7 +103,7 @@ TEST_F(NWPathMonitorTest, CancelledReportsNothingMoreButStillKnowsThePath) {
   EXPECT_EQ(monitor->currentPath(), expensive);
 }
 
-TEST_F(NWPathMonitorTest, StartedAfterItsEndReportsNothing) {
+TEST_F(NWPathMonitorTest, StartAfterCancelDoesNothing) {
   const auto monitor = NWPathMonitor::make();
   monitor->cancel();
   monitor->setPathUpdateHandler(recorder());
@@ -112,7 +112,7 @@ TEST_F(NWPathMonitorTest, StartedAfterItsEndReportsNothing) {
   EXPECT_THAT(paths, IsEmpty());
 }
 
-TEST_F(NWPathMonitorTest, CancelledInsideItsHandlerDropsWhatWasPending) {
+TEST_F(NWPathMonitorTest, CancelInTheHandlerDropsPendingUpdates) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler([&](const NWPath& path) {
     paths.push_back(path);
@@ -124,7 +124,7 @@ TEST_F(NWPathMonitorTest, CancelledInsideItsHandlerDropsWhatWasPending) {
   EXPECT_THAT(paths, ElementsAre(satisfied));
 }
 
-TEST_F(NWPathMonitorTest, LetsItsHandlerGoWhenItIsCancelled) {
+TEST_F(NWPathMonitorTest, CancelReleasesTheHandler) {
   const auto token = std::make_shared<int>(0);
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler([token](const NWPath&) {});
@@ -135,7 +135,7 @@ TEST_F(NWPathMonitorTest, LetsItsHandlerGoWhenItIsCancelled) {
   EXPECT_EQ(token.use_count(), 1);
 }
 
-TEST_F(NWPathMonitorTest, AnotherHandlerTakesOverFromTheNextPathOn) {
+TEST_F(NWPathMonitorTest, NewHandlerReceivesLaterPaths) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler([&](const NWPath&) { monitor->setPathUpdateHandler(recorder()); });
   monitor->start(OS_dispatch_queue::main());
@@ -156,7 +156,7 @@ TEST_F(NWPathMonitorTest, WithoutAHandlerUpdatesAreDropped) {
   EXPECT_THAT(paths, ElementsAre(unsatisfied));
 }
 
-TEST_F(NWPathMonitorTest, ALoopInsideItsHandlerGetsTheNextUpdates) {
+TEST_F(NWPathMonitorTest, NestedLoopInTheHandlerGetsTheNextUpdates) {
   const auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler([&](const NWPath& path) {
     paths.push_back(path);
@@ -170,7 +170,7 @@ TEST_F(NWPathMonitorTest, ALoopInsideItsHandlerGetsTheNextUpdates) {
   EXPECT_THAT(paths, ElementsAre(satisfied, unsatisfied, expensive));
 }
 
-TEST_F(NWPathMonitorTest, DroppedInTheMiddleOfUpdatesEndsAfterThem) {
+TEST_F(NWPathMonitorTest, MonitorReleasedDuringUpdatesEndsAfterThem) {
   auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
@@ -184,7 +184,7 @@ TEST_F(NWPathMonitorTest, DroppedInTheMiddleOfUpdatesEndsAfterThem) {
   EXPECT_THAT(paths, ElementsAre(satisfied, unsatisfied));
 }
 
-TEST_F(NWPathMonitorTest, KeepsItsBackendWhenAnotherIsInstalled) {
+TEST_F(NWPathMonitorTest, KeepsItsBackendAfterAnInstallation) {
   const auto monitor = NWPathMonitor::make();
   const auto other = std::make_shared<ScriptedNetwork>(unsatisfied);
   const NetworkBackendInstallation second(other);
@@ -192,7 +192,7 @@ TEST_F(NWPathMonitorTest, KeepsItsBackendWhenAnotherIsInstalled) {
   EXPECT_EQ(NWPathMonitor::make()->currentPath(), unsatisfied);
 }
 
-TEST_F(NWPathMonitorTest, OnAConcurrentQueueUpdatesComeOneAtATimeAndInOrder) {
+TEST_F(NWPathMonitorTest, ConcurrentQueueKeepsUpdatesInOrder) {
   constexpr int changes = 200;
   for (int repetition = 0; repetition < Tests::repetitions(50); ++repetition) {
     const auto monitor = NWPathMonitor::make();
@@ -201,7 +201,7 @@ TEST_F(NWPathMonitorTest, OnAConcurrentQueueUpdatesComeOneAtATimeAndInOrder) {
     std::atomic<bool> isOrdered{true};
     monitor->setPathUpdateHandler([&](const NWPath& path) {
       if (inside.fetch_add(1) != 0) isOrdered = false;
-      // The first is that of the start; from then on they take turns.
+      // The first update is that of the start. Later updates alternate.
       const int index = count.load();
       if (index > 0 && path != (index % 2 == 1 ? unsatisfied : satisfied)) isOrdered = false;
       inside.fetch_sub(1);
@@ -217,7 +217,7 @@ TEST_F(NWPathMonitorTest, OnAConcurrentQueueUpdatesComeOneAtATimeAndInOrder) {
   }
 }
 
-TEST_F(NWPathMonitorTest, MonitorsComeAndGoWhileThePathChanges) {
+TEST_F(NWPathMonitorTest, MonitorsMayBeMadeAndDestroyedDuringChanges) {
   std::atomic<bool> isDone{false};
   std::thread changer([&] {
     while (!isDone) network->setPath(network->currentPath() == satisfied ? unsatisfied : satisfied);

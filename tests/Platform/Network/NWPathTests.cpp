@@ -10,7 +10,7 @@
 namespace Tessaly {
 namespace {
 
-TEST(NWPath, TellsItsParts) {
+TEST(NWPath, GivesItsParts) {
   constexpr NWPath path({.status = NWPath::Status::requiresConnection,
                          .isExpensive = true,
                          .statusSource = NWPath::StatusSource::kernel,
@@ -22,7 +22,7 @@ TEST(NWPath, TellsItsParts) {
   EXPECT_EQ(NWPath(path.parts()), path);
 }
 
-TEST(NWPath, IsEqualPartByPart) {
+TEST(NWPath, ComparesAllParts) {
   const NWPath path({.status = NWPath::Status::satisfied});
   EXPECT_EQ(path, NWPath({.status = NWPath::Status::satisfied}));
   EXPECT_NE(path, NWPath({.status = NWPath::Status::unsatisfied}));
@@ -31,7 +31,7 @@ TEST(NWPath, IsEqualPartByPart) {
   EXPECT_NE(path, NWPath({.status = NWPath::Status::satisfied, .expenseSource = NWPath::ExpenseSource::noBus}));
 }
 
-TEST(NWPath, FitsIntoOneLoad) {
+TEST(NWPath, IsLoadedAtomically) {
   static_assert(std::is_trivially_copyable_v<NWPath>);
   EXPECT_EQ(sizeof(NWPath), 4u);
 }
@@ -50,7 +50,7 @@ TEST(NWPath, DescribesItself) {
   EXPECT_EQ(stream.str(), "unknown (refused), not expensive (notRunning)");
 }
 
-TEST(NWPath, HasANameForEachValueAndOneForOthers) {
+TEST(NWPath, EveryValueHasAName) {
   EXPECT_EQ(description(NWPath::Status::unsatisfied), "unsatisfied");
   EXPECT_EQ(description(NWPath::Status::requiresConnection), "requiresConnection");
   EXPECT_EQ(description(static_cast<NWPath::Status>(200)), "other");

@@ -18,7 +18,7 @@ namespace {
 
 using Origin = RouteTable::Origin;
 
-/// Netlink messages, put together as the kernel does.
+/// Builds netlink messages in the kernel's format.
 class Datagram {
  public:
   template <typename Part>
@@ -116,9 +116,9 @@ class RouteTableTest : public testing::Test {
   Datagram online() { return Datagram().link(ethernet, up).hasAddress(ethernet, "10.0.0.1").defaultRoute(ethernet); }
 };
 
-TEST_F(RouteTableTest, NothingLeadsOutOfAnEmptyOne) { EXPECT_FALSE(RouteTable().leadsOut()); }
+TEST_F(RouteTableTest, EmptyTableHasNoUsableRoute) { EXPECT_FALSE(RouteTable().leadsOut()); }
 
-TEST_F(RouteTableTest, ADefaultRouteWithAnAddressAndACarrierLeadsOut) {
+TEST_F(RouteTableTest, DefaultRouteWithAddressAndCarrierIsUsable) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   EXPECT_EQ(table.linksForTesting(), 1u);
@@ -127,19 +127,19 @@ TEST_F(RouteTableTest, ADefaultRouteWithAnAddressAndACarrierLeadsOut) {
   EXPECT_TRUE(table.leadsOut());
 }
 
-TEST_F(RouteTableTest, EachOfTheThreeIsNeeded) {
+TEST_F(RouteTableTest, RouteAddressAndCarrierAreRequired) {
   EXPECT_FALSE(leadsOut(Datagram().hasAddress(ethernet, "10.0.0.1").defaultRoute(ethernet)));
   EXPECT_FALSE(leadsOut(Datagram().link(ethernet, up).defaultRoute(ethernet)));
   EXPECT_FALSE(leadsOut(Datagram().link(ethernet, up).hasAddress(ethernet, "10.0.0.1")));
 }
 
-TEST_F(RouteTableTest, ALinkMustBeUpRunningAndNoLoopback) {
+TEST_F(RouteTableTest, LinkMustBeUpRunningAndNotLoopback) {
   for (const unsigned flags : {0U, unsigned{IFF_UP}, unsigned{IFF_RUNNING}, up | IFF_LOOPBACK}) {
     EXPECT_FALSE(leadsOut(Datagram().link(ethernet, flags).hasAddress(ethernet, "10.0.0.1").defaultRoute(ethernet)));
   }
 }
 
-TEST_F(RouteTableTest, ARouteAndAnAddressMustBeOfOneFamily) {
+TEST_F(RouteTableTest, RouteAndAddressMustShareAFamily) {
   EXPECT_FALSE(
       leadsOut(Datagram().link(ethernet, up).hasAddress(ethernet, "10.0.0.1").defaultRoute(ethernet, AF_INET6)));
   EXPECT_FALSE(leadsOut(Datagram().link(ethernet, up).hasAddress(ethernet, "2001:db8::1").defaultRoute(ethernet)));
@@ -147,11 +147,11 @@ TEST_F(RouteTableTest, ARouteAndAnAddressMustBeOfOneFamily) {
       leadsOut(Datagram().link(ethernet, up).hasAddress(ethernet, "2001:db8::1").defaultRoute(ethernet, AF_INET6)));
 }
 
-TEST_F(RouteTableTest, ARouteAndAnAddressMustBeOfOneLink) {
+TEST_F(RouteTableTest, RouteAndAddressMustShareALink) {
   EXPECT_FALSE(leadsOut(Datagram().link(2, up).link(3, up).hasAddress(3, "10.0.0.1").defaultRoute(2)));
 }
 
-TEST_F(RouteTableTest, AnAddressThatNobodyBeyondCouldAnswerToDoesNotCount) {
+TEST_F(RouteTableTest, AddressOfNarrowScopeDoesNotCount) {
   const auto with = [&](const std::string& address, unsigned char scope, std::uint32_t flags, unsigned char family) {
     return leadsOut(
         Datagram().link(ethernet, up).hasAddress(ethernet, address, scope, flags).defaultRoute(ethernet, family));
@@ -165,7 +165,7 @@ TEST_F(RouteTableTest, AnAddressThatNobodyBeyondCouldAnswerToDoesNotCount) {
   EXPECT_TRUE(with("169.254.0.1", RT_SCOPE_LINK, 0, AF_INET));
 }
 
-TEST_F(RouteTableTest, AnAddressThatBecomesUsableCounts) {
+TEST_F(RouteTableTest, AddressThatBecomesUsableCounts) {
   RouteTable table;
   table.apply(Datagram().link(2, up).hasAddress(2, "2001:db8::1", 0, IFA_F_TENTATIVE).defaultRoute(2, AF_INET6).bytes(),
               Origin::dump);
@@ -176,7 +176,7 @@ TEST_F(RouteTableTest, AnAddressThatBecomesUsableCounts) {
   EXPECT_FALSE(table.leadsOut());
 }
 
-TEST_F(RouteTableTest, OnAPointToPointLinkTheLocalAddressIsTheOneThatCounts) {
+TEST_F(RouteTableTest, LocalAddressOfAPointToPointLinkCounts) {
   ifaddrmsg part{};
   part.ifa_family = AF_INET;
   part.ifa_index = ethernet;
@@ -191,7 +191,7 @@ TEST_F(RouteTableTest, OnAPointToPointLinkTheLocalAddressIsTheOneThatCounts) {
   EXPECT_EQ(table.addressesForTesting(), 0u);
 }
 
-TEST_F(RouteTableTest, ALinkWithoutAddressLeadsOutIfTheRouteNamesOneOfAnother) {
+TEST_F(RouteTableTest, RouteMayUseTheAddressOfAnotherLink) {
   Datagram datagram;
   datagram.link(2, up).link(3, up).hasAddress(3, "10.0.0.1").defaultRoute(2).address(RTA_PREFSRC, "10.0.0.1");
   EXPECT_TRUE(leadsOut(datagram));
@@ -200,7 +200,7 @@ TEST_F(RouteTableTest, ALinkWithoutAddressLeadsOutIfTheRouteNamesOneOfAnother) {
   EXPECT_FALSE(leadsOut(stranger));
 }
 
-TEST_F(RouteTableTest, OnlyRoutesThatLeadSomewhereCount) {
+TEST_F(RouteTableTest, UnreachableRoutesDoNotCount) {
   const auto with = [&](Datagram::RouteOptions options) {
     Datagram datagram;
     datagram.link(2, up).hasAddress(2, "10.0.0.1").route(options).attribute(RTA_OIF, 2);
@@ -217,7 +217,7 @@ TEST_F(RouteTableTest, OnlyRoutesThatLeadSomewhereCount) {
   EXPECT_FALSE(with({.flags = RTM_F_CLONED}));
 }
 
-TEST_F(RouteTableTest, TwoHalvesAreAWhole) {
+TEST_F(RouteTableTest, TwoHalfRoutesAreADefaultRoute) {
   const auto half = [](Datagram& datagram, const std::string& destination, int index) {
     datagram.route({.prefix = 1}).attribute(RTA_OIF, index);
     if (!destination.empty()) datagram.address(RTA_DST, destination);
@@ -236,7 +236,7 @@ TEST_F(RouteTableTest, TwoHalvesAreAWhole) {
   EXPECT_FALSE(leadsOut(elsewhere));
 }
 
-TEST_F(RouteTableTest, OneUsableWayOfSeveralIsEnough) {
+TEST_F(RouteTableTest, OneUsableNextHopIsEnough) {
   const auto way = [](int index, unsigned char flags) {
     rtnexthop hop{};
     hop.rtnh_len = sizeof hop;
@@ -263,7 +263,7 @@ TEST_F(RouteTableTest, OneUsableWayOfSeveralIsEnough) {
   EXPECT_FALSE(leadsOut(nonsense));
 }
 
-TEST_F(RouteTableTest, LosingTheCarrierUnderARouteEndsTheWayOutAndTheReturnBringsItBack) {
+TEST_F(RouteTableTest, CarrierLossMakesTheRouteUnusableUntilItReturns) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   EXPECT_FALSE(table.apply(Datagram().link(ethernet, IFF_UP).bytes(), Origin::event).needsRoutes);
@@ -272,7 +272,7 @@ TEST_F(RouteTableTest, LosingTheCarrierUnderARouteEndsTheWayOutAndTheReturnBring
   EXPECT_TRUE(table.leadsOut());
 }
 
-TEST_F(RouteTableTest, RoutesMustBeReadAgainWhereTheKernelMayDropThemSilently) {
+TEST_F(RouteTableTest, RoutesMustBeReadAgainAfterSilentRemovals) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   EXPECT_TRUE(table.apply(Datagram().link(ethernet, 0).bytes(), Origin::event).needsRoutes);
@@ -282,7 +282,7 @@ TEST_F(RouteTableTest, RoutesMustBeReadAgainWhereTheKernelMayDropThemSilently) {
   EXPECT_TRUE(table.apply(Datagram().link(ethernet, up, RTM_DELLINK).bytes(), Origin::event).needsRoutes);
 }
 
-TEST_F(RouteTableTest, AnEventOfADefaultRouteIsNotTakenInButToldOf) {
+TEST_F(RouteTableTest, RouteEventRequestsAReading) {
   RouteTable table;
   EXPECT_TRUE(table.apply(Datagram().defaultRoute(ethernet).bytes(), Origin::event).needsRoutes);
   EXPECT_TRUE(table.apply(Datagram().route({.message = RTM_DELROUTE}).bytes(), Origin::event).needsRoutes);
@@ -292,7 +292,7 @@ TEST_F(RouteTableTest, AnEventOfADefaultRouteIsNotTakenInButToldOf) {
   EXPECT_EQ(table.routesForTesting(), 0u);
 }
 
-TEST_F(RouteTableTest, ALinkThatGoesTakesItsAddressesAlong) {
+TEST_F(RouteTableTest, RemovedLinkLosesItsAddresses) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   table.apply(Datagram().link(ethernet, up, RTM_DELLINK).bytes(), Origin::event);
@@ -301,14 +301,14 @@ TEST_F(RouteTableTest, ALinkThatGoesTakesItsAddressesAlong) {
   EXPECT_FALSE(table.leadsOut());
 }
 
-TEST_F(RouteTableTest, ALinkThatLeavesABridgeIsStillThere) {
+TEST_F(RouteTableTest, LinkThatLeavesABridgeStays) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   table.apply(Datagram().link(ethernet, up, RTM_DELLINK, AF_BRIDGE).bytes(), Origin::event);
   EXPECT_TRUE(table.leadsOut());
 }
 
-TEST_F(RouteTableTest, TellsHowADumpEnded) {
+TEST_F(RouteTableTest, ReportsTheEndOfADump) {
   RouteTable table;
   EXPECT_FALSE(table.apply(online().bytes(), Origin::dump).isDone);
   EXPECT_TRUE(table.apply(Datagram().message(NLMSG_DONE, 0).bytes(), Origin::dump).isDone);
@@ -322,10 +322,10 @@ TEST_F(RouteTableTest, TellsHowADumpEnded) {
   EXPECT_EQ(table.apply(Datagram().message(NLMSG_ERROR, error).bytes(), Origin::dump).error, 4095);
 }
 
-TEST_F(RouteTableTest, WhatIsCutShortAnywhereDoesNoHarm) {
+TEST_F(RouteTableTest, TruncatedMessagesAreHarmless) {
   const Datagram whole = online();
   for (std::size_t size = 0; size < whole.bytes().size(); ++size) {
-    // On the heap and no larger, so that a sanitizer sees a byte read too far.
+    // A copy on the heap of the exact size, so that a sanitizer reports a read beyond the end.
     const std::vector<std::byte> part(whole.bytes().begin(), whole.bytes().begin() + static_cast<std::ptrdiff_t>(size));
     RouteTable table;
     table.apply(part, Origin::dump);
@@ -333,7 +333,7 @@ TEST_F(RouteTableTest, WhatIsCutShortAnywhereDoesNoHarm) {
   }
 }
 
-TEST_F(RouteTableTest, LengthsOfNonsenseEndTheReading) {
+TEST_F(RouteTableTest, InvalidLengthsEndTheParsing) {
   for (const std::uint32_t length : {0U, 1U, 15U, 0xFFFFFFFFU}) {
     Datagram datagram = online();
     std::vector<std::byte> bytes(datagram.bytes().begin(), datagram.bytes().end());
@@ -344,7 +344,7 @@ TEST_F(RouteTableTest, LengthsOfNonsenseEndTheReading) {
   }
 }
 
-TEST_F(RouteTableTest, ClearedHoldsNothing) {
+TEST_F(RouteTableTest, ClearedTableIsEmpty) {
   RouteTable table;
   table.apply(online().bytes(), Origin::dump);
   table.clearRoutes();

@@ -73,7 +73,7 @@ class SmallDisk : public ::testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-TEST_F(SmallDisk, FilledByTheCopiesIsAnErrorAndEmptyAfterwards) {
+TEST_F(SmallDisk, CopiesThatFillItFailAndAreRemoved) {
   const URL large = put("large", noise(5'000'000));
   EXPECT_EQ(codeOf({large}), ENOSPC);
   expectNothingLeft();
@@ -82,10 +82,10 @@ TEST_F(SmallDisk, FilledByTheCopiesIsAnErrorAndEmptyAfterwards) {
   EXPECT_TRUE(zip({put("small", "x")}).text().starts_with("PK"));
 }
 
-TEST_F(SmallDisk, FilledByTheArchiveIsAnErrorAndEmptyAfterwards) {
+TEST_F(SmallDisk, ArchiveThatFillsItFailsAndIsRemoved) {
   EXPECT_EQ(codeOf({put("large", noise(2'500'000))}), ENOSPC);
   expectNothingLeft();
-  // At the end of the archive: the free space holds the copies and all blocks but the last.
+  // The disk fills up at the end of the archive: there is room for the copies and all blocks but the last.
   for (std::size_t size = 2'090'000; size < 2'097'000; size += 2'500) {
     const int code = codeOf({put("half", noise(size))});
     EXPECT_TRUE(code == 0 || code == ENOSPC) << size << ' ' << code;
@@ -93,14 +93,14 @@ TEST_F(SmallDisk, FilledByTheArchiveIsAnErrorAndEmptyAfterwards) {
   }
 }
 
-TEST_F(SmallDisk, WithoutFreeInodesIsAnErrorAndEmptyAfterwards) {
+TEST_F(SmallDisk, MissingInodesFailAndLeaveNothing) {
   std::vector<URL> urls;
   for (int i = 0; i < 200; ++i) urls.push_back(put(std::to_string(i), ""));
   EXPECT_EQ(codeOf(urls), ENOSPC);
   expectNothingLeft();
 }
 
-TEST_F(SmallDisk, ThatMayOnlyBeReadIsAnError) {
+TEST_F(SmallDisk, ReadOnlyVolumeIsAnError) {
   ASSERT_EQ(::mount("none", disk.path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0) << std::strerror(errno);
   EXPECT_EQ(codeOf({put("small", "x")}), EROFS);
 }
@@ -127,8 +127,8 @@ class LargeArchive : public ::testing::Test {
   ProcessInfo::Replacement replacement{process};
 };
 
-/// Under `./run stress` with more than 65,535 entries, a number of 64 bits in the archive.
-TEST_F(LargeArchive, OfManyEntriesIsReadByOthers) {
+/// Under `./run stress` there are more than 65,535 entries, so the archive needs a 64-bit number of entries.
+TEST_F(LargeArchive, OtherProgramsReadManyEntries) {
   std::filesystem::create_directories(place("many"));
   const int count = isStress() ? 66'000 : 2'000;
   for (int i = 0; i < count; ++i) {
@@ -145,8 +145,8 @@ TEST_F(LargeArchive, OfManyEntriesIsReadByOthers) {
   EXPECT_EQ(outputOf("unzip -Zt " + place("all.zip") + " 2>&1 | cut -d' ' -f1"), std::to_string(count + 1) + "\n");
 }
 
-/// Under `./run stress` beyond 4 GiB, a size of 64 bits in the archive.
-TEST_F(LargeArchive, OfALargeSparseFileIsReadByOthers) {
+/// Under `./run stress` the file is larger than 4 GiB, so the archive needs a 64-bit size.
+TEST_F(LargeArchive, OtherProgramsReadALargeSparseFile) {
   const std::uintmax_t size = isStress() ? (std::uintmax_t{4} << 30) + 17 : (std::uintmax_t{16} << 20) + 17;
   std::ofstream(place("sparse")) << "begin";
   std::filesystem::resize_file(place("sparse"), size - 3);

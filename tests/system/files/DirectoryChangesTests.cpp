@@ -22,7 +22,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Makes, writes, renames, replaces, links and removes entries below a directory, and at last makes "end" there.
+/// Makes, writes, renames, replaces, links and removes entries below a directory, and finally makes "end" in it.
 constexpr const char* torture = R"(
 import os, random, shutil, sys
 root, count, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
@@ -57,13 +57,13 @@ class DirectoryTorture : public testing::Test {
              std::to_string(seed).c_str(), nullptr);
     ::_exit(127);
   }
-  /// A million under stress.
+  /// The number of operations: a million under stress.
   static int operations() { return std::getenv("TESSALY_STRESS") != nullptr ? 1'000'000 : 15'000; }
 
   Tests::TemporaryFolder folder_;
 };
 
-TEST_F(DirectoryTorture, ModelEqualsDirectoryWhenItIsQuiet) {
+TEST_F(DirectoryTorture, ModelEqualsTheQuietDirectory) {
   const std::string root = folder_.path();
   syncWait([&]() -> Async<void> {
     auto changes =
@@ -79,7 +79,7 @@ TEST_F(DirectoryTorture, ModelEqualsDirectoryWhenItIsQuiet) {
     ::waitpid(process, &status, 0);
     EXPECT_EQ(status, 0);
     const std::string expected = Tests::DirectoryModel::actualListing(root, DirectoryDepth::tree);
-    // Changes before the last one may come in a later element, but nothing is lost.
+    // A later element may contain earlier changes, but no change is lost.
     for (int more = 0; more < 3 && model.listing() != expected; ++more) {
       model.apply((co_await changes.next()).value());
     }
@@ -88,7 +88,7 @@ TEST_F(DirectoryTorture, ModelEqualsDirectoryWhenItIsQuiet) {
   });
 }
 
-TEST_F(DirectoryTorture, ReplacedDirectoryGoesOnWithTheNewOne) {
+TEST_F(DirectoryTorture, ReplacedDirectoryIsFollowed) {
   const std::string root = folder_.path() + "/root";
   std::filesystem::create_directory(root);
   syncWait([&]() -> Async<void> {
@@ -103,7 +103,7 @@ TEST_F(DirectoryTorture, ReplacedDirectoryGoesOnWithTheNewOne) {
       const pid_t process = start(next, operations() / 10, round);
       std::filesystem::rename(root, folder_.path() + "/former" + std::to_string(round));
       std::filesystem::rename(next, root);
-      // Its writer now writes below a path that is gone, or is made anew elsewhere.
+      // The writer now writes below a path that was removed or replaced.
       int status = -1;
       ::waitpid(process, &status, 0);
       const std::string expected = Tests::DirectoryModel::actualListing(root, DirectoryDepth::tree);

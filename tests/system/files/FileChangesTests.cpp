@@ -25,7 +25,7 @@
 namespace Tessaly {
 namespace {
 
-/// A program that writes while we read.
+/// A program that writes while the test reads.
 class Program {
  public:
   explicit Program(const std::vector<std::string>& arguments) : process_(::fork()) {
@@ -56,7 +56,7 @@ class Program {
   bool hasEnded_ = false;
 };
 
-/// What the process has open, but for what only lists it.
+/// The open files of the process, except the directory that lists them.
 std::multiset<std::string> openDescriptors() {
   std::multiset<std::string> open;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -67,7 +67,7 @@ std::multiset<std::string> openDescriptors() {
   return open;
 }
 
-/// On each of two file systems: the one of the build, and one in memory.
+/// Runs on two file systems: that of the build, and one in memory.
 class FileChangesOn : public testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
@@ -83,19 +83,19 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
   }
 
   [[nodiscard]] URL url() const { return URL::fileURLWithPath(file_); }
-  /// So many in memory, a tenth on a disk that others use as well.
+  /// The number of operations: all in memory, a tenth on a shared disk.
   [[nodiscard]] static std::string countOf(int number) {
     return std::to_string(
         std::string_view(GetParam()) == "/dev/shm" ? number : std::min(Tests::repetitions(number / 10), number));
   }
 
-  /// Has the runtime open the descriptors that it keeps.
+  /// Makes the runtime open the descriptors that it keeps.
   void warmUp() const {
     const FileChanges changes = fileChanges(FileManager::default_(), url());
     static_cast<void>(MainQueue::fileDescriptor());
   }
-  /// Follows the file while a program changes it, which at last writes "end", and gives the kinds that were told. What
-  /// was read after the last element must be what the file holds.
+  /// Follows the file while a program changes it and finally writes "end". Returns the reported kinds. The contents
+  /// that were read after the last element must be those of the file.
   std::vector<FileChange> follow(const std::vector<std::string>& arguments) {
     FileManager& files = FileManager::default_();
     std::vector<FileChange> kinds;
@@ -125,7 +125,7 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
   std::string file_;
 };
 
-TEST_P(FileChangesOn, WritesOfAnotherProcessEndWithWhatTheFileHolds) {
+TEST_P(FileChangesOn, WritesOfAnotherProcessAreReadCompletely) {
   const auto kinds = follow({"python3", "-c", R"(
 import os, sys
 for number in range(int(sys.argv[2])):
@@ -140,7 +140,7 @@ with open(sys.argv[1], 'w') as file:
   EXPECT_FALSE(has(kinds, FileChange::replaced));
 }
 
-TEST_P(FileChangesOn, ReplacementsByAnotherProcessEndWithWhatTheFileHolds) {
+TEST_P(FileChangesOn, ReplacementsByAnotherProcessAreReadCompletely) {
   const auto kinds = follow({"python3", "-c", R"(
 import os, sys
 for number in range(int(sys.argv[2])):
@@ -155,8 +155,9 @@ os.rename(sys.argv[1] + '.new', sys.argv[1])
   EXPECT_TRUE(has(kinds, FileChange::replaced));
 }
 
-TEST_P(FileChangesOn, WhateverIsWrittenAndReplacedAPauseFindsTheReaderWithWhatTheFileHolds) {
-  // 100 writes and a replacement a thousand times; twenty times the writer waits until its last word was read.
+TEST_P(FileChangesOn, ReaderIsUpToDateInEveryPause) {
+  // The writer makes 100 writes and a replacement, a thousand times. Twenty times it waits until its last text was
+  // read.
   FileManager& files = FileManager::default_();
   warmUp();
   const auto before = openDescriptors();
@@ -201,7 +202,7 @@ for number in range(1, count + 1):
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_P(FileChangesOn, RemovalAndReturnByAnotherProcessEndWithWhatTheFileHolds) {
+TEST_P(FileChangesOn, RemovalAndReturnByAnotherProcessAreReported) {
   follow({"python3", "-c", R"(
 import os, sys
 for number in range(1000):
@@ -214,7 +215,7 @@ with open(sys.argv[1], 'w') as file:
           file_});
 }
 
-TEST_P(FileChangesOn, AShellWritesAppendsTruncatesAndMovesAway) {
+TEST_P(FileChangesOn, ChangesByAShellAreReported) {
   const auto kinds = follow({"sh", "-c",
                              "echo one > \"$0\"; echo two >> \"$0\"; : > \"$0\"; mv \"$0\" \"$0.away\"; "
                              "mv \"$0.away\" \"$0\"; printf end > \"$0\"",
@@ -222,7 +223,7 @@ TEST_P(FileChangesOn, AShellWritesAppendsTruncatesAndMovesAway) {
   EXPECT_FALSE(kinds.empty());
 }
 
-TEST_P(FileChangesOn, AnEditorThatSavesAtomicallyReplacesTheFile) {
+TEST_P(FileChangesOn, AtomicSaveByAnEditorIsAReplacement) {
   if (!std::filesystem::exists("/usr/bin/vim")) GTEST_SKIP() << "vim is not installed";
   const auto kinds = follow({"vim", "-u", "NONE", "-n", "-es", "--not-a-term", "-c",
                              "set backupskip= backupcopy=no writebackup nofixeol noeol", "-c", "call setline(1, 'end')",
@@ -230,7 +231,7 @@ TEST_P(FileChangesOn, AnEditorThatSavesAtomicallyReplacesTheFile) {
   EXPECT_TRUE(has(kinds, FileChange::replaced) || has(kinds, FileChange::returned));
 }
 
-TEST_P(FileChangesOn, EveryElementOfTheWritesIsAWriteAndLeavesNoDescriptor) {
+TEST_P(FileChangesOn, EveryElementIsAWriteAndLeavesNoDescriptor) {
   FileManager& files = FileManager::default_();
   warmUp();
   syncWait([&]() -> Async<void> {
@@ -239,7 +240,7 @@ TEST_P(FileChangesOn, EveryElementOfTheWritesIsAWriteAndLeavesNoDescriptor) {
     std::multiset<std::string> before;
     for (int element = 0; element < Tests::repetitions(20); ++element) {
       isDone = false;
-      // A write that falls between two watches is missed, so the writer goes on until it was heard.
+      // A write between two watches is not noticed, so the writer continues until one is noticed.
       Task<> writer = Task<>::detached([&]() -> Async<void> {
         while (!isDone) {
           std::ofstream(file_, std::ios::app) << '.';
@@ -255,7 +256,7 @@ TEST_P(FileChangesOn, EveryElementOfTheWritesIsAWriteAndLeavesNoDescriptor) {
   });
 }
 
-TEST_P(FileChangesOn, TheNextDeleteIsHeardFromAnotherProcess) {
+TEST_P(FileChangesOn, NextDeleteNoticesAnotherProcess) {
   for (const char* command : {"rm \"$0\"", "echo new > \"$0.new\"; mv \"$0.new\" \"$0\""}) {
     std::ofstream(file_) << "there";
     syncWait([&]() -> Async<void> {

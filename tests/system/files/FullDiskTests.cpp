@@ -17,7 +17,7 @@ class FullDisk : public testing::Test {
   void SetUp() override {
     if (!disk_.reason().empty()) GTEST_SKIP() << disk_.reason();
   }
-  /// The code of the system error that writing throws; 0 when it throws none.
+  /// The code of the system error that writing throws, or 0.
   int codeOfWriting(const std::string& text, const std::string& name, bool excludesFromBackup) {
     try {
       writeData(files_, Data(std::string_view(text)), URL::fileURLWithPath(disk_.path(name)), excludesFromBackup);
@@ -31,7 +31,7 @@ class FullDisk : public testing::Test {
   Tests::MemoryVolume disk_{"1m"};
 };
 
-TEST_F(FullDisk, WritingThrowsAndGoesOnOnceThereIsRoom) {
+TEST_F(FullDisk, WritingThrowsUntilThereIsRoom) {
   const std::string large(600'000, 'a');
   EXPECT_EQ(codeOfWriting(large, "folder/first", false), 0);
   EXPECT_EQ(codeOfWriting(large, "folder/second", false), ENOSPC);
@@ -41,7 +41,7 @@ TEST_F(FullDisk, WritingThrowsAndGoesOnOnceThereIsRoom) {
   EXPECT_EQ(files_.contents(URL::fileURLWithPath(disk_.path("folder/second"))).text(), large);
 }
 
-TEST_F(FullDisk, WithoutRoomForTheMarkOfItsFolderTheFileIsWrittenAndTheFailureThrown) {
+TEST_F(FullDisk, FullDiskAtTheMarkKeepsTheFileAndThrows) {
   ASSERT_EQ(codeOfWriting("", "folder/file", false), 0);
   ASSERT_TRUE(disk_.fill("filler"));
   EXPECT_EQ(codeOfWriting("", "folder/file", true), ENOSPC);

@@ -28,7 +28,7 @@
 namespace Tessaly {
 namespace {
 
-/// Keeps every thread of the pool busy, so that nobody takes events.
+/// Keeps every thread of the pool busy, so that no thread reads events.
 class BusyPool {
  public:
   BusyPool() {
@@ -68,12 +68,12 @@ class QueueOverflow : public testing::Test {
   [[nodiscard]] std::string path() const { return folder_.path() + "/file"; }
   [[nodiscard]] URL url() const { return URL::fileURLWithPath(path()); }
 
-  /// Fills the queues of all who watch the file; afterwards nobody is told of anything.
+  /// Fills the queues of all watchers of the file, so that the kernel drops later events.
   void overflow() {
     const int witness = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
     ASSERT_GE(::inotify_add_watch(witness, path().c_str(), IN_MODIFY | IN_ATTRIB), 0);
     std::ofstream file(path(), std::ios::app);
-    // Equal events that follow one another are one.
+    // The kernel merges equal consecutive events.
     for (int event = 0; event < capacity_ + 16; event += 2) {
       file << '.' << std::flush;
       ::chmod(path().c_str(), 0600);
@@ -100,7 +100,7 @@ class QueueOverflow : public testing::Test {
   int capacity_ = 0;
 };
 
-TEST_F(QueueOverflow, IsAnsweredByLookingAtThePathAnew) {
+TEST_F(QueueOverflow, OverflowCausesANewLookAtThePath) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(FileManager::default_(), url()).makeAsyncIterator();
     {
@@ -119,7 +119,7 @@ TEST_F(QueueOverflow, IsAnsweredByLookingAtThePathAnew) {
   });
 }
 
-TEST_F(QueueOverflow, DirectoryIsFoundAgainAsItIs) {
+TEST_F(QueueOverflow, DirectoryIsListedAgain) {
   const std::string root = path() + ".tree";
   std::filesystem::create_directories(root + "/a/b");
   std::ofstream(root + "/a/b/kept") << "text";
@@ -169,12 +169,12 @@ TEST_F(QueueOverflow, CountsAsAWriteAndLosesNoRemoval) {
   while (!isOver) std::this_thread::yield();
 }
 
-TEST_F(QueueOverflow, EndsTheWaitForAWriteAndTheNextWaitFindsTheNewFile) {
+TEST_F(QueueOverflow, OverflowEndsTheWaitForAWrite) {
   syncWait([&]() -> Async<void> {
     auto writes = writeFileSystemEvents(FileManager::default_(), url(), 0.01).makeAsyncIterator();
     for (int round = 0; round < 2; ++round) {
       Task<bool> next([&]() -> Async<bool> { co_return (co_await writes.next()).has_value(); });
-      // A write before the file is watched is missed, so there is one after the other until it was heard.
+      // A write before the watch is not noticed, so the test writes until one is noticed.
       while (!next.isFinished()) {
         std::ofstream(path() + ".new") << "replacement";
         std::filesystem::rename(path() + ".new", path());

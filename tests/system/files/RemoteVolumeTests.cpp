@@ -27,8 +27,8 @@
 namespace Tessaly {
 namespace {
 
-/// A volume to which others write without this system's noticing: a folder seen through a file system in user space,
-/// which keeps nothing that it has seen.
+/// A volume that others can write without an event on this system. It is a directory behind a file system in user space
+/// without caches.
 class RemoteVolume : public testing::Test {
  protected:
   RemoteVolume() : reason_(Tests::enterMountNamespace()) {
@@ -46,7 +46,7 @@ class RemoteVolume : public testing::Test {
     if (!reason_.empty()) GTEST_SKIP() << reason_;
   }
 
-  /// The file as another computer has it.
+  /// The path of the file for another computer.
   [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
   [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.path() + "/" + name); }
 
@@ -57,7 +57,7 @@ class RemoteVolume : public testing::Test {
   std::string reason_;
 };
 
-TEST_F(RemoteVolume, IsLookedAtEverySecond) {
+TEST_F(RemoteVolume, FileIsPolledEverySecond) {
   std::ofstream(theirs("a")) << "1";
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(FileManager::default_(), ours("a"), clock_).makeAsyncIterator();
@@ -82,7 +82,7 @@ TEST_F(RemoteVolume, IsLookedAtEverySecond) {
   });
 }
 
-TEST_F(RemoteVolume, DirectoryIsLookedAtEverySecond) {
+TEST_F(RemoteVolume, DirectoryIsPolledEverySecond) {
   std::filesystem::create_directories(theirs("tree/a"));
   std::ofstream(theirs("tree/a/file")) << "1";
   syncWait([&]() -> Async<void> {
@@ -106,7 +106,7 @@ TEST_F(RemoteVolume, DirectoryIsLookedAtEverySecond) {
   });
 }
 
-TEST_F(RemoteVolume, TellsOfAFileInAFolderThatIsMadeElsewhereLater) {
+TEST_F(RemoteVolume, FileInALaterRemoteDirectoryIsReported) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(FileManager::default_(), ours("folder/a"), clock_).makeAsyncIterator();
     Task<> next([&]() -> Async<void> { EXPECT_EQ(co_await changes.next(), FileChange::returned); });
@@ -118,7 +118,7 @@ TEST_F(RemoteVolume, TellsOfAFileInAFolderThatIsMadeElsewhereLater) {
   });
 }
 
-TEST_F(RemoteVolume, IsHeardAtOnceWhereThisSystemWrites) {
+TEST_F(RemoteVolume, LocalWritesAreNoticedAtOnce) {
   std::ofstream(theirs("a")) << "1";
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(FileManager::default_(), ours("a"), clock_).makeAsyncIterator();

@@ -18,7 +18,7 @@
 #include "tests/Support/WaitUntil.hpp"
 #include "tests/system/journald/PrivateJournal.hpp"
 
-// Records on their way into a real journal.
+// Sends records into a real journal.
 
 namespace {
 
@@ -87,7 +87,7 @@ TEST_F(Journald, RecordsArriveWithTheirFields) {
   EXPECT_EQ(LogConfiguration::journalStatus().sentRecords, 3u);
 }
 
-TEST_F(Journald, PrivateArgumentsDoNotReachIt) {
+TEST_F(Journald, PrivateArgumentsDoNotReachTheJournal) {
   const Logger logger("subsystem", "category");
   logger.error("%s and %{public}s", "verysecretname", "wellknownname");
   catchError(logger, "Failed", [] { throw std::runtime_error("verysecreterror"); });
@@ -100,7 +100,7 @@ TEST_F(Journald, PrivateArgumentsDoNotReachIt) {
   EXPECT_FALSE(journal_.filesContain("verysecret"));
 }
 
-TEST_F(Journald, ABurstOfTwoThreadsArrivesWholeAndInOrder) {
+TEST_F(Journald, BurstOfTwoThreadsArrivesInOrder) {
   constexpr int perThread = 1500;
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 2; ++thread) {
@@ -117,7 +117,7 @@ TEST_F(Journald, ABurstOfTwoThreadsArrivesWholeAndInOrder) {
   EXPECT_EQ(LogConfiguration::journalStatus().sentRecords, 2u * perThread);
 }
 
-TEST_F(Journald, KilledJournalIsReportedUntilItIsBack) {
+TEST_F(Journald, KilledJournalIsReportedUntilItRestarts) {
   const Logger logger("subsystem", "category");
   for (int i = 0; i < 100; ++i) logger.error("%d", i);
   LogConfiguration::flush(5s);
@@ -139,7 +139,7 @@ TEST_F(Journald, KilledJournalIsReportedUntilItIsBack) {
   EXPECT_EQ(messages(journal_.entries("subsystem", 300)), numbers(0, 300));
 }
 
-TEST_F(Journald, WhenItsSocketVanishesRecordsWaitUntilItIsBack) {
+TEST_F(Journald, RecordsWaitWhileTheSocketIsMissing) {
   const Logger logger("subsystem", "category");
   logger.error("0");
   ASSERT_EQ(journal_.entries("subsystem", 1).size(), 1u);
@@ -153,7 +153,7 @@ TEST_F(Journald, WhenItsSocketVanishesRecordsWaitUntilItIsBack) {
   EXPECT_EQ(LogConfiguration::journalStatus().state, JournalState::sending);
 }
 
-TEST_F(Journald, AHostThatStartsBeforeItFindsItLater) {
+TEST_F(Journald, HostThatStartsFirstFindsTheJournalLater) {
   journal_.kill();
   journal_.removeSocket();
   const Logger logger("subsystem", "category");
@@ -193,7 +193,7 @@ TEST_F(Journald, RecordsWrittenJustBeforeTheExitArrive) {
   EXPECT_EQ(messages(journal_.entries("subsystem", 300)), numbers(0, 300));
 }
 
-TEST_F(Journald, WhileItHangsTheHostGoesOnAndStillEnds) {
+TEST_F(Journald, HangingJournalDoesNotBlockTheHost) {
   journal_.pause();
   const int status = statusOfChild([] {
     const Logger logger("subsystem", "category");
@@ -215,7 +215,7 @@ TEST_F(Journald, WhileItHangsTheHostGoesOnAndStillEnds) {
   journal_.resume();
 }
 
-TEST_F(Journald, TheChildOfAForkGoesOnWithoutIt) {
+TEST_F(Journald, ForkedChildGoesOnWithoutTheJournal) {
   const Logger logger("parent", "category");
   logger.error("0");
   LogConfiguration::flush(5s);
@@ -224,7 +224,7 @@ TEST_F(Journald, TheChildOfAForkGoesOnWithoutIt) {
     for (int i = 0; i < 100; ++i) logger.error("%d", i);
     if (LogConfiguration::journalStatus().state != JournalState::forkedChild) ::_exit(1);
     if (OSLogStore::currentProcess().entries().size() != 101) ::_exit(2);
-    LogConfiguration::flush(60s);  // As the exit of a process does.
+    LogConfiguration::flush(60s);  // The exit of a process does the same.
     ::_exit(0);
   });
   EXPECT_EQ(status, 0);

@@ -229,7 +229,7 @@ TEST_F(Metered, ChangesAreFollowed) {
   EXPECT_TRUE(follower.becomes(false));
 }
 
-TEST_F(Metered, AnnouncedChangeWithoutValueIsAskedFor) {
+TEST_F(Metered, AnnouncedChangeWithoutValueCausesAQuestion) {
   StandIn manager(2);
   Follower follower;
   EXPECT_TRUE(follower.becomes(false));
@@ -237,7 +237,7 @@ TEST_F(Metered, AnnouncedChangeWithoutValueIsAskedFor) {
   EXPECT_TRUE(follower.becomes(true));
 }
 
-TEST_F(Metered, AnswersOfAnotherKindAreNotBelieved) {
+TEST_F(Metered, AnswersOfAnotherKindAreIgnored) {
   {
     StandIn manager(1, StandIn::Manner::answersWithText);
     Follower follower;
@@ -261,7 +261,7 @@ TEST_F(Metered, LateAnswerCountsWithoutAWait) {
   EXPECT_TRUE(follower.becomes(true));
 }
 
-TEST_F(Metered, DaemonWithALateObjectIsAskedAgain) {
+TEST_F(Metered, DaemonWithALateObjectIsAskedRepeatedly) {
   StandIn manager(1, StandIn::Manner::comesLate);
   Follower follower;
   EXPECT_TRUE(follower.becomes(true));
@@ -276,7 +276,7 @@ TEST_F(Metered, MissingPropertyIsAcceptedInTheEnd) {
   EXPECT_TRUE(follower.becomes(true));
 }
 
-TEST_F(Metered, ADaemonThatGoesAndComesBackIsFollowed) {
+TEST_F(Metered, DaemonThatRestartsIsFollowed) {
   Follower follower;
   EXPECT_TRUE(follower.becomes(Source::notRunning));
   for (int i = 0; i < 5; ++i) {
@@ -317,7 +317,7 @@ TEST_F(Metered, RestartedBusIsFoundOnRequest) {
   EXPECT_TRUE(follower.becomes(true));
 }
 
-TEST_F(Metered, StrangersAreNotBelieved) {
+TEST_F(Metered, MessagesOfOtherSendersAreIgnored) {
   StandIn manager(1);
   StandIn stranger(2, StandIn::Manner::answers, StandIn::Name::notOwned);
   Follower follower;
@@ -334,7 +334,7 @@ TEST_F(Metered, StrangersAreNotBelieved) {
   }
 }
 
-TEST_F(Metered, WatchesComeAndGoWhileItChanges) {
+TEST_F(Metered, WatchesMayBeMadeAndDestroyedDuringChanges) {
   StandIn manager(1);
   std::atomic<bool> isDone{false};
   std::thread changer([&] {
@@ -361,7 +361,7 @@ TEST_F(Metered, WatchSleepsWithoutChanges) {
   EXPECT_GT(Tests::sleepsOfLibrary(), before);
 }
 
-TEST_F(Metered, TheServiceFollowsIt) {
+TEST_F(Metered, ServiceFollowsTheExpense) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   StandIn manager(1);
   const AsyncStream<ReachabilityService::Status> statuses = ReachabilityService::statuses();

@@ -81,7 +81,7 @@ class RealNetworkManager : public testing::Test {
   const std::shared_ptr<NWPathMonitor> monitor_ = NWPathMonitor::make();
 };
 
-TEST_F(RealNetworkManager, ItsConnectionIsOnlineAndAsExpensiveAsItSays) {
+TEST_F(RealNetworkManager, ConnectionIsOnlineWithItsExpense) {
   ASSERT_NO_FATAL_FAILURE(start());
   EXPECT_TRUE(becomes(true, true));
   EXPECT_EQ(source(), Source::networkManager);
@@ -94,7 +94,7 @@ TEST_F(RealNetworkManager, ItsConnectionIsOnlineAndAsExpensiveAsItSays) {
   EXPECT_TRUE(becomes(false, false));
 }
 
-TEST_F(RealNetworkManager, KilledMeansNotExpensiveUntilItIsBack) {
+TEST_F(RealNetworkManager, KilledDaemonMeansNotExpensive) {
   ASSERT_NO_FATAL_FAILURE(start());
   EXPECT_TRUE(becomes(true, true));
   stop();

@@ -96,7 +96,7 @@ TEST_F(Routes, SecondDefaultRouteKeepsItOnline) {
      "route del default\n"
      "route add default via 10.2.0.2 dev left2 metric 100");
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
-  // By now both carriers are known to exist.
+  // The kernel has reported both carriers by now.
   ip("route add default via 10.1.0.2 dev left");
   Follower follower;
   EXPECT_TRUE(follower.becomes(Status::satisfied));
@@ -109,7 +109,7 @@ TEST_F(Routes, SecondDefaultRouteKeepsItOnline) {
   EXPECT_EQ(follower.paths().size(), 3u);
 }
 
-TEST_F(Routes, ARouteThatReplacesAnotherIsTheOneThatCounts) {
+TEST_F(Routes, ReplacingRouteCounts) {
   plugIn();
   ip("link add name left2 type veth peer name right2\naddress add 10.2.0.1/24 dev left2\nlink set left2 up");
   Follower follower;
@@ -140,7 +140,7 @@ TEST_F(Routes, LinkLocalIPv6AloneIsOffline) {
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
-TEST_F(Routes, NextHopsOfAnIPv6RouteComeAndGo) {
+TEST_F(Routes, NextHopsOfAnIPv6RouteAreFollowed) {
   ip("link set left up\nlink set right up\naddress add 2001:db8::1/64 dev left nodad\n"
      "route add ::/0 nexthop via 2001:db8::2 dev left nexthop via 2001:db8::3 dev left");
   Follower follower;
@@ -151,12 +151,12 @@ TEST_F(Routes, NextHopsOfAnIPv6RouteComeAndGo) {
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
 }
 
-TEST_F(Routes, AnUnreachableDefaultRouteIsOffline) {
+TEST_F(Routes, UnreachableDefaultRouteIsOffline) {
   ip("link set lo up\nroute add unreachable default");
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
-TEST_F(Routes, ATunnelThatTakesBothHalvesIsOnline) {
+TEST_F(Routes, TunnelWithBothHalvesIsOnline) {
   ip("address add 10.1.0.1/24 dev left\nlink set left up\nlink set right up\n"
      "route add 0.0.0.0/1 via 10.1.0.2\nroute add 128.0.0.0/1 via 10.1.0.2");
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
@@ -164,14 +164,14 @@ TEST_F(Routes, ATunnelThatTakesBothHalvesIsOnline) {
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
-TEST_F(Routes, ATunnelIsJudgedByItsOwnRoute) {
+TEST_F(Routes, TunnelIsJudgedByItsOwnRoute) {
   if (!Tests::canIp("tuntap add dev tunnel mode tun")) GTEST_SKIP() << "there is no /dev/net/tun for this user";
   ip("address add 10.8.0.1/24 dev tunnel\nlink set tunnel up\nroute add default dev tunnel");
   // No process has opened it, so it has no carrier.
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
-TEST_F(Routes, ABridgeIsJudgedByItsPorts) {
+TEST_F(Routes, BridgeIsJudgedByItsPorts) {
   if (!Tests::canIp("link add name bridge type bridge")) GTEST_SKIP() << "the kernel has no bridges";
   ip("link set left master bridge\naddress add 10.1.0.1/24 dev bridge\nlink set bridge up\nlink set left up\n"
      "link set right up\nroute add default via 10.1.0.2 dev bridge");
@@ -201,7 +201,7 @@ TEST_F(Routes, ThousandFlapsEndWithTheRightPath) {
   EXPECT_TRUE(openDescriptorsBecome(before)) << openDescriptors();
 }
 
-TEST_F(Routes, HundredsOfLinksAreNoHindrance) {
+TEST_F(Routes, HundredsOfLinksWork) {
   std::string links;
   for (int i = 0; i < 150; ++i) {
     const std::string number = std::to_string(i);
@@ -219,7 +219,7 @@ TEST_F(Routes, LostMessagesAreRecovered) {
   const std::shared_ptr<LinuxNetworkBackend> backend = LinuxNetworkBackend::make();
   EXPECT_EQ(backend->fullReadingsForTesting(), 1u);
   plugIn();
-  // The queue of the socket fills up without a reader: every thread that could read it is held up.
+  // The queue of the socket fills up, because all threads that could read it are blocked.
   constexpr int blockingThreads = 64;
   std::latch areHeldUp(blockingThreads);
   std::latch areFree(1);

@@ -92,7 +92,7 @@ class AuthenticationTest : public testing::Test {
 
 constexpr const char* action = "org.example.authenticate";
 
-TEST_F(AuthenticationTest, AuthenticatedUserSawTheReason) {
+TEST_F(AuthenticationTest, AuthenticatedUserSeesTheReason) {
   const auto polkit = polkitThatAnswersTheUserWith(answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), success);
@@ -102,19 +102,19 @@ TEST_F(AuthenticationTest, AuthenticatedUserSawTheReason) {
   EXPECT_NE(calls[1].find("{\"polkit.message\": \"Show the passwords\"} 1 \"\""), std::string::npos) << calls[1];
 }
 
-TEST_F(AuthenticationTest, AUserWhoDismissesTheQuestionHasCancelled) {
+TEST_F(AuthenticationTest, DismissedQuestionIsCancelled) {
   const auto polkit = polkitThatAnswersTheUserWith(answer("False", "False", "{'polkit.dismissed': 'true'}"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), code(LAFailure::cancelled));
 }
 
-TEST_F(AuthenticationTest, AUserWhoFailsIsDenied) {
+TEST_F(AuthenticationTest, FailedAuthenticationIsDenied) {
   const auto polkit = polkitThatAnswersTheUserWith(answer("False", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), code(LAFailure::denied));
 }
 
-TEST_F(AuthenticationTest, ASessionWithoutAnAgentSaysSo) {
+TEST_F(AuthenticationTest, SessionWithoutAnAgentIsReported) {
   const auto polkit = polkitThatAnswersTheUserWith(answer("False", "True"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), code(LAFailure::noAgent));
@@ -127,7 +127,7 @@ TEST_F(AuthenticationTest, ForbiddingPolicyFailsWithoutAskingTheUser) {
   EXPECT_EQ(polkit->calls().size(), 1u);
 }
 
-TEST_F(AuthenticationTest, RefusedReasonIsLeftOutAndTheErrorSaysSo) {
+TEST_F(AuthenticationTest, RefusedReasonIsOmittedAndReported) {
   const auto polkit = polkitThatAnswersTheUserWith(
       "if len(args[2]) > 0:\n        raise dbus.exceptions.DBusException('untrusted', "
       "name='org.freedesktop.PolicyKit1.Error.NotAuthorized')\n    " +
@@ -144,14 +144,14 @@ TEST_F(AuthenticationTest, RefusedReasonIsLeftOutAndTheErrorSaysSo) {
   EXPECT_TRUE(calls.back().ends_with(" {} 1 \"\"")) << calls.back();
 }
 
-TEST_F(AuthenticationTest, AnAnswerOfAnotherTypeIsARefusal) {
+TEST_F(AuthenticationTest, AnswerOfAnotherTypeIsARefusal) {
   const auto polkit = this->polkit("");
   ASSERT_EQ(polkit->reason(), "");
   polkit->set({"CheckAuthorization", "(sa{sv})sa{ss}us", "s", "ret = 'yes'"});
   EXPECT_EQ(evaluate(action), code(LAFailure::refused));
 }
 
-TEST_F(AuthenticationTest, AnAnswerWithoutAllItsPartsIsARefusal) {
+TEST_F(AuthenticationTest, IncompleteAnswerIsARefusal) {
   const auto polkit = this->polkit("");
   ASSERT_EQ(polkit->reason(), "");
   for (const auto& [type, answered] :
@@ -163,14 +163,14 @@ TEST_F(AuthenticationTest, AnAnswerWithoutAllItsPartsIsARefusal) {
   }
 }
 
-TEST_F(AuthenticationTest, AnErrorIsARefusal) {
+TEST_F(AuthenticationTest, ErrorReplyIsARefusal) {
   const auto polkit =
       this->polkit("raise dbus.exceptions.DBusException('not now', name='org.freedesktop.PolicyKit1.Error.Failed')");
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), code(LAFailure::refused));
 }
 
-TEST_F(AuthenticationTest, AnAuthorityThatAnswersLateButInTimeIsBelieved) {
+TEST_F(AuthenticationTest, LateAnswerWithinTheLimitCounts) {
   const auto polkit = this->polkit("import time; time.sleep(0.5)\n" + answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), success);
@@ -185,7 +185,7 @@ TEST_F(AuthenticationTest, SocketThatPosesAsABusIsRejected) {
   }
 }
 
-TEST_F(AuthenticationTest, SilentAuthorityIsGivenUp) {
+TEST_F(AuthenticationTest, SilentAuthorityTimesOut) {
   const auto polkit = this->polkit(answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   polkit->process().signal(SIGSTOP);
@@ -214,7 +214,7 @@ TEST_F(AuthenticationTest, DyingAuthorityEndsTheQuestion) {
   killer.join();
 }
 
-TEST_F(AuthenticationTest, SlowUserIsAwaited) {
+TEST_F(AuthenticationTest, SlowUserIsNotTimedOut) {
   const auto polkit = polkitThatAnswersTheUserWith("import time; time.sleep(2.5)\n    " + answer("True", "False"));
   ASSERT_EQ(polkit->reason(), "");
   EXPECT_EQ(evaluate(action), success);
@@ -226,7 +226,7 @@ TEST_F(AuthenticationTest, MissingAuthorityAndBusDifferFromARefusal) {
   EXPECT_EQ(evaluate(action), code(LAFailure::noService));
 }
 
-TEST_F(AuthenticationTest, BiometricsAloneCannotBePromised) {
+TEST_F(AuthenticationTest, BiometricsAloneAreNotSupported) {
   PolkitAuthentication polkit(action);
   std::exception_ptr error;
   EXPECT_FALSE(polkit.makeContext()->canEvaluatePolicy(LAPolicy::deviceOwnerAuthenticationWithBiometrics, error));
@@ -237,7 +237,7 @@ TEST_F(AuthenticationTest, BiometricsAloneCannotBePromised) {
   }
 }
 
-TEST_F(AuthenticationTest, AnApplicationWithoutAnActionIsNotInstalled) {
+TEST_F(AuthenticationTest, ApplicationWithoutAnActionIsNotInstalled) {
   PolkitAuthentication polkit;
   std::exception_ptr error;
   EXPECT_FALSE(polkit.makeContext()->canEvaluatePolicy(LAPolicy::deviceOwnerAuthentication, error));
@@ -263,7 +263,7 @@ class RealPolkit : public AuthenticationTest {
 // An action of polkit itself, which needs an administrator.
 constexpr const char* realAction = "org.freedesktop.policykit.exec";
 
-TEST_F(RealPolkit, AuthorisesRootOutright) {
+TEST_F(RealPolkit, RootIsAuthorisedAtOnce) {
   if (::getuid() != 0) GTEST_SKIP() << "this is not root";
   EXPECT_EQ(evaluate(realAction), success);
 }
@@ -281,7 +281,7 @@ TEST_F(RealPolkit, DoesNotShowTheReasonOfAnOrdinaryUsersProgram) {
             1);
 }
 
-TEST_F(RealPolkit, DoesNotKnowAnActionThatIsNotInstalled) {
+TEST_F(RealPolkit, MissingActionIsUnknown) {
   EXPECT_EQ(asOrdinaryUser([] { return evaluate("org.example.missing"); }), code(LAFailure::notInstalled));
 }
 
@@ -321,7 +321,7 @@ class InstalledPolicy : public AuthenticationTest {
   Tests::Process daemon_;
 };
 
-TEST_F(InstalledPolicy, IsTakenByPolkitAndWantsTheUser) {
+TEST_F(InstalledPolicy, PolkitAcceptsThePolicyAndAsksTheUser) {
   std::string actions;
   ASSERT_EQ(bus_.busctl({"call", "org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
                          "org.freedesktop.PolicyKit1.Authority", "EnumerateActions", "s", ""},

@@ -19,7 +19,7 @@ using Tests::waitUntil;
 
 class DataControl : public testing::TestWithParam<const char*> {};
 
-TEST_P(DataControl, IsSpokenUnderEitherName) {
+TEST_P(DataControl, BothProtocolNamesWork) {
   FakeCompositor compositor(GetParam());
   PasteboardService::write("Grüße");
   EXPECT_EQ(PasteboardBackend::current().status(),
@@ -61,7 +61,7 @@ TEST_P(DataControl, LostCompositorIsNoticedAndTheNextOneUsed) {
 INSTANTIATE_TEST_SUITE_P(Names, DataControl, testing::Values("ext", "zwlr"),
                          [](const auto& info) { return std::string(info.param); });
 
-TEST(DataControlMissing, IsNoDisplayForAProgramWithoutAWindow) {
+TEST(DataControlMissing, CompositorWithoutTheProtocolIsNoDisplay) {
   FakeCompositor compositor("");
   DisplayPasteboard pasteboard;
   EXPECT_FALSE(pasteboard.setString("text", PasteboardType::string));

@@ -55,7 +55,7 @@ TEST_F(X11Pasteboard, AnotherProgramPastesTheText) {
             (PasteboardStatus{PasteboardServer::x11, PasteboardProblem::none, true}));
 }
 
-TEST_F(X11Pasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
+TEST_F(X11Pasteboard, AnotherProgramPastesAURLInBothForms) {
   PasteboardService::write("earlier");
   PasteboardService::write(URL::from("https://example.com/a").value());
   EXPECT_EQ(paste("text/uri-list"), "https://example.com/a\r\n");
@@ -65,14 +65,14 @@ TEST_F(X11Pasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
             "STRING\n");
 }
 
-TEST_F(X11Pasteboard, AFormThatIsNotOfferedIsRefused) {
+TEST_F(X11Pasteboard, UnofferedFormIsRefused) {
   PasteboardService::write("text");
   EXPECT_EQ(paste("image/png"), "failed");
   EXPECT_EQ(paste("text/uri-list"), "failed");
   EXPECT_EQ(paste(), "text");
 }
 
-TEST_F(X11Pasteboard, TheEmptyTextIsPastedAsNothing) {
+TEST_F(X11Pasteboard, EmptyTextIsPastedAsEmpty) {
   PasteboardService::write("");
   EXPECT_EQ(paste(), "");
 }
@@ -124,7 +124,7 @@ TEST_F(X11Pasteboard, CopiesOfAnotherProgramReplaceOursAndViceVersa) {
   EXPECT_EQ(paste(), "ours again");
 }
 
-TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
+TEST_F(X11Pasteboard, TwoCompetingHostsEndWithOneOwner) {
   DisplayPasteboard other;
   const auto write = [](DisplayPasteboard& pasteboard, const std::string& name) {
     for (int i = 0; i < 200; ++i) {
@@ -140,7 +140,7 @@ TEST_F(X11Pasteboard, TwoHostsThatFightEndWithOneOwner) {
   EXPECT_EQ(paste(), pasteboard_.status().isOwner ? "first" : "second");
 }
 
-TEST_F(X11Pasteboard, AFightWithOtherProgramsEndsWithOneOwner) {
+TEST_F(X11Pasteboard, CompetingProgramsEndWithOneOwner) {
   const std::string theirs = clipboard_.folder() + "/theirs";
   std::ofstream(theirs) << "theirs";
   std::vector<Tests::Process> programs;
@@ -192,7 +192,7 @@ TEST_F(X11Pasteboard, LostDisplayIsNoticedAndANewOneUsed) {
   EXPECT_EQ(paste(), "found");
 }
 
-TEST_F(X11Pasteboard, HangingDisplayIsGivenUp) {
+TEST_F(X11Pasteboard, HangingDisplayTimesOut) {
   PasteboardService::write("text");
   clipboard_.server().process().signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
@@ -205,7 +205,7 @@ TEST_F(X11Pasteboard, HangingDisplayIsGivenUp) {
   EXPECT_EQ(paste(), "again");
 }
 
-TEST_F(X11Pasteboard, ServesUntilItIsReplacedOrTheDisplayGoes) {
+TEST_F(X11Pasteboard, ServesUntilReplacedOrDisconnected) {
   pasteboard_.waitWhileServing();  // The clipboard is still empty.
   PasteboardService::write("unrelated");
   for (const bool isReplaced : {true, false}) {
@@ -278,7 +278,7 @@ TEST_F(WaylandPasteboard, AnotherProgramPastesTheText) {
   EXPECT_EQ(paste("text/plain"), "Grüße, 世界");
 }
 
-TEST_F(WaylandPasteboard, AnotherProgramPastesAURLAsAListAndAsText) {
+TEST_F(WaylandPasteboard, AnotherProgramPastesAURLInBothForms) {
   PasteboardService::write("earlier");
   PasteboardService::write(URL::from("https://example.com/a").value());
   EXPECT_EQ(paste("text/uri-list"), "https://example.com/a\r\n");
@@ -312,7 +312,7 @@ TEST_F(WaylandPasteboard, ServesUntilItIsReplaced) {
   EXPECT_FALSE(pasteboard.status().isOwner);
 }
 
-TEST_F(WaylandPasteboard, TwoHostsThatFightEndWithOneOwner) {
+TEST_F(WaylandPasteboard, TwoCompetingHostsEndWithOneOwner) {
   DisplayPasteboard pasteboards[2];
   const auto write = [](DisplayPasteboard& pasteboard, const std::string& name) {
     for (int i = 0; i < 200; ++i) {
@@ -338,7 +338,7 @@ TEST_F(WaylandPasteboard, ServingThreadSleepsWithoutRequests) {
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
-TEST_F(WaylandPasteboard, HangingDisplayIsGivenUp) {
+TEST_F(WaylandPasteboard, HangingDisplayTimesOut) {
   PasteboardService::write("text");
   compositor_.signal(SIGSTOP);
   EXPECT_FALSE(PasteboardBackend::current().setString("late", PasteboardType::string));
@@ -348,7 +348,7 @@ TEST_F(WaylandPasteboard, HangingDisplayIsGivenUp) {
   EXPECT_EQ(paste(), "again");
 }
 
-TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {
+TEST_F(WaylandPasteboard, LostDisplayIsNoticed) {
   PasteboardService::write("lost");
   ASSERT_TRUE(PasteboardBackend::current().status().isOwner);
   compositor_.end();
@@ -358,7 +358,7 @@ TEST_F(WaylandPasteboard, ADisplayThatGoesAwayIsNoticed) {
   EXPECT_EQ(PasteboardBackend::current().status().problem, PasteboardProblem::noDisplay);
 }
 
-TEST(NoDisplay, IsAFailureWithItsReason) {
+TEST(NoDisplay, MissingDisplayIsAFailureWithItsReason) {
   ::unsetenv("WAYLAND_DISPLAY");
   ::unsetenv("DISPLAY");
   DisplayPasteboard pasteboard;

@@ -80,7 +80,7 @@ class PowerTest : public testing::Test {
 
 #define START(service) ASSERT_EQ((service)->reason(), "")
 
-TEST_F(PowerTest, ScreenSaverGetsNameReasonAndItsCookieBack) {
+TEST_F(PowerTest, ScreenSaverGetsNameReasonAndCookie) {
   const auto saver = screenSaver();
   START(saver);
   EXPECT_TRUE(SleepHandler::shared()->disableScreenSleep("Playing a film"));
@@ -130,7 +130,7 @@ TEST_F(PowerTest, NoBusIsAFailureWithItsReasons) {
   EXPECT_EQ(problems(), (std::vector{PowerProblem::noBus, PowerProblem::noBus, PowerProblem::noBus}));
 }
 
-TEST_F(PowerTest, SilentBusIsGivenUp) {
+TEST_F(PowerTest, SilentBusTimesOut) {
   const auto manager = sessionManager();
   START(manager);
   session_.daemon().signal(SIGSTOP);
@@ -195,7 +195,7 @@ TEST_F(PowerTest, HeldAssertionSleepsWithoutEvents) {
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
 }
 
-TEST_F(PowerTest, SilentServiceIsPassedOver) {
+TEST_F(PowerTest, SilentServiceIsSkipped) {
   const auto saver = screenSaver();
   START(saver);
   const auto manager = sessionManager();
@@ -260,7 +260,7 @@ TEST_F(PowerTest, LateServiceIsDisconnectedAndTheNextOneAsked) {
   EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
 }
 
-TEST_F(PowerTest, AServiceThatAnswersLateButInTimeIsTaken) {
+TEST_F(PowerTest, LateServiceWithinTheLimitIsUsed) {
   LateScreenSaver saver(session_);
   ASSERT_TRUE(saver.isThere());
   std::thread serving([&] { saver.answerOne(std::chrono::milliseconds(300)); });
@@ -269,7 +269,7 @@ TEST_F(PowerTest, AServiceThatAnswersLateButInTimeIsTaken) {
   EXPECT_EQ(power_.status().service, PowerService::screenSaver);
 }
 
-TEST_F(PowerTest, RefusingServiceIsPassedOverAndQuoted) {
+TEST_F(PowerTest, RefusingServiceIsSkippedAndQuoted) {
   const auto saver = screenSaver("raise dbus.exceptions.DBusException('not now', name='org.example.Busy')");
   START(saver);
   const auto manager = sessionManager();
@@ -280,7 +280,7 @@ TEST_F(PowerTest, RefusingServiceIsPassedOverAndQuoted) {
                                                {PowerService::sessionManager, PowerProblem::none, ""}}));
 }
 
-TEST_F(PowerTest, AnAnswerOfAnotherTypeIsPassedOver) {
+TEST_F(PowerTest, AnswerOfAnotherTypeIsSkipped) {
   const auto saver = screenSaver("ret = 'seven'", "s");
   START(saver);
   EXPECT_NE(create(), 0);
@@ -328,7 +328,7 @@ TEST_F(PowerTest, NextServiceTakesOverFromALostHolder) {
   EXPECT_EQ(manager->calls().back(), "Uninhibit 9");
 }
 
-TEST_F(PowerTest, WhenTheSessionBusDiesTheLoginManagerTakesOver) {
+TEST_F(PowerTest, LoginManagerTakesOverFromADeadSessionBus) {
   const auto login = this->login(system_.folder() + "/login.log");
   if (!system_.hasOwner("org.freedesktop.login1")) GTEST_SKIP() << "systemd-logind does not run here";
   const auto saver = screenSaver();
@@ -339,7 +339,7 @@ TEST_F(PowerTest, WhenTheSessionBusDiesTheLoginManagerTakesOver) {
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
 }
 
-TEST_F(PowerTest, AReleaseThatIsRefusedKeepsTheAssertion) {
+TEST_F(PowerTest, RefusedReleaseKeepsTheAssertion) {
   const auto saver = screenSaver();
   START(saver);
   ASSERT_EQ(create(), 0);
@@ -365,7 +365,7 @@ TEST_F(PowerTest, UnansweredReleaseClosesItsConnection) {
   EXPECT_NE(power_.releaseAssertion(identifier_), 0);
 }
 
-TEST_F(PowerTest, AReleaseAfterTheServiceHasGoneSucceeds) {
+TEST_F(PowerTest, ReleaseAfterTheServiceEndedSucceeds) {
   const auto saver = screenSaver();
   START(saver);
   ASSERT_EQ(create(), 0);
@@ -373,7 +373,7 @@ TEST_F(PowerTest, AReleaseAfterTheServiceHasGoneSucceeds) {
   EXPECT_EQ(power_.releaseAssertion(identifier_), 0);
 }
 
-TEST_F(PowerTest, KnowsNoOtherTypeAndNoOtherLevel) {
+TEST_F(PowerTest, RefusesOtherTypesAndLevels) {
   EXPECT_NE(power_.createAssertion("NoIdleSleepAssertion", 255, "reason", identifier_), 0);
   EXPECT_NE(power_.createAssertion("NoDisplaySleepAssertion", 0, "reason", identifier_), 0);
   EXPECT_NE(power_.releaseAssertion(1), 0);

@@ -53,18 +53,18 @@ class SettingsDisk : public ::testing::Test {
   Tests::MemoryVolume disk_{"4m"};
 };
 
-TEST_F(SettingsDisk, FullLosesNothingStoredAndKeepsWritesInMemoryUntilThereIsRoom) {
+TEST_F(SettingsDisk, FullDiskKeepsWritesInMemory) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   const auto store = open();
   store->set("before", "a");
   ASSERT_TRUE(store->synchronize());
   fill();
-  // The journal has its room already.
+  // The room of the journal is already allocated.
   store->set("in the journal", "b");
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
   EXPECT_EQ(stored(), (Dictionary{{"a", "before"}, {"b", "in the journal"}}));
-  // Something that does not fit there.
+  // A text that does not fit into that room.
   const std::string large(500'000, 'y');
   store->set(large, "large");
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
@@ -84,7 +84,7 @@ TEST_F(SettingsDisk, FullLosesNothingStoredAndKeepsWritesInMemoryUntilThereIsRoo
   EXPECT_EQ(stored().size(), 4u);
 }
 
-TEST_F(SettingsDisk, FullFromTheBeginningServesFromMemory) {
+TEST_F(SettingsDisk, InitiallyFullDiskServesFromMemory) {
   fill();
   const auto store = open();
   store->set(1, "a");
@@ -95,7 +95,7 @@ TEST_F(SettingsDisk, FullFromTheBeginningServesFromMemory) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
 }
 
-TEST_F(SettingsDisk, ReadOnlyReadsAndKeepsChangesInMemory) {
+TEST_F(SettingsDisk, ReadOnlyDiskKeepsChangesInMemory) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   open()->set(1, "a");
@@ -129,8 +129,8 @@ TEST_F(SettingsDisk, ReadOnlyWithoutAnyJournalReadsThePropertyList) {
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::readOnly);
 }
 
-TEST_F(SettingsDisk, OfAUserWithoutAHomeServesFromMemory) {
-  // Nobody knows this user: no file of users, and no service that makes one up.
+TEST_F(SettingsDisk, UserWithoutAHomeUsesMemory) {
+  // The system does not know this user: the file of users is empty and no service adds one.
   std::ofstream(disk() + "/passwd");
   std::ofstream(disk() + "/nsswitch.conf") << "passwd: files\n";
   for (const std::string name : {"passwd", "nsswitch.conf"}) {
@@ -149,7 +149,7 @@ TEST_F(SettingsDisk, OfAUserWithoutAHomeServesFromMemory) {
   ::umount2("/etc/nsswitch.conf", MNT_DETACH);
 }
 
-TEST_F(SettingsDisk, OfAUserWhoseHomeIsNotThereServesFromMemory) {
+TEST_F(SettingsDisk, UserWithAMissingHomeUsesMemory) {
   ::setenv("HOME", "/proc/nobody", 1);
   ::unsetenv("XDG_CONFIG_HOME");
   const auto& store = UserDefaults::standard();
@@ -160,7 +160,7 @@ TEST_F(SettingsDisk, OfAUserWhoseHomeIsNotThereServesFromMemory) {
   EXPECT_FALSE(store->synchronize());
 }
 
-TEST_F(SettingsDisk, OfAFolderThatCannotBeMadeServesFromMemory) {
+TEST_F(SettingsDisk, ImpossibleDirectoryUsesMemory) {
   std::ofstream(folder()) << "a file where the folder should be";
   const auto store = open();
   store->set(1, "a");

@@ -44,7 +44,7 @@ class SettingsForeignFiles : public ::testing::Test {
   [[nodiscard]] std::string plist() const { return folder() + "/Settings.plist"; }
   [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
 
-  /// Time stands still: no checkpoint comes but by `synchronize`, `advance` or the end of the store.
+  /// The clock stands still, so only `synchronize`, `advance` and the end of the store cause a checkpoint.
   Store open() { return JournaledUserDefaults::open({.folder = folder(), .clock = clock_}); }
   Dictionary stored() {
     return JournaledUserDefaults::open(
@@ -55,7 +55,7 @@ class SettingsForeignFiles : public ::testing::Test {
     const std::string bytes = contentsOf(plist());
     return PropertyListSerialization::read(Data(std::string_view(bytes)).bytes()).value;
   }
-  /// Puts a file in place as careful programs do.
+  /// Replaces a file atomically.
   void replace(const std::string& path, std::string_view bytes) {
     std::ofstream(above() + "/other", std::ios::binary) << bytes;
     std::filesystem::rename(above() + "/other", path);
@@ -74,7 +74,7 @@ class SettingsForeignFiles : public ::testing::Test {
   Tests::TemporaryFolder folder_;
 };
 
-// Another program.
+// The way in which another program writes a file.
 
 enum class Manner { inPlace, replaced };
 
@@ -139,7 +139,7 @@ TEST_F(SettingsAndPython, ReadAndWriteTheSameXMLInPlace) {
   readAndWriteTheSame(PropertyListFormat::xml, Manner::inPlace);
 }
 
-// Property lists that lie.
+// Functions for malformed property lists.
 
 void put(std::string& out, std::uint64_t value, int size) {
   for (int i = size - 1; i >= 0; --i) out += static_cast<char>(value >> (8 * i));
@@ -212,7 +212,7 @@ std::vector<Lie> lies() {
   };
 }
 
-TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyAreThereAtFirst) {
+TEST_F(SettingsForeignFiles, InitialMalformedListsAreSetAside) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
     std::filesystem::remove_all(folder());
@@ -229,7 +229,7 @@ TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyAreThereAtF
   }
 }
 
-TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyComeLater) {
+TEST_F(SettingsForeignFiles, LaterMalformedListsAreSetAside) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
     std::filesystem::remove_all(folder());
@@ -238,7 +238,7 @@ TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyComeLater) 
     ASSERT_TRUE(store->synchronize());
     store->set(2, "b");
     replace(plist(), bytes);
-    EXPECT_FALSE(store->synchronize());  // Looked at, and not yet given up.
+    EXPECT_FALSE(store->synchronize());  // The store has examined the file and will try again.
     EXPECT_EQ(store->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}}));
     clock_.advance(JournaledUserDefaults::damageDelay);
     ASSERT_TRUE(waitUntil([&] { return store->status().damagedFile.has_value(); }));
@@ -248,7 +248,7 @@ TEST_F(SettingsForeignFiles, ThatLieAreSetAsideAndLoseNothingWhenTheyComeLater) 
   }
 }
 
-TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobodyAndStayWhereTheyAre) {
+TEST_F(SettingsForeignFiles, OtherKindsOfFilesAreHarmlessAndStay) {
   const std::string pipe = above() + "/pipe";
   const std::string other = above() + "/other-folder";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -280,7 +280,7 @@ TEST_F(SettingsForeignFiles, ThatAreNoFilesStopNobodyAndStayWhereTheyAre) {
   }
 }
 
-TEST_F(SettingsForeignFiles, OfAnOldJournalThatIsNoneArePutAside) {
+TEST_F(SettingsForeignFiles, MalformedOldJournalIsSetAside) {
   std::filesystem::create_directories(folder() + "/journal.old/within");
   {
     const Store store = open();
@@ -296,7 +296,7 @@ TEST_F(SettingsForeignFiles, OfAnOldJournalThatIsNoneArePutAside) {
 
 constexpr std::uintmax_t largerThanAllMemory = std::uintmax_t{1} << 43;
 
-TEST_F(SettingsForeignFiles, LargerThanAllMemoryStopNobodyAndLoseNothing) {
+TEST_F(SettingsForeignFiles, FilesLargerThanMemoryAreHarmless) {
   for (const std::string& file : {plist(), journal()}) {
     SCOPED_TRACE(file);
     {
@@ -323,7 +323,7 @@ TEST_F(SettingsForeignFiles, LargerThanAllMemoryStopNobodyAndLoseNothing) {
   }
 }
 
-TEST_F(SettingsForeignFiles, OfAnOldJournalThatCannotBeReadStayUntilItCan) {
+TEST_F(SettingsForeignFiles, UnreadableOldJournalStaysUntilItIsReadable) {
   open()->set(1, "a");
   const std::string oldJournal = folder() + "/journal.old";
   std::ofstream(oldJournal, std::ios::binary);
@@ -342,9 +342,9 @@ TEST_F(SettingsForeignFiles, OfAnOldJournalThatCannotBeReadStayUntilItCan) {
   EXPECT_FALSE(std::filesystem::exists(oldJournal));
 }
 
-// What users do to files.
+// The tests below imitate what users do with files.
 
-TEST_F(SettingsForeignFiles, OfAFolderThatIsALinkAreWhereItLeads) {
+TEST_F(SettingsForeignFiles, LinkedDirectoryIsUsed) {
   std::filesystem::create_directory(above() + "/elsewhere");
   std::filesystem::create_directory_symlink("elsewhere", folder());
   const Store store = open();
@@ -356,7 +356,7 @@ TEST_F(SettingsForeignFiles, OfAFolderThatIsALinkAreWhereItLeads) {
   EXPECT_TRUE(waitUntil([&] { return store->value("a") == 2; }));
 }
 
-TEST_F(SettingsForeignFiles, OfAPropertyListThatIsALinkToNowhereAreMadeThere) {
+TEST_F(SettingsForeignFiles, DanglingLinkIsFilledAtItsTarget) {
   std::filesystem::create_directory(folder());
   std::filesystem::create_directory(above() + "/elsewhere");
   std::filesystem::create_symlink("../elsewhere/target.plist", plist());
@@ -368,7 +368,7 @@ TEST_F(SettingsForeignFiles, OfAPropertyListThatIsALinkToNowhereAreMadeThere) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
 }
 
-TEST_F(SettingsForeignFiles, OfAFolderThatIsMovedAwayAreMadeAgainAndWhatWasMovedStays) {
+TEST_F(SettingsForeignFiles, MovedDirectoryIsMadeAgain) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -383,7 +383,7 @@ TEST_F(SettingsForeignFiles, OfAFolderThatIsMovedAwayAreMadeAgainAndWhatWasMoved
   EXPECT_EQ(contentsOf(moved + "/journal"), before);
 }
 
-TEST_F(SettingsForeignFiles, OfAFolderThatVanishesAgainAndAgainLoseNothing) {
+TEST_F(SettingsForeignFiles, RepeatedlyRemovedDirectoryLosesNothing) {
   const Store first = JournaledUserDefaults::open({.folder = folder()});
   const Store second = JournaledUserDefaults::open({.folder = folder()});
   Dictionary expected;
@@ -392,21 +392,22 @@ TEST_F(SettingsForeignFiles, OfAFolderThatVanishesAgainAndAgainLoseNothing) {
     (round % 2 == 0 ? first : second)->set(round, key);
     expected.insert_or_assign(key, round);
     ASSERT_TRUE(waitUntil([&] { return first->value(key) && second->value(key); })) << round;
-    std::filesystem::rename(folder(), above() + "/gone");  // At once: somebody may be making files in it.
+    std::filesystem::rename(
+        folder(), above() + "/gone");  // A rename moves the directory at once, even while the store makes files in it.
     std::error_code error;
     do {
       std::filesystem::remove_all(above() + "/gone", error);
-    } while (error);  // A checkpoint may be removing a file there, too.
+    } while (error);  // A checkpoint may be removing a file there at the same time.
   }
   EXPECT_TRUE(first->synchronize());
   EXPECT_EQ(first->dictionaryRepresentation(), expected);
   EXPECT_EQ(onDisk(), PropertyList(expected));
 }
 
-// The clock.
+// The test below concerns the clock.
 
-TEST_F(SettingsForeignFiles, AreKeptApartWhenTheClockWasSetBack) {
-  // Every file is of the next year, as after the clock was set back.
+TEST_F(SettingsForeignFiles, ClockThatWasSetBackConfusesNoFiles) {
+  // Every file has a date in the next year, as after the clock was set back.
   const auto setBack = [&] {
     const auto nextYear = std::filesystem::file_time_type::clock::now() + std::chrono::hours(24 * 365);
     for (const auto& entry : std::filesystem::directory_iterator(folder())) {
@@ -428,7 +429,7 @@ TEST_F(SettingsForeignFiles, AreKeptApartWhenTheClockWasSetBack) {
   store->set(3, "c");
   ASSERT_TRUE(store->synchronize());
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
-  // While it is open.
+  // The clock is set back while the store is open.
   setBack();
   store->set(4, "c");
   const Store other = open();
@@ -437,15 +438,15 @@ TEST_F(SettingsForeignFiles, AreKeptApartWhenTheClockWasSetBack) {
   ASSERT_TRUE(waitUntil([&] { return store->value("d") == 5; }));
   ASSERT_TRUE(store->synchronize());
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 4}, {"d", 5}}));
-  // And another program's file that is older than all that.
+  // Another program's file is older than all of these.
   replace({{"a", 6}, {"b", 2}, {"c", 4}, {"d", 5}});
   std::filesystem::last_write_time(plist(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(9000));
   ASSERT_TRUE(waitUntil([&] { return store->value("a") == 6 && other->value("a") == 6; }));
 }
 
-// A later version of the library, under the same identifier.
+// The test below concerns a later version of the library with the same identifier.
 
-TEST_F(SettingsForeignFiles, OfALaterVersionThatComesWhileTheStoreIsOpenAreLeftAlone) {
+TEST_F(SettingsForeignFiles, LaterVersionsFilesStayUnchanged) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -461,14 +462,14 @@ TEST_F(SettingsForeignFiles, OfALaterVersionThatComesWhileTheStoreIsOpenAreLeftA
   clock_.advance(JournaledUserDefaults::retryDelay);
   EXPECT_EQ(contentsOf(journal()), later);
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
-  // It is gone again: what was kept in memory is stored.
+  // The journal of the later version is removed, and the values in memory are stored.
   replace(journal(), former);
   EXPECT_TRUE(store->synchronize());
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}}));
 }
 
-TEST_F(SettingsForeignFiles, WithRecordsOfKindsThatNobodyKnowsAreReadWithoutThem) {
+TEST_F(SettingsForeignFiles, UnknownRecordsAreSkipped) {
   const Store store = open();
   store->set(1, "a");
   const auto header = detail::JournalHeader::from(contentsOf(journal()));
@@ -478,7 +479,7 @@ TEST_F(SettingsForeignFiles, WithRecordsOfKindsThatNobodyKnowsAreReadWithoutThem
         .kind = static_cast<detail::JournalRecord::Kind>(kind), .writer = 99, .key = "a", .value = "whatever"};
     std::ofstream(journal(), std::ios::binary | std::ios::app) << record.encoded(header->nonce);
   }
-  // And one of a known kind whose value is no property list.
+  // A record of a known kind with a value that is not a property list.
   const detail::JournalRecord damaged{
       .kind = detail::JournalRecord::Kind::set, .writer = 99, .key = "a", .value = "bplist00"};
   std::ofstream(journal(), std::ios::binary | std::ios::app) << damaged.encoded(header->nonce);

@@ -29,7 +29,7 @@ namespace {
 
 constexpr int writers = 4;
 
-/// One writing process and what it was told to be stored.
+/// A writing process, and the numbers that it reported as stored.
 class Writer {
  public:
   Writer(std::string folder, int index) : folder_(std::move(folder)), name_("w" + std::to_string(index)) {}
@@ -78,8 +78,7 @@ class Writer {
     }
   }
 
-  /// The last number told is under its key, and those before it are under theirs: or later ones, which were stored
-  /// without being told.
+  /// Each reported number, or a later one, must be under its key. Later numbers may be stored before they are reported.
   void check(const PropertyList::Dictionary& values) const {
     for (std::int64_t number = std::max<std::int64_t>(1, acknowledged_ - 9); number <= acknowledged_; ++number) {
       const auto found = values.find(name_ + "." + std::to_string(number % 10));
@@ -107,7 +106,7 @@ class Writer {
   std::int64_t count_ = 0;
 };
 
-TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
+TEST(SettingsKill, LosesNoAcknowledgedWrite) {
   const bool isStress = std::getenv("TESSALY_STRESS") != nullptr;
   const int kills = isStress ? 400 : 24;
   const Tests::TemporaryFolder above;
@@ -128,7 +127,7 @@ TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
         ->dictionaryRepresentation();
   };
   for (int round = 0; round < kills && !::testing::Test::HasFailure(); ++round) {
-    // Writers are drained while they run, then one of them is killed wherever it is.
+    // The test reads the reports of the writers, and then kills one of them at a random moment.
     const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 60'000 + 5'000);
     while (std::chrono::steady_clock::now() < end) {
       ::poll(nullptr, 0, 1);
@@ -143,7 +142,7 @@ TEST(SettingsKill, LosesNoWriteThatWasAcknowledged) {
     }
     const auto contents = detail::readFile(folder + "/Settings.plist");
     if (contents) {
-      // Nobody ever sees a torn file.
+      // No reader sees an incomplete file.
       EXPECT_NO_THROW(
           static_cast<void>(PropertyListSerialization::read(Data(std::string_view(contents->bytes)).bytes())));
       checkpoints += contents->identity != last ? 1 : 0;

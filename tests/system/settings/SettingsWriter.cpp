@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // One writing process of the kill test: SettingsWriter <folder> <writer> <first number> [<number of writes>]
 //
-// It writes growing numbers under keys of its own and under shared ones, and says each on standard output once its
-// write has returned, as 8 bytes. Its own keys are <writer>.0 to <writer>.9; number n goes to key n % 10.
+// It writes growing numbers under keys of its own and under shared keys. After each write it reports the number on
+// standard output as 8 bytes. Its own keys are <writer>.0 to <writer>.9; number n goes to key n % 10.
 #include <unistd.h>
 
 #include <cstdint>
@@ -18,7 +18,7 @@ int main(int count, char** arguments) {
   std::int64_t number = std::strtoll(arguments[3], nullptr, 10);
   const std::int64_t end = count > 4 ? number + std::strtoll(arguments[4], nullptr, 10) : INT64_MAX;
   for (; number < end; ++number) {
-    // Now and then a text that does not fit into one page, so that a kill can cut it.
+    // Every 64th write is a text larger than a page, so that a kill can truncate it.
     if (number % 64 == 0) {
       store->set(std::string(static_cast<std::size_t>(number % 20'000), static_cast<char>('a' + number % 26)),
                  writer + ".text");

@@ -21,7 +21,7 @@ namespace {
 using Tests::outputOf;
 using Tests::waitUntil;
 
-/// On buses where nobody is.
+/// Runs the command on buses without services.
 class AwakeCommand : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -30,7 +30,7 @@ class AwakeCommand : public ::testing::Test {
   }
 
   static std::string program() { return std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly"; }
-  /// Standard output and the exit code.
+  /// Runs the command. Returns standard output and the exit code.
   static std::string run(const std::string& arguments) {
     return outputOf(program() + " awake " + arguments + " 2>/dev/null; echo \"($?)\"");
   }
@@ -68,12 +68,12 @@ TEST_F(AwakeCommandWithAScreenSaver, KeepsTheDisplayAwakeWhileTheCommandRuns) {
   EXPECT_EQ(calls(), "Inhibit \"tessaly\" \"grep\"\nUnInhibit 7\n");
 }
 
-TEST_F(AwakeCommandWithAScreenSaver, GivesTheReasonThatItWasGiven) {
+TEST_F(AwakeCommandWithAScreenSaver, PassesOnItsReason) {
   EXPECT_EQ(run("--reason 'A long film' true"), "(0)\n");
   EXPECT_EQ(calls(), "Inhibit \"tessaly\" \"A long film\"\nUnInhibit 7\n");
 }
 
-TEST_F(AwakeCommandWithAScreenSaver, WithoutACommandStaysUntilItIsInterrupted) {
+TEST_F(AwakeCommandWithAScreenSaver, WithoutACommandRunsUntilInterrupted) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Tests::Process process = start({});
     ASSERT_TRUE(waitUntil([&] {
@@ -86,7 +86,7 @@ TEST_F(AwakeCommandWithAScreenSaver, WithoutACommandStaysUntilItIsInterrupted) {
   }
 }
 
-TEST_F(AwakeCommandWithAScreenSaver, GivesItBackAlsoWhenTheCommandCannotBeRun) {
+TEST_F(AwakeCommandWithAScreenSaver, ReleasesTheDisplayIfTheCommandCannotRun) {
   EXPECT_EQ(run("/nonexistent/command"), "(127)\n");
   EXPECT_EQ(calls(), "Inhibit \"tessaly\" \"/nonexistent/command\"\nUnInhibit 7\n");
 }
@@ -99,7 +99,7 @@ TEST_F(AwakeCommand, PassesTheExitStatusOn) {
   EXPECT_EQ(run("/etc/passwd"), "(126)\n");
 }
 
-TEST_F(AwakeCommand, DiesOfTheSignalThatTheCommandDiedOf) {
+TEST_F(AwakeCommand, EndsByTheSignalOfItsCommand) {
   for (const int signal : {SIGTERM, SIGINT, SIGKILL, SIGSEGV, SIGPIPE}) {
     const int status = start({"sh", "-c", "kill -" + std::to_string(signal) + " $$"}).waitStatus();
     ASSERT_TRUE(WIFSIGNALED(status)) << signal << ' ' << status;
@@ -119,15 +119,15 @@ TEST_F(AwakeCommand, PassesSignalsOn) {
   }
 }
 
-TEST_F(AwakeCommand, ASignalThatTheCommandSendsItsGroupComesBackToNobody) {
-  // In a group of their own, since the signal reaches all of it.
+TEST_F(AwakeCommand, GroupSignalOfTheCommandIsNotReturned) {
+  // The processes are in a group of their own, because the signal reaches the whole group.
   EXPECT_EQ(outputOf("setsid --wait " + program() +
                      " awake sh -c 'trap \"echo got\" USR1; kill -USR1 0; for i in 1 2 3 4 5; do sleep 0.05; done; "
                      "exit 4' 2>/dev/null; echo $?"),
             "got\n4\n");
 }
 
-TEST_F(AwakeCommand, WhatTheTerminalSendsReachesTheCommandOnce) {
+TEST_F(AwakeCommand, TerminalSignalsReachTheCommandOnce) {
   int terminal = -1;
   const pid_t process = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   ASSERT_GE(process, 0);
@@ -165,7 +165,7 @@ TEST_F(AwakeCommand, WhatTheTerminalSendsReachesTheCommandOnce) {
   ::close(terminal);
 }
 
-TEST_F(AwakeCommand, TheCommandInheritsWhatItWouldHaveWithoutIt) {
+TEST_F(AwakeCommand, CommandInheritsAnUnchangedEnvironment) {
   const std::string signals = "grep -E 'Sig(Blk|Ign|Cgt)' /proc/self/status";
   EXPECT_EQ(run("-- " + signals), outputOf(signals) + "(0)\n");
   const std::string ignoring = "trap '' PIPE HUP; exec ";
@@ -174,19 +174,19 @@ TEST_F(AwakeCommand, TheCommandInheritsWhatItWouldHaveWithoutIt) {
   EXPECT_EQ(outputOf("echo typed | " + program() + " awake cat 2>/dev/null"), "typed\n");
 }
 
-TEST_F(AwakeCommand, LearnsHowTheCommandEndedWhereChildrenAreIgnored) {
+TEST_F(AwakeCommand, GetsTheStatusWithIgnoredSIGCHLD) {
   EXPECT_EQ(outputOf("sh -c \"trap '' CHLD; exec " + program() + " awake -- sh -c 'exit 5'\" 2>/dev/null; echo $?"),
             "5\n");
 }
 
-TEST_F(AwakeCommand, WhereNobodyCanItSaysSoAndRunsTheCommandAllTheSame) {
+TEST_F(AwakeCommand, WithoutAServiceRunsTheCommandAndReports) {
   EXPECT_EQ(outputOf(program() + " awake echo run 2>&1"),
             "tessaly awake: Nobody can keep the display awake (the screen saver: is not running; the session manager: "
             "is not running; the login manager: its bus cannot be reached)\nrun\n");
   EXPECT_EQ(run(""), "(1)\n");
 }
 
-TEST_F(AwakeCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(AwakeCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"--", "--reason", "--for 5", "--reason x --"}) {
     EXPECT_EQ(run(arguments), "(2)\n") << arguments;
   }

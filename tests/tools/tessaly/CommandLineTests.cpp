@@ -17,7 +17,7 @@ class CommandLine : public ::testing::Test {
  protected:
   [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
   void put(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-  /// Standard output, standard error and the exit code.
+  /// Runs the command. Returns standard output, standard error and the exit code.
   [[nodiscard]] std::string run(const std::string& arguments) const {
     return outputOf("cd " + folder_.path() + " && " + std::getenv("TESSALY_TEST_PROGRAMS") + "/tessaly " + arguments +
                     " 2>&1 < /dev/null; echo \"($?)\"");
@@ -38,7 +38,7 @@ TEST_F(CommandLine, PrintsVersionAndHelpOfCommands) {
   EXPECT_TRUE(run("help none").ends_with("'tessaly --help' lists them.\n(2)\n")) << run("help none");
 }
 
-TEST_F(CommandLine, UnknownOptionIsRefusedTheSameWayByAll) {
+TEST_F(CommandLine, AllCommandsRefuseUnknownOptions) {
   for (const std::string command : {"awake -x", "copy -x", "copy -x text", "digest -x file", "info -x", "list -x",
                                     "log -x", "reach -x", "watch -x file", "zip -x archive file"}) {
     const std::string name = command.substr(0, command.find(' '));
@@ -47,11 +47,11 @@ TEST_F(CommandLine, UnknownOptionIsRefusedTheSameWayByAll) {
   }
 }
 
-TEST_F(CommandLine, CopyRefusesATextThatIsNoURL) {
+TEST_F(CommandLine, CopyRefusesAnInvalidURL) {
   EXPECT_EQ(run("copy --url notaurl"), "tessaly copy: \"notaurl\" is no URL\n(1)\n");
 }
 
-TEST_F(CommandLine, InfoSaysThatATypeHasNoExtension) {
+TEST_F(CommandLine, InfoReportsATypeWithoutAnExtension) {
   put("table.csv", "abc");
   std::filesystem::create_directory(path("folder"));
   EXPECT_NE(run("info folder").find("  extension    none\n"), std::string::npos) << run("info folder");

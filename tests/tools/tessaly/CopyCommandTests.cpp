@@ -17,13 +17,14 @@ namespace {
 using Tests::outputOf;
 using Tests::waitUntil;
 
-/// Standard output, standard error and the exit code. Returns when nobody holds the output open any more.
+/// Runs the command and waits until no process has its output open. Returns standard output, standard error and the
+/// exit code.
 std::string run(const std::string& arguments) {
   return outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly copy " + arguments +
                   " 2>&1; echo \"($?)\"");
 }
 
-/// How many processes of the command there are for this display.
+/// The number of processes of the command for this display.
 int servers() {
   const std::string display = std::string(1, '\0') + "DISPLAY=" + std::getenv("DISPLAY") + '\0';
   int count = 0;
@@ -55,7 +56,7 @@ TEST_F(CopyCommand, CopiesItsWordsAndReturns) {
   EXPECT_EQ(clipboard_.paste(), "");
 }
 
-TEST_F(CopyCommand, CopiesStandardInputAsItIs) {
+TEST_F(CopyCommand, CopiesStandardInputUnchanged) {
   EXPECT_EQ(run("< /dev/null"), "(0)\n");
   EXPECT_EQ(clipboard_.paste(), "");
   std::string text = "first line\n\tsecond\n\n";
@@ -72,7 +73,7 @@ TEST_F(CopyCommand, CopiesAURLAsOne) {
   EXPECT_EQ(run("--url ''"), "tessaly copy: \"\" is no URL\n(1)\n");
 }
 
-TEST_F(CopyCommand, StaysInTheBackgroundUntilSomethingElseIsCopied) {
+TEST_F(CopyCommand, StaysInTheBackgroundUntilReplaced) {
   EXPECT_EQ(servers(), 0);
   run("ours");
   EXPECT_EQ(servers(), 1);
@@ -85,7 +86,7 @@ TEST_F(CopyCommand, StaysInTheBackgroundUntilSomethingElseIsCopied) {
   EXPECT_TRUE(waitUntil([] { return servers() == 0; }));
 }
 
-TEST_F(CopyCommand, WhoBeganToPasteGetsAllOfItAlsoWhenItIsReplaced) {
+TEST_F(CopyCommand, RunningPasteCompletesAfterAReplacement) {
   const std::string large(1'000'000, 'x');
   std::ofstream(clipboard_.folder() + "/input") << large;
   for (int i = 0; i < 3; ++i) {
@@ -106,14 +107,14 @@ TEST_F(CopyCommand, EndsWithTheDisplay) {
   EXPECT_TRUE(waitUntil([] { return servers() == 0; }));
 }
 
-TEST_F(CopyCommand, SurvivesTheTerminalThatItWasStartedIn) {
+TEST_F(CopyCommand, SurvivesItsTerminal) {
   EXPECT_EQ(outputOf("setsid --wait sh -c '" + std::string(std::getenv("TESSALY_TEST_PROGRAMS")) +
                      "/tessaly copy text; kill -HUP 0' >/dev/null 2>&1; echo $?"),
             "129\n");
   EXPECT_EQ(clipboard_.paste(), "text");
 }
 
-TEST(CopyCommandWithoutADisplay, FailsAndLeavesNobodyBehind) {
+TEST(CopyCommandWithoutADisplay, FailureLeavesNoProcess) {
   ::unsetenv("WAYLAND_DISPLAY");
   ::setenv("DISPLAY", ":77777", 1);
   const std::string failure =
@@ -124,7 +125,7 @@ TEST(CopyCommandWithoutADisplay, FailsAndLeavesNobodyBehind) {
   EXPECT_EQ(run("text"), failure);
 }
 
-TEST(CopyCommandWithoutADisplay, TellsWrongUsageByItsExitCode) {
+TEST(CopyCommandWithoutADisplay, WrongUsageHasItsExitCode) {
   EXPECT_TRUE(run("--html text").ends_with("(2)\n"));
   EXPECT_TRUE(run("--help").starts_with("Usage: tessaly copy"));
 }

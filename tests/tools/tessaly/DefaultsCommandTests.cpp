@@ -35,7 +35,7 @@ class DefaultsCommand : public ::testing::Test {
  protected:
   void SetUp() override { ::setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1); }
 
-  /// Standard output, standard error and the exit code.
+  /// Runs the command. Returns standard output, standard error and the exit code.
   static std::string run(const std::string& arguments) {
     return outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly " + arguments +
                     " 2>&1; echo \"($?)\"");
@@ -85,12 +85,13 @@ TEST_F(DefaultsCommand, SaysWhatKeepsSettingsFromBeingRead) {
   EXPECT_TRUE(run("defaults watch other").ends_with(noFolder + " cannot be watched: Not a directory\n(1)\n"));
 }
 
-#if !TESSALY_IS_SANITIZED  // There, what does not fit into the memory stops the process.
+#if !TESSALY_IS_SANITIZED  // Under a sanitizer, a failed allocation stops the process.
 TEST_F(DefaultsCommand, LosesNothingForWantOfMemory) {
   constexpr std::size_t size = 100'000'000;
   JournaledUserDefaults::openIdentifier("app")->set(Data(std::string(size, 'x')), "large");
   const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
-  // From too little for the bytes of the property list, over enough for them but not for their values, to enough.
+  // The limits begin below the size of the property list. Later ones suffice for its bytes, but not for its values. The
+  // last ones suffice for both.
   for (const int megabytes : {90, 130, 150, 160, 170, 180, 190, 200, 250, 500}) {
     const std::string number = std::to_string(megabytes);
     outputOf("bash -c 'ulimit -v " + number + "000; " + program + " defaults write app a " + number + "' 2>&1");
@@ -110,7 +111,7 @@ TEST_F(DefaultsCommand, TellsWhatIsMissingByItsExitCode) {
   EXPECT_EQ(run("defaults read a/b c"), "tessaly defaults: There is no place for the settings of \"a/b\"\n(1)\n");
 }
 
-TEST_F(DefaultsCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(DefaultsCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments :
        {"",
         "nothing",
@@ -243,7 +244,7 @@ TEST_F(DefaultsCommand, EndsWithItsReaderAndWithoutAWord) {
   const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
   EXPECT_EQ(outputOf("bash -c '" + program + " defaults read app 2>&1 | head -c 5; echo \"(${PIPESTATUS[0]})\"'"),
             "k0 = (141)\n");
-  // Whoever starts it without that signal is told in words.
+  // If SIGPIPE is ignored, the command prints an error.
   EXPECT_EQ(outputOf("bash -c 'trap \"\" PIPE; { " + program + " defaults read app; echo \"($?)\" >&2; } 2>" +
                      path("said") + " | head -c 5'; cat " + path("said")),
             "k0 = tessaly defaults: Cannot write to standard output\n(1)\n");
@@ -278,7 +279,7 @@ TEST_F(DefaultsCommand, ReplacesAnExportedFileAsAWhole) {
   EXPECT_TRUE(Tests::contentsOf(path("file")).starts_with("bplist00"));
   EXPECT_EQ(std::filesystem::status(path("file")).permissions(), std::filesystem::perms::owner_read);
   const std::filesystem::directory_iterator entries(path(""));
-  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);  // The settings and the file.
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);  // The entries are the settings and the file.
 }
 
 TEST_F(DefaultsCommand, LeavesTheFormerFileWhenThereIsNoRoomForAnother) {
@@ -346,7 +347,7 @@ TEST_F(DefaultsCommand, WatchesUntilItIsInterrupted) {
   run("defaults write app b text");
   run("defaults delete app a");
   EXPECT_TRUE(waitUntil([&] { return contents().ends_with("a = 1\nb = \"text\"\na removed\n"); })) << contents();
-  // As `timeout` does, to the process and to its group.
+  // The test sends the signal to the process and to its group, as `timeout` does.
   ::kill(child, SIGINT);
   ::usleep(100);
   ::kill(child, SIGINT);

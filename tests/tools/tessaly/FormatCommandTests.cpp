@@ -11,7 +11,7 @@ namespace {
 
 using Tests::outputOf;
 
-/// Standard output, standard error and the exit code.
+/// Runs the command. Returns standard output, standard error and the exit code.
 std::string run(const std::string& arguments, const std::string& before = "") {
   return outputOf(before + std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly format " + arguments +
                   " 2>&1; echo \"($?)\"");
@@ -53,7 +53,7 @@ TEST(FormatCommand, WritesNumbersInEveryStyle) {
   EXPECT_EQ(run("number --style bpm 119.5"), "120 bpm\n(0)\n");
 }
 
-TEST(FormatCommand, WritesEverythingInTheLanguageThatItIsTold) {
+TEST(FormatCommand, WritesInTheGivenLanguage) {
   EXPECT_EQ(run("bytes --language fr 0 1500000"), "Zéro\u202Fko\n1,5\u202FMo\n(0)\n");
   EXPECT_EQ(run("duration --language=da 5"), "0.05\n(0)\n");
   EXPECT_EQ(run("date --language de --time @1672671845"), "02.01.2023, 15:04\n(0)\n");
@@ -70,7 +70,7 @@ TEST(FormatCommand, ReadsValuesFromStandardInput) {
             "2 kB\ntessaly format: Line 2: \"x\" is no integer of 64 bits\n(1)\n");
 }
 
-TEST(FormatCommand, TellsWrongUsageByItsExitCode) {
+TEST(FormatCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"",
                                       "nothing",
                                       "bytes x",
@@ -102,7 +102,7 @@ TEST(FormatCommand, TellsWrongUsageByItsExitCode) {
   }
 }
 
-TEST(FormatCommand, TakesEverythingBehindTwoHyphensForValues) {
+TEST(FormatCommand, ArgumentsAfterTwoHyphensAreValues) {
   EXPECT_EQ(run("number -- -5 +5"), "-5\n5\n(0)\n");
   EXPECT_TRUE(run("number -- --digits").ends_with("(2)\n"));
 }

@@ -20,7 +20,7 @@ class InfoCommand : public ::testing::Test {
  protected:
   [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
   void put(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-  /// Standard output, standard error and the exit code.
+  /// Runs the command. Returns standard output, standard error and the exit code.
   [[nodiscard]] std::string run(const std::string& arguments, const std::string& variables = "") const {
     return outputOf("cd " + folder_.path() + " && " + variables + " " + std::getenv("TESSALY_TEST_PROGRAMS") +
                     "/tessaly " + arguments + " 2>&1; echo \"($?)\"");
@@ -30,7 +30,7 @@ class InfoCommand : public ::testing::Test {
   Tessaly::Tests::TemporaryFolder folder_;
 };
 
-TEST_F(InfoCommand, TellsAboutFiles) {
+TEST_F(InfoCommand, PrintsFactsAboutFiles) {
   put("table.csv", "abc");
   put("words.cdg", "");
   const timespec times[2]{{.tv_sec = 1'672'671'845, .tv_nsec = 0}, {.tv_sec = 1'672'671'845, .tv_nsec = 0}};
@@ -49,7 +49,7 @@ TEST_F(InfoCommand, TellsAboutFiles) {
             "  MD5          900150983cd24fb0d6963f7d28e17f72\n(0)\n");
 }
 
-TEST_F(InfoCommand, TellsAboutFoldersAndMissingFilesAmongOthers) {
+TEST_F(InfoCommand, PrintsFactsDespiteMissingFiles) {
   put("picture", "\x89PNG\r\n\x1A\n");
   std::filesystem::create_directories(path("folder"));
   const std::string said = run("info folder missing picture --digest");
@@ -59,7 +59,7 @@ TEST_F(InfoCommand, TellsAboutFoldersAndMissingFilesAmongOthers) {
   EXPECT_TRUE(said.ends_with("(1)\n")) << said;
 }
 
-TEST_F(InfoCommand, TellsAboutTheSystem) {
+TEST_F(InfoCommand, PrintsFactsAboutTheSystem) {
   const std::string said = run("info", "APP_SANDBOX_CONTAINER_ID= TMPDIR=/scratch");
   EXPECT_TRUE(std::regex_search(said, std::regex(R"(system\n  version      \d+\.\d+\.\d+\n  device       .+\n)")))
       << said;
@@ -69,7 +69,7 @@ TEST_F(InfoCommand, TellsAboutTheSystem) {
   EXPECT_NE(said.find("  sandboxed    yes\n  under test   no\n(0)\n"), std::string::npos) << said;
 }
 
-TEST_F(InfoCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(InfoCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"info --later", "info --digest", "info -x a"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);
   }

@@ -49,7 +49,7 @@ class LogCommand : public testing::Test {
   std::map<std::string, std::size_t> written_;
 };
 
-TEST_F(LogCommand, PrintsTheRecordsOfAnIdentifierAndOfWhatIsBelowIt) {
+TEST_F(LogCommand, PrintsRecordsOfAnIdentifierAndItsSubsystems) {
   write("org.example.app", "one");
   write("org.example.app.Export", "two\n  lines");
   write("org.example", "above");
@@ -79,7 +79,7 @@ print([row[1:] for row in csv.reader(open(sys.argv[1], newline=''))])
       "(0)\n");
 }
 
-TEST_F(LogCommand, LeavesOutWhatIsOlderThanItsLastSeconds) {
+TEST_F(LogCommand, LastOmitsOlderRecords) {
   write("org.example.app", "one");
   EXPECT_EQ(run("log org.example.app --last 0"), "(0)\n");
   EXPECT_THAT(run("log org.example.app --last 3600"), HasSubstr("[Main] one\n"));
@@ -103,7 +103,7 @@ TEST_F(LogCommand, WithoutAJournalFails) {
   EXPECT_EQ(run("log org.example.app"), "tessaly log: There is no journal that this user may read\n(1)\n");
 }
 
-TEST(LogCommandLine, TellsWrongUsageByItsExitCode) {
+TEST(LogCommandLine, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"log", "log --csv", "log a b", "log --data a", "log a --last", "log a --last x",
                                       "log a --last -1", "log a --last nan"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);

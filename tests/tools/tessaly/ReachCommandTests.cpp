@@ -11,7 +11,7 @@
 #include "tests/Support/PrivateBus.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
 
-// The command in network namespaces of the test's own, each with the links that a test wants.
+// Runs the command in network namespaces with the links that each test needs.
 
 namespace Tessaly {
 namespace {
@@ -29,7 +29,7 @@ class ReachCommand : public ::testing::Test {
   static bool canMakeNamespaces() {
     return std::system("unshare --user --net --map-root-user ip link show >/dev/null 2>&1") == 0;
   }
-  /// Standard output, standard error and the exit code of a script in a namespace without links.
+  /// Runs a script in a namespace without links. Returns standard output, standard error and the exit code.
   std::string inANamespace(const std::string& script) const {
     const std::string file = folder_.path() + "/script";
     std::ofstream(file) << "cd " << folder_.path() << '\n' << script;
@@ -45,7 +45,7 @@ class ReachCommand : public ::testing::Test {
       "ip link set veth0 up\n"
       "ip link set veth1 up\n"
       "ip route add default via 192.0.2.2\n"
-      // The kernel takes its time to say that the cable is in.
+      // The kernel reports the connected cable only after some time.
       "until ip -oneline link show veth0 | grep -q 'state UP'; do sleep 0.01; done\n";
 
   Tests::TemporaryFolder folder_;
@@ -55,14 +55,14 @@ class ReachCommand : public ::testing::Test {
   if (!canMakeNamespaces()) \
   GTEST_SKIP() << "unshare cannot make a network namespace for this user, or there is no ip command"
 
-TEST_F(ReachCommand, TellsOfAMachineWithoutANetwork) {
+TEST_F(ReachCommand, ReportsAMachineWithoutANetwork) {
   NEED_NAMESPACES();
   EXPECT_EQ(inANamespace("tessaly reach"),
             "offline, not expensive\npath: unsatisfied (kernel), not expensive (noBus)\n(0)\n");
   EXPECT_EQ(inANamespace("tessaly reach --quiet"), "(1)\n");
 }
 
-TEST_F(ReachCommand, TellsOfAMachineWithANetwork) {
+TEST_F(ReachCommand, ReportsAMachineWithANetwork) {
   NEED_NAMESPACES();
   EXPECT_EQ(inANamespace(std::string(online) + "tessaly reach"),
             "online, not expensive\npath: satisfied (kernel), not expensive (noBus)\n(0)\n");
@@ -76,9 +76,9 @@ TEST_F(ReachCommand, TheSettingForcesOffline) {
             "offline, not expensive\npath: satisfied (kernel), not expensive (noBus)\n(0)\n");
 }
 
-TEST_F(ReachCommand, WatchesThePathAndTheSettingUntilItIsInterrupted) {
+TEST_F(ReachCommand, WatchesPathAndSettingUntilInterrupted) {
   NEED_NAMESPACES();
-  // A shell has its background programs ignore SIGINT, so this one is ended by another signal.
+  // A shell makes its background programs ignore SIGINT, so another signal ends this one.
   const std::string script = R"sh(
       lines() { until [ "$(wc -l < output)" -ge "$1" ]; do sleep 0.01; done; }
       : > output  # The program may begin after the first look.
@@ -93,7 +93,7 @@ TEST_F(ReachCommand, WatchesThePathAndTheSettingUntilItIsInterrupted) {
             "online, not expensive\n(0)\n");
 }
 
-TEST_F(ReachCommand, StopsWatchingWhenNobodyReadsAnyMore) {
+TEST_F(ReachCommand, EndsWatchingWithItsReader) {
   NEED_NAMESPACES();
   const std::string script = R"sh(
       mkfifo fifo
@@ -104,7 +104,7 @@ TEST_F(ReachCommand, StopsWatchingWhenNobodyReadsAnyMore) {
   EXPECT_EQ(inANamespace(online + script), "online, not expensive\n141\n(0)\n");
 }
 
-TEST_F(ReachCommand, WaitsForWhoKnowsTheExpense) {
+TEST_F(ReachCommand, WaitsForTheSourceOfTheExpense) {
   const Tests::PrivateBus bus("DBUS_SYSTEM_BUS_ADDRESS");
   if (!bus.reason().empty()) GTEST_SKIP() << bus.reason();
   EXPECT_NE(run("").find("not expensive (notRunning)\n(0)"), std::string::npos);
@@ -121,7 +121,7 @@ TEST_F(ReachCommand, WaitsForWhoKnowsTheExpense) {
   EXPECT_NE(run("").find(" not expensive (noAnswer)\n(0)"), std::string::npos);
 }
 
-TEST_F(ReachCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(ReachCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"now", "--watch --quiet", "--follow"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments;
   }

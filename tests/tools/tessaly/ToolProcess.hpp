@@ -15,7 +15,7 @@
 
 namespace Tessaly::Tests {
 
-/// `tessaly` while it runs, its output in one file and its errors in another. Ended at the end.
+/// A running `tessaly`. Its output and its errors go to two files. The destructor ends it.
 class ToolProcess {
  public:
   ToolProcess(std::vector<std::string> arguments, std::string outputFile)
@@ -42,7 +42,7 @@ class ToolProcess {
   [[nodiscard]] std::string output() const { return contentsOf(outputFile_); }
   [[nodiscard]] std::string errors() const { return contentsOf(outputFile_ + ".errors"); }
 
-  /// Sends a signal and waits for the end: the exit status, or -1 if the signal killed it.
+  /// Sends a signal and waits for the end. Returns the exit status, or -1 if the signal ended the process.
   int end(int signal) {
     ::kill(process_, signal);
     int status = 0;

@@ -26,7 +26,7 @@ class WatchCommand : public ::testing::Test {
   static bool watches(const ToolProcess& tool) {
     return waitUntil([&] { return tool.errors().starts_with("Watching "); });
   }
-  /// Whether the tool says so of the file.
+  /// Whether the tool has printed this kind of change.
   static bool tells(const ToolProcess& tool, const std::string& what) {
     return waitUntil([&] { return tool.output().find(" " + what + "\n") != std::string::npos; });
   }
@@ -39,7 +39,7 @@ class WatchCommand : public ::testing::Test {
   Tessaly::Tests::TemporaryFolder folder_;
 };
 
-TEST_F(WatchCommand, TellsWhatBecomesOfTheFileUntilItIsInterrupted) {
+TEST_F(WatchCommand, PrintsChangesOfAFileUntilInterrupted) {
   put("a", "one");
   ToolProcess tool({"watch", path("a")}, path("output"));
   ASSERT_TRUE(watches(tool)) << tool.errors();
@@ -58,7 +58,7 @@ TEST_F(WatchCommand, TellsWhatBecomesOfTheFileUntilItIsInterrupted) {
   EXPECT_EQ(tool.end(SIGINT), 0);
 }
 
-TEST_F(WatchCommand, PrintsTheContentsNowAndWheneverTheyChanged) {
+TEST_F(WatchCommand, PrintsTheContentsAfterEachChange) {
   put("a", "one");
   ToolProcess tool({"watch", "--data", path("a")}, path("output"));
   ASSERT_TRUE(waitUntil([&] { return tool.output() == "one\n"; })) << tool.errors();
@@ -71,7 +71,7 @@ TEST_F(WatchCommand, PrintsTheContentsNowAndWheneverTheyChanged) {
   EXPECT_EQ(tool.end(SIGTERM), 0);
 }
 
-TEST_F(WatchCommand, WaitsForAFileThatIsNotThereYet) {
+TEST_F(WatchCommand, WaitsForAMissingFile) {
   ToolProcess tool({"watch", path("folder/a"), "--data"}, path("output"));
   ASSERT_TRUE(watches(tool)) << tool.errors();
   std::filesystem::create_directory(path("folder"));
@@ -80,9 +80,9 @@ TEST_F(WatchCommand, WaitsForAFileThatIsNotThereYet) {
   EXPECT_EQ(tool.end(SIGINT), 0);
 }
 
-TEST_F(WatchCommand, EndsWhenNobodyReadsItsOutput) {
+TEST_F(WatchCommand, EndsWithItsReader) {
   put("a", "one");
-  // `head` goes after the first line; the next ones find nobody.
+  // `head` ends after the first line, so later lines have no reader.
   const std::string tool = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly";
   const std::string output = outputOf("(" + tool + " watch " + path("a") + " --data 2>&1; echo \"($?)\" > " +
                                       path("status") + ") | (head -n 2; exec <&-; while [ ! -e " + path("status") +
@@ -116,7 +116,7 @@ TEST_F(WatchCommand, PrintsTheChangesOfATreeAsJSON) {
   EXPECT_EQ(tool.end(SIGINT), 1);
 }
 
-TEST_F(WatchCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(WatchCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"watch", "watch --data", "watch a b", "watch --follow a"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);
   }

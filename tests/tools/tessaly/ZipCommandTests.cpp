@@ -20,7 +20,7 @@ class ZipCommand : public ::testing::Test {
   [[nodiscard]] std::string in(const std::string& command) const {
     return outputOf("cd " + folder_.path() + " && " + command);
   }
-  /// Standard output, standard error and the exit code.
+  /// Runs the command. Returns standard output, standard error and the exit code.
   [[nodiscard]] std::string run(const std::string& arguments) const {
     return in(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly " + arguments + " 2>&1; echo \"($?)\"");
   }
@@ -29,7 +29,7 @@ class ZipCommand : public ::testing::Test {
   Tessaly::Tests::TemporaryFolder folder_;
 };
 
-TEST_F(ZipCommand, WritesAnArchiveThatOtherProgramsRead) {
+TEST_F(ZipCommand, OtherProgramsReadTheArchive) {
   put("a", "one");
   std::filesystem::create_directories(path("inner"));
   put("inner/b", "two");
@@ -46,7 +46,7 @@ TEST_F(ZipCommand, WritesToStandardOutput) {
       "one");
 }
 
-TEST_F(ZipCommand, ReplacesAnArchiveOnlyWhenItIsToldTo) {
+TEST_F(ZipCommand, ReplacesAnArchiveOnlyOnRequest) {
   put("a", "one");
   put("all.zip", "mine");
   EXPECT_EQ(run("zip all.zip a"), "tessaly zip: all.zip is there already; --force replaces it\n(1)\n");
@@ -57,7 +57,7 @@ TEST_F(ZipCommand, ReplacesAnArchiveOnlyWhenItIsToldTo) {
   EXPECT_EQ(in("unzip -p all.zip"), "one");
 }
 
-TEST_F(ZipCommand, TellsWhatItCannotDo) {
+TEST_F(ZipCommand, ReportsFailures) {
   put("a", "one");
   std::filesystem::create_directories(path("inner"));
   put("inner/a", "two");
@@ -68,7 +68,7 @@ TEST_F(ZipCommand, TellsWhatItCannotDo) {
   EXPECT_EQ(in("ls"), "a\ninner\n");
 }
 
-TEST_F(ZipCommand, TellsWrongUsageByItsExitCode) {
+TEST_F(ZipCommand, WrongUsageHasItsExitCode) {
   for (const std::string arguments : {"zip", "zip all.zip", "zip --later all.zip a", "zip --force", "zip -"}) {
     EXPECT_TRUE(run(arguments).ends_with("(2)\n")) << arguments << run(arguments);
   }
