@@ -35,7 +35,7 @@ TEST(AsyncLazy, FunctionReadEarlyComputesEachTime) {
   EXPECT_EQ(computations, 0);
   EXPECT_EQ(syncWait(value()), 1);
   EXPECT_EQ(syncWait(value()), 2);
-  EXPECT_EQ(syncWait(lazy.wrappedValue()()), 2);  // The last to end is remembered.
+  EXPECT_EQ(syncWait(lazy.wrappedValue()()), 2);  // The result of the call that ended last is remembered.
   EXPECT_EQ(computations, 2);
 }
 
@@ -94,7 +94,7 @@ TEST(AsyncLazy, TheComputationOutlivesTheFunction) {
     co_return *number;
   });
   EXPECT_EQ(syncWait([&]() -> Async<int> {
-              Async<int> computation = lazy.wrappedValue()();  // Made by a temporary.
+              Async<int> computation = lazy.wrappedValue()();  // A temporary function made the computation.
               co_return co_await std::move(computation);
             }),
             7);

@@ -75,7 +75,7 @@ TEST(AsyncStreamExtensions, ObservingSeesOtherKindsAndComputedProperties) {
   EXPECT_EQ(answerOf(halves), "4");
 }
 
-// A value whose copies can be counted shows whether somebody still observes.
+// A value with a count of its copies shows whether an observer still exists.
 struct CountedReading {
   Property<std::shared_ptr<int>> value = std::make_shared<int>(0);
 };
@@ -87,7 +87,7 @@ TEST(AsyncStreamExtensions, DroppingTheConsumerEndsTheObservation) {
     const auto stream =
         AsyncStream<std::shared_ptr<int>>::observing(keyPath<&CountedReading::value>, object, Options::new_);
     object->value = value;
-    EXPECT_EQ(value.use_count(), 3);  // Here, in the property, and in the buffer.
+    EXPECT_EQ(value.use_count(), 3);  // The copies are here, in the property, and in the buffer.
   }
   EXPECT_EQ(value.use_count(), 2);
   object->value = std::make_shared<int>(2);
@@ -117,7 +117,7 @@ TEST(AsyncStreamExtensions, ObjectAndStreamMayBeDestroyedInEitherOrder) {
     observed.player->volume = 1;
     const std::weak_ptr<Player> player = observed.player;
     observed.player.reset();
-    EXPECT_TRUE(player.expired());  // It is not kept alive.
+    EXPECT_TRUE(player.expired());  // The stream does not keep the object alive.
     auto iterator = observed.stream->makeAsyncIterator();
     EXPECT_EQ(answersOf(iterator), "1 waiting");
   }

@@ -27,7 +27,7 @@ using Tests::Request;
 using Tests::settle;
 using Tests::Tasks;
 
-// Counts the living of its kind.
+// Counts its live objects.
 struct Counted {
   explicit Counted(int number) : number(number) { ++living; }
   Counted(const Counted& other) : number(other.number) { ++living; }
@@ -48,7 +48,7 @@ TEST(AsyncStreams, EveryListenerReceivesEveryValueInOrder) {
 
 TEST(AsyncStreams, ListenerReceivesOnlyLaterValues) {
   const auto broadcaster = AsyncStreams<int>::make();
-  broadcaster->send(1);  // To nobody.
+  broadcaster->send(1);  // There is no listener yet.
   auto listener = broadcaster->stream().makeAsyncIterator();
   broadcaster->send(2);
   EXPECT_EQ(answersOf(listener), "2 waiting");
@@ -145,7 +145,7 @@ TEST(AsyncStreams, ListenerMayEndDuringASend) {
     Leaving() = default;
     explicit Leaving(std::shared_ptr<std::optional<AsyncStream<Leaving>>> stream) : stream(std::move(stream)) {}
     Leaving(const Leaving& other) : stream(other.stream) {
-      if (stream) stream->reset();  // While the broadcaster copies the value for its listeners.
+      if (stream) stream->reset();  // This runs while the broadcaster copies the value for its listeners.
     }
     Leaving(Leaving&&) = default;
   };
@@ -169,7 +169,7 @@ TEST(AsyncStreams, ListenerEqualsItsIdentifier) {
   EXPECT_TRUE(set.contains({1, second.continuation}));
 }
 
-// Listeners that join and leave while values are sent: each receives a run of them without a gap.
+// Listeners join and leave while values are sent. Each receives consecutive values without a gap.
 void joinAndLeave(Tasks& tasks) {
   struct Shared {
     std::shared_ptr<AsyncStreams<int>> broadcaster = AsyncStreams<int>::make();
@@ -206,7 +206,7 @@ void joinAndLeave(Tasks& tasks) {
       }
     });
   }
-  // Who joined after the finish waits for a value that never comes.
+  // A listener that joined after the finish waits for a value that never arrives.
   tasks.add([shared]() -> Async<void> {
     co_await pause(40);
     if (shared->broadcaster) shared->broadcaster->finish();

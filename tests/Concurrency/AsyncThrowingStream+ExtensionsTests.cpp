@@ -18,7 +18,7 @@ using Tests::textOf;
 
 using Stream = AsyncThrowingStream<int>;
 
-// A stream of which everything is written down.
+// A stream that logs every event.
 struct Handled {
   Handled()
       : source(Stream::makeStream()),
@@ -36,7 +36,7 @@ TEST(AsyncThrowingStreamExtensions, ElementsAreShownAndPassedOnUntilTheEnd) {
   for (const int element : {1, 2}) handled.source.continuation.yield(element);
   handled.source.continuation.finish();
   settle();
-  EXPECT_EQ(handled.told, "1 2 finished ");  // Nobody has asked for an element yet.
+  EXPECT_EQ(handled.told, "1 2 finished ");  // No consumer has requested an element yet.
   auto iterator = handled.stream.makeAsyncIterator();
   EXPECT_EQ(answersOf(iterator), "1 2 end");
 }
@@ -168,7 +168,7 @@ TEST(AsyncThrowingStreamExtensions, AConsumerMayBeCancelledAtAnyStep) {
       ASSERT_EQ(handled.source.continuation.yield(3).kind, YieldResultKind::enqueued);
       handled.source.continuation.finish();
       settle();
-      ASSERT_EQ(handled.told, "1 2 3 finished ");  // All are shown, whoever is there to receive them.
+      ASSERT_EQ(handled.told, "1 2 3 finished ");  // Every element is shown, even without a consumer.
     }
   }
 }

@@ -19,7 +19,7 @@ namespace {
 using Tests::settle;
 using Tests::start;
 
-// What an operation that sleeps for an hour came to.
+// The outcome of an operation that sleeps for an hour.
 struct Nap {
   Async<void> operator()() {
     try {
@@ -33,7 +33,7 @@ struct Nap {
   std::shared_ptr<std::string> outcome = std::make_shared<std::string>("sleeping");
 };
 
-// Has the body run inside a task of the seeded scheduler, so that what it starts belongs there too.
+// Runs the body in a task of the seeded scheduler, so that the scheduler also runs the tasks that the body starts.
 template <typename Body>
 void inATask(Body body) {
   const auto task = start([&] { body(); });

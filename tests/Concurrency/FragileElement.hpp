@@ -6,7 +6,7 @@
 
 namespace Tessaly::Tests {
 
-/// An element whose n-th copy, or n-th move, from now on throws.
+/// An element whose n-th later copy, or n-th later move, throws.
 struct FragileElement {
   explicit FragileElement(int number) : number(number) {}
   FragileElement(const FragileElement& other) : number(other.number) { count(copiesLeft, "no copy"); }

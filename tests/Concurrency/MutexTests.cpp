@@ -31,7 +31,7 @@ constexpr auto lockedAgain =
 constexpr auto usedAfterMove =
     "Tessaly/OSAllocatedUnfairLock:[0-9]+: Fatal error: A lock was used after it had been moved from\n";
 
-// A reference that counts, as a value that owns something does.
+// A counting reference, like a value that owns a resource.
 class Reference {
  public:
   explicit Reference(int& count) : count_(&count) { ++*count_; }
@@ -49,7 +49,7 @@ class Reference {
   int* count_;
 };
 
-// Writes down what happens to it while it has a name.
+// Logs its events while it has a name.
 class Witness {
  public:
   Witness(std::string name, std::vector<std::string>& events) : name_(std::move(name)), events_(&events) {}
@@ -82,10 +82,10 @@ struct ThrowingMove {
   bool isLast = true;
 };
 
-// Keeps the compiler from leaving the object and its allocations out.
+// Prevents the compiler from removing the object and its allocations.
 void keep(const auto& object) { asm volatile("" : : "r"(&object) : "memory"); }
 
-// A body that works on another thread and is asleep on the lock when this returns.
+// A body on another thread that sleeps on the lock when the constructor returns.
 template <typename Value, typename Body>
 std::jthread startWaiter(Mutex<Value>& mutex, Body body) {
   std::atomic<pid_t> identifier{0};
@@ -118,7 +118,7 @@ TEST(Mutex, MovesItsInitialValueIntoItsSlot) {
               const Mutex<int> mutex(1);
               keep(mutex);
             }),
-            2);  // The slot and the lock.
+            2);  // The allocations are the slot and the lock.
 }
 
 TEST(Mutex, StoresAnOverAlignedValueAtItsAlignment) {
@@ -134,7 +134,7 @@ TEST(Mutex, WithLockGivesMutableAccessToTheStoredValue) {
   mutex.withLock([](auto& set) { set.insert("window"); });
   mutex.withLock([](auto& set) { set.insert("panel"); });
   EXPECT_THAT(mutex.withLock([](auto& set) { return set; }), ElementsAre("panel", "window"));
-  mutex.assignWithLock({});  // The destructor would leave them behind.
+  mutex.assignWithLock({});  // The destructor does not destroy the value.
 }
 
 TEST(Mutex, WithLockAcceptsAnyCallable) {
@@ -231,7 +231,8 @@ TEST(Mutex, AssignWithLockDestroysTheOldValueFirst) {
   Witness next("new", events);
   events.clear();
   mutex.assignWithLock(std::move(next));
-  EXPECT_THAT(events, ElementsAre("new moved", "old destroyed", "new moved"));  // Into the argument first.
+  EXPECT_THAT(events, ElementsAre("new moved", "old destroyed",
+                                  "new moved"));  // The new value is first moved into the argument.
 }
 
 TEST(Mutex, AssignWithLockKeepsTheSlot) {

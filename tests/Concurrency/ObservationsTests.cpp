@@ -47,7 +47,7 @@ class Counter {
   ObservationRegistrar registrar_;
 };
 
-/// Awaits so many elements in a task of its own.
+/// Awaits `count` elements in a task of its own.
 template <typename Iterator>
 class Consumer {
  public:
@@ -272,7 +272,7 @@ TEST(Observations, ServeSeveralConsumersOfOneIterator) {
   }
 }
 
-// Between any two steps of the consumer, of the task that waits and of the handler something may change.
+// A change may happen between any two steps of the consumer, of the waiting task and of the handler.
 TEST(Observations, EveryOrderOfStepsKeepsEachChange) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
@@ -299,7 +299,8 @@ TEST(Observations, EveryOrderOfStepsKeepsEachChange) {
   }
 }
 
-// Both races in every order: a change between the reading and the registering, and a reading before the store.
+// The test runs both races in every order: a change between the reading and the registration, and a reading before the
+// store.
 TEST(Observations, ChangesDuringAComputationAreSeen) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
@@ -319,7 +320,7 @@ TEST(Observations, ChangesDuringAComputationAreSeen) {
   }
 }
 
-// The wait is cancelled, and a change comes, at any step of both.
+// The cancellation and a change happen at every pair of steps.
 TEST(Observations, EndACancelledWaitInAnyOrderOfSteps) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
@@ -380,7 +381,7 @@ TEST(Observations, LastConcurrentChangeIsSeen) {
         for (int n = 0; n < 25; ++n) counter->increment();
       });
     }
-    // Ends only if no change is lost.
+    // The wait ends only if no change is lost.
     syncWait([&]() -> Async<void> {
       auto iterator = values.makeAsyncIterator();
       while (*co_await iterator.next() < 50) {

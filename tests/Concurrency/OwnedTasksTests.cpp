@@ -109,7 +109,7 @@ TEST(OwnedTasks, EndRunsNoCatchBlockOfASleeper) {
   });
   settleAll();
   window.reset();
-  EXPECT_EQ(*record, "destroyed");  // In the destructor, where the window is still there.
+  EXPECT_EQ(*record, "destroyed");  // This runs in the destructor, so the window still exists.
   settleAll();
   EXPECT_EQ(*record, "destroyed");
 }
@@ -126,7 +126,7 @@ TEST(OwnedTasks, EndRunsNothingAfterTheLastElement) {
   settleAll();
   continuation.yield(1);
   settleAll();
-  continuation.yield(2);  // Its consumer is on its way when the window is closed.
+  continuation.yield(2);  // The consumer is scheduled when the window is closed.
   window.reset();
   settleAll();
   EXPECT_EQ(*record, "element");
@@ -391,7 +391,7 @@ TEST(OwnedTasksDeathTest, UseInAnotherIsolationStopsTheProcess) {
   EXPECT_EXIT(elsewhere([](auto& tasks) { tasks->add([] {}); }), testing::KilledBySignal(SIGABRT), message);
 }
 
-// A model on a serial isolation, whose tasks wait in every way there is while it ends.
+// A model on a serial isolation. Its tasks wait in every possible way when it ends.
 class Model {
  public:
   explicit Model(std::shared_ptr<std::atomic<bool>> isAlive) : isAlive_(std::move(isAlive)) {}
@@ -400,7 +400,7 @@ class Model {
   ~Model() { isAlive_->store(false); }
 
   void addTasks(ManualClock& clock, const AsyncStream<int>& stream) {
-    // The tasks know whether the model is there without asking it.
+    // The tasks can test whether the model exists without using it.
     const auto use = [this, isAlive = isAlive_] {
       ASSERT_TRUE(isAlive->load());
       ++uses_;

@@ -97,7 +97,7 @@ TEST(ReducedReplayAsyncStream, NothingIsConsumedBeforeASubscription) {
   Sum sum(BufferingPolicy::newest(2));
   for (const int element : {1, 2, 3}) sum.continuation->yield(element);
   settle();
-  EXPECT_EQ(sum.continuation->yield(4).element, 2);  // Still in the buffer, which is the producer's.
+  EXPECT_EQ(sum.continuation->yield(4).element, 2);  // The element is still in the producer's buffer.
   auto first = sum.stream.makeAsyncIterator();
   EXPECT_EQ(answersOf(first), "3 4 waiting");
   sum.continuation->yield(5);
@@ -320,7 +320,7 @@ TEST(ReducedReplayAsyncStreamDeathTest, AReduceThatThrowsStopsTheProcess) {
       testing::KilledBySignal(SIGABRT), "Fatal error: A reduce function has thrown\n");
 }
 
-// Counts the living of its kind.
+// Counts its live objects.
 struct Counted {
   explicit Counted(std::string text) : text(std::move(text)) { ++living; }
   Counted(const Counted& other) : text(other.text) { ++living; }
@@ -342,7 +342,7 @@ TEST(ReducedReplayAsyncStream, KeepsNothingAfterAllSubscribersEnded) {
     settle();
     for (int i = 0; i < 10; ++i) continuation->yield(Counted(std::to_string(i)));
     settle();
-    EXPECT_GT(Counted::living, 20);  // In the buffers of two who do not listen.
+    EXPECT_GT(Counted::living, 20);  // The elements are in the buffers of two idle subscribers.
     continuation->finish();
     settle();
   }
@@ -350,8 +350,8 @@ TEST(ReducedReplayAsyncStream, KeepsNothingAfterAllSubscribersEnded) {
   EXPECT_EQ(Counted::living, 0);
 }
 
-// A producer, and subscribers that join and leave: whatever the order, each receives a sum and then every element, and
-// in the end it knows the whole sum.
+// A producer runs while subscribers join and leave. In every order, each subscriber receives a sum and then every later
+// element, and finally has the whole sum.
 void joinAndLeave(Tasks& tasks) {
   constexpr int elements = 8;
   struct Shared {
@@ -380,14 +380,14 @@ void joinAndLeave(Tasks& tasks) {
       int last = 0;
       const int whole = (1 << (elements + 1)) - 2;
       for (int received = 0; received < limit; ++received) {
-        if (known == whole) break;  // Who joined after the end would wait on.
+        if (known == whole) break;  // A subscriber that joined after the end would wait for ever.
         const auto element = co_await iterator.next();
         if (!element) break;
         if (received > 0) EXPECT_GT(*element, last) << "out of order";
         EXPECT_EQ(known & *element, 0) << "received twice";
         known += *element;
         last = *element;
-        // A sum of the first elements: no gap, whenever it joined.
+        // The sum consists of the first elements without a gap.
         EXPECT_EQ((known + 2) & (known + 1), 0) << "a gap: " << known;
       }
     });
@@ -399,7 +399,7 @@ TEST(ReducedReplayAsyncStream, EveryOrderOfStepsGivesTheWholeSum) { holdsInEvery
 
 TEST(ReducedReplayAsyncStream, ManyThreadsGiveTheWholeSum) { holdsOnManyThreads(joinAndLeave); }
 
-// A consumer that is cancelled at each of its steps.
+// The consumer is cancelled at each of its steps.
 TEST(ReducedReplayAsyncStream, AConsumerMayBeCancelledAtAnyStep) {
   SeededScheduler& scheduler = SeededScheduler::install();
   for (std::uint64_t seed = 0; seed < 30; ++seed) {
@@ -432,7 +432,8 @@ TEST(ReducedReplayAsyncStream, TenThousandSubscribersJoinAndLeaveWhileAProducerR
   std::optional<Continuation> continuation;
   const Stream stream(BufferingPolicy::unbounded(), 0, add,
                       [&](Continuation built) { continuation.emplace(std::move(built)); });
-  // An element goes to all who ever joined, so the producer goes on only when one who stays has received the last.
+  // An element goes to every subscriber. So the producer continues only after a permanent subscriber has received the
+  // last element.
   std::atomic<bool> isOver{false};
   std::atomic<int> received{0};
   std::jthread producer;
@@ -461,7 +462,7 @@ TEST(ReducedReplayAsyncStream, TenThousandSubscribersJoinAndLeaveWhileAProducerR
         int last = 0;
         for (int j = 0; j <= i % 3; ++j) {
           const auto element = co_await iterator.next();
-          if (!element) co_return;  // It was cancelled.
+          if (!element) co_return;  // The subscriber was cancelled.
           if (j > 0) EXPECT_EQ(*element, 1);
           last = *element;
         }

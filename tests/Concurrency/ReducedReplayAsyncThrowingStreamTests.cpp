@@ -43,7 +43,7 @@ struct Sum {
   Stream stream;
 };
 
-// One task that asks for the final value.
+// A task that requests the final value.
 template <typename Stream = ReducedReplayAsyncThrowingStream<int>>
 class Question {
  public:
@@ -130,7 +130,7 @@ TEST(ReducedReplayAsyncThrowingStream, NothingIsConsumedBeforeARequest) {
   const Stream stream(BufferingPolicy::oldest(2), 0, add, [&](Continuation built) { continuation.emplace(built); });
   for (const int element : {1, 2}) continuation->yield(element);
   settle();
-  EXPECT_EQ(continuation->yield(4).element, 4);  // There is no room in the buffer, which is the producer's.
+  EXPECT_EQ(continuation->yield(4).element, 4);  // The producer's buffer is full.
   const Question question(stream);
   settle();
   EXPECT_EQ(continuation->yield(8).kind, YieldResultKind::enqueued);
@@ -268,7 +268,7 @@ TEST(ReducedReplayAsyncThrowingStream, AProducerMayFailAtEachStep) {
   }
 }
 
-// Whoever is cancelled, and when: the others receive what they would have, and the final value is known.
+// One task is cancelled at any step. The others receive the same elements as before, and the final value is known.
 TEST(ReducedReplayAsyncThrowingStream, SubscriberAndRequestMayBeCancelledAnytime) {
   SeededScheduler& scheduler = SeededScheduler::install();
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
@@ -332,7 +332,8 @@ TEST(ReducedReplayAsyncThrowingStream, ItsIteratorsTakeAnIsolation) {
   EXPECT_EQ(received, 1);
 }
 
-// Requests and subscribers at any time, a producer that may fail: every request is answered once, with the same.
+// Requests and subscribers start at any time, and the producer may fail. Every request is answered once, with the same
+// result.
 void askAndFail(Tasks& tasks) {
   struct Shared {
     Shared() : stream(BufferingPolicy::unbounded(), 0, add, [this](Continuation built) { continuation = built; }) {}

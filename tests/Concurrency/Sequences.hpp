@@ -8,7 +8,7 @@
 
 namespace Tessaly::Tests {
 
-/// Waits for what an `Async` gives, on the seeded scheduler.
+/// Waits for the result of an `Async` on the seeded scheduler.
 template <typename T>
 T resultOf(Async<T> async) {
   std::optional<T> result;
@@ -26,7 +26,7 @@ T resultOf(Async<T> async) {
   return std::move(*result);
 }
 
-/// The same, of what fails: the error's text.
+/// The same for an `Async` that fails. Returns the error's text.
 template <typename T>
 std::string failureOf(Async<T> async) {
   try {

@@ -18,7 +18,7 @@
 namespace Tessaly {
 namespace {
 
-// A task that sleeps for an hour, and then writes why it woke.
+// A task that sleeps for an hour, and then records the reason of its wake-up.
 auto nap(ManualClock& clock, std::string& outcome) {
   return [&]() -> Async<void> {
     try {
@@ -139,7 +139,7 @@ TEST(TaskScopeDeathTest, TaskThatWaitsForItsOwnScopeStopsTheProcess) {
   constexpr auto message =
       "^Tessaly/TaskScope:[0-9]+: Fatal error: A task of a TaskScope waited for its own scope, which would deadlock\n$";
   EXPECT_EXIT(waitInside([](auto wait) { wait(); }), testing::KilledBySignal(SIGABRT), message);
-  // Nor may a task that it started.
+  // A task that the scope's task starts must not wait either.
   EXPECT_EXIT(waitInside([](auto wait) { syncWait(Task<>(wait).value()); }), testing::KilledBySignal(SIGABRT), message);
 }
 

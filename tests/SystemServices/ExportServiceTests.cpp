@@ -41,7 +41,7 @@ using testing::HasSubstr;
 
 std::string text(const Data& data) { return std::string(data.text()); }
 
-/// The algorithm in words, word by word: the oracle.
+/// A simple implementation of the algorithm, as the reference.
 std::string expectedCSV(const Table& table, const std::string& separator) {
   std::string result;
   for (std::size_t r = 0; r < table.size(); ++r) {
@@ -140,7 +140,7 @@ TEST(ExportServiceCSV, RandomTablesFollowTheModel) {
 }
 
 TEST(ExportServiceCSV, LargeTablesFollowTheModel) {
-  // Lengths around those at which a writer might treat text otherwise, and characters that lie across any boundary.
+  // The table has lengths around the block sizes of a writer, and characters across every boundary.
   Table table;
   for (const std::size_t length : {0, 1, 3, 4, 7, 8, 9, 15, 16, 17, 4095, 16383, 16384, 16385, 70'000}) {
     std::string wide;
@@ -167,10 +167,10 @@ TEST(ExportServiceCSV, SpecialCharactersAreFoundAtEveryPosition) {
   for (const std::size_t length : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32, 33, 47, 48, 49, 64, 100}) {
     for (std::size_t place = 0; place < length; ++place) {
       for (const char special : {';', '"', '\r', '\n', '\0', '\xBB', ':'}) {
-        // Next to the separator by number, so that no arithmetic takes them for it.
+        // The characters are the neighbours of the separator's code, so that an error of one is detected.
         std::string cell(length, place % 2 == 0 ? ':' : '<');
         cell[place] = special;
-        // A byte that is part of a character, where it can be.
+        // The byte is part of a character if the position allows it.
         if (special == '\xBB') {
           if (place == 0) continue;
           cell[place - 1] = '\xC2';
@@ -315,7 +315,7 @@ TEST_F(ExportServiceLogsOfTheProcess, SignpostsAreNotExported) {
   EXPECT_THAT(syncWait([] { return ExportService::Logs::extractLastLogsToStrings(60); }), testing::IsEmpty());
 }
 
-/// Runs each job on a thread of its own, and knows how urgent they were when they came.
+/// Runs each job on a thread of its own, and records its priority.
 class RecordingExecutor final : public Executor {
  public:
   void enqueue(Job& job) noexcept override {

@@ -43,7 +43,7 @@ class DirectoryChangesTest : public testing::Test {
   ManualClock clock_;
 };
 
-/// A source whose changes a test hands out.
+/// A source whose changes a test scripts.
 struct Script {
   std::vector<std::function<Changes()>> takes;
   std::function<void()> wake;

@@ -53,7 +53,7 @@ class FileManagerFileSystemEvents : public testing::Test {
     put(std::string(name) + ".new", text);
     std::filesystem::rename(path(std::string(name) + ".new"), path(name));
   }
-  /// The descriptors that lead to something in the folder.
+  /// The number of descriptors of files in the directory.
   [[nodiscard]] int openInFolder() const {
     int count = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -165,7 +165,7 @@ TEST_F(FileManagerFileSystemEvents, PendingElementFollowsARecreatedFile) {
     co_await Tests::pause(100);
     EXPECT_FALSE(next.isFinished());
     std::filesystem::create_directory(path("folder"));
-    // A write before the new file is watched is missed, so the writer goes on until it was heard.
+    // A write before the watch of the new file is not noticed, so the writer continues until one is noticed.
     while (!next.isFinished()) {
       put("folder/a", "two");
       co_await Task<>::yield();
@@ -272,7 +272,7 @@ TEST_F(FileManagerFileSystemEvents, WritesToIllFormedNamesAreNoticed) {
       auto iterator = writeFileSystemEvents(files, url("\xFF\xFE"), 1).makeAsyncIterator();
       EXPECT_TRUE(co_await iterator.next());
     });
-    // A write before the file is watched is missed.
+    // A write before the watch is not noticed.
     while (!next.isFinished()) {
       put("\xFF\xFE", "2");
       co_await Task<>::yield();
@@ -285,7 +285,7 @@ TEST_F(FileManagerFileSystemEvents, UnreadableFileIsAnError) {
   put("a", "1");
   ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
   ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
-  // Whoever may read everything is nobody from here on.
+  // Root may read everything, so the test continues as another user.
   constexpr uid_t nobody = 65534;
   if (::geteuid() == 0) ASSERT_EQ(::seteuid(nobody), 0);
   const auto codeOf = [](auto body) -> std::int64_t {
@@ -437,7 +437,7 @@ TEST_F(FileManagerFileSystemEvents, FailingFirstReadFailsTheSequence) {
 TEST_F(FileManagerFileSystemEvents, ContentsOfDirectoriesAndHugeFilesFail) {
   std::filesystem::create_directory(path("folder"));
   put("huge", "");
-  // It takes no room on the disk.
+  // The file is sparse and takes no room on the disk.
   std::filesystem::resize_file(path("huge"), std::uintmax_t{10} << 40);
   const auto codeOf = [&](const char* name) -> std::int64_t {
     try {
@@ -623,7 +623,7 @@ TEST(FileManagerRootDirectoryDeathTest, NoApplicationSupportFolderStopsTheProces
   EXPECT_DEATH(static_cast<void>(rootDirectory(files)), "Tessaly/FileManager\\+FileSystemEventsExtensions:[0-9]+: ");
 }
 
-// What follows is about real files.
+// The tests below use real files.
 
 TEST_F(FileManagerFileSystemEvents, ChangesDistinguishAllKinds) {
   put("a", "one");
@@ -739,7 +739,7 @@ TEST_F(FileManagerFileSystemEvents, UnreadableFileIsPolledEverySecond) {
   put("a", "1");
   ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
   ASSERT_EQ(::chmod(path("a").c_str(), 0222), 0);
-  // Whoever may read everything is nobody from here on.
+  // Root may read everything, so the test continues as another user.
   constexpr uid_t nobody = 65534;
   if (::geteuid() == 0) ASSERT_EQ(::seteuid(nobody), 0);
   ManualClock clock;
@@ -756,7 +756,7 @@ TEST_F(FileManagerFileSystemEvents, UnreadableFileIsPolledEverySecond) {
     clock.advance(std::chrono::seconds(1));
     co_await written.value();
     Task<> replaced = next(FileChange::replaced);
-    // A name on the path is heard of even so.
+    // Events of the names on the path still arrive.
     replace("a", "2");
     co_await replaced.value();
   });

@@ -29,14 +29,14 @@ TEST(MathService, ExtrapolatesOutsideThePoints) {
 TEST(MathService, TakesThePointsInEitherOrder) { EXPECT_EQ(linear(5, 10, 100, 0, 0), 50); }
 
 TEST(MathService, VerticalLineGivesNaN) {
-  // An infinite slope, less itself; or no slope at all.
+  // The result is infinity minus infinity, or 0 divided by 0.
   EXPECT_TRUE(std::isnan(linear(2, 1, 0, 1, 5)));
   EXPECT_TRUE(std::isnan(linear(1, 1, 5, 1, 5)));
 }
 
 TEST(MathService, FollowsTheRulesOfFloatingPointToInfinity) {
-  EXPECT_TRUE(std::isnan(linear(-2, 0, 0, 0, 5)));  // 0 times an infinite slope.
-  EXPECT_EQ(linear(-2, 1, 0, 1, 5), -infinity);     // An infinite slope twice, with the same sign.
+  EXPECT_TRUE(std::isnan(linear(-2, 0, 0, 0, 5)));  // The result contains 0 times an infinite slope.
+  EXPECT_EQ(linear(-2, 1, 0, 1, 5), -infinity);     // Both terms are infinite with the same sign.
   EXPECT_EQ(linear(infinity, 0, 0, 10, 100), infinity);
   EXPECT_EQ(linear(-infinity, 0, 0, 10, 100), -infinity);
 }

@@ -47,7 +47,7 @@ class ReachabilityServiceTest : public testing::Test {
     network->setPath(NWPath({.status = status, .isExpensive = isExpensive}));
   }
 
-  /// A wait on this, the main, thread: what became of it.
+  /// A wait on this thread, the main thread, and its outcome.
   struct Wait {
     enum class End { none, online, cancelled, error };
 
@@ -76,7 +76,7 @@ class ReachabilityServiceTest : public testing::Test {
   const NetworkBackendInstallation networkInstallation{network};
 };
 
-// The setting.
+// The tests below concern the setting.
 
 TEST(ReachabilitySetting, IsAMemberOfTheKeysOfBooleanSettings) {
   EXPECT_EQ(BoolDefault::Key::canConnectToHost.name(), "can-connect-to-host");
@@ -89,7 +89,7 @@ TEST(ReachabilityStatus, IsEqualMemberByMember) {
   EXPECT_NE((Status{.isOnline = true, .isExpensive = false}), (Status{.isOnline = true, .isExpensive = true}));
 }
 
-// The verdict.
+// The tests below concern the status that results from path and setting.
 
 TEST_F(ReachabilityServiceTest, EachStatusOfThePathGivesOneResult) {
   const auto verdict = [&](PathStatus status) {
@@ -198,7 +198,7 @@ TEST_F(ReachabilityServiceTest, ReturnedStoreOfAnotherThreadIsSeen) {
   writer.join();
 }
 
-/// A store that does not count its changes, as a host's own may be.
+/// A store without a count of its changes, like a host's own store.
 class UncountedUserDefaults final : public UserDefaults {
  public:
   bool canConnect = true;
@@ -235,7 +235,7 @@ TEST_F(ReachabilityServiceTest, ExpenseFollowsOnlyThePath) {
   EXPECT_TRUE(ReachabilityService::isExpensive());
 }
 
-// The instant reads.
+// The tests below concern the instant reads.
 
 TEST_F(ReachabilityServiceTest, InstantReadsShareOneMonitor) {
   EXPECT_EQ(network->monitors(), 0);
@@ -276,7 +276,7 @@ TEST_F(ReachabilityServiceTest, InstantReadsAreNotObserved) {
   EXPECT_FALSE(isTold);
 }
 
-// The observable reads.
+// The tests below concern the observable reads.
 
 TEST_F(ReachabilityServiceTest, ObservableReadsShareOneMonitor) {
   EXPECT_TRUE(ReachabilityService::observableIsOnline());
@@ -444,7 +444,7 @@ TEST_F(ReachabilityServiceDeathTest, WaitOnAnotherThreadStopsTheProcess) {
       "MainQueue");
 }
 
-// nextIsOnline.
+// The tests below concern nextIsOnline.
 
 TEST_F(ReachabilityServiceTest, NextIsOnlineCompletesAtTheFirstUpdateWhenOnline) {
   syncWait([]() -> Async<void> { co_await ReachabilityService::nextIsOnline(); });
@@ -610,7 +610,7 @@ TEST_F(ReachabilityServiceTest, NextIsOnlineMayBeCancelledAtAnyMoment) {
   }
 }
 
-// statuses.
+// The tests below concern statuses.
 
 Async<std::vector<Status>> take(AsyncStream<Status> stream, int count) {
   std::vector<Status> statuses;
@@ -703,7 +703,7 @@ TEST_F(ReachabilityServiceTest, EachChangeOfOneThreadIsReported) {
   for (int i = 0; i < Tests::repetitions(1000); ++i) {
     const AsyncStream<Status> statuses = ReachabilityService::statuses();
     ASSERT_THAT(syncWait(take(statuses, 1)), ElementsAre(online));
-    // Who told of the first may still be about to go.
+    // The reporter of the first status may still be ending.
     for (const bool canConnect : {false, true, false, true}) setCanConnect(canConnect);
     ASSERT_THAT(syncWait(take(statuses, 4)), ElementsAre(offline, online, offline, online)) << i;
   }

@@ -27,7 +27,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// Tokens that say their path.
+/// Tokens that consist of their path.
 struct ScriptedBookmarks : Bookmarks {
   Data bookmarkData(const URL& url, BookmarkCreationOptions options) override {
     EXPECT_EQ(static_cast<int>(options), 2048);
@@ -136,13 +136,13 @@ TEST_F(URLBookmarkTest, FailedResolutionIsAFailedDecoding) {
   EXPECT_THROW(static_cast<void>(JSONDecoder::decode<URLBookmark>(stored)), POSIXError);
 }
 
-#if !TESSALY_IS_SANITIZED  // There, what does not fit into the memory stops the process.
+#if !TESSALY_IS_SANITIZED  // Under a sanitizer, a failed allocation stops the process.
 TEST_F(URLBookmarkTest, UnencodableBookmarkIsLoggedAndEmpty) {
   constexpr std::size_t mebibyte = std::size_t{1} << 20;
   scripted.padding = std::string(64 * mebibyte, 'x');
   const auto bookmark = URLBookmark::from(url);
   ASSERT_TRUE(bookmark);
-  // The token fits into the memory, and its text does not.
+  // The memory suffices for the token, but not for its text.
   std::size_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
   rlimit limit{};

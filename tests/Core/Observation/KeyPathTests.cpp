@@ -76,7 +76,7 @@ TEST(KeyPath, KnowsEqualOnesFromUnequalOnesAcrossInstancesOfATemplate) {
   EXPECT_EQ(AnyKeyPath(keyPath<&Box<int>::content>), AnyKeyPath(keyPath<&Box<int>::content>));
 }
 
-// As a library that was loaded privately would bring it: another record with the same tag.
+// A privately loaded library brings another record with the same tag.
 TEST(KeyPath, IsEqualToThatOfAnotherCopyOfTheRecord) {
   const auto copy = detail::KeyPathOf<&Track::title>::record;
   const KeyPath<Track, std::string> other(copy);

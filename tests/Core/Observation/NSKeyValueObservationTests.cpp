@@ -72,7 +72,7 @@ struct Gauge {
   Property<SharedNumber> level;
 };
 
-/// Writes down (old, new) of each record.
+/// Records (old, new) of each change.
 struct Recorder {
   std::vector<std::pair<Number, Number>>& records;
   void operator()(const NSKeyValueObservedChange<int>& change) const {
@@ -122,7 +122,7 @@ TEST(NSKeyValueObservation, OfAComputedPropertyFollowsWhatThatReads) {
   const auto observation = observe(player, keyPath<&Player::loudness>, Options::new_ | Options::old, Recorder{records});
   player->volume = 10;
   player->isMuted = true;
-  player->volume = 30;  // Not read while it is muted.
+  player->volume = 30;  // The function does not read the volume while the player is muted.
   player->isMuted = false;
   EXPECT_THAT(records, ElementsAre(Pair(100, 20), Pair(20, 0), Pair(0, 60)));
 }
@@ -275,7 +275,7 @@ TEST(NSKeyValueObservation, FollowsAFunctionThatReadsVeryManyPropertiesManyTimes
   EXPECT_THAT(sums, ElementsAre(3, 3, 6, 6, 9));
 }
 
-// What a function changes itself is none of what it follows; what a handler changes meanwhile is.
+// A function does not follow its own changes. It follows the changes of a handler that runs meanwhile.
 TEST(NSKeyValueObservation, OfAFunctionThatChangesWhatItReadsComesToRest) {
   struct Odd {
     mutable Property<int> readings = 0;
@@ -351,7 +351,7 @@ TEST(NSKeyValueObservation, EndsWhileTheHandlerOfAnotherOneWaits) {
   for (auto& observation : observations) {
     observation = observe(player, keyPath<&Player::volume>, Options::none, [&](const auto&) {
       ++changes;
-      // Ends the two that are yet to be called, which nobody has to wait for.
+      // Ends the two observers that are not called yet. No wait is necessary.
       std::thread([&] {
         for (auto& other : observations) {
           if (&other != &observation) other.invalidate();
@@ -408,7 +408,7 @@ TEST(NSKeyValueObservation, ComesAndGoesOnSeveralThreadsWhileOthersChange) {
   }
 }
 
-// What is read changes on one thread, what it is read from on the other.
+// One thread changes the value, the other one the object that it is read from.
 TEST(NSKeyValueObservation, OfAFunctionThatReadsNowThisNowThatTellsTheLastValueToo) {
   struct Two {
     Counter choice;
@@ -515,7 +515,7 @@ TEST(NSKeyValueObservation, SecondThreadCallsObserversThatAreFree) {
   });
   const auto free = observe(gauge, keyPath<&Gauge::level>, Options::none, [&](const auto&) { order.push_back(2); });
   gauge->level = 1;
-  // The busy one is called once more, for the change that came meanwhile.
+  // The busy observer is called once more, for the change during its call.
   EXPECT_THAT(order, ElementsAre(1, 2, 1, 2));
 }
 

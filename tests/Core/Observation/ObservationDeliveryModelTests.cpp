@@ -15,7 +15,7 @@
 // shows that the protocol of `ObservationPoint` keeps its promises, and that each of its precautions is needed.
 //
 // A step is one access to memory that several threads share, or one critical section of the point's lock. A plain store
-// goes into the thread's buffer and reaches memory at some later step; a thread sees its own buffer. A critical section
+// enters the thread's buffer and reaches memory at some later step. A thread sees its own buffer. A critical section
 // and a fence in all threads empty buffers.
 
 namespace Tessaly {
@@ -79,7 +79,7 @@ struct Frame {
   bool wasCalled;
   bool isNestedCaller;
   bool isInHandler;
-  /// The observers that the list held at the turn's beginning, as bits.
+  /// The observers in the list at the beginning of the turn, as bits.
   std::uint8_t present;
 };
 
@@ -256,13 +256,13 @@ class Model {
     observer.seen = state.version;
     ++observer.calls;
   }
-  /// The rest of the handler. False if it has to wait.
+  /// Runs the rest of the handler. Returns false if it must wait.
   bool leaveHandler(State& state, int t, int o, At next) {
     Thread& thread = state.threads[t];
     Frame& frame = thread.frames[thread.depth - 1];
     const Handler handler = o == 0 ? scenario_.handler : Handler::returns;
     if (handler == Handler::waitsForTheOther) {
-      // The second thread has changed the value, and calls the observer that is free.
+      // The second thread has changed the value, and calls the free observer.
       if (t == 0 && state.observers[1].calls == 0) return false;
     } else if (handler != Handler::returns && !state.hasActed) {
       state.hasActed = true;

@@ -33,8 +33,7 @@ static_assert(sizeof(void*) != 8 || (sizeof(detail::ObservationPoint) == 40 && s
 static_assert(sizeof(void*) != 8 || (sizeof(detail::PointObserver) == 48 && sizeof(detail::ComputedObserver) == 80 &&
                                      sizeof(detail::ObserverList) == 72));
 
-/// One observable number. The value may be read and written by any thread, so that what is tested are the
-/// announcements.
+/// An observable number. Any thread may read and write the value, so that the test concerns only the announcements.
 class Cell {
  public:
   explicit Cell(int value = 0) : value_(value) {}
@@ -295,7 +294,7 @@ TEST(ObservationTracking, TakesItThatAHandlerReadsTheEndingObjectOnceMore) {
     withObservationTracking([&] { seen.push_back(cell->value()); }, [&] { track(); });
   };
   track();
-  // As in a member's destructor: the object can still be reached.
+  // The object can still be reached, as in the destructor of a member.
   std::destroy_at(cell.get());
   EXPECT_THAT(seen, ElementsAre(1, 1));
   std::construct_at(cell.get(), 1);
@@ -323,7 +322,7 @@ TEST(ObservationTracking, SeesTheEndOfAnObjectOnAnotherThreadBeforeTheTrackingSt
   EXPECT_EQ(changes, 1);
 }
 
-// The first of the two races: between the reading and the installing.
+// The test runs the first of the two races: a change between the reading and the registration.
 TEST(ObservationTracking, SeesAChangeByAnotherThreadBetweenTheReadingAndTheEndOfTheFunction) {
   int changes = 0;
   Cell cell(1);
@@ -367,7 +366,7 @@ TEST(ObservationTracking, SeesAChangeByAnotherThreadAlsoIfTheFunctionThenChanges
   EXPECT_EQ(changes, 1);
 }
 
-// The second: a handler that lets somebody else read again before the new value is there.
+// The test runs the second race: a reading on another thread before the new value is stored.
 TEST(ObservationTracking, CallsWhoReadTheOldValueDuringAChangeOnceItIsDone) {
   std::vector<int> seen;
   std::function<void()> track;
@@ -412,7 +411,7 @@ TEST(ObservationTracking, KnowsThatAChangeIsUnderWayAlsoWhenSeveralOverlap) {
   EXPECT_THAT(seen, ElementsAre(1, 3, 4));
 }
 
-// Whoever follows a value by tracking it again and again has read the last one in the end.
+// A follower that tracks a value repeatedly finally reads the last value.
 TEST(ObservationTracking, LosesNoUpdateWhileThreadsChangeAndFollow) {
   for (int round = 0; round < repetitions(300); ++round) {
     std::array<std::atomic<int>, 2> seen{};
@@ -456,7 +455,7 @@ TEST(ObservationTracking, CallsAHandlerOnceThoughSeveralThreadsChangeSeveralProp
   }
 }
 
-// What a thread keeps to track the same again goes with what was tracked, or with the thread.
+// A thread keeps state for tracking the same object again. That state ends with the object or with the thread.
 TEST(ObservationTracking, LeavesNothingBehindInWhateverOrderThreadsAndObjectsEnd) {
   const auto trackAndChange = [](Cell& cell) {
     for (int i = 0; i < 3; ++i) {
@@ -499,7 +498,7 @@ TEST(ObservationTracking, LeavesNothingBehindInWhateverOrderThreadsAndObjectsEnd
     hasEnded.notify_one();
     other.join();
   };
-  // The first round makes what stays: the threads' free lists.
+  // The first round makes the free lists of the threads, which stay.
   for (int round = 0; round < 3; ++round) {
     const long one = balance(onOneThread);
     const long two = balance(theThreadEndsFirst);
@@ -524,7 +523,7 @@ TEST(ObservationTracking, AllocatesNothingToTrackTheSameAgain) {
   EXPECT_EQ(changes, 2);
 }
 
-// Many threads at the lists of one property at once.
+// Many threads use the lists of one property at once.
 TEST(ObservationTracking, TakesThatManyThreadsTrackAndChangeTheSameAtOnce) {
   for (int round = 0; round < repetitions(30); ++round) {
     Cell cell;
