@@ -19,15 +19,15 @@ namespace Tessaly::inline v1 {
 ///
 ///     Bundle::setMain({.identifier = "org.example.player", .shortVersion = "1.2.3", .build = "42"});
 struct BundleInformation {
-  /// In reverse domain-name form.
+  /// The identifier, in reverse domain-name form.
   std::optional<std::string> identifier = std::nullopt;
-  /// The version that people see, such as "1.2.3".
+  /// The version that users see, such as "1.2.3".
   std::optional<std::string> shortVersion = std::nullopt;
   /// The number of the build, such as "42".
   std::optional<std::string> build = std::nullopt;
-  /// The languages that the application speaks, such as "en" or "pt_BR", its original one first.
+  /// The languages of the application, such as "en" or "pt_BR". The original one comes first.
   std::vector<std::string> localizations = {};
-  /// The languages to use, best first, where the host does not leave the choice to the environment.
+  /// The languages to use, best first. If absent, the environment chooses.
   std::optional<std::vector<std::string>> preferredLocalizations = std::nullopt;
   /// Further entries of the information dictionary. "PolkitAction" names the action for which `LAContext` asks the
   /// user's consent; `tessaly_bundle(... POLKIT_ACTION ...)` sets the same entry.
@@ -36,10 +36,10 @@ struct BundleInformation {
   friend bool operator==(const BundleInformation&, const BundleInformation&) = default;
 };
 
-/// The application as it describes itself: its identifier, its versions, its languages.
+/// The facts about the application: its identifier, its versions, its languages.
 ///
-/// The facts come from a note in the main executable, which the CMake function `tessaly_bundle` puts there and which
-/// survives stripping and the removal of unused sections; or from `setMain`.
+/// The facts come from `setMain` or from a note in the main executable. The CMake function `tessaly_bundle` makes the
+/// note. Stripping and the removal of unused sections keep it.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -53,8 +53,8 @@ class Bundle {
   /// The running application. The facts are read at the first call.
   [[nodiscard]] TESSALY_EXPORT static const Bundle& main();
 
-  /// Sets the facts in code, instead of all those in the executable. Stops the process when `main()` was called before
-  /// or the facts were set before.
+  /// Sets the facts in code. They replace all facts in the executable. Stops the process if `main()` or `setMain` was
+  /// called before.
   TESSALY_EXPORT static void setMain(BundleInformation information);
 
   /// "CFBundleIdentifier" of the information dictionary.
@@ -63,11 +63,11 @@ class Bundle {
   [[nodiscard]] const std::optional<std::string>& shortVersionString() const noexcept { return facts_.shortVersion; }
   /// "CFBundleVersion" of the information dictionary.
   [[nodiscard]] const std::optional<std::string>& buildVersion() const noexcept { return facts_.build; }
-  /// The languages that the application speaks, its original one first.
+  /// The languages of the application, the original one first.
   [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
 
-  /// The localizations that suit the user, best first: those that the environment asks for (LANGUAGE, or else the first
-  /// of LC_ALL, LC_MESSAGES and LANG that is set), and if there are none, the original one. "en" where the application
+  /// The localizations that suit the user, best first. They are those that the environment requests: LANGUAGE, or else
+  /// the first of LC_ALL, LC_MESSAGES and LANG that is set. If none fits, the original one. "en" if the application
   /// names no localizations.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
 

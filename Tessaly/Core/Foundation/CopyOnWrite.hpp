@@ -11,15 +11,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value on the heap that copies share until one of them is written: the storage of our value types that grow.
+/// A value on the heap. Copies share it until one of them is written. It is the storage of our growing value types.
 ///
-/// Copying costs one atomic addition. Writing copies the value first, unless this is its only holder; that is asked
-/// with an acquire load, so that whatever other holders still read happened before the write. A default-constructed or
-/// moved-from `CopyOnWrite` reads as a default-constructed value and has no storage.
+/// Copying costs one atomic addition. Writing copies the value first, unless this is its only holder. The test for that
+/// is an acquire load, so all reads by former holders happen before the write. A default-constructed or moved-from
+/// `CopyOnWrite` reads as a default-constructed value and has no storage.
 ///
-/// Never keep the reference that `modify` gives across a copy of the holder: it would write through the copy.
+/// Never use the reference of `modify` after the holder was copied: it would change the copy too.
 ///
-/// The nearest standard facility is `std::shared_ptr`, whose `use_count` must not be used to ask for the only holder.
+/// The nearest standard facility is `std::shared_ptr`, whose `use_count` does not safely detect the only holder.
 ///
 /// Thread contract: thread-compatible; holders of one value may be used in different threads.
 ///
@@ -32,7 +32,7 @@ template <typename Value>
 class CopyOnWrite {
  public:
   constexpr CopyOnWrite() noexcept = default;
-  /// Takes the value over. Allocates.
+  /// Moves the value into new storage. Allocates.
   explicit CopyOnWrite(Value value) : storage_(new Storage(std::move(value))) {}
   constexpr CopyOnWrite(const CopyOnWrite& other) noexcept : storage_(other.storage_) { retain(); }
   constexpr CopyOnWrite(CopyOnWrite&& other) noexcept : storage_(std::exchange(other.storage_, nullptr)) {}

@@ -23,8 +23,8 @@ class URL;
 
 /// A block of bytes with value semantics; copies share their storage until one of them is written.
 ///
-/// The nearest standard facility is `std::vector<std::uint8_t>`, which copies its bytes each time. Elements are handed
-/// out as constants only; writing goes through `set`, `append` and `modify`.
+/// The nearest standard facility is `std::vector<std::uint8_t>`, which copies its bytes each time. Elements are
+/// constant. `set`, `append` and `modify` change them.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -40,7 +40,7 @@ class Data {
 
   /// No bytes.
   Data() noexcept = default;
-  /// Takes the bytes over.
+  /// Moves the bytes into the new value.
   explicit Data(Bytes bytes) : bytes_(std::move(bytes)) {}
   /// Copies the bytes.
   explicit Data(std::span<const std::uint8_t> bytes) : bytes_(Bytes(bytes.begin(), bytes.end())) {}
@@ -49,17 +49,17 @@ class Data {
   /// Copies the bytes of a text.
   explicit Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
 
-  /// Reads Base64 with padding (RFC 4648, section 4); nothing for any other text, white space included.
+  /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, also with white space.
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
 
-  /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) when the URL is not that of a file.
-  /// A file that does not fit into the memory that is left throws `ENOMEM`.
+  /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Throws
+  /// `ENOMEM` if the file does not fit into the free memory.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);
 
-  /// Writes a whole file in place; a new one gets the mode 0666 less the process's mask. Throws as `contentsOf` does;
-  /// the file may then be left empty or written in part.
+  /// Writes a whole file in place. A new file gets the mode 0666 without the bits of the process's mask. Throws like
+  /// `contentsOf`. The file may then be empty or incomplete.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   TESSALY_EXPORT void write(const URL& file) const;
@@ -70,7 +70,7 @@ class Data {
   [[nodiscard]] const std::uint8_t* data() const noexcept { return bytes_.read().data(); }
   [[nodiscard]] const_iterator begin() const noexcept { return data(); }
   [[nodiscard]] const_iterator end() const noexcept { return data() + size(); }
-  /// The byte at an index. Stops the process when there is none.
+  /// The byte at an index. Stops the process if there is no such index.
   [[nodiscard]] std::uint8_t operator[](std::int64_t index) const noexcept {
     if (index < 0 || index >= count()) [[unlikely]]
       stopOutOfRange(index);
@@ -79,10 +79,10 @@ class Data {
 
   /// The bytes. Valid until this value is written or destroyed.
   [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_.read(); }
-  /// The bytes as characters, whatever they are. Valid until this value is written or destroyed.
+  /// The bytes as characters, without a check. Valid until this value is written or destroyed.
   [[nodiscard]] std::string_view text() const noexcept TESSALY_LIFETIMEBOUND { return {toChars(data()), size()}; }
 
-  /// Changes the byte at an index. Stops the process when there is none.
+  /// Changes the byte at an index. Stops the process if there is no such index.
   void set(std::int64_t index, std::uint8_t byte) {
     if (index < 0 || index >= count()) [[unlikely]]
       stopOutOfRange(index);
@@ -92,8 +92,8 @@ class Data {
   TESSALY_EXPORT void append(std::span<const std::uint8_t> bytes);
   void append(std::initializer_list<std::uint8_t> bytes) { append(std::span(bytes.begin(), bytes.size())); }
   void append(const Data& other) { append(other.bytes()); }
-  /// Calls the body with the bytes as a vector to change, and returns what it returned. The reference must not outlive
-  /// the call.
+  /// Calls the body with the bytes as a vector, which the body may change. Returns the body's result. The reference
+  /// must not outlive the call.
   template <typename Body>
   decltype(auto) modify(Body&& body) {
     return std::forward<Body>(body)(bytes_.modify());

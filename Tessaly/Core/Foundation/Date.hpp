@@ -15,8 +15,8 @@ namespace Tessaly::inline v1 {
 
 /// A point in time: seconds, as a double, since 2001-01-01 00:00:00 UTC.
 ///
-/// The nearest standard facility is `std::chrono::system_clock::time_point`, which counts nanoseconds in 64 bits and so
-/// ends in 2262; a `Date` reaches any year and is exact to a microsecond for a few centuries around 2001.
+/// The nearest standard facility is `std::chrono::system_clock::time_point`. That counts nanoseconds in 64 bits, so it
+/// ends in 2262. A `Date` reaches any year, and is exact to a microsecond for a few centuries around 2001.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 ///     if (deadline > Date::now()) std::cout << deadline;  // 2023-01-02 15:04:06 +0000
 class Date {
  public:
-  /// How a date is laid out for a locale.
+  /// The parts and widths of a date's text in a locale.
   class FormatStyle;
 
   /// Seconds from 1970-01-01 00:00:00 UTC to 2001-01-01 00:00:00 UTC.
@@ -53,15 +53,15 @@ class Date {
   [[nodiscard]] constexpr double timeIntervalSince1970() const noexcept {
     return seconds_ + timeIntervalBetween1970AndReferenceDate;
   }
-  /// Seconds from `other` to this date; negative when this date is earlier.
+  /// Seconds from `other` to this date. Negative if this date is earlier.
   [[nodiscard]] constexpr double timeIntervalSince(Date other) const noexcept { return seconds_ - other.seconds_; }
 
-  /// The nearest time that the system clock can express; the earliest or latest one when the date is outside its range.
-  /// Stops the process when the date is not a number.
+  /// The nearest time that the system clock can express. Outside its range, the earliest or latest one. Stops the
+  /// process if the date is not a number.
   [[nodiscard]] TESSALY_EXPORT std::chrono::system_clock::time_point timePoint() const noexcept;
 
-  /// In UTC, cut to whole seconds, by the Gregorian calendar at all times: "2023-01-02 15:04:05 +0000".
-  /// "<description unavailable>" when the date is not a finite number or lies 10^15 or more seconds away.
+  /// The date in UTC and the Gregorian calendar, truncated to whole seconds: "2023-01-02 15:04:05 +0000". "<description
+  /// unavailable>" if the date is not a finite number or is 10^15 or more seconds away.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   constexpr Date& operator+=(double seconds) noexcept {
@@ -80,8 +80,7 @@ class Date {
  private:
   explicit constexpr Date(double seconds) noexcept : seconds_(seconds) {}
 
-  // Whole seconds and the rest of the same sign go apart: rounded to the precision of the count since 1970, the rest
-  // would lose digits.
+  // Whole seconds and fractions are converted separately. A sum in seconds since 1970 would round the fractions.
   template <typename Duration>
   static constexpr double secondsSinceReferenceDate(Duration since1970) noexcept {
     const auto cut = std::chrono::duration_cast<std::chrono::seconds>(since1970);
@@ -100,7 +99,7 @@ class Date {
 /// Writes `description()`.
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, Date date);
 
-/// Where `Date::now()` gets its time. Without a replacement that is the system's real-time clock.
+/// The source of the time of `Date::now()`. Without a replacement it is the system's real-time clock.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -115,8 +114,8 @@ class TESSALY_EXPORT WallClock {
   virtual ~WallClock();
   [[nodiscard]] virtual Date now() const noexcept = 0;
 
-  /// Replaces the source for a scope, in all threads. Replacements end in the reverse order of their beginnings, before
-  /// the clock that they installed.
+  /// Replaces the source for a scope, in all threads. Replacements end in the reverse order of their construction, and
+  /// before the clock that they install.
   class TESSALY_EXPORT Replacement {
    public:
     explicit Replacement(const WallClock& clock) noexcept;

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Why data could not be decoded.
+/// A failure to decode data, with its reason.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -24,13 +24,13 @@ class TESSALY_EXPORT DecodingError final : public Error {
   enum class Kind : std::uint8_t { typeMismatch, valueNotFound, keyNotFound, dataCorrupted };
 
   Kind kind;
-  /// What is wrong, for developers.
+  /// The reason, for developers.
   std::string debugDescription;
 
   DecodingError(Kind kind, std::string debugDescription);
   ~DecodingError() override;
 
-  /// Such as `dataCorrupted("The given data was not valid JSON.")`.
+  /// For example `dataCorrupted("The given data was not valid JSON.")`.
   [[nodiscard]] std::string description() const override;
   /// "The data couldn’t be read because it is missing." or "… because it isn’t in the correct format."
   [[nodiscard]] std::string localizedDescription() const override;

@@ -39,7 +39,7 @@ struct SHA512Digest : DigestBytes<64> {
 
 namespace Insecure {
 
-/// An MD5 digest (RFC 1321): for old formats only, it protects nothing.
+/// An MD5 digest (RFC 1321). It is only for old formats, because it is not secure.
 struct MD5Digest : DigestBytes<16> {
   /// The digest of bytes. Throws `std::bad_alloc` only.
   ///
@@ -60,12 +60,12 @@ inline constexpr DigestMethod digestMethod<SHA512Digest> = DigestMethod::sha512;
 template <>
 inline constexpr DigestMethod digestMethod<Insecure::MD5Digest> = DigestMethod::md5;
 
-/// A digest under way.
+/// An incomplete digest.
 class TESSALY_EXPORT DigestState {
  public:
   explicit DigestState(DigestMethod method);
   void update(std::span<const std::uint8_t> bytes);
-  /// Writes the digest, and begins anew.
+  /// Writes the digest, and starts a new one.
   void finalize(std::uint8_t* out);
 
  private:
@@ -78,8 +78,8 @@ class TESSALY_EXPORT DigestState {
 
 }  // namespace detail
 
-/// The digest of bytes that come in pieces: `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. It takes 1 KiB,
-/// however many bytes there are. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
+/// The digest of bytes that arrive in pieces: `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. It takes 1 KiB
+/// for any number of bytes. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -101,8 +101,8 @@ class DigestHasher {
   detail::DigestState state_{detail::digestMethod<Digest>};
 };
 
-/// A message authentication code: HMAC with SHA-256 (RFC 2104). Compared in a time that does not depend on where two
-/// differ.
+/// A message authentication code: HMAC with SHA-256 (RFC 2104). The time of a comparison does not depend on the first
+/// difference.
 struct HashedAuthenticationCode : DigestBytes<32> {
   /// The code of bytes under a key. Throws `std::bad_alloc` only.
   ///

@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A place in a tree of lists: the position in the outermost list, then that in the list found there, and so on. In a
-/// list with sections it is the section and then the item.
+/// A path in a tree of lists: a position in the outermost list, a position in the list at that place, and so on. In a
+/// list with sections, the path is the section and the item.
 ///
-/// Paths are ordered position by position; a path comes before those that it leads to.
+/// Paths are compared position by position. A path precedes its extensions.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -33,7 +33,7 @@ class IndexPath {
     std::int64_t section = 0;
   };
 
-  /// The path that leads nowhere.
+  /// The empty path.
   IndexPath() noexcept = default;
   explicit IndexPath(Place place) : indexes_{place.section, place.item} {}
   [[nodiscard]] static IndexPath withIndexes(std::vector<std::int64_t> indexes) noexcept {
@@ -42,15 +42,15 @@ class IndexPath {
     return path;
   }
 
-  /// The second position. Stops the process when the path is shorter.
+  /// The second position. Stops the process if the path is shorter.
   [[nodiscard]] std::int64_t item() const noexcept { return indexes_[checked(1)]; }
-  /// The first position. Stops the process when there is none.
+  /// The first position. Stops the process if the path is empty.
   [[nodiscard]] std::int64_t section() const noexcept { return indexes_[checked(0)]; }
 
   [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(indexes_.size()); }
   [[nodiscard]] bool isEmpty() const noexcept { return indexes_.empty(); }
   [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept TESSALY_LIFETIMEBOUND { return indexes_; }
-  /// The path to a position in the list that this one leads to.
+  /// The path with a further position.
   [[nodiscard]] IndexPath appending(std::int64_t index) const {
     IndexPath longer = *this;
     longer.indexes_.push_back(index);

@@ -28,7 +28,7 @@ class KeyedDecodingContainer {
  public:
   [[nodiscard]] TESSALY_EXPORT bool contains(std::string_view key) const;
   [[nodiscard]] TESSALY_EXPORT std::string decodeString(std::string_view forKey) const;
-  /// Of a text in Base64.
+  /// Decodes a text in Base64.
   [[nodiscard]] TESSALY_EXPORT Data decodeData(std::string_view forKey) const;
   [[nodiscard]] TESSALY_EXPORT URL decodeURL(std::string_view forKey) const;
   [[nodiscard]] TESSALY_EXPORT std::map<std::string, std::string> decodeStringMap(std::string_view forKey) const;
@@ -40,7 +40,7 @@ class KeyedDecodingContainer {
   std::shared_ptr<const detail::JSONValue> value_;
 };
 
-/// What a value is decoded from.
+/// The source of a decoded value.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -50,7 +50,7 @@ class KeyedDecodingContainer {
 ///     };
 class Decoder {
  public:
-  /// The members of the object that is decoded. Throws `DecodingError` when it is none.
+  /// The members of the decoded object. Throws `DecodingError` if the source is not an object.
   [[nodiscard]] TESSALY_EXPORT KeyedDecodingContainer container() const;
 
  private:
@@ -60,36 +60,36 @@ class Decoder {
   std::shared_ptr<const detail::JSONValue> value_;
 };
 
-/// Reads JSON (RFC 8259). Nesting of any depth is read without using up the stack.
+/// Parses JSON (RFC 8259). Any depth of nesting works, because parsing does not recurse.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     Song song = JSONDecoder::decode<Song>(data);
 class JSONDecoder {
  public:
-  /// The decoder of a text. Throws `DecodingError` when it is not JSON in UTF-8.
+  /// The decoder of a text. Throws `DecodingError` if the text is not JSON in UTF-8.
   [[nodiscard]] TESSALY_EXPORT static Decoder decoder(const Data& data);
-  /// A value made from a decoder.
+  /// Makes a value from a decoder.
   template <typename Value>
   [[nodiscard]] static Value decode(const Data& data) {
     return Value(decoder(data));
   }
 };
 
-/// The members of an object that is encoded. A key that comes twice stands there twice.
+/// The members of an encoded object. A key that is encoded twice appears twice.
 ///
 /// Thread contract: thread-compatible.
 ///
 ///     encoder.encode(title, "title");
 class Encoder {
  public:
-  /// In text that is not UTF-8 U+FFFD stands for what is ill-formed.
+  /// Encodes a value. U+FFFD replaces ill-formed UTF-8 in texts.
   TESSALY_EXPORT void encode(std::string_view text, std::string_view forKey);
   void encode(const std::string& text, std::string_view forKey) { encode(std::string_view(text), forKey); }
   void encode(const char* text, std::string_view forKey) { encode(std::string_view(text), forKey); }
-  /// As Base64.
+  /// Encodes bytes as Base64.
   void encode(const Data& data, std::string_view forKey) { encode(data.base64EncodedString(), forKey); }
-  /// As its absolute string.
+  /// Encodes a URL as its absolute string.
   void encode(const URL& url, std::string_view forKey) { encode(url.absoluteString(), forKey); }
 
  private:
@@ -98,7 +98,7 @@ class Encoder {
   std::string members_;
 };
 
-/// Writes JSON without blanks, "/" escaped.
+/// Serializes JSON without blanks. "/" is escaped.
 ///
 /// Thread contract: thread-safe.
 ///

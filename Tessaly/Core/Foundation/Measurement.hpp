@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A unit of amounts of information. Its coefficient is how many bytes it is.
+/// A unit of amounts of information. Its coefficient is its number of bytes.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -57,7 +57,7 @@ class Measurement {
     if (unit == unit_) return *this;
     return {value_ * unit_.coefficient() / unit.coefficient(), unit};
   }
-  /// Whether both are the same amount, whatever the units.
+  /// Whether both are the same amount. The units may differ.
   friend constexpr bool operator==(const Measurement& left, const Measurement& right) noexcept {
     return left.value_ * left.unit_.coefficient() == right.value_ * right.unit_.coefficient();
   }

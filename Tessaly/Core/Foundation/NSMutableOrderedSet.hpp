@@ -30,21 +30,21 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   NSMutableOrderedSet() noexcept = default;
   explicit NSMutableOrderedSet(const Base& other) noexcept : Base(other) {}
 
-  /// Adds an element at the end. False, and nothing happens, if an equal one is there. Amortised O(1).
+  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. Amortised O(1).
   bool add(Element element) { return this->insertIfAbsent(std::move(element), this->count()); }
-  /// Adds an element at an index. False, and nothing happens, if an equal one is there. Throws `std::out_of_range` when
-  /// the index is not from 0 to `count()`.
+  /// Adds an element at an index. Returns false and does nothing if the set contains an equal one. Throws
+  /// `std::out_of_range` if the index is not from 0 to `count()`.
   bool insert(Element element, std::int64_t index) {
     checkIndex(index, this->count());
     return this->insertIfAbsent(std::move(element), index);
   }
 
-  /// Removes the element at an index. Throws `std::out_of_range` when there is none. O(n) in the order.
+  /// Removes the element at an index. Throws `std::out_of_range` if there is no such index. O(n) in the order.
   void removeObjectAt(std::int64_t index) {
     checkIndex(index, this->count() - 1);
     this->eraseAt(index);
   }
-  /// Removes an equal element. False if there is none.
+  /// Removes an equal element. Returns false if there is none.
   bool remove(const Element& element) {
     const std::int64_t index = this->index(element);
     if (index == NSNotFound) return false;
@@ -53,9 +53,9 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   }
   void removeAllObjects() noexcept { this->clear(); }
 
-  /// Takes the elements at the indexes out, and puts them back as one block, in their order, so that the first of them
-  /// stands at `index`, which is counted without them. Throws `std::out_of_range`, and changes nothing, when there is
-  /// no element at one of the indexes, or when `index` is not from 0 to the number of elements that stayed. O(n).
+  /// Removes the elements at the indexes, and inserts them as one block, in their order, at `index`. `index` counts the
+  /// remaining elements only. Throws `std::out_of_range`, and changes nothing, if one of the indexes does not exist, or
+  /// if `index` is not from 0 to the number of remaining elements. O(n).
   void moveObjects(const std::set<std::int64_t>& indexes, std::int64_t index) {
     if (!indexes.empty()) {
       checkIndex(*indexes.begin(), this->count() - 1);
@@ -68,7 +68,7 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     auto& order = this->modifyOrder();
     std::vector<std::uint32_t> block;
     block.reserve(indexes.size());
-    // What stays closes up, run by run.
+    // The remaining elements move together, run by run.
     auto end = order.begin();
     auto read = order.begin();
     for (const std::int64_t taken : indexes) {
@@ -83,7 +83,7 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     std::ranges::copy(block, place);
   }
 
-  /// Moves one element to the index that it shall have. Throws as `moveObjects` does.
+  /// Moves one element. `to` is its index after the move. Throws like `moveObjects`.
   void moveObject(std::int64_t from, std::int64_t to) {
     checkIndex(from, this->count() - 1);
     checkIndex(to, this->count() - 1);

@@ -21,8 +21,8 @@ class PropertyList;
 
 /// A boxed number: a boolean, an integer of 64 bits with or without a sign, or a real of single or double precision.
 ///
-/// Numbers of different kinds are equal when their values are: true equals 1, and 5 equals 5.0. The nearest standard
-/// facility is a `std::variant` of the kinds, which would compare the kinds first.
+/// Numbers of different kinds are equal if their values are equal: true equals 1, and 5 equals 5.0. The nearest
+/// standard facility is a `std::variant` of the kinds, which compares the kinds first.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -30,7 +30,7 @@ class PropertyList;
 ///     std::cout << volume.doubleValue() << ' ' << (volume == NSNumber(50.0)) << '\n';  // 50 1
 class NSNumber {
  public:
-  /// An unsigned integer that a signed one can hold counts as one: `unsignedInteger` is for 2^63 and above.
+  /// The kind of a number. `unsignedInteger` is for 2^63 and above. A smaller unsigned integer counts as `integer`.
   enum class Kind : std::uint8_t { boolean, integer, unsignedInteger, single, double_ };
 
   template <std::same_as<bool> Value>
@@ -53,9 +53,10 @@ class NSNumber {
 
   /// False for zero only.
   [[nodiscard]] constexpr bool boolValue() const noexcept { return isReal() ? real_ != 0 : integer_ != 0; }
-  /// Cut toward zero, then wrapped to 64 bits. A real outside the range gives its nearest end, one that is no number 0.
+  /// The value truncated toward zero and wrapped to 64 bits. A real outside the range gives the nearest end of the
+  /// range. NaN gives 0.
   [[nodiscard]] constexpr std::int64_t integerValue() const noexcept { return isReal() ? cut(real_) : integer_; }
-  /// As `integerValue`, then wrapped to 16 bits.
+  /// `integerValue`, wrapped to 16 bits.
   [[nodiscard]] constexpr std::int16_t shortValue() const noexcept { return static_cast<std::int16_t>(integerValue()); }
   /// The nearest number of double precision.
   [[nodiscard]] constexpr double doubleValue() const noexcept {
@@ -70,8 +71,8 @@ class NSNumber {
     return static_cast<float>(integer_);
   }
 
-  /// The number as a value of the kind, if it is one exactly: booleans are 0 and 1, what is no number is one in both
-  /// precisions, and nothing is cut, wrapped or rounded.
+  /// The number as a value of the type, if the conversion is exact. Booleans are 0 and 1. NaN is exact in both
+  /// precisions. Nothing is truncated, wrapped or rounded.
   template <typename Value>
     requires std::is_arithmetic_v<Value>
   [[nodiscard]] constexpr std::optional<Value> exactly() const noexcept {
@@ -92,16 +93,16 @@ class NSNumber {
     }
   }
 
-  /// Whether kind and value are the same to the bit: 0.0 and -0.0 are not.
+  /// Whether kind and value are the same to the bit: 0.0 and -0.0 differ.
   [[nodiscard]] constexpr bool isIdentical(const NSNumber& other) const noexcept {
     return kind_ == other.kind_ && bits() == other.bits();
   }
 
-  /// In decimal, with as many digits as tell the value from its neighbours: "1", "-5", "0.1", "1e+20", "nan". Booleans
-  /// are "1" and "0".
+  /// The number in decimal, with the fewest digits that identify it: "1", "-5", "0.1", "1e+20", "nan". Booleans are "1"
+  /// and "0".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
-  /// Whether the values are equal, of whatever kind, exactly. What is no number equals what is no number.
+  /// Whether the values are exactly equal. The kinds may differ. NaN equals NaN.
   friend constexpr bool operator==(const NSNumber& left, const NSNumber& right) noexcept {
     if (left.isReal() && right.isReal()) {
       return left.real_ == right.real_ || (left.real_ != left.real_ && right.real_ != right.real_);
@@ -165,7 +166,7 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const NSNumber& nu
 
 }  // namespace Tessaly::inline v1
 
-/// Equal for equal values of whatever kind.
+/// Equal values have equal hashes. The kinds may differ.
 template <>
 struct std::hash<Tessaly::NSNumber> {
   std::size_t operator()(const Tessaly::NSNumber& number) const noexcept {

@@ -25,12 +25,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// The index of what is not there.
+/// The index of an element that the set does not contain.
 inline constexpr std::int64_t NSNotFound = std::numeric_limits<std::int64_t>::max();
 
 namespace detail {
 
-/// Why items of an ordered set could not be moved; known as `NSOrderedSet<>::MoveError`.
+/// A refused move of items of an ordered set, with its reason. Also named `NSOrderedSet<>::MoveError`.
 struct TESSALY_EXPORT OrderedSetMoveError final : Error {
   /// The complete message.
   std::string errorDescription;
@@ -60,12 +60,12 @@ struct TESSALY_EXPORT OrderedSetMoveError final : Error {
 
 }  // namespace detail
 
-/// A sequence without duplicates that does not change: elements have an order, and whether one is there is found in
-/// constant time by its hash. `NSMutableOrderedSet` is the one that changes.
+/// A constant sequence without duplicates. Its elements have an order, and a search by hash takes constant time.
+/// `NSMutableOrderedSet` can be changed.
 ///
-/// Copies share their elements. Without a template argument the elements are objects, which are the same when they are
-/// one object. The nearest standard facilities are `std::vector`, which searches all of it, and `std::unordered_set`,
-/// which has no order.
+/// Copies share their elements. Without a template argument the elements are objects, which are compared by identity.
+/// The nearest standard facilities are `std::vector`, which searches all of it, and `std::unordered_set`, which has no
+/// order.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -82,7 +82,7 @@ class NSOrderedSet {
   using MoveError = detail::OrderedSetMoveError;
   using value_type = Element;
 
-  /// Goes through the elements in their order. Valid until the set changes.
+  /// An iterator over the elements in their order. Valid until the set changes.
   class Iterator {
    public:
     using iterator_concept = std::random_access_iterator_tag;
@@ -134,7 +134,7 @@ class NSOrderedSet {
   using const_iterator = Iterator;
 
   NSOrderedSet() noexcept = default;
-  /// The elements in their order; of equal ones the first.
+  /// A set of these elements in their order. Of equal elements, it has the first.
   NSOrderedSet(std::initializer_list<Element> elements) { addAll(elements); }
   template <std::ranges::input_range Elements>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element> &&
@@ -148,7 +148,7 @@ class NSOrderedSet {
   [[nodiscard]] bool isEmpty() const noexcept { return order_.read().empty(); }
   [[nodiscard]] bool empty() const noexcept { return isEmpty(); }
 
-  /// The element at an index. Throws `std::out_of_range` when there is none. O(1).
+  /// The element at an index. Throws `std::out_of_range` if there is no such index. O(1).
   [[nodiscard]] const Element& object(std::int64_t index) const {
     if (index < 0 || index >= count()) [[unlikely]]
       detail::throwOrderedSetIndex(index, count());
@@ -158,10 +158,10 @@ class NSOrderedSet {
   [[nodiscard]] const Element& operator[](std::int64_t index) const noexcept {
     return members_.read()[order_.read()[static_cast<std::size_t>(index)]];
   }
-  /// Whether an equal element is there. O(1).
+  /// Whether the set contains an equal element. O(1).
   [[nodiscard]] bool contains(const Element& element) const { return members_.read().find(element).has_value(); }
-  /// The index of an equal element, or `NSNotFound`, which takes O(1). Otherwise O(n), over four bytes an element,
-  /// unless nothing before the element was ever moved or removed.
+  /// The index of an equal element, or `NSNotFound`. O(1) if there is none, or if no earlier element was ever moved or
+  /// removed. Otherwise O(n), over 4 bytes for each element.
   [[nodiscard]] std::int64_t index(const Element& element) const {
     const auto slot = members_.read().find(element);
     if (!slot) return NSNotFound;
@@ -181,7 +181,7 @@ class NSOrderedSet {
   }
 
  protected:
-  /// Adds an element at an index, which must be in range, unless an equal one is there.
+  /// Adds an element at an index, unless the set contains an equal one. The index must be in range.
   bool insertIfAbsent(Element element, std::int64_t index) {
     if (contains(element)) return false;
     Order& order = order_.modify();
@@ -223,7 +223,7 @@ class NSOrderedSet {
     members_ = CopyOnWrite<Members>(std::move(members));
     order_ = CopyOnWrite<Order>(std::move(order));
   }
-  /// Gives the slots of removed members back.
+  /// Frees the slots of removed members.
   void compact() {
     NSOrderedSet compacted;
     compacted.addAll(std::ranges::subrange(begin(), end()));

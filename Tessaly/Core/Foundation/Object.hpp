@@ -11,12 +11,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// The root of the classes whose objects are told of changes, or are made by their class's name.
+/// The base of classes whose objects are notified of changes or are made by the name of their class.
 ///
-/// Objects are held by `std::shared_ptr` and compared by identity. A class says its registered name in `className()`.
-/// Classes are registered by a call, never by being linked in. A shared library can have that call made for it when a
-/// class is first asked for: `make` looks for an exported C function whose name is "tessaly_register_" and the class's,
-/// with underscores for what is no letter or digit, "tessaly_register_Studio_Recorder" for example.
+/// Objects are owned by `std::shared_ptr` and compared by identity. `className()` gives the registered name of a class.
+/// A call registers a class; linking does not. `make` can also register a class of a shared library at its first use.
+/// For this, `make` calls an exported C function such as "tessaly_register_Studio_Recorder": "tessaly_register_" and
+/// the name of the class, with underscores instead of other characters than letters and digits.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///
@@ -36,24 +36,24 @@ class TESSALY_EXPORT Object : public std::enable_shared_from_this<Object> {
 
   /// The name under which the class is registered, for example "Tessaly.Backing".
   [[nodiscard]] virtual std::string_view className() const noexcept;
-  /// The object as a value, for logs: by default its class name and address, "<Tessaly.Object: 0x55d0c8e2ceb0>".
+  /// The description of the object for logs: by default its class name and address, "<Tessaly.Object: 0x55d0c8e2ceb0>".
   [[nodiscard]] virtual std::string description() const;
 
   /// Whether both are the same object.
   friend bool operator==(const Object& left, const Object& right) noexcept { return &left == &right; }
 
-  /// Lets `make` make objects of a class. Registering a name again changes nothing.
+  /// Registers a class for `make`. Registering a name again changes nothing.
   ///
   /// Thread contract: thread-safe.
   static void registerClass(std::string_view className, Maker maker);
 
-  /// Registers a class that cannot be made without arguments: `make` stops the process with the report of
+  /// Registers a class whose constructor needs arguments. `make` stops the process for such a class, with the report of
   /// `stopUnimplementedInitializer`. Registering a name again changes nothing.
   ///
   /// Thread contract: thread-safe.
   static void registerClassWithoutInitializer(std::string_view className, std::string_view file, unsigned line);
 
-  /// Makes an object of the class registered under the name; null when there is none.
+  /// Makes an object of the class with this registered name, or returns null if there is no such class.
   ///
   /// Stops the process for a class that was registered without an initializer.
   ///

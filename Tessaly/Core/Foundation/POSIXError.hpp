@@ -11,8 +11,8 @@ namespace Tessaly::inline v1 {
 
 /// A failed system call: its `errno` in the domain "NSPOSIXErrorDomain".
 ///
-/// The nearest standard facility is `std::system_error`, whose text depends on the process's locale; this one's does
-/// not.
+/// The nearest standard facility is `std::system_error`, whose text depends on the process's locale. The text of a
+/// `POSIXError` does not.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -26,10 +26,9 @@ class TESSALY_EXPORT POSIXError final : public Error {
   /// The error of this thread's `errno`.
   [[nodiscard]] static POSIXError last() noexcept;
 
-  /// Such as `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`; without text `"(null)"` stands
-  /// there.
+  /// For example `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`. A missing text is `"(null)"`.
   [[nodiscard]] std::string description() const override;
-  /// Such as "The operation couldn’t be completed. No such file or directory".
+  /// For example "The operation couldn’t be completed. No such file or directory".
   [[nodiscard]] std::string localizedDescription() const override;
   /// "NSPOSIXErrorDomain".
   [[nodiscard]] std::string domain() const override;

@@ -27,7 +27,7 @@ struct OperatingSystemVersion {
   std::int64_t minor = 0;
   std::int64_t patch = 0;
 
-  /// Reads up to three decimal numbers with dots between them; what is missing or not a number is 0.
+  /// Parses up to three decimal numbers with dots between them. A missing or malformed number is 0.
   [[nodiscard]] TESSALY_EXPORT static OperatingSystemVersion from(std::string_view text) noexcept;
 
   /// All three numbers: "12.0.0".
@@ -47,9 +47,9 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const OperatingSys
 ///     if (process.environmentValue("DISPLAY")) std::cout << process.processName() << '\n';
 class ProcessInfo {
  public:
-  /// What is asked for instead of the running system.
+  /// Facts that replace those of the running system.
   struct Overrides {
-    /// The folder that stands for "/" where files of the system are read.
+    /// The directory that replaces "/" for reading files of the system.
     std::string rootFolder = {};
     std::optional<std::map<std::string, std::string>> environment = std::nullopt;
     std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
@@ -58,11 +58,11 @@ class ProcessInfo {
   /// The facts of the running process, or their replacement. Made at the first call, never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const ProcessInfo& processInfo() noexcept;
 
-  /// The facts of the running process, except for what is overridden.
+  /// The facts of the running process, except the overridden ones.
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
-  /// Replaces what `processInfo()` gives for a scope, in all threads. Replacements end in the reverse order of their
-  /// beginnings, before the facts that they installed.
+  /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements end in the reverse order of their
+  /// construction, and before the facts that they install.
   class Replacement {
    public:
     TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;
@@ -74,15 +74,15 @@ class ProcessInfo {
     const ProcessInfo* previous_;
   };
 
-  /// The environment as it is now. O(its size).
+  /// The current environment. O(size of the environment).
   [[nodiscard]] TESSALY_EXPORT std::map<std::string, std::string> environment() const;
   /// One variable of the environment.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> environmentValue(const std::string& name) const;
-  /// What the process was started with, the program's name first. Empty when the system does not tell.
+  /// The arguments of the process, the program's name first. Empty if the system does not give them.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> arguments() const;
-  /// The path of the executable; empty when the system does not tell.
+  /// The path of the executable. Empty if the system does not give it.
   [[nodiscard]] TESSALY_EXPORT std::string executablePath() const;
-  /// The executable's file name, or else the one that the process was started with.
+  /// The executable's file name, or else the name in the first argument.
   [[nodiscard]] TESSALY_EXPORT std::string processName() const;
   [[nodiscard]] TESSALY_EXPORT std::int32_t processIdentifier() const noexcept;
   /// Seconds since the system started, without the time that it was suspended.
@@ -92,9 +92,9 @@ class ProcessInfo {
   /// Bytes of memory in the machine.
   [[nodiscard]] TESSALY_EXPORT std::uint64_t physicalMemory() const noexcept;
   [[nodiscard]] TESSALY_EXPORT std::string hostName() const;
-  /// `VERSION_ID` of the system's os-release file, read once; parts that it lacks are 0.
+  /// `VERSION_ID` of the system's os-release file, which is read once. Missing parts are 0.
   [[nodiscard]] TESSALY_EXPORT OperatingSystemVersion operatingSystemVersion() const noexcept;
-  /// The version that is asked for instead of the running system's, if any.
+  /// The version that replaces the running system's version, if any.
   [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept {
     return overrides_.operatingSystemVersion;
   }

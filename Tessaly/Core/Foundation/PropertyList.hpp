@@ -22,14 +22,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that property lists are made of: a number (boolean, integer or real), text, a date, data, an array of such
-/// values, or a dictionary of them by text.
+/// A value of a property list: a number (boolean, integer or real), text, a date, data, an array of such values, or a
+/// dictionary of them by text.
 ///
-/// It is 16 bytes and immutable; copies share what stands on the heap. Ill-formed UTF-8 in a text or a key is replaced
-/// by U+FFFD when the value is made, so whatever is stored reads back equal. Values may be nested to any depth; only
-/// the codec and the settings store have a bound, `maximumDepth`.
+/// It has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a text or
+/// a key when the value is made, so a stored value reads back equal. Values may be nested to any depth. Only the codec
+/// and the settings store have a limit, `maximumDepth`.
 ///
-/// Prefer a JSON coder where other systems read the result: property lists are what settings are stored as.
+/// Prefer a JSON coder if other systems read the result. Property lists are the format of settings.
 ///
 /// Thread contract: thread-compatible; copies of one value may be used in different threads.
 ///
@@ -43,7 +43,7 @@ class PropertyList {
 
   enum class Kind : std::uint8_t { boolean, integer, real, text, date, data, array, dictionary };
 
-  /// How deep a value may be that is to be written or was read.
+  /// The maximum depth of a value that is serialized or parsed.
   static constexpr std::uint32_t maximumDepth = 512;
 
   PropertyList(NSNumber number) noexcept : kind_(kindOf(number)), numberKind_(number.kind()) {
@@ -66,7 +66,7 @@ class PropertyList {
       : kind_(other.kind_), numberKind_(other.numberKind_), payload_(other.payload_) {
     if (hasBox()) payload_.box->holders.fetch_add(1, std::memory_order_relaxed);
   }
-  /// Leaves `false` behind.
+  /// The moved-from value is `false`.
   PropertyList(PropertyList&& other) noexcept
       : kind_(std::exchange(other.kind_, Kind::boolean)),
         numberKind_(std::exchange(other.numberKind_, NSNumber::Kind::boolean)),
@@ -91,33 +91,34 @@ class PropertyList {
     if (kind_ != Kind::date) return std::nullopt;
     return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
   }
-  /// The text; null if it is something else. Valid while this value or a copy lives, as are the next three.
+  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. The same
+  /// holds for the next three functions.
   [[nodiscard]] TESSALY_EXPORT const std::string* text() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Data* data() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Array* array() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Dictionary* dictionary() const noexcept;
-  /// The entry of a dictionary; null if there is none, or this is no dictionary.
+  /// The entry of a dictionary, or null if there is none or the value is not a dictionary.
   [[nodiscard]] TESSALY_EXPORT const PropertyList* find(std::string_view key) const noexcept;
 
-  /// How many containers are nested here: 0 for what is no container, 1 for an empty one. O(1).
+  /// The number of nested containers: 0 for a value that is not a container, 1 for an empty container. O(1).
   [[nodiscard]] std::uint32_t depth() const noexcept { return hasBox() ? payload_.box->depth : 0; }
 
-  /// Whether kinds and contents are the same to the bit: 5 is not identical to 5.0, nor 0.0 to -0.0. A real of single
+  /// Whether kinds and contents are the same to the bit: 5 and 5.0 differ, and so do 0.0 and -0.0. A real of single
   /// precision is not identical to one of double precision.
   [[nodiscard]] bool isIdentical(const PropertyList& other) const noexcept {
     return compare(*this, other, Comparison::identical);
   }
 
-  /// In the manner of JSON, on one line: `{"a": [1, 2.5, true]}`. Data is `<0a1b>`, a date its description.
+  /// A text similar to JSON, on one line: `{"a": [1, 2.5, true]}`. Data is `<0a1b>`, a date its description.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
-  /// Whether the contents are equal, numbers by value whatever their kind: 5 equals 5.0, and true equals 1.
+  /// Whether the contents are equal. Numbers of different kinds are compared by value: 5 equals 5.0, and true equals 1.
   friend bool operator==(const PropertyList& left, const PropertyList& right) noexcept {
     return compare(left, right, Comparison::byValue);
   }
 
  private:
-  /// What stands on the heap. The derived one follows from the kind.
+  /// The base of the data on the heap. The kind determines the derived class.
   struct Box {
     std::atomic<std::uint32_t> holders{1};
     std::uint32_t depth = 0;

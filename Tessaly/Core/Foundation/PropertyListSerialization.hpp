@@ -14,15 +14,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// How a property list is written down.
+/// The format of a serialized property list.
 enum class PropertyListFormat : std::uint8_t {
-  /// Elements of XML, in UTF-8. Dates are cut to seconds, and texts cannot hold control characters.
+  /// XML in UTF-8. Dates are truncated to seconds, and texts cannot contain control characters.
   xml,
-  /// Objects behind a table of offsets. Holds every value exactly.
+  /// A binary format with a table of offsets. It represents every value exactly.
   binary,
 };
 
-/// Bytes that are no property list, or a value that cannot be written as one.
+/// An error for malformed property lists, and for values that cannot be serialized.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -36,18 +36,18 @@ class TESSALY_EXPORT PropertyListError final : public Error {
   explicit PropertyListError(std::string reason) : reason_(std::move(reason)) {}
   ~PropertyListError() override;
 
-  /// Such as "The property list ends too early at byte 12".
+  /// For example "The property list ends too early at byte 12".
   [[nodiscard]] std::string description() const override { return reason_; }
 
  private:
   std::string reason_;
 };
 
-/// Property lists as bytes, in both formats.
+/// Parses and serializes property lists in both formats.
 ///
-/// Reading takes arbitrary bytes: what is no property list throws, and so does one that is nested deeper than
-/// `PropertyList::maximumDepth`, refers to itself, or would be out of proportion when written out. Of two entries with
-/// one key the last counts.
+/// Parsing accepts arbitrary bytes and throws for malformed ones. It also throws for a list that is nested deeper than
+/// `PropertyList::maximumDepth`, that refers to itself, or that would become disproportionately large. Of two entries
+/// with one key the last counts.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -60,15 +60,15 @@ class PropertyListSerialization {
     PropertyListFormat format;
   };
 
-  /// Reads a property list of either format. Throws `PropertyListError`.
+  /// Parses a property list of either format. Throws `PropertyListError`.
   [[nodiscard]] TESSALY_EXPORT static Result read(std::span<const std::uint8_t> bytes);
 
-  /// Writes a property list. Throws `PropertyListError` for a value that is nested too deep, or that the format cannot
-  /// tell at all: see `isExact`.
+  /// Serializes a property list. Throws `PropertyListError` for a value that is nested too deep, or that the format
+  /// cannot represent; see `isExact`.
   [[nodiscard]] TESSALY_EXPORT static Data data(const PropertyList& value, PropertyListFormat format);
 
-  /// Whether the value would read back equal. Always true for the binary format; in XML, texts with control characters
-  /// cannot be written, dates between two seconds are cut, and those outside the years 1 to 9999 cannot be written.
+  /// Whether the value would read back equal. Always true for the binary format. XML cannot represent texts with
+  /// control characters and dates outside the years 1 to 9999. It truncates dates to seconds.
   [[nodiscard]] TESSALY_EXPORT static bool isExact(const PropertyList& value, PropertyListFormat format) noexcept;
 };
 

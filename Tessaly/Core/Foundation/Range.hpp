@@ -16,7 +16,7 @@ namespace detail {
 
 [[noreturn]] TESSALY_EXPORT void stopUnorderedRange(std::string_view kind) noexcept;
 
-/// What both kinds of range are made of.
+/// The common part of both kinds of ranges.
 template <typename Bound>
 class Bounds {
  public:
@@ -38,10 +38,10 @@ class Bounds {
 
 }  // namespace detail
 
-/// The values from a lower bound up to, but not including, an upper one. Bounds in the wrong order, or NaN, stop the
+/// The values from a lower bound up to, but not including, an upper bound. Bounds in the wrong order, or NaN, stop the
 /// process.
 ///
-/// It is a pair of bounds and no sequence; `std::views::iota` is one.
+/// It is a pair of bounds and not a sequence. For a sequence, use `std::views::iota`.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -59,12 +59,12 @@ class Range : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const Range&, const Range&) = default;
 
-  /// From zero to zero.
+  /// The range from zero to zero.
   [[nodiscard]] static constexpr Range zero() { return Range(Bound{}, Bound{}); }
 };
 
-/// The values from a lower bound up to and including an upper one, so at least one. Bounds in the wrong order, or NaN,
-/// stop the process.
+/// The values from a lower bound up to and including an upper bound. A closed range has at least one value. Bounds in
+/// the wrong order, or NaN, stop the process.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -81,7 +81,7 @@ class ClosedRange : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const ClosedRange&, const ClosedRange&) = default;
 
-  /// From zero to zero.
+  /// The range from zero to zero.
   [[nodiscard]] static constexpr ClosedRange zero() { return ClosedRange(Bound{}, Bound{}); }
 };
 

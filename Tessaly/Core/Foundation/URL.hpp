@@ -18,10 +18,10 @@ namespace detail {
 struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp.
 }  // namespace detail
 
-/// A uniform resource locator: an absolute one, or a relative one without a base (RFC 3986).
+/// A uniform resource locator (RFC 3986), absolute or relative. A relative URL has no base.
 ///
-/// Every component is kept in its percent-encoded form, which holds ASCII only. Bytes that are not valid UTF-8 are
-/// encoded as they are, so that every file name of Linux survives the way into a URL and back.
+/// Every component is stored percent-encoded, in ASCII only. Ill-formed UTF-8 is encoded byte by byte, so every file
+/// name of Linux can be converted to a URL and back.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -31,28 +31,29 @@ struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp
 ///     std::optional<URL> site = URL::from("https://example.com:8080/?q=1#top");
 class URL {
  public:
-  /// How it is decided whether a path names a folder, whose URL ends with a slash.
+  /// The way to decide whether a path is that of a directory. The URL of a directory ends with a slash.
   enum class DirectoryHint : std::uint8_t {
-    inferFromPath,    ///< By a slash at the end.
-    isDirectory,      ///< It does.
-    notDirectory,     ///< It does not.
-    checkFileSystem,  ///< By a look at the file system; by a slash at the end when nothing is there.
+    inferFromPath,    ///< A slash at the end decides.
+    isDirectory,      ///< The path is that of a directory.
+    notDirectory,     ///< The path is not that of a directory.
+    checkFileSystem,  ///< The file system decides. For a missing file, a slash at the end decides.
   };
 
-  /// Parses a text.
+  /// Parses a text. Absent if the text is not a URL.
   ///
-  /// Nothing comes of the empty text, of a scheme that is not a letter followed by letters, digits, `+`, `-` and `.`,
-  /// of a port that is not all digits, of a malformed bracketed host, and of a host that IDNA (UTS 46,
-  /// non-transitional) refuses. The text before the first `:` is a scheme unless one of `/?#[]@` precedes it.
+  /// These texts are not URLs: the empty text, a malformed scheme, a port with other characters than digits, a
+  /// malformed host in brackets, and a host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter followed
+  /// by letters, digits, `+`, `-` and `.`. The text before the first `:` is a scheme unless one of `/?#[]@` precedes
+  /// it.
   ///
-  /// A component with a character that must not stand in it is percent-encoded as a whole, with the valid `%XX` in it:
-  /// "/tmp/a b" becomes "/tmp/a%20b" and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", while "/tmp/a%20b" stays. In the
-  /// first segment of a relative path without a scheme a `:` becomes "%3A". A host with non-ASCII characters becomes
-  /// its IDNA form instead.
+  /// If a component has a character that it must not contain, the whole component is percent-encoded, including its
+  /// valid `%XX`. "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b"
+  /// stays. In the first segment of a relative path without a scheme, `:` becomes "%3A". A host with non-ASCII
+  /// characters is replaced by its IDNA form.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URL> from(std::string_view text);
 
-  /// The `file` URL of a path. Every byte that means something else in a URL is encoded. A relative path is taken from
-  /// the current folder; throws `POSIXError` when that folder cannot be told.
+  /// The `file` URL of a path. Every byte with a special meaning in URLs is encoded. A relative path is resolved
+  /// against the current directory. Throws `POSIXError` if the system does not give that directory.
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
@@ -68,23 +69,24 @@ class URL {
   /// The whole URL, percent-encoded.
   [[nodiscard]] const std::string& absoluteString() const noexcept { return text_; }
 
-  /// The scheme as written; empty for a text that begins with ":".
+  /// The scheme in its original case. Empty if the text begins with ":".
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> scheme() const;
   /// Percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> user() const;
   /// Percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> password() const;
-  /// Percent-decoded, without the brackets of an IP literal. Nothing when it is empty.
+  /// The host, percent-decoded, without the brackets of an IP literal. Absent if it is empty.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;
-  /// Nothing when there is none, it is empty, or it does not fit.
+  /// The port. Absent if there is none, if it is empty, or if it does not fit in 64 bits.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::int64_t> port() const;
-  /// Percent-decoded, without slashes at the end except for the root's. In a file URL "%2F" and "%00" stay encoded.
+  /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL "%2F" and "%00"
+  /// stay encoded.
   [[nodiscard]] TESSALY_EXPORT std::string path() const;
-  /// As it stands in the URL, percent-encoded.
+  /// The path in its percent-encoded form.
   [[nodiscard]] TESSALY_EXPORT std::string_view encodedPath() const noexcept TESSALY_LIFETIMEBOUND;
-  /// Percent-encoded, without the `?`.
+  /// The query, percent-encoded, without the `?`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> query() const;
-  /// Percent-encoded, without the `#`.
+  /// The fragment, percent-encoded, without the `#`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> fragment() const;
 
   /// Whether the scheme is `file`, in any case.
@@ -94,22 +96,23 @@ class URL {
 
   /// The last component of `path()`: "/" for the root, empty for the empty path.
   [[nodiscard]] TESSALY_EXPORT std::string lastPathComponent() const;
-  /// What follows the last dot of the last component; empty when there is none, it comes last, or only dots precede it.
+  /// The text after the last dot of the last component. Empty without a dot, if the dot is the last character, or if
+  /// only dots precede it.
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
-  /// The URL with a component (or several, with slashes between them) after its path, joined by one slash. The bytes
-  /// are taken as a name: `%`, `?` and `#` are encoded. Query and fragment stay.
+  /// The URL with one component, or several separated by slashes, appended to its path after one slash. The bytes are
+  /// those of a name, so `%`, `?` and `#` are encoded. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL appendingPathComponent(std::string_view component,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath) const;
 
-  /// The URL of the containing folder, with a slash at its end; "./" for a relative path of one component. The root
-  /// stays; to a path that ends with ".", ".." or nothing "../" is appended. Query and fragment stay.
+  /// The URL of the parent directory, with a slash at its end. "./" for a relative path of one component. The root
+  /// stays. "../" is appended to an empty path and to a path that ends with "." or "..". Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL deletingLastPathComponent() const;
 
   /// The same as `absoluteString()`.
   [[nodiscard]] const std::string& description() const noexcept { return text_; }
 
-  /// Whether both are spelt alike.
+  /// Whether both have the same text.
   friend bool operator==(const URL& left, const URL& right) noexcept { return left.text_ == right.text_; }
 
  private:

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A failure to load what a URL names: a code in the domain "NSURLErrorDomain".
+/// A failure to load a URL: a code in the domain "NSURLErrorDomain".
 ///
 /// Thread contract: thread-safe.
 ///
@@ -54,13 +54,13 @@ class TESSALY_EXPORT URLError final : public Error {
   explicit URLError(Code code) noexcept : code_(code) {}
   ~URLError() override;
 
-  /// What failed.
+  /// The kind of failure.
   [[nodiscard]] Code urlCode() const noexcept { return code_; }
   /// The number of `urlCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   /// "NSURLErrorDomain".
   [[nodiscard]] std::string domain() const override;
-  /// Such as `Error Domain=NSURLErrorDomain Code=-999 "(null)"`.
+  /// For example `Error Domain=NSURLErrorDomain Code=-999 "(null)"`.
   [[nodiscard]] std::string description() const override;
 
   /// Whether both have the same code.

@@ -22,13 +22,13 @@ namespace detail {
 struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hpp.
 }  // namespace detail
 
-/// A type of files: "a picture", "a PNG picture", "whatever ends in .cdg".
+/// A type of files: "a picture", "a PNG picture", "a file with the extension cdg".
 ///
-/// What types there are, which extensions they have and what they are special cases of says the Shared MIME-info
-/// Database of the system and of the user, found by `XDG_DATA_HOME`, `HOME` and `XDG_DATA_DIRS` and read at the first
-/// question that needs it; what is installed later is not seen. Some common types are known without it. A declared
-/// type's identifier is its uniform type identifier ("public.png") or else its MIME type ("audio/flac"); an extension
-/// that no type has gets a dynamic type, whose identifier ("dyn.a...") says the extension.
+/// The Shared MIME-info Database of the system and of the user gives the types, their extensions and their supertypes.
+/// `XDG_DATA_HOME`, `HOME` and `XDG_DATA_DIRS` locate the database. It is read at its first use, so types that are
+/// installed later are missing. Some common types exist without the database. The identifier of a declared type is its
+/// uniform type identifier ("public.png"), or else its MIME type ("audio/flac"). An extension without a type gets a
+/// dynamic type, whose identifier ("dyn.a...") contains the extension.
 ///
 /// Thread contract: thread-compatible. The static functions are thread-safe.
 ///
@@ -36,26 +36,27 @@ struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hp
 ///     if (type && type->conformsTo(UTType::image())) std::cout << *type << '\n';  // public.png
 class UTType {
  public:
-  /// The type with an identifier: a uniform type identifier, a MIME type that the database knows, or that of a dynamic
-  /// type. Nothing for others.
+  /// The type with an identifier: a uniform type identifier, a MIME type of the database, or the identifier of a
+  /// dynamic type. Absent for other texts.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> from(std::string_view identifier);
-  /// The likeliest type of files whose names end in a dot and the extension, among those that conform to a type; a
-  /// dynamic one when there is none. Nothing when no name can end so: the extension is empty or holds "/" or NUL.
+  /// The most likely type of files with the extension, among the types that conform to the given one. A dynamic type if
+  /// there is none. Absent if no name can have the extension: it is empty, or contains "/" or NUL.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromFilenameExtension(std::string_view extension,
                                                                                   const UTType& conformingTo = data());
-  /// The type of a MIME type, whose parameters do not matter, or of what it is an alias of. Nothing when it reads as
-  /// none; one that the database does not know is a type of its own.
+  /// The type of a MIME type or of an alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
+  /// the database lacks is a type of its own.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
-  /// The type of contents under a file name, in the order that the database's specification recommends: by the name,
-  /// and by the contents where several types or none have such names. More contents than 64 KiB change nothing.
+  /// The type of a file by its name and contents, in the order that the database's specification recommends. The name
+  /// decides. The contents decide if several types or none have such names. Only the first 64 KiB of the contents
+  /// count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
-  /// The same of a file, whose contents are only read where the name does not decide; or that of a folder or device.
-  /// Symbolic links are followed. Throws `POSIXError` when there is no file, and `URLError` (`unsupportedURL`) when the
-  /// URL is not that of one.
+  /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.
+  /// Follows symbolic links. Throws `POSIXError` if there is no file, and `URLError` (`unsupportedURL`) if the URL is
+  /// not a file URL.
   [[nodiscard]] TESSALY_EXPORT static UTType ofFile(const URL& file);
 
-  /// What all types of files and folders conform to.
+  /// The type that all types of files and directories conform to.
   [[nodiscard]] TESSALY_EXPORT static UTType item();
   /// A stream of bytes.
   [[nodiscard]] TESSALY_EXPORT static UTType data();
@@ -91,16 +92,16 @@ class UTType {
   }
 
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
-  /// Without the dot.
+  /// The preferred extension, without the dot.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> preferredFilenameExtension() const;
   /// Every extension, the preferred one first.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> filenameExtensions() const;
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> preferredMIMEType() const;
-  /// The identifiers of what it is a special case of, without those further up.
+  /// The identifiers of the direct supertypes.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> supertypeIdentifiers() const;
-  /// Whether it is the other type, or a special case of it, however far down.
+  /// Whether this type equals the other type, or is a direct or indirect subtype of it.
   [[nodiscard]] TESSALY_EXPORT bool conformsTo(const UTType& other) const;
-  /// Whether nobody declared it and only an extension speaks for it.
+  /// Whether the type is dynamic: no database declares it, and only its extension is known.
   [[nodiscard]] TESSALY_EXPORT bool isDynamic() const noexcept;
 
   friend bool operator==(const UTType& left, const UTType& right) noexcept {
@@ -114,7 +115,7 @@ class UTType {
   static UTType wellKnown(std::string_view identifier);
 
   std::string identifier_;
-  /// Empty where there is none.
+  /// Empty if there is none.
   std::string mimeType_;
 };
 

@@ -30,13 +30,13 @@ class UUID {
   /// The identifier of the given bytes, in the order of its text.
   explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
-  /// A fresh random identifier (version 4) of the kernel's random bytes. A thread asks the kernel for the bytes of 16
-  /// identifiers at a time, and again in the child of a fork. Stops the process when the kernel gives none.
+  /// A new random identifier (version 4) from the kernel's random bytes. A thread requests the bytes of 16 identifiers
+  /// at a time, and again in the child of a fork. Stops the process if the kernel gives no bytes.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static UUID random() noexcept;
 
-  /// Reads a text of 32 hexadecimal digits of either case, grouped 8-4-4-4-12 by hyphens; nothing for any other text.
+  /// Parses a text of 32 hexadecimal digits of either case, grouped 8-4-4-4-12 by hyphens. Absent for any other text.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UUID> from(std::string_view text) noexcept;
 
   /// The bytes, in the order of the text.
@@ -47,7 +47,7 @@ class UUID {
   [[nodiscard]] std::string description() const { return uuidString(); }
 
   friend constexpr bool operator==(const UUID&, const UUID&) noexcept = default;
-  /// The order of the texts.
+  /// Compares identifiers in the order of their texts.
   friend constexpr auto operator<=>(const UUID&, const UUID&) noexcept = default;
 
  private:

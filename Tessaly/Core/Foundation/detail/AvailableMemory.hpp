@@ -8,9 +8,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Bytes that may be asked for without ending anybody, as far as the system tells: what the machine has left, and what
-/// the process's control groups and its limit of address space leave it. The folder stands for "/" where files of the
-/// system are read.
+/// The number of bytes that the process may allocate without ending any process, as far as the system reports it. The
+/// free memory of the machine, the control groups and the limit of address space count. The directory replaces "/" for
+/// reading files of the system.
 [[nodiscard]] TESSALY_EXPORT std::int64_t availableMemory(const std::string& rootFolder = {});
 
 }  // namespace Tessaly::inline v1::detail

@@ -12,11 +12,11 @@ namespace Tessaly::inline v1::detail {
 // The note that `tessaly_bundle` puts into an executable: owner "Tessaly", type 1, a description of keys and values in
 // turn, each ended by a zero byte. The key "CFBundleLocalizations" comes once for every localization.
 
-/// Looks for the note in a segment of notes. Nothing when it is not there; damaged notes end the search.
+/// Searches for the note in a segment of notes. Absent if the note is missing. Damaged notes end the search.
 [[nodiscard]] TESSALY_EXPORT std::optional<BundleInformation> findBundleNote(std::span<const std::byte> segment,
                                                                              std::size_t alignment);
 
-/// Looks for the note in the main executable.
+/// Searches for the note in the main executable.
 [[nodiscard]] std::optional<BundleInformation> readMainBundleNote();
 
 }  // namespace Tessaly::inline v1::detail

@@ -9,12 +9,12 @@
 /// The patterns of file names that POSIX.1-2017 describes for the shell (XCU 2.13): "*", "?" and sets in brackets.
 namespace Tessaly::inline v1::detail::GlobPattern {
 
-/// Whether a pattern is more than a plain text.
+/// Whether a pattern has wildcards.
 [[nodiscard]] constexpr bool hasWildcards(std::string_view pattern) noexcept {
   return pattern.find_first_of("*?[\\") != std::string_view::npos;
 }
 
-/// Whether the pattern describes the whole name. Compares byte by byte, whatever the locale.
+/// Whether the pattern matches the whole name. Compares byte by byte in every locale.
 [[nodiscard]] TESSALY_EXPORT bool fits(const std::string& pattern, const std::string& name) noexcept;
 
 }  // namespace Tessaly::inline v1::detail::GlobPattern

@@ -18,22 +18,22 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The types of files that the system knows: what `update-mime-database` made out of its packages, as the Shared
-/// MIME-info Database specification 0.21 has it (https://specifications.freedesktop.org/shared-mime-info-spec/).
+/// The system's database of file types. `update-mime-database` makes its files by the Shared MIME-info Database
+/// specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
 ///
 /// Thread contract: thread-compatible. One that nobody adds to is thread-safe.
 class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
 
-  /// Reads folders, of which an earlier one counts for more. What is missing or cannot be read says nothing.
+  /// Reads directories. Earlier directories take precedence. Missing or unreadable files are ignored.
   explicit MIMEDatabase(std::vector<std::string> folders);
-  /// That of the folders of this process, read at the first call.
+  /// The database of this process's directories, read at the first call.
   [[nodiscard]] static const MIMEDatabase& shared();
-  /// The folders of the XDG Base Directory specification, most important first.
+  /// The directories of the XDG Base Directory specification, in order of precedence.
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
-  // Each adds the contents of a file, which count for more than what is there.
+  // Each function adds the contents of a file, which take precedence over the earlier contents.
   void addGlobs(std::string_view globs2);
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);
@@ -43,21 +43,21 @@ class TESSALY_EXPORT MIMEDatabase {
   /// Whether a text could be the name of a type: two names of RFC 6838 with a slash between them.
   [[nodiscard]] static bool isType(std::string_view text) noexcept;
   [[nodiscard]] bool knows(std::string_view type) const noexcept { return types_.contains(type); }
-  /// The type that an alias means; else the type itself.
+  /// The type of an alias, or the given type itself.
   [[nodiscard]] std::string canonical(std::string_view type) const;
-  /// The types that a type is a special case of, without those further up.
+  /// The direct supertypes of a type.
   [[nodiscard]] Types parents(std::string_view type) const;
-  /// Whether a type is the other, or a special case of it, however far down.
+  /// Whether a type equals the other, or is a direct or indirect subtype of it.
   [[nodiscard]] bool isKindOf(std::string_view type, std::string_view other) const;
 
-  /// The types whose files' names may end in a dot and the extension, the likeliest first.
+  /// The types of files with the extension, the most likely first.
   [[nodiscard]] Types typesOfExtension(std::string_view extension) const;
-  /// The types that a name speaks for most. Several when it does not decide.
+  /// The most likely types for a name. Several types if the name does not decide.
   [[nodiscard]] Types typesOfName(std::string_view name) const;
   /// The extensions of a type, the preferred one first.
   [[nodiscard]] Types extensions(std::string_view type) const;
-  /// The type of a file, by its name and, where that does not decide, by its contents from the beginning on, which are
-  /// asked for with the number of bytes that are of interest; nothing stands for contents that cannot be had.
+  /// The type of a file, by its name, or by its contents if the name does not decide. The function for the contents
+  /// gets the number of bytes to read from the beginning. It returns nothing for unreadable contents.
   [[nodiscard]] std::string typeOf(std::string_view name,
                                    const std::function<std::optional<std::string>(std::size_t)>& contents) const;
 
@@ -72,7 +72,7 @@ class TESSALY_EXPORT MIMEDatabase {
     std::uint32_t weight;
     Case caseOfLetters;
 
-    /// Whether it may be compared with a name in that way.
+    /// Whether the pattern may be compared with a name of this case.
     [[nodiscard]] bool counts(Case caseOfName) const noexcept {
       return caseOfName == Case::told || caseOfLetters == Case::ignored;
     }
@@ -80,7 +80,7 @@ class TESSALY_EXPORT MIMEDatabase {
   using Matches = std::vector<const Glob*>;
 
   void removeGlobs(std::string_view type);
-  /// Of a name as it stands, or of one in small letters.
+  /// The matches of a name in its original case or in lower case.
   [[nodiscard]] Matches literalMatches(std::string_view name, Case caseOfLetters) const;
   [[nodiscard]] Matches suffixMatches(std::string_view name, Case caseOfLetters) const;
   [[nodiscard]] Matches otherMatches(std::string_view name, Case caseOfLetters) const;
@@ -90,9 +90,9 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] Types extensionsByDescription(const std::string& type) const;
 
   std::vector<std::string> folders_;
-  /// Of whole names.
+  /// The patterns that are whole names.
   std::map<std::string, std::vector<Glob>, std::less<>> literals_;
-  /// "*.suffix", by the suffix with its dot.
+  /// The patterns "*.suffix", by the suffix with its dot.
   std::map<std::string, std::vector<Glob>, std::less<>> suffixes_;
   std::vector<Glob> others_;
   std::map<std::string, std::string, std::less<>> aliases_;
@@ -101,7 +101,7 @@ class TESSALY_EXPORT MIMEDatabase {
   MIMEMagic magic_;
 
   mutable UnfairLock lock_;
-  /// What descriptions said so far.
+  /// The extensions that were read from descriptions so far.
   mutable std::map<std::string, Types, std::less<>> extensions_ TESSALY_GUARDED_BY(lock_);
 };
 

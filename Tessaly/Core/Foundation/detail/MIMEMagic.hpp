@@ -11,18 +11,19 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// What the contents of a file tell of its type: the "magic" files of the Shared MIME-info Database specification 0.21.
+/// The rules that derive a type from a file's contents: the "magic" files of the Shared MIME-info Database
+/// specification 0.21.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT MIMEMagic {
  public:
-  /// Adds the rules of a file, which count for more than those that are there. Lines that nobody understands are left
-  /// out, and so is what follows where the file ends too early.
+  /// Adds the rules of a file, which take precedence over earlier rules. Unknown lines are skipped, and so is the rest
+  /// of a truncated file.
   void add(std::string_view file);
 
-  /// The type of the first rules that fit, those of the highest priority first; empty where none do.
+  /// The type of the first matching rule, in the order of priority. Empty if none matches.
   [[nodiscard]] std::string_view typeOf(std::string_view contents) const noexcept;
-  /// As many bytes from a file's beginning as the rules look at, 64 KiB at most.
+  /// The number of bytes from a file's beginning that the rules examine, at most 64 KiB.
   [[nodiscard]] std::size_t extent() const noexcept { return extent_; }
 
  private:
@@ -30,14 +31,14 @@ class TESSALY_EXPORT MIMEMagic {
     std::uint32_t indent = 0;
     std::size_t offset = 0;
     std::string value = {};
-    /// Empty, or as long as the value, of which only these bits stand.
+    /// The bits of the value that count. Empty, or as long as the value.
     std::string mask = {};
-    /// At how many places from the offset on the value may begin.
+    /// The number of positions, from the offset on, at which the value may begin.
     std::size_t range = 1;
 
     [[nodiscard]] bool fits(std::string_view contents) const noexcept;
   };
-  /// The rules of one type, each followed by those that refine it.
+  /// The rules of one type. Refining rules follow their rule.
   struct Section {
     std::uint32_t priority = 0;
     std::string type = {};

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The members of an ordered set without their order: each has a slot that stays its own, and is found by its hash in a
-/// table of slots with linear probing. A removed member leaves its slot behind until the set is empty.
+/// The members of an ordered set without their order. Each member has a fixed slot. A hash table of slots with linear
+/// probing finds a member. The slot of a removed member stays unused until the set is empty.
 template <typename Element, typename Hash, typename Equal>
 class OrderedSetMembers {
  public:
@@ -30,7 +30,7 @@ class OrderedSetMembers {
     }
   }
 
-  /// Adds a member that is not there, and gives its slot.
+  /// Adds a new member and returns its slot.
   Slot add(Element element) {
     if (slots_.size() >= empty) throw std::length_error("An ordered set has at most 4294967295 members");
     if ((count_ + 1) * 4 > table_.size() * 3) grow();
@@ -57,7 +57,7 @@ class OrderedSetMembers {
   }
 
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
-  /// How many slots there are, those of removed members included.
+  /// The number of slots, including those of removed members.
   [[nodiscard]] std::size_t slotCount() const noexcept { return slots_.size(); }
 
   void reserve(std::size_t count) {
@@ -73,7 +73,7 @@ class OrderedSetMembers {
     std::size_t hash;
   };
 
-  /// Many hashes, those of integers and pointers, differ in their high bits only or in their low ones only.
+  /// Many hashes, such as those of integers and pointers, differ only in their high bits or only in their low bits.
   static std::size_t hashOf(const Element& element) {
     const std::uint64_t mixed = static_cast<std::uint64_t>(Hash()(element)) * 0x9E37'79B9'7F4A'7C15u;
     return static_cast<std::size_t>(mixed ^ mixed >> 32);

@@ -11,14 +11,14 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A type that every system has, whatever its database says.
+/// A type that exists on every system, also without a database.
 struct WellKnownType {
   std::string_view identifier;
-  /// Empty for kinds of types, which no file has by itself.
+  /// Empty for abstract types, which no file has directly.
   std::string_view mimeType;
-  /// The preferred one; empty where there is none.
+  /// The preferred extension, or empty if there is none.
   std::string_view filenameExtension;
-  /// What it conforms to; empty texts are none.
+  /// The supertypes. Empty texts are unused.
   std::array<std::string_view, 2> supertypes;
 };
 
@@ -26,7 +26,7 @@ struct WellKnownType {
 [[nodiscard]] const WellKnownType* wellKnownType(std::string_view identifier) noexcept;
 [[nodiscard]] const WellKnownType* wellKnownTypeOfMIMEType(std::string_view mimeType) noexcept;
 
-/// What the identifier of a type that nobody declared says: the type that it conforms to, and its extension.
+/// The contents of a dynamic identifier: the type that the dynamic type conforms to, and its extension.
 struct DynamicType {
   std::string supertype;
   std::string filenameExtension;
@@ -34,9 +34,9 @@ struct DynamicType {
   friend bool operator==(const DynamicType&, const DynamicType&) = default;
 };
 
-/// "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which a digit stands for the commonest supertypes.
+/// "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits replace the most common supertypes.
 [[nodiscard]] TESSALY_EXPORT std::string dynamicIdentifier(const DynamicType& type);
-/// Reads such an identifier; nothing where it is none.
+/// Parses such an identifier. Absent if the text is not one.
 [[nodiscard]] TESSALY_EXPORT std::optional<DynamicType> dynamicType(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

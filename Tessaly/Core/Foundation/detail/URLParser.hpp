@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The components of a URL's text, as views of it. Splitting goes by delimiters alone and never fails.
+/// The components of a URL's text, as views of the text. The delimiters alone split the text, so splitting never fails.
 struct URLComponents {
   std::optional<std::string_view> scheme;
   bool hasAuthority = false;
@@ -22,11 +22,11 @@ struct URLComponents {
   [[nodiscard]] static URLComponents split(std::string_view text) noexcept;
 };
 
-/// The text with its components checked and, where needed, percent-encoded; nothing when it is not a URL. Encoding the
+/// The text with its components checked and percent-encoded if necessary. Absent if the text is not a URL. Encoding the
 /// result again changes nothing.
 [[nodiscard]] std::optional<std::string> encodedURL(std::string_view text);
 
-/// Whether a ':' in a path's first segment would be taken for the end of a scheme.
+/// Whether a ':' in a path's first segment would look like the end of a scheme.
 enum class FirstSegment { keepColons, encodeColons };
 
 /// A file's path, percent-encoded for the path of a URL; '%' is encoded too.
