@@ -24,30 +24,30 @@ namespace detail {
 template <auto Member>
 struct KeyPathOf;
 
-/// What a key path is compared by. The mangled name of the tag type is the same in every library of a process, whatever
-/// compiler made it and whether or not the loader merged the records.
+/// The identity by which key paths are compared. The mangled name of the tag type is the same in every library of a
+/// process, for every compiler, even if the loader did not merge the records.
 struct KeyPathIdentity {
   const std::type_info& tag;
   std::uint64_t hash;
   std::string_view rootName;
   std::string_view memberName;
-  /// Of a class in an unnamed namespace: other files may have one of the same name.
+  /// Whether the class is in an unnamed namespace. Other files may have a class of the same name.
   bool isLocal;
   bool isComputed;
 };
 
 template <typename Root, typename Value>
 struct KeyPathRecord : KeyPathIdentity {
-  /// Null where the value cannot be copied.
+  /// Null if the value cannot be copied.
   Value (*read)(const Root& root);
-  /// Records the reading, and reads only where that is the way to find out.
+  /// Records a read of the property. Calls a member function only if the property is computed.
   void (*access)(const Root& root);
 };
 
 template <auto Member>
 struct KeyPathTag {};
 
-/// The text in which the compiler names a member, "&Tessaly::Song::title" or the like.
+/// The compiler's text that names a member, such as "&Tessaly::Song::title".
 template <auto Member>
 consteval std::string_view memberText() {
   std::string_view text = __PRETTY_FUNCTION__;
@@ -55,7 +55,7 @@ consteval std::string_view memberText() {
   return text.substr(0, text.find_first_of(";]"));
 }
 
-/// The last name in it.
+/// The last name in the text.
 consteval std::string_view memberName(std::string_view text) {
   const std::size_t last = text.find_last_not_of(") ");
   text = text.substr(0, last + 1);
@@ -63,7 +63,7 @@ consteval std::string_view memberName(std::string_view text) {
   return colon == std::string_view::npos ? text : text.substr(colon + 1);
 }
 
-/// The Fowler-Noll-Vo hash (FNV-1a) of a name. Of the member's name only, which all compilers spell alike.
+/// The Fowler-Noll-Vo hash (FNV-1a) of the member's name, which is the same for all compilers.
 consteval std::uint64_t hashName(std::string_view name) {
   std::uint64_t hash = 0xcbf29ce484222325U;
   for (const char character : name) {
@@ -150,10 +150,10 @@ struct KeyPathOf {
 
 }  // namespace detail
 
-/// A key path whose root and value have been forgotten: what is left is which property it names.
+/// A key path without the types of its root and value. It still identifies the property.
 ///
-/// Two are equal if they name the same member, also when they were made in different libraries of the process. The
-/// nearest standard facility is `std::type_index`, which does this for types.
+/// Two key paths are equal if they name the same member, also from different libraries of the process. The nearest
+/// standard facility is `std::type_index`, which identifies types.
 ///
 /// Thread contract: thread-safe. Comparing and hashing take a few nanoseconds; nothing is allocated.
 ///
@@ -161,7 +161,7 @@ struct KeyPathOf {
 ///     ++changes[keyPath<&Song::title>];
 class AnyKeyPath {
  public:
-  /// For the library: the key path that stands on this identity.
+  /// For the library: the key path with this identity.
   explicit constexpr AnyKeyPath(const detail::KeyPathIdentity& identity) noexcept : identity_(&identity) {}
 
   /// The class and the member, "Song.title". Allocates.
@@ -188,11 +188,12 @@ class AnyKeyPath {
 /// Writes `description()`.
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const AnyKeyPath& keyPath);
 
-/// Names a property of a class as a value: a data member, a `Property`, or a member function without arguments that
-/// computes its value. Made by `keyPath<&Song::title>`.
+/// A value that names a property of a class. The property is a data member, a `Property`, or a member function without
+/// arguments that computes its value. `keyPath<&Song::title>` makes it.
 ///
-/// It can be handed on, compared, hashed, kept in a table, read on an object, and used as a projection. The nearest
-/// standard facility is a pointer to a member, which cannot name a computed property, be hashed, or be forgotten.
+/// A key path can be copied, compared, hashed, stored in a table, read on an object, and used as a projection. The
+/// nearest standard facility is a pointer to a member. It cannot name a computed property, and has no hash and no form
+/// without its types.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -208,7 +209,7 @@ class KeyPath : public AnyKeyPath {
   /// For the library: use `keyPath`.
   explicit constexpr KeyPath(const detail::KeyPathRecord<Root, Value>& record) noexcept : AnyKeyPath(record) {}
 
-  /// The property's value on an object. Reading a tracked property this way is recorded as any reading is.
+  /// The property's value on an object. A read through a key path is recorded like any other read.
   [[nodiscard]] Value read(const Root& root) const
     requires std::is_copy_constructible_v<Value>
   {
@@ -219,7 +220,7 @@ class KeyPath : public AnyKeyPath {
   {
     return read(root);
   }
-  /// Records a reading of the property, without copying its value.
+  /// Records a read of the property without copying its value.
   void access(const Root& root) const { record().access(root); }
 
  private:

@@ -18,14 +18,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// What an observer of a property wants to be given. A set: put together with `|`.
+/// The values that an observer of a property requests. A set; combine the values with `|`.
 enum class NSKeyValueObservingOptions : std::uint8_t {
   none = 0,
   /// The new value, with each change (and with the initial record).
   new_ = 1,
-  /// The value before, with each change.
+  /// The previous value, with each change.
   old = 2,
-  /// A first record at once, before `observe` returns.
+  /// An initial record, before `observe` returns.
   initial = 4,
 };
 
@@ -38,13 +38,13 @@ enum class NSKeyValueObservingOptions : std::uint8_t {
   return (static_cast<unsigned>(set) & static_cast<unsigned>(options)) == static_cast<unsigned>(options);
 }
 
-/// What happened to a property.
+/// The kind of a change of a property.
 enum class NSKeyValueChange : std::uint8_t {
-  /// It was assigned, or computes to something that may be another value.
+  /// The property was assigned, or its computed value may have changed.
   setting = 1,
 };
 
-/// What an observer is told of one change. The values are there if they were asked for.
+/// The record of one change for an observer. It contains the values that the observer requested.
 template <typename Value>
 struct NSKeyValueObservedChange {
   NSKeyValueChange kind = NSKeyValueChange::setting;
@@ -52,7 +52,7 @@ struct NSKeyValueObservedChange {
   std::optional<Value> oldValue;
 };
 
-/// Owns the observation of a property, made by `observe`: it lasts as long as this.
+/// Owns an observation of a property, which lasts as long as this object. `observe` makes it.
 ///
 /// Object and observation may end in either order, on any threads.
 ///
@@ -79,8 +79,8 @@ class NSKeyValueObservation {
   }
   ~NSKeyValueObservation() { invalidate(); }
 
-  /// Ends the observation. The handler is not called afterwards, and if it is being called on another thread, this
-  /// waits until it has returned. It may be called by the handler itself. Idempotent.
+  /// Ends the observation. Waits for a call of the handler on another thread. No call begins afterwards. The handler
+  /// itself may call it. Later calls do nothing.
   void invalidate() noexcept {
     if (const auto observer = std::exchange(observer_, {})) observer->stop();
   }
@@ -91,7 +91,7 @@ class NSKeyValueObservation {
 
 namespace detail {
 
-/// The property that is observed, and the handler.
+/// The observed property, and the handler.
 template <typename Object, typename Root, typename Value, typename Handler>
 class ObservedProperty {
  public:
@@ -108,7 +108,7 @@ class ObservedProperty {
   [[nodiscard]] bool isExpired() const noexcept { return object_.expired(); }
   [[nodiscard]] std::shared_ptr<Object> object() const noexcept { return object_.lock(); }
 
-  /// The property's value, if the handler or the next record needs it. Otherwise records the reading.
+  /// The property's value, if the handler or the next record needs it. Otherwise records the read.
   [[nodiscard]] std::optional<Value> read(const Object& object) const {
     if (wantsValues()) return keyPath_.read(object);
     keyPath_.access(object);
@@ -143,7 +143,7 @@ class ObservedProperty {
   std::optional<Handler> handler_;
 };
 
-/// Observes a `Property`, whose reading has no side effects.
+/// Observes a `Property`. Reading one has no side effects.
 template <typename Observed>
 class StoredPropertyObserver final : public PointObserver {
  public:
@@ -155,7 +155,7 @@ class StoredPropertyObserver final : public PointObserver {
     AccessList accesses;
     auto value = observed_.read(object);
     accesses.end();
-    // A plain data member announces nothing.
+    // A plain data member announces no changes.
     const std::optional<Access> access = accesses.count() > 0 ? std::optional(accesses[0]) : std::nullopt;
     accesses.surrender();
     if (observed_.has(NSKeyValueObservingOptions::initial)) {
@@ -211,13 +211,14 @@ class ComputedPropertyObserver final : public ComputedObserver {
 }  // namespace detail
 
 /// Calls the handler after each change of an object's property, synchronously on the changing thread, outside every
-/// lock, until the returned observation ends. The object is held weakly; its end ends the observation without a call.
+/// lock, until the returned observation ends. The observation holds the object weakly. The end of the object ends the
+/// observation without a call.
 ///
-/// The property is a `Property`, or is computed from properties by a member function: then a change of any of those is
-/// a change of it, and the function is called on the changing thread. Each assignment is a change, of an equal value,
-/// too. A plain data member is never told to have changed.
+/// The property is a `Property`, or a member function computes it from properties. A computed property changes with any
+/// of those properties, and its function is called on the changing thread. Each assignment is a change, also of an
+/// equal value. A plain data member never reports a change.
 ///
-/// A throw out of the handler stops the process.
+/// An exception of the handler stops the process.
 ///
 /// Thread contract: thread-safe. Changes on several threads at once may be told as one, the last value always.
 template <typename Object, typename Root, typename Value, typename Handler>

@@ -14,12 +14,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Makes a class observable whose values are kept elsewhere, or in a way of their own: its getters record what is read,
-/// its setters announce what changes.
+/// Makes a class observable that does not store its values as members. Its getters record reads, and its setters
+/// announce changes.
 ///
-/// Prefer `Property` for an ordinary member. A registrar is one pointer, and an announcement one load, until somebody
-/// tracks one of its properties. It is not copied: the object that holds it is the one that is observed. Its end counts
-/// as a change of every property that was tracked.
+/// Prefer `Property` for an ordinary member. Until one of its properties is tracked, a registrar is one pointer, and an
+/// announcement costs one load. Copying an object does not copy its registrar's observers. The end of a registrar
+/// counts as a change of every tracked property.
 ///
 /// Thread contract: thread-safe. Making and destroying need the sole owner.
 ///
@@ -46,7 +46,7 @@ class ObservationRegistrar {
     if (first_.load(std::memory_order_acquire) != nullptr) endAll();
   }
 
-  /// Records that the property is read, if something is tracked on this thread. To be called before the value is read.
+  /// Records a read of the property if this thread is tracking. Call it before reading the value.
   template <typename Root, typename Value>
   void access(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const {
     static_cast<void>(subject);
@@ -67,8 +67,8 @@ class ObservationRegistrar {
     if (detail::ObservationPoint* point = find(keyPath); point != nullptr) point->didChange();
   }
 
-  /// Announces the change, calls the body, which makes it, and announces that it is done, also if the body throws.
-  /// Returns what the body returned.
+  /// Announces the beginning of a change, calls the body, which makes the change, and announces the end, also if the
+  /// body throws. Returns the body's result.
   template <typename Root, typename Value, typename Body>
   decltype(auto) withMutation(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath,
                               Body&& body) const {
@@ -78,7 +78,7 @@ class ObservationRegistrar {
   }
 
  private:
-  /// One property that was tracked. They stay until the registrar ends.
+  /// A tracked property. The entries stay until the registrar ends.
   struct Entry;
 
   template <typename Root, typename Value>

@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Has the handler called at the first change of what an ended list holds.
+/// Calls the handler at the first change of the points in an ended list.
 template <typename OnChange>
 void installTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return;
@@ -23,7 +23,7 @@ void installTracking(AccessList& accesses, OnChange onChange) {
   tracking->install(accesses);
 }
 
-/// The same, to be cancelled. Null if the list holds nothing.
+/// The same, with a result that can be cancelled. Null if the list is empty.
 template <typename OnChange>
 [[nodiscard]] Retained<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
@@ -38,20 +38,21 @@ template <typename OnChange>
 /// Calls `apply`, returns its result, and calls `onChange` once, when any of the observable properties that `apply`
 /// read is about to change.
 ///
-/// What counts as read is what `apply` reads on this thread until it returns; if that is nothing, `onChange` is
-/// dropped. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can
-/// still be read. Each assignment counts as a change, of an equal value too, and so does the end of an object. To
-/// follow further changes, track again; several changes before that count as one. A change by another thread while
-/// `apply` runs is not lost: `onChange` is then called before this returns, or, if the change is still under way, once
-/// it is done. A handler that tracks again while the change is under way is therefore called again after it. What
-/// `apply` itself changes does not count.
+/// Only reads by `apply` on this thread until it returns count. Without any read, `onChange` is destroyed. `onChange`
+/// is called synchronously on the changing thread, outside every lock, while the old value can still be read. Each
+/// assignment counts as a change, also of an equal value. The end of an object counts too. To observe further changes,
+/// track again; several changes before that count as one. A change by another thread while `apply` runs is not lost:
+/// `onChange` is then called before this returns, or, if the change is still under way, once it is done. A handler that
+/// tracks again while the change is under way is therefore called again after it. What `apply` itself changes does not
+/// count.
 ///
-/// Trackings nest: what an inner one reads, the outer one has read, too. What `onChange` reads belongs to nobody.
+/// Trackings nest: the outer tracking also observes the properties that an inner one reads. The reads of `onChange` are
+/// not tracked.
 ///
-/// `apply` is an ordinary function and may throw: then nothing is tracked. A throw out of `onChange` stops the process.
-/// To follow a value continuously, `withContinuousObservation` and `Observations` do the tracking again.
+/// `apply` is an ordinary function. If it throws, nothing is tracked. An exception of `onChange` stops the process. To
+/// observe a value continuously, `withContinuousObservation` and `Observations` do the tracking again.
 ///
-/// Thread contract: thread-safe; reading the values needs what reading them without tracking needs.
+/// Thread contract: thread-safe. Reading the values needs the same protection as without tracking.
 ///
 ///     withObservationTracking([&] { show(song.title, song.artist); }, [&] { window.scheduleRedraw(); });
 template <typename Apply, typename OnChange>

@@ -28,7 +28,7 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 
 }  // namespace detail
 
-/// A data member that others can observe. Declared once, it is read and written like the value that it holds:
+/// An observable data member. Code reads and writes it like its value:
 ///
 ///     struct Player {
 ///       Property<std::string> title = "Nothing";
@@ -42,17 +42,16 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 ///     player.queue.modify([](auto& queue) { queue.push_back("Green"); });
 ///     for (const std::string& title : player.queue) show(title);
 ///
-/// `withObservationTracking`, `observe`, `Observations` and key-path monitors all hang on this one declaration, and a
-/// member function that computes its result from properties is observable without any. The nearest standard facility is
-/// the plain member; use that for what nobody will ever want to follow.
+/// `withObservationTracking`, `observe`, `Observations` and key-path monitors work on it without further declarations.
+/// A member function that computes its result from properties is observable too. The nearest standard facility is a
+/// plain member; use that for a value without observers.
 ///
-/// Reading converts to a const reference, which holds until the next assignment; `value()` does so by name, and an
-/// arrow reaches through to the members of the value, or of what it points to. Every assignment is announced, of an
-/// equal value, too. A copy has the value and none of the observers. The end of the property counts as a last change.
+/// Reading gives a const reference, which is valid until the next assignment. `value()` gives it by name. `->` accesses
+/// the members of the value, or of the object that the value points to. Every assignment is announced, also of an equal
+/// value. A copy has the value but not the observers. The end of the property counts as a last change.
 ///
-/// A property takes one pointer beside its value. While nobody has tracked it, reading and writing cost a load more
-/// than a plain member does; the 40 bytes that tracking needs are allocated at the first tracked reading and stay with
-/// the property.
+/// A property takes one pointer beside its value. Until it is tracked, a read or a write costs one load more than for a
+/// plain member. The first tracked read allocates 40 bytes, which stay with the property.
 ///
 /// Thread contract: thread-compatible. The value is an ordinary one: threads that share it need an isolation or a lock,
 /// as for any member. What follows it may be added, removed and called on any thread.
@@ -77,7 +76,7 @@ class Property {
   }
   ~Property() = default;
 
-  /// The value. Recorded, if something is tracked on this thread.
+  /// The value. Records the read if this thread is tracking.
   [[nodiscard]] const Value& value() const {
     point_.recordAccess();
     return value_;
@@ -119,7 +118,7 @@ class Property {
     return std::ranges::end(value());
   }
 
-  /// Assigns. Who waits for a change is called before, who wants the new value after.
+  /// Assigns a value. Handlers of trackings are called before the change, and observers of the new value after it.
   template <typename Argument = Value>
     requires(std::is_assignable_v<Value&, Argument> && !std::same_as<std::remove_cvref_t<Argument>, Property>)
   Property& operator=(Argument&& value) {
@@ -130,8 +129,8 @@ class Property {
   }
   void setValue(Value value) { *this = std::move(value); }
 
-  /// Changes the value in place, as one change, which is announced whatever the body does, a throw included. Returns
-  /// what the body returned.
+  /// Calls the body to change the value in place. This is one change, which is announced in any case, also if the body
+  /// throws. Returns the body's result.
   template <typename Body>
   auto modify(Body&& body) -> std::invoke_result_t<Body, Value&> {
     static_assert(!std::is_reference_v<std::invoke_result_t<Body, Value&>>,
@@ -225,7 +224,7 @@ class Property {
   {
     return left.value() == right.value();
   }
-  // Not a template, so that it is preferred to those that take anything on one side, as `std::optional` has.
+  // This operator is not a template, so overload resolution prefers it to templates such as those of `std::optional`.
   friend bool operator==(const Property& left, const Value& right)
     requires std::equality_comparable<Value>
   {
@@ -274,11 +273,11 @@ class Property {
   };
 
   Value value_{};
-  /// Ends first: a handler that is called then can still read the value.
+  /// The point ends first, so a handler that is called then can still read the value.
   detail::LazyObservationPoint point_;
 };
 
-// For texts, whose own operators are templates and look through no conversion.
+// Operators for texts, because the standard operators of texts are templates and accept no conversion.
 template <typename Value, typename Other>
   requires(std::is_class_v<Value> && !detail::isProperty<Other>)
 auto operator+(const Property<Value>& left, const Other& right)

@@ -18,21 +18,21 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// What was read, and at which version. Holds a reference on the point.
+/// A read of a point, and its version at that time. Holds a reference on the point.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;
 };
 
-/// The points that a function reads, each once, with the version at the first reading. It is the thread's innermost
-/// list from its making to its end, and then hands what it has to the next outer one as well.
+/// The points that a function reads, each once, with the version at the first read. The list is the thread's innermost
+/// one from its construction to its end. Then it also adds its points to the next outer list.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
-  /// Expects that these points, and no others, are read in this order, and notes the versions there. It takes no
-  /// references, because the caller holds the points. It turns into an ordinary list at a reading of another point.
+  /// A list that expects reads of exactly these points in this order, and stores the versions in `expected`. It takes
+  /// no references, because the caller holds the points. A read of another point makes it an ordinary list.
   AccessList(Access* expected, std::size_t count) noexcept : AccessList() {
     expected_ = expected;
     expectedCount_ = count;
@@ -44,7 +44,7 @@ class TESSALY_EXPORT AccessList {
     if (count_ != 0) releaseAll();
   }
 
-  /// The version is read before the value is: a later change shows.
+  /// The version is read before the value, so a later change is detected.
   void add(ObservationPoint& point, std::uint64_t version) {
     if (expected_ == nullptr && count_ == 0) return addOnce(point, version);
     addSlowly(point, version);
@@ -55,35 +55,36 @@ class TESSALY_EXPORT AccessList {
     currentAccessList = outer_;
     if (outer_ != nullptr) mergeIntoOuter();
   }
-  /// Whether what was expected has come true. If not, the list holds what was read.
+  /// Whether exactly the expected points were read. If not, the list contains the points that were read.
   [[nodiscard]] bool isAsExpected() {
     if (expected_ == nullptr) return false;
     if (seen_ == expectedCount_) return true;
     stopExpecting();
     return false;
   }
-  /// Whether this is the list or one of its outer ones.
+  /// Whether this list is the given one or one of its outer lists.
   [[nodiscard]] bool isIn(const AccessList* innermost) const noexcept {
     for (const AccessList* list = innermost; list != nullptr; list = list->outer_) {
       if (list == this) return true;
     }
     return false;
   }
-  /// A change by this thread is none that its own function missed.
+  /// Records a change by this thread, because its own function did not miss that change.
   void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
 
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
   [[nodiscard]] const Access& operator[](std::size_t index) const noexcept { return accesses()[index]; }
-  /// Forgets everything; the references are the caller's now.
+  /// Empties the list. The caller then owns the references.
   void surrender() noexcept { count_ = 0; }
 
  private:
   static constexpr std::size_t inlineCount = 8;
 
-  /// Where all accesses are once they are more than a few.
+  /// The storage for more than a few accesses.
   struct Many {
     std::vector<Access> accesses;
-    /// Positions in `accesses` plus one, by the point's address; open addressing, never more than half full.
+    /// A hash table with open addressing, at most half full, from a point's address to its position in `accesses` plus
+    /// one.
     std::vector<std::uint32_t> index;
   };
 
@@ -93,7 +94,7 @@ class TESSALY_EXPORT AccessList {
   void addSlowly(ObservationPoint& point, std::uint64_t version);
   [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
   void stopExpecting();
-  /// The version at which the point was read; null if it was not.
+  /// The version at which the point was read, or null if it was not read.
   [[nodiscard]] std::uint64_t* find(const ObservationPoint& point) noexcept;
   void addOnce(ObservationPoint& point, std::uint64_t version);
   void rebuildIndex();
@@ -112,7 +113,7 @@ class TESSALY_EXPORT AccessList {
   std::unique_ptr<Many> many_;
 };
 
-/// Keeps what is called meanwhile (handlers, not the tracked function) out of this thread's lists.
+/// Disables tracking on this thread for a scope, so that reads of handlers do not enter the lists.
 class WithoutTracking {
  public:
   WithoutTracking() noexcept : list_(std::exchange(currentAccessList, nullptr)) {}

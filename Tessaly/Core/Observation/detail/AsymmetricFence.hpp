@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A fence with a cheap side and an expensive side, for two threads that each store a flag and then load the other's:
-/// at least one of them sees the store of the other.
+/// A fence with a cheap side and an expensive side, for two threads. Each thread stores a flag and then loads the other
+/// thread's flag. At least one thread sees the store of the other.
 ///
 /// The frequent side calls `publish`, which is a plain store. The rare side stores its flag and calls `fenceAll`, which
 /// makes every running thread of the process execute a fence (`membarrier`, 0.7 to 0.8 us). A kernel that refuses

@@ -17,18 +17,18 @@ namespace Tessaly::inline v1::detail {
 /// Observes every point that a function reads. After each change it is notified on the changing thread, and calls the
 /// function again.
 ///
-/// It stays registered with the points of the last reading. While further readings find the same points, a change costs
-/// neither an allocation nor a registration.
+/// It stays registered with the points of the last run of the function. While later runs read the same points, a change
+/// costs neither an allocation nor a registration.
 ///
-/// A change that the observer makes is delivered at once, nested. A change on another thread makes the thread that is
-/// in a step take one more, so the last step is made after the last change.
+/// A change that the observer makes is delivered at once, nested. If another thread makes a change during a step, the
+/// thread in the step makes one more. So the last step follows the last change.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
  public:
-  /// Makes the first step. Called once. A throw of the function ends the observer and reaches the caller.
+  /// Makes the first step. Called once. An exception of the function ends the observer and reaches the caller.
   void start();
-  /// Ends it. No step begins afterwards; one may be under way.
+  /// Ends the observer. No step begins afterwards, but one may still be running.
   void cancel() noexcept override;
   void stop() noexcept override;
 
@@ -38,12 +38,13 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   ComputedObserver();
   ~ComputedObserver() override;
 
-  /// Calls `track` with a function that reads, and then passes on what it read. A step without `track` is the last.
+  /// Calls `track` with the reading function, and then passes on its result. A step that does not call `track` is the
+  /// last one.
   virtual void step(Occasion occasion) = 0;
-  /// Called once, at the end, when no step is under way and none will be.
+  /// Called once, at the end, when no step is running and none will begin.
   virtual void discard() noexcept {}
 
-  /// Calls the function, and makes a step after the next change of what it read.
+  /// Calls the function. The next change of a property that it reads causes a step.
   template <typename Read>
   void track(Read read) {
     AccessList accesses(accesses_.data(), accesses_.size());
@@ -89,14 +90,14 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   void deregister() noexcept;
   void finish() noexcept;
 
-  /// The thread that is in a step, or 0; whether a change came meanwhile, whether the observer has ended, whether a
-  /// thread waits for the step's end. A futex.
+  /// A futex with the thread that is in a step, or 0, and three flags: a change during the step, the end of the
+  /// observer, and a thread that waits for the end of the step.
   std::atomic<std::uint32_t> state_{0};
-  // The rest belongs to the thread that is in a step.
+  // Only the thread that is in a step uses the members below.
   bool isTracking_ = false;
-  /// The reading of the function.
+  /// The list of the running function's reads.
   const AccessList* reading_ = nullptr;
-  /// The points that it has read. The links hold the points.
+  /// The points that the function has read. The links hold the references.
   std::vector<Access> accesses_;
   std::vector<Retained<Link>> links_;
 };

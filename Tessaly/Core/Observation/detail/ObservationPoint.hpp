@@ -17,7 +17,7 @@ class ObservationPoint;
 class PointObserver;
 class Tracking;
 
-/// A tracking's place among those that a change of one point calls.
+/// A tracking's entry in a list of one point.
 struct Registration {
   enum class List : std::uint8_t { none, before, after };
 
@@ -25,15 +25,15 @@ struct Registration {
   Tracking* tracking = nullptr;
   Registration* next = nullptr;
   Registration* previous = nullptr;
-  /// Under the point's lock.
+  /// Guarded by the point's lock.
   List list = List::none;
 };
 
-/// One property of one object that can be tracked and observed. Made at the first reading under tracking. The property
-/// keeps it from then on, and so does every reader, registration and observer.
+/// One property of one object that can be tracked and observed. The first tracked read makes it. The property, every
+/// reader, every registration and every observer hold a reference.
 ///
-/// A reader records the version. The installing of a tracking compares it, under the lock without which no change
-/// ends, so a change by another thread between the two is not lost.
+/// A reader records the version. The registration of a tracking compares it under the lock, and no change ends without
+/// that lock. So a change by another thread between the two is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -48,14 +48,14 @@ class TESSALY_EXPORT ObservationPoint {
   void release(std::uint32_t count = 1) noexcept {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
-  /// The same out of and into a stock of references that the thread keeps: a thread that goes on tracking the point
-  /// that has just changed need not count them. The end of the point or of the thread gives the stock back.
+  /// The same with a stock of references that the thread keeps. A thread that repeatedly tracks the point that has just
+  /// changed then needs no atomic operation. The end of the point or of the thread returns the stock.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
   [[nodiscard]] Version version() const noexcept { return word_.version(); }
 
-  /// Adds the reading to the innermost list of this thread, if there is one.
+  /// Adds the read to the innermost list of this thread, if there is one.
   void recordAccess() {
     if (currentAccessList != nullptr) currentAccessList->add(*this, version());
   }
@@ -64,31 +64,31 @@ class TESSALY_EXPORT ObservationPoint {
     Version last = 0;
     if (word_.beginChange(last)) callBeforeChange(last);
   }
-  /// After it: calls the observers, and the trackings that read the value while it was changing.
+  /// After the value changed: calls the observers, and the trackings that read the value during the change.
   [[gnu::always_inline]] void didChange() noexcept {
     Version last = 0;
     if (word_.endChange(last)) return callAfterChange(last);
     if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atEnd(last));
   }
-  /// The property's end: one last change.
+  /// The end of the property, which counts as a last change.
   void end() noexcept;
 
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// Registers a tracking, which read at a version. If a change is under way, or the tracking wants to be called after
-  /// a change anyway, for the end of that. It is not registered if the point was changed since, if the tracking was
-  /// fired from another point, or if this point has ended with that version.
+  /// Registers a tracking that read at a version. During a change, and for a tracking that is called after changes, the
+  /// registration is for the end of the change. The tracking is not registered in three cases: the point was changed
+  /// since, the tracking was fired from another point, or this point has ended with that version.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
-  /// True if it was registered.
+  /// Removes a registration. Returns whether it was registered.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read at a version. True if the point was changed since.
+  /// Registers an observer that read at a version. Returns whether the point was changed since.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;
   /// Calls a registered observer, as a change does.
   void call(PointObserver& observer) noexcept;
-  /// Ends an observer's registration. A thread that is in a call of it discards its contents after the call; otherwise
-  /// this function does. True if that is another thread.
+  /// Ends an observer's registration. The thread that is calling the observer discards its captures after the call.
+  /// Without such a thread, this function does. Returns whether another thread will do it.
   [[nodiscard]] bool remove(PointObserver& observer) noexcept;
 
  private:
@@ -103,14 +103,15 @@ class TESSALY_EXPORT ObservationPoint {
 
   void addLocked(PointObserver& observer) TESSALY_REQUIRES(word_);
   void callLocked(PointObserver& observer, Version now) noexcept TESSALY_RELEASE(word_);
-  /// Calls the observers of a turn, and gives the turn back.
+  /// Calls the observers of a turn, and ends the turn.
   void notify(const ObserverList::Turn& turn) noexcept;
-  /// Does so without the lock while the turn is not shared. Returns the number of observers that have had their call.
+  /// Calls the observers without the lock while the turn is not shared. Returns the number of called observers.
   template <bool isAsymmetric>
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
-  /// Calls one observer, unless it has ended or another thread is in a call of it, which is then told to repeat it.
+  /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.
   void notifyShared(ObserverList& list, PointObserver& observer, const AccessList* accesses) noexcept;
-  /// Does what an outermost call leaves to do at its end. True if a change came meanwhile, for one more call.
+  /// Completes an outermost call. Returns true if a change happened during the call, so the observer needs one more
+  /// call.
   [[nodiscard]] bool settle(ObserverList& list, PointObserver& observer) noexcept;
   void discard(PointObserver& observer) noexcept;
   void endTurn(ObserverList& list) noexcept;
@@ -135,7 +136,7 @@ class TESSALY_EXPORT ObservationPoint {
   VersionWord word_;
   Registration* before_ TESSALY_GUARDED_BY(word_) = nullptr;
   Registration* after_ TESSALY_GUARDED_BY(word_) = nullptr;
-  /// Made for the first observer.
+  /// Made when the first observer is added.
   std::unique_ptr<ObserverList> observers_ TESSALY_GUARDED_BY(word_);
   std::atomic<std::uint32_t> references_{1};
   bool hasEnded_ TESSALY_GUARDED_BY(word_) = false;

@@ -12,24 +12,24 @@ namespace Tessaly::inline v1::detail {
 
 /// The observers of one point in the order in which they were added, and the turns of the threads that call them.
 ///
-/// A thread that has changed the value takes a turn and calls the observers that it finds. While turns are taken
-/// nothing moves: new observers are appended, ended ones only marked, and an outgrown array is kept.
+/// A thread that has changed the value takes a turn and calls the observers in the list. During a turn no entry moves:
+/// new observers are appended, ended ones are only marked, and an outgrown array is kept.
 ///
-/// The only holder of a turn calls observers without the lock: it marks each one by a plain store, and looks whether
-/// the turn is shared. Whoever needs to know who is in which call (a second thread with a change, or the end of an
-/// observation) shares the turn first: the flag, then a fence in all threads. From then on every step takes the lock,
-/// until the last turn is given back.
+/// The only holder of a turn calls observers without the lock. It marks each one by a plain store, and then checks
+/// whether the turn is shared. A second thread with a change, or the end of an observation, must know which thread
+/// calls which observer. It shares the turn first: it sets the flag, and then executes a fence in all threads. From
+/// then on every step takes the lock, until the last turn ends.
 ///
-/// Thread contract: guarded by the point's lock, except for `isShared` and for what `Turn` says.
+/// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {
  public:
-  /// The state that a thread with a turn may read without the lock: these places stay as they are.
+  /// The state that a thread with a turn may read without the lock. It does not change during the turn.
   struct Turn {
     ObserverList* list = nullptr;
     PointObserver* const* places = nullptr;
     std::uint32_t count = 0;
     bool isShared = false;
-    /// Of the fence with which `share` shows the callers.
+    /// Whether `share` can use the asymmetric fence.
     bool isAsymmetric = false;
   };
 
@@ -42,7 +42,7 @@ class ObserverList {
   [[nodiscard]] bool hasTurns() const noexcept { return turns_ > 0; }
   /// Appends an observer and takes a reference.
   void add(PointObserver& observer);
-  /// Takes out an observer while there are no turns. The reference is the caller's then.
+  /// Removes an observer while there are no turns. The caller then owns the reference.
   void remove(PointObserver& observer) noexcept;
   /// Leaves the removal of an ended observer to the end of the last turn.
   void removeLater() noexcept { hasEndedOnes_ = true; }
@@ -56,9 +56,9 @@ class ObserverList {
     ++turns_;
     return {this, slots_, count_, isShared(), isAsymmetric_};
   }
-  /// Makes every later step of every turn take the lock, and shows the callers of all observers.
+  /// Makes every later step of every turn take the lock, and records the callers of all observers.
   void share(std::uint32_t thread) noexcept;
-  /// Gives a turn back. Returns the observers that have left the list with it, by `next_`.
+  /// Ends a turn. Returns the observers that left the list with it, linked by `next_`.
   [[nodiscard]] PointObserver* endTurn() noexcept {
     if (--turns_ > 0) return nullptr;
     isShared_.store(false, std::memory_order_relaxed);
@@ -67,7 +67,7 @@ class ObserverList {
   }
 
   [[nodiscard]] bool isShared() const noexcept { return isShared_.load(std::memory_order_seq_cst); }
-  /// The thread that calls the observer, or 0. Exact without turns, and once the turn is shared.
+  /// The thread that calls the observer, or 0. Exact if there is no turn or the turn is shared.
   [[nodiscard]] std::uint32_t callerOf(const PointObserver& observer) const noexcept {
     if (observer.caller_ != 0) return observer.caller_;
     return observer.isCalled_.load(std::memory_order_acquire) ? holder_ : 0;

@@ -28,9 +28,9 @@ class TESSALY_EXPORT Observer {
       delete this;
   }
 
-  /// Ends the observation. No call begins afterwards. A call may be under way on any thread.
+  /// Ends the observation. No call begins afterwards, but one may still be running on any thread.
   virtual void cancel() noexcept = 0;
-  /// The same, and waits for a call that is under way on another thread.
+  /// The same, and waits for a call that is running on another thread.
   virtual void stop() noexcept = 0;
 
  protected:
@@ -44,9 +44,9 @@ class TESSALY_EXPORT Observer {
 /// An observer of one point, which the point notifies after every change. The point keeps a reference until the
 /// observation has ended and no delivery can see the observer any more.
 ///
-/// At most one thread calls the observer at a time. A change on another thread meanwhile makes that thread call it once
-/// more, so the last call is made after the last change. A change that the call itself makes is delivered at once,
-/// nested.
+/// At most one thread calls the observer at a time. If another thread makes a change meanwhile, the calling thread
+/// calls the observer once more. So the last call follows the last change. A change that the call itself makes is
+/// delivered at once, nested.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT PointObserver : public Observer {
@@ -58,36 +58,37 @@ class TESSALY_EXPORT PointObserver : public Observer {
   PointObserver() = default;
   ~PointObserver() override;
 
-  /// Registers with a point and takes the reading's reference on it. Called once. True if the point was changed since
-  /// it was read, for a call that is the caller's.
+  /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point was
+  /// changed since the read. Then the caller must make the call.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// The same, and calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
   /// Calls the observer, as a change of the point does.
   void call() noexcept;
 
-  /// The list is what the changing thread was tracking; it tracks nothing during the call.
+  /// The list contains the reads that the changing thread has tracked so far. The thread tracks nothing during the
+  /// call.
   virtual void notify(const AccessList* accesses) noexcept = 0;
-  /// Destroys what the observer captured. Called once, after the end, while no call is under way.
+  /// Destroys the captures of the observer. Called once, after the end, while no call is running.
   virtual void discard() noexcept {}
 
  private:
   friend class ObservationPoint;
   friend class ObserverList;
 
-  /// Whether `discard` is still to be called by the thread that is in a call, and whether another thread waits for it.
+  /// Whether the calling thread still has to call `discard`, and whether another thread waits for that.
   enum Discarding : std::uint32_t { settled, due, awaited };
 
   void waitUntilSettled() noexcept;
 
   ObservationPoint* point_ = nullptr;
-  /// The next one that leaves the list in the same moment.
+  /// The next observer that leaves the list at the same time.
   PointObserver* next_ = nullptr;
   /// A futex.
   std::atomic<std::uint32_t> discarding_{settled};
-  // The rest is guarded by the point's lock, except `isCalled_`.
+  // The point's lock guards the members below, except `isCalled_`.
   std::uint32_t index_ = 0;
-  /// The thread that is in a call, if it began while the turn was shared. Else 0.
+  /// The thread that is calling, if the call began while the turn was shared. Otherwise 0.
   std::uint32_t caller_ = 0;
   /// Whether the sole holder of the turn is in a call. Only that thread writes it.
   std::atomic<bool> isCalled_{false};

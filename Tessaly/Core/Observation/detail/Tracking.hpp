@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A handler that waits for the first change of any of several points: registered in each of them, called once.
+/// A handler that is registered with several points, and is called once, at the first change of any of them.
 ///
-/// Reference-counted: each registration that is in a list is worth a reference, and so is what keeps it. Its memory
-/// comes from the lists that coroutine frames come from.
+/// It is reference-counted. Each registration in a list holds a reference, and so does each owner. Its memory comes
+/// from the free lists of coroutine frames.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Tracking {
@@ -35,22 +35,22 @@ class TESSALY_EXPORT Tracking {
     if (isSoleReference() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
-  /// Takes the points over from an ended list and registers in each. If one was changed by another thread since it was
-  /// read, the handler is called at once; if a change of it is under way, after that. Called once, by who made it and
-  /// holds the only reference, which this takes.
+  /// Takes the points of an ended list and registers with each. If another thread has changed one since its read, the
+  /// handler is called at once. If a change is still running, the handler is called after it. The maker calls this
+  /// once, with the only reference, which this function takes.
   void install(AccessList& accesses) noexcept;
-  /// Calls the handler, unless that was done or the tracking was cancelled. The caller holds a reference.
+  /// Calls the handler, unless it was called or the tracking was cancelled before. The caller holds a reference.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// The same, from a point that has taken a registration out and tracks nothing meanwhile. If the registration is the
-  /// only one, there is nothing to deregister.
+  /// The same, from a point that has removed a registration. The thread must not track meanwhile. If this was the only
+  /// registration, none is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
   }
-  /// Gives back the reference of a registration that was taken out. True if that was the last one of all and the point
-  /// was the only one: then the reference on the point is the caller's.
+  /// Releases the reference of a removed registration. Returns true if this was the last reference and the point was
+  /// the only one. Then the caller owns the reference on the point.
   [[nodiscard]] bool releaseTaken() noexcept {
     if (count_ > 1 || !isSoleReference()) {
       release();
@@ -60,7 +60,7 @@ class TESSALY_EXPORT Tracking {
     delete this;
     return true;
   }
-  /// Ends the tracking without a call. A call on another thread may be under way. The caller holds a reference.
+  /// Ends the tracking without a call. A call may still be running on another thread. The caller holds a reference.
   void cancel() noexcept {
     if (claim()) finish(Finish::silently);
   }
@@ -69,14 +69,14 @@ class TESSALY_EXPORT Tracking {
  protected:
   enum class Finish : std::uint8_t { calling, silently };
 
-  /// With room for a registration in each point of the list.
+  /// Makes a tracking with room for a registration for each point of the list.
   explicit Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
     if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
   }
   virtual ~Tracking() {
     if (count_ > 1 || one_.point != nullptr) releasePoints();
   }
-  /// Calls the handler if told so, and destroys it.
+  /// Calls the handler if `finish` says so, and destroys it.
   virtual void finishHandler(Finish finish) noexcept = 0;
 
  private:

@@ -10,15 +10,15 @@
 namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
-/// list that has entries. The version counts the changes that have begun and those that are under way. So an
-/// announcement is at most one atomic operation, which also takes the lock if the point has something to call.
+/// list that has entries. The version counts the begun changes and the running changes. So an announcement is at most
+/// one atomic operation, which also takes the lock if the point has something to call.
 ///
-/// A change is announced at its beginning only if a tracking waits for that. Otherwise it counts from its end: a reader
-/// of the old value is in a list by then, or finds another version.
+/// A change is announced at its beginning only if a tracking waits for that. Otherwise it is announced at its end. By
+/// then, a reader of the old value is in a list or finds another version.
 ///
 /// While the lock is held no other thread writes the word, so releasing it is a plain store. A waiting thread is not
-/// woken. It looks again, at first at once, then every 50 us. The lock is held for a few instructions, and at most for
-/// the microsecond of a fence in all threads. Nothing is called under it.
+/// woken. It tries again, at first immediately, then every 50 µs. The lock is held for a few instructions, and at most
+/// for about 1 µs by a fence in all threads. No handler is called under it.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_CAPABILITY("lock") VersionWord {
@@ -33,24 +33,24 @@ class TESSALY_CAPABILITY("lock") VersionWord {
   static constexpr Version underWay = 0x10;
   static constexpr Version begun = 0x10'0000;
 
-  /// Whether a change was under way.
+  /// Whether a change was running.
   [[nodiscard]] static constexpr bool isChanging(Version version) noexcept {
     return (version & (begun - underWay)) != 0;
   }
-  /// The version once a change has begun.
+  /// The version after the beginning of a change.
   [[nodiscard]] static constexpr Version atBeginning(Version version) noexcept { return version + begun + underWay; }
-  /// The version once a change is done. One that was not announced at its beginning, because nobody had tracked the
-  /// property then, counts from here.
+  /// The version after the end of a change. A change that was not announced at its beginning counts from its end.
   [[nodiscard]] static constexpr Version atEnd(Version version) noexcept {
     return isChanging(version) ? version - underWay : version + begun;
   }
 
   [[nodiscard]] Version version() const noexcept { return word_.load(std::memory_order_acquire) & ~flags; }
 
-  /// Begins a change. If trackings wait to be called before it: true, and locked, with the version before the change.
+  /// Begins a change. If trackings must be called before it, takes the lock, sets `last` to the version before the
+  /// change, and returns true.
   [[nodiscard]] bool beginChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     std::uint64_t word = word_.load(std::memory_order_relaxed);
-    // A locked word may not show its lists.
+    // A locked word may lack the flags of its lists.
     while ((word & (isLocked | before)) != 0) [[unlikely]] {
       if ((word & isLocked) != 0) {
         word = waitWhileLocked();
@@ -61,7 +61,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
     }
     return false;
   }
-  /// Ends a change, with the version before its end. True, and locked, if the point has something to call.
+  /// Ends a change, and sets `last` to the version before its end. If the point has anything to call, takes the lock
+  /// and returns true.
   [[nodiscard]] bool endChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     for (;;) {
@@ -84,7 +85,7 @@ class TESSALY_CAPABILITY("lock") VersionWord {
     }
     return word & ~flags;
   }
-  /// Gives the lock back, with the version, and which lists have entries now.
+  /// Releases the lock, and stores the version and the flags of the lists with entries.
   void unlock(Version version, unsigned lists) noexcept TESSALY_RELEASE() {
     word_.store(version | lists, std::memory_order_release);
   }
