@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 
 /// An amount of money: "$9.99". It has as many fraction digits as its currency at first: two of euros, none of yen.
 ///
-/// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is as of
+/// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is that of
 /// `NumberFormatStyle`.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
@@ -25,24 +25,24 @@ class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
  public:
   /// The currency by the locale's symbol ("US$"), by its shortest one ("$"), by its code ("USD") or by name.
   enum class Width : std::uint8_t { symbol, narrowSymbol, code, wide };
-  /// A negative amount has a minus sign, or stands in parentheses where accountants of the locale do so.
+  /// The form of negative amounts: with a minus sign, or in parentheses if accountants of the locale use them.
   enum class Sign : std::uint8_t { standard, accounting };
 
-  /// A currency by its code of ISO 4217, in letters of either case. A code that no currency has is written as it is.
-  /// Without three ASCII letters the currency is unknown, and the amount has the sign "¤".
+  /// The style of a currency, by its code of ISO 4217, in letters of either case. An unknown code is written unchanged.
+  /// If the code is not three ASCII letters, the amount has the sign "¤".
   explicit CurrencyFormatStyle(std::string_view code) noexcept {
     shape_.kind = detail::NumberShape::Kind::currency;
     shape_.currency = codeOf(code);
     shape_.minimumFraction = shape_.maximumFraction = -1;
   }
 
-  /// At first the symbol.
+  /// Sets the width. At first `symbol`.
   [[nodiscard]] CurrencyFormatStyle width(Width width) const {
     using Shape = detail::NumberShape::Width;
     constexpr std::array widths{Shape::abbreviated, Shape::narrow, Shape::code, Shape::wide};
     return changed([&](CurrencyFormatStyle& style) { style.shape_.width = widths[static_cast<std::size_t>(width)]; });
   }
-  /// At first standard.
+  /// Sets the form of negative amounts. At first `standard`.
   [[nodiscard]] CurrencyFormatStyle sign(Sign sign) const {
     return changed([&](CurrencyFormatStyle& style) { style.shape_.isAccounting = sign == Sign::accounting; });
   }

@@ -13,9 +13,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// The time between two dates, without what both share: "Jan 2 – 5, 2023".
+/// Writes an interval between two dates, and their common parts only once: "Jan 2 – 5, 2023".
 ///
-/// The standard library has nothing like it. A thread prepares a combination of locale, zone and fields in about 2 ms
+/// The standard library has no counterpart. A thread prepares a combination of locale, zone and fields in about 2 ms
 /// and keeps the last eight.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
@@ -30,19 +30,19 @@ class DateIntervalFormatStyle {
   /// No time, "3:04 PM".
   enum class TimeWidth : std::uint8_t { omitted, shortened };
 
-  /// At first abbreviated.
+  /// Sets the width of the dates. At first `abbreviated`.
   [[nodiscard]] DateIntervalFormatStyle date(DateWidth width) const {
     return with(&DateIntervalFormatStyle::date_, width);
   }
-  /// At first omitted.
+  /// Sets the width of the times. At first `omitted`.
   [[nodiscard]] DateIntervalFormatStyle time(TimeWidth width) const {
     return with(&DateIntervalFormatStyle::time_, width);
   }
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] DateIntervalFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&DateIntervalFormatStyle::locale_, locale);
   }
-  /// Absent, as at first: the current time zone at every use.
+  /// Sets the time zone. Absent at first, which means the current time zone at every use.
   [[nodiscard]] DateIntervalFormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&DateIntervalFormatStyle::timeZone_, zone);
   }

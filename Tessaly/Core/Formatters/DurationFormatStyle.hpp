@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 
 /// A span of time in days, hours, minutes and seconds: "1 day, 2 hours".
 ///
-/// `DateComponentsFormatter` writes "1:02:03", and ends at hours. The nearest standard facility is the output of
-/// `std::chrono::duration`, which knows no locale. A thread prepares a unit in about 100 us and keeps the last ones.
+/// `DateComponentsFormatter` writes "1:02:03", and has no unit above hours. The nearest standard facility is the output
+/// of `std::chrono::duration`, which ignores locales. A thread prepares a unit in about 100 µs and keeps the last ones.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///
@@ -27,24 +27,25 @@ class DurationFormatStyle {
   /// "1 hour, 2 minutes", "1 hr, 2 min", "1h 2m".
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
 
-  /// At first wide.
+  /// Sets the width. At first `wide`.
   [[nodiscard]] DurationFormatStyle width(Width width) const { return with(&DurationFormatStyle::width_, width); }
-  /// The units from the largest to the smallest one. At first from days to seconds.
+  /// Sets the largest and the smallest unit. At first days and seconds.
   [[nodiscard]] DurationFormatStyle units(Unit largest, Unit smallest) const {
     return with(&DurationFormatStyle::largest_, largest).with(&DurationFormatStyle::smallest_, smallest);
   }
-  /// How many units are written at most, from the first that is not zero on. At first four; at least one.
+  /// Sets the maximum number of written units, counted from the first unit that is not zero. At first four; at least
+  /// one.
   [[nodiscard]] DurationFormatStyle maximumUnitCount(int count) const {
     return with(&DurationFormatStyle::maximumUnitCount_, count < 1 ? 1 : count);
   }
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] DurationFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&DurationFormatStyle::locale_, locale);
   }
 
-  /// The text of a span in seconds, cut toward zero to the smallest unit. Units that are zero are left out; the
-  /// smallest one stays where all are. The sign of a negative span stands before the first unit that is written. Empty
-  /// for what is not a finite number.
+  /// The text of a span in seconds, truncated toward zero to the smallest unit. Units with the value zero are omitted.
+  /// If all are zero, the smallest one is written. The sign of a negative span precedes the first written unit. Empty
+  /// for NaN and infinities.
   [[nodiscard]] TESSALY_EXPORT std::string format(double seconds) const;
 
   friend bool operator==(const DurationFormatStyle&, const DurationFormatStyle&) noexcept = default;

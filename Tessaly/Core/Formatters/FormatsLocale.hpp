@@ -5,13 +5,13 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 
-/// The locales of the formats, which desktops let the user choose apart from the language.
+/// The locales of the formats. On desktops, users choose them separately from the language.
 ///
-/// Each is the first of `LC_ALL`, the category's own variable and `LANG` that is not empty, without its encoding:
+/// Each is the first nonempty one of `LC_ALL`, the category's own variable and `LANG`, without its encoding:
 /// "de_DE.UTF-8" is "de_DE". "C", "POSIX" and an environment without any of them give "en_US_POSIX".
 /// `Locale::current()` is the locale of the language (`LC_MESSAGES`), which styles use unless they name another one.
-/// The environment is read in every call: changing it meanwhile on another thread is a race. A `Locale::Replacement`
-/// changes nothing here.
+/// Every call reads the environment, so a change of it on another thread is a race. A `Locale::Replacement` has no
+/// effect on these locales.
 ///
 /// The nearest standard facility is `std::setlocale`, which refuses locales that are not generated on the machine.
 ///

@@ -16,7 +16,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A list in a sentence: "A, B, and C".
+/// Writes a list as in a sentence: "A, B, and C".
 ///
 /// The nearest standard facility is joining with a separator, which has no word before the last item. A thread prepares
 /// a locale in about 20 us and keeps the last 16 combinations of locale and style.
@@ -28,25 +28,25 @@ namespace Tessaly::inline v1 {
 ///     std::cout << style.type(ListFormatStyle::Type::or_).format({"red", "green"});  // red or green
 class ListFormatStyle {
  public:
-  /// All of the items, one of them, or parts of one measure ("3 ft, 7 in").
+  /// The meaning of the list: all of the items, one of them, or parts of one measure ("3 ft, 7 in").
   enum class Type : std::uint8_t { and_, or_, units };
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
 
-  /// At first `and_`.
+  /// Sets the type. At first `and_`.
   [[nodiscard]] ListFormatStyle type(Type type) const { return with(&ListFormatStyle::type_, type); }
-  /// At first wide.
+  /// Sets the width. At first `wide`.
   [[nodiscard]] ListFormatStyle width(Width width) const { return with(&ListFormatStyle::width_, width); }
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] ListFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&ListFormatStyle::locale_, locale);
   }
 
-  /// The text of a list: empty without items, the item itself of one. Ill-formed UTF-8 becomes U+FFFD.
+  /// The text of a list. Empty without items; a single item gives the item itself. Ill-formed UTF-8 becomes U+FFFD.
   [[nodiscard]] TESSALY_EXPORT std::string format(std::span<const std::string_view> items) const;
   [[nodiscard]] std::string format(std::initializer_list<std::string_view> items) const {
     return format(std::span(items.begin(), items.size()));
   }
-  /// The same of any range of texts.
+  /// The same for any range of texts.
   template <std::ranges::input_range Items>
     requires(std::convertible_to<std::ranges::range_reference_t<Items>, std::string_view> &&
              !std::convertible_to<Items, std::span<const std::string_view>> &&

@@ -11,11 +11,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A measurement in the units of the reader: "12 km", "7.5 mi", "54°F". Up to one fraction digit at first.
+/// Writes a measurement in the units of the reader: "12 km", "7.5 mi", "54°F". At first with up to one fraction digit.
 ///
 /// The unit follows the measurement system of the formats (`FormatsLocale::measurement()`), or of the style's locale if
 /// it names one. The unit's size follows the amount: 0.4 km is "400 m". `ByteCountFormatStyle` writes sizes of files.
-/// The standard library has nothing like it. The cost is as of `NumberFormatStyle`.
+/// The standard library has no counterpart. The cost is that of `NumberFormatStyle`.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///
@@ -35,7 +35,7 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
     shape_.maximumFraction = 1;
   }
 
-  /// At first abbreviated.
+  /// Sets the width. At first `abbreviated`.
   [[nodiscard]] MeasurementFormatStyle width(Width width) const {
     using Shape = detail::NumberShape::Width;
     return changed([&](MeasurementFormatStyle& style) {
@@ -44,11 +44,11 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
                                                     : Shape::abbreviated;
     });
   }
-  /// At first automatic.
+  /// Sets the choice of the unit. At first `automatic`.
   [[nodiscard]] MeasurementFormatStyle unit(UnitChoice choice) const {
     return changed([&](MeasurementFormatStyle& style) { style.choice_ = choice; });
   }
-  /// Absent, as at first: the system of the style's locale, or of the formats.
+  /// Sets the measurement system. Absent at first, which means that of the style's locale, or else of the formats.
   [[nodiscard]] MeasurementFormatStyle system(const std::optional<MeasurementSystem>& system) const {
     return changed([&](MeasurementFormatStyle& style) { style.system_ = system; });
   }

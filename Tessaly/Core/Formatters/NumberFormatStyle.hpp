@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A number as people write it: grouped, with up to three fraction digits at first.
+/// Writes a number as people write it: grouped, at first with up to three fraction digits.
 ///
 /// `NumberFormatter` also parses, and has affixes and rounding modes. The nearest standard facility is `std::format`
 /// with a `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about

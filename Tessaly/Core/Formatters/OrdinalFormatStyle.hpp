@@ -11,18 +11,18 @@
 
 namespace Tessaly::inline v1 {
 
-/// A rank in digits: "1st", "2.", "1er".
+/// Writes a rank in digits: "1st", "2.", "1er".
 ///
-/// It is the form that the locale data lists first, which in languages with genders is the masculine one. `PluralRules`
-/// of ordinals chooses between texts of the host. The standard library has nothing like it. A thread prepares a locale
-/// in about 300 us and keeps the last four.
+/// The form is the first one of the locale data. In languages with genders this is the masculine form. `PluralRules` of
+/// ordinals chooses between texts of the host. The standard library has no counterpart. A thread prepares a locale in
+/// about 300 µs and keeps the last four.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///
 ///     std::cout << OrdinalFormatStyle().locale(Locale("en")).format(22);  // 22nd
 class OrdinalFormatStyle {
  public:
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] OrdinalFormatStyle locale(const std::optional<Locale>& locale) const {
     OrdinalFormatStyle changed = *this;
     changed.locale_ = locale;

@@ -6,10 +6,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A share of one as a percentage: 0.5 is "50%". Without fraction digits at first.
+/// Writes a share of one as a percentage: 0.5 is "50%". At first without fraction digits.
 ///
 /// The value is multiplied by one hundred exactly: 0.575 is 57.5 per cent, which rounds half to even to "58%".
-/// `NumberFormatter` multiplies in double precision and writes "57%". The cost is as of `NumberFormatStyle`.
+/// `NumberFormatter` multiplies in double precision and writes "57%". The cost is that of `NumberFormatStyle`.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///

@@ -10,10 +10,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The grammatical number of a count: which of a language's forms goes with it.
+/// The rules that choose a language's grammatical form for a count.
 ///
 /// English writes "1 file" and "2 files", Russian has three forms and Arabic six. A host keeps one text for each
-/// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules stand in the
+/// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules are in the
 /// translations. A thread prepares the rules of a locale once and keeps the last eight.
 ///
 /// Thread contract: thread-compatible. Asking rules that no thread changes is thread-safe.
@@ -32,8 +32,8 @@ class PluralRules {
   explicit PluralRules(Kind kind = Kind::cardinal, const std::optional<Locale>& locale = std::nullopt)
       : locale_(locale), kind_(kind) {}
 
-  /// The category of a number as its shortest decimal form shows it: 1.5 has one fraction digit, 1.0 has none.
-  /// The sign does not count. `other` for infinities and for what is not a number.
+  /// The category of a number in its shortest decimal form: 1.5 has one fraction digit, 1.0 has none. The sign does not
+  /// count. `other` for infinities and NaN.
   [[nodiscard]] TESSALY_EXPORT Category category(double number) const;
   /// The category of a number that is shown with exactly this many fraction digits, from 0 to 340.
   [[nodiscard]] TESSALY_EXPORT Category category(double number, int fractionDigits) const;

@@ -9,10 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The units in which people of a country measure. `us` and `uk` differ in roads, heights and volumes.
+/// The systems of units of countries. `us` and `uk` differ in roads, heights and volumes.
 enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 
-/// The system of a locale's country: that of "de_DE" is metric, that of "en" is the one of the United States.
+/// The system of a locale's country: "de_DE" gives `metric`, and "en" gives `us`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT MeasurementSystem measurementSystem(const Locale& locale);

@@ -13,12 +13,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// The distance of a date from now: "5 minutes ago", "in 3 days", "yesterday".
+/// Writes the distance of a date from now: "5 minutes ago", "in 3 days", "yesterday".
 ///
 /// The unit is the largest one that fits: seconds below a minute, minutes below an hour, hours below a day, then days,
-/// weeks, months and years. Days count midnights; the other units are whole ones that have passed. `DateFormatter` can
-/// instead name the days around today and write other dates in full. The standard library has nothing like it. A
-/// thread prepares a locale in about 100 us and keeps the last 16 combinations of locale and style.
+/// weeks, months and years. Days count midnights. The other units count whole units that have passed. `DateFormatter`
+/// can instead name the days around today and write other dates in full. The standard library has no counterpart. A
+/// thread prepares a locale in about 100 µs and keeps the last 16 combinations of locale and style.
 ///
 /// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
 ///
@@ -36,28 +36,29 @@ class RelativeDateFormatStyle {
   enum class Presentation : std::uint8_t { numeric, named };
   enum class Unit : std::uint8_t { year, quarter, month, week, day, hour, minute, second };
 
-  /// At first wide.
+  /// Sets the width. At first `wide`.
   [[nodiscard]] RelativeDateFormatStyle width(Width width) const {
     return with(&RelativeDateFormatStyle::width_, width);
   }
-  /// At first numeric. A word stands only where the calendar agrees: "last month" is the month before this one.
+  /// Sets the presentation. At first `numeric`. A word is used only if the calendar agrees: "last month" is the month
+  /// before this one.
   [[nodiscard]] RelativeDateFormatStyle presentation(Presentation presentation) const {
     return with(&RelativeDateFormatStyle::presentation_, presentation);
   }
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] RelativeDateFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&RelativeDateFormatStyle::locale_, locale);
   }
-  /// The zone in which midnights are counted. Absent, as at first: the current time zone at every use.
+  /// Sets the time zone that decides when midnight is. Absent at first, which means the current time zone at every use.
   [[nodiscard]] RelativeDateFormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&RelativeDateFormatStyle::timeZone_, zone);
   }
 
-  /// The text of a date as seen from another. Empty if one of them is not a finite number, or lies more than 300,000
-  /// years from 1970.
+  /// The text of a date relative to a reference date. Empty if one of them is not a finite number, or is more than
+  /// 300,000 years from 1970.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date, Date reference = Date::now()) const;
-  /// The text of an amount of one unit: the future if positive or 0, the past if negative or -0.0. Empty for what is
-  /// not a finite number.
+  /// The text of an amount of one unit. A positive amount or 0 is in the future, a negative one or -0.0 in the past.
+  /// Empty for NaN and infinities.
   [[nodiscard]] TESSALY_EXPORT std::string format(double amount, Unit unit) const;
 
   friend bool operator==(const RelativeDateFormatStyle&, const RelativeDateFormatStyle&) noexcept = default;

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A language and the way a country writes numbers and dates, by its identifier: "fr", "pt_BR", "zh-Hant-TW".
+/// A language and a country's forms of numbers and dates, by an identifier: "fr", "pt_BR", "zh-Hant-TW".
 ///
 /// The nearest standard facility is `std::locale`, which only names locales that were generated on the machine. A
 /// `Locale` is a value with any name. An unknown locale is formatted like its nearest known parent. The last parent is
@@ -101,7 +101,7 @@ namespace detail {
 /// `Locale::current()` without a copy. The reference is valid until the next call on this thread.
 [[nodiscard]] TESSALY_EXPORT const Locale& currentLocale();
 
-/// The identifier of a locale that the system names: language[_territory][.encoding][@modifier].
+/// The identifier of a locale with a name of the system: language[_territory][.encoding][@modifier].
 [[nodiscard]] TESSALY_EXPORT std::string identifierOfSystemLocale(std::string_view name);
 
 }  // namespace detail

@@ -22,7 +22,7 @@ struct NumberShape {
   std::array<char, 4> currency{};
   /// ICU's identifier of a unit, a literal. Two units are the same if their pointers are.
   const char* unit = nullptr;
-  /// Negative: as many as the currency has.
+  /// The minimum number of fraction digits. A negative number means that of the currency.
   int minimumFraction = 0;
   int maximumFraction = 3;
 
@@ -33,10 +33,10 @@ struct NumberShape {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape, double value);
-/// The same of an integer, of which no digit is lost.
+/// The same for an integer, without a loss of digits.
 [[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape,
                                                     std::int64_t value);
-/// The text of all numbers between two, "3–5".
+/// The text of a range of numbers, "3–5".
 [[nodiscard]] TESSALY_EXPORT std::string numberRangeText(const std::string& locale, const NumberShape& shape,
                                                          double lower, double upper);
 

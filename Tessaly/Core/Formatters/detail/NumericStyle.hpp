@@ -18,23 +18,23 @@ namespace Tessaly::inline v1::detail {
 template <typename Style>
 class NumericStyle {
  public:
-  /// Absent, as at first: the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] Style locale(const std::optional<Locale>& locale) const {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
-  /// How many digits stand behind the decimal separator. Both are brought into the range from 0 to 340, and the
-  /// maximum is at least the minimum. Numbers are rounded half to even, by their shortest decimal form.
+  /// Sets the minimum and maximum number of fraction digits. Both are clamped to 0 to 340, and the maximum is at least
+  /// the minimum. Numbers are rounded half to even, by their shortest decimal form.
   [[nodiscard]] Style fractionDigits(std::int64_t minimum, std::int64_t maximum) const {
     return changed([&](Style& style) { setFractionDigits(style.shape_, minimum, maximum); });
   }
-  /// Exactly so many.
+  /// Sets an exact number of fraction digits.
   [[nodiscard]] Style fractionDigits(std::int64_t digits) const { return fractionDigits(digits, digits); }
-  /// Whether the locale's separators of thousands are written. At first true.
+  /// Sets whether the locale's separators of thousands are written. At first true.
   [[nodiscard]] Style grouping(bool isGrouped) const {
     return changed([&](Style& style) { style.shape_.isGrouped = isGrouped; });
   }
 
-  /// The text of a number. Infinities are "∞"; the text for what is not a number is the locale's, "NaN" in English.
+  /// The text of a number. Infinities are "∞". NaN has the locale's text, "NaN" in English.
   [[nodiscard]] std::string format(double value) const { return numberText(identifier(), shape_, value); }
   /// The text of an integer, without a loss of digits. An unsigned one above 2^63 - 1 is rounded to a `double`.
   template <std::integral Integer>
@@ -44,7 +44,8 @@ class NumericStyle {
     }
     return format(static_cast<double>(value));
   }
-  /// The text of the numbers between two, "3–5". Two that look alike are one with a sign of approximation, "~3".
+  /// The text of a range of numbers, "3–5". If both have the same text, the result is one number with a sign of
+  /// approximation, "~3".
   [[nodiscard]] std::string formatRange(double lower, double upper) const {
     return numberRangeText(identifier(), shape_, lower, upper);
   }
