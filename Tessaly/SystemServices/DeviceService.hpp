@@ -9,8 +9,8 @@
 /// The device that the application runs on.
 namespace Tessaly::inline v1::DeviceService {
 
-/// The hardware model's identifier as the firmware or the device tree has it; empty where neither says, as in many
-/// virtual machines (`DeviceBackend::current().source()` tells). Reads files of the system at each call.
+/// The hardware model's identifier from the firmware or the device tree. Empty if neither gives one, as in many virtual
+/// machines. `DeviceBackend::current().source()` gives the source. Each call reads files of the system.
 ///
 /// Thread contract: thread-safe.
 ///

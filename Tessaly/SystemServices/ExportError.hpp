@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Why an export failed.
+/// A failed export, with its reason.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -14,40 +14,42 @@
 
 namespace Tessaly::inline v1 {
 
-/// The sequence of `directoryChanges`: in each element the changes to apply, in their order.
+/// The sequence of `directoryChanges`. Each element has changes to apply in their order.
 using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 
-/// How `directoryChanges` follows a directory.
+/// The options of `directoryChanges`.
 ///
 /// Thread contract: thread-compatible.
 ///
 ///     auto changes = directoryChanges(files, notes, {.depth = DirectoryDepth::tree, .debounce = 200ms});
 struct DirectoryOptions {
-  /// Only the directory's own entries, or those of all directories below it too.
+  /// Whether to follow only the directory's own entries, or also those of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// How long to gather changes after the first one before they are an element.
+  /// The time for which changes after the first one are collected into the same element.
   std::chrono::nanoseconds debounce{0};
 };
 
-/// The contents of a directory: the first element lists them as appearances, every later one has what changed since.
+/// The contents of a directory and their changes. The first element lists all entries as `appeared`. Every later
+/// element has the changes since the previous one.
 ///
-/// A model to which all changes were applied equals the directory whenever nothing happens in it. That holds as well
-/// after the kernel's queue has overflown, after another directory took the name, and however slowly the elements are
-/// taken. Names that come and go between two elements are not reported. A file that is renamed within the directory
-/// (or tree) is reported with both names.
+/// A host that applies all changes to a model has the state of the directory whenever the directory does not change.
+/// This also holds after an overflow of the kernel's queue, after another directory took the name, and for a slow
+/// consumer. Names that appear and disappear between two elements are not reported. A file that is renamed within the
+/// directory (or tree) is reported with both names.
 ///
-/// Links are reported as links and not followed, but those on the path to the directory are. Directories that may not
-/// be read are listed without contents. The size and the date of a subdirectory are those of the last look at it. A
-/// write through a hard link outside of the directory is not reported; one through another name inside is.
+/// Links in the directory are reported as links and not followed. Links on the path to the directory are followed.
+/// Unreadable directories are listed without contents. The size and the date of a subdirectory are those of its last
+/// check. A write through a hard link outside of the directory is not reported; one through another name inside is.
 ///
-/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE), where the kernel reports only what this system does, each
-/// entry is also looked at every second. A volume that numbers its files anew reports a file as gone and come.
+/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. There each
+/// entry is also checked every second. If a volume gives a file a new inode number, the file is reported as disappeared
+/// and appeared.
 ///
-/// It fails with a `POSIXError`: `ENOENT` when there is no such directory, or it was gone for a second; `ENOTDIR` when
-/// something else has the name; `ENOSPC` when the system's limit of watches is reached. One task at a time may wait; a
-/// second one stops the process.
+/// The sequence fails with a `POSIXError`: `ENOENT` if the directory does not exist or was missing for 1 s; `ENOTDIR`
+/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. Only one task at a time
+/// may wait; a second one stops the process.
 ///
-/// One inotify instance serves the process. A watch is used for each directory, and no descriptor is held for it.
+/// The process uses one inotify instance. Each directory uses one watch and no descriptor.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -20,28 +20,28 @@
 
 namespace Tessaly::inline v1 {
 
-/// The writes of one file, without values: what `writeFileSystemEvents` gives.
+/// The sequence of `writeFileSystemEvents`: the writes of one file, without values.
 using FileSystemEvents = AsyncThrowingStream<std::monostate>;
 
-/// A file's contents, now and after each write: what `writeFileSystemEventsWithData` gives.
+/// The sequence of `writeFileSystemEventsWithData`: a file's contents, now and after each write.
 using FileSystemEventsWithData = AsyncMergeSequence<
     AsyncCompactMapSequence<FileSystemEvents, std::function<Async<std::optional<Data>>(std::monostate)>>,
     AsyncThrowingStream<Data>>;
 
-/// The changes of what a path leads to: what `fileChanges` gives.
+/// The sequence of `fileChanges`: the changes of the file that a path leads to.
 using FileChanges = AsyncThrowingStream<FileChange>;
 
 /// An empty element for each write of the file.
 ///
-/// Each `next()` waits until the file exists, looking for it every so many seconds, then opens it, waits for a write,
-/// and closes it again: no descriptor is held between elements, and a write that falls between two waits is missed. A
-/// replacement is no write of the file, but a wait that is under way moves on to the new file as soon as it exists, so
-/// that its next write ends the wait. A change of the modification time alone, the access time left as it is, is
-/// reported by the kernel as a write, and counts as one. Use `fileChanges` where nothing may be missed.
+/// Each `next()` waits until the file exists and checks for it at each interval. Then it opens the file, waits for a
+/// write, and closes the file. So no descriptor is open between elements, and a write between two waits is not noticed.
+/// A replacement is not a write of the file. But a running wait continues with the new file as soon as it exists, and
+/// its next write ends the wait. A change of only the modification time, with an unchanged access time, counts as a
+/// write, because the kernel reports it as one. Use `fileChanges` if every change must be noticed.
 ///
-/// It fails with a `POSIXError` when the file cannot be opened (code 257 when access is refused), which is also logged;
-/// with `CancellationError` when the task is cancelled while there is no file. An interval below a millisecond counts
-/// as one.
+/// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs that.
+/// It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1 ms
+/// counts as 1 ms.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -53,34 +53,34 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 
 /// The file's contents now, then after each write, merged in the order in which they arrive.
 ///
-/// The first contents are read before this returns; if that fails, so does the sequence. Where a later read fails,
-/// there is no element. See `writeFileSystemEvents` for what counts as a write.
+/// The first contents are read before this returns. If that fails, the sequence fails. A later read that fails gives no
+/// element. `writeFileSystemEvents` says which changes count as a write.
 ///
-/// Main-isolated: elsewhere it stops the process.
+/// Main-isolated: a call on another thread stops the process.
 ///
 ///     auto contents = writeFileSystemEventsWithData(FileManager::default_(), file, 0.5).makeAsyncIterator();
 ///     while (auto data = co_await contents.next()) show(*data);
 [[nodiscard]] TESSALY_EXPORT FileSystemEventsWithData writeFileSystemEventsWithData(
     FileManager& files, const URL& at, double existenceCheckTimeInterval, Clock& clock = ContinuousClock::shared());
 
-/// Waits until the file is removed, or another takes its name. Fails as `writeFileSystemEvents` does where there is no
-/// such file, and with `CancellationError` when the task is cancelled. The watch is set up on the main queue.
+/// Waits until the file is removed, or another file takes its name. Fails like `writeFileSystemEvents` if the file does
+/// not exist, and with `CancellationError` if the task is cancelled. The main queue sets up the watch.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     co_await nextFileSystemDelete(FileManager::default_(), lockFile);
 [[nodiscard]] TESSALY_EXPORT Async<void> nextFileSystemDelete(FileManager& files, URL at);
 
-/// An element whenever what the path leads to is not what it was at the last one, or at this call: its contents were
-/// written, it was replaced, removed, or came back. Never misses a change: one that happens between two calls of
-/// `next()` is told at once by the second; several are told as one.
+/// The changes of the file that the path leads to, since the previous element or since this call: it was written,
+/// replaced, removed, or it returned. No change is lost. If changes happen between two calls of `next()`, the second
+/// call returns at once, with one element for all of them.
 ///
-/// Every name on the path is followed, symbolic links and directories that are not there yet included. A write counts
-/// even if it wrote what was there before; a change of attributes does not. A change of the modification time alone
-/// counts where the kernel reports it as a write: when the file was opened for writing meanwhile, as touch(1) does, and
-/// when the access time was left as it is. Writing through a mapping is seen when the file is closed. Remote volumes,
-/// and files that cannot be read, are looked at every second. It fails with a `POSIXError` when the system's limit of
-/// watches is reached. One task at a time may wait; a second one stops the process.
+/// Every name on the path is followed, including symbolic links and missing directories. A write of equal contents
+/// counts. A change of attributes does not. A change of only the modification time counts if the kernel reports it as a
+/// write. The kernel does so if the file was opened for writing meanwhile, as by touch(1), and if the access time
+/// stayed unchanged. Writes through a mapping are noticed when the file is closed. Files on remote volumes and
+/// unreadable files are checked every second. The sequence fails with a `POSIXError` if the system's limit of watches
+/// is reached. One task at a time may wait; a second one stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -90,19 +90,20 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 [[nodiscard]] TESSALY_EXPORT FileChanges fileChanges(FileManager& files, const URL& at,
                                                      Clock& clock = ContinuousClock::shared());
 
-/// Writes a file in place, after making the folders that it lacks. With `excludeFromBackup`, its folder, not the file,
-/// is marked as not worth a backup. Throws what the file manager throws; what was done before stays done.
+/// Makes the missing directories of a path, and writes a file in place. With `excludeFromBackup`, the directory of the
+/// file is excluded from backups. Throws the errors of the file manager. Earlier steps are not reverted.
 ///
 /// Thread contract: thread-safe. Blocks on the file system.
 TESSALY_EXPORT void writeData(FileManager& files, const Data& data, const URL& to, bool excludeFromBackup);
 
-/// What may still be written to the volume of the user's home folder; 0 bytes where that cannot be told.
+/// The number of bytes that may still be written to the volume of the user's home directory. 0 if the volume does not
+/// report it.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Measurement<UnitInformationStorage> availableDiskMemoryBytes(FileManager& files) noexcept;
 
-/// The application's own data folder: in the first application-support folder, the one named by the main bundle's
-/// identifier; in a sandbox, that folder itself. It need not exist.
+/// The application's own data directory. It has the main bundle's identifier as its name, and is in the first
+/// application-support directory. In a sandbox it is the application-support directory itself. It need not exist.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT URL rootDirectory(FileManager& files);

@@ -9,12 +9,12 @@
 #include "Tessaly/Platform/Authentication/AuthenticationBackend.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 
-/// Whether the person in front of the machine is its user.
+/// Authenticates the user of the machine.
 namespace Tessaly::inline v1::LocalAuthenticationService {
 
-/// Asks the user to authenticate, showing the reason, and returns when the user did. Throws what the system says is the
-/// matter, an `LAError` on this system, before asking anybody if it cannot ask; `LAError::unknownError()` where the
-/// system says nothing. Cancelling the task does not take the question back.
+/// Asks the user to authenticate, shows the reason, and returns when the user has done so. Throws the system's error,
+/// which is an `LAError` on this system, or `LAError::unknownError()` if the system gives none. If the system cannot
+/// ask, it throws without asking. Cancelling the task does not withdraw the question.
 ///
 /// Thread contract: thread-safe.
 ///

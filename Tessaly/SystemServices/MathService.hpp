@@ -4,13 +4,13 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-/// Values between known values.
+/// Interpolation between known values.
 namespace Tessaly::inline v1::MathService::Interpolation {
 
-/// The y at `x` on the line through (x0, y0) and (x1, y1), extrapolated outside of them. Infinite or not a number where
-/// x0 and x1 are equal. `std::lerp` takes the fraction of the way instead of x, and is exact at both ends.
+/// The y at `x` on the line through (x0, y0) and (x1, y1), extrapolated outside of them. Infinite or NaN if x0 and x1
+/// are equal. `std::lerp` takes a fraction instead of x, and is exact at both ends.
 ///
-/// Every operation is rounded by itself, so results are the same on every processor.
+/// Every operation is rounded separately, so the results are the same on every processor.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -7,19 +7,19 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 
-/// What the user can paste elsewhere.
+/// The general pasteboard of the desktop.
 namespace Tessaly::inline v1::PasteboardService {
 
-/// Puts plain text on the general pasteboard, in the place of all that is there. Other programs can paste it as long as
-/// this process lives, or until something else is put there. Waits for the display, at most two seconds; where there is
-/// none, `PasteboardBackend::current().status()` says so.
+/// Puts plain text on the general pasteboard and replaces its contents. Other programs can paste the text until this
+/// process ends or other contents replace it. Waits at most 2 s for the display. Without a display it does nothing, and
+/// `PasteboardBackend::current().status()` says so.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     PasteboardService::write("to paste");
 TESSALY_EXPORT void write(std::string_view string);
 
-/// The same with a URL: its absolute text, as a URL for programs that know what that is and as plain text for others.
+/// The same with the absolute text of a URL. Programs can paste it as a URL or as plain text.
 ///
 /// Thread contract: thread-safe.
 ///

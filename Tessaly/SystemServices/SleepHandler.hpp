@@ -10,13 +10,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Keeps the display awake while the application wants it, as a player does.
+/// Keeps the display awake while the application needs it, as a player does.
 ///
-/// There is one in a process. It holds at most one assertion of the system's power management, which the system drops
-/// when the process ends. Failures show in the results only; `PowerBackend::current().status()` tells why.
+/// A process has one handler. It holds at most one assertion of the system's power management, and the system releases
+/// that when the process ends. Only the results report failures; `PowerBackend::current().status()` gives the reasons.
 ///
-/// Thread contract: thread-compatible: callers take turns, in practice by calling on one thread. A call waits for the
-/// desktop's services, at most two seconds for each.
+/// Thread contract: thread-compatible. Calls must not overlap; usually one thread makes all of them. A call waits for
+/// the desktop's services, at most 2 s for each.
 ///
 ///     if (SleepHandler::shared()->disableScreenSleep("Playing a film")) {
 ///       play();
@@ -27,17 +27,18 @@ class SleepHandler {
   SleepHandler(const SleepHandler&) = delete;
   SleepHandler& operator=(const SleepHandler&) = delete;
 
-  /// The only one. Made at the first call, never destroyed.
+  /// The handler of the process. Made at the first call, never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
   /// Whether the display is being kept awake.
   [[nodiscard]] bool isIdleDisplaySleepDisabled() const noexcept { return isIdleDisplaySleepDisabled_; }
 
-  /// Keeps the display awake; people may be shown the reason. True if that began now: false when it was so already
-  /// (the reason stays the former one) and when nobody on this machine can.
+  /// Keeps the display awake. The desktop may show the reason to the user. Returns true if this call took the
+  /// assertion. Returns false if the display was already being kept awake (with its former reason), or if no service
+  /// can keep it awake.
   TESSALY_EXPORT bool disableScreenSleep(std::string_view reason);
-  /// Lets the display sleep again. True if that began now: false when it was so already, and when the system refuses,
-  /// which leaves the display awake.
+  /// Lets the display sleep again. Returns true if this call released the assertion. Returns false if there was none,
+  /// or if the system refuses; then the display stays awake.
   TESSALY_EXPORT bool enableScreenSleep();
 
  private:

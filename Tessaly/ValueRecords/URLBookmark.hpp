@@ -14,10 +14,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A file or folder that the user chose, kept so that it is found again after it was renamed or moved nearby.
+/// A bookmark of a file or directory that the user chose. It finds the file again after it was renamed or moved to a
+/// nearby directory.
 ///
-/// It can be stored as a setting: as JSON with the members "url" and "data". Reading it back resolves the data; the
-/// stored URL is not trusted. Beginning and ending access to the file is the host's.
+/// It can be stored as a setting, as JSON with the members "url" and "data". Decoding resolves the data and ignores the
+/// stored URL. The host begins and ends the access to the file.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -27,20 +28,21 @@ class URLBookmark {
  public:
   using StoredValue = Data;
 
-  /// Nothing without a URL. Where the platform makes no bookmark, that is logged, and nothing comes of it.
+  /// Makes a bookmark of a URL. Absent without a URL. If the system makes no bookmark, the result is absent and the log
+  /// has a record.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URLBookmark> from(const std::optional<URL>& url);
-  /// Reads the stored form. What cannot be read is logged, and nothing comes of it.
+  /// Decodes the stored form. If that fails, the result is absent and the log has a record.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URLBookmark> from(const Data& stored);
-  /// Decodes "data" and resolves it. Throws what decoding or resolving throws.
+  /// Decodes "data" and resolves it. Throws the exceptions of decoding and resolving.
   TESSALY_EXPORT explicit URLBookmark(const Decoder& decoder);
 
   /// Encodes "url", then "data".
   TESSALY_EXPORT void encode(Encoder& encoder) const;
-  /// The stored form. Empty, and logged, if encoding fails.
+  /// The stored form. If encoding fails, it is empty and the log has a record.
   [[nodiscard]] TESSALY_EXPORT Data transformToUserDefaultValue() const;
 
   [[nodiscard]] const URL& url() const noexcept { return url_; }
-  /// The platform's token, kept as it was.
+  /// The system's token, unchanged.
   [[nodiscard]] const Data& data() const noexcept { return data_; }
   /// "url: '<path>' - data: '<count of bytes>'".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;

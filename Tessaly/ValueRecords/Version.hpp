@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A sign or none, then digits to the end.
+/// The number of a text that is an optional sign and digits.
 inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   if (piece.starts_with('+')) {
     piece.remove_prefix(1);
@@ -47,12 +47,12 @@ inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
 
 }  // namespace detail
 
-/// A dotted version number: major, minor, patch and, if there is one, build.
+/// A version number: major, minor, patch, and optionally build.
 ///
-/// Its order looks at the majors, then the patches, then the builds. It is not a total order: two versions whose majors
-/// are equal and whose minors differ are neither less nor greater than each other, and so are two of which one has no
-/// build where the builds would decide. Do not sort by it, nor use it as the key of a `std::map`. Nothing in the
-/// standard library is like it.
+/// The order compares the majors, then the patches, then the builds. It is not a total order. Two versions with equal
+/// majors and different minors are neither less nor greater than each other. The same holds if the builds would decide
+/// and one is absent. Do not sort by this order or use a version as the key of a `std::map`. The standard library has
+/// no counterpart.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -65,10 +65,10 @@ struct Version {
   std::int64_t patch = 0;
   std::optional<std::int64_t> build = std::nullopt;
 
-  /// Reads a text such as "1.2", "1.2.3" or "1.2.3.4". Empty pieces between the dots are left out, and what follows the
-  /// fourth is ignored. Nothing if there are fewer than two pieces, or if one of the first two is not a decimal number
-  /// in the range of 64 bits, which may have a sign. A third or fourth piece that is none counts as absent. Bytes that
-  /// are not UTF-8 are in no number. Allocates nothing.
+  /// Parses a text such as "1.2", "1.2.3" or "1.2.3.4". Empty pieces between the dots are skipped, and pieces after the
+  /// fourth are ignored. Absent if there are fewer than two pieces, or if one of the first two is not a decimal number
+  /// of 64 bits with an optional sign. A malformed third or fourth piece counts as absent. Ill-formed UTF-8 is not part
+  /// of a number. Allocates nothing.
   [[nodiscard]] static std::optional<Version> from(std::string_view text) noexcept;
 
   /// "1.2.0", and with a build "1.2.0.7".
@@ -77,8 +77,8 @@ struct Version {
   /// Whether all four fields are equal. An absent build equals only an absent one.
   friend bool operator==(const Version&, const Version&) noexcept = default;
 
-  /// Whether the first of major, patch and build that differs is less. False if the minors differ where the majors do
-  /// not, and where a build is absent that would decide.
+  /// Whether the first different field among major, patch and build is less. False if the majors are equal and the
+  /// minors differ. False if the builds would decide and one is absent.
   friend constexpr bool operator<(const Version& left, const Version& right) noexcept {
     if (left.major != right.major) return left.major < right.major;
     if (left.minor != right.minor) return false;

@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// How often a source is looked at to which the system reports nothing.
+/// The interval for polling a source that gets no events from the system.
 inline constexpr auto pollingInterval = std::chrono::seconds(1);
 
-/// Has a continuation yield after a while, unless the task is cancelled.
+/// Makes a continuation yield after a delay, unless the task is cancelled.
 template <typename Continuation, typename Element>
 Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continuation& continuation, Element element) {
   return Task<>::detached([=, clock = &clock]() -> Async<void> {
@@ -34,12 +34,12 @@ Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continu
 template <typename Source>
 class Follower {
  public:
-  /// Makes the source, which gets a function to be woken by. An error is kept for the first `source()`.
+  /// Makes the source and gives it a function that wakes the waiting task. An error is kept for the first `source()`.
   template <typename Make>
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
-  /// Marks the follower as waited for.
+  /// Marks the follower as having a waiting task, for a scope.
   class SoleConsumer {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {
@@ -55,14 +55,14 @@ class Follower {
     std::atomic<bool>& isWaiting_;
   };
 
-  /// Throws what making it threw.
+  /// The source. Throws the exception of its construction.
   [[nodiscard]] Source& source() const {
     if (source_ == nullptr) std::rethrow_exception(error_);
     return *source_;
   }
   [[nodiscard]] Clock& clock() const noexcept { return clock_; }
 
-  /// Waits until there may be a change; false when the task was cancelled.
+  /// Waits until there may be a change. Returns false if the task was cancelled.
   static Async<bool> wake(Follower& self) {
     if (!self.source_->needsPolling()) co_return (co_await self.wakes_.next()).has_value();
     const Task<> timer = yieldAfter(pollingInterval, self.clock_, self.continuation_, std::monostate());

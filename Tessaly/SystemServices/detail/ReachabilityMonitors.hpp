@@ -21,8 +21,8 @@
 
 namespace Tessaly::inline v1::ReachabilityService::detail {
 
-/// What follows the path for those who observe: confined to the main thread, except that it may be made, read and
-/// destroyed elsewhere.
+/// Follows the path for the observable reads. It belongs to the main thread, but any thread may make, read and destroy
+/// it.
 class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<MonitorWrapper> {
   struct Private {};
 
@@ -36,14 +36,14 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   [[nodiscard]] bool isOnline() const;
   [[nodiscard]] bool isExpensive() const;
 
-  /// Takes a path in, on the main thread.
+  /// Applies a path, on the main thread.
   void update(const NWPath& path);
 
  private:
   void start();
   void followSetting();
   void settingDidChange();
-  /// They announce only what is another value.
+  /// These functions announce only different values.
   void setIsOnline(bool isOnline);
   void setIsExpensive(bool isExpensive);
 
@@ -54,7 +54,7 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   ObservationRegistrar registrar_;
 };
 
-/// Resumes a continuation once, whoever comes first.
+/// Resumes a continuation once, at the first of several calls.
 class ResumeContinuation {
  public:
   explicit ResumeContinuation(CheckedContinuation<> continuation) : continuation_(std::move(continuation)) {}
@@ -79,19 +79,19 @@ class ResumeContinuation {
 TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor,
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 
-/// Yields a status for each change that is heard of, formed then and there, though paths and settings change on
-/// different threads: each takes its place in a row before it is formed, so that the last was formed after the last
-/// change. Whoever comes while another is yielding leaves it to that one.
+/// Yields a status for each change of the path or the setting, on any thread. A status takes its place in a queue
+/// before it is computed. So the last status is computed after the last change. A thread that finds another thread
+/// yielding leaves its status to that thread.
 class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}
 
-  /// Yields the status with this path; without one, with the monitor's of then.
+  /// Yields the status for this path, or, without a path, for the monitor's path at that time.
   void yield(std::optional<NWPath> path, const NWPathMonitor& monitor);
 
  private:
   struct Row {
-    /// None where one is being formed.
+    /// An absent entry is a status that is being computed.
     std::deque<std::optional<Status>> statuses;
     bool isYielding = false;
   };
