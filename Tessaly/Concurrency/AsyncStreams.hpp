@@ -21,11 +21,11 @@ namespace Tessaly::inline v1 {
 ///
 /// Each listener has a stream of its own with an unbounded buffer, so a slow listener delays no other. The broadcaster
 /// keeps no values: a listener receives the values that are sent after it subscribed. See `ReducedReplayAsyncStream`
-/// for listeners that catch up. A listener leaves by destroying its stream or by cancelling the task that consumes it.
+/// for listeners that catch up. A listener ends by destroying its stream or by cancelling the task that consumes it.
 ///
-/// It is held by `std::shared_ptr`. The end of the last reference ends every listener's stream, as `finish()` does;
-/// after `finish()` the broadcaster can be used again. The nearest facilities elsewhere, Qt's signals and
-/// `boost::signals2`, call functions instead, on the sender's thread.
+/// A `std::shared_ptr` owns it. The end of the last reference ends every listener's stream, like `finish()`. After
+/// `finish()` the broadcaster can be used again. The nearest facilities, Qt's signals and `boost::signals2`, call
+/// functions on the sender's thread instead.
 ///
 /// Thread contract: thread-safe. Yields and finishes run outside the lock, on a snapshot.
 ///
@@ -46,7 +46,7 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
   ~AsyncStreams() {
     const Listeners listeners = snapshot();
     for (const Listener& listener : listeners.read()) listener.continuation.finish();
-    detail::ignoreLeak(&listeners.read());  // A Mutex never destroys what it holds.
+    detail::ignoreLeak(&listeners.read());  // A Mutex never destroys its value.
   }
 
   /// A new listener's stream, registered when this returns.
@@ -92,7 +92,7 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
     return continuations_.withLock([](const Listeners& listeners) { return listeners; });
   }
   void remove(const Listener& listener) {
-    // Taken out under the lock and destroyed outside.
+    // The listeners are removed under the lock and destroyed outside.
     Listeners emptied;
     typename Set::node_type removed;
     continuations_.withLock([&](Listeners& listeners) {

@@ -58,13 +58,13 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
     if (task_) task_->cancel();
   }
 
-  /// Requests cancellation. The handle stays good.
+  /// Requests cancellation. The handle stays valid.
   void cancel() const noexcept { task().cancel(); }
   /// Whether cancellation has been requested.
   [[nodiscard]] bool isCancelled() const noexcept { return task().isCancelled(); }
 
   /// Moves the task into a collection, which cancels all of its tasks when it is emptied or destroyed. This handle is
-  /// then moved from.
+  /// moved-from afterwards.
   void store(std::vector<AutoCancelTask>& tasks) {
     static_cast<void>(task());
     tasks.push_back(std::move(*this));

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The elements of a sequence, each in a pair with whether it is the first. It fails as the sequence does.
+/// The elements of a sequence, each in a pair with a mark of the first one. It fails like the sequence.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,7 +21,7 @@ class FirstIdentified {
   using Element = std::pair<bool, typename Base::Element>;
   using Failure = Base::Failure;
 
-  /// An iterator that knows whether it has given an element.
+  /// An iterator that records whether it has returned an element.
   ///
   /// Thread contract: thread-compatible.
   ///

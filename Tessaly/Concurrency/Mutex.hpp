@@ -15,11 +15,11 @@ namespace Tessaly::inline v1 {
 
 /// A value of any kind that is read and changed only while a lock is held.
 ///
-/// The value lives in an allocation of its own, as does the lock, so a `Mutex` can be moved while neither moves. It can
-/// not be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside the
-/// value, where nothing keeps the value from being touched without the lock.
+/// The value lives in an allocation of its own, as does the lock, so a `Mutex` can be moved while neither moves. It
+/// cannot be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside
+/// the value, with which code can use the value without the lock.
 ///
-/// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns something
+/// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns resources
 /// must be emptied first, by `assignWithLock` or inside `withLock`.
 ///
 /// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move; a new value
@@ -61,8 +61,8 @@ class Mutex {
   /// Frees the slot without destroying the value in it.
   ~Mutex() { freeSlot(); }
 
-  /// Calls the body with the value while the lock is held, and returns what the body returned: moved or elided, never
-  /// copied. What the body throws reaches the caller unchanged. The lock is released before either.
+  /// Calls the body with the value while the lock is held. Returns the body's result, moved or elided, never copied. An
+  /// exception of the body reaches the caller unchanged. The lock is released before either.
   ///
   /// The body is an ordinary function: it must not return a reference (that would outlive the lock), nor an `Async`
   /// (that would run after it).
@@ -75,8 +75,8 @@ class Mutex {
     return lock_.withLock([&]() -> Result { return std::invoke(std::forward<Body>(body), *valuePointer_); });
   }
 
-  /// Destroys the value and moves the new one into its place, both while the lock is held. What that move throws stops
-  /// the process, since there would be no value.
+  /// Destroys the value and moves the new one into its place, both while the lock is held. A move that throws stops the
+  /// process, because there would be no value.
   void assignWithLock(Value newValue) {
     lock_.withLock([&] {
       std::destroy_at(valuePointer_);

@@ -37,7 +37,7 @@ class Observations {
   using Element = ElementType;
   using Failure = Never;
 
-  /// Keeps the function, a plain one. The properties that it reads before it returns are followed.
+  /// Keeps the function, which must not be a coroutine. Observes the properties that it reads before it returns.
   template <typename Apply>
     requires std::is_invocable_r_v<Element, Apply&>
   explicit Observations(Apply apply) : apply_(std::move(apply)) {}

@@ -18,7 +18,8 @@ namespace detail {
 class OwnerExecutor;
 }
 
-/// The tasks of one object, such as a window or a model: a member of it, whose destructor ends them.
+/// The tasks of one object, such as a window or a model. It is a member of the object, and its destructor ends the
+/// tasks.
 ///
 /// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
 /// then on no statement of theirs runs in that isolation: not the code after the last wait, and no `catch` block. Their
@@ -34,7 +35,7 @@ class OwnerExecutor;
 /// - A task that destroys the object itself goes on to its next wait, as after `delete this`.
 ///
 /// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. A task that
-/// names an isolation does not belong to the object. Whoever awaits an ended task gets a `CancellationError`.
+/// names an isolation does not belong to the object. A task that awaits an ended task gets a `CancellationError`.
 ///
 /// See `TaskScope` for a scope that waits for its tasks, `AutoCancelTask` for a handle that only cancels its task. The
 /// nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
@@ -58,15 +59,15 @@ class OwnerExecutor;
 ///     };
 class OwnedTasks {
  public:
-  /// Makes it for an isolation, by default the caller's: on the main thread, the main queue's.
+  /// Makes a set of tasks in an isolation, by default the caller's. On the main thread that is the main queue's.
   TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
   OwnedTasks(const OwnedTasks&) = delete;
   OwnedTasks& operator=(const OwnedTasks&) = delete;
   /// Ends the tasks.
   TESSALY_EXPORT ~OwnedTasks();
 
-  /// Starts a task in the object's isolation, at the caller's priority. The operation gives no result: its result is
-  /// what it does to the object. An exception that leaves it goes to those who await the handle, if there are any.
+  /// Starts a task in the object's isolation, at the caller's priority. The operation has no result; it changes the
+  /// object instead. An exception of the operation reaches the tasks that await the handle, if there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {
@@ -83,20 +84,20 @@ class OwnedTasks {
     return tasks_.emplace_back(options, std::forward<Operation>(operation));
   }
 
-  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  /// This overload is deleted, because a task must keep its function and its captures until the work has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();
   }
 
-  /// Does now what the destructor does. Further tasks may be added.
+  /// Ends the tasks now, like the destructor. Further tasks may be added.
   TESSALY_EXPORT void end();
 
  private:
   [[nodiscard]] TESSALY_EXPORT Isolation isolation() const;
   void endTasks() noexcept;
 
-  /// Of the tasks that were added since the last end.
+  /// The executor of the tasks that were added since the last end.
   detail::OwnerExecutor* executor_;
   std::vector<Task<>> tasks_;
 };

@@ -14,17 +14,17 @@
 
 namespace Tessaly::inline v1 {
 
-/// Shares one producer among any number of subscribers, and gives late ones a summary of what they missed.
+/// Shares one producer among any number of subscribers, and gives late ones a summary of the earlier elements.
 ///
 /// A subscriber receives every element that is produced after it joined. The first one starts the consumption and gets
-/// elements only. Each later one first gets **one element that sums up all before it**: the initial result into which
-/// `reduce` has folded them. Before the first element that is the initial result itself. Each subscriber has an
+/// elements only. Each later subscriber first gets **one element that sums up all earlier ones**: the initial result,
+/// combined with them by `reduce`. Before the first element that is the initial result itself. Each subscriber has an
 /// unbounded buffer of its own, so a slow one delays no other.
 ///
-/// Iterating the stream itself is subscribing: every iterator is a subscriber. When the producer ends, every
-/// subscriber's stream ends. A subscriber that joins after that gets the sum and then **waits on**; only its consumer's
-/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a
-/// few words and a refused element each time.
+/// Iterating the stream itself subscribes: every iterator is a subscriber. When the producer ends, every subscriber's
+/// stream ends. A subscriber that joins after that gets the sum and then **waits on**; only its consumer's cancellation
+/// or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a few words and
+/// a refused element each time.
 ///
 /// Once it has begun, the consumption goes on until the producer finishes, even without subscribers. A producer that
 /// never finishes leaves a task waiting.

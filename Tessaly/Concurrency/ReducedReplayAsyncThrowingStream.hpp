@@ -40,7 +40,7 @@ class ReducedReplayAsyncThrowingStream {
   using Failure = std::exception_ptr;
   using Continuation = AsyncThrowingStream<Element>::Continuation;
 
-  /// Gives a subscriber its elements.
+  /// The iterator of a subscriber.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -71,7 +71,7 @@ class ReducedReplayAsyncThrowingStream {
     using Element = StreamElement;
     using Failure = std::exception_ptr;
 
-    /// With an unbounded buffer. `build` is called once, before this returns.
+    /// Builds the producer's stream with an unbounded buffer. Calls `build` once, before this returns.
     template <std::invocable<Continuation> Build>
     explicit Stream(Build build) : asyncStream_(std::move(build)) {}
 
@@ -114,7 +114,7 @@ class ReducedReplayAsyncThrowingStream {
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
-  /// Touched in its isolation only.
+  /// The state is used in its isolation only.
   struct Storage : detail::ReducedReplayStorage<Element, Failure> {
     using Base = detail::ReducedReplayStorage<Element, Failure>;
     using Base::Base;
@@ -147,7 +147,7 @@ class ReducedReplayAsyncThrowingStream {
       if (didFinish) answer(handle);
     }
 
-    /// A second list of subscribers, which none joins.
+    /// A second list of subscribers. No subscriber joins it.
     std::vector<Continuation> continuationsFix;
     std::vector<CheckedContinuation<Element>> finishContinuations;
     std::exception_ptr finishError;
@@ -181,7 +181,8 @@ class ReducedReplayAsyncThrowingStream {
     try {
       const bool isFirst =
           co_await withIsolation(storage.isolation, [&] { return storage.continuations.empty() && !storage.didStart; });
-      if (isFirst) static_cast<void>(self.newStream());  // Starts the consumption; this subscriber leaves at once.
+      if (isFirst)
+        static_cast<void>(self.newStream());  // A subscription starts the consumption. This subscriber ends at once.
       co_await withIsolation(storage.isolation, [&] { storage.addFinishContinuation(handle); });
     } catch (...) {
       handle.resumeThrowing(std::current_exception());

@@ -15,17 +15,17 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
-/// The scope that the current task, or the task that started it, was added to; 0 for none.
+/// The scope of the current task, or of the task that started it. 0 if there is none.
 TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 }  // namespace detail
 
-/// Tasks of ordinary code that end before their scope is left: the destructor cancels them and waits.
+/// Tasks of ordinary code that end with a scope: the destructor cancels them and waits.
 ///
-/// Because it waits, the tasks may use the variables that were made before the scope. It waits as `syncWait` does: on
-/// the main thread it serves the main queue meanwhile, so jobs of other parts of the program run inside the destructor;
-/// on another thread it sleeps. Cancellation is cooperative: a task that ignores it keeps the scope waiting.
+/// Because it waits, the tasks may use the variables that were made before the scope. It waits like `syncWait`. On the
+/// main thread it serves the main queue meanwhile, so jobs of other parts of the program run inside the destructor. On
+/// another thread it sleeps. Cancellation is cooperative: a task that ignores it keeps the scope waiting.
 ///
-/// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model takes `OwnedTasks`, which never
+/// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
 /// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each.
 ///
 /// Stops the process where waiting would deadlock: on a thread of the pool, in a job of a serial executor, and in a
@@ -46,8 +46,8 @@ class TaskScope {
   /// Cancels the tasks and waits until all have ended.
   TESSALY_EXPORT ~TaskScope();
 
-  /// Starts a task. The operation gives no result: it may write to variables that outlive the scope. An exception that
-  /// leaves it goes to those who await the handle, if there are any.
+  /// Starts a task. The operation has no result, but may write to variables that outlive the scope. An exception of the
+  /// operation reaches the tasks that await the handle, if there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {
@@ -63,7 +63,7 @@ class TaskScope {
         identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
   }
 
-  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  /// This overload is deleted, because a task must keep its function and its captures until the work has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();

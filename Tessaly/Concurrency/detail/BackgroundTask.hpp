@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts work of a stream's own: at the default priority and without isolation, independent of the caller. It is never
+/// Starts work of a stream at the default priority and without isolation, independent of the caller. The work is never
 /// awaited or cancelled.
 template <typename Operation>
 void startBackgroundTask(Operation operation) {

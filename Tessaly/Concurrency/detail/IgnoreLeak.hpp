@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Of the leak checker; null in programs without it.
+/// A function of the leak checker. Null in programs without it.
 extern "C" [[gnu::weak]] void __lsan_ignore_object(const void* object);
 
 namespace Tessaly::inline v1::detail {

@@ -35,16 +35,15 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     if (waiting.task) waiting.task->cancel();
   }
 
-  /// The task that waits for the change that the next element needs. None before the first element and after the
-  /// change.
+  /// The task that waits for the change before the next element. Absent before the first element and after the change.
   [[nodiscard]] std::optional<Task<>> waitingTask() {
     return task_.withLock([](const Waiting& waiting) { return waiting.task; });
   }
 
-  /// Waits, in a task, for the first change of what the list holds.
+  /// Starts a task that waits for the first change of the points in the list.
   void follow(AccessList& accesses) {
     const std::uint64_t round = task_.withLock([&](Waiting& waiting) {
-      // Another consumer of the same iterator may have begun the round; or the last one ended by a cancellation.
+      // Another consumer of the same iterator may have begun the round, or the previous round ended by a cancellation.
       if (!waiting.task || cell_->isOver()) {
         waiting.round = cell_->beginRound();
         waiting.task = Task<>::detached([cell = cell_, round = waiting.round] { return wait(cell, round); });
@@ -73,7 +72,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     [[nodiscard]] bool isOver() {
       return contents_.withLock([](const Contents& contents) { return contents.isOver; });
     }
-    /// Once the last one is over.
+    /// Begins a round after the previous one is over.
     [[nodiscard]] std::uint64_t beginRound() {
       return contents_.withLock([](Contents& contents) {
         contents.isOver = false;

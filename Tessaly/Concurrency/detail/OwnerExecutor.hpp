@@ -9,15 +9,16 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. From the owner's end
-/// on it discards a task instead of running it.
+/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After the owner's
+/// end it discards tasks instead of running them.
 ///
 /// It is reference-counted: every task that may come back to it holds a reference.
 ///
 /// Thread contract: thread-safe.
 class OwnerExecutor final : public Executor {
  public:
-  /// In an isolation that has an executor. For that of another owner's tasks, it takes the other owner's isolation.
+  /// Makes an executor in an isolation, which must have an executor. In the isolation of another owner's tasks, it uses
+  /// the other owner's isolation.
   explicit OwnerExecutor(const Isolation& isolation);
 
   void enqueue(Job& job) noexcept override;
@@ -28,7 +29,7 @@ class OwnerExecutor final : public Executor {
 
   /// Whether the caller runs in the owner's isolation.
   [[nodiscard]] bool isCurrent() const noexcept;
-  /// Discards the tasks whose turn has come, and from now on every other one at its turn. In the owner's isolation.
+  /// Discards the tasks whose turn has come, and later every other task at its turn. Called in the owner's isolation.
   void end() noexcept;
 
  private:

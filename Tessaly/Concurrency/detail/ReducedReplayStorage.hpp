@@ -22,8 +22,8 @@ namespace Tessaly::inline v1::detail {
 /// Writes a log record: these subscribers of a reduced-replay stream that cannot fail have ended early, by this error.
 TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
 
-/// The state that the copies of a reduced-replay stream and their tasks share. All of it but the isolation is only
-/// touched in the isolation.
+/// The state that the copies of a reduced-replay stream and their tasks share. All of it except the isolation is only
+/// used in the isolation.
 ///
 /// Copying an element may throw. Then the stream of the subscriber that the copy was for ends, and the others go on.
 ///
@@ -38,9 +38,9 @@ struct ReducedReplayStorage {
   ReducedReplayStorage(const ReducedReplayStorage&) = delete;
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
-  /// Adds a subscriber. The first one has `startConsuming` called, and before it nothing is consumed. A later one gets
-  /// the value so far as its first element. This is one step, so no element falls between that value and the elements
-  /// after it, nor between the start and the first subscriber.
+  /// Adds a subscriber. For the first one it calls `startConsuming`; nothing is consumed before. A later one gets the
+  /// present sum as its first element. This is one step, so no element is lost between the sum and the later elements,
+  /// or between the start and the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
     if (didStart) {
@@ -87,7 +87,7 @@ struct ReducedReplayStorage {
     }
   }
 
-  /// Has a subscriber join, in a task's coroutine.
+  /// Adds a subscriber in a task's coroutine.
   template <typename StartConsuming>
   static Async<void> join(std::shared_ptr<ReducedReplayStorage> storage, Continuation continuation,
                           StartConsuming startConsuming) {
@@ -102,11 +102,11 @@ struct ReducedReplayStorage {
   Reduce reduce;
   bool didStart = false;
   Element stored;
-  /// In the order in which they joined. None is ever removed.
+  /// The subscribers in the order in which they joined. No subscriber is removed.
   std::vector<Continuation> continuations;
 };
 
-/// A function that can fold elements into a running value.
+/// A function that can combine elements into a running value.
 template <typename Reduce, typename Element>
 concept Reducer = std::invocable<Reduce&, Element&, const Element&>;
 
