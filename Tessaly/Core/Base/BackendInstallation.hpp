@@ -11,15 +11,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// The place of a seam's installed backend; null while the system's is in use.
+/// The place of a seam's installed backend. It is null while the system's backend is in use.
 template <typename Backend>
 using InstalledBackend = std::atomic<const std::shared_ptr<Backend>*>;
 
 namespace detail {
 
-/// Keeps the object until the process ends, reachable for leak checkers.
+/// Keeps the object alive and reachable for leak checkers until the process ends.
 TESSALY_EXPORT void keepUntilExit(std::shared_ptr<const void> object);
-/// Stops the process: there is nothing to install.
+/// Stops the process, because a null pointer was installed.
 [[noreturn]] TESSALY_EXPORT void refuseToInstallNothing();
 
 template <typename Backend>
@@ -31,8 +31,8 @@ const std::shared_ptr<Backend>& keptUntilExit(std::shared_ptr<Backend> backend) 
   return reference;
 }
 
-/// The installed backend of a seam, or else the system's. A seam declares `installed()`, which its own source defines,
-/// and `system()`, which the source of the system's backend defines: the linker joins the two.
+/// The installed backend of a seam, or else the system's. A seam declares two functions. Its own source defines
+/// `installed()`. The source of the system's backend defines `system()`, and the linker joins the two.
 template <typename Backend>
 decltype(auto) backendInUse() {
   using System = decltype(Backend::system());
@@ -48,7 +48,7 @@ decltype(auto) backendInUse() {
 
 /// Replaces the backend of a seam for a scope. The former backend returns when the scope ends.
 ///
-/// The new backend is kept until the process ends, because another thread may still be using it. A null pointer stops
+/// The new backend is kept alive until the process ends, because another thread may still use it. A null pointer stops
 /// the process.
 ///
 /// Thread contract: thread-compatible. Of two installations of one seam, the later one ends first.
@@ -61,7 +61,7 @@ class BackendInstallation {
   explicit BackendInstallation(std::shared_ptr<Backend> backend)
       : previous_(
             Backend::installed().exchange(&detail::keptUntilExit(std::move(backend)), std::memory_order_acq_rel)) {}
-  /// Installs a backend that its owner keeps, for longer than any thread may use it.
+  /// Installs a backend that the caller owns. It must outlive every use by any thread.
   explicit BackendInstallation(Backend& backend)
       : BackendInstallation(std::shared_ptr<Backend>(std::shared_ptr<void>(), &backend)) {}
   ~BackendInstallation() { Backend::installed().store(previous_, std::memory_order_release); }

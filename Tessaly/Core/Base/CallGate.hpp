@@ -9,14 +9,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Admits calls of a handler, on any threads and within each other, until it is closed. Closing waits for the calls
-/// that run on other threads, but not for those further up on the closing thread.
+/// Admits calls of a handler until it is closed. Calls may run on several threads and nest. Closing waits for calls on
+/// other threads, but not for enclosing calls on the closing thread.
 ///
 /// Two calls that close the same gate on two threads do not wait for each other. Each one goes on as soon as every call
 /// has left or waits in `close()` itself.
 ///
-/// In the child of a fork that follows the start of the runtime, closing waits for nothing: the other threads are the
-/// parent's. More than 65,535 calls at once stop the process.
+/// In the child of a fork after the start of the runtime, closing does not wait, because the other threads exist only
+/// in the parent. More than 65,535 calls at once stop the process.
 ///
 /// The steps of a call happen before the return of a `close()` that waited for it.
 ///
@@ -34,7 +34,7 @@ class TESSALY_EXPORT CallGate {
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    /// False once the gate is closed: then the handler must not be called.
+    /// False after the gate was closed. Then the handler must not be called.
     [[nodiscard]] bool isAdmitted() const noexcept { return gate_ != nullptr; }
 
    private:
@@ -43,8 +43,8 @@ class TESSALY_EXPORT CallGate {
     const Call* outer_;
   };
 
-  /// Admits no more calls, and waits for those of other threads. Idempotent. True if no call is left: then the handler
-  /// may be destroyed. False if one is further up on this thread, and in the child of a fork.
+  /// Admits no more calls, and waits for those on other threads. May be called again. Returns true if no call is left;
+  /// then the caller may destroy the handler. Returns false inside a call on this thread, and in the child of a fork.
   bool close() noexcept;
 
   [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }
@@ -56,7 +56,8 @@ class TESSALY_EXPORT CallGate {
   static constexpr std::uint32_t waitingUnit = callMask + 1;
   static constexpr std::uint32_t closedBit = std::uint32_t{1} << 31;
 
-  /// From the lowest bit: how many calls there are; how many of them wait in `close()`; whether it is closed. A futex.
+  /// A futex with three parts, from the lowest bit: the number of calls, the number of calls that wait in `close()`,
+  /// and whether the gate is closed.
   std::atomic<std::uint32_t> state_{0};
 };
 

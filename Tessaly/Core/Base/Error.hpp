@@ -12,10 +12,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The base of every error that Tessaly throws, and of the errors that a host throws through it.
+/// The base of every error that Tessaly throws, and of the host's errors that Tessaly describes.
 ///
 /// A derived class overrides `description()` when it has a text of its own, and `localizedDescription()` when it has a
-/// message for people. Everything else follows from the class: the domain is its full name, the code is 1.
+/// message for people. By default the domain is the full name of the class, and the code is 1.
 ///
 /// Thread contract: thread-safe once constructed, as long as a derived class's own members are not changed.
 ///
@@ -29,11 +29,11 @@ class TESSALY_EXPORT Error : public std::exception {
   Error& operator=(const Error& other) noexcept;
   ~Error() override;
 
-  /// The error as a value, for logs and debuggers: by default the bare class name and "()".
+  /// The description for logs and debuggers: by default the unqualified class name and "()".
   [[nodiscard]] virtual std::string description() const;
-  /// The error as a message for people: by default "The operation couldn’t be completed. (<domain> error <code>.)".
+  /// The message for people: by default "The operation couldn’t be completed. (<domain> error <code>.)".
   [[nodiscard]] virtual std::string localizedDescription() const;
-  /// What the code counts in: by default the full class name, its parts joined by dots.
+  /// The domain of the code: by default the full class name, with dots between its parts.
   [[nodiscard]] virtual std::string domain() const;
   /// The error's number in its domain: by default 1.
   [[nodiscard]] virtual std::int64_t code() const noexcept;
@@ -48,7 +48,7 @@ class TESSALY_EXPORT Error : public std::exception {
 /// Writes `description()`.
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Error& error);
 
-/// What a cancelled task throws where it stops early.
+/// The error that a cancelled task throws when it stops early.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -4,10 +4,10 @@
 
 #include "Tessaly/Core/Base/Requirements.hpp"
 
-/// Marks what a Tessaly library exports. Everything else is hidden.
+/// Marks the exported names of a Tessaly library. All other names are hidden.
 ///
-/// Exceptions, task-local identities and key-path identities carry it too, so that they are one and the same in every
-/// library and executable of a process.
+/// Exceptions, task-local identities and key-path identities have this mark too, so that each is unique in a process
+/// with several libraries.
 #define TESSALY_EXPORT [[gnu::visibility("default")]]
 
 /// Marks a member function whose result refers to its object. Clang then warns about a result that outlives a temporary

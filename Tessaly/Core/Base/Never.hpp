@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A type without values: the failure of what cannot fail.
+/// A type without values. It is the failure type of sequences that cannot fail.
 struct Never {
   Never() = delete;
 };

@@ -2,8 +2,8 @@
 // Component: Tessaly::Base
 #pragma once
 
-// The one place that says what a host must compile with. Every public header reaches it, so that a host learns the
-// reason from one line instead of from what the first unknown word makes of the rest.
+// The requirements for compiling a host. Every public header includes this file. So a host with an older compiler gets
+// one line with the reason, and not many errors about unknown names.
 
 #if __cplusplus <= 202002L
 #error "Tessaly needs C++23. Compile with -std=c++23."

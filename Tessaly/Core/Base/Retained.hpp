@@ -8,9 +8,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// A counted reference to an object that counts its references itself, in `retain()` and `release()`.
+/// A reference to an object that counts its own references, by `retain()` and `release()`.
 ///
-/// The nearest standard facility is `std::shared_ptr`, which keeps the count beside the object and is twice as large.
+/// The nearest standard facility is `std::shared_ptr`, which has the count beside the object and is twice as large.
 ///
 /// Thread contract: thread-compatible. References to one object may be used on different threads if its count may.
 ///
@@ -20,13 +20,13 @@ template <typename Object>
 class Retained {
  public:
   Retained() noexcept = default;
-  /// Takes over the reference that a new object starts with.
+  /// Takes over the first reference of a new object.
   static Retained adopt(Object* object) noexcept {
     Retained reference;
     reference.object_ = object;
     return reference;
   }
-  /// A further reference to an object that the caller keeps alive during the call.
+  /// Makes a further reference to an object. The caller keeps the object alive during the call.
   static Retained sharing(Object& object) noexcept {
     object.retain();
     return adopt(&object);

@@ -4,7 +4,7 @@
 
 #include "Tessaly/Core/Base/Requirements.hpp"
 
-// Clang's thread-safety annotations, under the names that its documentation gives them. Nothing elsewhere.
+// Clang's thread-safety annotations, with the names of Clang's documentation. They are empty for other compilers.
 
 #if defined(__clang__)
 #define TESSALY_THREAD_ANNOTATION(x) __attribute__((x))

@@ -10,12 +10,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Stands for a type where a function takes one as an argument: `Logger::make("Export", Type<Exporter>())`.
+/// An argument that names a type: `Logger::make("Export", Type<Exporter>())`.
 template <typename T>
 struct Type {};
 
-/// The bare name of a type: without its namespaces and enclosing types, template arguments kept as the compiler writes
-/// them (`Exporter`, `RingArray<int>`). A constant.
+/// The unqualified name of a type, without its namespaces and enclosing types. Template arguments are in the compiler's
+/// form (`Exporter`, `RingArray<int>`). A constant.
 ///
 /// Thread contract: thread-safe.
 template <typename T>
@@ -39,7 +39,7 @@ template <typename T>
   return name.substr(begin);
 }
 
-/// The full name of a type met at run time, its parts joined by dots, the library's version namespace left out
+/// The full name of a type at run time, with dots between its parts and without the library's version namespace
 /// (`Tessaly.Int32.StatusError`). Allocates.
 ///
 /// Thread contract: thread-safe.

@@ -12,9 +12,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A handle on an unfair lock that lives in a reference-counted heap cell of its own, so that the lock's address never
-/// changes however often the handle is copied or moved. Copies share the one lock. A moved-from handle holds none;
-/// using it stops the process.
+/// A handle on an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
+/// share the lock by a reference count. A moved-from handle has no lock; using it stops the process.
 ///
 /// Prefer `Mutex` for a guarded value, and `UnfairLock` as the member of an object that never moves.
 ///
@@ -28,7 +27,7 @@ class OSAllocatedUnfairLock;
 template <>
 class OSAllocatedUnfairLock<void> {
  public:
-  /// A fresh, unlocked lock. Allocates its cell.
+  /// A new, unlocked lock. Allocates it.
   OSAllocatedUnfairLock() : cell_(new Cell) {}
   OSAllocatedUnfairLock(const OSAllocatedUnfairLock& other) noexcept : cell_(other.cell_) {
     if (cell_ != nullptr) cell_->references.fetch_add(1, std::memory_order_relaxed);
@@ -44,14 +43,15 @@ class OSAllocatedUnfairLock<void> {
 
   /// Waits until the lock is free and takes it. Locking again on the owning thread stops the process.
   void lock() const noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS { word().lock(); }
-  /// Takes the lock if it is free; never waits.
+  /// Takes the lock if it is free. Never waits.
   [[nodiscard]] bool lockIfAvailable() const noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     return word().lockIfAvailable();
   }
-  /// Gives the lock back.
+  /// Releases the lock.
   void unlock() const noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS { word().unlock(); }
 
-  /// Calls the body with the lock held and returns what it returned. An exception passes through, the lock released.
+  /// Calls the body with the lock held and returns the body's result. If the body throws, the lock is released and the
+  /// exception reaches the caller.
   template <typename Body>
   decltype(auto) withLock(Body&& body) const {
     UnfairLock::Guard guard(word());

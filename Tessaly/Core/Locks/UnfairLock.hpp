@@ -11,15 +11,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// A non-recursive lock in one 32-bit word: the owner's thread identifier and a bit that tells of waiters.
+/// A non-recursive lock in one 32-bit word: the owner's thread identifier, and a bit for waiters.
 ///
-/// Taking and giving back a free lock is one atomic operation each and no system call. Who waits spins for at most 100
-/// pauses, then sleeps in a futex (Franke, Russell, Kirkwood: Fuss, Futexes and Furwocks, 2002; the word's states are
-/// those of Drepper, Futexes Are Tricky, 2011). It promises no order among waiters and has no priority inheritance.
-/// Locking it again on the owning thread, or unlocking it on another, stops the process. Prefer `Mutex`, which
-/// keeps the guarded value out of reach without the lock.
+/// Taking and releasing a free lock costs one atomic operation each and no system call. A waiting thread spins for at
+/// most 100 pauses, then sleeps in a futex (Franke, Russell, Kirkwood: Fuss, Futexes and Furwocks, 2002; the word's
+/// states are those of Drepper, Futexes Are Tricky, 2011). It guarantees no order of waiters and has no priority
+/// inheritance. Locking it again on the owning thread, or unlocking it on another, stops the process. Prefer `Mutex`,
+/// which keeps the guarded value out of reach without the lock.
 ///
-/// The nearest standard facility is `std::mutex`, which is 40 bytes and undefined when locked twice.
+/// The nearest standard facility is `std::mutex`. It has 40 bytes, and locking it twice is undefined behaviour.
 ///
 /// Thread contract: thread-safe. Must be unlocked when destroyed.
 ///
@@ -44,14 +44,14 @@ class TESSALY_CAPABILITY("lock") UnfairLock {
     }
   }
 
-  /// Takes the lock if it is free. Never waits, and does not stop the process when this thread owns it already.
+  /// Takes the lock if it is free. Never waits. Does not stop the process if this thread owns the lock already.
   [[nodiscard]] bool lockIfAvailable() noexcept TESSALY_TRY_ACQUIRE(true) {
     std::uint32_t expected = 0;
     return word_.compare_exchange_strong(expected, currentThreadIdentifier(), std::memory_order_acquire,
                                          std::memory_order_relaxed);
   }
 
-  /// Gives the lock back, and wakes one waiter if there are any.
+  /// Releases the lock, and wakes one waiter if there is any.
   void unlock() noexcept TESSALY_RELEASE() {
     const std::uint32_t word = word_.exchange(0, std::memory_order_release);
     if (word != currentThreadIdentifier()) [[unlikely]]

@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The text as it would stand in a source: in quotation marks, with quotation marks, backslashes and control characters
-/// escaped. Bytes beyond ASCII stay as they are.
+/// The text in the form of a string literal: in quotation marks, with quotation marks, backslashes and control
+/// characters escaped. Bytes beyond ASCII stay unchanged.
 [[nodiscard]] TESSALY_EXPORT std::string quoted(std::string_view text);
 
 /// The text as part of one entry of a log that is read on a terminal. Lines after the first are indented, so that none

@@ -7,12 +7,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-// What a process makes at first use, in a way that a `fork` on another thread cannot break. A function-local static is
-// not such a way: the child of a fork in the middle of its making waits for ever for a thread that it does not have.
+// Objects that a process makes at their first use, safely with a `fork` on another thread. A function-local static is
+// not safe. If a thread of the parent is making it during the fork, the child waits for ever for that thread.
 
-/// The object that `make` returns a pointer to. Made by the first call, on one thread, while others wait; kept until the
-/// process ends. The child of a fork in the middle of the making makes an object of its own, because `pthread_once`
-/// begins anew there. One load from the second call on.
+/// The object that `make` returns a pointer to. The first call makes it, on one thread, while others wait. It is kept
+/// until the process ends. The child of a fork during the making makes an object of its own, because `pthread_once`
+/// starts again there. Later calls cost one load.
 template <auto make>
 auto& madeOnce() noexcept {
   using Pointer = decltype(make());
@@ -26,8 +26,8 @@ auto& madeOnce() noexcept {
   return *known;
 }
 
-/// From the first call on, the child of every fork calls the handler before `fork` returns there. Two threads that come
-/// here at once may register it twice, so calling it twice must do no harm. One load from the second call on.
+/// Registers a handler, which the child of every later fork calls before `fork` returns. Two threads may register it
+/// twice at once, so calling it twice must be harmless. Later calls cost one load.
 template <void (*handler)()>
 void callInForkedChildren() noexcept {
   static constinit std::atomic<bool> isRegistered{false};

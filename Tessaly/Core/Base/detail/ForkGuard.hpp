@@ -9,18 +9,18 @@ namespace Tessaly::inline v1::detail {
 
 TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 [[noreturn]] TESSALY_EXPORT void stopForkedChild() noexcept;
-/// Called when the first thread of the library starts; from then on the children of a fork are marked.
+/// Called when the first thread of the library starts. Later children of a fork are marked.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 
-/// Whether this is the child of a fork that happened after the parent's runtime had started threads. For what must also
-/// work there, or leave everything as it is: destructors, logging. One relaxed load.
+/// Whether this is the child of a fork that happened after the parent's runtime had started threads. For code that must
+/// also work in such a child, or do nothing there: destructors, logging. One relaxed load.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool isForkedChild() noexcept { return isForkedChildOfRuntime.load(std::memory_order_relaxed); }
 
-/// Stops the process if it is the child of a fork that happened after the parent's runtime had started threads: those
-/// threads do not exist here, and waiting for them would hang. A fork before first use, or one followed by `exec`, is
-/// fine. One relaxed load.
+/// Stops the process if it is the child of a fork that happened after the parent's runtime had started threads. Those
+/// threads do not exist in the child, and waiting for them would hang. A fork before the first use, or one followed by
+/// `exec`, is allowed. One relaxed load.
 ///
 /// Thread contract: thread-safe.
 inline void stopIfForkedChild() noexcept {

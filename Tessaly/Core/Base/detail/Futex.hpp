@@ -9,14 +9,15 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Sleeps while the word holds the value, until woken. May return early; callers look again.
+/// Sleeps while the word has the value, until woken. May return early, so callers test the word again.
 TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
 
-/// The same for at most `nanoseconds`. False when that time has passed.
+/// The same for at most `nanoseconds`. Returns false after that time.
 TESSALY_EXPORT bool futexWaitFor(const std::atomic<std::uint32_t>& word, std::uint32_t value,
                                  std::int64_t nanoseconds) noexcept;
 
-/// Wakes at most `count` threads that sleep on the word. The word may be gone by then: waking reads no memory.
+/// Wakes at most `count` threads that sleep on the word. The word may have been destroyed, because waking reads no
+/// memory.
 TESSALY_EXPORT void futexWake(const std::atomic<std::uint32_t>& word, int count) noexcept;
 
 /// Tells the processor that this is a spin loop.

@@ -29,7 +29,7 @@ inline constexpr auto hexadecimalValues = [] {
   return values;
 }();
 
-/// The value of a hexadecimal digit of either case; -1 for any other character.
+/// The value of a hexadecimal digit of either case, or -1 for any other character.
 [[nodiscard]] constexpr int hexadecimalValue(char digit) noexcept {
   return hexadecimalValues[static_cast<unsigned char>(digit)];
 }

@@ -7,7 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A file descriptor that is closed at its end. Part of each library that uses it, and of none of their interfaces.
+/// A file descriptor with an owner. The destructor closes it. Each library that includes this header compiles it into
+/// itself and does not export it.
 ///
 /// Thread contract: thread-compatible.
 class OwnedDescriptor {
@@ -25,7 +26,7 @@ class OwnedDescriptor {
 
   [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
   [[nodiscard]] int get() const noexcept { return descriptor_; }
-  /// Hands the descriptor over to the caller, which closes it.
+  /// Gives up the descriptor. The caller closes it.
   [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
  private:

@@ -7,10 +7,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts a detached thread of the library's own: all signals blocked, named for debuggers (by at most 15 characters),
-/// never joined. From then on a fork's child must not use the runtime (see `stopIfForkedChild`).
+/// Starts a detached thread of the library. It blocks all signals, has a name of at most 15 characters for debuggers,
+/// and is never joined. The child of a later fork must not use the runtime (see `stopIfForkedChild`).
 ///
-/// Stops the process when the system refuses a thread. A throw out of `body` stops the process.
+/// Stops the process if the system refuses a thread, and if `body` throws.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void startLibraryThread(const char* name, std::move_only_function<void()> body);
