@@ -44,7 +44,7 @@ std::int64_t ofMachine(const std::string& root) {
   return kibibytes ? *kibibytes * 1024 : unlimited;
 }
 
-/// Of the process's group of the unified hierarchy and of those that it is in.
+/// The memory left by the process's control group of the unified hierarchy and by its parent groups.
 std::int64_t ofControlGroups(const std::string& root) {
   std::int64_t least = unlimited;
   auto group = entry(root + "/proc/self/cgroup", "0::");

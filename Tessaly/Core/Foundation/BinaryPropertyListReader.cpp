@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t headerSize = 8;
 constexpr std::size_t trailerSize = 32;
 
-/// Reads the format in which every object stands at an offset from a table, and containers name others by their index:
-/// a file can share objects, refer in circles, and name what is not there.
+/// Parses the binary format. A table gives the offset of every object, and containers refer to objects by index. So a
+/// file can share objects, refer to itself, and refer to missing objects.
 class Reader {
  public:
   explicit Reader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -42,7 +42,7 @@ class Reader {
     if (root >= count) fail("has no root", trailer);
     table_ = static_cast<std::size_t>(table);
     objects_.resize(static_cast<std::size_t>(count));
-    // Sharing lets a small file stand for a huge value; what is out of all proportion was made to do harm.
+    // Sharing lets a small file represent a huge value. A disproportionate value is an attack.
     mostNodes_ = 256 * static_cast<std::uint64_t>(bytes_.size()) + 65536;
     return object(root, 0).value.value();
   }
@@ -50,7 +50,7 @@ class Reader {
  private:
   struct Object {
     std::optional<PropertyList> value;
-    /// How many values there would be if nothing were shared.
+    /// The number of values if none were shared.
     std::uint64_t nodes = 1;
     bool isBeingRead = false;
   };
@@ -59,19 +59,19 @@ class Reader {
     throw PropertyListError(fmt::format("The property list {} at byte {}", what, offset));
   }
 
-  /// `size` must be at most 8, and the bytes there.
+  /// `size` must be at most 8, and the bytes must exist.
   [[nodiscard]] std::uint64_t unsignedAt(std::size_t offset, std::size_t size) const {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < size; ++i) value = value << 8 | bytes_[offset + i];
     return value;
   }
 
-  /// Stops at the table: no object reaches into it.
+  /// The limit is the table, because no object reaches into it.
   void require(std::size_t offset, std::uint64_t size) const {
     if (offset > table_ || size > table_ - offset) fail("has an object that ends outside the file", offset);
   }
 
-  /// The length of an object that begins at `offset`, which is moved behind it.
+  /// The length of the object at `offset`. Moves `offset` behind the length.
   std::uint64_t count(std::size_t& offset, unsigned low) const {
     if (low < 0xF) return low;
     require(offset, 1);

@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::string_view header = "bplist00";
 
-/// Numbers the values first, each before what contains it, then writes them. Equal texts, and containers that are one
-/// and the same, get one number.
+/// Numbers the values first, each before its container, and then writes them. Equal texts get one number, and so does a
+/// container that occurs several times.
 class Writer {
  public:
   Data::Bytes write(const PropertyList& root) {
@@ -47,7 +47,7 @@ class Writer {
     /// Null for a key.
     const PropertyList* value;
     std::string_view text;
-    /// Where the references of a container begin in `references_`.
+    /// The index of the container's first reference in `references_`.
     std::size_t references;
   };
 

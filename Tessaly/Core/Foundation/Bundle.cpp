@@ -18,7 +18,7 @@ constinit UnfairLock lock;
 constinit const BundleInformation* givenFacts TESSALY_GUARDED_BY(lock) = nullptr;
 constinit std::atomic<const Bundle*> mainBundle{nullptr};
 
-/// A language as localizations are spelt: "de_AT" for "de-at.UTF-8@euro".
+/// A language in the form of a localization: "de_AT" for "de-at.UTF-8@euro".
 std::string normalized(std::string_view language) {
   language = language.substr(0, language.find_first_of(".@"));
   std::string result(language);
@@ -29,14 +29,14 @@ std::string normalized(std::string_view language) {
   return result;
 }
 
-/// What the environment asks for, best first, normalized.
+/// The languages that the environment requests, best first, normalized.
 std::vector<std::string> wantedLanguages(const ProcessInfo& process) {
   std::string locale;
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     locale = normalized(process.environmentValue(variable).value_or(""));
     if (!locale.empty()) break;
   }
-  // As everywhere on the system, the plain locale has no languages, whatever LANGUAGE says.
+  // As in other programs of the system, the plain locale has no languages, also if LANGUAGE is set.
   if (locale.empty() || locale == "c" || locale == "posix") return {};
   std::vector<std::string> languages;
   for (const auto part : std::views::split(process.environmentValue("LANGUAGE").value_or(""), ':')) {
@@ -48,7 +48,8 @@ std::vector<std::string> wantedLanguages(const ProcessInfo& process) {
 
 std::string_view languageOnly(std::string_view language) { return language.substr(0, language.find('_')); }
 
-/// The localization for a language: itself, else its language without the region, else any region of it.
+/// The localization for a language: the same one, else the language without the region, else the language with any
+/// region.
 std::optional<std::string> bestLocalization(const std::vector<std::string>& localizations, std::string_view wanted) {
   const auto find = [&](auto&& matches) -> std::optional<std::string> {
     const auto found = std::ranges::find_if(localizations, matches);

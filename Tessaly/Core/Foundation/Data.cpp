@@ -25,10 +25,10 @@ constexpr bool isBase64Digit(char c) noexcept {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-/// libcrypto counts in `int`. Pieces of this size are whole groups, as bytes and as digits.
+/// libcrypto counts in `int`. Pieces of this size consist of whole groups of bytes and of digits.
 constexpr std::size_t largestBase64Piece = std::size_t{12} << 20;
 
-/// From this size on it is looked whether a file fits into memory.
+/// Files of this size and larger are compared with the free memory first.
 constexpr off_t largeFile = off_t{64} << 20;
 
 detail::OwnedDescriptor open(const URL& file, int flags) {
@@ -44,7 +44,7 @@ detail::OwnedDescriptor open(const URL& file, int flags) {
 
 std::optional<Data> Data::fromBase64(std::string_view text) {
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
-  // libcrypto would pass over white space and take padding anywhere.
+  // libcrypto would skip white space and accept padding anywhere.
   if (text.size() % 4 != 0 || !std::ranges::all_of(text.substr(0, text.size() - padding), isBase64Digit)) {
     return std::nullopt;
   }
@@ -63,7 +63,8 @@ std::string Data::base64EncodedString() const {
   std::string text((source.size() + 2) / 3 * 4, '\0');
   for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {
     const auto piece = source.subspan(i, std::min(largestBase64Piece, source.size() - i));
-    // It writes a zero behind the digits: at the beginning of the next piece, or where the text has one.
+    // The function writes a zero behind the digits. The next piece overwrites it, or it is the zero at the end of the
+    // text.
     EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + i / 3 * 4), piece.data(),
                     static_cast<int>(piece.size()));
   }
@@ -74,7 +75,7 @@ Data Data::contentsOf(const URL& file) {
   const detail::OwnedDescriptor opened = open(file, O_RDONLY);
   struct stat status{};
   if (::fstat(opened.get(), &status) != 0) throw POSIXError::last();
-  // Asking for more memory than there is would end this process, or another one, instead of failing.
+  // A request for more memory than is free would end this process or another one instead of failing.
   if (status.st_size >= largeFile && status.st_size > detail::availableMemory()) throw POSIXError(ENOMEM);
   // The size is a hint: a file may grow while it is read, and those of /proc say 0.
   Bytes bytes;
@@ -100,7 +101,7 @@ void Data::write(const URL& file) const {
 void Data::append(std::span<const std::uint8_t> bytes) {
   const std::less_equal<const std::uint8_t*> precedes;
   if (precedes(begin(), bytes.data()) && precedes(bytes.data(), end())) {
-    // They may be of this value, whose storage is about to change.
+    // The bytes may belong to this value, whose storage will change.
     const Bytes copy(bytes.begin(), bytes.end());
     modify([&](Bytes& own) { own.insert(own.end(), copy.begin(), copy.end()); });
   } else {

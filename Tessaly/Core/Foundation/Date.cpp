@@ -46,7 +46,7 @@ Date Date::now() noexcept {
 std::chrono::system_clock::time_point Date::timePoint() const noexcept {
   using TimePoint = std::chrono::system_clock::time_point;
   if (std::isnan(seconds_)) fatalError("A date that is not a number has no time point", "Tessaly/Date", __LINE__);
-  // Whole and fractional seconds are converted apart: together they would be rounded to the precision of the sum.
+  // Whole and fractional seconds are converted separately, because a sum would round the fraction.
   const double whole = std::floor(seconds_);
   constexpr double ticksPerSecond = TimePoint::period::den;
   constexpr double referenceDate = timeIntervalBetween1970AndReferenceDate;

@@ -63,7 +63,7 @@ void detail::DigestState::finalize(std::uint8_t* out) {
 HashedAuthenticationCode HashedAuthenticationCode::authenticationCode(std::span<const std::uint8_t> bytes,
                                                                       std::span<const std::uint8_t> key) {
   HashedAuthenticationCode result;
-  // A null key would stand for the one before.
+  // libcrypto would replace a null key by the previous key.
   constexpr std::uint8_t none = 0;
   const std::uint8_t* const keyBytes = key.empty() ? &none : key.data();
   if (HMAC(EVP_sha256(), keyBytes, static_cast<int>(key.size()), bytes.data(), bytes.size(), result.bytes.data(),

@@ -14,7 +14,7 @@ void detail::adviseHugePages(void* memory, std::size_t size) noexcept {
   const auto address = reinterpret_cast<std::uintptr_t>(memory);
   const std::uintptr_t begin = (address + page - 1) & ~(page - 1);
   const std::uintptr_t end = (address + size) & ~(page - 1);
-  // A refusal only costs time.
+  // If the kernel refuses, writing only takes longer.
   static_cast<void>(::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE));
 }
 

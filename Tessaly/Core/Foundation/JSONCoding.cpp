@@ -58,7 +58,7 @@ const std::string& stringMember(const detail::JSONValue& object, std::string_vie
   return value.get_ref<const std::string&>();
 }
 
-/// The end of the number that begins at an offset, or the offset where no number of JSON's grammar begins.
+/// The end of the number at an offset, or the offset itself if no number of JSON's grammar begins there.
 std::size_t endOfNumber(std::string_view text, std::size_t begin) noexcept {
   std::size_t at = begin;
   const auto isAt = [&](std::string_view characters) {
@@ -84,15 +84,15 @@ std::size_t endOfNumber(std::string_view text, std::size_t begin) noexcept {
   return at;
 }
 
-/// The text with 0 in the place of each number. Only texts are ever decoded, and the parser refuses numbers that no
-/// `double` holds, although they are valid.
+/// The text with 0 instead of each number. Only texts are decoded. The parser refuses valid numbers that a `double`
+/// cannot represent.
 std::string withoutNumbers(std::string_view text) {
   std::string result;
   bool isInString = false;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t end = isInString ? at : endOfNumber(text, at);
     if (end > at) {
-      result += "0 ";  // The blank keeps what follows from continuing the number.
+      result += "0 ";  // The blank separates the number from the following text.
       at = end;
       continue;
     }
@@ -104,7 +104,7 @@ std::string withoutNumbers(std::string_view text) {
   return result;
 }
 
-/// A text in quotes. The library leaves "/" as it is; other programs' records have it escaped.
+/// Appends a text in quotes. Escapes "/", because other programs' records do and the JSON library does not.
 void appendString(std::string& out, std::string_view text) {
   for (const char unit : json(text).dump(-1, ' ', false, json::error_handler_t::replace)) {
     if (unit == '/') out += '\\';

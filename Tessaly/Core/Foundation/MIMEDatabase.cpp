@@ -17,11 +17,11 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-/// In the place of a pattern: the type's patterns of less important files do not count.
+/// This text instead of a pattern discards the type's patterns from files of lower precedence.
 constexpr std::string_view deleteAll = "__NOGLOBS__";
-/// What is larger is no file of such a database.
+/// Larger files cannot be MIME databases.
 constexpr std::uintmax_t greatestFile = std::uintmax_t{32} << 20;
-/// In so many bytes a control character tells contents that are no text.
+/// A control character in the first 128 bytes means that the content is not text.
 constexpr std::size_t textSample = 128;
 
 constexpr std::string_view anyData = "application/octet-stream";
@@ -42,7 +42,7 @@ std::string lowercased(std::string_view text) {
   return lower;
 }
 
-/// Calls the body for each line that is no comment.
+/// Calls the body for each line that is not a comment.
 template <typename Body>
 void forEachLine(std::string_view text, Body body) {
   while (!text.empty()) {
@@ -53,7 +53,7 @@ void forEachLine(std::string_view text, Body body) {
   }
 }
 
-/// What stands before a separator, which is taken away with it; all that is left where there is none.
+/// Removes and returns the text before a separator, and removes the separator. Without a separator, takes the rest.
 std::string_view takeUntil(std::string_view& text, char separator) noexcept {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string_view part = text.substr(0, end);
@@ -72,7 +72,7 @@ std::string contentsOf(const std::string& path) {
   }
 }
 
-/// An environment variable that holds an absolute path.
+/// The value of an environment variable if it is an absolute path.
 std::optional<std::string> pathVariable(const ProcessInfo& process, const char* name) {
   auto value = process.environmentValue(name);
   if (!value || !value->starts_with('/')) return std::nullopt;
@@ -96,7 +96,7 @@ std::string decodedEntities(std::string_view text) {
   return decoded;
 }
 
-/// The value of an attribute in a tag, whose text ends before its ">".
+/// The value of an attribute in a tag. The tag's text ends before its ">".
 std::optional<std::string_view> attribute(std::string_view tag, std::string_view name) noexcept {
   while (!tag.empty()) {
     tag.remove_prefix(std::min(tag.find_first_not_of(blanks), tag.size()));
@@ -148,7 +148,7 @@ std::vector<std::string> MIMEDatabase::folders(const ProcessInfo& process) {
 }
 
 void MIMEDatabase::addGlobs(std::string_view globs2) {
-  // The patterns of the file itself go before those that are there, in its order.
+  // The patterns of this file precede the earlier ones, in the order of the file.
   std::map<std::string, std::vector<Glob>, std::less<>> literals;
   std::map<std::string, std::vector<Glob>, std::less<>> suffixes;
   std::vector<Glob> others;
@@ -231,7 +231,7 @@ std::string MIMEDatabase::canonical(std::string_view type) const {
 MIMEDatabase::Types MIMEDatabase::parents(std::string_view type) const {
   const auto found = parents_.find(type);
   Types parents = found != parents_.end() ? found->second : Types();
-  // What every text and every file is goes without saying.
+  // The database does not list the supertypes that all texts and all files have.
   if (type.starts_with("text/") && type != anyText) addOnce(parents, anyText);
   if (parents.empty() && !type.starts_with("inode/") && type != anyData) addOnce(parents, anyData);
   return parents;
@@ -308,7 +308,7 @@ MIMEDatabase::Types MIMEDatabase::typesOfExtension(std::string_view extension) c
   for (const auto& [weight, some] : byWeight) {
     for (const std::string& type : some) addOnce(types, type);
   }
-  // A name cannot speak for a special case if it may be the general one as well.
+  // A name does not select a subtype if it also fits the supertype.
   Types general;
   Types special;
   for (const std::string& type : types) {
@@ -366,7 +366,7 @@ MIMEDatabase::Types MIMEDatabase::extensions(std::string_view type) const {
 }
 
 MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& type) const {
-  // The globs say which patterns count, the descriptions in which order.
+  // The file of patterns says which patterns count. The descriptions give their order.
   std::map<std::uint32_t, Types, std::greater<>> byWeight;
   Types counting;
   for (const auto& [suffix, globs] : suffixes_) {

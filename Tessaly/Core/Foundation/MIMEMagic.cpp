@@ -12,11 +12,12 @@ namespace Tessaly::inline v1::detail {
 namespace {
 
 constexpr std::string_view signature{"MIME-Magic\0\n", 12};
-/// In the place of a value: the type's rules of less important files do not count.
+/// This text instead of a value discards the type's rules from files of lower precedence.
 constexpr std::string_view deleteAll = "__NOMAGIC__";
 constexpr std::size_t greatestExtent = std::size_t{64} << 10;
 
-/// Numbers in the order of the bytes of the machine that wrote the file are told by the size of their words.
+/// Converts words from the file's big-endian order to that of this machine. Only numbers in the machine's order have a
+/// word size above 1.
 void swapWords(std::string& bytes, std::size_t wordSize) {
   if (std::endian::native != std::endian::little || wordSize < 2) return;
   for (std::size_t start = 0; start + wordSize <= bytes.size(); start += wordSize) {
@@ -27,7 +28,7 @@ void swapWords(std::string& bytes, std::size_t wordSize) {
 
 }  // namespace
 
-/// Takes a file apart. Each function that takes something gives nothing where it does not stand there.
+/// Parses a file. Each `take` function returns nothing if its part is not at the present position.
 class MIMEMagic::Reader {
  public:
   explicit Reader(std::string_view text) noexcept : text_(text) {}
@@ -58,7 +59,7 @@ class MIMEMagic::Reader {
     return line;
   }
 
-  /// The head of a section, "[priority:type]", and its line.
+  /// Parses the head of a section, "[priority:type]", and the rest of its line.
   std::optional<Section> takeHead() {
     Reader line(takeLine());
     if (!line.take("[")) return std::nullopt;
@@ -68,7 +69,7 @@ class MIMEMagic::Reader {
     return Section{.priority = *priority, .type = std::string(line.text_)};
   }
 
-  /// A rule and its line; nothing where it is not understood.
+  /// Parses a rule and the rest of its line. Returns nothing for an unknown rule.
   std::optional<Rule> takeRule() {
     Rule rule;
     if (!text_.starts_with('>')) {
@@ -108,7 +109,7 @@ class MIMEMagic::Reader {
       if (!number || *number == 0) return skipLine();
       rule.range = *number;
     }
-    if (!takeLine().empty()) return std::nullopt;  // Something that a later version of the format has.
+    if (!takeLine().empty()) return std::nullopt;  // The line has a part of a later version of the format.
     swapWords(rule.value, wordSize);
     swapWords(rule.mask, wordSize);
     for (std::size_t i = 0; i < rule.mask.size(); ++i) {
@@ -146,7 +147,7 @@ void MIMEMagic::Section::add(Rule rule) {
 }
 
 bool MIMEMagic::Section::fits(std::string_view contents) const noexcept {
-  // How deep rules may stand whose parents have fitted.
+  // The maximum level of rules whose parents have matched.
   std::uint32_t allowed = 0;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const Rule& rule = rules[i];

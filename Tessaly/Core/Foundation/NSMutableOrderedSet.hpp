@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 
 /// A sequence without duplicates that changes: an `NSOrderedSet` whose elements can be added, removed and moved.
 ///
-/// It is made from an `NSOrderedSet` by copying, in constant time: the elements stay shared until one is added or
-/// removed. Moving touches only the order, four bytes an element, and never the elements.
+/// Copying an `NSOrderedSet` makes it in constant time. Both share the elements until one is added or removed. A move
+/// changes only the order, which has 4 bytes for each element.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 ///     if (::mkdir("/proc/none", 0700) != 0) throw POSIXError::last();
 class TESSALY_EXPORT POSIXError final : public Error {
  public:
-  /// The error of an `errno` value. A number that the system does not know makes an error without text.
+  /// The error of an `errno` value. If the system does not know the number, the error has no text.
   explicit POSIXError(int code) noexcept : code_(code) {}
   ~POSIXError() override;
 

@@ -23,7 +23,7 @@ constinit std::atomic<const ProcessInfo*> replacementInfo{nullptr};
 
 std::string_view lastComponent(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
-/// The value of an assignment in a file of shell assignments: its quotes taken off, its escapes resolved.
+/// The value of an assignment in a file of shell assignments, without quotes and with resolved escapes.
 std::string unquoted(std::string_view value) {
   std::string result;
   char quote = 0;
@@ -137,7 +137,7 @@ std::string ProcessInfo::executablePath() const {
     }
     path.resize(path.size() * 2);
   }
-  // The kernel says so when the file was removed or replaced, as by an update.
+  // The kernel adds this text if the file was removed or replaced, as by an update.
   constexpr std::string_view deleted = " (deleted)";
   struct stat status{};
   if (path.ends_with(deleted) && ::stat(link, &status) == 0 && status.st_nlink == 0) {
@@ -160,7 +160,7 @@ double ProcessInfo::systemUptime() const noexcept {
 }
 
 std::int64_t ProcessInfo::activeProcessorCount() const noexcept {
-  // A fixed set holds 1024 processors; where there are more, the kernel refuses it.
+  // A fixed set has room for 1,024 processors. On larger machines the kernel refuses it.
   cpu_set_t processors;
   if (::sched_getaffinity(0, sizeof processors, &processors) == 0) return CPU_COUNT(&processors);
   const long online = ::sysconf(_SC_NPROCESSORS_ONLN);

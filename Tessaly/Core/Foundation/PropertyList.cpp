@@ -12,7 +12,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Up to here values are taken apart by recursion.
+/// Values up to this depth are destroyed by recursion.
 constexpr std::uint32_t shallow = 64;
 
 std::string wellFormed(std::string text) { return Text::isWellFormed(text) ? std::move(text) : Text::sanitized(text); }
@@ -106,8 +106,8 @@ void PropertyList::destroyBox() noexcept {
   } else if (kind_ == Kind::data) {
     delete static_cast<BoxOf<Data>*>(payload_.box);
   } else {
-    // Deep values are taken apart one level at a time, for the sake of the stack: a container that this was the last
-    // to hold hands its own containers over before it goes.
+    // Deep values are destroyed one level at a time, because recursion would exhaust the stack. A container without
+    // other owners passes its own containers to the list before its destruction.
     std::vector<PropertyList> pending;
     const auto takeContainers = [&](Kind kind, Box* box) {
       if (box->depth <= shallow) return;
@@ -153,7 +153,7 @@ bool PropertyList::compare(const PropertyList& left, const PropertyList& right, 
     if (a->hasBox() && a->payload_.box == b->payload_.box) continue;
     switch (a->kind_) {
       case Kind::date:
-        // The bits first: also a date that is no number equals itself.
+        // The bits are compared first, so that a date that is NaN equals itself.
         if (a->payload_.bits != b->payload_.bits && (comparison == Comparison::identical || a->date() != b->date())) {
           return false;
         }

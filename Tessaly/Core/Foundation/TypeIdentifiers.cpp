@@ -46,7 +46,7 @@ constexpr std::string_view digits = "abcdefghkmnpqrstuvwxyz0123456789";
 static_assert(digits.size() == 32);
 
 constexpr std::pair<std::string_view, char> abbreviations[] = {{"public.data", '6'}, {"public.text", '7'}};
-/// Marks of the packed text, which stand behind a backslash in what it tells.
+/// The marks of the packed text. A backslash precedes them inside values.
 constexpr std::string_view marks = ":,=?\\";
 
 std::string packed(std::string_view text) {
@@ -87,7 +87,7 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-/// Takes what stands before a mark, which is taken away with it.
+/// Removes and returns the text before a mark, and removes the mark.
 std::string takeUnescaped(std::string_view& text, char mark) {
   std::string result;
   while (!text.empty()) {

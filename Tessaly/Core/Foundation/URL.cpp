@@ -31,7 +31,7 @@ std::optional<std::string> copied(const std::optional<std::string_view>& compone
   return std::string(*component);
 }
 
-/// The path without the slashes at its end; "/" when it holds nothing else.
+/// The path without the slashes at its end. A path that consists of slashes becomes "/".
 std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
   const std::size_t last = path.find_last_not_of('/');
   return last == std::string_view::npos ? path.substr(0, 1) : path.substr(0, last + 1);
@@ -49,7 +49,8 @@ std::string currentFolder() {
   return path.get();
 }
 
-/// The path with a slash at its end or without one, as the hint says. `onDisk` is where the hint looks.
+/// The path with or without a slash at its end, as the hint says. `onDisk` is the path that the hint checks in the file
+/// system.
 std::string applied(URL::DirectoryHint hint, std::string path, const std::string& onDisk) {
   const bool endsWithSlash = path.ends_with('/');
   bool isDirectory = false;

@@ -57,8 +57,8 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
-  /// A directory in the application's cloud container, made if it is missing. Nothing if there is no such container.
-  /// Include FoundationExtensions/URL+Extensions.hpp.
+  /// A directory in the application's cloud container. Makes the directory if it is missing. Absent if there is no
+  /// container. Include FoundationExtensions/URL+Extensions.hpp.
   template <typename Definition = detail::UbiquityContainer>
   [[nodiscard]] static std::optional<URL> ubiquityContainer(const std::optional<std::string>& containerIdentifier,
                                                             const std::vector<std::string>& pathComponents = {}) {
@@ -71,9 +71,9 @@ class URL {
 
   /// The scheme in its original case. Empty if the text begins with ":".
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> scheme() const;
-  /// Percent-decoded.
+  /// The user, percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> user() const;
-  /// Percent-decoded.
+  /// The password, percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> password() const;
   /// The host, percent-decoded, without the brackets of an IP literal. Absent if it is empty.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;

@@ -23,7 +23,7 @@ constexpr bool isEncodedByte(std::string_view text, std::size_t index) noexcept 
          hexadecimalValue(text[index + 2]) >= 0;
 }
 
-/// The characters that stand for themselves in a component.
+/// The characters that a component contains unencoded.
 class CharacterSet {
  public:
   /// RFC 3986's "unreserved" and "sub-delims", and some more.
@@ -44,7 +44,7 @@ constexpr CharacterSet passwordCharacters(":");
 constexpr CharacterSet pathCharacters(":@/[]");
 constexpr CharacterSet queryCharacters(":@/[]?");
 
-/// Whether the component may stand as it is: valid "%XX" and characters of the set.
+/// Whether the component is valid: it has only "%XX" and characters of the set.
 bool isValid(std::string_view component, const CharacterSet& characters) noexcept {
   for (std::size_t i = 0; i < component.size(); ++i) {
     if (!characters.contains(component[i]) && !isEncodedByte(component, i)) return false;
@@ -67,7 +67,7 @@ void appendEncoded(std::string& text, std::string_view component, const Characte
   }
 }
 
-/// Appends the component as it is when it is valid, else all of it encoded.
+/// Appends the component unchanged if it is valid, and completely encoded otherwise.
 void appendComponent(std::string& text, std::string_view component, const CharacterSet& characters) {
   if (isValid(component, characters)) {
     text.append(component);
@@ -121,7 +121,7 @@ std::optional<std::string> internationalHost(std::string_view host) {
   const int status = ::idn2_to_ascii_8z(std::string(host).c_str(), &output, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
   const std::unique_ptr<char, decltype(&::idn2_free)> owner(output, &::idn2_free);
   if (status != IDN2_OK) return std::nullopt;
-  // Full-width forms of delimiters have become delimiters; '%' is none that a name may hold either.
+  // Full-width forms of delimiters have become delimiters. A name must not contain these, or '%'.
   const std::string_view ascii = output;
   if (ascii.empty() || !std::ranges::all_of(ascii, [](char c) { return hostCharacters.contains(c); })) {
     return std::nullopt;

@@ -24,7 +24,7 @@ using detail::MIMEDatabase;
 
 constexpr std::string_view dynamicPrefix = "dyn.";
 
-/// The kind that all types of one family conform to.
+/// The abstract type that all types of one family conform to.
 std::string_view kindOf(std::string_view mimeType) noexcept {
   if (mimeType.starts_with("image/")) return "public.image";
   if (mimeType.starts_with("audio/")) return "public.audio";
@@ -109,7 +109,7 @@ std::optional<UTType> UTType::fromFilenameExtension(std::string_view extension, 
   }
   std::string lower(extension);
   std::ranges::transform(lower, lower.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
-  // What everybody means by an extension goes first, and is there without a database.
+  // The well-known type of an extension comes first. It exists without a database.
   for (const auto& known : detail::wellKnownTypes()) {
     if (known.filenameExtension != lower) continue;
     UTType type = wellKnown(known.identifier);

@@ -17,18 +17,18 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Counts the forks that lead to this process, from the first random identifier on.
+/// The number of forks between the first random identifier and this process.
 constinit std::atomic<std::uint32_t> forkGeneration{1};
 
-/// The kernel's random bytes for the next identifiers of a thread: a call for each one would cost six times as much.
-/// Zero-initialised and trivially destructible, so that it works at any time of a thread's life.
+/// The kernel's random bytes for the next identifiers of a thread. A call for each identifier would cost six times as
+/// much. The type is zero-initialised and trivially destructible, so it works at any time of a thread's life.
 struct Supply {
   std::uint32_t generation;
   std::size_t used;
   std::array<std::uint8_t, 256> bytes;
 
   void refill(std::uint32_t currentGeneration) noexcept {
-    // The kernel gives 256 bytes whole. Only waiting for its first entropy can be interrupted.
+    // The kernel gives 256 bytes at once. A signal can only interrupt the wait for its first entropy.
     while (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
       if (errno != EINTR) fatalError("The kernel gives no random bytes", "Tessaly/UUID", __LINE__);
     }

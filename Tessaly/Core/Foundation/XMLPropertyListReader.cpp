@@ -31,7 +31,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(white) - first + 1);
 }
 
-/// Digits only, at most four of them.
+/// The number of a text of one to four digits.
 std::optional<int> smallNumber(std::string_view text) {
   if (text.empty() || text.size() > 4) return std::nullopt;
   int value = 0;
@@ -42,7 +42,7 @@ std::optional<int> smallNumber(std::string_view text) {
   return value;
 }
 
-/// "YYYY-MM-DDTHH:MM:SSZ"; what follows the year may be left out from the end.
+/// Parses "YYYY-MM-DDTHH:MM:SSZ". All parts after the year may be omitted from the end.
 std::optional<Date> parsedDate(std::string_view text) {
   if (!text.ends_with('Z')) return std::nullopt;
   text.remove_suffix(1);
@@ -81,7 +81,7 @@ std::optional<PropertyList> parsedInteger(std::string_view text) {
   return PropertyList(static_cast<std::int64_t>(-value));
 }
 
-/// Of a decimal number, whatever its sign.
+/// Whether the absolute value of a decimal number is below one.
 bool isBelowOne(std::string_view text) {
   const std::size_t mark = std::min(text.find_first_of("eE"), text.size());
   const std::string_view digits = text.substr(0, mark);
@@ -104,7 +104,7 @@ std::optional<PropertyList> parsedReal(std::string_view text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (text.empty() || end != text.data() + text.size()) return std::nullopt;
   if (error == std::errc::result_out_of_range) {
-    // The nearest that there is.
+    // The nearest representable number.
     const double nearest = isBelowOne(text) ? 0.0 : std::numeric_limits<double>::infinity();
     value = std::copysign(nearest, text.starts_with('-') ? -1.0 : 1.0);
   } else if (error != std::errc()) {
@@ -129,8 +129,8 @@ bool isASCIIEncoding(std::string name) {
   return name == "utf-8" || name == "us-ascii";
 }
 
-/// Builds a value out of what expat finds in a text. An exception must not pass through expat, so the first one stops
-/// the parser and is thrown at its end.
+/// Builds a value from the events of expat. An exception must not pass through expat. So the first one stops the parser
+/// and is thrown after its end.
 class Reader {
  public:
   Reader() : parser_(XML_ParserCreate("UTF-8")) {
@@ -139,7 +139,7 @@ class Reader {
     XML_SetXmlDeclHandler(parser_.get(), [](void* self, const char*, const char* encoding, int) {
       if (encoding != nullptr) call(self, &Reader::noteEncoding, encoding);
     });
-    // No entity is ever declared, so none can expand; the document type's own file is not read.
+    // No entity can be declared, so none can expand. The file of the document type is not read.
     XML_SetStartDoctypeDeclHandler(parser_.get(), [](void* self, const char*, const char*, const char*, int hasSubset) {
       if (hasSubset != 0) call(self, &Reader::fail, "declares entities");
     });
@@ -174,7 +174,7 @@ class Reader {
   struct FreeParser {
     void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
   };
-  /// An element that is open.
+  /// An open element.
   struct Element {
     std::string name;
     std::string text = {};

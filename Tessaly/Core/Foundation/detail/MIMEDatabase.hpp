@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 /// The system's database of file types. `update-mime-database` makes its files by the Shared MIME-info Database
 /// specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
 ///
-/// Thread contract: thread-compatible. One that nobody adds to is thread-safe.
+/// Thread contract: thread-compatible. A database to which no thread adds is thread-safe.
 class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
