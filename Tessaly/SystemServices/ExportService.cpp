@@ -25,11 +25,11 @@ namespace {
 
 constexpr double oneHour = 3600;
 
-/// How many cells of a row ahead are fetched: longer rows lie in the memory as they are read.
+/// The number of cells of a later row that are prefetched. The processor itself prefetches the rest of longer rows.
 constexpr std::size_t fetchedCells = 8;
 
-/// Has the processor fetch the cells of a later row. A row is a block of memory of its own, and so is a text that is
-/// not short: nothing that the processor would guess.
+/// Prefetches the cells of a later row. A row is a separate block of memory, and so is a long text. The processor
+/// cannot predict these.
 void fetchRow(const Table& table, std::size_t row) noexcept {
   constexpr std::size_t cellsInLine = 64 / sizeof(std::string);
   if (row >= table.size()) return;
@@ -38,7 +38,7 @@ void fetchRow(const Table& table, std::size_t row) noexcept {
     __builtin_prefetch(&cells[cell]);
   }
 }
-/// The same for the texts of a row whose cells are there, as far as they do not lie in the cells themselves.
+/// Prefetches the long texts of a row whose cells were prefetched. Short texts are in the cells themselves.
 void fetchTexts(const Table& table, std::size_t row) noexcept {
   const std::size_t longestInCell = std::string().capacity();
   if (row >= table.size()) return;
@@ -58,7 +58,7 @@ void forEachRow(const Table& table, Body body) {
   }
 }
 
-/// What a table takes whose cells are written as they are.
+/// The number of bytes of a table whose cells are written unchanged.
 std::size_t roomFor(const Table& table, std::size_t separator, std::size_t rowEnd) noexcept {
   std::size_t room = 0;
   for (std::size_t row = 0; row < table.size(); ++row) {
@@ -70,7 +70,7 @@ std::size_t roomFor(const Table& table, std::size_t separator, std::size_t rowEn
   return room;
 }
 
-/// How often a text is in the cells, counted from the left without overlap.
+/// The number of occurrences of a text in the cells, from the left and without overlap.
 std::size_t countIn(const Table& table, std::string_view sought) noexcept {
   std::size_t count = 0;
   forEachRow(table, [&](std::size_t /*row*/, const std::vector<std::string>& cells) {
@@ -83,14 +83,14 @@ std::size_t countIn(const Table& table, std::string_view sought) noexcept {
   return count;
 }
 
-/// What quotation marks take at the most. What is not used is not touched, and so takes no memory.
+/// The maximum number of bytes for quotation marks. Unused room is never written, and so takes no memory.
 std::size_t roomForQuotes(const Table& table) noexcept {
   std::size_t cells = 0;
   for (const auto& row : table) cells += row.size();
   return 2 * cells + countIn(table, "\"");
 }
 
-/// Whether a text holds nothing beyond ASCII.
+/// Whether a text consists of ASCII only.
 bool isASCII(std::string_view text) noexcept {
   constexpr std::uint64_t highBits = 0x8080808080808080;
   std::uint64_t seen = 0;
@@ -104,11 +104,11 @@ bool isASCII(std::string_view text) noexcept {
   return (seen & highBits) == 0;
 }
 
-/// Some bytes of a text, which are copied and looked at together.
+/// A number of bytes that are copied and examined together.
 template <std::size_t size>
 using Bytes = std::uint8_t __attribute__((vector_size(size)));
 
-/// Copies a text of so many bytes or more, and tells whether one of its bytes is one of those that are sought.
+/// Copies a text of at least `size` bytes. Returns whether it contains one of the sought bytes.
 template <std::size_t size, typename... Sought>
 bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
   Bytes<size> found{};
@@ -119,7 +119,7 @@ bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
     found |= (reinterpret_cast<Bytes<size>>(piece == static_cast<std::uint8_t>(sought)) | ... | Bytes<size>{});
   };
   for (std::size_t offset = 0; offset + size < text.size(); offset += size) copyPiece(offset);
-  // What is left goes together with some of what has gone before.
+  // The last piece overlaps the previous one.
   copyPiece(text.size() - size);
   std::uint64_t words[(size + 7) / 8]{};
   std::memcpy(words, &found, size);
@@ -128,13 +128,13 @@ bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
   return any != 0;
 }
 
-/// Puts a text together. Short pieces are gathered in a block that stays in the processor's cache, and are looked at
-/// there, so that the text goes through the memory only once.
+/// Builds a text. Short pieces are collected and examined in a block that stays in the processor's cache. So the text
+/// passes through main memory only once.
 class TextWriter {
  public:
   explicit TextWriter(std::size_t room) { addRoom(room); }
 
-  /// Makes the text's memory larger, but no larger than needed.
+  /// Enlarges the text's memory, but only as far as needed.
   void addRoom(std::size_t room) {
     bytes_.reserve(bytes_.capacity() + room);
     ::Tessaly::detail::adviseHugePages(bytes_.data(), bytes_.capacity());
@@ -191,19 +191,19 @@ class TextWriter {
   }
   void take(std::string_view text) {
     if (asciiCount_ == bytes_.size() && isASCII(text)) asciiCount_ += text.size();
-    // Of the type of what is stored, so that it is moved and not converted one by one.
+    // The pointer has the type of the stored bytes, so that they are copied as a block.
     const auto* const first = reinterpret_cast<const std::uint8_t*>(text.data());
     bytes_.insert(bytes_.end(), first, first + text.size());
   }
 
   Data::Bytes bytes_;
-  /// How much at the beginning is ASCII for certain.
+  /// The number of bytes at the beginning that are certainly ASCII.
   std::size_t asciiCount_ = 0;
   std::size_t count_ = 0;
   std::array<char, std::size_t{16} * 1024> block_;
 };
 
-/// Appends a cell in quotation marks, its own ones doubled.
+/// Appends a cell in quotation marks, and doubles the marks inside it.
 void appendQuoted(TextWriter& writer, std::string_view cell) {
   writer.append('"');
   for (std::size_t quote = 0; (quote = cell.find('"')) != std::string_view::npos; cell.remove_prefix(quote + 1)) {
@@ -214,7 +214,7 @@ void appendQuoted(TextWriter& writer, std::string_view cell) {
   writer.append('"');
 }
 
-/// Appends a cell with a backslash before each separator, of which there is one at least.
+/// Appends a cell that contains the separator, with a backslash before each occurrence.
 void appendEscaped(TextWriter& writer, std::string_view cell, std::string_view separator) {
   for (std::size_t found = 0; (found = cell.find(separator)) != std::string_view::npos;) {
     writer.append(cell.substr(0, found));
@@ -240,7 +240,7 @@ struct Records {
       if (entry.signpost || !entry.subsystem().starts_with(identifier)) continue;
       Task<>::checkCancellation();
       if (entry.date <= start) continue;
-      // Many records are of one second, which is as much as is written.
+      // Many records have the same second, and the text has no smaller unit.
       if (const auto second = std::chrono::floor<std::chrono::seconds>(entry.date); second != written) {
         date = style.format(Date::since1970(static_cast<double>(second.time_since_epoch().count())));
         written = second;
@@ -250,7 +250,7 @@ struct Records {
   }
 };
 
-/// So many seconds ago, as far as records can be dated; nothing when that is no moment.
+/// The time `seconds` ago, within the range of record dates. Absent for an invalid number.
 std::optional<LogTime> momentAgo(double seconds) noexcept {
   const double moment = (Date::now() - seconds).timeIntervalSince1970();
   if (std::isnan(moment)) return std::nullopt;
@@ -276,7 +276,8 @@ Records collect(double seconds) {
 /// Runs the work in a task of background priority, which is cancelled with the caller.
 template <typename Result>
 Async<Result> inBackground(std::function<Result()> work) {
-  // A caller that is cancelled already has a task that is so before it begins: the handler might come after its end.
+  // If the caller is cancelled already, the task is cancelled before it begins, because the handler might run after the
+  // task's end.
   const Task<Result> task = Task<Result>::detached(
       {.priority = TaskPriority::background}, [work = std::move(work), isCancelled = Task<>::isCurrentCancelled()] {
         if (isCancelled) ::Tessaly::detail::threadState.task->cancel();
@@ -301,7 +302,7 @@ Data csv(const Table& from, std::string_view separator, const std::function<void
       if (separator.empty()) {
         writer.append(cell);
       } else if (!writer.appendIfWithout(cell, separator.front())) {
-        // Very long, or perhaps with a separator.
+        // The cell is very long, or may contain a separator.
         if (cell.find(separator) == std::string::npos) {
           writer.append(cell);
         } else {
@@ -332,7 +333,7 @@ Data rfc4180CSV(const Table& from, char separator) {
       const std::string& cell = cells[index];
       const bool isOnlyEmptyCell = cells.size() == 1 && cell.empty();
       if (!isOnlyEmptyCell && writer.appendIfWithout(cell, separator, '"', '\r', '\n')) continue;
-      // Empty, very long, or special.
+      // The cell is empty, very long, or contains special characters.
       if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string::npos) {
         writer.append(cell);
       } else {

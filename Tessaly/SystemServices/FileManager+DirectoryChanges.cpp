@@ -37,7 +37,7 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
   }
 
  private:
-  /// The changes. A directory that others replace is missing for a moment: it has a second to come back.
+  /// Takes the changes. A directory that is being replaced is missing for a moment, so it has 1 s to return.
   static Async<Changes> take(DirectoryFollower& self) {
     DirectorySource& source = self.source();
     try {
@@ -49,7 +49,7 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
     co_return co_await runBlocking([&source] { return source.takeChanges(); });
   }
 
-  /// False when the task was cancelled.
+  /// Waits. Returns false if the task was cancelled.
   static Async<bool> pause(DirectoryFollower& self, std::chrono::nanoseconds duration) {
     if (duration <= std::chrono::nanoseconds::zero()) co_return true;
     try {

@@ -29,11 +29,12 @@ constexpr unsigned initialReadLine = 42;
 /// The code of a refusal of access, in the domain of system errors.
 constexpr int accessRefused = 257;
 
-/// What somebody who waits for an event of a file is told.
+/// An event for the task that waits for a write.
 enum class Sign : std::uint8_t { fired, pathMayLeadElsewhere };
 using Signs = AsyncThrowingStream<Sign>;
 
-/// Watches a file, as long as somebody takes the signs. Null where it cannot be watched: the signs end with the error.
+/// Watches a file until the consumer of the signs ends. If the file cannot be watched, returns null, and the signs end
+/// with the error.
 std::shared_ptr<FileSystemObjectSource> watchFile(FileManager& files, const URL& file, FileSystemEvent mask,
                                                   const Signs::Continuation& signs) {
   const auto fail = [&](const std::exception_ptr& error) {
@@ -85,8 +86,8 @@ std::chrono::nanoseconds intervalOf(double seconds) noexcept {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(bounded));
 }
 
-/// Follows the path while an element is awaited, so that its watch can move on to another file that takes the name.
-/// Null where the system lends no more watches: then it stays with the file that it has.
+/// Follows the path while an element is awaited, so that the watch can change to another file that takes the name. Null
+/// if the system has no more watches. Then the watch stays with its file.
 std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file, const Signs::Continuation& signs) {
   try {
     return files.makeFileChangeSource(file, [signs] { signs.yield(Sign::pathMayLeadElsewhere); });
@@ -97,11 +98,11 @@ std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file
 
 enum class WatchEnd : std::uint8_t { wasWritten, leadsElsewhere, byItself };
 
-/// Watches what the path leads to now, until it is written or the path leads to another file.
+/// Watches the present file of the path, until it is written or the path leads to another file.
 Async<WatchEnd> watchForAWrite(FileManager& files, const URL& file, Clock& clock) {
   const auto [stream, signs] = Signs::makeStream();
   auto iterator = stream.makeAsyncIterator();
-  // Before the file is opened, so that nothing comes between.
+  // The path is followed before the file is opened, so that no change is lost in between.
   const auto path = followPath(files, file, signs);
   const auto source = watchFile(files, file, FileSystemEvent::write, signs);
   for (;;) {
@@ -145,7 +146,7 @@ Async<std::optional<Data>> readAfresh(FileManager* files, URL file) {
   });
 }
 
-/// What a sequence of file changes works on.
+/// The state of a sequence of file changes.
 class FileFollower : public detail::Follower<FileChangeSource> {
  public:
   FileFollower(FileManager& files, const URL& file, Clock& clock)

@@ -29,8 +29,8 @@ constexpr unsigned lineOfThePathUpdate = 159;
 
 const Default<bool>::Key& settingKey() { return Default<bool>::Key::canConnectToHost; }
 
-/// What the setting says. Looking for it in the store costs several times as much as all the rest, so it is done again
-/// only after something was stored.
+/// The value of the setting. Searching the store costs several times as much as the rest, so it is repeated only after
+/// a write to the store.
 bool canConnectToHost() {
   static constinit std::atomic<std::uint64_t> known{0};
   const std::uint64_t revision = UserDefaults::standard()->revision();
@@ -167,7 +167,7 @@ void MonitorWrapper::update(const NWPath& path) {
 }
 
 void MonitorWrapper::followSetting() {
-  // Whoever reads a property for the first time makes the wrapper, and must not be told of the setting itself.
+  // The first read of a property makes the wrapper. The reading function must not observe the setting itself.
   const ::Tessaly::detail::WithoutTracking untracked;
   withObservationTracking([this] { static_cast<void>(canConnectToHost_.value()); },
                           [weak = weak_from_this()] {
@@ -182,7 +182,7 @@ void MonitorWrapper::followSetting() {
 }
 
 void MonitorWrapper::settingDidChange() {
-  // In this order, so that no change falls in between.
+  // The order matters: no change can be lost in between.
   followSetting();
   setIsOnline(verdictOn(monitor_->currentPath()));
 }
@@ -213,7 +213,7 @@ void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor, Default<bool
       waiting->resume();
     }
   };
-  // The monitor keeps this handler, and whoever calls it keeps the monitor.
+  // The monitor owns this handler, and the caller of the handler keeps the monitor alive.
   monitor->setPathUpdateHandler([check, &followed = *monitor](const NWPath& path) { check(followed, path); });
   monitor->start(OS_dispatch_queue::main());
   observer.startObservingIfNeeded([check, monitor](bool) { check(*monitor, monitor->currentPath()); });
