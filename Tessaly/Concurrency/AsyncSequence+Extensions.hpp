@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Calls a function with every element on its way.
+/// Calls a function with every element before it is passed on.
 template <typename Element, typename ReceiveValues>
 struct PassOn {
   ReceiveValues receiveValues;

@@ -9,7 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The elements of a sequence, each in a pair with a mark of the first one. It fails like the sequence.
+/// The elements of a sequence as pairs. The first member of a pair is true for the first element only. It fails like
+/// the sequence.
 ///
 /// Thread contract: thread-compatible.
 ///

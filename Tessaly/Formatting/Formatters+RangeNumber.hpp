@@ -69,8 +69,8 @@ namespace Formatters {
 ///
 /// A sign alone counts as 0, so that the user can begin with it. The user need not type prefix and suffix. A negative
 /// number begins with the minus sign of the locale, which is not a hyphen in Swedish. As in every `NumberFormatter`,
-/// fraction digits are written only after `setMaximumFractionDigits`. They are always parsed, and cut toward zero for
-/// an integer type. A number beyond the type counts as the nearest value of the type.
+/// fraction digits are written only after `setMaximumFractionDigits`. They are always parsed, and truncated toward zero
+/// for an integer type. A number beyond the type counts as the nearest value of the type.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -67,16 +67,17 @@ namespace Date {
 
 namespace Duration {
 
-/// "9:03" up to one hour (which is "60:00"), "1:00:01" above. The value is in seconds, cut to whole seconds.
+/// "9:03" for a value in seconds, truncated to whole seconds. One hour is "60:00". Longer durations have hours:
+/// "1:00:01".
 [[nodiscard]] TESSALY_EXPORT std::string positional(double from);
 
-/// "1 hour, 10 minutes" for a value in seconds. Units with the value zero are left out.
+/// "1 hour, 10 minutes" for a value in seconds. Units with the value zero are omitted.
 [[nodiscard]] TESSALY_EXPORT std::string full(std::int64_t from);
 
-/// "1h 10m" for a value in seconds. Units with the value zero are left out.
+/// "1h 10m" for a value in seconds. Units with the value zero are omitted.
 [[nodiscard]] TESSALY_EXPORT std::string abbreviated(std::int64_t from);
 
-/// "9 minutes, 3 seconds" for a value in seconds. Units with the value zero are left out.
+/// "9 minutes, 3 seconds" for a value in seconds. Units with the value zero are omitted.
 [[nodiscard]] TESSALY_EXPORT std::string fullSecondsAndMinutes(double from);
 
 /// "12.5s": the number in the chosen language, with up to two fraction digits. The number replaces every "0" in the

@@ -48,7 +48,7 @@ namespace detail {
 /// then leads to the first item. Without items there are no entries.
 ///
 /// Letters match exactly, so the alphabet must be in lower case. No entry leads to an item with another first
-/// character, such as an accented letter. An empty identifier is logged, and its item is left out. Ill-formed UTF-8
+/// character, such as an accented letter. An empty identifier is logged, and its item is omitted. Ill-formed UTF-8
 /// counts as U+FFFD.
 ///
 /// Thread contract: thread-safe. Calls `sectionIdentifier` once for each item, from the last to the first.

@@ -32,8 +32,8 @@ TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<c
                                         std::function<void(double)> onProgress);
 }  // namespace detail
 
-/// The digest of a file, which is read to its end in blocks of 256 KiB: a `SHA256Digest`, a `SHA512Digest` or an
-/// `Insecure::MD5Digest`. Reads on a thread that may block.
+/// The digest of a file: a `SHA256Digest`, a `SHA512Digest` or an `Insecure::MD5Digest`. Reads the file to its end in
+/// blocks of 256 KiB, on a thread that may block.
 ///
 /// `onProgress` is called on that thread after each block with the fraction that is done, and finally with 1. Throws
 /// `POSIXError` if the file cannot be read, and `CancellationError` at most one block after the task was cancelled.

@@ -7,9 +7,9 @@
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 
-// Memory orders. All accesses are read-modify-writes of one word or acquire loads of it. A call leaves with release,
-// and the read-modify-writes that follow continue its release sequence, so the closing thread's acquire sees what the
-// call did. Entering is acquire, so that an admitted call sees what happened before the calls that left.
+// Memory orders. All accesses are read-modify-writes of one word or acquire loads of it. The end of a call is a
+// release, and later read-modify-writes continue its release sequence. So the closing thread's acquire sees the effects
+// of the call. The beginning of a call is an acquire, so an admitted call sees the effects of earlier calls.
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -38,7 +38,7 @@ CallGate::Call::~Call() {
 }
 
 void CallGate::leave() noexcept {
-  // Once the count is lowered the gate may be gone, but waking reads no memory.
+  // After the count was lowered the gate may have been destroyed, but waking reads no memory.
   if ((state_.fetch_sub(1, std::memory_order_release) & closedBit) != 0) detail::futexWake(state_, INT_MAX);
 }
 

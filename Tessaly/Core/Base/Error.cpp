@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-// The text is not shared: a copy may be of another class, or changed, and builds its own.
+// A copy builds its own text, because it may be of another class or may be changed.
 Error::Error(const Error& other) noexcept : std::exception(other) {}
 
 Error& Error::operator=(const Error& other) noexcept {

@@ -29,7 +29,7 @@ void addFatalErrorHandler(void (*handler)() noexcept) noexcept {
 
 void fatalError(std::string_view message, std::string_view file, unsigned line) noexcept {
   if (isStopping.exchange(true, std::memory_order_acq_rel)) {
-    if (isReporter) std::abort();  // A handler failed in its turn.
+    if (isReporter) std::abort();  // A handler failed too.
     for (;;) ::pause();            // The reporting thread ends the process.
   }
   isReporter = true;

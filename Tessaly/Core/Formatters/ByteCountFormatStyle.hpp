@@ -26,7 +26,7 @@ namespace Tessaly::inline v1 {
 ///     std::cout << style.format(1'500'000);  // 1,5 Mo
 class ByteCountFormatStyle {
  public:
-  /// Absent at first, which means the current locale at every use.
+  /// The locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 

@@ -9,12 +9,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// An amount of money: "$9.99". It has as many fraction digits as its currency at first: two of euros, none of yen.
+/// Writes an amount of money: "$9.99". At first it has the fraction digits of its currency: two for euros, none for
+/// yen.
 ///
 /// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is that of
 /// `NumberFormatStyle`.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto price = CurrencyFormatStyle("EUR").locale(Locale("de"));
 ///     std::cout << price.format(1'234.5);                                    // 1.234,50 €

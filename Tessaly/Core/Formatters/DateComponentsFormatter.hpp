@@ -55,14 +55,14 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// "Tessaly.DateComponentsFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent at first, which means the current locale at every use.
+  /// The locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
   void setLocale(const std::optional<Locale>& locale);
 
-  /// Positional at first.
+  /// The style of the units. Positional at first.
   [[nodiscard]] UnitsStyle unitsStyle() const noexcept;
   void setUnitsStyle(UnitsStyle style);
-  /// Hours, minutes and seconds at first.
+  /// The units to write. Hours, minutes and seconds at first.
   [[nodiscard]] Units allowedUnits() const noexcept;
   void setAllowedUnits(Units units) noexcept;
   [[nodiscard]] ZeroFormattingBehavior zeroFormattingBehavior() const noexcept;
@@ -71,8 +71,9 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   [[nodiscard]] bool allowsFractionalUnits() const noexcept;
   void setAllowsFractionalUnits(bool allows) noexcept;
 
-  /// The text of a duration in seconds, cut toward zero to whole seconds. The sign of a negative duration precedes the
-  /// first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and without units.
+  /// The text of a duration in seconds, truncated toward zero to whole seconds. The sign of a negative duration
+  /// precedes the first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and without
+  /// units.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
   /// The text of an arithmetic type, in seconds. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

@@ -53,11 +53,11 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// "Tessaly.DateFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent at first, which means the current locale at every use.
+  /// The locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Absent at first, which means the current time zone at every use.
+  /// The time zone. Absent at first, which means the current time zone at every use.
   [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept { return timeZone_; }
   void setTimeZone(const std::optional<TimeZone>& zone) { timeZone_ = zone; }
 

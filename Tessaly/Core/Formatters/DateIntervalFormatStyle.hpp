@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 /// The standard library has no counterpart. A thread prepares a combination of locale, zone and fields in about 2 ms
 /// and keeps the last eight.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = DateIntervalFormatStyle().locale(Locale("en")).timeZone(TimeZone::gmt());
 ///     Date start = Date::since1970(1'672'671'845);

@@ -11,12 +11,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// A span of time in days, hours, minutes and seconds: "1 day, 2 hours".
+/// Writes a span of time in days, hours, minutes and seconds: "1 day, 2 hours".
 ///
 /// `DateComponentsFormatter` writes "1:02:03", and has no unit above hours. The nearest standard facility is the output
-/// of `std::chrono::duration`, which ignores locales. A thread prepares a unit in about 100 µs and keeps the last ones.
+/// of `std::chrono::duration`, which ignores locales. A thread prepares a unit in about 100 µs and keeps the units that
+/// it used last.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = DurationFormatStyle().locale(Locale("en"));
 ///     std::cout << style.format(93'784);                      // 1 day, 2 hours, 3 minutes, 4 seconds

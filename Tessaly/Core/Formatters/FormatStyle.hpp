@@ -30,7 +30,7 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 ///     std::cout << style.locale(Locale("en")).format(Date::now());  // November 21
 class Date::FormatStyle {
  public:
-  /// The width of a number: left out, without padding, or at least two digits.
+  /// The width of a number: omitted, without padding, or at least two digits.
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
   /// The width of a month. A month can also be a name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
@@ -62,16 +62,16 @@ class Date::FormatStyle {
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }
   [[nodiscard]] FormatStyle second(Field width) const { return with(&FormatStyle::second_, width); }
-  /// Absent at first, which means the current locale at every use.
+  /// Sets the locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] FormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&FormatStyle::locale_, locale);
   }
-  /// Absent at first, which means the current time zone at every use.
+  /// Sets the time zone. Absent at first, which means the current time zone at every use.
   [[nodiscard]] FormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&FormatStyle::timeZone_, zone);
   }
 
-  /// The text of a date, cut to the smallest field without rounding. Empty for NaN and infinite dates.
+  /// The text of a date, truncated to the smallest field. Empty for NaN and infinite dates.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date) const;
 
   friend bool operator==(const FormatStyle&, const FormatStyle&) noexcept = default;

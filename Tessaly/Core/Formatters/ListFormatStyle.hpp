@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 /// The nearest standard facility is joining with a separator, which has no word before the last item. A thread prepares
 /// a locale in about 20 us and keeps the last 16 combinations of locale and style.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = ListFormatStyle().locale(Locale("en"));
 ///     std::cout << style.format({"A", "B", "C"});                                    // A, B, and C

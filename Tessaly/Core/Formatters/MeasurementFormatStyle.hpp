@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// it names one. The unit's size follows the amount: 0.4 km is "400 m". `ByteCountFormatStyle` writes sizes of files.
 /// The standard library has no counterpart. The cost is that of `NumberFormatStyle`.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = MeasurementFormatStyle().locale(Locale("en_US"));
 ///     std::cout << style.format({12, Quantity::Unit::kilometer});  // 7.5 mi

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 /// with a `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about
 /// 100 us and keeps the last 32 combinations of locale and style.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = NumberFormatStyle().locale(Locale("de"));
 ///     std::cout << style.format(1'234'567.891);                // 1.234.567,891

@@ -55,12 +55,12 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// "Tessaly.NumberFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Absent at first, which means the current locale at every use.
+  /// The locale. Absent at first, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
   void setLocale(const std::optional<Locale>& locale);
 
   [[nodiscard]] Style numberStyle() const noexcept;
-  /// Also resets the limits of the fraction digits to those of the style.
+  /// Sets the style. Also resets the limits of the fraction digits to those of the style.
   void setNumberStyle(Style style);
 
   /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent at
@@ -78,7 +78,8 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::string negativeSuffix() const;
   void setNegativeSuffix(const std::optional<std::string>& suffix);
 
-  /// From 0 to 340; other values count as the nearer bound. Setting one limit moves the other if needed.
+  /// The minimum and maximum number of fraction digits, from 0 to 340. Other values count as the nearer bound. Setting
+  /// one limit moves the other if necessary.
   [[nodiscard]] std::int64_t minimumFractionDigits() const noexcept;
   void setMinimumFractionDigits(std::int64_t digits) noexcept;
   [[nodiscard]] std::int64_t maximumFractionDigits() const noexcept;

@@ -133,7 +133,7 @@ class Engine {
     if (shape_.kind == Kind::percent) shift_ = 2;
     if (auto writer = writerOf(locale_, shape_)) {
       writer_ = *std::move(writer);
-      // ICU's older class does not tell this of every style. A locale with an unusual pattern is left to ICU.
+      // ICU's older class does not give this for every style. A locale with an unusual pattern is left to ICU.
       isOurs_ = std::ranges::any_of(std::array{writer_.minimumGrouping, 1, 2}, [&](int minimum) {
         writer_.minimumGrouping = minimum;
         return writesAsICU();

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// ordinals chooses between texts of the host. The standard library has no counterpart. A thread prepares a locale in
 /// about 300 µs and keeps the last four.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     std::cout << OrdinalFormatStyle().locale(Locale("en")).format(22);  // 22nd
 class OrdinalFormatStyle {

@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 /// The value is multiplied by one hundred exactly: 0.575 is 57.5 per cent, which rounds half to even to "58%".
 /// `NumberFormatter` multiplies in double precision and writes "57%". The cost is that of `NumberFormatStyle`.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = PercentFormatStyle().locale(Locale("fr"));
 ///     std::cout << style.format(0.5);                       // 50 %

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 /// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules are in the
 /// translations. A thread prepares the rules of a locale once and keeps the last eight.
 ///
-/// Thread contract: thread-compatible. Asking rules that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share rules that no thread changes.
 ///
 ///     PluralRules rules(PluralRules::Kind::cardinal, Locale("en"));
 ///     bool isOneFile = rules.category(1) == PluralRules::Category::one;         // true

@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 /// can instead name the days around today and write other dates in full. The standard library has no counterpart. A
 /// thread prepares a locale in about 100 µs and keeps the last 16 combinations of locale and style.
 ///
-/// Thread contract: thread-compatible. Formatting with a style that no thread changes is thread-safe.
+/// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
 ///     auto style = RelativeDateFormatStyle().locale(Locale("en"));
 ///     Date now = Date::now();

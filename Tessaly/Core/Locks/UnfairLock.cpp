@@ -24,7 +24,8 @@ void UnfairLock::lockSlowly(std::uint32_t self) noexcept {
     detail::pauseProcessor();
     word = word_.load(std::memory_order_relaxed);
   }
-  // Whoever slept once may not be the only sleeper, so it takes the lock with the bit set: its unlock then wakes one.
+  // A thread that has slept may not be the only sleeper. So it takes the lock with the bit set, and its unlock wakes
+  // another thread.
   for (;;) {
     if (word == 0) {
       if (word_.compare_exchange_weak(word, self | hasWaiters, std::memory_order_acquire, std::memory_order_relaxed)) {

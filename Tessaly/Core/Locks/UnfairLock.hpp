@@ -14,10 +14,10 @@ namespace Tessaly::inline v1 {
 /// A non-recursive lock in one 32-bit word: the owner's thread identifier, and a bit for waiters.
 ///
 /// Taking and releasing a free lock costs one atomic operation each and no system call. A waiting thread spins for at
-/// most 100 pauses, then sleeps in a futex (Franke, Russell, Kirkwood: Fuss, Futexes and Furwocks, 2002; the word's
-/// states are those of Drepper, Futexes Are Tricky, 2011). It guarantees no order of waiters and has no priority
-/// inheritance. Locking it again on the owning thread, or unlocking it on another, stops the process. Prefer `Mutex`,
-/// which keeps the guarded value out of reach without the lock.
+/// most 100 pauses and then sleeps in a futex. The futex is described by Franke, Russell and Kirkwood (Fuss, Futexes
+/// and Furwocks, 2002), and the states of the word by Drepper (Futexes Are Tricky, 2011). It guarantees no order of
+/// waiters and has no priority inheritance. Locking it again on the owning thread, or unlocking it on another, stops
+/// the process. Prefer `Mutex`, which keeps the guarded value out of reach without the lock.
 ///
 /// The nearest standard facility is `std::mutex`. It has 40 bytes, and locking it twice is undefined behaviour.
 ///

@@ -69,7 +69,8 @@ class TESSALY_EXPORT NotificationCenter {
   void post(const Notification& notification) const;
 
   class Notifications;
-  /// The later notifications with this name about this object, or about any object if it is null.
+  /// The sequence of the notifications with this name that are posted from now on. They concern this object, or any
+  /// object if it is null.
   [[nodiscard]] Notifications notifications(std::string name, const std::shared_ptr<Object>& object = nullptr);
 
  private:

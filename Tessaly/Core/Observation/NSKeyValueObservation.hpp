@@ -220,7 +220,8 @@ class ComputedPropertyObserver final : public ComputedObserver {
 ///
 /// An exception of the handler stops the process.
 ///
-/// Thread contract: thread-safe. Changes on several threads at once may be told as one, the last value always.
+/// Thread contract: thread-safe. Simultaneous changes on several threads may be one record. The last value is always
+/// reported.
 template <typename Object, typename Root, typename Value, typename Handler>
   requires(std::derived_from<Object, Root> && std::invocable<Handler&, const NSKeyValueObservedChange<Value>&>)
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(

@@ -45,7 +45,7 @@ class Locale {
   class Language {
    public:
     explicit Language(std::optional<LanguageCode> code) : code_(std::move(code)) {}
-    /// Absent in a locale without a language.
+    /// The code of the language. Absent in a locale without a language.
     [[nodiscard]] const std::optional<LanguageCode>& languageCode() const noexcept { return code_; }
     friend bool operator==(const Language&, const Language&) noexcept = default;
 
@@ -53,7 +53,7 @@ class Locale {
     std::optional<LanguageCode> code_;
   };
 
-  /// Never fails. An unknown identifier is formatted like the root.
+  /// The locale with this identifier. Never fails. An unknown identifier is formatted like the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its

@@ -71,7 +71,7 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
   /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed meanwhile is
-  /// left out. Throws `POSIXError`.
+  /// omitted. Throws `POSIXError`.
   [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
 
   /// Whether a path leads to something. False for a dangling link.

@@ -76,7 +76,7 @@ std::optional<std::string> beginningOfFile(const std::string& path, std::size_t 
 }
 
 int closeReporting(OwnedDescriptor descriptor) noexcept {
-  // An interrupted close has closed the descriptor all the same.
+  // An interrupted close has closed the descriptor anyway.
   return ::close(descriptor.release()) == 0 || errno == EINTR ? 0 : errno;
 }
 

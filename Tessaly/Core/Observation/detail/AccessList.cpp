@@ -17,7 +17,7 @@ std::size_t hashAddress(const ObservationPoint* point) noexcept {
 }  // namespace
 
 std::uint64_t* AccessList::find(const ObservationPoint& point) noexcept {
-  // Newest first: a function that reads in a loop reads the same again.
+  // The search begins with the newest entry, because a function that reads in a loop reads the same points again.
   if (expected_ != nullptr) {
     for (std::size_t i = seen_; i-- > 0;) {
       if (expected_[i].point == &point) return &expected_[i].version;
@@ -49,7 +49,7 @@ bool AccessList::isExpected(const ObservationPoint& point, std::uint64_t version
     ++seen_;
     return true;
   }
-  // Read once more: in the same order, or one of a few.
+  // The point was read before: in the same order, or it is one of a few.
   if (again_ >= seen_) again_ = 0;
   if (again_ < seen_ && expected_[again_].point == &point) {
     ++again_;

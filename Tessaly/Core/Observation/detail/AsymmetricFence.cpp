@@ -37,7 +37,7 @@ bool AsymmetricFence::isAvailable() noexcept {
   Support known = support.load(std::memory_order_relaxed);
   if (known == Support::unknown) [[unlikely]] {
     known = findSupport();
-    // Threads that come here at the same time get the same answer.
+    // Threads that arrive here at the same time get the same answer.
     support.store(known, std::memory_order_relaxed);
   }
   return known == Support::membarrier;

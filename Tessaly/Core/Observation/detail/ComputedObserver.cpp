@@ -47,7 +47,7 @@ ComputedObserver::Turn ComputedObserver::takeTurn(const AccessList* accesses) no
     if (thread == self && reading_ == nullptr) return Turn::nested;
     // The function has not missed a change that it makes itself.
     if (thread == self && reading_->isIn(accesses)) return Turn::none;
-    // The flag is set anew also where it is set: the thread that takes it back must see the change.
+    // The flag is stored again even if it is set, so that the thread that clears it sees the change.
     const std::uint32_t next = thread == 0 ? self : state | hasMissedOne;
     if (state_.compare_exchange_weak(state, next, std::memory_order_acq_rel, std::memory_order_relaxed)) {
       return thread == 0 ? Turn::outermost : Turn::none;
@@ -103,7 +103,7 @@ void ComputedObserver::registerWith(AccessList& accesses) {
     hasMissed |= links[i]->registerWith(accesses[i]);
   }
   accesses.surrender();
-  // Only now, so that no change of a point that is read again is missed.
+  // The observer is deregistered only now, so that no change of a point that is read again is lost.
   deregister();
   accesses_ = std::move(read);
   links_ = std::move(links);
@@ -115,7 +115,7 @@ void ComputedObserver::deregister() noexcept {
   for (const auto& link : std::exchange(links_, {})) link->cancel();
 }
 
-/// Called by the thread that is in a step, once the observer has ended.
+/// The thread that is in a step calls this after the observer has ended.
 void ComputedObserver::finish() noexcept {
   deregister();
   discard();

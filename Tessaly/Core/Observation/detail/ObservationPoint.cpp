@@ -12,16 +12,16 @@ namespace Tessaly::inline v1::detail {
 
 namespace {
 
-/// References on one point that a thread keeps in stock, so that it need not count one for every reading.
+/// The references on one point that a thread keeps, so that a read needs no atomic operation.
 struct Stock {
   ObservationPoint* point;
   std::uint32_t count;
-  /// Whether the thread's end gives the references back.
+  /// Whether the end of the thread releases the references.
   bool endsWithThread;
 };
 __thread Stock stock [[gnu::tls_model("initial-exec")]] = {};
 
-/// Taken at once when the stock is empty, and the most that stay in it after a call.
+/// The number of references that an empty stock takes at once, and its maximum after a call.
 constexpr std::uint32_t stockedReferences = 64;
 
 void giveBackStock() noexcept {
@@ -29,7 +29,7 @@ void giveBackStock() noexcept {
     point->release(std::exchange(stock.count, 0));
 }
 
-/// The key's value only has to be non-null.
+/// The key's value must only be non-null.
 void giveBackStockAtTheEnd() {
   static constexpr auto makeKey = [] {
     auto* const key = new pthread_key_t;
@@ -47,7 +47,7 @@ void giveBackStockAtTheEnd() {
 
 void ObservationPoint::retainForReading() noexcept {
   if (stock.point != this) return retain();
-  // One reference stays, and keeps the point that the stock names.
+  // One reference stays and keeps the stock's point alive.
   if (stock.count == 1) {
     references_.fetch_add(stockedReferences, std::memory_order_relaxed);
     stock.count += stockedReferences;
@@ -106,7 +106,7 @@ void ObservationPoint::callBeforeChange(Version last) noexcept {
 
 void ObservationPoint::callTaken(Registration* taken) noexcept {
   const WithoutTracking untracked;
-  // A registration in a list is worth a reference, which now belongs to this function.
+  // A registration in a list holds a reference, which this function now owns.
   std::uint32_t givenBack = 0;
   while (taken != nullptr) {
     Tracking& tracking = *taken->tracking;

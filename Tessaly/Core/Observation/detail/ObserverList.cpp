@@ -10,7 +10,7 @@ namespace Tessaly::inline v1::detail {
 
 ObserverList::ObserverList() noexcept : isAsymmetric_(AsymmetricFence::isAvailable()) {}
 
-// Every observer holds a reference on the point, so none is left when the point goes.
+// Every observer holds a reference on the point, so no observer is left when the point is destroyed.
 ObserverList::~ObserverList() = default;
 
 void ObserverList::add(PointObserver& observer) {

@@ -21,7 +21,7 @@ bool ObservationPoint::add(PointObserver& observer, Version version) noexcept {
   const Version now = word_.lock();
   addLocked(observer);
   unlock(now);
-  // A change that is under way calls the observer at its end.
+  // A running change calls the observer at its end.
   return now != version && !VersionWord::isChanging(now);
 }
 
@@ -82,7 +82,7 @@ void ObservationPoint::callAfterChange(Version last) noexcept {
   Registration* const takenBefore = VersionWord::isChanging(last) ? nullptr : takeAll(before_);
   Registration* const takenAfter = takeAll(after_);
   ObserverList::Turn turn;
-  // As long as a turn is taken the observers stay, and with them the point.
+  // During a turn the observers stay, and so does the point.
   if (observers_ != nullptr && !observers_->isEmpty()) turn = observers_->beginTurn(currentThreadIdentifier());
   unlock(now);
   if (currentAccessList != nullptr) noteOwnChange(last, now);
@@ -151,7 +151,7 @@ void ObservationPoint::notifyShared(ObserverList& list, PointObserver& observer,
 
 bool ObservationPoint::settle(ObserverList& list, PointObserver& observer) noexcept {
   const Version now = word_.lock();
-  // Otherwise the call that is still under way settles.
+  // Otherwise the running call completes the delivery.
   const bool isOver = list.callerOf(observer) == 0;
   const bool discards = isOver && std::exchange(observer.discardIsDue_, false);
   const bool repeats = isOver && !observer.hasEnded_ && std::exchange(observer.hasMissedOne_, false);

@@ -14,7 +14,7 @@ void Tracking::install(AccessList& accesses) noexcept {
     one_.point = accesses[0].point;
     accesses.surrender();
     const ObservationPoint::Link link = one_.point->link(one_, *this, accesses[0].version);
-    if (link == ObservationPoint::Link::made) return;  // From here on this may be gone.
+    if (link == ObservationPoint::Link::made) return;  // From here on this object may have been destroyed.
     if (link == ObservationPoint::Link::changed) fire();
     release();
   } else {
@@ -26,7 +26,7 @@ void Tracking::installMany(AccessList& accesses) noexcept {
   const std::size_t count = count_;
   for (std::size_t i = 0; i < count; ++i) registrations()[i].point = accesses[i].point;
   references_.fetch_add(static_cast<std::uint32_t>(count) - 1, std::memory_order_relaxed);
-  // Each registration that is in its list has its reference. Once the last one is, this may be gone.
+  // Each registration in a list holds a reference. After the last registration this object may have been destroyed.
   std::size_t kept = 0;
   bool isChanged = false;
   std::size_t i = 0;

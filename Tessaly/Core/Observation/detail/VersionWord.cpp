@@ -13,7 +13,7 @@ std::uint64_t VersionWord::waitWhileLocked() const noexcept {
   for (int pauses = 0;; ++pauses) {
     const std::uint64_t word = word_.load(std::memory_order_relaxed);
     if ((word & isLocked) == 0) return word;
-    // Asleep rather than yielding: the holder may be a thread of lower priority.
+    // The thread sleeps instead of yielding, because the holder may be a thread of lower priority.
     if (pauses < pausesBeforeSleeping) {
       pauseProcessor();
     } else {
