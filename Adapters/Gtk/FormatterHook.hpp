@@ -286,8 +286,8 @@ class FormatterHook {
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
   }
 
-  /// Restores the selection that a refused insertion was to replace. The display first reports that the selected text
-  /// has no owner. On that report the field would clear a newer selection.
+  /// Restores the selection that a refused insertion would have replaced. The display first reports that the selected
+  /// text has no owner. On that report the field would clear a newer selection.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));

@@ -19,9 +19,9 @@ namespace Tessaly::inline v1::Qt6 {
 /// the other events of the loop.
 ///
 /// Construct it after the application object. A nested loop (a modal dialog inside work of the main queue) also serves
-/// the queue, including the work behind the work that opened it. Several adapters may exist side by side. They may be
-/// destroyed in any order, inside work of the queue, and after the application object. Work that arrives while the loop
-/// serves the queue waits for the next turn of the loop. It needs Qt Core only, and no moc.
+/// the queue, including work that was queued after the dialog's own work. Several adapters may exist side by side. They
+/// may be destroyed in any order, inside work of the queue, and after the application object. Work that arrives while
+/// the loop serves the queue waits for the next turn of the loop. It needs Qt Core only, and no moc.
 ///
 /// These stop the process: constructing it before the application object, and constructing it outside the main thread.
 ///

@@ -150,7 +150,8 @@ class FormatterValidator : public QValidator {
     isTakenAsItIs_ = false;
   }
 
-  /// Whether a part of the former text is missing. With hidden characters Qt reports that deletions cannot be undone.
+  /// Whether a part of the former text is missing. In a field with hidden characters, Qt reports deletions as changes
+  /// that cannot be undone.
   [[nodiscard]] bool isDeletion(const QString& text) const {
     if (text.size() >= standing_.size()) return false;
     qsizetype same = 0;

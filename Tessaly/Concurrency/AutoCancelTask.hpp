@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 /// The only owner of a running task: its destructor cancels the task.
 ///
-/// A `Task` goes on when its handle is destroyed; this handle asks it to stop. Cancellation is cooperative, and the
+/// A `Task` continues when its handle is destroyed. This handle requests its end. Cancellation is cooperative, and the
 /// owner does not wait for the end. So the operation must hold everything that it uses: a `catch` block, or the code
 /// after the last wait, may run long after the handle has gone. **An operation that captures `this` belongs in an
 /// `OwnedTasks`**, which runs none of its code after the object's end.
@@ -40,7 +40,7 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}
-  /// The same at another priority; without one, at the caller's.
+  /// The same at the given priority. Without a priority, at the caller's.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   AutoCancelTask(std::optional<TaskPriority> priority, Operation&& operation)

@@ -18,9 +18,9 @@ namespace Tessaly::inline v1 {
 
 /// The results of a computation over observable properties, as an asynchronous sequence.
 ///
-/// The first element is the present result. A further one comes after a change of a property that the last computation
-/// read, and is computed when it is asked for. Several changes in between make one element with the latest values. The
-/// sequence never ends by itself and never fails. A cancelled consumer gets one last element at once.
+/// The first element is the present result. After a change of a property that the last computation read, there is a
+/// further element, which is computed on request. Several changes in between give one element with the latest values.
+/// The sequence never ends by itself and never fails. A cancelled consumer gets one last element at once.
 ///
 /// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
 /// tracks on its own. For a callback instead of a sequence use `withContinuousObservation`. For every value of one

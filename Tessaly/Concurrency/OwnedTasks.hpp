@@ -18,8 +18,8 @@ namespace detail {
 class OwnerExecutor;
 }
 
-/// The tasks of one object, such as a window or a model. It is a member of the object, and its destructor ends the
-/// tasks.
+/// The tasks of one object, such as a window or a model. An `OwnedTasks` is a member of that object, and its destructor
+/// ends the tasks.
 ///
 /// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
 /// then on no statement of theirs runs in that isolation: not the code after the last wait, and no `catch` block. Their
@@ -27,12 +27,13 @@ class OwnerExecutor;
 ///
 /// The destructor does the following with a task:
 /// - A task that has not started does not start. A task whose wait ends with its cancellation, as a sleep or a stream's
-///   `next()` does, is destroyed in the destructor: its local variables and its closure still find the object.
-/// - A task that is elsewhere at that moment, on the pool, on a blocking thread or in another isolation, goes on there
-///   and sees that it is cancelled. It must hold what it uses there. When it comes back to the object's isolation, its
-///   variables and its closure are destroyed there, after the children of its task groups have ended. Such a variable's
-///   destructor must not use the object. The same holds for a task that waits for another task or for a continuation.
-/// - A task that destroys the object itself goes on to its next wait, as after `delete this`.
+///   `next()` does, is destroyed in the destructor: its local variables and its closure can still use the object.
+/// - A task may be on the pool, on a blocking thread or in another isolation at that moment. It continues there and
+///   sees that it is cancelled. It must own the objects that it uses there. When it returns to the object's isolation,
+///   its variables and its closure are destroyed there, after the children of its task groups have ended. Such a
+///   variable's destructor must not use the object. The same holds for a task that waits for another task or for a
+///   continuation.
+/// - A task that destroys the object itself runs to its next wait, as after `delete this`.
 ///
 /// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. A task that
 /// names an isolation does not belong to the object. A task that awaits an ended task gets a `CancellationError`.
@@ -84,7 +85,8 @@ class OwnedTasks {
     return tasks_.emplace_back(options, std::forward<Operation>(operation));
   }
 
-  /// This overload is deleted, because a task must keep its function and its captures until the work has ended.
+  /// A call of this overload does not compile, because a task must keep its function and its captures until the work
+  /// has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();

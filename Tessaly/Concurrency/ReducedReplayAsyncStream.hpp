@@ -22,14 +22,14 @@ namespace Tessaly::inline v1 {
 /// unbounded buffer of its own, so a slow one delays no other.
 ///
 /// Iterating the stream itself subscribes: every iterator is a subscriber. When the producer ends, every subscriber's
-/// stream ends. A subscriber that joins after that gets the sum and then **waits on**; only its consumer's cancellation
-/// or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a few words and
-/// a refused element each time.
+/// stream ends. A subscriber that joins after that gets the sum and then **keeps waiting**. Only its consumer's
+/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a
+/// few words and a refused element each time.
 ///
-/// Once it has begun, the consumption goes on until the producer finishes, even without subscribers. A producer that
-/// never finishes leaves a task waiting.
+/// The consumption continues until the producer finishes, even without subscribers. A producer that never finishes
+/// leaves a task waiting.
 ///
-/// An element whose copy throws ends the stream of the subscriber that the copy was for; the others go on. An element
+/// If copying an element for a subscriber throws, that subscriber's stream ends, and the others continue. An element
 /// whose move throws ends the consumption and every subscriber's stream. Each writes one log record.
 ///
 /// A value: copies share producer and subscribers. `reduce` is called by one thread at a time, on any thread, and must
@@ -53,8 +53,8 @@ class ReducedReplayAsyncStream {
   using Continuation = AsyncStream<Element>::Continuation;
   using AsyncIterator = AsyncStream<Element>::AsyncIterator;
 
-  /// Builds the producer's stream, with this policy for elements not consumed yet, by calling `build` once with its
-  /// continuation before this returns. Nothing is consumed before the first subscription.
+  /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
+  /// the buffer of elements that are not consumed yet. Nothing is consumed before the first subscription.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),

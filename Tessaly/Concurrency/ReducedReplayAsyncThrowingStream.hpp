@@ -22,10 +22,10 @@ namespace Tessaly::inline v1 {
 ///
 /// The producer is a failing stream that is built here, or any asynchronous sequence. Its error ends the stream of
 /// every subscriber that had joined, and every `streamedElement()`, now and later. A subscriber that joins after the
-/// end, also after an error, gets the value so far and then **waits on**.
+/// end, also after an error, gets the present sum and then **keeps waiting**.
 ///
-/// An exception of an element's copy ends the one stream, or the one `streamedElement()`, that the copy was for. An
-/// exception of an element's move counts as the producer's error.
+/// Each element is copied for each stream and each `streamedElement()`. An exception of a copy ends only that stream or
+/// that `streamedElement()`. An exception of an element's move counts as the producer's error.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -81,8 +81,8 @@ class ReducedReplayAsyncThrowingStream {
     AsyncThrowingStream<Element> asyncStream_;
   };
 
-  /// Builds the producer's stream, with this policy for elements not consumed yet, by calling `build` once with its
-  /// continuation before this returns. Nothing is consumed before the first request.
+  /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
+  /// the buffer of elements that are not consumed yet. Nothing is consumed before the first request.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncThrowingStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),
@@ -123,7 +123,7 @@ class ReducedReplayAsyncThrowingStream {
       Base::consume(element);
       Base::yieldToAll(continuationsFix, element);
     }
-    /// An error does not finish the second list.
+    /// Ends every subscriber's stream and answers the requests. An error does not end the streams of the second list.
     void end(std::exception_ptr error) {
       this->endAll(error);
       if (!error) {

@@ -63,7 +63,8 @@ class TaskScope {
         identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
   }
 
-  /// This overload is deleted, because a task must keep its function and its captures until the work has ended.
+  /// A call of this overload does not compile, because a task must keep its function and its captures until the work
+  /// has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();

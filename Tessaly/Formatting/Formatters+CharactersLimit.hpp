@@ -16,9 +16,9 @@
 /// Formatters that check the input of text fields.
 namespace Tessaly::inline v1::Formatters {
 
-/// Registers the classes of this namespace for `Object::make`, which then stops the process: none of them has a
-/// constructor without arguments. In a shared library `Object::make` registers them by itself. Constructing one
-/// registers them, too.
+/// Registers the classes of this namespace for `Object::make`. None of them has a constructor without arguments, so
+/// `make` stops the process for them. `Object::make` registers them itself if they are in a shared library.
+/// Constructing one registers them too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();

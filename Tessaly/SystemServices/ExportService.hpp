@@ -36,7 +36,7 @@ using Table = std::vector<std::vector<std::string>>;
 /// and quotation marks are doubled. Every row ends with a carriage return and a line feed. A row with a single empty
 /// cell is quoted too, so that it differs from an empty row. Throws like `csv`.
 ///
-/// Thread contract: thread-safe. Needs the memory that `csv` needs.
+/// Thread contract: thread-safe. Needs as much memory as `csv`.
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');
 
 /// The messages of this process in the last `forSeconds` seconds, from logs whose subsystem begins with the main

@@ -18,8 +18,8 @@ namespace Tessaly::inline v1::detail {
 /// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes it.
 ///
 /// Each tracking begins a round. The task and the change handler of a round know its number, so a late handler or a
-/// late suspension cannot end the next round. The cell keeps a change that came before the task suspended, and then the
-/// task goes on at once.
+/// late suspension cannot end the next round. The cell keeps a change from before the task's suspension, and the task
+/// then continues at once.
 ///
 /// Thread contract: thread-safe.
 class ObservationsStorage : public std::enable_shared_from_this<ObservationsStorage> {

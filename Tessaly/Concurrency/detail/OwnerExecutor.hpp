@@ -12,7 +12,7 @@ namespace Tessaly::inline v1::detail {
 /// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After the owner's
 /// end it discards tasks instead of running them.
 ///
-/// It is reference-counted: every task that may come back to it holds a reference.
+/// It is reference-counted: every task that may return to it holds a reference.
 ///
 /// Thread contract: thread-safe.
 class OwnerExecutor final : public Executor {

@@ -25,7 +25,7 @@ TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::excepti
 /// The state that the copies of a reduced-replay stream and their tasks share. All of it except the isolation is only
 /// used in the isolation.
 ///
-/// Copying an element may throw. Then the stream of the subscriber that the copy was for ends, and the others go on.
+/// Copying an element for a subscriber may throw. Then that subscriber's stream ends, and the others continue.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element, typename Failure>

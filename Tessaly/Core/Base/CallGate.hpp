@@ -12,8 +12,8 @@ namespace Tessaly::inline v1 {
 /// Admits calls of a handler until it is closed. Calls may run on several threads and nest. Closing waits for calls on
 /// other threads, but not for enclosing calls on the closing thread.
 ///
-/// Two calls that close the same gate on two threads do not wait for each other. Each one goes on as soon as every call
-/// has left or waits in `close()` itself.
+/// Two calls that close the same gate on two threads do not wait for each other. Each one returns as soon as every
+/// other call has ended or waits in `close()` itself.
 ///
 /// In the child of a fork after the start of the runtime, closing does not wait, because the other threads exist only
 /// in the parent. More than 65,535 calls at once stop the process.

@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 /// The nearest standard facility is the output of `std::chrono::hh_mm_ss`, which ignores locales. Preparing a locale
 /// takes about 200 µs. The formatter keeps the last eight locales.
 ///
-/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
 ///     DateComponentsFormatter formatter;
 ///     formatter.setLocale(Locale("en"));
@@ -31,9 +31,8 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   enum class UnitsStyle : std::uint8_t { positional = 0, abbreviated = 1, full = 3 };
   /// A set of units. Combine them with `|`.
   enum class Units : std::uint16_t { hour = 32, minute = 64, second = 128 };
-  /// How units with the value zero are written. Combine the values with `|`. `default_` drops the leading units of
-  /// positional texts, and all zero units of other texts. At least one unit stays. Positional texts drop only leading
-  /// units.
+  /// The treatment of units with the value zero. Combine the values with `|`. `default_` drops leading zero units of
+  /// positional texts, and all zero units of other texts. At least one unit stays.
   enum class ZeroFormattingBehavior : std::uint32_t {
     none = 0,
     default_ = 1,

@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 ///
 /// `Date::now()` decides what is today. Tests control it with a `WallClock::Replacement`.
 ///
-/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
 ///     DateFormatter formatter;
 ///     formatter.setLocale(Locale("en_GB"));

@@ -54,7 +54,8 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
   }
 
   [[nodiscard]] TESSALY_EXPORT std::string format(const Quantity& measurement) const;
-  /// The same with both in the unit of the first. The second may be in another unit of the same kind.
+  /// The text of a range of measurements, both in the unit of the first one. The second one may have another unit of
+  /// the same kind.
   [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Quantity& lower, const Quantity& upper) const;
 
   friend bool operator==(const MeasurementFormatStyle&, const MeasurementFormatStyle&) noexcept = default;

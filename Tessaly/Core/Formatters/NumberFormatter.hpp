@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 /// next use, which prepares the locale again in about 50 µs. The formatter keeps the last eight locales. Changing only
 /// the limits of the fraction digits needs no preparation.
 ///
-/// Thread contract: thread-compatible. Formatting prepares locales inside, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
 ///     NumberFormatter formatter;
 ///     formatter.setLocale(Locale("de"));

@@ -47,8 +47,8 @@ class UTType {
   /// the database lacks is a type of its own.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
   /// The type of a file by its name and contents, in the order that the database's specification recommends. The name
-  /// decides. The contents decide if several types or none have such names. Only the first 64 KiB of the contents
-  /// count.
+  /// decides, unless several types or none have such names. Then the contents decide. Only the first 64 KiB of the
+  /// contents count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
   /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.

@@ -153,7 +153,8 @@ class BasicLogFormat {
   bool hasPercentSigns_ = false;
 };
 
-/// The format of a record with these arguments, which are deduced from the arguments alone.
+/// The format of a record with these types of arguments. The compiler deduces the types from the arguments and not from
+/// the format.
 template <typename... Arguments>
 using LogFormat = BasicLogFormat<std::type_identity_t<Arguments>...>;
 

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// How important a record is. A warning is written as `error`.
+/// The importance of a record. A warning is written as `error`.
 enum class OSLogType : std::uint8_t { default_, info, debug, error, fault };
 
 /// The state of a setting of the log.

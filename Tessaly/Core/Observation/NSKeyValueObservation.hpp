@@ -80,7 +80,7 @@ class NSKeyValueObservation {
   ~NSKeyValueObservation() { invalidate(); }
 
   /// Ends the observation. Waits for a call of the handler on another thread. No call begins afterwards. The handler
-  /// itself may call it. Later calls do nothing.
+  /// may call this function. Later calls do nothing.
   void invalidate() noexcept {
     if (const auto observer = std::exchange(observer_, {})) observer->stop();
   }
@@ -114,14 +114,14 @@ class ObservedProperty {
     keyPath_.access(object);
     return std::nullopt;
   }
-  /// Passes a change on.
+  /// Reports a change to the handler.
   void tell(std::optional<Value> value) {
     NSKeyValueObservedChange<Value> change;
     if (has(NSKeyValueObservingOptions::old)) change.oldValue = std::exchange(last_, value);
     if (has(NSKeyValueObservingOptions::new_)) change.newValue = std::move(value);
     call(change);
   }
-  /// The first record, which has no old value.
+  /// Reports the first record, which has no old value.
   void begin(std::optional<Value> value) {
     NSKeyValueObservedChange<Value> change;
     if (has(NSKeyValueObservingOptions::old)) last_ = value;

@@ -38,12 +38,13 @@ template <typename OnChange>
 /// Calls `apply`, returns its result, and calls `onChange` once, when any of the observable properties that `apply`
 /// read is about to change.
 ///
-/// Only reads by `apply` on this thread until it returns count. Without any read, `onChange` is destroyed. `onChange`
-/// is called synchronously on the changing thread, outside every lock, while the old value can still be read. Each
-/// assignment counts as a change, also of an equal value. The end of an object counts too. To observe further changes,
-/// track again; several changes before that count as one. A change by another thread while `apply` runs is not lost:
-/// `onChange` is then called before this returns or, if the change is still running, after its end. So a handler that
-/// tracks again during the change is called again after it. What `apply` itself changes does not count.
+/// Only the reads that `apply` itself makes on this thread are tracked. Without any read, `onChange` is destroyed.
+/// `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still be
+/// read. Each assignment counts as a change, also of an equal value. The end of an object counts too. To observe
+/// further changes, track again; several changes before that count as one. A change by another thread while `apply`
+/// runs is not lost: `onChange` is then called before this returns or, if the change is still running, after its end.
+/// So a handler that tracks again during the change is called again after it. What `apply` itself changes does not
+/// count.
 ///
 /// Trackings nest: the outer tracking also observes the properties that an inner one reads. The reads of `onChange` are
 /// not tracked.

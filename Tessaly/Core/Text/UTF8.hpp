@@ -81,7 +81,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWellFormed(std::string_view text) noexcept;
 
-/// The text with one U+FFFD in place of every maximal ill-formed subsequence. Well-formed text comes back unchanged.
+/// The text with one U+FFFD in place of every maximal ill-formed subsequence. Well-formed text is returned unchanged.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string sanitized(std::string_view text);

@@ -30,10 +30,10 @@ class TESSALY_EXPORT FileSystemObjectSource {
   FileSystemObjectSource(const FileSystemObjectSource&) = delete;
   FileSystemObjectSource& operator=(const FileSystemObjectSource&) = delete;
 
-  /// Sets the handler that is called when an event of a requested kind has happened. Call it before `resume()`.
+  /// Sets the handler that is called when an event of a requested kind has happened. Set it before `resume()`.
   virtual void setEventHandler(std::function<void()> handler) = 0;
   /// Sets the handler that is called once after `cancel()`. No event is reported after that call, so the handler may
-  /// close the descriptor. Call it before `resume()`.
+  /// close the descriptor. Set it before `resume()`.
   virtual void setCancelHandler(std::function<void()> handler) = 0;
   /// Starts the notifications. Throws `POSIXError` if the system refuses.
   virtual void resume() = 0;

@@ -55,7 +55,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   /// The latest known path, also before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
   /// Ends the updates. No call of the handler begins after this returns. Does not wait for a call that is running on
-  /// another thread. The handler itself may call it. Later calls do nothing.
+  /// another thread. The handler may call this function. Later calls do nothing.
   void cancel() noexcept;
 
  private:
