@@ -159,7 +159,8 @@ class FormatterValidator : public QValidator {
     return standing_.endsWith(QStringView(text).mid(same));
   }
 
-  /// With hidden characters Qt would undo everything, and there is no undo history to keep.
+  /// In a field with hidden characters, Qt would revert all changes after a refusal. Such a field has no undo history,
+  /// so this function sets the text itself.
   State takeBack(QString& input, int& position, const detail::FormattedField::Judgement& judgement) const {
     const std::string refused = input.toStdString();
     input = judgement.replacement ? QString::fromStdString(*judgement.replacement) : standing_;
@@ -186,7 +187,7 @@ class FormatterValidator : public QValidator {
     field_->setCursorPosition(static_cast<int>(QString::fromStdString(replacement.substr(0, offset)).size()));
   }
 
-  /// Qt emits this before it takes the change back.
+  /// Qt emits this signal before it reverts the change.
   void noteRefusal() {
     if (!judged_) return;  // The field itself refused the text, because of its maximum length or its mask.
     refusal_ = std::exchange(judged_, std::nullopt);
@@ -197,7 +198,7 @@ class FormatterValidator : public QValidator {
     if (!refusal_) return;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
-      // Qt has not taken the text back, because the program or an undo set it. Qt now accepts every text.
+      // Qt has not reverted the text, because the program or an undo set it. In this state Qt accepts every text.
       const int cursor = field_->cursorPosition();
       takeAsItIs([&] { field_->setText(refusal.text); });
       field_->setCursorPosition(cursor);
@@ -223,7 +224,7 @@ class FormatterValidator : public QValidator {
   detail::FormattedField formatted_;
   /// The last judged text, if it was refused.
   mutable std::optional<Refusal> judged_;
-  /// The pending replacement and report, for the time after Qt has taken the text back.
+  /// The replacement and report that are pending until Qt has reverted the text.
   std::optional<Refusal> refusal_;
   /// The text before the change that is being judged.
   QString standing_;

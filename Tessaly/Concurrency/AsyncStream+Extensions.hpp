@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 
 /// The values that an object's property takes, as a stream with an unbounded buffer.
 ///
-/// Each change that carries a new value gives that value, so the options need `new_`. With `initial`, the first element
-/// is the value at the start. The observation begins before this returns. It ends with the stream, when its consumer is
+/// Each change with a new value gives an element, so the options need `new_`. With `initial`, the first element is the
+/// value at the start. The observation begins before this returns. It ends with the stream, when its consumer is
 /// cancelled or destroyed. The object is not kept alive, and its end does not end the stream.
 ///
 /// Thread contract: thread-safe. The values are yielded on the changing thread.

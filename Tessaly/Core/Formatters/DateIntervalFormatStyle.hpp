@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes an interval between two dates, and their common parts only once: "Jan 2 – 5, 2023".
+/// Writes an interval between two dates. The common parts of both dates are written once: "Jan 2 – 5, 2023".
 ///
 /// The standard library has no counterpart. A thread prepares a combination of locale, zone and fields in about 2 ms
 /// and keeps the last eight.

@@ -30,7 +30,7 @@ namespace Tessaly::inline v1 {
 ///     std::cout << named.format(-1, RelativeDateFormatStyle::Unit::day);  // yesterday
 class RelativeDateFormatStyle {
  public:
-  /// "5 minutes ago", "5 min. ago", and the shortest that the locale has.
+  /// The width of the text: "5 minutes ago", "5 min. ago", or the shortest form of the locale.
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
   /// Always a number ("1 day ago"), or a word where the locale has one ("yesterday").
   enum class Presentation : std::uint8_t { numeric, named };

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 /// A sequence without duplicates that changes: an `NSOrderedSet` whose elements can be added, removed and moved.
 ///
-/// Copying an `NSOrderedSet` makes it in constant time. Both share the elements until one is added or removed. A move
+/// A copy of an `NSOrderedSet` takes constant time. Both sets share the elements until one is added or removed. A move
 /// changes only the order, which has 4 bytes for each element.
 ///
 /// Thread contract: thread-compatible.

@@ -354,7 +354,7 @@ TEST_F(Metered, WatchSleepsWithoutChanges) {
   EXPECT_TRUE(follower.becomes(true));
   // Longer than any limit for an answer.
   EXPECT_TRUE(Tests::libraryStaysAsleep(2500ms));
-  // A wake-up would be noticed.
+  // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();
   manager.change(2);
   EXPECT_TRUE(follower.becomes(false));

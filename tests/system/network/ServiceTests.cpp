@@ -71,7 +71,7 @@ TEST_F(Routes, ServiceSleepsWithoutChanges) {
   while (MainQueue::drain() > 0) {
   }
   EXPECT_TRUE(Tests::libraryStaysAsleep(1s));
-  // A wake-up would be noticed.
+  // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();
   plugIn();
   EXPECT_TRUE(Follower().becomes(Status::satisfied));
@@ -83,7 +83,7 @@ TEST_F(Routes, InstantReadsMakeNoSystemCall) {
   const UserDefaultsInstallation installation(InMemoryUserDefaults::make());
   plugIn();
   EXPECT_EQ(Tests::systemCallsOf([] {
-              // The first one may still have to wait for the carrier.
+              // The first call may have to wait for the carrier of the link.
               static const bool isOnline = Follower().becomes(Status::satisfied);
               if (!isOnline || !ReachabilityService::isOnline() || ReachabilityService::isExpensive()) ::_exit(1);
             }),
@@ -91,7 +91,7 @@ TEST_F(Routes, InstantReadsMakeNoSystemCall) {
 }
 #endif
 
-/// Unplugs and replugs the cable until its end. At the end the cable is plugged in.
+/// Unplugs and replugs the cable for a scope. The destructor leaves the cable plugged in.
 class Flapping {
  public:
   Flapping()
@@ -126,18 +126,18 @@ TEST_F(Routes, TenThousandConsumersComeAndGoDuringFlaps) {
         while (count-- > 0 && (co_await iterator.next()).has_value()) ++statusesTaken;
       };
       switch (i % 4) {
-        case 0:  // No test asks this question.
+        case 0:  // The stream is destroyed without a consumer.
           break;
         case 1:
           syncWait([&]() -> Async<void> { co_await consume(1); });
           break;
-        case 2: {  // Ends at any status.
+        case 2: {  // The task is cancelled at any status.
           Task<> task([&]() -> Async<void> { co_await consume(1'000'000); });
           task.cancel();
           syncWait([&]() -> Async<void> { co_await task.value(); });
           break;
         }
-        case 3:  // Sometimes waits for a change.
+        case 3:  // Every fiftieth consumer waits for a change.
           syncWait([&]() -> Async<void> { co_await consume(i % 200 == 3 ? 2 : 1); });
       }
     }
@@ -161,7 +161,7 @@ TEST_F(Routes, TenThousandConsumersComeAndGoDuringFlaps) {
   settle();
   EXPECT_GE(statusesTaken, 5'000);
   EXPECT_TRUE(openDescriptorsBecome(descriptors)) << openDescriptors();
-  // Caches may differ. A block for each consumer, or for every tenth, would be noticed.
+  // Caches may keep some blocks, but fewer than one for every tenth consumer.
   EXPECT_LT(Tests::allocatedBlocks() - blocks, 1'000);
 }
 

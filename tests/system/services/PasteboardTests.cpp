@@ -172,7 +172,7 @@ TEST_F(X11Pasteboard, ServingThreadSleepsWithoutRequests) {
   PasteboardService::write("text");
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // A wake-up would be noticed.
+  // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));
@@ -332,7 +332,7 @@ TEST_F(WaylandPasteboard, ServingThreadSleepsWithoutRequests) {
   PasteboardService::write("text");
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // A wake-up would be noticed.
+  // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();
   EXPECT_EQ(paste(), "text");
   EXPECT_TRUE(waitUntil([&] { return Tests::sleepsOfLibrary() > before; }));

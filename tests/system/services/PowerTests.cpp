@@ -188,7 +188,7 @@ TEST_F(PowerTest, HeldAssertionSleepsWithoutEvents) {
   START(saver);
   ASSERT_EQ(create(), 0);
   EXPECT_TRUE(Tests::libraryStaysAsleep(std::chrono::seconds(2)));
-  // A wake-up would be noticed.
+  // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();
   saver->stop();
   EXPECT_TRUE(waitUntil([this] { return power_.status().service == PowerService::none; }));
