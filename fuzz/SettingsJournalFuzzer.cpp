@@ -44,6 +44,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(reader.position() > position && reader.position() <= bytes.size());
     position = reader.position();
     static_cast<void>(record->identity());
+    for (const auto& change : record->changes()) {
+      require(change.key.size() + change.value.value_or("").size() <= record->key.size() + record->value.size());
+    }
     hasFoundLast = record->key == "last" && record->value == "value";
   }
   require(hasFoundLast && position == bytes.size());

@@ -206,6 +206,7 @@ class UncountedUserDefaults final : public UserDefaults {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view) const override { return canConnect; }
   void set(PropertyList, std::string_view) override {}
   void removeObject(std::string_view) override {}
+  void setValuesForKeys(KeyedValues) override {}
   [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override { return {}; }
   void addObserver(const std::shared_ptr<KeyValueObserver>&, std::string_view, KeyValueObservingOptions,
                    void*) override {}

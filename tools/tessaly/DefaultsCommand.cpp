@@ -169,7 +169,9 @@ ExitCode remove(Arguments arguments) {
   if (arguments.size() == 2) {
     store->removeObject(arguments[1]);
   } else {
-    for (const auto& [key, value] : existing->dictionaryRepresentation()) store->removeObject(key);
+    JournaledUserDefaults::KeyedValues removals;
+    for (const auto& [key, value] : existing->dictionaryRepresentation()) removals.emplace(key, std::nullopt);
+    store->setValuesForKeys(std::move(removals));
   }
   requireStored(store);
   return success;
@@ -241,7 +243,7 @@ ExitCode importAll(Arguments arguments) {
   const PropertyList::Dictionary* values = result.value.dictionary();
   if (values == nullptr) throw CommandError("The property list is no dictionary");
   const Store store = open(arguments[0], Opening::forUse);
-  for (const auto& [key, value] : *values) store->set(value, key);
+  store->setValuesForKeys({values->begin(), values->end()});
   requireStored(store);
   return success;
 }
@@ -309,8 +311,9 @@ void printDamagedKeys(const std::string& file) {
   const auto end = reader.damagedAtEnd();
   damaged.insert(damaged.end(), end.begin(), end.end());
   for (const std::string_view bytes : damaged) {
-    const auto key = Tessaly::detail::keyOfDamagedRecord(bytes);
-    std::cout << "  damaged record of " << (key ? printedKey(*key) : "an unknown key") << '\n';
+    const auto keys = Tessaly::detail::keysOfDamagedRecord(bytes);
+    for (const auto key : keys) std::cout << "  damaged record of " << printedKey(key) << '\n';
+    if (keys.empty()) std::cout << "  damaged record of an unknown key\n";
   }
 }
 

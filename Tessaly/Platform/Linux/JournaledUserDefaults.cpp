@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <span>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Foundation/Bundle.hpp"
@@ -60,6 +62,9 @@ class JournaledUserDefaults::Parts {
     retry_->cancel();
     damage_->cancel();
   }
+
+  /// Writes the changes as one record, and notifies this process's observers.
+  void write(const Object& owner, std::span<detail::SettingsStore::Edit> edits);
 
   Outcome synchronize(SettingsPatience& patience) {
     const Outcome outcome = checkpointer.run(patience);
@@ -195,13 +200,27 @@ void JournaledUserDefaults::set(PropertyList value, std::string_view forKey) { c
 
 void JournaledUserDefaults::removeObject(std::string_view forKey) { change(forKey, std::nullopt); }
 
-void JournaledUserDefaults::change(std::string_view key, std::optional<PropertyList> value) {
+void JournaledUserDefaults::setValuesForKeys(KeyedValues keyedValues) {
+  detail::stopIfForkedChild();
+  keyedValues = withWellFormedKeys(std::move(keyedValues));
+  std::vector<detail::SettingsStore::Edit> edits;
+  edits.reserve(keyedValues.size());
+  for (const auto& [key, value] : keyedValues) edits.push_back({.key = key, .value = &value});
+  if (!edits.empty()) parts_->write(*this, edits);
+}
+
+void JournaledUserDefaults::change(std::string_view key, const std::optional<PropertyList>& value) {
   detail::stopIfForkedChild();
   if (!Text::isWellFormed(key)) [[unlikely]]
-    return change(Text::sanitized(key), std::move(value));
-  const auto written = parts_->store.write(key, value);
+    return change(Text::sanitized(key), value);
+  detail::SettingsStore::Edit edit{.key = key, .value = &value};
+  parts_->write(*this, std::span(&edit, 1));
+}
+
+void JournaledUserDefaults::Parts::write(const Object& owner, std::span<detail::SettingsStore::Edit> edits) {
+  const auto written = store.write(edits);
   for (const auto& change : written.changes) {
-    parts_->observers.notify(*this, change.key, change.value, ChangeOrigin::thisProcess);
+    observers.notify(owner, change.key, change.value, ChangeOrigin::thisProcess);
   }
   // Locks of files are not fair. Without a pause, processes that write a lot would never let a checkpoint have its
   // turn.

@@ -72,6 +72,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
   void set(PropertyList value, std::string_view forKey) override;
   void removeObject(std::string_view forKey) override;
+  void setValuesForKeys(KeyedValues keyedValues) override;
   [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override;
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                    KeyValueObservingOptions options, void* context) override;
@@ -92,7 +93,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   class Delivery;
 
   explicit JournaledUserDefaults(const Options& options);
-  void change(std::string_view key, std::optional<PropertyList> value);
+  void change(std::string_view key, const std::optional<PropertyList>& value);
 
   const std::unique_ptr<Parts> parts_;
 };

@@ -21,6 +21,39 @@ std::uint64_t freshWriter() {
   return writer | std::uint64_t{1} << 63;  // None of those that stand for other programs.
 }
 
+/// Fills the bytes of the value. The size of the change in a record.
+std::size_t encode(SettingsStore::Edit& edit) {
+  if (*edit.value) edit.bytes = PropertyListSerialization::data(**edit.value, PropertyListFormat::binary).text();
+  return JournalRecord::changeOverhead + edit.key.size() + edit.bytes.size();
+}
+
+/// False if one record cannot hold the changes.
+bool encodeAll(std::span<SettingsStore::Edit> edits) {
+  try {
+    std::size_t size = 0;
+    for (auto& edit : edits) size += encode(edit);
+    return size <= maximumRecord;
+  } catch (const PropertyListError&) {
+    return false;
+  }
+}
+
+std::string recordOf(std::span<const SettingsStore::Edit> edits, std::uint64_t writer, std::uint64_t nonce) {
+  using Kind = JournalRecord::Kind;
+  if (edits.size() == 1) {
+    const auto& [key, value, bytes] = edits.front();
+    return JournalRecord{.kind = *value ? Kind::set : Kind::remove, .writer = writer, .key = key, .value = bytes}
+        .encoded(nonce);
+  }
+  std::vector<JournalRecord::Change> changes;
+  changes.reserve(edits.size());
+  for (const auto& [key, value, bytes] : edits) {
+    changes.push_back({.key = key, .value = *value ? std::optional<std::string_view>(bytes) : std::nullopt});
+  }
+  const std::string batch = JournalRecord::encodedChanges(changes);
+  return JournalRecord{.kind = Kind::batch, .writer = writer, .key = {}, .value = batch}.encoded(nonce);
+}
+
 }  // namespace
 
 SettingsStore::SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver)
@@ -106,16 +139,9 @@ std::string SettingsStore::encoded(std::string_view key, const std::optional<Pro
       .encoded(nonce);
 }
 
-SettingsStore::Write SettingsStore::write(std::string_view key, const std::optional<PropertyList>& value) {
+SettingsStore::Write SettingsStore::write(std::span<Edit> edits) {
   Write written;
-  std::string bytes;
-  bool isTooLarge = false;
-  try {
-    if (value) bytes = PropertyListSerialization::data(*value, PropertyListFormat::binary).text();
-  } catch (const PropertyListError&) {
-    isTooLarge = true;
-  }
-  if (isTooLarge || bytes.size() + key.size() > maximumRecord) {
+  if (!encodeAll(edits)) {
     const UnfairLock::Guard guard(lock_);
     incidents_.writesFail(UserDefaultsProblem::valueTooLarge, 0, values_.pending().size());
     return written;
@@ -125,36 +151,30 @@ SettingsStore::Write SettingsStore::write(std::string_view key, const std::optio
     std::ranges::move(values_.takeOwnChanges(), std::back_inserter(written.changes));
   };
   const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
-    const auto result = writeRecord(key, value, bytes, written.isOverdue);
+    const auto result = writeRecord(edits, written.isOverdue);
     collect();
     return result;
   });
   if (!result) {
     const UnfairLock::Guard guard(lock_);
-    keepInMemory(key, value, result.error());
+    keepInMemory(edits, result.error());
     collect();
   }
   return written;
 }
 
-StoreResult<> SettingsStore::writeRecord(std::string_view key, const std::optional<PropertyList>& value,
-                                         std::string_view bytes, bool& isOverdue) {
+StoreResult<> SettingsStore::writeRecord(std::span<Edit> edits, bool& isOverdue) {
   if (!journal_.isWritable()) return failure(StoreFault::readOnly, EROFS);
   if (journal_.hasNews()) {
     if (const auto read = readNews(); !read) return read;
   }
-  if (values_.has(key, value) && !values_.pending().contains(std::string(key))) return {};
-  const JournalRecord record{.kind = value ? JournalRecord::Kind::set : JournalRecord::Kind::remove,
-                             .writer = writer_,
-                             .key = key,
-                             .value = bytes};
-  const auto isAlone = journal_.append(record.encoded(journal_.nonce()));
-  if (!isAlone) return std::unexpected(isAlone.error());
-  if (*isAlone) {
-    values_.assign(key, value, writer_);
-  } else if (const auto read = readNews(); !read) {
-    return read;
-  }
+  const auto others = std::ranges::partition(edits, [&](const Edit& edit) TESSALY_REQUIRES(lock_) {
+    return !values_.has(edit.key, *edit.value) || values_.pending().contains(std::string(edit.key));
+  });
+  const std::span<Edit> needed = edits.first(edits.size() - others.size());
+  if (!others.empty()) std::ranges::sort(needed, {}, &Edit::key);
+  if (needed.empty()) return {};
+  if (const auto appended = append(needed); !appended) return appended;
   const std::uint64_t large = std::max(JournaledUserDefaults::largeJournal, values_.list().identity.size);
   schedule_.checkpoint(journal_.offset() >= large ? std::chrono::nanoseconds(1)
                                                   : JournaledUserDefaults::checkpointDelay);
@@ -167,29 +187,37 @@ StoreResult<> SettingsStore::writeRecord(std::string_view key, const std::option
   return {};
 }
 
+StoreResult<> SettingsStore::append(std::span<const Edit> edits) {
+  const auto isAlone = journal_.append(recordOf(edits, writer_, journal_.nonce()));
+  if (!isAlone) return std::unexpected(isAlone.error());
+  if (!*isAlone) return readNews();
+  for (const Edit& edit : edits) values_.assign(edit.key, *edit.value, writer_);
+  return {};
+}
+
 StoreResult<> SettingsStore::storePending() {
   while (!values_.pending().empty()) {
     if (!journal_.isWritable()) return failure(StoreFault::readOnly, EROFS);
-    const auto first = values_.pending().begin();
-    const std::string key = first->first;
-    const std::optional<PropertyList> value = first->second;
-    const auto isAlone = journal_.append(encoded(key, value, writer_, journal_.nonce()));
-    if (!isAlone) return std::unexpected(isAlone.error());
-    if (*isAlone) {
-      values_.assign(key, value, writer_);
-    } else if (const auto read = readNews(); !read) {
-      return read;
+    const SettingsValues::Pending pending = values_.pending();  // Those that are stored leave the original.
+    std::vector<Edit> edits;
+    std::size_t size = 0;
+    for (const auto& [key, value] : pending) {
+      edits.push_back({.key = key, .value = &value});
+      size += encode(edits.back());
+      if (size <= maximumRecord || edits.size() == 1) continue;
+      edits.pop_back();
+      break;
     }
-    values_.pending().erase(key);
+    if (const auto appended = append(edits); !appended) return appended;
+    for (const Edit& edit : edits) values_.pending().erase(std::string(edit.key));
     schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
   }
   incidents_.writesSucceed();
   return {};
 }
 
-void SettingsStore::keepInMemory(std::string_view key, const std::optional<PropertyList>& value,
-                                 const StoreProblem& problem) {
-  values_.keep(key, value);
+void SettingsStore::keepInMemory(std::span<const Edit> edits, const StoreProblem& problem) {
+  for (const Edit& edit : edits) values_.keep(edit.key, *edit.value);
   const std::size_t count = values_.pending().size();
   if (directory_.empty()) return incidents_.writesFail(UserDefaultsProblem::noFolder, 0, count);
   incidents_.writesFail(problem, count);

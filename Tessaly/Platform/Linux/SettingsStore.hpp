@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -59,13 +60,20 @@ class SettingsStore {
   [[nodiscard]] SettingsIncidents& incidents() noexcept { return incidents_; }
   [[nodiscard]] const SettingsIncidents& incidents() const noexcept { return incidents_; }
 
-  /// Writes one record; without a value, a removal. Gives the changes that this process's observers are to hear of.
+  /// A change that is to be written; without a value, a removal.
+  struct Edit {
+    std::string_view key;
+    const std::optional<PropertyList>* value;
+    /// The value as the journal holds it. Filled by `write`.
+    std::string bytes = {};
+  };
   struct Write {
     std::vector<SettingsChange> changes;
     /// Whether a checkpoint could not keep pace with the writes for some time.
     bool isOverdue = false;
   };
-  Write write(std::string_view key, const std::optional<PropertyList>& value);
+  /// Writes the changes as one record. Gives those that this process's observers are to hear of.
+  Write write(std::span<Edit> edits);
   /// Reads what others have written, and writes what could not be stored.
   StoreResult<> catchUp(SettingsPatience& patience);
   /// Tries again to store what could not be stored. Whether that is to be tried once more later.
@@ -128,11 +136,10 @@ class SettingsStore {
   StoreResult<> obtainJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> openJournal() TESSALY_REQUIRES(lock_);
   StoreResult<> readNews() TESSALY_REQUIRES(lock_);
-  StoreResult<> writeRecord(std::string_view key, const std::optional<PropertyList>& value, std::string_view bytes,
-                            bool& isOverdue) TESSALY_REQUIRES(lock_);
+  StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
+  StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
-  void keepInMemory(std::string_view key, const std::optional<PropertyList>& value, const StoreProblem& problem)
-      TESSALY_REQUIRES(lock_);
+  void keepInMemory(std::span<const Edit> edits, const StoreProblem& problem) TESSALY_REQUIRES(lock_);
   [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,
                                     std::uint64_t writer, std::uint64_t nonce) const;
 

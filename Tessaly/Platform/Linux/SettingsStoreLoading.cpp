@@ -148,7 +148,7 @@ SettingsStore::LaterJournal SettingsStore::laterJournal(const std::string& bytes
   JournalReader reader(contents->records, contents->header.nonce);
   while (const auto record = reader.next()) {
     if (record->kind != JournalRecord::Kind::restoration) {
-      later.touched.emplace(record->key);
+      for (const JournalRecord::Change& change : record->changes()) later.touched.emplace(change.key);
       continue;
     }
     later.isRestored = true;

@@ -42,6 +42,21 @@ std::uint64_t get(std::string_view bytes, std::size_t offset, std::size_t size) 
   return value;
 }
 
+/// Takes the next change of a batch from its front; nothing if no whole change stands there.
+std::optional<JournalRecord::Change> takeChange(std::string_view& batch) noexcept {
+  constexpr std::size_t overhead = JournalRecord::changeOverhead;
+  if (batch.size() < overhead) return std::nullopt;
+  const auto kind = static_cast<JournalRecord::Kind>(batch[0]);
+  const auto keySize = static_cast<std::size_t>(get(batch, 1, 4));
+  const auto valueSize = static_cast<std::size_t>(get(batch, 5, 4));
+  const bool isKnown = kind == JournalRecord::Kind::set || kind == JournalRecord::Kind::remove;
+  if (!isKnown || keySize + valueSize > batch.size() - overhead) return std::nullopt;
+  JournalRecord::Change change{.key = batch.substr(overhead, keySize), .value = std::nullopt};
+  if (kind == JournalRecord::Kind::set) change.value = batch.substr(overhead + keySize, valueSize);
+  batch.remove_prefix(overhead + keySize + valueSize);
+  return change;
+}
+
 /// What records of a journal begin with: another word in each, never with four zero bytes.
 std::uint32_t magicOf(std::uint64_t nonce) noexcept {
   return static_cast<std::uint32_t>(nonce >> 32 ^ nonce) | 0x0100'0001u;
@@ -121,6 +136,28 @@ std::optional<FileIdentity> JournalRecord::identity() const noexcept {
 std::string JournalRecord::encodedIdentity(const FileIdentity& identity) {
   std::string out;
   putIdentity(out, identity);
+  return out;
+}
+
+std::vector<JournalRecord::Change> JournalRecord::changes() const {
+  if (kind == Kind::set) return {{key, value}};
+  if (kind == Kind::remove) return {{key, std::nullopt}};
+  std::vector<Change> changes;
+  std::string_view rest = kind == Kind::batch ? value : std::string_view();
+  while (const auto change = takeChange(rest)) changes.push_back(*change);
+  if (!rest.empty()) changes.clear();
+  return changes;
+}
+
+std::string JournalRecord::encodedChanges(std::span<const Change> changes) {
+  std::string out;
+  for (const Change& change : changes) {
+    put(out, static_cast<std::uint64_t>(change.value ? Kind::set : Kind::remove), 1);
+    put(out, change.key.size(), 4);
+    put(out, change.value.value_or("").size(), 4);
+    out += change.key;
+    out += change.value.value_or("");
+  }
   return out;
 }
 
@@ -206,11 +243,17 @@ std::vector<std::string_view> JournalReader::damagedAtEnd() const {
   return damaged;
 }
 
-std::optional<std::string_view> keyOfDamagedRecord(std::string_view bytes) noexcept {
-  if (bytes.size() < JournalRecord::overhead) return std::nullopt;
+std::vector<std::string_view> keysOfDamagedRecord(std::string_view bytes) {
+  if (bytes.size() < JournalRecord::overhead) return {};
   const std::uint64_t size = get(bytes, bodyOffset + 9, 4);
-  if (size > bytes.size() - JournalRecord::overhead) return std::nullopt;
-  return bytes.substr(JournalRecord::overhead, static_cast<std::size_t>(size));
+  if (size > bytes.size() - JournalRecord::overhead) return {};
+  if (static_cast<JournalRecord::Kind>(bytes[bodyOffset + 8]) != JournalRecord::Kind::batch) {
+    return {bytes.substr(JournalRecord::overhead, static_cast<std::size_t>(size))};
+  }
+  std::vector<std::string_view> keys;
+  std::string_view rest = bytes.substr(JournalRecord::overhead + static_cast<std::size_t>(size));
+  while (const auto change = takeChange(rest)) keys.push_back(change->key);
+  return keys;
 }
 
 std::optional<JournalContents> JournalContents::from(std::string_view bytes, std::uint64_t likelyNonce) {

@@ -21,15 +21,9 @@ bool SettingsValues::has(std::string_view key, const std::optional<PropertyList>
 void SettingsValues::apply(const JournalRecord& record) {
   switch (record.kind) {
     case Kind::set:
-      try {
-        const Data bytes(record.value);
-        assign(record.key, PropertyListSerialization::read(bytes.bytes()).value, record.writer);
-      } catch (const PropertyListError& error) {
-        logPlatformError("UserDefaults", error.description());
-      }
-      return;
     case Kind::remove:
-      return assign(record.key, std::nullopt, record.writer);
+    case Kind::batch:
+      return applyChanges(record);
     case Kind::checkpoint:
     case Kind::checkpointWithUnknownChanges:
     case Kind::adoption:
@@ -40,6 +34,20 @@ void SettingsValues::apply(const JournalRecord& record) {
       if (auto restoration = record.restoration()) addRestoration(*std::move(restoration));
       return;
   }
+}
+
+void SettingsValues::applyChanges(const JournalRecord& record) {
+  std::vector<std::optional<SettingsChange>> changes;
+  for (const JournalRecord::Change& change : record.changes()) {
+    try {
+      std::optional<PropertyList> value;
+      if (change.value) value = PropertyListSerialization::read(Data(*change.value).bytes()).value;
+      changes.push_back(exchange(change.key, std::move(value), record.writer));
+    } catch (const PropertyListError& error) {
+      logPlatformError("UserDefaults", error.description());
+    }
+  }
+  for (auto& change : changes) announce(std::move(change), record.writer);
 }
 
 void SettingsValues::addRestoration(JournalRecord::Restoration restoration) {
@@ -69,7 +77,8 @@ void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdenti
   if (hasUnknownChanges && record.writer != writer_) list_.wantsReload = true;
 }
 
-void SettingsValues::assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
+std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std::optional<PropertyList> value,
+                                                       std::uint64_t writer) {
   std::string name(key);
   ++recordsOfJournal_[writer];
   pending_.erase(name);  // This write is later than the one that could not be stored.
@@ -82,12 +91,16 @@ void SettingsValues::assign(std::string_view key, std::optional<PropertyList> va
     Former& former = sincePropertyList_.try_emplace(name, previous).first->second;
     former.ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
   }
-  if (previous == value || isReplaying_) return;
-  SettingsChange change{std::move(name), std::move(value)};
+  if (previous == value || isReplaying_) return std::nullopt;
+  return SettingsChange{std::move(name), std::move(value)};
+}
+
+void SettingsValues::announce(std::optional<SettingsChange> change, std::uint64_t writer) {
+  if (!change) return;
   if (writer == writer_) {
-    ownChanges_.push_back(std::move(change));
+    ownChanges_.push_back(*std::move(change));
   } else {
-    deliver_(std::move(change));
+    deliver_(*std::move(change));
   }
 }
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 
+#include <algorithm>
+#include <utility>
+
+#include "Tessaly/Core/Text/UTF8.hpp"
+
 namespace Tessaly::inline v1 {
 
 KeyValueObserver::~KeyValueObserver() = default;
@@ -10,6 +15,16 @@ UserDefaults::~UserDefaults() = default;
 std::string_view UserDefaults::className() const noexcept { return "Tessaly.UserDefaults"; }
 
 std::uint64_t UserDefaults::revision() const noexcept { return 0; }
+
+UserDefaults::KeyedValues UserDefaults::withWellFormedKeys(KeyedValues keyedValues) {
+  const auto isIllFormed = [](const auto& entry) { return !Text::isWellFormed(entry.first); };
+  for (auto entry = std::ranges::find_if(keyedValues, isIllFormed); entry != keyedValues.end();
+       entry = std::ranges::find_if(keyedValues, isIllFormed)) {
+    auto taken = keyedValues.extract(entry);
+    keyedValues.insert_or_assign(Text::sanitized(taken.key()), std::move(taken.mapped()));
+  }
+  return keyedValues;
+}
 
 const std::shared_ptr<UserDefaults>& UserDefaults::standard() { return detail::backendInUse<UserDefaults>(); }
 

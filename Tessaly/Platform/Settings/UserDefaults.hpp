@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,6 +34,7 @@ namespace Tessaly::inline v1 {
 ///     const std::shared_ptr<UserDefaults>& settings = UserDefaults::standard();
 ///     settings->set(50, "volume");
 ///     std::optional<PropertyList> volume = settings->value("volume");
+///     settings->setValuesForKeys({{"volume", 30}, {"theme", "dark"}, {"last-file", std::nullopt}});
 class TESSALY_EXPORT UserDefaults : public Object {
  public:
   ~UserDefaults() override;
@@ -54,6 +57,12 @@ class TESSALY_EXPORT UserDefaults : public Object {
   virtual void set(PropertyList value, std::string_view forKey) = 0;
   /// Removes what is stored under the key, with the promises of `set`.
   virtual void removeObject(std::string_view forKey) = 0;
+  /// The new values of some keys; without a value, a key is removed.
+  using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
+  /// Stores all values or none: the batch is one record, so neither the end of the process nor a power cut leaves a
+  /// part of it. Observers are called after all changes, once for each key whose value has changed. If a value cannot
+  /// be stored at all, the whole batch is refused. Otherwise it has the promises of `set`.
+  virtual void setValuesForKeys(KeyedValues keyedValues) = 0;
   /// Everything that is stored. O(number of keys).
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
 
@@ -80,6 +89,8 @@ class TESSALY_EXPORT UserDefaults : public Object {
 
  protected:
   UserDefaults() noexcept = default;
+  /// The same values under the keys that a store has for them: in ill-formed ones U+FFFD stands for each fault.
+  [[nodiscard]] static KeyedValues withWellFormedKeys(KeyedValues keyedValues);
 };
 
 /// Replaces `UserDefaults::standard()` for a scope.

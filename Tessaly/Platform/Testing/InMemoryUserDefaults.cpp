@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "Tessaly/Core/Text/UTF8.hpp"
@@ -28,16 +29,30 @@ std::optional<PropertyList> InMemoryUserDefaults::value(std::string_view forKey)
 }
 
 void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
-  const bool isTooDeep = value.depth() > PropertyList::maximumDepth;
-  {
-    const UnfairLock::Guard guard(lock_);
-    if (isTooDeep) {
-      status_.problem = UserDefaultsProblem::valueTooLarge;
-    } else if (status_.problem == UserDefaultsProblem::valueTooLarge) {
-      status_.problem = UserDefaultsProblem::none;
-    }
+  if (admits(value.depth())) change(forKey, std::move(value), ChangeOrigin::thisProcess);
+}
+
+bool InMemoryUserDefaults::admits(std::uint32_t depth) {
+  const bool isTooDeep = depth > PropertyList::maximumDepth;
+  const UnfairLock::Guard guard(lock_);
+  if (isTooDeep) {
+    status_.problem = UserDefaultsProblem::valueTooLarge;
+  } else if (status_.problem == UserDefaultsProblem::valueTooLarge) {
+    status_.problem = UserDefaultsProblem::none;
   }
-  if (!isTooDeep) change(forKey, std::move(value), ChangeOrigin::thisProcess);
+  return !isTooDeep;
+}
+
+void InMemoryUserDefaults::setValuesForKeys(KeyedValues keyedValues) {
+  std::uint32_t depth = 0;
+  for (const auto& [key, value] : keyedValues) depth = std::max(depth, value ? value->depth() : 0);
+  if (!admits(depth)) return;
+  keyedValues = withWellFormedKeys(std::move(keyedValues));
+  std::erase_if(keyedValues, [this](const auto& entry) {
+    const auto& [key, value] = entry;
+    return table_->exchange(key, value) == value;
+  });
+  for (const auto& [key, value] : keyedValues) observers_->notify(*this, key, value, ChangeOrigin::thisProcess);
 }
 
 void InMemoryUserDefaults::removeObject(std::string_view forKey) {

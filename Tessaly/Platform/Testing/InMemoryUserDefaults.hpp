@@ -33,6 +33,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
   void set(PropertyList value, std::string_view forKey) override;
   void removeObject(std::string_view forKey) override;
+  void setValuesForKeys(KeyedValues keyedValues) override;
   [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override;
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                    KeyValueObservingOptions options, void* context) override;
@@ -53,6 +54,8 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
 
  private:
   InMemoryUserDefaults();
+  /// False for values that are nested too deep.
+  bool admits(std::uint32_t depth);
   void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 
   const std::unique_ptr<detail::SettingsTable> table_;

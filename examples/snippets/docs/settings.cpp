@@ -84,6 +84,10 @@ void follow(Window& window) {
   });
 }
 
+void applyProfile(int volume, const std::string& theme) {
+  UserDefaults::standard()->setValuesForKeys({{"volume", volume}, {"theme", theme}, {"last-file", std::nullopt}});
+}
+
 void storeTheVolume() {
   const std::shared_ptr<UserDefaults>& settings = UserDefaults::standard();
   settings->set(50, "volume");

@@ -40,15 +40,19 @@ struct Progress {
 
 class FaultSweep : public Tests::StoreFixture {
  protected:
-  struct Step {
-    std::string key;
-    std::optional<PropertyList> value;
-  };
-  /// The writes of the scenario, with a synchronization after each third one.
+  using Step = UserDefaults::KeyedValues;
+  /// The writes of the scenario, with a synchronization after each third one. A step of several keys is a batch.
   static const std::vector<Step>& steps() {
     static const auto& steps =
-        *new std::vector<Step>{{"a", 1}, {"b", "text"}, {"a", 2}, {"c", std::string(5000, 'x')}, {"b", std::nullopt},
-                               {"d", 4}, {"a", 5},      {"e", 6}};
+        *new std::vector<Step>{{{"a", 1}},
+                               {{"b", "text"}},
+                               {{"a", 2}, {"pair1", 1}, {"pair2", 1}},
+                               {{"c", std::string(5000, 'x')}},
+                               {{"b", std::nullopt}, {"pair1", 2}, {"pair2", 2}, {"pair3", std::string(300, 'y')}},
+                               {{"d", 4}},
+                               {{"a", 5}, {"pair1", std::nullopt}, {"pair2", std::nullopt}},
+                               {{"e", 6}},
+                               {{"pair1", 3}, {"pair2", 3}}};
     return steps;
   }
 
@@ -68,15 +72,20 @@ class FaultSweep : public Tests::StoreFixture {
     FaultyFileSystem files;
   };
 
+  static void take(UserDefaults& store, const Step& step) {
+    if (step.size() > 1) return store.setValuesForKeys(step);
+    const auto& [key, value] = *step.begin();
+    if (value) store.set(*value, key);
+    if (!value) store.removeObject(key);
+  }
+
   /// Whether the status named a problem before the scenario's end.
   bool run(const std::string& directory, Counting& counting, Progress& progress) {
     bool isTold = false;
     {
       Store store = JournaledUserDefaults::open({.folder = directory, .clock = clock_, .fileSystem = &counting.files});
       for (int i = 0; i < static_cast<int>(steps().size()); ++i) {
-        const Step& step = steps()[static_cast<std::size_t>(i)];
-        if (step.value) store->set(*step.value, step.key);
-        if (!step.value) store->removeObject(step.key);
+        take(*store, steps()[static_cast<std::size_t>(i)]);
         progress.acknowledged = i + 1;
         isTold = !store->status().problems.empty();
         if (i % 3 == 2 && store->synchronize()) progress.synchronized = i + 1;
@@ -97,18 +106,26 @@ class FaultSweep : public Tests::StoreFixture {
   /// The fault of the values, of which at least the first steps must be there; empty if nothing is.
   static std::string complaint(const Dictionary& values, int atLeast) {
     std::map<std::string, std::vector<std::optional<PropertyList>>> allowed;
-    for (const Step& step : steps()) allowed[step.key] = {std::nullopt};
+    for (const Step& step : steps()) {
+      for (const auto& [key, value] : step) allowed[key] = {std::nullopt};
+    }
     for (int i = 0; i < static_cast<int>(steps().size()); ++i) {
-      const Step& step = steps()[static_cast<std::size_t>(i)];
-      if (i < atLeast) allowed[step.key].clear();
-      allowed[step.key].push_back(step.value);
+      for (const auto& [key, value] : steps()[static_cast<std::size_t>(i)]) {
+        if (i < atLeast) allowed[key].clear();
+        allowed[key].push_back(value);
+      }
     }
     for (const auto& [key, possible] : allowed) {
-      const auto found = values.find(key);
-      const auto value = found == values.end() ? std::optional<PropertyList>() : found->second;
-      if (std::ranges::find(possible, value) == possible.end()) return "the value of " + key;
+      if (std::ranges::find(possible, valueOf(values, key)) == possible.end()) return "the value of " + key;
     }
     return values.size() > allowed.size() ? "a key that was never written" : "";
+  }
+  /// Whether a batch is there in part. Each batch with one of these keys has both.
+  static bool isTorn(const Dictionary& values) { return valueOf(values, "pair1") != valueOf(values, "pair2"); }
+
+  static std::optional<PropertyList> valueOf(const Dictionary& values, const std::string& key) {
+    const auto found = values.find(key);
+    return found == values.end() ? std::optional<PropertyList>() : found->second;
   }
 
   Dictionary valuesOf(const std::string& directory) {
@@ -121,7 +138,7 @@ TEST_F(FaultSweep, EachFailingCallLosesNothingUntold) {
   Progress progress;
   Counting whole([](int, Call) { return Fate{}; });
   run(above() + "/whole", whole, progress);
-  ASSERT_EQ(progress.synchronized, 6);
+  ASSERT_EQ(progress.synchronized, 9);
   constexpr std::array errors{ENOSPC, EIO, EINTR, EMFILE, EACCES, EROFS, EDQUOT};
   int faults = 0;
   int told = 0;
@@ -142,7 +159,9 @@ TEST_F(FaultSweep, EachFailingCallLosesNothingUntold) {
       const bool isTold = run(directory, counting, reached);
       faults += isMade ? 1 : 0;
       told += isTold ? 1 : 0;
-      const std::string wrong = complaint(valuesOf(directory), reached.acknowledged);
+      const Dictionary values = valuesOf(directory);
+      EXPECT_FALSE(isTorn(values)) << "at call " << at << " of " << whole.count << ", way " << way;
+      const std::string wrong = complaint(values, reached.acknowledged);
       EXPECT_TRUE(wrong.empty() || isTold) << wrong << " at call " << at << " of " << whole.count << ", way " << way;
       std::filesystem::remove_all(directory);
     }
@@ -182,11 +201,13 @@ TEST_F(FaultSweep, EndOfTheProcessAtEachCallLosesNothing) {
     ASSERT_TRUE(code == 0 || code == 3) << code;
     hasEnded = code == 0;
     const int verdict = child([&] {
-      int wrong = complaint(valuesOf(directory), progress.acknowledged).empty() ? 0 : 1;
+      const auto isWrong = [&](const std::string& left, int atLeast) {
+        const Dictionary values = valuesOf(directory + left);
+        return isTorn(values) || !complaint(values, atLeast).empty();
+      };
+      int wrong = isWrong("", progress.acknowledged) ? 1 : 0;
       if (hasEnded) return wrong;
-      for (const std::string left : {"-kept", "-latest"}) {
-        if (!complaint(valuesOf(directory + left), progress.synchronized).empty()) wrong += 2;
-      }
+      for (const std::string left : {"-kept", "-latest"}) wrong += isWrong(left, progress.synchronized) ? 2 : 0;
       return wrong;
     });
     EXPECT_EQ(verdict, 0) << "ended at call " << ends << " after " << progress.acknowledged << " writes";

@@ -108,5 +108,39 @@ TEST(SettingsJournal, KeepsTheIdentityOfAFile) {
   EXPECT_EQ(set.identity(), std::nullopt);
 }
 
+TEST(SettingsJournal, BatchHoldsItsChangesInOrder) {
+  const std::vector<JournalRecord::Change> changes{{"b", "value"}, {"", std::nullopt}, {"a", ""}};
+  const std::string value = JournalRecord::encodedChanges(changes);
+  const auto read = JournalRecord{.kind = JournalRecord::Kind::batch, .writer = 7, .value = value}.changes();
+  ASSERT_EQ(read.size(), 3u);
+  EXPECT_EQ(read[0].key, "b");
+  EXPECT_EQ(read[0].value, "value");
+  EXPECT_EQ(read[1].key, "");
+  EXPECT_EQ(read[1].value, std::nullopt);
+  EXPECT_EQ(read[2].key, "a");
+  EXPECT_EQ(read[2].value, "");
+}
+
+TEST(SettingsJournal, MalformedBatchHasNoChanges) {
+  const std::vector<JournalRecord::Change> changes{{"a", "value"}, {"b", std::nullopt}};
+  const std::string value = JournalRecord::encodedChanges(changes);
+  for (std::size_t size = 0; size < value.size(); ++size) {
+    const auto cut = std::string_view(value).substr(0, size);
+    const JournalRecord record{.kind = JournalRecord::Kind::batch, .writer = 7, .value = cut};
+    const bool isOneWholeChange = size == value.size() - JournalRecord::changeOverhead - 1;
+    EXPECT_EQ(record.changes().size(), isOneWholeChange ? 1u : 0u) << size;
+  }
+}
+
+TEST(SettingsJournal, DamagedBatchStillNamesItsKeys) {
+  const std::vector<JournalRecord::Change> changes{{"first", "value"}, {"second", "value"}};
+  const std::string value = JournalRecord::encodedChanges(changes);
+  std::string bytes = JournalRecord{.kind = JournalRecord::Kind::batch, .writer = 7, .value = value}.encoded(nonce);
+  bytes.back() = static_cast<char>(bytes.back() ^ 1);
+  EXPECT_EQ(keysOfDamagedRecord(bytes), (std::vector<std::string_view>{"first", "second"}));
+  EXPECT_EQ(keysOfDamagedRecord(record("single", "value")), std::vector<std::string_view>{"single"});
+  EXPECT_TRUE(keysOfDamagedRecord("short").empty());
+}
+
 }  // namespace
 }  // namespace Tessaly::inline v1::detail

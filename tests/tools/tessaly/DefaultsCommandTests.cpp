@@ -6,17 +6,22 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Support/ContentsOf.hpp"
@@ -30,6 +35,18 @@ namespace {
 
 using Tests::outputOf;
 using Tests::waitUntil;
+
+class Listener final : public KeyValueObserver {
+ public:
+  explicit Listener(std::function<void()> changed) : changed_(std::move(changed)) {}
+  void observeValue(std::optional<std::string_view>, const Object*, const std::optional<KeyValueChange>&,
+                    void*) override {
+    changed_();
+  }
+
+ private:
+  std::function<void()> changed_;
+};
 
 class DefaultsCommand : public ::testing::Test {
  protected:
@@ -314,6 +331,25 @@ TEST_F(DefaultsCommand, ExportsAndImportsBothFormats) {
   EXPECT_EQ(run("defaults read third a"), "1\n(0)\n");
   std::ofstream(path("damaged")) << "damaged";
   EXPECT_TRUE(run("defaults import third " + path("damaged")).ends_with("(1)\n"));
+}
+
+TEST_F(DefaultsCommand, ImportIsOneBatch) {
+  constexpr int keys = 200;
+  const auto keyName = [](int i) { return "key" + std::to_string(i); };
+  PropertyList::Dictionary values;
+  for (int i = 0; i < keys; ++i) values.emplace(keyName(i), i);
+  PropertyListSerialization::data(values, PropertyListFormat::binary).write(URL::fileURLWithPath(path("values.plist")));
+  const auto host = JournaledUserDefaults::open({.folder = path("app")});
+  std::atomic<int> calls{0};
+  std::atomic<int> early{0};
+  const auto listener = std::make_shared<Listener>([&] {
+    for (int i = 0; i < keys; ++i) early += host->value(keyName(i)) == i ? 0 : 1;
+    ++calls;
+  });
+  host->addObserverOfEveryKey(listener, KeyValueObservingOptions::none, nullptr);
+  EXPECT_EQ(run("defaults import app " + path("values.plist")), "(0)\n");
+  EXPECT_TRUE(waitUntil([&] { return calls == keys; }));
+  EXPECT_EQ(early, 0);
 }
 
 TEST_F(DefaultsCommand, WritesWhatPlistlibReads) {

@@ -66,6 +66,13 @@ struct JournalRecord {
     /// The records before this one are what a process had read of another journal that was lost. Former versions ignore
     /// this kind.
     restoration = 7,
+    /// Several keys have changed together. The value holds the changes.
+    batch = 8,
+  };
+  /// One change of a key, with its value as a binary property list; without one, a removal.
+  struct Change {
+    std::string_view key;
+    std::optional<std::string_view> value;
   };
   /// Whose records tell of another program's changes to the property list, which hold there.
   static constexpr std::uint64_t otherProgram = 0;
@@ -80,6 +87,13 @@ struct JournalRecord {
   /// The identity that a record of the later kinds tells.
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
+
+  /// The changes of a record of the first two kinds or of a batch; none of any other. None of a malformed batch.
+  [[nodiscard]] TESSALY_EXPORT std::vector<Change> changes() const;
+  /// The value of a batch.
+  [[nodiscard]] TESSALY_EXPORT static std::string encodedChanges(std::span<const Change> changes);
+  /// The bytes that a change takes in a batch besides its key and value.
+  static constexpr std::size_t changeOverhead = 9;
 
   /// How far a process had read the journal that was lost, and how many records of each writer.
   struct Restoration {
@@ -124,8 +138,8 @@ class JournalReader {
   std::vector<std::string_view> damaged_;
 };
 
-/// The key that bytes which were a record name, if it can still be found out.
-[[nodiscard]] TESSALY_EXPORT std::optional<std::string_view> keyOfDamagedRecord(std::string_view bytes) noexcept;
+/// The keys that bytes which were a record name, as far as they can still be read.
+[[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> keysOfDamagedRecord(std::string_view bytes);
 
 /// Header and records of a whole journal, also of one whose header is damaged.
 struct JournalContents {

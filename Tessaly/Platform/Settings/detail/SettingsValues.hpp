@@ -76,8 +76,11 @@ class TESSALY_EXPORT SettingsValues {
   /// Whether exactly this is stored.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
+  /// Observers hear of the changes of one record after all of them.
   void apply(const JournalRecord& record);
-  void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
+  void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
+    announce(exchange(key, std::move(value), writer), writer);
+  }
   /// Sets a value that could not be stored.
   void keep(std::string_view key, const std::optional<PropertyList>& value);
   [[nodiscard]] Pending& pending() noexcept { return pending_; }
@@ -126,6 +129,10 @@ class TESSALY_EXPORT SettingsValues {
 
  private:
   [[nodiscard]] PropertyList::Dictionary valuesBefore(const Overlay& since) const;
+  /// Sets a value; the change, if observers are to hear of it.
+  std::optional<SettingsChange> exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
+  void announce(std::optional<SettingsChange> change, std::uint64_t writer);
+  void applyChanges(const JournalRecord& record);
   void addRestoration(JournalRecord::Restoration restoration);
   void applyIdentity(const JournalRecord& record, const FileIdentity& identity);
 

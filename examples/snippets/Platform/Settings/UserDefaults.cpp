@@ -9,6 +9,7 @@ void showSettings() {
   const std::shared_ptr<UserDefaults>& settings = UserDefaults::standard();
   settings->set(50, "volume");
   std::optional<PropertyList> volume = settings->value("volume");
+  settings->setValuesForKeys({{"volume", 30}, {"theme", "dark"}, {"last-file", std::nullopt}});
 }
 
 void replaceSettings(void (*check)()) {
