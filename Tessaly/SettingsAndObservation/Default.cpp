@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 
+#include <string>
+
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
+
 namespace Tessaly::inline v1::detail {
 namespace {
 
@@ -20,6 +25,15 @@ void stopMakingABacking() noexcept { Object::stopUnimplementedInitializer("Tessa
 
 void stopMakingAValueObserver() noexcept {
   Object::stopUnimplementedInitializer("Tessaly.ValueObserver", file, __LINE__);
+}
+
+void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept {
+  fatalError("The rule of the setting \"" + std::string(setting) + "\" forbids its default value", file, __LINE__);
+}
+
+void logForbiddenSetting(std::string_view setting) noexcept {
+  logPlatformError("Default", "A value that the rule of the setting \"" + std::string(setting) +
+                                  "\" forbids was not stored; the former value stays");
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -17,8 +18,11 @@
 #include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
+#include "Tessaly/SettingsAndObservation/InvalidSetting.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
+#include "Tessaly/SettingsAndObservation/detail/DescribedSetting.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingName.hpp"
+#include "Tessaly/SettingsAndObservation/detail/SettingRule.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -81,10 +85,17 @@ class Default {
   ///
   /// With a literal for the name, it can be a constant, if the default can. A name that is no literal is copied.
   ///
+  /// A key may carry a rule. Then no reading gives a value that the rule forbids: a stored one outside a range reads as
+  /// the nearest end, or as the default. No write stores a forbidden value: it stores the nearest end, or else leaves
+  /// the former value and writes to the log. A rule that forbids the default does not compile in a constant, and stops
+  /// the process otherwise.
+  ///
   /// Thread contract: thread-compatible.
   ///
   ///     constexpr Default<bool>::Key showsHiddenFiles{"shows-hidden-files", false};
   ///     constexpr Default<std::optional<int>>::Key lastPage = "last-page";
+  ///     constexpr auto interval = Default<int>::Key("interval", 60).within(1, 3600);
+  ///     constexpr auto even = Default<int>::Key("even", 2).where([](int number) { return number % 2 == 0; });
   class Key : public detail::WellKnownSettings<Value, Key> {
    public:
     constexpr Key(detail::SettingName name, Value defaultValue)
@@ -103,9 +114,47 @@ class Default {
     [[nodiscard]] constexpr const Value& defaultValue() const noexcept { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
 
+    /// The same key for values between two ends, both included.
+    [[nodiscard]] constexpr Key within(Value lowest, Value highest,
+                                       InvalidSetting invalid = InvalidSetting::readsAsNearest) const
+      requires std::totally_ordered<Value>
+    {
+      Key key = *this;
+      key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
+      return key.checked();
+    }
+    /// The same key for values that a function object without a state accepts, such as a lambda expression without a
+    /// capture. Others read as the default.
+    template <std::predicate<const Value&> Predicate>
+      requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
+    [[nodiscard]] constexpr Key where(Predicate) const {
+      Key key = *this;
+      key.rule_.setPredicate([](const Value& value) -> bool { return Predicate()(value); });
+      return key.checked();
+    }
+    /// Whether the rule allows the value; always true without one.
+    [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
+
+    /// What `UserDefaults::publishKeys` takes. The text is one line for people.
+    [[nodiscard]] SettingDescription described(std::string documentation) const {
+      return detail::descriptionOf(name(), defaultValue_, rule_, std::move(documentation));
+    }
+
    private:
+    friend class Default;
+
+    [[nodiscard]] constexpr const Key& checked() const {
+      bool isAbsent = false;
+      if constexpr (AnyOptional<Value>) isAbsent = isNil(defaultValue_);
+      if (!rule_.hasRange() || (!isAbsent && !rule_.allows(defaultValue_))) {
+        detail::stopAtRuleThatForbidsTheDefault(name());
+      }
+      return *this;
+    }
+
     Value defaultValue_;
     detail::SettingName name_;
+    detail::SettingRule<Value> rule_;
   };
 
   class Backing;
@@ -148,8 +197,8 @@ class Default {
 
   /// Calls the handler after each change with what is stored now, in its stored form, until the observer that is
   /// returned is gone. Changes to what is no such value are not delivered, nor is a removal, unless absence is a value
-  /// of `StoredValue`. A handler that also takes a `ChangeOrigin` is told who made the change. A throw out of the
-  /// handler stops the process.
+  /// of `StoredValue`. Under a rule the handler gets what the key reads. A handler that also takes a `ChangeOrigin` is
+  /// told who made the change. A throw out of the handler stops the process.
   ///
   /// Letting the observer go waits for calls on other threads, so what the handler refers to may go then. Do not hold a
   /// lock meanwhile that the handler takes. The handler itself may let it go.
@@ -188,6 +237,13 @@ class Default {
   };
 
   static Value read(const UserDefaults& store, const Key& key);
+  /// The value that a key reads when this one is stored.
+  static Value admitted(const Key& key, Value value) {
+    if (key.rule_.isEmpty()) [[likely]]
+      return value;
+    auto result = key.rule_.admitted(std::move(value));
+    return result ? *std::move(result) : key.defaultValue();
+  }
   static void write(UserDefaults& store, const Key& key, const Value& newValue);
   /// What a stored object, or null, is as a stored value.
   static std::optional<StoredValue> converted(const PropertyList* object) {
@@ -308,8 +364,9 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     static_cast<void>(context);
     if (keyPath != key_.name()) return;
     const bool hasObject = change && change->newValue && *change->newValue;
-    const auto stored = converted(hasObject ? &**change->newValue : nullptr);
+    auto stored = converted(hasObject ? &**change->newValue : nullptr);
     if (!stored) return;
+    if (!key_.rule_.isEmpty()) stored = admitted(*std::move(stored));
     const CallGate::Call call(calls_);
     if (call.isAdmitted() && onChange_) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
   }
@@ -328,6 +385,12 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
                     "the handler must not suspend: nobody would await it");
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }
+  }
+  /// The stored form of the value that the key reads. A handler never gets a value that the rule forbids.
+  [[nodiscard]] StoredValue admitted(StoredValue stored) const {
+    auto value = UserDefaultsValueTransformableTraits<Value>::from(stored);
+    if (!value || key_.allows(*value)) return stored;
+    return transformToUserDefaultValue(Default::admitted(key_, *std::move(value)));
   }
   /// The handler is not called afterwards. It goes at once, unless it is being called further up on this thread.
   void stop() noexcept {
@@ -348,13 +411,17 @@ Value Default<Value>::read(const UserDefaults& store, const Key& key) {
   if (!stored) return key.defaultValue();
   auto value = UserDefaultsValueTransformableTraits<Value>::from(*std::move(stored));
   if (!value) return key.defaultValue();
-  return *std::move(value);
+  return admitted(key, *std::move(value));
 }
 
 template <UserDefaultsValueTransformable Value>
 void Default<Value>::write(UserDefaults& store, const Key& key, const Value& newValue) {
   if constexpr (AnyOptional<Value>) {
     if (isNil(newValue)) return store.removeObject(key.name());
+  }
+  if (!key.allows(newValue)) [[unlikely]] {
+    const auto nearest = key.rule_.admitted(newValue);
+    return nearest ? write(store, key, *nearest) : detail::logForbiddenSetting(key.name());
   }
   std::optional<PropertyList> object =
       UserDefaultsValueTraits<StoredValue>::object(transformToUserDefaultValue(newValue));

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/TypeName.hpp"
@@ -47,6 +48,12 @@ class TextRawValues {
     fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is none of its cases"),
                "Tessaly/RawValues", __LINE__);
   }
+  /// In the order of the declaration.
+  [[nodiscard]] std::vector<RawValue> allRawValues() const {
+    std::vector<RawValue> all;
+    for (const auto& [value, text] : cases_) all.emplace_back(text);
+    return all;
+  }
 
  private:
   std::array<Case, count> cases_;
@@ -72,6 +79,12 @@ class IntegerRawValues {
     return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
   [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
+  /// In the order of the declaration.
+  [[nodiscard]] std::vector<RawValue> allRawValues() const {
+    std::vector<RawValue> all;
+    for (const Enumeration value : cases_) all.push_back(rawValue(value));
+    return all;
+  }
 
  private:
   std::array<Enumeration, count> cases_;

@@ -213,6 +213,8 @@ class UncountedUserDefaults final : public UserDefaults {
   void removeObserver(const KeyValueObserver&, std::string_view) override {}
   void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>&, KeyValueObservingOptions, void*) override {}
   void removeObserverOfEveryKey(const KeyValueObserver&) override {}
+  void publishKeys(std::vector<SettingDescription>) override {}
+  [[nodiscard]] std::vector<SettingDescription> publishedKeys() const override { return {}; }
   bool synchronize() override { return true; }
   [[nodiscard]] UserDefaultsStatus status() const override { return {}; }
 };

@@ -37,6 +37,7 @@ using Tessaly::KeyValueChange;
 using Tessaly::PropertyList;
 using Tessaly::PropertyListFormat;
 using Tessaly::PropertyListSerialization;
+using Tessaly::SettingDescription;
 using Tessaly::UserDefaultsProblem;
 using Store = std::shared_ptr<JournaledUserDefaults>;
 using Opening = JournaledUserDefaults::Opening;
@@ -46,11 +47,13 @@ constexpr std::string_view help = R"(Usage: tessaly defaults <operation> <identi
 Reads and writes the settings of the application with that identifier, while it runs or not.
 
   read <identifier> [key]             print one value, or every key with its value
-  write <identifier> <key> <value>    store a value; see below
+  write [-force] <identifier> <key> <value>
+                                      store a value; see below
   delete <identifier> [key]           remove one key, or all of them
   export <identifier> [file] [-xml]   write everything as a property list, binary or XML
   import <identifier> [file]          store everything that a property list holds, of either format
   watch <identifier> [key...]         print changes as they are made, until interrupted
+  describe <identifier> [key]         print the settings that the application has published
   doctor <identifier>                 print what is wrong with the files, and repair what needs no decision
 
 A file that is missing or "-" is standard input or output.
@@ -60,6 +63,7 @@ Values are texts, or one of:
   -date <YYYY-MM-DDTHH:MM:SSZ>        -data <hexadecimal digits>
   -array [value...]                   -dict [key value]...
 The values of an array or a dictionary are simple ones, each with its option or a text.
+A value that the published settings forbid is refused, unless -force is given.
 
 Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.
 )";
@@ -152,10 +156,27 @@ ExitCode read(Arguments arguments) {
   return success;
 }
 
+std::optional<SettingDescription> published(const Store& store, std::string_view key) {
+  for (auto& description : store->publishedKeys()) {
+    if (description.name == key) return std::move(description);
+  }
+  return std::nullopt;
+}
+
+/// What is wrong with a value for a setting; empty if nothing is known to be.
+std::string objection(const std::optional<SettingDescription>& setting, const PropertyList& value) {
+  if (!setting || setting->allows(value)) return {};
+  return "\"" + setting->name + "\" does not allow " + value.description() + ": " + setting->summary();
+}
+
 ExitCode write(Arguments arguments) {
+  const bool isForced = !arguments.empty() && arguments[0] == "-force";
+  if (isForced) arguments = arguments.subspan(1);
   requireCount(arguments, 3, arguments.size());
   const PropertyList value = parsedValue(arguments.subspan(2));
   const Store store = open(arguments[0], Opening::forUse);
+  const std::string objects = isForced ? "" : objection(published(store, arguments[1]), value);
+  if (!objects.empty()) throw CommandError(objects + "; -force stores it nevertheless");
   store->set(value, arguments[1]);
   requireStored(store);
   return success;
@@ -243,6 +264,11 @@ ExitCode importAll(Arguments arguments) {
   const PropertyList::Dictionary* values = result.value.dictionary();
   if (values == nullptr) throw CommandError("The property list is no dictionary");
   const Store store = open(arguments[0], Opening::forUse);
+  for (const auto& setting : store->publishedKeys()) {
+    const PropertyList* const value = result.value.find(setting.name);
+    const std::string objects = value != nullptr ? objection(setting, *value) : "";
+    if (!objects.empty()) std::cerr << "tessaly defaults: " << objects << '\n';
+  }
   store->setValuesForKeys({values->begin(), values->end()});
   requireStored(store);
   return success;
@@ -282,6 +308,24 @@ ExitCode watch(Arguments arguments) {
   }
   std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
   interruption.wait();
+  return success;
+}
+
+ExitCode describe(Arguments arguments) {
+  requireCount(arguments, 1, 2);
+  const Store store = open(arguments[0], Opening::forReading);
+  auto keys = store->publishedKeys();
+  if (arguments.size() == 2) std::erase_if(keys, [&](const auto& key) { return key.name != arguments[1]; });
+  if (keys.empty()) {
+    throw CommandError(arguments.size() == 2 ? "The application has published no \"" + std::string(arguments[1]) + "\""
+                                             : "The application has published no settings");
+  }
+  for (const auto& key : keys) {
+    std::cout << printedKey(key.name) << ": " << key.summary() << '\n';
+    if (!key.documentation.empty()) std::cout << "  " << printedKey(key.documentation) << '\n';
+    const auto stored = store->value(key.name);
+    if (stored && !key.allows(*stored)) std::cout << "  The stored value " << *stored << " is not allowed.\n";
+  }
   return success;
 }
 
@@ -345,9 +389,9 @@ ExitCode run(Arguments arguments) {
     std::string_view name;
     ExitCode (*run)(Arguments);
   };
-  static constexpr Operation operations[] = {{"read", read},        {"write", write},      {"delete", remove},
-                                             {"export", exportAll}, {"import", importAll}, {"watch", watch},
-                                             {"doctor", doctor}};
+  static constexpr Operation operations[] = {{"read", read},         {"write", write},      {"delete", remove},
+                                             {"export", exportAll},  {"import", importAll}, {"watch", watch},
+                                             {"describe", describe}, {"doctor", doctor}};
   const auto found = std::ranges::find(operations, arguments[0], &Operation::name);
   if (found == std::end(operations)) {
     throw UsageError("There is no operation \"" + std::string(arguments[0]) + "\"");

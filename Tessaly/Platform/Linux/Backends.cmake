@@ -24,6 +24,6 @@ tessaly_backend(Power SOURCES BusPower.cpp LIBRARIES Foundation Locks PACKAGES s
 tessaly_backend(Settings
   SOURCES
     DelayedWork.cpp JournaledUserDefaults.cpp SettingsCheckpointer.cpp SettingsFileSystem.cpp SettingsFiles.cpp
-    SettingsJournalFile.cpp SettingsListFile.cpp SettingsStore.cpp SettingsStoreLists.cpp SettingsStoreLoading.cpp
-    SettingsStoreRecovery.cpp SettingsWatcher.cpp
+    SettingsJournalFile.cpp SettingsKeysFile.cpp SettingsListFile.cpp SettingsStore.cpp SettingsStoreLists.cpp
+    SettingsStoreLoading.cpp SettingsStoreRecovery.cpp SettingsWatcher.cpp
   LIBRARIES Logging)

@@ -250,6 +250,20 @@ void JournaledUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& obs
   parts_->observers.remove(observer, std::nullopt);
 }
 
+void JournaledUserDefaults::publishKeys(std::vector<SettingDescription> keys) {
+  detail::stopIfForkedChild();
+  const detail::SettingsStore& store = parts_->store;
+  if (!store.isForUse() || store.directory().empty()) return;
+  if (!store.keysFile().write(keys)) {
+    detail::logPlatformError("UserDefaults", "The published keys cannot be written in " + store.directory());
+  }
+}
+
+std::vector<SettingDescription> JournaledUserDefaults::publishedKeys() const {
+  detail::stopIfForkedChild();
+  return parts_->store.keysFile().read();
+}
+
 bool JournaledUserDefaults::synchronize() {
   detail::stopIfForkedChild();
   if (parts_->store.directory().empty() || !parts_->store.isForUse()) return false;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/PropertyList.hpp"
@@ -80,6 +81,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer, KeyValueObservingOptions options,
                              void* context) override;
   void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
+  void publishKeys(std::vector<SettingDescription> keys) override;
+  [[nodiscard]] std::vector<SettingDescription> publishedKeys() const override;
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;

@@ -65,7 +65,8 @@ SettingsStore::SettingsStore(const Options& options, std::function<void(Settings
       incidents_(directory_),
       values_(writer_, std::move(deliver)),
       journal_(files_, directory_, writer_),
-      listFile_(files_, directory_, writer_) {}
+      listFile_(files_, directory_, writer_),
+      keysFile_(files_, directory_, writer_) {}
 
 PropertyList::Dictionary SettingsStore::all() const {
   const UnfairLock::Guard guard(lock_);

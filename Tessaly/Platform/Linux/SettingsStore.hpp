@@ -20,6 +20,7 @@
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
 #include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
 #include "Tessaly/Platform/Linux/SettingsJournalFile.hpp"
+#include "Tessaly/Platform/Linux/SettingsKeysFile.hpp"
 #include "Tessaly/Platform/Linux/SettingsListFile.hpp"
 #include "Tessaly/Platform/Linux/SettingsPatience.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingsIncidents.hpp"
@@ -98,6 +99,7 @@ class SettingsStore {
                                          SettingsPatience& patience);
   [[nodiscard]] StoreResult<> removeOldJournal(int directory);
   [[nodiscard]] const SettingsListFile& listFile() const noexcept { return listFile_; }
+  [[nodiscard]] const SettingsKeysFile& keysFile() const noexcept { return keysFile_; }
   void checkpointFailed(const StoreProblem& problem);
   void checkpointSucceeded();
   /// Synchronizes the journal alone.
@@ -195,6 +197,7 @@ class SettingsStore {
   SettingsValues values_;
   SettingsJournalFile journal_ TESSALY_GUARDED_BY(lock_);
   const SettingsListFile listFile_;
+  const SettingsKeysFile keysFile_;
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
   /// The directory in which the journal stood that was followed last.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;

@@ -9,12 +9,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tessaly/Core/Base/BackendInstallation.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/Object.hpp"
 #include "Tessaly/Core/Foundation/PropertyList.hpp"
 #include "Tessaly/Platform/Settings/KeyValueObserver.hpp"
+#include "Tessaly/Platform/Settings/SettingDescription.hpp"
 #include "Tessaly/Platform/Settings/UserDefaultsStatus.hpp"
 
 namespace Tessaly::inline v1 {
@@ -78,6 +80,13 @@ class TESSALY_EXPORT UserDefaults : public Object {
                                      KeyValueObservingOptions options, void* context) = 0;
   /// Takes back the last such addition; does nothing when there is none.
   virtual void removeObserverOfEveryKey(const KeyValueObserver& observer) = 0;
+
+  /// Tells people and other programs which settings the application has: `publishedKeys` of every process, and
+  /// `tessaly defaults`, give them. Replaces those published before. Writes a file if they have changed; the log says
+  /// if that fails.
+  virtual void publishKeys(std::vector<SettingDescription> keys) = 0;
+  /// The settings that were published last, by name.
+  [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const = 0;
 
   /// Waits until everything written so far would survive a power cut and other programs can read it. False if something
   /// could not be stored. Blocks on the disk.

@@ -83,6 +83,17 @@ void InMemoryUserDefaults::removeObserverOfEveryKey(const KeyValueObserver& obse
   observers_->remove(observer, std::nullopt);
 }
 
+void InMemoryUserDefaults::publishKeys(std::vector<SettingDescription> keys) {
+  std::ranges::sort(keys, {}, &SettingDescription::name);
+  const UnfairLock::Guard guard(lock_);
+  std::swap(keys_, keys);
+}
+
+std::vector<SettingDescription> InMemoryUserDefaults::publishedKeys() const {
+  const UnfairLock::Guard guard(lock_);
+  return keys_;
+}
+
 std::uint64_t InMemoryUserDefaults::revision() const noexcept { return table_->revision(); }
 
 bool InMemoryUserDefaults::synchronize() { return status().problem == UserDefaultsProblem::none; }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
@@ -41,6 +42,8 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer, KeyValueObservingOptions options,
                              void* context) override;
   void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
+  void publishKeys(std::vector<SettingDescription> keys) override;
+  [[nodiscard]] std::vector<SettingDescription> publishedKeys() const override;
   /// Whether the scripted status has no problem.
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
@@ -62,6 +65,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   const std::unique_ptr<detail::KeyValueObservers> observers_;
   mutable UnfairLock lock_;
   UserDefaultsStatus status_ TESSALY_GUARDED_BY(lock_);
+  std::vector<SettingDescription> keys_ TESSALY_GUARDED_BY(lock_);
 };
 
 }  // namespace Tessaly::inline v1

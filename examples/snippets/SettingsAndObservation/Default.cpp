@@ -17,6 +17,8 @@ void useASetting() {
 void makeKeys() {
   constexpr Default<bool>::Key showsHiddenFiles{"shows-hidden-files", false};
   constexpr Default<std::optional<int>>::Key lastPage = "last-page";
+  constexpr auto interval = Default<int>::Key("interval", 60).within(1, 3600);
+  constexpr auto even = Default<int>::Key("even", 2).where([](int number) { return number % 2 == 0; });
 }
 
 constexpr Default<int>::Key volumeKey{"volume", 50};

@@ -84,6 +84,22 @@ void follow(Window& window) {
   });
 }
 
+constexpr auto intervalKey = Default<int>::Key("interval", 60).within(1, 3600);
+constexpr auto columnsKey = Default<int>::Key("columns", 80).within(20, 200, InvalidSetting::readsAsDefault);
+constexpr auto pageSizeKey = Default<int>::Key("page-size", 4096).where([](int size) { return size % 512 == 0; });
+
+bool acceptInterval(int entered) {
+  if (!intervalKey.allows(entered)) return false;
+  Default<int>::setValue(intervalKey, entered);
+  return true;
+}
+
+void publishSettings() {
+  UserDefaults::standard()->publishKeys({volumeKey.described("The loudness in percent"),
+                                         intervalKey.described("The time between two looks at the server in seconds"),
+                                         themeKey.described("The colors of the windows")});
+}
+
 void applyProfile(int volume, const std::string& theme) {
   UserDefaults::standard()->setValuesForKeys({{"volume", volume}, {"theme", theme}, {"last-file", std::nullopt}});
 }

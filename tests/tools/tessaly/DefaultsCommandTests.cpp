@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,6 +20,7 @@
 #include <string>
 #include <thread>
 
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
@@ -56,6 +58,17 @@ class DefaultsCommand : public ::testing::Test {
   static std::string run(const std::string& arguments) {
     return outputOf(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/tessaly " + arguments +
                     " 2>&1; echo \"($?)\"");
+  }
+  void publish() {
+    JournaledUserDefaults::open({.folder = path("app")})
+        ->publishKeys(
+            {{.name = "interval",
+              .kind = PropertyList::Kind::integer,
+              .defaultValue = 60,
+              .minimum = 1,
+              .maximum = 3600,
+              .documentation = "The time between two looks"},
+             {.name = "theme", .kind = PropertyList::Kind::text, .defaultValue = "light", .cases = {"light", "dark"}}});
   }
   [[nodiscard]] std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
 
@@ -357,6 +370,99 @@ TEST_F(DefaultsCommand, WritesWhatPlistlibReads) {
   EXPECT_EQ(outputOf("python3 -c \"import plistlib; print(plistlib.load(open('" + path("app/Settings.plist") +
                      "', 'rb')))\""),
             "{'a': {'k': 7}}\n");
+}
+
+TEST_F(DefaultsCommand, DescribesThePublishedSettings) {
+  EXPECT_EQ(run("defaults describe app"), "tessaly defaults: The application has published no settings\n(1)\n");
+  publish();
+  EXPECT_EQ(run("defaults describe app"),
+            "interval: integer from 1 to 3600, default 60\n  The time between two looks\n"
+            "theme: text, one of \"light\", \"dark\", default \"light\"\n(0)\n");
+  EXPECT_EQ(run("defaults describe app theme"), "theme: text, one of \"light\", \"dark\", default \"light\"\n(0)\n");
+  EXPECT_EQ(run("defaults describe app none"), "tessaly defaults: The application has published no \"none\"\n(1)\n");
+  run("defaults write -force app theme pink");
+  EXPECT_EQ(
+      run("defaults describe app theme"),
+      "theme: text, one of \"light\", \"dark\", default \"light\"\n  The stored value \"pink\" is not allowed.\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, RefusesToWriteAForbiddenValue) {
+  publish();
+  const std::string rule = ": integer from 1 to 3600, default 60; -force stores it nevertheless\n(1)\n";
+  EXPECT_EQ(run("defaults write app interval -int 0"), "tessaly defaults: \"interval\" does not allow 0" + rule);
+  EXPECT_EQ(run("defaults write app interval 5"), "tessaly defaults: \"interval\" does not allow \"5\"" + rule);
+  EXPECT_EQ(run("defaults read app interval"), "tessaly defaults: There are no settings of \"app\"\n(1)\n");
+  EXPECT_EQ(run("defaults write app interval -int 5"), "(0)\n");
+  EXPECT_EQ(run("defaults write -force app interval -int 0"), "(0)\n");
+  EXPECT_EQ(run("defaults write app other -int 0"), "(0)\n");
+  EXPECT_EQ(run("defaults read app"), "interval = 0\nother = 0\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, ImportTellsForbiddenValuesAndStoresThem) {
+  publish();
+  PropertyListSerialization::data(PropertyList::Dictionary{{"interval", 0}, {"theme", "dark"}},
+                                  PropertyListFormat::binary)
+      .write(URL::fileURLWithPath(path("values.plist")));
+  EXPECT_EQ(run("defaults import app " + path("values.plist")),
+            "tessaly defaults: \"interval\" does not allow 0: integer from 1 to 3600, default 60\n(0)\n");
+  EXPECT_EQ(run("defaults read app"), "interval = 0\ntheme = \"dark\"\n(0)\n");
+}
+
+TEST_F(DefaultsCommand, DoctorFindsNothingWrongWithASoundStore) {
+  run("defaults write app a 1");
+  EXPECT_EQ(run("defaults doctor app"), "Nothing is wrong with the settings in " + path("app") + "\n(0)\n");
+  EXPECT_EQ(run("defaults doctor none"), "tessaly defaults: There are no settings of \"none\"\n(1)\n");
+}
+
+TEST_F(DefaultsCommand, DoctorNamesTheKeysOfDamagedRecordsAndKeepsTheFile) {
+  run("defaults write app kept 1");
+  {
+    // A process that was killed: its journal is left.
+    const auto store = JournaledUserDefaults::open({.folder = path("app")});
+    store->set(1, "single");
+    store->setValuesForKeys({{"first", 1}, {"second", 2}});
+    store->set(2, "sound");
+    std::filesystem::copy(path("app"), path("killed"));
+  }
+  std::string journal = Tests::contentsOf(path("killed/journal"));
+  for (const std::string key : {"single", "second"}) {
+    const std::size_t value = journal.find(key) + key.size();
+    ASSERT_LT(value, journal.size());
+    journal[value] = static_cast<char>(journal[value] ^ 1);
+  }
+  std::ofstream(path("killed/journal"), std::ios::binary) << journal;
+  const std::string said = run("defaults doctor killed");
+  EXPECT_NE(said.find("A journal of settings is damaged"), std::string::npos) << said;
+  EXPECT_NE(said.find("Values may be lost. It is over."), std::string::npos) << said;
+  for (const std::string key : {"single", "first", "second"}) {
+    EXPECT_NE(said.find("  damaged record of " + key + "\n"), std::string::npos) << said;
+  }
+  EXPECT_EQ(said.find("sound"), std::string::npos) << said;
+  EXPECT_TRUE(said.ends_with("(0)\n")) << said;
+  EXPECT_EQ(run("defaults read killed"), "kept = \"1\"\nsound = 2\n(0)\n");
+  EXPECT_EQ(Tests::contentsOf(path("killed/journal.damaged.old")), journal);
+  EXPECT_TRUE(run("defaults doctor killed").starts_with("Nothing is wrong"));
+}
+
+TEST_F(DefaultsCommand, DoctorSetsADamagedPropertyListAside) {
+  run("defaults write app a 1");
+  std::ofstream(path("app/Settings.plist")) << "damaged";
+  const std::string said = run("defaults doctor app");
+  EXPECT_NE(said.find("was damaged, and was set aside (" + path("app/Settings.damaged.plist") + ")"), std::string::npos)
+      << said;
+  EXPECT_NE(said.find("Values may be lost."), std::string::npos) << said;
+  EXPECT_EQ(Tests::contentsOf(path("app/Settings.damaged.plist")), "damaged");
+  run("defaults write app b 2");
+  EXPECT_TRUE(run("defaults doctor app").starts_with("Nothing is wrong"));
+}
+
+TEST_F(DefaultsCommand, DoctorFailsWhileSomethingIsWrong) {
+  run("defaults write app a 1");
+  const detail::OwnedDescriptor other(::open(path("app/journal").c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  const std::string said = run("defaults doctor app");
+  EXPECT_NE(said.find("Another process holds the lock of the settings"), std::string::npos) << said;
+  EXPECT_TRUE(said.ends_with("tessaly defaults: Something is still wrong\n(1)\n")) << said;
 }
 
 TEST_F(DefaultsCommand, IsHeardByARunningHost) {

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Settings
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/PropertyList.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// A setting as its host publishes it, for people and for programs other than the host. Nothing in the store depends on
+/// it. `Default::Key::described` makes it.
+///
+/// Thread contract: thread-compatible.
+///
+///     SettingDescription volume{.name = "volume", .kind = PropertyList::Kind::integer, .maximum = 100};
+///     bool isAllowed = volume.allows(150);  // False.
+struct SettingDescription {
+  std::string name = {};
+  /// The kind of the stored value.
+  PropertyList::Kind kind = PropertyList::Kind::text;
+  /// Nothing if the setting can be absent.
+  std::optional<PropertyList> defaultValue = std::nullopt;
+  std::optional<PropertyList> minimum = std::nullopt;
+  std::optional<PropertyList> maximum = std::nullopt;
+  /// The stored values of an enumeration; empty for any other kind.
+  std::vector<PropertyList> cases = {};
+  /// Whether only the host can tell the allowed values.
+  bool hasPredicate = false;
+  /// One line for people.
+  std::string documentation = {};
+
+  /// Whether kind, range and cases allow the stored value. A predicate is not asked.
+  [[nodiscard]] TESSALY_EXPORT bool allows(const PropertyList& stored) const;
+  /// Such as `integer from 1 to 3600, default 60`.
+  [[nodiscard]] TESSALY_EXPORT std::string summary() const;
+
+  friend bool operator==(const SettingDescription&, const SettingDescription&) = default;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/SettingsAndObservation/InvalidSetting.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Stops the process; in a constant expression it does not compile.
+[[noreturn]] TESSALY_EXPORT void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept;
+/// Writes one record to the log.
+TESSALY_EXPORT void logForbiddenSetting(std::string_view setting) noexcept;
+
+/// The values that a setting allows: those in a closed range, those that a predicate accepts, or all.
+///
+/// Thread contract: thread-compatible.
+template <typename Value>
+class SettingRule {
+ public:
+  struct Range {
+    Value lowest;
+    Value highest;
+  };
+  using Predicate = bool (*)(const Value&);
+
+  constexpr void setRange(Value lowest, Value highest, InvalidSetting invalid) {
+    range_.emplace(Range{std::move(lowest), std::move(highest)});
+    invalid_ = invalid;
+  }
+  constexpr void setPredicate(Predicate predicate) noexcept { predicate_ = predicate; }
+
+  [[nodiscard]] constexpr bool isEmpty() const noexcept { return !range_ && predicate_ == nullptr; }
+  [[nodiscard]] constexpr const std::optional<Range>& range() const noexcept { return range_; }
+  /// False if the range has no value.
+  [[nodiscard]] constexpr bool hasRange() const {
+    if constexpr (std::totally_ordered<Value>) return !range_ || range_->lowest <= range_->highest;
+    return true;
+  }
+  [[nodiscard]] constexpr bool hasPredicate() const noexcept { return predicate_ != nullptr; }
+
+  [[nodiscard]] constexpr bool allows(const Value& value) const {
+    if constexpr (std::totally_ordered<Value>) {
+      if (range_ && !(value >= range_->lowest && value <= range_->highest)) return false;
+    }
+    return predicate_ == nullptr || predicate_(value);
+  }
+  /// The value, or the end of the range that stands for it. Nothing if the default is to be read instead.
+  [[nodiscard]] constexpr std::optional<Value> admitted(Value value) const {
+    if (allows(value)) return value;
+    if constexpr (std::totally_ordered<Value>) {
+      if (range_ && invalid_ == InvalidSetting::readsAsNearest) {
+        // A value without an order, which is no number, is neither.
+        const Value* const end = value < range_->lowest    ? &range_->lowest
+                                 : value > range_->highest ? &range_->highest
+                                                           : nullptr;
+        if (end != nullptr && allows(*end)) return *end;
+      }
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::optional<Range> range_;
+  Predicate predicate_ = nullptr;
+  InvalidSetting invalid_ = InvalidSetting::readsAsNearest;
+};
+
+}  // namespace Tessaly::inline v1::detail
