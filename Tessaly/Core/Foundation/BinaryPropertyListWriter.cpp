@@ -23,26 +23,52 @@ class Writer {
  public:
   Data::Bytes write(const PropertyList& root) {
     number(root);
-    referenceSize_ = bytesFor(objects_.size() - 1);
+    putObjects(objects_.size());
+    return finish();
+  }
+  Data::Bytes write(const PropertyList::Dictionary& root) {
+    objects_.reserve(2 * root.size());
+    references_.resize(2 * root.size());
+    std::size_t at = 0;
+    for (const auto& [key, element] : root) {
+      references_[at] = add({nullptr, key, 0});
+      // The references of what is within come behind those of the root.
+      const std::size_t value = number(element);
+      references_[root.size() + at++] = value;
+    }
+    putObjects(objects_.size() + 1);
+    offsets_.push_back(bytes_.size());
+    putHead(0xD, root.size());
+    putAll(std::span(references_).first(2 * root.size()), referenceSize_);
+    return finish();
+  }
+
+ private:
+  /// Puts all objects, the last ones of which may still have to be put.
+  void putObjects(std::size_t count) {
+    referenceSize_ = bytesFor(count - 1);
+    bytes_.reserve(header.size() + 16 * objects_.size());
     bytes_.insert(bytes_.end(), header.begin(), header.end());
-    offsets_.reserve(objects_.size());
+    offsets_.reserve(count);
     for (const Object& object : objects_) {
       offsets_.push_back(bytes_.size());
       put(object);
     }
+  }
+
+  Data::Bytes finish() {
     const std::size_t table = bytes_.size();
     const std::size_t offsetSize = bytesFor(table);
     putAll(offsets_, offsetSize);
     putUnsigned(0, 6);
     putUnsigned(offsetSize, 1);
     putUnsigned(referenceSize_, 1);
-    putUnsigned(objects_.size(), 8);
-    putUnsigned(objects_.size() - 1, 8);  // The root is numbered last.
+    putUnsigned(offsets_.size(), 8);
+    putUnsigned(offsets_.size() - 1, 8);  // The root is numbered last.
     putUnsigned(table, 8);
     return std::move(bytes_);
   }
 
- private:
   struct Object {
     /// Null for a key.
     const PropertyList* value;
@@ -205,5 +231,7 @@ class Writer {
 }  // namespace
 
 Data::Bytes writeBinaryPropertyList(const PropertyList& value) { return Writer().write(value); }
+
+Data::Bytes writeBinaryPropertyList(const PropertyList::Dictionary& root) { return Writer().write(root); }
 
 }  // namespace Tessaly::inline v1::detail

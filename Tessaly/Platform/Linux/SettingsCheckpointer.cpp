@@ -57,7 +57,9 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
   const auto beginning = store_.beginCheckpoint(patience);
   if (!beginning) return std::unexpected(beginning.error());
   if (!beginning->isNeeded) return false;
-  const auto written = store_.listFile().write(store_.valuesAtRotation(), beginning->format);
+  auto snapshot = store_.takeSnapshot();
+  const auto written = store_.listFile().write(snapshot.values, beginning->format);
+  store_.keepSnapshot(std::move(snapshot));
   if (!written) return std::unexpected(written.error());
   auto result = store_.putInPlace(*written, *beginning, patience);
   if (!result) {

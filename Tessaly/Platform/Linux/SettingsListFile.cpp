@@ -9,9 +9,23 @@
 #include <new>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/detail/PropertyListFormats.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 
 namespace Tessaly::inline v1::detail {
+
+namespace {
+
+/// In the format, or in the binary one if that cannot hold a value.
+Data encoded(const PropertyList::Dictionary& values, PropertyListFormat format) {
+  if (format == PropertyListFormat::xml) {
+    const PropertyList list(values);
+    if (PropertyListSerialization::isExact(list, format)) return PropertyListSerialization::data(list, format);
+  }
+  return Data(writeBinaryPropertyList(values));
+}
+
+}  // namespace
 
 SettingsListFile::SettingsListFile(SettingsFileSystem& files, const std::string& directory, std::uint64_t writer)
     : files_(files), path_(directory + "/Settings.plist"), writer_(writer) {}
@@ -47,12 +61,12 @@ StoreResult<SettingsListFile::Contents> SettingsListFile::read(const std::string
   }
 }
 
-StoreResult<SettingsListFile::Written> SettingsListFile::write(PropertyList::Dictionary values,
+StoreResult<SettingsListFile::Written> SettingsListFile::write(const PropertyList::Dictionary& values,
                                                                PropertyListFormat format) const {
   const std::string beginning = target() + ".new-";
   removeAbandoned(beginning, files_);
   Written written{.path = beginning + std::to_string(writer_), .identity = {}};
-  if (const auto filled = fill(written.path, PropertyList(std::move(values)), format); !filled) {
+  if (const auto filled = fill(written.path, values, format); !filled) {
     discard(written);
     return std::unexpected(filled.error());
   }
@@ -61,14 +75,13 @@ StoreResult<SettingsListFile::Written> SettingsListFile::write(PropertyList::Dic
   return written;
 }
 
-StoreResult<> SettingsListFile::fill(const std::string& path, const PropertyList& values,
+StoreResult<> SettingsListFile::fill(const std::string& path, const PropertyList::Dictionary& values,
                                      PropertyListFormat format) const {
   const auto former = files_.status(path_);
   if (const auto removed = files_.remove(path); !removed) return removed;
   const auto file = files_.open(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
   if (!file) return std::unexpected(file.error());
-  if (!PropertyListSerialization::isExact(values, format)) format = PropertyListFormat::binary;
-  const auto result = files_.writeAll(file->get(), PropertyListSerialization::data(values, format).text());
+  const auto result = files_.writeAll(file->get(), encoded(values, format).text());
   if (!result) return result;
   if (former) {
     if (former->st_uid != ::geteuid() || former->st_gid != ::getegid()) {

@@ -46,7 +46,7 @@ class SettingsListFile {
 
   /// Writes the values beside the present file and waits for the disk. Uses the binary format if the other one cannot
   /// hold a value. Removes what killed processes left.
-  [[nodiscard]] StoreResult<Written> write(PropertyList::Dictionary values, PropertyListFormat format) const;
+  [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
   /// Puts the written file in place. If the file that was there is not the expected one, that one now has the path of
   /// the written one: true.
@@ -60,7 +60,7 @@ class SettingsListFile {
 
  private:
   [[nodiscard]] std::string target() const;
-  [[nodiscard]] StoreResult<> fill(const std::string& path, const PropertyList& values,
+  [[nodiscard]] StoreResult<> fill(const std::string& path, const PropertyList::Dictionary& values,
                                    PropertyListFormat format) const;
 
   SettingsFileSystem& files_;

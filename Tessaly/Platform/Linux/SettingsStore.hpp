@@ -93,8 +93,9 @@ class SettingsStore {
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
   /// Makes the journal the old one, unless an old one is there already.
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
-  /// The values at the beginning of the journal.
-  [[nodiscard]] PropertyList::Dictionary valuesAtRotation();
+  /// The values at the beginning of the journal, to be given back.
+  [[nodiscard]] SettingsValues::Snapshot takeSnapshot();
+  void keepSnapshot(SettingsValues::Snapshot snapshot);
   [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
                                          SettingsPatience& patience);
   [[nodiscard]] StoreResult<> removeOldJournal(int directory);

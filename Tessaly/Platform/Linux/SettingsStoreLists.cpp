@@ -33,11 +33,20 @@ StoreResult<SettingsStore::CheckpointBeginning> SettingsStore::beginCheckpoint(S
   return beginning;
 }
 
-PropertyList::Dictionary SettingsStore::valuesAtRotation() {
+SettingsValues::Snapshot SettingsStore::takeSnapshot() {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (auto kept = values_.takeSnapshot()) return *std::move(kept);
+  }
   // Without the lock, so that no writer waits for a hundred thousand keys: what changes meanwhile is put back below.
   PropertyList::Dictionary values = values_.table().all();
   const UnfairLock::Guard guard(lock_);
-  return SettingsValues::reverted(std::move(values), values_.sinceRotation());
+  return values_.snapshotOf(std::move(values));
+}
+
+void SettingsStore::keepSnapshot(SettingsValues::Snapshot snapshot) {
+  const UnfairLock::Guard guard(lock_);
+  values_.keepSnapshot(std::move(snapshot));
 }
 
 StoreResult<> SettingsStore::putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,

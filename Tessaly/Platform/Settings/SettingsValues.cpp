@@ -122,6 +122,7 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
     }
     for (const auto& [key, value] : *list) table_.exchange(key, value);
   }
+  snapshot_.reset();
   beginJournal();
   sincePropertyList_.clear();
   sincePrevious_.clear();
@@ -166,7 +167,24 @@ void SettingsValues::endLoad(Pending broughtAlong) {
   areLoaded_ = true;
 }
 
+void SettingsValues::renewSnapshot() {
+  ++journals_;
+  if (!snapshot_) return;
+  // This happens under locks. Many changes would take longer than a new snapshot, which is made without one.
+  constexpr std::size_t maximumChanges = 1000;
+  if (sinceRotation_.size() > maximumChanges) return snapshot_.reset();
+  for (const auto& [key, unused] : sinceRotation_) {
+    if (auto value = table_.value(key)) {
+      snapshot_->values.insert_or_assign(key, *std::move(value));
+    } else {
+      snapshot_->values.erase(key);
+    }
+  }
+  snapshot_->journal = journals_;
+}
+
 void SettingsValues::beginJournal() {
+  renewSnapshot();
   sinceRotation_.clear();
   recordsOfJournal_.clear();
   ownChangesBeforeJournal_ = ownChangesEver_;

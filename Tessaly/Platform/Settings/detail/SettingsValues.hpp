@@ -125,10 +125,28 @@ class TESSALY_EXPORT SettingsValues {
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const { return valuesBefore(sincePropertyList_); }
   [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const { return valuesBefore(sincePrevious_); }
-  [[nodiscard]] static PropertyList::Dictionary reverted(PropertyList::Dictionary values, const Overlay& since);
+
+  /// The values at the beginning of a journal.
+  struct Snapshot {
+    PropertyList::Dictionary values;
+    /// The number of the journal.
+    std::uint64_t journal = 0;
+  };
+  /// The values at the beginning of the present journal, if they were kept. The caller gives them back.
+  [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
+  /// Makes a snapshot of all values that were read from the table a moment ago.
+  [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
+    return {.values = reverted(std::move(values), sinceRotation_), .journal = journals_};
+  }
+  /// Keeps a snapshot, so that the next checkpoint needs only the changes. It takes about as much memory as the values.
+  void keepSnapshot(Snapshot snapshot) {
+    if (snapshot.journal == journals_) snapshot_ = std::move(snapshot);
+  }
 
  private:
+  [[nodiscard]] static PropertyList::Dictionary reverted(PropertyList::Dictionary values, const Overlay& since);
   [[nodiscard]] PropertyList::Dictionary valuesBefore(const Overlay& since) const;
+  void renewSnapshot();
   /// Sets a value; the change, if observers are to hear of it.
   std::optional<SettingsChange> exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
   void announce(std::optional<SettingsChange> change, std::uint64_t writer);
@@ -147,6 +165,8 @@ class TESSALY_EXPORT SettingsValues {
   std::uint64_t ownChangesBeforeJournal_ = 0;
   std::vector<JournalRecord::Restoration> restorations_;
   Overlay sincePrevious_;
+  std::optional<Snapshot> snapshot_;
+  std::uint64_t journals_ = 0;
   Pending pending_;
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
