@@ -74,12 +74,18 @@ StoreResult<SettingsJournalFile::Standing> SettingsJournalFile::standing() {
   if (!isFollowed_) return Standing::current;
   if (size_ < offset_) return Standing::overwritten;
   if (isUntouched) return Standing::current;
+  const auto intact = isIntact();
+  if (intact && *intact) return Standing::current;
+  modified_ = 0;  // It is to be compared the next time, too.
+  if (!intact) return std::unexpected(intact.error());
+  return Standing::overwritten;
+}
+
+StoreResult<bool> SettingsJournalFile::isIntact() {
   std::string tail;
   const auto read = files_.read(file_.get(), offset_ - tail_.size(), tail_.size(), tail);
-  if (read && tail == tail_) return Standing::current;
-  modified_ = 0;  // It is to be compared the next time, too.
   if (!read) return std::unexpected(read.error());
-  return Standing::overwritten;
+  return tail == tail_;
 }
 
 StoreResult<std::string> SettingsJournalFile::contents(std::size_t maximum) {
@@ -107,16 +113,20 @@ StoreResult<std::string_view> SettingsJournalFile::news() {
   if (buffer_.capacity() > reservedSize) buffer_ = {};
   buffer_.clear();
   if (size_ == offset_) return std::string_view();
-  const auto read = files_.read(file_.get(), offset_, static_cast<std::size_t>(size_ - offset_), buffer_);
+  // With the known bytes before them: another program may have overwritten those, and others have written since.
+  const std::uint64_t start = offset_ - tail_.size();
+  const auto read = files_.read(file_.get(), start, static_cast<std::size_t>(size_ - start), buffer_);
   if (!read) return std::unexpected(read.error());
-  return std::string_view(buffer_);
+  if (buffer_.starts_with(tail_)) return std::string_view(buffer_).substr(tail_.size());
+  modified_ = 0;  // So that `standing()` compares them, too.
+  return failure(StoreFault::overwritten);
 }
 
 void SettingsJournalFile::advance(std::size_t count) {
   if (count == 0) return;
-  const std::string_view read = std::string_view(buffer_).substr(0, count);
+  const std::string_view known = std::string_view(buffer_).substr(0, tail_.size() + count);
   offset_ += count;
-  tail_ = read.substr(count - std::min(count, tailSize));
+  tail_ = known.substr(known.size() - std::min(known.size(), tailSize));
 }
 
 StoreResult<> SettingsJournalFile::appendAll(std::string_view records) {

@@ -55,11 +55,13 @@ class SettingsJournalFile {
     if (file_.isOpen()) files_.unlock(file_.get());
   }
   [[nodiscard]] StoreResult<Standing> standing();
+  /// Whether the last known bytes are still in the open file.
+  [[nodiscard]] StoreResult<bool> isIntact();
 
   [[nodiscard]] StoreResult<std::string> contents(std::size_t maximum = SIZE_MAX);
   /// Begins to follow a journal of this header, whose first records, up to the offset, are known.
   void follow(const JournalHeader& header, std::string_view known);
-  /// The bytes behind `offset()`, until the next call.
+  /// The bytes behind `offset()`, until the next call. Fails if the known bytes before them have changed.
   [[nodiscard]] StoreResult<std::string_view> news();
   /// So many bytes of the news were read.
   void advance(std::size_t count);

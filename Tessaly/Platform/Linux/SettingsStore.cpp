@@ -89,11 +89,7 @@ StoreResult<> SettingsStore::obtainJournal(LockMode mode) {
     if (*standing == SettingsJournalFile::Standing::current && journal_.isFollowed()) return {};
     StoreResult<> result;
     if (*standing == SettingsJournalFile::Standing::replaced) {
-      // The process that replaced it held the exclusive lock: nothing more is written here.
-      if (journal_.isFollowed()) result = readNews();
-      // The records after a part of a journal are unknown.
-      if (!result && result.error().fault != StoreFault::overwritten) journal_.forgetNonce();
-      journal_.close();
+      leaveJournal();
       continue;
     }
     if (*standing == SettingsJournalFile::Standing::current) {
@@ -115,6 +111,20 @@ StoreResult<> SettingsStore::openJournal() {
   if (opened.error().fault == StoreFault::missing) return createJournal();
   if (opened.error().fault == StoreFault::notAFile) return setJournalAside();
   return opened;
+}
+
+void SettingsStore::leaveJournal() {
+  // The process that replaced it held the exclusive lock: nothing more is written here.
+  if (journal_.isFollowed()) {
+    const auto intact = journal_.isIntact();
+    const StoreResult<> read = !intact   ? std::unexpected(intact.error())
+                               : *intact ? readNews()
+                                         : failure(StoreFault::overwritten);
+    isFormerJournalLost_ = !read && read.error().fault == StoreFault::overwritten;
+    // The records after a part of a journal are unknown.
+    if (!read && !isFormerJournalLost_) journal_.forgetNonce();
+  }
+  journal_.close();
 }
 
 StoreResult<> SettingsStore::readNews() {

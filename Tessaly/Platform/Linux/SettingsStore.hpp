@@ -138,6 +138,8 @@ class SettingsStore {
   // SettingsStore.cpp
   StoreResult<> obtainJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> openJournal() TESSALY_REQUIRES(lock_);
+  /// Reads the rest of a journal in whose place another one stands, and closes it.
+  void leaveJournal() TESSALY_REQUIRES(lock_);
   StoreResult<> readNews() TESSALY_REQUIRES(lock_);
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
@@ -166,7 +168,7 @@ class SettingsStore {
   // SettingsStoreLoading.cpp
   StoreResult<> load(const FormerJournal* former = nullptr) TESSALY_REQUIRES(lock_);
   StoreResult<> loadAll(const FormerJournal* former) TESSALY_REQUIRES(lock_);
-  void replayOldJournal(const std::string& bytes, std::uint64_t nonce) TESSALY_REQUIRES(lock_);
+  void replayOldJournal(const std::string& bytes, const JournalHeader& next) TESSALY_REQUIRES(lock_);
   void replayJournal(const std::string& bytes) TESSALY_REQUIRES(lock_);
   [[nodiscard]] SettingsValues::Pending broughtAlong(const FormerJournal* former, const std::string& journal) const
       TESSALY_REQUIRES(lock_);
@@ -205,6 +207,9 @@ class SettingsStore {
   /// Whether a record of the old journal was damaged: then the file is kept.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
+  /// Whether the journal that was followed last had been overwritten when another one took its place. The process that
+  /// has made that one need not have read it.
+  bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
 template <typename Body>

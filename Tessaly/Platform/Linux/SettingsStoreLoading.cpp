@@ -85,7 +85,7 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
     listIsReadable();
   }
   const auto header = journal ? JournalHeader::from(*journal) : std::nullopt;
-  if (old) replayOldJournal(old->bytes, header ? header->predecessor : 0);
+  if (old) replayOldJournal(old->bytes, header.value_or(JournalHeader()));
   values_.beginJournal();
   if (journal) replayJournal(*journal);
   values_.endLoad(broughtAlong(former, journal.value_or("")));
@@ -95,14 +95,17 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   return result;
 }
 
-void SettingsStore::replayOldJournal(const std::string& bytes, std::uint64_t nonce) {
-  const auto contents = JournalContents::from(bytes, nonce);
+void SettingsStore::replayOldJournal(const std::string& bytes, const JournalHeader& next) {
+  const auto contents = JournalContents::from(bytes, next.predecessor);
   if (contents && contents->header.version > JournalHeader::currentVersion) return;
+  // Another program has put it there, from a backup for example. Its values are older than those of the list.
+  const bool isForeign = contents && next.predecessor != 0 && contents->header.nonce != next.predecessor &&
+                         contents->header.nonce != next.nonce;
   // An empty file holds nothing, and a power cut may have left it.
   bool isDamaged = !contents && !bytes.empty();
-  if (contents) isDamaged = values_.replay(*contents).isDamaged;
+  if (contents && !isForeign) isDamaged = values_.replay(*contents).isDamaged;
   const bool isHeaderDamaged = contents && contents->isHeaderDamaged;
-  isOldJournalDamaged_ = isDamaged || isHeaderDamaged;
+  isOldJournalDamaged_ = isDamaged || isHeaderDamaged || isForeign;
   if (!isOldJournalDamaged_) return;
   incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.oldPath(),
                             isDamaged ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);

@@ -35,7 +35,8 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
   if (header->version > JournalHeader::currentVersion) return failure(StoreFault::newerVersion);
   // In another directory there may be a property list of another lineage, whatever journal stands beside it.
   const bool isSameDirectory = values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
-  const bool continues = isSameLineage(header->lineage, journal_.lineage());
+  const bool isFormerLost = std::exchange(isFormerJournalLost_, false);
+  const bool continues = isSameLineage(header->lineage, journal_.lineage()) && !isFormerLost;
   if (isSameDirectory && continues && journal_.nonce() != 0 && header->predecessor == journal_.nonce()) {
     journal_.follow(*header, *start);
     values_.beginJournal();
@@ -119,6 +120,7 @@ SettingsStore::Restored SettingsStore::restored() {
   } else if (followedDirectory_ == inodeAt(directory_, files_)) {
     for (const auto& [key, unused] : values_.sincePropertyList()) add(key, values_.table().value(key));
   } else {
+    result.header.predecessor = 0;  // An old journal of this directory has nothing to do with the journal in memory.
     return result;
   }
   std::vector<JournalRecord::Restoration> restorations = values_.restorations();

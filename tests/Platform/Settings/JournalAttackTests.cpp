@@ -10,8 +10,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
+#include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/WaitUntil.hpp"
@@ -31,6 +33,13 @@ class JournalAttack : public Tests::StoreFixture {
     for (const auto& entry : std::filesystem::directory_iterator(from)) {
       write(to + "/" + entry.path().filename().string(), contentsOf(entry.path().string()));
     }
+  }
+  /// Whether the status has named an overwritten journal since then.
+  static bool isTold(const Store& store, Date since) {
+    const auto problems = store->status().problems;
+    return std::ranges::any_of(problems, [&](const auto& incident) {
+      return incident.problem == UserDefaultsProblem::overwrittenJournal && incident.time >= since;
+    });
   }
   static void flipBit(const std::string& path, std::size_t byte) {
     std::string bytes = contentsOf(path);
@@ -109,15 +118,55 @@ TEST_F(JournalAttack, LongerBackupOverAJournalIsNoticed) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}, {"many", 19}}));
 }
 
+TEST_F(JournalAttack, JournalThatIsOverwrittenDuringAWriteIsRestored) {
+  for (const std::size_t growth : {1, 100, 500}) {
+    SCOPED_TRACE(growth);
+    std::filesystem::remove_all(folder());
+    bool isArmed = false;
+    Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
+      if (call != Tests::FaultyFileSystem::Call::write || !std::exchange(isArmed, false)) return {};
+      // Another program shortens the journal, and a third one has written more than was there before.
+      const auto size = std::filesystem::file_size(journal());
+      std::filesystem::resize_file(journal(), 64);
+      std::ofstream(journal(), std::ios::binary | std::ios::app) << std::string(size - 64 + growth, 'x');
+      return {};
+    });
+    const Store store = open(&files);
+    store->set(1, "a");
+    store->set(std::string(200, 'b'), "b");
+    isArmed = true;
+    store->set(3, "c");
+    EXPECT_FALSE(isArmed);
+    const Dictionary expected{{"a", 1}, {"b", std::string(200, 'b')}, {"c", 3}};
+    EXPECT_EQ(store->dictionaryRepresentation(), expected);
+    EXPECT_EQ(stored(), expected);
+    EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::overwrittenJournal));
+  }
+}
+
+TEST_F(JournalAttack, CheckpointOfAShortenedJournalLosesNothingUntold) {
+  const Store writer = open();
+  const Store other = open();
+  int kept = 0;
+  const int rounds = Tests::repetitions(30);
+  for (int round = 0; round < rounds; ++round) {
+    const Date start = Date::now();
+    writer->set(round, "a");
+    std::filesystem::resize_file(journal(), 64);
+    // Most often it has not read the write yet, so it finds nothing wrong.
+    EXPECT_TRUE(other->synchronize());
+    writer->set(round, "b");
+    EXPECT_TRUE(writer->synchronize());
+    const bool isKept = stored() == Dictionary{{"a", round}, {"b", round}};
+    kept += isKept ? 1 : 0;
+    EXPECT_TRUE(isKept || isTold(writer, start) || isTold(other, start)) << round;
+  }
+  EXPECT_GT(kept, rounds / 2);
+}
+
 TEST_F(JournalAttack, TwoProcessesLoseNothingUntoldWithAShortenedJournal) {
   const Store first = open();
   const Store second = open();
-  const auto isTold = [](const Store& store, Date since) {
-    const auto problems = store->status().problems;
-    return std::ranges::any_of(problems, [&](const auto& incident) {
-      return incident.problem == UserDefaultsProblem::overwrittenJournal && incident.time >= since;
-    });
-  };
   int kept = 0;
   const int rounds = Tests::repetitions(100);
   for (int round = 0; round < rounds; ++round) {
@@ -190,6 +239,23 @@ TEST_F(JournalAttack, OldJournalThatCannotBeReadAtAllIsKept) {
   EXPECT_TRUE(hasProblem(store, UserDefaultsProblem::damagedJournal));
   EXPECT_TRUE(store->synchronize());
   EXPECT_EQ(contentsOf(folder() + "/journal.damaged.old"), garbage);
+}
+
+TEST_F(JournalAttack, OldJournalOfABackupIsNotReplayed) {
+  const Store store = open();
+  store->set("early", "a");
+  std::filesystem::copy_file(journal(), above() + "/kept");
+  ASSERT_TRUE(store->synchronize());
+  store->set("late", "a");
+  ASSERT_TRUE(store->synchronize());
+  std::filesystem::copy_file(above() + "/kept", oldJournal());
+  EXPECT_EQ(stored(), (Dictionary{{"a", "late"}}));
+  const Store second = open();
+  EXPECT_EQ(second->value("a"), "late");
+  EXPECT_TRUE(hasProblem(second, UserDefaultsProblem::damagedJournal));
+  EXPECT_TRUE(second->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", "late"}}));
+  EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged.old"));
 }
 
 TEST_F(JournalAttack, JournalWithADamagedHeaderKeepsItsRecords) {
