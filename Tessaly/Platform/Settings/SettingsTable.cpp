@@ -10,18 +10,10 @@ namespace Tessaly::inline v1::detail {
 SettingsTable::SettingsTable() = default;
 SettingsTable::~SettingsTable() = default;
 
-const SettingsTable::Part& SettingsTable::partOf(std::string_view key) const noexcept {
-  // Not the hash of the tables themselves: that takes the whole key, and its low bits choose the bucket.
-  const auto last = key.empty() ? 0u : static_cast<unsigned char>(key.back());
-  const auto middle = key.empty() ? 0u : static_cast<unsigned char>(key[key.size() / 2]);
-  return parts_[(last ^ (middle * 7u) ^ key.size()) % parts_.size()];
-}
-
 std::optional<PropertyList> SettingsTable::value(std::string_view key) const {
-  const Part& part = partOf(key);
-  const UnfairLock::Guard guard(part.lock);
-  const auto found = part.values.find(key);
-  if (found == part.values.end()) return std::nullopt;
+  const UnfairLock::Guard guard(lock_);
+  const auto found = values_.find(key);
+  if (found == values_.end()) return std::nullopt;
   return found->second;
 }
 
@@ -31,33 +23,32 @@ std::uint64_t SettingsTable::nextRevision() noexcept {
 }
 
 std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::optional<PropertyList> value) {
-  Part& part = const_cast<Part&>(partOf(key));
-  const UnfairLock::Guard guard(part.lock);
+  const UnfairLock::Guard guard(lock_);
   struct Revision {
     std::atomic<std::uint64_t>& revision;
-    // After the change, so that whoever sees the number sees the change. Of two at once, either may be the last.
+    // After the change, so that a thread that sees the number sees the change.
     ~Revision() { revision.store(nextRevision(), std::memory_order_release); }
   } const next{revision_};
-  const auto found = part.values.find(key);
-  if (found == part.values.end()) {
-    if (value) part.values.emplace(std::string(key), std::move(*value));
+  const auto found = values_.find(key);
+  if (found == values_.end()) {
+    if (value) values_.emplace(std::string(key), std::move(*value));
     return std::nullopt;
   }
   std::optional<PropertyList> previous = std::move(found->second);
   if (value) {
     found->second = std::move(*value);
   } else {
-    part.values.erase(found);
+    values_.erase(found);
   }
   return previous;
 }
 
 PropertyList::Dictionary SettingsTable::all() const {
-  // Sorted outside the locks: nobody who wants a value waits for that.
+  // Sorted outside the lock: a thread that reads a value does not wait for that.
   std::vector<std::pair<std::string, PropertyList>> entries;
-  for (const Part& part : parts_) {
-    const UnfairLock::Guard guard(part.lock);
-    entries.insert(entries.end(), part.values.begin(), part.values.end());
+  {
+    const UnfairLock::Guard guard(lock_);
+    entries.assign(values_.begin(), values_.end());
   }
   std::ranges::sort(entries, {}, &std::pair<std::string, PropertyList>::first);
   PropertyList::Dictionary result;
