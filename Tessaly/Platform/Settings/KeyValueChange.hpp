@@ -9,28 +9,28 @@
 
 namespace Tessaly::inline v1 {
 
-/// Who made a change of the settings.
+/// The process that made a change of the settings.
 enum class ChangeOrigin : std::uint8_t { thisProcess, otherProcess };
 
-/// What an observer asks to be told.
+/// The contents of a change that an observer asks for.
 enum class KeyValueObservingOptions : std::uint8_t {
-  /// That there was a change, but not what is stored now.
+  /// Only that there was a change.
   none = 0,
-  /// What is stored now.
+  /// The value that is stored now.
   newValue = 1,
 };
 
-/// What an observer of a key is told about one change.
+/// One change, as an observer of a key gets it.
 ///
 ///     KeyValueChange removal{.newValue = KeyValueChange::null(), .origin = ChangeOrigin::otherProcess};
 ///     assert(!removal.isEmpty());
 struct KeyValueChange {
   /// The stored object, or the explicit null.
   using ObjectOrNull = std::optional<PropertyList>;
-  /// What the entry holds after a removal.
+  /// The contents of the entry after a removal.
   [[nodiscard]] static ObjectOrNull null() noexcept { return std::nullopt; }
 
-  /// What is stored now: `null()` after a removal, and no entry at all when the observer did not ask for it.
+  /// The value that is stored now: `null()` after a removal, and no entry if the observer did not ask for it.
   std::optional<ObjectOrNull> newValue = std::nullopt;
   ChangeOrigin origin = ChangeOrigin::thisProcess;
 

@@ -11,11 +11,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// An object that can be told of changes of single keys of a store.
+/// An object that a store notifies of the changes of single keys.
 ///
-/// It is told of this process's own writes on the writing thread before the write returns, and of other processes'
-/// writes on one serial executor, in the order in which they were made; so both may come at once. No lock is held
-/// meanwhile. A throw out of `observeValue` stops the process.
+/// The writing thread notifies it of this process's own writes before the write returns. One serial executor notifies
+/// it of other processes' writes, in the order in which they were made. Both may happen at once. The store holds no
+/// lock meanwhile. A throw out of `observeValue` stops the process.
 ///
 /// Thread contract: thread-safe.
 ///

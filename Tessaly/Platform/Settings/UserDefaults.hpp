@@ -24,11 +24,11 @@ namespace Tessaly::inline v1 {
 /// The settings of an application: property-list values by key, kept on disk and shared by all processes that name the
 /// same identifier.
 ///
-/// A key is any text: empty, with dots or with NUL in it, of any length; it is never taken for a path of keys. No
-/// operation fails: what cannot be stored stays in memory, is tried again, and `status()` says why. See
+/// A key is any text: empty, with dots or with NUL in it, of any length. It is never a path of keys. No operation
+/// fails: a value that cannot be stored stays in memory, the store tries again, and `status()` says why. See
 /// docs/settings.md for what survives what.
 ///
-/// Hosts use `Default`, which gives settings a type, and this class for settings whose names are only known at run
+/// Hosts use `Default`, which gives settings a type. This class is for batches and for names that are only known at run
 /// time.
 ///
 /// Thread contract: thread-safe.
@@ -52,12 +52,12 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// "Tessaly.UserDefaults".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// What is stored under the key. Takes a lock for some nanoseconds and makes no system call.
+  /// The value that is stored under the key. Takes a lock for some nanoseconds and makes no system call.
   [[nodiscard]] virtual std::optional<PropertyList> value(std::string_view forKey) const = 0;
-  /// Stores a value. Once this has returned, the value survives the end of the process, and observers in this process
-  /// have been told, unless an equal value was there.
+  /// Stores a value. Once this has returned, the value survives the end of the process. Observers in this process have
+  /// been notified by then, unless an equal value was there.
   virtual void set(PropertyList value, std::string_view forKey) = 0;
-  /// Removes what is stored under the key, with the promises of `set`.
+  /// Removes the value that is stored under the key, with the promises of `set`.
   virtual void removeObject(std::string_view forKey) = 0;
   /// The new values of some keys; without a value, a key is removed.
   using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
@@ -68,17 +68,17 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// Everything that is stored. O(number of keys).
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
 
-  /// Tells the observer of every later change of the key until it is removed or gone. The store does not keep it alive.
-  /// Adding it twice tells it twice.
+  /// Notifies the observer of every later change of the key until it is removed or destroyed. The store does not keep
+  /// it alive. An observer that is added twice is notified twice.
   virtual void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                            KeyValueObservingOptions options, void* context) = 0;
-  /// Takes back the last such addition; does nothing when there is none. Calls on other threads that are under way are
-  /// not waited for. May be called by the observer's destructor.
+  /// Undoes the last such addition; does nothing if there is none. Does not wait for calls that other threads are
+  /// making. The observer's destructor may call this.
   virtual void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) = 0;
-  /// Tells the observer of the changes of every key.
+  /// Notifies the observer of the changes of every key.
   virtual void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
                                      KeyValueObservingOptions options, void* context) = 0;
-  /// Takes back the last such addition; does nothing when there is none.
+  /// Undoes the last such addition; does nothing if there is none.
   virtual void removeObserverOfEveryKey(const KeyValueObserver& observer) = 0;
 
   /// Tells people and other programs which settings the application has: `publishedKeys` of every process, and
@@ -88,12 +88,13 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// The settings that were published last, by name.
   [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const = 0;
 
-  /// Waits until everything written so far would survive a power cut and other programs can read it. False if something
+  /// Waits until every value written so far would survive a power cut and other programs can read it. False if a value
   /// could not be stored. Blocks on the disk.
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
-  /// A number that is another after each change of a value, and that no other store has had; 0 where the store does not
-  /// count. What was read is still true as long as the number is the one from before the reading. A few nanoseconds.
+  /// A number that changes with each change of a value, and that no other store has had; 0 if the store does not count.
+  /// A value that was read is still current as long as the number is the one from before the reading. Takes a few
+  /// nanoseconds.
   [[nodiscard]] virtual std::uint64_t revision() const noexcept;
 
  protected:

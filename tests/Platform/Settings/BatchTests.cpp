@@ -124,7 +124,7 @@ TEST_F(Batch, ObserversOfAnotherProcessSeeAllChanges) {
   EXPECT_EQ(early, 0);
 }
 
-TEST_F(Batch, WithAValueThatCannotBeStoredIsRefusedAsAWhole) {
+TEST_F(Batch, IsRefusedAsAWholeForOneImpossibleValue) {
   PropertyList deep = 1;
   for (std::uint32_t i = 0; i <= PropertyList::maximumDepth; ++i) deep = PropertyList::Array{deep};
   const auto memory = InMemoryUserDefaults::make();
@@ -136,7 +136,7 @@ TEST_F(Batch, WithAValueThatCannotBeStoredIsRefusedAsAWhole) {
   }
 }
 
-TEST_F(Batch, ThatCouldNotBeStoredIsStoredAsAWholeLater) {
+TEST_F(Batch, StaysWholeWhenItIsStoredLater) {
   bool isFull = false;
   Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
     return {.errorCode = isFull && call == Tests::FaultyFileSystem::Call::write ? ENOSPC : 0};

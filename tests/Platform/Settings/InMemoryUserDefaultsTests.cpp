@@ -41,7 +41,7 @@ class Recorder final : public KeyValueObserver {
 constexpr auto newValue = KeyValueObservingOptions::newValue;
 constexpr auto ours = ChangeOrigin::thisProcess;
 
-TEST(InMemoryUserDefaults, ReadsWhatWasWrittenUntilItIsRemoved) {
+TEST(InMemoryUserDefaults, ReadsAWrittenValueUntilItsRemoval) {
   const auto store = InMemoryUserDefaults::make();
   EXPECT_EQ(store->value("a"), std::nullopt);
   store->set("text", "a");
@@ -52,7 +52,7 @@ TEST(InMemoryUserDefaults, ReadsWhatWasWrittenUntilItIsRemoved) {
   EXPECT_EQ(store->value("a"), std::nullopt);
 }
 
-TEST(InMemoryUserDefaults, TellsObserversOfTheKeyBeforeTheWriteReturns) {
+TEST(InMemoryUserDefaults, NotifiesObserversOfTheKeyBeforeTheWriteReturns) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   int context = 0;
@@ -65,7 +65,7 @@ TEST(InMemoryUserDefaults, TellsObserversOfTheKeyBeforeTheWriteReturns) {
   EXPECT_EQ(observer->objects, (std::vector<const Object*>{store.get(), store.get()}));
 }
 
-TEST(InMemoryUserDefaults, KeepsAnEqualValueOfAnotherKindWithoutTellingAnybody) {
+TEST(InMemoryUserDefaults, EqualValueOfAnotherKindNotifiesNoObserver) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->set(5, "a");
@@ -76,7 +76,7 @@ TEST(InMemoryUserDefaults, KeepsAnEqualValueOfAnotherKindWithoutTellingAnybody) 
   EXPECT_TRUE(observer->calls.empty());
 }
 
-TEST(InMemoryUserDefaults, TellsOfAnotherProcessAsSuch) {
+TEST(InMemoryUserDefaults, NamesTheOriginOfAChange) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->addObserver(observer, "a", newValue, nullptr);
@@ -85,7 +85,7 @@ TEST(InMemoryUserDefaults, TellsOfAnotherProcessAsSuch) {
   EXPECT_EQ(store->value("a"), PropertyList(2));
 }
 
-TEST(InMemoryUserDefaults, LeavesTheNewValueOutForObserversThatDoNotAskForIt) {
+TEST(InMemoryUserDefaults, ObserversWithoutTheOptionGetNoNewValue) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->addObserver(observer, "a", KeyValueObservingOptions::none, nullptr);
@@ -94,7 +94,7 @@ TEST(InMemoryUserDefaults, LeavesTheNewValueOutForObserversThatDoNotAskForIt) {
   EXPECT_EQ(observer->calls[0].newValue, std::nullopt);
 }
 
-TEST(InMemoryUserDefaults, TellsOncePerAdditionUntilEachIsTakenBack) {
+TEST(InMemoryUserDefaults, NotifiesOnceForEachAddition) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->addObserver(observer, "a", newValue, nullptr);
@@ -111,7 +111,7 @@ TEST(InMemoryUserDefaults, TellsOncePerAdditionUntilEachIsTakenBack) {
   EXPECT_EQ(observer->calls.size(), 3u);
 }
 
-TEST(InMemoryUserDefaults, TellsAnObserverOfEveryKeyOfAllOfThem) {
+TEST(InMemoryUserDefaults, ObserverOfEveryKeyIsNotifiedOfEachKey) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->addObserverOfEveryKey(observer, newValue, nullptr);
@@ -138,7 +138,7 @@ class Actor final : public KeyValueObserver {
   std::function<void(Actor&)> action_;
 };
 
-TEST(InMemoryUserDefaults, TellsObserversInTheOrderInWhichTheyWereAdded) {
+TEST(InMemoryUserDefaults, NotifiesObserversInTheOrderOfTheirAddition) {
   const auto store = InMemoryUserDefaults::make();
   std::vector<int> told;
   std::vector<std::shared_ptr<KeyValueObserver>> observers;
@@ -174,7 +174,7 @@ TEST(InMemoryUserDefaults, TakesIllFormedKeysForTheirReplacement) {
   EXPECT_EQ(other->calls.size(), 1u);
 }
 
-TEST(InMemoryUserDefaults, LetsGoOfManyObserversInAnyOrder) {
+TEST(InMemoryUserDefaults, RemovesManyObserversInAnyOrder) {
   const auto store = InMemoryUserDefaults::make();
   std::vector<std::shared_ptr<Recorder>> observers;
   constexpr int count = 50'000;
@@ -217,7 +217,7 @@ TEST(InMemoryUserDefaults, LetsObserversReadWriteAddAndRemove) {
   EXPECT_EQ(second->calls.size(), 1u);
 }
 
-TEST(InMemoryUserDefaults, TellsNobodyWhoWasRemovedOrHasGoneBeforeHisTurn) {
+TEST(InMemoryUserDefaults, ObserverRemovedBeforeItsTurnIsNotNotified) {
   const auto store = InMemoryUserDefaults::make();
   const auto removed = std::make_shared<Recorder>();
   const auto removedOfEvery = std::make_shared<Recorder>();
@@ -256,7 +256,7 @@ TEST(InMemoryUserDefaults, RefusesAValueThatIsNestedTooDeep) {
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
 }
 
-TEST(InMemoryUserDefaults, TellsNobodyOfADateThatIsNoNumberAndWasNone) {
+TEST(InMemoryUserDefaults, RepeatedDateWithoutANumberNotifiesNoObserver) {
   const auto store = InMemoryUserDefaults::make();
   const auto observer = std::make_shared<Recorder>();
   store->addObserver(observer, "a", newValue, nullptr);
@@ -266,7 +266,7 @@ TEST(InMemoryUserDefaults, TellsNobodyOfADateThatIsNoNumberAndWasNone) {
   EXPECT_EQ(observer->calls.size(), 1u);
 }
 
-TEST(InMemoryUserDefaults, SaysWhatItsScriptSays) {
+TEST(InMemoryUserDefaults, ReturnsTheScriptedStatus) {
   const auto store = InMemoryUserDefaults::make();
   EXPECT_TRUE(store->synchronize());
   store->setStatus({.problem = UserDefaultsProblem::diskFull});

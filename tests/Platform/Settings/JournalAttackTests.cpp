@@ -323,7 +323,7 @@ TEST_F(JournalAttack, ThingsInThePlaceOfTheJournalAreSetAside) {
   }
 }
 
-TEST_F(JournalAttack, DirectoryWithTheNameOfANewJournalIsNoObstacle) {
+TEST_F(JournalAttack, DirectoryNamedLikeANewJournalIsNoObstacle) {
   makeFolder();
   std::filesystem::create_directories(journal() + ".new/within");
   const Store store = open();

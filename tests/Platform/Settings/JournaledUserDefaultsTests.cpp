@@ -72,7 +72,7 @@ std::shared_ptr<Recorder> observe(const Store& store) {
   return recorder;
 }
 
-TEST_F(JournaledUserDefaultsTest, ReadsWhatWasWritten) {
+TEST_F(JournaledUserDefaultsTest, ReadsAWrittenValue) {
   const Store store = open();
   EXPECT_EQ(store->value("a"), std::nullopt);
   store->set(5, "a");
@@ -85,7 +85,7 @@ TEST_F(JournaledUserDefaultsTest, ReadsWhatWasWritten) {
   EXPECT_EQ(store->status(), (UserDefaultsStatus{.folder = folder()}));
 }
 
-TEST_F(JournaledUserDefaultsTest, HasEveryKindAndKeyInAnotherProcessAsSoonAsItIsWritten) {
+TEST_F(JournaledUserDefaultsTest, OtherProcessesReadEveryKindAndKeyAtOnce) {
   const Dictionary values{{"", "the empty key"},
                           {"a.b.c", 1},
                           {"n\0l"s, true},
@@ -116,7 +116,7 @@ TEST_F(JournaledUserDefaultsTest, TakesIllFormedKeysForTheirReplacement) {
   EXPECT_EQ(recorder->calls()[1].key, "a\xFF");  // As the observer names it.
 }
 
-TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAQuarterOfASecondAfterTheFirstWrite) {
+TEST_F(JournaledUserDefaultsTest, PropertyListFollowsTheFirstWriteAfterAQuarterSecond) {
   const Store store = open();
   store->set(1, "a");
   EXPECT_FALSE(std::filesystem::exists(plist()));
@@ -187,7 +187,7 @@ TEST_F(JournaledUserDefaultsTest, WritesWhileItsCheckpointWaitsForAnother) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", writes}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, WritesAnEqualValueOfAnotherKindButTellsNobody) {
+TEST_F(JournaledUserDefaultsTest, EqualValueOfAnotherKindIsStoredWithoutNotification) {
   const Store store = open();
   store->set(5, "a");
   const auto size = std::filesystem::file_size(journal());
@@ -200,7 +200,7 @@ TEST_F(JournaledUserDefaultsTest, WritesAnEqualValueOfAnotherKindButTellsNobody)
   EXPECT_TRUE(PropertyList(stored()).isIdentical(Dictionary{{"a", 5.0}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, TellsObserversOnTheWritingThreadBeforeTheWriteReturns) {
+TEST_F(JournaledUserDefaultsTest, NotifiesOnTheWritingThreadBeforeTheWriteReturns) {
   const Store store = open();
   const auto recorder = observe(store);
   store->set(1, "a");
@@ -215,7 +215,7 @@ TEST_F(JournaledUserDefaultsTest, TellsObserversOnTheWritingThreadBeforeTheWrite
   }
 }
 
-TEST_F(JournaledUserDefaultsTest, HearsOfAnotherWriterWithoutBeingAsked) {
+TEST_F(JournaledUserDefaultsTest, NoticesAnotherWriterWithoutACall) {
   const Store first = open();
   const Store second = open();
   const auto recorder = observe(first);
@@ -232,7 +232,7 @@ TEST_F(JournaledUserDefaultsTest, HearsOfAnotherWriterWithoutBeingAsked) {
   EXPECT_EQ(first->value("b"), 2);
 }
 
-TEST_F(JournaledUserDefaultsTest, HearsOfEveryChangeWhoeverMakesTheCheckpointMeanwhile) {
+TEST_F(JournaledUserDefaultsTest, NoticesEveryChangeDuringCheckpointsOfAnyProcess) {
   const Store first = open();
   const Store second = open();
   const auto recorder = observe(first);
@@ -249,7 +249,7 @@ TEST_F(JournaledUserDefaultsTest, HearsOfEveryChangeWhoeverMakesTheCheckpointMea
   }
 }
 
-TEST_F(JournaledUserDefaultsTest, LetsObserversWrite) {
+TEST_F(JournaledUserDefaultsTest, ObserversMayWrite) {
   class Doubler final : public KeyValueObserver {
    public:
     void observeValue(std::optional<std::string_view>, const Object* object,
@@ -290,7 +290,7 @@ TEST_F(JournaledUserDefaultsTest, AgreesWithOthersOnTheLastWriteOfEachKey) {
   }
 }
 
-TEST_F(JournaledUserDefaultsTest, TakesOverWhatAnotherProgramPutsInPlace) {
+TEST_F(JournaledUserDefaultsTest, AdoptsAListThatAnotherProgramPutsInPlace) {
   const Store store = open();
   store->set(1, "a");
   store->set(1, "b");
@@ -320,7 +320,7 @@ TEST_F(JournaledUserDefaultsTest, TakesOverRemovalsByAnotherProgram) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, TakesOverWhatAnotherProgramWritesInPlace) {
+TEST_F(JournaledUserDefaultsTest, AdoptsAListThatAnotherProgramWritesInPlace) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -346,7 +346,7 @@ TEST_F(JournaledUserDefaultsTest, TakesOverOnceHoweverManySeeIt) {
   EXPECT_EQ(one->calls().size(), 2u);
 }
 
-TEST_F(JournaledUserDefaultsTest, KeepsWhatXMLCannotHoldBySwitchingToTheBinaryFormat) {
+TEST_F(JournaledUserDefaultsTest, UsesTheBinaryFormatForValuesThatXMLCannotHold) {
   makeFolder();
   replace({{"a", 1}}, PropertyListFormat::xml);
   const Store store = open();
@@ -356,7 +356,7 @@ TEST_F(JournaledUserDefaultsTest, KeepsWhatXMLCannotHoldBySwitchingToTheBinaryFo
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"date", Date::sinceReferenceDate(0.5)}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, PutsADamagedFileAsideAfterASecondAndWritesTheLastGoodState) {
+TEST_F(JournaledUserDefaultsTest, DamagedListIsReplacedByTheLastGoodStateAfterASecond) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   const Store store = open();
@@ -390,7 +390,7 @@ TEST_F(JournaledUserDefaultsTest, WaitsForAFileThatIsHalfWritten) {
   EXPECT_FALSE(std::filesystem::exists(folder() + "/Settings.damaged.plist"));
 }
 
-TEST_F(JournaledUserDefaultsTest, ReadsTheFileThatItCouldNotReadAtFirstOnceAnotherHasReplacedIt) {
+TEST_F(JournaledUserDefaultsTest, ReadsAnUnreadableListOnceAnotherProcessHasReplacedIt) {
   const Store first = open();
   first->set(1, "a");
   ASSERT_TRUE(first->synchronize());
@@ -426,7 +426,7 @@ TEST_F(JournaledUserDefaultsTest, LeavesADamagedFileToAnotherThatKnowsItsValues)
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, DoesNotTakeTheValuesOfADamagedFileWithItWhenItEnds) {
+TEST_F(JournaledUserDefaultsTest, EndingStoreRepairsADamagedListItKnows) {
   Store last = open();
   last->set(1, "a");
   ASSERT_TRUE(last->synchronize());
@@ -437,7 +437,7 @@ TEST_F(JournaledUserDefaultsTest, DoesNotTakeTheValuesOfADamagedFileWithItWhenIt
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, WaitsAtItsEndForAFileThatIsHalfWritten) {
+TEST_F(JournaledUserDefaultsTest, EndWaitsForAListThatIsHalfWritten) {
   Store last = open();
   last->set(1, "a");
   last->set(1, "b");
@@ -457,7 +457,7 @@ TEST_F(JournaledUserDefaultsTest, WaitsAtItsEndForAFileThatIsHalfWritten) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", true}, {"c", 2}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, WritesAPropertyListAgainWhoseValuesNobodyKnows) {
+TEST_F(JournaledUserDefaultsTest, WritesAListAgainWhoseValuesNoProcessKnows) {
   makeFolder();
   write(plist(), "damaged");
   const Store store = open();
@@ -505,7 +505,7 @@ TEST_F(JournaledUserDefaultsTest, RecoversThePropertyListBothJournalsAndTheirOrd
   EXPECT_FALSE(std::filesystem::exists(folder() + "/journal.old"));
 }
 
-TEST_F(JournaledUserDefaultsTest, KnowsThePropertyListThatAKilledCheckpointHasNotReplaced) {
+TEST_F(JournaledUserDefaultsTest, RecognizesTheListThatAKilledCheckpointLeft) {
   const Store store = open();
   store->set(1, "a");
   store->set(1, "b");
@@ -567,7 +567,7 @@ class OtherWriter {
   std::uint64_t nonce_;
 };
 
-TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenAnotherWriterCannotTellWhatHasChanged) {
+TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainAfterUnknownChanges) {
   const Store store = open();
   store->set("old", "a");
   store->synchronize();
@@ -582,7 +582,7 @@ TEST_F(JournaledUserDefaultsTest, ReadsEverythingAgainWhenAnotherWriterCannotTel
   EXPECT_EQ(recorder->calls()[0].origin, ChangeOrigin::otherProcess);
 }
 
-TEST_F(JournaledUserDefaultsTest, HearsOfTheChangeOfAWriterThatWasStoppedForLong) {
+TEST_F(JournaledUserDefaultsTest, NoticesTheChangeOfAWriterThatWasStopped) {
   const Store store = open();
   store->set("old", "a");
   const auto recorder = observe(store);
@@ -627,7 +627,7 @@ TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
   }
 }
 
-TEST_F(JournaledUserDefaultsTest, PutsAJournalAsideThatIsNone) {
+TEST_F(JournaledUserDefaultsTest, SetsAsideAFileThatIsNotAJournal) {
   makeFolder();
   write(journal(), "no journal at all, but a text that is longer than the header of a journal is");
   const Store store = open();
@@ -636,7 +636,7 @@ TEST_F(JournaledUserDefaultsTest, PutsAJournalAsideThatIsNone) {
   EXPECT_TRUE(std::filesystem::exists(folder() + "/journal.damaged"));
 }
 
-TEST_F(JournaledUserDefaultsTest, LeavesTheStoreOfALaterVersionAlone) {
+TEST_F(JournaledUserDefaultsTest, DoesNotChangeTheStoreOfALaterVersion) {
   makeFolder();
   replace({{"a", 1}});
   const std::string header = detail::JournalHeader{.version = 2}.encoded();
@@ -654,7 +654,7 @@ TEST_F(JournaledUserDefaultsTest, LeavesTheStoreOfALaterVersionAlone) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, GoesOnWhenItsFolderVanishesAndWritesEverythingAgain) {
+TEST_F(JournaledUserDefaultsTest, WritesEverythingAgainWhenItsDirectoryVanishes) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -669,7 +669,7 @@ TEST_F(JournaledUserDefaultsTest, GoesOnWhenItsFolderVanishesAndWritesEverything
   EXPECT_TRUE(waitUntil([&] { return store->value("d").has_value(); }));
 }
 
-TEST_F(JournaledUserDefaultsTest, LetsGoOfAFolderThatItCouldOnlyWatchAtItsEnd) {
+TEST_F(JournaledUserDefaultsTest, EndsTheWatchThatItCouldOnlyBeginAtItsEnd) {
   for (int round = 0; round < Tests::repetitions(50); ++round) {
     write(above() + "/parent", "in the place of a folder");
     const std::string folder = above() + "/parent/org.example.test";
@@ -689,7 +689,7 @@ TEST_F(JournaledUserDefaultsTest, LetsGoOfAFolderThatItCouldOnlyWatchAtItsEnd) {
   }
 }
 
-TEST_F(JournaledUserDefaultsTest, KeepsItsValuesWhenAFolderWithAPropertyListOnlyIsPutInPlace) {
+TEST_F(JournaledUserDefaultsTest, KeepsItsValuesWhenAnotherDirectoryIsPutInPlace) {
   const Store store = open();
   store->set(1, "a");
   store->set(2, "b");
@@ -704,7 +704,7 @@ TEST_F(JournaledUserDefaultsTest, KeepsItsValuesWhenAFolderWithAPropertyListOnly
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 3}, {"c", 4}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, BringsWhatTheMakerOfTheNewFolderHasNotHeardOf) {
+TEST_F(JournaledUserDefaultsTest, BringsValuesThatTheNewDirectoryLacks) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -720,7 +720,7 @@ TEST_F(JournaledUserDefaultsTest, BringsWhatTheMakerOfTheNewFolderHasNotHeardOf)
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 4}, {"b", 2}, {"c", 3}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, BeginsItsCheckpointAnewWhenItsFolderIsMovedAwayMeanwhile) {
+TEST_F(JournaledUserDefaultsTest, RepeatsItsCheckpointWhenItsDirectoryIsMovedAway) {
   Tests::SynchronizedDisk disk;
   const Store store = open();
   const Store other = open();
@@ -738,7 +738,7 @@ TEST_F(JournaledUserDefaultsTest, BeginsItsCheckpointAnewWhenItsFolderIsMovedAwa
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, WritesThePropertyListAgainThatSomebodyRemoved) {
+TEST_F(JournaledUserDefaultsTest, WritesARemovedPropertyListAgain) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -768,7 +768,7 @@ TEST_F(JournaledUserDefaultsTest, ReadsAPropertyListThatComesAndGoes) {
   EXPECT_EQ(onDisk(), PropertyList(store->dictionaryRepresentation()));
 }
 
-TEST_F(JournaledUserDefaultsTest, LosesNothingWithAJournalThatSomebodyRemoved) {
+TEST_F(JournaledUserDefaultsTest, LosesNothingWithARemovedJournal) {
   const Store first = open();
   const Store second = open();
   first->set(1, "a");
@@ -780,7 +780,7 @@ TEST_F(JournaledUserDefaultsTest, LosesNothingWithAJournalThatSomebodyRemoved) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, WhatItMakesIsForItsOwnerAlone) {
+TEST_F(JournaledUserDefaultsTest, ItsFilesAreForTheirOwnerOnly) {
   const mode_t former = ::umask(0);
   {
     const Store store = open();
@@ -814,7 +814,7 @@ TEST_F(JournaledUserDefaultsTest, FollowsSymbolicLinksAndKeepsModes) {
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
-TEST_F(JournaledUserDefaultsTest, WithoutAFolderIsInMemoryAndSaysSo) {
+TEST_F(JournaledUserDefaultsTest, WithoutADirectoryIsInMemoryAndNamesIt) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   const Store store = JournaledUserDefaults::open({.folder = "", .clock = clock_});
@@ -834,7 +834,7 @@ TEST_F(JournaledUserDefaultsTest, OpenedForReadingLeavesNoTrace) {
   EXPECT_FALSE(store->synchronize());
 }
 
-TEST_F(JournaledUserDefaultsTest, RefusesAValueThatIsNestedTooDeepAndKeepsWhatWasThere) {
+TEST_F(JournaledUserDefaultsTest, RefusesAValueThatIsNestedTooDeep) {
   const Store store = open();
   store->set(1, "a");
   PropertyList deep = 1;
@@ -891,7 +891,7 @@ TEST_F(JournaledUserDefaultsTest, DoesNotAskTheWallClock) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 3}}));
 }
 
-TEST_F(JournaledUserDefaultsTest, ItsEndInTheChildOfAForkLeavesThatOfTheParentAlone) {
+TEST_F(JournaledUserDefaultsTest, ItsEndInAForkedChildDoesNotTouchTheParent) {
   Store store = open();
   store->set(1, "a");
   const pid_t child = ::fork();

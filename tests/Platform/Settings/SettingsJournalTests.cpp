@@ -64,7 +64,7 @@ TEST(SettingsJournal, ReadsRecordsInTheirOrder) {
   EXPECT_EQ(first->kind, JournalRecord::Kind::set);
 }
 
-TEST(SettingsJournal, WaitsAtARecordThatIsNotWholeYet) {
+TEST(SettingsJournal, WaitsAtARecordThatIsNotWhole) {
   const std::string first = record("a", "1");
   const std::string second = record("b", "2");
   for (std::size_t size = 0; size < second.size(); ++size) {
@@ -76,7 +76,7 @@ TEST(SettingsJournal, WaitsAtARecordThatIsNotWholeYet) {
   }
 }
 
-TEST(SettingsJournal, SkipsWhatWasCutShortWhenARecordFollows) {
+TEST(SettingsJournal, SkipsACutRecordThatAnotherFollows) {
   const std::string cut = record("cut", std::string(100'000, 'x'));
   for (const std::size_t size : {std::size_t{1}, std::size_t{5}, std::size_t{28}, std::size_t{40}, cut.size() - 1}) {
     EXPECT_EQ(keysOf(cut.substr(0, size) + record("b", "2")), (std::vector<std::string>{"b"}));
@@ -92,7 +92,7 @@ TEST(SettingsJournal, SkipsARecordWithAnyBitChanged) {
   }
 }
 
-TEST(SettingsJournal, DoesNotTakeTheRecordsOfAnotherJournalForItsOwn) {
+TEST(SettingsJournal, IgnoresRecordsOfAnotherJournal) {
   const std::string other =
       JournalRecord{.kind = JournalRecord::Kind::set, .writer = 7, .key = "other", .value = ""}.encoded(nonce + 1);
   const std::string cut = record("cut", other + other);

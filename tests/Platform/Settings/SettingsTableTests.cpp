@@ -15,7 +15,7 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-TEST(SettingsTable, GivesBackWhatWasThere) {
+TEST(SettingsTable, ExchangeReturnsTheFormerValue) {
   SettingsTable table;
   EXPECT_EQ(table.exchange("a", PropertyList(1)), std::nullopt);
   EXPECT_EQ(table.exchange("a", PropertyList(2)), 1);
@@ -38,7 +38,7 @@ TEST(SettingsTable, KeepsManyKeysApart) {
   for (const auto& [key, value] : expected) EXPECT_EQ(table.value(key), value);
 }
 
-TEST(SettingsTable, GivesEveryReaderAWholeValueWhileOthersWrite) {
+TEST(SettingsTable, ReadersGetWholeValuesWhileOthersWrite) {
   SettingsTable table;
   const PropertyList first(std::string(100, 'a'));
   const PropertyList second(std::string(100, 'b'));
@@ -58,7 +58,7 @@ TEST(SettingsTable, GivesEveryReaderAWholeValueWhileOthersWrite) {
   for (auto& reader : readers) reader.join();
 }
 
-TEST(SettingsTable, ItsRevisionIsAnotherAfterEachExchangeAndThatOfNoOtherTable) {
+TEST(SettingsTable, RevisionChangesWithEachExchangeAndIsUnique) {
   std::set<std::uint64_t> seen;
   for (int i = 0; i < 3; ++i) {
     SettingsTable table;
@@ -74,7 +74,7 @@ TEST(SettingsTable, ItsRevisionIsAnotherAfterEachExchangeAndThatOfNoOtherTable) 
   EXPECT_FALSE(seen.contains(0));
 }
 
-TEST(SettingsTable, WhoSeesARevisionSeesTheChange) {
+TEST(SettingsTable, ThreadThatSeesARevisionSeesTheChange) {
   SettingsTable table;
   std::atomic<bool> isDone{false};
   std::thread writer([&] {

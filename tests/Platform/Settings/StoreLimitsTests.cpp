@@ -54,7 +54,7 @@ TEST_F(StoreLimits, FirstUseWithoutAFreeDescriptorKeepsValuesInMemory) {
   EXPECT_TRUE(waitUntil([&] { return std::filesystem::exists(plist()); }));
 }
 
-TEST_F(StoreLimits, LimitForTheSizeOfFilesIsLikeAFullDisk) {
+TEST_F(StoreLimits, LimitOfFileSizesIsLikeAFullDisk) {
   const Store store = open();
   store->set(1, "a");
   {
@@ -76,7 +76,7 @@ TEST_F(StoreLimits, LimitForTheSizeOfFilesStopsNoCheckpoint) {
   EXPECT_EQ(store->status().problem, UserDefaultsProblem::diskFull);
 }
 
-TEST_F(StoreLimits, PropertyListThatMayNotBeReadIsToldAndReadLater) {
+TEST_F(StoreLimits, UnreadablePropertyListIsNamedAndReadLater) {
   makeFolder();
   replace({{"a", 1}});
   std::atomic<bool> isForbidden = true;

@@ -29,7 +29,7 @@ const std::string& configuration() {
   return folder.path();
 }
 
-TEST(UserDefaults, StandsInTheFolderOfTheBundlesIdentifier) {
+TEST(UserDefaults, StandsInTheDirectoryOfTheBundlesIdentifier) {
   const std::string& home = configuration();
   Bundle::setMain({.identifier = "org.example.player"});
   UserDefaults::standard()->set(1, "a");
@@ -54,7 +54,7 @@ TEST(UserDefaults, IsReplacedAndComesBack) {
   EXPECT_EQ(UserDefaults::standard(), system);
 }
 
-TEST(UserDefaults, AreInTheConfigurationFolderOrTheHomeFolder) {
+TEST(UserDefaults, AreInTheConfigurationOrTheHomeDirectory) {
   ::setenv("HOME", "/home/me", 1);
   ::setenv("XDG_CONFIG_HOME", "/config", 1);
   EXPECT_EQ(detail::settingsDirectory("app"), "/config/app");
@@ -66,7 +66,7 @@ TEST(UserDefaults, AreInTheConfigurationFolderOrTheHomeFolder) {
   EXPECT_EQ(detail::settingsDirectory("app"), std::nullopt);
 }
 
-TEST(UserDefaults, HaveNoFolderForAnIdentifierThatCannotNameOne) {
+TEST(UserDefaults, HaveNoDirectoryForAnImpossibleIdentifier) {
   ::setenv("XDG_CONFIG_HOME", "/config", 1);
   using namespace std::string_literals;
   for (const std::string& identifier : {""s, "."s, ".."s, "a/b"s, "a\0b"s, std::string(300, 'a')}) {

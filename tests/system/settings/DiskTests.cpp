@@ -53,7 +53,7 @@ class SettingsDisk : public ::testing::Test {
   Tests::MemoryVolume disk_{"4m"};
 };
 
-TEST_F(SettingsDisk, FullDiskKeepsWritesInMemory) {
+TEST_F(SettingsDisk, FullKeepsWritesInMemoryUntilThereIsRoom) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
   const auto store = open();
@@ -149,7 +149,7 @@ TEST_F(SettingsDisk, UserWithoutAHomeUsesMemory) {
   ::umount2("/etc/nsswitch.conf", MNT_DETACH);
 }
 
-TEST_F(SettingsDisk, UserWithAMissingHomeUsesMemory) {
+TEST_F(SettingsDisk, OfAUserWithAMissingHomeServesFromMemory) {
   ::setenv("HOME", "/proc/nobody", 1);
   ::unsetenv("XDG_CONFIG_HOME");
   const auto& store = UserDefaults::standard();
@@ -160,7 +160,7 @@ TEST_F(SettingsDisk, UserWithAMissingHomeUsesMemory) {
   EXPECT_FALSE(store->synchronize());
 }
 
-TEST_F(SettingsDisk, ImpossibleDirectoryUsesMemory) {
+TEST_F(SettingsDisk, OfAnImpossibleDirectoryServesFromMemory) {
   std::ofstream(folder()) << "a file where the folder should be";
   const auto store = open();
   store->set(1, "a");

@@ -212,7 +212,7 @@ std::vector<Lie> lies() {
   };
 }
 
-TEST_F(SettingsForeignFiles, InitialMalformedListsAreSetAside) {
+TEST_F(SettingsForeignFiles, MalformedListsAreSetAsideAtTheBeginning) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
     std::filesystem::remove_all(folder());
@@ -229,7 +229,7 @@ TEST_F(SettingsForeignFiles, InitialMalformedListsAreSetAside) {
   }
 }
 
-TEST_F(SettingsForeignFiles, LaterMalformedListsAreSetAside) {
+TEST_F(SettingsForeignFiles, MalformedListsAreSetAsideLater) {
   for (const auto& [name, bytes] : lies()) {
     SCOPED_TRACE(name);
     std::filesystem::remove_all(folder());
@@ -248,7 +248,7 @@ TEST_F(SettingsForeignFiles, LaterMalformedListsAreSetAside) {
   }
 }
 
-TEST_F(SettingsForeignFiles, OtherKindsOfFilesAreHarmlessAndStay) {
+TEST_F(SettingsForeignFiles, ThatAreNotRegularStopNoProcessAndStay) {
   const std::string pipe = above() + "/pipe";
   const std::string other = above() + "/other-folder";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -280,7 +280,7 @@ TEST_F(SettingsForeignFiles, OtherKindsOfFilesAreHarmlessAndStay) {
   }
 }
 
-TEST_F(SettingsForeignFiles, MalformedOldJournalIsSetAside) {
+TEST_F(SettingsForeignFiles, OfAMalformedOldJournalAreSetAside) {
   std::filesystem::create_directories(folder() + "/journal.old/within");
   {
     const Store store = open();
@@ -296,7 +296,7 @@ TEST_F(SettingsForeignFiles, MalformedOldJournalIsSetAside) {
 
 constexpr std::uintmax_t largerThanAllMemory = std::uintmax_t{1} << 43;
 
-TEST_F(SettingsForeignFiles, FilesLargerThanMemoryAreHarmless) {
+TEST_F(SettingsForeignFiles, LargerThanAllMemoryLoseNothing) {
   for (const std::string& file : {plist(), journal()}) {
     SCOPED_TRACE(file);
     {
@@ -344,7 +344,7 @@ TEST_F(SettingsForeignFiles, UnreadableOldJournalStaysUntilItIsReadable) {
 
 // The tests below imitate what users do with files.
 
-TEST_F(SettingsForeignFiles, LinkedDirectoryIsUsed) {
+TEST_F(SettingsForeignFiles, OfALinkedDirectoryAreAtItsTarget) {
   std::filesystem::create_directory(above() + "/elsewhere");
   std::filesystem::create_directory_symlink("elsewhere", folder());
   const Store store = open();
@@ -356,7 +356,7 @@ TEST_F(SettingsForeignFiles, LinkedDirectoryIsUsed) {
   EXPECT_TRUE(waitUntil([&] { return store->value("a") == 2; }));
 }
 
-TEST_F(SettingsForeignFiles, DanglingLinkIsFilledAtItsTarget) {
+TEST_F(SettingsForeignFiles, OfADanglingLinkAreMadeAtItsTarget) {
   std::filesystem::create_directory(folder());
   std::filesystem::create_directory(above() + "/elsewhere");
   std::filesystem::create_symlink("../elsewhere/target.plist", plist());
@@ -368,7 +368,7 @@ TEST_F(SettingsForeignFiles, DanglingLinkIsFilledAtItsTarget) {
   EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}}));
 }
 
-TEST_F(SettingsForeignFiles, MovedDirectoryIsMadeAgain) {
+TEST_F(SettingsForeignFiles, OfADirectoryThatIsMovedAwayAreMadeAgain) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -383,7 +383,7 @@ TEST_F(SettingsForeignFiles, MovedDirectoryIsMadeAgain) {
   EXPECT_EQ(contentsOf(moved + "/journal"), before);
 }
 
-TEST_F(SettingsForeignFiles, RepeatedlyRemovedDirectoryLosesNothing) {
+TEST_F(SettingsForeignFiles, OfADirectoryThatVanishesRepeatedlyLoseNothing) {
   const Store first = JournaledUserDefaults::open({.folder = folder()});
   const Store second = JournaledUserDefaults::open({.folder = folder()});
   Dictionary expected;
@@ -446,7 +446,7 @@ TEST_F(SettingsForeignFiles, ClockThatWasSetBackConfusesNoFiles) {
 
 // The test below concerns a later version of the library with the same identifier.
 
-TEST_F(SettingsForeignFiles, LaterVersionsFilesStayUnchanged) {
+TEST_F(SettingsForeignFiles, OfALaterVersionThatComesLaterAreNotChanged) {
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
@@ -469,7 +469,7 @@ TEST_F(SettingsForeignFiles, LaterVersionsFilesStayUnchanged) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 1}, {"b", 2}}));
 }
 
-TEST_F(SettingsForeignFiles, UnknownRecordsAreSkipped) {
+TEST_F(SettingsForeignFiles, WithRecordsOfUnknownKindsAreReadWithoutThem) {
   const Store store = open();
   store->set(1, "a");
   const auto header = detail::JournalHeader::from(contentsOf(journal()));

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1::detail {
 /// The checksum of Castagnoli, Bräuer and Herrmann (Optimization of cyclic redundancy-check codes, 1993), CRC-32C.
 [[nodiscard]] TESSALY_EXPORT std::uint32_t checksum(std::uint32_t seed, std::string_view bytes) noexcept;
 
-/// What tells one state of a file from another.
+/// The identity of one state of a file.
 struct FileIdentity {
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
@@ -27,15 +27,15 @@ struct FileIdentity {
   friend bool operator==(const FileIdentity&, const FileIdentity&) noexcept = default;
 };
 
-/// How every journal begins.
+/// The beginning of every journal.
 struct JournalHeader {
   static constexpr std::size_t size = 64;
   static constexpr std::uint32_t currentVersion = 1;
 
   std::uint32_t version = currentVersion;
-  /// Random. Records carry it in their checksums, so that bytes of another journal, which a value may hold, are none.
+  /// Random. Checksums of records include it, so bytes of another journal, which a value may hold, are not records.
   std::uint64_t nonce = 0;
-  /// That of the journal before this one; 0 if there was none.
+  /// The nonce of the journal before this one; 0 if there was none.
   std::uint64_t predecessor = 0;
   /// The property list that was current when the journal began.
   FileIdentity checkpoint = {};
@@ -44,8 +44,8 @@ struct JournalHeader {
   std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
-  /// Nothing when the bytes are no header. A header of a later version has only its version; the checksum stands at the
-  /// same place in every version, so that damage is not taken for one.
+  /// Nothing if the bytes are not a header. A header of a later version has only its version. The checksum stands at
+  /// the same place in every version, so damage does not look like a later version.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalHeader> from(std::string_view bytes) noexcept;
 };
 
@@ -57,14 +57,15 @@ struct JournalRecord {
     remove = 2,
     /// The file of that identity, about to be put in place, holds the state at the beginning of this journal.
     checkpoint = 3,
-    /// As before, and it holds changes by other programs that no record tells: read everything again.
+    /// The same, with changes by other programs that no record has: read everything again.
     checkpointWithUnknownChanges = 4,
     /// The changes that another program made by writing the file of that identity are in the records before this one.
     adoption = 5,
-    /// As before, and the file holds changes by other programs that no record tells: read everything again.
+    /// The same, with changes by other programs that no record has: read everything again.
     adoptionWithUnknownChanges = 6,
-    /// The records before this one are what a process had read of another journal that was lost. Former versions ignore
-    /// this kind.
+    /// The records before this one are those that a process had read of another journal, which was lost. Former
+    /// versions
+    /// ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
@@ -74,9 +75,9 @@ struct JournalRecord {
     std::string_view key;
     std::optional<std::string_view> value;
   };
-  /// Whose records tell of another program's changes to the property list, which hold there.
+  /// The writer of records of another program's changes to the property list, which that list has.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The same, where a checkpoint has replaced that property list at once.
+  /// The same, if a checkpoint has replaced that property list at once.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -84,7 +85,7 @@ struct JournalRecord {
   std::string_view key = {};
   std::string_view value = {};
 
-  /// The identity that a record of the later kinds tells.
+  /// The identity that a record of a checkpoint or an adoption has.
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
@@ -119,12 +120,12 @@ class JournalReader {
   /// The bytes begin where a record may begin: behind the header, or where the last reader stopped.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
-  /// The next record, whose texts are those of the bytes; nothing when no more is whole.
+  /// The next record, whose texts refer to the bytes; nothing if no whole record is left.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
-  /// Behind the last whole record. What follows there may still be in the making.
+  /// Behind the last whole record. A process may still be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
-  /// The bytes between whole records that were whole records once. The beginning of a record whose writer was killed is
-  /// not among them.
+  /// The bytes between whole records that were whole records before. The beginning of a record whose writer was killed
+  /// is not among them.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
   /// The same behind the last whole record, once `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
@@ -138,7 +139,7 @@ class JournalReader {
   std::vector<std::string_view> damaged_;
 };
 
-/// The keys that bytes which were a record name, as far as they can still be read.
+/// The keys in the bytes of a damaged record, as far as they can still be read.
 [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> keysOfDamagedRecord(std::string_view bytes);
 
 /// Header and records of a whole journal, also of one whose header is damaged.
@@ -148,8 +149,8 @@ struct JournalContents {
   /// They begin behind the header.
   std::string_view records;
 
-  /// Nothing if the bytes are no journal. The nonce of a damaged header is found by trying: the damaged one, those that
-  /// differ from it in one bit, and the likely one, which the next journal names as its predecessor.
+  /// Nothing if the bytes are not a journal. The nonce of a damaged header is found by trying: the damaged one, those
+  /// that differ from it in one bit, and the likely one, which the next journal names as its predecessor.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
                                                                           std::uint64_t likelyNonce = 0);
 };

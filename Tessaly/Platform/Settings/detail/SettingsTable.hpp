@@ -26,11 +26,11 @@ class TESSALY_EXPORT SettingsTable {
   ~SettingsTable();
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const;
-  /// Stores a value, or removes the entry when there is none; returns what was there.
+  /// Stores a value, or removes the entry if there is none. Returns the former value.
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
   /// Every entry.
   [[nodiscard]] PropertyList::Dictionary all() const;
-  /// Another number after each exchange; one that no other table has had.
+  /// A number that changes with each exchange, and that no other table has had.
   [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
 
  private:
