@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -164,6 +165,16 @@ TEST(Task, KeepsALambdaAliveForAsLongAsItsCoroutineRuns) {
   clock.waitForTimers(1);
   clock.advance(1s);
   EXPECT_EQ(syncWait(task->value()), std::string(100, 'x'));
+}
+
+TEST(Task, ClosureKeepsItsAlignment) {
+  struct alignas(256) Aligned {
+    int value = 3;
+  };
+  const auto misalignment = [aligned = Aligned()] { return reinterpret_cast<std::uintptr_t>(&aligned) % 256; };
+  std::vector<Task<std::uintptr_t>> tasks;
+  for (int i = 0; i < 8; ++i) tasks.emplace_back(misalignment);
+  for (const auto& task : tasks) EXPECT_EQ(syncWait(task.value()), 0U);
 }
 
 TEST(Task, CancelIsStickyAndIdempotent) {
