@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
 
+#include <utility>
+
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
@@ -196,6 +198,8 @@ void SerialExecutor::runTurn() noexcept {
     ready_.popFirst()->runInScope();
     // If its task hopped away, it gave the executor up, which may be gone.
     if (state.executor != this) return;
+    // The turn goes on, so the task that the job left behind must not wait for the thread.
+    if (state.traded != nullptr) GlobalExecutor::shared().enqueue(*std::exchange(state.traded, nullptr));
   }
   state.executor = this;
   leaveCurrent();

@@ -36,6 +36,7 @@ TESSALY_EXPORT void completeWait(std::atomic<std::uint32_t>& isDone) noexcept;
 template <typename T>
 void WaitedState<T>::didComplete() noexcept {
   completeWait(isCompleted);
+  this->release();
 }
 
 }  // namespace detail

@@ -122,7 +122,7 @@ class GroupChildState : public TaskState<T> {
   ~GroupChildState() override = default;
 
  private:
-  void didComplete() noexcept final { group_.childCompleted(link_); }
+  void didComplete() noexcept final { group_.childEnded(link_); }
 
   TaskGroupCore& group_;
   TaskGroupLink link_;
@@ -139,8 +139,7 @@ void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation)
   auto* child = new detail::ClosureTask<ChildResult, Closure, detail::GroupChildState<ChildResult>>(
       std::forward<Operation>(operation), core_, options.priority.value_or(Task<>::currentPriority()),
       std::move(options.isolation).value_or(Isolation()));
-  core_.add(child->link());
-  child->start();
+  core_.start(child->link());
 }
 
 /// Calls the body with a new group, waits for its children, and gives the body's result.

@@ -25,6 +25,7 @@
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "tests/Core/Tasks/StepByStep.hpp"
+#include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
 namespace {
@@ -85,6 +86,26 @@ TEST(SerialExecutor, RaiseOfWaitingJobReachesTheNextTurnAndLapses) {
   while (global.runOne()) {
   }
   EXPECT_EQ(global.priorities, (Priorities{TaskPriority::background, TaskPriority::high, TaskPriority::background}));
+}
+
+TEST(SerialExecutor, WaiterOfItsTaskGoesOnBesideTheTurn) {
+  if (std::thread::hardware_concurrency() < 2) GTEST_SKIP() << "the pool has one thread";
+  for (int round = 0; round < Tests::repetitions(20); ++round) {
+    const Isolation serial = Isolation::serial();
+    std::latch mayBegin(1);
+    std::latch hasGoneOn(1);
+    const Task<> first({.isolation = serial}, [&] { mayBegin.wait(); });
+    const Task<> awaited({.priority = TaskPriority::low, .isolation = serial}, [] {});
+    const Task<> sameTurn({.isolation = serial}, [&] { hasGoneOn.wait(); });
+    const Task<> waiter({.priority = TaskPriority::high, .isolation = Isolation()}, [&]() -> Async<void> {
+      co_await awaited.value();
+      hasGoneOn.count_down();
+    });
+    while (awaited.priority() != TaskPriority::high) std::this_thread::yield();  // The waiter waits, or is about to.
+    mayBegin.count_down();
+    syncWait(waiter.value());
+    syncWait(sameTurn.value());
+  }
 }
 
 /// A host's executor that ends with its last reference, and whose `escalate` takes its time.

@@ -22,12 +22,12 @@ template <typename T, std::size_t count>
 class AwaitedTasks final : public AwaitedWork {
  public:
   explicit AwaitedTasks(std::array<Task<T>, count> tasks) : waiting_(*threadState.task), tasks_(std::move(tasks)) {
-    waiting_.setAwaited(nullptr, this);
+    waiting_.setAwaited(*this);
     for (const auto& task : tasks_) TaskAccess::record(task).escalate(waiting_.priority());
   }
   AwaitedTasks(const AwaitedTasks&) = delete;
   AwaitedTasks& operator=(const AwaitedTasks&) = delete;
-  ~AwaitedTasks() { waiting_.setAwaited(nullptr, nullptr); }
+  ~AwaitedTasks() { waiting_.clearAwaited(); }
 
  private:
   void collectBelow(TaskPriority priority, TaskList& tasks) noexcept override {

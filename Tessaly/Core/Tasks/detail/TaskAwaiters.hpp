@@ -18,7 +18,7 @@ struct YieldAwaiter {
   void await_suspend(std::coroutine_handle<Promise> handle) const noexcept {
     TaskRecord& task = *threadState.task;
     task.setResumePoint(handle);
-    task.scheduleBehind();
+    task.scheduleAtEndOfJob();
   }
   void await_resume() const noexcept {}
 };

@@ -5,66 +5,128 @@
 
 #include "Tessaly/Core/Base/FatalError.hpp"
 
+// One word connects the children that end with the task that waits. It holds
+//
+//   0             no child has ended since the last look, and no task waits
+//   link          the children that have ended, the last one first
+//   task | waits  the task that waits; the next child to end replaces it by itself, and schedules the task
+//
+// tests/models explores every interleaving. Memory orders: a child's result, and what the waiting task wrote before its
+// suspension, pass through release and acquire on the word. The list of the children and the level that they were
+// given are under the lock, so an added child is either in the list of a raise or sees the raised level.
+
 namespace Tessaly::inline v1::detail {
+namespace {
 
-void TaskGroupCore::List::append(TaskGroupLink& link) noexcept {
-  link.next = nullptr;
-  link.previous = last;
-  (last != nullptr ? last->next : first) = &link;
-  last = &link;
+constexpr std::uintptr_t waits = 1;
+static_assert(alignof(TaskGroupLink) > waits && alignof(TaskRecord) > waits);
+
+std::uintptr_t wordOf(TaskRecord& task) { return reinterpret_cast<std::uintptr_t>(&task) | waits; }
+TaskRecord& taskOf(std::uintptr_t word) { return *reinterpret_cast<TaskRecord*>(word & ~waits); }
+
+void stopIfAwaited(bool isAwaited) {
+  if (isAwaited) fatalError("Two tasks wait for one task group", "Tessaly/TaskGroup", __LINE__);
 }
 
-void TaskGroupCore::List::remove(TaskGroupLink& link) noexcept {
-  (link.previous != nullptr ? link.previous->next : first) = link.next;
-  (link.next != nullptr ? link.next->previous : last) = link.previous;
+}  // namespace
+
+TaskGroupCore::~TaskGroupCore() { releaseEnded(); }
+
+void TaskGroupCore::releaseEnded() noexcept {
+  while (TaskRecord* child = takeEnded()) child->release();
 }
 
-TaskGroupCore::~TaskGroupCore() {
-  while (TaskGroupLink* link = ended_.first) {
-    ended_.remove(*link);
-    link->record->release();
-  }
+void TaskGroupCore::remove(TaskGroupLink& child) noexcept {
+  (child.previous != nullptr ? child.previous->next : first_) = child.next;
+  (child.next != nullptr ? child.next->previous : last_) = child.previous;
 }
 
-bool TaskGroupCore::waitForChildren(Suspension& suspension) noexcept {
-  UnfairLock::Guard guard(lock_);
-  if (running_.first == nullptr) return false;
-  waitsForAll_ = true;
-  waiting_ = &suspension;
-  return true;
-}
-
-void TaskGroupCore::add(TaskGroupLink& child) noexcept {
+void TaskGroupCore::start(TaskGroupLink& child) noexcept {
   bool isCancelled = false;
   TaskPriority lowest{};
   {
     UnfairLock::Guard guard(lock_);
-    running_.append(child);
-    isCancelled = isCancelled_;
-    lowest = lowest_;
+    child.previous = last_;
+    (last_ != nullptr ? last_->next : first_) = &child;
+    last_ = &child;
+    count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    isCancelled = isCancelled_.load(std::memory_order_relaxed);
+    lowest = lowest_.load(std::memory_order_relaxed);
   }
   child.record->raisePriority(lowest);
   if (isCancelled) child.record->cancel();
+  child.record->schedule();
 }
 
-void TaskGroupCore::childCompleted(TaskGroupLink& child) noexcept {
-  Suspension* waiting = nullptr;
-  {
-    UnfairLock::Guard guard(lock_);
-    running_.remove(child);
-    ended_.append(child);
-    if (!waitsForAll_ || running_.first == nullptr) waiting = std::exchange(waiting_, nullptr);
+void TaskGroupCore::childEnded(TaskGroupLink& child) noexcept {
+  std::uintptr_t word = ended_.load(std::memory_order_relaxed);
+  do {
+    child.nextEnded = (word & waits) != 0 ? nullptr : reinterpret_cast<TaskGroupLink*>(word);
+  } while (!ended_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&child), std::memory_order_acq_rel,
+                                         std::memory_order_relaxed));
+  if ((word & waits) != 0) taskOf(word).scheduleAtEndOfJob();
+}
+
+void TaskGroupCore::collectEnded() noexcept {
+  std::uintptr_t word = ended_.load(std::memory_order_relaxed);
+  do {
+    stopIfAwaited((word & waits) != 0);
+    if (word == 0) return;
+  } while (!ended_.compare_exchange_weak(word, 0, std::memory_order_acquire, std::memory_order_relaxed));
+  stopIfAwaited(isAwaited_.load(std::memory_order_relaxed));
+  UnfairLock::Guard guard(lock_);
+  TaskGroupLink* inOrder = nullptr;
+  std::uint32_t collected = 0;
+  for (auto* child = reinterpret_cast<TaskGroupLink*>(word); child != nullptr; ++collected) {
+    remove(*child);
+    TaskGroupLink* const older = std::exchange(child->nextEnded, inOrder);
+    inOrder = std::exchange(child, older);
   }
-  if (waiting != nullptr) waiting->resume();
+  ready_.store(inOrder, std::memory_order_relaxed);
+  count_.store(count_.load(std::memory_order_relaxed) - collected, std::memory_order_release);
+}
+
+bool TaskGroupCore::wait(TaskRecord& task) noexcept {
+  task.setAwaited(*this);
+  if (const TaskPriority priority = task.priority(); lowest_.load(std::memory_order_relaxed) < priority) {
+    TaskList lower;
+    collectBelow(priority, lower);
+    for (const auto& child : lower) child->escalate(priority);
+  }
+  isAwaited_.store(true, std::memory_order_relaxed);
+  return publishWait(task);
+}
+
+bool TaskGroupCore::publishWait(TaskRecord& task) noexcept {
+  std::uintptr_t word = 0;
+  if (ended_.compare_exchange_strong(word, wordOf(task), std::memory_order_release, std::memory_order_relaxed)) {
+    return true;
+  }
+  stopIfAwaited((word & waits) != 0);
+  return false;
+}
+
+void TaskGroupCore::endWait(TaskRecord& task) noexcept {
+  task.clearAwaited();
+  isAwaited_.store(false, std::memory_order_relaxed);
+}
+
+bool TaskGroupCore::waitForChildren() noexcept {
+  isAwaited_.store(false, std::memory_order_relaxed);  // If the task was in `next()`, that will not go on.
+  do {
+    releaseEnded();
+    if (isEmpty()) return false;
+  } while (!publishWait(*threadState.task));
+  return true;
 }
 
 void TaskGroupCore::cancelAll() noexcept {
   TaskList children;
   {
     UnfairLock::Guard guard(lock_);
-    isCancelled_ = true;
-    for (auto* link = running_.first; link != nullptr; link = link->next) {
-      children.push_back(Retained<TaskRecord>::sharing(*link->record));
+    isCancelled_.store(true, std::memory_order_release);
+    for (auto* child = first_; child != nullptr; child = child->next) {
+      children.push_back(Retained<TaskRecord>::sharing(*child->record));
     }
   }
   for (const auto& child : children) child->cancel();
@@ -72,71 +134,19 @@ void TaskGroupCore::cancelAll() noexcept {
 
 void TaskGroupCore::markCancelled(TaskList& cancelled) noexcept {
   UnfairLock::Guard guard(lock_);
-  isCancelled_ = true;
-  for (auto* link = running_.last; link != nullptr; link = link->previous) {
-    if (link->record->markCancelled()) cancelled.push_back(Retained<TaskRecord>::sharing(*link->record));
+  isCancelled_.store(true, std::memory_order_release);
+  for (auto* child = last_; child != nullptr; child = child->previous) {
+    if (child->record->markCancelled()) cancelled.push_back(Retained<TaskRecord>::sharing(*child->record));
   }
-}
-
-bool TaskGroupCore::isCancelled() noexcept {
-  UnfairLock::Guard guard(lock_);
-  return isCancelled_;
-}
-
-bool TaskGroupCore::isEmpty() noexcept {
-  UnfairLock::Guard guard(lock_);
-  return running_.first == nullptr && ended_.first == nullptr;
 }
 
 void TaskGroupCore::collectBelow(TaskPriority priority, TaskList& children) noexcept {
   UnfairLock::Guard guard(lock_);
-  if (priority <= lowest_) return;
-  lowest_ = priority;
-  for (auto* link = running_.first; link != nullptr; link = link->next) {
-    if (link->record->priority() < priority) children.push_back(Retained<TaskRecord>::sharing(*link->record));
+  if (priority <= lowest_.load(std::memory_order_relaxed)) return;
+  lowest_.store(priority, std::memory_order_relaxed);
+  for (auto* child = first_; child != nullptr; child = child->next) {
+    if (child->record->priority() < priority) children.push_back(Retained<TaskRecord>::sharing(*child->record));
   }
-}
-
-void TaskGroupCore::stopIfAwaited() const noexcept {
-  if (isAwaited_) fatalError("Two tasks wait for one task group", "Tessaly/TaskGroup", __LINE__);
-}
-
-bool TaskGroupCore::takeOrKnowEmpty(TaskRecord*& child) noexcept {
-  if (TaskGroupLink* link = ended_.first; link != nullptr) {
-    ended_.remove(*link);
-    child = link->record;
-    return true;
-  }
-  return running_.first == nullptr;
-}
-
-bool TaskGroupCore::NextAwaiter::wait() noexcept {
-  TaskRecord& task = suspension_.task();
-  task.setAwaited(nullptr, &group_);
-  waits_ = true;
-  TaskList lower;
-  group_.collectBelow(task.priority(), lower);
-  for (const auto& child : lower) child->escalate(task.priority());
-  {
-    UnfairLock::Guard guard(group_.lock_);
-    group_.stopIfAwaited();
-    if (group_.takeOrKnowEmpty(child_)) return false;
-    group_.waiting_ = &suspension_;
-    group_.isAwaited_ = true;
-  }
-  return suspension_.commit();
-}
-
-Retained<TaskRecord> TaskGroupCore::NextAwaiter::await_resume() noexcept {
-  if (waits_) {
-    suspension_.task().setAwaited(nullptr, nullptr);
-    if (child_ == nullptr) {
-      UnfairLock::Guard guard(group_.lock_);
-      group_.isAwaited_ = false;
-      group_.takeOrKnowEmpty(child_);
-    }
-  }
-  return Retained<TaskRecord>::adopt(child_);
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <concepts>
-#include <cstddef>
+#include <cstdint>
 #include <utility>
-#include <vector>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
@@ -16,14 +16,20 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
+  /// In the list of the children that were not taken.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
+  /// Among those that have ended.
+  TaskGroupLink* nextEnded = nullptr;
 };
 
-/// What a group does whatever its children's result: it knows those that are running and those that have ended, in the
-/// order of their ends. It holds a reference on each.
+/// The part of a group that does not depend on its children's result: it knows the children that were not taken yet,
+/// and which of them have ended, in the order of their ends. It holds the only reference on a child that is running or
+/// has ended.
 ///
-/// Thread contract: thread-safe; one task at a time waits.
+/// A child that ends makes one atomic change. The task that waits takes all children that have ended at once.
+///
+/// Thread contract: children are added, cancelled and raised from any thread; one task at a time takes and waits.
 class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  public:
   TaskGroupCore() = default;
@@ -32,17 +38,19 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Once no child is running. Releases the children that were not taken.
   ~TaskGroupCore();
 
-  /// Adds a child that is about to start; takes the caller's reference over.
-  void add(TaskGroupLink& child) noexcept;
-  /// Called by the child's record when it has ended. The group may be gone when this returns.
-  void childCompleted(TaskGroupLink& child) noexcept;
+  /// Adds and starts a child; takes the caller's reference over.
+  void start(TaskGroupLink& child) noexcept;
+  /// Called last by a child that has ended. The child and the group may be gone when this returns.
+  void childEnded(TaskGroupLink& child) noexcept;
   void cancelAll() noexcept;
-  [[nodiscard]] bool isCancelled() noexcept;
+  [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_acquire); }
   /// Whether no child is running or waiting to be taken.
-  [[nodiscard]] bool isEmpty() noexcept;
-  /// False if no child is running. Otherwise the suspension, that of the only task that waits, is resumed once the last
-  /// running child has ended.
-  [[nodiscard]] bool waitForChildren(Suspension& suspension) noexcept;
+  [[nodiscard]] bool isEmpty() const noexcept {
+    return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
+  }
+  /// Releases the children that have ended. False if no child is left. Otherwise the current task, which is suspended,
+  /// is scheduled when the next one has ended.
+  [[nodiscard]] bool waitForChildren() noexcept;
   /// Marks the running children, and those added later, as cancelled. Adds the marked ones to the list, the first one
   /// last.
   void markCancelled(TaskList& cancelled) noexcept;
@@ -53,49 +61,65 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
    public:
     explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
     bool await_ready() noexcept {
-      UnfairLock::Guard guard(group_.lock_);
-      group_.stopIfAwaited();
-      return group_.takeOrKnowEmpty(child_);
+      child_ = group_.takeEnded();
+      return child_ != nullptr || group_.isEmpty();
     }
     template <std::derived_from<AsyncPromiseBase> Promise>
     bool await_suspend(std::coroutine_handle<Promise> handle) noexcept {
-      suspension_.arm(handle);
-      return wait();
+      waitingTask_ = threadState.task;
+      waitingTask_->setResumePoint(handle);
+      return group_.wait(*waitingTask_);
     }
-    [[nodiscard]] Retained<TaskRecord> await_resume() noexcept;
+    [[nodiscard]] Retained<TaskRecord> await_resume() noexcept {
+      if (waitingTask_ != nullptr) {
+        group_.endWait(*waitingTask_);
+        child_ = group_.takeEnded();
+      }
+      return Retained<TaskRecord>::adopt(child_);
+    }
 
    private:
-    TESSALY_EXPORT bool wait() noexcept;
-
     TaskGroupCore& group_;
     TaskRecord* child_ = nullptr;
-    Suspension suspension_;
-    bool waits_ = false;
+    /// Null if there was no wait.
+    TaskRecord* waitingTask_ = nullptr;
   };
 
  private:
-  struct List {
-    TaskGroupLink* first = nullptr;
-    TaskGroupLink* last = nullptr;
-    void append(TaskGroupLink& link) noexcept;
-    void remove(TaskGroupLink& link) noexcept;
-  };
-
-  /// True if there is an answer: a child, or none because there are no more.
-  bool takeOrKnowEmpty(TaskRecord*& child) noexcept TESSALY_REQUIRES(lock_);
-
-  void stopIfAwaited() const noexcept TESSALY_REQUIRES(lock_);
+  /// The child that ended first among those not taken, with the group's reference; null for none.
+  TaskRecord* takeEnded() noexcept {
+    if (ready_.load(std::memory_order_relaxed) == nullptr) collectEnded();
+    TaskGroupLink* const first = ready_.load(std::memory_order_relaxed);
+    if (first == nullptr) return nullptr;
+    ready_.store(first->nextEnded, std::memory_order_relaxed);
+    return first->record;
+  }
+  void collectEnded() noexcept;
+  /// Suspends the task until a child ends. False if one has ended meanwhile.
+  bool wait(TaskRecord& task) noexcept;
+  void endWait(TaskRecord& task) noexcept;
+  /// False if a child has ended meanwhile.
+  bool publishWait(TaskRecord& task) noexcept;
+  void releaseEnded() noexcept;
+  void remove(TaskGroupLink& child) noexcept TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
-  List running_ TESSALY_GUARDED_BY(lock_);
-  List ended_ TESSALY_GUARDED_BY(lock_);
-  Suspension* waiting_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  // The children that were not collected, and how many they are.
+  TaskGroupLink* first_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  TaskGroupLink* last_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  /// Written under the lock. It falls after `ready_` has taken the children.
+  std::atomic<std::uint32_t> count_{0};
+  /// The children that ended and were not collected, the last one first; or the task that waits, and a bit.
+  std::atomic<std::uintptr_t> ended_{0};
+  /// Those that were collected, in the order of their ends. Written by the task that takes.
+  std::atomic<TaskGroupLink*> ready_{nullptr};
   /// From the beginning of a wait until the waiting task has taken its answer.
-  bool isAwaited_ TESSALY_GUARDED_BY(lock_) = false;
-  bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
-  bool waitsForAll_ TESSALY_GUARDED_BY(lock_) = false;
+  std::atomic<bool> isAwaited_{false};
+  /// Written under the lock.
+  std::atomic<bool> isCancelled_{false};
   /// No child is below this priority. It rises with the waiting parent, so a wait looks at the children only then.
-  TaskPriority lowest_ TESSALY_GUARDED_BY(lock_){};
+  /// Written under the lock.
+  std::atomic<TaskPriority> lowest_{};
 };
 
 /// Cancels a group with the current task, for the extent of a scope.
@@ -118,18 +142,13 @@ class TaskGroupCancellation final : public CancellationHandler {
 
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
-  /// Suspends the current task, at the point where it is suspended already, until no child is running. False if none
-  /// is.
-  [[nodiscard]] bool waitForChildren(std::coroutine_handle<> resumePoint) noexcept {
-    childrenEnded_.arm(resumePoint);
-    return group_.waitForChildren(childrenEnded_) && childrenEnded_.commit();
-  }
+  /// See the group. The current task is suspended already.
+  [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 
  private:
   TaskGroupCore& group_;
   TaskRecord& task_;
   TaskGroupCancellation* const outer_;
-  Suspension childrenEnded_;
 };
 
 }  // namespace Tessaly::inline v1::detail

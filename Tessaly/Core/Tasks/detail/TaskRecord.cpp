@@ -11,12 +11,6 @@
 #include "Tessaly/Core/Tasks/detail/TaskGroupCore.hpp"
 
 namespace Tessaly::inline v1::detail {
-namespace {
-
-/// In the status: a raise, which holds the lock, takes a reference on the task's executor.
-constexpr std::uint32_t executorInUseBit = 4;
-
-}  // namespace
 
 TaskRecord::TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies)
     : Job(&runTask, priority), executor_(isolation.executor()), isolation_(std::move(isolation)) {
@@ -49,13 +43,15 @@ TaskRecord* TaskRecord::of(Job& job) noexcept {
 void TaskRecord::discard() noexcept {
   const JobScope scope(threadState.executor);
   threadState.task = this;
-  setAwaited(nullptr, nullptr);
-  if (!waitForGroupChildren()) complete();
+  clearAwaited();
+  if (waitForGroupChildren()) return;
+  setExecutor(isolation_.executor());  // The present one may end with the task's coroutines.
+  complete();
 }
 
 bool TaskRecord::waitForGroupChildren() noexcept {
   for (auto* scope = groupScope; scope != nullptr; scope = scope->outer()) {
-    if (scope->waitForChildren(resumePoint_)) return true;
+    if (scope->waitForChildren()) return true;
   }
   return false;
 }
@@ -63,20 +59,24 @@ bool TaskRecord::waitForGroupChildren() noexcept {
 void TaskRecord::complete() noexcept {
   finish();
   TaskLocalBinding::destroyCopies(std::exchange(bindings, nullptr));
-  CompletionWaiter* waiter = nullptr;
-  {
-    UnfairLock::Guard guard(lock_);
-    status_.fetch_or(doneBit, std::memory_order_release);
-    waiter = firstWaiter_;
-    firstWaiter_ = lastWaiter_ = nullptr;
-  }
-  while (waiter != nullptr) {
-    CompletionWaiter* next = waiter->next;
-    waiter->suspension.resume();
-    waiter = next;
-  }
+  // Releases the result to those that see the bit, and acquires what the waiters wrote before they came.
+  resumeWaiters(word_.fetch_add(doneBit, std::memory_order_acq_rel));
   didComplete();
-  release();
+}
+
+void TaskRecord::resumeWaiters(std::uintptr_t word) noexcept {
+  CompletionWaiter* inOrder = nullptr;
+  for (auto* waiter = reinterpret_cast<CompletionWaiter*>(word & ~wordBits); waiter != nullptr;) {
+    CompletionWaiter* const older = std::exchange(waiter->next, inOrder);
+    inOrder = std::exchange(waiter, older);
+  }
+  while (inOrder != nullptr) {
+    // Once its task is scheduled, the waiter may be gone.
+    TaskRecord& task = *inOrder->task;
+    inOrder = inOrder->next;
+    // The last one only: the others must not be behind it.
+    inOrder != nullptr ? task.schedule() : task.scheduleAtEndOfJob();
+  }
 }
 
 /// The calls of `cancel` that are nested on this thread's stack: a handler may cancel a further task, whose handler may
@@ -109,10 +109,10 @@ void TaskRecord::cancel() noexcept {
 }
 
 bool TaskRecord::markCancelled() noexcept {
-  std::uint32_t status = status_.load(std::memory_order_relaxed);
+  std::uintptr_t word = word_.load(std::memory_order_relaxed);
   do {
-    if ((status & (cancelledBit | doneBit)) != 0) return false;
-  } while (!status_.compare_exchange_weak(status, status | cancelledBit, std::memory_order_acq_rel));
+    if ((word & (cancelledBit | doneBit)) != 0) return false;
+  } while (!word_.compare_exchange_weak(word, word | cancelledBit, std::memory_order_acq_rel));
   return true;
 }
 
@@ -149,10 +149,14 @@ void TaskRecord::removeCalledHandler(CancellationHandler& handler) noexcept {
 }
 
 bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
-  UnfairLock::Guard guard(lock_);
-  if (isDone()) return false;
-  (lastWaiter_ != nullptr ? lastWaiter_->next : firstWaiter_) = &waiter;
-  lastWaiter_ = &waiter;
+  static_assert(alignof(CompletionWaiter) > wordBits);
+  std::uintptr_t word = word_.load(std::memory_order_acquire);
+  do {
+    if ((word & doneBit) != 0) return false;
+    waiter.next = reinterpret_cast<CompletionWaiter*>(word & ~wordBits);
+    // Releases the waiter to the completion. If the task is done instead, acquires its result.
+  } while (!word_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&waiter) | (word & wordBits),
+                                        std::memory_order_release, std::memory_order_acquire));
   return true;
 }
 
@@ -172,31 +176,26 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
 void TaskRecord::wasRaised(TaskList& awaited) noexcept {
   Isolation isolation;
   {
-    // While the lock is held the task cannot leave its wait, and with the bit set it cannot leave its executor.
+    // With the bit set the task leaves neither its executor nor its wait before the lock is released.
     UnfairLock::Guard guard(lock_);
-    status_.fetch_or(executorInUseBit, std::memory_order_seq_cst);
+    word_.fetch_or(raiseBit, std::memory_order_seq_cst);
     if (Executor* executor = executor_.load(std::memory_order_seq_cst)) isolation = Isolation(*executor);
-    status_.fetch_and(~executorInUseBit, std::memory_order_release);
-    if (awaitedTask_ != nullptr) awaited.push_back(Retained<TaskRecord>::sharing(*awaitedTask_));
-    if (awaitedWork_ != nullptr) awaitedWork_->collectBelow(priority(), awaited);
+    // A task that begins to wait stores this and then reads its priority, and the raise has stored that before.
+    if (AwaitedWork* work = awaited_.load(std::memory_order_seq_cst)) work->collectBelow(priority(), awaited);
+    word_.fetch_and(~raiseBit, std::memory_order_release);
   }
   Executor* executor = isolation.executor();
   (executor != nullptr ? *executor : GlobalExecutor::shared()).escalate(*this);
 }
 
 void TaskRecord::leaveExecutorFor(Executor* executor) noexcept {
-  // Either a raise sees the new executor, or this thread sees that the raise still takes its reference, and waits.
   executor_.exchange(executor, std::memory_order_seq_cst);
-  if ((status_.load(std::memory_order_seq_cst) & executorInUseBit) != 0) {
-    lock_.lock();
-    lock_.unlock();
-  }
+  waitForRaise();
 }
 
-void TaskRecord::setAwaited(TaskRecord* task, AwaitedWork* work) noexcept {
-  UnfairLock::Guard guard(lock_);
-  awaitedTask_ = task;
-  awaitedWork_ = work;
+void TaskRecord::passLock() noexcept {
+  lock_.lock();
+  lock_.unlock();
 }
 
 }  // namespace Tessaly::inline v1::detail

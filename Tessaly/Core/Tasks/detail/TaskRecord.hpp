@@ -27,11 +27,12 @@ class TaskRecord;
 class TaskGroupCancellation;
 using TaskList = std::vector<Retained<TaskRecord>>;
 
-/// Several tasks whose ends one task waits for, so that a raise of its priority reaches them.
+/// The tasks whose ends one task waits for, so that a raise of its priority reaches them. Lives in a frame of the task
+/// that waits.
 class AwaitedWork {
  public:
   /// Adds those below the priority, and sees to it that later ones start at it. Called with the lock of the waiting
-  /// task held.
+  /// task held, which does not leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -89,9 +90,9 @@ class Suspension {
   std::atomic<State> state_{State::armed};
 };
 
-/// Who waits for a task's completion.
+/// A task that waits for another one's completion; lives in its frame.
 struct CompletionWaiter {
-  Suspension suspension;
+  TaskRecord* task = nullptr;
   CompletionWaiter* next = nullptr;
 };
 
@@ -112,12 +113,15 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
-    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
+    // A reference that is the only one needs no atomic change: no other thread can add one.
+    if (references_.load(std::memory_order_acquire) == 1 || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      destroy();
+    }
   }
 
-  /// Starts the task on its executor; the running task holds a reference on itself.
+  /// Starts the task, which is new, on its executor. The running task holds a reference on itself.
   void start() noexcept {
-    retain();
+    references_.store(2, std::memory_order_relaxed);
     schedule();
   }
   /// Enqueues the task where it must go on.
@@ -126,11 +130,11 @@ class TESSALY_EXPORT TaskRecord : public Job {
     (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
   }
 
-  /// Enqueues the task, which is the current one and suspends now, behind what waits. On the pool the thread trades it
-  /// for the next job under one lock.
-  void scheduleBehind() noexcept {
+  /// Enqueues the task, which may go on, in a job that ends now: it yields itself, or has waited for the job's task. On
+  /// the pool the thread trades it for the next job under one lock.
+  void scheduleAtEndOfJob() noexcept {
     ThreadState& state = threadState;
-    if (state.mayHandOver && executor() == nullptr) {
+    if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
       state.traded = this;
     } else {
       schedule();
@@ -143,9 +147,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// called.
   [[nodiscard]] bool markCancelled() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept {
-    return (status_.load(std::memory_order_acquire) & cancelledBit) != 0;
+    return (word_.load(std::memory_order_acquire) & cancelledBit) != 0;
   }
-  [[nodiscard]] bool isDone() const noexcept { return (status_.load(std::memory_order_acquire) & doneBit) != 0; }
+  [[nodiscard]] bool isDone() const noexcept { return (word_.load(std::memory_order_acquire) & doneBit) != 0; }
 
   /// False if the task is cancelled already: then the handler was not added, and the caller calls it. By the task
   /// itself only.
@@ -171,13 +175,19 @@ class TESSALY_EXPORT TaskRecord : public Job {
     removeCalledHandler(handler);
   }
 
-  /// False if the task is done already.
+  /// Has the waiter's task, which is suspended, scheduled at the completion. False if the task is done already. After
+  /// true the waiter must not be touched.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
   /// Raises the priority of the task and of what it is waiting for.
   void escalate(TaskPriority priority) noexcept;
-  /// The task, or the work, whose end this one is waiting for. By the task itself only.
-  void setAwaited(TaskRecord* task, AwaitedWork* work) noexcept;
+  /// Says what this task waits for from now on; it then raises that to its own priority. By the task itself only.
+  void setAwaited(AwaitedWork& work) noexcept { awaited_.exchange(&work, std::memory_order_seq_cst); }
+  /// The wait is over: afterwards no raise looks at what was awaited.
+  void clearAwaited() noexcept {
+    awaited_.exchange(nullptr, std::memory_order_seq_cst);
+    waitForRaise();
+  }
 
   /// The executor of the task's present isolation; null is the global one.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
@@ -222,12 +232,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
   /// Takes the result over and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// Called last, after the waiters were resumed.
-  virtual void didComplete() noexcept {}
+  /// Called last, after the waiters were resumed. Gives up the reference of the running task.
+  virtual void didComplete() noexcept { release(); }
 
  private:
-  static constexpr std::uint32_t cancelledBit = 1;
-  static constexpr std::uint32_t doneBit = 2;
+  // In the word, below the newest waiter.
+  static constexpr std::uintptr_t cancelledBit = 1;
+  static constexpr std::uintptr_t doneBit = 2;
+  /// A raise, which holds the lock, uses the task's executor and what the task waits for.
+  static constexpr std::uintptr_t raiseBit = 4;
+  static constexpr std::uintptr_t wordBits = 7;
 
   static void runTask(Job& job) noexcept;
   /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
@@ -236,7 +250,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// handlers are still to be called.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
+  /// Waits until a raise that may have seen what this task has just exchanged is over. Either the raise sees the new
+  /// pointer, or this thread sees the raise.
+  void waitForRaise() noexcept {
+    if ((word_.load(std::memory_order_seq_cst) & raiseBit) != 0) [[unlikely]]
+      passLock();
+  }
+  void passLock() noexcept;
   void complete() noexcept;
+  /// Schedules the tasks that wait, in the order in which they came.
+  static void resumeWaiters(std::uintptr_t word) noexcept;
   /// Whether the task's turn comes again once its group children have ended.
   bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
@@ -248,17 +271,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void removeCalledHandler(CancellationHandler& handler) noexcept TESSALY_RELEASE(lock_);
 
   std::atomic<std::uint32_t> references_{1};
-  std::atomic<std::uint32_t> status_{0};
+  /// The newest of the tasks that wait for the completion, linked to the older ones, and three bits. Awaiting and
+  /// completing are one change each.
+  std::atomic<std::uintptr_t> word_{0};
   std::atomic<Executor*> executor_;
   std::coroutine_handle<> resumePoint_;
   Isolation isolation_;
   UnfairLock lock_;
   std::atomic<std::uint32_t> calledHandlers_{0};
   CancellationHandler* handlers_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  CompletionWaiter* firstWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  CompletionWaiter* lastWaiter_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  TaskRecord* awaitedTask_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  AwaitedWork* awaitedWork_ TESSALY_GUARDED_BY(lock_) = nullptr;
+  std::atomic<AwaitedWork*> awaited_{nullptr};
 };
 
 inline void Suspension::arm(std::coroutine_handle<> handle) noexcept {

@@ -80,30 +80,32 @@ class ClosureTask : public Base {
   std::coroutine_handle<AsyncPromise<T>> root_;
 };
 
-/// Waits for a task's completion. Cancelling who waits does not end the wait.
-class CompletionAwaiter {
+/// Waits for a task's completion. Cancelling the waiting task does not end the wait.
+class CompletionAwaiter final : AwaitedWork {
  public:
   explicit CompletionAwaiter(TaskRecord& task) noexcept : task_(task) {}
 
   bool await_ready() const noexcept { return task_.isDone(); }
   template <std::derived_from<AsyncPromiseBase> Promise>
   bool await_suspend(std::coroutine_handle<Promise> handle) noexcept {
-    waiter_.suspension.arm(handle);
-    TaskRecord& self = waiter_.suspension.task();
-    self.setAwaited(&task_, nullptr);
-    awaits_ = true;
+    TaskRecord& self = *threadState.task;
+    waiter_.task = &self;
+    self.setResumePoint(handle);
+    self.setAwaited(*this);
     task_.escalate(self.priority());
-    if (!task_.addWaiter(waiter_)) return false;
-    return waiter_.suspension.commit();
+    return task_.addWaiter(waiter_);
   }
   void await_resume() noexcept {
-    if (awaits_) waiter_.suspension.task().setAwaited(nullptr, nullptr);
+    if (waiter_.task != nullptr) waiter_.task->clearAwaited();
   }
 
  private:
+  void collectBelow(TaskPriority priority, TaskList& tasks) noexcept override {
+    if (task_.priority() < priority) tasks.push_back(Retained<TaskRecord>::sharing(task_));
+  }
+
   TaskRecord& task_;
   CompletionWaiter waiter_;
-  bool awaits_ = false;
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: MIT
+// The children of a group that end, the task that takes them and waits, and a raise of that task.
+//
+// Memory orders in the implementation: one word holds the children that have ended, or the task that waits. A child's
+// change of it releases the child's result and acquires what the waiting task wrote; taking acquires. Both are one
+// compare-and-swap, repeated until it succeeds, so each is one step here. The list of the children and the level that
+// they were given are under the group's lock, so each look at them is one step. What the task awaits and its priority
+// are sequentially consistent.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+
+#include "tests/models/Exploration.hpp"
+
+namespace Tessaly::Tests {
+namespace {
+
+struct TaskGroupModel {
+  enum class Variant : std::uint8_t {
+    asWritten,
+    /// The task that waits overwrites the word.
+    waitsWithoutLook,
+    /// A child looks for a waiting task before it changes the word.
+    looksBeforeTheChange,
+    /// The children are taken as they stand in the word.
+    takesNewestFirst,
+    /// A new child does not get the level of the others.
+    addsBelowTheLevel,
+    /// The task reads its priority before it says that it waits.
+    readsPriorityTooEarly,
+  };
+  /// Children 0 and 1 run from the start. Child 0 adds child 2 before it ends.
+  static constexpr std::size_t children = 3;
+
+  enum class Child : std::uint8_t { outside, add, raiseAdded, startAdded, run, looked, schedule, ended };
+  enum class Parent : std::uint8_t {
+    take,
+    collect,
+    look,
+    readPriority,
+    say,
+    findLower,
+    raise,
+    publish,
+    suspended,
+    scheduled,
+    done
+  };
+  enum class Raiser : std::uint8_t { raise, findLower, raiseThem, done };
+  using Numbers = std::array<std::uint8_t, children>;
+
+  struct State {
+    /// The children that have ended, each as its number plus 1, the newest first.
+    Numbers word;
+    std::uint8_t isWaitInWord;
+    /// Under the lock: which children were not collected, and whether all were raised.
+    Numbers isListed;
+    std::uint8_t isLevelHigh;
+    /// What the parent has collected, the oldest first, and what it has in its hand meanwhile.
+    Numbers ready;
+    Numbers collected;
+    /// The order of the ends, and how many of them the parent has taken.
+    Numbers ends;
+    std::uint8_t taken;
+    std::uint8_t isOutOfOrder;
+    Numbers isHigh;
+    std::uint8_t sawLevelHigh;
+    std::uint8_t sawWait;
+    std::uint8_t isParentHigh;
+    std::uint8_t sawParentHigh;
+    std::uint8_t awaits;
+    /// The children that the parent and the raiser have found below the level.
+    Numbers lowerOfParent;
+    Numbers lowerOfRaiser;
+    std::array<Child, children> child;
+    Parent parent;
+    Raiser raiser;
+    friend bool operator==(const State&, const State&) = default;
+  };
+
+  Variant variant;
+
+  [[nodiscard]] State initial() const {
+    State state{};
+    state.child = {Child::add, Child::run, Child::outside};
+    state.isListed = {1, 1, 0};
+    return state;
+  }
+
+  template <typename Emit>
+  void steps(const State& state, Emit emit) const {
+    for (std::size_t i = 0; i < children; ++i) {
+      State next = state;
+      if (stepOfChild(next, i)) {
+        emit("child " + std::to_string(i) + " at " + std::to_string(int(state.child[i])), next);
+      }
+    }
+    State next = state;
+    if (stepOfParent(next)) emit("parent at " + std::to_string(int(state.parent)), next);
+    next = state;
+    if (stepOfRaiser(next)) emit("raiser at " + std::to_string(int(state.raiser)), next);
+  }
+
+  static void append(Numbers& list, std::uint8_t number) { *std::ranges::find(list, 0) = number; }
+
+  bool stepOfChild(State& state, std::size_t self) const {
+    Child& at = state.child[self];
+    switch (at) {
+      case Child::add:
+        state.isListed[2] = 1;
+        state.sawLevelHigh = state.isLevelHigh;
+        at = Child::raiseAdded;
+        return true;
+      case Child::raiseAdded:
+        if (state.sawLevelHigh != 0 && variant != Variant::addsBelowTheLevel) state.isHigh[2] = 1;
+        at = Child::startAdded;
+        return true;
+      case Child::startAdded:
+        state.child[2] = Child::run;
+        at = Child::run;
+        return true;
+      case Child::run:
+        if (variant == Variant::looksBeforeTheChange) {
+          state.sawWait = static_cast<std::uint8_t>((state.sawWait & ~(1U << self)) | (state.isWaitInWord << self));
+          at = Child::looked;
+        } else {
+          end(state, self, state.isWaitInWord != 0);
+        }
+        return true;
+      case Child::looked:
+        end(state, self, (state.sawWait >> self & 1U) != 0);
+        return true;
+      case Child::schedule:
+        if (state.parent == Parent::suspended) state.parent = Parent::scheduled;
+        at = Child::ended;
+        return true;
+      case Child::outside:
+      case Child::ended:
+        return false;
+    }
+    return false;
+  }
+
+  static void end(State& state, std::size_t self, bool schedules) {
+    const auto number = static_cast<std::uint8_t>(self + 1);
+    std::ranges::rotate(state.word, state.word.end() - 1);
+    state.word[0] = number;
+    state.isWaitInWord = 0;
+    append(state.ends, number);
+    state.child[self] = schedules ? Child::schedule : Child::ended;
+  }
+
+  bool stepOfParent(State& state) const {
+    Parent& at = state.parent;
+    switch (at) {
+      case Parent::take:
+        takeOne(state);
+        return true;
+      case Parent::collect:
+        collect(state);
+        at = Parent::take;
+        return true;
+      case Parent::look:
+        if (state.isListed == Numbers{}) {
+          at = Parent::done;
+        } else {
+          at = variant == Variant::readsPriorityTooEarly ? Parent::readPriority : Parent::say;
+        }
+        return true;
+      case Parent::say:
+        state.awaits = 1;
+        at = variant == Variant::readsPriorityTooEarly ? Parent::findLower : Parent::readPriority;
+        return true;
+      case Parent::readPriority:
+        state.sawParentHigh = state.isParentHigh;
+        at = variant == Variant::readsPriorityTooEarly ? Parent::say : Parent::findLower;
+        return true;
+      case Parent::findLower:
+        if (state.sawParentHigh != 0) state.lowerOfParent = findLower(state);
+        at = Parent::raise;
+        return true;
+      case Parent::raise:
+        raiseAll(state, state.lowerOfParent);
+        at = Parent::publish;
+        return true;
+      case Parent::publish:
+        publish(state);
+        return true;
+      case Parent::scheduled:
+        state.awaits = 0;
+        at = Parent::take;
+        return true;
+      case Parent::suspended:
+      case Parent::done:
+        return false;
+    }
+    return false;
+  }
+
+  /// Takes a child that was collected, or else takes over the word.
+  static void takeOne(State& state) {
+    if (state.ready[0] != 0) {
+      if (state.ends[state.taken++] != state.ready[0]) state.isOutOfOrder = 1;
+      std::ranges::rotate(state.ready, state.ready.begin() + 1);
+      state.ready.back() = 0;
+    } else if (state.word[0] != 0) {
+      state.collected = std::exchange(state.word, {});
+      state.parent = Parent::collect;
+    } else {
+      state.parent = Parent::look;
+    }
+  }
+
+  void collect(State& state) const {
+    Numbers numbers = std::exchange(state.collected, {});
+    if (variant != Variant::takesNewestFirst) std::ranges::reverse(numbers);
+    for (const std::uint8_t number : numbers) {
+      if (number == 0) continue;
+      state.isListed[number - 1U] = 0;
+      append(state.ready, number);
+    }
+  }
+
+  void publish(State& state) const {
+    state.parent = Parent::suspended;
+    if (variant == Variant::waitsWithoutLook) {
+      state.word = {};
+      state.isWaitInWord = 1;
+    } else if (state.word[0] == 0) {
+      state.isWaitInWord = 1;
+    } else {
+      state.parent = Parent::scheduled;  // It goes on at once.
+    }
+  }
+
+  static Numbers findLower(State& state) {
+    if (std::exchange(state.isLevelHigh, 1) != 0) return {};
+    return state.isListed;
+  }
+  static void raiseAll(State& state, Numbers& lower) {
+    for (std::size_t i = 0; i < children; ++i) {
+      if (lower[i] != 0) state.isHigh[i] = 1;
+    }
+    lower = {};
+  }
+
+  static bool stepOfRaiser(State& state) {
+    switch (state.raiser) {
+      case Raiser::raise:
+        state.isParentHigh = 1;
+        state.raiser = Raiser::findLower;
+        return true;
+      case Raiser::findLower:
+        if (state.awaits != 0) state.lowerOfRaiser = findLower(state);
+        state.raiser = Raiser::raiseThem;
+        return true;
+      case Raiser::raiseThem:
+        raiseAll(state, state.lowerOfRaiser);
+        state.raiser = Raiser::done;
+        return true;
+      case Raiser::done:
+        return false;
+    }
+    return false;
+  }
+
+  [[nodiscard]] std::string wrong(const State& state) const {
+    if (state.isOutOfOrder != 0) return "the children were taken out of order";
+    for (std::size_t i = 0; i < children; ++i) {
+      if (state.parent == Parent::done && state.child[i] != Child::ended) return "the group ended before a child";
+      const bool isRunning = state.child[i] == Child::run || state.child[i] == Child::add;
+      const bool isRaised = state.raiser == Raiser::done && state.parent == Parent::suspended;
+      if (isRunning && isRaised && state.isHigh[i] == 0) return "a raised parent waits for a low child";
+    }
+    return "";
+  }
+  [[nodiscard]] bool mayEnd(const State& state) const {
+    return state.parent == Parent::done && state.raiser == Raiser::done && state.taken == children;
+  }
+};
+
+using Variant = TaskGroupModel::Variant;
+
+std::string violationOf(Variant variant) { return explore(TaskGroupModel{variant}).violation; }
+
+TEST(TaskGroupModel, EveryChildIsTakenOnceAndInOrder) {
+  const Exploration result = explore(TaskGroupModel{Variant::asWritten});
+  EXPECT_EQ(result.violation, "") << result.description();
+  EXPECT_GT(result.states, 2'000U);
+}
+
+TEST(TaskGroupModel, CatchesAWaitThatForgetsAChild) {
+  EXPECT_EQ(violationOf(Variant::waitsWithoutLook), "nothing can go on");
+}
+
+TEST(TaskGroupModel, CatchesAChildThatMissesTheWaitingTask) {
+  EXPECT_EQ(violationOf(Variant::looksBeforeTheChange), "nothing can go on");
+}
+
+TEST(TaskGroupModel, CatchesChildrenThatOvertakeOneAnother) {
+  EXPECT_EQ(violationOf(Variant::takesNewestFirst), "the children were taken out of order");
+}
+
+TEST(TaskGroupModel, CatchesANewChildBelowTheLevel) {
+  EXPECT_EQ(violationOf(Variant::addsBelowTheLevel), "a raised parent waits for a low child");
+}
+
+TEST(TaskGroupModel, CatchesAPriorityThatIsReadTooEarly) {
+  EXPECT_EQ(violationOf(Variant::readsPriorityTooEarly), "a raised parent waits for a low child");
+}
+
+}  // namespace
+}  // namespace Tessaly::Tests
