@@ -46,18 +46,36 @@ class TaskGroup {
 
   /// Starts a child. In a cancelled group it starts cancelled.
   template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
   void addTask(Operation&& operation) {
     addTask(TaskOptions{}, std::forward<Operation>(operation));
   }
   template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
   void addTask(TaskOptions options, Operation&& operation);
 
   /// Starts a child unless the group is cancelled; whether it did.
   template <typename Operation>
+    requires std::is_invocable_v<std::decay_t<Operation>&>
   bool addTaskUnlessCancelled(Operation&& operation) {
     if (isCancelled()) return false;
     addTask(std::forward<Operation>(operation));
     return true;
+  }
+
+  /// Not these: the child has to keep the function, its captures included, until the work has ended.
+  template <typename Result>
+  void addTask(Async<Result>) {
+    static_assert(false, "a child takes a function, not the Async of a call: write addTask([=] { return work(); })");
+  }
+  template <typename Result>
+  void addTask(TaskOptions, Async<Result> call) {
+    addTask(std::move(call));
+  }
+  template <typename Result>
+  bool addTaskUnlessCancelled(Async<Result> call) {
+    addTask(std::move(call));
+    return false;
   }
 
   /// Waits for the child that ends next, in the order of their ends, and gives its result or throws its error; gives
@@ -132,6 +150,7 @@ class GroupChildState : public TaskState<T> {
 
 template <typename ChildResult>
 template <typename Operation>
+  requires std::is_invocable_v<std::decay_t<Operation>&>
 void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation) {
   using Closure = std::decay_t<Operation>;
   static_assert(std::is_same_v<detail::AsyncInvokeResult<Closure&>, ChildResult>,

@@ -2,19 +2,23 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <latch>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Tasks/CheckedContinuation.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/TaskGroup.hpp"
 #include "Tessaly/Core/Tasks/TaskLocal.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "tests/Core/Tasks/StepByStep.hpp"
+#include "tests/Support/InstructionCount.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -296,6 +300,50 @@ TEST(TaskGroup, ManyChildrenOnThePoolAllArrive) {
               500);
   }
 }
+
+#if TESSALY_COUNTS_INSTRUCTIONS
+
+/// The instructions from the end of one of many waiting children to the next wait of their group.
+std::size_t instructionsOfOneEnd(Tests::StepByStep& executor, std::size_t children) {
+  std::vector<CheckedContinuation<>> ends;
+  const Task<> parent({.isolation = Isolation()}, [&] {
+    return withTaskGroup<>([&](TaskGroup<>& group) -> Async<void> {
+      for (std::size_t i = 0; i < children; ++i) {
+        group.addTask([&] {
+          return withCheckedContinuation<>(
+              [&](CheckedContinuation<> continuation) { ends.push_back(std::move(continuation)); });
+        });
+      }
+      co_await group.waitForAll();
+    });
+  });
+  const auto runAll = [&] {
+    while (executor.runOne()) {
+    }
+  };
+  const auto endOne = [&] {
+    ends.back().resume();
+    ends.pop_back();
+    runAll();
+  };
+  runAll();
+  EXPECT_EQ(ends.size(), children);
+  endOne();
+  const std::size_t instructions = Tests::instructionsOf(endOne);
+  while (!ends.empty()) endOne();
+  EXPECT_TRUE(parent.isFinished());
+  return instructions;
+}
+
+TEST(TaskGroup, NextCostsTheSameBesideAnyNumberOfChildren) {
+  auto& executor = Tests::StepByStep::install();
+  const std::size_t few = instructionsOfOneEnd(executor, 10);
+  const std::size_t many = instructionsOfOneEnd(executor, 10'000);
+  EXPECT_GT(few, 100U) << "the processor counts";
+  EXPECT_LT(many, 2 * few);
+}
+
+#endif
 
 TEST(TaskGroupDeathTest, SecondNextBeforeTheFirstResumesStops) {
   EXPECT_DEATH(
