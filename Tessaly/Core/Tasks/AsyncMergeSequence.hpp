@@ -142,6 +142,12 @@ class MergeState {
     if (answer) answer->resume(std::nullopt);
   }
 
+  /// Whether the consumer has got all that this gives.
+  [[nodiscard]] bool hasEnded() {
+    UnfairLock::Guard guard(lock_);
+    return isOver_ && buffer_.isEmpty() && !error_;
+  }
+
   /// Sets the tasks that feed this; cancels them at once if the merge is over already.
   void setChildren(Task<> first, Task<> second) {
     {
@@ -300,6 +306,7 @@ class AsyncMergeSequence {
         state->stop();
         co_return std::nullopt;
       }
+      if (state->hasEnded()) co_return std::nullopt;  // Perhaps without children, if a cancelled task asked first.
       if (running->bases) {
         auto [first, second] = *std::exchange(running->bases, std::nullopt);
         state->setChildren(start(state, 0, std::move(first)), start(state, 1, std::move(second)));

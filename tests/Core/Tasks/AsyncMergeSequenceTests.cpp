@@ -258,6 +258,15 @@ TEST(AsyncMergeSequence, StartsNothingInATaskThatIsCancelledAlready) {
   EXPECT_EQ(second, 0);
 }
 
+TEST(AsyncMergeSequence, IteratorEndedByACancelledTaskGivesOthersTheEnd) {
+  Merged merged;
+  Shared iterator(merged.sequence);
+  Request consumer(iterator);
+  consumer.cancel();
+  EXPECT_EQ(consumer.answer(), "end");
+  EXPECT_EQ(answerOf(iterator), "end");
+}
+
 TEST(AsyncMergeSequence, LetsGoOfTheBasesThatATaskWasTooLateToStart) {
   Events events;
   auto made = Stream::makeStream();
