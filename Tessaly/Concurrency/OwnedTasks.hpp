@@ -35,8 +35,9 @@ class OwnerExecutor;
 ///   continuation.
 /// - A task that destroys the object itself runs to its next wait, as after `delete this`.
 ///
-/// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. A task that
-/// names an isolation does not belong to the object. A task that awaits an ended task gets a `CancellationError`.
+/// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. At its next
+/// turn in the isolation, the children of its groups are cancelled. A task that names an isolation does not belong to
+/// the object. A task that awaits an ended task gets a `CancellationError`.
 ///
 /// See `TaskScope` for a scope that waits for its tasks, `AutoCancelTask` for a handle that only cancels its task. The
 /// nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.

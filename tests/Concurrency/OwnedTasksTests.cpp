@@ -308,6 +308,30 @@ TEST(OwnedTasks, TaskStartedByAnOwnedTaskEndsWithTheOwnerToo) {
   EXPECT_FALSE(inner->isCancelled());
 }
 
+TEST(OwnedTasks, EndCancelsGroupChildrenOfATaskThatWasNotCancelled) {
+  settleAll();
+  ManualClock clock;
+  std::optional<Window> window(std::in_place);
+  std::optional<Task<>> inner;
+  window->tasks.add([&] {
+    inner = Task<>([&clock]() -> Async<void> {
+      co_await withTaskGroup([&](TaskGroup<>& outer) -> Async<void> {
+        outer.addTask([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); });
+        co_await withTaskGroup([&](TaskGroup<>& group) -> Async<void> {
+          group.addTask([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); });
+          co_await Task<>::yield();
+        });
+      });
+    });
+  });
+  MainQueue::drain();
+  MainQueue::drain();
+  window.reset();
+  settleAll();
+  EXPECT_TRUE(inner->isFinished());
+  EXPECT_EQ(clock.timerCount(), 0U);
+}
+
 TEST(OwnedTasks, AwaitingAnEndedTaskThrowsTheCancellationError) {
   ManualClock clock;
   std::optional<Window> window(std::in_place);

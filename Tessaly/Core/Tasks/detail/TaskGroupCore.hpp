@@ -142,6 +142,7 @@ class TaskGroupCancellation final : public CancellationHandler {
 
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
+  void cancelChildren() noexcept { group_.cancelAll(); }
   /// See the group. The current task is suspended already.
   [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 

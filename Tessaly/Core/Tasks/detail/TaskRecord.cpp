@@ -44,6 +44,8 @@ void TaskRecord::discard() noexcept {
   const JobScope scope(threadState.executor);
   threadState.task = this;
   clearAwaited();
+  // The children may wait for something that this task would have done.
+  for (auto* scope = groupScope; scope != nullptr; scope = scope->outer()) scope->cancelChildren();
   if (waitForGroupChildren()) return;
   setExecutor(isolation_.executor());  // The present one may end with the task's coroutines.
   complete();
