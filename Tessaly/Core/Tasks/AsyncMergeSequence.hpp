@@ -148,15 +148,11 @@ class MergeState {
     return isOver_ && buffer_.isEmpty() && !error_;
   }
 
-  /// Sets the tasks that feed this; cancels them at once if the merge is over already.
+  /// Sets the tasks that feed this. A child whose merge is over already ends at its first demand.
   void setChildren(Task<> first, Task<> second) {
-    {
-      UnfairLock::Guard guard(lock_);
-      children_[0].task.emplace(std::move(first));
-      children_[1].task.emplace(std::move(second));
-      if (!isOver_) return;
-    }
-    cancelChildren();
+    UnfairLock::Guard guard(lock_);
+    children_[0].task.emplace(std::move(first));
+    children_[1].task.emplace(std::move(second));
   }
 
   /// The tasks that feed this, once they have been set.
