@@ -17,6 +17,7 @@
 #include "Tessaly/Core/Tasks/TaskGroup.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "tests/Core/Tasks/Scenarios.hpp"
+#include "tests/Core/Tasks/StepByStep.hpp"
 #include "tests/Core/Tasks/Streams.hpp"
 
 namespace Tessaly {
@@ -394,6 +395,22 @@ TEST(OwnedTasks, CancellationHandlersRunBeforeTheDestructorReturns) {
   settleAll();
   window.reset();
   EXPECT_EQ(*record, "handler");
+}
+
+TEST(OwnedTasks, PriorityOfTheTurnLapsesOnceTheHighTaskHasRun) {
+  using enum TaskPriority;
+  Tests::StepByStep executor;
+  const TaskOptions there{.isolation = Isolation(executor)};
+  std::optional<OwnedTasks> tasks;
+  Task<>::detached(there, [&] {
+    tasks.emplace();
+    for (const TaskPriority priority : {low, high, background, low}) tasks->add(priority, [] {});
+  });
+  while (executor.runOne()) {
+  }
+  EXPECT_EQ(executor.priorities, (std::vector{medium, high, high, low, low}));
+  Task<>::detached(there, [&] { tasks.reset(); });
+  EXPECT_TRUE(executor.runOne());
 }
 
 TEST(OwnedTasksDeathTest, NeedsAnIsolation) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Concurrency/detail/OwnerExecutor.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -40,10 +41,11 @@ void OwnerExecutor::release() noexcept {
 }
 
 void OwnerExecutor::enqueue(Job& job) noexcept {
-  const TaskPriority priority = job.priority();
   bool isRaised = false;
   {
     UnfairLock::Guard guard(lock_);
+    // Under the lock: a raise comes to `escalate` either before, and is read here, or later, and finds the turn queued.
+    const TaskPriority priority = job.priority();
     jobs_.append(job);
     const bool wasQueued = std::exchange(isQueued_, true);
     if (!wasQueued) {
@@ -63,7 +65,19 @@ void OwnerExecutor::enqueue(Job& job) noexcept {
 }
 
 void OwnerExecutor::escalate(Job& job) noexcept {
-  if (turn_.raisePriority(job.priority())) base().escalate(turn_);
+  {
+    UnfairLock::Guard guard(lock_);
+    if (!isQueued_ || !turn_.raisePriority(job.priority())) return;
+  }
+  base().escalate(turn_);
+}
+
+TaskPriority OwnerExecutor::highestWaiting() const noexcept {
+  TaskPriority highest{};
+  for (const Job* job = jobs_.first(); job != nullptr && highest < turn_.priority(); job = job->next) {
+    highest = std::max(highest, job->priority());
+  }
+  return highest;
 }
 
 bool OwnerExecutor::isCurrent() const noexcept {
@@ -93,6 +107,7 @@ void OwnerExecutor::takeTurn() noexcept {
     UnfairLock::Guard guard(lock_);
     job = jobs_.popFirst();
     isQueued = isQueued_ = !jobs_.isEmpty();
+    if (isQueued) turn_.startAt(highestWaiting());
     hasEnded = hasEnded_;
   }
   if (isQueued) {

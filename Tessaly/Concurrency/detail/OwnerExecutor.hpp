@@ -43,6 +43,9 @@ class OwnerExecutor final : public Executor {
   };
 
   void takeTurn() noexcept;
+  /// The highest priority among the jobs that wait, but at most that of the turn. It looks at one job, unless the last
+  /// job of the turn's priority has been taken.
+  [[nodiscard]] TaskPriority highestWaiting() const noexcept TESSALY_REQUIRES(lock_);
 
   const Isolation isolation_;
   UnfairLock lock_;
