@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // A cancellation handler against the end of its scope.
 //
-// Memory orders in the implementation: the flag is set by a sequentially ordered exchange before the lock is taken, and
-// looked at under the lock, so the lock orders both. The handler's fields and the list are plain data under the task's
-// lock. The count of calls is released by the canceller and acquired by the task before it sleeps on it; the kernel
-// compares it and goes to sleep in one step.
+// The functions of the implementation, in TaskRecord: `markCancelled`, `callHandlers`, `addCancellationHandler`,
+// `removeCancellationHandler`, `removeCalledHandler`.
+//
+// Memory orders in the implementation: the canceller sets the flag by a compare-and-swap with acquire and release, and
+// then takes the lock. The task reads the flag under the lock, so the lock orders both. The handler's fields and the
+// list are plain data under the task's lock. The canceller releases the count of calls, and the task acquires it before
+// it sleeps on it. The kernel compares the count and goes to sleep in one step.
 
 #include <gtest/gtest.h>
 
@@ -25,10 +28,10 @@ struct CancellationModel {
     ignoresOwnEnd,
     /// The task reads the count of calls only after it has released the lock.
     readsCountTooLate,
-    /// The flag is looked at before the lock is taken.
+    /// The task reads the flag before it takes the lock.
     looksBeforeTheLock,
   };
-  /// Where the scope ends: in the task, or in the handler itself.
+  /// The code that ends the scope.
   enum class ScopeEnds : std::uint8_t { inTask, inHandler };
   enum class Handler : std::uint8_t { none, added, running, removed, gone };
   enum class Canceller : std::uint8_t { start, lock, look, call, endScope, lockAgain, finish, wake, done };
@@ -39,7 +42,7 @@ struct CancellationModel {
     /// 0 for free, 1 for the canceller, 2 for the task.
     std::uint8_t lock;
     Handler handler;
-    /// The handler's own end, as the canceller is told.
+    /// Whether the handler has ended its own scope, as the canceller sees it.
     std::uint8_t isGone;
     std::uint8_t calls;
     std::uint8_t count;

@@ -14,9 +14,8 @@
 // Exhaustive exploration of small models of the runtime's protocols. A model is a set of threads, each of which takes
 // one atomic step at a time. The exploration visits every state that any order of the steps can reach.
 //
-// Steps interleave in one order that all threads agree on. Each model names the memory orders with which the
-// implementation earns that, and says which accesses it takes as one step because a lock or plain ownership covers
-// them.
+// Steps interleave in one order that all threads agree on. Each model names the memory orders by which the
+// implementation earns that. It also says which accesses are one step, because a lock or plain ownership covers them.
 
 namespace Tessaly::Tests {
 

@@ -37,7 +37,7 @@ struct MergeModel {
     /// The consumer looks at the end before it looks at the elements that have arrived.
     endOvertakesElements,
     /// An error does not cancel the other child.
-    errorCancelsNobody,
+    errorCancelsNoChild,
     /// The end of the merge leaves the waiting consumer to its own.
     stopForgetsConsumer,
     /// An iterator whose first request was cancelled takes its children for started.
@@ -345,7 +345,7 @@ struct MergeModel {
     if (state.isOver == 0) return;
     const bool isAwaited = std::exchange(state.hasAnswer, 0) != 0;
     if (!isAwaited) state.hasError = child.fails;
-    if (variant != Variant::errorCancelsNobody) then(state, number, takeDemands);
+    if (variant != Variant::errorCancelsNoChild) then(state, number, takeDemands);
     if (isAwaited) then(state, number, child.fails != 0 ? theError : theEnd);
   }
 
@@ -556,7 +556,7 @@ TEST(MergeModel, CatchesAnEndThatOvertakesElements) {
 }
 
 TEST(MergeModel, CatchesAnErrorThatLeavesTheOtherChildWaiting) {
-  EXPECT_EQ(violationOf(Variant::errorCancelsNobody, Bases::firstFailsAndSecondNeverYields), "nothing can go on");
+  EXPECT_EQ(violationOf(Variant::errorCancelsNoChild, Bases::firstFailsAndSecondNeverYields), "nothing can go on");
 }
 
 TEST(MergeModel, CatchesAConsumerThatIsLeftWaiting) {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // How the threads of the pool sleep and wake.
 //
+// The functions of the implementation, in Pool: `enqueue`, `claimSleeper`, `wakeOne`, `take`, `sleepUntilWoken`.
+//
 // Memory orders in the implementation: the queue and both counters are plain data under the pool's lock, so each
-// section under the lock is one step. The count of wake-ups is released by the waker and acquired by the thread that
-// takes one. The count of jobs that spinning threads read without the lock decides only when they stop spinning, which
-// the model allows at any time.
+// section under the lock is one step. The waker releases the count of wake-ups, and the thread that takes one acquires
+// it. Threads that spin read the count of jobs without the lock, relaxed. It only decides when they stop, and the model
+// lets them stop at any time.
 
 #include <gtest/gtest.h>
 
@@ -84,7 +86,7 @@ struct PoolModel {
       woken.at[worker] = At::woken;
       emit(name + " worker " + std::to_string(worker), woken);
     }
-    if (!isAnyAsleep) emit(name + " nobody", state);
+    if (!isAnyAsleep) emit(name + " no thread", state);
   }
 
   template <typename Emit>

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: MIT
 // The serial executor's turn: one word that hands the executor over, and the priority at which the turn is queued.
 //
-// Memory orders in the implementation: every change of the word, a raise of a job's priority, and the look at a job's
-// priority after the word are sequentially consistent. The holder's own data (the jobs taken, their numbers) passes
-// through the word and the queue of the global executor. That queue has a lock, so each of its operations is one step.
-// A turn has one job here instead of 256, so every job ends a turn.
+// The functions of the implementation, in SerialExecutor:
+//   enqueuer    `enqueue`, `queueTurn`, `raiseTurn`
+//   raiser      `raisePriority` of the job, `escalate`
+//   holder      `runTurn`, `takeIncoming`, `appendInOrder`, `giveUpIfEmpty`, `enterIfIdle`, `leaveCurrent`
+//
+// Memory orders in the implementation: a raise of a job's priority, the look at a priority after the word, and every
+// change of the word beside one of them are sequentially consistent. A holder that enters or gives up only acquires or
+// releases: an idle executor has no job that a raise could miss. The holder's own data (the jobs taken, their numbers)
+// passes through the word and the queue of the global executor. That queue has a lock, so each of its operations is
+// one step. A turn has one job here instead of 256, so every job ends a turn.
 //
 // The word has no version. One order is therefore excused: a job is raised while it is enqueued, and between its
 // enqueuer's look at the word and its exchange a whole turn passes and leaves the word as it was. That job waits for
@@ -36,7 +42,7 @@ struct SerialExecutorModel {
   enum class Phase : std::uint8_t { idle, running, raised, queuedAtLow, queuedAtHigh };
 
   static constexpr std::size_t jobs = 3;
-  // The threads: each job's enqueuer, the one that raises job 0, a task that hops in and out, and the pool.
+  // The threads: the enqueuer of each job, the raiser of job 0, a task that hops in and out, and the pool.
   static constexpr std::size_t raiser = jobs;
   static constexpr std::size_t hopper = jobs + 1;
   static constexpr std::size_t pool = jobs + 2;
@@ -241,7 +247,7 @@ struct SerialExecutorModel {
     }
   }
 
-  /// Raises job 0 and tells the executor. The task's lock keeps the job from ending between the look and the reference.
+  /// Raises job 0 and calls the executor. The task's lock keeps the job from ending between the look and the reference.
   bool stepOfRaiser(State& state) const {
     At& at = state.at[raiser];
     switch (at) {

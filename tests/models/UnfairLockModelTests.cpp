@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The unfair lock: one word with the owner and a bit for waiters, and a futex.
 //
-// Memory orders in the implementation: the exchange that takes the lock is acquire, the one that releases it is
-// release, so the holder's plain data needs no step. The word is the only atomic, so all threads agree on its order.
+// The functions of the implementation, in UnfairLock: `lock`, `lockSlowly`, `unlock`, `unlockSlowly`.
+//
+// Memory orders in the implementation: the compare-and-swap that takes the lock is acquire, and the exchange that
+// releases it is release, so the holder's plain data needs no step. The compare-and-swap that sets the waiters' bit is
+// relaxed. The word is the only atomic, so all threads agree on its order.
 // The kernel compares the word and goes to sleep in one step.
 
 #include <gtest/gtest.h>
@@ -127,7 +130,7 @@ struct UnfairLockModel {
       woken.seen[other] = woken.word;
       emit(std::to_string(thread) + " wakes " + std::to_string(other), woken);
     }
-    if (!isAnyAsleep) emit(std::to_string(thread) + " wakes nobody", next);
+    if (!isAnyAsleep) emit(std::to_string(thread) + " wakes no thread", next);
   }
 
   static At endOf(const State& state, std::size_t thread) {

@@ -212,7 +212,7 @@ TEST(AsyncMergeSequence, GivesOnlyTheFirstOfTwoErrors) {
   EXPECT_EQ(answersOf(iterator), "end");
 }
 
-TEST(AsyncMergeSequence, CancelsBothAndEndsWhenTheConsumerIsCancelledWhileItWaits) {
+TEST(AsyncMergeSequence, CancelledWaitCancelsBothBasesAndGivesTheEnd) {
   Merged merged;
   Shared iterator(merged.sequence);
   Request consumer(iterator);
@@ -267,7 +267,7 @@ TEST(AsyncMergeSequence, IteratorEndedByACancelledTaskGivesOthersTheEnd) {
   EXPECT_EQ(answerOf(iterator), "end");
 }
 
-TEST(AsyncMergeSequence, LetsGoOfTheBasesThatATaskWasTooLateToStart) {
+TEST(AsyncMergeSequence, CancelledFirstRequestDropsTheBases) {
   Events events;
   auto made = Stream::makeStream();
   made.continuation.setOnTermination(
@@ -300,7 +300,7 @@ TEST(AsyncMergeSequence, CancelsBothWhenTheIteratorIsDropped) {
   EXPECT_EQ(merged.events, (Events{"second cancelled", "first cancelled"}));
 }
 
-TEST(AsyncMergeSequence, LetsGoOfBothWhenAnIteratorIsDroppedThatWasNeverAsked) {
+TEST(AsyncMergeSequence, DroppingAnIteratorThatWasNeverAskedDropsBothBases) {
   Events events;
   {
     auto made = Stream::makeStream();
