@@ -45,7 +45,8 @@ class SharedExecutor final : public Executor {
 
 Isolation serialFor(Breakage breakage) {
   static SharedExecutor shared;
-  return breakage == Breakage::sharedIsolation ? Isolation(shared) : Isolation::serial();
+  if (breakage == Breakage::sharedIsolation) return Isolation(shared);
+  return Isolation::serial();
 }
 
 Isolation inlineFor(Breakage breakage) {
