@@ -91,12 +91,12 @@ TextPeers::Counter TextPeers::charactersByUtf8proc(const std::string& text) {
 TextPeers::Counter TextPeers::emojiByICU(const std::string& text) { return walkByICU(text, findEmoji); }
 TextPeers::Counter TextPeers::emojiByUtf8proc(const std::string& text) { return walkByUtf8proc(text, findEmoji); }
 
-std::function<std::string()> TextPeers::transformedByICU(const std::string& text) {
+std::function<std::string(const std::string&)> TextPeers::transformedByICU() {
   UErrorCode status = U_ZERO_ERROR;
   const std::shared_ptr<icu::Transliterator> transliterator(
       icu::Transliterator::createInstance("Any-Latin; Latin-ASCII; Lower", UTRANS_FORWARD, status));
   check(status);
-  return [text, transliterator] {
+  return [transliterator](const std::string& text) {
     auto units = icu::UnicodeString::fromUTF8(text);
     transliterator->transliterate(units);
     std::string result;

@@ -22,6 +22,6 @@ Counter emojiByICU(const std::string& text);
 Counter emojiByUtf8proc(const std::string& text);
 
 /// The transform for searches by a reused transliterator, from UTF-8 to UTF-8.
-std::function<std::string()> transformedByICU(const std::string& text);
+std::function<std::string(const std::string&)> transformedByICU();
 
 }  // namespace Tessaly::Benchmarks::TextPeers

@@ -5,14 +5,18 @@
 #include <unicode/unistr.h>
 #include <unicode/uscript.h>
 
+#include <cstdint>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Tessaly/Core/Text/StringTransform.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
+#include "Tessaly/Core/Text/detail/SearchTransform.hpp"
+#include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly::inline v1::Text {
 namespace {
@@ -95,35 +99,155 @@ TEST(TransformedForSearch, EqualsICUForEveryPairOfLatinScalars) {
   }
 }
 
+std::u32string range(char32_t first, char32_t last) {
+  std::u32string scalars;
+  for (char32_t scalar = first; scalar <= last; ++scalar) {
+    if (u_isdefined(static_cast<UChar32>(scalar)) != 0) scalars += scalar;
+  }
+  return scalars;
+}
+
+std::string textOf(std::u32string_view scalars) {
+  std::string text;
+  for (const char32_t scalar : scalars) appendScalar(text, scalar);
+  return text;
+}
+
+TEST(TransformedForSearch, EqualsICUForEveryScalarBetweenLettersOfEachScript) {
+  const std::u32string_view letters = U"aЯyαπυγאب가어あん漢字アé1) ";
+  std::size_t turn = 0;
+  for (char32_t scalar = 1; scalar < 0x10000; ++scalar) {
+    if (scalar >= 0xD800 && scalar < 0xE000) continue;
+    const bool isOneOfMany = (scalar > 0xAC40 && scalar < 0xD7A0) || (scalar > 0x5000 && scalar < 0x9F00);
+    if (isOneOfMany && scalar % 17 != 0) continue;
+    // Over all scalars, every letter stands before and after many of them.
+    const char32_t before = letters[turn % letters.size()];
+    const char32_t after = letters[turn / letters.size() % letters.size()];
+    ++turn;
+    const std::string text = textOf(std::u32string{before, scalar, after});
+    ASSERT_EQ(transformedForSearch(text), byICU(text)) << text;
+  }
+}
+
+TEST(TransformedForSearch, EqualsICUForEveryPairOfOneScript) {
+  for (const std::u32string& script :
+       {range(U'Ͱ', U'Ͽ'), range(U'א', U'ת'), range(U'ؠ', U'ۓ'), range(U'ぁ', U'ゟ'), range(U'゠', U'ヿ')}) {
+    for (const char32_t first : script) {
+      for (const char32_t second : script) {
+        const std::string text = textOf(std::u32string{first, second});
+        ASSERT_EQ(transformedForSearch(text), byICU(text)) << text;
+      }
+    }
+  }
+}
+
+TEST(TransformedForSearch, EqualsICUForSyllablesOfHangul) {
+  std::mt19937 random(11172);
+  const std::u32string_view vowelsFirst = U"아어오으이예의";
+  for (int round = 0; round < Tests::repetitions(20'000); ++round) {
+    std::u32string syllables;
+    for (int i = 0; i < 4; ++i) {
+      syllables += random() % 2 == 0 ? static_cast<char32_t>(U'가' + random() % 11'172)
+                                     : vowelsFirst[random() % vowelsFirst.size()];
+    }
+    const std::string text = textOf(syllables);
+    ASSERT_EQ(transformedForSearch(text), byICU(text)) << text;
+  }
+}
+
+TEST(TransformedForSearch, KnowsTheIdeographsWithTwoReadings) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::Transliterator> han(
+      icu::Transliterator::createInstance("Han-Latin", UTRANS_FORWARD, status));
+  ASSERT_TRUE(U_SUCCESS(status));
+  icu::UnicodeString rules;
+  han->toRules(rules, false);
+  std::set<UChar32> ideographs;
+  for (int32_t at = 2; at < rules.length(); ++at) {
+    const UChar32 before = rules.char32At(rules[at - 1] == u' ' ? at - 2 : at - 1);
+    if (rules[at] == u'}' && u_hasBinaryProperty(before, UCHAR_IDEOGRAPHIC) != 0) ideographs.insert(before);
+  }
+  EXPECT_EQ(ideographs, (std::set<UChar32>{U'藏', U'重', U'沈', U'秘'}));
+  for (const char* text : {"西藏文", "藏 文", "重庆", "重慶", "沈阳", "沈 阳", "秘鲁", "秘密 鲁", "体重"}) {
+    EXPECT_EQ(transformedForSearch(text), byICU(text)) << text;
+  }
+}
+
 TEST(TransformedForSearch, EqualsICUOverAMixedCorpus) {
-  const std::vector<std::u32string_view> pools{
+  const std::vector<std::u32string> pools{
       U"abcXYZ 0123 .,;'\"-",
       U"éÉßẞøØæÆłŁđĐñÑüÜçÇİıſĳŉǅǆ",
       U"“”‘’–—…†•©®™½¼¾№€£µªº¡¿«»×÷±",
       U"ẤấỆệỢợỰựỸỹḀḁṄṅẛẚẞ",
       U"e\u0301\u0308\u0323\u0327\u0345\u200D\uFE0F\u034F",
-      U"αβγΣσςΩώΆΐ΄΅;·",
-      U"привеТЁёЪъЬьЩщ",
-      U"漢字日本語中文ひらがなカタカナー・、。「」",
-      U"한국어각ᄀᄁ가나다",
+      U"αβγΣσςΩώΆΐ΄΅;·υπνκ",
+      range(U'Ά', U'ώ'),
+      U"привеТЁёЪъЬьЩщи\u0306",
+      range(0x400, 0x52F),
+      range(0x590, 0x5FF),
+      range(0x600, 0x6FF),
+      U"漢字日本語中文々重庆藏文ー・、。「」（！",
+      range(0x4E00, 0x9FFF),
+      U"ひらがなきゃっんーちふぁ",
+      U"カタカナキャッンーチファ",
+      range(0x3041, 0x30FF),
+      range(U'가', U'힣'),
+      U"한국어각을의예ᄀᄁ가나다",
       U"हिन्दीক্ষতமிழ்ไทย",
-      U"العربيةעברית٠١٢",
+      U"العربيةעברית٠١٢،؟",
       U"😀👍🏽🇫🇷❤️ℌ𝔄ﬁﬂＡｂ１Ⅷ①",
+      U"    ",
   };
   std::mt19937 random(72);
-  std::size_t latin = 0;
-  for (int round = 0; round < 20'000; ++round) {
+  for (int round = 0; round < Tests::repetitions(30'000); ++round) {
+    // A few scripts, so that letters of one script often stand side by side and often between spaces.
+    std::vector<std::u32string_view> chosen{U"ab c", pools[random() % pools.size()], pools[random() % pools.size()]};
     std::string text;
-    const std::size_t most = round % 3 == 0 ? pools.size() : 4;
     for (std::size_t length = random() % 16; length > 0; --length) {
-      const auto pool = pools[random() % most];
+      const auto pool = chosen[random() % chosen.size()];
       appendScalar(text, pool[random() % pool.size()]);
       if (random() % 300 == 0) text += static_cast<char>(random());
     }
     ASSERT_EQ(transformedForSearch(text), byICU(text)) << testing::PrintToString(text);
-    latin += most == 4 ? 1 : 0;
   }
-  EXPECT_GT(latin, 10'000u);
+}
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string result;
+  for (std::size_t i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+/// The steps that ICU's transforms need for a text. All scalars of the text are known by then.
+std::uint64_t stepsOf(const std::string& text) {
+  EXPECT_NE(transformedForSearch(text), std::nullopt);
+  const std::uint64_t before = detail::transformStepsForTesting();
+  EXPECT_NE(transformedForSearch(text), std::nullopt);
+  return detail::transformStepsForTesting() - before;
+}
+
+TEST(TransformedForSearch, UsesNoICUForKnownScalarsOfUsualScripts) {
+  for (const std::string_view text :
+       {"Hello, World", "Größe – Łódź", "Cafe\u0301", "Привет, Мир!", "Доктор Живаго", "Οδύσσεια, Μέρος Α", "שלום עולם",
+        "مرحبا، كيف الحال؟", "안녕하세요 한국어", "ひらがなっきゃんあ", "カタカナ・データ", "日本語、時々「中文」",
+        "東京タワー 2020年"}) {
+    EXPECT_EQ(stepsOf(std::string(text)), 0u) << text;
+  }
+}
+
+TEST(TransformedForSearch, SendsOnlyThePieceWithAnUnusualScalarThroughICU) {
+  const std::string words = repeated("a few words ", 20'000);
+  EXPECT_LT(stepsOf(words + "हिन्दी " + words), 200u);
+  const std::string russian = repeated("несколько слов ", 20'000);
+  EXPECT_LT(stepsOf(russian + "हिन्दी " + russian), 200u);
+}
+
+TEST(TransformedForSearch, TakesLinearStepsForTextWithoutAPlaceToCut) {
+  for (const std::string_view piece : {"हिन्दी", "ქართული", "漢字ゝ", "இந்த"}) {
+    const std::uint64_t steps = stepsOf(repeated(piece, 500));
+    EXPECT_GT(steps, 500u);
+    EXPECT_LT(stepsOf(repeated(piece, 2'000)), 5 * steps) << piece;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace Tessaly::inline v1::Text::detail {
+
+/// The way in which a scalar takes part in the transform for searches. The order matters: letters come last, and those
+/// of scripts other than Latin after `latin`.
+enum class SearchKind : std::uint8_t {
+  unknown,
+  /// Only ICU knows the result.
+  unfit,
+  /// Has one result in every context.
+  plain,
+  /// An opening sign. It is separated from an ideograph or a letter before it if it belongs to a run of ideographs.
+  opening,
+  /// A closing sign. It is separated from an ideograph that follows.
+  closing,
+  /// Has one result in every text without another script.
+  latinOnly,
+  /// A mark that disappears after a Latin letter and after a digit.
+  mark,
+  /// The sign that prolongs a syllable of kana. It disappears.
+  prolonged,
+  /// A sign with one result after an Arabic letter.
+  arabicSign,
+  latin,
+  cyrillic,
+  greek,
+  hebrew,
+  arabic,
+  hangul,
+  hiragana,
+  katakana,
+  han,
+};
+
+constexpr bool isLetter(SearchKind kind) noexcept { return kind >= SearchKind::latin; }
+constexpr bool isKana(SearchKind kind) noexcept { return kind == SearchKind::hiragana || kind == SearchKind::katakana; }
+
+/// The kind of a scalar and its result without a context, in 8 bytes.
+class SearchScalar {
+ public:
+  static constexpr std::size_t maximumLength = 7;
+
+  explicit SearchScalar(std::uint64_t bits) noexcept { std::memcpy(bytes_.data(), &bits, sizeof bits); }
+  SearchScalar(SearchKind kind, std::string_view text) noexcept {
+    bytes_[0] = static_cast<char>(static_cast<unsigned>(kind) << 3 | text.size());
+    text.copy(bytes_.data() + 1, maximumLength);
+  }
+
+  [[nodiscard]] std::uint64_t bits() const noexcept {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, bytes_.data(), sizeof bits);
+    return bits;
+  }
+  [[nodiscard]] SearchKind kind() const noexcept {
+    return static_cast<SearchKind>(static_cast<unsigned char>(bytes_[0]) >> 3);
+  }
+  [[nodiscard]] std::string_view text() const noexcept {
+    return {bytes_.data() + 1, static_cast<std::size_t>(bytes_[0] & 7)};
+  }
+
+ private:
+  std::array<char, 1 + maximumLength> bytes_{};
+};
+
+/// The kind and the result of a scalar. ICU is asked at the first use.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] SearchScalar searchScalar(char32_t scalar);
+
+/// The kind and the result of a letter with a mark: those of the composed letter if there is one, and otherwise those
+/// of the letter alone.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);
+
+/// The result of two syllables of kana that stand side by side. ICU is asked at the first use, and again after other
+/// pairs took the place in the cache.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);
+
+/// Whether a hyphen stands between a Hangul syllable and the letters before it, of which the last three matter.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] bool needsHyphen(std::string_view letters, char32_t syllable);
+
+}  // namespace Tessaly::inline v1::Text::detail
