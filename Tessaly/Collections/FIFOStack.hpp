@@ -6,25 +6,24 @@
 #include <concepts>
 #include <cstddef>
 #include <initializer_list>
-#include <iterator>
 #include <optional>
 #include <ranges>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "Tessaly/Collections/detail/Boxed.hpp"
-#include "Tessaly/Collections/detail/SharedStack.hpp"
+#include "Tessaly/Collections/detail/SharedRun.hpp"
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
 
-/// A first-in, first-out queue made of two growable stacks. Elements enter the right stack and leave the left one. When
-/// the left stack is empty, it takes the elements of the right stack in reverse order.
+/// A first-in, first-out queue made of two stacks. Elements enter on the right stack and leave from the left one. When
+/// the left stack is empty, it takes over the elements of the right one.
 ///
-/// Enqueueing and dequeueing take amortised constant time on contiguous memory. Copies share the elements until one of
-/// them is written. Prefer `RingArray` if the length is bounded, and `std::queue` if no single operation may take O(n).
-/// Each element of more than 256 bytes has an allocation of its own.
+/// Copies share the elements until one of them is written. Prefer `RingArray` if the length is bounded, and
+/// `std::queue` if no single operation may take O(n). After a long queue, the memory of both stacks is kept until the
+/// stacks change their places again with less than half as many elements.
+///
+/// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1).
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -33,6 +32,7 @@ namespace Tessaly::inline v1 {
 ///     while (auto next = pending.dequeue()) run(*next);
 template <std::move_constructible Element>
 class FIFOStack {
+  using Stack = detail::SharedRun<Element>;
   static constexpr bool isCopyable = std::copy_constructible<Element>;
 
  public:
@@ -74,99 +74,84 @@ class FIFOStack {
   }
   void enqueue(Element&& element) { push(std::move(element)); }
 
-  /// Adds the elements of a range, or of a list in braces, behind all others in the same order. If reading the range
-  /// throws, the queue keeps the elements that were read before.
+  /// Adds the elements of a range, or of a list in braces, in its order, behind all others. If reading the range
+  /// throws, the elements that were read before are in the queue.
   template <std::ranges::input_range Elements = std::initializer_list<Element>>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>
   void enqueueContentsOf(Elements&& elements) {
     for (auto&& element : elements) push(std::forward<decltype(element)>(element));
   }
 
-  /// Removes and returns the element that was added first. Returns nothing if the queue is empty. Amortised O(1); O(n)
-  /// if the left stack is empty.
+  /// Removes and returns the element that was added first. Absent if the queue is empty. O(1), or O(n) while the
+  /// elements are shared.
   std::optional<Element> dequeue() {
-    if (!left_.hasTop() && !makeTop()) [[unlikely]]
-      return std::nullopt;
-    std::optional<Element> first(std::move(valueOf(left_.top())));
-    left_.pop();
+    if (!left_.hasFirst()) [[unlikely]] {
+      if (isEmpty()) return std::nullopt;
+      prepareLeft();
+    }
+    std::optional<Element> first(std::move(left_.first()));
+    left_.popFirst();
     return first;
   }
 
   /// Whether the queue is empty. O(1).
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
-  /// Empties the queue and returns the elements **as they are stored**: the left stack, then the right one. The last
-  /// element of the left stack would have left the queue next. So the result has the queue's order only if the left
-  /// stack holds at most one element.
+  /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, whose last
+  /// element would have left next, and behind it the right one. That is the order of the queue only if the left stack
+  /// holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());
     left_.makeUnshared();
     right_.makeUnshared();
-    for (Stack* stack : {&left_, &right_}) {
-      for (Slot& slot : *stack) all.push_back(std::move_if_noexcept(valueOf(slot)));
-    }
+    for (Element* next = left_.end(); next != left_.begin();) all.push_back(std::move_if_noexcept(*--next));
+    for (Element& element : right_) all.push_back(std::move_if_noexcept(element));
     *this = FIFOStack();
     return all;
   }
 
  private:
-  /// Large elements have an allocation of their own, because stacks move their elements when they grow and when they
-  /// are reversed.
-  static constexpr bool isLarge = sizeof(Element) > 256;
-  using Slot = std::conditional_t<isLarge, detail::Boxed<Element>, Element>;
-  using Stack = detail::SharedStack<Slot>;
-
-  static Element& valueOf(Slot& slot) noexcept {
-    if constexpr (isLarge) {
-      return slot.value();
-    } else {
-      return slot;
-    }
-  }
-
   template <typename Value>
   void push(Value&& value) {
     if (!right_.hasRoom()) [[unlikely]]
-      right_.makeRoom(leastCapacity());
+      makeRoom();
     right_.push(std::forward<Value>(value));
   }
 
-  /// Ensures that the left stack has an element if the queue has one.
-  [[gnu::noinline]] bool makeTop() {
-    if (isEmpty()) return false;
-    if (left_.isEmpty()) flip();
-    left_.makeUnshared();
-    return true;
+  /// Ensures that the right stack has room, and shares nothing.
+  [[gnu::noinline]] void makeRoom() {
+    // An empty queue goes on in the memory that the left stack used last, which is still in the processor's caches.
+    if (isEmpty() && !isSmall(left_) && right_.capacity() < left_.capacity()) {
+      rewindOrRelease(left_);
+      left_.swap(right_);
+    }
+    // Otherwise the right stack becomes about as high as the left one was.
+    if (!right_.hasRoom()) right_.makeRoom(std::max(left_.capacity(), std::size_t{4}));
   }
 
-  /// Fills the empty left stack with the elements of the right one, the last one first. If a copy throws, the queue
-  /// stays as it was.
-  void flip() {
-    const std::size_t count = right_.count();
-    if (left_.isShared() || left_.capacity() < count || !isWorthKeeping(left_, count)) {
-      left_ = Stack();
-      left_.makeRoom(count);
-    }
-    const bool areShared = right_.isShared();
-    left_.pushAll(std::make_reverse_iterator(right_.end()), std::make_reverse_iterator(right_.begin()), areShared);
-    if (!areShared && isWorthKeeping(right_, 0)) {
-      right_.clear();
+  /// Ensures that the left stack has an element, and shares none. The queue must not be empty.
+  [[gnu::noinline]] void prepareLeft() {
+    if (!left_.isEmpty()) return left_.makeUnshared();
+    right_.makeUnshared();
+    rewindOrRelease(left_);
+    left_.swap(right_);
+  }
+
+  /// Small memory is always kept, in both stacks. Otherwise a queue that holds a few elements at a time would allocate
+  /// for each.
+  static bool isSmall(const Stack& stack) noexcept { return stack.capacity() * sizeof(Element) <= 4'096; }
+  static void rewindOrRelease(Stack& empty) noexcept {
+    const bool isWorthKeeping = isSmall(empty) || empty.capacity() / 2 <= empty.usedCapacity();
+    if (isWorthKeeping && !empty.isShared()) {
+      empty.rewind();
     } else {
-      right_ = Stack();
+      empty = Stack();
     }
   }
 
-  /// An empty stack keeps memory up to this size. Otherwise a queue with few elements at a time would allocate for each
-  /// element.
-  static constexpr std::size_t keptBytes = 4'096;
-  static bool isWorthKeeping(const Stack& stack, std::size_t neededCount) noexcept {
-    return stack.capacity() * sizeof(Slot) <= keptBytes || stack.capacity() / 2 <= neededCount;
-  }
-  /// The minimum capacity of a new right stack. It will probably become as high as the previous right stack, which is
-  /// now the left one.
-  [[nodiscard]] std::size_t leastCapacity() const noexcept { return std::max(left_.capacity(), std::size_t{4}); }
-
+  /// The stacks keep their elements in the order in which they came. So the elements of one stack become those of the
+  /// other without being moved, and the top of the left stack is its first element.
   Stack left_;
   Stack right_;
 };

@@ -244,7 +244,7 @@ TEST(FIFOStack, ThrowingCopyLeavesBothOwnersUnchanged) {
   }
 }
 
-TEST(FIFOStack, FreesTheMemoryOfALongRightStack) {
+TEST(FIFOStack, RightStackBeginsAsLargeAsTheLeftOne) {
   FIFOStack<std::int64_t> queue;
   for (int i = 0; i < 1'000; ++i) queue.enqueue(i);
   queue.dequeue();
@@ -253,6 +253,22 @@ TEST(FIFOStack, FreesTheMemoryOfALongRightStack) {
               for (int i = 0; i < 500; ++i) queue.enqueue(i);
             }),
             0);
+}
+
+TEST(FIFOStack, KeepsMemoryOfRepeatedBatches) {
+  FIFOStack<std::int64_t> queue;
+  const auto pass = [&](int count) {
+    for (int i = 0; i < count; ++i) queue.enqueue(i);
+    for (int i = 0; i < count; ++i) queue.dequeue();
+  };
+  pass(1'000);
+  EXPECT_EQ(Tests::allocationsOf([&] {
+              for (int i = 0; i < 10; ++i) pass(1'000);
+            }),
+            0);
+  // A small batch shows that the memory is too large. It is freed when the next batch begins.
+  pass(10);
+  EXPECT_GT(Tests::allocationsOf([&] { pass(1'000); }), 0);
 }
 
 TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {
@@ -268,18 +284,20 @@ TEST(FIFOStack, KeepsEveryElementWhenAMoveThrows) {
     }
     int number;
   };
-  for (int step = 1; step <= 3; ++step) {
+  for (int step = 1; step <= 5; ++step) {
     FIFOStack<Reluctant> queue;
-    for (int i = 0; i < 3; ++i) queue.enqueue(Reluctant(i));
+    for (int i = 0; i < 4; ++i) queue.enqueue(Reluctant(i));
     Reluctant::countdown() = step;
+    EXPECT_THROW(queue.enqueue(Reluctant(4)), std::runtime_error);  // The stack grows, and then takes the element.
+    Reluctant::countdown() = 1;
     EXPECT_THROW(queue.dequeue(), std::runtime_error);
     Reluctant::countdown() = 0;
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(queue.dequeue()->number, i);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(queue.dequeue()->number, i);
     EXPECT_TRUE(queue.isEmpty());
   }
 }
 
-TEST(FIFOStack, DoesNotMoveLargeElements) {
+TEST(FIFOStack, MovesElementsOnlyWhenAStackGrows) {
   struct Large {
     explicit Large(int number) : number(number) {}
     Large(const Large&) = default;
@@ -294,7 +312,12 @@ TEST(FIFOStack, DoesNotMoveLargeElements) {
   };
   FIFOStack<Large> queue;
   for (int i = 0; i < 100; ++i) queue.enqueue(Large(i));
-  EXPECT_LE(Large::moves(), 200);
+  // Each enters by one move. Stacks of 4, 8, 16, 32 and 64 elements grew.
+  EXPECT_EQ(Large::moves(), 100 + 124);
+  EXPECT_EQ(queue.dequeue()->number, 0);
+  EXPECT_LE(Large::moves(), 100 + 124 + 2);
+  queue = FIFOStack<Large>();
+  for (int i = 0; i < 100; ++i) queue.enqueue(Large(i));
   FIFOStack<Large> copy = queue;
   for (int i = 0; i < 50; ++i) EXPECT_EQ(queue.dequeue()->number, i);
   EXPECT_EQ(copy.dequeue()->number, 0);
