@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// How to ask a value that can be absent whether it is; see `AnyOptional`.
+/// Says how to test whether a value is absent; see `AnyOptional`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -22,7 +22,7 @@ struct AnyOptionalTraits<std::optional<Wrapped>> {
   [[nodiscard]] static constexpr bool isNil(const std::optional<Wrapped>& value) noexcept { return !value.has_value(); }
 };
 
-/// A value that can be absent, whatever its type: `std::optional`, and what a host gives `AnyOptionalTraits`.
+/// A type whose values can be absent: `std::optional`, and types of a host with `AnyOptionalTraits`.
 template <typename Value>
 concept AnyOptional = requires(const Value& value) {
   { AnyOptionalTraits<Value>::isNil(value) } -> std::same_as<bool>;

@@ -174,8 +174,8 @@ class Default {
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   void setValue(const Pointer& newValue) = delete;
-  /// Lets the body change the value, and stores it, also if the body throws. Returns what the body returned. Another
-  /// writer's change meanwhile is overwritten.
+  /// Calls the body to change the value, and stores the value, also if the body throws. Returns the body's result.
+  /// Overwrites a change that another writer makes meanwhile.
   template <typename Body>
   auto modifyValue(Body&& body) -> std::invoke_result_t<Body, Value&> {
     return Modification{backing_->value(), [this](const Value& value) { setValue(value); }}.apply(
@@ -188,7 +188,7 @@ class Default {
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   static void setValue(const Key& key, const Pointer& newValue) = delete;
-  /// Lets the body change the value, and stores it, also if the body throws.
+  /// Calls the body to change the value, and stores the value, also if the body throws.
   template <typename Body>
   static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
     return Modification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
@@ -216,7 +216,7 @@ class Default {
   }
 
  private:
-  /// Writes a value back when it goes.
+  /// Writes a value back at the end of a scope.
   template <typename WriteBack>
   struct Modification {
     Modification(Value initial, WriteBack writer) : value(std::move(initial)), writeBack(std::move(writer)) {}
@@ -245,7 +245,7 @@ class Default {
     return result ? *std::move(result) : key.defaultValue();
   }
   static void write(UserDefaults& store, const Key& key, const Value& newValue);
-  /// What a stored object, or null, is as a stored value.
+  /// The stored value of a stored object, or of null.
   static std::optional<StoredValue> converted(const PropertyList* object) {
     return UserDefaultsValueTraits<StoredValue>::value(object);
   }
@@ -275,7 +275,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
     backing->storage_->addObserver(backing, backing->key_.name(), KeyValueObservingOptions::newValue, nullptr);
     return backing;
   }
-  /// Stops the process: there is none without a key.
+  /// Stops the process, because an object without a key is impossible.
   [[noreturn]] static std::shared_ptr<Backing> make() noexcept { detail::stopMakingABacking(); }
 
   Backing(Private, Key key, std::shared_ptr<UserDefaults> storage)
@@ -308,7 +308,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
   ObservationRegistrar observationRegistrar_;
 };
 
-/// Hands the changes of one setting to a handler, in their stored form. Made by `Default::observe`.
+/// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
 ///
 /// Registered as "Tessaly.ValueObserver"; making it by that name stops the process.
 ///
@@ -330,7 +330,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     detail::registerSettingClasses();
     return std::make_shared<ValueObserver>(Private(), std::move(userDefault), std::move(key));
   }
-  /// Stops the process: there is none without a key.
+  /// Stops the process, because an object without a key is impossible.
   [[noreturn]] static std::shared_ptr<ValueObserver> make() noexcept { detail::stopMakingAValueObserver(); }
 
   ValueObserver(Private, std::shared_ptr<UserDefaults> userDefault, Key key)

@@ -12,8 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The natural empty value of a type; see `Defaultable`. A type of a host's own may have a static `defaultValue()`
-/// instead.
+/// The natural empty value of a type; see `Defaultable`. A type of a host may have a static `defaultValue()` instead.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -28,7 +27,7 @@ concept HasDefaultValue = requires {
   { Value::defaultValue() } -> std::same_as<Value>;
 };
 
-/// A collection any part of which can be replaced by other elements.
+/// A collection with replaceable parts.
 template <typename Value>
 concept RangeReplaceable = std::ranges::forward_range<Value> && std::default_initializable<Value> &&
                            requires(Value& collection, std::ranges::iterator_t<const Value> position) {
@@ -70,8 +69,8 @@ struct DefaultableTraits<Data> {
   [[nodiscard]] static Data defaultValue() noexcept { return {}; }
 };
 
-/// A type that has a natural empty value: the absent optional, the empty collection, and what a host's type says
-/// itself. Numbers have none: which one would be natural depends on their use.
+/// A type with a natural empty value: the absent optional, the empty collection, and the value that a host's type
+/// gives. Numbers have none, because the natural one depends on their use.
 template <typename Value>
 concept Defaultable = requires {
   { DefaultableTraits<Value>::defaultValue() } -> std::same_as<Value>;

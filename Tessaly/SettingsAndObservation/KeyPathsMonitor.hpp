@@ -26,14 +26,14 @@ namespace detail {
 class StoredPropertyHook;
 }  // namespace detail
 
-/// Reacts when chosen properties of chosen objects change: by a function that runs at once, or by a task of which a
-/// later change makes the earlier one superfluous.
+/// Reacts to changes of chosen properties of objects: by a function that runs at once, or by a task, which a later
+/// change cancels and replaces.
 ///
-/// The objects (see `Monitorable`) hold their monitors weakly and tell them of each change; whoever wants to be told
-/// keeps the monitor. Usually it is made by `monitor` of an object. Prefer `observe` for the old and new value of one
-/// property, and `withContinuousObservation` for a value computed from several.
+/// The objects (see `Monitorable`) hold their monitors weakly and notify them of each change. The host owns the
+/// monitor. Usually `monitor` of an object makes it. Prefer `observe` for the old and new value of one property, and
+/// `withContinuousObservation` for a value computed from several.
 ///
-/// Held by `std::shared_ptr`, equal to itself only.
+/// A `std::shared_ptr` owns it. It equals only itself.
 ///
 /// Thread contract: thread-compatible: changes are reported, and key paths added, by one thread or isolation at a time.
 /// It may be released on any thread, also while a change is being delivered; it then ends after that.
@@ -45,17 +45,17 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   struct Private {};
 
  public:
-  /// What a monitor does about a change.
+  /// The reaction of a monitor to a change.
   class OnChange {
    public:
     using Synchronous = std::function<void()>;
     using Asynchronous = std::function<Async<void>()>;
 
-    /// Calls the function on the thread that reports the change. A throw stops the process.
+    /// Calls the function on the thread that reports the change. An exception stops the process.
     [[nodiscard]] static OnChange synchronous(Synchronous callback) { return OnChange(std::move(callback)); }
-    /// Starts a task that runs the function, and cancels the one of the change before. The task inherits the priority,
-    /// the task-locals and the isolation of who reports the change. A `CancellationError` ends it in silence; any other
-    /// throw stops the process.
+    /// Starts a task that runs the function, and cancels the task of the previous change. The task inherits the
+    /// priority, the task-locals and the isolation of the reporting code. A `CancellationError` ends the task silently.
+    /// Any other exception stops the process.
     [[nodiscard]] static OnChange asynchronous(Asynchronous callback) {
       return OnChange(std::make_shared<const Asynchronous>(std::move(callback)));
     }
@@ -69,7 +69,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     std::variant<Synchronous, Shared> callback_;
   };
 
-  /// Which object a watched key path belongs to; holds it weakly.
+  /// The object of a watched key path, held weakly.
   class WeakRoot {
    public:
     template <Monitorable Root>
@@ -80,7 +80,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
             static_cast<Root*>(object)->removeMonitor(monitor);
           }) {}
 
-    /// The object; null once it is gone.
+    /// The object, or null after its end.
     [[nodiscard]] std::shared_ptr<void> root() const noexcept { return root_.lock(); }
 
    private:
@@ -91,7 +91,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     void (*removeMonitor_)(void* object, const KeyPathsMonitor& monitor);
   };
 
-  /// A monitor held weakly. All that are gone are equal.
+  /// A monitor held weakly. All ended monitors are equal.
   struct Weak {
     std::weak_ptr<KeyPathsMonitor> monitor;
 
@@ -101,8 +101,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
 
   /// The monitors of an object, which every `Monitorable` holds. A copy has monitors of its own and shares the lock.
   ///
-  /// Monitors are called outside the lock and may insert and remove there. What is gone counts as an element until it
-  /// is removed, which a monitor sees to for the objects that were added to it.
+  /// Monitors are called outside the lock and may insert and remove monitors. An ended monitor counts as an element
+  /// until it is removed. A monitor's destructor removes it from the objects that were added to it.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -116,13 +116,13 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     Locked& operator=(const Locked& other);
     ~Locked() = default;
 
-    /// Once, however often it is inserted.
+    /// Inserts a monitor. A second insertion does nothing.
     void insert(const std::shared_ptr<KeyPathsMonitor>& monitor);
-    /// Nothing happens if it is not there.
+    /// Removes a monitor, if it is in the set.
     void remove(const KeyPathsMonitor& monitor);
     [[nodiscard]] bool isEmpty() const;
 
-    /// Tells every monitor that is there of a change, in no particular order. To be called after the property was set.
+    /// Notifies every monitor of a change, in no particular order. Call it after the property was set.
     template <typename Root>
     void didSet(const AnyKeyPath& keyPath, const Root& root) const {
       tell(keyPath, detail::objectIdentity(root));
@@ -135,7 +135,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
    private:
     friend detail::StoredPropertyHook;
 
-    /// A snapshot shares it. An insertion or removal meanwhile writes a copy.
+    /// A snapshot shares the set. An insertion or removal meanwhile changes a copy.
     using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;
 
     void tell(const AnyKeyPath& keyPath, const void* root) const;
@@ -151,8 +151,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   KeyPathsMonitor(Private, OnChange onChange);
   KeyPathsMonitor(const KeyPathsMonitor&) = delete;
   KeyPathsMonitor& operator=(const KeyPathsMonitor&) = delete;
-  /// Asks every object that was added, and is there yet, to remove this monitor, once for each key path. A task that is
-  /// running goes on.
+  /// Asks every added object that still exists to remove this monitor, once for each key path. A running task
+  /// continues.
   ~KeyPathsMonitor();
 
   [[nodiscard]] static std::shared_ptr<KeyPathsMonitor> make(OnChange onChange) {
@@ -162,20 +162,20 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// A random identifier of its own.
   [[nodiscard]] const UUID& id() const noexcept { return id_; }
 
-  /// Watches a key path on an object, in place of the object watched under it before. The object must also have the
-  /// monitor inserted to tell it of changes.
+  /// Watches a key path on an object. This object replaces the former one of the key path. The monitor must also be
+  /// inserted into the object.
   template <Monitorable Object, typename Root, typename Value>
     requires std::derived_from<Object, Root>
   void add(const std::shared_ptr<Object>& root, const KeyPath<Root, Value>& keyPath) {
     keyPathToMonitorable_.insert_or_assign(keyPath, WeakRoot(root));
   }
 
-  /// Has a function called whenever a change of the key path is reported, on whatever object, in place of the one given
-  /// before, and calls it at once for the first time.
+  /// Sets the function that is called at each reported change of the key path on any object, and calls it once
+  /// immediately. It replaces the former function.
   void monitoring(const AnyKeyPath& keyPath, Update update);
 
-  /// Takes the report of a change: calls the key path's update function, and then, if the key path is watched on this
-  /// very object, does what the monitor does about a change.
+  /// Receives the report of a change. Calls the key path's update function. Then, if the key path is watched on this
+  /// object, performs the monitor's reaction.
   template <typename Root>
   void didSet(const AnyKeyPath& keyPath, const Root& root) {
     report(keyPath, detail::objectIdentity(root));
@@ -185,7 +185,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     didSet(keyPath, *root);
   }
 
-  /// Appends the monitor to an array, which keeps it from then on.
+  /// Appends the monitor to an array, which owns it from then on.
   void store(std::vector<std::shared_ptr<KeyPathsMonitor>>& monitors);
 
   /// The task of the last change that an asynchronous handler was started for.

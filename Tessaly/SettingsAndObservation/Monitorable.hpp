@@ -12,27 +12,27 @@ namespace Tessaly::inline v1 {
 
 class KeyPathsMonitor;
 
-/// A class whose objects, held by `std::shared_ptr`, can be watched by a `KeyPathsMonitor`.
+/// A class whose objects a `KeyPathsMonitor` can watch. A `std::shared_ptr` owns each object.
 ///
-/// Derive from `MonitorableObject`, which does all of it. A class that keeps its monitors itself has
+/// Derive from `MonitorableObject`, which has all of the following. A class that stores its monitors itself has
 ///
 /// - a `KeyPathsMonitor::Locked`, which every change hook tells of the change: `monitors.didSet(keyPath, *this)`;
 /// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
-/// - `removeMonitor(monitor)`, by which an ending monitor is taken out;
+/// - `removeMonitor(monitor)`, which removes an ending monitor;
 /// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls its `add(root, keyPath)` for each listed
 ///   property and connects the computed ones by `monitorComputed`;
 /// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
 ///
-/// The last two are asked for by `monitor` only. The members in the list are pointers to the object's own members, or
-/// to those of `MonitoredKeyPaths`, as the class likes.
+/// Only `monitor` needs the last two. The members in the list are pointers to the object's own members, or to those of
+/// `MonitoredKeyPaths`.
 template <typename Root>
 concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
   typename Root::MonitoredKeyPaths;
   root.removeMonitor(monitor);
 };
 
-/// Connects a computed property of an object with a monitor: by the class's own member of that name if it has one, else
-/// not at all.
+/// Connects a computed property of an object with a monitor, by the class's own member of that name. Does nothing
+/// without such a member.
 template <Monitorable Root, typename Base, typename Value>
 void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std::shared_ptr<KeyPathsMonitor>& into) {
   if constexpr (requires { root.monitorComputed(keyPath, into); }) root.monitorComputed(keyPath, into);
@@ -40,7 +40,7 @@ void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std:
 
 namespace detail {
 
-/// What makes an object the very same: its address, that of the whole object where that can be told.
+/// The identity of an object: its address, or that of the whole object if it is known.
 template <typename T>
 [[nodiscard]] const void* objectIdentity(const T& object) noexcept {
   if constexpr (std::is_polymorphic_v<T>) {

@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// What the handler of `monitor` needs: the object, which it keeps alive, and whom to give the values to, where.
+/// The state of a handler of `monitor`: the object, which it keeps alive, the callback, and the isolation.
 template <typename Root, typename Callback, typename Properties>
 struct MonitorDelivery {
   std::shared_ptr<Root> root;
@@ -46,12 +46,12 @@ struct MonitorDelivery {
 
 }  // namespace detail
 
-/// Calls the function with the present values of the listed properties, in their order, after each change of any of
-/// them, in a task that goes on in the given isolation; a later change cancels the task of an earlier one. It returns
-/// an `Async` or is an ordinary function. This goes on while somebody keeps the monitor that is returned, which keeps
-/// the object.
+/// Calls the function with the current values of the listed properties, in their order, after each change of any of
+/// them. The call is in a task in the given isolation. A later change cancels the task of an earlier one. The function
+/// is an ordinary function, or returns an `Async`. The calls end when the returned monitor is destroyed. The monitor
+/// keeps the object alive.
 ///
-/// Thread contract: as the object's.
+/// Thread contract: that of the object.
 template <auto... Members, Monitorable Root, typename Callback>
 [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
     const std::shared_ptr<Root>& root, Isolation isolation, Callback onChange) {
@@ -71,7 +71,7 @@ template <auto... Members, Monitorable Root, typename Callback>
 }
 
 /// The base of objects whose properties can be monitored by key path. The properties are `Property` members, or member
-/// functions that compute from such; nothing else has to be declared.
+/// functions that compute from them. No further declaration is needed.
 ///
 ///     class Song : public MonitorableObject {
 ///      public:
@@ -83,20 +83,20 @@ template <auto... Members, Monitorable Root, typename Callback>
 ///     auto monitor = song->monitor<&Song::label, &Song::year>([](std::string label, int year) { show(label, year); });
 ///     song->title = "Blue";
 ///
-/// A property is followed from when it is first monitored until the object's last monitor is gone; what nobody monitors
-/// costs nothing. The base is one pointer beside those of `Object`.
+/// A property is observed from its first monitoring to the end of the object's last monitor. Properties without
+/// monitors cost nothing. The base adds one pointer to `Object`.
 ///
 /// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way, and
 /// a `MonitoredKeyPaths` of its own to list properties by the names of its members.
 ///
-/// Thread contract: thread-compatible, as its properties are. Monitors may end on any thread.
+/// Thread contract: thread-compatible, like its properties. Monitors may end on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {
  public:
   struct MonitoredKeyPaths {};
 
   ~MonitorableObject() override;
 
-  /// See the function of this name.
+  /// See the free function of this name.
   template <auto... Members, typename Self, typename Callback>
   [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
       this Self& self, Callback onChange) {
@@ -108,10 +108,10 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     return Tessaly::monitor<Members...>(self.template sharedSelf<Self>(), std::move(isolation), std::move(onChange));
   }
 
-  /// The monitors that are told of changes.
+  /// The monitors that are notified of changes.
   [[nodiscard]] KeyPathsMonitor::Locked& monitors() { return monitoring().monitors; }
 
-  /// Has the listed properties watched by a monitor.
+  /// Makes a monitor watch the listed properties.
   template <auto... Members, typename Self>
   void registerMonitor(this Self& self, const std::shared_ptr<KeyPathsMonitor>& monitor) {
     self.monitors().insert(monitor);
@@ -122,10 +122,10 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   [[nodiscard]] auto monitoredProperties(this const Self& self) {
     return std::tuple(self.template monitoredProperty<Members, Self>()...);
   }
-  /// Takes a monitor out.
+  /// Removes a monitor.
   void removeMonitor(const KeyPathsMonitor& monitor);
 
-  /// Has a computed property follow what it reads.
+  /// Makes a computed property observe the properties that it reads.
   template <typename Self, typename Root, typename Value>
   void monitorComputed(this Self& self, const KeyPath<Root, Value>& keyPath,
                        const std::shared_ptr<KeyPathsMonitor>& into) {
@@ -183,7 +183,7 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     if (isFollowing(keyPath)) return;
     const std::shared_ptr<Self> self = sharedSelf<Self>();
     detail::PropertyHook hook;
-    // It starts before it is kept, so that a thread that finds a hook is notified of its own changes.
+    // The hook starts before it is stored, so that a thread that finds a hook is notified of its own changes.
     if (keyPath.isComputed()) {
       auto* const made = new ComputedHook<Self, Root, Value>(self, keyPath);
       hook = detail::PropertyHook::adopt(made);
@@ -206,7 +206,7 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   }
   detail::Monitoring& makeMonitoring();
   [[nodiscard]] bool isFollowing(const AnyKeyPath& keyPath);
-  /// False if there is one for the key path.
+  /// Stores a hook. Returns false if the key path has one already.
   [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const detail::PropertyHook& hook);
 
   std::atomic<detail::Monitoring*> monitoring_{nullptr};

@@ -6,8 +6,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A property of a `Monitorable` object that can be monitored: where it is, and whether it is computed rather than
-/// stored, so that no change hook of its own reports it.
+/// A property of a `Monitorable` object that can be monitored: its key path, and whether it is computed. A computed
+/// property has no change hook of its own.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// How a value is boxed into an `NSNumber` and taken out of one; see `NSNumberTransformable`.
+/// The conversion of a type to and from `NSNumber`; see `NSNumberTransformable`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -19,7 +19,7 @@ struct NSNumberTransformableTraits;
 
 namespace detail {
 
-/// `unbox` takes the value out of a number that may be of another kind.
+/// A conversion by `unbox`, which also converts numbers of other kinds.
 template <typename Value, Value (NSNumber::*unbox)() const noexcept>
 struct NumberTransformation {
   [[nodiscard]] static constexpr NSNumber nsNumber(Value value) noexcept { return NSNumber(value); }
@@ -38,15 +38,15 @@ struct NSNumberTransformableTraits<float> : detail::NumberTransformation<float, 
 template <>
 struct NSNumberTransformableTraits<double> : detail::NumberTransformation<double, &NSNumber::doubleValue> {};
 
-/// A number that can be boxed and taken out of a box, which never fails: integers of 64 and 16 bits, and reals of
-/// either precision. Taking out cuts and wraps as `NSNumber` says.
+/// A number type that converts to and from `NSNumber`: integers of 64 and 16 bits, and reals of either precision. The
+/// conversion never fails. It truncates and wraps like `NSNumber`.
 template <typename Value>
 concept NSNumberTransformable = requires(const Value& value, const NSNumber& number) {
   { NSNumberTransformableTraits<Value>::nsNumber(value) } -> std::same_as<NSNumber>;
   { NSNumberTransformableTraits<Value>::from(number) } -> std::same_as<Value>;
 };
 
-/// The value boxed.
+/// The value as an `NSNumber`.
 template <NSNumberTransformable Value>
 [[nodiscard]] constexpr NSNumber nsNumber(const Value& value) noexcept {
   return NSNumberTransformableTraits<Value>::nsNumber(value);

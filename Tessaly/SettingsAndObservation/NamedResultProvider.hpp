@@ -9,13 +9,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Marks a type of result that is meant for a `NamedResultProvider`: derive from it. It asks for nothing.
+/// A base that marks a result type for a `NamedResultProvider`. It has no requirements.
 struct NamedResult {};
 
-/// A declared place from which a value is obtained that lives in a box which all copies of the provider share.
+/// A declared source of a value. All copies of the provider share one box with the value.
 ///
-/// For a value of each copy's own, see `PartialResultProvider`. The nearest standard facility is
-/// `std::shared_ptr<const Value>`.
+/// `PartialResultProvider` gives each copy a value of its own. The nearest standard facility is `std::shared_ptr<const
+/// Value>`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -39,13 +39,13 @@ class NamedResultProvider {
 
   explicit NamedResultProvider(Value result) : storage_(std::make_shared<Storage_>(std::move(result))) {}
 
-  // No move: what would be left could give nothing.
+  // There is no move, because a moved-from provider could not give a value.
   NamedResultProvider(const NamedResultProvider&) = default;
   NamedResultProvider& operator=(const NamedResultProvider&) = default;
 
   /// A copy of the value.
   [[nodiscard]] Value wrappedValue() const { return storage_->result(); }
-  /// The provider itself, to be handed on in the value's place.
+  /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const NamedResultProvider& projectedValue() const noexcept { return *this; }
 
   /// The box that this provider and its copies share.

@@ -21,10 +21,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// Owns a continuous observation: it goes on until this is cancelled or destroyed. Made by `withContinuousObservation`.
+/// Owns a continuous observation, which lasts until the token is cancelled or destroyed. `withContinuousObservation`
+/// makes it.
 ///
-/// No pass begins afterwards, and what the callbacks captured is released at once. A pass that is under way on another
-/// thread is not waited for; it ends in order, and releases it then.
+/// No pass begins afterwards, and the captures of the callbacks are released at once. The token does not wait for a
+/// pass on another thread. That pass ends normally, and then releases the captures.
 ///
 /// Stops the process: use after a move.
 ///
@@ -41,17 +42,17 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   ObservationToken& operator=(ObservationToken&& other) noexcept;
   ~ObservationToken();
 
-  /// Ends the observation before its next pass. Idempotent.
+  /// Ends the observation before its next pass. Later calls do nothing.
   void cancel() noexcept;
 
   /// Moves the token to the end of the array, which owns it from then on.
   void store(std::vector<ObservationToken>& tokens);
 
-  /// Whether the callback that asks runs in the first pass, before `withContinuousObservation` has returned. False
-  /// outside of any.
+  /// Whether the calling callback runs in the first pass, before `withContinuousObservation` has returned. False
+  /// outside of any callback.
   [[nodiscard]] static bool isFirst() noexcept;
 
-  /// The task-local value behind `isFirst()`, for who binds it himself.
+  /// The task-local value of `isFirst()`, for hosts that bind it.
   static const TaskLocal<bool> isFirstBinding;
 
   /// For the library: use `withContinuousObservation`.
@@ -73,12 +74,12 @@ struct PresentValue<std::optional<T>> {
   using Type = T;
 };
 
-/// The callback of who does not want to hear of absent values.
+/// The callback that ignores absent values.
 struct IgnoresAbsence {
   void operator()(const auto&) const noexcept {}
 };
 
-/// What the passes of a continuous observation share.
+/// The state that the passes of a continuous observation share.
 template <typename Apply, typename OnChange, typename OnChangeNil>
 class ContinuousObservation {
  public:
@@ -123,18 +124,19 @@ class ContinuousObservation {
 
 }  // namespace detail
 
-/// Evaluates `apply` now and again after each change of an observable property that it read, and hands on what it gave,
-/// until the returned token ends.
+/// Calls `apply` now, and again after each change of an observable property that it read. Passes each result to the
+/// callbacks. Ends with the returned token.
 ///
-/// `apply` returns an optional value (or a plain one, which counts as present). `onChange` is called with a value that
-/// is there, and then, in every case, `onChangeNil` with the optional. The first pass runs before this returns, on the
-/// caller's thread; each further one in a high-priority task of its own, in the given isolation, by default the
-/// caller's. Several changes before a pass has read again make one pass. Without an isolation passes may overlap.
+/// `apply` returns an optional value (or a plain one, which counts as present). `onChange` is called with a present
+/// value. Then, in every case, `onChangeNil` is called with the optional. The first pass runs on the caller's thread
+/// before this returns. Each further pass runs in a high-priority task of its own, in the given isolation, by default
+/// the caller's. Several changes before the next read cause one pass. Without an isolation passes may overlap.
 ///
-/// The end of an observed object is a change, too: hold what `apply` reads, or look whether it is there yet.
+/// The end of an observed object is a change too. So `apply` must own the objects that it reads, or check whether they
+/// still exist.
 ///
-/// What `apply` throws in the first pass reaches the caller; any other throw stops the process. For the values as a
-/// sequence, use `Observations`.
+/// An exception of `apply` in the first pass reaches the caller. Any other exception stops the process. For the values
+/// as a sequence, use `Observations`.
 ///
 /// Thread contract: thread-safe.
 template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>

@@ -9,10 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared place from which a value is obtained that was given beforehand.
+/// A declared source of a value that was given at its construction.
 ///
 /// Copies hold independent values. To share one, see `NamedResultProvider`; to compute it, `ResultProvider`. The
-/// nearest standard facility is a const member, which cannot be handed on as a place.
+/// nearest standard facility is a const member, which cannot be passed on as a source.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -31,7 +31,7 @@ class PartialResultProvider {
 
   /// A copy of the value.
   [[nodiscard]] Value wrappedValue() const { return defaultValue_; }
-  /// The provider itself, to be handed on in the value's place.
+  /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const PartialResultProvider& projectedValue() const noexcept { return *this; }
 
  private:

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 
 /// The cases of an enumeration, each with the text that it is stored as. Made by `textRawValues`.
 ///
-/// Thread contract: thread-safe. Looking a case up compares with each.
+/// Thread contract: thread-safe. A search compares with each case.
 ///
 ///     constexpr auto table = textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
 ///     std::optional<Theme> dark = table.value("dark");
@@ -61,7 +61,7 @@ class TextRawValues {
 
 /// The cases of an enumeration that is stored as its integers. Made by `integerRawValues`.
 ///
-/// Thread contract: thread-safe. Looking a case up compares with each.
+/// Thread contract: thread-safe. A search compares with each case.
 ///
 ///     constexpr auto table = integerRawValues(Quality::draft, Quality::best);
 ///     std::optional<Quality> none = table.value(7);

@@ -12,11 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared place from which a value is obtained that is computed anew at every reading.
+/// A declared source of a value that is computed at every read.
 ///
-/// The function must be safe to call from any thread. Copies share it, captured state included. For a value that is
-/// there already, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is the
-/// `std::function` itself, which has no name for what it provides.
+/// The function must be safe to call from any thread. Copies share it, captured state included. For an existing value,
+/// see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is the `std::function` itself,
+/// which has no name for what it provides.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -36,13 +36,13 @@ class ResultProvider {
   explicit ResultProvider(Function defaultValue)
       : defaultValue_(std::make_shared<std::function<Value()>>(std::move(defaultValue))) {}
 
-  // No move: what would be left could give nothing.
+  // There is no move, because a moved-from provider could not give a value.
   ResultProvider(const ResultProvider&) = default;
   ResultProvider& operator=(const ResultProvider&) = default;
 
-  /// What the function gives now.
+  /// The present result of the function.
   [[nodiscard]] Value wrappedValue() const { return (*defaultValue_)(); }
-  /// The provider itself, to be handed on in the value's place.
+  /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const ResultProvider& projectedValue() const noexcept { return *this; }
 
  private:

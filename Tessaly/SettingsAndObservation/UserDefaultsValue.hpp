@@ -24,7 +24,8 @@ template <typename Value>
 struct NativeValue;
 }
 
-/// The mark of the kinds that the settings store holds as they are. Only the library makes one, so that set is closed.
+/// The mark of the kinds that the settings store holds directly. Only the library makes one, so the set of kinds is
+/// closed.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -36,7 +37,7 @@ class UserDefaultValueIdentification {
   constexpr UserDefaultValueIdentification() noexcept = default;
 };
 
-/// How a kind that the store holds becomes a stored object and is read from one; see `UserDefaultsValue`.
+/// The conversion of a kind to and from a stored object; see `UserDefaultsValue`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -46,15 +47,15 @@ class UserDefaultValueIdentification {
 template <typename Value>
 struct UserDefaultsValueTraits;
 
-/// A value that the settings store holds as it is: text, a boolean, an integer of 16, 32 or 64 bits with or without a
+/// A type that the settings store holds directly: text, a boolean, an integer of 16, 32 or 64 bits with or without a
 /// sign or of 8 bits without, a real of either precision, `Date`, `Data`; a vector of such values, a map of them by
 /// text, and an optional one.
 ///
-/// The set is closed: other types are stored by converting them, see `UserDefaultsValueTransformable`.
+/// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///
-/// Reading converts between the numeric kinds when nothing is lost: a stored 5.0 is the integer 5, a stored 1 is true;
-/// 5.5 is no integer, 2 is no boolean, and 300 fits no 8 bits. Texts are never taken for numbers. An array or a
-/// dictionary converts if all that is in it does. Nothing converts to an optional kind only.
+/// Reading converts between the numeric kinds if nothing is lost. A stored 5.0 is the integer 5, and a stored 1 is
+/// true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit 8 bits. Texts are never numbers. An array
+/// or a dictionary converts if all of its values do. Only an optional kind can be absent.
 template <typename Value>
 concept UserDefaultsValue = requires {
   { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;
@@ -70,7 +71,7 @@ struct NativeValue {
 template <typename Value, typename... Kinds>
 concept OneOf = (std::same_as<Value, Kinds> || ...);
 
-/// Without the 8 bits with a sign.
+/// Excludes the signed integer of 8 bits.
 template <typename Value>
 concept NativeNumber = OneOf<Value, bool, short, int, long, long long, unsigned char, unsigned short, unsigned,
                              unsigned long, unsigned long long, float, double>;
@@ -108,7 +109,7 @@ struct NativeDictionary : NativeValue<Map> {
 template <detail::NativeNumber Value>
 struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
   [[nodiscard]] static PropertyList object(Value value) noexcept { return NSNumber(value); }
-  /// Nothing for null, which is how all traits take the absence of an object.
+  /// Absent for null, which means an absent object in all traits.
   [[nodiscard]] static std::optional<Value> value(const PropertyList* object) noexcept {
     const auto number = object != nullptr ? object->number() : std::nullopt;
     return number ? number->exactly<Value>() : std::nullopt;
@@ -174,7 +175,7 @@ template <UserDefaultsValue Value, typename Hash, typename Equal, typename Alloc
 struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equal, Allocator>>
     : detail::NativeDictionary<std::unordered_map<std::string, Value, Hash, Equal, Allocator>> {};
 
-/// An absent value has no object: settings remove their entry instead, arrays and dictionaries leave it out.
+/// An absent value has no object. Settings remove their entry instead, and arrays and dictionaries omit it.
 template <UserDefaultsValue Wrapped>
 struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
   [[nodiscard]] static std::optional<PropertyList> object(std::optional<Wrapped> value) {

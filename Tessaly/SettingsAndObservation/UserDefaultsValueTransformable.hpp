@@ -16,9 +16,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// How a value becomes one that the settings store holds, and is made of one again; see
-/// `UserDefaultsValueTransformable`. For a class of a host's own that has the two conversions as members it follows
-/// from them; for any other type a host may specialise it.
+/// The conversion of a type to and from a type that the settings store holds; see `UserDefaultsValueTransformable`. A
+/// host's class may have the two conversions as members. For any other type a host may specialise this template.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -28,8 +27,8 @@ namespace Tessaly::inline v1 {
 template <typename Value>
 struct UserDefaultsValueTransformableTraits;
 
-/// A value that can be kept in the settings: one that the store holds as it is, an enumeration with `rawValues`, a
-/// `URL`, a vector, a map by text or an optional of such values, and a class with two conversions:
+/// A type whose values can be stored as settings: a type that the store holds directly, an enumeration with
+/// `rawValues`, a `URL`, a vector, a map by text or an optional of such values, and a class with two conversions:
 ///
 ///     struct Size {
 ///       using StoredValue = std::vector<double>;
@@ -43,8 +42,8 @@ struct UserDefaultsValueTransformableTraits;
 ///       double height;
 ///     };
 ///
-/// `from` gives nothing for a stored value that does not stand for one. In arrays and dictionaries such elements are
-/// left out, and the others kept. A `URL` is stored as its path only, and read as the text of a relative URL.
+/// `from` returns nothing for a stored value without a counterpart. Arrays and dictionaries omit such elements and keep
+/// the others. A `URL` is stored as its path only, and is parsed as a relative URL.
 template <typename Value>
 concept UserDefaultsValueTransformable =
     requires(const Value& value, typename UserDefaultsValueTransformableTraits<Value>::StoredValue stored) {
@@ -55,11 +54,11 @@ concept UserDefaultsValueTransformable =
       } -> std::convertible_to<typename UserDefaultsValueTransformableTraits<Value>::StoredValue>;
     };
 
-/// What a value is kept as.
+/// The stored type of a value.
 template <UserDefaultsValueTransformable Value>
 using StoredValue = typename UserDefaultsValueTransformableTraits<Value>::StoredValue;
 
-/// The value as the store holds it.
+/// The value in its stored type.
 template <UserDefaultsValueTransformable Value>
 [[nodiscard]] StoredValue<Value> transformToUserDefaultValue(const Value& value) {
   return UserDefaultsValueTransformableTraits<Value>::transformToUserDefaultValue(value);
@@ -162,7 +161,7 @@ struct UserDefaultsValueTransformableTraits<std::unordered_map<std::string, Valu
     : detail::DictionaryTransformation<std::unordered_map<std::string, Value, Hash, Equal, Allocator>,
                                        std::unordered_map<std::string, StoredValue<Value>, Hash, Equal>> {};
 
-/// Nothing is made of an absent stored value, so the setting's default is read then.
+/// An absent stored value gives no value, so the setting's default is read.
 template <UserDefaultsValueTransformable Wrapped>
 struct UserDefaultsValueTransformableTraits<std::optional<Wrapped>> {
   using Inner = UserDefaultsValueTransformableTraits<Wrapped>;

@@ -51,7 +51,7 @@ class Outcome {
     }
   }
   [[nodiscard]] bool isPending() const noexcept { return state_ == State::pending; }
-  /// The value, or a throw of the error.
+  /// The value. Throws the error if there is one.
   [[nodiscard]] const T& get() const {
     if (state_ == State::error) std::rethrow_exception(error_);
     return value_;
@@ -103,8 +103,8 @@ class Outcome<void> {
   bool isPending_ = true;
 };
 
-/// How many destructions of frames may be nested: a frame may hold an `Async`, whose frame may hold another. Deeper
-/// frames are destroyed when the outermost destruction ends.
+/// The maximum depth of nested destructions of frames. A frame may hold an `Async`, whose frame may hold another.
+/// Deeper frames are destroyed when the outermost destruction ends.
 inline constexpr std::uint32_t deepestFrame = 64;
 TESSALY_EXPORT void deferFrame(std::coroutine_handle<> frame) noexcept;
 TESSALY_EXPORT void destroyDeferredFrames() noexcept;
@@ -145,7 +145,7 @@ class AsyncPromiseBase {
   void setContinuation(std::coroutine_handle<> continuation) noexcept { continuation_ = continuation; }
 
  private:
-  /// Who awaits; null for the outermost coroutine of a task.
+  /// The awaiting coroutine. Null for the outermost coroutine of a task.
   std::coroutine_handle<> continuation_;
 };
 
@@ -177,7 +177,7 @@ class AsyncPromise<void> final : public AsyncPromiseBase {
   Outcome<void> outcome_;
 };
 
-/// What an `Async` is to those who await it: its own awaiter, so that awaiting copies nothing.
+/// The awaiter of an `Async`. It is a base of `Async`, so that awaiting copies nothing.
 template <typename T>
 class AsyncAwaiter {
  public:
@@ -200,9 +200,9 @@ class AsyncAwaiter {
 /// The work of an asynchronous function: a coroutine that has not started.
 ///
 /// It starts when it is awaited, runs inside the awaiting task, and gives its value, or throws, to the awaiter. It is
-/// awaited once; a second time stops the process. Dropping it unawaited runs nothing. Awaiting is a transfer of
-/// control, not a call: a chain of any depth uses no stack. It can only be awaited inside another `Async`; from
-/// ordinary code, use `Task` or `syncWait`.
+/// awaited once; a second time stops the process. Destroying it without awaiting it runs nothing. Awaiting is a
+/// transfer of control, not a call: a chain of any depth uses no stack. It can only be awaited inside another `Async`;
+/// from ordinary code, use `Task` or `syncWait`.
 ///
 /// Take parameters by value: the coroutine may run after the call that made it has returned.
 ///
@@ -232,7 +232,7 @@ class [[nodiscard("an Async does nothing until it is awaited")]] Async : detail:
 
   detail::AsyncAwaiter<T>& operator co_await() && noexcept { return *this; }
 
-  /// Gives the coroutine up, for the runtime.
+  /// For the runtime: gives up the coroutine.
   [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept {
     return std::exchange(this->handle_, nullptr);
   }
@@ -261,7 +261,7 @@ struct AsyncResult<Async<T>> {
   using Type = T;
 };
 
-/// What a function gives in the end: the result of the `Async` that it returns, or what it returns.
+/// The final result of a function: the result of its `Async`, or its return value.
 template <typename Function, typename... Arguments>
 using AsyncInvokeResult = AsyncResult<std::invoke_result_t<Function, Arguments...>>::Type;
 

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Makes elements from the base's elements that the transform does not drop.
+/// The iterator. It skips the elements that the transform drops.
 template <AsyncSequence Base, typename Transform>
 class CompactMapStepper {
  public:
@@ -36,8 +36,8 @@ class CompactMapStepper {
 
 }  // namespace detail
 
-/// The values that a transform makes of a base's elements; it drops an element by giving none. It fails as the base
-/// does.
+/// The values that a transform makes from a base's elements. An absent result drops the element. The sequence fails
+/// like the base.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -55,8 +55,8 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingCompactMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::CompactMapStepper<Base, Transform>>;
 
-/// Passes every element through the transform, a callable that gives an optional or an `Async` of one, and must not
-/// throw what the base cannot.
+/// Passes every element through the transform. The transform is a callable that returns an optional or an `Async` of
+/// one. It must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncCompactMapSequence<Base, Transform> compactMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

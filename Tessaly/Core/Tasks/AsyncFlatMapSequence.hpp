@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Goes through the sequences that the transform makes from the base's elements, in order.
+/// The iterator. It takes the elements of the transform's sequences, in order.
 template <AsyncSequence Base, typename Transform>
 class FlatMapStepper {
  public:
@@ -42,8 +42,8 @@ class FlatMapStepper {
 
 }  // namespace detail
 
-/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. It fails as the
-/// base does.
+/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. It fails like the
+/// base.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -61,14 +61,14 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingFlatMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::FlatMapStepper<Base, Transform>>;
 
-/// Follows, for every element, the sequence that the transform makes of it. The transform and its sequences must not
-/// throw what the base cannot.
+/// Replaces every element by the elements of the sequence that the transform makes from it. The transform and its
+/// sequences must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncFlatMapSequence<Base, Transform> flatMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};
 }
 
-/// The same where the transform or its sequences may throw.
+/// The same if the transform or its sequences may throw.
 template <AsyncSequence Base, typename Transform>
 AsyncThrowingFlatMapSequence<Base, Transform> throwingFlatMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Makes each element from an element of the base.
+/// The iterator. It makes each element from an element of the base.
 template <AsyncSequence Base, typename Transform>
 class MapStepper {
  public:
@@ -34,7 +34,7 @@ class MapStepper {
 
 }  // namespace detail
 
-/// The elements of a base, each passed through a transform. It fails as the base does.
+/// The elements of a base, each passed through a transform. The sequence fails like the base.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -52,8 +52,8 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::MapStepper<Base, Transform>>;
 
-/// Passes every element through the transform, a callable that gives a value or an `Async` and must not throw what the
-/// base cannot.
+/// Passes every element through the transform. The transform is a callable that returns a value or an `Async`. It must
+/// not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncMapSequence<Base, Transform> map(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

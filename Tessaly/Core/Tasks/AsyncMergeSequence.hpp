@@ -37,7 +37,8 @@ class MergeState {
   using Answer = CheckedContinuation<Arrival>;
   using Demand = CheckedContinuation<bool>;
 
-  /// The consumer's side: asks the children, and resumes the answer with the first element, the error or the end.
+  /// For the consumer: requests an element of the children, and resumes the answer with the first element, the error or
+  /// the end.
   void ask(Answer answer) {
     std::array<std::optional<Demand>, 2> idle;
     Arrival element;
@@ -73,7 +74,7 @@ class MergeState {
     }
   }
 
-  /// A child's side: resumes with true once the next element is asked for, with false once the merge is over.
+  /// For a child: resumes with true when the next element is requested, and with false when the merge is over.
   void awaitDemand(std::size_t child, Demand demand) {
     bool isNeeded = false;
     {
@@ -105,7 +106,7 @@ class MergeState {
     answer->resume(std::move(arrival));
   }
 
-  /// A child's sequence has ended, or failed: then the other child is cancelled.
+  /// Records the end of a child's sequence. After a failure the other child is cancelled.
   void end(std::exception_ptr error) {
     std::optional<Answer> answer;
     {
@@ -126,7 +127,7 @@ class MergeState {
     }
   }
 
-  /// The consumer was cancelled or destroyed: ends at once.
+  /// Ends the merge at once, because the consumer was cancelled or destroyed.
   void stop() {
     std::optional<Answer> answer;
     GrowableRing<Buffered> left;
@@ -155,7 +156,7 @@ class MergeState {
     children_[1].task.emplace(std::move(second));
   }
 
-  /// The tasks that feed this, once they have been set.
+  /// The child tasks, if they were set.
   [[nodiscard]] std::array<Task<>, 2> children() {
     UnfairLock::Guard guard(lock_);
     return {*children_[0].task, *children_[1].task};
@@ -167,7 +168,7 @@ class MergeState {
 
     State state = State::idle;
     std::optional<Task<>> task;
-    /// While it waits to be asked.
+    /// The pending wait for a demand, if there is one.
     std::optional<Demand> demand;
   };
   struct Buffered {
@@ -195,7 +196,7 @@ class MergeState {
 
   UnfairLock lock_;
   std::array<Child, 2> children_ TESSALY_GUARDED_BY(lock_);
-  /// At most one from each child.
+  /// The buffered elements, at most one from each child.
   GrowableRing<Buffered> buffer_ TESSALY_GUARDED_BY(lock_);
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::optional<Answer> answer_ TESSALY_GUARDED_BY(lock_);
@@ -208,7 +209,7 @@ template <typename First, typename Second>
 using EitherFailure = std::conditional_t<std::is_same_v<First, Never> || std::is_same_v<First, Second>, Second,
                                          std::conditional_t<std::is_same_v<Second, Never>, First, std::exception_ptr>>;
 
-/// Held by the one task that may wait.
+/// Marks the one task that may wait, for a scope.
 class SoleConsumer {
  public:
   explicit SoleConsumer(std::atomic<bool>& isWaiting) noexcept : isWaiting_(isWaiting) {
@@ -264,7 +265,7 @@ class AsyncMergeSequence {
       Running(First firstBase, Second secondBase) : bases(std::in_place, std::move(firstBase), std::move(secondBase)) {}
       ~Running() { state->stop(); }
 
-      /// Until the first `next()`.
+      /// Present until the first `next()`.
       std::optional<std::pair<First, Second>> bases;
       std::shared_ptr<State> state = std::make_shared<State>();
       std::atomic<bool> isWaiting{false};

@@ -9,12 +9,13 @@ namespace Tessaly::inline v1 {
 /// An asynchronous sequence that cannot fail, fed from outside through a continuation.
 ///
 /// The producer yields from any thread and never waits. Elements without a waiting consumer are buffered as the policy
-/// says, and are delivered even after the end. Three events end the stream: the producer finishes it; a task that
-/// consumes it is cancelled, which ends it for all its iterators; the last stream value and iterator are destroyed. The
-/// termination handler is called once. Several tasks may consume one stream: each element goes to exactly one of them.
+/// says, and are delivered even after the end. The stream ends in three cases: the producer finishes it, a consuming
+/// task is cancelled, or the last stream value and iterator are destroyed. A cancellation ends the stream for all of
+/// its iterators. The termination handler is called once. Several tasks may consume one stream: each element goes to
+/// exactly one of them.
 ///
-/// A consumer takes turns: after 256 elements without a wait, and at least 1 ms, `next()` lets the other work of the
-/// executor run first. So a stream that is never empty does not block the main thread's other work.
+/// After 256 elements without a wait, but at most once in 1 ms, `next()` lets the other work of the executor run first.
+/// So a stream that is never empty does not block the main thread's other work.
 ///
 /// A copy names the same stream. For a stream that may fail, see `AsyncThrowingStream`.
 ///

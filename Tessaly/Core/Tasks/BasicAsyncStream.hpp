@@ -27,8 +27,9 @@ enum class NSKeyValueObservingOptions : std::uint8_t;
 /// `AsyncThrowingStream` are its two names; their comments give its rules.
 ///
 /// Elements are moved, never copied, and none of their code runs under a lock of the stream. An element's move may
-/// throw. On the way in the exception goes to `yield`, and the stream is unchanged. On the way out it goes to `next()`,
-/// and that element is gone; for a dropped element it goes to `yield`.
+/// throw. When it enters the stream, the exception reaches the caller of `yield`, and the stream is unchanged. When it
+/// leaves the stream, the exception reaches the caller of `next()`, and that element is lost. For a dropped element it
+/// reaches the caller of `yield`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -45,7 +46,8 @@ class BasicAsyncStream {
   using AsyncIterator = detail::AsyncStreamIterator<Element>;
   using Termination = StreamTermination;
 
-  /// The producer's end. Copies feed the same stream. Destroying all of them does not end it: the consumers wait on.
+  /// The handle of the producer. Copies feed the same stream. Destroying all of them does not end the stream: its
+  /// consumers continue to wait.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -53,7 +55,7 @@ class BasicAsyncStream {
   ///     button.onClick([continuation](Point point) { continuation.yield(point); });
   class Continuation {
    public:
-    /// Hands the element to the oldest waiting consumer, or buffers it. Never waits.
+    /// Gives the element to the oldest waiting consumer, or buffers it. Never waits.
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
@@ -68,8 +70,9 @@ class BasicAsyncStream {
     void finish(E error) const {
       end(std::make_exception_ptr(std::move(error)));
     }
-    /// Sets the function that is called once when the stream ends: synchronously, on the ending thread, with no lock
-    /// held. An exception that leaves it stops the process. A handler set after the end is never called.
+    /// Sets the function that is called once when the stream ends. It is called synchronously, on the ending thread,
+    /// with no lock held. An exception of the handler stops the process. A handler that is set after the end is never
+    /// called.
     void setOnTermination(std::function<void(const Termination&)> handler) const {
       storage_->setTerminationHandler(std::move(handler));
     }
@@ -110,10 +113,10 @@ class BasicAsyncStream {
     return {BasicAsyncStream(storage, [](const Continuation&) {}), Continuation(storage)};
   }
 
-  /// A stream whose elements are made on demand: each `next()` calls `produce` in the consumer's task, until it gives
-  /// none or, in a stream that may fail, throws. Two consumers at once make two calls at once. Cancelling a consumer
-  /// calls `onCancel` once, on the cancelling thread, and ends the stream after the elements under way. A task that is
-  /// cancelled already gets the end.
+  /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
+  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call it at the same time. Cancelling
+  /// a consumer calls `onCancel` once, on the cancelling thread, and ends the stream after the running calls. A task
+  /// that is cancelled already gets the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

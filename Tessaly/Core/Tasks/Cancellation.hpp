@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Has a function called when the current task is cancelled, for the extent of a scope.
+/// Installs a function that is called when the current task is cancelled, for a scope.
 template <typename OnCancel>
 class ScopedCancellationHandler final : public CancellationHandler {
  public:
@@ -36,12 +36,12 @@ class ScopedCancellationHandler final : public CancellationHandler {
 
 }  // namespace detail
 
-/// Runs the operation, and calls `onCancel` if the current task is cancelled meanwhile: at most once, synchronously on
-/// the cancelling thread, with no lock held, perhaps while the operation is running. If the task is cancelled already,
-/// it is called at once, before the operation, which still runs. Once the operation has ended, the handler is not, and
-/// will not be, running.
+/// Runs the operation, and calls `onCancel` at most once if the current task is cancelled meanwhile. The call is
+/// synchronous on the cancelling thread, with no lock held, perhaps while the operation is running. If the task is
+/// cancelled already, the call precedes the operation, which still runs. No call is running after this function has
+/// ended.
 ///
-/// A handler flips state and resumes or enqueues; a throw out of it stops the process.
+/// A handler should only change some state and resume or enqueue a task. An exception of the handler stops the process.
 ///
 /// Thread contract: thread-safe. Adding and removing the handler takes one lock each and no allocation.
 ///

@@ -28,12 +28,12 @@ class TESSALY_EXPORT ContinuationState {
   ContinuationState(const ContinuationState&) = delete;
   ContinuationState& operator=(const ContinuationState&) = delete;
 
-  /// Stops the process the second time.
+  /// Marks the handle as resumed. A second call stops the process.
   void claim() noexcept;
-  /// Undoes a claim that has resumed nothing.
+  /// Reverts a claim after a failed resumption.
   void unclaim() noexcept { isClaimed_.store(false, std::memory_order_release); }
   void resume() noexcept { suspension_.resume(); }
-  /// The awaiter went on with an exception of its own, so there is no wait left to report.
+  /// Marks the handle as resumed, because the awaiter continues with an exception of its own.
   void abandon() noexcept { isClaimed_.store(true, std::memory_order_relaxed); }
 
  private:
@@ -85,7 +85,7 @@ class CheckedContinuation {
     outcome_->setValue();
     state_->resume();
   }
-  /// Resumes by throwing the error where the task waits.
+  /// Resumes the task with the error, which is thrown at its wait.
   void resumeThrowing(std::exception_ptr error) const {
     state_->claim();
     outcome_->setError(std::move(error));
@@ -104,7 +104,7 @@ class CheckedContinuation {
       : state_(std::move(state)), outcome_(&outcome) {}
 
   std::shared_ptr<detail::ContinuationState> state_;
-  /// In the frame of the suspended coroutine.
+  /// The outcome in the frame of the suspended coroutine.
   detail::Outcome<T>* outcome_;
 };
 
@@ -126,7 +126,8 @@ class ContinuationAwaiter {
       state->abandon();
       throw;
     }
-    // This may be the last copy, and dropping it unresumed writes the record; so release it before the frame may end.
+    // This may be the last copy. Destroying an unresumed one writes the record, so it is released before the frame may
+    // end.
     state.reset();
     return suspension_.commit();
   }

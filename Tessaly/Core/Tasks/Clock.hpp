@@ -11,26 +11,27 @@ namespace Tessaly::inline v1 {
 
 class ClockTimer;
 
-/// A source of time that can wait: the seam behind every sleep and delay.
+/// A source of time with timers. It is the seam of every sleep and delay.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     void report(const Clock& clock, Clock::Instant start) { show(clock.now() - start); }
 class TESSALY_EXPORT Clock {
  public:
-  /// Nanoseconds since an origin of the clock's own.
+  /// Nanoseconds since the origin of the clock.
   using Instant = std::chrono::nanoseconds;
 
   virtual ~Clock() = default;
   [[nodiscard]] virtual Instant now() const noexcept = 0;
-  /// The instant that lies the given time ahead. Beyond the last one it is the last one, which never comes.
+  /// The instant after the given time. At most the maximum instant, which is never reached.
   [[nodiscard]] Instant after(std::chrono::nanoseconds duration) const noexcept {
     const Instant present = now();
     return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;
   }
-  /// Has the timer fire once at its deadline, or at once if that has passed. It must not be armed.
+  /// Arms a timer. It fires once at its deadline, or at once if that has passed. The timer must not be armed.
   virtual void add(ClockTimer& timer) = 0;
-  /// Takes an armed timer back. False if it has fired or is about to: then its function is or will be called.
+  /// Disarms a timer. Returns false if it has fired or is about to fire. Then its function was called or will be
+  /// called.
   virtual bool remove(ClockTimer& timer) noexcept = 0;
 
  protected:
@@ -39,10 +40,10 @@ class TESSALY_EXPORT Clock {
   Clock& operator=(const Clock&) = default;
 };
 
-/// One wait on a clock; lives with whoever waits.
+/// One wait on a clock. The waiting code owns it.
 ///
-/// The function is called on the clock's own thread, with no lock held. It must not block, must not run code of the
-/// host's, and may destroy the timer.
+/// The function is called on the clock's own thread, with no lock held. It must not block or run code of the host. It
+/// may destroy the timer.
 ///
 /// Thread contract: thread-compatible; the clock synchronises while it is armed.
 ///
@@ -58,10 +59,10 @@ class ClockTimer {
   ClockTimer& operator=(const ClockTimer&) = delete;
 
   [[nodiscard]] Clock::Instant deadline() const noexcept { return deadline_; }
-  /// Only while it is not armed.
+  /// Sets the deadline. The timer must not be armed.
   void setDeadline(Clock::Instant deadline) noexcept { deadline_ = deadline; }
 
-  /// For clocks.
+  /// For clocks: calls the function.
   void fire() noexcept { function_(*this); }
   static constexpr std::size_t notArmed = static_cast<std::size_t>(-1);
   std::size_t position = notArmed;
@@ -74,7 +75,7 @@ class ClockTimer {
   Clock::Instant deadline_{};
 };
 
-/// The system's clock that goes on while the machine sleeps (`CLOCK_BOOTTIME`).
+/// The system's clock that also counts while the machine is suspended (`CLOCK_BOOTTIME`).
 ///
 /// Thread contract: thread-safe.
 ///

@@ -2,7 +2,7 @@
 // Component: Tessaly::Tasks
 #pragma once
 
-// Included by every header that declares a coroutine type.
+// Every header that declares a coroutine type includes this header.
 
 #include "Tessaly/Core/Base/Requirements.hpp"
 

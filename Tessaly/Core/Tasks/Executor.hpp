@@ -13,14 +13,14 @@ namespace detail {
 class TaskRecord;
 }
 
-/// A piece of work that an executor can queue without allocating: it carries its own links.
+/// A piece of work that an executor can queue without an allocation, because it contains the links of the queue.
 ///
 /// A job is in at most one queue at a time. It must stay alive until its function is called, which may destroy it.
 ///
 /// Each run has a state of its own: the job does not see the current task, the task-locals or the isolation of the code
 /// that calls `run()`, and that code finds its own state again when `run()` returns.
 ///
-/// Thread contract: thread-compatible while queued; the queue that holds it synchronises.
+/// Thread contract: thread-compatible while queued. The queue that holds it synchronises.
 ///
 ///     struct Redraw : Job {
 ///       Redraw() : Job([](Job& job) noexcept { static_cast<Redraw&>(job).draw(); }) {}
@@ -35,28 +35,28 @@ class Job {
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
-  /// Does the work. Called once for each time that the job was enqueued. On the thread that serves timers it hands the
-  /// job to the global executor instead.
+  /// Runs the work. Called once for each `enqueue`. On the thread that serves timers, it passes the job to the global
+  /// executor instead.
   TESSALY_EXPORT void run() noexcept;
 
-  /// The same without a state of its own, for executors of the library that have made the scope.
+  /// The same without a state of its own, for executors of the library that have already made the scope.
   void runInScope() noexcept { function_(*this); }
 
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }
 
-  /// Raises the priority; a lower one changes nothing. True if it was raised. Does not move a queued job: see
-  /// `Executor::escalate`.
+  /// Raises the priority. A lower priority changes nothing. Returns whether it was raised. Does not move a queued job;
+  /// see `Executor::escalate`.
   bool raisePriority(TaskPriority priority) noexcept;
 
   /// The links, for the queue that holds the job.
   Job* next = nullptr;
   Job* previous = nullptr;
-  /// Which list of a queue with several lists holds the job; -1 while none does.
+  /// The list of a queue with several lists that holds the job, or -1.
   signed char level = -1;
 
  protected:
   ~Job() = default;
-  /// Only while no queue holds the job.
+  /// Sets the priority. No queue may hold the job.
   void setPriority(TaskPriority priority) noexcept { priority_.store(priority, std::memory_order_relaxed); }
 
  private:
@@ -84,12 +84,12 @@ class JobList {
     (last_ != nullptr ? last_->next : first_) = &job;
     last_ = &job;
   }
-  /// Takes out a job that is in this list. O(1).
+  /// Removes a job that is in this list. O(1).
   void remove(Job& job) noexcept {
     (job.previous != nullptr ? job.previous->next : first_) = job.next;
     (job.next != nullptr ? job.next->previous : last_) = job.previous;
   }
-  /// Takes out the first job; null when there is none. O(1).
+  /// Removes and returns the first job, or null if the list is empty. O(1).
   Job* popFirst() noexcept {
     Job* job = first_;
     if (job != nullptr) remove(*job);
@@ -101,13 +101,13 @@ class JobList {
   Job* last_ = nullptr;
 };
 
-/// Where jobs run. A host may supply its own: one operation is enough.
+/// Runs jobs. A host may supply its own executor, which needs only one operation.
 ///
 /// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
-/// `enqueue`, as the example does. Such an executor isolates nothing: its jobs run side by side, on whatever thread
-/// ends a wait, and each one uses the stack of the code that enqueued it. A task that waits often needs one that
-/// queues. The global executor must queue: it receives the jobs that would run on the thread that serves timers, and
-/// running one there stops the process.
+/// `enqueue`, as the example does. Such an executor isolates nothing. Its jobs run at the same time, on any thread that
+/// ends a wait, and each one uses the stack of the code that enqueued it. A task that waits often needs an executor
+/// that queues. The global executor must queue: it receives the jobs that would run on the thread that serves timers,
+/// and running one there stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -119,17 +119,17 @@ class TESSALY_EXPORT Executor {
  public:
   virtual ~Executor() = default;
 
-  /// Runs the job once, some time later or at once. Must not throw and must not block.
+  /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
   /// Called after a job's priority was raised. The job may wait here, run, or be elsewhere. The caller keeps the job
   /// and the executor alive.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
 
-  /// The executor that gives this one its turns; itself if no other does.
+  /// The executor that runs the turns of this one, or this executor itself.
   [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
-  /// Counted by executors that can end; others live as long as the process.
+  /// Counts references. Executors that can end override it; others live as long as the process.
   virtual void retain() noexcept {}
   virtual void release() noexcept {}
 

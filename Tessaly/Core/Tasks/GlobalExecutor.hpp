@@ -9,10 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// Where work without an isolation runs.
+/// The executor of work without an isolation.
 ///
-/// Unless the host installs another, it is a pool of as many threads as the process may use cores, made on first use
-/// and never destroyed: four priorities, each first in first out, served from one queue. Work on it must not block;
+/// Unless the host installs another, it is a pool with one thread for each core that the process may use. It is made at
+/// first use and never destroyed. One queue has four priorities, each first in, first out. Work on it must not block;
 /// blocking work goes to `runBlocking`.
 ///
 /// Thread contract: thread-safe.
@@ -27,7 +27,7 @@ class GlobalExecutor {
     return executor != nullptr ? *executor : make();
   }
 
-  /// Replaces the pool. Only before first use; later it stops the process. The executor must outlive the process's last
+  /// Replaces the pool. A call after the first use stops the process. The executor must outlive the process's last
   /// task, and must not run jobs inside `enqueue` once the process uses timers or descriptors (see `Executor`).
   TESSALY_EXPORT static void install(Executor& executor) noexcept;
 

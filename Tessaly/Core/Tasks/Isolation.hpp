@@ -12,10 +12,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// Where a piece of asynchronous code must run: on one serial executor (the main queue, or an object's own), or nowhere
-/// in particular, which is the global executor.
+/// The place where asynchronous code must run: a serial executor, which is the main queue or an object's own. Without
+/// an isolation, code runs on the global executor.
 ///
-/// A handle: copies name the same executor and keep it alive.
+/// It is a handle: copies share the executor and keep it alive.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -25,7 +25,7 @@ class Isolation {
  public:
   /// No isolation.
   Isolation() noexcept = default;
-  /// An executor of the host's. It must run one job at a time, in order.
+  /// The isolation of a host's executor, which must run one job at a time, in order.
   explicit Isolation(Executor& executor) noexcept : executor_(&executor) { executor_->retain(); }
   Isolation(const Isolation& other) noexcept : executor_(other.executor_) {
     if (executor_ != nullptr) executor_->retain();
@@ -39,15 +39,15 @@ class Isolation {
     if (executor_ != nullptr) executor_->release();
   }
 
-  /// The caller's isolation: the current task's; or the serial executor whose job is running; or, outside both, the
-  /// main queue on the main thread and none elsewhere.
+  /// The caller's isolation. In a task it is the task's. In a job of a serial executor it is that executor. Otherwise
+  /// it is the main queue on the main thread, and none on other threads.
   [[nodiscard]] TESSALY_EXPORT static Isolation current() noexcept;
-  /// The main thread's.
+  /// The isolation of the main queue.
   [[nodiscard]] static Isolation main() noexcept { return Isolation(MainQueue::executor()); }
-  /// A new serial executor. Allocates.
+  /// The isolation of a new serial executor. Allocates.
   [[nodiscard]] static Isolation serial() { return Isolation(new SerialExecutor, Adopt{}); }
 
-  /// Null when there is none.
+  /// The executor, or null without an isolation.
   [[nodiscard]] Executor* executor() const noexcept { return executor_; }
 
   friend bool operator==(const Isolation&, const Isolation&) noexcept = default;

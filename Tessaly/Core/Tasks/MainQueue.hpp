@@ -9,16 +9,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// The queue of work for the main thread, and the means by which any event loop serves it.
+/// The queue of work for the main thread. Any event loop can serve it.
 ///
-/// The main thread is the one whose identifier is the process's, unless another thread called `adopt()` first.
+/// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
 /// Work that waits for 2 s is reported in the log. If no loop serves the queue, one record of type error says so. If
 /// one does, the main thread is busy, and a record of the default type says for how long, after 2 s, 4 s, 8 s and so
 /// on.
 ///
-/// A host with an event loop watches `fileDescriptor()` for reading and calls `drain()` when it is readable (the
-/// adapters for GLib and Qt do just that); a host without one calls `run()`.
+/// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when it is readable. The
+/// adapters for GLib and Qt do that. A host without an event loop calls `run()`.
 ///
 /// Thread contract: thread-safe, except where a function says main-isolated.
 ///
@@ -31,30 +31,30 @@ class MainQueue {
  public:
   MainQueue() = delete;
 
-  /// Makes the calling thread the main thread. Only before the first use of the queue; later it stops the process.
+  /// Makes the calling thread the main thread. A call after the first use of the queue stops the process.
   TESSALY_EXPORT static void adopt() noexcept;
 
   /// Whether the calling thread is the main thread.
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
-  /// Readable while work waits. Level-triggered; owned by the queue; to be polled only.
+  /// A descriptor that is readable while work waits (level-triggered). The queue owns it. The host may only poll it.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
-  /// Runs the jobs that are waiting on entry, not those that come meanwhile. Returns how many it ran. May be called
-  /// from inside a job (a modal loop), where it runs those that the outer call has not reached yet.
+  /// Runs the jobs that wait at the call, but not those that arrive meanwhile. Returns the number of jobs that ran. A
+  /// job may call it (a modal loop). Then it runs the jobs that the outer call has not reached yet.
   ///
-  /// Main-isolated: elsewhere it stops the process.
+  /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static std::size_t drain() noexcept;
 
   /// Serves the queue until `stop()`. Main-isolated; may be nested.
   TESSALY_EXPORT static void run() noexcept;
 
-  /// Ends the innermost `run()` once the job that is running has returned. Jobs behind it stay in the queue. Without a
-  /// `run()` the next one ends at once.
+  /// Ends the innermost `run()` after the running job has returned. Later jobs stay in the queue. If no `run()` is
+  /// running, the next one ends at once.
   TESSALY_EXPORT static void stop() noexcept;
 
-  /// Says, as long as it lives, that a loop serves the queue. Adapters hold one; a host whose own loop watches the
-  /// descriptor may, too.
+  /// Declares for its lifetime that a loop serves the queue. Adapters have one. A host whose own loop watches the
+  /// descriptor may have one too.
   ///
   /// Thread contract: thread-safe.
   class Service {
@@ -65,7 +65,7 @@ class MainQueue {
     Service& operator=(const Service&) = delete;
   };
 
-  /// The queue as an executor. Priorities are not told apart: first in, first out.
+  /// The queue as an executor. It ignores priorities: first in, first out.
   [[nodiscard]] TESSALY_EXPORT static Executor& executor() noexcept;
 };
 

@@ -16,7 +16,7 @@ namespace detail {
 struct DelayedCall;  // Defined in FoundationExtensions/OS_dispatch_queue+Delay.hpp.
 }  // namespace detail
 
-/// How soon the user waits for a piece of work.
+/// The urgency of a piece of work for the user.
 enum class QualityOfService : std::uint8_t {
   background,
   utility,
@@ -27,9 +27,9 @@ enum class QualityOfService : std::uint8_t {
 
 /// A queue of plain functions: the main one, or a global one by quality of service.
 ///
-/// The main queue runs them on the main thread, in order; a global queue runs them on the global executor, side by
-/// side, started in order. A function must not throw: a throw stops the process. Prefer `Task`, which can be awaited
-/// and cancelled.
+/// The main queue runs functions on the main thread, in order. A global queue starts them in order on the global
+/// executor, where they run at the same time. A function that throws stops the process. Prefer `Task`, which can be
+/// awaited and cancelled.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -43,9 +43,9 @@ class OS_dispatch_queue {
   [[nodiscard]] TESSALY_EXPORT static OS_dispatch_queue global(
       QualityOfService quality = QualityOfService::default_) noexcept;
 
-  /// Runs the function some time later, never inline. One allocation.
+  /// Runs the function later, never inside this call. One allocation.
   TESSALY_EXPORT void async(Function function) const;
-  /// Runs it once the delay has passed on the clock.
+  /// Runs the function after the delay has passed on the clock.
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
                                  Clock& clock = ContinuousClock::shared()) const;
 

@@ -37,7 +37,7 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   void retain() noexcept override { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept override;
 
-  /// Takes the executor over for the running job if it is idle.
+  /// If the executor is idle, the running job takes it over. Returns whether it did.
   [[nodiscard]] bool enterIfIdle() noexcept;
 
   /// Gives up the serial executor that the running job holds; waiting jobs get their turn.
@@ -61,10 +61,10 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   [[nodiscard]] bool giveUpIfEmpty() noexcept;
   [[nodiscard]] unsigned highestWaiting() const noexcept;
 
-  /// The newest of the jobs that came and were not taken, linked backwards, and in the low bits the phase.
+  /// The newest job that was enqueued and not taken, linked backwards. The low bits are the phase.
   std::atomic<std::uintptr_t> word_;
-  // The holder's, until it gives the executor up or queues a turn.
-  /// Taken from the word, in order.
+  // Only the holder uses the members below, until it gives up the executor or queues a turn.
+  /// The jobs that were taken from the word, in order.
   JobList ready_;
   /// The number of the job that was taken last, and of the one that was started last.
   std::uint64_t taken_ = 0;

@@ -18,12 +18,12 @@ namespace Tessaly::inline v1 {
 ///     });
 struct StreamTermination {
   enum class Kind : std::uint8_t {
-    finished,   ///< By the producer.
+    finished,   ///< The producer finished the stream.
     cancelled,  ///< A consumer's task was cancelled, or the last consumer was destroyed.
   };
 
   Kind kind;
-  /// The error with which a failing stream was finished; null otherwise.
+  /// The error with which a failing stream was finished, or null.
   std::exception_ptr error = nullptr;
 };
 

@@ -21,21 +21,21 @@ struct TaskAccess;
 struct SleepDuration;  // Defined in FoundationExtensions/Task+Sleep.hpp.
 }  // namespace detail
 
-/// How a task is started. What is left out is inherited from the caller.
+/// The options for starting a task. An absent option is inherited from the caller.
 struct TaskOptions {
   std::optional<TaskPriority> priority = std::nullopt;
   std::optional<Isolation> isolation = std::nullopt;
 };
 
-/// A handle on a piece of asynchronous work that is running.
+/// A handle on running asynchronous work.
 ///
-/// Making one starts the work, on an executor, never inline. It inherits the caller's priority, isolation and
-/// task-locals; a detached one inherits none of these. The operation is a callable that returns an `Async<T>` or a
-/// plain `T`; the task keeps it, captures included, until the work has ended. Cancellation is cooperative: it sets a
-/// flag that the work looks at, and calls handlers. Dropping the handle neither cancels nor stops the work. Copies name
+/// The constructor starts the work, on an executor, never inline. The task inherits the caller's priority, isolation
+/// and task-locals. A detached task inherits none of these. The operation is a callable that returns an `Async<T>` or a
+/// plain `T`. The task keeps it and its captures until the work has ended. Cancellation is cooperative: it sets a flag,
+/// which the work checks, and calls handlers. Destroying the handle neither cancels nor stops the work. Copies refer to
 /// the same task.
 ///
-/// The nearest standard facility is `std::async`, which blocks where this suspends and cannot be cancelled.
+/// The nearest standard facility is `std::async`, which blocks instead of suspending and cannot be cancelled.
 ///
 /// Thread contract: thread-safe; the handle itself is thread-compatible.
 ///
@@ -55,7 +55,8 @@ class Task {
                     options.isolation ? std::move(*options.isolation) : Isolation::current(),
                     detail::TaskLocalCopies::ofTheCaller, std::forward<Operation>(operation))) {}
 
-  /// Not this: the task has to keep the function, its captures included, until the work has ended.
+  /// A call of this overload does not compile, because a task must keep its function and its captures until the work
+  /// has ended.
   template <typename Result>
   explicit Task(Async<Result>) {
     static_assert(false, "a Task takes a function, not the Async of a call: write Task task([=] { return work(); })");
@@ -76,34 +77,35 @@ class Task {
     return detached(TaskOptions{}, std::forward<Operation>(operation));
   }
 
-  /// Waits for the end and gives the result, or throws what the operation threw. Raises the task's priority to the
+  /// Waits for the end. Returns the result, or throws the exception of the operation. Raises the task's priority to the
   /// waiter's. Cancelling the waiter neither cancels this task nor ends the wait. Any number of tasks may wait, at any
-  /// time; each gets a copy, or, where `T` cannot be copied, the first takes it and the second stops the process.
+  /// time, and each gets a copy. If `T` cannot be copied, the first one gets the result, and a second one stops the
+  /// process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
 
-  /// Not this: it would not say whether the result is wanted.
+  /// This operator does not compile, because it would not say whether the result is wanted.
   template <typename Awaited = T>
   [[nodiscard]] std::suspend_never operator co_await() const {
     static_assert(false, "a Task is not awaited itself: write co_await task.value(), or task.finished() to only wait");
     return {};
   }
 
-  /// Waits for the end, whatever it is.
+  /// Waits for the end, also of a task that fails.
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
 
-  /// Requests cancellation: sets the flag and calls the handlers that are in force, on this thread, before it returns.
-  /// Idempotent. No effect once the task has ended, nor in the child of a fork. Where handlers cancel one another more
-  /// than 64 deep, the outermost call calls the remaining handlers.
+  /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before it returns. Later
+  /// calls do nothing. Has no effect after the task has ended, and in the child of a fork. If handlers cancel each
+  /// other more than 64 levels deep, the outermost call calls the remaining handlers.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.
   [[nodiscard]] bool isFinished() const noexcept { return state_->isDone(); }
   [[nodiscard]] TaskPriority priority() const noexcept { return state_->priority(); }
 
-  /// Whether both handles name the same task.
+  /// Whether both handles refer to the same task.
   friend bool operator==(const Task&, const Task&) noexcept = default;
 
-  /// Whether the current task is cancelled; false outside any task.
+  /// Whether the current task is cancelled. False outside any task.
   [[nodiscard]] static bool isCurrentCancelled() noexcept {
     const auto* task = detail::threadState.task;
     return task != nullptr && task->isCancelled();
@@ -112,17 +114,17 @@ class Task {
   static void checkCancellation() {
     if (isCurrentCancelled()) throw CancellationError();
   }
-  /// The current task's priority; medium outside any task.
+  /// The current task's priority. `medium` outside any task.
   [[nodiscard]] static TaskPriority currentPriority() noexcept {
     const auto* task = detail::threadState.task;
     return task != nullptr ? task->priority() : TaskPriority::medium;
   }
 
-  /// Lets other work of the executor run, and goes on behind it.
+  /// Lets other waiting work of the executor run first, and then continues.
   [[nodiscard]] static auto yield() noexcept { return detail::YieldAwaiter(); }
 
-  /// Waits on a clock for at least the given time. Throws `CancellationError` at once when the task is cancelled,
-  /// asleep or about to be.
+  /// Waits on a clock for at least the given time. Throws `CancellationError` at once if the task is cancelled before
+  /// or during the wait.
   [[nodiscard]] static Async<void> sleep(std::chrono::nanoseconds duration, Clock& clock = ContinuousClock::shared()) {
     return sleepUntil(clock.after(duration), clock);
   }
@@ -130,7 +132,7 @@ class Task {
     return detail::sleepUntil(deadline, &clock);
   }
 
-  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are cut off. A negative time stops
+  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. A negative time stops
   /// the process, and so does a number of nanoseconds that does not fit in 64 bits without a sign. More than 292 years
   /// last forever. Include FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>

@@ -23,10 +23,10 @@ class GroupChildState;
 
 /// The child tasks of one scope. `withTaskGroup` makes it, and does not return before every child has ended.
 ///
-/// Children inherit the priority and the task-locals of the task that adds them, but no isolation; they run at once,
-/// side by side. A child may throw: `next()` and `waitForAll()` pass it on.
+/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. They may run at the
+/// same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
 ///
-/// Thread contract: children may be added, and all cancelled, from any thread; one task at a time waits.
+/// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
 ///     int total = co_await withTaskGroup<int>([&](TaskGroup<int>& group) -> Async<int> {
 ///       for (const auto& folder : folders) group.addTask([folder] { return countFiles(folder); });
@@ -78,8 +78,8 @@ class TaskGroup {
     return false;
   }
 
-  /// Waits for the child that ends next, in the order of their ends, and gives its result or throws its error; gives
-  /// nothing when no child is left.
+  /// Waits for the next end of a child. Returns that child's result or throws its error. Returns nothing if no child is
+  /// left. The results come in the order in which the children end.
   [[nodiscard]] Async<Next> next() {
     const auto child = co_await detail::TaskGroupCore::NextAwaiter(core_);
     if (!child) co_return Next{};

@@ -11,12 +11,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that is bound for the extent of a call and seen by everything called from it, in the same task and in the
-/// tasks created there, which copy the innermost binding of every key.
+/// A value that is bound during a call. All code that is called from there sees it, in the same task and in tasks
+/// created there. New tasks copy the innermost binding of every key.
 ///
-/// Binding is a push and a pop; outside any task the binding lives in the thread. The nearest standard facility is
-/// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address:
-/// declare it at namespace scope or as a static member.
+/// Binding costs a push and a pop. Outside any task the binding belongs to the thread. The nearest standard facility is
+/// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address,
+/// so declare it at namespace scope or as a static member.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -39,8 +39,8 @@ class TaskLocal {
                               : defaultValue_;
   }
 
-  /// Calls the body with the value bound, and returns what it returned. A body that returns an `Async` gives an
-  /// `Async`, throughout which the value is bound; the body is kept as long.
+  /// Calls the body with the value bound, and returns its result. If the body returns an `Async`, the result is an
+  /// `Async` that has the value bound until its end and keeps the body.
   template <typename Body>
   auto withValue(Value value, Body body) const {
     if constexpr (isAsync<std::invoke_result_t<Body&>>) {

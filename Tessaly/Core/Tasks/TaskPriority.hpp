@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// How urgent a task is. A job of a higher priority is served before all waiting jobs of lower ones.
+/// The urgency of a task. A job of a higher priority runs before all waiting jobs of lower priorities.
 enum class TaskPriority : std::uint8_t {
   background = 9,
   low = 17,

@@ -30,7 +30,8 @@ class TESSALY_EXPORT KeyValueObserver : public Object {
  public:
   ~KeyValueObserver() override;
 
-  /// Called after a change of a key that this object observes in `object`, with the `context` that it was added with.
+  /// Called after a change of a key that this object observes in `object`. `context` is that of the observer's
+  /// addition.
   virtual void observeValue(std::optional<std::string_view> keyPath, const Object* object,
                             const std::optional<KeyValueChange>& change, void* context) = 0;
 

@@ -21,8 +21,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The settings of an application: property-list values by key, kept on disk and shared by all processes that name the
-/// same identifier.
+/// The settings of an application: property-list values by key. They are stored on disk and shared by all processes
+/// with the same identifier.
 ///
 /// A key is any text: empty, with dots or with NUL in it, of any length. It is never a path of keys. No operation
 /// fails: a value that cannot be stored stays in memory, the store tries again, and `status()` says why. See
@@ -44,7 +44,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
   /// use and never closed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
-  /// The same, whatever is installed in its place.
+  /// The same, even while another store is installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<UserDefaults>& installed() noexcept;
@@ -65,7 +65,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// part of it. Observers are called after all changes, once for each key whose value has changed. If a value cannot
   /// be stored at all, the whole batch is refused. Otherwise it has the promises of `set`.
   virtual void setValuesForKeys(KeyedValues keyedValues) = 0;
-  /// Everything that is stored. O(number of keys).
+  /// All stored values. O(number of keys).
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
 
   /// Notifies the observer of every later change of the key until it is removed or destroyed. The store does not keep

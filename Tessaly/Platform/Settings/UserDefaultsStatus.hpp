@@ -18,11 +18,11 @@ enum class UserDefaultsProblem : std::uint8_t {
   none,
   /// There is no place for settings: no home directory, or an identifier that cannot name a directory.
   noFolder,
-  /// The directory or its files may be read only.
+  /// The directory or its files are read-only.
   readOnly,
   /// The disk, the user's quota or the process's limit for the size of files is exhausted.
   diskFull,
-  /// A later version of the library has written the store in a way that this one does not know.
+  /// A later version of the library has written the store in an unknown format.
   newerVersion,
   /// The value is nested deeper than `PropertyList::maximumDepth`, or it or its key is larger than a record may be.
   valueTooLarge,
@@ -30,7 +30,7 @@ enum class UserDefaultsProblem : std::uint8_t {
   systemError,
   /// Another process holds the journal's lock for longer than 2 s: it may have been stopped.
   lockHeld,
-  /// The property list may not or cannot be read now.
+  /// The property list is unreadable now.
   unreadablePropertyList,
   /// The property list is malformed.
   damagedPropertyList,
@@ -44,25 +44,25 @@ enum class UserDefaultsProblem : std::uint8_t {
 enum class UserDefaultsEffect : std::uint8_t {
   /// Nothing is lost, now or later.
   none,
-  /// Values that were written since are only in memory, and end with the process.
+  /// Later values are only in memory, and are lost when the process ends.
   inMemoryOnly,
-  /// Values of the file read as absent for now.
+  /// The store treats values of the file as absent at present.
   notRead,
-  /// Values that were stored may be lost, or read as former ones.
+  /// Stored values may be lost, or replaced by earlier values.
   mayBeLost,
 };
 
 /// One problem of a settings store.
 struct UserDefaultsIncident {
   UserDefaultsProblem problem = UserDefaultsProblem::none;
-  /// The path of the file or directory; of one that was set aside, its new path. Empty if there is none.
+  /// The path of the file or directory. The new path if it was set aside. Empty if there is none.
   std::string file = {};
-  /// When the store noticed it; the last time if it has happened again.
+  /// The time at which the store detected the problem, or detected it again.
   Date time = Date::distantPast();
   UserDefaultsEffect effect = UserDefaultsEffect::none;
-  /// Whether it lasts. What is over is still listed if values may have been lost.
+  /// Whether the problem still exists. A past problem is listed only if values may have been lost.
   bool isOngoing = true;
-  /// Whether the store ends it by itself, once its reason is gone: a full disk or a held lock, for example.
+  /// Whether the problem ends without help when its cause ends, such as a full disk or a held lock.
   bool healsByItself = true;
   /// The system's error code; 0 if there is none.
   std::int32_t errorCode = 0;
@@ -73,22 +73,22 @@ struct UserDefaultsIncident {
   friend bool operator==(const UserDefaultsIncident&, const UserDefaultsIncident&) = default;
 };
 
-/// How a settings store is doing.
+/// The state of a settings store.
 ///
 ///     if (store->status().problem == UserDefaultsProblem::diskFull) showBanner("Settings cannot be saved.");
 struct UserDefaultsStatus {
-  /// The most important problem that lasts: one that keeps writes from the disk before one that keeps values from being
-  /// read. `none` if nothing is wrong now.
+  /// The most important present problem. A problem that prevents writes precedes one that prevents reads. `none` if
+  /// there is no problem now.
   UserDefaultsProblem problem = UserDefaultsProblem::none;
   /// The system's error code that goes with the problem; 0 if there is none.
   std::int32_t errorCode = 0;
-  /// How many keys were written since the problem began, and are kept in memory only.
+  /// The number of keys that were written since the problem began and are only in memory.
   std::int64_t unstoredKeys = 0;
-  /// The directory of the store; empty for one that has none.
+  /// The directory of the store. Empty if there is none.
   std::string folder = {};
-  /// Where a damaged property list was set aside, if that happened since the store was opened.
+  /// The new path of a damaged property list that was set aside since the store was opened.
   std::optional<std::string> damagedFile = std::nullopt;
-  /// Everything that is known to be wrong, or was and may have lost values since the store was opened; the latest last.
+  /// The present problems, and past problems that may have lost values since the store was opened. The latest is last.
   std::vector<UserDefaultsIncident> problems = {};
 
   friend bool operator==(const UserDefaultsStatus&, const UserDefaultsStatus&) = default;
