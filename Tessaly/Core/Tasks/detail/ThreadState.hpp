@@ -30,7 +30,8 @@ struct RunningJob {
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
-  /// The job that the running one leaves behind itself: it yields, and the thread trades it for the next at once.
+  /// The task that goes on once the running job has ended: it yields, or has waited for the job's task. The thread
+  /// trades it for the next job.
   Job* traded;
   /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
   TaskRecord* completed;
