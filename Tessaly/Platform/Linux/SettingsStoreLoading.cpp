@@ -98,7 +98,8 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
 void SettingsStore::replayOldJournal(const std::string& bytes, const JournalHeader& next) {
   const auto contents = JournalContents::from(bytes, next.predecessor);
   if (contents && contents->header.version > JournalHeader::currentVersion) return;
-  // Another program has put it there, from a backup for example. Its values are older than those of the list.
+  // Another program has put it there, from a backup for example. Its values are older than those of the list. It may
+  // have overwritten an old journal that was still needed.
   const bool isForeign = contents && next.predecessor != 0 && contents->header.nonce != next.predecessor &&
                          contents->header.nonce != next.nonce;
   // An empty file holds nothing, and a power cut may have left it.
@@ -108,7 +109,7 @@ void SettingsStore::replayOldJournal(const std::string& bytes, const JournalHead
   isOldJournalDamaged_ = isDamaged || isHeaderDamaged || isForeign;
   if (!isOldJournalDamaged_) return;
   incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.oldPath(),
-                            isDamaged ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);
+                            isDamaged || isForeign ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);
 }
 
 void SettingsStore::replayJournal(const std::string& bytes) {
