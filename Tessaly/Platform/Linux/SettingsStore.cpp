@@ -31,7 +31,11 @@ std::size_t encode(SettingsStore::Edit& edit) {
 bool encodeAll(std::span<SettingsStore::Edit> edits) {
   try {
     std::size_t size = 0;
-    for (auto& edit : edits) size += encode(edit);
+    for (auto& edit : edits) {
+      // The property list is a dictionary around the value.
+      if (*edit.value && (*edit.value)->depth() >= PropertyList::maximumDepth) return false;
+      size += encode(edit);
+    }
     return size <= maximumRecord;
   } catch (const PropertyListError&) {
     return false;

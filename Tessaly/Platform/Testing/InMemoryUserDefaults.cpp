@@ -33,7 +33,7 @@ void InMemoryUserDefaults::set(PropertyList value, std::string_view forKey) {
 }
 
 bool InMemoryUserDefaults::admits(std::uint32_t depth) {
-  const bool isTooDeep = depth > PropertyList::maximumDepth;
+  const bool isTooDeep = depth >= PropertyList::maximumDepth;
   const UnfairLock::Guard guard(lock_);
   if (isTooDeep) {
     status_.problem = UserDefaultsProblem::valueTooLarge;

@@ -115,5 +115,17 @@ TEST_F(StoreLimits, DamagedPropertyListIsToldAtOnce) {
   EXPECT_EQ(stored(), (Dictionary{{"a", 2}}));
 }
 
+TEST_F(StoreLimits, DeepestValueIsStoredAndReadAgain) {
+  PropertyList value = 1;
+  while (value.depth() < PropertyList::maximumDepth - 1) value = PropertyList::Array{value};
+  const Store store = open();
+  store->set(value, "deepest");
+  store->set(PropertyList::Array{value}, "deeper");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::valueTooLarge);
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"deepest", value}}));
+  EXPECT_EQ(stored(), (Dictionary{{"deepest", value}}));
+}
+
 }  // namespace
 }  // namespace Tessaly::inline v1
