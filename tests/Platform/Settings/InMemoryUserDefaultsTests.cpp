@@ -246,7 +246,7 @@ TEST(InMemoryUserDefaults, RefusesAValueThatIsNestedTooDeep) {
   const auto store = InMemoryUserDefaults::make();
   store->set(1, "a");
   PropertyList deep = 1;
-  for (std::uint32_t i = 0; i < PropertyList::maximumDepth; ++i) deep = PropertyList::Array{deep};
+  for (std::uint32_t i = 0; i + 1 < PropertyList::maximumDepth; ++i) deep = PropertyList::Array{deep};
   store->set(deep, "a");
   EXPECT_EQ(store->value("a"), deep);
   store->set(PropertyList::Array{deep}, "a");
