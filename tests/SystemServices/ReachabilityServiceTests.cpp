@@ -206,15 +206,12 @@ class UncountedUserDefaults final : public UserDefaults {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view) const override { return canConnect; }
   void set(PropertyList, std::string_view) override {}
   void removeObject(std::string_view) override {}
-  void setValuesForKeys(KeyedValues) override {}
   [[nodiscard]] PropertyList::Dictionary dictionaryRepresentation() const override { return {}; }
   void addObserver(const std::shared_ptr<KeyValueObserver>&, std::string_view, KeyValueObservingOptions,
                    void*) override {}
   void removeObserver(const KeyValueObserver&, std::string_view) override {}
   void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>&, KeyValueObservingOptions, void*) override {}
   void removeObserverOfEveryKey(const KeyValueObserver&) override {}
-  void publishKeys(std::vector<SettingDescription>) override {}
-  [[nodiscard]] std::vector<SettingDescription> publishedKeys() const override { return {}; }
   bool synchronize() override { return true; }
   [[nodiscard]] UserDefaultsStatus status() const override { return {}; }
 };

@@ -16,6 +16,16 @@ std::string_view UserDefaults::className() const noexcept { return "Tessaly.User
 
 std::uint64_t UserDefaults::revision() const noexcept { return 0; }
 
+void UserDefaults::setValuesForKeys(KeyedValues keyedValues) {
+  for (auto& [key, value] : keyedValues) {
+    value ? set(std::move(*value), key) : removeObject(key);
+  }
+}
+
+void UserDefaults::publishKeys(std::vector<SettingDescription>) {}
+
+std::vector<SettingDescription> UserDefaults::publishedKeys() const { return {}; }
+
 UserDefaults::KeyedValues UserDefaults::withWellFormedKeys(KeyedValues keyedValues) {
   const auto isIllFormed = [](const auto& entry) { return !Text::isWellFormed(entry.first); };
   for (auto entry = std::ranges::find_if(keyedValues, isIllFormed); entry != keyedValues.end();

@@ -63,8 +63,9 @@ class TESSALY_EXPORT UserDefaults : public Object {
   using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
   /// Stores all values or none: the batch is one record, so neither the end of the process nor a power cut leaves a
   /// part of it. Observers are called after all changes, once for each key whose value has changed. If a value cannot
-  /// be stored at all, the whole batch is refused. Otherwise it has the promises of `set`.
-  virtual void setValuesForKeys(KeyedValues keyedValues) = 0;
+  /// be stored at all, the whole batch is refused. Otherwise it has the promises of `set`. A store of a host that does
+  /// not override this stores one value after the other.
+  virtual void setValuesForKeys(KeyedValues keyedValues);
   /// All stored values. O(number of keys).
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
 
@@ -83,10 +84,10 @@ class TESSALY_EXPORT UserDefaults : public Object {
 
   /// Tells people and other programs which settings the application has: `publishedKeys` of every process, and
   /// `tessaly defaults`, give them. Replaces those published before. Writes a file if they have changed; the log says
-  /// if that fails.
-  virtual void publishKeys(std::vector<SettingDescription> keys) = 0;
+  /// if that fails. A store of a host that does not override this publishes nothing.
+  virtual void publishKeys(std::vector<SettingDescription> keys);
   /// The settings that were published last, by name.
-  [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const = 0;
+  [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const;
 
   /// Waits until every value written so far would survive a power cut and other programs can read it. False if a value
   /// could not be stored. Blocks on the disk.

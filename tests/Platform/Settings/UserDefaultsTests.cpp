@@ -29,6 +29,15 @@ const std::string& configuration() {
   return folder.path();
 }
 
+TEST(UserDefaults, StoreWithoutBatchesStoresOneValueAfterTheOther) {
+  const auto settings = InMemoryUserDefaults::make();
+  settings->set(1, "gone");
+  settings->UserDefaults::setValuesForKeys({{"a", 2}, {"b", "text"}, {"gone", std::nullopt}});
+  EXPECT_EQ(settings->dictionaryRepresentation(), (PropertyList::Dictionary{{"a", 2}, {"b", "text"}}));
+  settings->UserDefaults::publishKeys({});
+  EXPECT_TRUE(settings->UserDefaults::publishedKeys().empty());
+}
+
 TEST(UserDefaults, StandsInTheDirectoryOfTheBundlesIdentifier) {
   const std::string& home = configuration();
   Bundle::setMain({.identifier = "org.example.player"});
