@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "Refresher.hpp"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Refresher.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"

@@ -11,7 +11,6 @@
 #if defined(__x86_64__) && TESSALY_IS_SANITIZED == 0
 #define TESSALY_COUNTS_INSTRUCTIONS 1
 
-
 namespace Tessaly::Tests {
 
 inline volatile std::size_t instructionCount = 0;
