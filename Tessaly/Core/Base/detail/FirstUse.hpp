@@ -28,7 +28,7 @@ auto& madeOnce() noexcept {
 
 /// Registers a handler, which the child of every later fork calls before `fork` returns. Two threads may register it
 /// twice at once, so calling it twice must be harmless. Later calls cost one load.
-template <void (*handler)()>
+template <auto handler>
 void callInForkedChildren() noexcept {
   static constinit std::atomic<bool> isRegistered{false};
   if (isRegistered.load(std::memory_order_acquire)) [[likely]]

@@ -31,13 +31,13 @@ void giveBackStock() noexcept {
 
 /// The key's value must only be non-null.
 void giveBackStockAtTheEnd() {
+  static constinit pthread_key_t key{};
   static constexpr auto makeKey = [] {
-    auto* const key = new pthread_key_t;
-    ::pthread_key_create(key, [](void*) {
+    ::pthread_key_create(&key, [](void*) {
       stock.endsWithThread = false;
       giveBackStock();
     });
-    return key;
+    return &key;
   };
   ::pthread_setspecific(madeOnce<makeKey>(), static_cast<const void*>(&stock));
   stock.endsWithThread = true;

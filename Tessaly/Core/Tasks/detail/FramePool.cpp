@@ -77,10 +77,10 @@ void forgetCommonLists() {
 /// From now on the thread keeps frames, and returns them when it ends. The key's value only has to be non-null.
 void keepFrames() {
   callInForkedChildren<&forgetCommonLists>();
+  static constinit pthread_key_t key{};
   static constexpr auto makeKey = [] {
-    auto* const key = new pthread_key_t;
-    ::pthread_key_create(key, &returnAllFrames);
-    return key;
+    ::pthread_key_create(&key, &returnAllFrames);
+    return &key;
   };
   ::pthread_setspecific(madeOnce<makeKey>(), &threadState);
   for (auto& list : threadState.frames) list.room = framesPerThreadAndClass;

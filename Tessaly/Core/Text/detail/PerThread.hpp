@@ -18,13 +18,13 @@ class PerThread {
   static Value& current() {
     static constinit thread_local Value* cached = nullptr;
     if (cached == nullptr) [[unlikely]] {
+      static constinit pthread_key_t key{};
       static constexpr auto makeKey = [] {
-        auto* const key = new pthread_key_t;
-        ::pthread_key_create(key, [](void* value) {
+        ::pthread_key_create(&key, [](void* value) {
           delete static_cast<Value*>(value);
           cached = nullptr;
         });
-        return key;
+        return &key;
       };
       cached = new Value;
       ::pthread_setspecific(madeOnce<makeKey>(), cached);
