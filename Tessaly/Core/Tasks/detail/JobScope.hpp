@@ -15,7 +15,7 @@ namespace Tessaly::inline v1::detail {
 class JobScope {
  public:
   /// The executor that the thread holds while the job runs; null for none.
-  explicit JobScope(Executor* executor) noexcept : outer_(threadState) {
+  explicit JobScope(Executor* executor) noexcept : outer_(static_cast<const RunningJob&>(threadState)) {
     static_cast<RunningJob&>(threadState) = {
         .task = nullptr,
         .executor = executor,
