@@ -20,8 +20,8 @@ namespace Tessaly::inline v1 {
 /// the left stack is empty, it takes over the elements of the right one.
 ///
 /// Copies share the elements until one of them is written. Prefer `RingArray` if the length is bounded, and
-/// `std::queue` if no single operation may take O(n). After a long queue, the memory of both stacks is kept until the
-/// stacks change their places again with less than half as many elements.
+/// `std::queue` if no single operation may take O(n). The stacks keep the memory of a queue that was long. They release
+/// it when they next change places with less than half as many elements.
 ///
 /// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1).
 ///
@@ -119,9 +119,10 @@ class FIFOStack {
     right_.push(std::forward<Value>(value));
   }
 
-  /// Ensures that the right stack has room, and shares nothing.
+  /// Ensures that the right stack has room and is not shared.
   [[gnu::noinline]] void makeRoom() {
-    // An empty queue goes on in the memory that the left stack used last, which is still in the processor's caches.
+    // An empty queue continues in the memory that the left stack used last, because the processor's caches still hold
+    // it.
     if (isEmpty() && !isSmall(left_) && right_.capacity() < left_.capacity()) {
       rewindOrRelease(left_);
       left_.swap(right_);
@@ -130,7 +131,7 @@ class FIFOStack {
     if (!right_.hasRoom()) right_.makeRoom(std::max(left_.capacity(), std::size_t{4}));
   }
 
-  /// Ensures that the left stack has an element, and shares none. The queue must not be empty.
+  /// Ensures that the left stack has an element and is not shared. The queue must not be empty.
   [[gnu::noinline]] void prepareLeft() {
     if (!left_.isEmpty()) return left_.makeUnshared();
     right_.makeUnshared();
@@ -138,8 +139,8 @@ class FIFOStack {
     left_.swap(right_);
   }
 
-  /// Small memory is always kept, in both stacks. Otherwise a queue that holds a few elements at a time would allocate
-  /// for each.
+  /// Small memory is always kept, in both stacks. Otherwise a queue that holds only a few elements at a time would
+  /// allocate memory for each of them.
   static bool isSmall(const Stack& stack) noexcept { return stack.capacity() * sizeof(Element) <= 4'096; }
   static void rewindOrRelease(Stack& empty) noexcept {
     const bool isWorthKeeping = isSmall(empty) || empty.capacity() / 2 <= empty.usedCapacity();

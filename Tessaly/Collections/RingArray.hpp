@@ -231,10 +231,10 @@ class RingArray {
     checkIndex(index);
     return slotAt(index);
   }
-  /// The element `position` places behind the first. O(1). Stops the process if there is no such element.
+  /// The element `position` places behind the first. O(1). Stops the process if that element does not exist.
   [[nodiscard]] const Element& operator[](std::int64_t position) const { return (*this)[indexOf(position)]; }
 
-  /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process if there is no such element.
+  /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process if the element does not exist.
   void set(Index index, Parameter element) {
     checkIndex(index);
     if (isUnshared()) [[likely]] {
@@ -249,7 +249,7 @@ class RingArray {
 
   /// Calls the body with the element, which the body may change, and returns the body's result. An exception of the
   /// body reaches the caller, and the element keeps its changes. The body must not use the ring. O(1), or O(n) while
-  /// the slots are shared. Stops the process if there is no such element.
+  /// the slots are shared. Stops the process if the element does not exist.
   template <std::invocable<Element&> Body>
   auto modify(Index index, Body&& body) -> std::invoke_result_t<Body, Element&> {
     static_assert(!std::is_reference_v<std::invoke_result_t<Body, Element&>>,
@@ -335,7 +335,7 @@ class RingArray {
   {
     return joined([](const Element& element) { return detail::describe(element); });
   }
-  /// The same with the elements' debug descriptions, "["a", "b"]".
+  /// The elements' debug descriptions, "["a", "b"]".
   [[nodiscard]] std::string debugDescription() const
     requires detail::HasDebugDescription<Element> || detail::DescribableElement<Element>
   {
@@ -357,7 +357,7 @@ class RingArray {
  private:
   friend struct std::hash<RingArray>;
 
-  /// Copies a slot into its twin when a block ends, also by an exception.
+  /// Copies a slot into its twin when a block ends, even if an exception ends it.
   class TwinUpdate {
    public:
     TwinUpdate(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}
@@ -555,11 +555,11 @@ class RingArray {
   }
 
   std::int64_t maxCapacity_ = 0;
-  /// Null if there are no slots.
+  /// Null for a ring without slots.
   Storage* storage_ = nullptr;
   Index startIndex_;
   std::int64_t count_ = 0;
-  /// The mark is also set if there are no slots, so that adding tests one condition for both.
+  /// The mark is also set in a ring without slots, so that adding an element tests one condition for both cases.
   detail::SharingMark mark_;
 };
 

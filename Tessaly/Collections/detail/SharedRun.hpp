@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 /// until one of them is written.
 ///
 /// Unlike `std::vector` it keeps its ends beside the pointer to its memory. Adding and taking are a comparison and a
-/// move. The other holders are asked only if there may be any.
+/// move. The atomic count of holders is read only if the memory may have another holder.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 template <typename Element>
@@ -61,14 +61,14 @@ class SharedRun {
   [[nodiscard]] bool isEmpty() const noexcept { return begin_ == end_; }
   [[nodiscard]] std::size_t count() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
   [[nodiscard]] std::size_t capacity() const noexcept { return static_cast<std::size_t>(limit_ - cells_); }
-  /// The slots up to the last element, those of elements that were taken included.
+  /// The number of slots up to the last element, including the slots of elements that were taken.
   [[nodiscard]] std::size_t usedCapacity() const noexcept { return static_cast<std::size_t>(end_ - cells_); }
 
   /// The elements in the order in which they were added. Change them only if the run is not shared.
   [[nodiscard]] Element* begin() noexcept { return begin_; }
   [[nodiscard]] Element* end() noexcept { return end_; }
 
-  /// Whether there is a slot behind the last element, and no other holder.
+  /// Whether there is a slot behind the last element and the memory has no other holder.
   [[nodiscard]] bool hasRoom() const noexcept { return end_ != limit_ && !mark_.isSet(); }
   /// Ensures `hasRoom()`. New memory has at least `minimumCapacity` slots.
   [[gnu::noinline]] void makeRoom(std::size_t minimumCapacity) {
@@ -89,7 +89,7 @@ class SharedRun {
   void makeUnshared() {
     if (isShared()) replaceStorage(count());
   }
-  /// Whether there is an element to take, and no other holder.
+  /// Whether there is an element to take and the memory has no other holder.
   [[nodiscard]] bool hasFirst() const noexcept { return begin_ != end_ && !mark_.isSet(); }
   /// The element that was added first. `hasFirst()` must be true.
   [[nodiscard]] Element& first() noexcept { return *begin_; }
@@ -101,7 +101,7 @@ class SharedRun {
   /// Makes the whole memory available again. The run must be empty and not shared.
   void rewind() noexcept { begin_ = end_ = cells_; }
 
-  /// Asks the other holders if there may be any.
+  /// Whether the memory has another holder. Reads the atomic count only if that is possible.
   [[nodiscard]] bool isShared() noexcept {
     if (!mark_.isSet()) return false;
     if (!Storage::of(cells_)->references().isOne()) return true;
