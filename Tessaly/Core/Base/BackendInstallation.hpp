@@ -51,7 +51,7 @@ decltype(auto) backendInUse() {
 /// The new backend is kept alive until the process ends, because another thread may still use it. A null pointer stops
 /// the process.
 ///
-/// Thread contract: thread-compatible. Of two installations of one seam, the later one ends first.
+/// Thread contract: thread-compatible. Of two installations of one seam, the later one must end first.
 ///
 ///     const auto power = std::make_shared<ScriptedPower>();
 ///     const BackendInstallation<PowerBackend> installation(power);

@@ -55,7 +55,7 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Error& error
 ///     try {
 ///       upload();
 ///     } catch (const Tessaly::CancellationError&) {
-///       return;  // Somebody wanted it so: nothing to report.
+///       return;  // The host cancelled the task: nothing to report.
 ///     }
 class TESSALY_EXPORT CancellationError final : public Error {
  public:

@@ -26,13 +26,13 @@ struct Transferred {
 
 /// Reads until the space is full or the file ends.
 [[nodiscard]] TESSALY_EXPORT Transferred readFull(int descriptor, void* space, std::size_t size) noexcept;
-/// The same from an offset. The descriptor's own position stays.
+/// `readFull` from an offset. The descriptor's own position stays.
 [[nodiscard]] TESSALY_EXPORT Transferred readFullAt(int descriptor, void* space, std::size_t size,
                                                     off_t offset) noexcept;
 
 /// Writes all bytes. If the system accepts none of them without an error, the result is `EIO`.
 [[nodiscard]] TESSALY_EXPORT Transferred writeFull(int descriptor, const void* bytes, std::size_t size) noexcept;
-/// The same, but returns only the `errno`, or 0.
+/// `writeFull` that returns only the `errno`, or 0.
 [[nodiscard]] inline int writeAll(int descriptor, std::string_view bytes) noexcept {
   return writeFull(descriptor, bytes.data(), bytes.size()).error;
 }

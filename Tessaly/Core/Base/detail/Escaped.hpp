@@ -12,9 +12,9 @@ namespace Tessaly::inline v1::detail {
 /// characters escaped. Bytes beyond ASCII stay unchanged.
 [[nodiscard]] TESSALY_EXPORT std::string quoted(std::string_view text);
 
-/// The text as part of one entry of a log that is read on a terminal. Lines after the first are indented, so that none
-/// looks like an entry of its own. Other control characters than tabs are escaped, those from U+0080 to U+009F too, so
-/// that none commands the terminal.
+/// The text as part of one entry of a log that is read on a terminal. Lines after the first are indented, so they do
+/// not look like further entries. Control characters except tabs are escaped, including U+0080 to U+009F, so they
+/// cannot command the terminal.
 [[nodiscard]] TESSALY_EXPORT std::string terminalText(std::string_view text);
 
 }  // namespace Tessaly::inline v1::detail

@@ -11,8 +11,8 @@ namespace Tessaly::inline v1::detail {
 // not safe. If a thread of the parent is making it during the fork, the child waits for ever for that thread.
 
 /// The object that `make` returns a pointer to. The first call makes it, on one thread, while others wait. It is kept
-/// until the process ends. The child of a fork during the making makes an object of its own, because `pthread_once`
-/// starts again there. Later calls cost one load.
+/// until the process ends. If the process forks while the object is being made, the child makes its own object, because
+/// `pthread_once` starts again there. Later calls cost one load.
 template <auto make>
 auto& madeOnce() noexcept {
   using Pointer = decltype(make());

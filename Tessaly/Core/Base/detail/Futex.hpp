@@ -12,7 +12,7 @@ namespace Tessaly::inline v1::detail {
 /// Sleeps while the word has the value, until woken. May return early, so callers test the word again.
 TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
 
-/// The same for at most `nanoseconds`. Returns false after that time.
+/// `futexWait` for at most `nanoseconds`. Returns false after that time.
 TESSALY_EXPORT bool futexWaitFor(const std::atomic<std::uint32_t>& word, std::uint32_t value,
                                  std::int64_t nanoseconds) noexcept;
 

@@ -9,6 +9,6 @@ void uploadUnlessCancelled(void (*upload)()) {
   try {
     upload();
   } catch (const Tessaly::CancellationError&) {
-    return;  // Somebody wanted it so: nothing to report.
+    return;  // The host cancelled the task: nothing to report.
   }
 }
