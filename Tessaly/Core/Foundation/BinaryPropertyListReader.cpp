@@ -50,7 +50,7 @@ class Reader {
  private:
   struct Object {
     std::optional<PropertyList> value;
-    /// The number of values if none were shared.
+    /// The number of values if each shared value counts once for each reference.
     std::uint64_t nodes = 1;
     bool isBeingRead = false;
   };
@@ -66,7 +66,7 @@ class Reader {
     return value;
   }
 
-  /// The limit is the table, because no object reaches into it.
+  /// The objects end where the table begins.
   void require(std::size_t offset, std::uint64_t size) const {
     if (offset > table_ || size > table_ - offset) fail("has an object that ends outside the file", offset);
   }

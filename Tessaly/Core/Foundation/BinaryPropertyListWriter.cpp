@@ -32,7 +32,7 @@ class Writer {
     std::size_t at = 0;
     for (const auto& [key, element] : root) {
       references_[at] = add({nullptr, key, 0});
-      // The references of what is within come behind those of the root.
+      // The references of nested values follow those of the root.
       const std::size_t value = number(element);
       references_[root.size() + at++] = value;
     }
@@ -44,7 +44,7 @@ class Writer {
   }
 
  private:
-  /// Puts all objects, the last ones of which may still have to be put.
+  /// Puts the numbered objects. `count` also includes the objects that the caller puts afterwards.
   void putObjects(std::size_t count) {
     referenceSize_ = bytesFor(count - 1);
     bytes_.reserve(header.size() + 16 * objects_.size());

@@ -36,7 +36,7 @@ std::vector<std::string> wantedLanguages(const ProcessInfo& process) {
     locale = normalized(process.environmentValue(variable).value_or(""));
     if (!locale.empty()) break;
   }
-  // As in other programs of the system, the plain locale has no languages, also if LANGUAGE is set.
+  // As in other programs, the locales "C" and "POSIX" have no languages, even if LANGUAGE is set.
   if (locale.empty() || locale == "c" || locale == "posix") return {};
   std::vector<std::string> languages;
   for (const auto part : std::views::split(process.environmentValue("LANGUAGE").value_or(""), ':')) {

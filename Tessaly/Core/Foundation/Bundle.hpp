@@ -67,8 +67,8 @@ class Bundle {
   [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
 
   /// The localizations that suit the user, best first. They are those that the environment requests: LANGUAGE, or else
-  /// the first of LC_ALL, LC_MESSAGES and LANG that is set. If none fits, the original one. "en" if the application
-  /// names no localizations.
+  /// the first of LC_ALL, LC_MESSAGES and LANG that is set. If no localization fits, the result is the original one. It
+  /// is "en" if the application names no localizations.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
 
   /// An entry of the information dictionary.

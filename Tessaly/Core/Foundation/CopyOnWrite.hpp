@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value on the heap. Copies share it until one of them is written. It is the storage of our growing value types.
+/// A value on the heap. Copies share it until one of them is written. The value types of the library that can grow
+/// store their contents in it.
 ///
 /// Copying costs one atomic addition. Writing copies the value first, unless this is its only holder. The test for that
 /// is an acquire load, so all reads by former holders happen before the write. A default-constructed or moved-from

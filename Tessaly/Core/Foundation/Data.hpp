@@ -49,7 +49,7 @@ class Data {
   /// Copies the bytes of a text.
   explicit Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
 
-  /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, also with white space.
+  /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, including one with white space.
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
 
   /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Throws
@@ -70,7 +70,7 @@ class Data {
   [[nodiscard]] const std::uint8_t* data() const noexcept { return bytes_.read().data(); }
   [[nodiscard]] const_iterator begin() const noexcept { return data(); }
   [[nodiscard]] const_iterator end() const noexcept { return data() + size(); }
-  /// The byte at an index. Stops the process if there is no such index.
+  /// The byte at an index. Stops the process if the index is out of range.
   [[nodiscard]] std::uint8_t operator[](std::int64_t index) const noexcept {
     if (index < 0 || index >= count()) [[unlikely]]
       stopOutOfRange(index);
@@ -82,7 +82,7 @@ class Data {
   /// The bytes as characters, without a check. Valid until this value is written or destroyed.
   [[nodiscard]] std::string_view text() const noexcept TESSALY_LIFETIMEBOUND { return {toChars(data()), size()}; }
 
-  /// Changes the byte at an index. Stops the process if there is no such index.
+  /// Changes the byte at an index. Stops the process if the index is out of range.
   void set(std::int64_t index, std::uint8_t byte) {
     if (index < 0 || index >= count()) [[unlikely]]
       stopOutOfRange(index);

@@ -101,8 +101,8 @@ class DigestHasher {
   detail::DigestState state_{detail::digestMethod<Digest>};
 };
 
-/// A message authentication code: HMAC with SHA-256 (RFC 2104). The time of a comparison does not depend on the first
-/// difference.
+/// A message authentication code: HMAC with SHA-256 (RFC 2104). The time of a comparison does not depend on the
+/// position of the first difference.
 struct HashedAuthenticationCode : DigestBytes<32> {
   /// The code of bytes under a key. Throws `std::bad_alloc` only.
   ///

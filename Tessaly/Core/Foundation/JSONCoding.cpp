@@ -84,8 +84,8 @@ std::size_t endOfNumber(std::string_view text, std::size_t begin) noexcept {
   return at;
 }
 
-/// The text with 0 instead of each number. Only texts are decoded. The parser refuses valid numbers that a `double`
-/// cannot represent.
+/// The text with 0 instead of each number. The parser would refuse valid numbers that a `double` cannot represent, and
+/// the decoder reads no numbers.
 std::string withoutNumbers(std::string_view text) {
   std::string result;
   bool isInString = false;
@@ -104,7 +104,7 @@ std::string withoutNumbers(std::string_view text) {
   return result;
 }
 
-/// Appends a text in quotes. Escapes "/", because other programs' records do and the JSON library does not.
+/// Appends a text in quotes. Escapes "/", as the records of other programs do. The JSON library does not escape it.
 void appendString(std::string& out, std::string_view text) {
   for (const char unit : json(text).dump(-1, ' ', false, json::error_handler_t::replace)) {
     if (unit == '/') out += '\\';

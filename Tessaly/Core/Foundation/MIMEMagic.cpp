@@ -16,8 +16,8 @@ constexpr std::string_view signature{"MIME-Magic\0\n", 12};
 constexpr std::string_view deleteAll = "__NOMAGIC__";
 constexpr std::size_t greatestExtent = std::size_t{64} << 10;
 
-/// Converts words from the file's big-endian order to that of this machine. Only numbers in the machine's order have a
-/// word size above 1.
+/// Converts words from the file's big-endian order to that of this machine. Rules with a word size of 1 need no
+/// conversion.
 void swapWords(std::string& bytes, std::size_t wordSize) {
   if (std::endian::native != std::endian::little || wordSize < 2) return;
   for (std::size_t start = 0; start + wordSize <= bytes.size(); start += wordSize) {

@@ -39,12 +39,12 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     return this->insertIfAbsent(std::move(element), index);
   }
 
-  /// Removes the element at an index. Throws `std::out_of_range` if there is no such index. O(n) in the order.
+  /// Removes the element at an index. Throws `std::out_of_range` if the index is out of range. O(n) in the order.
   void removeObjectAt(std::int64_t index) {
     checkIndex(index, this->count() - 1);
     this->eraseAt(index);
   }
-  /// Removes an equal element. Returns false if there is none.
+  /// Removes an equal element. Returns false if the set does not contain one.
   bool remove(const Element& element) {
     const std::int64_t index = this->index(element);
     if (index == NSNotFound) return false;

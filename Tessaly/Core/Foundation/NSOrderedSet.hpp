@@ -148,20 +148,20 @@ class NSOrderedSet {
   [[nodiscard]] bool isEmpty() const noexcept { return order_.read().empty(); }
   [[nodiscard]] bool empty() const noexcept { return isEmpty(); }
 
-  /// The element at an index. Throws `std::out_of_range` if there is no such index. O(1).
+  /// The element at an index. Throws `std::out_of_range` if the index is out of range. O(1).
   [[nodiscard]] const Element& object(std::int64_t index) const {
     if (index < 0 || index >= count()) [[unlikely]]
       detail::throwOrderedSetIndex(index, count());
     return (*this)[index];
   }
-  /// The same without the check.
+  /// The element at an index, without a check. O(1).
   [[nodiscard]] const Element& operator[](std::int64_t index) const noexcept {
     return members_.read()[order_.read()[static_cast<std::size_t>(index)]];
   }
   /// Whether the set contains an equal element. O(1).
   [[nodiscard]] bool contains(const Element& element) const { return members_.read().find(element).has_value(); }
-  /// The index of an equal element, or `NSNotFound`. O(1) if there is none, or if no earlier element was ever moved or
-  /// removed. Otherwise O(n), over 4 bytes for each element.
+  /// The index of an equal element, or `NSNotFound`. O(1) if the set does not contain the element, or if elements were
+  /// only added and removed at the end. Otherwise O(n), over 4 bytes for each element.
   [[nodiscard]] std::int64_t index(const Element& element) const {
     const auto slot = members_.read().find(element);
     if (!slot) return NSNotFound;

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 /// Objects are owned by `std::shared_ptr` and compared by identity. `className()` gives the registered name of a class.
 /// A call registers a class; linking does not. `make` can also register a class of a shared library at its first use.
 /// For this, `make` calls an exported C function such as "tessaly_register_Studio_Recorder": "tessaly_register_" and
-/// the name of the class, with underscores instead of other characters than letters and digits.
+/// the name of the class, with an underscore for each character that is not a letter or a digit.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///
@@ -53,7 +53,7 @@ class TESSALY_EXPORT Object : public std::enable_shared_from_this<Object> {
   /// Thread contract: thread-safe.
   static void registerClassWithoutInitializer(std::string_view className, std::string_view file, unsigned line);
 
-  /// Makes an object of the class with this registered name, or returns null if there is no such class.
+  /// Makes an object of the class that is registered under this name. Null if no class has the name.
   ///
   /// Stops the process for a class that was registered without an initializer.
   ///

@@ -97,7 +97,7 @@ class PropertyList {
   [[nodiscard]] TESSALY_EXPORT const Data* data() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Array* array() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Dictionary* dictionary() const noexcept;
-  /// The entry of a dictionary, or null if there is none or the value is not a dictionary.
+  /// The dictionary's value for a key. Null if the key is missing, or if this value is not a dictionary.
   [[nodiscard]] TESSALY_EXPORT const PropertyList* find(std::string_view key) const noexcept;
 
   /// The number of nested containers: 0 for a value that is not a container, 1 for an empty container. O(1).

@@ -46,8 +46,8 @@ class TESSALY_EXPORT PropertyListError final : public Error {
 /// Parses and serializes property lists in both formats.
 ///
 /// Parsing accepts arbitrary bytes and throws for malformed ones. It also throws for a list that is nested deeper than
-/// `PropertyList::maximumDepth`, that refers to itself, or that would become disproportionately large. Of two entries
-/// with one key the last counts.
+/// `PropertyList::maximumDepth`, that refers to itself, or that would become disproportionately large. If two entries
+/// have the same key, the last one counts.
 ///
 /// Thread contract: thread-safe.
 ///

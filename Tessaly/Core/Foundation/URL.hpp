@@ -31,17 +31,17 @@ struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp
 ///     std::optional<URL> site = URL::from("https://example.com:8080/?q=1#top");
 class URL {
  public:
-  /// The way to decide whether a path is that of a directory. The URL of a directory ends with a slash.
+  /// The way to decide whether a path names a directory. The URL of a directory ends with a slash.
   enum class DirectoryHint : std::uint8_t {
     inferFromPath,    ///< A slash at the end decides.
-    isDirectory,      ///< The path is that of a directory.
-    notDirectory,     ///< The path is not that of a directory.
+    isDirectory,      ///< The path names a directory.
+    notDirectory,     ///< The path does not name a directory.
     checkFileSystem,  ///< The file system decides. For a missing file, a slash at the end decides.
   };
 
   /// Parses a text. Absent if the text is not a URL.
   ///
-  /// These texts are not URLs: the empty text, a malformed scheme, a port with other characters than digits, a
+  /// These texts are not URLs: the empty text, a malformed scheme, a port with a character that is not a digit, a
   /// malformed host in brackets, and a host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter followed
   /// by letters, digits, `+`, `-` and `.`. The text before the first `:` is a scheme unless one of `/?#[]@` precedes
   /// it.
@@ -77,7 +77,7 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> password() const;
   /// The host, percent-decoded, without the brackets of an IP literal. Absent if it is empty.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;
-  /// The port. Absent if there is none, if it is empty, or if it does not fit in 64 bits.
+  /// The port. Absent if the URL has no port, if the port is empty, or if it does not fit in 64 bits.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::int64_t> port() const;
   /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL "%2F" and "%00"
   /// stay encoded.

@@ -39,21 +39,22 @@ class UTType {
   /// The type with an identifier: a uniform type identifier, a MIME type of the database, or the identifier of a
   /// dynamic type. Absent for other texts.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> from(std::string_view identifier);
-  /// The most likely type of files with the extension, among the types that conform to the given one. A dynamic type if
-  /// there is none. Absent if no name can have the extension: it is empty, or contains "/" or NUL.
+  /// The most likely type of files with the extension, among the types that conform to the given one. If no type
+  /// conforms, the result is a dynamic type. Absent if no name can have the extension: it is empty, or contains "/" or
+  /// NUL.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromFilenameExtension(std::string_view extension,
                                                                                   const UTType& conformingTo = data());
   /// The type of a MIME type or of an alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
   /// the database lacks is a type of its own.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
   /// The type of a file by its name and contents, in the order that the database's specification recommends. The name
-  /// decides, unless several types or none have such names. Then the contents decide. Only the first 64 KiB of the
-  /// contents count.
+  /// decides if exactly one type has such names. Otherwise the contents decide. Only the first 64 KiB of the contents
+  /// count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
   /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.
-  /// Follows symbolic links. Throws `POSIXError` if there is no file, and `URLError` (`unsupportedURL`) if the URL is
-  /// not a file URL.
+  /// Follows symbolic links. Throws `POSIXError` if the file does not exist, and `URLError` (`unsupportedURL`) if the
+  /// URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static UTType ofFile(const URL& file);
 
   /// The type that all types of files and directories conform to.
@@ -70,7 +71,7 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
   // The next three need FoundationExtensions/UTType+Extensions.hpp. The first use makes the type and keeps it. The
-  // process stops if there is no such type.
+  // process stops if the database lacks the type.
 
   /// Tables with commas: the type of the extension "csv" that conforms to `text`.
   template <typename Definition = detail::SharedFileTypes>
@@ -115,7 +116,7 @@ class UTType {
   static UTType wellKnown(std::string_view identifier);
 
   std::string identifier_;
-  /// Empty if there is none.
+  /// Empty for a type without a MIME type.
   std::string mimeType_;
 };
 

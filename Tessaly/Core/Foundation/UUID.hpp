@@ -31,7 +31,7 @@ class UUID {
   explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
   /// A new random identifier (version 4) from the kernel's random bytes. A thread requests the bytes of 16 identifiers
-  /// at a time, and again in the child of a fork. Stops the process if the kernel gives no bytes.
+  /// at a time. In the child of a fork it requests new bytes. Stops the process if the kernel gives no bytes.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static UUID random() noexcept;

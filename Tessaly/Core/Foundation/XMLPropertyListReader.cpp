@@ -129,8 +129,8 @@ bool isASCIIEncoding(std::string name) {
   return name == "utf-8" || name == "us-ascii";
 }
 
-/// Builds a value from the events of expat. An exception must not pass through expat. So the first one stops the parser
-/// and is thrown after its end.
+/// Builds a value from the events of expat. An exception must not pass through expat. So the first exception stops the
+/// parser, and is thrown after the parser has returned.
 class Reader {
  public:
   Reader() : parser_(XML_ParserCreate("UTF-8")) {

@@ -21,7 +21,7 @@ class TESSALY_EXPORT MIMEMagic {
   /// of a truncated file.
   void add(std::string_view file);
 
-  /// The type of the first matching rule, in the order of priority. Empty if none matches.
+  /// The type of the first matching rule, in the order of priority. Empty if no rule matches.
   [[nodiscard]] std::string_view typeOf(std::string_view contents) const noexcept;
   /// The number of bytes from a file's beginning that the rules examine, at most 64 KiB.
   [[nodiscard]] std::size_t extent() const noexcept { return extent_; }

@@ -11,12 +11,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A type that exists on every system, also without a database.
+/// A type that exists on every system, even without a database.
 struct WellKnownType {
   std::string_view identifier;
   /// Empty for abstract types, which no file has directly.
   std::string_view mimeType;
-  /// The preferred extension, or empty if there is none.
+  /// The preferred extension. Empty for a type without extensions.
   std::string_view filenameExtension;
   /// The supertypes. Empty texts are unused.
   std::array<std::string_view, 2> supertypes;
@@ -34,7 +34,8 @@ struct DynamicType {
   friend bool operator==(const DynamicType&, const DynamicType&) = default;
 };
 
-/// "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits replace the most common supertypes.
+/// The identifier: "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits replace the most common
+/// supertypes.
 [[nodiscard]] TESSALY_EXPORT std::string dynamicIdentifier(const DynamicType& type);
 /// Parses such an identifier. Absent if the text is not one.
 [[nodiscard]] TESSALY_EXPORT std::optional<DynamicType> dynamicType(std::string_view identifier);
