@@ -36,8 +36,8 @@ TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
 TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 
 /// Sets whether records also go to standard error, a line each, with times in UTC. At first they do not. The lines go
-/// to the file that standard error is at the time of this call, even if the host redirects that descriptor later. If
-/// standard error is closed, the lines are discarded.
+/// to the file that standard error leads to at the time of this call, even if the host redirects it later. If standard
+/// error is closed, the lines are discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
 /// Sets the number of bytes of records that the process keeps for reading back: 1 MiB unless set. The number is rounded

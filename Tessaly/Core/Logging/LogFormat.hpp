@@ -54,7 +54,8 @@ struct LogPlaceholder {
   LogPrivacy privacy = LogPrivacy::public_;
 };
 
-/// The first placeholder at or after `from`. If there is none, its `begin` is the format's length.
+/// The first placeholder at or after `from`. Without a further placeholder, the result's `begin` is the format's
+/// length.
 constexpr LogPlaceholder nextLogPlaceholder(std::string_view format, std::size_t from) noexcept {
   LogPlaceholder found;
   found.begin = found.end = static_cast<std::uint32_t>(std::min(format.find('%', from), format.size()));

@@ -99,7 +99,8 @@ detail::LogPlaceholder nextArgumentPlaceholder(std::string_view format, std::siz
   return placeholder;
 }
 
-// A log call between a failed system call and the caller's look at errno must not change errno.
+// A log call must not change `errno`, because it may stand between a failed system call and the code that reads
+// `errno`.
 class ErrnoKeeper {
  public:
   ErrnoKeeper() noexcept : saved_(errno) {}

@@ -43,7 +43,7 @@ class Logger {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// The same, with the unqualified name of the type as category.
+  /// A logger whose category is the unqualified name of the type. The subsystem is that of the function above.
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");

@@ -58,8 +58,9 @@ class TESSALY_EXPORT NotificationCenter {
   /// The notification centre of this process.
   [[nodiscard]] static NotificationCenter& default_() noexcept;
 
-  /// Adds a handler for the notifications with this name about this object. Without a name it is called for all names,
-  /// with a null object for all objects. The object is not kept alive. An exception of the handler stops the process.
+  /// Adds a handler for the notifications with this name about this object. Without a name it is called for all names.
+  /// With a null object it is called for all objects. The object is not kept alive. An exception of the handler stops
+  /// the process.
   Token addObserver(std::optional<std::string> name, const std::shared_ptr<Object>& object, Handler handler);
   /// Removes an observer. No call of its handler begins afterwards, but one may still be running on another thread. An
   /// unknown token changes nothing.
@@ -69,8 +70,8 @@ class TESSALY_EXPORT NotificationCenter {
   void post(const Notification& notification) const;
 
   class Notifications;
-  /// The sequence of the notifications with this name that are posted from now on. They concern this object, or any
-  /// object if it is null.
+  /// The sequence of the notifications with this name that are posted from now on. They concern this object. A null
+  /// object stands for any object.
   [[nodiscard]] Notifications notifications(std::string name, const std::shared_ptr<Object>& object = nullptr);
 
  private:

@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void logPlatformError(std::string_view category, std::string_view message) noexcept;
-/// The same as a record of the default type, for events that are not errors.
+/// `logPlatformError` with a record of type default, for events that are not errors.
 TESSALY_EXPORT void logPlatformNotice(std::string_view category, std::string_view message) noexcept;
 
 /// Gives `platformLog` the main bundle's identifier. `Logger::make` calls it, because it has just asked for the
