@@ -143,7 +143,8 @@ template <typename Apply, typename OnChange, typename OnChangeNil = detail::Igno
   requires std::is_invocable_v<Apply&>
 ObservationToken withContinuousObservation(Isolation isolation, Apply apply, OnChange onChange,
                                            OnChangeNil onChangeNil = {}) {
-  static_assert(!isAsync<std::invoke_result_t<Apply&>>, "what is tracked is what a function reads until it returns");
+  static_assert(!isAsync<std::invoke_result_t<Apply&>>,
+                "the function must not suspend: its reads are tracked until it returns");
   using Observation = detail::ContinuousObservation<Apply, OnChange, OnChangeNil>;
   auto state = std::make_shared<detail::ContinuousObservationState>();
   ObservationToken token(state);

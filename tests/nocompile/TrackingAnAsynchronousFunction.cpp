@@ -1,4 +1,4 @@
-// expected: what is tracked is what a function reads until it returns
+// expected: the function must not suspend: its reads are tracked until it returns
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Observation/ObservationTracking.hpp"
 #include "Tessaly/Core/Observation/Property.hpp"

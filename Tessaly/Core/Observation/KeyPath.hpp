@@ -152,8 +152,8 @@ struct KeyPathOf {
 
 /// A key path without the types of its root and value. It still identifies the property.
 ///
-/// Two key paths are equal if they name the same member, also from different libraries of the process. The nearest
-/// standard facility is `std::type_index`, which identifies types.
+/// Two key paths are equal if they name the same member, even if different libraries of the process made them. The
+/// nearest standard facility is `std::type_index`, which identifies types.
 ///
 /// Thread contract: thread-safe. Comparing and hashing take a few nanoseconds; nothing is allocated.
 ///
@@ -192,8 +192,8 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const AnyKeyPath& 
 /// arguments that computes its value. `keyPath<&Song::title>` makes it.
 ///
 /// A key path can be copied, compared, hashed, stored in a table, read on an object, and used as a projection. The
-/// nearest standard facility is a pointer to a member. It cannot name a computed property, and has no hash and no form
-/// without its types.
+/// nearest standard facility is a pointer to a member. Such a pointer cannot name a computed property and has no hash.
+/// It has no counterpart of `AnyKeyPath`.
 ///
 /// Thread contract: thread-safe.
 ///

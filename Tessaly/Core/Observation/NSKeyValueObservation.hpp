@@ -33,7 +33,7 @@ enum class NSKeyValueObservingOptions : std::uint8_t {
                                                              NSKeyValueObservingOptions right) noexcept {
   return static_cast<NSKeyValueObservingOptions>(static_cast<unsigned>(left) | static_cast<unsigned>(right));
 }
-/// Whether the set has all of these.
+/// Whether the set has all of the given values.
 [[nodiscard]] constexpr bool contains(NSKeyValueObservingOptions set, NSKeyValueObservingOptions options) noexcept {
   return (static_cast<unsigned>(set) & static_cast<unsigned>(options)) == static_cast<unsigned>(options);
 }
@@ -215,13 +215,13 @@ class ComputedPropertyObserver final : public ComputedObserver {
 /// observation without a call.
 ///
 /// The property is a `Property`, or a member function computes it from properties. A computed property changes with any
-/// of those properties, and its function is called on the changing thread. Each assignment is a change, also of an
+/// of those properties, and its function is called on the changing thread. Each assignment is a change, even of an
 /// equal value. A plain data member never reports a change.
 ///
 /// An exception of the handler stops the process.
 ///
-/// Thread contract: thread-safe. Simultaneous changes on several threads may be one record. The last value is always
-/// reported.
+/// Thread contract: thread-safe. Simultaneous changes on several threads may be reported as one record. The last value
+/// is always reported.
 template <typename Object, typename Root, typename Value, typename Handler>
   requires(std::derived_from<Object, Root> && std::invocable<Handler&, const NSKeyValueObservedChange<Value>&>)
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(

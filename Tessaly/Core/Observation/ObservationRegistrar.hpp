@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Makes a class observable that does not store its values as members. Its getters record reads, and its setters
+/// Makes the values of a class observable that are not data members. The class's getters record reads, and its setters
 /// announce changes.
 ///
 /// Prefer `Property` for an ordinary member. Until one of its properties is tracked, a registrar is one pointer, and an
@@ -67,8 +67,8 @@ class ObservationRegistrar {
     if (detail::ObservationPoint* point = find(keyPath); point != nullptr) point->didChange();
   }
 
-  /// Announces the beginning of a change, calls the body, which makes the change, and announces the end, also if the
-  /// body throws. Returns the body's result.
+  /// Announces the beginning of a change, calls the body to make the change, and announces the end. Announces the end
+  /// even if the body throws. Returns the body's result.
   template <typename Root, typename Value, typename Body>
   decltype(auto) withMutation(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath,
                               Body&& body) const {

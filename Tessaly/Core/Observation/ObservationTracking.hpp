@@ -23,7 +23,7 @@ void installTracking(AccessList& accesses, OnChange onChange) {
   tracking->install(accesses);
 }
 
-/// The same, with a result that can be cancelled. Null if the list is empty.
+/// `installTracking` with a result that can be cancelled. Null if the list is empty.
 template <typename OnChange>
 [[nodiscard]] Retained<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
@@ -40,10 +40,10 @@ template <typename OnChange>
 ///
 /// Only the reads that `apply` itself makes on this thread are tracked. Without any read, `onChange` is destroyed.
 /// `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still be
-/// read. Each assignment counts as a change, also of an equal value. The end of an object counts too. To observe
+/// read. Each assignment counts as a change, even of an equal value. The end of an object counts too. To observe
 /// further changes, track again; several changes before that count as one. A change by another thread while `apply`
 /// runs is not lost: `onChange` is then called before this returns or, if the change is still running, after its end.
-/// So a handler that tracks again during the change is called again after it. What `apply` itself changes does not
+/// So a handler that tracks again during the change is called again after it. Changes that `apply` itself makes do not
 /// count.
 ///
 /// Trackings nest: the outer tracking also observes the properties that an inner one reads. The reads of `onChange` are
@@ -58,7 +58,7 @@ template <typename OnChange>
 template <typename Apply, typename OnChange>
 auto withObservationTracking(Apply&& apply, OnChange onChange) -> std::invoke_result_t<Apply> {
   using Result = std::invoke_result_t<Apply>;
-  static_assert(!isAsync<Result>, "what is tracked is what a function reads until it returns");
+  static_assert(!isAsync<Result>, "the function must not suspend: its reads are tracked until it returns");
   detail::AccessList accesses;
   if constexpr (std::is_void_v<Result>) {
     std::invoke(std::forward<Apply>(apply));

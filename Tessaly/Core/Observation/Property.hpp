@@ -47,14 +47,14 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 /// plain member; use that for a value without observers.
 ///
 /// Reading gives a const reference, which is valid until the next assignment. `value()` gives it by name. `->` accesses
-/// the members of the value, or of the object that the value points to. Every assignment is announced, also of an equal
+/// the members of the value, or of the object that the value points to. Every assignment is announced, even of an equal
 /// value. A copy has the value but not the observers. The end of the property counts as a last change.
 ///
 /// A property takes one pointer beside its value. Until it is tracked, a read or a write costs one load more than for a
 /// plain member. The first tracked read allocates 40 bytes, which stay with the property.
 ///
 /// Thread contract: thread-compatible. The value is an ordinary one: threads that share it need an isolation or a lock,
-/// as for any member. What follows it may be added, removed and called on any thread.
+/// as for any member. Observers may be added, removed and called on any thread.
 template <typename Value>
 class Property {
   static_assert(std::is_object_v<Value> && !std::is_const_v<Value>, "a property holds a value of its own");
@@ -129,7 +129,7 @@ class Property {
   }
   void setValue(Value value) { *this = std::move(value); }
 
-  /// Calls the body to change the value in place. This is one change, which is announced in any case, also if the body
+  /// Calls the body to change the value in place. This counts as one change, which is announced even if the body
   /// throws. Returns the body's result.
   template <typename Body>
   auto modify(Body&& body) -> std::invoke_result_t<Body, Value&> {

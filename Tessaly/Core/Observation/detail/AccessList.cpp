@@ -49,7 +49,7 @@ bool AccessList::isExpected(const ObservationPoint& point, std::uint64_t version
     ++seen_;
     return true;
   }
-  // The point was read before: in the same order, or it is one of a few.
+  // The function reads the point again. It often repeats its reads in their order. Otherwise a short list is searched.
   if (again_ >= seen_) again_ = 0;
   if (again_ < seen_ && expected_[again_].point == &point) {
     ++again_;

@@ -69,7 +69,7 @@ class TESSALY_EXPORT AccessList {
     }
     return false;
   }
-  /// Records a change by this thread, because its own function did not miss that change.
+  /// Records a change that the running function itself made, so that the change does not count as missed.
   void noteOwnChange(ObservationPoint& point, std::uint64_t before, std::uint64_t after) noexcept;
 
   [[nodiscard]] std::size_t count() const noexcept { return count_; }

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 /// costs neither an allocation nor a registration.
 ///
 /// A change that the observer makes is delivered at once, nested. If another thread makes a change during a step, the
-/// thread in the step makes one more. So the last step follows the last change.
+/// thread in the step makes one more step. So the last step follows the last change.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
@@ -41,7 +41,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   /// Calls `track` with the reading function, and then passes on its result. A step that does not call `track` is the
   /// last one.
   virtual void step(Occasion occasion) = 0;
-  /// Called once, at the end, when no step is running and none will begin.
+  /// Called once, at the end, when no step is running and no step will begin.
   virtual void discard() noexcept {}
 
   /// Calls the function. The next change of a property that it reads causes a step.

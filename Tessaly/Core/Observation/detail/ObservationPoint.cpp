@@ -125,7 +125,7 @@ void ObservationPoint::end() noexcept {
   unlock(now);
   if (currentAccessList != nullptr) noteOwnChange(last, now);
   callTaken(taken);
-  didChange();  // NOLINT(clang-analyzer-cplusplus.NewDelete): who ends it holds a reference.
+  didChange();  // NOLINT(clang-analyzer-cplusplus.NewDelete): the caller holds a reference.
   if (stock.point == this) giveBackStock();
 }
 

@@ -48,7 +48,7 @@ class TESSALY_EXPORT ObservationPoint {
   void release(std::uint32_t count = 1) noexcept {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
-  /// The same with a stock of references that the thread keeps. A thread that repeatedly tracks the point that has just
+  /// `retain` from a stock of references that the thread keeps. A thread that repeatedly tracks the point that has just
   /// changed then needs no atomic operation. The end of the point or of the thread returns the stock.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;

@@ -30,7 +30,7 @@ class TESSALY_EXPORT Observer {
 
   /// Ends the observation. No call begins afterwards, but one may still be running on any thread.
   virtual void cancel() noexcept = 0;
-  /// The same, and waits for a call that is running on another thread.
+  /// `cancel`, and then waits for a call that is running on another thread.
   virtual void stop() noexcept = 0;
 
  protected:
@@ -61,7 +61,7 @@ class TESSALY_EXPORT PointObserver : public Observer {
   /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point was
   /// changed since the read. Then the caller must make the call.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
-  /// The same, and calls the observer at once.
+  /// `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
   /// Calls the observer, as a change of the point does.
   void call() noexcept;

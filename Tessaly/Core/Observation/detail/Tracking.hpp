@@ -43,8 +43,8 @@ class TESSALY_EXPORT Tracking {
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// The same, from a point that has removed a registration. The thread must not track meanwhile. If this was the only
-  /// registration, none is left to remove.
+  /// `fire` for a point that has removed a registration. The thread must not track meanwhile. If this was the only
+  /// registration, no registration is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
