@@ -37,7 +37,7 @@ class TESSALY_EXPORT NSMutableAttributedString {
   /// The text without its attributes. Half a surrogate pair becomes U+FFFD.
   [[nodiscard]] std::string string() const;
   [[nodiscard]] const std::u16string& utf16() const noexcept { return units_; }
-  /// In UTF-16 units.
+  /// The number of UTF-16 units.
   [[nodiscard]] std::int64_t length() const noexcept { return static_cast<std::int64_t>(units_.size()); }
 
   /// The attributes of the unit at a position. The reference is valid until the text changes.

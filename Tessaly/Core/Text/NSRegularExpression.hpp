@@ -42,7 +42,7 @@ class TESSALY_EXPORT NSRegularExpression {
   /// Throws `RegularExpressionError`. Ill-formed UTF-8 counts as U+FFFD.
   explicit NSRegularExpression(std::string_view pattern);
   ~NSRegularExpression();
-  // A move shares, too, because a moved-from expression would be unusable.
+  // A move also shares the expression, because a moved-from object would be unusable.
   NSRegularExpression(const NSRegularExpression&) noexcept;
   NSRegularExpression& operator=(const NSRegularExpression&) noexcept;
 

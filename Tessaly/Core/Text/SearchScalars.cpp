@@ -14,7 +14,8 @@
 namespace Tessaly::inline v1::Text::detail {
 namespace {
 
-/// The scalars of the first plane. A page of this memory is used when a scalar in it is met.
+/// The scalars of the first plane. The system provides a page of this table when a scalar in that page is first looked
+/// up.
 constexpr std::size_t scalarCount = 0x10000;
 constinit std::array<std::atomic<std::uint64_t>, scalarCount> scalars{};
 
@@ -31,7 +32,7 @@ bool isIn(char32_t scalar, char32_t first, char32_t last) noexcept { return scal
 SearchKind kindOfCommon(char32_t scalar, std::uint32_t category) noexcept {
   if (scalar == U'ー') return SearchKind::prolonged;
   if (scalar == U'،' || scalar == U'؛' || scalar == U'؟' || scalar == U'ـ') return SearchKind::arabicSign;
-  // The transforms of Greek and kana change some of it, too.
+  // The transforms of Greek and kana also change some punctuation.
   const bool isPunctuation = (category & (U_GC_P_MASK | U_GC_ZS_MASK | U_GC_ND_MASK)) != 0 && scalar != U'·' &&
                              scalar != U'～' && scalar != U'゠';
   const bool isKnown =

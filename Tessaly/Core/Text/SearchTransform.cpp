@@ -65,8 +65,9 @@ constexpr bool hasOwnReadingBefore(char32_t ideograph, char32_t next) noexcept {
   }
 }
 
-/// A place in the text and the end of its result. The texts before and after it do not depend on each other: words of
-/// one script surround the place, and no rule looks across the space between them.
+/// A place at which the text can be divided, and the length of the result up to it. The results before and after the
+/// place do not depend on each other. Words of one script stand on both sides, and no rule looks across the space
+/// between them.
 struct Cut {
   std::size_t text = 0;
   std::size_t result = 0;
@@ -144,7 +145,7 @@ class SearchTransform {
     const std::size_t after = at_ + decoded_.length;
     return after < text_.size() ? decodeScalar(text_, after).scalar : 0;
   }
-  /// Notes that the piece has something. False if it also has something that does not go with it.
+  /// Notes one kind of content of the piece. Returns false if the piece also has a conflicting kind.
   bool note(Seen seen, unsigned conflicts) noexcept {
     seen_ |= seen;
     return (seen_ & conflicts) == 0;
@@ -167,7 +168,8 @@ class SearchTransform {
   std::size_t hangulLength_ = 0;
 };
 
-/// Transforms Latin letters and common signs. Stops at other scalars, and goes back to the last cut before these.
+/// Transforms Latin letters and common signs. At any other scalar it stops and goes back to the last cut before that
+/// scalar.
 void SearchTransform::passLatin() {
   if (at_ == 0) result_.reserve(text_.size());
   cut_ = {at_, result_.size()};
@@ -266,7 +268,7 @@ bool SearchTransform::appendSign(SearchScalar found) {
   switch (found.kind()) {
     case SearchKind::plain:
     case SearchKind::closing:
-      // A semicolon asks a question in Greek.
+      // In Greek text a semicolon is a question mark.
       if (scalar() == U';') isFit = note(semicolon, greek);
       break;
     case SearchKind::opening:

@@ -124,15 +124,15 @@ constinit std::atomic<std::uint64_t> transformSteps{0};
 
 using TransliteratorPointer = std::unique_ptr<icu::Transliterator>;
 
-/// The transliterators of one identifier. Threads must not share one of ICU's, so the pool grows to the maximum of
-/// simultaneous uses.
+/// The transliterators of one identifier. Threads must not share a transliterator, so the pool grows to the maximum
+/// number of simultaneous uses.
 class Pool {
  public:
   explicit Pool(std::string_view identifier)
       : identifier_(icu::UnicodeString::fromUTF8(
             icu::StringPiece(identifier.data(), static_cast<std::int32_t>(identifier.size())))) {}
 
-  /// Null if there is no such transform.
+  /// Null if ICU does not know the transform.
   TransliteratorPointer take() {
     {
       const UnfairLock::Guard guard(lock_);

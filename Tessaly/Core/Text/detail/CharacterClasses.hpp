@@ -153,7 +153,7 @@ class CharacterBreaker {
   bool isHalfFlag_;
   /// Whether the cluster so far ends in a pictograph and optional marks.
   bool endsInPictograph_;
-  /// The same, followed by a joiner.
+  /// Whether the cluster so far ends in a pictograph, optional marks and a joiner.
   bool hasJoinedPictograph_;
   Conjunct conjunct_;
 };

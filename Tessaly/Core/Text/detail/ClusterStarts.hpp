@@ -11,7 +11,7 @@ namespace Tessaly::inline v1::Text::detail {
 /// The scalar that ends at an offset. The offset is greater than 0 and not inside a scalar.
 [[nodiscard]] DecodedScalar scalarBefore(std::string_view text, std::size_t offset) noexcept;
 
-/// The largest smaller offset that is a cluster boundary for every preceding text.
+/// The nearest earlier offset that is certainly a cluster boundary, whatever text precedes it.
 [[nodiscard]] std::size_t certainStart(std::string_view text, std::size_t offset) noexcept;
 
 /// Whether a cluster begins at the offset of a scalar.
