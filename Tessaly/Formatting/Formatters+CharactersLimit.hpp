@@ -16,9 +16,9 @@
 /// Formatters that check the input of text fields.
 namespace Tessaly::inline v1::Formatters {
 
-/// Registers the classes of this namespace for `Object::make`. None of them has a constructor without arguments, so
-/// `make` stops the process for them. `Object::make` registers them itself if they are in a shared library.
-/// Constructing one registers them too.
+/// Registers the classes of this namespace for `Object::make`. The classes have no constructor without arguments, so
+/// `make` stops the process for them. `Object::make` registers them itself if they are in a shared library. The
+/// construction of a formatter registers the classes too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();

@@ -16,7 +16,7 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// Removes emoji when editing ends, and optionally limits the length of the text. Unlike `CharactersLimit`, it accepts
-/// exactly the limit in user-perceived characters. `Character::isEmoji` decides what an emoji is; digits and `#` stay.
+/// a text of exactly the limit. `Character::isEmoji` decides which characters are emoji; digits and `#` are not.
 ///
 /// Thread contract: thread-compatible.
 ///

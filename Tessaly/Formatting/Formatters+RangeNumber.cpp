@@ -11,8 +11,7 @@ RangeNumberFormatter::RangeNumberFormatter(bool hasNegativeValues) {
     setPositivePrefix(plusSign());
     setNegativePrefix(minusSign());
   } else {
-    // The prefix is not empty. Without the locale's minus sign "-5" could not be parsed, so the bound could not replace
-    // it.
+    // The signs of the locale stay. Without its minus sign "-5" could not be parsed, so the bound could not replace it.
     setPositivePrefix(std::nullopt);
     setNegativePrefix(std::nullopt);
   }

@@ -35,7 +35,7 @@ class LocaleProvider {
         [](std::optional<Locale>& stored) { return std::pair(stored, changes.load(std::memory_order_relaxed)); });
   }
 
-  /// The number of choices. It stays 0 in a process that never chooses, which then never takes the lock.
+  /// The number of choices. It stays 0 in a process that never chooses. Such a process never takes the lock.
   static constinit std::atomic<std::uint64_t> changes;
 
  private:

@@ -16,10 +16,10 @@
 
 /// Writes sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
-/// No function throws. Every function returns a text. The text is empty if there is none, as for a date that is NaN.
-/// Each thread makes its formatters at the first use and keeps those of recent languages, so threads never wait for
-/// each other. The nearest standard facility is `std::format` with a `std::locale`, which needs a locale that was
-/// generated on the machine.
+/// No function throws. The result is empty for a value without a text, such as a date that is NaN. Each thread makes
+/// its formatters at the first use and keeps those of recent languages, so threads never wait for each other. The
+/// nearest standard facility is `std::format` with a `std::locale`, which needs a locale that was generated on the
+/// machine.
 ///
 /// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
 ///

@@ -37,7 +37,8 @@ inline constexpr std::array<std::string_view, 26> alphabet{"a", "b", "c", "d", "
 
 namespace detail {
 
-/// The first character of an identifier in lower case. For an empty identifier, it is absent and the log gets a record.
+/// The first character of an identifier in lower case. For an empty identifier, the result is empty and the log gets a
+/// record.
 [[nodiscard]] TESSALY_EXPORT std::string sectionKey(std::string_view identifier);
 [[nodiscard]] TESSALY_EXPORT std::string entryLetter(std::string_view letter);
 
@@ -82,7 +83,7 @@ template <std::ranges::bidirectional_range Items, std::ranges::input_range Alpha
   return entries;
 }
 
-/// The same for an alphabet in braces: `{"a", "ä", "b"}`.
+/// `generateAlphabetItems` for an alphabet in braces: `{"a", "ä", "b"}`.
 template <std::ranges::bidirectional_range Items, typename SectionIdentifier>
 [[nodiscard]] auto generateAlphabetItems(const Items& items, std::initializer_list<std::string_view> alphabet,
                                          SectionIdentifier sectionIdentifier) {

@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 
 // Facts about the running application. All are thread-safe.
 
-/// The version that users see. Empty if the bundle has none.
+/// The version that users see. Empty if the bundle has no version.
 [[nodiscard]] TESSALY_EXPORT std::string appVersionString(const Bundle& bundle);
-/// The number of the build. Empty if the bundle has none.
+/// The number of the build. Empty if the bundle has no such number.
 [[nodiscard]] TESSALY_EXPORT std::string buildNumber(const Bundle& bundle);
 /// `appVersionString` as a version. Absent if the text is not a version.
 [[nodiscard]] TESSALY_EXPORT std::optional<Version> appVersion(const Bundle& bundle);

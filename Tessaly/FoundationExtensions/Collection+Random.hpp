@@ -107,7 +107,7 @@ template <std::ranges::input_range Elements, typename Generator>
   return chosen;
 }
 
-/// The same with the system's source of randomness.
+/// `randomElements` with the system's source of randomness.
 template <std::ranges::input_range Elements>
 [[nodiscard]] std::vector<std::ranges::range_value_t<Elements>> randomElements(Elements&& elements,
                                                                                std::int64_t amount) {

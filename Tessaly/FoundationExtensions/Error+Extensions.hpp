@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
-/// The same for any thrown object. The description of a thrown text or number is its value; that of any other type is
-/// the type's name. "nil" for a null pointer.
+/// The text of any thrown object for a log. The description of a thrown text or number is its value. That of any other
+/// object is the name of its type. "nil" for a null pointer.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
 /// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is
@@ -26,7 +26,7 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception& error) noexcept;
-/// The same for any thrown object. False for a null pointer.
+/// Whether any thrown object says that the work was cancelled. False for a null pointer.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception_ptr& error) noexcept;
 
 }  // namespace Tessaly::inline v1

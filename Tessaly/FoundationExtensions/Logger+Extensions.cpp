@@ -86,7 +86,7 @@ void detail::writeCaughtError(const Logger& logger, std::string_view message, co
                     .arguments = arguments,
                     .placeholders = {}});
   } catch (...) {
-    // The memory did not suffice for the error's text.
+    // The memory does not suffice for the error's text.
     errorPublic(logger, message, location);
   }
 }

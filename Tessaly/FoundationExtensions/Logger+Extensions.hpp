@@ -77,7 +77,7 @@ void catchError(const Logger& logger, std::string_view message, Operation&& oper
   }
 }
 
-/// The same with an explicit place of the call. The operation is the last argument.
+/// `catchError` with an explicit place of the call. The operation is the last argument.
 template <std::invocable Operation>
 void catchError(const Logger& logger, std::string_view message, const char* file, const char* function,
                 Operation&& operation, unsigned line = __builtin_LINE()) {

@@ -57,7 +57,7 @@ std::string nameOf(const URL& url) {
   return name;
 }
 
-/// Copies keep the modes of their originals, which may have been hidden by the directory that they came from.
+/// Copies keep the modes of their originals. Only the original's directory may have hidden it from other users.
 void hideFromOtherUsers(const URL& directory) {
   std::error_code code;
   std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all, code);

@@ -36,7 +36,7 @@ template <typename Element, typename Hash, typename Equal>
 }
 
 /// The object at an index, cast to a derived class without a check. The caller guarantees the class. Throws
-/// `std::out_of_range` if there is no such index.
+/// `std::out_of_range` if the index is out of range.
 ///
 /// Thread contract: thread-safe.
 template <typename T, typename Root, typename Hash, typename Equal>

@@ -39,7 +39,7 @@ struct ColorComponents {
 [[nodiscard]] TESSALY_EXPORT std::optional<ColorIntegerComponents> hexColorIntegerComponents(
     std::string_view text) noexcept;
 
-/// The same, each component divided by 255.
+/// `hexColorIntegerComponents` with each component divided by 255.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<ColorComponents> hexColorComponents(std::string_view text) noexcept;

@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::String {
 
 /// The text on one line: every run of white space (Unicode's property White_Space, including line feeds) becomes one
-/// space, also at the ends. Bytes that are not UTF-8 stay unchanged. O(n).
+/// space, even at the ends. Bytes that are not UTF-8 stay unchanged. O(n).
 ///
 /// Thread contract: thread-safe.
 ///

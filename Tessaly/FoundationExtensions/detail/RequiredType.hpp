@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The type of an extension. Stops the process if there is none.
+/// The type of an extension. Stops the process if no conforming type has the extension.
 [[nodiscard]] TESSALY_EXPORT UTType requiredType(std::string_view extension, const UTType& conformingTo);
 
 }  // namespace Tessaly::inline v1::detail
