@@ -30,7 +30,7 @@ enum class LAPolicy : std::int32_t {
 ///     if (!context->canEvaluatePolicy(LAPolicy::deviceOwnerAuthentication, error)) return;
 class TESSALY_EXPORT LAContext {
  public:
-  /// Receives whether the user is authenticated. If not, receives the reason, or null if the system gives none.
+  /// Receives whether the user is authenticated. If not, receives the reason, or null if the system gives no reason.
   using Reply = std::move_only_function<void(bool isAuthenticated, std::exception_ptr error)>;
 
   LAContext() = default;
@@ -38,8 +38,8 @@ class TESSALY_EXPORT LAContext {
   LAContext& operator=(const LAContext&) = delete;
   virtual ~LAContext();
 
-  /// Whether the system can authenticate the user by this policy. Does not ask the user. If it cannot, sets `error` if
-  /// the system gives a reason. Waits at most 2 s for the system.
+  /// Whether the system can authenticate the user by this policy. Does not ask the user. On false, sets `error` to the
+  /// system's reason, if the system gives one. Waits at most 2 s for the system.
   virtual bool canEvaluatePolicy(LAPolicy policy, std::exception_ptr& error) = 0;
   /// Asks the user, and calls `reply` once, on any thread, perhaps before this call returns. Does not wait. The caller
   /// keeps the context alive until the reply.

@@ -22,7 +22,7 @@ constexpr Row rows[] = {
     {LAFailure::notAnswering, LAError::Code::systemCancel, "notAnswering", "The authority did not answer"},
     {LAFailure::refused, LAError::Code::notInteractive, "refused", "The authority refused the question"},
     {LAFailure::policyNotSupported, LAError::Code::biometryNotAvailable, "policyNotSupported",
-     "This system cannot tell biometrics from other means"},
+     "This system cannot distinguish biometrics from other means"},
 };
 
 const Row& rowOf(LAFailure failure) { return rows[static_cast<std::size_t>(failure)]; }

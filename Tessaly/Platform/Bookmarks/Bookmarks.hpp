@@ -21,14 +21,14 @@ enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecuritySco
 struct ResolvedBookmark {
   URL url;
   /// Whether the caller should make new data. True if the file was not at the path in the data and had to be searched,
-  /// or if its volume has another number than before.
+  /// or if the number of its volume has changed.
   bool isStale = false;
 };
 
 /// Makes and resolves bookmark data, which finds a file again after it was renamed or moved to a nearby directory.
 ///
 /// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
-/// resolves to that same file or to none, never to another file with its name.
+/// resolves to that same file or to no file, but never to another file with its name.
 ///
 /// Thread contract: thread-safe.
 ///

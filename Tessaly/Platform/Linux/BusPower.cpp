@@ -197,7 +197,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     return {};
   }
 
-  /// Connects if there is no connection, and subscribes to changes of name owners.
+  /// Connects, unless the connection is open, and subscribes to changes of name owners.
   int reach(Bus which) TESSALY_REQUIRES(lock_) {
     BusConnection& bus = connection(which);
     if (bus.isOpen()) return 0;

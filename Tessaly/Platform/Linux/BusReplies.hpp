@@ -158,7 +158,7 @@ class BusReader {
   return owner;
 }
 
-/// The contents of `NameOwnerChanged`. An owner is empty if there was or is none.
+/// The contents of `NameOwnerChanged`. `former` is empty if the name had no owner, and `next` if it has no owner now.
 struct OwnerChange {
   std::string name;
   std::string former;

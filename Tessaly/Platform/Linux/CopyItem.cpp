@@ -42,7 +42,7 @@ off_t copyByReading(int source, int destination, off_t start, off_t end) {
   return start;
 }
 
-/// The same, but lets the file system copy or share the bytes if it can.
+/// `copyByReading`, but the file system copies or shares the bytes if it can.
 off_t copyBytes(int source, int destination, off_t start, off_t end) {
   while (start < end) {
     off_t from = start;

@@ -12,9 +12,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Work that a thread that may block does some time after `schedule`. Another `schedule` before that can only make the
-/// work start earlier. The work never runs twice at the same time. If it becomes due while it runs, it runs once more
-/// afterwards.
+/// Work that runs some time after `schedule`, on a thread that may block. Another `schedule` before that time can only
+/// make the work start earlier. The work never runs twice at the same time. If it becomes due while it runs, it runs
+/// once more afterwards.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {

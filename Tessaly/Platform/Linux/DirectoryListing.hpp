@@ -31,7 +31,7 @@ struct FoundFile {
 };
 
 /// Examines an entry of an open directory, or the directory itself if the name is empty. Follows no link. Returns
-/// nothing if there is no such entry. Throws `POSIXError`.
+/// nothing if the entry does not exist. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.

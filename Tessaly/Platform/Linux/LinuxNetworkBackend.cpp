@@ -56,7 +56,7 @@ void LinuxNetworkBackend::open() {
   auto events = std::make_unique<NetlinkSocket>(groups);
   if (events->error() != 0) {
     if (!std::exchange(hasReported_, true)) {
-      detail::logPlatformError("LinuxNetworkBackend", "The kernel does not tell of its routes: " +
+      detail::logPlatformError("LinuxNetworkBackend", "The kernel refuses to report its routes: " +
                                                           std::generic_category().message(events->error()));
     }
     return;

@@ -24,12 +24,12 @@ constexpr const char* ownerRule =
     "member='NameOwnerChanged',arg0='org.freedesktop.NetworkManager'";
 constexpr std::chrono::seconds limit{2};
 
-/// A daemon that has just started owns its name before its object exists. The watch asks this often before it concludes
-/// that there is no object.
+/// A daemon that has just started owns its name before its object exists. The watch asks at most this many times before
+/// it concludes that the object does not exist.
 constexpr int attempts = 15;
 constexpr std::chrono::milliseconds pauseBetweenAttempts{100};
 
-/// NetworkManager's `NMMetered`: whether the connection is metered, or whether it guesses so.
+/// NetworkManager's `NMMetered`: the connection is metered, or NetworkManager guesses that it is.
 constexpr std::uint32_t meteredYes = 1;
 constexpr std::uint32_t meteredGuessYes = 3;
 

@@ -33,8 +33,8 @@ struct FreeEntry {
   void operator()(archive_entry* entry) const noexcept { archive_entry_free(entry); }
 };
 
-/// The locale for a name that is UTF-8, or for one that is not. libarchive chooses the encoding mark of a name by the
-/// thread's locale. Null if the system lacks the locale. Never freed.
+/// The locale for archiving a name: one locale for UTF-8, and another one for other bytes. libarchive chooses the
+/// encoding mark of a name by the thread's locale. Null if the system lacks the locale. Never freed.
 locale_t localeForName(std::string_view name) noexcept {
   static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   static const locale_t bytes = ::newlocale(LC_CTYPE_MASK, "C", nullptr);
@@ -55,7 +55,7 @@ class LocaleOfThread {
 
 /// An archive that is being written.
 ///
-/// libarchive is not told about a failed write, because it leaks memory after one.
+/// The writer hides a failed write from libarchive, because libarchive leaks memory after one.
 class ZipWriter {
  public:
   explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {

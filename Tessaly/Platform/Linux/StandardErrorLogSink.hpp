@@ -19,7 +19,8 @@ namespace Tessaly::inline v1 {
 ///     if (output.isOn()) output.write(record);
 class TESSALY_EXPORT StandardErrorLogSink {
  public:
-  /// Switches the sink on or off. Switching on duplicates the descriptor that standard error is at that moment.
+  /// Switches the sink on or off. Switching on duplicates the descriptor of standard error, so a later redirection has
+  /// no effect.
   void set(LogSwitch state) noexcept;
   [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
 

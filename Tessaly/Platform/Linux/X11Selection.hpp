@@ -8,7 +8,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// Connects to the X server that the environment names, in order to own its clipboard. Returns null and sets the
-/// problem if there is none.
+/// problem if no server answers.
 [[nodiscard]] std::shared_ptr<DisplaySelection> connectToX11(PasteboardProblem& problem);
 
 }  // namespace Tessaly::inline v1::detail

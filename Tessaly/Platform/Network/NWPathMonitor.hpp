@@ -21,7 +21,7 @@ class NetworkBackend;
 /// Notifies a handler of changes of the network path over all interfaces.
 ///
 /// `currentPath()` is correct at once. Updates begin after `start`; the first one has the path of that moment. A
-/// monitor delivers its updates in order and one at a time, also on a concurrent queue. On Linux a change of the status
+/// monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of the status
 /// or of the expense causes an update. A change of their sources alone does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Both need the toolkit's loop, and the first

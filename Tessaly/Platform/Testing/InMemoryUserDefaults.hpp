@@ -49,8 +49,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes a value as if another process did, or removes the key if there is no value. Notifies observers on this
-  /// thread.
+  /// Writes a value as if another process did. An absent value removes the key. Notifies observers on this thread.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
   /// Sets the result of `status()`.
   void setStatus(UserDefaultsStatus status);

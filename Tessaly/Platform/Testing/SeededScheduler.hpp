@@ -38,7 +38,7 @@ class TESSALY_EXPORT SeededScheduler final : public Executor {
   void enqueue(Job& job) noexcept override;
   /// Runs a waiting job. Returns false if no job waits.
   bool runOne();
-  /// Runs jobs until none waits. Returns the number of jobs that ran.
+  /// Runs jobs until no job waits. Returns the number of jobs that ran.
   std::size_t runUntilIdle();
 
  private:
