@@ -40,7 +40,7 @@ void logForbiddenSetting(std::string_view setting) noexcept {
 
 extern "C" {
 
-// So that `Object::make` knows the classes before the first of their objects was made.
+// Makes the classes known to `Object::make` before their first object.
 TESSALY_EXPORT void tessaly_register_Tessaly_Backing() { Tessaly::detail::registerSettingClasses(); }
 TESSALY_EXPORT void tessaly_register_Tessaly_ValueObserver() { Tessaly::detail::registerSettingClasses(); }
 }

@@ -38,16 +38,16 @@ template <typename Value, typename Key>
 struct WellKnownSettings {};
 template <typename Key>
 struct WellKnownSettings<bool, Key> {
-  /// "can-connect-to-host", by default true: false makes `ReachabilityService` say offline.
+  /// "can-connect-to-host", by default true. With false, `ReachabilityService` reports that the machine is offline.
   static const Key canConnectToHost;
 };
 
-/// What can be called with the stored values of a setting.
+/// A function that accepts the stored values of a setting.
 template <typename Handler, typename StoredValue>
 concept SettingHandler =
     std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
 
-/// A pointer for a setting that is true or false: most often a text, which would be true.
+/// A pointer as the value of a Boolean setting. It is usually a text by mistake, and would read as true.
 template <typename Argument, typename Value>
 concept PointerForBoolean =
     OneOf<Value, bool, std::optional<bool>> &&
@@ -57,20 +57,19 @@ concept PointerForBoolean =
 
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
 ///
-/// It reads what is stored at each call, and gives the key's default where nothing is stored or what is stored is of
-/// another kind; it never fails. Reading `value()` under observation tracking is recorded, and every change of the
-/// setting is announced, whoever made it: this property, another of the same key, the store itself, or another process.
+/// Each call of `value()` reads the store and never fails. The result is the key's default if the store has no value,
+/// or a value of another kind. Observation tracking records the read. Every change of the setting is announced, even if
+/// another `Default`, the host or another process writes to the store.
 ///
-/// Copies share one observed object, and moving copies. For single readings and writings without one there are the
-/// static functions. What is stored is a plain property-list value, without a prefix or a tag: other programs can read
-/// it.
+/// Copies share one observed object. A move is a copy. The static functions read and write once, without such an
+/// object. The stored form is a plain property-list value without a prefix or a tag, so other programs can read it.
 ///
-/// The nearest facility elsewhere is a `QSettings` entry, which has no type, no default of its own and tells of
-/// nothing.
+/// The nearest facility elsewhere is a `QSettings` entry. It has no type and no default of its own, and does not notify
+/// of changes.
 ///
-/// Thread contract: thread-safe. Announcements come on the thread that writes, for other processes' writes on a serial
-/// executor. A reading takes a few dozen nanoseconds more than a look-up in a hash table. A writing survives `kill -9`
-/// once it has returned, and takes microseconds.
+/// Thread contract: thread-safe. Changes are announced on the writing thread. Changes by other processes are announced
+/// on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash table. A write takes
+/// microseconds, and survives `kill -9` once it has returned.
 ///
 ///     constexpr Default<int>::Key volumeKey{"volume", 50};
 ///     Default<int> volume(volumeKey);
@@ -81,14 +80,15 @@ class Default {
  public:
   using StoredValue = ::Tessaly::StoredValue<Value>;
 
-  /// Which setting: its name in the store, verbatim, and what is read when nothing usable is stored.
+  /// The key of a setting: its exact name in the store, and its default. A read gives the default if the store has no
+  /// usable value.
   ///
-  /// With a literal for the name, it can be a constant, if the default can. A name that is no literal is copied.
+  /// A key whose name is a literal can be a constant if its default can be one. Any other name is copied.
   ///
-  /// A key may carry a rule. Then no reading gives a value that the rule forbids: a stored one outside a range reads as
-  /// the nearest end, or as the default. No write stores a forbidden value: it stores the nearest end, or else leaves
-  /// the former value and writes to the log. A rule that forbids the default does not compile in a constant, and stops
-  /// the process otherwise.
+  /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
+  /// the nearest end, or as the default. No write stores a forbidden value. It stores the nearest end of a range
+  /// instead. Without such an end it keeps the former value and writes to the log. A rule that forbids the default does
+  /// not compile in a constant, and stops the process otherwise.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -106,7 +106,7 @@ class Default {
     explicit constexpr Key(detail::SettingName name)
       requires std::constructible_from<Value, std::nullopt_t>
         : defaultValue_(std::nullopt), name_(std::move(name)) {}
-    /// The literal is the name, the default the absent value.
+    /// The literal is the name. The default is the absent value.
     template <std::size_t size>
       requires std::constructible_from<Value, std::nullopt_t>
     consteval Key(const char (&literal)[size]) : defaultValue_(std::nullopt), name_(literal) {}
@@ -114,7 +114,7 @@ class Default {
     [[nodiscard]] constexpr const Value& defaultValue() const noexcept { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
 
-    /// The same key for values between two ends, both included.
+    /// This key with a rule that allows only the values from `lowest` to `highest`, including both.
     [[nodiscard]] constexpr Key within(Value lowest, Value highest,
                                        InvalidSetting invalid = InvalidSetting::readsAsNearest) const
       requires std::totally_ordered<Value>
@@ -123,8 +123,8 @@ class Default {
       key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
       return key.checked();
     }
-    /// The same key for values that a function object without a state accepts, such as a lambda expression without a
-    /// capture. Others read as the default.
+    /// This key with a rule that allows only the values that the predicate accepts. Other stored values read as the
+    /// default. The predicate has no state, like a lambda expression without captures.
     template <std::predicate<const Value&> Predicate>
       requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
     [[nodiscard]] constexpr Key where(Predicate) const {
@@ -132,10 +132,10 @@ class Default {
       key.rule_.setPredicate([](const Value& value) -> bool { return Predicate()(value); });
       return key.checked();
     }
-    /// Whether the rule allows the value; always true without one.
+    /// Whether the rule allows the value. Always true for a key without a rule.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 
-    /// What `UserDefaults::publishKeys` takes. The text is one line for people.
+    /// The description of the key that `UserDefaults::publishKeys` takes. The documentation is one line for people.
     [[nodiscard]] SettingDescription described(std::string documentation) const {
       return detail::descriptionOf(name(), defaultValue_, rule_, std::move(documentation));
     }
@@ -174,7 +174,7 @@ class Default {
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   void setValue(const Pointer& newValue) = delete;
-  /// Calls the body to change the value, and stores the value, also if the body throws. Returns the body's result.
+  /// Calls the body to change the value, and stores the value even if the body throws. Returns the body's result.
   /// Overwrites a change that another writer makes meanwhile.
   template <typename Body>
   auto modifyValue(Body&& body) -> std::invoke_result_t<Body, Value&> {
@@ -182,26 +182,27 @@ class Default {
         std::forward<Body>(body));
   }
 
-  /// The setting, read once: makes no object and is not recorded.
+  /// The setting. Makes no observed object, and observation tracking does not record the read.
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
   /// Stores the setting; the absent value removes its entry.
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   static void setValue(const Key& key, const Pointer& newValue) = delete;
-  /// Calls the body to change the value, and stores the value, also if the body throws.
+  /// Calls the body to change the value, and stores the value even if the body throws. Returns the body's result.
   template <typename Body>
   static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
     return Modification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
         std::forward<Body>(body));
   }
 
-  /// Calls the handler after each change with what is stored now, in its stored form, until the observer that is
-  /// returned is gone. Changes to what is no such value are not delivered, nor is a removal, unless absence is a value
-  /// of `StoredValue`. Under a rule the handler gets what the key reads. A handler that also takes a `ChangeOrigin` is
-  /// told who made the change. A throw out of the handler stops the process.
+  /// Calls the handler after each change with the stored value, in its stored form, until the returned observer is
+  /// destroyed. A value of another kind is not delivered. A removal is delivered only if `StoredValue` can be absent.
+  /// If the key has a rule, the handler gets the value that the key reads. A handler may also take a `ChangeOrigin`,
+  /// which says which process made the change. An exception of the handler stops the process.
   ///
-  /// Letting the observer go waits for calls on other threads, so what the handler refers to may go then. Do not hold a
-  /// lock meanwhile that the handler takes. The handler itself may let it go.
+  /// The destruction of the observer waits for calls on other threads. So the objects that the handler refers to may be
+  /// destroyed afterwards. Do not hold a lock meanwhile that the handler takes. The handler itself may destroy the
+  /// observer.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>
   [[nodiscard("the observation ends with the observer")]] static std::shared_ptr<ValueObserver> observe(
@@ -227,7 +228,8 @@ class Default {
     template <typename Body>
     auto apply(Body&& body) -> std::invoke_result_t<Body, Value&> {
       using Result = std::invoke_result_t<Body, Value&>;
-      static_assert(!std::is_reference_v<Result>, "the body must not hand the value out by reference: it goes at once");
+      static_assert(!std::is_reference_v<Result>,
+                    "the body must not hand the value out by reference: it is destroyed at once");
       static_assert(!isAsync<Result>, "the body must not suspend: the value is stored when it returns");
       return std::invoke(std::forward<Body>(body), value);
     }
@@ -237,7 +239,7 @@ class Default {
   };
 
   static Value read(const UserDefaults& store, const Key& key);
-  /// The value that a key reads when this one is stored.
+  /// The value that a key reads if the given value is stored.
   static Value admitted(const Key& key, Value value) {
     if (key.rule_.isEmpty()) [[likely]]
       return value;
@@ -253,9 +255,9 @@ class Default {
   std::shared_ptr<Backing> backing_;
 };
 
-/// What does the work of a `Default`: an object that listens to the store and is observable itself.
+/// The object behind a `Default`. It observes the store, and is itself observable.
 ///
-/// Registered as "Tessaly.Backing"; making it by that name stops the process.
+/// It is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -268,7 +270,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
   };
 
  public:
-  /// Listens to the store until its end.
+  /// Makes an object that observes the store until its end.
   [[nodiscard]] static std::shared_ptr<Backing> make(Key key, std::shared_ptr<UserDefaults> storage) {
     detail::registerSettingClasses();
     auto backing = std::make_shared<Backing>(Private(), std::move(key), std::move(storage));
@@ -291,7 +293,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
     observationRegistrar_.access(*this, keyPath<&Backing::value>);
     return read(*storage_, key_);
   }
-  /// Stores the setting. Trackers hear of it from the store.
+  /// Stores the setting. The store then notifies this object, which announces the change.
   void setValue(const Value& newValue) { write(*storage_, key_, newValue); }
 
   void observeValue(std::optional<std::string_view> keyPath, const Object* object,
@@ -310,9 +312,9 @@ class Default<Value>::Backing final : public KeyValueObserver {
 
 /// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
 ///
-/// Registered as "Tessaly.ValueObserver"; making it by that name stops the process.
+/// It is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
 ///
-/// Thread contract: thread-compatible: observing starts before changes can come from other threads.
+/// Thread contract: thread-compatible. Call `startObservingIfNeeded` before other threads can change the setting.
 ///
 ///     auto observer = Default<int>::ValueObserver::make(UserDefaults::standard(), volumeKey);
 ///     observer->startObservingIfNeeded([](int stored) { show(stored); });
@@ -344,8 +346,8 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefault() const noexcept { return userDefault_; }
   [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
 
-  /// Starts calling the handler with each change. Once it observes, another handler is dropped, and the first one
-  /// stays. The handler takes the stored value, and may take the `ChangeOrigin`; an empty function is none.
+  /// Begins to call the handler after each change. A later call keeps the first handler and drops the new one. The
+  /// handler takes the stored value, and may also take the `ChangeOrigin`. An empty function is not called.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>
   void startObservingIfNeeded(Handler onChange) {
@@ -378,11 +380,11 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   void setOnChange(Handler onChange) {
     if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
       static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&, ChangeOrigin>>,
-                    "the handler must not suspend: nobody would await it");
+                    "the handler must not suspend: no code would await it");
       onChange_ = std::move(onChange);
     } else {
       static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&>>,
-                    "the handler must not suspend: nobody would await it");
+                    "the handler must not suspend: no code would await it");
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }
   }
@@ -392,7 +394,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     if (!value || key_.allows(*value)) return stored;
     return transformToUserDefaultValue(Default::admitted(key_, *std::move(value)));
   }
-  /// The handler is not called afterwards. It goes at once, unless it is being called further up on this thread.
+  /// Ends the calls of the handler. The handler is destroyed at once, unless this thread is inside a call of it.
   void stop() noexcept {
     if (calls_.close()) onChange_ = nullptr;
   }
@@ -434,7 +436,8 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 
 namespace detail {
 
-static_assert(!std::is_empty_v<Default<bool>::Key>);  // Before its base: g++ makes them in this order only.
+// Completes the key before the constant below, because g++ accepts only this order.
+static_assert(!std::is_empty_v<Default<bool>::Key>);
 template <typename Key>
 constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-host", true};
 

@@ -70,7 +70,7 @@ struct DefaultableTraits<Data> {
 };
 
 /// A type with a natural empty value: the absent optional, the empty collection, and the value that a host's type
-/// gives. Numbers have none, because the natural one depends on their use.
+/// gives. Numbers have no such value, because the natural value of a number depends on its use.
 template <typename Value>
 concept Defaultable = requires {
   { DefaultableTraits<Value>::defaultValue() } -> std::same_as<Value>;

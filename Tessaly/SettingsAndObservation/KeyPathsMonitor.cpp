@@ -53,7 +53,7 @@ void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) 
   Monitors snapshot;
   lock_.withLock([&] {
     const auto& monitors = monitors_.read();
-    // A snapshot of one needs no sharing.
+    // A snapshot of a single monitor need not share the set.
     if (monitors.size() == 1) {
       only = monitors.begin()->second.monitor.lock();
     } else {
@@ -82,7 +82,8 @@ void KeyPathsMonitor::monitoring(const AnyKeyPath& keyPath, Update update) {
 
 void KeyPathsMonitor::report(const AnyKeyPath& keyPath, const void* root) {
   if (const auto found = updates_.find(keyPath); found != updates_.end()) {
-    const std::shared_ptr<Update> update = found->second;  // It may give the key path another one.
+    const std::shared_ptr<Update> update =
+        found->second;  // The function may set another update function for the key path.
     callNotification("An update function of a key-path monitor", *update, *this);
   }
   const auto found = keyPathToMonitorable_.find(keyPath);
@@ -100,7 +101,7 @@ Async<void> KeyPathsMonitor::run(OnChange::Shared callback) {
   try {
     co_await (*callback)();
   } catch (const CancellationError&) {
-    co_return;  // A later change has made it superfluous.
+    co_return;  // A later change has replaced this task.
   } catch (...) {
     fatalError("The change handler of a key-path monitor has thrown", "Tessaly/KeyPathsMonitor", __LINE__);
   }

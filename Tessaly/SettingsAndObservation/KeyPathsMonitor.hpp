@@ -36,7 +36,7 @@ class StoredPropertyHook;
 /// A `std::shared_ptr` owns it. It equals only itself.
 ///
 /// Thread contract: thread-compatible: changes are reported, and key paths added, by one thread or isolation at a time.
-/// It may be released on any thread, also while a change is being delivered; it then ends after that.
+/// It may be released on any thread, even while a change is being delivered. Then it ends after the delivery.
 ///
 ///     auto monitor = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::synchronous([&] { window.setNeedsDisplay(); }));
 ///     monitor->add(song, keyPath<&Song::title>);

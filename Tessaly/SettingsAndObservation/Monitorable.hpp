@@ -16,7 +16,7 @@ class KeyPathsMonitor;
 ///
 /// Derive from `MonitorableObject`, which has all of the following. A class that stores its monitors itself has
 ///
-/// - a `KeyPathsMonitor::Locked`, which every change hook tells of the change: `monitors.didSet(keyPath, *this)`;
+/// - a `KeyPathsMonitor::Locked`, which every change hook notifies: `monitors.didSet(keyPath, *this)`;
 /// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
 /// - `removeMonitor(monitor)`, which removes an ending monitor;
 /// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls its `add(root, keyPath)` for each listed
@@ -40,7 +40,7 @@ void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std:
 
 namespace detail {
 
-/// The identity of an object: its address, or that of the whole object if it is known.
+/// The identity of an object: the address of the complete object for a polymorphic class, otherwise its own address.
 template <typename T>
 [[nodiscard]] const void* objectIdentity(const T& object) noexcept {
   if constexpr (std::is_polymorphic_v<T>) {

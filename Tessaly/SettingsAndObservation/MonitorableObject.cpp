@@ -47,7 +47,7 @@ void MonitorableObject::removeMonitor(const KeyPathsMonitor& monitor) {
   detail::PropertyHooks ended;
   {
     UnfairLock::Guard guard(monitoring.lock);
-    // Whoever registers inserts his monitor before he looks for the hooks.
+    // A registration inserts its monitor before it searches for the hooks.
     if (monitoring.monitors.isEmpty()) ended = std::exchange(monitoring.hooks, {});
   }
   for (const auto& [keyPath, hook] : ended) hook->cancel();

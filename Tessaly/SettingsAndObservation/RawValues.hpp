@@ -40,12 +40,12 @@ class TextRawValues {
     }
     return std::nullopt;
   }
-  /// Stops the process for a value that is no case.
+  /// The text of a case. Stops the process for a value that is not one of the cases.
   [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const {
     for (const auto& [known, text] : cases_) {
       if (known == value) return RawValue(text);
     }
-    fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is none of its cases"),
+    fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is not one of its cases"),
                "Tessaly/RawValues", __LINE__);
   }
   /// In the order of the declaration.
@@ -59,7 +59,7 @@ class TextRawValues {
   std::array<Case, count> cases_;
 };
 
-/// The cases of an enumeration that is stored as its integers. Made by `integerRawValues`.
+/// The cases of an enumeration that is stored as integers. Made by `integerRawValues`.
 ///
 /// Thread contract: thread-safe. A search compares with each case.
 ///
@@ -74,7 +74,8 @@ class IntegerRawValues {
 
   /// The case with this raw value, if there is one.
   [[nodiscard]] constexpr std::optional<Enumeration> value(RawValue rawValue) const noexcept {
-    // Not the other way round: an enumeration without a fixed type cannot hold every raw value.
+    // The cases are converted, not the raw value, because an enumeration without a fixed type cannot hold every raw
+    // value.
     const auto found = std::ranges::find(cases_, rawValue, [](Enumeration known) { return std::to_underlying(known); });
     return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
@@ -98,7 +99,7 @@ template <typename Enumeration, std::size_t count>
   return TextRawValues<Enumeration, count>(cases);
 }
 
-/// The cases of an enumeration whose integers are what is stored.
+/// The cases of an enumeration that is stored as integers.
 template <typename Enumeration, std::same_as<Enumeration>... Others>
   requires std::is_enum_v<Enumeration>
 [[nodiscard]] consteval IntegerRawValues<Enumeration, 1 + sizeof...(Others)> integerRawValues(
@@ -106,14 +107,15 @@ template <typename Enumeration, std::same_as<Enumeration>... Others>
   return IntegerRawValues<Enumeration, 1 + sizeof...(Others)>({first, others...});
 }
 
-/// What an enumeration is stored as. One declaration makes an enumeration storable:
+/// The raw values of an enumeration. One declaration makes an enumeration storable:
 ///
 ///     enum class Theme { light, dark };
 ///     template <>
 ///     inline constexpr auto Tessaly::rawValues<Theme> =
 ///         Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
 ///
-/// or, for one whose numbers never change, `Tessaly::integerRawValues(Quality::draft, Quality::best)`.
+/// An enumeration whose numbers never change may use `Tessaly::integerRawValues(Quality::draft, Quality::best)`
+/// instead.
 template <typename Enumeration>
 inline constexpr std::nullptr_t rawValues = nullptr;
 

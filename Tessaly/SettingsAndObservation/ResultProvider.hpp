@@ -14,9 +14,9 @@ namespace Tessaly::inline v1 {
 
 /// A declared source of a value that is computed at every read.
 ///
-/// The function must be safe to call from any thread. Copies share it, captured state included. For an existing value,
-/// see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is the `std::function` itself,
-/// which has no name for what it provides.
+/// The function must be safe to call from any thread. Copies share the function and its captured state. For an existing
+/// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is the `std::function`
+/// itself, which has no name for what it provides.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -147,7 +147,7 @@ struct UserDefaultsValueTraits<std::vector<Element>> : detail::NativeValue<std::
   [[nodiscard]] static PropertyList object(std::vector<Element> elements) {
     PropertyList::Array array;
     array.reserve(elements.size());
-    for (auto&& element : elements) {  // Of booleans a vector hands out no references.
+    for (auto&& element : elements) {  // A vector of booleans gives no references.
       if (std::optional<PropertyList> object = UserDefaultsValueTraits<Element>::object(std::move(element))) {
         array.push_back(*std::move(object));
       }

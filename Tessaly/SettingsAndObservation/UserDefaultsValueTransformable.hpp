@@ -138,7 +138,7 @@ struct UserDefaultsValueTransformableTraits<std::vector<Element>> {
     } else {
       std::optional<std::vector<Element>> elements(std::in_place);
       elements->reserve(stored.size());
-      for (auto&& value : stored) {  // Of booleans a vector hands out no references.
+      for (auto&& value : stored) {  // A vector of booleans gives no references.
         if (auto element = Elements::from(std::move(value))) elements->push_back(*std::move(element));
       }
       return elements;

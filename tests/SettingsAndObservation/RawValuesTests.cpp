@@ -58,7 +58,7 @@ TEST(RawValues, AnEnumerationNeedsADeclarationAndAKindOfTheStore) {
 
 TEST(RawValuesDeathTest, AValueThatIsNoCaseHasNoText) {
   EXPECT_EXIT(static_cast<void>(rawValues<Theme>.rawValue(static_cast<Theme>(7))), testing::KilledBySignal(SIGABRT),
-              "Tessaly/RawValues:[0-9]+: Fatal error: A value of .*Theme is none of its cases\n");
+              "Tessaly/RawValues:[0-9]+: Fatal error: A value of .*Theme is not one of its cases\n");
 }
 
 }  // namespace

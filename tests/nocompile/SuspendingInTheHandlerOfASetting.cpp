@@ -1,4 +1,4 @@
-// expected: the handler must not suspend: nobody would await it
+// expected: the handler must not suspend: no code would await it
 // SPDX-License-Identifier: MIT
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 

@@ -15,12 +15,12 @@ namespace Tessaly::inline v1::detail {
 /// The state that a token and its loop share: the end of the observation, and the wait for the next change.
 class TESSALY_EXPORT ContinuousObservationState {
  public:
-  /// A late reading delays the end by a pass, so no order is asked for.
+  /// A relaxed load suffices, because a late answer only delays the end by one pass.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
-  /// Ends the observation and lets go of what it captured, unless a pass is under way, which then does.
+  /// Ends the observation and releases its captures. If a pass is running, that pass releases them at its end.
   void cancel() noexcept;
 
-  /// Has the function called at the next change of what the list holds, if the observation goes on.
+  /// Calls the function at the next change of a point in the list, unless the observation has ended.
   template <typename OnChange>
   void follow(AccessList& accesses, OnChange onChange) {
     if (accesses.count() == 0) return;

@@ -17,13 +17,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The value as a stored object; nothing if it is absent.
+/// The value as a stored object. Absent for an absent value.
 template <typename Value>
 std::optional<PropertyList> storedObject(const Value& value) {
   return UserDefaultsValueTraits<StoredValue<Value>>::object(transformToUserDefaultValue(value));
 }
 
-/// The kind of a stored value of this type, which has an optional around it at most.
+/// The kind of a stored value of this type. The type may be optional.
 template <typename Stored>
 struct StoredKind {
   static constexpr PropertyList::Kind kind = std::same_as<Stored, bool>          ? PropertyList::Kind::boolean
@@ -43,7 +43,8 @@ struct StoredKind<std::vector<Element>> {
 template <typename Wrapped>
 struct StoredKind<std::optional<Wrapped>> : StoredKind<Wrapped> {};
 
-/// The range of an integer type, unless it has 32 bits or more: those limits would tell people nothing.
+/// The limits of an integer type. Limits of 32 bits and more are omitted, except zero, because people need not know
+/// them.
 template <typename Stored>
 void describeLimits(SettingDescription& description) {
   if constexpr (std::integral<Stored> && !std::same_as<Stored, bool>) {

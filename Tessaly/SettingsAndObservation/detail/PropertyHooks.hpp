@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 using PropertyHook = Retained<Observer>;
 using PropertyHooks = std::vector<std::pair<AnyKeyPath, PropertyHook>>;
 
-/// The monitors of an object. Its hooks keep it, too.
+/// The monitors and the hooks of an object. The hooks share the ownership of this.
 struct Monitoring {
   KeyPathsMonitor::Locked monitors;
   UnfairLock lock;

@@ -11,14 +11,15 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A text that a constant expression can hold: it refers to a literal, or shares a copy of what is no literal.
+/// A text that a constant expression can hold. It refers to a literal, or shares a copy of any other text.
 ///
 /// Thread contract: thread-compatible; copies of one name may be used in different threads.
 class SettingName {
  public:
   template <std::size_t size>
   consteval SettingName(const char (&literal)[size]) noexcept : text_(literal, size - 1) {
-    // No constant unless the text is: a buffer that lasts, but changes, is refused, too.
+    // A read of the last character refuses a static buffer that may change, because a constant expression cannot read
+    // it.
     if (literal[size - 1] != '\0') stopAtTextThatIsNotTerminated();
   }
   template <typename Text>

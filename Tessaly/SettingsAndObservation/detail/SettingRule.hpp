@@ -11,9 +11,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Stops the process; in a constant expression it does not compile.
+/// Stops the process at run time. A call in a constant expression does not compile.
 [[noreturn]] TESSALY_EXPORT void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept;
-/// Writes one record to the log.
+/// Writes to the log that a forbidden value was not stored.
 TESSALY_EXPORT void logForbiddenSetting(std::string_view setting) noexcept;
 
 /// The values that a setting allows: those in a closed range, those that a predicate accepts, or all.
@@ -36,7 +36,7 @@ class SettingRule {
 
   [[nodiscard]] constexpr bool isEmpty() const noexcept { return !range_ && predicate_ == nullptr; }
   [[nodiscard]] constexpr const std::optional<Range>& range() const noexcept { return range_; }
-  /// False if the range has no value.
+  /// False if the range is empty. True without a range.
   [[nodiscard]] constexpr bool hasRange() const {
     if constexpr (std::totally_ordered<Value>) return !range_ || range_->lowest <= range_->highest;
     return true;
@@ -49,12 +49,12 @@ class SettingRule {
     }
     return predicate_ == nullptr || predicate_(value);
   }
-  /// The value, or the end of the range that stands for it. Nothing if the default is to be read instead.
+  /// The value if the rule allows it, otherwise the nearest end of the range. Absent if the default is read instead.
   [[nodiscard]] constexpr std::optional<Value> admitted(Value value) const {
     if (allows(value)) return value;
     if constexpr (std::totally_ordered<Value>) {
       if (range_ && invalid_ == InvalidSetting::readsAsNearest) {
-        // A value without an order, which is no number, is neither.
+        // NaN is neither below nor above the range.
         const Value* const end = value < range_->lowest    ? &range_->lowest
                                  : value > range_->highest ? &range_->highest
                                                            : nullptr;
