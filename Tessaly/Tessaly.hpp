@@ -2,7 +2,7 @@
 // Component: Tessaly::Tessaly
 #pragma once
 
-// Everything, for those who link Tessaly::Tessaly and do not mind what compiling all of it costs.
+// Includes every public header. It is for hosts that link Tessaly::Tessaly and accept the compile time.
 
 #include "Tessaly/Collections/ChunkSequence.hpp"
 #include "Tessaly/Collections/FIFOStack.hpp"

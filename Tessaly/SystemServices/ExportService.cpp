@@ -149,7 +149,7 @@ class TextWriter {
     if (count_ == block_.size()) flush();
     block_[count_++] = character;
   }
-  /// Appends a text and returns true if it is not a very long one and has none of these bytes.
+  /// Appends a text if it fits into the block and contains no sought byte. Returns whether it was appended.
   template <typename... Sought>
   bool appendIfWithout(std::string_view text, Sought... sought) {
     if (text.size() > block_.size() - count_) {

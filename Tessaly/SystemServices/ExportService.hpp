@@ -25,8 +25,8 @@ using Table = std::vector<std::vector<std::string>>;
 /// `onProgress` is called on this thread before each cell with the fraction that is done: above 0, and 1 for the last
 /// cell. With an empty separator nothing is escaped. Throws `ExportError` if a cell or the separator is not UTF-8.
 ///
-/// Thread contract: thread-safe. Needs the memory of the result; where the first separator inside a cell comes late,
-/// for a moment up to twice as much.
+/// Thread contract: thread-safe. Needs the memory of the result. If the first separator inside a cell comes late, it
+/// briefly needs up to twice as much.
 ///
 ///     Data table = ExportService::csv({{"Name", "Size"}, {"a;b", "3"}}, ";");  // Name;Size\na\;b;3
 [[nodiscard]] TESSALY_EXPORT Data csv(const Table& from, std::string_view separator,
@@ -49,7 +49,7 @@ namespace Logs {
 [[nodiscard]] TESSALY_EXPORT Async<std::vector<std::string>> extractLastLogsToStrings(double forSeconds);
 /// A row for each record, in the form of `csv` with ";": date and time, level, category, message.
 [[nodiscard]] TESSALY_EXPORT Async<Data> extractLastLogsToCSVData(double forSeconds);
-/// The same for the last 3,600 seconds.
+/// `extractLastLogsToCSVData` for the last 3,600 seconds.
 [[nodiscard]] TESSALY_EXPORT Async<Data> extractLastOneHourLogsToCSVData();
 
 }  // namespace Logs

@@ -87,7 +87,7 @@ std::chrono::nanoseconds intervalOf(double seconds) noexcept {
 }
 
 /// Follows the path while an element is awaited, so that the watch can change to another file that takes the name. Null
-/// if the system has no more watches. Then the watch stays with its file.
+/// if the system has no watch left. Then the present watch stays with its file.
 std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file, const Signs::Continuation& signs) {
   try {
     return files.makeFileChangeSource(file, [signs] { signs.yield(Sign::pathMayLeadElsewhere); });

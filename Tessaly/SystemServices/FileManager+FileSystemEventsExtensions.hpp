@@ -35,9 +35,9 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 ///
 /// Each `next()` waits until the file exists and checks for it at each interval. Then it opens the file, waits for a
 /// write, and closes the file. So no descriptor is open between elements, and a write between two waits is not noticed.
-/// A replacement is not a write of the file. But a running wait continues with the new file as soon as it exists, and
-/// its next write ends the wait. A change of only the modification time, with an unchanged access time, counts as a
-/// write, because the kernel reports it as one. Use `fileChanges` if every change must be noticed.
+/// A replacement is not a write of the file. But a running wait continues with the new file as soon as that exists. The
+/// next write of the new file ends the wait. A change of only the modification time, with an unchanged access time,
+/// counts as a write, because the kernel reports it as one. Use `fileChanges` if every change must be noticed.
 ///
 /// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs that.
 /// It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1 ms

@@ -13,8 +13,8 @@
 namespace Tessaly::inline v1::LocalAuthenticationService {
 
 /// Asks the user to authenticate, shows the reason, and returns when the user has done so. Throws the system's error,
-/// which is an `LAError` on this system, or `LAError::unknownError()` if the system gives none. If the system cannot
-/// ask, it throws without asking. Cancelling the task does not withdraw the question.
+/// which is an `LAError` on this system. If the system gives no error, throws `LAError::unknownError()`. If the system
+/// cannot ask, it throws without asking. Cancelling the task does not withdraw the question.
 ///
 /// Thread contract: thread-safe.
 ///

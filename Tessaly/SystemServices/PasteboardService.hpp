@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::PasteboardService {
 ///     PasteboardService::write("to paste");
 TESSALY_EXPORT void write(std::string_view string);
 
-/// The same with the absolute text of a URL. Programs can paste it as a URL or as plain text.
+/// Puts the absolute text of a URL on the general pasteboard. Programs can paste it as a URL or as plain text.
 ///
 /// Thread contract: thread-safe.
 ///

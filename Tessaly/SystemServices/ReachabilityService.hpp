@@ -40,12 +40,12 @@ struct Status {
 /// `isOnline()`.
 [[nodiscard]] TESSALY_EXPORT bool isExpensive();
 
-/// The same as `isOnline()`, kept up to date on the main queue and recorded by observation tracking. Read it on the
+/// `isOnline()` as an observable read. The main queue updates it, and observation tracking records it. Read it on the
 /// main thread. The main queue must be served.
 [[nodiscard]] TESSALY_EXPORT bool observableIsOnline();
 
-/// The same as `isExpensive()`, kept up to date on the main queue and recorded by observation tracking. Read it on the
-/// main thread.
+/// `isExpensive()` as an observable read. The main queue updates it, and observation tracking records it. Read it on
+/// the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observedIsExpensive();
 
 /// Completes as soon as the machine is online.

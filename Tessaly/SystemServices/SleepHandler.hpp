@@ -37,8 +37,8 @@ class SleepHandler {
   /// assertion. Returns false if the display was already being kept awake (with its former reason), or if no service
   /// can keep it awake.
   TESSALY_EXPORT bool disableScreenSleep(std::string_view reason);
-  /// Lets the display sleep again. Returns true if this call released the assertion. Returns false if there was none,
-  /// or if the system refuses; then the display stays awake.
+  /// Lets the display sleep again. Returns true if this call released the assertion. Returns false if this handler held
+  /// no assertion. Also returns false if the system refuses; then the display stays awake.
   TESSALY_EXPORT bool enableScreenSleep();
 
  private:

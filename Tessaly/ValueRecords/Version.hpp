@@ -78,7 +78,7 @@ struct Version {
   friend bool operator==(const Version&, const Version&) noexcept = default;
 
   /// Whether the first different field among major, patch and build is less. False if the majors are equal and the
-  /// minors differ. False if the builds would decide and one is absent.
+  /// minors differ, or if the builds would decide and one is absent.
   friend constexpr bool operator<(const Version& left, const Version& right) noexcept {
     if (left.major != right.major) return left.major < right.major;
     if (left.minor != right.minor) return false;

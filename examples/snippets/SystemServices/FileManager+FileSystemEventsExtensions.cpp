@@ -17,7 +17,7 @@ Async<void> followContents(URL file) {
 }
 
 Async<void> awaitUnlocking(URL lockFile) {
-  // Somebody else holds it.
+  // Another process holds it.
   co_await nextFileSystemDelete(FileManager::default_(), lockFile);
 }
 
