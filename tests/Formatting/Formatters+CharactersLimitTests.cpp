@@ -27,7 +27,7 @@ TEST(CharactersLimit, AcceptsNothingWithoutRoom) {
   EXPECT_TRUE(CharactersLimit(std::numeric_limits<std::int64_t>::max()).isPartialStringValid("abc"));
 }
 
-TEST(CharactersLimit, CountsWhatPeoplePerceive) {
+TEST(CharactersLimit, CountsPerceivedCharacters) {
   CharactersLimit limit(2);
   for (const char* one : {"é", "e\u0301", "\r\n", "🇫🇷", "👨‍👩‍👧", "1️⃣", "👍🏽", "\xFF"}) {
     EXPECT_TRUE(limit.isPartialStringValid(one)) << one;
@@ -67,7 +67,7 @@ TEST(CharactersLimit, NeitherReplacesNorDescribes) {
   EXPECT_EQ(description, std::nullopt);
 }
 
-TEST(CharactersLimit, ShowsTextsAndNothingElse) {
+TEST(CharactersLimit, ShowsOnlyTexts) {
   const CharactersLimit limit(3);
   EXPECT_EQ(limit.string(std::string("longer than that")), "longer than that");
   EXPECT_EQ(limit.string("ab"), "ab");

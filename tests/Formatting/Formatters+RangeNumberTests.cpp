@@ -34,7 +34,7 @@ class RangeNumberTest : public ::testing::Test {
   const Locale::Replacement replacement_;
 };
 
-TEST_F(RangeNumberTest, ReplacesWhatLiesBeyondItsRangeByTheBound) {
+TEST_F(RangeNumberTest, ReplacesNumbersBeyondTheRangeByTheBound) {
   RangeNumber<int> formatter(ClosedRange(0, 100));
   EXPECT_EQ(edit(formatter, "150"), "100");
   EXPECT_EQ(edit(formatter, "-5"), "0");
@@ -60,7 +60,7 @@ TEST_F(RangeNumberTest, AcceptsTheEmptyTextAsZeroOnRequest) {
   EXPECT_EQ(edit(below, ""), "-5");
 }
 
-TEST_F(RangeNumberTest, ShowsAPlusSignWhereNegativeValuesArePossible) {
+TEST_F(RangeNumberTest, ShowsAPlusSignInRangesWithNegativeValues) {
   RangeNumber<int> formatter(ClosedRange(-10, 10));
   formatter.setSuffix(" dB");
   EXPECT_EQ(formatter.suffix(), " dB");
@@ -94,14 +94,14 @@ TEST_F(RangeNumberTest, WritesZeroWithFractionDigitsOnRequest) {
   EXPECT_EQ(formatter.positiveSuffix(), "");
 }
 
-TEST_F(RangeNumberTest, CutsFractionsForIntegersAndKeepsThemForReals) {
+TEST_F(RangeNumberTest, TruncatesFractionsForIntegersOnly) {
   EXPECT_EQ(RangeNumber<int>(ClosedRange(-9, 9)).numberFromAnyString("5.9"), 5);
   EXPECT_EQ(RangeNumber<int>(ClosedRange(-9, 9)).numberFromAnyString("-5.9"), -5);
   EXPECT_EQ(RangeNumber<double>(ClosedRange(0.0, 9.0)).numberFromAnyString("5.9"), 5.9);
   EXPECT_EQ(RangeNumber<float>(ClosedRange(0.0F, 9.0F)).numberFromAnyString("5.9"), 5.9F);
 }
 
-TEST_F(RangeNumberTest, WritesABoundWithTheDigitsThatItIsGiven) {
+TEST_F(RangeNumberTest, WritesBoundsWithTheChosenDigits) {
   RangeNumber<double> formatter(ClosedRange(0.25, 0.5));
   EXPECT_EQ(edit(formatter, "0.6"), "0");
   formatter.setMaximumFractionDigits(2);
@@ -109,7 +109,7 @@ TEST_F(RangeNumberTest, WritesABoundWithTheDigitsThatItIsGiven) {
   EXPECT_EQ(edit(formatter, "0.1"), "0.25");
 }
 
-TEST_F(RangeNumberTest, TakesANumberBeyondItsKindForTheNearestEnd) {
+TEST_F(RangeNumberTest, NumberBeyondTheTypeCountsAsItsEnd) {
   RangeNumber<std::int8_t> small(ClosedRange<std::int8_t>(0, 100));
   EXPECT_EQ(small.numberFromAnyString("300"), 127);
   EXPECT_EQ(edit(small, "300"), "100");
@@ -130,7 +130,7 @@ TEST_F(RangeNumberTest, TakesANumberBeyondItsKindForTheNearestEnd) {
   EXPECT_EQ(whole.numberFromAnyString("∞"), largest);
 }
 
-TEST_F(RangeNumberTest, ReplacesWhatIsNoFiniteNumberByTheUpperBound) {
+TEST_F(RangeNumberTest, ReplacesNonfiniteNumbersByTheUpperBound) {
   RangeNumber<double> formatter(ClosedRange(-1.0, 1.0));
   EXPECT_EQ(edit(formatter, "∞"), "+1");
   EXPECT_EQ(edit(formatter, "-∞"), "-1");
@@ -141,14 +141,14 @@ TEST_F(RangeNumberTest, ReplacesWhatIsNoFiniteNumberByTheUpperBound) {
   EXPECT_EQ(edit(everything, "-0"), "ok");
 }
 
-TEST_F(RangeNumberTest, AcceptsTheOneValueOfEqualEnds) {
+TEST_F(RangeNumberTest, AcceptsTheOnlyValueOfEqualBounds) {
   RangeNumber<int> formatter(ClosedRange(7, 7));
   EXPECT_EQ(edit(formatter, "7"), "ok");
   EXPECT_EQ(edit(formatter, "6"), "7");
   EXPECT_EQ(edit(formatter, "8"), "7");
 }
 
-TEST_F(RangeNumberTest, KeepsNegativeRangesAndRangesOfFractions) {
+TEST_F(RangeNumberTest, HandlesNegativeAndFractionalRanges) {
   RangeNumber<int> below(ClosedRange(-20, -10));
   EXPECT_EQ(edit(below, "-15"), "ok");
   EXPECT_EQ(edit(below, "-1"), "-10");  // So "-15" has to be pasted.
@@ -176,7 +176,7 @@ TEST_F(RangeNumberTest, GivesTheNumberOfAText) {
   EXPECT_FALSE(formatter.getObjectValue(&object, "x"));
 }
 
-TEST_F(RangeNumberTest, AcceptsWhatItWroteItself) {
+TEST_F(RangeNumberTest, AcceptsItsOwnOutput) {
   for (const char* locale : {"en", "de", "fr", "ar", "sv", "hi", "fa", "he", "ja"}) {
     const Locale current(locale);
     const Locale::Replacement replacement(current);
@@ -190,7 +190,7 @@ TEST_F(RangeNumberTest, AcceptsWhatItWroteItself) {
   }
 }
 
-TEST_F(RangeNumberTest, IsTypedIntoCharacterByCharacter) {
+TEST_F(RangeNumberTest, AcceptsTypingCharacterByCharacter) {
   struct Typing {
     const char* locale;
     std::vector<std::string> texts;
@@ -209,7 +209,7 @@ TEST_F(RangeNumberTest, IsTypedIntoCharacterByCharacter) {
   }
 }
 
-TEST_F(RangeNumberTest, TakesEveryKeystrokeInTheManyLanguages) {
+TEST_F(RangeNumberTest, AcceptsEveryKeystrokeInManyLanguages) {
   struct Stroke {
     const char* text;
     const char* result;
@@ -299,7 +299,7 @@ TEST_F(RangeNumberTest, TakesEveryKeystrokeInTheManyLanguages) {
   }
 }
 
-TEST_F(RangeNumberTest, ReadsPastedTextsWholeOrNotAtAll) {
+TEST_F(RangeNumberTest, PastedTextIsParsedWholeOrNotAtAll) {
   RangeNumber<double> formatter(ClosedRange(0.0, 100.0));
   for (const char* read : {" 5", "\t5", "\u00A05", "\uFF15", "५", "007", "5.0", "5.", "1e1", "0.1e2"}) {
     EXPECT_EQ(edit(formatter, read), "ok") << read;
@@ -330,7 +330,7 @@ TEST_F(RangeNumberTest, ReadsPastedTextsWholeOrNotAtAll) {
   }
 }
 
-TEST_F(RangeNumberTest, RefusesWhatIsPastedWithoutANumberInIt) {
+TEST_F(RangeNumberTest, RefusesPastedTextWithoutANumber) {
   RangeNumber<int> formatter(ClosedRange(-100, 100));
   for (const std::string& text : {std::string(1'000'000, 'x'), std::string(100'000, '-'), std::string("\u0301\u0301"),
                                   std::string("12\n34"), std::string("1\0002", 3), std::string("\xC3\x28")}) {

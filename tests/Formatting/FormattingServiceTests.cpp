@@ -57,7 +57,7 @@ class FormattingServiceNowhere : public FormattingService {
 };
 using FormattingServiceDeathTest = FormattingService;
 
-TEST_F(FormattingService, WritesNumbersAsTheGoldenRowsSay) {
+TEST_F(FormattingService, NumbersEqualTheGoldenRows) {
   const std::pair<const char*, std::string (*)(double)> kinds[] = {
       {"noFraction", Number::noFractionDigit},
       {"limited2", [](double value) { return Number::limitedFractionDigit(value, 2); }},
@@ -72,7 +72,7 @@ TEST_F(FormattingService, WritesNumbersAsTheGoldenRowsSay) {
   }
 }
 
-TEST_F(FormattingService, WritesDatesAsTheGoldenRowsSay) {
+TEST_F(FormattingService, DatesEqualTheGoldenRows) {
   const std::map<std::string, Date> dates{{"d1", someDate}, {"d2", Date::since1970(1'704'013'620)}};
   for (const auto& row : Tests::goldenRows("mediumDate")) {
     setLanguage(row.locale);
@@ -88,7 +88,7 @@ TEST_F(FormattingService, WritesDatesAsTheGoldenRowsSay) {
   }
 }
 
-TEST_F(FormattingService, WritesRelativeDatesAsTheGoldenRowsSay) {
+TEST_F(FormattingService, RelativeDatesEqualTheGoldenRows) {
   const Date today = Date::since1970(1'795'187'040);  // 2026-11-20 15:04:00 UTC
   const Tests::FixedClock clock(today);
   const WallClock::Replacement replacement(clock);
@@ -114,7 +114,7 @@ TEST_F(FormattingService, FollowsTheCurrentLocaleUntilALanguageIsChosen) {
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "0,5");
 }
 
-TEST_F(FormattingServiceInBritain, WithoutALanguageTakesThatOfTheCurrentLocale) {
+TEST_F(FormattingServiceInBritain, AbsentChoiceTakesTheLocalesLanguage) {
   EXPECT_EQ(Dates::mediumDate(someDate, true), "2 Jan 2023, 15:04");
   setLanguage("fr");
   EXPECT_EQ(Dates::mediumDate(someDate, true), "2 janv. 2023, 15:04");
@@ -159,7 +159,7 @@ TEST_F(FormattingServiceDeathTest, TooManyGigabytesStopTheProcess) {
   EXPECT_DEATH(static_cast<void>(Bytes::gigaBytes(std::numeric_limits<std::int64_t>::min())), "does not fit");
 }
 
-TEST_F(FormattingService, LeavesDateOrTimeOutOnRequest) {
+TEST_F(FormattingService, OmitsDateOrTimeOnRequest) {
   const Tests::FixedClock clock(someDate);
   const WallClock::Replacement replacement(clock);
   EXPECT_EQ(Dates::relative(someDate, Style::medium, true, false), "Today");
@@ -201,7 +201,7 @@ TEST_F(FormattingService, WritesDurationsInWords) {
   EXPECT_NE(Duration::abbreviated(std::numeric_limits<std::int64_t>::min()), "");
 }
 
-TEST_F(FormattingService, PutsSecondsInPlaceOfTheZeroOfTheirLabel) {
+TEST_F(FormattingService, SecondsReplaceTheZeroOfTheirLabel) {
   EXPECT_EQ(Duration::seconds(12.5), "12.5s");
   EXPECT_EQ(Duration::seconds(0), "0s");
   EXPECT_EQ(Duration::seconds(100), "100s");
@@ -212,9 +212,9 @@ TEST_F(FormattingService, PutsSecondsInPlaceOfTheZeroOfTheirLabel) {
   EXPECT_EQ(Duration::seconds(12.5), "12,5s");
 }
 
-TEST_F(FormattingServiceInEgypt, LeavesALabelWithoutTheDigitAsItIs) { EXPECT_EQ(Duration::seconds(12.5), "٠ ث"); }
+TEST_F(FormattingServiceInEgypt, LabelWithoutTheDigitStaysUnchanged) { EXPECT_EQ(Duration::seconds(12.5), "٠ ث"); }
 
-TEST_F(FormattingService, SignsChanges) {
+TEST_F(FormattingService, ChangesHaveASign) {
   EXPECT_EQ(Number::tempo(5), "+5%");
   EXPECT_EQ(Number::tempo(0), "0%");
   EXPECT_EQ(Number::tempo(-5), "-5%");
@@ -229,7 +229,7 @@ TEST_F(FormattingService, SignsChanges) {
   EXPECT_EQ(Number::pitch(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
 }
 
-TEST_F(FormattingService, WritesLevels) {
+TEST_F(FormattingService, DecibelsHaveASignOrASpace) {
   EXPECT_EQ(Number::decibel(0), " 0.0");
   EXPECT_EQ(Number::decibel(0.5F), "+0.5");
   EXPECT_EQ(Number::decibel(-3), " -3.0");
@@ -248,7 +248,7 @@ TEST_F(FormattingService, WritesBeatsWithTheSignOfApproximation) {
   EXPECT_EQ(Number::bpm(-120), "≃120 bpm");
 }
 
-TEST_F(FormattingService, ForgetsTheDigitsOfTheLastCall) {
+TEST_F(FormattingService, EachCallUsesItsOwnDigits) {
   EXPECT_EQ(Number::limitedFractionDigit(1.23456, 4), "1.2346");
   EXPECT_EQ(Duration::seconds(1.23456), "1.23s");
   EXPECT_EQ(Number::limitedFractionDigit(1.23456, 0), "1");
@@ -365,7 +365,7 @@ TEST_F(FormattingService, WritesRightToLeftLanguagesWithoutMarksAroundThem) {
   EXPECT_EQ(Number::tempo(5), "+٥٪\u061C");
 }
 
-TEST_F(FormattingService, WritesNothingOfWhatIsNoDate) {
+TEST_F(FormattingService, InvalidDateGivesAnEmptyText) {
   for (const double seconds : {std::nan(""), infinity, -infinity}) {
     EXPECT_EQ(Dates::relative(Date::since1970(seconds), Style::full, true, true), "");
     EXPECT_EQ(Dates::mediumDate(Date::since1970(seconds), true), "");
@@ -382,7 +382,7 @@ TEST_F(FormattingService, LaterCallsOnEveryThreadUseAChangedLanguage) {
   }
 }
 
-TEST_F(FormattingService, EightThreadsWriteInTheLanguageOfTheMoment) {
+TEST_F(FormattingService, EightThreadsUseTheCurrentLanguage) {
   constexpr std::array languages{"en", "de", "ar", "sv", "hi", "fr", "ja", "he", "th", "ru"};
   constexpr int changing = -1;
   using Texts = std::array<std::string, 6>;

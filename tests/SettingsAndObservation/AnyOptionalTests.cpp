@@ -16,7 +16,7 @@ TEST(AnyOptional, IsNilExactlyWhenItIsEmpty) {
   EXPECT_FALSE(isNil(std::optional<std::optional<int>>(std::optional<int>())));
 }
 
-TEST(AnyOptional, OnlyWhatCanBeAbsentIsOne) {
+TEST(AnyOptional, OnlyTypesWithAnAbsentValueConform) {
   static_assert(AnyOptional<std::optional<std::string>>);
   static_assert(!AnyOptional<std::string>);
   static_assert(!AnyOptional<int*>);

@@ -87,7 +87,7 @@ TEST(DefaultKey, HasANameAndADefault) {
   static_assert(volumeKey.defaultValue() == 50);
 }
 
-TEST(DefaultKey, ANameThatIsNoLiteralIsCopied) {
+TEST(DefaultKey, NameThatIsNotALiteralIsCopied) {
   std::optional<Default<Number>::Key> copy;
   {
     std::string name = "a name that is far too long for a small buffer ";
@@ -102,7 +102,7 @@ TEST(DefaultKey, ANameThatIsNoLiteralIsCopied) {
   EXPECT_EQ(moved.defaultValue(), 3);
 }
 
-TEST(DefaultKey, AnOptionalNeedsOnlyAName) {
+TEST(DefaultKey, OptionalNeedsOnlyAName) {
   constexpr Default<MaybeNumber>::Key literal = "page";
   static_assert(literal.name() == "page" && !literal.defaultValue());
   const Default<MaybeNumber>::Key named(std::string("page ") + "2");
@@ -121,19 +121,19 @@ concept CanBeStored = requires(typename Default<Value>::Key key, Argument argume
   typename Default<Value>::Key(std::string(), argument);
 };
 
-TEST(DefaultKey, TakesNoTextForABoolean) {
+TEST(DefaultKey, TextIsRefusedForABoolean) {
   static_assert(CanBeStored<bool, bool> && CanBeStored<bool, int> && CanBeStored<std::string, const char*>);
   static_assert(!CanBeStored<bool, const char*> && !CanBeStored<std::optional<bool>, const char*>);
 }
 
-TEST(DefaultKey, MayHoldANUL) {
+TEST(DefaultKey, NameMayContainNUL) {
   constexpr Default<Number>::Key key{"a\0b", 1};
   EXPECT_EQ(key.name(), std::string_view("a\0b", 3));
 }
 
 // Reading and writing.
 
-TEST_F(DefaultTest, ReadsTheDefaultUntilSomethingIsStoredAndAgainWhenItIsRemoved) {
+TEST_F(DefaultTest, ReadsTheDefaultWhileNothingIsStored) {
   Default<Number> volume(volumeKey);
   EXPECT_EQ(volume.value(), 50);
   volume.setValue(30);
@@ -143,14 +143,14 @@ TEST_F(DefaultTest, ReadsTheDefaultUntilSomethingIsStoredAndAgainWhenItIsRemoved
   EXPECT_EQ(volume.value(), 50);
 }
 
-TEST_F(DefaultTest, AStoredObjectOfAnotherKindReadsAsTheDefaultAndStays) {
+TEST_F(DefaultTest, ObjectOfAnotherKindReadsAsTheDefaultAndStays) {
   store->set("loud", "volume");
   EXPECT_EQ(Default<Number>(volumeKey).value(), 50);
   EXPECT_EQ(Default<Number>::value(volumeKey), 50);
   EXPECT_EQ(store->value("volume"), PropertyList("loud"));
 }
 
-TEST_F(DefaultTest, ABooleanStoredAsAnIntegerReadsAsOne) {
+TEST_F(DefaultTest, BooleanStoredAsAnIntegerReadsAsABoolean) {
   constexpr Default<bool>::Key key{"flag", false};
   store->set(1, "flag");
   EXPECT_TRUE(Default<bool>::value(key));
@@ -158,13 +158,13 @@ TEST_F(DefaultTest, ABooleanStoredAsAnIntegerReadsAsOne) {
   EXPECT_FALSE(Default<bool>::value(key));
 }
 
-TEST_F(DefaultTest, AnArrayWithOneElementOfAnotherKindReadsAsTheDefault) {
+TEST_F(DefaultTest, ArrayWithAForeignElementReadsAsTheDefault) {
   const Default<std::vector<Number>>::Key key{"numbers", {9}};
   store->set(PropertyList::Array{1, "x", 2}, "numbers");
   EXPECT_THAT(Default<std::vector<Number>>::value(key), ElementsAre(9));
 }
 
-TEST_F(DefaultTest, AnArrayOfCasesReadsThoseThatAreNamed) {
+TEST_F(DefaultTest, ArrayOfCasesOmitsUnknownRawValues) {
   const Default<std::vector<Theme>>::Key key{"themes", {}};
   store->set(PropertyList::Array{"dark", "zz", "light"}, "themes");
   EXPECT_THAT(Default<std::vector<Theme>>::value(key), ElementsAre(Theme::dark, Theme::light));
@@ -173,7 +173,7 @@ TEST_F(DefaultTest, AnArrayOfCasesReadsThoseThatAreNamed) {
   EXPECT_EQ((Default<std::map<std::string, Theme>>::value(named)), (std::map<std::string, Theme>{{"b", Theme::dark}}));
 }
 
-TEST_F(DefaultTest, ARawValueThatNamesNoCaseReadsAsTheDefault) {
+TEST_F(DefaultTest, UnknownRawValueReadsAsTheDefault) {
   constexpr Default<Theme>::Key key{"theme", Theme::light};
   store->set("zz", "theme");
   EXPECT_EQ(Default<Theme>::value(key), Theme::light);
@@ -182,7 +182,7 @@ TEST_F(DefaultTest, ARawValueThatNamesNoCaseReadsAsTheDefault) {
   EXPECT_EQ(Default<Theme>::value(key), Theme::dark);
 }
 
-TEST_F(DefaultTest, AnOptionalThatWasNeverWrittenReadsAsItsDefault) {
+TEST_F(DefaultTest, UnwrittenOptionalReadsAsItsDefault) {
   constexpr Default<MaybeNumber>::Key key{"page", 7};
   EXPECT_EQ(Default<MaybeNumber>::value(key), 7);
   EXPECT_EQ(Default<MaybeNumber>("page").value(), std::nullopt);
@@ -200,7 +200,7 @@ TEST_F(DefaultTest, WritingTheAbsentValueRemovesTheEntry) {
   EXPECT_THAT(store->dictionaryRepresentation(), IsEmpty());
 }
 
-TEST_F(DefaultTest, AHostsOwnAbsentValueRemovesTheEntry) {
+TEST_F(DefaultTest, HostsOwnAbsentValueRemovesTheEntry) {
   constexpr Default<Nickname>::Key key("nickname");
   Default<Nickname>::setValue(key, Nickname("Kim"));
   EXPECT_EQ(store->value("nickname"), PropertyList("Kim"));
@@ -209,7 +209,7 @@ TEST_F(DefaultTest, AHostsOwnAbsentValueRemovesTheEntry) {
   EXPECT_EQ(Default<Nickname>::value(key).text, std::nullopt);
 }
 
-TEST_F(DefaultTest, AnAbsentStoredValueIsGivenToAConversionThatTakesIt) {
+TEST_F(DefaultTest, ConversionMayReceiveAnAbsentStoredValue) {
   const Default<Visits>::Key key{"visits", Visits{7}};
   EXPECT_EQ(Default<Visits>::value(key).count, -1);
   store->set("many", "visits");
@@ -220,7 +220,7 @@ TEST_F(DefaultTest, AnAbsentStoredValueIsGivenToAConversionThatTakesIt) {
   EXPECT_EQ(store->value("visits"), std::nullopt);
 }
 
-TEST_F(DefaultTest, AnOptionalOfAnAbsentOptionalIsRemovedToo) {
+TEST_F(DefaultTest, NestedAbsentOptionalRemovesTheEntry) {
   using Nested = std::optional<MaybeNumber>;
   const Default<Nested>::Key key("nested");
   Default<Nested>::setValue(key, Nested(MaybeNumber(1)));
@@ -246,7 +246,7 @@ TEST_F(DefaultTest, AnyTextIsAName) {
   }
 }
 
-TEST_F(DefaultTest, AURLComesBackAsARelativeOne) {
+TEST_F(DefaultTest, URLIsReadBackAsARelativeURL) {
   const Default<std::optional<URL>>::Key key("file");
   Default<std::optional<URL>>::setValue(key, URL::from("file:///tmp/a%20b.txt"));
   EXPECT_EQ(store->value("file"), PropertyList("/tmp/a b.txt"));
@@ -260,7 +260,7 @@ TEST_F(DefaultTest, ReadsAndWritesOnceWithoutAnObject) {
   EXPECT_EQ(Default<Number>::value(volumeKey), 20);
 }
 
-TEST_F(DefaultTest, ModifyingWritesBackAndReturnsWhatTheBodyReturned) {
+TEST_F(DefaultTest, ModifyingStoresTheValueAndReturnsTheBodysResult) {
   Default<Number> volume(volumeKey);
   EXPECT_EQ(volume.modifyValue([](Number& value) { return value++; }), 50);
   EXPECT_EQ(store->value("volume"), PropertyList(51));
@@ -268,13 +268,13 @@ TEST_F(DefaultTest, ModifyingWritesBackAndReturnsWhatTheBodyReturned) {
   EXPECT_EQ(volume.value(), 102);
 }
 
-TEST_F(DefaultTest, ModifyingWritesBackEvenWhenNothingChanged) {
+TEST_F(DefaultTest, ModifyingStoresAnUnchangedValueToo) {
   Default<Number> volume(volumeKey);
   volume.modifyValue([](Number&) {});
   EXPECT_EQ(store->value("volume"), PropertyList(50));
 }
 
-TEST_F(DefaultTest, ModifyingWritesBackWhatABodyThatThrowsHasDone) {
+TEST_F(DefaultTest, ModifyingStoresTheChangesOfAThrowingBody) {
   Default<Number> volume(volumeKey);
   const auto abandon = [](Number& value) {
     value = 13;
@@ -303,7 +303,7 @@ void store(const char* name, const Value& value) {
   Default<Value>::setValue(typename Default<Value>::Key(std::string_view(name), value), value);
 }
 
-TEST_F(DefaultTest, IsStillOneAfterItWasMoved) {
+TEST_F(DefaultTest, StaysUsableAfterAMove) {
   Default<Number> volume(volumeKey);
   const Default<Number> moved = std::move(volume);
   EXPECT_EQ(volume.value(), 50);
@@ -311,7 +311,7 @@ TEST_F(DefaultTest, IsStillOneAfterItWasMoved) {
   EXPECT_EQ(volume.key().name(), "volume");
 }
 
-TEST_F(DefaultTest, CopiesNoMoreThanItMust) {
+TEST_F(DefaultTest, AllocatesOnlyTheNecessaryCopies) {
   const std::string text(100'000, 'x');
   const Default<std::string>::Key key("text", "");
   const Default<std::vector<std::string>>::Key listKey("list", {});
@@ -391,7 +391,7 @@ int toldDuring(const Default<Value>& setting, Changes changes) {
   return *told;
 }
 
-TEST_F(DefaultTest, AReaderIsToldOnceOfChangesBySeveralWriters) {
+TEST_F(DefaultTest, ReaderIsNotifiedOfChangesByAnyWriter) {
   Default<Number> volume(volumeKey);
   EXPECT_EQ(toldDuring(volume, [&] { volume.setValue(1); }), 1);
   EXPECT_EQ(toldDuring(volume, [] { Default<Number>(volumeKey).setValue(2); }), 1);
@@ -407,7 +407,7 @@ TEST_F(DefaultTest, AReaderIsToldOnceOfChangesBySeveralWriters) {
             1);
 }
 
-TEST_F(DefaultTest, AReaderThatIsToldReadsTheNewValue) {
+TEST_F(DefaultTest, NotifiedReaderReadsTheNewValue) {
   Default<Number> volume(volumeKey);
   Number seen = 0;
   withObservationTracking([&] { static_cast<void>(volume.value()); }, [&] { seen = volume.value(); });
@@ -415,7 +415,7 @@ TEST_F(DefaultTest, AReaderThatIsToldReadsTheNewValue) {
   EXPECT_EQ(seen, 8);
 }
 
-TEST_F(DefaultTest, AReaderHearsNothingOfAnEqualWriteNorOfAnotherKey) {
+TEST_F(DefaultTest, EqualWritesAndOtherKeysDoNotNotify) {
   Default<Number> volume(volumeKey);
   volume.setValue(1);
   EXPECT_EQ(toldDuring(volume,
@@ -428,19 +428,19 @@ TEST_F(DefaultTest, AReaderHearsNothingOfAnEqualWriteNorOfAnotherKey) {
             0);
 }
 
-TEST_F(DefaultTest, AReaderIsToldOfAnUnreadableValueToo) {
+TEST_F(DefaultTest, UnreadableValueNotifiesReaders) {
   Default<Number> volume(volumeKey);
   EXPECT_EQ(toldDuring(volume, [&] { store->set("loud", "volume"); }), 1);
 }
 
-TEST_F(DefaultTest, ASingleReadingIsNotTracked) {
+TEST_F(DefaultTest, StaticReadIsNotTracked) {
   int told = 0;
   withObservationTracking([] { static_cast<void>(Default<Number>::value(volumeKey)); }, [&] { ++told; });
   store->set(1, "volume");
   EXPECT_EQ(told, 0);
 }
 
-TEST_F(DefaultTest, ABackingListensUntilItIsReleased) {
+TEST_F(DefaultTest, BackingObservesUntilItIsReleased) {
   auto backing = Default<Number>::Backing::make(volumeKey, store);
   const std::weak_ptr<KeyValueObserver> gone = backing;
   backing->setValue(1);
@@ -449,7 +449,7 @@ TEST_F(DefaultTest, ABackingListensUntilItIsReleased) {
   store->set(2, "volume");
 }
 
-TEST_F(DefaultTest, ABackingLooksAtTheKeyAndAtTheEntryOfTheNewValueOnly) {
+TEST_F(DefaultTest, BackingReactsOnlyToANewValueOfItsKey) {
   const auto backing = Default<Number>::Backing::make(volumeKey, store);
   const auto told = [&](std::optional<std::string_view> keyPath, const std::optional<KeyValueChange>& change) {
     const auto count = std::make_shared<int>(0);
@@ -468,7 +468,7 @@ TEST_F(DefaultTest, ABackingLooksAtTheKeyAndAtTheEntryOfTheNewValueOnly) {
 
 // Change handlers.
 
-TEST_F(DefaultTest, AHandlerGetsEachStoredValue) {
+TEST_F(DefaultTest, HandlerGetsEachStoredValue) {
   std::vector<Number> seen;
   const auto observer = Default<Number>::observe(volumeKey, [&](Number stored) { seen.push_back(stored); });
   EXPECT_TRUE(observer->isObserving());
@@ -477,7 +477,7 @@ TEST_F(DefaultTest, AHandlerGetsEachStoredValue) {
   EXPECT_THAT(seen, ElementsAre(5, 6));
 }
 
-TEST_F(DefaultTest, AHandlerIsNotCalledAtARemovalUnlessAbsenceIsAValue) {
+TEST_F(DefaultTest, RemovalIsDeliveredOnlyToOptionalSettings) {
   std::vector<Number> numbers;
   std::vector<MaybeNumber> optionals;
   const auto first = Default<Number>::observe(volumeKey, [&](Number stored) { numbers.push_back(stored); });
@@ -489,7 +489,7 @@ TEST_F(DefaultTest, AHandlerIsNotCalledAtARemovalUnlessAbsenceIsAValue) {
   EXPECT_THAT(optionals, ElementsAre(MaybeNumber(5), MaybeNumber()));
 }
 
-TEST_F(DefaultTest, AHandlerIsNotCalledWithWhatDoesNotConvert) {
+TEST_F(DefaultTest, UnconvertibleValueIsNotDelivered) {
   int calls = 0;
   const auto number = Default<Number>::observe(volumeKey, [&](Number) { ++calls; });
   const auto optional = Default<MaybeNumber>::observe("volume", [&](const MaybeNumber&) { ++calls; });
@@ -497,7 +497,7 @@ TEST_F(DefaultTest, AHandlerIsNotCalledWithWhatDoesNotConvert) {
   EXPECT_EQ(calls, 0);
 }
 
-TEST_F(DefaultTest, AHandlerGetsTheStoredFormNotTheValue) {
+TEST_F(DefaultTest, HandlerGetsTheStoredForm) {
   std::vector<std::string> seen;
   constexpr Default<Theme>::Key key{"theme", Theme::light};
   const auto observer = Default<Theme>::observe(key, [&](const std::string& stored) { seen.push_back(stored); });
@@ -506,7 +506,7 @@ TEST_F(DefaultTest, AHandlerGetsTheStoredFormNotTheValue) {
   EXPECT_THAT(seen, ElementsAre("zz", "dark"));
 }
 
-TEST_F(DefaultTest, AHandlerCanTellItsOwnProcessFromAnother) {
+TEST_F(DefaultTest, HandlerDistinguishesItsProcessFromOthers) {
   std::vector<ChangeOrigin> origins;
   const auto observer =
       Default<Number>::observe(volumeKey, [&](Number, ChangeOrigin origin) { origins.push_back(origin); });
@@ -515,7 +515,7 @@ TEST_F(DefaultTest, AHandlerCanTellItsOwnProcessFromAnother) {
   EXPECT_THAT(origins, ElementsAre(ChangeOrigin::thisProcess, ChangeOrigin::otherProcess));
 }
 
-TEST_F(DefaultTest, AHandlerIsCalledOnTheWritingThread) {
+TEST_F(DefaultTest, HandlerIsCalledOnTheWritingThread) {
   std::thread::id called;
   const auto observer = Default<Number>::observe(volumeKey, [&](Number) { called = std::this_thread::get_id(); });
   std::thread writer([] { Default<Number>::setValue(volumeKey, 1); });
@@ -524,7 +524,7 @@ TEST_F(DefaultTest, AHandlerIsCalledOnTheWritingThread) {
   EXPECT_EQ(called, expected);
 }
 
-TEST_F(DefaultTest, AHandlerMayWriteWhatItObserves) {
+TEST_F(DefaultTest, HandlerMayWriteItsSetting) {
   const auto observer = Default<Number>::observe(volumeKey, [](Number stored) {
     if (stored < 10) Default<Number>::setValue(volumeKey, stored + 1);
   });
@@ -532,7 +532,7 @@ TEST_F(DefaultTest, AHandlerMayWriteWhatItObserves) {
   EXPECT_EQ(Default<Number>::value(volumeKey), 10);
 }
 
-TEST_F(DefaultTest, AHandlerMayReleaseItsOwnObserver) {
+TEST_F(DefaultTest, HandlerMayReleaseItsOwnObserver) {
   int calls = 0;
   std::shared_ptr<Default<Number>::ValueObserver> observer;
   observer = Default<Number>::observe(volumeKey, [&](Number) {
@@ -553,7 +553,7 @@ TEST_F(DefaultTest, ReleasingTheObserverEndsTheCalls) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DefaultTest, AHandlerMayReleaseTheObserverWhoseTurnIsNext) {
+TEST_F(DefaultTest, HandlerMayReleaseTheNextObserver) {
   int calls = 0;
   std::shared_ptr<Default<Number>::ValueObserver> second;
   const auto first = Default<Number>::observe(volumeKey, [&](Number) { second.reset(); });
@@ -581,7 +581,7 @@ TEST_F(DefaultTest, ReleasingTheObserverWaitsForACallOnAnotherThread) {
   }
 }
 
-TEST_F(DefaultTest, ReleasingTheObserverAmidWritesOfSeveralThreadsEndsTheCalls) {
+TEST_F(DefaultTest, ReleasingTheObserverDuringWritesEndsTheCalls) {
   for (int round = 0; round < Tests::repetitions(50); ++round) {
     auto calls = std::make_unique<std::atomic<int>>(0);
     auto observer = Default<Number>::observe(volumeKey, [&counter = *calls](Number) { counter.fetch_add(1); });
@@ -598,7 +598,7 @@ TEST_F(DefaultTest, ReleasingTheObserverAmidWritesOfSeveralThreadsEndsTheCalls) 
   }
 }
 
-TEST_F(DefaultTest, AHandlerMayReleaseItsOwnObserverFromACallWithinItsCall) {
+TEST_F(DefaultTest, HandlerMayReleaseItsObserverInANestedCall) {
   int calls = 0;
   std::shared_ptr<Default<Number>::ValueObserver> observer;
   observer = Default<Number>::observe(volumeKey, [&, kept = std::make_unique<int>(0)](Number stored) {
@@ -612,7 +612,7 @@ TEST_F(DefaultTest, AHandlerMayReleaseItsOwnObserverFromACallWithinItsCall) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST_F(DefaultTest, AnEmptyHandlerIsNone) {
+TEST_F(DefaultTest, EmptyHandlerIsNotCalled) {
   const auto observer = Default<Number>::observe(volumeKey, std::function<void(Number)>());
   const auto other = Default<Number>::observe(volumeKey, static_cast<void (*)(Number)>(nullptr));
   EXPECT_TRUE(observer->isObserving());
@@ -620,7 +620,7 @@ TEST_F(DefaultTest, AnEmptyHandlerIsNone) {
   EXPECT_TRUE(other->isObserving());
 }
 
-TEST_F(DefaultTest, AnObserverIsIdleUntilItStartsAndKeepsItsFirstHandler) {
+TEST_F(DefaultTest, IdleObserverStartsOnceAndKeepsItsFirstHandler) {
   std::vector<std::string> calls;
   const auto observer = Default<Number>::ValueObserver::make(store, volumeKey);
   EXPECT_FALSE(observer->isObserving());
@@ -635,13 +635,13 @@ TEST_F(DefaultTest, AnObserverIsIdleUntilItStartsAndKeepsItsFirstHandler) {
   EXPECT_EQ(observer->key().name(), "volume");
 }
 
-TEST_F(DefaultTest, AnObserverThatNeverStartedIsReleasedQuietly) {
+TEST_F(DefaultTest, UnstartedObserverIsReleasedSafely) {
   const auto observing = Default<Number>::observe(volumeKey, [](Number) {});
   Default<Number>::ValueObserver::make(store, volumeKey).reset();
   EXPECT_TRUE(observing->isObserving());
 }
 
-TEST_F(DefaultTest, AnObserverLooksAtTheKeyAndTakesAMissingEntryForAbsence) {
+TEST_F(DefaultTest, MissingEntryInAChangeMeansAbsence) {
   std::vector<MaybeNumber> seen;
   const auto observer =
       Default<MaybeNumber>::observe("volume", [&](const MaybeNumber& stored) { seen.push_back(stored); });
@@ -655,7 +655,7 @@ TEST_F(DefaultTest, AnObserverLooksAtTheKeyAndTakesAMissingEntryForAbsence) {
   EXPECT_THAT(seen, ElementsAre(MaybeNumber(5), MaybeNumber(), MaybeNumber()));
 }
 
-TEST_F(DefaultTest, AnIdleObserverDiscardsWhatItIsTold) {
+TEST_F(DefaultTest, IdleObserverIgnoresChanges) {
   const auto observer = Default<Number>::ValueObserver::make(store, volumeKey);
   observer->observeValue("volume", store.get(), KeyValueChange{.newValue = KeyValueChange::ObjectOrNull(5)}, nullptr);
   EXPECT_FALSE(observer->isObserving());
@@ -665,7 +665,7 @@ TEST_F(DefaultTest, AnIdleObserverDiscardsWhatItIsTold) {
 
 using DefaultDeathTest = DefaultTest;
 
-TEST_F(DefaultDeathTest, TheObjectsRefuseToBeMadeWithoutArguments) {
+TEST_F(DefaultDeathTest, MakingObjectsWithoutArgumentsStopsTheProcess) {
   const auto observer = Default<Number>::observe(volumeKey, [](Number) {});
   EXPECT_EQ(observer->className(), "Tessaly.ValueObserver");
   EXPECT_EQ(Default<Number>(volumeKey).backing()->className(), "Tessaly.Backing");
@@ -690,7 +690,7 @@ TEST(DefaultClassesDeathTest, AreKnownBeforeTheFirstObjectIsMade) {
   }
 }
 
-TEST_F(DefaultDeathTest, AHandlerThatThrowsStopsTheProcess) {
+TEST_F(DefaultDeathTest, ThrowingHandlerStopsTheProcess) {
   const auto observer = Default<Number>::observe(volumeKey, [](Number) { throw std::runtime_error("thrown"); });
   EXPECT_EXIT(store->set(1, "volume"), testing::KilledBySignal(SIGABRT), "observer.*thrown");
 }

@@ -31,9 +31,9 @@ class Palette {
   std::vector<int> colors_;
 };
 
-TEST(Defaultable, AnOptionalIsAbsent) { EXPECT_EQ(defaultValue<std::optional<int>>(), std::nullopt); }
+TEST(Defaultable, OptionalDefaultsToAbsent) { EXPECT_EQ(defaultValue<std::optional<int>>(), std::nullopt); }
 
-TEST(Defaultable, ACollectionIsEmpty) {
+TEST(Defaultable, CollectionDefaultsToEmpty) {
   EXPECT_EQ(defaultValue<std::string>(), "");
   EXPECT_EQ(defaultValue<std::vector<int>>(), std::vector<int>());
   EXPECT_EQ(defaultValue<std::deque<int>>(), std::deque<int>());
@@ -41,15 +41,15 @@ TEST(Defaultable, ACollectionIsEmpty) {
   EXPECT_EQ(defaultValue<Data>(), Data());
 }
 
-TEST(Defaultable, WhatIsMadeOfAListIsMadeOfTheEmptyOne) {
+TEST(Defaultable, TypeMadeOfAListDefaultsToEmpty) {
   EXPECT_EQ(defaultValue<std::set<int>>(), std::set<int>());
   const Palette palette = defaultValue<Palette>();
   EXPECT_EQ(palette.begin(), palette.end());
 }
 
-TEST(Defaultable, ATypeOfAHostSaysItsOwn) { EXPECT_EQ(defaultValue<OfAHost>().number, 7); }
+TEST(Defaultable, HostsTypeGivesItsOwnDefault) { EXPECT_EQ(defaultValue<OfAHost>().number, 7); }
 
-TEST(Defaultable, ANumberHasNone) {
+TEST(Defaultable, NumbersDoNotConform) {
   static_assert(!Defaultable<int>);
   static_assert(!Defaultable<bool>);
   static_assert(!Defaultable<double>);

@@ -79,7 +79,7 @@ TEST(KeyPathsMonitor, FiresForTheKeyPathsThatItWatches) {
   EXPECT_EQ(changes, 2);
 }
 
-TEST(KeyPathsMonitor, FiresForTheVeryObjectThatItWatchesAndUpdatesForAny) {
+TEST(KeyPathsMonitor, ReactsToItsObjectAndUpdatesForAnyObject) {
   const auto record = std::make_shared<Record>();
   const auto other = std::make_shared<Record>();
   int changes = 0;
@@ -104,7 +104,7 @@ TEST(KeyPathsMonitor, FiresForTheVeryObjectThatItWatchesAndUpdatesForAny) {
   EXPECT_EQ(updates, 3);
 }
 
-TEST(KeyPathsMonitor, WatchesOneObjectUnderAKeyPathTheLastOneAdded) {
+TEST(KeyPathsMonitor, LastAddedObjectOfAKeyPathIsWatched) {
   const auto first = std::make_shared<Record>();
   const auto second = std::make_shared<Record>();
   int changes = 0;
@@ -119,7 +119,7 @@ TEST(KeyPathsMonitor, WatchesOneObjectUnderAKeyPathTheLastOneAdded) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(KeyPathsMonitor, ReplacesAnUpdateAlsoFromWithinIt) {
+TEST(KeyPathsMonitor, UpdateMayReplaceItself) {
   int first = 0;
   int second = 0;
   const auto record = std::make_shared<Record>();
@@ -146,7 +146,7 @@ TEST(KeyPathsMonitor, CallsTheUpdateBeforeTheHandler) {
   EXPECT_THAT(calls, ElementsAre("update", "update", "handler"));
 }
 
-TEST(KeyPathsMonitor, TakesAnObjectByItsHolderToo) {
+TEST(KeyPathsMonitor, ChangeMayNameItsObjectBySharedPointer) {
   const auto record = std::make_shared<Record>();
   const auto other = std::make_shared<Record>();
   int changes = 0;
@@ -161,7 +161,7 @@ TEST(KeyPathsMonitor, TakesAnObjectByItsHolderToo) {
   EXPECT_EQ(changes, 2);
 }
 
-TEST(KeyPathsMonitor, IsStillWhenItsObjectIsGone) {
+TEST(KeyPathsMonitor, DoesNothingAfterItsObjectsEnd) {
   auto record = std::make_shared<Record>();
   int changes = 0;
   const auto monitor = counting(changes);
@@ -173,7 +173,7 @@ TEST(KeyPathsMonitor, IsStillWhenItsObjectIsGone) {
   EXPECT_EQ(changes, 0);
 }
 
-TEST(KeyPathsMonitor, LetsTheLatestOfThreeQuickChangesWin) {
+TEST(KeyPathsMonitor, LatestOfThreeQuickChangesWins) {
   auto& scheduler = SeededScheduler::install();
   const auto record = std::make_shared<Record>();
   std::vector<bool> cancelled;
@@ -199,7 +199,7 @@ TEST(KeyPathsMonitor, LetsTheLatestOfThreeQuickChangesWin) {
   EXPECT_THAT(cancelled, ElementsAre(true, true, false));
 }
 
-TEST(KeyPathsMonitor, StartsItsTaskInTheContextOfWhoReportsTheChange) {
+TEST(KeyPathsMonitor, TaskInheritsTheContextOfTheChange) {
   const auto record = std::make_shared<Record>();
   std::optional<int> value;
   std::optional<TaskPriority> priority;
@@ -224,7 +224,7 @@ TEST(KeyPathsMonitor, StartsItsTaskInTheContextOfWhoReportsTheChange) {
   EXPECT_GE(*priority, TaskPriority::low);
 }
 
-TEST(KeyPathsMonitor, DoesNotCancelItsTaskWhenItIsReleased) {
+TEST(KeyPathsMonitor, ReleaseDoesNotCancelItsTask) {
   auto& scheduler = SeededScheduler::install();
   const auto record = std::make_shared<Record>();
   std::vector<bool> cancelled;
@@ -241,7 +241,7 @@ TEST(KeyPathsMonitor, DoesNotCancelItsTaskWhenItIsReleased) {
   EXPECT_THAT(cancelled, ElementsAre(false));
 }
 
-TEST(KeyPathsMonitor, TakesACancellationErrorOfItsTaskForAnEnd) {
+TEST(KeyPathsMonitor, CancellationErrorEndsItsTaskSilently) {
   auto& scheduler = SeededScheduler::install();
   const auto record = std::make_shared<Record>();
   int ended = 0;
@@ -258,7 +258,7 @@ TEST(KeyPathsMonitor, TakesACancellationErrorOfItsTaskForAnEnd) {
   EXPECT_EQ(ended, 1);
 }
 
-TEST(KeyPathsMonitor, AsksItsLivingObjectsOnceForEachKeyPathToRemoveIt) {
+TEST(KeyPathsMonitor, EndAsksEachLivingObjectToRemoveIt) {
   const auto record = std::make_shared<Record>();
   auto other = std::make_shared<Record>();
   int changes = 0;
@@ -278,7 +278,7 @@ TEST(KeyPathsMonitor, AsksItsLivingObjectsOnceForEachKeyPathToRemoveIt) {
   EXPECT_EQ(changes, 0);
 }
 
-TEST(KeyPathsMonitor, IsKeptByTheArrayThatItIsStoredIn) {
+TEST(KeyPathsMonitor, ArrayOwnsAStoredMonitor) {
   int changes = 0;
   auto monitor = counting(changes);
   std::vector<std::shared_ptr<KeyPathsMonitor>> monitors;
@@ -300,7 +300,7 @@ TEST(KeyPathsMonitor, IsEqualToItselfOnly) {
   EXPECT_EQ(std::hash<KeyPathsMonitor>()(*first), std::hash<UUID>()(first->id()));
 }
 
-TEST(KeyPathsMonitorWeak, IsEqualToItsLikeAndAllThatAreGoneAreEqual) {
+TEST(KeyPathsMonitorWeak, EqualsThatOfTheSameMonitorOrOfEndedOnes) {
   using Weak = KeyPathsMonitor::Weak;
   int changes = 0;
   auto first = counting(changes);
@@ -336,7 +336,7 @@ TEST(KeyPathsMonitorLocked, HoldsItsMonitorsWeaklyAndOnce) {
   EXPECT_TRUE(monitors.isEmpty());
 }
 
-TEST(KeyPathsMonitorLocked, SkipsWhatIsGoneAndCountsItUntilItIsRemoved) {
+TEST(KeyPathsMonitorLocked, SkipsEndedMonitorsButCountsThem) {
   Record record;
   int changes = 0;
   auto monitor = counting(changes);
@@ -347,7 +347,7 @@ TEST(KeyPathsMonitorLocked, SkipsWhatIsGoneAndCountsItUntilItIsRemoved) {
   EXPECT_EQ(changes, 0);
 }
 
-TEST(KeyPathsMonitorLocked, HasInACopyItsOwnMonitors) {
+TEST(KeyPathsMonitorLocked, CopyHasItsOwnMonitors) {
   int changes = 0;
   const auto monitor = counting(changes);
   KeyPathsMonitor::Locked monitors;
@@ -360,7 +360,7 @@ TEST(KeyPathsMonitorLocked, HasInACopyItsOwnMonitors) {
   EXPECT_FALSE(copy.isEmpty());
 }
 
-TEST(KeyPathsMonitorLocked, LetsMonitorsInsertAndRemoveWhileTheyAreTold) {
+TEST(KeyPathsMonitorLocked, MonitorsMayInsertAndRemoveDuringANotification) {
   const auto record = std::make_shared<Record>();
   int others = 0;
   const auto other = counting(others);
@@ -429,7 +429,7 @@ TEST(KeyPathsMonitor, MayBeReleasedWhileAnotherThreadDeliversItsChange) {
   }
 }
 
-TEST(KeyPathsMonitor, AndItsObjectMayBeReleasedOnTwoThreadsAtOnce) {
+TEST(KeyPathsMonitor, MonitorAndObjectMayEndOnTwoThreads) {
   for (int round = 0; round < repetitions(500); ++round) {
     auto record = std::make_shared<Record>();
     auto monitor = KeyPathsMonitor::make(OnChange::synchronous([] {}));
@@ -441,7 +441,7 @@ TEST(KeyPathsMonitor, AndItsObjectMayBeReleasedOnTwoThreadsAtOnce) {
   }
 }
 
-TEST(KeyPathsMonitorDeathTest, AThrowOutOfAHandlerStopsTheProcess) {
+TEST(KeyPathsMonitorDeathTest, ThrowingHandlerStopsTheProcess) {
   const auto record = std::make_shared<Record>();
   const auto dies = [&](const std::shared_ptr<KeyPathsMonitor>& monitor) {
     monitor->add(record, keyPath<&Record::title>);

@@ -51,7 +51,7 @@ class Crowd {
 
 long balance() { return Tests::allocationsOfThisThread() - Tests::deallocationsOfThisThread(); }
 
-TEST(ManyObservers, AreEachCalledForTheirOwnPropertyOnly) {
+TEST(ManyObservers, EachIsCalledOnlyForItsProperty) {
   const auto calls = std::make_shared<long>(0);
   Crowd crowd(calls);
   EXPECT_EQ(calls.use_count(), 1 + 100'000);
@@ -67,7 +67,7 @@ TEST(ManyObservers, AreEachCalledForTheirOwnPropertyOnly) {
 }
 
 // What a change allocates is what its own observers need to go on, however many others there are.
-TEST(ManyObservers, CostAChangeOfSomethingElseNothing) {
+TEST(ManyObservers, ChangeOfAnotherPropertyCostsNothing) {
   const auto alone = std::make_shared<Item>();
   int changes = 0;
   const auto observation =
@@ -85,7 +85,7 @@ TEST(ManyObservers, CostAChangeOfSomethingElseNothing) {
   EXPECT_EQ(*calls, 0);
 }
 
-TEST(ManyObservers, LeaveNothingBehindInWhateverOrderAllIsDropped) {
+TEST(ManyObservers, ObserversAndObjectsMayEndInAnyOrder) {
   const auto calls = std::make_shared<long>(0);
   // The lists that coroutine frames and trackings are kept in are full after the first round.
   for (int round = 0; round < 4; ++round) {

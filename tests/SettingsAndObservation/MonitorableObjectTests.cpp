@@ -114,7 +114,7 @@ using Tests::repetitions;
 
 static_assert(Monitorable<Song> && Monitorable<Film> && Monitorable<Manual>);
 
-TEST(MonitorableObject, DeliversThePresentValuesOfAllListedPropertiesInTheirOrder) {
+TEST(MonitorableObject, DeliversAllListedValuesInOrder) {
   auto& scheduler = SeededScheduler::install();
   const auto song = std::make_shared<Song>();
   std::vector<std::pair<std::string, int>> seen;
@@ -139,7 +139,7 @@ TEST(MonitorableObject, DeliversThePresentValuesOfAllListedPropertiesInTheirOrde
   EXPECT_EQ(seen.size(), 3U) << "an equal value too";
 }
 
-TEST(MonitorableObject, DeliversOnTheCallersIsolationWhoeverChanges) {
+TEST(MonitorableObject, DeliversOnTheCallersIsolation) {
   const auto song = std::make_shared<Song>();
   std::vector<bool> isMain;
   const auto monitor = song->monitor<&Song::year>([&](int) { isMain.push_back(MainQueue::isMainThread()); });
@@ -164,7 +164,7 @@ TEST(MonitorableObject, DeliversOnTheGivenIsolation) {
   EXPECT_THAT(isolations, ElementsAre(own, own));
 }
 
-TEST(MonitorableObject, LetsTheLatestChangeWin) {
+TEST(MonitorableObject, LatestChangeWins) {
   auto& scheduler = SeededScheduler::install();
   const auto song = std::make_shared<Song>();
   std::vector<int> finished;
@@ -185,7 +185,7 @@ TEST(MonitorableObject, LetsTheLatestChangeWin) {
   EXPECT_THAT(finished, ElementsAre(5));
 }
 
-TEST(MonitorableObject, HasItsComputedPropertiesFollowWhatTheyRead) {
+TEST(MonitorableObject, ComputedPropertiesFollowTheirReads) {
   auto& scheduler = SeededScheduler::install();
   const auto song = std::make_shared<Song>();
   std::vector<std::string> seen;
@@ -200,7 +200,7 @@ TEST(MonitorableObject, HasItsComputedPropertiesFollowWhatTheyRead) {
   EXPECT_THAT(seen, ElementsAre("Blue (1999)", "Green (1999)"));
 }
 
-TEST(MonitorableObject, ListsItsPropertiesByNamesOfItsOwn) {
+TEST(MonitorableObject, MayListPropertiesByItsOwnNames) {
   auto& scheduler = SeededScheduler::install();
   const auto film = std::make_shared<Film>();
   std::vector<std::pair<std::string, bool>> seen;
@@ -213,13 +213,13 @@ TEST(MonitorableObject, ListsItsPropertiesByNamesOfItsOwn) {
   EXPECT_TRUE(std::get<0>(records).isComputed());
 }
 
-TEST(MonitorableObject, LetsAClassConnectItsComputedPropertiesItself) {
+TEST(MonitorableObject, ClassMayConnectItsComputedProperties) {
   const auto handmade = std::make_shared<Handmade>();
   const auto monitor = handmade->monitor<&Handmade::number, &Handmade::twice>([](int, int) {});
   EXPECT_EQ(handmade->connections, 1);
 }
 
-TEST(MonitorableObject, IsNotTheOnlyWayToBeMonitorable) {
+TEST(MonitorableObject, OtherClassesCanBeMonitorableToo) {
   auto& scheduler = SeededScheduler::install();
   const auto manual = std::make_shared<Manual>();
   manual->self = manual;
@@ -274,7 +274,7 @@ TEST(MonitorableObject, LivesAsLongAsAMonitorOfItsValues) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST(MonitorableObject, IsFreeOfHooksOnceItsLastMonitorIsGone) {
+TEST(MonitorableObject, EndOfTheLastMonitorRemovesAllHooks) {
   struct Watched : MonitorableObject {
     Property<int> year = 1970;
     mutable int evaluations = 0;
@@ -296,7 +296,7 @@ TEST(MonitorableObject, IsFreeOfHooksOnceItsLastMonitorIsGone) {
   EXPECT_TRUE(watched->monitors().isEmpty());
 }
 
-TEST(MonitorableObject, AllocatesNothingToTellItsMonitorsOfAChange) {
+TEST(MonitorableObject, NotifyingMonitorsAllocatesNothing) {
   const auto song = std::make_shared<Song>();
   int changes = 0;
   std::vector<std::shared_ptr<KeyPathsMonitor>> monitors;
@@ -309,7 +309,7 @@ TEST(MonitorableObject, AllocatesNothingToTellItsMonitorsOfAChange) {
   EXPECT_EQ(changes, 3);
 }
 
-TEST(MonitorableObject, MayLoseItsMonitorAtEveryStepOfADelivery) {
+TEST(MonitorableObject, MonitorMayEndAtEveryStepOfADelivery) {
   enum class Step { afterTheChange, atTheBeginning, inTheMiddle, afterwards };
   auto& scheduler = SeededScheduler::install();
   for (const Step dropped : {Step::afterTheChange, Step::atTheBeginning, Step::inTheMiddle, Step::afterwards}) {
@@ -350,7 +350,7 @@ TEST(MonitorableObject, MayLoseItsMonitorAtEveryStepOfADelivery) {
   }
 }
 
-TEST(MonitorableObject, MayLoseItsMonitorInTheHandler) {
+TEST(MonitorableObject, MonitorMayEndInItsHandler) {
   const auto song = std::make_shared<Song>();
   int changes = 0;
   std::shared_ptr<KeyPathsMonitor> monitor;
@@ -365,7 +365,7 @@ TEST(MonitorableObject, MayLoseItsMonitorInTheHandler) {
   EXPECT_TRUE(song->monitors().isEmpty());
 }
 
-TEST(MonitorableObject, MayBeChangedByItsHandler) {
+TEST(MonitorableObject, HandlerMayChangeTheObject) {
   const auto song = std::make_shared<Song>();
   std::vector<int> years;
   const auto monitor = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::synchronous([&] {
@@ -377,7 +377,7 @@ TEST(MonitorableObject, MayBeChangedByItsHandler) {
   EXPECT_THAT(years, ElementsAre(1, 2, 3));
 }
 
-TEST(MonitorableObject, MayLoseItsMonitorOnAnotherThreadWhileAChangeIsDelivered) {
+TEST(MonitorableObject, MonitorMayEndOnAnotherThreadDuringADelivery) {
   for (int round = 0; round < repetitions(200); ++round) {
     const auto song = std::make_shared<Song>();
     std::atomic<bool> isInside = false;
@@ -398,7 +398,7 @@ TEST(MonitorableObject, MayLoseItsMonitorOnAnotherThreadWhileAChangeIsDelivered)
   }
 }
 
-TEST(MonitorableObject, TakesMonitorsThatComeAndGoOnSeveralThreads) {
+TEST(MonitorableObject, ThreadsMayAddAndEndMonitors) {
   for (int round = 0; round < repetitions(100); ++round) {
     const auto song = std::make_shared<Song>();
     std::atomic<int> changes = 0;
@@ -421,7 +421,7 @@ TEST(MonitorableObject, TakesMonitorsThatComeAndGoOnSeveralThreads) {
   }
 }
 
-TEST(MonitorableObject, FollowsOtherObjectsThatItsComputedPropertiesReadUntilItEnds) {
+TEST(MonitorableObject, ComputedPropertiesFollowOtherObjects) {
   struct Owner : MonitorableObject {
     Property<std::shared_ptr<Song>> song;
     [[nodiscard]] int year() const { return song->year; }

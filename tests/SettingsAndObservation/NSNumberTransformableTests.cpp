@@ -21,7 +21,7 @@ TEST(NSNumberTransformable, BoxesEachKindAsItself) {
   EXPECT_TRUE(nsNumber(0.1).isIdentical(NSNumber(0.1)));
 }
 
-TEST(NSNumberTransformable, CutsFractionsTowardZero) {
+TEST(NSNumberTransformable, TruncatesFractionsTowardZero) {
   EXPECT_EQ(from<std::int64_t>(NSNumber(-5.9)), -5);
   EXPECT_EQ(from<std::int64_t>(NSNumber(5.9)), 5);
   EXPECT_EQ(from<std::int16_t>(NSNumber(70'000.9)), 4464);

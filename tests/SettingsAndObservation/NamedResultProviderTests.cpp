@@ -23,7 +23,7 @@ static_assert(
     !std::is_assignable_v<decltype(std::declval<const NamedResultProvider<int>&>().storage()->result()), int>);
 static_assert(std::is_empty_v<NamedResult>);
 
-TEST(NamedResultProvider, HandsOutTheValueInItsBox) {
+TEST(NamedResultProvider, GivesTheValueInItsBox) {
   const NamedResultProvider provider(Account{{}, "Ada"});
   EXPECT_EQ(provider.wrappedValue().name, "Ada");
   EXPECT_EQ(&provider.projectedValue(), &provider);

@@ -86,7 +86,7 @@ static_assert(!std::is_copy_constructible_v<ObservationToken> && !std::is_copy_a
 static_assert(std::is_nothrow_move_constructible_v<ObservationToken>);
 static_assert(std::is_nothrow_move_assignable_v<ObservationToken>);
 
-TEST(ObservationToken, StandsForAnObservationThatDeliversAtOnceAndAfterEachChange) {
+TEST(ObservationToken, DeliversAtOnceAndAfterEachChange) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   Calls calls;
@@ -101,7 +101,7 @@ TEST(ObservationToken, StandsForAnObservationThatDeliversAtOnceAndAfterEachChang
   EXPECT_THAT(calls.take(), ElementsAre("change 3", "either 3"));
 }
 
-TEST(ObservationToken, HearsOfAbsentValuesInTheSecondCallbackOnly) {
+TEST(ObservationToken, OnlyTheSecondCallbackReceivesAbsentValues) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   player->volume = std::nullopt;
@@ -116,7 +116,7 @@ TEST(ObservationToken, HearsOfAbsentValuesInTheSecondCallbackOnly) {
   EXPECT_THAT(calls.take(), ElementsAre("nothing"));
 }
 
-TEST(ObservationToken, MakesOnePassOfSeveralChangesBetweenTwoPasses) {
+TEST(ObservationToken, SeveralChangesBetweenPassesCauseOnePass) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   Calls calls;
@@ -131,7 +131,7 @@ TEST(ObservationToken, MakesOnePassOfSeveralChangesBetweenTwoPasses) {
   EXPECT_EQ(scheduler.runUntilIdle(), 0U);
 }
 
-TEST(ObservationToken, TakesAPlainValueForOneThatIsThere) {
+TEST(ObservationToken, PlainValueCountsAsPresent) {
   const auto player = std::make_shared<Player>();
   std::vector<int> seen;
   const auto token = withContinuousObservation([player] { return player->position.value(); },
@@ -139,7 +139,7 @@ TEST(ObservationToken, TakesAPlainValueForOneThatIsThere) {
   EXPECT_THAT(seen, ElementsAre(0));
 }
 
-TEST(ObservationToken, EndsTheObservationWhenItIsCancelledOrDestroyed) {
+TEST(ObservationToken, CancelOrDestructionEndsTheObservation) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   auto witness = std::make_shared<int>();
@@ -169,7 +169,7 @@ TEST(ObservationToken, EndsTheObservationWhenItIsCancelledOrDestroyed) {
   EXPECT_EQ(witness.use_count(), 1);
 }
 
-TEST(ObservationToken, EndsTheObservationThatItHadWhenItIsGivenAnother) {
+TEST(ObservationToken, AssignmentEndsTheFormerObservation) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   const auto other = std::make_shared<Player>();
@@ -186,7 +186,7 @@ TEST(ObservationToken, EndsTheObservationThatItHadWhenItIsGivenAnother) {
   EXPECT_THAT(others.take(), ElementsAre("change 3"));
 }
 
-TEST(ObservationToken, IsKeptByTheArrayThatItIsStoredIn) {
+TEST(ObservationToken, ArrayOwnsAStoredToken) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   Calls calls;
@@ -205,7 +205,7 @@ TEST(ObservationToken, IsKeptByTheArrayThatItIsStoredIn) {
   EXPECT_THAT(calls.take(), IsEmpty());
 }
 
-TEST(ObservationToken, BindsIsFirstAroundTheTwoCallbacksOnly) {
+TEST(ObservationToken, IsFirstIsBoundInTheCallbacksOnly) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   std::vector<bool> inApply;
@@ -236,7 +236,7 @@ TEST(ObservationToken, BindsIsFirstAroundTheTwoCallbacksOnly) {
   EXPECT_TRUE(ObservationToken::isFirstBinding.withValue(true, [] { return ObservationToken::isFirst(); }));
 }
 
-TEST(ObservationToken, RunsLaterPassesInHighPriorityOnTheGivenIsolation) {
+TEST(ObservationToken, LaterPassesHaveHighPriorityAndTheGivenIsolation) {
   const auto player = std::make_shared<Player>();
   const Isolation own = Isolation::serial();
   std::vector<Isolation> isolations;
@@ -252,7 +252,7 @@ TEST(ObservationToken, RunsLaterPassesInHighPriorityOnTheGivenIsolation) {
   EXPECT_EQ(priority, TaskPriority::high);
 }
 
-TEST(ObservationToken, RunsLaterPassesWhereTheCallerIsIfNothingElseIsSaid) {
+TEST(ObservationToken, LaterPassesInheritTheCallersIsolation) {
   const auto player = std::make_shared<Player>();
   std::vector<bool> isMain;
   const auto token =
@@ -263,7 +263,7 @@ TEST(ObservationToken, RunsLaterPassesWhereTheCallerIsIfNothingElseIsSaid) {
   EXPECT_THAT(isMain, ElementsAre(true, true));
 }
 
-TEST(ObservationToken, MayBeDroppedAtEveryStepOfAPass) {
+TEST(ObservationToken, MayBeDestroyedAtEveryStepOfAPass) {
   enum class Step { apply, change, either, afterTheChange, beforeThePass };
   auto& scheduler = SeededScheduler::install();
   for (const Step dropped : {Step::apply, Step::change, Step::either, Step::afterTheChange, Step::beforeThePass}) {
@@ -307,7 +307,7 @@ TEST(ObservationToken, MayBeDroppedAtEveryStepOfAPass) {
   }
 }
 
-TEST(ObservationToken, MayBeCancelledByTheFirstPassToBe) {
+TEST(ObservationToken, LaterPassMayCancelTheObservation) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   std::optional<ObservationToken> token;
@@ -335,7 +335,7 @@ TEST(ObservationToken, FollowsAChangeThatItsOwnCallbackMakes) {
   EXPECT_THAT(seen, ElementsAre(1, 2, 3, 4));
 }
 
-TEST(ObservationToken, PassesOnceMoreWhenTheObservedObjectEnds) {
+TEST(ObservationToken, EndOfTheObservedObjectCausesOnePass) {
   auto& scheduler = SeededScheduler::install();
   auto player = std::make_shared<Player>();
   Calls calls;
@@ -352,7 +352,7 @@ TEST(ObservationToken, PassesOnceMoreWhenTheObservedObjectEnds) {
   EXPECT_THAT(calls.take(), ElementsAre("nothing"));
 }
 
-TEST(ObservationToken, LetsGoOfWhatItsObservationCapturedWhenNothingIsTracked) {
+TEST(ObservationToken, PassWithoutReadsReleasesTheCaptures) {
   auto witness = std::make_shared<int>();
   {
     const auto token = withContinuousObservation([witness] { return 1; }, [](int) {});
@@ -360,7 +360,7 @@ TEST(ObservationToken, LetsGoOfWhatItsObservationCapturedWhenNothingIsTracked) {
   }
 }
 
-TEST(ObservationToken, ReleasesAtOnceWhatItsObservationHoldsAlsoIfNothingChangesAnyMore) {
+TEST(ObservationToken, CancelReleasesTheCapturesAtOnce) {
   auto player = std::make_shared<Player>();
   const std::weak_ptr<Player> weak = player;
   {
@@ -371,7 +371,7 @@ TEST(ObservationToken, ReleasesAtOnceWhatItsObservationHoldsAlsoIfNothingChanges
   EXPECT_TRUE(weak.expired());
 }
 
-TEST(ObservationToken, OfAnEvaluationThatThrowsIsNeverMade) {
+TEST(ObservationToken, ThrowingFirstPassMakesNoToken) {
   const auto player = std::make_shared<Player>();
   auto witness = std::make_shared<int>();
   EXPECT_THROW(
@@ -388,7 +388,7 @@ TEST(ObservationToken, OfAnEvaluationThatThrowsIsNeverMade) {
 }
 
 // A pass that is started by a change and reads on another thread before the new value is there.
-TEST(ObservationToken, LosesNoChangeThoughAPassReadsBeforeTheValueIsStored) {
+TEST(ObservationToken, ChangeIsNotLostIfAPassReadsEarly) {
   for (int round = 0; round < repetitions(50); ++round) {
     const auto counter = std::make_shared<Counter>();
     std::atomic<int> passes = 0;
@@ -409,7 +409,7 @@ TEST(ObservationToken, LosesNoChangeThoughAPassReadsBeforeTheValueIsStored) {
   }
 }
 
-TEST(ObservationToken, DeliversTheLastValueInEveryOrderOfChangesAndPasses) {
+TEST(ObservationToken, LastValueArrivesInEveryOrderOfSteps) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
     scheduler.reseed(static_cast<std::uint64_t>(seed));
@@ -434,7 +434,7 @@ TEST(ObservationToken, DeliversTheLastValueInEveryOrderOfChangesAndPasses) {
 }
 
 // Both races in every order: a change between the reading and the registering, and a reading before the store.
-TEST(ObservationToken, DeliversTheLastValueThoughPassesReadWhileChangesAreUnderWay) {
+TEST(ObservationToken, LastValueArrivesDespiteReadsDuringChanges) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
     scheduler.reseed(static_cast<std::uint64_t>(seed));
@@ -456,7 +456,7 @@ TEST(ObservationToken, DeliversTheLastValueThoughPassesReadWhileChangesAreUnderW
   }
 }
 
-TEST(ObservationToken, OfAnObservationWithinAnotherEndsItAlone) {
+TEST(ObservationToken, EndOfANestedObservationEndsOnlyItself) {
   auto& scheduler = SeededScheduler::install();
   const auto player = std::make_shared<Player>();
   std::vector<ObservationToken> inner;
@@ -526,7 +526,7 @@ TEST(ObservationTokenDeathTest, UseAfterAMoveStopsTheProcess) {
   EXPECT_EXIT(std::move(token).store(tokens), KilledBySignal(SIGABRT), message);
 }
 
-TEST(ObservationTokenDeathTest, AThrowOutOfACallbackStopsTheProcess) {
+TEST(ObservationTokenDeathTest, ThrowingCallbackStopsTheProcess) {
   EXPECT_EXIT(
       { const auto token = withContinuousObservation([] { return 1; }, [](int) { throw std::runtime_error("no"); }); },
       KilledBySignal(SIGABRT),

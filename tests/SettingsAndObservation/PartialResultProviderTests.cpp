@@ -13,14 +13,14 @@ concept HasAssignableValue = requires(Provider& provider) { provider.wrappedValu
 
 static_assert(!HasAssignableValue<PartialResultProvider<int>>);
 
-TEST(PartialResultProvider, HandsOutTheValueThatItWasGiven) {
+TEST(PartialResultProvider, GivesItsValue) {
   const PartialResultProvider<std::string> provider("Blue");
   EXPECT_EQ(provider.wrappedValue(), "Blue");
   EXPECT_EQ(provider.wrappedValue(), "Blue");
   EXPECT_EQ(&provider.projectedValue(), &provider);
 }
 
-TEST(PartialResultProvider, HoldsAValueOfItsOwnInEveryCopy) {
+TEST(PartialResultProvider, EachCopyHasItsOwnValue) {
   PartialResultProvider<std::string> provider("Blue");
   const PartialResultProvider<std::string> copy = provider;
   provider = PartialResultProvider<std::string>("Green");
@@ -28,7 +28,7 @@ TEST(PartialResultProvider, HoldsAValueOfItsOwnInEveryCopy) {
   EXPECT_EQ(provider.wrappedValue(), "Green");
 }
 
-TEST(PartialResultProvider, HasASlotForAnOverrideThatHoldsNothing) {
+TEST(PartialResultProvider, OverrideSlotIsEmpty) {
   const PartialResultProvider<int>::Storage_ storage;
   EXPECT_FALSE(storage.overrideValue.has_value());
 }

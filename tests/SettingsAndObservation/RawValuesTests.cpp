@@ -43,12 +43,12 @@ TEST(RawValues, IntegersNameTheCases) {
   EXPECT_EQ(rawValues<Quality>.rawValue(Quality::draft), 3);
 }
 
-TEST(RawValues, ARawValueThatTheEnumerationCannotHoldNamesNoCase) {
+TEST(RawValues, UnrepresentableRawValueNamesNoCase) {
   static_assert(rawValues<WithoutAFixedType>.value(7) == std::nullopt);
   EXPECT_EQ(rawValues<WithoutAFixedType>.value(1), high);
 }
 
-TEST(RawValues, AnEnumerationNeedsADeclarationAndAKindOfTheStore) {
+TEST(RawValues, OnlyDeclaredEnumerationsAreStorable) {
   static_assert(RawRepresentable<Theme>);
   static_assert(RawRepresentable<Quality>);
   static_assert(!RawRepresentable<Narrow>);
@@ -56,7 +56,7 @@ TEST(RawValues, AnEnumerationNeedsADeclarationAndAKindOfTheStore) {
   static_assert(!RawRepresentable<int>);
 }
 
-TEST(RawValuesDeathTest, AValueThatIsNoCaseHasNoText) {
+TEST(RawValuesDeathTest, ValueThatIsNotACaseStopsTheProcess) {
   EXPECT_EXIT(static_cast<void>(rawValues<Theme>.rawValue(static_cast<Theme>(7))), testing::KilledBySignal(SIGABRT),
               "Tessaly/RawValues:[0-9]+: Fatal error: A value of .*Theme is not one of its cases\n");
 }

@@ -17,7 +17,7 @@ concept HasAssignableValue = requires(Provider& provider) { provider.wrappedValu
 static_assert(std::is_same_v<decltype(ResultProvider([] { return 1L; })), ResultProvider<long>>);
 static_assert(!HasAssignableValue<ResultProvider<int>>);
 
-TEST(ResultProvider, CallsItsFunctionAtEveryReading) {
+TEST(ResultProvider, CallsItsFunctionAtEveryRead) {
   const ResultProvider<int> provider([count = 0]() mutable { return ++count; });
   EXPECT_EQ(provider.wrappedValue(), 1);
   EXPECT_EQ(provider.wrappedValue(), 2);
@@ -49,7 +49,7 @@ TEST(ResultProvider, ReleasesItsFunctionWithTheLastCopy) {
   EXPECT_EQ(witness.use_count(), 1);
 }
 
-TEST(ResultProvider, HasASlotForAnOverrideThatHoldsNothing) {
+TEST(ResultProvider, OverrideSlotIsEmpty) {
   const ResultProvider<int>::Storage_ storage;
   EXPECT_FALSE(storage.overrideValue.has_value());
 }

@@ -49,7 +49,7 @@ TEST_F(SettingRule, StoredValueOutsideTheRangeReadsAsTheNearest) {
   }
 }
 
-TEST_F(SettingRule, StoredValueReadsAsTheDefaultByTheKeysChoice) {
+TEST_F(SettingRule, KeyMayReadInvalidValuesAsTheDefault) {
   store->set(0, "interval");
   EXPECT_EQ(Default<int>::value(defaultKey), 60);
   store->set(7, "interval");
@@ -91,7 +91,7 @@ TEST_F(SettingRule, HandlerGetsWhatTheKeyReads) {
   EXPECT_THAT(byDefault, ElementsAre(60, 5, 60));
 }
 
-TEST_F(SettingRule, RangeAndPredicateHoldTogether) {
+TEST_F(SettingRule, RangeAndPredicateBothApply) {
   constexpr auto key = Default<int>::Key("number", 4).within(2, 9).where([](int number) { return number % 2 == 0; });
   store->set(0, "number");
   EXPECT_EQ(Default<int>::value(key), 2);
@@ -114,7 +114,7 @@ TEST_F(SettingRule, OptionalSettingMayBeAbsent) {
   EXPECT_EQ(store->value("page"), std::nullopt);
 }
 
-TEST_F(SettingRule, RealThatIsNoNumberReadsAsTheDefault) {
+TEST_F(SettingRule, NaNReadsAsTheDefault) {
   constexpr auto key = Default<double>::Key("scale", 1.0).within(0.5, 2.0);
   store->set(std::numeric_limits<double>::quiet_NaN(), "scale");
   EXPECT_EQ(Default<double>::value(key), 1.0);

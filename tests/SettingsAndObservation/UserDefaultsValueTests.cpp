@@ -35,7 +35,7 @@ using Integers = testing::Types<std::int64_t, std::int16_t, std::int32_t, std::u
                                 std::uint32_t, long long, unsigned long long>;
 TYPED_TEST_SUITE(EveryInteger, Integers);
 
-TYPED_TEST(EveryInteger, IsStoredAsAnIntegerAndReadsBackAtItsEnds) {
+TYPED_TEST(EveryInteger, ExtremeValuesAreStoredAndReadBack) {
   using Limits = std::numeric_limits<TypeParam>;
   for (const TypeParam value : {Limits::min(), Limits::max(), TypeParam(0), TypeParam(1)}) {
     const auto object = stored(value);
@@ -45,7 +45,7 @@ TYPED_TEST(EveryInteger, IsStoredAsAnIntegerAndReadsBackAtItsEnds) {
   }
 }
 
-TYPED_TEST(EveryInteger, ReadsANumberThatItCanHoldExactly) {
+TYPED_TEST(EveryInteger, ReadsExactlyRepresentableNumbers) {
   EXPECT_EQ(read<TypeParam>(true), 1);
   EXPECT_EQ(read<TypeParam>(false), 0);
   EXPECT_EQ(read<TypeParam>(5.0), 5);
@@ -61,7 +61,7 @@ TYPED_TEST(EveryInteger, ReadsANumberThatItCanHoldExactly) {
   EXPECT_EQ(read<TypeParam>(std::numeric_limits<double>::infinity()), std::nullopt);
 }
 
-TYPED_TEST(EveryInteger, ReadsNothingElse) {
+TYPED_TEST(EveryInteger, RefusesEverythingElse) {
   EXPECT_EQ(read<TypeParam>("5"), std::nullopt);
   EXPECT_EQ(read<TypeParam>(Date::sinceReferenceDate(5)), std::nullopt);
   EXPECT_EQ(read<TypeParam>(Data("5")), std::nullopt);
@@ -163,7 +163,7 @@ void expectIntegerBridging(const Bridging& row) {
   expectBridging<Integer>(row.stored, fits ? std::optional(static_cast<Integer>(*row.integer)) : std::nullopt);
 }
 
-TEST(UserDefaultsValue, EveryStoredObjectReadsInEveryKindAsTheTableSays) {
+TEST(UserDefaultsValue, EveryObjectReadsInEveryKindByTheTable) {
   for (const Bridging& row : bridgingTable()) {
     expectBridging(row.stored, row.boolean);
     expectIntegerBridging<std::int64_t>(row);
@@ -193,7 +193,7 @@ TEST(UserDefaultsValue, IntegersOutOfRangeAreNotRead) {
   EXPECT_EQ(read<std::uint64_t>(largest), largest);
 }
 
-TEST(UserDefaultsValue, ABooleanIsOneOfTwoNumbers) {
+TEST(UserDefaultsValue, BooleanReadsOnlyZeroAndOne) {
   EXPECT_EQ(stored(true)->kind(), Kind::boolean);
   EXPECT_EQ(read<bool>(true), true);
   EXPECT_EQ(read<bool>(1), true);
@@ -208,7 +208,7 @@ TEST(UserDefaultsValue, ABooleanIsOneOfTwoNumbers) {
   EXPECT_EQ(read<bool>("1"), std::nullopt);
 }
 
-TEST(UserDefaultsValue, ARealOfDoublePrecisionReadsWhatItCanHoldExactly) {
+TEST(UserDefaultsValue, DoublePrecisionReadsExactlyRepresentableNumbers) {
   EXPECT_EQ(stored(0.1)->kind(), Kind::real);
   EXPECT_EQ(read<double>(0.1), 0.1);
   EXPECT_EQ(read<double>(0.1F), static_cast<double>(0.1F));
@@ -220,7 +220,7 @@ TEST(UserDefaultsValue, ARealOfDoublePrecisionReadsWhatItCanHoldExactly) {
   EXPECT_EQ(read<double>("0.1"), std::nullopt);
 }
 
-TEST(UserDefaultsValue, ARealOfSinglePrecisionReadsWhatItCanHoldExactly) {
+TEST(UserDefaultsValue, SinglePrecisionReadsExactlyRepresentableNumbers) {
   EXPECT_TRUE(stored(0.1F)->isIdentical(PropertyList(0.1F)));
   EXPECT_EQ(read<float>(0.1F), 0.1F);
   EXPECT_EQ(read<float>(0.1), std::nullopt);
@@ -275,7 +275,7 @@ TEST(UserDefaultsValue, ContainersNest) {
   EXPECT_EQ(read<Nested>(*stored(nested)), nested);
 }
 
-TEST(UserDefaultsValue, AnOptionalTakesTheAbsenceForAValueAndAMismatchForNone) {
+TEST(UserDefaultsValue, OptionalAcceptsAbsenceButNotAMismatch) {
   using Number = std::optional<std::int64_t>;
   EXPECT_EQ(UserDefaultsValueTraits<Number>::value(nullptr), std::optional<Number>(Number()));
   EXPECT_EQ(read<Number>(5), std::optional<Number>(5));
@@ -284,7 +284,7 @@ TEST(UserDefaultsValue, AnOptionalTakesTheAbsenceForAValueAndAMismatchForNone) {
   EXPECT_EQ(stored(Number()), std::nullopt);
 }
 
-TEST(UserDefaultsValue, AbsentElementsAreLeftOut) {
+TEST(UserDefaultsValue, AbsentElementsAreOmitted) {
   using Numbers = std::vector<std::optional<int>>;
   EXPECT_EQ(stored(Numbers{1, std::nullopt, 3}), PropertyList(PropertyList::Array{1, 3}));
   using Named = std::map<std::string, std::optional<int>>;

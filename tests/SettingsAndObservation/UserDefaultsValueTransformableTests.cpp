@@ -81,7 +81,7 @@ TEST(UserDefaultsValueTransformable, EveryKindOfTheStoreIsItsOwnStoredValue) {
   isItsOwnStoredValue(std::map<std::string, int>{{"a", 1}});
 }
 
-TEST(UserDefaultsValueTransformable, AnArrayDropsTheElementsThatFailAndKeepsTheOrderOfTheOthers) {
+TEST(UserDefaultsValueTransformable, ArrayOmitsUnconvertibleElements) {
   static_assert(std::is_same_v<StoredValue<std::vector<Theme>>, std::vector<std::string>>);
   EXPECT_EQ(from<std::vector<Theme>>({"dark", "zz", "light"}), (std::vector{Theme::dark, Theme::light}));
   EXPECT_EQ(from<std::vector<Theme>>({"zz"}), std::vector<Theme>());
@@ -89,7 +89,7 @@ TEST(UserDefaultsValueTransformable, AnArrayDropsTheElementsThatFailAndKeepsTheO
             (std::vector<std::string>{"dark", "light"}));
 }
 
-TEST(UserDefaultsValueTransformable, ADictionaryDropsTheEntriesThatFail) {
+TEST(UserDefaultsValueTransformable, DictionaryOmitsUnconvertibleEntries) {
   using Themes = std::map<std::string, Theme>;
   static_assert(std::is_same_v<StoredValue<Themes>, std::map<std::string, std::string>>);
   EXPECT_EQ(from<Themes>({{"a", "dark"}, {"b", "zz"}, {"c", "light"}}),
@@ -100,7 +100,7 @@ TEST(UserDefaultsValueTransformable, ADictionaryDropsTheEntriesThatFail) {
   EXPECT_EQ(from<Hashed>({{"a", "dark"}, {"b", "zz"}}), (Hashed{{"a", Theme::dark}}));
 }
 
-TEST(UserDefaultsValueTransformable, AnOptionalFailsWithoutAStoredValueOrWithAWrongOne) {
+TEST(UserDefaultsValueTransformable, OptionalRefusesAbsentAndInvalidStoredValues) {
   using Choice = std::optional<Theme>;
   static_assert(std::is_same_v<StoredValue<Choice>, std::optional<std::string>>);
   EXPECT_EQ(from<Choice>(std::nullopt), std::nullopt);
@@ -110,7 +110,7 @@ TEST(UserDefaultsValueTransformable, AnOptionalFailsWithoutAStoredValueOrWithAWr
   EXPECT_EQ(transformToUserDefaultValue(Choice(Theme::light)), "light");
 }
 
-TEST(UserDefaultsValueTransformable, AClassBringsItsOwnTwoConversions) {
+TEST(UserDefaultsValueTransformable, ClassProvidesItsTwoConversions) {
   static_assert(std::is_same_v<StoredValue<Size>, std::vector<double>>);
   EXPECT_EQ(transformToUserDefaultValue(Size{1, 2}), (std::vector<double>{1, 2}));
   EXPECT_EQ(from<Size>({1, 2}), (Size{1, 2}));
@@ -118,7 +118,7 @@ TEST(UserDefaultsValueTransformable, AClassBringsItsOwnTwoConversions) {
   EXPECT_EQ(from<std::vector<Size>>({{1, 2}, {3}, {4, 5}}), (std::vector{Size{1, 2}, Size{4, 5}}));
 }
 
-TEST(UserDefaultsValueTransformable, AnArrayOfWhatIsStoredAsBooleansIsAnArrayOfThose) {
+TEST(UserDefaultsValueTransformable, ArrayOfTypesStoredAsBooleansIsStorable) {
   static_assert(std::is_same_v<StoredValue<std::vector<Side>>, std::vector<bool>>);
   EXPECT_EQ(from<std::vector<Side>>({true, false, true}), (std::vector{Side::right, Side::right}));
   EXPECT_EQ(transformToUserDefaultValue(std::vector{Side::right, Side::left}), (std::vector<bool>{true, false}));
@@ -132,7 +132,7 @@ TEST(UserDefaultsValueTransformable, AURLIsStoredAsItsPathOnly) {
   EXPECT_EQ(transformToUserDefaultValue(*URL::from("https://example.com")), "");
 }
 
-TEST(UserDefaultsValueTransformable, AURLIsReadAsTheTextOfARelativeOne) {
+TEST(UserDefaultsValueTransformable, URLIsReadAsARelativeURL) {
   const auto read = from<URL>("/tmp/a b.txt");
   ASSERT_TRUE(read);
   EXPECT_EQ(read->path(), "/tmp/a b.txt");

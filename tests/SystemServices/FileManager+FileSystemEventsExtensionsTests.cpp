@@ -355,7 +355,7 @@ TEST_F(FileManagerFileSystemEvents, CancellingAWaitEndsTheSequenceAndClosesTheFi
   });
 }
 
-TEST_F(FileManagerFileSystemEvents, RefusedAccessIsAnErrorWithCode257AndIsLogged) {
+TEST_F(FileManagerFileSystemEvents, RefusedAccessIsALoggedErrorWithCode257) {
   put("a", "one");
   scripted->grantsAccess = [](const URL&) { return false; };
   syncWait([&]() -> Async<void> {
@@ -617,7 +617,7 @@ TEST(FileManagerRootDirectory, WithoutIdentifierTheRootDirectoryHasNoSuffix) {
   EXPECT_EQ(rootDirectory(FileManager::default_()).path(), "/data");
 }
 
-TEST(FileManagerRootDirectoryDeathTest, NoApplicationSupportFolderStopsTheProcess) {
+TEST(FileManagerRootDirectoryDeathTest, MissingApplicationSupportDirectoryStopsTheProcess) {
   ScriptedFileManager files;
   files.applicationSupport.emplace();
   EXPECT_DEATH(static_cast<void>(rootDirectory(files)), "Tessaly/FileManager\\+FileSystemEventsExtensions:[0-9]+: ");

@@ -98,7 +98,7 @@ TEST(DescriptorIO, WritingGoesOnAfterSignalsAndPartialTransfers) {
   EXPECT_EQ(result.count, bytes.size());
 }
 
-TEST(DescriptorIO, FailuresSayWhyAndHowFarTheyGot) {
+TEST(DescriptorIO, FailuresReportTheErrorAndTheBytesMoved) {
   Pipe pipe;
   ASSERT_EQ(::fcntl(pipe.writing.get(), F_SETFL, O_NONBLOCK), 0);
   const std::string bytes(std::size_t{1} << 20, 'x');
@@ -111,7 +111,7 @@ TEST(DescriptorIO, FailuresSayWhyAndHowFarTheyGot) {
   EXPECT_EQ(writeAll(-1, "x"), EBADF);
 }
 
-TEST(DescriptorIO, OffsetsLeaveThePositionAlone) {
+TEST(DescriptorIO, OffsetsKeepThePosition) {
   const Tests::TemporaryFolder folder;
   const std::string path = folder.path() + "/file";
   const OwnedDescriptor file = openFile(path.c_str(), O_RDWR | O_CREAT, 0600);

@@ -27,7 +27,7 @@ TEST(TerminalText, IndentsFurtherLines) {
   EXPECT_EQ(detail::terminalText("one\ntwo\n\nthree\n"), "one\n    two\n    \n    three\n    ");
 }
 
-TEST(TerminalText, EscapesWhatCommandsATerminal) {
+TEST(TerminalText, EscapesTerminalCommands) {
   using namespace std::string_view_literals;
   EXPECT_EQ(detail::terminalText("\x1b[2J\r\0\x7f\u009b1m\u0080"sv), R"(\u{1B}[2J\u{D}\u{0}\u{7F}\u{9B}1m\u{80})");
   EXPECT_EQ(detail::terminalText("\xC2"), "\xC2");

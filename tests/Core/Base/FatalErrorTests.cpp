@@ -32,7 +32,7 @@ TEST(FatalError, WritesALongMessageWhole) {
               Eq("Tessaly/A:1: Fatal error: " + message + "\n"));
 }
 
-TEST(FatalError, TakesBracesInTheMessageAsTheyAre) {
+TEST(FatalError, KeepsBracesInTheMessage) {
   EXPECT_EXIT(fatalError("{} {0} }{", "Tessaly/{}", 7), KilledBySignal(SIGABRT),
               Eq("Tessaly/{}:7: Fatal error: {} {0} }{\n"));
 }

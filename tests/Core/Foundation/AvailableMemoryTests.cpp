@@ -32,19 +32,19 @@ class AvailableMemory : public testing::Test {
   Tests::TemporaryFolder root;
 };
 
-TEST_F(AvailableMemory, IsWhatTheMachineSays) {
+TEST_F(AvailableMemory, EqualsTheMachinesFigure) {
   put("proc/meminfo", "MemTotal:       16000000 kB\nMemAvailable:    1000 kB\n");
   EXPECT_EQ(available(), 1'024'000);
 }
 
-TEST_F(AvailableMemory, IsNotLimitedWhereNobodySaysAnything) {
+TEST_F(AvailableMemory, IsUnlimitedWithoutASystemFigure) {
   EXPECT_EQ(available(), std::numeric_limits<std::int64_t>::max());
   put("proc/meminfo", "MemAvailable:\n");
   put("proc/self/cgroup", "12:cpu:/a\n0::nonsense\n");
   EXPECT_EQ(available(), std::numeric_limits<std::int64_t>::max());
 }
 
-TEST_F(AvailableMemory, IsWhatTheNarrowestControlGroupLeaves) {
+TEST_F(AvailableMemory, FollowsTheNarrowestControlGroup) {
   put("proc/meminfo", "MemAvailable:    1000000 kB\n");
   put("proc/self/cgroup", "1:name=systemd:/\n0::/app.slice/player.scope\n");
   put("sys/fs/cgroup/app.slice/player.scope/memory.max", "max\n");
@@ -58,7 +58,7 @@ TEST_F(AvailableMemory, IsWhatTheNarrowestControlGroupLeaves) {
   EXPECT_EQ(available(), 0);
 }
 
-TEST_F(AvailableMemory, ASparseFileOf10GBIsRefusedWhereItDoesNotFit) {
+TEST_F(AvailableMemory, SparseFileLargerThanMemoryIsRefused) {
   const std::string path = root.path() + "/sparse";
   std::ofstream(path) << "x";
   std::filesystem::resize_file(path, 10'000'000'000);

@@ -33,16 +33,14 @@ std::string wholeBundleOf(const std::string& program) {
          program + "\n";
 }
 
-TEST(Bundle, TheFactsOfTheBuildAreFoundInTheExecutable) {
-  EXPECT_EQ(outputOf("PrintBundle"), wholeBundleOf("PrintBundle"));
-}
+TEST(Bundle, FactsOfTheBuildAreInTheExecutable) { EXPECT_EQ(outputOf("PrintBundle"), wholeBundleOf("PrintBundle")); }
 
-TEST(Bundle, TheFactsSurviveStrippingAndTheRemovalOfUnusedSections) {
+TEST(Bundle, FactsSurviveStrippingAndSectionRemoval) {
   EXPECT_EQ(outputOf("PrintStrippedBundle"), wholeBundleOf("PrintStrippedBundle"));
   EXPECT_EQ(outputOf("PrintBundleByGNULinker"), wholeBundleOf("PrintBundleByGNULinker"));
 }
 
-TEST(Bundle, TheFactsAreFoundInAnExecutableAtAFixedAddress) {
+TEST(Bundle, FactsAreFoundInAFixedAddressExecutable) {
   EXPECT_EQ(outputOf("PrintFixedAddressBundle"), wholeBundleOf("PrintFixedAddressBundle"));
 }
 
@@ -116,7 +114,7 @@ std::vector<std::string> preferred(std::map<std::string, std::string> environmen
   return Bundle::main().preferredLocalizations();
 }
 
-TEST(Bundle, TheLocalizationsThatTheEnvironmentAsksForArePreferred) {
+TEST(Bundle, EnvironmentChoosesThePreferredLocalizations) {
   Bundle::setMain({.localizations = {"en", "fr", "pt_BR", "pt-PT", "zh"}});
   EXPECT_THAT(preferred({{"LANG", "fr_CA.UTF-8"}}), ElementsAre("fr"));
   EXPECT_THAT(preferred({{"LANG", "pt_PT.UTF-8@euro"}}), ElementsAre("pt-PT"));
@@ -136,7 +134,7 @@ TEST(Bundle, WithoutASuitableLocalizationTheOriginalOneIsPreferred) {
   }
 }
 
-TEST(Bundle, AHostWithoutLocalizationsSpeaksEnglish) {
+TEST(Bundle, HostWithoutLocalizationsPrefersEnglish) {
   Bundle::setMain({});
   EXPECT_THAT(preferred({{"LANG", "fr_FR"}}), ElementsAre("en"));
 }
@@ -186,7 +184,7 @@ TEST(BundleNote, ACutSegmentIsNeverReadPastItsEnd) {
   }
 }
 
-TEST(BundleNote, SizesThatLieAreRefused) {
+TEST(BundleNote, WrongSizesAreRefused) {
   auto note = makeNote(1, owner, identifierFact);
   for (const std::size_t field : {0u, 4u}) {
     for (const std::uint32_t lie : {0xFFFFFFFFu, 0x7FFFFFFFu, 0xFFFFFFF4u, 1000u}) {
@@ -197,7 +195,7 @@ TEST(BundleNote, SizesThatLieAreRefused) {
   }
 }
 
-TEST(BundleNote, AKeyWithoutItsValueIsLeftOut) {
+TEST(BundleNote, KeyWithoutAValueIsOmitted) {
   const auto facts = detail::findBundleNote(makeNote(1, owner, identifierFact.substr(0, 21)), 4);
   ASSERT_TRUE(facts.has_value());
   EXPECT_EQ(*facts, BundleInformation{});

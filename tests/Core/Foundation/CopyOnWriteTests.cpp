@@ -19,7 +19,7 @@ using Numbers = std::vector<int>;
 static_assert(std::is_nothrow_copy_constructible_v<CopyOnWrite<Numbers>>);
 static_assert(std::is_nothrow_move_constructible_v<CopyOnWrite<Numbers>>);
 
-TEST(CopyOnWrite, AWriteIsNotSeenByACopy) {
+TEST(CopyOnWrite, WriteDoesNotChangeACopy) {
   CopyOnWrite<Numbers> numbers(Numbers{1, 2});
   const CopyOnWrite<Numbers> before = numbers;
   numbers.modify().push_back(3);
@@ -41,7 +41,7 @@ TEST(CopyOnWrite, TheOnlyHolderWritesInPlace) {
   EXPECT_EQ(&numbers.modify(), address);
 }
 
-TEST(CopyOnWrite, ADefaultOneReadsAsADefaultValueAndMayBeWritten) {
+TEST(CopyOnWrite, DefaultConstructedOneReadsAsADefaultValue) {
   CopyOnWrite<Numbers> numbers;
   EXPECT_THAT(numbers.read(), IsEmpty());
   numbers.modify().push_back(1);
@@ -49,7 +49,7 @@ TEST(CopyOnWrite, ADefaultOneReadsAsADefaultValueAndMayBeWritten) {
   EXPECT_THAT(CopyOnWrite<Numbers>().read(), IsEmpty());
 }
 
-TEST(CopyOnWrite, AMovedFromOneReadsAsADefaultValueAndMayBeWritten) {
+TEST(CopyOnWrite, MovedFromOneReadsAsADefaultValue) {
   CopyOnWrite<Numbers> numbers(Numbers{1, 2});
   CopyOnWrite<Numbers> moved = std::move(numbers);
   EXPECT_THAT(moved.read(), ElementsAre(1, 2));

@@ -31,7 +31,7 @@ using Tests::TemporaryFolder;
 
 static_assert(std::ranges::contiguous_range<const Data>);
 
-TEST(Data, HoldsTheBytesThatItWasMadeOf) {
+TEST(Data, HoldsItsInitialBytes) {
   EXPECT_TRUE(Data().isEmpty());
   EXPECT_EQ(Data().count(), 0);
   EXPECT_THAT(Data("a\0b"sv), ElementsAre('a', 0, 'b'));
@@ -44,7 +44,7 @@ TEST(Data, HoldsTheBytesThatItWasMadeOf) {
   EXPECT_EQ(Data("text"sv)[3], 't');
 }
 
-TEST(Data, AWriteIsNotSeenByACopy) {
+TEST(Data, WriteDoesNotChangeACopy) {
   Data data("abc"sv);
   const Data before = data;
   data.set(0, 'x');
@@ -73,7 +73,7 @@ TEST(Data, AMovedFromOneIsEmpty) {
   EXPECT_TRUE(data.isEmpty());  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(Data, AnIndexWithoutAByteStopsTheProcess) {
+TEST(Data, IndexOutOfRangeStopsTheProcess) {
   Data data("abc"sv);
   const auto report = [](int index) {
     return MatchesRegex("Tessaly/Data:[0-9]+: Fatal error: Index " + std::to_string(index) + " is out of range\n");
@@ -102,7 +102,7 @@ TEST(Data, IsDescribedByItsNumberOfBytes) {
   EXPECT_EQ(stream.str(), "0 bytes, 1 bytes, 3 bytes");
 }
 
-TEST(Data, Base64IsThatOfTheStandard) {
+TEST(Data, Base64FollowsTheStandard) {
   // RFC 4648, section 10.
   const std::pair<std::string_view, std::string_view> examples[]{{"", ""},
                                                                  {"f", "Zg=="},
@@ -118,7 +118,7 @@ TEST(Data, Base64IsThatOfTheStandard) {
   EXPECT_EQ(Data(Data::Bytes{0, 1, 2, 255}).base64EncodedString(), "AAEC/w==");
 }
 
-TEST(Data, BytesSurviveTheWayThroughBase64) {
+TEST(Data, BytesSurviveBase64) {
   std::mt19937 random(4648);
   for (std::size_t size = 0; size < 300; ++size) {
     Data::Bytes bytes(size);
@@ -128,7 +128,7 @@ TEST(Data, BytesSurviveTheWayThroughBase64) {
   }
 }
 
-TEST(Data, LargeBytesSurviveTheWayThroughBase64) {
+TEST(Data, LargeBytesSurviveBase64) {
   // More than libcrypto is given at once.
   std::string text(40'000'001, 'x');
   for (std::size_t i = 0; i < text.size(); i += 1001) text[i] = static_cast<char>(i % 251);
@@ -148,7 +148,7 @@ TEST(Data, TextThatIsNotBase64IsRefused) {
   }
 }
 
-TEST(Data, BytesSurviveTheWayThroughAFile) {
+TEST(Data, BytesSurviveARoundTripThroughAFile) {
   const TemporaryFolder folder;
   const URL file = folder.url().appendingPathComponent("a b%?#\xFF.bin");
   for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 1'000'000u}) {
@@ -175,7 +175,7 @@ TEST(Data, WritingReplacesTheContentsAndKeepsTheFile) {
   EXPECT_EQ(Data::contentsOf(file).text(), "short");
 }
 
-TEST(Data, FilesThatDoNotTellTheirSizeAreReadWhole) {
+TEST(Data, FilesOfUnknownSizeAreReadWhole) {
   const Data limits = Data::contentsOf(URL::fileURLWithPath("/proc/self/limits"));
   EXPECT_TRUE(limits.text().starts_with("Limit "));
   EXPECT_TRUE(limits.text().ends_with("\n"));
@@ -191,7 +191,7 @@ std::int64_t posixCodeOf(Body&& body) {
   return 0;
 }
 
-TEST(Data, AFailedSystemCallIsThrownWithItsCode) {
+TEST(Data, FailedSystemCallThrowsItsCode) {
   const TemporaryFolder folder;
   const URL missing = folder.url().appendingPathComponent("missing/file");
   EXPECT_EQ(posixCodeOf([&] { static_cast<void>(Data::contentsOf(missing)); }), ENOENT);

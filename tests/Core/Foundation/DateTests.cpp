@@ -74,7 +74,7 @@ TEST(Date, OutsideTheCalendarHasNoDescription) {
   EXPECT_EQ(Date::sinceReferenceDate(std::nextafter(1e15, 0)).description().size(), 29u);
 }
 
-TEST(Date, IsDescribedAsTheSystemsCalendarSays) {
+TEST(Date, DescriptionMatchesTheSystemsCalendar) {
   std::mt19937_64 random(2001);
   for (int round = 0; round < 20'000; ++round) {
     const auto seconds = static_cast<std::int64_t>(random() % 600'000'000'000) - 300'000'000'000;
@@ -89,7 +89,7 @@ TEST(Date, IsDescribedAsTheSystemsCalendarSays) {
   }
 }
 
-TEST(Date, IsMadeOfTimePointsOfAnyPrecision) {
+TEST(Date, AcceptsTimePointsOfAnyPrecision) {
   using std::chrono::sys_days;
   EXPECT_EQ(Date(sys_days(std::chrono::year(2001) / 1 / 1)), Date::sinceReferenceDate(0));
   EXPECT_EQ(Date(SystemClock::time_point(978'307'200s + 1ns)).timeIntervalSinceReferenceDate(), 1e-9);
@@ -110,7 +110,7 @@ TEST(Date, BecomesTheNearestTimePoint) {
   EXPECT_LT(std::chrono::abs(Date(now).timePoint() - now), 1us);
 }
 
-TEST(Date, OutsideTheSystemClocksRangeBecomesItsEnd) {
+TEST(Date, OutOfRangeDateBecomesTheNearestTimePoint) {
   for (const double seconds : {1e10, 1e300, infinity}) {
     EXPECT_EQ(Date::sinceReferenceDate(seconds).timePoint(), SystemClock::time_point::max());
     EXPECT_EQ(Date::sinceReferenceDate(-2 * seconds).timePoint(), SystemClock::time_point::min());
@@ -119,7 +119,7 @@ TEST(Date, OutsideTheSystemClocksRangeBecomesItsEnd) {
   EXPECT_EQ(Date::distantPast().timePoint(), SystemClock::time_point::min());
 }
 
-TEST(Date, ThatIsNotANumberHasNoTimePoint) {
+TEST(Date, TimePointOfNaNStopsTheProcess) {
   EXPECT_EXIT(static_cast<void>(Date::sinceReferenceDate(notANumber).timePoint()), KilledBySignal(SIGABRT),
               MatchesRegex("Tessaly/Date:[0-9]+: Fatal error: A date that is not a number has no time point\n"));
 }
@@ -138,7 +138,7 @@ struct FixedClock final : WallClock {
   Date date;
 };
 
-TEST(WallClock, AReplacementTellsTheTimeForItsScope) {
+TEST(WallClock, ReplacementGivesTheTimeForItsScope) {
   const FixedClock outer(Date::since1970(1));
   const FixedClock inner(Date::since1970(2));
   {

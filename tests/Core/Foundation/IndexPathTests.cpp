@@ -13,7 +13,7 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(IndexPath, OfAListWithSectionsIsTheSectionAndThenTheItem) {
+TEST(IndexPath, HasTheSectionBeforeTheItem) {
   const IndexPath path({.item = 3, .section = 1});
   EXPECT_EQ(path.item(), 3);
   EXPECT_EQ(path.section(), 1);

@@ -38,14 +38,14 @@ TEST(JSONEncoder, WritesWithoutBlanksAndEscapesSlashes) {
             "\x7F é\u2028\"}");
 }
 
-TEST(JSONEncoder, WritesReplacementsForWhatIsNotUTF8) {
+TEST(JSONEncoder, ReplacesIllFormedTexts) {
   struct Broken {
     void encode(Encoder& encoder) const { encoder.encode("a\xFFz", "k"); }
   };
   EXPECT_EQ(JSONEncoder::encode(Broken()).text(), "{\"k\":\"a\uFFFDz\"}");
 }
 
-TEST(JSONDecoder, ReadsTextDataURLsAndMaps) {
+TEST(JSONDecoder, DecodesTextDataURLsAndMaps) {
   const auto object = members(R"({"a":"\u00e9\/","d":"AAEC\/w==","u":"file:///x","m":{"en":"Hello","de":"Hallo"}})");
   EXPECT_EQ(object.decodeString("a"), "é/");
   EXPECT_EQ(object.decodeData("d"), Data(Data::Bytes{0, 1, 2, 0xFF}));
@@ -55,7 +55,7 @@ TEST(JSONDecoder, ReadsTextDataURLsAndMaps) {
   EXPECT_FALSE(object.contains("b"));
 }
 
-TEST(JSONDecoder, SaysWhatIsWrong) {
+TEST(JSONDecoder, ErrorsExplainTheMistake) {
   EXPECT_EQ(failureOf([] { static_cast<void>(members("{}").decodeData("data")); }),
             "No value associated with key CodingKeys(stringValue: \"data\", intValue: nil) (\"data\").");
   EXPECT_EQ(failureOf([] { static_cast<void>(members("{\"data\":\"!\"}").decodeData("data")); }),
@@ -71,7 +71,7 @@ TEST(JSONDecoder, SaysWhatIsWrong) {
   }
 }
 
-TEST(JSONDecoder, TakesNumbersThatNoDoubleHolds) {
+TEST(JSONDecoder, AcceptsNumbersOutsideTheRangeOfDouble) {
   const std::string huge(400, '9');
   for (const std::string& number :
        std::vector<std::string>{"1e999", "-1E+999", huge, "-" + huge + ".5e7", "[1e999,{\"b\":1e999}]"}) {
@@ -82,7 +82,7 @@ TEST(JSONDecoder, TakesNumbersThatNoDoubleHolds) {
   }
 }
 
-TEST(JSONDecoder, TellsMissingFromIllFormed) {
+TEST(JSONDecoder, DistinguishesMissingFromMalformed) {
   using Kind = DecodingError::Kind;
   EXPECT_EQ(DecodingError(Kind::keyNotFound, "x").localizedDescription(),
             "The data couldn’t be read because it is missing.");
@@ -93,7 +93,7 @@ TEST(JSONDecoder, TellsMissingFromIllFormed) {
   EXPECT_EQ(DecodingError(Kind::typeMismatch, "x").description(), "typeMismatch(\"x\")");
 }
 
-TEST(JSONDecoder, ReadsWhatIsNestedTenThousandDeep) {
+TEST(JSONDecoder, ParsesTenThousandLevels) {
   const std::string deep = "{\"a\":\"b\",\"c\":" + std::string(10'000, '[') + std::string(10'000, ']') + "}";
   EXPECT_EQ(members(deep).decodeString("a"), "b");
   EXPECT_EQ(failureOf([] { static_cast<void>(members(std::string(1'000'000, '['))); }),

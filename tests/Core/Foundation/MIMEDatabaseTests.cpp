@@ -34,7 +34,7 @@ class MIMEDatabaseTest : public testing::Test {
   MIMEDatabase database{{}};
 };
 
-TEST_F(MIMEDatabaseTest, ANameSpeaksForATypeByItsExtension) {
+TEST_F(MIMEDatabaseTest, ExtensionGivesTheType) {
   database.addGlobs("# A comment\n50:text/x-c++src:*.C:cs\n50:text/x-csrc:*.c\n50:image/gif:*.gif\n");
   EXPECT_THAT(database.typesOfName("main.C"), ElementsAre("text/x-c++src"));
   EXPECT_THAT(database.typesOfName("main.c"), ElementsAre("text/x-csrc"));
@@ -44,14 +44,14 @@ TEST_F(MIMEDatabaseTest, ANameSpeaksForATypeByItsExtension) {
   EXPECT_THAT(database.typesOfName(""), IsEmpty());
 }
 
-TEST_F(MIMEDatabaseTest, AFullStopAtTheEndBeginsNoExtension) {
+TEST_F(MIMEDatabaseTest, FinalFullStopBeginsNoExtension) {
   database.addGlobs("50:a/ended:*.\n50:a/ended:*.e\n");
   EXPECT_THAT(database.typesOfName("name."), ElementsAre("a/ended"));
   EXPECT_THAT(database.typesOfName("name"), IsEmpty());
   EXPECT_THAT(database.extensions("a/ended"), ElementsAre("e"));
 }
 
-TEST_F(MIMEDatabaseTest, TheGreatestWeightWinsAndThenTheLongestPattern) {
+TEST_F(MIMEDatabaseTest, GreatestWeightThenLongestPatternWins) {
   database.addGlobs(
       "50:application/gzip:*.gz\n50:application/x-compressed-tar:*.tar.gz\n10:a/readme:readme*\n"
       "60:a/heavy:*.heavy\n50:a/light:*.very.heavy\n");
@@ -61,7 +61,7 @@ TEST_F(MIMEDatabaseTest, TheGreatestWeightWinsAndThenTheLongestPattern) {
   EXPECT_THAT(database.typesOfName("a.very.heavy"), ElementsAre("a/heavy"));
 }
 
-TEST_F(MIMEDatabaseTest, WholeNamesGoBeforePatternsAndExtensionsBeforeOthers) {
+TEST_F(MIMEDatabaseTest, WholeNamesThenExtensionsThenPatternsCount) {
   database.addGlobs(
       "50:text/x-cmake:cmakelists.txt\n80:text/plain:*.txt\n60:application/x-sharedlib:*.so.[0-9]*\n"
       "50:application/gzip:*.gz\n");
@@ -71,7 +71,7 @@ TEST_F(MIMEDatabaseTest, WholeNamesGoBeforePatternsAndExtensionsBeforeOthers) {
   EXPECT_THAT(database.typesOfName("a CMakeLists.txt"), ElementsAre("text/plain"));
 }
 
-TEST_F(MIMEDatabaseTest, AFileThatCountsForMoreGoesFirstAndCanDiscardPatterns) {
+TEST_F(MIMEDatabaseTest, FileOfHigherPrecedenceCanDiscardPatterns) {
   database.addGlobs("50:a/old:*.x\n50:a/old:*.y\n50:a/other:*.y\n50:a/old:old\n50:a/old:[o]ld\n");
   database.addGlobs("50:a/new:*.x\n");
   EXPECT_THAT(database.typesOfName("f.x"), ElementsAre("a/new", "a/old"));
@@ -82,7 +82,7 @@ TEST_F(MIMEDatabaseTest, AFileThatCountsForMoreGoesFirstAndCanDiscardPatterns) {
   EXPECT_THAT(database.typesOfName("f.z"), ElementsAre("a/old"));
 }
 
-TEST_F(MIMEDatabaseTest, LinesOfOtherFormsSayNothing) {
+TEST_F(MIMEDatabaseTest, MalformedLinesAreIgnored) {
   database.addGlobs(
       "\n:\n50\n50:\n50:a/b\n50:a/b:\nx:a/b:*.x\n-1:a/b:*.x\n50:ab:*.x\n50:a/b/c:*.x\n50:../b:*.x\n"
       "99999999999:a/b:*.x\n50:a/b:*.y:later:and more\n50:a/b:*.z:flag,cs,other");
@@ -97,7 +97,7 @@ TEST_F(MIMEDatabaseTest, LinesOfOtherFormsSayNothing) {
   EXPECT_FALSE(database.knows("a"));
 }
 
-TEST_F(MIMEDatabaseTest, SpecialCasesGoBehindTheGeneralCaseOfAnExtension) {
+TEST_F(MIMEDatabaseTest, GeneralTypeOfAnExtensionPrecedesItsSubtypes) {
   database.addGlobs("50:audio/x-vorbis+ogg:*.ogg\n50:audio/ogg:*.ogg\n50:video/ogg:*.ogg\n10:a/b:*.ogg\n");
   database.addSubclasses("audio/x-vorbis+ogg audio/ogg\n");
   EXPECT_THAT(database.typesOfExtension("OGG"), ElementsAre("audio/ogg", "video/ogg", "a/b", "audio/x-vorbis+ogg"));
@@ -105,13 +105,13 @@ TEST_F(MIMEDatabaseTest, SpecialCasesGoBehindTheGeneralCaseOfAnExtension) {
   EXPECT_THAT(database.typesOfExtension(""), IsEmpty());
 }
 
-TEST_F(MIMEDatabaseTest, AliasesAreResolvedWhateverTheCase) {
+TEST_F(MIMEDatabaseTest, AliasesAreResolvedInAnyCase) {
   database.addAliases("text/x-csv text/csv\n");
   EXPECT_EQ(database.canonical("Text/X-CSV"), "text/csv");
   EXPECT_EQ(database.canonical("text/csv"), "text/csv");
 }
 
-TEST_F(MIMEDatabaseTest, KindsOfKindsAreKinds) {
+TEST_F(MIMEDatabaseTest, SubtypesOfSubtypesAreSubtypes) {
   database.addSubclasses("a/c a/b\na/b a/a\na/a a/c\nimage/svg+xml application/xml\napplication/xml text/plain\n");
   EXPECT_TRUE(database.isKindOf("image/svg+xml", "text/plain"));
   EXPECT_TRUE(database.isKindOf("a/c", "a/c"));
@@ -123,7 +123,7 @@ TEST_F(MIMEDatabaseTest, KindsOfKindsAreKinds) {
   EXPECT_FALSE(database.isKindOf("inode/directory", "application/octet-stream"));
 }
 
-TEST_F(MIMEDatabaseTest, ContentsAreAskedOnlyWhereTheNameDoesNotDecide) {
+TEST_F(MIMEDatabaseTest, ContentsAreReadOnlyIfTheNameDoesNotDecide) {
   database.addGlobs("50:a/one:*.one\n50:a/x:*.two\n50:a/y:*.two\n");
   EXPECT_EQ(database.typeOf("f.one",
                             [](std::size_t) -> std::optional<std::string> {
@@ -176,7 +176,7 @@ TEST_F(MIMEDatabaseTest, NamesOfTypesAreTwoNamesWithASlash) {
   }
 }
 
-TEST_F(MIMEDatabaseTest, FoldersAreThoseOfTheEnvironment) {
+TEST_F(MIMEDatabaseTest, EnvironmentGivesTheDirectories) {
   using Environment = std::map<std::string, std::string>;
   const auto folders = [](const Environment& environment) {
     return MIMEDatabase::folders(ProcessInfo({.environment = environment}));
@@ -200,7 +200,7 @@ class MIMEFolders : public testing::Test {
   Tests::TemporaryFolder folder;
 };
 
-TEST_F(MIMEFolders, TheUsersCountsForMoreThanTheSystems) {
+TEST_F(MIMEFolders, UsersDirectoryPrecedesTheSystems) {
   put("system/globs2", "50:a/system:*.x\n50:a/system:*.y\n");
   put("user/globs2", "50:a/user:*.x\n");
   put("system/aliases", "a/alias a/system\n");
@@ -222,7 +222,7 @@ TEST_F(MIMEFolders, TheUsersCountsForMoreThanTheSystems) {
             "a/magic");
 }
 
-TEST_F(MIMEFolders, DescriptionsTellWhichExtensionIsPreferred) {
+TEST_F(MIMEFolders, DescriptionsGiveThePreferredExtension) {
   put("system/globs2", "50:image/jpeg:*.jpe\n50:image/jpeg:*.jpeg\n50:image/jpeg:*.jpg\n50:image/jpeg:picture\n");
   put("system/image/jpeg.xml",
       "<glob pattern='*.jpg'/><glob pattern='*.gone'/><glob pattern='picture'/><glob pattern='*.jpeg'/>");
@@ -234,7 +234,7 @@ TEST_F(MIMEFolders, DescriptionsTellWhichExtensionIsPreferred) {
   EXPECT_THAT(database.extensions("../image/jpeg"), IsEmpty());
 }
 
-TEST_F(MIMEFolders, WhatIsNoFileSaysNothing) {
+TEST_F(MIMEFolders, EntriesThatAreNotFilesAreIgnored) {
   std::filesystem::create_directories(folder.path() + "/system/globs2");
   ASSERT_EQ(::mkfifo((folder.path() + "/system/magic").c_str(), 0600), 0);
   std::filesystem::create_symlink("nowhere", folder.path() + "/system/types");

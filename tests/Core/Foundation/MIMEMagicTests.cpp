@@ -29,7 +29,7 @@ std::string typeOf(const std::string& rules, std::string_view contents) {
   return std::string(magic.typeOf(contents));
 }
 
-TEST(MIMEMagic, LooksForAValueAtItsPlace) {
+TEST(MIMEMagic, MatchesAValueAtItsOffset) {
   const std::string rules = "[50:a/b]\n" + rule(">2", "xy");
   EXPECT_EQ(typeOf(rules, "..xy"), "a/b");
   EXPECT_EQ(typeOf(rules, ".xy."), "");
@@ -37,7 +37,7 @@ TEST(MIMEMagic, LooksForAValueAtItsPlace) {
   EXPECT_EQ(typeOf(rules, ""), "");
 }
 
-TEST(MIMEMagic, LooksForAValueInARange) {
+TEST(MIMEMagic, MatchesAValueInARange) {
   const std::string rules = "[50:a/b]\n" + rule(">1", "xy", "+3");
   EXPECT_EQ(typeOf(rules, "xy"), "");
   EXPECT_EQ(typeOf(rules, ".xy"), "a/b");
@@ -52,7 +52,7 @@ TEST(MIMEMagic, ComparesTheBitsOfAMask) {
   EXPECT_EQ(typeOf(rules, "\x61\x01"), "");
 }
 
-TEST(MIMEMagic, TurnsWordsOfTheMachineAround) {
+TEST(MIMEMagic, ConvertsWordsToTheMachinesOrder) {
   const std::string rules = "[50:a/b]\n" + rule(">0", "\x01\x02\x03\x04", "&\xFF\xFF\xFF\xF0~2"s);
   constexpr bool isLittle = std::endian::native == std::endian::little;
   EXPECT_EQ(typeOf(rules, isLittle ? "\x02\x01\x04\x03" : "\x01\x02\x03\x04"), "a/b");
@@ -60,7 +60,7 @@ TEST(MIMEMagic, TurnsWordsOfTheMachineAround) {
   EXPECT_EQ(typeOf(rules, isLittle ? "\x02\x01\x1A\x03" : "\x01\x02\x03\x1A"), "");
 }
 
-TEST(MIMEMagic, OfRefinementsOneMustFit) {
+TEST(MIMEMagic, OneRefinementMustMatch) {
   const std::string rules =
       "[50:a/b]\n" + rule(">0", "a") + rule("1>1", "b") + rule("2>2", "c") + rule("1>1", "d") + rule(">0", "z");
   EXPECT_EQ(typeOf(rules, "abc"), "a/b");
@@ -71,7 +71,7 @@ TEST(MIMEMagic, OfRefinementsOneMustFit) {
   EXPECT_EQ(typeOf(rules, "xbc"), "");
 }
 
-TEST(MIMEMagic, TheHighestPriorityWinsAndThenTheMoreImportantFile) {
+TEST(MIMEMagic, HighestPriorityThenHigherPrecedenceWins) {
   MIMEMagic magic;
   magic.add(head + "[80:first/x]\n" + rule(">0", "ab") + "[50:first/y]\n" + rule(">0", "a"));
   magic.add(head + "[50:second/y]\n" + rule(">0", "a") + "[90:second/z]\n" + rule(">0", "abc"));
@@ -80,7 +80,7 @@ TEST(MIMEMagic, TheHighestPriorityWinsAndThenTheMoreImportantFile) {
   EXPECT_EQ(magic.typeOf("a"), "second/y");
 }
 
-TEST(MIMEMagic, ATypeCanDiscardWhatLessImportantFilesSay) {
+TEST(MIMEMagic, TypeCanDiscardRulesOfLowerPrecedence) {
   for (const std::string& mark : {">0=__NOMAGIC__\n"s, rule(">0", "__NOMAGIC__")}) {
     MIMEMagic magic;
     magic.add(head + "[50:a/b]\n" + rule(">0", "a") + "[50:a/c]\n" + rule(">0", "c"));
@@ -91,7 +91,7 @@ TEST(MIMEMagic, ATypeCanDiscardWhatLessImportantFilesSay) {
   }
 }
 
-TEST(MIMEMagic, LeavesOutWhatItDoesNotUnderstand) {
+TEST(MIMEMagic, SkipsUnknownRules) {
   const std::string right = "[50:a/b]\n" + rule(">0", "a");
   for (const std::string& wrong : {"\n"s, "nonsense\n"s, rule(">0", "a", "?later"), rule(">0", ""),
                                    rule("1>0", "x") + rule("3>0", "a"), rule(">99999999999", "a"), rule(">-1", "a"),
@@ -103,7 +103,7 @@ TEST(MIMEMagic, LeavesOutWhatItDoesNotUnderstand) {
   EXPECT_EQ(typeOf(rule(">0", "a") + right, "a"), "a/b");
 }
 
-TEST(MIMEMagic, EndsWhereTheFileEnds) {
+TEST(MIMEMagic, TruncatedFileEndsTheParsing) {
   const std::string whole = head + "[50:a/b]\n" + rule(">0", "abc", "&\xFF\xFF\xFF~1+2"s);
   for (std::size_t length = 0; length < whole.size(); ++length) {
     MIMEMagic magic;
@@ -114,7 +114,7 @@ TEST(MIMEMagic, EndsWhereTheFileEnds) {
   }
 }
 
-TEST(MIMEMagic, KnowsHowFarItLooks) {
+TEST(MIMEMagic, ExtentCoversAllRules) {
   MIMEMagic magic;
   EXPECT_EQ(magic.extent(), 0u);
   magic.add(head + "[50:a/b]\n" + rule(">257", "ustar") + rule(">0", "a", "+4"));

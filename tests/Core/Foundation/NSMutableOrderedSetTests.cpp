@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 
 using Letters = NSMutableOrderedSet<std::string>;
 
-TEST(NSMutableOrderedSet, AddsWhatIsNotThere) {
+TEST(NSMutableOrderedSet, AddsOnlyNewElements) {
   Letters letters;
   EXPECT_TRUE(letters.add("A"));
   EXPECT_TRUE(letters.add("B"));
@@ -31,7 +31,7 @@ TEST(NSMutableOrderedSet, AddsWhatIsNotThere) {
   EXPECT_EQ(letters.index("A"), 1);
 }
 
-TEST(NSMutableOrderedSet, RemovesWhatIsThere) {
+TEST(NSMutableOrderedSet, RemovesExistingElements) {
   Letters letters{"A", "B", "C", "D"};
   EXPECT_TRUE(letters.remove("B"));
   EXPECT_FALSE(letters.remove("B"));
@@ -44,7 +44,7 @@ TEST(NSMutableOrderedSet, RemovesWhatIsThere) {
   EXPECT_TRUE(letters.add("A"));
 }
 
-TEST(NSMutableOrderedSet, ThrowsForAnIndexThatItDoesNotHaveAndStaysAsItIs) {
+TEST(NSMutableOrderedSet, InvalidIndexThrowsAndChangesNothing) {
   Letters letters{"A", "B"};
   EXPECT_THROW(letters.insert("C", 3), std::out_of_range);
   EXPECT_THROW(letters.insert("A", -1), std::out_of_range);
@@ -60,7 +60,7 @@ TEST(NSMutableOrderedSet, ThrowsForAnIndexThatItDoesNotHaveAndStaysAsItIs) {
   EXPECT_THAT(letters, ElementsAre("A", "B"));
 }
 
-TEST(NSMutableOrderedSet, MovesElementsAsABlockToAPlaceThatIsCountedWithoutThem) {
+TEST(NSMutableOrderedSet, MovesABlockToAnIndexOfTheRemainingElements) {
   Letters letters{"a", "b", "c", "d", "e"};
   letters.moveObjects({0, 1}, 3);
   EXPECT_THAT(letters, ElementsAre("c", "d", "e", "a", "b"));
@@ -74,7 +74,7 @@ TEST(NSMutableOrderedSet, MovesElementsAsABlockToAPlaceThatIsCountedWithoutThem)
   EXPECT_EQ(letters.index("d"), 0);
 }
 
-TEST(NSMutableOrderedSet, MovesEveryBlockAsRemovingAndInsertingDoes) {
+TEST(NSMutableOrderedSet, BlockMovesEqualRemovingAndInserting) {
   for (std::int64_t count = 1; count <= 7; ++count) {
     for (unsigned chosen = 0; chosen < 1u << count; ++chosen) {
       std::set<std::int64_t> indexes;
@@ -109,7 +109,7 @@ TEST(NSMutableOrderedSet, MovesOneElementToEveryPlace) {
   }
 }
 
-TEST(NSMutableOrderedSet, LeavesCopiesAlone) {
+TEST(NSMutableOrderedSet, ChangesDoNotReachCopies) {
   const NSOrderedSet<std::string> original{"A", "B", "C"};
   Letters changed(original);
   changed.moveObject(0, 2);

@@ -27,7 +27,7 @@ TEST(NSNumber, KnowsItsKind) {
   EXPECT_EQ(NSNumber(1.0).kind(), NSNumber::Kind::double_);
 }
 
-TEST(NSNumber, CutsTowardZeroAndWrapsToTheWidth) {
+TEST(NSNumber, TruncatesTowardZeroAndWrapsToTheWidth) {
   EXPECT_EQ(NSNumber(40000).shortValue(), -25536);
   EXPECT_EQ(NSNumber(65535).shortValue(), -1);
   EXPECT_EQ(NSNumber(70000.9).shortValue(), 4464);
@@ -38,7 +38,7 @@ TEST(NSNumber, CutsTowardZeroAndWrapsToTheWidth) {
   EXPECT_EQ(NSNumber(largestUnsigned).doubleValue(), 0x1p64);
 }
 
-TEST(NSNumber, OfARealThatIsOutOfRangeGivesTheNearestInteger) {
+TEST(NSNumber, RealOutOfRangeGivesTheNearestInteger) {
   EXPECT_EQ(NSNumber(1e300).integerValue(), largest);
   EXPECT_EQ(NSNumber(-1e300).integerValue(), smallest);
   EXPECT_EQ(NSNumber(notANumber).integerValue(), 0);

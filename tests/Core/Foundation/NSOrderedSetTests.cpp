@@ -31,7 +31,7 @@ TEST(NSOrderedSet, KeepsTheOrderAndTheFirstOfEqualElements) {
   EXPECT_FALSE(letters.isEmpty());
 }
 
-TEST(NSOrderedSet, IsMadeOfAnyRange) {
+TEST(NSOrderedSet, AcceptsAnyRange) {
   const std::vector<std::string> words{"x", "y", "x"};
   EXPECT_THAT(Letters(words), ElementsAre("x", "y"));
   EXPECT_THAT(NSOrderedSet(words), ElementsAre("x", "y"));
@@ -53,7 +53,7 @@ TEST(NSOrderedSet, FindsItsElements) {
   EXPECT_EQ(Letters().index("A"), NSNotFound);
 }
 
-TEST(NSOrderedSet, ThrowsForAnIndexThatItDoesNotHave) {
+TEST(NSOrderedSet, InvalidIndexThrows) {
   const Letters letters{"B", "A", "C"};
   EXPECT_THROW(static_cast<void>(letters.object(3)), std::out_of_range);
   EXPECT_THROW(static_cast<void>(letters.object(-1)), std::out_of_range);
@@ -74,7 +74,7 @@ TEST(NSOrderedSet, HoldsObjectsByIdentity) {
   EXPECT_FALSE(rows.contains(std::make_shared<Row>()));
 }
 
-TEST(NSOrderedSet, IsEqualToOneWithTheSameElementsInTheSameOrder) {
+TEST(NSOrderedSet, EqualityComparesElementsAndOrder) {
   const Letters letters{"B", "A", "C"};
   const Letters copy = letters;
   EXPECT_EQ(letters, copy);
@@ -99,7 +99,7 @@ TEST(NSOrderedSet, IteratesLikeAnyRandomAccessRange) {
               ElementsAre("C", "A", "B"));
 }
 
-TEST(NSOrderedSet, HoldsManyElementsWhoseHashesAreAlike) {
+TEST(NSOrderedSet, HoldsManyElementsWithSimilarHashes) {
   struct PoorHash {
     std::size_t operator()(int value) const { return static_cast<std::size_t>(value % 3) << 40; }
   };
@@ -110,7 +110,7 @@ TEST(NSOrderedSet, HoldsManyElementsWhoseHashesAreAlike) {
   EXPECT_FALSE(set.contains(700));
 }
 
-TEST(NSOrderedSet, HashesOfNumbersThatDifferInFewBitsSpread) {
+TEST(NSOrderedSet, HashesOfSimilarNumbersSpread) {
   // Multiples of a large power of two and pointers alike: a table that took the low bits would be one long chain.
   std::vector<std::uint64_t> numbers;
   for (std::uint64_t i = 0; i < 200'000; ++i) numbers.push_back(i << 40);

@@ -64,7 +64,7 @@ TEST(Object, TheDescriptionNamesTheClassAndTheAddress) {
   EXPECT_EQ(written.str(), expected.str());
 }
 
-TEST(Object, AClassThatSaysNothingIsAPlainObject) {
+TEST(Object, ClassWithoutOverridesIsAPlainObject) {
   const auto plain = std::make_shared<Plain>();
   EXPECT_EQ(plain->className(), "Tessaly.Object");
 }

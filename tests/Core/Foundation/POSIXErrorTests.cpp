@@ -19,7 +19,7 @@ TEST(POSIXError, IsDescribedByDomainCodeAndText) {
   EXPECT_EQ(error.what(), error.description());
 }
 
-TEST(POSIXError, ACodeThatTheSystemDoesNotKnowHasNoText) {
+TEST(POSIXError, UnknownCodeHasNoText) {
   for (const int code : {257, -1, 100'000}) {
     const POSIXError error(code);
     const std::string number = std::to_string(code);
@@ -30,7 +30,7 @@ TEST(POSIXError, ACodeThatTheSystemDoesNotKnowHasNoText) {
   }
 }
 
-TEST(POSIXError, TheLastOneIsThatOfTheThread) {
+TEST(POSIXError, LastIsTheErrorOfTheThread) {
   errno = EACCES;
   EXPECT_EQ(POSIXError::last(), POSIXError(EACCES));
   EXPECT_NE(POSIXError::last(), POSIXError(EPERM));

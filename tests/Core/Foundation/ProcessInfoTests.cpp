@@ -57,7 +57,7 @@ OperatingSystemVersion versionIn(const TemporaryFolder& root) {
   return ProcessInfo({.rootFolder = root.path()}).operatingSystemVersion();
 }
 
-TEST(ProcessInfo, TheSystemsVersionIsThatOfItsReleaseFile) {
+TEST(ProcessInfo, VersionComesFromTheReleaseFile) {
   const TemporaryFolder root;
   EXPECT_EQ(versionIn(root), OperatingSystemVersion());
   writeFile(root.path() + "/usr/lib/os-release", "NAME=Vendor\nVERSION_ID='11.6'\n");
@@ -75,7 +75,7 @@ TEST(ProcessInfo, AnOverriddenVersionNeedsNoFile) {
   EXPECT_EQ(info.operatingSystemVersion().description(), "15.0.0");
 }
 
-TEST(ProcessInfo, TheEnvironmentIsReadAsItIs) {
+TEST(ProcessInfo, EnvironmentIsReadAtEachCall) {
   const ProcessInfo& info = ProcessInfo::processInfo();
   ASSERT_EQ(::setenv("TESSALY_TEST_VALUE", "a=b", 1), 0);
   EXPECT_EQ(info.environmentValue("TESSALY_TEST_VALUE"), "a=b");
@@ -96,7 +96,7 @@ TEST(ProcessInfo, AnOverriddenEnvironmentHidesTheOther) {
   EXPECT_EQ(info.environmentValue("PATH"), std::nullopt);
 }
 
-TEST(ProcessInfo, AReplacementIsTheProcesssInfoForItsScope) {
+TEST(ProcessInfo, ReplacementIsUsedForItsScope) {
   const ProcessInfo& own = ProcessInfo::processInfo();
   {
     const ProcessInfo replaced({.operatingSystemVersion = OperatingSystemVersion{14, 0, 0}});
@@ -112,7 +112,7 @@ TEST(ProcessInfo, AReplacementIsTheProcesssInfoForItsScope) {
   EXPECT_EQ(&ProcessInfo::processInfo(), &own);
 }
 
-TEST(ProcessInfo, TellsAboutThisProcess) {
+TEST(ProcessInfo, GivesFactsOfThisProcess) {
   const ProcessInfo& info = ProcessInfo::processInfo();
   EXPECT_EQ(info.processIdentifier(), ::getpid());
   EXPECT_EQ(info.executablePath(), std::filesystem::read_symlink("/proc/self/exe").string());
@@ -121,7 +121,7 @@ TEST(ProcessInfo, TellsAboutThisProcess) {
   EXPECT_TRUE(info.arguments().front().ends_with("FoundationTests"));
 }
 
-TEST(ProcessInfo, TellsAboutThisMachine) {
+TEST(ProcessInfo, GivesFactsOfThisMachine) {
   const ProcessInfo& info = ProcessInfo::processInfo();
   struct sysinfo machine{};
   ASSERT_EQ(::sysinfo(&machine), 0);
@@ -163,7 +163,7 @@ TEST(ProcessInfo, ARemovedExecutableKeepsItsName) {
             "path=" + program + "\nname=program\narguments=[" + program + "][one word][][last]\n");
 }
 
-TEST(ProcessInfo, AFileThatOnlySoundsRemovedKeepsItsName) {
+TEST(ProcessInfo, FileNamedLikeARemovedOneKeepsItsName) {
   const TemporaryFolder folder;
   const std::string program = folder.path() + "/program (deleted)";
   std::filesystem::copy_file(std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/PrintNoBundle", program);

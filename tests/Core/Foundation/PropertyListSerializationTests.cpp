@@ -100,7 +100,7 @@ TEST(PropertyListSerialization, KeepsASingleValueWithoutAContainer) {
   }
 }
 
-TEST(PropertyListSerialization, KeepsInTheBinaryFormatWhatXMLCannotHold) {
+TEST(PropertyListSerialization, BinaryFormatKeepsValuesThatXMLCannotRepresent) {
   const auto nan = std::bit_cast<double>(std::uint64_t{0x7FF8'0000'0000'1234});
   const PropertyList value(Dictionary{{"n\0l"s, "\1\x1F"s},
                                       {"float", 0.1f},
@@ -111,7 +111,7 @@ TEST(PropertyListSerialization, KeepsInTheBinaryFormatWhatXMLCannotHold) {
   EXPECT_TRUE(roundTrip(value, binary).isIdentical(value));
 }
 
-TEST(PropertyListSerialization, SaysWhatXMLCannotHold) {
+TEST(PropertyListSerialization, ErrorsNameValuesThatXMLCannotRepresent) {
   for (const PropertyList& value :
        {PropertyList("\1"), PropertyList("\0"s), PropertyList("\uFFFE"), PropertyList(Dictionary{{"\x1F", 1}}),
         PropertyList(Date::sinceReferenceDate(1e300)), PropertyList(Date::sinceReferenceDate(252'423'993'600.0)),
@@ -125,12 +125,12 @@ TEST(PropertyListSerialization, SaysWhatXMLCannotHold) {
   EXPECT_EQ(roundTrip(Date::sinceReferenceDate(-0.5), xml), Date::sinceReferenceDate(-1));
 }
 
-TEST(PropertyListSerialization, WritesRealsOfSinglePrecisionToXMLInTheDigitsOfDoublePrecision) {
+TEST(PropertyListSerialization, XMLWritesSinglePrecisionWithDoublePrecisionDigits) {
   EXPECT_EQ(roundTrip(0.1f, xml), 0.1f);
   EXPECT_EQ(roundTrip(0.1f, xml).number()->exactly<float>(), 0.1f);
 }
 
-TEST(PropertyListSerialization, WritesWhatIsSharedOnce) {
+TEST(PropertyListSerialization, WritesSharedValuesOnce) {
   PropertyList value = "a text of some length";
   for (int i = 0; i < 40; ++i) value = Array{value, value};
   const Data data = PropertyListSerialization::data(value, binary);
@@ -138,7 +138,7 @@ TEST(PropertyListSerialization, WritesWhatIsSharedOnce) {
   EXPECT_EQ(failureOf(data.text()).find("The property list repeats itself without measure"), 0u);
 }
 
-TEST(PropertyListSerialization, RefusesWhatIsNestedTooDeep) {
+TEST(PropertyListSerialization, RefusesTooDeepNesting) {
   EXPECT_TRUE(roundTrip(nested(PropertyList::maximumDepth), binary).isIdentical(nested(PropertyList::maximumDepth)));
   EXPECT_TRUE(roundTrip(nested(PropertyList::maximumDepth), xml).isIdentical(nested(PropertyList::maximumDepth)));
   const PropertyList deep(nested(PropertyList::maximumDepth + 1));
@@ -185,7 +185,7 @@ std::string binaryFile(const std::vector<std::string>& objects) {
          std::string(15, '\0') + offset;
 }
 
-TEST(PropertyListSerialization, RefusesBinaryFilesThatLie) {
+TEST(PropertyListSerialization, RefusesInconsistentBinaryFiles) {
   EXPECT_EQ(read(binaryFile({"\x10\x05"})).value, 5);
   const auto expect = [](std::string_view bytes, std::string_view beginning) {
     EXPECT_EQ(failureOf(bytes).substr(0, 18 + beginning.size()), "The property list " + std::string(beginning));
@@ -227,12 +227,12 @@ TEST(PropertyListSerialization, RefusesBinaryFilesThatLie) {
   expect(outside, "has an object outside the file");
 }
 
-TEST(PropertyListSerialization, ReadsNegativeIntegersOfSixteenBytesAndLoneHalvesOfPairs) {
+TEST(PropertyListSerialization, ParsesSixteenByteIntegersAndLoneSurrogates) {
   EXPECT_EQ(read(binaryFile({"\x14" + std::string(16, '\xFF')})).value, -1);
   EXPECT_EQ(read(binaryFile({"\x63\xD8\x3D\xDE\0\xD8\0"s})).value, "\U0001F600\uFFFD");
 }
 
-TEST(PropertyListSerialization, ReadsWhatXMLAllows) {
+TEST(PropertyListSerialization, ParsesEveryFormThatXMLAllows) {
   constexpr std::string_view text =
       "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8' standalone=\"yes\"?>\r\n"
       "<!-- a comment --><!DOCTYPE plist SYSTEM \"file.dtd\">\n<plist version=\"1.0\" >"
@@ -259,7 +259,7 @@ TEST(PropertyListSerialization, ReadsWhatXMLAllows) {
   EXPECT_EQ(array[12], Data());
 }
 
-TEST(PropertyListSerialization, TakesARealOutOfRangeForTheNearestThatThereIs) {
+TEST(PropertyListSerialization, RealOutOfRangeBecomesTheNearest) {
   const auto real = [](const std::string& digits) {
     return read("<real>" + digits + "</real>").value.number().value().doubleValue();
   };
@@ -276,7 +276,7 @@ TEST(PropertyListSerialization, TakesARealOutOfRangeForTheNearestThatThereIs) {
   EXPECT_EQ(real("0e99999999999999999999"), 0.0);
 }
 
-TEST(PropertyListSerialization, TakesTheLastOfTwoEntriesWithOneKey) {
+TEST(PropertyListSerialization, LastEntryOfAKeyCounts) {
   EXPECT_EQ(*read("<dict><key>a</key><true/><key>a</key><false/></dict>").value.find("a"), false);
   EXPECT_EQ(*read(binaryFile({"\xD2\1\1\2\3"s,
                               "\x51"
@@ -286,7 +286,7 @@ TEST(PropertyListSerialization, TakesTheLastOfTwoEntriesWithOneKey) {
             2);
 }
 
-TEST(PropertyListSerialization, RefusesWhatIsNotAPropertyListInXML) {
+TEST(PropertyListSerialization, RefusesXMLThatIsNotAPropertyList) {
   for (const std::string_view text : {""sv,
                                       "hello"sv,
                                       "<"sv,
@@ -343,7 +343,7 @@ TEST(PropertyListSerialization, RefusesEntitiesThatWouldExpand) {
               HasSubstr("entity that is not declared"));
 }
 
-TEST(PropertyListSerialization, RefusesXMLThatIsNestedTooDeepOrHoldsElementsInText) {
+TEST(PropertyListSerialization, RefusesDeepXMLAndElementsInsideText) {
   const auto arrays = [](std::size_t depth) {
     std::string text;
     for (std::size_t i = 0; i < depth; ++i) text += "<array>";
@@ -372,7 +372,7 @@ TEST(PropertyListSerialization, RefusesXMLWithMissingKeysAndValues) {
   EXPECT_THAT(failureOf("<array>x</array>"), HasSubstr("has text where a value should be"));
 }
 
-TEST(PropertyListSerialization, RefusesOrReadsEveryTruncationAndEveryChangedByte) {
+TEST(PropertyListSerialization, EveryTruncationAndChangedByteIsParsedOrRefused) {
   const PropertyList value(Dictionary{{"a", Array{1, "ü", 2.5, Data("xyz"), Date::since1970(1)}}, {"b", true}});
   std::mt19937 random(7);
   int refused = 0;
@@ -433,14 +433,14 @@ class PropertyListSerializationWithPython : public ::testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(PropertyListSerializationWithPython, ReadsTheSameOutOfWhatIsWrittenHere) {
+TEST_F(PropertyListSerializationWithPython, ReadsOurListsWithEqualValues) {
   for (const PropertyListFormat format : {binary, xml}) {
     std::ofstream(path(), std::ios::binary) << PropertyListSerialization::data(extremes(), format).text();
     EXPECT_EQ(run("check"), "same\n");
   }
 }
 
-TEST_F(PropertyListSerializationWithPython, WritesWhatReadsTheSameHere) {
+TEST_F(PropertyListSerializationWithPython, WritesListsThatWeReadEqually) {
   EXPECT_EQ(run("binary"), "written\n");
   const auto fromBinary = read(contents());
   EXPECT_EQ(fromBinary.format, binary);

@@ -60,7 +60,7 @@ TEST(PropertyList, KnowsItsKindAndGivesOnlyThatValue) {
   EXPECT_EQ(PropertyList(Array{}).dictionary(), nullptr);
 }
 
-TEST(PropertyList, KeepsThePrecisionOfARealThroughItsNumber) {
+TEST(PropertyList, NumberKeepsThePrecisionOfAReal) {
   EXPECT_EQ(PropertyList(0.1f).number()->kind(), NSNumber::Kind::single);
   EXPECT_EQ(PropertyList(0.1f).number()->floatValue(), 0.1f);
   EXPECT_EQ(PropertyList(0.1).number()->kind(), NSNumber::Kind::double_);
@@ -123,7 +123,7 @@ TEST(PropertyList, CountsItsDepth) {
   EXPECT_EQ(nested(1000).depth(), 1000u);
 }
 
-TEST(PropertyList, OfAMillionLevelsIsComparedAndDestroyedWithoutUsingTheStack) {
+TEST(PropertyList, MillionLevelsAreComparedAndDestroyedWithoutRecursion) {
   const PropertyList deep = nested(1'000'000);
   const PropertyList same = nested(1'000'000);
   EXPECT_EQ(deep, same);
@@ -131,7 +131,7 @@ TEST(PropertyList, OfAMillionLevelsIsComparedAndDestroyedWithoutUsingTheStack) {
   EXPECT_EQ(deep.description(), "...");
 }
 
-TEST(PropertyList, SharedInItsDepthsLeavesThemToTheOtherHolder) {
+TEST(PropertyList, SharedInnerValueOutlivesItsContainer) {
   const PropertyList inner = nested(200);
   {
     const PropertyList outer(Array{inner, Array{Array{inner}}});
@@ -139,7 +139,7 @@ TEST(PropertyList, SharedInItsDepthsLeavesThemToTheOtherHolder) {
   EXPECT_EQ(inner, nested(200));
 }
 
-TEST(PropertyList, CopiesMayBeDroppedByManyThreads) {
+TEST(PropertyList, ManyThreadsMayDestroyCopies) {
   for (int round = 0; round < 200; ++round) {
     std::vector<std::thread> threads;
     {

@@ -9,12 +9,12 @@
 namespace Tessaly::detail {
 namespace {
 
-TEST(TypeIdentifiers, PackTheExtensionAndWhatTheTypeConformsTo) {
+TEST(TypeIdentifiers, PackTheExtensionAndTheSupertype) {
   EXPECT_EQ(dynamicIdentifier({"public.data", "cdg"}), "dyn.ah62d4rv4ge80g3dh");
   EXPECT_EQ(dynamicIdentifier({"public.data", "ogg"}), "dyn.ah62d4rv4ge80835h");
 }
 
-TEST(TypeIdentifiers, AreReadBack) {
+TEST(TypeIdentifiers, AreParsedBack) {
   for (const std::string supertype : {"public.data", "public.text", "public.image", "a:b,c=d\\e?"}) {
     for (const std::string& extension :
          {std::string("cdg"), std::string("\xC3\xA9\xFF"), std::string(4096, 'x'), std::string("a:1=b\\")}) {
@@ -24,7 +24,7 @@ TEST(TypeIdentifiers, AreReadBack) {
   }
 }
 
-TEST(TypeIdentifiers, OfOtherFormsAreNone) {
+TEST(TypeIdentifiers, OtherTextsAreRefused) {
   for (const std::string identifier :
        {"", "dyn.", "dyn.a", "dyn.ah62d4rv4ge80g3d", "dyn.ah62d4rv4ge80g3di", "dyn.ah62d4rv4ge80g3dha",
         "dyn.bh62d4rv4ge80g3dh", "DYN.ah62d4rv4ge80g3dh", "public.data"}) {

@@ -31,7 +31,7 @@ std::string parsed(std::string_view text) {
 
 std::string pathOf(std::string_view text) { return URL::from(text).value().path(); }
 
-TEST(URL, TextsThatAreNoURLsAreRefused) {
+TEST(URL, TextsThatAreNotURLsAreRefused) {
   for (const auto text : {""sv,         "1:2"sv,       "a b:c"sv,    " http://x"sv,    "h\xC3\xA9:x"sv, "a_b:c"sv,
                           "+a:b"sv,     "//h:x/"sv,    "//h:1:2"sv,  "//h:-1"sv,       "//h: 80"sv,     "//[::1"sv,
                           "//[::1]x"sv, "//[::1]:x"sv, "//::1]"sv,   "//[]"sv,         "//[1.2.3.4]"sv, "//[::1\0]"sv,
@@ -83,7 +83,7 @@ TEST(URL, ValidTextsStayAsTheyAre) {
   }
 }
 
-TEST(URL, AComponentWithAnInvalidCharacterIsEncodedAsAWhole) {
+TEST(URL, ComponentWithAnInvalidCharacterIsEncodedWhole) {
   EXPECT_EQ(parsed("/tmp/a b"), "/tmp/a%20b");
   EXPECT_EQ(parsed("/tmp/a%20b c"), "/tmp/a%2520b%20c");
   EXPECT_EQ(parsed("/a%2"), "/a%252");
@@ -100,7 +100,7 @@ TEST(URL, AComponentWithAnInvalidCharacterIsEncodedAsAWhole) {
   EXPECT_EQ(parsed("x:a b"), "x:a%20b");
 }
 
-TEST(URL, AColonInTheFirstSegmentOfARelativePathIsEncoded) {
+TEST(URL, ColonInTheFirstRelativeSegmentIsEncoded) {
   EXPECT_EQ(parsed("a@b:c/d:e"), "a@b%3Ac/d:e");
   EXPECT_EQ(parsed("[a]:%20"), "[a]%3A%20");
   EXPECT_EQ(parsed("a@b:c d"), "a@b%3Ac%20d");
@@ -115,7 +115,7 @@ TEST(URL, AnInternationalHostTakesItsASCIIForm) {
   EXPECT_EQ(URL::from("http://bücher.example").value().host(), "xn--bcher-kva.example");
 }
 
-TEST(URL, AHostThatCannotTakeAnASCIIFormIsRefused) {
+TEST(URL, HostWithoutAnASCIIFormIsRefused) {
   const std::string longLabel(70, 'a');
   for (const std::string& host :
        {std::string("ü\xFF"), std::string("ü x"), std::string("ü%41"), std::string("a／b"), std::string("a＠b"),
@@ -140,7 +140,7 @@ TEST(URL, HasTheComponentsOfItsText) {
   EXPECT_FALSE(url.isFileURL());
 }
 
-TEST(URL, WhatIsMissingIsAbsent) {
+TEST(URL, MissingComponentsAreAbsent) {
   const URL url = URL::from("a").value();
   EXPECT_EQ(url.scheme(), std::nullopt);
   EXPECT_EQ(url.user(), std::nullopt);
@@ -168,12 +168,12 @@ TEST(URL, APortIsANumberThatFits) {
   EXPECT_EQ(URL::from("//[::1]:80").value().port(), 80);
 }
 
-TEST(URL, ABracketedHostIsToldWithoutItsBrackets) {
+TEST(URL, BracketedHostIsGivenWithoutBrackets) {
   EXPECT_EQ(URL::from("//[::1]").value().host(), "::1");
   EXPECT_EQ(URL::from("//[fe80::1%25eth0]:1").value().host(), "fe80::1%eth0");
 }
 
-TEST(URL, ThePathIsDecodedAndHasNoSlashAtItsEnd) {
+TEST(URL, PathIsDecodedWithoutFinalSlash) {
   EXPECT_EQ(pathOf("file:///tmp/dir/"), "/tmp/dir");
   EXPECT_EQ(pathOf("file:///tmp/dir///"), "/tmp/dir");
   EXPECT_EQ(pathOf("file:///"), "/");
@@ -190,7 +190,7 @@ TEST(URL, ThePathIsDecodedAndHasNoSlashAtItsEnd) {
   EXPECT_EQ(pathOf("a%2"), "a%2");
 }
 
-TEST(URL, ASavedPathReadsBackAsAURLOfThatPath) {
+TEST(URL, StoredPathParsesToAURLOfThatPath) {
   const URL saved = URL::from("file:///tmp/a%20b.txt").value();
   const URL read = URL::from(saved.path()).value();
   EXPECT_EQ(read.absoluteString(), "/tmp/a%20b.txt");
@@ -201,7 +201,7 @@ TEST(URL, ASavedPathReadsBackAsAURLOfThatPath) {
   EXPECT_EQ(URL::from(URL::from("file:////h:x/").value().path()), std::nullopt);
 }
 
-TEST(URL, AFileURLTellsItsScheme) {
+TEST(URL, FileURLHasTheFileScheme) {
   EXPECT_TRUE(URL::from("file:///x").value().isFileURL());
   EXPECT_TRUE(URL::from("FiLe:x").value().isFileURL());
   for (const char* text : {"files:x", "fil:x", "/file:x", "f", "file", "FIL\x05:", "//file:80"}) {
@@ -222,7 +222,7 @@ TEST(URL, AFileURLKeepsEveryByteOfThePath) {
   EXPECT_EQ(URL::fileURLWithPath("/a\0b"sv).absoluteString(), "file:///a%00b");
 }
 
-TEST(URL, AFileURLEndsWithASlashWhenItNamesAFolder) {
+TEST(URL, FileURLOfADirectoryEndsWithASlash) {
   const TemporaryFolder folder;
   std::ofstream(folder.path() + "/file") << "x";
   const auto made = [](const std::string& path, URL::DirectoryHint hint) {
@@ -244,7 +244,7 @@ TEST(URL, AFileURLEndsWithASlashWhenItNamesAFolder) {
   EXPECT_FALSE(URL::fileURLWithPath("/a").hasDirectoryPath());
 }
 
-TEST(URL, ARelativePathIsTakenFromTheCurrentFolder) {
+TEST(URL, RelativePathIsResolvedAgainstTheCurrentDirectory) {
   const TemporaryFolder folder;
   ASSERT_EQ(::chdir(folder.path().c_str()), 0);
   const std::string current = std::filesystem::current_path().string();
@@ -255,7 +255,7 @@ TEST(URL, ARelativePathIsTakenFromTheCurrentFolder) {
   EXPECT_EQ(URL::fileURLWithPath("x").path(), "/x");
 }
 
-TEST(URL, WithoutACurrentFolderARelativePathCannotBeTaken) {
+TEST(URL, RelativePathWithoutACurrentDirectoryThrows) {
   std::string gone;
   {
     const TemporaryFolder folder;
@@ -303,7 +303,7 @@ std::string deleted(std::string_view text) {
   return URL::from(text).value().deletingLastPathComponent().absoluteString();
 }
 
-TEST(URL, TheContainingFolderEndsWithASlash) {
+TEST(URL, ParentDirectoryEndsWithASlash) {
   EXPECT_EQ(deleted("file:///a/b"), "file:///a/");
   EXPECT_EQ(deleted("file:///a/b/"), "file:///a/");
   EXPECT_EQ(deleted("file:///a/b//"), "file:///a/");
@@ -315,14 +315,14 @@ TEST(URL, TheContainingFolderEndsWithASlash) {
   EXPECT_EQ(deleted("x:a"), "x:./");
 }
 
-TEST(URL, TheRootHasNoContainingFolder) {
+TEST(URL, RootHasNoParentDirectory) {
   EXPECT_EQ(deleted("file:///"), "file:///");
   EXPECT_EQ(deleted("file:////"), "file:////");
   EXPECT_EQ(deleted("https://h"), "https://h");
   EXPECT_EQ(deleted("/"), "/");
 }
 
-TEST(URL, WithDotsAtItsEndTheContainingFolderIsOneUp) {
+TEST(URL, ParentOfAPathEndingInDotsAppendsTwoDots) {
   EXPECT_EQ(deleted("file:///a/.."), "file:///a/../../");
   EXPECT_EQ(deleted("./"), "./../");
   EXPECT_EQ(deleted("../"), "../../");
@@ -353,7 +353,7 @@ TEST(URL, ThePathExtensionFollowsTheLastDot) {
   EXPECT_EQ(extension("https://h"), "");
 }
 
-TEST(URL, ThoseSpeltAlikeAreEqualAndHashAlike) {
+TEST(URL, EqualTextsAreEqualAndHashAlike) {
   const URL url = URL::from("/a b").value();
   EXPECT_EQ(url, URL::from("/a%20b"));
   EXPECT_NE(url, URL::from("/a%20b/"));

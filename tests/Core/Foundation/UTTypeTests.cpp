@@ -65,7 +65,7 @@ TEST_F(UTTypeTest, CommonTypesAreThereWithoutADatabase) {
   EXPECT_EQ(UTType::data().preferredMIMEType(), "application/octet-stream");
 }
 
-TEST_F(UTTypeTest, ExtensionsThatNobodyDeclaredGetTypesOfTheirOwn) {
+TEST_F(UTTypeTest, UndeclaredExtensionsGetDynamicTypes) {
   const UTType type = *UTType::fromFilenameExtension("cdg");
   EXPECT_EQ(type.identifier(), "dyn.ah62d4rv4ge80g3dh");
   EXPECT_TRUE(type.isDynamic());
@@ -85,7 +85,7 @@ TEST_F(UTTypeTest, ExtensionsThatNobodyDeclaredGetTypesOfTheirOwn) {
   EXPECT_TRUE(UTType::fromFilenameExtension("csv", UTType::image())->isDynamic());
 }
 
-TEST_F(UTTypeTest, ExtensionsOfAnyBytesHaveTypesExceptThoseThatNoNameCanHave) {
+TEST_F(UTTypeTest, EveryPossibleExtensionHasAType) {
   for (const std::string& extension :
        {std::string("\xFF\xC3"), std::string(4096, 'x'), std::string(" "), std::string("tar.gz"), std::string("*")}) {
     const auto type = UTType::fromFilenameExtension(extension);
@@ -126,7 +126,7 @@ TEST_F(UTTypeTest, TheDatabaseMayGiveACommonExtensionToAnotherType) {
   EXPECT_TRUE(UTType::fromFilenameExtension("csv", UTType::text())->isDynamic());
 }
 
-TEST_F(UTTypeTest, MIMETypesHaveTypesWhetherKnownOrNot) {
+TEST_F(UTTypeTest, UnknownMIMETypesHaveTypesToo) {
   EXPECT_EQ(UTType::fromMIMEType("text/csv; charset=utf-8")->identifier(), "public.comma-separated-values-text");
   EXPECT_EQ(UTType::fromMIMEType("IMAGE/PNG")->identifier(), "public.png");
   const UTType unknown = *UTType::fromMIMEType("audio/x-unheard-of");
@@ -154,7 +154,7 @@ TEST_F(UTTypeTest, FilesAreTypedByNameOrContents) {
   EXPECT_EQ(UTType::ofContents("\xFF", {}), UTType::plainText());
 }
 
-TEST_F(UTTypeTest, FoldersLinksAndDevicesAreTypedByWhatTheyAre) {
+TEST_F(UTTypeTest, DirectoriesLinksAndDevicesHaveTheirOwnTypes) {
   std::filesystem::create_directories(folder.path() + "/inner.png");
   ASSERT_EQ(::mkfifo((folder.path() + "/fifo").c_str(), 0600), 0);
   std::filesystem::create_symlink("inner.png", folder.path() + "/link");
@@ -171,7 +171,7 @@ TEST_F(UTTypeTest, FoldersLinksAndDevicesAreTypedByWhatTheyAre) {
   EXPECT_THROW(static_cast<void>(UTType::ofFile(*URL::from("https://example.org/a.png"))), URLError);
 }
 
-TEST_F(UTTypeTest, AFileThatMayNotBeReadIsTypedByItsName) {
+TEST_F(UTTypeTest, UnreadableFileIsTypedByItsName) {
   put("share/mime/globs2", "50:text/x-doc:*.doc\n50:application/x-doc:*.doc\n");
   put("a.doc", "");
   put("b", "text");

@@ -19,14 +19,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
-TEST(UUID, RandomOnesAreOfVersionFour) {
+TEST(UUID, RandomIdentifiersHaveVersionFour) {
   for (int round = 0; round < 1000; ++round) {
     EXPECT_THAT(UUID::random().uuidString(),
                 MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
   }
 }
 
-TEST(UUID, RandomOnesUseAllOtherBits) {
+TEST(UUID, RandomIdentifiersUseAllOtherBits) {
   UUID::Bytes set{};
   UUID::Bytes clear{};
   for (int round = 0; round < 200; ++round) {
@@ -42,7 +42,7 @@ TEST(UUID, RandomOnesUseAllOtherBits) {
   }
 }
 
-TEST(UUID, RandomOnesOfSeveralThreadsDiffer) {
+TEST(UUID, ThreadsMakeDifferentIdentifiers) {
   constexpr int perThread = 20'000;
   std::vector<std::vector<UUID>> made(4);
   std::vector<std::thread> threads;
@@ -80,7 +80,7 @@ std::vector<UUID> uuidsOfForkedChild() {
   return uuids;
 }
 
-TEST(UUID, RandomOnesOfForkedChildrenDiffer) {
+TEST(UUID, ForkedChildrenMakeDifferentIdentifiers) {
   // Not at the beginning of a supply, so that parent and child have the same rest.
   std::unordered_set<UUID> all{UUID::random()};
   std::size_t count = 1;
@@ -92,7 +92,7 @@ TEST(UUID, RandomOnesOfForkedChildrenDiffer) {
   EXPECT_EQ(all.size(), count);
 }
 
-TEST(UUID, AForkBeforeFirstUseMakesDifferentOnes) {
+TEST(UUID, ForkBeforeFirstUseGivesDifferentIdentifiers) {
   std::unordered_set<UUID> all;
   for (int round = 0; round < 2; ++round) {
     for (const UUID& uuid : uuidsOfForkedChild()) all.insert(uuid);
@@ -100,7 +100,7 @@ TEST(UUID, AForkBeforeFirstUseMakesDifferentOnes) {
   EXPECT_EQ(all.size(), 16u);
 }
 
-TEST(UUID, ATextOfEitherCaseIsRead) {
+TEST(UUID, ParsesEitherCase) {
   const auto upper = UUID::from("E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
   ASSERT_TRUE(upper.has_value());
   EXPECT_THAT(upper->bytes(), ElementsAre(0xE6, 0x21, 0xE1, 0xF8, 0xC3, 0x6C, 0x49, 0x5A, 0x93, 0xFC, 0x0C, 0x24, 0x7A,
@@ -129,7 +129,7 @@ TEST(UUID, AnyOtherTextIsRefused) {
   EXPECT_EQ(UUID::from("E621E1F8C36C495A93FC0C247A3E6E5F"), std::nullopt);
 }
 
-TEST(UUID, EveryOneSurvivesTheWayThroughItsText) {
+TEST(UUID, EveryIdentifierParsesFromItsText) {
   std::mt19937 random(9562);
   for (int round = 0; round < 10'000; ++round) {
     UUID::Bytes bytes;
@@ -146,7 +146,7 @@ TEST(UUID, TheOrderIsThatOfTheTexts) {
   }
 }
 
-TEST(UUID, ThoseThatDifferInOneByteHashDifferently) {
+TEST(UUID, IdentifiersThatDifferInOneByteHashDifferently) {
   std::unordered_set<std::size_t> hashes;
   for (std::size_t i = 0; i < 16; ++i) {
     for (int value = 1; value < 256; ++value) {

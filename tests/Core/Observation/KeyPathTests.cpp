@@ -60,7 +60,7 @@ TEST(KeyPath, ReadsDataMembersAndMemberFunctions) {
   EXPECT_EQ(keyPath<&Track::sortTitle>.read(track), "Blue");
 }
 
-TEST(KeyPath, IsEqualToThatOfTheSameMemberOnly) {
+TEST(KeyPath, EqualsOnlyThatOfTheSameMember) {
   const AnyKeyPath title = keyPath<&Track::title>;
   EXPECT_EQ(title, keyPath<&Track::title>);
   EXPECT_EQ(title, keyPath<&Single::title>);
@@ -71,13 +71,13 @@ TEST(KeyPath, IsEqualToThatOfTheSameMemberOnly) {
   EXPECT_NE(keyPath<&Track::seconds>, keyPath<&Single::year>);
 }
 
-TEST(KeyPath, KnowsEqualOnesFromUnequalOnesAcrossInstancesOfATemplate) {
+TEST(KeyPath, DistinguishesMembersOfTemplateInstances) {
   EXPECT_NE(AnyKeyPath(keyPath<&Box<int>::content>), AnyKeyPath(keyPath<&Box<long>::content>));
   EXPECT_EQ(AnyKeyPath(keyPath<&Box<int>::content>), AnyKeyPath(keyPath<&Box<int>::content>));
 }
 
 // A privately loaded library brings another record with the same tag.
-TEST(KeyPath, IsEqualToThatOfAnotherCopyOfTheRecord) {
+TEST(KeyPath, EqualsAnotherCopyOfItsRecord) {
   const auto copy = detail::KeyPathOf<&Track::title>::record;
   const KeyPath<Track, std::string> other(copy);
   EXPECT_EQ(other, keyPath<&Track::title>);
@@ -94,7 +94,7 @@ const Tests::PluginKeyPaths* keyPathsOf(const char* plugin) {
   return reinterpret_cast<const Tests::PluginKeyPaths* (*)()>(::dlsym(handle, "pluginKeyPaths"))();
 }
 
-TEST(KeyPath, IsTheSameInAHostAndInTwoPlugIns) {
+TEST(KeyPath, IsEqualInAHostAndTwoPlugIns) {
   const Tests::PluginKeyPaths* const first = keyPathsOf(TESSALY_FIRST_KEY_PATH_PLUGIN);
   const Tests::PluginKeyPaths* const second = keyPathsOf(TESSALY_SECOND_KEY_PATH_PLUGIN);
   ASSERT_TRUE(first != nullptr && second != nullptr && first != second);
@@ -118,7 +118,7 @@ TEST(KeyPath, IsTheSameInAHostAndInTwoPlugIns) {
   EXPECT_EQ(counts.size(), 1U);
 }
 
-TEST(KeyPath, OfAPlugInReadsAndFollowsAnObjectOfTheHost) {
+TEST(KeyPath, KeyPathOfAPlugInObservesAHostsObject) {
   const Tests::PluginKeyPaths* const plugin = keyPathsOf(TESSALY_FIRST_KEY_PATH_PLUGIN);
   ASSERT_NE(plugin, nullptr);
   const auto tune = std::make_shared<Tests::Tune>();
@@ -131,13 +131,13 @@ TEST(KeyPath, OfAPlugInReadsAndFollowsAnObjectOfTheHost) {
   EXPECT_THAT(minutes, ElementsAre(4));
 }
 
-TEST(KeyPath, OfAClassInAnUnnamedNamespaceIsNotTakenForThatOfAnotherFile) {
+TEST(KeyPath, LocalClassesOfTwoFilesDiffer) {
   const auto copy = detail::KeyPathOf<&Hidden::title>::record;
   EXPECT_EQ((KeyPath<Hidden, int>(copy) == keyPath<&Hidden::title>), false);
   EXPECT_EQ(keyPath<&Hidden::title>, keyPath<&Hidden::title>);
 }
 
-TEST(KeyPath, IsAKeyOfATable) {
+TEST(KeyPath, CanBeAKeyOfATable) {
   std::unordered_map<AnyKeyPath, int> counts;
   ++counts[keyPath<&Track::title>];
   ++counts[keyPath<&Track::title>];
@@ -146,7 +146,7 @@ TEST(KeyPath, IsAKeyOfATable) {
   EXPECT_EQ(counts.at(keyPath<&Track::title>), 2);
 }
 
-TEST(KeyPath, IsAProjection) {
+TEST(KeyPath, CanBeAProjection) {
   std::vector<Track> tracks{{"c", 1}, {"a", 3}, {"b", 2}};
   std::ranges::sort(tracks, {}, keyPath<&Track::title>);
   EXPECT_EQ(tracks[0].title, "a");
@@ -154,7 +154,7 @@ TEST(KeyPath, IsAProjection) {
   EXPECT_EQ(tracks[0].title, "c");
 }
 
-TEST(KeyPath, TellsItsNames) {
+TEST(KeyPath, GivesItsNames) {
   std::ostringstream stream;
   stream << keyPath<&Track::minutes>;
   EXPECT_EQ(stream.str(), "Track.minutes");
@@ -163,7 +163,7 @@ TEST(KeyPath, TellsItsNames) {
   EXPECT_EQ(keyPath<&Hidden::title>.name(), "title");
 }
 
-TEST(KeyPath, TellsWhetherItsPropertyIsComputed) {
+TEST(KeyPath, KnowsWhetherItsPropertyIsComputed) {
   EXPECT_FALSE(keyPath<&Track::title>.isComputed());
   EXPECT_TRUE(keyPath<&Track::minutes>.isComputed());
   EXPECT_TRUE(keyPath<&Track::sortTitle>.isComputed());

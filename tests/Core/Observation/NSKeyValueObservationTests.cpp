@@ -81,7 +81,7 @@ struct Recorder {
   }
 };
 
-TEST(NSKeyValueObservation, TellsOfEachChangeWhatWasAskedFor) {
+TEST(NSKeyValueObservation, RecordsContainTheRequestedValues) {
   const auto player = std::make_shared<Player>();
   std::vector<std::pair<Number, Number>> none;
   std::vector<std::pair<Number, Number>> olds;
@@ -102,7 +102,7 @@ TEST(NSKeyValueObservation, TellsOfEachChangeWhatWasAskedFor) {
   EXPECT_THAT(both, ElementsAre(Pair(50, 60), Pair(60, 60), Pair(60, 65)));
 }
 
-TEST(NSKeyValueObservation, TellsOfTheInitialValueBeforeObserveReturns) {
+TEST(NSKeyValueObservation, InitialRecordArrivesBeforeObserveReturns) {
   const auto player = std::make_shared<Player>();
   const std::optional<int> no;
   std::vector<std::pair<Number, Number>> bare;
@@ -116,7 +116,7 @@ TEST(NSKeyValueObservation, TellsOfTheInitialValueBeforeObserveReturns) {
   EXPECT_THAT(all, ElementsAre(Pair(no, 50), Pair(50, 51)));
 }
 
-TEST(NSKeyValueObservation, OfAComputedPropertyFollowsWhatThatReads) {
+TEST(NSKeyValueObservation, ComputedPropertyFollowsItsReads) {
   const auto player = std::make_shared<Player>();
   std::vector<std::pair<Number, Number>> records;
   const auto observation = observe(player, keyPath<&Player::loudness>, Options::new_ | Options::old, Recorder{records});
@@ -127,7 +127,7 @@ TEST(NSKeyValueObservation, OfAComputedPropertyFollowsWhatThatReads) {
   EXPECT_THAT(records, ElementsAre(Pair(100, 20), Pair(20, 0), Pair(0, 60)));
 }
 
-TEST(NSKeyValueObservation, OfWhatARegistrarAnnouncesIsTheSame) {
+TEST(NSKeyValueObservation, ObservesPropertiesOfARegistrar) {
   const auto counter = std::make_shared<Counter>();
   std::vector<std::pair<Number, Number>> records;
   const auto observation = observe(counter, keyPath<&Counter::value>, Options::new_ | Options::old, Recorder{records});
@@ -135,7 +135,7 @@ TEST(NSKeyValueObservation, OfWhatARegistrarAnnouncesIsTheSame) {
   EXPECT_THAT(records, ElementsAre(Pair(0, 1)));
 }
 
-TEST(NSKeyValueObservation, OfAPlainMemberTellsNothing) {
+TEST(NSKeyValueObservation, PlainMemberReportsNothing) {
   const auto player = std::make_shared<Player>();
   std::vector<std::pair<Number, Number>> records;
   const auto observation = observe(player, keyPath<&Player::plain>, Options::new_, Recorder{records});
@@ -143,7 +143,7 @@ TEST(NSKeyValueObservation, OfAPlainMemberTellsNothing) {
   EXPECT_THAT(records, IsEmpty());
 }
 
-TEST(NSKeyValueObservation, TellsAChangeMadeByTheHandlerAtOnce) {
+TEST(NSKeyValueObservation, HandlersOwnChangeIsReportedAtOnce) {
   const auto player = std::make_shared<Player>();
   std::vector<int> values;
   const auto observation = observe(player, keyPath<&Player::volume>, Options::new_, [&](const auto& change) {
@@ -172,7 +172,7 @@ TEST(NSKeyValueObservation, EndsWithItsOwner) {
   EXPECT_THAT(records, IsEmpty());
 }
 
-TEST(NSKeyValueObservation, LetsGoOfItsHandlerWhenItEnds) {
+TEST(NSKeyValueObservation, DestroysItsHandlerAtItsEnd) {
   const auto player = std::make_shared<Player>();
   auto witness = std::make_shared<int>();
   auto observation = observe(player, keyPath<&Player::volume>, Options::new_, [witness](const auto&) {});
@@ -192,7 +192,7 @@ TEST(NSKeyValueObservation, OutlivesItsObject) {
   observation.invalidate();
 }
 
-TEST(NSKeyValueObservation, MayBeEndedByItsHandler) {
+TEST(NSKeyValueObservation, HandlerMayEndTheObservation) {
   const auto player = std::make_shared<Player>();
   int changes = 0;
   NSKeyValueObservation observation;
@@ -205,7 +205,7 @@ TEST(NSKeyValueObservation, MayBeEndedByItsHandler) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(NSKeyValueObservation, MayLoseItsObjectInTheHandler) {
+TEST(NSKeyValueObservation, HandlerMayDestroyTheObject) {
   auto player = std::make_shared<Player>();
   int changes = 0;
   const auto observation = observe(player, keyPath<&Player::volume>, Options::none, [&](const auto&) {
@@ -217,7 +217,7 @@ TEST(NSKeyValueObservation, MayLoseItsObjectInTheHandler) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(NSKeyValueObservation, DoesNotCountAsReadByWhoMakesIt) {
+TEST(NSKeyValueObservation, ObservingIsNotTrackedAsARead) {
   const auto player = std::make_shared<Player>();
   int changes = 0;
   NSKeyValueObservation observation;
@@ -248,7 +248,7 @@ TEST(NSKeyValueObservation, AllocatesNothingForAChange) {
   EXPECT_EQ(calls, 40);
 }
 
-TEST(NSKeyValueObservation, FollowsAFunctionThatReadsVeryManyPropertiesManyTimes) {
+TEST(NSKeyValueObservation, FollowsManyRepeatedReads) {
   struct Many {
     std::vector<std::unique_ptr<Property<int>>> values;
     Property<bool> isBackwards = false;
@@ -276,7 +276,7 @@ TEST(NSKeyValueObservation, FollowsAFunctionThatReadsVeryManyPropertiesManyTimes
 }
 
 // A function does not follow its own changes. It follows the changes of a handler that runs meanwhile.
-TEST(NSKeyValueObservation, OfAFunctionThatChangesWhatItReadsComesToRest) {
+TEST(NSKeyValueObservation, FunctionThatChangesItsReadsComesToRest) {
   struct Odd {
     mutable Property<int> readings = 0;
     Property<int> value = 0;
@@ -301,7 +301,7 @@ TEST(NSKeyValueObservation, OfAFunctionThatChangesWhatItReadsComesToRest) {
   EXPECT_THAT(totals, ElementsAre(1, 11, 11));
 }
 
-TEST(NSKeyValueObservation, MayEndOthersAndMakeNewOnesInItsHandler) {
+TEST(NSKeyValueObservation, HandlerMayEndAndMakeObservations) {
   for (int ending = 0; ending < 4; ++ending) {
     const auto player = std::make_shared<Player>();
     std::vector<int> calls(4);
@@ -328,7 +328,7 @@ TEST(NSKeyValueObservation, MayEndOthersAndMakeNewOnesInItsHandler) {
   }
 }
 
-TEST(NSKeyValueObservation, OfAnObjectThatAHandlerDropsTellsNobodyElse) {
+TEST(NSKeyValueObservation, ObjectDestroyedInAHandlerNotifiesNoOtherObserver) {
   auto player = std::make_shared<Player>();
   int changes = 0;
   std::vector<NSKeyValueObservation> observations;
@@ -344,7 +344,7 @@ TEST(NSKeyValueObservation, OfAnObjectThatAHandlerDropsTellsNobodyElse) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(NSKeyValueObservation, EndsWhileTheHandlerOfAnotherOneWaits) {
+TEST(NSKeyValueObservation, EndsWhileAnotherHandlerWaits) {
   const auto player = std::make_shared<Player>();
   int changes = 0;
   std::vector<NSKeyValueObservation> observations(3);
@@ -363,7 +363,7 @@ TEST(NSKeyValueObservation, EndsWhileTheHandlerOfAnotherOneWaits) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(NSKeyValueObservation, OfAFunctionThatThrowsIsNotMade) {
+TEST(NSKeyValueObservation, ThrowingFunctionMakesNoObservation) {
   struct Failing {
     Property<int> value = 0;
     [[nodiscard]] int checked() const {
@@ -380,7 +380,7 @@ TEST(NSKeyValueObservation, OfAFunctionThatThrowsIsNotMade) {
   failing->value = 1;
 }
 
-TEST(NSKeyValueObservation, ComesAndGoesOnSeveralThreadsWhileOthersChange) {
+TEST(NSKeyValueObservation, ThreadsMayObserveAndEndDuringChanges) {
   for (int round = 0; round < repetitions(100); ++round) {
     const auto counter = std::make_shared<Counter>();
     std::atomic<int> last = 0;
@@ -409,7 +409,7 @@ TEST(NSKeyValueObservation, ComesAndGoesOnSeveralThreadsWhileOthersChange) {
 }
 
 // One thread changes the value, the other one the object that it is read from.
-TEST(NSKeyValueObservation, OfAFunctionThatReadsNowThisNowThatTellsTheLastValueToo) {
+TEST(NSKeyValueObservation, FunctionWithVaryingReadsReportsTheLastValue) {
   struct Two {
     Counter choice;
     Counter even;
@@ -434,7 +434,7 @@ TEST(NSKeyValueObservation, OfAFunctionThatReadsNowThisNowThatTellsTheLastValueT
   }
 }
 
-TEST(NSKeyValueObservation, WaitsAtItsEndForACallOnAnotherThread) {
+TEST(NSKeyValueObservation, EndWaitsForACallOnAnotherThread) {
   for (int round = 0; round < repetitions(50); ++round) {
     const auto player = std::make_shared<Player>();
     std::atomic<bool> isInside = false;
@@ -466,7 +466,7 @@ TEST(NSKeyValueObservation, WaitsAtItsEndForACallOnAnotherThread) {
   }
 }
 
-TEST(NSKeyValueObservation, TellsTheLastValueHoweverManyThreadsChangeIt) {
+TEST(NSKeyValueObservation, ReportsTheLastValueOfManyThreads) {
   for (int round = 0; round < repetitions(200); ++round) {
     const auto counter = std::make_shared<Counter>();
     std::atomic<int> last = 0;
@@ -487,7 +487,7 @@ TEST(NSKeyValueObservation, TellsTheLastValueHoweverManyThreadsChangeIt) {
   }
 }
 
-TEST(NSKeyValueObservation, EndsOnOneThreadWhileAnotherChangesAndAThirdDropsTheObject) {
+TEST(NSKeyValueObservation, ThreeThreadsMayChangeEndAndDestroyAtOnce) {
   for (int round = 0; round < repetitions(300); ++round) {
     auto counter = std::make_shared<Counter>();
     auto alive = std::make_unique<int>(1);
@@ -519,7 +519,7 @@ TEST(NSKeyValueObservation, SecondThreadCallsObserversThatAreFree) {
   EXPECT_THAT(order, ElementsAre(1, 2, 1, 2));
 }
 
-TEST(NSKeyValueObservation, OfStoredPropertyDeliversTheLastValueOfSeveralThreads) {
+TEST(NSKeyValueObservation, StoredPropertyReportsTheLastValueOfSeveralThreads) {
   for (int round = 0; round < repetitions(200); ++round) {
     const auto gauge = std::make_shared<Gauge>();
     std::vector<std::atomic<int>> last(7);
@@ -542,7 +542,7 @@ TEST(NSKeyValueObservation, OfStoredPropertyDeliversTheLastValueOfSeveralThreads
   }
 }
 
-TEST(NSKeyValueObservation, OfStoredPropertyEndsAndBeginsWhileThreadsChangeIt) {
+TEST(NSKeyValueObservation, StoredPropertyMayBeObservedAndReleasedDuringChanges) {
   for (int round = 0; round < repetitions(100); ++round) {
     const auto gauge = std::make_shared<Gauge>();
     std::atomic<int> callsOfLasting = 0;
@@ -576,7 +576,7 @@ TEST(NSKeyValueObservation, OfStoredPropertyEndsAndBeginsWhileThreadsChangeIt) {
   }
 }
 
-TEST(NSKeyValueObservation, OfStoredPropertyMayEndInItsHandlerOnSeveralThreads) {
+TEST(NSKeyValueObservation, HandlersOnSeveralThreadsMayEndTheObservation) {
   for (int round = 0; round < repetitions(200); ++round) {
     auto gauge = std::make_shared<Gauge>();
     std::vector<std::atomic<int>> calls(6);
@@ -601,7 +601,7 @@ TEST(NSKeyValueObservation, OfStoredPropertyMayEndInItsHandlerOnSeveralThreads) 
   }
 }
 
-TEST(NSKeyValueObservationDeathTest, AThrowOutOfTheHandlerStopsTheProcess) {
+TEST(NSKeyValueObservationDeathTest, ThrowingHandlerStopsTheProcess) {
   EXPECT_EXIT(
       {
         const auto player = std::make_shared<Player>();

@@ -481,9 +481,9 @@ bool isCaught(Omission omission) {
 
 TEST(ObservationDeliveryModel, FindsAnEndWithoutFence) { EXPECT_TRUE(isCaught(Omission::fence)); }
 
-TEST(ObservationDeliveryModel, FindsACallWithoutLookAfterTheMark) { EXPECT_TRUE(isCaught(Omission::lookAfterTheMark)); }
+TEST(ObservationDeliveryModel, FindsAMissingCheckAfterTheMark) { EXPECT_TRUE(isCaught(Omission::lookAfterTheMark)); }
 
-TEST(ObservationDeliveryModel, FindsACallWithoutLookAtItsEnd) { EXPECT_TRUE(isCaught(Omission::lookAfterTheCall)); }
+TEST(ObservationDeliveryModel, FindsAMissingCheckAtTheEndOfACall) { EXPECT_TRUE(isCaught(Omission::lookAfterTheCall)); }
 
 TEST(ObservationDeliveryModel, FindsAnObserverFreedDuringATurn) { EXPECT_TRUE(isCaught(Omission::lateRemoval)); }
 

@@ -43,7 +43,7 @@ class Person {
   ObservationRegistrar registrar_;
 };
 
-TEST(ObservationRegistrar, CallsWhoReadAPropertyBeforeItChanges) {
+TEST(ObservationRegistrar, CallsTrackersBeforeTheChange) {
   Person person;
   std::vector<std::string> seen;
   withObservationTracking([&] { static_cast<void>(person.name()); }, [&] { seen.push_back(person.name()); });
@@ -54,7 +54,7 @@ TEST(ObservationRegistrar, CallsWhoReadAPropertyBeforeItChanges) {
   EXPECT_EQ(person.name(), "Grace");
 }
 
-TEST(ObservationRegistrar, TellsItsPropertiesApart) {
+TEST(ObservationRegistrar, DistinguishesItsProperties) {
   Person person;
   int names = 0;
   int ages = 0;
@@ -68,7 +68,7 @@ TEST(ObservationRegistrar, TellsItsPropertiesApart) {
   EXPECT_EQ(ages, 1);
 }
 
-TEST(ObservationRegistrar, AnnouncesTheEndOfAMutationThatThrows) {
+TEST(ObservationRegistrar, AnnouncesTheEndOfAThrowingMutation) {
   Person person;
   const auto mutate = [&] {
     person.registrar().withMutation(person, keyPath<&Person::name>, [&] {
@@ -88,7 +88,7 @@ TEST(ObservationRegistrar, GivesTheResultOfTheBody) {
   EXPECT_EQ(&result, &value);
 }
 
-TEST(ObservationRegistrar, CountsAMutationThatBeganBeforeAnybodyTracked) {
+TEST(ObservationRegistrar, CountsAMutationThatBeganBeforeTracking) {
   Person person;
   int changes = 0;
   person.registrar().willSet(person, keyPath<&Person::age>);
@@ -113,7 +113,7 @@ TEST(ObservationRegistrar, CountsItsEndAsAChangeOfEveryTrackedProperty) {
   EXPECT_EQ(both, 1);
 }
 
-TEST(ObservationRegistrar, AllocatesNothingWhereNobodyTracks) {
+TEST(ObservationRegistrar, AllocatesNothingWithoutTracking) {
   Person person;
   EXPECT_EQ(allocationsOf([&] {
               static_cast<void>(person.age());

@@ -89,7 +89,7 @@ TEST(ObservationTracking, CallsTheHandlerOnceForChangesOfSeveralProperties) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, CallsTheHandlerOnTheChangingThreadWhileTheOldValueIsVisible) {
+TEST(ObservationTracking, HandlerSeesTheOldValueOnTheChangingThread) {
   std::thread::id thread;
   int seen = 0;
   Cell cell(1);
@@ -115,13 +115,13 @@ TEST(ObservationTracking, CountsAnEqualValueAsAChange) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, DropsTheHandlerWhereNothingIsRead) {
+TEST(ObservationTracking, DestroysTheHandlerIfNothingIsRead) {
   auto witness = std::make_shared<int>();
   EXPECT_EQ(withObservationTracking([] { return 1; }, [witness] {}), 1);
   EXPECT_EQ(witness.use_count(), 1);
 }
 
-TEST(ObservationTracking, LetsGoOfTheHandlerOnceItWasCalled) {
+TEST(ObservationTracking, DestroysTheHandlerAfterItsCall) {
   Cell first;
   Cell second;
   auto witness = std::make_shared<int>();
@@ -131,7 +131,7 @@ TEST(ObservationTracking, LetsGoOfTheHandlerOnceItWasCalled) {
   EXPECT_EQ(witness.use_count(), 1);
 }
 
-TEST(ObservationTracking, RecordsOnlyWhatIsReadUntilTheFunctionReturns) {
+TEST(ObservationTracking, RecordsOnlyReadsOfTheFunction) {
   int changes = 0;
   Cell early;
   Cell late;
@@ -145,7 +145,7 @@ TEST(ObservationTracking, RecordsOnlyWhatIsReadUntilTheFunctionReturns) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, RecordsNothingThatAnotherThreadReads) {
+TEST(ObservationTracking, IgnoresReadsOfOtherThreads) {
   int changes = 0;
   Cell cell;
   Cell other;
@@ -159,7 +159,7 @@ TEST(ObservationTracking, RecordsNothingThatAnotherThreadReads) {
   EXPECT_EQ(changes, 0);
 }
 
-TEST(ObservationTracking, MergesWhatAnInnerOneReadIntoTheOuterOne) {
+TEST(ObservationTracking, OuterTrackingIncludesInnerReads) {
   std::vector<std::string> calls;
   Cell cell;
   Cell ofTheOuterOne;
@@ -175,7 +175,7 @@ TEST(ObservationTracking, MergesWhatAnInnerOneReadIntoTheOuterOne) {
   EXPECT_EQ(calls.size(), 2U);
 }
 
-TEST(ObservationTracking, OfAFunctionThatThrowsTracksNothing) {
+TEST(ObservationTracking, ThrowingFunctionTracksNothing) {
   int changes = 0;
   Cell cell;
   EXPECT_THROW(withObservationTracking(
@@ -189,7 +189,7 @@ TEST(ObservationTracking, OfAFunctionThatThrowsTracksNothing) {
   EXPECT_EQ(changes, 0);
 }
 
-TEST(ObservationTracking, OfAnInnerFunctionThatThrowsTracksForTheOuterOne) {
+TEST(ObservationTracking, ReadsOfAThrowingInnerFunctionCountForTheOuter) {
   int changes = 0;
   Cell cell;
   withObservationTracking(
@@ -204,7 +204,7 @@ TEST(ObservationTracking, OfAnInnerFunctionThatThrowsTracksForTheOuterOne) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, FollowsFunctionsThatReadVeryManyPropertiesManyTimes) {
+TEST(ObservationTracking, FollowsManyRepeatedReads) {
   std::vector<std::unique_ptr<Cell>> cells;
   for (int i = 0; i < 1000; ++i) cells.push_back(std::make_unique<Cell>());
   for (const int changed : {0, 7, 8, 15, 16, 17, 500, 999}) {
@@ -224,7 +224,7 @@ TEST(ObservationTracking, FollowsFunctionsThatReadVeryManyPropertiesManyTimes) {
   }
 }
 
-TEST(ObservationTracking, MayBeMadeAgainInTheHandlerWhichIsThenCalledAgainAfterTheChange) {
+TEST(ObservationTracking, TrackingAgainInTheHandlerCallsItAfterTheChange) {
   std::vector<int> seen;
   std::function<void()> track;
   Cell cell(1);
@@ -236,7 +236,7 @@ TEST(ObservationTracking, MayBeMadeAgainInTheHandlerWhichIsThenCalledAgainAfterT
   EXPECT_THAT(seen, ElementsAre(1, 1, 2, 2, 3));
 }
 
-TEST(ObservationTracking, DoesNotCallAHandlerAgainForAChangeThatItMakes) {
+TEST(ObservationTracking, HandlersOwnChangeDoesNotCallItAgain) {
   int changes = 0;
   Cell cell;
   withObservationTracking([&] { return cell.value(); },
@@ -249,7 +249,7 @@ TEST(ObservationTracking, DoesNotCallAHandlerAgainForAChangeThatItMakes) {
   EXPECT_EQ(cell.value(), 1);
 }
 
-TEST(ObservationTracking, DoesNotTakeAChangeOfTheFunctionsOwnForOneThatItMissed) {
+TEST(ObservationTracking, FunctionsOwnChangeDoesNotCallTheHandler) {
   int changes = 0;
   Cell cell;
   const auto track = [&] {
@@ -266,7 +266,7 @@ TEST(ObservationTracking, DoesNotTakeAChangeOfTheFunctionsOwnForOneThatItMissed)
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, KeepsWhatAHandlerReadsOutOfTheFunctionThatCausedItsCall) {
+TEST(ObservationTracking, ReadsOfACalledHandlerAreNotTracked) {
   int changes = 0;
   Cell cell;
   Cell readByTheHandler;
@@ -287,7 +287,7 @@ TEST(ObservationTracking, CountsTheEndOfAnObjectAsOneChange) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, TakesItThatAHandlerReadsTheEndingObjectOnceMore) {
+TEST(ObservationTracking, HandlerMayReadTheEndingObject) {
   std::vector<int> seen;
   auto cell = std::make_unique<Cell>(1);
   std::function<void()> track = [&] {
@@ -300,7 +300,7 @@ TEST(ObservationTracking, TakesItThatAHandlerReadsTheEndingObjectOnceMore) {
   std::construct_at(cell.get(), 1);
 }
 
-TEST(ObservationTracking, IgnoresAnObjectThatTheFunctionMadeAndEnded) {
+TEST(ObservationTracking, IgnoresTemporaryObjectsOfTheFunction) {
   int changes = 0;
   Cell other;
   withObservationTracking([&] { return Cell(3).value() + other.value(); }, [&] { ++changes; });
@@ -309,7 +309,7 @@ TEST(ObservationTracking, IgnoresAnObjectThatTheFunctionMadeAndEnded) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, SeesTheEndOfAnObjectOnAnotherThreadBeforeTheTrackingStands) {
+TEST(ObservationTracking, ObjectEndedDuringTheFunctionCallsTheHandler) {
   int changes = 0;
   auto cell = std::make_unique<Cell>();
   withObservationTracking(
@@ -323,7 +323,7 @@ TEST(ObservationTracking, SeesTheEndOfAnObjectOnAnotherThreadBeforeTheTrackingSt
 }
 
 // The test runs the first of the two races: a change between the reading and the registration.
-TEST(ObservationTracking, SeesAChangeByAnotherThreadBetweenTheReadingAndTheEndOfTheFunction) {
+TEST(ObservationTracking, ChangeDuringTheFunctionCallsTheHandler) {
   int changes = 0;
   Cell cell(1);
   const int read = withObservationTracking(
@@ -339,7 +339,7 @@ TEST(ObservationTracking, SeesAChangeByAnotherThreadBetweenTheReadingAndTheEndOf
   EXPECT_EQ(changes, 1);
 }
 
-TEST(ObservationTracking, SeesItForAnOuterFunctionToo) {
+TEST(ObservationTracking, ChangeDuringAnInnerFunctionCallsTheOuterHandler) {
   int inner = 0;
   int outer = 0;
   Cell cell(1);
@@ -353,7 +353,7 @@ TEST(ObservationTracking, SeesItForAnOuterFunctionToo) {
   EXPECT_EQ(outer, 1);
 }
 
-TEST(ObservationTracking, SeesAChangeByAnotherThreadAlsoIfTheFunctionThenChangesTheSame) {
+TEST(ObservationTracking, OwnLaterChangeDoesNotHideAnotherThreadsChange) {
   int changes = 0;
   Cell cell(1);
   withObservationTracking(
@@ -367,7 +367,7 @@ TEST(ObservationTracking, SeesAChangeByAnotherThreadAlsoIfTheFunctionThenChanges
 }
 
 // The test runs the second race: a reading on another thread before the new value is stored.
-TEST(ObservationTracking, CallsWhoReadTheOldValueDuringAChangeOnceItIsDone) {
+TEST(ObservationTracking, ReadDuringAChangeCallsTheHandler) {
   std::vector<int> seen;
   std::function<void()> track;
   Cell cell(1);
@@ -376,7 +376,7 @@ TEST(ObservationTracking, CallsWhoReadTheOldValueDuringAChangeOnceItIsDone) {
   EXPECT_THAT(seen, ElementsAre(1, 2));
 }
 
-TEST(ObservationTracking, WaitsForAChangeThatBeganBetweenTheReadingAndTheInstalling) {
+TEST(ObservationTracking, HandlerWaitsForAChangeBegunDuringTheFunction) {
   Cell cell(1);
   std::atomic<bool> hasBegun = false;
   std::atomic<bool> mayStore = false;
@@ -402,7 +402,7 @@ TEST(ObservationTracking, WaitsForAChangeThatBeganBetweenTheReadingAndTheInstall
   EXPECT_EQ(seen, 2);
 }
 
-TEST(ObservationTracking, KnowsThatAChangeIsUnderWayAlsoWhenSeveralOverlap) {
+TEST(ObservationTracking, OverlappingChangesAreAllDelivered) {
   std::vector<int> seen;
   std::function<void()> track;
   Cell cell(1);
@@ -437,7 +437,7 @@ TEST(ObservationTracking, LosesNoUpdateWhileThreadsChangeAndFollow) {
   }
 }
 
-TEST(ObservationTracking, CallsAHandlerOnceThoughSeveralThreadsChangeSeveralProperties) {
+TEST(ObservationTracking, HandlerRunsOnceForChangesOfSeveralThreads) {
   for (int round = 0; round < repetitions(500); ++round) {
     std::atomic<int> changes = 0;
     auto cells = std::make_unique<std::array<Cell, 4>>();
@@ -456,7 +456,7 @@ TEST(ObservationTracking, CallsAHandlerOnceThoughSeveralThreadsChangeSeveralProp
 }
 
 // A thread keeps state for tracking the same object again. That state ends with the object or with the thread.
-TEST(ObservationTracking, LeavesNothingBehindInWhateverOrderThreadsAndObjectsEnd) {
+TEST(ObservationTracking, ThreadsAndObjectsMayEndInAnyOrder) {
   const auto trackAndChange = [](Cell& cell) {
     for (int i = 0; i < 3; ++i) {
       int changes = 0;
@@ -524,7 +524,7 @@ TEST(ObservationTracking, AllocatesNothingToTrackTheSameAgain) {
 }
 
 // Many threads use the lists of one property at once.
-TEST(ObservationTracking, TakesThatManyThreadsTrackAndChangeTheSameAtOnce) {
+TEST(ObservationTracking, ManyThreadsMayTrackAndChangeOneProperty) {
   for (int round = 0; round < repetitions(30); ++round) {
     Cell cell;
     std::atomic<int> installed = 0;
@@ -548,7 +548,7 @@ TEST(ObservationTracking, TakesThatManyThreadsTrackAndChangeTheSameAtOnce) {
   }
 }
 
-TEST(ObservationTrackingDeathTest, AThrowOutOfAHandlerStopsTheProcess) {
+TEST(ObservationTrackingDeathTest, ThrowingHandlerStopsTheProcess) {
   EXPECT_EXIT(
       {
         Cell cell;

@@ -47,7 +47,7 @@ static_assert(!std::is_convertible_v<std::size_t, Property<std::vector<int>>>, "
 static_assert(!std::is_copy_constructible_v<Property<std::unique_ptr<int>>>);
 static_assert(sizeof(Property<void*>) == 2 * sizeof(void*));
 
-TEST(Property, IsReadAndWrittenLikeTheValueItHolds) {
+TEST(Property, IsReadAndWrittenLikeItsValue) {
   Player player;
   player.volume = 20;
   player.volume += 30;
@@ -86,7 +86,7 @@ TEST(Property, IsReadAndWrittenLikeTheValueItHolds) {
   EXPECT_EQ(1 << Property<int>(3), 8);
 }
 
-TEST(Property, ReachesThroughToWhatTheValuePointsTo) {
+TEST(Property, ArrowReachesTheObjectOfAPointer) {
   Player player;
   EXPECT_FALSE(player.song);
   player.song = std::make_shared<Song>();
@@ -106,7 +106,7 @@ TEST(Property, ReachesThroughToWhatTheValuePointsTo) {
   EXPECT_EQ(pointer->title, "Blue");
 }
 
-TEST(Property, IsARangeWhereItsValueIs) {
+TEST(Property, IsARangeIfItsValueIs) {
   Player player;
   player.queue = {"a", "b"};
   std::string all;
@@ -178,7 +178,7 @@ TEST(Property, RecordsEveryWayOfReading) {
   EXPECT_EQ(changesAfter([&] { return player.song->title.value(); }, [&] { player.volume = 3; }), 0);
 }
 
-TEST(Property, CallsBeforeTheValueChanges) {
+TEST(Property, CallsTrackersBeforeTheValueChanges) {
   Property<int> number = 1;
   int seen = 0;
   withObservationTracking([&] { return number.value(); }, [&] { seen = number; });
@@ -187,7 +187,7 @@ TEST(Property, CallsBeforeTheValueChanges) {
   EXPECT_EQ(number, 2);
 }
 
-TEST(Property, OfAComputedKindFollowsWhatItReads) {
+TEST(Property, ComputedPropertyFollowsItsReads) {
   int changes = 0;
   Player player;
   const auto track = [&] { return withObservationTracking([&] { return player.isSilent(); }, [&] { ++changes; }); };
@@ -202,7 +202,7 @@ TEST(Property, OfAComputedKindFollowsWhatItReads) {
   EXPECT_EQ(changes, 2);
 }
 
-TEST(Property, GivesTheResultOfAModificationAndAnnouncesOneThatThrows) {
+TEST(Property, ModifyReturnsTheResultAndAnnouncesAThrow) {
   Property<std::vector<int>> numbers = std::vector<int>{1, 2};
   EXPECT_EQ(numbers.modify([](auto& all) {
     all.push_back(3);
@@ -220,7 +220,7 @@ TEST(Property, GivesTheResultOfAModificationAndAnnouncesOneThatThrows) {
   EXPECT_TRUE(numbers->empty());
 }
 
-TEST(Property, CopiesItsValueAndNoneOfItsObservers) {
+TEST(Property, CopyHasTheValueWithoutTheObservers) {
   Player player;
   int changes = 0;
   withObservationTracking([&] { return player.volume.value(); }, [&] { ++changes; });
@@ -233,7 +233,7 @@ TEST(Property, CopiesItsValueAndNoneOfItsObservers) {
   EXPECT_EQ(player.volume, 7);
 }
 
-TEST(Property, CountsItsEndAsAChangeWhileItsValueCanStillBeRead) {
+TEST(Property, EndCountsAsAChangeWithAReadableValue) {
   std::string seen;
   auto song = std::make_unique<Song>();
   Song* const address = song.get();

@@ -26,7 +26,7 @@ TEST(CaseMapping, MapsASCIIByteByByte) {
   EXPECT_EQ(uppercased(""), "");
 }
 
-TEST(CaseMapping, MayMakeMoreCharactersOfOne) {
+TEST(CaseMapping, MayMapOneCharacterToSeveral) {
   EXPECT_EQ(uppercased("ß"), "SS");
   EXPECT_EQ(uppercased("ﬁx"), "FIX");
   EXPECT_EQ(lowercased("İ"), "i\u0307");
@@ -38,12 +38,12 @@ TEST(CaseMapping, KnowsTheSigmaAtTheEndOfAWord) {
   EXPECT_EQ(lowercased("Σ"), "σ");
 }
 
-TEST(CaseMapping, BelongsToNoLanguage) {
+TEST(CaseMapping, IsIndependentOfLanguage) {
   EXPECT_EQ(uppercased("iı"), "II");
   EXPECT_EQ(lowercased("Iİ"), "ii\u0307");
 }
 
-TEST(CaseMapping, MakesReplacementsOfIllFormedBytes) {
+TEST(CaseMapping, ReplacesIllFormedBytes) {
   EXPECT_EQ(uppercased("a\xFFz"), "A\uFFFDZ");
   EXPECT_EQ(lowercased("\xE2\x82"), "\uFFFD");
 }

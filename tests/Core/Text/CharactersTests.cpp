@@ -48,7 +48,7 @@ TEST(Characters, NumbersAboveTheLastScalarAreUnassigned) {
   EXPECT_FALSE(isEmoji(0xFFFFFFFF));
 }
 
-TEST(Characters, PunctuationIsWhatHasOneOfSevenCategories) {
+TEST(Characters, PunctuationHasOneOfSevenCategories) {
   const std::set<std::string_view> categories{"Pc", "Pd", "Ps", "Pe", "Pi", "Pf", "Po"};
   for (char32_t scalar = 0; scalar < scalarCount; ++scalar) {
     ASSERT_EQ(isPunctuation(scalar), categories.contains(description(generalCategory(scalar))))

@@ -63,7 +63,7 @@ TEST(ContainsEmoji, FindsEveryEmojiOfTheUnicodeFiles) {
   EXPECT_GT(found, 7000);
 }
 
-TEST(ContainsEmoji, LooksAtTheFirstScalarOfACharacterOnly) {
+TEST(ContainsEmoji, ChecksOnlyTheFirstScalarOfACharacter) {
   EXPECT_FALSE(containsEmoji("e\U0001F3FB"));       // A skin tone after a letter.
   EXPECT_FALSE(containsEmoji("\u0600\U0001F600"));  // After a prepended sign.
   EXPECT_TRUE(containsEmoji("e\u200D\U0001F600"));  // The joiner belongs to the letter, and the face stands alone.

@@ -21,7 +21,7 @@ std::string currentWith(const char* all, const char* messages, const char* langu
   return Locale::current().identifier();
 }
 
-TEST(Locale, IsThatOfTheFirstVariableThatIsNotEmpty) {
+TEST(Locale, ComesFromTheFirstNonemptyVariable) {
   EXPECT_EQ(currentWith("fr_FR", "de_DE", "ja_JP"), "fr_FR");
   EXPECT_EQ(currentWith("", "de_DE", "ja_JP"), "de_DE");
   EXPECT_EQ(currentWith(nullptr, "", "ja_JP"), "ja_JP");
@@ -29,7 +29,7 @@ TEST(Locale, IsThatOfTheFirstVariableThatIsNotEmpty) {
   EXPECT_EQ(currentWith("", "", ""), "en_US_POSIX");
 }
 
-TEST(Locale, LeavesTheEncodingOutAndKeepsTheScript) {
+TEST(Locale, DropsTheEncodingAndKeepsTheScript) {
   EXPECT_EQ(currentWith("de_DE.UTF-8", nullptr, nullptr), "de_DE");
   EXPECT_EQ(currentWith("de_DE.UTF-8@euro", nullptr, nullptr), "de_DE");
   EXPECT_EQ(currentWith("sr_RS@latin", nullptr, nullptr), "sr_Latn_RS");

@@ -46,7 +46,7 @@ TEST(NSMutableAttributedString, AddsAttributesToARange) {
   EXPECT_EQ(text.effectiveRange(9), (NSRange{8, 2}));
 }
 
-TEST(NSMutableAttributedString, GivesReplacementsTheAttributesOfWhatTheyReplace) {
+TEST(NSMutableAttributedString, ReplacementsGetTheReplacedAttributes) {
   NSMutableAttributedString text("abcd");
   text.addAttributes({{"left", 1}}, {0, 2});
   text.replaceCharacters({1, 2}, u"XYZ");
@@ -58,7 +58,7 @@ TEST(NSMutableAttributedString, GivesReplacementsTheAttributesOfWhatTheyReplace)
   EXPECT_EQ(attributesAt(text, 0), Values());
 }
 
-TEST(NSMutableAttributedString, GivesInsertionsTheAttributesBeforeThemOrElseBehind) {
+TEST(NSMutableAttributedString, InsertionsGetTheAttributesBeforeOrAfterThem) {
   NSMutableAttributedString text("ab");
   text.addAttributes({{"a", 1}}, {0, 1});
   text.replaceCharacters({1, 0}, u"-");
@@ -74,7 +74,7 @@ TEST(NSMutableAttributedString, GivesInsertionsTheAttributesBeforeThemOrElseBehi
   EXPECT_EQ(attributesAt(empty, 0), Values());
 }
 
-TEST(NSMutableAttributedString, ThrowsForARangeOutsideOfIt) {
+TEST(NSMutableAttributedString, RangeOutsideTheTextThrows) {
   NSMutableAttributedString text("abc");
   constexpr auto most = std::numeric_limits<std::int64_t>::max();
   for (const NSRange range : {NSRange{-1, 1}, {0, -1}, {0, 4}, {3, 1}, {4, 0}, {1, most}, {most, most}}) {

@@ -28,7 +28,7 @@ TEST(NSRegularExpression, CountsUTF16Units) {
   EXPECT_EQ(NSRegularExpression(".").rangeOfFirstMatch(u"😀b"), (NSRange{0, 2}));
 }
 
-TEST(NSRegularExpression, LetsADotMatchAllButTheEndsOfLines) {
+TEST(NSRegularExpression, DotMatchesAllExceptLineEnds) {
   const NSRegularExpression dot("a.b");
   for (const char16_t end : std::u16string_view(u"\n\v\f\r\u0085\u2028\u2029")) {
     EXPECT_EQ(dot.rangeOfFirstMatch(std::u16string{u'a', end, u'b'}), std::nullopt) << int{end};
@@ -55,11 +55,11 @@ TEST(NSRegularExpression, RefusesMalformedPatterns) {
   }
 }
 
-TEST(NSRegularExpression, FindsNothingWhereGoingBackNeedsTooMuch) {
+TEST(NSRegularExpression, FindsNothingIfBacktrackingNeedsTooMuchMemory) {
   EXPECT_THAT(NSRegularExpression("(a|b|ab)*c").matches(std::u16string(3'000'000, u'a')), IsEmpty());
 }
 
-TEST(NSRegularExpression, StaysUsableWhenItIsMovedFrom) {
+TEST(NSRegularExpression, MovedFromOneStaysUsable) {
   NSRegularExpression first("a");
   const NSRegularExpression second = std::move(first);
   EXPECT_EQ(first.rangeOfFirstMatch(u"ba"), (NSRange{1, 1}));  // NOLINT(bugprone-use-after-move)

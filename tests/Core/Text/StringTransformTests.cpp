@@ -35,7 +35,7 @@ std::string byICU(std::string_view text) {
   return units.toUTF8String(result);
 }
 
-TEST(StringTransform, PassesATextThroughTheTransformOfThatName) {
+TEST(StringTransform, AppliesTheNamedTransform) {
   EXPECT_EQ(transformed("Ελληνικά", "Any-Latin"), "Ellēniká");
   EXPECT_EQ(transformed("Straße", "Latin-ASCII"), "Strasse");
   EXPECT_EQ(transformed("", "Lower"), "");

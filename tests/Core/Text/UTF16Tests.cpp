@@ -11,7 +11,7 @@
 namespace Tessaly::inline v1::Text {
 namespace {
 
-TEST(UTF16, EveryScalarSurvivesTheWayThereAndBack) {
+TEST(UTF16, EveryScalarSurvivesARoundTrip) {
   for (char32_t scalar = 0; scalar < 0x110000; ++scalar) {
     if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
     std::string text;
@@ -30,7 +30,7 @@ TEST(UTF16, IllFormedTextBecomesReplacements) {
   EXPECT_EQ(fromUTF16(u""), "");
 }
 
-TEST(UTF16, RandomBytesBecomeTheUnitsOfICU) {
+TEST(UTF16, RandomBytesConvertLikeICU) {
   std::mt19937 random(16);
   constexpr std::string_view interesting = "aZ\x80\xBF\xC2\xE0\xA0\xE2\xED\x9F\xF0\x90\xF4\x8F\xFF";
   for (int round = 0; round < 50'000; ++round) {

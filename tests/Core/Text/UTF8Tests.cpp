@@ -28,7 +28,7 @@ std::vector<char32_t> scalarsOf(std::string_view text) {
   return scalars;
 }
 
-TEST(UTF8, EveryScalarSurvivesTheWayIntoATextAndBack) {
+TEST(UTF8, EveryScalarSurvivesARoundTrip) {
   for (char32_t scalar = 0; scalar < 0x110000; ++scalar) {
     if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
     std::string text;
@@ -47,7 +47,7 @@ TEST(UTF8, SurrogatesAndTooLargeNumbersAreAppendedAsReplacements) {
   EXPECT_EQ(text, "\uFFFD\uFFFD\uFFFD\uFFFD");
 }
 
-TEST(UTF8, ScalarsGoThroughATextInOrder) {
+TEST(UTF8, ScalarsComeInOrder) {
   EXPECT_THAT(scalarsOf("né€😀"), ElementsAre(U'n', U'é', U'€', U'😀'));
   EXPECT_TRUE(scalarsOf("").empty());
   const Scalars scalars("é!");
@@ -95,7 +95,7 @@ TEST(UTF8, IllFormedBytesAreFoundAtEveryOffset) {
   }
 }
 
-TEST(UTF8, RandomBytesReadAsTheyDoWithICU) {
+TEST(UTF8, RandomBytesDecodeLikeICU) {
   std::mt19937 random(20230102);
   // Bytes near the ends of the ranges are more frequent.
   constexpr std::string_view interesting =

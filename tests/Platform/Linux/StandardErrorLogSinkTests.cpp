@@ -102,7 +102,7 @@ TEST(StandardErrorLogSink, WritesTheDateInUTC) {
   EXPECT_EQ(result.standardError, "2024-05-06T07:08:09.123456Z error [a:b] text\n");
 }
 
-TEST(StandardErrorLogSink, AMessageIsNeitherASecondRecordNorACommandToTheTerminal) {
+TEST(StandardErrorLogSink, MessageCannotAddRecordsOrCommandTheTerminal) {
   const auto result = inChild([] {
     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
     Logger("a", "b").error("one\n2024-05-06T07:08:09.123456Z error [a:b] two\x1b[2J");
