@@ -31,7 +31,7 @@ namespace {
 
 enum class Theme { light, dark };
 
-/// A host's own type that can be absent, and whose absence has a stored form, too.
+/// A host's type that can be absent. The absent value has a stored form, too.
 struct Nickname {
   using StoredValue = std::string;
   constexpr Nickname(std::nullopt_t) {}
@@ -42,7 +42,7 @@ struct Nickname {
   std::optional<std::string> text;
 };
 
-/// A host's own record that makes something of the absence of a stored value.
+/// A host's type that gives a meaning to an absent stored value.
 struct Visits {
   using StoredValue = std::optional<int>;
   static std::optional<Visits> from(StoredValue stored) { return Visits{stored.value_or(-1)}; }
@@ -382,7 +382,7 @@ TEST(DefaultOnDisk, IsAPlainValueOfThePropertyList) {
 
 // Observation.
 
-/// How often a reader of the setting is told while the changes are made.
+/// The number of times that a tracking reader of the setting is notified during the changes.
 template <typename Value, typename Changes>
 int toldDuring(const Default<Value>& setting, Changes changes) {
   const auto told = std::make_shared<int>(0);  // The end of the setting is a change as well.
@@ -593,7 +593,7 @@ TEST_F(DefaultTest, ReleasingTheObserverDuringWritesEndsTheCalls) {
     }
     if (round % 2 == 0) std::this_thread::yield();
     observer.reset();
-    calls.reset();  // A sanitizer sees who still counts.
+    calls.reset();  // A sanitizer reports a handler that still counts.
     for (std::thread& writer : writers) writer.join();
   }
 }
@@ -605,7 +605,7 @@ TEST_F(DefaultTest, HandlerMayReleaseItsObserverInANestedCall) {
     ++calls;
     if (stored == 1) store->set(2, "volume");
     if (stored == 2) observer.reset();
-    ++*kept;  // Still there.
+    ++*kept;  // The captures still exist.
   });
   store->set(1, "volume");
   store->set(3, "volume");

@@ -20,7 +20,7 @@ struct OfAHost {
   int number;
 };
 
-/// Can only be made of a list.
+/// A type whose only constructor takes a list.
 class Palette {
  public:
   Palette(std::initializer_list<int> colors) : colors_(colors) {}

@@ -21,7 +21,7 @@
 
 namespace Tessaly {
 
-/// An object that keeps its monitors itself, its hooks written by hand.
+/// An object that stores its monitors itself, with hooks written by hand.
 class Record {
  public:
   struct MonitoredKeyPaths {};
@@ -167,7 +167,7 @@ TEST(KeyPathsMonitor, DoesNothingAfterItsObjectsEnd) {
   const auto monitor = counting(changes);
   monitor->add(record, keyPath<&Record::title>);
   const Record& address = *record;
-  const auto keepsMemory = std::weak_ptr(record);  // Nobody else gets the address.
+  const auto keepsMemory = std::weak_ptr(record);  // Keeps the address from being used again.
   record.reset();
   monitor->didSet(keyPath<&Record::title>, address);
   EXPECT_EQ(changes, 0);
@@ -340,7 +340,7 @@ TEST(KeyPathsMonitorLocked, SkipsEndedMonitorsButCountsThem) {
   Record record;
   int changes = 0;
   auto monitor = counting(changes);
-  record.monitors.insert(monitor);  // And not added, so that it does not ask to be removed.
+  record.monitors.insert(monitor);  // It is not added to the monitor, so the monitor's end does not remove it.
   monitor.reset();
   EXPECT_FALSE(record.monitors.isEmpty());
   record.setTitle("x");

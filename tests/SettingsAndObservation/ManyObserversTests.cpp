@@ -25,7 +25,7 @@ struct Item : MonitorableObject {
   [[nodiscard]] int sum() const { return value + other; }
 };
 
-/// A hundred thousand registrations on ten thousand objects, each of whose handlers holds the witness.
+/// A hundred thousand registrations on ten thousand objects. Each handler holds the witness.
 class Crowd {
  public:
   explicit Crowd(const std::shared_ptr<long>& calls) {
@@ -66,7 +66,7 @@ TEST(ManyObservers, EachIsCalledOnlyForItsProperty) {
   EXPECT_EQ(*calls, 100'000L - trackingsOfEach - trackingsOfEach / 2);
 }
 
-// What a change allocates is what its own observers need to go on, however many others there are.
+// A change allocates only for its own observers, regardless of the number of other observers.
 TEST(ManyObservers, ChangeOfAnotherPropertyCostsNothing) {
   const auto alone = std::make_shared<Item>();
   int changes = 0;
@@ -78,7 +78,7 @@ TEST(ManyObservers, ChangeOfAnotherPropertyCostsNothing) {
   const long before = Tests::allocationsOf(change);
   const auto calls = std::make_shared<long>(0);
   const Crowd crowd(calls);
-  change();  // The crowd has taken the memory that was kept for it.
+  change();  // The crowd has used up the memory in the free lists.
   EXPECT_EQ(Tests::allocationsOf(change), before);
   EXPECT_EQ(Tests::allocationsOf(untracked), 0);
   EXPECT_EQ(changes, 4);
@@ -87,7 +87,7 @@ TEST(ManyObservers, ChangeOfAnotherPropertyCostsNothing) {
 
 TEST(ManyObservers, ObserversAndObjectsMayEndInAnyOrder) {
   const auto calls = std::make_shared<long>(0);
-  // The lists that coroutine frames and trackings are kept in are full after the first round.
+  // The free lists of frames and trackings are full after the first round.
   for (int round = 0; round < 4; ++round) {
     const long before = balance();
     {

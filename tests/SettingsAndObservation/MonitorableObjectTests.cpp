@@ -47,7 +47,7 @@ class Film : public MonitorableObject {
   };
 };
 
-/// Connects its computed property with what it depends on itself.
+/// Connects its computed property itself with the properties that it depends on.
 class Handmade : public MonitorableObject {
  public:
   Property<int> number = 1;
@@ -62,7 +62,7 @@ class Handmade : public MonitorableObject {
   }
 };
 
-/// Keeps its monitors itself.
+/// A class that stores its monitors itself.
 class Manual {
  public:
   struct MonitoredKeyPaths {

@@ -62,7 +62,7 @@ class Counter {
   ObservationRegistrar registrar_;
 };
 
-/// What was called with what, "!" in the first pass.
+/// The calls with their arguments. A "!" follows those of the first pass.
 class Calls {
  public:
   auto onChange() {
@@ -212,7 +212,7 @@ TEST(ObservationToken, IsFirstIsBoundInTheCallbacksOnly) {
   std::vector<bool> inTheTask;
   EXPECT_FALSE(ObservationToken::isFirst());
   std::optional<ObservationToken> token;
-  // The change of a task that was made in the first pass has a copy of its binding; later passes bind their own.
+  // A task that the first pass starts inherits the binding. A change by that task must not pass it to the next pass.
   token = withContinuousObservation(
       Isolation(),
       [&] {
@@ -230,7 +230,9 @@ TEST(ObservationToken, IsFirstIsBoundInTheCallbacksOnly) {
         }
       });
   scheduler.runUntilIdle();
-  EXPECT_THAT(inApply, ElementsAre(false, true));  // As the writer had it: only the callbacks are bound.
+  EXPECT_THAT(
+      inApply,
+      ElementsAre(false, true));  // `apply` has the binding of the changing code. Only the callbacks get their own.
   EXPECT_THAT(inTheTask, ElementsAre(true));
   EXPECT_FALSE(ObservationToken::isFirst());
   EXPECT_TRUE(ObservationToken::isFirstBinding.withValue(true, [] { return ObservationToken::isFirst(); }));
@@ -298,7 +300,7 @@ TEST(ObservationToken, MayBeDestroyedAtEveryStepOfAPass) {
         scheduler.runUntilIdle();
         dropAt(Step::beforeThePass);
       }
-      // A pass that has begun ends in order; no further one begins.
+      // A pass that has begun ends normally, and no further pass begins.
       EXPECT_EQ(passes, inPass);
       EXPECT_EQ(changes, inPass);
       EXPECT_EQ(eithers, inPass);
@@ -387,7 +389,7 @@ TEST(ObservationToken, ThrowingFirstPassMakesNoToken) {
   EXPECT_EQ(witness.use_count(), 1);
 }
 
-// A pass that is started by a change and reads on another thread before the new value is there.
+// A change starts a pass on another thread, which reads before the new value is stored.
 TEST(ObservationToken, ChangeIsNotLostIfAPassReadsEarly) {
   for (int round = 0; round < repetitions(50); ++round) {
     const auto counter = std::make_shared<Counter>();
@@ -433,7 +435,7 @@ TEST(ObservationToken, LastValueArrivesInEveryOrderOfSteps) {
   }
 }
 
-// Both races in every order: a change between the reading and the registering, and a reading before the store.
+// Both races in every order: a change between the read and the registration, and a read before the store.
 TEST(ObservationToken, LastValueArrivesDespiteReadsDuringChanges) {
   auto& scheduler = SeededScheduler::install();
   for (int seed = 0; seed < repetitions(2'000); ++seed) {
@@ -478,7 +480,7 @@ TEST(ObservationToken, EndOfANestedObservationEndsOnlyItself) {
   scheduler.runUntilIdle();
   EXPECT_EQ(outerPasses, 2);
   EXPECT_EQ(innerPasses, 2);
-  // What the inner one read in its first pass, the outer one has read, too.
+  // The reads of the inner observation's first pass count for the outer one, too.
   player->position = 1;
   scheduler.runUntilIdle();
   EXPECT_EQ(outerPasses, 3);
@@ -510,7 +512,7 @@ TEST(ObservationToken, DeliversTheLastValueWhileThreadsChangeIt) {
     for (auto& writer : writers) writer.join();
     for (int value = last; value != 100; value = last) last.wait(value);
     token.reset();
-    // One more pass finds the observation ended; another observation shows that it is over.
+    // One more change would cause a pass if the observation had not ended.
     counter->increment();
     syncWait([&]() -> Async<void> { co_await Task<>::yield(); });
   }

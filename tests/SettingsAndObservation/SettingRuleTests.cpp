@@ -146,7 +146,7 @@ TEST(SettingRuleDeathTest, RuleThatForbidsTheDefaultStopsTheProcess) {
   EXPECT_DEATH(static_cast<void>(Default<std::optional<int>>::Key("page").within(lowest, 1)), "\"page\"");
 }
 
-// What a key tells of itself.
+// The description of a key.
 
 TEST_F(SettingRule, DescriptionHasKindDefaultAndRange) {
   const SettingDescription interval = nearestKey.described("The time between two looks");

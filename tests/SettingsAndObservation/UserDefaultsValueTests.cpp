@@ -70,8 +70,8 @@ TYPED_TEST(EveryInteger, RefusesEverythingElse) {
   EXPECT_EQ(UserDefaultsValueTraits<TypeParam>::value(nullptr), std::nullopt);
 }
 
-/// A stored object and what it is read as in each kind. The integer is what every kind of integers reads that can hold
-/// it; a `long double` holds all of them exactly.
+/// A stored object and its value in each kind. `integer` is the value in every integer kind that can represent it. A
+/// `long double` represents all of these exactly.
 struct Bridging {
   PropertyList stored;
   std::optional<bool> boolean = std::nullopt;
@@ -137,7 +137,7 @@ bool isSame(const std::optional<Value>& left, const std::optional<Value>& right)
   return left == right;
 }
 
-/// Reads the object as the kind, as an optional of it, and within arrays and dictionaries.
+/// Reads the object as the kind, as an optional of the kind, and inside arrays and dictionaries.
 template <typename Value>
 void expectBridging(const PropertyList& object, const std::optional<Value>& expected) {
   SCOPED_TRACE(testing::Message() << object << " as " << typeName<Value>());

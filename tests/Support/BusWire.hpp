@@ -46,7 +46,7 @@ class BusWire {
     return bus_;
   }
 
-  /// The message that arrives. Null if sd-bus drops it; the next one then uses another connection.
+  /// The message that arrives. Null if sd-bus drops it. Then the next message uses another connection.
   Message receive(const Contents& contents) {
     if (bus() == nullptr) return nullptr;
     const std::string bytes = encoded(contents);
@@ -111,7 +111,7 @@ class BusWire {
     bytes += '\1';
     append(bytes, static_cast<std::uint32_t>(contents.body.size()));
     append(bytes, ++serial_);
-    // At an aligned address, so that its padding is right.
+    // The text is at an aligned address, so its padding is right.
     std::string fields;
     if (contents.kind == Kind::signal) {
       appendText(fields, 1, "o", "/org/example");

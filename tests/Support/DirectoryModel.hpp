@@ -12,7 +12,7 @@
 
 namespace Tessaly::Tests {
 
-/// A host's picture of a directory, from its changes alone. Throws if a change does not fit what went before.
+/// A host's model of a directory, made from its changes alone. Throws if a change contradicts the earlier ones.
 class DirectoryModel {
  public:
   void apply(const DirectoryChange& change) {
@@ -39,7 +39,7 @@ class DirectoryModel {
     for (const DirectoryChange& change : changes) apply(change);
   }
 
-  /// A line for each entry: its path and its type, and of a file its size. Sorted.
+  /// A line for each entry, sorted. A line has the path, the type, and for a file its size.
   [[nodiscard]] std::string listing() const {
     std::string text;
     for (const auto& [path, attributes] : entries_) append(text, path, attributes);

@@ -18,7 +18,7 @@ struct GoldenRow {
   std::string output;
 };
 
-/// The text with invisible characters in place of their marks.
+/// The text, with each mark replaced by the invisible character that it stands for.
 inline std::string withoutMarks(std::string text) {
   constexpr std::pair<std::string_view, std::string_view> marks[] = {
       {"⟨NBSP⟩", "\u00A0"}, {"⟨NNBSP⟩", "\u202F"}, {"⟨ALM⟩", "\u061C"}, {"⟨LRM⟩", "\u200E"}, {"⟨RLM⟩", "\u200F"}};
@@ -30,7 +30,7 @@ inline std::string withoutMarks(std::string text) {
   return text;
 }
 
-/// The rows of a formatter in a file. The test fails if there are none.
+/// The rows of a formatter in a file. The test fails if the file has no rows for it.
 inline std::vector<GoldenRow> goldenRows(std::string_view formatter, const std::string& name = "icu72.tsv") {
   std::ifstream file(TESSALY_GOLDEN_DATA "/" + name);
   std::vector<GoldenRow> rows;

@@ -28,7 +28,7 @@ class Impostor {
     const std::string greeted(greeting);
     return {"", "\r\n\r\n\r\n", std::string(100'000, 'x'), "REJECTED EXTERNAL\r\n", "DATA\r\nOK nonsense\r\n", greeted,
             greeted + std::string(1'000, '\0'), greeted + std::string(100'000, '\xff'),
-            // A reply to no message, one of another version, and one longer than any message.
+            // Three replies: one without a request, one of another version, and one longer than any message.
             greeted + std::string("l\2\0\1\0\0\0\0\1\0\0\0\x08\0\0\0\5\1u\0\xff\xff\xff\xff", 24),
             greeted + std::string("l\2\0\7\0\0\0\0\1\0\0\0\x08\0\0\0\5\1u\0\1\0\0\0", 24),
             greeted + std::string("l\2\0\1\xff\xff\xff\x7f\1\0\0\0\xff\xff\xff\x7f", 16)};

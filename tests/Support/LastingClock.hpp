@@ -8,8 +8,8 @@
 
 namespace Tessaly::Tests {
 
-/// A clock that stands still and lives until the end of the process. For objects that may end on another thread after
-/// the test, such as a store that is notifying its observers.
+/// A clock that stands still and lives until the end of the process. Use it for objects that may end on another thread
+/// after the test, such as a store that is notifying its observers.
 inline ManualClock& lastingClock() {
   static auto& clocks = *new std::vector<std::unique_ptr<ManualClock>>;
   return *clocks.emplace_back(std::make_unique<ManualClock>());

@@ -34,8 +34,8 @@ class PrivateBus {
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus() {
-    // It ends before the daemon. A thread closes a descriptor when the bus is gone, and ThreadSanitizer would mistake
-    // the directory's descriptor of the same number for it.
+    // The directory is removed before the daemon ends. A thread of the library closes a descriptor when the bus ends.
+    // ThreadSanitizer would confuse it with the directory's descriptor of the same number.
     std::error_code ignored;
     std::filesystem::remove_all(folder_.path(), ignored);
   }

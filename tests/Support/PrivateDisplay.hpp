@@ -13,13 +13,13 @@ namespace Tessaly::Tests {
 /// An X server of a test, and a user at its keyboard.
 class PrivateDisplay {
  public:
-  /// The keyboard has the letters of the United States, and these.
+  /// The keyboard has the keys of a US keyboard, and keys for `furtherLetters`.
   PrivateDisplay(std::string_view furtherLetters, int width, int height);
   PrivateDisplay(const PrivateDisplay&) = delete;
   PrivateDisplay& operator=(const PrivateDisplay&) = delete;
   ~PrivateDisplay();
 
-  /// The reason why there is none. Empty if there is one.
+  /// The reason why the display does not run. Empty if it runs.
   [[nodiscard]] const std::string& reason() const { return server_.reason(); }
 
   /// Gives the keyboard to the window with this title. Returns false while no such window is visible.

@@ -18,7 +18,8 @@ namespace Tessaly::Tests {
 class Process {
  public:
   Process() = default;
-  /// Standard output and error go to the file. The group of another user has the number of the user.
+  /// Standard output and error go to the file. With a user, the program runs as that user, and in the group of the same
+  /// number.
   explicit Process(std::vector<std::string> arguments, const std::string& output = "/dev/null", uid_t user = 0) {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
@@ -48,14 +49,14 @@ class Process {
     ::waitpid(pid_, nullptr, 0);
     pid_ = 0;
   }
-  /// Its status, as from `waitpid`, after it has ended by itself.
+  /// Waits until the program ends by itself. Returns its status as from `waitpid`.
   int waitStatus() {
     int status = 0;
     ::waitpid(pid_, &status, 0);
     pid_ = 0;
     return status;
   }
-  /// Its exit status, after it has ended by itself. -1 if it was killed.
+  /// Waits until the program ends by itself. Returns its exit status, or -1 if a signal ended it.
   int wait() {
     const int status = waitStatus();
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

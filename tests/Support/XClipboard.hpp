@@ -13,7 +13,7 @@ namespace Tessaly::Tests {
 /// An X server, and another program that uses its clipboard.
 class XClipboard {
  public:
-  /// The reason why there is none. Empty if there is one.
+  /// The reason why the clipboard is not available. Empty if it is.
   [[nodiscard]] std::string reason() const {
     if (!server_.reason().empty()) return server_.reason();
     return Process({"xclip", "-version"}).wait() == 0 ? "" : "xclip is not installed";

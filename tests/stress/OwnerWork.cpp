@@ -1,5 +1,4 @@
-// SPDX-License-Identifier: MIT
-// Work that ends with its owner, and threads that wait for tasks.
+// SPDX-License-Identifier: MIT The kinds of work that end with an owner, and threads that wait for tasks.
 
 #include <atomic>
 #include <vector>

@@ -1,5 +1,4 @@
-// SPDX-License-Identifier: MIT
-// A descriptor of the kernel's that feeds a stream.
+// SPDX-License-Identifier: MIT The kind of work in which a pipe feeds a stream.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -56,7 +55,8 @@ Async<long> runPipe(Context context, const Plan& plan) {
   const long bytes = random.below(200);
   std::array<int, 2> ends{};
   context.round.expect(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0, "no pipe could be made");
-  // The handler holds it: a consumer in an inline isolation ends all this inside the handler, which then goes on.
+  // The handler shares the descriptor. A consumer in an inline isolation may end everything inside the handler, which
+  // then continues.
   auto reading = std::make_shared<detail::OwnedDescriptor>(ends[0]);
   auto writing = std::make_shared<detail::OwnedDescriptor>(ends[1]);
   auto made = Counts::makeStream();

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: MIT
-// Streams with several producers, through the operators, across isolations.
+// SPDX-License-Identifier: MIT The kinds of work with streams: several producers, operators, and hops between
+// isolations.
 
 #include <array>
 #include <atomic>
@@ -35,7 +35,7 @@ struct Item {
   std::string text = "longer than a string that needs no memory";
 };
 
-/// What the producers of a stream send, and how much of it was dropped.
+/// The elements that the producers of a stream send, and the number of dropped ones.
 struct Feed {
   explicit Feed(StressRandom& random, unsigned numberOfFirst = 0)
       : producers(1 + random.below(maximumProducers)),
@@ -72,7 +72,7 @@ class Received {
 
 TaskOptions optionsFor(const Zone* zone) { return {.isolation = zone != nullptr ? zone->isolation : Isolation()}; }
 
-/// Yields the elements of one producer. The last producer that ends finishes the stream, by the error if there is one.
+/// Yields the elements of one producer. The last producer finishes the stream, with the error if it has one.
 template <typename Continuation>
 Async<void> produce(Context context, const Plan& plan, Continuation continuation, std::shared_ptr<Feed> feed,
                     unsigned producer, std::exception_ptr error) {
@@ -103,7 +103,7 @@ void addProducers(TaskGroup<>& group, const Context& context, const Plan& plan, 
   }
 }
 
-/// Takes the elements of a sequence until its end, and checks that none is missing.
+/// Takes the elements of a sequence until its end, and checks that no element is missing.
 template <typename Sequence>
 Async<void> consume(Context context, const Plan& plan, Sequence sequence, Feeds feeds) {
   StressRandom random(~plan.seed);
@@ -259,8 +259,7 @@ class FinishAtEnd {
   const AsyncStream<long>::Continuation continuation_;
 };
 
-/// Takes all elements of one subscriber. It holds the end until the subscriber has joined, which its first element
-/// says.
+/// Takes all elements of one subscriber. It delays the end until the subscriber has joined, as the first element shows.
 Async<void> subscribe(Context context, const Plan& plan, ReducedReplayAsyncStream<long> shared,
                       std::shared_ptr<FinishAtEnd> end, long elements) {
   auto iterator = shared.makeAsyncIterator();
@@ -286,7 +285,7 @@ Async<long> runSharedStream(Context context, const Plan& plan) {
     const ReducedReplayAsyncStream<long> shared(
         BufferingPolicy::unbounded(), 0, [](long& sum, const long& element) { sum += element; },
         [&continuation](AsyncStream<long>::Continuation made) { continuation.emplace(std::move(made)); });
-    // The producer ends once every subscriber has joined: one that joins later waits for ever.
+    // The producer ends after every subscriber has joined, because a later subscriber would wait for ever.
     auto end = std::make_shared<FinishAtEnd>(*continuation);
     for (unsigned subscriber = 0; subscriber < subscribers; ++subscriber) {
       Zone* const zone = context.round.anyZone(random);

@@ -14,7 +14,7 @@ constexpr std::array<const char*, 21> names{
     "tasks",        "hop",       "taskLocal",        "cancelledTasks", "owner",  "scope",         "waitingThread"};
 static_assert(names.size() == static_cast<std::size_t>(Kind::waitingThread) + 1);
 
-/// A kind stands as often as it is likely. The last ones of each list need threads of their own, or a random order.
+/// A kind that occurs twice is twice as likely. The last kinds of each list need their own threads or a random order.
 constexpr std::array withoutChildren{Kind::leaf,          Kind::leaf,         Kind::sleep,     Kind::interruptedSleep,
                                      Kind::continuation,  Kind::stream,       Kind::stream,    Kind::failingStream,
                                      Kind::mergedStreams, Kind::sharedStream, Kind::broadcast, Kind::blocking,

@@ -21,7 +21,7 @@ class StressRandom {
     mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBU;
     return mixed ^ (mixed >> 31);
   }
-  /// Less than the limit.
+  /// A random number below the limit.
   unsigned below(unsigned limit) noexcept { return static_cast<unsigned>(next() % limit); }
   bool isOneOf(unsigned count) noexcept { return below(count) == 0; }
 
@@ -57,7 +57,8 @@ struct Plan {
     waitingThread,
   };
 
-  /// Whether the runs of one seed must have the same schedule. Such a graph has no other threads, and no random order.
+  /// Whether all runs of one seed must have the same schedule. A reproducible graph uses no further threads and no
+  /// random order.
   enum class Schedule : std::uint8_t { free, reproducible };
 
   Plan(StressRandom& random, int depth, Schedule schedule, bool isCertain);
@@ -74,12 +75,12 @@ struct Plan {
   bool fails;
   /// Whether nothing can cancel the work, so that it runs and its result is known.
   bool isCertain;
-  /// For the choices that the work makes while it runs.
+  /// The seed of the choices that the work makes while it runs.
   std::uint64_t seed;
   long value;
   std::list<Plan> children;
 
-  // How often the work began and ended.
+  // The number of times that the work began and ended.
   mutable std::atomic<unsigned> begun{0};
   mutable std::atomic<unsigned> ended{0};
 };

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int maximumDepth = 4;
 
-/// Counts the last uses of all rounds, so that a thread that waits for one touches no round that is gone.
+/// Counts the last uses of all rounds. A thread that waits for one reads only this counter, and no destroyed round.
 constinit std::atomic<std::uint32_t> lastUses{0};
 
 /// Runs a job at once, on the stack of the code that enqueues it.
@@ -26,7 +26,7 @@ class InlineExecutor final : public Executor {
   void enqueue(Job& job) noexcept override { job.run(); }
 };
 
-/// The same, but it loses every fifth job.
+/// `InlineExecutor` that loses every fifth job.
 class LossyExecutor final : public Executor {
  public:
   void enqueue(Job& job) noexcept override {
@@ -37,7 +37,7 @@ class LossyExecutor final : public Executor {
   std::atomic<unsigned> jobs_{0};
 };
 
-/// Claims to be serial, and is not.
+/// An executor that claims to be serial and is not.
 class SharedExecutor final : public Executor {
  public:
   void enqueue(Job& job) noexcept override { GlobalExecutor::shared().enqueue(job); }
@@ -139,7 +139,7 @@ void Round::step(const Context& context, const Plan& at) {
   expect(Task<>::currentPriority() >= context.priority, "work lost its priority");
   if (context.zone == nullptr || !context.zone->isExclusive) return;
   expect(!context.zone->isInside.exchange(true, std::memory_order_relaxed), "two jobs of one isolation ran at once");
-  // Now and then long enough for another thread to come in.
+  // Every fourth visit is long enough for another thread to enter.
   if (++context.zone->visits % 4 == 0 && schedule == Plan::Schedule::free) std::this_thread::yield();
   if (context.owned != nullptr) {
     expect(!context.owned->hasEnded, "a task ran after its owner's end");

@@ -19,7 +19,7 @@
 
 namespace Tessaly::Tests {
 
-/// A defect that the stress makes on purpose, to show that it finds such a one.
+/// A deliberate defect. The stress test must find it.
 enum class Breakage : std::uint8_t {
   none,
   /// An executor loses every fifth job.
@@ -52,7 +52,7 @@ struct Zone {
   std::uint64_t visits = 0;
 };
 
-/// An object that has tasks, as they see it.
+/// The part of an object with tasks that its tasks use.
 struct Owned {
   bool hasEnded = false;
   std::uint64_t uses = 0;
@@ -60,7 +60,8 @@ struct Owned {
 
 class Round;
 
-/// Where a piece of work runs. Every piece, and every closure that will make one, holds a copy, which keeps the round.
+/// The place at which a piece of work runs. Every piece of work, and every closure that makes one, holds a copy. The
+/// copies keep the round in use.
 class Context {
  public:
   explicit Context(Round& owner) noexcept;
@@ -68,16 +69,16 @@ class Context {
   Context& operator=(const Context&) = delete;
   ~Context();
 
-  /// The same in another isolation, or in none.
+  /// The context in another isolation, or without an isolation.
   [[nodiscard]] Context in(Zone* other) const;
   [[nodiscard]] Context withLocal(int value) const;
   [[nodiscard]] Context withPriority(TaskPriority least) const;
   [[nodiscard]] Context withOwner(Owned& object) const;
-  /// The same in code outside any task.
+  /// The context in code outside any task.
   [[nodiscard]] Context outsideTasks() const { return Context(round); }
 
   Round& round;
-  /// The present isolation; null for none.
+  /// The present isolation. Null without an isolation.
   Zone* zone = nullptr;
   Owned* owned = nullptr;
   int local = 0;
@@ -100,9 +101,10 @@ class Round {
   }
   [[noreturn]] void fail(const std::string& rule) const;
 
-  /// One in which jobs run one at a time. The last exclusive one is left out, because a breakage may make it shared.
+  /// An isolation that runs its jobs one at a time. The last such isolation is omitted, because a defect may make it
+  /// shared.
   [[nodiscard]] Zone& exclusiveZone(StressRandom& random) { return zones_[random.below(exclusiveZones - 1)]; }
-  /// Any one, or none.
+  /// Any isolation, or null.
   [[nodiscard]] Zone* anyZone(StressRandom& random);
   [[nodiscard]] Owned& makeOwned();
 
@@ -118,7 +120,7 @@ class Round {
   Clock& clock;
   const Plan plan;
   std::atomic<std::uint64_t> steps{0};
-  /// A hash of the order of all steps. Only for a reproducible schedule.
+  /// A hash of the order of all steps. It is meaningful only for a reproducible schedule.
   std::uint64_t trace = 0;
 
  private:

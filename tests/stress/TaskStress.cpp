@@ -122,11 +122,11 @@ void checkSum(Round& round, long sum) {
   round.checkEnd();
 }
 
-/// What the driving threads share.
+/// The state that the driving threads share.
 struct Drive {
   explicit Drive(const StressSettings& wanted) : settings(wanted), watchdog(wanted.patience) {}
 
-  /// The seed of the next round; none after the last one.
+  /// Sets `seed` to that of the next round. Returns false after the last round.
   bool takeSeed(std::uint64_t& seed) {
     const std::uint64_t number = rounds.fetch_add(1, std::memory_order_relaxed);
     if (number >= settings.rounds || std::chrono::steady_clock::now() - start > settings.time) return false;
@@ -154,7 +154,7 @@ void driveRounds(Drive& drive) {
   }
 }
 
-/// The main thread serves the main queue, and others drive.
+/// Runs rounds on the driving threads, while the main thread serves the main queue.
 StressResult driveOnThreads(const StressSettings& settings) {
   if (settings.executor == StressSettings::Executor::threads) GlobalExecutor::install(*new ManyThreads);
   Drive drive(settings);
@@ -171,7 +171,7 @@ StressResult driveOnThreads(const StressSettings& settings) {
   return {.rounds = drive.ended.load(), .steps = drive.steps.load()};
 }
 
-/// Runs one job of the main queue or of the scheduler; false if none waits.
+/// Runs one job of the main queue or of the scheduler. Returns false if no job waits.
 bool runOne(SeededScheduler& scheduler, StressRandom& random) {
   if (random.isOneOf(2)) return MainQueue::drain() > 0 || scheduler.runOne();
   return scheduler.runOne() || MainQueue::drain() > 0;
@@ -184,7 +184,7 @@ StressResult driveBySeed(const StressSettings& settings) {
   for (; result.rounds < settings.rounds; ++result.rounds) {
     if (std::chrono::steady_clock::now() - start > settings.time) break;
     const std::uint64_t seed = settings.seed + result.rounds;
-    // A stream's turn ends by real time, so none may end here.
+    // A stream's turn ends after a real time, so its turns must not end here.
     detail::elementsLeft = std::numeric_limits<std::uint32_t>::max();
     scheduler.reseed(seed);
     StressRandom random(seed);

@@ -7,7 +7,7 @@
 
 #include "tests/stress/StressRound.hpp"
 
-// Random graphs of tasks, one after the other on each of some threads. Every step of every task checks what must hold.
+// Runs random graphs of tasks. Each driving thread runs one graph at a time. Every step of every task checks the rules.
 // A violation stops the process, with the rule, the seed of the graph, and the graph.
 
 namespace Tessaly::Tests {
@@ -16,19 +16,19 @@ struct StressSettings {
   enum class Executor : std::uint8_t {
     /// The pool of the library.
     pool,
-    /// An executor as a host may make one, with 64 threads.
+    /// An executor with 64 threads, as a host may make one.
     threads,
-    /// The seeded scheduler, on this thread alone: the seed decides the schedule, too.
+    /// The seeded scheduler on this thread alone. The seed decides the schedule, too.
     seeded,
   };
 
   Executor executor = Executor::pool;
-  /// Of the first round. Each further round has the next one.
+  /// The seed of the first round. Each further round has the next number.
   std::uint64_t seed = 1;
   std::uint64_t rounds = std::numeric_limits<std::uint64_t>::max();
   /// No round begins after this time.
   std::chrono::seconds time{std::numeric_limits<int>::max()};
-  /// How many threads run rounds.
+  /// The number of threads that run rounds.
   unsigned drivers = 1;
   /// A round without a step in this time has lost a wake-up.
   std::chrono::seconds patience{60};
@@ -42,7 +42,7 @@ struct StressResult {
   std::uint64_t trace = 0;
 };
 
-/// Runs the rounds. On the main thread, once for a process unless the scheduler is the seeded one.
+/// Runs the rounds. Call it on the main thread, and only once in a process unless the executor is `seeded`.
 StressResult stressTasks(const StressSettings& settings);
 
 }  // namespace Tessaly::Tests

@@ -2,8 +2,8 @@
 // TaskStress [--seed number] [--rounds number] [--seconds number] [--drivers number] [--patience seconds]
 //            [--executor pool|threads|seeded]
 //
-// Without a seed the time of day gives it. The seed of a round that failed, with --rounds 1, makes the same graph
-// again; under the seeded scheduler it makes the same schedule, too.
+// Without a seed the program takes one from the time of day. The seed of a round that failed, with --rounds 1, makes
+// the same graph again; under the seeded scheduler it makes the same schedule, too.
 
 #include <chrono>
 #include <cstdio>

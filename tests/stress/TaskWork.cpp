@@ -1,5 +1,4 @@
-// SPDX-License-Identifier: MIT
-// Tasks, groups, cancellation, isolations and continuations.
+// SPDX-License-Identifier: MIT The kinds of work with tasks, groups, cancellation, isolations and continuations.
 
 #include <atomic>
 #include <chrono>
@@ -67,7 +66,7 @@ Async<long> runInterruptedSleep(Context context, const Plan& plan) {
   co_return 0;
 }
 
-/// Resumes a continuation from several places, of which one wins.
+/// Resumes a continuation from several places. One of them wins.
 Async<long> runContinuation(Context context, const Plan& plan) {
   StressRandom random(plan.seed);
   const auto isTaken = std::make_shared<std::atomic<bool>>(false);
@@ -102,7 +101,8 @@ Async<long> runBlockingLeaf(Context context, const Plan& plan) {
 
 namespace {
 
-/// The result of a child that ended, whatever its end was.
+/// The part of the total from the next child that ends. A failed child counts three times, a cancelled child zero.
+/// Absent after the last child.
 Async<std::optional<long>> nextOf(TaskGroup<long>& group) {
   try {
     co_return co_await group.next();

@@ -24,7 +24,7 @@ SUBSYSTEMS = {
     "SystemServices": ["FoundationExtensions/", "Concurrency/", "SettingsAndObservation/"],
     "Formatting": ["FoundationExtensions/", "Concurrency/"],
 }
-# The same for single files.
+# The further includes that single files may have.
 FILES = {"ValueRecords/URLBookmark": ["FoundationExtensions/", "SettingsAndObservation/"]}
 
 # Headers that need fewer libraries than the rest of their directory. They are components of their own.

@@ -176,7 +176,7 @@ TEST(BundleNote, IsFoundBehindOtherNotes) {
 TEST(BundleNote, ACutSegmentIsNeverReadPastItsEnd) {
   const auto note = makeNote(1, owner, identifierFact);
   for (std::size_t size = 0; size < note.size(); ++size) {
-    // A copy of just this size, so that the address sanitizer sees a byte too many.
+    // A copy of exactly this size, so that the address sanitizer reports a read beyond it.
     const std::vector<std::byte> cut(note.begin(), note.begin() + static_cast<std::ptrdiff_t>(size));
     const auto facts = detail::findBundleNote(cut, 4);
     const bool isWhole = size >= 12 + owner.size() + identifierFact.size();

@@ -35,7 +35,7 @@ TEST(GlobPattern, SetsMatchCharactersAndRanges) {
   EXPECT_FALSE(fits("[!a]", "a"));
   EXPECT_TRUE(fits("[]a]", "]"));
   EXPECT_TRUE(fits("[a-]", "-"));
-  // One that is never closed means itself.
+  // A bracket that is never closed matches itself.
   EXPECT_TRUE(fits("[a", "[a"));
   EXPECT_FALSE(fits("[a", "a"));
 }

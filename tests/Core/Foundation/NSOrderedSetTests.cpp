@@ -111,7 +111,7 @@ TEST(NSOrderedSet, HoldsManyElementsWithSimilarHashes) {
 }
 
 TEST(NSOrderedSet, HashesOfSimilarNumbersSpread) {
-  // Multiples of a large power of two and pointers alike: a table that took the low bits would be one long chain.
+  // Multiples of a large power of two, which resemble pointers. A table by the low bits would be one long chain.
   std::vector<std::uint64_t> numbers;
   for (std::uint64_t i = 0; i < 200'000; ++i) numbers.push_back(i << 40);
   const NSOrderedSet<std::uint64_t> set(numbers);

@@ -62,7 +62,7 @@ Array nested(std::uint32_t depth) {
   return *value.array();
 }
 
-/// Every kind with its extreme values, as far as both formats hold them.
+/// Every kind with its extreme values, as far as both formats can represent them.
 Dictionary extremes() {
   return {
       {"", "the empty key"},
@@ -150,7 +150,7 @@ TEST(PropertyListSerialization, RefusesTooDeepNesting) {
   for (int i = 0; i < 10'000; ++i) text += "<array>";
   EXPECT_EQ(failureOf(text), "The property list is nested too deep at byte 3591");
 
-  // Ten thousand arrays of one element each, every one the next one's element.
+  // Ten thousand nested arrays of one element each.
   std::string bytes = "bplist00";
   std::string table;
   const auto put = [](std::string& out, std::uint64_t value, int size) {
@@ -172,7 +172,7 @@ TEST(PropertyListSerialization, RefusesTooDeepNesting) {
   EXPECT_EQ(failureOf(bytes).find("The property list is nested too deep"), 0u);
 }
 
-/// A binary file of these objects, one after the other, the first one the root.
+/// A binary file of these objects in order. The first one is the root.
 std::string binaryFile(const std::vector<std::string>& objects) {
   std::string bytes = "bplist00";
   std::string table;
@@ -446,7 +446,7 @@ TEST_F(PropertyListSerializationWithPython, WritesListsThatWeReadEqually) {
   EXPECT_EQ(fromBinary.format, binary);
   Dictionary withoutSign = extremes();
   Array reals = *withoutSign.at("reals").array();
-  reals[1] = 0.0;  // That writer takes -0.0 for the 0.0 that it has written before.
+  reals[1] = 0.0;  // Python's writer confuses -0.0 with an earlier 0.0.
   withoutSign.insert_or_assign("reals", reals);
   EXPECT_TRUE(fromBinary.value.isIdentical(withoutSign));
   EXPECT_EQ(run("xml"), "written\n");

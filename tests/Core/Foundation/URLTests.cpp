@@ -197,7 +197,7 @@ TEST(URL, StoredPathParsesToAURLOfThatPath) {
   EXPECT_EQ(read.path(), saved.path());
   EXPECT_EQ(read.scheme(), std::nullopt);
   EXPECT_EQ(URL::from("//x/y").value().host(), "x");
-  // A file's path that begins with two slashes may not be one.
+  // A path that begins with two slashes may not be a valid URL.
   EXPECT_EQ(URL::from(URL::from("file:////h:x/").value().path()), std::nullopt);
 }
 

@@ -27,7 +27,7 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// With a database of the test's own, or none.
+/// The tests have their own database, or no database.
 class UTTypeTest : public testing::Test {
  protected:
   void put(const std::string& name, std::string_view text) const {
@@ -81,7 +81,7 @@ TEST_F(UTTypeTest, UndeclaredExtensionsGetDynamicTypes) {
   const UTType text = *UTType::fromFilenameExtension("cdg", UTType::text());
   EXPECT_TRUE(text.conformsTo(UTType::text()));
   EXPECT_FALSE(text == type);
-  // The one that everybody means is no picture.
+  // A table with commas is not an image.
   EXPECT_TRUE(UTType::fromFilenameExtension("csv", UTType::image())->isDynamic());
 }
 

@@ -57,7 +57,7 @@ TEST(UUID, ThreadsMakeDifferentIdentifiers) {
   EXPECT_EQ(all.size(), made.size() * perThread);
 }
 
-/// What a forked child says its next identifiers are.
+/// The next identifiers of a forked child, as the child reports them.
 std::vector<UUID> uuidsOfForkedChild() {
   int ends[2];
   EXPECT_EQ(::pipe(ends), 0);
@@ -81,7 +81,7 @@ std::vector<UUID> uuidsOfForkedChild() {
 }
 
 TEST(UUID, ForkedChildrenMakeDifferentIdentifiers) {
-  // Not at the beginning of a supply, so that parent and child have the same rest.
+  // One identifier is taken before the fork, so that parent and child have the same rest of a supply.
   std::unordered_set<UUID> all{UUID::random()};
   std::size_t count = 1;
   for (int round = 0; round < 3; ++round) {

@@ -26,7 +26,7 @@ struct PluginKeyPaths {
   KeyPath<Tune, int> seconds;
   KeyPath<Tune, int> minutes;
   AnyKeyPath content;
-  /// Of a class of the plug-in's own that the other plug-in has one like.
+  /// The key path of a local class. The other plug-in has a class with the same name.
   AnyKeyPath hidden;
 };
 

@@ -72,7 +72,7 @@ TEST(ObservationRegistrar, AnnouncesTheEndOfAThrowingMutation) {
   Person person;
   const auto mutate = [&] {
     person.registrar().withMutation(person, keyPath<&Person::name>, [&] {
-      // Read while it changes: to be told once that is over.
+      // The property is tracked during its change, so the handler is called after the change.
       withObservationTracking([&] { return person.name(); }, [&] { person.setAge(99); });
       throw std::runtime_error("no");
     });

@@ -322,7 +322,7 @@ TEST(ObservationTracking, ObjectEndedDuringTheFunctionCallsTheHandler) {
   EXPECT_EQ(changes, 1);
 }
 
-// The test runs the first of the two races: a change between the reading and the registration.
+// The first of the two races: a change between the read and the registration.
 TEST(ObservationTracking, ChangeDuringTheFunctionCallsTheHandler) {
   int changes = 0;
   Cell cell(1);
@@ -366,7 +366,7 @@ TEST(ObservationTracking, OwnLaterChangeDoesNotHideAnotherThreadsChange) {
   EXPECT_EQ(changes, 1);
 }
 
-// The test runs the second race: a reading on another thread before the new value is stored.
+// The second race: a read on another thread before the new value is stored.
 TEST(ObservationTracking, ReadDuringAChangeCallsTheHandler) {
   std::vector<int> seen;
   std::function<void()> track;

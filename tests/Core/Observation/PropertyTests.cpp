@@ -198,7 +198,7 @@ TEST(Property, ComputedPropertyFollowsItsReads) {
   player.volume = 0;
   EXPECT_EQ(changes, 2);
   EXPECT_TRUE(track());
-  player.isPlaying = false;  // Which was not looked at: the volume decided.
+  player.isPlaying = false;  // The function has not read it, because the volume decided.
   EXPECT_EQ(changes, 2);
 }
 

@@ -5,7 +5,7 @@
 #include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Core/Base/Error.hpp"
 
-// An error of the library, thrown here and caught by its base, and a text made there.
+// Throws an error of the library, catches it by its base class, and formats a text.
 int main() {
   Tessaly::Mutex<std::string> text("untouched");
   try {

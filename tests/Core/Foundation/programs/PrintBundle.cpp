@@ -1,5 +1,4 @@
-// SPDX-License-Identifier: MIT
-// Prints what the main bundle says of this program, for the tests of Bundle.
+// SPDX-License-Identifier: MIT Prints the main bundle's facts about this program, for the tests of Bundle.
 #include <iostream>
 
 #include "Tessaly/Core/Foundation/Bundle.hpp"

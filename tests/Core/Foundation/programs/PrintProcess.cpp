@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: MIT
-// Removes its own file, then prints what it knows of its process, for the tests of ProcessInfo.
+// SPDX-License-Identifier: MIT Removes its own file, then prints the facts about its process, for the tests of
+// ProcessInfo.
 #include <cstdio>
 #include <iostream>
 
