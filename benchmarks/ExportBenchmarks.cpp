@@ -70,7 +70,7 @@ std::string loop(const Table& table, char separator) {
   return text;
 }
 
-/// The same for the form of RFC 4180.
+/// `loop` for the form of RFC 4180.
 std::string standardLoop(const Table& table) {
   std::size_t room = 0;
   for (const auto& row : table) {
@@ -202,7 +202,7 @@ void fillLog() {
   static_cast<void>(isFull);
 }
 
-/// The same records, read in the same way, with dates of one locale by fmt.
+/// Exports the same records, read in the same way. fmt writes their dates in one locale.
 std::string exportByHand() {
   const auto entries = OSLogStore::currentProcess().entries();
   std::string text;

@@ -183,7 +183,7 @@ enum class TableStyle { text, markdown };
 /// One line for each pair of ours and a peer.
 std::string table(const std::vector<Measurement>& measurements, TableStyle style);
 
-/// The same as a JSON array.
+/// The measurements as a JSON array.
 std::string json(const std::vector<Measurement>& measurements);
 
 }  // namespace Tessaly::Benchmarks

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 // Measures the delay between a change of the network and its notification, beside GLib's GNetworkMonitor and Qt's
-// QNetworkInformation. The latter uses GLib's monitor here. It unplugs cables and removes routes 1,000 times each, so
-// it runs in a network namespace of its own:
+// QNetworkInformation. The latter uses GLib's monitor here. The program unplugs cables and removes routes 1,000 times
+// each, so it runs in a network namespace of its own:
 //
 //     unshare --user --net --map-root-user tessaly_network_latency
 

@@ -159,7 +159,7 @@ auto propertyReads(int keys) {
   };
 }
 
-/// As many reads of a peer in one call.
+/// The same number of reads of a peer, in one call.
 template <typename Make>
 auto readsInBatches(int keys, Make make) {
   return [keys, make, held = std::shared_ptr<Held>()]() mutable {

@@ -113,7 +113,7 @@ struct IgnoredTimer final : ClockTimer {
   ~IgnoredTimer() { benchmark::DoNotOptimize(ContinuousClock::shared().remove(*this)); }
 };
 
-/// While others wait for 30 minutes.
+/// Sets and removes timers while other timers wait for 30 minutes.
 auto setAndRemoveTimers(std::chrono::milliseconds delay) {
   return [delay] {
     auto others = std::make_shared<std::deque<IgnoredTimer>>();
@@ -126,7 +126,7 @@ auto setAndRemoveTimers(std::chrono::milliseconds delay) {
   };
 }
 
-/// On the main queue, so that the order of the steps is fixed: the task sleeps before it is cancelled.
+/// Cancels sleeping tasks. It runs on the main queue, so each task sleeps before it is cancelled.
 Async<void> cancelSleepers() {
   for (int i = 0; i < timers; ++i) {
     Task<void> sleeper([] { return Task<>::sleep(std::chrono::hours(1)); });

@@ -8,7 +8,7 @@ namespace Tessaly::Benchmarks::AsioPeers {
 
 /// One `awaitable` that makes and awaits `count` others, each returning an integer.
 Batch awaitAwaitables(int count);
-/// The same with `experimental::coro`.
+/// `awaitAwaitables` with `experimental::coro`.
 Batch awaitCoros(int count);
 
 /// `coroutines` coroutines on a pool of two threads. They post themselves to the pool, `count` times together.
@@ -16,7 +16,7 @@ Batch postToPool(int count, int coroutines);
 
 /// `count` times from the main thread: spawns a coroutine on a pool of two threads, and waits for its result.
 Batch spawnAndWait(int count);
-/// The same from a coroutine of the pool, which awaits the result.
+/// `spawnAndWait` from a coroutine of the pool, which awaits the result.
 Batch spawnAndAwait(int count);
 
 /// One coroutine on a pool of two threads. It runs a function on a strand and awaits it, `count` times.

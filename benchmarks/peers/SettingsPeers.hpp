@@ -39,7 +39,7 @@ class Conversation {
   Conversation(const Conversation&) = delete;
   Conversation& operator=(const Conversation&) = delete;
   virtual ~Conversation() = default;
-  /// Until the other process exists, which sets "key2".
+  /// Waits until the other process exists and has set "key2".
   virtual void waitForTheOther() = 0;
   virtual void roundTrip() = 0;
 };

@@ -18,7 +18,7 @@ Counter charactersByUtf8proc(const std::string& text);
 
 /// Whether a character is an emoji, by the same rule as ours: the first scalar, and whether others follow.
 Counter emojiByICU(const std::string& text);
-/// The same with utf8proc's boundaries. The property Emoji comes from ICU, because utf8proc lacks it.
+/// `emojiByICU` with utf8proc's boundaries. The property Emoji comes from ICU, because utf8proc lacks it.
 Counter emojiByUtf8proc(const std::string& text);
 
 /// The transform for searches by a reused transliterator, from UTF-8 to UTF-8.
