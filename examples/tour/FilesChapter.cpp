@@ -89,7 +89,7 @@ class Follower {
         changes_(fileChanges(FileManager::default_(), URL::fileURLWithPath(file_)).makeAsyncIterator()) {}
 
   /// Has a second process change the file. Follows it until a change of this kind, or any, was delivered and the file
-  /// is as expected. Returns the delivered changes, or none if that did not happen.
+  /// is as expected. Returns the delivered changes. The result is empty if that did not happen.
   Async<std::set<FileChange>> follow(std::string script, std::optional<std::string> end,
                                      std::optional<FileChange> kind) {
     const Task<bool> writer([script = std::move(script), file = file_] { return runShell(script, file); });

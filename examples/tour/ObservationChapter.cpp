@@ -95,13 +95,13 @@ Async<void> consume(std::shared_ptr<Player> player, Delivered* delivered) {
   }
 }
 
-/// Changes the volume three times in a row, which is faster than any observer.
+/// Changes the volume three times in a row, faster than any observer can react.
 Async<void> turnDown(Narrator& narrator, std::shared_ptr<Player> player, const Delivered& delivered) {
   const std::size_t passes = delivered.inPasses.size();
   const std::size_t elements = delivered.asElements.size();
   for (const int volume : {40, 30, 0}) player->setVolume(volume);
   const bool isSo = co_await comesTrue([&] { return delivered.allSay(player->label()); });
-  // One each, and one more if the change before was still being delivered.
+  // One pass and one element, and one more of each if the previous change was still being delivered.
   narrator.check(isSo && delivered.inPasses.size() <= passes + 2 && delivered.asElements.size() <= elements + 2,
                  text("Three changes of the volume in a row made ", delivered.inPasses.size() - passes, " pass, and ",
                       delivered.asElements.size() - elements, " element: ", delivered.inPasses.back()));

@@ -68,7 +68,7 @@ struct Change {
   SteadyClock::time_point arrival;
 };
 
-/// The changes of the volume, each with its time. Ends by itself if none arrives within 10 s.
+/// The changes of the volume, each with its time. Ends by itself if no change arrives within 10 s.
 class Follower {
  public:
   explicit Follower(const Default<std::int64_t>::Key& key)

@@ -72,7 +72,7 @@ Async<void> tellOfPriorities(Narrator& narrator) {
   start(TaskPriority::high, [&] { place = ++started; });
   isFree = true;
   for (const Task<>& task : tasks) co_await task.finished();
-  // Other threads of the pool may have taken tasks right behind it and counted them first.
+  // Other threads of the pool may take the next tasks and count them before this one.
   narrator.check(place <= threads, text("A task of high priority, last of 41 in the queue, was number ", place));
 
   Task<TaskPriority> low({.priority = TaskPriority::background, .isolation = Isolation()}, []() -> Async<TaskPriority> {

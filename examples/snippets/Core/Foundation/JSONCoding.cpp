@@ -15,13 +15,13 @@ struct Song {
 };
 
 void showDecoding(const Data& data) {
-  // Throws what is wrong with it.
+  // Throws a `DecodingError` for malformed data.
   Song song = JSONDecoder::decode<Song>(data);
 }
 
 struct Title {
   void encode(Encoder& encoder) const {
-    // And so on for its other members.
+    // The other members follow in the same way.
     encoder.encode(title, "title");
   }
   std::string title;
