@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT The kinds of work that end with an owner, and threads that wait for tasks.
+// SPDX-License-Identifier: MIT
+// The kinds of work that end with an owner, and threads that wait for tasks.
 
 #include <atomic>
 #include <vector>

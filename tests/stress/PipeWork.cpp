@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT The kind of work in which a pipe feeds a stream.
+// SPDX-License-Identifier: MIT
+// The kind of work in which a pipe feeds a stream.
 
 #include <fcntl.h>
 #include <unistd.h>

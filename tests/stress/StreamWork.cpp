@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT The kinds of work with streams: several producers, operators, and hops between
+// SPDX-License-Identifier: MIT
+// The kinds of work with streams: several producers, operators, and hops between
 // isolations.
 
 #include <array>

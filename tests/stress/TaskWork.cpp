@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT The kinds of work with tasks, groups, cancellation, isolations and continuations.
+// SPDX-License-Identifier: MIT
+// The kinds of work with tasks, groups, cancellation, isolations and continuations.
 
 #include <atomic>
 #include <chrono>

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT Prints the main bundle's facts about this program, for the tests of Bundle.
+// SPDX-License-Identifier: MIT
+// Prints the main bundle's facts about this program, for the tests of Bundle.
 #include <iostream>
 
 #include "Tessaly/Core/Foundation/Bundle.hpp"

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: MIT Removes its own file, then prints the facts about its process, for the tests of
+// SPDX-License-Identifier: MIT
+// Removes its own file, then prints the facts about its process, for the tests of
 // ProcessInfo.
 #include <cstdio>
 #include <iostream>
