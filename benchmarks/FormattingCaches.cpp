@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// The cost of the first text of each kind, and the memory that it keeps. Each kind has a process of its own. The
-// process formats first, then another thread, then the same thread in another language.
+// The cost of the first text of each kind, and the memory that it keeps. Each kind has a process of its own. Its first
+// thread formats, then another thread, then that other thread in another language.
 
 #include <malloc.h>
 #include <sys/wait.h>

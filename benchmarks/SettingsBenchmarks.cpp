@@ -176,7 +176,7 @@ auto readsInBatches(int keys, Make make) {
   };
 }
 
-/// A program beside this one that ends when its standard input ends.
+/// Another program, which runs until its standard input ends.
 class Companion {
  public:
   Companion(const char* name, const std::string& folder) {

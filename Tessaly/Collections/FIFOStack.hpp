@@ -97,9 +97,9 @@ class FIFOStack {
   /// Whether the queue is empty. O(1).
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
-  /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, whose last
-  /// element would have left next, and behind it the right one. That is the order of the queue only if the left stack
-  /// holds at most one element.
+  /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, then the right
+  /// one. The last element of the left stack would have left the queue next. So this is the order of the queue only if
+  /// the left stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());
@@ -151,8 +151,8 @@ class FIFOStack {
     }
   }
 
-  /// The stacks keep their elements in the order in which they came. So the elements of one stack become those of the
-  /// other without being moved, and the top of the left stack is its first element.
+  /// The stacks keep their elements in the order in which they came. So the stacks can change places without moving an
+  /// element. The top of the left stack is its first element.
   Stack left_;
   Stack right_;
 };

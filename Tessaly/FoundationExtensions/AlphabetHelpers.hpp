@@ -45,8 +45,8 @@ namespace detail {
 }  // namespace detail
 
 /// One entry for each letter of the alphabet, in order. An entry leads to the first item whose identifier begins with
-/// that letter, in either case. Without such an item, it leads to the target of the entry before it. The first entry
-/// then leads to the first item. Without items there are no entries.
+/// that letter, in either case. Without such an item, it leads to the target of the previous entry, or, for the first
+/// entry, to the first item. Without items there are no entries.
 ///
 /// Letters match exactly, so the alphabet must be in lower case. No entry leads to an item with another first
 /// character, such as an accented letter. An empty identifier is logged, and its item is omitted. Ill-formed UTF-8

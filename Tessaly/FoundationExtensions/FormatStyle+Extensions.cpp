@@ -8,7 +8,7 @@ Date::FormatStyle detail::CompactDateTime::make() {
   using Style = Date::FormatStyle;
   constexpr OperatingSystemVersion firstWithoutDay{.major = 15};
   const Style time = Style().hour(Style::Field::twoDigits).minute(Style::Field::twoDigits);
-  // The versions are those of another system. A host asks for the former style only by giving such a version.
+  // The limit is not a version of this system. A host gets the former style only if it overrides the version.
   const auto& version = ProcessInfo::processInfo().overriddenOperatingSystemVersion();
   if (!version || *version >= firstWithoutDay) return time.year(Style::Field::omitted);
   return time.day(Style::Field::twoDigits).month(Style::Month::twoDigits);

@@ -47,7 +47,8 @@ template <typename Handler, typename StoredValue>
 concept SettingHandler =
     std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
 
-/// A pointer as the value of a Boolean setting. It is usually a text by mistake, and would read as true.
+/// A pointer as the value of a Boolean setting. It is usually a text that was passed by mistake, and would convert to
+/// true.
 template <typename Argument, typename Value>
 concept PointerForBoolean =
     OneOf<Value, bool, std::optional<bool>> &&

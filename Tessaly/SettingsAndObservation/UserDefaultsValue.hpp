@@ -47,9 +47,9 @@ class UserDefaultValueIdentification {
 template <typename Value>
 struct UserDefaultsValueTraits;
 
-/// A type that the settings store holds directly: text, a boolean, an integer of 16, 32 or 64 bits with or without a
-/// sign or of 8 bits without, a real of either precision, `Date`, `Data`; a vector of such values, a map of them by
-/// text, and an optional one.
+/// A type that the settings store holds directly. The basic types are text, booleans, integers of 16, 32 and 64 bits
+/// with or without a sign, unsigned integers of 8 bits, reals of either precision, `Date` and `Data`. Vectors of such
+/// values, maps of them by text, and optionals of them are held too.
 ///
 /// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///

@@ -51,8 +51,8 @@ struct Status {
 /// Completes as soon as the machine is online.
 ///
 /// Throws `CancellationError` if its task is cancelled before the wait begins. A cancellation during the wait does not
-/// end the wait. From then on only changes of the setting count: the wait ends at the next one after which the machine
-/// is online. If a cancelled task writes the setting, the wait throws `CancellationError`.
+/// end the wait. From then on only changes of the setting count: the wait ends at the next change after which the
+/// machine is online. If a cancelled task writes the setting, the wait throws `CancellationError`.
 ///
 /// The setup and the updates of the path use the main thread, so the main queue must be served.
 [[nodiscard]] TESSALY_EXPORT Async<void> nextIsOnline();

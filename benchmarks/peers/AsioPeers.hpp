@@ -24,8 +24,8 @@ Batch strandRoundTrip(int count);
 
 /// One coroutine that sends `depth` elements into a channel and then receives them, up to `count` elements.
 Batch sendThenReceive(int count, int depth);
-/// A coroutine that waits in `async_receive`, and one that sends and posts itself behind it, `count` times, on one
-/// thread.
+/// Two coroutines on one thread, `count` times: one waits in `async_receive`, the other one sends and then posts itself
+/// behind the receiver.
 Batch sendToWaitingReceiver(int count);
 /// One thread sends `count` elements as fast as it can. A coroutine on a pool of one thread receives them.
 Batch sendAcrossThreads(int count);

@@ -12,8 +12,7 @@ namespace Tessaly::Benchmarks::GLibPeers {
 /// times.
 Batch mainRoundTrip(int count);
 
-/// Attaches a timeout source to a main context and destroys it, `count` times, while other sources wait that fire in 30
-/// minutes.
+/// Attaches a timeout source to a main context and destroys it, `count` times, while other sources wait for 30 minutes.
 Batch timerCancelled(int count, int others, std::chrono::milliseconds delay);
 
 }  // namespace Tessaly::Benchmarks::GLibPeers

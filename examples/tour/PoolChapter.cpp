@@ -116,7 +116,7 @@ Async<void> tell(Narrator& narrator) {
   narrator.say(text(grouped(files.size()), " files with ", megabytes(totalSize(files)), " below ", root.native(),
                     "; the first ", grouped(sample.size()), " of them through SHA-256:"));
 
-  // The reports reach this task, which is isolated to the main thread. A newer report replaces one that waits.
+  // The reports reach this task, which is isolated to the main thread. A newer report replaces a waiting one.
   auto [reports, continuation] = AsyncStream<std::size_t>::makeStream(BufferingPolicy::newest(1));
   Mutex<Totals> guarded({.digests = std::vector<Digest>(sample.size())});
   const auto start = std::chrono::steady_clock::now();

@@ -231,7 +231,7 @@ TEST(FIFOStack, ThrowingCopyLeavesBothOwnersUnchanged) {
     for (int i = 0; i < 3; ++i) queue.enqueue(Counted(i));
     FIFOStack<Counted> copy = queue;
     Counted::countdown() = step;
-    EXPECT_THROW(copy.dequeue(), std::runtime_error);  // Reversing the right stack copies.
+    EXPECT_THROW(copy.dequeue(), std::runtime_error);  // The first change of a shared stack copies it.
     Counted::countdown() = step;
     EXPECT_THROW(copy.enqueue(Counted(3)), std::runtime_error);
     Counted::countdown() = step;

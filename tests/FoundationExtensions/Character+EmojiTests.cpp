@@ -14,7 +14,7 @@ TEST(CharacterEmoji, IsSimpleFromU238DOn) {
     EXPECT_TRUE(Character::isSimpleEmoji(character)) << character;
     EXPECT_TRUE(Character::isEmoji(character)) << character;
   }
-  // U+231A, U+2328 and U+2122 have the property, but are too small.
+  // U+231A, U+2328 and U+2122 have the property, but are below U+238D.
   for (const std::string_view character :
        {"1", "#", "*", "©", "®", "⌚", "⌨", "™", "a", "漢", "\u200D", "\uFE0F", "\u20E3", ""}) {
     EXPECT_FALSE(Character::isSimpleEmoji(character)) << character;

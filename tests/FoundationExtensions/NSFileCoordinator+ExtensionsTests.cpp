@@ -172,7 +172,7 @@ TEST_F(ZipFiles, FailedCopyIsAnErrorAndLeavesNothingBehind) {
 TEST_F(ZipFiles, APathOfAlmost4096BytesIsArchived) {
   std::string deep = path("");
   while (deep.size() + 256 < 4090) deep += std::string(250, 'd') + "/";
-  // The kernel does not take such a path at once when directories are made one by one.
+  // The path is below the limit of the kernel, which is 4,096 bytes with the final zero.
   std::filesystem::create_directories(deep);
   const std::string file = deep + std::string(4095 - deep.size(), 'f');
   ASSERT_EQ(file.size(), 4095u);

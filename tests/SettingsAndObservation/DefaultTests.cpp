@@ -321,7 +321,7 @@ TEST_F(DefaultTest, AllocatesOnlyTheNecessaryCopies) {
   EXPECT_EQ(Tests::allocationsOf([&] { EXPECT_EQ(Default<std::string>::value(key).size(), text.size()); }), 1);
   EXPECT_EQ(Tests::allocationsOf([&] { EXPECT_EQ(Default<std::vector<std::string>>::value(listKey).size(), 100U); }),
             101);
-  // The elements, a vector of them, a box for each, and a few for the array and the store.
+  // The allocations are the elements, a vector of them, a box for each, and a few for the array and the store.
   EXPECT_LE(Tests::allocationsOf([&] { Default<std::vector<std::string>>::setValue(listKey, list); }), 211);
 }
 

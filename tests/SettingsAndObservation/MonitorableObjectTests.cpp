@@ -34,7 +34,7 @@ class Song : public Work {
   [[nodiscard]] std::string label() const { return title.value() + " (" + std::to_string(year) + ")"; }
 };
 
-/// Lists its properties by names of their own.
+/// A class that lists its properties under other names.
 class Film : public MonitorableObject {
  public:
   Property<std::string> title = "Stalker";

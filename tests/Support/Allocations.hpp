@@ -3,7 +3,7 @@
 
 namespace Tessaly::Tests {
 
-/// The number of allocations of this thread so far. For programs that link `TessalyAllocationCounter`, which replaces
+/// The number of allocations of this thread so far. The program must link `TessalyAllocationCounter`, which replaces
 /// `operator new`.
 long allocationsOfThisThread();
 

@@ -18,7 +18,7 @@
 namespace Tessaly::Tests {
 
 /// The far end of a connection of sd-bus, without a daemon. Messages with a valid header and any body arrive as if a
-/// service had sent them. For programs that link libsystemd.
+/// service had sent them. The program must link libsystemd.
 class BusWire {
  public:
   enum class Kind : std::uint8_t { methodReturn = 2, error = 3, signal = 4 };

@@ -312,7 +312,7 @@ TEST_F(FileManagerFileSystemEvents, UnreadableFileIsAnError) {
 
 TEST_F(FileManagerFileSystemEvents, FailureToCloseTheFileIsIgnored) {
   put("a", "1");
-  // No descriptor has this number, so that none can be closed.
+  // No open descriptor has this number, so closing it fails.
   scripted->open = [](const URL&) { return FileHandle(std::numeric_limits<int>::max()); };
   syncWait([&]() -> Async<void> {
     Task<> next([&]() -> Async<void> {

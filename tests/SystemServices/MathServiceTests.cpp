@@ -42,7 +42,7 @@ TEST(MathService, FollowsTheRulesOfFloatingPointToInfinity) {
 }
 
 TEST(MathService, EveryOperationIsRoundedSeparately) {
-  // x times the slope is not a double here, so that a fused multiplication and addition would give another result.
+  // No double equals x times the slope here, so a fused multiplication and addition would give another result.
   const double x = 0.1, x0 = 0.3, y0 = 0.7, x1 = 1.1, y1 = 0.2;
   const volatile double slope = (y1 - y0) / (x1 - x0);
   const volatile double product = x * slope;

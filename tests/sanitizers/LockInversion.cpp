@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <mutex>
 
-// Two locks of the standard library taken in both orders: a deadlock, had there been two threads.
+// Takes two locks of the standard library in both orders. With two threads that could be a deadlock.
 int main() {
   std::mutex first;
   std::mutex second;

@@ -77,7 +77,7 @@ Data Data::contentsOf(const URL& file) {
   if (::fstat(opened.get(), &status) != 0) throw POSIXError::last();
   // A request for more memory than is free would end this process or another one instead of failing.
   if (status.st_size >= largeFile && status.st_size > detail::availableMemory()) throw POSIXError(ENOMEM);
-  // The size is a hint: a file may grow while it is read, and those of /proc say 0.
+  // The size is a hint: a file may grow while it is read, and files of /proc report the size 0.
   Bytes bytes;
   std::size_t count = 0;
   for (bytes.resize(static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 1);;) {

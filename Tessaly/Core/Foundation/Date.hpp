@@ -114,8 +114,8 @@ class TESSALY_EXPORT WallClock {
   virtual ~WallClock();
   [[nodiscard]] virtual Date now() const noexcept = 0;
 
-  /// Replaces the source for a scope, in all threads. Replacements end in the reverse order of their construction, and
-  /// before the clock that they install.
+  /// Replaces the source for a scope, in all threads. Replacements must end in the reverse order of their construction,
+  /// and before the clock that they install.
   class TESSALY_EXPORT Replacement {
    public:
     explicit Replacement(const WallClock& clock) noexcept;

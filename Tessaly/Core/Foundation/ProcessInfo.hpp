@@ -61,8 +61,8 @@ class ProcessInfo {
   /// The facts of the running process, except the overridden ones.
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
-  /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements end in the reverse order of their
-  /// construction, and before the facts that they install.
+  /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements must end in the reverse order of
+  /// their construction, and before the facts that they install.
   class Replacement {
    public:
     TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;

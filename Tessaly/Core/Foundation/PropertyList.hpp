@@ -91,8 +91,8 @@ class PropertyList {
     if (kind_ != Kind::date) return std::nullopt;
     return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
   }
-  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. The same
-  /// holds for the next three functions.
+  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. So are
+  /// the pointers that `data`, `array`, `dictionary` and `find` return.
   [[nodiscard]] TESSALY_EXPORT const std::string* text() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Data* data() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Array* array() const noexcept;

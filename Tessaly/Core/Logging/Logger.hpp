@@ -43,7 +43,8 @@ class Logger {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// A logger whose category is the unqualified name of the type. The subsystem is that of the function above.
+  /// A logger whose category is the unqualified name of the type. Its subsystem also begins with the main bundle's
+  /// identifier and ".".
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");

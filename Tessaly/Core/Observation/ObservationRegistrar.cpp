@@ -41,7 +41,7 @@ void ObservationRegistrar::recordAccess(const AnyKeyPath& keyPath) const {
 }
 
 void ObservationRegistrar::endAll() noexcept {
-  // A handler that is called here may read the ending object again, and so search for entries and add some.
+  // A handler that is called here may read the ending object again. That read searches for entries and may add one.
   const Entry* ended = nullptr;
   while (first_.load(std::memory_order_acquire) != ended) {
     const Entry* const first = first_.load(std::memory_order_acquire);

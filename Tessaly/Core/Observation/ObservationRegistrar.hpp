@@ -14,14 +14,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Makes the values of a class observable that are not data members. The class's getters record reads, and its setters
-/// announce changes.
+/// Records the observers of values that a class computes or stores elsewhere. The getters of the class record reads,
+/// and its setters announce changes.
 ///
 /// Prefer `Property` for an ordinary member. Until one of its properties is tracked, a registrar is one pointer, and an
 /// announcement costs one load. Copying an object does not copy its registrar's observers. The end of a registrar
 /// counts as a change of every tracked property.
 ///
-/// Thread contract: thread-safe. Making and destroying need the sole owner.
+/// Thread contract: thread-safe. Only construction and destruction need exclusive access.
 ///
 ///     class Thermometer {
 ///      public:

@@ -53,7 +53,8 @@ class Locale {
     std::optional<LanguageCode> code_;
   };
 
-  /// The locale with this identifier. Never fails. An unknown identifier is formatted like the root.
+  /// The locale with this identifier. Never fails. An unknown identifier is formatted like its nearest known parent, at
+  /// the end like the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
@@ -68,7 +69,7 @@ class Locale {
 
   friend bool operator==(const Locale&, const Locale&) noexcept = default;
 
-  /// Replaces the current locale for a scope, in all threads. Replacements end in the reverse order of their
+  /// Replaces the current locale for a scope, in all threads. Replacements must end in the reverse order of their
   /// construction, while no thread formats.
   ///
   /// Thread contract: thread-safe.

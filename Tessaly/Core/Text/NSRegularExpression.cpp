@@ -33,7 +33,7 @@ struct NSRegularExpression::Compiled {
   explicit Compiled(std::string_view text) : pattern(text) {
     const std::u16string units = Text::toUTF16(text);
     UErrorCode status = U_ZERO_ERROR;
-    // ICU refuses an empty pattern, which matches everywhere.
+    // ICU refuses an empty pattern. Here an empty pattern matches everywhere.
     const std::u16string_view given = units.empty() ? u"(?:)" : std::u16string_view(units);
     handle.reset(uregex_open(given.data(), static_cast<std::int32_t>(given.size()), 0, nullptr, &status));
     if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();

@@ -192,7 +192,7 @@ struct PropertyChange {
   std::uint32_t number = 0;
 };
 
-/// Searches for a property that is a number. The first of several values counts, and a value counts before an
+/// Searches for a property that is a number. The first of several values counts. A value takes precedence over an
 /// invalidation.
 [[nodiscard]] inline std::expected<PropertyChange, ReplyProblem> readPropertyChange(sd_bus_message* message,
                                                                                     std::string_view interface,

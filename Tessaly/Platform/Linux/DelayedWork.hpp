@@ -35,7 +35,7 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   Clock& clock_;
   const std::function<void()> work_;
   UnfairLock lock_;
-  /// A reference to itself while the work is scheduled, so that the timer exists when it fires.
+  /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);
   /// Whether a thread will run the work, or will run it once more.
   bool isDue_ TESSALY_GUARDED_BY(lock_) = false;

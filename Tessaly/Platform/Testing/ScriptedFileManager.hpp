@@ -16,8 +16,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The system's file manager with scripted answers. A test sets functions for the answers that differ, before the first
-/// use. The sources that it makes fire only when the test calls `fire`.
+/// The system's file manager with scripted answers. Before the first use, a test sets functions for the answers that
+/// differ. The sources of this file manager fire only when the test calls `fire`.
 ///
 /// Thread contract: thread-safe, except that the functions are set before the first use.
 ///

@@ -23,7 +23,7 @@ using namespace std::string_view_literals;
 using Tests::TemporaryFolder;
 using enum URL::DirectoryHint;
 
-/// The parsed text spelt out, or "-".
+/// The text of the parsed URL, or "-" if the text is not a URL.
 std::string parsed(std::string_view text) {
   const auto url = URL::from(text);
   return url ? url->absoluteString() : "-";

@@ -84,7 +84,7 @@ TEST(KeyPath, EqualsAnotherCopyOfItsRecord) {
   EXPECT_EQ(std::hash<AnyKeyPath>()(other), std::hash<AnyKeyPath>()(keyPath<&Track::title>));
 }
 
-/// The key paths of a plug-in that is opened so that none of its symbols is merged with another's. It stays open.
+/// The key paths of a plug-in. The plug-in is opened with symbols of its own, and stays open.
 const Tests::PluginKeyPaths* keyPathsOf(const char* plugin) {
   void* const handle = ::dlopen(plugin, RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {

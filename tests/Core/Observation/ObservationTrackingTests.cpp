@@ -28,7 +28,7 @@ using testing::ElementsAre;
 using testing::KilledBySignal;
 using Tests::repetitions;
 
-// As documented.
+// The documentation names these sizes.
 static_assert(sizeof(void*) != 8 || (sizeof(detail::ObservationPoint) == 40 && sizeof(detail::Tracking) == 72));
 static_assert(sizeof(void*) != 8 || (sizeof(detail::PointObserver) == 48 && sizeof(detail::ComputedObserver) == 80 &&
                                      sizeof(detail::ObserverList) == 72));

@@ -157,7 +157,7 @@ TEST(GraphemeClusters, AVeryLongClusterStaysWhole) {
 }
 
 TEST(GraphemeClusters, RunsOfSimpleScriptsAreCutAsByICU) {
-  // Every pair of the scalars that need no ICU, and each with one that needs it.
+  // Every pair of scalars that need no ICU, and each of them beside a scalar that needs ICU.
   std::string text;
   for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
     if (scalar == 0xAD00) scalar = 0xD700;  // Most of the Hangul syllables.

@@ -88,7 +88,7 @@ TEST(TransformedForSearch, EqualsICUForEveryPairOfLatinScalars) {
       appendScalar(text, scalars[(at + step) % scalars.size()]);
     }
     ASSERT_EQ(transformedForSearch(text), byICU(text)) << step;
-    // Without other scripts, so that all of it is replaced scalar by scalar.
+    // The text has no other scripts, so all of it is replaced scalar by scalar.
     std::string latin;
     for (const char32_t scalar : Scalars(text)) {
       UErrorCode status = U_ZERO_ERROR;

@@ -18,8 +18,8 @@
 
 namespace Tessaly::Tests {
 
-/// A Wayland compositor with a seat and, if it is given a name for one, a data-control manager. The manager uses the
-/// messages of ext-data-control-v1. The environment names the compositor as the display.
+/// A Wayland compositor with a seat. If it is given a name for a data-control manager, it has that, too. The manager
+/// uses the messages of ext-data-control-v1. The environment names the compositor as the display.
 class FakeCompositor {
  public:
   explicit FakeCompositor(const char* prefix) : display_(wl_display_create()) {

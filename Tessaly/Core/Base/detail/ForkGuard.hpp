@@ -12,8 +12,8 @@ TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 /// Called when the first thread of the library starts. Later children of a fork are marked.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 
-/// Whether this is the child of a fork that happened after the parent's runtime had started threads. For code that must
-/// also work in such a child, or do nothing there: destructors, logging. One relaxed load.
+/// Whether this is the child of a fork that happened after the parent's runtime had started threads. Code asks this if
+/// it must also work in such a child, or do nothing there, such as destructors and the log. One relaxed load.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool isForkedChild() noexcept { return isForkedChildOfRuntime.load(std::memory_order_relaxed); }

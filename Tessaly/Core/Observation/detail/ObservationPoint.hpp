@@ -32,8 +32,8 @@ struct Registration {
 /// One property of one object that can be tracked and observed. The first tracked read makes it. The property, every
 /// reader, every registration and every observer hold a reference.
 ///
-/// A reader records the version. The registration of a tracking compares it under the lock, and no change ends without
-/// that lock. So a change by another thread between the two is not lost.
+/// A reader records the version. The registration of a tracking compares the version under the lock, and no change ends
+/// without that lock. So a change by another thread between the read and the registration is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {

@@ -66,8 +66,8 @@ class TESSALY_EXPORT PointObserver : public Observer {
   /// Calls the observer, as a change of the point does.
   void call() noexcept;
 
-  /// The list contains the reads that the changing thread has tracked so far. The thread tracks nothing during the
-  /// call.
+  /// Notifies the observer of a change. `accesses` contains the reads that the changing thread has tracked so far. The
+  /// thread tracks nothing during the call.
   virtual void notify(const AccessList* accesses) noexcept = 0;
   /// Destroys the captures of the observer. Called once, after the end, while no call is running.
   virtual void discard() noexcept {}

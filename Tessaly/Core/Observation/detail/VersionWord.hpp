@@ -17,8 +17,8 @@ namespace Tessaly::inline v1::detail {
 /// then, a reader of the old value is in a list or finds another version.
 ///
 /// While the lock is held no other thread writes the word, so releasing it is a plain store. A waiting thread is not
-/// woken. It tries again, at first immediately, then every 50 µs. The lock is held for a few instructions, and at most
-/// for about 1 µs by a fence in all threads. No handler is called under it.
+/// woken. It tries again, at first immediately, then every 50 µs. The lock is held for a few instructions, or for about
+/// 1 µs during a fence in all threads. No handler is called under it.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_CAPABILITY("lock") VersionWord {

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The text after ICU's transform for searches, without the fast way.
+/// The text after ICU's own transform for searches.
 [[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
 
 /// The work of all transforms of ICU in this process: the UTF-16 units that they read, and those that were moved
