@@ -28,6 +28,8 @@
 #include "Tessaly/Core/Formatters/PluralRules.hpp"
 #include "Tessaly/Core/Formatters/RelativeDateFormatStyle.hpp"
 
+// Texts that desktops show: a kept style, beside a kept formatter of ICU and beside `QLocale`.
+
 namespace Tessaly::Benchmarks {
 namespace {
 

@@ -96,6 +96,7 @@ std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file
   }
 }
 
+/// The end of a watch: a write, another file under the path, or the end of the events.
 enum class WatchEnd : std::uint8_t { wasWritten, leadsElsewhere, byItself };
 
 /// Watches the present file of the path, until it is written or the path leads to another file.

@@ -71,9 +71,9 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 ///     co_await nextFileSystemDelete(FileManager::default_(), lockFile);
 [[nodiscard]] TESSALY_EXPORT Async<void> nextFileSystemDelete(FileManager& files, URL at);
 
-/// The changes of the file that the path leads to, since the previous element or since this call: it was written,
-/// replaced, removed, or it returned. No change is lost. If changes happen between two calls of `next()`, the second
-/// call returns at once, with one element for all of them.
+/// The changes of the file that a path leads to: a write, a replacement, a removal, or a return after a removal. An
+/// element covers the time since the previous element, or since this call. No change is lost. If changes happen between
+/// two calls of `next()`, the second call returns at once, with one element for all of them.
 ///
 /// Every name on the path is followed, including symbolic links and missing directories. A write of equal contents
 /// counts. A change of attributes does not. A change of only the modification time counts if the kernel reports it as a

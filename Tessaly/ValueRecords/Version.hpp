@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The number of a text that is an optional sign and digits.
+/// The value of a text that consists of an optional sign and digits. Absent for any other text.
 inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   if (piece.starts_with('+')) {
     piece.remove_prefix(1);

@@ -12,14 +12,14 @@ namespace {
 class GLibReader final : public Reader {
  public:
   explicit GLibReader(const std::string& path) : Reader(path) {
-    // It notifies the default context of the thread that made it.
+    // The monitor notifies the default context of the thread that made it.
     g_main_context_push_thread_default(context_);
     GFile* const file = g_file_new_for_path(path.c_str());
     monitor_ = g_file_monitor_file(file, G_FILE_MONITOR_NONE, nullptr, nullptr);
     g_object_unref(file);
     g_main_context_pop_thread_default(context_);
     if (monitor_ == nullptr) throw std::runtime_error("GLib cannot watch the file");
-    // By default it reports a file with continuous writes only every 800 ms.
+    // By default the monitor reports a file with continuous writes only every 800 ms.
     g_file_monitor_set_rate_limit(monitor_, 0);
     g_signal_connect(monitor_, "changed", G_CALLBACK(changed), this);
     thread_ = std::thread([this] { g_main_loop_run(loop_); });

@@ -3,6 +3,8 @@
 
 #include "Narrator.hpp"
 
+// Each chapter uses one part of the library on real input, and reports to the narrator whether the results are right.
+
 namespace Tour {
 
 void tellOfTheApplication(Narrator& narrator);

@@ -56,7 +56,7 @@ class ZipFiles : public testing::Test {
   static Data zip(std::vector<URL> urls) {
     return syncWait([&] { return zipFiles(NSFileCoordinator(), urls); });
   }
-  /// The code of the `POSIXError` that it throws. 0 without an exception.
+  /// The code of the `POSIXError` that `zipFiles` throws. 0 without an exception.
   static int codeOf(std::vector<URL> urls) {
     try {
       zip(std::move(urls));

@@ -304,7 +304,7 @@ Async<long> runSharedStream(Context context, const Plan& plan) {
   co_return 0;
 }
 
-/// Every listener gets every value that is sent after it subscribed.
+/// Every listener gets every value that is sent after the listener has subscribed.
 Async<long> runBroadcast(Context context, const Plan& plan) {
   StressRandom random(plan.seed);
   const auto feed = std::make_shared<Feed>(random);

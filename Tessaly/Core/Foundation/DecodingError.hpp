@@ -21,6 +21,7 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT DecodingError final : public Error {
  public:
+  /// The kind of mistake in the decoded data.
   enum class Kind : std::uint8_t { typeMismatch, valueNotFound, keyNotFound, dataCorrupted };
 
   Kind kind;

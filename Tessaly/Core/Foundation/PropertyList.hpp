@@ -41,6 +41,7 @@ class PropertyList {
   using Array = std::vector<PropertyList>;
   using Dictionary = std::map<std::string, PropertyList, std::less<>>;
 
+  /// The kind of a value.
   enum class Kind : std::uint8_t { boolean, integer, real, text, date, data, array, dictionary };
 
   /// The maximum depth of a value that is serialized or parsed.

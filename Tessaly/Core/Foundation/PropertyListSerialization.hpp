@@ -55,6 +55,7 @@ class TESSALY_EXPORT PropertyListError final : public Error {
 ///     PropertyList same = PropertyListSerialization::read(bytes.bytes()).value;
 class PropertyListSerialization {
  public:
+  /// A parsed value, and the format of the bytes.
   struct Result {
     PropertyList value;
     PropertyListFormat format;

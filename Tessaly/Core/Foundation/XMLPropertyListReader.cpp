@@ -31,7 +31,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(white) - first + 1);
 }
 
-/// The number of a text of one to four digits.
+/// The value of a text of one to four digits. Absent for any other text.
 std::optional<int> smallNumber(std::string_view text) {
   if (text.empty() || text.size() > 4) return std::nullopt;
   int value = 0;

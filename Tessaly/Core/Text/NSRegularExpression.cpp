@@ -57,7 +57,7 @@ std::vector<NSRange> NSRegularExpression::find(std::u16string_view text, std::si
     throw std::length_error("A text is too long to be searched");
   }
   UErrorCode status = U_ZERO_ERROR;
-  // A matcher of its own, which shares the compiled expression.
+  // Each call has its own matcher, which shares the compiled expression.
   const Handle matcher(uregex_clone(compiled_->handle.get(), &status));
   if (U_FAILURE(status)) throw std::bad_alloc();
   uregex_setText(matcher.get(), text.empty() ? u"" : text.data(), static_cast<std::int32_t>(text.size()), &status);

@@ -22,7 +22,7 @@ constinit std::array<std::atomic<std::uint64_t>, scalarCount> scalars{};
 /// Pairs of kana: the two scalars in 16 bits, and up to 6 bytes of text.
 constinit std::array<std::atomic<std::uint64_t>, 512> kanaPairs{};
 
-/// Hangul syllables behind letters: a key in 26 bits, and the answer in two more.
+/// The known answers of `needsHyphen`: a key of 26 bits, and the answer in 2 bits.
 constinit std::array<std::atomic<std::uint32_t>, 4096> hyphens{};
 
 bool isIn(char32_t scalar, char32_t first, char32_t last) noexcept { return scalar >= first && scalar <= last; }
@@ -145,7 +145,7 @@ SearchScalar kanaPair(char32_t first, char32_t second) {
 }
 
 bool needsHyphen(std::string_view letters, char32_t syllable) {
-  // Only the initial and the vowel of the syllable matter. There are 399 of these.
+  // Only the initial and the vowel of the syllable matter. They have 399 combinations.
   std::uint32_t key = (syllable - U'가') / 28;
   for (std::size_t at = 0; at < 3; ++at) {
     const char letter = at < letters.size() ? letters[at] : '\0';

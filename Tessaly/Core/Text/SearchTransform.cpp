@@ -109,6 +109,9 @@ SearchScalar scalarAt(char32_t scalar) {
   return {kind, {&lowered, 1}};
 }
 
+/// One run of the transform for searches over a text. Two passes take turns: one for Latin text, one for any other
+/// script. Each begins at a cut. A piece with a scalar that the rules do not cover goes through ICU, from its cut to
+/// the next one.
 class SearchTransform {
  public:
   explicit SearchTransform(std::string_view text) : text_(text) {}

@@ -49,6 +49,7 @@ enum class LAFailure : std::uint8_t {
 ///     }
 class TESSALY_EXPORT LAError final : public Error {
  public:
+  /// The code of the error. `failure()` gives the exact reason.
   enum class Code : std::int32_t {
     authenticationFailed = -1,
     userCancel = -2,

@@ -100,7 +100,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       holder_ = nullptr;
       descriptor_ = OwnedDescriptor();
     }
-    // The thread ends, or processes messages that arrived beside the answer.
+    // The wake-up makes the thread end, or process messages that arrived with the answer.
     ::eventfd_write(wake_.get(), 1);
     return error;
   }

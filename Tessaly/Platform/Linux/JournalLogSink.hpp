@@ -28,6 +28,7 @@ namespace Tessaly::inline v1 {
 ///     journal.write(record);
 class TESSALY_EXPORT JournalLogSink {
  public:
+  /// The parts that tests replace.
   struct Options {
     std::string socketPath = "/run/systemd/journal/socket";
     /// Sends one entry. Returns 0, or a negative system error number.
@@ -58,8 +59,10 @@ class TESSALY_EXPORT JournalLogSink {
   [[nodiscard]] JournalStatus status() const noexcept;
 
  private:
+  /// The state of the thread. An awake thread checks for records by itself. A parked one sleeps until `write` wakes it.
   enum class Phase : std::uint8_t { notStarted, awake, parked };
   enum class Outcome : std::uint8_t { nothingToSend, sent, failed };
+  /// The journal's answer to one entry. An unwanted entry is never sent again, a failed one is sent again later.
   enum class Answer : std::uint8_t { taken, unwanted, failed };
 
   static int sendToSystemJournal(const iovec* fields, int count) noexcept;
@@ -88,7 +91,8 @@ class TESSALY_EXPORT JournalLogSink {
   std::atomic<std::uint64_t> lostRecords_{0};
   std::atomic<std::int64_t> sendingSince_{0};  // In nanoseconds of the steady clock; 0 between sends.
 
-  std::uint64_t untoldLosses_ = 0;  // Only the thread uses it.
+  /// The losses that were not reported to the journal yet. Only the thread uses the count.
+  std::uint64_t untoldLosses_ = 0;
 };
 
 }  // namespace Tessaly::inline v1

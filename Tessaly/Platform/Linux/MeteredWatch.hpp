@@ -31,6 +31,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   struct Private {};
 
  public:
+  /// The expense, and its source.
   struct State {
     bool isExpensive = false;
     NWPath::ExpenseSource source = NWPath::ExpenseSource::noBus;

@@ -19,7 +19,9 @@ namespace Tessaly::inline v1 {
 ///     if (socket.error() == 0 && socket.requestDump(RTM_GETLINK)) show(socket.receive(NetlinkSocket::Wait::briefly));
 class TESSALY_EXPORT NetlinkSocket {
  public:
+  /// Whether `receive` waits for a datagram, for at most 2 s.
   enum class Wait : std::uint8_t { no, briefly };
+  /// The outcome of `receive`.
   enum class Result : std::uint8_t {
     datagram,
     /// No datagram is pending.
@@ -28,6 +30,7 @@ class TESSALY_EXPORT NetlinkSocket {
     lost,
     failed,
   };
+  /// A datagram, or the reason why none is available.
   struct Received {
     Result result;
     /// Valid until the next call.

@@ -24,6 +24,7 @@ namespace Tessaly::inline v1 {
 ///     if (path.status() == NWPath::Status::satisfied && !path.isExpensive()) fetchPreviews();
 class NWPath {
  public:
+  /// Whether the machine could reach other machines.
   enum class Status : std::uint8_t {
     /// At least one address family has a usable default route.
     satisfied,
@@ -64,6 +65,7 @@ class NWPath {
     scripted,
   };
 
+  /// The parts of a path, for backends and tests.
   struct Parts {
     Status status = Status::unsatisfied;
     bool isExpensive = false;

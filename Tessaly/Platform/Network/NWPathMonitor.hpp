@@ -52,7 +52,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   void setPathUpdateHandler(PathUpdateHandler handler);
   /// Begins to deliver updates on the queue. Does nothing if the monitor was started or cancelled before.
   void start(OS_dispatch_queue queue);
-  /// The latest known path, also before `start` and after `cancel()`.
+  /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
   /// Ends the updates. No call of the handler begins after this returns. Does not wait for a call that is running on
   /// another thread. The handler may call this function. Later calls do nothing.

@@ -52,6 +52,7 @@ class TESSALY_EXPORT NetworkBackend {
 
  protected:
   NetworkBackend() = default;
+  /// The occasions on which `update` notifies the monitors.
   enum class Telling : std::uint8_t {
     /// Monitors are notified even if the path equals the previous one.
     always,

@@ -38,10 +38,12 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// The requests for the assertion that most recently was made or lost its service.
+/// The outcome of the latest requests to the services. They are made for a new assertion, and for one that lost its
+/// service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {
+  /// The outcome of the request to one service.
   struct Attempt {
     PowerService service = PowerService::none;
     PowerProblem problem = PowerProblem::none;

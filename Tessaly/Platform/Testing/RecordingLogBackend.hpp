@@ -48,6 +48,7 @@ struct RecordedLog {
 ///     assert(backend->records().size() == 1);
 class TESSALY_EXPORT RecordingLogBackend final : public LogBackend {
  public:
+  /// Whether the backend has a store for reading back.
   enum class Store { kept, unavailable };
 
   /// With a store, `OSLogStore::currentProcess()` reads the records back. Without a store, that function throws.

@@ -34,7 +34,7 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
   bool canEvaluate = true;
   /// The reason why the user cannot be asked. May be null.
   std::exception_ptr obstacle;
-  /// The user: calls the reply, keeps it for later, or drops it.
+  /// Plays the user: it calls the reply, keeps it for later, or drops it.
   std::function<void(LAContext::Reply)> onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
   /// The number of contexts that were made.
   int contexts = 0;

@@ -53,7 +53,7 @@ TEST(CaseMapping, FollowsTheCharacterDatabase) {
   for (const auto& fields : Tests::readUnicodeData("UnicodeData.txt")) {
     if (fields.size() < 14 || (fields[12].empty() && fields[13].empty())) continue;
     const auto scalar = static_cast<char32_t>(std::stoul(fields[0], nullptr, 16));
-    // These have mappings of several characters, in SpecialCasing.txt.
+    // These scalars have mappings of several characters, in SpecialCasing.txt.
     if (scalar == 0x130 || (scalar >= 0x1F80 && scalar <= 0x1FFF)) continue;
     std::string text;
     appendScalar(text, scalar);

@@ -44,8 +44,8 @@ class RealNetworkManager : public testing::Test {
   }
 
   void start() {
-    // Its state has a fixed place on the machine, so it gets its own directories. It must see only the links of this
-    // namespace.
+    // NetworkManager keeps its state at a fixed place, so this instance gets its own directories. It must see only the
+    // links of this namespace.
     manager_ = Tests::Process({"unshare", "--mount", "sh", "-c",
                                std::string("mount -t tmpfs none /run && mount -t tmpfs none /var/lib/NetworkManager && "
                                            "mount -t sysfs -o ro none /sys; exec ") +
@@ -77,7 +77,7 @@ class RealNetworkManager : public testing::Test {
   const UserDefaultsInstallation settings_{InMemoryUserDefaults::make()};
   Tests::PrivateBus bus_{"DBUS_SYSTEM_BUS_ADDRESS"};
   Tests::Process manager_;
-  Tests::TemporaryFolder folder_;  // Destroyed before the bus; see there.
+  Tests::TemporaryFolder folder_;  // Destroyed before the bus, for the reason that `PrivateBus` gives.
   const std::shared_ptr<NWPathMonitor> monitor_ = NWPathMonitor::make();
 };
 

@@ -239,7 +239,7 @@ class WaylandPasteboard : public testing::Test {
                                       std::pair("WLR_LIBINPUT_NO_DEVICES", "1")})
       ::setenv(name, value, 1);
     const std::string log = folder_.path() + "/sway.log";
-    // It refuses to run for root.
+    // The compositor refuses to run as root.
     constexpr uid_t nobody = 65534;
     const uid_t user = ::getuid() == 0 ? nobody : 0;
     if (user != 0) ASSERT_EQ(::chown(folder_.path().c_str(), user, user), 0);

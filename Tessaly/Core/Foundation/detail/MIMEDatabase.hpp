@@ -65,7 +65,9 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] static std::vector<std::string> patterns(std::string_view description);
 
  private:
+  /// Whether the comparison of a pattern and a name distinguishes upper and lower case.
   enum class Case : std::uint8_t { ignored, told };
+  /// A pattern of names for one type. Among several matches, the maximum weight decides.
   struct Glob {
     std::string type;
     std::string pattern;

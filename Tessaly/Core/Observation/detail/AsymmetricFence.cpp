@@ -20,6 +20,7 @@ constexpr bool isThreadSanitized = __has_feature(thread_sanitizer);
 constexpr bool isThreadSanitized = false;
 #endif
 
+/// The system's support for a fence in all threads.
 enum class Support : std::uint8_t { unknown, membarrier, none };
 
 constinit std::atomic<Support> support{Support::unknown};

@@ -33,6 +33,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   void stop() noexcept override;
 
  protected:
+  /// The reason of a step: the start of the observation, or a change.
   enum class Occasion : std::uint8_t { start, change };
 
   ComputedObserver();
@@ -61,6 +62,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   /// Passes on the changes of one point.
   class Link;
 
+  /// Marks the list as that of the running function, for a scope.
   class Reading {
    public:
     Reading(ComputedObserver& observer, const AccessList& accesses) noexcept
@@ -74,6 +76,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
     const AccessList* outer_;
   };
 
+  /// The permission to make a step: no step, the first step of this thread, or a step inside a step of this thread.
   enum class Turn : std::uint8_t { none, outermost, nested };
 
   static constexpr std::uint32_t hasEnded = 0x8000'0000;

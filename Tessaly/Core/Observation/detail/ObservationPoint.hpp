@@ -19,6 +19,7 @@ class Tracking;
 
 /// A tracking's entry in a list of one point.
 struct Registration {
+  /// The list that contains the entry: for calls before a change, or for calls after it.
   enum class List : std::uint8_t { none, before, after };
 
   ObservationPoint* point = nullptr;
@@ -73,6 +74,7 @@ class TESSALY_EXPORT ObservationPoint {
   /// The end of the property, which counts as a last change.
   void end() noexcept;
 
+  /// The outcome of `link`: the tracking is registered, or one of the three reasons why it is not.
   enum class Link : std::uint8_t { made, changed, fired, ended };
   /// Registers a tracking that read at a version. During a change, and for a tracking that is called after changes, the
   /// registration is for the end of the change. The tracking is not registered in three cases: the point was changed

@@ -67,6 +67,7 @@ class TESSALY_EXPORT Tracking {
   [[nodiscard]] bool isFired() const noexcept { return isFired_.load(std::memory_order_seq_cst); }
 
  protected:
+  /// Whether the handler is called before it is destroyed.
   enum class Finish : std::uint8_t { calling, silently };
 
   /// Makes a tracking with room for a registration for each point of the list.
@@ -99,6 +100,7 @@ class TESSALY_EXPORT Tracking {
   std::unique_ptr<Registration[]> many_;
 };
 
+/// A tracking that stores its handler in itself.
 template <typename Handler>
 class HandlerTracking final : public Tracking {
   static_assert(alignof(Handler) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);

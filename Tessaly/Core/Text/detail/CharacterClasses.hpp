@@ -124,6 +124,7 @@ class CharacterBreaker {
   [[nodiscard]] CharacterClass last() const noexcept { return last_; }
 
  private:
+  /// The state of an Indic conjunct: no consonant yet, a consonant, or a consonant and a virama.
   enum class Conjunct : std::uint8_t { none, begun, linked };
 
   void restart(CharacterClass first) noexcept {
