@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The other process of the peer in the settings benchmark.
+// The second process of the GSettings peer in the settings benchmark.
 #include "peers/SettingsPeers.hpp"
 
 int main(int count, char** arguments) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The other process of the settings benchmark. It answers each change of "ping" with the same value under "pong".
+// The second process of our side in the settings benchmark. It answers each change of "ping" with the same value under
+// "pong".
 #include <unistd.h>
 
 #include <memory>

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::String {
 /// The result equals ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with a character beyond ASCII
 /// makes that transform in about 10 ms.
 ///
-/// Thread contract: thread-safe. Text in the usual scripts does not go through ICU.
+/// Thread contract: thread-safe. Text in the usual scripts does not need ICU.
 ///
 ///     const bool matches = String::normalizedForSearch("Øyvind Straße") == "oyvind strasse";
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text);

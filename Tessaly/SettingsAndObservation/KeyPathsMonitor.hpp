@@ -35,8 +35,8 @@ class StoredPropertyHook;
 ///
 /// A `std::shared_ptr` owns it. It equals only itself.
 ///
-/// Thread contract: thread-compatible: changes are reported, and key paths added, by one thread or isolation at a time.
-/// It may be released on any thread, even while a change is being delivered. Then it ends after the delivery.
+/// Thread contract: thread-compatible. One thread or isolation at a time may report changes or add key paths. It may be
+/// released on any thread, even while a change is being delivered. Then it ends after the delivery.
 ///
 ///     auto monitor = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::synchronous([&] { window.setNeedsDisplay(); }));
 ///     monitor->add(song, keyPath<&Song::title>);

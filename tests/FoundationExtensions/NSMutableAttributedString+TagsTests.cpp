@@ -74,7 +74,7 @@ TEST(ReplaceTags, CountsUTF16Units) {
 }
 
 TEST(ReplaceTags, RemovesAllTagsButCountsOnePair) {
-  // One match has 19 units. One pair, 7 units, is subtracted: 12 units from its start on.
+  // The match has 19 units. Without one pair of tags (7 units), 12 units from its start are marked.
   EXPECT_EQ(replaced("<b>a</b> - <b>c</b> and more", "b"), "[a - c and mo]re");
 }
 
@@ -102,7 +102,7 @@ TEST(ReplaceTags, ThrowsIfALaterPassageExceedsTheText) {
 
 TEST(ReplaceTags, TagIsPartOfARegularExpression) {
   EXPECT_EQ(replaced("<b1>x</b2> y", "b\\d"), "[x] y");
-  // Each side of the bar matches alone: "<b" without its end, and "i>.*</b" or "i>" with theirs.
+  // The bar splits the whole pattern. So "<b" matches, and so does "i>.*</b", which has an end tag.
   EXPECT_EQ(replaced("no bar", "b|i"), "no bar");
   // "\\2" can refer to two groups in the whole pattern. In each part there is only one, so it matches nothing.
   EXPECT_EQ(replaced("<aa>x</aa>", "(a)\\1"), "[x]");

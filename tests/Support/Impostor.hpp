@@ -69,7 +69,7 @@ class Impostor {
       const int visitor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
       if (visitor < 0) continue;
       ++visitors_;
-      // A client that has read enough may have gone.
+      // A client that has read enough may have disconnected.
       static_cast<void>(::send(visitor, bytes_.data(), bytes_.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
       ::close(visitor);
     }

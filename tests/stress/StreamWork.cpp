@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The kinds of work with streams: several producers, operators, and hops between
-// isolations.
+// The kinds of work with streams: several producers, operators, and changes of isolation.
 
 #include <array>
 #include <atomic>

@@ -49,7 +49,7 @@ bool CallGate::close() noexcept {
 
   state_.fetch_or(closedBit, std::memory_order_relaxed);
   std::uint32_t state = state_.fetch_add(own * waitingUnit, std::memory_order_acq_rel) + own * waitingUnit;
-  // A thread that waits within a call of its own no longer has to wait for this one.
+  // Wakes the threads that wait here from inside a call, because they need not wait for this call.
   if (own != 0) detail::futexWake(state_, INT_MAX);
   for (;;) {
     const std::uint32_t calls = state & callMask;

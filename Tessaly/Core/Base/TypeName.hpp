@@ -15,7 +15,7 @@ template <typename T>
 struct Type {};
 
 /// The unqualified name of a type, without its namespaces and enclosing types. Template arguments are in the compiler's
-/// form (`Exporter`, `RingArray<int>`). A constant.
+/// form (`Exporter`, `RingArray<int>`). The name is a constant.
 ///
 /// Thread contract: thread-safe.
 template <typename T>

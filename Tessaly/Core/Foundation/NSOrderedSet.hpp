@@ -64,8 +64,8 @@ struct TESSALY_EXPORT OrderedSetMoveError final : Error {
 /// `NSMutableOrderedSet` can be changed.
 ///
 /// Copies share their elements. Without a template argument the elements are objects, which are compared by identity.
-/// The nearest standard facilities are `std::vector`, which searches all of it, and `std::unordered_set`, which has no
-/// order.
+/// The nearest standard facilities are `std::vector`, whose search looks at every element, and `std::unordered_set`,
+/// which has no order.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -39,7 +39,7 @@ void add(std::string_view className, RegisteredClass&& registered) {
   shared.classes.try_emplace(std::string(className), std::move(registered));
 }
 
-/// Calls the function of a loaded library that registers the class, if there is one.
+/// Calls the function that registers the class, if a loaded library has one.
 void registerFromLibrary(std::string_view className) {
   std::string symbol = "tessaly_register_";
   std::ranges::replace_copy_if(

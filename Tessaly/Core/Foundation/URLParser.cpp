@@ -93,7 +93,8 @@ bool isScheme(std::string_view scheme) noexcept {
          });
 }
 
-/// Whether the text between brackets is an IPv6 address, perhaps with a zone after "%25", or of a future version.
+/// Whether the text between brackets is an IPv6 address, perhaps with a zone after "%25", or an address of a future
+/// version.
 bool isLiteralAddress(std::string_view literal) {
   if (literal.starts_with('v') || literal.starts_with('V')) {
     const std::size_t dot = literal.find('.');

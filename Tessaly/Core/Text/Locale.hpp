@@ -53,8 +53,8 @@ class Locale {
     std::optional<LanguageCode> code_;
   };
 
-  /// The locale with this identifier. Never fails. An unknown identifier is formatted like its nearest known parent, at
-  /// the end like the root.
+  /// The locale with this identifier. Never fails. An unknown identifier is formatted like its nearest known parent, or
+  /// else like the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its

@@ -167,7 +167,7 @@ class SearchTransform {
   unsigned seen_ = 0;
   /// Whether an opening sign directly follows a letter, and no letter follows it yet.
   bool hasOpeningAfterLetter_ = false;
-  /// The bytes of result that come from the Hangul syllables directly before.
+  /// The bytes of the result that come from the Hangul syllables directly before the current place.
   std::size_t hangulLength_ = 0;
 };
 

@@ -58,7 +58,7 @@ bool hasTag(const std::string& folder) {
   return beginningOfFile((folder + '/').append(tagName), tagSignature.size()) == tagSignature;
 }
 
-/// Whether a path names a directory or something inside it.
+/// Whether the path names the directory `folder` or something inside it.
 bool isWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
   struct stat wanted{};
   if (::lstat(folder.c_str(), &wanted) != 0 || !S_ISDIR(wanted.st_mode)) return false;

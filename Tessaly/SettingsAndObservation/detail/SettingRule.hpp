@@ -36,7 +36,7 @@ class SettingRule {
 
   [[nodiscard]] constexpr bool isEmpty() const noexcept { return !range_ && predicate_ == nullptr; }
   [[nodiscard]] constexpr const std::optional<Range>& range() const noexcept { return range_; }
-  /// False if the range is empty. True without a range.
+  /// Whether the range, if any, contains a value.
   [[nodiscard]] constexpr bool hasRange() const {
     if constexpr (std::totally_ordered<Value>) return !range_ || range_->lowest <= range_->highest;
     return true;

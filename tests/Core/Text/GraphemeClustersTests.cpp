@@ -160,8 +160,8 @@ TEST(GraphemeClusters, RunsOfSimpleScriptsAreCutAsByICU) {
   // Every pair of scalars that need no ICU, and each of them beside a scalar that needs ICU.
   std::string text;
   for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
-    if (scalar == 0xAD00) scalar = 0xD700;  // Most of the Hangul syllables.
-    if (scalar == 0x4F00) scalar = 0x9F00;  // Most of the Han characters.
+    if (scalar == 0xAD00) scalar = 0xD700;  // Skips most Hangul syllables.
+    if (scalar == 0x4F00) scalar = 0x9F00;  // Skips most Han characters.
     if (scalar == 0xE000) break;
     if (scalar >= 0xD800) continue;
     appendScalar(text, scalar);

@@ -74,7 +74,7 @@ TEST(TransformedForSearch, EqualsICUForEveryScalarAloneAndBetweenLetters) {
 }
 
 TEST(TransformedForSearch, EqualsICUForEveryPairOfLatinScalars) {
-  // All scalars with a replacement, each between every other. The texts are long, so that ICU is called seldom.
+  // The texts have every pair of scalars with a replacement. They are long, so that ICU is called seldom.
   std::vector<char32_t> scalars;
   for (char32_t scalar = 1; scalar < 0x2070; ++scalar) {
     if (scalar == 0x300) scalar = 0x1E00;
@@ -120,7 +120,7 @@ TEST(TransformedForSearch, EqualsICUForEveryScalarBetweenLettersOfEachScript) {
     if (scalar >= 0xD800 && scalar < 0xE000) continue;
     const bool isOneOfMany = (scalar > 0xAC40 && scalar < 0xD7A0) || (scalar > 0x5000 && scalar < 0x9F00);
     if (isOneOfMany && scalar % 17 != 0) continue;
-    // Over all scalars, every letter stands before and after many of them.
+    // During the loop, every letter stands before and after many scalars.
     const char32_t before = letters[turn % letters.size()];
     const char32_t after = letters[turn / letters.size() % letters.size()];
     ++turn;

@@ -45,7 +45,7 @@ TEST_F(Routes, PluggingInAndOutIsFollowed) {
   EXPECT_TRUE(follower.becomes(Status::satisfied));
   ip("link set left down");
   EXPECT_TRUE(follower.becomes(Status::unsatisfied));
-  // The route went with the link, and does not return with it.
+  // The kernel removed the route when the link went down, and does not restore it.
   ip("link set left up");
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
   ip("route add default via 10.1.0.2");

@@ -60,7 +60,7 @@ class AuthenticationTest : public testing::Test {
         "org.freedesktop.PolicyKit1.Authority",
         std::vector<Tests::MockService::Method>{{"CheckAuthorization", "(sa{sv})sa{ss}us", "(bba{ss})", code}});
   }
-  // The answer to the question without the user is always that the user is needed.
+  // The first question does not ask the user. Its answer is always that the user is needed.
   std::unique_ptr<Tests::MockService> polkitThatAnswersTheUserWith(const std::string& answer) {
     return polkit(
         "ret = (dbus.Boolean(False), dbus.Boolean(True), dbus.Dictionary({}, signature='ss'))\n"
