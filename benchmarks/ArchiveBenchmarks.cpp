@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// An archive of files in memory, beside the command `zip`. Both use the default level of
-// `zip`. The command runs as a process, as in an application without a library, and its archive is read and removed. It
-// packs the files in place, while `zipFiles` packs copies, as it promises.
+// An archive of files in memory, beside the command `zip`. Both use the default level of `zip`. The command runs as a
+// process, as in an application without a library, and its archive is read and removed. It packs the files in place,
+// while `zipFiles` packs copies, as it promises.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>

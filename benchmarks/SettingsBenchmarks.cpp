@@ -25,8 +25,8 @@
 // The names state the guarantee of a finished write. A write of ours survives `kill -9`, reaches other processes of the
 // store, and notifies observers. With `synchronize` it also survives a power cut. QSettings guarantees nothing before
 // its `sync`. A sync of QSettings, a save of GKeyFile and each write of GSettings write the whole file again, wait for
-// the disk and put the file in place. That survives a power cut. Except in QSettings, it loses concurrent writes of
-// another process.
+// the disk and put the file in place. Their result survives a power cut. In GKeyFile and GSettings the concurrent
+// writes of another process are lost.
 
 namespace Tessaly::Benchmarks {
 namespace {

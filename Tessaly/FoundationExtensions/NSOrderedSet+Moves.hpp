@@ -26,7 +26,7 @@ namespace detail {
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
 /// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes and for a
-/// block after the last staying item, such as items 3 and 4 of five, included at 5.
+/// block after the last staying item, such as items 3 and 4 of five with the included destination 5.
 ///
 /// Thread contract: thread-safe. O(n) in the order. The copies share the items.
 ///

@@ -102,7 +102,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// The monitors of an object, which every `Monitorable` holds. A copy has monitors of its own and shares the lock.
   ///
   /// Monitors are called outside the lock and may insert and remove monitors. An ended monitor counts as an element
-  /// until it is removed. A monitor's destructor removes it from the objects that were added to it.
+  /// until it is removed. The destructor of a monitor removes the monitor from every object that was added to it.
   ///
   /// Thread contract: thread-safe.
   ///

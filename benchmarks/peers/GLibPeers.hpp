@@ -8,8 +8,8 @@
 /// The facilities of GLib beside the main queue and timers.
 namespace Tessaly::Benchmarks::GLibPeers {
 
-/// From a thread of a `GThreadPool` to the default main context, which the calling thread runs, and back, `count`
-/// times.
+/// Makes `count` round trips from a thread of a `GThreadPool` to the default main context, which the calling thread
+/// runs.
 Batch mainRoundTrip(int count);
 
 /// Attaches a timeout source to a main context and destroys it, `count` times, while other sources wait for 30 minutes.

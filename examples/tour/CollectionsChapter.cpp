@@ -20,7 +20,7 @@ namespace {
 
 using namespace Tessaly;
 
-/// The average load of the machine, and the processor time of this program up to then.
+/// The average load of the machine at one moment, and the processor time that this program had used.
 struct Reading {
   std::string load;
   std::clock_t processorTime = 0;

@@ -88,8 +88,8 @@ class Follower {
       : file_(std::move(file)),
         changes_(fileChanges(FileManager::default_(), URL::fileURLWithPath(file_)).makeAsyncIterator()) {}
 
-  /// Has a second process change the file. Follows it until a change of this kind, or any, was delivered and the file
-  /// is as expected. Returns the delivered changes. The result is empty if that did not happen.
+  /// Makes a second process change the file. Waits until a change was delivered, of this kind if one is given, and the
+  /// file is as expected. Returns the delivered changes, or an empty set if that did not happen.
   Async<std::set<FileChange>> follow(std::string script, std::optional<std::string> end,
                                      std::optional<FileChange> kind) {
     const Task<bool> writer([script = std::move(script), file = file_] { return runShell(script, file); });

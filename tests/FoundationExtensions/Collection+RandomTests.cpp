@@ -123,7 +123,7 @@ TEST(RandomElements, EveryElementIsOmittedEquallyOften) {
     ASSERT_EQ(missing.size(), 1U);
     ++omissions[static_cast<std::size_t>(*missing.begin())];
   }
-  // The expectation is 4000 with a standard deviation of 56.6; six of them are 340.
+  // The expectation is 4,000 with a standard deviation of 56.6. Six deviations are 340.
   for (const int count : omissions) EXPECT_NEAR(count, rounds / 5, 340);
 }
 

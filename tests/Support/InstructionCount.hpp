@@ -6,7 +6,7 @@
 
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 
-// Shows that the cost of an operation does not grow, without a clock.
+// Shows, without a clock, that the cost of an operation does not grow.
 
 #if defined(__x86_64__) && TESSALY_IS_SANITIZED == 0
 #define TESSALY_COUNTS_INSTRUCTIONS 1

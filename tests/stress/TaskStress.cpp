@@ -184,7 +184,7 @@ StressResult driveBySeed(const StressSettings& settings) {
   for (; result.rounds < settings.rounds; ++result.rounds) {
     if (std::chrono::steady_clock::now() - start > settings.time) break;
     const std::uint64_t seed = settings.seed + result.rounds;
-    // A stream's turn ends after a real time, so its turns must not end here.
+    // A stream ends a turn after some real time, which no seed determines. So no turn ends here.
     detail::elementsLeft = std::numeric_limits<std::uint32_t>::max();
     scheduler.reseed(seed);
     StressRandom random(seed);

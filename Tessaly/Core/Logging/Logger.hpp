@@ -37,7 +37,7 @@ class Logger {
   explicit Logger(const OSLog& log) noexcept : log_(log) {}
 
   /// A logger whose subsystem is the main bundle's identifier, "." and the given one. Stops the process if the main
-  /// bundle has no identifier. Include FoundationExtensions/Logger+Extensions.hpp for this function and the next.
+  /// bundle has no identifier. Both functions named `make` need FoundationExtensions/Logger+Extensions.hpp.
   template <typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, std::string_view category) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");

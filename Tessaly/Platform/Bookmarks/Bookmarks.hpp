@@ -20,8 +20,8 @@ enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecuritySco
 /// The file that bookmark data leads to.
 struct ResolvedBookmark {
   URL url;
-  /// Whether the caller should make new data. True if the file was not at the path in the data and had to be searched,
-  /// or if the number of its volume has changed.
+  /// Whether the caller should make new data. True if the file was not at the path in the data, so that a search found
+  /// it, or if the number of its volume has changed.
   bool isStale = false;
 };
 

@@ -44,8 +44,8 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
-  /// Blocks while programs can paste the last contents, and until transfers that began earlier have ended. For programs
-  /// that have nothing else to do.
+  /// Blocks while programs can paste the last contents, and until transfers that began earlier have ended. Only a
+  /// program that has nothing else to do should call it.
   void waitWhileServing() const;
 
  private:

@@ -265,7 +265,7 @@ class WaylandSelection final : public SelectionThread {
 
 std::shared_ptr<DisplaySelection> connectToWayland(PasteboardProblem& problem) {
   const char* display = std::getenv("WAYLAND_DISPLAY");
-  // The connection of the second variable belongs to the host's toolkit.
+  // The connection that WAYLAND_SOCKET names belongs to the host's toolkit.
   if (display == nullptr || *display == '\0' || std::getenv("WAYLAND_SOCKET") != nullptr) {
     problem = PasteboardProblem::noDisplay;
     return nullptr;

@@ -218,7 +218,8 @@ std::string repeated(std::string_view text, std::size_t count) {
   return result;
 }
 
-/// The steps that ICU's transforms need for a text. All scalars of the text are known by then.
+/// The steps that ICU's transforms need for a text. The tables of the library contain all scalars of the text before
+/// the steps are counted.
 std::uint64_t stepsOf(const std::string& text) {
   EXPECT_NE(transformedForSearch(text), std::nullopt);
   const std::uint64_t before = detail::transformStepsForTesting();

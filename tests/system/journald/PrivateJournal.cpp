@@ -94,7 +94,7 @@ PrivateJournal::~PrivateJournal() {
 }
 
 void PrivateJournal::start() {
-  // No bytes remain that the socket of a killed daemon could still accept.
+  // The socket of a killed daemon would still accept records, and they would be lost.
   std::filesystem::remove(socketPath);
   daemon_ = ::fork();
   if (daemon_ == 0) {

@@ -352,7 +352,7 @@ TEST_F(Metered, WatchSleepsWithoutChanges) {
   StandIn manager(1);
   Follower follower;
   EXPECT_TRUE(follower.becomes(true));
-  // Longer than any limit for an answer.
+  // This is longer than any limit for an answer.
   EXPECT_TRUE(Tests::libraryStaysAsleep(2500ms));
   // The counter increases if a thread of the library wakes up.
   const std::int64_t before = Tests::sleepsOfLibrary();

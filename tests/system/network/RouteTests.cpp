@@ -167,7 +167,7 @@ TEST_F(Routes, TunnelWithBothHalvesIsOnline) {
 TEST_F(Routes, TunnelIsJudgedByItsOwnRoute) {
   if (!Tests::canIp("tuntap add dev tunnel mode tun")) GTEST_SKIP() << "there is no /dev/net/tun for this user";
   ip("address add 10.8.0.1/24 dev tunnel\nlink set tunnel up\nroute add default dev tunnel");
-  // No process has opened it, so it has no carrier.
+  // No process has opened the tunnel, so it has no carrier.
   EXPECT_EQ(statusAtOnce(), Status::unsatisfied);
 }
 
