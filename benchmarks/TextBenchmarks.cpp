@@ -32,7 +32,8 @@ constexpr Sample samples[] = {
     {"CJK", "日本語の文章と中文的文字、ひらがなとカタカナも少しある。한국어 문장도 하나. "},
     {"emoji", "😀👍🏽🇫🇷👨‍👩‍👧‍👦❤️"},
 };
-// Text of emoji in which no character is an emoji, so that a search reads all of it. A prepended sign precedes each.
+// A prepended sign precedes each emoji and joins it, so no character counts as an emoji. A search therefore reads all
+// of the text.
 constexpr Sample emojiBehindSigns{"emoji that are none",
                                   "\u0600😀\u0600👍🏽\u0600👨‍👩‍👧‍👦\u0600❤️"};
 

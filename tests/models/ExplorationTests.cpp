@@ -65,7 +65,7 @@ TEST(Exploration, FindsTheShortestWayToAViolation) {
 struct TwoLocksModel {
   enum class Order : std::uint8_t { same, opposite };
   struct State {
-    /// Locks taken so far by each thread; 3 once it has released both.
+    /// The number of locks that each thread has taken so far, or 3 after it has released both.
     std::array<std::uint8_t, 2> step;
     /// Owner plus 1 of each lock.
     std::array<std::uint8_t, 2> owner;

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::Text {
 ///     const std::optional<std::string> name = Text::transformed("Ελληνικά", "Any-Latin");  // Ellēniká
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformed(std::string_view text, std::string_view identifier);
 
-/// Always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but faster. A table gives the result for
+/// Always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but is faster. A table gives the result for
 /// Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and decomposed Latin. The table asks ICU once for
 /// each character. ICU transforms other texts in pieces. A piece reaches from one space between two words of the same
 /// script to the next such space.

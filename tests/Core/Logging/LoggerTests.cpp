@@ -156,7 +156,7 @@ TEST(Logger, TwoThreadsInOneLogLoseNoRecord) {
   std::uint32_t writers[2] = {0, 0};
   for (const auto& entry : OSLogStore::currentProcess().entries()) {
     const int thread = entry.category() == "1" ? 1 : 0;
-    // Entries come in time order, and those of one thread are as it wrote them.
+    // Entries come in time order, and the entries of one thread in the order in which the thread wrote them.
     ASSERT_EQ(entry.composedMessage, std::to_string(next[thread]) + " of " + entry.category());
     ++next[thread];
     ASSERT_GE(entry.date, last);
