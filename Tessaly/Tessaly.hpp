@@ -133,6 +133,7 @@
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/Core/Text/CaseMapping.hpp"
 #include "Tessaly/Core/Text/Characters.hpp"
+#include "Tessaly/Core/Text/Collator.hpp"
 #include "Tessaly/Core/Text/EmojiSearch.hpp"
 #include "Tessaly/Core/Text/GraphemeClusters.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
