@@ -131,6 +131,7 @@
 #include "Tessaly/Core/Tasks/TaskLocal.hpp"
 #include "Tessaly/Core/Tasks/TaskPriority.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Text/AlphabeticIndex.hpp"
 #include "Tessaly/Core/Text/CaseMapping.hpp"
 #include "Tessaly/Core/Text/Characters.hpp"
 #include "Tessaly/Core/Text/Collator.hpp"
