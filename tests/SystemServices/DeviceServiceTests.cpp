@@ -13,7 +13,7 @@ using namespace Tessaly;
 class DeviceServiceTest : public testing::Test {
  protected:
   const std::shared_ptr<ScriptedDevice> device_ = std::make_shared<ScriptedDevice>();
-  const BackendInstallation<DeviceBackend> installation_{device_};
+  const DeviceBackendInstallation installation_{device_};
 };
 
 TEST_F(DeviceServiceTest, NameIsTheModelWithoutItsTerminatingZero) {

@@ -34,7 +34,7 @@ class LocalAuthenticationServiceTest : public testing::Test {
   }
 
   const std::shared_ptr<ScriptedAuthentication> user_ = std::make_shared<ScriptedAuthentication>();
-  const BackendInstallation<AuthenticationBackend> installation_{user_};
+  const AuthenticationBackendInstallation installation_{user_};
 };
 
 TEST_F(LocalAuthenticationServiceTest, ReturnsWhenTheUserAuthenticated) {
@@ -134,7 +134,7 @@ TEST(LocalAuthenticationServiceDeathTest, SecondReplyStopsTheProcess) {
   EXPECT_DEATH(
       {
         const auto user = std::make_shared<ScriptedAuthentication>();
-        const BackendInstallation<AuthenticationBackend> installation(user);
+        const AuthenticationBackendInstallation installation(user);
         user->onEvaluate = [](LAContext::Reply reply) {
           reply(true, nullptr);
           reply(true, nullptr);

@@ -15,7 +15,7 @@ using Calls = std::vector<std::string>;
 class PasteboardServiceTest : public testing::Test {
  protected:
   const std::shared_ptr<RecordingPasteboard> pasteboard_ = std::make_shared<RecordingPasteboard>();
-  const BackendInstallation<PasteboardBackend> installation_{pasteboard_};
+  const PasteboardBackendInstallation installation_{pasteboard_};
 };
 
 TEST_F(PasteboardServiceTest, ClearsThePasteboardAndThenSetsTheText) {

@@ -14,7 +14,7 @@ using namespace Tessaly;
 class SleepHandlerTest : public testing::Test {
  protected:
   const std::shared_ptr<ScriptedPower> power_ = std::make_shared<ScriptedPower>();
-  const BackendInstallation<PowerBackend> installation_{power_};
+  const PowerBackendInstallation installation_{power_};
   SleepHandler& handler_ = *SleepHandler::shared();
 };
 

@@ -70,4 +70,7 @@ class TESSALY_EXPORT AuthenticationBackend {
   [[nodiscard]] static InstalledBackend<AuthenticationBackend>& installed() noexcept;
 };
 
+/// Replaces `AuthenticationBackend::current()` for a scope.
+using AuthenticationBackendInstallation = BackendInstallation<AuthenticationBackend>;
+
 }  // namespace Tessaly::inline v1

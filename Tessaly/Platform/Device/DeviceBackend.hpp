@@ -50,4 +50,7 @@ class TESSALY_EXPORT DeviceBackend {
   [[nodiscard]] static InstalledBackend<DeviceBackend>& installed() noexcept;
 };
 
+/// Replaces `DeviceBackend::current()` for a scope.
+using DeviceBackendInstallation = BackendInstallation<DeviceBackend>;
+
 }  // namespace Tessaly::inline v1

@@ -77,4 +77,7 @@ class TESSALY_EXPORT PasteboardBackend {
   [[nodiscard]] static InstalledBackend<PasteboardBackend>& installed() noexcept;
 };
 
+/// Replaces `PasteboardBackend::current()` for a scope.
+using PasteboardBackendInstallation = BackendInstallation<PasteboardBackend>;
+
 }  // namespace Tessaly::inline v1

@@ -100,4 +100,7 @@ class TESSALY_EXPORT PowerBackend {
   [[nodiscard]] static InstalledBackend<PowerBackend>& installed() noexcept;
 };
 
+/// Replaces `PowerBackend::current()` for a scope.
+using PowerBackendInstallation = BackendInstallation<PowerBackend>;
+
 }  // namespace Tessaly::inline v1

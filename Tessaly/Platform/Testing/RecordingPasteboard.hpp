@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-compatible.
 ///
 ///     const auto pasteboard = std::make_shared<RecordingPasteboard>();
-///     const BackendInstallation<PasteboardBackend> installation(pasteboard);
+///     const PasteboardBackendInstallation installation(pasteboard);
 ///     copy();
 ///     assert(pasteboard->contents.at(PasteboardType::string) == "to paste");
 class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {

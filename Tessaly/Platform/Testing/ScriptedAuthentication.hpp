@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 ///
 ///     const auto user = std::make_shared<ScriptedAuthentication>();
 ///     user->onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
-///     const BackendInstallation<AuthenticationBackend> installation(user);
+///     const AuthenticationBackendInstallation installation(user);
 class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend {
  public:
   /// A question to the user.

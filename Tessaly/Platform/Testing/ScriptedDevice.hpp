@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 ///
 ///     const auto device = std::make_shared<ScriptedDevice>();
 ///     device->values["hw.model"] = "Workstation 7";
-///     const BackendInstallation<DeviceBackend> installation(device);
+///     const DeviceBackendInstallation installation(device);
 class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
  public:
   ~ScriptedDevice() override;

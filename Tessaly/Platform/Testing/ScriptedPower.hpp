@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-compatible.
 ///
 ///     const auto power = std::make_shared<ScriptedPower>();
-///     const BackendInstallation<PowerBackend> installation(power);
+///     const PowerBackendInstallation installation(power);
 ///     play();
 ///     assert(power->held.size() == 1);
 class TESSALY_EXPORT ScriptedPower final : public PowerBackend {

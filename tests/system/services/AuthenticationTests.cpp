@@ -34,7 +34,7 @@ using Tests::waitUntil;
 
 /// The position of the failure in its enumeration, -1 for success.
 int evaluate(const std::string& action, std::string* localizedReason = nullptr) {
-  const BackendInstallation<AuthenticationBackend> installation(std::make_shared<PolkitAuthentication>(action));
+  const AuthenticationBackendInstallation installation(std::make_shared<PolkitAuthentication>(action));
   try {
     syncWait(LocalAuthenticationService::evaluatePolicy(LAPolicy::deviceOwnerAuthentication, "Show the passwords"));
     return -1;

@@ -10,7 +10,7 @@ void copy();
 
 void checkThatCopyingPutsItThere() {
   const auto pasteboard = std::make_shared<RecordingPasteboard>();
-  const BackendInstallation<PasteboardBackend> installation(pasteboard);
+  const PasteboardBackendInstallation installation(pasteboard);
   copy();
   assert(pasteboard->contents.at(PasteboardType::string) == "to paste");
 }

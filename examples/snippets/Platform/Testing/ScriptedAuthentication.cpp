@@ -6,7 +6,7 @@ namespace Tessaly {
 void installAUser() {
   const auto user = std::make_shared<ScriptedAuthentication>();
   user->onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
-  const BackendInstallation<AuthenticationBackend> installation(user);
+  const AuthenticationBackendInstallation installation(user);
 }
 
 }  // namespace Tessaly

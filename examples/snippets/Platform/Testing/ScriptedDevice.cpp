@@ -8,7 +8,7 @@ namespace Tessaly {
 void installADevice() {
   const auto device = std::make_shared<ScriptedDevice>();
   device->values["hw.model"] = "Workstation 7";
-  const BackendInstallation<DeviceBackend> installation(device);
+  const DeviceBackendInstallation installation(device);
 }
 
 }  // namespace Tessaly

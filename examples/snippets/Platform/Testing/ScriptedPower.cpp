@@ -10,7 +10,7 @@ void play();
 
 void checkThatPlayingKeepsTheDisplayAwake() {
   const auto power = std::make_shared<ScriptedPower>();
-  const BackendInstallation<PowerBackend> installation(power);
+  const PowerBackendInstallation installation(power);
   play();
   assert(power->held.size() == 1);
 }
