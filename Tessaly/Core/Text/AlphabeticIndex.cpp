@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Text/UTF16.hpp"
+#include "Tessaly/Core/Text/detail/CollationLocale.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -20,7 +21,7 @@ namespace Tessaly::inline v1 {
 class detail::IndexBuckets {
  public:
   explicit IndexBuckets(const Locale& locale) {
-    icu::Locale known(locale.identifier().c_str());
+    icu::Locale known(collationIdentifier(locale).c_str());
     if (known.isBogus()) known = icu::Locale::getRoot();
     UErrorCode status = U_ZERO_ERROR;
     icu::AlphabeticIndex builder(known, status);

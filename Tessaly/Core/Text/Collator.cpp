@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "Tessaly/Core/Text/UTF16.hpp"
+#include "Tessaly/Core/Text/detail/CollationLocale.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -45,7 +46,7 @@ icu::StringPiece piece(std::string_view text) {
 class detail::CollationRules {
  public:
   CollationRules(const Locale& locale, Collator::Options options) {
-    icu::Locale known(locale.identifier().c_str());
+    icu::Locale known(collationIdentifier(locale).c_str());
     if (known.isBogus()) known = icu::Locale::getRoot();
     UErrorCode status = U_ZERO_ERROR;
     collator_.reset(icu::Collator::createInstance(known, status));

@@ -43,7 +43,8 @@ class Collator {
     bool numeric = true;
   };
 
-  /// The order of a locale. An unknown locale has the order of the root. Throws `std::runtime_error` if ICU has no
+  /// The order of a locale. An unknown locale has the order of the root, and so has "en_US_POSIX", the locale of an
+  /// environment without one. Throws `std::runtime_error` if ICU has no
   /// data.
   TESSALY_EXPORT explicit Collator(const Locale& locale = Locale::current());
   TESSALY_EXPORT Collator(const Locale& locale, Options options);

@@ -62,8 +62,10 @@ TEST(Collator, IllFormedTextCountsAsReplacementCharacters) {
 }
 
 TEST(Collator, UnknownLocaleHasTheOrderOfTheRoot) {
-  const Texts letters{"z", "ö", "o"};
-  EXPECT_EQ(sorted(letters, Collator(Locale("not a locale"))), (Texts{"o", "ö", "z"}));
+  const Texts letters{"z", "Z", "ö", "o"};
+  for (const char* locale : {"not a locale", "root", "en_US_POSIX"}) {
+    EXPECT_EQ(sorted(letters, Collator(Locale(locale))), (Texts{"o", "ö", "z", "Z"})) << locale;
+  }
 }
 
 TEST(Collator, KeysCompareAsTheTextsDo) {
