@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "FileIndex.hpp"
+#include "Preferences.hpp"
+#include "Tessaly/Concurrency/OwnedTasks.hpp"
+#include "Tessaly/Core/Foundation/URL.hpp"
+#include "Tessaly/Core/Observation/Property.hpp"
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Platform/Files/FileManager.hpp"
+
+namespace keeper {
+
+/// A directory in view: its files follow the directory, and the search. Belongs to the main thread.
+class Shelf {
+ public:
+  explicit Shelf(Tessaly::URL directory, Tessaly::FileManager& files = Tessaly::FileManager::default_(),
+                 const Tessaly::Locale& locale = Tessaly::Locale::current());
+
+  [[nodiscard]] const Tessaly::URL& directory() const noexcept { return directory_; }
+  [[nodiscard]] Tessaly::URL url(const File& file) const { return directory_.appendingPathComponent(file.name); }
+
+  /// What the user types into the search field.
+  Tessaly::Property<std::string> search;
+  /// The files to show. Null until the directory was read.
+  Tessaly::Property<std::shared_ptr<const Listing>> listing;
+  /// Why the directory is not followed any more; empty while it is.
+  Tessaly::Property<std::string> problem;
+
+ private:
+  Tessaly::Async<void> follow();
+  Tessaly::Async<void> publish();
+
+  Tessaly::URL directory_;
+  Tessaly::FileManager& files_;
+  std::shared_ptr<FileIndex> index_;
+  Tessaly::Isolation indexing_ = Tessaly::Isolation::serial();
+  Tessaly::Property<int> revision_ = 0;
+  Tessaly::Default<bool> showsHiddenFiles_{showsHiddenFilesKey};
+  Tessaly::OwnedTasks tasks_;  // The last member, so it ends first.
+};
+
+}  // namespace keeper

@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "DuplicateFinder.hpp"
+#include "Preferences.hpp"
+#include "Sharing.hpp"
+#include "Shelf.hpp"
+#include "Tessaly/Concurrency/Observations.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+#include "Tessaly/Core/Tasks/SyncWait.hpp"
+#include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/ScriptedPower.hpp"
+#include "Wakefulness.hpp"
+
+namespace keeper {
+namespace {
+
+using namespace Tessaly;
+using Names = std::vector<std::string>;
+
+Names names(const Files& files) {
+  Names names;
+  for (const auto& file : files) names.push_back(file->name);
+  return names;
+}
+
+class KeeperTest : public testing::Test {
+ protected:
+  KeeperTest() { std::filesystem::create_directory(path); }
+  ~KeeperTest() override { std::filesystem::remove_all(path); }
+
+  void write(const std::string& name, const std::string& contents = "") const {
+    std::ofstream(path / name) << contents;
+  }
+
+  /// Serves the main queue until the condition holds. Changes of what it reads wake it.
+  template <typename Condition>
+  static void waitUntil(Condition condition) {
+    syncWait([&]() -> Async<void> {
+      auto answers = Observations(condition).makeAsyncIterator();
+      while (!*co_await answers.next()) {
+      }
+    });
+  }
+
+  std::unique_ptr<Shelf> shelfIn(const char* locale) const {
+    return std::make_unique<Shelf>(URL::fileURLWithPath(path.string()), FileManager::default_(), Locale(locale));
+  }
+
+  static void waitForNames(const Shelf& shelf, const Names& expected) {
+    waitUntil([&] { return shelf.listing.value() != nullptr && names(shelf.listing.value()->files) == expected; });
+    EXPECT_EQ(names(shelf.listing.value()->files), expected);
+  }
+
+  std::filesystem::path path = std::filesystem::temp_directory_path() / ("keeper-" + UUID::random().uuidString());
+  std::shared_ptr<InMemoryUserDefaults> settings = InMemoryUserDefaults::make();
+  UserDefaultsInstallation theSettings{settings};
+  std::shared_ptr<ScriptedPower> power = std::make_shared<ScriptedPower>();
+  PowerBackendInstallation thePower{power};
+};
+
+TEST_F(KeeperTest, ListsInTheOrderOfTheLanguage) {
+  for (const char* name : {"file 10", "file 2", "öl", "zebra"}) write(name);
+  waitForNames(*shelfIn("de"), {"file 2", "file 10", "öl", "zebra"});
+  const auto swedish = shelfIn("sv");
+  waitForNames(*swedish, {"file 2", "file 10", "zebra", "öl"});
+  const auto& sections = swedish->listing.value()->sections;
+  ASSERT_EQ(sections.size(), 3U);
+  EXPECT_EQ(sections[2].label, "Ö");
+  EXPECT_EQ(sections[2].first, 3U);
+}
+
+TEST_F(KeeperTest, FollowsTheDirectory) {
+  write("a", "1");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a"});
+  write("c");
+  std::filesystem::rename(path / "a", path / "b");
+  waitForNames(*shelf, {"b", "c"});
+  std::filesystem::remove(path / "b");
+  waitForNames(*shelf, {"c"});
+  write("c", "12345");
+  waitUntil([&] { return shelf->listing.value()->bytes == 5; });
+}
+
+TEST_F(KeeperTest, FindsNamesWithoutRegardForMarksAndScripts) {
+  for (const char* name : {"Résumé.pdf", "Москва.txt", "notes"}) write(name);
+  const auto shelf = shelfIn("en");
+  shelf->search = "resume";
+  waitForNames(*shelf, {"Résumé.pdf"});
+  shelf->search = "moskva";
+  waitForNames(*shelf, {"Москва.txt"});
+  shelf->search = "";
+  waitForNames(*shelf, {"notes", "Résumé.pdf", "Москва.txt"});
+}
+
+TEST_F(KeeperTest, SettingShowsHiddenFilesAtOnce) {
+  for (const char* name : {".hidden", "shown"}) write(name);
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"shown"});
+  settings->set(true, "shows-hidden-files");
+  waitForNames(*shelf, {".hidden", "shown"});
+}
+
+TEST_F(KeeperTest, SaysWhyItStopsFollowing) {
+  const auto shelf = shelfIn("en");
+  std::filesystem::remove(path);
+  waitUntil([&] { return !shelf->problem.value().empty(); });
+}
+
+TEST_F(KeeperTest, FindsEqualFilesAndKeepsTheDisplayAwake) {
+  write("a", "same");
+  write("b", "same");
+  write("c", "diff");
+  write("d", "other size");
+  write("empty 1");
+  write("empty 2");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b", "c", "d", "empty 1", "empty 2"});
+  DuplicateFinder finder;
+  finder.start(shelf->directory(), shelf->listing.value()->files);
+  EXPECT_EQ(finder.state, DuplicateFinder::State::searching);
+  waitUntil([&] { return finder.state.value() == DuplicateFinder::State::idle; });
+  ASSERT_EQ(finder.groups.value().size(), 1U);
+  EXPECT_EQ(names(finder.groups.value()[0]), (Names{"a", "b"}));
+  EXPECT_EQ(finder.progress, 1.0);
+  const auto [begun, held] = syncWait([&] {
+    return withIsolation(Wakefulness::isolation(),
+                         [&] { return std::pair(power->creations.size(), power->held.size()); });
+  });
+  EXPECT_EQ(begun, 1U);
+  EXPECT_EQ(held, 0U);
+}
+
+TEST_F(KeeperTest, PausedSearchGoesOnWhenItIsResumed) {
+  write("a", "same");
+  write("b", "same");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b"});
+  DuplicateFinder finder;
+  finder.start(shelf->directory(), shelf->listing.value()->files);
+  finder.pause();
+  for (int turn = 0; turn < 10; ++turn) MainQueue::drain();
+  EXPECT_EQ(finder.progress, 0.0);
+  finder.resume();
+  waitUntil([&] { return finder.state.value() == DuplicateFinder::State::idle; });
+  EXPECT_EQ(finder.groups.value().size(), 1U);
+}
+
+TEST_F(KeeperTest, CancelledSearchStaysCancelled) {
+  write("a", "same");
+  write("b", "same");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b"});
+  DuplicateFinder finder;
+  finder.start(shelf->directory(), shelf->listing.value()->files);
+  finder.cancel();
+  for (int turn = 0; turn < 10; ++turn) MainQueue::drain();
+  EXPECT_EQ(finder.state, DuplicateFinder::State::idle);
+  EXPECT_TRUE(finder.groups.value().empty());
+}
+
+TEST_F(KeeperTest, CountsFilesThatCannotBeRead) {
+  write("a", "same");
+  write("b", "same");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b"});
+  const Files files = shelf->listing.value()->files;
+  std::filesystem::remove(path / "b");
+  DuplicateFinder finder;
+  finder.start(shelf->directory(), files);
+  waitUntil([&] { return finder.state.value() == DuplicateFinder::State::idle; });
+  EXPECT_EQ(finder.unreadable, 1);
+  EXPECT_TRUE(finder.groups.value().empty());
+}
+
+TEST_F(KeeperTest, TableQuotesWhatSpreadsheetsNeed) {
+  write("a,b", "12");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a,b"});
+  const std::string text(table(shelf->listing.value()->files).text());
+  EXPECT_TRUE(text.starts_with("Name,Size,Modified\r\n\"a,b\",2,")) << text;
+}
+
+}  // namespace
+}  // namespace keeper
