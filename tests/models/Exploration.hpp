@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -75,6 +77,21 @@ Exploration explore(const Model& model) {
     if (!hasStep && !model.mayEnd(state)) return failure(current, "nothing can go on");
   }
   return {.states = visits.size(), .violation = {}, .steps = {}};
+}
+
+/// For the `steps` of a model: one thread takes its step. `step` changes the state, and says whether the thread could.
+template <typename State, typename Emit, typename At, typename Step>
+void emitStep(const State& state, Emit& emit, const std::string& thread, At at, Step step) {
+  State next = state;
+  if (step(next)) emit(thread + " at " + std::to_string(static_cast<int>(at)), next);
+}
+
+/// Expects that no order of the steps breaks a rule. A mistake in a model often shows in too few states.
+template <typename Model>
+void expectNoViolation(const Model& model, std::size_t minimumStates) {
+  const Exploration result = explore(model);
+  EXPECT_EQ(result.violation, "") << result.description();
+  EXPECT_GE(result.states, minimumStates);
 }
 
 }  // namespace Tessaly::Tests
