@@ -112,16 +112,26 @@ class Pool final : public Executor {
 
   /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
   Job* trade(Job& job) {
+    // A job that comes at this moment comes after this one.
+    if (count_.load(std::memory_order_relaxed) == 0) return &job;
     UnfairLock::Guard guard(lock_);
     if (filled_ >> detail::levelOf(job.priority()) == 0) return &job;
     push(job);
     return pop();
   }
 
-  /// The next job; waits for one, spinning shortly before it sleeps.
+  /// The next job; waits for one.
   Job* take() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     lock_.lock();
     Job* job = pop();
+    if (job == nullptr) return waitForJob();
+    lock_.unlock();
+    return job;
+  }
+
+  /// Spins shortly before it sleeps. Releases the lock.
+  [[gnu::noinline]] Job* waitForJob() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    Job* job = nullptr;
     while (job == nullptr) {
       ++spinners_;
       lock_.unlock();
@@ -149,7 +159,7 @@ class Pool final : public Executor {
   unsigned filled_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Written under the lock, read by spinning threads without it: they stay off the lock's cache line.
+  /// Written under the lock, read without it. Threads that spin stay off the lock's cache line.
   alignas(64) std::atomic<unsigned> count_{0};
   alignas(64) std::atomic<std::uint32_t> wakeUps_{0};
 };

@@ -5,10 +5,6 @@
 
 namespace Tessaly::inline v1::detail {
 
-TaskLocalBinding*& TaskLocalBinding::list() noexcept {
-  return threadState.task != nullptr ? threadState.task->bindings : threadState.bindings;
-}
-
 const TaskLocalBinding* TaskLocalBinding::find(const void* key) noexcept {
   const TaskLocalBinding* binding = list();
   while (binding != nullptr && binding->key_ != key) binding = binding->next_;

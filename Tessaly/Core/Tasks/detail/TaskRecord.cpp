@@ -14,10 +14,13 @@ namespace Tessaly::inline v1::detail {
 
 TaskRecord::TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies)
     : Job(&runTask, priority), executor_(isolation.executor()), isolation_(std::move(isolation)) {
-  if (copies == TaskLocalCopies::ofTheCaller) bindings = TaskLocalBinding::copyInnermost(TaskLocalBinding::list());
+  if (copies == TaskLocalCopies::none) return;
+  if (const auto* const list = TaskLocalBinding::list()) bindings = TaskLocalBinding::copyInnermost(list);
 }
 
-TaskRecord::~TaskRecord() { TaskLocalBinding::destroyCopies(bindings); }
+TaskRecord::~TaskRecord() {
+  if (bindings != nullptr) TaskLocalBinding::destroyCopies(bindings);
+}
 
 void TaskRecord::runTask(Job& job) noexcept {
   auto& record = static_cast<TaskRecord&>(job);
@@ -60,10 +63,14 @@ bool TaskRecord::waitForGroupChildren() noexcept {
 
 void TaskRecord::complete() noexcept {
   finish();
-  TaskLocalBinding::destroyCopies(std::exchange(bindings, nullptr));
+  if (bindings != nullptr) TaskLocalBinding::destroyCopies(std::exchange(bindings, nullptr));
+  didComplete();
+}
+
+void TaskRecord::didComplete() noexcept {
   // Releases the result to those that see the bit, and acquires what the waiters wrote before they came.
   resumeWaiters(word_.fetch_add(doneBit, std::memory_order_acq_rel));
-  didComplete();
+  release();
 }
 
 void TaskRecord::resumeWaiters(std::uintptr_t word) noexcept {

@@ -232,8 +232,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
   /// Takes the result over and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// Called last, after the waiters were resumed. Gives up the reference of the running task.
-  virtual void didComplete() noexcept { release(); }
+  /// Called last. Lets the tasks go on that wait for this one, and gives up the reference of the running task. A task
+  /// that is awaited in another way than by its handle says so there, and is never marked as done.
+  virtual void didComplete() noexcept;
 
  private:
   // In the word, below the newest waiter.
@@ -282,6 +283,10 @@ class TESSALY_EXPORT TaskRecord : public Job {
   CancellationHandler* handlers_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::atomic<AwaitedWork*> awaited_{nullptr};
 };
+
+inline TaskLocalBinding*& TaskLocalBinding::list() noexcept {
+  return threadState.task != nullptr ? threadState.task->bindings : threadState.bindings;
+}
 
 inline void Suspension::arm(std::coroutine_handle<> handle) noexcept {
   task_ = threadState.task;
