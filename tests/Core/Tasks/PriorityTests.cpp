@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <latch>
 #include <memory>
 #include <optional>
@@ -27,6 +28,15 @@
 #include "Tessaly/Platform/Testing/SeededScheduler.hpp"
 #include "tests/Core/Tasks/StepByStep.hpp"
 #include "tests/Support/Repetitions.hpp"
+
+/// Replaces the function of the C library: the pool asks it how many threads to make. It gets two on any machine,
+/// because the turn of a serial executor may keep one of them.
+extern "C" int sched_getaffinity(pid_t, std::size_t size, cpu_set_t* processors) noexcept {
+  CPU_ZERO_S(size, processors);
+  CPU_SET_S(0, size, processors);
+  CPU_SET_S(1, size, processors);
+  return 0;
+}
 
 namespace Tessaly {
 namespace {
@@ -90,10 +100,6 @@ TEST(SerialExecutor, RaiseOfWaitingJobReachesTheNextTurnAndLapses) {
 }
 
 TEST(SerialExecutor, WaiterOfItsTaskGoesOnBesideTheTurn) {
-  // As many threads as the pool has. It needs two, because the turn keeps one of them.
-  cpu_set_t processors;
-  ASSERT_EQ(::sched_getaffinity(0, sizeof(processors), &processors), 0);
-  if (CPU_COUNT(&processors) < 2) GTEST_SKIP() << "the pool has one thread";
   for (int round = 0; round < Tests::repetitions(20); ++round) {
     const Isolation serial = Isolation::serial();
     std::latch mayBegin(1);
