@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -10,22 +8,12 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
+#include "tests/Support/ForkedChild.hpp"
 
 namespace Tessaly {
 namespace {
 
-/// The exit status of a forked child, or -1 if a signal ended it.
-template <typename Body>
-int exitStatusInChild(Body body) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::alarm(20);  // Ends a child that hangs.
-    ::_exit(body());
-  }
-  int status = 0;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using Tests::exitStatusOfForkedChild;
 
 TEST(FirstUse, MakesOneObjectForAllThreads) {
   static constinit std::atomic<int> made{0};
@@ -63,7 +51,7 @@ TEST(FirstUse, ForkDuringTheMakingLeavesTheChildUsable) {
   int inParent = 0;
   std::jthread maker([&] { inParent = detail::madeOnce<make>(); });
   begun.wait();
-  EXPECT_EQ(exitStatusInChild([] {
+  EXPECT_EQ(exitStatusOfForkedChild([] {
               isChild = true;
               return detail::madeOnce<make>();
             }),
@@ -76,10 +64,10 @@ TEST(FirstUse, ForkDuringTheMakingLeavesTheChildUsable) {
 TEST(FirstUse, ChildrenCallTheHandlerAndParentsDoNot) {
   static constinit int calls = 0;
   static constexpr auto countCall = [] { ++calls; };
-  EXPECT_EQ(exitStatusInChild([] { return calls; }), 0);
+  EXPECT_EQ(exitStatusOfForkedChild([] { return calls; }), 0);
   detail::callInForkedChildren<countCall>();
   detail::callInForkedChildren<countCall>();
-  EXPECT_EQ(exitStatusInChild([] { return calls; }), 1);
+  EXPECT_EQ(exitStatusOfForkedChild([] { return calls; }), 1);
   EXPECT_EQ(calls, 0);
 }
 

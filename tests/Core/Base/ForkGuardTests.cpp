@@ -8,22 +8,12 @@
 
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
+#include "tests/Support/ForkedChild.hpp"
 
 namespace Tessaly {
 namespace {
 
-// Runs the body in a forked child and returns the child's wait status.
-template <typename Body>
-int statusOfForkedChild(Body body) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    body();
-    ::_exit(0);
-  }
-  int status = 0;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  return status;
-}
+using Tests::statusOfForkedChild;
 
 TEST(ForkGuard, ForkBeforeTheFirstThreadIsAllowed) {
   EXPECT_EQ(statusOfForkedChild([] { detail::stopIfForkedChild(); }), 0);
