@@ -2,17 +2,24 @@
 #include <chrono>
 #include <deque>
 #include <memory>
+#include <optional>
+#include <utility>
 
+#include "Doorbell.hpp"
 #include "Harness.hpp"
 #include "Tessaly/Core/Tasks/Async.hpp"
+#include "Tessaly/Core/Tasks/AsyncStream.hpp"
 #include "Tessaly/Core/Tasks/Cancellation.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
+#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Core/Tasks/TaskGroup.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 #include "peers/AsioPeers.hpp"
 #include "peers/GLibPeers.hpp"
+#include "peers/KernelPeers.hpp"
 #include "peers/StandardPeers.hpp"
 #include "peers/TbbPeers.hpp"
 
@@ -27,8 +34,11 @@ constexpr int roundTrips = 1'000;
 constexpr int handlers = 10'000;
 constexpr int timers = 1'000;
 constexpr int otherTimers = 100;
+constexpr std::chrono::seconds otherTimersApart(6);
 constexpr std::chrono::milliseconds soon(50);
+constexpr std::chrono::milliseconds middle = std::chrono::minutes(30);
 constexpr std::chrono::milliseconds late = std::chrono::hours(1);
+constexpr int rings = 100;
 constexpr int sleeps = 20;
 constexpr int sleepMicroseconds = 50;
 
@@ -113,12 +123,12 @@ struct IgnoredTimer final : ClockTimer {
   ~IgnoredTimer() { benchmark::DoNotOptimize(ContinuousClock::shared().remove(*this)); }
 };
 
-/// Sets and removes timers while other timers wait for 30 minutes.
+/// Sets and removes timers while other timers wait for 25 to 35 minutes.
 auto setAndRemoveTimers(std::chrono::milliseconds delay) {
   return [delay] {
     auto others = std::make_shared<std::deque<IgnoredTimer>>();
     for (int i = 0; i < otherTimers; ++i) {
-      others->emplace_back(ContinuousClock::shared().now() + std::chrono::minutes(30));
+      others->emplace_back(ContinuousClock::shared().now() + std::chrono::minutes(25) + i * otherTimersApart);
     }
     return [delay, others] {
       for (int i = 0; i < timers; ++i) const IgnoredTimer timer(ContinuousClock::shared().now() + delay);
@@ -135,6 +145,37 @@ Async<void> cancelSleepers() {
     co_await sleeper.finished();
   }
 }
+
+/// A coroutine on the pool that answers each ring.
+class Answering {
+ public:
+  Answering() {
+    auto made = AsyncStream<int>::makeStream();
+    source_ = detail::DescriptorSource::make(bell_.descriptor(), GlobalExecutor::shared(),
+                                             [this, continuation = made.continuation] {
+                                               bell_.take();
+                                               continuation.yield(1);
+                                             });
+    answers_ = Task<>::detached([this, stream = std::move(made.stream)]() -> Async<void> {
+      auto iterator = stream.makeAsyncIterator();
+      while (co_await iterator.next()) bell_.answer();
+    });
+  }
+  Answering(const Answering&) = delete;
+  Answering& operator=(const Answering&) = delete;
+  ~Answering() {
+    source_->cancel();
+    answers_->cancel();
+    syncWait(answers_->finished());
+  }
+
+  void ring() { bell_.ring(); }
+
+ private:
+  Doorbell bell_;
+  std::shared_ptr<detail::DescriptorSource> source_;
+  std::optional<Task<>> answers_;
+};
 
 Async<void> sleepRepeatedly() {
   for (int i = 0; i < sleeps; ++i) co_await Task<>::sleep(std::chrono::microseconds(sleepMicroseconds));
@@ -169,8 +210,8 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
       .peer("asio::co_spawn, use_future", [] { return AsioPeers::spawnAndWait(tasks); })
       .peer("std::async", [] { return StandardPeers::asyncAndGet(tasks); });
 
-  facility.row("task group, a child", tasks).ours(onPool(runGroup)).peer("tbb::task_group", [] {
-    return TbbPeers::group(tasks);
+  facility.row("task group, a child by next()", tasks).ours(onPool(runGroup)).peer("tbb::task_group", [] {
+    return TbbPeers::groups(tasks, tasks);
   });
 
   facility.row("visit an idle serial executor", hops)
@@ -191,6 +232,10 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
       .ours(setAndRemoveTimers(soon))
       .peer("GLib timeout source", [] { return GLibPeers::timerCancelled(timers, otherTimers, soon); });
 
+  facility.row("timer set and taken back, due in the middle", timers)
+      .ours(setAndRemoveTimers(middle))
+      .peer("GLib timeout source", [] { return GLibPeers::timerCancelled(timers, otherTimers, middle); });
+
   facility.row("timer set and taken back, due last", timers)
       .ours(setAndRemoveTimers(late))
       .peer("GLib timeout source", [] { return GLibPeers::timerCancelled(timers, otherTimers, late); });
@@ -198,6 +243,14 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
   facility.row("sleeping task made and cancelled", timers)
       .ours([] { syncWait(cancelSleepers()); })
       .peer("asio::steady_timer in co_spawn", [] { return AsioPeers::sleeperCancelled(timers); });
+
+  facility.row("from a readable descriptor to the coroutine", rings)
+      .ours([] {
+        return [bell = std::make_shared<Answering>()] {
+          for (int i = 0; i < rings; ++i) bell->ring();
+        };
+      })
+      .peer("bare epoll_wait thread", [] { return KernelPeers::waitInEpoll(rings); });
 
   facility.row("sleep of 50 us", sleeps).ours([] { syncWait(sleepRepeatedly()); }).peer("asio::steady_timer", [] {
     return AsioPeers::timerExpired(sleeps, sleepMicroseconds);

@@ -49,7 +49,9 @@ Batch mainRoundTrip(int count) {
 
 Batch timerCancelled(int count, int others, std::chrono::milliseconds delay) {
   const std::shared_ptr<GMainContext> context(g_main_context_new(), &g_main_context_unref);
-  for (int i = 0; i < others; ++i) g_source_unref(attachedTimeout(context.get(), std::chrono::minutes(30)));
+  for (int i = 0; i < others; ++i) {
+    g_source_unref(attachedTimeout(context.get(), std::chrono::minutes(25) + i * std::chrono::minutes(10) / others));
+  }
   return [=] {
     for (int i = 0; i < count; ++i) {
       GSource* source = attachedTimeout(context.get(), delay);

@@ -12,7 +12,8 @@ namespace Tessaly::Benchmarks::GLibPeers {
 /// runs.
 Batch mainRoundTrip(int count);
 
-/// Attaches a timeout source to a main context and destroys it, `count` times, while other sources wait for 30 minutes.
+/// Attaches a timeout source to a main context and destroys it, `count` times, while other sources wait that fire in 25
+/// to 35 minutes.
 Batch timerCancelled(int count, int others, std::chrono::milliseconds delay);
 
 }  // namespace Tessaly::Benchmarks::GLibPeers

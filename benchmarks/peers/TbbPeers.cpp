@@ -3,9 +3,11 @@
 
 #include <benchmark/benchmark.h>
 #include <tbb/concurrent_queue.h>
+#include <tbb/info.h>
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -23,6 +25,21 @@ struct Link {
     if (left > 1) group->run(Link{group, left - 1});
   }
 };
+
+/// As many threads as the pool beside it has, so one where the process is bound to one core.
+std::shared_ptr<tbb::task_arena> makeArena() {
+  return std::make_shared<tbb::task_arena>(std::min(2, tbb::info::default_concurrency()));
+}
+
+int fibonacciOf(int n) {
+  if (n < 2) return n;
+  tbb::task_group group;
+  int half = 0;
+  group.run([&half, n] { half = fibonacciOf(n - 1); });
+  const int other = fibonacciOf(n - 2);
+  group.wait();
+  return half + other;
+}
 
 /// A queue, and a thread that pops a number of elements on request.
 class Popper {
@@ -67,7 +84,7 @@ class Popper {
 }  // namespace
 
 Batch chainsInArena(int count, int chains) {
-  return [=, arena = std::make_shared<tbb::task_arena>(2)] {
+  return [=, arena = makeArena()] {
     arena->execute([=] {
       tbb::task_group group;
       for (int i = 0; i < chains; ++i) group.run(Link{&group, count / chains});
@@ -77,7 +94,7 @@ Batch chainsInArena(int count, int chains) {
 }
 
 Batch runAndWait(int count) {
-  return [count, arena = std::make_shared<tbb::task_arena>(2)] {
+  return [count, arena = makeArena()] {
     arena->execute([count] {
       tbb::task_group group;
       int total = 0;
@@ -90,18 +107,24 @@ Batch runAndWait(int count) {
   };
 }
 
-Batch group(int count) {
-  return [count, arena = std::make_shared<tbb::task_arena>(2)] {
-    arena->execute([count] {
-      tbb::task_group group;
-      std::atomic<int> total = 0;
-      for (int i = 0; i < count; ++i) {
-        group.run([&total, i] { total.fetch_add(i, std::memory_order_relaxed); });
+Batch groups(int count, int width) {
+  return [count, width, arena = makeArena()] {
+    arena->execute([count, width] {
+      for (int left = count; left > 0; left -= width) {
+        tbb::task_group group;
+        std::atomic<int> total = 0;
+        for (int i = 0; i < width; ++i) {
+          group.run([&total, i] { total.fetch_add(i, std::memory_order_relaxed); });
+        }
+        group.wait();
+        benchmark::DoNotOptimize(total.load());
       }
-      group.wait();
-      benchmark::DoNotOptimize(total.load());
     });
   };
+}
+
+Batch fibonacci(int n) {
+  return [n, arena = makeArena()] { benchmark::DoNotOptimize(arena->execute([n] { return fibonacciOf(n); })); };
 }
 
 Batch queueAcrossThreads(int count) {
