@@ -79,13 +79,26 @@ class ReducedReplayAsyncStream {
     std::exception_ptr error;
     try {
       auto iterator = producer.makeAsyncIterator();
-      while (std::optional<Element> element = co_await iterator.next()) {
-        co_await withIsolation(storage->isolation, [&] { storage->consume(*element); });
+      bool isOpen = true;
+      while (isOpen) {
+        co_await withIsolation(storage->isolation, [&] { return consumeBatch(*storage, iterator, isOpen); });
       }
     } catch (...) {
       error = std::current_exception();
     }
     co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
+  }
+
+  /// Consumes elements without leaving the isolation for each. Subscribers that want to join wait for at most one
+  /// batch.
+  static Async<void> consumeBatch(Storage& storage, AsyncIterator& iterator, bool& isOpen) {
+    constexpr int maximumCount = 64;
+    for (int count = 0; count < maximumCount; ++count) {
+      const std::optional<Element> element = co_await iterator.next();
+      isOpen = element.has_value();
+      if (!isOpen) co_return;
+      storage.consume(*element);
+    }
   }
 
   std::shared_ptr<Storage> storage_;

@@ -305,6 +305,26 @@ TEST(ReducedReplayAsyncStream, FoldsAndDeliversOnOneExecutorAtATime) {
   EXPECT_FALSE(overlapped);
 }
 
+TEST(ReducedReplayAsyncStream, SubscriberJoinsWhileManyElementsWait) {
+  SeededScheduler::install();
+  std::optional<Continuation> continuation;
+  std::optional<Stream::AsyncIterator> late;
+  std::optional<Stream> stream;
+  const auto reduce = [&](int& sum, int element) {
+    sum += element;
+    if (!late) late = stream->makeAsyncIterator();
+  };
+  stream.emplace(BufferingPolicy::unbounded(), 0, reduce, [&](Continuation built) { continuation = std::move(built); });
+  constexpr int count = 10'000;
+  for (int i = 0; i < count; ++i) continuation->yield(1);
+  auto first = stream->makeAsyncIterator();
+  settle();
+  ASSERT_TRUE(late);
+  EXPECT_LT(std::stoi(answerOf(*late)), count / 2);
+  continuation->finish();
+  settle();
+}
+
 TEST(ReducedReplayAsyncStreamDeathTest, AReduceThatThrowsStopsTheProcess) {
   EXPECT_EXIT(
       {
