@@ -56,7 +56,12 @@ SettingsCheckpointer::Outcome SettingsCheckpointer::runOnce(SettingsPatience& pa
 StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& patience) {
   const auto beginning = store_.beginCheckpoint(patience);
   if (!beginning) return std::unexpected(beginning.error());
-  if (!beginning->isNeeded) return false;
+  if (!beginning->isNeeded) {
+    // A process that was killed may have put the list in place and not waited for the disk.
+    const auto synchronized = store_.listFile().synchronizeDirectories();
+    if (!synchronized) return std::unexpected(synchronized.error());
+    return false;
+  }
   auto snapshot = store_.takeSnapshot();
   const auto written = store_.listFile().write(snapshot.values, beginning->format);
   store_.keepSnapshot(std::move(snapshot));
@@ -66,8 +71,10 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
     store_.listFile().discard(*written);
     return std::unexpected(result.error());
   }
-  result = store_.listFile().synchronizeDirectory();
-  if (result) result = store_.removeOldJournal(directory);
+  // The removal first, so that it is on the disk when this ends. After a power cut the old journal may have lost its
+  // latest records: the others would replace newer values of the list.
+  result = store_.removeOldJournal(directory);
+  if (result) result = store_.listFile().synchronizeDirectories();
   if (!result) return std::unexpected(result.error());
   return beginning->hadOldJournal;
 }

@@ -107,8 +107,11 @@ StoreResult<bool> SettingsListFile::put(const Written& written, const FileIdenti
   return false;
 }
 
-StoreResult<> SettingsListFile::synchronizeDirectory() const {
-  return detail::synchronizeDirectory(targetDirectory(), files_);
+StoreResult<> SettingsListFile::synchronizeDirectories() const {
+  const std::string own = directoryOfPath(path_);
+  const std::string other = targetDirectory();
+  const auto result = synchronizeDirectory(own, files_);
+  return !result || other == own ? result : synchronizeDirectory(other, files_);
 }
 
 StoreResult<std::string> SettingsListFile::setAsideIfDamaged() const {

@@ -51,7 +51,8 @@ class SettingsListFile {
   /// Puts the written file in place. If the file that was there is not the expected one, that one now has the path of
   /// the written one: true.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
-  [[nodiscard]] StoreResult<> synchronizeDirectory() const;
+  /// Writes the entries of the store's directory to the disk, and those of the directory that has the file.
+  [[nodiscard]] StoreResult<> synchronizeDirectories() const;
   /// Sets the present file aside if it is damaged. Of a link to something other than a file only the link is moved. The
   /// new path; empty if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;

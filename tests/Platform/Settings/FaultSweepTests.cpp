@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -128,6 +129,14 @@ class FaultSweep : public Tests::StoreFixture {
     return found == values.end() ? std::optional<PropertyList>() : found->second;
   }
 
+  /// Whether the first steps are there, no batch is there in part, and nothing else is. Prints the fault.
+  bool isComplete(const std::string& directory, int atLeast) {
+    const Dictionary values = valuesOf(directory);
+    const std::string wrong = isTorn(values) ? "a batch" : complaint(values, atLeast);
+    if (!wrong.empty()) std::cerr << directory << ": " << wrong << " is wrong after " << atLeast << " steps\n";
+    return wrong.empty();
+  }
+
   Dictionary valuesOf(const std::string& directory) {
     return JournaledUserDefaults::open({.folder = directory, .clock = Tests::lastingClock()})
         ->dictionaryRepresentation();
@@ -170,28 +179,57 @@ TEST_F(FaultSweep, EachFailingCallLosesNothingUntold) {
   EXPECT_GE(faults, whole.count * 3 / 4);
 }
 
-TEST_F(FaultSweep, EndOfTheProcessAtEachCallLosesNothing) {
-  void* const memory = ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
+/// The states of the disk after the machine ended, by the name of a copy of the directory.
+std::map<std::string, Tests::SynchronizedDisk::PowerCut> powerCuts(int end) {
+  using Entries = Tests::SynchronizedDisk::PowerCut::Entries;
+  std::map<std::string, Tests::SynchronizedDisk::PowerCut> cuts{{"-synchronized", {.entries = Entries::synchronized}},
+                                                                {"-latest", {.entries = Entries::latest}}};
+  constexpr std::array kinds{Entries::synchronized, Entries::latest, Entries::mixed};
+  const int count = Tests::repetitions(6);
+  for (int i = 0; i < count; ++i) {
+    cuts["-torn-" + std::to_string(i)] = {.entries = kinds[static_cast<std::size_t>(i) % kinds.size()],
+                                          .tear = static_cast<std::uint64_t>(end) * 1000 + static_cast<unsigned>(i)};
+  }
+  return cuts;
+}
+
+/// Runs the body in a child, because this process must not start the runtime's threads: a fork does not copy them. The
+/// exit status; -1 after a signal.
+int inChild(const std::function<int()>& body) {
+  const pid_t process = ::fork();
+  if (process == 0) ::_exit(body());
+  int status = 0;
+  ::waitpid(process, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Memory that child processes share.
+class SharedProgress {
+ public:
+  SharedProgress()
+      : memory_(::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) {}
+  ~SharedProgress() { ::munmap(memory_, sizeof(Progress)); }
+  SharedProgress(const SharedProgress&) = delete;
+  SharedProgress& operator=(const SharedProgress&) = delete;
+
+  Progress& begin() { return *new (memory_) Progress; }
+
+ private:
+  void* const memory_;
+};
+
+TEST_F(FaultSweep, EndOfProcessOrMachineAtEachCallLosesNothing) {
+  SharedProgress memory;
   int ends = 0;
   const int stride = Tests::repetitions(1) == 1 ? 3 : 1;  // Every call under stress.
   for (bool hasEnded = false; !hasEnded; ends += stride) {
-    auto& progress = *new (memory) Progress;
+    auto& progress = memory.begin();
     const std::string directory = above() + "/" + std::to_string(ends);
-    // Children start the runtime's threads. This process must not, because threads are not forked.
-    const auto child = [&](const std::function<int()>& body) {
-      const pid_t process = ::fork();
-      if (process == 0) ::_exit(body());
-      int status = 0;
-      ::waitpid(process, &status, 0);
-      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    };
-    const int code = child([&] {
+    const int code = inChild([&] {
       Tests::SynchronizedDisk disk;
       Counting counting([&](int number, Call) -> Fate {
         if (number != ends) return {};
-        disk.restore(directory, directory + "-kept", false);
-        disk.restore(directory, directory + "-latest", true);
+        for (const auto& [name, cut] : powerCuts(ends)) disk.restore(directory, directory + name, cut);
         ::_exit(3);
       });
       std::filesystem::create_directories(directory);
@@ -200,20 +238,20 @@ TEST_F(FaultSweep, EndOfTheProcessAtEachCallLosesNothing) {
     });
     ASSERT_TRUE(code == 0 || code == 3) << code;
     hasEnded = code == 0;
-    const int verdict = child([&] {
-      const auto isWrong = [&](const std::string& left, int atLeast) {
-        const Dictionary values = valuesOf(directory + left);
-        return isTorn(values) || !complaint(values, atLeast).empty();
-      };
-      int wrong = isWrong("", progress.acknowledged) ? 1 : 0;
-      if (hasEnded) return wrong;
-      for (const std::string left : {"-kept", "-latest"}) wrong += isWrong(left, progress.synchronized) ? 2 : 0;
-      return wrong;
+    const int verdict = inChild([&] {
+      bool isRight = isComplete(directory, progress.acknowledged);
+      if (hasEnded) return isRight ? 0 : 1;
+      for (const auto& [name, unused] : powerCuts(ends)) {
+        isRight = isComplete(directory + name, progress.synchronized) && isRight;
+      }
+      return isRight ? 0 : 1;
     });
     EXPECT_EQ(verdict, 0) << "ended at call " << ends << " after " << progress.acknowledged << " writes";
+    std::filesystem::remove_all(above());
   }
-  ::munmap(memory, sizeof(Progress));
-  std::cout << (ends - stride) / stride << " ends, each looked at after a kill and after two power cuts\n";
+  const auto looks = powerCuts(0).size();
+  std::cout << (ends - stride) / stride << " ends, each looked at after a kill and after " << looks << " power cuts, "
+            << looks - 2 << " of them with torn sectors\n";
   EXPECT_GT(ends, 100);
 }
 

@@ -3,9 +3,12 @@
 // a folder the entries that it had then.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <filesystem>
 #include <string>
 
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/SynchronizedDisk.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
@@ -15,10 +18,15 @@ namespace {
 
 class PowerCut : public ::testing::TestWithParam<bool> {
  protected:
-  PropertyList::Dictionary valuesAfterIt() {
+  /// The directory that is left after a power cut now.
+  std::string cut() {
+    using Entries = Tests::SynchronizedDisk::PowerCut::Entries;
     const std::string left = folder_.path() + "/left" + std::to_string(++cuts_);
-    disk_.restore(folder(), left, GetParam());
-    return JournaledUserDefaults::open({.folder = left, .clock = Tests::lastingClock()})->dictionaryRepresentation();
+    disk_.restore(folder(), left, {.entries = GetParam() ? Entries::latest : Entries::synchronized});
+    return left;
+  }
+  PropertyList::Dictionary valuesAfterIt() {
+    return JournaledUserDefaults::open({.folder = cut(), .clock = Tests::lastingClock()})->dictionaryRepresentation();
   }
   [[nodiscard]] std::string folder() const { return folder_.path() + "/org.example.test"; }
 
@@ -82,6 +90,36 @@ TEST_P(PowerCut, TakesNothingThatAnotherStoreHasSynchronized) {
     ASSERT_TRUE(writer->synchronize());
     EXPECT_EQ(valuesAfterIt(), writer->dictionaryRepresentation()) << i;
   }
+}
+
+TEST_P(PowerCut, FindsNoOldJournalAfterASynchronization) {
+  const auto store = JournaledUserDefaults::open({.folder = folder(), .clock = Tests::lastingClock()});
+  for (int i = 0; i < 3; ++i) {
+    store->set(i, "a");
+    ASSERT_TRUE(store->synchronize());
+    // A power cut may take the end of an unsynchronized file. The beginning would then replace later values.
+    const std::string left = cut();
+    EXPECT_TRUE(std::filesystem::exists(left + "/Settings.plist"));
+    EXPECT_FALSE(std::filesystem::exists(left + "/journal.old"));
+  }
+}
+
+TEST_P(PowerCut, SynchronizationRepeatsTheWaitOfAFailedOne) {
+  const auto other = JournaledUserDefaults::open({.folder = folder(), .clock = Tests::lastingClock()});
+  int synchronizations = 0;
+  // The first one is of the property list, the next ones are of its directory and of the journal.
+  Tests::FaultyFileSystem files([&](Tests::FaultyFileSystem::Call call, const std::string&) {
+    const bool fails = call == Tests::FaultyFileSystem::Call::synchronize && ++synchronizations > 1;
+    return Tests::FaultyFileSystem::Fate{.errorCode = fails ? EIO : 0};
+  });
+  const auto failing =
+      JournaledUserDefaults::open({.folder = folder(), .clock = Tests::lastingClock(), .fileSystem = &files});
+  failing->set(1, "a");
+  EXPECT_FALSE(failing->synchronize());
+  EXPECT_EQ(synchronizations, 3);
+  ASSERT_TRUE(other->synchronize());
+  EXPECT_EQ(valuesAfterIt(), other->dictionaryRepresentation());
+  EXPECT_EQ(other->value("a"), PropertyList(1));
 }
 
 INSTANTIATE_TEST_SUITE_P(, PowerCut, ::testing::Bool(), [](const auto& latest) {

@@ -1,25 +1,42 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
+#include <random>
 #include <string>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "tests/Support/ContentsOf.hpp"
 
 namespace Tessaly::Tests {
 
-/// What a disk holds that loses everything but what it was told to keep. There is one at a time, while it is in use.
+/// The contents of a disk after a power cut, with the guarantees of POSIX only. There is one at a time, while it is in
+/// use.
 class SynchronizedDisk {
  public:
+  /// What reached the disk besides the data that was synchronized.
+  struct PowerCut {
+    enum class Entries : std::uint8_t {
+      /// Only the entries that a directory had when it was synchronized.
+      synchronized,
+      /// All entries.
+      latest,
+      /// Each entry of both kinds by chance. Needs `tear`.
+      mixed,
+    };
+    Entries entries = Entries::synchronized;
+    /// The seed that chooses the sectors of unsynchronized data that were written; without one, none was.
+    std::optional<std::uint64_t> tear = std::nullopt;
+  };
+  static constexpr std::size_t sectorSize = 512;
+
   SynchronizedDisk() { current() = this; }
   ~SynchronizedDisk() { current() = nullptr; }
   SynchronizedDisk(const SynchronizedDisk&) = delete;
@@ -30,49 +47,28 @@ class SynchronizedDisk {
     return disk;
   }
 
-  /// Called each time before something is kept, but for what is kept meanwhile.
+  /// Called before each synchronization, except those that it causes itself.
   void setMoment(std::function<void()> moment) { moment_ = std::move(moment); }
 
-  void keep(int descriptor) {
-    if (const auto moment = std::exchange(moment_, nullptr)) {
-      moment();
-      moment_ = moment;
-    }
-    struct stat status{};
-    ASSERT_EQ(::fstat(descriptor, &status), 0);
-    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
-    const UnfairLock::Guard guard(lock_);
-    if (S_ISDIR(status.st_mode)) {
-      entries_[path] = inodesIn(path);
-    } else {
-      contents_[status.st_ino] = Tests::contentsOf(path);
-    }
-  }
+  /// The file or directory is synchronized now.
+  void keep(int descriptor);
 
-  /// Makes a folder of what is left of another. Entries that were not kept may have come to the disk or not.
-  void restore(const std::string& from, const std::string& to, bool hasLatestEntries) {
-    const UnfairLock::Guard guard(lock_);
-    std::filesystem::create_directories(to);
-    for (const auto& [name, inode] : hasLatestEntries ? inodesIn(from) : entries_[from]) {
-      std::ofstream(to + "/" + name, std::ios::binary) << contents_[inode];
-    }
-  }
+  /// Makes a directory of what is left of another after a power cut.
+  void restore(const std::string& from, const std::string& to, PowerCut cut);
 
  private:
   using Entries = std::map<std::string, ino_t>;
 
-  static Entries inodesIn(const std::string& path) {
-    Entries entries;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      struct stat status{};
-      if (::lstat(entry.path().c_str(), &status) == 0) entries[entry.path().filename().string()] = status.st_ino;
-    }
-    return entries;
-  }
+  void open(const std::string& path, ino_t inode) TESSALY_REQUIRES(lock_);
+  Entries entriesOf(const std::string& path) TESSALY_REQUIRES(lock_);
+  static Entries mixed(const Entries& synchronized, const Entries& latest, std::mt19937_64& random);
+  [[nodiscard]] std::string latestContents(ino_t inode) TESSALY_REQUIRES(lock_);
 
   std::function<void()> moment_;
   UnfairLock lock_;
-  std::map<ino_t, std::string> contents_ TESSALY_GUARDED_BY(lock_);
+  /// Each file that was ever seen stays open, so that no other file gets its number, and removed ones can be read.
+  std::map<ino_t, detail::OwnedDescriptor> files_ TESSALY_GUARDED_BY(lock_);
+  std::map<ino_t, std::string> synchronized_ TESSALY_GUARDED_BY(lock_);
   std::map<std::string, Entries> entries_ TESSALY_GUARDED_BY(lock_);
 };
 
