@@ -15,7 +15,7 @@
 #include <string>
 
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "tests/system/settings/SiegeReport.hpp"
+#include "tests/system/settings/WriteReport.hpp"
 
 namespace {
 
@@ -41,7 +41,7 @@ std::int64_t readyTime() {
 }
 
 template <typename Call>
-void report(Tests::SiegeReport report, JournaledUserDefaults*& store, Call call) {
+void report(Tests::WriteReport report, JournaledUserDefaults*& store, Call call) {
   const std::int64_t start = now();
   const std::int64_t ready = readyTime();
   call();

@@ -34,112 +34,19 @@
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/MemoryVolume.hpp"
-#include "tests/system/settings/SiegeReport.hpp"
+#include "tests/system/settings/WritingProcess.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Tests::SiegeReport;
-
-/// One writing process, and what it has reported.
-class Besieged {
- public:
-  Besieged(std::string folder, int index) : folder_(std::move(folder)), name_("w" + std::to_string(index)) { start(); }
-  Besieged(const Besieged&) = delete;
-  Besieged& operator=(const Besieged&) = delete;
-  ~Besieged() { kill(); }
-
-  void start() {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
-    const std::string program = std::string(std::getenv("TESSALY_TEST_PROGRAMS")) + "/BesiegedWriter";
-    const std::string first = std::to_string(acknowledged_ + 1);
-    child_ = ::fork();
-    if (child_ == 0) {
-      ::dup2(ends[1], 1);
-      ::execl(program.c_str(), program.c_str(), folder_.c_str(), name_.c_str(), first.c_str(), nullptr);
-      ::_exit(127);
-    }
-    ::close(ends[1]);
-    output_ = detail::OwnedDescriptor(ends[0]);
-    ::fcntl(output_.get(), F_SETFL, O_NONBLOCK);
-  }
-
-  void kill() {
-    if (child_ <= 0) return;
-    ::kill(child_, SIGKILL);
-    int status = 0;
-    ::waitpid(child_, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status)) << name_ << " ended by itself with " << status;
-    child_ = 0;
-    read();
-    output_ = {};
-    pending_.clear();
-  }
-
-  void read() {
-    std::array<char, 65536> block;
-    for (ssize_t size = 1; size > 0;) {
-      size = ::read(output_.get(), block.data(), block.size());
-      if (size > 0) pending_.append(block.data(), static_cast<std::size_t>(size));
-    }
-    std::size_t at = 0;
-    for (; at + sizeof(SiegeReport) <= pending_.size(); at += sizeof(SiegeReport)) {
-      SiegeReport report;
-      std::memcpy(&report, pending_.data() + at, sizeof(report));
-      ++reports;
-      longestWait = std::max(longestWait, report.waited);
-      lossTold = std::max(lossTold, report.lossTold);
-      hasUnstored = report.unstored > 0;
-      if (report.number == 0) continue;
-      acknowledged_ = report.number;
-      if (!hasUnstored) stored_ = report.number;
-    }
-    pending_.erase(0, at);
-  }
-
-  /// The last numbers that no status named as unstored, which are missing; empty if none is. Those that a copied list
-  /// has instead are not missing. Fails for a value that was never written.
-  std::string missing(const PropertyList::Dictionary& values,
-                      const std::optional<PropertyList::Dictionary>& copied) const {
-    for (std::int64_t number = std::max<std::int64_t>(1, stored_ - 9); number <= stored_; ++number) {
-      const auto found = values.find(name_ + "." + std::to_string(number % 10));
-      if (copied && valueIn(values, number) == valueIn(*copied, number)) continue;
-      if (found == values.end()) return name_ + " has lost the key of " + std::to_string(number);
-      const std::int64_t value = found->second.number().value().integerValue();
-      EXPECT_LE(value, acknowledged_ + 10) << name_;
-      EXPECT_EQ(value % 10, number % 10) << name_;
-      if (value < number) return name_ + " reads " + std::to_string(value) + " for " + std::to_string(number);
-    }
-    return {};
-  }
-
-  [[nodiscard]] std::optional<PropertyList> valueIn(const PropertyList::Dictionary& values, std::int64_t number) const {
-    const auto found = values.find(name_ + "." + std::to_string(number % 10));
-    return found == values.end() ? std::nullopt : std::optional(found->second);
-  }
-
-  std::int64_t reports = 0;
-  std::int64_t longestWait = 0;
-  double lossTold = -1e300;
-  bool hasUnstored = false;
-
- private:
-  std::string folder_;
-  std::string name_;
-  pid_t child_ = 0;
-  detail::OwnedDescriptor output_;
-  std::string pending_;
-  std::int64_t acknowledged_ = 0;
-  std::int64_t stored_ = 0;
-};
+using Tests::WritingProcess;
 
 class SettingsSiege : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!disk_.reason().empty()) GTEST_SKIP() << disk_.reason();
-    for (int i = 0; i < 3; ++i) writers_.push_back(std::make_unique<Besieged>(folder(), i));
+    for (int i = 0; i < 3; ++i) writers_.push_back(std::make_unique<WritingProcess>("BesiegedWriter", folder(), i));
   }
   [[nodiscard]] std::string folder() const { return disk_.path("store"); }
   [[nodiscard]] std::string journal() const { return folder() + "/journal"; }
@@ -149,29 +56,32 @@ class SettingsSiege : public ::testing::Test {
       for (const auto& writer : writers_) writer->read();
     }
   }
-  /// Until each other process has written twice since, and everything that it has written is stored.
-  bool isSettled(const Besieged* except) {
-    std::map<const Besieged*, std::int64_t> before;
-    for (const auto& writer : writers_) before[writer.get()] = writer->reports;
+  /// Until each other process has written so many times from now on, and everything that it has written is stored.
+  bool isSettled(const WritingProcess* except, std::int64_t writes = 2) {
+    watchFor(std::chrono::milliseconds(1));
+    std::map<const WritingProcess*, std::int64_t> before;
+    for (const auto& writer : writers_) before[writer.get()] = writer->reports();
     const auto end = Clock::now() + std::chrono::seconds(60);
     while (Clock::now() < end) {
-      watchFor(std::chrono::milliseconds(1));
       const auto isDone = [&](const auto& writer) {
-        return writer.get() == except || (writer->reports >= before[writer.get()] + 2 && !writer->hasUnstored);
+        return writer.get() == except || (writer->reports() >= before[writer.get()] + writes && !writer->hasUnstored());
       };
       if (std::ranges::all_of(writers_, isDone)) return true;
+      watchFor(std::chrono::milliseconds(1));
     }
     return false;
   }
   /// The values of a copied property list win over newer ones, whenever a process adopts them. Waits until a checkpoint
-  /// has replaced that list.
-  bool isListReplaced() {
+  /// has replaced that list, and each process has written all of its ten keys again.
+  bool isCopyOver() {
+    if (!copied_) return true;
     const auto end = Clock::now() + std::chrono::seconds(60);
     while (detail::identityAt(folder() + "/Settings.plist").inode == copiedList_) {
       if (Clock::now() > end) return false;
       watchFor(std::chrono::milliseconds(5));
     }
-    return true;
+    // One write may be under way now.
+    return isSettled(nullptr, 11);
   }
   PropertyList::Dictionary values() {
     const auto reader =
@@ -184,7 +94,7 @@ class SettingsSiege : public ::testing::Test {
   }
   [[nodiscard]] double lossTold() const {
     double latest = lossTold_;
-    for (const auto& writer : writers_) latest = std::max(latest, writer->lossTold);
+    for (const auto& writer : writers_) latest = std::max(latest, writer->lossTold());
     return latest;
   }
 
@@ -251,7 +161,7 @@ class SettingsSiege : public ::testing::Test {
     const double start = Date::now().timeIntervalSinceReferenceDate();
     copied_.reset();
     attack(kind);
-    Besieged& victim = *writers_[random_() % writers_.size()];
+    WritingProcess& victim = *writers_[random_() % writers_.size()];
     // Records that were cut off leave no witness if the only process that knew them is killed at once.
     const bool needsWitness = kind == "shortened journal" || kind == "backup";
     ASSERT_TRUE(!needsWitness || isSettled(nullptr)) << kind;
@@ -268,10 +178,10 @@ class SettingsSiege : public ::testing::Test {
     }
     removeFilesThatWereSetAside();
     victim.start();
-    ASSERT_TRUE(isSettled(nullptr) && isListReplaced()) << kind;
+    ASSERT_TRUE(isSettled(nullptr) && isCopyOver()) << kind;
   }
 
-  std::vector<std::unique_ptr<Besieged>> writers_;
+  std::vector<std::unique_ptr<WritingProcess>> writers_;
   std::mt19937 random_{std::random_device()()};
 
  private:
@@ -298,8 +208,8 @@ TEST_F(SettingsSiege, LosesNoWriteWithoutNamingIt) {
   std::int64_t longestWait = 0;
   for (const auto& writer : writers_) {
     writer->kill();
-    writes += writer->reports;
-    longestWait = std::max(longestWait, writer->longestWait);
+    writes += writer->reports();
+    longestWait = std::max(longestWait, writer->longestWait());
   }
   // Between two attempts a call sleeps, and a loaded machine wakes it late.
   EXPECT_LE(longestWait, std::int64_t{2'100'000'000});

@@ -6,7 +6,7 @@
 namespace Tessaly::Tests {
 
 /// The outcome of one call of a writing process, as bytes in a pipe.
-struct SiegeReport {
+struct WriteReport {
   /// The number that was written; 0 for the opening of the store.
   std::int64_t number = 0;
   /// The nanoseconds that the call waited for something other than a processor.
