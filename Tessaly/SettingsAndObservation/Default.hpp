@@ -12,15 +12,13 @@
 #include <type_traits>
 #include <utility>
 
-#include "Tessaly/Core/Base/CallGate.hpp"
 #include "Tessaly/Core/Base/Export.hpp"
-#include "Tessaly/Core/Base/IsAsync.hpp"
-#include "Tessaly/Core/Observation/ObservationRegistrar.hpp"
 #include "Tessaly/Platform/Settings/UserDefaults.hpp"
 #include "Tessaly/SettingsAndObservation/AnyOptional.hpp"
 #include "Tessaly/SettingsAndObservation/InvalidSetting.hpp"
 #include "Tessaly/SettingsAndObservation/UserDefaultsValueTransformable.hpp"
 #include "Tessaly/SettingsAndObservation/detail/DescribedSetting.hpp"
+#include "Tessaly/SettingsAndObservation/detail/SettingModification.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingName.hpp"
 #include "Tessaly/SettingsAndObservation/detail/SettingRule.hpp"
 
@@ -158,7 +156,24 @@ class Default {
     detail::SettingRule<Value> rule_;
   };
 
+  /// What does the work of a `Default`: an object that listens to the store and is observable itself.
+  ///
+  /// Registered as "Tessaly.Backing"; making it by that name stops the process.
+  ///
+  /// Thread contract: thread-safe.
+  ///
+  ///     auto backing = Default<int>::Backing::make(volumeKey, UserDefaults::standard());
+  ///     backing->setValue(30);
   class Backing;
+
+  /// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
+  ///
+  /// Registered as "Tessaly.ValueObserver"; making it by that name stops the process.
+  ///
+  /// Thread contract: thread-compatible: observing starts before changes can come from other threads.
+  ///
+  ///     auto observer = Default<int>::ValueObserver::make(UserDefaults::standard(), volumeKey);
+  ///     observer->startObservingIfNeeded([](int stored) { show(stored); });
   class ValueObserver;
 
   explicit Default(Key key) : backing_(Backing::make(std::move(key), UserDefaults::standard())) {}
@@ -179,7 +194,7 @@ class Default {
   /// Overwrites a change that another writer makes meanwhile.
   template <typename Body>
   auto modifyValue(Body&& body) -> std::invoke_result_t<Body, Value&> {
-    return Modification{backing_->value(), [this](const Value& value) { setValue(value); }}.apply(
+    return detail::SettingModification{backing_->value(), [this](const Value& value) { setValue(value); }}.apply(
         std::forward<Body>(body));
   }
 
@@ -192,7 +207,7 @@ class Default {
   /// Calls the body to change the value, and stores the value even if the body throws. Returns the body's result.
   template <typename Body>
   static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
-    return Modification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
+    return detail::SettingModification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
         std::forward<Body>(body));
   }
 
@@ -218,27 +233,6 @@ class Default {
   }
 
  private:
-  /// Writes a value back at the end of a scope.
-  template <typename WriteBack>
-  struct Modification {
-    Modification(Value initial, WriteBack writer) : value(std::move(initial)), writeBack(std::move(writer)) {}
-    Modification(const Modification&) = delete;
-    Modification& operator=(const Modification&) = delete;
-    ~Modification() { writeBack(value); }
-
-    template <typename Body>
-    auto apply(Body&& body) -> std::invoke_result_t<Body, Value&> {
-      using Result = std::invoke_result_t<Body, Value&>;
-      static_assert(!std::is_reference_v<Result>,
-                    "the body must not hand the value out by reference: it is destroyed at once");
-      static_assert(!isAsync<Result>, "the body must not suspend: the value is stored when it returns");
-      return std::invoke(std::forward<Body>(body), value);
-    }
-
-    Value value;
-    WriteBack writeBack;
-  };
-
   static Value read(const UserDefaults& store, const Key& key);
   /// The value that a key reads if the given value is stored.
   static Value admitted(const Key& key, Value value) {
@@ -254,157 +248,6 @@ class Default {
   }
 
   std::shared_ptr<Backing> backing_;
-};
-
-/// The object behind a `Default`. It observes the store, and is itself observable.
-///
-/// It is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
-///
-/// Thread contract: thread-safe.
-///
-///     auto backing = Default<int>::Backing::make(volumeKey, UserDefaults::standard());
-///     backing->setValue(30);
-template <UserDefaultsValueTransformable Value>
-class Default<Value>::Backing final : public KeyValueObserver {
-  struct Private {
-    explicit Private() = default;
-  };
-
- public:
-  /// Makes an object that observes the store until its end.
-  [[nodiscard]] static std::shared_ptr<Backing> make(Key key, std::shared_ptr<UserDefaults> storage) {
-    detail::registerSettingClasses();
-    auto backing = std::make_shared<Backing>(Private(), std::move(key), std::move(storage));
-    backing->storage_->addObserver(backing, backing->key_.name(), KeyValueObservingOptions::newValue, nullptr);
-    return backing;
-  }
-  /// Stops the process, because an object without a key is impossible.
-  [[noreturn]] static std::shared_ptr<Backing> make() noexcept { detail::stopMakingABacking(); }
-
-  Backing(Private, Key key, std::shared_ptr<UserDefaults> storage)
-      : key_(std::move(key)), storage_(std::move(storage)) {}
-  ~Backing() override { storage_->removeObserver(*this, key_.name()); }
-
-  [[nodiscard]] std::string_view className() const noexcept override { return "Tessaly.Backing"; }
-  [[nodiscard]] const Key& key() const noexcept { return key_; }
-  [[nodiscard]] const std::shared_ptr<UserDefaults>& storage() const noexcept { return storage_; }
-
-  /// The setting. Recorded by observation tracking.
-  [[nodiscard]] Value value() const {
-    observationRegistrar_.access(*this, keyPath<&Backing::value>);
-    return read(*storage_, key_);
-  }
-  /// Stores the setting. The store then notifies this object, which announces the change.
-  void setValue(const Value& newValue) { write(*storage_, key_, newValue); }
-
-  void observeValue(std::optional<std::string_view> keyPath, const Object* object,
-                    const std::optional<KeyValueChange>& change, void* context) override {
-    static_cast<void>(object);
-    static_cast<void>(context);
-    if (keyPath != key_.name() || !change || change->isEmpty()) return;
-    observationRegistrar_.withMutation(*this, ::Tessaly::keyPath<&Backing::value>, [] {});
-  }
-
- private:
-  const Key key_;
-  const std::shared_ptr<UserDefaults> storage_;
-  ObservationRegistrar observationRegistrar_;
-};
-
-/// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
-///
-/// It is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
-///
-/// Thread contract: thread-compatible. Call `startObservingIfNeeded` before other threads can change the setting.
-///
-///     auto observer = Default<int>::ValueObserver::make(UserDefaults::standard(), volumeKey);
-///     observer->startObservingIfNeeded([](int stored) { show(stored); });
-template <UserDefaultsValueTransformable Value>
-class Default<Value>::ValueObserver final : public KeyValueObserver {
-  struct Private {
-    explicit Private() = default;
-  };
-
- public:
-  using ChangeHandler = std::move_only_function<void(const StoredValue&, ChangeOrigin)>;
-
-  /// Observes nothing yet.
-  [[nodiscard]] static std::shared_ptr<ValueObserver> make(std::shared_ptr<UserDefaults> userDefault, Key key) {
-    detail::registerSettingClasses();
-    return std::make_shared<ValueObserver>(Private(), std::move(userDefault), std::move(key));
-  }
-  /// Stops the process, because an object without a key is impossible.
-  [[noreturn]] static std::shared_ptr<ValueObserver> make() noexcept { detail::stopMakingAValueObserver(); }
-
-  ValueObserver(Private, std::shared_ptr<UserDefaults> userDefault, Key key)
-      : key_(std::move(key)), userDefault_(std::move(userDefault)) {}
-  ~ValueObserver() override {
-    if (isObserving_) userDefault_->removeObserver(*this, key_.name());
-  }
-
-  [[nodiscard]] std::string_view className() const noexcept override { return "Tessaly.ValueObserver"; }
-  [[nodiscard]] const Key& key() const noexcept { return key_; }
-  [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefault() const noexcept { return userDefault_; }
-  [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
-
-  /// Begins to call the handler after each change. A later call keeps the first handler and drops the new one. The
-  /// handler takes the stored value, and may also take the `ChangeOrigin`. An empty function is not called.
-  template <typename Handler>
-    requires detail::SettingHandler<Handler, StoredValue>
-  void startObservingIfNeeded(Handler onChange) {
-    if (isObserving_) return;
-    isObserving_ = true;
-    bool isEmpty = false;
-    if constexpr (requires { onChange == nullptr; }) isEmpty = onChange == nullptr;
-    if (!isEmpty) setOnChange(std::move(onChange));
-    userDefault_->addObserver(std::static_pointer_cast<ValueObserver>(this->shared_from_this()), key_.name(),
-                              KeyValueObservingOptions::newValue, nullptr);
-  }
-
-  void observeValue(std::optional<std::string_view> keyPath, const Object* object,
-                    const std::optional<KeyValueChange>& change, void* context) override {
-    static_cast<void>(object);
-    static_cast<void>(context);
-    if (keyPath != key_.name()) return;
-    const bool hasObject = change && change->newValue && *change->newValue;
-    auto stored = converted(hasObject ? &**change->newValue : nullptr);
-    if (!stored) return;
-    if (!key_.rule_.isEmpty()) stored = admitted(*std::move(stored));
-    const CallGate::Call call(calls_);
-    if (call.isAdmitted() && onChange_) onChange_(*stored, change ? change->origin : ChangeOrigin::thisProcess);
-  }
-
- private:
-  friend class Default;
-
-  template <typename Handler>
-  void setOnChange(Handler onChange) {
-    if constexpr (std::invocable<Handler&, const StoredValue&, ChangeOrigin>) {
-      static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&, ChangeOrigin>>,
-                    "the handler must not suspend: no code would await it");
-      onChange_ = std::move(onChange);
-    } else {
-      static_assert(!isAsync<std::invoke_result_t<Handler&, const StoredValue&>>,
-                    "the handler must not suspend: no code would await it");
-      onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
-    }
-  }
-  /// The stored form of the value that the key reads. A handler never gets a value that the rule forbids.
-  [[nodiscard]] StoredValue admitted(StoredValue stored) const {
-    auto value = UserDefaultsValueTransformableTraits<Value>::from(stored);
-    if (!value || key_.allows(*value)) return stored;
-    return transformToUserDefaultValue(Default::admitted(key_, *std::move(value)));
-  }
-  /// Ends the calls of the handler. The handler is destroyed at once, unless this thread is inside a call of it.
-  void stop() noexcept {
-    if (calls_.close()) onChange_ = nullptr;
-  }
-
-  const Key key_;
-  const std::shared_ptr<UserDefaults> userDefault_;
-  bool isObserving_ = false;
-  ChangeHandler onChange_;
-  CallGate calls_;
 };
 
 template <UserDefaultsValueTransformable Value>
@@ -444,3 +287,6 @@ constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-hos
 
 }  // namespace detail
 }  // namespace Tessaly::inline v1
+
+#include "Tessaly/SettingsAndObservation/detail/SettingBacking.hpp"
+#include "Tessaly/SettingsAndObservation/detail/SettingValueObserver.hpp"

@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -14,18 +12,14 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
-#include "Command.hpp"
+#include "DefaultsOperations.hpp"
 #include "Interruption.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
-#include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
-#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
-#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "Values.hpp"
 
 namespace TessalyTool {
@@ -37,10 +31,8 @@ using Tessaly::KeyValueChange;
 using Tessaly::PropertyList;
 using Tessaly::PropertyListFormat;
 using Tessaly::PropertyListSerialization;
-using Tessaly::SettingDescription;
 using Tessaly::UserDefaultsProblem;
-using Store = std::shared_ptr<JournaledUserDefaults>;
-using Opening = JournaledUserDefaults::Opening;
+using namespace Defaults;
 
 constexpr std::string_view help = R"(Usage: tessaly defaults <operation> <identifier> [argument...]
 
@@ -68,74 +60,6 @@ A value that the published settings forbid is refused, unless -force is given.
 Exit codes: 0 done, 1 failed (a key that is not there, for example), 2 wrong usage.
 )";
 
-Store open(std::string_view identifier, Opening opening) {
-  if (identifier.starts_with('-')) throw UsageError("There is no option " + std::string(identifier));
-  Store store = JournaledUserDefaults::openIdentifier(identifier, opening);
-  if (store->status().problem == UserDefaultsProblem::noFolder) {
-    throw CommandError("There is no place for the settings of \"" + std::string(identifier) + "\"");
-  }
-  return store;
-}
-
-std::string reason(const Tessaly::UserDefaultsStatus& status) {
-  if (status.problem == UserDefaultsProblem::newerVersion) return "a later version has written them";
-  if (status.errorCode == EILSEQ) return "Settings.plist is damaged, or no property list";
-  return std::strerror(status.errorCode);
-}
-
-enum class Damage : bool { isError, isExpected };
-
-/// For operations that change nothing: there must be something, and unless damage is expected all of it must be known.
-Store openExisting(std::string_view identifier, Damage damage = Damage::isError) {
-  Store store = open(identifier, Opening::forReading);
-  const auto status = store->status();
-  if (damage == Damage::isExpected && status.problem != UserDefaultsProblem::none) return store;
-  if (status.problem == UserDefaultsProblem::newerVersion) {
-    std::cerr << "A later version has written the settings in " << status.folder << "; only Settings.plist is read\n";
-  } else if (status.problem != UserDefaultsProblem::none) {
-    throw CommandError("The settings in " + status.folder + " cannot be read: " + reason(status));
-  }
-  if (store->dictionaryRepresentation().empty()) {
-    throw CommandError("There are no settings of \"" + std::string(identifier) + "\"");
-  }
-  return store;
-}
-
-void requireStored(const Store& store) {
-  auto status = store->status();
-  // What could not be stored at once may find room when the journal has become a property list.
-  for (int attempt = 0; attempt < 2 && status.unstoredKeys > 0; ++attempt) {
-    store->synchronize();
-    status = store->status();
-  }
-  switch (status.problem) {
-    case UserDefaultsProblem::none:
-      return;
-    case UserDefaultsProblem::unreadablePropertyList:
-    case UserDefaultsProblem::damagedPropertyList:
-      // The journal has what was written.
-      std::cerr << "tessaly defaults: " << status.problems.back().description() << '\n';
-      return;
-    case UserDefaultsProblem::lockHeld:
-      throw CommandError("Another process holds the lock of the settings in " + status.folder);
-    case UserDefaultsProblem::readOnly:
-      throw CommandError("The settings in " + status.folder + " may only be read");
-    case UserDefaultsProblem::diskFull:
-      throw CommandError("The disk is full");
-    case UserDefaultsProblem::newerVersion:
-      throw CommandError("The settings in " + status.folder + " were written by a later version");
-    case UserDefaultsProblem::valueTooLarge:
-      throw CommandError("The value is too large or nested too deep");
-    default:
-      throw CommandError("The settings in " + status.folder + " cannot be written: " + std::strerror(status.errorCode));
-  }
-}
-
-void requireCount(Arguments arguments, std::size_t least, std::size_t most) {
-  if (arguments.size() < least) throw UsageError("An argument is missing");
-  if (arguments.size() > most) throw UsageError("\"" + std::string(arguments[most]) + "\" is too much");
-}
-
 CommandError missing(std::string_view key, std::string_view identifier) {
   return CommandError("There is no \"" + std::string(key) + "\" in the settings of \"" + std::string(identifier) +
                       "\"");
@@ -154,19 +78,6 @@ ExitCode read(Arguments arguments) {
     std::cout << printedKey(key) << " = " << value << '\n';
   }
   return success;
-}
-
-std::optional<SettingDescription> published(const Store& store, std::string_view key) {
-  for (auto& description : store->publishedKeys()) {
-    if (description.name == key) return std::move(description);
-  }
-  return std::nullopt;
-}
-
-/// What is wrong with a value for a setting; empty if nothing is known to be.
-std::string objection(const std::optional<SettingDescription>& setting, const PropertyList& value) {
-  if (!setting || setting->allows(value)) return {};
-  return "\"" + setting->name + "\" does not allow " + value.description() + ": " + setting->summary();
 }
 
 ExitCode write(Arguments arguments) {
@@ -308,78 +219,6 @@ ExitCode watch(Arguments arguments) {
   }
   std::cerr << "Watching the settings of \"" << arguments[0] << "\"" << std::endl;
   interruption.wait();
-  return success;
-}
-
-ExitCode describe(Arguments arguments) {
-  requireCount(arguments, 1, 2);
-  const Store store = open(arguments[0], Opening::forReading);
-  auto keys = store->publishedKeys();
-  if (arguments.size() == 2) std::erase_if(keys, [&](const auto& key) { return key.name != arguments[1]; });
-  if (keys.empty()) {
-    throw CommandError(arguments.size() == 2 ? "The application has published no \"" + std::string(arguments[1]) + "\""
-                                             : "The application has published no settings");
-  }
-  for (const auto& key : keys) {
-    std::cout << printedKey(key.name) << ": " << key.summary() << '\n';
-    if (!key.documentation.empty()) std::cout << "  " << printedKey(key.documentation) << '\n';
-    const auto stored = store->value(key.name);
-    if (stored && !key.allows(*stored)) std::cout << "  The stored value " << *stored << " is not allowed.\n";
-  }
-  return success;
-}
-
-std::string_view meaning(Tessaly::UserDefaultsEffect effect) {
-  switch (effect) {
-    case Tessaly::UserDefaultsEffect::none:
-      return "No value is lost.";
-    case Tessaly::UserDefaultsEffect::inMemoryOnly:
-      return "New values are not stored.";
-    case Tessaly::UserDefaultsEffect::notRead:
-      return "Its values read as their defaults.";
-    case Tessaly::UserDefaultsEffect::mayBeLost:
-      return "Values may be lost.";
-  }
-  return "";
-}
-
-/// The keys of damaged records, as far as they can be read.
-void printDamagedKeys(const std::string& file) {
-  const auto contents = Tessaly::detail::readFile(file);
-  const auto journal = contents ? Tessaly::detail::JournalContents::from(contents->bytes) : std::nullopt;
-  if (!journal) return;
-  Tessaly::detail::JournalReader reader(journal->records, journal->header.nonce);
-  while (reader.next()) {
-  }
-  auto damaged = reader.damaged();
-  const auto end = reader.damagedAtEnd();
-  damaged.insert(damaged.end(), end.begin(), end.end());
-  for (const std::string_view bytes : damaged) {
-    const auto keys = Tessaly::detail::keysOfDamagedRecord(bytes);
-    for (const auto key : keys) std::cout << "  damaged record of " << printedKey(key) << '\n';
-    if (keys.empty()) std::cout << "  damaged record of an unknown key\n";
-  }
-}
-
-ExitCode doctor(Arguments arguments) {
-  requireCount(arguments, 1, 1);
-  static_cast<void>(openExisting(arguments[0], Damage::isExpected));
-  const Store store = open(arguments[0], Opening::forUse);
-  const auto end = std::chrono::steady_clock::now() + 5 * JournaledUserDefaults::damageDelay;
-  while (!store->synchronize() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-  const auto status = store->status();
-  for (const auto& incident : status.problems) {
-    std::cout << incident.time << ": " << incident.description() << ". " << meaning(incident.effect)
-              << (!incident.isOngoing      ? " It is over."
-                  : incident.healsByItself ? " It ends by itself once its reason is gone."
-                                           : " It needs a person.")
-              << '\n';
-    if (incident.problem == UserDefaultsProblem::damagedJournal) printDamagedKeys(incident.file);
-  }
-  if (status.problems.empty()) std::cout << "Nothing is wrong with the settings in " << status.folder << '\n';
-  if (status.problem != UserDefaultsProblem::none) throw CommandError("Something is still wrong");
   return success;
 }
 

@@ -74,8 +74,8 @@ SettingDescription descriptionOf(std::string_view name, const Value& defaultValu
   SettingDescription description{.name = std::string(name),
                                  .kind = Kind::kind,
                                  .defaultValue = storedObject(defaultValue),
-                                 .hasPredicate = rule.hasPredicate(),
-                                 .documentation = std::move(documentation)};
+                                 .hasPredicate = rule.hasPredicate()};
+  description.documentation = std::move(documentation);
   describeLimits<typename Kind::Type>(description);
   describeCases<typename Unwrapped<Value>::Type>(description);
   if (rule.range()) {
