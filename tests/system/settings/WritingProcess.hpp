@@ -12,9 +12,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Foundation/PropertyList.hpp"
@@ -60,6 +60,7 @@ class WritingProcess {
     read();
     output_ = {};
     pending_.clear();
+    unstored_.clear();  // They were in the memory of the process only.
   }
 
   /// Takes the reports that have arrived.
@@ -78,21 +79,24 @@ class WritingProcess {
     pending_.erase(0, at);
   }
 
-  /// The first of the last ten numbers that is missing, of those that no status named as unstored; empty if none is. A
-  /// number for which a copied list has the value that is found is not missing. Fails for a value that was never
-  /// written.
+  /// The first key whose last stored number, or a later one, is missing; empty if none is. A copied list may have the
+  /// value that is found instead. Fails for a value that was never written.
   [[nodiscard]] std::string missing(const PropertyList::Dictionary& values,
-                                    const std::optional<PropertyList::Dictionary>& copied = std::nullopt) const {
-    for (std::int64_t number = std::max<std::int64_t>(1, stored_ - 9); number <= stored_; ++number) {
-      const std::string key = name_ + "." + std::to_string(number % 10);
+                                    const PropertyList::Dictionary& copied = {}) const {
+    for (std::int64_t digit = 0; digit < 10; ++digit) {
+      const std::int64_t number = stored_[static_cast<std::size_t>(digit)];
+      if (number == 0) continue;
+      const std::string key = name_ + "." + std::to_string(digit);
       const auto found = values.find(key);
-      if (copied && found != values.end() && copied->contains(key) && copied->at(key) == found->second) continue;
-      if (copied && found == values.end() && !copied->contains(key)) continue;
+      if (found == values.end() && !copied.empty() && !copied.contains(key)) continue;
       if (found == values.end()) return name_ + " has lost the key of " + std::to_string(number);
       const std::int64_t value = found->second.number().value().integerValue();
       EXPECT_LE(value, acknowledged_ + 10) << name_;
-      EXPECT_EQ(value % 10, number % 10) << name_;
-      if (value < number) return name_ + " reads " + std::to_string(value) + " for " + std::to_string(number);
+      EXPECT_EQ(value % 10, digit) << name_;
+      const bool isCopied = copied.contains(key) && copied.at(key) == found->second;
+      if (value >= number || isCopied) continue;
+      return name_ + " reads " + std::to_string(value) + " for " + std::to_string(number) + " of " +
+             std::to_string(acknowledged_);
     }
     return {};
   }
@@ -111,7 +115,10 @@ class WritingProcess {
     hasUnstored_ = report.unstored > 0;
     if (report.number == 0) return;
     acknowledged_ = report.number;
-    if (!hasUnstored_) stored_ = report.number;
+    unstored_.push_back(report.number);
+    if (hasUnstored_) return;
+    for (const std::int64_t number : unstored_) stored_[static_cast<std::size_t>(number % 10)] = number;
+    unstored_.clear();
   }
 
   std::string program_;
@@ -121,7 +128,10 @@ class WritingProcess {
   detail::OwnedDescriptor output_;
   std::string pending_;
   std::int64_t acknowledged_ = 0;
-  std::int64_t stored_ = 0;
+  /// The numbers that were written since the last report that everything is stored.
+  std::vector<std::int64_t> unstored_;
+  /// The last stored number of each key.
+  std::array<std::int64_t, 10> stored_{};
   std::int64_t reports_ = 0;
   std::int64_t longestWait_ = 0;
   double lossTold_ = -1e300;
