@@ -165,15 +165,20 @@ SettingsStore::Write SettingsStore::write(std::span<Edit> edits) {
   const auto collect = [&]() TESSALY_REQUIRES(lock_) {
     std::ranges::move(values_.takeOwnChanges(), std::back_inserter(written.changes));
   };
+  bool hasPending = false;
   const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
     const auto result = writeRecord(edits, written.isOverdue);
     collect();
+    hasPending = !values_.pending().empty();
+    if (result && !hasPending) incidents_.writesSucceed();
     return result;
   });
   if (!result) {
     const UnfairLock::Guard guard(lock_);
     keepInMemory(edits, result.error());
     collect();
+  } else if (hasPending) {
+    storeOthers();
   }
   return written;
 }
@@ -194,11 +199,6 @@ StoreResult<> SettingsStore::writeRecord(std::span<Edit> edits, bool& isOverdue)
   schedule_.checkpoint(journal_.offset() >= large ? std::chrono::nanoseconds(1)
                                                   : JournaledUserDefaults::checkpointDelay);
   isOverdue = journal_.offset() >= JournaledUserDefaults::overdueJournals * large;
-  // This write is stored. Others that are not yet are no reason to keep it in memory.
-  if (const auto stored = storePending(); !stored) {
-    incidents_.writesFail(stored.error(), values_.pending().size());
-    schedule_.retry(JournaledUserDefaults::retryDelay);
-  }
   return {};
 }
 
@@ -216,8 +216,8 @@ StoreResult<> SettingsStore::storePending() {
     const SettingsValues::Pending pending = values_.pending();  // Those that are stored leave the original.
     std::vector<Edit> edits;
     std::size_t size = 0;
-    for (const auto& [key, value] : pending) {
-      edits.push_back({.key = key, .value = &value});
+    for (const auto& [key, unstored] : pending) {
+      edits.push_back({.key = key, .value = &unstored.value});
       size += encode(edits.back());
       if (size <= maximumRecord || edits.size() == 1) continue;
       edits.pop_back();
@@ -239,11 +239,36 @@ void SettingsStore::keepInMemory(std::span<const Edit> edits, const StoreProblem
   if (isForUse_) schedule_.retry(JournaledUserDefaults::retryDelay);
 }
 
-StoreResult<> SettingsStore::catchUp(SettingsPatience& patience) {
-  const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
+void SettingsStore::storeOthers() {
+  SettingsPatience none(clock_, std::chrono::nanoseconds(0));
+  const auto stored = storePendingAlone(none);
+  if (stored) return;
+  const UnfairLock::Guard guard(lock_);
+  // Often another process is only writing now.
+  if (stored.error().fault != StoreFault::lockHeld) incidents_.writesFail(stored.error(), values_.pending().size());
+  schedule_.retry(JournaledUserDefaults::retryDelay);
+}
+
+StoreResult<> SettingsStore::storePendingAlone(SettingsPatience& patience) {
+  return withJournal(LockMode::exclusive, patience, [&]() TESSALY_REQUIRES(lock_) {
     const auto read = readNews();
     return read ? storePending() : read;
   });
+}
+
+StoreResult<> SettingsStore::readAndStore(SettingsPatience& patience) {
+  bool hasPending = false;
+  const auto result = withJournal(LockMode::shared, patience, [&]() TESSALY_REQUIRES(lock_) {
+    const auto read = readNews();
+    hasPending = !values_.pending().empty();
+    if (read && !hasPending) incidents_.writesSucceed();
+    return read;
+  });
+  return result && hasPending ? storePendingAlone(patience) : result;
+}
+
+StoreResult<> SettingsStore::catchUp(SettingsPatience& patience) {
+  const auto result = readAndStore(patience);
   if (!result) {
     const UnfairLock::Guard guard(lock_);
     incidents_.writesFail(result.error(), values_.pending().size());
@@ -253,10 +278,7 @@ StoreResult<> SettingsStore::catchUp(SettingsPatience& patience) {
 
 bool SettingsStore::retry() {
   SettingsPatience none(clock_, std::chrono::nanoseconds(0));
-  const auto result = withJournal(LockMode::shared, none, [&]() TESSALY_REQUIRES(lock_) {
-    const auto read = readNews();
-    return read ? storePending() : read;
-  });
+  const auto result = readAndStore(none);
   const UnfairLock::Guard guard(lock_);
   const bool hasPending = !values_.pending().empty();
   if (!result && hasPending) incidents_.writesFail(result.error(), values_.pending().size());

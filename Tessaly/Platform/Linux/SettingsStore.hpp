@@ -75,7 +75,7 @@ class SettingsStore {
   };
   /// Writes the changes as one record. Gives those that this process's observers are to hear of.
   Write write(std::span<Edit> edits);
-  /// Reads what others have written, and writes what could not be stored.
+  /// Reads the records of others, and stores the values that could not be stored.
   StoreResult<> catchUp(SettingsPatience& patience);
   /// Tries again to store what could not be stored. Whether that is to be tried once more later.
   [[nodiscard]] bool retry();
@@ -117,7 +117,7 @@ class SettingsStore {
     std::uint64_t offset = 0;
     std::uint64_t ownChangesBefore = 0;
     SettingsValues::Overlay changes;
-    SettingsValues::Pending values;
+    SettingsValues::Values values;
   };
 
   /// The state of the journal that was begun in place of a former one.
@@ -143,7 +143,13 @@ class SettingsStore {
   StoreResult<> readNews() TESSALY_REQUIRES(lock_);
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
+  /// Needs the exclusive lock unless nothing is pending: another process could write a newer value of the same key
+  /// between the reading of the last records and this.
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
+  [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
+  [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
+  /// After a write that succeeded: the values that could not be stored before are no reason to keep it in memory.
+  void storeOthers();
   void keepInMemory(std::span<const Edit> edits, const StoreProblem& problem) TESSALY_REQUIRES(lock_);
   [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,
                                     std::uint64_t writer, std::uint64_t nonce) const;
@@ -170,7 +176,7 @@ class SettingsStore {
   StoreResult<> loadAll(const FormerJournal* former) TESSALY_REQUIRES(lock_);
   void replayOldJournal(const std::string& bytes, const JournalHeader& next) TESSALY_REQUIRES(lock_);
   void replayJournal(const std::string& bytes) TESSALY_REQUIRES(lock_);
-  [[nodiscard]] SettingsValues::Pending broughtAlong(const FormerJournal* former, const std::string& journal) const
+  [[nodiscard]] SettingsValues::Values broughtAlong(const FormerJournal* former, const std::string& journal) const
       TESSALY_REQUIRES(lock_);
   [[nodiscard]] LaterJournal laterJournal(const std::string& bytes, std::uint64_t formerNonce) const;
   void listIsUnreadable(const StoreProblem& problem) TESSALY_REQUIRES(lock_);

@@ -122,8 +122,8 @@ void SettingsStore::replayJournal(const std::string& bytes) {
   incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
 }
 
-SettingsValues::Pending SettingsStore::broughtAlong(const FormerJournal* former, const std::string& journal) const {
-  SettingsValues::Pending result;
+SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, const std::string& journal) const {
+  SettingsValues::Values result;
   const auto& before = values_.beforeLoad();
   if (values_.areLoaded() && followedDirectory_ != inodeAt(directory_, files_)) {
     // The process that made the directory again need not have heard of all that stood in the one that vanished.

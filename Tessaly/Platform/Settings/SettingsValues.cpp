@@ -8,6 +8,18 @@ namespace Tessaly::inline v1::detail {
 
 using Kind = JournalRecord::Kind;
 
+namespace {
+
+void put(PropertyList::Dictionary& values, const std::string& key, std::optional<PropertyList> value) {
+  if (value) {
+    values.insert_or_assign(key, *std::move(value));
+  } else {
+    values.erase(key);
+  }
+}
+
+}  // namespace
+
 SettingsValues::SettingsValues(std::uint64_t writer, std::function<void(SettingsChange)> deliver)
     : writer_(writer), deliver_(std::move(deliver)) {}
 
@@ -81,14 +93,16 @@ std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std
                                                        std::uint64_t writer) {
   std::string name(key);
   ++recordsOfJournal_[writer];
-  pending_.erase(name);  // This write is later than the one that could not be stored.
-  std::optional<PropertyList> previous = table_.exchange(key, value);
-  sinceRotation_.try_emplace(name, previous);
-  if (!list_.previous.isNone()) sincePrevious_.try_emplace(name, previous);
+  // This write is later than one that could not be stored. Files never had the value of that one.
+  const auto unstored = pending_.extract(name);
+  const std::optional<PropertyList> previous = table_.exchange(key, value);
+  const std::optional<PropertyList>& stored = unstored ? unstored.mapped().former : previous;
+  sinceRotation_.try_emplace(name, stored);
+  if (!list_.previous.isNone()) sincePrevious_.try_emplace(name, stored);
   if (writer == JournalRecord::otherProgram && !isReplaying_) {
     sincePropertyList_.insert_or_assign(name, Former{value});
   } else {
-    Former& former = sincePropertyList_.try_emplace(name, previous).first->second;
+    Former& former = sincePropertyList_.try_emplace(name, stored).first->second;
     former.ownChange = writer == writer_ ? ++ownChangesEver_ : 0;
   }
   if (previous == value || isReplaying_) return std::nullopt;
@@ -105,8 +119,8 @@ void SettingsValues::announce(std::optional<SettingsChange> change, std::uint64_
 }
 
 void SettingsValues::keep(std::string_view key, const std::optional<PropertyList>& value) {
-  pending_.insert_or_assign(std::string(key), value);
   const std::optional<PropertyList> previous = table_.exchange(key, value);
+  pending_.try_emplace(std::string(key), Unstored{.value = {}, .former = previous}).first->second.value = value;
   if (previous != value) ownChanges_.push_back({std::string(key), value});
 }
 
@@ -147,13 +161,13 @@ SettingsValues::Replayed SettingsValues::replay(const JournalContents& contents)
   return {.position = reader.position(), .isDamaged = !reader.damaged().empty() || !reader.damagedAtEnd().empty()};
 }
 
-void SettingsValues::endLoad(Pending broughtAlong) {
+void SettingsValues::endLoad(Values broughtAlong) {
   isReplaying_ = false;
   list_.identity = found_;
   list_.isUnrecorded = !found_.isNone() && found_ != recorded_;
   pending_ = std::exchange(pendingDuringLoad_, {});
-  pending_.merge(broughtAlong);
-  for (const auto& [key, value] : pending_) table_.exchange(key, value);
+  for (auto& [key, value] : broughtAlong) pending_.try_emplace(key, Unstored{.value = std::move(value)});
+  for (auto& [key, unstored] : pending_) unstored.former = table_.exchange(key, unstored.value);
   if (areLoaded_) {
     const PropertyList::Dictionary after = table_.all();
     for (const auto& [key, value] : after) {
@@ -174,11 +188,7 @@ void SettingsValues::renewSnapshot() {
   constexpr std::size_t maximumChanges = 1000;
   if (sinceRotation_.size() > maximumChanges) return snapshot_.reset();
   for (const auto& [key, unused] : sinceRotation_) {
-    if (auto value = table_.value(key)) {
-      snapshot_->values.insert_or_assign(key, *std::move(value));
-    } else {
-      snapshot_->values.erase(key);
-    }
+    put(snapshot_->values, key, storedValue(key));
   }
   snapshot_->journal = journals_;
 }
@@ -196,19 +206,15 @@ void SettingsValues::returnToPreviousList() {
   list_.wantsCheckpoint = true;
 }
 
-PropertyList::Dictionary SettingsValues::reverted(PropertyList::Dictionary values, const Overlay& since) {
-  for (const auto& [key, former] : since) {
-    if (former.value) {
-      values.insert_or_assign(key, *former.value);
-    } else {
-      values.erase(key);
-    }
-  }
-  return values;
+std::optional<PropertyList> SettingsValues::storedValue(const std::string& key) const {
+  const auto unstored = pending_.find(key);
+  return unstored == pending_.end() ? table_.value(key) : unstored->second.former;
 }
 
-PropertyList::Dictionary SettingsValues::valuesBefore(const Overlay& since) const {
-  return reverted(table_.all(), since);
+PropertyList::Dictionary SettingsValues::before(const Overlay& since, PropertyList::Dictionary values) const {
+  for (const auto& [key, unstored] : pending_) put(values, key, unstored.former);
+  for (const auto& [key, former] : since) put(values, key, former.value);
+  return values;
 }
 
 }  // namespace Tessaly::inline v1::detail

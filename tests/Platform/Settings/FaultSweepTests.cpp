@@ -185,7 +185,7 @@ std::map<std::string, Tests::SynchronizedDisk::PowerCut> powerCuts(int end) {
   std::map<std::string, Tests::SynchronizedDisk::PowerCut> cuts{{"-synchronized", {.entries = Entries::synchronized}},
                                                                 {"-latest", {.entries = Entries::latest}}};
   constexpr std::array kinds{Entries::synchronized, Entries::latest, Entries::mixed};
-  const int count = Tests::repetitions(6);
+  const int count = Tests::repetitions(3);
   for (int i = 0; i < count; ++i) {
     cuts["-torn-" + std::to_string(i)] = {.entries = kinds[static_cast<std::size_t>(i) % kinds.size()],
                                           .tear = static_cast<std::uint64_t>(end) * 1000 + static_cast<unsigned>(i)};

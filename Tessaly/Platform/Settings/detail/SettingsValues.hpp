@@ -40,7 +40,14 @@ class TESSALY_EXPORT SettingsValues {
   };
   /// The former values of the keys that have changed since that point.
   using Overlay = std::unordered_map<std::string, Former>;
-  using Pending = std::unordered_map<std::string, std::optional<PropertyList>>;
+  /// Values by their keys. A key without a value was removed.
+  using Values = std::unordered_map<std::string, std::optional<PropertyList>>;
+  /// A value that could not be stored, and the one that the files have instead.
+  struct Unstored {
+    std::optional<PropertyList> value;
+    std::optional<PropertyList> former = std::nullopt;
+  };
+  using Pending = std::unordered_map<std::string, Unstored>;
   /// Which property list stands on the disk, as far as records tell.
   struct KnownList {
     /// The one that is known: the last checkpoint, or what another program wrote.
@@ -98,7 +105,7 @@ class TESSALY_EXPORT SettingsValues {
   };
   Replayed replay(const JournalContents& contents);
   /// Delivers the differences from before. Values that were brought along are to be stored.
-  void endLoad(Pending broughtAlong);
+  void endLoad(Values broughtAlong);
   /// Only a part could be read: everything is to be read again.
   void abandonLoad();
   /// The values before `beginLoad`, until the next one.
@@ -123,8 +130,10 @@ class TESSALY_EXPORT SettingsValues {
   // Property lists.
   /// A checkpoint that was announced was not put in place.
   void returnToPreviousList();
-  [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const { return valuesBefore(sincePropertyList_); }
-  [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const { return valuesBefore(sincePrevious_); }
+  [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
+    return before(sincePropertyList_, table_.all());
+  }
+  [[nodiscard]] PropertyList::Dictionary valuesAtPreviousList() const { return before(sincePrevious_, table_.all()); }
 
   /// The values at the beginning of a journal.
   struct Snapshot {
@@ -136,7 +145,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
   /// Makes a snapshot of all values that were read from the table a moment ago.
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
-    return {.values = reverted(std::move(values), sinceRotation_), .journal = journals_};
+    return {.values = before(sinceRotation_, std::move(values)), .journal = journals_};
   }
   /// Keeps a snapshot, so that the next checkpoint needs only the changes. It takes about as much memory as the values.
   void keepSnapshot(Snapshot snapshot) {
@@ -144,8 +153,10 @@ class TESSALY_EXPORT SettingsValues {
   }
 
  private:
-  [[nodiscard]] static PropertyList::Dictionary reverted(PropertyList::Dictionary values, const Overlay& since);
-  [[nodiscard]] PropertyList::Dictionary valuesBefore(const Overlay& since) const;
+  /// The stored values at an earlier point, made from those of the table.
+  [[nodiscard]] PropertyList::Dictionary before(const Overlay& since, PropertyList::Dictionary values) const;
+  /// The value that the files have.
+  [[nodiscard]] std::optional<PropertyList> storedValue(const std::string& key) const;
   void renewSnapshot();
   /// Sets a value; the change, if observers are to hear of it.
   std::optional<SettingsChange> exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
