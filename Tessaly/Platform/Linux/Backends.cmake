@@ -25,5 +25,5 @@ tessaly_backend(Settings
   SOURCES
     DelayedWork.cpp JournaledUserDefaults.cpp SettingsCheckpointer.cpp SettingsFileSystem.cpp SettingsFiles.cpp
     SettingsJournalFile.cpp SettingsKeysFile.cpp SettingsListFile.cpp SettingsStore.cpp SettingsStoreLists.cpp
-    SettingsStoreLoading.cpp SettingsStoreRecovery.cpp SettingsWatcher.cpp
+    SettingsStoreLoading.cpp SettingsStoreRecovery.cpp SettingsStoreWriting.cpp SettingsWatcher.cpp
   LIBRARIES Logging)

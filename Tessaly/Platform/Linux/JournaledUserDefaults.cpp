@@ -158,7 +158,7 @@ JournaledUserDefaults::JournaledUserDefaults(const Options& options)
         parts_->others.enqueue(*new Delivery(weak_from_this(), std::move(change)));
       })) {}
 
-std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::open(Options options) {
+std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::open(const Options& options) {
   detail::stopIfForkedChild();
   std::shared_ptr<JournaledUserDefaults> store(new JournaledUserDefaults(options));
   store->parts_->start();

@@ -63,7 +63,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   /// When the journal exceeds this many times that size, each write pauses for 0.1 ms.
   static constexpr std::uint64_t overdueJournals = 4;
 
-  [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(Options options);
+  [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
   /// The store of the identifier's directory.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);

@@ -43,6 +43,15 @@ std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::o
   return previous;
 }
 
+void SettingsTable::replace(const PropertyList::Dictionary& values) {
+  decltype(values_) table;
+  table.reserve(values.size());
+  for (const auto& [key, value] : values) table.emplace(key, value);
+  const UnfairLock::Guard guard(lock_);
+  values_.swap(table);
+  revision_.store(nextRevision(), std::memory_order_release);
+}
+
 PropertyList::Dictionary SettingsTable::all() const {
   // Sorted outside the lock: a thread that reads a value does not wait for that.
   std::vector<std::pair<std::string, PropertyList>> entries;

@@ -130,12 +130,7 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
   if (list == nullptr) {
     list_.wantsCheckpoint = !list_.identity.isNone() || !before_.empty();
   }
-  if (list != nullptr) {
-    for (const auto& [key, value] : before_) {
-      if (!list->contains(key)) table_.exchange(key, std::nullopt);
-    }
-    for (const auto& [key, value] : *list) table_.exchange(key, value);
-  }
+  if (list != nullptr) table_.replace(*list);
   snapshot_.reset();
   beginJournal();
   sincePropertyList_.clear();

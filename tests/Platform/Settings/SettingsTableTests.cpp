@@ -25,6 +25,16 @@ TEST(SettingsTable, ExchangeReturnsTheFormerValue) {
   EXPECT_EQ(table.value("a"), std::nullopt);
 }
 
+TEST(SettingsTable, ReplacementRemovesFormerValues) {
+  SettingsTable table;
+  table.exchange("former", PropertyList(1));
+  const std::uint64_t before = table.revision();
+  table.replace({{"a", 2}, {"b", 3}});
+  EXPECT_EQ(table.all(), (PropertyList::Dictionary{{"a", 2}, {"b", 3}}));
+  EXPECT_EQ(table.value("former"), std::nullopt);
+  EXPECT_NE(table.revision(), before);
+}
+
 TEST(SettingsTable, KeepsManyKeysApart) {
   SettingsTable table;
   PropertyList::Dictionary expected;

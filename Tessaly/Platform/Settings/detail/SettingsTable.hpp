@@ -29,8 +29,10 @@ class TESSALY_EXPORT SettingsTable {
   /// Stores a value, or removes the entry if there is none. Returns the former value.
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
   /// Every entry.
+  /// Holds these values and no others afterwards.
+  void replace(const PropertyList::Dictionary& values);
   [[nodiscard]] PropertyList::Dictionary all() const;
-  /// A number that changes with each exchange, and that no other table has had.
+  /// A number that changes with each exchange or replacement, and that no other table has had.
   [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
 
  private:
