@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <new>
 
+#include "Tessaly/Platform/Linux/SettingsFiles.hpp"
+
 namespace Tessaly::inline v1::detail {
 
 SettingsCheckpointer::Outcome SettingsCheckpointer::run(SettingsPatience& patience) {
@@ -62,6 +64,7 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
     if (!synchronized) return std::unexpected(synchronized.error());
     return false;
   }
+  removeAbandoned(store_.directory() + "/journal.new-", store_.files());
   auto snapshot = store_.takeSnapshot();
   const auto written = store_.listFile().write(snapshot.values, beginning->format);
   store_.keepSnapshot(std::move(snapshot));

@@ -599,20 +599,22 @@ TEST_F(JournaledUserDefaultsTest, NoticesTheChangeOfAWriterThatWasStopped) {
   EXPECT_EQ(recorder->calls()[0].value, "new");
 }
 
-TEST_F(JournaledUserDefaultsTest, RemovesTheFileThatAKilledCheckpointHasLeft) {
+TEST_F(JournaledUserDefaultsTest, RemovesTheFilesThatAKilledCheckpointHasLeft) {
   const Store store = open();
-  const std::string abandoned = plist() + ".new-1";
-  const std::string recent = plist() + ".new-2";
-  const std::string notOurs = plist() + ".new-1.bak";
-  for (const std::string& path : {abandoned, recent, notOurs}) write(path, "half");
-  for (const std::string& path : {abandoned, notOurs}) {
-    std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  for (const std::string& file : {plist(), journal()}) {
+    const std::string abandoned = file + ".new-1";
+    const std::string recent = file + ".new-2";
+    const std::string notOurs = file + ".new-1.bak";
+    for (const std::string& path : {abandoned, recent, notOurs}) write(path, "half");
+    for (const std::string& path : {abandoned, notOurs}) {
+      std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    store->set(file, "a");
+    EXPECT_TRUE(store->synchronize());
+    EXPECT_FALSE(std::filesystem::exists(abandoned)) << file;
+    EXPECT_TRUE(std::filesystem::exists(recent)) << file;
+    EXPECT_TRUE(std::filesystem::exists(notOurs)) << file;
   }
-  store->set(1, "a");
-  EXPECT_TRUE(store->synchronize());
-  EXPECT_FALSE(std::filesystem::exists(abandoned));
-  EXPECT_TRUE(std::filesystem::exists(recent));
-  EXPECT_TRUE(std::filesystem::exists(notOurs));
 }
 
 TEST_F(JournaledUserDefaultsTest, SkipsRecordsThatWereCutShort) {
