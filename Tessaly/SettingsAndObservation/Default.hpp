@@ -156,9 +156,9 @@ class Default {
     detail::SettingRule<Value> rule_;
   };
 
-  /// What does the work of a `Default`: an object that listens to the store and is observable itself.
+  /// The object behind a `Default`. It observes the store, and is itself observable.
   ///
-  /// Registered as "Tessaly.Backing"; making it by that name stops the process.
+  /// It is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -168,9 +168,9 @@ class Default {
 
   /// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
   ///
-  /// Registered as "Tessaly.ValueObserver"; making it by that name stops the process.
+  /// It is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
   ///
-  /// Thread contract: thread-compatible: observing starts before changes can come from other threads.
+  /// Thread contract: thread-compatible. Call `startObservingIfNeeded` before other threads can change the setting.
   ///
   ///     auto observer = Default<int>::ValueObserver::make(UserDefaults::standard(), volumeKey);
   ///     observer->startObservingIfNeeded([](int stored) { show(stored); });
