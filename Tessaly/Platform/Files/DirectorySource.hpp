@@ -44,7 +44,8 @@ struct DirectoryChange {
 
 /// Follows the contents of a directory, for `directoryChanges`. `FileManager` makes it.
 ///
-/// Thread contract: thread-compatible; the wake handler is called on any thread.
+/// Thread contract: thread-compatible; the wake handler is called on any thread. It must return soon, because no file's
+/// events are read meanwhile.
 ///
 ///     auto source = files.makeDirectorySource(notes, DirectoryDepth::tree, [wakeConsumer] { wakeConsumer(); });
 ///     for (const DirectoryChange& change : source->takeChanges()) apply(change);

@@ -25,7 +25,8 @@ enum class FileChange : std::uint8_t {
 
 /// Follows the file that a path leads to, for `fileChanges`. `FileManager` makes it.
 ///
-/// Thread contract: thread-compatible; the wake handler is called on any thread.
+/// Thread contract: thread-compatible; the wake handler is called on any thread. It must return soon, because no file's
+/// events are read meanwhile.
 ///
 ///     auto source = FileManager::default_().makeFileChangeSource(file, [wakeConsumer] { wakeConsumer(); });
 ///     while (auto change = source->takeChange()) std::cout << description(*change) << '\n';

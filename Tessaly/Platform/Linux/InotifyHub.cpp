@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/InotifyHub.hpp"
 
+#include <limits.h>
+#include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -10,7 +12,7 @@
 #include <cstring>
 
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
-#include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
+#include "Tessaly/Core/Base/detail/Thread.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -20,6 +22,7 @@ InotifyHub& InotifyHub::shared() noexcept {
 }
 
 int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber) {
+  stopIfForkedChild();  // Its watches would be those of its parent.
   Wakes wakes;
   int watch = -1;
   {
@@ -53,6 +56,7 @@ void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
 }
 
 void InotifyHub::drain() {
+  stopIfForkedChild();  // It would take the events of its parent.
   Wakes wakes;
   {
     UnfairLock::Guard guard(lock_);
@@ -65,8 +69,15 @@ bool InotifyHub::open() {
   if (descriptor_.isOpen()) return true;
   descriptor_ = OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
   if (!descriptor_.isOpen()) return false;
-  source_ = DescriptorSource::make(descriptor_.get(), GlobalExecutor::shared(), [this] { drain(); });
+  startLibraryThread("tessaly-files", [this, descriptor = descriptor_.get()] { work(descriptor); });
   return true;
+}
+
+void InotifyHub::work(int descriptor) {
+  for (pollfd events{.fd = descriptor, .events = POLLIN, .revents = 0};;) {
+    ::poll(&events, 1, -1);
+    drain();
+  }
 }
 
 void InotifyHub::read(Wakes& wakes) {
@@ -89,6 +100,8 @@ void InotifyHub::read(Wakes& wakes) {
       }
       position = name + event.len;
     }
+    // With room for one more event, the queue is empty.
+    if (sizeof(buffer) - static_cast<std::size_t>(size) >= sizeof(inotify_event) + NAME_MAX + 1) return;
   }
 }
 

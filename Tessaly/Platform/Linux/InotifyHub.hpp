@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -10,12 +9,14 @@
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
 /// is opened at first use and never closed.
+///
+/// A thread of its own reads the events. A volume that does not answer may block the thread that sets a watch, and with
+/// it every reader of events. On a thread of its own that delays no timer and no task.
 ///
 /// Thread contract: thread-safe.
 class InotifyHub {
@@ -26,7 +27,7 @@ class InotifyHub {
     /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so it must not use
     /// the hub.
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
-    /// Called after `note`, without the lock, perhaps once for several events.
+    /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
   };
 
@@ -48,12 +49,12 @@ class InotifyHub {
   using Wakes = std::vector<std::shared_ptr<Subscriber>>;
 
   bool open() TESSALY_REQUIRES(lock_);
+  [[noreturn]] void work(int descriptor);
   void read(Wakes& wakes) TESSALY_REQUIRES(lock_);
   void tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
   OwnedDescriptor descriptor_ TESSALY_GUARDED_BY(lock_);
-  std::shared_ptr<DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
   std::map<int, std::vector<Interest>> interests_ TESSALY_GUARDED_BY(lock_);
 };
 

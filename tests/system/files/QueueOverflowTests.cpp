@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: MIT
-// What is told when the kernel drops events because nobody takes them.
+// Events that the kernel drops because its queue is full.
 #include <gtest/gtest.h>
-#include <sys/inotify.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
-#include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
@@ -24,87 +18,31 @@
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
+#include "tests/Support/UnreadEvents.hpp"
 
 namespace Tessaly {
 namespace {
 
-/// Keeps every thread of the pool busy, so that no thread reads events.
-class BusyPool {
- public:
-  BusyPool() {
-    const int threads = static_cast<int>(ProcessInfo::processInfo().activeProcessorCount());
-    for (int thread = 0; thread < threads; ++thread) {
-      tasks_.push_back(Task<>::detached([this]() -> Async<void> {
-        ++busy_;
-        busy_.notify_all();
-        isOver_.wait(false);
-        co_return;
-      }));
-    }
-    for (int busy = busy_; busy < threads; busy = busy_) busy_.wait(busy);
-  }
-  BusyPool(const BusyPool&) = delete;
-  BusyPool& operator=(const BusyPool&) = delete;
-  ~BusyPool() {
-    isOver_ = true;
-    isOver_.notify_all();
-    for (const auto& task : tasks_) syncWait([&]() -> Async<void> { co_await task.value(); });
-  }
-
- private:
-  std::atomic<int> busy_{0};
-  std::atomic<bool> isOver_{false};
-  std::vector<Task<>> tasks_;
-};
-
 class QueueOverflow : public testing::Test {
  protected:
   void SetUp() override {
-    std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> capacity_;
-    if (capacity_ == 0 || capacity_ > 200'000) GTEST_SKIP() << "the kernel's queue holds " << capacity_ << " events";
+    const int length = Tests::lengthOfEventQueue();
+    if (length == 0 || length > 200'000) GTEST_SKIP() << "the kernel's queue holds " << length << " events";
     std::ofstream(path()) << "beginning";
   }
 
   [[nodiscard]] std::string path() const { return folder_.path() + "/file"; }
   [[nodiscard]] URL url() const { return URL::fileURLWithPath(path()); }
-
-  /// Fills the queues of all watchers of the file, so that the kernel drops later events.
-  void overflow() {
-    const int witness = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    ASSERT_GE(::inotify_add_watch(witness, path().c_str(), IN_MODIFY | IN_ATTRIB), 0);
-    std::ofstream file(path(), std::ios::app);
-    // The kernel merges equal consecutive events.
-    for (int event = 0; event < capacity_ + 16; event += 2) {
-      file << '.' << std::flush;
-      ::chmod(path().c_str(), 0600);
-    }
-    ASSERT_TRUE(hasOverflown(witness));
-    ::close(witness);
-  }
-
- private:
-  static bool hasOverflown(int witness) {
-    alignas(inotify_event) char buffer[64 * 1024];
-    for (ssize_t size = 0; (size = ::read(witness, buffer, sizeof(buffer))) > 0;) {
-      for (const char* position = buffer; position < buffer + size;) {
-        inotify_event event;
-        std::memcpy(&event, position, sizeof(event));
-        if ((event.mask & IN_Q_OVERFLOW) != 0) return true;
-        position += sizeof(event) + event.len;
-      }
-    }
-    return false;
-  }
+  void overflow() const { Tests::overflowEventQueues(path()); }
 
   Tests::TemporaryFolder folder_;
-  int capacity_ = 0;
 };
 
 TEST_F(QueueOverflow, OverflowCausesANewLookAtThePath) {
   syncWait([&]() -> Async<void> {
     auto changes = fileChanges(FileManager::default_(), url()).makeAsyncIterator();
     {
-      const BusyPool pool;
+      const Tests::UnreadEvents unread;
       overflow();
       std::ofstream(path() + ".new") << "replacement";
       std::filesystem::rename(path() + ".new", path());
@@ -131,7 +69,7 @@ TEST_F(QueueOverflow, DirectoryIsListedAgain) {
     Tests::DirectoryModel model;
     model.apply((co_await changes.next()).value());
     {
-      const BusyPool pool;
+      const Tests::UnreadEvents unread;
       overflow();
       // No host is notified of these.
       std::filesystem::remove(root + "/a/removed");
@@ -160,7 +98,7 @@ TEST_F(QueueOverflow, CountsAsAWriteAndLosesNoRemoval) {
   source->setCancelHandler([&] { isOver = true; });
   source->resume();
   {
-    const BusyPool pool;
+    const Tests::UnreadEvents unread;
     overflow();
     std::filesystem::remove(path());
   }
