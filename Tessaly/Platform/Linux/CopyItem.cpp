@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <limits>
-#include <vector>
+#include <memory>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -30,13 +30,15 @@ Result checked(Result result) {
 /// Copies a range through the memory of this process. Returns the end of the copied part, which is less than `end` if
 /// the file is shorter.
 off_t copyByReading(int source, int destination, off_t start, off_t end) {
-  std::vector<char> block(std::size_t{256} * 1024);
+  // Every copy of a file ends here. To clear a larger block costs more than to copy a small file.
+  constexpr std::size_t blockSize = std::size_t{64} * 1024;
+  const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
   while (start < end) {
-    const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(block.size())));
-    const Transferred received = readFullAt(source, block.data(), wanted, start);
+    const auto wanted = static_cast<std::size_t>(std::min<off_t>(end - start, off_t{blockSize}));
+    const Transferred received = readFullAt(source, block.get(), wanted, start);
     if (received.error != 0) throw POSIXError(received.error);
     if (received.count == 0) break;
-    if (const int error = writeFullAt(destination, block.data(), received.count, start).error) throw POSIXError(error);
+    if (const int error = writeFullAt(destination, block.get(), received.count, start).error) throw POSIXError(error);
     start += static_cast<off_t>(received.count);
   }
   return start;
@@ -59,20 +61,23 @@ off_t copyBytes(int source, int destination, off_t start, off_t end) {
   return start;
 }
 
-/// Copies a file to its end and returns the size of the copy. The end may differ from the reported size, because files
-/// such as those of /proc report other sizes. Holes stay holes.
-off_t copyContents(int source, int destination, off_t size) {
+/// Copies a file to its end into an empty file. The end may differ from the reported size, because files such as those
+/// of /proc report other sizes. Holes stay holes.
+void copyContents(int source, int destination, off_t size) {
   off_t place = 0;
   while (place < size) {
     const off_t start = ::lseek(source, place, SEEK_DATA);
-    if (start < 0 && errno == ENXIO) return size;  // The rest of the file is a hole.
+    if (start < 0 && errno == ENXIO) {
+      checked(::ftruncate(destination, size));  // The rest of the file is a hole.
+      return;
+    }
     const off_t hole = start < 0 ? -1 : ::lseek(source, start, SEEK_HOLE);
     const bool knowsHoles = start >= 0 && hole > start;
     const off_t end = knowsHoles ? hole : size;
     place = copyBytes(source, destination, knowsHoles ? start : place, end);
-    if (place < end) return place;
+    if (place < end) return;
   }
-  return copyByReading(source, destination, place, std::numeric_limits<off_t>::max());
+  copyByReading(source, destination, place, std::numeric_limits<off_t>::max());
 }
 
 bool isSameMoment(const timespec& left, const timespec& right) noexcept {
@@ -93,14 +98,13 @@ void copyFile(const std::string& source, const std::string& destination) {
   checked(::fstat(from.fileDescriptor(), &after));
   // A program that writes a log occasionally leaves enough time for one of these attempts.
   constexpr int attempts = 3;
-  int attempt = 0;
-  do {
-    if (attempt++ == attempts) throw POSIXError(EBUSY);
+  for (int attempt = 1; attempt == 1 || !isUnchanged(before, after); ++attempt) {
+    if (attempt > attempts) throw POSIXError(EBUSY);
+    if (attempt > 1) checked(::ftruncate(writing, 0));
     before = after;
-    checked(::ftruncate(writing, 0));
-    checked(::ftruncate(writing, copyContents(from.fileDescriptor(), writing, before.st_size)));
+    copyContents(from.fileDescriptor(), writing, before.st_size);
     checked(::fstat(from.fileDescriptor(), &after));
-  } while (!isUnchanged(before, after));
+  }
   checked(::fchmod(writing, after.st_mode & permissions));
   const timespec times[2]{after.st_atim, after.st_mtim};
   checked(::futimens(writing, times));
