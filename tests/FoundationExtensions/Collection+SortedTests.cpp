@@ -2,10 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <random>
+#include <ranges>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/FoundationExtensions/Collection+Sorted.hpp"
@@ -42,6 +46,15 @@ TEST(Sorted, KeepsTheOrderOfEqualValuesAndTheCollectionItself) {
   EXPECT_THAT(Collection::sorted(album, &Song::year, std::less()), ElementsAre(yesterday, girl, help, because));
   EXPECT_THAT(album, ElementsAre(yesterday, because, girl, help));
   EXPECT_TRUE(Collection::sorted(std::vector<Song>{}, &Song::year, std::less()).empty());
+}
+
+TEST(Sorted, TakesMapsAndViews) {
+  const std::map<std::string, int> years{{"Because", 1969}, {"Girl", 1965}};
+  using Entry = std::pair<const std::string, int>;
+  EXPECT_THAT(Collection::sorted(years, &Entry::second, std::less()),
+              ElementsAre(testing::Pair("Girl", 1965), testing::Pair("Because", 1969)));
+  EXPECT_THAT(Collection::sorted(std::views::iota(std::int64_t{0}, std::int64_t{3}), std::identity(), std::greater()),
+              ElementsAre(2, 1, 0));
 }
 
 TEST(Sorted, SurvivesAnInconsistentOrder) {

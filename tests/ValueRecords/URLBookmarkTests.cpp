@@ -87,8 +87,9 @@ TEST_F(URLBookmarkTest, IsStoredAsJSONWithTwoMembers) {
 }
 
 TEST_F(URLBookmarkTest, TokenDecidesTheURL) {
-  for (const char* text : {R"({"data":"dG9rZW4gb2YgL2E="})", R"({"url":"wrong","data":"dG9rZW4gb2YgL2E="})",
-                           R"({"url":5,"data":"dG9rZW4gb2YgL2E=","more":[]})"}) {
+  for (const char* text :
+       {R"({"data":"dG9rZW4gb2YgL2E="})", R"({"url":"wrong","data":"dG9rZW4gb2YgL2E="})",
+        R"({"url":5,"data":"dG9rZW4gb2YgL2E=","more":[]})", R"({"data":"dG9rZW4gb2YgL2E=","more":1e999})"}) {
     const auto bookmark = URLBookmark::from(Data(std::string_view(text)));
     ASSERT_TRUE(bookmark) << text;
     EXPECT_EQ(bookmark->url().path(), "/a");
