@@ -23,7 +23,7 @@ enum class LAFailure : std::uint8_t {
   /// The session has no authentication agent, the program that asks the user.
   noAgent,
   /// The system does not know the application's action: its policy file is not installed, or the application has no
-  /// `POLKIT_ACTION`.
+  /// "PolkitAction" (see `BundleInformation::information`).
   notInstalled,
   /// There is no system bus, or no authority on it.
   noService,

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Foundation/Bundle.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Linux/PolkitAuthentication.hpp"
@@ -245,7 +246,22 @@ TEST_F(AuthenticationTest, ApplicationWithoutAnActionIsNotInstalled) {
     std::rethrow_exception(error);
   } catch (const LAError& thrown) {
     EXPECT_EQ(thrown.failure(), LAFailure::notInstalled);
+    // The host learns both places of the entry, by its name.
+    const std::string text = thrown.description();
+    EXPECT_NE(text.find("tessaly_bundle() POLKIT_ACTION"), std::string::npos) << text;
+    EXPECT_NE(text.find("Bundle::setMain() an entry \"PolkitAction\""), std::string::npos) << text;
   }
+}
+
+TEST_F(AuthenticationTest, ActionOfSetMainIsAsked) {
+  const auto polkit = polkitThatAnswersTheUserWith(answer("True", "False"));
+  ASSERT_EQ(polkit->reason(), "");
+  Bundle::setMain({.information = {{"PolkitAction", "org.example.of-the-bundle"}}});
+  const BackendInstallation<AuthenticationBackend> installation(std::make_shared<PolkitAuthentication>());
+  syncWait(LocalAuthenticationService::evaluatePolicy(LAPolicy::deviceOwnerAuthentication, "Show the passwords"));
+  const auto calls = polkit->calls();
+  ASSERT_FALSE(calls.empty());
+  EXPECT_NE(calls.back().find("\"org.example.of-the-bundle\""), std::string::npos) << calls.back();
 }
 
 class RealPolkit : public AuthenticationTest {
