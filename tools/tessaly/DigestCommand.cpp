@@ -22,7 +22,8 @@ using Tessaly::URL;
 constexpr std::string_view help = R"(Usage: tessaly digest [--sha256 | --sha512 | --md5] [--json] [--] <file>...
 
 Prints the digest and the name of each file. Without an option, the digest is SHA-256. Files may have any size, because
-they are read in pieces.
+they are read in pieces. Lines have the form of sha256sum(1). A line for a name with a line break or a backslash begins
+with a backslash, and the name has "\n", "\r" and "\\" instead of these characters.
 
   --json      a line of JSON for each file: {"file":...,"method":...,"digest":...}
 
@@ -39,6 +40,21 @@ Async<std::string> digestOf(std::string file, std::string_view method) {
   if (method == "sha512") return textOf<Tessaly::SHA512Digest>(std::move(file));
   if (method == "md5") return textOf<Tessaly::Insecure::MD5Digest>(std::move(file));
   return textOf<Tessaly::SHA256Digest>(std::move(file));
+}
+
+/// A line as `sha256sum` writes it. One name cannot look like several lines.
+std::string lineOf(const std::string& digest, std::string_view file) {
+  std::string name;
+  for (const char unit : file) {
+    if (unit == '\n') {
+      name += "\\n";
+    } else if (unit == '\r') {
+      name += "\\r";
+    } else {
+      name.append(unit == '\\' ? "\\" : "").append(1, unit);
+    }
+  }
+  return (name == file ? "" : "\\") + digest + "  " + name + '\n';
 }
 
 std::string_view methodOf(const CommandLine& line) {
@@ -58,7 +74,7 @@ Async<void> printAll(const CommandLine& line, std::string_view method, ExitCode&
       if (line.has("--json")) {
         std::cout << JSONObject().add("file", file).add("method", method).add("digest", digest).text() << '\n';
       } else {
-        std::cout << digest << "  " << file << '\n';
+        std::cout << lineOf(digest, file);
       }
       flushOutput();
     } catch (const POSIXError& error) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "Options.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 #include "Tessaly/Formatting/FormattingService.hpp"
@@ -93,7 +94,8 @@ Line parsed(Arguments arguments) {
       continue;
     }
     const auto* const option = std::ranges::find(options, name, &Option::name);
-    if (option == std::end(options) || (!option->kind.empty() && option->kind != line.kind)) {
+    if (option == std::end(options)) throw unknownOption(name);
+    if (!option->kind.empty() && option->kind != line.kind) {
       throw UsageError("There is no option " + std::string(name) + " of " + std::string(line.kind));
     }
     if (equals != std::string_view::npos) {

@@ -40,7 +40,8 @@ size and time of the file.
 
   --digest    also print the SHA-256 and MD5 of each file
   --json      print a line of JSON for each file: {"file":...,"type":...,"MIMEType":...,"extension":...,"size":...,
-              "modified":...}; a type without an extension has no such member
+              "modified":...}; a type without an extension has no such member. Without a file, print one line with the
+              facts about the system, sizes in bytes
 
 Exit codes: 0 done, 1 failed (a file that does not exist, for example), 2 wrong usage.
 )";
@@ -51,25 +52,45 @@ void print(std::string_view name, std::string_view value) {
 
 std::string_view yesOrNo(bool value) { return value ? "yes" : "no"; }
 
-void printSystem() {
+/// The facts that an application can query.
+struct SystemFacts {
   const ProcessInfo& process = ProcessInfo::processInfo();
   FileManager& files = FileManager::default_();
-  const std::string device = Tessaly::DeviceService::deviceName();
-  const auto room = static_cast<std::int64_t>(availableDiskMemoryBytes(files).value());
+  std::string device = Tessaly::DeviceService::deviceName();
+  std::int64_t memory = static_cast<std::int64_t>(process.physicalMemory());
+  std::int64_t freeDisk = static_cast<std::int64_t>(availableDiskMemoryBytes(files).value());
+  std::string language = Tessaly::Locale::current().identifier();
+  std::string home = files.homeDirectoryForCurrentUser().path();
+  std::string temporary = files.temporaryDirectory().path();
+  std::string data = files.applicationSupportDirectories().front().path();
+};
+
+void printSystem(const SystemFacts& facts) {
   std::cout << "system\n";
-  print("version", osVersionString(process));
-  print("device", device.empty() ? "unknown" : device);
-  print("host", process.hostName());
-  print("processors", std::to_string(process.activeProcessorCount()));
-  print("memory", Tessaly::FormattingService::Bytes::string(static_cast<std::int64_t>(process.physicalMemory())));
-  print("free disk", Tessaly::FormattingService::Bytes::string(room));
+  print("version", osVersionString(facts.process));
+  print("device", facts.device.empty() ? "unknown" : facts.device);
+  print("host", facts.process.hostName());
+  print("processors", std::to_string(facts.process.activeProcessorCount()));
+  print("memory", Tessaly::FormattingService::Bytes::string(facts.memory));
+  print("free disk", Tessaly::FormattingService::Bytes::string(facts.freeDisk));
   std::cout << "application\n";
-  print("language", Tessaly::Locale::current().identifier());
-  print("home", files.homeDirectoryForCurrentUser().path());
-  print("temporary", files.temporaryDirectory().path());
-  print("data", files.applicationSupportDirectories().front().path());
-  print("sandboxed", yesOrNo(isSandboxed(process)));
-  print("under test", yesOrNo(isRunningTests(process)));
+  print("language", facts.language);
+  print("home", facts.home);
+  print("temporary", facts.temporary);
+  print("data", facts.data);
+  print("sandboxed", yesOrNo(isSandboxed(facts.process)));
+  print("under test", yesOrNo(isRunningTests(facts.process)));
+}
+
+void printSystemJSON(const SystemFacts& facts) {
+  JSONObject object;
+  object.add("version", osVersionString(facts.process));
+  if (!facts.device.empty()) object.add("device", facts.device);
+  object.add("host", facts.process.hostName()).add("processors", facts.process.activeProcessorCount());
+  object.add("memory", facts.memory).add("freeDisk", facts.freeDisk).add("language", facts.language);
+  object.add("home", facts.home).add("temporary", facts.temporary).add("data", facts.data);
+  object.add("isSandboxed", isSandboxed(facts.process)).add("isUnderTest", isRunningTests(facts.process));
+  std::cout << object.text() << '\n';
 }
 
 /// The preferred extension of a type, or an empty text.
@@ -127,8 +148,8 @@ void printJSON(const FileFacts& file) {
 ExitCode run(Arguments arguments) {
   const CommandLine line(arguments, {"--digest", "--json"});
   const std::vector<std::string>& files = line.words();
-  if (files.empty() && (line.has("--digest") || line.has("--json"))) throw UsageError("A file is missing");
-  if (files.empty()) printSystem();
+  if (files.empty() && line.has("--digest")) throw UsageError("A file is missing");
+  if (files.empty()) line.has("--json") ? printSystemJSON({}) : printSystem({});
   ExitCode code = success;
   for (const std::string& file : files) {
     try {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Command.hpp"
+#include "FileTypes.hpp"
 #include "JSON.hpp"
 #include "Options.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -22,7 +23,6 @@ namespace {
 
 using Tessaly::DirectoryEntry;
 using Tessaly::FileManager;
-using Tessaly::FileType;
 using Tessaly::POSIXError;
 using Tessaly::URL;
 
@@ -36,23 +36,9 @@ Prints the entries of a directory, or of the current one, by name: type, size, t
 Exit codes: 0 done, 1 failed (no such directory, for example), 2 wrong usage.
 )";
 
-std::string_view nameOf(FileType type) {
-  switch (type) {
-    case FileType::regular:
-      return "file";
-    case FileType::directory:
-      return "directory";
-    case FileType::symbolicLink:
-      return "link";
-    case FileType::other:
-      return "other";
-  }
-  return "other";
-}
-
 void print(const DirectoryEntry& entry) {
   const auto& attributes = entry.attributes;
-  std::cout << std::left << std::setw(10) << nameOf(attributes.type) << std::right << std::setw(9)
+  std::cout << std::left << std::setw(10) << typeName(attributes.type) << std::right << std::setw(9)
             << Tessaly::FormattingService::Bytes::string(attributes.size) << "  " << timeText(attributes.modified)
             << "  " << printedKey(entry.path) << '\n';
 }
@@ -60,7 +46,7 @@ void print(const DirectoryEntry& entry) {
 void printJSON(const DirectoryEntry& entry) {
   std::cout << JSONObject()
                    .add("name", entry.path)
-                   .add("type", nameOf(entry.attributes.type))
+                   .add("type", typeName(entry.attributes.type))
                    .add("size", entry.attributes.size)
                    .add("modified", Tessaly::FormattingService::Date::iso8601(entry.attributes.modified))
                    .text()

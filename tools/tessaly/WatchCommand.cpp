@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Command.hpp"
+#include "FileTypes.hpp"
 #include "Interruption.hpp"
 #include "JSON.hpp"
 #include "Options.hpp"
@@ -49,8 +50,8 @@ time, the kind of change, and the path of the entry relative to the directory:
 
   --data      for a file: print its contents instead, now and after each change, with a line break at the end
   --tree      for a directory: include the entries of all its subdirectories
-  --json      print a line of JSON for each change: {"time":...,"change":...}; for a directory also "path", "size" and,
-              for a renamed entry, "formerPath"
+  --json      print a line of JSON for each change: {"time":...,"change":...}; for a directory also "path", "type",
+              "size" and, for a renamed entry, "formerPath"
 
 Exit codes: 0 interrupted, 1 failed, 2 wrong usage.
 )";
@@ -102,7 +103,7 @@ void print(const DirectoryChange& change, Output output) {
   if (output == Output::json) {
     JSONObject object;
     object.add("time", timeInJSON()).add("change", description(change.kind)).add("path", path);
-    object.add("size", change.entry.attributes.size);
+    object.add("type", typeName(change.entry.attributes.type)).add("size", change.entry.attributes.size);
     if (isRenamed) object.add("formerPath", change.formerPath);
     std::cout << object.text() << '\n';
   } else {

@@ -39,11 +39,14 @@ TEST_F(CommandLine, PrintsVersionAndHelpOfCommands) {
 }
 
 TEST_F(CommandLine, AllCommandsRefuseUnknownOptions) {
-  for (const std::string command : {"awake -x", "copy -x", "copy -x text", "digest -x file", "info -x", "list -x",
-                                    "log -x", "reach -x", "watch -x file", "zip -x archive file"}) {
+  for (const std::string command :
+       {"awake -x", "copy -x", "copy -n x", "digest -x file", "format bytes --x 5", "info -x", "list -x", "log -x",
+        "reach -x", "watch -x file", "watch -d f", "watch f -d", "zip -x archive file"}) {
     const std::string name = command.substr(0, command.find(' '));
-    EXPECT_EQ(run(command),
-              "tessaly " + name + ": There is no option -x\n'tessaly " + name + " --help' tells how to use it.\n(2)\n");
+    const std::size_t dash = command.find('-');
+    const std::string option = command.substr(dash, command.find(' ', dash) - dash);
+    EXPECT_EQ(run(command), "tessaly " + name + ": There is no option " + option + "\n'tessaly " + name +
+                                " --help' tells how to use it.\n(2)\n");
   }
 }
 
@@ -58,6 +61,20 @@ TEST_F(CommandLine, InfoReportsATypeWithoutAnExtension) {
   EXPECT_EQ(run("info --json folder").find("\"extension\""), std::string::npos);
   EXPECT_NE(run("info --json table.csv").find("\"extension\":\"csv\""), std::string::npos)
       << run("info --json table.csv");
+}
+
+TEST_F(CommandLine, InfoPrintsTheSystemAsJSON) {
+  const std::string facts =
+      outputOf("cd " + path("") + " && " + std::getenv("TESSALY_TEST_PROGRAMS") +
+               "/tessaly info --json | python3 -c 'import json, sys; facts = json.load(sys.stdin);"
+               " print(facts[\"processors\"] >= 1, facts[\"memory\"] > 0, facts[\"isUnderTest\"],"
+               " facts[\"home\"])'");
+  EXPECT_EQ(facts, "True True False " + outputOf("printf '%s\n' \"$HOME\""));
+}
+
+TEST_F(CommandLine, DigestWritesOddNamesLikeOtherPrograms) {
+  for (const std::string name : {"two\nlines", "back\\slash", "carriage\rreturn", "plain name"}) put(name, "abc");
+  EXPECT_EQ(run("digest *"), outputOf("cd " + path("") + " && sha256sum *") + "(0)\n");
 }
 
 TEST_F(CommandLine, DigestAgreesWithOtherPrograms) {

@@ -109,7 +109,7 @@ TEST_F(WatchCommand, PrintsTheChangesOfATreeAsJSON) {
   ToolProcess tool({"watch", "--tree", "--json", path("followed")}, path("output"));
   ASSERT_TRUE(waitUntil([&] { return tool.output().find("\"path\":\"inner\"") != std::string::npos; }));
   put("followed/inner/a", "one");
-  const std::string expected = "\"change\":\"appeared\",\"path\":\"inner/a\"";
+  const std::string expected = "\"change\":\"appeared\",\"path\":\"inner/a\",\"type\":\"file\"";
   EXPECT_TRUE(waitUntil([&] { return tool.output().find(expected) != std::string::npos; })) << tool.output();
   std::filesystem::remove_all(path("followed"));
   EXPECT_TRUE(waitUntil([&] { return tool.errors().find("No such file or directory") != std::string::npos; }));
