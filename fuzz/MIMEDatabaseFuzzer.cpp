@@ -11,10 +11,12 @@
 
 #include "Tessaly/Core/Foundation/detail/GlobPattern.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEDatabase.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEText.hpp"
 #include "Tessaly/Core/Foundation/detail/TypeIdentifiers.hpp"
 
 namespace {
 
+using Tessaly::detail::isMIMEType;
 using Tessaly::detail::MIMEDatabase;
 
 void require(bool condition) {
@@ -22,7 +24,7 @@ void require(bool condition) {
 }
 
 void requireTypes(const MIMEDatabase::Types& types) {
-  for (const std::string& type : types) require(MIMEDatabase::isType(type));
+  for (const std::string& type : types) require(isMIMEType(type));
 }
 
 /// Asks every question, with names and contents from the bytes themselves.

@@ -5,20 +5,17 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <exception>
 #include <filesystem>
 #include <utility>
 
 #include "Tessaly/Core/Foundation/Data.hpp"
 #include "Tessaly/Core/Foundation/URL.hpp"
-#include "Tessaly/Core/Foundation/detail/GlobPattern.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEText.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
 
-/// This text instead of a pattern discards the type's patterns from files of lower precedence.
-constexpr std::string_view deleteAll = "__NOGLOBS__";
 /// Larger files cannot be MIME databases.
 constexpr std::uintmax_t greatestFile = std::uintmax_t{32} << 20;
 /// A control character in the first 128 bytes means that the content is not text.
@@ -29,37 +26,6 @@ constexpr std::string_view anyText = "text/plain";
 constexpr std::string_view emptyFile = "application/x-zerosize";
 
 constexpr std::string_view blanks = " \t\r\n";
-
-constexpr bool isLetterOrDigit(char c) noexcept {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-std::string lowercased(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-/// Calls the body for each line that is not a comment.
-template <typename Body>
-void forEachLine(std::string_view text, Body body) {
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    if (!line.empty() && line.front() != '#') body(line);
-  }
-}
-
-/// Removes and returns the text before a separator, and removes the separator. Without a separator, takes the rest.
-std::string_view takeUntil(std::string_view& text, char separator) noexcept {
-  const std::size_t end = std::min(text.find(separator), text.size());
-  const std::string_view part = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return part;
-}
 
 std::string contentsOf(const std::string& path) {
   try {
@@ -77,10 +43,6 @@ std::optional<std::string> pathVariable(const ProcessInfo& process, const char* 
   auto value = process.environmentValue(name);
   if (!value || !value->starts_with('/')) return std::nullopt;
   return value;
-}
-
-void addOnce(std::vector<std::string>& texts, std::string_view text) {
-  if (std::ranges::find(texts, text) == texts.end()) texts.emplace_back(text);
 }
 
 std::string decodedEntities(std::string_view text) {
@@ -147,79 +109,24 @@ std::vector<std::string> MIMEDatabase::folders(const ProcessInfo& process) {
   return found;
 }
 
-void MIMEDatabase::addGlobs(std::string_view globs2) {
-  // The patterns of this file precede the earlier ones, in the order of the file.
-  std::map<std::string, std::vector<Glob>, std::less<>> literals;
-  std::map<std::string, std::vector<Glob>, std::less<>> suffixes;
-  std::vector<Glob> others;
-  forEachLine(globs2, [&](std::string_view line) {
-    const std::string_view number = takeUntil(line, ':');
-    const std::string_view type = takeUntil(line, ':');
-    const std::string_view pattern = takeUntil(line, ':');
-    std::string_view flags = takeUntil(line, ':');
-    Glob glob{.type = std::string(type), .pattern = std::string(pattern), .weight = 0, .caseOfLetters = Case::ignored};
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), glob.weight);
-    if (error != std::errc() || end != number.data() + number.size() || !isType(type) || pattern.empty()) return;
-    if (pattern == deleteAll) {
-      removeGlobs(type);
-      return;
-    }
-    while (!flags.empty()) {
-      if (takeUntil(flags, ',') == "cs") glob.caseOfLetters = Case::told;
-    }
-    if (!GlobPattern::hasWildcards(pattern)) {
-      literals[glob.pattern].push_back(std::move(glob));
-    } else if (pattern.size() > 2 && pattern.starts_with("*.") && !GlobPattern::hasWildcards(pattern.substr(1))) {
-      suffixes[glob.pattern.substr(1)].push_back(std::move(glob));
-    } else {
-      others.push_back(std::move(glob));
-    }
-  });
-  const auto prepend = [](std::vector<Glob>& there, std::vector<Glob>& added) {
-    there.insert(there.begin(), std::move_iterator(added.begin()), std::move_iterator(added.end()));
-  };
-  for (auto& [name, globs] : literals) prepend(literals_[name], globs);
-  for (auto& [suffix, globs] : suffixes) prepend(suffixes_[suffix], globs);
-  prepend(others_, others);
-}
-
-void MIMEDatabase::removeGlobs(std::string_view type) {
-  const auto remove = [&](std::vector<Glob>& globs) {
-    std::erase_if(globs, [&](const Glob& glob) { return glob.type == type; });
-  };
-  for (auto& [name, globs] : literals_) remove(globs);
-  for (auto& [suffix, globs] : suffixes_) remove(globs);
-  remove(others_);
-}
-
 void MIMEDatabase::addAliases(std::string_view aliases) {
   forEachLine(aliases, [&](std::string_view line) {
     const std::string_view alias = takeUntil(line, ' ');
-    if (isType(alias) && isType(line)) aliases_.insert_or_assign(std::string(alias), std::string(line));
+    if (isMIMEType(alias) && isMIMEType(line)) aliases_.insert_or_assign(std::string(alias), std::string(line));
   });
 }
 
 void MIMEDatabase::addSubclasses(std::string_view subclasses) {
   forEachLine(subclasses, [&](std::string_view line) {
     const std::string_view type = takeUntil(line, ' ');
-    if (isType(type) && isType(line)) addOnce(parents_[std::string(type)], line);
+    if (isMIMEType(type) && isMIMEType(line)) addOnce(parents_[std::string(type)], line);
   });
 }
 
 void MIMEDatabase::addTypes(std::string_view types) {
   forEachLine(types, [&](std::string_view line) {
-    if (isType(line)) types_.emplace(line);
+    if (isMIMEType(line)) types_.emplace(line);
   });
-}
-
-bool MIMEDatabase::isType(std::string_view text) noexcept {
-  const auto isName = [](std::string_view name) {
-    static constexpr std::string_view marks = "!#$&-^_.+";
-    return !name.empty() && name.size() <= 127 && isLetterOrDigit(name.front()) &&
-           std::ranges::all_of(name, [](char c) { return isLetterOrDigit(c) || marks.contains(c); });
-  };
-  const std::size_t slash = text.find('/');
-  return slash != std::string_view::npos && isName(text.substr(0, slash)) && isName(text.substr(slash + 1));
 }
 
 std::string MIMEDatabase::canonical(std::string_view type) const {
@@ -250,64 +157,8 @@ bool MIMEDatabase::isKindOf(std::string_view type, std::string_view other) const
   return false;
 }
 
-void MIMEDatabase::addCounting(const std::vector<Glob>& globs, Case caseOfLetters, Matches& matches) {
-  for (const Glob& glob : globs) {
-    if (glob.counts(caseOfLetters)) matches.push_back(&glob);
-  }
-}
-
-MIMEDatabase::Matches MIMEDatabase::literalMatches(std::string_view name, Case caseOfLetters) const {
-  Matches found;
-  if (const auto globs = literals_.find(name); globs != literals_.end())
-    addCounting(globs->second, caseOfLetters, found);
-  return found;
-}
-
-MIMEDatabase::Matches MIMEDatabase::suffixMatches(std::string_view name, Case caseOfLetters) const {
-  Matches found;
-  for (std::size_t dot = name.find('.'); dot != std::string_view::npos; dot = name.find('.', dot + 1)) {
-    const auto globs = suffixes_.find(name.substr(dot));
-    if (globs != suffixes_.end()) addCounting(globs->second, caseOfLetters, found);
-  }
-  return found;
-}
-
-MIMEDatabase::Matches MIMEDatabase::otherMatches(std::string_view name, Case caseOfLetters) const {
-  Matches found;
-  const std::string text(name);
-  for (const Glob& glob : others_) {
-    if (glob.counts(caseOfLetters) && GlobPattern::fits(glob.pattern, text)) found.push_back(&glob);
-  }
-  return found;
-}
-
-MIMEDatabase::Matches MIMEDatabase::matches(std::string_view name) const {
-  const std::string lower = lowercased(name);
-  Matches found = literalMatches(name, Case::told);
-  if (found.empty()) found = literalMatches(lower, Case::ignored);
-  if (found.empty()) found = suffixMatches(name, Case::told);
-  if (found.empty()) found = suffixMatches(lower, Case::ignored);
-  if (found.empty()) found = otherMatches(name, Case::told);
-  if (found.empty()) found = otherMatches(lower, Case::ignored);
-  return found;
-}
-
 MIMEDatabase::Types MIMEDatabase::typesOfExtension(std::string_view extension) const {
-  std::map<std::uint32_t, Types, std::greater<>> byWeight;
-  const auto take = [&](std::string_view suffix, Case caseOfLetters) {
-    const auto globs = suffixes_.find(suffix);
-    if (globs == suffixes_.end()) return;
-    for (const Glob& glob : globs->second) {
-      if (glob.counts(caseOfLetters)) byWeight[glob.weight].push_back(glob.type);
-    }
-  };
-  const std::string suffix = "." + std::string(extension);
-  take(suffix, Case::told);
-  if (byWeight.empty()) take(lowercased(suffix), Case::ignored);
-  Types types;
-  for (const auto& [weight, some] : byWeight) {
-    for (const std::string& type : some) addOnce(types, type);
-  }
+  const Types types = globs_.typesOfExtension(extension);
   // A name does not select a subtype if it also fits the supertype.
   Types general;
   Types special;
@@ -318,17 +169,6 @@ MIMEDatabase::Types MIMEDatabase::typesOfExtension(std::string_view extension) c
   }
   general.insert(general.end(), special.begin(), special.end());
   return general;
-}
-
-MIMEDatabase::Types MIMEDatabase::typesOfName(std::string_view name) const {
-  const Matches found = matches(name);
-  const auto rank = [](const Glob* glob) { return std::pair(glob->weight, glob->pattern.size()); };
-  const auto greatest = std::ranges::max_element(found, {}, rank);
-  Types types;
-  for (const Glob* glob : found) {
-    if (rank(glob) == rank(*greatest)) addOnce(types, glob->type);
-  }
-  return types;
 }
 
 std::string MIMEDatabase::typeOfContents(std::string_view contents) const {
@@ -360,32 +200,24 @@ MIMEDatabase::Types MIMEDatabase::extensions(std::string_view type) const {
     const UnfairLock::Guard guard(lock_);
     if (const auto known = extensions_.find(type); known != extensions_.end()) return known->second;
   }
-  Types found = isType(type) ? extensionsByDescription(std::string(type)) : Types();
+  Types found = isMIMEType(type) ? extensionsByDescription(std::string(type)) : Types();
   const UnfairLock::Guard guard(lock_);
   return extensions_.emplace(type, std::move(found)).first->second;
 }
 
 MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& type) const {
   // The file of patterns says which patterns count. The descriptions give their order.
-  std::map<std::uint32_t, Types, std::greater<>> byWeight;
-  Types counting;
-  for (const auto& [suffix, globs] : suffixes_) {
-    const auto glob = std::ranges::find(globs, type, &Glob::type);
-    if (glob == globs.end()) continue;
-    byWeight[glob->weight].push_back(suffix.substr(1));
-    counting.push_back(glob->pattern);
-  }
+  const Types counting = globs_.extensionsOf(type);
   Types extensions;
   for (const std::string& folder : folders_) {
     if (counting.empty()) break;
     for (const std::string& pattern : patterns(contentsOf(fmt::format("{}/{}.xml", folder, type)))) {
-      const bool counts = std::ranges::find(counting, pattern) != counting.end();
-      if (counts) addOnce(extensions, std::string_view(pattern).substr(2));
+      if (!pattern.starts_with("*.")) continue;
+      const auto extension = std::string_view(pattern).substr(2);
+      if (std::ranges::find(counting, extension) != counting.end()) addOnce(extensions, extension);
     }
   }
-  for (const auto& [weight, some] : byWeight) {
-    for (const std::string& extension : some) addOnce(extensions, extension);
-  }
+  for (const std::string& extension : counting) addOnce(extensions, extension);
   return extensions;
 }
 

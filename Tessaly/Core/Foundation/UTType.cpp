@@ -15,6 +15,7 @@
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEDatabase.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEText.hpp"
 #include "Tessaly/Core/Foundation/detail/TypeIdentifiers.hpp"
 
 namespace Tessaly::inline v1 {
@@ -91,7 +92,7 @@ std::optional<UTType> UTType::from(std::string_view identifier) {
   if (const auto* const known = detail::wellKnownType(identifier)) {
     return UTType(std::string(known->identifier), std::string(known->mimeType));
   }
-  if (!MIMEDatabase::isType(identifier)) return std::nullopt;
+  if (!detail::isMIMEType(identifier)) return std::nullopt;
   const MIMEDatabase& database = MIMEDatabase::shared();
   const std::string mimeType = database.canonical(identifier);
   if (!database.knows(mimeType) && detail::wellKnownTypeOfMIMEType(mimeType) == nullptr) return std::nullopt;
@@ -126,7 +127,7 @@ std::optional<UTType> UTType::fromFilenameExtension(std::string_view extension, 
 std::optional<UTType> UTType::fromMIMEType(std::string_view mimeType) {
   mimeType = mimeType.substr(0, mimeType.find(';'));
   while (mimeType.ends_with(' ') || mimeType.ends_with('\t')) mimeType.remove_suffix(1);
-  if (!MIMEDatabase::isType(mimeType)) return std::nullopt;
+  if (!detail::isMIMEType(mimeType)) return std::nullopt;
   return ofMIMEType(MIMEDatabase::shared().canonical(mimeType));
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -13,6 +12,7 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEGlobs.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEMagic.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
@@ -34,14 +34,12 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
   // Each function adds the contents of a file, which take precedence over the earlier contents.
-  void addGlobs(std::string_view globs2);
+  void addGlobs(std::string_view globs2) { globs_.add(globs2); }
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);
   void addSubclasses(std::string_view subclasses);
   void addTypes(std::string_view types);
 
-  /// Whether a text could be the name of a type: two names of RFC 6838 with a slash between them.
-  [[nodiscard]] static bool isType(std::string_view text) noexcept;
   [[nodiscard]] bool knows(std::string_view type) const noexcept { return types_.contains(type); }
   /// The type of an alias, or the given type itself.
   [[nodiscard]] std::string canonical(std::string_view type) const;
@@ -53,7 +51,7 @@ class TESSALY_EXPORT MIMEDatabase {
   /// The types of files with the extension, the most likely first.
   [[nodiscard]] Types typesOfExtension(std::string_view extension) const;
   /// The most likely types for a name. Several types if the name does not decide.
-  [[nodiscard]] Types typesOfName(std::string_view name) const;
+  [[nodiscard]] Types typesOfName(std::string_view name) const { return globs_.typesOfName(name); }
   /// The extensions of a type, the preferred one first.
   [[nodiscard]] Types extensions(std::string_view type) const;
   /// The type of a file, by its name, or by its contents if the name does not decide. The function for the contents
@@ -65,38 +63,11 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] static std::vector<std::string> patterns(std::string_view description);
 
  private:
-  /// Whether the comparison of a pattern and a name distinguishes upper and lower case.
-  enum class Case : std::uint8_t { ignored, told };
-  /// A pattern of names for one type. Among several matches, the maximum weight decides.
-  struct Glob {
-    std::string type;
-    std::string pattern;
-    std::uint32_t weight;
-    Case caseOfLetters;
-
-    /// Whether the pattern may be compared with a name of this case.
-    [[nodiscard]] bool counts(Case caseOfName) const noexcept {
-      return caseOfName == Case::told || caseOfLetters == Case::ignored;
-    }
-  };
-  using Matches = std::vector<const Glob*>;
-
-  void removeGlobs(std::string_view type);
-  /// The matches of a name in its original case or in lower case.
-  [[nodiscard]] Matches literalMatches(std::string_view name, Case caseOfLetters) const;
-  [[nodiscard]] Matches suffixMatches(std::string_view name, Case caseOfLetters) const;
-  [[nodiscard]] Matches otherMatches(std::string_view name, Case caseOfLetters) const;
-  [[nodiscard]] Matches matches(std::string_view name) const;
-  static void addCounting(const std::vector<Glob>& globs, Case caseOfLetters, Matches& matches);
   [[nodiscard]] std::string typeOfContents(std::string_view contents) const;
   [[nodiscard]] Types extensionsByDescription(const std::string& type) const;
 
   std::vector<std::string> folders_;
-  /// The patterns that are whole names.
-  std::map<std::string, std::vector<Glob>, std::less<>> literals_;
-  /// The patterns "*.suffix", by the suffix with its dot.
-  std::map<std::string, std::vector<Glob>, std::less<>> suffixes_;
-  std::vector<Glob> others_;
+  MIMEGlobs globs_;
   std::map<std::string, std::string, std::less<>> aliases_;
   std::map<std::string, Types, std::less<>> parents_;
   std::set<std::string, std::less<>> types_;
