@@ -33,11 +33,11 @@ inline std::string enterMountNamespace() {
 /// A small file system in memory, seen by this process only.
 class MemoryVolume {
  public:
-  /// `reason()` says why it is missing. The size has the form of mount options: "4m".
-  explicit MemoryVolume(const char* size) : reason_(enterMountNamespace()) {
+  /// `reason()` says why it is missing. The size has the form of mount options: "4m". A "ramfs" has none.
+  explicit MemoryVolume(const char* size, const char* type = "tmpfs") : reason_(enterMountNamespace()) {
     if (!reason_.empty()) return;
-    const std::string options = std::string("size=") + size;
-    if (::mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, options.c_str()) != 0) {
+    const std::string options = *size == '\0' ? "" : std::string("size=") + size;
+    if (::mount(type, folder_.path().c_str(), type, 0, options.c_str()) != 0) {
       reason_ = std::string("no file system of its own: ") + std::strerror(errno);
     }
   }

@@ -41,15 +41,16 @@ std::optional<FoundFile> lookAt(int directory, const char* name) {
   struct statx status{};
   const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | (*name == '\0' ? AT_EMPTY_PATH : 0);
   if (::statx(directory, name, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
-    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+    if (errno == ENOENT || errno == ENOTDIR || errno == ESTALE) return std::nullopt;
     throw POSIXError::last();
   }
   const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
   FoundFile found;
   found.identity = {.device = static_cast<std::uint64_t>(status.stx_dev_major) << 32 | status.stx_dev_minor,
                     .inode = status.stx_ino,
-                    .born = hasBirth ? status.stx_btime.tv_sec * 1'000'000'000 + status.stx_btime.tv_nsec : 0};
-  found.attributes = {.type = typeOf(status.stx_mode),
+                    .born = hasBirth ? status.stx_btime.tv_sec * 1'000'000'000 + status.stx_btime.tv_nsec : 0,
+                    .type = typeOf(status.stx_mode)};
+  found.attributes = {.type = found.identity.type,
                       .size = static_cast<std::int64_t>(status.stx_size),
                       .modified = dateOf(status.stx_mtime),
                       .created = hasBirth ? std::optional(dateOf(status.stx_btime)) : std::nullopt};

@@ -13,18 +13,19 @@
 namespace Tessaly::inline v1::detail {
 
 /// The identity of the file of an entry. The time of creation distinguishes it from a later file with the same inode
-/// number.
-struct FileIdentity {
+/// number. On a volume that keeps no such times, at least a file of another type is another file.
+struct EntryIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t born = 0;
+  FileType type = FileType::other;
 
-  friend auto operator<=>(const FileIdentity&, const FileIdentity&) noexcept = default;
+  friend auto operator<=>(const EntryIdentity&, const EntryIdentity&) noexcept = default;
 };
 
 /// The system's description of an entry.
 struct FoundFile {
-  FileIdentity identity;
+  EntryIdentity identity;
   FileAttributes attributes;
   /// Whether the file has further names.
   bool isLinked = false;

@@ -20,6 +20,22 @@ constexpr std::uint32_t directoryEvents =
 /// With more names than this, listing everything again is cheaper than keeping the names.
 constexpr std::size_t maximumNames = 100'000;
 
+/// Whether FUSE gives this error for an open directory that was removed or replaced.
+bool isGone(std::int64_t error) noexcept {
+  return error == ENOENT || error == ENOTDIR || error == ESTALE || error == EIO;
+}
+
+/// Calls a function that examines an open directory. Returns nothing if the directory is gone.
+template <typename Examine>
+auto unlessGone(Examine examine) -> std::optional<decltype(examine())> {
+  try {
+    return examine();
+  } catch (const POSIXError& error) {
+    if (!isGone(error.code())) throw;
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 InotifyDirectorySource::InotifyDirectorySource(std::string path, DirectoryDepth depth,
@@ -32,14 +48,14 @@ InotifyDirectorySource::InotifyDirectorySource(std::string path, DirectoryDepth 
 InotifyDirectorySource::~InotifyDirectorySource() { forget(root_); }
 
 bool InotifyDirectorySource::needsPolling() const noexcept {
-  return pathSource_.needsPolling() || remoteDirectories_ > 0 || needsAnotherLook();
+  return pathSource_.needsPolling() || polledDirectories_ > 0 || needsAnotherLook();
 }
 
 std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
   InotifyHub::shared().drain();
   if (listener_->isHalfAMove()) InotifyHub::shared().drain();
   const Heard heard = listener_->take();
-  looksAtEverything_ |= heard.isEverything || remoteDirectories_ > 0;
+  looksAtEverything_ |= heard.isEverything || polledDirectories_ > 0;
   for (const auto& [watch, names] : heard.names) {
     const auto found = watched_.find(watch);
     if (found == watched_.end()) continue;
@@ -53,14 +69,15 @@ std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
     constexpr auto never = std::numeric_limits<std::size_t>::max();
     for (std::size_t reported = never; needsAnotherLook() && reported != changes_.size();) {
       reported = changes_.size();
-      isFullLook_ = std::exchange(looksAtEverything_, false);
-      if (isFullLook_) {
+      look_ = std::exchange(looksAtEverything_, false) ? Look::everything : Look::events;
+      if (look_ == Look::everything) {
         postponed_.clear();
         lookAtEverything(root_);
       } else {
         lookAtPostponed();
       }
       settle();
+      look_ = Look::otherNames;
       lookAtOtherNames();
     }
   } catch (...) {
@@ -80,25 +97,30 @@ void InotifyDirectorySource::findRoot() {
   const OwnedDescriptor root(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!root.isOpen()) throw POSIXError::last();
   unwatch(root_);
-  root_.identity = lookAt(root.get(), "").value().identity;
-  watch(root_, root.get());
+  const auto found = lookAt(root.get(), "");
+  if (found) root_.identity = found->identity;
+  if (!found || !watch(root_, root.get())) throw POSIXError(ENOENT);
   isLost_ = false;
   looksAtEverything_ = true;
 }
 
-void InotifyDirectorySource::watch(Directory& directory, int descriptor) {
+bool InotifyDirectorySource::watch(Directory& directory, int descriptor) {
   const std::string path = fmt::format("/proc/self/fd/{}", descriptor);
   const int number = InotifyHub::shared().add(path.c_str(), directoryEvents, listener_);
+  if (number < 0 && isGone(-number)) return false;
   const bool isRefused = number == -EACCES || number == -EPERM;
   if (number < 0 && !isRefused) throw POSIXError(-number);
   directory.watch = number;
-  directory.isRemote = isRefused || isOnRemoteVolume(path.c_str());
-  if (directory.isRemote) ++remoteDirectories_;
+  // Without a time of creation, a new directory with the inode number of a removed one looks like it, but its events
+  // are not received.
+  directory.isPolled = isRefused || directory.identity.born == 0 || isOnRemoteVolume(path.c_str());
+  if (directory.isPolled) ++polledDirectories_;
   if (number >= 0) watched_[number].push_back(&directory);
+  return true;
 }
 
 void InotifyDirectorySource::unwatch(Directory& directory) noexcept {
-  if (std::exchange(directory.isRemote, false)) --remoteDirectories_;
+  if (std::exchange(directory.isPolled, false)) --polledDirectories_;
   const int number = std::exchange(directory.watch, -1);
   const auto found = watched_.find(number);
   if (found == watched_.end()) return;
@@ -120,21 +142,22 @@ OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
   const std::string path = isRoot ? path_ : path_ + '/' + pathOf(*directory.parent, directory.name);
   OwnedDescriptor opened(
       ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (isRoot ? 0 : O_NOFOLLOW)));
-  if (opened.isOpen() && lookAt(opened.get(), "").value().identity != directory.identity) {
-    errno = ESTALE;
-    return {};
-  }
-  return opened;
+  if (!opened.isOpen()) return opened;
+  const auto found = unlessGone([&] { return lookAt(opened.get(), ""); }).value_or(std::nullopt);
+  if (found && found->identity == directory.identity) return opened;
+  errno = ESTALE;
+  return {};
 }
 
 void InotifyDirectorySource::lookAtEverything(Directory& directory) {
   const OwnedDescriptor opened = open(directory);
-  if (!opened.isOpen()) {
+  auto listing = opened.isOpen() ? unlessGone([&] { return listDirectory(opened.get()); }) : std::nullopt;
+  if (!listing) {
     looksAtEverything_ = true;  // The model will move or remove the directory.
     return;
   }
   std::set<std::string, std::less<>> names;
-  for (auto& [name, found] : listDirectory(opened.get())) {
+  for (auto& [name, found] : *listing) {
     compare(directory, name, found, false);
     names.insert(std::move(name));
   }
@@ -156,29 +179,32 @@ void InotifyDirectorySource::lookAtPostponed() {
 }
 
 void InotifyDirectorySource::lookAtOtherNames() {
-  if (!isFullLook_ && !linked_.empty()) {
-    collectLinked(root_, linked_);
-    lookAtPostponed();
+  // The names may lead to new directories, and to further names in them.
+  while (!linked_.empty()) {
+    std::unordered_map<Directory*, Names> others;
+    collectLinked(root_, std::exchange(linked_, {}), others);
+    for (const auto& [directory, names] : others) lookAtNames(*directory, names);
     settle();
   }
-  linked_.clear();
 }
 
-void InotifyDirectorySource::collectLinked(Directory& directory, const std::set<FileIdentity>& linked) {
+void InotifyDirectorySource::collectLinked(Directory& directory, const std::set<EntryIdentity>& linked,
+                                           std::unordered_map<Directory*, Names>& others) {
   for (const auto& [name, entry] : directory.entries) {
-    if (entry.directory != nullptr) collectLinked(*entry.directory, linked);
-    if (linked.contains(entry.file.identity)) postponed_[&directory][name] |= false;
+    if (entry.directory != nullptr) collectLinked(*entry.directory, linked, others);
+    if (linked.contains(entry.file.identity)) others[&directory].emplace(name, false);
   }
 }
 
 void InotifyDirectorySource::lookAtNames(Directory& directory, const Names& names) {
   const OwnedDescriptor opened = open(directory);
-  if (!opened.isOpen()) {
-    postponed_[&directory] = names;
-    return;
-  }
   for (const auto& [name, wasWritten] : names) {
-    compare(directory, name, lookAt(opened.get(), name.c_str()), wasWritten);
+    const auto found = opened.isOpen() ? unlessGone([&] { return lookAt(opened.get(), name.c_str()); }) : std::nullopt;
+    if (found) {
+      compare(directory, name, *found, wasWritten);
+    } else {
+      postponed_[&directory][name] |= wasWritten;
+    }
   }
 }
 
@@ -190,9 +216,12 @@ void InotifyDirectorySource::compare(Directory& directory, const std::string& na
     return;
   }
   Entry& entry = known->second;
-  if (entry.file.isLinked) linked_.insert(entry.file.identity);
-  entry.file.isLinked = found && found->isLinked;
-  if (!found || found->identity != entry.file.identity) {
+  const bool isSame = found && found->identity == entry.file.identity;
+  if (look_ == Look::events && (entry.file.isLinked || (isSame && found->isLinked))) {
+    linked_.insert(entry.file.identity);
+  }
+  entry.file.isLinked = isSame && found->isLinked;
+  if (!isSame) {
     gone_[entry.file.identity].emplace_back(&directory, name);
     if (found) found_.push_back({&directory, name, *found});
     return;
@@ -239,7 +268,7 @@ bool InotifyDirectorySource::settleOne(const Place& place) {
 }
 
 void InotifyDirectorySource::makeRoom(const std::vector<Place>& blocked) {
-  std::set<FileIdentity> wanted;
+  std::set<EntryIdentity> wanted;
   for (const Place& place : blocked) wanted.insert(place.file.identity);
   bool isAnyRemoved = false;
   const auto removeOccupants = [&](bool alsoWanted) {
@@ -278,9 +307,10 @@ bool InotifyDirectorySource::moveHere(const Place& place) {
       moved->parent = place.directory;
       moved->name = place.name;
     }
-    place.directory->entries.insert(std::move(node));
+    Entry& entry = place.directory->entries.insert(std::move(node)).position->second;
     report(DirectoryChange::Kind::renamed, *place.directory, place.name, place.file.attributes, std::move(formerPath));
-    if (moved != nullptr && isFullLook_) lookAtEverything(*moved);
+    if (moved != nullptr && look_ == Look::everything) lookAtEverything(*moved);
+    descend(*place.directory, entry, place.name);  // The directory could perhaps not be opened at its former place.
     return true;
   }
   return false;
@@ -308,15 +338,16 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
   directory->name = name;
   directory->identity = entry.file.identity;
   const OwnedDescriptor opened = open(*directory);
-  if (!opened.isOpen()) {
-    // Either the directory is unreadable, or it no longer exists. In the second case an event or the next look will
-    // name it.
-    if (errno != EACCES && errno != ENAMETOOLONG) postponed_[&parent][name] |= false;
+  if (!opened.isOpen() && (errno == EACCES || errno == ENAMETOOLONG)) return;
+  const bool isWatched = opened.isOpen() && watch(*directory, opened.get());
+  auto listing = isWatched ? unlessGone([&] { return listDirectory(opened.get()); }) : std::nullopt;
+  if (!listing) {
+    unwatch(*directory);
+    postponed_[&parent][name] |= false;
     return;
   }
-  watch(*directory, opened.get());
   entry.directory = std::move(directory);
-  for (auto& [below, file] : listDirectory(opened.get())) {
+  for (auto& [below, file] : *listing) {
     found_.push_back({entry.directory.get(), std::move(below), file});
   }
 }

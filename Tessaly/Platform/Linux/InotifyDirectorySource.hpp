@@ -75,9 +75,9 @@ class InotifyDirectorySource final : public DirectorySource {
   struct Directory {
     Directory* parent = nullptr;
     std::string name;
-    FileIdentity identity;
+    EntryIdentity identity;
     int watch = -1;
-    bool isRemote = false;
+    bool isPolled = false;
     std::unordered_map<std::string, Entry> entries;
   };
   /// A name of a directory, and the file that is there now.
@@ -89,13 +89,15 @@ class InotifyDirectorySource final : public DirectorySource {
 
   [[nodiscard]] bool needsAnotherLook() const noexcept { return looksAtEverything_ || !postponed_.empty(); }
   void findRoot();
-  void watch(Directory& directory, int descriptor);
+  /// Returns false if the directory no longer exists.
+  bool watch(Directory& directory, int descriptor);
   void unwatch(Directory& directory) noexcept;
   void forget(Directory& directory) noexcept;
   void lookAtEverything(Directory& directory);
   void lookAtPostponed();
   void lookAtOtherNames();
-  void collectLinked(Directory& directory, const std::set<FileIdentity>& linked);
+  static void collectLinked(Directory& directory, const std::set<EntryIdentity>& linked,
+                            std::unordered_map<Directory*, Names>& others);
   void lookAtNames(Directory& directory, const Names& names);
   void compare(Directory& directory, const std::string& name, const std::optional<FoundFile>& found, bool wasWritten);
   [[nodiscard]] OwnedDescriptor open(const Directory& directory) const;
@@ -119,20 +121,21 @@ class InotifyDirectorySource final : public DirectorySource {
   /// Whether no directory was found at the path yet.
   bool isLost_ = true;
   bool looksAtEverything_ = false;
-  /// Whether the present round lists everything.
-  bool isFullLook_ = false;
+  /// The reason why names are examined now.
+  enum class Look : std::uint8_t { events, everything, otherNames } look_ = Look::events;
   Directory root_;
   std::unordered_map<int, std::vector<Directory*>> watched_;
-  std::size_t remoteDirectories_ = 0;
+  std::size_t polledDirectories_ = 0;
   /// Names that could not be examined, because the directory is not at its place in the model. The event of its move is
   /// still to come.
   std::unordered_map<Directory*, Names> postponed_;
 
   // The state of one call of takeChanges.
   std::vector<Place> found_;
-  std::map<FileIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
-  /// Files with several names for one of which an event was received. The kernel sends no event for the other names.
-  std::set<FileIdentity> linked_;
+  std::map<EntryIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
+  /// Files with several names, one of which had an event or is new. The kernel sends no event for the other names, and
+  /// none for a write before the directory of the new name was watched.
+  std::set<EntryIdentity> linked_;
   std::vector<DirectoryChange> changes_;
   std::vector<std::unique_ptr<Directory>> removed_;
 };

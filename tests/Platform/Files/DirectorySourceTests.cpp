@@ -2,12 +2,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -15,6 +17,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -141,6 +144,24 @@ TEST_F(DirectorySourceTest, MovedDirectoryIsOneChange) {
   EXPECT_THAT(take(), ElementsAre("changed x/y/b/c"));
 }
 
+TEST_F(DirectorySourceTest, DirectoryThatBecomesReachableIsListed) {
+  // A path of more than 4,095 bytes cannot be opened.
+  const std::string part(255, 'd');
+  int deepest = ::open(root().c_str(), O_RDONLY | O_DIRECTORY);
+  for (int level = 0; level < 15; ++level) {
+    ASSERT_EQ(::mkdirat(deepest, part.c_str(), 0700), 0);
+    const int next = ::openat(deepest, part.c_str(), O_RDONLY | O_DIRECTORY);
+    ::close(std::exchange(deepest, next));
+  }
+  ASSERT_EQ(::mkdirat(deepest, part.c_str(), 0700), 0);
+  ASSERT_EQ(::mkdirat(deepest, (part + "/inner").c_str(), 0700), 0);
+  source_ = FileManager::default_().makeDirectorySource(URL::fileURLWithPath(root()), DirectoryDepth::tree, [] {});
+  EXPECT_EQ(source_->takeChanges().size(), 16U);
+  ASSERT_EQ(::renameat(deepest, part.c_str(), AT_FDCWD, path("near").c_str()), 0);
+  ::close(deepest);
+  EXPECT_THAT(described(source_->takeChanges()), testing::Contains("appeared near/inner"));
+}
+
 TEST_F(DirectorySourceTest, FileMovedIntoNewDirectoryIsRenamed) {
   put("a");
   follow(DirectoryDepth::tree);
@@ -187,16 +208,48 @@ TEST_F(DirectorySourceTest, MissingDirectoryThrowsUntilItExists) {
   EXPECT_THAT(take(), ElementsAre("appeared b"));
 }
 
-TEST_F(DirectorySourceTest, EachWatchedEntryCostsNoDescriptor) {
-  for (int i = 0; i < 2'000; ++i) put("file" + std::to_string(i));
-  for (int i = 0; i < 200; ++i) std::filesystem::create_directory(path("directory" + std::to_string(i)));
+TEST_F(DirectorySourceTest, HundredThousandEntriesTakeNoDescriptors) {
+  for (int i = 0; i < 100; ++i) {
+    const std::string directory = "directory" + std::to_string(i);
+    std::filesystem::create_directory(path(directory));
+    for (int j = 0; j < 1'000; ++j) {
+      ASSERT_EQ(::mknod(path(directory + "/file" + std::to_string(j)).c_str(), S_IFREG | 0600, 0), 0);
+    }
+  }
   const auto open = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
   };
   follow(DirectoryDepth::entries);
   const auto before = open();
-  follow(DirectoryDepth::tree);
+  source_ = FileManager::default_().makeDirectorySource(URL::fileURLWithPath(root()), DirectoryDepth::tree, [] {});
+  EXPECT_EQ(source_->takeChanges().size(), 100'100U);
   EXPECT_EQ(open(), before);
+  put("directory99/file999");
+  EXPECT_THAT(described(source_->takeChanges()), ElementsAre("changed directory99/file999"));
+}
+
+TEST_F(DirectorySourceTest, AnEntryTakesAtMost200Bytes) {
+  if (::mallinfo2().uordblks == 0) GTEST_SKIP() << "this allocator does not report its memory";
+  constexpr std::size_t count = 10'000;
+  for (std::size_t i = 0; i < count; ++i) {
+    ASSERT_EQ(::mknod(path("file" + std::to_string(i)).c_str(), S_IFREG | 0600, 0), 0);
+  }
+  follow(DirectoryDepth::entries);
+  model_ = {};
+  source_ = FileManager::default_().makeDirectorySource(URL::fileURLWithPath(root()), DirectoryDepth::entries, [] {});
+  const std::size_t before = ::mallinfo2().uordblks;
+  ASSERT_EQ(source_->takeChanges().size(), count);
+  const std::size_t taken = ::mallinfo2().uordblks - before;
+  EXPECT_LE(taken / count, 200U);
+  EXPECT_GE(taken / count, sizeof(DirectoryEntry));
+}
+
+TEST_F(DirectorySourceTest, ForkedChildTakesNoEventsOfItsParent) {
+  follow(DirectoryDepth::entries);
+  put("a");
+  EXPECT_EXIT(static_cast<void>(source_->takeChanges()), testing::KilledBySignal(SIGABRT), "child of a fork");
+  EXPECT_EXIT(follow(DirectoryDepth::entries), testing::KilledBySignal(SIGABRT), "child of a fork");
+  EXPECT_THAT(take(), ElementsAre("appeared a"));
 }
 
 TEST_F(DirectorySourceTest, EventsWakeTheConsumer) {

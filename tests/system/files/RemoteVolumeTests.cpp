@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
-#include <linux/magic.h>
-#include <sys/mount.h>
-#include <sys/vfs.h>
 
 #include <chrono>
 #include <filesystem>
@@ -20,41 +17,22 @@
 #include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/Pause.hpp"
-#include "tests/Support/Process.hpp"
-#include "tests/Support/TemporaryFolder.hpp"
-#include "tests/Support/WaitUntil.hpp"
+#include "tests/Support/RemoteVolume.hpp"
 
 namespace Tessaly {
 namespace {
 
-/// A volume that others can write without an event on this system. It is a directory behind a file system in user space
-/// without caches.
 class RemoteVolume : public testing::Test {
  protected:
-  RemoteVolume() : reason_(Tests::enterMountNamespace()) {
-    if (!reason_.empty()) return;
-    process_ = Tests::Process(
-        {"bindfs", "-f", "-o", "attr_timeout=0,entry_timeout=0,negative_timeout=0", origin_.path(), volume_.path()});
-    const auto isThere = [&] {
-      struct statfs volume{};
-      return ::statfs(volume_.path().c_str(), &volume) == 0 && volume.f_type == FUSE_SUPER_MAGIC;
-    };
-    if (!Tests::waitUntil(isThere)) reason_ = "bindfs cannot mount a volume";
-  }
-  ~RemoteVolume() override { ::umount2(volume_.path().c_str(), MNT_DETACH); }
   void SetUp() override {
-    if (!reason_.empty()) GTEST_SKIP() << reason_;
+    if (!volume_.reason().empty()) GTEST_SKIP() << volume_.reason();
   }
 
-  /// The path of the file for another computer.
-  [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
-  [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.path() + "/" + name); }
+  [[nodiscard]] std::string theirs(const std::string& name) const { return volume_.theirs(name); }
+  [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.ours(name)); }
 
-  Tests::TemporaryFolder origin_;
-  Tests::TemporaryFolder volume_;
-  Tests::Process process_;
+  Tests::RemoteVolume volume_;
   ManualClock clock_;
-  std::string reason_;
 };
 
 TEST_F(RemoteVolume, FileIsPolledEverySecond) {
@@ -129,6 +107,19 @@ TEST_F(RemoteVolume, LocalWritesAreNoticedAtOnce) {
     std::ofstream(ours("a").path()) << "two";
     co_await next.value();
   });
+}
+
+// Without a time of creation, a new directory may look like a removed one whose watch has ended.
+TEST(VolumeWithoutTimesOfCreation, DirectoryIsPolled) {
+  const Tests::MemoryVolume volume("", "ramfs");
+  if (!volume.reason().empty()) GTEST_SKIP() << volume.reason();
+  const auto source =
+      FileManager::default_().makeDirectorySource(URL::fileURLWithPath(volume.path()), DirectoryDepth::entries, [] {});
+  std::ofstream(volume.path("file")) << "text";
+  const auto changes = source->takeChanges();
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].entry.attributes.created, std::nullopt);
+  EXPECT_TRUE(source->needsPolling());
 }
 
 }  // namespace
