@@ -13,7 +13,12 @@ if(TESSALY_PRECOMPILE_TESTS)
   add_library(TessalyTestHeaders OBJECT ${source})
   target_link_libraries(TessalyTestHeaders PRIVATE TessalyFlags GTest::gtest GTest::gmock)
   target_compile_features(TessalyTestHeaders PRIVATE cxx_std_23)
-  target_compile_options(TessalyTestHeaders PRIVATE "SHELL:-Xclang -fno-pch-timestamp")  # For ccache.
+  # For ccache, which stores nothing that was compiled with a header whose time or expansion it does not know.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(TessalyTestHeaders PRIVATE -fpch-preprocess)
+  else()
+    target_compile_options(TessalyTestHeaders PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+  endif()
   target_precompile_headers(TessalyTestHeaders PRIVATE
     <gmock/gmock.h> <gtest/gtest.h> <atomic> <chrono> <functional> <optional> <string> <thread> <vector>)
 endif()
@@ -30,6 +35,7 @@ function(tessaly_tests NAME)
   target_link_libraries(${NAME}Tests PRIVATE ${ARG_LIBRARIES} TessalyFlags GTest::gtest GTest::gtest_main GTest::gmock)
   if(TESSALY_PRECOMPILE_TESTS)
     target_precompile_headers(${NAME}Tests REUSE_FROM TessalyTestHeaders)
+    target_compile_options(${NAME}Tests PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
   endif()
   gtest_discover_tests(${NAME}Tests
     TEST_PREFIX ${NAME}.

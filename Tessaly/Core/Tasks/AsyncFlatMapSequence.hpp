@@ -30,7 +30,8 @@ class FlatMapStepper {
       }
       auto element = co_await base_.next();
       if (!element) co_return std::nullopt;
-      segment_.emplace((co_await applyTransform(transform_, *element)).makeAsyncIterator());
+      Segment segment = co_await applyTransform(transform_, *element);  // Named, because g++ 14 deduces no type here.
+      segment_.emplace(segment.makeAsyncIterator());
     }
   }
 
