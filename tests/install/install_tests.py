@@ -224,6 +224,23 @@ def lone_component():
     check_says(said, "cannot be built")
 
 
+def template():
+    """The template of an application, by CMake with tessaly_bundle() and by make without it. Its setting is kept."""
+    source, home = SOURCES / "examples/template", WORK / "template-home"
+    for folder in (home, WORK / "template", WORK / "template-make"):
+        shutil.rmtree(folder, ignore_errors=True)
+    environment = {"HOME": str(home), "XDG_CONFIG_HOME": "", "LC_ALL": "de_DE.UTF-8", "LD_LIBRARY_PATH": str(PREFIX / "lib"),
+                   "PKG_CONFIG_PATH": str(PREFIX / "lib/pkgconfig")}
+    run("cmake", "-G", "Ninja", "-S", source, "-B", WORK / "template", f"-DCMAKE_CXX_COMPILER={COMPILER}",
+        f"-DCMAKE_PREFIX_PATH={PREFIX}")
+    run("cmake", "--build", WORK / "template")
+    shutil.copytree(source, WORK / "template-make")
+    run("make", "-C", WORK / "template-make", f"CXX={COMPILER}", **environment)
+    for visit, folder in enumerate(("template", "template-make"), 1):
+        said = run("sh", "-c", f"sleep 2 | {WORK / folder / 'first-hour'}", **environment)
+        check_says(said, f"Visit {visit}: 2.262 primes below 20.000", "primes below 40.000")
+
+
 def older_standard():
     """A host that asks for an older standard is told that it gets C++23."""
     said = configure("older", "-DHOST_FINDS=Mutex;Base", "-DCMAKE_CXX_STANDARD=20")
