@@ -45,6 +45,7 @@
 #include "Tessaly/Core/Formatters/DateFormatter.hpp"
 #include "Tessaly/Core/Formatters/DateIntervalFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/DurationFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Formatters/FormatStyle.hpp"
 #include "Tessaly/Core/Formatters/FormatsLocale.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"

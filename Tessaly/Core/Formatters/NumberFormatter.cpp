@@ -16,6 +16,7 @@
 #include <limits>
 
 #include "Tessaly/Core/Formatters/detail/DecimalWriter.hpp"
+#include "Tessaly/Core/Formatters/detail/NumberOfObject.hpp"
 #include "Tessaly/Core/Text/Characters.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
@@ -347,22 +348,8 @@ std::optional<std::string> NumberFormatter::string(const NSNumber& number) const
 }
 
 std::optional<std::string> NumberFormatter::string(const std::any& object) const {
-  std::optional<std::string> text;
-  const auto tryKind = [&]<typename Number>() {
-    const auto* number = std::any_cast<Number>(&object);
-    if (number == nullptr) return false;
-    if constexpr (std::is_same_v<Number, NSNumber>) {
-      text = string(*number);
-    } else {
-      text = string(NSNumber(*number));
-    }
-    return true;
-  };
-  const auto tryKinds = [&]<typename... Numbers>() { return (tryKind.template operator()<Numbers>() || ...); };
-  static_cast<void>(
-      tryKinds.template operator()<NSNumber, double, float, std::int64_t, long long, int, short, signed char,
-                                   std::uint64_t, unsigned long long, unsigned, unsigned short, unsigned char, bool>());
-  return text;
+  const std::optional<NSNumber> number = detail::numberOfObject(object);
+  return number ? string(*number) : std::nullopt;
 }
 
 std::optional<NSNumber> NumberFormatter::number(std::string_view text) const {

@@ -1,0 +1,425 @@
+// SPDX-License-Identifier: MIT
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+#include "Tessaly/Core/Base/CallNotification.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Formatters/detail/NumberOfObject.hpp"
+#include "Tessaly/Core/Formatters/detail/TypedNumber.hpp"
+#include "Tessaly/Core/Text/UTF8.hpp"
+
+namespace Tessaly::inline v1 {
+namespace {
+
+using Kind = FieldNotice::Kind;
+
+/// Toolkits do not pass exceptions on.
+template <typename Question>
+void ask(Question question) noexcept {
+  callNotification("A field's formatter", question);
+}
+
+bool isLess(const NSNumber& left, const NSNumber& right) {
+  const auto isInteger = [](const NSNumber& number) {
+    return !number.isReal() && number.kind() != NSNumber::Kind::unsignedInteger;
+  };
+  if (isInteger(left) && isInteger(right)) return left.integerValue() < right.integerValue();
+  return left.doubleValue() < right.doubleValue();
+}
+
+bool isWhole(const NSNumber& number) {
+  return !number.isReal() || std::trunc(number.doubleValue()) == number.doubleValue();
+}
+
+/// Whether further digits can lead from a number to one between two bounds. All are positive or zero.
+bool canGrow(double number, int fractionDigits, bool isFraction, bool isInteger, double lowest, double highest) {
+  if (highest < number) return false;
+  if (isFraction && !isInteger && number + std::pow(10.0, -fractionDigits) > lowest) return true;
+  if (isFraction) return false;
+  if (number == 0) return true;
+  for (double first = number, end = number + 1; first <= highest; first *= 10, end *= 10) {
+    if (end > lowest) return true;
+  }
+  return false;
+}
+
+FieldNotice noticeOf(Kind kind, std::string reason) { return {kind, {}, {}, std::move(reason)}; }
+
+std::string sentenceOf(const FieldNotice& notice) {
+  const std::string typed = "“" + notice.typed + "”";
+  const std::string shown = "“" + notice.shown + "”";
+  switch (notice.kind) {
+    case Kind::none:
+      return {};
+    case Kind::empty:
+      return "A number is needed.";
+    case Kind::notANumber:
+      return typed + " is not a number.";
+    case Kind::belowRange:
+      return typed + " is less than " + shown + ".";
+    case Kind::aboveRange:
+      return typed + " is more than " + shown + ".";
+    case Kind::rounded:
+      return typed + " is rounded to " + shown + ".";
+    case Kind::rewritten:
+      return "The field takes " + shown + " instead of " + typed + ".";
+    case Kind::refused:
+      return "The field does not take " + typed + ".";
+  }
+  return {};
+}
+
+}  // namespace
+
+struct FieldEditing::Outcome {
+  FieldState state = FieldState::acceptable;
+  /// Empty if the text cannot be read.
+  std::any object;
+  std::string shown;
+  FieldNotice notice;
+};
+
+/// The part for formatters of numbers.
+class FieldEditing::Numbers {
+ public:
+  explicit Numbers(const FieldEditing& editing) : editing_(editing), rules_(editing.rules_) {}
+
+  [[nodiscard]] Outcome outcome(std::string_view text) const {
+    const std::string suffix = editing_.suffix();
+    const std::string separator = rules_.number->decimalSeparator().value_or(".");
+    const std::string_view body = detail::withoutSuffix(text, suffix);
+    detail::TypedText typed = detail::typedText(body, separator);
+    if (typed.isBeginning) return beginning(typed, suffix);
+    Outcome best = unreadable(Kind::notANumber, FieldState::invalid);
+    for (auto reading = typed.readings.rbegin(); reading != typed.readings.rend(); ++reading) {
+      Outcome found = settle(prefixOf(reading->isNegative) + digits(*reading, separator) + suffix);
+      const bool isWorse = !found.object.has_value() || (isBeyond(found) && !isBeyond(best));
+      if (best.object.has_value() && isWorse) continue;
+      if (isBeyond(found) && canBecome(*reading, typed.hasSeparator)) found.state = FieldState::incomplete;
+      best = std::move(found);
+    }
+    return best;
+  }
+
+ private:
+  static Outcome unreadable(Kind kind, FieldState state, std::string reason = {}) {
+    return {state, {}, {}, noticeOf(kind, std::move(reason))};
+  }
+  static bool isBeyond(const Outcome& outcome) {
+    return outcome.notice.kind == Kind::belowRange || outcome.notice.kind == Kind::aboveRange;
+  }
+
+  [[nodiscard]] std::string prefixOf(bool isNegative) const {
+    return isNegative ? rules_.number->negativePrefix() : rules_.number->positivePrefix();
+  }
+  static std::string digits(const detail::TypedNumber& reading, const std::string& separator) {
+    return reading.fraction.empty() ? reading.integer : reading.integer + separator + reading.fraction;
+  }
+
+  /// A text without a digit. Some formatters read a sign, or nothing, as zero.
+  [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const {
+    const bool isEmpty = !typed.hasSign && !typed.hasSeparator;
+    Outcome outcome = unreadable(isEmpty ? Kind::empty : Kind::notANumber, FieldState::incomplete);
+    if (!typed.hasSeparator) {
+      Outcome zero = settle(isEmpty ? std::string() : prefixOf(typed.isNegative) + suffix);
+      if (zero.object.has_value()) outcome = std::move(zero);
+    }
+    if (typed.hasSign) outcome.state = allowsSign(typed.isNegative) ? FieldState::incomplete : FieldState::invalid;
+    return outcome;
+  }
+
+  [[nodiscard]] bool allowsSign(bool isNegative) const {
+    if (!rules_.range) return true;
+    const auto [lowest, highest] = rules_.range();
+    return isNegative ? isLess(lowest, NSNumber(0)) : !isLess(highest, NSNumber(0));
+  }
+
+  [[nodiscard]] Outcome settle(const std::string& text) const {
+    const Judgement judgement = editing_.judge(text);
+    Outcome outcome;
+    outcome.object = editing_.read(text);
+    const std::optional<NSNumber> number = detail::numberOfObject(outcome.object);
+    if (!judgement.isAccepted) {
+      if (judgement.replacement) return bound(number, *judgement.replacement);
+      return unreadable(Kind::refused, FieldState::invalid, judgement.reason);
+    }
+    if (!number) return unreadable(Kind::notANumber, FieldState::invalid);
+    outcome.shown = editing_.write(outcome.object).value_or(text);
+    return rounded(*number, std::move(outcome));
+  }
+
+  /// The nearest number that the field can show.
+  [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const {
+    std::optional<NSNumber> again = detail::numberOfObject(editing_.read(outcome.shown));
+    if (rules_.isWhole && again && !isWhole(*again)) {
+      again = NSNumber(std::nearbyint(again->doubleValue()));
+      outcome.shown = editing_.write(*again).value_or(outcome.shown);
+    }
+    if (!again || *again == number) return outcome;
+    const Judgement judgement = editing_.judge(outcome.shown);
+    if (!judgement.isAccepted && judgement.replacement) {
+      Outcome crossed = bound(again, *judgement.replacement);
+      const bool isBound = detail::numberOfObject(crossed.object) == number;
+      return isBound ? outcome : crossed;
+    }
+    outcome.object = *again;
+    outcome.notice.kind = Kind::rounded;
+    outcome.state = FieldState::invalid;
+    return outcome;
+  }
+
+  /// The bound that a number crosses. Its text may be rounded, so the object comes from the range.
+  [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const {
+    Outcome outcome;
+    outcome.state = FieldState::invalid;
+    outcome.shown = text;
+    outcome.object = editing_.read(text);
+    const NSNumber crossing = number.value_or(NSNumber(0));
+    if (rules_.range) {
+      const auto [lowest, highest] = rules_.range();
+      outcome.object = isLess(crossing, lowest) ? lowest : highest;
+    }
+    const std::optional<NSNumber> end = detail::numberOfObject(outcome.object);
+    outcome.notice.kind = end && isLess(crossing, *end) ? Kind::belowRange : Kind::aboveRange;
+    return outcome;
+  }
+
+  [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const {
+    if (!rules_.range || !allowsSign(reading.isNegative)) return !rules_.range;
+    const auto [lower, upper] = rules_.range();
+    const double lowest = reading.isNegative ? -upper.doubleValue() : lower.doubleValue();
+    const double highest = reading.isNegative ? -lower.doubleValue() : upper.doubleValue();
+    const std::string digits = reading.integer + "." + reading.fraction;
+    double number = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return canGrow(number, static_cast<int>(reading.fraction.size()), hasSeparator, rules_.isWhole, lowest, highest);
+  }
+
+  const FieldEditing& editing_;
+  const Rules& rules_;
+};
+
+FieldEditing::FieldEditing(std::shared_ptr<Formatter> formatter, FieldChecking checking, Rules rules)
+    : formatter_(std::move(formatter)), checking_(checking), rules_(std::move(rules)) {
+  if (formatter_ == nullptr) fatalError("A field needs a formatter", "Tessaly/FieldEditing", __LINE__);
+}
+
+FieldEditing::Judgement FieldEditing::judge(std::string_view text) const noexcept {
+  Judgement judgement;
+  ask([&] {
+    std::optional<std::string> reason;
+    judgement.isAccepted = formatter_->isPartialStringValid(text, &judgement.replacement, &reason);
+    judgement.reason = std::move(reason).value_or("");
+  });
+  return judgement;
+}
+
+/// If the strict parsing fails and the formatter parses "any string", that decides.
+std::any FieldEditing::read(std::string_view text, std::string* reason) const noexcept {
+  std::any object;
+  ask([&] {
+    std::optional<std::string> description;
+    if (formatter_->getObjectValue(&object, text, &description)) return;
+    object = rules_.readAnyString ? rules_.readAnyString(text) : std::any();
+    if (reason != nullptr) *reason = std::move(description).value_or("");
+  });
+  return object;
+}
+
+std::optional<std::string> FieldEditing::write(const std::any& object) const noexcept {
+  std::optional<std::string> text;
+  ask([&] { text = formatter_->string(object); });
+  return text;
+}
+
+std::string FieldEditing::suffix() const noexcept {
+  std::string suffix;
+  if (rules_.suffix) ask([&] { suffix = rules_.suffix(); });
+  return suffix;
+}
+
+std::optional<std::string> FieldEditing::show(std::any object) noexcept {
+  if (rules_.range) {
+    const std::optional<NSNumber> number = detail::numberOfObject(object);
+    if (!number || number->doubleValue() != number->doubleValue()) return std::nullopt;
+    bool isWithin = false;
+    ask([&] {
+      const auto [lowest, highest] = rules_.range();
+      isWithin = !isLess(*number, lowest) && !isLess(highest, *number);
+    });
+    if (!isWithin) return std::nullopt;
+  }
+  std::optional<std::string> text = write(object);
+  if (!text || !isAllowed(object)) return std::nullopt;
+  object_ = std::move(object);
+  shown_ = text;
+  return text;
+}
+
+FieldEditing::Answer FieldEditing::change(const Change& change) const noexcept {
+  if (checking_ == FieldChecking::atEveryChange) return obey(change);
+  Answer answer;
+  if (rules_.number != nullptr) {
+    ask([&] { answer = keepSuffix(change); });
+    return answer;
+  }
+  const std::string whole = std::string(change.before) + std::string(change.inserted) + std::string(change.behind);
+  Judgement judgement = judge(whole);
+  if (judgement.isAccepted || judgement.replacement || change.inserted.empty()) return answer;
+  const std::string former = std::string(change.before) + std::string(change.removed) + std::string(change.behind);
+  const auto length = [](std::string_view text) {
+    const Text::Scalars scalars(text);
+    return std::ranges::distance(scalars.begin(), scalars.end());
+  };
+  if (length(whole) <= length(former) && !judge(former).isAccepted) return answer;
+  FieldNotice notice = noticeOf(Kind::refused, std::move(judgement.reason));
+  explain(notice, whole, {});
+  answer.kind = Answer::Kind::refused;
+  answer.isRefusal = true;
+  answer.reason = notice.reason;
+  return answer;
+}
+
+FieldEditing::Answer FieldEditing::obey(const Change& change) const noexcept {
+  Judgement judgement = judge(std::string(change.before) + std::string(change.inserted) + std::string(change.behind));
+  Answer answer;
+  if (judgement.isAccepted) return answer;
+  answer.isRefusal = true;
+  answer.reason = std::move(judgement.reason);
+  answer.kind = judgement.replacement ? Answer::Kind::replaced : Answer::Kind::refused;
+  if (!judgement.replacement) return answer;
+  answer.text = *std::move(judgement.replacement);
+  answer.cursor = cursorIn(answer.text, std::string(change.before) + std::string(change.inserted), change.behind);
+  return answer;
+}
+
+/// Moves a change that touches the suffix before it. A typed suffix does not double the present one.
+FieldEditing::Answer FieldEditing::keepSuffix(const Change& change) const {
+  const std::string suffix = this->suffix();
+  const std::string former = std::string(change.before) + std::string(change.removed) + std::string(change.behind);
+  Answer answer;
+  if (suffix.empty() || !former.ends_with(suffix)) return answer;
+  const std::string_view body = std::string_view(former).substr(0, former.size() - suffix.size());
+  const std::size_t start = std::min(change.before.size(), body.size());
+  const std::size_t end = std::min(change.before.size() + change.removed.size(), body.size());
+  std::string typed = std::string(body.substr(0, start)) + std::string(change.inserted);
+  if (end == body.size() && !change.inserted.empty()) {
+    typed.resize(detail::withoutSuffix(typed, suffix).size());
+  }
+  answer.cursor = typed.size();
+  answer.text = typed + std::string(body.substr(end)) + suffix;
+  const bool isNatural = answer.text.size() == change.before.size() + change.inserted.size() + change.behind.size() &&
+                         std::string_view(answer.text).substr(0, change.before.size()) == change.before &&
+                         std::string_view(answer.text).substr(change.before.size()).starts_with(change.inserted) &&
+                         answer.text.ends_with(change.behind);
+  if (!isNatural) answer.kind = answer.text == former ? Answer::Kind::refused : Answer::Kind::replaced;
+  return answer;
+}
+
+std::size_t FieldEditing::lastPosition(std::string_view text) const noexcept {
+  if (checking_ == FieldChecking::atEveryChange || rules_.number == nullptr) return text.size();
+  const std::string suffix = this->suffix();
+  return text.ends_with(suffix) ? text.size() - suffix.size() : text.size();
+}
+
+/// The cursor keeps the text behind it if that text stays. Otherwise it keeps the text before it, or else goes to the
+/// end. It stays before a suffix that the replacement adds.
+std::size_t FieldEditing::cursorIn(std::string_view replacement, std::string_view before,
+                                   std::string_view behind) const noexcept {
+  const std::string suffix = this->suffix();
+  if (!behind.ends_with(suffix) && !(behind.empty() && before.ends_with(suffix)) && replacement.ends_with(suffix)) {
+    replacement.remove_suffix(suffix.size());
+  }
+  if (replacement.ends_with(behind)) return replacement.size() - behind.size();
+  if (replacement.starts_with(before)) return before.size();
+  return replacement.size();
+}
+
+FieldEditing::Outcome FieldEditing::outcomeOfText(std::string_view text) const {
+  Outcome outcome;
+  outcome.shown = std::string(text);
+  Judgement judgement = judge(text);
+  if (!judgement.isAccepted) {
+    outcome.state = FieldState::invalid;
+    outcome.notice = noticeOf(Kind::refused, std::move(judgement.reason));
+    if (!judgement.replacement) return outcome;
+    outcome.shown = *std::move(judgement.replacement);
+  }
+  std::string reason;
+  outcome.object = read(outcome.shown, &reason);
+  if (!outcome.object.has_value()) {
+    if (judgement.isAccepted) outcome.state = FieldState::incomplete;
+    outcome.notice = noticeOf(Kind::refused, std::move(reason));
+    return outcome;
+  }
+  outcome.shown = write(outcome.object).value_or(outcome.shown);
+  if (outcome.notice.isNone() && outcome.shown != text) {
+    outcome.notice.kind = Kind::rewritten;
+    outcome.state = FieldState::invalid;
+  }
+  return outcome;
+}
+
+FieldEditing::Outcome FieldEditing::outcome(std::string_view text) const noexcept {
+  Outcome outcome;
+  if (object_.has_value() && text == shown_) {
+    outcome.object = object_;
+    outcome.shown = *shown_;
+    return outcome;
+  }
+  ask([&] { outcome = rules_.number != nullptr ? Numbers(*this).outcome(text) : outcomeOfText(text); });
+  if (outcome.object.has_value() && !isAllowed(outcome.object)) {
+    outcome.object.reset();
+    outcome.state = FieldState::invalid;
+    outcome.notice.kind = Kind::refused;
+  }
+  explain(outcome.notice, text, outcome.shown);
+  return outcome;
+}
+
+bool FieldEditing::isAllowed(const std::any& object) const noexcept {
+  bool isAllowed = true;
+  const auto question = [&] { isAllowed = rule_(object); };
+  if (rule_) callNotification("The rule of a field", question);
+  return isAllowed;
+}
+
+void FieldEditing::explain(FieldNotice& notice, std::string_view typed, std::string_view shown) const noexcept {
+  if (notice.isNone()) return;
+  notice.typed = std::string(typed);
+  notice.shown = std::string(shown);
+  if (notice.reason.empty()) notice.reason = sentenceOf(notice);
+  if (!explanation_) return;
+  std::string own;
+  const auto translate = [&] { own = explanation_(notice); };
+  callNotification("The explanation of a field", translate);
+  if (!own.empty()) notice.reason = std::move(own);
+}
+
+FieldState FieldEditing::state(std::string_view text, FieldNotice* notice) const noexcept {
+  Outcome found = outcome(text);
+  if (notice != nullptr) *notice = std::move(found.notice);
+  return found.state;
+}
+
+FieldEditing::End FieldEditing::end(std::string_view text, std::size_t cursor) noexcept {
+  Outcome found = outcome(text);
+  End result{true, std::move(found.shown), cursor, std::move(found.notice)};
+  if (found.object.has_value()) {
+    object_ = std::move(found.object);
+    shown_ = result.text;
+  } else if (result.notice.kind == Kind::empty && object_.has_value()) {
+    result.text = *shown_;
+  } else {
+    result.hasEnded = false;
+    result.text = std::string(text);
+  }
+  if (result.text != text) result.cursor = cursorIn(result.text, text.substr(0, cursor), text.substr(cursor));
+  return result;
+}
+
+}  // namespace Tessaly::inline v1

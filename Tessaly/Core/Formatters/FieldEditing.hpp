@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::Formatters
+#pragma once
+
+#include <any>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Formatters/Formatter.hpp"
+#include "Tessaly/Core/Formatters/NumberFormatter.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+
+namespace Tessaly::inline v1 {
+
+/// When a field corrects typed text: at the end of editing, or at every change, as its formatter demands.
+enum class FieldChecking : std::uint8_t { atTheEnd, atEveryChange };
+
+/// What a text in a field is worth.
+///
+/// `acceptable`: editing could end without a correction. `incomplete`: further typing can make the text acceptable.
+/// `invalid`: the end of editing would correct the text, or could not read it.
+enum class FieldState : std::uint8_t { acceptable, incomplete, invalid };
+
+/// The reason why a field refuses or corrects a text.
+struct FieldNotice {
+  enum class Kind : std::uint8_t { none, empty, notANumber, belowRange, aboveRange, rounded, rewritten, refused };
+
+  Kind kind = Kind::none;
+  /// The typed text.
+  std::string typed;
+  /// The text that the field shows instead: the bound, or the rounded number. Empty if there is none.
+  std::string shown;
+  /// One English sentence, or the description of the formatter. Empty without a notice.
+  std::string reason;
+
+  [[nodiscard]] bool isNone() const noexcept { return kind == Kind::none; }
+  friend bool operator==(const FieldNotice&, const FieldNotice&) = default;
+};
+
+/// The decisions of an editable field with a `Formatter`: which text may stand in the field, what the text means, and
+/// what the field shows at the end.
+///
+/// The adapters for Qt and GTK translate events into its calls. Use one of those if there is one for your toolkit. It
+/// has no counterpart in the standard library.
+///
+/// With `FieldChecking::atTheEnd` no change turns a typed number into another one. Every text may stand in the field of
+/// a `NumberFormatter`, and `state` says what it is worth. A suffix that stands in the field stays there. A number may
+/// have any minus sign or hyphen, the separators of any language, white space around it, and no affixes. A text without
+/// a number, such as a name, follows `isPartialStringValid`, except that shortening is always possible. With
+/// `FieldChecking::atEveryChange` the formatter judges and replaces every text.
+///
+/// Both end in the same way: a number beyond the range becomes the bound, superfluous digits are rounded, and an empty
+/// text becomes the former one, unless the formatter accepts it. An unreadable text stays. A text that was only passed
+/// through keeps its object, including digits that the text does not show.
+///
+/// These stop the process: a null formatter, and an exception from the formatter.
+///
+/// Thread contract: thread-compatible.
+///
+///     FieldEditing editing(Formatters::RangeNumber<int>::make(ClosedRange(10, 60)));
+///     FieldState typing = editing.state("3");    // incomplete
+///     FieldEditing::End end = editing.end("3");  // shows "10", because “3” is less than “10”
+class TESSALY_EXPORT FieldEditing {
+ public:
+  /// A change of a text: `removed` gives way to `inserted`, between two parts that stay. UTF-8.
+  struct Change {
+    std::string_view before;
+    std::string_view removed;
+    std::string_view inserted;
+    std::string_view behind;
+  };
+  /// `accepted`: the change takes place. `refused`: the field stays as it is. `replaced`: the field takes `text`, with
+  /// the cursor at this byte.
+  struct Answer {
+    enum class Kind : std::uint8_t { accepted, refused, replaced };
+
+    Kind kind = Kind::accepted;
+    std::string text;
+    std::size_t cursor = 0;
+    /// Whether the formatter refused the text. A restored suffix is not a refusal.
+    bool isRefusal = false;
+    std::string reason;
+  };
+  /// The result of editing. `hasEnded` is false if the text cannot be read. The field then keeps it.
+  struct End {
+    bool hasEnded = false;
+    std::string text;
+    std::size_t cursor = 0;
+    FieldNotice notice;
+  };
+  using Explanation = std::function<std::string(const FieldNotice& notice)>;
+
+  template <std::derived_from<Formatter> Kind>
+  explicit FieldEditing(std::shared_ptr<Kind> formatter, FieldChecking checking = FieldChecking::atTheEnd)
+      : FieldEditing(formatter, checking, rulesOf(formatter.get())) {}
+
+  [[nodiscard]] FieldChecking checking() const noexcept { return checking_; }
+  /// The last result of editing, or the object that was set since. Empty before both.
+  [[nodiscard]] const std::any& object() const noexcept { return object_; }
+
+  /// Whether a text differs from that of the object.
+  [[nodiscard]] bool isEdited(std::string_view text) const noexcept { return text != shown_; }
+
+  /// Takes an object, and returns its text. Absent without an effect if the formatter does not support the object, a
+  /// number is beyond the range, or the rule forbids the object.
+  [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
+  /// Judges a change that a person makes.
+  [[nodiscard]] Answer change(const Change& change) const noexcept;
+  /// The last byte position that the cursor should have: the beginning of the suffix.
+  [[nodiscard]] std::size_t lastPosition(std::string_view text) const noexcept;
+  /// The worth of a text, and the reason if it is not acceptable.
+  [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
+  /// Ends editing, with the cursor at a byte position. If the text can be read, `object()` has its value afterwards.
+  [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
+
+  /// Adds a rule for the objects that the formatter reads. A text whose object breaks the rule is invalid, and stays in
+  /// the field at the end of editing. An exception of the rule stops the process.
+  void setRule(std::function<bool(const std::any& object)> rule) { rule_ = std::move(rule); }
+  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  void explainWith(Explanation explanation) { explanation_ = std::move(explanation); }
+
+ private:
+  /// The answer of the formatter to a half-typed text.
+  struct Judgement {
+    bool isAccepted = false;
+    std::optional<std::string> replacement;
+    std::string reason;
+  };
+  /// The functions that only some formatters have.
+  struct Rules {
+    NumberFormatter* number = nullptr;
+    std::function<std::any(std::string_view)> readAnyString;
+    std::function<std::string()> suffix;
+    std::function<std::pair<NSNumber, NSNumber>()> range;
+    bool isWhole = false;
+  };
+  /// The outcome of reading a number.
+  struct Outcome;
+  class Numbers;
+
+  FieldEditing(std::shared_ptr<Formatter> formatter, FieldChecking checking, Rules rules);
+
+  template <typename Kind>
+  static Rules rulesOf(Kind* formatter) {
+    Rules rules;
+    if constexpr (std::derived_from<Kind, NumberFormatter>) {
+      rules.number = formatter;
+      rules.suffix = [formatter] { return formatter->positiveSuffix(); };
+    }
+    if constexpr (requires { NSNumber(*formatter->numberFromAnyString(std::string_view())); }) {
+      rules.readAnyString = [formatter](std::string_view text) {
+        const auto value = formatter->numberFromAnyString(text);
+        return value ? std::any(NSNumber(*value)) : std::any();
+      };
+      using Value = typename decltype(formatter->numberFromAnyString(std::string_view()))::value_type;
+      rules.isWhole = std::is_integral_v<Value>;
+    }
+    if constexpr (requires { std::string(formatter->suffix().value_or("")); }) {
+      rules.suffix = [formatter] { return std::string(formatter->suffix().value_or("")); };
+    }
+    if constexpr (requires { NSNumber(formatter->range().lowerBound()); }) {
+      rules.range = [formatter] {
+        return std::pair(NSNumber(formatter->range().lowerBound()), NSNumber(formatter->range().upperBound()));
+      };
+    }
+    return rules;
+  }
+
+  [[nodiscard]] Judgement judge(std::string_view text) const noexcept;
+  [[nodiscard]] std::any read(std::string_view text, std::string* reason = nullptr) const noexcept;
+  [[nodiscard]] std::optional<std::string> write(const std::any& object) const noexcept;
+  [[nodiscard]] std::string suffix() const noexcept;
+  [[nodiscard]] std::size_t cursorIn(std::string_view replacement, std::string_view before,
+                                     std::string_view behind) const noexcept;
+  [[nodiscard]] Answer obey(const Change& change) const noexcept;
+  [[nodiscard]] Answer keepSuffix(const Change& change) const;
+  [[nodiscard]] Outcome outcome(std::string_view text) const noexcept;
+  [[nodiscard]] Outcome outcomeOfText(std::string_view text) const;
+  [[nodiscard]] bool isAllowed(const std::any& object) const noexcept;
+  void explain(FieldNotice& notice, std::string_view typed, std::string_view shown) const noexcept;
+
+  std::shared_ptr<Formatter> formatter_;
+  FieldChecking checking_;
+  Rules rules_;
+  std::any object_;
+  /// The text of the object. Absent without an object.
+  std::optional<std::string> shown_;
+  std::function<bool(const std::any&)> rule_;
+  Explanation explanation_;
+};
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// One way to understand a typed number. All digits are those of ASCII.
+struct TypedNumber {
+  bool isNegative = false;
+  std::string integer;
+  std::string fraction;
+
+  friend bool operator==(const TypedNumber&, const TypedNumber&) = default;
+};
+
+/// The beginning of a number, and all ways to understand the whole text.
+struct TypedText {
+  /// Whether the text has no digit yet: it is empty, or a sign, or a separator.
+  bool isBeginning = false;
+  bool hasSign = false;
+  bool isNegative = false;
+  bool hasSeparator = false;
+  /// The best way comes first. Empty if the text is not a number.
+  std::vector<TypedNumber> readings;
+};
+
+/// Understands a number as people type it: with digits of every script, any minus sign or hyphen, white space around
+/// it, and separators of any language. A separator that occurs once, at the end, may be the decimal one. Several
+/// separators between groups of two or three digits group them. "1.234" has two readings. The first one follows the
+/// decimal separator of the locale.
+[[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);
+
+/// The text before a suffix, which may lack its white space and may occur twice.
+[[nodiscard]] TESSALY_EXPORT std::string_view withoutSuffix(std::string_view text, std::string_view suffix);
+
+}  // namespace Tessaly::inline v1::detail
