@@ -8,6 +8,7 @@
 #include <any>
 #include <concepts>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,26 +17,28 @@
 #include <vector>
 
 #include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
+#include "Tessaly/Adapters/Gtk/detail/FieldMark.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 
 /// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that.
 namespace Tessaly::inline v1::Gtk4 {
 
-/// Connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`, which checks the input, and shows the
-/// text of an object.
+/// Connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`, and shows the text of an object.
 ///
-/// The hook asks `isPartialStringValid` at every change: typing, pasting, dropping, cutting, committing composed input,
-/// and changes by the program. A refused change leaves the field unchanged, cursor and selection included. A
-/// replacement takes the place of the whole text. When editing ends (Return, or the focus leaves), the hook asks
-/// `getObjectValue`, and the field shows `string` of that object. Some formatters, such as `Formatters::RangeNumber`,
-/// also have `numberFromAnyString`. If `getObjectValue` fails, the hook asks that function, so the user need not type
-/// affixes. GTK has no counterpart. Its idiom is a handler of "insert-text", which treats typing over a selection as
-/// two changes. Text that is not UTF-8 is refused.
+/// `FieldEditing` takes the decisions, and its comment has the rules. By default the hook changes no typed number
+/// before editing ends (Return, or the focus leaves). The suffix of a number stays behind the cursor. A text that is
+/// not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has the reason.
+/// It also has the reason of a correction, until the next change. With `FieldChecking::atEveryChange` the formatter
+/// judges every change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. A
+/// replacement then takes the place of the whole text at once. GTK has no counterpart. Its idiom is a handler of
+/// "insert-text", which treats typing over a selection as two changes.
 ///
-/// The field's own undo history cannot record replacements, so it is off. The hook keeps a history for Control+Z,
-/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A replacement belongs to the change that caused
-/// it.
+/// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
+/// field's own undo history cannot record replacements, so it is off. The hook keeps a history for Control+Z,
+/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A correction at the end of editing is one step,
+/// too.
 ///
 /// A deletion by the keyboard takes place at once. Any other deletion waits for the next turn of the main loop, before
 /// drawing, because an insertion may belong to it. The text at the construction of the hook is not checked. The hook
@@ -55,13 +58,16 @@ class FormatterHook {
   using RefusalHandler = detail::FormattedField::RefusalHandler;
 
   template <std::derived_from<Formatter> Kind>
-  FormatterHook(std::shared_ptr<Kind> formatter, GtkEditable* field)
-      : text_(detail::EditableText::innermost(field, file)), formatted_(std::move(formatter), file) {
+  FormatterHook(std::shared_ptr<Kind> formatter, GtkEditable* field, FieldChecking checking = FieldChecking::atTheEnd)
+      : text_(detail::EditableText::innermost(field, file)),
+        mark_(GTK_WIDGET(field)),
+        formatted_(std::move(formatter), checking) {
     gtk_editable_set_enable_undo(text_.editable(), FALSE);
     connectChanges();
     connectDeletionsByKeys();
     connectEnds();
     connectKeysOfHistory();
+    if (formatted_.isMarked()) connectMarks();
   }
   FormatterHook(const FormatterHook&) = delete;
   FormatterHook& operator=(const FormatterHook&) = delete;
@@ -75,26 +81,39 @@ class FormatterHook {
   }
 
   /// The last result of editing, or the object that was set since. Empty before both.
-  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.object(); }
+  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.editing().object(); }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object, or the field is gone.
+  /// object, a number is beyond the range, or the field is gone.
   bool setObjectValue(std::any object) {
-    const std::optional<std::string> text = formatted_.write(object);
-    if (!text || !text_.isThere()) return false;
-    formatted_.setObject(std::move(object));
+    if (!text_.isThere()) return false;
+    const std::optional<std::string> text = formatted_.editing().show(std::move(object));
+    if (!text) return false;
     held_.reset();
     lost_.reset();
     undone_.clear();
     done_.clear();
     run_ = -1;
     change([&] { text_.set(*text); });
+    showMark({});
     return true;
   }
+  /// The worth of the present text. `invalid` if the field is gone.
+  [[nodiscard]] FieldState state() const {
+    return text_.isThere() ? formatted_.editing().state(text_.get()) : FieldState::invalid;
+  }
+  /// Whether the present text differs from that of the object.
+  [[nodiscard]] bool isEdited() const { return text_.isThere() && formatted_.editing().isEdited(text_.get()); }
+  /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
+  [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
+  /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
+  void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
+  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every refused text and the description of the formatter, if any. This includes the end of editing. A
-  /// replacement is in the field by then.
+  /// Called with every refused text, and the reason if there is one. This includes the end of editing. A replacement is
+  /// in the field by then.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   /// Undoes the last change or the last run of typed letters. Returns false if there is none.
@@ -112,6 +131,13 @@ class FormatterHook {
     int start;
     int end;
   };
+  /// The text before a deletion, the deleted text, and the text behind it.
+  struct Parts {
+    std::string before;
+    std::string removed;
+    std::string behind;
+  };
+  using Answer = FieldEditing::Answer;
 
   static constexpr std::string_view file = "Tessaly/FormatterHook";
   static constexpr std::size_t mostStates = 200;
@@ -175,6 +201,31 @@ class FormatterHook {
     gtk_widget_add_controller(text_.widget(), keys_);
   }
 
+  void connectMarks() {
+    const auto mark = +[](FormatterHook* hook) { hook->markText(); };
+    const auto stay = +[](FormatterHook* hook) { hook->stayBeforeSuffix(); };
+    g_signal_connect_swapped(text_.editable(), "changed", G_CALLBACK(mark), this);
+    g_signal_connect_swapped(text_.editable(), "notify::cursor-position", G_CALLBACK(stay), this);
+    g_signal_connect_swapped(text_.editable(), "notify::selection-bound", G_CALLBACK(stay), this);
+  }
+
+  void markText() {
+    FieldNotice notice;
+    const FieldState state = formatted_.editing().state(text_.get(), &notice);
+    mark_.show(state, std::move(notice));
+  }
+  void showMark(FieldNotice notice) {
+    if (formatted_.isMarked()) mark_.show(state(), std::move(notice));
+  }
+
+  void stayBeforeSuffix() {
+    const std::string text = text_.get();
+    const Selection selection = text_.selection();
+    if (isChanging_ || selection.bound != selection.cursor) return;
+    const int last = charactersIn(text, formatted_.editing().lastPosition(text));
+    if (selection.cursor > last) change([&] { text_.select({last, last}); });
+  }
+
   /// Changes the field without a check.
   template <typename Change>
   void change(Change change) {
@@ -204,16 +255,20 @@ class FormatterHook {
     return true;
   }
 
-  /// Puts the replacement of a refused text into the field, and returns the position of the cursor.
-  int replace(std::string_view before, std::string_view behind, const std::string& replacement) {
-    const std::size_t offset = formatted_.cursorIn(replacement, before, behind);
-    const int cursor = static_cast<int>(g_utf8_strlen(replacement.data(), static_cast<gssize>(offset)));
+  /// Replaces the whole text as a change that can be undone, and returns the position of the cursor. A deletion that
+  /// leads to it takes place first, so that no selection remains.
+  int replace(const std::string& replacement, std::size_t offset, const Deletion& deletion) {
+    const int cursor = charactersIn(replacement, offset);
     if (replacement != text_.get()) {
       remember();
       run_ = -1;
-      change([&] { text_.set(replacement); });
+      change([&] {
+        gtk_editable_delete_text(text_.editable(), deletion.start, deletion.end);
+        text_.set(replacement);
+      });
     }
-    change([&] { text_.select({cursor, cursor}); });
+    // Setting the selection would end the composition of a letter.
+    if (text_.selection() != Selection{cursor, cursor}) change([&] { text_.select({cursor, cursor}); });
     return cursor;
   }
 
@@ -221,44 +276,46 @@ class FormatterHook {
     if (isChanging_) return;
     const std::optional<Selection> lost = takeLostSelection();
     if (lost && !held_) held_ = Deletion{std::min(lost->bound, lost->cursor), std::max(lost->bound, lost->cursor)};
-    const std::string text = text_.get();
-    const int start = held_ ? held_->start : *position;
-    const std::string before = text_.part(text, 0, start);
-    const std::string behind = text_.part(text, held_ ? held_->end : *position, -1);
-    const bool isReplacing = held_.has_value();
-    const std::string whole = before + std::string(inserted) + behind;
-    detail::FormattedField::Judgement judgement;
-    if (g_utf8_validate_len(inserted.data(), inserted.size(), nullptr)) judgement = formatted_.judge(whole);
-
-    if (judgement.isAccepted) {
-      const auto length = static_cast<int>(g_utf8_strlen(inserted.data(), static_cast<gssize>(inserted.size())));
-      const bool continuesRun =
-          !isReplacing && length == 1 && run_ == start && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
-      if (!continuesRun) remember();
-      run_ = length == 1 ? start + 1 : -1;
-      if (!isReplacing) return;  // The field does the rest.
-      stop("insert-text");
-      const Deletion deletion = *std::exchange(held_, std::nullopt);
-      change([&] {
-        gtk_editable_delete_text(text_.editable(), deletion.start, deletion.end);
-        *position = start;
-        gtk_editable_insert_text(text_.editable(), inserted.data(), static_cast<int>(inserted.size()), position);
-      });
-      return;
+    const Parts parts = partsAround(held_.value_or(Deletion{*position, *position}));
+    const std::string whole = parts.before + std::string(inserted) + parts.behind;
+    Answer answer;
+    answer.kind = Answer::Kind::refused;
+    answer.isRefusal = true;
+    if (g_utf8_validate_len(inserted.data(), inserted.size(), nullptr)) {
+      answer = formatted_.editing().change({parts.before, parts.removed, inserted, parts.behind});
     }
+    if (answer.kind == Answer::Kind::accepted) return take(inserted, position);
     stop("insert-text");
     held_.reset();
     const Selection selection = lost.value_or(text_.selection());
-    if (judgement.replacement) {
-      *position = replace(before + std::string(inserted), behind, valid(*judgement.replacement));
+    if (answer.kind == Answer::Kind::replaced) {
+      *position = replace(valid(answer.text), answer.cursor, {0, 0});
     } else {
       // The caller of the insertion sets the cursor afterwards, which clears the selection.
       *position = selection.cursor;
       if (selection.bound != selection.cursor) lost_ = selection;
       settleSoon();
     }
-    formatted_.tellRefusal(g_utf8_validate_len(whole.data(), whole.size(), nullptr) ? whole : valid(whole),
-                           judgement.reason);
+    if (answer.isRefusal) formatted_.tellRefusal(valid(whole), answer.reason);
+  }
+
+  /// Inserts text in place of a pending deletion, or leaves the insertion to the field.
+  void take(std::string_view inserted, int* position) {
+    const std::optional<Deletion> deletion = held_;
+    const int start = deletion ? deletion->start : *position;
+    const int length = charactersIn(inserted, inserted.size());
+    const bool continuesRun =
+        !deletion && length == 1 && run_ == start && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
+    if (!continuesRun) remember();
+    run_ = length == 1 ? start + 1 : -1;
+    held_.reset();
+    if (!deletion) return;
+    stop("insert-text");
+    change([&] {
+      gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end);
+      *position = start;
+      gtk_editable_insert_text(text_.editable(), inserted.data(), static_cast<int>(inserted.size()), position);
+    });
   }
 
   void remove(int start, int end) {
@@ -314,18 +371,16 @@ class FormatterHook {
     if (!text_.isThere()) return;
     const auto deletion = std::exchange(held_, std::nullopt);
     if (!deletion) return;
-    const std::string text = text_.get();
-    const std::string before = text_.part(text, 0, deletion->start);
-    const std::string behind = text_.part(text, deletion->end, -1);
-    const detail::FormattedField::Judgement judgement = formatted_.judge(before + behind);
-    if (judgement.isAccepted) {
+    const Parts parts = partsAround(*deletion);
+    const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
+    if (answer.kind == Answer::Kind::accepted) {
       remember();
       run_ = -1;
       change([&] { gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end); });
       return;
     }
-    if (judgement.replacement) replace(before, behind, valid(*judgement.replacement));
-    formatted_.tellRefusal(before + behind, judgement.reason);
+    if (answer.kind == Answer::Kind::replaced) replace(valid(answer.text), answer.cursor, *deletion);
+    if (answer.isRefusal) formatted_.tellRefusal(parts.before + parts.behind, answer.reason);
   }
 
   void finish() {
@@ -333,23 +388,20 @@ class FormatterHook {
     run_ = -1;
     if (!text_.isThere()) return;
     const std::string text = text_.get();
-    const Selection selection = text_.selection();
-    const std::string before = text_.part(text, 0, selection.cursor);
-    const std::string behind = text_.part(text, selection.cursor, -1);
-    detail::FormattedField::Judgement judgement = formatted_.judge(text);
-    if (!judgement.isAccepted && judgement.replacement) {
-      replace(before, behind, valid(*judgement.replacement));
-      formatted_.tellRefusal(text, judgement.reason);
-    } else if (!judgement.isAccepted) {
-      return formatted_.tellRefusal(text, judgement.reason);
-    }
-    std::any object = formatted_.read(text_.get(), &judgement.reason);
-    if (!object.has_value()) return formatted_.tellRefusal(text_.get(), judgement.reason);
-    if (const std::optional<std::string> shown = formatted_.write(object)) {
-      if (valid(*shown) != text_.get()) replace(before, behind, valid(*shown));
-    }
-    formatted_.setObject(std::move(object));
-    formatted_.tellEnd();
+    const std::size_t cursor = text_.part(text, 0, text_.selection().cursor).size();
+    const FieldEditing::End end = formatted_.editing().end(text, cursor);
+    if (valid(end.text) != text) replace(valid(end.text), end.cursor, {0, 0});
+    if (end.hasEnded && !end.notice.isNone()) showMark(end.notice);
+    formatted_.tell(text, end);
+  }
+
+  [[nodiscard]] Parts partsAround(const Deletion& deletion) const {
+    const std::string text = text_.get();
+    return {text_.part(text, 0, deletion.start), text_.part(text, deletion.start, deletion.end),
+            text_.part(text, deletion.end, -1)};
+  }
+  static int charactersIn(std::string_view text, std::size_t bytes) {
+    return static_cast<int>(g_utf8_strlen(text.data(), static_cast<gssize>(bytes)));
   }
 
   void stop(const char* signal) { g_signal_stop_emission_by_name(text_.editable(), signal); }
@@ -357,6 +409,7 @@ class FormatterHook {
   static std::string valid(const std::string& text) { return detail::EditableText::valid(text); }
 
   detail::EditableText text_;
+  detail::FieldMark mark_;
   detail::FormattedField formatted_;
   GtkEventController* keys_ = nullptr;
   std::vector<State> done_;

@@ -3,36 +3,43 @@
 #pragma once
 
 #include <QEvent>
+#include <QFocusEvent>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMetaObject>
 #include <QString>
 #include <QValidator>
 #include <any>
 #include <concepts>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "Tessaly/Adapters/QtWidgets/detail/FieldMark.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 
 namespace Tessaly::inline v1::Qt6 {
 
-/// Connects a `QLineEdit` to a `Formatter`, which checks the input, and shows the text of an object.
+/// Connects a `QLineEdit` to a `Formatter`, and shows the text of an object.
 ///
-/// The validator asks `isPartialStringValid` whenever the user types, pastes, drops, cuts or commits composed input. A
-/// refused change leaves the field unchanged, cursor and selection included. A replacement takes the place of the whole
-/// text in the next turn of the event loop, before the field gets another event. Undo then restores the text before the
-/// refused change. When editing ends (Return, or the focus leaves), the validator asks `getObjectValue`, and the field
-/// shows `string` of that object. Some formatters, such as `Formatters::RangeNumber`, also have `numberFromAnyString`.
-/// If `getObjectValue` fails, the validator asks that function, so the user need not type affixes.
+/// `FieldEditing` takes the decisions, and its comment has the rules. By default the validator changes no typed number
+/// before editing ends (Return, or the focus leaves). The suffix of a number stays behind the cursor. The dynamic
+/// property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An invalid text is
+/// red. The tooltip has the reason. It also has the reason of a correction, until the next change, and it appears at
+/// once. With `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and
+/// committing composed input. A replacement takes the place of the whole text in the next turn of the event loop,
+/// before the field gets another event. Undo then restores the text before the refused change.
 ///
-/// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which refuse but do not replace, and input
-/// masks. The validator does not check texts that the program or undo sets. `validate` calls such a text `Intermediate`
-/// if the formatter refuses it, and the check resumes with the next change. `Acceptable` means that editing could end
-/// with the text. Lone surrogates are refused.
+/// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which drop typed characters, and input
+/// masks. A refused change leaves the field unchanged, cursor and selection included. The validator does not check
+/// texts that the program or undo sets. `Acceptable` means that editing could end with the text. Lone surrogates are
+/// refused.
 ///
 /// The constructor installs the validator in the field, which owns it. Do not give it to another field. It needs no
 /// moc.
@@ -51,46 +58,71 @@ class FormatterValidator : public QValidator {
   using RefusalHandler = detail::FormattedField::RefusalHandler;
 
   template <std::derived_from<Formatter> Kind>
-  FormatterValidator(std::shared_ptr<Kind> formatter, QLineEdit* field)
-      : QValidator(checked(field)), field_(field), formatted_(std::move(formatter), file), standing_(field->text()) {
+  FormatterValidator(std::shared_ptr<Kind> formatter, QLineEdit* field,
+                     FieldChecking checking = FieldChecking::atTheEnd)
+      : QValidator(checked(field)),
+        field_(field),
+        mark_(field),
+        formatted_(std::move(formatter), checking),
+        standing_(field->text()) {
     QObject::connect(field, &QLineEdit::inputRejected, this, [this] { noteRefusal(); });
     QObject::connect(field, &QLineEdit::textChanged, this, [this](const QString& text) {
       if (refusal_ && refusal_->text != text) refusal_.reset();
       standing_ = text;
+      if (formatted_.isMarked()) markText();
     });
-    QObject::connect(field, &QLineEdit::editingFinished, this, [this] { finish(); });
+    if (formatted_.isMarked()) {
+      QObject::connect(field, &QLineEdit::cursorPositionChanged, this, [this](int, int now) { stayBeforeSuffix(now); });
+    }
     field->installEventFilter(this);
     field->setValidator(this);
   }
 
   /// The last result of editing, or the object that was set since. Empty before both.
-  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.object(); }
+  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.editing().object(); }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object.
+  /// object, or a number is beyond the range.
   bool setObjectValue(std::any object) {
-    const std::optional<std::string> text = formatted_.write(object);
+    const std::optional<std::string> text = formatted_.editing().show(std::move(object));
     if (!text) return false;
-    formatted_.setObject(std::move(object));
     refusal_.reset();
     takeAsItIs([&] { field_->setText(QString::fromStdString(*text)); });
+    showMark({});
     return true;
   }
+  /// The worth of the present text.
+  [[nodiscard]] FieldState state() const { return formatted_.editing().state(field_->text().toStdString()); }
+  /// Whether the present text differs from that of the object.
+  [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
+  /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
+  [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
+  /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
+  void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
+  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every refused text and the description of the formatter, if any. This includes the end of editing. A
-  /// replacement is in the field by then.
+  /// Called with every refused text, and the reason if there is one. This includes the end of editing. A replacement is
+  /// in the field by then.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject*, QEvent* event) override {
     switch (event->type()) {
+      case QEvent::FocusOut:
+        if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) finish();
+        break;
+      case QEvent::KeyPress: {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == ::Qt::Key_Return || key == ::Qt::Key_Enter) finish();
+        settle();
+        break;
+      }
       case QEvent::ShortcutOverride:
-      case QEvent::KeyPress:
       case QEvent::InputMethod:
       case QEvent::MouseButtonPress:
       case QEvent::ContextMenu:
       case QEvent::Drop:
-      case QEvent::FocusOut:
         settle();
         break;
       default:
@@ -101,39 +133,27 @@ class FormatterValidator : public QValidator {
 
   State validate(QString& input, int& position) const override {
     judged_.reset();
-    const std::string text = input.toStdString();
-    detail::FormattedField::Judgement judgement;
-    if (input.isValidUtf16()) judgement = formatted_.judge(text);
-    if (judgement.isAccepted || isTakenAsItIs_) {
-      return judgement.isAccepted && formatted_.read(text).has_value() ? Acceptable : Intermediate;
-    }
+    Answer answer;
+    answer.kind = Answer::Kind::refused;
+    answer.isRefusal = true;
+    if (input.isValidUtf16()) answer = answerTo(input, position);
+    const bool isAccepted = answer.kind == Answer::Kind::accepted;
+    if (isAccepted || isTakenAsItIs_) return isAccepted ? worthOf(input) : Intermediate;
     // Nothing can be undone after the program has set the text, or after everything was undone.
     const bool isHidden = field_->echoMode() != QLineEdit::Normal;
     if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
-    if (isHidden) return takeBack(input, position, judgement);
-    judged_ = Refusal{input, position, std::move(judgement)};
+    if (isHidden) return takeBack(input, position, std::move(answer));
+    judged_ = Refusal{input, std::move(answer)};
     return Invalid;
   }
 
-  /// Qt calls this at the end of editing, unless the text is acceptable.
-  void fixup(QString& input) const override {
-    const std::string text = input.toStdString();
-    detail::FormattedField::Judgement judgement;
-    if (input.isValidUtf16()) judgement = formatted_.judge(text);
-    if (!judgement.isAccepted) {
-      if (judgement.replacement) input = QString::fromStdString(*judgement.replacement);
-    } else {
-      static_cast<void>(formatted_.read(text, &judgement.reason));
-    }
-    formatted_.tellRefusal(text, judgement.reason);
-  }
-
  private:
-  /// A change that the formatter refused.
+  using Answer = FieldEditing::Answer;
+
+  /// A change that does not take place.
   struct Refusal {
     QString text;
-    int cursor = 0;
-    detail::FormattedField::Judgement judgement;
+    Answer answer;
   };
 
   static constexpr std::string_view file = "Tessaly/FormatterValidator";
@@ -141,6 +161,42 @@ class FormatterValidator : public QValidator {
   static QLineEdit* checked(QLineEdit* field) {
     if (field == nullptr) fatalError("A validator of a field needs a field", file, __LINE__);
     return field;
+  }
+
+  /// The answer to the change that led from the former text to this one, with the cursor at its end.
+  [[nodiscard]] Answer answerTo(const QString& text, int position) const {
+    const QString behind = text.mid(position);
+    const qsizetype most = standing_.size() - (standing_.endsWith(behind) ? behind.size() : 0);
+    const qsizetype kept = standing_.endsWith(behind) ? behind.size() : 0;
+    qsizetype same = 0;
+    while (same < most && same < text.size() - kept && text[same] == standing_[same]) ++same;
+    const std::string before = text.left(same).toStdString();
+    const std::string removed = standing_.mid(same, most - same).toStdString();
+    const std::string inserted = text.mid(same, text.size() - kept - same).toStdString();
+    return formatted_.editing().change({before, removed, inserted, text.right(kept).toStdString()});
+  }
+  [[nodiscard]] State worthOf(const QString& text) const {
+    return formatted_.editing().state(text.toStdString()) == FieldState::acceptable ? Acceptable : Intermediate;
+  }
+
+  void markText() {
+    FieldNotice notice;
+    const FieldState state = formatted_.editing().state(field_->text().toStdString(), &notice);
+    mark_.show(state, std::move(notice));
+  }
+  void showMark(FieldNotice notice) {
+    if (formatted_.isMarked()) mark_.show(state(), std::move(notice));
+  }
+
+  void stayBeforeSuffix(int cursor) {
+    if (field_->hasSelectedText()) return;
+    const std::string text = field_->text().toStdString();
+    const int last = positionIn(text, formatted_.editing().lastPosition(text));
+    if (cursor > last) field_->setCursorPosition(last);
+  }
+  /// The position in the text of a byte in UTF-8.
+  static int positionIn(const std::string& text, std::size_t byte) {
+    return static_cast<int>(QString::fromStdString(text.substr(0, byte)).size());
   }
 
   template <typename Change>
@@ -161,30 +217,30 @@ class FormatterValidator : public QValidator {
 
   /// In a field with hidden characters, Qt would revert all changes after a refusal. Such a field has no undo history,
   /// so this function sets the text itself.
-  State takeBack(QString& input, int& position, const detail::FormattedField::Judgement& judgement) const {
+  State takeBack(QString& input, int& position, Answer answer) const {
     const std::string refused = input.toStdString();
-    input = judgement.replacement ? QString::fromStdString(*judgement.replacement) : standing_;
-    position = static_cast<int>(input.size());
-    QMetaObject::invokeMethod(
-        const_cast<FormatterValidator*>(this),
-        [this, refused, reason = judgement.reason] { formatted_.tellRefusal(refused, reason); },
-        ::Qt::QueuedConnection);
-    return formatted_.read(input.toStdString()).has_value() ? Acceptable : Intermediate;
+    const bool isReplaced = answer.kind == Answer::Kind::replaced;
+    input = isReplaced ? QString::fromStdString(answer.text) : standing_;
+    position = isReplaced ? positionIn(answer.text, answer.cursor) : static_cast<int>(input.size());
+    if (answer.isRefusal) {
+      QMetaObject::invokeMethod(
+          const_cast<FormatterValidator*>(this),
+          [this, refused, reason = std::move(answer.reason)] { formatted_.tellRefusal(refused, reason); },
+          ::Qt::QueuedConnection);
+    }
+    return worthOf(input);
   }
 
   /// Replaces the text as a change that can be undone.
-  void replace(const QString& text, int cursor, const std::string& replacement) {
+  void replace(const std::string& replacement, std::size_t cursor) {
     const QString shown = QString::fromStdString(replacement);
-    const std::string before = text.left(cursor).toStdString();
-    const std::string behind = text.mid(cursor).toStdString();
-    const std::size_t offset = formatted_.cursorIn(replacement, before, behind);
     if (field_->text() != shown) {
       takeAsItIs([&] {
         field_->selectAll();
         field_->insert(shown);
       });
     }
-    field_->setCursorPosition(static_cast<int>(QString::fromStdString(replacement.substr(0, offset)).size()));
+    field_->setCursorPosition(positionIn(replacement, cursor));
   }
 
   /// Qt emits this signal before it reverts the change.
@@ -204,23 +260,25 @@ class FormatterValidator : public QValidator {
       field_->setCursorPosition(cursor);
       return;
     }
-    if (const auto& replacement = refusal.judgement.replacement) replace(refusal.text, refusal.cursor, *replacement);
-    formatted_.tellRefusal(refusal.text.toStdString(), refusal.judgement.reason);
+    const Answer& answer = refusal.answer;
+    if (answer.kind == Answer::Kind::replaced) replace(answer.text, answer.cursor);
+    if (answer.isRefusal) formatted_.tellRefusal(refusal.text.toStdString(), answer.reason);
   }
 
   void finish() {
     settle();
-    const QString text = field_->text();
-    std::any object = formatted_.read(text.toStdString());
-    if (!object.has_value()) return;
-    if (const std::optional<std::string> shown = formatted_.write(object)) {
-      if (text != QString::fromStdString(*shown)) replace(text, field_->cursorPosition(), *shown);
-    }
-    formatted_.setObject(std::move(object));
-    formatted_.tellEnd();
+    const QString shown = field_->text();
+    const std::string text = shown.toStdString();
+    const std::size_t cursor = shown.left(field_->cursorPosition()).toStdString().size();
+    const FieldEditing::End end = formatted_.editing().end(text, cursor);
+    if (end.text != text) replace(end.text, end.cursor);
+    if (end.hasEnded && !end.notice.isNone()) showMark(end.notice);
+    if (formatted_.isMarked()) mark_.open();
+    formatted_.tell(text, end);
   }
 
   QLineEdit* const field_;
+  detail::FieldMark mark_;
   detail::FormattedField formatted_;
   /// The last judged text, if it was refused.
   mutable std::optional<Refusal> judged_;

@@ -114,9 +114,8 @@ class Form {
     const std::string named = name;
     hook->onEditingEnd(
         [this, named, field](const std::any&) { say(named + " is “" + gtk_editable_get_text(field) + "”."); });
-    hook->onRefusal([this, named](std::string_view text, std::string_view) {
-      say(named + ": “" + std::string(text) + "” was refused.");
-    });
+    hook->onRefusal(
+        [this, named](std::string_view, std::string_view reason) { say(named + ": " + std::string(reason)); });
     rows_.push_back({name, field, std::move(hook)});
   }
 

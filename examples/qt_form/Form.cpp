@@ -76,9 +76,8 @@ void Form::add(const char* name, const char* hint, std::shared_ptr<Kind> formatt
   validator->setObjectValue(std::move(object));
   validator->onEditingEnd(
       [this, field](const std::any&) { say(field->objectName() + " is “" + field->text() + "”."); });
-  validator->onRefusal([this, field](std::string_view text, std::string_view) {
-    say(field->objectName() + ": “" + QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())) +
-        "” was refused.");
+  validator->onRefusal([this, field](std::string_view, std::string_view reason) {
+    say(field->objectName() + ": " + QString::fromUtf8(reason.data(), static_cast<qsizetype>(reason.size())));
   });
   rows_.push_back({QString::fromUtf8(name), field});
 }

@@ -18,8 +18,8 @@ namespace Tessaly {
 using Tests::RecordingFormatter;
 using Strings = std::vector<std::string>;
 
-/// The behaviour of a text field with a formatter, for any toolkit. `Field` is a fixture with such a field, which
-/// receives its input from outside.
+/// The behaviour of a text field whose formatter judges every change, for any toolkit. `Field` is a fixture with such a
+/// field, which receives its input from outside.
 template <typename Field>
 class PolicedField : public Field {};
 

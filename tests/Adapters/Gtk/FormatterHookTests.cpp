@@ -7,14 +7,17 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/EditingSituations.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
+#include "tests/Adapters/TypedNumbers.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
@@ -108,13 +111,49 @@ class GtkField : public testing::Test {
 
   template <typename Kind>
   std::shared_ptr<Kind> police(std::shared_ptr<Kind> formatter) {
-    hook_.emplace(formatter, field_);
+    hook_.emplace(formatter, field_, checking_);
     hook_->onRefusal([this](std::string_view text, std::string_view reason) {
       refused_.emplace_back(text);
       reasons_.emplace_back(reason);
     });
     hook_->onEditingEnd([this](const std::any&) { ++ends_; });
     return formatter;
+  }
+  void dismiss() { hook_.reset(); }
+
+  void focus() { focus(GTK_WIDGET(field_)); }
+  void focus(GtkWidget* widget) {
+    gtk_widget_grab_focus(widget);
+    ASSERT_TRUE(
+        comesTrue([&] { return gtk_widget_has_focus(GTK_WIDGET(gtk_editable_get_delegate(GTK_EDITABLE(widget)))); }));
+  }
+  /// Pastes into the focused field, which may refuse the text.
+  void paste(const std::string& text) {
+    gdk_clipboard_set_text(gtk_widget_get_clipboard(window_), text.c_str());
+    press({"Control_L", "v"});
+    bool isRead = false;
+    gdk_clipboard_read_text_async(
+        gtk_widget_get_clipboard(window_), nullptr,
+        [](GObject* clipboard, GAsyncResult* result, gpointer done) {
+          g_free(gdk_clipboard_read_text_finish(GDK_CLIPBOARD(clipboard), result, nullptr));
+          *static_cast<bool*>(done) = true;
+        },
+        &isRead);
+    ASSERT_TRUE(comesTrue([&] { return isRead; }));
+    settle();
+  }
+  std::vector<DrivenField> neighbours(const EditingSituation& situation) {
+    GtkWidget* spin = gtk_spin_button_new_with_range(situation.lowest, situation.highest, 1);
+    gtk_spin_button_set_digits(GTK_SPIN_BUTTON(spin), static_cast<guint>(situation.fractionDigits));
+    gtk_spin_button_set_value(GTK_SPIN_BUTTON(spin), situation.initial);
+    gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), spin);
+    neighbour_ = spin;
+    return {{"GtkSpinButton", [this, spin] { focus(spin); },
+             [spin] { return std::string(gtk_editable_get_text(GTK_EDITABLE(spin))); }}};
+  }
+  void dismissNeighbours() {
+    focus();
+    gtk_box_remove(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), neighbour_);
   }
   Gtk4::FormatterHook& policy() { return *hook_; }
 
@@ -138,14 +177,18 @@ class GtkField : public testing::Test {
   Tests::PrivateDisplay display_{"éäß−😀💃٠١٢٣٤٥٦٧٨٩٫क", 640, 160};
   GtkWidget* window_ = nullptr;
   GtkEditable* field_ = nullptr;
+  GtkWidget* neighbour_ = nullptr;
   int releases_ = 0;
   std::optional<Gtk4::FormatterHook> hook_;
+  FieldChecking checking_ = FieldChecking::atEveryChange;
   Strings refused_;
   Strings reasons_;
   int ends_ = 0;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, PolicedField, GtkField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, TypedNumbers, GtkField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, EditedNumber, GtkField);
 
 TEST_F(GtkField, IsNotClearedByAnActionEither) {
   police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
@@ -365,6 +408,29 @@ TEST_F(GtkField, FieldMayBeDestroyedDuringEditing) {
   EXPECT_FALSE(hook_->undo());
 }
 
+TEST_F(GtkField, StyleClassAndTooltipShowTheWorth) {
+  checking_ = FieldChecking::atTheEnd;
+  gtk_widget_set_tooltip_text(GTK_WIDGET(field_), "own");
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  const auto marks = [this] {
+    const auto has = [this](const char* name) { return gtk_widget_has_css_class(GTK_WIDGET(field_), name) != FALSE; };
+    return std::tuple(has("warning"), has("error"), std::string(gtk_widget_get_tooltip_text(GTK_WIDGET(field_))));
+  };
+  type("1");
+  EXPECT_EQ(marks(), std::tuple(true, false, "“1” is less than “20”."));
+  type("x");
+  EXPECT_EQ(marks(), std::tuple(false, true, "“1x” is not a number."));
+  press({"BackSpace"});
+  press({"Return"});
+  EXPECT_EQ(text(), "20");
+  EXPECT_EQ(marks(), std::tuple(true, false, "“1” is less than “20”."));
+  type("0");
+  EXPECT_EQ(marks(), std::tuple(false, false, "own"));
+  type("x");
+  hook_.reset();
+  EXPECT_EQ(marks(), std::tuple(false, false, "own"));
+}
+
 TEST_F(GtkField, SupportsOtherKindsOfFields) {
   GtkWidget* password = gtk_password_entry_new();
   gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), password);
@@ -392,7 +458,7 @@ TEST(GtkForm, SavesTypedText) {
   display.type("An incredibly long title of a track\t");
   display.type("The 😀 Smilers\t");
   display.type("150\t");
-  display.type("-3,5x\t");
+  display.type("-3.5\t");
   display.press({"BackSpace"});
   display.type("\t ");
   EXPECT_EQ(form.wait(), 0);
@@ -409,7 +475,7 @@ TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
 
 TEST_F(GtkField, ThrowingOrMissingFormatterStopsTheProcess) {
   EXPECT_DEATH(Gtk4::FormatterHook(std::shared_ptr<Formatter>(), field_),
-               "Tessaly/FormatterHook:[0-9]+: Fatal error: A field needs a formatter");
+               "Tessaly/FieldEditing:[0-9]+: Fatal error: A field needs a formatter");
   police(RecordingFormatter::make());
   EXPECT_DEATH(gtk_editable_set_text(field_, "throw"), "Fatal error: A field's formatter has thrown");
   hook_->onRefusal([](auto, auto) { throw 1; });

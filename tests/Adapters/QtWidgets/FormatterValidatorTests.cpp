@@ -4,11 +4,17 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDoubleSpinBox>
+#include <QDoubleValidator>
 #include <QEventLoop>
 #include <QHBoxLayout>
 #include <QInputMethodEvent>
+#include <QIntValidator>
 #include <QKeyEvent>
+#include <QLocale>
 #include <QSignalSpy>
+#include <QSpinBox>
+#include <QToolTip>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -20,8 +26,10 @@
 #include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
+#include "tests/Adapters/EditingSituations.hpp"
 #include "tests/Adapters/PolicedField.hpp"
 #include "tests/Adapters/RecordingFormatter.hpp"
+#include "tests/Adapters/TypedNumbers.hpp"
 #include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/PrivateDisplay.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
@@ -96,13 +104,60 @@ class QtField : public testing::Test {
 
   template <typename Kind>
   std::shared_ptr<Kind> police(std::shared_ptr<Kind> formatter) {
-    validator_ = new Qt6::FormatterValidator(formatter, field_);
+    validator_ = new Qt6::FormatterValidator(formatter, field_, checking_);
     validator_->onRefusal([this](std::string_view text, std::string_view reason) {
       refused_.emplace_back(text);
       reasons_.emplace_back(reason);
     });
     validator_->onEditingEnd([this](const std::any&) { ++ends_; });
     return formatter;
+  }
+  void dismiss() { delete std::exchange(validator_, nullptr); }
+
+  void focus() { focus(field_); }
+  static void focus(QWidget* widget) {
+    widget->setFocus();
+    ASSERT_TRUE(comesTrue([&] { return widget->hasFocus(); }));
+  }
+  void paste(const std::string& text) {
+    QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+    press({"Control_L", "v"});
+  }
+  std::vector<DrivenField> neighbours(const EditingSituation& situation) {
+    const QLocale locale(QString::fromUtf8(situation.language));
+    QAbstractSpinBox* box = nullptr;
+    QValidator* validator = nullptr;
+    const auto set = [&](auto* spin, auto lowest, auto highest, auto initial) {
+      spin->setRange(lowest, highest);
+      spin->setSuffix(QString::fromUtf8(situation.suffix));
+      spin->setLocale(locale);
+      spin->setValue(initial);
+      box = spin;
+    };
+    auto* line = new QLineEdit;
+    if (situation.fractionDigits == 0) {
+      const int lowest = static_cast<int>(situation.lowest);
+      const int highest = static_cast<int>(situation.highest);
+      set(new QSpinBox, lowest, highest, static_cast<int>(situation.initial));
+      validator = new QIntValidator(lowest, highest, line);
+    } else {
+      auto* spin = new QDoubleSpinBox;
+      spin->setDecimals(situation.fractionDigits);
+      set(spin, situation.lowest, situation.highest, situation.initial);
+      validator = new QDoubleValidator(situation.lowest, situation.highest, situation.fractionDigits, line);
+    }
+    validator->setLocale(locale);
+    line->setText(locale.toString(situation.initial, 'f', situation.fractionDigits));
+    line->setValidator(validator);
+    neighbours_ = {box, line};
+    for (QWidget* widget : neighbours_) window_->layout()->addWidget(widget);
+    for (QWidget* widget : neighbours_) widget->show();
+    return {{"QSpinBox", [box] { focus(box); }, [box] { return box->text().toStdString(); }},
+            {"QIntValidator", [line] { focus(line); }, [line] { return line->text().toStdString(); }}};
+  }
+  void dismissNeighbours() {
+    focus();
+    for (QWidget* widget : std::exchange(neighbours_, {})) delete widget;
   }
   Qt6::FormatterValidator& policy() { return *validator_; }
 
@@ -124,13 +179,17 @@ class QtField : public testing::Test {
   std::optional<QWidget> window_;
   QLineEdit* field_ = nullptr;
   QLineEdit* other_ = nullptr;
+  std::vector<QWidget*> neighbours_;
   Qt6::FormatterValidator* validator_ = nullptr;
+  FieldChecking checking_ = FieldChecking::atEveryChange;
   Strings refused_;
   Strings reasons_;
   int ends_ = 0;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, PolicedField, QtField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Qt, TypedNumbers, QtField);
+INSTANTIATE_TYPED_TEST_SUITE_P(Qt, EditedNumber, QtField);
 
 TEST_F(QtField, EmitsOneEditingEndAndNoneForRefusedTexts) {
   police(RecordingFormatter::make());
@@ -277,9 +336,9 @@ TEST_F(QtField, AsksInTheOrderOfAFieldOfText) {
   EXPECT_EQ(text(), "ab");
   formatter->calls.clear();
   leave();
-  ASSERT_GE(formatter->calls.size(), 2U);
-  EXPECT_EQ(formatter->calls[formatter->calls.size() - 2], "read ab");
-  EXPECT_EQ(formatter->calls.back(), "string ab");
+  ASSERT_GE(formatter->calls.size(), 3U);
+  formatter->calls.resize(3);
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab", "read ab", "string ab"}));
 }
 
 TEST_F(QtField, EmitsOneSignalForAReplacementAndNoneForRefusal) {
@@ -301,6 +360,35 @@ TEST_F(QtField, FieldEnforcesItsOwnMaximumLength) {
   type("5");
   EXPECT_EQ(text(), "42");
   EXPECT_TRUE(refused_.empty());
+}
+
+TEST_F(QtField, PropertyColourAndTooltipShowTheWorth) {
+  checking_ = FieldChecking::atTheEnd;
+  field_->setToolTip("own");
+  const QColor colour = field_->palette().color(QPalette::Text);
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  const auto marks = [&] {
+    return std::tuple(field_->property("fieldState").toString().toStdString(),
+                      field_->palette().color(QPalette::Text) == colour, field_->toolTip().toStdString());
+  };
+  type("1");
+  EXPECT_EQ(marks(), std::tuple("incomplete", true, "“1” is less than “20”."));
+  type("x");
+  EXPECT_EQ(marks(), std::tuple("invalid", false, "“1x” is not a number."));
+  press({"BackSpace"});
+  press({"Return"});
+  EXPECT_EQ(text(), "20");
+  EXPECT_EQ(marks(), std::tuple("acceptable", true, "“1” is less than “20”."));
+  EXPECT_EQ(QToolTip::text().toStdString(), "“1” is less than “20”.");
+  type("0");
+  EXPECT_EQ(marks(), std::tuple("acceptable", true, "own"));
+}
+
+TEST_F(QtField, ReasonThatLooksLikeHTMLIsShownAsItIs) {
+  checking_ = FieldChecking::atTheEnd;
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  type("<b>");
+  EXPECT_EQ(field_->toolTip().toStdString(), "<qt>“&lt;b&gt;” is not a number.</qt>");
 }
 
 TEST_F(QtField, MayLoseItsValidator) {
@@ -333,7 +421,7 @@ TEST(QtForm, SavesTypedText) {
   display.type("An incredibly long title of a track\t");
   display.type("The 😀 Smilers\t");
   display.type("150\t");
-  display.type("-3,5x\t");
+  display.type("-3.5\t");
   display.press({"BackSpace"});
   display.type("\t ");
   EXPECT_EQ(form.wait(), 0);
@@ -352,7 +440,7 @@ TEST(QtFieldDeathTest, StopsTheProcessWithoutAFormatter) {
         QLineEdit field;
         Qt6::FormatterValidator validator(std::shared_ptr<Formatter>(), &field);
       },
-      "Tessaly/FormatterValidator:[0-9]+: Fatal error: A field needs a formatter");
+      "Tessaly/FieldEditing:[0-9]+: Fatal error: A field needs a formatter");
 }
 
 TEST(QtFieldDeathTest, StopsTheProcessWithoutAField) {

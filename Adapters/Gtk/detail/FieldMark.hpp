@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The visible worth of a field's text: a style class, the tooltip, and the state for assistive programs. The widget
+/// may be destroyed first.
+class FieldMark {
+ public:
+  explicit FieldMark(GtkWidget* widget) : widget_(widget) {
+    if (widget_ != nullptr) g_object_add_weak_pointer(G_OBJECT(widget_), reinterpret_cast<gpointer*>(&widget_));
+  }
+  FieldMark(const FieldMark&) = delete;
+  FieldMark& operator=(const FieldMark&) = delete;
+  ~FieldMark() {
+    if (widget_ == nullptr) return;
+    show(FieldState::acceptable, {});
+    g_object_remove_weak_pointer(G_OBJECT(widget_), reinterpret_cast<gpointer*>(&widget_));
+  }
+
+  [[nodiscard]] const FieldNotice& notice() const noexcept { return notice_; }
+
+  void show(FieldState state, FieldNotice notice) {
+    if (widget_ == nullptr) return;
+    const bool isInvalid = state == FieldState::invalid;
+    if (setClass("error", hasError_, isInvalid)) {
+      gtk_accessible_update_state(GTK_ACCESSIBLE(widget_), GTK_ACCESSIBLE_STATE_INVALID,
+                                  isInvalid ? GTK_ACCESSIBLE_INVALID_TRUE : GTK_ACCESSIBLE_INVALID_FALSE, -1);
+    }
+    setClass("warning", hasWarning_, !isInvalid && !notice.isNone());
+    if (notice.isNone() != notice_.isNone() || notice.reason != notice_.reason) setTooltip(notice);
+    notice_ = std::move(notice);
+  }
+
+ private:
+  /// Returns whether that is a change. A class of the host stays.
+  bool setClass(const char* name, bool& has, bool isWanted) {
+    if (has == isWanted) return false;
+    has = isWanted;
+    if (has) {
+      gtk_widget_add_css_class(widget_, name);
+    } else {
+      gtk_widget_remove_css_class(widget_, name);
+    }
+    return true;
+  }
+
+  /// The tooltip of the host comes back after the last notice.
+  void setTooltip(const FieldNotice& notice) {
+    if (notice_.isNone()) {
+      const char* own = gtk_widget_get_tooltip_text(widget_);
+      tooltip_ = own != nullptr ? std::optional<std::string>(own) : std::nullopt;
+    }
+    const char* former = tooltip_ ? tooltip_->c_str() : nullptr;
+    gtk_widget_set_tooltip_text(widget_, notice.isNone() ? former : notice.reason.c_str());
+  }
+
+  GtkWidget* widget_;
+  bool hasError_ = false;
+  bool hasWarning_ = false;
+  FieldNotice notice_;
+  std::optional<std::string> tooltip_;
+};
+
+}  // namespace Tessaly::inline v1::detail
