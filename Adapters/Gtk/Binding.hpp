@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::GtkAdapter
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <concepts>
+#include <functional>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Adapters/detail/Binding.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// A text of the library as GTK's text. Other values stay as they are.
+template <typename Value>
+auto valueForGtk(const Value& value) {
+  if constexpr (std::same_as<Value, std::string>) {
+    return value.c_str();
+  } else {
+    return value;
+  }
+}
+
+/// Destroys a thing at the end of an object.
+template <typename Owned>
+void endWith(GObject* object, std::unique_ptr<Owned> owned) {
+  constexpr GWeakNotify end = [](gpointer data, GObject*) { delete static_cast<Owned*>(data); };
+  g_object_weak_ref(object, end, owned.release());
+}
+
+}  // namespace detail
+
+namespace Gtk4 {
+
+/// Follows a computed value for the life of a widget: calls `setter` with the value of `compute` now and after each
+/// change of an observable property that `compute` read.
+///
+/// `setter` takes the widget, as its own type, and the value. A `std::string` becomes a `const char*`. The model needs
+/// no `GObject`. GTK's counterpart is `GBinding`, which binds properties of objects.
+///
+/// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
+/// serves. Many changes in one turn lead to one call. An equal value leads to none. A change inside `setter` is
+/// followed in the next turn. `compute` may return an optional value; without a value `setter` is not called.
+/// `compute` must not refer to an object that ends before the widget. For such a model use the other overload.
+///
+/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. The
+/// caller gets an exception of the first `compute`.
+///
+/// Thread contract: main-isolated.
+///
+///     Gtk4::bind(GTK_LABEL(label), gtk_label_set_text, [&] { return player.label(); });
+template <typename Widget, typename Setter, std::invocable<> Compute>
+void bind(Widget* widget, Setter setter, Compute compute) {
+  ObservationToken token = detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
+    std::invoke(setter, widget, detail::valueForGtk(value));
+  });
+  detail::endWith(G_OBJECT(widget), std::make_unique<ObservationToken>(std::move(token)));
+}
+
+/// The same for a model that may end before the widget. The widget then keeps the last value. `compute` is a member of
+/// the model or a function that takes it. The binding does not keep the model alive.
+///
+///     Gtk4::bind(GTK_LABEL(title), gtk_label_set_text, player, &Player::label);
+template <typename Widget, typename Setter, typename Model, std::invocable<Model&> Compute>
+void bind(Widget* widget, Setter setter, const std::shared_ptr<Model>& model, Compute compute) {
+  bind(widget, std::move(setter), detail::whileAlive(model, std::move(compute)));
+}
+
+}  // namespace Gtk4
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::GtkAdapter
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <concepts>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Tessaly/Adapters/Gtk/Binding.hpp"
+#include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
+#include "Tessaly/Adapters/detail/BothWays.hpp"
+#include "Tessaly/Adapters/detail/SettingOfField.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Shows a setting in a widget, and stores what a person chooses there.
+template <typename Widget, typename Value, typename Read, typename Show>
+void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
+  using Bound = BothWays<Value, Read, Show>;
+  auto bound = std::make_unique<Bound>(std::move(setting), std::move(read), std::move(show));
+  g_signal_connect_swapped(widget, signal, G_CALLBACK(+[](Bound* self) { self->store(); }), bound.get());
+  endWith(G_OBJECT(widget), std::move(bound));
+}
+
+/// The same for a property of truth.
+template <typename Widget>
+void bindActive(Widget* widget, Default<bool> setting) {
+  bindBothWays(
+      widget, "notify::active", std::move(setting),
+      [widget] {
+        gboolean isActive = FALSE;
+        g_object_get(widget, "active", &isActive, nullptr);
+        return isActive != FALSE;
+      },
+      [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); });
+}
+
+/// The chosen text of a list of strings. Absent without a choice.
+inline std::optional<std::string> chosenText(GtkDropDown* list) {
+  auto* item = static_cast<GtkStringObject*>(gtk_drop_down_get_selected_item(list));
+  if (item == nullptr) return std::nullopt;
+  return gtk_string_object_get_string(item);
+}
+
+inline void chooseText(GtkDropDown* list, const std::string& text) {
+  auto* strings = GTK_STRING_LIST(gtk_drop_down_get_model(list));
+  const guint count = g_list_model_get_n_items(G_LIST_MODEL(strings));
+  guint at = 0;
+  while (at < count && text != gtk_string_list_get_string(strings, at)) ++at;
+  gtk_drop_down_set_selected(list, at < count ? at : GTK_INVALID_LIST_POSITION);
+}
+
+/// A field and the observation of its setting.
+struct BoundField {
+  Gtk4::FormatterHook hook;
+  std::optional<ObservationToken> token;
+};
+
+}  // namespace detail
+
+namespace Gtk4 {
+
+/// Binds a setting to a check button, for the life of the button. The button shows the setting, whoever changes it, and
+/// a click stores it.
+///
+/// GTK's counterpart is `g_settings_bind`, which needs a compiled schema. A change of the setting reaches the widget in
+/// the next turn of the loop that `MainLoopAdapter` serves. A value that the rule of the key forbids becomes what the
+/// setting stores instead.
+///
+/// Thread contract: main-isolated.
+///
+///     Gtk4::bind(GTK_CHECK_BUTTON(check), Default<bool>(showsHiddenFilesKey));
+///     Gtk4::bind(GTK_RANGE(scale), Default<double>(volumeKey));
+///     Gtk4::bind(GTK_DROP_DOWN(dropDown), Default<std::string>(themeKey));
+///     Gtk4::bind(GTK_EDITABLE(entry), interval, Default<int>(intervalKey));
+inline void bind(GtkCheckButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
+/// The same for a switch.
+inline void bind(GtkSwitch* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
+/// The same for a toggle button.
+inline void bind(GtkToggleButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
+/// The same for a scale or a scroll bar.
+inline void bind(GtkRange* range, Default<double> setting) {
+  detail::bindBothWays(
+      range, "value-changed", std::move(setting), [range] { return gtk_range_get_value(range); },
+      [range](double value) { gtk_range_set_value(range, value); });
+}
+/// The same for the text of a drop-down list of strings. A stored text that the list does not have leaves the list
+/// without a choice.
+inline void bind(GtkDropDown* list, Default<std::string> setting) {
+  detail::bindBothWays(
+      list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
+      [list](const std::string& text) { detail::chooseText(list, text); });
+}
+/// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
+/// stored. The end of editing stores the object. A change from elsewhere does not disturb a person who is typing. The
+/// hook ends with the field.
+template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
+FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
+  std::unique_ptr<detail::BoundField> bound(
+      new detail::BoundField{FormatterHook(std::move(formatter), field), std::nullopt});
+  FormatterHook& hook = bound->hook;
+  bound->token.emplace(detail::connectSetting(hook, setting));
+  detail::endWith(G_OBJECT(field), std::move(bound));
+  return hook;
+}
+
+}  // namespace Gtk4
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::QtAdapter
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <concepts>
+#include <functional>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Adapters/detail/Binding.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// A text of the library as Qt's text. Other values stay as they are.
+template <typename Value>
+decltype(auto) valueForQt(const Value& value) {
+  if constexpr (std::same_as<Value, std::string>) {
+    return QString::fromStdString(value);
+  } else {
+    return (value);
+  }
+}
+
+/// Destroys a thing at the end of an object.
+template <typename Owned>
+void endWith(QObject* object, std::shared_ptr<Owned> owned) {
+  QObject::connect(object, &QObject::destroyed, [owned = std::move(owned)]() mutable { owned.reset(); });
+}
+
+}  // namespace detail
+
+namespace Qt6 {
+
+/// Follows a computed value for the life of a widget: calls `setter` with the value of `compute` now and after each
+/// change of an observable property that `compute` read.
+///
+/// `setter` is a member of the widget or a function that takes the widget and the value. A `std::string` becomes a
+/// `QString`. Without an observable property, use a signal. The model needs no `QObject`, no macro and no moc.
+///
+/// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
+/// serves. Many changes in one turn lead to one call. An equal value leads to none. A change inside `setter` is
+/// followed in the next turn. `compute` may return an optional value; without a value `setter` is not called.
+/// `compute` must not refer to an object that ends before the widget. For such a model use the other overload.
+///
+/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. The
+/// caller gets an exception of the first `compute`.
+///
+/// Thread contract: main-isolated.
+///
+///     Qt6::bind(label, &QLabel::setText, [&] { return player.label(); });
+template <std::derived_from<QObject> Widget, typename Setter, std::invocable<> Compute>
+void bind(Widget* widget, Setter setter, Compute compute) {
+  ObservationToken token = detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
+    std::invoke(setter, widget, detail::valueForQt(value));
+  });
+  detail::endWith(widget, std::make_shared<ObservationToken>(std::move(token)));
+}
+
+/// The same for a model that may end before the widget. The widget then keeps the last value. `compute` is a member of
+/// the model or a function that takes it. The binding does not keep the model alive.
+///
+///     Qt6::bind(title, &QLabel::setText, player, &Player::label);
+template <std::derived_from<QObject> Widget, typename Setter, typename Model, std::invocable<Model&> Compute>
+void bind(Widget* widget, Setter setter, const std::shared_ptr<Model>& model, Compute compute) {
+  bind(widget, std::move(setter), detail::whileAlive(model, std::move(compute)));
+}
+
+}  // namespace Qt6
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::QtWidgetsAdapter
+#pragma once
+
+#include <QAbstractButton>
+#include <QAbstractSlider>
+#include <QComboBox>
+#include <QLineEdit>
+#include <concepts>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "Tessaly/Adapters/Qt/Binding.hpp"
+#include "Tessaly/Adapters/QtWidgets/FormatterValidator.hpp"
+#include "Tessaly/Adapters/detail/BothWays.hpp"
+#include "Tessaly/Adapters/detail/SettingOfField.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+/// Shows a setting in a widget, and stores what a person chooses there.
+template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
+void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
+  auto bound = std::make_shared<BothWays<Value, Read, Show>>(std::move(setting), std::move(read), std::move(show));
+  QObject::connect(widget, signal, widget, [bound = bound.get()] { bound->store(); });
+  endWith(widget, std::move(bound));
+}
+
+}  // namespace detail
+
+namespace Qt6 {
+
+/// Binds a setting to a check box, or another button that can be checked, for the life of the button. The button shows
+/// the setting, whoever changes it, and a click stores it.
+///
+/// Qt has no counterpart. The usual code connects a signal to `QSettings` and forgets the other direction. A change of
+/// the setting reaches the widget in the next turn of the loop that `MainLoopAdapter` serves. A value that the rule of
+/// the key forbids becomes what the setting stores instead.
+///
+/// Thread contract: main-isolated.
+///
+///     Qt6::bind(checkBox, Default<bool>(showsHiddenFilesKey));
+///     Qt6::bind(slider, Default<int>(volumeKey));
+///     Qt6::bind(comboBox, Default<std::string>(themeKey));
+///     Qt6::bind(lineEdit, interval, Default<int>(intervalKey));
+inline void bind(QAbstractButton* button, Default<bool> setting) {
+  detail::bindBothWays(
+      button, &QAbstractButton::toggled, std::move(setting), [button] { return button->isChecked(); },
+      [button](bool isChecked) { button->setChecked(isChecked); });
+}
+/// The same for a slider, a dial or a scroll bar.
+inline void bind(QAbstractSlider* slider, Default<int> setting) {
+  detail::bindBothWays(
+      slider, &QAbstractSlider::valueChanged, std::move(setting), [slider] { return slider->value(); },
+      [slider](int value) { slider->setValue(value); });
+}
+/// The same for the text of a combo box. A stored text that the box does not have leaves the box without a choice.
+inline void bind(QComboBox* box, Default<std::string> setting) {
+  detail::bindBothWays(
+      box, &QComboBox::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
+      [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
+}
+/// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
+/// stored. The end of editing stores the object. A change from elsewhere does not disturb a person who is typing. The
+/// field owns the validator.
+template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
+FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
+  auto* validator = new FormatterValidator(std::move(formatter), field);
+  detail::endWith(validator, std::make_shared<ObservationToken>(detail::connectSetting(*validator, setting)));
+  return validator;
+}
+
+}  // namespace Qt6
+
+}  // namespace Tessaly::inline v1

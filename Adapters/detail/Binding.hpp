@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Calls a function with each value that differs from the former one.
+template <typename Value, typename Set>
+class SetOfChanges {
+ public:
+  explicit SetOfChanges(Set set) : set_(std::move(set)) {}
+
+  void operator()(const Value& value) {
+    if constexpr (std::equality_comparable<Value>) {
+      if (last_ == value) return;
+      last_ = value;
+    }
+    set_(value);
+  }
+
+ private:
+  Set set_;
+  std::optional<Value> last_;
+};
+
+/// The common part of the bindings of every toolkit: follows a computed value on the main thread until the token ends.
+template <typename Compute, typename Set>
+ObservationToken follow(Compute compute, Set set) {
+  assertMainIsolated("Tessaly/Binding", __LINE__);
+  return withContinuousObservation(Isolation::main(), std::move(compute), std::move(set));
+}
+
+/// The same without calls for equal values.
+template <typename Compute, typename Set>
+ObservationToken followChanges(Compute compute, Set set) {
+  using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
+  return follow(std::move(compute), SetOfChanges<Value, Set>(std::move(set)));
+}
+
+/// The computation of a value from a model that may end first. Absent after its end.
+template <typename Model, typename Compute>
+auto whileAlive(const std::shared_ptr<Model>& model, Compute compute) {
+  using Value = std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>;
+  return [weak = std::weak_ptr<Model>(model), compute = std::move(compute)]() mutable -> std::optional<Value> {
+    const std::shared_ptr<Model> alive = weak.lock();
+    if (alive == nullptr) return std::nullopt;
+    return std::invoke(compute, *alive);
+  };
+}
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <any>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+#include "Tessaly/Adapters/detail/Binding.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+#include "Tessaly/SettingsAndObservation/Default.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A setting that a field can show: a number, or a text.
+template <typename Value>
+concept FieldSetting = std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>;
+
+/// The value of a setting in the object of a field. Absent if the setting cannot hold it exactly.
+template <FieldSetting Value>
+std::optional<Value> settingIn(const std::any& object) {
+  if (const auto* value = std::any_cast<Value>(&object)) return *value;
+  if constexpr (std::is_arithmetic_v<Value>) {
+    if (const auto* number = std::any_cast<NSNumber>(&object)) {
+      if constexpr (std::is_floating_point_v<Value>) return static_cast<Value>(number->doubleValue());
+      return number->exactly<Value>();
+    }
+  }
+  return std::nullopt;
+}
+
+/// Connects a field with a setting: its rule judges the objects of the field, the end of editing stores them, and the
+/// field shows what is stored, unless a person is editing it. `Field` is an adapter's class.
+template <typename Field, FieldSetting Value>
+ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
+  field.setRule([key = setting.key()](const std::any& object) {
+    const std::optional<Value> value = settingIn<Value>(object);
+    return value && key.allows(*value);
+  });
+  field.onEditingEnd([setting = setting](const std::any& object) mutable {
+    const std::optional<Value> value = settingIn<Value>(object);
+    if (value && *value != setting.value()) setting.setValue(*value);
+  });
+  return follow([setting] { return setting.value(); },
+                [&field](const Value& value) {
+                  const bool isShown =
+                      field.objectValue().has_value() && settingIn<Value>(field.objectValue()) == value;
+                  if (!isShown && !field.isEdited()) field.setObjectValue(value);
+                });
+}
+
+}  // namespace Tessaly::inline v1::detail

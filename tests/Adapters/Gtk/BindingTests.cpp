@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "Tessaly/Adapters/GLib/MainLoop.hpp"
+#include "Tessaly/Adapters/Gtk/Binding.hpp"
+#include "Tessaly/Adapters/Gtk/SettingBinding.hpp"
+#include "tests/Adapters/BoundWidgets.hpp"
+#include "tests/Support/PrivateDisplay.hpp"
+
+namespace Tessaly {
+namespace {
+
+class GtkWidgetsOfTest : public testing::Test {
+ public:
+  using SliderValue = double;
+
+ protected:
+  void SetUp() override {
+    if (!display_.reason().empty()) GTEST_SKIP() << display_.reason();
+    ::setenv("GDK_BACKEND", "x11", 1);
+    ::setenv("GSK_RENDERER", "cairo", 1);
+    ::setenv("GTK_A11Y", "none", 1);
+    ::setenv("GSETTINGS_BACKEND", "memory", 1);
+    gtk_init();
+    adapter_.emplace();
+    window_ = gtk_window_new();
+    GtkWidget* box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 10);
+    gtk_window_set_child(GTK_WINDOW(window_), box);
+    constexpr const char* texts[] = {"light", "dark", nullptr};
+    label_ = GTK_LABEL(gtk_label_new(""));
+    check_ = GTK_CHECK_BUTTON(gtk_check_button_new());
+    slider_ = GTK_RANGE(gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, 0, 100, 1));
+    list_ = GTK_DROP_DOWN(gtk_drop_down_new_from_strings(texts));
+    field_ = GTK_EDITABLE(gtk_entry_new());
+    for (gpointer widget : {gpointer(label_), gpointer(check_), gpointer(slider_), gpointer(list_), gpointer(field_)}) {
+      gtk_box_append(GTK_BOX(box), GTK_WIDGET(widget));
+    }
+  }
+  void TearDown() override { destroyWidgets(); }
+
+  void destroyWidgets() {
+    if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(std::exchange(window_, nullptr)));
+  }
+  static void turn() {
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+  }
+
+  template <typename Set, typename... Source>
+  void bindLabel(Set set, Source... source) {
+    Gtk4::bind(label_, [set](GtkLabel*, const char* text) mutable { set(text); }, std::move(source)...);
+  }
+  template <typename Compute>
+  void bindLabelText(Compute compute) {
+    Gtk4::bind(label_, gtk_label_set_text, std::move(compute));
+  }
+  [[nodiscard]] std::string labelText() const { return gtk_label_get_text(label_); }
+
+  void bindCheck(const Default<bool>& setting) { Gtk4::bind(check_, setting); }
+  [[nodiscard]] bool isChecked() const { return gtk_check_button_get_active(check_) != FALSE; }
+  void check(bool isChecked) { gtk_check_button_set_active(check_, isChecked ? TRUE : FALSE); }
+
+  void bindSlider(const Default<double>& setting) { Gtk4::bind(slider_, setting); }
+  [[nodiscard]] double sliderValue() const { return gtk_range_get_value(slider_); }
+  void slide(double value) { gtk_range_set_value(slider_, value); }
+
+  void bindList(const Default<std::string>& setting) { Gtk4::bind(list_, setting); }
+  [[nodiscard]] std::string chosen() const { return detail::chosenText(list_).value_or(""); }
+  void choose(const char* text) { detail::chooseText(list_, text); }
+
+  template <typename Kind>
+  Gtk4::FormatterHook& bindField(std::shared_ptr<Kind> formatter, const Default<int>& setting) {
+    return Gtk4::bind(field_, std::move(formatter), setting);
+  }
+  [[nodiscard]] std::string fieldText() const { return gtk_editable_get_text(field_); }
+  void enter(const char* text) {
+    gtk_editable_delete_text(field_, 0, -1);
+    turn();
+    gtk_editable_set_text(field_, text);
+    g_signal_emit_by_name(gtk_editable_get_delegate(field_), "activate");
+    turn();
+  }
+
+  Tests::PrivateDisplay display_{"", 640, 480};
+  std::shared_ptr<InMemoryUserDefaults> defaults_ = InMemoryUserDefaults::make();
+  UserDefaultsInstallation installation_{defaults_};
+  std::optional<GLib::MainLoopAdapter> adapter_;
+  GtkWidget* window_ = nullptr;
+  GtkLabel* label_ = nullptr;
+  GtkCheckButton* check_ = nullptr;
+  GtkRange* slider_ = nullptr;
+  GtkDropDown* list_ = nullptr;
+  GtkEditable* field_ = nullptr;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, BoundWidget, GtkWidgetsOfTest);
+
+TEST(GtkBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        MainQueue::adopt();
+        auto* object = static_cast<GObject*>(g_object_new(G_TYPE_OBJECT, nullptr));
+        std::thread([&] { Gtk4::bind(object, [](GObject*, int) {}, [] { return 1; }); }).join();
+      },
+      "Incorrect actor executor assumption; Expected same executor as MainQueue");
+}
+
+}  // namespace
+}  // namespace Tessaly

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QSlider>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "Tessaly/Adapters/Qt/Binding.hpp"
+#include "Tessaly/Adapters/Qt/MainLoop.hpp"
+#include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
+#include "tests/Adapters/BoundWidgets.hpp"
+
+namespace Tessaly {
+namespace {
+
+class QtWidgetsOfTest : public testing::Test {
+ public:
+  using SliderValue = int;
+
+ protected:
+  void SetUp() override {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    application_.emplace(count_, arguments_);
+    adapter_.emplace();
+    window_.emplace();
+    label_ = new QLabel(&*window_);
+    check_ = new QCheckBox(&*window_);
+    slider_ = new QSlider(&*window_);
+    slider_->setRange(0, 100);
+    list_ = new QComboBox(&*window_);
+    list_->addItems({"light", "dark"});
+    field_ = new QLineEdit(&*window_);
+  }
+  void TearDown() override { window_.reset(); }
+
+  void destroyWidgets() { window_.reset(); }
+  static void turn() {
+    for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();
+  }
+
+  template <typename Set, typename... Source>
+  void bindLabel(Set set, Source... source) {
+    Qt6::bind(label_, [set](QLabel*, const QString& text) mutable { set(text.toStdString()); }, std::move(source)...);
+  }
+  template <typename Compute>
+  void bindLabelText(Compute compute) {
+    Qt6::bind(label_, &QLabel::setText, std::move(compute));
+  }
+  [[nodiscard]] std::string labelText() const { return label_->text().toStdString(); }
+
+  void bindCheck(const Default<bool>& setting) { Qt6::bind(check_, setting); }
+  [[nodiscard]] bool isChecked() const { return check_->isChecked(); }
+  void check(bool isChecked) {
+    if (isChecked != check_->isChecked()) check_->click();
+  }
+
+  void bindSlider(const Default<int>& setting) { Qt6::bind(slider_, setting); }
+  [[nodiscard]] int sliderValue() const { return slider_->value(); }
+  void slide(int value) { slider_->setSliderPosition(value); }
+
+  void bindList(const Default<std::string>& setting) { Qt6::bind(list_, setting); }
+  [[nodiscard]] std::string chosen() const { return list_->currentText().toStdString(); }
+  void choose(const char* text) {
+    list_->setCurrentText(text);
+    Q_EMIT list_->activated(list_->currentIndex());
+  }
+
+  template <typename Kind>
+  Qt6::FormatterValidator& bindField(std::shared_ptr<Kind> formatter, const Default<int>& setting) {
+    return *Qt6::bind(field_, std::move(formatter), setting);
+  }
+  [[nodiscard]] std::string fieldText() const { return field_->text().toStdString(); }
+  void enter(const char* text) {
+    field_->clear();
+    field_->insert(text);
+    QKeyEvent end(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    QCoreApplication::sendEvent(field_, &end);
+    turn();
+  }
+
+  std::shared_ptr<InMemoryUserDefaults> defaults_ = InMemoryUserDefaults::make();
+  UserDefaultsInstallation installation_{defaults_};
+  static inline int count_ = 1;
+  static inline char name_[] = "test";
+  static inline char* arguments_[] = {name_, nullptr};
+  std::optional<QApplication> application_;
+  std::optional<Qt6::MainLoopAdapter> adapter_;
+  std::optional<QWidget> window_;
+  QLabel* label_ = nullptr;
+  QCheckBox* check_ = nullptr;
+  QSlider* slider_ = nullptr;
+  QComboBox* list_ = nullptr;
+  QLineEdit* field_ = nullptr;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Qt, BoundWidget, QtWidgetsOfTest);
+
+TEST(QtBindingDeathTest, BindingOutsideTheMainThreadStopsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        MainQueue::adopt();
+        QObject object;
+        std::thread([&] { Qt6::bind(&object, [](QObject*, int) {}, [] { return 1; }); }).join();
+      },
+      "Incorrect actor executor assumption; Expected same executor as MainQueue");
+}
+
+}  // namespace
+}  // namespace Tessaly
