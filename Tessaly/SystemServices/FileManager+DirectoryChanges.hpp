@@ -50,8 +50,8 @@ struct DirectoryOptions {
 /// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. Only one task at a time
 /// may wait; a second one stops the process.
 ///
-/// The process uses one inotify instance. Each directory uses one watch and no descriptor. An entry with a name of up to
-/// 15 bytes uses at most 200 bytes of memory.
+/// The process uses one inotify instance. Each directory uses one watch and no descriptor. An entry with a name of up
+/// to 15 bytes uses at most 200 bytes of memory.
 ///
 /// Thread contract: thread-safe.
 ///
