@@ -43,9 +43,9 @@ ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
   });
   return follow([setting] { return setting.value(); },
                 [&field](const Value& value) {
-                  const bool isShown =
-                      field.objectValue().has_value() && settingIn<Value>(field.objectValue()) == value;
-                  if (!isShown && !field.isEdited()) field.setObjectValue(value);
+                  const std::any& object = field.objectValue();
+                  const bool isEdited = object.has_value() && field.isEdited();
+                  if (!isEdited && settingIn<Value>(object) != value) field.setObjectValue(value);
                 });
 }
 

@@ -93,8 +93,8 @@ TYPED_TEST_P(BoundWidget, WidgetMayEndFirst) {
   EXPECT_EQ(this->song_.use_count(), 2);
   this->song_->title = "two";
   this->destroyWidgets();
-  EXPECT_EQ(this->song_.use_count(), 1);
   this->turn();
+  EXPECT_EQ(this->song_.use_count(), 1);
   this->song_->title = "three";
   this->turn();
   EXPECT_EQ(this->set_, (std::vector<std::string>{"one 0"}));

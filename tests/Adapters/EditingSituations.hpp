@@ -106,7 +106,7 @@ struct DrivenField {
 };
 
 /// Drives fields of any toolkit by the same keys. `Field` is a fixture as that of `PolicedField`, which also has
-/// `paste`, `focus`, `neighbours` and `dismissNeighbours`.
+/// `paste`, `focus`, `neighbours`, `dismissNeighbours` and `composesOverSelections`.
 template <typename Field>
 class EditedNumber : public Field {
  protected:
@@ -161,6 +161,7 @@ TYPED_TEST_SUITE_P(EditedNumber);
 TYPED_TEST_P(EditedNumber, EverySituationEndsAsThePersonMeans) {
   this->checking_ = FieldChecking::atTheEnd;
   for (const EditingSituation& situation : editingSituations) {
+    if (!this->composesOverSelections && std::string_view(situation.keys).contains("<acute>")) continue;
     SCOPED_TRACE(situation.name);
     const Locale locale(situation.language);
     const Locale::Replacement replacement(locale);

@@ -155,6 +155,8 @@ class GtkField : public testing::Test {
     focus();
     gtk_box_remove(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), neighbour_);
   }
+  /// The pending deletion of the selection ends the composition.
+  static constexpr bool composesOverSelections = false;
   Gtk4::FormatterHook& policy() { return *hook_; }
 
   [[nodiscard]] std::string text() const { return gtk_editable_get_text(field_); }

@@ -159,6 +159,7 @@ class QtField : public testing::Test {
     focus();
     for (QWidget* widget : std::exchange(neighbours_, {})) delete widget;
   }
+  static constexpr bool composesOverSelections = true;
   Qt6::FormatterValidator& policy() { return *validator_; }
 
   [[nodiscard]] std::string text() const { return field_->text().toStdString(); }
@@ -329,7 +330,7 @@ TEST_F(QtField, AsksInTheOrderOfAFieldOfText) {
   press({"End"});
   formatter->calls.clear();
   type("b");
-  EXPECT_EQ(formatter->calls, (Strings{"partial ab", "read ab"}));
+  EXPECT_EQ(formatter->calls, (Strings{"partial ab", "partial ab", "read ab", "string ab"}));
   formatter->calls.clear();
   type("!");
   EXPECT_EQ(formatter->calls, (Strings{"partial ab!"}));
