@@ -28,7 +28,8 @@ using namespace std::chrono_literals;
 using Changes = std::vector<DirectoryChange>;
 
 /// Makes, writes, renames, replaces, links and removes entries below a directory. At each quiet moment it makes a mark
-/// in the directory and waits until the mark is removed. With a spare directory, it sometimes exchanges the two.
+/// in the directory and waits until the mark is removed. With a spare directory, it sometimes exchanges the two. It
+/// does not write into files with several names, because a name may be gone before the write through it is noticed.
 constexpr const char* writer = R"(
 import ctypes, os, random, shutil, sys, time
 root, spare = sys.argv[1:3]
@@ -55,6 +56,7 @@ def operate():
     elif kind == 3: os.rename(path, other)
     elif kind == 4: os.link(path, other)
     elif kind == 5: os.symlink('target', path)
+    elif os.path.exists(path) and os.stat(path).st_nlink > 1: raise OSError
     else:
         with open(path, 'ab') as file: file.write(b'x' * random.randrange(50))
 for moment in range(moments):
