@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -93,6 +94,7 @@ class FileChangesOn : public testing::TestWithParam<const char*> {
   void warmUp() const {
     const FileChanges changes = fileChanges(FileManager::default_(), url());
     static_cast<void>(MainQueue::fileDescriptor());
+    syncWait(Task<>::sleep(std::chrono::nanoseconds(1)));  // Starts the reactor.
   }
   /// Follows the file while a program changes it and finally writes "end". Returns the reported kinds. The contents
   /// that were read after the last element must be those of the file.
