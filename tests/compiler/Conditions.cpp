@@ -119,6 +119,40 @@ PROBE(WhileWithDeclaration) {
          }()) == 6;
 }
 
+// g++ 14 awaits the right side whatever the left side is, but only in the condition of a loop.
+constexpr const char* awaitInTheBody = "await in the body of the loop, and leave it with break";
+
+int callsInLoop = 0;
+
+Soon<bool> countedCall() {
+  ++callsInLoop;
+  return soon(true);
+}
+
+PROBE(WhileSkipsRightSideOfAnd, awaitInTheBody) {
+  run([]() -> Job<void> {
+    int round = 0;
+    while (round < 2 && co_await countedCall()) ++round;
+  }());
+  return callsInLoop == 2;
+}
+
+PROBE(ForSkipsRightSideOfAnd, awaitInTheBody) {
+  run([]() -> Job<void> {
+    for (int round = 0; round < 2 && co_await countedCall(); ++round) {
+    }
+  }());
+  return callsInLoop == 2;
+}
+
+PROBE(LoopSkipsRightSideOfOr, awaitInTheBody) {
+  run([]() -> Job<void> {
+    for (int round = 0; !(round >= 2 || !co_await countedCall()); ++round) {
+    }
+  }());
+  return callsInLoop == 2;
+}
+
 PROBE(DoWhile) {
   return run([]() -> Job<int> {
            int count = 0;

@@ -81,7 +81,10 @@ int elementsBeforeTheNextJob(Stream stream, int limit) {
   std::optional<int> countAtJob;
   const Task<> consumer([&, stream = std::move(stream)]() -> Async<void> {
     auto iterator = stream.makeAsyncIterator();
-    for (; count < limit && co_await iterator.next(); ++count) handleSlowly();
+    for (; count < limit; ++count) {
+      if (!co_await iterator.next()) break;
+      handleSlowly();
+    }
   });
   const Task<> job([&] { countAtJob = count; });
   syncWait(consumer.value());

@@ -123,7 +123,10 @@ TEST_F(Routes, TenThousandConsumersComeAndGoDuringFlaps) {
       const AsyncStream<ReachabilityService::Status> statuses = ReachabilityService::statuses();
       const auto consume = [&statusesTaken, statuses](int count) -> Async<void> {
         auto iterator = statuses.makeAsyncIterator();
-        while (count-- > 0 && (co_await iterator.next()).has_value()) ++statusesTaken;
+        for (; count > 0; --count) {
+          if (!co_await iterator.next()) break;
+          ++statusesTaken;
+        }
       };
       switch (i % 4) {
         case 0:  // The stream is destroyed without a consumer.
