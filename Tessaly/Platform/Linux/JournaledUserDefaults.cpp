@@ -96,7 +96,7 @@ class JournaledUserDefaults::Parts {
   SettingsWatcher watcher;
   detail::KeyValueObservers observers;
   const pid_t process = ::getpid();
-  /// On which observers hear of other processes' changes.
+  /// The executor that notifies observers of other processes' changes.
   SerialExecutor& others = *new SerialExecutor;
 
  private:
@@ -135,7 +135,7 @@ class JournaledUserDefaults::Parts {
   std::shared_ptr<detail::DelayedWork> damage_;
 };
 
-/// The job in which observers hear of one change of another process. The executor keeps the order.
+/// The job that notifies observers of one change of another process. The executor keeps the order.
 class JournaledUserDefaults::Delivery final : public Job {
  public:
   Delivery(std::weak_ptr<Object> store, detail::SettingsChange change)

@@ -44,8 +44,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// Empty when there is no place for settings: then they are in memory only.
     std::string folder;
     Opening opening = Opening::forUse;
-    /// Every delay and every wait is measured with it. It must outlive the store, which, if it is released while
-    /// observers hear of another process's change, ends on their thread afterwards.
+    /// Every delay and every wait is measured with it. It must outlive the store. A store that is released while
+    /// observers are notified of another process's change ends on their thread afterwards.
     Clock& clock = ContinuousClock::shared();
     /// The system calls on files; the system's own without one. It must outlive the store as the clock does.
     detail::SettingsFileSystem* fileSystem = nullptr;

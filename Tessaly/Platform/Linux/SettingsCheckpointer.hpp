@@ -11,8 +11,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Brings the values into the property list. One process at a time does it, under a lock of the directory, and one
-/// thread at a time of this process.
+/// Writes the values into the property list. One process at a time does it, under a lock of the directory, and one
+/// thread of this process at a time. A second process waits for the lock as long as its patience allows. Then it gives
+/// up, or writes what is still missing.
 ///
 /// Thread contract: thread-safe.
 class SettingsCheckpointer {
@@ -31,7 +32,8 @@ class SettingsCheckpointer {
   Outcome run(SettingsPatience& patience);
 
  private:
-  /// It is outdated, and to be made again, if it only ended that of another process, or the directory was moved away.
+  /// `isOutdated`: it must be made again, because it only finished that of another process, or the directory was moved
+  /// away.
   Outcome runOnce(SettingsPatience& patience, bool& isOutdated);
   [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience);
   [[nodiscard]] StoreResult<> lock(int directory, SettingsPatience& patience);

@@ -14,10 +14,10 @@
 namespace Tessaly::inline v1::detail {
 
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
-/// None where there is no file.
+/// None if there is no file.
 [[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path,
                                                      SettingsFileSystem& files = SettingsFileSystem::shared());
-/// 0 where nothing stands.
+/// 0 if the path has nothing.
 [[nodiscard]] ino_t inodeAt(const std::string& path, SettingsFileSystem& files);
 
 struct FileContents {

@@ -113,7 +113,7 @@ StoreResult<std::string_view> SettingsJournalFile::news() {
   if (buffer_.capacity() > reservedSize) buffer_ = {};
   buffer_.clear();
   if (size_ == offset_) return std::string_view();
-  // With the known bytes before them: another program may have overwritten those, and others have written since.
+  // Includes the known bytes before them. Another program may have overwritten those before other processes wrote.
   const std::uint64_t start = offset_ - tail_.size();
   const auto read = files_.read(file_.get(), start, static_cast<std::size_t>(size_ - start), buffer_);
   if (!read) return std::unexpected(read.error());
@@ -171,7 +171,7 @@ StoreResult<> SettingsJournalFile::create(const JournalHeader& header, std::stri
   const auto file = make(header, records, 0600);
   if (!file) return std::unexpected(file.error());
   auto result = files_.link(temporaryPath_, path_);
-  // Where there are no hard links.
+  // The file system may have no hard links.
   if (!result && result.error().errorCode != EEXIST) result = files_.rename(temporaryPath_, path_, Replacing::refuse);
   static_cast<void>(files_.remove(temporaryPath_));
   if (!result && result.error().errorCode == EEXIST) return {};

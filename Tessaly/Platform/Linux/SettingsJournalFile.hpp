@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The journal file that a store has open: who may write, how far it was read, and whether it is still the same file
-/// with the same contents. Knows nothing of the values.
+/// The journal file that a store has open: whether it may be written, how far it was read, and whether it is still the
+/// same file with the same contents. Knows nothing of the values.
 ///
 /// Files are made under a name of their own first, so that no process ever sees half a header.
 ///
@@ -24,7 +24,7 @@ class SettingsJournalFile {
   /// How the open file relates to what stands at the path.
   enum class Standing : std::uint8_t {
     current,
-    /// Another file stands there, or none.
+    /// The path has another file, or no file.
     replaced,
     /// It is the same file, but what was read of it is no longer there.
     overwritten,
@@ -38,12 +38,12 @@ class SettingsJournalFile {
   [[nodiscard]] bool isWritable() const noexcept { return isWritable_; }
   /// Whether its header was read, and records are read from `offset()` on.
   [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
-  /// Of the journal that is followed, or was followed last; 0 if what follows upon it cannot be known.
+  /// The number of the journal that is followed, or was followed last. 0 if its successor cannot be recognised.
   [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
   [[nodiscard]] bool hasNews() const noexcept { return size_ != offset_; }
-  /// Whether a file that stands at the path may be other than this one, or changed since `standing()`.
+  /// Whether the path may have another file, or this file may have changed since `standing()`.
   [[nodiscard]] bool mayHaveChanged();
 
   /// Opens the file for reading and, if wanted and allowed, for writing.
@@ -63,19 +63,19 @@ class SettingsJournalFile {
   void follow(const JournalHeader& header, std::string_view known);
   /// The bytes behind `offset()`, until the next call. Fails if the known bytes before them have changed.
   [[nodiscard]] StoreResult<std::string_view> news();
-  /// So many bytes of the news were read.
+  /// Marks that many bytes of the news as read.
   void advance(std::size_t count);
 
-  /// Adds one record by one write. Whether no other process has added anything before it or since.
+  /// Adds one record by one write. Returns whether no other process has added anything before it or since.
   [[nodiscard]] StoreResult<bool> append(std::string_view record);
   /// Adds several records by one write. They are read like those of other processes.
   [[nodiscard]] StoreResult<> appendAll(std::string_view records);
   [[nodiscard]] StoreResult<> synchronize() { return files_.synchronize(file_.get()); }
 
-  /// Makes a journal where none is. Does nothing if another process has just made one.
+  /// Makes a journal if the path has none. Does nothing if another process has just made one.
   [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
-  /// Puts another journal in the place of this one, which is kept under a new name unless it is empty: the name, or the
-  /// journal's own. Needs the exclusive lock.
+  /// Puts another journal in the place of this one. This one is kept under a new name unless it is empty. Returns that
+  /// name, or the journal's own. Needs the exclusive lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
   /// Makes this journal the old one and goes on with an empty one. Needs the exclusive lock.
   [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);

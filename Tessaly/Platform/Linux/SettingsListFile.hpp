@@ -35,9 +35,9 @@ class SettingsListFile {
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
   /// The directory in which the file stands, behind symbolic links.
   [[nodiscard]] std::string targetDirectory() const;
-  /// None also where it cannot be found out.
+  /// None also if the status cannot be read.
   [[nodiscard]] FileIdentity identity() const { return look().value_or(FileIdentity{}); }
-  /// None where there is no file.
+  /// None if there is no file.
   [[nodiscard]] StoreResult<FileIdentity> look() const;
 
   /// The file at the path: `missing` where there is none, `damaged` if it is no dictionary.
@@ -48,13 +48,13 @@ class SettingsListFile {
   /// hold a value. Removes what killed processes left.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
-  /// Puts the written file in place. If the file that was there is not the expected one, that one now has the path of
-  /// the written one: true.
+  /// Puts the written file in place. Returns true if the replaced file was not the expected one. That file then has the
+  /// path of the written one.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
   /// Writes the entries of the store's directory to the disk, and those of the directory that has the file.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
-  /// Sets the present file aside if it is damaged. Of a link to something other than a file only the link is moved. The
-  /// new path; empty if the file is not damaged.
+  /// Sets the present file aside if it is damaged. If a link leads to something other than a file, only the link is
+  /// moved. Returns the new path; empty if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
   /// Sets a damaged file aside that `put` has replaced.
   [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;

@@ -14,7 +14,7 @@ namespace {
 std::uint64_t freshWriter() {
   std::uint64_t writer = 0;
   std::memcpy(&writer, UUID::random().bytes().data(), sizeof(writer));
-  return writer | std::uint64_t{1} << 63;  // None of those that stand for other programs.
+  return writer | std::uint64_t{1} << 63;  // Not one of the numbers that stand for other programs.
 }
 
 }  // namespace

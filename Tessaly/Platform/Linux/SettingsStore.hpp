@@ -28,8 +28,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The values and the journal of one directory, brought together under one lock: reading and writing. Checkpoints, the
-/// watching of the directory and observers are the work of others, who call this.
+/// The values and the journal of one directory under one lock: reading and writing. Other objects make the checkpoints,
+/// watch the directory and notify the observers; they call this one.
 ///
 /// No thread waits for another process while it holds the lock.
 ///
@@ -38,7 +38,8 @@ class SettingsStore {
  public:
   using Options = JournaledUserDefaults::Options;
 
-  /// The work that becomes due some time after a write. Called under the lock: they only schedule.
+  /// The work that becomes due some time after a write. The store calls these functions under its lock, so they only
+  /// schedule.
   struct Schedule {
     std::function<void(std::chrono::nanoseconds)> checkpoint;
     std::function<void(std::chrono::nanoseconds)> retry;
@@ -73,27 +74,27 @@ class SettingsStore {
     /// Whether a checkpoint could not keep pace with the writes for some time.
     bool isOverdue = false;
   };
-  /// Writes the changes as one record. Gives those that this process's observers are to hear of.
+  /// Writes the changes as one record. Returns the changes of which this process's observers are to be notified.
   Write write(std::span<Edit> edits);
   /// Reads the records of others, and stores the values that could not be stored.
   StoreResult<> catchUp(SettingsPatience& patience);
-  /// Tries again to store what could not be stored. Whether that is to be tried once more later.
+  /// Tries again to store the values that could not be stored. Returns whether to try once more later.
   [[nodiscard]] bool retry();
-  /// Something has happened in the directory; whether a file there may have been closed after writing.
+  /// Called after an event in the directory. `wasClosed`: a file there may have been closed after writing.
   void directoryChanged(bool wasClosed);
 
   // The steps of a checkpoint, in this order.
   struct CheckpointBeginning {
     bool isNeeded = false;
     bool hadOldJournal = false;
-    /// How many times everything had been read.
+    /// The number of times that everything had been read.
     std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
   /// Makes the journal the old one, unless an old one is there already.
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
-  /// The values at the beginning of the journal, to be given back.
+  /// The values at the beginning of the journal. The caller returns them by `keepSnapshot`.
   [[nodiscard]] SettingsValues::Snapshot takeSnapshot();
   void keepSnapshot(SettingsValues::Snapshot snapshot);
   [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
@@ -106,7 +107,7 @@ class SettingsStore {
   /// Synchronizes the journal alone.
   void synchronizeJournal();
 
-  /// Sets a property list aside that has been damaged for long enough. Whether it is to be tried again later.
+  /// Sets a property list aside that has been damaged for long enough. Returns whether to try again later.
   [[nodiscard]] bool resolveDamage(SettingsPatience& patience);
   [[nodiscard]] bool isListUnknown();
 
@@ -125,7 +126,8 @@ class SettingsStore {
     /// The keys that were written after it was begun.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether it tells how much of the former one its maker had read: so far, and so many changes of this process.
+    /// Whether it names the position up to which its maker had read the former one, and the number of this process's
+    /// changes that its maker had read.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
@@ -162,7 +164,7 @@ class SettingsStore {
   /// Whether the exclusive lock is held now, and the journal stands at its path.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
-  /// Puts a journal in place that holds all that this process knows and no property list does.
+  /// Puts a journal in place with all values that this process knows and no property list has.
   StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
   struct Restored {
     JournalHeader header;
@@ -213,8 +215,8 @@ class SettingsStore {
   /// Whether a record of the old journal was damaged: then the file is kept.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
-  /// Whether the journal that was followed last had been overwritten when another one took its place. The process that
-  /// has made that one need not have read it.
+  /// Whether the journal that was followed last had been overwritten when another one took its place. The maker of that
+  /// one may not have read it.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
@@ -239,7 +241,7 @@ auto SettingsStore::withJournal(LockMode mode, SettingsPatience& patience, Body 
     }
     if (isLockStuck_.load(std::memory_order_relaxed)) return failure(StoreFault::lockHeld);
     if (patience.wait()) continue;
-    // An exclusive lock may only be busy: others share it one after the other.
+    // An exclusive lock may only be busy, because other processes share it in turn.
     if (mode == LockMode::shared && patience.isFull()) isLockStuck_.store(true, std::memory_order_relaxed);
     return failure(StoreFault::lockHeld);
   }

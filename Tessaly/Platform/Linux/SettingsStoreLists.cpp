@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The steps of a checkpoint, and what the store makes of property lists that other programs write.
+// The steps of a checkpoint, and the treatment of property lists that other programs write.
 #include <cerrno>
 #include <utility>
 
@@ -38,7 +38,7 @@ SettingsValues::Snapshot SettingsStore::takeSnapshot() {
     const UnfairLock::Guard guard(lock_);
     if (auto kept = values_.takeSnapshot()) return *std::move(kept);
   }
-  // Without the lock, so that no writer waits for a hundred thousand keys: what changes meanwhile is put back below.
+  // Reads without the lock, so that no writer waits for 100,000 keys. `snapshotOf` reverts later changes.
   PropertyList::Dictionary values = values_.table().all();
   const UnfairLock::Guard guard(lock_);
   return values_.snapshotOf(std::move(values));
@@ -77,7 +77,7 @@ StoreResult<> SettingsStore::exchangeLists(const SettingsListFile::Written& writ
   if (!isReplaced) return std::unexpected(isReplaced.error());
   values_.list().wantsCheckpoint = false;
   if (!*isReplaced) return {};
-  // Another program was faster by a hair: its changes must not be lost.
+  // Another program has replaced the list at the same moment. Its changes must not be lost.
   const auto replaced = listFile_.read(written.path);
   if (replaced) {
     const auto adopted =
@@ -100,7 +100,7 @@ StoreResult<> SettingsStore::removeOldJournal(int directory) {
   }
   if (!isDamaged) {
     const auto removed = files_.removeFrom(directory, "journal.old");
-    // A directory, for example, that another program has put in its place.
+    // Another program may have put a directory in its place.
     if (removed || (removed.error().fault != StoreFault::notAFile && removed.error().errorCode != EPERM))
       return removed;
   }

@@ -18,7 +18,7 @@ void SettingsStore::open(Schedule schedule) {
   const auto obtained = withJournal(LockMode::shared, patience, [] { return StoreResult<>(); });
   const UnfairLock::Guard guard(lock_);
   if (!values_.areLoaded()) {
-    // Reading needs no lock: records are whole or no records. A process that was stopped must not hide them.
+    // Reading needs no lock: a record is whole, or readers skip it. A stopped process must not hide the values.
     if (!obtained && obtained.error().fault == StoreFault::lockHeld && journal_.isOpen()) {
       const auto bytes = journal_.contents();
       const auto contents = bytes ? JournalContents::from(*bytes) : std::nullopt;
@@ -31,7 +31,7 @@ void SettingsStore::open(Schedule schedule) {
   }
   const StoreFault fault = obtained ? StoreFault::system : obtained.error().fault;
   if (!isForUse_) {
-    // A store that is not there is empty. Damage is told where it was found.
+    // A store that is not there is empty. The reading has named damage already.
     const bool isAbsent = !obtained && obtained.error().errorCode == ENOENT;
     const bool isTold = isAbsent || fault == StoreFault::lockHeld || fault == StoreFault::damaged;
     if (!obtained && !isTold) incidents_.writesFail(obtained.error(), 0);
@@ -54,14 +54,14 @@ StoreResult<> SettingsStore::load(const FormerJournal* former) {
   try {
     return loadAll(former);
   } catch (const std::bad_alloc&) {
-    // Only a part may have been read. Before anything is made of it, it is read again.
+    // Only a part may have been read. The next operation reads everything again.
     values_.abandonLoad();
     return failure(StoreFault::outOfMemory, ENOMEM);
   }
 }
 
 StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
-  // First the old journal, then the property list: a checkpoint that ends in between has put the one into the other.
+  // First the old journal, then the property list: a checkpoint that ends in between has put the records into the list.
   const auto old = readFile(journal_.oldPath(), files_);
   StoreResult<> result;
   if (!old && old.error().fault != StoreFault::missing && old.error().fault != StoreFault::notAFile) {
@@ -126,7 +126,7 @@ SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, 
   SettingsValues::Values result;
   const auto& before = values_.beforeLoad();
   if (values_.areLoaded() && followedDirectory_ != inodeAt(directory_, files_)) {
-    // The process that made the directory again need not have heard of all that stood in the one that vanished.
+    // The process that made the directory again may not have known all values of the one that vanished.
     for (const auto& [key, value] : before) {
       if (!values_.table().value(key)) result.emplace(key, value);
     }
@@ -134,7 +134,7 @@ SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, 
   if (former == nullptr) return result;
   const LaterJournal later = laterJournal(journal, former->nonce);
   for (const auto& [key, change] : former->changes) {
-    // The records of the process that has restored the journal are as late as those that it had read.
+    // A restored journal is as new as the records that its maker had read.
     const bool isKnown = change.ownChange != 0
                              ? later.hasFormer && change.ownChange <= former->ownChangesBefore + later.knownOwnChanges
                              : later.isRestored && (!later.hasFormer || later.knownOffset >= former->offset);
@@ -171,7 +171,7 @@ void SettingsStore::listIsUnreadable(const StoreProblem& problem) {
   values_.list().unreadable = listFile_.identity();
   const bool isUnknown = values_.list().isUnknown();
   incidents_.listIsUnreadable(listFile_.path(), problem, isUnknown);
-  // A process that has never read the list leaves the repair to one that has, which may need two looks at it.
+  // A process that has never read the list leaves the repair to a process that has. That one may need two looks.
   schedule_.damage(isUnknown ? 3 * JournaledUserDefaults::damageDelay : JournaledUserDefaults::damageDelay);
 }
 

@@ -33,7 +33,7 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
   const auto header = JournalHeader::from(*start);
   if (!header) return followDamagedJournal(mode);
   if (header->version > JournalHeader::currentVersion) return failure(StoreFault::newerVersion);
-  // In another directory there may be a property list of another lineage, whatever journal stands beside it.
+  // Another directory may have a property list of another lineage, whatever journal it has.
   const bool isSameDirectory = values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
   const bool isFormerLost = std::exchange(isFormerJournalLost_, false);
   const bool continues = isSameLineage(header->lineage, journal_.lineage()) && !isFormerLost;
@@ -47,7 +47,7 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
     journal_.follow(*header, *start);
     return load();
   }
-  // Another process has noticed the loss, and need not have known all that this one had written.
+  // Another process has noticed the loss. It may not have known all writes of this process.
   incidents_.journalWasLost(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
   const FormerJournal former = formerJournal();
   journal_.follow(*header, *start);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t maximumRecord = std::size_t{1} << 30;
 
-/// Fills the bytes of the value. The size of the change in a record.
+/// Fills the bytes of the value. Returns the size of the change in a record.
 std::size_t encode(SettingsStore::Edit& edit) {
   if (*edit.value) edit.bytes = PropertyListSerialization::data(**edit.value, PropertyListFormat::binary).text();
   return JournalRecord::changeOverhead + edit.key.size() + edit.bytes.size();
@@ -110,7 +110,7 @@ StoreResult<> SettingsStore::append(std::span<const Edit> edits) {
 StoreResult<> SettingsStore::storePending() {
   while (!values_.pending().empty()) {
     if (!journal_.isWritable()) return failure(StoreFault::readOnly, EROFS);
-    const SettingsValues::Pending pending = values_.pending();  // Those that are stored leave the original.
+    const SettingsValues::Pending pending = values_.pending();  // Stored ones are erased from the original.
     std::vector<Edit> edits;
     std::size_t size = 0;
     for (const auto& [key, unstored] : pending) {

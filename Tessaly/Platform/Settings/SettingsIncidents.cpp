@@ -116,7 +116,7 @@ void SettingsIncidents::add(UserDefaultsIncident incident, bool isLogged) {
     known->effect = std::max(known->effect, incident.effect);
     return summarize();
   }
-  // Those that are over are told by the log when there are too many.
+  // The log has every problem. The list drops the oldest one when it is full.
   if (status_.problems.size() >= maximumProblems) status_.problems.erase(status_.problems.begin());
   const std::uint32_t bit = incident.isOngoing ? 1u << static_cast<unsigned>(incident.problem) : 0;
   if (isLogged && (logged_ & bit) == 0) {

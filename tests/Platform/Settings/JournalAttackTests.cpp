@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a store treats journals that were shortened, overwritten, removed or damaged: no acknowledged value is lost
-// in silence.
+// Journals that were shortened, overwritten, removed or damaged: no acknowledged value is lost in silence.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

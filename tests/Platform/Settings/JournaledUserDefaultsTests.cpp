@@ -42,7 +42,7 @@ using Tests::waitUntil;
 
 class JournaledUserDefaultsTest : public Tests::StoreFixture {};
 
-/// Remembers what it was told, and lets a test wait for it.
+/// Records its notifications, and lets a test wait for them.
 class Recorder final : public KeyValueObserver {
  public:
   struct Call {
@@ -417,7 +417,7 @@ TEST_F(JournaledUserDefaultsTest, LeavesADamagedFileToAnotherThatKnowsItsValues)
   second->set(2, "b");
   clock_.advance(JournaledUserDefaults::damageDelay);
   ASSERT_TRUE(waitUntil([&] { return first->status().damagedFile.has_value(); }));
-  // Its own would leave out what only the first one knows, whose checkpoint may have come in between.
+  // A list of the second store would leave out values that only the first one knows.
   if (second->synchronize()) EXPECT_EQ(onDisk(), PropertyList(Dictionary{{"a", 1}, {"b", 2}}));
   first.reset();  // Which makes a last checkpoint.
   ASSERT_TRUE(waitUntil([&] { return second->value("a") == PropertyList(1); }));
@@ -485,7 +485,7 @@ TEST_F(JournaledUserDefaultsTest, RecoversThePropertyListBothJournalsAndTheirOrd
     store->set(1, "a");
     store->set(1, "b");
   }
-  // As a checkpoint leaves them that is killed after it put the journal aside: old has b and c, journal has c.
+  // The files after a kill between the steps of a checkpoint: the old journal has b and c, the journal has c.
   const std::string before = contentsOf(plist());
   Store store = open();
   store->set(2, "b");
@@ -861,7 +861,7 @@ TEST_F(JournaledUserDefaultsTest, StoresAValueOfAHundredMegabytes) {
 }
 
 TEST_F(JournaledUserDefaultsTest, AWriterThatIsKilledAtOnceHasWritten) {
-  // In a child that starts no thread of this test's: the runtime must not be forked.
+  // In a child process, because the runtime must not be forked.
   makeFolder();
   const pid_t child = ::fork();
   if (child == 0) {
@@ -880,7 +880,7 @@ TEST_F(JournaledUserDefaultsTest, AWriterThatIsKilledAtOnceHasWritten) {
 }
 
 TEST_F(JournaledUserDefaultsTest, DoesNotAskTheWallClock) {
-  // The files are told apart by their times being others, not later.
+  // Another time of a file tells it from the former one. The time need not be later.
   const Store store = open();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());

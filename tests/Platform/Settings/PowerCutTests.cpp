@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is left of a store after a power cut, as POSIX has it: of a file what it held when it was synchronized last, of
-// a folder the entries that it had then.
+// A store after a power cut, with the guarantees of POSIX only: a file has the contents, and a directory the entries,
+// of its last synchronization.
 #include <gtest/gtest.h>
 
 #include <cerrno>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a store behaves while another process holds the journal's lock for long: it may have been stopped.
+// A store while another process, which may have been stopped, holds the journal's lock for long.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a store does when the disk is full, and when its folder may only be read: on small file systems of the tests'
-// own, in mount namespaces.
+// A store on a full disk, and in a directory that may only be read. Each test mounts a small file system that only its
+// process sees.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>

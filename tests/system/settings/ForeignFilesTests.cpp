@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a store makes of files that others have written, damaged, moved or linked: python's plistlib, liars, and the
-// user.
+// Files that python's plistlib, malicious programs or the user have written, damaged, moved or linked.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Processes that write are killed at random moments: whatever they were told is stored must be there.
+// Writing processes are killed at random moments. Every acknowledged write must be there.
 #include <gtest/gtest.h>
 #include <poll.h>
 

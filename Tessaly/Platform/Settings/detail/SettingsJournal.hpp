@@ -63,9 +63,8 @@ struct JournalRecord {
     adoption = 5,
     /// The same, with changes by other programs that no record has: read everything again.
     adoptionWithUnknownChanges = 6,
-    /// The records before this one are those that a process had read of another journal, which was lost. Former
-    /// versions
-    /// ignore this kind.
+    /// The records before this one are those that a process had read of another journal, which was lost. Earlier
+    /// versions ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,

@@ -48,7 +48,7 @@ class TESSALY_EXPORT SettingsValues {
     std::optional<PropertyList> former = std::nullopt;
   };
   using Pending = std::unordered_map<std::string, Unstored>;
-  /// Which property list stands on the disk, as far as records tell.
+  /// The property list on the disk, as far as records name it.
   struct KnownList {
     /// The one that is known: the last checkpoint, or what another program wrote.
     FileIdentity identity;
@@ -78,12 +78,12 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] KnownList& list() noexcept { return list_; }
   [[nodiscard]] const KnownList& list() const noexcept { return list_; }
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
-  /// How many times everything was read.
+  /// The number of times that everything was read.
   [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
   /// Whether exactly this is stored.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
-  /// Observers hear of the changes of one record after all of them.
+  /// Observers are notified of the changes of one record after all of them.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
@@ -114,11 +114,11 @@ class TESSALY_EXPORT SettingsValues {
   // Journals.
   /// The records from now on stand in another journal than those before.
   void beginJournal();
-  /// How many records of each writer were applied since.
+  /// The number of records of each writer that were applied since.
   [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& recordsOfJournal() const noexcept {
     return recordsOfJournal_;
   }
-  /// How many changes this process had made before.
+  /// The number of changes that this process had made before.
   [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
   /// The journals that are known to have been lost and restored; the latest last.
   [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
@@ -158,7 +158,7 @@ class TESSALY_EXPORT SettingsValues {
   /// The value that the files have.
   [[nodiscard]] std::optional<PropertyList> storedValue(const std::string& key) const;
   void renewSnapshot();
-  /// Sets a value; the change, if observers are to hear of it.
+  /// Sets a value. Returns the change if observers are to be notified of it.
   std::optional<SettingsChange> exchange(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer);
   void announce(std::optional<SettingsChange> change, std::uint64_t writer);
   void applyChanges(const JournalRecord& record);
