@@ -181,6 +181,7 @@ class SettingsStore {
   [[nodiscard]] SettingsValues::Values broughtAlong(const FormerJournal* former, const std::string& journal) const
       TESSALY_REQUIRES(lock_);
   [[nodiscard]] LaterJournal laterJournal(const std::string& bytes, std::uint64_t formerNonce) const;
+  StoreResult<> listIsAbsent() TESSALY_REQUIRES(lock_);
   void listIsUnreadable(const StoreProblem& problem) TESSALY_REQUIRES(lock_);
   void listIsReadable() TESSALY_REQUIRES(lock_);
 

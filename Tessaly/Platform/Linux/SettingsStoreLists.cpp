@@ -118,11 +118,8 @@ StoreResult<> SettingsStore::lookAtPropertyList() {
   const auto present = listFile_.look();
   if (!present) return std::unexpected(present.error());
   const FileIdentity identity = *present;
-  // Another program has set it aside. A list that is written now would leave out the values that only it holds.
-  if (identity.isNone() && list.isUnknown()) return failure(StoreFault::postponed);
-  if (identity == list.identity || identity.isNone()) {
-    list.wantsCheckpoint = list.wantsCheckpoint || identity.isNone();
-    list.identity = identity;
+  if (identity.isNone()) return listIsAbsent();
+  if (identity == list.identity) {
     listIsReadable();
     return {};
   }
@@ -139,8 +136,19 @@ StoreResult<> SettingsStore::lookAtPropertyList() {
     return load();
   }
   if (found) return adoptPropertyList(*found);
+  if (found.error().fault == StoreFault::missing) return listIsAbsent();  // It was removed after the look.
   if (list.unreadable != identity) listIsUnreadable(found.error());
   return failure(StoreFault::postponed);
+}
+
+StoreResult<> SettingsStore::listIsAbsent() {
+  auto& list = values_.list();
+  // Another program has set it aside. A list that is written now would leave out the values that only it holds.
+  if (list.isUnknown()) return failure(StoreFault::postponed);
+  list.wantsCheckpoint = true;
+  list.identity = FileIdentity{};
+  listIsReadable();
+  return {};
 }
 
 StoreResult<> SettingsStore::adoptPropertyList(const SettingsListFile::Contents& found) {

@@ -79,10 +79,10 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   if (list) {
     format_ = list->format;
     listIsReadable();
-  } else if (const auto present = listFile_.look(); !present || !present->isNone()) {
-    listIsUnreadable(list.error());
-  } else {
+  } else if (list.error().fault == StoreFault::missing || listFile_.look() == FileIdentity{}) {
     listIsReadable();
+  } else {
+    listIsUnreadable(list.error());
   }
   const auto header = journal ? JournalHeader::from(*journal) : std::nullopt;
   if (old) replayOldJournal(old->bytes, header.value_or(JournalHeader()));
