@@ -41,10 +41,13 @@ bool canGrow(double number, int fractionDigits, bool isFraction, bool isInteger,
   if (isFraction && !isInteger && number + std::pow(10.0, -fractionDigits) > lowest) return true;
   if (isFraction) return false;
   if (number == 0) return true;
-  for (double first = number, end = number + 1; first <= highest; first *= 10, end *= 10) {
-    if (end > lowest) return true;
+  double first = number;
+  double end = number + 1;
+  while (first <= highest && end <= lowest && std::isfinite(end)) {
+    first *= 10;
+    end *= 10;
   }
-  return false;
+  return first <= highest;
 }
 
 FieldNotice noticeOf(Kind kind, std::string reason) { return {kind, {}, {}, std::move(reason)}; }
