@@ -2,6 +2,7 @@
 #include "Window.hpp"
 
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 #include "Sharing.hpp"
@@ -29,30 +30,21 @@ std::string counted(std::size_t count, const std::string& noun) {
 }
 
 /// A factory of labels whose text is a function of the file.
-GtkListItemFactory* labels(std::string (*text)(const File&), float alignment) {
+template <std::string (*text)(const File&)>
+GtkListItemFactory* labels() {
   GtkListItemFactory* factory = gtk_signal_list_item_factory_new();
-  g_object_set_data(G_OBJECT(factory), "text", reinterpret_cast<gpointer>(text));
-  const auto setUp = alignment == 0 ? +[](GtkListItem* item) {
-    GtkWidget* label = gtk_label_new(nullptr);
-    gtk_label_set_xalign(GTK_LABEL(label), 0);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
-    gtk_list_item_set_child(item, label);
-  } : +[](GtkListItem* item) {
-    GtkWidget* label = gtk_label_new(nullptr);
-    gtk_label_set_xalign(GTK_LABEL(label), 1);
-    gtk_widget_add_css_class(label, "numeric");
-    gtk_list_item_set_child(item, label);
-  };
-  const auto bind = +[](GtkListItemFactory* factory, GtkListItem* item) {
-    const auto text = reinterpret_cast<std::string (*)(const File&)>(g_object_get_data(G_OBJECT(factory), "text"));
-    const std::string shown = text(*FileListModel::file(gtk_list_item_get_item(item)));
-    gtk_label_set_text(GTK_LABEL(gtk_list_item_get_child(item)), shown.c_str());
-  };
-  g_signal_connect_swapped(factory, "setup", G_CALLBACK(+[](gpointer setUp, GtkListItem* item) {
-                             reinterpret_cast<void (*)(GtkListItem*)>(setUp)(item);
-                           }),
-                           reinterpret_cast<gpointer>(setUp));
-  g_signal_connect(factory, "bind", G_CALLBACK(bind), nullptr);
+  g_signal_connect(factory, "setup", G_CALLBACK(+[](GtkListItemFactory*, GtkListItem* item) {
+                     GtkWidget* label = gtk_label_new(nullptr);
+                     gtk_label_set_xalign(GTK_LABEL(label), text == sizeOf ? 1 : 0);
+                     if (text == nameOf) gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
+                     gtk_list_item_set_child(item, label);
+                   }),
+                   nullptr);
+  g_signal_connect(factory, "bind", G_CALLBACK(+[](GtkListItemFactory*, GtkListItem* item) {
+                     const std::string shown = text(*FileListModel::file(gtk_list_item_get_item(item)));
+                     gtk_label_set_text(GTK_LABEL(gtk_list_item_get_child(item)), shown.c_str());
+                   }),
+                   nullptr);
   return factory;
 }
 
@@ -102,9 +94,9 @@ GtkWidget* Window::makeList() {
   selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(files_.model())));
   columns_ = gtk_column_view_new(GTK_SELECTION_MODEL(selection_));
   gtk_widget_add_css_class(columns_, "data-table");
-  addColumn("Name", Align::start, nameOf);
-  addColumn("Size", Align::end, sizeOf);
-  addColumn("Modified", Align::start, dateOf);
+  addColumn("Name", labels<nameOf>(), TRUE);
+  addColumn("Size", labels<sizeOf>(), FALSE);
+  addColumn("Modified", labels<dateOf>(), FALSE);
   scroller_ = gtk_scrolled_window_new();
   gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller_), columns_);
   gtk_widget_set_hexpand(scroller_, TRUE);
@@ -134,10 +126,10 @@ GtkWidget* Window::makeBottom() {
   return bottom;
 }
 
-void Window::addColumn(const char* title, Align align, Text text) {
-  GtkColumnViewColumn* column = gtk_column_view_column_new(title, labels(text, align == Align::end ? 1.0F : 0.0F));
+void Window::addColumn(const char* title, GtkListItemFactory* factory, gboolean expands) {
+  GtkColumnViewColumn* column = gtk_column_view_column_new(title, factory);
   gtk_column_view_column_set_resizable(column, TRUE);
-  gtk_column_view_column_set_expand(column, text == nameOf);
+  gtk_column_view_column_set_expand(column, expands);
   gtk_column_view_append_column(GTK_COLUMN_VIEW(columns_), column);
   g_object_unref(column);
 }
@@ -164,8 +156,9 @@ void Window::follow() {
   withContinuousObservation([this] { return status(); },
                             [this](const std::string& text) { gtk_label_set_text(GTK_LABEL(status_), text.c_str()); })
       .store(tokens_);
-  withContinuousObservation([this] { return !finder_.groups.value().empty(); },
-                            [this](bool isFound) { gtk_widget_set_sensitive(onlyDuplicates_, isFound); })
+  // A pressed button stays usable, because a new search may find nothing.
+  withContinuousObservation([this] { return showsOnlyDuplicates_.value() || !finder_.groups.value().empty(); },
+                            [this](bool isUsable) { gtk_widget_set_sensitive(onlyDuplicates_, isUsable); })
       .store(tokens_);
   withContinuousObservation([this] { return finder_.state.value(); }, [this](auto state) { showSearch(state); })
       .store(tokens_);
@@ -226,11 +219,14 @@ void Window::showSearch(DuplicateFinder::State state) {
 
 std::string Window::status() const {
   if (!shelf_.problem.value().empty()) return shelf_.problem;
+  if (!notice_.value().empty()) return notice_;
   const auto listing = shown();
   if (listing == nullptr) return "Reading…";
   std::string text = counted(listing->files.size(), "file") + ", " + FormattingService::Bytes::string(listing->bytes);
   const std::size_t groups = finder_.groups.value().size();
   if (groups > 0) text += ", " + counted(groups, "set") + " of duplicates";
+  const int unreadable = finder_.unreadable;
+  if (unreadable > 0) text += ", " + counted(static_cast<std::size_t>(unreadable), "unreadable file");
   if (!ReachabilityService::observableIsOnline()) text += ", offline";
   return text;
 }
@@ -247,22 +243,29 @@ void Window::copyPath() {
 }
 
 void Window::saveTable() {
+  if (listing_ == nullptr) return;
   GtkFileChooserNative* dialog =
       gtk_file_chooser_native_new("Save", GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SAVE, nullptr, nullptr);
   gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), "files.csv");
   g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkNativeDialog* dialog, int response, Window* window) {
-                     if (response == GTK_RESPONSE_ACCEPT) {
-                       GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog));
-                       char* path = g_file_get_path(file);
-                       const Data data = table(window->listing_->files);
-                       FileManager::default_().write(data, URL::fileURLWithPath(path));
-                       g_free(path);
-                       g_object_unref(file);
-                     }
+                     GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog));
+                     if (response == GTK_RESPONSE_ACCEPT && file != nullptr) window->saveTable(file);
+                     g_clear_object(&file);
                      g_object_unref(dialog);
                    }),
                    this);
   gtk_native_dialog_show(GTK_NATIVE_DIALOG(dialog));
+}
+
+void Window::saveTable(GFile* file) {
+  char* uri = g_file_get_uri(file);
+  try {
+    FileManager::default_().write(table(listing_->files), URL::from(uri).value());
+    notice_ = "";
+  } catch (const std::exception& error) {
+    notice_ = error.what();  // Such as a full disk, or a file on a server.
+  }
+  g_free(uri);
 }
 
 void Window::compare() {

@@ -24,13 +24,10 @@ class Window {
   ~Window();
 
  private:
-  using Text = std::string (*)(const File&);
-  enum class Align : bool { start, end };
-
   GtkWidget* makeBar();
   GtkWidget* makeList();
   GtkWidget* makeBottom();
-  void addColumn(const char* title, Align align, Text text);
+  void addColumn(const char* title, GtkListItemFactory* factory, gboolean expands);
   GtkWidget* addButton(GtkWidget* box, const char* label, void (Window::*action)());
   void follow();
 
@@ -42,6 +39,7 @@ class Window {
 
   void copyPath();
   void saveTable();
+  void saveTable(GFile* file);
   void compare();
   [[nodiscard]] std::shared_ptr<const Listing> shown() const;
   void pauseOrResume();
@@ -51,6 +49,8 @@ class Window {
   DuplicateFinder finder_;
   Tessaly::Default<Theme> theme_{themeKey};
   Tessaly::Property<bool> showsOnlyDuplicates_ = false;
+  /// The reason of the last failure of an action.
+  Tessaly::Property<std::string> notice_;
   std::shared_ptr<const Listing> listing_;
   FileListModel files_;
   GtkWidget* window_;

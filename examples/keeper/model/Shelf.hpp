@@ -23,11 +23,11 @@ class Shelf {
   [[nodiscard]] const Tessaly::URL& directory() const noexcept { return directory_; }
   [[nodiscard]] Tessaly::URL url(const File& file) const { return directory_.appendingPathComponent(file.name); }
 
-  /// What the user types into the search field.
+  /// The text that the user types into the search field.
   Tessaly::Property<std::string> search;
   /// The files to show. Null until the directory was read.
   Tessaly::Property<std::shared_ptr<const Listing>> listing;
-  /// Why the directory is not followed any more; empty while it is.
+  /// The reason why the directory is not followed any more. Empty while it is followed.
   Tessaly::Property<std::string> problem;
 
  private:
