@@ -34,7 +34,7 @@ struct Usage {
   long watches = 0;
 };
 
-/// What a process uses. The memory is that of the heap and the stacks.
+/// The resources of a process. The memory is that of the heap and the stacks.
 Usage usageOf(const std::string& process) {
   Usage usage;
   std::ifstream status("/proc/" + process + "/status");

@@ -3,7 +3,7 @@
 
 #include "Batch.hpp"
 
-/// What a program can do with the kernel alone.
+/// Programs that use the kernel without a library.
 namespace Tessaly::Benchmarks::KernelPeers {
 
 /// `count` times: a descriptor becomes readable, and a thread that waits in `epoll_wait` answers.

@@ -8,7 +8,7 @@
 #include "Tessaly/FoundationExtensions/Logger+Extensions.hpp"
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 
-/// What the window shows: a setting, and the progress of a background task. Make it and destroy it on the main thread.
+/// The contents of the window: a setting, and the progress of a background task. It belongs to the main thread.
 class Session {
  public:
   /// `show` is called on the main thread, with each new text, until the session is destroyed.

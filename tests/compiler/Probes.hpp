@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What the probes of the compiler share. They use nothing of the library, so that a compiler which the library's
-// headers refuse can be probed, too.
+// The common parts of the probes of the compiler. They use nothing of the library, so that a compiler which the
+// library's headers refuse can be probed, too.
 
 #include <coroutine>
 #include <deque>
@@ -87,7 +87,7 @@ Soon<T> soon(T value) {
   return Soon<T>(std::move(value));
 }
 
-/// What the promises of all jobs do: the end of a job continues its caller by symmetric transfer.
+/// The common part of the promises of all jobs: the end of a job continues its caller by symmetric transfer.
 class JobPromiseBase {
  public:
   struct Transfer {

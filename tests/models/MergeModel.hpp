@@ -42,7 +42,7 @@ struct MergeModel {
     /// An iterator whose first request was cancelled takes its children for started.
     trustsThatChildrenStarted,
   };
-  /// What the two bases do. One that never yields ends only when it is cancelled.
+  /// The behaviour of the two bases. A base that never yields ends only when it is cancelled.
   enum class Bases : std::uint8_t { end, secondFails, secondNeverYields, firstFailsAndSecondNeverYields };
   /// When the consumer drops its iterator.
   enum class Leaves : std::uint8_t { never, atTheEnd, afterOneElement };
@@ -77,7 +77,7 @@ struct MergeModel {
   };
   enum class Canceller : std::uint8_t { marks, takesHandler, stops, returns, done };
 
-  /// What an actor still does before its next step of its own. An answer is its element, the end or the error.
+  /// The duty of an actor before its own next step. An answer is its element, the end or the error.
   enum Action : std::uint8_t {
     nothing,
     theEnd = 10,

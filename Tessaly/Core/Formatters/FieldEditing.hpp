@@ -24,20 +24,22 @@ namespace Tessaly::inline v1 {
 /// When a field corrects typed text: at the end of editing, or at every change, as its formatter demands.
 enum class FieldChecking : std::uint8_t { atTheEnd, atEveryChange };
 
-/// What a text in a field is worth.
+/// The worth of a text in a field.
 ///
 /// `acceptable`: editing could end without a correction. `incomplete`: further typing can make the text acceptable.
 /// `invalid`: the end of editing would correct the text, or could not read it.
 enum class FieldState : std::uint8_t { acceptable, incomplete, invalid };
 
 /// The reason why a field refuses or corrects a text.
+///
+/// Thread contract: thread-compatible.
 struct FieldNotice {
   enum class Kind : std::uint8_t { none, empty, notANumber, belowRange, aboveRange, rounded, rewritten, refused };
 
   Kind kind = Kind::none;
   /// The typed text.
   std::string typed;
-  /// The text that the field shows instead: the bound, or the rounded number. Empty if there is none.
+  /// The text that the field shows instead: the bound, or the rounded number. Otherwise empty.
   std::string shown;
   /// One English sentence, or the description of the formatter. Empty without a notice.
   std::string reason;

@@ -39,7 +39,8 @@ class AlphabeticIndex {
   /// The labels of all sections in their order.
   [[nodiscard]] TESSALY_EXPORT const std::vector<std::string>& labels() const noexcept;
 
-  /// The section of a text, as a position in `labels()`. Ill-formed UTF-8 counts as U+FFFD.
+  /// The section of a text, as a position in `labels()`. Ill-formed UTF-8 counts as U+FFFD. Throws
+  /// `std::length_error` for a text of more than one billion UTF-16 units.
   [[nodiscard]] TESSALY_EXPORT std::size_t section(std::string_view text) const;
 
  private:

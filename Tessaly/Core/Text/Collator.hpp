@@ -60,6 +60,7 @@ class Collator {
 
   /// Bytes that compare, with `std::string`'s order, as the text does. Keys of collators with different locales or
   /// options, or of different versions of ICU, are not comparable, so do not store them.
+  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than one billion UTF-16 units.
   [[nodiscard]] TESSALY_EXPORT std::string sortKey(std::string_view text) const;
 
  private:

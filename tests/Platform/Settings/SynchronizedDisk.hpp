@@ -21,7 +21,7 @@ namespace Tessaly::Tests {
 /// use.
 class SynchronizedDisk {
  public:
-  /// What reached the disk besides the data that was synchronized.
+  /// The changes that reached the disk besides the synchronized data.
   struct PowerCut {
     enum class Entries : std::uint8_t {
       /// Only the entries that a directory had when it was synchronized.
