@@ -10,7 +10,7 @@
 namespace Tessaly::Tests {
 
 /// Runs the body in the child of a fork, and returns the child's status as from `waitpid`. The child exits with the
-/// body's result, or with 0 if there is none. A child that hangs is ended after 20 s.
+/// body's result, or with 0 if the body returns nothing. A child that hangs is ended after 20 s.
 template <typename Body>
 int statusOfForkedChild(Body body) {
   const pid_t child = ::fork();
