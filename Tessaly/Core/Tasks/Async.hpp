@@ -22,7 +22,7 @@ namespace detail {
 
 [[noreturn]] TESSALY_EXPORT void stopAwaitingTwice() noexcept;
 
-/// The value or the exception with which a coroutine or a task ended.
+/// The value or the exception of a coroutine or a task that has ended.
 template <typename T>
 class Outcome {
  public:

@@ -153,7 +153,7 @@ class Queue final : public Executor {
     [[maybe_unused]] const ssize_t size = ::read(descriptor_, &value, sizeof(value));
   }
 
-  /// Looks every 2 s, as long as work waits, whether any of it was taken meanwhile.
+  /// Checks every 2 s, while work waits, whether any job was taken meanwhile.
   void watchForForgottenLoop() {
     watch_.arm(ContinuousClock::shared(), ContinuousClock::shared().now() + secondsBetweenLooks);
   }
@@ -201,12 +201,12 @@ class Queue final : public Executor {
   std::uint64_t dequeued_ TESSALY_GUARDED_BY(lock_) = 0;
   bool isSignalled_ TESSALY_GUARDED_BY(lock_) = false;
   bool isWatched_ TESSALY_GUARDED_BY(lock_) = false;
-  /// How many loops, adapters and drains serve the queue now.
+  /// The number of loops, adapters and drains that serve the queue now.
   int services_ TESSALY_GUARDED_BY(lock_) = 0;
   Run* innermost_ TESSALY_GUARDED_BY(lock_) = nullptr;
   bool stopsNextRun_ TESSALY_GUARDED_BY(lock_) = false;
   std::uint64_t seenDequeued_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// For how long no job was taken while some waited.
+  /// The time since a job was last taken while others waited.
   std::chrono::seconds stalled_ TESSALY_GUARDED_BY(lock_){0};
   Watch watch_;
 };

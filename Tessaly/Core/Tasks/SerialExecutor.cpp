@@ -6,16 +6,16 @@
 #include "Tessaly/Core/Tasks/GlobalExecutor.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// One word hands the executor over. It holds the jobs that came, and a phase:
+// One word hands the executor over. It holds the newly enqueued jobs and a phase:
 //
-//   idle           nobody holds the executor
+//   idle           no thread holds the executor
 //   queued(level)  a turn waits on the global executor, at this level
 //   running        a thread holds the executor; the next turn's level is decided when the turn is queued
 //   raised         running, and a job that may wait here was raised since the holder last looked
 //
 // tests/models explores every interleaving of the protocol. Memory orders: the holder's plain data passes through
 // acquire and release on the word, and through the queue of the global executor. The word and the jobs' priorities are
-// sequentially consistent. Either a raise sees the job's word, or the job's enqueuer sees the raise.
+// sequentially consistent: either a raise sees the job's word, or the job's enqueuer sees the raise.
 //
 // The word has no version. A job that is raised while it is enqueued may therefore wait for one turn at its old
 // priority, if a whole turn passes between its enqueuer's look at the word and its exchange.
@@ -32,7 +32,7 @@ constexpr Phase queuedAtLowest = 3;
 constexpr Phase phaseBits = 7;
 static_assert(queuedAtLowest + detail::priorityLevelCount - 1 <= phaseBits && alignof(Job) > phaseBits);
 
-/// After so many jobs in a row the executor goes to the back of the global executor's queue.
+/// The maximum number of jobs in a turn. The next turn waits at the back of the global executor's queue.
 constexpr int jobsPerTurn = 256;
 
 Phase phaseOf(std::uintptr_t word) { return word & phaseBits; }
@@ -94,7 +94,7 @@ void SerialExecutor::escalate(Job& job) noexcept {
   }
 }
 
-/// By whoever has just raised the level in the word.
+/// Called after the caller raised the level in the word.
 void SerialExecutor::raiseTurn(unsigned level) noexcept {
   turn_.raisePriority(detail::priorityOf(level));
   GlobalExecutor::shared().escalate(turn_);
@@ -120,7 +120,7 @@ void SerialExecutor::leaveCurrent() noexcept {
   }
 }
 
-/// By the holder: hands the executor, and the holder's reference, to a turn.
+/// Hands the executor and the holder's reference to a turn. Called by the holder.
 void SerialExecutor::queueTurn() noexcept {
   for (;;) {
     takeIncoming();
@@ -133,7 +133,8 @@ void SerialExecutor::queueTurn() noexcept {
   GlobalExecutor::shared().enqueue(turn_);
 }
 
-/// By the holder. True if nothing waited: then the executor is idle, and the caller releases the holder's reference.
+/// Returns true if no job waited. Then the executor is idle, and the caller releases the holder's reference. Called by
+/// the holder.
 bool SerialExecutor::giveUpIfEmpty() noexcept {
   while (ready_.isEmpty()) {
     std::uintptr_t expected = running;
@@ -146,7 +147,7 @@ bool SerialExecutor::giveUpIfEmpty() noexcept {
   return false;
 }
 
-/// By the holder: takes the jobs that came, and forgets the raises after it has looked at them.
+/// Takes the newly enqueued jobs, and discards the raises after it has read them. Called by the holder.
 void SerialExecutor::takeIncoming() noexcept {
   const std::uintptr_t word = word_.exchange(running, std::memory_order_seq_cst);
   const Phase phase = phaseOf(word);
@@ -196,7 +197,7 @@ void SerialExecutor::runTurn() noexcept {
     state.executor = this;
     ++started_;
     ready_.popFirst()->runInScope();
-    // If its task hopped away, it gave the executor up, which may be gone.
+    // A task that hopped away gave the executor up. The executor may be gone.
     if (state.executor != this) return;
     // The turn goes on, so the task that the job left behind must not wait for the thread.
     if (state.traded != nullptr) GlobalExecutor::shared().enqueue(*std::exchange(state.traded, nullptr));

@@ -14,9 +14,9 @@ namespace Tessaly::inline v1 {
 
 /// Runs its jobs one at a time, in the order in which they came, on threads of the global executor.
 ///
-/// It has no thread of its own. The caller that enqueues onto an idle one queues a turn on the global executor, and a
-/// task that hops onto an idle one from the pool goes on at once on the same thread. Object types whose state must be
-/// touched by one job at a time hold one of these; see `Isolation` for the handle.
+/// It has no thread of its own. An enqueue onto an idle one queues a turn on the global executor. A task that hops onto
+/// an idle one from the pool continues at once on the same thread. An object whose state only one job at a time may use
+/// holds a serial executor; see `Isolation` for the handle.
 ///
 /// A turn runs at most 256 jobs and is queued at the highest priority among the jobs that wait. A raise of a waiting
 /// job, or a new job of a higher priority, raises the queued turn too. Once that job has run, the raise lapses.

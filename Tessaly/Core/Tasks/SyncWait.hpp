@@ -15,7 +15,7 @@ namespace detail {
 
 /// Stops the process where waiting would deadlock.
 TESSALY_EXPORT void checkMayWait() noexcept;
-/// Starts the task and waits for its end: on the main thread by serving the main queue, elsewhere by sleeping.
+/// Starts the task and waits for its end. The main thread serves the main queue meanwhile. Other threads sleep.
 TESSALY_EXPORT void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept;
 
 template <typename T>
@@ -43,9 +43,11 @@ void WaitedState<T>::didComplete() noexcept {
 
 /// Runs an operation from ordinary code and waits for its result, which it returns or throws.
 ///
-/// The operation, a callable that returns an `Async` or a plain value, runs as a task: on the main thread it runs
-/// there, isolated to the main queue, which is served meanwhile; on another thread it runs without isolation. On a
-/// thread of the pool, or inside a job of a serial executor, waiting would deadlock and stops the process; use
+/// The operation is a callable that returns an `Async` or a plain value. It runs as a task. A call on the main thread
+/// runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread runs it without
+/// isolation.
+///
+/// Stops the process on a thread of the pool and inside a job of a serial executor, where waiting would deadlock. Use
 /// `co_await` there.
 ///
 /// Thread contract: thread-safe.

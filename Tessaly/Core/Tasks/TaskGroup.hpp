@@ -37,7 +37,7 @@ class GroupChildState;
 template <typename ChildResult = void>
 class TaskGroup {
  public:
-  /// What `next()` gives: the child's result, or, for children without one, whether a child had ended.
+  /// The result of `next()`: the child's result. For children without a result, true if a child has ended.
   using Next = std::conditional_t<std::is_void_v<ChildResult>, bool, std::optional<ChildResult>>;
 
   TaskGroup() = default;
@@ -54,7 +54,7 @@ class TaskGroup {
     requires std::is_invocable_v<std::decay_t<Operation>&>
   void addTask(TaskOptions options, Operation&& operation);
 
-  /// Starts a child unless the group is cancelled; whether it did.
+  /// Starts a child unless the group is cancelled. Returns whether it started.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   bool addTaskUnlessCancelled(Operation&& operation) {
@@ -63,7 +63,8 @@ class TaskGroup {
     return true;
   }
 
-  /// Not these: the child has to keep the function, its captures included, until the work has ended.
+  /// A call of this overload does not compile, because a child must keep its function and its captures until the work
+  /// has ended.
   template <typename Result>
   void addTask(Async<Result>) {
     static_assert(false, "a child takes a function, not the Async of a call: write addTask([=] { return work(); })");
@@ -78,8 +79,8 @@ class TaskGroup {
     return false;
   }
 
-  /// Waits for the next end of a child. Returns that child's result or throws its error. Returns nothing if no child is
-  /// left. The results come in the order in which the children end.
+  /// Waits for the next end of a child. Returns that child's result or throws its error. The result is empty if no
+  /// child is left. The results come in the order in which the children end.
   [[nodiscard]] Async<Next> next() {
     const auto child = co_await detail::TaskGroupCore::NextAwaiter(core_);
     if (!child) co_return Next{};
@@ -113,7 +114,7 @@ class TaskGroup {
     }
   }
 
-  /// Cancels every child, those added later included.
+  /// Cancels every child, also those that are added later.
   void cancelAll() noexcept { core_.cancelAll(); }
   [[nodiscard]] bool isCancelled() noexcept { return core_.isCancelled(); }
   /// Whether no child is running or has a result that was not taken.
@@ -163,9 +164,9 @@ void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation)
 
 /// Calls the body with a new group, waits for its children, and gives the body's result.
 ///
-/// If the body throws, all children are cancelled and waited for, and the exception goes on. If it returns, children
-/// that are left are waited for, and their results and errors dropped. Cancelling the current task cancels the
-/// children.
+/// If the body throws, the group cancels all children, waits for them, and then passes the exception on. If the body
+/// returns, the group waits for the remaining children and discards their results and errors. Cancelling the current
+/// task cancels the children.
 ///
 /// Thread contract: thread-safe.
 template <typename ChildResult = void, typename Body>

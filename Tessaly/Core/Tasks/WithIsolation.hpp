@@ -16,8 +16,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Moves the current task to another isolation and goes on there: at once if this thread is there already or can take
-/// the executor over, otherwise through its queue.
+/// Moves the current task to another isolation. The task continues at once if this thread is in the isolation already
+/// or can take its executor over. Otherwise it waits in the executor's queue.
 class Hop {
  public:
   explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}
@@ -48,9 +48,9 @@ class Hop {
 
 }  // namespace detail
 
-/// Runs the body in the given isolation and goes back to the caller's, whatever happens. The body is a plain function
-/// or returns an `Async`; its result or exception is passed on. Hopping onto an idle serial executor from the pool, and
-/// back, stays on the thread.
+/// Runs the body in the given isolation, and returns to the caller's also after an exception. The body is a plain
+/// function or returns an `Async`; its result or exception is passed on. A hop from the pool onto an idle serial
+/// executor and back stays on the thread.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -34,8 +34,8 @@ class AsyncStreamConsumer {
 
 /// Waits for a stream's next element. It has no coroutine frame of its own unless the stream unfolds.
 ///
-/// An element that is there is taken at once, but the turn of a thread that has taken many ends first: then the task
-/// goes behind the other work of its executor with the element in its hand.
+/// A buffered element is taken at once. After many such elements the thread's turn ends: the task takes the element and
+/// then waits behind the other work of its executor.
 template <typename Element>
 class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAwaiter final
     : private CancellationHandler {
@@ -77,7 +77,7 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
     if (waiter_.suspension.commit()) return std::noop_coroutine();
     return handle;
   }
-  /// Throws the stream's error, or the exception of the element's move: then that element is gone.
+  /// Throws the stream's error, or the exception of the element's move. In the second case the element is lost.
   std::optional<Element> await_resume() {
     if (unfolding_ != nullptr) return unfolding_.promise().outcome().take();
     endWait();
@@ -110,7 +110,7 @@ class AsyncStreamIterator {
   explicit AsyncStreamIterator(std::shared_ptr<AsyncStreamConsumer<Element>> consumer) noexcept
       : consumer_(std::move(consumer)) {}
 
-  /// The next element: a buffered one at once, otherwise when it comes; none at the end.
+  /// Waits for the next element. A buffered element is taken at once. Empty at the end.
   AsyncStreamNextAwaiter<Element> next() { return AsyncStreamNextAwaiter<Element>(consumer_->storage()); }
   /// The same, awaited in the given isolation.
   Async<std::optional<Element>> next(Isolation isolation) { return nextIn<Element>(this, std::move(isolation)); }

@@ -26,7 +26,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The state that a stream's continuations and iterators share: open with a buffer, open with waiting consumers, or
-/// terminal with the elements that are left. No host code runs under the lock: no handler, and nothing of an element's.
+/// terminal with the remaining elements. No host code runs under the lock: no handler, and no function of an element.
 ///
 /// Thread contract: thread-safe.
 template <typename StreamElement>
@@ -90,7 +90,7 @@ class AsyncStreamStorage {
     terminate(handler.get(), {StreamTermination::Kind::cancelled});
   }
 
-  /// The last consumer is gone: drops the elements that are left.
+  /// Drops the remaining elements after the last consumer has gone.
   void consumersGone() noexcept {
     cancel();
     GrowableRing<CarriedElement<Element>> left;
@@ -131,7 +131,7 @@ class AsyncStreamStorage {
       if (aheadCount_.load(std::memory_order_relaxed) == 0) return takeNextLocked(waiter);
     }
   }
-  /// The same; otherwise the waiter is added.
+  /// The same. If there is no answer yet, adds the waiter.
   bool takeNextOrWait(Waiter& waiter) noexcept {
     for (;;) {
       if (takeAhead(waiter)) return true;
@@ -254,7 +254,7 @@ class AsyncStreamStorage {
       if (waiter != nullptr) waiter->error.swap(error_);
     }
     while (waiter != nullptr) {
-      Waiter* next = waiter->next;  // Once it is resumed, it may be gone, and this storage with the last one.
+      Waiter* next = waiter->next;  // A resumed waiter may be gone, and this storage with the last one.
       waiter->suspension.resume();
       waiter = next;
     }

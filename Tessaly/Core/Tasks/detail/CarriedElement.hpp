@@ -12,10 +12,9 @@
 namespace Tessaly::inline v1::detail {
 
 /// An element on its way from producer to consumer. Moving it runs no code of the element and never throws, so queues
-/// of carried elements can change under a lock. An element that is more than bytes stays in a block of its own.
+/// of carried elements can change under a lock. An element that is not trivially copyable has a block of its own.
 ///
-/// After a move it holds nothing. Elements that are bytes cost nothing; others cost a block from the pool of coroutine
-/// frames.
+/// Empty after a move. Trivially copyable elements cost nothing. Others cost a block from the pool of coroutine frames.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element,

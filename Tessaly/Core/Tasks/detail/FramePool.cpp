@@ -43,7 +43,7 @@ void pushFrame(ThreadState::FrameList& list, void* frame) {
   --list.room;
 }
 
-/// Moves so many frames from the thread's list to the common one; what does not fit there is freed.
+/// Moves so many frames from the thread's list to the common one. Frees the frames that do not fit there.
 void returnFrames(std::size_t index, std::uint32_t count) {
   auto& list = threadState.frames[index];
   auto& common = commonLists[index];
@@ -69,12 +69,12 @@ void returnAllFrames(void*) {
   }
 }
 
-/// In the child of a fork. A thread that the child does not have may hold a lock, with the list half changed.
+/// Called in the child of a fork. A thread that the child does not have may hold a lock of a half-changed list.
 void forgetCommonLists() {
   for (auto& list : commonLists) std::construct_at(&list);
 }
 
-/// From now on the thread keeps frames, and returns them when it ends. The key's value only has to be non-null.
+/// Lets the thread keep frames and return them when it ends. The key's value only has to be non-null.
 void keepFrames() {
   callInForkedChildren<&forgetCommonLists>();
   static constinit pthread_key_t key{};

@@ -7,9 +7,9 @@
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// Memory of coroutine frames and of the records of tasks. Every thread has a bounded free list for each size, backed by
-// a bounded common list, so that a frame made on one thread and freed on another finds its way back. Off under the
-// sanitizers, which then see each frame as an allocation of its own.
+// Memory of coroutine frames and of the records of tasks. Every thread has a bounded free list for each size. A bounded
+// common list returns frames that are made on one thread and freed on another. Off under the sanitizers, which then see
+// each frame as an allocation of its own.
 
 namespace Tessaly::inline v1::detail {
 

@@ -10,7 +10,7 @@ namespace Tessaly::inline v1::detail {
 
 /// A first-in, first-out buffer on one contiguous allocation that doubles when it is full and is kept when it empties.
 ///
-/// Unlike `std::deque` it allocates nothing once it has grown, and nothing while it is unused.
+/// Unlike `std::deque` it does not allocate once it has grown, nor while it is unused.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>

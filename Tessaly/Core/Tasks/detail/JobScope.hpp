@@ -7,9 +7,9 @@ namespace Tessaly::inline v1::detail {
 
 /// Gives the job that runs in it a state of its own, and restores the state of the job below at the end.
 ///
-/// Every job runs in such a scope, so neither a nested drain nor an executor that runs jobs inside `enqueue` can see or
-/// change what the job below holds. A thread of the pool is a scope by itself: it looks after each job at what the job
-/// left.
+/// Every job runs in such a scope. So neither a nested drain nor an executor that runs jobs inside `enqueue` can see or
+/// change the state of the job below. A thread of the pool is a scope by itself: it reads the job's state after each
+/// job.
 ///
 /// Thread contract: thread-compatible; lives on one thread's stack.
 class JobScope {

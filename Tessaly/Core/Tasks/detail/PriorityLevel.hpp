@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// How many priorities queues tell apart.
+/// The number of priorities that queues distinguish.
 inline constexpr std::size_t priorityLevelCount = 4;
 
 /// The level of a priority: 0 for background to 3 for high.
@@ -18,7 +18,7 @@ constexpr unsigned levelOf(TaskPriority priority) noexcept {
   return priority >= TaskPriority::low ? 1 : 0;
 }
 
-/// The priority that stands for a level.
+/// The priority of a level.
 constexpr TaskPriority priorityOf(unsigned level) noexcept {
   constexpr std::array<TaskPriority, priorityLevelCount> priorities{TaskPriority::background, TaskPriority::low,
                                                                     TaskPriority::medium, TaskPriority::high};

@@ -35,7 +35,7 @@ constinit std::atomic<Reactor*> started{nullptr};
       "Tessaly/Reactor", __LINE__);
 }
 
-/// The sources by key: an event that was read before its source was cancelled finds nothing here.
+/// The sources by key. An event that was read before its source was cancelled finds no source here.
 struct Sources {
   UnfairLock lock;
   std::unordered_map<std::uint64_t, std::weak_ptr<DescriptorSource>> byKey TESSALY_GUARDED_BY(lock);
@@ -98,7 +98,7 @@ void Reactor::fireDueTimers() {
   for (;;) {
     ClockTimer* due = nullptr;
     {
-      // Whoever takes the timer out of the heap resumes its owner: here, or in `remove`, never both.
+      // The thread that takes the timer out of the heap resumes its owner: here or in `remove`, never both.
       UnfairLock::Guard guard(lock_);
       due = timers_.first();
       if (due == nullptr) return;
@@ -175,7 +175,7 @@ void DescriptorSource::deliver() noexcept {
   const CallGate::Call call(calls_);
   if (!call.isAdmitted()) return;
   callNotification("A descriptor's handler", onReadable_);
-  // A handler that cancelled its own source may have closed the descriptor. A cancellation elsewhere waits for this.
+  // A handler that cancelled its own source may have closed the descriptor. Another thread's `cancel()` waits for this.
   if (calls_.isClosed()) return;
   epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = key_}};
   if (::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event) != 0) {
@@ -185,11 +185,11 @@ void DescriptorSource::deliver() noexcept {
 }
 
 void DescriptorSource::cancel() noexcept {
-  if (isForkedChild()) return;  // What it would take out of the kernel's set is the parent's.
+  if (isForkedChild()) return;  // The kernel's set is the parent's.
   calls_.close();
   Sources& sources = Sources::shared();
   UnfairLock::Guard guard(sources.lock);
-  // By the first of several at once; the others wait here until it is done, because then the descriptor may be closed.
+  // The first of several calls runs this. The others wait for it, because the descriptor may be closed after a call.
   if (sources.byKey.erase(key_) != 0) ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
 }
 

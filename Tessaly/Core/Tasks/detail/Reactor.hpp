@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The one thread that waits for timers and descriptors, started on first need. No code of a host's ever runs on it: it
-/// resumes tasks on their executors and enqueues jobs.
+/// The one thread that waits for timers and descriptors, started on first need. No host code runs on it: it resumes
+/// tasks on their executors and enqueues jobs.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
@@ -44,10 +44,10 @@ class TESSALY_EXPORT Reactor {
 /// Calls a function on an executor whenever a descriptor is readable, until it is cancelled.
 ///
 /// The function is called once for each readiness; the descriptor is watched again after it has returned. It should
-/// read all that is there. The descriptor stays the caller's, and must stay open until `cancel()` has returned.
+/// read until the descriptor is empty. The caller owns the descriptor and keeps it open until `cancel()` has returned.
 ///
-/// Stops the process when the kernel refuses to watch the descriptor: it is closed, it is no kind that can be polled,
-/// it has a source already, or the user's limit of watched descriptors is reached.
+/// Stops the process when the kernel refuses to watch the descriptor: it is closed, it cannot be polled, it has a
+/// source already, or the user's limit of watched descriptors is reached.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -55,14 +55,14 @@ class TESSALY_EXPORT Reactor {
 ///     source->cancel();
 class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_this<DescriptorSource> {
  public:
-  /// Starts watching. A throw out of `onReadable` stops the process.
+  /// Starts watching. An exception of `onReadable` stops the process.
   static std::shared_ptr<DescriptorSource> make(int descriptor, Executor& executor, std::function<void()> onReadable);
   ~DescriptorSource();
   DescriptorSource(const DescriptorSource&) = delete;
   DescriptorSource& operator=(const DescriptorSource&) = delete;
 
-  /// Stops watching. Afterwards the function is not, and will not be, running: a call on another thread is waited for,
-  /// one further up on this thread is not. Idempotent.
+  /// Stops watching. Waits for a call of the function on another thread, but not for one on this thread's stack. The
+  /// function is not called afterwards. Idempotent.
   void cancel() noexcept;
 
  private:

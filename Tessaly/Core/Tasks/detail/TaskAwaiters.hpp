@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Goes to the back of the queue of the task's executor.
+/// Moves the task to the back of its executor's queue.
 struct YieldAwaiter {
   bool await_ready() const noexcept { return false; }
   template <std::derived_from<AsyncPromiseBase> Promise>

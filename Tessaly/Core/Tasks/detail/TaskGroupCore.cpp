@@ -8,12 +8,12 @@
 // One word connects the children that end with the task that waits. It holds
 //
 //   0             no child has ended since the last look, and no task waits
-//   link          the children that have ended, the last one first
-//   task | waits  the task that waits; the next child to end replaces it by itself, and schedules the task
+//   link          the ended children, the last one first
+//   task | waits  the waiting task; the next child that ends puts itself here instead, and schedules the task
 //
 // tests/models explores every interleaving. Memory orders: a child's result, and what the waiting task wrote before its
-// suspension, pass through release and acquire on the word. The list of the children and the level that they were
-// given are under the lock, so an added child is either in the list of a raise or sees the raised level.
+// suspension, pass through release and acquire on the word. The list of the children and their level
+// are under the lock, so an added child is either in the list of a raise or sees the raised level.
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -112,7 +112,7 @@ void TaskGroupCore::endWait(TaskRecord& task) noexcept {
 }
 
 bool TaskGroupCore::waitForChildren() noexcept {
-  isAwaited_.store(false, std::memory_order_relaxed);  // If the task was in `next()`, that will not go on.
+  isAwaited_.store(false, std::memory_order_relaxed);  // A call of `next()` that waits here will not continue.
   do {
     releaseEnded();
     if (isEmpty()) return false;

@@ -16,18 +16,17 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// In the list of the children that were not taken.
+  /// The links in the list of the children that were not taken.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
-  /// Among those that have ended.
+  /// The link in the list of the ended children.
   TaskGroupLink* nextEnded = nullptr;
 };
 
-/// The part of a group that does not depend on its children's result: it knows the children that were not taken yet,
-/// and which of them have ended, in the order of their ends. It holds the only reference on a child that is running or
-/// has ended.
+/// The part of a group that does not depend on its children's result. It keeps the children that were not taken yet and
+/// the order in which they ended. It holds the only reference to a child that is running or has ended.
 ///
-/// A child that ends makes one atomic change. The task that waits takes all children that have ended at once.
+/// A child ends with one atomic change. The waiting task takes all ended children at once.
 ///
 /// Thread contract: children are added, cancelled and raised from any thread; one task at a time takes and waits.
 class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
@@ -35,12 +34,12 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   TaskGroupCore() = default;
   TaskGroupCore(const TaskGroupCore&) = delete;
   TaskGroupCore& operator=(const TaskGroupCore&) = delete;
-  /// Once no child is running. Releases the children that were not taken.
+  /// Requires that no child is running. Releases the children that were not taken.
   ~TaskGroupCore();
 
-  /// Adds and starts a child; takes the caller's reference over.
+  /// Adds and starts a child. Takes the caller's reference over.
   void start(TaskGroupLink& child) noexcept;
-  /// Called last by a child that has ended. The child and the group may be gone when this returns.
+  /// The last call of a child that has ended. The child and the group may be gone when this returns.
   void childEnded(TaskGroupLink& child) noexcept;
   void cancelAll() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_acquire); }
@@ -48,15 +47,14 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool isEmpty() const noexcept {
     return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
   }
-  /// Releases the children that have ended. False if no child is left. Otherwise the current task, which is suspended,
-  /// is scheduled when the next one has ended.
+  /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
+  /// current task, which is suspended.
   [[nodiscard]] bool waitForChildren() noexcept;
-  /// Marks the running children, and those added later, as cancelled. Adds the marked ones to the list, the first one
-  /// last.
+  /// Marks the running children and later ones as cancelled. Adds the marked ones to the list, the first one last.
   void markCancelled(TaskList& cancelled) noexcept;
   void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
-  /// Gives the child that ended first among those not taken yet; none when there are no children left.
+  /// Gives the child that ended first among those that were not taken. None if no child is left.
   class NextAwaiter {
    public:
     explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
@@ -86,7 +84,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   };
 
  private:
-  /// The child that ended first among those not taken, with the group's reference; null for none.
+  /// The child that ended first among those that were not taken, with the group's reference. Null if there is none.
   TaskRecord* takeEnded() noexcept {
     if (ready_.load(std::memory_order_relaxed) == nullptr) collectEnded();
     TaskGroupLink* const first = ready_.load(std::memory_order_relaxed);
@@ -95,7 +93,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
     return first->record;
   }
   void collectEnded() noexcept;
-  /// Suspends the task until a child ends. False if one has ended meanwhile.
+  /// Suspends the task until a child ends. Returns false if one has ended meanwhile.
   bool wait(TaskRecord& task) noexcept;
   void endWait(TaskRecord& task) noexcept;
   /// False if a child has ended meanwhile.
@@ -104,25 +102,25 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   void remove(TaskGroupLink& child) noexcept TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
-  // The children that were not collected, and how many they are.
+  // The children that were not collected, and their number.
   TaskGroupLink* first_ TESSALY_GUARDED_BY(lock_) = nullptr;
   TaskGroupLink* last_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  /// Written under the lock. It falls after `ready_` has taken the children.
+  /// Written under the lock. It decreases after `ready_` has taken the children.
   std::atomic<std::uint32_t> count_{0};
-  /// The children that ended and were not collected, the last one first; or the task that waits, and a bit.
+  /// The ended children that were not collected, the last one first; or the waiting task, and a bit.
   std::atomic<std::uintptr_t> ended_{0};
-  /// Those that were collected, in the order of their ends. Written by the task that takes.
+  /// The collected children, in the order of their ends. Written by the task that takes them.
   std::atomic<TaskGroupLink*> ready_{nullptr};
   /// From the beginning of a wait until the waiting task has taken its answer.
   std::atomic<bool> isAwaited_{false};
   /// Written under the lock.
   std::atomic<bool> isCancelled_{false};
-  /// No child is below this priority. It rises with the waiting parent, so a wait looks at the children only then.
+  /// No child is below this priority. It rises with the waiting parent. A wait visits the children only after a rise.
   /// Written under the lock.
   std::atomic<TaskPriority> lowest_{};
 };
 
-/// Cancels a group with the current task, for the extent of a scope.
+/// Cancels a group with the current task, for a scope.
 class TaskGroupCancellation final : public CancellationHandler {
  public:
   template <typename Group>
@@ -143,7 +141,7 @@ class TaskGroupCancellation final : public CancellationHandler {
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
   void cancelChildren() noexcept { group_.cancelAll(); }
-  /// See the group. The current task is suspended already.
+  /// The same function of the group. The current task is suspended already.
   [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 
  private:

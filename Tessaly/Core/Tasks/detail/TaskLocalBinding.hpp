@@ -9,21 +9,21 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a new task takes the task-locals of its creator over.
+/// Whether a new task copies the task-locals of its creator.
 enum class TaskLocalCopies : std::uint8_t { ofTheCaller, none };
 
 /// One binding of a task-local value: a link of the current task's list, or, outside any task, of the thread's.
 ///
-/// Thread contract: thread-compatible; a list is touched by its task or thread only.
+/// Thread contract: thread-compatible; only its task or thread uses a list.
 class TESSALY_EXPORT TaskLocalBinding {
  public:
   explicit TaskLocalBinding(const void* key) noexcept : key_(key) {}
   TaskLocalBinding(const TaskLocalBinding&) = delete;
   TaskLocalBinding& operator=(const TaskLocalBinding&) = delete;
 
-  /// The list that the caller's bindings go into, innermost first.
+  /// The list of the caller's bindings, innermost first.
   [[nodiscard]] static TaskLocalBinding*& list() noexcept;
-  /// The innermost binding of a key; null when there is none.
+  /// The innermost binding of a key. Null if there is none.
   [[nodiscard]] static const TaskLocalBinding* find(const void* key) noexcept;
   /// Copies of the innermost binding of every key, in the same order.
   [[nodiscard]] static TaskLocalBinding* copyInnermost(const TaskLocalBinding* list);
@@ -55,7 +55,7 @@ class TypedTaskLocalBinding : public TaskLocalBinding {
   Value value_;
 };
 
-/// Binds for the extent of a block or of a coroutine's scope.
+/// Binds a value for a block or for a scope of a coroutine.
 template <typename Value>
 class ScopedTaskLocalBinding final : public TypedTaskLocalBinding<Value> {
  public:

@@ -33,8 +33,8 @@ void TaskRecord::runTask(Job& job) noexcept {
   } else {
     state.completed = &record;
   }
-  // Unless its outermost coroutine has ended, the record may be running elsewhere, or be gone. Nothing of the task is
-  // current while it completes: destructors of the host's values run then.
+  // If its outermost coroutine has not ended, the record may be running elsewhere, or be gone. The task is not current
+  // while it completes, because destructors of the host's values run then.
   state.task = nullptr;
   if (TaskRecord* completed = std::exchange(state.completed, nullptr); completed != nullptr) completed->complete();
 }
@@ -47,10 +47,10 @@ void TaskRecord::discard() noexcept {
   const JobScope scope(threadState.executor);
   threadState.task = this;
   clearAwaited();
-  // The children may wait for something that this task would have done.
+  // The children may wait for an action of this task.
   for (auto* scope = groupScope; scope != nullptr; scope = scope->outer()) scope->cancelChildren();
   if (waitForGroupChildren()) return;
-  setExecutor(isolation_.executor());  // The present one may end with the task's coroutines.
+  setExecutor(isolation_.executor());  // The present executor may end with the task's coroutines.
   complete();
 }
 
@@ -68,7 +68,7 @@ void TaskRecord::complete() noexcept {
 }
 
 void TaskRecord::didComplete() noexcept {
-  // Releases the result to those that see the bit, and acquires what the waiters wrote before they came.
+  // Releases the result to the readers of the bit, and acquires the waiters' writes.
   resumeWaiters(word_.fetch_add(doneBit, std::memory_order_acq_rel));
   release();
 }
@@ -80,16 +80,16 @@ void TaskRecord::resumeWaiters(std::uintptr_t word) noexcept {
     inOrder = std::exchange(waiter, older);
   }
   while (inOrder != nullptr) {
-    // Once its task is scheduled, the waiter may be gone.
+    // A waiter whose task is scheduled may be gone.
     TaskRecord& task = *inOrder->task;
     inOrder = inOrder->next;
-    // The last one only: the others must not be behind it.
+    // Only the last one may be traded: no other one may be behind it.
     inOrder != nullptr ? task.schedule() : task.scheduleAtEndOfJob();
   }
 }
 
 /// The calls of `cancel` that are nested on this thread's stack: a handler may cancel a further task, whose handler may
-/// do the same. Beyond the limit the outermost call goes on with the tasks, so a chain of any length fits on the stack.
+/// do the same. Beyond the limit the outermost call handles the tasks, so a chain of any length fits on the stack.
 struct CancellationNest {
   static constexpr int deepest = 64;
   TaskList further;
@@ -170,7 +170,7 @@ bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
 }
 
 void TaskRecord::escalate(TaskPriority priority) noexcept {
-  // If it is as high already, so is what it waits for: whoever begins to wait raises what it waits for to its own.
+  // A task that begins to wait raises the awaited tasks to its own priority. So a task of this priority needs no visit.
   if (!raisePriority(priority)) return;
   // A list, not a recursion: tasks may wait for one another in a chain of any length.
   TaskList awaited;
@@ -185,7 +185,7 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
 void TaskRecord::wasRaised(TaskList& awaited) noexcept {
   Isolation isolation;
   {
-    // With the bit set the task leaves neither its executor nor its wait before the lock is released.
+    // While the bit is set, the task leaves neither its executor nor its wait before the lock is released.
     UnfairLock::Guard guard(lock_);
     word_.fetch_or(raiseBit, std::memory_order_seq_cst);
     if (Executor* executor = executor_.load(std::memory_order_seq_cst)) isolation = Isolation(*executor);

@@ -18,8 +18,8 @@
 #include "Tessaly/Core/Tasks/detail/TaskLocalBinding.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// What the runtime keeps of a task, and the two ways in which a coroutine waits: a suspension, which somebody ends, and
-// a cancellation handler, which the task's cancellation calls.
+// The runtime's record of a task, and the two ways in which a coroutine waits. Another thread ends a suspension. The
+// task's cancellation calls a cancellation handler.
 
 namespace Tessaly::inline v1::detail {
 
@@ -27,23 +27,23 @@ class TaskRecord;
 class TaskGroupCancellation;
 using TaskList = std::vector<Retained<TaskRecord>>;
 
-/// The tasks whose ends one task waits for, so that a raise of its priority reaches them. Lives in a frame of the task
-/// that waits.
+/// The tasks that one task waits for, so that a raise of its priority reaches them. Lives in a frame of the waiting
+/// task.
 class AwaitedWork {
  public:
-  /// Adds those below the priority, and sees to it that later ones start at it. Called with the lock of the waiting
-  /// task held, which does not leave the wait meanwhile.
+  /// Adds the tasks below the priority, and lets later ones start at it. Called with the lock of the waiting task held,
+  /// so that the task does not leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
   ~AwaitedWork() = default;
 };
 
-/// A function that a task's cancellation calls; lives in the frame of whoever waits.
+/// A function that a task's cancellation calls. Lives in the frame of the waiting coroutine.
 class CancellationHandler {
  public:
-  /// Marks the tasks that are cancelled with this one, and adds them to the list. Cancelling them here would use more
-  /// stack the deeper groups are nested.
+  /// Marks the tasks that are cancelled with this one, and adds them to the list. Cancelling them here would use stack
+  /// for each level of nested groups.
   using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
 
   explicit CancellationHandler(Function function) noexcept : function_(function) {}
@@ -64,17 +64,17 @@ class CancellationHandler {
   CancellationHandler* previous_;
   // Set when the handler is called.
   std::uint32_t runningThread_;
-  /// Set by `remove` from inside the handler itself: the handler's storage is gone when it returns.
+  /// Set by a call of `remove` from the handler itself. The handler's storage is gone when the handler returns.
   bool* isGone_;
 };
 
-/// One wait of the current task. The awaiter calls `arm` first, then lets others know of it, then returns `commit()`
-/// from `await_suspend`; whoever ends the wait calls `resume` once, at any time after `arm`. If it was ended before
-/// `commit`, the task simply goes on. Otherwise it is enqueued on its executor, never run inline.
+/// One wait of the current task. The awaiter calls `arm`, publishes the suspension, and returns `commit()` from
+/// `await_suspend`. Another thread ends the wait by one call of `resume`, at any time after `arm`. If the wait ends
+/// before `commit`, the task continues at once. Otherwise it is enqueued on its executor, never run inline.
 class Suspension {
  public:
   void arm(std::coroutine_handle<> handle) noexcept;
-  /// Whether the task is suspended now. After true the awaiter must not be touched.
+  /// Whether the task is suspended now. If so, the awaiter may be gone.
   [[nodiscard]] bool commit() noexcept {
     State expected = State::armed;
     return state_.compare_exchange_strong(expected, State::suspended, std::memory_order_acq_rel,
@@ -90,22 +90,22 @@ class Suspension {
   std::atomic<State> state_{State::armed};
 };
 
-/// A task that waits for another one's completion; lives in its frame.
+/// A task that waits for another task's completion. Lives in the frame of the waiting task.
 struct CompletionWaiter {
   TaskRecord* task = nullptr;
   CompletionWaiter* next = nullptr;
 };
 
-/// A task as the runtime sees it: reference-counted, its own job.
+/// The runtime's record of a task. It is reference-counted, and it is the job that runs the task.
 class TESSALY_EXPORT TaskRecord : public Job {
  public:
   TaskRecord(const TaskRecord&) = delete;
   TaskRecord& operator=(const TaskRecord&) = delete;
 
-  /// Records come from the lists of coroutine frames: the general allocator costs a third of a small task.
+  /// Records come from the lists of coroutine frames, because the general allocator costs a third of a small task.
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* record, std::size_t size) noexcept { freeFrame(record, size); }
-  /// Those with a closure that needs more than the usual alignment do not.
+  /// For records whose closure needs more than the usual alignment.
   static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
   static void operator delete(void* record, std::size_t size, std::align_val_t alignment) noexcept {
     ::operator delete(record, size, alignment);
@@ -119,19 +119,19 @@ class TESSALY_EXPORT TaskRecord : public Job {
     }
   }
 
-  /// Starts the task, which is new, on its executor. The running task holds a reference on itself.
+  /// Starts the new task on its executor. The running task holds a reference to itself.
   void start() noexcept {
     references_.store(2, std::memory_order_relaxed);
     schedule();
   }
-  /// Enqueues the task where it must go on.
+  /// Enqueues the task on its executor.
   void schedule() noexcept {
     Executor* executor = executor_.load(std::memory_order_relaxed);
     (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
   }
 
-  /// Enqueues the task, which may go on, in a job that ends now: it yields itself, or has waited for the job's task. On
-  /// the pool the thread trades it for the next job under one lock.
+  /// Enqueues a task that can continue, in a job that ends now. The task yields, or has waited for the job's task. A
+  /// thread of the pool trades it for the next job under one lock.
   void scheduleAtEndOfJob() noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
@@ -143,16 +143,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Does nothing in the child of a fork: the task runs in the parent.
   void cancel() noexcept;
-  /// False if the task was cancelled or has ended already; otherwise the caller sees to it that its handlers are
-  /// called.
+  /// Marks the task as cancelled; the caller then calls its handlers. Returns false if the task was cancelled or has
+  /// ended already.
   [[nodiscard]] bool markCancelled() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept {
     return (word_.load(std::memory_order_acquire) & cancelledBit) != 0;
   }
   [[nodiscard]] bool isDone() const noexcept { return (word_.load(std::memory_order_acquire) & doneBit) != 0; }
 
-  /// False if the task is cancelled already: then the handler was not added, and the caller calls it. By the task
-  /// itself only.
+  /// Adds a handler. Returns false if the task is cancelled already: then the caller calls the handler. Called by the
+  /// task itself.
   [[nodiscard]] bool addCancellationHandler(CancellationHandler& handler) noexcept {
     UnfairLock::Guard guard(lock_);
     if (isCancelled()) return false;
@@ -163,8 +163,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     handlers_ = &handler;
     return true;
   }
-  /// Afterwards the handler is not, and will not be, running: a call on another thread is waited for, one further up on
-  /// this thread is not.
+  /// Removes a handler. Waits for a call of it on another thread, but not for one on this thread's stack. The handler
+  /// is not called afterwards.
   void removeCancellationHandler(CancellationHandler& handler) noexcept {
     lock_.lock();
     if (handler.state_ == CancellationHandler::State::added) [[likely]] {
@@ -175,24 +175,25 @@ class TESSALY_EXPORT TaskRecord : public Job {
     removeCalledHandler(handler);
   }
 
-  /// Has the waiter's task, which is suspended, scheduled at the completion. False if the task is done already. After
-  /// true the waiter must not be touched.
+  /// Schedules the waiter's suspended task at the completion. Returns false if the task is done already. If not, the
+  /// waiter may be gone.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
-  /// Raises the priority of the task and of what it is waiting for.
+  /// Raises the priority of the task and of the tasks that it waits for.
   void escalate(TaskPriority priority) noexcept;
-  /// Says what this task waits for from now on; it then raises that to its own priority. By the task itself only.
+  /// Records the tasks that this task waits for from now on, and raises them to its own priority. Called by the task
+  /// itself.
   void setAwaited(AwaitedWork& work) noexcept { awaited_.exchange(&work, std::memory_order_seq_cst); }
-  /// The wait is over: afterwards no raise looks at what was awaited.
+  /// Ends the wait. No raise uses the awaited tasks afterwards.
   void clearAwaited() noexcept {
     awaited_.exchange(nullptr, std::memory_order_seq_cst);
     waitForRaise();
   }
 
-  /// The executor of the task's present isolation; null is the global one.
+  /// The executor of the task's present isolation. Null means the global one.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
-  /// By the task itself only. The executor that it leaves may end afterwards: a raise that still needs it has its own
-  /// reference.
+  /// Called by the task itself. The previous executor may end afterwards: a raise that still needs it has a reference
+  /// of its own.
   void setExecutor(Executor* executor) noexcept {
     if (this->executor() == nullptr) {
       executor_.store(executor, std::memory_order_release);
@@ -207,51 +208,51 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   void setResumePoint(std::coroutine_handle<> handle) noexcept { resumePoint_ = handle; }
 
-  /// The task that a job is; null for a job of another kind.
+  /// The task of a job. Null for a job of another kind.
   [[nodiscard]] static TaskRecord* of(Job& job) noexcept;
-  /// Ends the task, whose turn it is, without running more of it, once its group children have ended: destroys its
-  /// coroutines, and gives the tasks that await it a `CancellationError`. An executor calls it in place of `job.run()`.
+  /// Ends the task at its turn without running more of its code. Waits for its group children, destroys its coroutines,
+  /// and gives the tasks that await it a `CancellationError`. An executor calls it in place of `job.run()`.
   void discard() noexcept;
-  /// The executor by which the task goes to a target: its owner's, if that takes its turns from the target.
+  /// The executor for a task's move to a target: its owner's executor, if that takes its turns from the target.
   [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
   }
-  /// The scope of the innermost group that the task is in. By the task itself only.
+  /// The scope of the innermost group that the task is in. Used by the task itself.
   TaskGroupCancellation* groupScope = nullptr;
 
   /// The innermost task-local binding.
   TaskLocalBinding* bindings = nullptr;
 
  protected:
-  /// Copies the bindings of the current task (or thread) unless told otherwise.
+  /// Copies the bindings of the current task or thread, unless the argument says otherwise.
   TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies);
   virtual ~TaskRecord();
 
-  /// Makes the outermost coroutine, or does all the work at once: then it returns null.
+  /// Makes the outermost coroutine. Returns null if it did all the work at once.
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
-  /// Takes the result over and destroys the coroutine and the closure.
+  /// Moves the result out, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// Called last. Lets the tasks go on that wait for this one, and gives up the reference of the running task. A task
-  /// that is awaited in another way than by its handle says so there, and is never marked as done.
+  /// The last call of a task. Resumes the tasks that wait for it, and releases the reference of the running task. An
+  /// override informs a waiter other than a handle; such a task is never marked as done.
   virtual void didComplete() noexcept;
 
  private:
   // In the word, below the newest waiter.
   static constexpr std::uintptr_t cancelledBit = 1;
   static constexpr std::uintptr_t doneBit = 2;
-  /// A raise, which holds the lock, uses the task's executor and what the task waits for.
+  /// A raise holds the lock, and uses the task's executor and the tasks that it waits for.
   static constexpr std::uintptr_t raiseBit = 4;
   static constexpr std::uintptr_t wordBits = 7;
 
   static void runTask(Job& job) noexcept;
-  /// Tells the executor of a raised priority, and adds what this task is waiting for to the list.
+  /// Notifies the executor of a raised priority, and adds the tasks that this task waits for to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Calls the handlers of this task, which is marked and kept alive meanwhile. Adds the marked tasks to the list whose
-  /// handlers are still to be called.
+  /// Calls the handlers of this marked task; the caller keeps it alive. Adds further marked tasks to the list, whose
+  /// handlers are called later.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
-  /// Waits until a raise that may have seen what this task has just exchanged is over. Either the raise sees the new
+  /// Waits for a raise that may have seen the pointer that this task has just replaced. Either the raise sees the new
   /// pointer, or this thread sees the raise.
   void waitForRaise() noexcept {
     if ((word_.load(std::memory_order_seq_cst) & raiseBit) != 0) [[unlikely]]
@@ -259,9 +260,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
   }
   void passLock() noexcept;
   void complete() noexcept;
-  /// Schedules the tasks that wait, in the order in which they came.
+  /// Schedules the waiting tasks in the order of their waits.
   static void resumeWaiters(std::uintptr_t word) noexcept;
-  /// Whether the task's turn comes again once its group children have ended.
+  /// Whether the task gets a further turn after its group children have ended.
   bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
@@ -295,7 +296,7 @@ inline void Suspension::arm(std::coroutine_handle<> handle) noexcept {
 }
 
 inline void Suspension::resume() noexcept {
-  TaskRecord* task = task_;  // Once the state is set, the awaiter may be gone.
+  TaskRecord* task = task_;  // The awaiter may be gone after the exchange of the state.
   if (state_.exchange(State::resumed, std::memory_order_acq_rel) == State::suspended) task->schedule();
 }
 

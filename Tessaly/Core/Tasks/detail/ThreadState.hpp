@@ -30,13 +30,13 @@ struct RunningJob {
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
-  /// The task that goes on once the running job has ended: it yields, or has waited for the job's task. The thread
-  /// trades it for the next job.
+  /// The task that continues after the running job: it yields, or has waited for the job's task. The thread trades it
+  /// for the next job.
   Job* traded;
   /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
   TaskRecord* completed;
   /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
-  /// of the pool, which looks at all three after each job.
+  /// of the pool, which reads all three after each job.
   bool mayHandOver;
   /// Whether a job below this one on the stack holds a serial executor.
   bool isAboveSerialJob;
@@ -50,17 +50,17 @@ struct ThreadState : RunningJob {
   bool isBlockingThread;
   /// Whether this is the thread that serves timers and descriptors. Jobs never run on it.
   bool servesTimers;
-  /// Whether the thread that serves timers hands a job to the global executor now.
+  /// Whether the thread that serves timers is handing a job to the global executor.
   bool isForwarding;
-  /// How many destructions of coroutines are nested on the stack, and those that wait for the outermost one.
+  /// The number of nested destructions of coroutines on the stack, and the coroutines that wait for the outermost one.
   std::uint32_t frameDepth;
   DeferredFrames* deferredFrames;
-  /// The calls of `cancel` on the stack; null for none.
+  /// The calls of `cancel` on the stack. Null if there is none.
   CancellationNest* cancellations;
 
   struct FrameList {
     void* first;
-    /// How many frames more may be kept. None before the thread has seen to it that they are given back when it ends.
+    /// The number of further frames that the thread may keep. 0 until it has registered their return at its end.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

@@ -9,16 +9,16 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Timers ordered by deadline, in a binary heap that tells each its place: adding and removing are O(log n). Timers
-/// with one deadline come in no particular order.
+/// Timers ordered by deadline, in a binary heap. Each timer knows its place, so adding and removing are O(log n).
+/// Timers with one deadline come in no particular order.
 ///
 /// Thread contract: thread-compatible.
 class TimerHeap {
  public:
-  /// The timer with the earliest deadline; null when there is none.
+  /// The timer with the earliest deadline. Null if there is none.
   [[nodiscard]] ClockTimer* first() const noexcept { return timers_.empty() ? nullptr : timers_.front(); }
   TESSALY_EXPORT void add(ClockTimer& timer);
-  /// False if the timer is not here.
+  /// Returns false if the timer is not in the heap.
   TESSALY_EXPORT bool remove(ClockTimer& timer) noexcept;
 
  private:

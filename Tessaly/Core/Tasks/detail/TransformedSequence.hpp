@@ -10,11 +10,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The type of the value that a transform makes of an element; the transform may return a reference or an `Async`.
+/// The type of the value that a transform makes of an element. The transform may return a reference or an `Async`.
 template <typename Transform, typename Element>
 using TransformResult = std::remove_cvref_t<AsyncInvokeResult<Transform&, Element>>;
 
-/// Awaiting it gives the value at once.
+/// An awaitable that gives its value at once.
 template <typename T>
 struct Ready {
   T value;
@@ -24,7 +24,7 @@ struct Ready {
   T await_resume() { return std::move(value); }
 };
 
-/// Calls a transform that returns a value or an `Async`. Awaiting the result gives the value; the element must stay
+/// Calls a transform that returns a value or an `Async`. Awaiting the result gives the value. The element must live
 /// until then.
 template <typename Transform, typename Element>
 [[nodiscard]] auto applyTransform(Transform& transform, Element& element) {
@@ -37,7 +37,7 @@ template <typename Transform, typename Element>
 }
 
 /// A sequence made of a base and a transform. The stepper holds the base's iterator and the transform, and makes the
-/// elements by its `step()`. The sequence has ended once `step()` has given nothing or has thrown.
+/// elements by its `step()`. The sequence has ended once `step()` gave an empty result or threw.
 template <AsyncSequence Base, typename Transform, typename SequenceFailure, typename Stepper>
 class TransformedSequence {
  public:
