@@ -41,22 +41,22 @@ void OwnerExecutor::release() noexcept {
 }
 
 void OwnerExecutor::enqueue(Job& job) noexcept {
-  bool isRaised = false;
+  bool mustBeQueued = false;
   {
     UnfairLock::Guard guard(lock_);
     // Under the lock: a raise comes to `escalate` either before, and is read here, or later, and finds the turn queued.
     const TaskPriority priority = job.priority();
     jobs_.append(job);
-    const bool wasQueued = std::exchange(isQueued_, true);
-    if (!wasQueued) {
+    mustBeQueued = !std::exchange(isQueued_, true);
+    if (mustBeQueued) {
       turn_.startAt(priority);
-    } else if (!(isRaised = turn_.raisePriority(priority))) {
+    } else if (!turn_.raisePriority(priority)) {
       return;
     }
     // For the turn, or for the call below: the job may end elsewhere as soon as the lock is released.
     retain();
   }
-  if (!isRaised) {
+  if (mustBeQueued) {
     base().enqueue(turn_);
   } else {
     base().escalate(turn_);

@@ -14,6 +14,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <span>
 #include <tuple>
 #include <utility>
 
@@ -69,9 +70,9 @@ std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::Da
            : count == 4 ? DateFormatSymbols::WIDE
                         : DateFormatSymbols::NARROW;
   };
-  const auto named = [](Field field, const icu::UnicodeString* names, std::int32_t first, std::int32_t end) {
+  const auto named = [](Field field, std::span<const icu::UnicodeString> names) {
     DateWriter::Part part{.field = field, .names = {}};
-    for (std::int32_t index = first; index < end; ++index) part.names.push_back(detail::fromUTF16(names[index]));
+    for (const icu::UnicodeString& name : names) part.names.push_back(detail::fromUTF16(name));
     return part;
   };
   const bool isStandalone = letter == u'L' || letter == u'c';
@@ -86,7 +87,7 @@ std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::Da
       if (count < 3) return DateWriter::Part{.field = Field::month, .digits = count, .names = {}};
       const icu::UnicodeString* names = symbols.getMonths(found, context, width());
       if (count > 5 || found < 12) return std::nullopt;
-      return named(Field::monthName, names, 0, 12);
+      return named(Field::monthName, {names, 12});
     }
     case u'E':
     case u'c': {
@@ -94,12 +95,12 @@ std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::Da
       const icu::UnicodeString* names =
           symbols.getWeekdays(found, context, count < 3 ? DateFormatSymbols::ABBREVIATED : width());
       if (found < 8) return std::nullopt;
-      return named(Field::weekdayName, names, 1, 8);
+      return named(Field::weekdayName, std::span(names, 8).subspan(1));
     }
     case u'a': {
       const icu::UnicodeString* names = symbols.getAmPmStrings(found);
       if (count > 4 || found < 2) return std::nullopt;
-      return named(Field::dayPeriod, names, 0, 2);
+      return named(Field::dayPeriod, {names, 2});
     }
     case u'd':
       return DateWriter::Part{.field = Field::day, .digits = count, .names = {}};

@@ -2,8 +2,10 @@
 // Component: Tessaly::Formatters
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <optional>
 #include <ranges>
 #include <span>
@@ -53,7 +55,7 @@ class ListFormatStyle {
              std::is_reference_v<std::ranges::range_reference_t<Items>>)
   [[nodiscard]] std::string format(Items&& items) const {
     std::vector<std::string_view> views;
-    for (const auto& item : items) views.emplace_back(item);
+    std::ranges::copy(items, std::back_inserter(views));
     return format(std::span<const std::string_view>(views));
   }
 
