@@ -56,6 +56,7 @@ void SerialExecutor::release() noexcept {
 }
 
 void SerialExecutor::enqueue(Job& job) noexcept {
+  bool isRetained = false;
   std::uintptr_t word = word_.load(std::memory_order_seq_cst);
   for (;;) {
     const Phase phase = phaseOf(word);
@@ -64,20 +65,18 @@ void SerialExecutor::enqueue(Job& job) noexcept {
     const bool raises = isQueued(phase) && level > levelOfTurn(phase);
     job.next = jobOf(word);
     // Once the job is handed over it may run and release the last reference.
-    if (raises) retain();
+    if (raises && !std::exchange(isRetained, true)) retain();
     const Phase next = phase == idle ? running : raises ? queuedAt(level) : phase;
-    if (word_.compare_exchange_weak(word, wordOf(job, next), std::memory_order_seq_cst)) {
-      if (phase == idle) {
-        retain();  // For the holder. The job cannot run before the turn is queued.
-        queueTurn();
-      } else if (raises) {
-        raiseTurn(level);
-        release();
-      }
-      return;
+    if (!word_.compare_exchange_weak(word, wordOf(job, next), std::memory_order_seq_cst)) continue;
+    if (phase == idle) {
+      retain();  // For the holder. The job cannot run before the turn is queued.
+      queueTurn();
+    } else if (raises) {
+      raiseTurn(level);
     }
-    if (raises) release();
+    break;
   }
+  if (isRetained) release();
 }
 
 void SerialExecutor::escalate(Job& job) noexcept {
