@@ -10,7 +10,6 @@ namespace {
 
 using detail::CharacterClass;
 using detail::CharacterProperties;
-using detail::Joint;
 
 CharacterClass classOf(const DecodedScalar& decoded) noexcept {
   return CharacterProperties(decoded.scalar).characterClass();
