@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <unicode/curramt.h>
 #include <unicode/currunit.h>
+#include <unicode/datefmt.h>
 #include <unicode/dtitvfmt.h>
 #include <unicode/listformatter.h>
 #include <unicode/measfmt.h>
@@ -10,6 +12,7 @@
 #include <unicode/rbnf.h>
 #include <unicode/reldatefmt.h>
 
+#include <QDate>
 #include <QLocale>
 #include <QString>
 #include <QStringList>
@@ -18,6 +21,7 @@
 
 #include "Harness.hpp"
 #include "Tessaly/Core/Formatters/CurrencyFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/DateFormatter.hpp"
 #include "Tessaly/Core/Formatters/DateIntervalFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/DurationFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/ListFormatStyle.hpp"
@@ -93,6 +97,37 @@ void addNumbers(Facility& facility, const Locale& locale) {
               return utf8(icu->formatFormattableRange(3, 5, failure).toString(failure));
             })
       .notSlowerThan(bar);
+}
+
+void addReading(Facility& facility, const Locale& locale) {
+  UErrorCode status = U_ZERO_ERROR;
+  const QLocale qt(QLocale::English, QLocale::UnitedStates);
+  facility.row("amount of money, read")
+      .ours([style = CurrencyFormatStyle("USD").locale(locale)] { return style.parse("$1,234.50"); })
+      .peer(bar,
+            [icu = std::shared_ptr<icu::NumberFormat>(icu::NumberFormat::createCurrencyInstance(american(), status))] {
+              icu::ParsePosition position(0);
+              const std::unique_ptr<icu::CurrencyAmount> amount(icu->parseCurrency(u"$1,234.50", position));
+              UErrorCode failure = U_ZERO_ERROR;
+              return amount->getNumber().getDouble(failure);
+            })
+      .notSlowerThan(bar);
+  const auto formatter = std::make_shared<DateFormatter>();
+  formatter->setLocale(locale);
+  formatter->setTimeZone(TimeZone::gmt());
+  formatter->setDateStyle(DateFormatter::Style::medium);
+  const std::shared_ptr<icu::DateFormat> icuDates(
+      icu::DateFormat::createDateInstance(icu::DateFormat::kMedium, american()));
+  icuDates->adoptTimeZone(icu::TimeZone::getGMT()->clone());
+  facility.row("date, read")
+      .ours([formatter] { return formatter->date("Jan 2, 2023"); })
+      .peer(bar,
+            [icuDates] {
+              UErrorCode failure = U_ZERO_ERROR;
+              return icuDates->parse(u"Jan 2, 2023", failure);
+            })
+      .peer("QLocale", [qt] { return qt.toDate(QStringLiteral("Jan 2, 2023"), QStringLiteral("MMM d, yyyy")); })
+      .notSlowerThan("QLocale");
 }
 
 void addWords(Facility& facility, const Locale& locale) {
@@ -173,6 +208,7 @@ void addTimes(Facility& facility, const Locale& locale) {
 const Facility texts("Texts", [](Facility& facility) {
   const Locale locale("en_US");
   addNumbers(facility, locale);
+  addReading(facility, locale);
   addWords(facility, locale);
   addTimes(facility, locale);
 });

@@ -17,7 +17,9 @@
 #include <span>
 #include <tuple>
 #include <utility>
+#include <vector>
 
+#include "Tessaly/Core/Formatters/detail/DateReader.hpp"
 #include "Tessaly/Core/Formatters/detail/DateWriter.hpp"
 #include "Tessaly/Core/Formatters/detail/RelativeDay.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
@@ -248,6 +250,17 @@ class DateFormatter::Engine {
     return apply(whole_.get(), wholeWriter_, date);
   }
 
+  detail::DateReader& reader() {
+    if (!reader_) {
+      reader_ = std::make_unique<detail::DateReader>(detail::DateReader::Shape{.locale = key_.locale,
+                                                                               .zone = key_.zone,
+                                                                               .dateStyle = styleOfICU(key_.dateStyle),
+                                                                               .timeStyle = styleOfICU(key_.timeStyle),
+                                                                               .isRelative = key_.isRelative});
+    }
+    return *reader_;
+  }
+
  private:
   std::string apply(const icu::SimpleDateFormat* format, const std::optional<DateWriter>& writer, UDate date) {
     if (writer) {
@@ -374,6 +387,7 @@ class DateFormatter::Engine {
   std::unique_ptr<icu::Calendar> calendar_;
   /// A second format of ICU, for dates that the writers cannot write.
   std::unique_ptr<Engine> exact_;
+  std::unique_ptr<detail::DateReader> reader_;
   icu::UnicodeString units_;
   bool isRelative_ = false;
   bool isTimeFirst_ = false;
@@ -390,24 +404,52 @@ DateFormatter::~DateFormatter() = default;
 
 std::string_view DateFormatter::className() const noexcept { return "Tessaly.DateFormatter"; }
 
+DateFormatter::Engine& DateFormatter::engine() const {
+  const std::string& locale = (locale_ ? *locale_ : detail::currentLocale()).identifier();
+  const std::string& zone = (timeZone_ ? *timeZone_ : detail::currentTimeZone()).identifier();
+  return engines_->get(std::tuple<const std::string&, const std::string&, Style, Style, bool, FormattingContext>(
+                           locale, zone, dateStyle_, timeStyle_, isRelative_, context_),
+                       [](const Key& key) { return std::make_unique<Engine>(key); });
+}
+
 std::string DateFormatter::string(::Tessaly::Date date) const {
   if (dateStyle_ == Style::none && timeStyle_ == Style::none) return {};
   const double seconds = date.timeIntervalSince1970();
   if (!std::isfinite(seconds)) return {};
-  const std::string& locale = (locale_ ? *locale_ : detail::currentLocale()).identifier();
-  const std::string& zone = (timeZone_ ? *timeZone_ : detail::currentTimeZone()).identifier();
-  Engine& engine =
-      engines_->get(std::tuple<const std::string&, const std::string&, Style, Style, bool, FormattingContext>(
-                        locale, zone, dateStyle_, timeStyle_, isRelative_, context_),
-                    [](const Key& key) { return std::make_unique<Engine>(key); });
   const UDate now = isRelative_ ? Date::now().timeIntervalSince1970() * 1000 : 0;
-  return engine.string(seconds * 1000 + 0.5, now);
+  return engine().string(seconds * 1000 + 0.5, now);
 }
 
 std::optional<std::string> DateFormatter::string(const std::any& object) const {
   const auto* date = std::any_cast<::Tessaly::Date>(&object);
   if (date == nullptr) return std::nullopt;
   return string(*date);
+}
+
+std::optional<::Tessaly::Date> DateFormatter::date(std::string_view text, Parsing parsing) const {
+  if (dateStyle_ == Style::none && timeStyle_ == Style::none) return std::nullopt;
+  const UDate now = Date::now().timeIntervalSince1970() * 1000;
+  detail::DateReader& reader = engine().reader();
+  for (const UDate time : reader.read(text, Parsing::strict, now)) {
+    const auto date = ::Tessaly::Date::since1970(time / 1000);
+    if (string(date) == text) return date;
+  }
+  if (parsing == Parsing::strict) return std::nullopt;
+  const std::vector<double> typed = reader.read(text, Parsing::lenient, now);
+  return typed.empty() ? std::nullopt : std::optional(::Tessaly::Date::since1970(typed.front() / 1000));
+}
+
+bool DateFormatter::meansTheSame(std::string_view one, std::string_view other) const {
+  const auto first = date(one);
+  return first && first == date(other);
+}
+
+bool DateFormatter::getObjectValue(std::any* object, std::string_view text,
+                                   std::optional<std::string>* errorDescription) {
+  const auto found = date(text);
+  if (found && object != nullptr) *object = *found;
+  if (!found && errorDescription != nullptr) *errorDescription = "“" + std::string(text) + "” is not a date.";
+  return found.has_value();
 }
 
 }  // namespace Tessaly::inline v1

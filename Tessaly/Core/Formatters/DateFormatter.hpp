@@ -11,6 +11,7 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
+#include "Tessaly/Core/Formatters/Parsing.hpp"
 #include "Tessaly/Core/Formatters/TimeZone.hpp"
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
@@ -82,10 +83,27 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
+  /// The date of a text in the time zone of the formatter. Absent if the text is not a date, or if both styles are
+  /// `none`.
+  ///
+  /// A date without a time style is the beginning of its day. A time without a date style is today's. A lenient text
+  /// may have any of the four lengths of the locale, the form "2023-01-31", and a time of 24 hours. A year of two
+  /// digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the locale.
+  /// Impossible dates and times and wrong weekdays are refused. The first lenient text takes about 3 ms, later ones 0.1
+  /// ms.
+  [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
+  /// Whether both texts are dates, and the same one. Fields then replace the first text by the second without a notice.
+  [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;
+  /// Like `date`, into a `Date`.
+  bool getObjectValue(std::any* object, std::string_view text,
+                      std::optional<std::string>* errorDescription = nullptr) override;
+
  private:
   struct Key;
   class Engine;
   class Engines;
+
+  [[nodiscard]] Engine& engine() const;
 
   std::optional<Locale> locale_;
   std::optional<TimeZone> timeZone_;

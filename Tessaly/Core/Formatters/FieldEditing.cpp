@@ -360,10 +360,13 @@ FieldEditing::Outcome FieldEditing::outcomeOfText(std::string_view text) const {
     return outcome;
   }
   outcome.shown = write(outcome.object).value_or(outcome.shown);
-  if (outcome.notice.isNone() && outcome.shown != text) {
-    outcome.notice.kind = Kind::rewritten;
-    outcome.state = FieldState::invalid;
+  if (!outcome.notice.isNone() || outcome.shown == text) return outcome;
+  if (rules_.meansTheSame) {
+    if (rules_.meansTheSame(text, outcome.shown)) return outcome;
+    outcome.object = read(outcome.shown);
   }
+  outcome.notice.kind = Kind::rewritten;
+  outcome.state = FieldState::invalid;
   return outcome;
 }
 

@@ -143,6 +143,7 @@ class TESSALY_EXPORT FieldEditing {
     std::function<std::any(std::string_view)> readAnyString;
     std::function<std::string()> suffix;
     std::function<std::pair<NSNumber, NSNumber>()> range;
+    std::function<bool(std::string_view, std::string_view)> meansTheSame;
     bool isWhole = false;
   };
   /// The outcome of reading a number.
@@ -165,6 +166,11 @@ class TESSALY_EXPORT FieldEditing {
       };
       using Value = typename decltype(formatter->numberFromAnyString(std::string_view()))::value_type;
       rules.isWhole = std::is_integral_v<Value>;
+    }
+    if constexpr (requires { formatter->meansTheSame(std::string_view(), std::string_view()); }) {
+      rules.meansTheSame = [formatter](std::string_view one, std::string_view other) {
+        return formatter->meansTheSame(one, other);
+      };
     }
     if constexpr (requires { std::string(formatter->suffix().value_or("")); }) {
       rules.suffix = [formatter] { return std::string(formatter->suffix().value_or("")); };

@@ -4,8 +4,10 @@
 #include <array>
 #include <cmath>
 #include <initializer_list>
+#include <span>
 
 #include "Tessaly/Core/Formatters/FormatsLocale.hpp"
+#include "Tessaly/Core/Formatters/detail/NumberReading.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -121,6 +123,34 @@ std::string MeasurementFormatStyle::format(const Quantity& measurement) const {
 std::string MeasurementFormatStyle::formatRange(const Quantity& lower, const Quantity& upper) const {
   const Quantity first = suited(lower);
   return detail::numberRangeText(identifier(), shapeOf(first.unit), first.value, upper.converted(first.unit).value);
+}
+
+std::optional<Quantity> MeasurementFormatStyle::parse(std::string_view text, Quantity::Unit assumed,
+                                                      Parsing parsing) const {
+  using detail::LabelMatch;
+  std::array<Unit, identifiers.size()> units{assumed};
+  std::size_t count = 1;
+  for (std::size_t index = 0; index < identifiers.size(); ++index) {
+    const auto unit = static_cast<Unit>(index);
+    if (unit != assumed && Quantity::kindOf(unit) == Quantity::kindOf(assumed)) units[count++] = unit;
+  }
+  constexpr std::string_view degree = "\u00B0";
+  const bool isDegree = parsing == Parsing::lenient && Quantity::kindOf(assumed) == Kind::temperature;
+  // A degree without a letter is the assumed one, although the locale may write it for another one.
+  if (isDegree && text.ends_with(degree)) text.remove_suffix(degree.size());
+  std::optional<Quantity> found;
+  for (const Unit unit : std::span(units).first(count)) {
+    const detail::NumberReading reading = detail::readNumber(identifier(), shapeOf(unit), text);
+    for (const double value : reading.values) {
+      const Quantity measurement{value, unit};
+      if (parsing == Parsing::strict ? format(measurement) == text : reading.label == LabelMatch::exact) {
+        return measurement;
+      }
+      const bool isPossible = reading.label == LabelMatch::anyCase || unit == assumed;
+      if (parsing == Parsing::lenient && isPossible && !found) found = measurement;
+    }
+  }
+  return found;
 }
 
 }  // namespace Tessaly::inline v1

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "Tessaly/Core/Formatters/Parsing.hpp"
 #include "Tessaly/Core/Formatters/Quantity.hpp"
 #include "Tessaly/Core/Formatters/detail/NumericStyle.hpp"
 
@@ -57,6 +59,12 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
   /// The text of a range of measurements, both in the unit of the first one. The second one may have another unit of
   /// the same kind.
   [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Quantity& lower, const Quantity& upper) const;
+
+  /// The measurement of a text. Absent if the text is not one, or has a unit of another kind than `assumed`. A lenient
+  /// text without a unit is in the assumed one. Of units that the locale writes alike, the assumed one comes first. The
+  /// case of letters decides only between units such as "Mb/s" and "MB/s". O(n).
+  [[nodiscard]] TESSALY_EXPORT std::optional<Quantity> parse(std::string_view text, Quantity::Unit assumed,
+                                                             Parsing parsing = Parsing::lenient) const;
 
   friend bool operator==(const MeasurementFormatStyle&, const MeasurementFormatStyle&) noexcept = default;
 

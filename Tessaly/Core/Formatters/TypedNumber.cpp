@@ -29,11 +29,8 @@ constexpr bool isOneOf(std::u32string_view characters, char32_t scalar) {
   return characters.find(scalar) != std::u32string_view::npos;
 }
 
-/// The hyphens and minus signs that keyboards and other programs write.
-constexpr bool isMinus(char32_t scalar) { return isOneOf(U"-\u2010\u2011\u2012\u2013\u2212\uFE63\uFF0D", scalar); }
-constexpr bool isPlus(char32_t scalar) { return isOneOf(U"+\uFF0B", scalar); }
-/// Points, commas, apostrophes and the Arabic separators.
-constexpr bool isSeparator(char32_t scalar) { return isOneOf(U".,'\u2019\u066B\u066C\uFF0E\uFF0C", scalar); }
+/// Points, commas and apostrophes, also those of Arabic and Adlam.
+constexpr bool isSeparator(char32_t scalar) { return isOneOf(U".,'\u2019\u066B\u066C\u2E41\uFF0E\uFF0C", scalar); }
 constexpr bool isDecimalSeparator(char32_t scalar) { return isOneOf(U".,\u066B\uFF0E\uFF0C", scalar); }
 /// The invisible marks that set the direction of writing.
 constexpr bool isDirectionMark(char32_t scalar) {
@@ -122,6 +119,10 @@ std::optional<TypedNumber> readFraction(const Groups& groups) {
 
 }  // namespace
 
+bool isMinusSign(char32_t scalar) noexcept { return isOneOf(U"-\u2010\u2011\u2012\u2013\u2212\uFE63\uFF0D", scalar); }
+
+bool isPlusSign(char32_t scalar) noexcept { return isOneOf(U"+\uFF0B", scalar); }
+
 std::string_view withoutSuffix(std::string_view text, std::string_view suffix) {
   const std::string_view unit = withoutWhiteSpace(suffix);
   if (unit.empty()) return text;
@@ -134,11 +135,11 @@ std::string_view withoutSuffix(std::string_view text, std::string_view suffix) {
 TypedText typedText(std::string_view text, std::string_view decimalSeparator) {
   TypedText result;
   std::u32string scalars = trimmed(text);
-  if (!scalars.empty() && (isMinus(scalars.front()) || isPlus(scalars.front()))) {
+  if (!scalars.empty() && (isMinusSign(scalars.front()) || isPlusSign(scalars.front()))) {
     result.hasSign = true;
-    result.isNegative = isMinus(scalars.front());
+    result.isNegative = isMinusSign(scalars.front());
     // A minus sign before the field's own plus sign replaces that.
-    const bool hasPlus = result.isNegative && scalars.size() > 1 && isPlus(scalars[1]);
+    const bool hasPlus = result.isNegative && scalars.size() > 1 && isPlusSign(scalars[1]);
     scalars.erase(0, hasPlus ? 2 : 1);
     scalars.erase(scalars.begin(),
                   std::ranges::find_if(scalars, [](char32_t scalar) { return !Text::isWhiteSpace(scalar); }));

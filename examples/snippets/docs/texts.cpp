@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <iostream>
+#include <optional>
 
 #include "Tessaly/Core/Formatters/ByteCountFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/CurrencyFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/DateFormatter.hpp"
 #include "Tessaly/Core/Formatters/DateIntervalFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/DurationFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/FormatsLocale.hpp"
@@ -39,6 +41,15 @@ void showTexts1() {
 void showTexts2() {
   PluralRules rules;
   std::cout << 3 << (rules.category(3) == PluralRules::Category::one ? " file" : " files");
+}
+
+void readTexts() {
+  std::optional<double> price = CurrencyFormatStyle("EUR").locale(Locale("de")).parse("1.234,5");
+  std::optional<Quantity> way = MeasurementFormatStyle().parse("26.2 miles", Quantity::Unit::kilometer);
+  DateFormatter dates;
+  dates.setDateStyle(DateFormatter::Style::medium);
+  std::optional<Date> birthday = dates.date("2/1/1990");
+  std::cout << price.has_value() << way.has_value() << birthday.has_value();
 }
 
 }  // namespace Tessaly

@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "Tessaly/Core/Formatters/Parsing.hpp"
+#include "Tessaly/Core/Formatters/detail/NumberReading.hpp"
 #include "Tessaly/Core/Formatters/detail/NumberText.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 
@@ -48,6 +51,15 @@ class NumericStyle {
   /// approximation, "~3".
   [[nodiscard]] std::string formatRange(double lower, double upper) const {
     return numberRangeText(identifier(), shape_, lower, upper);
+  }
+
+  /// The number of a text. Absent if the text is not such a number. If a lenient text has several meanings, such as
+  /// "1.234", the decimal separator of the locale decides. "∞" and "NaN" are not parsed. O(n).
+  [[nodiscard]] std::optional<double> parse(std::string_view text, Parsing parsing = Parsing::lenient) const {
+    for (const double value : readNumber(identifier(), shape_, text).values) {
+      if (parsing == Parsing::lenient || format(value) == text) return value;
+    }
+    return std::nullopt;
   }
 
   friend bool operator==(const NumericStyle&, const NumericStyle&) noexcept = default;

@@ -9,6 +9,10 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// Whether a character is one of the hyphens and minus signs that keyboards and other programs write.
+[[nodiscard]] bool isMinusSign(char32_t scalar) noexcept;
+[[nodiscard]] bool isPlusSign(char32_t scalar) noexcept;
+
 /// One way to understand a typed number. All digits are those of ASCII.
 struct TypedNumber {
   bool isNegative = false;
