@@ -376,7 +376,8 @@ bool InotifyDirectorySource::isAttached(const Directory& directory) const noexce
 
 std::string InotifyDirectorySource::pathOf(const Directory& directory, std::string_view name) {
   std::string path(name);
-  for (const Directory* up = &directory; up->parent != nullptr; up = up->parent) path = up->name + '/' + path;
+  for (const Directory* up = &directory; up->parent != nullptr; up = up->parent)
+    path.insert(0, 1, '/').insert(0, up->name);
   return path;
 }
 
