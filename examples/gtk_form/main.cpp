@@ -15,6 +15,9 @@
 #include <vector>
 
 #include "Tessaly/Adapters/Gtk/FormatterHook.hpp"
+#include "Tessaly/Core/Formatters/CurrencyFormatStyle.hpp"
+#include "Tessaly/Core/Formatters/DateFormatter.hpp"
+#include "Tessaly/Core/Formatters/ValueFormatter.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
@@ -91,6 +94,12 @@ class Form {
     fade->setSuffix(" s");
     fade->setAcceptsEmptyString(true);
     add("Fade", "0 to 10, or nothing", fade, 1.5);
+    auto dates = DateFormatter::make();
+    dates->setDateStyle(DateFormatter::Style::long_);
+    add("Released", "a date", dates, Date::since1970(1'688'558'400));
+    add("Price", "euros", fieldFormatter(CurrencyFormatStyle("EUR")), 24.9);
+    add("Weight", "grams, or another unit", fieldFormatter(MeasurementFormatStyle(), Quantity::Unit::gram),
+        Quantity{180, Quantity::Unit::gram});
   }
 
   template <typename Kind>
