@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Files/FileChange.hpp"
-#include "Tessaly/Platform/Linux/InotifyHub.hpp"
 
 namespace Tessaly::inline v1::detail {
 

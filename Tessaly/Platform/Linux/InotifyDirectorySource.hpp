@@ -16,10 +16,10 @@
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Files/DirectorySource.hpp"
 #include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 #include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
-#include "Tessaly/Platform/Linux/InotifyHub.hpp"
 
 namespace Tessaly::inline v1::detail {
 

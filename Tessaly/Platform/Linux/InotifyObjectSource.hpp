@@ -10,8 +10,8 @@
 
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Files/FileSystemObjectSource.hpp"
-#include "Tessaly/Platform/Linux/InotifyHub.hpp"
 
 struct stat;
 

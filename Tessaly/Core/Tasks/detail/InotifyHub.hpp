@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
@@ -19,7 +20,7 @@ namespace Tessaly::inline v1::detail {
 /// it every reader of events. On a thread of its own that delays no timer and no task.
 ///
 /// Thread contract: thread-safe.
-class InotifyHub {
+class TESSALY_EXPORT InotifyHub {
  public:
   class Subscriber {
    public:

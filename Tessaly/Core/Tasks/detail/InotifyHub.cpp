@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Tessaly/Platform/Linux/InotifyHub.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 
 #include <limits.h>
 #include <poll.h>
@@ -11,14 +11,14 @@
 #include <cstddef>
 #include <cstring>
 
+#include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 InotifyHub& InotifyHub::shared() noexcept {
-  static InotifyHub& hub = *new InotifyHub;
-  return hub;
+  return madeOnce<[] { return new InotifyHub; }>();
 }
 
 int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber) {
