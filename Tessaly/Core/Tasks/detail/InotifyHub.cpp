@@ -8,18 +8,34 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <thread>
+#include <utility>
 
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
+#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/Executor.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 InotifyHub& InotifyHub::shared() noexcept {
   return madeOnce<[] { return new InotifyHub; }>();
 }
+
+/// Calls subscribers on a thread that may block. The thread that adds a watch may hold locks that they need.
+struct InotifyHub::Waking final : Job {
+  explicit Waking(Wakes wakes)
+      : Job([](Job& job) noexcept {
+          const std::unique_ptr<Waking> self(static_cast<Waking*>(&job));
+          for (const auto& subscriber : self->subscribers) subscriber->wake();
+        }),
+        subscribers(std::move(wakes)) {}
+  const Wakes subscribers;
+};
 
 int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber) {
   stopIfForkedChild();  // Its watches would be those of its parent.
@@ -37,7 +53,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
       interests_[watch].push_back({subscriber, subscriber.get()});
     }
   }
-  for (const auto& woken : wakes) woken->wake();
+  if (!wakes.empty()) blockingExecutor().enqueue(*new Waking(std::move(wakes)));
   return watch;
 }
 
@@ -56,13 +72,15 @@ void InotifyHub::remove(int watch, const Subscriber& subscriber) noexcept {
 }
 
 void InotifyHub::drain() {
+  for (const auto& subscriber : takeWakes()) subscriber->wake();
+}
+
+InotifyHub::Wakes InotifyHub::takeWakes() {
   stopIfForkedChild();  // It would take the events of its parent.
   Wakes wakes;
-  {
-    UnfairLock::Guard guard(lock_);
-    read(wakes);
-  }
-  for (const auto& subscriber : wakes) subscriber->wake();
+  UnfairLock::Guard guard(lock_);
+  read(wakes);
+  return wakes;
 }
 
 bool InotifyHub::open() {
@@ -76,7 +94,12 @@ bool InotifyHub::open() {
 void InotifyHub::work(int descriptor) {
   for (pollfd events{.fd = descriptor, .events = POLLIN, .revents = 0};;) {
     ::poll(&events, 1, -1);
-    drain();
+    bool mayPause = false;
+    for (const auto& subscriber : takeWakes()) {
+      subscriber->wake();
+      mayPause |= subscriber->isPatient();
+    }
+    if (mayPause) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
 

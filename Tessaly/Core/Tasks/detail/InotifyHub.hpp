@@ -16,8 +16,7 @@ namespace Tessaly::inline v1::detail {
 /// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
 /// is opened at first use and never closed.
 ///
-/// A thread of its own reads the events. A volume that does not answer may block the thread that sets a watch, and with
-/// it every reader of events. On a thread of its own that delays no timer and no task.
+/// A thread of its own reads the events. So a subscriber that takes long delays later events, but no timer and no task.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT InotifyHub {
@@ -30,12 +29,19 @@ class TESSALY_EXPORT InotifyHub {
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
     /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
+    /// Whether later events may wait for 1 ms after a `wake`. A subscriber that receives an event for each call of its
+    /// own process avoids a wake-up of the hub's thread for each.
+    [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 
   static InotifyHub& shared() noexcept;
 
   /// Watches a path for the events of the mask. The subscriber may also receive events that other subscribers
   /// requested, but only later events. Returns the number of the watch, or the negative `errno`.
+  ///
+  /// The caller has just examined the path: a volume that does not answer must block the caller there, and not here
+  /// under the lock of all. The caller may hold locks that subscribers need, because `wake` is called on another
+  /// thread.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
   /// Reverts one `add`. The subscriber receives no event of that watch afterwards.
   void remove(int watch, const Subscriber& subscriber) noexcept;
@@ -49,7 +55,10 @@ class TESSALY_EXPORT InotifyHub {
   };
   using Wakes = std::vector<std::shared_ptr<Subscriber>>;
 
+  struct Waking;
+
   bool open() TESSALY_REQUIRES(lock_);
+  Wakes takeWakes();
   [[noreturn]] void work(int descriptor);
   void read(Wakes& wakes) TESSALY_REQUIRES(lock_);
   void tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) TESSALY_REQUIRES(lock_);
