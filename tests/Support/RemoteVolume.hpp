@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <sys/vfs.h>
 
+#include <csignal>
 #include <string>
 
 #include "Tessaly/Core/Foundation/URL.hpp"
@@ -36,6 +37,9 @@ class RemoteVolume {
 
   /// Empty if the volume exists.
   [[nodiscard]] const std::string& reason() const { return reason_; }
+  /// Between these calls the volume does not answer.
+  void suspend() const { process_.signal(SIGSTOP); }
+  void resume() const { process_.signal(SIGCONT); }
   /// The path of a file for another computer.
   [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
   /// The path of the same file on this system.

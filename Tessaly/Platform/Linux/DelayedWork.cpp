@@ -50,6 +50,14 @@ void DelayedWork::becomeDue() {
   blockingExecutor().enqueue(*new Run(std::move(self)));
 }
 
+void DelayedWork::start() {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (calls_.isClosed() || std::exchange(isDue_, true) || isRunning_) return;
+  }
+  blockingExecutor().enqueue(*new Run(shared_from_this()));
+}
+
 void DelayedWork::run() {
   for (;;) {
     {

@@ -12,9 +12,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Work that runs some time after `schedule`, on a thread that may block. Another `schedule` before that time can only
-/// make the work start earlier. The work never runs twice at the same time. If it becomes due while it runs, it runs
-/// once more afterwards.
+/// Work that runs some time after `schedule`, on a thread that may block, or at once after `start`. Another `schedule`
+/// before that time can only make the work start earlier. The work never runs twice at the same time. If it becomes due
+/// while it runs, it runs once more afterwards.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
@@ -23,6 +23,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
 
   /// Schedules the work. Does nothing while the process has no descriptors left for the clock's thread.
   void schedule(std::chrono::nanoseconds delay);
+  /// Runs the work now, without the clock.
+  void start();
   /// Ends the work. Waits for a run on another thread. No run begins afterwards.
   void cancel() noexcept;
 

@@ -33,11 +33,8 @@ using Outcome = SettingsCheckpointer::Outcome;
 class JournaledUserDefaults::Parts {
  public:
   Parts(const Options& options, std::function<void(detail::SettingsChange)> deliver)
-      : store(options, std::move(deliver)),
-        checkpointer(store),
-        watcher(store.files(), options.folder, [this](SettingsWatcher::News news) { directoryChanged(news); }) {}
+      : store(options, std::move(deliver)), checkpointer(store) {}
 
-  using SettingsWatcher = detail::SettingsWatcher;
   using Nanoseconds = std::chrono::nanoseconds;
 
   void start() {
@@ -46,6 +43,8 @@ class JournaledUserDefaults::Parts {
       return store.open({.checkpoint = never, .retry = never, .damage = never, .directoryIsNew = [] {}});
     }
     // Cancelled before the end.
+    changes_ = detail::DelayedWork::make(store.clock(), [this] { directoryChanged(); });
+    watcher_ = std::make_shared<detail::SettingsWatcher>(store.files(), store.directory(), changes_);
     checkpoint_ = detail::DelayedWork::make(store.clock(), [this] { makeCheckpoint(); });
     retry_ = detail::DelayedWork::make(store.clock(), [this] { retry(); });
     damage_ = detail::DelayedWork::make(store.clock(), [this] { resolveDamage(); });
@@ -57,10 +56,14 @@ class JournaledUserDefaults::Parts {
   }
 
   void cancel() noexcept {
-    if (checkpoint_ == nullptr) return;
-    checkpoint_->cancel();
-    retry_->cancel();
-    damage_->cancel();
+    if (watcher_ == nullptr) return;
+    for (const auto& work : {checkpoint_, retry_, damage_}) work->cancel();
+  }
+
+  void stopWatching() noexcept {
+    if (watcher_ == nullptr) return;
+    changes_->cancel();  // First, because a run may begin to watch a new directory.
+    watcher_->stop();
   }
 
   /// Writes the changes as one record, and notifies this process's observers.
@@ -86,14 +89,13 @@ class JournaledUserDefaults::Parts {
   }
 
   void watch() {
-    if (watcher.watch(store.listFile().targetDirectory())) return;
+    if (watcher_->watch(store.listFile().targetDirectory())) return;
     // Without a watch it looks every second. A directory that vanished is made, and watched, by the next checkpoint.
     if (store.files().status(store.directory())) retry_->schedule(retryDelay);
   }
 
   detail::SettingsStore store;
   SettingsCheckpointer checkpointer;
-  SettingsWatcher watcher;
   detail::KeyValueObservers observers;
   const pid_t process = ::getpid();
   /// The executor that notifies observers of other processes' changes.
@@ -123,13 +125,16 @@ class JournaledUserDefaults::Parts {
     if (store.resolveDamage(patience)) damage_->schedule(store.isListUnknown() ? 3 * damageDelay : damageDelay);
   }
 
-  void directoryChanged(SettingsWatcher::News news) {
-    if (news.isGone && !watcher.watch(store.listFile().targetDirectory())) {
+  void directoryChanged() {
+    const auto news = watcher_->takeNews();
+    if (news.isGone && !watcher_->watch(store.listFile().targetDirectory())) {
       checkpoint_->schedule(checkpointDelay);  // It makes the directory again, which is then watched.
     }
     store.directoryChanged(news.wasClosed);
   }
 
+  std::shared_ptr<detail::SettingsWatcher> watcher_;
+  std::shared_ptr<detail::DelayedWork> changes_;
   std::shared_ptr<detail::DelayedWork> checkpoint_;
   std::shared_ptr<detail::DelayedWork> retry_;
   std::shared_ptr<detail::DelayedWork> damage_;
@@ -173,7 +178,7 @@ std::shared_ptr<JournaledUserDefaults> JournaledUserDefaults::openIdentifier(std
 JournaledUserDefaults::~JournaledUserDefaults() {
   parts_->cancel();
   close();
-  parts_->watcher.stop();  // Only now: each checkpoint may have begun to watch the directory.
+  parts_->stopWatching();  // Only now: each checkpoint may have begun to watch the directory.
   parts_->others.release();
 }
 

@@ -2,80 +2,62 @@
 #include "Tessaly/Platform/Linux/SettingsWatcher.hpp"
 
 #include <sys/inotify.h>
-#include <unistd.h>
 
-#include <array>
-#include <chrono>
-#include <cstddef>
-#include <cstring>
-#include <thread>
 #include <utility>
 
-#include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
 
 namespace Tessaly::inline v1::detail {
+namespace {
 
-SettingsWatcher::SettingsWatcher(SettingsFileSystem& files, std::string directory, std::function<void(News)> changed)
-    : files_(files), directory_(std::move(directory)), changed_(std::move(changed)) {}
+constexpr std::uint32_t closed = IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_ATTRIB | IN_Q_OVERFLOW;
+constexpr std::uint32_t gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT;
 
-bool SettingsWatcher::start() {
-  if (source_ != nullptr) return true;
-  if (!Reactor::start()) return false;
-  if (!events_.isOpen()) events_ = OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-  if (!events_.isOpen()) return false;
-  source_ = DescriptorSource::make(events_.get(), blockingExecutor(), [this] { read(); });
-  return true;
-}
+}  // namespace
 
 bool SettingsWatcher::watch(const std::string& listDirectory) {
   const UnfairLock::Guard guard(lock_);
   const ino_t inode = inodeAt(directory_, files_);
   if (inode == 0) return false;
   if (inode == watchedInode_) return true;
-  if (!start()) return false;
+  InotifyHub& hub = InotifyHub::shared();
   constexpr std::uint32_t mask =
       IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF;
-  if (::inotify_add_watch(events_.get(), directory_.c_str(), mask | IN_ONLYDIR) < 0) return false;
+  const int own = hub.add(directory_.c_str(), mask | IN_ONLYDIR, shared_from_this());
+  if (own < 0) return false;
+  unwatch(std::exchange(watches_, {own}));
   watchedInode_ = inode;
-  if (listDirectory != directory_) {
-    ::inotify_add_watch(events_.get(), listDirectory.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
-  }
+  if (listDirectory == directory_) return true;
+  const int other = hub.add(listDirectory.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO, shared_from_this());
+  if (other >= 0) watches_.push_back(other);
   return true;
 }
 
-void SettingsWatcher::stop() noexcept {
-  std::shared_ptr<DescriptorSource> source;
-  {
-    const UnfairLock::Guard guard(lock_);
-    source = source_;
-  }
-  if (source != nullptr) source->cancel();
+void SettingsWatcher::unwatch(const std::vector<int>& watches) noexcept {
+  for (const int watch : watches) InotifyHub::shared().remove(watch, *this);
 }
 
-void SettingsWatcher::read() {
-  alignas(inotify_event) std::array<char, 8192> events;
-  News news;
-  for (;;) {
-    const ssize_t size = ::read(events_.get(), events.data(), events.size());
-    if (size <= 0) break;
-    for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {
-      inotify_event event{};
-      std::memcpy(&event, events.data() + at, sizeof(event));
-      constexpr std::uint32_t closed = IN_CLOSE_WRITE | IN_MOVED_TO | IN_Q_OVERFLOW | IN_DELETE | IN_ATTRIB;
-      constexpr std::uint32_t gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT;
-      news.wasClosed = news.wasClosed || (event.mask & closed) != 0;
-      news.isGone = news.isGone || (event.mask & gone) != 0;
-      at += sizeof(event) + event.len;
-    }
-  }
-  if (news.isGone) {
-    const UnfairLock::Guard guard(lock_);
-    watchedInode_ = 0;
-  }
-  changed_(news);
-  // Most often these were the process's own writes. To be woken for each would cost more than the write.
-  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+SettingsWatcher::News SettingsWatcher::takeNews() noexcept {
+  const News news{.wasClosed = wasClosed_.exchange(false), .isGone = isGone_.exchange(false)};
+  if (!news.isGone) return news;
+  const UnfairLock::Guard guard(lock_);
+  watchedInode_ = 0;
+  return news;
+}
+
+void SettingsWatcher::stop() noexcept {
+  if (isForkedChild()) return;  // The watches are the parent's.
+  const UnfairLock::Guard guard(lock_);
+  unwatch(std::exchange(watches_, {}));
+}
+
+bool SettingsWatcher::note(int /*watch*/, std::uint32_t mask, std::string_view /*name*/) noexcept {
+  // Another subscriber may have asked for more events.
+  if ((mask & (closed | gone | IN_MODIFY)) == 0) return false;
+  if ((mask & closed) != 0) wasClosed_ = true;
+  if ((mask & gone) != 0) isGone_ = true;
+  return true;
 }
 
 }  // namespace Tessaly::inline v1::detail

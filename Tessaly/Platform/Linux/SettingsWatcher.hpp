@@ -1,22 +1,25 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
-#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Tasks/detail/Reactor.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
+#include "Tessaly/Platform/Linux/DelayedWork.hpp"
 #include "Tessaly/Platform/Linux/SettingsFileSystem.hpp"
 
 namespace Tessaly::inline v1::detail {
 
-/// Calls a function after something has happened in the store's directory, on a thread that may block.
+/// Starts work after something has happened in the store's directory.
 ///
 /// Thread contract: thread-safe.
-class SettingsWatcher {
+class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_shared_from_this<SettingsWatcher> {
  public:
   struct News {
     /// A file there may have been closed after writing, moved or removed.
@@ -25,25 +28,33 @@ class SettingsWatcher {
     bool isGone = false;
   };
 
-  SettingsWatcher(SettingsFileSystem& files, std::string directory, std::function<void(News)> changed);
+  SettingsWatcher(SettingsFileSystem& files, std::string directory, std::shared_ptr<DelayedWork> work)
+      : files_(files), directory_(std::move(directory)), work_(std::move(work)) {}
 
   /// Watches the directory that is there now, and the one that holds the property list behind links. False if it cannot
   /// be watched.
   bool watch(const std::string& listDirectory);
-  /// The function is not called afterwards.
+  /// The events since the last call.
+  News takeNews() noexcept;
+  /// The work is not started afterwards.
   void stop() noexcept;
 
  private:
-  bool start() TESSALY_REQUIRES(lock_);
-  void read();
+  bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
+  void wake() noexcept override { work_->start(); }
+  /// Most events are the process's own writes.
+  [[nodiscard]] bool isPatient() const noexcept override { return true; }
+  void unwatch(const std::vector<int>& watches) noexcept;
 
   SettingsFileSystem& files_;
   const std::string directory_;
-  const std::function<void(News)> changed_;
+  const std::shared_ptr<DelayedWork> work_;
+  // The hub calls `note` under its lock, which `watch` needs.
+  std::atomic<bool> wasClosed_{false};
+  std::atomic<bool> isGone_{false};
   UnfairLock lock_;
   std::uint64_t watchedInode_ TESSALY_GUARDED_BY(lock_) = 0;
-  OwnedDescriptor events_;
-  std::shared_ptr<DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
+  std::vector<int> watches_ TESSALY_GUARDED_BY(lock_);
 };
 
 }  // namespace Tessaly::inline v1::detail

@@ -56,6 +56,21 @@ TEST(DelayedWork, RunsWhenItIsDue) {
   gated.work->cancel();
 }
 
+TEST(DelayedWork, StartRunsWithoutTheClock) {
+  GatedWork gated;
+  gated.work->schedule(1s);
+  gated.work->start();
+  ASSERT_TRUE(gated.hasBegun(1));
+  for (int i = 0; i < 100; ++i) gated.work->start();
+  gated.gate.release(3);
+  EXPECT_TRUE(gated.hasBegun(2));
+  gated.clock.advance(1s);
+  EXPECT_TRUE(gated.hasBegun(3));
+  gated.work->cancel();
+  gated.work->start();
+  EXPECT_EQ(gated.begun, 3);
+}
+
 TEST(DelayedWork, SecondScheduleCanOnlyBeEarlier) {
   GatedWork gated;
   gated.gate.release();
