@@ -59,8 +59,7 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
   const auto beginning = store_.beginCheckpoint(patience);
   if (!beginning) return std::unexpected(beginning.error());
   if (!beginning->isNeeded) {
-    // A process that was killed may have put the list in place and not waited for the disk.
-    const auto synchronized = store_.listFile().synchronizeDirectories();
+    const auto synchronized = waitForDisk(beginning->standing);
     if (!synchronized) return std::unexpected(synchronized.error());
     return false;
   }
@@ -79,7 +78,17 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
   result = store_.removeOldJournal(directory);
   if (result) result = store_.listFile().synchronizeDirectories();
   if (!result) return std::unexpected(result.error());
+  synchronized_ = {.list = written->identity, .journal = beginning->standing.journal};
   return beginning->hadOldJournal;
+}
+
+StoreResult<> SettingsCheckpointer::waitForDisk(const SettingsStore::Standing& standing) {
+  if (synchronized_ == standing) return {};
+  // A process that was killed may have put the list in place and not waited for the disk. Another program need not wait
+  // at all.
+  const auto result = store_.listFile().synchronize();
+  if (result) synchronized_ = standing;
+  return result;
 }
 
 StoreResult<> SettingsCheckpointer::lock(int directory, SettingsPatience& patience) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
@@ -34,14 +35,17 @@ class SettingsCheckpointer {
  private:
   /// `isOutdated`: it must be made again, because it only finished that of another process, or the directory was moved
   /// away.
-  Outcome runOnce(SettingsPatience& patience, bool& isOutdated);
-  [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience);
+  Outcome runOnce(SettingsPatience& patience, bool& isOutdated) TESSALY_REQUIRES(lock_);
+  [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience) TESSALY_REQUIRES(lock_);
+  [[nodiscard]] StoreResult<> waitForDisk(const SettingsStore::Standing& standing) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> lock(int directory, SettingsPatience& patience);
   [[nodiscard]] bool isElsewhere(int directory);
 
   SettingsStore& store_;
   /// Before the store's own lock.
   UnfairLock lock_;
+  /// What this process last waited for. While it stands in the directory, nothing has to be waited for again.
+  std::optional<SettingsStore::Standing> synchronized_ TESSALY_GUARDED_BY(lock_);
 };
 
 }  // namespace Tessaly::inline v1::detail

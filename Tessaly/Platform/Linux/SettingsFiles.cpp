@@ -70,11 +70,11 @@ std::string directoryOfPath(const std::string& path) {
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-StoreResult<> synchronizeDirectory(const std::string& path, SettingsFileSystem& files) {
-  const auto directory = files.open(path, O_RDONLY | O_DIRECTORY);
-  if (directory) return files.synchronize(directory->get());
-  if (directory.error().errorCode == EACCES) return {};
-  return std::unexpected(directory.error());
+StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files) {
+  const auto opened = files.open(path, O_RDONLY | flags);
+  if (opened) return files.synchronize(opened->get());
+  if (opened.error().errorCode == EACCES) return {};
+  return std::unexpected(opened.error());
 }
 
 void removeAbandoned(const std::string& beginning, SettingsFileSystem& files) {

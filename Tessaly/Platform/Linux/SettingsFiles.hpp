@@ -33,8 +33,8 @@ struct FileContents {
 /// The path that a symbolic link leads to in the end; the path itself if it is no link.
 [[nodiscard]] std::string followed(const std::string& path, SettingsFileSystem& files);
 [[nodiscard]] std::string directoryOfPath(const std::string& path);
-/// Writes the entries of a directory to the disk. Succeeds for a directory that may not be opened.
-[[nodiscard]] StoreResult<> synchronizeDirectory(const std::string& path, SettingsFileSystem& files);
+/// Waits until a file, or the entries of a directory, are on the disk. Succeeds if it may not be opened.
+[[nodiscard]] StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files);
 /// Removes the files whose paths are this beginning and a number, if they are older than a minute: a process was
 /// killed while it wrote them.
 void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);

@@ -110,8 +110,14 @@ StoreResult<bool> SettingsListFile::put(const Written& written, const FileIdenti
 StoreResult<> SettingsListFile::synchronizeDirectories() const {
   const std::string own = directoryOfPath(path_);
   const std::string other = targetDirectory();
-  const auto result = synchronizeDirectory(own, files_);
-  return !result || other == own ? result : synchronizeDirectory(other, files_);
+  const auto result = synchronizePath(own, O_DIRECTORY, files_);
+  return !result || other == own ? result : synchronizePath(other, O_DIRECTORY, files_);
+}
+
+StoreResult<> SettingsListFile::synchronize() const {
+  const auto result = synchronizePath(path_, O_NONBLOCK | O_NOCTTY, files_);
+  if (result) return synchronizeDirectories();
+  return result.error().fault == StoreFault::missing ? failure(StoreFault::outdated) : result;
 }
 
 StoreResult<std::string> SettingsListFile::setAsideIfDamaged() const {

@@ -53,6 +53,8 @@ class SettingsListFile {
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
   /// Writes the entries of the store's directory to the disk, and those of the directory that has the file.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
+  /// The same, after the file itself. Fails with `outdated` if there is no file now.
+  [[nodiscard]] StoreResult<> synchronize() const;
   /// Sets the present file aside if it is damaged. If a link leads to something other than a file, only the link is
   /// moved. Returns the new path; empty if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;

@@ -83,6 +83,14 @@ class SettingsStore {
   /// Called after an event in the directory. `wasClosed`: a file there may have been closed after writing.
   void directoryChanged(bool wasClosed);
 
+  /// The property list and the journal that stood in the directory. No two states have the same ones: each list is a
+  /// new file, and each journal has a random number.
+  struct Standing {
+    FileIdentity list;
+    std::uint64_t journal = 0;
+    friend bool operator==(const Standing&, const Standing&) noexcept = default;
+  };
+
   // The steps of a checkpoint, in this order.
   struct CheckpointBeginning {
     bool isNeeded = false;
@@ -90,6 +98,8 @@ class SettingsStore {
     /// The number of times that everything had been read.
     std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
+    /// With the journal that was begun.
+    Standing standing;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
   /// Makes the journal the old one, unless an old one is there already.

@@ -27,7 +27,9 @@ StoreResult<SettingsStore::CheckpointBeginning> SettingsStore::beginCheckpoint(S
     beginning.isNeeded = beginning.hadOldJournal || values_.list().wantsCheckpoint || hasChanged;
     beginning.format = format_;
     beginning.loads = values_.loads();
-    return beginning.hadOldJournal || !hasChanged ? result : rotate();
+    if (!beginning.hadOldJournal && hasChanged) result = rotate();
+    beginning.standing = {.list = values_.list().identity, .journal = journal_.nonce()};
+    return result;
   });
   if (!result) return std::unexpected(result.error());
   return beginning;
