@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
@@ -18,7 +19,7 @@ using Cut = Tests::SynchronizedDisk::PowerCut;
 
 class Synchronization : public Tests::StoreFixture {
  protected:
-  /// Counts the calls of a synchronization that succeeds.
+  /// The calls of a synchronization, on the thread of the test. The watcher makes its own ones.
   struct Counts {
     int calls = 0;
     int waits = 0;
@@ -40,8 +41,10 @@ class Synchronization : public Tests::StoreFixture {
  private:
   Tests::SynchronizedDisk disk_;
   int cuts_ = 0;
+  const std::thread::id thread_ = std::this_thread::get_id();
   Counts counts_;
   Tests::FaultyFileSystem counting_{[this](Call call, const std::string&) {
+    if (std::this_thread::get_id() != thread_) return Tests::FaultyFileSystem::Fate{};
     ++counts_.calls;
     counts_.waits += call == Call::synchronize ? 1 : 0;
     return Tests::FaultyFileSystem::Fate{};
@@ -57,6 +60,20 @@ TEST_F(Synchronization, WithoutAChangeWaitsForNothing) {
   EXPECT_EQ(second.waits, 0);
   EXPECT_LT(second.calls, first.calls / 2);
   EXPECT_EQ(countsOf(store).calls, second.calls);
+}
+
+TEST_F(Synchronization, CallsDoNotGrowWithTheKeys) {
+  const Store store = openCounting();
+  store->set(1, "a");
+  ASSERT_TRUE(store->synchronize());
+  store->set(2, "a");
+  const Counts few = countsOf(store);
+  UserDefaults::KeyedValues many;
+  for (int i = 0; i < 20'000; ++i) many.insert_or_assign("key" + std::to_string(i), i);
+  store->setValuesForKeys(many);
+  const Counts counts = countsOf(store);
+  EXPECT_EQ(counts.waits, few.waits);
+  EXPECT_EQ(counts.calls, few.calls);
 }
 
 TEST_F(Synchronization, WaitsOnceForTheListOfAnotherProcess) {

@@ -200,6 +200,7 @@ std::vector<Lie> lies() {
        std::string(PropertyListSerialization::data(PropertyList::Array{1}, PropertyListFormat::binary).text())},
       {"nested 10,000 deep", binaryFile(deep)},
       {"nested 10,000 deep in XML", deepText + "</dict></plist>"},
+      {"a UID of an archive", binaryFile({dictionary, "\x51k", "\x80\1"s})},
       {"contains itself", binaryFile({dictionary, "\x51k", "\xA1\0\2"s})},
       {"contains itself over an array", binaryFile({dictionary, "\x51k", "\xA1\0\0"s})},
       {"repeats itself without measure", binaryFile(explosion)},
