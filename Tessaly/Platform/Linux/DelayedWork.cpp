@@ -30,12 +30,15 @@ std::shared_ptr<DelayedWork> DelayedWork::make(Clock& clock, std::function<void(
 }
 
 void DelayedWork::schedule(std::chrono::nanoseconds delay) {
-  const UnfairLock::Guard guard(lock_);
-  if (calls_.isClosed() || isDue_) return;
+  const UnfairLock::Guard scheduling(scheduling_);
   if (&clock_ == &ContinuousClock::shared() && !Reactor::start()) return;
   const Clock::Instant deadline = clock_.now() + delay;
-  if (scheduled_ != nullptr && (this->deadline() <= deadline || !clock_.remove(*this))) return;
-  scheduled_ = shared_from_this();
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (calls_.isClosed() || isDue_) return;
+    if (scheduled_ != nullptr && (this->deadline() <= deadline || !clock_.remove(*this))) return;
+    scheduled_ = shared_from_this();
+  }
   setDeadline(deadline);
   clock_.add(*this);
 }
@@ -75,6 +78,7 @@ void DelayedWork::cancel() noexcept {
   calls_.close();
   // Nothing is scheduled after the calls are closed, so this reference is the last one.
   std::shared_ptr<DelayedWork> self;
+  const UnfairLock::Guard scheduling(scheduling_);
   const UnfairLock::Guard guard(lock_);
   if (scheduled_ != nullptr && clock_.remove(*this)) self = std::move(scheduled_);
 }

@@ -36,6 +36,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
 
   Clock& clock_;
   const std::function<void()> work_;
+  /// Held while the timer is set, before `lock_`. A clock may fire the timer during that call, if time has passed.
+  UnfairLock scheduling_;
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.
   std::shared_ptr<DelayedWork> scheduled_ TESSALY_GUARDED_BY(lock_);

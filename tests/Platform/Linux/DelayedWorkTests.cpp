@@ -96,6 +96,23 @@ TEST(DelayedWork, SchedulesDuringARunCauseOneMoreRun) {
   EXPECT_EQ(gated.begun, 2);
 }
 
+TEST(DelayedWork, TimerMayFireWhileItIsSet) {
+  /// A clock whose time has always passed when a timer is set.
+  class HastyClock final : public Clock {
+   public:
+    [[nodiscard]] Instant now() const noexcept override { return {}; }
+    void add(ClockTimer& timer) override { timer.fire(); }
+    bool remove(ClockTimer&) noexcept override { return false; }
+  } clock;
+  std::binary_semaphore isDone{0};
+  const auto work = DelayedWork::make(clock, [&] { isDone.release(); });
+  for (int i = 0; i < 100; ++i) {
+    work->schedule(1s);
+    isDone.acquire();
+  }
+  work->cancel();
+}
+
 TEST(DelayedWork, NeverRunsTwiceAtOnce) {
   std::atomic<int> underWay = 0;
   std::atomic<int> mostUnderWay = 0;
