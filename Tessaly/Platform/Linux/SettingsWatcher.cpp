@@ -12,7 +12,7 @@ namespace Tessaly::inline v1::detail {
 namespace {
 
 constexpr std::uint32_t closed = IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_ATTRIB | IN_Q_OVERFLOW;
-constexpr std::uint32_t gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT;
+constexpr std::uint32_t gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
 
 }  // namespace
 

@@ -24,7 +24,7 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
   struct News {
     /// A file there may have been closed after writing, moved or removed.
     bool wasClosed = false;
-    /// The directory itself has vanished.
+    /// The directory itself may have vanished.
     bool isGone = false;
   };
 
