@@ -7,10 +7,13 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QSlider>
+#include <QTreeView>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Tessaly/Adapters/Qt/Binding.hpp"
+#include "Tessaly/Adapters/Qt/ListModel.hpp"
 #include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
 #include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
@@ -24,6 +27,16 @@ struct Player {
   std::string label() const { return title.value() + " (" + std::to_string(volume.value()) + " %)"; }
 };
 
+struct Song {
+  int id;
+  std::string title;
+  bool operator==(const Song&) const = default;
+};
+
+struct Jukebox {
+  Property<std::vector<Song>> queue;
+};
+
 namespace {
 
 constexpr Default<bool>::Key showsHiddenFilesKey{"shows-hidden-files", false};
@@ -35,6 +48,12 @@ const Default<std::string>::Key themeKey{"theme", "System"};
 
 void showWidgets(QLabel* label, const std::shared_ptr<Player>& player) {
   Qt6::bind(label, &QLabel::setText, player, &Player::label);
+}
+
+void showSongs(QTreeView* view, const std::shared_ptr<Jukebox>& player) {
+  auto* songs = new Qt6::ListModel([player] { return player->queue.value(); }, &Song::id, view);
+  songs->addColumn("Title", [](const Song& song) { return song.title; });
+  view->setModel(songs);
 }
 
 void showSettings(QCheckBox* checkBox, QSlider* slider, QComboBox* comboBox, QLineEdit* lineEdit) {

@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::GtkAdapter
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <span>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Adapters/Gtk/detail/ListObjects.hpp"
+#include "Tessaly/Adapters/detail/ObservedRows.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+template <typename Element>
+class ListItem;
+
+/// The items that exist, by the elements that they show. Most rows of a long list have none.
+template <typename Element>
+using LivingItems = std::unordered_map<const Element*, ListItem<Element>*>;
+
+/// The element of an item.
+template <typename Element>
+class ListItem final : public ListItemBody {
+ public:
+  ListItem(const Element* shown, std::shared_ptr<LivingItems<Element>> living)
+      : element(*shown), object(ListItemObject::make(listItemType(), this)), shown_(shown), living_(std::move(living)) {
+    living_->emplace(shown_, this);
+  }
+  ListItem(const ListItem&) = delete;
+  ListItem& operator=(const ListItem&) = delete;
+  ~ListItem() override {
+    if (shown_ != nullptr) living_->erase(shown_);
+  }
+
+  /// Names the element in its new sequence, or null for an element that was removed.
+  void follow(const Element* shown) { shown_ = shown; }
+
+  Element element;
+  GObject* const object;
+
+ private:
+  const Element* shown_;
+  std::shared_ptr<LivingItems<Element>> living_;
+};
+
+/// The rows of a model in GTK's terms.
+template <typename Element>
+class ListModelOfRows final : public ListModelBody, private RowsListener {
+ public:
+  template <typename Compute, typename Identity>
+  ListModelOfRows(Compute compute, Identity identity) : rows_(*this) {
+    rows_.follow(std::move(compute), std::move(identity));
+  }
+
+  /// Gives the rows to a new object. Nothing refers to them before.
+  static GListModel* object(std::unique_ptr<ListModelOfRows> rows) {
+    ListModelOfRows* const body = rows.release();
+    body->object_ = G_LIST_MODEL(ListModelObject::make(listModelType(), body));
+    return body->object_;
+  }
+
+  [[nodiscard]] guint count() const override {
+    const std::size_t former = former_.size() - formerGone_;
+    return static_cast<guint>(isTelling_ ? newShown_ + former : rows_.size());
+  }
+  [[nodiscard]] GObject* item(guint row) override {
+    const Element* const element = elementAt(row);
+    const auto found = living_->find(element);
+    if (found != living_->end()) return G_OBJECT(g_object_ref(found->second->object));
+    return (new ListItem<Element>(element, living_))->object;  // The object owns it.
+  }
+
+ private:
+  void willTakeAll(std::span<const SequenceStep> steps) override {
+    isCoarse_ = std::ranges::find(steps, SequenceStep::Kind::rearrangement, &SequenceStep::kind) != steps.end();
+    if (isCoarse_) former_ = rows_.elements();
+  }
+  void willTake(const SequenceStep& /*step*/) override {}
+  void didTake(const SequenceStep& step) override {
+    if (isCoarse_) return;
+    const bool isMove = step.kind == SequenceStep::Kind::move;
+    const std::size_t first = isMove ? std::min(step.first, step.to) : step.first;
+    const std::size_t count = (isMove ? std::max(step.first, step.to) - first : 0) + step.count;
+    tell(first, step.kind == SequenceStep::Kind::insertion ? 0 : count,
+         step.kind == SequenceStep::Kind::removal ? 0 : count);
+  }
+  void didReplace(std::span<const void* const> before) override {
+    if (std::exchange(isCoarse_, false)) tellCoarsely(before);
+    for (GObject* const item : moveItems(before)) {
+      g_signal_emit_by_name(item, "changed");
+      g_object_unref(item);
+    }
+  }
+
+  /// The element of a row as GTK knows the rows now. The items of kept rows are still found by their former elements.
+  [[nodiscard]] const Element* elementAt(std::size_t row) const {
+    if (!isTelling_) return &rows_[row];
+    if (row >= newShown_) return former_[row - newShown_ + formerGone_];
+    return before_[row] != nullptr ? static_cast<const Element*>(before_[row]) : &rows_[row];
+  }
+
+  /// A row with an item, before and now.
+  struct Anchor {
+    std::size_t former;
+    std::size_t now;
+  };
+
+  /// GTK makes an item for each row of a replaced block, as long as a widget or the selection looks for its item there.
+  /// So rows with items stay, and the blocks between them are removed and inserted.
+  void tellCoarsely(std::span<const void* const> before) {
+    constexpr std::size_t limit = 1'000;
+    before_ = before;
+    std::vector<Anchor> anchors = rowsWithItems();
+    formerGone_ = newShown_ = 0;
+    isTelling_ = true;
+    if (anchors.size() <= limit && std::ranges::is_sorted(anchors, {}, &Anchor::former)) {
+      anchors.push_back({former_.size(), rows_.size()});
+      for (const Anchor& anchor : anchors) {
+        replace(anchor.former - formerGone_, 0);
+        replace(0, anchor.now - newShown_);
+        formerGone_ = anchor.former + 1;
+        newShown_ = anchor.now + 1;
+      }
+    } else {
+      replace(former_.size(), rows_.size());
+    }
+    isTelling_ = false;
+    former_.clear();
+  }
+  void replace(std::size_t removed, std::size_t added) {
+    if (removed == 0 && added == 0) return;
+    const std::size_t first = newShown_;
+    formerGone_ += removed;
+    newShown_ += added;
+    tell(first, removed, added);
+  }
+  /// In the order of today.
+  [[nodiscard]] std::vector<Anchor> rowsWithItems() const {
+    std::unordered_map<const void*, std::size_t> formerRows;
+    for (std::size_t row = 0; row < former_.size() && formerRows.size() < living_->size(); ++row) {
+      if (living_->contains(former_[row])) formerRows.emplace(former_[row], row);
+    }
+    std::vector<Anchor> anchors;
+    for (std::size_t row = 0; row < before_.size() && anchors.size() < formerRows.size(); ++row) {
+      const auto found = formerRows.find(before_[row]);
+      if (found != formerRows.end()) anchors.push_back({found->second, row});
+    }
+    return anchors;
+  }
+
+  /// Lets the items follow their elements into the new sequence. Returns references to those whose elements changed.
+  std::vector<GObject*> moveItems(std::span<const void* const> before) {
+    std::vector<GObject*> changed;
+    LivingItems<Element> former = std::exchange(*living_, {});
+    for (std::size_t row = 0; row < before.size() && !former.empty(); ++row) {
+      const Element* const element = &rows_[row];
+      const auto found = former.extract(before[row] == nullptr ? element : static_cast<const Element*>(before[row]));
+      if (found.empty()) continue;
+      ListItem<Element>& item = *found.mapped();
+      item.follow(element);
+      living_->emplace(element, &item);
+      if (ObservedRows<Element>::isEqual(item.element, *element)) continue;
+      item.element = *element;
+      changed.push_back(G_OBJECT(g_object_ref(item.object)));
+    }
+    for (const auto& [element, item] : former) item->follow(nullptr);
+    return changed;
+  }
+
+  void tell(std::size_t first, std::size_t removed, std::size_t added) const {
+    if (object_ == nullptr) return;
+    g_list_model_items_changed(object_, static_cast<guint>(first), static_cast<guint>(removed),
+                               static_cast<guint>(added));
+  }
+
+  GListModel* object_ = nullptr;
+  std::shared_ptr<LivingItems<Element>> living_ = std::make_shared<LivingItems<Element>>();
+  /// During a coarse update: GTK knows the new rows up to `newShown_`, then the former ones from `formerGone_`.
+  bool isCoarse_ = false;
+  bool isTelling_ = false;
+  std::vector<const Element*> former_;
+  std::span<const void* const> before_;
+  std::size_t formerGone_ = 0;
+  std::size_t newShown_ = 0;
+  ObservedRows<Element> rows_;
+};
+
+/// The element that an item of a list model shows.
+template <typename Element>
+const Element& elementOf(gpointer item) {
+  const bool isItem = item != nullptr && G_TYPE_CHECK_INSTANCE_TYPE(item, listItemType());
+  const auto* const body = isItem ? dynamic_cast<ListItem<Element>*>(&ListItemObject::bodyOf(item)) : nullptr;
+  if (body == nullptr) fatalError("The item shows no element of this type", "Tessaly/ListModel", __LINE__);
+  return body->element;
+}
+
+/// The widgets of the rows of a view. The factory owns it.
+template <typename Element, typename Make, typename Show>
+struct RowWidgets {
+  Make make;
+  Show show;
+
+  static constexpr const char* key = "tessaly-row-widgets";
+
+  static void setUp(GtkListItemFactory* /*factory*/, GtkListItem* row, RowWidgets* self) {
+    g_object_set_data(G_OBJECT(row), key, self);
+    gtk_list_item_set_child(row, std::invoke(self->make));
+  }
+  static void bind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
+    constexpr auto changed = +[](GObject*, GtkListItem* changedRow) { update(changedRow); };
+    g_signal_connect(gtk_list_item_get_item(row), "changed", G_CALLBACK(changed), row);
+    update(row);
+  }
+  static void unbind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
+    g_signal_handlers_disconnect_by_data(gtk_list_item_get_item(row), row);
+  }
+  static void update(GtkListItem* row) {
+    auto* const self = static_cast<RowWidgets*>(g_object_get_data(G_OBJECT(row), key));
+    std::invoke(self->show, gtk_list_item_get_child(row), elementOf<Element>(gtk_list_item_get_item(row)));
+  }
+};
+
+}  // namespace detail
+
+namespace Gtk4 {
+
+/// Makes a list model of GTK over a computed sequence. It follows the sequence as `bind` follows a value: `compute`
+/// runs again in the turn of the loop after a change of an observable property that it read.
+///
+/// `compute` returns a `std::vector` or a shared pointer to one; a pointer saves the copy of a long sequence. A null
+/// pointer is an empty sequence. `identity` names an element, by a function or a member, as `&File::name` does. It
+/// needs
+/// `==` and `std::hash`. Without it an element is its own identity. An element with the identity of a former one keeps
+/// its item, so selection and focus stay there, wherever the row moves. `compute` must not refer to an object that ends
+/// before the model.
+///
+/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. Instead of more, the blocks
+/// between the rows with items are replaced. A changed element changes its item and no row. Elements with `==` that are
+/// equal change nothing.
+///
+/// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row. `element` reads it,
+/// and `rowFactory` shows it. Without this function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies
+/// the sequence into a `GListStore`.
+///
+/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between both unchanged ends.
+///
+/// These stop the process: a call outside the main thread, and an exception of a later `compute`.
+///
+/// Thread contract: main-isolated.
+///
+///     GListModel* songs = Gtk4::listModel([&] { return player.queue.value(); }, &Song::id);
+///     GtkListItemFactory* factory = Gtk4::rowFactory<Song>(
+///         [] { return gtk_label_new(nullptr); },
+///         [](GtkWidget* label, const Song& song) { gtk_label_set_text(GTK_LABEL(label), song.title.c_str()); });
+///     GtkWidget* view = gtk_list_view_new(GTK_SELECTION_MODEL(gtk_multi_selection_new(songs)), factory);
+template <std::invocable<> Compute, typename Identity = std::identity>
+[[nodiscard]] GListModel* listModel(Compute compute, Identity identity = {}) {
+  using Rows = detail::ListModelOfRows<detail::ElementOf<Compute>>;
+  return Rows::object(std::make_unique<Rows>(std::move(compute), std::move(identity)));
+}
+
+/// The element of an item of `listModel`. It stays valid until the next turn of the loop. Stops the process for another
+/// item, or another type of element.
+template <typename Element>
+[[nodiscard]] const Element& element(gpointer item) {
+  return detail::elementOf<Element>(item);
+}
+
+/// Makes a factory for the rows of a view, or of a column, of a `listModel`. `make` returns a new widget. `show` shows
+/// an element in such a widget: when a row appears, and after each change of its element.
+///
+/// An exception of either stops the process.
+template <typename Element, std::invocable<> Make, std::invocable<GtkWidget*, const Element&> Show>
+[[nodiscard]] GtkListItemFactory* rowFactory(Make make, Show show) {
+  using Widgets = detail::RowWidgets<Element, Make, Show>;
+  auto* const widgets = new Widgets{std::move(make), std::move(show)};
+  GtkListItemFactory* const factory = gtk_signal_list_item_factory_new();
+  g_object_set_data_full(G_OBJECT(factory), Widgets::key, widgets,
+                         [](gpointer owned) { delete static_cast<Widgets*>(owned); });
+  g_signal_connect(factory, "setup", G_CALLBACK(&Widgets::setUp), widgets);
+  g_signal_connect(factory, "bind", G_CALLBACK(&Widgets::bind), nullptr);
+  g_signal_connect(factory, "unbind", G_CALLBACK(&Widgets::unbind), nullptr);
+  return factory;
+}
+
+}  // namespace Gtk4
+
+}  // namespace Tessaly::inline v1

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Adapters/detail/Binding.hpp"
+#include "Tessaly/Adapters/detail/SequenceDifference.hpp"
+#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The elements of the sequences that a function computes: a vector, or a shared pointer to one.
+template <typename Sequence>
+struct ElementOfSequence;
+template <typename Element>
+struct ElementOfSequence<std::vector<Element>> {
+  using Type = Element;
+};
+template <typename Element>
+struct ElementOfSequence<std::shared_ptr<std::vector<Element>>> {
+  using Type = Element;
+};
+template <typename Element>
+struct ElementOfSequence<std::shared_ptr<const std::vector<Element>>> {
+  using Type = Element;
+};
+
+template <std::invocable<> Compute>
+using ElementOf =
+    typename ElementOfSequence<typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type>::Type;
+
+/// The list model of a toolkit, as the rows call it.
+class RowsListener {
+ public:
+  /// Before the first of the steps, if there are any.
+  virtual void willTakeAll(std::span<const SequenceStep>) {}
+  /// Before and after a step. Between both the rows change.
+  virtual void willTake(const SequenceStep& step) = 0;
+  virtual void didTake(const SequenceStep& step) = 0;
+  /// Behind the last step, when every row shows its new element. `before` has the former elements of the rows, null for
+  /// new rows. Both generations of elements are alive.
+  virtual void didReplace(std::span<const void* const> before) = 0;
+
+ protected:
+  ~RowsListener() = default;
+};
+
+/// The common part of the list models of every toolkit: the rows of a computed sequence. They change step by step, so a
+/// view may read them at each step.
+template <typename Element>
+class ObservedRows {
+ public:
+  using Snapshot = std::shared_ptr<const std::vector<Element>>;
+
+  explicit ObservedRows(RowsListener& listener) : listener_(listener) {}
+  ObservedRows(const ObservedRows&) = delete;
+  ObservedRows& operator=(const ObservedRows&) = delete;
+  ~ObservedRows() = default;
+
+  /// Shows what `compute` returns, now and after each change of an observable property that it read.
+  template <typename Compute, typename Identity>
+  void follow(Compute compute, Identity identity) {
+    using Sequence = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
+    token_.emplace(detail::follow(std::move(compute), [this, identity](Sequence sequence) {
+      Snapshot next = snapshot(std::move(sequence));
+      if (next == snapshot_) return;
+      show(std::move(next), [&](std::span<const Element> before, std::span<const Element> after) {
+        return stepsBetween(before, after, identity);
+      });
+    }));
+  }
+
+  [[nodiscard]] std::size_t size() const noexcept { return rows_.size(); }
+  [[nodiscard]] const Element& operator[](std::size_t row) const noexcept { return *rows_[row]; }
+
+  /// The elements of all rows.
+  [[nodiscard]] const std::vector<const Element*>& elements() const noexcept { return rows_; }
+
+  /// Whether both elements look alike. Elements that cannot be compared are taken for different.
+  static bool isEqual(const Element& left, const Element& right) {
+    if constexpr (std::equality_comparable<Element>) return left == right;
+    return false;
+  }
+
+ private:
+  static Snapshot snapshot(Snapshot sequence) {
+    return sequence != nullptr ? std::move(sequence) : std::make_shared<const std::vector<Element>>();
+  }
+  static Snapshot snapshot(std::vector<Element> sequence) {
+    return std::make_shared<const std::vector<Element>>(std::move(sequence));
+  }
+
+  template <typename Difference>
+  void show(Snapshot next, Difference difference) {
+    const Snapshot former = std::exchange(snapshot_, std::move(next));
+    const std::span<const Element> before =
+        former != nullptr ? std::span<const Element>(*former) : std::span<const Element>();
+    const std::vector<SequenceStep> steps = difference(before, std::span<const Element>(*snapshot_));
+    if (!steps.empty()) listener_.willTakeAll(steps);
+    for (const SequenceStep& step : steps) {
+      listener_.willTake(step);
+      take(step);
+      listener_.didTake(step);
+    }
+    std::vector<const void*> replaced(rows_.size());
+    for (std::size_t row = 0; row < rows_.size(); ++row) {
+      const Element* const element = &(*snapshot_)[row];
+      replaced[row] = rows_[row] == element ? nullptr : rows_[row];
+      rows_[row] = element;
+    }
+    listener_.didReplace(replaced);
+  }
+
+  void take(const SequenceStep& step) {
+    const auto first = rows_.begin() + static_cast<std::ptrdiff_t>(step.first);
+    const auto end = first + static_cast<std::ptrdiff_t>(step.kind == SequenceStep::Kind::insertion ? 0 : step.count);
+    switch (step.kind) {
+      case SequenceStep::Kind::removal:
+        rows_.erase(first, end);
+        break;
+      case SequenceStep::Kind::insertion: {
+        std::vector<const Element*> added;
+        for (const std::size_t row : step.order) added.push_back(&(*snapshot_)[row]);
+        rows_.insert(first, added.begin(), added.end());
+        break;
+      }
+      case SequenceStep::Kind::move: {
+        const auto to = rows_.begin() + static_cast<std::ptrdiff_t>(step.to);
+        if (to < first) {
+          std::rotate(to, first, end);
+        } else {
+          std::rotate(first, end, to + static_cast<std::ptrdiff_t>(step.count));
+        }
+        break;
+      }
+      case SequenceStep::Kind::rearrangement: {
+        const std::vector<const Element*> former(first, end);
+        std::ranges::transform(step.order, first, [&](std::size_t place) { return former[place]; });
+        break;
+      }
+    }
+  }
+
+  RowsListener& listener_;
+  Snapshot snapshot_;
+  std::vector<const Element*> rows_;
+  std::optional<ObservationToken> token_;
+};
+
+}  // namespace Tessaly::inline v1::detail

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <span>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace Tessaly::inline v1::detail {
+
+/// One step from a sequence to another. The rows of a step count in the sequence that the former steps left.
+struct SequenceStep {
+  enum class Kind : std::uint8_t { removal, insertion, move, rearrangement };
+
+  Kind kind;
+  std::size_t first;
+  std::size_t count;
+  /// The first row of a moved block after the move.
+  std::size_t to = 0;
+  /// For each row of a rearrangement, its former place in the rearranged block. For each row of an insertion, its place
+  /// in the new sequence.
+  std::vector<std::size_t> order = {};
+
+  bool operator==(const SequenceStep&) const = default;
+};
+
+/// The steps from one order of rows to another: removals, then moves of blocks, then insertions. Each of the three has
+/// at most `limit` steps. More of a kind become one step and rearrangements, because a view reads all of its rows at
+/// every step.
+class SequenceSteps {
+ public:
+  static constexpr std::size_t limit = 32;
+  /// A new row without a former place.
+  static constexpr std::size_t absent = static_cast<std::size_t>(-1);
+
+  /// `origins` has the former place of each new row in a block of `count` former rows. The block begins at `head`.
+  static std::vector<SequenceStep> make(std::span<const std::size_t> origins, std::size_t count, std::size_t head) {
+    SequenceSteps made(head);
+    made.remove(origins, count);
+    made.move(origins, count);
+    made.insert(origins);
+    return std::move(made.steps_);
+  }
+
+ private:
+  using Kind = SequenceStep::Kind;
+  struct Run {
+    std::size_t first;
+    std::size_t count;
+  };
+
+  explicit SequenceSteps(std::size_t head) : head_(head) {}
+
+  /// The runs of rows for which the condition holds.
+  template <typename Condition>
+  static std::vector<Run> runs(std::size_t count, Condition condition) {
+    std::vector<Run> runs;
+    for (std::size_t row = 0; row < count; ++row) {
+      if (!condition(row)) continue;
+      if (runs.empty() || runs.back().first + runs.back().count != row) runs.push_back({row, 0});
+      ++runs.back().count;
+    }
+    return runs;
+  }
+
+  void add(Kind kind, Run run, std::size_t to = 0) {
+    steps_.push_back({.kind = kind, .first = head_ + run.first, .count = run.count, .to = to});
+  }
+  void rearrange(std::vector<std::size_t> order) {
+    const std::size_t count = order.size();
+    steps_.push_back({.kind = Kind::rearrangement, .first = head_, .count = count, .order = std::move(order)});
+  }
+
+  void remove(std::span<const std::size_t> origins, std::size_t count) {
+    stays_.assign(count, false);
+    for (const std::size_t origin : origins) {
+      if (origin != absent) stays_[origin] = true;
+    }
+    const std::vector<Run> removed = runs(count, [&](std::size_t row) { return !stays_[row]; });
+    if (removed.size() <= limit) {
+      for (auto run = removed.rbegin(); run != removed.rend(); ++run) add(Kind::removal, *run);
+      return;
+    }
+    std::vector<std::size_t> order;
+    for (const bool stays : {true, false}) {
+      for (std::size_t row = 0; row < count; ++row) {
+        if (stays_[row] == stays) order.push_back(row);
+      }
+    }
+    const auto kept = static_cast<std::size_t>(std::ranges::count(stays_, true));
+    rearrange(std::move(order));
+    add(Kind::removal, {kept, count - kept});
+  }
+
+  void move(std::span<const std::size_t> origins, std::size_t count) {
+    std::vector<std::size_t> ranks(count);
+    std::exclusive_scan(stays_.begin(), stays_.end(), ranks.begin(), std::size_t{0});
+    std::vector<std::size_t> order;
+    for (const std::size_t origin : origins) {
+      if (origin != absent) order.push_back(ranks[origin]);
+    }
+    // The blocks in the new order. Their first rows are those of the former order.
+    std::vector<Run> blocks;
+    for (const std::size_t row : order) {
+      if (blocks.empty() || blocks.back().first + blocks.back().count != row) blocks.push_back({row, 0});
+      ++blocks.back().count;
+    }
+    if (blocks.size() < 2) return;
+    // A move cuts a sequence in three places at most.
+    const bool isFew = blocks.size() <= 3 * limit + 1;
+    const std::vector<bool> fixed = isFew ? heaviestIncreasing(blocks) : std::vector<bool>();
+    if (isFew && static_cast<std::size_t>(std::ranges::count(fixed, false)) <= limit) return moveBlocks(blocks, fixed);
+    rearrange(std::move(order));
+  }
+
+  /// The blocks that stay while the others move, so that the fewest rows move.
+  static std::vector<bool> heaviestIncreasing(const std::vector<Run>& blocks) {
+    std::vector<std::size_t> weights;
+    std::vector<std::size_t> predecessors;
+    for (const Run& block : blocks) {
+      std::size_t best = absent;
+      for (std::size_t i = 0; i < weights.size(); ++i) {
+        if (blocks[i].first < block.first && (best == absent || weights[i] > weights[best])) best = i;
+      }
+      weights.push_back(block.count + (best == absent ? 0 : weights[best]));
+      predecessors.push_back(best);
+    }
+    std::vector<bool> chosen(blocks.size(), false);
+    auto at = static_cast<std::size_t>(std::ranges::max_element(weights) - weights.begin());
+    for (; at != absent; at = predecessors[at]) chosen[at] = true;
+    return chosen;
+  }
+
+  /// Moves each block that is not fixed behind the block before it.
+  void moveBlocks(const std::vector<Run>& blocks, const std::vector<bool>& fixed) {
+    std::vector<std::size_t> current(blocks.size());
+    std::iota(current.begin(), current.end(), 0);
+    std::ranges::sort(current, {}, [&](std::size_t block) { return blocks[block].first; });
+    const auto rowOf = [&](auto place) {
+      return std::accumulate(current.begin(), place, std::size_t{0},
+                             [&](std::size_t sum, std::size_t block) { return sum + blocks[block].count; });
+    };
+    for (std::size_t block = 0; block < blocks.size(); ++block) {
+      if (fixed[block]) continue;
+      const auto from = std::ranges::find(current, block);
+      const std::size_t first = rowOf(from);
+      current.erase(from);
+      const auto place = block == 0 ? current.begin() : std::next(std::ranges::find(current, block - 1));
+      const std::size_t to = rowOf(place);
+      current.insert(place, block);
+      if (to != first) add(Kind::move, {first, blocks[block].count}, head_ + to);
+    }
+  }
+
+  void insert(std::span<const std::size_t> origins) {
+    const std::vector<Run> added = runs(origins.size(), [&](std::size_t row) { return origins[row] == absent; });
+    if (added.size() <= limit) {
+      for (const Run& run : added) {
+        std::vector<std::size_t> rows(run.count);
+        std::iota(rows.begin(), rows.end(), head_ + run.first);
+        insert(run.first, std::move(rows));
+      }
+      return;
+    }
+    // All new rows come behind the others at first.
+    std::vector<std::size_t> rows;
+    for (std::size_t row = 0; row < origins.size(); ++row) {
+      if (origins[row] == absent) rows.push_back(head_ + row);
+    }
+    const std::size_t tail = origins.size() - rows.size();
+    std::size_t kept = 0;
+    std::size_t fresh = tail;
+    std::vector<std::size_t> order;
+    for (const std::size_t origin : origins) order.push_back(origin == absent ? fresh++ : kept++);
+    insert(tail, std::move(rows));
+    rearrange(std::move(order));
+  }
+  void insert(std::size_t first, std::vector<std::size_t> rows) {
+    const std::size_t count = rows.size();
+    steps_.push_back({.kind = Kind::insertion, .first = head_ + first, .count = count, .order = std::move(rows)});
+  }
+
+  std::size_t head_;
+  std::vector<bool> stays_;
+  std::vector<SequenceStep> steps_;
+};
+
+/// Matches the elements of two sequences by a hash and an equality.
+template <typename Element>
+class SequenceMatches {
+ public:
+  SequenceMatches(std::span<const Element> before, std::span<const Element> after)
+      : origins(after.size(), SequenceSteps::absent), before_(before), after_(after), isTaken_(before.size(), false) {}
+
+  /// Gives each new element without a former one the first free equal one. O(n).
+  template <typename Hash, typename Equal>
+  void match(Hash hash, Equal isEqual) {
+    if (std::ranges::find(isTaken_, false) == isTaken_.end()) return;
+    struct Slot {
+      std::size_t hash = 0;
+      std::size_t row = SequenceSteps::absent;
+    };
+    const int shift = 63 - std::bit_width(before_.size());
+    std::vector<Slot> table(std::size_t{1} << (64 - shift));
+    const auto slotOf = [&](const Element& element, std::size_t hashed) -> Slot& {
+      constexpr std::size_t spread = 0x9E37'79B9'7F4A'7C15;  // Spreads hashes that differ in few bits.
+      std::size_t at = (hashed * spread) >> shift;
+      const auto isOther = [&](const Slot& slot) {
+        return slot.row != SequenceSteps::absent && (slot.hash != hashed || !isEqual(before_[slot.row], element));
+      };
+      while (isOther(table[at])) at = (at + 1) % table.size();
+      return table[at];
+    };
+    // For each former row the next equal one, and for the first of them the first free one.
+    std::vector<std::size_t> next(before_.size(), SequenceSteps::absent);
+    std::vector<std::size_t> free(before_.size());
+    std::iota(free.begin(), free.end(), 0);
+    for (std::size_t row = before_.size(); row-- > 0;) {
+      if (isTaken_[row]) continue;
+      const std::size_t hashed = hash(before_[row]);
+      Slot& slot = slotOf(before_[row], hashed);
+      next[row] = slot.row;
+      slot = {hashed, row};
+    }
+    for (std::size_t row = 0; row < after_.size(); ++row) {
+      if (origins[row] != SequenceSteps::absent) continue;
+      const Slot& slot = slotOf(after_[row], hash(after_[row]));
+      if (slot.row == SequenceSteps::absent || free[slot.row] == SequenceSteps::absent) continue;
+      origins[row] = std::exchange(free[slot.row], next[free[slot.row]]);
+      isTaken_[origins[row]] = true;
+    }
+  }
+
+  std::vector<std::size_t> origins;
+
+ private:
+  std::span<const Element> before_;
+  std::span<const Element> after_;
+  std::vector<bool> isTaken_;
+};
+
+/// The steps that lead from `before` to `after`. Elements with an equal identity are one element, in the order of their
+/// occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`, and none of them for a pointer that is in
+/// both sequences.
+template <typename Element, typename Identity>
+std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
+                                       const Identity& identity) {
+  using Key = std::remove_cvref_t<std::invoke_result_t<const Identity&, const Element&>>;
+  constexpr bool isPointer = std::is_pointer_v<Element> || requires { typename Element::element_type; };
+  const auto isEqual = [&](const Element& left, const Element& right) {
+    if constexpr (isPointer) {
+      if (left == right) return true;
+    }
+    return std::invoke(identity, left) == std::invoke(identity, right);
+  };
+  const auto head = static_cast<std::size_t>(std::ranges::mismatch(before, after, isEqual).in1 - before.begin());
+  before = before.subspan(head);
+  after = after.subspan(head);
+  const auto tail = static_cast<std::size_t>(
+      std::mismatch(before.rbegin(), before.rend(), after.rbegin(), after.rend(), isEqual).first - before.rbegin());
+  before = before.first(before.size() - tail);
+  after = after.first(after.size() - tail);
+
+  SequenceMatches<Element> matches(before, after);
+  if constexpr (isPointer) matches.match(std::hash<Element>(), std::equal_to<>());
+  matches.match([&](const Element& element) { return std::hash<Key>()(std::invoke(identity, element)); }, isEqual);
+  return SequenceSteps::make(matches.origins, before.size(), head);
+}
+
+}  // namespace Tessaly::inline v1::detail
