@@ -58,6 +58,26 @@ std::string decodedEntities(std::string_view text) {
   return decoded;
 }
 
+/// Calls a function for each tag with the name, with its attributes and with the text behind it.
+template <typename Function>
+void forEachTag(std::string_view xml, std::string_view name, Function function) {
+  constexpr std::string_view commentEnd = "-->";
+  while (!xml.empty()) {
+    xml.remove_prefix(std::min(xml.find('<'), xml.size()));
+    if (xml.starts_with("<!--")) {
+      const std::size_t end = xml.find(commentEnd);
+      xml.remove_prefix(end == std::string_view::npos ? xml.size() : end + commentEnd.size());
+      continue;
+    }
+    std::string_view tag = takeUntil(xml, '>');
+    if (tag.empty()) continue;
+    tag.remove_prefix(1);
+    if (!tag.starts_with(name)) continue;
+    tag.remove_prefix(name.size());
+    if (tag.empty() || blanks.contains(tag.front())) function(tag, xml);
+  }
+}
+
 /// The value of an attribute in a tag. The tag's text ends before its ">".
 std::optional<std::string_view> attribute(std::string_view tag, std::string_view name) noexcept {
   while (!tag.empty()) {
@@ -221,22 +241,36 @@ MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& typ
   return extensions;
 }
 
-std::vector<std::string> MIMEDatabase::patterns(std::string_view description) {
-  constexpr std::string_view commentEnd = "-->";
-  constexpr std::string_view name = "<glob";
-  std::vector<std::string> found;
-  while (!description.empty()) {
-    description.remove_prefix(std::min(description.find('<'), description.size()));
-    if (description.starts_with("<!--")) {
-      const std::size_t end = description.find(commentEnd);
-      description.remove_prefix(end == std::string_view::npos ? description.size() : end + commentEnd.size());
-      continue;
-    }
-    const std::string_view tag = takeUntil(description, '>');
-    const bool isGlob = tag.starts_with(name) && tag.size() > name.size() && blanks.contains(tag[name.size()]);
-    if (!isGlob) continue;
-    if (const auto pattern = attribute(tag.substr(name.size()), "pattern")) found.push_back(decodedEntities(*pattern));
+MIMEDatabase::Comments MIMEDatabase::comments(std::string_view type) const {
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (const auto known = comments_.find(type); known != comments_.end()) return known->second;
   }
+  Comments found;
+  for (const std::string& folder : folders_) {
+    if (!found.empty() || !isMIMEType(type)) break;
+    found = commentsIn(contentsOf(fmt::format("{}/{}.xml", folder, type)));
+  }
+  const UnfairLock::Guard guard(lock_);
+  return comments_.emplace(type, std::move(found)).first->second;
+}
+
+std::vector<std::string> MIMEDatabase::patterns(std::string_view description) {
+  std::vector<std::string> found;
+  forEachTag(description, "glob", [&](std::string_view attributes, std::string_view) {
+    if (const auto pattern = attribute(attributes, "pattern")) found.push_back(decodedEntities(*pattern));
+  });
+  return found;
+}
+
+MIMEDatabase::Comments MIMEDatabase::commentsIn(std::string_view description) {
+  Comments found;
+  forEachTag(description, "comment", [&](std::string_view attributes, std::string_view rest) {
+    const std::size_t end = rest.find("</comment>");
+    if (end == std::string_view::npos) return;
+    found.try_emplace(std::string(attribute(attributes, "xml:lang").value_or("")),
+                      decodedEntities(rest.substr(0, end)));
+  });
   return found;
 }
 

@@ -59,8 +59,15 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] std::string typeOf(std::string_view name,
                                    const std::function<std::optional<std::string>(std::size_t)>& contents) const;
 
+  /// The names of a type for people, by the database's codes of languages ("de", "pt_BR"). English has the empty code.
+  /// Empty if no directory has a description of the type.
+  using Comments = std::map<std::string, std::string, std::less<>>;
+  [[nodiscard]] Comments comments(std::string_view type) const;
+
   /// The patterns in a type's description, in their order.
   [[nodiscard]] static std::vector<std::string> patterns(std::string_view description);
+  /// The names in a type's description.
+  [[nodiscard]] static Comments commentsIn(std::string_view description);
 
  private:
   [[nodiscard]] std::string typeOfContents(std::string_view contents) const;
@@ -76,6 +83,8 @@ class TESSALY_EXPORT MIMEDatabase {
   mutable UnfairLock lock_;
   /// The extensions that were read from descriptions so far.
   mutable std::map<std::string, Types, std::less<>> extensions_ TESSALY_GUARDED_BY(lock_);
+  /// The names that were read from descriptions so far.
+  mutable std::map<std::string, Comments, std::less<>> comments_ TESSALY_GUARDED_BY(lock_);
 };
 
 }  // namespace Tessaly::inline v1::detail
