@@ -26,6 +26,8 @@ Async<void> release(Task<Assertion> assertion) {
   }
 }
 
+Async<bool> isPresent(Task<Assertion> assertion) { co_return (co_await assertion.value()).has_value(); }
+
 }  // namespace
 
 DisplayWakefulness::DisplayWakefulness(std::string reason)
@@ -35,6 +37,6 @@ DisplayWakefulness::~DisplayWakefulness() {
   Task<>::detached([assertion = assertion_] { return release(assertion); });
 }
 
-Async<bool> DisplayWakefulness::isEffective() const { co_return (co_await assertion_.value()).has_value(); }
+Async<bool> DisplayWakefulness::isEffective() const { return isPresent(assertion_); }
 
 }  // namespace Tessaly::inline v1
