@@ -2,19 +2,15 @@
 #include "Tessaly/Core/Formatters/DateFormatter.hpp"
 
 #include <unicode/calendar.h>
-#include <unicode/decimfmt.h>
-#include <unicode/dtfmtsym.h>
 #include <unicode/locid.h>
 #include <unicode/simpleformatter.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 #include <unicode/udisplaycontext.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
-#include <span>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -59,120 +55,6 @@ UDisplayContext contextOfICU(DateFormatter::FormattingContext context) {
       break;
   }
   return UDISPCTX_CAPITALIZATION_NONE;
-}
-
-using detail::DateWriter;
-
-/// The part for a field of a pattern, which is a repeated letter. Absent if the field is left to ICU.
-std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::DateFormatSymbols& symbols) {
-  using Field = DateWriter::Field;
-  using icu::DateFormatSymbols;
-  const auto width = [count] {
-    return count == 3   ? DateFormatSymbols::ABBREVIATED
-           : count == 4 ? DateFormatSymbols::WIDE
-                        : DateFormatSymbols::NARROW;
-  };
-  const auto named = [](Field field, std::span<const icu::UnicodeString> names) {
-    DateWriter::Part part{.field = field, .names = {}};
-    for (const icu::UnicodeString& name : names) part.names.push_back(detail::fromUTF16(name));
-    return part;
-  };
-  const bool isStandalone = letter == u'L' || letter == u'c';
-  const auto context = isStandalone ? DateFormatSymbols::STANDALONE : DateFormatSymbols::FORMAT;
-  std::int32_t found = 0;
-  switch (letter) {
-    case u'y':
-      if (count == 2) return DateWriter::Part{.field = Field::yearOfCentury, .names = {}};
-      return DateWriter::Part{.field = Field::year, .digits = count, .names = {}};
-    case u'M':
-    case u'L': {
-      if (count < 3) return DateWriter::Part{.field = Field::month, .digits = count, .names = {}};
-      const icu::UnicodeString* names = symbols.getMonths(found, context, width());
-      if (count > 5 || found < 12) return std::nullopt;
-      return named(Field::monthName, {names, 12});
-    }
-    case u'E':
-    case u'c': {
-      if (count > 5 || (isStandalone && count < 3)) return std::nullopt;
-      const icu::UnicodeString* names =
-          symbols.getWeekdays(found, context, count < 3 ? DateFormatSymbols::ABBREVIATED : width());
-      if (found < 8) return std::nullopt;
-      return named(Field::weekdayName, std::span(names, 8).subspan(1));
-    }
-    case u'a': {
-      const icu::UnicodeString* names = symbols.getAmPmStrings(found);
-      if (count > 4 || found < 2) return std::nullopt;
-      return named(Field::dayPeriod, {names, 2});
-    }
-    case u'd':
-      return DateWriter::Part{.field = Field::day, .digits = count, .names = {}};
-    case u'H':
-      return DateWriter::Part{.field = Field::hour, .digits = count, .names = {}};
-    case u'h':
-      return DateWriter::Part{.field = Field::hourOfTwelve, .digits = count, .names = {}};
-    case u'm':
-      return DateWriter::Part{.field = Field::minute, .digits = count, .names = {}};
-    case u's':
-      return DateWriter::Part{.field = Field::second, .digits = count, .names = {}};
-    default:
-      return std::nullopt;
-  }
-}
-
-/// A writer with the same result as a format of ICU. Absent for calendars other than the Gregorian one, and for
-/// patterns with fields that only ICU knows, such as names of time zones.
-std::optional<DateWriter> writerOf(const icu::SimpleDateFormat& format, bool isCapitalised, const icu::Locale& locale) {
-  constexpr std::u16string_view numericFields = u"yMdHhms";
-  if (std::string_view(format.getCalendar()->getType()) != "gregorian") return std::nullopt;
-  const auto* numbers = dynamic_cast<const icu::DecimalFormat*>(format.getNumberFormat());
-  if (numbers == nullptr || std::ranges::any_of(numericFields, [&](char16_t field) {
-        return format.getNumberFormatForField(field) != numbers;
-      })) {
-    return std::nullopt;
-  }
-  DateWriter writer;
-  for (int digit = 0; digit < 10; ++digit) {
-    writer.digits[static_cast<std::size_t>(digit)] =
-        detail::fromUTF16(numbers->getDecimalFormatSymbols()->getConstDigitSymbol(digit));
-  }
-  icu::UnicodeString pattern;
-  format.toPattern(pattern);
-  icu::UnicodeString literal;
-  const auto endLiteral = [&] {
-    if (literal.isEmpty()) return;
-    writer.parts.push_back({.field = DateWriter::Field::literal, .names = {detail::fromUTF16(literal)}});
-    literal.remove();
-  };
-  bool isFirst = true;
-  bool isQuoted = false;
-  for (std::int32_t at = 0; at < pattern.length();) {
-    const char16_t unit = pattern.charAt(at);
-    const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
-    if (unit == u'\'') {
-      const bool isDoubled = at + 1 < pattern.length() && pattern.charAt(at + 1) == u'\'';
-      if (isDoubled) {
-        literal += u'\'';
-      } else {
-        isQuoted = !isQuoted;
-      }
-      at += isDoubled ? 2 : 1;
-    } else if (isQuoted || !isLetter) {
-      literal += unit;
-      ++at;
-    } else {
-      std::int32_t end = at;
-      while (end < pattern.length() && pattern.charAt(end) == unit) ++end;
-      auto part = partOf(unit, end - at, *format.getDateFormatSymbols());
-      if (!part) return std::nullopt;
-      endLiteral();
-      if (isFirst && isCapitalised) detail::capitalise(part->names, locale.getName());
-      isFirst = false;
-      writer.parts.push_back(*std::move(part));
-      at = end;
-    }
-  }
-  endLiteral();
-  return writer;
 }
 
 icu::UnicodeString quoted(icu::UnicodeString text) {
@@ -232,7 +114,7 @@ class DateFormatter::Engine {
   }
 
   std::string string(UDate date, UDate now) {
-    const bool isLeftToICU = !DateWriter::writes(date) || (isRelative_ && !DateWriter::writes(now));
+    const bool isLeftToICU = !detail::DateWriter::writes(date) || (isRelative_ && !detail::DateWriter::writes(now));
     if (wholeWriter_ && isLeftToICU) {
       if (!exact_) exact_ = std::make_unique<Engine>(key_, Writing::byICU);
       return exact_->string(date, now);
@@ -262,7 +144,7 @@ class DateFormatter::Engine {
   }
 
  private:
-  std::string apply(const icu::SimpleDateFormat* format, const std::optional<DateWriter>& writer, UDate date) {
+  std::string apply(const icu::SimpleDateFormat* format, const std::optional<detail::DateWriter>& writer, UDate date) {
     if (writer) {
       std::string text;
       writer->append(text, localMilliseconds(date));
@@ -309,8 +191,10 @@ class DateFormatter::Engine {
   void prepareWriters(const icu::Locale& locale) {
     const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
     if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
-    wholeWriter_ = writerOf(*whole_, isAtBeginning, locale);
-    if (wholeWriter_ && time_) timeWriter_ = writerOf(*time_, isAtBeginning && isTimeFirst_, locale);
+    wholeWriter_ = detail::dateWriterOf(*whole_, locale.getName(), isAtBeginning);
+    if (wholeWriter_ && time_) {
+      timeWriter_ = detail::dateWriterOf(*time_, locale.getName(), isAtBeginning && isTimeFirst_);
+    }
     if (!wholeWriter_ || (time_ && !timeWriter_)) {
       wholeWriter_.reset();
       return;
@@ -379,8 +263,8 @@ class DateFormatter::Engine {
 
   const Key key_;
   std::unique_ptr<icu::TimeZone> zone_;
-  std::optional<DateWriter> wholeWriter_;
-  std::optional<DateWriter> timeWriter_;
+  std::optional<detail::DateWriter> wholeWriter_;
+  std::optional<detail::DateWriter> timeWriter_;
   /// ICU's formats. Null while the writers suffice.
   std::unique_ptr<icu::SimpleDateFormat> whole_;
   std::unique_ptr<icu::SimpleDateFormat> time_;

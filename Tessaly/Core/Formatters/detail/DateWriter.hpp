@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -105,5 +106,12 @@ struct DateWriter {
     while (count > 0) text.append(digits[decimals[static_cast<std::size_t>(--count)]]);
   }
 };
+
+/// A writer with the same result as a format of ICU. Absent for calendars other than the Gregorian one, and for
+/// patterns with fields that only ICU knows, such as names of time zones. It is a template because no header of the
+/// library may name ICU's class.
+template <typename SimpleDateFormat>
+[[nodiscard]] std::optional<DateWriter> dateWriterOf(const SimpleDateFormat& format, const std::string& locale,
+                                                     bool isCapitalised);
 
 }  // namespace Tessaly::inline v1::detail
