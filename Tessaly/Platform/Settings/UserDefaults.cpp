@@ -22,6 +22,7 @@ void UserDefaults::setValuesForKeys(KeyedValues keyedValues) {
   }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): an override keeps the keys.
 void UserDefaults::publishKeys(std::vector<SettingDescription>) {}
 
 std::vector<SettingDescription> UserDefaults::publishedKeys() const { return {}; }

@@ -2,11 +2,13 @@
 // A property list that another program removes between two of the store's calls.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
 
+#include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
 
@@ -18,16 +20,28 @@ using Call = FaultyFileSystem::Call;
 
 class VanishingList : public Tests::StoreFixture {
  protected:
-  /// Called before the next call for the list, if the call is of this kind.
-  Call call_ = Call::open;
-  std::function<void()> beforeCall_;
+  /// Calls the body once, before the next call of this kind for the list. The watcher's thread may make that call.
+  void beforeNext(Call call, std::function<void()> body) {
+    const UnfairLock::Guard guard(lock_);
+    call_ = call;
+    body_ = std::move(body);
+  }
 
   FaultyFileSystem files_{[this](Call call, const std::string& path) -> FaultyFileSystem::Fate {
-    if (call == call_ && path == plist()) {
-      if (const auto body = std::exchange(beforeCall_, nullptr)) body();
-    }
+    if (path != plist()) return {};
+    if (const auto body = take(call)) body();
     return {};
   }};
+
+ private:
+  std::function<void()> take(Call call) {
+    const UnfairLock::Guard guard(lock_);
+    return call == call_ ? std::exchange(body_, nullptr) : nullptr;
+  }
+
+  UnfairLock lock_;
+  Call call_ TESSALY_GUARDED_BY(lock_) = Call::open;
+  std::function<void()> body_ TESSALY_GUARDED_BY(lock_);
 };
 
 TEST_F(VanishingList, ListRemovedAfterTheLookIsAbsent) {
@@ -36,9 +50,9 @@ TEST_F(VanishingList, ListRemovedAfterTheLookIsAbsent) {
   ASSERT_TRUE(store->synchronize());
   std::filesystem::remove(plist());
   ASSERT_TRUE(store->synchronize());
+  std::atomic<bool> wasRemoved = false;
+  beforeNext(Call::open, [&] { wasRemoved = std::filesystem::remove(plist()); });
   replace({{"b", 2}});
-  bool wasRemoved = false;
-  beforeCall_ = [&] { wasRemoved = std::filesystem::remove(plist()); };
   EXPECT_TRUE(store->synchronize());
   EXPECT_TRUE(wasRemoved);
   EXPECT_TRUE(store->status().problems.empty());
@@ -48,11 +62,10 @@ TEST_F(VanishingList, ListRemovedAfterTheLookIsAbsent) {
 TEST_F(VanishingList, ListThatReturnsDuringTheFirstReadIsRead) {
   makeFolder();
   replace({{"a", 1}});
-  beforeCall_ = [&] {
+  beforeNext(Call::open, [&] {
     std::filesystem::rename(plist(), above() + "/away");
-    call_ = Call::status;
-    beforeCall_ = [&] { std::filesystem::rename(above() + "/away", plist()); };
-  };
+    beforeNext(Call::status, [&] { std::filesystem::rename(above() + "/away", plist()); });
+  });
   const Store store = open(&files_);
   EXPECT_FALSE(store->value("a").has_value());
   EXPECT_TRUE(store->synchronize());
