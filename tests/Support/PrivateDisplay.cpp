@@ -30,6 +30,21 @@ KeySym symbolOf(char32_t point) {
   return point < 0x100 ? point : 0x01000000 | point;
 }
 
+/// The title in UTF-8, as toolkits set it beside the older one.
+std::string titleOf(Display* display, Window window) {
+  Atom type = 0;
+  int format = 0;
+  unsigned long count = 0;
+  unsigned long rest = 0;
+  unsigned char* bytes = nullptr;
+  XGetWindowProperty(display, window, XInternAtom(display, "_NET_WM_NAME", False), 0, 1'000, False, AnyPropertyType,
+                     &type, &format, &count, &rest, &bytes);
+  if (bytes == nullptr) return "";
+  std::string title(reinterpret_cast<const char*>(bytes), format == 8 ? count : 0);
+  XFree(bytes);
+  return title;
+}
+
 }  // namespace
 
 struct PrivateDisplay::Connection {
@@ -90,15 +105,12 @@ bool PrivateDisplay::focus(const std::string& title) {
   if (XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count) == 0) return false;
   bool isFound = false;
   for (unsigned i = 0; i < count && !isFound; ++i) {
-    char* name = nullptr;
-    if (XFetchName(display, children[i], &name) == 0 || name == nullptr) continue;
     XWindowAttributes attributes;
-    if (title == name && XGetWindowAttributes(display, children[i], &attributes) != 0 &&
+    if (title == titleOf(display, children[i]) && XGetWindowAttributes(display, children[i], &attributes) != 0 &&
         attributes.map_state == IsViewable) {
       XSetInputFocus(display, children[i], RevertToParent, CurrentTime);
       isFound = true;
     }
-    XFree(name);
   }
   if (children != nullptr) XFree(children);
   XSync(display, False);
@@ -121,6 +133,14 @@ void PrivateDisplay::type(std::string_view letters) {
     stroke(key.code, key.isShifted);
   }
   XFlush(connection_->display);
+}
+
+void PrivateDisplay::click(int x, int y) {
+  Display* display = connection_->display;
+  XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
+  XTestFakeButtonEvent(display, 1, True, CurrentTime);
+  XTestFakeButtonEvent(display, 1, False, CurrentTime);
+  XFlush(display);
 }
 
 void PrivateDisplay::press(const std::vector<std::string>& names) {

@@ -10,7 +10,7 @@
 
 namespace Tessaly::Tests {
 
-/// An X server of a test, and a user at its keyboard.
+/// An X server of a test, and a user at its keyboard and its mouse.
 class PrivateDisplay {
  public:
   /// The keyboard has the keys of a US keyboard, and keys for `furtherLetters`.
@@ -29,6 +29,8 @@ class PrivateDisplay {
   void type(std::string_view letters);
   /// Presses the keys in order and releases them in reverse, by their names: {"Control_L", "v"}.
   void press(const std::vector<std::string>& names);
+  /// Clicks at a place of the screen.
+  void click(int x, int y);
   /// The number of released keys so far.
   [[nodiscard]] int releases() const { return releases_; }
 

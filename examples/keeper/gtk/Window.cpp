@@ -1,65 +1,46 @@
 // SPDX-License-Identifier: MIT
 #include "Window.hpp"
 
-#include <cstdint>
-#include <exception>
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
-#include "Sharing.hpp"
-#include "Tessaly/Core/Formatters/NumberFormatStyle.hpp"
-#include "Tessaly/Formatting/FormattingService.hpp"
-#include "Tessaly/SystemServices/PasteboardService.hpp"
-#include "Tessaly/SystemServices/ReachabilityService.hpp"
+#include "FileTexts.hpp"
+#include "Tessaly/Adapters/Gtk/Binding.hpp"
+#include "Tessaly/Adapters/Gtk/ListModel.hpp"
+#include "Tessaly/Adapters/Gtk/SettingBinding.hpp"
 
 namespace keeper {
 namespace {
 
 using namespace Tessaly;
 
-std::string nameOf(const File& file) { return file.name; }
-std::string sizeOf(const File& file) {
-  return file.attributes.type == FileType::directory ? "—" : FormattingService::Bytes::string(file.attributes.size);
-}
-std::string dateOf(const File& file) {
-  return FormattingService::Date::relative(file.attributes.modified, DateFormatter::Style::medium, true, true);
-}
+using FilePointer = std::shared_ptr<const File>;
 
-/// "1 file", "1,234 files": the numbers follow the user's language, the words are English as in the whole window.
-std::string counted(std::size_t count, const std::string& noun) {
-  return NumberFormatStyle().format(static_cast<std::int64_t>(count)) + " " + noun + (count == 1 ? "" : "s");
-}
-
-/// A factory of labels whose text is a function of the file.
-template <std::string (*text)(const File&)>
-GtkListItemFactory* labels() {
-  GtkListItemFactory* factory = gtk_signal_list_item_factory_new();
-  g_signal_connect(factory, "setup", G_CALLBACK(+[](GtkListItemFactory*, GtkListItem* item) {
-                     GtkWidget* label = gtk_label_new(nullptr);
-                     gtk_label_set_xalign(GTK_LABEL(label), text == sizeOf ? 1 : 0);
-                     if (text == nameOf) gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
-                     gtk_list_item_set_child(item, label);
-                   }),
-                   nullptr);
-  g_signal_connect(factory, "bind", G_CALLBACK(+[](GtkListItemFactory*, GtkListItem* item) {
-                     const std::string shown = text(*FileListModel::file(gtk_list_item_get_item(item)));
-                     gtk_label_set_text(GTK_LABEL(gtk_list_item_get_child(item)), shown.c_str());
-                   }),
-                   nullptr);
-  return factory;
+/// Names a widget without a text for screen readers.
+void describe(GtkWidget* widget, Word name) {
+  gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, text(name), -1);
 }
 
 }  // namespace
 
-Window::Window(Shelf& shelf, GMainLoop* loop) : shelf_(shelf), window_(gtk_window_new()) {
-  const std::string title = shelf.directory().lastPathComponent() + " — Keeper";
-  gtk_window_set_title(GTK_WINDOW(window_), title.c_str());
-  gtk_window_set_default_size(GTK_WINDOW(window_), 760, 520);
+Window::Window(Desk& desk, GMainLoop* loop) : desk_(desk), loop_(loop), window_(gtk_window_new()) {
+  gtk_window_set_title(GTK_WINDOW(window_), desk.title().c_str());
+  gtk_window_set_icon_name(GTK_WINDOW(window_), "org.example.keeper");
+  gtk_window_set_default_size(GTK_WINDOW(window_), 960, 560);
   g_signal_connect_swapped(window_, "close-request", G_CALLBACK(g_main_loop_quit), loop);
   GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
   gtk_box_append(GTK_BOX(column), makeBar());
   gtk_box_append(GTK_BOX(column), makeList());
   gtk_box_append(GTK_BOX(column), makeBottom());
   gtk_window_set_child(GTK_WINDOW(window_), column);
+  addShortcut("<Control>q", &Window::quit);
+  addShortcut("<Control>d", &Window::compare);
+  addShortcut("F9", &Window::toggleDuplicates);
+  addShortcut("<Control><Shift>c", &Window::copyPaths);
+  addShortcut("<Control>s", &Window::saveTable);
+  addShortcut("<Control><Shift>s", &Window::saveArchive);
+  addShortcut("<Control>l", &Window::saveLog);
   follow();
   gtk_window_present(GTK_WINDOW(window_));
 }
@@ -72,42 +53,45 @@ GtkWidget* Window::makeBar() {
   GtkWidget* search = gtk_search_entry_new();
   gtk_widget_set_hexpand(search, TRUE);
   gtk_search_entry_set_key_capture_widget(GTK_SEARCH_ENTRY(search), window_);
-  gtk_accessible_update_property(GTK_ACCESSIBLE(search), GTK_ACCESSIBLE_PROPERTY_LABEL, "Search", -1);
+  describe(search, Word::search);
+  g_object_set(search, "placeholder-text", text(Word::search), nullptr);
   g_signal_connect_swapped(
       search, "changed",
-      G_CALLBACK(+[](Shelf* shelf, GtkEditable* search) { shelf->search = gtk_editable_get_text(search); }), &shelf_);
+      G_CALLBACK(+[](Desk* desk, GtkEditable* field) { desk->search(gtk_editable_get_text(field)); }), &desk_);
   gtk_box_append(GTK_BOX(bar), search);
-  addButton(bar, "Copy Path", &Window::copyPath);
-  addButton(bar, "Save as CSV", &Window::saveTable);
-  compare_ = addButton(bar, "Find Duplicates", &Window::compare);
-  onlyDuplicates_ = gtk_toggle_button_new_with_label("Only Duplicates");
-  const auto toggled = +[](Window* window, GtkToggleButton* button) {
-    window->showsOnlyDuplicates_ = gtk_toggle_button_get_active(button);
-  };
-  g_signal_connect_swapped(onlyDuplicates_, "toggled", G_CALLBACK(toggled), this);
-  gtk_box_append(GTK_BOX(bar), onlyDuplicates_);
+  addButton(bar, Word::copyPath, &Window::copyPaths);
+  addButton(bar, Word::saveTable, &Window::saveTable);
+  addButton(bar, Word::saveArchive, &Window::saveArchive);
+  addButton(bar, Word::saveLog, &Window::saveLog);
   return bar;
 }
 
 GtkWidget* Window::makeList() {
   GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-  selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(files_.model())));
+  selection_ = gtk_multi_selection_new(Gtk4::listModel([&desk = desk_] { return desk.files(); }, &File::name));
   columns_ = gtk_column_view_new(GTK_SELECTION_MODEL(selection_));
   gtk_widget_add_css_class(columns_, "data-table");
-  addColumn("Name", labels<nameOf>(), TRUE);
-  addColumn("Size", labels<sizeOf>(), FALSE);
-  addColumn("Modified", labels<dateOf>(), FALSE);
-  scroller_ = gtk_scrolled_window_new();
-  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller_), columns_);
-  gtk_widget_set_hexpand(scroller_, TRUE);
-  gtk_widget_set_vexpand(scroller_, TRUE);
-  gtk_box_append(GTK_BOX(row), scroller_);
+  describe(columns_, Word::files);
+  addColumn(Word::name, nameOf, false);
+  addColumn(Word::size, sizeOf, true);
+  addColumn(Word::kind, kindOf, false);
+  addColumn(Word::modified, dateOf, false);
+  GtkWidget* scroller = gtk_scrolled_window_new();
+  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), columns_);
+  gtk_widget_set_hexpand(scroller, TRUE);
+  gtk_widget_set_vexpand(scroller, TRUE);
+  gtk_box_append(GTK_BOX(row), scroller);
+  gtk_box_append(GTK_BOX(row), makeSections());
+  return row;
+}
+
+GtkWidget* Window::makeSections() {
   GtkWidget* index = gtk_scrolled_window_new();
   gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(index), GTK_POLICY_NEVER, GTK_POLICY_EXTERNAL);
   sections_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+  describe(sections_, Word::sections);
   gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(index), sections_);
-  gtk_box_append(GTK_BOX(row), index);
-  return row;
+  return index;
 }
 
 GtkWidget* Window::makeBottom() {
@@ -120,26 +104,44 @@ GtkWidget* Window::makeBottom() {
   gtk_box_append(GTK_BOX(bottom), status_);
   progress_ = gtk_progress_bar_new();
   gtk_widget_set_valign(progress_, GTK_ALIGN_CENTER);
+  describe(progress_, Word::progress);
   gtk_box_append(GTK_BOX(bottom), progress_);
-  pause_ = addButton(bottom, "Pause", &Window::pauseOrResume);
-  stop_ = addButton(bottom, "Stop", &Window::stop);
+  pause_ = addButton(bottom, Word::pause, &Window::pauseOrResume);
+  stop_ = addButton(bottom, Word::stop, &Window::stop);
+  GtkWidget* hidden = gtk_check_button_new_with_label(text(Word::hiddenFiles));
+  Gtk4::bind(GTK_CHECK_BUTTON(hidden), Default<bool>(showsHiddenFilesKey));
+  gtk_box_append(GTK_BOX(bottom), hidden);
+  onlyDuplicates_ = gtk_check_button_new_with_label(text(Word::onlyDuplicates));
+  const auto toggled =
+      +[](Desk* desk, GtkCheckButton* button) { desk->showsOnlyDuplicates = gtk_check_button_get_active(button) != 0; };
+  g_signal_connect_swapped(onlyDuplicates_, "toggled", G_CALLBACK(toggled), &desk_);
+  gtk_box_append(GTK_BOX(bottom), onlyDuplicates_);
+  compare_ = addButton(bottom, Word::findDuplicates, &Window::compare);
   return bottom;
 }
 
-void Window::addColumn(const char* title, GtkListItemFactory* factory, gboolean expands) {
-  GtkColumnViewColumn* column = gtk_column_view_column_new(title, factory);
+void Window::addColumn(Word title, std::string (*text)(const File&), bool isNumber) {
+  GtkListItemFactory* factory = Gtk4::rowFactory<FilePointer>(
+      [title, isNumber] {
+        GtkWidget* label = gtk_label_new(nullptr);
+        gtk_label_set_xalign(GTK_LABEL(label), isNumber ? 1 : 0);
+        if (title == Word::name) gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
+        return label;
+      },
+      [text](GtkWidget* label, const FilePointer& file) { gtk_label_set_text(GTK_LABEL(label), text(*file).c_str()); });
+  GtkColumnViewColumn* column = gtk_column_view_column_new(keeper::text(title), factory);
   gtk_column_view_column_set_resizable(column, TRUE);
-  gtk_column_view_column_set_expand(column, expands);
+  gtk_column_view_column_set_expand(column, title == Word::name);
   gtk_column_view_append_column(GTK_COLUMN_VIEW(columns_), column);
   g_object_unref(column);
 }
 
-GtkWidget* Window::addButton(GtkWidget* box, const char* label, void (Window::*action)()) {
+GtkWidget* Window::addButton(GtkWidget* box, Word label, Action action) {
   struct Call {
     Window* window;
-    void (Window::*action)();
+    Action action;
   };
-  GtkWidget* button = gtk_button_new_with_label(label);
+  GtkWidget* button = gtk_button_new_with_label(text(label));
   g_signal_connect_data(
       button, "clicked", G_CALLBACK(+[](GtkWidget*, Call* call) { (call->window->*call->action)(); }),
       new Call{this, action}, +[](gpointer call, GClosure*) { delete static_cast<Call*>(call); }, GConnectFlags());
@@ -147,23 +149,42 @@ GtkWidget* Window::addButton(GtkWidget* box, const char* label, void (Window::*a
   return button;
 }
 
+void Window::addShortcut(const char* trigger, Action action) {
+  struct Call {
+    Window* window;
+    Action action;
+  };
+  const GtkShortcutFunc run = [](GtkWidget*, GVariant*, gpointer data) -> gboolean {
+    const auto* call = static_cast<Call*>(data);
+    (call->window->*call->action)();
+    return TRUE;
+  };
+  GtkEventController* shortcuts = gtk_shortcut_controller_new();
+  gtk_shortcut_controller_set_scope(GTK_SHORTCUT_CONTROLLER(shortcuts), GTK_SHORTCUT_SCOPE_GLOBAL);
+  GtkShortcutAction* call =
+      gtk_callback_action_new(run, new Call{this, action}, [](gpointer data) { delete static_cast<Call*>(data); });
+  gtk_shortcut_controller_add_shortcut(GTK_SHORTCUT_CONTROLLER(shortcuts),
+                                       gtk_shortcut_new(gtk_shortcut_trigger_parse_string(trigger), call));
+  gtk_widget_add_controller(window_, shortcuts);
+}
+
+void Window::toggleDuplicates() {
+  auto* button = GTK_CHECK_BUTTON(onlyDuplicates_);
+  if (gtk_widget_is_sensitive(onlyDuplicates_))
+    gtk_check_button_set_active(button, !gtk_check_button_get_active(button));
+}
+
 void Window::follow() {
-  withContinuousObservation([this] { return shown(); },
+  Gtk4::bind(GTK_LABEL(status_), gtk_label_set_text, [&desk = desk_] { return desk.status(); });
+  Gtk4::bind(onlyDuplicates_, gtk_widget_set_sensitive, [&desk = desk_] { return desk.canShowOnlyDuplicates(); });
+  Gtk4::bind(GTK_PROGRESS_BAR(progress_), gtk_progress_bar_set_fraction,
+             [&desk = desk_] { return desk.finder.progress.value(); });
+  withContinuousObservation([this] { return desk_.listing(); },
                             [this](const auto& listing) {
-                              if (listing != nullptr) show(listing);
+                              if (listing != nullptr) showSections(listing->sections);
                             })
       .store(tokens_);
-  withContinuousObservation([this] { return status(); },
-                            [this](const std::string& text) { gtk_label_set_text(GTK_LABEL(status_), text.c_str()); })
-      .store(tokens_);
-  // A pressed button stays usable, because a new search may find nothing.
-  withContinuousObservation([this] { return showsOnlyDuplicates_.value() || !finder_.groups.value().empty(); },
-                            [this](bool isUsable) { gtk_widget_set_sensitive(onlyDuplicates_, isUsable); })
-      .store(tokens_);
-  withContinuousObservation([this] { return finder_.state.value(); }, [this](auto state) { showSearch(state); })
-      .store(tokens_);
-  withContinuousObservation([this] { return finder_.progress.value(); },
-                            [this](double part) { gtk_progress_bar_set_fraction(GTK_PROGRESS_BAR(progress_), part); })
+  withContinuousObservation([this] { return desk_.finder.state.value(); }, [this](auto state) { showSearch(state); })
       .store(tokens_);
   withContinuousObservation([this] { return theme_.value(); },
                             [](Theme theme) {
@@ -173,27 +194,9 @@ void Window::follow() {
       .store(tokens_);
 }
 
-std::shared_ptr<const Listing> Window::shown() const {
-  if (!showsOnlyDuplicates_) return shelf_.listing;
-  auto duplicates = std::make_shared<Listing>();
-  for (const Files& group : finder_.groups.value()) {
-    for (const auto& file : group) {
-      duplicates->files.push_back(file);
-      duplicates->bytes += file->attributes.size;
-    }
-  }
-  return duplicates;
-}
-
-void Window::show(const std::shared_ptr<const Listing>& listing) {
-  listing_ = listing;
-  files_.show(listing);
-  showSections();
-}
-
-void Window::showSections() {
+void Window::showSections(const std::vector<Listing::Section>& sections) {
   std::vector<std::string> labels;
-  for (const Listing::Section& section : listing_->sections) labels.push_back(section.label);
+  for (const Listing::Section& section : sections) labels.push_back(section.label);
   if (labels == labels_) return;
   labels_ = std::move(labels);
   while (GtkWidget* child = gtk_widget_get_first_child(sections_)) gtk_box_remove(GTK_BOX(sections_), child);
@@ -201,9 +204,9 @@ void Window::showSections() {
     GtkWidget* button = gtk_button_new_with_label(labels_[index].c_str());
     gtk_widget_add_css_class(button, "flat");
     g_object_set_data(G_OBJECT(button), "section", GSIZE_TO_POINTER(index));
-    g_signal_connect(button, "clicked", G_CALLBACK(+[](GtkWidget* button, Window* window) {
-                       const auto index = GPOINTER_TO_SIZE(g_object_get_data(G_OBJECT(button), "section"));
-                       window->scrollTo(window->listing_->sections.at(index).first);
+    g_signal_connect(button, "clicked", G_CALLBACK(+[](GtkWidget* clicked, Window* window) {
+                       const auto section = GPOINTER_TO_SIZE(g_object_get_data(G_OBJECT(clicked), "section"));
+                       window->scrollTo(window->desk_.listing()->sections.at(section).first);
                      }),
                      this);
     gtk_box_append(GTK_BOX(sections_), button);
@@ -214,70 +217,54 @@ void Window::showSearch(DuplicateFinder::State state) {
   const bool isIdle = state == DuplicateFinder::State::idle;
   for (GtkWidget* widget : {progress_, pause_, stop_}) gtk_widget_set_visible(widget, !isIdle);
   gtk_widget_set_sensitive(compare_, isIdle);
-  gtk_button_set_label(GTK_BUTTON(pause_), state == DuplicateFinder::State::paused ? "Resume" : "Pause");
-}
-
-std::string Window::status() const {
-  if (!shelf_.problem.value().empty()) return shelf_.problem;
-  if (!notice_.value().empty()) return notice_;
-  const auto listing = shown();
-  if (listing == nullptr) return "Reading…";
-  std::string text = counted(listing->files.size(), "file") + ", " + FormattingService::Bytes::string(listing->bytes);
-  const std::size_t groups = finder_.groups.value().size();
-  if (groups > 0) text += ", " + counted(groups, "set") + " of duplicates";
-  const int unreadable = finder_.unreadable;
-  if (unreadable > 0) text += ", " + counted(static_cast<std::size_t>(unreadable), "unreadable file");
-  if (!ReachabilityService::observableIsOnline()) text += ", offline";
-  return text;
+  const bool isPaused = state == DuplicateFinder::State::paused;
+  gtk_button_set_label(GTK_BUTTON(pause_), text(isPaused ? Word::resume : Word::pause));
 }
 
 void Window::scrollTo(std::size_t row) {
-  GtkAdjustment* place = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller_));
-  const double rows = g_list_model_get_n_items(files_.model());
-  gtk_adjustment_set_value(place, gtk_adjustment_get_upper(place) * static_cast<double>(row) / rows);
+  gtk_widget_activate_action(gtk_widget_get_last_child(columns_), "list.scroll-to-item", "u", static_cast<guint>(row));
 }
 
-void Window::copyPath() {
-  const gpointer item = gtk_single_selection_get_selected_item(selection_);
-  if (item != nullptr) PasteboardService::write(shelf_.url(*FileListModel::file(item)).path());
+Files Window::selected() const {
+  Files files;
+  GtkBitset* rows = gtk_selection_model_get_selection(GTK_SELECTION_MODEL(selection_));
+  GtkBitsetIter next;
+  guint row = 0;
+  for (bool isRow = gtk_bitset_iter_init_first(&next, rows, &row); isRow; isRow = gtk_bitset_iter_next(&next, &row)) {
+    const gpointer item = g_list_model_get_item(G_LIST_MODEL(selection_), row);
+    files.push_back(Gtk4::element<FilePointer>(item));
+    g_object_unref(item);
+  }
+  gtk_bitset_unref(rows);
+  return files;
 }
 
-void Window::saveTable() {
-  if (listing_ == nullptr) return;
+void Window::saveLog() {
+  choose(Word::saveLog, "keeper-log.csv", [this](const URL& file) { desk_.saveLog(file); });
+}
+
+void Window::choose(Word title, const char* name, void (Desk::*save)(const Files&, const URL&)) {
+  choose(title, name, [this, save, files = selected()](const URL& file) { (desk_.*save)(files, file); });
+}
+
+void Window::choose(Word title, const char* name, std::function<void(const URL&)> save) {
+  using Save = std::function<void(const URL&)>;
   GtkFileChooserNative* dialog =
-      gtk_file_chooser_native_new("Save", GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SAVE, nullptr, nullptr);
-  gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), "files.csv");
-  g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkNativeDialog* dialog, int response, Window* window) {
-                     GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog));
-                     if (response == GTK_RESPONSE_ACCEPT && file != nullptr) window->saveTable(file);
-                     g_clear_object(&file);
-                     g_object_unref(dialog);
-                   }),
-                   this);
+      gtk_file_chooser_native_new(text(title), GTK_WINDOW(window_), GTK_FILE_CHOOSER_ACTION_SAVE, nullptr, nullptr);
+  gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
+  g_signal_connect_data(
+      dialog, "response", G_CALLBACK(+[](GtkNativeDialog* closed, int response, Save* chosen) {
+        GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(closed));
+        if (response == GTK_RESPONSE_ACCEPT && file != nullptr) {
+          char* uri = g_file_get_uri(file);
+          if (const auto url = URL::from(uri)) (*chosen)(*url);
+          g_free(uri);
+        }
+        g_clear_object(&file);
+        g_object_unref(closed);
+      }),
+      new Save(std::move(save)), +[](gpointer owned, GClosure*) { delete static_cast<Save*>(owned); }, GConnectFlags());
   gtk_native_dialog_show(GTK_NATIVE_DIALOG(dialog));
-}
-
-void Window::saveTable(GFile* file) {
-  char* uri = g_file_get_uri(file);
-  try {
-    FileManager::default_().write(table(listing_->files), URL::from(uri).value());
-    notice_ = "";
-  } catch (const std::exception& error) {
-    notice_ = error.what();  // Such as a full disk, or a file on a server.
-  }
-  g_free(uri);
-}
-
-void Window::compare() {
-  if (const auto listing = shelf_.listing.value()) finder_.start(shelf_.directory(), listing->files);
-}
-
-void Window::pauseOrResume() {
-  if (finder_.state == DuplicateFinder::State::paused) {
-    finder_.resume();
-  } else {
-    finder_.pause();
-  }
 }
 
 }  // namespace keeper

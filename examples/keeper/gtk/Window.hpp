@@ -3,67 +3,70 @@
 
 #include <gtk/gtk.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "DuplicateFinder.hpp"
-#include "FileListModel.hpp"
+#include "Desk.hpp"
 #include "Preferences.hpp"
-#include "Shelf.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
+#include "Words.hpp"
 
 namespace keeper {
 
-/// The window of a shelf. What it shows follows the model; what the user does calls the model.
+/// The window of a desk in GTK 4. What it shows follows the desk; what the user does calls the desk.
 class Window {
  public:
-  Window(Shelf& shelf, GMainLoop* loop);
+  /// The window's actions end the application through `loop`.
+  Window(Desk& desk, GMainLoop* loop);
   Window(const Window&) = delete;
   Window& operator=(const Window&) = delete;
   ~Window();
 
  private:
+  using Action = void (Window::*)();
+
   GtkWidget* makeBar();
   GtkWidget* makeList();
+  GtkWidget* makeSections();
   GtkWidget* makeBottom();
-  void addColumn(const char* title, GtkListItemFactory* factory, gboolean expands);
-  GtkWidget* addButton(GtkWidget* box, const char* label, void (Window::*action)());
+  void addColumn(Word title, std::string (*text)(const File&), bool isNumber);
+  GtkWidget* addButton(GtkWidget* box, Word label, Action action);
+  void addShortcut(const char* trigger, Action action);
   void follow();
 
-  void show(const std::shared_ptr<const Listing>& listing);
-  void showSections();
+  void showSections(const std::vector<Listing::Section>& sections);
   void showSearch(DuplicateFinder::State state);
-  [[nodiscard]] std::string status() const;
   void scrollTo(std::size_t row);
 
-  void copyPath();
-  void saveTable();
-  void saveTable(GFile* file);
-  void compare();
-  [[nodiscard]] std::shared_ptr<const Listing> shown() const;
-  void pauseOrResume();
-  void stop() { finder_.cancel(); }
+  [[nodiscard]] Files selected() const;
+  void copyPaths() { desk_.copyPaths(selected()); }
+  void saveTable() { choose(Word::saveTable, "files.csv", &Desk::saveTable); }
+  void saveArchive() { choose(Word::saveArchive, "files.zip", &Desk::saveArchive); }
+  void saveLog();
+  void choose(Word title, const char* name, void (Desk::*save)(const Files&, const Tessaly::URL&));
+  /// Asks for the name of a file to write.
+  void choose(Word title, const char* name, std::function<void(const Tessaly::URL&)> save);
+  void compare() { desk_.compare(); }
+  void pauseOrResume() { desk_.pauseOrResume(); }
+  void stop() { desk_.stop(); }
+  void toggleDuplicates();
+  void quit() { g_main_loop_quit(loop_); }
 
-  Shelf& shelf_;
-  DuplicateFinder finder_;
+  Desk& desk_;
+  GMainLoop* loop_;
   Tessaly::Default<Theme> theme_{themeKey};
-  Tessaly::Property<bool> showsOnlyDuplicates_ = false;
-  /// The reason of the last failure of an action.
-  Tessaly::Property<std::string> notice_;
-  std::shared_ptr<const Listing> listing_;
-  FileListModel files_;
   GtkWidget* window_;
-  GtkSingleSelection* selection_;
-  GtkWidget* columns_;
-  GtkWidget* scroller_;
-  GtkWidget* sections_;
-  GtkWidget* status_;
-  GtkWidget* progress_;
-  GtkWidget* compare_;
-  GtkWidget* onlyDuplicates_;
-  GtkWidget* pause_;
-  GtkWidget* stop_;
+  GtkMultiSelection* selection_ = nullptr;
+  GtkWidget* columns_ = nullptr;
+  GtkWidget* sections_ = nullptr;
+  GtkWidget* status_ = nullptr;
+  GtkWidget* progress_ = nullptr;
+  GtkWidget* compare_ = nullptr;
+  GtkWidget* onlyDuplicates_ = nullptr;
+  GtkWidget* pause_ = nullptr;
+  GtkWidget* stop_ = nullptr;
   std::vector<std::string> labels_;
   std::vector<Tessaly::ObservationToken> tokens_;  // The last member, so the observations end first.
 };

@@ -6,10 +6,11 @@
 #include <string>
 #include <utility>
 
+#include "Log.hpp"
 #include "Tessaly/Concurrency/Observations.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/FoundationExtensions/Digest+Extensions.hpp"
-#include "Wakefulness.hpp"
+#include "Tessaly/SystemServices/DisplayWakefulness.hpp"
 
 namespace keeper {
 namespace {
@@ -62,7 +63,7 @@ Async<void> DuplicateFinder::untilResumed() {
 }
 
 Async<void> DuplicateFinder::search(URL directory, std::vector<Files> candidates) {
-  const Wakefulness wakefulness;
+  const DisplayWakefulness awake("Keeper compares files");
   double bytes = 0;
   for (const Files& group : candidates) bytes += static_cast<double>(group.front()->attributes.size) * group.size();
   double read = 0;
@@ -73,7 +74,8 @@ Async<void> DuplicateFinder::search(URL directory, std::vector<Files> candidates
       try {
         const auto digest = co_await digestOfFile<SHA256Digest>(directory.appendingPathComponent(file->name));
         byDigest[stringEncoded(digest)].push_back(file);
-      } catch (const POSIXError&) {
+      } catch (const POSIXError& error) {
+        log().error("Cannot read %s: %d", file->name, static_cast<int>(error.code()));
         ++unreadable;
       }
       read += static_cast<double>(file->attributes.size);
@@ -83,6 +85,7 @@ Async<void> DuplicateFinder::search(URL directory, std::vector<Files> candidates
       if (equal.size() > 1) groups.modify([&](std::vector<Files>& all) { all.push_back(std::move(equal)); });
     }
   }
+  log().notice("The search found %d sets of duplicates", static_cast<int>(groups.value().size()));
   state = State::idle;
 }
 

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#include "Opening.hpp"
+
+#include <optional>
+
+#include "Preferences.hpp"
+
+namespace keeper {
+
+using namespace Tessaly;
+
+URL directoryToShow(const std::string& argument, const std::string& downloads) {
+  using Last = Default<std::optional<URLBookmark>>;
+  const auto directory = [](const std::string& path) {
+    return URL::fileURLWithPath(path, URL::DirectoryHint::isDirectory);
+  };
+  const auto last = Last::value(directoryKey);
+  const URL shown = !argument.empty() ? directory(argument) : last ? last->url() : directory(downloads);
+  Last::setValue(directoryKey, URLBookmark::from(shown));
+  return shown;
+}
+
+}  // namespace keeper

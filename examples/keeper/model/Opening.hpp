@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "Tessaly/Core/Foundation/URL.hpp"
+
+namespace keeper {
+
+/// The directory to show: the one of the command line, else the one that was shown last, else the downloads. The next
+/// start finds it again, also after it was renamed.
+[[nodiscard]] Tessaly::URL directoryToShow(const std::string& argument, const std::string& downloads);
+
+}  // namespace keeper
