@@ -12,6 +12,7 @@ namespace Tessaly::inline v1 {
 namespace detail {
 class TaskRecord;
 }
+struct JobFamily;
 
 /// A piece of work that an executor can queue without an allocation, because it contains the links of the queue.
 ///
@@ -51,6 +52,8 @@ class Job {
   /// The links, for the queue that holds the job.
   Job* next = nullptr;
   Job* previous = nullptr;
+  /// The family with which the job waits, or null.
+  JobFamily* family = nullptr;
   /// The list of a queue with several lists that holds the job, or -1.
   signed char level = -1;
 
@@ -66,6 +69,52 @@ class Job {
   std::atomic<TaskPriority> priority_;
 };
 
+namespace detail {
+
+/// A list through the links of its nodes. It owns nothing.
+///
+/// Thread contract: thread-compatible.
+template <typename Node>
+class LinkedNodes {
+ public:
+  [[nodiscard]] bool isEmpty() const noexcept { return first_ == nullptr; }
+  [[nodiscard]] Node* first() const noexcept { return first_; }
+  [[nodiscard]] Node* last() const noexcept { return last_; }
+  /// O(1).
+  void append(Node& node) noexcept {
+    node.next = nullptr;
+    node.previous = last_;
+    (last_ != nullptr ? last_->next : first_) = &node;
+    last_ = &node;
+  }
+  /// O(1).
+  void prepend(Node& node) noexcept {
+    node.next = first_;
+    node.previous = nullptr;
+    (first_ != nullptr ? first_->previous : last_) = &node;
+    first_ = &node;
+  }
+  /// Removes a node that is in this list. O(1).
+  void remove(Node& node) noexcept {
+    (node.previous != nullptr ? node.previous->next : first_) = node.next;
+    (node.next != nullptr ? node.next->previous : last_) = node.previous;
+  }
+  /// Removes and returns the first node, or null if the list is empty. O(1).
+  Node* popFirst() noexcept {
+    Node* const node = first_;
+    if (node == nullptr) return nullptr;
+    first_ = node->next;
+    (first_ != nullptr ? first_->previous : last_) = nullptr;
+    return node;
+  }
+
+ private:
+  Node* first_ = nullptr;
+  Node* last_ = nullptr;
+};
+
+}  // namespace detail
+
 /// An intrusive first-in, first-out list of jobs.
 ///
 /// Thread contract: thread-compatible.
@@ -73,32 +122,19 @@ class Job {
 ///     JobList waiting;
 ///     waiting.append(job);
 ///     while (Job* next = waiting.popFirst()) next->run();
-class JobList {
- public:
-  [[nodiscard]] bool isEmpty() const noexcept { return first_ == nullptr; }
-  [[nodiscard]] Job* first() const noexcept { return first_; }
-  /// O(1).
-  void append(Job& job) noexcept {
-    job.next = nullptr;
-    job.previous = last_;
-    (last_ != nullptr ? last_->next : first_) = &job;
-    last_ = &job;
-  }
-  /// Removes a job that is in this list. O(1).
-  void remove(Job& job) noexcept {
-    (job.previous != nullptr ? job.previous->next : first_) = job.next;
-    (job.next != nullptr ? job.next->previous : last_) = job.previous;
-  }
-  /// Removes and returns the first job, or null if the list is empty. O(1).
-  Job* popFirst() noexcept {
-    Job* job = first_;
-    if (job != nullptr) remove(*job);
-    return job;
-  }
+class JobList : public detail::LinkedNodes<Job> {};
 
- private:
-  Job* first_ = nullptr;
-  Job* last_ = nullptr;
+/// The jobs of one task group that wait in one queue. It must outlive their wait.
+///
+/// Thread contract: thread-compatible. The queue that holds the jobs synchronises.
+struct JobFamily {
+  /// The jobs that wait.
+  JobList jobs;
+  /// Whether any does. Read without the queue's lock.
+  std::atomic<bool> isWaiting{false};
+  /// The links, for the queue.
+  JobFamily* next = nullptr;
+  JobFamily* previous = nullptr;
 };
 
 /// Runs jobs. A host may supply its own executor, which needs only one operation.
@@ -121,6 +157,12 @@ class TESSALY_EXPORT Executor {
 
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
+
+  /// The same for a job that belongs to a family. The global pool runs the newest family first, its jobs in order.
+  virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
+    static_cast<void>(family);
+    enqueue(job);
+  }
 
   /// Called after a job's priority was raised. The job may wait here, run, or be elsewhere. The caller keeps the job
   /// and the executor alive.

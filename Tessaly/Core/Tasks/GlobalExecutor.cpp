@@ -40,46 +40,127 @@ class Pool final : public Executor {
   void enqueue(Job& job) noexcept override {
     detail::stopIfForkedChild();
     lock_.lock();
-    push(job);
-    const bool wakes = claimSleeper();
-    lock_.unlock();
-    if (wakes) wakeOne();
+    push(job, detail::levelOf(job.priority()));
+    unlockAndWake();
+  }
+
+  void enqueueInFamily(Job& job, JobFamily& family) noexcept override {
+    detail::stopIfForkedChild();
+    lock_.lock();
+    pushInFamily(job, family, detail::levelOf(job.priority()));
+    unlockAndWake();
   }
 
   void escalate(Job& job) noexcept override {
     UnfairLock::Guard guard(lock_);
     if (job.level < 0) return;
-    auto& list = lists_[static_cast<unsigned char>(job.level)];
-    list.remove(job);
-    if (list.isEmpty()) filled_ &= ~(1u << job.level);
-    count_.store(count_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
-    push(job);
+    remove(job);
+    push(job, detail::levelOf(job.priority()));
   }
 
  private:
-  void push(Job& job) TESSALY_REQUIRES(lock_) {
-    const unsigned level = detail::levelOf(job.priority());
+  void push(Job& job, unsigned level) TESSALY_REQUIRES(lock_) {
     job.level = static_cast<signed char>(level);
-    lists_[level].append(job);
-    filled_ |= 1u << level;
-    count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    jobs_[level].append(job);
+    setFilled(filled() | bitOfJobs(level));
+    ++count_;
+  }
+
+  /// Behind the others of the family. A job of another priority waits alone.
+  void pushInFamily(Job& job, JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
+    if (const Job* const sibling = family.jobs.first(); sibling == nullptr) {
+      families_[level].prepend(family);
+      family.isWaiting.store(true, std::memory_order_relaxed);
+      setFilled(filled() | bitOfFamilies(level));
+    } else if (sibling->level != static_cast<signed char>(level)) {
+      push(job, level);
+      return;
+    }
+    job.level = static_cast<signed char>(level);
+    job.family = &family;
+    family.jobs.append(job);
+    ++count_;
   }
 
   Job* pop() TESSALY_REQUIRES(lock_) {
-    if (filled_ == 0) return nullptr;
-    const auto level = std::bit_width(filled_) - 1;
-    auto& list = lists_[level];
-    Job* job = list.popFirst();
+    const unsigned lists = filled();
+    if (lists == 0) return nullptr;
+    --count_;
+    if (lists < bitOfFamilies(0)) return popSingle(highestOf(lists));
+    const unsigned level = highestOf(levelsOf(lists));
+    JobFamily* const family = familyWithTurn(level);
+    return family != nullptr ? popOf(*family, level) : popSingle(level);
+  }
+  Job* popSingle(unsigned level) TESSALY_REQUIRES(lock_) {
+    Job* const job = jobs_[level].popFirst();
+    if (jobs_[level].isEmpty()) setFilled(filled() & ~bitOfJobs(level));
     job->level = -1;
-    if (list.isEmpty()) filled_ &= ~(1u << level);
-    count_.store(count_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+    return job;
+  }
+  Job* popOf(JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
+    Job* const job = family.jobs.popFirst();
+    if (family.jobs.isEmpty()) removeFamily(family, level);
+    job->family = nullptr;
+    job->level = -1;
     return job;
   }
 
-  /// Whether a sleeping thread must be woken, which then counts as awake: each is woken once. A thread that spins finds
-  /// its job by itself.
+  /// The family that runs a job now, if any. It is the newest one, but sometimes a single job goes first, and seldom
+  /// the oldest family, so that each job has its turn some time.
+  JobFamily* familyWithTurn(unsigned level) TESSALY_REQUIRES(lock_) {
+    JobFamily* const newest = families_[level].first();
+    if (newest == nullptr || ++turn_ % turnsOfFamilies != 0) [[likely]]
+      return newest;
+    if (turn_ % turnsOfNewestFamilies == 0) return families_[level].last();
+    return jobs_[level].isEmpty() ? newest : nullptr;
+  }
+
+  /// Takes out a job that waits.
+  void remove(Job& job) TESSALY_REQUIRES(lock_) {
+    const auto level = static_cast<unsigned>(job.level);
+    if (JobFamily* const family = std::exchange(job.family, nullptr)) {
+      family->jobs.remove(job);
+      if (family->jobs.isEmpty()) removeFamily(*family, level);
+    } else {
+      jobs_[level].remove(job);
+      if (jobs_[level].isEmpty()) setFilled(filled() & ~bitOfJobs(level));
+    }
+    --count_;
+  }
+  void removeFamily(JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
+    families_[level].remove(family);
+    family.isWaiting.store(false, std::memory_order_relaxed);
+    if (families_[level].isEmpty()) setFilled(filled() & ~bitOfFamilies(level));
+  }
+
+  static constexpr unsigned bitOfJobs(unsigned level) { return 1u << level; }
+  static constexpr unsigned bitOfFamilies(unsigned level) { return 1u << (level + detail::priorityLevelCount); }
+  [[nodiscard]] unsigned filled() const { return filled_.load(std::memory_order_relaxed); }
+  void setFilled(unsigned filled) TESSALY_REQUIRES(lock_) { filled_.store(filled, std::memory_order_relaxed); }
+  /// The levels at which something waits.
+  static constexpr unsigned levelsOf(unsigned filled) {
+    return (filled | filled >> detail::priorityLevelCount) & (bitOfFamilies(0) - 1);
+  }
+
+  static constexpr unsigned highestOf(unsigned levels) { return static_cast<unsigned>(std::bit_width(levels) - 1); }
+
+  void unlockAndWake() TESSALY_RELEASE(lock_) {
+    if (sleepers_ == 0) [[likely]] {
+      lock_.unlock();
+    } else {
+      unlockAndWakeIfNeeded();
+    }
+  }
+  [[gnu::noinline]] void unlockAndWakeIfNeeded() TESSALY_RELEASE(lock_) {
+    const bool wakes = claimSleeper();
+    lock_.unlock();
+    if (wakes) wakeOne();
+  }
+
+  /// Whether one of the sleeping threads must be woken, which then counts as awake: each is woken once. A thread that
+  /// spins finds its job by itself.
   bool claimSleeper() TESSALY_REQUIRES(lock_) {
-    if (sleepers_ == 0 || count_.load(std::memory_order_relaxed) <= spinners_) return false;
+    if (count_ <= spinners_) return false;
     --sleepers_;
     return true;
   }
@@ -106,17 +187,32 @@ class Pool final : public Executor {
     for (Job* job = take();;) {
       job->runInScope();
       if (state.executor != nullptr) SerialExecutor::leaveCurrent();
-      job = state.traded != nullptr ? trade(*std::exchange(state.traded, nullptr)) : take();
+      if (state.traded == nullptr) {
+        job = take();
+      } else {
+        job = trade(*std::exchange(state.traded, nullptr), state.tradedFamily);
+      }
     }
   }
 
   /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
-  Job* trade(Job& job) {
+  Job* trade(Job& job, JobFamily* family) {
     // A job that comes at this moment comes after this one.
-    if (count_.load(std::memory_order_relaxed) == 0) return &job;
+    if (filled() == 0) return &job;
+    if (family != nullptr) return tradeInFamily(job, *family);
     UnfairLock::Guard guard(lock_);
-    if (filled_ >> detail::levelOf(job.priority()) == 0) return &job;
-    push(job);
+    // Read under the lock, as everywhere: a raise that comes too early to find the job in the queue is seen here.
+    const unsigned level = detail::levelOf(job.priority());
+    if (filled() >> level == 0) return &job;
+    push(job, level);
+    return pop();
+  }
+  /// The same for a job that only its family and higher levels go before.
+  Job* tradeInFamily(Job& job, JobFamily& family) {
+    const unsigned higher = levelsOf(filled()) >> (detail::levelOf(job.priority()) + 1);
+    if (higher == 0 && !family.isWaiting.load(std::memory_order_relaxed)) return &job;
+    UnfairLock::Guard guard(lock_);
+    pushInFamily(job, family, detail::levelOf(job.priority()));
     return pop();
   }
 
@@ -135,7 +231,7 @@ class Pool final : public Executor {
     while (job == nullptr) {
       ++spinners_;
       lock_.unlock();
-      for (int pauses = 0; pauses < pausesBeforeSleeping && count_.load(std::memory_order_relaxed) == 0; ++pauses) {
+      for (int pauses = 0; pauses < pausesBeforeSleeping && filled() == 0; ++pauses) {
         detail::pauseProcessor();
       }
       lock_.lock();
@@ -153,14 +249,22 @@ class Pool final : public Executor {
   }
 
   static constexpr int pausesBeforeSleeping = 300;
+  /// After so many turns of families a single job has one.
+  static constexpr std::uint32_t turnsOfFamilies = 16;
+  /// After so many turns the oldest family has one. It is rare, because each family that begins to run takes memory.
+  static constexpr std::uint32_t turnsOfNewestFamilies = 1024;
 
   UnfairLock lock_;
-  std::array<JobList, detail::priorityLevelCount> lists_ TESSALY_GUARDED_BY(lock_);
-  unsigned filled_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// For each level the single jobs, the oldest first, and the families, the newest first.
+  std::array<JobList, detail::priorityLevelCount> jobs_ TESSALY_GUARDED_BY(lock_);
+  std::array<detail::LinkedNodes<JobFamily>, detail::priorityLevelCount> families_ TESSALY_GUARDED_BY(lock_);
+  std::uint32_t turn_ TESSALY_GUARDED_BY(lock_) = 0;
+  unsigned count_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Written under the lock, read without it. Threads that spin stay off the lock's cache line.
-  alignas(64) std::atomic<unsigned> count_{0};
+  /// The levels at which jobs or families wait. Written under the lock, read without it. Threads that spin stay off the
+  /// lock's cache line.
+  alignas(64) std::atomic<unsigned> filled_{0};
   alignas(64) std::atomic<std::uint32_t> wakeUps_{0};
 };
 

@@ -12,8 +12,10 @@ namespace Tessaly::inline v1 {
 /// The executor of work without an isolation.
 ///
 /// Unless the host installs another, it is a pool with one thread for each core that the process may use. It is made at
-/// first use and never destroyed. One queue has four priorities, each first in, first out. Work on it must not block;
-/// blocking work goes to `runBlocking`.
+/// first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
+///
+/// One queue has four priorities. At each priority, the children of the newest task group run first, in the order in
+/// which they were added. Other jobs are first in, first out, and every sixteenth turn is theirs.
 ///
 /// Thread contract: thread-safe.
 ///

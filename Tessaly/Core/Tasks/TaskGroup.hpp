@@ -23,8 +23,9 @@ class GroupChildState;
 
 /// The child tasks of one scope. `withTaskGroup` makes it, and does not return before every child has ended.
 ///
-/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. They may run at the
-/// same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
+/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts them
+/// in order, before those of older groups. They may run at the same time. A child may throw. `next()` and
+/// `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
@@ -186,7 +187,7 @@ auto withTaskGroup(Body body) -> std::invoke_result_t<Body&, TaskGroup<ChildResu
     outcome.setError(std::current_exception());
     group.cancelAll();
   }
-  co_await group.dropAll();
+  if (!group.isEmpty()) co_await group.dropAll();
   co_return outcome.take();
 }
 

@@ -21,6 +21,7 @@ class JobScope {
         .executor = executor,
         .bindings = nullptr,
         .traded = nullptr,
+        .tradedFamily = nullptr,
         .completed = nullptr,
         .mayHandOver = false,
         .isAboveSerialJob = outer_.isAboveSerialJob || outer_.executor != nullptr,

@@ -12,8 +12,9 @@
 //   task | waits  the waiting task; the next child that ends puts itself here instead, and schedules the task
 //
 // tests/models explores every interleaving. Memory orders: a child's result, and what the waiting task wrote before its
-// suspension, pass through release and acquire on the word. The list of the children and their level
-// are under the lock, so an added child is either in the list of a raise or sees the raised level.
+// suspension, pass through release and acquire on the word. The newest child that was added, the level that the
+// children were given and the mark of a cancellation are sequentially consistent. A raise or a cancellation changes its
+// mark and then looks for children, and a child is added before it looks at the marks. So one sees the other.
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -36,26 +37,36 @@ void TaskGroupCore::releaseEnded() noexcept {
   while (TaskRecord* child = takeEnded()) child->release();
 }
 
-void TaskGroupCore::remove(TaskGroupLink& child) noexcept {
-  (child.previous != nullptr ? child.previous->next : first_) = child.next;
-  (child.next != nullptr ? child.next->previous : last_) = child.previous;
+void TaskGroupCore::start(TaskGroupLink& child) noexcept {
+  TaskRecord& record = *child.record;
+  TaskPriority lowest = lowestAdded_.load(std::memory_order_relaxed);
+  while (record.priority() < lowest &&
+         !lowestAdded_.compare_exchange_weak(lowest, record.priority(), std::memory_order_relaxed)) {
+  }
+  count_.fetch_add(1, std::memory_order_relaxed);
+  child.next = added_.load(std::memory_order_relaxed);
+  while (!added_.compare_exchange_weak(child.next, &child, std::memory_order_seq_cst)) {
+  }
+  // A raise or a cancellation that does not find the child is seen here.
+  if (const TaskPriority raised = lowest_.load(std::memory_order_seq_cst); record.priority() < raised) {
+    record.raisePriority(raised);
+  }
+  if (isCancelled_.load(std::memory_order_seq_cst)) [[unlikely]]
+    record.cancel();
+  record.scheduleIn(waiting_);
 }
 
-void TaskGroupCore::start(TaskGroupLink& child) noexcept {
-  bool isCancelled = false;
-  TaskPriority lowest{};
-  {
-    UnfairLock::Guard guard(lock_);
-    child.previous = last_;
-    (last_ != nullptr ? last_->next : first_) = &child;
-    last_ = &child;
-    count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    isCancelled = isCancelled_.load(std::memory_order_relaxed);
-    lowest = lowest_.load(std::memory_order_relaxed);
+void TaskGroupCore::listAdded() noexcept {
+  TaskGroupLink* inOrder = nullptr;
+  for (TaskGroupLink* child = added_.exchange(nullptr, std::memory_order_seq_cst); child != nullptr;) {
+    TaskGroupLink* const older = std::exchange(child->next, inOrder);
+    inOrder = std::exchange(child, older);
   }
-  child.record->raisePriority(lowest);
-  if (isCancelled) child.record->cancel();
-  child.record->schedule();
+  while (inOrder != nullptr) {
+    TaskGroupLink* const next = inOrder->next;
+    listed_.append(*inOrder);
+    inOrder = next;
+  }
 }
 
 void TaskGroupCore::childEnded(TaskGroupLink& child) noexcept {
@@ -64,7 +75,7 @@ void TaskGroupCore::childEnded(TaskGroupLink& child) noexcept {
     child.nextEnded = (word & waits) != 0 ? nullptr : reinterpret_cast<TaskGroupLink*>(word);
   } while (!ended_.compare_exchange_weak(word, reinterpret_cast<std::uintptr_t>(&child), std::memory_order_acq_rel,
                                          std::memory_order_relaxed));
-  if ((word & waits) != 0) taskOf(word).scheduleAtEndOfJob();
+  if ((word & waits) != 0) taskOf(word).scheduleAtEndOfJob(&waiting_);
 }
 
 void TaskGroupCore::collectEnded() noexcept {
@@ -74,23 +85,35 @@ void TaskGroupCore::collectEnded() noexcept {
     if (word == 0) return;
   } while (!ended_.compare_exchange_weak(word, 0, std::memory_order_acquire, std::memory_order_relaxed));
   stopIfAwaited(isAwaited_.load(std::memory_order_relaxed));
-  UnfairLock::Guard guard(lock_);
   TaskGroupLink* inOrder = nullptr;
   std::uint32_t collected = 0;
   for (auto* child = reinterpret_cast<TaskGroupLink*>(word); child != nullptr; ++collected) {
-    remove(*child);
     TaskGroupLink* const older = std::exchange(child->nextEnded, inOrder);
     inOrder = std::exchange(child, older);
   }
+  unlist(inOrder, collected);
   ready_.store(inOrder, std::memory_order_relaxed);
-  count_.store(count_.load(std::memory_order_relaxed) - collected, std::memory_order_release);
+  count_.fetch_sub(collected, std::memory_order_release);
+}
+
+void TaskGroupCore::unlist(TaskGroupLink* ended, std::uint32_t count) noexcept {
+  UnfairLock::Guard guard(lock_);
+  // If the group has no others, all go at once. A child that is added meanwhile changes the newest one.
+  TaskGroupLink* newest = added_.load(std::memory_order_acquire);
+  if (count_.load(std::memory_order_relaxed) == count &&
+      added_.compare_exchange_strong(newest, nullptr, std::memory_order_acquire, std::memory_order_relaxed)) {
+    listed_ = {};
+    return;
+  }
+  listAdded();
+  for (; ended != nullptr; ended = ended->nextEnded) listed_.remove(*ended);
 }
 
 bool TaskGroupCore::wait(TaskRecord& task) noexcept {
   task.setAwaited(*this);
-  if (const TaskPriority priority = task.priority(); lowest_.load(std::memory_order_relaxed) < priority) {
+  if (const TaskPriority priority = task.priority(); raiseLowest(priority)) [[unlikely]] {
     TaskList lower;
-    collectBelow(priority, lower);
+    findBelow(priority, lower);
     for (const auto& child : lower) child->escalate(priority);
   }
   isAwaited_.store(true, std::memory_order_relaxed);
@@ -124,8 +147,9 @@ void TaskGroupCore::cancelAll() noexcept {
   TaskList children;
   {
     UnfairLock::Guard guard(lock_);
-    isCancelled_.store(true, std::memory_order_release);
-    for (auto* child = first_; child != nullptr; child = child->next) {
+    isCancelled_.store(true, std::memory_order_seq_cst);
+    listAdded();
+    for (auto* child = listed_.first(); child != nullptr; child = child->next) {
       children.push_back(Retained<TaskRecord>::sharing(*child->record));
     }
   }
@@ -134,17 +158,31 @@ void TaskGroupCore::cancelAll() noexcept {
 
 void TaskGroupCore::markCancelled(TaskList& cancelled) noexcept {
   UnfairLock::Guard guard(lock_);
-  isCancelled_.store(true, std::memory_order_release);
-  for (auto* child = last_; child != nullptr; child = child->previous) {
+  isCancelled_.store(true, std::memory_order_seq_cst);
+  listAdded();
+  for (auto* child = listed_.last(); child != nullptr; child = child->previous) {
     if (child->record->markCancelled()) cancelled.push_back(Retained<TaskRecord>::sharing(*child->record));
   }
 }
 
+bool TaskGroupCore::raiseLowest(TaskPriority priority) noexcept {
+  TaskPriority lowest = lowest_.load(std::memory_order_relaxed);
+  do {
+    if (priority <= lowest) return false;
+  } while (!lowest_.compare_exchange_weak(lowest, priority, std::memory_order_seq_cst, std::memory_order_relaxed));
+  // A child that is not seen here sees the raised level. The others have noted their priority before.
+  static_cast<void>(added_.load(std::memory_order_seq_cst));
+  return lowestAdded_.load(std::memory_order_relaxed) < priority;
+}
+
 void TaskGroupCore::collectBelow(TaskPriority priority, TaskList& children) noexcept {
+  if (raiseLowest(priority)) findBelow(priority, children);
+}
+
+void TaskGroupCore::findBelow(TaskPriority priority, TaskList& children) noexcept {
   UnfairLock::Guard guard(lock_);
-  if (priority <= lowest_.load(std::memory_order_relaxed)) return;
-  lowest_.store(priority, std::memory_order_relaxed);
-  for (auto* child = first_; child != nullptr; child = child->next) {
+  listAdded();
+  for (auto* child = listed_.first(); child != nullptr; child = child->next) {
     if (child->record->priority() < priority) children.push_back(Retained<TaskRecord>::sharing(*child->record));
   }
 }

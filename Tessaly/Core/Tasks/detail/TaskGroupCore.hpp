@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// The links in the list of the children that were not taken.
+  /// Among the children that were added, or in the list of those that were not collected.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.
@@ -86,9 +86,13 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  private:
   /// The child that ended first among those that were not taken, with the group's reference. Null if there is none.
   TaskRecord* takeEnded() noexcept {
-    if (ready_.load(std::memory_order_relaxed) == nullptr) collectEnded();
-    TaskGroupLink* const first = ready_.load(std::memory_order_relaxed);
-    if (first == nullptr) return nullptr;
+    TaskGroupLink* first = ready_.load(std::memory_order_relaxed);
+    if (first == nullptr) {
+      if (ended_.load(std::memory_order_relaxed) == 0) return nullptr;
+      collectEnded();
+      first = ready_.load(std::memory_order_relaxed);
+      if (first == nullptr) return nullptr;
+    }
     ready_.store(first->nextEnded, std::memory_order_relaxed);
     return first->record;
   }
@@ -99,13 +103,23 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// False if a child has ended meanwhile.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
-  void remove(TaskGroupLink& child) noexcept TESSALY_REQUIRES(lock_);
+  /// Puts the children that were added into the list.
+  void listAdded() noexcept TESSALY_REQUIRES(lock_);
+  /// Takes a chain of `count` children out of the list.
+  void unlist(TaskGroupLink* ended, std::uint32_t count) noexcept;
+  /// Raises the level at which later children start. Returns whether an earlier child may be below it.
+  [[nodiscard]] bool raiseLowest(TaskPriority priority) noexcept;
+  void findBelow(TaskPriority priority, TaskList& children) noexcept;
 
+  /// The children that were added since the last look at the list, the last one first.
+  std::atomic<TaskGroupLink*> added_{nullptr};
   UnfairLock lock_;
-  // The children that were not collected, and their number.
-  TaskGroupLink* first_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  TaskGroupLink* last_ TESSALY_GUARDED_BY(lock_) = nullptr;
-  /// Written under the lock. It decreases after `ready_` has taken the children.
+  /// The other children that were not collected.
+  LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
+  /// The children that wait on the global executor.
+  JobFamily waiting_;
+  /// The number of children that were not collected. It increases before a child is added, and decreases after `ready_`
+  /// has taken it.
   std::atomic<std::uint32_t> count_{0};
   /// The ended children that were not collected, the last one first; or the waiting task, and a bit.
   std::atomic<std::uintptr_t> ended_{0};
@@ -113,11 +127,11 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   std::atomic<TaskGroupLink*> ready_{nullptr};
   /// From the beginning of a wait until the waiting task has taken its answer.
   std::atomic<bool> isAwaited_{false};
-  /// Written under the lock.
   std::atomic<bool> isCancelled_{false};
   /// No child is below this priority. It rises with the waiting parent. A wait visits the children only after a rise.
-  /// Written under the lock.
   std::atomic<TaskPriority> lowest_{};
+  /// The lowest priority with which a child was added.
+  std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};
 };
 
 /// Cancels a group with the current task, for a scope.

@@ -130,12 +130,19 @@ class TESSALY_EXPORT TaskRecord : public Job {
     (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
   }
 
+  /// Enqueues the new task as one of a family.
+  void scheduleIn(JobFamily& family) noexcept {
+    Executor* executor = executor_.load(std::memory_order_relaxed);
+    executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
+  }
+
   /// Enqueues a task that can continue, in a job that ends now. The task yields, or has waited for the job's task. A
   /// thread of the pool trades it for the next job under one lock.
-  void scheduleAtEndOfJob() noexcept {
+  void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
       state.traded = this;
+      state.tradedFamily = family;
     } else {
       schedule();
     }

@@ -11,6 +11,7 @@ namespace Tessaly::inline v1 {
 
 class Executor;
 class Job;
+struct JobFamily;
 
 namespace detail {
 
@@ -33,6 +34,8 @@ struct RunningJob {
   /// The task that continues after the running job: it yields, or has waited for the job's task. The thread trades it
   /// for the next job.
   Job* traded;
+  /// The family after whose waiting jobs it goes on, and before all other jobs of its priority. Null for none.
+  JobFamily* tradedFamily;
   /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
   TaskRecord* completed;
   /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
