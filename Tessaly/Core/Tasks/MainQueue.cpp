@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 
-#include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -17,11 +16,13 @@
 #include "Tessaly/Core/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
+#include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/Clock.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Core/Tasks/detail/JobScope.hpp"
+#include "Tessaly/Core/Tasks/detail/MainQueueWait.hpp"
 #include "Tessaly/Core/Tasks/detail/TaskRecord.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
@@ -63,11 +64,12 @@ class Queue final : public Executor {
     lock_.lock();
     jobs_.append(job);
     ++enqueued_;
-    const bool signals = !isSignalled_;
-    isSignalled_ = true;
+    const bool wakes = claimSleeper();
+    const bool signals = !wakes && claimSignal();
     const bool watches = !isWatched_;
     isWatched_ = true;
     lock_.unlock();
+    if (wakes) detail::futexWake(wakeUps_, 1);
     if (signals) signal();
     if (watches) watchForForgottenLoop();
   }
@@ -89,7 +91,7 @@ class Queue final : public Executor {
       Job* job = jobs_.popFirst();
       ++dequeued_;
       // While other jobs wait, the descriptor stays readable: the job may run a loop that polls it.
-      if (jobs_.isEmpty()) quieten();
+      if (jobs_.isEmpty() && isSignalled_) quieten();
       lock_.unlock();
       {
         const detail::JobScope scope(this);
@@ -111,23 +113,29 @@ class Queue final : public Executor {
       run.outer = std::exchange(innermost_, &run);
       ++services_;
     }
-    while (!isStopped(run)) {
-      // The drain may have swallowed the signal of `stop()`.
-      if (drain(&run) > 0 || isStopped(run)) continue;
-      pollfd waited{descriptor_, POLLIN, 0};
-      ::poll(&waited, 1, -1);
-    }
-    UnfairLock::Guard guard(lock_);
+    while (sleepUntilJob(&run)) drain(&run);
+    lock_.lock();
     innermost_ = run.outer;
     --services_;
+    // A job that woke this loop and did not run is left to the host's loop.
+    const bool signals = !jobs_.isEmpty() && claimSignal();
+    lock_.unlock();
+    if (signals) signal();
+  }
+
+  void runUntil(const std::atomic<std::uint32_t>& isDone) {
+    while (isDone.load(std::memory_order_acquire) == 0) {
+      sleepUntilJob(nullptr);
+      drain(nullptr);
+    }
   }
 
   void stop() {
-    {
-      UnfairLock::Guard guard(lock_);
-      (innermost_ != nullptr ? innermost_->isStopped : stopsNextRun_) = true;
-    }
-    signal();
+    lock_.lock();
+    (innermost_ != nullptr ? innermost_->isStopped : stopsNextRun_) = true;
+    const bool wakes = claimSleeper();
+    lock_.unlock();
+    if (wakes) detail::futexWake(wakeUps_, 1);
   }
 
   void changeServices(int change) {
@@ -141,10 +149,30 @@ class Queue final : public Executor {
     [[maybe_unused]] const ssize_t size = ::write(descriptor_, &one, sizeof(one));
   }
 
-  bool isStopped(const Run& run) {
-    UnfairLock::Guard guard(lock_);
-    return run.isStopped;
+  /// Sleeps until a job waits. False once the run is stopped. While the main thread sleeps here no other loop can serve
+  /// the queue, so a new job wakes it and does not touch the descriptor.
+  bool sleepUntilJob(const Run* run) {
+    for (;;) {
+      std::uint32_t seen = 0;
+      {
+        UnfairLock::Guard guard(lock_);
+        const bool isStopped = run != nullptr && run->isStopped;
+        isAsleep_ = jobs_.isEmpty() && !isStopped;
+        if (!isAsleep_) return !isStopped;
+        seen = wakeUps_.load(std::memory_order_relaxed);
+      }
+      detail::futexWait(wakeUps_, seen);
+    }
   }
+  /// Whether the main thread sleeps and must be woken, once.
+  bool claimSleeper() TESSALY_REQUIRES(lock_) {
+    if (!std::exchange(isAsleep_, false)) return false;
+    wakeUps_.store(wakeUps_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    return true;
+  }
+
+  /// Whether the descriptor is still to be made readable.
+  bool claimSignal() TESSALY_REQUIRES(lock_) { return !std::exchange(isSignalled_, true); }
 
   /// Makes the descriptor unreadable. No signal is lost: the next call of `enqueue` signals anew.
   void quieten() TESSALY_REQUIRES(lock_) {
@@ -200,6 +228,8 @@ class Queue final : public Executor {
   std::uint64_t enqueued_ TESSALY_GUARDED_BY(lock_) = 0;
   std::uint64_t dequeued_ TESSALY_GUARDED_BY(lock_) = 0;
   bool isSignalled_ TESSALY_GUARDED_BY(lock_) = false;
+  /// Whether the main thread sleeps in a loop of the library.
+  bool isAsleep_ TESSALY_GUARDED_BY(lock_) = false;
   bool isWatched_ TESSALY_GUARDED_BY(lock_) = false;
   /// The number of loops, adapters and drains that serve the queue now.
   int services_ TESSALY_GUARDED_BY(lock_) = 0;
@@ -209,6 +239,8 @@ class Queue final : public Executor {
   /// The time since a job was last taken while others waited.
   std::chrono::seconds stalled_ TESSALY_GUARDED_BY(lock_){0};
   Watch watch_;
+  /// Changed under the lock.
+  std::atomic<std::uint32_t> wakeUps_{0};
 };
 
 }  // namespace
@@ -233,6 +265,10 @@ std::size_t MainQueue::drain() noexcept {
 void MainQueue::run() noexcept {
   assertMainIsolated("Tessaly/MainQueue", __LINE__);
   Queue::shared().run();
+}
+
+void detail::serveMainQueueUntil(const std::atomic<std::uint32_t>& isDone) noexcept {
+  Queue::shared().runUntil(isDone);
 }
 
 void MainQueue::stop() noexcept { Queue::shared().stop(); }

@@ -38,6 +38,7 @@ class MainQueue {
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
   /// A descriptor that is readable while work waits (level-triggered). The queue owns it. The host may only poll it.
+  /// Work that wakes the main thread inside `run()` or `syncWait` does not make it readable.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
   /// Runs the jobs that wait at the call, but not those that arrive meanwhile. Returns the number of jobs that ran. A

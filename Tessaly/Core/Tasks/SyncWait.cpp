@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 
-#include <poll.h>
-
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/detail/MainQueueWait.hpp"
 
 namespace Tessaly::inline v1::detail {
+namespace {
+
+// The states of a wait.
+constexpr std::uint32_t running = 0;
+constexpr std::uint32_t done = 1;
+/// Running, and a thread sleeps until the end. The main thread never does, because it serves its queue.
+constexpr std::uint32_t sleeps = 2;
+
+}  // namespace
 
 void checkMayWait() noexcept {
   if (MainQueue::isMainThread()) return;
@@ -20,21 +28,18 @@ void checkMayWait() noexcept {
 
 void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept {
   task.start();
-  if (!MainQueue::isMainThread()) {
-    const BlockingThreadWait wait;
-    while (isDone.load(std::memory_order_acquire) == 0) futexWait(isDone, 0);
+  if (MainQueue::isMainThread()) {
+    serveMainQueueUntil(isDone);  // The task ends in a job of that queue.
     return;
   }
-  while (isDone.load(std::memory_order_acquire) == 0) {
-    if (MainQueue::drain() > 0 || isDone.load(std::memory_order_acquire) != 0) continue;
-    pollfd waited{MainQueue::fileDescriptor(), POLLIN, 0};
-    ::poll(&waited, 1, -1);
-  }
+  const BlockingThreadWait wait;
+  std::uint32_t state = running;
+  isDone.compare_exchange_strong(state, sleeps, std::memory_order_relaxed);
+  while (isDone.load(std::memory_order_acquire) == sleeps) futexWait(isDone, sleeps);
 }
 
 void completeWait(std::atomic<std::uint32_t>& isDone) noexcept {
-  isDone.store(1, std::memory_order_release);
-  futexWake(isDone, 1);
+  if (isDone.exchange(done, std::memory_order_acq_rel) == sleeps) futexWake(isDone, 1);
 }
 
 }  // namespace Tessaly::inline v1::detail

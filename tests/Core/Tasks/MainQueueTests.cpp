@@ -98,6 +98,44 @@ TEST(MainQueue, RunServesUntilStopped) {
   syncWait(task.value());
 }
 
+TEST(MainQueue, EndedRunLeavesItsJobsToTheDescriptor) {
+  for (int round = 0; round < Tests::repetitions(100); ++round) {
+    bool hasRun = false;
+    std::latch isRunning(1);
+    OS_dispatch_queue::main().async([&] { isRunning.count_down(); });
+    std::thread other([&] {
+      isRunning.wait();
+      for (int i = 0; i < round % 10; ++i) std::this_thread::yield();  // Often the main thread has fallen asleep by then.
+      OS_dispatch_queue::main().async([&] { hasRun = true; });
+      MainQueue::stop();
+    });
+    MainQueue::run();
+    EXPECT_TRUE(hasRun || isReadable(MainQueue::fileDescriptor())) << "round " << round;
+    other.join();
+    MainQueue::drain();
+    EXPECT_TRUE(hasRun);
+  }
+}
+
+TEST(MainQueue, JobsFromOtherThreadsWakeRunEachTime) {
+  constexpr int jobs = 2'000;
+  int count = 0;
+  std::thread other([&] {
+    for (int i = 0; i < jobs; ++i) {
+      std::latch hasRun(1);
+      OS_dispatch_queue::main().async([&] {
+        ++count;
+        hasRun.count_down();
+      });
+      hasRun.wait();
+    }
+    MainQueue::stop();
+  });
+  MainQueue::run();
+  other.join();
+  EXPECT_EQ(count, jobs);
+}
+
 TEST(MainQueue, StopEndsTheInnermostRun) {
   std::vector<int> order;
   OS_dispatch_queue::main().async([&] {
