@@ -31,7 +31,8 @@ unsigned usableCores() {
 
 class Pool final : public Executor {
  public:
-  explicit Pool(unsigned threads) {
+  /// On a single core a thread that spins only delays the thread that could enqueue a job.
+  explicit Pool(unsigned threads) : pausesBeforeSleeping_(threads > 1 ? 300 : 0) {
     for (unsigned i = 0; i < threads; ++i) {
       detail::startLibraryThread("tessaly-pool", [this] { work(); });
     }
@@ -231,7 +232,7 @@ class Pool final : public Executor {
     while (job == nullptr) {
       ++spinners_;
       lock_.unlock();
-      for (int pauses = 0; pauses < pausesBeforeSleeping && filled() == 0; ++pauses) {
+      for (int pauses = 0; pauses < pausesBeforeSleeping_ && filled() == 0; ++pauses) {
         detail::pauseProcessor();
       }
       lock_.lock();
@@ -248,12 +249,12 @@ class Pool final : public Executor {
     return job;
   }
 
-  static constexpr int pausesBeforeSleeping = 300;
   /// After so many turns of families a single job has one.
   static constexpr std::uint32_t turnsOfFamilies = 16;
   /// After so many turns the oldest family has one. It is rare, because each family that begins to run takes memory.
   static constexpr std::uint32_t turnsOfNewestFamilies = 1024;
 
+  const int pausesBeforeSleeping_;
   UnfairLock lock_;
   /// For each level the single jobs, the oldest first, and the families, the newest first.
   std::array<JobList, detail::priorityLevelCount> jobs_ TESSALY_GUARDED_BY(lock_);
