@@ -82,8 +82,13 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   }
 
  private:
+  /// One step is told as it is, and so are moves. Other changes are told coarsely, because GTK destroys the widgets of
+  /// a removal, but reuses those of a replacement.
   void willTakeAll(std::span<const SequenceStep> steps) override {
-    isCoarse_ = std::ranges::find(steps, SequenceStep::Kind::rearrangement, &SequenceStep::kind) != steps.end();
+    const auto has = [&](SequenceStep::Kind kind) {
+      return std::ranges::find(steps, kind, &SequenceStep::kind) != steps.end();
+    };
+    isCoarse_ = has(SequenceStep::Kind::rearrangement) || (steps.size() > 1 && !has(SequenceStep::Kind::move));
     if (isCoarse_) former_ = rows_.elements();
   }
   void willTake(const SequenceStep& /*step*/) override {}
@@ -117,26 +122,38 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   };
 
   /// GTK makes an item for each row of a replaced block, as long as a widget or the selection looks for its item there.
-  /// So rows with items stay, and the blocks between them are removed and inserted.
+  /// So each block ends a bit behind its last row with an item, and the rows up to the next block come without items.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
-    std::vector<Anchor> anchors = rowsWithItems();
+    const std::vector<Anchor> anchors = rowsWithItems();
     formerGone_ = newShown_ = 0;
     isTelling_ = true;
     if (anchors.size() <= limit && std::ranges::is_sorted(anchors, {}, &Anchor::former)) {
-      anchors.push_back({former_.size(), rows_.size()});
+      Anchor end{0, 0};  // Behind the last row with an item.
       for (const Anchor& anchor : anchors) {
-        replace(anchor.former - formerGone_, 0);
-        replace(0, anchor.now - newShown_);
-        formerGone_ = anchor.former + 1;
-        newShown_ = anchor.now + 1;
+        if (anchor.former > end.former + reach || anchor.now > end.now + reach) replaceTo(anchor, end);
+        end = {anchor.former + 1, anchor.now + 1};
+        if (anchor.former != formerGone_ || anchor.now != newShown_) continue;
+        formerGone_ = end.former;
+        newShown_ = end.now;
       }
+      replaceTo({former_.size(), rows_.size()}, end);
     } else {
       replace(former_.size(), rows_.size());
     }
     isTelling_ = false;
     former_.clear();
+  }
+  /// The number of rows behind a row with an item that a view may show.
+  static constexpr std::size_t reach = 256;
+
+  /// Replaces the rows before `next`. The rows far behind `end` are inserted in a step of their own.
+  void replaceTo(const Anchor& next, const Anchor& end) {
+    const std::size_t added = next.now - newShown_;
+    const std::size_t near = std::min(added, end.now + reach - newShown_);
+    replace(next.former - formerGone_, near);
+    replace(0, added - near);
   }
   void replace(std::size_t removed, std::size_t added) {
     if (removed == 0 && added == 0) return;
@@ -245,9 +262,9 @@ namespace Gtk4 {
 /// its item, so selection and focus stay there, wherever the row moves. `compute` must not refer to an object that ends
 /// before the model.
 ///
-/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. Instead of more, the blocks
-/// between the rows with items are replaced. A changed element changes its item and no row. Elements with `==` that are
-/// equal change nothing.
+/// Views get one removal, insertion or move of a block, or at most 32 moves with the others. After other changes they
+/// get the replacement of a block around the rows with widgets, and the rows beyond it. A changed element changes its
+/// item and no row. Elements with `==` that are equal change nothing.
 ///
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row. `element` reads it,
 /// and `rowFactory` shows it. Without this function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies
