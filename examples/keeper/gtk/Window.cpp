@@ -54,6 +54,7 @@ GtkWidget* Window::makeBar() {
   gtk_widget_set_hexpand(search, TRUE);
   gtk_search_entry_set_key_capture_widget(GTK_SEARCH_ENTRY(search), window_);
   describe(search, Word::search);
+  describe(GTK_WIDGET(gtk_editable_get_delegate(GTK_EDITABLE(search))), Word::search);  // It has the focus.
   g_object_set(search, "placeholder-text", text(Word::search), nullptr);
   g_signal_connect_swapped(
       search, "changed",

@@ -4,16 +4,20 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <semaphore>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Desk.hpp"
 #include "DuplicateFinder.hpp"
+#include "Log.hpp"
 #include "Preferences.hpp"
 #include "Sharing.hpp"
 #include "Shelf.hpp"
@@ -21,13 +25,18 @@
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
+#include "Tessaly/Platform/Authentication/LAError.hpp"
 #include "Tessaly/Platform/Power/PowerBackend.hpp"
 #include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
+#include "Tessaly/Platform/Testing/ScriptedAuthentication.hpp"
+#include "Words.hpp"
+#include "tests/Support/ContentsOf.hpp"
 
 namespace keeper {
 namespace {
 
 using namespace Tessaly;
+using Tests::contentsOf;
 using Names = std::vector<std::string>;
 
 Names names(const Files& files) {
@@ -198,6 +207,101 @@ TEST_F(KeeperTest, CountsFilesThatCannotBeRead) {
   waitUntil([&] { return finder.state.value() == DuplicateFinder::State::idle; });
   EXPECT_EQ(finder.unreadable, 1);
   EXPECT_TRUE(finder.groups.value().empty());
+}
+
+TEST_F(KeeperTest, StatusCountsInTheLanguageOfTheUser) {
+  const Locale german("de");
+  const Locale::Replacement replacement(german);
+  write("a", "same");
+  write("b", "same");
+  const auto shelf = shelfIn("de");
+  Desk desk(*shelf);
+  EXPECT_EQ(desk.status(), "Wird gelesen …");
+  waitForNames(*shelf, {"a", "b"});
+  EXPECT_TRUE(desk.status().starts_with("Dateien: 2 · 8 Byte")) << desk.status();
+  EXPECT_FALSE(desk.canShowOnlyDuplicates());
+  desk.compare();
+  waitUntil([&] { return desk.status().contains("Gruppen von Duplikaten: 1"); });
+  EXPECT_TRUE(desk.canShowOnlyDuplicates());
+}
+
+TEST_F(KeeperTest, OnlyDuplicatesAreListedOnRequest) {
+  write("a", "same");
+  write("b", "diff");
+  write("c", "same");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b", "c"});
+  Desk desk(*shelf);
+  desk.compare();
+  waitUntil([&] { return desk.canShowOnlyDuplicates(); });
+  desk.showsOnlyDuplicates = true;
+  EXPECT_EQ(names(*desk.files()), (Names{"a", "c"}));
+}
+
+TEST_F(KeeperTest, SelectionIsSavedAsArchive) {
+  write("a", "12");
+  write("b", "3");
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {"a", "b"});
+  Desk desk(*shelf);
+  const std::filesystem::path archive = path.string() + ".zip";
+  desk.saveArchive({shelf->listing.value()->files[1]}, URL::fileURLWithPath(archive.string()));
+  waitUntil([&] { return desk.status() == "Saved: " + archive.filename().string(); });
+  const std::string bytes = contentsOf(archive);
+  EXPECT_TRUE(bytes.starts_with("PK"));
+  EXPECT_TRUE(bytes.contains("b"));
+  std::filesystem::remove(archive);
+}
+
+TEST_F(KeeperTest, FailedSaveIsReported) {
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {});
+  Desk desk(*shelf);
+  desk.saveTable({}, URL::fileURLWithPath((path / "missing" / "table").string()));
+  waitUntil([&] { return desk.status() != "Saving…"; });
+  EXPECT_TRUE(desk.status().contains("No such file")) << desk.status();
+}
+
+TEST_F(KeeperTest, LogIsSavedWithoutPrivateNames) {
+  const auto user = std::make_shared<ScriptedAuthentication>();
+  const AuthenticationBackendInstallation installation(user);
+  const auto shelf = shelfIn("en");
+  Desk desk(*shelf);
+  log().error("Cannot read %s", std::string("secret.txt"));
+  const std::filesystem::path file = path.string() + ".csv";
+  desk.saveLog(URL::fileURLWithPath(file.string()));
+  waitUntil([&] { return desk.status() == "Saved: " + file.filename().string(); });
+  EXPECT_EQ(user->questions.size(), 1U);
+  EXPECT_TRUE(contentsOf(file).contains("Cannot read <private>")) << contentsOf(file);
+  EXPECT_FALSE(contentsOf(file).contains("secret"));
+  std::filesystem::remove(file);
+}
+
+TEST_F(KeeperTest, MissingAuthenticationServiceIsReported) {
+  const auto user = std::make_shared<ScriptedAuthentication>();
+  user->canEvaluate = false;
+  user->obstacle = std::make_exception_ptr(LAError(LAFailure::noService));
+  const AuthenticationBackendInstallation installation(user);
+  const auto shelf = shelfIn("en");
+  Desk desk(*shelf);
+  const std::filesystem::path file = path.string() + ".csv";
+  desk.saveLog(URL::fileURLWithPath(file.string()));
+  const std::string reason = LAError(LAFailure::noService).localizedDescription();
+  waitUntil([&] { return desk.status() == reason; });
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(KeeperTest, EveryWordHasEveryLanguage) {
+  for (int word = 0; word <= static_cast<int>(Word::offline); ++word) {
+    std::set<std::string> languages;
+    for (const char* language : {"en", "de", "ar"}) {
+      const Locale locale(language);
+      const Locale::Replacement replacement(locale);
+      EXPECT_EQ(isRightToLeft(), locale == Locale("ar"));
+      languages.insert(text(static_cast<Word>(word)));
+    }
+    EXPECT_GE(languages.size(), 2U) << *languages.begin();
+  }
 }
 
 TEST_F(KeeperTest, TableQuotesWhatSpreadsheetsNeed) {
