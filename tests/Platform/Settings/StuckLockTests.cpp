@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
 #include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
+using Call = Tests::FaultyFileSystem::Call;
 using Tests::waitUntil;
 
 class StuckLock : public Tests::StoreFixture {
@@ -27,33 +29,29 @@ class StuckLock : public Tests::StoreFixture {
     ASSERT_EQ(::flock(other_.get(), LOCK_EX), 0);
   }
   void releaseLock() { other_ = {}; }
-  /// Runs the call on another thread while time passes. It must wait once, not twice. Time passes about twice as fast
-  /// as real time, so the call may stand still for a second beside its wait.
+  Store openWaiting() { return open(&files_); }
+  /// Runs the call. Time passes at each attempt to lock a file only. The call must wait once, not twice.
   void runWhileTimePasses(const std::function<void()>& call) {
-    std::atomic<bool> isDone = false;
-    Clock::Instant waited{};
-    std::jthread thread([&] {
-      const Clock::Instant start = clock_.now();
-      call();
-      waited = clock_.now() - start;
-      isDone = true;
-    });
-    EXPECT_TRUE(waitUntil([&] {
-      clock_.advance(std::chrono::microseconds(400));
-      return isDone.load();
-    }));
-    if (!isDone) releaseLock();  // So that the test ends.
-    thread.join();
+    const Clock::Instant start = clock_.now();
+    isPassing_ = true;
+    call();
+    isPassing_ = false;
+    const Clock::Instant waited = clock_.now() - start;
     EXPECT_GE(waited, std::chrono::seconds(2));
-    EXPECT_LT(waited, std::chrono::seconds(4));
+    EXPECT_LT(waited, std::chrono::milliseconds(2100));
   }
 
  private:
   detail::OwnedDescriptor other_;
+  std::atomic<bool> isPassing_ = false;
+  Tests::FaultyFileSystem files_{[this](Call call, const std::string&) -> Tests::FaultyFileSystem::Fate {
+    if (call == Call::lock && isPassing_) clock_.advance(std::chrono::milliseconds(1));
+    return {};
+  }};
 };
 
 TEST_F(StuckLock, WriteReturnsWithinTwoSeconds) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   runWhileTimePasses([&] { store->set(2, "a"); });
@@ -63,7 +61,7 @@ TEST_F(StuckLock, WriteReturnsWithinTwoSeconds) {
 }
 
 TEST_F(StuckLock, LaterWritesDoNotWaitAtAll) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   runWhileTimePasses([&] { store->set(2, "a"); });
@@ -79,7 +77,7 @@ TEST_F(StuckLock, LaterWritesDoNotWaitAtAll) {
 }
 
 TEST_F(StuckLock, ManyWritersWaitForTheSameTwoSeconds) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   runWhileTimePasses([&] {
@@ -90,7 +88,7 @@ TEST_F(StuckLock, ManyWritersWaitForTheSameTwoSeconds) {
 }
 
 TEST_F(StuckLock, ReadingDoesNotWaitForAWriter) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   std::jthread writer([&] { store->set(2, "b"); });
@@ -100,7 +98,7 @@ TEST_F(StuckLock, ReadingDoesNotWaitForAWriter) {
 }
 
 TEST_F(StuckLock, SynchronizeReturnsWithinTwoSeconds) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   bool isStored = true;
@@ -110,13 +108,13 @@ TEST_F(StuckLock, SynchronizeReturnsWithinTwoSeconds) {
 }
 
 TEST_F(StuckLock, NewProcessReadsEverythingWithinTwoSeconds) {
-  const Store store = open();
+  const Store store = openWaiting();
   store->set(1, "a");
   ASSERT_TRUE(store->synchronize());
   store->set(2, "b");
   holdLock();
   Store second;
-  runWhileTimePasses([&] { second = open(); });
+  runWhileTimePasses([&] { second = openWaiting(); });
   EXPECT_EQ(second->dictionaryRepresentation(), (Dictionary{{"a", 1}, {"b", 2}}));
   second->set(3, "c");  // Time stands still.
   releaseLock();
@@ -127,7 +125,7 @@ TEST_F(StuckLock, NewProcessReadsEverythingWithinTwoSeconds) {
 }
 
 TEST_F(StuckLock, EndOfAStoreWaitsForTwoSecondsOnly) {
-  Store store = open();
+  Store store = openWaiting();
   store->set(1, "a");
   holdLock();
   runWhileTimePasses([&] { store.reset(); });
