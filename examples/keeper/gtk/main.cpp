@@ -11,6 +11,7 @@
 #include "Preferences.hpp"
 #include "Shelf.hpp"
 #include "Tessaly/Adapters/GLib/MainLoop.hpp"
+#include "Tessaly/Adapters/Gtk/Pasteboard.hpp"
 #include "Window.hpp"
 #include "Words.hpp"
 
@@ -19,6 +20,7 @@ int main(int count, char** arguments) {
   gtk_init();
   gtk_widget_set_default_direction(keeper::isRightToLeft() ? GTK_TEXT_DIR_RTL : GTK_TEXT_DIR_LTR);
   const Tessaly::GLib::MainLoopAdapter adapter;
+  const Tessaly::Gtk4::PasteboardAdapter pasteboard;
   keeper::publishPreferences();
   const char* downloads = g_get_user_special_dir(G_USER_DIRECTORY_DOWNLOAD);
   keeper::Shelf shelf(

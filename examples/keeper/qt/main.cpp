@@ -14,6 +14,7 @@
 #include "Preferences.hpp"
 #include "Shelf.hpp"
 #include "Tessaly/Adapters/Qt/MainLoop.hpp"
+#include "Tessaly/Adapters/QtWidgets/Pasteboard.hpp"
 #include "Window.hpp"
 #include "Words.hpp"
 
@@ -22,6 +23,7 @@ int main(int count, char** arguments) {
   QGuiApplication::setDesktopFileName("org.example.keeper");
   QGuiApplication::setLayoutDirection(keeper::isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
   const Tessaly::Qt6::MainLoopAdapter adapter;
+  const Tessaly::Qt6::PasteboardAdapter pasteboard;
   keeper::publishPreferences();
   const std::string downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation).toStdString();
   keeper::Shelf shelf(keeper::directoryToShow(count > 1 ? arguments[1] : "", downloads));

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::GtkAdapter
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Tessaly/Adapters/detail/ToolkitPasteboard.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+class GtkPasteboard final : public ToolkitPasteboard {
+ public:
+  GtkPasteboard() : ToolkitPasteboard(server()), clipboard_(gdk_display_get_clipboard(gdk_display_get_default())) {
+    g_signal_connect_swapped(clipboard_, "changed", G_CALLBACK(+[](GtkPasteboard* self) {
+                               self->setIsOwner(gdk_clipboard_is_local(self->clipboard_) != 0);
+                             }),
+                             this);
+  }
+
+ private:
+  static PasteboardServer server() {
+    const std::string_view name = G_OBJECT_TYPE_NAME(gdk_display_get_default());
+    if (name == "GdkWaylandDisplay") return PasteboardServer::wayland;
+    return name == "GdkX11Display" ? PasteboardServer::x11 : PasteboardServer::none;
+  }
+
+  void offer(const OfferedTexts& texts) override {
+    GdkContentProvider* content = gdk_content_provider_new_typed(G_TYPE_STRING, texts.plain().c_str());
+    if (texts.url) {
+      const std::string list = *texts.url + "\r\n";
+      GBytes* bytes = g_bytes_new(list.data(), list.size());
+      GdkContentProvider* both[] = {gdk_content_provider_new_for_bytes("text/uri-list", bytes), content};
+      g_bytes_unref(bytes);
+      content = gdk_content_provider_new_union(both, 2);  // It owns the two.
+    }
+    setIsOwner(gdk_clipboard_set_content(clipboard_, content) != 0);
+    g_object_unref(content);
+  }
+  void disconnect() override { g_signal_handlers_disconnect_by_data(clipboard_, this); }
+
+  GdkClipboard* const clipboard_;
+};
+
+}  // namespace detail
+
+namespace Gtk4 {
+
+/// Lets `PasteboardService` write through the toolkit while it lives. A compositor may allow the clipboard to programs
+/// with a window only, as GNOME's does. Without the adapter the library then has no pasteboard.
+///
+/// Construct it after `gtk_init`. Writes from any thread reach the toolkit on the main thread, in the next turn
+/// of its loop. Other programs can paste as long as the loop runs.
+/// `PasteboardBackend::current().status()` says whether the contents still belong to this process.
+///
+/// Stops the process: constructing it outside the main thread.
+///
+/// Thread contract: main-isolated.
+///
+///     gtk_init();
+///     const GLib::MainLoopAdapter adapter;
+///     const Gtk4::PasteboardAdapter pasteboard;
+class PasteboardAdapter {
+ public:
+  PasteboardAdapter() : backend_(std::make_shared<detail::GtkPasteboard>()), installation_(backend_) {}
+  PasteboardAdapter(const PasteboardAdapter&) = delete;
+  PasteboardAdapter& operator=(const PasteboardAdapter&) = delete;
+  ~PasteboardAdapter() { backend_->close(); }
+
+ private:
+  const std::shared_ptr<detail::GtkPasteboard> backend_;
+  const PasteboardBackendInstallation installation_;
+};
+
+}  // namespace Gtk4
+
+}  // namespace Tessaly::inline v1

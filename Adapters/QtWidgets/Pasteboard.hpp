@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// Component: Tessaly::QtWidgetsAdapter
+#pragma once
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QString>
+#include <QUrl>
+#include <memory>
+#include <string>
+
+#include "Tessaly/Adapters/detail/ToolkitPasteboard.hpp"
+
+namespace Tessaly::inline v1 {
+
+namespace detail {
+
+class QtPasteboard final : public ToolkitPasteboard {
+ public:
+  QtPasteboard()
+      : ToolkitPasteboard(server()),
+        connection_(QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged,
+                                     [this] { setIsOwner(QGuiApplication::clipboard()->ownsClipboard()); })) {}
+
+ private:
+  static PasteboardServer server() {
+    const QString name = QGuiApplication::platformName();
+    if (name.startsWith("wayland")) return PasteboardServer::wayland;
+    return name == "xcb" ? PasteboardServer::x11 : PasteboardServer::none;
+  }
+
+  void offer(const OfferedTexts& texts) override {
+    auto* data = new QMimeData;  // The clipboard owns it.
+    data->setText(QString::fromStdString(texts.plain()));
+    if (texts.url) data->setUrls({QUrl::fromEncoded(QByteArray::fromStdString(*texts.url))});
+    QGuiApplication::clipboard()->setMimeData(data);
+    setIsOwner(true);
+  }
+  void disconnect() override { QObject::disconnect(connection_); }
+
+  QMetaObject::Connection connection_;
+};
+
+}  // namespace detail
+
+namespace Qt6 {
+
+/// Lets `PasteboardService` write through the toolkit while it lives. A compositor may allow the clipboard to programs
+/// with a window only, as GNOME's does. Without the adapter the library then has no pasteboard.
+///
+/// Construct it after the application object. Writes from any thread reach the toolkit on the main thread, in the next
+/// turn of its loop. Other programs can paste as long as the loop runs. `PasteboardBackend::current().status()` says
+/// whether the contents still belong to this process.
+///
+/// Stops the process: constructing it outside the main thread.
+///
+/// Thread contract: main-isolated.
+///
+///     const QApplication application(argumentCount, arguments);
+///     const Qt6::MainLoopAdapter adapter;
+///     const Qt6::PasteboardAdapter pasteboard;
+class PasteboardAdapter {
+ public:
+  PasteboardAdapter() : backend_(std::make_shared<detail::QtPasteboard>()), installation_(backend_) {}
+  PasteboardAdapter(const PasteboardAdapter&) = delete;
+  PasteboardAdapter& operator=(const PasteboardAdapter&) = delete;
+  ~PasteboardAdapter() { backend_->close(); }
+
+ private:
+  const std::shared_ptr<detail::QtPasteboard> backend_;
+  const PasteboardBackendInstallation installation_;
+};
+
+}  // namespace Qt6
+
+}  // namespace Tessaly::inline v1

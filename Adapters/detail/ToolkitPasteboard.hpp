@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Core/Tasks/Isolation.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
+#include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Platform/Pasteboard/PasteboardBackend.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The texts that a program offers to others.
+struct OfferedTexts {
+  std::optional<std::string> string;
+  std::optional<std::string> url;
+
+  /// Programs that know no URLs paste this.
+  [[nodiscard]] const std::string& plain() const { return string ? *string : *url; }
+};
+
+/// The common part of the pasteboards of every toolkit. Contents from other threads reach the toolkit on the main
+/// thread. It lives until the process ends, as every installed backend does.
+class ToolkitPasteboard : public PasteboardBackend {
+ public:
+  explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {
+    assertMainIsolated("Tessaly/PasteboardAdapter", __LINE__);
+  }
+
+  void clearContents() final {
+    const std::scoped_lock lock(mutex_);
+    isNew_ = true;
+  }
+  bool setString(std::string_view text, PasteboardType type) final {
+    if (server_ == PasteboardServer::none || !isOpen_) return false;
+    OfferedTexts texts = added(text, type);
+    if (MainQueue::isMainThread()) {
+      offer(texts);
+    } else {
+      Task<>::detached({.isolation = Isolation::main()}, [this, texts = std::move(texts)] {
+        if (isOpen_) offer(texts);
+      });
+    }
+    return true;
+  }
+  [[nodiscard]] PasteboardStatus status() const final {
+    if (server_ == PasteboardServer::none) return {.problem = PasteboardProblem::noDisplay};
+    return {.server = server_, .problem = PasteboardProblem::none, .isOwner = isOwner_};
+  }
+
+  /// Leaves the toolkit, which may end.
+  void close() {
+    isOpen_ = false;
+    isOwner_ = false;
+    disconnect();
+  }
+
+ protected:
+  ~ToolkitPasteboard() override = default;
+
+  void setIsOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
+
+ private:
+  /// Both run on the main thread.
+  virtual void offer(const OfferedTexts& texts) = 0;
+  virtual void disconnect() = 0;
+
+  OfferedTexts added(std::string_view text, PasteboardType type) {
+    const std::scoped_lock lock(mutex_);
+    if (std::exchange(isNew_, false)) texts_ = {};
+    (type == PasteboardType::url ? texts_.url : texts_.string) = text;
+    return texts_;
+  }
+
+  const PasteboardServer server_;
+  std::atomic<bool> isOpen_ = true;
+  std::atomic<bool> isOwner_ = false;
+  std::mutex mutex_;
+  bool isNew_ = false;
+  OfferedTexts texts_;
+};
+
+}  // namespace Tessaly::inline v1::detail
