@@ -127,9 +127,8 @@ class JournaledUserDefaults::Parts {
 
   void directoryChanged() {
     const auto news = watcher_->takeNews();
-    if (news.isGone && !watcher_->watch(store.listFile().targetDirectory())) {
-      checkpoint_->schedule(checkpointDelay);  // It makes the directory again, which is then watched.
-    }
+    // The checkpoint makes the directory again, which is then watched.
+    if (news.isGone && !watcher_->watch(store.listFile().targetDirectory())) checkpoint_->schedule(checkpointDelay);
     store.directoryChanged(news.wasClosed);
   }
 
