@@ -56,6 +56,9 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// The first contents are read before this returns. If that fails, the sequence fails. A later read that fails gives no
 /// element. `writeFileSystemEvents` says which changes count as a write.
 ///
+/// Two tasks fetch the elements. Dropping the sequence cancels them and does not wait for them, so a file manager of a
+/// test must outlive them. `FileManager::default_()` lives until the process ends.
+///
 /// Main-isolated: a call on another thread stops the process.
 ///
 ///     auto contents = writeFileSystemEventsWithData(FileManager::default_(), file, 0.5).makeAsyncIterator();

@@ -30,6 +30,7 @@
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/KeptAlive.hpp"
 #include "tests/Support/Pause.hpp"
 #include "tests/Support/Repetitions.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
@@ -70,7 +71,7 @@ class FileManagerFileSystemEvents : public testing::Test {
 
   TemporaryFolder folder;
   FileManager& files = FileManager::default_();
-  std::shared_ptr<ScriptedFileManager> scripted = std::make_shared<ScriptedFileManager>();
+  std::shared_ptr<ScriptedFileManager> scripted = Tests::keptAlive(std::make_shared<ScriptedFileManager>());
   std::shared_ptr<RecordingLogBackend> log = std::make_shared<RecordingLogBackend>();
   LogBackendInstallation installation{log};
 };

@@ -462,11 +462,14 @@ TEST(GtkForm, SavesTypedText) {
   display.type("150\t");
   display.type("-3.5\t");
   display.press({"BackSpace"});
-  display.type("\t ");
+  display.type("\t");
+  display.type("1.2.2023\t");
+  display.type("12,5\t");
+  display.type("1 kg\t ");
   EXPECT_EQ(form.wait(), 0);
   EXPECT_THAT(Tests::contentsOf(output),
               testing::EndsWith("Title: An incredibly long title\nArtist: The  Smilers\nVolume: 100 %\nGain: -3,5 dB\n"
-                                "Fade: 0 s\n"));
+                                "Fade: 0 s\nReleased: 1. Februar 2023\nPrice: 12,50\u00A0€\nWeight: 1 kg\n"));
 }
 
 TEST(GtkFieldDeathTest, StopsTheProcessWithoutAFormatterOrAField) {
