@@ -197,9 +197,18 @@ class Reader {
     }
   }
 
+  /// Newer versions of expat have another name for it and deprecate the former one. A template looks for the name.
+  template <typename Parser>
+  static std::int64_t byteIndex(Parser parser) {
+    if constexpr (requires { XML_GetCurrentByteIndex64(parser); }) {
+      return XML_GetCurrentByteIndex64(parser);
+    } else {
+      return XML_GetCurrentByteIndex(parser);
+    }
+  }
+
   [[noreturn]] void fail(std::string_view what) {
-    throw PropertyListError(
-        fmt::format("The property list {} at byte {}", what, XML_GetCurrentByteIndex(parser_.get())));
+    throw PropertyListError(fmt::format("The property list {} at byte {}", what, byteIndex(parser_.get())));
   }
 
   void noteEncoding(const char* name) {
