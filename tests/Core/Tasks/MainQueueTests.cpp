@@ -105,7 +105,8 @@ TEST(MainQueue, EndedRunLeavesItsJobsToTheDescriptor) {
     OS_dispatch_queue::main().async([&] { isRunning.count_down(); });
     std::thread other([&] {
       isRunning.wait();
-      for (int i = 0; i < round % 10; ++i) std::this_thread::yield();  // Often the main thread has fallen asleep by then.
+      for (int i = 0; i < round % 10; ++i)
+        std::this_thread::yield();  // Often the main thread has fallen asleep by then.
       OS_dispatch_queue::main().async([&] { hasRun = true; });
       MainQueue::stop();
     });
