@@ -72,16 +72,14 @@ class DateComponentsFormatter::Engine {
 
   /// Writes a positional text with the separators of a first text. ICU would make the pattern of each text again.
   std::string positional(const std::vector<Component>& components) {
-    const bool hasFewDigits =
-        components.size() > 1 && components.front().value < 1000;  // Larger numbers would be grouped.
-    if (!hasFewDigits) return string(components);
+    // Larger numbers may be grouped, by two digits in some languages.
+    if (components.size() < 2 || components.front().value >= 100) return string(components);
     Layout& layout = layouts_[components.size() - 2][components.front().unit];
     if (!layout.isKnown) learn(layout, components);
     if (layout.literals.empty()) return string(components);
     std::string text = layout.literals.front();
     for (std::size_t index = 0; index < components.size(); ++index) {
       const auto value = static_cast<std::size_t>(components[index].value);
-      if (value >= 100) text += digits_[value / 100];
       if (index > 0 || value >= 10) text += digits_[value / 10 % 10];
       text += digits_[value % 10];
       text += layout.literals[index + 1];
