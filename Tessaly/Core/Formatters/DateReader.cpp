@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <utility>
@@ -27,6 +28,8 @@ using icu::DateFormat;
 using icu::UnicodeString;
 using Style = DateFormat::EStyle;
 
+/// No date is longer, in bytes.
+constexpr std::size_t maximumLength = 1'000;
 constexpr std::array<Style, 4> lengths{DateFormat::kShort, DateFormat::kMedium, DateFormat::kLong, DateFormat::kFull};
 
 /// The text without direction marks, and with one ASCII space for each run of white space.
@@ -350,6 +353,7 @@ DateReader::DateReader(Shape shape) : forms_(std::make_unique<Forms>(std::move(s
 DateReader::~DateReader() = default;
 
 std::vector<double> DateReader::read(std::string_view text, Parsing parsing, double now) {
+  if (text.size() > maximumLength) return {};
   return forms_->read(text, parsing, now);
 }
 

@@ -391,6 +391,13 @@ TEST(Parsing, FieldOfDatesShowsTheDateInItsOwnLength) {
   EXPECT_EQ(notice.reason, "“31.2.2023” is not a date.");
 }
 
+TEST(Parsing, LongTextsAreRefusedInLinearTime) {
+  const std::string digits(1'000'000, '7');
+  EXPECT_EQ(Reading("en", Style::medium, Style::none).date(digits), std::nullopt);
+  EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse(digits), std::nullopt);  // Beyond the largest double.
+  EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse(std::string(1'000'000, ' ') + "7"), 7);
+}
+
 TEST(Parsing, ValueFormatterRefusesObjectsOfAnotherType) {
   ValueFormatter<double> formatter([](double) { return std::string("x"); },
                                    [](std::string_view) { return std::optional<double>(1); });
