@@ -11,6 +11,7 @@
 #include <unicode/timezone.h>
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -37,7 +38,7 @@ UnicodeString plain(const UnicodeString& text) {
   UnicodeString result;
   for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
     const UChar32 scalar = text.char32At(at);
-    if (u_hasBinaryProperty(scalar, UCHAR_BIDI_CONTROL) != 0) continue;
+    if (scalar >= 0x80 && u_hasBinaryProperty(scalar, UCHAR_BIDI_CONTROL) != 0) continue;
     if (u_isUWhiteSpace(scalar) == 0) {
       result.append(scalar);
     } else if (!result.endsWith(UnicodeString(u' '))) {
@@ -155,6 +156,7 @@ class DateReader::Forms {
     std::unique_ptr<icu::SimpleDateFormat> format;
     std::unique_ptr<icu::Calendar> calendar;
     bool hasDate;
+    bool hasShortYear;
     bool hasWeekday;
   };
   enum class Calendar : std::uint8_t { ofLocale, gregorian };
@@ -173,9 +175,11 @@ class DateReader::Forms {
     if (hasField(pattern, u"a")) simplifyDayPeriods(*format);
     std::unique_ptr<icu::Calendar> own(format->getCalendar()->clone());
     own->setLenient(false);
+    const std::vector<UnicodeString> runs = runsOf(pattern);
     forms.push_back({.format = std::move(format),
                      .calendar = std::move(own),
                      .hasDate = hasField(pattern, u"GyYuUrQqMLdD"),
+                     .hasShortYear = std::ranges::find(runs, UnicodeString(u"yy")) != runs.end(),
                      .hasWeekday = hasField(pattern, u"Ec")});
   }
 
@@ -286,7 +290,7 @@ class DateReader::Forms {
     UErrorCode status = U_ZERO_ERROR;
     icu::Calendar* calendar = form.calendar.get();
     calendar->clear();
-    if (form.hasDate) form.format->set2DigitYearStart(centuryOf(now), status);
+    if (form.hasShortYear) form.format->set2DigitYearStart(centuryOf(now), status);
     if (!matches(form, text, *calendar)) return;
     std::unique_ptr<icu::Calendar> today;
     if (!form.hasDate) {
@@ -296,7 +300,8 @@ class DateReader::Forms {
       matches(form, text, *calendar);
     }
     const UDate time = calendar->getTime(status);
-    if (U_FAILURE(status) || calendar->get(UCAL_EXTENDED_YEAR, status) < minimumYear) return;
+    if (U_FAILURE(status)) return;
+    if (minimumYear > 0 && calendar->get(UCAL_EXTENDED_YEAR, status) < minimumYear) return;
     if (form.hasWeekday) {
       UnicodeString again;
       form.format->format(time, again);
