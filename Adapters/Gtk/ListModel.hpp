@@ -16,6 +16,7 @@
 
 #include "Tessaly/Adapters/Gtk/detail/ListObjects.hpp"
 #include "Tessaly/Adapters/detail/ObservedRows.hpp"
+#include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
@@ -232,7 +233,8 @@ struct RowWidgets {
 
   static void setUp(GtkListItemFactory* /*factory*/, GtkListItem* row, RowWidgets* self) {
     g_object_set_data(G_OBJECT(row), key, self);
-    gtk_list_item_set_child(row, std::invoke(self->make));
+    auto make = [&] { gtk_list_item_set_child(row, std::invoke(self->make)); };
+    callNotification("The maker of a row's widget", make);
   }
   static void bind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
     constexpr auto changed = +[](GObject*, GtkListItem* changedRow) { update(changedRow); };
@@ -244,7 +246,10 @@ struct RowWidgets {
   }
   static void update(GtkListItem* row) {
     auto* const self = static_cast<RowWidgets*>(g_object_get_data(G_OBJECT(row), key));
-    std::invoke(self->show, gtk_list_item_get_child(row), elementOf<Element>(gtk_list_item_get_item(row)));
+    auto show = [&] {
+      std::invoke(self->show, gtk_list_item_get_child(row), elementOf<Element>(gtk_list_item_get_item(row)));
+    };
+    callNotification("The function that shows a row", show);
   }
 };
 
@@ -256,11 +261,11 @@ namespace Gtk4 {
 /// runs again in the turn of the loop after a change of an observable property that it read.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to one; a pointer saves the copy of a long sequence. A null
-/// pointer is an empty sequence. `identity` names an element, by a function or a member, as `&File::name` does. It
-/// needs
-/// `==` and `std::hash`. Without it an element is its own identity. An element with the identity of a former one keeps
-/// its item, so selection and focus stay there, wherever the row moves. `compute` must not refer to an object that ends
-/// before the model.
+/// pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
+///
+/// `identity` names an element, by a function or a member, as `&File::name` does. The name needs `==` and `std::hash`.
+/// Without it an element is its own identity. An element with the identity of a former one keeps its item, so selection
+/// and focus stay there, wherever the row moves.
 ///
 /// Views get one removal, insertion or move of a block, or at most 32 moves with the others. After other changes they
 /// get the replacement of a block around the rows with widgets, and the rows beyond it. A changed element changes its
@@ -298,6 +303,8 @@ template <typename Element>
 /// an element in such a widget: when a row appears, and after each change of its element.
 ///
 /// An exception of either stops the process.
+///
+/// Thread contract: main-isolated.
 template <typename Element, std::invocable<> Make, std::invocable<GtkWidget*, const Element&> Show>
 [[nodiscard]] GtkListItemFactory* rowFactory(Make make, Show show) {
   using Widgets = detail::RowWidgets<Element, Make, Show>;

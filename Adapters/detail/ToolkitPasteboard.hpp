@@ -38,12 +38,13 @@ class ToolkitPasteboard : public PasteboardBackend {
   }
   bool setString(std::string_view text, PasteboardType type) final {
     if (server_ == PasteboardServer::none || !isOpen_) return false;
-    OfferedTexts texts = added(text, type);
+    add(text, type);
     if (MainQueue::isMainThread()) {
-      offer(texts);
+      offer(texts());
     } else {
-      Task<>::detached({.isolation = Isolation::main()}, [this, texts = std::move(texts)] {
-        if (isOpen_) offer(texts);
+      // The texts of that moment, because the writes of two threads may come in another order.
+      Task<>::detached({.isolation = Isolation::main()}, [this] {
+        if (isOpen_) offer(texts());
       });
     }
     return true;
@@ -70,10 +71,13 @@ class ToolkitPasteboard : public PasteboardBackend {
   virtual void offer(const OfferedTexts& texts) = 0;
   virtual void disconnect() = 0;
 
-  OfferedTexts added(std::string_view text, PasteboardType type) {
+  void add(std::string_view text, PasteboardType type) {
     const std::scoped_lock lock(mutex_);
     if (std::exchange(isNew_, false)) texts_ = {};
     (type == PasteboardType::url ? texts_.url : texts_.string) = text;
+  }
+  [[nodiscard]] OfferedTexts texts() {
+    const std::scoped_lock lock(mutex_);
     return texts_;
   }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -148,6 +149,20 @@ TEST_F(GtkListOfTest, LongListMakesWidgetsForVisibleRowsOnly) {
   EXPECT_EQ(g_list_model_get_item(model_, 100'000), nullptr);
   EXPECT_GT(widgets_, 0);
   EXPECT_LT(widgets_, 1'000);
+}
+
+/// Sets a row up without a view.
+template <typename Make, typename Show>
+void setUpRow(Make make, Show show) {
+  detail::RowWidgets<Track, Make, Show> widgets{make, show};
+  auto* const row = static_cast<GtkListItem*>(g_object_new(GTK_TYPE_LIST_ITEM, nullptr));
+  detail::RowWidgets<Track, Make, Show>::setUp(nullptr, row, &widgets);
+}
+
+TEST(GtkListModelDeathTest, MakerOfRowsThatThrowsStopsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  constexpr auto make = []() -> GtkWidget* { throw std::runtime_error("no widget"); };
+  EXPECT_DEATH(setUpRow(make, [](GtkWidget*, const Track&) {}), "The maker of a row's widget has thrown");
 }
 
 TEST(GtkListModelDeathTest, ItemOfAnotherTypeStopsTheProcess) {
