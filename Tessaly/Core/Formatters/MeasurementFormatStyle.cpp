@@ -125,6 +125,15 @@ std::string MeasurementFormatStyle::formatRange(const Quantity& lower, const Qua
   return detail::numberRangeText(identifier(), shapeOf(first.unit), first.value, upper.converted(first.unit).value);
 }
 
+/// A degree without a letter is the assumed one, although the locale may write it for another one.
+std::string_view MeasurementFormatStyle::withoutBareDegree(std::string_view text, Unit assumed) const {
+  constexpr std::string_view degree = "\u00B0";
+  if (!text.ends_with(degree)) return text;
+  const std::string_view number = text.substr(0, text.size() - degree.size());
+  const bool isBare = detail::readNumber(identifier(), shapeOf(assumed), number).label == detail::LabelMatch::absent;
+  return isBare ? number : text;
+}
+
 std::optional<Quantity> MeasurementFormatStyle::parse(std::string_view text, Quantity::Unit assumed,
                                                       Parsing parsing) const {
   using detail::LabelMatch;
@@ -134,10 +143,8 @@ std::optional<Quantity> MeasurementFormatStyle::parse(std::string_view text, Qua
     const auto unit = static_cast<Unit>(index);
     if (unit != assumed && Quantity::kindOf(unit) == Quantity::kindOf(assumed)) units[count++] = unit;
   }
-  constexpr std::string_view degree = "\u00B0";
-  const bool isDegree = parsing == Parsing::lenient && Quantity::kindOf(assumed) == Kind::temperature;
-  // A degree without a letter is the assumed one, although the locale may write it for another one.
-  if (isDegree && text.ends_with(degree)) text.remove_suffix(degree.size());
+  if (parsing == Parsing::lenient && Quantity::kindOf(assumed) == Kind::temperature)
+    text = withoutBareDegree(text, assumed);
   std::optional<Quantity> found;
   for (const Unit unit : std::span(units).first(count)) {
     const detail::NumberReading reading = detail::readNumber(identifier(), shapeOf(unit), text);

@@ -73,6 +73,7 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
 
   [[nodiscard]] Quantity suited(const Quantity& measurement) const;
   [[nodiscard]] detail::NumberShape shapeOf(Quantity::Unit unit) const;
+  [[nodiscard]] std::string_view withoutBareDegree(std::string_view text, Quantity::Unit assumed) const;
 
   UnitChoice choice_ = UnitChoice::automatic;
   std::optional<MeasurementSystem> system_;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -137,6 +138,7 @@ TEST(Parsing, MeasurementFollowsTheTableOfLanguages) {
       {"en", "5 parsecs", Unit::meter, std::nullopt},
       {"en", "-40 °F", Unit::celsius, Quantity{-40, Unit::fahrenheit}},
       {"en", "20°", Unit::celsius, Quantity{20, Unit::celsius}},
+      {"si", "කෙල්. 5°", Unit::kelvin, Quantity{5, Unit::kelvin}},
       {"en", "20°", Unit::fahrenheit, Quantity{20, Unit::fahrenheit}},
       {"en", "8 Mb/s", Unit::bytePerSecond, Quantity{8, Unit::megabitPerSecond}},
       {"en", "8 MB/s", Unit::bytePerSecond, Quantity{8, Unit::megabytePerSecond}},
@@ -187,13 +189,18 @@ TEST(Parsing, ReadsEveryAmountThatIsWrittenInAnyLocale) {
 
 TEST(Parsing, ReadsEveryMeasurementThatIsWritten) {
   using Width = MeasurementFormatStyle::Width;
-  for (const char* locale : Tests::goldenLocales) {
+  std::vector<std::string> locales(std::begin(Tests::goldenLocales), std::end(Tests::goldenLocales));
+  if (Tests::repetitions(1) > 1) locales = Tests::comparedLocales();
+  for (const std::string& locale : locales) {
+    if (locale.find('@') != std::string::npos) continue;
     const auto style =
         MeasurementFormatStyle().locale(Locale(locale)).unit(MeasurementFormatStyle::UnitChoice::asGiven);
     for (int unit = 0; unit <= static_cast<int>(Unit::gigabitPerSecond); ++unit) {
       for (const Width width : {Width::wide, Width::abbreviated, Width::narrow}) {
         for (const double value : {1.0, 2.0, 5.0, 1.5, -21.0}) {
           const Quantity measurement{value, static_cast<Unit>(unit)};
+          // Danish writes one kilometre per hour and one and a half by the same word.
+          if (locale.starts_with("da") && measurement.unit == Unit::kilometerPerHour && value < 2) continue;
           const std::string text = style.width(width).format(measurement);
           EXPECT_EQ(style.width(width).parse(text, measurement.unit, Parsing::strict), measurement)
               << locale << ": " << text;
@@ -391,7 +398,7 @@ TEST(Parsing, FieldOfDatesShowsTheDateInItsOwnLength) {
   EXPECT_EQ(notice.reason, "“31.2.2023” is not a date.");
 }
 
-TEST(Parsing, LongTextsAreRefusedInLinearTime) {
+TEST(Parsing, LongTextsAreReadOrRefused) {
   const std::string digits(1'000'000, '7');
   EXPECT_EQ(Reading("en", Style::medium, Style::none).date(digits), std::nullopt);
   EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse(digits), std::nullopt);  // Beyond the largest double.
