@@ -34,7 +34,7 @@ constexpr Sample samples[] = {
 };
 // A prepended sign precedes each emoji and joins it, so no character counts as an emoji. A search therefore reads all
 // of the text.
-constexpr Sample emojiBehindSigns{"emoji that are none",
+constexpr Sample emojiBehindSigns{"emoji behind signs",
                                   "\u0600😀\u0600👍🏽\u0600👨‍👩‍👧‍👦\u0600❤️"};
 
 std::string repeated(std::string_view text, std::size_t size) {

@@ -49,7 +49,7 @@ struct MainQueueModel {
     std::uint8_t toDrain;
     Main main;
     std::array<std::uint8_t, callers> enqueued;
-    /// What the caller owes after it has left the lock.
+    /// The calls that the caller makes after it has left the lock.
     std::array<std::uint8_t, callers> wakes;
     std::array<std::uint8_t, callers> signals;
     std::uint8_t hasStopped;

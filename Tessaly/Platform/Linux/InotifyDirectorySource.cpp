@@ -376,8 +376,9 @@ bool InotifyDirectorySource::isAttached(const Directory& directory) const noexce
 
 std::string InotifyDirectorySource::pathOf(const Directory& directory, std::string_view name) {
   std::string path(name);
-  for (const Directory* up = &directory; up->parent != nullptr; up = up->parent)
+  for (const Directory* up = &directory; up->parent != nullptr; up = up->parent) {
     path.insert(0, 1, '/').insert(0, up->name);
+  }
   return path;
 }
 

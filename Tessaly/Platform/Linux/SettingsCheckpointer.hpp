@@ -44,7 +44,8 @@ class SettingsCheckpointer {
   SettingsStore& store_;
   /// Before the store's own lock.
   UnfairLock lock_;
-  /// What this process last waited for. While it stands in the directory, nothing has to be waited for again.
+  /// The list and the journal for which this process last waited. While both are in the directory, no further wait is
+  /// needed.
   std::optional<SettingsStore::Standing> synchronized_ TESSALY_GUARDED_BY(lock_);
 };
 

@@ -58,7 +58,7 @@ class HeldThreads {
   std::vector<Task<>> tasks_;
 };
 
-/// What ran, in order.
+/// The jobs that ran, in order.
 class Record {
  public:
   void add(std::string name) {
