@@ -17,16 +17,25 @@ namespace Tessaly::Tests {
 
 enum class SystemCalls { none, some };
 
-/// From here on, every system call of this thread kills the process, except its exit.
-inline bool forbidSystemCalls() {
+/// From here on, the kernel answers this system call of this thread, and of threads that it starts, in one way, and all
+/// others in another way. Returns whether the kernel took the rule.
+inline bool ruleSystemCalls(unsigned number, unsigned answer, unsigned answerToOthers) {
   std::array<sock_filter, 4> filter{{
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, answer),
+      BPF_STMT(BPF_RET | BPF_K, answerToOthers),
   }};
   const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
   return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// From here on, every system call kills the process, except its exit.
+inline bool forbidSystemCalls() { return ruleSystemCalls(SYS_exit_group, SECCOMP_RET_ALLOW, SECCOMP_RET_KILL_PROCESS); }
+
+/// From here on, this system call kills the process.
+inline bool forbidSystemCall(unsigned number) {
+  return ruleSystemCalls(number, SECCOMP_RET_KILL_PROCESS, SECCOMP_RET_ALLOW);
 }
 
 /// Runs the body in a forked child that the kernel kills at the first system call, and returns whether it made one. The

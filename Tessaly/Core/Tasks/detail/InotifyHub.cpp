@@ -50,7 +50,7 @@ int InotifyHub::add(const char* path, std::uint32_t mask, const std::shared_ptr<
     if (watch < 0) {
       watch = -errno;
     } else {
-      interests_[watch].push_back({subscriber, subscriber.get()});
+      interests_[watch].push_back({subscriber, subscriber.get(), subscriber->isPatient()});
     }
   }
   if (!wakes.empty()) blockingExecutor().enqueue(*new Waking(std::move(wakes)));
@@ -94,13 +94,15 @@ bool InotifyHub::open() {
 void InotifyHub::work(int descriptor) {
   for (pollfd events{.fd = descriptor, .events = POLLIN, .revents = 0};;) {
     ::poll(&events, 1, -1);
-    bool mayPause = false;
-    for (const auto& subscriber : takeWakes()) {
-      subscriber->wake();
-      mayPause |= subscriber->isPatient();
-    }
-    if (mayPause) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    drain();
+    if (isEachSubscriberPatient()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
+}
+
+bool InotifyHub::isEachSubscriberPatient() {
+  UnfairLock::Guard guard(lock_);
+  return std::ranges::all_of(
+      interests_, [](const auto& watched) { return std::ranges::all_of(watched.second, &Interest::isPatient); });
 }
 
 void InotifyHub::read(Wakes& wakes) {

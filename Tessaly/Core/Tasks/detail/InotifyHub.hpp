@@ -30,7 +30,7 @@ class TESSALY_EXPORT InotifyHub {
     /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
     /// Whether later events may wait for 1 ms after a `wake`. A subscriber that receives an event for each call of its
-    /// own process avoids a wake-up of the hub's thread for each.
+    /// own process avoids a wake-up of the hub's thread for each. The events wait only if all subscribers are patient.
     [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 
@@ -52,6 +52,7 @@ class TESSALY_EXPORT InotifyHub {
   struct Interest {
     std::weak_ptr<Subscriber> subscriber;
     const Subscriber* identity;
+    bool isPatient;
   };
   using Wakes = std::vector<std::shared_ptr<Subscriber>>;
 
@@ -62,6 +63,7 @@ class TESSALY_EXPORT InotifyHub {
   [[noreturn]] void work(int descriptor);
   void read(Wakes& wakes) TESSALY_REQUIRES(lock_);
   void tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) TESSALY_REQUIRES(lock_);
+  bool isEachSubscriberPatient();
 
   UnfairLock lock_;
   OwnedDescriptor descriptor_ TESSALY_GUARDED_BY(lock_);
