@@ -28,6 +28,12 @@ void KeyValueObservers::add(const std::shared_ptr<KeyValueObserver>& observer, s
   const UnfairLock::Guard guard(lock_);
   registration.number = ++added_;
   Registrations& registrations = key ? ofKeys_[std::move(storedKey)] : ofEveryKey_;
+  if (registrations.size() == registrations.capacity()) {
+    // Of an observer that ended without `remove` only this is left.
+    const auto ended =
+        std::erase_if(registrations, [](const Registration& former) { return former.observer.expired(); });
+    count_.fetch_sub(ended, std::memory_order_relaxed);
+  }
   registrations.push_back(std::move(registration));
   count_.fetch_add(1, std::memory_order_release);
 }
