@@ -194,9 +194,14 @@ StoreResult<std::string> SettingsJournalFile::replace(const JournalHeader& heade
   return std::unexpected(result.error());
 }
 
-StoreResult<> SettingsJournalFile::moveToOld() {
+StoreResult<Replacing> SettingsJournalFile::moveToOld() {
   const auto linked = files_.link(path_, oldPath_);
-  return linked ? linked : files_.rename(path_, oldPath_, Replacing::replace);
+  if (linked) return Replacing::replace;
+  if (linked.error().errorCode == EEXIST) return std::unexpected(linked.error());
+  // The file system may have no hard links. Another process may make a journal before the new one is in place.
+  const auto moved = files_.rename(path_, oldPath_, Replacing::refuse);
+  if (!moved) return std::unexpected(moved.error());
+  return Replacing::refuse;
 }
 
 StoreResult<> SettingsJournalFile::rotate(const JournalHeader& header) {
@@ -206,8 +211,8 @@ StoreResult<> SettingsJournalFile::rotate(const JournalHeader& header) {
   const auto status = files_.status(file->get());
   StoreResult<> result;
   if (!status) result = std::unexpected(status.error());
-  if (result) result = moveToOld();
-  if (result) result = files_.rename(temporaryPath_, path_, Replacing::replace);
+  const auto replacing = result ? moveToOld() : std::unexpected(result.error());
+  result = replacing ? files_.rename(temporaryPath_, path_, *replacing) : std::unexpected(replacing.error());
   if (!result) {
     static_cast<void>(files_.remove(temporaryPath_));
     return result;

@@ -82,7 +82,8 @@ class SettingsJournalFile {
 
  private:
   [[nodiscard]] StoreResult<OwnedDescriptor> make(const JournalHeader& header, std::string_view records, mode_t mode);
-  [[nodiscard]] StoreResult<> moveToOld();
+  /// Gives the file the name of the old journal. Returns how the new one is to take its place.
+  [[nodiscard]] StoreResult<Replacing> moveToOld();
   void remember(const struct stat& status) noexcept;
 
   SettingsFileSystem& files_;

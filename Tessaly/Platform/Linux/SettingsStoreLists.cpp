@@ -22,7 +22,9 @@ StoreResult<SettingsStore::CheckpointBeginning> SettingsStore::beginCheckpoint(S
     if (result) result = storePending();
     if (result) result = lookAtPropertyList();
     if (!result) return result;
-    beginning.hadOldJournal = files_.status(journal_.oldPath()).has_value();
+    const auto old = files_.status(journal_.oldPath());
+    if (!old && old.error().fault != StoreFault::missing) return std::unexpected(old.error());
+    beginning.hadOldJournal = old.has_value();
     const bool hasChanged = values_.hasChangedSinceRotation();
     beginning.isNeeded = beginning.hadOldJournal || values_.list().wantsCheckpoint || hasChanged;
     beginning.format = format_;
