@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Platform/Linux/SettingsFiles.hpp"
@@ -94,10 +95,15 @@ StoreResult<> SettingsStore::readNews() {
   const auto news = journal_.news();
   if (!news) return std::unexpected(news.error());
   JournalReader reader(*news, journal_.nonce());
-  while (const auto record = reader.next()) values_.apply(*record);
+  try {
+    while (const auto record = reader.next()) values_.apply(*record);
+  } catch (const std::bad_alloc&) {
+    values_.list().wantsReload = true;  // Some of these records count already.
+    throw;
+  }
   if (!reader.damaged().empty()) {
     isJournalDamaged_ = true;
-    incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+    incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
   }
   journal_.advance(reader.position());
   return values_.list().wantsReload ? load() : StoreResult<>();

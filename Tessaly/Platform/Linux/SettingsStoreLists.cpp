@@ -113,7 +113,7 @@ StoreResult<> SettingsStore::removeOldJournal(int directory) {
   if (!name && name.error().fault != StoreFault::missing) return std::unexpected(name.error());
   const UnfairLock::Guard guard(lock_);
   isOldJournalDamaged_ = false;
-  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, name.value_or(path), UserDefaultsEffect::none);
+  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, name.value_or(path), UserDefaultsEffect::none);
   return {};
 }
 

@@ -74,6 +74,9 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
     values_.list().wantsReload = true;  // The memory is nearer to the truth than a part of what is stored.
     return result;
   }
+  const bool isContinued =
+      former == nullptr && values_.areLoaded() && followedDirectory_ == inodeAt(directory_, files_);
+  const auto history = isContinued ? SettingsValues::History::continued : SettingsValues::History::other;
   const auto list = listFile_.read();
   values_.beginLoad(list ? list->identity : FileIdentity{}, list ? list->values.dictionary() : nullptr);
   if (list) {
@@ -88,7 +91,7 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   if (old) replayOldJournal(old->bytes, header.value_or(JournalHeader()));
   values_.beginJournal();
   if (journal) replayJournal(*journal);
-  values_.endLoad(broughtAlong(former, journal.value_or("")));
+  values_.endLoad(broughtAlong(former, journal.value_or("")), history);
   values_.list().wantsReload = !result;
   followedDirectory_ = inodeAt(directory_, files_);
   if (!values_.pending().empty() && isForUse_) schedule_.retry(std::chrono::nanoseconds(1));
@@ -108,8 +111,8 @@ void SettingsStore::replayOldJournal(const std::string& bytes, const JournalHead
   const bool isHeaderDamaged = contents && contents->isHeaderDamaged;
   isOldJournalDamaged_ = isDamaged || isHeaderDamaged || isForeign;
   if (!isOldJournalDamaged_) return;
-  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.oldPath(),
-                            isDamaged || isForeign ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);
+  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, journal_.oldPath(),
+                               isDamaged || isForeign ? UserDefaultsEffect::mayBeLost : UserDefaultsEffect::none);
 }
 
 void SettingsStore::replayJournal(const std::string& bytes) {
@@ -119,7 +122,7 @@ void SettingsStore::replayJournal(const std::string& bytes) {
   journal_.follow(contents->header, std::string_view(bytes).substr(0, JournalHeader::size + replayed.position));
   isJournalDamaged_ = replayed.isDamaged;
   if (!replayed.isDamaged) return;
-  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
 }
 
 SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, const std::string& journal) const {
@@ -128,7 +131,7 @@ SettingsValues::Values SettingsStore::broughtAlong(const FormerJournal* former, 
   if (values_.areLoaded() && followedDirectory_ != inodeAt(directory_, files_)) {
     // The process that made the directory again may not have known all values of the one that vanished.
     for (const auto& [key, value] : before) {
-      if (!values_.table().value(key)) result.emplace(key, value);
+      if (!values_.value(key)) result.emplace(key, value);
     }
   }
   if (former == nullptr) return result;
@@ -159,10 +162,10 @@ SettingsStore::LaterJournal SettingsStore::laterJournal(const std::string& bytes
     later.touched.clear();  // The records before it are no later writes.
     const auto restoration = record->restoration();
     if (!restoration || restoration->nonce != formerNonce) continue;
-    const auto own = restoration->records.find(writer_);
+    const auto own = restoration->changes.find(writer_);
     later.hasFormer = true;
     later.knownOffset = restoration->offset;
-    later.knownOwnChanges = own == restoration->records.end() ? 0 : own->second;
+    later.knownOwnChanges = own == restoration->changes.end() ? 0 : own->second;
   }
   return later;
 }

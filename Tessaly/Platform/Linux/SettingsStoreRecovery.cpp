@@ -48,7 +48,7 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
     return load();
   }
   // Another process has noticed the loss. It may not have known all writes of this process.
-  incidents_.journalWasLost(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
   const FormerJournal former = formerJournal();
   journal_.follow(*header, *start);
   return load(&former);
@@ -88,7 +88,7 @@ StoreResult<> SettingsStore::followDamagedJournal(LockMode mode) {
   const auto contents = JournalContents::from(*bytes);
   if (!contents) {
     if (journal_.isWritable()) return setJournalAside();
-    incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
+    incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
     return failure(StoreFault::damaged, EILSEQ);
   }
   journal_.follow(contents->header, std::string_view(*bytes).substr(0, JournalHeader::size));
@@ -101,7 +101,7 @@ StoreResult<> SettingsStore::setJournalAside() {
   journal_.close();
   const auto name = setAside(journal_.path(), journal_.path(), SettingAside::move, files_);
   if (!name) return std::unexpected(name.error());
-  incidents_.journalWasLost(UserDefaultsProblem::damagedJournal, *name, UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(UserDefaultsProblem::damagedJournal, *name, UserDefaultsEffect::mayBeLost);
   if (isEmpty) static_cast<void>(files_.remove(*name));
   return {};
 }
@@ -125,7 +125,7 @@ SettingsStore::Restored SettingsStore::restored() {
   }
   std::vector<JournalRecord::Restoration> restorations = values_.restorations();
   restorations.push_back(
-      {.nonce = journal_.nonce(), .offset = journal_.offset(), .records = values_.recordsOfJournal()});
+      {.nonce = journal_.nonce(), .offset = journal_.offset(), .changes = values_.changesOfJournal()});
   for (const auto& restoration : restorations) {
     const std::string extent = JournalRecord::encodedRestoration(restoration);
     const JournalRecord record{.kind = JournalRecord::Kind::restoration, .writer = writer_, .key = {}, .value = extent};
@@ -153,7 +153,7 @@ StoreResult<> SettingsStore::restoreJournal(UserDefaultsProblem problem) {
   const Restored content = restored();
   const auto name = journal_.replace(content.header, content.records);
   if (!name) return std::unexpected(name.error());
-  incidents_.journalWasLost(problem, *name, UserDefaultsEffect::mayBeLost);
+  incidents_.journalHadProblem(problem, *name, UserDefaultsEffect::mayBeLost);
   journal_.close();
   values_.list().wantsCheckpoint = true;
   schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);

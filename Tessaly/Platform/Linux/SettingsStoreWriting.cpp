@@ -10,8 +10,6 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-constexpr std::size_t maximumRecord = std::size_t{1} << 30;
-
 /// Fills the bytes of the value. Returns the size of the change in a record.
 std::size_t encode(SettingsStore::Edit& edit) {
   if (*edit.value) edit.bytes = PropertyListSerialization::data(**edit.value, PropertyListFormat::binary).text();
@@ -27,7 +25,7 @@ bool encodeAll(std::span<SettingsStore::Edit> edits) {
       if (*edit.value && (*edit.value)->depth() >= PropertyList::maximumDepth) return false;
       size += encode(edit);
     }
-    return size <= maximumRecord;
+    return size <= JournalRecord::maximumChanges;
   } catch (const PropertyListError&) {
     return false;
   }
@@ -116,7 +114,7 @@ StoreResult<> SettingsStore::storePending() {
     for (const auto& [key, unstored] : pending) {
       edits.push_back({.key = key, .value = &unstored.value});
       size += encode(edits.back());
-      if (size <= maximumRecord || edits.size() == 1) continue;
+      if (size <= JournalRecord::maximumChanges || edits.size() == 1) continue;
       edits.pop_back();
       break;
     }

@@ -18,6 +18,8 @@ bool isOfList(Problem problem) noexcept {
   return problem == Problem::unreadablePropertyList || problem == Problem::damagedPropertyList;
 }
 
+constexpr std::uint32_t bitOf(Problem problem) noexcept { return 1u << static_cast<unsigned>(problem); }
+
 Problem problemOf(const StoreProblem& problem) noexcept {
   switch (problem.fault) {
     case StoreFault::readOnly:
@@ -50,9 +52,10 @@ void SettingsIncidents::writesFail(Problem problem, std::int32_t errorCode, std:
   const UnfairLock::Guard guard(lock_);
   doWritesFail_.store(true, std::memory_order_relaxed);
   status_.unstoredKeys = static_cast<std::int64_t>(unstoredKeys);
-  std::erase_if(status_.problems,
-                [&](const auto& known) { return isOfWrites(known.problem) && known.problem != problem; });
+  // A write fails for one reason at a time. A refused value says nothing about those that were written before it.
   const bool isRefused = problem == Problem::valueTooLarge;
+  std::erase_if(status_.problems,
+                [&](const auto& known) { return !isRefused && isOfWrites(known.problem) && known.problem != problem; });
   add({.problem = problem,
        .file = status_.folder,
        .effect = isRefused ? UserDefaultsEffect::none : UserDefaultsEffect::inMemoryOnly,
@@ -85,7 +88,9 @@ void SettingsIncidents::listIsReadable() {
   const UnfairLock::Guard guard(lock_);
   const auto count =
       std::erase_if(status_.problems, [](const auto& known) { return known.isOngoing && isOfList(known.problem); });
-  if (count > 0) summarize();
+  if (count == 0) return;
+  logged_ &= ~(bitOf(Problem::unreadablePropertyList) | bitOf(Problem::damagedPropertyList));
+  summarize();
 }
 
 void SettingsIncidents::listWasSetAside(const std::string& path, bool wereValuesUnknown) {
@@ -99,7 +104,7 @@ void SettingsIncidents::listWasSetAside(const std::string& path, bool wereValues
       true);
 }
 
-void SettingsIncidents::journalWasLost(Problem problem, const std::string& path, UserDefaultsEffect effect) {
+void SettingsIncidents::journalHadProblem(Problem problem, const std::string& path, UserDefaultsEffect effect) {
   const UnfairLock::Guard guard(lock_);
   add({.problem = problem, .file = path, .effect = effect, .isOngoing = false}, true);
 }
@@ -116,9 +121,11 @@ void SettingsIncidents::add(UserDefaultsIncident incident, bool isLogged) {
     known->effect = std::max(known->effect, incident.effect);
     return summarize();
   }
-  // The log has every problem. The list drops the oldest one when it is full.
-  if (status_.problems.size() >= maximumProblems) status_.problems.erase(status_.problems.begin());
-  const std::uint32_t bit = incident.isOngoing ? 1u << static_cast<unsigned>(incident.problem) : 0;
+  if (status_.problems.size() >= maximumProblems) {
+    const auto oldestPast = std::ranges::find(status_.problems, false, &UserDefaultsIncident::isOngoing);
+    if (oldestPast != status_.problems.end()) status_.problems.erase(oldestPast);
+  }
+  const std::uint32_t bit = incident.isOngoing ? bitOf(incident.problem) : 0;
   if (isLogged && (logged_ & bit) == 0) {
     logged_ |= bit;
     logPlatformError("UserDefaults", incident.description());

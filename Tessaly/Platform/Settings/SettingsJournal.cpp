@@ -72,7 +72,17 @@ std::array<char, 4> magicBytes(std::uint64_t nonce) noexcept {
 std::uint32_t seedOf(std::uint64_t nonce) noexcept {
   std::string bytes;
   put(bytes, nonce, 8);
-  return checksum(0, bytes);
+  return crc32c(0, bytes);
+}
+
+/// Whether the checksum of the record at the beginning of the bytes is right, if its body has this length.
+bool isIntact(std::string_view bytes, std::uint64_t length, std::uint64_t nonce) noexcept {
+  if (length < smallestBody || bytes.size() < bodyOffset || length > bytes.size() - bodyOffset) return false;
+  std::string size;
+  put(size, length, 8);
+  const std::uint32_t sum =
+      crc32c(crc32c(seedOf(nonce), size), bytes.substr(bodyOffset, static_cast<std::size_t>(length)));
+  return get(bytes, 4, 4) == sum && get(bytes, bodyOffset + 9, 4) <= length - smallestBody;
 }
 
 void putIdentity(std::string& out, const FileIdentity& identity) {
@@ -89,7 +99,7 @@ FileIdentity identityAt(std::string_view bytes, std::size_t offset) noexcept {
 
 }  // namespace
 
-std::uint32_t checksum(std::uint32_t seed, std::string_view bytes) noexcept {
+std::uint32_t crc32c(std::uint32_t seed, std::string_view bytes) noexcept {
   std::uint32_t value = ~seed;
   std::size_t i = 0;
   for (; i + 8 <= bytes.size(); i += 8) {
@@ -110,14 +120,14 @@ std::string JournalHeader::encoded() const {
   put(out, predecessor, 8);
   putIdentity(out, checkpoint);
   put(out, lineage, 4);
-  put(out, checksum(0, out), 4);
+  put(out, crc32c(0, out), 4);
   return out;
 }
 
 std::optional<JournalHeader> JournalHeader::from(std::string_view bytes) noexcept {
   if (bytes.size() < size || !bytes.starts_with(headerMagic)) return std::nullopt;
   JournalHeader header;
-  if (get(bytes, 60, 4) != checksum(0, bytes.substr(0, 60))) return std::nullopt;
+  if (get(bytes, 60, 4) != crc32c(0, bytes.substr(0, 60))) return std::nullopt;
   header.version = static_cast<std::uint32_t>(get(bytes, 8, 4));
   if (header.version > currentVersion) return header;
   if (header.version != currentVersion) return std::nullopt;
@@ -165,7 +175,7 @@ std::optional<JournalRecord::Restoration> JournalRecord::restoration() const {
   if (kind != Kind::restoration || value.size() < 16) return std::nullopt;
   Restoration restoration{.nonce = get(value, 0, 8), .offset = get(value, 8, 8)};
   for (std::size_t at = 16; at + 12 <= value.size(); at += 12) {
-    restoration.records[get(value, at, 8)] = static_cast<std::uint32_t>(get(value, at + 8, 4));
+    restoration.changes[get(value, at, 8)] = static_cast<std::uint32_t>(get(value, at + 8, 4));
   }
   return restoration;
 }
@@ -174,7 +184,7 @@ std::string JournalRecord::encodedRestoration(const Restoration& restoration) {
   std::string out;
   put(out, restoration.nonce, 8);
   put(out, restoration.offset, 8);
-  for (const auto& [writer, count] : restoration.records) {
+  for (const auto& [writer, count] : restoration.changes) {
     put(out, writer, 8);
     put(out, count, 4);
   }
@@ -193,34 +203,31 @@ std::string JournalRecord::encoded(std::uint64_t nonce) const {
   out += key;
   out += value;
   std::string sum;
-  put(sum, checksum(seedOf(nonce), std::string_view(out).substr(8)), 4);
+  put(sum, crc32c(seedOf(nonce), std::string_view(out).substr(8)), 4);
   out.replace(4, 4, sum);
   return out;
 }
 
 std::optional<JournalRecord> JournalReader::next() {
-  const std::uint32_t seed = seedOf(nonce_);
   const auto magic = magicBytes(nonce_);
-  std::size_t at = position_;
-  for (;;) {
-    at = bytes_.find(std::string_view(magic.data(), magic.size()), at);
+  const std::string_view word(magic.data(), magic.size());
+  for (std::size_t at = position_;; ++at) {
+    at = bytes_.find(word, at);
     if (at == std::string_view::npos || bytes_.size() - at < JournalRecord::overhead) return std::nullopt;
-    const std::uint64_t length = get(bytes_, at + 8, 8);
-    if (length >= smallestBody && length <= bytes_.size() - at - bodyOffset) {
-      const std::string_view checked = bytes_.substr(at + 8, 8 + static_cast<std::size_t>(length));
-      const std::uint64_t keySize = get(bytes_, at + bodyOffset + 9, 4);
-      if (keySize <= length - smallestBody && get(bytes_, at + 4, 4) == checksum(seed, checked)) {
-        JournalRecord record;
-        record.writer = get(bytes_, at + bodyOffset, 8);
-        record.kind = static_cast<JournalRecord::Kind>(bytes_[at + bodyOffset + 8]);
-        record.key = bytes_.substr(at + JournalRecord::overhead, static_cast<std::size_t>(keySize));
-        record.value = checked.substr(8 + smallestBody + static_cast<std::size_t>(keySize));
-        if (at != position_) skip(bytes_.substr(position_, at - position_), damaged_);
-        position_ = at + bodyOffset + static_cast<std::size_t>(length);
-        return record;
-      }
-    }
-    ++at;
+    std::string_view found = bytes_.substr(at);
+    const std::uint64_t named = get(found, 8, 8);
+    const bool hasNamedLength = isIntact(found, named, nonce_);
+    // If only the length is damaged, the record reaches to the next one.
+    found = found.substr(0, hasNamedLength ? bodyOffset + static_cast<std::size_t>(named) : found.find(word, 1));
+    if (!hasNamedLength && !isIntact(found, found.size() - std::min(found.size(), bodyOffset), nonce_)) continue;
+    if (at != position_) skip(bytes_.substr(position_, at - position_), damaged_);
+    if (!hasNamedLength) damaged_.push_back(found);
+    position_ = at + found.size();
+    const auto keySize = static_cast<std::size_t>(get(found, bodyOffset + 9, 4));
+    return JournalRecord{.kind = static_cast<JournalRecord::Kind>(found[bodyOffset + 8]),
+                         .writer = get(found, bodyOffset, 8),
+                         .key = found.substr(JournalRecord::overhead, keySize),
+                         .value = found.substr(JournalRecord::overhead + keySize)};
   }
 }
 
@@ -230,10 +237,14 @@ void JournalReader::skip(std::string_view gap, std::vector<std::string_view>& da
   while (!gap.empty()) {
     const std::string_view part = gap.substr(0, gap.find(word, 1));
     gap.remove_prefix(part.size());
-    // A part that is shorter than its record says was cut: its writer was killed before the write was acknowledged.
-    const bool isCut =
-        part.size() < JournalRecord::overhead || (part.starts_with(word) && get(part, 8, 8) > part.size() - bodyOffset);
-    if (!isCut) damaged.push_back(part);
+    // A part that is shorter than its record says was cut: its writer was killed before the write was acknowledged. No
+    // writer names an impossible length.
+    const auto wasCut = [&] {
+      const std::uint64_t named = get(part, 8, 8);
+      return part.starts_with(word) && named > part.size() - bodyOffset &&
+             named <= smallestBody + JournalRecord::maximumChanges;
+    };
+    if (part.size() >= JournalRecord::overhead && !wasCut()) damaged.push_back(part);
   }
 }
 

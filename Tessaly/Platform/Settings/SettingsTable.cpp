@@ -44,11 +44,24 @@ std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::o
 }
 
 void SettingsTable::replace(const PropertyList::Dictionary& values) {
-  decltype(values_) table;
+  Values table;
   table.reserve(values.size());
   for (const auto& [key, value] : values) table.emplace(key, value);
+  put(table);
+}
+
+void SettingsTable::takeFrom(SettingsTable& other) {
+  Values values;
+  {
+    const UnfairLock::Guard guard(other.lock_);
+    values.swap(other.values_);
+  }
+  put(values);
+}
+
+void SettingsTable::put(Values& values) {
   const UnfairLock::Guard guard(lock_);
-  values_.swap(table);
+  values_.swap(values);
   revision_.store(nextRevision(), std::memory_order_release);
 }
 

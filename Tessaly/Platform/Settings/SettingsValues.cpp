@@ -26,8 +26,8 @@ SettingsValues::SettingsValues(std::uint64_t writer, std::function<void(Settings
 SettingsValues::~SettingsValues() = default;
 
 bool SettingsValues::has(std::string_view key, const std::optional<PropertyList>& value) const {
-  const std::optional<PropertyList> current = table_.value(key);
-  return value ? current && current->isIdentical(*value) : !current;
+  const std::optional<PropertyList> present = this->value(key);
+  return value ? present && present->isIdentical(*value) : !present;
 }
 
 void SettingsValues::apply(const JournalRecord& record) {
@@ -49,16 +49,18 @@ void SettingsValues::apply(const JournalRecord& record) {
 }
 
 void SettingsValues::applyChanges(const JournalRecord& record) {
-  std::vector<std::optional<SettingsChange>> changes;
-  for (const JournalRecord::Change& change : record.changes()) {
-    try {
+  std::vector<SettingsChange> decoded;  // First all of them: a record counts as a whole, or not at all.
+  try {
+    for (const JournalRecord::Change& change : record.changes()) {
       std::optional<PropertyList> value;
       if (change.value) value = PropertyListSerialization::read(Data(*change.value).bytes()).value;
-      changes.push_back(exchange(change.key, std::move(value), record.writer));
-    } catch (const PropertyListError& error) {
-      logPlatformError("UserDefaults", error.description());
+      decoded.push_back({std::string(change.key), std::move(value)});
     }
+  } catch (const PropertyListError& error) {
+    return logPlatformError("UserDefaults", error.description());
   }
+  std::vector<std::optional<SettingsChange>> changes;
+  for (auto& [key, value] : decoded) changes.push_back(exchange(key, std::move(value), record.writer));
   for (auto& change : changes) announce(std::move(change), record.writer);
 }
 
@@ -92,10 +94,10 @@ void SettingsValues::applyIdentity(const JournalRecord& record, const FileIdenti
 std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std::optional<PropertyList> value,
                                                        std::uint64_t writer) {
   std::string name(key);
-  ++recordsOfJournal_[writer];
+  ++changesOfJournal_[writer];
   // This write is later than one that could not be stored. Files never had the value of that one.
   const auto unstored = pending_.extract(name);
-  const std::optional<PropertyList> previous = table_.exchange(key, value);
+  const std::optional<PropertyList> previous = current().exchange(key, value);
   const std::optional<PropertyList>& stored = unstored ? unstored.mapped().former : previous;
   sinceRotation_.try_emplace(name, stored);
   if (!list_.previous.isNone()) sincePrevious_.try_emplace(name, stored);
@@ -130,7 +132,7 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
   if (list == nullptr) {
     list_.wantsCheckpoint = !list_.identity.isNone() || !before_.empty();
   }
-  if (list != nullptr) table_.replace(*list);
+  loading_.replace(list != nullptr ? *list : before({}, before_));
   snapshot_.reset();
   beginJournal();
   sincePropertyList_.clear();
@@ -144,6 +146,7 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
 
 void SettingsValues::abandonLoad() {
   if (!std::exchange(isReplaying_, false)) return;
+  loading_.replace({});
   list_.wantsReload = true;
   pending_.merge(pendingDuringLoad_);
   pendingDuringLoad_.clear();
@@ -156,13 +159,17 @@ SettingsValues::Replayed SettingsValues::replay(const JournalContents& contents)
   return {.position = reader.position(), .isDamaged = !reader.damaged().empty() || !reader.damagedAtEnd().empty()};
 }
 
-void SettingsValues::endLoad(Values broughtAlong) {
-  isReplaying_ = false;
+void SettingsValues::endLoad(Values broughtAlong, History history) {
   list_.identity = found_;
   list_.isUnrecorded = !found_.isNone() && found_ != recorded_;
   pending_ = std::exchange(pendingDuringLoad_, {});
+  if (history == History::continued) {
+    std::erase_if(pending_, [this](const auto& entry) { return !has(entry.first, entry.second.former); });
+  }
   for (auto& [key, value] : broughtAlong) pending_.try_emplace(key, Unstored{.value = std::move(value)});
-  for (auto& [key, unstored] : pending_) unstored.former = table_.exchange(key, unstored.value);
+  for (auto& [key, unstored] : pending_) unstored.former = loading_.exchange(key, unstored.value);
+  isReplaying_ = false;
+  table_.takeFrom(loading_);
   if (areLoaded_) {
     const PropertyList::Dictionary after = table_.all();
     for (const auto& [key, value] : after) {
@@ -191,7 +198,7 @@ void SettingsValues::renewSnapshot() {
 void SettingsValues::beginJournal() {
   renewSnapshot();
   sinceRotation_.clear();
-  recordsOfJournal_.clear();
+  changesOfJournal_.clear();
   ownChangesBeforeJournal_ = ownChangesEver_;
 }
 

@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A problem of a settings store.
+/// A problem of a settings store. The ones from `noFolder` to `lockHeld` prevent writes.
 enum class UserDefaultsProblem : std::uint8_t {
   none,
   /// There is no place for settings: no home directory, or an identifier that cannot name a directory.
@@ -40,7 +40,7 @@ enum class UserDefaultsProblem : std::uint8_t {
   overwrittenJournal,
 };
 
-/// The effect of a problem on the values of a store.
+/// The effect of a problem on the values of a store, the mildest first.
 enum class UserDefaultsEffect : std::uint8_t {
   /// Nothing is lost, now or later.
   none,

@@ -26,10 +26,10 @@ std::vector<std::string> keysOf(std::string_view bytes) {
 }
 
 TEST(SettingsJournal, ChecksumsAsCastagnoliDoes) {
-  EXPECT_EQ(checksum(0, "123456789"), 0xE306'9283u);
-  EXPECT_EQ(checksum(0, ""), 0u);
-  EXPECT_EQ(checksum(checksum(0, "12345"), "6789"), 0xE306'9283u);
-  EXPECT_EQ(checksum(0, std::string(32, '\0')), 0x8A91'36AAu);
+  EXPECT_EQ(crc32c(0, "123456789"), 0xE306'9283u);
+  EXPECT_EQ(crc32c(0, ""), 0u);
+  EXPECT_EQ(crc32c(crc32c(0, "12345"), "6789"), 0xE306'9283u);
+  EXPECT_EQ(crc32c(0, std::string(32, '\0')), 0x8A91'36AAu);
 }
 
 TEST(SettingsJournal, ReadsTheHeaderThatWasWritten) {
@@ -83,13 +83,44 @@ TEST(SettingsJournal, SkipsACutRecordThatAnotherFollows) {
   }
 }
 
-TEST(SettingsJournal, SkipsARecordWithAnyBitChanged) {
+TEST(SettingsJournal, NamesARecordWithAnyBitChanged) {
   const std::string whole = record("key", "value");
-  for (std::size_t i = 0; i < whole.size(); ++i) {
-    std::string changed = whole;
-    changed[i] = static_cast<char>(changed[i] ^ 1);
-    EXPECT_EQ(keysOf(changed + record("b", "2")), (std::vector<std::string>{"b"})) << i;
+  for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
+    std::string bytes = whole + record("b", "2");
+    bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ 1 << bit % 8);
+    JournalReader reader(bytes, nonce);
+    const bool isOfLength = bit / 64 == 1;
+    if (isOfLength) {
+      const auto found = reader.next();
+      ASSERT_TRUE(found.has_value()) << bit;
+      EXPECT_EQ(found->key, "key");
+      EXPECT_EQ(found->value, "value");
+    }
+    const auto next = reader.next();
+    ASSERT_TRUE(next.has_value()) << bit;
+    EXPECT_EQ(next->key, "b");
+    EXPECT_EQ(reader.damaged().size(), 1u) << bit;
+    EXPECT_EQ(reader.position(), bytes.size());
   }
+}
+
+TEST(SettingsJournal, NamesALastRecordWithAnyBitChanged) {
+  const std::string whole = record("key", "value");
+  for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
+    std::string bytes = whole;
+    bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ 1 << bit % 8);
+    JournalReader reader(bytes, nonce);
+    EXPECT_EQ(reader.next().has_value(), bit / 64 == 1) << bit;
+    EXPECT_EQ(reader.damaged().size() + reader.damagedAtEnd().size(), 1u) << bit;
+  }
+}
+
+TEST(SettingsJournal, NoiseIsNotTakenForACutRecord) {
+  std::string bytes = record("key", std::string(600, 'v')) + record("b", "2");
+  for (std::size_t i = 8; i < 520; ++i) bytes[i] = static_cast<char>(i * 167 + 13);
+  JournalReader reader(bytes, nonce);
+  EXPECT_EQ(reader.next()->key, "b");
+  EXPECT_EQ(reader.damaged().size(), 1u);
 }
 
 TEST(SettingsJournal, IgnoresRecordsOfAnotherJournal) {

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -23,19 +25,22 @@ class UnstoredValues : public Tests::StoreFixture {
  protected:
   Store openFaulty() { return open(&files_); }
   /// Makes one write of a faulty store fail.
-  void keepInMemory(const Store& store, const PropertyList& value, std::string_view key) {
+  void keepInMemory(const Store& store, const PropertyList& value, std::string_view key, std::int64_t unstored = 1) {
     isFull_ = true;
     store->set(value, key);
     isFull_ = false;
-    ASSERT_EQ(store->status().unstoredKeys, 1);
+    ASSERT_EQ(store->status().unstoredKeys, unstored);
   }
 
+  /// Whether each call of a faulty store fails.
+  std::atomic<bool> isUnreachable_ = false;
   /// Called before each write to a file.
   std::function<void()> beforeWrite_;
 
  private:
   bool isFull_ = false;
   FaultyFileSystem files_{[this](Call call, const std::string&) -> FaultyFileSystem::Fate {
+    if (isUnreachable_) return {.errorCode = EIO};
     if (call != Call::write) return {};
     if (const auto body = std::exchange(beforeWrite_, nullptr)) body();
     return {.errorCode = isFull_ ? ENOSPC : 0};
@@ -71,6 +76,26 @@ TEST_F(UnstoredValues, NewerWriteOfAnotherProcessStays) {
   other->set(2, "a");
   store->set(3, "b");
   EXPECT_EQ(stored(), (Dictionary{{"a", 2}, {"b", 3}}));
+}
+
+TEST_F(UnstoredValues, NewerWriteBetweenTwoCheckpointsStays) {
+  const Store store = openFaulty();
+  store->set(0, "a");
+  const Store other = open();
+  keepInMemory(store, 1, "a");
+  keepInMemory(store, 1, "c", 2);
+  isUnreachable_ = true;
+  int value = 1;
+  // The journals that the store knows have no record of "a" after its own.
+  for (const auto* key : {"d", "a", "d"}) {
+    other->set(++value, key);
+    ASSERT_TRUE(other->synchronize());
+  }
+  isUnreachable_ = false;
+  store->set(5, "b");
+  EXPECT_EQ(store->value("a"), 3);
+  EXPECT_EQ(store->status().unstoredKeys, 0);
+  EXPECT_EQ(stored(), (Dictionary{{"a", 3}, {"b", 5}, {"c", 1}, {"d", 4}}));
 }
 
 TEST_F(UnstoredValues, NoProcessCanWriteWhileTheyAreStored) {

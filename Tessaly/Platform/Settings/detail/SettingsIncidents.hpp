@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The problems of one store: its status, and one line in the log for each.
+/// The problems of one store: its status, and one line in the log for each beginning of a problem.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT SettingsIncidents {
@@ -28,14 +28,15 @@ class TESSALY_EXPORT SettingsIncidents {
   /// Everything that was written is stored.
   void writesSucceed();
 
-  /// The property list cannot be read. With unknown values it is logged at once; otherwise it is only listed.
+  /// The property list cannot be read. With unknown values that is logged at once. A damaged list is logged when it is
+  /// set aside, and any other one is only listed.
   void listIsUnreadable(const std::string& path, const StoreProblem& problem, bool areValuesUnknown);
   void listIsReadable();
   /// A damaged property list was set aside under this path.
   void listWasSetAside(const std::string& path, bool wereValuesUnknown);
 
-  /// A journal was damaged or overwritten; the file is where it is now.
-  void journalWasLost(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
+  /// A journal was damaged or overwritten. `path` is where the file is now.
+  void journalHadProblem(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
 
  private:
   void add(UserDefaultsIncident incident, bool isLogged) TESSALY_REQUIRES(lock_);

@@ -15,7 +15,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The checksum of Castagnoli, Bräuer and Herrmann (Optimization of cyclic redundancy-check codes, 1993), CRC-32C.
-[[nodiscard]] TESSALY_EXPORT std::uint32_t checksum(std::uint32_t seed, std::string_view bytes) noexcept;
+[[nodiscard]] TESSALY_EXPORT std::uint32_t crc32c(std::uint32_t seed, std::string_view bytes) noexcept;
 
 /// The identity of one state of a file.
 struct FileIdentity {
@@ -55,7 +55,7 @@ struct JournalRecord {
     /// The key now has the value, a binary property list.
     set = 1,
     remove = 2,
-    /// The file of that identity, about to be put in place, holds the state at the beginning of this journal.
+    /// This journal begins with the state in the file of that identity, which is about to be put in place.
     checkpoint = 3,
     /// The same, with changes by other programs that no record has: read everything again.
     checkpointWithUnknownChanges = 4,
@@ -76,7 +76,7 @@ struct JournalRecord {
   };
   /// The writer of records of another program's changes to the property list, which that list has.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The same, if a checkpoint has replaced that property list at once.
+  /// The writer of such records if a checkpoint has replaced that property list immediately.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -94,12 +94,14 @@ struct JournalRecord {
   [[nodiscard]] TESSALY_EXPORT static std::string encodedChanges(std::span<const Change> changes);
   /// The bytes that a change takes in a batch besides its key and value.
   static constexpr std::size_t changeOverhead = 9;
+  /// The bytes that the changes of one record may take together, each with its overhead.
+  static constexpr std::size_t maximumChanges = std::size_t{1} << 30;
 
-  /// How far a process had read the journal that was lost, and how many records of each writer.
+  /// How far a process had read the journal that was lost, and how many changes of each writer.
   struct Restoration {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
-    std::unordered_map<std::uint64_t, std::uint32_t> records = {};
+    std::unordered_map<std::uint64_t, std::uint32_t> changes = {};
   };
   /// The contents of a record of the kind `restoration`.
   [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const;
@@ -119,12 +121,13 @@ class JournalReader {
   /// The bytes begin where a record may begin: behind the header, or where the last reader stopped.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
-  /// The next record, whose texts refer to the bytes; nothing if no whole record is left.
+  /// The next record, whose texts refer to the bytes; nothing if no whole record is left. A record of which only the
+  /// length is damaged is whole.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
   /// Behind the last whole record. A process may still be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
-  /// The bytes between whole records that were whole records before. The beginning of a record whose writer was killed
-  /// is not among them.
+  /// The bytes of damaged records before `position`. The beginning of a record whose writer was killed is not among
+  /// them.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
   /// The same behind the last whole record, once `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;

@@ -28,9 +28,11 @@ class TESSALY_EXPORT SettingsTable {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const;
   /// Stores a value, or removes the entry if there is none. Returns the former value.
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
-  /// Every entry.
   /// Holds these values and no others afterwards.
   void replace(const PropertyList::Dictionary& values);
+  /// Holds the values of the other table and no others afterwards. A reader sees all of them, or none. The other table
+  /// is empty then.
+  void takeFrom(SettingsTable& other);
   [[nodiscard]] PropertyList::Dictionary all() const;
   /// A number that changes with each exchange or replacement, and that no other table has had.
   [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
@@ -41,10 +43,13 @@ class TESSALY_EXPORT SettingsTable {
     std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
   };
 
+  using Values = std::unordered_map<std::string, PropertyList, Hash, std::equal_to<>>;
+
   static std::uint64_t nextRevision() noexcept;
+  void put(Values& values);
 
   mutable UnfairLock lock_;
-  std::unordered_map<std::string, PropertyList, Hash, std::equal_to<>> values_ TESSALY_GUARDED_BY(lock_);
+  Values values_ TESSALY_GUARDED_BY(lock_);
   std::atomic<std::uint64_t> revision_{nextRevision()};
 };
 

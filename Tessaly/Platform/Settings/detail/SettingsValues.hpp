@@ -23,11 +23,10 @@ struct SettingsChange {
   std::optional<PropertyList> value;
 };
 
-/// The values, in the order of the journal's records, and what is known of the files that hold them. Makes no system
-/// call.
+/// The values, in the order of the journal's records, and what is known of the files that hold them. Touches no file.
 ///
-/// The order of two writes is decided here and nowhere else: `apply` is called with the records of a journal in the
-/// order of the file, by every process.
+/// The append to the journal decides the order of two writes. Every process calls `apply` with the records in the order
+/// of the file.
 ///
 /// Thread contract: thread-compatible, but for `table()`, which is thread-safe.
 class TESSALY_EXPORT SettingsValues {
@@ -66,7 +65,7 @@ class TESSALY_EXPORT SettingsValues {
     /// The list that could not be read when it was last looked at.
     std::optional<FileIdentity> unreadable;
 
-    /// Whether no list was read yet, because it could not be. Its values are not in memory then.
+    /// Whether no list has been read yet, because the present one is unreadable. Its values are not in memory then.
     [[nodiscard]] bool isUnknown() const noexcept { return unreadable && identity.isNone(); }
   };
 
@@ -80,7 +79,9 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
   /// The number of times that everything was read.
   [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
-  /// Whether exactly this is stored.
+  /// The value of a key. While everything is read, the one that was read so far.
+  [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const { return current().value(key); }
+  /// Whether this is exactly that value.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
   /// Observers are notified of the changes of one record after all of them.
@@ -95,8 +96,9 @@ class TESSALY_EXPORT SettingsValues {
   /// This process's changes since the last call, for its observers.
   [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
 
-  // Reading everything: beginLoad, replay for each journal, endLoad.
-  /// Replaces the values by those of the property list. Without one, those in memory stay: a missing file says nothing.
+  // Reading everything: beginLoad, replay for each journal, endLoad. The table keeps the values from before until the
+  // end, so no thread reads a value that is older than one that it has read or written.
+  /// Begins with the values of the property list. Without one, those in memory stay: a missing file says nothing.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
   struct Replayed {
     /// Behind the last whole record.
@@ -104,9 +106,12 @@ class TESSALY_EXPORT SettingsValues {
     bool isDamaged = false;
   };
   Replayed replay(const JournalContents& contents);
-  /// Delivers the differences from before. Values that were brought along are to be stored.
-  void endLoad(Values broughtAlong);
-  /// Only a part could be read: everything is to be read again.
+  /// Whether the files still have all that was read from them before.
+  enum class History { continued, other };
+  /// Delivers the differences from before. Values that were brought along are to be stored. In a continued history, a
+  /// value that another process has stored meanwhile wins over one that could not be stored.
+  void endLoad(Values broughtAlong, History history);
+  /// Only a part could be read: the values stay, and everything is to be read again.
   void abandonLoad();
   /// The values before `beginLoad`, until the next one.
   [[nodiscard]] const PropertyList::Dictionary& beforeLoad() const noexcept { return before_; }
@@ -114,9 +119,9 @@ class TESSALY_EXPORT SettingsValues {
   // Journals.
   /// The records from now on stand in another journal than those before.
   void beginJournal();
-  /// The number of records of each writer that were applied since.
-  [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& recordsOfJournal() const noexcept {
-    return recordsOfJournal_;
+  /// The number of changes of each writer that were applied since.
+  [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& changesOfJournal() const noexcept {
+    return changesOfJournal_;
   }
   /// The number of changes that this process had made before.
   [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
@@ -153,6 +158,8 @@ class TESSALY_EXPORT SettingsValues {
   }
 
  private:
+  [[nodiscard]] SettingsTable& current() noexcept { return isReplaying_ ? loading_ : table_; }
+  [[nodiscard]] const SettingsTable& current() const noexcept { return isReplaying_ ? loading_ : table_; }
   /// The stored values at an earlier point, made from those of the table.
   [[nodiscard]] PropertyList::Dictionary before(const Overlay& since, PropertyList::Dictionary values) const;
   /// The value that the files have.
@@ -168,10 +175,12 @@ class TESSALY_EXPORT SettingsValues {
   const std::uint64_t writer_;
   const std::function<void(SettingsChange)> deliver_;
   SettingsTable table_;
+  /// The values that were read so far; empty unless everything is read.
+  SettingsTable loading_;
   KnownList list_;
   Overlay sincePropertyList_;
   Overlay sinceRotation_;
-  std::unordered_map<std::uint64_t, std::uint32_t> recordsOfJournal_;
+  std::unordered_map<std::uint64_t, std::uint32_t> changesOfJournal_;
   std::uint64_t ownChangesEver_ = 0;
   std::uint64_t ownChangesBeforeJournal_ = 0;
   std::vector<JournalRecord::Restoration> restorations_;
