@@ -20,8 +20,8 @@ namespace Tessaly::inline v1 {
 /// the left stack is empty, it takes over the elements of the right one.
 ///
 /// Copies share the elements until one of them is written. Prefer `RingArray` if the length is bounded, and
-/// `std::queue` if no single operation may take O(n). The stacks keep the memory of a queue that was long. They release
-/// it when they next change places with less than half as many elements.
+/// `std::queue` if no single operation may take O(n). The stacks keep the memory of a queue that was long. When they
+/// change places, an empty stack with more than 4 KiB releases its memory if it used less than half of it.
 ///
 /// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1).
 ///

@@ -15,10 +15,10 @@ namespace Tessaly::inline v1 {
 
 /// A value that is computed asynchronously at its first use and then kept.
 ///
-/// The value is looked up **when `wrappedValue()` is read**, not when the function that it gives is called. So two
-/// calls of one such function each compute, and so do calls that overlap. Each gives the result of its own computation,
-/// and the result of the last one to end is kept. The nearest standard facility, `std::shared_future`, computes once
-/// and starts at once.
+/// `wrappedValue()` looks for a kept value. The function that it returns does not look again. So if no value was kept,
+/// two calls of that function compute twice. Overlapping calls also compute twice. Each gives the result of its own
+/// computation, and the result of the last one to end is kept. The nearest standard facility, `std::shared_future`,
+/// computes once and starts at once.
 ///
 /// Copies share the kept value. It is kept for as long as any copy lives.
 ///

@@ -15,7 +15,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Every byte as two lower-case hexadecimal digits: 64 characters for SHA-256, 128 for SHA-512, 32 for MD5.
+/// Every byte as two lower-case hexadecimal digits: 64 characters for SHA-256 and for an authentication code, 128 for
+/// SHA-512, 32 for MD5.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string stringEncoded(const SHA256Digest& digest);

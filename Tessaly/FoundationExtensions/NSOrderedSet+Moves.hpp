@@ -20,9 +20,14 @@ namespace detail {
 
 }  // namespace detail
 
-/// A copy in which the items at the indexes form one block, in their order. The block precedes the item at
-/// `destination`, or ends the set if `destination` is the count. With `includeDestinationIndex` it follows that item,
-/// unless that item is the last one. Two or more items that end right before the destination stay in place.
+/// A copy in which the items at the indexes form one block, in their order. For a single item before `destination`, it
+/// precedes the item there, or follows it with `includeDestinationIndex`. In general, this is the number of other items
+/// before the block:
+///
+/// - `destination` minus the number of indexes before it
+/// - `destination` minus the number of all indexes, if there are several and one is directly before `destination`
+/// - one more with `includeDestinationIndex`, if that is less than the count. Not if no index is before `destination`,
+///   or if the first of several is directly before it
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
 /// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes and for a

@@ -52,7 +52,7 @@ template <typename T>
   return static_cast<std::uint32_t>(sizeof(T));
 }
 
-/// The size of the value's type.
+/// The size of the value's type in bytes.
 ///
 /// Thread contract: thread-safe.
 template <typename T>

@@ -82,12 +82,12 @@ class Default {
   /// The key of a setting: its exact name in the store, and its default. A read gives the default if the store has no
   /// usable value.
   ///
-  /// A key whose name is a literal can be a constant if its default can be one. Any other name is copied.
+  /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. Any other name is copied.
   ///
   /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
   /// the nearest end, or as the default. No write stores a forbidden value. It stores the nearest end of a range
-  /// instead. Without such an end it keeps the former value and writes to the log. A rule that forbids the default does
-  /// not compile in a constant, and stops the process otherwise.
+  /// instead. With `readsAsDefault`, or without a permitted end, it keeps the former value and writes to the log. A
+  /// rule that forbids the default does not compile in a constant, and stops the process otherwise.
   ///
   /// Thread contract: thread-compatible.
   ///

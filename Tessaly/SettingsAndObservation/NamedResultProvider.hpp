@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 /// A base that marks a result type for a `NamedResultProvider`. It has no requirements.
 struct NamedResult {};
 
-/// A declared source of a value. All copies of the provider share one box with the value.
+/// A copyable provider of one constant value. All copies of the provider share one box with the value.
 ///
 /// `PartialResultProvider` gives each copy a value of its own. The nearest standard facility is `std::shared_ptr<const
 /// Value>`.
@@ -27,7 +27,7 @@ struct NamedResult {};
 template <typename Value>
 class NamedResultProvider {
  public:
-  /// The box.
+  /// The storage that a provider and its copies share.
   class Storage_ {
    public:
     explicit Storage_(Value result) : result_(std::move(result)) {}

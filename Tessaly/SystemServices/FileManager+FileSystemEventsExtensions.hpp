@@ -106,7 +106,8 @@ TESSALY_EXPORT void writeData(FileManager& files, const Data& data, const URL& t
 [[nodiscard]] TESSALY_EXPORT Measurement<UnitInformationStorage> availableDiskMemoryBytes(FileManager& files) noexcept;
 
 /// The application's own data directory. It has the main bundle's identifier as its name, and is in the first
-/// application-support directory. In a sandbox it is the application-support directory itself. It need not exist.
+/// application-support directory. In a sandbox, or without an identifier, it is the application-support directory
+/// itself. It need not exist.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT URL rootDirectory(FileManager& files);

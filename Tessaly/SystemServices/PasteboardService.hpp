@@ -20,6 +20,7 @@ namespace Tessaly::inline v1::PasteboardService {
 TESSALY_EXPORT void write(std::string_view string);
 
 /// Puts the absolute text of a URL on the general pasteboard. Programs can paste it as a URL or as plain text.
+/// Otherwise like `write` of a text.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -45,7 +45,7 @@ struct Status {
 [[nodiscard]] TESSALY_EXPORT bool observableIsOnline();
 
 /// `isExpensive()` as an observable read. The main queue updates it, and observation tracking records it. Read it on
-/// the main thread.
+/// the main thread. The main queue must be served.
 [[nodiscard]] TESSALY_EXPORT bool observedIsExpensive();
 
 /// Completes as soon as the machine is online.

@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// Makes room for another task in a list of tasks that may still run. A full list loses its finished tasks first, so
-/// the list stays as long as at most twice the tasks that run, or 16. Amortized O(1).
+/// the list has at most 16 entries, or twice the number of running tasks. Amortized O(1).
 inline void makeRoomForTask(std::vector<Task<>>& tasks) {
   constexpr std::size_t minimumCapacity = 16;
   if (tasks.size() < tasks.capacity()) return;

@@ -103,7 +103,7 @@ class Engine {
   /// because a call of ICU takes several times as long.
   struct Surroundings {
     bool isKnown = false;
-    /// The text has another number in it, or none. The one Arabic hour is just "hour".
+    /// The text has another number in it, or none, so ICU formats every text of this kind.
     bool isLeftToICU = false;
     detail::Affixes affixes;
   };

@@ -47,8 +47,8 @@ class DateIntervalFormatStyle {
     return with(&DateIntervalFormatStyle::timeZone_, zone);
   }
 
-  /// The text of an interval. Two dates that look alike are written once. Empty if one of them is not a finite number,
-  /// and without both a date and a time.
+  /// The text of an interval. Two dates that look alike are written once. Empty if a date is not finite, or if both
+  /// widths are `omitted`.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date start, Date end) const;
 
   friend bool operator==(const DateIntervalFormatStyle&, const DateIntervalFormatStyle&) noexcept = default;

@@ -24,10 +24,10 @@ namespace Tessaly::inline v1 {
 /// When a field corrects typed text: at the end of editing, or at every change, as its formatter demands.
 enum class FieldChecking : std::uint8_t { atTheEnd, atEveryChange };
 
-/// The worth of a text in a field.
+/// The state of a text in a field.
 ///
 /// `acceptable`: editing could end without a correction. `incomplete`: further typing can make the text acceptable.
-/// `invalid`: the end of editing would correct the text, or could not read it.
+/// `invalid`: the end of editing corrects the text, or cannot parse it.
 enum class FieldState : std::uint8_t { acceptable, incomplete, invalid };
 
 /// The reason why a field refuses or corrects a text.
@@ -112,8 +112,8 @@ class TESSALY_EXPORT FieldEditing {
   /// Whether a text differs from that of the object.
   [[nodiscard]] bool isEdited(std::string_view text) const noexcept { return text != shown_; }
 
-  /// Takes an object, and returns its text. Absent without an effect if the formatter does not support the object, a
-  /// number is beyond the range, or the rule forbids the object.
+  /// Takes an object, and returns its text. Absent if the formatter does not support the object, a number is beyond the
+  /// range, or the rule forbids the object. Then nothing changes.
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
   /// Judges a change that a person makes.
   [[nodiscard]] Answer change(const Change& change) const noexcept;

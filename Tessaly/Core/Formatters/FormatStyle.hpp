@@ -47,8 +47,9 @@ class Date::FormatStyle {
         .minute(Field::twoDigits)
         .second(Field::twoDigits);
   }
-  /// "03:04 PM": the time to the minute. If `ProcessInfo` was given a system version before 15.0, the style also has
-  /// the day and the month: "01/02, 03:04 PM". Include FoundationExtensions/FormatStyle+Extensions.hpp.
+  /// "03:04 PM": the time to the minute. If the host replaces the system version of `ProcessInfo` by one before 15.0,
+  /// the style also has the day and the month: "01/02, 03:04 PM". Include
+  /// FoundationExtensions/FormatStyle+Extensions.hpp.
   template <typename Definition = detail::CompactDateTime>
   [[nodiscard]] static FormatStyle compactDateTime() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp");

@@ -36,7 +36,7 @@ class TimeZone {
   friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
 
   /// Replaces the current time zone for a scope, in all threads. Replacements end in the reverse order of their
-  /// construction, while no thread formats.
+  /// construction.
   ///
   /// Thread contract: thread-safe.
   ///

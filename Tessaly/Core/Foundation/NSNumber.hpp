@@ -53,8 +53,8 @@ class NSNumber {
 
   /// False for zero only.
   [[nodiscard]] constexpr bool boolValue() const noexcept { return isReal() ? real_ != 0 : integer_ != 0; }
-  /// The value truncated toward zero and wrapped to 64 bits. A real outside the range gives the nearest end of the
-  /// range. NaN gives 0.
+  /// The value truncated toward zero. An unsigned integer of 2^63 or more wraps to a negative number. A real outside
+  /// the range gives the nearest end of the range. NaN gives 0.
   [[nodiscard]] constexpr std::int64_t integerValue() const noexcept { return isReal() ? cut(real_) : integer_; }
   /// `integerValue`, wrapped to 16 bits.
   [[nodiscard]] constexpr std::int16_t shortValue() const noexcept { return static_cast<std::int16_t>(integerValue()); }

@@ -229,9 +229,9 @@ class SoleConsumer {
 
 /// The elements of two sequences, in the order in which they arrive.
 ///
-/// Nothing starts before the first `next()`. Then one child task for each base, without an isolation, fetches an
-/// element when the consumer asks, unless its last element was not taken yet. The sequence ends when both bases have
-/// ended.
+/// Nothing starts before the first `next()`. Then each base has one child task without an isolation. A child fetches
+/// its next element when the consumer asks and has taken the child's last element. The sequence ends when both bases
+/// have ended.
 ///
 /// At the first error the other base is cancelled. The elements that had arrived come first, then the error, then the
 /// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that had arrived are

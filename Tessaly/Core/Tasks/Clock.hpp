@@ -45,7 +45,7 @@ class TESSALY_EXPORT Clock {
 /// The function is called on the clock's own thread, with no lock held. It must not block or run code of the host. It
 /// may destroy the timer.
 ///
-/// Thread contract: thread-compatible; the clock synchronises while it is armed.
+/// Thread contract: thread-compatible. The clock synchronises an armed timer.
 ///
 ///     struct Alarm : ClockTimer {
 ///       Alarm() : ClockTimer([](ClockTimer&) noexcept { ring(); }) {}

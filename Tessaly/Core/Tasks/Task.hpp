@@ -132,9 +132,9 @@ class Task {
     return detail::sleepUntil(deadline, &clock);
   }
 
-  /// The same for microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. A negative time stops
-  /// the process, and so does a number of nanoseconds that does not fit in 64 bits without a sign. More than 292 years
-  /// last forever. Include FoundationExtensions/Task+Sleep.hpp.
+  /// Like `sleep`, for a number of microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. NaN,
+  /// a negative time, and 2^64 ns or more stop the process. More than 292 years last forever. Include
+  /// FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
                                                      Clock& clock = ContinuousClock::shared()) {

@@ -58,9 +58,10 @@ class Collator {
     return compare(left, right) < 0;
   }
 
-  /// Bytes that compare, with `std::string`'s order, as the text does. Keys of collators with different locales or
-  /// options, or of different versions of ICU, are not comparable, so do not store them.
-  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than one billion UTF-16 units.
+  /// The sort key of a text: bytes that `std::string` orders as `compare` orders the texts. Keys of collators with
+  /// different locales or options, or of different versions of ICU, are not comparable, so do not store them.
+  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, or 700 million UTF-16
+  /// units.
   [[nodiscard]] TESSALY_EXPORT std::string sortKey(std::string_view text) const;
 
  private:

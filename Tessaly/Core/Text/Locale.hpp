@@ -59,7 +59,7 @@ class Locale {
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
   /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Every call reads
-  /// the environment like `std::getenv`, so a change on another thread is a data race.
+  /// the environment like `std::getenv`.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static Locale current();

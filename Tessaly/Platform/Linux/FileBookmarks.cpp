@@ -33,8 +33,8 @@ struct Identity {
   std::int64_t born = 0;
 
   friend bool operator==(const Identity&, const Identity&) noexcept = default;
-  /// Whether both are the same file, ignoring the number of the volume, which may change when the system starts. The
-  /// time of creation distinguishes files that had the same inode number.
+  /// Whether both are the same file of a volume whose number has changed, as it may when the system starts. The time of
+  /// creation distinguishes files that had the same inode number.
   [[nodiscard]] bool isOfRenumberedVolume(const Identity& other) const noexcept {
     return device != other.device && inode == other.inode && born == other.born && born != 0;
   }

@@ -52,8 +52,8 @@ class TESSALY_EXPORT JournalLogSink {
     if (phase_.load(std::memory_order_relaxed) != Phase::awake) wakeThread(record.time);
   }
 
-  /// Waits until the thread has tried to send every record appended so far, for at most `limit`. Returns at once if
-  /// nothing is sent.
+  /// Waits until the thread has tried to send every record appended so far, for at most `limit`. Returns at once if the
+  /// thread was never started, and in the child of a fork.
   void flush(std::chrono::nanoseconds limit) noexcept;
 
   [[nodiscard]] JournalStatus status() const noexcept;

@@ -44,14 +44,14 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// Empty when there is no place for settings: then they are in memory only.
     std::string folder;
     Opening opening = Opening::forUse;
-    /// Every delay and every wait is measured with it. It must outlive the store. A store that is released while
-    /// observers are notified of another process's change ends on their thread afterwards.
+    /// The clock of all delays and waits. It must outlive the store. If the host releases the store during a
+    /// notification of another process's change, the store ends later on the notifying thread.
     Clock& clock = ContinuousClock::shared();
-    /// The system calls on files; the system's own without one. It must outlive the store as the clock does.
+    /// The system calls on files. Null means the system's own. It must outlive the store as the clock does.
     detail::SettingsFileSystem* fileSystem = nullptr;
   };
 
-  /// From a write until a checkpoint holds it, at most.
+  /// The time from a write to its checkpoint, unless one is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
   /// A property list that is unreadable for this long counts as damaged; three times that for a store that has never
   /// read it.

@@ -20,8 +20,8 @@ namespace Tessaly::inline v1 {
 /// Follows NetworkManager's property `Metered`, the expense of the connection, on the system bus.
 ///
 /// The watch starts no service and waits for none. Answers arrive through the reactor at any time. The watch notices a
-/// daemon that starts, ends or restarts. After the bus has ended, only another call of `connectIfNeeded` connects
-/// again.
+/// daemon that starts, ends or restarts. After the connection to the bus has ended, only another call of
+/// `connectIfNeeded` connects again.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -41,8 +41,8 @@ void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
 /// Whether the file that is set aside keeps its own name, too.
 enum class SettingAside : std::uint8_t { move, keepBoth };
-/// Gives a file the first free name of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, made from
-/// the other path. The new path.
+/// Gives a file the first free name of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, with the
+/// stem and the extension of `as`. Returns the new path.
 [[nodiscard]] StoreResult<std::string> setAside(const std::string& path, const std::string& as, SettingAside manner,
                                                 SettingsFileSystem& files);
 

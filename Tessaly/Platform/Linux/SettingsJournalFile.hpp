@@ -74,8 +74,8 @@ class SettingsJournalFile {
 
   /// Makes a journal if the path has none. Does nothing if another process has just made one.
   [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
-  /// Puts another journal in the place of this one. This one is kept under a new name unless it is empty. Returns that
-  /// name, or the journal's own. Needs the exclusive lock.
+  /// Replaces this journal by another one. Keeps a journal that is not empty under a new name, and returns that name.
+  /// Otherwise returns the journal's own path. Needs the exclusive lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
   /// Makes this journal the old one and goes on with an empty one. Needs the exclusive lock.
   [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);

@@ -136,8 +136,8 @@ class SettingsStore {
     /// The keys that were written after it was begun.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether it names the position up to which its maker had read the former one, and the number of this process's
-    /// changes that its maker had read.
+    /// Whether this journal records how much of the former journal its maker had read. If so, the next two members say
+    /// how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
@@ -160,7 +160,7 @@ class SettingsStore {
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
   [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
-  /// After a write that succeeded: the values that could not be stored before are no reason to keep it in memory.
+  /// Tries to store the values that earlier writes could not store. Called after a write that succeeded.
   void storeOthers();
   void keepInMemory(std::span<const Edit> edits, const StoreProblem& problem) TESSALY_REQUIRES(lock_);
   [[nodiscard]] std::string encoded(std::string_view key, const std::optional<PropertyList>& value,

@@ -22,7 +22,7 @@ class NetworkBackend;
 ///
 /// `currentPath()` is correct at once. Updates begin after `start`; the first one has the path of that moment. A
 /// monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of the status
-/// or of the expense causes an update. A change of their sources alone does not.
+/// or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Both need the toolkit's loop, and the first
 /// one counts a route whose cable is disconnected.
@@ -54,8 +54,9 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   void start(OS_dispatch_queue queue);
   /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
-  /// Ends the updates. No call of the handler begins after this returns. Does not wait for a call that is running on
-  /// another thread. The handler may call this function. Later calls do nothing.
+  /// Ends the updates: the handler receives none that comes later. Does not wait for a call that another thread is
+  /// making or is about to make. On a serial queue no call begins after a cancellation there. The handler may call this
+  /// function. Later calls of `cancel` and `start` do nothing.
   void cancel() noexcept;
 
  private:

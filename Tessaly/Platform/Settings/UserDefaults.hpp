@@ -94,13 +94,13 @@ class TESSALY_EXPORT UserDefaults : public Object {
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
   /// A number that changes with each change of a value, and that no other store has had; 0 if the store does not count.
-  /// A value that was read is still current as long as the number is the one from before the reading. Takes a few
+  /// A value is current while `revision()` returns the number that it returned before the read. Takes a few
   /// nanoseconds.
   [[nodiscard]] virtual std::uint64_t revision() const noexcept;
 
  protected:
   UserDefaults() noexcept = default;
-  /// The same values under the keys that a store has for them: in ill-formed ones U+FFFD stands for each fault.
+  /// The values under well-formed keys: U+FFFD replaces each maximal ill-formed subsequence of a key.
   [[nodiscard]] static KeyedValues withWellFormedKeys(KeyedValues keyedValues);
 };
 

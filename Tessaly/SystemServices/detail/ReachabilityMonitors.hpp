@@ -79,9 +79,9 @@ class ResumeContinuation {
 TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor,
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 
-/// Yields a status for each change of the path or the setting, on any thread. A status takes its place in a queue
-/// before it is computed. So the last status is computed after the last change. A thread that finds another thread
-/// yielding leaves its status to that thread.
+/// Yields a status for each change of the path or the setting, on any thread. Each change reserves a place in a queue
+/// before its status is computed. So the last status is computed after the last change. A thread that finds another
+/// thread yielding leaves its status to that thread.
 class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}

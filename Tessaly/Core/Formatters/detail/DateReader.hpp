@@ -10,10 +10,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Understands dates as the formats of a locale write them.
+/// Parses dates as the formats of a locale write them.
 ///
-/// A strict text has the form that a formatter of this shape writes. That the formatter would write this very text is
-/// for the caller to check.
+/// A strict text has the form that a formatter of this shape writes. The caller must check that the formatter would
+/// write exactly this text.
 ///
 /// Thread contract: thread-compatible.
 class DateReader {

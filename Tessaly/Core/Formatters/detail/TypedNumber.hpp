@@ -34,12 +34,12 @@ struct TypedText {
 };
 
 /// Understands a number as people type it: with digits of every script, any minus sign or hyphen, white space around
-/// it, and separators of any language. A separator that occurs once, at the end, may be the decimal one. Several
+/// it, and separators of any language. The last separator may be the decimal one if it occurs only once. Several
 /// separators between groups of two or three digits group them. "1.234" has two readings. The first one follows the
 /// decimal separator of the locale.
 [[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);
 
-/// The text before a suffix, which may lack its white space and may occur twice.
+/// The text without the suffix at its end, even if the suffix lacks its white space or is repeated.
 [[nodiscard]] TESSALY_EXPORT std::string_view withoutSuffix(std::string_view text, std::string_view suffix);
 
 }  // namespace Tessaly::inline v1::detail

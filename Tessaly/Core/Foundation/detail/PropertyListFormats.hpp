@@ -13,8 +13,8 @@ namespace Tessaly::inline v1::detail {
 /// Each throws `PropertyListError`.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
-/// A property list that is a dictionary. Its keys are not compared with the other texts, which saves a third of the
-/// time for a large dictionary.
+/// Writes a dictionary as a property list. Its keys are not compared with the other texts to find duplicates, which
+/// saves a third of the time for a large dictionary.
 [[nodiscard]] TESSALY_EXPORT Data::Bytes writeBinaryPropertyList(const PropertyList::Dictionary& root);
 [[nodiscard]] PropertyList readXMLPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeXMLPropertyList(const PropertyList& value);

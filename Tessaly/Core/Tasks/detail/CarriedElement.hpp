@@ -12,16 +12,17 @@
 namespace Tessaly::inline v1::detail {
 
 /// An element on its way from producer to consumer. Moving it runs no code of the element and never throws, so queues
-/// of carried elements can change under a lock. An element that is not trivially copyable has a block of its own.
+/// of carried elements can change under a lock.
 ///
-/// Empty after a move. Trivially copyable elements cost nothing. Others cost a block from the pool of coroutine frames.
+/// A trivially copyable element costs nothing. Any other element has a block of its own from the pool of coroutine
+/// frames, and is empty after a move.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element,
           bool IsBytes = std::is_trivially_copyable_v<Element> && std::is_nothrow_move_constructible_v<Element>>
 class CarriedElement {
  public:
-  /// Passes on the exception of the element's move.
+  /// The move of a trivially copyable element throws nothing.
   explicit CarriedElement(Element&& element) : element_(std::move(element)) {}
 
   [[nodiscard]] Element& value() noexcept { return element_; }

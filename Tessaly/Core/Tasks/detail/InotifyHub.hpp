@@ -29,8 +29,8 @@ class TESSALY_EXPORT InotifyHub {
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
     /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
-    /// Whether later events may wait for 1 ms after a `wake`. A subscriber that receives an event for each call of its
-    /// own process avoids a wake-up of the hub's thread for each. The events wait only if all subscribers are patient.
+    /// Whether later events may wait for 1 ms after a `wake`. This saves wake-ups of the hub's thread if the process
+    /// itself causes many events. The events wait only if all subscribers are patient.
     [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 

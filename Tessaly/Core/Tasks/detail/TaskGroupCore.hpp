@@ -125,7 +125,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   std::atomic<std::uintptr_t> ended_{0};
   /// The collected children, in the order of their ends. Written by the task that takes them.
   std::atomic<TaskGroupLink*> ready_{nullptr};
-  /// From the beginning of a wait until the waiting task has taken its answer.
+  /// True from the beginning of a wait until the waiting task has taken its answer.
   std::atomic<bool> isAwaited_{false};
   std::atomic<bool> isCancelled_{false};
   /// No child is below this priority. It rises with the waiting parent. A wait visits the children only after a rise.

@@ -14,7 +14,7 @@ enum class TaskLocalCopies : std::uint8_t { ofTheCaller, none };
 
 /// One binding of a task-local value: a link of the current task's list, or, outside any task, of the thread's.
 ///
-/// Thread contract: thread-compatible; only its task or thread uses a list.
+/// Thread contract: thread-compatible. Only the task or thread of a list uses the list.
 class TESSALY_EXPORT TaskLocalBinding {
  public:
   explicit TaskLocalBinding(const void* key) noexcept : key_(key) {}

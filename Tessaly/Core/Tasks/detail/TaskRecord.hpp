@@ -220,7 +220,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// Ends the task at its turn without running more of its code. Waits for its group children, destroys its coroutines,
   /// and gives the tasks that await it a `CancellationError`. An executor calls it in place of `job.run()`.
   void discard() noexcept;
-  /// The executor for a task's move to a target: its owner's executor, if that takes its turns from the target.
+  /// The executor for a move of this task to `target`: its owner's executor if `target` is that executor's base,
+  /// otherwise `target`.
   [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
@@ -281,7 +282,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   std::atomic<std::uint32_t> references_{1};
   /// The newest of the tasks that wait for the completion, linked to the older ones, and three bits. Awaiting and
-  /// completing are one change each.
+  /// completing each change this word once.
   std::atomic<std::uintptr_t> word_{0};
   std::atomic<Executor*> executor_;
   std::coroutine_handle<> resumePoint_;

@@ -39,13 +39,13 @@ struct JournalHeader {
   std::uint64_t predecessor = 0;
   /// The property list that was current when the journal began.
   FileIdentity checkpoint = {};
-  /// Random in a journal that is made where none is, and handed on by each checkpoint: a journal of another lineage
-  /// need not hold what the former one held. 0 in journals of versions that did not know it.
+  /// A random number. A journal that begins from nothing has a new one, and each checkpoint hands it on. A journal with
+  /// another number may lack values of the former journal. 0 in journals of older versions.
   std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
-  /// Nothing if the bytes are not a header. A header of a later version has only its version. The checksum stands at
-  /// the same place in every version, so damage does not look like a later version.
+  /// The header in the bytes. Nothing if they are not a header. A header of a later version has only its version. The
+  /// checksum stands at the same place in every version, so damage does not look like a later version.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalHeader> from(std::string_view bytes) noexcept;
 };
 
@@ -121,8 +121,8 @@ class JournalReader {
   /// The bytes begin where a record may begin: behind the header, or where the last reader stopped.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
-  /// The next record, whose texts refer to the bytes; nothing if no whole record is left. A record of which only the
-  /// length is damaged is whole.
+  /// The next record, whose texts refer to the bytes; nothing if no whole record is left. A record with damage only in
+  /// its length counts as whole.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
   /// Behind the last whole record. A process may still be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
