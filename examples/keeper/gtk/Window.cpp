@@ -73,10 +73,10 @@ GtkWidget* Window::makeList() {
   columns_ = gtk_column_view_new(GTK_SELECTION_MODEL(selection_));
   gtk_widget_add_css_class(columns_, "data-table");
   describe(columns_, Word::files);
-  addColumn(Word::name, nameOf, false);
-  addColumn(Word::size, sizeOf, true);
-  addColumn(Word::kind, kindOf, false);
-  addColumn(Word::modified, dateOf, false);
+  addNames();
+  addColumn(Word::size, sizeOf, 12);
+  addColumn(Word::kind, kindOf, 24);
+  addColumn(Word::modified, dateOf, 18);
   GtkWidget* scroller = gtk_scrolled_window_new();
   gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), columns_);
   gtk_widget_set_hexpand(scroller, TRUE);
@@ -121,20 +121,43 @@ GtkWidget* Window::makeBottom() {
   return bottom;
 }
 
-void Window::addColumn(Word title, std::string (*text)(const File&), bool isNumber) {
-  GtkListItemFactory* factory = Gtk4::rowFactory<FilePointer>(
-      [title, isNumber] {
-        GtkWidget* label = gtk_label_new(nullptr);
-        gtk_label_set_xalign(GTK_LABEL(label), isNumber ? 1 : 0);
-        if (title == Word::name) gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
-        return label;
-      },
-      [text](GtkWidget* label, const FilePointer& file) { gtk_label_set_text(GTK_LABEL(label), text(*file).c_str()); });
-  GtkColumnViewColumn* column = gtk_column_view_column_new(keeper::text(title), factory);
+void Window::addNames() {
+  GtkColumnViewColumn* column =
+      addColumn(Word::name, Gtk4::rowFactory<FilePointer>(
+                                [] {
+                                  GtkWidget* label = gtk_label_new(nullptr);
+                                  gtk_label_set_xalign(GTK_LABEL(label), 0);
+                                  gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
+                                  return label;
+                                },
+                                [](GtkWidget* label, const FilePointer& file) {
+                                  gtk_label_set_text(GTK_LABEL(label), nameOf(*file).c_str());
+                                }));
+  gtk_column_view_column_set_expand(column, TRUE);
+}
+
+void Window::addColumn(Word title, std::string (*text)(const File&), unsigned characters) {
+  // An inscription has a size that does not depend on its text. A label would be measured for each new text.
+  addColumn(title, Gtk4::rowFactory<FilePointer>(
+                       [title, characters] {
+                         GtkWidget* cell = gtk_inscription_new(nullptr);
+                         auto* inscription = GTK_INSCRIPTION(cell);
+                         gtk_inscription_set_min_chars(inscription, characters);
+                         gtk_inscription_set_xalign(inscription, title == Word::size ? 1 : 0);
+                         gtk_inscription_set_text_overflow(inscription, GTK_INSCRIPTION_OVERFLOW_ELLIPSIZE_MIDDLE);
+                         return cell;
+                       },
+                       [text](GtkWidget* cell, const FilePointer& file) {
+                         gtk_inscription_set_text(GTK_INSCRIPTION(cell), text(*file).c_str());
+                       }));
+}
+
+GtkColumnViewColumn* Window::addColumn(Word title, GtkListItemFactory* cells) {
+  GtkColumnViewColumn* column = gtk_column_view_column_new(text(title), cells);
   gtk_column_view_column_set_resizable(column, TRUE);
-  gtk_column_view_column_set_expand(column, title == Word::name);
   gtk_column_view_append_column(GTK_COLUMN_VIEW(columns_), column);
-  g_object_unref(column);
+  g_object_unref(column);  // The view holds it.
+  return column;
 }
 
 GtkWidget* Window::addButton(GtkWidget* box, Word label, Action action) {

@@ -31,7 +31,10 @@ class Window {
   GtkWidget* makeList();
   GtkWidget* makeSections();
   GtkWidget* makeBottom();
-  void addColumn(Word title, std::string (*text)(const File&), bool isNumber);
+  void addNames();
+  /// Adds a column with room for so many characters.
+  void addColumn(Word title, std::string (*text)(const File&), unsigned characters);
+  GtkColumnViewColumn* addColumn(Word title, GtkListItemFactory* cells);
   GtkWidget* addButton(GtkWidget* box, Word label, Action action);
   void addShortcut(const char* trigger, Action action);
   void follow();
