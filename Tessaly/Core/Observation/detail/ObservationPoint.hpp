@@ -60,13 +60,14 @@ class TESSALY_EXPORT ObservationPoint {
   void recordAccess() {
     if (currentAccessList != nullptr) currentAccessList->add(*this, version());
   }
-  /// Before the value changes: calls the trackings that wait for that.
-  [[gnu::always_inline]] void willChange() noexcept {
+  /// Before the value changes: calls the trackings that wait for that. A call, as is the next, so that an assignment to
+  /// a property that is not tracked stays short enough to be inlined.
+  [[gnu::noinline]] void willChange() noexcept {
     Version last = 0;
     if (word_.beginChange(last)) callBeforeChange(last);
   }
   /// After the value changed: calls the observers, and the trackings that read the value during the change.
-  [[gnu::always_inline]] void didChange() noexcept {
+  [[gnu::noinline]] void didChange() noexcept {
     Version last = 0;
     if (word_.endChange(last)) return callAfterChange(last);
     if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atEnd(last));
