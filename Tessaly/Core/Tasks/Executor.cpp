@@ -8,7 +8,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Hands a job that an executor runs on the timers' thread to the global executor.
+/// Hands a job that an executor runs on a thread that serves timers to the global executor.
 void runElsewhere(Job& job) noexcept {
   detail::ThreadState& state = detail::threadState;
   if (state.isForwarding) {

@@ -36,7 +36,7 @@ class Job {
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
-  /// Runs the work. Called once for each `enqueue`. On the thread that serves timers, it passes the job to the global
+  /// Runs the work. Called once for each `enqueue`. On a thread that serves timers, it passes the job to the global
   /// executor instead.
   TESSALY_EXPORT void run() noexcept;
 
@@ -142,7 +142,7 @@ struct JobFamily {
 /// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
 /// `enqueue`, as the example does. Such an executor isolates nothing. Its jobs run at the same time, on any thread that
 /// ends a wait, and each one uses the stack of the code that enqueued it. A task that waits often needs an executor
-/// that queues. The global executor must queue: it receives the jobs that would run on the thread that serves timers,
+/// that queues. The global executor must queue: it receives the jobs that would run on a thread that serves timers,
 /// and running one there stops the process.
 ///
 /// Thread contract: thread-safe.

@@ -14,6 +14,7 @@
 #include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 #include "Tessaly/Core/Tasks/SerialExecutor.hpp"
+#include "Tessaly/Core/Tasks/detail/EventThread.hpp"
 #include "Tessaly/Core/Tasks/detail/PriorityLevel.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
@@ -21,6 +22,7 @@ namespace Tessaly::inline v1 {
 
 constinit std::atomic<Executor*> GlobalExecutor::current_{nullptr};
 
+namespace detail {
 namespace {
 
 unsigned usableCores() {
@@ -29,26 +31,28 @@ unsigned usableCores() {
   return static_cast<unsigned>(CPU_COUNT(&cores));
 }
 
+}  // namespace
+
 class Pool final : public Executor {
  public:
   /// On a single core a thread that spins only delays the thread that could enqueue a job.
   explicit Pool(unsigned threads) : pausesBeforeSleeping_(threads > 1 ? 300 : 0) {
     for (unsigned i = 0; i < threads; ++i) {
-      detail::startLibraryThread("tessaly-pool", [this] { work(); });
+      startLibraryThread("tessaly-pool", [this] { runJobs<&Pool::take>(take()); });
     }
   }
 
   void enqueue(Job& job) noexcept override {
-    detail::stopIfForkedChild();
+    stopIfForkedChild();
     lock_.lock();
-    push(job, detail::levelOf(job.priority()));
+    push(job, levelOf(job.priority()));
     unlockAndWake();
   }
 
   void enqueueInFamily(Job& job, JobFamily& family) noexcept override {
-    detail::stopIfForkedChild();
+    stopIfForkedChild();
     lock_.lock();
-    pushInFamily(job, family, detail::levelOf(job.priority()));
+    pushInFamily(job, family, levelOf(job.priority()));
     unlockAndWake();
   }
 
@@ -56,7 +60,27 @@ class Pool final : public Executor {
     UnfairLock::Guard guard(lock_);
     if (job.level < 0) return;
     remove(job);
-    push(job, detail::levelOf(job.priority()));
+    push(job, levelOf(job.priority()));
+  }
+
+  /// Counts a thread that serves events among those that find a job by themselves.
+  void beginServing() {
+    UnfairLock::Guard guard(lock_);
+    ++spinners_;
+  }
+  void endServing() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    lock_.lock();
+    --spinners_;
+    if (count_ == 0 || sleepers_ == 0 || isLent_) {
+      unlockAndWake();
+      return;
+    }
+    // The sleeping thread stays asleep, and no longer counts among those that may be woken.
+    isLent_ = true;
+    --sleepers_;
+    Job* const job = pop();
+    lock_.unlock();
+    runJobs<&Pool::takeOrLeave>(job);
   }
 
  private:
@@ -135,12 +159,12 @@ class Pool final : public Executor {
   }
 
   static constexpr unsigned bitOfJobs(unsigned level) { return 1u << level; }
-  static constexpr unsigned bitOfFamilies(unsigned level) { return 1u << (level + detail::priorityLevelCount); }
+  static constexpr unsigned bitOfFamilies(unsigned level) { return 1u << (level + priorityLevelCount); }
   [[nodiscard]] unsigned filled() const { return filled_.load(std::memory_order_relaxed); }
   void setFilled(unsigned filled) TESSALY_REQUIRES(lock_) { filled_.store(filled, std::memory_order_relaxed); }
   /// The levels at which something waits.
   static constexpr unsigned levelsOf(unsigned filled) {
-    return (filled | filled >> detail::priorityLevelCount) & (bitOfFamilies(0) - 1);
+    return (filled | filled >> priorityLevelCount) & (bitOfFamilies(0) - 1);
   }
 
   static constexpr unsigned highestOf(unsigned levels) { return static_cast<unsigned>(std::bit_width(levels) - 1); }
@@ -168,7 +192,7 @@ class Pool final : public Executor {
 
   void wakeOne() {
     wakeUps_.fetch_add(1, std::memory_order_release);
-    detail::futexWake(wakeUps_, 1);
+    futexWake(wakeUps_, 1);
   }
 
   void sleepUntilWoken() {
@@ -177,23 +201,27 @@ class Pool final : public Executor {
       while (wakeUps > 0) {
         if (wakeUps_.compare_exchange_weak(wakeUps, wakeUps - 1, std::memory_order_acquire)) return;
       }
-      detail::futexWait(wakeUps_, 0);
+      futexWait(wakeUps_, 0);
     }
   }
 
-  [[noreturn]] void work() {
-    detail::ThreadState& state = detail::threadState;
+  /// Runs a job and those that `next` gives, until it gives none.
+  template <Job* (Pool::*next)()>
+  void runJobs(Job* job) {
+    ThreadState& state = threadState;
     state.isPoolWorker = true;
     state.mayHandOver = true;
-    for (Job* job = take();;) {
+    while (job != nullptr) {
       job->runInScope();
       if (state.executor != nullptr) SerialExecutor::leaveCurrent();
       if (state.traded == nullptr) {
-        job = take();
+        job = (this->*next)();
       } else {
         job = trade(*std::exchange(state.traded, nullptr), state.tradedFamily);
       }
     }
+    state.isPoolWorker = false;
+    state.mayHandOver = false;
   }
 
   /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
@@ -203,17 +231,17 @@ class Pool final : public Executor {
     if (family != nullptr) return tradeInFamily(job, *family);
     UnfairLock::Guard guard(lock_);
     // Read under the lock, as everywhere: a raise that comes too early to find the job in the queue is seen here.
-    const unsigned level = detail::levelOf(job.priority());
+    const unsigned level = levelOf(job.priority());
     if (filled() >> level == 0) return &job;
     push(job, level);
     return pop();
   }
   /// The same for a job that only its family and higher levels go before.
   Job* tradeInFamily(Job& job, JobFamily& family) {
-    const unsigned higher = levelsOf(filled()) >> (detail::levelOf(job.priority()) + 1);
+    const unsigned higher = levelsOf(filled()) >> (levelOf(job.priority()) + 1);
     if (higher == 0 && !family.isWaiting.load(std::memory_order_relaxed)) return &job;
     UnfairLock::Guard guard(lock_);
-    pushInFamily(job, family, detail::levelOf(job.priority()));
+    pushInFamily(job, family, levelOf(job.priority()));
     return pop();
   }
 
@@ -226,6 +254,17 @@ class Pool final : public Executor {
     return job;
   }
 
+  /// The next job for the lent thread. If none waits, the thread gives its place back to the one that sleeps.
+  Job* takeOrLeave() {
+    UnfairLock::Guard guard(lock_);
+    Job* const job = pop();
+    if (job == nullptr) {
+      isLent_ = false;
+      ++sleepers_;
+    }
+    return job;
+  }
+
   /// Spins shortly before it sleeps. Releases the lock.
   [[gnu::noinline]] Job* waitForJob() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     Job* job = nullptr;
@@ -233,7 +272,7 @@ class Pool final : public Executor {
       ++spinners_;
       lock_.unlock();
       for (int pauses = 0; pauses < pausesBeforeSleeping_ && filled() == 0; ++pauses) {
-        detail::pauseProcessor();
+        pauseProcessor();
       }
       lock_.lock();
       --spinners_;
@@ -257,25 +296,49 @@ class Pool final : public Executor {
   const int pausesBeforeSleeping_;
   UnfairLock lock_;
   /// For each level the single jobs, the oldest first, and the families, the newest first.
-  std::array<JobList, detail::priorityLevelCount> jobs_ TESSALY_GUARDED_BY(lock_);
-  std::array<detail::LinkedNodes<JobFamily>, detail::priorityLevelCount> families_ TESSALY_GUARDED_BY(lock_);
+  std::array<JobList, priorityLevelCount> jobs_ TESSALY_GUARDED_BY(lock_);
+  std::array<LinkedNodes<JobFamily>, priorityLevelCount> families_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t turn_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned count_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;
+  /// Whether a thread that waits for events runs jobs now, in the place of a sleeping thread. The other one keeps
+  /// waiting for events.
+  bool isLent_ TESSALY_GUARDED_BY(lock_) = false;
   /// The levels at which jobs or families wait. Written under the lock, read without it. Threads that spin stay off the
   /// lock's cache line.
   alignas(64) std::atomic<unsigned> filled_{0};
   alignas(64) std::atomic<std::uint32_t> wakeUps_{0};
 };
 
+namespace {
+
+/// The pool, unless the host installed an executor of its own.
+constinit std::atomic<Pool*> ownPool{nullptr};
+
 }  // namespace
+
+void EventThread::beginServing() noexcept {
+  threadState.servesTimers = true;
+  pool_ = ownPool.load(std::memory_order_acquire);
+  if (pool_ != nullptr) pool_->beginServing();
+}
+
+void EventThread::endServing() noexcept {
+  threadState.servesTimers = false;
+  if (pool_ != nullptr) pool_->endServing();
+}
+
+}  // namespace detail
 
 Executor& GlobalExecutor::make() noexcept {
   // Every thread that comes here at once waits for the one that makes the pool, unless the host installed its own.
   Executor& pool = detail::madeOnce<[] {
     Executor* installed = current_.load(std::memory_order_acquire);
-    return installed != nullptr ? installed : new Pool(usableCores());
+    if (installed != nullptr) return installed;
+    auto* const pool = new detail::Pool(detail::usableCores());
+    detail::ownPool.store(pool, std::memory_order_release);
+    return static_cast<Executor*>(pool);
   }>();
   Executor* expected = nullptr;
   current_.compare_exchange_strong(expected, &pool, std::memory_order_acq_rel);

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <latch>
 #include <memory>
@@ -86,6 +88,21 @@ TEST(ContinuousClock, AnEarlierTimerIsNotKeptWaitingByALaterOne) {
   earlier.fired.wait();
   EXPECT_TRUE(ContinuousClock::shared().remove(later));
   EXPECT_FALSE(ContinuousClock::shared().remove(later));
+}
+
+TEST(ContinuousClock, ARemovedFirstTimerDelaysNoOther) {
+  for (int i = 0; i < Tests::repetitions(100); ++i) {
+    Timer removed;
+    Timer next;
+    const auto now = ContinuousClock::shared().now();
+    removed.setDeadline(now + std::chrono::microseconds(i));
+    next.setDeadline(now + std::chrono::microseconds(i + 20));
+    ContinuousClock::shared().add(removed);
+    ContinuousClock::shared().remove(removed);
+    ContinuousClock::shared().add(next);
+    next.fired.wait();
+    EXPECT_GE(ContinuousClock::shared().now(), next.deadline());
+  }
 }
 
 TEST(ContinuousClock, ManySleepersAllWake) {
@@ -208,6 +225,64 @@ TEST(DescriptorSource, NeverRunsAfterCancelHasReturned) {
     source->cancel();
     isAlive.reset();
   }
+}
+
+void fireTimer(std::chrono::nanoseconds delay) {
+  Timer timer;
+  timer.setDeadline(ContinuousClock::shared().now() + delay);
+  ContinuousClock::shared().add(timer);
+  timer.fired.wait();
+}
+
+TEST(DescriptorSource, TimersFireWhileItsFunctionsBlock) {
+  for (int i = 0; i < Tests::repetitions(30); ++i) {
+    fireTimer(500us);  // The threads of the pool sleep by then.
+    const std::array<SocketPair, 3> pairs;
+    std::latch arrived(1);
+    std::latch end(1);
+    std::vector<std::shared_ptr<detail::DescriptorSource>> sources;
+    for (const SocketPair& pair : pairs) {
+      sources.push_back(detail::DescriptorSource::make(pair.descriptor(), GlobalExecutor::shared(), [&] {
+        static_cast<void>(pair.receiveAll());
+        if (&pair == pairs.data()) arrived.count_down();
+        end.wait();
+      }));
+    }
+    pairs[0].send('x');
+    arrived.wait();
+    pairs[1].send('x');
+    pairs[2].send('x');
+    fireTimer(100us);
+    end.count_down();
+    for (const auto& source : sources) source->cancel();
+  }
+}
+
+TEST(DescriptorSource, ItsFunctionsRunOnNoMoreThreadsThanThePoolHas) {
+  cpu_set_t cores;
+  ASSERT_EQ(::sched_getaffinity(0, sizeof(cores), &cores), 0);
+  const std::array<SocketPair, 8> pairs;
+  std::atomic<int> running = 0;
+  std::atomic<int> maximum = 0;
+  std::latch all(static_cast<std::ptrdiff_t>(pairs.size()) * 50);
+  std::vector<std::shared_ptr<detail::DescriptorSource>> sources;
+  for (const SocketPair& pair : pairs) {
+    sources.push_back(detail::DescriptorSource::make(pair.descriptor(), GlobalExecutor::shared(), [&] {
+      const int now = running.fetch_add(1) + 1;
+      for (int seen = maximum; seen < now && !maximum.compare_exchange_weak(seen, now);) {
+      }
+      const int received = pair.receiveAll();
+      std::this_thread::yield();
+      running.fetch_sub(1);
+      all.count_down(received);
+    }));
+  }
+  for (int i = 0; i < 50; ++i) {
+    for (const SocketPair& pair : pairs) pair.send('x');
+  }
+  all.wait();
+  for (const auto& source : sources) source->cancel();
+  EXPECT_LE(maximum, CPU_COUNT(&cores));
 }
 
 TEST(DescriptorSource, MayCancelItselfAndBeDroppedFromItsOwnFunction) {

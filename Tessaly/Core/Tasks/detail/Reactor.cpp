@@ -8,9 +8,11 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <span>
 #include <string>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -19,7 +21,7 @@
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
-#include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
+#include "Tessaly/Core/Tasks/detail/EventThread.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -66,16 +68,18 @@ bool Reactor::start() noexcept {
 }
 
 Reactor::Reactor(int epoll, int timer) : epoll_(epoll), timerDescriptor_(timer) {
-  epoll_event event{.events = EPOLLIN, .data = {.u64 = timerKey}};
+  // Each expiration gives one event, without a read that would make the descriptor unreadable.
+  epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.u64 = timerKey}};
   ::epoll_ctl(epoll_, EPOLL_CTL_ADD, timerDescriptor_, &event);
-  startLibraryThread("tessaly-reactor", [this] { work(); });
+  // The kernel gives an event to the thread that began to wait last. While that one runs a job, the other one waits.
+  for (int i = 0; i < 2; ++i) startLibraryThread("tessaly-reactor", [this] { work(); });
 }
 
 void Reactor::add(ClockTimer& timer) {
   stopIfForkedChild();
   UnfairLock::Guard guard(lock_);
   timers_.add(timer);
-  if (timers_.first() == &timer) rearm();
+  rearm();
 }
 
 bool Reactor::remove(ClockTimer& timer) noexcept {
@@ -84,8 +88,10 @@ bool Reactor::remove(ClockTimer& timer) noexcept {
 }
 
 void Reactor::rearm() {
+  if (timers_.first()->deadline() >= wakesAt_) return;
+  wakesAt_ = timers_.first()->deadline();
   // The descriptor counts an unset time as "off", so a deadline of zero or below becomes the first nanosecond.
-  const auto deadline = std::max<std::int64_t>(timers_.first()->deadline().count(), 1);
+  const auto deadline = std::max<std::int64_t>(wakesAt_.count(), 1);
   itimerspec setting{};
   setting.it_value.tv_sec = deadline / 1'000'000'000;
   setting.it_value.tv_nsec = deadline % 1'000'000'000;
@@ -93,17 +99,21 @@ void Reactor::rearm() {
 }
 
 void Reactor::fireDueTimers() {
-  std::uint64_t expirations = 0;
-  [[maybe_unused]] const ssize_t size = ::read(timerDescriptor_, &expirations, sizeof(expirations));
+  {
+    // Two threads would fire timers out of order. The one that fires looks for due timers once more before it ends.
+    UnfairLock::Guard guard(lock_);
+    if (std::exchange(isFiring_, true)) return;
+  }
   for (;;) {
     ClockTimer* due = nullptr;
     {
       // The thread that takes the timer out of the heap resumes its owner: here or in `remove`, never both.
       UnfairLock::Guard guard(lock_);
       due = timers_.first();
-      if (due == nullptr) return;
-      if (due->deadline() > ContinuousClock::shared().now()) {
-        rearm();
+      if (due == nullptr || due->deadline() > ContinuousClock::shared().now()) {
+        isFiring_ = false;
+        wakesAt_ = Clock::Instant::max();
+        if (due != nullptr) rearm();
         return;
       }
       timers_.remove(*due);
@@ -113,25 +123,29 @@ void Reactor::fireDueTimers() {
 }
 
 void Reactor::work() {
-  threadState.servesTimers = true;
+  EventThread thread;
   std::array<epoll_event, 64> events;
   for (;;) {
     const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), -1);
-    for (int i = 0; i < count; ++i) {
-      const std::uint64_t key = events[static_cast<std::size_t>(i)].data.u64;
-      if (key == timerKey) {
-        fireDueTimers();
-        continue;
-      }
-      std::shared_ptr<DescriptorSource> source;
-      {
-        Sources& sources = Sources::shared();
-        UnfairLock::Guard guard(sources.lock);
-        if (const auto found = sources.byKey.find(key); found != sources.byKey.end()) source = found->second.lock();
-      }
-      if (source != nullptr) source->becameReadable(std::move(source));
-    }
+    if (count <= 0) continue;
+    thread.beginServing();
+    for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(count))) serve(event.data.u64);
+    thread.endServing();
   }
+}
+
+void Reactor::serve(std::uint64_t key) {
+  if (key == timerKey) {
+    fireDueTimers();
+    return;
+  }
+  std::shared_ptr<DescriptorSource> source;
+  {
+    Sources& sources = Sources::shared();
+    UnfairLock::Guard guard(sources.lock);
+    if (const auto found = sources.byKey.find(key); found != sources.byKey.end()) source = found->second.lock();
+  }
+  if (source != nullptr) source->becameReadable(std::move(source));
 }
 
 DescriptorSource::Delivery::Delivery(DescriptorSource& owner) noexcept

@@ -13,8 +13,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The one thread that waits for timers and descriptors, started on first need. No host code runs on it: it resumes
-/// tasks on their executors and enqueues jobs.
+/// The two threads that wait for timers and descriptors, started on first need. Serving an event runs no host code: it
+/// resumes tasks on their executors and enqueues jobs. A thread that has served may then run these jobs in the place of
+/// a thread of the pool that sleeps (see `EventThread`), while the other one waits for events.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
@@ -32,11 +33,17 @@ class TESSALY_EXPORT Reactor {
 
   Reactor(int epoll, int timer);
   [[noreturn]] void work();
+  void serve(std::uint64_t key);
   void fireDueTimers();
+  /// Sets the timer descriptor for the first timer, unless the descriptor wakes a thread by then anyway.
   void rearm() TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
   TimerHeap timers_ TESSALY_GUARDED_BY(lock_);
+  /// The instant at which the timer descriptor wakes a thread. The timer for which it was set may be gone.
+  Clock::Instant wakesAt_ TESSALY_GUARDED_BY(lock_) = Clock::Instant::max();
+  /// Whether a thread fires timers now.
+  bool isFiring_ TESSALY_GUARDED_BY(lock_) = false;
   const int epoll_;
   const int timerDescriptor_;
 };

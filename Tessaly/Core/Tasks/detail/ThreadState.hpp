@@ -47,11 +47,11 @@ struct RunningJob {
 
 /// The runtime's state of a thread. One small block in static thread-local storage: reading it is one instruction.
 struct ThreadState : RunningJob {
-  /// Whether this is a thread of the global pool.
+  /// Whether the thread runs the jobs of the global pool.
   bool isPoolWorker;
   /// Whether this is a thread of `runBlocking`.
   bool isBlockingThread;
-  /// Whether this is the thread that serves timers and descriptors. Jobs never run on it.
+  /// Whether the thread serves timers and descriptors now. Jobs do not run on it meanwhile.
   bool servesTimers;
   /// Whether the thread that serves timers is handing a job to the global executor.
   bool isForwarding;

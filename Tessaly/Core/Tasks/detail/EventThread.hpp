@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace Tessaly::inline v1::detail {
+
+class Pool;
+
+/// A thread that waits for events, as the global pool sees it. After serving events, the thread itself runs the jobs
+/// that it enqueued, so that one wake-up leads from an event to a coroutine.
+///
+/// At most one such thread runs jobs, and only in the place of a thread of the pool that sleeps. The pool therefore
+/// never runs more jobs at once than it has threads. Without the library's pool the thread only serves.
+///
+/// Thread contract: thread-compatible; lives on the stack of its thread.
+class EventThread {
+ public:
+  /// Between the two calls no job runs on the thread. The pool wakes no other thread for the first job that is enqueued
+  /// meanwhile.
+  void beginServing() noexcept;
+  /// Runs jobs until none waits, or wakes a thread of the pool if this one may not.
+  void endServing() noexcept;
+
+ private:
+  Pool* pool_ = nullptr;
+};
+
+}  // namespace Tessaly::inline v1::detail
