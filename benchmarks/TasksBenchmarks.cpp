@@ -221,7 +221,8 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
   facility.row("visit the main thread from the pool", roundTrips)
       .ours(onPool(visitMain))
       .peer("asio::post to io_context", [] { return AsioPeers::mainRoundTrip(roundTrips); })
-      .peer("GLib idle source", [] { return GLibPeers::mainRoundTrip(roundTrips); });
+      .peer("GLib idle source", [] { return GLibPeers::mainRoundTrip(roundTrips); })
+      .peer("bare futexes, two threads", [] { return KernelPeers::wakeEachOther(roundTrips); });
 
   facility.row("cancellation handler around an Async", handlers)
       .ours([] { syncWait(addAndRemoveHandlers()); })
@@ -253,6 +254,10 @@ const Facility tasksFacility("Tasks", [](Facility& facility) {
       .peer("bare epoll_wait thread", [] { return KernelPeers::waitInEpoll(rings); });
 
   facility.row("sleep of 50 us", sleeps).ours([] { syncWait(sleepRepeatedly()); }).peer("asio::steady_timer", [] {
+    return AsioPeers::timerExpired(sleeps, sleepMicroseconds);
+  });
+
+  facility.row("sleep of 50 us, on the pool", sleeps).ours(onPool(sleepRepeatedly)).peer("asio::steady_timer", [] {
     return AsioPeers::timerExpired(sleeps, sleepMicroseconds);
   });
 });

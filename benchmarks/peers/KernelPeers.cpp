@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "KernelPeers.hpp"
 
+#include <linux/futex.h>
 #include <sys/epoll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <stop_token>
@@ -48,7 +52,62 @@ class Waiter {
   std::jthread thread_;
 };
 
+/// A count in which one thread sleeps until another one has raised it.
+class Turns {
+ public:
+  void wait(std::uint32_t after) {
+    while (count_.load(std::memory_order_acquire) == after) call(FUTEX_WAIT_PRIVATE, after);
+  }
+  void raise() {
+    count_.fetch_add(1, std::memory_order_release);
+    call(FUTEX_WAKE_PRIVATE, 1);
+  }
+
+ private:
+  void call(int operation, std::uint32_t value) {
+    ::syscall(SYS_futex, &count_, operation, value, nullptr, nullptr, 0);
+  }
+
+  std::atomic<std::uint32_t> count_{0};
+};
+
+class Partner {
+ public:
+  Partner() : thread_([this](const std::stop_token& stop) { serve(stop); }) {}
+  Partner(const Partner&) = delete;
+  Partner& operator=(const Partner&) = delete;
+  ~Partner() {
+    thread_.request_stop();
+    questions_.raise();
+  }
+
+  void visit() {
+    questions_.raise();
+    answers_.wait(visits_++);
+  }
+
+ private:
+  void serve(const std::stop_token& stop) {
+    for (std::uint32_t served = 0;; ++served) {
+      questions_.wait(served);
+      if (stop.stop_requested()) return;
+      answers_.raise();
+    }
+  }
+
+  Turns questions_;
+  Turns answers_;
+  std::uint32_t visits_ = 0;
+  std::jthread thread_;
+};
+
 }  // namespace
+
+Batch wakeEachOther(int count) {
+  return [count, partner = std::make_shared<Partner>()] {
+    for (int i = 0; i < count; ++i) partner->visit();
+  };
+}
 
 Batch waitInEpoll(int count) {
   return [count, waiter = std::make_shared<Waiter>()] {
