@@ -5,12 +5,12 @@
 
 #include "Tessaly/Concurrency/Mutex.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/ByteCountFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/DateComponentsFormatter.hpp"
 #include "Tessaly/Core/Formatters/NumberFormatter.hpp"
 #include "Tessaly/Core/Foundation/NSNumber.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 
 namespace Tessaly::inline v1::FormattingService {
 namespace {

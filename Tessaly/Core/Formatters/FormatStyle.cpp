@@ -11,7 +11,7 @@
 #include <memory>
 #include <string_view>
 
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 

@@ -9,8 +9,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/detail/DateWriter.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 
 namespace Tessaly::inline v1 {

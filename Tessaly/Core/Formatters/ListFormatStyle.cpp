@@ -8,8 +8,8 @@
 #include <memory>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 

@@ -12,11 +12,11 @@
 #include <optional>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/detail/TypedNumber.hpp"
 #include "Tessaly/Core/Text/CaseMapping.hpp"
 #include "Tessaly/Core/Text/Characters.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 
 namespace Tessaly::inline v1::detail {

@@ -15,9 +15,9 @@
 #include <optional>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/detail/DecimalWriter.hpp"
 #include "Tessaly/Core/Formatters/detail/PluralCategories.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 

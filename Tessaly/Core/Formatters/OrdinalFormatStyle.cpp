@@ -7,7 +7,7 @@
 #include <array>
 #include <memory>
 
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/detail/PluralCategories.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 
 namespace Tessaly::inline v1 {

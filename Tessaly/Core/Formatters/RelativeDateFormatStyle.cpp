@@ -12,9 +12,9 @@
 #include <memory>
 #include <utility>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Formatters/detail/NumberText.hpp"
 #include "Tessaly/Core/Formatters/detail/PluralCategories.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 

@@ -11,8 +11,8 @@
 #include <memory>
 #include <ostream>
 
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {

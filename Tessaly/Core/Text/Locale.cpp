@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <ostream>
 
-#include "Tessaly/Core/Text/detail/PerThread.hpp"
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
