@@ -5,13 +5,8 @@
 #include <concepts>
 #include <memory>
 #include <type_traits>
-#include <unordered_set>
-#include <utility>
 
-#include "Tessaly/Concurrency/Mutex.hpp"
-#include "Tessaly/Concurrency/detail/IdentifiedContinuation.hpp"
-#include "Tessaly/Concurrency/detail/IgnoreLeak.hpp"
-#include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Concurrency/detail/Listeners.hpp"
 #include "Tessaly/Core/Foundation/UUID.hpp"
 #include "Tessaly/Core/Tasks/AsyncStream.hpp"
 
@@ -43,29 +38,23 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
   AsyncStreams(const AsyncStreams&) = delete;
   AsyncStreams& operator=(const AsyncStreams&) = delete;
   /// Ends every listener's stream.
-  ~AsyncStreams() {
-    const Listeners listeners = snapshot();
-    for (const Listener& listener : listeners.read()) listener.continuation.finish();
-    detail::ignoreLeak(&listeners.read());  // A Mutex never destroys its value.
-  }
+  ~AsyncStreams() { finish(); }
 
   /// A new listener's stream, registered when this returns.
   [[nodiscard]] AsyncStream<Element> stream() {
     auto [stream, continuation] = AsyncStream<Element>::makeStream();
     const Listener listener{UUID::random(), continuation};
-    continuations_.withLock([&](Listeners& listeners) { listeners.modify().insert(listener); });
+    listeners_.insert(listener);
     continuation.setOnTermination([broadcaster = this->weak_from_this(), listener](const StreamTermination&) {
-      if (const auto self = broadcaster.lock()) self->remove(listener);
+      if (const auto self = broadcaster.lock()) self->listeners_.remove(listener);
     });
     return stream;
   }
 
-  /// Delivers the value to every listener. About 20 ns for each, and no allocation beside those of their buffers. An
-  /// exception of the value's copy goes to the caller, and the listeners that come after it miss the value.
-  void send(Element value) {
-    const Listeners listeners = snapshot();
-    for (const Listener& listener : listeners.read()) listener.continuation.yield(value);
-  }
+  /// Delivers the value to every listener. About 4 ns for each, and 8 ns if there are a thousand. Nothing is allocated
+  /// beside their buffers, and a few words at the first send of a thread. An exception of the value's copy goes to the
+  /// caller, and the listeners that come after it miss the value.
+  void send(Element value) { listeners_.yieldToAll(value); }
   /// The same for a signal without a payload.
   void send()
     requires(std::is_empty_v<Element> && std::default_initializable<Element>)
@@ -75,37 +64,16 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
 
   /// Ends every listener's stream and removes all listeners. Later ones can subscribe.
   void finish() {
-    const Listeners listeners =
-        continuations_.withLock([](Listeners& stored) { return std::exchange(stored, Listeners()); });
+    const auto listeners = listeners_.takeAll();
     for (const Listener& listener : listeners.read()) listener.continuation.finish();
   }
 
  private:
-  using Listener = detail::IdentifiedContinuation<UUID, Element>;
-  using Set = std::unordered_set<Listener>;
-  using Listeners = CopyOnWrite<Set>;
+  using Listener = detail::Listeners<Element>::Listener;
 
-  AsyncStreams() : continuations_(Listeners()) {}
+  AsyncStreams() = default;
 
-  /// O(1): a change of the set while a snapshot is held copies the set.
-  Listeners snapshot() {
-    return continuations_.withLock([](const Listeners& listeners) { return listeners; });
-  }
-  void remove(const Listener& listener) {
-    // The listeners are removed under the lock and destroyed outside.
-    Listeners emptied;
-    typename Set::node_type removed;
-    continuations_.withLock([&](Listeners& listeners) {
-      if (!listeners.read().contains(listener)) return;
-      if (listeners.read().size() == 1) {
-        std::swap(listeners, emptied);
-      } else {
-        removed = listeners.modify().extract(listener);
-      }
-    });
-  }
-
-  Mutex<Listeners> continuations_;
+  detail::Listeners<Element> listeners_;
 };
 
 }  // namespace Tessaly::inline v1

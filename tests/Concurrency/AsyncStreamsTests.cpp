@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -155,6 +157,130 @@ TEST(AsyncStreams, ListenerMayEndDuringASend) {
   broadcaster->send(Leaving(stream));
   EXPECT_FALSE(stream->has_value());
   EXPECT_EQ(stream.use_count(), 2);  // One copy waits in the other's buffer.
+}
+
+// Calls a function whenever it is copied.
+struct Copied {
+  int number = 0;
+  std::shared_ptr<std::function<void(int)>> onCopy;
+
+  explicit Copied(int number) : number(number) {}
+  Copied(const Copied& other) : number(other.number), onCopy(other.onCopy) {
+    if (onCopy != nullptr) (*onCopy)(number);
+  }
+  Copied(Copied&&) noexcept = default;
+};
+
+std::vector<int> numbersOf(const AsyncStream<Copied>& stream, int count) {
+  std::vector<int> numbers;
+  syncWait([&]() -> Async<void> {
+    auto iterator = stream.makeAsyncIterator();
+    for (int i = 0; i < count; ++i) numbers.push_back((co_await iterator.next()).value().number);
+  });
+  return numbers;
+}
+
+TEST(AsyncStreams, SendDuringASendReachesEveryListener) {
+  const auto broadcaster = AsyncStreams<Copied>::make();
+  const auto other = AsyncStreams<Copied>::make();
+  std::vector<AsyncStream<Copied>> listeners;
+  for (int i = 0; i < 3; ++i) listeners.push_back(broadcaster->stream());
+  const auto ofOther = other->stream();
+  broadcaster->send(Copied(1));  // From here on this thread keeps the list.
+  Copied second(2);
+  second.onCopy = std::make_shared<std::function<void(int)>>([&](int) {
+    other->send(Copied(10));
+    broadcaster->send(Copied(3));
+  });
+  broadcaster->send(std::move(second));
+  broadcaster->send(Copied(4));
+  // Each copy of the 2 sends a 10 and a 3 first.
+  EXPECT_EQ(numbersOf(listeners[0], 6), (std::vector{1, 3, 2, 3, 3, 4}));
+  EXPECT_EQ(numbersOf(listeners[1], 6), (std::vector{1, 3, 3, 2, 3, 4}));
+  EXPECT_EQ(numbersOf(listeners[2], 6), (std::vector{1, 3, 3, 3, 2, 4}));
+  EXPECT_EQ(numbersOf(ofOther, 3), (std::vector{10, 10, 10}));
+}
+
+TEST(AsyncStreams, ListenerThatJoinsDuringASendMissesItsValue) {
+  const auto broadcaster = AsyncStreams<Copied>::make();
+  const auto first = broadcaster->stream();
+  broadcaster->send(Copied(1));
+  std::optional<AsyncStream<Copied>> joined;
+  Copied second(2);
+  second.onCopy = std::make_shared<std::function<void(int)>>([&](int) { joined = broadcaster->stream(); });
+  broadcaster->send(std::move(second));
+  broadcaster->send(Copied(3));
+  ASSERT_TRUE(joined.has_value());
+  EXPECT_EQ(numbersOf(first, 3), (std::vector{1, 2, 3}));
+  EXPECT_EQ(numbersOf(*joined, 1), (std::vector{3}));
+}
+
+TEST(AsyncStreams, CopyThatThrowsFailsOnlyItsOwnSend) {
+  const auto broadcaster = AsyncStreams<Copied>::make();
+  const auto first = broadcaster->stream();
+  const auto second = broadcaster->stream();
+  broadcaster->send(Copied(1));
+  Copied failing(2);
+  failing.onCopy = std::make_shared<std::function<void(int)>>([copies = 0](int) mutable {
+    if (++copies == 2) throw 7;
+  });
+  EXPECT_THROW(broadcaster->send(std::move(failing)), int);
+  broadcaster->send(Copied(3));
+  EXPECT_EQ(numbersOf(first, 3), (std::vector{1, 2, 3}));
+  EXPECT_EQ(numbersOf(second, 2), (std::vector{1, 3}));
+}
+
+TEST(AsyncStreams, ThreadSendsToSeveralBroadcastersInTurn) {
+  std::vector<std::shared_ptr<AsyncStreams<int>>> broadcasters;
+  std::vector<AsyncStream<int>::AsyncIterator> listeners;
+  for (int i = 0; i < 3; ++i) {
+    broadcasters.push_back(AsyncStreams<int>::make());
+    listeners.push_back(broadcasters.back()->stream().makeAsyncIterator());
+  }
+  for (int value = 0; value < 6; ++value) broadcasters[static_cast<std::size_t>(value % 3)]->send(value);
+  EXPECT_EQ(answersOf(listeners[0]), "0 3 waiting");
+  EXPECT_EQ(answersOf(listeners[1]), "1 4 waiting");
+  EXPECT_EQ(answersOf(listeners[2]), "2 5 waiting");
+}
+
+// Few listeners, whose list a thread keeps, and many.
+TEST(AsyncStreams, EachChangeOfTheListenersHoldsForTheNextSend) {
+  for (const std::size_t count : {std::size_t{2}, detail::Listeners<int>::maximumKeptCount + 3}) {
+    const auto broadcaster = AsyncStreams<int>::make();
+    std::vector<std::optional<AsyncStream<int>>> streams(count);
+    std::vector<std::string> expected(count);
+    int value = 0;
+    const auto send = [&] {
+      broadcaster->send(++value);
+      for (std::size_t i = 0; i < count; ++i) {
+        if (streams[i]) expected[i] += std::to_string(value) + " ";
+      }
+    };
+    for (auto& stream : streams) {
+      stream = broadcaster->stream();
+      send();
+    }
+    for (std::size_t i = 0; i < count; i += 2) {
+      streams[i].reset();
+      send();
+    }
+    for (std::size_t i = 1; i < count; i += 2) {
+      auto iterator = streams[i]->makeAsyncIterator();
+      EXPECT_EQ(answersOf(iterator), expected[i] + "waiting");
+    }
+  }
+}
+
+TEST(AsyncStreams, ThreadThatKeepsAListDelaysNoEndOfItsStreams) {
+  const auto ended = std::make_shared<int>();
+  auto broadcaster = AsyncStreams<std::shared_ptr<int>>::make();
+  std::optional stream = broadcaster->stream();
+  std::jthread([&] { broadcaster->send(ended); }).join();
+  broadcaster->send(ended);
+  EXPECT_EQ(ended.use_count(), 3);
+  stream.reset();
+  EXPECT_EQ(ended.use_count(), 1);
+  broadcaster.reset();
 }
 
 TEST(AsyncStreams, ListenerEqualsItsIdentifier) {

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Concurrency/Mutex.hpp"
+#include "Tessaly/Concurrency/detail/IdentifiedContinuation.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Base/detail/PerThread.hpp"
+#include "Tessaly/Core/Foundation/CopyOnWrite.hpp"
+#include "Tessaly/Core/Foundation/UUID.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// A number that no earlier call in this process has returned. Never zero.
+[[nodiscard]] TESSALY_EXPORT std::uint64_t nextListVersion() noexcept;
+
+/// The listeners of a broadcaster, in a list that sends walk outside the lock.
+///
+/// A send walks the list as it was at the start. A change of a list that is being walked copies it; any other change
+/// costs O(1). Each thread keeps the list of its last send if it is short. Until a listener joins or leaves, further
+/// sends of that thread take no lock and count no reference. A kept list can hold the storages of ended streams, which
+/// have no elements.
+///
+/// Thread contract: thread-safe.
+template <typename Element>
+class Listeners {
+ public:
+  using Listener = IdentifiedContinuation<UUID, Element>;
+  using List = CopyOnWrite<std::vector<Listener>>;
+  /// Longer lists are not kept: their walk takes far longer than the lock.
+  static constexpr std::size_t maximumKeptCount = 16;
+
+  Listeners() : present_(Present()) {}
+  Listeners(const Listeners&) = delete;
+  Listeners& operator=(const Listeners&) = delete;
+  ~Listeners() { static_cast<void>(takeAll()); }  // A Mutex never destroys its value.
+
+  void insert(const Listener& listener) {
+    present_.withLock([&](Present& present) {
+      std::vector<Listener>& list = present.list.modify();
+      list.push_back(listener);
+      try {
+        present.places.emplace(listener, list.size() - 1);
+      } catch (...) {
+        list.pop_back();
+        throw;
+      }
+      version_.store(0, std::memory_order_relaxed);
+    });
+  }
+
+  /// Removes the listener if it has not been removed. The last one of the list takes its place.
+  void remove(const Listener& listener) {
+    // The listeners are removed under the lock and destroyed outside.
+    List emptied;
+    typename Places::node_type removed;
+    present_.withLock([&](Present& present) {
+      const auto found = present.places.find(listener);
+      if (found == present.places.end()) return;
+      if (present.places.size() == 1) {
+        std::swap(present.list, emptied);
+      } else {
+        std::vector<Listener>& list = present.list.modify();
+        present.places.at(list.back()) = found->second;
+        list[found->second] = std::move(list.back());
+        list.pop_back();
+      }
+      removed = present.places.extract(found);
+      version_.store(0, std::memory_order_relaxed);
+    });
+  }
+
+  /// Removes all listeners and returns them.
+  [[nodiscard]] List takeAll() {
+    Present taken;
+    present_.withLock([&](Present& present) {
+      std::swap(present, taken);
+      version_.store(0, std::memory_order_relaxed);
+    });
+    return std::move(taken.list);
+  }
+
+  /// Yields the value to each listener.
+  void yieldToAll(const Element& value) {
+    Kept& kept = PerThread<Kept>::current();
+    if (kept.version != version_.load(std::memory_order_relaxed)) [[unlikely]]
+      return yieldToPresent(value, kept);
+    // A function of the element may send too, and must not replace the list.
+    struct Walk {
+      Kept& kept;
+      explicit Walk(Kept& kept) : kept(kept) { ++kept.walks; }
+      ~Walk() { --kept.walks; }
+    } const walk(kept);
+    yieldTo(kept.list, value);
+  }
+
+ private:
+  using Places = std::unordered_map<Listener, std::size_t>;
+  struct Present {
+    Places places;
+    List list;
+  };
+  /// The list of a thread's last send, and its version.
+  struct Kept {
+    std::uint64_t version = ~std::uint64_t{0};
+    List list;
+    int walks = 0;
+  };
+
+  static void yieldTo(const List& list, const Element& value) {
+    for (const Listener& listener : list.read()) listener.continuation.yield(value);
+  }
+
+  [[gnu::noinline]] void yieldToPresent(const Element& value, Kept& kept) {
+    std::uint64_t version = 0;
+    List list = present_.withLock([&](const Present& present) {
+      version = version_.load(std::memory_order_relaxed);
+      if (version == 0 && present.list.read().size() <= maximumKeptCount) {
+        version = nextListVersion();
+        version_.store(version, std::memory_order_relaxed);
+      }
+      return present.list;
+    });
+    yieldTo(list, value);
+    if (version == 0 || kept.walks > 0) return;
+    kept.version = version;
+    std::swap(kept.list, list);
+  }
+
+  Mutex<Present> present_;
+  /// Changes with the list. Zero while no thread may keep the list.
+  std::atomic<std::uint64_t> version_{0};
+};
+
+}  // namespace Tessaly::inline v1::detail
