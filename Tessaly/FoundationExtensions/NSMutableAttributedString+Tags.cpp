@@ -6,6 +6,7 @@
 
 #include "Tessaly/Core/Text/NSRegularExpression.hpp"
 #include "Tessaly/Core/Text/UTF16.hpp"
+#include "Tessaly/Core/Text/detail/ForwardEdit.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
 
 namespace Tessaly::inline v1 {
@@ -41,8 +42,8 @@ bool isLineEnd(char16_t unit) {
 
 /// Whether a regular expression of the tag matches the tag alone.
 bool isLiteral(std::string_view tag) {
-  constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_:";
-  return tag.find_first_not_of(letters) == std::string_view::npos;
+  return std::ranges::all_of(
+      tag, [](char unit) { return unit >= ' ' && unit <= '~' && !std::string_view("\\^$.|?*+()[]{}").contains(unit); });
 }
 
 /// The passages from the first opening tag of each line to its last closing tag. A regular expression finds the same
@@ -94,14 +95,15 @@ void replace(NSMutableAttributedString& string, std::string_view htmlTags,
   const auto anyTag = compiled(fmt::format("</?{}>", htmlTags));
   const auto openingTag = compiled(fmt::format("<{}>", htmlTags));
   const auto closingTag = compiled(fmt::format("</{}>", htmlTags));
+  detail::ForwardEdit edit(string);
   for (const NSRange match : matches) {
     const std::u16string_view matched = partOf(original, match);
-    string.replaceCharacters(match, removing(anyTag, matched));
+    edit.replaceCharacters(match, removing(anyTag, matched));
     const auto opening = find(openingTag, matched);
     const auto closing = find(closingTag, matched);
     if (!opening || !closing) continue;
-    string.addAttributes(withAttributes,
-                         {.location = match.location, .length = match.length - closing->length - opening->length});
+    edit.addAttributes(withAttributes,
+                       {.location = match.location, .length = match.length - closing->length - opening->length});
   }
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Text/detail/ForwardEdit.hpp"
 #include "Tessaly/FoundationExtensions/NSMutableAttributedString+Tags.hpp"
 
 namespace {
@@ -152,6 +153,24 @@ TEST(ReplaceTags, ReadsALineOfUnclosedTagsOnce) {
   NSMutableAttributedString string(text);
   replace(string, "b", bold);
   EXPECT_EQ(string.length(), 600'000);
+}
+
+TEST(ReplaceTags, TakesLinearStepsForManyLines) {
+  // Every line of the original text is a passage. A text that moves its rest for each takes four times the steps.
+  const auto stepsFor = [](std::int64_t lines) {
+    constexpr std::int64_t length = 18;
+    std::string text;
+    for (std::int64_t i = 0; i < 2 * lines; ++i) text += "<b>some words</b>\n";
+    NSMutableAttributedString string(text);
+    detail::ForwardEdit edit(string);
+    for (std::int64_t i = 0; i < lines; ++i) {
+      edit.replaceCharacters({.location = i * length, .length = length - 1}, u"some words");
+      edit.addAttributes(bold, {.location = i * length, .length = 10});
+    }
+    return edit.steps();
+  };
+  EXPECT_GE(stepsFor(1'000), 10'000);
+  EXPECT_LE(stepsFor(2'000), 2 * stepsFor(1'000) + 10);
 }
 
 TEST(ReplaceTags, SearchesTheOriginalTextForTags) {

@@ -16,11 +16,17 @@ NSMutableAttributedString::NSMutableAttributedString(std::string_view text, Attr
 
 std::string NSMutableAttributedString::string() const { return Text::fromUTF16(units_); }
 
-void NSMutableAttributedString::checkRange(NSRange range) const {
-  if (range.location < 0 || range.length < 0 || range.location > length() || range.length > length() - range.location) {
+void NSMutableAttributedString::checkRange(NSRange range, std::int64_t length) {
+  if (range.location < 0 || range.length < 0 || range.location > length || range.length > length - range.location) {
     throw std::out_of_range("The range {" + std::to_string(range.location) + ", " + std::to_string(range.length) +
-                            "} is out of the bounds of a text of " + std::to_string(length()) + " units");
+                            "} is out of the bounds of a text of " + std::to_string(length) + " units");
   }
+}
+
+NSMutableAttributedString::SharedAttributes NSMutableAttributedString::joined(Attributes attributes,
+                                                                              const Attributes& added) {
+  for (const auto& [key, value] : added) attributes.insert_or_assign(key, value);
+  return std::make_shared<const Attributes>(std::move(attributes));
 }
 
 std::pair<std::size_t, std::int64_t> NSMutableAttributedString::runAt(std::int64_t location) const {
@@ -73,9 +79,7 @@ void NSMutableAttributedString::addAttributes(const Attributes& attributes, NSRa
   for (std::size_t number = first; number < end; ++number) {
     if (runs_[number].attributes != before) {
       before = runs_[number].attributes;
-      Attributes joined = *before;
-      for (const auto& [key, value] : attributes) joined.insert_or_assign(key, value);
-      after = std::make_shared<const Attributes>(std::move(joined));
+      after = joined(*before, attributes);
     }
     runs_[number].attributes = after;
   }

@@ -16,6 +16,10 @@
 
 namespace Tessaly::inline v1 {
 
+namespace detail {
+class ForwardEdit;
+}
+
 /// A text whose parts have attributes: values by name, such as a font, a colour or a link.
 ///
 /// Positions count UTF-16 units. A range outside the text throws `std::out_of_range`. The standard library has no
@@ -53,13 +57,16 @@ class TESSALY_EXPORT NSMutableAttributedString {
   void replaceCharacters(NSRange range, std::u16string_view text);
 
  private:
+  friend detail::ForwardEdit;
   using SharedAttributes = std::shared_ptr<const Attributes>;
   struct Run {
     std::int64_t length;
     SharedAttributes attributes;
   };
 
-  void checkRange(NSRange range) const;
+  void checkRange(NSRange range) const { checkRange(range, length()); }
+  static void checkRange(NSRange range, std::int64_t length);
+  static SharedAttributes joined(Attributes attributes, const Attributes& added);
   /// The run of a unit, and the beginning of the run.
   [[nodiscard]] std::pair<std::size_t, std::int64_t> runAt(std::int64_t location) const;
   /// Ensures that a run begins at a position or the text ends there, and returns the number of the run.

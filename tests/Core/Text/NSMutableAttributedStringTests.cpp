@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <any>
 #include <map>
 #include <random>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Text/NSMutableAttributedString.hpp"
+#include "Tessaly/Core/Text/detail/ForwardEdit.hpp"
 
 namespace {
 
@@ -121,6 +123,59 @@ TEST(NSMutableAttributedString, BehavesLikeAListOfUnitsWithAttributes) {
       }
     }
   }
+}
+
+/// The units, attributes and runs of a text.
+std::string contentsOf(const NSMutableAttributedString& text) {
+  std::string contents = text.string();
+  for (std::int64_t at = 0; at < text.length(); at += text.effectiveRange(at).length) {
+    contents += " " + std::to_string(text.effectiveRange(at).length) + ":";
+    for (const auto& [key, value] : attributesAt(text, at)) contents += key + std::to_string(value);
+  }
+  return contents;
+}
+
+NSMutableAttributedString randomText(std::mt19937& random) {
+  NSMutableAttributedString text("abcdefghijklmnopqrstuvwxyzabcdefghijklmnopqrstuvwxyz");
+  for (int i = 0; i < 6; ++i) {
+    const auto location = static_cast<std::int64_t>(random() % 48);
+    text.addAttributes({{std::string(1, static_cast<char>('a' + i % 3)), i}}, {location, 4});
+  }
+  return text;
+}
+
+TEST(ForwardEdit, GivesTheResultOfTheSameCallsOnTheText) {
+  std::mt19937 random(13);
+  int thrown = 0;
+  for (int round = 0; round < 3'000; ++round) {
+    NSMutableAttributedString expected = randomText(random);
+    NSMutableAttributedString edited = expected;
+    bool hasThrown = false;
+    {
+      detail::ForwardEdit edit(edited);
+      std::int64_t place = 0;
+      while (!hasThrown && random() % 8 != 0) {
+        const NSRange range{place + static_cast<std::int64_t>(random() % 7), static_cast<std::int64_t>(random() % 6)};
+        const std::u16string text(random() % (static_cast<std::size_t>(range.length) + 1), u'X');
+        const NSRange marked{range.location, static_cast<std::int64_t>(random() % 9)};
+        place = std::max(range.location + range.length, marked.location + marked.length);
+        const auto change = [&](auto& target) {
+          try {
+            target.replaceCharacters(range, text);
+            target.addAttributes({{"new", round % 2}}, marked);
+            return false;
+          } catch (const std::out_of_range&) {
+            return true;
+          }
+        };
+        hasThrown = change(expected);
+        ASSERT_EQ(change(edit), hasThrown);
+      }
+    }
+    thrown += hasThrown ? 1 : 0;
+    ASSERT_EQ(contentsOf(edited), contentsOf(expected)) << round;
+  }
+  EXPECT_GT(thrown, 100);
 }
 
 }  // namespace

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Text/NSMutableAttributedString.hpp"
+#include "Tessaly/Core/Text/NSRange.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// Changes a text at places that only rise, in time linear in the text. The result is that of the same calls on the
+/// text itself, each of which moves all units and runs behind its range.
+///
+/// The edit takes the text over. Its destructor returns it, as changed so far. A range outside the present text throws
+/// `std::out_of_range`.
+///
+/// Thread contract: thread-compatible.
+class TESSALY_EXPORT ForwardEdit {
+ public:
+  using Attributes = NSMutableAttributedString::Attributes;
+
+  explicit ForwardEdit(NSMutableAttributedString& string);
+  ForwardEdit(const ForwardEdit&) = delete;
+  ForwardEdit& operator=(const ForwardEdit&) = delete;
+  ~ForwardEdit();
+
+  /// Replaces a range with a text that is not longer. The range begins at or behind the end of the last one.
+  void replaceCharacters(NSRange range, std::u16string_view text);
+  /// Adds attributes to a range that begins with the last replaced range, and ends before the next.
+  void addAttributes(const Attributes& attributes, NSRange range);
+
+  /// The units and runs that were moved.
+  [[nodiscard]] std::uint64_t steps() const noexcept { return steps_; }
+
+ private:
+  using Run = NSMutableAttributedString::Run;
+  using SharedAttributes = NSMutableAttributedString::SharedAttributes;
+
+  [[nodiscard]] std::int64_t doneLength() const noexcept { return static_cast<std::int64_t>(units_.size()); }
+  void checkRange(NSRange range) const;
+  void copyUpTo(std::int64_t location);
+  void skip(std::int64_t length);
+  Run takeRun(std::int64_t maximumLength);
+  void appendRun(std::int64_t length, SharedAttributes attributes);
+  std::vector<Run> takeDoneRunsFrom(std::int64_t location);
+
+  NSMutableAttributedString& string_;
+  /// The text up to the last change.
+  std::u16string units_;
+  std::vector<Run> runs_;
+  /// The rest is a suffix of the original text.
+  const std::u16string original_;
+  std::vector<Run> originalRuns_;
+  std::size_t rest_ = 0;
+  std::size_t restRun_ = 0;
+  std::uint64_t steps_ = 0;
+};
+
+}  // namespace Tessaly::inline v1::detail
