@@ -101,10 +101,20 @@ SearchScalar learned(char32_t scalar) {
   return {kind, std::string_view(*result).substr(before.empty() ? 0 : 1)};
 }
 
+/// No transform knows the pictures of the second plane.
+SearchScalar beyondFirstPlane(char32_t scalar) {
+  if (!isIn(scalar, 0x1F300, 0x1FAFF) || u_charType(static_cast<UChar32>(scalar)) != U_OTHER_SYMBOL) {
+    return {SearchKind::unfit, ""};
+  }
+  std::string text;
+  appendScalar(text, scalar);
+  return {SearchKind::plain, text};
+}
+
 }  // namespace
 
 SearchScalar searchScalar(char32_t scalar) {
-  if (scalar >= scalarCount) return {SearchKind::unfit, ""};
+  if (scalar >= scalarCount) return beyondFirstPlane(scalar);
   std::atomic<std::uint64_t>& place = scalars[scalar];
   SearchScalar known(place.load(std::memory_order_relaxed));
   if (known.kind() == SearchKind::unknown) [[unlikely]] {
@@ -114,12 +124,17 @@ SearchScalar searchScalar(char32_t scalar) {
   return known;
 }
 
-SearchScalar composedSearchScalar(char32_t letter, char32_t mark) {
+char32_t composedScalar(char32_t letter, char32_t mark) noexcept {
   UErrorCode status = U_ZERO_ERROR;
   const UNormalizer2* composition = unorm2_getNFCInstance(&status);
-  if (U_FAILURE(status)) return {SearchKind::unfit, ""};
+  if (U_FAILURE(status)) return 0;
   const UChar32 composed = unorm2_composePair(composition, static_cast<UChar32>(letter), static_cast<UChar32>(mark));
-  return searchScalar(composed >= 0 ? static_cast<char32_t>(composed) : letter);
+  return composed >= 0 ? static_cast<char32_t>(composed) : 0;
+}
+
+SearchScalar composedSearchScalar(char32_t letter, char32_t mark) {
+  const char32_t composed = composedScalar(letter, mark);
+  return searchScalar(composed != 0 ? composed : letter);
 }
 
 SearchScalar kanaPair(char32_t first, char32_t second) {

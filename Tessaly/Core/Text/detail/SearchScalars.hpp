@@ -75,6 +75,11 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
 
+/// The letter that a letter and a mark compose, or zero.
+///
+/// Thread contract: thread-safe.
+[[nodiscard]] char32_t composedScalar(char32_t letter, char32_t mark) noexcept;
+
 /// The kind and the result of a letter with a mark: those of the composed letter if there is one, and otherwise those
 /// of the letter alone.
 ///

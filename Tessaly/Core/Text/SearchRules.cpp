@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+#include "Tessaly/Core/Text/UTF8.hpp"
+#include "Tessaly/Core/Text/detail/SearchRun.hpp"
+
+// The rules of the scripts: what each sign and letter appends to the result, and what it demands of its neighbours.
+
+namespace Tessaly::inline v1::Text::detail {
+namespace {
+
+constexpr bool isOneOf(char32_t scalar, std::u32string_view scalars) noexcept { return scalars.contains(scalar); }
+
+/// The vowels after which an upsilon is "u", and not "y". An accent between the two separates them.
+constexpr std::u32string_view plainVowels = U"αειουΑΕΙΟΥ";
+constexpr std::u32string_view upsilons = U"υΥύΎϋΫΰ";
+/// The letters before which a gamma sounds like "n".
+constexpr std::u32string_view velars = U"γκξχΓΚΞΧ";
+
+/// Whether the scalar can be an accent of the letter before it.
+constexpr bool isMark(char32_t scalar) noexcept { return scalar >= 0x300 && scalar <= 0x36F; }
+
+constexpr bool isSmallKana(char32_t scalar) noexcept {
+  return isOneOf(scalar, U"ぁぃぅぇぉゃゅょゎァィゥェォャュョヮヵヶ");
+}
+/// Whether the result of the sign depends on the syllable after it.
+constexpr bool looksAhead(char32_t kana) noexcept { return isOneOf(kana, U"っんッン"); }
+
+/// Repeats the ideograph before it, but is a letter and not an ideograph.
+constexpr char32_t iteration = U'々';
+
+/// Whether the ideograph has another reading before the scalar, or before the scalar behind a space.
+constexpr bool hasOwnReadingBefore(char32_t ideograph, char32_t next) noexcept {
+  switch (ideograph) {
+    case U'藏':
+      return next == U'文' || next == U' ';
+    case U'重':
+      return next == U'庆' || next == U' ';
+    case U'沈':
+      return next == U'阳' || next == U' ';
+    case U'秘':
+      return next == U'鲁' || next == U' ';
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+/// Appends the result of the current scalar. False if only ICU knows it.
+bool SearchRun::append(SearchScalar scalar) {
+  return isLetter(scalar.kind()) ? appendLetter(scalar) : appendSign(scalar);
+}
+
+bool SearchRun::appendSign(SearchScalar found) {
+  const SearchKind last = context_.last;
+  bool isFit = true;
+  switch (found.kind()) {
+    case SearchKind::plain:
+    case SearchKind::closing:
+      if (scalar() == U';') {
+        // In Greek text a semicolon is a question mark.
+        if (context_.lastLetter == SearchKind::greek) {
+          found = {SearchKind::closing, "?"};
+        } else {
+          isFit = note(semicolon, greek);
+        }
+      }
+      break;
+    case SearchKind::opening:
+      if (last == SearchKind::han) {
+        result_ += ' ';
+      } else if (isLetter(last) || last == SearchKind::mark || last == SearchKind::prolonged) {
+        hasOpeningAfterLetter_ = true;
+      }
+      break;
+    case SearchKind::latinOnly:
+      if (scalar() == U'·' && context_.lastLetter == SearchKind::greek) {
+        found = {SearchKind::closing, ":"};
+      } else {
+        isFit = note(latinOnly, otherScript);
+      }
+      break;
+    case SearchKind::mark:
+      return appendMark();
+    case SearchKind::prolonged:
+      isFit = isKana(last) || last == SearchKind::prolonged;
+      break;
+    case SearchKind::arabicSign:
+      isFit = last == SearchKind::arabic;
+      break;
+    default:
+      isFit = false;
+  }
+  result_.append(found.text());
+  return isFit;
+}
+
+/// Drops the mark, or replaces the result of the Cyrillic letter before it by that of the composed letter.
+bool SearchRun::appendMark() {
+  const SearchKind last = context_.last;
+  if (last != SearchKind::cyrillic) {
+    return last == SearchKind::latin || (last == SearchKind::mark && context_.beforeLast != SearchKind::cyrillic) ||
+           isASCIIDigit(context_.lastScalar);
+  }
+  const SearchScalar base = searchScalar(context_.lastScalar);
+  const SearchScalar composed = composedSearchScalar(context_.lastScalar, scalar());
+  result_.resize(result_.size() - base.text().size());
+  result_.append(composed.text());
+  return composed.kind() == SearchKind::cyrillic && isASCIILetter(static_cast<unsigned char>(result_.back()));
+}
+
+bool SearchRun::appendLetter(SearchScalar found) {
+  const SearchKind kind = found.kind();
+  if (kind != SearchKind::latin && !note(otherScript, latinOnly)) return false;
+  if (kind == SearchKind::han) return appendHan(found.text());
+  hasOpeningAfterLetter_ = false;
+  if (kind == SearchKind::greek) return appendGreek();
+  if (kind == SearchKind::hangul) return appendHangul(found.text());
+  if (isKana(kind)) return appendKana(found);
+  result_.append(found.text());
+  // Letters that become signs, such as a Cyrillic hard sign, belong to the ideographs beside them.
+  const auto isSign = [](char letter) { return !isASCIILetter(static_cast<unsigned char>(letter)); };
+  return kind == SearchKind::latin || std::ranges::none_of(found.text(), isSign) || note(sign, han);
+}
+
+/// Takes the accents behind the current letter. They make it another letter.
+void SearchRun::composeGreek() {
+  for (;;) {
+    const char32_t composed = composedScalar(scalar(), next());
+    if (composed == 0 || searchScalar(composed).kind() != SearchKind::greek) return;
+    at_ += decoded_.length;
+    decoded_ = {composed, decodeScalar(text_, at_).length};
+  }
+}
+
+bool SearchRun::appendGreek() {
+  if (followsLetterOfAnotherKind(SearchKind::greek) || !note(greek, semicolon)) return false;
+  if (isMark(next())) composeGreek();
+  const SearchScalar found = searchScalar(scalar());
+  std::string_view text = found.text();
+  const char32_t last = context_.last == SearchKind::greek ? context_.lastScalar : 0;
+  if (isOneOf(scalar(), upsilons) && isOneOf(last, plainVowels)) {
+    text = "u";
+  } else if (isOneOf(scalar(), U"σςΣ") && isOneOf(last, U"πΠ")) {
+    result_ += '\'';
+  } else if (isOneOf(scalar(), U"γΓ") && isOneOf(next(), velars)) {
+    text = "n";
+  } else if (isOneOf(scalar(), U"νΝ") && isOneOf(next(), velars)) {
+    text = "n'";
+  }
+  result_.append(text);
+  return true;
+}
+
+bool SearchRun::appendHangul(std::string_view text) {
+  if (followsLetterOfAnotherKind(SearchKind::hangul)) return false;
+  const std::size_t begin = result_.size();
+  if (hangulLength_ > 0) {
+    const std::size_t count = hangulLength_ < 3 ? hangulLength_ : 3;
+    if (needsHyphen(std::string_view(result_).substr(begin - count), scalar())) result_ += '-';
+  }
+  result_.append(text);
+  hangulLength_ += result_.size() - begin;
+  return true;
+}
+
+bool SearchRun::appendKana(SearchScalar found) {
+  const char32_t after = next();
+  const SearchScalar following = scalarAt(after);
+  const bool isAhead = looksAhead(scalar());
+  // A syllable and a small kana after it have one result.
+  if (!isAhead && (isSmallKana(scalar()) || !isSmallKana(after))) {
+    result_.append(found.text());
+    return true;
+  }
+  if (!isKana(following.kind())) {
+    result_.append(found.text());
+    return following.kind() != SearchKind::unfit;
+  }
+  if (following.kind() != found.kind()) return false;
+  const SearchScalar pair = kanaPair(scalar(), after);
+  if (pair.kind() == SearchKind::unfit || (isAhead && !pair.text().ends_with(following.text()))) return false;
+  std::string_view text = pair.text();
+  if (isAhead) {
+    text.remove_suffix(following.text().size());
+  } else {
+    at_ += decoded_.length;
+    decoded_ = decodeScalar(text_, at_);
+  }
+  result_.append(text);
+  return true;
+}
+
+bool SearchRun::appendHan(std::string_view text) {
+  const SearchKind last = context_.last;
+  if (!note(han, sign) || hasOpeningAfterLetter_ || last == SearchKind::mark || last == SearchKind::arabicSign ||
+      hasOwnReadingBefore(scalar(), next())) {
+    return false;
+  }
+  const bool followsIdeograph = last == SearchKind::han && context_.lastScalar != iteration;
+  const bool followsLetter = isLetter(last) || last == SearchKind::prolonged;
+  // The transform of katakana turns an ideographic stop into a full stop.
+  const bool followsStop =
+      last == SearchKind::closing || (context_.lastScalar == U'。' && context_.lastLetter == SearchKind::katakana);
+  if (followsStop || (scalar() == iteration ? followsIdeograph : followsLetter)) result_ += ' ';
+  result_.append(text);
+  return true;
+}
+
+}  // namespace Tessaly::inline v1::Text::detail
