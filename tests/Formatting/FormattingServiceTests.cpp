@@ -49,7 +49,7 @@ class FormattingServiceInBritain : public FormattingService {
 };
 class FormattingServiceInEgypt : public FormattingService {
  protected:
-  FormattingServiceInEgypt() : FormattingService("ar") {}
+  FormattingServiceInEgypt() : FormattingService("ar_EG") {}
 };
 class FormattingServiceNowhere : public FormattingService {
  protected:
@@ -126,7 +126,7 @@ TEST_F(FormattingServiceNowhere, ReturnsToACurrentLocaleWithoutLanguage) {
   setLanguage("fr");
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "0,5");
   setLanguage(std::nullopt);
-  const Locale arabic("ar");
+  const Locale arabic("ar_EG");
   const Locale::Replacement replacement(arabic);
   EXPECT_EQ(Number::limitedFractionDigit(0.5, 2), "٠٫٥");
 }
@@ -337,7 +337,7 @@ TEST_F(FormattingService, WritesDatesBeyondEveryCalendar) {
     EXPECT_EQ(Dates::mediumDate(date, true), medium);
     EXPECT_EQ(Dates::relative(date, Style::medium, true, true), medium);
     EXPECT_EQ(Dates::iso8601(date), iso8601);
-    for (const char* language : {"th", "fa", "ar", "ja@calendar=japanese", "he@calendar=hebrew"}) {
+    for (const char* language : {"th", "fa", "ar_EG", "ja@calendar=japanese", "he@calendar=hebrew"}) {
       setLanguage(language);
       EXPECT_FALSE(Dates::mediumDate(date, true).empty()) << language;
       EXPECT_FALSE(Dates::relative(date, Style::full, true, true).empty()) << language;
@@ -360,7 +360,7 @@ TEST_F(FormattingService, WritesRightToLeftLanguagesWithoutMarksAroundThem) {
   setLanguage("ur");
   EXPECT_EQ(Number::limitedFractionDigit(-1.5, 1), "\u200E-1.5");
   EXPECT_EQ(Number::decibel(-1.5F), " \u200E-1.5");
-  setLanguage("ar");
+  setLanguage("ar_EG");
   EXPECT_EQ(Number::bpm(-119.5), "~١٢٠ bpm");
   EXPECT_EQ(Number::tempo(5), "+٥٪\u061C");
 }

@@ -31,7 +31,7 @@ TEST(CompactDateTime, IsTheTimeToTheMinute) {
   EXPECT_EQ(text(style, "en_GB"), "15:04");
   EXPECT_EQ(text(style, "fr"), "15:04");
   EXPECT_EQ(text(style, "hi"), "03:04 pm");
-  EXPECT_EQ(text(style, "ar"), "٠٣:٠٤ م");
+  EXPECT_EQ(text(style, "ar_EG"), "٠٣:٠٤ م");
 }
 
 TEST(CompactDateTime, HasDayAndMonthBeforeVersion15) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Formatters/ByteCountFormatStyle.hpp"
+#include "tests/Core/Formatters/ByteCountRecipe.hpp"
 #include "tests/Support/GoldenRows.hpp"
 #include "tests/Support/Repetitions.hpp"
 
@@ -51,47 +52,12 @@ TEST(ByteCountFormatStyle, WritesTheEndsOfItsRange) {
 
 TEST(ByteCountFormatStyle, SpellsZeroOnlyInTheLanguagesThatDo) {
   const std::pair<const char*, const char*> words[] = {
-      {"en", "Zero kB"},   {"da", "Nul kB"},  {"it", "Zero kB"},      {"el", "Μηδέν kB"},     {"hr", "Nula kB"},
-      {"id", "Kosong kB"}, {"ro", "Zero kB"}, {"th", "ศูนย์ kB"},       {"ms", "Kosong kB"},    {"ca", "0 kB"},
-      {"nb", "0 kB"},      {"no", "0 kB"},    {"ko", "0kB"},          {"sv", "0 kB"},         {"ru", "0 кБ"},
-      {"zh_CN", "0 kB"},   {"de", "0 kB"},    {"ar", "صفر كيلوبايت"}, {"fr", "Zéro\u202Fko"}, {"ja", "0 KB"}};
+      {"en", "Zero kB"}, {"da", "Nul kB"},       {"it", "Zero kB"},      {"el", "Μηδέν kB"}, {"hr", "Nula kB"},
+      {"ro", "Zero kB"}, {"th", "ศูนย์ kB"},       {"ms", "Kosong kB"},    {"ca", "0 kB"},     {"nb", "0 kB"},
+      {"no", "0 kB"},    {"ko", "0kB"},          {"sv", "0 kB"},         {"ru", "0 кБ"},     {"zh_CN", "0 kB"},
+      {"de", "0 kB"},    {"ar", "صفر كيلوبايت"}, {"fr", "Zéro\u202Fko"}, {"ja", "0 KB"}};
   for (const auto& [locale, word] : words) EXPECT_EQ(text(locale, 0), Tests::withoutMarks(word)) << locale;
 }
-
-/// The text of ICU by the recipe alone.
-class Recipe {
- public:
-  explicit Recipe(const char* locale) : locale_(locale) {}
-
-  std::string text(std::int64_t count) {
-    struct Unit {
-      double limit;
-      double size;
-      const char16_t* skeleton;
-    };
-    constexpr Unit units[] = {{999, 1, u". measure-unit/digital-byte unit-width-full-name"},
-                              {999'499, 1e3, u". measure-unit/digital-kilobyte"},
-                              {999'949'999, 1e6, u".# measure-unit/digital-megabyte"},
-                              {999'994'999'999, 1e9, u".## measure-unit/digital-gigabyte"},
-                              {999'994'999'999'999, 1e12, u".## measure-unit/digital-terabyte"},
-                              {1e300, 1e15, u".## measure-unit/digital-petabyte"}};
-    const double value = static_cast<double>(count);
-    std::size_t index = 0;
-    while (std::abs(value) >= units[index].limit) ++index;
-    UErrorCode status = U_ZERO_ERROR;
-    auto& formatter = formatters_[index];
-    if (!formatter) {
-      formatter = icu::number::NumberFormatter::forSkeleton(units[index].skeleton, status).locale(icu::Locale(locale_));
-    }
-    std::string text;
-    formatter->formatDouble(value / units[index].size, status).toString(status).toUTF8String(text);
-    return text;
-  }
-
- private:
-  const char* locale_;
-  std::array<std::optional<icu::number::LocalizedNumberFormatter>, 6> formatters_;
-};
 
 TEST(ByteCountFormatStyle, WritesInEveryLocaleAsICUDoes) {
   std::int32_t count = 0;
@@ -103,7 +69,7 @@ TEST(ByteCountFormatStyle, WritesInEveryLocaleAsICUDoes) {
   for (std::int32_t index = 0; index < count; index += stride) names.emplace_back(locales[index].getName());
   std::mt19937_64 random(7);
   for (const std::string& name : names) {
-    Recipe recipe(name.c_str());
+    Tests::ByteCountRecipe recipe(icu::Locale(name.c_str()));
     ByteCountFormatStyle style;
     style.setLocale(Locale(name));
     const auto compare = [&](std::int64_t number) { EXPECT_EQ(style.format(number), recipe.text(number)) << name; };

@@ -100,10 +100,10 @@ TEST(DateComponentsFormatter, WritesPositionalTexts) {
     EXPECT_EQ(minutes(locale, 3600), "60.00");
     EXPECT_EQ(hours(locale, 93'784), "26.03.04");
   }
-  EXPECT_EQ(minutes("ar", 0), "٠:٠٠");
-  EXPECT_EQ(minutes("ar", 59.9), "٠:٥٩");
-  EXPECT_EQ(minutes("ar", 3600), "٦٠:٠٠");
-  EXPECT_EQ(hours("ar", 93'784), "٢٦:٠٣:٠٤");
+  EXPECT_EQ(minutes("ar_EG", 0), "٠:٠٠");
+  EXPECT_EQ(minutes("ar_EG", 59.9), "٠:٥٩");
+  EXPECT_EQ(minutes("ar_EG", 3600), "٦٠:٠٠");
+  EXPECT_EQ(hours("ar_EG", 93'784), "٢٦:٠٣:٠٤");
 }
 
 TEST(DateComponentsFormatter, WritesPositionalTextsInEveryLocaleAsICUDoes) {

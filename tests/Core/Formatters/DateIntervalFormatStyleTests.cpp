@@ -26,7 +26,7 @@ DateIntervalFormatStyle intervals(const std::string& locale) {
 }
 
 TEST(DateIntervalFormatStyle, WritesTheGoldenTexts) {
-  for (const auto& row : Tests::goldenRows("interval", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("interval", "texts")) {
     std::istringstream input(row.input);
     int date = 0;
     int time = 0;

@@ -22,7 +22,7 @@ constexpr Width widths[] = {Width::wide, Width::abbreviated, Width::narrow};
 ListFormatStyle lists(const std::string& locale) { return ListFormatStyle().locale(Locale(locale)); }
 
 TEST(ListFormatStyle, WritesTheGoldenTexts) {
-  for (const auto& row : Tests::goldenRows("list", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("list", "texts")) {
     auto style = lists(row.locale);
     if (row.input.starts_with("or ")) style = style.type(Type::or_);
     if (row.input.starts_with("units ")) style = style.type(Type::units);

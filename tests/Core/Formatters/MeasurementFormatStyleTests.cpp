@@ -64,7 +64,7 @@ std::size_t indexOf(const Names& names, const std::string& name) {
 }
 
 TEST(MeasurementFormatStyle, WritesTheGoldenTexts) {
-  for (const auto& row : Tests::goldenRows("measurement", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("measurement", "texts")) {
     std::istringstream input(row.input);
     std::string width;
     std::string unit;

@@ -18,7 +18,7 @@
 namespace Tessaly {
 namespace {
 
-const char* const someLocales[] = {"en_US", "en_GB", "fr", "de", "es", "ja", "ar", "pt_BR", "hi",
+const char* const someLocales[] = {"en_US", "en_GB", "fr", "de", "es", "ja", "ar", "ar_EG", "pt_BR", "hi",
                                    "sv",    "nb",    "fa", "bn", "pl", "my", "dz", "pt_PT", "de_CH"};
 
 void expectRows(std::string_view formatter, NumberFormatter& numbers) {

@@ -15,7 +15,7 @@ namespace {
 OrdinalFormatStyle ordinals(const std::string& locale) { return OrdinalFormatStyle().locale(Locale(locale)); }
 
 TEST(OrdinalFormatStyle, WritesTheGoldenTexts) {
-  for (const auto& row : Tests::goldenRows("ordinal", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("ordinal", "texts")) {
     EXPECT_EQ(ordinals(row.locale).format(std::stoll(row.input)), row.output) << row.locale << ' ' << row.input;
   }
 }

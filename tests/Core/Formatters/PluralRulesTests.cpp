@@ -23,7 +23,7 @@ constexpr std::array<const char*, 6> names{"zero", "one", "two", "few", "many", 
 std::string nameOf(Category category) { return names.at(static_cast<std::size_t>(category)); }
 
 TEST(PluralRules, GiveTheGoldenCategories) {
-  for (const auto& row : Tests::goldenRows("plural", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("plural", "texts")) {
     const Kind kind = row.input.starts_with("ordinal ") ? Kind::ordinal : Kind::cardinal;
     const double number = std::stod(row.input.substr(row.input.find(' ')));
     EXPECT_EQ(nameOf(PluralRules(kind, Locale(row.locale)).category(number)), row.output)

@@ -32,7 +32,7 @@ std::size_t indexOf(const Names& names, const std::string& name) {
 }
 
 TEST(RelativeDateFormatStyle, WritesTheGoldenTexts) {
-  for (const auto& row : Tests::goldenRows("relative", "texts72.tsv")) {
+  for (const auto& row : Tests::goldenRows("relative", "texts")) {
     std::istringstream input(row.input);
     std::string presentation;
     std::string width;
