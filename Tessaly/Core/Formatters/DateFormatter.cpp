@@ -132,6 +132,21 @@ class DateFormatter::Engine {
     return apply(whole_.get(), wholeWriter_, date);
   }
 
+  /// The date that this engine writes as a text. Absent if only ICU may know it.
+  std::optional<UDate> read(std::string_view text, UDate now) {
+    if (!wholeWriter_ || !detail::DateWriter::writes(now)) return std::nullopt;
+    const std::chrono::sys_days today{std::chrono::days(dayNumberOfNow(now))};
+    const std::optional<std::int64_t> local = wholeWriter_->read(text, today);
+    if (!local) return std::nullopt;
+    UErrorCode status = U_ZERO_ERROR;
+    std::int32_t distance = 0;
+    std::int32_t summer = 0;
+    const auto byLocalClock = static_cast<UDate>(*local);
+    zone_->getOffset(byLocalClock, true, distance, summer, status);
+    const UDate date = byLocalClock - distance - summer;
+    return U_SUCCESS(status) && string(date, now) == text ? std::optional(date) : std::nullopt;
+  }
+
   detail::DateReader& reader() {
     if (!reader_) {
       reader_ = std::make_unique<detail::DateReader>(detail::DateReader::Shape{.locale = key_.locale,
@@ -313,7 +328,9 @@ std::optional<std::string> DateFormatter::string(const std::any& object) const {
 std::optional<::Tessaly::Date> DateFormatter::date(std::string_view text, Parsing parsing) const {
   if (dateStyle_ == Style::none && timeStyle_ == Style::none) return std::nullopt;
   const UDate now = Date::now().timeIntervalSince1970() * 1000;
-  detail::DateReader& reader = engine().reader();
+  Engine& engine = this->engine();
+  if (const std::optional<UDate> time = engine.read(text, now)) return ::Tessaly::Date::since1970(*time / 1000);
+  detail::DateReader& reader = engine.reader();
   for (const UDate time : reader.read(text, Parsing::strict, now)) {
     const auto date = ::Tessaly::Date::since1970(time / 1000);
     if (string(date) == text) return date;

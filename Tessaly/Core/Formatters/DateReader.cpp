@@ -285,6 +285,15 @@ class DateReader::Forms {
     return position.getIndex() == text.length();
   }
 
+  /// The first instant of a calendar's date. Days without a midnight begin later, because the clock is put forward
+  /// then.
+  static UDate beginningOfDay(icu::Calendar& calendar, UErrorCode& status) {
+    status = U_ZERO_ERROR;
+    calendar.set(UCAL_HOUR_OF_DAY, 12);
+    const UDate noon = calendar.getTime(status);
+    return U_SUCCESS(status) ? dayOf(calendar, noon, 0)->getTime(status) : 0;
+  }
+
   void readForm(const Form& form, const UnicodeString& text, double now, int days, std::vector<double>& found,
                 std::int32_t minimumYear) {
     UErrorCode status = U_ZERO_ERROR;
@@ -299,7 +308,8 @@ class DateReader::Forms {
       calendar->setLenient(false);
       matches(form, text, *calendar);
     }
-    const UDate time = calendar->getTime(status);
+    UDate time = calendar->getTime(status);
+    if (U_FAILURE(status) && !hasTime_) time = beginningOfDay(*calendar, status);
     if (U_FAILURE(status)) return;
     if (minimumYear > 0 && calendar->get(UCAL_EXTENDED_YEAR, status) < minimumYear) return;
     if (form.hasWeekday) {

@@ -7,6 +7,8 @@
 #include <unicode/smpdtfmt.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -73,7 +75,111 @@ std::optional<DateWriter::Part> partOf(char16_t letter, int count, const icu::Da
   }
 }
 
+/// Takes the parts of a date from the beginning of a text.
+class Taking {
+ public:
+  Taking(std::string_view text, const std::array<std::string, 10>& digits) : rest_(text), digits_(digits) {}
+
+  [[nodiscard]] bool isAtEnd() const { return rest_.empty(); }
+
+  /// Takes this text. False if the rest begins with another one.
+  bool take(std::string_view sought) {
+    if (!rest_.starts_with(sought)) return false;
+    rest_.remove_prefix(sought.size());
+    return true;
+  }
+
+  /// Takes a number of at most `maximum` digits.
+  std::optional<int> number(int maximum) {
+    std::optional<int> value;
+    for (int count = 0; count < maximum; ++count) {
+      const auto digit = std::ranges::find_if(digits_, [this](const std::string& text) { return take(text); });
+      if (digit == digits_.end()) break;
+      value = value.value_or(0) * 10 + static_cast<int>(digit - digits_.begin());
+    }
+    return value;
+  }
+
+  /// Takes the longest name that fits. Absent if it stands for more than one value.
+  std::optional<int> name(const std::vector<std::string>& names) {
+    std::optional<int> index;
+    std::size_t length = 0;
+    for (std::size_t at = 0; at < names.size(); ++at) {
+      if (names[at].size() < length || !rest_.starts_with(names[at])) continue;
+      index = names[at].size() > length ? std::optional(static_cast<int>(at)) : std::nullopt;
+      length = names[at].size();
+    }
+    rest_.remove_prefix(length);
+    return index;
+  }
+
+ private:
+  std::string_view rest_;
+  const std::array<std::string, 10>& digits_;
+};
+
+/// The values of the fields, by `DateWriter::Field`. Those of names count from zero.
+using Values = std::array<std::optional<int>, 12>;
+
+std::optional<int> valueOf(const Values& values, DateWriter::Field field) {
+  return values[static_cast<std::size_t>(field)];
+}
+
+/// The year of two digits in the century that begins 80 years before a day.
+int fullYear(int yearOfCentury, std::chrono::month month, std::chrono::day day, std::chrono::sys_days today) {
+  const std::chrono::year_month_day now(today);
+  const std::chrono::year first = now.year() - std::chrono::years(80);
+  const std::chrono::year year{int{first} - int{first} % 100 + yearOfCentury};
+  return int{year} + (year / month / day < first / now.month() / now.day() ? 100 : 0);
+}
+
+/// The day of the values, which is today if they have no field of a date. Absent if there is no such day.
+std::optional<std::chrono::sys_days> dayOf(const Values& values, std::chrono::sys_days today) {
+  using Field = DateWriter::Field;
+  const std::optional<int> month =
+      valueOf(values, Field::monthName).transform([](int index) { return index + 1; }).or_else([&] {
+        return valueOf(values, Field::month);
+      });
+  const std::optional<int> day = valueOf(values, Field::day);
+  const std::optional<int> year = valueOf(values, Field::year);
+  const std::optional<int> yearOfCentury = valueOf(values, Field::yearOfCentury);
+  if (!month && !day && !year && !yearOfCentury) return today;
+  if (!month || !day || (!year && !yearOfCentury)) return std::nullopt;
+  const std::chrono::month namedMonth{static_cast<unsigned>(*month)};
+  const std::chrono::day namedDay{static_cast<unsigned>(*day)};
+  const int fourDigits = year ? *year : fullYear(*yearOfCentury, namedMonth, namedDay, today);
+  const std::chrono::year_month_day date = std::chrono::year(fourDigits) / namedMonth / namedDay;
+  return date.ok() ? std::optional(std::chrono::sys_days(date)) : std::nullopt;
+}
+
 }  // namespace
+
+std::optional<std::int64_t> DateWriter::read(std::string_view text, std::chrono::sys_days today) const {
+  Values values;
+  Taking taking(text, digits);
+  for (const Part& part : parts) {
+    if (part.field == Field::literal) {
+      if (!taking.take(part.names.front())) return std::nullopt;
+      continue;
+    }
+    const std::optional<int> value =
+        part.names.empty() ? taking.number(part.field == Field::year ? 4 : 2) : taking.name(part.names);
+    if (!value) return std::nullopt;
+    values[static_cast<std::size_t>(part.field)] = value;
+  }
+  const std::optional<std::chrono::sys_days> day = dayOf(values, today);
+  if (!taking.isAtEnd() || !day) return std::nullopt;
+  int hour = valueOf(values, Field::hour).value_or(0);
+  if (const auto hourOfHalf = valueOf(values, Field::hourOfTwelve)) {
+    hour = *hourOfHalf % 12 + 12 * valueOf(values, Field::dayPeriod).value_or(0);
+  }
+  const int minute = valueOf(values, Field::minute).value_or(0);
+  const int second = valueOf(values, Field::second).value_or(0);
+  if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  const std::chrono::milliseconds sum =
+      day->time_since_epoch() + std::chrono::hours(hour) + std::chrono::minutes(minute) + std::chrono::seconds(second);
+  return sum.count();
+}
 
 template <typename SimpleDateFormat>
 std::optional<DateWriter> dateWriterOf(const SimpleDateFormat& format, const std::string& locale, bool isCapitalised) {

@@ -7,14 +7,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Tessaly::inline v1::detail {
 
 /// Writes dates of the Gregorian calendar by the parts of a pattern. The result equals that of ICU's date format,
-/// without its general machinery.
+/// without its general machinery. Reads the same texts.
 ///
-/// Thread contract: thread-compatible. Writing is thread-safe while no thread changes the object.
+/// Thread contract: thread-compatible. Writing and reading are thread-safe while no thread changes the object.
 struct DateWriter {
   enum class Field : std::uint8_t {
     literal,
@@ -46,6 +47,11 @@ struct DateWriter {
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
+
+  /// The date that `append` writes as this text, in milliseconds since 1970 by the local clock, with years of two
+  /// digits in the century that begins 80 years before a day. Absent if there is none or more than one. A date that is
+  /// found may still be written in another way: with other padding, or with the name of another weekday.
+  [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.
   void append(std::string& text, std::int64_t localMilliseconds) const {
