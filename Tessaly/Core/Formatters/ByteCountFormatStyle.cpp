@@ -6,7 +6,6 @@
 #include <unicode/formattedvalue.h>
 #include <unicode/locid.h>
 #include <unicode/numberformatter.h>
-#include <unicode/plurrule.h>
 #include <unicode/rbnf.h>
 #include <unicode/udisplaycontext.h>
 #include <unicode/unum.h>
@@ -19,7 +18,9 @@
 #include <string_view>
 
 #include "Tessaly/Core/Base/detail/PerThread.hpp"
+#include "Tessaly/Core/Formatters/PluralRules.hpp"
 #include "Tessaly/Core/Formatters/detail/DecimalWriter.hpp"
+#include "Tessaly/Core/Formatters/detail/PluralCategories.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 
@@ -47,23 +48,22 @@ constexpr std::array<Unit, 6> units{{
 constexpr std::array<std::string_view, 13> spellingLanguages{"ar", "da", "el", "en", "fr", "hi", "hr",
                                                              "id", "it", "ms", "pt", "ro", "th"};
 
-/// The plural forms of a language, which decide the texts of units.
-constexpr std::array<std::u16string_view, 6> pluralKeywords{u"zero", u"one", u"two", u"few", u"many", u"other"};
+constexpr std::size_t categoryCount = static_cast<std::size_t>(PluralRules::Category::other) + 1;
 
 /// The prepared data of one locale, by unit.
 class Engine {
  public:
-  explicit Engine(const std::string& identifier) : locale_(identifier.c_str()) {
+  explicit Engine(const std::string& identifier)
+      : locale_(identifier.c_str()), categories_(identifier, PluralRules::Kind::cardinal) {
     if (locale_.isBogus()) locale_ = icu::Locale::getRoot();
     UErrorCode status = U_ZERO_ERROR;
-    pluralRules_.reset(icu::PluralRules::forLocale(locale_, status));
     const icu::DecimalFormatSymbols symbols(locale_, status);
     for (int digit = 0; digit < 10; ++digit) {
       writer_.digits[static_cast<std::size_t>(digit)] = detail::fromUTF16(symbols.getConstDigitSymbol(digit));
     }
     writer_.decimalSeparator =
         detail::fromUTF16(symbols.getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol));
-    writesNumbers_ = U_SUCCESS(status) != 0 && pluralRules_ != nullptr;
+    writesNumbers_ = U_SUCCESS(status) != 0;
   }
 
   std::string string(std::int64_t count) {
@@ -75,7 +75,8 @@ class Engine {
     // Larger numbers are grouped.
     if (!writesNumbers_ || !decimals || decimals->integers > 3) return stringOfICU(index, count);
 
-    Surroundings& around = surroundings_[index][pluralIndex(*decimals)][count < 0 ? 1 : 0];
+    const auto category = static_cast<std::size_t>(categories_.of(*decimals));
+    Surroundings& around = surroundings_[index][category][count < 0 ? 1 : 0];
     if (around.isLeftToICU) return stringOfICU(index, count);
     std::string text = around.affixes.prefix;
     writer_.append(text, *decimals);
@@ -107,19 +108,6 @@ class Engine {
     bool isLeftToICU = false;
     detail::Affixes affixes;
   };
-
-  [[nodiscard]] std::size_t pluralIndex(const detail::DecimalWriter::Decimals& decimals) const {
-    constexpr std::array<double, 3> powers{1, 10, 100};
-    const int fractions = std::max(decimals.fractions(), 0);
-    double digits = 0;
-    for (int index = 0; index < decimals.integers + fractions; ++index) digits = digits * 10 + decimals.at(index);
-    const icu::UnicodeString keyword = pluralRules_->select(digits / powers[static_cast<std::size_t>(fractions)]);
-    const auto found = std::ranges::find(
-        pluralKeywords,
-        std::u16string_view(keyword.getBuffer(), static_cast<std::size_t>(std::max(keyword.length(), 0))));
-    return found == pluralKeywords.end() ? pluralKeywords.size() - 1
-                                         : static_cast<std::size_t>(found - pluralKeywords.begin());
-  }
 
   std::string stringOfICU(std::size_t index, std::int64_t count) {
     auto& formatter = formatters_[index];
@@ -166,10 +154,10 @@ class Engine {
   }
 
   icu::Locale locale_;
-  std::unique_ptr<icu::PluralRules> pluralRules_;
+  detail::PluralCategories categories_;
   detail::DecimalWriter writer_;
   bool writesNumbers_ = false;
-  std::array<std::array<std::array<Surroundings, 2>, pluralKeywords.size()>, units.size()> surroundings_;
+  std::array<std::array<std::array<Surroundings, 2>, categoryCount>, units.size()> surroundings_;
   std::array<std::unique_ptr<icu::number::LocalizedNumberFormatter>, units.size()> formatters_;
   std::string plainZero_;
   std::string spelledZero_;

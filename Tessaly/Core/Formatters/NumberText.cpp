@@ -206,13 +206,7 @@ class Engine {
 
   /// The grammatical number of what is shown; always the same where no text depends on it.
   std::size_t formOf(const DecimalWriter::Decimals& decimals) {
-    if (!hasForms_) return 0;
-    const int fractions = std::max(decimals.fractions(), 0);
-    double shown = 0;
-    for (int index = 0; index < decimals.integers + fractions; ++index) {
-      shown = shown * 10 + decimals.at(index);
-    }
-    return static_cast<std::size_t>(forms_->of(shown / std::pow(10.0, fractions), fractions));
+    return hasForms_ ? static_cast<std::size_t>(forms_->of(decimals)) : 0;
   }
 
   /// Whether some numbers look as ICU writes them, without what is learnt of them.

@@ -29,6 +29,16 @@ PluralRules::Category categoryOf(const icu::UnicodeString& keyword) {
                                  : static_cast<PluralRules::Category>(found - keywords.begin());
 }
 
+/// Whether ICU finds exactly these fraction digits in a number. Its products of numbers such as 2.22 are not whole, so
+/// that it takes them for longer ones, and 2.22 for the category of 2.220. ICU takes four times as long for a text.
+bool hasFractionDigits(double magnitude, int digits) {
+  double power = 1;
+  for (int count = 0; count <= std::min(digits, 3); ++count, power *= 10) {
+    if (magnitude * power == std::floor(magnitude * power)) return count == digits;
+  }
+  return false;
+}
+
 struct Key {
   std::string locale;
   PluralRules::Kind kind;
@@ -88,8 +98,16 @@ PluralRules::Category detail::PluralCategories::of(double magnitude, int fractio
   return seen.category;
 }
 
+PluralRules::Category detail::PluralCategories::of(const DecimalWriter::Decimals& shown) {
+  const int fractions = std::max(shown.fractions(), 0);
+  double digits = 0;
+  for (int index = 0; index < shown.integers + fractions; ++index) digits = digits * 10 + shown.at(index);
+  return of(digits / std::pow(10.0, fractions), fractions);
+}
+
 PluralRules::Category detail::PluralCategories::ofICU(double magnitude, int fractionDigits) const {
   using icu::number::Precision;
+  if (hasFractionDigits(magnitude, fractionDigits)) return categoryOf(rules_->rules->select(magnitude));
   static const auto* const formatter =
       new icu::number::LocalizedNumberFormatter(icu::number::NumberFormatter::withLocale(icu::Locale::getRoot()));
   const Precision precision = fractionDigits < 0 ? Precision(Precision::unlimited())

@@ -77,7 +77,8 @@ TEST(ByteCountFormatStyle, WritesInEveryLocaleAsICUDoes) {
       compare(number);
       compare(-number);
     }
-    for (const std::int64_t thousandths : {1000, 1005, 1100, 1500, 1994, 1995, 2000, 2100, 5000, 11'000, 21'100}) {
+    for (const std::int64_t thousandths :
+         {1000, 1005, 1100, 1150, 1500, 1994, 1995, 2000, 2100, 2220, 5000, 5020, 11'000, 21'100}) {
       for (const std::int64_t size : {1'000, 1'000'000, 1'000'000'000}) {
         compare(thousandths * size);
         compare(-thousandths * size);

@@ -57,6 +57,22 @@ TEST(PluralRules, CategoriesInEveryLocaleAreThoseOfICU) {
   }
 }
 
+TEST(PluralRules, HundredthsAreCountedByTheDigitsThatAreShown) {
+  const auto shown = icu::number::NumberFormatter::withLocale("en").precision(icu::number::Precision::maxFraction(2));
+  // In these languages, ICU gives 2.22 as a double another category than as a text: 222.00000000000003 is not whole.
+  for (const char* locale : {"bs", "ceb", "dsb", "fil", "hr", "hsb", "is", "lv", "mk", "sr"}) {
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::PluralRules> peer(icu::PluralRules::forLocale(icu::Locale(locale), status));
+    const PluralRules rules(Kind::cardinal, Locale(locale));
+    for (int hundredths = 1; hundredths < 1300; ++hundredths) {
+      const double number = hundredths / 100.0;
+      const int digits = hundredths % 100 == 0 ? 0 : hundredths % 10 == 0 ? 1 : 2;
+      const std::string expected = Tests::utf8(peer->select(shown.formatDouble(number, status), status));
+      EXPECT_EQ(nameOf(rules.category(number, digits)), expected) << locale << ' ' << number;
+    }
+  }
+}
+
 TEST(PluralRules, VisibleFractionDigitsCount) {
   const PluralRules rules(Kind::cardinal, Locale("en"));
   EXPECT_EQ(rules.category(1), Category::one);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Tessaly/Core/Formatters/PluralRules.hpp"
+#include "Tessaly/Core/Formatters/detail/DecimalWriter.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -22,6 +23,9 @@ class PluralCategories {
 
   /// The category of a magnitude that is shown with this many fraction digits.
   [[nodiscard]] PluralRules::Category of(double magnitude, int fractionDigits);
+
+  /// The category of decimals that are shown without trailing zeros.
+  [[nodiscard]] PluralRules::Category of(const DecimalWriter::Decimals& shown);
 
  private:
   [[nodiscard]] PluralRules::Category ofICU(double magnitude, int fractionDigits) const;
