@@ -301,6 +301,8 @@ TEST(ReducedReplayAsyncStream, FoldsAndDeliversOnOneExecutorAtATime) {
   int received = 0;
   syncWait([&]() -> Async<void> {
     while (received < 900) received += (co_await first.next()).value();
+    continuation->finish();  // Without it the consumer would wait for ever.
+    EXPECT_EQ(co_await first.next(), std::nullopt);
   });
   EXPECT_FALSE(overlapped);
 }
