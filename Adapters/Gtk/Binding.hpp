@@ -49,8 +49,8 @@ namespace Gtk4 {
 /// followed in the next turn. `compute` may return an optional value; without a value `setter` is not called.
 /// `compute` must not refer to an object that ends before the widget. For such a model use the other overload.
 ///
-/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. The
-/// caller gets an exception of the first `compute`.
+/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. An
+/// exception of the first `compute` is passed on to the caller.
 ///
 /// Thread contract: main-isolated.
 ///

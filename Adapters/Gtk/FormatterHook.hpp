@@ -28,12 +28,12 @@ namespace Tessaly::inline v1::Gtk4 {
 /// Connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`, and shows the text of an object.
 ///
 /// `FieldEditing` takes the decisions, and its comment has the rules. By default the hook changes no typed number
-/// before editing ends (Return, or the focus leaves). The suffix of a number stays behind the cursor. A text that is
-/// not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has the reason.
-/// It also has the reason of a correction, until the next change. With `FieldChecking::atEveryChange` the formatter
-/// judges every change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. A
-/// replacement then takes the place of the whole text at once. GTK has no counterpart. Its idiom is a handler of
-/// "insert-text", which treats typing over a selection as two changes.
+/// before editing ends (Return, or the focus leaves). The cursor always stays before the suffix of a number. A text
+/// that is not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has the
+/// reason. It also has the reason of a correction, until the next change. With `FieldChecking::atEveryChange` the
+/// formatter judges every change: typing, pasting, dropping, cutting, committing composed input, and changes by the
+/// program. A replacement then takes the place of the whole text at once. GTK has no counterpart. Its idiom is a
+/// handler of "insert-text", which treats typing over a selection as two changes.
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
 /// field's own undo history cannot record replacements, so it is off. The hook keeps a history for Control+Z,
@@ -255,8 +255,8 @@ class FormatterHook {
     return true;
   }
 
-  /// Replaces the whole text as a change that can be undone, and returns the position of the cursor. A deletion that
-  /// leads to it takes place first, so that no selection remains.
+  /// Replaces the whole text as a change that can be undone, and returns the position of the cursor. If a deletion
+  /// causes the replacement, the deletion takes place first, so that no selection remains.
   int replace(const std::string& replacement, std::size_t offset, const Deletion& deletion) {
     const int cursor = charactersIn(replacement, offset);
     if (replacement != text_.get()) {

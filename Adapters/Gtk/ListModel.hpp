@@ -122,8 +122,9 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     std::size_t now;
   };
 
-  /// GTK makes an item for each row of a replaced block, as long as a widget or the selection looks for its item there.
-  /// So each block ends a bit behind its last row with an item, and the rows up to the next block come without items.
+  /// GTK searches a replaced block for the items of its widgets and of the selection. It makes an item for each row
+  /// that it examines. So each block ends at most 256 rows after its last row with an item. The rows between two blocks
+  /// are inserted separately, without items.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;

@@ -29,12 +29,12 @@ namespace Tessaly::inline v1::Qt6 {
 /// Connects a `QLineEdit` to a `Formatter`, and shows the text of an object.
 ///
 /// `FieldEditing` takes the decisions, and its comment has the rules. By default the validator changes no typed number
-/// before editing ends (Return, or the focus leaves). The suffix of a number stays behind the cursor. The dynamic
-/// property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An invalid text is
-/// red. The tooltip has the reason. It also has the reason of a correction, until the next change, and it appears at
-/// once. With `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and
-/// committing composed input. A replacement takes the place of the whole text in the next turn of the event loop,
-/// before the field gets another event. Undo then restores the text before the refused change.
+/// before editing ends (Return, or the focus leaves). The cursor always stays before the suffix of a number. The
+/// dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An invalid
+/// text is red. The tooltip has the reason. It also has the reason of a correction, until the next change, and it
+/// appears at once. With `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping,
+/// cutting and committing composed input. A replacement takes the place of the whole text in the next turn of the event
+/// loop, before the field gets another event. Undo then restores the text before the refused change.
 ///
 /// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which drop typed characters, and input
 /// masks. A refused change leaves the field unchanged, cursor and selection included. The validator does not check

@@ -29,8 +29,8 @@ std::optional<Value> settingIn(const std::any& object) {
   return std::nullopt;
 }
 
-/// Connects a field with a setting: its rule judges the objects of the field, the end of editing stores them, and the
-/// field shows what is stored, unless a person is editing it. `Field` is an adapter's class.
+/// Connects a field with a setting. The setting's rule judges the objects of the field. The end of editing stores the
+/// object. The field shows the stored value, unless a person is editing it. `Field` is an adapter's class.
 template <typename Field, FieldSetting Value>
 ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
   field.setRule([key = setting.key()](const std::any& object) {

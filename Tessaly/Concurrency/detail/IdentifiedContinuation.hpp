@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A listener of a broadcaster. Equality and hash use the identifier only, so any copy finds the record in a set.
+/// A listener of a broadcaster. Equality and hash use the identifier only. So a set finds a listener by any copy of it.
 ///
 /// Thread contract: thread-compatible.
 template <typename Identifier, typename Element>

@@ -29,8 +29,8 @@ class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
   /// The form of negative amounts: with a minus sign, or in parentheses if accountants of the locale use them.
   enum class Sign : std::uint8_t { standard, accounting };
 
-  /// The style of a currency, by its code of ISO 4217, in letters of either case. An unknown code is written unchanged.
-  /// If the code is not three ASCII letters, the amount has the sign "¤".
+  /// The style of a currency, by its code of ISO 4217, in letters of either case. An unknown code is written in upper
+  /// case. If the code is not three ASCII letters, the amount has the sign "¤".
   explicit CurrencyFormatStyle(std::string_view code) noexcept {
     shape_.kind = detail::NumberShape::Kind::currency;
     shape_.currency = codeOf(code);

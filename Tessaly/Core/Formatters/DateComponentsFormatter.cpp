@@ -103,8 +103,8 @@ class DateComponentsFormatter::Engine {
   [[nodiscard]] std::string minusSign() const { return detail::fromUTF16(minusSign_); }
 
  private:
-  /// The texts before, between and after the fields of positional texts. Empty unless the first field has at least one
-  /// digit and every later field two.
+  /// The texts before, between and after the fields of positional texts. Empty unless the locale writes the first field
+  /// without padding and pads every later field to two digits.
   struct Layout {
     bool isKnown = false;
     std::vector<std::string> literals;

@@ -29,8 +29,8 @@ struct BusReply {
   std::string errorMessage = {};
 };
 
-/// A private connection to a bus. No operation takes longer than the limit. Each library that includes this header
-/// compiles it into itself and does not export it.
+/// A private connection to a bus. Each operation takes at most `limit`, unless the caller of `call` passes another
+/// timeout. Each library that includes this header compiles it into itself and does not export it.
 ///
 /// Thread contract: thread-compatible.
 class BusConnection {

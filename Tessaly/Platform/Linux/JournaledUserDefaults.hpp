@@ -87,8 +87,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Brings what no checkpoint holds yet into the property list. For the end of the process. While that list cannot be
-  /// read, it waits for up to `damageDelay`.
+  /// Writes the changes that no checkpoint holds yet into the property list. Called at the end of the process. While
+  /// that list cannot be read, it waits for up to `damageDelay`.
   void close() noexcept;
 
  private:

@@ -14,7 +14,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets it and installs its policy.
 /// The authority accepts the application's reason only from trusted callers, such as the owner that the action's policy
-/// names. If it refuses the reason, the user sees the policy's text, and an error says so.
+/// names. If it refuses the reason, the user sees the policy's text. If the authentication then fails, the error says
+/// that the reason was not shown.
 ///
 /// Thread contract: thread-safe. A question that waits for the user has a thread of its own.
 ///

@@ -48,8 +48,8 @@ class SettingsListFile {
   /// hold a value. Removes what killed processes left.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
-  /// Puts the written file in place. Returns true if the replaced file was not the expected one. That file then has the
-  /// path of the written one.
+  /// Puts the written file in place. Returns true if the replaced file was not the expected one. The replaced file then
+  /// stands at `written.path`.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
   /// Writes the entries of the store's directory to the disk, and those of the directory that has the file.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;

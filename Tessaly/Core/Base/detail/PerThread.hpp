@@ -8,8 +8,8 @@
 namespace Tessaly::inline v1::detail {
 
 /// One value of a type for each thread. The first use on a thread makes it. It is destroyed after the C++ objects of
-/// the thread. If one of those objects still needs it, another value is made and destroyed later. So it can be used at
-/// any time.
+/// the thread. If the destructor of another per-thread value needs it after that, another value is made and destroyed
+/// later. So it can be used at any time.
 ///
 /// Thread contract: thread-safe.
 template <typename Value>

@@ -60,8 +60,8 @@ class TESSALY_EXPORT ObservationPoint {
   void recordAccess() {
     if (currentAccessList != nullptr) currentAccessList->add(*this, version());
   }
-  /// Before the value changes: calls the trackings that wait for that. A call, as is the next, so that an assignment to
-  /// a property that is not tracked stays short enough to be inlined.
+  /// Before the value changes: calls the trackings that wait for that. This function and `didChange` are never inlined.
+  /// So an assignment to an untracked property stays short enough to be inlined.
   [[gnu::noinline]] void willChange() noexcept {
     Version last = 0;
     if (word_.beginChange(last)) callBeforeChange(last);

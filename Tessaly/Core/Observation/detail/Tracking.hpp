@@ -36,8 +36,8 @@ class TESSALY_EXPORT Tracking {
   }
 
   /// Takes the points of an ended list and registers with each. If another thread has changed one since its read, the
-  /// handler is called at once. If a change is still running, the handler is called after it. The maker calls this
-  /// once, with the only reference, which this function takes.
+  /// handler is called at once. If a change is still running, the handler is called after it. The creator of the
+  /// tracking calls this once, while it holds the only reference. This function takes over that reference.
   void install(AccessList& accesses) noexcept;
   /// Calls the handler, unless it was called or the tracking was cancelled before. The caller holds a reference.
   void fire() noexcept {

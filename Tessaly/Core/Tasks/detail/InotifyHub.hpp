@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::detail {
 /// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
 /// is opened at first use and never closed.
 ///
-/// A thread of its own reads the events. So a subscriber that takes long delays later events, but no timer and no task.
+/// A thread of its own reads the events. So a slow subscriber delays later events. It delays no timer and no task.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT InotifyHub {

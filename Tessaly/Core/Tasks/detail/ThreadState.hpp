@@ -31,8 +31,8 @@ struct RunningJob {
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
-  /// The task that continues after the running job: it yields, or has waited for the job's task. The thread trades it
-  /// for the next job.
+  /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited it. The
+  /// thread queues this task and takes the next job.
   Job* traded;
   /// The family after whose waiting jobs it goes on, and before all other jobs of its priority. Null for none.
   JobFamily* tradedFamily;

@@ -44,8 +44,8 @@ struct JournalHeader {
   std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
-  /// The header in the bytes. Nothing if they are not a header. A header of a later version has only its version. The
-  /// checksum stands at the same place in every version, so damage does not look like a later version.
+  /// The header in the bytes. Nothing if they are not a header. For a header of a later version, only `version` is set.
+  /// The checksum stands at the same place in every version, so damage does not look like a later version.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalHeader> from(std::string_view bytes) noexcept;
 };
 
@@ -63,8 +63,8 @@ struct JournalRecord {
     adoption = 5,
     /// The same, with changes by other programs that no record has: read everything again.
     adoptionWithUnknownChanges = 6,
-    /// The records before this one are those that a process had read of another journal, which was lost. Earlier
-    /// versions ignore this kind.
+    /// Another journal was lost. The records before this one restore its contents, as far as a process had read them.
+    /// Earlier versions ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
