@@ -107,7 +107,9 @@ class FormatterValidator : public QValidator {
   /// in the field by then.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  bool eventFilter(QObject*, QEvent* event) override {
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    // A field that is being destroyed loses the keyboard when it is only a widget any more.
+    if (qobject_cast<QLineEdit*>(watched) == nullptr) return false;
     switch (event->type()) {
       case QEvent::FocusOut:
         if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) finish();

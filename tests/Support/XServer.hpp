@@ -21,6 +21,8 @@ class XServer {
   /// The size of its screen.
   explicit XServer(std::string size = "640x480") : size_(std::move(size)) {
     ::unsetenv("WAYLAND_DISPLAY");
+    // GTK draws without OpenGL then, whose software library is slow to load and leaves memory behind.
+    ::setenv("GDK_DEBUG", "gl-disable", 0);
     start();
   }
 
