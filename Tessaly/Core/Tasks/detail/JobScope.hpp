@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstring>
+
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -15,24 +19,22 @@ namespace Tessaly::inline v1::detail {
 class JobScope {
  public:
   /// The executor that the thread holds while the job runs; null for none.
-  explicit JobScope(Executor* executor) noexcept : outer_(static_cast<const RunningJob&>(threadState)) {
-    static_cast<RunningJob&>(threadState) = {
-        .task = nullptr,
-        .executor = executor,
-        .bindings = nullptr,
-        .traded = nullptr,
-        .tradedFamily = nullptr,
-        .completed = nullptr,
-        .mayHandOver = false,
-        .isAboveSerialJob = outer_.isAboveSerialJob || outer_.executor != nullptr,
-    };
+  explicit JobScope(Executor* executor) noexcept : running_(threadState) {
+    const bool isAboveSerialJob = running_.isAboveSerialJob || running_.executor != nullptr;
+    std::memcpy(outer_.data(), &running_, sizeof(RunningJob));
+    running_ = RunningJob{};
+    running_.executor = executor;
+    running_.isAboveSerialJob = isAboveSerialJob;
   }
-  ~JobScope() { static_cast<RunningJob&>(threadState) = outer_; }
+  ~JobScope() { std::memcpy(&running_, outer_.data(), sizeof(RunningJob)); }
   JobScope(const JobScope&) = delete;
   JobScope& operator=(const JobScope&) = delete;
 
  private:
-  const RunningJob outer_;
+  RunningJob& running_;
+  /// The state of the job below, as bytes. The compiler copies a structure member by member, with twice the
+  /// instructions.
+  alignas(RunningJob) std::array<std::byte, sizeof(RunningJob)> outer_;
 };
 
 }  // namespace Tessaly::inline v1::detail
