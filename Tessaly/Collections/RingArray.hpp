@@ -7,22 +7,21 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <utility>
 
 #include "Tessaly/Collections/RingArrayIndex.hpp"
 #include "Tessaly/Collections/detail/Description.hpp"
-#include "Tessaly/Collections/detail/Hasher.hpp"
+#include "Tessaly/Collections/detail/RingArrayHash.hpp"
 #include "Tessaly/Collections/detail/RingArrayIterator.hpp"
+#include "Tessaly/Collections/detail/RingLoop.hpp"
+#include "Tessaly/Collections/detail/RingSlots.hpp"
 #include "Tessaly/Collections/detail/SharingMark.hpp"
 #include "Tessaly/Collections/detail/SlotStorage.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
@@ -66,8 +65,8 @@ class RingArray {
 
   using Storage = detail::SlotStorage<Element>;
   static constexpr bool isCopyable = std::copy_constructible<Element>;
-  /// Whether each slot has a twin, one capacity further, with the same bytes.
-  static constexpr bool hasTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
+  using Slots = detail::RingSlots<Element>;
+  static constexpr bool hasTwins = Slots::haveTwins;
   /// Large trivially copyable elements are passed by reference, so that adding one makes one copy, not two.
   using Parameter =
       std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
@@ -220,10 +219,7 @@ class RingArray {
                  shiftingWhileNotFullLine);
     }
     if (maxCapacity_ == 0) return;
-    if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
-      stopOverflow(__LINE__);
-    startIndex_ = shifted(startIndex_, offset);
-    checkedSum(startIndex_.loopIndex, 1);
+    startIndex_ = loop().rotated(startIndex_, offset);
   }
 
   /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other position.
@@ -238,11 +234,11 @@ class RingArray {
   void set(Index index, Parameter element) {
     checkIndex(index);
     if (isUnshared()) [[likely]] {
-      replace(index, std::forward<Parameter>(element));
+      Slots::replace(slotAt(index), maxCapacity_, std::forward<Parameter>(element));
     } else {
       Element kept(std::forward<Parameter>(element));
       makeUnshared();
-      replace(index, std::move(kept));
+      Slots::replace(slotAt(index), maxCapacity_, std::move(kept));
     }
   }
   void set(std::int64_t position, Parameter element) { set(indexOf(position), std::forward<Parameter>(element)); }
@@ -256,7 +252,7 @@ class RingArray {
                   "the body must not hand the element out by reference: it would write through to copies");
     checkIndex(index);
     makeUnshared();
-    const TwinUpdate update(slotAt(index), maxCapacity_);
+    const typename Slots::Update update(slotAt(index), maxCapacity_);
     return std::invoke(std::forward<Body>(body), slotAt(index));
   }
   template <std::invocable<Element&> Body>
@@ -265,42 +261,18 @@ class RingArray {
   }
 
   /// The next position. The first slot of the next loop follows the last slot. Stops the process on overflow.
-  [[nodiscard]] Index indexAfter(Index index) const {
-    index.backendIndex = checkedSum(index.backendIndex, 1);
-    if (index.backendIndex == maxCapacity_) {
-      index.backendIndex = 0;
-      index.loopIndex = checkedSum(index.loopIndex, 1);
-    }
-    return index;
-  }
+  [[nodiscard]] Index indexAfter(Index index) const { return loop().after(index); }
   /// The previous position. The last slot of the previous loop precedes the first slot. Stops the process on overflow.
-  [[nodiscard]] Index indexBefore(Index index) const {
-    index.backendIndex = checkedSum(index.backendIndex, -1);
-    if (index.backendIndex == -1) {
-      index.backendIndex = maxCapacity_ - 1;
-      index.loopIndex = checkedSum(index.loopIndex, -1);
-    }
-    return index;
-  }
+  [[nodiscard]] Index indexBefore(Index index) const { return loop().before(index); }
   /// The position `distance` steps further. O(1). Stops the process on overflow, and if the slot does not exist. A
   /// distance of 0 returns any position unchanged.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
     if (distance == 0) return index;
-    checkSlot(index);
-    return shifted(index, distance);
+    loop().checkSlot(index);
+    return loop().shifted(index, distance);
   }
   /// The number of steps from one position to another. O(1). Stops the process on overflow.
-  [[nodiscard]] std::int64_t distance(Index from, Index to) const {
-    std::int64_t loops = 0;
-    std::int64_t cells = 0;
-    std::int64_t steps = 0;
-    if (__builtin_sub_overflow(to.loopIndex, from.loopIndex, &loops) ||
-        __builtin_sub_overflow(to.backendIndex, from.backendIndex, &cells) ||
-        __builtin_mul_overflow(loops, maxCapacity_, &steps)) [[unlikely]] {
-      stopOverflow(__LINE__);
-    }
-    return checkedSum(steps, cells);
-  }
+  [[nodiscard]] std::int64_t distance(Index from, Index to) const { return loop().distance(from, to); }
 
   [[nodiscard]] const_iterator begin() const noexcept {
     if constexpr (hasTwins) {
@@ -333,13 +305,13 @@ class RingArray {
   [[nodiscard]] std::string description() const
     requires detail::DescribableElement<Element>
   {
-    return joined([](const Element& element) { return detail::describe(element); });
+    return detail::describeAll(*this);
   }
   /// The elements' debug descriptions, "["a", "b"]".
   [[nodiscard]] std::string debugDescription() const
     requires detail::HasDebugDescription<Element> || detail::DescribableElement<Element>
   {
-    return joined([](const Element& element) { return detail::debugDescribe(element); });
+    return detail::debugDescribeAll(*this);
   }
 
   /// Whether capacity, slots, positions and count are all the same.
@@ -357,28 +329,13 @@ class RingArray {
  private:
   friend struct std::hash<RingArray>;
 
-  /// Copies a slot into its twin when a block ends, even if an exception ends it.
-  class TwinUpdate {
-   public:
-    TwinUpdate(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}
-    ~TwinUpdate() {
-      if constexpr (hasTwins) std::memcpy(static_cast<void*>(&slot_ + capacity_), &slot_, sizeof(Element));
-    }
-    TwinUpdate(const TwinUpdate&) = delete;
-    TwinUpdate& operator=(const TwinUpdate&) = delete;
-
-   private:
-    Element& slot_;
-    std::int64_t capacity_;
-  };
-
   /// Frozen: crash reports are grouped by this line.
   static constexpr unsigned shiftingWhileNotFullLine = 62;
 
   struct NoSlots {};
   explicit RingArray(NoSlots) noexcept { mark_.set(); }
 
-  [[noreturn]] static void stopOverflow(unsigned line) { fatalError("Arithmetic overflow", "Tessaly/RingArray", line); }
+  [[nodiscard]] detail::RingLoop loop() const noexcept { return {maxCapacity_}; }
   static Storage* makeSlots(std::int64_t capacity) {
     return Storage::make(static_cast<std::uint64_t>(capacity) * (hasTwins ? 2 : 1));
   }
@@ -387,48 +344,19 @@ class RingArray {
       fatalError("The capacity of a ring array must not be negative", "Tessaly/RingArray", __LINE__);
     return capacity;
   }
-  static std::int64_t checkedSum(std::int64_t left, std::int64_t right) {
-    std::int64_t sum = 0;
-    if (__builtin_add_overflow(left, right, &sum)) [[unlikely]]
-      stopOverflow(__LINE__);
-    return sum;
-  }
-  void checkSlot(Index index) const {
-    if (index.backendIndex < 0 || index.backendIndex >= maxCapacity_) [[unlikely]]
-      stopOutOfRange(__LINE__);
-  }
   void checkIndex(Index index) const {
     if (index < startIndex_ || index >= endIndex()) [[unlikely]]
-      stopOutOfRange(__LINE__);
-    checkSlot(index);
+      detail::RingLoop::stopOutOfRange(__LINE__);
+    loop().checkSlot(index);
   }
-  [[noreturn]] static void stopOutOfRange(unsigned line) {
-    fatalError("Index out of range", "Tessaly/RingArray", line);
-  }
-
   [[nodiscard]] Index indexOf(std::int64_t position) const {
-    Index index{checkedSum(startIndex_.backendIndex, position), startIndex_.loopIndex};
+    Index index{detail::RingLoop::sum(startIndex_.backendIndex, position), startIndex_.loopIndex};
     if (index.backendIndex >= maxCapacity_) {
       index.backendIndex -= maxCapacity_;
-      index.loopIndex = checkedSum(index.loopIndex, 1);
+      index.loopIndex = detail::RingLoop::sum(index.loopIndex, 1);
     }
     return index;
   }
-  /// The position after `steps` steps. O(1).
-  [[nodiscard]] Index shifted(Index index, std::int64_t steps) const {
-    std::int64_t loops = steps / maxCapacity_;
-    index.backendIndex += steps % maxCapacity_;
-    if (index.backendIndex >= maxCapacity_) {
-      index.backendIndex -= maxCapacity_;
-      loops += 1;
-    } else if (index.backendIndex < 0) {
-      index.backendIndex += maxCapacity_;
-      loops -= 1;
-    }
-    index.loopIndex = checkedSum(index.loopIndex, loops);
-    return index;
-  }
-
   [[nodiscard]] std::int64_t countUntilWrap() const noexcept {
     return std::min(count_, maxCapacity_ - startIndex_.backendIndex);
   }
@@ -458,7 +386,7 @@ class RingArray {
     RingArray copy(maxCapacity_);
     copy.startIndex_ = startIndex_;
     for (const Element& element : *this) {  // If a copy throws, the shorter ring is destroyed.
-      copy.construct(copy.endIndex(), element);
+      Slots::construct(copy.slotAt(copy.endIndex()), maxCapacity_, element);
       ++copy.count_;
     }
     return copy;
@@ -485,16 +413,16 @@ class RingArray {
       // Both positions name one slot, one loop apart.
       Index next{startIndex_.backendIndex + 1, startIndex_.loopIndex};
       if (next.backendIndex == maxCapacity_) {
-        next = {0, checkedSum(next.loopIndex, 2) - 1};
+        next = {0, detail::RingLoop::sum(next.loopIndex, 2) - 1};
       }
       std::optional<Element> dropped(std::move(slotAt(startIndex_)));
-      replace(startIndex_, std::forward<Value>(element));
+      Slots::replace(slotAt(startIndex_), maxCapacity_, std::forward<Value>(element));
       startIndex_ = next;
       return dropped;
     }
     const Index end = endIndex();
     static_cast<void>(indexAfter(end));
-    construct(end, std::forward<Value>(element));
+    Slots::construct(slotAt(end), maxCapacity_, std::forward<Value>(element));
     ++count_;
     return std::nullopt;
   }
@@ -503,34 +431,14 @@ class RingArray {
     const Index nextStart = indexBefore(startIndex_);
     if (count_ == maxCapacity_) {
       std::optional<Element> dropped(std::move(slotAt(nextStart)));
-      replace(nextStart, std::forward<Value>(element));
+      Slots::replace(slotAt(nextStart), maxCapacity_, std::forward<Value>(element));
       startIndex_ = nextStart;
       return dropped;
     }
-    construct(nextStart, std::forward<Value>(element));
+    Slots::construct(slotAt(nextStart), maxCapacity_, std::forward<Value>(element));
     startIndex_ = nextStart;
     ++count_;
     return std::nullopt;
-  }
-
-  template <typename Value>
-  void construct(Index index, Value&& element) {
-    Element& slot = slotAt(index);
-    std::construct_at(&slot, std::forward<Value>(element));
-    const TwinUpdate update(slot, maxCapacity_);
-  }
-  template <typename Value>
-  void replace(Index index, Value&& element) {
-    Element& slot = slotAt(index);
-    const TwinUpdate update(slot, maxCapacity_);
-    if constexpr (std::is_trivially_copyable_v<Element> && std::is_assignable_v<Element&, Value>) {
-      slot = std::forward<Value>(element);
-    } else if constexpr (std::is_nothrow_constructible_v<Element, Value>) {
-      std::destroy_at(&slot);
-      std::construct_at(&slot, std::forward<Value>(element));
-    } else {
-      slot = std::forward<Value>(element);
-    }
   }
 
   void releaseSlots() noexcept {
@@ -540,18 +448,6 @@ class RingArray {
     std::destroy_n(cells + startIndex_.backendIndex, first);
     std::destroy_n(cells, count_ - first);
     Storage::free(storage_);
-  }
-
-  template <typename Describe>
-  [[nodiscard]] std::string joined(Describe describe) const {
-    std::string text = "[";
-    std::string_view separator;
-    for (const Element& element : *this) {
-      text += separator;
-      text += describe(element);
-      separator = ", ";
-    }
-    return text + ']';
   }
 
   std::int64_t maxCapacity_ = 0;
@@ -571,26 +467,3 @@ std::ostream& operator<<(std::ostream& stream, const RingArray<Element>& ring) {
 }
 
 }  // namespace Tessaly::inline v1
-
-template <typename Element>
-  requires requires(const Element& element) { std::hash<Element>()(element); }
-struct std::hash<Tessaly::RingArray<Element>> {
-  /// O(capacity), because empty slots count too.
-  std::size_t operator()(const Tessaly::RingArray<Element>& ring) const {
-    Tessaly::detail::Hasher hasher;
-    hasher.feed(ring.maxCapacity_);
-    const std::int64_t start = ring.startIndex_.backendIndex;
-    for (std::int64_t slot = 0; slot < ring.maxCapacity_; ++slot) {
-      const std::int64_t position = slot - start + (slot < start ? ring.maxCapacity_ : 0);
-      const bool isOccupied = position < ring.count_;
-      hasher.feed(isOccupied);
-      if (isOccupied) hasher.feed(ring.storage_->cells()[slot]);
-    }
-    hasher.feed(start);
-    hasher.feed(ring.startIndex_.loopIndex);
-    hasher.feed(ring.endIndex().backendIndex);
-    hasher.feed(ring.endIndex().loopIndex);
-    hasher.feed(ring.count_);
-    return hasher.finish();
-  }
-};

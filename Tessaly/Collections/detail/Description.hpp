@@ -61,4 +61,28 @@ std::string debugDescribe(const T& value) {
   }
 }
 
+template <typename Elements, typename Describe>
+std::string joinDescriptions(const Elements& elements, Describe describeElement) {
+  std::string text = "[";
+  std::string_view separator;
+  for (const auto& element : elements) {
+    text += separator;
+    text += describeElement(element);
+    separator = ", ";
+  }
+  return text + ']';
+}
+
+/// The elements' descriptions, "[1, 2]".
+template <typename Elements>
+std::string describeAll(const Elements& elements) {
+  return joinDescriptions(elements, [](const auto& element) { return describe(element); });
+}
+
+/// The elements' descriptions for debugging.
+template <typename Elements>
+std::string debugDescribeAll(const Elements& elements) {
+  return joinDescriptions(elements, [](const auto& element) { return debugDescribe(element); });
+}
+
 }  // namespace Tessaly::inline v1::detail
