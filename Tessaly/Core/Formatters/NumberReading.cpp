@@ -72,14 +72,14 @@ struct Signs {
   int count = 0;
   bool isNegative = false;
 
-  /// Removes the signs from both ends of a part.
+  /// Removes the signs from both ends of a part, but no more than two. A number with two signs is refused.
   void take(std::u32string& part) {
-    while (!part.empty() && isSign(part.front())) {
+    while (count < 2 && !part.empty() && isSign(part.front())) {
       add(part.front());
       part.erase(0, 1);
       trim(part);
     }
-    while (!part.empty() && isSign(part.back())) {
+    while (count < 2 && !part.empty() && isSign(part.back())) {
       add(part.back());
       part.pop_back();
       trim(part);

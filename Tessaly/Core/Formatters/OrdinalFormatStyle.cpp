@@ -5,9 +5,11 @@
 #include <unicode/rbnf.h>
 
 #include <array>
+#include <limits>
 #include <memory>
 
 #include "Tessaly/Core/Base/detail/PerThread.hpp"
+#include "Tessaly/Core/Formatters/NumberFormatStyle.hpp"
 #include "Tessaly/Core/Text/detail/RecentlyUsed.hpp"
 #include "Tessaly/Core/Text/detail/UTF16Output.hpp"
 
@@ -50,6 +52,8 @@ struct Engines : detail::RecentlyUsed<std::string, Engine, 4> {};
 
 std::string OrdinalFormatStyle::format(std::int64_t rank) const {
   const Locale& locale = locale_ ? *locale_ : detail::currentLocale();
+  // ICU has no ordinal for this number. With digits that follow rules, such as Roman ones, its search never ends.
+  if (rank == std::numeric_limits<std::int64_t>::min()) return NumberFormatStyle().locale(locale).format(rank);
   return detail::PerThread<Engines>::current()
       .get(locale.identifier(), [](const std::string& identifier) { return std::make_unique<Engine>(identifier); })
       .string(rank);

@@ -127,9 +127,14 @@ struct Zones : detail::RecentlyUsed<std::string, icu::TimeZone, 4> {};
 /// A point in time by the clocks of its zone.
 struct LocalTime {
   std::chrono::sys_days day;
-  std::chrono::year_month_day date;
+  int year;
+  int month;
+  int dayOfMonth;
   double secondOfDay;
 };
+
+/// The Gregorian calendar repeats itself after this many days, which are 400 years.
+constexpr int daysOfCycle = 146'097;
 
 LocalTime localTimeOf(double secondsSince1970, const TimeZone& zone) {
   const icu::TimeZone& known = detail::PerThread<Zones>::current().get(zone.identifier(), [](const std::string& name) {
@@ -142,14 +147,20 @@ LocalTime localTimeOf(double secondsSince1970, const TimeZone& zone) {
   const double local = secondsSince1970 + (raw + saving) / 1000.0;
   const double day = std::floor(local / 86'400);
   const std::chrono::sys_days days{std::chrono::days(static_cast<int>(day))};
-  return {days, days, local - day * 86'400};
+  // The years of std::chrono end with 32767.
+  const int cycles = static_cast<int>(std::floor(day / daysOfCycle));
+  const std::chrono::year_month_day date(days - std::chrono::days(cycles * daysOfCycle));
+  return {.day = days,
+          .year = int{date.year()} + cycles * 400,
+          .month = static_cast<int>(unsigned{date.month()}),
+          .dayOfMonth = static_cast<int>(unsigned{date.day()}),
+          .secondOfDay = local - day * 86'400};
 }
 
 /// Whole months from one time to a later one.
 int wholeMonths(const LocalTime& from, const LocalTime& to) {
-  const auto position = [](const LocalTime& time) { return std::pair(unsigned{time.date.day()}, time.secondOfDay); };
-  const int months = (int{to.date.year()} - int{from.date.year()}) * 12 +
-                     (static_cast<int>(unsigned{to.date.month()}) - static_cast<int>(unsigned{from.date.month()}));
+  const auto position = [](const LocalTime& time) { return std::pair(time.dayOfMonth, time.secondOfDay); };
+  const int months = (to.year - from.year) * 12 + to.month - from.month;
   return months - (position(to) < position(from) ? 1 : 0);
 }
 
@@ -173,10 +184,9 @@ Distance calendarDistance(const LocalTime& from, const LocalTime& to, int firstW
     };
     return {days / 7, Unit::week, static_cast<int>((weekOf(to) - weekOf(from)).count()) / 7};
   }
-  const int years = int{to.date.year()} - int{from.date.year()};
+  const int years = to.year - from.year;
   if (months >= 12) return {months / 12, Unit::year, years};
-  return {months, Unit::month,
-          years * 12 + static_cast<int>(unsigned{to.date.month()}) - static_cast<int>(unsigned{from.date.month()})};
+  return {months, Unit::month, years * 12 + to.month - from.month};
 }
 
 /// The distance of two times in seconds, and the times themselves.

@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "Tessaly/Core/Formatters/NumberFormatStyle.hpp"
 #include "Tessaly/Core/Formatters/OrdinalFormatStyle.hpp"
 #include "tests/Core/Formatters/AllLocales.hpp"
 #include "tests/Support/GoldenRows.hpp"
@@ -32,6 +33,13 @@ TEST(OrdinalFormatStyle, WritesInEveryLocaleAsICUDoes) {
       EXPECT_EQ(ordinals(name).format(rank), expected) << name << ' ' << rank;
       EXPECT_EQ(ordinals(name).format(rank), expected) << name << ' ' << rank;
     }
+  }
+}
+
+TEST(OrdinalFormatStyle, LeastNumberIsWrittenWithoutAnOrdinal) {
+  for (const char* locale : {"en", "en@numbers=roman", "zh@numbers=hanidec", "\xFF"}) {
+    constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
+    EXPECT_EQ(ordinals(locale).format(least), NumberFormatStyle().locale(Locale(locale)).format(least)) << locale;
   }
 }
 

@@ -242,6 +242,12 @@ TEST(Parsing, LongNumbersAreReadOrRefused) {
   EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse(std::string(1'000'000, ' ') + "7"), 7);
 }
 
+TEST(Parsing, ManySignsAreRefused) {
+  const std::string signs(1'000'000, '-');
+  EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse(signs + "5"), std::nullopt);
+  EXPECT_EQ(NumberFormatStyle().locale(Locale("en")).parse("5" + signs), std::nullopt);
+}
+
 TEST(Parsing, ValueFormatterRefusesObjectsOfAnotherType) {
   ValueFormatter<double> formatter([](double) { return std::string("x"); },
                                    [](std::string_view) { return std::optional<double>(1); });

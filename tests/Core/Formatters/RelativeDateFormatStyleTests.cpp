@@ -140,7 +140,9 @@ TEST(RelativeDateFormatStyle, DatesWithoutATextAreEmpty) {
   }
   EXPECT_EQ(relative("en").format(infinity, Unit::day), "");
   EXPECT_EQ(relative("en").format(Date::distantPast(), monday), "2,022 years ago");
-  EXPECT_FALSE(relative("en").format(Date::since1970(9e12), monday).empty());
+  EXPECT_EQ(relative("en").format(Date::since1970(1e12), Date::since1970(0)), "in 31,688 years");
+  EXPECT_EQ(relative("en").format(Date::since1970(9e12), Date::since1970(0)), "in 285,198 years");
+  EXPECT_EQ(relative("en").format(Date::since1970(-9e12), Date::since1970(9e12)), "570,397 years ago");
 }
 
 TEST(RelativeDateFormatStyle, WritesInUnknownLocales) {
