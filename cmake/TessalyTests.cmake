@@ -5,6 +5,7 @@
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
+include(TessalyTestEnvironment)
 
 # The headers of GoogleTest are two thirds of the compile time of a test program.
 if(TESSALY_PRECOMPILE_TESTS)
@@ -42,13 +43,6 @@ function(tessaly_tests NAME)
     DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS unit)
   if(ARG_ENVIRONMENT)
-    # The environment is not among the properties above, because the scripts of gtest_discover_tests keep only the first
-    # element of a list.
-    set(script ${CMAKE_CURRENT_BINARY_DIR}/${NAME}TestsEnvironment.cmake)
-    file(GENERATE OUTPUT ${script} CONTENT "if(${NAME}Tests_TESTS)
-  set_tests_properties(\${${NAME}Tests_TESTS} PROPERTIES ENVIRONMENT [==[${ARG_ENVIRONMENT}]==])
-endif()
-")
-    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
+    tessaly_test_environment(${NAME}Tests ${ARG_ENVIRONMENT})
   endif()
 endfunction()
