@@ -137,7 +137,7 @@ TEST_F(Batch, IsRefusedAsAWholeForOneImpossibleValue) {
 }
 
 TEST_F(Batch, StaysWholeWhenItIsStoredLater) {
-  bool isFull = false;
+  std::atomic<bool> isFull = false;
   Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
     return {.errorCode = isFull && call == Tests::FaultyFileSystem::Call::write ? ENOSPC : 0};
   });

@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <utility>
 
 #include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
@@ -121,9 +121,9 @@ TEST_F(JournalAttack, JournalThatIsOverwrittenDuringAWriteIsRestored) {
   for (const std::size_t growth : {1, 100, 500}) {
     SCOPED_TRACE(growth);
     std::filesystem::remove_all(folder());
-    bool isArmed = false;
+    std::atomic<bool> isArmed = false;
     Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
-      if (call != Tests::FaultyFileSystem::Call::write || !std::exchange(isArmed, false)) return {};
+      if (call != Tests::FaultyFileSystem::Call::write || !isArmed.exchange(false)) return {};
       // Another program shortens the journal, and a third one has written more than was there before.
       const auto size = std::filesystem::file_size(journal());
       std::filesystem::resize_file(journal(), 64);

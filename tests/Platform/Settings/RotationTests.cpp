@@ -2,6 +2,7 @@
 // A journal that becomes the old one: no fault there replaces a file that holds the only copy of a value.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <string>
@@ -20,8 +21,8 @@ using Fate = FaultyFileSystem::Fate;
 using SettingsRotation = Tests::StoreFixture;
 
 TEST_F(SettingsRotation, OldJournalThatCannotBeSeenIsNotReplaced) {
-  bool isBlind = false;
-  bool canWriteList = false;
+  std::atomic<bool> isBlind = false;
+  std::atomic<bool> canWriteList = false;
   FaultyFileSystem files([&](Call call, const std::string& path) -> Fate {
     if (call == Call::open && path.contains("Settings.plist.new")) return {.errorCode = canWriteList ? 0 : ENOSPC};
     return {.errorCode = isBlind && call == Call::status && path == journal() + ".old" ? EIO : 0};

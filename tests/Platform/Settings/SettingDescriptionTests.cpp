@@ -2,6 +2,7 @@
 // Settings that a host has published.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -53,7 +54,7 @@ TEST_F(PublishedKeys, FileIsWrittenOnlyWhenTheyChange) {
 }
 
 TEST_F(PublishedKeys, FailureChangesNoSetting) {
-  bool isFull = false;
+  std::atomic<bool> isFull = false;
   Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
     return {.errorCode = isFull && call == Tests::FaultyFileSystem::Call::write ? ENOSPC : 0};
   });

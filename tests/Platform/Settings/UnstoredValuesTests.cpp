@@ -38,7 +38,7 @@ class UnstoredValues : public Tests::StoreFixture {
   std::function<void()> beforeWrite_;
 
  private:
-  bool isFull_ = false;
+  std::atomic<bool> isFull_ = false;
   FaultyFileSystem files_{[this](Call call, const std::string&) -> FaultyFileSystem::Fate {
     if (isUnreachable_) return {.errorCode = EIO};
     if (call != Call::write) return {};
