@@ -131,8 +131,10 @@ void SettingsValues::beginLoad(const FileIdentity& found, const PropertyList::Di
   before_ = areLoaded_ ? table_.all() : PropertyList::Dictionary();
   if (list == nullptr) {
     list_.wantsCheckpoint = !list_.identity.isNone() || !before_.empty();
+    loading_.replace(before({}, before_));
+  } else {
+    loading_.replace(*list);
   }
-  loading_.replace(list != nullptr ? *list : before({}, before_));
   snapshot_.reset();
   beginJournal();
   sincePropertyList_.clear();
