@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
 #include "tests/Platform/Settings/SynchronizedDisk.hpp"
@@ -221,7 +222,9 @@ class SharedProgress {
 TEST_F(FaultSweep, EndOfProcessOrMachineAtEachCallLosesNothing) {
   SharedProgress memory;
   int ends = 0;
-  const int stride = Tests::repetitions(1) == 1 ? 3 : 1;  // Every call under stress.
+  // Every call under stress. Under a sanitizer a child takes ten times as long.
+  const int usualStride = TESSALY_IS_SANITIZED ? 15 : 3;
+  const int stride = Tests::repetitions(1) == 1 ? usualStride : 1;
   for (bool hasEnded = false; !hasEnded; ends += stride) {
     auto& progress = memory.begin();
     const std::string directory = above() + "/" + std::to_string(ends);
