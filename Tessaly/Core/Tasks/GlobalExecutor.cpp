@@ -142,7 +142,7 @@ class Pool final : public Executor {
 
   /// Takes out a job that waits.
   void remove(Job& job) TESSALY_REQUIRES(lock_) {
-    const auto level = static_cast<unsigned>(job.level);
+    const unsigned level = static_cast<unsigned char>(job.level);
     if (JobFamily* const family = std::exchange(job.family, nullptr)) {
       family->jobs.remove(job);
       if (family->jobs.isEmpty()) removeFamily(*family, level);
@@ -159,7 +159,10 @@ class Pool final : public Executor {
   }
 
   static constexpr unsigned bitOfJobs(unsigned level) { return 1u << level; }
-  static constexpr unsigned bitOfFamilies(unsigned level) { return 1u << (level + priorityLevelCount); }
+  static constexpr unsigned bitOfFamilies(unsigned level) {
+    // NOLINTNEXTLINE(clang-analyzer-core.BitwiseShift): `level` is that of a list that is not empty.
+    return 1u << (level + priorityLevelCount);
+  }
   [[nodiscard]] unsigned filled() const { return filled_.load(std::memory_order_relaxed); }
   void setFilled(unsigned filled) TESSALY_REQUIRES(lock_) { filled_.store(filled, std::memory_order_relaxed); }
   /// The levels at which something waits.

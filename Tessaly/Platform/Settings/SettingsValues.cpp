@@ -60,6 +60,7 @@ void SettingsValues::applyChanges(const JournalRecord& record) {
     return logPlatformError("UserDefaults", error.description());
   }
   std::vector<std::optional<SettingsChange>> changes;
+  changes.reserve(decoded.size());
   for (auto& [key, value] : decoded) changes.push_back(exchange(key, std::move(value), record.writer));
   for (auto& change : changes) announce(std::move(change), record.writer);
 }
