@@ -23,7 +23,8 @@ namespace Tessaly::inline v1 {
 /// `std::queue` if no single operation may take O(n). The stacks keep the memory of a queue that was long. When they
 /// change places, an empty stack with more than 4 KiB releases its memory if it used less than half of it.
 ///
-/// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1).
+/// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1). The
+/// first change after a copy takes O(n).
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///

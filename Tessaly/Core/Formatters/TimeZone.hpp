@@ -38,7 +38,7 @@ class TimeZone {
   /// Replaces the current time zone for a scope, in all threads. Replacements end in the reverse order of their
   /// construction.
   ///
-  /// Thread contract: thread-safe.
+  /// Thread contract: thread-safe, but no thread may format while a replacement ends.
   ///
   ///     TimeZone zone = TimeZone::gmt();
   ///     TimeZone::Replacement replacement(zone);

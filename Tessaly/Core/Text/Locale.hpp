@@ -61,7 +61,7 @@ class Locale {
   /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Every call reads
   /// the environment like `std::getenv`.
   ///
-  /// Thread contract: thread-safe.
+  /// Thread contract: thread-safe, but no thread may change the environment meanwhile.
   [[nodiscard]] TESSALY_EXPORT static Locale current();
 
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }

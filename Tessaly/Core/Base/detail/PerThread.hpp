@@ -3,13 +3,14 @@
 
 #include <pthread.h>
 
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// One value of a type for each thread. The first use on a thread makes it. It is destroyed after the C++ objects of
 /// the thread. If the destructor of another per-thread value needs it after that, another value is made and destroyed
-/// later. So it can be used at any time.
+/// later. So it can be used at any time. Stops the process if the system has no more keys of threads.
 ///
 /// Thread contract: thread-safe.
 template <typename Value>
@@ -20,10 +21,11 @@ class PerThread {
     if (cached == nullptr) [[unlikely]] {
       static constinit pthread_key_t key{};
       static constexpr auto makeKey = [] {
-        ::pthread_key_create(&key, [](void* value) {
+        const int problem = ::pthread_key_create(&key, [](void* value) {
           delete static_cast<Value*>(value);
           cached = nullptr;
         });
+        if (problem != 0) fatalError("The process has too many keys of threads", "Tessaly/PerThread", __LINE__);
         return &key;
       };
       cached = new Value;
