@@ -49,9 +49,9 @@ struct DateWriter {
   }
 
   /// The date that `append` writes as this text, in milliseconds since 1970 by the local clock, with years of two
-  /// digits in the century that begins 80 years before a day. Returns nothing if no date
-  /// fits the text, or if several dates do. `append` may still write the date in another way: with other padding, or
-  /// with the name of another weekday.
+  /// digits in the century that begins 80 years before a day. Returns nothing if no date fits the text, or if several
+  /// dates do. `append` may still write the date in another way: with other padding, or with the name of another
+  /// weekday.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.
