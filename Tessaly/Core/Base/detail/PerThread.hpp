@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <pthread.h>
-
-#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
+#include "Tessaly/Core/Base/detail/ThreadKey.hpp"
 
 namespace Tessaly::inline v1::detail {
 
@@ -21,11 +19,10 @@ class PerThread {
     if (cached == nullptr) [[unlikely]] {
       static constinit pthread_key_t key{};
       static constexpr auto makeKey = [] {
-        const int problem = ::pthread_key_create(&key, [](void* value) {
+        key = makeThreadKey([](void* value) {
           delete static_cast<Value*>(value);
           cached = nullptr;
         });
-        if (problem != 0) fatalError("The process has too many keys of threads", "Tessaly/PerThread", __LINE__);
         return &key;
       };
       cached = new Value;

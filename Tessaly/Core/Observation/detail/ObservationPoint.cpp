@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
+#include "Tessaly/Core/Base/detail/ThreadKey.hpp"
 #include "Tessaly/Core/Observation/detail/Tracking.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -33,7 +34,7 @@ void giveBackStock() noexcept {
 void giveBackStockAtTheEnd() {
   static constinit pthread_key_t key{};
   static constexpr auto makeKey = [] {
-    ::pthread_key_create(&key, [](void*) {
+    key = makeThreadKey([](void*) {
       stock.endsWithThread = false;
       giveBackStock();
     });

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "Tessaly/Core/Base/detail/FirstUse.hpp"
+#include "Tessaly/Core/Base/detail/ThreadKey.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -79,7 +80,7 @@ void keepFrames() {
   callInForkedChildren<&forgetCommonLists>();
   static constinit pthread_key_t key{};
   static constexpr auto makeKey = [] {
-    ::pthread_key_create(&key, &returnAllFrames);
+    key = makeThreadKey(&returnAllFrames);
     return &key;
   };
   ::pthread_setspecific(madeOnce<makeKey>(), &threadState);
