@@ -14,9 +14,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
+#include "Tessaly/Adapters/Gtk/detail/FieldHistory.hpp"
 #include "Tessaly/Adapters/Gtk/detail/FieldMark.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
@@ -90,9 +90,7 @@ class FormatterHook {
     if (!text) return false;
     held_.reset();
     lost_.reset();
-    undone_.clear();
-    done_.clear();
-    run_ = -1;
+    history_.clear();
     change([&] { text_.set(*text); });
     showMark({});
     return true;
@@ -117,16 +115,13 @@ class FormatterHook {
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   /// Undoes the last change or the last run of typed letters. Returns false if there is none.
-  bool undo() { return goBack(done_, undone_); }
+  bool undo() { return go(&detail::FieldHistory::undo); }
   /// Repeats the last undone change. Returns false if there is none, or after another change.
-  bool redo() { return goBack(undone_, done_); }
+  bool redo() { return go(&detail::FieldHistory::redo); }
 
  private:
   using Selection = detail::EditableText::Selection;
-  struct State {
-    std::string text;
-    Selection selection;
-  };
+  using State = detail::FieldHistory::State;
   struct Deletion {
     int start;
     int end;
@@ -140,7 +135,6 @@ class FormatterHook {
   using Answer = FieldEditing::Answer;
 
   static constexpr std::string_view file = "Tessaly/FormatterHook";
-  static constexpr std::size_t mostStates = 200;
 
   // GtkText reports its changes in these forms.
   static void inserting(GtkEditable*, const char* text, int length, int* position, gpointer hook) {
@@ -234,23 +228,20 @@ class FormatterHook {
     isChanging_ = wasChanging;
   }
 
+  [[nodiscard]] State present() const { return {text_.get(), text_.selection()}; }
   void remember() {
-    undone_.clear();
     lost_.reset();
-    if (done_.size() == mostStates) done_.erase(done_.begin());
-    done_.push_back({text_.get(), text_.selection()});
+    history_.begin(present());
   }
 
-  bool goBack(std::vector<State>& from, std::vector<State>& to) {
+  bool go(std::optional<State> (detail::FieldHistory::*way)(State present)) {
     settle();
-    if (from.empty() || !text_.isThere() || !gtk_editable_get_editable(text_.editable())) return false;
-    State state = std::move(from.back());
-    from.pop_back();
-    to.push_back({text_.get(), text_.selection()});
-    run_ = -1;
+    if (!text_.isThere() || !gtk_editable_get_editable(text_.editable())) return false;
+    const std::optional<State> state = (history_.*way)(present());
+    if (!state) return false;
     change([&] {
-      text_.set(state.text);
-      text_.select(state.selection);
+      text_.set(state->text);
+      text_.select(state->selection);
     });
     return true;
   }
@@ -261,7 +252,6 @@ class FormatterHook {
     const int cursor = charactersIn(replacement, offset);
     if (replacement != text_.get()) {
       remember();
-      run_ = -1;
       change([&] {
         gtk_editable_delete_text(text_.editable(), deletion.start, deletion.end);
         text_.set(replacement);
@@ -303,11 +293,8 @@ class FormatterHook {
   void take(std::string_view inserted, int* position) {
     const std::optional<Deletion> deletion = held_;
     const int start = deletion ? deletion->start : *position;
-    const int length = charactersIn(inserted, inserted.size());
-    const bool continuesRun =
-        !deletion && length == 1 && run_ == start && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
-    if (!continuesRun) remember();
-    run_ = length == 1 ? start + 1 : -1;
+    if (deletion || !history_.continuesRun(start, inserted)) remember();
+    history_.insert(start, inserted);
     held_.reset();
     if (!deletion) return;
     stop("insert-text");
@@ -375,7 +362,6 @@ class FormatterHook {
     const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
     if (answer.kind == Answer::Kind::accepted) {
       remember();
-      run_ = -1;
       change([&] { gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end); });
       return;
     }
@@ -385,7 +371,7 @@ class FormatterHook {
 
   void finish() {
     settle();
-    run_ = -1;
+    history_.endRun();
     if (!text_.isThere()) return;
     const std::string text = text_.get();
     const std::size_t cursor = text_.part(text, 0, text_.selection().cursor).size();
@@ -412,14 +398,11 @@ class FormatterHook {
   detail::FieldMark mark_;
   detail::FormattedField formatted_;
   GtkEventController* keys_ = nullptr;
-  std::vector<State> done_;
-  std::vector<State> undone_;
+  detail::FieldHistory history_;
   /// The pending deletion, unless an insertion that belongs to it comes first.
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;
-  /// The position where the next letter continues a run of typed letters. Negative without a run.
-  int run_ = -1;
   int deletionsByKeys_ = 0;
   guint settling_ = 0;
   guint restoring_ = 0;

@@ -2,12 +2,11 @@
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <iterator>
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Formatters/detail/FieldNumbers.hpp"
 #include "Tessaly/Core/Formatters/detail/NumberOfObject.hpp"
 #include "Tessaly/Core/Formatters/detail/TypedNumber.hpp"
 #include "Tessaly/Core/Text/UTF8.hpp"
@@ -21,33 +20,6 @@ using Kind = FieldNotice::Kind;
 template <typename Question>
 void ask(Question question) noexcept {
   callNotification("A field's formatter", question);
-}
-
-bool isLess(const NSNumber& left, const NSNumber& right) {
-  const auto isInteger = [](const NSNumber& number) {
-    return !number.isReal() && number.kind() != NSNumber::Kind::unsignedInteger;
-  };
-  if (isInteger(left) && isInteger(right)) return left.integerValue() < right.integerValue();
-  return left.doubleValue() < right.doubleValue();
-}
-
-bool isWhole(const NSNumber& number) {
-  return !number.isReal() || std::trunc(number.doubleValue()) == number.doubleValue();
-}
-
-/// Whether further digits can lead from a number to one between two bounds. All are positive or zero.
-bool canGrow(double number, int fractionDigits, bool isFraction, bool isInteger, double lowest, double highest) {
-  if (highest < number) return false;
-  if (isFraction && !isInteger && number + std::pow(10.0, -fractionDigits) > lowest) return true;
-  if (isFraction) return false;
-  if (number == 0) return true;
-  double first = number;
-  double end = number + 1;
-  while (first <= highest && end <= lowest && std::isfinite(end)) {
-    first *= 10;
-    end *= 10;
-  }
-  return first <= highest;
 }
 
 FieldNotice noticeOf(Kind kind, std::string reason) { return {kind, {}, {}, std::move(reason)}; }
@@ -77,134 +49,6 @@ std::string sentenceOf(const FieldNotice& notice) {
 }
 
 }  // namespace
-
-struct FieldEditing::Outcome {
-  FieldState state = FieldState::acceptable;
-  /// Empty if the text cannot be read.
-  std::any object;
-  std::string shown;
-  FieldNotice notice;
-};
-
-/// The part for formatters of numbers.
-class FieldEditing::Numbers {
- public:
-  explicit Numbers(const FieldEditing& editing) : editing_(editing), rules_(editing.rules_) {}
-
-  [[nodiscard]] Outcome outcome(std::string_view text) const {
-    const std::string suffix = editing_.suffix();
-    const std::string separator = rules_.number->decimalSeparator().value_or(".");
-    const std::string_view body = detail::withoutSuffix(text, suffix);
-    detail::TypedText typed = detail::typedText(body, separator);
-    if (typed.isBeginning) return beginning(typed, suffix);
-    Outcome best = unreadable(Kind::notANumber, FieldState::invalid);
-    for (auto reading = typed.readings.rbegin(); reading != typed.readings.rend(); ++reading) {
-      Outcome found = settle(prefixOf(reading->isNegative) + digits(*reading, separator) + suffix);
-      const bool isWorse = !found.object.has_value() || (isBeyond(found) && !isBeyond(best));
-      if (best.object.has_value() && isWorse) continue;
-      if (isBeyond(found) && canBecome(*reading, typed.hasSeparator)) found.state = FieldState::incomplete;
-      best = std::move(found);
-    }
-    return best;
-  }
-
- private:
-  static Outcome unreadable(Kind kind, FieldState state, std::string reason = {}) {
-    return {state, {}, {}, noticeOf(kind, std::move(reason))};
-  }
-  static bool isBeyond(const Outcome& outcome) {
-    return outcome.notice.kind == Kind::belowRange || outcome.notice.kind == Kind::aboveRange;
-  }
-
-  [[nodiscard]] std::string prefixOf(bool isNegative) const {
-    return isNegative ? rules_.number->negativePrefix() : rules_.number->positivePrefix();
-  }
-  static std::string digits(const detail::TypedNumber& reading, const std::string& separator) {
-    return reading.fraction.empty() ? reading.integer : reading.integer + separator + reading.fraction;
-  }
-
-  /// A text without a digit. Some formatters read a sign, or nothing, as zero.
-  [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const {
-    const bool isEmpty = !typed.hasSign && !typed.hasSeparator;
-    Outcome outcome = unreadable(isEmpty ? Kind::empty : Kind::notANumber, FieldState::incomplete);
-    if (!typed.hasSeparator) {
-      Outcome zero = settle(isEmpty ? std::string() : prefixOf(typed.isNegative) + suffix);
-      if (zero.object.has_value()) outcome = std::move(zero);
-    }
-    if (typed.hasSign) outcome.state = allowsSign(typed.isNegative) ? FieldState::incomplete : FieldState::invalid;
-    return outcome;
-  }
-
-  [[nodiscard]] bool allowsSign(bool isNegative) const {
-    if (!rules_.range) return true;
-    const auto [lowest, highest] = rules_.range();
-    return isNegative ? isLess(lowest, NSNumber(0)) : !isLess(highest, NSNumber(0));
-  }
-
-  [[nodiscard]] Outcome settle(const std::string& text) const {
-    const Judgement judgement = editing_.judge(text);
-    Outcome outcome;
-    outcome.object = editing_.read(text);
-    const std::optional<NSNumber> number = detail::numberOfObject(outcome.object);
-    if (!judgement.isAccepted) {
-      if (judgement.replacement) return bound(number, *judgement.replacement);
-      return unreadable(Kind::refused, FieldState::invalid, judgement.reason);
-    }
-    if (!number) return unreadable(Kind::notANumber, FieldState::invalid);
-    outcome.shown = editing_.write(outcome.object).value_or(text);
-    return rounded(*number, std::move(outcome));
-  }
-
-  /// The nearest number that the field can show.
-  [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const {
-    std::optional<NSNumber> again = detail::numberOfObject(editing_.read(outcome.shown));
-    if (rules_.isWhole && again && !isWhole(*again)) {
-      again = NSNumber(std::nearbyint(again->doubleValue()));
-      outcome.shown = editing_.write(*again).value_or(outcome.shown);
-    }
-    if (!again || *again == number) return outcome;
-    const Judgement judgement = editing_.judge(outcome.shown);
-    if (!judgement.isAccepted && judgement.replacement) {
-      Outcome crossed = bound(again, *judgement.replacement);
-      const bool isBound = detail::numberOfObject(crossed.object) == number;
-      return isBound ? outcome : crossed;
-    }
-    outcome.object = *again;
-    outcome.notice.kind = Kind::rounded;
-    outcome.state = FieldState::invalid;
-    return outcome;
-  }
-
-  /// The bound that a number crosses. Its text may be rounded, so the object comes from the range.
-  [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const {
-    Outcome outcome;
-    outcome.state = FieldState::invalid;
-    outcome.shown = text;
-    outcome.object = editing_.read(text);
-    const NSNumber crossing = number.value_or(NSNumber(0));
-    if (rules_.range) {
-      const auto [lowest, highest] = rules_.range();
-      outcome.object = isLess(crossing, lowest) ? lowest : highest;
-    }
-    const std::optional<NSNumber> end = detail::numberOfObject(outcome.object);
-    outcome.notice.kind = end && isLess(crossing, *end) ? Kind::belowRange : Kind::aboveRange;
-    return outcome;
-  }
-
-  [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const {
-    if (!rules_.range || !allowsSign(reading.isNegative)) return !rules_.range;
-    const auto [lower, upper] = rules_.range();
-    const double lowest = reading.isNegative ? -upper.doubleValue() : lower.doubleValue();
-    const double highest = reading.isNegative ? -lower.doubleValue() : upper.doubleValue();
-    const std::string digits = reading.integer + "." + reading.fraction;
-    double number = 0;
-    std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return canGrow(number, static_cast<int>(reading.fraction.size()), hasSeparator, rules_.isWhole, lowest, highest);
-  }
-
-  const FieldEditing& editing_;
-  const Rules& rules_;
-};
 
 FieldEditing::FieldEditing(std::shared_ptr<Formatter> formatter, FieldChecking checking, Rules rules)
     : formatter_(std::move(formatter)), checking_(checking), rules_(std::move(rules)) {
@@ -250,10 +94,7 @@ std::optional<std::string> FieldEditing::show(std::any object) noexcept {
     const std::optional<NSNumber> number = detail::numberOfObject(object);
     if (!number || number->doubleValue() != number->doubleValue()) return std::nullopt;
     bool isWithin = false;
-    ask([&] {
-      const auto [lowest, highest] = rules_.range();
-      isWithin = !isLess(*number, lowest) && !isLess(highest, *number);
-    });
+    ask([&] { isWithin = Numbers(*this).isInRange(*number); });
     if (!isWithin) return std::nullopt;
   }
   std::optional<std::string> text = write(object);

@@ -5,7 +5,8 @@ tessaly_backend(Bookmarks SOURCES FileBookmarks.cpp)
 tessaly_backend(Device SOURCES FirmwareDevice.cpp)
 tessaly_backend(Files
   SOURCES
-    CopyItem.cpp DirectoryListing.cpp InotifyChangeSource.cpp InotifyDirectorySource.cpp InotifyObjectSource.cpp
+    CopyItem.cpp DirectoryListener.cpp DirectoryListing.cpp InotifyChangeSource.cpp InotifyDirectorySource.cpp
+    InotifyObjectSource.cpp
     LinuxFileManager.cpp NSFileCoordinator.cpp
   LIBRARIES Locks Text
   PACKAGES archive fmt)

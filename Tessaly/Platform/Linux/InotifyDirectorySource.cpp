@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::uint32_t directoryEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
-/// With more names than this, listing everything again is cheaper than keeping the names.
-constexpr std::size_t maximumNames = 100'000;
 
 /// Whether FUSE gives this error for an open directory that was removed or replaced.
 bool isGone(std::int64_t error) noexcept {
@@ -42,7 +40,7 @@ InotifyDirectorySource::InotifyDirectorySource(std::string path, DirectoryDepth 
                                                std::function<void()> onPossibleChange)
     : path_(std::move(path)),
       depth_(depth),
-      listener_(std::make_shared<Listener>(onPossibleChange)),
+      listener_(std::make_shared<DirectoryListener>(onPossibleChange)),
       pathSource_(path_, std::move(onPossibleChange)) {}
 
 InotifyDirectorySource::~InotifyDirectorySource() { forget(root_); }
@@ -54,7 +52,7 @@ bool InotifyDirectorySource::needsPolling() const noexcept {
 std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
   InotifyHub::shared().drain();
   if (listener_->isHalfAMove()) InotifyHub::shared().drain();
-  const Heard heard = listener_->take();
+  const DirectoryListener::Heard heard = listener_->take();
   looksAtEverything_ |= heard.isEverything || polledDirectories_ > 0;
   for (const auto& [watch, names] : heard.names) {
     const auto found = watched_.find(watch);
@@ -380,34 +378,6 @@ std::string InotifyDirectorySource::pathOf(const Directory& directory, std::stri
     path.insert(0, 1, '/').insert(0, up->name);
   }
   return path;
-}
-
-bool InotifyDirectorySource::Listener::note(int watch, std::uint32_t mask, std::string_view name) noexcept {
-  UnfairLock::Guard guard(lock_);
-  if (heard_.isEverything) return false;
-  if ((mask & (IN_Q_OVERFLOW | IN_UNMOUNT)) != 0 || heard_.count > maximumNames) {
-    heard_ = {};
-    heard_.isEverything = true;
-    return true;
-  }
-  if (name.empty()) return false;
-  if ((mask & IN_MOVED_FROM) != 0) heard_.isHalfAMove = true;
-  if ((mask & IN_MOVED_TO) != 0) heard_.isHalfAMove = false;
-  auto& names = heard_.names[watch];
-  const auto [entry, isNew] = names.try_emplace(std::string(name), false);
-  const bool isWrittenNow = (mask & IN_MODIFY) != 0 && !std::exchange(entry->second, true);
-  if (isNew) ++heard_.count;
-  return isNew || isWrittenNow;
-}
-
-InotifyDirectorySource::Heard InotifyDirectorySource::Listener::take() {
-  UnfairLock::Guard guard(lock_);
-  return std::exchange(heard_, {});
-}
-
-bool InotifyDirectorySource::Listener::isHalfAMove() {
-  UnfairLock::Guard guard(lock_);
-  return heard_.isHalfAMove;
 }
 
 }  // namespace Tessaly::inline v1::detail

@@ -15,9 +15,8 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
-#include "Tessaly/Core/Locks/UnfairLock.hpp"
-#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Files/DirectorySource.hpp"
+#include "Tessaly/Platform/Linux/DirectoryListener.hpp"
 #include "Tessaly/Platform/Linux/DirectoryListing.hpp"
 #include "Tessaly/Platform/Linux/InotifyChangeSource.hpp"
 
@@ -39,31 +38,7 @@ class InotifyDirectorySource final : public DirectorySource {
   [[nodiscard]] bool needsPolling() const noexcept override;
 
  private:
-  /// Names to examine again, and whether the files were written.
-  using Names = std::unordered_map<std::string, bool>;
-
-  /// The events since the last call of `take`, for each watch.
-  struct Heard {
-    std::unordered_map<int, Names> names;
-    std::size_t count = 0;
-    bool isEverything = false;
-    /// Whether only the first of the two events of a move was received so far.
-    bool isHalfAMove = false;
-  };
-
-  class Listener final : public InotifyHub::Subscriber {
-   public:
-    explicit Listener(std::function<void()> onPossibleChange) : onPossibleChange_(std::move(onPossibleChange)) {}
-    bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
-    void wake() noexcept override { onPossibleChange_(); }
-    Heard take();
-    bool isHalfAMove();
-
-   private:
-    UnfairLock lock_;
-    Heard heard_ TESSALY_GUARDED_BY(lock_);
-    const std::function<void()> onPossibleChange_;
-  };
+  using Names = DirectoryListener::Names;
 
   struct Directory;
   struct Entry {
@@ -116,7 +91,7 @@ class InotifyDirectorySource final : public DirectorySource {
 
   const std::string path_;
   const DirectoryDepth depth_;
-  const std::shared_ptr<Listener> listener_;
+  const std::shared_ptr<DirectoryListener> listener_;
   InotifyChangeSource pathSource_;
   /// Whether no directory was found at the path yet.
   bool isLost_ = true;

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <glib.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Tessaly/Adapters/Gtk/detail/EditableText.hpp"
+
+namespace Tessaly::inline v1::detail {
+
+/// The steps of a field that can be undone and repeated. A run of typed letters is one step. Positions count
+/// characters.
+class FieldHistory {
+ public:
+  struct State {
+    std::string text;
+    EditableText::Selection selection;
+  };
+
+  void clear() {
+    done_.clear();
+    undone_.clear();
+    endRun();
+  }
+  void endRun() { run_ = -1; }
+  /// Begins a step at the present state.
+  void begin(State present) {
+    undone_.clear();
+    if (done_.size() == mostStates) done_.erase(done_.begin());
+    done_.push_back(std::move(present));
+    endRun();
+  }
+  /// Whether a text that is inserted at a position belongs to the step of the letters before it.
+  [[nodiscard]] bool continuesRun(int position, std::string_view inserted) const {
+    return run_ == position && isLetter(inserted) && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
+  }
+  /// Notes the insertion of a text at a position, as part of the present step.
+  void insert(int position, std::string_view inserted) { run_ = isLetter(inserted) ? position + 1 : -1; }
+
+  /// The state to go back to. Absent if there is none.
+  std::optional<State> undo(State present) { return go(done_, undone_, std::move(present)); }
+  /// The state before it was undone. Absent if there is none.
+  std::optional<State> redo(State present) { return go(undone_, done_, std::move(present)); }
+
+ private:
+  static constexpr std::size_t mostStates = 200;
+
+  static bool isLetter(std::string_view text) {
+    return g_utf8_strlen(text.data(), static_cast<gssize>(text.size())) == 1;
+  }
+
+  std::optional<State> go(std::vector<State>& from, std::vector<State>& to, State present) {
+    if (from.empty()) return std::nullopt;
+    State state = std::move(from.back());
+    from.pop_back();
+    to.push_back(std::move(present));
+    endRun();
+    return state;
+  }
+
+  std::vector<State> done_;
+  std::vector<State> undone_;
+  /// The position where the next letter continues a run. Negative without a run.
+  int run_ = -1;
+};
+
+}  // namespace Tessaly::inline v1::detail

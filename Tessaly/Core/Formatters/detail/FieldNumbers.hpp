@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <any>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
+#include "Tessaly/Core/Formatters/detail/TypedNumber.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
+
+namespace Tessaly::inline v1 {
+
+struct FieldEditing::Outcome {
+  FieldState state = FieldState::acceptable;
+  /// Empty if the text cannot be read.
+  std::any object;
+  std::string shown;
+  FieldNotice notice;
+};
+
+/// The part for formatters of numbers.
+class FieldEditing::Numbers {
+ public:
+  explicit Numbers(const FieldEditing& editing) : editing_(editing), rules_(editing.rules_) {}
+
+  [[nodiscard]] Outcome outcome(std::string_view text) const;
+  /// Whether a number is in the formatter's range.
+  [[nodiscard]] bool isInRange(const NSNumber& number) const;
+
+ private:
+  static Outcome unreadable(FieldNotice::Kind kind, FieldState state, std::string reason = {}) {
+    return {state, {}, {}, {kind, {}, {}, std::move(reason)}};
+  }
+
+  [[nodiscard]] std::string prefixOf(bool isNegative) const;
+  /// A text without a digit. Some formatters read a sign, or nothing, as zero.
+  [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
+  [[nodiscard]] bool allowsSign(bool isNegative) const;
+  [[nodiscard]] Outcome settle(const std::string& text) const;
+  /// The nearest number that the field can show.
+  [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
+  /// The bound that a number crosses. Its text may be rounded, so the object comes from the range.
+  [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const;
+  [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const;
+
+  const FieldEditing& editing_;
+  const Rules& rules_;
+};
+
+}  // namespace Tessaly::inline v1
