@@ -63,30 +63,34 @@ void NWPathMonitor::schedule() {
     const UnfairLock::Guard guard(lock_);
     queue = queue_;
   }
-  queue->async([self = shared_from_this()] { self->deliver(); });
+  queue->async([weak = weak_from_this()] {
+    while (const auto self = weak.lock()) {
+      if (!self->deliverNext()) return;
+    }
+  });
 }
 
-void NWPathMonitor::deliver() noexcept {
+bool NWPathMonitor::deliverNext() noexcept {
   const std::uint32_t self = currentThreadIdentifier();
-  lock_.lock();
-  // A thread that is delivering also delivers the paths of this call. If this thread itself is delivering, its handler
-  // runs a nested loop, and that loop must not wait for the handler.
-  if (deliveringThread_ != 0 && deliveringThread_ != self) {
-    lock_.unlock();
-    return;
-  }
-  const std::uint32_t outer = std::exchange(deliveringThread_, self);
-  while (!pending_.empty()) {
-    const NWPath path = pending_.front();
+  std::optional<NWPath> path;
+  std::shared_ptr<PathUpdateHandler> handler;
+  std::uint32_t outer = 0;
+  {
+    const UnfairLock::Guard guard(lock_);
+    // A thread that is delivering also delivers the paths of this call. If this thread itself is delivering, its
+    // handler runs a nested loop, and that loop must not wait for the handler.
+    if (deliveringThread_ != 0 && deliveringThread_ != self) return false;
+    if (pending_.empty()) return false;
+    outer = std::exchange(deliveringThread_, self);
+    path = pending_.front();
     pending_.pop_front();
-    auto handler = handler_;
-    lock_.unlock();
-    if (handler != nullptr) callNotification("The update handler of a path monitor", *handler, path);
-    handler.reset();
-    lock_.lock();
+    handler = handler_;
   }
+  if (handler != nullptr) callNotification("The update handler of a path monitor", *handler, *path);
+  handler.reset();
+  const UnfairLock::Guard guard(lock_);
   deliveringThread_ = outer;
-  lock_.unlock();
+  return true;
 }
 
 }  // namespace Tessaly::inline v1

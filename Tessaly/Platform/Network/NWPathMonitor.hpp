@@ -42,7 +42,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   /// messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
-  /// Cancels the monitor.
+  /// Cancels the monitor. A call of the handler that is under way keeps the monitor until the call returns.
   ~NWPathMonitor();
   NWPathMonitor(const NWPathMonitor&) = delete;
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
@@ -66,7 +66,8 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   void append(NWPath path);
   /// For the backend, which must not hold its lock: schedules the delivery.
   void schedule();
-  void deliver() noexcept;
+  /// Calls the handler with the next path. Returns false if there is none, or if another thread is delivering.
+  bool deliverNext() noexcept;
 
   const std::shared_ptr<NetworkBackend> backend_;
   UnfairLock lock_;

@@ -12,6 +12,7 @@
 #include "Tessaly/Platform/Network/NWPathMonitor.hpp"
 #include "Tessaly/Platform/Testing/ScriptedNetwork.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly {
 namespace {
@@ -170,18 +171,44 @@ TEST_F(NWPathMonitorTest, NestedLoopInTheHandlerGetsTheNextUpdates) {
   EXPECT_THAT(paths, ElementsAre(satisfied, unsatisfied, expensive));
 }
 
-TEST_F(NWPathMonitorTest, MonitorReleasedDuringUpdatesEndsAfterThem) {
+TEST_F(NWPathMonitorTest, ReleasedMonitorDeliversNothingMore) {
   auto monitor = NWPathMonitor::make();
   monitor->setPathUpdateHandler(recorder());
   monitor->start(OS_dispatch_queue::main());
-  const std::weak_ptr<NWPathMonitor> weak = monitor;
+  network->setPath(unsatisfied);
   monitor.reset();
+  drain();
+  EXPECT_THAT(paths, IsEmpty());
+}
+
+TEST_F(NWPathMonitorTest, MonitorReleasedByItsHandlerLivesUntilTheHandlerReturns) {
+  auto monitor = NWPathMonitor::make();
+  const std::weak_ptr<NWPathMonitor> weak = monitor;
+  monitor->setPathUpdateHandler([&](const NWPath& path) {
+    paths.push_back(path);
+    monitor.reset();
+    EXPECT_FALSE(weak.expired());
+  });
+  monitor->start(OS_dispatch_queue::main());
   network->setPath(unsatisfied);
   drain();
   EXPECT_TRUE(weak.expired());
-  network->setPath(expensive);
-  drain();
-  EXPECT_THAT(paths, ElementsAre(satisfied, unsatisfied));
+  EXPECT_THAT(paths, ElementsAre(satisfied));
+}
+
+TEST_F(NWPathMonitorTest, ReleasedMonitorEndsWhileChangesContinue) {
+  auto monitor = NWPathMonitor::make();
+  const std::weak_ptr<NWPathMonitor> weak = monitor;
+  std::atomic<bool> isDelivering{false};
+  monitor->setPathUpdateHandler([&](const NWPath&) {
+    network->setPath(network->currentPath() == satisfied ? unsatisfied : satisfied);
+    isDelivering = true;
+    isDelivering.notify_one();
+  });
+  monitor->start(OS_dispatch_queue::global());
+  isDelivering.wait(false);
+  monitor.reset();
+  EXPECT_TRUE(Tests::waitUntil([&] { return weak.expired(); }));
 }
 
 TEST_F(NWPathMonitorTest, KeepsItsBackendAfterAnInstallation) {
