@@ -27,7 +27,7 @@ auto valueForGtk(const Value& value) {
   }
 }
 
-/// Destroys a thing at the end of an object.
+/// Destroys `owned` when `object` is destroyed.
 template <typename Owned>
 void endWith(GObject* object, std::unique_ptr<Owned> owned) {
   constexpr GWeakNotify end = [](gpointer data, GObject*) { delete static_cast<Owned*>(data); };
@@ -45,9 +45,10 @@ namespace Gtk4 {
 /// no `GObject`. GTK's counterpart is `GBinding`, which binds properties of objects.
 ///
 /// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
-/// serves. Many changes in one turn lead to one call. An equal value leads to none. A change inside `setter` is
-/// followed in the next turn. `compute` may return an optional value; without a value `setter` is not called.
-/// `compute` must not refer to an object that ends before the widget. For such a model use the other overload.
+/// serves. Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change
+/// inside `setter` is followed in the next turn. `compute` may return an optional value; without a value `setter` is
+/// not called. `compute` must not refer to an object that ends before the widget. For such a model use the other
+/// overload.
 ///
 /// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. An
 /// exception of the first `compute` is passed on to the caller.
@@ -64,7 +65,7 @@ void bind(Widget* widget, Setter setter, Compute compute) {
 }
 
 /// The same for a model that may end before the widget. The widget then keeps the last value. `compute` is a member of
-/// the model or a function that takes it. The binding does not keep the model alive.
+/// the model or a function that takes the model. The binding does not keep the model alive.
 ///
 ///     Gtk4::bind(GTK_LABEL(title), gtk_label_set_text, player, &Player::label);
 template <typename Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

@@ -25,18 +25,19 @@
 /// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that.
 namespace Tessaly::inline v1::Gtk4 {
 
-/// Connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`, and shows the text of an object.
+/// A hook that connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`. The field shows the text of
+/// an object.
 ///
 /// `FieldEditing` takes the decisions, and its comment has the rules. By default the hook changes no typed number
-/// before editing ends (Return, or the focus leaves). The cursor always stays before the suffix of a number. A text
-/// that is not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has the
-/// reason. It also has the reason of a correction, until the next change. With `FieldChecking::atEveryChange` the
-/// formatter judges every change: typing, pasting, dropping, cutting, committing composed input, and changes by the
-/// program. A replacement then takes the place of the whole text at once. GTK has no counterpart. Its idiom is a
-/// handler of "insert-text", which treats typing over a selection as two changes.
+/// before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix of a number. A
+/// text that is not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has
+/// the reason. After a correction the tooltip has the reason of the correction, until the next change. With
+/// `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting, committing
+/// composed input, and changes by the program. A replacement then takes the place of the whole text at once. GTK has no
+/// counterpart. The usual code is a handler of "insert-text", which treats typing over a selection as two changes.
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
-/// field's own undo history cannot record replacements, so it is off. The hook keeps a history for Control+Z,
+/// field's own undo history cannot record replacements, so this history is off. The hook keeps a history for Control+Z,
 /// Control+Shift+Z and Control+Y. A run of typed letters is one step. A correction at the end of editing is one step,
 /// too.
 ///
@@ -95,26 +96,26 @@ class FormatterHook {
     showMark({});
     return true;
   }
-  /// The worth of the present text. `invalid` if the field is gone.
+  /// The state of the present text. `invalid` if the field is gone.
   [[nodiscard]] FieldState state() const {
     return text_.isThere() ? formatted_.editing().state(text_.get()) : FieldState::invalid;
   }
-  /// Whether the present text differs from that of the object.
+  /// Whether the present text differs from the text of the object.
   [[nodiscard]] bool isEdited() const { return text_.isThere() && formatted_.editing().isEdited(text_.get()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
   /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every refused text, and the reason if there is one. This includes the end of editing. A replacement is
-  /// in the field by then.
+  /// Called with every refused text, and the reason if there is one. This includes texts that are refused at the end of
+  /// editing. A replacement is already in the field.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  /// Undoes the last change or the last run of typed letters. Returns false if there is none.
+  /// Undoes the last change or the last run of typed letters. Returns false if there is nothing to undo.
   bool undo() { return go(&detail::FieldHistory::undo); }
   /// Repeats the last undone change. Returns false if there is none, or after another change.
   bool redo() { return go(&detail::FieldHistory::redo); }
@@ -136,7 +137,7 @@ class FormatterHook {
 
   static constexpr std::string_view file = "Tessaly/FormatterHook";
 
-  // GtkText reports its changes in these forms.
+  // GtkText reports its changes with these signatures.
   static void inserting(GtkEditable*, const char* text, int length, int* position, gpointer hook) {
     static_cast<FormatterHook*>(hook)->insert(
         length < 0 ? std::string_view(text) : std::string_view(text, static_cast<std::size_t>(length)), position);
@@ -330,8 +331,9 @@ class FormatterHook {
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
   }
 
-  /// Restores the selection that a refused insertion would have replaced. The display first reports that the selected
-  /// text has no owner. On that report the field would clear a newer selection.
+  /// Restores the selection that a refused insertion would have replaced. The display must first report that the
+  /// selected text has no owner, because on that report the field clears its selection. So the restoration waits for an
+  /// idle loop.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));
@@ -346,7 +348,8 @@ class FormatterHook {
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
   }
 
-  /// The selection as the user sees it, if nothing happened since an insertion was refused.
+  /// Takes the selection that a refused insertion would have replaced. Absent if there is none, or if the cursor or the
+  /// selection has changed since the refusal.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;
@@ -399,7 +402,7 @@ class FormatterHook {
   detail::FormattedField formatted_;
   GtkEventController* keys_ = nullptr;
   detail::FieldHistory history_;
-  /// The pending deletion, unless an insertion that belongs to it comes first.
+  /// The pending deletion. An insertion that belongs to the deletion may still follow.
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;

@@ -26,11 +26,11 @@ namespace detail {
 template <typename Element>
 class ListItem;
 
-/// The items that exist, by the elements that they show. Most rows of a long list have none.
+/// The items that exist, by the elements that they show. Most rows of a long list have no item.
 template <typename Element>
 using LivingItems = std::unordered_map<const Element*, ListItem<Element>*>;
 
-/// The element of an item.
+/// The contents of an item: a copy of its element.
 template <typename Element>
 class ListItem final : public ListItemBody {
  public:
@@ -44,7 +44,7 @@ class ListItem final : public ListItemBody {
     if (shown_ != nullptr) living_->erase(shown_);
   }
 
-  /// Names the element in its new sequence, or null for an element that was removed.
+  /// Refers to the element in its new sequence. Null means that the element was removed.
   void follow(const Element* shown) { shown_ = shown; }
 
   Element element;
@@ -55,7 +55,7 @@ class ListItem final : public ListItemBody {
   std::shared_ptr<LivingItems<Element>> living_;
 };
 
-/// The rows of a model in GTK's terms.
+/// The contents of a list model of GTK: the rows of a computed sequence.
 template <typename Element>
 class ListModelOfRows final : public ListModelBody, private RowsListener {
  public:
@@ -64,7 +64,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     rows_.follow(std::move(compute), std::move(identity));
   }
 
-  /// Gives the rows to a new object. Nothing refers to them before.
+  /// Makes a list model that owns the rows. Before this call no observer is notified.
   static GListModel* object(std::unique_ptr<ListModelOfRows> rows) {
     ListModelOfRows* const body = rows.release();
     body->object_ = G_LIST_MODEL(ListModelObject::make(listModelType(), body));
@@ -79,12 +79,13 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     const Element* const element = elementAt(row);
     const auto found = living_->find(element);
     if (found != living_->end()) return G_OBJECT(g_object_ref(found->second->object));
-    return (new ListItem<Element>(element, living_))->object;  // The object owns it.
+    return (new ListItem<Element>(element, living_))->object;  // The object owns the item.
   }
 
  private:
-  /// One step is told as it is, and so are moves. Other changes are told coarsely, because GTK destroys the widgets of
-  /// a removal, but reuses those of a replacement.
+  /// A single step is reported unchanged, and so are several steps with moves. Rearrangements and other groups of steps
+  /// are reported as replacements, because GTK destroys the widgets of removed rows, but reuses the widgets of replaced
+  /// rows.
   void willTakeAll(std::span<const SequenceStep> steps) override {
     const auto has = [&](SequenceStep::Kind kind) {
       return std::ranges::find(steps, kind, &SequenceStep::kind) != steps.end();
@@ -116,7 +117,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     return before_[row] != nullptr ? static_cast<const Element*>(before_[row]) : &rows_[row];
   }
 
-  /// A row with an item, before and now.
+  /// The former and the new position of a row with an item.
   struct Anchor {
     std::size_t former;
     std::size_t now;
@@ -147,10 +148,10 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     isTelling_ = false;
     former_.clear();
   }
-  /// The number of rows behind a row with an item that a view may show.
+  /// The maximum number of rows of a block after its last row with an item.
   static constexpr std::size_t reach = 256;
 
-  /// Replaces the rows before `next`. The rows far behind `end` are inserted in a step of their own.
+  /// Replaces the rows before `next`. Rows more than `reach` after `end` are inserted in a separate step.
   void replaceTo(const Anchor& next, const Anchor& end) {
     const std::size_t added = next.now - newShown_;
     const std::size_t near = std::min(added, end.now + reach - newShown_);
@@ -164,7 +165,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     newShown_ += added;
     tell(first, removed, added);
   }
-  /// In the order of today.
+  /// The rows with items, in the new order.
   [[nodiscard]] std::vector<Anchor> rowsWithItems() const {
     std::unordered_map<const void*, std::size_t> formerRows;
     for (std::size_t row = 0; row < former_.size() && formerRows.size() < living_->size(); ++row) {
@@ -178,7 +179,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     return anchors;
   }
 
-  /// Lets the items follow their elements into the new sequence. Returns references to those whose elements changed.
+  /// Lets the items follow their elements into the new sequence. Returns new references to the items whose elements
+  /// changed.
   std::vector<GObject*> moveItems(std::span<const void* const> before) {
     std::vector<GObject*> changed;
     LivingItems<Element> former = std::exchange(*living_, {});
@@ -205,7 +207,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
 
   GListModel* object_ = nullptr;
   std::shared_ptr<LivingItems<Element>> living_ = std::make_shared<LivingItems<Element>>();
-  /// During a coarse update: GTK knows the new rows up to `newShown_`, then the former ones from `formerGone_`.
+  /// During a coarse update: GTK knows the new rows up to `newShown_`, then the former rows from `formerGone_`.
   bool isCoarse_ = false;
   bool isTelling_ = false;
   std::vector<const Element*> former_;
@@ -224,7 +226,7 @@ const Element& elementOf(gpointer item) {
   return body->element;
 }
 
-/// The widgets of the rows of a view. The factory owns it.
+/// The functions for the widgets of a view's rows. The factory owns this object.
 template <typename Element, typename Make, typename Show>
 struct RowWidgets {
   Make make;
@@ -259,22 +261,23 @@ struct RowWidgets {
 namespace Gtk4 {
 
 /// Makes a list model of GTK over a computed sequence. It follows the sequence as `bind` follows a value: `compute`
-/// runs again in the turn of the loop after a change of an observable property that it read.
+/// runs again in the turn of the loop after a change of an observable property that `compute` read.
 ///
-/// `compute` returns a `std::vector` or a shared pointer to one; a pointer saves the copy of a long sequence. A null
-/// pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
+/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
+/// null pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
 ///
 /// `identity` names an element, by a function or a member, as `&File::name` does. The name needs `==` and `std::hash`.
-/// Without it an element is its own identity. An element with the identity of a former one keeps its item, so selection
-/// and focus stay there, wherever the row moves.
+/// Without `identity` an element is its own identity. An element with the identity of a former element keeps its item.
+/// So selection and focus stay with the item, wherever the row moves.
 ///
-/// Views get one removal, insertion or move of a block, or at most 32 moves with the others. After other changes they
-/// get the replacement of a block around the rows with widgets, and the rows beyond it. A changed element changes its
-/// item and no row. Elements with `==` that are equal change nothing.
+/// Views get a single removal, insertion or move of a block unchanged. An update with moves reaches views step by step,
+/// with at most 32 steps of a kind. Any other update reaches views as replacements of blocks around the rows with
+/// widgets, and as insertions of distant rows. A changed element updates its item, but changes no row. An element that
+/// equals its former value changes nothing.
 ///
-/// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row. `element` reads it,
-/// and `rowFactory` shows it. Without this function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies
-/// the sequence into a `GListStore`.
+/// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
+/// it. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without this
+/// function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
 /// The cost of an update is O(n) for n rows, and one hash and comparison for each row between both unchanged ends.
 ///
@@ -303,7 +306,7 @@ template <typename Element>
 /// Makes a factory for the rows of a view, or of a column, of a `listModel`. `make` returns a new widget. `show` shows
 /// an element in such a widget: when a row appears, and after each change of its element.
 ///
-/// An exception of either stops the process.
+/// An exception of `make` or `show` stops the process.
 ///
 /// Thread contract: main-isolated.
 template <typename Element, std::invocable<> Make, std::invocable<GtkWidget*, const Element&> Show>

@@ -37,7 +37,7 @@ class GtkPasteboard final : public ToolkitPasteboard {
       GBytes* bytes = g_bytes_new(list.data(), list.size());
       GdkContentProvider* both[] = {gdk_content_provider_new_for_bytes("text/uri-list", bytes), content};
       g_bytes_unref(bytes);
-      content = gdk_content_provider_new_union(both, 2);  // It owns the two.
+      content = gdk_content_provider_new_union(both, 2);  // The union owns both providers.
     }
     setIsOwner(gdk_clipboard_set_content(clipboard_, content) != 0);
     g_object_unref(content);
@@ -51,14 +51,15 @@ class GtkPasteboard final : public ToolkitPasteboard {
 
 namespace Gtk4 {
 
-/// Lets `PasteboardService` write through the toolkit while it lives. A compositor may allow the clipboard to programs
-/// with a window only, as GNOME's does. Without the adapter the library then has no pasteboard.
+/// An adapter that lets `PasteboardService` write through the toolkit during its lifetime. A compositor may allow only
+/// programs with a window to use the clipboard, as GNOME's compositor does. Then the library has no pasteboard without
+/// the adapter.
 ///
-/// Construct it after `gtk_init`. Writes from any thread reach the toolkit on the main thread, in the next turn
-/// of its loop. Other programs can paste as long as the loop runs.
-/// `PasteboardBackend::current().status()` says whether the contents still belong to this process.
+/// Construct the adapter after `gtk_init`. Writes on the main thread reach the toolkit at once. Writes on other threads
+/// reach the toolkit on the main thread, in the next turn of its loop. Other programs can paste as long as the loop
+/// runs. `PasteboardBackend::current().status()` says whether the contents still belong to this process.
 ///
-/// Stops the process: constructing it outside the main thread.
+/// Stops the process: constructing an adapter outside the main thread.
 ///
 /// Thread contract: main-isolated.
 ///

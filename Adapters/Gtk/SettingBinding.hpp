@@ -28,7 +28,7 @@ void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Re
   endWith(G_OBJECT(widget), std::move(bound));
 }
 
-/// The same for a property of truth.
+/// The same for a widget with the Boolean property "active".
 template <typename Widget>
 void bindActive(Widget* widget, Default<bool> setting) {
   bindBothWays(
@@ -66,12 +66,12 @@ struct BoundField {
 
 namespace Gtk4 {
 
-/// Binds a setting to a check button, for the life of the button. The button shows the setting, whoever changes it, and
-/// a click stores it.
+/// Binds a setting to a check button, for the life of the button. The button shows every change of the setting, and a
+/// click stores the new state.
 ///
 /// GTK's counterpart is `g_settings_bind`, which needs a compiled schema. A change of the setting reaches the widget in
-/// the next turn of the loop that `MainLoopAdapter` serves. A value that the rule of the key forbids becomes what the
-/// setting stores instead.
+/// the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key forbids a chosen value, the widget
+/// shows the value that the setting keeps or stores instead.
 ///
 /// Thread contract: main-isolated.
 ///

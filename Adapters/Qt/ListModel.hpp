@@ -20,23 +20,24 @@
 namespace Tessaly::inline v1::Qt6 {
 
 /// A list model of Qt over a computed sequence. It follows the sequence as `bind` follows a value: `compute` runs again
-/// in the turn of the loop after a change of an observable property that it read.
+/// in the turn of the loop after a change of an observable property that `compute` read.
 ///
-/// `compute` returns a `std::vector` or a shared pointer to one; a pointer saves the copy of a long sequence. A null
-/// pointer is an empty sequence. `identity` names an element, by a function or a member, as `&File::name` does. It
-/// needs
-/// `==` and `std::hash`. Without it an element is its own identity. An element with the identity of a former one is the
-/// same row: selection, current row and editor stay there, wherever the row moves. `compute` must not refer to an
-/// object that ends before the model.
+/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
+/// null pointer is an empty sequence. `identity` names an element, by a function or a member, as `&File::name` does.
+/// The identity needs `==` and `std::hash`. Without `identity` an element is its own identity. An element with the
+/// identity of a former element is the same row. Selection, current row and editor stay with the row, wherever it
+/// moves. `compute` must not refer to an object that ends before the model.
 ///
-/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. More become one step for all rows,
-/// which keeps the selection too. A changed element gives `dataChanged`. Elements with `==` that are equal give none.
-/// A model without columns shows nothing; call `addColumn` first.
+/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. More changes of a kind become a
+/// layout change, with at most one removal or insertion. A layout change keeps the selection too. A changed element
+/// gives `dataChanged`. An element that equals its former value gives no signal. A model without columns shows nothing;
+/// call `addColumn` first.
 ///
 /// The cost of an update is O(n) for n rows, and one hash and comparison for each row between both unchanged ends.
 /// Without this class a host writes a subclass of `QAbstractListModel` and finds the changed rows itself.
 ///
-/// These stop the process: a call outside the main thread, an exception of a later `compute`, and a row beyond the end.
+/// These stop the process: a call outside the main thread, an exception of a later `compute`, and `element` of a row
+/// that does not exist.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -15,15 +15,17 @@
 /// The adapters for Qt 6. The name is not Qt, so that `using namespace Tessaly` does not hide `Qt::`.
 namespace Tessaly::inline v1::Qt6 {
 
-/// Serves the main queue from Qt's event loop while it lives. Work of the library on the main thread then runs between
-/// the other events of the loop.
+/// An adapter that serves the main queue from Qt's event loop during its lifetime. Work of the library on the main
+/// thread then runs between the other events of the loop.
 ///
-/// Construct it after the application object. A nested loop (a modal dialog inside work of the main queue) also serves
-/// the queue, including work that was queued after the dialog's own work. Several adapters may exist side by side. They
-/// may be destroyed in any order, inside work of the queue, and after the application object. Work that arrives while
-/// the loop serves the queue waits for the next turn of the loop. It needs Qt Core only, and no moc.
+/// Construct the adapter after the application object. A nested loop (a modal dialog inside work of the main queue)
+/// also serves the queue, including work that was queued after the dialog's own work. Several adapters may exist at the
+/// same time. Adapters may be destroyed in any order, inside work of the queue, and after the application object. Work
+/// that arrives while the loop serves the queue waits for the next turn of the loop. The adapter needs Qt Core only,
+/// and no moc.
 ///
-/// These stop the process: constructing it before the application object, and constructing it outside the main thread.
+/// These stop the process: constructing an adapter before the application object, outside the main thread, or without a
+/// free file descriptor.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -58,7 +60,7 @@ class MainLoopAdapter {
   }
 
   const MainQueue::Service service_;
-  /// A duplicate, because Qt's loop accepts one notifier for a descriptor.
+  /// A duplicate, because Qt's loop accepts only one notifier for a descriptor.
   const Descriptor descriptor_;
   QSocketNotifier notifier_;
 };

@@ -26,23 +26,24 @@
 
 namespace Tessaly::inline v1::Qt6 {
 
-/// Connects a `QLineEdit` to a `Formatter`, and shows the text of an object.
+/// A validator that connects a `QLineEdit` to a `Formatter`. The field shows the text of an object.
 ///
 /// `FieldEditing` takes the decisions, and its comment has the rules. By default the validator changes no typed number
-/// before editing ends (Return, or the focus leaves). The cursor always stays before the suffix of a number. The
-/// dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An invalid
-/// text is red. The tooltip has the reason. It also has the reason of a correction, until the next change, and it
-/// appears at once. With `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping,
-/// cutting and committing composed input. A replacement takes the place of the whole text in the next turn of the event
-/// loop, before the field gets another event. Undo then restores the text before the refused change.
+/// before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix of a number.
+/// The dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An
+/// invalid text is red. The tooltip has the reason. At the end of editing the tooltip appears at once. After a
+/// correction it has the reason of the correction, until the next change. With `FieldChecking::atEveryChange` the
+/// formatter judges every change: typing, pasting, dropping, cutting and committing composed input. A replacement takes
+/// the place of the whole text in the next turn of the event loop, before the field gets another event. Undo then
+/// restores the text before the refused change.
 ///
 /// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which drop typed characters, and input
-/// masks. A refused change leaves the field unchanged, cursor and selection included. The validator does not check
-/// texts that the program or undo sets. `Acceptable` means that editing could end with the text. Lone surrogates are
-/// refused.
+/// masks. A refused change leaves the field unchanged, cursor and selection included. In a field with hidden
+/// characters, the cursor then goes to the end. The validator does not check texts that the program or undo sets.
+/// `Acceptable` means that editing could end with the text. Lone surrogates are refused.
 ///
-/// The constructor installs the validator in the field, which owns it. Do not give it to another field. It needs no
-/// moc.
+/// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
+/// another field. The validator needs no moc.
 ///
 /// These stop the process: a null formatter or field, and an exception from a formatter or handler.
 ///
@@ -90,25 +91,25 @@ class FormatterValidator : public QValidator {
     showMark({});
     return true;
   }
-  /// The worth of the present text.
+  /// The state of the present text.
   [[nodiscard]] FieldState state() const { return formatted_.editing().state(field_->text().toStdString()); }
-  /// Whether the present text differs from that of the object.
+  /// Whether the present text differs from the text of the object.
   [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
   /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every refused text, and the reason if there is one. This includes the end of editing. A replacement is
-  /// in the field by then.
+  /// Called with every refused text, and the reason if there is one. This includes texts that are refused at the end of
+  /// editing. A replacement is already in the field.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
-    // A field that is being destroyed loses the keyboard when it is only a widget any more.
+    // A field that is being destroyed loses the keyboard focus when it is no longer a `QLineEdit`, but only a widget.
     if (qobject_cast<QLineEdit*>(watched) == nullptr) return false;
     switch (event->type()) {
       case QEvent::FocusOut:
@@ -165,7 +166,7 @@ class FormatterValidator : public QValidator {
     return field;
   }
 
-  /// The answer to the change that led from the former text to this one, with the cursor at its end.
+  /// The answer to the change from the former text to this text. The cursor is at the end of the change.
   [[nodiscard]] Answer answerTo(const QString& text, int position) const {
     const QString behind = text.mid(position);
     const qsizetype most = standing_.size() - (standing_.endsWith(behind) ? behind.size() : 0);
@@ -196,7 +197,7 @@ class FormatterValidator : public QValidator {
     const int last = positionIn(text, formatted_.editing().lastPosition(text));
     if (cursor > last) field_->setCursorPosition(last);
   }
-  /// The position in the text of a byte in UTF-8.
+  /// The position of a UTF-8 byte in the text, in UTF-16 code units.
   static int positionIn(const std::string& text, std::size_t byte) {
     return static_cast<int>(QString::fromStdString(text.substr(0, byte)).size());
   }
@@ -245,7 +246,7 @@ class FormatterValidator : public QValidator {
     field_->setCursorPosition(positionIn(replacement, cursor));
   }
 
-  /// Qt emits this signal before it reverts the change.
+  /// Keeps the refusal for later, because Qt emits `inputRejected` before it reverts the change.
   void noteRefusal() {
     if (!judged_) return;  // The field itself refused the text, because of its maximum length or its mask.
     refusal_ = std::exchange(judged_, std::nullopt);

@@ -31,7 +31,7 @@ class QtPasteboard final : public ToolkitPasteboard {
   }
 
   void offer(const OfferedTexts& texts) override {
-    auto* data = new QMimeData;  // The clipboard owns it.
+    auto* data = new QMimeData;  // The clipboard owns the data.
     data->setText(QString::fromStdString(texts.plain()));
     if (texts.url) data->setUrls({QUrl::fromEncoded(QByteArray::fromStdString(*texts.url))});
     QGuiApplication::clipboard()->setMimeData(data);
@@ -46,14 +46,15 @@ class QtPasteboard final : public ToolkitPasteboard {
 
 namespace Qt6 {
 
-/// Lets `PasteboardService` write through the toolkit while it lives. A compositor may allow the clipboard to programs
-/// with a window only, as GNOME's does. Without the adapter the library then has no pasteboard.
+/// An adapter that lets `PasteboardService` write through the toolkit during its lifetime. A compositor may allow only
+/// programs with a window to use the clipboard, as GNOME's compositor does. Then the library has no pasteboard without
+/// the adapter.
 ///
-/// Construct it after the application object. Writes from any thread reach the toolkit on the main thread, in the next
-/// turn of its loop. Other programs can paste as long as the loop runs. `PasteboardBackend::current().status()` says
-/// whether the contents still belong to this process.
+/// Construct the adapter after the application object. Writes on the main thread reach the toolkit at once. Writes on
+/// other threads reach the toolkit on the main thread, in the next turn of its loop. Other programs can paste as long
+/// as the loop runs. `PasteboardBackend::current().status()` says whether the contents still belong to this process.
 ///
-/// Stops the process: constructing it outside the main thread.
+/// Stops the process: constructing an adapter outside the main thread.
 ///
 /// Thread contract: main-isolated.
 ///

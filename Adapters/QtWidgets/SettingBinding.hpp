@@ -33,11 +33,11 @@ void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read re
 namespace Qt6 {
 
 /// Binds a setting to a check box, or another button that can be checked, for the life of the button. The button shows
-/// the setting, whoever changes it, and a click stores it.
+/// every change of the setting, and a click stores the new state.
 ///
 /// Qt has no counterpart. The usual code connects a signal to `QSettings` and forgets the other direction. A change of
-/// the setting reaches the widget in the next turn of the loop that `MainLoopAdapter` serves. A value that the rule of
-/// the key forbids becomes what the setting stores instead.
+/// the setting reaches the widget in the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key
+/// forbids a chosen value, the widget shows the value that the setting keeps or stores instead.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -14,7 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Calls a function with each value that differs from the former one.
+/// A function object that calls a function with each value that differs from the previous value. Values without `==`
+/// always count as different.
 template <typename Value, typename Set>
 class SetOfChanges {
  public:
@@ -40,14 +41,14 @@ ObservationToken follow(Compute compute, Set set) {
   return withContinuousObservation(Isolation::main(), std::move(compute), std::move(set));
 }
 
-/// The same without calls for equal values.
+/// Like `follow`, but makes no call for a value that equals the previous value.
 template <typename Compute, typename Set>
 ObservationToken followChanges(Compute compute, Set set) {
   using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
   return follow(std::move(compute), SetOfChanges<Value, Set>(std::move(set)));
 }
 
-/// The computation of a value from a model that may end first. Absent after its end.
+/// The computation of a value from a model that may be destroyed first. After the end of the model the value is absent.
 template <typename Model, typename Compute>
 auto whileAlive(const std::shared_ptr<Model>& model, Compute compute) {
   using Value = std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>;

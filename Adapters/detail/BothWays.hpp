@@ -10,8 +10,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A widget that shows a setting and stores the choice of a person. `Read` gives the choice or nothing. `Show` shows a
-/// value. A widget that shows another value instead, such as the end of its range, does not store that.
+/// The connection of a setting and a widget. The widget shows the setting, and the choice of a person is stored. `Read`
+/// gives the choice or nothing. `Show` shows a value. If the widget shows another value instead, such as the end of its
+/// range, that value is not stored.
 template <typename Value, typename Read, typename Show>
 class BothWays {
  public:
@@ -25,12 +26,12 @@ class BothWays {
   BothWays& operator=(const BothWays&) = delete;
   ~BothWays() = default;
 
-  /// The widget calls it after each change.
+  /// Stores the choice. The widget calls this function after each change.
   void store() {
     if (isShowing_) return;
     const std::optional<Value> chosen = read_();
     if (chosen && *chosen != setting_.value()) setting_.setValue(*chosen);
-    display(setting_.value());  // The rule of the key may have stored another value.
+    display(setting_.value());  // The rule of the key may have changed or refused the value.
   }
 
  private:

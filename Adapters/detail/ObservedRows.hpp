@@ -18,7 +18,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The elements of the sequences that a function computes: a vector, or a shared pointer to one.
+/// The element type of a computed sequence, which is a vector or a shared pointer to a vector.
 template <typename Sequence>
 struct ElementOfSequence;
 template <typename Element>
@@ -38,24 +38,24 @@ template <std::invocable<> Compute>
 using ElementOf =
     typename ElementOfSequence<typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type>::Type;
 
-/// The list model of a toolkit, as the rows call it.
+/// The list model of a toolkit, as an observer of the rows.
 class RowsListener {
  public:
-  /// Before the first of the steps, if there are any.
+  /// Called before the first step, if there are steps.
   virtual void willTakeAll(std::span<const SequenceStep>) {}
-  /// Before and after a step. Between both the rows change.
+  /// Called before and after each step. The rows change between the two calls.
   virtual void willTake(const SequenceStep& step) = 0;
   virtual void didTake(const SequenceStep& step) = 0;
-  /// Behind the last step, when every row shows its new element. `before` has the former elements of the rows, null for
-  /// new rows. Both generations of elements are alive.
+  /// Called after all steps, when every row shows its new element. `before` has the former elements of the rows, null
+  /// for new rows. Both generations of elements are alive.
   virtual void didReplace(std::span<const void* const> before) = 0;
 
  protected:
   ~RowsListener() = default;
 };
 
-/// The common part of the list models of every toolkit: the rows of a computed sequence. They change step by step, so a
-/// view may read them at each step.
+/// The common part of the list models of every toolkit: the rows of a computed sequence. The rows change step by step,
+/// so a view may read the rows at each step.
 template <typename Element>
 class ObservedRows {
  public:
@@ -66,7 +66,7 @@ class ObservedRows {
   ObservedRows& operator=(const ObservedRows&) = delete;
   ~ObservedRows() = default;
 
-  /// Shows what `compute` returns, now and after each change of an observable property that it read.
+  /// Shows what `compute` returns, now and after each change of an observable property that `compute` read.
   template <typename Compute, typename Identity>
   void follow(Compute compute, Identity identity) {
     using Sequence = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
@@ -85,7 +85,7 @@ class ObservedRows {
   /// The elements of all rows.
   [[nodiscard]] const std::vector<const Element*>& elements() const noexcept { return rows_; }
 
-  /// Whether both elements look alike. Elements that cannot be compared are taken for different.
+  /// Whether both elements are equal. Elements without `==` count as different.
   static bool isEqual(const Element& left, const Element& right) {
     if constexpr (std::equality_comparable<Element>) return left == right;
     return false;

@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// One step from a sequence to another. The rows of a step count in the sequence that the former steps left.
+/// One step from a sequence to another. The row numbers of a step refer to the sequence after the previous steps.
 struct SequenceStep {
   enum class Kind : std::uint8_t { removal, insertion, move, rearrangement };
 
@@ -30,13 +30,14 @@ struct SequenceStep {
   bool operator==(const SequenceStep&) const = default;
 };
 
-/// The steps from one order of rows to another: removals, then moves of blocks, then insertions. Each of the three has
-/// at most `limit` steps. More of a kind become one step and rearrangements, because a view reads all of its rows at
-/// every step.
+/// The steps from one order of rows to another: removals, then moves of blocks, then insertions. Each of the three
+/// kinds has at most `limit` steps, because a view reads all of its rows at every step. More removals become a
+/// rearrangement and one removal. More moves become a rearrangement. More insertions become one insertion and a
+/// rearrangement.
 class SequenceSteps {
  public:
   static constexpr std::size_t limit = 32;
-  /// A new row without a former place.
+  /// The origin of a new row, which has no former place.
   static constexpr std::size_t absent = static_cast<std::size_t>(-1);
 
   /// `origins` has the former place of each new row in a block of `count` former rows. The block begins at `head`.
@@ -105,7 +106,7 @@ class SequenceSteps {
     for (const std::size_t origin : origins) {
       if (origin != absent) order.push_back(ranks[origin]);
     }
-    // The blocks in the new order. Their first rows are those of the former order.
+    // The blocks in the new order. `first` is the first row of the block in the former order.
     std::vector<Run> blocks;
     for (const std::size_t row : order) {
       if (blocks.empty() || blocks.back().first + blocks.back().count != row) blocks.push_back({row, 0});
@@ -119,7 +120,7 @@ class SequenceSteps {
     rearrange(std::move(order));
   }
 
-  /// The blocks that stay while the others move, so that the fewest rows move.
+  /// The blocks that stay while all other blocks move. They are chosen so that the number of moved rows is minimal.
   static std::vector<bool> heaviestIncreasing(const std::vector<Run>& blocks) {
     std::vector<std::size_t> weights;
     std::vector<std::size_t> predecessors;
@@ -137,7 +138,7 @@ class SequenceSteps {
     return chosen;
   }
 
-  /// Moves each block that is not fixed behind the block before it.
+  /// Moves each block that is not fixed to the place after its predecessor in the new order.
   void moveBlocks(const std::vector<Run>& blocks, const std::vector<bool>& fixed) {
     std::vector<std::size_t> current(blocks.size());
     std::iota(current.begin(), current.end(), 0);
@@ -168,7 +169,7 @@ class SequenceSteps {
       }
       return;
     }
-    // All new rows come behind the others at first.
+    // At first, all new rows come after the kept rows.
     std::vector<std::size_t> rows;
     for (std::size_t row = 0; row < origins.size(); ++row) {
       if (origins[row] == absent) rows.push_back(head_ + row);
@@ -198,7 +199,7 @@ class SequenceMatches {
   SequenceMatches(std::span<const Element> before, std::span<const Element> after)
       : origins(after.size(), SequenceSteps::absent), before_(before), after_(after), isTaken_(before.size(), false) {}
 
-  /// Gives each new element without a former one the first free equal one. O(n).
+  /// Assigns to each unmatched new element the first free former element that equals it. O(n).
   template <typename Hash, typename Equal>
   void match(Hash hash, Equal isEqual) {
     if (std::ranges::find(isTaken_, false) == isTaken_.end()) return;
@@ -217,7 +218,7 @@ class SequenceMatches {
       while (isOther(table[at])) at = (at + 1) % table.size();
       return table[at];
     };
-    // For each former row the next equal one, and for the first of them the first free one.
+    // `next` has the next equal row of each former row. For the first of equal rows, `free` has the first free row.
     std::vector<std::size_t> next(before_.size(), SequenceSteps::absent);
     std::vector<std::size_t> free(before_.size());
     std::iota(free.begin(), free.end(), 0);
@@ -245,9 +246,9 @@ class SequenceMatches {
   std::vector<bool> isTaken_;
 };
 
-/// The steps that lead from `before` to `after`. Elements with an equal identity are one element, in the order of their
-/// occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`, and none of them for a pointer that is in
-/// both sequences.
+/// The steps that lead from `before` to `after`. Elements with an equal identity are matched in the order of their
+/// occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. A pointer that is in both sequences
+/// causes such calls only next to the unchanged ends.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

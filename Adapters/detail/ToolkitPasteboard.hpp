@@ -15,17 +15,17 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The texts that a program offers to others.
+/// The texts that this program offers to other programs.
 struct OfferedTexts {
   std::optional<std::string> string;
   std::optional<std::string> url;
 
-  /// Programs that know no URLs paste this.
+  /// The text that programs without support for URLs paste.
   [[nodiscard]] const std::string& plain() const { return string ? *string : *url; }
 };
 
 /// The common part of the pasteboards of every toolkit. Contents from other threads reach the toolkit on the main
-/// thread. It lives until the process ends, as every installed backend does.
+/// thread. The pasteboard lives until the process ends, as every installed backend does.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {
@@ -42,7 +42,7 @@ class ToolkitPasteboard : public PasteboardBackend {
     if (MainQueue::isMainThread()) {
       offer(texts());
     } else {
-      // The texts of that moment, because the writes of two threads may come in another order.
+      // The task reads the latest texts, because the writes of two threads may arrive in another order.
       Task<>::detached({.isolation = Isolation::main()}, [this] {
         if (isOpen_) offer(texts());
       });
@@ -54,7 +54,7 @@ class ToolkitPasteboard : public PasteboardBackend {
     return {.server = server_, .problem = PasteboardProblem::none, .isOwner = isOwner_};
   }
 
-  /// Leaves the toolkit, which may end.
+  /// Disconnects from the toolkit, which may end afterwards.
   void close() {
     isOpen_ = false;
     isOwner_ = false;
@@ -67,7 +67,7 @@ class ToolkitPasteboard : public PasteboardBackend {
   void setIsOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
 
  private:
-  /// Both run on the main thread.
+  /// Both functions run on the main thread.
   virtual void offer(const OfferedTexts& texts) = 0;
   virtual void disconnect() = 0;
 

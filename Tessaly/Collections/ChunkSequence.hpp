@@ -16,12 +16,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// A random-access range, split into consecutive chunks of a fixed size. The last chunk may be shorter. Nothing is
+/// A random-access range, split into consecutive chunks of a fixed size. The last chunk may be shorter. No element is
 /// copied: each chunk is a view of the base.
 ///
-/// `chunked` makes it. It borrows the base from an lvalue and owns the base from an rvalue. A chunk is valid as long as
-/// the base and the base's iterators are. The nearest standard facility is C++23's `std::views::chunk`. Unlike that, a
-/// `ChunkSequence` counts in signed integers, and gives empty chunks without end for a size of zero.
+/// `chunked` makes a `ChunkSequence`. The sequence borrows a base that is a view or an lvalue, and owns any other base.
+/// A chunk is valid as long as the base and the base's iterators are. The nearest standard facility is C++23's
+/// `std::views::chunk`. Unlike that view, a `ChunkSequence` counts in signed integers. For a size of zero and a base
+/// with elements, it gives empty chunks without end.
 ///
 /// Stops the process: a request for the first chunk of a base with elements, if the size is negative.
 ///
@@ -42,7 +43,7 @@ class ChunkSequence {
   using Chunk = std::ranges::subrange<Position>;
   using Element = Chunk;
 
-  /// Returns the chunks in order, each once.
+  /// An iterator that returns the chunks in order, each once.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -50,7 +51,7 @@ class ChunkSequence {
   ///     while (auto chunk = chunks.next()) upload(*chunk);
   class Iterator {
    public:
-    /// Starts at the base's start. A base that is not a view must outlive the iterator and its chunks.
+    /// Starts at the base's start. A base that is not a copyable view must outlive the iterator and its chunks.
     Iterator(std::int64_t chunkSize, const Base& base) : chunkSize_(chunkSize), base_(base), index_(first(base_)) {}
     Iterator(std::int64_t chunkSize, const Base&& base)
       requires(!isBorrowed)

@@ -19,12 +19,12 @@ namespace Tessaly::inline v1 {
 /// A first-in, first-out queue made of two stacks. Elements enter on the right stack and leave from the left one. When
 /// the left stack is empty, it takes over the elements of the right one.
 ///
-/// Copies share the elements until one of them is written. Prefer `RingArray` if the length is bounded, and
-/// `std::queue` if no single operation may take O(n). The stacks keep the memory of a queue that was long. When they
-/// change places, an empty stack with more than 4 KiB releases its memory if it used less than half of it.
+/// Copies share the elements until one copy is changed. Prefer `RingArray` if the length is bounded, and `std::queue`
+/// if no single operation may take O(n). The stacks keep the memory of a queue that was long. When the stacks change
+/// places, an empty stack with more than 4 KiB releases its memory if less than half of that memory was used.
 ///
-/// Cost: enqueueing takes amortised O(1), and moves an element only if its stack grows. Dequeueing takes O(1). The
-/// first change after a copy takes O(n).
+/// Cost: enqueueing takes amortised O(1), and moves elements only if the right stack grows. Dequeueing takes O(1).
+/// After a copy, the first change of each stack takes O(n).
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -67,7 +67,7 @@ class FIFOStack {
   }
   friend void swap(FIFOStack& left, FIFOStack& right) noexcept { left.swap(right); }
 
-  /// Adds an element behind all others. Amortised O(1).
+  /// Adds an element behind all others. Amortised O(1), or O(n) while the elements are shared.
   void enqueue(const Element& element)
     requires isCopyable
   {
@@ -99,8 +99,8 @@ class FIFOStack {
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
   /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, then the right
-  /// one. The last element of the left stack would have left the queue next. So this is the order of the queue only if
-  /// the left stack holds at most one element.
+  /// one. The left stack's elements are returned from its bottom to its top, and its top would have left the queue
+  /// next. So this is the order of the queue only if the left stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());
@@ -128,7 +128,7 @@ class FIFOStack {
       rewindOrRelease(left_);
       left_.swap(right_);
     }
-    // Otherwise the right stack becomes about as high as the left one was.
+    // Otherwise the right stack gets at least the capacity of the left stack.
     if (!right_.hasRoom()) right_.makeRoom(std::max(left_.capacity(), std::size_t{4}));
   }
 
@@ -140,8 +140,8 @@ class FIFOStack {
     left_.swap(right_);
   }
 
-  /// Small memory is always kept, in both stacks. Otherwise a queue that holds only a few elements at a time would
-  /// allocate memory for each of them.
+  /// Small memory is kept in both stacks, unless it is shared. Otherwise a queue that holds only a few elements at a
+  /// time would allocate memory for each of them.
   static bool isSmall(const Stack& stack) noexcept { return stack.capacity() * sizeof(Element) <= 4'096; }
   static void rewindOrRelease(Stack& empty) noexcept {
     const bool isWorthKeeping = isSmall(empty) || empty.capacity() / 2 <= empty.usedCapacity();

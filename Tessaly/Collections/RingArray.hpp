@@ -32,9 +32,10 @@ namespace Tessaly::inline v1 {
 /// drops and returns the last.
 ///
 /// It is a random-access range of constant elements. A position is an integer, counted from the first element, or an
-/// `Index`. An `Index` also counts the wraps of the ring, so it means the same slot until its element is removed. `set`
-/// and `modify` change an element. Copies share their slots until one copy is changed, so a mutable reference would
-/// change the other copies. References and iterators are valid until the next change.
+/// `Index`. An `Index` also counts the wraps of the ring, so it means the same element until that element is removed or
+/// `shiftWhenFull` is called. `set` and `modify` change an element. There are no mutable references: copies share their
+/// slots until one copy is changed, so a reference would change all copies. References and iterators are valid until
+/// the next change.
 ///
 /// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that they always lie side
 /// by side. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements as an array without
@@ -44,8 +45,8 @@ namespace Tessaly::inline v1 {
 /// the same slots and the same positions. Rings with the same elements but different wraps are not equal. Compare only
 /// the elements with `std::ranges::equal`.
 ///
-/// The nearest facility is `boost::circular_buffer`. That copies its elements at once, and does not return overwritten
-/// ones. Prefer `FIFOStack` or `std::deque` if the length has no bound.
+/// The nearest facility is `boost::circular_buffer`. That class copies its elements at once, and does not return
+/// overwritten ones. Prefer `FIFOStack` or `std::deque` if the length has no bound.
 ///
 /// Stops the process: a negative capacity, a position outside the ring, an overflow, `shiftWhenFull` on a ring that is
 /// not full.
@@ -77,8 +78,8 @@ class RingArray {
   using const_iterator = std::conditional_t<hasTwins, const Element*, detail::RingArrayIterator<Element>>;
   using iterator = const_iterator;
 
-  /// An empty ring with `maxCapacity` slots. Allocates the slots. Later changes allocate nothing while the slots are
-  /// not shared. Throws `std::bad_alloc`.
+  /// An empty ring with `maxCapacity` slots. Allocates the slots. Later, only `removeAllAndSetCapacity` and the first
+  /// change of shared slots allocate slots. Throws `std::bad_alloc`.
   explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
     if (maxCapacity > 0) {
       storage_ = makeSlots(maxCapacity);
@@ -145,7 +146,7 @@ class RingArray {
   [[nodiscard]] bool isFull() const noexcept { return count_ == maxCapacity_; }
 
   /// Adds an element behind the last. If the ring was full, drops the first and returns it. Does nothing to a ring
-  /// without slots. O(1).
+  /// without slots. O(1), or O(n) while the slots are shared.
   std::optional<Element> append(Parameter element) {
     if (mark_.isSet()) [[unlikely]]
       return appendToMarked(std::forward<Parameter>(element));
@@ -153,14 +154,15 @@ class RingArray {
   }
 
   /// Adds an element before the first. If the ring was full, drops the last and returns it. Does nothing to a ring
-  /// without slots. O(1).
+  /// without slots. O(1), or O(n) while the slots are shared.
   std::optional<Element> prepend(Parameter element) {
     if (mark_.isSet()) [[unlikely]]
       return prependToMarked(std::forward<Parameter>(element));
     return prependToSlots(std::forward<Parameter>(element));
   }
 
-  /// Removes and returns the first element. Returns nothing if the ring is empty. O(1).
+  /// Removes and returns the first element. Returns nothing if the ring is empty. O(1), or O(n) while the slots are
+  /// shared.
   std::optional<Element> popFirst() {
     if (count_ == 0) return std::nullopt;
     makeUnshared();
@@ -173,7 +175,8 @@ class RingArray {
     return first;
   }
 
-  /// Removes and returns the last element. Returns nothing if the ring is empty. O(1).
+  /// Removes and returns the last element. Returns nothing if the ring is empty. O(1), or O(n) while the slots are
+  /// shared.
   std::optional<Element> popLast() {
     if (count_ == 0) return std::nullopt;
     makeUnshared();
@@ -192,7 +195,8 @@ class RingArray {
     for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
   }
 
-  /// Removes all elements, the last one first. The ring keeps its slots and its `startIndex`.
+  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. If it shares its slots
+  /// with a copy, it gets new slots.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
       Storage* cells = makeSlots(maxCapacity_);
@@ -222,7 +226,8 @@ class RingArray {
     startIndex_ = loop().rotated(startIndex_, offset);
   }
 
-  /// The element at a position between `startIndex` and `endIndex`. O(1). Stops the process for any other position.
+  /// The element at a position that is at or after `startIndex` and before `endIndex`. O(1). Stops the process for any
+  /// other position.
   [[nodiscard]] const Element& operator[](Index index) const {
     checkIndex(index);
     return slotAt(index);
@@ -290,8 +295,8 @@ class RingArray {
   }
 
   /// The elements in order as two arrays, for functions that take an array. The second array is empty unless the
-  /// elements wrap around the end of the slots. Elements of a contiguous range never wrap. The arrays are valid until
-  /// the next change. O(1).
+  /// elements wrap around the end of the slots. It is always empty if the ring is a contiguous range. The arrays are
+  /// valid until the next change. O(1).
   [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
     if (count_ == 0) return {};
     if constexpr (hasTwins) return {std::span(begin(), end())};
@@ -314,7 +319,7 @@ class RingArray {
     return detail::debugDescribeAll(*this);
   }
 
-  /// Whether capacity, slots, positions and count are all the same.
+  /// Whether the capacities, the positions and the elements are equal.
   friend bool operator==(const RingArray& left, const RingArray& right)
     requires std::equality_comparable<Element>
   {
@@ -410,7 +415,7 @@ class RingArray {
   template <typename Value>
   [[gnu::always_inline]] std::optional<Element> appendToSlots(Value&& element) {
     if (count_ == maxCapacity_) {
-      // Both positions name one slot, one loop apart.
+      // The start and the end name one slot, one loop apart.
       Index next{startIndex_.backendIndex + 1, startIndex_.loopIndex};
       if (next.backendIndex == maxCapacity_) {
         next = {0, detail::RingLoop::sum(next.loopIndex, 2) - 1};

@@ -10,12 +10,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `AnyAsyncSequence`. A host specialises it for a type of its own.
+/// Whether a type adopts `AnyAsyncSequence`. A host specialises this constant for its own types.
 template <typename Sequence>
 inline constexpr bool adoptsAnyAsyncSequence = false;
 
 /// An asynchronous sequence named by its element, for signatures that hide how the sequence is made. The type must be
-/// an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` makes such a sequence of any other.
+/// an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` wraps any other `AsyncSequence` in such a type.
 ///
 ///     void follow(AnyAsyncSequence<Song> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element>

@@ -16,11 +16,11 @@ namespace Tessaly::inline v1 {
 /// A value that is computed asynchronously at its first use and then kept.
 ///
 /// `wrappedValue()` looks for a kept value. The function that it returns does not look again. So if no value was kept,
-/// two calls of that function compute twice. Overlapping calls also compute twice. Each gives the result of its own
-/// computation, and the result of the last one to end is kept. The nearest standard facility, `std::shared_future`,
-/// computes once and starts at once.
+/// two calls of that function compute twice. Overlapping calls also compute twice. Each call gives the result of its
+/// own computation, and the result of the last computation to end is kept. The nearest standard facility,
+/// `std::shared_future`, shares the result of exactly one computation, even if it fails.
 ///
-/// Copies share the kept value. It is kept for as long as any copy lives.
+/// Copies share the kept value, which lives at least as long as any copy.
 ///
 /// Thread contract: thread-safe. The provider may run in several tasks at once.
 ///
@@ -35,7 +35,7 @@ class AsyncLazy {
     requires std::is_invocable_v<Provider&>
   explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}
 
-  /// A function that gives the value. It passes on an exception of the provider, and then keeps nothing.
+  /// A function that gives the value. If the provider throws, the function passes on the exception and keeps nothing.
   [[nodiscard]] std::function<Async<Value>()> wrappedValue() const {
     if (auto value = storage_->value()) return [value = std::move(value)] { return ready(value); };
     return [storage = storage_, provider = valueProvider_] { return compute(storage, provider); };

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Calls a function with every element before it is passed on.
+/// Calls a function with every element before the element is passed on.
 template <typename Element, typename ReceiveValues>
 struct PassOn {
   ReceiveValues receiveValues;
@@ -38,7 +38,7 @@ struct Discard {
 
 }  // namespace detail
 
-/// The first element of a sequence; none if the sequence is empty. Passes on the sequence's exception.
+/// The first element of a sequence. Absent if the sequence is empty. Passes on the sequence's exception.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>
@@ -56,7 +56,8 @@ template <AsyncSequence Sequence>
   co_return co_await iterator.next(std::move(isolation));
 }
 
-/// The same elements. A function, which must not throw, is called with each one before it is passed on.
+/// A sequence of the same elements. Calls a function with each element before the element is passed on. The function
+/// must not throw.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence, std::invocable<const typename Sequence::Element&> ReceiveValues>
@@ -72,13 +73,13 @@ template <AsyncSequence Sequence>
   return map(std::move(sequence), detail::Discard());
 }
 
-/// The first `limit` elements, or all if there are fewer. **A limit below one means no limit.** The rest is not read.
-/// An exception of the sequence is passed on, and the elements so far are discarded.
+/// The first `limit` elements, or all if there are fewer. **A limit below one means no limit.** Further elements are
+/// not read. An exception of the sequence is passed on, and the elements that were read before it are discarded.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>
 [[nodiscard]] Async<std::vector<typename Sequence::Element>> collect(Sequence sequence, std::int64_t limit) {
-  constexpr std::int64_t maximumReserved = 1'024;  // A limit may be meant as "all".
+  constexpr std::int64_t maximumReserved = 1'024;  // A huge limit may mean "all".
   std::vector<typename Sequence::Element> elements;
   elements.reserve(static_cast<std::size_t>(std::clamp(limit, std::int64_t{0}, maximumReserved)));
   auto iterator = sequence.makeAsyncIterator();

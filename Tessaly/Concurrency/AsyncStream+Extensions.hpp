@@ -13,9 +13,10 @@ namespace Tessaly::inline v1 {
 
 /// The values that an object's property takes, as a stream with an unbounded buffer.
 ///
-/// Each change with a new value gives an element, so the options need `new_`. With `initial`, the first element is the
-/// value at the start. The observation begins before this returns. It ends with the stream, when its consumer is
-/// cancelled or destroyed. The object is not kept alive, and its end does not end the stream.
+/// A change gives an element if its record has the new value, so the options need `new_`. With `initial`, the first
+/// element is the value at the start. The observation begins before this function returns. The observation ends with
+/// the stream, when the stream's consumer is cancelled or destroyed. The stream does not keep the object alive, and
+/// does not end when the object is destroyed.
 ///
 /// Thread contract: thread-safe. The values are yielded on the changing thread.
 ///

@@ -39,13 +39,14 @@ Async<void> passOn(AsyncThrowingStream<Element> source, typename AsyncThrowingSt
 
 }  // namespace detail
 
-/// A stream of the same elements that calls functions on the way: `onReceiveValue` for each element before it can be
-/// received, and `onTermination` at the end, before the new stream ends. It reads ahead into an unbounded buffer, in a
-/// task of its own that begins at once.
+/// A stream of the same elements that calls functions on the way. It calls `onReceiveValue` for each element before the
+/// element can be received, and `onTermination` at the end, before the new stream ends. A separate task, which starts
+/// at once, reads ahead into an unbounded buffer.
 ///
 /// **When the source fails with a `CancellationError`, `onTermination` is called twice**: with `cancelled`, then with
-/// `finished` and no error. The new stream fails with a cancellation error of its own. For any other error,
-/// `onTermination` gets `finished` with that error. A cancelled consumer of the new stream ends that stream only.
+/// `finished` and no error. Between the two calls, the new stream fails with a new `CancellationError`. For any other
+/// error, `onTermination` gets `finished` with that error. Cancelling a consumer of the new stream ends only the new
+/// stream.
 ///
 /// The functions are called one at a time, on any thread, and must not throw.
 ///

@@ -15,14 +15,14 @@ namespace Tessaly::inline v1 {
 
 /// The only owner of a running task: its destructor cancels the task.
 ///
-/// A `Task` continues when its handle is destroyed. This handle requests its end. Cancellation is cooperative, and the
-/// owner does not wait for the end. So the operation must hold everything that it uses: a `catch` block, or the code
-/// after the last wait, may run long after the handle has gone. **An operation that captures `this` belongs in an
-/// `OwnedTasks`**, which runs none of its code after the object's end.
+/// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
+/// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
+/// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**,
+/// which runs none of the operation's code in the object's isolation after the object's end.
 ///
 /// The task's result and error are not observed. The handle moves and cannot be copied.
 ///
-/// Stops the process: any use after a move, except destroying and assigning.
+/// Stops the process: `cancel()`, `isCancelled()` or `store()` after a move.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -35,12 +35,12 @@ namespace Tessaly::inline v1 {
 template <typename T = void>
 class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoCancelTask {
  public:
-  /// Starts the operation at once, at the caller's priority and in the caller's isolation. The operation, a callable
-  /// that returns an `Async<T>` or a `T`, belongs to the task and is not kept here.
+  /// Starts the operation at once, at the caller's priority and in the caller's isolation. The operation is a callable
+  /// that returns an `Async<T>` or a `T`. The task keeps the operation; this handle does not.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}
-  /// The same at the given priority. Without a priority, at the caller's.
+  /// The same at the given priority. `std::nullopt` means the caller's priority.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   AutoCancelTask(std::optional<TaskPriority> priority, Operation&& operation)
@@ -48,7 +48,7 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   AutoCancelTask(const AutoCancelTask&) = delete;
   AutoCancelTask& operator=(const AutoCancelTask&) = delete;
   AutoCancelTask(AutoCancelTask&& other) noexcept : task_(std::exchange(other.task_, std::nullopt)) {}
-  /// Cancels the task that it owned before.
+  /// Cancels the task that this handle owned before.
   AutoCancelTask& operator=(AutoCancelTask&& other) noexcept {
     AutoCancelTask moved(std::move(other));
     std::swap(task_, moved.task_);

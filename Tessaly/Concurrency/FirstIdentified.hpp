@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The elements of a sequence as pairs. The first member of a pair is true for the first element only. It fails like
-/// the sequence.
+/// The elements of a sequence as pairs. The first member of a pair is true for the first element only. Passes on the
+/// exceptions of the sequence.
 ///
 /// Thread contract: thread-compatible.
 ///

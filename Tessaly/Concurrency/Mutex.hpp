@@ -15,9 +15,9 @@ namespace Tessaly::inline v1 {
 
 /// A value of any kind that is read and changed only while a lock is held.
 ///
-/// The value lives in an allocation of its own, as does the lock, so a `Mutex` can be moved while neither moves. It
-/// cannot be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside
-/// the value, with which code can use the value without the lock.
+/// The value and the lock have an allocation each, and both stay in place when the `Mutex` is moved. A `Mutex` cannot
+/// be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside the
+/// value. It lets code use the value without the lock.
 ///
 /// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns resources
 /// must be emptied first, by `assignWithLock` or inside `withLock`.
@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 /// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move; a new value
 /// whose move throws in `assignWithLock`.
 ///
-/// Thread contract: thread-safe. Moving and destroying need the sole owner.
+/// Thread contract: thread-safe. A move or the destruction must not overlap with any other use.
 ///
 ///     Mutex<std::set<std::string>> listeners({});
 ///     listeners.withLock([](auto& set) { set.insert("window"); });
@@ -62,10 +62,11 @@ class Mutex {
   ~Mutex() { freeSlot(); }
 
   /// Calls the body with the value while the lock is held. Returns the body's result, moved or elided, never copied. An
-  /// exception of the body reaches the caller unchanged. The lock is released before either.
+  /// exception of the body reaches the caller unchanged. The lock is released before the result or the exception
+  /// reaches the caller.
   ///
-  /// The body is an ordinary function: it must not return a reference (that would outlive the lock), nor an `Async`
-  /// (that would run after it).
+  /// The body is an ordinary function: it must not return a reference (which would outlive the locking), nor an `Async`
+  /// (which would run without the lock).
   template <typename Body>
     requires std::is_invocable_v<Body, Value&>
   auto withLock(Body&& body) -> std::invoke_result_t<Body, Value&> {

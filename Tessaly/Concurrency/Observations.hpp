@@ -19,12 +19,12 @@ namespace Tessaly::inline v1 {
 /// The results of a computation over observable properties, as an asynchronous sequence.
 ///
 /// The first element is the present result. After a change of a property that the last computation read, there is a
-/// further element, which is computed on request. Several changes in between give one element with the latest values.
-/// The sequence never ends by itself and never fails. A cancelled consumer gets one last element at once.
+/// further element, which is computed on request. Several changes between two requests give one element with the latest
+/// values. The sequence never ends and never fails. In a cancelled task, each request gives an element at once.
 ///
 /// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
-/// tracks on its own. For a callback instead of a sequence use `withContinuousObservation`. For every value of one
-/// property use `observe`.
+/// tracks the properties separately. For a callback instead of a sequence use `withContinuousObservation`. For every
+/// value of one property use `observe`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -37,7 +37,8 @@ class Observations {
   using Element = ElementType;
   using Failure = Never;
 
-  /// Keeps the function, which must not be a coroutine. Observes the properties that it reads before it returns.
+  /// Keeps the function, which must not be a coroutine. The properties that the function reads before it returns are
+  /// observed.
   template <typename Apply>
     requires std::is_invocable_r_v<Element, Apply&>
   explicit Observations(Apply apply) : apply_(std::move(apply)) {}
@@ -50,7 +51,7 @@ class Observations {
   ///     std::optional<std::string> title = co_await iterator.next();
   class AsyncIterator {
    public:
-    /// The next element, never the end. The first comes at once, later ones after a change.
+    /// The next element, never the end. The first element comes at once, each later element after a change.
     [[nodiscard]] Async<std::optional<Element>> next() {
       const std::shared_ptr<detail::ObservationsStorage> storage = storage_;
       const std::optional<Task<>> task = storage->waitingTask();
@@ -76,7 +77,7 @@ class Observations {
     std::shared_ptr<detail::ObservationsStorage> storage_ = detail::ObservationsStorage::make();
   };
 
-  /// An iterator that tracks on its own.
+  /// An iterator that tracks the properties separately.
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(apply_); }
 
  private:

@@ -22,8 +22,9 @@ class OwnerExecutor;
 /// ends the tasks.
 ///
 /// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
-/// then on no statement of theirs runs in that isolation: not the code after the last wait, and no `catch` block. Their
-/// local variables are destroyed, so clean up in destructors. Make this the last member, so that it ends first.
+/// then on no statement of the tasks runs in that isolation: neither the code after the last wait nor a `catch` block.
+/// Their local variables are destroyed, so clean up in destructors. Make the `OwnedTasks` the last member, so that it
+/// is destroyed first.
 ///
 /// The destructor does the following with a task:
 /// - A task that has not started does not start. A task whose wait ends with its cancellation, as a sleep or a stream's
@@ -31,16 +32,16 @@ class OwnerExecutor;
 /// - A task may be on the pool, on a blocking thread or in another isolation at that moment. It continues there and
 ///   sees that it is cancelled. It must own the objects that it uses there. When it returns to the object's isolation,
 ///   its variables and its closure are destroyed there, after the children of its task groups have ended. Such a
-///   variable's destructor must not use the object. The same holds for a task that waits for another task or for a
+///   variable's destructor must not use the object. The same rules hold for a task that waits for another task or for a
 ///   continuation.
 /// - A task that destroys the object itself runs to its next wait, as after `delete this`.
 ///
-/// A task that one of them starts without naming an isolation ends in the same way, but is not cancelled. At its next
-/// turn in the isolation, the children of its groups are cancelled. A task that names an isolation does not belong to
-/// the object. A task that awaits an ended task gets a `CancellationError`.
+/// A task that one of these tasks starts without naming an isolation ends in the same way, but is not cancelled. At its
+/// next turn in the isolation, the children of its groups are cancelled. A task that names an isolation does not belong
+/// to the object. Awaiting a task that ended in this way throws a `CancellationError`.
 ///
-/// See `TaskScope` for a scope that waits for its tasks, `AutoCancelTask` for a handle that only cancels its task. The
-/// nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
+/// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.
+/// The nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
 ///
 /// Stops the process: making it without an isolation; destroying it, adding to it or ending it in another isolation.
 ///
@@ -61,7 +62,8 @@ class OwnerExecutor;
 ///     };
 class OwnedTasks {
  public:
-  /// Makes a set of tasks in an isolation, by default the caller's. On the main thread that is the main queue's.
+  /// Makes an empty set of tasks in an isolation, by default the caller's. For ordinary code on the main thread, that
+  /// is the isolation of the main queue.
   TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
   OwnedTasks(const OwnedTasks&) = delete;
   OwnedTasks& operator=(const OwnedTasks&) = delete;
@@ -100,7 +102,7 @@ class OwnedTasks {
   [[nodiscard]] TESSALY_EXPORT Isolation isolation() const;
   void endTasks() noexcept;
 
-  /// The executor of the tasks that were added since the last end.
+  /// The executor of the tasks that were added since the last `end()`.
   detail::OwnerExecutor* executor_;
   std::vector<Task<>> tasks_;
 };

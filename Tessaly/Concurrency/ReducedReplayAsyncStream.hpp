@@ -14,26 +14,28 @@
 
 namespace Tessaly::inline v1 {
 
-/// Shares one producer among any number of subscribers, and gives late ones a summary of the earlier elements.
+/// A stream that shares one producer among any number of subscribers, and gives late subscribers a summary of the
+/// earlier elements.
 ///
-/// A subscriber receives every element that is produced after it joined. The first one starts the consumption and gets
-/// elements only. Each later subscriber first gets **one element that sums up all earlier ones**: the initial result,
-/// combined with them by `reduce`. Before the first element that is the initial result itself. Each subscriber has an
-/// unbounded buffer of its own, so a slow one delays no other.
+/// A subscriber receives every element that is consumed from the producer after the subscriber joined. The first
+/// subscriber starts the consumption and gets elements only. Each later subscriber first gets **one element that sums
+/// up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, that
+/// is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no
+/// other.
 ///
 /// Iterating the stream itself subscribes: every iterator is a subscriber. When the producer ends, every subscriber's
 /// stream ends. A subscriber that joins after that gets the sum and then **keeps waiting**. Only its consumer's
-/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers, which costs a
-/// few words and a refused element each time.
+/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers. Such a
+/// subscriber costs a few words of memory, and one refused element for each later element.
 ///
 /// The consumption continues until the producer finishes, even without subscribers. A producer that never finishes
 /// leaves a task waiting.
 ///
 /// If copying an element for a subscriber throws, that subscriber's stream ends, and the others continue. An element
-/// whose move throws ends the consumption and every subscriber's stream. Each writes one log record.
+/// whose move throws ends the consumption and every subscriber's stream. Each of these failures writes one log record.
 ///
-/// A value: copies share producer and subscribers. `reduce` is called by one thread at a time, on any thread, and must
-/// not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
+/// Copies of the stream share the producer and the subscribers. `reduce` is called by one thread at a time, on any
+/// thread, and must not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
 /// `ReducedReplayAsyncThrowingStream`.
 ///
 /// Thread contract: thread-safe.
@@ -54,13 +56,14 @@ class ReducedReplayAsyncStream {
   using AsyncIterator = AsyncStream<Element>::AsyncIterator;
 
   /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
-  /// the buffer of elements that are not consumed yet. Nothing is consumed before the first subscription.
+  /// the buffer of elements that were produced but not yet consumed. Nothing is consumed before the first subscription.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),
         originalStream_(bufferingPolicy, std::move(build)) {}
 
-  /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
+  /// A new subscriber's stream, with an unbounded buffer. The subscriber joins in a separate task, perhaps after this
+  /// function returns.
   [[nodiscard]] AsyncStream<Element> newStream() const {
     return AsyncStream<Element>([this](Continuation continuation) {
       detail::startBackgroundTask([self = *this, continuation = std::move(continuation)] {
@@ -89,8 +92,8 @@ class ReducedReplayAsyncStream {
     co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
   }
 
-  /// Consumes elements without leaving the isolation for each. Subscribers that want to join wait for at most one
-  /// batch.
+  /// Consumes at most 64 elements without leaving the isolation for each element. A subscriber that wants to join waits
+  /// for at most one batch.
   static Async<void> consumeBatch(Storage& storage, AsyncIterator& iterator, bool& isOpen) {
     constexpr int maximumCount = 64;
     for (int count = 0; count < maximumCount; ++count) {

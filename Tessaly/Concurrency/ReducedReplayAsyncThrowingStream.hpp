@@ -20,12 +20,13 @@ namespace Tessaly::inline v1 {
 
 /// `ReducedReplayAsyncStream` for a producer that may fail, with the final value on request.
 ///
-/// The producer is a failing stream that is built here, or any asynchronous sequence. Its error ends the stream of
-/// every subscriber that had joined, and every `streamedElement()`, now and later. A subscriber that joins after the
-/// end, also after an error, gets the present sum and then **keeps waiting**.
+/// The producer is an `AsyncThrowingStream` that is built here, or any asynchronous sequence. The producer's error ends
+/// the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it was called
+/// before or after. A subscriber that joins after the end, also after an error, gets the present sum and then **keeps
+/// waiting**.
 ///
-/// Each element is copied for each stream and each `streamedElement()`. An exception of a copy ends only that stream or
-/// that `streamedElement()`. An exception of an element's move counts as the producer's error.
+/// Each element is copied for each stream, and the final value for each `streamedElement()`. An exception of a copy
+/// ends only that stream or that `streamedElement()`. An exception of an element's move counts as the producer's error.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -51,7 +52,7 @@ class ReducedReplayAsyncThrowingStream {
     explicit AsyncIterator(AsyncThrowingStream<Element>::AsyncIterator asyncIterator)
         : asyncIterator_(std::move(asyncIterator)) {}
 
-    /// The next element, none at the end; throws the producer's error once.
+    /// The next element. Absent at the end. Throws the producer's error once.
     auto next() { return asyncIterator_.next(); }
     /// The same, awaited in the given isolation.
     Async<std::optional<Element>> next(Isolation isolation) { return asyncIterator_.next(std::move(isolation)); }
@@ -82,13 +83,14 @@ class ReducedReplayAsyncThrowingStream {
   };
 
   /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
-  /// the buffer of elements that are not consumed yet. Nothing is consumed before the first request.
+  /// the buffer of elements that were produced but not yet consumed. Nothing is consumed before the first subscription
+  /// or `streamedElement()`.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncThrowingStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),
                                          std::move(initialResult), std::move(reduce)) {}
 
-  /// Consumes a sequence once, from the first request on.
+  /// Consumes a sequence once, beginning with the first subscription or `streamedElement()`.
   template <AsyncSequence Sequence, detail::Reducer<Element> Reduce>
     requires std::convertible_to<typename Sequence::Element, Element>
   ReducedReplayAsyncThrowingStream(Sequence originalStream, Element initialResult, Reduce reduce)
@@ -97,7 +99,8 @@ class ReducedReplayAsyncThrowingStream {
           return consume(storage, producer);
         }) {}
 
-  /// A new subscriber's stream, with an unbounded buffer. It joins in a task of its own, some time after this returns.
+  /// A new subscriber's stream, with an unbounded buffer. The subscriber joins in a separate task, perhaps after this
+  /// function returns.
   [[nodiscard]] Stream newStream() const {
     return Stream([this](Continuation continuation) {
       detail::startBackgroundTask([self = *this, continuation = std::move(continuation)] {
@@ -110,11 +113,11 @@ class ReducedReplayAsyncThrowingStream {
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return newStream().makeAsyncIterator(); }
 
   /// Waits for the producer's end and gives the final value, or throws the producer's error. Starts the consumption if
-  /// it has not begun. After the end it answers at once.
+  /// the consumption has not begun. After the producer's end, the answer comes at once.
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
-  /// The state is used in its isolation only.
+  /// The state that copies share, with the requests for the final value. Used in its isolation only.
   struct Storage : detail::ReducedReplayStorage<Element, Failure> {
     using Base = detail::ReducedReplayStorage<Element, Failure>;
     using Base::Base;
@@ -131,7 +134,7 @@ class ReducedReplayAsyncThrowingStream {
       }
       didFinish = true;
       finishError = std::move(error);
-      // The handles stay in the list: this runs once, and later requests are answered at once.
+      // The handles stay in the list, because this function runs once and later requests are answered at once.
       for (const auto& handle : finishContinuations) answer(handle);
     }
     void answer(const CheckedContinuation<Element>& handle) const {

@@ -15,18 +15,20 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
-/// The scope of the current task, or of the task that started it. 0 if there is none.
+/// The identifier of the scope to which the current task belongs. Tasks that such a task starts inherit the identifier.
+/// 0 without a scope.
 TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 }  // namespace detail
 
-/// Tasks of ordinary code that end with a scope: the destructor cancels them and waits.
+/// A set of tasks of ordinary code that end with a scope: the destructor cancels them and waits.
 ///
-/// Because it waits, the tasks may use the variables that were made before the scope. It waits like `syncWait`. On the
-/// main thread it serves the main queue meanwhile, so jobs of other parts of the program run inside the destructor. On
-/// another thread it sleeps. Cancellation is cooperative: a task that ignores it keeps the scope waiting.
+/// Because the destructor waits, the tasks may use the variables that were made before the scope. The destructor waits
+/// like `syncWait`. On the main thread it runs jobs of the main queue while it waits, so jobs of other parts of the
+/// program run inside the destructor. On another thread it sleeps. Cancellation is cooperative: a task that ignores it
+/// keeps the scope waiting.
 ///
 /// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
-/// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each.
+/// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each task.
 ///
 /// Stops the process where waiting would deadlock: on a thread of the pool, in a job of a serial executor, and in a
 /// task of the scope itself.

@@ -14,13 +14,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `TypedAsyncSequence`. A host specialises it for a type of its own.
+/// Whether a type adopts `TypedAsyncSequence`. A host specialises this constant for its own types.
 template <typename Sequence>
 inline constexpr bool adoptsTypedAsyncSequence = false;
 
 /// An asynchronous sequence named by its element and its failure, for signatures that hide how the sequence is made.
-/// The type must be an `AsyncSequence` and adopt this concept. These adopt it: both streams; the mapped, compact-mapped
-/// and flat-mapped sequences with their throwing forms; the notification centre's notifications.
+/// The type must be an `AsyncSequence` and adopt this concept. These types adopt it: `AsyncStream` and
+/// `AsyncThrowingStream`; the mapped, compact-mapped and flat-mapped sequences with their throwing forms;
+/// `NotificationCenter::Notifications`.
 ///
 ///     void follow(TypedAsyncSequence<Song, Never> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element,

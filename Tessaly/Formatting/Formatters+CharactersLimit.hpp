@@ -17,14 +17,14 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// Registers the classes of this namespace for `Object::make`. The classes have no constructor without arguments, so
-/// `make` stops the process for them. `Object::make` registers them itself if they are in a shared library. The
+/// `make` stops the process for them. `Object::make` registers the classes itself if they are in a shared library. The
 /// construction of a formatter registers the classes too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();
 
-/// Limits the length of a text: it accepts fewer user-perceived characters than the limit. `NoEmojis` also accepts a
-/// text of exactly the limit.
+/// A formatter that limits the length of a text. The text must have fewer user-perceived characters than the limit.
+/// `NoEmojis` also accepts a text with exactly as many characters as the limit.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -38,14 +38,14 @@ class TESSALY_EXPORT CharactersLimit : public Formatter {
   [[nodiscard]] static std::shared_ptr<CharactersLimit> make(std::int64_t charactersLimit) {
     return std::make_shared<CharactersLimit>(charactersLimit);
   }
-  /// Stops the process, because an archive cannot create it.
+  /// Stops the process, because an archive cannot create this formatter.
   [[noreturn]] static std::optional<std::shared_ptr<CharactersLimit>> from(const Data& archive);
 
   /// "Tessaly.CharactersLimit".
   [[nodiscard]] std::string_view className() const noexcept override;
   [[nodiscard]] std::int64_t charactersLimit() const noexcept { return charactersLimit_; }
 
-  /// The object if it is a text.
+  /// The object if it is a text. Absent otherwise.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
   /// Stores the text as a `std::string` and returns true.
   bool getObjectValue(std::any* object, std::string_view text,

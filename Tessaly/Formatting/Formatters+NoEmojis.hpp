@@ -15,8 +15,9 @@
 
 namespace Tessaly::inline v1::Formatters {
 
-/// Removes emoji when editing ends, and optionally limits the length of the text. Unlike `CharactersLimit`, it accepts
-/// a text of exactly the limit. `Character::isEmoji` decides which characters are emoji; digits and `#` are not.
+/// A formatter that removes emoji when editing ends, and optionally limits the length of the text. Unlike
+/// `CharactersLimit`, it accepts a text with exactly as many characters as the limit. `Character::isEmoji` decides
+/// which characters are emoji. A digit or `#` alone is not an emoji.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -32,19 +33,19 @@ class TESSALY_EXPORT NoEmojis : public Formatter {
   [[nodiscard]] static std::shared_ptr<NoEmojis> make(std::optional<std::int64_t> charactersLimit) {
     return std::make_shared<NoEmojis>(charactersLimit);
   }
-  /// Stops the process, because an archive cannot create it.
+  /// Stops the process, because an archive cannot create this formatter.
   [[noreturn]] static std::optional<std::shared_ptr<NoEmojis>> from(const Data& archive);
 
   /// "Tessaly.NoEmojis".
   [[nodiscard]] std::string_view className() const noexcept override;
   [[nodiscard]] std::optional<std::int64_t> charactersLimit() const noexcept { return charactersLimit_; }
 
-  /// The object if it is a text.
+  /// The object if it is a text. Absent otherwise.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
   /// Stores the text without its emoji as a `std::string` and returns true.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
-  /// Whether the text has at most the limit of characters. Always true without a limit.
+  /// Whether the text has at most as many characters as the limit. Always true without a limit.
   bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
                             std::optional<std::string>* errorDescription = nullptr) override;
 

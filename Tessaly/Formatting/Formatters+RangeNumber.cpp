@@ -11,7 +11,8 @@ RangeNumberFormatter::RangeNumberFormatter(bool hasNegativeValues) {
     setPositivePrefix(plusSign());
     setNegativePrefix(minusSign());
   } else {
-    // The signs of the locale stay. Without its minus sign "-5" could not be parsed, so the bound could not replace it.
+    // The signs of the locale stay. Without the locale's minus sign, "-5" could not be parsed, and the bound could not
+    // replace "-5".
     setPositivePrefix(std::nullopt);
     setNegativePrefix(std::nullopt);
   }

@@ -64,13 +64,15 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
 
 namespace Formatters {
 
-/// Accepts only numbers in a closed range, optionally followed by a unit. A number beyond the range is refused and
-/// replaced by the bound that it crossed. If the range has negative values, positive numbers have a plus sign.
+/// A number formatter that accepts only numbers in a closed range, optionally followed by a unit. A number outside the
+/// range is refused, and the nearest bound is offered as the replacement. If the range has negative values, positive
+/// numbers have a plus sign.
 ///
-/// A sign alone counts as 0, so that the user can begin with it. The user need not type prefix and suffix. A negative
-/// number begins with the minus sign of the locale, which is not a hyphen in Swedish. As in every `NumberFormatter`,
-/// fraction digits are written only after `setMaximumFractionDigits`. They are always parsed, and truncated toward zero
-/// for an integer type. A number beyond the type counts as the nearest value of the type.
+/// A sign alone counts as 0, so that the user can begin with the sign. The user need not type a plus sign or the
+/// suffix. A negative number begins with the minus sign of the locale, which is not a hyphen in Swedish. As in every
+/// `NumberFormatter`, fraction digits are written only after `setMaximumFractionDigits`. Fraction digits are always
+/// parsed, and truncated toward zero for an integer type. A number beyond an integer type counts as the nearest value
+/// of that type.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -86,7 +88,7 @@ class RangeNumber : public detail::RangeNumberFormatter {
   [[nodiscard]] static std::shared_ptr<RangeNumber> make(ClosedRange<Value> range) {
     return std::make_shared<RangeNumber>(std::move(range));
   }
-  /// Stops the process, because an archive cannot create it.
+  /// Stops the process, because an archive cannot create this formatter.
   [[noreturn]] static std::optional<std::shared_ptr<RangeNumber>> from(const Data&) { stopMakingFromArchive(); }
 
   [[nodiscard]] const ClosedRange<Value>& range() const noexcept { return range_; }

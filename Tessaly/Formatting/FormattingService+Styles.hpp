@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::FormattingService {
 
 /// The text of a style, in the language that `setLanguage` chose. Until a language is chosen, the style's own locale
-/// counts. Sizes and durations, too, follow the language this way.
+/// counts. In this function, sizes and durations follow the chosen language too.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -56,8 +56,8 @@ struct DurationFormatter : DateComponentsFormatter {
   }
 };
 
-/// The formatters of a thread, made at its first use. After a choice of language the next use sets their locales. That
-/// has the same effect as a copy of the locale before each use.
+/// The formatters of a thread, made at the thread's first use. After a choice of language, the next use sets the
+/// locales of the date and number formatters. That has the same effect as setting the locale before each use.
 class ThreadFormatters {
  public:
   ThreadFormatters() {

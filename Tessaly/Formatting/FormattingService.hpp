@@ -17,16 +17,16 @@
 /// Writes sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
 /// No function throws. The result is empty for a value without a text, such as a date that is NaN. Each thread makes
-/// its formatters at the first use and keeps those of recent languages, so threads never wait for each other. The
-/// nearest standard facility is `std::format` with a `std::locale`, which needs a locale that was generated on the
-/// machine.
+/// its formatters at the first use and keeps those of recent languages. So threads wait for each other only at the lock
+/// of the chosen language: at the first use after a choice, and in each call of `language()` and `format`. The nearest
+/// standard facility is `std::format` with a `std::locale`, which needs a locale that was generated on the machine.
 ///
 /// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
 ///
 /// Thread contract: thread-safe.
 ///
 /// For short names write `namespace Format = Tessaly::FormattingService;`. Beside `using namespace Tessaly;`, a `using
-/// namespace` of this one would make `Date` ambiguous.
+/// namespace` of this namespace would make `Date` ambiguous.
 namespace Tessaly::inline v1::FormattingService {
 
 /// Chooses the language of dates and numbers for every later call on any thread: an identifier such as "fr" or "pt_BR".
@@ -60,7 +60,7 @@ namespace Date {
 /// A new formatter for texts such as "2023-01-02T15:04:05Z".
 [[nodiscard]] TESSALY_EXPORT std::shared_ptr<ISO8601DateFormatter> iso8601();
 
-/// The text that a new formatter writes.
+/// The text that a new `ISO8601DateFormatter` writes.
 [[nodiscard]] TESSALY_EXPORT std::string iso8601(::Tessaly::Date from);
 
 }  // namespace Date

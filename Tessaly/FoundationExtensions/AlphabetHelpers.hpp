@@ -18,7 +18,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// An entry of an alphabetical index: the upper-case letter, and the item that it leads to.
+/// An entry of an alphabetical index: the upper-case letter, and the item to which the entry leads.
 template <typename T>
 struct AlphabetItem {
   std::string letter;
@@ -45,12 +45,12 @@ namespace detail {
 }  // namespace detail
 
 /// One entry for each letter of the alphabet, in order. An entry leads to the first item whose identifier begins with
-/// that letter, in either case. Without such an item, it leads to the target of the previous entry, or, for the first
-/// entry, to the first item. Without items there are no entries.
+/// the entry's letter, in upper or lower case. Without such an item, the first entry leads to the first item, and any
+/// other entry leads to the target of the previous entry. Without items there are no entries.
 ///
-/// Letters match exactly, so the alphabet must be in lower case. No entry leads to an item with another first
-/// character, such as an accented letter. An empty identifier is logged, and its item is omitted. Ill-formed UTF-8
-/// counts as U+FFFD.
+/// Letters match exactly, so the alphabet must be in lower case. An item whose first character is not in the alphabet,
+/// such as an accented letter, matches no entry. An empty identifier is logged, and its item matches no entry. Such an
+/// item is a target only if it is the first item. Ill-formed UTF-8 counts as U+FFFD.
 ///
 /// Thread contract: thread-safe. Calls `sectionIdentifier` once for each item, from the last to the first.
 ///

@@ -17,8 +17,8 @@ namespace Tessaly::inline v1::Character {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isSimpleEmoji(std::string_view character) noexcept;
 
-/// Whether there are at least two scalars, and the first has Unicode's property Emoji. Examples are a digit with the
-/// enclosing keycap, U+00A9 with the emoji variation selector, a flag and a family.
+/// Whether the character has at least two scalars, and the first scalar has Unicode's property Emoji. Examples are a
+/// digit with the enclosing keycap, U+00A9 with the emoji variation selector, a flag and a family.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCombinedIntoEmoji(std::string_view character) noexcept;

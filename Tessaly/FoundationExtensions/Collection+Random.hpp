@@ -59,15 +59,15 @@ template <typename Generator>
 
 }  // namespace detail
 
-/// The given number of distinct elements, chosen at random, in no particular order. Every choice is equally likely. If
-/// the collection has at most `amount` elements, the result is all of them in their order. A negative amount gives no
-/// elements.
+/// The elements at `amount` distinct positions, chosen at random, in no particular order. Every set of positions is
+/// equally likely. If the collection has at most `amount` elements, the result is all of them in their order. A
+/// negative amount gives no elements.
 ///
-/// The nearest standard facility is `std::ranges::sample`, which keeps the order of the elements. The last argument is
-/// the source of randomness, by default the system's.
+/// The nearest standard facility is `std::ranges::sample`, which keeps the order of a forward range's elements. The
+/// last argument is the source of randomness, by default the system's.
 ///
-/// Cost: O(amount) for a collection with random access, of which only the chosen elements are copied. O(n) for any
-/// other collection, which is copied as a whole.
+/// Cost: O(amount) for a collection with random access and a known size; only the chosen elements are copied. O(n) for
+/// any other collection, which is copied as a whole.
 ///
 /// Thread contract: thread-safe, if the generator is.
 ///

@@ -15,8 +15,8 @@ namespace Tessaly::inline v1::Collection {
 
 namespace detail {
 
-/// A merge sort. The result contains every item once, even if `comesBefore` is not an order. `std::sort` may read
-/// outside its range in that case. `std::stable_sort` of libstdc++ 12 causes a compiler warning.
+/// A stable merge sort. The result contains every item exactly once, even if `comesBefore` is not an order. With such a
+/// function `std::sort` may read outside its range. `std::stable_sort` of libstdc++ 12 causes a compiler warning.
 template <typename Item, typename Order>
 void mergeSort(std::vector<Item>& items, Order comesBefore) {
   std::vector<Item> merged(items.size());

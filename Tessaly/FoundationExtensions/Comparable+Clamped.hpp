@@ -31,7 +31,7 @@ template <std::totally_ordered T, std::convertible_to<T> Value>
   requires(!std::same_as<Value, T> && !(std::integral<T> && std::floating_point<Value>))
 [[nodiscard]] constexpr T clamped(const Value& value, const ClosedRange<T>& range) {
   if constexpr (std::integral<T> && std::integral<Value>) {
-    // The values are promoted, because these comparisons refuse characters and truth values.
+    // The values are promoted, because `std::cmp_less` and `std::cmp_greater` refuse characters and truth values.
     if (std::cmp_less(+value, +range.lowerBound())) return range.lowerBound();
     if (std::cmp_greater(+value, +range.upperBound())) return range.upperBound();
     return static_cast<T>(value);
@@ -39,7 +39,7 @@ template <std::totally_ordered T, std::convertible_to<T> Value>
     return clamped(static_cast<T>(value), range);
   }
 }
-/// Write the range in floating point: `clamped(2.5, ClosedRange(0.0, 9.0))`.
+/// Deleted, because it would lose the fraction. Write a floating-point range: `clamped(2.5, ClosedRange(0.0, 9.0))`.
 template <std::integral T, std::floating_point Value>
 T clamped(const Value& value, const ClosedRange<T>& range) = delete;
 

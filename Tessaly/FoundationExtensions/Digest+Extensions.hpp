@@ -28,16 +28,17 @@ namespace Insecure {
 }  // namespace Insecure
 
 namespace detail {
-/// Reads a file to its end on a thread that may block, and calls `onPiece` with each block of 256 KiB.
+/// Reads a file to its end on a thread that may block, and calls `onPiece` with each block of at most 256 KiB.
 TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<const std::uint8_t>)> onPiece,
                                         std::function<void(double)> onProgress);
 }  // namespace detail
 
 /// The digest of a file: a `SHA256Digest`, a `SHA512Digest` or an `Insecure::MD5Digest`. Reads the file to its end in
-/// blocks of 256 KiB, on a thread that may block.
+/// blocks of at most 256 KiB, on a thread that may block.
 ///
-/// `onProgress` is called on that thread after each block with the fraction that is done, and finally with 1. Throws
-/// `POSIXError` if the file cannot be read, and `CancellationError` at most one block after the task was cancelled.
+/// `onProgress` is called on that thread after each block with the fraction that is done, as long as the fraction is
+/// below 1. The last call passes 1. Throws `POSIXError` if the file cannot be read. Throws `CancellationError` at most
+/// one block after the task was cancelled.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -18,7 +18,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-// The functions of an error may throw too. The log then describes the error without them.
+// The functions of an error may throw too. The log then contains the name of the error's type instead.
 template <typename Describe>
 std::string describedBy(Describe&& describe, const std::type_info& type) {
   try {

@@ -9,16 +9,18 @@
 
 namespace Tessaly::inline v1 {
 
-/// The text of an error for a log: its description, ", ", and its message for people.
+/// The text of an error for a log: the error's description, ", ", and the error's message for people.
 ///
-/// An `Error` gives `description()` and `localizedDescription()`. A `std::system_error` with an `errno` reads like a
-/// `POSIXError`. Any other `std::exception` gives its unqualified type name with its quoted text, and its text:
-/// `runtime_error("No paper"), No paper`. Throws only `std::bad_alloc`.
+/// An `Error` gives `description()` and `localizedDescription()`. For any other `std::exception` the message is
+/// `what()`. A `std::system_error` with an `errno` is described like a `POSIXError`, and one of another category by its
+/// domain, code and quoted message. The description of any further exception is its unqualified type name with the
+/// quoted message: `runtime_error("No paper"), No paper`. Throws only `std::bad_alloc`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
-/// The text of any thrown object for a log. The description of a thrown text or number is its value. That of any other
-/// object is the name of its type. "nil" for a null pointer.
+/// The text of any thrown object for a log. The description of a thrown `std::string`, `const char*` or `int` is its
+/// value. For any other type that is not a `std::exception`, the description is the type's name and "()". "nil" for a
+/// null pointer.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
 /// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is
@@ -26,7 +28,7 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception& error) noexcept;
-/// Whether any thrown object says that the work was cancelled. False for a null pointer.
+/// The same for a thrown object of any type. False for a null pointer.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception_ptr& error) noexcept;
 
 }  // namespace Tessaly::inline v1

@@ -34,7 +34,7 @@ template <std::floating_point T>
 }
 
 /// Whether two values are equal or differ by less than a relative tolerance. The tolerance is 1e-5 times the absolute
-/// value of the first, and at least 1e-5. Exchanging large values may therefore change the answer.
+/// value of the first value, and at least 1e-5. So exchanging two large values may change the answer.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -23,9 +23,9 @@ struct detail::MainBundleLogger {
   [[nodiscard]] TESSALY_EXPORT static Logger makeForType(std::string_view subsystem, std::string_view typeName);
 };
 
-// Each of the functions below writes one record. They never throw and never fail. If the type of the record is
-// disabled, they do nothing and make no text. Callers omit the last parameters, which are the place of the call. A null
-// file or function is written as "(null)". All of these functions are thread-safe.
+// All functions of this header are thread-safe. Each function from `errorPublic` to `errorWithAssert` writes one record
+// and never throws. If the type of the record is disabled, the function does nothing and makes no text. Callers omit
+// the last parameters, which are the place of the call. A null file or function is written as "(null)".
 
 /// Writes the message as a public record of type error.
 ///
@@ -53,11 +53,11 @@ TESSALY_EXPORT void writeCaughtError(const Logger& logger, std::string_view mess
                                      LogLocation location) noexcept;
 }  // namespace detail
 
-/// Runs the operation. If it throws, writes a record of type error and does not rethrow: "<message> <error> | Function:
-/// <function> | File: <file>". The record is public except the error's text, which is its `logDescription`. A message
-/// that does not end with punctuation gets a full stop.
+/// Runs the operation. If the operation throws, writes a record of type error instead of rethrowing. The record is
+/// "<message> <error> | Function: <function> | File: <file>". It is public except for <error>, which is the error's
+/// `logDescription`. A message that does not end with punctuation gets a full stop.
 ///
-/// Only the unwinding by `pthread_exit` or `pthread_cancel` passes through.
+/// Only the unwinding by `pthread_exit` or `pthread_cancel` reaches the caller.
 ///
 ///     catchError(logger, "Saving failed", [&] { document.save(); });
 template <std::invocable Operation>

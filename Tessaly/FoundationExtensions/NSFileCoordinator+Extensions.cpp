@@ -16,7 +16,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// A temporary directory. The destructor removes it if it exists.
+/// A temporary file or directory. The destructor removes it if it exists.
 struct Temporary {
   FileManager& files;
   URL url;
@@ -38,8 +38,8 @@ struct Temporary {
   }
 
  private:
-  /// Returns whether the directory is gone. A failure is tolerable, because the system empties the directory for
-  /// temporary files.
+  /// Removes the file or directory, and returns whether it is gone. A failure is tolerable, because the system empties
+  /// the directory for temporary files.
   bool remove() const noexcept {
     try {
       files.removeItem(url);
@@ -57,7 +57,8 @@ std::string nameOf(const URL& url) {
   return name;
 }
 
-/// Copies keep the modes of their originals. Only the original's directory may have hidden it from other users.
+/// Makes the directory of the copies accessible only to its owner. The copies keep the modes of their originals, and
+/// the mode of an original's directory may have been the only protection from other users.
 void hideFromOtherUsers(const URL& directory) {
   std::error_code code;
   std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all, code);

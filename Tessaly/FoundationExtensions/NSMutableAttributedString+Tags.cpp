@@ -40,14 +40,14 @@ bool isLineEnd(char16_t unit) {
   return (unit >= u'\n' && unit <= u'\r') || unit == u'\u0085' || unit == u'\u2028' || unit == u'\u2029';
 }
 
-/// Whether a regular expression of the tag matches the tag alone.
+/// Whether the tag, as a regular expression, matches only itself.
 bool isLiteral(std::string_view tag) {
   return std::ranges::all_of(
       tag, [](char unit) { return unit >= ' ' && unit <= '~' && !std::string_view("\\^$.|?*+()[]{}").contains(unit); });
 }
 
 /// The passages from the first opening tag of each line to its last closing tag. A regular expression finds the same
-/// passages, but searches the rest of a line again for each opening tag without a closing one. This function is linear.
+/// passages, but reads to the end of the line again for each opening tag without a closing tag. This function is O(n).
 std::vector<NSRange> passagesOf(std::u16string_view text, std::string_view tag) {
   const std::u16string opening = Text::toUTF16(fmt::format("<{}>", tag));
   const std::u16string closing = Text::toUTF16(fmt::format("</{}>", tag));

@@ -20,20 +20,22 @@ namespace detail {
 
 }  // namespace detail
 
-/// A copy in which the items at the indexes form one block, in their order. For a single item before `destination`, it
-/// precedes the item there, or follows it with `includeDestinationIndex`. In general, this is the number of other items
-/// before the block:
+/// A copy in which the items at the indexes form one block, in their order. A single item from before `destination`
+/// comes directly before the item at `destination`, or directly after that item with `includeDestinationIndex`. In
+/// general, this is the number of other items before the block:
 ///
-/// - `destination` minus the number of indexes before it
-/// - `destination` minus the number of all indexes, if there are several and one is directly before `destination`
-/// - one more with `includeDestinationIndex`, if that is less than the count. Not if no index is before `destination`,
-///   or if the first of several is directly before it
+/// - `destination` minus the number of indexes before `destination`
+/// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
+///   `destination`
+/// - one more with `includeDestinationIndex`, if the result is less than the count. Not if no index is before
+///   `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
-/// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes and for a
-/// block after the last staying item, such as items 3 and 4 of five with the included destination 5.
+/// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes, and if
+/// the number above is negative or exceeds the number of other items. The latter happens with the indexes 3 and 4 of
+/// five items and the included destination 5.
 ///
-/// Thread contract: thread-safe. O(n) in the order. The copies share the items.
+/// Thread contract: thread-safe. O(n). The copy shares the items.
 ///
 ///     const NSOrderedSet<std::string> rows{"A", "B", "C", "D", "E"};
 ///     const auto moved = movingItems(rows, {1, 2}, 3, true);  // A, D, B, C, E
@@ -67,8 +69,8 @@ template <typename Element, typename Hash, typename Equal>
 
 /// A copy in which each of the items is one position nearer to the end. Neighbours move together.
 ///
-/// Throws `MoveError` if an item is the last or an index is beyond it. Throws `std::out_of_range` if an index is
-/// negative.
+/// Throws `MoveError` if an item is the last or an index is the count or more. Throws `std::out_of_range` if an index
+/// is negative.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

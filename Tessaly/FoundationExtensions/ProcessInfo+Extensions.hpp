@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-// Facts about the running process. All are thread-safe.
+// Facts about the running process. All functions of this header are thread-safe.
 
 /// Whether the environment contains "XCTestConfigurationFilePath", with any value.
 [[nodiscard]] TESSALY_EXPORT bool isRunningTests(const ProcessInfo& process);

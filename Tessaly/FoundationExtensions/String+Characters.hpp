@@ -20,8 +20,8 @@ namespace Tessaly::inline v1::String {
 ///     const bool isPlain = !String::containsEmoji("Call me at 10 ©");  // true
 [[nodiscard]] TESSALY_EXPORT bool containsEmoji(std::string_view text) noexcept;
 
-/// The first characters and "...", or the whole text if it has fewer. A text of exactly that length gets "...", too. A
-/// negative length stops the process.
+/// The first `length` characters and "...", or the whole text if the text has fewer characters. A text of exactly that
+/// length gets "...", too. A negative length stops the process.
 ///
 /// Thread contract: thread-safe. O(length).
 ///

@@ -11,16 +11,16 @@
 
 namespace Tessaly::inline v1::String {
 
-/// The UTF-8 bytes of the text in upper-case hexadecimal, without leading zeros and without separators: "AB" is "4142",
-/// a line feed "A". Every maximal ill-formed subsequence counts as U+FFFD, "EFBFBD".
+/// The UTF-8 bytes of the text in upper-case hexadecimal, each byte without a leading zero, and without separators:
+/// "AB" is "4142", a line feed is "A". Every maximal ill-formed subsequence counts as U+FFFD, "EFBFBD".
 ///
 /// Thread contract: thread-safe.
 ///
 ///     const std::string digits = String::hexString("AB");  // 4142
 [[nodiscard]] TESSALY_EXPORT std::string hexString(std::string_view text);
 
-/// `hexString` as one number. Absent for the empty text and for a number that does not fit. Allocates nothing for
-/// well-formed text.
+/// `hexString` as one number. Absent for the empty text, and for a number that does not fit into the result type.
+/// Allocates nothing for well-formed text.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::uint32_t> hexUInt32(std::string_view text);

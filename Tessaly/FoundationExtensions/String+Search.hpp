@@ -10,18 +10,19 @@
 
 namespace Tessaly::inline v1::String {
 
-/// The text in the form that searches compare: all scripts in Latin letters without marks, in lower case. Text without
-/// such a form stays unchanged. Every maximal ill-formed subsequence becomes U+FFFD.
+/// The text in the form that searches compare: all scripts in Latin letters without marks, in lower case. A character
+/// without such a form stays unchanged. Every maximal ill-formed subsequence becomes U+FFFD.
 ///
 /// The result equals ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with a character beyond ASCII
 /// makes that transform in about 10 ms.
 ///
-/// Thread contract: thread-safe. Text in the usual scripts does not need ICU.
+/// Thread contract: thread-safe. For the usual scripts, a table asks ICU only once for each character.
 ///
 ///     const bool matches = String::normalizedForSearch("Øyvind Straße") == "oyvind strasse";
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text);
 
-/// The first characters of the normalised text, or all of it if it has fewer. A negative number stops the process.
+/// The first `prefixedUpTo` characters of the normalised text, or the whole text if it has fewer. A negative number
+/// stops the process.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text, std::int64_t prefixedUpTo);

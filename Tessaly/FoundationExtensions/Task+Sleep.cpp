@@ -24,7 +24,7 @@ std::chrono::nanoseconds clampedDuration(std::uint64_t nanoseconds) noexcept {
 
 std::chrono::nanoseconds detail::SleepDuration::of(std::uint64_t count, std::uint64_t nanosecondsEach) noexcept {
   std::uint64_t nanoseconds = 0;
-  // A count in the upper half is a negative number that was converted to unsigned. No caller sleeps that long.
+  // A count in the upper half is a negative number that was converted to unsigned. No caller means to sleep that long.
   if (__builtin_mul_overflow(count, nanosecondsEach, &nanoseconds)) stop(count > longest, __LINE__);
   return clampedDuration(nanoseconds);
 }

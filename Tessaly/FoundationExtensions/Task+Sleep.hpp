@@ -12,7 +12,8 @@ namespace Tessaly::inline v1 {
 
 /// The durations of `Task::sleepMicroSeconds`, `sleepMilliSeconds` and `sleepSeconds`.
 struct detail::SleepDuration {
-  /// The count as a duration, at most the longest one. Stops the process if the product does not fit in 64 bits.
+  /// The product of the arguments as a duration, limited to the maximum duration. Stops the process if the product does
+  /// not fit in 64 bits.
   [[nodiscard]] TESSALY_EXPORT static std::chrono::nanoseconds of(std::uint64_t count,
                                                                   std::uint64_t nanosecondsEach) noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::chrono::nanoseconds of(double seconds) noexcept;

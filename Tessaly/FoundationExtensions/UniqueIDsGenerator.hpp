@@ -20,7 +20,7 @@ class UniqueIDsGenerator {
  public:
   explicit constexpr UniqueIDsGenerator(std::int64_t start) noexcept : current_(start) {}
 
-  /// The last generated integer, at first the start.
+  /// The last generated integer. Before the first call of `next()`, the start.
   [[nodiscard]] constexpr std::int64_t current() const noexcept { return current_; }
 
   /// The next integer. Stops the process if 64 bits cannot hold it.

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Says how to test whether a value is absent; see `AnyOptional`.
+/// The test for an absent value of a type; see `AnyOptional`.
 ///
 /// Thread contract: thread-safe.
 ///

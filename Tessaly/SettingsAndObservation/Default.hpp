@@ -56,9 +56,9 @@ concept PointerForBoolean =
 
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
 ///
-/// Each call of `value()` reads the store and never fails. The result is the key's default if the store has no value,
-/// or a value of another kind. Observation tracking records the read. Every change of the setting is announced, even if
-/// another `Default`, the host or another process writes to the store.
+/// Each call of `value()` reads the store and never fails. The result is the key's default if the stored value is
+/// missing or does not convert to the type. Observation tracking records the read. Every change of the setting is
+/// announced, even if another `Default`, the host or another process writes to the store.
 ///
 /// Copies share one observed object. A move is a copy. The static functions read and write once, without such an
 /// object. The stored form is a plain property-list value without a prefix or a tag, so other programs can read it.
@@ -68,7 +68,7 @@ concept PointerForBoolean =
 ///
 /// Thread contract: thread-safe. Changes are announced on the writing thread. Changes by other processes are announced
 /// on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash table. A write takes
-/// microseconds, and survives `kill -9` once it has returned.
+/// microseconds. Once it has returned, the value survives `kill -9`.
 ///
 ///     constexpr Default<int>::Key volumeKey{"volume", 50};
 ///     Default<int> volume(volumeKey);
@@ -85,9 +85,10 @@ class Default {
   /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. Any other name is copied.
   ///
   /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
-  /// the nearest end, or as the default. No write stores a forbidden value. It stores the nearest end of a range
-  /// instead. With `readsAsDefault`, or without a permitted end, it keeps the former value and writes to the log. A
-  /// rule that forbids the default does not compile in a constant, and stops the process otherwise.
+  /// the nearest end, or as the default. No write stores a forbidden value. The write stores the nearest end of a range
+  /// instead. With `readsAsDefault`, or without a permitted end, the write keeps the former value and writes to the
+  /// log. A rule that forbids the default does not compile in a constant, and stops the process otherwise. The absent
+  /// value can always be stored, and can always be the default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -122,8 +123,9 @@ class Default {
       key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
       return key.checked();
     }
-    /// This key with a rule that allows only the values that the predicate accepts. Other stored values read as the
-    /// default. The predicate has no state, like a lambda expression without captures.
+    /// This key with a rule that allows only the values that the predicate accepts. Other stored values within the
+    /// range, if there is one, read as the default. The predicate has no state, like a lambda expression without
+    /// captures.
     template <std::predicate<const Value&> Predicate>
       requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
     [[nodiscard]] constexpr Key where(Predicate) const {
@@ -166,7 +168,8 @@ class Default {
   ///     backing->setValue(30);
   class Backing;
 
-  /// Passes the changes of one setting to a handler, in their stored form. `Default::observe` makes it.
+  /// An observer that passes the changed values of one setting to a handler, in their stored form. `Default::observe`
+  /// makes the observer.
   ///
   /// It is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
   ///
@@ -211,14 +214,15 @@ class Default {
         std::forward<Body>(body));
   }
 
-  /// Calls the handler after each change with the stored value, in its stored form, until the returned observer is
-  /// destroyed. A value of another kind is not delivered. A removal is delivered only if `StoredValue` can be absent.
-  /// If the key has a rule, the handler gets the value that the key reads. A handler may also take a `ChangeOrigin`,
-  /// which says which process made the change. An exception of the handler stops the process.
+  /// Calls the handler after each change of the setting, until the returned observer is destroyed. The handler gets the
+  /// value in its stored form. A value that does not convert to `StoredValue` is not delivered. A removal is delivered
+  /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the value that
+  /// the key reads. A handler may also take a `ChangeOrigin`, which says which process made the change. An exception of
+  /// the handler stops the process.
   ///
-  /// The destruction of the observer waits for calls on other threads. So the objects that the handler refers to may be
-  /// destroyed afterwards. Do not hold a lock meanwhile that the handler takes. The handler itself may destroy the
-  /// observer.
+  /// The destruction of the observer waits for calls of the handler on other threads. Afterwards the objects that the
+  /// handler refers to may be destroyed. Do not destroy the observer while holding a lock that the handler takes. The
+  /// handler itself may destroy the observer.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>
   [[nodiscard("the observation ends with the observer")]] static std::shared_ptr<ValueObserver> observe(
@@ -242,7 +246,7 @@ class Default {
     return result ? *std::move(result) : key.defaultValue();
   }
   static void write(UserDefaults& store, const Key& key, const Value& newValue);
-  /// The stored value of a stored object, or of null.
+  /// Converts a stored object, or null for a missing entry. Absent if the conversion fails.
   static std::optional<StoredValue> converted(const PropertyList* object) {
     return UserDefaultsValueTraits<StoredValue>::value(object);
   }

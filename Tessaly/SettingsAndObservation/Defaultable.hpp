@@ -12,7 +12,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The natural empty value of a type; see `Defaultable`. A type of a host may have a static `defaultValue()` instead.
+/// The natural empty value of a type; see `Defaultable`. A type of a host may have a static `defaultValue()` instead of
+/// a specialisation.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -69,8 +70,8 @@ struct DefaultableTraits<Data> {
   [[nodiscard]] static Data defaultValue() noexcept { return {}; }
 };
 
-/// A type with a natural empty value: the absent optional, the empty collection, and the value that a host's type
-/// gives. Numbers have no such value, because the natural value of a number depends on its use.
+/// A type with a natural empty value: an absent optional, an empty collection, or the `defaultValue()` of a host's
+/// type. Numbers have no such value, because the natural value of a number depends on its use.
 template <typename Value>
 concept Defaultable = requires {
   { DefaultableTraits<Value>::defaultValue() } -> std::same_as<Value>;

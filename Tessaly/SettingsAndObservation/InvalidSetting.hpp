@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 ///     constexpr auto volumeKey = Default<int>::Key("volume", 50).within(0, 100);
 ///     constexpr auto columnsKey = Default<int>::Key("columns", 80).within(20, 200, InvalidSetting::readsAsDefault);
 enum class InvalidSetting : std::uint8_t {
-  /// The value reads as the nearest end of the range.
+  /// The value reads as the nearest end of the range, or as the default if a predicate forbids that end.
   readsAsNearest,
   /// The value reads as the default.
   readsAsDefault,

@@ -53,7 +53,7 @@ void KeyPathsMonitor::Locked::tell(const AnyKeyPath& keyPath, const void* root) 
   Monitors snapshot;
   lock_.withLock([&] {
     const auto& monitors = monitors_.read();
-    // A snapshot of a single monitor need not share the set.
+    // A single monitor needs no snapshot of the set.
     if (monitors.size() == 1) {
       only = monitors.begin()->second.monitor.lock();
     } else {
@@ -101,7 +101,7 @@ Async<void> KeyPathsMonitor::run(OnChange::Shared callback) {
   try {
     co_await (*callback)();
   } catch (const CancellationError&) {
-    co_return;  // A later change has replaced this task.
+    co_return;  // Usually because a later change has replaced this task.
   } catch (...) {
     fatalError("The change handler of a key-path monitor has thrown", "Tessaly/KeyPathsMonitor", __LINE__);
   }

@@ -26,17 +26,18 @@ namespace detail {
 class StoredPropertyHook;
 }  // namespace detail
 
-/// Reacts to changes of chosen properties of objects: by a function that runs at once, or by a task, which a later
-/// change cancels and replaces.
+/// A monitor that reacts to changes of chosen properties of objects. The reaction is a function that runs at once, or a
+/// task. A later change cancels the task and starts another one.
 ///
 /// The objects (see `Monitorable`) hold their monitors weakly and notify them of each change. The host owns the
-/// monitor. Usually `monitor` of an object makes it. Prefer `observe` for the old and new value of one property, and
-/// `withContinuousObservation` for a value computed from several.
+/// monitor. Usually the function `monitor` makes the monitor. Prefer `observe` for the old and new value of one
+/// property, and `withContinuousObservation` for a value computed from several.
 ///
-/// A `std::shared_ptr` owns it. It equals only itself.
+/// A `std::shared_ptr` owns the monitor. A monitor equals only itself.
 ///
-/// Thread contract: thread-compatible. One thread or isolation at a time may report changes or add key paths. It may be
-/// released on any thread, even while a change is being delivered. Then it ends after the delivery.
+/// Thread contract: thread-compatible. One thread or isolation at a time may report changes or add key paths. The
+/// monitor may be released on any thread, even while a change is being delivered. Then the monitor is destroyed after
+/// the delivery.
 ///
 ///     auto monitor = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::synchronous([&] { window.setNeedsDisplay(); }));
 ///     monitor->add(song, keyPath<&Song::title>);
@@ -99,10 +100,10 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     [[nodiscard]] TESSALY_EXPORT bool operator==(const Weak& other) const noexcept;
   };
 
-  /// The monitors of an object, which every `Monitorable` holds. A copy has monitors of its own and shares the lock.
+  /// The set of the monitors of one `Monitorable` object. A copy is a separate set that shares the lock.
   ///
   /// Monitors are called outside the lock and may insert and remove monitors. An ended monitor counts as an element
-  /// until it is removed. The destructor of a monitor removes the monitor from every object that was added to it.
+  /// until it is removed. The destructor of a monitor removes the monitor from every object that it watches.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -135,7 +136,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
    private:
     friend detail::StoredPropertyHook;
 
-    /// A snapshot shares the set. An insertion or removal meanwhile changes a copy.
+    /// A snapshot shares the set. While a snapshot exists, an insertion or removal changes a copy of the set.
     using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;
 
     void tell(const AnyKeyPath& keyPath, const void* root) const;
@@ -151,7 +152,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   KeyPathsMonitor(Private, OnChange onChange);
   KeyPathsMonitor(const KeyPathsMonitor&) = delete;
   KeyPathsMonitor& operator=(const KeyPathsMonitor&) = delete;
-  /// Asks every added object that still exists to remove this monitor, once for each key path. A running task
+  /// Asks every watched object that still exists to remove this monitor, once for each key path. A running task
   /// continues.
   ~KeyPathsMonitor();
 
@@ -159,11 +160,11 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     return std::make_shared<KeyPathsMonitor>(Private(), std::move(onChange));
   }
 
-  /// A random identifier of its own.
+  /// The random identifier of this monitor.
   [[nodiscard]] const UUID& id() const noexcept { return id_; }
 
-  /// Watches a key path on an object. This object replaces the former one of the key path. The monitor must also be
-  /// inserted into the object.
+  /// Watches a key path on an object. This object replaces the former object of the key path. The monitor must also be
+  /// inserted into the object's `Locked`.
   template <Monitorable Object, typename Root, typename Value>
     requires std::derived_from<Object, Root>
   void add(const std::shared_ptr<Object>& root, const KeyPath<Root, Value>& keyPath) {
@@ -171,7 +172,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   }
 
   /// Sets the function that is called at each reported change of the key path on any object, and calls it once
-  /// immediately. It replaces the former function.
+  /// immediately. The new function replaces the former function.
   void monitoring(const AnyKeyPath& keyPath, Update update);
 
   /// Receives the report of a change. Calls the key path's update function. Then, if the key path is watched on this
@@ -188,7 +189,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// Appends the monitor to an array, which owns it from then on.
   void store(std::vector<std::shared_ptr<KeyPathsMonitor>>& monitors);
 
-  /// The task of the last change that an asynchronous handler was started for.
+  /// The last task that a change started. Absent if no change has started a task.
   [[nodiscard]] const std::optional<Task<>>& onChangeTask() const noexcept { return onChangeTask_; }
 
   friend bool operator==(const KeyPathsMonitor& left, const KeyPathsMonitor& right) noexcept {

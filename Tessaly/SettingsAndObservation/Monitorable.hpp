@@ -23,7 +23,7 @@ class KeyPathsMonitor;
 ///   property and connects the computed ones by `monitorComputed`;
 /// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
 ///
-/// Only `monitor` needs the last two. The members in the list are pointers to the object's own members, or to those of
+/// Only `monitor` needs the last two. `Members` are pointers to the object's own members, or to the members of
 /// `MonitoredKeyPaths`.
 template <typename Root>
 concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
@@ -31,8 +31,8 @@ concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
   root.removeMonitor(monitor);
 };
 
-/// Connects a computed property of an object with a monitor, by the class's own member of that name. Does nothing
-/// without such a member.
+/// Connects a computed property of an object with a monitor, by the class's own `monitorComputed`. Does nothing if the
+/// class has no such member.
 template <Monitorable Root, typename Base, typename Value>
 void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std::shared_ptr<KeyPathsMonitor>& into) {
   if constexpr (requires { root.monitorComputed(keyPath, into); }) root.monitorComputed(keyPath, into);

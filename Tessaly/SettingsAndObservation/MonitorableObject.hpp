@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The state of a handler of `monitor`: the object, which it keeps alive, the callback, and the isolation.
+/// The state of a handler of `monitor`: the object (kept alive), the isolation, the callback and the properties.
 template <typename Root, typename Callback, typename Properties>
 struct MonitorDelivery {
   std::shared_ptr<Root> root;
@@ -47,9 +47,9 @@ struct MonitorDelivery {
 }  // namespace detail
 
 /// Calls the function with the current values of the listed properties, in their order, after each change of any of
-/// them. The call is in a task in the given isolation. A later change cancels the task of an earlier one. The function
-/// is an ordinary function, or returns an `Async`. The calls end when the returned monitor is destroyed. The monitor
-/// keeps the object alive.
+/// them. The call runs in a task, in the given isolation. A later change cancels the task of an earlier change. The
+/// function is an ordinary function, or returns an `Async`. After the destruction of the returned monitor no change
+/// starts a task, but a running task continues. The monitor keeps the object alive.
 ///
 /// Thread contract: that of the object.
 template <auto... Members, Monitorable Root, typename Callback>
@@ -86,8 +86,8 @@ template <auto... Members, Monitorable Root, typename Callback>
 /// A property is observed from its first monitoring to the end of the object's last monitor. Properties without
 /// monitors cost nothing. The base adds one pointer to `Object`.
 ///
-/// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way, and
-/// a `MonitoredKeyPaths` of its own to list properties by the names of its members.
+/// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way. A
+/// class may also define its own `MonitoredKeyPaths`, whose members then name the properties.
 ///
 /// Thread contract: thread-compatible, like its properties. Monitors may end on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {

@@ -9,12 +9,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A base that marks a result type for a `NamedResultProvider`. It has no requirements.
+/// An empty base that marks a result type for a `NamedResultProvider`. The provider also takes types without this base.
 struct NamedResult {};
 
-/// A copyable provider of one constant value. All copies of the provider share one box with the value.
+/// A copyable provider of one constant value. All copies of the provider share one stored value.
 ///
-/// `PartialResultProvider` gives each copy a value of its own. The nearest standard facility is `std::shared_ptr<const
+/// `PartialResultProvider` gives each copy its own value. The nearest standard facility is `std::shared_ptr<const
 /// Value>`.
 ///
 /// Thread contract: thread-safe.
@@ -48,7 +48,7 @@ class NamedResultProvider {
   /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const NamedResultProvider& projectedValue() const noexcept { return *this; }
 
-  /// The box that this provider and its copies share.
+  /// The storage that this provider and its copies share.
   [[nodiscard]] const std::shared_ptr<Storage_>& storage() const noexcept { return storage_; }
 
  private:

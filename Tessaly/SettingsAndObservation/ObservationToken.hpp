@@ -21,11 +21,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Owns a continuous observation, which lasts until the token is cancelled or destroyed. `withContinuousObservation`
-/// makes it.
+/// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
+/// `withContinuousObservation` makes the token.
 ///
-/// No pass begins afterwards, and the captures of the callbacks are released at once. The token does not wait for a
-/// pass on another thread. That pass ends normally, and then releases the captures.
+/// After the end of the observation no pass begins, and the captures of the callbacks are released at once. The token
+/// does not wait for a pass on another thread. If a pass is running or queued, the captures are released after that
+/// pass.
 ///
 /// Stops the process: use after a move.
 ///
@@ -74,7 +75,7 @@ struct PresentValue<std::optional<T>> {
   using Type = T;
 };
 
-/// The callback that ignores absent values.
+/// The default `onChangeNil` callback, which does nothing.
 struct IgnoresAbsence {
   void operator()(const auto&) const noexcept {}
 };
@@ -124,13 +125,14 @@ class ContinuousObservation {
 
 }  // namespace detail
 
-/// Calls `apply` now, and again after each change of an observable property that it read. Passes each result to the
-/// callbacks. Ends with the returned token.
+/// Calls `apply` now, and again after each change of an observable property that `apply` read. Passes each result to
+/// the callbacks. The observation ends with the returned token.
 ///
-/// `apply` returns an optional value (or a plain one, which counts as present). `onChange` is called with a present
-/// value. Then, in every case, `onChangeNil` is called with the optional. The first pass runs on the caller's thread
-/// before this returns. Each further pass runs in a high-priority task of its own, in the given isolation, by default
-/// the caller's. Several changes before the next read cause one pass. Without an isolation passes may overlap.
+/// `apply` returns an optional value, or a plain value, which counts as present. If the value is present, `onChange` is
+/// called with the value. Then, in every case, `onChangeNil` is called with the optional. The first pass runs on the
+/// caller's thread before this returns. Each further pass runs in its own high-priority task, in the given isolation
+/// (by default the caller's). Several changes before the next read cause one pass. Without an isolation passes may
+/// overlap.
 ///
 /// The end of an observed object is a change too. So `apply` must own the objects that it reads, or check whether they
 /// still exist.

@@ -11,8 +11,8 @@ namespace Tessaly::inline v1 {
 
 /// A declared source of a value that was given at its construction.
 ///
-/// Copies hold independent values. To share one, see `NamedResultProvider`; to compute it, `ResultProvider`. The
-/// nearest standard facility is a const member, which cannot be passed on as a source.
+/// Copies hold independent values. For a shared value, see `NamedResultProvider`. For a computed value, see
+/// `ResultProvider`. The nearest standard facility is a const member, which cannot be passed on as a source.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 template <typename Value>
 class PartialResultProvider {
  public:
-  /// A slot for a value in place of the given one. Nothing fills or reads it.
+  /// A slot for a value that would replace the given value. Nothing fills or reads it.
   class Storage_ {
    public:
     std::optional<Value> overrideValue;

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 
 /// The cases of an enumeration, each with the text that it is stored as. Made by `textRawValues`.
 ///
-/// Thread contract: thread-safe. A search compares with each case.
+/// Thread contract: thread-safe. A search is linear in the number of cases.
 ///
 ///     constexpr auto table = textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
 ///     std::optional<Theme> dark = table.value("dark");
@@ -48,7 +48,7 @@ class TextRawValues {
     fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is not one of its cases"),
                "Tessaly/RawValues", __LINE__);
   }
-  /// In the order of the declaration.
+  /// The texts of all cases, in the order of the declaration.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
     std::vector<RawValue> all;
     for (const auto& [value, text] : cases_) all.emplace_back(text);
@@ -61,7 +61,7 @@ class TextRawValues {
 
 /// The cases of an enumeration that is stored as integers. Made by `integerRawValues`.
 ///
-/// Thread contract: thread-safe. A search compares with each case.
+/// Thread contract: thread-safe. A search is linear in the number of cases.
 ///
 ///     constexpr auto table = integerRawValues(Quality::draft, Quality::best);
 ///     std::optional<Quality> none = table.value(7);
@@ -74,13 +74,13 @@ class IntegerRawValues {
 
   /// The case with this raw value, if there is one.
   [[nodiscard]] constexpr std::optional<Enumeration> value(RawValue rawValue) const noexcept {
-    // The cases are converted, not the raw value, because an enumeration without a fixed type cannot hold every raw
-    // value.
+    // The cases are converted, not the raw value, because an enumeration without a fixed underlying type cannot hold
+    // every raw value.
     const auto found = std::ranges::find(cases_, rawValue, [](Enumeration known) { return std::to_underlying(known); });
     return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
   [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
-  /// In the order of the declaration.
+  /// The integers of all cases, in the order of the declaration.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
     std::vector<RawValue> all;
     for (const Enumeration value : cases_) all.push_back(rawValue(value));
@@ -91,7 +91,7 @@ class IntegerRawValues {
   std::array<Enumeration, count> cases_;
 };
 
-/// The cases and the texts that they are stored as.
+/// Makes the table of an enumeration's cases and their stored texts.
 template <typename Enumeration, std::size_t count>
   requires std::is_enum_v<Enumeration>
 [[nodiscard]] consteval TextRawValues<Enumeration, count> textRawValues(
@@ -99,7 +99,7 @@ template <typename Enumeration, std::size_t count>
   return TextRawValues<Enumeration, count>(cases);
 }
 
-/// The cases of an enumeration that is stored as integers.
+/// Makes the table of the cases of an enumeration that is stored as integers.
 template <typename Enumeration, std::same_as<Enumeration>... Others>
   requires std::is_enum_v<Enumeration>
 [[nodiscard]] consteval IntegerRawValues<Enumeration, 1 + sizeof...(Others)> integerRawValues(
@@ -119,7 +119,7 @@ template <typename Enumeration, std::same_as<Enumeration>... Others>
 template <typename Enumeration>
 inline constexpr std::nullptr_t rawValues = nullptr;
 
-/// An enumeration that has `rawValues` of a kind that the settings store holds.
+/// An enumeration with `rawValues` whose `RawValue` type the settings store holds.
 template <typename Enumeration>
 concept RawRepresentable = std::is_enum_v<Enumeration> &&
                            UserDefaultsValue<typename std::remove_cvref_t<decltype(rawValues<Enumeration>)>::RawValue>;

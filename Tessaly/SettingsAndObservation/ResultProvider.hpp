@@ -15,8 +15,8 @@ namespace Tessaly::inline v1 {
 /// A declared source of a value that is computed at every read.
 ///
 /// The function must be safe to call from any thread. Copies share the function and its captured state. For an existing
-/// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is the `std::function`
-/// itself, which has no name for what it provides.
+/// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is `std::function`. Its
+/// type does not say that the function is the source of a value.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 template <typename Value>
 class ResultProvider {
  public:
-  /// A slot for a function in place of the given one. Nothing fills or reads it.
+  /// A slot for a function that would replace the given function. Nothing fills or reads it.
   class Storage_ {
    public:
     std::optional<std::function<Value()>> overrideValue;
@@ -40,7 +40,7 @@ class ResultProvider {
   ResultProvider(const ResultProvider&) = default;
   ResultProvider& operator=(const ResultProvider&) = default;
 
-  /// The present result of the function.
+  /// Calls the function and returns its result.
   [[nodiscard]] Value wrappedValue() const { return (*defaultValue_)(); }
   /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const ResultProvider& projectedValue() const noexcept { return *this; }

@@ -24,7 +24,7 @@ template <typename Value>
 struct NativeValue;
 }
 
-/// The mark of the kinds that the settings store holds directly. Only the library makes one, so the set of kinds is
+/// The mark of a type that the settings store holds directly. Only the library makes marks, so the set of types is
 /// closed.
 ///
 /// Thread contract: thread-safe.
@@ -49,7 +49,7 @@ struct UserDefaultsValueTraits;
 
 /// A type that the settings store holds directly. The basic types are text, booleans, integers of 16, 32 and 64 bits
 /// with or without a sign, unsigned integers of 8 bits, reals of either precision, `Date` and `Data`. Vectors of such
-/// values, maps of them by text, and optionals of them are held too.
+/// values, maps from text to such values, and optionals of such values are held too.
 ///
 /// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///
@@ -71,12 +71,12 @@ struct NativeValue {
 template <typename Value, typename... Kinds>
 concept OneOf = (std::same_as<Value, Kinds> || ...);
 
-/// Excludes the signed integer of 8 bits.
+/// A type that the settings store holds as a number. The signed integer of 8 bits is excluded.
 template <typename Value>
 concept NativeNumber = OneOf<Value, bool, short, int, long, long long, unsigned char, unsigned short, unsigned,
                              unsigned long, unsigned long long, float, double>;
 
-/// A map of values by text.
+/// The conversion of a map with text keys to and from a stored object.
 template <typename Map>
 struct NativeDictionary : NativeValue<Map> {
   using Element = UserDefaultsValueTraits<typename Map::mapped_type>;
@@ -109,7 +109,8 @@ struct NativeDictionary : NativeValue<Map> {
 template <detail::NativeNumber Value>
 struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
   [[nodiscard]] static PropertyList object(Value value) noexcept { return NSNumber(value); }
-  /// Absent for null, which means an absent object in all traits.
+  /// Absent if the object is null, or is not a number that `Value` represents exactly. In all traits, null means a
+  /// missing object.
   [[nodiscard]] static std::optional<Value> value(const PropertyList* object) noexcept {
     const auto number = object != nullptr ? object->number() : std::nullopt;
     return number ? number->exactly<Value>() : std::nullopt;
@@ -175,7 +176,7 @@ template <UserDefaultsValue Value, typename Hash, typename Equal, typename Alloc
 struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equal, Allocator>>
     : detail::NativeDictionary<std::unordered_map<std::string, Value, Hash, Equal, Allocator>> {};
 
-/// An absent value has no object. Settings remove their entry instead, and arrays and dictionaries omit it.
+/// An absent value has no object. A setting then removes its entry. Arrays and dictionaries omit the absent value.
 template <UserDefaultsValue Wrapped>
 struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
   [[nodiscard]] static std::optional<PropertyList> object(std::optional<Wrapped> value) {

@@ -28,7 +28,8 @@ template <typename Value>
 struct UserDefaultsValueTransformableTraits;
 
 /// A type whose values can be stored as settings: a type that the store holds directly, an enumeration with
-/// `rawValues`, a `URL`, a vector, a map by text or an optional of such values, and a class with two conversions:
+/// `rawValues`, or `URL`. Vectors, maps with text keys, and optionals of such values can be stored too. A class with
+/// two conversions can also be stored:
 ///
 ///     struct Size {
 ///       using StoredValue = std::vector<double>;
@@ -42,8 +43,8 @@ struct UserDefaultsValueTransformableTraits;
 ///       double height;
 ///     };
 ///
-/// `from` returns nothing for a stored value without a counterpart. Arrays and dictionaries omit such elements and keep
-/// the others. A `URL` is stored as its path only, and is parsed as a relative URL.
+/// `from` returns `std::nullopt` for a stored value without a counterpart. Arrays and dictionaries omit such elements
+/// and keep all other elements. A `URL` is stored as its path only, and is parsed as a relative URL.
 template <typename Value>
 concept UserDefaultsValueTransformable =
     requires(const Value& value, typename UserDefaultsValueTransformableTraits<Value>::StoredValue stored) {
@@ -75,7 +76,7 @@ concept HasTransformation = requires(const Value& value, typename Value::StoredV
   { value.transformToUserDefaultValue() } -> std::convertible_to<typename Value::StoredValue>;
 };
 
-/// A map of values by text, stored as `Stored`.
+/// The conversion of a map with text keys to and from the map type `Stored`.
 template <typename Map, typename Stored>
 struct DictionaryTransformation {
   using Element = UserDefaultsValueTransformableTraits<typename Map::mapped_type>;

@@ -9,8 +9,8 @@
 /// The device that the application runs on.
 namespace Tessaly::inline v1::DeviceService {
 
-/// The hardware model's identifier from the firmware or the device tree. Empty if neither gives one, as in many virtual
-/// machines. `DeviceBackend::current().source()` gives the source. Each call reads files of the system.
+/// The hardware model's identifier from the firmware or the device tree. Empty if neither gives an identifier, as in
+/// many virtual machines. `DeviceBackend::current().source()` gives the source. Each call reads files of the system.
 ///
 /// Thread contract: thread-safe.
 ///

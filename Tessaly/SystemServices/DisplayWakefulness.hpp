@@ -12,14 +12,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// Keeps the display awake for a scope. No call waits, so the main thread may make and destroy it.
+/// Keeps the display awake for a scope. Neither the construction nor the destruction waits, so the main thread may make
+/// and destroy the object.
 ///
-/// Each one holds an assertion of its own, so scopes may overlap. The desktop may show the reason to the user. The
-/// request runs on a thread that may block, because a service gets 2 s to answer. A scope that ends before the answer
-/// gives the assertion back when it arrives. The system releases all assertions when the process ends. `SleepHandler`
+/// Each object holds its own assertion, so scopes may overlap. The desktop may show the reason to the user. The request
+/// runs on a thread that may block, because a service has 2 s to answer. If the scope ends before the answer arrives,
+/// the assertion is released after the answer. The system releases all assertions when the process ends. `SleepHandler`
 /// waits for the services, and holds one assertion for the process.
 ///
-/// Thread contract: thread-compatible. Costs a task at either end.
+/// Thread contract: thread-compatible. The construction and the destruction start one task each.
 ///
 ///     const DisplayWakefulness awake("Comparing files");
 ///     co_await compare(files);
@@ -30,7 +31,7 @@ class DisplayWakefulness {
   DisplayWakefulness& operator=(const DisplayWakefulness&) = delete;
   TESSALY_EXPORT ~DisplayWakefulness();
 
-  /// Waits for the answer of the services. Returns false if none of them keeps the display awake;
+  /// Waits for the answer of the services. Returns false if no service keeps the display awake;
   /// `PowerBackend::current().status()` gives the reasons.
   [[nodiscard]] TESSALY_EXPORT Async<bool> isEffective() const;
 

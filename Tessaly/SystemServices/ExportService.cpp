@@ -25,11 +25,12 @@ namespace {
 
 constexpr double oneHour = 3600;
 
-/// The number of cells of a later row that are prefetched. The processor itself prefetches the rest of longer rows.
+/// The number of cells of a later row that are prefetched. The processor itself prefetches the remaining cells of
+/// longer rows.
 constexpr std::size_t fetchedCells = 8;
 
 /// Prefetches the cells of a later row. A row is a separate block of memory, and so is a long text. The processor
-/// cannot predict these.
+/// cannot predict the addresses of these blocks.
 void fetchRow(const Table& table, std::size_t row) noexcept {
   constexpr std::size_t cellsInLine = 64 / sizeof(std::string);
   if (row >= table.size()) return;
@@ -58,7 +59,7 @@ void forEachRow(const Table& table, Body body) {
   }
 }
 
-/// The number of bytes of a table whose cells are written unchanged.
+/// The maximum number of bytes of a table whose cells are written unchanged.
 std::size_t roomFor(const Table& table, std::size_t separator, std::size_t rowEnd) noexcept {
   std::size_t room = 0;
   for (std::size_t row = 0; row < table.size(); ++row) {
@@ -83,7 +84,8 @@ std::size_t countIn(const Table& table, std::string_view sought) noexcept {
   return count;
 }
 
-/// The maximum number of bytes for quotation marks. Unused room is never written, and so takes no memory.
+/// The maximum number of bytes that quotation marks add. Unused room takes no physical memory, because it is never
+/// written.
 std::size_t roomForQuotes(const Table& table) noexcept {
   std::size_t cells = 0;
   for (const auto& row : table) cells += row.size();
@@ -128,8 +130,8 @@ bool copyPieces(std::string_view text, char* to, Sought... sought) noexcept {
   return any != 0;
 }
 
-/// Builds a text. Short pieces are collected and examined in a block that stays in the processor's cache. So the text
-/// passes through main memory only once.
+/// A builder of a text. Short pieces are collected and examined in a block that stays in the processor's cache. So the
+/// text passes through main memory only once.
 class TextWriter {
  public:
   explicit TextWriter(std::size_t room) { addRoom(room); }
@@ -230,7 +232,7 @@ struct Records {
   std::string identifier;
   LogTime start;
 
-  /// Calls the body for each record that counts, with its date as text.
+  /// Calls the body for each record of the application after `start`, with the record's date as text.
   template <typename Body>
   void forEach(Body body) const {
     const auto style = Date::FormatStyle::numericDateStandardTime();
@@ -273,11 +275,11 @@ Records collect(double seconds) {
   }
 }
 
-/// Runs the work in a task of background priority, which is cancelled with the caller.
+/// Runs the work in a task of background priority. The task is cancelled with the caller.
 template <typename Result>
 Async<Result> inBackground(std::function<Result()> work) {
-  // If the caller is cancelled already, the task is cancelled before it begins, because the handler might run after the
-  // task's end.
+  // If the caller is already cancelled, the task cancels itself before the work. The cancellation handler alone might
+  // run after the task's end.
   const Task<Result> task = Task<Result>::detached(
       {.priority = TaskPriority::background}, [work = std::move(work), isCancelled = Task<>::isCurrentCancelled()] {
         if (isCancelled) ::Tessaly::detail::threadState.task->cancel();
@@ -333,7 +335,7 @@ Data rfc4180CSV(const Table& from, char separator) {
       const std::string& cell = cells[index];
       const bool isOnlyEmptyCell = cells.size() == 1 && cell.empty();
       if (!isOnlyEmptyCell && writer.appendIfWithout(cell, separator, '"', '\r', '\n')) continue;
-      // The cell is empty, very long, or contains special characters.
+      // The cell is very long, or contains special characters, or is an empty cell alone in its row.
       if (!isOnlyEmptyCell && cell.find_first_of(special) == std::string::npos) {
         writer.append(cell);
       } else {

@@ -15,34 +15,36 @@
 /// Exports tables as comma-separated values, and the log of this application.
 namespace Tessaly::inline v1::ExportService {
 
-/// Rows of cells. They may differ in length.
+/// A table: rows of cells. Rows may differ in length.
 using Table = std::vector<std::vector<std::string>>;
 
 /// A table as text. The separator joins cells, and line feeds join rows. A backslash precedes each separator inside a
 /// cell. Nothing else is escaped, so a line feed in a cell looks like a new row. For the form that other programs
 /// parse, see `rfc4180CSV`.
 ///
-/// `onProgress` is called on this thread before each cell with the fraction that is done: above 0, and 1 for the last
-/// cell. With an empty separator nothing is escaped. Throws `ExportError` if a cell or the separator is not UTF-8.
+/// `onProgress` is called on this thread before each cell is written. It gets the fraction of the table up to the end
+/// of that cell: above 0, and 1 for the last cell of the last row. With an empty separator nothing is escaped. Throws
+/// `ExportError` if the result is not UTF-8.
 ///
-/// Thread contract: thread-safe. Needs the memory of the result. If the first separator inside a cell comes late, it
-/// briefly needs up to twice as much.
+/// Thread contract: thread-safe. Needs the memory of the result. If the first separator inside a cell comes late, the
+/// call briefly needs up to twice as much.
 ///
 ///     Data table = ExportService::csv({{"Name", "Size"}, {"a;b", "3"}}, ";");  // Name;Size\na\;b;3
 [[nodiscard]] TESSALY_EXPORT Data csv(const Table& from, std::string_view separator,
                                       const std::function<void(double)>& onProgress = nullptr);
 
 /// A table in the form of spreadsheets (RFC 4180). Cells with a separator, a quotation mark or a line break are quoted,
-/// and quotation marks are doubled. Every row ends with a carriage return and a line feed. A row with a single empty
-/// cell is quoted too, so that it differs from an empty row. Throws like `csv`.
+/// and quotation marks are doubled. Every row ends with a carriage return and a line feed. An empty cell is quoted too
+/// if it is the only cell of its row, so that the row differs from an empty row. Throws like `csv`.
 ///
 /// Thread contract: thread-safe. Needs as much memory as `csv`.
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');
 
 /// The messages of this process in the last `forSeconds` seconds, from logs whose subsystem begins with the main
-/// bundle's identifier. A task of background priority collects them. It is cancelled with the caller, which then gets a
-/// `CancellationError`. Throws `ExportError` if the bundle has no identifier or the log keeps no records. A message of
-/// more than 32 KiB was cut when it was written, and ends with "…".
+/// bundle's identifier. A task of background priority collects the messages. The task is cancelled with the caller.
+/// Then it throws `CancellationError` when it reaches the next such message. Throws `ExportError` if the bundle has no
+/// identifier or the log keeps no records. A message of more than 32 KiB was cut when it was written, and ends with
+/// "…".
 namespace Logs {
 
 /// A line for each record: "[<date and time>][<category>] <message>". The date is in the form of the user's locale.

@@ -37,7 +37,7 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
   }
 
  private:
-  /// Takes the changes. A directory that is being replaced is missing for a moment, so it has 1 s to return.
+  /// Takes the changes. A directory that is being replaced is missing for a moment, so the directory has 1 s to return.
   static Async<Changes> take(DirectoryFollower& self) {
     DirectorySource& source = self.source();
     try {

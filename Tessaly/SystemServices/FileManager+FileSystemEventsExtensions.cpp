@@ -68,7 +68,7 @@ std::shared_ptr<FileSystemObjectSource> watchFile(FileManager& files, const URL&
   }
 }
 
-/// Ends a watch; its descriptor is closed afterwards.
+/// Ends a watch, and waits until its descriptor is closed.
 Async<void> endWatch(std::shared_ptr<FileSystemObjectSource> source, Signs::AsyncIterator& iterator) {
   source->cancel();
   while (co_await iterator.next()) {
@@ -87,7 +87,8 @@ std::chrono::nanoseconds intervalOf(double seconds) noexcept {
 }
 
 /// Follows the path while an element is awaited, so that the watch can change to another file that takes the name. Null
-/// if the system has no watch left. Then the present watch stays with its file.
+/// if the path cannot be followed, for example because the system has no watch left. Then the present watch stays with
+/// its file.
 std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file, const Signs::Continuation& signs) {
   try {
     return files.makeFileChangeSource(file, [signs] { signs.yield(Sign::pathMayLeadElsewhere); });
@@ -96,7 +97,7 @@ std::unique_ptr<FileChangeSource> followPath(FileManager& files, const URL& file
   }
 }
 
-/// The end of a watch: a write, another file under the path, or the end of the events.
+/// The reason why a watch ended: a write, another file under the path, or the end of the events.
 enum class WatchEnd : std::uint8_t { wasWritten, leadsElsewhere, byItself };
 
 /// Watches the present file of the path, until it is written or the path leads to another file.

@@ -31,17 +31,18 @@ using FileSystemEventsWithData = AsyncMergeSequence<
 /// The sequence of `fileChanges`: the changes of the file that a path leads to.
 using FileChanges = AsyncThrowingStream<FileChange>;
 
-/// An empty element for each write of the file.
+/// A sequence with one empty element for each write of the file.
 ///
 /// Each `next()` waits until the file exists and checks for it at each interval. Then it opens the file, waits for a
 /// write, and closes the file. So no descriptor is open between elements, and a write between two waits is not noticed.
-/// A replacement is not a write of the file. But a running wait continues with the new file as soon as that exists. The
-/// next write of the new file ends the wait. A change of only the modification time, with an unchanged access time,
-/// counts as a write, because the kernel reports it as one. Use `fileChanges` if every change must be noticed.
+/// A replacement is not a write of the file. But a running wait continues with the new file as soon as the new file
+/// exists. The next write of the new file ends the wait. A change of only the modification time, with an unchanged
+/// access time, counts as a write, because the kernel reports this change as a write. Use `fileChanges` if every change
+/// must be noticed.
 ///
-/// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs that.
-/// It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1 ms
-/// counts as 1 ms.
+/// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs the
+/// error. It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1
+/// ms counts as 1 ms.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -53,11 +54,11 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 
 /// The file's contents now, then after each write, merged in the order in which they arrive.
 ///
-/// The first contents are read before this returns. If that fails, the sequence fails. A later read that fails gives no
-/// element. `writeFileSystemEvents` says which changes count as a write.
+/// The first contents are read before this returns. If this read fails, the sequence fails. A later read that fails
+/// gives no element. `writeFileSystemEvents` says which changes count as a write.
 ///
-/// Two tasks fetch the elements. Dropping the sequence cancels them and does not wait for them, so a file manager of a
-/// test must outlive them. `FileManager::default_()` lives until the process ends.
+/// Two tasks fetch the elements. Destroying the sequence cancels the tasks and does not wait for them, so a file
+/// manager of a test must outlive the tasks. `FileManager::default_()` lives until the process ends.
 ///
 /// Main-isolated: a call on another thread stops the process.
 ///
@@ -80,10 +81,10 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 ///
 /// Every name on the path is followed, including symbolic links and missing directories. A write of equal contents
 /// counts. A change of attributes does not. A change of only the modification time counts if the kernel reports it as a
-/// write. The kernel does so if the file was opened for writing meanwhile, as by touch(1), and if the access time
-/// stayed unchanged. Writes through a mapping are noticed when the file is closed. Files on remote volumes and
-/// unreadable files are checked every second. The sequence fails with a `POSIXError` if the system's limit of watches
-/// is reached. One task at a time may wait; a second one stops the process.
+/// write. The kernel does so if a program opened the file for writing, as touch(1) does, or if the access time stayed
+/// unchanged. Writes through a mapping are noticed when the file is closed. Files on remote volumes and unreadable
+/// files are checked every second. The sequence fails with a `POSIXError` if the system's limit of watches is reached.
+/// One task at a time may wait; a second one stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -94,20 +95,21 @@ using FileChanges = AsyncThrowingStream<FileChange>;
                                                      Clock& clock = ContinuousClock::shared());
 
 /// Makes the missing directories of a path, and writes a file in place. With `excludeFromBackup`, the directory of the
-/// file is excluded from backups. Throws the errors of the file manager. Earlier steps are not reverted.
+/// file is excluded from backups. Throws the errors of the file manager. If a step fails, the steps before it are not
+/// reverted.
 ///
 /// Thread contract: thread-safe. Blocks on the file system.
 TESSALY_EXPORT void writeData(FileManager& files, const Data& data, const URL& to, bool excludeFromBackup);
 
 /// The number of bytes that may still be written to the volume of the user's home directory. 0 if the volume does not
-/// report it.
+/// report the number, or after an error.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Measurement<UnitInformationStorage> availableDiskMemoryBytes(FileManager& files) noexcept;
 
 /// The application's own data directory. It has the main bundle's identifier as its name, and is in the first
 /// application-support directory. In a sandbox, or without an identifier, it is the application-support directory
-/// itself. It need not exist.
+/// itself. The directory need not exist. Stops the process if the file manager has no application-support directory.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT URL rootDirectory(FileManager& files);

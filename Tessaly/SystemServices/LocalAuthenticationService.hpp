@@ -12,9 +12,9 @@
 /// Authenticates the user of the machine.
 namespace Tessaly::inline v1::LocalAuthenticationService {
 
-/// Asks the user to authenticate, shows the reason, and returns when the user has done so. Throws the system's error,
-/// which is an `LAError` on this system. If the system gives no error, throws `LAError::unknownError()`. If the system
-/// cannot ask, it throws without asking. Cancelling the task does not withdraw the question.
+/// Asks the user to authenticate, shows the reason, and returns when the user has authenticated. Throws the system's
+/// error, which is an `LAError` on this system. If the system gives no error, throws `LAError::unknownError()`. If the
+/// system cannot ask, the call throws without asking. Cancelling the task does not withdraw the question.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -29,8 +29,8 @@ constexpr unsigned lineOfThePathUpdate = 159;
 
 const Default<bool>::Key& settingKey() { return Default<bool>::Key::canConnectToHost; }
 
-/// The value of the setting. Searching the store costs several times as much as the rest, so it is repeated only after
-/// a write to the store.
+/// The value of the setting. Searching the store costs several times as much as the other steps, so the search is
+/// repeated only after a write to the store.
 bool canConnectToHost() {
   static constinit std::atomic<std::uint64_t> known{0};
   const std::uint64_t revision = UserDefaults::standard()->revision();
@@ -61,8 +61,9 @@ std::shared_ptr<Default<bool>::ValueObserver> makeSettingObserver() {
   return Default<bool>::ValueObserver::make(UserDefaults::standard(), settingKey());
 }
 
-/// The object that the process shares while the same network and settings are installed, made at first use. A host's
-/// tests replace both. Nothing is destroyed, because another thread may still be using it.
+/// The object that the process shares while the same network backend and settings store are installed. It is made at
+/// first use. A host's tests replace the backend and the store. No such object is destroyed, because another thread may
+/// still be using it.
 template <typename Object>
 class Shared {
  public:
@@ -182,7 +183,7 @@ void MonitorWrapper::followSetting() {
 }
 
 void MonitorWrapper::settingDidChange() {
-  // The order matters: no change can be lost in between.
+  // In this order no change is lost between the two calls.
   followSetting();
   setIsOnline(verdictOn(monitor_->currentPath()));
 }

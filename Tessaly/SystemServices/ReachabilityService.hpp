@@ -16,8 +16,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The machine is online if the setting `Default<bool>::Key::canConnectToHost` is not false and the status of the
 /// network path is not known to be unusable. Hosts and testers use the setting, "can-connect-to-host", to force the
-/// offline behaviour. A missing setting, or one that is not a Boolean, counts as true. An unknown status of the path
-/// counts as online. The expense does not depend on the setting.
+/// offline behaviour. A missing setting counts as true, and so does a stored value that does not convert to a Boolean.
+/// An unknown status of the path counts as online. The expense does not depend on the setting.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. docs/reachability.md describes the sources.
 ///
@@ -50,16 +50,16 @@ struct Status {
 
 /// Completes as soon as the machine is online.
 ///
-/// Throws `CancellationError` if its task is cancelled before the wait begins. A cancellation during the wait does not
-/// end the wait. From then on only changes of the setting count: the wait ends at the next change after which the
-/// machine is online. If a cancelled task writes the setting, the wait throws `CancellationError`.
+/// Throws `CancellationError` if the calling task is cancelled before the wait begins. A cancellation during the wait
+/// does not end the wait. From then on only changes of the setting count: the wait ends at the next change after which
+/// the machine is online. If a cancelled task writes the setting, the wait throws `CancellationError`.
 ///
 /// The setup and the updates of the path use the main thread, so the main queue must be served.
 [[nodiscard]] TESSALY_EXPORT Async<void> nextIsOnline();
 
-/// The current status, and one at each change of the path and of the setting, until the consumer ends. Consecutive
-/// elements may be equal. The buffer is unbounded. The removal of the setting gives no element. The last element is
-/// never older than the last change.
+/// A sequence of the current status, and of a status for each change of the path or of the setting, until the consumer
+/// ends. Consecutive elements may be equal. The buffer is unbounded. The removal of the setting gives no element. The
+/// last element is never older than the last change.
 [[nodiscard]] TESSALY_EXPORT AsyncStream<Status> statuses();
 
 }  // namespace ReachabilityService

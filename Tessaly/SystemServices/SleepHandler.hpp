@@ -12,11 +12,12 @@ namespace Tessaly::inline v1 {
 
 /// Keeps the display awake while the application needs it, as a player does.
 ///
-/// A process has one handler. It holds at most one assertion of the system's power management, and the system releases
-/// that when the process ends. Only the results report failures; `PowerBackend::current().status()` gives the reasons.
+/// A process has one handler. The handler holds at most one assertion of the system's power management. The system
+/// releases the assertion when the process ends. Only the results report failures; `PowerBackend::current().status()`
+/// gives the reasons.
 ///
 /// Thread contract: thread-compatible. Calls must not overlap; usually one thread makes all of them. A call waits for
-/// the desktop's services, at most 2 s for each.
+/// the desktop's services, at most 2 s for each service.
 ///
 ///     if (SleepHandler::shared()->disableScreenSleep("Playing a film")) {
 ///       play();
@@ -30,12 +31,12 @@ class SleepHandler {
   /// The handler of the process. Made at the first call, never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
-  /// Whether the display is being kept awake.
+  /// Whether this handler keeps the display awake.
   [[nodiscard]] bool isIdleDisplaySleepDisabled() const noexcept { return isIdleDisplaySleepDisabled_; }
 
   /// Keeps the display awake. The desktop may show the reason to the user. Returns true if this call took the
-  /// assertion. Returns false if the display was already being kept awake (with its former reason), or if no service
-  /// can keep it awake.
+  /// assertion. Returns false if this handler already keeps the display awake (with the former reason), or if no
+  /// service can keep the display awake.
   TESSALY_EXPORT bool disableScreenSleep(std::string_view reason);
   /// Lets the display sleep again. Returns true if this call released the assertion. Returns false if this handler held
   /// no assertion. Also returns false if the system refuses; then the display stays awake.

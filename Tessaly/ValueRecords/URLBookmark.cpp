@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 namespace {
 
 constexpr const char* sourceFile = "Tessaly/URLBookmark";
-// Frozen: crash reports are grouped by these lines.
+// Frozen: reports of the log records are grouped by these lines.
 constexpr unsigned decodingLine = 68;
 constexpr unsigned encodingLine = 77;
 

@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A bookmark of a file or directory that the user chose. It finds the file again after it was renamed or moved to a
-/// nearby directory.
+/// A bookmark of a file or directory that the user chose. The bookmark finds the file again after the file was renamed
+/// or moved to a nearby directory.
 ///
 /// It can be stored as a setting, as JSON with the members "url" and "data". Decoding resolves the data and ignores the
 /// stored URL. The host begins and ends the access to the file.

@@ -19,7 +19,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The value of a text that consists of an optional sign and digits. Absent for any other text.
+/// The value of a text that consists of an optional sign and digits. Absent for any other text, and for a number that
+/// does not fit into 64 bits.
 inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   if (piece.starts_with('+')) {
     piece.remove_prefix(1);
@@ -33,7 +34,7 @@ inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   return number;
 }
 
-/// The first four pieces that are not empty.
+/// At most four pieces between the dots: the first ones that are not empty.
 inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
                                                         std::array<std::string_view, 4>& pieces) noexcept {
   std::size_t count = 0;

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The text of a `GtkEditable`, which may be destroyed first. Positions count characters.
+/// The text of a `GtkEditable`. The widget may be destroyed before this object. Positions count characters.
 class EditableText {
  public:
   /// The selection, from its beginning to the cursor. Without a selection, both are equal.
@@ -45,7 +45,7 @@ class EditableText {
     return result;
   }
 
-  /// The part from one position to another. A negative position means the end.
+  /// The part from one position to another. A negative `end` means the end of the text.
   static std::string part(const std::string& text, int start, int end) {
     const char* first = g_utf8_offset_to_pointer(text.c_str(), start);
     if (end < 0) return first;
@@ -59,7 +59,7 @@ class EditableText {
   [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
   [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
 
-  /// Changes only the parts that differ.
+  /// Sets the text. Changes only the part between the common beginning and the common end.
   void set(const std::string& text) {
     const std::string old = get();
     const char* from = old.c_str();

@@ -45,7 +45,7 @@ class FieldHistory {
 
   /// The state to go back to. Absent if there is none.
   std::optional<State> undo(State present) { return go(done_, undone_, std::move(present)); }
-  /// The state before it was undone. Absent if there is none.
+  /// The state before the last undo. Absent if there is none.
   std::optional<State> redo(State present) { return go(undone_, done_, std::move(present)); }
 
  private:

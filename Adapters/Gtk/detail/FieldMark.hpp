@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The visible worth of a field's text: a style class, the tooltip, and the state for assistive programs. The widget
+/// The visible state of a field's text: a style class, the tooltip, and the state for assistive programs. The widget
 /// may be destroyed first.
 class FieldMark {
  public:
@@ -41,7 +41,7 @@ class FieldMark {
   }
 
  private:
-  /// Returns whether that is a change. A class of the host stays.
+  /// Adds or removes a style class, and returns whether it did so. A class that this function did not add stays.
   bool setClass(const char* name, bool& has, bool isWanted) {
     if (has == isWanted) return false;
     has = isWanted;

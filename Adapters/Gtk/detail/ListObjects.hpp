@@ -29,7 +29,7 @@ struct BodyObject {
   Body* body;
 
   static GType type(const char* name, void (*addToType)(GType), void (*addToClass)(GType)) {
-    // Another library of the process may have registered it.
+    // Another library of the process may have registered the type.
     if (const GType known = g_type_from_name(name); known != 0) return known;
     const GTypeInfo info{.class_size = sizeof(GObjectClass),
                          .base_init = nullptr,

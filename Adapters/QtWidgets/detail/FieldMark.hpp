@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The visible worth of a field's text: a dynamic property for style sheets, the colour of the text, and the tooltip.
+/// The visible state of a field's text: a dynamic property for style sheets, the colour of the text, and the tooltip.
 class FieldMark {
  public:
   explicit FieldMark(QLineEdit* field) : field_(field) {}
@@ -65,7 +65,7 @@ class FieldMark {
   void setTooltip(const FieldNotice& notice) {
     if (notice_.isNone()) tooltip_ = field_->toolTip();
     const QString reason = QString::fromStdString(notice.reason);
-    // Qt takes a text with a tag for HTML.
+    // Qt treats a text with a tag as HTML.
     const QString shown = reason.contains('<') ? "<qt>" + reason.toHtmlEscaped() + "</qt>" : reason;
     field_->setToolTip(notice.isNone() ? tooltip_ : shown);
   }

@@ -23,7 +23,7 @@ concept HasDebugDescription = requires(const T& value) {
   { value.debugDescription() } -> std::convertible_to<std::string>;
 };
 
-/// A value that has a description: its `description()`, or the output of `operator<<` in the classic locale.
+/// A type whose values can be described, by `description()` or by `operator<<`.
 template <typename T>
 concept DescribableElement = HasDescription<T> || requires(std::ostream& stream, const T& value) { stream << value; };
 
@@ -48,7 +48,8 @@ std::string describe(const T& value) {
   }
 }
 
-/// The description for debugging: `debugDescription()` if there is one, and texts in quotation marks.
+/// The description for debugging: `debugDescription()` if the value has it, a text in quotation marks, or else the
+/// description.
 template <typename T>
   requires HasDebugDescription<T> || DescribableElement<T>
 std::string debugDescribe(const T& value) {

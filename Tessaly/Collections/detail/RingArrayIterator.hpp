@@ -12,9 +12,9 @@ namespace Tessaly::inline v1::detail {
 
 /// An iterator over the constant elements of a ring.
 ///
-/// The elements lie in one run of slots, or in two if the ring wraps. An iterator stands at the end of a run only if it
-/// is the end of the ring. So a loop compares two pointers that stay the same within a run, and the compiler can treat
-/// each run as an array.
+/// The elements lie in one run of slots, or in two if the ring wraps. An iterator stands at the end of a run only at
+/// the end of the ring. So a loop compares the iterator's slot with the end of its run, which stays the same within a
+/// run. The compiler can treat each run as an array.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>
@@ -69,7 +69,7 @@ class RingArrayIterator {
     --*this;
     return before;
   }
-  /// O(1). Stops the process if the sum overflows or is not a position of the ring.
+  /// O(1). Stops the process if the sum overflows, or lies before slot 0 or behind the end of the ring.
   constexpr RingArrayIterator& operator+=(difference_type distance) {
     difference_type target = 0;
     if (__builtin_add_overflow(offset(), distance, &target) || target < 0 || target > endOffset()) [[unlikely]] {
@@ -108,7 +108,7 @@ class RingArrayIterator {
   }
 
  private:
-  /// The number of elements before this position.
+  /// The number of slots from slot 0 to this position, in the order of the ring.
   [[nodiscard]] constexpr difference_type offset() const noexcept {
     return slot_ - slots_ + (runEnd_ == firstRunEnd_ ? 0 : firstRunEnd_ - slots_);
   }

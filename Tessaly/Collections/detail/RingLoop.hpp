@@ -65,7 +65,7 @@ struct RingLoop {
     index.loopIndex = sum(index.loopIndex, loops);
     return index;
   }
-  /// The same for the start of a full ring, whose end must also be a position.
+  /// The start of a full ring after a rotation by `offset`. Also stops the process if the new end overflows.
   [[nodiscard]] RingArrayIndex rotated(RingArrayIndex start, std::int64_t offset) const {
     if (offset == std::numeric_limits<std::int64_t>::min()) [[unlikely]]
       stopOverflow(__LINE__);

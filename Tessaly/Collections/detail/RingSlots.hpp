@@ -40,7 +40,7 @@ struct RingSlots {
     const Update update(slot, capacity);
   }
 
-  /// Replaces the element of a slot. If that throws, the slot still has an element.
+  /// Replaces the element of a slot. If the replacement throws, the slot still has an element.
   template <typename Value>
   static void replace(Element& slot, std::int64_t capacity, Value&& element) {
     const Update update(slot, capacity);

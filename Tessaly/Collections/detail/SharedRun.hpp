@@ -15,11 +15,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Elements side by side in growable memory. They are added at the end and taken at the begin. Copies share the memory
-/// until one of them is written.
+/// Elements side by side in growable memory. They are added at the end and taken from the beginning. Copies share the
+/// memory until one copy is changed.
 ///
-/// Unlike `std::vector` it keeps its ends beside the pointer to its memory. Adding and taking are a comparison and a
-/// move. The atomic count of holders is read only if the memory may have another holder.
+/// Unlike a `std::vector`, a run keeps the place of its first element beside the pointer to its memory. So adding and
+/// taking cost a comparison and a move. The atomic count of holders is read only if the memory may have another holder.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 template <typename Element>
@@ -68,7 +68,7 @@ class SharedRun {
   [[nodiscard]] Element* begin() noexcept { return begin_; }
   [[nodiscard]] Element* end() noexcept { return end_; }
 
-  /// Whether there is a slot behind the last element and the memory has no other holder.
+  /// Whether there is a slot behind the last element and the memory certainly has no other holder.
   [[nodiscard]] bool hasRoom() const noexcept { return end_ != limit_ && !mark_.isSet(); }
   /// Ensures `hasRoom()`. New memory has at least `minimumCapacity` slots.
   [[gnu::noinline]] void makeRoom(std::size_t minimumCapacity) {
@@ -89,7 +89,7 @@ class SharedRun {
   void makeUnshared() {
     if (isShared()) replaceStorage(count());
   }
-  /// Whether there is an element to take and the memory has no other holder.
+  /// Whether there is an element to take and the memory certainly has no other holder.
   [[nodiscard]] bool hasFirst() const noexcept { return begin_ != end_ && !mark_.isSet(); }
   /// The element that was added first. `hasFirst()` must be true.
   [[nodiscard]] Element& first() noexcept { return *begin_; }
@@ -101,7 +101,7 @@ class SharedRun {
   /// Makes the whole memory available again. The run must be empty and not shared.
   void rewind() noexcept { begin_ = end_ = cells_; }
 
-  /// Whether the memory has another holder. Reads the atomic count only if that is possible.
+  /// Whether the memory has another holder. Reads the atomic count only if the mark is set.
   [[nodiscard]] bool isShared() noexcept {
     if (!mark_.isSet()) return false;
     if (!Storage::of(cells_)->references().isOne()) return true;

@@ -13,7 +13,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The slots of a collection, at first uninitialised memory. The collection knows which slots are occupied. Copies of
-/// the collection share the storage until one of them is changed.
+/// the collection share the storage until one copy is changed.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>

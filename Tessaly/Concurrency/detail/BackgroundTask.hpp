@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts work of a stream at the default priority and without isolation, independent of the caller. The work is never
-/// awaited or cancelled.
+/// Starts work of a stream in a task at priority medium and without isolation. The task inherits only the caller's
+/// task-locals, and is never awaited or cancelled.
 template <typename Operation>
 void startBackgroundTask(Operation operation) {
   Task<>({.priority = TaskPriority::medium, .isolation = Isolation()}, std::move(operation));

@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A listener of a broadcaster. Equality and hash use the identifier only. So a set finds a listener by any copy of it.
+/// A listener of a broadcaster. Equality and hash use the identifier only. So a set finds a listener by any copy of the
+/// listener.
 ///
 /// Thread contract: thread-compatible.
 template <typename Identifier, typename Element>

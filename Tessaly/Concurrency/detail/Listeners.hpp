@@ -22,10 +22,10 @@ namespace Tessaly::inline v1::detail {
 
 /// The listeners of a broadcaster, in a list that sends walk outside the lock.
 ///
-/// A send walks the list as it was at the start. A change of a list that is being walked copies it; any other change
-/// costs O(1). Each thread keeps the list of its last send if it is short. Until a listener joins or leaves, further
-/// sends of that thread take no lock and count no reference. A kept list can hold the storages of ended streams, which
-/// have no elements.
+/// A send walks the list as it was at the start. Each thread keeps the list of its last send if the list is short. The
+/// next sends of that thread by the same broadcaster then take no lock and count no reference, until a listener joins
+/// or leaves. Joining and leaving copy the list if a send is walking it or a thread keeps it; otherwise they cost
+/// amortized O(1). A kept list can keep the storage of an ended stream alive, but not the stream's elements.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -33,7 +33,7 @@ class Listeners {
  public:
   using Listener = IdentifiedContinuation<UUID, Element>;
   using List = CopyOnWrite<std::vector<Listener>>;
-  /// Longer lists are not kept: their walk takes far longer than the lock.
+  /// Longer lists are not kept, because walking them takes far longer than taking the lock.
   static constexpr std::size_t maximumKeptCount = 16;
 
   Listeners() : present_(Present()) {}
@@ -55,9 +55,9 @@ class Listeners {
     });
   }
 
-  /// Removes the listener if it has not been removed. The last one of the list takes its place.
+  /// Removes the listener if it has not been removed. The last listener of the list takes the removed listener's place.
   void remove(const Listener& listener) {
-    // The listeners are removed under the lock and destroyed outside.
+    // Listeners are removed under the lock and destroyed outside it.
     List emptied;
     typename Places::node_type removed;
     present_.withLock([&](Present& present) {
@@ -91,7 +91,7 @@ class Listeners {
     Kept& kept = PerThread<Kept>::current();
     if (kept.version != version_.load(std::memory_order_relaxed)) [[unlikely]]
       return yieldToPresent(value, kept);
-    // A function of the element may send too, and must not replace the list.
+    // A function of the element, such as its copy constructor, may send too. That send must not replace this list.
     struct Walk {
       Kept& kept;
       explicit Walk(Kept& kept) : kept(kept) { ++kept.walks; }
@@ -134,7 +134,8 @@ class Listeners {
   }
 
   Mutex<Present> present_;
-  /// Changes with the list. Zero while no thread may keep the list.
+  /// Zero after each change of the list. The next send of a short list sets a new number, with which threads may keep
+  /// the list.
   std::atomic<std::uint64_t> version_{0};
 };
 

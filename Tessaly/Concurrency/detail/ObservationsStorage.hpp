@@ -17,9 +17,9 @@ namespace Tessaly::inline v1::detail {
 
 /// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes it.
 ///
-/// Each tracking begins a round. The task and the change handler of a round know its number, so a late handler or a
-/// late suspension cannot end the next round. The cell keeps a change from before the task's suspension, and the task
-/// then continues at once.
+/// Each tracking belongs to a round. The task and the change handler of a round know the round's number, so a late
+/// handler cannot end the next round, and a task that suspends late cannot wait in it. If the change precedes the
+/// task's suspension, the cell records the change, and the task continues at once.
 ///
 /// Thread contract: thread-safe.
 class ObservationsStorage : public std::enable_shared_from_this<ObservationsStorage> {
@@ -40,10 +40,11 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     return task_.withLock([](const Waiting& waiting) { return waiting.task; });
   }
 
-  /// Starts a task that waits for the first change of the points in the list.
+  /// Starts a task that waits for the first change of the points in the list, unless a task is waiting already.
   void follow(AccessList& accesses) {
     const std::uint64_t round = task_.withLock([&](Waiting& waiting) {
-      // Another consumer of the same iterator may have begun the round, or the previous round ended by a cancellation.
+      // Another consumer of the same iterator may have begun the round, or a cancellation may have ended the previous
+      // round.
       if (!waiting.task || cell_->isOver()) {
         waiting.round = cell_->beginRound();
         waiting.task = Task<>::detached([cell = cell_, round = waiting.round] { return wait(cell, round); });

@@ -25,7 +25,7 @@ void discard(Job& job) noexcept {
   if (TaskRecord* task = TaskRecord::of(job)) {
     task->discard();
   } else {
-    job.run();  // A job that the host made: it is no code of the owner's tasks.
+    job.run();  // The host made this job. It contains no code of the owner's tasks.
   }
 }
 
@@ -44,7 +44,8 @@ void OwnerExecutor::enqueue(Job& job) noexcept {
   bool mustBeQueued = false;
   {
     UnfairLock::Guard guard(lock_);
-    // Under the lock: a raise comes to `escalate` either before, and is read here, or later, and finds the turn queued.
+    // Read under the lock: a raise takes the lock in `escalate` either earlier, so that it is read here, or later, when
+    // it finds the turn queued.
     const TaskPriority priority = job.priority();
     jobs_.append(job);
     mustBeQueued = !std::exchange(isQueued_, true);
@@ -53,7 +54,8 @@ void OwnerExecutor::enqueue(Job& job) noexcept {
     } else if (!turn_.raisePriority(priority)) {
       return;
     }
-    // For the turn, or for the call below: the job may end elsewhere as soon as the lock is released.
+    // The reference is for the turn or for the call of `escalate` below, because the job may end on another thread as
+    // soon as the lock is released.
     retain();
   }
   if (mustBeQueued) {
@@ -98,7 +100,8 @@ void OwnerExecutor::end() noexcept {
   }
 }
 
-// The next turn is queued before the job runs: the job may leave the isolation, whose next turns need not wait for it.
+// The next turn is queued before the job runs. The job may leave the isolation while it runs, and the next turn then
+// need not wait for the job's end.
 void OwnerExecutor::takeTurn() noexcept {
   Job* job = nullptr;
   bool isQueued = false;

@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After the owner's
-/// end it discards tasks instead of running them.
+/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After `end()` it
+/// discards tasks instead of running them.
 ///
 /// It is reference-counted: every task that may return to it holds a reference.
 ///
@@ -29,13 +29,14 @@ class OwnerExecutor final : public Executor {
 
   /// Whether the caller runs in the owner's isolation.
   [[nodiscard]] bool isCurrent() const noexcept;
-  /// Discards the tasks whose turn has come, and later every other task at its turn. Called in the owner's isolation.
+  /// Discards the tasks that wait for a turn, and later every other task at its turn. Called in the owner's isolation.
   void end() noexcept;
 
  private:
   ~OwnerExecutor() override = default;
 
-  /// The one job by which this executor waits in the queue of the owner's isolation. A turn runs one task.
+  /// The one job by which this executor waits in the queue of the owner's isolation. A turn runs or discards at most
+  /// one task.
   struct Turn final : Job {
     explicit Turn(OwnerExecutor& owner) noexcept;
     void startAt(TaskPriority priority) noexcept { setPriority(priority); }
@@ -43,14 +44,14 @@ class OwnerExecutor final : public Executor {
   };
 
   void takeTurn() noexcept;
-  /// The highest priority among the jobs that wait, but at most that of the turn. It looks at one job, unless the last
-  /// job of the turn's priority has been taken.
+  /// The priority of the first waiting job whose priority is at least the turn's. Without such a job, the highest
+  /// priority among the waiting jobs. Reads the jobs in queue order and stops at such a job: O(n).
   [[nodiscard]] TaskPriority highestWaiting() const noexcept TESSALY_REQUIRES(lock_);
 
   const Isolation isolation_;
   UnfairLock lock_;
   JobList jobs_ TESSALY_GUARDED_BY(lock_);
-  /// Whether the turn is queued, which takes a reference.
+  /// Whether the turn is queued. A queued turn holds a reference.
   bool isQueued_ TESSALY_GUARDED_BY(lock_) = false;
   bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
   Turn turn_;

@@ -19,11 +19,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes a log record: these subscribers of a reduced-replay stream that cannot fail have ended early, by this error.
+/// Writes a log record: the error has ended the streams of these subscribers early. Called for reduced-replay streams
+/// that cannot fail.
 TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
 
-/// The state that the copies of a reduced-replay stream and their tasks share. All of it except the isolation is only
-/// used in the isolation.
+/// The state that the copies of a reduced-replay stream and their tasks share. All members except `isolation` are used
+/// only in that isolation.
 ///
 /// Copying an element for a subscriber may throw. Then that subscriber's stream ends, and the others continue.
 ///
@@ -38,9 +39,9 @@ struct ReducedReplayStorage {
   ReducedReplayStorage(const ReducedReplayStorage&) = delete;
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
-  /// Adds a subscriber. For the first one it calls `startConsuming`; nothing is consumed before. A later one gets the
-  /// present sum as its first element. This is one step, so no element is lost between the sum and the later elements,
-  /// or between the start and the first subscriber.
+  /// Adds a subscriber. For the first subscriber it calls `startConsuming`; nothing is consumed before. A later
+  /// subscriber gets the present sum as its first element. The call runs in the isolation as one step, so no element is
+  /// lost between the sum and the later elements, or between the start and the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
     if (didStart) {
@@ -67,7 +68,7 @@ struct ReducedReplayStorage {
     }
   }
 
-  /// Ends every subscriber's stream, by the error if there is one.
+  /// Ends every subscriber's stream, with the error if there is one.
   void endAll(const std::exception_ptr& error) {
     if constexpr (std::same_as<Failure, Never>) {
       if (error) logEarlyEnd("All subscribers", error);
@@ -77,7 +78,7 @@ struct ReducedReplayStorage {
     }
   }
 
-  /// Ends one subscriber's stream by an error.
+  /// Ends one subscriber's stream with an error. A stream that cannot fail ends normally, and the log gets a record.
   static void end(const Continuation& continuation, const std::exception_ptr& error) {
     if constexpr (std::same_as<Failure, Never>) {
       logEarlyEnd("A subscriber", error);
@@ -87,7 +88,7 @@ struct ReducedReplayStorage {
     }
   }
 
-  /// Adds a subscriber in a task's coroutine.
+  /// Adds a subscriber from a task. If adding throws, ends the subscriber's stream.
   template <typename StartConsuming>
   static Async<void> join(std::shared_ptr<ReducedReplayStorage> storage, Continuation continuation,
                           StartConsuming startConsuming) {

@@ -9,8 +9,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Makes room for another task in a list of tasks that may still run. A full list loses its finished tasks first, so
-/// the list has at most 16 entries, or twice the number of running tasks. Amortized O(1).
+/// Makes room for another task in a list of tasks that may still run. A full list loses its finished tasks first. So
+/// the list has at most 16 entries, or twice the maximum number of tasks that ran at the same time if that is more.
+/// Amortized O(1).
 inline void makeRoomForTask(std::vector<Task<>>& tasks) {
   constexpr std::size_t minimumCapacity = 16;
   if (tasks.size() < tasks.capacity()) return;
@@ -18,7 +19,7 @@ inline void makeRoomForTask(std::vector<Task<>>& tasks) {
   tasks.reserve(std::max(minimumCapacity, 2 * tasks.size()));
 }
 
-/// The mistake of adding `work()` where `[=] { return work(); }` is meant.
+/// A compile-time error for the mistake of adding `work()` where `[=] { return work(); }` is meant.
 template <typename Result>
 void refuseAsync() {
   static_assert(sizeof(AsyncAwaiter<Result>) == 0,

@@ -31,8 +31,8 @@ const std::shared_ptr<Backend>& keptUntilExit(std::shared_ptr<Backend> backend) 
   return reference;
 }
 
-/// The installed backend of a seam, or else the system's. A seam declares two functions. Its own source defines
-/// `installed()`. The source of the system's backend defines `system()`, and the linker joins the two.
+/// The installed backend of a seam, or else the system's. A seam declares two functions. The seam's own source defines
+/// `installed()`. The source of the system's backend defines `system()`, and the linker joins the two sources.
 template <typename Backend>
 decltype(auto) backendInUse() {
   using System = decltype(Backend::system());
@@ -48,8 +48,8 @@ decltype(auto) backendInUse() {
 
 /// Replaces the backend of a seam for a scope. The former backend returns when the scope ends.
 ///
-/// The new backend is kept alive until the process ends, because another thread may still use it. A null pointer stops
-/// the process.
+/// A backend that is installed as a shared pointer is kept alive until the process ends, because another thread may
+/// still use the backend. A null pointer stops the process.
 ///
 /// Thread contract: thread-compatible. Of two installations of one seam, the later one must end first.
 ///
@@ -61,7 +61,7 @@ class BackendInstallation {
   explicit BackendInstallation(std::shared_ptr<Backend> backend)
       : previous_(
             Backend::installed().exchange(&detail::keptUntilExit(std::move(backend)), std::memory_order_acq_rel)) {}
-  /// Installs a backend that the caller owns. It must outlive every use by any thread.
+  /// Installs a backend that the caller owns. The backend must outlive every use by any thread.
   explicit BackendInstallation(Backend& backend)
       : BackendInstallation(std::shared_ptr<Backend>(std::shared_ptr<void>(), &backend)) {}
   ~BackendInstallation() { Backend::installed().store(previous_, std::memory_order_release); }

@@ -9,16 +9,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// Admits calls of a handler until it is closed. Calls may run on several threads and nest. Closing waits for calls on
-/// other threads, but not for enclosing calls on the closing thread.
+/// A gate for the calls of a handler. It admits calls until the gate is closed. Calls may run on several threads and
+/// nest. Closing waits for calls on other threads, but not for enclosing calls on the closing thread.
 ///
-/// Two calls that close the same gate on two threads do not wait for each other. Each one returns as soon as every
-/// other call has ended or waits in `close()` itself.
+/// Two calls of the handler that close the gate on two threads do not wait for each other. Each `close()` returns as
+/// soon as every other call has ended or waits in `close()` itself.
 ///
-/// In the child of a fork after the start of the runtime, closing does not wait, because the other threads exist only
+/// In the child of a fork after the start of the runtime, `close()` does nothing, because the other threads exist only
 /// in the parent. More than 65,535 calls at once stop the process.
 ///
-/// The steps of a call happen before the return of a `close()` that waited for it.
+/// The steps of a call happen before the return of a `close()` that waited for the call.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -43,8 +43,9 @@ class TESSALY_EXPORT CallGate {
     const Call* outer_;
   };
 
-  /// Admits no more calls, and waits for those on other threads. May be called again. Returns true if no call is left;
-  /// then the caller may destroy the handler. Returns false inside a call on this thread, and in the child of a fork.
+  /// Admits no more calls, and waits for the calls on other threads. May be called again. Returns true if no call is
+  /// left; then the caller may destroy the handler. Returns false inside a call on this thread. In the child of a fork
+  /// it does nothing and returns false.
   bool close() noexcept;
 
   [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }

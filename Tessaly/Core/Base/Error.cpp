@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-// A copy builds its own text, because it may be of another class or may be changed.
+// A copy builds its own text, because the copy may be of another class or may be changed.
 Error::Error(const Error& other) noexcept : std::exception(other) {}
 
 Error& Error::operator=(const Error& other) noexcept {

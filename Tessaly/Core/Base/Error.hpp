@@ -12,12 +12,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// The base of every error that Tessaly throws, and of the host's errors that Tessaly describes.
+/// The base of Tessaly's error classes, and of a host's error classes that describe themselves.
 ///
-/// A derived class overrides `description()` when it has a text of its own, and `localizedDescription()` when it has a
-/// message for people. By default the domain is the full name of the class, and the code is 1.
+/// A derived class overrides `description()` to give another text for logs, and `localizedDescription()` to give
+/// another message for people. By default the domain is the full name of the class, and the code is 1.
 ///
-/// Thread contract: thread-safe once constructed, as long as a derived class's own members are not changed.
+/// Thread contract: thread-safe once constructed, while no thread assigns to the error or changes a member of a derived
+/// class.
 ///
 ///     struct UploadError : Tessaly::Error {
 ///       std::string description() const override { return "Upload refused"; }
@@ -38,7 +39,8 @@ class TESSALY_EXPORT Error : public std::exception {
   /// The error's number in its domain: by default 1.
   [[nodiscard]] virtual std::int64_t code() const noexcept;
 
-  /// `description()`, built at the first call and kept as long as this object.
+  /// `description()`, built at the first call and kept until this object is assigned or destroyed. If `description()`
+  /// throws, the text is "Tessaly::Error".
   [[nodiscard]] const char* what() const noexcept final;
 
  private:

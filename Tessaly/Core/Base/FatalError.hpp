@@ -11,13 +11,15 @@ namespace Tessaly::inline v1 {
 /// Stops the process because of a programming error.
 ///
 /// Writes `<file>:<line>: Fatal error: <message>` and a line feed to standard error in one `write`, then runs the fatal
-/// handlers (which flush the log) and aborts with `SIGABRT`. The file is named `Tessaly/<File>`, without extension.
+/// handlers (which flush the log) and aborts with `SIGABRT`. The library passes `Tessaly/<File>` without extension as
+/// the file.
 ///
-/// Thread contract: thread-safe. Of several threads that call it at once, the first one is reported.
+/// Thread contract: thread-safe. If several threads call `fatalError` at once, only the first call writes its message.
 [[noreturn]] TESSALY_EXPORT void fatalError(std::string_view message, std::string_view file, unsigned line) noexcept;
 
-/// Adds a function that `fatalError` calls once between its message and the abort. At most eight; later ones are
-/// ignored. A handler must not throw, and should end within a second.
+/// Adds a function that `fatalError` calls once between its message and the abort. The list holds at most eight
+/// functions, each at most once. Further functions are ignored. A handler must not throw, and should end within a
+/// second.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void addFatalErrorHandler(void (*handler)() noexcept) noexcept;

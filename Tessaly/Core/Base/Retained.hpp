@@ -12,7 +12,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The nearest standard facility is `std::shared_ptr`, which has the count beside the object and is twice as large.
 ///
-/// Thread contract: thread-compatible. References to one object may be used on different threads if its count may.
+/// Thread contract: thread-compatible. Different threads may use references to one object if the object's count is
+/// thread-safe.
 ///
 ///     Retained<Connection> connection = Retained<Connection>::adopt(new Connection);
 ///     Retained<Connection> other = Retained<Connection>::sharing(*connection);

@@ -144,7 +144,7 @@ class Engine {
     UErrorCode ruleStatus = U_ZERO_ERROR;
     speller.setDefaultRuleSet(u"%spellout-cardinal", ruleStatus);
     if (U_FAILURE(ruleStatus)) {
-      ruleStatus = U_ZERO_ERROR;  // A language without both, such as Danish, keeps its own first choice.
+      ruleStatus = U_ZERO_ERROR;  // A language without both rule sets, such as Danish, keeps its default.
       speller.setDefaultRuleSet(u"%spellout-cardinal-masculine", ruleStatus);
     }
     speller.setContext(UDISPCTX_CAPITALIZATION_FOR_BEGINNING_OF_SENTENCE, status);

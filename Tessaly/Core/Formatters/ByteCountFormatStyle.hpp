@@ -30,7 +30,7 @@ class ByteCountFormatStyle {
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Whether languages that have a word for zero bytes use it: "Zero kB". True at first.
+  /// Whether languages that have a word for zero write zero bytes with the word: "Zero kB". True at first.
   [[nodiscard]] bool spellsOutZero() const noexcept { return spellsOutZero_; }
   void setSpellsOutZero(bool spells) noexcept { spellsOutZero_ = spells; }
 

@@ -24,7 +24,8 @@ namespace Tessaly::inline v1 {
 ///     std::cout << dollars.sign(CurrencyFormatStyle::Sign::accounting).format(-5);  // ($5.00)
 class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
  public:
-  /// The currency by the locale's symbol ("US$"), by its shortest one ("$"), by its code ("USD") or by name.
+  /// The currency by the locale's symbol ("US$"), by the shortest symbol ("$"), by the code ("USD") or by the name of
+  /// the currency.
   enum class Width : std::uint8_t { symbol, narrowSymbol, code, wide };
   /// The form of negative amounts: with a minus sign, or in parentheses if accountants of the locale use them.
   enum class Sign : std::uint8_t { standard, accounting };

@@ -70,7 +70,8 @@ class DateComponentsFormatter::Engine {
     }
   }
 
-  /// Writes a positional text with the separators of a first text. ICU would make the pattern of each text again.
+  /// Writes a positional text with the separators of the first such text. ICU would make the pattern again for each
+  /// text.
   std::string positional(const std::vector<Component>& components) {
     // Larger numbers may be grouped, by two digits in some languages.
     if (components.size() < 2 || components.front().value >= 100) return string(components);
@@ -123,7 +124,7 @@ class DateComponentsFormatter::Engine {
       at = found + field.size();
     }
     layout.literals.push_back(sample.substr(at));
-    if (layout.literals.front().ends_with(digits_[0])) layout.literals.clear();  // It pads the first field, too.
+    if (layout.literals.front().ends_with(digits_[0])) layout.literals.clear();  // The first field is padded, too.
   }
 
   static icu::Locale rootIfBogus(const icu::Locale& locale) {
@@ -156,7 +157,7 @@ class DateComponentsFormatter::State {
     }
     const auto isZero = [](const Component& component) { return component.value == 0; };
     if (contains(behavior, ZeroFormattingBehavior::dropLeading)) {
-      // Positional texts keep two fields. Otherwise a time would not look like one.
+      // Positional texts keep two fields, because a single field would not look like a time.
       const std::size_t least = unitsStyle == UnitsStyle::positional ? 2 : 1;
       while (components.size() > least && isZero(components.front())) components.erase(components.begin());
     }

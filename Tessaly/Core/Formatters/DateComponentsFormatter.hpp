@@ -32,7 +32,8 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// A set of units. Combine them with `|`.
   enum class Units : std::uint16_t { hour = 32, minute = 64, second = 128 };
   /// The treatment of units with the value zero. Combine the values with `|`. `default_` drops leading zero units of
-  /// positional texts, and all zero units of other texts. At least one unit stays.
+  /// positional texts, and all zero units of other texts. At least one unit stays. In positional texts, two units stay
+  /// if two are allowed.
   enum class ZeroFormattingBehavior : std::uint32_t {
     none = 0,
     default_ = 1,
@@ -71,10 +72,10 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   void setAllowsFractionalUnits(bool allows) noexcept;
 
   /// The text of a duration in seconds, truncated toward zero to whole seconds. The sign of a negative duration
-  /// precedes the first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and without
-  /// units.
+  /// precedes the first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and if no unit
+  /// is allowed.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
-  /// The text of an arithmetic type, in seconds. Absent for every other object.
+  /// The text of a `double`, an `int` or a `std::int64_t`, in seconds. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
  private:

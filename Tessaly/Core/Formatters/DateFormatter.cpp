@@ -132,7 +132,8 @@ class DateFormatter::Engine {
     return apply(whole_.get(), wholeWriter_, date);
   }
 
-  /// The date that this engine writes as a text. Absent if only ICU may know it.
+  /// The date that this engine writes as the text. Absent if the library's writer finds no date. ICU may still find
+  /// one.
   std::optional<UDate> read(std::string_view text, UDate now) {
     if (!wholeWriter_ || !detail::DateWriter::writes(now)) return std::nullopt;
     const std::chrono::sys_days today{std::chrono::days(dayNumberOfNow(now))};
@@ -182,7 +183,7 @@ class DateFormatter::Engine {
     return static_cast<std::int64_t>(std::floor(date)) + distance + summer;
   }
 
-  /// Numbers the days of the zone consecutively.
+  /// The number of a date's day in the zone. Consecutive days have consecutive numbers.
   std::int64_t dayNumber(UDate date) {
     if (wholeWriter_) {
       return std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(localMilliseconds(date))).count();
@@ -192,7 +193,8 @@ class DateFormatter::Engine {
     return calendar_->get(UCAL_JULIAN_DAY, status);
   }
 
-  /// Asks the zone only for a new minute. In every zone, days begin and end with a minute.
+  /// The number of the present day. The zone is asked only for a new minute, because in every zone days begin with a
+  /// full minute.
   std::int64_t dayNumberOfNow(UDate now) {
     const double minute = std::floor(now / 60'000);
     if (minute != minuteOfNow_) {
@@ -202,7 +204,7 @@ class DateFormatter::Engine {
     return dayOfNow_;
   }
 
-  /// Releases ICU's formats if the writers can write everything.
+  /// Prepares the library's writers. Releases ICU's formats if the writers can write everything.
   void prepareWriters(const icu::Locale& locale) {
     const bool isAtBeginning = key_.context == FormattingContext::beginningOfSentence;
     if (!isAtBeginning && key_.context != FormattingContext::unknown) return;
@@ -226,7 +228,7 @@ class DateFormatter::Engine {
   }
 
   /// Joins the patterns of date and time by the glue, which is the locale's plain joining pattern. Finds the texts that
-  /// the glue puts around them.
+  /// the glue puts around date and time.
   void prepareGlue(const Key& key, const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
     const auto pattern = [&](icu::DateFormat* made) {
@@ -284,7 +286,7 @@ class DateFormatter::Engine {
   std::unique_ptr<icu::SimpleDateFormat> whole_;
   std::unique_ptr<icu::SimpleDateFormat> time_;
   std::unique_ptr<icu::Calendar> calendar_;
-  /// A second format of ICU, for dates that the writers cannot write.
+  /// An engine with ICU's formats, for dates that the writers cannot write.
   std::unique_ptr<Engine> exact_;
   std::unique_ptr<detail::DateReader> reader_;
   icu::UnicodeString units_;

@@ -20,9 +20,9 @@ namespace Tessaly::inline v1 {
 
 /// Writes dates for people, in one of four lengths of a locale, optionally with words for the days around today.
 ///
-/// For programs, use `ISO8601DateFormatter`. The nearest standard facility is `std::put_time` with a `std::locale`. It
-/// needs a locale that was generated on the machine and has no words for days. Preparing a combination of locale, time
-/// zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
+/// For text that machines read, use `ISO8601DateFormatter`. The nearest standard facility is `std::put_time` with a
+/// `std::locale`. It needs a locale that was generated on the machine and has no words for days. Preparing a
+/// combination of locale, time zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
 ///
 /// `Date::now()` decides what is today. Tests control it with a `WallClock::Replacement`.
 ///
@@ -69,8 +69,8 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   [[nodiscard]] Style timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(Style style) noexcept { timeStyle_ = style; }
 
-  /// Whether the locale's words replace the dates of days such as today and yesterday. Without a date style it has no
-  /// effect.
+  /// Whether the locale's words replace the dates of days such as today and yesterday. Without a date style, this
+  /// property has no effect.
   [[nodiscard]] bool doesRelativeDateFormatting() const noexcept { return isRelative_; }
   void setDoesRelativeDateFormatting(bool isRelative) noexcept { isRelative_ = isRelative; }
 
@@ -87,13 +87,13 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// `none`.
   ///
   /// A date without a time style is the beginning of its day. A time without a date style is today's. A lenient text
-  /// may have any of the four lengths of the locale, the form "2023-01-31", and a time of 24 hours. A year of two
-  /// digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the locale.
-  /// Impossible dates and times and wrong weekdays are refused. A combination of locale, time zone and styles is
-  /// prepared in about 2 ms, for lenient texts in about 7 ms more. A strict text then takes about 3 µs. The first
-  /// lenient text takes about 3 ms, later ones 0.1 ms.
+  /// may have any of the four lengths of the locale or the form "2023-01-31". Its time may be on a clock of 24 hours. A
+  /// year of two digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the
+  /// locale. Impossible dates and times and wrong weekdays are refused. For parsing, a combination of locale, time zone
+  /// and styles is prepared in about 2 ms, and for lenient texts in about 7 ms more. A strict text then takes about 3
+  /// µs. The first lenient text takes about 3 ms, later ones 0.1 ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
-  /// Whether both texts are dates, and the same one. Fields then replace the first text by the second without a notice.
+  /// Whether both texts mean the same date. Fields then replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;
   /// Like `date`, into a `Date`.
   bool getObjectValue(std::any* object, std::string_view text,

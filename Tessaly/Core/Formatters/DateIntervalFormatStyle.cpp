@@ -32,7 +32,8 @@ struct Key {
   bool operator==(const Sought& sought) const noexcept { return std::tie(locale, zone, date, time) == sought; }
 };
 
-/// The preparation for one locale, zone and style. Two calendars are kept: ICU copies some for every interval.
+/// The prepared data of one locale, zone and style. The engine keeps two calendars, because ICU would copy calendars
+/// for every interval.
 class Engine {
  public:
   explicit Engine(const Key& key) {

@@ -29,7 +29,7 @@ using icu::DateFormat;
 using icu::UnicodeString;
 using Style = DateFormat::EStyle;
 
-/// No date is longer, in bytes.
+/// The maximum length of a date in bytes. Longer texts are refused.
 constexpr std::size_t maximumLength = 1'000;
 constexpr std::array<Style, 4> lengths{DateFormat::kShort, DateFormat::kMedium, DateFormat::kLong, DateFormat::kFull};
 
@@ -64,7 +64,7 @@ UnicodeString patternOf(DateFormat* made) {
   return plain(pattern);
 }
 
-/// The runs of equal letters outside quotes, and the texts between them.
+/// The runs of equal letters outside quotes. Every other character is a run of one.
 std::vector<UnicodeString> runsOf(const UnicodeString& pattern) {
   std::vector<UnicodeString> runs;
   bool isQuoted = false;
@@ -89,8 +89,8 @@ bool hasField(const UnicodeString& pattern, std::u16string_view letters) {
   return false;
 }
 
-/// The pattern without commas, with numbers that need no padding. With a short year, ICU moves years of two digits into
-/// the present century.
+/// The pattern for typed texts: without commas, with numbers that need no padding. With a short year in the pattern,
+/// ICU moves years of two digits into the present century.
 UnicodeString forTyping(const UnicodeString& pattern, bool hasShortYear) {
   constexpr std::u16string_view padded = u"dMLHhKk";
   UnicodeString result;
@@ -111,7 +111,8 @@ UnicodeString forTyping(const UnicodeString& pattern, bool hasShortYear) {
 
 UnicodeString folded(UnicodeString text) { return text.foldCase(); }
 
-/// Lets a format match the plain forms of its names for the halves of the day, some of which have hard spaces.
+/// Lets a format match the plain forms of its names for the halves of the day. Some of these names have no-break
+/// spaces.
 void simplifyDayPeriods(icu::SimpleDateFormat& format) {
   icu::DateFormatSymbols symbols(*format.getDateFormatSymbols());
   std::int32_t count = 0;
@@ -183,7 +184,7 @@ class DateReader::Forms {
                      .hasWeekday = hasField(pattern, u"Ec")});
   }
 
-  /// Adds the form of a date and a time around the glue.
+  /// Adds the form of a date and a time that the glue joins.
   void addJoined(std::vector<Form>& forms, const UnicodeString& date, const UnicodeString& time,
                  const UnicodeString& glue, Calendar calendar = Calendar::ofLocale) const {
     UErrorCode status = U_ZERO_ERROR;
@@ -197,7 +198,7 @@ class DateReader::Forms {
     return glueOfDateAndTime(locale_.getBaseName(), dateStyle).c_str();
   }
 
-  /// Adds the typed forms of a date and a time: the locale's, and with a space only.
+  /// Adds the typed forms of a date and a time: one with the locale's glue, and one with only a space.
   void addTypedJoined(std::vector<Form>& forms, const UnicodeString& date, const UnicodeString& time, int dateStyle,
                       Calendar calendar = Calendar::ofLocale) const {
     for (const UnicodeString& glue : {withoutCommas(glueOf(dateStyle)), UnicodeString(u"{1} {0}")}) {
@@ -252,7 +253,7 @@ class DateReader::Forms {
     return patterns;
   }
 
-  /// A calendar at the beginning of a day, which is so many days after that of a time.
+  /// A calendar at the beginning of the day that is `days` days after the day of a time.
   [[nodiscard]] static std::unique_ptr<icu::Calendar> dayOf(const icu::Calendar& kind, double time, int days) {
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<icu::Calendar> calendar(kind.clone());
@@ -266,7 +267,7 @@ class DateReader::Forms {
     return calendar;
   }
 
-  /// The instant 80 years before a time, at which ICU lets the years of two digits begin.
+  /// The beginning of the day 80 years before a time. ICU puts years of two digits into the century after it.
   [[nodiscard]] UDate centuryOf(double now) {
     constexpr double day = 86'400'000;
     if (const double today = std::floor(now / day); today != dayOfCentury_) {
@@ -285,8 +286,7 @@ class DateReader::Forms {
     return position.getIndex() == text.length();
   }
 
-  /// The first instant of a calendar's date. Days without a midnight begin later, because the clock is put forward
-  /// then.
+  /// The first instant of a calendar's date. On some days the clock is put forward at midnight. These days begin later.
   static UDate beginningOfDay(icu::Calendar& calendar, UErrorCode& status) {
     status = U_ZERO_ERROR;
     calendar.set(UCAL_HOUR_OF_DAY, 12);

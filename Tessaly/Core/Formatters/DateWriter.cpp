@@ -82,7 +82,7 @@ class Taking {
 
   [[nodiscard]] bool isAtEnd() const { return rest_.empty(); }
 
-  /// Takes this text. False if the rest begins with another one.
+  /// Takes this text. False if the remaining text does not begin with it.
   bool take(std::string_view sought) {
     if (!rest_.starts_with(sought)) return false;
     rest_.remove_prefix(sought.size());
@@ -118,14 +118,14 @@ class Taking {
   const std::array<std::string, 10>& digits_;
 };
 
-/// The values of the fields, by `DateWriter::Field`. Those of names count from zero.
+/// The values of the fields, by `DateWriter::Field`. The values of names count from zero.
 using Values = std::array<std::optional<int>, 12>;
 
 std::optional<int> valueOf(const Values& values, DateWriter::Field field) {
   return values[static_cast<std::size_t>(field)];
 }
 
-/// The year of two digits in the century that begins 80 years before a day.
+/// The full number of a year of two digits, in the century that begins 80 years before a day.
 int fullYear(int yearOfCentury, std::chrono::month month, std::chrono::day day, std::chrono::sys_days today) {
   const std::chrono::year_month_day now(today);
   const std::chrono::year first = now.year() - std::chrono::years(80);
@@ -133,7 +133,8 @@ int fullYear(int yearOfCentury, std::chrono::month month, std::chrono::day day, 
   return int{year} + (year / month / day < first / now.month() / now.day() ? 100 : 0);
 }
 
-/// The day of the values, which is today if they have no field of a date. Absent if there is no such day.
+/// The day of the values, which is today if they have no field of a date. Absent if there is no such day, or if fields
+/// of the date are missing.
 std::optional<std::chrono::sys_days> dayOf(const Values& values, std::chrono::sys_days today) {
   using Field = DateWriter::Field;
   const std::optional<int> month =

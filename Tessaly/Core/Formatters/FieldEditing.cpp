@@ -16,7 +16,7 @@ namespace {
 
 using Kind = FieldNotice::Kind;
 
-/// Toolkits do not pass exceptions on.
+/// Asks the formatter. An exception stops the process, because toolkits do not pass exceptions on.
 template <typename Question>
 void ask(Question question) noexcept {
   callNotification("A field's formatter", question);
@@ -65,7 +65,7 @@ FieldEditing::Judgement FieldEditing::judge(std::string_view text) const noexcep
   return judgement;
 }
 
-/// If the strict parsing fails and the formatter parses "any string", that decides.
+/// Parses a text. If `getObjectValue` fails and the formatter has `numberFromAnyString`, that function decides.
 std::any FieldEditing::read(std::string_view text, std::string* reason) const noexcept {
   std::any object;
   ask([&] {
@@ -141,7 +141,8 @@ FieldEditing::Answer FieldEditing::obey(const Change& change) const noexcept {
   return answer;
 }
 
-/// Moves a change that touches the suffix before it. A typed suffix does not double the present one.
+/// Moves a change that touches the suffix to the text before the suffix. A typed suffix is dropped if the field already
+/// has it.
 FieldEditing::Answer FieldEditing::keepSuffix(const Change& change) const {
   const std::string suffix = this->suffix();
   const std::string former = std::string(change.before) + std::string(change.removed) + std::string(change.behind);
@@ -170,8 +171,9 @@ std::size_t FieldEditing::lastPosition(std::string_view text) const noexcept {
   return text.ends_with(suffix) ? text.size() - suffix.size() : text.size();
 }
 
-/// The cursor keeps the text behind it if that text stays. Otherwise it keeps the text before it, or else goes to the
-/// end. It stays before a suffix that the replacement adds.
+/// The position of the cursor in a replacement. If the replacement ends with the text behind the cursor, the cursor
+/// stands before that text. Otherwise the cursor stands after the text before it, or else at the end. The cursor stays
+/// before a suffix that the replacement adds.
 std::size_t FieldEditing::cursorIn(std::string_view replacement, std::string_view before,
                                    std::string_view behind) const noexcept {
   const std::string suffix = this->suffix();

@@ -39,9 +39,10 @@ struct FieldNotice {
   Kind kind = Kind::none;
   /// The typed text.
   std::string typed;
-  /// The text that the field shows instead: the bound, or the rounded number. Otherwise empty.
+  /// The text that replaces the typed text, for example the bound or the rounded number. Empty for `empty` and
+  /// `notANumber`. Without meaning if the field keeps the typed text.
   std::string shown;
-  /// One English sentence, or the description of the formatter. Empty without a notice.
+  /// One English sentence, the description of the formatter, or the result of the explanation. Empty without a notice.
   std::string reason;
 
   [[nodiscard]] bool isNone() const noexcept { return kind == Kind::none; }
@@ -51,20 +52,21 @@ struct FieldNotice {
 /// The decisions of an editable field with a `Formatter`: which text may stand in the field, what the text means, and
 /// what the field shows at the end.
 ///
-/// The adapters for Qt and GTK translate events into its calls. Use one of those if there is one for your toolkit. It
-/// has no counterpart in the standard library.
+/// The adapters for Qt and GTK translate events into calls of this class. Use an adapter if your toolkit has one. The
+/// standard library has no counterpart.
 ///
-/// With `FieldChecking::atTheEnd` no change turns a typed number into another one. Every text may stand in the field of
-/// a `NumberFormatter`, and `state` says what it is worth. A suffix that stands in the field stays there. A number may
-/// have any minus sign or hyphen, the separators of any language, white space around it, and no affixes. A text without
-/// a number, such as a name, follows `isPartialStringValid`, except that shortening is always possible. With
+/// With `FieldChecking::atTheEnd` no change turns a typed number into another number. Every text may stand in the field
+/// of a `NumberFormatter`, and `state` judges the text. A suffix that stands in the field stays there. A number may
+/// have any minus sign or hyphen, the separators of any language, and white space around it. Its prefix and suffix may
+/// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the text without a
+/// replacement. Deletions are always possible, and so are changes that do not lengthen a refused text. With
 /// `FieldChecking::atEveryChange` the formatter judges and replaces every text.
 ///
-/// Both end in the same way: a number beyond the range becomes the bound, superfluous digits are rounded, and an empty
-/// text becomes the former one, unless the formatter accepts it. An unreadable text stays. A text that was only passed
-/// through keeps its object, including digits that the text does not show.
+/// Editing ends in the same way in both modes. A number beyond the range becomes the bound, and excess fraction digits
+/// are rounded. An empty text becomes the former text, unless the formatter accepts an empty text. A malformed text
+/// stays. An unchanged text keeps its object, including digits that the text does not show.
 ///
-/// These stop the process: a null formatter, and an exception from the formatter.
+/// These stop the process: a null formatter, and an exception from the formatter, the rule or the explanation.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -73,15 +75,15 @@ struct FieldNotice {
 ///     FieldEditing::End end = editing.end("3");  // shows "10", because “3” is less than “10”
 class TESSALY_EXPORT FieldEditing {
  public:
-  /// A change of a text: `removed` gives way to `inserted`, between two parts that stay. UTF-8.
+  /// A change of a text: `inserted` replaces `removed`, between two parts that stay. All parts are UTF-8.
   struct Change {
     std::string_view before;
     std::string_view removed;
     std::string_view inserted;
     std::string_view behind;
   };
-  /// `accepted`: the change takes place. `refused`: the field stays as it is. `replaced`: the field takes `text`, with
-  /// the cursor at this byte.
+  /// The answer to a change. `accepted`: the change takes place. `refused`: the field keeps its text. `replaced`: the
+  /// field takes `text`, with the cursor at the byte position `cursor`.
   struct Answer {
     enum class Kind : std::uint8_t { accepted, refused, replaced };
 
@@ -92,7 +94,8 @@ class TESSALY_EXPORT FieldEditing {
     bool isRefusal = false;
     std::string reason;
   };
-  /// The result of editing. `hasEnded` is false if the text cannot be read. The field then keeps it.
+  /// The result of editing. `hasEnded` is false if the text cannot be parsed or breaks the rule. The field then keeps
+  /// the text.
   struct End {
     bool hasEnded = false;
     std::string text;
@@ -106,10 +109,10 @@ class TESSALY_EXPORT FieldEditing {
       : FieldEditing(formatter, checking, rulesOf(formatter.get())) {}
 
   [[nodiscard]] FieldChecking checking() const noexcept { return checking_; }
-  /// The last result of editing, or the object that was set since. Empty before both.
+  /// The object of the last successful `end` or `show`. Empty before the first success.
   [[nodiscard]] const std::any& object() const noexcept { return object_; }
 
-  /// Whether a text differs from that of the object.
+  /// Whether a text differs from the text of the object.
   [[nodiscard]] bool isEdited(std::string_view text) const noexcept { return text != shown_; }
 
   /// Takes an object, and returns its text. Absent if the formatter does not support the object, a number is beyond the
@@ -117,17 +120,17 @@ class TESSALY_EXPORT FieldEditing {
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
   /// Judges a change that a person makes.
   [[nodiscard]] Answer change(const Change& change) const noexcept;
-  /// The last byte position that the cursor should have: the beginning of the suffix.
+  /// The last byte position that the cursor should have: the beginning of the suffix, or else the end of the text.
   [[nodiscard]] std::size_t lastPosition(std::string_view text) const noexcept;
-  /// The worth of a text, and the reason if it is not acceptable.
+  /// The state of a text. `*notice` receives the reason if the text is not acceptable. The pointer may be null.
   [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
   /// Ends editing, with the cursor at a byte position. If the text can be read, `object()` has its value afterwards.
   [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
 
-  /// Adds a rule for the objects that the formatter reads. A text whose object breaks the rule is invalid, and stays in
-  /// the field at the end of editing. An exception of the rule stops the process.
+  /// Sets the rule for the objects of the field. It replaces an earlier rule. A text whose object breaks the rule is
+  /// invalid, and stays in the field at the end of editing. An exception of the rule stops the process.
   void setRule(std::function<bool(const std::any& object)> rule) { rule_ = std::move(rule); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English one.
+  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
   void explainWith(Explanation explanation) { explanation_ = std::move(explanation); }
 
  private:
@@ -146,7 +149,7 @@ class TESSALY_EXPORT FieldEditing {
     std::function<bool(std::string_view, std::string_view)> meansTheSame;
     bool isWhole = false;
   };
-  /// The outcome of reading a number.
+  /// The outcome of parsing a text.
   struct Outcome;
   class Numbers;
 

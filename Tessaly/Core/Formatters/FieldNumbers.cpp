@@ -25,7 +25,7 @@ bool isWhole(const NSNumber& number) {
   return !number.isReal() || std::trunc(number.doubleValue()) == number.doubleValue();
 }
 
-/// Whether further digits can lead from a number to one between two bounds. All are positive or zero.
+/// Whether further digits can turn a number into a number between two bounds. The number is positive or zero.
 bool canGrow(double number, int fractionDigits, bool isFraction, bool isInteger, double lowest, double highest) {
   if (highest < number) return false;
   if (isFraction && !isInteger && number + std::pow(10.0, -fractionDigits) > lowest) return true;

@@ -37,7 +37,7 @@ class Engine {
     icu::UnicodeString skeleton = icu::UnicodeString::fromUTF8(key.skeleton);
     const bool isTaiwan =
         std::string_view(locale.getLanguage()) == "zh" && std::string_view(locale.getCountry()) == "TW";
-    if (isTaiwan) skeleton.findAndReplace(u"j", u"C");  // If the hours come with the part of the day.
+    if (isTaiwan) skeleton.findAndReplace(u"j", u"C");  // Hours have the part of the day.
     // The widths of the style take precedence over those of the locale.
     const icu::UnicodeString pattern = generator->getBestPattern(skeleton, UDATPG_MATCH_ALL_FIELDS_LENGTH, status);
     format_ = std::make_unique<icu::SimpleDateFormat>(pattern, locale, status);

@@ -17,7 +17,7 @@ namespace detail {
 struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensions.hpp.
 }  // namespace detail
 
-/// A date for people, described by its fields and their widths. The locale decides the order of the fields and the text
+/// Writes a date for people, in chosen fields and widths. The locale decides the order of the fields and the text
 /// between them. A style without fields writes nothing.
 ///
 /// `DateFormatter` offers whole lengths instead of fields, and words for the days around today. The nearest standard
@@ -30,7 +30,8 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 ///     std::cout << style.locale(Locale("en")).format(Date::now());  // November 21
 class Date::FormatStyle {
  public:
-  /// The width of a number: omitted, without padding, or at least two digits.
+  /// The width of a number: omitted, without padding, or at least two digits. A year of `twoDigits` has only its last
+  /// two digits.
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
   /// The width of a month. A month can also be a name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
@@ -59,7 +60,8 @@ class Date::FormatStyle {
   [[nodiscard]] FormatStyle year(Field width) const { return with(&FormatStyle::year_, width); }
   [[nodiscard]] FormatStyle month(Month width) const { return with(&FormatStyle::month_, width); }
   [[nodiscard]] FormatStyle day(Field width) const { return with(&FormatStyle::day_, width); }
-  /// In the clock of 12 or 24 hours of the locale. A clock of 12 hours adds its abbreviated marker.
+  /// The hour in the locale's clock of 12 or 24 hours. A clock of 12 hours adds the abbreviated half of the day, such
+  /// as "PM".
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }
   [[nodiscard]] FormatStyle second(Field width) const { return with(&FormatStyle::second_, width); }

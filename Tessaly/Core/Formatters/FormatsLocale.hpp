@@ -7,11 +7,11 @@
 
 /// The locales of the formats. On desktops, users choose them separately from the language.
 ///
-/// Each is the first nonempty one of `LC_ALL`, the category's own variable and `LANG`, without its encoding:
-/// "de_DE.UTF-8" is "de_DE". "C", "POSIX" and an environment without any of them give "en_US_POSIX".
-/// `Locale::current()` is the locale of the language (`LC_MESSAGES`), which styles use unless they name another one.
-/// Every call reads the environment, so a change of it on another thread is a race. A `Locale::Replacement` has no
-/// effect on these locales.
+/// Each locale is the first nonempty value of `LC_ALL`, the category's variable and `LANG`, without its encoding:
+/// "de_DE.UTF-8" is "de_DE". "C", "POSIX" and an environment without these variables give "en_US_POSIX".
+/// `Locale::current()` is the locale of the language (`LC_MESSAGES`). Styles use it unless they name another locale.
+/// Every call reads the environment, so a change of the environment on another thread is a race. A
+/// `Locale::Replacement` has no effect on these locales.
 ///
 /// The nearest standard facility is `std::setlocale`, which refuses locales that are not generated on the machine.
 ///

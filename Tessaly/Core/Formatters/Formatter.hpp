@@ -14,9 +14,9 @@ namespace Tessaly::inline v1 {
 
 /// Converts between a value and its text in an editable field.
 ///
-/// A field uses three operations. It shows `string(object)`, asks `isPartialStringValid` at every change, and calls
-/// `getObjectValue` when editing ends. The adapters for Qt and GTK connect their fields. The nearest standard facility
-/// is a pair of stream operators, which cannot judge a half-typed text.
+/// A field uses three operations. It shows `string(object)`, asks `isPartialStringValid` about half-typed texts, and
+/// calls `getObjectValue` when editing ends. The adapters for Qt and GTK connect formatters to fields of these
+/// toolkits. The nearest standard facility is a pair of stream operators, which cannot judge a half-typed text.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -35,8 +35,8 @@ class TESSALY_EXPORT Formatter : public Object {
   /// The text of an object. Absent if the formatter does not support the object. The default is always absent.
   [[nodiscard]] virtual std::optional<std::string> string(const std::any& object) const;
 
-  /// Parses a text into `*object`, unless that is null, and returns whether it could. On failure it may store a reason
-  /// in `*errorDescription`, unless that is null. The default always fails.
+  /// Parses a text into `*object`, and returns whether the parsing succeeded. A failure may store a reason in
+  /// `*errorDescription`. Both pointers may be null. The default always fails.
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 

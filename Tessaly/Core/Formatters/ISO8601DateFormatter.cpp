@@ -16,7 +16,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// For dates that the writer cannot write.
+/// ICU's format, for dates that the writer cannot write.
 struct Engine {
   Engine() {
     format.adoptTimeZone(icu::TimeZone::getGMT()->clone());

@@ -14,7 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes dates for programs, in Greenwich time: "2023-01-02T15:04:05Z". No locale and no time zone affects the text.
+/// Writes dates as text that machines read, in Greenwich time: "2023-01-02T15:04:05Z". No locale and no time zone
+/// affects the text.
 ///
 /// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which this standard library lacks. The constructor
 /// allocates nothing.

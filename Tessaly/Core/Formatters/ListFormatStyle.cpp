@@ -52,7 +52,8 @@ class Engine {
     UErrorCode status = U_ZERO_ERROR;
     format_.reset(icu::ListFormatter::createInstance(locale, static_cast<UListFormatterType>(key.type),
                                                      static_cast<UListFormatterWidth>(key.width), status));
-    // There the word before the last item depends on how that begins: "e" instead of "y" before an "i".
+    // In Spanish and Hebrew, the word before the last item depends on the beginning of that item: "e" instead of "y"
+    // before an "i".
     const std::string_view language = locale.getLanguage();
     isLeftToICU_ = language == "es" || language == "he" || language == "iw" || !learn();
   }
@@ -88,7 +89,7 @@ class Engine {
     return detail::fromUTF16(text);
   }
 
-  /// Finds the parts around the items in two lists of marks. False if they are not where they belong.
+  /// Learns the texts around the items from two lists of marks. False if the texts do not have the expected form.
   bool learn() {
     constexpr std::array<std::string_view, 5> marks{"\uE000", "\uE001", "\uE002", "\uE003", "\uE004"};
     const auto split = [&](std::span<const std::string_view> items) {
@@ -113,7 +114,7 @@ class Engine {
 
   std::unique_ptr<icu::ListFormatter> format_;
   bool isLeftToICU_ = false;
-  /// Before the first item of a place, between two, and behind the last one.
+  /// The texts of each place: before the first item, between two items, and behind the last item.
   std::array<std::array<std::string, 3>, 4> around_;
 };
 

@@ -43,7 +43,8 @@ class ListFormatStyle {
     return with(&ListFormatStyle::locale_, locale);
   }
 
-  /// The text of a list. Empty without items; a single item gives the item itself. Ill-formed UTF-8 becomes U+FFFD.
+  /// The text of a list. Empty without items. The text of a single item is the item itself. Ill-formed UTF-8 becomes
+  /// U+FFFD.
   [[nodiscard]] TESSALY_EXPORT std::string format(std::span<const std::string_view> items) const;
   [[nodiscard]] std::string format(std::initializer_list<std::string_view> items) const {
     return format(std::span(items.begin(), items.size()));

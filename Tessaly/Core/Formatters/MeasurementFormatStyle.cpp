@@ -49,7 +49,8 @@ constexpr std::array<const char*, 31> identifiers{"celsius",
                                                   "gigabit-per-second"};
 static_assert(identifiers.size() == static_cast<std::size_t>(Unit::gigabitPerSecond) + 1);
 
-/// The first of the units, from the largest to the smallest, of which there is one or more; else the smallest.
+/// The measurement in the largest of the units in which its absolute value is at least 1, or else in the smallest. The
+/// units are given from the largest to the smallest.
 Quantity inLargest(const Quantity& measurement, std::initializer_list<Unit> units) {
   Quantity result = measurement;
   for (const Unit unit : units) {
@@ -125,7 +126,8 @@ std::string MeasurementFormatStyle::formatRange(const Quantity& lower, const Qua
   return detail::numberRangeText(identifier(), shapeOf(first.unit), first.value, upper.converted(first.unit).value);
 }
 
-/// A degree without a letter is the assumed one, although the locale may write it for another one.
+/// The text without a bare degree sign at its end. A degree sign without a letter means the assumed unit, even if the
+/// locale writes it for another unit.
 std::string_view MeasurementFormatStyle::withoutBareDegree(std::string_view text, Unit assumed) const {
   constexpr std::string_view degree = "\u00B0";
   if (!text.ends_with(degree)) return text;

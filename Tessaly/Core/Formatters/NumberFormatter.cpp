@@ -218,7 +218,7 @@ class NumberFormatter::Engine {
                                                   : icu::NumberFormat::createInstance(known, status));
     auto* decimal = dynamic_cast<icu::DecimalFormat*>(format.get());
     if (decimal == nullptr) {
-      // A locale whose numbers follow spelling rules, "en@numbers=roman", has no percent format of its own.
+      // A locale whose numbers follow spelling rules, "en@numbers=roman", has no decimal pattern.
       return std::make_unique<icu::DecimalFormat>(
           icu::UnicodeString(style == Style::percent ? u"#,##0%" : u"#,##0.###"),
           new icu::DecimalFormatSymbols(known, status), status);

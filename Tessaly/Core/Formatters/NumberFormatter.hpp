@@ -20,10 +20,10 @@ namespace Tessaly::inline v1 {
 
 /// Writes numbers as a locale does, and parses them again.
 ///
-/// For programs, use `std::to_chars`. The nearest standard facility is `std::num_put` with a `std::locale`. It writes
-/// only ASCII digits and needs a locale that was generated on the machine. A change of a property takes effect at the
-/// next use, which prepares the locale again in about 50 µs. The formatter keeps the last eight locales. Changing only
-/// the limits of the fraction digits needs no preparation.
+/// For text that machines read, use `std::to_chars`. The nearest standard facility is `std::num_put` with a
+/// `std::locale`. It writes only ASCII digits and needs a locale that was generated on the machine. A change of a
+/// property takes effect at the next use, which prepares the locale again in about 50 µs. The formatter keeps the last
+/// eight locales. Changing only the limits of the fraction digits, or the zero symbol, needs no preparation.
 ///
 /// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
@@ -34,7 +34,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT NumberFormatter : public Formatter {
  public:
   /// `none`: no grouping and no fraction digits. `decimal`: grouping and up to three fraction digits. `percent`: the
-  /// value times 100 in double precision, with grouping and the locale's sign.
+  /// value times 100 in double precision, with grouping and the locale's percent sign.
   enum class Style : std::uint8_t { none = 0, decimal = 1, percent = 3 };
   enum class RoundingMode : std::uint8_t {
     ceiling = 0,
@@ -96,22 +96,22 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// The signs of the locale.
   [[nodiscard]] std::string plusSign() const;
   [[nodiscard]] std::string minusSign() const;
-  /// Absent if the locale has none.
+  /// Absent if the locale has no decimal separator.
   [[nodiscard]] std::optional<std::string> decimalSeparator() const;
 
-  /// The text of a number. Absent if ICU fails to write it.
+  /// The text of a number. Never absent.
   [[nodiscard]] std::optional<std::string> string(const NSNumber& number) const;
   template <typename Number>
     requires std::is_arithmetic_v<Number>
   [[nodiscard]] std::optional<std::string> string(Number number) const {
     return string(NSNumber(number));
   }
-  /// The text of an `NSNumber` or of an arithmetic type. Absent for every other object.
+  /// The text of an `NSNumber` or of an arithmetic type except `char` and `long double`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
   /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.
-  /// Otherwise the result is absent. Digits of every script are accepted. The time is O(n). A text of more than 10,000
-  /// characters is refused unless it consists of digits.
+  /// Otherwise the result is absent. Digits of every script and leading white space are accepted. The time is O(n). A
+  /// text of more than 10,000 characters is refused unless it consists of digits.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
   /// Like `number`, into an `NSNumber`.

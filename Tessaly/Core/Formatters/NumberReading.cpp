@@ -54,7 +54,7 @@ std::u32string plain(std::string_view text) {
   return scalars;
 }
 
-/// Absent if the text has no digit.
+/// Splits a text around its digits. Absent if the text has no digit.
 std::optional<Split> split(std::string_view text) {
   const std::u32string scalars = plain(text);
   const auto isDigit = [](char32_t scalar) { return u_charDigitValue(static_cast<UChar32>(scalar)) >= 0; };
@@ -134,13 +134,14 @@ class Labels {
     return typedText(utf8(digits), utf8({&decimal, 1})).readings;
   }
 
-  /// The number that a language writes as a word, such as one metre in Arabic.
+  /// The number of a text that a language writes without digits, such as one metre in Arabic.
   [[nodiscard]] std::optional<double> word(const std::string& text) const {
     const auto found = std::ranges::find(words_, text, &std::pair<std::string, double>::first);
     return found != words_.end() ? std::optional(found->second) : std::nullopt;
   }
 
-  /// A label may stand on the other side than the style's. A text of two parts stays in order.
+  /// Compares the text around a number with the labels of the style. A label of one part may stand on the other side of
+  /// the number. A label of two parts keeps its order.
   [[nodiscard]] LabelMatch match(const std::string& before, const std::string& behind) const {
     if (before.empty() && behind.empty()) return LabelMatch::absent;
     const auto equals = [&](const auto& label, const std::string& first, const std::string& second) {
@@ -194,7 +195,7 @@ const Labels& labelsOf(const std::string& locale, NumberShape shape) {
 }
 
 /// Moves a separator that touches the digits from a part to the digits: in ".5" and "5." it belongs to the number.
-/// Returns whether there was one.
+/// Returns whether it moved a separator.
 bool moveSeparator(Split& parts) {
   const auto isSeparator = [](char32_t scalar) { return scalar == U'.' || scalar == U','; };
   if (!parts.before.empty() && isSeparator(parts.before.back())) {
@@ -210,7 +211,7 @@ bool moveSeparator(Split& parts) {
   return true;
 }
 
-/// Takes the signs of a number. Absent if it has several.
+/// Removes the sign of a number, and returns whether the number is negative. Absent if the number has several signs.
 std::optional<bool> takeSign(Split& parts, Kind kind) {
   Signs signs;
   if (kind == Kind::currency && parts.before.starts_with(U'(') && parts.behind.ends_with(U')')) {

@@ -60,7 +60,7 @@ icu::UnicodeString codeOf(const NumberShape& shape) {
   return {shape.currency.data(), static_cast<std::int32_t>(shape.currency.size() - 1), US_INV};
 }
 
-/// The same shape with the fraction digits of its currency, if it leaves them to that.
+/// The same shape with the fraction digits of its currency, if the shape leaves them to the currency.
 NumberShape completed(NumberShape shape) {
   if (shape.minimumFraction < 0) {
     UErrorCode status = U_ZERO_ERROR;
@@ -121,8 +121,8 @@ std::optional<DecimalWriter> writerOf(const icu::Locale& locale, const NumberSha
   return writer;
 }
 
-/// The preparation for one locale and shape. Numbers are written by the parts that stood around the first number of
-/// their sign and category, because ICU takes several times as long.
+/// The prepared data of one locale and shape. ICU writes the first number of each sign and plural category. Later
+/// numbers reuse the texts around it, because ICU takes several times as long.
 class Engine {
  public:
   explicit Engine(const Key& key) : shape_(completed(key.shape)), locale_(key.locale.c_str()) {
@@ -133,7 +133,8 @@ class Engine {
     if (shape_.kind == Kind::percent) shift_ = 2;
     if (auto writer = writerOf(locale_, shape_)) {
       writer_ = *std::move(writer);
-      // ICU's older class does not give this for every style. A locale with an unusual pattern is left to ICU.
+      // ICU's older class does not give the minimum grouping for every style. A locale with an unusual pattern is left
+      // to ICU.
       isOurs_ = std::ranges::any_of(std::array{writer_.minimumGrouping, 1, 2}, [&](int minimum) {
         writer_.minimumGrouping = minimum;
         return writesAsICU();
@@ -204,17 +205,17 @@ class Engine {
     std::string suffix;
   };
 
-  /// The grammatical number of what is shown; always the same where no text depends on it.
+  /// The index of the number's plural category. Always 0 if no text depends on the category.
   std::size_t formOf(const DecimalWriter::Decimals& decimals) {
     return hasForms_ ? static_cast<std::size_t>(forms_->of(decimals)) : 0;
   }
 
-  /// Whether some numbers look as ICU writes them, without what is learnt of them.
+  /// Whether this class writes some sample numbers like ICU. Forgets all texts that were learnt before.
   bool writesAsICU() {
     constexpr std::array<double, 10> samples{0, 1, 2, 12.345, -12.345, 123.5, 1234.5, 12'345.678, 1e6 + 0.891, -1e7};
     isOurs_ = true;
     surroundings_ = {};
-    for (const double sample : samples) static_cast<void>(string(sample));  // The first of a form is ICU's own.
+    for (const double sample : samples) static_cast<void>(string(sample));  // ICU writes the first of a form.
     isOurs_ = std::ranges::all_of(samples, [&](double sample) { return string(sample) == stringOfICU(sample); });
     return isOurs_;
   }

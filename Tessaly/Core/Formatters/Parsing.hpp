@@ -11,9 +11,9 @@ namespace Tessaly::inline v1 {
 /// The texts that the `parse` operations of the styles and `DateFormatter::date` accept.
 ///
 /// `strict`: only a text that the style itself would write for the result, byte for byte. `lenient`: a text as people
-/// type it. The digits may be those of any script, spaces may be of any kind, letters may have either case, and what
-/// the style adds to a number may be missing. Neither guesses: an impossible date, another currency or a unit of
-/// another kind is refused.
+/// type it. Such a text may have digits of any script, spaces of any kind and letters of either case. The label of a
+/// number, such as its currency, may be missing. Neither mode guesses: both refuse an impossible date, another currency
+/// and a unit of another kind.
 ///
 /// Thread contract: thread-safe.
 ///

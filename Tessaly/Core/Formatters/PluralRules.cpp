@@ -29,8 +29,9 @@ PluralRules::Category categoryOf(const icu::UnicodeString& keyword) {
                                  : static_cast<PluralRules::Category>(found - keywords.begin());
 }
 
-/// Whether ICU finds exactly these fraction digits in a number. Its products of numbers such as 2.22 are not whole, so
-/// that it takes them for longer ones, and 2.22 for the category of 2.220. ICU takes four times as long for a text.
+/// Whether ICU finds exactly these fraction digits in a number. ICU multiplies a number by powers of ten until it is
+/// whole. No such product of 2.22 is whole, so ICU finds too many digits in 2.22. A text avoids this mistake, but ICU
+/// takes four times as long for it.
 bool hasFractionDigits(double magnitude, int digits) {
   double power = 1;
   for (int count = 0; count <= std::min(digits, 3); ++count, power *= 10) {
@@ -56,9 +57,9 @@ detail::PluralCategories& prepared(const Locale& locale, PluralRules::Kind kind)
 }  // namespace
 
 struct detail::PluralCategories::Rules {
-  /// Most counts are small, and ICU takes a hundred times as long as a look into a table.
+  /// The number of whole numbers in a table. Most counts are small, and ICU takes a hundred times as long as the table.
   static constexpr std::size_t knownCount = 128;
-  /// A place for a number with fraction digits, by its bits.
+  /// The number of places in the cache for all other numbers. The bits of a number select its place.
   static constexpr std::size_t seenCount = 64;
   struct Seen {
     double magnitude = -1;

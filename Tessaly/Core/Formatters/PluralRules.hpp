@@ -14,7 +14,7 @@ namespace Tessaly::inline v1 {
 ///
 /// English writes "1 file" and "2 files", Russian has three forms and Arabic six. A host keeps one text for each
 /// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules are in the
-/// translations. A thread prepares the rules of a locale once and keeps the last eight.
+/// translations. A thread prepares the rules of a locale once and keeps the last eight combinations of locale and kind.
 ///
 /// Thread contract: thread-compatible. Threads may share rules that no thread changes.
 ///
@@ -28,7 +28,7 @@ class PluralRules {
   /// The six categories of the Unicode locale data. Every language has `other`.
   enum class Category : std::uint8_t { zero, one, two, few, many, other };
 
-  /// An absent locale is the current one at every use.
+  /// An absent locale means the current locale at every use.
   explicit PluralRules(Kind kind = Kind::cardinal, const std::optional<Locale>& locale = std::nullopt)
       : locale_(locale), kind_(kind) {}
 

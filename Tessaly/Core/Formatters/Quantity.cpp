@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The kind of a unit, and how many of the kind's first unit (kelvin, meter, ...) it is, from an offset on.
+/// The kind of a unit, and the size and the offset of the unit in the kind's base unit (kelvin, meter, ...).
 struct Scale {
   Quantity::Kind kind;
   double factor;

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The systems of units of countries. `us` and `uk` differ in roads, heights and volumes.
+/// The systems of units of countries. `uk` has miles, yards, inches and miles per hour, and metric units otherwise.
 enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 
 /// The system of a locale's country: "de_DE" gives `metric`, and "en" gives `us`.

@@ -38,8 +38,8 @@ struct Key {
   explicit Key(const std::pair<const std::string&, Width>& sought) : locale(sought.first), width(sought.second) {}
 };
 
-/// The preparation for one locale and width. Whole amounts stand between the parts that ICU put around the first one
-/// of their unit, direction and category.
+/// The prepared data of one locale and width. ICU writes the first whole amount of each unit, direction and plural
+/// category. Later amounts reuse the texts around it.
 class Engine {
  public:
   explicit Engine(const Key& key) : name_(key.locale), forms_(key.locale, PluralRules::Kind::cardinal) {
@@ -53,12 +53,12 @@ class Engine {
     if (U_SUCCESS(status)) firstWeekday_ = calendar->getFirstDayOfWeek(status) - UCAL_SUNDAY;
   }
 
-  /// From Sunday as 0.
+  /// The first day of the week, counted from Sunday as 0.
   [[nodiscard]] int firstWeekday() const noexcept { return firstWeekday_; }
 
   std::string numeric(double amount, Unit unit) {
     const double magnitude = std::abs(amount);
-    constexpr double ungrouped = 999;  // ICU groups larger ones here in a way of its own.
+    constexpr double ungrouped = 999;  // ICU groups larger numbers differently here.
     if (magnitude != std::floor(magnitude) || magnitude > ungrouped) return numericOfICU(amount, unit);
     Parts& parts = parts_[static_cast<std::size_t>(unit)][std::signbit(amount) ? 1 : 0]
                          [static_cast<std::size_t>(forms_.of(magnitude, 0))];
@@ -76,7 +76,8 @@ class Engine {
     return whole;
   }
 
-  /// Words belong to small amounts, so that all of them can be kept.
+  /// The text of an amount, with a word if the locale has one. Words belong to small amounts, so all such texts are
+  /// kept.
   std::string named(double amount, Unit unit) {
     if (std::abs(amount) > mostNamed || amount != std::floor(amount)) return numeric(amount, unit);
     std::string& text = named_[static_cast<std::size_t>(unit)][static_cast<std::size_t>(amount + mostNamed)];
@@ -121,7 +122,7 @@ Engine& engineOf(const Locale& locale, Width width) {
                                                    [](const Key& key) { return std::make_unique<Engine>(key); });
 }
 
-/// The zones that dates are read in.
+/// The time zones that a thread used last.
 struct Zones : detail::RecentlyUsed<std::string, icu::TimeZone, 4> {};
 
 /// A point in time by the clocks of its zone.
@@ -167,7 +168,7 @@ int wholeMonths(const LocalTime& from, const LocalTime& to) {
 struct Distance {
   int amount;
   Unit unit;
-  /// The same in steps of the calendar: 1 from December to January.
+  /// The same distance in steps of the calendar: 1 from December to January.
   int steps;
 };
 
@@ -189,7 +190,7 @@ Distance calendarDistance(const LocalTime& from, const LocalTime& to, int firstW
   return {months, Unit::month, years * 12 + to.month - from.month};
 }
 
-/// The distance of two times in seconds, and the times themselves.
+/// The distance between two times. `magnitude` is the same distance in seconds.
 Distance distanceOf(double magnitude, const LocalTime& from, const LocalTime& to, int firstWeekday) {
   constexpr double minute = 60;
   constexpr double hour = 3600;
@@ -199,7 +200,7 @@ Distance distanceOf(double magnitude, const LocalTime& from, const LocalTime& to
   };
   if (magnitude < minute) return whole(1, Unit::second);
   if (magnitude < hour) return whole(minute, Unit::minute);
-  // A day of 25 hours ends after its twenty-fourth.
+  // On a day of 25 hours, two times of the day can be more than 24 hours apart.
   if (magnitude < 24 * hour || from.day == to.day) return whole(hour, Unit::hour);
   return calendarDistance(from, to, firstWeekday);
 }

@@ -29,8 +29,8 @@ Resource child(const Resource& parent, const char* key) {
   return U_SUCCESS(status) ? std::move(found) : Resource();
 }
 
-/// The result of `read` for the table at a path, in a locale or its nearest parent that has the table. Empty if none
-/// has it.
+/// The result of `read` for the table at a path, in a locale or its nearest parent for which `read` succeeds. Empty if
+/// `read` never succeeds.
 template <typename Read>
 std::u16string inherited(const std::string& locale, std::initializer_list<const char*> path, Read&& read) {
   UErrorCode status = U_ZERO_ERROR;

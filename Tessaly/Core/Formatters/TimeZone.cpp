@@ -42,7 +42,7 @@ std::optional<TimeZone> zoneOf(const char* variable) {
   if (variable != nullptr) {
     const std::string_view name = variable;
     if (auto zone = TimeZone::from(name.substr(name.starts_with(':') ? 1 : 0))) return zone;
-    return TimeZone::from(presentDistance());  // It spells out rules, for which there is no name.
+    return TimeZone::from(presentDistance());  // The variable spells out rules, which have no name.
   }
   static constinit UnfairLock lock;  // ICU keeps the system's zone if there is no variable.
   const UnfairLock::Guard guard(lock);

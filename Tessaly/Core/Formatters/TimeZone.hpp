@@ -21,12 +21,12 @@ namespace Tessaly::inline v1 {
 ///     if (paris) std::cout << *paris;  // Europe/Paris
 class TimeZone {
  public:
-  /// Absent if no zone has the name.
+  /// The zone with a name or an offset. Absent if there is no such zone.
   [[nodiscard]] TESSALY_EXPORT static std::optional<TimeZone> from(std::string_view identifier);
   [[nodiscard]] static TimeZone gmt() { return TimeZone("GMT"); }
 
-  /// The zone of the environment variable `TZ`, else of the system. Every call reads the variable. A change of the
-  /// system's zone takes effect at the next change of the variable or the next start.
+  /// The zone of the environment variable `TZ`, else of the system. Every call reads the variable. A thread that has
+  /// called the function notices a change of the system's zone only after a change of the variable.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static TimeZone current();
@@ -35,8 +35,8 @@ class TimeZone {
 
   friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
 
-  /// Replaces the current time zone for a scope, in all threads. Replacements end in the reverse order of their
-  /// construction.
+  /// Replaces the current time zone for a scope, in all threads. Replacements must end in the reverse order of their
+  /// construction, and before the zones that they install.
   ///
   /// Thread contract: thread-safe, but no thread may format while a replacement ends.
   ///

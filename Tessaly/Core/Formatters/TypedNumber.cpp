@@ -68,7 +68,7 @@ std::u32string trimmed(std::string_view text) {
   return scalars;
 }
 
-/// Absent if another character is among the digits and separators.
+/// Splits a text at separators and white space. Absent if the text has other characters besides digits.
 std::optional<Groups> groupsOf(std::u32string_view scalars) {
   Groups groups;
   for (const char32_t scalar : scalars) {
@@ -85,8 +85,8 @@ std::optional<Groups> groupsOf(std::u32string_view scalars) {
   return groups;
 }
 
-/// The digits of the first groups. Absent if separators cannot stand there: all are equal, the last group has three
-/// digits, and the others have two or three.
+/// The digits of the first groups, joined. Absent unless separators can stand there: all are equal, the last group has
+/// three digits, the first has one to three, and the others have two or three.
 std::optional<std::string> joined(const Groups& groups, std::size_t count) {
   std::string whole = groups.digits[0];
   if (count > 1 && (whole.empty() || whole.size() > 3)) return std::nullopt;
@@ -138,7 +138,7 @@ TypedText typedText(std::string_view text, std::string_view decimalSeparator) {
   if (!scalars.empty() && (isMinusSign(scalars.front()) || isPlusSign(scalars.front()))) {
     result.hasSign = true;
     result.isNegative = isMinusSign(scalars.front());
-    // A minus sign before the field's own plus sign replaces that.
+    // A minus sign before a plus sign of the field replaces the plus sign.
     const bool hasPlus = result.isNegative && scalars.size() > 1 && isPlusSign(scalars[1]);
     scalars.erase(0, hasPlus ? 2 : 1);
     scalars.erase(scalars.begin(),

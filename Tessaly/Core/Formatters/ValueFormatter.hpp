@@ -16,15 +16,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// A formatter of two functions, for the fields of a type that has no formatter of its own.
+/// A formatter that consists of two functions, for fields of a type without a formatter class.
 ///
 /// For numbers use `NumberFormatter` or `Formatters::RangeNumber`, whose fields also judge half-typed texts. For dates
-/// use `DateFormatter`. `fieldFormatter` makes one for amounts of money and measurements.
+/// use `DateFormatter`. `fieldFormatter` makes a `ValueFormatter` for amounts of money and for measurements.
 ///
-/// A field shows a typed value in the form of `format` at the end. If that form has another value, for example a
-/// rounded one, the field takes that and shows a notice.
+/// At the end of editing, a field shows the typed value in the form of `format`. If that text has another value, for
+/// example a rounded one, the field takes the other value and shows a notice.
 ///
-/// An exception of the functions goes to the caller, which is a field: it stops the process.
+/// An exception from one of the functions goes to the caller. If the caller is a field, the exception stops the
+/// process.
 ///
 /// Thread contract: thread-compatible, if the functions are.
 ///
@@ -43,12 +44,12 @@ class ValueFormatter final : public Formatter {
     const auto* value = std::any_cast<Value>(&object);
     return value != nullptr ? std::optional(format_(*value)) : std::nullopt;
   }
-  /// Whether both texts have a value, and the same one.
+  /// Whether both texts have the same value. False if a text has no value.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const {
     const std::optional<Value> first = parse_(one);
     return first && first == parse_(other);
   }
-  /// The `Value` of a text.
+  /// Parses a text into a `Value`. Returns false if the text has no value.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override {
     std::optional<Value> value = parse_(text);
@@ -79,8 +80,8 @@ template <typename Style>
                                                   [style](std::string_view text) { return style.parse(text); });
 }
 
-/// A formatter for the fields of measurements. A text without a unit is in the assumed one. A typed unit stays. Its
-/// objects are `Quantity`s.
+/// A formatter for the fields of measurements. A text without a unit is in the assumed unit. A typed unit stays. The
+/// objects of the formatter are `Quantity`s.
 ///
 /// Thread contract: thread-safe.
 ///

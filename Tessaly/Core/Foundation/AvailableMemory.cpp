@@ -29,7 +29,7 @@ std::optional<std::int64_t> numberIn(const std::string& path) {
   return number(line);
 }
 
-/// The rest of the first line that begins with a label.
+/// The text after a label, in the first line that begins with the label.
 std::optional<std::string> entry(const std::string& path, std::string_view label) {
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) {
@@ -50,7 +50,7 @@ std::int64_t ofControlGroups(const std::string& root) {
   auto group = entry(root + "/proc/self/cgroup", "0::");
   while (group && group->starts_with('/') && *group != "/") {
     const std::string folder = root + "/sys/fs/cgroup" + *group;
-    const auto limit = numberIn(folder + "/memory.max");  // Or "max".
+    const auto limit = numberIn(folder + "/memory.max");  // "max" without a limit.
     const auto used = numberIn(folder + "/memory.current");
     if (limit && used) least = std::min(least, std::max<std::int64_t>(0, *limit - *used));
     group->erase(group->rfind('/'));

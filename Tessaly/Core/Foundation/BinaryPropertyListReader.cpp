@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t headerSize = 8;
 constexpr std::size_t trailerSize = 32;
 
-/// Parses the binary format. A table gives the offset of every object, and containers refer to objects by index. So a
-/// file can share objects, refer to itself, and refer to missing objects.
+/// Parses the binary format. A table gives the offset of every object, and containers refer to objects by index. So
+/// containers can share objects. In a malformed file, an object can contain itself or refer to a missing object.
 class Reader {
  public:
   explicit Reader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -66,7 +66,7 @@ class Reader {
     return value;
   }
 
-  /// The objects end where the table begins.
+  /// Throws unless these bytes end before the table, which follows the objects.
   void require(std::size_t offset, std::uint64_t size) const {
     if (offset > table_ || size > table_ - offset) fail("has an object that ends outside the file", offset);
   }
@@ -120,7 +120,7 @@ class Reader {
           ++i;
         }
       }
-      Text::appendScalar(text, scalar);  // A lone half becomes U+FFFD.
+      Text::appendScalar(text, scalar);  // A lone surrogate becomes U+FFFD.
     }
     return PropertyList(std::move(text));
   }

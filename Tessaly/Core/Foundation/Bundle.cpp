@@ -18,7 +18,7 @@ constinit UnfairLock lock;
 constinit const BundleInformation* givenFacts TESSALY_GUARDED_BY(lock) = nullptr;
 constinit std::atomic<const Bundle*> mainBundle{nullptr};
 
-/// A language in the form of a localization: "de_AT" for "de-at.UTF-8@euro".
+/// A language in the form for comparisons: "de_at" for "de-AT.UTF-8@euro".
 std::string normalized(std::string_view language) {
   language = language.substr(0, language.find_first_of(".@"));
   std::string result(language);

@@ -66,15 +66,16 @@ class Bundle {
   /// The languages of the application, the original one first.
   [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
 
-  /// The localizations that suit the user, best first. They are those that the environment requests: LANGUAGE, or else
-  /// the first of LC_ALL, LC_MESSAGES and LANG that is set. If no localization fits, the result is the original one. It
-  /// is "en" if the application names no localizations.
+  /// The localizations that suit the user, best first. `BundleInformation::preferredLocalizations` decides if it is
+  /// present. Otherwise the environment decides: LANGUAGE, or else the first of LC_ALL, LC_MESSAGES and LANG that is
+  /// not empty. LANGUAGE is ignored if this locale is missing, "C" or "POSIX". If no localization fits, the result is
+  /// the original localization. If the application names no localizations, the result is "en".
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
 
   /// An entry of the information dictionary.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> infoValue(std::string_view key) const;
 
-  /// The executable's file.
+  /// The URL of the executable.
   [[nodiscard]] TESSALY_EXPORT URL executableURL() const;
 
  private:

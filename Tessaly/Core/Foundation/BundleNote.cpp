@@ -44,7 +44,7 @@ BundleInformation parseDescription(std::string_view description) {
 }  // namespace
 
 std::optional<BundleInformation> findBundleNote(std::span<const std::byte> segment, std::size_t alignment) {
-  // Parts are aligned to 4 bytes, or to 8 in segments with that alignment.
+  // Parts are aligned to 4 bytes, or to 8 bytes in segments with an alignment of 8.
   const std::size_t unit = alignment == 8 ? 8 : 4;
   const auto aligned = [unit](std::size_t size) { return (size + unit - 1) / unit * unit; };
   ElfW(Nhdr) header;

@@ -11,14 +11,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value on the heap. Copies share it until one of them is written. The value types of the library that can grow
-/// store their contents in it.
+/// A value on the heap. Copies share it until one of them is written. For example, `Data` and `NSOrderedSet` store
+/// their contents in holders of this type.
 ///
-/// Copying costs one atomic addition. Writing copies the value first, unless this is its only holder. The test for that
-/// is an acquire load, so all reads by former holders happen before the write. A default-constructed or moved-from
-/// `CopyOnWrite` reads as a default-constructed value and has no storage.
+/// Copying costs one atomic addition. Writing copies the value first, unless the value has a single holder. The test
+/// for a single holder is an acquire load, so all reads by former holders happen before the write. A
+/// default-constructed or moved-from `CopyOnWrite` reads as a default-constructed value and has no storage.
 ///
-/// Never use the reference of `modify` after the holder was copied: it would change the copy too.
+/// Never use the reference of `modify` after the holder was copied. A write through the reference would change the copy
+/// too.
 ///
 /// The nearest standard facility is `std::shared_ptr`, whose `use_count` does not safely detect the only holder.
 ///
@@ -49,7 +50,7 @@ class CopyOnWrite {
     return storage_->value;
   }
 
-  /// The value to write, owned by this holder alone. O(size of the value) when it was shared, else O(1).
+  /// The value to write, owned by this holder alone. O(size of the value) when the value was shared, else O(1).
   [[nodiscard]] Value& modify() {
     if (!isUnique()) {
       CopyOnWrite copy(storage_ == nullptr ? Value() : storage_->value);
@@ -58,12 +59,12 @@ class CopyOnWrite {
     return storage_->value;
   }
 
-  /// Whether this holder has storage of its own.
+  /// Whether this holder has storage that no other holder shares.
   [[nodiscard]] bool isUnique() const noexcept {
     return storage_ != nullptr && storage_->holders.load(std::memory_order_acquire) == 1;
   }
 
-  /// Whether both holders share one storage, or neither has any; then their values are equal.
+  /// Whether both holders share one storage, or neither has storage. In both cases they have the same value.
   [[nodiscard]] bool isIdentical(const CopyOnWrite& other) const noexcept { return storage_ == other.storage_; }
 
  private:

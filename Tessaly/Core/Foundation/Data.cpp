@@ -28,7 +28,7 @@ constexpr bool isBase64Digit(char c) noexcept {
 /// libcrypto counts in `int`. Pieces of this size consist of whole groups of bytes and of digits.
 constexpr std::size_t largestBase64Piece = std::size_t{12} << 20;
 
-/// Files of this size and larger are compared with the free memory first.
+/// Files of this size and larger are compared with the free memory before they are read.
 constexpr off_t largeFile = off_t{64} << 20;
 
 detail::OwnedDescriptor open(const URL& file, int flags) {
@@ -63,8 +63,8 @@ std::string Data::base64EncodedString() const {
   std::string text((source.size() + 2) / 3 * 4, '\0');
   for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {
     const auto piece = source.subspan(i, std::min(largestBase64Piece, source.size() - i));
-    // The function writes a zero behind the digits. The next piece overwrites it, or it is the zero at the end of the
-    // text.
+    // The function writes a zero behind the digits. The next piece overwrites this zero. The zero of the last piece is
+    // the end of the string.
     EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + i / 3 * 4), piece.data(),
                     static_cast<int>(piece.size()));
   }

@@ -21,10 +21,10 @@ namespace Tessaly::inline v1 {
 
 class URL;
 
-/// A block of bytes with value semantics; copies share their storage until one of them is written.
+/// A block of bytes with value semantics. Copies share their storage until one of them is written.
 ///
-/// The nearest standard facility is `std::vector<std::uint8_t>`, which copies its bytes each time. Elements are
-/// constant. `set`, `append` and `modify` change them.
+/// The nearest standard facility is `std::vector<std::uint8_t>`, where every copy copies all bytes. Iterators and
+/// `bytes()` are read-only. `set`, `append` and `modify` change the bytes.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -38,7 +38,7 @@ class Data {
   using const_iterator = const std::uint8_t*;
   using iterator = const_iterator;
 
-  /// No bytes.
+  /// An empty block.
   Data() noexcept = default;
   /// Moves the bytes into the new value.
   explicit Data(Bytes bytes) : bytes_(std::move(bytes)) {}
@@ -53,13 +53,13 @@ class Data {
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
 
   /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Throws
-  /// `ENOMEM` if the file does not fit into the free memory.
+  /// `POSIXError` with `ENOMEM` if a file of 64 MiB or more does not fit into the free memory.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);
 
   /// Writes a whole file in place. A new file gets the mode 0666 without the bits of the process's mask. Throws like
-  /// `contentsOf`. The file may then be empty or incomplete.
+  /// `contentsOf`. After a throw, the file may be empty or incomplete.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   TESSALY_EXPORT void write(const URL& file) const;

@@ -23,7 +23,7 @@ struct CivilDay {
 };
 
 /// The Gregorian date of a day counted from 1970-01-01. The method is Howard Hinnant's: years begin in March, and 400
-/// of them have 146,097 days. `std::chrono::year` ends at 32767.
+/// years have 146,097 days. `std::chrono::year` is too small, because it ends at 32767.
 CivilDay civilDay(std::int64_t daysSince1970) noexcept {
   const std::int64_t days = daysSince1970 + 719'468;
   const std::int64_t era = (days >= 0 ? days : days - 146'096) / 146'097;

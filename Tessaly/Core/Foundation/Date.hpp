@@ -15,8 +15,8 @@ namespace Tessaly::inline v1 {
 
 /// A point in time: seconds, as a double, since 2001-01-01 00:00:00 UTC.
 ///
-/// The nearest standard facility is `std::chrono::system_clock::time_point`. That counts nanoseconds in 64 bits, so it
-/// ends in 2262. A `Date` reaches any year, and is exact to a microsecond for a few centuries around 2001.
+/// The nearest standard facility is `std::chrono::system_clock::time_point`. A time point counts nanoseconds in 64 bits
+/// and ends in 2262. A `Date` reaches any year, and is exact to a microsecond for a few centuries around 2001.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -60,8 +60,8 @@ class Date {
   /// process if the date is not a number.
   [[nodiscard]] TESSALY_EXPORT std::chrono::system_clock::time_point timePoint() const noexcept;
 
-  /// The date in UTC and the Gregorian calendar, truncated to whole seconds: "2023-01-02 15:04:05 +0000". "<description
-  /// unavailable>" if the date is not a finite number or is 10^15 or more seconds away.
+  /// The date in UTC and the Gregorian calendar, rounded down to whole seconds: "2023-01-02 15:04:05 +0000". If the
+  /// date is not a finite number, or is 10^15 or more seconds from 2001, the text is "<description unavailable>".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   constexpr Date& operator+=(double seconds) noexcept {

@@ -78,8 +78,8 @@ class TESSALY_EXPORT DigestState {
 
 }  // namespace detail
 
-/// The digest of bytes that arrive in pieces: `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. It takes 1 KiB
-/// for any number of bytes. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
+/// Computes the digest of bytes that arrive in pieces: a `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. Uses
+/// at most 1 KiB of memory for any input. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -90,7 +90,7 @@ template <typename Digest>
 class DigestHasher {
  public:
   void update(std::span<const std::uint8_t> bytes) { state_.update(bytes); }
-  /// The digest of all bytes since the beginning, or since the last call.
+  /// The digest of all bytes since the beginning, or since the last `finalize()`.
   [[nodiscard]] Digest finalize() {
     Digest digest;
     state_.finalize(digest.bytes.data());

@@ -8,7 +8,7 @@ namespace Tessaly::inline v1::detail {
 
 bool GlobPattern::fits(const std::string& pattern, const std::string& name) noexcept {
   if (name.contains('\0')) return false;
-  // Names are compared as bytes in every locale. Only the thread's own locale is changed.
+  // Names are compared as bytes in every locale. Only the locale of this thread changes, during the call.
   static const locale_t bytewise = ::newlocale(LC_ALL_MASK, "C", nullptr);
   const locale_t previous = ::uselocale(bytewise);
   const bool result = ::fnmatch(pattern.c_str(), name.c_str(), 0) == 0;

@@ -104,7 +104,8 @@ std::string withoutNumbers(std::string_view text) {
   return result;
 }
 
-/// Appends a text in quotes. Escapes "/", as the records of other programs do. The JSON library does not escape it.
+/// Appends a text in quotes. Escapes "/" too, because the records of other programs do. The JSON library does not
+/// escape "/".
 void appendString(std::string& out, std::string_view text) {
   for (const char unit : json(text).dump(-1, ' ', false, json::error_handler_t::replace)) {
     if (unit == '/') out += '\\';

@@ -18,7 +18,7 @@ namespace detail {
 struct JSONValue;
 }
 
-/// The members of an encoded object. All functions throw `DecodingError`.
+/// The members of an encoded object. The `decode` functions throw `DecodingError`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -69,7 +69,7 @@ class JSONDecoder {
  public:
   /// The decoder of a text. Throws `DecodingError` if the text is not JSON in UTF-8.
   [[nodiscard]] TESSALY_EXPORT static Decoder decoder(const Data& data);
-  /// Makes a value from a decoder.
+  /// Decodes a value with its constructor from a `Decoder`.
   template <typename Value>
   [[nodiscard]] static Value decode(const Data& data) {
     return Value(decoder(data));
@@ -83,7 +83,7 @@ class JSONDecoder {
 ///     encoder.encode(title, "title");
 class Encoder {
  public:
-  /// Encodes a value. U+FFFD replaces ill-formed UTF-8 in texts.
+  /// Encodes a text. U+FFFD replaces ill-formed UTF-8 in the text and in the key.
   TESSALY_EXPORT void encode(std::string_view text, std::string_view forKey);
   void encode(const std::string& text, std::string_view forKey) { encode(std::string_view(text), forKey); }
   void encode(const char* text, std::string_view forKey) { encode(std::string_view(text), forKey); }

@@ -18,7 +18,8 @@ namespace {
 
 /// Larger files cannot be MIME databases.
 constexpr std::uintmax_t greatestFile = std::uintmax_t{32} << 20;
-/// A control character in the first 128 bytes means that the content is not text.
+/// A control character in the first 128 bytes means that the content is not text. Tabs, line feeds, form feeds,
+/// carriage returns, backspaces and escapes are allowed.
 constexpr std::size_t textSample = 128;
 
 constexpr std::string_view anyData = "application/octet-stream";
@@ -58,7 +59,8 @@ std::string decodedEntities(std::string_view text) {
   return decoded;
 }
 
-/// Calls a function for each tag with the name, with its attributes and with the text behind it.
+/// Calls a function for each tag with the name. The arguments are the attributes of the tag and the text behind the
+/// tag.
 template <typename Function>
 void forEachTag(std::string_view xml, std::string_view name, Function function) {
   constexpr std::string_view commentEnd = "-->";
@@ -179,7 +181,7 @@ bool MIMEDatabase::isKindOf(std::string_view type, std::string_view other) const
 
 MIMEDatabase::Types MIMEDatabase::typesOfExtension(std::string_view extension) const {
   const Types types = globs_.typesOfExtension(extension);
-  // A name does not select a subtype if it also fits the supertype.
+  // A name does not select a subtype if the name also fits the supertype.
   Types general;
   Types special;
   for (const std::string& type : types) {
@@ -226,7 +228,7 @@ MIMEDatabase::Types MIMEDatabase::extensions(std::string_view type) const {
 }
 
 MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& type) const {
-  // The file of patterns says which patterns count. The descriptions give their order.
+  // The globs2 files decide which patterns count. The descriptions give the order of these patterns.
   const Types counting = globs_.extensionsOf(type);
   Types extensions;
   for (const std::string& folder : folders_) {

@@ -28,7 +28,7 @@ void swapWords(std::string& bytes, std::size_t wordSize) {
 
 }  // namespace
 
-/// Parses a file. Each `take` function returns nothing if its part is not at the present position.
+/// Parses a magic file. Each `take` function fails if its part is not at the current position.
 class MIMEMagic::Reader {
  public:
   explicit Reader(std::string_view text) noexcept : text_(text) {}
@@ -59,7 +59,7 @@ class MIMEMagic::Reader {
     return line;
   }
 
-  /// Parses the head of a section, "[priority:type]", and the rest of its line.
+  /// Parses the line with the head of a section, "[priority:type]". Returns nothing for a malformed head.
   std::optional<Section> takeHead() {
     Reader line(takeLine());
     if (!line.take("[")) return std::nullopt;
@@ -69,7 +69,7 @@ class MIMEMagic::Reader {
     return Section{.priority = *priority, .type = std::string(line.text_)};
   }
 
-  /// Parses a rule and the rest of its line. Returns nothing for an unknown rule.
+  /// Parses a rule with the end of its line. Returns nothing for an unknown rule.
   std::optional<Rule> takeRule() {
     Rule rule;
     if (!text_.starts_with('>')) {
@@ -147,7 +147,7 @@ void MIMEMagic::Section::add(Rule rule) {
 }
 
 bool MIMEMagic::Section::fits(std::string_view contents) const noexcept {
-  // The maximum level of rules whose parents have matched.
+  // The maximum indent of a rule whose parents have matched.
   std::uint32_t allowed = 0;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const Rule& rule = rules[i];

@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 
 /// A sequence without duplicates that changes: an `NSOrderedSet` whose elements can be added, removed and moved.
 ///
-/// A copy of an `NSOrderedSet` takes constant time. Both sets share the elements until one is added or removed. A move
-/// changes only the order, which has 4 bytes for each element.
+/// Copying a set takes constant time. Both sets share the elements until an element is added or removed. `moveObjects`
+/// and `moveObject` change only the order, which has 4 bytes for each element.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -30,7 +30,8 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   NSMutableOrderedSet() noexcept = default;
   explicit NSMutableOrderedSet(const Base& other) noexcept : Base(other) {}
 
-  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. Amortised O(1).
+  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. O(n): copies the
+  /// order, which has 4 bytes for each element. Copies the elements too if another set shares them.
   bool add(Element element) { return this->insertIfAbsent(std::move(element), this->count()); }
   /// Adds an element at an index. Returns false and does nothing if the set contains an equal one. Throws
   /// `std::out_of_range` if the index is not from 0 to `count()`.
@@ -39,7 +40,7 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     return this->insertIfAbsent(std::move(element), index);
   }
 
-  /// Removes the element at an index. Throws `std::out_of_range` if the index is out of range. O(n) in the order.
+  /// Removes the element at an index. Throws `std::out_of_range` if the index is out of range. O(n).
   void removeObjectAt(std::int64_t index) {
     checkIndex(index, this->count() - 1);
     this->eraseAt(index);

@@ -48,7 +48,7 @@ class NSNumber {
   explicit constexpr NSNumber(double value) noexcept : kind_(Kind::double_), real_(value) {}
 
   [[nodiscard]] constexpr Kind kind() const noexcept { return kind_; }
-  /// Whether it is of single or double precision.
+  /// Whether the number is of single or double precision.
   [[nodiscard]] constexpr bool isReal() const noexcept { return kind_ == Kind::single || kind_ == Kind::double_; }
 
   /// False for zero only.

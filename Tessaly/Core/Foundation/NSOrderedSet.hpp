@@ -64,7 +64,7 @@ struct TESSALY_EXPORT OrderedSetMoveError final : Error {
 /// `NSMutableOrderedSet` can be changed.
 ///
 /// Copies share their elements. Without a template argument the elements are objects, which are compared by identity.
-/// The nearest standard facilities are `std::vector`, whose search looks at every element, and `std::unordered_set`,
+/// The nearest standard facilities are `std::vector`, whose search compares every element, and `std::unordered_set`,
 /// which has no order.
 ///
 /// Thread contract: thread-compatible.
@@ -82,7 +82,7 @@ class NSOrderedSet {
   using MoveError = detail::OrderedSetMoveError;
   using value_type = Element;
 
-  /// An iterator over the elements in their order. Valid until the set changes.
+  /// An iterator over the elements in their order. Valid until the set is changed or destroyed.
   class Iterator {
    public:
     using iterator_concept = std::random_access_iterator_tag;
@@ -134,7 +134,7 @@ class NSOrderedSet {
   using const_iterator = Iterator;
 
   NSOrderedSet() noexcept = default;
-  /// A set of these elements in their order. Of equal elements, it has the first.
+  /// A set of these elements in their order. Of equal elements, the set keeps the first.
   NSOrderedSet(std::initializer_list<Element> elements) { addAll(elements); }
   template <std::ranges::input_range Elements>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element> &&
@@ -161,7 +161,7 @@ class NSOrderedSet {
   /// Whether the set contains an equal element. O(1).
   [[nodiscard]] bool contains(const Element& element) const { return members_.read().find(element).has_value(); }
   /// The index of an equal element, or `NSNotFound`. O(1) if the set does not contain the element, or if elements were
-  /// only added and removed at the end. Otherwise O(n), over 4 bytes for each element.
+  /// only added at the end. Otherwise at most O(n), reading 4 bytes for each element.
   [[nodiscard]] std::int64_t index(const Element& element) const {
     const auto slot = members_.read().find(element);
     if (!slot) return NSNotFound;
@@ -173,7 +173,7 @@ class NSOrderedSet {
   [[nodiscard]] Iterator begin() const noexcept { return {members_.read(), order_.read().data()}; }
   [[nodiscard]] Iterator end() const noexcept { return {members_.read(), order_.read().data() + size()}; }
 
-  /// Whether both have equal elements in the same order.
+  /// Whether both sets have equal elements in the same order.
   friend bool operator==(const NSOrderedSet& left, const NSOrderedSet& right) {
     return left.members_.isIdentical(right.members_) && left.order_.isIdentical(right.order_)
                ? true

@@ -15,8 +15,9 @@ namespace Tessaly::inline v1 {
 ///
 /// Objects are owned by `std::shared_ptr` and compared by identity. `className()` gives the registered name of a class.
 /// A call registers a class; linking does not. `make` can also register a class of a shared library at its first use.
-/// For this, `make` calls an exported C function such as "tessaly_register_Studio_Recorder": "tessaly_register_" and
-/// the name of the class, with an underscore for each character that is not a letter or a digit.
+/// For this, `make` calls an exported C function, for example "tessaly_register_Studio_Recorder". The name of the
+/// function is "tessaly_register_" and the class name, with an underscore for each character that is not a letter or a
+/// digit.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///

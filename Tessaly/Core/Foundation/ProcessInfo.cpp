@@ -137,7 +137,7 @@ std::string ProcessInfo::executablePath() const {
     }
     path.resize(path.size() * 2);
   }
-  // The kernel adds this text if the file was removed or replaced, as by an update.
+  // The kernel adds this text if the file was removed or replaced, for example by an update.
   constexpr std::string_view deleted = " (deleted)";
   struct stat status{};
   if (path.ends_with(deleted) && ::stat(link, &status) == 0 && status.st_nlink == 0) {

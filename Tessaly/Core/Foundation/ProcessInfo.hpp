@@ -27,7 +27,8 @@ struct OperatingSystemVersion {
   std::int64_t minor = 0;
   std::int64_t patch = 0;
 
-  /// Parses up to three decimal numbers with dots between them. A missing or malformed number is 0.
+  /// Parses up to three decimal numbers with dots between them. A missing or malformed number is 0, and so are the
+  /// numbers after it.
   [[nodiscard]] TESSALY_EXPORT static OperatingSystemVersion from(std::string_view text) noexcept;
 
   /// All three numbers: "12.0.0".
@@ -49,7 +50,7 @@ class ProcessInfo {
  public:
   /// Facts that replace those of the running system.
   struct Overrides {
-    /// The directory that replaces "/" for reading files of the system.
+    /// The directory that replaces "/" for reading the os-release file.
     std::string rootFolder = {};
     std::optional<std::map<std::string, std::string>> environment = std::nullopt;
     std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
@@ -85,11 +86,12 @@ class ProcessInfo {
   /// The executable's file name, or else the name in the first argument.
   [[nodiscard]] TESSALY_EXPORT std::string processName() const;
   [[nodiscard]] TESSALY_EXPORT std::int32_t processIdentifier() const noexcept;
-  /// Seconds since the system started, without the time that it was suspended.
+  /// Seconds since the system started, without the time in which the system was suspended.
   [[nodiscard]] TESSALY_EXPORT double systemUptime() const noexcept;
-  /// The processors that this process may run on; at least 1.
+  /// The number of processors that the calling thread may run on, at least 1. On a machine with more than 1,024
+  /// processors, the number of online processors.
   [[nodiscard]] TESSALY_EXPORT std::int64_t activeProcessorCount() const noexcept;
-  /// Bytes of memory in the machine.
+  /// The number of bytes of memory in the machine. 0 if the system does not report it.
   [[nodiscard]] TESSALY_EXPORT std::uint64_t physicalMemory() const noexcept;
   [[nodiscard]] TESSALY_EXPORT std::string hostName() const;
   /// `VERSION_ID` of the system's os-release file, which is read once. Missing parts are 0.

@@ -107,7 +107,7 @@ void PropertyList::destroyBox() noexcept {
     delete static_cast<BoxOf<Data>*>(payload_.box);
   } else {
     // Deep values are destroyed one level at a time, because recursion would exhaust the stack. A container without
-    // other owners passes its own containers to the list before its destruction.
+    // other owners passes its own containers to `pending` before its destruction.
     std::vector<PropertyList> pending;
     const auto takeContainers = [&](Kind kind, Box* box) {
       if (box->depth <= shallow) return;

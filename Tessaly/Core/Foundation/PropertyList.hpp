@@ -26,8 +26,8 @@ namespace Tessaly::inline v1 {
 /// dictionary of them by text.
 ///
 /// It has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a text or
-/// a key when the value is made, so a stored value reads back equal. Values may be nested to any depth. Only the codec
-/// and the settings store have a limit, `maximumDepth`.
+/// a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
+/// `PropertyListSerialization`, `description` and the settings store have a limit, `maximumDepth`.
 ///
 /// Prefer a JSON coder if other systems read the result. Property lists are the format of settings.
 ///
@@ -83,7 +83,7 @@ class PropertyList {
   }
 
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
-  /// The number, if it is a boolean, an integer or a real.
+  /// The number, if the value is a boolean, an integer or a real.
   [[nodiscard]] std::optional<NSNumber> number() const noexcept {
     if (kind_ > Kind::real) return std::nullopt;
     return NSNumber(numberKind_, payload_.bits);
@@ -92,8 +92,8 @@ class PropertyList {
     if (kind_ != Kind::date) return std::nullopt;
     return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
   }
-  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. So are
-  /// the pointers that `data`, `array`, `dictionary` and `find` return.
+  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. The same
+  /// holds for the pointers that `data`, `array`, `dictionary` and `find` return.
   [[nodiscard]] TESSALY_EXPORT const std::string* text() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Data* data() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Array* array() const noexcept;
@@ -110,7 +110,8 @@ class PropertyList {
     return compare(*this, other, Comparison::identical);
   }
 
-  /// A text similar to JSON, on one line: `{"a": [1, 2.5, true]}`. Data is `<0a1b>`, a date its description.
+  /// A text similar to JSON, on one line: `{"a": [1, 2.5, true]}`. Data is written as `<0a1b>`, and a date as its
+  /// description. A value that is deeper than `maximumDepth` is `...`.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   /// Whether the contents are equal. Numbers of different kinds are compared by value: 5 equals 5.0, and true equals 1.

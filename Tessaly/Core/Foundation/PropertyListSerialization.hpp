@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 
 /// The format of a serialized property list.
 enum class PropertyListFormat : std::uint8_t {
-  /// XML in UTF-8. Dates are truncated to seconds, and texts cannot contain control characters.
+  /// XML in UTF-8. Dates are rounded down to seconds. Texts cannot contain most control characters, U+FFFE and U+FFFF.
   xml,
   /// A binary format with a table of offsets. It represents every value exactly.
   binary,
@@ -45,9 +45,10 @@ class TESSALY_EXPORT PropertyListError final : public Error {
 
 /// Parses and serializes property lists in both formats.
 ///
-/// Parsing accepts arbitrary bytes and throws for malformed ones. It also throws for a list that is nested deeper than
-/// `PropertyList::maximumDepth`, that refers to itself, or that would become disproportionately large. If two entries
-/// have the same key, the last one counts.
+/// Parsing is safe for arbitrary bytes and throws for malformed bytes. It also throws for a list that is nested deeper
+/// than `PropertyList::maximumDepth` or refers to itself. A binary list may share values. Parsing throws if its number
+/// of values, with each shared value counted once for each reference, exceeds 65,536 and 256 for each byte. If two
+/// entries have the same key, the last one counts.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -64,12 +65,13 @@ class PropertyListSerialization {
   /// Parses a property list of either format. Throws `PropertyListError`.
   [[nodiscard]] TESSALY_EXPORT static Result read(std::span<const std::uint8_t> bytes);
 
-  /// Serializes a property list. Throws `PropertyListError` for a value that is nested too deep, or that the format
-  /// cannot represent; see `isExact`.
+  /// Serializes a property list. Throws `PropertyListError` for a value that is nested deeper than
+  /// `PropertyList::maximumDepth`, that the format cannot represent (see `isExact`), or that exceeds 4 GiB in XML.
   [[nodiscard]] TESSALY_EXPORT static Data data(const PropertyList& value, PropertyListFormat format);
 
-  /// Whether the value would read back equal. Always true for the binary format. XML cannot represent texts with
-  /// control characters and dates outside the years 1 to 9999. It truncates dates to seconds.
+  /// Whether the value would read back equal. False for a value that is nested deeper than
+  /// `PropertyList::maximumDepth`. Otherwise true for the binary format. XML cannot represent texts with most control
+  /// characters, U+FFFE or U+FFFF, and dates outside the years 1 to 9999. XML rounds dates down to seconds.
   [[nodiscard]] TESSALY_EXPORT static bool isExact(const PropertyList& value, PropertyListFormat format) noexcept;
 };
 

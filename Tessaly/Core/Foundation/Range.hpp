@@ -41,7 +41,7 @@ class Bounds {
 /// The values from a lower bound up to, but not including, an upper bound. Bounds in the wrong order, or NaN, stop the
 /// process.
 ///
-/// It is a pair of bounds and not a sequence. For a sequence, use `std::views::iota`.
+/// A `Range` is a pair of bounds and not a sequence. For a sequence, use `std::views::iota`.
 ///
 /// Thread contract: thread-compatible.
 ///

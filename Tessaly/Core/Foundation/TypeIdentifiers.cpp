@@ -87,7 +87,7 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-/// Removes and returns the text before a mark, and removes the mark.
+/// Removes the text before a mark, and the mark. Returns the text without its escapes.
 std::string takeUnescaped(std::string_view& text, char mark) {
   std::string result;
   while (!text.empty()) {
@@ -147,7 +147,7 @@ std::optional<DynamicType> dynamicType(std::string_view identifier) {
   const auto* const abbreviation = std::ranges::find_if(
       abbreviations, [&](const auto& pair) { return type.supertype == std::string(1, pair.second); });
   if (abbreviation != std::end(abbreviations)) type.supertype = abbreviation->first;
-  // One type has one identifier.
+  // Only the identifier that `dynamicIdentifier` makes for the type is valid.
   if (dynamicIdentifier(type) != std::string(prefix) + std::string(identifier)) return std::nullopt;
   return type;
 }

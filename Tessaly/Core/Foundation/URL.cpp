@@ -49,8 +49,7 @@ std::string currentFolder() {
   return path.get();
 }
 
-/// The path with or without a slash at its end, as the hint says. `onDisk` is the path that the hint checks in the file
-/// system.
+/// The path with or without a slash at its end, as the hint says. `onDisk` is the path that `checkFileSystem` checks.
 std::string applied(URL::DirectoryHint hint, std::string path, const std::string& onDisk) {
   const bool endsWithSlash = path.ends_with('/');
   bool isDirectory = false;

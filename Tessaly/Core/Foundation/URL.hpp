@@ -44,16 +44,17 @@ class URL {
   /// These texts are not URLs: the empty text, a malformed scheme, a port with a character that is not a digit, a
   /// malformed host in brackets, and a host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter followed
   /// by letters, digits, `+`, `-` and `.`. The text before the first `:` is a scheme unless one of `/?#[]@` precedes
-  /// it.
+  /// the `:`.
   ///
-  /// If a component has a character that it must not contain, the whole component is percent-encoded, including its
-  /// valid `%XX`. "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b"
-  /// stays. In the first segment of a relative path without a scheme, `:` becomes "%3A". A host with non-ASCII
-  /// characters is replaced by its IDNA form.
+  /// If a component has an invalid character, the whole component is percent-encoded, including each valid `%XX`.
+  /// "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b" stays. In the
+  /// first segment of a relative path without a scheme, `:` becomes "%3A". A host with non-ASCII characters is replaced
+  /// by its IDNA form.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URL> from(std::string_view text);
 
-  /// The `file` URL of a path. Every byte with a special meaning in URLs is encoded. A relative path is resolved
-  /// against the current directory. Throws `POSIXError` if the system does not give that directory.
+  /// The `file` URL of a path. Every byte that the path of a URL must not contain is encoded, and so is `%`. A relative
+  /// path is appended to the path of the current directory. Throws `POSIXError` if the system does not give that
+  /// directory.
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
@@ -75,9 +76,9 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> user() const;
   /// The password, percent-decoded.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> password() const;
-  /// The host, percent-decoded, without the brackets of an IP literal. Absent if it is empty.
+  /// The host, percent-decoded, without the brackets of an IP literal. Absent if the host is empty.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;
-  /// The port. Absent if the URL has no port, if the port is empty, or if it does not fit in 64 bits.
+  /// The port. Absent if the URL has no port, if the port is empty, or if it does not fit in `std::int64_t`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::int64_t> port() const;
   /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL "%2F" and "%00"
   /// stay encoded.
@@ -89,24 +90,26 @@ class URL {
   /// The fragment, percent-encoded, without the `#`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> fragment() const;
 
-  /// Whether the scheme is `file`, in any case.
+  /// Whether the scheme is `file`, in upper or lower case.
   [[nodiscard]] TESSALY_EXPORT bool isFileURL() const noexcept;
   /// Whether the path ends with a slash.
   [[nodiscard]] bool hasDirectoryPath() const noexcept { return encodedPath().ends_with('/'); }
 
   /// The last component of `path()`: "/" for the root, empty for the empty path.
   [[nodiscard]] TESSALY_EXPORT std::string lastPathComponent() const;
-  /// The text after the last dot of the last component. Empty without a dot, if the dot is the last character, or if
-  /// only dots precede it.
+  /// The text after the last dot of the last component. Empty if the component has no dot, if the last dot is its last
+  /// character, or if only dots precede the last dot.
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
-  /// The URL with one component, or several separated by slashes, appended to its path after one slash. The bytes are
-  /// those of a name, so `%`, `?` and `#` are encoded. Query and fragment stay.
+  /// The URL with one component, or several separated by slashes, appended to its path. One slash separates the path
+  /// from the component. An empty path without an authority gets no slash. The component is not encoded yet, so `%`,
+  /// `?` and `#` are encoded. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL appendingPathComponent(std::string_view component,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath) const;
 
   /// The URL of the parent directory, with a slash at its end. "./" for a relative path of one component. The root
-  /// stays. "../" is appended to an empty path and to a path that ends with "." or "..". Query and fragment stay.
+  /// stays, and so does an empty path after an authority. Any other empty path becomes "../". "../" is appended to a
+  /// path whose last component is "." or "..". Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL deletingLastPathComponent() const;
 
   /// The same as `absoluteString()`.

@@ -23,7 +23,7 @@ constexpr bool isEncodedByte(std::string_view text, std::size_t index) noexcept 
          hexadecimalValue(text[index + 2]) >= 0;
 }
 
-/// The characters that a component contains unencoded.
+/// The characters that a component may contain unencoded.
 class CharacterSet {
  public:
   /// RFC 3986's "unreserved" and "sub-delims", and some more.
@@ -115,14 +115,14 @@ bool isLiteralAddress(std::string_view literal) {
          ::inet_pton(AF_INET6, std::string(literal).c_str(), &address) == 1;
 }
 
-/// The ASCII form of a host with other characters.
+/// The ASCII form of a host with non-ASCII characters. Absent if IDNA refuses the host.
 std::optional<std::string> internationalHost(std::string_view host) {
   if (host.find('\0') != std::string_view::npos) return std::nullopt;
   char* output = nullptr;
   const int status = ::idn2_to_ascii_8z(std::string(host).c_str(), &output, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
   const std::unique_ptr<char, decltype(&::idn2_free)> owner(output, &::idn2_free);
   if (status != IDN2_OK) return std::nullopt;
-  // Full-width forms of delimiters have become delimiters. A name must not contain these, or '%'.
+  // Full-width forms of delimiters have become delimiters. A host must not contain delimiters, or '%'.
   const std::string_view ascii = output;
   if (ascii.empty() || !std::ranges::all_of(ascii, [](char c) { return hostCharacters.contains(c); })) {
     return std::nullopt;

@@ -110,7 +110,7 @@ std::optional<UTType> UTType::fromFilenameExtension(std::string_view extension, 
   }
   std::string lower(extension);
   std::ranges::transform(lower, lower.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
-  // The well-known type of an extension comes first. It exists without a database.
+  // A well-known type of the extension comes first if the database lists it too, or lists no type.
   for (const auto& known : detail::wellKnownTypes()) {
     if (known.filenameExtension != lower) continue;
     UTType type = wellKnown(known.identifier);

@@ -39,22 +39,22 @@ class UTType {
   /// The type with an identifier: a uniform type identifier, a MIME type of the database, or the identifier of a
   /// dynamic type. Absent for other texts.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> from(std::string_view identifier);
-  /// The most likely type of files with the extension, among the types that conform to the given one. If no type
-  /// conforms, the result is a dynamic type. Absent if no name can have the extension: it is empty, or contains "/" or
-  /// NUL.
+  /// The most likely type of files with the extension, among the types that conform to `conformingTo`. If no type
+  /// conforms, the result is a dynamic type. Absent if no name can have the extension: an extension must not be empty,
+  /// or contain "/" or NUL.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromFilenameExtension(std::string_view extension,
                                                                                   const UTType& conformingTo = data());
   /// The type of a MIME type or of an alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
-  /// the database lacks is a type of its own.
+  /// the database lacks becomes a type with the MIME type as its identifier.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
   /// The type of a file by its name and contents, in the order that the database's specification recommends. The name
-  /// decides if exactly one type has such names. Otherwise the contents decide. Only the first 64 KiB of the contents
-  /// count.
+  /// decides if exactly one type has such names. If several types have such names, the contents choose among these
+  /// types. If no type has such names, the contents decide alone. At most the first 64 KiB of the contents count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
   /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.
-  /// Follows symbolic links. Throws `POSIXError` if the file does not exist, and `URLError` (`unsupportedURL`) if the
-  /// URL is not a file URL.
+  /// Follows symbolic links. Throws `POSIXError` if `stat` fails, for example because the file does not exist, and
+  /// `URLError` (`unsupportedURL`) if the URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static UTType ofFile(const URL& file);
 
   /// The type that all types of files and directories conform to.
@@ -70,8 +70,8 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT static UTType movie();
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
-  // The next three need FoundationExtensions/UTType+Extensions.hpp. The first use makes the type and keeps it. The
-  // process stops if the database lacks the type.
+  // The next three functions need FoundationExtensions/UTType+Extensions.hpp. The first use makes the type and keeps
+  // it. The process stops if the database lacks the type.
 
   /// Tables with commas: the type of the extension "csv" that conforms to `text`.
   template <typename Definition = detail::SharedFileTypes>
@@ -102,7 +102,7 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> supertypeIdentifiers() const;
   /// Whether this type equals the other type, or is a direct or indirect subtype of it.
   [[nodiscard]] TESSALY_EXPORT bool conformsTo(const UTType& other) const;
-  /// Whether the type is dynamic: no database declares it, and only its extension is known.
+  /// Whether the type is dynamic: no database declares it, and only its extension and its supertype are known.
   [[nodiscard]] TESSALY_EXPORT bool isDynamic() const noexcept;
 
   friend bool operator==(const UTType& left, const UTType& right) noexcept {

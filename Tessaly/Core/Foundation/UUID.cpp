@@ -17,7 +17,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The number of forks between the first random identifier and this process.
+/// The generation of this process: 1, and one more for each fork after the first random identifier. 0 is no generation.
 constinit std::atomic<std::uint32_t> forkGeneration{1};
 
 /// The kernel's random bytes for the next identifiers of a thread. A call for each identifier would cost six times as

@@ -42,7 +42,7 @@ std::optional<int> smallNumber(std::string_view text) {
   return value;
 }
 
-/// Parses "YYYY-MM-DDTHH:MM:SSZ". All parts after the year may be omitted from the end.
+/// Parses "YYYY-MM-DDTHH:MM:SSZ". Parts after the year may be missing from the end, but not the "Z".
 std::optional<Date> parsedDate(std::string_view text) {
   if (!text.ends_with('Z')) return std::nullopt;
   text.remove_suffix(1);
@@ -197,7 +197,8 @@ class Reader {
     }
   }
 
-  /// Newer versions of expat have another name for it and deprecate the former one. A template looks for the name.
+  /// The parser's position in bytes. Newer versions of expat have another function for the position and deprecate the
+  /// former one. The template uses the newer function if it exists.
   template <typename Parser>
   static std::int64_t byteIndex(Parser parser) {
     if constexpr (requires { XML_GetCurrentByteIndex64(parser); }) {

@@ -18,7 +18,7 @@ constexpr double firstSecond = -63'113'904'000.0;  // 0001-01-01 00:00:00.
 constexpr std::size_t largestSize = std::size_t{1} << 32;
 constexpr double lastSecond = 252'423'993'599.0;  // 9999-12-31 23:59:59.
 
-/// Whether XML 1.0 can represent the text. It cannot represent most control characters, U+FFFE and U+FFFF.
+/// Whether XML 1.0 can represent the text. XML 1.0 cannot represent most control characters, U+FFFE and U+FFFF.
 bool isTextOfXML(std::string_view text) noexcept {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto unit = static_cast<unsigned char>(text[i]);
@@ -114,7 +114,7 @@ class Writer {
         element(depth, "integer", value.number()->description());
         return;
       case PropertyList::Kind::real:
-        // The number has the digits of double precision, because readers parse it as such.
+        // The number has the digits of double precision, because readers parse it as a double.
         element(depth, "real", fmt::to_string(value.number()->doubleValue()));
         return;
       case PropertyList::Kind::text:

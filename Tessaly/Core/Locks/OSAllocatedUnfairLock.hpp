@@ -13,7 +13,8 @@
 namespace Tessaly::inline v1 {
 
 /// A handle on an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
-/// share the lock by a reference count. A moved-from handle has no lock; using it stops the process.
+/// share the lock by a reference count. A moved-from handle has no lock: a call that locks or unlocks it stops the
+/// process.
 ///
 /// Prefer `Mutex` for a guarded value, and `UnfairLock` as the member of an object that never moves.
 ///

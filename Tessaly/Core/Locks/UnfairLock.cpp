@@ -24,7 +24,7 @@ void UnfairLock::lockSlowly(std::uint32_t self) noexcept {
     detail::pauseProcessor();
     word = word_.load(std::memory_order_relaxed);
   }
-  // A thread that has slept may not be the only sleeper. So it takes the lock with the bit set, and its unlock wakes
+  // From here on, other threads may be asleep. So this thread takes the lock with the bit set, and its unlock wakes
   // another thread.
   for (;;) {
     if (word == 0) {

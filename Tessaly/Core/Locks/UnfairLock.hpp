@@ -13,13 +13,15 @@ namespace Tessaly::inline v1 {
 
 /// A non-recursive lock in one 32-bit word: the owner's thread identifier, and a bit for waiters.
 ///
-/// Taking and releasing a free lock costs one atomic operation each and no system call. A waiting thread spins for at
-/// most 100 pauses and then sleeps in a futex. The futex is described by Franke, Russell and Kirkwood (Fuss, Futexes
-/// and Furwocks, 2002), and the states of the word by Drepper (Futexes Are Tricky, 2011). It guarantees no order of
+/// Taking a free lock costs one atomic operation, and so does releasing a lock without waiters. Neither makes a system
+/// call, except that a thread's first lock may get the thread's identifier. A waiting thread spins for at most 100
+/// pauses and then sleeps in a futex. The futex is described by Franke, Russell and Kirkwood (Fuss, Futexes and
+/// Furwocks, 2002), and the states of the word by Drepper (Futexes Are Tricky, 2011). The lock guarantees no order of
 /// waiters and has no priority inheritance. Locking it again on the owning thread, or unlocking it on another, stops
 /// the process. Prefer `Mutex`, which keeps the guarded value out of reach without the lock.
 ///
-/// The nearest standard facility is `std::mutex`. It has 40 bytes, and locking it twice is undefined behaviour.
+/// The nearest standard facility is `std::mutex`. It has 40 bytes on x86-64, and locking it twice is undefined
+/// behaviour.
 ///
 /// Thread contract: thread-safe. Must be unlocked when destroyed.
 ///

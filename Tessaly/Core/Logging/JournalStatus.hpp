@@ -12,13 +12,13 @@ namespace Tessaly::inline v1 {
 enum class JournalState : std::uint8_t {
   /// No record was written yet, so the library has not looked for a journal.
   notTried,
-  /// The journal's socket does not exist. The library looks for it again every second.
+  /// The journal's socket does not exist. While records arrive or wait, the library looks for it again every second.
   socketMissing,
   /// Records are sent.
   sending,
   /// The journal refused a record; `JournalStatus::error` says why. The library tries again every second.
   refused,
-  /// The journal has not taken a record for more than two seconds.
+  /// The journal has not answered the sending of a record for more than two seconds.
   notAnswering,
   /// This process is the child of a fork that happened after the library had started threads: nothing is sent.
   forkedChild
@@ -36,7 +36,8 @@ struct JournalStatus {
   int error = 0;
   /// The number of records that the journal has taken.
   std::uint64_t sentRecords = 0;
-  /// The number of records that were evicted from the store before the journal took them.
+  /// The number of records that the store evicted before the journal took them, or that the journal rejected as invalid
+  /// or too large. Evicted signposts count too.
   std::uint64_t lostRecords = 0;
 };
 

@@ -15,8 +15,8 @@ class ProcessLogStore;
 
 /// The destination of records.
 ///
-/// The system's backend is made at the first record. It keeps records in a bounded store of the process, then passes
-/// them to the journal if there is one, and to standard error on request.
+/// The system's backend is made at its first use. It keeps records in a bounded store of the process, then passes them
+/// to the journal if there is one, and to standard error on request.
 ///
 /// Thread contract: thread-safe. An implementation is called on any thread, by several threads at once.
 ///
@@ -39,7 +39,7 @@ class TESSALY_EXPORT LogBackend {
   virtual void write(const LogRecord& record) noexcept = 0;
   /// Waits until the records written so far have left the process, for at most `limit`.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
-  /// The records of this process, if the backend keeps them. Lives as long as the process.
+  /// The store of this process's records, or null if the backend keeps none. The store lives as long as the process.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;
 
   /// See `LogConfiguration::setStandardErrorOutput`. Does nothing if the backend does not support it.

@@ -19,14 +19,14 @@ namespace Tessaly::inline v1 {
 ///     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
 namespace LogConfiguration {
 
-/// Enables or disables a type for every log without a setting of its own. At first `default_`, `error` and `fault` are
-/// enabled.
+/// Enables or disables a type for every log that has no separate setting for the type. At first `default_`, `error` and
+/// `fault` are enabled.
 TESSALY_EXPORT void setEnabled(OSLogType type, LogSwitch state) noexcept;
-/// Enables or disables a type for one log. This setting takes precedence over the one of the process.
+/// Enables or disables a type for one log. This setting takes precedence over the setting for every log.
 TESSALY_EXPORT void setEnabled(const OSLog& log, OSLogType type, LogSwitch state) noexcept;
-/// Enables or disables signposts for every log without a setting of its own. At first they are enabled.
+/// Enables or disables signposts for every log that has no separate setting for signposts. At first they are enabled.
 TESSALY_EXPORT void setSignpostsEnabled(LogSwitch state) noexcept;
-/// Enables or disables signposts for one log. This setting takes precedence over the one of the process.
+/// Enables or disables signposts for one log. This setting takes precedence over the setting for every log.
 TESSALY_EXPORT void setSignpostsEnabled(const OSLog& log, LogSwitch state) noexcept;
 /// Removes every setting that was made for one log.
 TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
@@ -35,13 +35,15 @@ TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
 /// for developers on their own machine.
 TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 
-/// Sets whether records also go to standard error, a line each, with times in UTC. At first they do not. The lines go
-/// to the file that standard error leads to at the time of this call, even if the host redirects it later. If standard
-/// error is closed, the lines are discarded.
+/// Sets whether records also go to standard error, with times in UTC. At first they do not. Each record begins a line.
+/// Further lines of its message are indented. The lines go to the file that standard error leads to at the time of this
+/// call, even if the host redirects standard error later. If standard error is closed during this call, the lines are
+/// discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
 /// Sets the number of bytes of records that the process keeps for reading back: 1 MiB unless set. The number is rounded
-/// down to a power of two, and is at least 4 KiB. Returns false and changes nothing after the first record was written.
+/// down to a power of two, and is at least 4 KiB. Returns false and changes nothing once the store exists. The first
+/// record makes the store, and so does an earlier call of `setStandardErrorOutput`, `journalStatus` or `flush`.
 TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 
 /// The state of the connection to the journal, and the reason if records do not reach it.

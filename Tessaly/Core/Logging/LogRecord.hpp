@@ -28,7 +28,7 @@ struct LogArgument {
 /// The kind of mark that a signpost sets.
 enum class LogSignpostKind : std::uint8_t { begin, end, event };
 
-/// The signpost of a record that is a signpost.
+/// A signpost: its kind, its identifier and its name.
 struct LogSignpost {
   LogSignpostKind kind = LogSignpostKind::event;
   std::uint64_t id = 0;
@@ -50,7 +50,8 @@ struct TESSALY_EXPORT LogRecord {
   std::uint32_t threadIdentifier = 0;
   std::string_view format;
   std::span<const LogArgument> arguments;
-  /// The placeholders of the format, one for each argument. Empty if nothing has searched for them yet.
+  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer has not
+  /// found them.
   std::span<const detail::LogPlaceholder> placeholders;
   LogLocation location;
   std::optional<LogSignpost> signpost;
@@ -64,8 +65,8 @@ struct TESSALY_EXPORT LogRecord {
   [[nodiscard]] std::string composedMessage() const;
   /// An upper bound of the number of bytes that `compose` would write without a limit.
   [[nodiscard]] std::size_t composedLengthLimit() const noexcept;
-  /// Writes at most `limit` bytes of the composed message, and returns the number of bytes written. A message that was
-  /// cut ends with "…" and is still well-formed UTF-8.
+  /// Writes at most `limit` bytes of the composed message, and returns the number of bytes written. If `limit` is at
+  /// least 3, a message that was cut ends with "…" and is still well-formed UTF-8.
   std::size_t compose(char* out, std::size_t limit) const noexcept;
 };
 
@@ -113,7 +114,8 @@ struct LogCall {
   std::string_view format;
   LogLocation location;
   std::span<const RawLogArgument> arguments;
-  /// The placeholders of the format, one for each argument. Empty if nothing has searched for them yet.
+  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer has not
+  /// found them.
   std::span<const LogPlaceholder> placeholders;
 };
 

@@ -27,8 +27,8 @@ std::string_view name(std::string_view text) noexcept { return text.substr(0, lo
 }  // namespace
 
 // The header before a record's texts, which are the message, file, function and signpost name. Records start at
-// multiples of 8 and do not wrap around the end of the block. A filler, of which only the first two members exist,
-// takes up the rest of the block.
+// multiples of 8 and do not wrap around the end of the block. A filler takes up the unused end of the block. It
+// consists of the first two members only.
 struct LogRing::Header {
   std::uint32_t size;
   bool isFiller;
@@ -183,7 +183,7 @@ bool LogRing::read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) con
     chunk.size_ = std::min(available, std::max(firstSize, bytesReadAtOnce));
     std::memcpy(chunk.bytes_.get(), &headerAt(cursor.position), chunk.size_);
   }
-  // Only whole records are copied.
+  // The chunk keeps only whole records.
   std::size_t at = 0;
   std::uint64_t count = 0;
   while (chunk.size_ - at >= sizeof(std::uint64_t)) {

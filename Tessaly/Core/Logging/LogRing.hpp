@@ -15,7 +15,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record of a ring, composed, with private arguments redacted. Its texts live in the chunk that it was read from.
+/// A record of a ring, with its composed message. Private arguments are redacted unless
+/// `LogConfiguration::setPrivateDataShown` was on. The record's texts live in the chunk that the record was read from.
 struct StoredLogRecord {
   LogTime time;
   OSLogType type = OSLogType::default_;
@@ -68,9 +69,9 @@ class TESSALY_EXPORT LogChunk {
 
 /// Log records in one contiguous block of memory of fixed size. Appending to a full ring evicts the oldest records.
 ///
-/// Appending takes one lock and allocates nothing. The system provides each page of the block when it is first written.
-/// Readers copy up to 8 KiB at a time under the lock, so a writer waits only briefly. Messages longer than 32 KiB (or
-/// an eighth of the ring) are cut.
+/// Appending takes one lock and allocates nothing. The system provides each page of the block when the page is first
+/// written. Readers copy at most 8 KiB, or one longer record, at a time under the lock, so a writer waits only briefly.
+/// Messages longer than 32 KiB, or longer than an eighth of the ring, are cut.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -87,14 +88,15 @@ class TESSALY_EXPORT LogRing {
   [[nodiscard]] LogCursor begin() const noexcept TESSALY_EXCLUDES(lock_);
   /// The position behind the newest record.
   [[nodiscard]] LogCursor end() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Copies the records at the cursor into the chunk and moves the cursor behind them. Returns false at `end`.
+  /// Copies the next records from the cursor on into the chunk, and moves the cursor behind them. Returns false if the
+  /// cursor is at `end` and no record was lost.
   bool read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) const noexcept TESSALY_EXCLUDES(lock_);
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return capacity_; }
   /// The number of bytes of the block that records take up.
   [[nodiscard]] std::size_t usedBytes() const noexcept;
 
-  /// Whether the lock could be taken within some microseconds. False if the calling thread itself holds it.
+  /// Whether the lock could be taken in one of 100 attempts. False if the calling thread itself holds it.
   [[nodiscard]] bool isLockObtainable() const noexcept TESSALY_EXCLUDES(lock_);
   /// Makes the ring usable in the child of a fork, even if a thread of the parent held the lock. The ring does not
   /// contain half-written records.

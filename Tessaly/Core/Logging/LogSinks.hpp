@@ -17,7 +17,7 @@ class LogRing;
 ///
 /// The system's log backend pushes every record to `write`, after the store has it.
 ///
-/// Thread contract: thread-safe. The system's log backend never destroys them.
+/// Thread contract: thread-safe. The sinks of the backend in use are never destroyed.
 ///
 ///     const std::unique_ptr<LogSinks> sinks = LogSinks::make(store.ring());
 ///     store.append(record);

@@ -20,7 +20,7 @@ struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.h
 /// Writes records to one log.
 ///
 /// A record has a literal format and up to eight arguments. Text arguments are private unless the format marks them
-/// `%{public}s`. Outside the process a private argument reads `<private>`. A call of a disabled type costs one load and
+/// `%{public}s`. By default, a private argument is written as `<private>`. A call of a disabled type costs one load and
 /// a branch, and makes no text. Unlike with most logging libraries, a host sets up nothing and rotates no file.
 /// `LogConfiguration` has the settings that a host may change. A log call never throws, never fails and keeps `errno`.
 ///
@@ -36,15 +36,14 @@ class Logger {
   Logger(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
   explicit Logger(const OSLog& log) noexcept : log_(log) {}
 
-  /// A logger whose subsystem is the main bundle's identifier, "." and the given one. Stops the process if the main
-  /// bundle has no identifier. Both functions named `make` need FoundationExtensions/Logger+Extensions.hpp.
+  /// A logger whose subsystem is the main bundle's identifier, "." and the given subsystem. Stops the process if the
+  /// main bundle has no identifier. Both functions named `make` need FoundationExtensions/Logger+Extensions.hpp.
   template <typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, std::string_view category) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// A logger whose category is the unqualified name of the type. Its subsystem also begins with the main bundle's
-  /// identifier and ".".
+  /// A logger whose category is the unqualified name of the type. Its subsystem is formed as by the other `make`.
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");

@@ -20,7 +20,8 @@ constinit std::atomic<std::uint32_t> processEnabled{enabledAtFirst};
 // A hash table that only grows. It has no lock, so the child of a fork can always use it.
 constinit std::array<std::atomic<detail::LogIdentity*>, 128> buckets{};
 
-// Computes the value again until neither input has changed meanwhile. So the last write to either input always counts.
+// Computes the value again until neither input changes during the computation. So the last write to either input always
+// counts.
 void updateEnabled(detail::LogIdentity& identity) noexcept {
   std::uint32_t process;
   std::uint32_t overrides;

@@ -21,11 +21,11 @@ namespace detail {
 
 struct PointOfInterest;  // Defined in FoundationExtensions/OSLog+Extensions.hpp.
 
-/// The bit of a type. Signposts have a bit of their own.
+/// The bit of a type. Signposts have a separate bit.
 constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
 constexpr std::uint32_t signpostBit = 1U << 5;
 
-/// The one record of a pair of subsystem and category. Never destroyed.
+/// The log that all handles of one pair of subsystem and category share. Never destroyed once it is in the table.
 struct LogIdentity {
   const std::string subsystem;
   const std::string category;
@@ -42,7 +42,7 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 /// A handle on a log. A log has a subsystem, a category, and a set of enabled types of records.
 ///
 /// All handles of one pair of subsystem and category share one log. The log is made at the first use of the pair and
-/// lives until the process ends, so a host uses a bounded number of pairs. Copying a handle copies a pointer. Types
+/// lives until the process ends, so a host must use a bounded number of pairs. Copying a handle copies a pointer. Types
 /// `default_`, `error` and `fault` and signposts are enabled at first; `info` and `debug` are not. `LogConfiguration`
 /// changes that for the process or for one log.
 ///
@@ -52,7 +52,7 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 ///     if (log.isEnabled(OSLogType::debug)) dumpTables();
 class OSLog {
  public:
-  /// The category of a log. Well-known ones are its static members.
+  /// The category of a log. Well-known categories are static members.
   class Category {
    public:
     constexpr explicit Category(std::string_view rawValue) noexcept : rawValue_(rawValue) {}
@@ -65,12 +65,13 @@ class OSLog {
     std::string_view rawValue_;
   };
 
-  /// The log of this pair. Only the first use of a pair allocates. U+FFFD replaces ill-formed UTF-8 in the names.
+  /// The log of this pair. If the names are well-formed UTF-8, only the first use of a pair allocates. U+FFFD replaces
+  /// ill-formed UTF-8 in the names.
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 
-  /// A log for signposts of interest. Its subsystem is the main bundle's identifier, "." and the given one. Stops the
-  /// process if the main bundle has no identifier. Include FoundationExtensions/OSLog+Extensions.hpp.
+  /// A log for signposts of interest. Its subsystem is the main bundle's identifier, "." and the given subsystem. Stops
+  /// the process if the main bundle has no identifier. Include FoundationExtensions/OSLog+Extensions.hpp.
   template <typename Definition = detail::PointOfInterest>
   [[nodiscard]] static OSLog pointOfInterest(std::string_view subsystem) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OSLog+Extensions.hpp");

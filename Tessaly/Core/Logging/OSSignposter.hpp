@@ -17,7 +17,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Distinguishes intervals of one name that run at the same time.
+/// The identifier of a signpost. It distinguishes intervals of one name that run at the same time.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -13,7 +13,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record of the store, composed, with private arguments redacted.
+/// A record of the store, with its composed message. Private arguments are redacted unless
+/// `LogConfiguration::setPrivateDataShown` was on.
 ///
 /// Thread contract: thread-compatible.
 ///

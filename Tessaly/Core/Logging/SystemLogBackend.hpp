@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The log of a process: the bounded store first, then the system's sinks.
+/// The log backend of a process. It passes each record to the bounded store first, then to the system's sinks.
 ///
 /// Thread contract: thread-safe. In the child of a fork the store contains the parent's records and takes new ones.
 ///

@@ -56,7 +56,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::optional<std::str
 
 NotificationCenter::Token NotificationCenter::add(State& state, std::optional<std::string> name,
                                                   const std::shared_ptr<Object>& object, Handler handler) {
-  std::shared_ptr<const State::Observers> before;  // The old list and its observers are destroyed outside the lock.
+  std::shared_ptr<const State::Observers> before;  // The old list is destroyed outside the lock.
   UnfairLock::Guard guard(state.lock);
   const Token token{state.nextToken++};
   auto observers = std::make_shared<State::Observers>(*state.observers);

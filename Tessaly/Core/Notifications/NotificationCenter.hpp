@@ -30,11 +30,11 @@ struct Notification {
   std::map<std::string, std::any> userInfo = {};
 };
 
-/// Notifies observers of events by name. Sender and observer need not know each other.
+/// A notification centre notifies observers of events by name. Sender and observer need not know each other.
 ///
 /// Observers are called on the posting thread, in the order in which they were added. No lock is held, so an observer
-/// may post, add and remove. The nearest facilities are Qt's signals and `boost::signals2`, with which an observer must
-/// know the sender.
+/// may post, and may add and remove observers. The nearest facilities are Qt's signals and `boost::signals2`, with
+/// which an observer must know the sender.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -47,7 +47,7 @@ struct Notification {
 class TESSALY_EXPORT NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
-  /// Identifies an observer. No token is used a second time.
+  /// Identifies an observer of one centre. A centre never uses a token twice.
   enum class Token : std::uint64_t {};
 
   NotificationCenter();
@@ -58,20 +58,22 @@ class TESSALY_EXPORT NotificationCenter {
   /// The notification centre of this process.
   [[nodiscard]] static NotificationCenter& default_() noexcept;
 
-  /// Adds a handler for the notifications with this name about this object. Without a name it is called for all names.
-  /// With a null object it is called for all objects. The object is not kept alive. An exception of the handler stops
-  /// the process.
+  /// Adds a handler for the notifications with this name about this object. Without a name, the handler is called for
+  /// all names. With a null object, it is called for all objects, and for notifications without an object. The object
+  /// is not kept alive. An exception of the handler stops the process.
   Token addObserver(std::optional<std::string> name, const std::shared_ptr<Object>& object, Handler handler);
-  /// Removes an observer. No call of its handler begins afterwards, but one may still be running on another thread. An
-  /// unknown token changes nothing.
+  /// Removes an observer. Later posts do not call its handler, and neither does a post that is running on this thread.
+  /// A post on another thread may still be calling the handler, or be about to call it. An unknown token changes
+  /// nothing.
   void removeObserver(Token token);
 
-  /// Calls the observers of the notification that existed when `post` began and were not removed meanwhile.
+  /// Calls the observers of the notification, in order: those that existed when `post` began. Skips an observer that
+  /// was removed before its turn.
   void post(const Notification& notification) const;
 
   class Notifications;
-  /// The sequence of the notifications with this name that are posted from now on. They concern this object. A null
-  /// object stands for any object.
+  /// The sequence of the notifications with this name that are posted from now on. They concern this object. With a
+  /// null object, they may concern any object or none.
   [[nodiscard]] Notifications notifications(std::string name, const std::shared_ptr<Object>& object = nullptr);
 
  private:
@@ -85,8 +87,8 @@ class TESSALY_EXPORT NotificationCenter {
 };
 
 /// The sequence of the notifications that a notification centre posts after the sequence was made. The buffer is
-/// unbounded. The sequence ends when the consuming task is cancelled, or when its last copy and iterator are destroyed.
-/// Its iterators share the notifications: each notification goes to one of them.
+/// unbounded. The sequence ends when the consuming task is cancelled, or when the last copy and the last iterator of
+/// the sequence are destroyed. The iterators share the notifications: each notification goes to one of them.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

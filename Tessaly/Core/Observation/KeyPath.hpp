@@ -63,7 +63,7 @@ consteval std::string_view memberName(std::string_view text) {
   return colon == std::string_view::npos ? text : text.substr(colon + 1);
 }
 
-/// The Fowler-Noll-Vo hash (FNV-1a) of the member's name, which is the same for all compilers.
+/// The Fowler-Noll-Vo hash (FNV-1a) of the member's name. All compilers give the same hash.
 consteval std::uint64_t hashName(std::string_view name) {
   std::uint64_t hash = 0xcbf29ce484222325U;
   for (const char character : name) {
@@ -155,7 +155,7 @@ struct KeyPathOf {
 /// Two key paths are equal if they name the same member, even if different libraries of the process made them. The
 /// nearest standard facility is `std::type_index`, which identifies types.
 ///
-/// Thread contract: thread-safe. Comparing and hashing take a few nanoseconds; nothing is allocated.
+/// Thread contract: thread-safe. Comparing and hashing take a few nanoseconds and allocate nothing.
 ///
 ///     std::unordered_map<AnyKeyPath, int> changes;
 ///     ++changes[keyPath<&Song::title>];
@@ -188,12 +188,12 @@ class AnyKeyPath {
 /// Writes `description()`.
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const AnyKeyPath& keyPath);
 
-/// A value that names a property of a class. The property is a data member, a `Property`, or a member function without
-/// arguments that computes its value. `keyPath<&Song::title>` makes it.
+/// A value that names a property of a class. The property is a plain data member, a `Property`, or a const member
+/// function without arguments that computes the value. `keyPath<&Song::title>` is a key path.
 ///
 /// A key path can be copied, compared, hashed, stored in a table, read on an object, and used as a projection. The
-/// nearest standard facility is a pointer to a member. Such a pointer cannot name a computed property and has no hash.
-/// It has no counterpart of `AnyKeyPath`.
+/// nearest standard facility is a pointer to a data member. Such a pointer cannot name a computed property, has no
+/// hash, and has no counterpart of `AnyKeyPath`.
 ///
 /// Thread contract: thread-safe.
 ///

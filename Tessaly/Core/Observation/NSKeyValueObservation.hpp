@@ -18,14 +18,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// The values that an observer of a property requests. A set; combine the values with `|`.
+/// A set of the values and records that an observer of a property requests. `|` combines sets.
 enum class NSKeyValueObservingOptions : std::uint8_t {
   none = 0,
   /// The new value, with each change (and with the initial record).
   new_ = 1,
   /// The previous value, with each change.
   old = 2,
-  /// An initial record, before `observe` returns.
+  /// An initial record, before `observe` returns. If another thread changes a `Property` at that moment, that thread
+  /// may make the initial record later.
   initial = 4,
 };
 
@@ -52,9 +53,10 @@ struct NSKeyValueObservedChange {
   std::optional<Value> oldValue;
 };
 
-/// Owns an observation of a property, which lasts as long as this object. `observe` makes it.
+/// Owns an observation of a property. The observation lasts until `invalidate()` is called or this object is destroyed.
+/// `observe` makes such an object.
 ///
-/// Object and observation may end in either order, on any threads.
+/// The observed object and the observation may end in either order, on any threads.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -79,8 +81,8 @@ class NSKeyValueObservation {
   }
   ~NSKeyValueObservation() { invalidate(); }
 
-  /// Ends the observation. Waits for a call of the handler on another thread. No call begins afterwards. The handler
-  /// may call this function. Later calls do nothing.
+  /// Ends the observation. If another thread is calling the handler, waits for the end of that call. No call of the
+  /// handler begins afterwards. The handler may call this function. A second call of this function does nothing.
   void invalidate() noexcept {
     if (const auto observer = std::exchange(observer_, {})) observer->stop();
   }
@@ -121,7 +123,7 @@ class ObservedProperty {
     if (has(NSKeyValueObservingOptions::new_)) change.newValue = std::move(value);
     call(change);
   }
-  /// Reports the first record, which has no old value.
+  /// Reports the initial record if it was requested. That record has no old value.
   void begin(std::optional<Value> value) {
     NSKeyValueObservedChange<Value> change;
     if (has(NSKeyValueObservingOptions::old)) last_ = value;
@@ -143,7 +145,7 @@ class ObservedProperty {
   std::optional<Handler> handler_;
 };
 
-/// Observes a `Property`. Reading one has no side effects.
+/// Observes a stored property: a `Property`, or a plain data member. Reading a stored property has no side effects.
 template <typename Observed>
 class StoredPropertyObserver final : public PointObserver {
  public:

@@ -18,8 +18,8 @@ namespace Tessaly::inline v1 {
 /// and its setters announce changes.
 ///
 /// Prefer `Property` for an ordinary member. Until one of its properties is tracked, a registrar is one pointer, and an
-/// announcement costs one load. Copying an object does not copy its registrar's observers. The end of a registrar
-/// counts as a change of every tracked property.
+/// announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy constructor that gives
+/// the copy a new registrar. The end of a registrar counts as a change of every tracked property.
 ///
 /// Thread contract: thread-safe. Only construction and destruction need exclusive access.
 ///
@@ -96,7 +96,7 @@ class ObservationRegistrar {
   TESSALY_EXPORT void recordAccess(const AnyKeyPath& keyPath) const;
   TESSALY_EXPORT void endAll() noexcept;
 
-  /// Newest first.
+  /// The newest entry.
   mutable std::atomic<Entry*> first_{nullptr};
 };
 

@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Calls the handler at the first change of the points in an ended list.
+/// Calls the handler at the first change of any point in an ended list.
 template <typename OnChange>
 void installTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return;
@@ -23,7 +23,7 @@ void installTracking(AccessList& accesses, OnChange onChange) {
   tracking->install(accesses);
 }
 
-/// `installTracking` with a result that can be cancelled. Null if the list is empty.
+/// `installTracking` for a caller that may cancel the tracking. Returns the tracking, or null if the list is empty.
 template <typename OnChange>
 [[nodiscard]] Retained<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
@@ -38,19 +38,20 @@ template <typename OnChange>
 /// Calls `apply`, returns its result, and calls `onChange` once, when any of the observable properties that `apply`
 /// read is about to change.
 ///
-/// Only the reads that `apply` itself makes on this thread are tracked. Without any read, `onChange` is destroyed.
+/// Only the reads on this thread during `apply` are tracked. If there are none, `onChange` is destroyed without a call.
 /// `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still be
 /// read. Each assignment counts as a change, even of an equal value. The end of an object counts too. To observe
-/// further changes, track again; several changes before that count as one. A change by another thread while `apply`
-/// runs is not lost: `onChange` is then called before this returns or, if the change is still running, after its end.
-/// So a handler that tracks again during the change is called again after it. Changes that `apply` itself makes do not
-/// count.
+/// further changes, track again. Several changes before the new tracking count as one. A change by another thread while
+/// `apply` runs is not lost: `onChange` is called before this function returns. If that change is still running,
+/// `onChange` is called after the end of the change. So a handler that tracks again during a change is called again
+/// after that change. Changes that `apply` itself makes do not count.
 ///
-/// Trackings nest: the outer tracking also observes the properties that an inner one reads. The reads of `onChange` are
-/// not tracked.
+/// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
+/// `onChange` are not tracked.
 ///
 /// `apply` is an ordinary function. If it throws, nothing is tracked. An exception of `onChange` stops the process. To
-/// observe a value continuously, `withContinuousObservation` and `Observations` do the tracking again.
+/// observe a value continuously, use `withContinuousObservation` or `Observations`, which track again after each
+/// change.
 ///
 /// Thread contract: thread-safe. Reading the values needs the same protection as without tracking.
 ///

@@ -44,17 +44,18 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 ///
 /// `withObservationTracking`, `observe`, `Observations` and key-path monitors work on it without further declarations.
 /// A member function that computes its result from properties is observable too. The nearest standard facility is a
-/// plain member; use that for a value without observers.
+/// plain member. Use a plain member for a value without observers.
 ///
-/// Reading gives a const reference, which is valid until the next assignment. `value()` gives it by name. `->` accesses
-/// the members of the value, or of the object that the value points to. Every assignment is announced, even of an equal
-/// value. A copy has the value but not the observers. The end of the property counts as a last change.
+/// Reading gives a const reference, which is valid until the next assignment. `value()` is the named form of a read.
+/// `->` accesses the members of the value, or of the object that the value points to. Every assignment is announced,
+/// even of an equal value. A copy has the value but not the observers. The end of the property counts as a last change.
 ///
-/// A property takes one pointer beside its value. Until it is tracked, a read or a write costs one load more than for a
-/// plain member. The first tracked read allocates 40 bytes, which stay with the property.
+/// A property takes one pointer beside its value. Until the first tracked read, a read costs one load more than for a
+/// plain member, and a write costs two loads more. The first tracked read allocates 40 bytes. The property keeps them
+/// until it ends.
 ///
-/// Thread contract: thread-compatible. The value is an ordinary one: threads that share it need an isolation or a lock,
-/// as for any member. Observers may be added, removed and called on any thread.
+/// Thread contract: thread-compatible. Threads that share the value need an isolation or a lock, as for any member.
+/// Observers may be added, removed and called on any thread.
 template <typename Value>
 class Property {
   static_assert(std::is_object_v<Value> && !std::is_const_v<Value>, "a property holds a value of its own");

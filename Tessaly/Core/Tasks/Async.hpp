@@ -40,8 +40,8 @@ class Outcome {
     std::construct_at(std::addressof(error_), std::move(error));
     state_ = State::error;
   }
-  /// Moves the other's value or error into this one, which is pending. The exception of a move that throws becomes the
-  /// error.
+  /// Moves the value or error of `other` into this outcome, which must be pending. If the move throws, its exception
+  /// becomes the error.
   void takeOver(Outcome& other) noexcept {
     try {
       if (other.state_ == State::value) setValue(std::move(other.value_));
@@ -199,10 +199,10 @@ class AsyncAwaiter {
 
 /// The work of an asynchronous function: a coroutine that has not started.
 ///
-/// It starts when it is awaited, runs inside the awaiting task, and gives its value, or throws, to the awaiter. It is
-/// awaited once; a second time stops the process. Destroying it without awaiting it runs nothing. Awaiting is a
-/// transfer of control, not a call: a chain of any depth uses no stack. It can only be awaited inside another `Async`;
-/// from ordinary code, use `Task` or `syncWait`.
+/// It starts when it is awaited, runs inside the awaiting task, and gives its value or its exception to the awaiter.
+/// Awaiting it a second time stops the process. Destroying it without awaiting it runs nothing. Awaiting is a transfer
+/// of control, not a call: a chain of any depth uses no stack. It can only be awaited inside another `Async`; from
+/// ordinary code, use `Task` or `syncWait`.
 ///
 /// Take parameters by value: the coroutine may run after the call that made it has returned.
 ///

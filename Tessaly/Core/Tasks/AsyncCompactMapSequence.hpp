@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The iterator. It skips the elements that the transform drops.
+/// The stepper of the iterator. It skips the elements that the transform drops.
 template <AsyncSequence Base, typename Transform>
 class CompactMapStepper {
  public:

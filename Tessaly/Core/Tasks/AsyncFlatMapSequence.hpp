@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The iterator. It takes the elements of the transform's sequences, in order.
+/// The stepper of the iterator. It takes the elements of the transform's sequences, in order.
 template <AsyncSequence Base, typename Transform>
 class FlatMapStepper {
  public:
@@ -43,8 +43,8 @@ class FlatMapStepper {
 
 }  // namespace detail
 
-/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. It fails like the
-/// base.
+/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. The flat-mapped
+/// sequence fails like the base.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The iterator. It makes each element from an element of the base.
+/// The stepper of the iterator. It makes each element from an element of the base.
 template <AsyncSequence Base, typename Transform>
 class MapStepper {
  public:

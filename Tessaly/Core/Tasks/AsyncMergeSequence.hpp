@@ -37,8 +37,8 @@ class MergeState {
   using Answer = CheckedContinuation<Arrival>;
   using Demand = CheckedContinuation<bool>;
 
-  /// For the consumer: requests an element of the children, and resumes the answer with the first element, the error or
-  /// the end.
+  /// For the consumer: requests an element from the children, and resumes the answer with the first element, the error
+  /// or the end.
   void ask(Answer answer) {
     std::array<std::optional<Demand>, 2> idle;
     Arrival element;
@@ -106,7 +106,7 @@ class MergeState {
     answer->resume(std::move(arrival));
   }
 
-  /// Records the end of a child's sequence. After a failure the other child is cancelled.
+  /// Records the end or the failure of a child's sequence. After a failure the other child is cancelled.
   void end(std::exception_ptr error) {
     std::optional<Answer> answer;
     {
@@ -143,20 +143,20 @@ class MergeState {
     if (answer) answer->resume(std::nullopt);
   }
 
-  /// Whether the consumer has got all that this gives.
+  /// Whether the merge is over and the consumer has received every element and the error.
   [[nodiscard]] bool hasEnded() {
     UnfairLock::Guard guard(lock_);
     return isOver_ && buffer_.isEmpty() && !error_;
   }
 
-  /// Sets the tasks that feed this. A child whose merge is over already ends at its first demand.
+  /// Sets the child tasks. If the merge is over already, each child ends at its first wait for a demand.
   void setChildren(Task<> first, Task<> second) {
     UnfairLock::Guard guard(lock_);
     children_[0].task.emplace(std::move(first));
     children_[1].task.emplace(std::move(second));
   }
 
-  /// The child tasks, if they were set.
+  /// The child tasks, which must have been set.
   [[nodiscard]] std::array<Task<>, 2> children() {
     UnfairLock::Guard guard(lock_);
     return {*children_[0].task, *children_[1].task};
@@ -204,7 +204,7 @@ class MergeState {
   bool isOver_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
-/// The failure of a sequence that fails as soon as one of two does.
+/// The failure of a sequence that fails as soon as one of its two bases fails.
 template <typename First, typename Second>
 using EitherFailure = std::conditional_t<std::is_same_v<First, Never> || std::is_same_v<First, Second>, Second,
                                          std::conditional_t<std::is_same_v<Second, Never>, First, std::exception_ptr>>;
@@ -303,7 +303,7 @@ class AsyncMergeSequence {
         state->stop();
         co_return std::nullopt;
       }
-      if (state->hasEnded()) co_return std::nullopt;  // Perhaps without children, if a cancelled task asked first.
+      if (state->hasEnded()) co_return std::nullopt;  // If a cancelled task asked first, there are no children.
       if (running->bases) {
         auto [first, second] = *std::exchange(running->bases, std::nullopt);
         state->setChildren(start(state, 0, std::move(first)), start(state, 1, std::move(second)));

@@ -8,9 +8,9 @@ namespace Tessaly::inline v1 {
 
 /// An asynchronous sequence that may end with an error, fed from outside through a continuation.
 ///
-/// It is `AsyncStream` with one difference: `finish(error)` ends it with an error. `next()` throws the error once, to
-/// one consumer, after the buffered elements. Later calls, and all other consumers, get the end. A cancelled consumer
-/// gets the end, not an error.
+/// It is `AsyncStream` with one difference: `finish(error)` ends the stream with an error. `next()` throws the error
+/// once, to one consumer, after the buffered elements. Later calls, and all other consumers, get the end. A cancelled
+/// consumer gets the end, not an error.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

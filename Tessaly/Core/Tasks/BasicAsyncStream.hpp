@@ -27,9 +27,9 @@ enum class NSKeyValueObservingOptions : std::uint8_t;
 /// `AsyncThrowingStream` are its two names; their comments give its rules.
 ///
 /// Elements are moved, never copied, and none of their code runs under a lock of the stream. An element's move may
-/// throw. When it enters the stream, the exception reaches the caller of `yield`, and the stream is unchanged. When it
-/// leaves the stream, the exception reaches the caller of `next()`, and that element is lost. For a dropped element it
-/// reaches the caller of `yield`.
+/// throw. If the move into the stream throws, the exception reaches the caller of `yield`, and the stream is unchanged.
+/// If the move out of the stream throws, the exception reaches the caller of `next()`, and that element is lost. If the
+/// move of a dropped element throws, the exception reaches the caller of `yield`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -55,7 +55,7 @@ class BasicAsyncStream {
   ///     button.onClick([continuation](Point point) { continuation.yield(point); });
   class Continuation {
    public:
-    /// Gives the element to the oldest waiting consumer, or buffers it. Never waits.
+    /// Gives the element to the oldest waiting consumer, or buffers it as the policy says. Never waits.
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
@@ -93,7 +93,7 @@ class BasicAsyncStream {
     std::shared_ptr<detail::AsyncStreamStorage<Element>> storage_;
   };
 
-  /// Makes a stream with an unbounded buffer. `build` is called once, before this returns.
+  /// Makes a stream with an unbounded buffer. `build` is called once, before the constructor returns.
   template <typename Build>
     requires std::is_invocable_v<Build&, Continuation>
   explicit BasicAsyncStream(Build build) : BasicAsyncStream(BufferingPolicy::unbounded(), std::move(build)) {}
@@ -114,9 +114,9 @@ class BasicAsyncStream {
   }
 
   /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
-  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call it at the same time. Cancelling
-  /// a consumer calls `onCancel` once, on the cancelling thread, and ends the stream after the running calls. A task
-  /// that is cancelled already gets the end.
+  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call `produce` at the same time.
+  /// Cancelling a consumer calls `onCancel` once, on the cancelling thread, and ends the stream after the running
+  /// calls. A task that is cancelled already gets the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(
@@ -124,7 +124,8 @@ class BasicAsyncStream {
         [](const Continuation&) {});
   }
 
-  /// The new values of an object's property. For `AsyncStream`, in "Tessaly/Concurrency/AsyncStream+Extensions.hpp".
+  /// The new values of an object's property. Only for `AsyncStream`. Include
+  /// "Tessaly/Concurrency/AsyncStream+Extensions.hpp".
   template <typename Root, typename Object>
     requires std::same_as<Failure, Never>
   [[nodiscard]] static BasicAsyncStream observing(const KeyPath<Root, Element>& keyPath,

@@ -15,12 +15,12 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The executor of the threads that may block. There are at most 64, and one more for each that waits for a task. A
-/// thread starts when it is needed and ends after 10 s without work.
+/// The executor of the threads that may block. There are at most 64 threads, and one more for each of them that waits
+/// for a task. A thread starts when it is needed and ends after 10 s without work.
 [[nodiscard]] TESSALY_EXPORT Executor& blockingExecutor() noexcept;
 
-/// Marks the calling thread as waiting for a task, for a scope. If it is one of the threads that may block, another one
-/// may start in its place.
+/// Marks the calling thread as waiting for a task, for a scope. If the calling thread is one of the threads that may
+/// block, another thread may start in its place.
 class BlockingThreadWait {
  public:
   TESSALY_EXPORT BlockingThreadWait() noexcept;
@@ -67,8 +67,8 @@ class BlockingAwaiter final : private Job {
 
 }  // namespace detail
 
-/// Runs a function that may block (files, a bus, a process) on a thread for such work. Returns its result or throws its
-/// exception. The current task is suspended meanwhile. Cancelling the task does not interrupt the function.
+/// Runs a function that may block (files, a bus, a process) on a thread for such work. Returns the function's result or
+/// throws its exception. The current task is suspended meanwhile. Cancelling the task does not interrupt the function.
 ///
 /// Thread contract: thread-safe. The function runs outside any task.
 ///

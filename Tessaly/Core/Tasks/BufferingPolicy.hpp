@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The limit of a stream's buffer, and the elements that it drops. A consumer that waits gets its element even if the
-/// limit is zero. A limit below zero counts as zero.
+/// The limit of a stream's buffer, and the choice of the elements that a full buffer drops. A consumer that waits gets
+/// its element even if the limit is zero. A limit below zero counts as zero.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -23,9 +23,9 @@ struct BufferingPolicy {
   [[nodiscard]] static constexpr BufferingPolicy unbounded() noexcept {
     return {Kind::unbounded, std::numeric_limits<std::int64_t>::max()};
   }
-  /// Keeps the first `limit` and drops later ones.
+  /// Keeps the first `limit` elements and drops later elements.
   [[nodiscard]] static constexpr BufferingPolicy oldest(std::int64_t limit) noexcept { return {Kind::oldest, limit}; }
-  /// Keeps the last `limit` and drops earlier ones.
+  /// Keeps the last `limit` elements and drops earlier elements.
   [[nodiscard]] static constexpr BufferingPolicy newest(std::int64_t limit) noexcept { return {Kind::newest, limit}; }
 
   Kind kind;

@@ -49,9 +49,10 @@ class ContinuationAwaiter;
 
 /// A handle that resumes one suspended task once, with a value or an error.
 ///
-/// Resuming enqueues the task on its executor and never runs it inline. A second resumption stops the process with the
-/// handle's name. When the last copy is destroyed without a resumption, one log record names the handle, and the task
-/// stays suspended for ever.
+/// Resuming enqueues the task on its executor and never runs it inline. If the handle is resumed before the body
+/// returns, the task continues without a suspension. A second resumption stops the process with the handle's name. When
+/// the last copy is destroyed without a resumption, one log record names the handle, and the task stays suspended for
+/// ever.
 ///
 /// An exception of the value's constructor goes to the caller of `resume`. The handle is then still unresumed: the
 /// caller may resume it with another value or with the error.
@@ -85,7 +86,7 @@ class CheckedContinuation {
     outcome_->setValue();
     state_->resume();
   }
-  /// Resumes the task with the error, which is thrown at its wait.
+  /// Resumes the task with an error. The task's wait throws the error.
   void resumeThrowing(std::exception_ptr error) const {
     state_->claim();
     outcome_->setError(std::move(error));
@@ -126,8 +127,8 @@ class ContinuationAwaiter {
       state->abandon();
       throw;
     }
-    // This may be the last copy. Destroying an unresumed one writes the record, so it is released before the frame may
-    // end.
+    // `state` may be the last reference. The destruction of an unresumed state writes the log record. So `state` is
+    // released before the frame may end.
     state.reset();
     return suspension_.commit();
   }
@@ -142,11 +143,11 @@ class ContinuationAwaiter {
 
 }  // namespace detail
 
-/// Suspends the current task and calls the body at once with the handle that will resume it. An exception of the body
-/// goes to the awaiter; the handle must not be resumed then. The name, by default that of the calling function, appears
-/// in reports of misuse.
+/// Suspends the current task and calls the body at once with the handle that will resume the task. An exception of the
+/// body goes to the awaiter; the handle must not be resumed then. The name, by default that of the calling function,
+/// appears in reports of misuse.
 ///
-/// Thread contract: thread-safe. One allocation.
+/// Thread contract: thread-safe. One allocation, and a second one if the name exceeds 15 characters.
 template <typename T = void, typename Body>
 Async<T> withCheckedContinuation(Body body, std::string_view name = __builtin_FUNCTION()) {
   co_return co_await detail::ContinuationAwaiter<T, Body>(body, name);

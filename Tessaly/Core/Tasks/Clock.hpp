@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 
 class ClockTimer;
 
-/// A source of time with timers. It is the seam of every sleep and delay.
+/// A source of time with timers. Every sleep and delay takes its time from a clock.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -23,14 +23,14 @@ class TESSALY_EXPORT Clock {
 
   virtual ~Clock() = default;
   [[nodiscard]] virtual Instant now() const noexcept = 0;
-  /// The instant after the given time. At most the maximum instant, which is never reached.
+  /// The instant after the given time has passed. The result is at most the maximum instant, which is never reached.
   [[nodiscard]] Instant after(std::chrono::nanoseconds duration) const noexcept {
     const Instant present = now();
     return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;
   }
-  /// Arms a timer. It fires once at its deadline, or at once if that has passed. The timer must not be armed.
+  /// Arms a timer. It fires once at its deadline, or at once if the deadline has passed. The timer must not be armed.
   virtual void add(ClockTimer& timer) = 0;
-  /// Disarms a timer. Returns false if it has fired or is about to fire. Then its function was called or will be
+  /// Disarms a timer. Returns false if the timer has fired or is about to fire. Then its function was called or will be
   /// called.
   virtual bool remove(ClockTimer& timer) noexcept = 0;
 
@@ -42,8 +42,8 @@ class TESSALY_EXPORT Clock {
 
 /// One wait on a clock. The waiting code owns it.
 ///
-/// The function is called on the clock's own thread, with no lock held. It must not block or run code of the host. It
-/// may destroy the timer.
+/// The clock calls the function on a thread of its choice, with no lock held. The function must not block or run code
+/// of the host. It may destroy the timer.
 ///
 /// Thread contract: thread-compatible. The clock synchronises an armed timer.
 ///

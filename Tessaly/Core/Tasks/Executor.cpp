@@ -8,7 +8,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// Hands a job that an executor runs on a thread that serves timers to the global executor.
+/// Passes a job to the global executor. Called when an executor runs the job on a thread that serves timers.
 void runElsewhere(Job& job) noexcept {
   detail::ThreadState& state = detail::threadState;
   if (state.isForwarding) {

@@ -16,12 +16,13 @@ struct JobFamily;
 
 /// A piece of work that an executor can queue without an allocation, because it contains the links of the queue.
 ///
-/// A job is in at most one queue at a time. It must stay alive until its function is called, which may destroy it.
+/// A job is in at most one queue at a time. It must stay alive until its function is called. The function may destroy
+/// the job.
 ///
-/// Each run has a state of its own: the job does not see the current task, the task-locals or the isolation of the code
-/// that calls `run()`, and that code finds its own state again when `run()` returns.
+/// Each run has a separate state. The job does not see the current task, the task-locals or the isolation of the code
+/// that calls `run()`. That code finds its own state again when `run()` returns.
 ///
-/// Thread contract: thread-compatible while queued. The queue that holds it synchronises.
+/// Thread contract: thread-compatible while queued. The queue that holds the job synchronises.
 ///
 ///     struct Redraw : Job {
 ///       Redraw() : Job([](Job& job) noexcept { static_cast<Redraw&>(job).draw(); }) {}
@@ -40,13 +41,13 @@ class Job {
   /// executor instead.
   TESSALY_EXPORT void run() noexcept;
 
-  /// The same without a state of its own, for executors of the library that have already made the scope.
+  /// `run` without a separate state, for executors of the library that have already made a `JobScope` or need none.
   void runInScope() noexcept { function_(*this); }
 
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }
 
-  /// Raises the priority. A lower priority changes nothing. Returns whether it was raised. Does not move a queued job;
-  /// see `Executor::escalate`.
+  /// Raises the priority. A lower or equal priority changes nothing. Returns whether the priority was raised. Does not
+  /// move a queued job; see `Executor::escalate`.
   bool raisePriority(TaskPriority priority) noexcept;
 
   /// The links, for the queue that holds the job.
@@ -54,7 +55,7 @@ class Job {
   Job* previous = nullptr;
   /// The family with which the job waits, or null.
   JobFamily* family = nullptr;
-  /// The list of a queue with several lists that holds the job, or -1.
+  /// In a queue with several lists, the number of the list that holds the job. Otherwise -1.
   signed char level = -1;
 
  protected:
@@ -124,13 +125,13 @@ class LinkedNodes {
 ///     while (Job* next = waiting.popFirst()) next->run();
 class JobList : public detail::LinkedNodes<Job> {};
 
-/// The jobs of one task group that wait in one queue. It must outlive their wait.
+/// The jobs of one task group that wait in one queue. The family must outlive the wait of its jobs.
 ///
 /// Thread contract: thread-compatible. The queue that holds the jobs synchronises.
 struct JobFamily {
   /// The jobs that wait.
   JobList jobs;
-  /// Whether any does. Read without the queue's lock.
+  /// Whether any job waits. Read without the queue's lock.
   std::atomic<bool> isWaiting{false};
   /// The links, for the queue.
   JobFamily* next = nullptr;
@@ -158,7 +159,7 @@ class TESSALY_EXPORT Executor {
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// The same for a job that belongs to a family. The global pool runs the newest family first, its jobs in order.
+  /// The same for a job that belongs to a family. The global pool runs the jobs of the newest family first, in order.
   virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
     static_cast<void>(family);
     enqueue(job);
@@ -171,7 +172,8 @@ class TESSALY_EXPORT Executor {
   /// The executor that runs the turns of this one, or this executor itself.
   [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
-  /// Counts references. Executors that can end override it; others live as long as the process.
+  /// Counts references. An executor that can end overrides `retain` and `release`. Any other executor lives as long as
+  /// the process.
   virtual void retain() noexcept {}
   virtual void release() noexcept {}
 

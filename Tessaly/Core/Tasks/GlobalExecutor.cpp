@@ -63,7 +63,7 @@ class Pool final : public Executor {
     push(job, levelOf(job.priority()));
   }
 
-  /// Counts a thread that serves events among those that find a job by themselves.
+  /// Counts a thread that serves events among the threads that find a job by themselves.
   void beginServing() {
     UnfairLock::Guard guard(lock_);
     ++spinners_;
@@ -75,7 +75,7 @@ class Pool final : public Executor {
       unlockAndWake();
       return;
     }
-    // The sleeping thread stays asleep, and no longer counts among those that may be woken.
+    // A sleeping thread stays asleep, and no longer counts among the threads that may be woken.
     isLent_ = true;
     --sleepers_;
     Job* const job = pop();
@@ -91,7 +91,7 @@ class Pool final : public Executor {
     ++count_;
   }
 
-  /// Behind the others of the family. A job of another priority waits alone.
+  /// Queues the job behind the other jobs of the family. A job of another priority waits as a single job.
   void pushInFamily(Job& job, JobFamily& family, unsigned level) TESSALY_REQUIRES(lock_) {
     if (const Job* const sibling = family.jobs.first(); sibling == nullptr) {
       families_[level].prepend(family);
@@ -130,8 +130,9 @@ class Pool final : public Executor {
     return job;
   }
 
-  /// The family that runs a job now, if any. It is the newest one, but sometimes a single job goes first, and seldom
-  /// the oldest family, so that each job has its turn some time.
+  /// The family that runs a job now, or null if a single job has the turn. Usually it is the newest family. Every 16th
+  /// turn goes to a single job if one waits, and every 1024th turn to the oldest family. So each job has its turn at
+  /// some time.
   JobFamily* familyWithTurn(unsigned level) TESSALY_REQUIRES(lock_) {
     JobFamily* const newest = families_[level].first();
     if (newest == nullptr || ++turn_ % turnsOfFamilies != 0) [[likely]]
@@ -185,8 +186,8 @@ class Pool final : public Executor {
     if (wakes) wakeOne();
   }
 
-  /// Whether one of the sleeping threads must be woken, which then counts as awake: each is woken once. A thread that
-  /// spins finds its job by itself.
+  /// Whether a sleeping thread must be woken. If so, that thread counts as awake from now on, so each thread is woken
+  /// once. A thread that spins finds its job by itself.
   bool claimSleeper() TESSALY_REQUIRES(lock_) {
     if (count_ <= spinners_) return false;
     --sleepers_;
@@ -208,7 +209,7 @@ class Pool final : public Executor {
     }
   }
 
-  /// Runs a job and those that `next` gives, until it gives none.
+  /// Runs a job and then the jobs that `next` returns, until `next` returns null.
   template <Job* (Pool::*next)()>
   void runJobs(Job* job) {
     ThreadState& state = threadState;
@@ -227,9 +228,10 @@ class Pool final : public Executor {
     state.mayHandOver = false;
   }
 
-  /// Puts a job behind those that wait, and gives the next: itself, if none waits that goes before it.
+  /// Queues a job behind the waiting jobs, and returns the next job. If no waiting job goes before the given job,
+  /// returns the given job.
   Job* trade(Job& job, JobFamily* family) {
-    // A job that comes at this moment comes after this one.
+    // A job that is enqueued at this moment comes after `job`.
     if (filled() == 0) return &job;
     if (family != nullptr) return tradeInFamily(job, *family);
     UnfairLock::Guard guard(lock_);
@@ -239,7 +241,7 @@ class Pool final : public Executor {
     push(job, level);
     return pop();
   }
-  /// The same for a job that only its family and higher levels go before.
+  /// The same for a job of a family. Only waiting jobs of the family and of higher levels go before it.
   Job* tradeInFamily(Job& job, JobFamily& family) {
     const unsigned higher = levelsOf(filled()) >> (levelOf(job.priority()) + 1);
     if (higher == 0 && !family.isWaiting.load(std::memory_order_relaxed)) return &job;
@@ -248,7 +250,7 @@ class Pool final : public Executor {
     return pop();
   }
 
-  /// The next job; waits for one.
+  /// Takes the next job. Waits if there is none.
   Job* take() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     lock_.lock();
     Job* job = pop();
@@ -257,7 +259,8 @@ class Pool final : public Executor {
     return job;
   }
 
-  /// The next job for the lent thread. If none waits, the thread gives its place back to the one that sleeps.
+  /// Takes the next job for the lent thread. If no job waits, the lent thread gives its place back to the sleeping
+  /// thread.
   Job* takeOrLeave() {
     UnfairLock::Guard guard(lock_);
     Job* const job = pop();
@@ -268,7 +271,7 @@ class Pool final : public Executor {
     return job;
   }
 
-  /// Spins shortly before it sleeps. Releases the lock.
+  /// Waits for a job and takes it. Spins briefly before it sleeps. Releases the lock.
   [[gnu::noinline]] Job* waitForJob() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     Job* job = nullptr;
     while (job == nullptr) {
@@ -291,9 +294,10 @@ class Pool final : public Executor {
     return job;
   }
 
-  /// After so many turns of families a single job has one.
+  /// After this number of turns of families, a single job has a turn.
   static constexpr std::uint32_t turnsOfFamilies = 16;
-  /// After so many turns the oldest family has one. It is rare, because each family that begins to run takes memory.
+  /// After this number of turns, the oldest family has a turn. Such turns are rare, because each family that begins to
+  /// run takes memory.
   static constexpr std::uint32_t turnsOfNewestFamilies = 1024;
 
   const int pausesBeforeSleeping_;
@@ -305,8 +309,8 @@ class Pool final : public Executor {
   unsigned count_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned spinners_ TESSALY_GUARDED_BY(lock_) = 0;
   unsigned sleepers_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Whether a thread that waits for events runs jobs now, in the place of a sleeping thread. The other one keeps
-  /// waiting for events.
+  /// Whether an event thread runs jobs now, in the place of a sleeping thread. The other event thread keeps waiting for
+  /// events.
   bool isLent_ TESSALY_GUARDED_BY(lock_) = false;
   /// The levels at which jobs or families wait. Written under the lock, read without it. Threads that spin stay off the
   /// lock's cache line.
@@ -335,7 +339,8 @@ void EventThread::endServing() noexcept {
 }  // namespace detail
 
 Executor& GlobalExecutor::make() noexcept {
-  // Every thread that comes here at once waits for the one that makes the pool, unless the host installed its own.
+  // Threads that arrive here together wait for the thread that makes the pool. If the host installed an executor, no
+  // pool is made.
   Executor& pool = detail::madeOnce<[] {
     Executor* installed = current_.load(std::memory_order_acquire);
     if (installed != nullptr) return installed;

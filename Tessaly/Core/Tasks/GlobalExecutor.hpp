@@ -14,8 +14,8 @@ namespace Tessaly::inline v1 {
 /// Unless the host installs another, it is a pool with one thread for each core that the process may use. It is made at
 /// first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
 ///
-/// One queue has four priorities. At each priority, the children of the newest task group run first, in the order in
-/// which they were added. Other jobs are first in, first out, and every sixteenth turn is theirs.
+/// The pool has one queue with four priorities. At each priority, the children of the newest task group run first, in
+/// the order in which they were added. Other jobs are first in, first out, and every sixteenth turn is theirs.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -29,13 +29,13 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The main thread's identifier; 0 before the first question, which fixes it.
+/// The main thread's identifier. It is 0 until `adopt()` or the first use of the identifier sets it.
 constinit std::atomic<std::uint32_t> mainThread{0};
 
 std::uint32_t mainThreadIdentifier() noexcept {
   std::uint32_t known = mainThread.load(std::memory_order_relaxed);
   if (known == 0) {
-    // The thread that forks is the only one of the child, and so its main thread.
+    // The thread that forks is the only thread of the child, so it becomes the child's main thread.
     detail::callInForkedChildren<[] {
       mainThread.store(static_cast<std::uint32_t>(::getpid()), std::memory_order_relaxed);
     }>();
@@ -80,7 +80,7 @@ class Queue final : public Executor {
     bool isStopped = false;
   };
 
-  /// Stops early when the run that it serves is stopped.
+  /// Runs the waiting jobs. Stops early when `run` is stopped.
   std::size_t drain(const Run* run) {
     std::size_t count = 0;
     lock_.lock();
@@ -149,8 +149,8 @@ class Queue final : public Executor {
     [[maybe_unused]] const ssize_t size = ::write(descriptor_, &one, sizeof(one));
   }
 
-  /// Sleeps until a job waits. False once the run is stopped. While the main thread sleeps here no other loop can serve
-  /// the queue, so a new job wakes it and does not touch the descriptor.
+  /// Sleeps until a job waits. Returns false once the run is stopped. While the main thread sleeps here, no other loop
+  /// can serve the queue. So a new job wakes the thread and does not touch the descriptor.
   bool sleepUntilJob(const Run* run) {
     for (;;) {
       std::uint32_t seen = 0;
@@ -164,14 +164,14 @@ class Queue final : public Executor {
       detail::futexWait(wakeUps_, seen);
     }
   }
-  /// Whether the main thread sleeps and must be woken, once.
+  /// Whether the main thread sleeps and must be woken. True once for each sleep.
   bool claimSleeper() TESSALY_REQUIRES(lock_) {
     if (!std::exchange(isAsleep_, false)) return false;
     wakeUps_.store(wakeUps_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     return true;
   }
 
-  /// Whether the descriptor is still to be made readable.
+  /// Whether the caller must make the descriptor readable.
   bool claimSignal() TESSALY_REQUIRES(lock_) { return !std::exchange(isSignalled_, true); }
 
   /// Makes the descriptor unreadable. No signal is lost: the next call of `enqueue` signals anew.
@@ -181,7 +181,7 @@ class Queue final : public Executor {
     [[maybe_unused]] const ssize_t size = ::read(descriptor_, &value, sizeof(value));
   }
 
-  /// Checks every 2 s, while work waits, whether any job was taken meanwhile.
+  /// Arms a timer that checks after 2 s whether work still waits and no job was taken.
   void watchForForgottenLoop() {
     watch_.arm(ContinuousClock::shared(), ContinuousClock::shared().now() + secondsBetweenLooks);
   }
@@ -196,9 +196,9 @@ class Queue final : public Executor {
       }
       const bool isTaken = std::exchange(seenDequeued_, dequeued_) != dequeued_;
       stalled_ = isTaken ? std::chrono::seconds(0) : stalled_ + secondsBetweenLooks;
-      // Each report of a busy thread comes after twice the time of the last one.
+      // Each report of a busy thread comes after twice the time of the last report.
       if (std::has_single_bit(static_cast<unsigned>(stalled_.count()))) reported = stalled_;
-      // Once a forgotten loop is reported, the flag stays set, so that the report comes once.
+      // After the report of a forgotten loop, `isWatched_` stays set, so that the report comes once.
       if (stalled_.count() > 0 && services_ == 0) reported = std::chrono::seconds(-1);
     }
     if (reported.count() < 0) {

@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 ///
 /// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
-/// Work that waits for 2 s is reported in the log. If no loop serves the queue, one record of type error says so. If
-/// one does, the main thread is busy, and a record of the default type says for how long, after 2 s, 4 s, 8 s and so
-/// on.
+/// The log reports work that waits while no job is taken for 2 s. If no loop serves the queue, one record of type error
+/// says so. If a loop serves the queue, the main thread is busy. Then a record of the default type gives the time,
+/// after 2 s, 4 s, 8 s and so on.
 ///
 /// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when it is readable. The
 /// adapters for GLib and Qt do that. A host without an event loop calls `run()`.
@@ -38,11 +38,12 @@ class MainQueue {
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
   /// A descriptor that is readable while work waits (level-triggered). The queue owns it. The host may only poll it.
-  /// Work that wakes the main thread inside `run()` or `syncWait` does not make it readable.
+  /// Work that wakes the main thread inside `run()` or `syncWait` does not make the descriptor readable.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
   /// Runs the jobs that wait at the call, but not those that arrive meanwhile. Returns the number of jobs that ran. A
-  /// job may call it (a modal loop). Then it runs the jobs that the outer call has not reached yet.
+  /// job may call `drain()` (a modal loop). The inner call then also runs the jobs that the outer call has not reached
+  /// yet.
   ///
   /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static std::size_t drain() noexcept;
@@ -54,8 +55,8 @@ class MainQueue {
   /// running, the next one ends at once.
   TESSALY_EXPORT static void stop() noexcept;
 
-  /// Declares for its lifetime that a loop serves the queue. Adapters have one. A host whose own loop watches the
-  /// descriptor may have one too.
+  /// Declares for its lifetime that a loop serves the queue. Each adapter has a `Service`. A host whose own loop
+  /// watches the descriptor may have one too.
   ///
   /// Thread contract: thread-safe.
   class Service {

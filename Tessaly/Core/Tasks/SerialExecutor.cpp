@@ -18,7 +18,7 @@
 // sequentially consistent: either a raise sees the job's word, or the job's enqueuer sees the raise.
 //
 // The word has no version. A job that is raised while it is enqueued may therefore wait for one turn at its old
-// priority, if a whole turn passes between its enqueuer's look at the word and its exchange.
+// priority, if a whole turn passes between the enqueuer's load of the word and the enqueuer's exchange.
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -124,7 +124,8 @@ void SerialExecutor::queueTurn() noexcept {
   for (;;) {
     takeIncoming();
     const unsigned level = highestWaiting();
-    // Before the phase changes: a raise that sees the phase comes later and is not overwritten.
+    // The priority is set before the phase changes. So a raise that sees the new phase comes later and is not
+    // overwritten.
     turn_.setPriority(detail::priorityOf(level));
     std::uintptr_t expected = running;
     if (word_.compare_exchange_strong(expected, queuedAt(level), std::memory_order_seq_cst)) break;
@@ -151,7 +152,8 @@ void SerialExecutor::takeIncoming() noexcept {
   const std::uintptr_t word = word_.exchange(running, std::memory_order_seq_cst);
   const Phase phase = phaseOf(word);
   appendInOrder(jobOf(word));
-  // A turn above every job as it was when it was taken was raised for one that waits since the turn before.
+  // If the turn's level exceeds the recorded levels of all waiting jobs, the turn was raised for a job that an earlier
+  // turn had taken from the word.
   if (phase == raised || (isQueued(phase) && levelOfTurn(phase) > highestWaiting())) lookAtReadyAgain();
 }
 

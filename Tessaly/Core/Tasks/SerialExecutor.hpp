@@ -14,17 +14,17 @@ namespace Tessaly::inline v1 {
 
 /// Runs its jobs one at a time, in the order in which they came, on threads of the global executor.
 ///
-/// It has no thread of its own. An enqueue onto an idle one queues a turn on the global executor. A task that hops onto
-/// an idle one from the pool continues at once on the same thread. An object whose state only one job at a time may use
-/// holds a serial executor; see `Isolation` for the handle.
+/// It has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global executor. A task
+/// that hops from the pool onto an idle serial executor continues at once on the same thread. An object whose state
+/// only one job at a time may use holds a serial executor; see `Isolation` for the handle.
 ///
 /// A turn runs at most 256 jobs and is queued at the highest priority among the jobs that wait. A raise of a waiting
 /// job, or a new job of a higher priority, raises the queued turn too. Once that job has run, the raise lapses.
 ///
 /// It is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
 ///
-/// Thread contract: thread-safe. Enqueueing is O(1). A turn in which a waiting job was raised looks once at every
-/// waiting job.
+/// Thread contract: thread-safe. Enqueueing is O(1). After a raise of a waiting job, the executor visits every waiting
+/// job, which is O(n).
 ///
 ///     Isolation storage = Isolation::serial();
 ///     co_await withIsolation(storage, [&] { entries.push_back(entry); });
@@ -69,7 +69,8 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   /// The number of the job that was taken last, and of the one that was started last.
   std::uint64_t taken_ = 0;
   std::uint64_t started_ = 0;
-  /// The number of the last job taken of each level. While it has not been started, the level waits.
+  /// For each level, the number of the last job of that level that was taken. Until that job has started, a job of the
+  /// level waits.
   std::array<std::uint64_t, detail::priorityLevelCount> lastOf_{};
   Turn turn_;
   std::atomic<std::uint32_t> references_{1};

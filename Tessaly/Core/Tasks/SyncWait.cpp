@@ -13,7 +13,7 @@ namespace {
 // The states of a wait.
 constexpr std::uint32_t running = 0;
 constexpr std::uint32_t done = 1;
-/// Running, and a thread sleeps until the end. The main thread never does, because it serves its queue.
+/// Running, and a thread sleeps until the end. The main thread never sets this state, because it serves its queue.
 constexpr std::uint32_t sleeps = 2;
 
 }  // namespace
@@ -29,7 +29,7 @@ void checkMayWait() noexcept {
 void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept {
   task.start();
   if (MainQueue::isMainThread()) {
-    serveMainQueueUntil(isDone);  // The task ends in a job of that queue.
+    serveMainQueueUntil(isDone);  // The task ends in a job of the main queue.
     return;
   }
   const BlockingThreadWait wait;

@@ -41,13 +41,13 @@ void WaitedState<T>::didComplete() noexcept {
 
 }  // namespace detail
 
-/// Runs an operation from ordinary code and waits for its result, which it returns or throws.
+/// Runs an operation from ordinary code and waits for its end. Returns the operation's result or throws its exception.
 ///
 /// The operation is a callable that returns an `Async` or a plain value. It runs as a task. A call on the main thread
 /// runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread runs it without
 /// isolation.
 ///
-/// Stops the process on a thread of the pool and inside a job of a serial executor, where waiting would deadlock. Use
+/// Stops the process on a thread of the pool or inside a job of a serial executor, where waiting would deadlock. Use
 /// `co_await` there.
 ///
 /// Thread contract: thread-safe.

@@ -62,8 +62,8 @@ class Task {
     static_assert(false, "a Task takes a function, not the Async of a call: write Task task([=] { return work(); })");
   }
 
-  /// Starts an operation that inherits nothing: priority medium, no isolation, no task-locals, unless the options say
-  /// so.
+  /// Starts an operation that inherits nothing. It has no task-locals. Unless the options give other values, it has
+  /// medium priority and no isolation.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   static Task detached(TaskOptions options, Operation&& operation) {
@@ -79,7 +79,7 @@ class Task {
 
   /// Waits for the end. Returns the result, or throws the exception of the operation. Raises the task's priority to the
   /// waiter's. Cancelling the waiter neither cancels this task nor ends the wait. Any number of tasks may wait, at any
-  /// time, and each gets a copy. If `T` cannot be copied, the first one gets the result, and a second one stops the
+  /// time, and each gets a copy. If `T` cannot be copied, the first task gets the result, and a second task stops the
   /// process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
 
@@ -90,7 +90,7 @@ class Task {
     return {};
   }
 
-  /// Waits for the end, also of a task that fails.
+  /// Waits for the end. Does not throw if the task fails.
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
 
   /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before it returns. Later

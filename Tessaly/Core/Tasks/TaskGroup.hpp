@@ -21,10 +21,10 @@ template <typename T>
 class GroupChildState;
 }
 
-/// The child tasks of one scope. `withTaskGroup` makes it, and does not return before every child has ended.
+/// The child tasks of one scope. `withTaskGroup` makes a group, and does not return before every child has ended.
 ///
 /// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts them
-/// in order, before those of older groups. They may run at the same time. A child may throw. `next()` and
+/// in order, before the children of older groups. They may run at the same time. A child may throw. `next()` and
 /// `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.

@@ -11,12 +11,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that is bound during a call. All code that is called from there sees it, in the same task and in tasks
-/// created there. New tasks copy the innermost binding of every key.
+/// A value that is bound during a call. All code that runs inside the call sees the value. A new task, except a
+/// detached task, copies the innermost binding of every key.
 ///
 /// Binding costs a push and a pop. Outside any task the binding belongs to the thread. The nearest standard facility is
 /// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address,
-/// so declare it at namespace scope or as a static member.
+/// so declare the object at namespace scope or as a static member.
 ///
 /// Thread contract: thread-safe.
 ///

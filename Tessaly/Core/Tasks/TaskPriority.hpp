@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The urgency of a task. A job of a higher priority runs before all waiting jobs of lower priorities.
+/// The urgency of a task. On the global pool, a job of a higher priority runs before all waiting jobs of lower
+/// priorities.
 enum class TaskPriority : std::uint8_t {
   background = 9,
   low = 17,

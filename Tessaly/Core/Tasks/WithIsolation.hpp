@@ -48,9 +48,9 @@ class Hop {
 
 }  // namespace detail
 
-/// Runs the body in the given isolation, and returns to the caller's also after an exception. The body is a plain
-/// function or returns an `Async`; its result or exception is passed on. A hop from the pool onto an idle serial
-/// executor and back stays on the thread.
+/// Runs the body in the given isolation, and then returns to the caller's isolation, also after an exception. The body
+/// is a plain function or returns an `Async`; its result or exception is passed on. A hop from the pool onto an idle
+/// serial executor and back stays on the thread.
 ///
 /// Thread contract: thread-safe.
 ///

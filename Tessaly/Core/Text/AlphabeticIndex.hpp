@@ -17,8 +17,8 @@ namespace detail {
 class IndexBuckets;
 }
 
-/// The sections of an alphabetical list and their labels, as in an address book: "A" to "Z", then "…". A Swedish index
-/// continues with "Å", "Ä" and "Ö"; a Japanese one has "あ", "か", "さ". The labels are those of CLDR.
+/// The sections of an alphabetical list and their labels, as in an address book: "…", then "A" to "Z", then "…". A
+/// Swedish index has "Å", "Ä" and "Ö" after "Z"; a Japanese index has "あ", "か", "さ". The labels are those of CLDR.
 ///
 /// The sections stand in the order of `Collator`, so each section is one run of a list that is sorted with the same
 /// locale. Texts before the first letter, such as numbers, belong to the first section, "…". Texts of other scripts
@@ -39,8 +39,8 @@ class AlphabeticIndex {
   /// The labels of all sections in their order.
   [[nodiscard]] TESSALY_EXPORT const std::vector<std::string>& labels() const noexcept;
 
-  /// The section of a text, as a position in `labels()`. Ill-formed UTF-8 counts as U+FFFD. Throws
-  /// `std::length_error` for a text of more than one billion UTF-16 units.
+  /// The section of a text, as a position in `labels()`. Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error`
+  /// for a text of more than 1 GiB.
   [[nodiscard]] TESSALY_EXPORT std::size_t section(std::string_view text) const;
 
  private:

@@ -43,7 +43,7 @@ bool endsInPictograph(std::string_view text, std::size_t offset) noexcept {
 
 DecodedScalar detail::scalarBefore(std::string_view text, std::size_t offset) noexcept {
   const std::string_view head = text.substr(0, offset);
-  // In a scalar, and in an ill-formed part of one, only the first byte is not a continuation byte.
+  // In a scalar, and in an ill-formed part of a scalar, every byte after the first is a continuation byte.
   std::size_t begin = offset - 1;
   const std::size_t lowest = offset - std::min<std::size_t>(offset, 4);
   while (begin > lowest && (static_cast<unsigned char>(head[begin]) & 0xC0) == 0x80) --begin;

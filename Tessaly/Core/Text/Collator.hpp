@@ -17,8 +17,7 @@ namespace detail {
 class CollationRules;
 }
 
-/// The order in which the readers of a language look for texts: that of its dictionaries (UTS #10, with the rules of
-/// CLDR).
+/// The alphabetical order of a language, as in its dictionaries (UTS #10, with the rules of CLDR).
 ///
 /// The nearest standard facility is `std::collate`, which only knows the locales that were generated on the machine and
 /// sorts "file 10" before "file 2". To sort a long list, make the sort key of each text once and compare the keys.
@@ -43,14 +42,13 @@ class Collator {
     bool numeric = true;
   };
 
-  /// The order of a locale. An unknown locale has the order of the root, and so has "en_US_POSIX", the locale of an
-  /// environment without one. Throws `std::runtime_error` if ICU has no
-  /// data.
+  /// The order of a locale. An unknown locale has the order of the root. So has a locale whose identifier ends with
+  /// "POSIX", such as `Locale::current()` in an environment that names no locale. Throws `std::runtime_error` if ICU
+  /// has no data.
   TESSALY_EXPORT explicit Collator(const Locale& locale = Locale::current());
   TESSALY_EXPORT Collator(const Locale& locale, Options options);
 
-  /// Compares two texts. Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text
-  /// of more than 2 GiB.
+  /// Compares two texts. Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of 2 GiB or more.
   [[nodiscard]] TESSALY_EXPORT std::weak_ordering compare(std::string_view left, std::string_view right) const;
 
   /// Whether the first text comes before the second. So a collator can be given to a sort or to a `std::map`.
@@ -60,8 +58,8 @@ class Collator {
 
   /// The sort key of a text: bytes that `std::string` orders as `compare` orders the texts. Keys of collators with
   /// different locales or options, or of different versions of ICU, are not comparable, so do not store them.
-  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, or 700 million UTF-16
-  /// units.
+  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, or of more than about
+  /// 715 million UTF-16 units.
   [[nodiscard]] TESSALY_EXPORT std::string sortKey(std::string_view text) const;
 
  private:

@@ -14,7 +14,7 @@ using detail::Joint;
 
 constexpr char32_t firstSimpleEmoji = 0x238D;
 
-/// Whether the following scalar belongs to the same character as the scalar before it.
+/// Whether the scalar at `next` belongs to the same character as the scalar before it, whatever text precedes both.
 bool isJoinedWithNext(CharacterClass last, std::string_view text, std::size_t next) noexcept {
   return next < text.size() &&
          detail::joint(last, CharacterProperties(decodeScalar(text, next).scalar).characterClass()) == Joint::joins;

@@ -9,8 +9,8 @@
 namespace Tessaly::inline v1::Text {
 
 /// Whether the text contains an emoji character. A character is an emoji if its first scalar has the property Emoji. A
-/// first scalar below U+238D also needs a further scalar after it. The search stops at the first emoji, and skips other
-/// characters at the speed of memory.
+/// first scalar below U+238D also needs a further scalar in the same character. The search stops at the first emoji,
+/// and skips ASCII at the speed of memory.
 ///
 /// Thread contract: thread-safe. O(n). Every maximal ill-formed subsequence counts as one U+FFFD, which is not an
 /// emoji.

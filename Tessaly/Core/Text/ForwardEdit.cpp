@@ -72,7 +72,7 @@ void ForwardEdit::skip(std::int64_t length) {
   while (length > 0) length -= takeRun(length).length;
 }
 
-/// Takes the first run of the rest, or a part of it.
+/// Takes the first unfinished run, or its first `maximumLength` units.
 ForwardEdit::Run ForwardEdit::takeRun(std::int64_t maximumLength) {
   Run& first = originalRuns_[restRun_];
   ++steps_;
@@ -94,7 +94,7 @@ void ForwardEdit::appendRun(std::int64_t length, SharedAttributes attributes) {
   }
 }
 
-/// Removes the runs behind a place of the finished text, in their order.
+/// Removes and returns the runs behind a place of the finished text, in order.
 std::vector<ForwardEdit::Run> ForwardEdit::takeDoneRunsFrom(std::int64_t location) {
   std::vector<Run> taken;
   for (std::int64_t left = doneLength() - location; left > 0;) {

@@ -80,7 +80,8 @@ class GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
   std::string_view text_;
 };
 
-/// The last user-perceived character of a text, empty for the empty text. Reads only the end of the text.
+/// The last user-perceived character of a text, empty for the empty text. Reads only the end of the text, back to the
+/// nearest certain boundary.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;

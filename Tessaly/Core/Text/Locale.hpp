@@ -12,11 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A language and a country's forms of numbers and dates, by an identifier: "fr", "pt_BR", "zh-Hant-TW".
+/// A language, and the forms of numbers and dates in a country, named by an identifier: "fr", "pt_BR", "zh-Hant-TW".
 ///
 /// The nearest standard facility is `std::locale`, which only names locales that were generated on the machine. A
-/// `Locale` is a value with any name. An unknown locale is formatted like its nearest known parent. The last parent is
-/// the root, which belongs to no language.
+/// `Locale` is a value with any name. Formatters treat an unknown locale like its nearest known parent. The last parent
+/// is the root, which belongs to no language.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -53,7 +53,7 @@ class Locale {
     std::optional<LanguageCode> code_;
   };
 
-  /// The locale with this identifier. Never fails. An unknown identifier is formatted like its nearest known parent, or
+  /// The locale with this identifier. Never fails. Formatters treat an unknown locale like its nearest known parent, or
   /// else like the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
@@ -61,7 +61,7 @@ class Locale {
   /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Every call reads
   /// the environment like `std::getenv`.
   ///
-  /// Thread contract: thread-safe, but no thread may change the environment meanwhile.
+  /// Thread contract: thread-safe, but no thread may change the environment during the call.
   [[nodiscard]] TESSALY_EXPORT static Locale current();
 
   [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
@@ -69,8 +69,8 @@ class Locale {
 
   friend bool operator==(const Locale&, const Locale&) noexcept = default;
 
-  /// Replaces the current locale for a scope, in all threads. Replacements must end in the reverse order of their
-  /// construction, while no thread formats.
+  /// Replaces the current locale for a scope, in all threads. The locale must outlive the replacement. Replacements
+  /// must end in the reverse order of their construction, while no thread formats.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -99,10 +99,11 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Locale::Lang
 
 namespace detail {
 
-/// `Locale::current()` without a copy. The reference is valid until the next call on this thread.
+/// `Locale::current()` without a copy. The reference is valid until the next call on this thread or the end of a
+/// `Replacement`.
 [[nodiscard]] TESSALY_EXPORT const Locale& currentLocale();
 
-/// The identifier of a locale with a name of the system: language[_territory][.encoding][@modifier].
+/// The identifier of the locale with this system name: language[_territory][.encoding][@modifier].
 [[nodiscard]] TESSALY_EXPORT std::string identifierOfSystemLocale(std::string_view name);
 
 }  // namespace detail

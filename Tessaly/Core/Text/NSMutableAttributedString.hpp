@@ -52,8 +52,8 @@ class TESSALY_EXPORT NSMutableAttributedString {
   /// Adds attributes to a range. A new value replaces an existing one of the same name.
   void addAttributes(const Attributes& attributes, NSRange range);
 
-  /// Replaces a range with a text. The text gets the attributes of the first replaced unit. For an empty range it gets
-  /// those of the unit before, or else after, the range.
+  /// Replaces a range with a text. The text gets the attributes of the first replaced unit. For an empty range, the
+  /// text gets the attributes of the unit before the range, or else of the unit after it.
   void replaceCharacters(NSRange range, std::u16string_view text);
 
  private:
@@ -67,7 +67,7 @@ class TESSALY_EXPORT NSMutableAttributedString {
   void checkRange(NSRange range) const { checkRange(range, length()); }
   static void checkRange(NSRange range, std::int64_t length);
   static SharedAttributes joined(Attributes attributes, const Attributes& added);
-  /// The run of a unit, and the beginning of the run.
+  /// The number of the run of a unit, and the beginning of the run.
   [[nodiscard]] std::pair<std::size_t, std::int64_t> runAt(std::int64_t location) const;
   /// Ensures that a run begins at a position or the text ends there, and returns the number of the run.
   std::size_t splitAt(std::int64_t location);

@@ -27,7 +27,8 @@ struct TESSALY_EXPORT RegularExpressionError final : Error {
 };
 
 /// A compiled regular expression of ICU, with Unicode's properties and without options. Case matters. "." does not
-/// match the end of a line. "^" and "$" match at the ends of the whole text.
+/// match the end of a line. "^" matches at the beginning of the text. "$" matches at the end of the text, and before a
+/// line end there.
 ///
 /// Ranges count UTF-16 units. Copies share the compiled expression. A search that exceeds ICU's 8 MB for backtracking
 /// finds no further match. The nearest standard facility is `std::regex`, which matches bytes instead of characters and

@@ -13,7 +13,7 @@ namespace {
 
 constexpr bool isOneOf(char32_t scalar, std::u32string_view scalars) noexcept { return scalars.contains(scalar); }
 
-/// The vowels after which an upsilon is "u", and not "y". An accent between the two separates them.
+/// The vowels after which an upsilon is "u", and not "y". A vowel with an accent is not one of them.
 constexpr std::u32string_view plainVowels = U"αειουΑΕΙΟΥ";
 constexpr std::u32string_view upsilons = U"υΥύΎϋΫΰ";
 /// The letters before which a gamma sounds like "n".
@@ -28,10 +28,11 @@ constexpr bool isSmallKana(char32_t scalar) noexcept {
 /// Whether the result of the sign depends on the syllable after it.
 constexpr bool looksAhead(char32_t kana) noexcept { return isOneOf(kana, U"っんッン"); }
 
-/// Repeats the ideograph before it, but is a letter and not an ideograph.
+/// The sign that repeats the ideograph before it. The sign is a letter and not an ideograph.
 constexpr char32_t iteration = U'々';
 
-/// Whether the ideograph has another reading before the scalar, or before the scalar behind a space.
+/// Whether the ideograph may have another reading before `next`. A space counts too, because the deciding scalar may
+/// stand behind the space.
 constexpr bool hasOwnReadingBefore(char32_t ideograph, char32_t next) noexcept {
   switch (ideograph) {
     case U'藏':
@@ -49,7 +50,7 @@ constexpr bool hasOwnReadingBefore(char32_t ideograph, char32_t next) noexcept {
 
 }  // namespace
 
-/// Appends the result of the current scalar. False if only ICU knows it.
+/// Appends the result of the current scalar. False if only ICU knows the result.
 bool SearchRun::append(SearchScalar scalar) {
   return isLetter(scalar.kind()) ? appendLetter(scalar) : appendSign(scalar);
 }
@@ -98,7 +99,7 @@ bool SearchRun::appendSign(SearchScalar found) {
   return isFit;
 }
 
-/// Drops the mark, or replaces the result of the Cyrillic letter before it by that of the composed letter.
+/// Drops the mark, or replaces the result of the Cyrillic letter before it with the result of the composed letter.
 bool SearchRun::appendMark() {
   const SearchKind last = context_.last;
   if (last != SearchKind::cyrillic) {
@@ -126,7 +127,7 @@ bool SearchRun::appendLetter(SearchScalar found) {
   return kind == SearchKind::latin || std::ranges::none_of(found.text(), isSign) || note(sign, han);
 }
 
-/// Takes the accents behind the current letter. They make it another letter.
+/// Replaces the current letter with the letter that it composes with the accents behind it.
 void SearchRun::composeGreek() {
   for (;;) {
     const char32_t composed = composedScalar(scalar(), next());

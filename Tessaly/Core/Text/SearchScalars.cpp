@@ -14,21 +14,21 @@
 namespace Tessaly::inline v1::Text::detail {
 namespace {
 
-/// The scalars of the first plane. The system provides a page of this table when a scalar in that page is first looked
-/// up.
+/// The kinds and the results of the scalars of the first plane. The system provides a page of this table when a scalar
+/// in that page is first looked up.
 constexpr std::size_t scalarCount = 0x10000;
 constinit std::array<std::atomic<std::uint64_t>, scalarCount> scalars{};
 
 /// Pairs of kana: the two scalars in 16 bits, and up to 6 bytes of text.
 constinit std::array<std::atomic<std::uint64_t>, 512> kanaPairs{};
 
-/// The known answers of `needsHyphen`: a key of 26 bits, and the answer in 2 bits.
+/// The known answers of `needsHyphen`: a key of 24 bits, and the answer in 2 bits.
 constinit std::array<std::atomic<std::uint32_t>, 4096> hyphens{};
 
 bool isIn(char32_t scalar, char32_t first, char32_t last) noexcept { return scalar >= first && scalar <= last; }
 
-/// Signs that belong to no script. The transforms of scripts change some symbols, so the fast way takes only
-/// punctuation and spaces, except beside Latin letters.
+/// The kind of a sign that belongs to no script. The transforms of scripts change some symbols. So in text of scripts
+/// other than Latin, the fast way takes only punctuation, spaces and digits.
 SearchKind kindOfCommon(char32_t scalar, std::uint32_t category) noexcept {
   if (scalar == U'ー') return SearchKind::prolonged;
   if (scalar == U'،' || scalar == U'؛' || scalar == U'؟' || scalar == U'ـ') return SearchKind::arabicSign;
@@ -44,8 +44,8 @@ SearchKind kindOfCommon(char32_t scalar, std::uint32_t category) noexcept {
   return ends.contains(scalar) ? SearchKind::closing : SearchKind::plain;
 }
 
-/// The kinds of letters whose transforms look at a known part of their neighbourhood. Marks, and letters that such
-/// transforms treat specially, are unfit.
+/// The kind of a letter. A letter is fit only if its script's transform depends on a known part of the letter's
+/// neighbourhood. Letters that such a transform treats specially are unfit.
 SearchKind kindOfLetter(char32_t scalar, UScriptCode script, std::uint32_t category) noexcept {
   switch (script) {
     case USCRIPT_LATIN:
@@ -72,7 +72,7 @@ SearchKind kindOfLetter(char32_t scalar, UScriptCode script, std::uint32_t categ
   }
 }
 
-/// Accents of Latin letters, without those that the transform of Greek turns into letters.
+/// Whether the scalar is an accent of Latin letters. False for accents that the transform of Greek turns into letters.
 bool isLatinMark(char32_t scalar) noexcept {
   return isIn(scalar, 0x0300, 0x036F) && scalar != 0x0313 && scalar != 0x0314 && !isIn(scalar, 0x0340, 0x0345);
 }
@@ -101,7 +101,7 @@ SearchScalar learned(char32_t scalar) {
   return {kind, std::string_view(*result).substr(before.empty() ? 0 : 1)};
 }
 
-/// No transform knows the pictures of the second plane.
+/// The kind and the result of a scalar beyond the first plane. No transform knows the pictures there.
 SearchScalar beyondFirstPlane(char32_t scalar) {
   if (!isIn(scalar, 0x1F300, 0x1FAFF) || u_charType(static_cast<UChar32>(scalar)) != U_OTHER_SYMBOL) {
     return {SearchKind::unfit, ""};

@@ -41,8 +41,8 @@ SearchScalar scalarAt(char32_t scalar) {
   return {kind, {&lowered, 1}};
 }
 
-/// Transforms Latin letters and common signs. At any other scalar it stops and goes back to the last cut before that
-/// scalar.
+/// Transforms Latin letters and common signs. At any other scalar the pass stops and goes back to the last cut before
+/// that scalar.
 void SearchRun::passLatin() {
   if (at_ == 0) result_.reserve(text_.size());
   cut_ = {at_, result_.size()};
@@ -85,7 +85,7 @@ void SearchRun::goBackToCut(std::size_t asciiBegin) {
   result_.resize(cut_.result);
 }
 
-/// Transforms text of any script up to a cut in ASCII text.
+/// Transforms text of any script up to a cut before a Latin letter, or up to the end of a piece that needs ICU.
 bool SearchRun::passOtherScripts() {
   context_ = {};
   seen_ = 0;

@@ -25,8 +25,8 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// A text for ICU's transforms with a gap at the place of the last change. A transform changes a text from its begin to
-/// its end, so each change moves few units. In `icu::UnicodeString` each change moves all units after it.
+/// A text for ICU's transforms with a gap at the place of the last change. A transform changes a text from its
+/// beginning to its end, so each change moves few units. In `icu::UnicodeString` each change moves all units after it.
 class GapText final : public icu::Replaceable {
  public:
   explicit GapText(std::u16string text)
@@ -34,7 +34,7 @@ class GapText final : public icu::Replaceable {
         gapBegin_(static_cast<std::int32_t>(units_.size())),
         gapEnd_(static_cast<std::int32_t>(units_.size())) {}
 
-  /// The units that were read, and those that were moved on behalf of changes elsewhere.
+  /// The number of units that were read, plus the number of units that were moved to make room for changes.
   [[nodiscard]] std::uint64_t steps() const noexcept { return steps_; }
 
   [[nodiscard]] std::u16string taken() && {
@@ -132,7 +132,7 @@ class Pool {
       : identifier_(icu::UnicodeString::fromUTF8(
             icu::StringPiece(identifier.data(), static_cast<std::int32_t>(identifier.size())))) {}
 
-  /// Null if ICU does not know the transform.
+  /// An idle transliterator, or else a new one. Null if ICU does not know the transform.
   TransliteratorPointer take() {
     {
       const UnfairLock::Guard guard(lock_);

@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::Text {
 
 /// The text in UTF-16. Every maximal ill-formed subsequence becomes one U+FFFD. Throws `std::length_error` for a text
-/// of more than 1 GiB, which ICU cannot count.
+/// of more than 1 GiB.
 ///
 /// Thread contract: thread-safe. O(n).
 ///

@@ -28,7 +28,8 @@ struct ResolvedBookmark {
 /// Makes and resolves bookmark data, which finds a file again after it was renamed or moved to a nearby directory.
 ///
 /// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
-/// resolves to that same file or to no file, but never to another file with its name.
+/// resolves to that same file or to no file, but never to another file with its name. On a volume without times of
+/// creation, a later file with the same inode number counts as the same file.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -18,7 +18,7 @@ enum class FileType : std::uint8_t {
   other,  ///< A device, a pipe or a socket.
 };
 
-/// An entry of a directory's listing. For a symbolic link, all members describe the link itself.
+/// The attributes of an entry of a directory. For a symbolic link, all members describe the link itself.
 ///
 /// Thread contract: thread-compatible.
 ///

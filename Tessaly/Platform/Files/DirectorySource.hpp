@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether only the entries of a directory are followed, or also those of all its subdirectories.
+/// Whether only the entries of a directory are followed, or also the entries of all its subdirectories.
 enum class DirectoryDepth : std::uint8_t { entries, tree };
 
 /// A difference in one entry between an earlier and the present state of a directory.
@@ -42,10 +42,10 @@ struct DirectoryChange {
 /// "appeared", "changed", "renamed" or "disappeared".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(DirectoryChange::Kind kind) noexcept;
 
-/// Follows the contents of a directory, for `directoryChanges`. `FileManager` makes it.
+/// A source of the changes in a directory, for `directoryChanges`. `FileManager` makes it.
 ///
-/// Thread contract: thread-compatible; the wake handler is called on any thread. It must return soon, because no file's
-/// events are read meanwhile.
+/// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
+/// no events of any file are read while it runs.
 ///
 ///     auto source = files.makeDirectorySource(notes, DirectoryDepth::tree, [wakeConsumer] { wakeConsumer(); });
 ///     for (const DirectoryChange& change : source->takeChanges()) apply(change);
@@ -59,8 +59,8 @@ class TESSALY_EXPORT DirectorySource {
   /// while the directory does not exist, `ENOTDIR` if the path leads to something else, `ENOSPC` when the system's
   /// limit of watches is reached. A later call may succeed again. Blocks on the file system.
   [[nodiscard]] virtual std::vector<DirectoryChange> takeChanges() = 0;
-  /// Whether the caller must poll. True if the system sends no events for some of the directories, as on remote
-  /// volumes.
+  /// Whether the caller must poll. True if the system sends no events for some of the directories, for example on
+  /// remote volumes. Also true while some names must be examined again.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

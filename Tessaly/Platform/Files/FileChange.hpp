@@ -23,10 +23,10 @@ enum class FileChange : std::uint8_t {
 /// "contents", "replaced", "removed" or "returned".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(FileChange change) noexcept;
 
-/// Follows the file that a path leads to, for `fileChanges`. `FileManager` makes it.
+/// A source of the changes of the file that a path leads to, for `fileChanges`. `FileManager` makes it.
 ///
-/// Thread contract: thread-compatible; the wake handler is called on any thread. It must return soon, because no file's
-/// events are read meanwhile.
+/// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
+/// no events of any file are read while it runs.
 ///
 ///     auto source = FileManager::default_().makeFileChangeSource(file, [wakeConsumer] { wakeConsumer(); });
 ///     while (auto change = source->takeChange()) std::cout << description(*change) << '\n';
@@ -36,8 +36,8 @@ class TESSALY_EXPORT FileChangeSource {
   FileChangeSource(const FileChangeSource&) = delete;
   FileChangeSource& operator=(const FileChangeSource&) = delete;
 
-  /// The change since the last call that returned one, or since the source was made. Nothing if there is no change.
-  /// Throws `POSIXError` when the system refuses to watch.
+  /// The change since the last call that returned a change, or since the source was made. Nothing if there is no
+  /// change. Throws `POSIXError` when the system refuses to watch.
   [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
   /// Whether the caller must poll. True if the system sends no events for this file: on remote volumes, and if the file
   /// cannot be read.

@@ -11,8 +11,8 @@ namespace Tessaly::inline v1 {
 
 /// An open file. The destructor closes it.
 ///
-/// The nearest standard facility is `std::ifstream`. Unlike it, a handle reports why opening or closing failed, and
-/// gives access to its descriptor.
+/// The nearest standard facility is `std::ifstream`. Unlike a stream, a handle reports why opening or closing failed,
+/// and gives access to its descriptor.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -35,7 +35,7 @@ class FileHandle {
 
   /// The descriptor, or -1 after the file was closed.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
-  /// Closes the file. Throws `POSIXError` if the system reports a failure; the descriptor is closed even then. Later
+  /// Closes the file. Throws `POSIXError` if the system reports a failure. The descriptor is closed even then. Later
   /// calls do nothing.
   TESSALY_EXPORT void close();
 

@@ -30,8 +30,8 @@ enum class IntermediateDirectories : std::uint8_t { required, created };
 ///
 /// The nearest standard facility is `std::filesystem`. It throws other errors, and has no events, no marks for backups
 /// and no directories of an application. Functions that take a URL throw `URLError` (`unsupportedURL`) for a URL that
-/// is not a file URL. They throw `POSIXError` when the system refuses. All functions except those that make sources
-/// block on the file system.
+/// is not a file URL. They throw `POSIXError` when the system refuses. All functions except
+/// `makeFileSystemObjectSource` may block on the file system.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -51,7 +51,7 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] static InstalledBackend<FileManager>& installed() noexcept;
 
   /// Asks for access to a file that the user chose. Returns whether the access is granted. The caller balances each
-  /// call with one of `stopAccessingSecurityScopedResource`. Without a sandbox the access is always granted.
+  /// call with one call of `stopAccessingSecurityScopedResource`. Without a sandbox the access is always granted.
   virtual bool startAccessingSecurityScopedResource(const URL& url) = 0;
   virtual void stopAccessingSecurityScopedResource(const URL& url) = 0;
 
@@ -70,8 +70,8 @@ class TESSALY_EXPORT FileManager {
   /// when there may be changes to take.
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
-  /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed meanwhile is
-  /// omitted. Throws `POSIXError`.
+  /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed during the call
+  /// is omitted. Throws `POSIXError`.
   [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
 
   /// Whether a path leads to something. False for a dangling link.
@@ -100,10 +100,10 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::optional<std::int64_t> volumeAvailableCapacityForImportantUsage(const URL& url) const = 0;
 
   [[nodiscard]] virtual URL homeDirectoryForCurrentUser() const = 0;
-  /// The directory for temporary files: `TMPDIR`, or "/tmp" if that is not set.
+  /// The directory for temporary files: `TMPDIR` if it is an absolute path, otherwise "/tmp".
   [[nodiscard]] virtual URL temporaryDirectory() const = 0;
-  /// The user's directories for application data. Applications write to the first one: `XDG_DATA_HOME`, or
-  /// "~/.local/share" if that is not set.
+  /// The user's directories for application data. Applications write to the first one: `XDG_DATA_HOME` if it is an
+  /// absolute path, otherwise "~/.local/share".
   [[nodiscard]] virtual std::vector<URL> applicationSupportDirectories() const = 0;
   /// The directory of a cloud container, or of the application's own container if no identifier is given. Nothing if
   /// there is no such container.

@@ -22,8 +22,8 @@ class FileSystemEvent {
 
   /// The file was removed: its name no longer exists, or leads to another file.
   static const FileSystemEvent delete_;
-  /// The file was written or truncated, or only its modification time was set. For a directory: an entry was added or
-  /// removed.
+  /// The file was written or truncated, or its modification time was set without its access time. For a directory: an
+  /// entry was added or removed.
   static const FileSystemEvent write;
   /// The file became longer.
   static const FileSystemEvent extend;

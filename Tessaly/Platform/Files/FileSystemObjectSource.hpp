@@ -9,13 +9,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// Notifies a handler, on a queue, of events of an open file until it is cancelled. `FileManager` makes it.
+/// A source that notifies a handler, on a queue, of events of an open file until the source is cancelled. `FileManager`
+/// makes it.
 ///
-/// A source follows the open file, not its name. After an atomic replacement it reports that the old file was removed,
-/// and reports nothing about the new file. Prefer `fileChanges` to follow a name.
+/// A source follows the open file, not its name. After an atomic replacement the source reports that the old file was
+/// removed, and reports nothing about the new file. Prefer `fileChanges` to follow a name.
 ///
-/// The handlers are called one at a time. Events that arrive while a call is pending or running cause one later call
-/// together.
+/// The handlers are called one at a time. Events that arrive while a call is pending belong to that call. Events that
+/// arrive while a call is running cause one later call.
 ///
 /// Thread contract: thread-safe.
 ///

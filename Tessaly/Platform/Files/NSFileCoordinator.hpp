@@ -20,11 +20,11 @@ class NSFileCoordinator {
   enum class ReadingOptions : std::uint32_t { none = 0, forUploading = 8 };
 
   /// Calls the accessor, on this thread, with a URL to read from. For uploading a directory, this is the URL of a
-  /// temporary zip archive of the directory. Otherwise it is the given URL. Only this user may read the archive. It is
-  /// removed after the call, unless the accessor moved it. In an archive every path begins with the directory's name,
-  /// names are in UTF-8, times are kept, and files may be larger than 4 GiB (ZIP64). Links are archived as links.
-  /// Throws `POSIXError` (`EBUSY` if a file changed while it was read), and the exceptions of the accessor. Blocks on
-  /// the file system.
+  /// temporary zip archive of the directory. Otherwise it is the given URL. Only this user may read the archive. The
+  /// archive is removed after the call, unless the accessor moved it. In an archive every path begins with the
+  /// directory's name, names are in UTF-8, times are kept, and files may be larger than 4 GiB (ZIP64). Links are
+  /// archived as links. Throws `POSIXError` (`EBUSY` if a file changed while it was read), and the exceptions of the
+  /// accessor. Blocks on the file system.
   TESSALY_EXPORT void coordinateReading(const URL& url, ReadingOptions options,
                                         const std::function<void(const URL&)>& accessor) const;
 };

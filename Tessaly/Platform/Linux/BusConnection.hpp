@@ -102,7 +102,7 @@ class BusConnection {
     return reply;
   }
 
-  /// The connection that owns the name, or an empty text.
+  /// The unique name of the connection that owns the name. Empty if no connection owns it, or if the call fails.
   [[nodiscard]] std::string ownerOf(const char* name) {
     BusMessage question =
         makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");

@@ -49,7 +49,7 @@ std::string applicationName() {
   return ProcessInfo::processInfo().processName();
 }
 
-/// The pause before the services are asked again if no bus is connected.
+/// The pause before the services are asked again while no service holds the assertion and a bus is not connected.
 constexpr int retryMilliseconds = 5000;
 
 PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
@@ -70,8 +70,8 @@ PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
 
 /// One assertion: the service that holds it, and the data to release it.
 ///
-/// While the assertion is held, a thread of its own watches the buses. When the service ends, the thread asks the other
-/// services.
+/// Until the assertion is released, its own thread watches the buses. When the service ends, the thread asks all
+/// services again.
 class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition> {
  public:
   explicit DisplayInhibition(std::string reason) : reason_(std::move(reason)), wake_(::eventfd(0, EFD_CLOEXEC)) {}

@@ -15,13 +15,13 @@ namespace detail {
 class DisplayInhibition;
 }
 
-/// Keeps the display awake through a service. It asks the desktop's screen saver, its session manager and the login
-/// manager in this order, and takes the first that answers.
+/// A power backend that keeps the display awake through a service. It asks the desktop's screen saver, its session
+/// manager and the login manager in this order, and uses the first one that grants the request.
 ///
-/// Every assertion has connections of its own, so the services end it when the process ends. If the service that holds
-/// an assertion ends or is replaced, all services are asked again.
+/// Every assertion has its own connections, so the services end the assertion when the process ends. If the service
+/// that holds an assertion ends or is replaced, all services are asked again.
 ///
-/// Thread contract: thread-safe. An operation waits at most 2 s for each service.
+/// Thread contract: thread-safe. An operation may call each service several times, and waits at most 2 s for each call.
 ///
 ///     BusPower power;
 ///     std::uint32_t identifier = 0;
@@ -41,7 +41,7 @@ class TESSALY_EXPORT BusPower final : public PowerBackend {
   std::map<std::uint32_t, std::shared_ptr<detail::DisplayInhibition>> assertions_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t lastIdentifier_ TESSALY_GUARDED_BY(lock_) = 0;
   std::shared_ptr<detail::DisplayInhibition> latest_ TESSALY_GUARDED_BY(lock_);
-  /// The status of the latest assertion if that is no longer held.
+  /// The status of the latest assertion if that assertion is no longer held.
   PowerStatus lastStatus_ TESSALY_GUARDED_BY(lock_);
 };
 

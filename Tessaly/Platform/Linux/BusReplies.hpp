@@ -13,12 +13,12 @@
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
-/// The functions that parse the messages of daemons on a bus; no other code parses them. Each library that includes
-/// this header compiles it into itself and does not export it.
+/// The functions that parse the messages of daemons on a bus. No other code parses such messages. Each library that
+/// includes this header compiles it into itself and does not export it.
 ///
 /// Each message is parsed once, from its beginning. libsystemd checks the header only. The body may have any types, may
-/// be cut short, and may be malformed; each function accepts any body. The functions do not parse the rest of a message
-/// behind the part that they need.
+/// be cut short, and may be malformed. Each function accepts any body. The functions do not parse a message beyond the
+/// part that they need.
 ///
 /// Thread contract: thread-compatible.
 namespace Tessaly::inline v1::detail {
@@ -56,13 +56,13 @@ enum class ReplyProblem : std::uint8_t {
 
 /// The kind of failure of a call.
 enum class CallFailure : std::uint8_t {
-  /// No program owns the called name, or its owner ended without an answer.
+  /// No program owns the called name.
   noOwner,
-  /// The answer did not arrive in time, or the called program ended.
+  /// The answer did not arrive in time, or the called program ended without an answer.
   noAnswer,
   /// The called program has no such object, interface, method or property.
   nothingThere,
-  /// The called program answered with an error of its own.
+  /// The called program answered with another error.
   refused,
 };
 

@@ -30,7 +30,8 @@ Result checked(Result result) {
 /// Copies a range through the memory of this process. Returns the end of the copied part, which is less than `end` if
 /// the file is shorter.
 off_t copyByReading(int source, int destination, off_t start, off_t end) {
-  // Every copy of a file ends here. To clear a larger block costs more than to copy a small file.
+  // Every copy of a file ends with a call of this function. A larger block would cost more than the copy of a small
+  // file.
   constexpr std::size_t blockSize = std::size_t{64} * 1024;
   const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
   while (start < end) {
@@ -44,7 +45,7 @@ off_t copyByReading(int source, int destination, off_t start, off_t end) {
   return start;
 }
 
-/// `copyByReading`, but the file system copies or shares the bytes if it can.
+/// Like `copyByReading`, but the file system copies or shares the bytes if it can.
 off_t copyBytes(int source, int destination, off_t start, off_t end) {
   while (start < end) {
     off_t from = start;

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The identity of the file of an entry. The time of creation distinguishes it from a later file with the same inode
-/// number. On a volume that keeps no such times, at least a file of another type is another file.
+/// The identity of the file that a directory entry names. The time of creation distinguishes the file from a later file
+/// with the same inode number. On a volume without times of creation, only another type distinguishes the later file.
 struct EntryIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -38,7 +38,8 @@ struct FoundFile {
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.
 [[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory);
 
-/// Whether other machines can write to the volume of a path without an event on this system.
+/// Whether the volume of a path is a network or FUSE volume, whose files can change without an event on this system.
+/// False if the volume cannot be examined.
 [[nodiscard]] bool isOnRemoteVolume(const char* path) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

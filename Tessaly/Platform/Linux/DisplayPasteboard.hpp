@@ -28,9 +28,11 @@ class DisplaySelection {
 
 }  // namespace detail
 
-/// The pasteboard of the session's display. Connects at the first `setString`, and again after the connection ended.
+/// The pasteboard of the session's display. `setString` connects if there is no connection, or if the connection has
+/// ended.
 ///
-/// The contents stay available until the process ends, because a thread answers pasting programs.
+/// The contents stay available until another program replaces them, or until this process ends. A thread answers
+/// pasting programs.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -10,8 +10,8 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-/// The text of the file up to its first zero, without the white space around it. The files of firmware have at most a
-/// page.
+/// The text of the file up to its first zero, without the white space around it. Reads at most 4 KiB, because the files
+/// of firmware have at most one page.
 std::string textOf(const std::string& path) {
   const std::string bytes = detail::beginningOfFile(path, 4096).value_or("");
   const std::string_view text(bytes.data(), ::strnlen(bytes.data(), bytes.size()));

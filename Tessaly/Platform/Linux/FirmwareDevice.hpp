@@ -8,9 +8,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// Reads the hardware model from the firmware's tables, or else from the device tree.
+/// A device backend that reads the hardware model from the firmware's tables, or else from the device tree.
 ///
-/// Thread contract: thread-safe. Two small files are read at each call.
+/// Thread contract: thread-safe. Each call reads at most three files, and at most 4 KiB of each.
 ///
 ///     FirmwareDevice device("/sysroot");
 ///     if (device.source() == DeviceSource::none) return;

@@ -109,8 +109,8 @@ bool InotifyDirectorySource::watch(Directory& directory, int descriptor) {
   const bool isRefused = number == -EACCES || number == -EPERM;
   if (number < 0 && !isRefused) throw POSIXError(-number);
   directory.watch = number;
-  // Without a time of creation, a new directory with the inode number of a removed one looks like it, but its events
-  // are not received.
+  // Without a time of creation, a new directory with the inode number of a removed one looks like the removed one. The
+  // events of the new directory are not received.
   directory.isPolled = isRefused || directory.identity.born == 0 || isOnRemoteVolume(path.c_str());
   if (directory.isPolled) ++polledDirectories_;
   if (number >= 0) watched_[number].push_back(&directory);
@@ -308,7 +308,7 @@ bool InotifyDirectorySource::moveHere(const Place& place) {
     Entry& entry = place.directory->entries.insert(std::move(node)).position->second;
     report(DirectoryChange::Kind::renamed, *place.directory, place.name, place.file.attributes, std::move(formerPath));
     if (moved != nullptr && look_ == Look::everything) lookAtEverything(*moved);
-    descend(*place.directory, entry, place.name);  // The directory could perhaps not be opened at its former place.
+    descend(*place.directory, entry, place.name);  // Opening it may have failed at its former place.
     return true;
   }
   return false;

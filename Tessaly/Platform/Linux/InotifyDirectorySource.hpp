@@ -25,8 +25,8 @@ namespace Tessaly::inline v1::detail {
 /// Follows the contents of a directory.
 ///
 /// Events only say which names to examine again. The changes are the difference between the model and the file system.
-/// So the order of events does not matter, and lost events cost one listing of everything. A file that left one name
-/// and is found under another was renamed.
+/// So the order of events does not matter. After lost events, the source lists everything once. A file that left one
+/// name and is found under another name counts as renamed.
 ///
 /// Thread contract: thread-compatible.
 class InotifyDirectorySource final : public DirectorySource {
@@ -93,7 +93,7 @@ class InotifyDirectorySource final : public DirectorySource {
   const DirectoryDepth depth_;
   const std::shared_ptr<DirectoryListener> listener_;
   InotifyChangeSource pathSource_;
-  /// Whether no directory was found at the path yet.
+  /// Whether the directory must be opened again, because none was found yet or the path leads elsewhere.
   bool isLost_ = true;
   bool looksAtEverything_ = false;
   /// The reason why names are examined now.
@@ -108,8 +108,8 @@ class InotifyDirectorySource final : public DirectorySource {
   // The state of one call of takeChanges.
   std::vector<Place> found_;
   std::map<EntryIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
-  /// Files with several names, one of which had an event or is new. The kernel sends no event for the other names, and
-  /// none for a write before the directory of the new name was watched.
+  /// Files with several names, if one of the names had an event or is new. The kernel sends no event for the other
+  /// names. It also sends no event for a write that preceded the watch of the new name's directory.
   std::set<EntryIdentity> linked_;
   std::vector<DirectoryChange> changes_;
   std::vector<std::unique_ptr<Directory>> removed_;

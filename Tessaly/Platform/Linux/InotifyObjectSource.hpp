@@ -65,7 +65,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   bool isScheduled_ TESSALY_GUARDED_BY(lock_) = false;
   bool isCancelled_ TESSALY_GUARDED_BY(lock_) = false;
   bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
-  /// A reference to itself while a delivery is pending.
+  /// A reference to this object while a delivery is pending.
   std::shared_ptr<InotifyObjectSource> self_ TESSALY_GUARDED_BY(lock_);
 };
 

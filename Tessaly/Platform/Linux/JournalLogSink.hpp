@@ -14,12 +14,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// Passes the records of a ring on to the system's journal, on a thread of its own. The thread starts at the first
-/// record for which a journal socket exists.
+/// A sink that passes the records of a ring on to the system's journal, on its own thread. The thread starts at the
+/// first record that finds the journal's socket. Records look for the socket at most once a second.
 ///
-/// The thread sends all records of the ring. Then it checks for new ones every 10 ms for 50 ms, so that a burst of
+/// The thread sends all records of the ring. Then it checks for new records every 10 ms for 50 ms, so that a burst of
 /// records wakes it once. While there is no journal, the records stay in the ring. The thread counts the records that
-/// are evicted meanwhile, and reports their number to the journal later. Signposts are not sent.
+/// the ring evicts before they are sent, and later reports their number to the journal. Signposts are not sent.
 ///
 /// Thread contract: thread-safe. Never destroyed, because its thread never ends.
 ///
@@ -62,7 +62,7 @@ class TESSALY_EXPORT JournalLogSink {
   /// The state of the thread. An awake thread checks for records by itself. A parked one sleeps until `write` wakes it.
   enum class Phase : std::uint8_t { notStarted, awake, parked };
   enum class Outcome : std::uint8_t { nothingToSend, sent, failed };
-  /// The journal's answer to one entry. An unwanted entry is never sent again, a failed one is sent again later.
+  /// The journal's answer to one entry. An unwanted entry is never sent again. A failed entry is sent again later.
   enum class Answer : std::uint8_t { taken, unwanted, failed };
 
   static int sendToSystemJournal(const iovec* fields, int count) noexcept;

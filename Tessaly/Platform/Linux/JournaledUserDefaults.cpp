@@ -42,7 +42,7 @@ class JournaledUserDefaults::Parts {
       const auto never = [](Nanoseconds) {};
       return store.open({.checkpoint = never, .retry = never, .damage = never, .directoryIsNew = [] {}});
     }
-    // Cancelled before the end.
+    // The destructor of the store cancels this work.
     changes_ = detail::DelayedWork::make(store.clock(), [this] { directoryChanged(); });
     watcher_ = std::make_shared<detail::SettingsWatcher>(store.files(), store.directory(), changes_);
     checkpoint_ = detail::DelayedWork::make(store.clock(), [this] { makeCheckpoint(); });
@@ -75,7 +75,8 @@ class JournaledUserDefaults::Parts {
     return outcome;
   }
 
-  /// For the end of a store that may be the last to know the values of a property list that cannot be read.
+  /// For the end of a store that may be the last one to know the values of an unreadable property list. Waits for up to
+  /// `damageDelay` until the list is readable, and otherwise sets a damaged list aside.
   void outlastDamage() {
     SettingsPatience damage(store.clock(), damageDelay);
     while (!store.isListUnknown() && damage.wait(std::chrono::milliseconds(20))) {
@@ -90,7 +91,7 @@ class JournaledUserDefaults::Parts {
 
   void watch() {
     if (watcher_->watch(store.listFile().targetDirectory())) return;
-    // Without a watch it looks every second. A directory that vanished is made, and watched, by the next checkpoint.
+    // Without a watch, `retry` runs every second. The next checkpoint makes a directory that vanished, and watches it.
     if (store.files().status(store.directory())) retry_->schedule(retryDelay);
   }
 
@@ -127,7 +128,7 @@ class JournaledUserDefaults::Parts {
 
   void directoryChanged() {
     const auto news = watcher_->takeNews();
-    // The checkpoint makes the directory again, which is then watched.
+    // The checkpoint makes the directory again and watches it.
     if (news.isGone && !watcher_->watch(store.listFile().targetDirectory())) checkpoint_->schedule(checkpointDelay);
     store.directoryChanged(news.wasClosed);
   }
@@ -187,7 +188,7 @@ void JournaledUserDefaults::close() noexcept {
     SettingsPatience patience(parts_->store.clock(), SettingsPatience::maximum);
     if (parts_->checkpointer.run(patience) == Outcome::postponed) parts_->outlastDamage();
   } catch (const std::exception& error) {
-    detail::logPlatformError("UserDefaults", error.what());  // The journal has it all.
+    detail::logPlatformError("UserDefaults", error.what());  // The journal has every change.
   }
 }
 

@@ -20,13 +20,15 @@ namespace detail {
 class SettingsFileSystem;
 }  // namespace detail
 
-/// The settings of one directory: a property list as a checkpoint, and a journal beside it that holds the truth.
+/// A store of the settings in one directory. A journal holds the valid values, and a property list beside it is its
+/// checkpoint.
 ///
-/// docs/settings.md tells the files, the order in which they are written, and what survives what.
+/// docs/settings.md describes the files and the order in which they are written. It also says which values survive
+/// which failure.
 ///
-/// No call waits for other processes for longer than 2 s in all; `close()` and the destructor 1 s more while the
-/// property list cannot be read. Once a lock was waited for in vain, writes stay in memory without waiting until it is
-/// free.
+/// No call waits for other processes for longer than 2 s in all. If the property list cannot be read, `close()` and the
+/// destructor wait up to 1.1 s more. After an operation has waited 2 s for a lock, later operations do not wait for
+/// that lock, and their writes stay in memory. This ends when an operation finds the lock free.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -35,13 +37,13 @@ class SettingsFileSystem;
 class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
  public:
   enum class Opening : std::uint8_t {
-    /// Makes the missing files, and follows the changes of others.
+    /// Makes the missing files, and follows the changes of other processes.
     forUse,
-    /// Reads what is there now, without leaving a trace; writes stay in memory.
+    /// Reads the present files, and neither makes nor changes a file. Writes stay in memory.
     forReading,
   };
   struct Options {
-    /// Empty when there is no place for settings: then they are in memory only.
+    /// Empty if there is no place for settings. Then the settings are only in memory.
     std::string folder;
     Opening opening = Opening::forUse;
     /// The clock of all delays and waits. It must outlive the store. If the host releases the store during a
@@ -51,23 +53,23 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     detail::SettingsFileSystem* fileSystem = nullptr;
   };
 
-  /// The time from a write to its checkpoint, unless one is due earlier.
+  /// The time from a write to its checkpoint, unless a checkpoint is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// A property list that is unreadable for this long counts as damaged; three times that for a store that has never
-  /// read it.
+  /// A property list that is malformed, or not a regular file, for this long is set aside. A store that has never read
+  /// the list waits three times as long.
   static constexpr std::chrono::seconds damageDelay{1};
-  /// From a write that could not be stored until it is tried again.
+  /// The time from a write that could not be stored to the next attempt.
   static constexpr std::chrono::seconds retryDelay{1};
-  /// A journal that exceeds this size and that of the property list does not wait for its checkpoint.
+  /// A journal that reaches both this size and the size of the property list gets its checkpoint at once.
   static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
-  /// When the journal exceeds this many times that size, each write pauses for 0.1 ms.
+  /// When the journal reaches this many times the larger of those two sizes, each write pauses for 0.1 ms.
   static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
   /// The store of the identifier's directory.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);
-  /// Makes a last checkpoint. While the property list cannot be read, it waits for up to `damageDelay`.
+  /// Makes a last checkpoint. If the property list cannot be read, the destructor waits for up to `damageDelay`.
   ~JournaledUserDefaults() override;
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
@@ -87,8 +89,9 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes the changes that no checkpoint holds yet into the property list. Called at the end of the process. While
-  /// that list cannot be read, it waits for up to `damageDelay`.
+  /// Writes the changes that no checkpoint holds yet into the property list. Called for the store of
+  /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits for up to
+  /// `damageDelay`.
   void close() noexcept;
 
  private:

@@ -16,8 +16,8 @@ namespace Tessaly::inline v1 {
 /// The network path of the network namespace in which the backend is made. The status comes from the kernel's tables
 /// through rtnetlink. The expense comes from NetworkManager.
 ///
-/// The constructor reads the tables. Later each change wakes one thread, and there is no cost without changes. After
-/// lost messages the backend reads the tables again.
+/// `make` reads the tables. Later each change wakes one thread, and there is no cost without changes. After lost
+/// messages the backend reads the tables again.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -33,7 +33,8 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   ~LinuxNetworkBackend() override;
 
   void refresh() override;
-  /// The number of complete readings of the tables, and of readings of the routes only.
+  /// The number of complete readings of the tables, and of readings of the routes. A complete reading also counts as a
+  /// reading of the routes.
   [[nodiscard]] std::uint64_t fullReadingsForTesting() const noexcept { return fullReadings_.load(); }
   [[nodiscard]] std::uint64_t routeReadingsForTesting() const noexcept { return routeReadings_.load(); }
 

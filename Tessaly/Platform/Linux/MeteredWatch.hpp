@@ -17,10 +17,10 @@ struct sd_bus_slot;
 
 namespace Tessaly::inline v1 {
 
-/// Follows NetworkManager's property `Metered`, the expense of the connection, on the system bus.
+/// A watch of NetworkManager's property `Metered`, the expense of the connection, on the system bus.
 ///
-/// The watch starts no service and waits for none. Answers arrive through the reactor at any time. The watch notices a
-/// daemon that starts, ends or restarts. After the connection to the bus has ended, only another call of
+/// The watch starts no service and waits for no service. Answers arrive through the reactor at any time. The watch
+/// notices a daemon that starts, ends or restarts. After the connection to the bus has ended, only another call of
 /// `connectIfNeeded` connects again.
 ///
 /// Thread contract: thread-safe.
@@ -47,7 +47,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and asks, unless it is connected. Does not block.
+  /// Connects to the bus and asks for the property, unless the watch is connected. Does not block.
   void connectIfNeeded();
 
  private:
@@ -70,7 +70,8 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   UnfairLock lock_;
   sd_bus* bus_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::shared_ptr<detail::DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
-  // Only the bus's callbacks use the members below. The callbacks run under the lock.
+  // The members below have no annotations, because the bus's callbacks use them. The callbacks run under the lock, but
+  // the thread-safety analysis cannot see that.
   sd_bus_slot* call_ = nullptr;
   std::uint64_t question_ = 0;
   int attempts_ = 0;

@@ -41,7 +41,7 @@ locale_t localeForName(std::string_view name) noexcept {
   return Text::isWellFormed(name) ? utf8 : bytes;
 }
 
-/// Sets the locale of this thread for a scope, unless it is null.
+/// Sets the locale of this thread for a scope, unless the locale is null.
 class LocaleOfThread {
  public:
   explicit LocaleOfThread(locale_t locale) noexcept : previous_(::uselocale(locale)) {}
@@ -55,7 +55,7 @@ class LocaleOfThread {
 
 /// An archive that is being written.
 ///
-/// The writer hides a failed write from libarchive, because libarchive leaks memory after one.
+/// The writer hides a failed write from libarchive, because libarchive leaks memory after a failed write.
 class ZipWriter {
  public:
   explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {
@@ -98,8 +98,8 @@ class ZipWriter {
   }
 
   /// Adds a file. The header with the size precedes the contents. Files such as those of /proc report other sizes, but
-  /// are small: the first block contains them completely and gives their size. If a file is longer than its reported
-  /// size, its header has no size.
+  /// are small: the first block contains them completely and gives their size. If the first block is full and the
+  /// reported size is not larger than the block, the header has no size.
   void addFile(const std::string& path, const std::string& name, archive_entry* entry) {
     const FileHandle file = FileHandle::forReading(URL::fileURLWithPath(path));
     std::size_t filled = fillBlock(file);
@@ -139,8 +139,8 @@ class ZipWriter {
   std::unique_ptr<archive, CloseArchive> zip_;
 };
 
-/// A temporary file for one archive. Other users may not read it. It has no directory of its own, because some file
-/// systems take milliseconds to remove one.
+/// A temporary file for one archive. Other users may not read it. It has no separate directory, because some file
+/// systems take milliseconds to remove a directory.
 class TemporaryFile {
  public:
   TemporaryFile()

@@ -16,10 +16,11 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-compatible.
 ///
 ///     NetlinkSocket socket(0);
-///     if (socket.error() == 0 && socket.requestDump(RTM_GETLINK)) show(socket.receive(NetlinkSocket::Wait::briefly));
+///     bool isSent = socket.error() == 0 && socket.requestDump(RTM_GETLINK) == 0;
+///     if (isSent) show(socket.receive(NetlinkSocket::Wait::briefly));
 class TESSALY_EXPORT NetlinkSocket {
  public:
-  /// Whether `receive` waits for a datagram, for at most 2 s.
+  /// Whether `receive` waits for a datagram.
   enum class Wait : std::uint8_t { no, briefly };
   /// The outcome of `receive`.
   enum class Result : std::uint8_t {
@@ -50,8 +51,8 @@ class TESSALY_EXPORT NetlinkSocket {
   /// Requests all objects of a kind (`RTM_GETLINK`, ...) of all families. Returns the `errno`, or 0 if the request was
   /// sent.
   int requestDump(std::uint16_t type) noexcept;
-  /// The next datagram from the kernel. Ignores datagrams from other senders. Waits at most 2 s, and only if `wait`
-  /// says so.
+  /// The next datagram from the kernel. Ignores datagrams from other senders. With `Wait::briefly` it waits for at most
+  /// 2 s, which begin again after each ignored datagram and after each interruption by a signal.
   Received receive(Wait wait);
 
  private:

@@ -10,20 +10,21 @@
 
 namespace Tessaly::inline v1 {
 
-/// Asks polkit whether the user of this process may do one action. The action's policy should demand authentication.
+/// An authentication backend that asks polkit whether the user of this process may do one action. The action's policy
+/// should demand authentication.
 ///
-/// The action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets it and installs its policy.
-/// The authority accepts the application's reason only from trusted callers, such as the owner that the action's policy
-/// names. If it refuses the reason, the user sees the policy's text. If the authentication then fails, the error says
-/// that the reason was not shown.
+/// By default, the action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets it and installs
+/// its policy. The authority accepts the application's reason only from trusted callers, such as the owner that the
+/// action's policy names. If the authority refuses the reason, the user sees the policy's text. If the authentication
+/// then fails, the error says that the reason was not shown.
 ///
-/// Thread contract: thread-safe. A question that waits for the user has a thread of its own.
+/// Thread contract: thread-safe. Each question to the user has its own thread.
 ///
 ///     PolkitAuthentication polkit("org.example.player.authenticate");
 ///     std::unique_ptr<LAContext> context = polkit.makeContext();
 class TESSALY_EXPORT PolkitAuthentication final : public AuthenticationBackend {
  public:
-  /// Without an argument, each question uses the bundle's action of that moment.
+  /// Without an argument, each context uses the bundle's action at the time of `makeContext`.
   explicit PolkitAuthentication(std::optional<std::string> action = std::nullopt) : action_(std::move(action)) {}
   ~PolkitAuthentication() override;
 

@@ -129,8 +129,8 @@ void RouteTable::applyAddress(Bytes payload, bool isThere, Outcome& outcome) {
   if (local) bytes = local;
   if (!bytes) return;
   const Address address{part->ifa_family, static_cast<int>(part->ifa_index), *bytes};
-  // Machines beyond the link cannot answer to an address with the scope of a link or host. For IPv4 the scope of a link
-  // counts too, because address translators use link-local addresses.
+  // Machines beyond the link cannot answer to an address with the scope of a link or host. For IPv4 an address with the
+  // scope of a link counts nevertheless, because address translators use such addresses.
   const bool reachesOut =
       part->ifa_family == AF_INET6 ? part->ifa_scope < RT_SCOPE_LINK : part->ifa_scope < RT_SCOPE_HOST;
   const bool isUsable = (flags & (IFA_F_TENTATIVE | IFA_F_DADFAILED)) == 0 || (flags & IFA_F_OPTIMISTIC) != 0;

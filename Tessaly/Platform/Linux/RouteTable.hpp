@@ -18,9 +18,9 @@ namespace Tessaly::inline v1 {
 ///
 /// A default route of a family is usable under two conditions. Its link is up and has a carrier. The link has an
 /// address of that family that other machines can answer to. Such an address on another link is enough if it is the
-/// route's preferred source. A bridge has a carrier if one of its ports has one, and a tunnel if it is up. Tunnels
-/// often set a pair of routes to the two halves of the address space. Such a pair counts as a default route. Only
-/// routes of the main and the default table count.
+/// route's preferred source. A bridge has a carrier if one of its ports has a carrier. A tunnel has a carrier if it is
+/// up. Tunnels often set a pair of routes to the two halves of the address space. Such a pair counts as a default
+/// route. Only routes of the main and the default table count.
 ///
 /// The table accepts any bytes. Messages that are malformed, cut short or irrelevant change nothing.
 ///
@@ -43,7 +43,7 @@ class TESSALY_EXPORT RouteTable {
     bool needsRoutes = false;
     /// After a dump: the dump has ended.
     bool isDone = false;
-    /// After a dump: the tables changed meanwhile, and it must be repeated.
+    /// After a dump: the tables changed during the dump, which must be repeated.
     bool isInterrupted = false;
     /// After a dump: the `errno` of a refusal, or 0.
     int error = 0;

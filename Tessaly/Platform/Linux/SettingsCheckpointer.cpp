@@ -32,7 +32,7 @@ SettingsCheckpointer::Outcome SettingsCheckpointer::runOnce(SettingsPatience& pa
     store_.checkpointFailed(problem);
     return Outcome::failed;
   };
-  // Makes the directory, should it have vanished.
+  // Makes the directory if it has vanished.
   if (const auto prepared = store_.prepareCheckpoint(patience); !prepared) return ended(prepared.error());
   const auto directory = store_.files().open(store_.directory(), O_RDONLY | O_DIRECTORY);
   if (!directory) return ended(directory.error());
@@ -42,14 +42,14 @@ SettingsCheckpointer::Outcome SettingsCheckpointer::runOnce(SettingsPatience& pa
     return Outcome::busy;
   }
   const auto hadOldJournal = write(directory->get(), patience);
-  // Processes that work in the directory that is there now do not see the lock of one that was moved away.
+  // The lock of a directory that was moved away does not hold back processes in the directory that replaced it.
   const bool wasOvertaken = !hadOldJournal && hadOldJournal.error().fault == StoreFault::outdated;
   if (wasOvertaken || isElsewhere(directory->get())) {
     isOutdated = true;
     return Outcome::busy;
   }
   if (!hadOldJournal) return ended(hadOldJournal.error());
-  // The contents of the old journal were there before this checkpoint; what came since is still to be written.
+  // This checkpoint holds only the contents of the old journal. Later changes are still to be written.
   isOutdated = *hadOldJournal;
   store_.checkpointSucceeded();
   return Outcome::done;
@@ -73,8 +73,8 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
     store_.listFile().discard(*written);
     return std::unexpected(result.error());
   }
-  // The removal first, so that it is on the disk when this ends. After a power cut the old journal may have lost its
-  // latest records: the others would replace newer values of the list.
+  // Removes the old journal before the wait for the disk, so that the removal is on the disk afterwards. After a power
+  // cut, the old journal may lack its latest records. Its other records would then replace newer values of the list.
   result = store_.removeOldJournal(directory);
   if (result) result = store_.listFile().synchronizeDirectories();
   if (!result) return std::unexpected(result.error());
@@ -84,8 +84,8 @@ StoreResult<bool> SettingsCheckpointer::write(int directory, SettingsPatience& p
 
 StoreResult<> SettingsCheckpointer::waitForDisk(const SettingsStore::Standing& standing) {
   if (synchronized_ == standing) return {};
-  // A process that was killed may have put the list in place and not waited for the disk. Another program need not wait
-  // at all.
+  // A killed process may have put the list in place without waiting for the disk. Another program may never wait for
+  // the disk.
   const auto result = store_.listFile().synchronize();
   if (result) synchronized_ = standing;
   return result;

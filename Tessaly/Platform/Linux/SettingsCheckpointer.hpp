@@ -12,9 +12,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes the values into the property list. One process at a time does it, under a lock of the directory, and one
-/// thread of this process at a time. A second process waits for the lock as long as its patience allows. Then it gives
-/// up, or writes what is still missing.
+/// Writes the values into the property list. Only one process at a time does so, under a lock of the directory, and
+/// only one thread of this process. Another process waits for the lock as long as its patience allows. If it gets the
+/// lock, it writes the changes that are still missing. Otherwise it gives up.
 ///
 /// Thread contract: thread-safe.
 class SettingsCheckpointer {
@@ -24,7 +24,7 @@ class SettingsCheckpointer {
     /// Another process has the lock.
     busy,
     failed,
-    /// The property list must become readable, or be set aside, first.
+    /// The property list must first become readable or be set aside.
     postponed,
   };
 
@@ -33,8 +33,8 @@ class SettingsCheckpointer {
   Outcome run(SettingsPatience& patience);
 
  private:
-  /// `isOutdated`: it must be made again, because it only finished that of another process, or the directory was moved
-  /// away.
+  /// Makes one checkpoint. Sets `isOutdated` if another one must follow, for one of three reasons: this one only
+  /// finished the checkpoint of another process, everything was read again, or the directory was moved away.
   Outcome runOnce(SettingsPatience& patience, bool& isOutdated) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> waitForDisk(const SettingsStore::Standing& standing) TESSALY_REQUIRES(lock_);
@@ -42,10 +42,10 @@ class SettingsCheckpointer {
   [[nodiscard]] bool isElsewhere(int directory);
 
   SettingsStore& store_;
-  /// Before the store's own lock.
+  /// Taken before the store's own lock.
   UnfairLock lock_;
-  /// The list and the journal for which this process last waited. While both are in the directory, no further wait is
-  /// needed.
+  /// The list and the journal that this process last waited for, until they were on the disk. While both are in the
+  /// directory, no further wait is needed.
   std::optional<SettingsStore::Standing> synchronized_ TESSALY_GUARDED_BY(lock_);
 };
 

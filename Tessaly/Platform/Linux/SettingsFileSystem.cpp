@@ -21,7 +21,7 @@ namespace {
 
 using Call = SettingsFileSystem::Call;
 
-/// The path of calls on descriptors.
+/// The path of removals and of calls on descriptors.
 const std::string& noPath() {
   static const auto& path = *new std::string;
   return path;
@@ -34,13 +34,14 @@ StoreResult<> withoutValue(const StoreResult<long>& result) {
   return {};
 }
 
-/// Success also for these two errors.
+/// Like `withoutValue`, but these two error codes also count as success.
 StoreResult<> unless(const StoreResult<long>& result, int first, int second) {
   if (result || result.error().errorCode == first || result.error().errorCode == second) return {};
   return std::unexpected(result.error());
 }
 
-/// Holds the signal back by which a limit for the size of files ends the process, where there is such a limit.
+/// Blocks SIGXFSZ for a scope if the process has a limit for the size of files. Exceeding the limit would otherwise end
+/// the process.
 class FileSizeSignal {
  public:
   FileSizeSignal() noexcept {
@@ -127,7 +128,8 @@ bool SettingsFileSystem::mayWrite(const std::string& path) {
 }
 
 StoreResult<> SettingsFileSystem::read(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes) {
-  // Another program may have made a file larger than all memory. Such an allocation would end the process.
+  // Another program may have made a file larger than all memory. The allocation of so much memory would end the
+  // process.
   if (size >= largeRead && static_cast<std::int64_t>(size) > availableMemory()) {
     return failure(StoreFault::outOfMemory, ENOMEM);
   }

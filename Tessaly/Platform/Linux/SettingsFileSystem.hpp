@@ -18,7 +18,7 @@ enum class LockMode : std::uint8_t { shared, exclusive };
 /// The fate of a file that has the name already.
 enum class Replacing : std::uint8_t { replace, exchange, refuse };
 
-/// Every system call that the settings store makes on files. A test derives from it to let calls fail.
+/// Every system call that the settings store makes on files. A test derives from this class to make calls fail.
 ///
 /// Calls that a signal interrupts are made again.
 ///
@@ -46,30 +46,32 @@ class TESSALY_EXPORT SettingsFileSystem {
   SettingsFileSystem(const SettingsFileSystem&) = delete;
   SettingsFileSystem& operator=(const SettingsFileSystem&) = delete;
 
-  /// The one that makes the calls and lets none fail.
+  /// The instance that only makes the system calls.
   [[nodiscard]] static SettingsFileSystem& shared() noexcept;
 
   [[nodiscard]] StoreResult<OwnedDescriptor> open(const std::string& path, int flags, mode_t mode = 0);
   [[nodiscard]] StoreResult<struct stat> status(const std::string& path);
   [[nodiscard]] StoreResult<struct stat> status(int descriptor);
   [[nodiscard]] bool mayWrite(const std::string& path);
-  /// Reads so many bytes, or as many as there are. Refuses sizes of 64 MiB and more that do not fit into memory.
+  /// Reads `size` bytes, or fewer if the file ends earlier. Refuses a size of 64 MiB or more that exceeds the available
+  /// memory.
   [[nodiscard]] StoreResult<> read(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
-  /// One call, which may write a part only. The limit for the size of files is an error, not a signal.
+  /// Makes one call, which may write only a part of the bytes. Exceeding the process's limit for the size of files is
+  /// an error, not a signal.
   [[nodiscard]] StoreResult<std::size_t> write(int descriptor, std::string_view bytes);
   [[nodiscard]] StoreResult<> writeAll(int descriptor, std::string_view bytes);
-  /// Reserves room on the disk without changing the size. Succeeds where the file system cannot reserve.
+  /// Reserves room on the disk without changing the file's size. Also succeeds if the file system cannot reserve room.
   [[nodiscard]] StoreResult<> allocate(int descriptor, std::uint64_t offset, std::uint64_t size);
-  /// Waits for the disk. Succeeds for directories that cannot be synchronized.
+  /// Waits for the disk. Also succeeds for a file or directory that cannot be synchronized.
   [[nodiscard]] StoreResult<> synchronize(int descriptor);
   [[nodiscard]] StoreResult<> link(const std::string& from, const std::string& to);
   [[nodiscard]] StoreResult<> rename(const std::string& from, const std::string& to, Replacing replacing);
-  /// Succeeds if nothing has the name.
+  /// Also succeeds if nothing has the name.
   [[nodiscard]] StoreResult<> remove(const std::string& path);
   [[nodiscard]] StoreResult<> removeFrom(int directory, const char* name);
-  /// Succeeds if something has the name.
+  /// Also succeeds if something has the name.
   [[nodiscard]] StoreResult<> createDirectory(const std::string& path);
-  /// Tries once.
+  /// Does not wait for the lock.
   [[nodiscard]] StoreResult<> lock(int descriptor, LockMode mode);
   void unlock(int descriptor) noexcept;
   [[nodiscard]] StoreResult<std::string> readLink(const std::string& path);
@@ -77,12 +79,13 @@ class TESSALY_EXPORT SettingsFileSystem {
   void setOwner(int descriptor, uid_t user, gid_t group) noexcept;
 
  protected:
-  /// The outcome of a call: an error code instead of it, or the maximum of bytes that it writes.
+  /// The fate of a call: an error code that replaces the call, or the maximum number of bytes that the call writes.
   struct Fate {
     int errorCode = 0;
     std::size_t maximumBytes = SIZE_MAX;
   };
-  /// Called before each system call. The path is empty for calls on descriptors. Does nothing here.
+  /// Called before each system call, except the calls of `unlock` and `setOwner`. The path is empty for removals and
+  /// for calls on descriptors. Does nothing here.
   [[nodiscard]] virtual Fate before(Call call, const std::string& path);
 
  private:

@@ -101,7 +101,7 @@ StoreResult<std::string> setAside(const std::string& path, const std::string& as
         manner == SettingAside::keepBoth ? files.link(path, name) : files.rename(path, name, Replacing::refuse);
     if (!result && manner == SettingAside::move &&
         (result.error().errorCode == EINVAL || result.error().errorCode == ENOSYS)) {
-      // A file system without that flag.
+      // The file system does not support `RENAME_NOREPLACE`.
       if (!identityAt(name, files).isNone()) continue;
       result = files.rename(path, name, Replacing::replace);
     }

@@ -14,40 +14,42 @@
 namespace Tessaly::inline v1::detail {
 
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
-/// None if there is no file.
+/// The identity of a file. None if its status cannot be read, for example because there is no file.
 [[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path,
                                                      SettingsFileSystem& files = SettingsFileSystem::shared());
-/// 0 if the path has nothing.
+/// The inode number of a file. 0 if its status cannot be read, for example because there is no file.
 [[nodiscard]] ino_t inodeAt(const std::string& path, SettingsFileSystem& files);
 
 struct FileContents {
   std::string bytes;
   FileIdentity identity;
 };
-/// A whole regular file. A file that changes meanwhile is a system problem (EAGAIN).
+/// Reads a whole regular file. Fails with a system problem (EAGAIN) if the file changes during the read.
 [[nodiscard]] TESSALY_EXPORT StoreResult<FileContents> readFile(
     const std::string& path, SettingsFileSystem& files = SettingsFileSystem::shared());
 
-/// Makes a directory and those above it, for this user only.
+/// Makes a directory and the missing directories above it, for this user only.
 [[nodiscard]] StoreResult<> makeDirectories(const std::string& path, SettingsFileSystem& files);
-/// The path that a symbolic link leads to in the end; the path itself if it is no link.
+/// The path at the end of a chain of symbolic links. The path itself if it is not a link, or if the chain has 40 links
+/// or more.
 [[nodiscard]] std::string followed(const std::string& path, SettingsFileSystem& files);
 [[nodiscard]] std::string directoryOfPath(const std::string& path);
-/// Waits until a file, or the entries of a directory, are on the disk. Succeeds if it may not be opened.
+/// Waits until a file, or the entries of a directory, are on the disk. Also succeeds if this process has no permission
+/// to open the path.
 [[nodiscard]] StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files);
-/// Removes the files whose paths are this beginning and a number, if they are older than a minute: a process was
-/// killed while it wrote them.
+/// Removes the files whose paths are `beginning` and a number, if their last write is more than a minute ago. A process
+/// was killed while it wrote such a file.
 void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
-/// Whether the file that is set aside keeps its own name, too.
+/// Whether a file that is set aside also keeps its own name.
 enum class SettingAside : std::uint8_t { move, keepBoth };
 /// Gives a file the first free name of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, with the
 /// stem and the extension of `as`. Returns the new path.
 [[nodiscard]] StoreResult<std::string> setAside(const std::string& path, const std::string& as, SettingAside manner,
                                                 SettingsFileSystem& files);
 
-/// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or in `.config` in the home directory.
-/// Nothing when there is no such place, or the identifier cannot name a directory.
+/// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or `.config/<identifier>` in the home
+/// directory. Nothing if there is no such place, or if the identifier cannot name a directory.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsDirectory(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

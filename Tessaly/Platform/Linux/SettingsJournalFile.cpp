@@ -13,7 +13,7 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-/// A fresh journal has this much room, so that a full disk is noticed before the room is needed.
+/// A new journal reserves this many bytes, so that a full disk is noticed before the room is needed.
 constexpr std::uint64_t reservedSize = std::uint64_t{256} * 1024;
 constexpr std::size_t tailSize = 16;
 
@@ -76,7 +76,7 @@ StoreResult<SettingsJournalFile::Standing> SettingsJournalFile::standing() {
   if (isUntouched) return Standing::current;
   const auto intact = isIntact();
   if (intact && *intact) return Standing::current;
-  modified_ = 0;  // It is to be compared the next time, too.
+  modified_ = 0;  // Makes the next call compare again.
   if (!intact) return std::unexpected(intact.error());
   return Standing::overwritten;
 }
@@ -113,12 +113,12 @@ StoreResult<std::string_view> SettingsJournalFile::news() {
   if (buffer_.capacity() > reservedSize) buffer_ = {};
   buffer_.clear();
   if (size_ == offset_) return std::string_view();
-  // Includes the known bytes before them. Another program may have overwritten those before other processes wrote.
+  // Reads the last known bytes again, because another program may have overwritten them before other processes wrote.
   const std::uint64_t start = offset_ - tail_.size();
   const auto read = files_.read(file_.get(), start, static_cast<std::size_t>(size_ - start), buffer_);
   if (!read) return std::unexpected(read.error());
   if (buffer_.starts_with(tail_)) return std::string_view(buffer_).substr(tail_.size());
-  modified_ = 0;  // So that `standing()` compares them, too.
+  modified_ = 0;  // Makes `standing()` compare again.
   return failure(StoreFault::overwritten);
 }
 

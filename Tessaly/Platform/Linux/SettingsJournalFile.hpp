@@ -13,20 +13,20 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The journal file that a store has open: whether it may be written, how far it was read, and whether it is still the
-/// same file with the same contents. Knows nothing of the values.
+/// The journal file that a store has open, and its state: whether it may be written, how far it was read, and whether
+/// it is still the same file with the same contents. Does not know the values.
 ///
-/// Files are made under a name of their own first, so that no process ever sees half a header.
+/// A new file has a temporary name at first, so that no process ever sees an incomplete header.
 ///
 /// Thread contract: thread-compatible.
 class SettingsJournalFile {
  public:
-  /// How the open file relates to what stands at the path.
+  /// The relation of the open file to the file at the path.
   enum class Standing : std::uint8_t {
     current,
     /// The path has another file, or no file.
     replaced,
-    /// It is the same file, but what was read of it is no longer there.
+    /// The path has the same file, but the bytes that were read of it have changed.
     overwritten,
   };
 
@@ -38,7 +38,7 @@ class SettingsJournalFile {
   [[nodiscard]] bool isWritable() const noexcept { return isWritable_; }
   /// Whether its header was read, and records are read from `offset()` on.
   [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
-  /// The number of the journal that is followed, or was followed last. 0 if its successor cannot be recognised.
+  /// The nonce of the journal that is followed, or was followed last. 0 if its successor cannot be recognised.
   [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
@@ -59,16 +59,18 @@ class SettingsJournalFile {
   [[nodiscard]] StoreResult<bool> isIntact();
 
   [[nodiscard]] StoreResult<std::string> contents(std::size_t maximum = SIZE_MAX);
-  /// Begins to follow a journal of this header, whose first records, up to the offset, are known.
+  /// Begins to follow a journal with this header. `known` is the beginning of the journal that was already read.
   void follow(const JournalHeader& header, std::string_view known);
-  /// The bytes behind `offset()`, until the next call. Fails if the known bytes before them have changed.
+  /// The bytes behind `offset()`, which are valid until the next call. Fails if the known bytes before them have
+  /// changed.
   [[nodiscard]] StoreResult<std::string_view> news();
   /// Marks that many bytes of the news as read.
   void advance(std::size_t count);
 
-  /// Adds one record by one write. Returns whether no other process has added anything before it or since.
+  /// Appends one record with one write. Returns true if no other process has appended anything since the last read.
+  /// Then this record counts as read.
   [[nodiscard]] StoreResult<bool> append(std::string_view record);
-  /// Adds several records by one write. They are read like those of other processes.
+  /// Appends several records with one write. They are read later, like the records of other processes.
   [[nodiscard]] StoreResult<> appendAll(std::string_view records);
   [[nodiscard]] StoreResult<> synchronize() { return files_.synchronize(file_.get()); }
 
@@ -77,12 +79,12 @@ class SettingsJournalFile {
   /// Replaces this journal by another one. Keeps a journal that is not empty under a new name, and returns that name.
   /// Otherwise returns the journal's own path. Needs the exclusive lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
-  /// Makes this journal the old one and goes on with an empty one. Needs the exclusive lock.
+  /// Makes this journal the old journal, and continues with an empty journal. Needs the exclusive lock.
   [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);
 
  private:
   [[nodiscard]] StoreResult<OwnedDescriptor> make(const JournalHeader& header, std::string_view records, mode_t mode);
-  /// Gives the file the name of the old journal. Returns how the new one is to take its place.
+  /// Gives the file the name of the old journal. Returns the way in which the new journal must take its place.
   [[nodiscard]] StoreResult<Replacing> moveToOld();
   void remember(const struct stat& status) noexcept;
 

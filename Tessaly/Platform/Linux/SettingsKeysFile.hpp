@@ -10,7 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The file of the published keys. No value depends on it, so it is not synchronized: a host publishes at each start.
+/// The file of the published keys. It is not synchronized, because no value depends on it, and hosts publish their keys
+/// at each start.
 ///
 /// Thread contract: thread-safe.
 class SettingsKeysFile {
@@ -19,7 +20,7 @@ class SettingsKeysFile {
 
   /// Writes the file, unless it holds the same keys.
   [[nodiscard]] StoreResult<> write(const std::vector<SettingDescription>& keys) const;
-  /// By name; none if the file is missing or malformed.
+  /// The published keys, by name. Empty if the file is missing, unreadable or malformed.
   [[nodiscard]] std::vector<SettingDescription> read() const;
 
  private:

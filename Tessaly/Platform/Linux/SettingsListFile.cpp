@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::detail {
 
 namespace {
 
-/// In the format, or in the binary one if that cannot hold a value.
+/// The values in the format, or in the binary format if the given format cannot hold a value.
 Data encoded(const PropertyList::Dictionary& values, PropertyListFormat format) {
   if (format == PropertyListFormat::xml) {
     const PropertyList list(values);
@@ -45,7 +45,7 @@ StoreResult<FileIdentity> SettingsListFile::look() const {
 StoreResult<SettingsListFile::Contents> SettingsListFile::read(const std::string& path) const {
   try {
     auto file = readFile(path, files_);
-    // Another program may be writing it now.
+    // Another program may be writing the file now.
     for (int attempt = 0; attempt < 3 && !file && file.error().errorCode == EAGAIN; ++attempt) {
       file = readFile(path, files_);
     }

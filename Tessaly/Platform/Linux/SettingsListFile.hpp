@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The property-list file: reads it, writes another one beside it, and puts that in its place. Knows nothing of the
-/// journal.
+/// The property-list file of a store. Reads the file, writes a new file beside it, and puts the new file in its place.
+/// Does not know the journal.
 ///
 /// Thread contract: thread-compatible.
 class SettingsListFile {
@@ -35,30 +35,30 @@ class SettingsListFile {
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
   /// The directory in which the file stands, behind symbolic links.
   [[nodiscard]] std::string targetDirectory() const;
-  /// None also if the status cannot be read.
+  /// The identity of the file. None if there is no file, or if its status cannot be read.
   [[nodiscard]] FileIdentity identity() const { return look().value_or(FileIdentity{}); }
-  /// None if there is no file.
+  /// The identity of the file. None if there is no file. Fails if its status cannot be read.
   [[nodiscard]] StoreResult<FileIdentity> look() const;
 
-  /// The file at the path: `missing` where there is none, `damaged` if it is no dictionary.
+  /// Reads the file at the path. Fails with `missing` if there is none, and with `damaged` if it is not a dictionary.
   [[nodiscard]] StoreResult<Contents> read() const { return read(path_); }
   [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
 
-  /// Writes the values beside the present file and waits for the disk. Uses the binary format if the other one cannot
-  /// hold a value. Removes what killed processes left.
+  /// Writes the values beside the present file and waits for the disk. Uses the binary format if the given format
+  /// cannot hold a value. Removes the files that killed processes left.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
-  /// Puts the written file in place. Returns true if the replaced file was not the expected one. The replaced file then
-  /// stands at `written.path`.
+  /// Puts the written file in place. Returns true if the two files were exchanged and the replaced file was not the
+  /// expected one. The replaced file then stands at `written.path`.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
-  /// Writes the entries of the store's directory to the disk, and those of the directory that has the file.
+  /// Waits until the entries of the store's directory, and those of the directory that has the file, are on the disk.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
-  /// The same, after the file itself. Fails with `outdated` if there is no file now.
+  /// Waits for the file itself, then for the same directories. Fails with `outdated` if there is no file now.
   [[nodiscard]] StoreResult<> synchronize() const;
   /// Sets the present file aside if it is damaged. If a link leads to something other than a file, only the link is
-  /// moved. Returns the new path; empty if the file is not damaged.
+  /// moved. Returns the new path, or an empty text if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
-  /// Sets a damaged file aside that `put` has replaced.
+  /// Sets aside a damaged file that `put` has replaced.
   [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;
 
  private:

@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// How long one operation may wait, for all that it waits for together. Measured with the store's clock; between two
-/// attempts the thread sleeps.
+/// The total time for which one operation may wait for other processes. The store's clock measures the time, and the
+/// thread sleeps between two attempts.
 ///
 /// Thread contract: thread-compatible.
 class SettingsPatience {
@@ -20,9 +20,9 @@ class SettingsPatience {
   SettingsPatience(Clock& clock, std::chrono::nanoseconds limit)
       : clock_(clock), end_(clock.after(limit)), limit_(limit) {}
 
-  /// Whether it waits as long as an operation may.
+  /// Whether the limit is at least `maximum`.
   [[nodiscard]] bool isFull() const noexcept { return limit_ >= maximum; }
-  /// Makes a pause; false without one if the time is over.
+  /// Sleeps for the pause and returns true. Returns false at once if the time is over.
   [[nodiscard]] bool wait(std::chrono::microseconds pause = std::chrono::microseconds(50)) {
     if (limit_.count() == 0 || clock_.now() >= end_) return false;
     std::this_thread::sleep_for(pause);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the store finds its journal, and reads the records of others.
+// How the store finds its journal, and reads the records of other processes.
 #include "Tessaly/Platform/Linux/SettingsStore.hpp"
 
 #include <cerrno>
@@ -40,7 +40,7 @@ PropertyList::Dictionary SettingsStore::all() const {
 StoreResult<> SettingsStore::obtainJournal(LockMode mode) {
   if (directory_.empty()) return failure(StoreFault::missing, ENOENT);
   if (journal_.isOpen() && !journal_.isWritable() && isForUse_ && files_.mayWrite(journal_.path())) {
-    journal_.close();  // It could only be read when it was opened.
+    journal_.close();  // The file was not writable when it was opened.
   }
   for (int attempt = 0; attempt < 100; ++attempt) {
     if (!journal_.isOpen()) {
@@ -78,14 +78,14 @@ StoreResult<> SettingsStore::openJournal() {
 }
 
 void SettingsStore::leaveJournal() {
-  // The process that replaced it held the exclusive lock: nothing more is written here.
+  // The process that replaced this journal held the exclusive lock, so no more records are written to this journal.
   if (journal_.isFollowed()) {
     const auto intact = journal_.isIntact();
     const StoreResult<> read = !intact   ? std::unexpected(intact.error())
                                : *intact ? readNews()
                                          : failure(StoreFault::overwritten);
     isFormerJournalLost_ = !read && read.error().fault == StoreFault::overwritten;
-    // The records after a part of a journal are unknown.
+    // The records behind the part that was read are unknown.
     if (!read && !isFormerJournalLost_) journal_.forgetNonce();
   }
   journal_.close();
@@ -98,7 +98,7 @@ StoreResult<> SettingsStore::readNews() {
   try {
     while (const auto record = reader.next()) values_.apply(*record);
   } catch (const std::bad_alloc&) {
-    values_.list().wantsReload = true;  // Some of these records count already.
+    values_.list().wantsReload = true;  // Some of these records were already applied.
     throw;
   }
   if (!reader.damaged().empty()) {

@@ -28,8 +28,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The values and the journal of one directory under one lock: reading and writing. Other objects make the checkpoints,
-/// watch the directory and notify the observers; they call this one.
+/// The values and the journal of one directory, which this class reads and writes under one lock. Other objects make
+/// the checkpoints, watch the directory and notify the observers. Those objects call this class.
 ///
 /// No thread waits for another process while it holds the lock.
 ///
@@ -38,8 +38,8 @@ class SettingsStore {
  public:
   using Options = JournaledUserDefaults::Options;
 
-  /// The work that becomes due some time after a write. The store calls these functions under its lock, so they only
-  /// schedule.
+  /// The functions with which the store starts work of other objects. The store calls them under its lock, so they must
+  /// not take that lock.
   struct Schedule {
     std::function<void(std::chrono::nanoseconds)> checkpoint;
     std::function<void(std::chrono::nanoseconds)> retry;
@@ -50,7 +50,7 @@ class SettingsStore {
 
   SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver);
 
-  /// Reads everything. Before the first use.
+  /// Reads everything. Called before the first use.
   void open(Schedule schedule);
 
   [[nodiscard]] const std::string& directory() const noexcept { return directory_; }
@@ -62,7 +62,7 @@ class SettingsStore {
   [[nodiscard]] SettingsIncidents& incidents() noexcept { return incidents_; }
   [[nodiscard]] const SettingsIncidents& incidents() const noexcept { return incidents_; }
 
-  /// A change that is to be written; without a value, a removal.
+  /// A change to write. A change without a value is a removal.
   struct Edit {
     std::string_view key;
     const std::optional<PropertyList>* value;
@@ -71,20 +71,20 @@ class SettingsStore {
   };
   struct Write {
     std::vector<SettingsChange> changes;
-    /// Whether a checkpoint could not keep pace with the writes for some time.
+    /// Whether the journal has become so large that the writer must pause.
     bool isOverdue = false;
   };
-  /// Writes the changes as one record. Returns the changes of which this process's observers are to be notified.
+  /// Writes the changes as one record. Returns the changes for this process's observers.
   Write write(std::span<Edit> edits);
-  /// Reads the records of others, and stores the values that could not be stored.
+  /// Reads the records of other processes, and stores the values that could not be stored.
   StoreResult<> catchUp(SettingsPatience& patience);
   /// Tries again to store the values that could not be stored. Returns whether to try once more later.
   [[nodiscard]] bool retry();
   /// Called after an event in the directory. `wasClosed`: a file there may have been closed after writing.
   void directoryChanged(bool wasClosed);
 
-  /// The property list and the journal that stood in the directory. No two states have the same ones: each list is a
-  /// new file, and each journal has a random number.
+  /// The property list and the journal that stood in the directory at one time. No two states have the same pair,
+  /// because each list is a new file, and each journal has a random number.
   struct Standing {
     FileIdentity list;
     std::uint64_t journal = 0;
@@ -98,13 +98,13 @@ class SettingsStore {
     /// The number of times that everything had been read.
     std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
-    /// With the journal that was begun.
+    /// The state at the end of `beginCheckpoint`.
     Standing standing;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
-  /// Makes the journal the old one, unless an old one is there already.
+  /// If the journal has changes and there is no old journal yet, the journal becomes the old journal.
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
-  /// The values at the beginning of the journal. The caller returns them by `keepSnapshot`.
+  /// The values at the beginning of the journal. The caller returns them with `keepSnapshot`.
   [[nodiscard]] SettingsValues::Snapshot takeSnapshot();
   void keepSnapshot(SettingsValues::Snapshot snapshot);
   [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
@@ -117,12 +117,12 @@ class SettingsStore {
   /// Synchronizes the journal alone.
   void synchronizeJournal();
 
-  /// Sets a property list aside that has been damaged for long enough. Returns whether to try again later.
+  /// Sets aside a property list that is still damaged. Returns whether to try again later.
   [[nodiscard]] bool resolveDamage(SettingsPatience& patience);
   [[nodiscard]] bool isListUnknown();
 
  private:
-  /// The records that this process knew of a journal in whose place another one was begun from nothing.
+  /// The known part of a former journal. A new journal that began from nothing has replaced the former journal.
   struct FormerJournal {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
@@ -131,9 +131,9 @@ class SettingsStore {
     SettingsValues::Values values;
   };
 
-  /// The state of the journal that was begun in place of a former one.
+  /// The state of the new journal that replaced a former journal.
   struct LaterJournal {
-    /// The keys that were written after it was begun.
+    /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
     /// Whether this journal records how much of the former journal its maker had read. If so, the next two members say
@@ -143,20 +143,21 @@ class SettingsStore {
     std::uint64_t knownOwnChanges = 0;
   };
 
-  /// Runs the body, which gives a result, under the lock of this process and that of the journal.
+  /// Runs the body under the store's lock and the journal's lock, and returns its result. Fails without a call of the
+  /// body if the journal cannot be obtained.
   template <typename Body>
   auto withJournal(LockMode mode, SettingsPatience& patience, Body body) -> decltype(body());
 
   // SettingsStore.cpp
   StoreResult<> obtainJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> openJournal() TESSALY_REQUIRES(lock_);
-  /// Reads the rest of a journal in whose place another one stands, and closes it.
+  /// Reads the remaining records of a journal that was replaced at its path, and closes that journal.
   void leaveJournal() TESSALY_REQUIRES(lock_);
   StoreResult<> readNews() TESSALY_REQUIRES(lock_);
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
-  /// Needs the exclusive lock unless nothing is pending: another process could write a newer value of the same key
-  /// between the reading of the last records and this.
+  /// Needs the exclusive lock unless nothing is pending. Without the lock, another process could write a newer value of
+  /// the same key after the last records were read.
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
   [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
@@ -171,10 +172,10 @@ class SettingsStore {
   StoreResult<> followDamagedJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> rotate() TESSALY_REQUIRES(lock_);
   [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
-  /// Whether the exclusive lock is held now, and the journal stands at its path.
+  /// Takes the exclusive lock unless `mode` is exclusive. Returns whether the journal's standing is still the same.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
-  /// Puts a journal in place with all values that this process knows and no property list has.
+  /// Replaces the journal by a new one, with all values that this process knows and the property list does not have.
   StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
   struct Restored {
     JournalHeader header;
@@ -211,23 +212,24 @@ class SettingsStore {
   const std::uint64_t writer_;
   Schedule schedule_;
   SettingsIncidents incidents_;
-  /// Whether an operation has waited for the journal's lock in vain. The next ones do not wait until it is free again.
+  /// Whether an operation has waited 2 s for the journal's lock without getting it. Later operations do not wait for
+  /// the lock. This ends when an operation finds the lock free.
   std::atomic<bool> isLockStuck_{false};
 
-  /// Held across the system calls of one operation. Reading one value does not take it.
+  /// Held across the system calls of one operation. Reading one value does not take this lock.
   mutable UnfairLock lock_;
   SettingsValues values_;
   SettingsJournalFile journal_ TESSALY_GUARDED_BY(lock_);
   const SettingsListFile listFile_;
   const SettingsKeysFile keysFile_;
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
-  /// The directory in which the journal stood that was followed last.
+  /// The inode number of the directory of the journal that was followed last.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Whether a record of the old journal was damaged: then the file is kept.
+  /// Whether the old journal is damaged, or another program has put it there. If so, it is set aside and not removed.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
-  /// Whether the journal that was followed last had been overwritten when another one took its place. The maker of that
-  /// one may not have read it.
+  /// Whether the journal that was followed last was already overwritten when a new journal took its place. The maker of
+  /// the new journal may not have read the former journal.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
 };
 
@@ -252,7 +254,7 @@ auto SettingsStore::withJournal(LockMode mode, SettingsPatience& patience, Body 
     }
     if (isLockStuck_.load(std::memory_order_relaxed)) return failure(StoreFault::lockHeld);
     if (patience.wait()) continue;
-    // An exclusive lock may only be busy, because other processes share it in turn.
+    // A failure to get the exclusive lock may only mean that other processes share the lock in turn.
     if (mode == LockMode::shared && patience.isFull()) isLockStuck_.store(true, std::memory_order_relaxed);
     return failure(StoreFault::lockHeld);
   }

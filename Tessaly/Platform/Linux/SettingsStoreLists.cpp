@@ -59,7 +59,7 @@ StoreResult<> SettingsStore::putInPlace(const SettingsListFile::Written& written
     auto result = readNews();
     if (result) result = lookAtPropertyList();
     if (!result) return result;
-    // The values of the written list need not be those at the beginning of this journal.
+    // After another load, the values of the written list may differ from the values at the beginning of this journal.
     if (values_.loads() != beginning.loads) return StoreResult<>(failure(StoreFault::outdated));
     return exchangeLists(written);
   });
@@ -74,7 +74,7 @@ StoreResult<> SettingsStore::recordList(Kind kind, const FileIdentity& identity)
 
 StoreResult<> SettingsStore::exchangeLists(const SettingsListFile::Written& written) {
   const FileIdentity expected = values_.list().identity;
-  // The record first: every process that sees the file must know it.
+  // Writes the record first, because every process that sees the file must know it.
   const Kind kind = values_.list().isUnrecorded ? Kind::checkpointWithUnknownChanges : Kind::checkpoint;
   if (const auto recorded = recordList(kind, written.identity); !recorded) return recorded;
   const auto isReplaced = listFile_.put(written, expected);
@@ -135,7 +135,7 @@ StoreResult<> SettingsStore::lookAtPropertyList() {
   }
   const auto found = listFile_.read();
   if (found && list.isUnknown()) {
-    // It could not be read at the beginning either: there is nothing to compare it with.
+    // The store has never read a list before, so there is nothing to compare this list with.
     listIsReadable();
     return load();
   }
@@ -147,7 +147,8 @@ StoreResult<> SettingsStore::lookAtPropertyList() {
 
 StoreResult<> SettingsStore::listIsAbsent() {
   auto& list = values_.list();
-  // Another program has set it aside. A list that is written now would leave out the values that only it holds.
+  // The unreadable list was moved away or removed. A list that is written now would lack the values that only the
+  // unreadable list holds.
   if (list.isUnknown()) return failure(StoreFault::postponed);
   list.wantsCheckpoint = true;
   list.identity = FileIdentity{};
@@ -228,12 +229,12 @@ void SettingsStore::directoryChanged(bool wasClosed) {
     const FileIdentity identity = listFile_.identity();
     const bool isListNews = identity != values_.list().identity;
     if (!hasJournal || (identity.isNone() && isListNews)) {
-      // Another program has removed what the other processes still need.
+      // Another program has removed a file that processes still need.
       values_.list().wantsCheckpoint = true;
       return schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
     }
     if (!journal_.mayHaveChanged() && !(isListNews && wasClosed)) {
-      // Another program may be writing it in place, or have been killed there.
+      // Another program may be writing the list in place, or may have been killed during that write.
       const bool isUnknown = values_.list().isUnknown();
       if (isListNews) schedule_.damage((isUnknown ? 3 : 1) * JournaledUserDefaults::damageDelay);
       return;
@@ -252,7 +253,7 @@ void SettingsStore::directoryChanged(bool wasClosed) {
     });
   }
   if (result || result.error().fault != StoreFault::lockHeld) return;
-  // The process that holds the lock may have been stopped. A checkpoint looks at the list, too.
+  // The process that holds the lock may have been stopped. A checkpoint also examines the list.
   const UnfairLock::Guard guard(lock_);
   if (isForeignList) return schedule_.checkpoint(JournaledUserDefaults::checkpointDelay);
   schedule_.retry(JournaledUserDefaults::retryDelay);

@@ -18,7 +18,8 @@ void SettingsStore::open(Schedule schedule) {
   const auto obtained = withJournal(LockMode::shared, patience, [] { return StoreResult<>(); });
   const UnfairLock::Guard guard(lock_);
   if (!values_.areLoaded()) {
-    // Reading needs no lock: a record is whole, or readers skip it. A stopped process must not hide the values.
+    // Reading needs no lock, because readers skip incomplete records. A stopped process that holds the lock must not
+    // hide the values.
     if (!obtained && obtained.error().fault == StoreFault::lockHeld && journal_.isOpen()) {
       const auto bytes = journal_.contents();
       const auto contents = bytes ? JournalContents::from(*bytes) : std::nullopt;
@@ -31,7 +32,7 @@ void SettingsStore::open(Schedule schedule) {
   }
   const StoreFault fault = obtained ? StoreFault::system : obtained.error().fault;
   if (!isForUse_) {
-    // A store that is not there is empty. The reading has named damage already.
+    // A missing store is empty. Damage was already reported.
     const bool isAbsent = !obtained && obtained.error().errorCode == ENOENT;
     const bool isTold = isAbsent || fault == StoreFault::lockHeld || fault == StoreFault::damaged;
     if (!obtained && !isTold) incidents_.writesFail(obtained.error(), 0);
@@ -61,7 +62,8 @@ StoreResult<> SettingsStore::load(const FormerJournal* former) {
 }
 
 StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
-  // First the old journal, then the property list: a checkpoint that ends in between has put the records into the list.
+  // Reads the old journal before the property list. A checkpoint that ends between the two reads has put the old
+  // journal's records into the list.
   const auto old = readFile(journal_.oldPath(), files_);
   StoreResult<> result;
   if (!old && old.error().fault != StoreFault::missing && old.error().fault != StoreFault::notAFile) {
@@ -71,7 +73,7 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
   if (journal_.isFollowed()) journal = journal_.contents();
   if (result && !journal) result = std::unexpected(journal.error());
   if (!result && values_.areLoaded()) {
-    values_.list().wantsReload = true;  // The memory is nearer to the truth than a part of what is stored.
+    values_.list().wantsReload = true;  // The values in memory are better than a part of the stored values.
     return result;
   }
   const bool isContinued =
@@ -101,11 +103,11 @@ StoreResult<> SettingsStore::loadAll(const FormerJournal* former) {
 void SettingsStore::replayOldJournal(const std::string& bytes, const JournalHeader& next) {
   const auto contents = JournalContents::from(bytes, next.predecessor);
   if (contents && contents->header.version > JournalHeader::currentVersion) return;
-  // Another program has put it there, from a backup for example. Its values are older than those of the list. It may
-  // have overwritten an old journal that was still needed.
+  // Another program has put this old journal there, for example from a backup. The values of the old journal are older
+  // than those of the list. The file may have replaced an old journal that was still needed.
   const bool isForeign = contents && next.predecessor != 0 && contents->header.nonce != next.predecessor &&
                          contents->header.nonce != next.nonce;
-  // An empty file holds nothing, and a power cut may have left it.
+  // An empty file does not count as damaged, because a power cut may have left it.
   bool isDamaged = !contents && !bytes.empty();
   if (contents && !isForeign) isDamaged = values_.replay(*contents).isDamaged;
   const bool isHeaderDamaged = contents && contents->isHeaderDamaged;
@@ -159,7 +161,7 @@ SettingsStore::LaterJournal SettingsStore::laterJournal(const std::string& bytes
       continue;
     }
     later.isRestored = true;
-    later.touched.clear();  // The records before it are no later writes.
+    later.touched.clear();  // The records before a restoration are not later writes.
     const auto restoration = record->restoration();
     if (!restoration || restoration->nonce != formerNonce) continue;
     const auto own = restoration->changes.find(writer_);
@@ -174,7 +176,7 @@ void SettingsStore::listIsUnreadable(const StoreProblem& problem) {
   values_.list().unreadable = listFile_.identity();
   const bool isUnknown = values_.list().isUnknown();
   incidents_.listIsUnreadable(listFile_.path(), problem, isUnknown);
-  // A process that has never read the list leaves the repair to a process that has. That one may need two looks.
+  // A process that has never read the list leaves the repair to a process that has. That process may need two attempts.
   schedule_.damage(isUnknown ? 3 * JournaledUserDefaults::damageDelay : JournaledUserDefaults::damageDelay);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the store treats journals that are missing, others than expected, damaged or overwritten.
+// How the store treats journals that are missing, unexpected, damaged or overwritten.
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -47,7 +47,7 @@ StoreResult<> SettingsStore::followJournal(LockMode mode) {
     journal_.follow(*header, *start);
     return load();
   }
-  // Another process has noticed the loss. It may not have known all writes of this process.
+  // Another process has noticed the loss. That process may not have known all writes of this process.
   incidents_.journalHadProblem(UserDefaultsProblem::overwrittenJournal, journal_.path(), UserDefaultsEffect::mayBeLost);
   const FormerJournal former = formerJournal();
   journal_.follow(*header, *start);
@@ -67,7 +67,7 @@ SettingsStore::FormerJournal SettingsStore::formerJournal() const {
 StoreResult<bool> SettingsStore::hasExclusiveLock(LockMode mode) {
   if (mode == LockMode::exclusive) return true;
   if (const auto locked = journal_.lock(LockMode::exclusive); !locked) return std::unexpected(locked.error());
-  // Between the two locks another process may have had its turn.
+  // Another process may have changed the journal between the shared lock and the exclusive lock.
   const auto standing = journal_.standing();
   if (!standing) return std::unexpected(standing.error());
   return *standing ==
@@ -146,7 +146,7 @@ StoreResult<> SettingsStore::createJournal() {
 
 StoreResult<> SettingsStore::restoreJournal(UserDefaultsProblem problem) {
   if (!journal_.isWritable()) {
-    // Only what is stored now can be read.
+    // This process can only read the values that are stored now.
     journal_.close();
     return {};
   }

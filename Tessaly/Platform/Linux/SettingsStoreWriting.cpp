@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the store writes changes, keeps those that cannot be stored, and stores them later.
+// How the store writes changes, keeps the changes that cannot be stored, and stores them later.
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
@@ -139,7 +139,7 @@ void SettingsStore::storeOthers() {
   const auto stored = storePendingAlone(none);
   if (stored) return;
   const UnfairLock::Guard guard(lock_);
-  // Often another process is only writing now.
+  // The lock is often held only because another process is writing now.
   if (stored.error().fault != StoreFault::lockHeld) incidents_.writesFail(stored.error(), values_.pending().size());
   schedule_.retry(JournaledUserDefaults::retryDelay);
 }

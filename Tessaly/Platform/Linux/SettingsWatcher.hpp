@@ -16,13 +16,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts work after something has happened in the store's directory.
+/// A watcher that starts work after events in the store's directory.
 ///
 /// Thread contract: thread-safe.
 class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_shared_from_this<SettingsWatcher> {
  public:
   struct News {
-    /// A file there may have been closed after writing, moved or removed.
+    /// A file in the directory may have been closed after writing, moved or removed.
     bool wasClosed = false;
     /// The directory itself may have vanished.
     bool isGone = false;
@@ -31,8 +31,8 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
   SettingsWatcher(SettingsFileSystem& files, std::string directory, std::shared_ptr<DelayedWork> work)
       : files_(files), directory_(std::move(directory)), work_(std::move(work)) {}
 
-  /// Watches the directory that is there now, and the one that holds the property list behind links. False if it cannot
-  /// be watched.
+  /// Watches the store's present directory. If links lead to a property list in another directory, the watcher also
+  /// watches that directory. Returns false if the store's directory cannot be watched.
   bool watch(const std::string& listDirectory);
   /// The events since the last call.
   News takeNews() noexcept;
@@ -49,7 +49,7 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
   SettingsFileSystem& files_;
   const std::string directory_;
   const std::shared_ptr<DelayedWork> work_;
-  // The hub calls `note` under its lock, which `watch` needs.
+  // Atomic, because the hub calls `note` under the hub's lock, which `watch` needs while it holds `lock_`.
   std::atomic<bool> wasClosed_{false};
   std::atomic<bool> isGone_{false};
   UnfairLock lock_;

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes records to standard error, one line and one `write` each:
+/// A sink that writes each record to standard error, as one line with one `write`:
 /// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
 ///
 /// If standard error is closed or full, the lines are dropped. A pipe without a reader does not end the process.

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 namespace {
 
 // The tables of the protocols ext-data-control-v1 and wlr-data-control-unstable-v1, version 2. No package contains
-// them. They differ in their names. The second protocol got the primary selection later.
+// them. They differ in their names. The second protocol has the primary selection only since version 2.
 
 struct ExtNames {
   static constexpr const char* manager = "ext_data_control_manager_v1";

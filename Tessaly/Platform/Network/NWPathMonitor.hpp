@@ -20,12 +20,12 @@ class NetworkBackend;
 
 /// Notifies a handler of changes of the network path over all interfaces.
 ///
-/// `currentPath()` is correct at once. Updates begin after `start`; the first one has the path of that moment. A
+/// `currentPath()` is correct at once. Updates begin after `start`. The first update has the path of that moment. A
 /// monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of the status
 /// or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
 ///
-/// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Both need the toolkit's loop, and the first
-/// one counts a route whose cable is disconnected.
+/// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Each needs the event loop of its toolkit.
+/// `GNetworkMonitor` also counts a route whose cable is disconnected.
 ///
 /// Thread contract: thread-safe. Reading the path takes a few nanoseconds and no system call.
 ///
@@ -38,7 +38,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
  public:
   using PathUpdateHandler = std::function<void(const NWPath& path)>;
 
-  /// Makes a monitor of all interfaces that reports nothing until it is started. Processes the kernel's pending
+  /// Makes a monitor of all interfaces. The monitor reports nothing until it is started. Processes the kernel's pending
   /// messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
@@ -48,23 +48,24 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
 
   /// Sets the handler of later updates. With an empty function, updates are dropped. An exception of the handler stops
-  /// the process. The monitor keeps the handler until it is cancelled or destroyed.
+  /// the process. The monitor keeps the handler until another one replaces it, or until the monitor is cancelled or
+  /// destroyed.
   void setPathUpdateHandler(PathUpdateHandler handler);
   /// Begins to deliver updates on the queue. Does nothing if the monitor was started or cancelled before.
   void start(OS_dispatch_queue queue);
   /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
-  /// Ends the updates: the handler receives none that comes later. Does not wait for a call that another thread is
-  /// making or is about to make. On a serial queue no call begins after a cancellation there. The handler may call this
-  /// function. Later calls of `cancel` and `start` do nothing.
+  /// Ends the updates: the handler receives no later update. Does not wait for a call that another thread is making or
+  /// is about to make. On a serial queue no call begins after a cancellation there. The handler may call this function.
+  /// Later calls of `cancel` and `start` do nothing.
   void cancel() noexcept;
 
  private:
   friend NetworkBackend;
 
-  /// For the backend: appends a path to those that are to be delivered.
+  /// For the backend: appends a path to the paths that will be delivered.
   void append(NWPath path);
-  /// For the backend, which must not hold its lock: schedules the delivery.
+  /// For the backend: schedules the delivery. The backend must not hold its lock.
   void schedule();
   /// Calls the handler with the next path. Returns false if there is none, or if another thread is delivering.
   bool deliverNext() noexcept;

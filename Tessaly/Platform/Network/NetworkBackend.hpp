@@ -19,7 +19,7 @@ class NWPathMonitor;
 
 /// The source of the paths of path monitors. The system's backend is made with the first monitor and never destroyed.
 ///
-/// Thread contract: thread-safe; an implementation's `refresh` may be called by several threads at once.
+/// Thread contract: thread-safe. An implementation's `refresh` may be called by several threads at once.
 ///
 ///     class AlwaysOnline final : public NetworkBackend {
 ///      public:
@@ -34,7 +34,7 @@ class TESSALY_EXPORT NetworkBackend {
   NetworkBackend& operator=(const NetworkBackend&) = delete;
   virtual ~NetworkBackend();
 
-  /// The latest known path. One load, no lock, no system call.
+  /// The latest known path. Costs one load, without a lock and without a system call.
   [[nodiscard]] NWPath currentPath() const noexcept { return path_.load(std::memory_order_acquire); }
   /// Processes the system's pending messages, so that `currentPath()` is up to date. Called when a monitor is made.
   virtual void refresh() = 0;
@@ -60,7 +60,7 @@ class TESSALY_EXPORT NetworkBackend {
     ofChanges,
   };
   /// Computes the new path with `change` and passes it to the monitors. `change` is called under the lock that orders
-  /// calls for all monitors, so it must only compute.
+  /// calls for all monitors, so `change` must only compute.
   void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
 
  private:
@@ -69,7 +69,7 @@ class TESSALY_EXPORT NetworkBackend {
   std::unordered_map<const NWPathMonitor*, std::weak_ptr<NWPathMonitor>> monitors_ TESSALY_GUARDED_BY(lock_);
 };
 
-/// Replaces the backend for a scope: monitors that are made in the scope get their paths from the new one.
+/// Replaces the backend for a scope. Monitors that are made in the scope get their paths from the new backend.
 using NetworkBackendInstallation = BackendInstallation<NetworkBackend>;
 
 }  // namespace Tessaly::inline v1

@@ -24,7 +24,7 @@ enum class PasteboardServer : std::uint8_t { none, wayland, x11 };
 /// The reason why nothing could be put on the pasteboard.
 enum class PasteboardProblem : std::uint8_t {
   none,
-  /// This process knows of no display.
+  /// This process knows no display, or cannot connect to it.
   noDisplay,
   /// The display did not answer within two seconds.
   notAnswering,

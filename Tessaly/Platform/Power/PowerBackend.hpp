@@ -38,8 +38,8 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// The outcome of the latest requests to the services. They are made for a new assertion, and for one that lost its
-/// service.
+/// The outcome of the latest requests to the services. Requests are made for a new assertion, and for an assertion that
+/// lost its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {
@@ -54,7 +54,7 @@ struct PowerStatus {
 
   /// The service that keeps the display awake now.
   PowerService service = PowerService::none;
-  /// The services that were asked, in order. The last one without a problem is `service`.
+  /// The services that were asked, in order. If a service granted the request, it is the last one.
   std::vector<Attempt> attempts = {};
 
   friend bool operator==(const PowerStatus&, const PowerStatus&) = default;
@@ -85,10 +85,11 @@ class TESSALY_EXPORT PowerBackend {
   virtual ~PowerBackend();
 
   /// Takes an assertion and writes its identifier. The assertion lasts until it is released or the process ends.
-  /// Returns 0, or a system error code; then `identifier` stays unchanged.
+  /// Returns 0, or a system error code. After an error `identifier` is unchanged.
   virtual std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                        std::uint32_t& identifier) = 0;
-  /// Releases an assertion. Returns 0, or a system error code; then the assertion is still held.
+  /// Releases an assertion. Returns 0, or a system error code. After an error the assertion is still held, if it was
+  /// held before.
   virtual std::int32_t releaseAssertion(std::uint32_t identifier) = 0;
   [[nodiscard]] virtual PowerStatus status() const = 0;
 

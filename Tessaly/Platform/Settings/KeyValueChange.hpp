@@ -27,14 +27,14 @@ enum class KeyValueObservingOptions : std::uint8_t {
 struct KeyValueChange {
   /// The stored object, or the explicit null.
   using ObjectOrNull = std::optional<PropertyList>;
-  /// The contents of the entry after a removal.
+  /// The content of `newValue` after a removal.
   [[nodiscard]] static ObjectOrNull null() noexcept { return std::nullopt; }
 
   /// The value that is stored now: `null()` after a removal, and no entry if the observer did not ask for it.
   std::optional<ObjectOrNull> newValue = std::nullopt;
   ChangeOrigin origin = ChangeOrigin::thisProcess;
 
-  /// Whether it has no entry.
+  /// Whether the change has no `newValue` entry.
   [[nodiscard]] bool isEmpty() const noexcept { return !newValue.has_value(); }
 };
 

@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 
 /// An object that a store notifies of the changes of single keys.
 ///
-/// The writing thread notifies it of this process's own writes before the write returns. One serial executor notifies
-/// it of other processes' writes, in the order in which they were made. Both may happen at once. The store holds no
-/// lock meanwhile. A throw out of `observeValue` stops the process.
+/// A thread of this process that writes a value notifies the observer before the write returns. One serial executor
+/// notifies the observer of other processes' writes, in the order of those writes. Both kinds of notification may run
+/// at the same time. The store holds no lock during a notification. An exception from `observeValue` stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -30,8 +30,8 @@ class TESSALY_EXPORT KeyValueObserver : public Object {
  public:
   ~KeyValueObserver() override;
 
-  /// Called after a change of a key that this object observes in `object`. `context` is that of the observer's
-  /// addition.
+  /// Called after a change of a key that this object observes in `object`. `context` is the pointer that was passed
+  /// when the observer was added.
   virtual void observeValue(std::optional<std::string_view> keyPath, const Object* object,
                             const std::optional<KeyValueChange>& change, void* context) = 0;
 

@@ -29,7 +29,7 @@ void KeyValueObservers::add(const std::shared_ptr<KeyValueObserver>& observer, s
   registration.number = ++added_;
   Registrations& registrations = key ? ofKeys_[std::move(storedKey)] : ofEveryKey_;
   if (registrations.size() == registrations.capacity()) {
-    // Of an observer that ended without `remove` only this is left.
+    // An observer that was destroyed without `remove` leaves its registration.
     const auto ended =
         std::erase_if(registrations, [](const Registration& former) { return former.observer.expired(); });
     count_.fetch_sub(ended, std::memory_order_relaxed);
@@ -72,7 +72,7 @@ void KeyValueObservers::notify(const Object& store, std::string_view key, const 
   if (count_.load(std::memory_order_acquire) == 0) return;
   struct Call {
     std::weak_ptr<KeyValueObserver> observer;
-    /// The key as the observer names it, should that differ.
+    /// The key as the caller passed it, if the store uses another one.
     std::optional<std::string> key;
     KeyValueObservingOptions options;
     void* context;

@@ -32,7 +32,7 @@ std::partial_ordering order(NSNumber left, NSNumber right) {
   return left.integerValue() <=> right.integerValue();
 }
 
-/// Unordered if the values are not of one kind, or have no order.
+/// Unordered unless both values are numbers, both are dates, or both are texts.
 std::partial_ordering order(const PropertyList& left, const PropertyList& right) {
   if (left.number() && right.number()) return order(*left.number(), *right.number());
   if (left.date() && right.date()) {

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A setting as its host publishes it, for people and for programs other than the host. Nothing in the store depends on
-/// it. `Default::Key::described` makes it.
+/// The published description of a setting, for people and for programs other than the host. The store does not use the
+/// description. `Default::Key::described` makes it.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -22,18 +22,18 @@ struct SettingDescription {
   std::string name = {};
   /// The kind of the stored value.
   PropertyList::Kind kind = PropertyList::Kind::text;
-  /// Nothing if the setting can be absent.
+  /// No value if the setting can be absent.
   std::optional<PropertyList> defaultValue = std::nullopt;
   std::optional<PropertyList> minimum = std::nullopt;
   std::optional<PropertyList> maximum = std::nullopt;
   /// The stored values of an enumeration; empty for any other kind.
   std::vector<PropertyList> cases = {};
-  /// Whether only the host can tell the allowed values.
+  /// Whether the host also checks values with a function, which other programs cannot call.
   bool hasPredicate = false;
   /// One line for people.
   std::string documentation = {};
 
-  /// Whether kind, range and cases allow the stored value. A predicate is not asked.
+  /// Whether kind, range and cases allow the stored value. Does not call a predicate.
   [[nodiscard]] TESSALY_EXPORT bool allows(const PropertyList& stored) const;
   /// Such as `integer from 1 to 3600, default 60`.
   [[nodiscard]] TESSALY_EXPORT std::string summary() const;

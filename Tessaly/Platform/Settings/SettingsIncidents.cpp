@@ -52,7 +52,7 @@ void SettingsIncidents::writesFail(Problem problem, std::int32_t errorCode, std:
   const UnfairLock::Guard guard(lock_);
   doWritesFail_.store(true, std::memory_order_relaxed);
   status_.unstoredKeys = static_cast<std::int64_t>(unstoredKeys);
-  // A write fails for one reason at a time. A refused value says nothing about those that were written before it.
+  // A write fails for one reason at a time. A refused value says nothing about the values that were written before.
   const bool isRefused = problem == Problem::valueTooLarge;
   std::erase_if(status_.problems,
                 [&](const auto& known) { return !isRefused && isOfWrites(known.problem) && known.problem != problem; });

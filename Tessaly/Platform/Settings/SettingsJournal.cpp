@@ -57,7 +57,7 @@ std::optional<JournalRecord::Change> takeChange(std::string_view& batch) noexcep
   return change;
 }
 
-/// What records of a journal begin with: another word in each, never with four zero bytes.
+/// The number with which every record of a journal begins. It depends on the nonce and is never 0.
 std::uint32_t magicOf(std::uint64_t nonce) noexcept {
   return static_cast<std::uint32_t>(nonce >> 32 ^ nonce) | 0x0100'0001u;
 }
@@ -75,7 +75,8 @@ std::uint32_t seedOf(std::uint64_t nonce) noexcept {
   return crc32c(0, bytes);
 }
 
-/// Whether the checksum of the record at the beginning of the bytes is right, if its body has this length.
+/// Whether the bytes begin with a record that has a body of this length, a right checksum and a possible length of its
+/// key.
 bool isIntact(std::string_view bytes, std::uint64_t length, std::uint64_t nonce) noexcept {
   if (length < smallestBody || bytes.size() < bodyOffset || length > bytes.size() - bodyOffset) return false;
   std::string size;
@@ -237,8 +238,8 @@ void JournalReader::skip(std::string_view gap, std::vector<std::string_view>& da
   while (!gap.empty()) {
     const std::string_view part = gap.substr(0, gap.find(word, 1));
     gap.remove_prefix(part.size());
-    // A part that is shorter than its record says was cut: its writer was killed before the write was acknowledged. No
-    // writer names an impossible length.
+    // A part that is shorter than its length field says was cut off. Its writer was killed before the write was
+    // acknowledged. A length above the maximum is damage, because no writer names such a length.
     const auto wasCut = [&] {
       const std::uint64_t named = get(part, 8, 8);
       return part.starts_with(word) && named > part.size() - bodyOffset &&

@@ -26,7 +26,7 @@ std::optional<PropertyList> SettingsTable::exchange(std::string_view key, std::o
   const UnfairLock::Guard guard(lock_);
   struct Revision {
     std::atomic<std::uint64_t>& revision;
-    // After the change, so that a thread that sees the number sees the change.
+    // Stores the number after the change, so that a thread that sees the number also sees the change.
     ~Revision() { revision.store(nextRevision(), std::memory_order_release); }
   } const next{revision_};
   const auto found = values_.find(key);
@@ -66,7 +66,7 @@ void SettingsTable::put(Values& values) {
 }
 
 PropertyList::Dictionary SettingsTable::all() const {
-  // Sorted outside the lock: a thread that reads a value does not wait for that.
+  // Sorts outside the lock, so that a thread that reads a value does not wait for the sort.
   std::vector<std::pair<std::string, PropertyList>> entries;
   {
     const UnfairLock::Guard guard(lock_);

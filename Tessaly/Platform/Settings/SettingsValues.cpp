@@ -49,7 +49,7 @@ void SettingsValues::apply(const JournalRecord& record) {
 }
 
 void SettingsValues::applyChanges(const JournalRecord& record) {
-  std::vector<SettingsChange> decoded;  // First all of them: a record counts as a whole, or not at all.
+  std::vector<SettingsChange> decoded;  // All first: a record counts as a whole, or not at all.
   try {
     for (const JournalRecord::Change& change : record.changes()) {
       std::optional<PropertyList> value;
@@ -96,7 +96,7 @@ std::optional<SettingsChange> SettingsValues::exchange(std::string_view key, std
                                                        std::uint64_t writer) {
   std::string name(key);
   ++changesOfJournal_[writer];
-  // This write is later than one that could not be stored. Files never had the value of that one.
+  // This write replaces a value that could not be stored. The files never had that value.
   const auto unstored = pending_.extract(name);
   const std::optional<PropertyList> previous = current().exchange(key, value);
   const std::optional<PropertyList>& stored = unstored ? unstored.mapped().former : previous;
@@ -189,7 +189,8 @@ void SettingsValues::endLoad(Values broughtAlong, History history) {
 void SettingsValues::renewSnapshot() {
   ++journals_;
   if (!snapshot_) return;
-  // This happens under locks. Many changes would take longer than a new snapshot, which is made without one.
+  // This runs under the store's lock. Many changes would hold the lock longer than a new snapshot, which reads the
+  // values without that lock.
   constexpr std::size_t maximumChanges = 1000;
   if (sinceRotation_.size() > maximumChanges) return snapshot_.reset();
   for (const auto& [key, unused] : sinceRotation_) {

@@ -24,9 +24,10 @@ namespace Tessaly::inline v1 {
 /// The settings of an application: property-list values by key. They are stored on disk and shared by all processes
 /// with the same identifier.
 ///
-/// A key is any text: empty, with dots or with NUL in it, of any length. It is never a path of keys. No operation
-/// fails: a value that cannot be stored stays in memory, the store tries again, and `status()` says why. See
-/// docs/settings.md for what survives what.
+/// A key is any text: empty, with dots or with NUL in it, of any length. A key is never a path of keys. No write
+/// reports a failure. A value that is too large or nested too deeply is refused. Any other value that cannot be stored
+/// stays in memory, and the store tries again. `status()` says why. docs/settings.md says which values survive which
+/// failure.
 ///
 /// Hosts use `Default`, which gives settings a type. This class is for batches and for names that are only known at run
 /// time.
@@ -44,7 +45,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
   /// use and never closed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
-  /// The same, even while another store is installed.
+  /// The same store, even while another store is installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<UserDefaults>& installed() noexcept;
@@ -59,38 +60,38 @@ class TESSALY_EXPORT UserDefaults : public Object {
   virtual void set(PropertyList value, std::string_view forKey) = 0;
   /// Removes the value that is stored under the key, with the promises of `set`.
   virtual void removeObject(std::string_view forKey) = 0;
-  /// The new values of some keys; without a value, a key is removed.
+  /// The new values of some keys. A key without a value is removed.
   using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
   /// Stores all values or none: the batch is one record, so neither the end of the process nor a power cut leaves a
   /// part of it. Observers are called after all changes, once for each key whose value has changed. If a value cannot
-  /// be stored at all, the whole batch is refused. Otherwise it has the promises of `set`. A store of a host that does
-  /// not override this stores one value after the other.
+  /// be stored at all, the whole batch is refused. Otherwise the batch has the promises of `set`. A host's store that
+  /// does not override this function stores one value after the other.
   virtual void setValuesForKeys(KeyedValues keyedValues);
-  /// All stored values. O(number of keys).
+  /// All stored values. O(n log n) for n keys.
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
 
-  /// Notifies the observer of every later change of the key until it is removed or destroyed. The store does not keep
-  /// it alive. An observer that is added twice is notified twice.
+  /// Notifies the observer of every later change of the key until the observer is removed or destroyed. The store does
+  /// not keep the observer alive. An observer that is added twice is notified twice.
   virtual void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                            KeyValueObservingOptions options, void* context) = 0;
-  /// Undoes the last such addition; does nothing if there is none. Does not wait for calls that other threads are
-  /// making. The observer's destructor may call this.
+  /// Undoes the last addition of this observer for this key, if there is one. Does not wait for calls that other
+  /// threads are making. The observer's destructor may call this.
   virtual void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) = 0;
   /// Notifies the observer of the changes of every key.
   virtual void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
                                      KeyValueObservingOptions options, void* context) = 0;
-  /// Undoes the last such addition; does nothing if there is none.
+  /// Undoes the last `addObserverOfEveryKey` of this observer, if there is one.
   virtual void removeObserverOfEveryKey(const KeyValueObserver& observer) = 0;
 
-  /// Tells people and other programs which settings the application has: `publishedKeys` of every process, and
-  /// `tessaly defaults`, give them. Replaces those published before. Writes a file if they have changed; the log says
-  /// if that fails. A store of a host that does not override this publishes nothing.
+  /// Publishes the settings of the application for people and other programs. `publishedKeys` returns them in every
+  /// process, and `tessaly defaults` shows them. Replaces the settings published before. Writes a file if the settings
+  /// have changed. Logs a failed write. A host's store that does not override this function publishes nothing.
   virtual void publishKeys(std::vector<SettingDescription> keys);
   /// The settings that were published last, by name.
   [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const;
 
-  /// Waits until every value written so far would survive a power cut and other programs can read it. False if a value
-  /// could not be stored. Blocks on the disk.
+  /// Waits until every value written so far would survive a power cut and other programs can read it. Returns false if
+  /// a value could not be stored. Blocks on the disk.
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
   /// A number that changes with each change of a value, and that no other store has had; 0 if the store does not count.

@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A problem of a settings store. The ones from `noFolder` to `lockHeld` prevent writes.
+/// A problem of a settings store. The problems from `noFolder` to `lockHeld` prevent writes.
 enum class UserDefaultsProblem : std::uint8_t {
   none,
   /// There is no place for settings: no home directory, or an identifier that cannot name a directory.
@@ -24,11 +24,11 @@ enum class UserDefaultsProblem : std::uint8_t {
   diskFull,
   /// A later version of the library has written the store in an unknown format.
   newerVersion,
-  /// The value is nested deeper than `PropertyList::maximumDepth`, or it or its key is larger than a record may be.
+  /// The depth of the value reaches `PropertyList::maximumDepth`, or the keys and values of one write exceed 1 GiB.
   valueTooLarge,
   /// Another error of the system, with its code.
   systemError,
-  /// Another process holds the journal's lock for longer than 2 s: it may have been stopped.
+  /// Another process holds the journal's lock for longer than 2 s. That process may have been stopped.
   lockHeld,
   /// The property list is unreadable now.
   unreadablePropertyList,
@@ -60,7 +60,7 @@ struct UserDefaultsIncident {
   /// The time at which the store detected the problem, or detected it again.
   Date time = Date::distantPast();
   UserDefaultsEffect effect = UserDefaultsEffect::none;
-  /// Whether the problem still exists. A past problem is listed only if values may have been lost.
+  /// Whether the problem still exists. Past problems are listed only for damaged and overwritten files.
   bool isOngoing = true;
   /// Whether the problem ends without help when its cause ends, such as a full disk or a held lock.
   bool healsByItself = true;
@@ -88,7 +88,8 @@ struct UserDefaultsStatus {
   std::string folder = {};
   /// The new path of a damaged property list that was set aside since the store was opened.
   std::optional<std::string> damagedFile = std::nullopt;
-  /// The present problems, and past problems that may have lost values since the store was opened. The latest is last.
+  /// The present problems, and the past problems of damaged or overwritten files since the store was opened. The latest
+  /// is last.
   std::vector<UserDefaultsIncident> problems = {};
 
   friend bool operator==(const UserDefaultsStatus&, const UserDefaultsStatus&) = default;

@@ -19,7 +19,7 @@ class KeyValueObservers;
 class SettingsTable;
 }  // namespace detail
 
-/// A settings store in memory. A test can also write to it as if another process did.
+/// A settings store in memory. A test can also write to the store as another process would.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -49,7 +49,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes a value as if another process did. An absent value removes the key. Notifies observers on this thread.
+  /// Writes a value as another process would. An absent value removes the key. Notifies observers on this thread.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
   /// Sets the result of `status()`.
   void setStatus(UserDefaultsStatus status);

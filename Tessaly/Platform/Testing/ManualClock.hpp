@@ -38,7 +38,7 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   void advance(std::chrono::nanoseconds duration);
   /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;
-  /// Blocks until other threads have armed `count` timers at once.
+  /// Blocks until at least `count` timers are armed at the same time.
   void waitForTimers(std::size_t count) const;
 
  private:

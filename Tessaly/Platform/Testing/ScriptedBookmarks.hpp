@@ -22,7 +22,7 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
  public:
   ~ScriptedBookmarks() override;
 
-  /// Makes a file. Replaces an existing one.
+  /// Makes a file. Replaces an existing file.
   void add(const URL& url);
   /// Moves a file if it exists. Replaces an existing file at the destination.
   void move(const URL& from, const URL& to);

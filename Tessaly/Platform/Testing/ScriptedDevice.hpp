@@ -27,7 +27,7 @@ class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
 
   /// The texts by name, without their terminating zeros.
   std::map<std::string, std::string> values;
-  /// Called between the request for a size and the request for the text.
+  /// Called at the end of each successful request for a size, before the request for the text.
   std::function<void()> afterSize;
   /// The requested names in order. A "?" follows a name if only its size was requested.
   std::vector<std::string> calls;

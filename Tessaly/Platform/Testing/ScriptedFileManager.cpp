@@ -5,7 +5,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Calls its handlers on the queue that it was made for, in order.
+/// A source that calls its handlers one at a time, on the queue that it was made for.
 class ScriptedFileManager::Source final : public FileSystemObjectSource, public std::enable_shared_from_this<Source> {
  public:
   explicit Source(OS_dispatch_queue queue) : queue_(queue) {}

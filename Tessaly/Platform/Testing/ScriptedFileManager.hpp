@@ -17,7 +17,7 @@
 namespace Tessaly::inline v1 {
 
 /// The system's file manager with scripted answers. Before the first use, a test sets functions for the answers that
-/// differ. The sources of this file manager fire only when the test calls `fire`.
+/// differ. The `FileSystemObjectSource`s of this file manager report events only when the test calls `fire`.
 ///
 /// Thread contract: thread-safe, except that the functions are set before the first use.
 ///

@@ -12,12 +12,15 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The state that a token and its loop share: the end of the observation, and the wait for the next change.
+/// The state that a token and its observation share: whether the observation has ended, and the wait for the next
+/// change.
 class TESSALY_EXPORT ContinuousObservationState {
  public:
-  /// A relaxed load suffices, because a late answer only delays the end by one pass.
+  /// Whether the observation has ended. A relaxed load suffices, because a stale result only delays the end by one
+  /// pass.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
-  /// Ends the observation and releases its captures. If a pass is running, that pass releases them at its end.
+  /// Ends the observation and releases its captures. If a pass is running or queued, the captures are released after
+  /// that pass.
   void cancel() noexcept;
 
   /// Calls the function at the next change of a point in the list, unless the observation has ended.

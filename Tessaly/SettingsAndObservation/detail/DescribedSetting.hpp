@@ -43,8 +43,8 @@ struct StoredKind<std::vector<Element>> {
 template <typename Wrapped>
 struct StoredKind<std::optional<Wrapped>> : StoredKind<Wrapped> {};
 
-/// The limits of an integer type. Limits of 32 bits and more are omitted, except zero, because people need not know
-/// them.
+/// Describes the limits of an integer type. Types of 32 bits or more get only the minimum 0, if they are unsigned.
+/// People need not know their other limits.
 template <typename Stored>
 void describeLimits(SettingDescription& description) {
   if constexpr (std::integral<Stored> && !std::same_as<Stored, bool>) {

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 using PropertyHook = Retained<Observer>;
 using PropertyHooks = std::vector<std::pair<AnyKeyPath, PropertyHook>>;
 
-/// The monitors and the hooks of an object. The hooks share the ownership of this.
+/// The monitors and the hooks of an object. The object and the hooks of its stored properties share the ownership.
 struct Monitoring {
   KeyPathsMonitor::Locked monitors;
   UnfairLock lock;
@@ -34,8 +34,8 @@ struct Monitoring {
   }
 };
 
-/// Reports the changes of a stored property to the object's monitors. It reads nothing of the object, which may be
-/// destroyed meanwhile.
+/// Reports the changes of a stored property to the object's monitors. The hook reads nothing of the object, because
+/// another thread may be destroying the object.
 class TESSALY_EXPORT StoredPropertyHook final : public PointObserver {
  public:
   StoredPropertyHook(std::weak_ptr<const void> object, const void* identity, Monitoring& monitoring,

@@ -19,7 +19,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
   };
 
  public:
-  /// Makes an object that observes the store until its end.
+  /// Makes an object that observes the store until the object is destroyed.
   [[nodiscard]] static std::shared_ptr<Backing> make(Key key, std::shared_ptr<UserDefaults> storage) {
     detail::registerSettingClasses();
     auto backing = std::make_shared<Backing>(Private(), std::move(key), std::move(storage));

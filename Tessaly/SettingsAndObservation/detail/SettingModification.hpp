@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes a value back at the end of a scope.
+/// A value that is written back at the end of a scope.
 template <typename Value, typename WriteBack>
 struct SettingModification {
   SettingModification(Value initial, WriteBack writer) : value(std::move(initial)), writeBack(std::move(writer)) {}

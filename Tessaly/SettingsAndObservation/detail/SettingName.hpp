@@ -18,8 +18,8 @@ class SettingName {
  public:
   template <std::size_t size>
   consteval SettingName(const char (&literal)[size]) noexcept : text_(literal, size - 1) {
-    // A read of the last character refuses a static buffer that may change, because a constant expression cannot read
-    // it.
+    // Reading the last character also rejects a mutable static buffer, because a constant expression cannot read such a
+    // buffer.
     if (literal[size - 1] != '\0') stopAtTextThatIsNotTerminated();
   }
   template <typename Text>

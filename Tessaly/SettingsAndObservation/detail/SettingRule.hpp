@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::detail {
 /// Writes to the log that a forbidden value was not stored.
 TESSALY_EXPORT void logForbiddenSetting(std::string_view setting) noexcept;
 
-/// The values that a setting allows: those in a closed range, those that a predicate accepts, or all.
+/// The rule of a setting: a closed range, a predicate, or both. Without either, the rule allows all values.
 ///
 /// Thread contract: thread-compatible.
 template <typename Value>
@@ -36,7 +36,7 @@ class SettingRule {
 
   [[nodiscard]] constexpr bool isEmpty() const noexcept { return !range_ && predicate_ == nullptr; }
   [[nodiscard]] constexpr const std::optional<Range>& range() const noexcept { return range_; }
-  /// Whether the range, if any, contains a value.
+  /// Whether the range contains at least one value. True without a range.
   [[nodiscard]] constexpr bool hasRange() const {
     if constexpr (std::totally_ordered<Value>) return !range_ || range_->lowest <= range_->highest;
     return true;

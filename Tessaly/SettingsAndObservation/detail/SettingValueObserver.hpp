@@ -25,7 +25,7 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
  public:
   using ChangeHandler = std::move_only_function<void(const StoredValue&, ChangeOrigin)>;
 
-  /// Observes nothing yet.
+  /// Makes an observer that does not observe yet.
   [[nodiscard]] static std::shared_ptr<ValueObserver> make(std::shared_ptr<UserDefaults> userDefault, Key key) {
     detail::registerSettingClasses();
     return std::make_shared<ValueObserver>(Private(), std::move(userDefault), std::move(key));
@@ -86,7 +86,8 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }
   }
-  /// The stored form of the value that the key reads. A handler never gets a value that the rule forbids.
+  /// Returns the stored value, unless the rule forbids it. Otherwise returns the stored form of the value that the key
+  /// reads.
   [[nodiscard]] StoredValue admitted(StoredValue stored) const {
     auto value = UserDefaultsValueTransformableTraits<Value>::from(stored);
     if (!value || key_.allows(*value)) return stored;

@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 /// The interval for polling a source that gets no events from the system.
 inline constexpr auto pollingInterval = std::chrono::seconds(1);
 
-/// Makes a continuation yield after a delay, unless the task is cancelled.
+/// Starts a task that makes a continuation yield after a delay, unless that task is cancelled.
 template <typename Continuation, typename Element>
 Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continuation& continuation, Element element) {
   return Task<>::detached([=, clock = &clock]() -> Async<void> {
@@ -28,13 +28,14 @@ Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continu
   });
 }
 
-/// A source of changes, and the wait for its next one.
+/// A source of changes, and the wait for its next change.
 ///
 /// Thread contract: thread-safe; a second task that waits stops the process.
 template <typename Source>
 class Follower {
  public:
-  /// Makes the source and gives it a function that wakes the waiting task. An error is kept for the first `source()`.
+  /// Makes the source and gives it a function that wakes the waiting task. If this fails, `source()` throws the
+  /// exception.
   template <typename Make>
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 

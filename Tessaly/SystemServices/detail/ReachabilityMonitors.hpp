@@ -21,8 +21,8 @@
 
 namespace Tessaly::inline v1::ReachabilityService::detail {
 
-/// Follows the path for the observable reads. It belongs to the main thread, but any thread may make, read and destroy
-/// it.
+/// The state behind the observable reads. It follows the path and the setting. The main thread updates the state, but
+/// any thread may make, read and destroy it.
 class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<MonitorWrapper> {
   struct Private {};
 
@@ -43,7 +43,7 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   void start();
   void followSetting();
   void settingDidChange();
-  /// These functions announce only different values.
+  /// These two functions announce a value only if it differs from the former value.
   void setIsOnline(bool isOnline);
   void setIsExpensive(bool isExpensive);
 
@@ -86,7 +86,7 @@ class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}
 
-  /// Yields the status for this path, or, without a path, for the monitor's path at that time.
+  /// Yields the status for this path, or, without a path, for the monitor's current path.
   void yield(std::optional<NWPath> path, const NWPathMonitor& monitor);
 
  private:

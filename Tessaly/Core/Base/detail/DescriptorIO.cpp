@@ -9,8 +9,8 @@
 namespace Tessaly::inline v1::detail {
 namespace {
 
-/// Calls `moveRest` with the number of bytes moved so far. Ends when all bytes have moved, a call fails, or a call
-/// moves no byte.
+/// Calls `moveRest` with the number of bytes moved so far. Ends when all bytes have moved, a call fails with an error
+/// other than `EINTR`, or a call moves no byte.
 template <typename MoveRest>
 Transferred transfer(std::size_t size, MoveRest moveRest) noexcept {
   Transferred result;

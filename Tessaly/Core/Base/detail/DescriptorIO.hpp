@@ -11,11 +11,11 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
-// Complete reads and writes. Each function continues after a signal and after a partial transfer.
+// Complete reads and writes. Each read and each write continues after a signal and after a partial transfer.
 
 namespace Tessaly::inline v1::detail {
 
-/// The bytes that a transfer moved before it ended, and the `errno` that ended it, or 0.
+/// The number of bytes that a transfer moved, and the `errno` that ended the transfer, or 0.
 struct Transferred {
   std::size_t count = 0;
   int error = 0;
@@ -30,7 +30,7 @@ struct Transferred {
 [[nodiscard]] TESSALY_EXPORT Transferred readFullAt(int descriptor, void* space, std::size_t size,
                                                     off_t offset) noexcept;
 
-/// Writes all bytes. If the system accepts none of them without an error, the result is `EIO`.
+/// Writes all bytes. If the system accepts no byte and reports no error, the error is `EIO`.
 [[nodiscard]] TESSALY_EXPORT Transferred writeFull(int descriptor, const void* bytes, std::size_t size) noexcept;
 /// `writeFull` that returns only the `errno`, or 0.
 [[nodiscard]] inline int writeAll(int descriptor, std::string_view bytes) noexcept {

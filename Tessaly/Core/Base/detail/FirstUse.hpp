@@ -7,12 +7,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-// Objects that a process makes at their first use, safely with a `fork` on another thread. A function-local static is
-// not safe. If a thread of the parent is making it during the fork, the child waits for ever for that thread.
+// Objects that a process makes at their first use, even while another thread forks. A function-local static is not
+// safe. If a thread of the parent is making the static during the fork, the child waits for ever for that thread.
 
-/// The object that `make` returns a pointer to. The first call makes it, on one thread, while others wait. It is kept
-/// until the process ends. If the process forks while the object is being made, the child makes its own object, because
-/// `pthread_once` starts again there. Later calls cost one load.
+/// The object that `make` returns a pointer to. The first call makes the object. Simultaneous calls wait for it. The
+/// object is kept until the process ends. If the process forks while the object is being made, the child makes its own
+/// object, because `pthread_once` starts again there. Later calls cost one load.
 template <auto make>
 auto& madeOnce() noexcept {
   using Pointer = decltype(make());
@@ -26,8 +26,8 @@ auto& madeOnce() noexcept {
   return *known;
 }
 
-/// Registers a handler, which the child of every later fork calls before `fork` returns. Two threads may register it
-/// twice at once, so calling it twice must be harmless. Later calls cost one load.
+/// Registers a handler, which the child of every later fork calls before `fork` returns. Two simultaneous first calls
+/// register the handler twice, so calling it twice must be harmless. Later calls cost one load.
 template <auto handler>
 void callInForkedChildren() noexcept {
   static constinit std::atomic<bool> isRegistered{false};

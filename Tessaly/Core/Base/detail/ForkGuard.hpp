@@ -9,11 +9,11 @@ namespace Tessaly::inline v1::detail {
 
 TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 [[noreturn]] TESSALY_EXPORT void stopForkedChild() noexcept;
-/// Called when the first thread of the library starts. Later children of a fork are marked.
+/// Marks the children of later forks. Called before each start of a library thread.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 
-/// Whether this is the child of a fork that happened after the parent's runtime had started threads. Code asks this if
-/// it must also work in such a child, or do nothing there, such as destructors and the log. One relaxed load.
+/// Whether this is the child of a fork that happened after the parent's runtime had started threads. Destructors and
+/// the log ask this, because they must work in such a child or do nothing there. One relaxed load.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool isForkedChild() noexcept { return isForkedChildOfRuntime.load(std::memory_order_relaxed); }

@@ -6,9 +6,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// One value of a type for each thread. The first use on a thread makes it. It is destroyed after the C++ objects of
-/// the thread. If the destructor of another per-thread value needs it after that, another value is made and destroyed
-/// later. So it can be used at any time. Stops the process if the system has no more keys of threads.
+/// One value of a type for each thread. The first use on a thread makes the value. The value is destroyed after the
+/// `thread_local` objects of the thread. If a destructor uses the value after that, a new value is made, and destroyed
+/// later. So a thread can use its value at any time. Stops the process if the system has no more thread keys.
 ///
 /// Thread contract: thread-safe.
 template <typename Value>

@@ -39,7 +39,7 @@ void startLibraryThread(const char* name, std::move_only_function<void()> body) 
   std::string_view(name).copy(start->name.data(), start->name.size() - 1);
   start->body = std::move(body);
 
-  // The thread inherits the mask, so no signal can reach it before it blocks signals itself.
+  // The thread inherits this mask, so it blocks all signals from its beginning.
   sigset_t all;
   sigset_t previous;
   ::sigfillset(&all);

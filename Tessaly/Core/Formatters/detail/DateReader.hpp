@@ -18,7 +18,7 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-compatible.
 class DateReader {
  public:
-  /// Both styles are numbers of ICU.
+  /// The properties of a formatter. Both styles are ICU's numbers.
   struct Shape {
     std::string locale;
     std::string zone;
@@ -30,7 +30,7 @@ class DateReader {
   explicit DateReader(Shape shape);
   ~DateReader();
 
-  /// The dates that a text may mean, in milliseconds since 1970. Of a lenient text only the most probable one.
+  /// The dates that a text may mean, in milliseconds since 1970. The most probable date of a lenient text comes first.
   [[nodiscard]] std::vector<double> read(std::string_view text, Parsing parsing, double now);
 
  private:

@@ -42,16 +42,15 @@ struct DateWriter {
   std::array<std::string, 10> digits;
   std::vector<Part> parts;
 
-  /// Whether every zone can write this date, in milliseconds since 1970 in Greenwich. Such a date is after the change
-  /// from the Julian calendar and before the year 10000.
+  /// Whether this class can write the date in every zone. The date is in milliseconds since 1970 in Greenwich. Such a
+  /// date is after the change from the Julian calendar and before the year 10000.
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
-  /// The date that `append` writes as this text, in milliseconds since 1970 by the local clock, with years of two
-  /// digits in the century that begins 80 years before a day. Returns nothing if no date fits the text, or if several
-  /// dates do. `append` may still write the date in another way: with other padding, or with the name of another
-  /// weekday.
+  /// The date that `append` writes as this text, in milliseconds since 1970 by the local clock. Years of two digits are
+  /// in the century that begins 80 years before `today`. Returns nothing if no date fits the text, or if several dates
+  /// do. `append` may still write the date in another way: with other padding, or with the name of another weekday.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.
@@ -115,8 +114,8 @@ struct DateWriter {
 };
 
 /// A writer with the same result as a format of ICU. Absent for calendars other than the Gregorian one, and for
-/// patterns with fields that only ICU knows, such as names of time zones. It is a template because no header of the
-/// library may name ICU's class.
+/// patterns with fields that only ICU knows, such as names of time zones. This function is a template because no header
+/// of the library may name ICU's class.
 template <typename SimpleDateFormat>
 [[nodiscard]] std::optional<DateWriter> dateWriterOf(const SimpleDateFormat& format, const std::string& locale,
                                                      bool isCapitalised);

@@ -30,8 +30,8 @@ struct DecimalWriter {
   std::string decimalSeparator;
   std::string groupingSeparator;
   Rounding rounding = Rounding::halfEven;
-  /// The sizes of the last group and of those before it, and the minimum number of digits before the first separator. 0
-  /// means no grouping.
+  /// The sizes of the last group and of those before it, and the minimum number of digits before the first separator. A
+  /// `primaryGroup` of 0 means no grouping.
   int primaryGroup = 0;
   int secondaryGroup = 0;
   int minimumGrouping = 1;
@@ -45,7 +45,7 @@ struct DecimalWriter {
     [[nodiscard]] std::uint8_t at(int index) const noexcept {
       return index >= 0 && index < count ? digits[static_cast<std::size_t>(index)] : 0;
     }
-    /// The number of digits after the point, without trailing zeros.
+    /// The number of digits after the point, without trailing zeros. Zero or negative if the number is whole.
     [[nodiscard]] int fractions() const noexcept {
       int fractions = count - integers;
       while (fractions > 0 && at(integers + fractions - 1) == 0) --fractions;
@@ -54,8 +54,8 @@ struct DecimalWriter {
   };
 
   /// The absolute value, rounded to at most this number of fraction digits. Absent if the number is left to ICU: NaN,
-  /// infinite, of more than 20 integer digits, or cut by a rounding mode that does not round to the nearest.
-  /// `shift` multiplies by that power of ten first, exactly.
+  /// infinite, of more than 20 integer digits, or cut by a rounding mode that does not round to the nearest. Before the
+  /// rounding, the value is multiplied exactly by ten to the power of `shift`.
   [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction, int shift = 0) const noexcept {
     if (!std::isfinite(value)) return std::nullopt;
     // Rounding starts from the shortest decimal that reads as the value, not from the exact binary value.
@@ -100,14 +100,15 @@ struct DecimalWriter {
   }
 
  private:
-  /// Keeps this number of decimals. A carry out of the first digit makes the number one digit longer.
+  /// Rounds to this number of digits. Returns false if ICU must round. A carry out of the first digit makes the number
+  /// one digit longer.
   bool round(Decimals& decimals, int kept) const noexcept {
     if (kept >= decimals.count) return true;
     if (rounding == Rounding::other) return false;
     bool isUp = false;
     if (kept >= 0) {
       const std::uint8_t first = decimals.at(kept);
-      // The shortest form has no trailing zeros, so the digits after the first one are not all zero.
+      // The shortest form has no trailing zeros, so the digits after the first dropped digit are not all zero.
       const bool isTie = first == 5 && kept + 1 == decimals.count;
       const bool isOdd = kept > 0 && decimals.at(kept - 1) % 2 == 1;
       isUp = isTie ? rounding == Rounding::halfUp || (rounding == Rounding::halfEven && isOdd) : first >= 5;

@@ -21,7 +21,7 @@ struct FieldEditing::Outcome {
   FieldNotice notice;
 };
 
-/// The part for formatters of numbers.
+/// The part of `FieldEditing` for formatters of numbers.
 class FieldEditing::Numbers {
  public:
   explicit Numbers(const FieldEditing& editing) : editing_(editing), rules_(editing.rules_) {}
@@ -36,13 +36,13 @@ class FieldEditing::Numbers {
   }
 
   [[nodiscard]] std::string prefixOf(bool isNegative) const;
-  /// A text without a digit. Some formatters read a sign, or nothing, as zero.
+  /// The outcome of a text without a digit. Some formatters parse a sign or the empty text as zero.
   [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
   [[nodiscard]] bool allowsSign(bool isNegative) const;
   [[nodiscard]] Outcome settle(const std::string& text) const;
   /// The nearest number that the field can show.
   [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
-  /// The bound that a number crosses. Its text may be rounded, so the object comes from the range.
+  /// The bound that a number crosses. The text of the bound may be rounded, so the object comes from the range.
   [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const;
   [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const;
 

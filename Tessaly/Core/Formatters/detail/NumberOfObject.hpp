@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The number in an `NSNumber` or in an arithmetic type. Absent for every other object.
+/// The number in an `NSNumber` or in an arithmetic type except `char` and `long double`. Absent for every other object.
 [[nodiscard]] inline std::optional<NSNumber> numberOfObject(const std::any& object) noexcept {
   std::optional<NSNumber> result;
   const auto tryKind = [&]<typename Number>() {

@@ -14,17 +14,17 @@ namespace Tessaly::inline v1::detail {
 /// The relation of the text around a number to the text that a style writes there.
 enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 
-/// The values that a text can have as a number of a shape, the most probable one first. Empty if it is not a number.
+/// The values that a text can have as a number of a shape, the most probable one first. No values if the text is not a
+/// number.
 ///
-/// The text may have the label of the shape in any width, or none: the currency, the unit or the percent sign. `label`
-/// tells which. After `other` there are no values.
+/// The label of a shape is its currency, its unit or its percent sign. The text may have the label in any width, or no
+/// label. `label` describes the match. If it is `other`, there are no values.
 struct NumberReading {
   LabelMatch label = LabelMatch::other;
   std::vector<double> values;
 };
 
-/// Understands a text as `typedText` does. Percentages are divided by 100. Negative amounts of money may be in
-/// parentheses.
+/// Parses a text as `typedText` does. Percentages are divided by 100. Negative amounts of money may be in parentheses.
 ///
 /// Thread contract: thread-safe. Prepares a locale and shape in about 1 ms, and keeps the last 64 of each thread.
 [[nodiscard]] TESSALY_EXPORT NumberReading readNumber(const std::string& locale, const NumberShape& shape,

@@ -20,9 +20,10 @@ struct NumberShape {
   bool isAccounting = false;
   /// The upper-case code of a currency.
   std::array<char, 4> currency{};
-  /// ICU's identifier of a unit, a literal. Two units are the same if their pointers are.
+  /// ICU's identifier of a unit, a literal. Two units are equal if their pointers are equal.
   const char* unit = nullptr;
-  /// The minimum number of fraction digits. A negative number means that of the currency.
+  /// The minimum number of fraction digits. A negative value means that the currency decides the minimum and the
+  /// maximum.
   int minimumFraction = 0;
   int maximumFraction = 3;
 
@@ -40,7 +41,8 @@ struct NumberShape {
 [[nodiscard]] TESSALY_EXPORT std::string numberRangeText(const std::string& locale, const NumberShape& shape,
                                                          double lower, double upper);
 
-/// The fraction digits that a style takes: from 0 to 340, the maximum not below the minimum.
+/// Sets the limits of the fraction digits. Both are clamped to the range from 0 to 340, and the maximum is at least the
+/// minimum.
 TESSALY_EXPORT void setFractionDigits(NumberShape& shape, std::int64_t minimum, std::int64_t maximum) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

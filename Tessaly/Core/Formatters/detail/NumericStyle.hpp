@@ -25,8 +25,8 @@ class NumericStyle {
   [[nodiscard]] Style locale(const std::optional<Locale>& locale) const {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
-  /// Sets the minimum and maximum number of fraction digits. Both are clamped to 0 to 340, and the maximum is at least
-  /// the minimum. Numbers are rounded half to even, by their shortest decimal form.
+  /// Sets the minimum and maximum number of fraction digits. Both are clamped to the range from 0 to 340, and the
+  /// maximum is at least the minimum. Numbers are rounded half to even, by their shortest decimal form.
   [[nodiscard]] Style fractionDigits(std::int64_t minimum, std::int64_t maximum) const {
     return changed([&](Style& style) { setFractionDigits(style.shape_, minimum, maximum); });
   }
@@ -39,7 +39,7 @@ class NumericStyle {
 
   /// The text of a number. Infinities are "∞". NaN has the locale's text, "NaN" in English.
   [[nodiscard]] std::string format(double value) const { return numberText(identifier(), shape_, value); }
-  /// The text of an integer, without a loss of digits. An unsigned one above 2^63 - 1 is rounded to a `double`.
+  /// The text of an integer, without a loss of digits. An unsigned integer above 2^63 - 1 is rounded to a `double`.
   template <std::integral Integer>
   [[nodiscard]] std::string format(Integer value) const {
     if (std::in_range<std::int64_t>(value)) {
@@ -47,7 +47,7 @@ class NumericStyle {
     }
     return format(static_cast<double>(value));
   }
-  /// The text of a range of numbers, "3–5". If both have the same text, the result is one number with a sign of
+  /// The text of a range of numbers, "3–5". If both numbers have the same text, the result is one number with a sign of
   /// approximation, "~3".
   [[nodiscard]] std::string formatRange(double lower, double upper) const {
     return numberRangeText(identifier(), shape_, lower, upper);

@@ -22,9 +22,9 @@ struct TypedNumber {
   friend bool operator==(const TypedNumber&, const TypedNumber&) = default;
 };
 
-/// The beginning of a number, and all ways to understand the whole text.
+/// A typed text, and the numbers that it can mean.
 struct TypedText {
-  /// Whether the text has no digit yet: it is empty, or a sign, or a separator.
+  /// Whether the text has no digit yet: it has at most a sign and a separator.
   bool isBeginning = false;
   bool hasSign = false;
   bool isNegative = false;
@@ -34,9 +34,9 @@ struct TypedText {
 };
 
 /// Understands a number as people type it: with digits of every script, any minus sign or hyphen, white space around
-/// it, and separators of any language. The last separator may be the decimal one if it occurs only once. Several
-/// separators between groups of two or three digits group them. "1.234" has two readings. The first one follows the
-/// decimal separator of the locale.
+/// it, and separators of any language. The last separator may be the decimal one if it occurs only once. Equal
+/// separators can group digits: three in the last group, one to three in the first group, and two or three in the
+/// groups between. "1.234" has two readings. The first one follows the decimal separator of the locale.
 [[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);
 
 /// The text without the suffix at its end, even if the suffix lacks its white space or is repeated.

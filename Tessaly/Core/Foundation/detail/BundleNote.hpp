@@ -9,10 +9,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-// The note that `tessaly_bundle` puts into an executable: owner "Tessaly", type 1, a description of keys and values in
-// turn, each ended by a zero byte. The key "CFBundleLocalizations" comes once for every localization.
+// The note that `tessaly_bundle` puts into an executable. Its owner is "Tessaly" and its type is 1. Its description
+// consists of keys and values in turn. A zero byte ends each of them. The key "CFBundleLocalizations" comes once for
+// every localization.
 
-/// Searches for the note in a segment of notes. Absent if the note is missing. Damaged notes end the search.
+/// Searches for the note in a segment of notes. Absent if the note is missing. A damaged note ends the search.
 [[nodiscard]] TESSALY_EXPORT std::optional<BundleInformation> findBundleNote(std::span<const std::byte> segment,
                                                                              std::size_t alignment);
 

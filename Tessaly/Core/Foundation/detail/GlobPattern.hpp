@@ -9,7 +9,7 @@
 /// The patterns of file names that POSIX.1-2017 describes for the shell (XCU 2.13): "*", "?" and sets in brackets.
 namespace Tessaly::inline v1::detail::GlobPattern {
 
-/// Whether a pattern has wildcards.
+/// Whether a pattern has wildcards or escapes.
 [[nodiscard]] constexpr bool hasWildcards(std::string_view pattern) noexcept {
   return pattern.find_first_of("*?[\\") != std::string_view::npos;
 }

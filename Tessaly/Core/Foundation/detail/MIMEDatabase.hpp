@@ -18,10 +18,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The system's database of file types. `update-mime-database` makes its files by the Shared MIME-info Database
-/// specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
+/// The system's database of file types. `update-mime-database` makes its files according to the Shared MIME-info
+/// Database specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
 ///
-/// Thread contract: thread-compatible. A database to which no thread adds is thread-safe.
+/// Thread contract: thread-compatible. A database is thread-safe while no thread adds files to it.
 class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
@@ -33,7 +33,7 @@ class TESSALY_EXPORT MIMEDatabase {
   /// The directories of the XDG Base Directory specification, in order of precedence.
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
-  // Each function adds the contents of a file, which take precedence over the earlier contents.
+  // Each function adds the contents of a file. Globs, magic rules and aliases take precedence over earlier ones.
   void addGlobs(std::string_view globs2) { globs_.add(globs2); }
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);
@@ -45,12 +45,12 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] std::string canonical(std::string_view type) const;
   /// The direct supertypes of a type.
   [[nodiscard]] Types parents(std::string_view type) const;
-  /// Whether a type equals the other, or is a direct or indirect subtype of it.
+  /// Whether a type equals the other type, or is a direct or indirect subtype of it.
   [[nodiscard]] bool isKindOf(std::string_view type, std::string_view other) const;
 
   /// The types of files with the extension, the most likely first.
   [[nodiscard]] Types typesOfExtension(std::string_view extension) const;
-  /// The most likely types for a name. Several types if the name does not decide.
+  /// The most likely types for a name. Several types if the name does not decide, and none if no pattern matches.
   [[nodiscard]] Types typesOfName(std::string_view name) const { return globs_.typesOfName(name); }
   /// The extensions of a type, the preferred one first.
   [[nodiscard]] Types extensions(std::string_view type) const;
@@ -81,9 +81,9 @@ class TESSALY_EXPORT MIMEDatabase {
   MIMEMagic magic_;
 
   mutable UnfairLock lock_;
-  /// The extensions that were read from descriptions so far.
+  /// The results of `extensions` so far, by type.
   mutable std::map<std::string, Types, std::less<>> extensions_ TESSALY_GUARDED_BY(lock_);
-  /// The names that were read from descriptions so far.
+  /// The results of `comments` so far, by type.
   mutable std::map<std::string, Comments, std::less<>> comments_ TESSALY_GUARDED_BY(lock_);
 };
 

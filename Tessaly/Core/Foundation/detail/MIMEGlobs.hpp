@@ -23,24 +23,24 @@ class TESSALY_EXPORT MIMEGlobs {
   /// Adds the patterns of a file, which take precedence over earlier patterns. Malformed lines are skipped.
   void add(std::string_view globs2);
 
-  /// The most likely types for a name. Several types if the name does not decide.
+  /// The most likely types for a name. Several types if the name does not decide, and none if no pattern matches.
   [[nodiscard]] Types typesOfName(std::string_view name) const;
-  /// The types with a pattern "*.extension", by their weight.
+  /// The types with a pattern "*.extension", in order of falling weight.
   [[nodiscard]] Types typesOfExtension(std::string_view extension) const;
-  /// The extensions in the patterns "*.extension" of a type, by their weight.
+  /// The extensions in the patterns "*.extension" of a type, in order of falling weight.
   [[nodiscard]] std::vector<std::string> extensionsOf(std::string_view type) const;
 
  private:
   /// Whether the comparison of a pattern and a name distinguishes upper and lower case.
   enum class Case : std::uint8_t { ignored, told };
-  /// A pattern of names for one type. Among several matches, the maximum weight decides.
+  /// A pattern of names for one type. Among several matches, the maximum weight decides, and then the maximum length.
   struct Glob {
     std::string type;
     std::string pattern;
     std::uint32_t weight;
     Case caseOfLetters;
 
-    /// Whether the pattern may be compared with a name of this case.
+    /// Whether the pattern may be compared with a name in its original case (`told`) or in lower case (`ignored`).
     [[nodiscard]] bool counts(Case caseOfName) const noexcept {
       return caseOfName == Case::told || caseOfLetters == Case::ignored;
     }

@@ -17,8 +17,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT MIMEMagic {
  public:
-  /// Adds the rules of a file, which take precedence over earlier rules. Unknown lines are skipped, and so is the rest
-  /// of a truncated file.
+  /// Adds the rules of a file, which take precedence over earlier rules of the same priority. Skips unknown lines, and
+  /// a truncated rule at the end. Ignores a file without the signature.
   void add(std::string_view file);
 
   /// The type of the first matching rule, in the order of priority. Empty if no rule matches.
@@ -38,7 +38,7 @@ class TESSALY_EXPORT MIMEMagic {
 
     [[nodiscard]] bool fits(std::string_view contents) const noexcept;
   };
-  /// The rules of one type. Refining rules follow their rule.
+  /// The rules of one type. The rules that refine a rule follow it.
   struct Section {
     std::uint32_t priority = 0;
     std::string type = {};

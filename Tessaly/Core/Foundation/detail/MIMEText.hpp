@@ -20,7 +20,7 @@ inline std::string lowercased(std::string_view text) {
   return lower;
 }
 
-/// Calls the body for each line that is not a comment.
+/// Calls the body for each line that is neither empty nor a comment.
 template <typename Body>
 void forEachLine(std::string_view text, Body body) {
   while (!text.empty()) {
@@ -31,7 +31,8 @@ void forEachLine(std::string_view text, Body body) {
   }
 }
 
-/// Removes and returns the text before a separator, and removes the separator. Without a separator, takes the rest.
+/// Removes and returns the text before a separator, and removes the separator. Without a separator, removes and returns
+/// the whole text.
 inline std::string_view takeUntil(std::string_view& text, char separator) noexcept {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string_view part = text.substr(0, end);

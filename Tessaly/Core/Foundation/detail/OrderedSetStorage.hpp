@@ -12,7 +12,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The members of an ordered set without their order. Each member has a fixed slot. A hash table of slots with linear
-/// probing finds a member. The slot of a removed member stays unused until the set is empty.
+/// probing finds a member. The slot of a removed member keeps the element until the set is compacted or cleared.
 template <typename Element, typename Hash, typename Equal>
 class OrderedSetMembers {
  public:
@@ -42,7 +42,7 @@ class OrderedSetMembers {
     return slot;
   }
 
-  /// Removes the member of a slot and closes the gap that it leaves in the table.
+  /// Removes the member of a slot from the table, and closes the gap in the table. The slot keeps the element.
   void remove(Slot slot) {
     std::size_t gap = slots_[slot].hash & mask();
     while (table_[gap] != slot) gap = (gap + 1) & mask();
@@ -73,7 +73,8 @@ class OrderedSetMembers {
     std::size_t hash;
   };
 
-  /// Many hashes, such as those of integers and pointers, differ only in their high bits or only in their low bits.
+  /// The hash of an element with mixed bits. Many hashes, such as those of integers and pointers, differ only in their
+  /// high bits or only in their low bits.
   static std::size_t hashOf(const Element& element) {
     const std::uint64_t mixed = static_cast<std::uint64_t>(Hash()(element)) * 0x9E37'79B9'7F4A'7C15u;
     return static_cast<std::size_t>(mixed ^ mixed >> 32);

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Each throws `PropertyListError`.
+/// Parses the binary format. The functions that parse, and those that write XML, throw `PropertyListError`.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
 /// Writes a dictionary as a property list. Its keys are not compared with the other texts to find duplicates, which

@@ -26,7 +26,7 @@ struct WellKnownType {
 [[nodiscard]] const WellKnownType* wellKnownType(std::string_view identifier) noexcept;
 [[nodiscard]] const WellKnownType* wellKnownTypeOfMIMEType(std::string_view mimeType) noexcept;
 
-/// The contents of a dynamic identifier: the type that the dynamic type conforms to, and its extension.
+/// The contents of a dynamic identifier: the supertype and the extension of the dynamic type.
 struct DynamicType {
   std::string supertype;
   std::string filenameExtension;
@@ -34,8 +34,8 @@ struct DynamicType {
   friend bool operator==(const DynamicType&, const DynamicType&) = default;
 };
 
-/// The identifier: "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits replace the most common
-/// supertypes.
+/// The identifier of a dynamic type: "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits
+/// replace the most common supertypes.
 [[nodiscard]] TESSALY_EXPORT std::string dynamicIdentifier(const DynamicType& type);
 /// Parses such an identifier. Absent if the text is not one.
 [[nodiscard]] TESSALY_EXPORT std::optional<DynamicType> dynamicType(std::string_view identifier);

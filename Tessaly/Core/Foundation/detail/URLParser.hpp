@@ -29,7 +29,7 @@ struct URLComponents {
 /// Whether a ':' in a path's first segment would look like the end of a scheme.
 enum class FirstSegment { keepColons, encodeColons };
 
-/// A file's path, percent-encoded for the path of a URL; '%' is encoded too.
+/// A file's path, percent-encoded for the path of a URL. '%' is encoded too.
 [[nodiscard]] std::string percentEncodedPath(std::string_view path, FirstSegment firstSegment);
 
 /// Whether "%2F" and "%00" stay as they are.

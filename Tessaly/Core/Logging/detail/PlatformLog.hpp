@@ -22,8 +22,8 @@ TESSALY_EXPORT void logPlatformError(std::string_view category, std::string_view
 /// `logPlatformError` with a record of type default, for events that are not errors.
 TESSALY_EXPORT void logPlatformNotice(std::string_view category, std::string_view message) noexcept;
 
-/// Gives `platformLog` the main bundle's identifier. `Logger::make` calls it, because it has just asked for the
-/// identifier.
+/// Gives `platformLog` the main bundle's identifier. `Logger::make` and `OSLog::pointOfInterest` call this function,
+/// because they have just asked for the identifier. Only the first call counts.
 TESSALY_EXPORT void setPlatformLogIdentifier(std::string_view identifier) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

@@ -29,7 +29,7 @@ inline std::size_t wellFormedPrefix(std::string_view text) noexcept {
   return offset;
 }
 
-/// Calls the body for each part of a text as well-formed UTF-8. U+FFFD replaces each ill-formed sequence.
+/// Passes a text to the body in parts of well-formed UTF-8. U+FFFD replaces each ill-formed sequence.
 template <typename Body>
 void forEachWellFormedPart(std::string_view text, Body body) {
   for (;;) {

@@ -49,7 +49,8 @@ bool AccessList::isExpected(const ObservationPoint& point, std::uint64_t version
     ++seen_;
     return true;
   }
-  // The function reads the point again. It often repeats its reads in their order. Otherwise a short list is searched.
+  // The function may be reading the point again. A function often repeats its reads in the same order. If it does not,
+  // a short list is searched.
   if (again_ >= seen_) again_ = 0;
   if (again_ < seen_ && expected_[again_].point == &point) {
     ++again_;

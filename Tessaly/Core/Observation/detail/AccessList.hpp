@@ -18,21 +18,24 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// A read of a point, and its version at that time. Holds a reference on the point.
+/// A read of a point, and the point's version at that time. In a list, except in the expected accesses, it holds a
+/// reference on the point.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;
 };
 
-/// The points that a function reads, each once, with the version at the first read. The list is the thread's innermost
-/// one from its construction to its end. Then it also adds its points to the next outer list.
+/// The points that a function reads, each once, with the version at the first read. From its construction until
+/// `end()`, the list records the reads of its thread. While a nested list exists, the nested list records them instead.
+/// `end()` of the nested list adds its points to the outer list.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
-  /// A list that expects reads of exactly these points in this order, and stores the versions in `expected`. It takes
-  /// no references, because the caller holds the points. A read of another point makes it an ordinary list.
+  /// A list that expects reads of exactly these points in this order, and stores the versions in `expected`. The list
+  /// takes no references, because the caller holds references on these points. An unexpected read turns the list into
+  /// an ordinary list.
   AccessList(Access* expected, std::size_t count) noexcept : AccessList() {
     expected_ = expected;
     expectedCount_ = count;
@@ -44,12 +47,12 @@ class TESSALY_EXPORT AccessList {
     if (count_ != 0) releaseAll();
   }
 
-  /// The version is read before the value, so a later change is detected.
+  /// Adds a read. The caller loaded the version before it reads the value, so a later change is detected.
   void add(ObservationPoint& point, std::uint64_t version) {
     if (expected_ == nullptr && count_ == 0) return addOnce(point, version);
     addSlowly(point, version);
   }
-  /// Stops recording.
+  /// Stops recording, and adds the points to the next outer list.
   void end() {
     if (std::exchange(hasEnded_, true)) return;
     currentAccessList = outer_;
@@ -62,7 +65,7 @@ class TESSALY_EXPORT AccessList {
     stopExpecting();
     return false;
   }
-  /// Whether this list is the given one or one of its outer lists.
+  /// Whether this list is `innermost` or one of the outer lists of `innermost`.
   [[nodiscard]] bool isIn(const AccessList* innermost) const noexcept {
     for (const AccessList* list = innermost; list != nullptr; list = list->outer_) {
       if (list == this) return true;
@@ -80,7 +83,7 @@ class TESSALY_EXPORT AccessList {
  private:
   static constexpr std::size_t inlineCount = 8;
 
-  /// The storage for more than a few accesses.
+  /// The storage for more than `inlineCount` accesses.
   struct Many {
     std::vector<Access> accesses;
     /// A hash table with open addressing, at most half full, from a point's address to its position in `accesses` plus
@@ -94,7 +97,7 @@ class TESSALY_EXPORT AccessList {
   void addSlowly(ObservationPoint& point, std::uint64_t version);
   [[nodiscard]] bool isExpected(const ObservationPoint& point, std::uint64_t version);
   void stopExpecting();
-  /// The version at which the point was read, or null if it was not read.
+  /// The recorded version of the point, or null if the point was not read.
   [[nodiscard]] std::uint64_t* find(const ObservationPoint& point) noexcept;
   void addOnce(ObservationPoint& point, std::uint64_t version);
   void rebuildIndex();
@@ -121,7 +124,7 @@ class WithoutTracking {
   WithoutTracking& operator=(const WithoutTracking&) = delete;
   ~WithoutTracking() { currentAccessList = list_; }
 
-  /// The list that was the innermost one.
+  /// The list that was the innermost one before this scope.
   [[nodiscard]] const AccessList* list() const noexcept { return list_; }
 
  private:

@@ -103,7 +103,7 @@ void ComputedObserver::registerWith(AccessList& accesses) {
     hasMissed |= links[i]->registerWith(accesses[i]);
   }
   accesses.surrender();
-  // The observer is deregistered only now, so that no change of a point that is read again is lost.
+  // The old links are cancelled only now, so that no change of a point that is read again is lost.
   deregister();
   accesses_ = std::move(read);
   links_ = std::move(links);

@@ -14,21 +14,22 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Observes every point that a function reads. After each change it is notified on the changing thread, and calls the
-/// function again.
+/// Observes every point that a function reads. After each change, the observer is notified on the changing thread and
+/// calls the function again.
 ///
-/// It stays registered with the points of the last run of the function. While later runs read the same points, a change
-/// costs neither an allocation nor a registration.
+/// The observer stays registered with the points of the last run of the function. While later runs read the same points
+/// in the same order, a change costs neither an allocation nor a registration.
 ///
-/// A change that the observer makes is delivered at once, nested. If another thread makes a change during a step, the
-/// thread in the step makes one more step. So the last step follows the last change.
+/// A change that a step makes outside the function is delivered at once, nested. The observer ignores a change that the
+/// function itself makes. If another thread makes a change during a step, the thread in the step makes one more step.
+/// So the last step follows the last change.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
  public:
   /// Makes the first step. Called once. An exception of the function ends the observer and reaches the caller.
   void start();
-  /// Ends the observer. No step begins afterwards, but one may still be running.
+  /// Ends the observer. No step begins afterwards, but a step may still be running.
   void cancel() noexcept override;
   void stop() noexcept override;
 
@@ -39,13 +40,13 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   ComputedObserver();
   ~ComputedObserver() override;
 
-  /// Calls `track` with the reading function, and then passes on its result. A step that does not call `track` is the
-  /// last one.
+  /// Calls `track` with the reading function, and then passes on the function's result. A step that does not call
+  /// `track` deregisters the observer from all points.
   virtual void step(Occasion occasion) = 0;
   /// Called once, at the end, when no step is running and no step will begin.
   virtual void discard() noexcept {}
 
-  /// Calls the function. The next change of a property that it reads causes a step.
+  /// Calls the function. The next change of a property that the function reads causes a step.
   template <typename Read>
   void track(Read read) {
     AccessList accesses(accesses_.data(), accesses_.size());
@@ -62,7 +63,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   /// Passes on the changes of one point.
   class Link;
 
-  /// Marks the list as that of the running function, for a scope.
+  /// Marks a list as the list of the running function, for a scope.
   class Reading {
    public:
     Reading(ComputedObserver& observer, const AccessList& accesses) noexcept
@@ -76,7 +77,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
     const AccessList* outer_;
   };
 
-  /// The permission to make a step: no step, the first step of this thread, or a step inside a step of this thread.
+  /// The permission to make a step: no step, an outermost step, or a step inside a step of this thread.
   enum class Turn : std::uint8_t { none, outermost, nested };
 
   static constexpr std::uint32_t hasEnded = 0x8000'0000;

@@ -22,7 +22,7 @@ struct Stock {
 };
 __thread Stock stock [[gnu::tls_model("initial-exec")]] = {};
 
-/// The number of references that an empty stock takes at once, and its maximum after a call.
+/// The number of references that a stock adds when only one is left. It is also the maximum of a stock after a call.
 constexpr std::uint32_t stockedReferences = 64;
 
 void giveBackStock() noexcept {
@@ -30,7 +30,7 @@ void giveBackStock() noexcept {
     point->release(std::exchange(stock.count, 0));
 }
 
-/// The key's value must only be non-null.
+/// Makes the end of this thread release the stock. The key's value only has to be non-null.
 void giveBackStockAtTheEnd() {
   static constinit pthread_key_t key{};
   static constexpr auto makeKey = [] {
@@ -107,7 +107,7 @@ void ObservationPoint::callBeforeChange(Version last) noexcept {
 
 void ObservationPoint::callTaken(Registration* taken) noexcept {
   const WithoutTracking untracked;
-  // A registration in a list holds a reference, which this function now owns.
+  // Each registration in a list holds a reference on its tracking. This function now owns these references.
   std::uint32_t givenBack = 0;
   while (taken != nullptr) {
     Tracking& tracking = *taken->tracking;

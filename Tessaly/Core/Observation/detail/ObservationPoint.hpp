@@ -30,11 +30,12 @@ struct Registration {
   List list = List::none;
 };
 
-/// One property of one object that can be tracked and observed. The first tracked read makes it. The property, every
-/// reader, every registration and every observer hold a reference.
+/// The record of the trackings and observers of one property of one object. The first tracked read of the property
+/// makes the point. The property, every reader, every registration and every observer hold a reference on the point.
 ///
 /// A reader records the version. The registration of a tracking compares the version under the lock, and no change ends
-/// without that lock. So a change by another thread between the read and the registration is not lost.
+/// while another thread holds the lock. So a change by another thread between the read and the registration is not
+/// lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -50,23 +51,24 @@ class TESSALY_EXPORT ObservationPoint {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
   /// `retain` from a stock of references that the thread keeps. A thread that repeatedly tracks the point that has just
-  /// changed then needs no atomic operation. The end of the point or of the thread returns the stock.
+  /// changed then needs no atomic operation. A thread releases its stock when it ends the point, calls the trackings of
+  /// another point, or exits.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
   [[nodiscard]] Version version() const noexcept { return word_.version(); }
 
-  /// Adds the read to the innermost list of this thread, if there is one.
+  /// Adds the read to the innermost list of this thread, if there is a list.
   void recordAccess() {
     if (currentAccessList != nullptr) currentAccessList->add(*this, version());
   }
-  /// Before the value changes: calls the trackings that wait for that. This function and `didChange` are never inlined.
-  /// So an assignment to an untracked property stays short enough to be inlined.
+  /// Called before the value changes. Calls the trackings that wait for the beginning of a change. This function and
+  /// `didChange` are never inlined. So an assignment to an untracked property stays short enough to be inlined.
   [[gnu::noinline]] void willChange() noexcept {
     Version last = 0;
     if (word_.beginChange(last)) callBeforeChange(last);
   }
-  /// After the value changed: calls the observers, and the trackings that read the value during the change.
+  /// Called after the value has changed. Calls the observers, and the trackings that were registered during the change.
   [[gnu::noinline]] void didChange() noexcept {
     Version last = 0;
     if (word_.endChange(last)) return callAfterChange(last);
@@ -77,21 +79,26 @@ class TESSALY_EXPORT ObservationPoint {
 
   /// The outcome of `link`: the tracking is registered, or one of the three reasons why it is not.
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// Registers a tracking that read at a version. During a change, and for a tracking that is called after changes, the
-  /// registration is for the end of the change. The tracking is not registered in three cases: the point was changed
-  /// since, the tracking was fired from another point, or this point has ended with that version.
+  /// Registers a tracking that read the point at `version`. While a change that was announced at its beginning is
+  /// running, the tracking is registered for the end of that change. Otherwise it is registered for the beginning of
+  /// the next change. In three cases the tracking is not registered:
+  /// - `changed`: the version has changed, and either no such change is running or the point has ended.
+  /// - `fired`: another point has fired the tracking.
+  /// - `ended`: the point has ended, and has done so at `version`.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
-  /// Removes a registration. Returns whether it was registered.
+  /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read at a version. Returns whether the point was changed since.
+  /// Registers an observer that read at a version. Returns true if the version has changed since and no change is
+  /// running. A running change calls the observer at its end.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;
   /// Calls a registered observer, as a change does.
   void call(PointObserver& observer) noexcept;
-  /// Ends an observer's registration. The thread that is calling the observer discards its captures after the call.
-  /// Without such a thread, this function does. Returns whether another thread will do it.
+  /// Ends an observer's registration. The thread that is calling the observer discards the observer's captures after
+  /// the call. If no thread is calling the observer, this function discards them. Returns whether another thread will
+  /// discard them.
   [[nodiscard]] bool remove(PointObserver& observer) noexcept;
 
  private:
@@ -108,7 +115,8 @@ class TESSALY_EXPORT ObservationPoint {
   void callLocked(PointObserver& observer, Version now) noexcept TESSALY_RELEASE(word_);
   /// Calls the observers of a turn, and ends the turn.
   void notify(const ObserverList::Turn& turn) noexcept;
-  /// Calls the observers without the lock while the turn is not shared. Returns the number of called observers.
+  /// Calls the observers without the lock while the turn is not shared. Returns the number of places that need no
+  /// further call.
   template <bool isAsymmetric>
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
   /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.
@@ -145,7 +153,7 @@ class TESSALY_EXPORT ObservationPoint {
   bool hasEnded_ TESSALY_GUARDED_BY(word_) = false;
 };
 
-/// A pointer to a point that is made when it is first needed.
+/// A pointer to a point. The first tracked read makes the point.
 class LazyObservationPoint {
  public:
   constexpr LazyObservationPoint() noexcept = default;

@@ -15,10 +15,11 @@ namespace Tessaly::inline v1::detail {
 /// A thread that has changed the value takes a turn and calls the observers in the list. During a turn no entry moves:
 /// new observers are appended, ended ones are only marked, and an outgrown array is kept.
 ///
-/// The only holder of a turn calls observers without the lock. It marks each one by a plain store, and then checks
-/// whether the turn is shared. A second thread with a change, or the end of an observation, must know which thread
-/// calls which observer. It shares the turn first: it sets the flag, and then executes a fence in all threads. From
-/// then on every step takes the lock, until the last turn ends.
+/// While only one thread holds turns, that thread calls observers without the lock. Before each call it marks the
+/// observer by `AsymmetricFence::publish`, and then checks whether the turn is shared. A second thread that changes the
+/// value or ends an observation must know which thread calls which observer. So the second thread first shares the
+/// turn: it sets a flag, and then executes a fence in all threads. From then on, every step takes the lock until the
+/// last turn ends.
 ///
 /// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {
@@ -56,7 +57,7 @@ class ObserverList {
     ++turns_;
     return {this, slots_, count_, isShared(), isAsymmetric_};
   }
-  /// Makes every later step of every turn take the lock, and records the callers of all observers.
+  /// Makes every later step of every turn take the lock, so that `callerOf` is exact for all observers.
   void share(std::uint32_t thread) noexcept;
   /// Ends a turn. Returns the observers that left the list with it, linked by `next_`.
   [[nodiscard]] PointObserver* endTurn() noexcept {
@@ -76,7 +77,7 @@ class ObserverList {
  private:
   static constexpr std::uint32_t inlineCount = 4;
 
-  /// An outgrown array that a turn may still read.
+  /// A grown array, and the outgrown arrays that a turn may still read.
   struct Array {
     std::unique_ptr<PointObserver*[]> places;
     std::unique_ptr<Array> older;

@@ -151,7 +151,7 @@ void ObservationPoint::notifyShared(ObserverList& list, PointObserver& observer,
 
 bool ObservationPoint::settle(ObserverList& list, PointObserver& observer) noexcept {
   const Version now = word_.lock();
-  // Otherwise the running call completes the delivery.
+  // If a call of the observer is still running, that call completes the delivery.
   const bool isOver = list.callerOf(observer) == 0;
   const bool discards = isOver && std::exchange(observer.discardIsDue_, false);
   const bool repeats = isOver && !observer.hasEnded_ && std::exchange(observer.hasMissedOne_, false);

@@ -28,9 +28,9 @@ class TESSALY_EXPORT Observer {
       delete this;
   }
 
-  /// Ends the observation. No call begins afterwards, but one may still be running on any thread.
+  /// Ends the observation. No call begins afterwards, but a call may still be running on any thread.
   virtual void cancel() noexcept = 0;
-  /// `cancel`, and then waits for a call that is running on another thread.
+  /// `cancel`, and then waits until a call that is running on another thread has ended.
   virtual void stop() noexcept = 0;
 
  protected:
@@ -41,7 +41,7 @@ class TESSALY_EXPORT Observer {
   std::atomic<std::uint32_t> references_{1};
 };
 
-/// An observer of one point, which the point notifies after every change. The point keeps a reference until the
+/// An observer of one point. The point notifies the observer after every change. The point keeps a reference until the
 /// observation has ended and no delivery can see the observer any more.
 ///
 /// At most one thread calls the observer at a time. If another thread makes a change meanwhile, the calling thread
@@ -58,8 +58,8 @@ class TESSALY_EXPORT PointObserver : public Observer {
   PointObserver() = default;
   ~PointObserver() override;
 
-  /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point was
-  /// changed since the read. Then the caller must make the call.
+  /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point has
+  /// changed since the read and no change is running. Then the caller must call the observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
@@ -84,7 +84,7 @@ class TESSALY_EXPORT PointObserver : public Observer {
   ObservationPoint* point_ = nullptr;
   /// The next observer that leaves the list at the same time.
   PointObserver* next_ = nullptr;
-  /// A futex.
+  /// A futex that holds a `Discarding` value.
   std::atomic<std::uint32_t> discarding_{settled};
   // The point's lock guards the members below, except `isCalled_`.
   std::uint32_t index_ = 0;

@@ -16,10 +16,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A handler that is registered with several points, and is called once, at the first change of any of them.
+/// A handler that is registered with one or more points. It is called at most once, at the first change of any of them.
 ///
-/// It is reference-counted. Each registration in a list holds a reference, and so does each owner. Its memory comes
-/// from the free lists of coroutine frames.
+/// A tracking is reference-counted. Each registration in a list holds a reference, and so does each owner. The memory
+/// of a tracking comes from the free lists of coroutine frames.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Tracking {
@@ -35,22 +35,23 @@ class TESSALY_EXPORT Tracking {
     if (isSoleReference() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
-  /// Takes the points of an ended list and registers with each. If another thread has changed one since its read, the
-  /// handler is called at once. If a change is still running, the handler is called after it. The creator of the
-  /// tracking calls this once, while it holds the only reference. This function takes over that reference.
+  /// Takes over the points of an ended list and registers with each. If a point has changed since its read and its
+  /// change has ended, the handler is called at once. If the change is still running, the handler is called after the
+  /// change. The creator of the tracking calls this function once, while no other thread knows the tracking. This
+  /// function takes over one reference of the creator.
   void install(AccessList& accesses) noexcept;
   /// Calls the handler, unless it was called or the tracking was cancelled before. The caller holds a reference.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// `fire` for a point that has removed a registration. The thread must not track meanwhile. If this was the only
-  /// registration, no registration is left to remove.
+  /// `fire` for a point that has removed a registration. The thread must not be tracking during this call. If the
+  /// tracking has only one registration, no registration is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
   }
-  /// Releases the reference of a removed registration. Returns true if this was the last reference and the point was
-  /// the only one. Then the caller owns the reference on the point.
+  /// Releases the reference of a removed registration. Returns true if this was the last reference and the tracking has
+  /// only one point. Then the caller owns the tracking's reference on that point.
   [[nodiscard]] bool releaseTaken() noexcept {
     if (count_ > 1 || !isSoleReference()) {
       release();
@@ -77,7 +78,7 @@ class TESSALY_EXPORT Tracking {
   virtual ~Tracking() {
     if (count_ > 1 || one_.point != nullptr) releasePoints();
   }
-  /// Calls the handler if `finish` says so, and destroys it.
+  /// Calls the handler if `finish` is `calling`, and then destroys the handler.
   virtual void finishHandler(Finish finish) noexcept = 0;
 
  private:

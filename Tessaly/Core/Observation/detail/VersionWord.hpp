@@ -11,14 +11,16 @@ namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
 /// list that has entries. The version counts the begun changes and the running changes. So an announcement is at most
-/// one atomic operation, which also takes the lock if the point has something to call.
+/// one atomic read-modify-write operation without contention. The same operation takes the lock if the point has
+/// something to call.
 ///
-/// A change is announced at its beginning only if a tracking waits for that. Otherwise it is announced at its end. By
-/// then, a reader of the old value is in a list or finds another version.
+/// The beginning of a change is announced only if a tracking waits for it. Otherwise the change is announced only at
+/// its end. A reader of the old value is in a list at that end, or later finds another version.
 ///
-/// While the lock is held no other thread writes the word, so releasing it is a plain store. A waiting thread is not
-/// woken. It tries again, at first immediately, then every 50 µs. The lock is held for a few instructions, or for about
-/// 1 µs during a fence in all threads. No handler is called under it.
+/// While a thread holds the lock, no other thread writes the word, so releasing the lock is a plain store. A waiting
+/// thread is not woken. It tries again after each of 100 processor pauses, and then every 50 µs. The lock is held while
+/// a list changes, which takes at most O(n), and for about 1 µs during a fence in all threads. No handler is called
+/// under the lock.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_CAPABILITY("lock") VersionWord {
@@ -33,7 +35,7 @@ class TESSALY_CAPABILITY("lock") VersionWord {
   static constexpr Version underWay = 0x10;
   static constexpr Version begun = 0x10'0000;
 
-  /// Whether a change was running.
+  /// Whether a change that was announced at its beginning is running at this version.
   [[nodiscard]] static constexpr bool isChanging(Version version) noexcept {
     return (version & (begun - underWay)) != 0;
   }

@@ -32,7 +32,7 @@ class AsyncStreamConsumer {
   std::shared_ptr<AsyncStreamStorage<Element>> storage_;
 };
 
-/// Waits for a stream's next element. It has no coroutine frame of its own, unless a function produces the elements on
+/// Waits for a stream's next element. The wait allocates no coroutine frame, unless a function produces the elements on
 /// demand.
 ///
 /// A buffered element is taken at once. After many such elements the thread's turn ends: the task takes the element and

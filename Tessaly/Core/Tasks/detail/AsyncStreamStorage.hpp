@@ -57,7 +57,7 @@ class AsyncStreamStorage {
   YieldResult<Element> yield(Element&& element) {
     CarriedElement<Element> carried(std::move(element));
     lock_.lock();
-    // The path of a broadcast to many listeners, so it stays short and calls nothing.
+    // A broadcast to many listeners takes this path, so the path stays short and inline.
     if (state_ == State::open && firstWaiter_ == nullptr && policy_.kind == BufferingPolicy::Kind::unbounded &&
         buffer_.hasRoom()) [[likely]] {
       buffer_.append(std::move(carried));
@@ -123,7 +123,7 @@ class AsyncStreamStorage {
 
   [[nodiscard]] bool unfolds() const noexcept { return unfolds_; }
 
-  /// True if there is an answer: an element, the error, or the end.
+  /// Takes the answer if there is one: an element, the error, or the end. Returns whether there was an answer.
   bool takeNext(Waiter& waiter) noexcept {
     for (;;) {
       if (takeAhead(waiter)) return true;
@@ -254,7 +254,7 @@ class AsyncStreamStorage {
       if (waiter != nullptr) waiter->error.swap(error_);
     }
     while (waiter != nullptr) {
-      Waiter* next = waiter->next;  // A resumed waiter may be gone, and this storage with the last one.
+      Waiter* next = waiter->next;  // A resumed waiter may be gone. This storage may be gone with the last waiter.
       waiter->suspension.resume();
       waiter = next;
     }
@@ -275,7 +275,7 @@ class AsyncStreamStorage {
   static constexpr std::size_t minimumMovedAhead = 16;
   static constexpr std::size_t cacheLine = 64;
 
-  // Read by both ends, so on another cache line than the data that either end writes.
+  // Both ends read these members. So the members are on another cache line than the data that either end writes.
   const BufferingPolicy policy_;
   const bool unfolds_ = false;
   std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
@@ -289,9 +289,10 @@ class AsyncStreamStorage {
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
 
-  // A consumer of an unbounded stream moves the whole buffer out of the producers' way at once, so that the two ends
-  // seldom wait for each other. The elements ahead come before those in the buffer. Only an empty `ahead_` is filled,
-  // under both locks, `lock_` first.
+  // If the buffer of an unbounded stream has at least 16 elements, a consumer moves the whole buffer out of the
+  // producers' way at once. So the two ends seldom wait for each other. The elements in `ahead_` come before the
+  // elements in the buffer. A consumer fills `ahead_` only while `ahead_` is empty. The consumer holds both locks and
+  // takes `lock_` first.
   alignas(cacheLine) UnfairLock aheadLock_;
   std::atomic<std::size_t> aheadCount_{0};
   GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);

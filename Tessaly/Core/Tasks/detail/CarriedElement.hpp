@@ -14,8 +14,8 @@ namespace Tessaly::inline v1::detail {
 /// An element on its way from producer to consumer. Moving it runs no code of the element and never throws, so queues
 /// of carried elements can change under a lock.
 ///
-/// A trivially copyable element costs nothing. Any other element has a block of its own from the pool of coroutine
-/// frames, and is empty after a move.
+/// A trivially copyable element costs nothing. Any other element is in a separate block from the pool of coroutine
+/// frames, or from the general allocator if the element is over-aligned. The moved-from object is then empty.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element,

@@ -14,10 +14,10 @@ class Pool;
 /// Thread contract: thread-compatible; lives on the stack of its thread.
 class EventThread {
  public:
-  /// Between the two calls no job runs on the thread. The pool wakes no other thread for the first job that is enqueued
-  /// meanwhile.
+  /// Until `endServing()`, no job runs on the thread, and the pool wakes no other thread for the first job that is
+  /// enqueued.
   void beginServing() noexcept;
-  /// Runs jobs until none waits, or wakes a thread of the pool if this one may not.
+  /// Runs jobs until none waits. If this thread may not run jobs, wakes a thread of the pool if necessary.
   void endServing() noexcept;
 
  private:

@@ -44,7 +44,7 @@ void pushFrame(ThreadState::FrameList& list, void* frame) {
   --list.room;
 }
 
-/// Moves so many frames from the thread's list to the common one. Frees the frames that do not fit there.
+/// Moves `count` frames from the thread's list to the common list. Frees the frames that do not fit there.
 void returnFrames(std::size_t index, std::uint32_t count) {
   auto& list = threadState.frames[index];
   auto& common = commonLists[index];
@@ -70,7 +70,8 @@ void returnAllFrames(void*) {
   }
 }
 
-/// Called in the child of a fork. A thread that the child does not have may hold a lock of a half-changed list.
+/// Called in the child of a fork. A thread that exists only in the parent may have held the lock of a half-changed
+/// list.
 void forgetCommonLists() {
   for (auto& list : commonLists) std::construct_at(&list);
 }

@@ -7,9 +7,9 @@
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// Memory of coroutine frames and of the records of tasks. Every thread has a bounded free list for each size. A bounded
-// common list returns frames that are made on one thread and freed on another. Off under the sanitizers, which then see
-// each frame as an allocation of its own.
+// Memory of coroutine frames and of the records of tasks. Every thread has a bounded free list for each size. Through a
+// bounded common list for each size, frames that one thread frees return to the threads that make frames. The pool is
+// off under the sanitizers, so that they see each frame as a separate allocation.
 
 namespace Tessaly::inline v1::detail {
 

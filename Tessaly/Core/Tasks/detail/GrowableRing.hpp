@@ -8,9 +8,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A first-in, first-out buffer on one contiguous allocation that doubles when it is full and is kept when it empties.
+/// A first-in, first-out buffer on one contiguous allocation. The allocation doubles when the buffer is full, and is
+/// kept when the buffer is empty.
 ///
-/// Unlike `std::deque` it does not allocate once it has grown, nor while it is unused.
+/// Unlike `std::deque`, it allocates nothing before the first element, and nothing while its capacity suffices.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>

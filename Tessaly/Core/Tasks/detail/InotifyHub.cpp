@@ -26,7 +26,7 @@ InotifyHub& InotifyHub::shared() noexcept {
   return madeOnce<[] { return new InotifyHub; }>();
 }
 
-/// Calls subscribers on a thread that may block. The thread that adds a watch may hold locks that they need.
+/// Calls subscribers on a thread that may block. The thread that adds a watch may hold locks that the subscribers need.
 struct InotifyHub::Waking final : Job {
   explicit Waking(Wakes wakes)
       : Job([](Job& job) noexcept {
@@ -125,7 +125,7 @@ void InotifyHub::read(Wakes& wakes) {
       }
       position = name + event.len;
     }
-    // With room for one more event, the queue is empty.
+    // If the buffer has room for one more event, the kernel's queue is empty.
     if (sizeof(buffer) - static_cast<std::size_t>(size) >= sizeof(inotify_event) + NAME_MAX + 1) return;
   }
 }

@@ -16,7 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
 /// is opened at first use and never closed.
 ///
-/// A thread of its own reads the events. So a slow subscriber delays later events. It delays no timer and no task.
+/// The hub's own thread reads the events. So a slow subscriber delays later events, but delays neither timers nor
+/// tasks.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT InotifyHub {
@@ -37,11 +38,11 @@ class TESSALY_EXPORT InotifyHub {
   static InotifyHub& shared() noexcept;
 
   /// Watches a path for the events of the mask. The subscriber may also receive events that other subscribers
-  /// requested, but only later events. Returns the number of the watch, or the negative `errno`.
+  /// requested, but no event from before this call. Returns the number of the watch, or the negative `errno`.
   ///
-  /// The caller has just examined the path: a volume that does not answer must block the caller there, and not here
-  /// under the lock of all. The caller may hold locks that subscribers need, because `wake` is called on another
-  /// thread.
+  /// The caller must have just examined the path. A volume that does not answer then blocks the caller in that
+  /// examination, and not here under the hub's lock. The caller may hold locks that subscribers need, because `wake` is
+  /// called on another thread.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
   /// Reverts one `add`. The subscriber receives no event of that watch afterwards.
   void remove(int watch, const Subscriber& subscriber) noexcept;

@@ -71,7 +71,8 @@ Reactor::Reactor(int epoll, int timer) : epoll_(epoll), timerDescriptor_(timer) 
   // Each expiration gives one event, without a read that would make the descriptor unreadable.
   epoll_event event{.events = EPOLLIN | EPOLLET, .data = {.u64 = timerKey}};
   ::epoll_ctl(epoll_, EPOLL_CTL_ADD, timerDescriptor_, &event);
-  // The kernel gives an event to the thread that began to wait last. While that one runs a job, the other one waits.
+  // The kernel gives an event to the thread that began to wait last. While that thread runs a job, the other thread
+  // waits.
   for (int i = 0; i < 2; ++i) startLibraryThread("tessaly-reactor", [this] { work(); });
 }
 
@@ -90,7 +91,7 @@ bool Reactor::remove(ClockTimer& timer) noexcept {
 void Reactor::rearm() {
   if (timers_.first()->deadline() >= wakesAt_) return;
   wakesAt_ = timers_.first()->deadline();
-  // The descriptor counts an unset time as "off", so a deadline of zero or below becomes the first nanosecond.
+  // A time of zero would disarm the descriptor, so a deadline of zero or below becomes the first nanosecond.
   const auto deadline = std::max<std::int64_t>(wakesAt_.count(), 1);
   itimerspec setting{};
   setting.it_value.tv_sec = deadline / 1'000'000'000;
@@ -100,7 +101,8 @@ void Reactor::rearm() {
 
 void Reactor::fireDueTimers() {
   {
-    // Two threads would fire timers out of order. The one that fires looks for due timers once more before it ends.
+    // Two threads would fire timers out of order. The firing thread checks for due timers once more before it stops
+    // firing.
     UnfairLock::Guard guard(lock_);
     if (std::exchange(isFiring_, true)) return;
   }
@@ -172,7 +174,8 @@ std::shared_ptr<DescriptorSource> DescriptorSource::make(int descriptor, Executo
 DescriptorSource::~DescriptorSource() { cancel(); }
 
 void DescriptorSource::becameReadable(std::shared_ptr<DescriptorSource> self) noexcept {
-  // Delivered even when cancelled: the last reference must not be dropped on the reactor's thread.
+  // The job is enqueued even after `cancel()`, because the last reference must not be released on a thread of the
+  // reactor.
   {
     UnfairLock::Guard guard(lock_);
     delivering_ = std::move(self);
@@ -189,7 +192,8 @@ void DescriptorSource::deliver() noexcept {
   const CallGate::Call call(calls_);
   if (!call.isAdmitted()) return;
   callNotification("A descriptor's handler", onReadable_);
-  // A handler that cancelled its own source may have closed the descriptor. Another thread's `cancel()` waits for this.
+  // A handler that cancelled its own source may have closed the descriptor. Another thread's `cancel()` waits for the
+  // end of this function.
   if (calls_.isClosed()) return;
   epoll_event event{.events = EPOLLIN | EPOLLONESHOT, .data = {.u64 = key_}};
   if (::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_MOD, descriptor_, &event) != 0) {
@@ -203,7 +207,8 @@ void DescriptorSource::cancel() noexcept {
   calls_.close();
   Sources& sources = Sources::shared();
   UnfairLock::Guard guard(sources.lock);
-  // The first of several calls runs this. The others wait for it, because the descriptor may be closed after a call.
+  // Only the first of several calls removes the descriptor. The other calls wait for the removal, because the
+  // descriptor may be closed after any of them.
   if (sources.byKey.erase(key_) != 0) ::epoll_ctl(Reactor::shared().epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
 }
 

@@ -15,7 +15,7 @@ namespace Tessaly::inline v1::detail {
 
 /// The two threads that wait for timers and descriptors, started on first need. Serving an event runs no host code: it
 /// resumes tasks on their executors and enqueues jobs. A thread that has served may then run these jobs in the place of
-/// a thread of the pool that sleeps (see `EventThread`), while the other one waits for events.
+/// a thread of the pool that sleeps (see `EventThread`), while the other thread of the reactor waits for events.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
@@ -48,7 +48,7 @@ class TESSALY_EXPORT Reactor {
   const int timerDescriptor_;
 };
 
-/// Calls a function on an executor whenever a descriptor is readable, until it is cancelled.
+/// Calls a function on an executor whenever a descriptor is readable, until the source is cancelled.
 ///
 /// The function is called once for each readiness; the descriptor is watched again after it has returned. It should
 /// read until the descriptor is empty. The caller owns the descriptor and keeps it open until `cancel()` has returned.
@@ -68,8 +68,8 @@ class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_thi
   DescriptorSource(const DescriptorSource&) = delete;
   DescriptorSource& operator=(const DescriptorSource&) = delete;
 
-  /// Stops watching. Waits for a call of the function on another thread, but not for one on this thread's stack. The
-  /// function is not called afterwards. Idempotent.
+  /// Stops watching. Waits for the end of a call of the function on another thread, but not of an enclosing call on
+  /// this thread. No call of the function begins afterwards. Idempotent. Does nothing in the child of a fork.
   void cancel() noexcept;
 
  private:

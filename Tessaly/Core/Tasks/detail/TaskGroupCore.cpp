@@ -7,14 +7,15 @@
 
 // One word connects the children that end with the task that waits. It holds
 //
-//   0             no child has ended since the last look, and no task waits
+//   0             no child has ended since the last collection, and no task waits
 //   link          the ended children, the last one first
 //   task | waits  the waiting task; the next child that ends puts itself here instead, and schedules the task
 //
 // tests/models explores every interleaving. Memory orders: a child's result, and what the waiting task wrote before its
 // suspension, pass through release and acquire on the word. The newest child that was added, the level that the
 // children were given and the mark of a cancellation are sequentially consistent. A raise or a cancellation changes its
-// mark and then looks for children, and a child is added before it looks at the marks. So one sees the other.
+// mark and then searches for children. `start` adds a child and then reads the marks. So at least one side sees the
+// other.
 
 namespace Tessaly::inline v1::detail {
 namespace {
@@ -98,7 +99,8 @@ void TaskGroupCore::collectEnded() noexcept {
 
 void TaskGroupCore::unlist(TaskGroupLink* ended, std::uint32_t count) noexcept {
   UnfairLock::Guard guard(lock_);
-  // If the group has no others, all go at once. A child that is added meanwhile changes the newest one.
+  // If the group has no other children, the whole list is emptied at once. A child that is added meanwhile changes
+  // `added_`, so the exchange fails.
   TaskGroupLink* newest = added_.load(std::memory_order_acquire);
   if (count_.load(std::memory_order_relaxed) == count &&
       added_.compare_exchange_strong(newest, nullptr, std::memory_order_acquire, std::memory_order_relaxed)) {
@@ -170,7 +172,8 @@ bool TaskGroupCore::raiseLowest(TaskPriority priority) noexcept {
   do {
     if (priority <= lowest) return false;
   } while (!lowest_.compare_exchange_weak(lowest, priority, std::memory_order_seq_cst, std::memory_order_relaxed));
-  // A child that is not seen here sees the raised level. The others have noted their priority before.
+  // A child that is not seen here sees the raised level. All other children have recorded their priority in
+  // `lowestAdded_` before.
   static_cast<void>(added_.load(std::memory_order_seq_cst));
   return lowestAdded_.load(std::memory_order_relaxed) < priority;
 }

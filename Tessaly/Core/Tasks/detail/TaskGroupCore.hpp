@@ -16,15 +16,16 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// Among the children that were added, or in the list of those that were not collected.
+  /// The links among the added children, or in the list of the children that were not collected.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.
   TaskGroupLink* nextEnded = nullptr;
 };
 
-/// The part of a group that does not depend on its children's result. It keeps the children that were not taken yet and
-/// the order in which they ended. It holds the only reference to a child that is running or has ended.
+/// The part of a group that does not depend on the type of its children's results. It keeps the children that were not
+/// taken yet and the order in which they ended. It holds the reference on each child from `start` until the child is
+/// taken.
 ///
 /// A child ends with one atomic change. The waiting task takes all ended children at once.
 ///
@@ -50,11 +51,12 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
   /// current task, which is suspended.
   [[nodiscard]] bool waitForChildren() noexcept;
-  /// Marks the running children and later ones as cancelled. Adds the marked ones to the list, the first one last.
+  /// Marks the children that were not collected, and all later children, as cancelled. Adds the newly marked children
+  /// to the list, the first child last.
   void markCancelled(TaskList& cancelled) noexcept;
   void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
-  /// Gives the child that ended first among those that were not taken. None if no child is left.
+  /// Gives the child that ended first among those that were not taken. Gives null if no child is left.
   class NextAwaiter {
    public:
     explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
@@ -111,15 +113,15 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool raiseLowest(TaskPriority priority) noexcept;
   void findBelow(TaskPriority priority, TaskList& children) noexcept;
 
-  /// The children that were added since the last look at the list, the last one first.
+  /// The children that were not yet put into the list, the last one first.
   std::atomic<TaskGroupLink*> added_{nullptr};
   UnfairLock lock_;
   /// The other children that were not collected.
   LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
   /// The children that wait on the global executor.
   JobFamily waiting_;
-  /// The number of children that were not collected. It increases before a child is added, and decreases after `ready_`
-  /// has taken it.
+  /// The number of children that were not collected. It increases before a child is added, and decreases after the
+  /// child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
   /// The ended children that were not collected, the last one first; or the waiting task, and a bit.
   std::atomic<std::uintptr_t> ended_{0};
@@ -134,7 +136,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};
 };
 
-/// Cancels a group with the current task, for a scope.
+/// Cancels a group when the current task is cancelled, for a scope.
 class TaskGroupCancellation final : public CancellationHandler {
  public:
   template <typename Group>
@@ -155,7 +157,7 @@ class TaskGroupCancellation final : public CancellationHandler {
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
   void cancelChildren() noexcept { group_.cancelAll(); }
-  /// The same function of the group. The current task is suspended already.
+  /// Calls the group's function. The current task is suspended already.
   [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 
  private:

@@ -33,8 +33,8 @@ void TaskRecord::runTask(Job& job) noexcept {
   } else {
     state.completed = &record;
   }
-  // If its outermost coroutine has not ended, the record may be running elsewhere, or be gone. The task is not current
-  // while it completes, because destructors of the host's values run then.
+  // If the task's outermost coroutine has not ended, the record may be running elsewhere, or be gone. The task is not
+  // current while it completes, because destructors of the host's values run then.
   state.task = nullptr;
   if (TaskRecord* completed = std::exchange(state.completed, nullptr); completed != nullptr) completed->complete();
 }
@@ -83,7 +83,7 @@ void TaskRecord::resumeWaiters(std::uintptr_t word) noexcept {
     // A waiter whose task is scheduled may be gone.
     TaskRecord& task = *inOrder->task;
     inOrder = inOrder->next;
-    // Only the last one may be traded: no other one may be behind it.
+    // Only the last task may be traded, because no other task may be behind a traded task.
     inOrder != nullptr ? task.schedule() : task.scheduleAtEndOfJob();
   }
 }
@@ -172,7 +172,7 @@ bool TaskRecord::addWaiter(CompletionWaiter& waiter) noexcept {
 void TaskRecord::escalate(TaskPriority priority) noexcept {
   // A task that begins to wait raises the awaited tasks to its own priority. So a task of this priority needs no visit.
   if (!raisePriority(priority)) return;
-  // A list, not a recursion: tasks may wait for one another in a chain of any length.
+  // A list replaces the recursion, because tasks may wait for one another in a chain of any length.
   TaskList awaited;
   wasRaised(awaited);
   while (!awaited.empty()) {
@@ -185,11 +185,12 @@ void TaskRecord::escalate(TaskPriority priority) noexcept {
 void TaskRecord::wasRaised(TaskList& awaited) noexcept {
   Isolation isolation;
   {
-    // While the bit is set, the task leaves neither its executor nor its wait before the lock is released.
+    // While the bit is set, the task leaves its executor or its wait only after the lock is released.
     UnfairLock::Guard guard(lock_);
     word_.fetch_or(raiseBit, std::memory_order_seq_cst);
     if (Executor* executor = executor_.load(std::memory_order_seq_cst)) isolation = Isolation(*executor);
-    // A task that begins to wait stores this and then reads its priority, and the raise has stored that before.
+    // A task that begins to wait stores `awaited_` and then reads its priority. The raise has stored the priority
+    // before.
     if (AwaitedWork* work = awaited_.load(std::memory_order_seq_cst)) work->collectBelow(priority(), awaited);
     word_.fetch_and(~raiseBit, std::memory_order_release);
   }

@@ -18,8 +18,8 @@
 #include "Tessaly/Core/Tasks/detail/TaskLocalBinding.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// The runtime's record of a task, and the two ways in which a coroutine waits. Another thread ends a suspension. The
-// task's cancellation calls a cancellation handler.
+// The runtime's record of a task, and the two parts of a coroutine's wait: a suspension, which another thread ends, and
+// a cancellation handler, which the task's cancellation calls.
 
 namespace Tessaly::inline v1::detail {
 
@@ -31,8 +31,8 @@ using TaskList = std::vector<Retained<TaskRecord>>;
 /// task.
 class AwaitedWork {
  public:
-  /// Adds the tasks below the priority, and lets later ones start at it. Called with the lock of the waiting task held,
-  /// so that the task does not leave the wait meanwhile.
+  /// Adds the tasks below the priority, and lets later tasks start at that priority. Called with the lock of the
+  /// waiting task held, so that the task does not leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -64,7 +64,8 @@ class CancellationHandler {
   CancellationHandler* previous_;
   // Set when the handler is called.
   std::uint32_t runningThread_;
-  /// Set by a call of `remove` from the handler itself. The handler's storage is gone when the handler returns.
+  /// Set by a call of `removeCancellationHandler` from the handler itself. The handler's storage is gone when the
+  /// handler returns.
   bool* isGone_;
 };
 
@@ -136,8 +137,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
   }
 
-  /// Enqueues a task that can continue, in a job that ends now. The task yields, or has waited for the job's task. A
-  /// thread of the pool trades it for the next job under one lock.
+  /// Enqueues a task that can continue. Called in a job that ends now, because the task yields or has waited for the
+  /// job's task. A thread of the pool trades the task for the next job under one lock.
   void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
@@ -170,8 +171,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     handlers_ = &handler;
     return true;
   }
-  /// Removes a handler. Waits for a call of it on another thread, but not for one on this thread's stack. The handler
-  /// is not called afterwards.
+  /// Removes a handler. Waits for the end of a call of the handler on another thread, but not of a call on this
+  /// thread's stack. No call of the handler begins afterwards.
   void removeCancellationHandler(CancellationHandler& handler) noexcept {
     lock_.lock();
     if (handler.state_ == CancellationHandler::State::added) [[likely]] {
@@ -188,8 +189,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Raises the priority of the task and of the tasks that it waits for.
   void escalate(TaskPriority priority) noexcept;
-  /// Records the tasks that this task waits for from now on, and raises them to its own priority. Called by the task
-  /// itself.
+  /// Records the tasks that this task waits for from now on. Called by the task itself, which then raises them to its
+  /// own priority.
   void setAwaited(AwaitedWork& work) noexcept { awaited_.exchange(&work, std::memory_order_seq_cst); }
   /// Ends the wait. No raise uses the awaited tasks afterwards.
   void clearAwaited() noexcept {
@@ -246,18 +247,18 @@ class TESSALY_EXPORT TaskRecord : public Job {
   virtual void didComplete() noexcept;
 
  private:
-  // In the word, below the newest waiter.
+  // The bits of `word_` below the pointer to the newest waiter.
   static constexpr std::uintptr_t cancelledBit = 1;
   static constexpr std::uintptr_t doneBit = 2;
-  /// A raise holds the lock, and uses the task's executor and the tasks that it waits for.
+  /// Set while a raise holds the lock and uses the task's executor and its awaited tasks.
   static constexpr std::uintptr_t raiseBit = 4;
   static constexpr std::uintptr_t wordBits = 7;
 
   static void runTask(Job& job) noexcept;
   /// Notifies the executor of a raised priority, and adds the tasks that this task waits for to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Calls the handlers of this marked task; the caller keeps it alive. Adds further marked tasks to the list, whose
-  /// handlers are called later.
+  /// Calls the handlers of this marked task; the caller keeps it alive. Adds further marked tasks to the list. The
+  /// caller calls the handlers of these tasks later.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
   /// Waits for a raise that may have seen the pointer that this task has just replaced. Either the raise sees the new

@@ -25,18 +25,20 @@ inline constexpr std::size_t frameClassCount = 12;
 
 /// The state of the job that runs on a thread. `JobScope` gives every job its own.
 struct RunningJob {
-  /// The task one of whose coroutines is running.
+  /// The task whose coroutine is running.
   TaskRecord* task;
-  /// The serial executor (the main queue included) that the thread holds for this job; null on the pool and outside.
+  /// The serial executor (the main queue included) that the thread holds for this job. Null if the thread holds none.
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
   /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited it. The
   /// thread queues this task and takes the next job.
   Job* traded;
-  /// The family after whose waiting jobs it goes on, and before all other jobs of its priority. Null for none.
+  /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family, and before all other jobs of
+  /// its priority.
   JobFamily* tradedFamily;
-  /// Set when the current task's outermost coroutine has ended; the task completes once that has returned.
+  /// Set when the current task's outermost coroutine has ended; the task completes after the resumption of that
+  /// coroutine has returned.
   TaskRecord* completed;
   /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
   /// of the pool, which reads all three after each job.
@@ -63,7 +65,8 @@ struct ThreadState : RunningJob {
 
   struct FrameList {
     void* first;
-    /// The number of further frames that the thread may keep. 0 until it has registered their return at its end.
+    /// The number of further frames that the thread may keep. 0 until the thread has registered the return of its
+    /// frames at its end.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

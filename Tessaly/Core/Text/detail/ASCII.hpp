@@ -36,7 +36,7 @@ inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
   return (word | (differing - ones)) & highBits;
 }
 
-/// Skips bytes that are ASCII and not a carriage return, from `offset` on, in whole words of eight. Returns the offset
+/// Skips bytes that are ASCII and not a carriage return, from `offset` on, in words of eight bytes. Returns the offset
 /// of the first byte that was not skipped.
 inline std::size_t skipASCIIWithoutReturns(std::string_view text, std::size_t offset) noexcept {
   while (offset + 32 <= text.size() &&

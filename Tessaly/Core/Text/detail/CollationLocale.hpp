@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The identifier of the locale whose order people read. "en_US_POSIX", the locale of an environment that names none,
-/// has the order of the bytes in ICU, with "Z" before "a". So it takes the root's.
+/// The identifier of the locale for sorting. In ICU, "en_US_POSIX" has the order of the bytes, with "Z" before "a". An
+/// environment that names no locale has this identifier, so identifiers that end with "POSIX" become "root".
 [[nodiscard]] inline std::string collationIdentifier(const Locale& locale) {
   return locale.identifier().ends_with("POSIX") ? "root" : locale.identifier();
 }

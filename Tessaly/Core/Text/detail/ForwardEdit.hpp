@@ -13,11 +13,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Changes a text at places that only rise, in time linear in the text. The result is that of the same calls on the
-/// text itself, each of which moves all units and runs behind its range.
+/// An edit that changes a text from its beginning to its end, in time linear in the text. The same calls on the text
+/// itself have the same result. But there, each call moves all units and runs behind its range.
 ///
-/// The edit takes the text over. Its destructor returns it, as changed so far. A range outside the present text throws
-/// `std::out_of_range`.
+/// The edit takes the contents of the text. The destructor returns them, as changed so far. A range outside the present
+/// text throws `std::out_of_range`.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT ForwardEdit {
@@ -29,12 +29,13 @@ class TESSALY_EXPORT ForwardEdit {
   ForwardEdit& operator=(const ForwardEdit&) = delete;
   ~ForwardEdit();
 
-  /// Replaces a range with a text that is not longer. The range begins at or behind the end of the last one.
+  /// Replaces a range with a text that is not longer. The range begins at or behind the end of the last changed range.
   void replaceCharacters(NSRange range, std::u16string_view text);
-  /// Adds attributes to a range that begins with the last replaced range, and ends before the next.
+  /// Adds attributes to a range that begins where the last replaced range begins. It ends before the next replaced
+  /// range.
   void addAttributes(const Attributes& attributes, NSRange range);
 
-  /// The units and runs that were moved.
+  /// The number of units and runs that were moved.
   [[nodiscard]] std::uint64_t steps() const noexcept { return steps_; }
 
  private:
@@ -50,10 +51,10 @@ class TESSALY_EXPORT ForwardEdit {
   std::vector<Run> takeDoneRunsFrom(std::int64_t location);
 
   NSMutableAttributedString& string_;
-  /// The text up to the last change.
+  /// The finished text: the changed text up to the last change.
   std::u16string units_;
   std::vector<Run> runs_;
-  /// The rest is a suffix of the original text.
+  /// The original text. Its units from `rest_` on are not in the finished text yet.
   const std::u16string original_;
   std::vector<Run> originalRuns_;
   std::size_t rest_ = 0;

@@ -16,9 +16,9 @@ namespace Tessaly::inline v1::Text::detail {
 constexpr bool isASCIILetter(char32_t scalar) noexcept { return ((scalar | 0x20) - U'a') < 26; }
 constexpr bool isASCIIDigit(char32_t scalar) noexcept { return (scalar - U'0') < 10; }
 
-/// A place at which the text can be divided, and the length of the result up to it. The results before and after the
-/// place do not depend on each other. Words of one script stand on both sides, and no rule looks across the space
-/// between them.
+/// A place at which the text can be divided, and the length of the result up to that place. The results before and
+/// after the place do not depend on each other. Words of one script stand on both sides, and no rule looks across the
+/// space between them.
 struct SearchCut {
   std::size_t text = 0;
   std::size_t result = 0;
@@ -31,7 +31,8 @@ struct SearchContext {
   char32_t lastScalar = 0;
   SearchKind lastLetter = SearchKind::plain;
 
-  /// Whether the results of these scalars end in a Latin letter.
+  /// Whether the result of the scalar before the last one ends in a Latin letter, and whether that of the last one
+  /// does.
   bool beforeLastEndsInLetter = false;
   bool lastEndsInLetter = false;
 
@@ -54,9 +55,9 @@ struct SearchContext {
 /// The kind and the result of a scalar, ASCII included.
 [[nodiscard]] SearchScalar scalarAt(char32_t scalar);
 
-/// One run of the transform for searches over a text. Two passes take turns: one for Latin text, one for any other
-/// script. Each begins at a cut. A piece with a scalar that the rules do not cover goes through ICU, from its cut to
-/// the next one.
+/// One run of the transform for searches over a text. Two passes take turns: one for Latin text, and one for text of
+/// any script. Each pass begins at a cut. If the rules do not cover a scalar, ICU transforms the piece from the cut
+/// before the scalar to the next cut.
 class SearchRun {
  public:
   explicit SearchRun(std::string_view text) : text_(text) {}
@@ -70,7 +71,7 @@ class SearchRun {
   }
 
  private:
-  /// Other scripts and signs in the piece since the last cut.
+  /// The kinds of content that the piece since the last cut contains.
   enum Seen : std::uint8_t { otherScript = 1, latinOnly = 2, greek = 4, semicolon = 8, han = 16, sign = 32 };
 
   void passLatin();
@@ -111,9 +112,9 @@ class SearchRun {
   DecodedScalar decoded_{};
   SearchContext context_;
   unsigned seen_ = 0;
-  /// Whether an opening sign directly follows a letter, and no letter follows it yet.
+  /// Whether an opening sign directly follows a letter, and no letter follows the sign yet.
   bool hasOpeningAfterLetter_ = false;
-  /// The bytes of the result that come from the Hangul syllables directly before the current place.
+  /// The number of bytes of the result that come from the Hangul syllables directly before the current place.
   std::size_t hangulLength_ = 0;
 };
 

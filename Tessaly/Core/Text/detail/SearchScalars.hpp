@@ -9,19 +9,20 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The way in which a scalar takes part in the transform for searches. The order matters: letters come last, and those
-/// of scripts other than Latin after `latin`.
+/// The way in which a scalar takes part in the transform for searches. The order matters: the letters come last, and
+/// `latin` comes first among them.
 enum class SearchKind : std::uint8_t {
   unknown,
   /// Only ICU knows the result.
   unfit,
   /// Has one result in every context.
   plain,
-  /// An opening sign. It is separated from an ideograph or a letter before it if it belongs to a run of ideographs.
+  /// An opening sign. If it belongs to a run of ideographs, a space separates it from an ideograph or a letter before
+  /// it.
   opening,
-  /// A closing sign. It is separated from an ideograph that follows.
+  /// A closing sign. A space separates it from an ideograph after it.
   closing,
-  /// Has one result in every text without another script.
+  /// Has one result in every text without a script other than Latin.
   latinOnly,
   /// A mark that disappears after a Latin letter and after a digit.
   mark,
@@ -86,13 +87,14 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);
 
-/// The result of two syllables of kana that stand side by side. ICU is asked at the first use, and again after other
-/// pairs took the place in the cache.
+/// The result of two syllables of kana that stand side by side. ICU is asked at the first use, and again after another
+/// pair has taken the pair's place in the cache.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);
 
-/// Whether a hyphen stands between a Hangul syllable and the letters before it, of which the last three matter.
+/// Whether a hyphen stands between a Hangul syllable and the letters before it. `letters` is the end of the result
+/// before the syllable: its last three characters, or fewer.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] bool needsHyphen(std::string_view letters, char32_t syllable);

@@ -19,8 +19,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The observers of one store, by key. The cost of a change, and of the end of an observer, does not depend on the
-/// number of observers of other keys.
+/// The observers of one store, by key. The cost of a change or of a removal does not depend on the number of observers
+/// of other keys.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT KeyValueObservers {
@@ -32,8 +32,8 @@ class TESSALY_EXPORT KeyValueObservers {
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::optional<std::string_view> key,
            KeyValueObservingOptions options, void* context);
   void remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept;
-  /// Notifies the observers of the key in the order in which they were added, without holding a lock. Leaves out those
-  /// that were removed or destroyed before their turn.
+  /// Notifies the observers of the key and those of every key, in the order in which they were added, without holding a
+  /// lock. Skips observers that were removed or destroyed before their turn.
   void notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
               ChangeOrigin origin) const noexcept;
 
@@ -41,7 +41,7 @@ class TESSALY_EXPORT KeyValueObservers {
   struct Registration {
     std::weak_ptr<KeyValueObserver> observer;
     const KeyValueObserver* address;
-    /// The key in the observer's spelling, if that is ill-formed.
+    /// The key as the caller passed it, if it is ill-formed.
     std::optional<std::string> illFormedKey;
     KeyValueObservingOptions options;
     void* context;
@@ -57,7 +57,7 @@ class TESSALY_EXPORT KeyValueObservers {
   [[nodiscard]] bool isRegistered(std::string_view key, std::uint64_t number) const noexcept;
 
   mutable UnfairLock lock_;
-  /// By the key in the store's spelling.
+  /// By the well-formed key that the store uses.
   std::unordered_map<std::string, Registrations, Hash, std::equal_to<>> ofKeys_ TESSALY_GUARDED_BY(lock_);
   Registrations ofEveryKey_ TESSALY_GUARDED_BY(lock_);
   std::uint64_t added_ TESSALY_GUARDED_BY(lock_) = 0;

@@ -11,7 +11,7 @@ namespace Tessaly::inline v1::detail {
 
 /// The contents of a `Keys.plist`: a dictionary by name.
 [[nodiscard]] TESSALY_EXPORT PropertyList propertyListOf(const std::vector<SettingDescription>& keys);
-/// The descriptions, by name. Leaves out malformed ones.
+/// The descriptions in such a dictionary, by name. Skips an entry whose type is missing or unknown.
 [[nodiscard]] TESSALY_EXPORT std::vector<SettingDescription> descriptionsIn(const PropertyList& list);
 
 }  // namespace Tessaly::inline v1::detail

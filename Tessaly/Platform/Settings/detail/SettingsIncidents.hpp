@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The problems of one store: its status, and one line in the log for each beginning of a problem.
+/// The status of one store, as a list of its problems. An ongoing problem is logged at most once until it ends.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT SettingsIncidents {
@@ -23,19 +23,19 @@ class TESSALY_EXPORT SettingsIncidents {
 
   /// Writes cannot be stored, for this reason.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
-  /// The same without a reason of the system's.
+  /// The same for a reason that is not a `StoreProblem`.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);
   /// Everything that was written is stored.
   void writesSucceed();
 
-  /// The property list cannot be read. With unknown values that is logged at once. A damaged list is logged when it is
-  /// set aside, and any other one is only listed.
+  /// The property list cannot be read. The problem is logged at once if the values are unknown and the list is not
+  /// damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears in the status.
   void listIsUnreadable(const std::string& path, const StoreProblem& problem, bool areValuesUnknown);
   void listIsReadable();
   /// A damaged property list was set aside under this path.
   void listWasSetAside(const std::string& path, bool wereValuesUnknown);
 
-  /// A journal was damaged or overwritten. `path` is where the file is now.
+  /// A journal was damaged or overwritten. `path` is the present path of the file.
   void journalHadProblem(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
 
  private:
@@ -45,7 +45,7 @@ class TESSALY_EXPORT SettingsIncidents {
   mutable UnfairLock lock_;
   UserDefaultsStatus status_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t logged_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// So that a write that succeeds as always takes no lock.
+  /// Without a failed write, `writesSucceed` returns without taking the lock.
   std::atomic<bool> doWritesFail_{false};
 };
 

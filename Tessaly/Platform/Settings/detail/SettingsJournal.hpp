@@ -33,7 +33,8 @@ struct JournalHeader {
   static constexpr std::uint32_t currentVersion = 1;
 
   std::uint32_t version = currentVersion;
-  /// Random. Checksums of records include it, so bytes of another journal, which a value may hold, are not records.
+  /// A random number that the checksums of all records include. So if a value contains bytes of another journal, those
+  /// bytes do not count as records.
   std::uint64_t nonce = 0;
   /// The nonce of the journal before this one; 0 if there was none.
   std::uint64_t predecessor = 0;
@@ -55,13 +56,15 @@ struct JournalRecord {
     /// The key now has the value, a binary property list.
     set = 1,
     remove = 2,
-    /// This journal begins with the state in the file of that identity, which is about to be put in place.
+    /// This journal begins with the state in the property list of this identity. That list is about to be put in place.
     checkpoint = 3,
-    /// The same, with changes by other programs that no record has: read everything again.
+    /// Like `checkpoint`. The list also has changes by other programs that are in no record, so readers read
+    /// everything again.
     checkpointWithUnknownChanges = 4,
-    /// The changes that another program made by writing the file of that identity are in the records before this one.
+    /// Another program wrote the property list of this identity. The records before this one hold the changes.
     adoption = 5,
-    /// The same, with changes by other programs that no record has: read everything again.
+    /// Like `adoption`. The list also has changes by other programs that are in no record, so readers read everything
+    /// again.
     adoptionWithUnknownChanges = 6,
     /// Another journal was lost. The records before this one restore its contents, as far as a process had read them.
     /// Earlier versions ignore this kind.
@@ -69,14 +72,14 @@ struct JournalRecord {
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
   };
-  /// One change of a key, with its value as a binary property list; without one, a removal.
+  /// One change of a key. The value is a binary property list. A change without a value is a removal.
   struct Change {
     std::string_view key;
     std::optional<std::string_view> value;
   };
-  /// The writer of records of another program's changes to the property list, which that list has.
+  /// The writer number of records of another program's changes, if the present property list contains them.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The writer of such records if a checkpoint has replaced that property list immediately.
+  /// The writer number of such records if a checkpoint has already replaced that property list.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -88,16 +91,17 @@ struct JournalRecord {
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
-  /// The changes of a record of the first two kinds or of a batch; none of any other. None of a malformed batch.
+  /// The changes of a record whose kind is `set`, `remove` or `batch`. Empty for any other kind and for a malformed
+  /// batch.
   [[nodiscard]] TESSALY_EXPORT std::vector<Change> changes() const;
   /// The value of a batch.
   [[nodiscard]] TESSALY_EXPORT static std::string encodedChanges(std::span<const Change> changes);
-  /// The bytes that a change takes in a batch besides its key and value.
+  /// The number of bytes that a change takes in a batch besides its key and value.
   static constexpr std::size_t changeOverhead = 9;
-  /// The bytes that the changes of one record may take together, each with its overhead.
+  /// The maximum number of bytes of all changes of one record, including the overhead of each change.
   static constexpr std::size_t maximumChanges = std::size_t{1} << 30;
 
-  /// How far a process had read the journal that was lost, and how many changes of each writer.
+  /// The part of a lost journal that a process had read: the position, and the number of changes of each writer.
   struct Restoration {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
@@ -108,28 +112,28 @@ struct JournalRecord {
   [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded(std::uint64_t nonce) const;
-  /// The bytes that a record takes besides its key and value.
+  /// The number of bytes that a record takes besides its key and value.
   static constexpr std::size_t overhead = 29;
 };
 
-/// Finds the records in a part of a journal, and skips everything else: the half record of a killed process is followed
-/// by the records of others.
+/// Finds the records in a part of a journal, and skips all other bytes. A killed process may leave an incomplete
+/// record, and other processes append their records behind it.
 ///
 /// Thread contract: thread-compatible.
 class JournalReader {
  public:
-  /// The bytes begin where a record may begin: behind the header, or where the last reader stopped.
+  /// The bytes must begin right behind the header, or at the position where the last reader stopped.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
-  /// The next record, whose texts refer to the bytes; nothing if no whole record is left. A record with damage only in
-  /// its length counts as whole.
+  /// The next record, or nothing if no whole record is left. The texts of the record refer to the bytes. A record with
+  /// damage only in its length counts as whole.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
-  /// Behind the last whole record. A process may still be writing the bytes that follow.
+  /// The position behind the last whole record. A process may still be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
-  /// The bytes of damaged records before `position`. The beginning of a record whose writer was killed is not among
-  /// them.
+  /// The bytes of damaged records before `position`. Does not include the beginning of a record whose writer was
+  /// killed.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
-  /// The same behind the last whole record, once `next` has returned nothing.
+  /// The bytes of damaged records behind the last whole record. Call this after `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
 
  private:
@@ -144,15 +148,16 @@ class JournalReader {
 /// The keys in the bytes of a damaged record, as far as they can still be read.
 [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> keysOfDamagedRecord(std::string_view bytes);
 
-/// Header and records of a whole journal, also of one whose header is damaged.
+/// The header and the records of a whole journal, even if the header is damaged.
 struct JournalContents {
   JournalHeader header;
   bool isHeaderDamaged = false;
-  /// They begin behind the header.
+  /// The bytes behind the header.
   std::string_view records;
 
-  /// Nothing if the bytes are not a journal. The nonce of a damaged header is found by trying: the damaged one, those
-  /// that differ from it in one bit, and the likely one, which the next journal names as its predecessor.
+  /// Nothing if the bytes are not a journal. If the header is damaged, this function tries several nonces and takes the
+  /// first one that finds a record. It tries `likelyNonce`, which the next journal names as its predecessor. Then it
+  /// tries the nonce in the header, and each nonce that differs from that one in one bit.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
                                                                           std::uint64_t likelyNonce = 0);
 };

@@ -16,8 +16,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The settings in memory: a hash table under a lock. A reading or an exchange holds the lock for some nanoseconds,
-/// `all()` for about 0.1 us for each entry. Former values are destroyed outside the lock.
+/// The settings in memory: a hash table under a lock. `value` and `exchange` hold the lock for some nanoseconds. `all`
+/// holds it for about 0.1 us for each entry. Former values are destroyed outside the lock.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT SettingsTable {
@@ -28,10 +28,10 @@ class TESSALY_EXPORT SettingsTable {
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const;
   /// Stores a value, or removes the entry if there is none. Returns the former value.
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
-  /// Holds these values and no others afterwards.
+  /// Replaces all values by these.
   void replace(const PropertyList::Dictionary& values);
-  /// Holds the values of the other table and no others afterwards. A reader sees all of them, or none. The other table
-  /// is empty then.
+  /// Replaces all values by those of the other table. A reader sees all new values, or none of them. The other table is
+  /// empty afterwards.
   void takeFrom(SettingsTable& other);
   [[nodiscard]] PropertyList::Dictionary all() const;
   /// A number that changes with each exchange or replacement, and that no other table has had.

@@ -17,52 +17,53 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A change of one key; without a value, a removal.
+/// A change of one key. A change without a value is a removal.
 struct SettingsChange {
   std::string key;
   std::optional<PropertyList> value;
 };
 
-/// The values, in the order of the journal's records, and what is known of the files that hold them. Touches no file.
+/// The values of one store, and the known state of the files that hold them. Accesses no file.
 ///
 /// The append to the journal decides the order of two writes. Every process calls `apply` with the records in the order
 /// of the file.
 ///
-/// Thread contract: thread-compatible, but for `table()`, which is thread-safe.
+/// Thread contract: thread-compatible. `table()` and the table that it returns are thread-safe.
 class TESSALY_EXPORT SettingsValues {
  public:
   /// The value of a key at some earlier point.
   struct Former {
     std::optional<PropertyList> value;
-    /// If this process made the last change of the key since then, the number of that change; 0 if not.
+    /// The number of the last change of the key since that point, if this process made that change; otherwise 0.
     std::uint64_t ownChange = 0;
   };
-  /// The former values of the keys that have changed since that point.
+  /// The former values of the keys that have changed since an earlier point.
   using Overlay = std::unordered_map<std::string, Former>;
   /// Values by their keys. A key without a value was removed.
   using Values = std::unordered_map<std::string, std::optional<PropertyList>>;
-  /// A value that could not be stored, and the one that the files have instead.
+  /// A value that could not be stored, and the value that the files have instead.
   struct Unstored {
     std::optional<PropertyList> value;
     std::optional<PropertyList> former = std::nullopt;
   };
   using Pending = std::unordered_map<std::string, Unstored>;
-  /// The property list on the disk, as far as records name it.
+  /// The known state of the property list on the disk.
   struct KnownList {
-    /// The one that is known: the last checkpoint, or what another program wrote.
+    /// The known list: the last checkpoint, or the list that another program wrote.
     FileIdentity identity;
-    /// The one before the last checkpoint, whose writer may have been killed before it put the file in place.
+    /// The list before the last checkpoint. It may still be in place, because the checkpoint's writer may have been
+    /// killed.
     FileIdentity previous;
     /// Whether the list was read without any record of it.
     bool isUnrecorded = false;
-    /// Whether the record of a checkpoint may have been lost with a journal. Then a list that no record knows need not
-    /// be another program's, and does not win over what the journal holds.
+    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list without a record may be a
+    /// checkpoint, and does not replace the values of the journal.
     bool isUncertain = false;
     /// Whether a record asks for reading everything again.
     bool wantsReload = false;
     /// Whether a checkpoint is needed though nothing has changed.
     bool wantsCheckpoint = false;
-    /// The list that could not be read when it was last looked at.
+    /// The list that could not be read at the last attempt.
     std::optional<FileIdentity> unreadable;
 
     /// Whether no list has been read yet, because the present one is unreadable. Its values are not in memory then.
@@ -79,12 +80,12 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
   /// The number of times that everything was read.
   [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
-  /// The value of a key. While everything is read, the one that was read so far.
+  /// The value of a key. While everything is being read again, the value that was read so far.
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const { return current().value(key); }
-  /// Whether this is exactly that value.
+  /// Whether the key has exactly this value, or is absent if there is no value.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
-  /// Observers are notified of the changes of one record after all of them.
+  /// Applies a record. Notifies observers after all changes of the record were made.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
@@ -96,9 +97,10 @@ class TESSALY_EXPORT SettingsValues {
   /// This process's changes since the last call, for its observers.
   [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
 
-  // Reading everything: beginLoad, replay for each journal, endLoad. The table keeps the values from before until the
-  // end, so no thread reads a value that is older than one that it has read or written.
-  /// Begins with the values of the property list. Without one, those in memory stay: a missing file says nothing.
+  // Reading everything: beginLoad, replay for each journal, endLoad. The table keeps the former values until `endLoad`,
+  // so no thread reads a value that is older than one that it has read or written.
+  /// Begins with the values of the property list. Without a list, the values in memory stay, because a missing file
+  /// does not mean that the values were removed.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
   struct Replayed {
     /// Behind the last whole record.
@@ -106,34 +108,35 @@ class TESSALY_EXPORT SettingsValues {
     bool isDamaged = false;
   };
   Replayed replay(const JournalContents& contents);
-  /// Whether the files still have all that was read from them before.
+  /// Whether the files still have everything that was read from them before.
   enum class History { continued, other };
-  /// Delivers the differences from before. Values that were brought along are to be stored. In a continued history, a
-  /// value that another process has stored meanwhile wins over one that could not be stored.
+  /// Delivers the differences from the former values, except at the first load. The values of `broughtAlong` wait to be
+  /// stored. In a continued history, a value that could not be stored is discarded if the stored value of its key has
+  /// changed.
   void endLoad(Values broughtAlong, History history);
-  /// Only a part could be read: the values stay, and everything is to be read again.
+  /// Ends a load that could read only a part. The former values stay, and everything must be read again.
   void abandonLoad();
-  /// The values before `beginLoad`, until the next one.
+  /// The values before the last `beginLoad`.
   [[nodiscard]] const PropertyList::Dictionary& beforeLoad() const noexcept { return before_; }
 
   // Journals.
-  /// The records from now on stand in another journal than those before.
+  /// Later records stand in another journal than earlier ones.
   void beginJournal();
-  /// The number of changes of each writer that were applied since.
+  /// The number of changes of each writer that were applied since `beginJournal`.
   [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& changesOfJournal() const noexcept {
     return changesOfJournal_;
   }
-  /// The number of changes that this process had made before.
+  /// The number of changes that this process had made before `beginJournal`.
   [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
-  /// The journals that are known to have been lost and restored; the latest last.
+  /// The journals that are known to have been lost and restored, at most 16. The latest is last.
   [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
   [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !sinceRotation_.empty(); }
   [[nodiscard]] const Overlay& sinceRotation() const noexcept { return sinceRotation_; }
-  /// The changes since the property list.
+  /// The former values of the keys that have changed since the property list.
   [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
 
   // Property lists.
-  /// A checkpoint that was announced was not put in place.
+  /// Returns to the former list, because an announced checkpoint was not put in place.
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
     return before(sincePropertyList_, table_.all());
@@ -146,13 +149,15 @@ class TESSALY_EXPORT SettingsValues {
     /// The number of the journal.
     std::uint64_t journal = 0;
   };
-  /// The values at the beginning of the present journal, if they were kept. The caller gives them back.
+  /// The values at the beginning of the present journal, if they were kept. The caller returns them with
+  /// `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
-  /// Makes a snapshot of all values that were read from the table a moment ago.
+  /// Makes a snapshot from all values of the table, which the caller has just read.
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
     return {.values = before(sinceRotation_, std::move(values)), .journal = journals_};
   }
-  /// Keeps a snapshot, so that the next checkpoint needs only the changes. It takes about as much memory as the values.
+  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. The snapshot takes
+  /// about as much memory as the values.
   void keepSnapshot(Snapshot snapshot) {
     if (snapshot.journal == journals_) snapshot_ = std::move(snapshot);
   }
@@ -160,7 +165,7 @@ class TESSALY_EXPORT SettingsValues {
  private:
   [[nodiscard]] SettingsTable& current() noexcept { return isReplaying_ ? loading_ : table_; }
   [[nodiscard]] const SettingsTable& current() const noexcept { return isReplaying_ ? loading_ : table_; }
-  /// The stored values at an earlier point, made from those of the table.
+  /// The stored values at an earlier point, made from the values of the table.
   [[nodiscard]] PropertyList::Dictionary before(const Overlay& since, PropertyList::Dictionary values) const;
   /// The value that the files have.
   [[nodiscard]] std::optional<PropertyList> storedValue(const std::string& key) const;
@@ -175,7 +180,7 @@ class TESSALY_EXPORT SettingsValues {
   const std::uint64_t writer_;
   const std::function<void(SettingsChange)> deliver_;
   SettingsTable table_;
-  /// The values that were read so far; empty unless everything is read.
+  /// The values that were read so far. Empty unless everything is being read.
   SettingsTable loading_;
   KnownList list_;
   Overlay sincePropertyList_;
@@ -191,7 +196,7 @@ class TESSALY_EXPORT SettingsValues {
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
-  /// The property list that the records tell while everything is read.
+  /// The property list that the records name while everything is being read.
   FileIdentity recorded_;
   FileIdentity found_;
   bool isReplaying_ = false;

@@ -14,7 +14,7 @@ enum class StoreFault : std::uint8_t {
   missing,
   /// Something other than a regular file stands at the path.
   notAFile,
-  /// The file or its directory may not be read or written.
+  /// The process has no permission for the file or its directory, or the file system is read-only.
   readOnly,
   /// The disk, the user's quota or the process's limit for the size of files is exhausted.
   diskFull,
@@ -28,27 +28,27 @@ enum class StoreFault : std::uint8_t {
   lockHeld,
   /// Another program has shortened or overwritten the journal in place.
   overwritten,
-  /// The property list must become readable, or be set aside, first.
+  /// The property list must first become readable or be set aside.
   postponed,
-  /// Everything was read again meanwhile: the checkpoint is to be begun anew.
+  /// Everything was read again during the checkpoint, so the checkpoint must begin again.
   outdated,
   /// Any other error of the system.
   system,
 };
 
-/// A fault, with the system's error code where the system has given one.
+/// A fault, with the system's error code if there is one.
 struct StoreProblem {
   StoreFault fault = StoreFault::system;
   std::int32_t errorCode = 0;
 
-  /// The problem that an error code of the system stands for.
+  /// The problem that an error code of the system means.
   [[nodiscard]] TESSALY_EXPORT static StoreProblem of(int errorCode) noexcept;
 };
 
 template <typename Value = void>
 using StoreResult = std::expected<Value, StoreProblem>;
 
-/// A result that is the problem.
+/// A failed result with this problem.
 [[nodiscard]] inline std::unexpected<StoreProblem> failure(StoreFault fault, std::int32_t errorCode = 0) noexcept {
   return std::unexpected(StoreProblem{fault, errorCode});
 }
