@@ -31,26 +31,25 @@ class FieldMark {
   void show(FieldState state, FieldNotice notice) {
     if (widget_ == nullptr) return;
     const bool isInvalid = state == FieldState::invalid;
-    if (setClass("error", hasError_, isInvalid)) {
+    if (std::exchange(isInvalid_, isInvalid) != isInvalid) {
       gtk_accessible_update_state(GTK_ACCESSIBLE(widget_), GTK_ACCESSIBLE_STATE_INVALID,
                                   isInvalid ? GTK_ACCESSIBLE_INVALID_TRUE : GTK_ACCESSIBLE_INVALID_FALSE, -1);
     }
-    setClass("warning", hasWarning_, !isInvalid && !notice.isNone());
+    setClass("error", ownsError_, isInvalid);
+    setClass("warning", ownsWarning_, !isInvalid && !notice.isNone());
     if (notice.isNone() != notice_.isNone() || notice.reason != notice_.reason) setTooltip(notice);
     notice_ = std::move(notice);
   }
 
  private:
-  /// Adds or removes a style class, and returns whether it did so. A class that this function did not add stays.
-  bool setClass(const char* name, bool& has, bool isWanted) {
-    if (has == isWanted) return false;
-    has = isWanted;
-    if (has) {
+  /// A class that the host has added stays.
+  void setClass(const char* name, bool& owns, bool isWanted) {
+    if (isWanted && gtk_widget_has_css_class(widget_, name) == 0) {
       gtk_widget_add_css_class(widget_, name);
-    } else {
+      owns = true;
+    } else if (!isWanted && std::exchange(owns, false)) {
       gtk_widget_remove_css_class(widget_, name);
     }
-    return true;
   }
 
   /// The tooltip of the host comes back after the last notice.
@@ -64,8 +63,9 @@ class FieldMark {
   }
 
   GtkWidget* widget_;
-  bool hasError_ = false;
-  bool hasWarning_ = false;
+  bool isInvalid_ = false;
+  bool ownsError_ = false;
+  bool ownsWarning_ = false;
   FieldNotice notice_;
   std::optional<std::string> tooltip_;
 };

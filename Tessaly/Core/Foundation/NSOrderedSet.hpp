@@ -185,7 +185,7 @@ class NSOrderedSet {
   bool insertIfAbsent(Element element, std::int64_t index) {
     if (contains(element)) return false;
     Order& order = order_.modify();
-    order.reserve(order.size() + 1);
+    if (order.size() == order.capacity()) order.reserve(2 * order.size() + 1);  // Nothing may throw after `add`.
     const Slot slot = members_.modify().add(std::move(element));
     order.insert(order.begin() + index, slot);
     return true;

@@ -5,6 +5,7 @@
 #include <unicode/locid.h>
 #include <unicode/stringpiece.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -74,14 +75,16 @@ std::weak_ordering Collator::compare(std::string_view left, std::string_view rig
 
 std::string Collator::sortKey(std::string_view text) const {
   const std::u16string units = Text::toUTF16(text);
-  std::string key(units.size() * 3 + 16, '\0');
+  constexpr std::size_t maximum = std::numeric_limits<std::int32_t>::max();  // ICU counts in 32 bits.
+  std::string key(std::min(units.size() * 3 + 16, maximum), '\0');
   for (;;) {
-    // The result counts a final zero, which is not part of the key.
-    const auto needed = static_cast<std::size_t>(rules_->collator().getSortKey(
-        units.data(), static_cast<std::int32_t>(units.size()), reinterpret_cast<std::uint8_t*>(key.data()),
-        static_cast<std::int32_t>(key.size())));
-    const bool fits = needed <= key.size();
-    key.resize(fits ? needed - 1 : needed);
+    // The result counts a final zero, which is not part of the key. It is 0 if ICU cannot count the key.
+    const std::int32_t needed = rules_->collator().getSortKey(units.data(), static_cast<std::int32_t>(units.size()),
+                                                              reinterpret_cast<std::uint8_t*>(key.data()),
+                                                              static_cast<std::int32_t>(key.size()));
+    if (needed <= 0) throw std::length_error("The sort key of a text exceeds 2 GiB");
+    const bool fits = static_cast<std::size_t>(needed) <= key.size();
+    key.resize(static_cast<std::size_t>(fits ? needed - 1 : needed));
     if (fits) return key;
   }
 }

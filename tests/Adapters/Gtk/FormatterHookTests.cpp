@@ -433,6 +433,19 @@ TEST_F(GtkField, StyleClassAndTooltipShowTheWorth) {
   EXPECT_EQ(marks(), std::tuple(false, false, "own"));
 }
 
+TEST_F(GtkField, StyleClassOfTheHostStays) {
+  checking_ = FieldChecking::atTheEnd;
+  const auto hasError = [this] { return gtk_widget_has_css_class(GTK_WIDGET(field_), "error") != FALSE; };
+  gtk_widget_add_css_class(GTK_WIDGET(field_), "error");
+  police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  type("x");
+  EXPECT_TRUE(hasError());
+  press({"BackSpace"});
+  EXPECT_TRUE(hasError());
+  hook_.reset();
+  EXPECT_TRUE(hasError());
+}
+
 TEST_F(GtkField, SupportsOtherKindsOfFields) {
   GtkWidget* password = gtk_password_entry_new();
   gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), password);

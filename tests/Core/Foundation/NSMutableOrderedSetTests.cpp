@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Tessaly/Core/Foundation/NSMutableOrderedSet.hpp"
+#include "tests/Support/Allocations.hpp"
 
 namespace {
 
@@ -29,6 +30,15 @@ TEST(NSMutableOrderedSet, AddsOnlyNewElements) {
   EXPECT_FALSE(letters.insert("D", 0));
   EXPECT_THAT(letters, ElementsAre("C", "A", "B", "D"));
   EXPECT_EQ(letters.index("A"), 1);
+}
+
+TEST(NSMutableOrderedSet, AddingAllocatesSeldom) {
+  NSMutableOrderedSet<int> numbers;
+  EXPECT_LT(Tests::allocationsOf([&] {
+              for (int number = 0; number < 10'000; ++number) numbers.add(number);
+            }),
+            100);
+  EXPECT_EQ(numbers.count(), 10'000);
 }
 
 TEST(NSMutableOrderedSet, RemovesExistingElements) {
