@@ -111,8 +111,8 @@ class FormatterHook {
 
   /// Called whenever editing ends with a valid text, after the field shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every refused text, and the reason if there is one. This includes texts that are refused at the end of
-  /// editing. A replacement is already in the field.
+  /// Called with every text that the formatter or the rule refuses, and the reason if there is one. This includes texts
+  /// that are refused at the end of editing. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   /// Undoes the last change or the last run of typed letters. Returns false if there is nothing to undo.

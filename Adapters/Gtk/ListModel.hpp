@@ -279,7 +279,8 @@ namespace Gtk4 {
 /// it. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without this
 /// function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
-/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between both unchanged ends.
+/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between the unchanged first and
+/// last rows.
 ///
 /// These stop the process: a call outside the main thread, and an exception of a later `compute`.
 ///

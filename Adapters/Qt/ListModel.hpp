@@ -30,11 +30,11 @@ namespace Tessaly::inline v1::Qt6 {
 ///
 /// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. More changes of a kind become a
 /// layout change, with at most one removal or insertion. A layout change keeps the selection too. A changed element
-/// gives `dataChanged`. An element that equals its former value gives no signal. A model without columns shows nothing;
-/// call `addColumn` first.
+/// gives `dataChanged`. Rows with elements that equal their former values give no signal, unless there are more than 32
+/// runs of changed rows. A model without columns shows nothing; call `addColumn` first.
 ///
-/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between both unchanged ends.
-/// Without this class a host writes a subclass of `QAbstractListModel` and finds the changed rows itself.
+/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between the unchanged first and
+/// last rows. Without this class a host writes a subclass of `QAbstractListModel` and finds the changed rows itself.
 ///
 /// These stop the process: a call outside the main thread, an exception of a later `compute`, and `element` of a row
 /// that does not exist.

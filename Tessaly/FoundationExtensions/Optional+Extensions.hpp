@@ -44,7 +44,7 @@ concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 /// `std::exception_ptr`, rethrows its exception; a null pointer stops the process.
 ///
 /// From an lvalue it returns a reference into the optional, from an rvalue the value. The nearest standard facility,
-/// `std::optional::value`, cannot throw another error than `std::bad_optional_access`.
+/// `std::optional::value`, can throw only `std::bad_optional_access`.
 ///
 /// Thread contract: thread-safe.
 template <typename MaybeValue, std::invocable MakeError>

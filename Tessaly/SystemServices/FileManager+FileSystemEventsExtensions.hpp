@@ -67,8 +67,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 [[nodiscard]] TESSALY_EXPORT FileSystemEventsWithData writeFileSystemEventsWithData(
     FileManager& files, const URL& at, double existenceCheckTimeInterval, Clock& clock = ContinuousClock::shared());
 
-/// Waits until the file is removed, or another file takes its name. Fails like `writeFileSystemEvents` if the file does
-/// not exist, and with `CancellationError` if the task is cancelled. The main queue sets up the watch.
+/// Waits until the file is removed, or another file takes its name. Fails with a `POSIXError` if the file does not
+/// exist or cannot be opened, and with `CancellationError` if the task is cancelled. The main queue sets up the watch.
 ///
 /// Thread contract: thread-safe.
 ///

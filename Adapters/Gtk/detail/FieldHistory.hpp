@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The steps of a field that can be undone and repeated. A run of typed letters is one step. Positions count
-/// characters.
+/// The steps of a field that can be undone and redone. A run of typed characters is one step. White space begins a new
+/// step. Positions count characters.
 class FieldHistory {
  public:
   struct State {

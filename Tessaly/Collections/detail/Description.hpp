@@ -48,8 +48,8 @@ std::string describe(const T& value) {
   }
 }
 
-/// The description for debugging: `debugDescription()` if the value has it, a text in quotation marks, or else the
-/// description.
+/// The description for debugging: `debugDescription()` if the value has it. Otherwise a text is put in quotation marks,
+/// and any other value gives its description.
 template <typename T>
   requires HasDebugDescription<T> || DescribableElement<T>
 std::string debugDescribe(const T& value) {

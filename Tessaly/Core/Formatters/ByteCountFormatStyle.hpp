@@ -14,7 +14,7 @@
 namespace Tessaly::inline v1 {
 
 /// Writes a size in the largest suitable decimal unit: "1.5 MB". Megabytes have up to one fraction digit, and gigabytes
-/// and larger units up to two. Ties round half to even.
+/// and larger units up to two. Ties round to even.
 ///
 /// The standard library has no counterpart. Each thread prepares a locale in about 100 µs for each unit that it uses,
 /// and keeps the last eight locales.

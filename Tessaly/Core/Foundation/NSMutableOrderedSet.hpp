@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A sequence without duplicates that changes: an `NSOrderedSet` whose elements can be added, removed and moved.
+/// A mutable sequence without duplicates: an `NSOrderedSet` whose elements can be added, removed and moved.
 ///
 /// Copying a set takes constant time. Both sets share the elements until an element is added or removed. `moveObjects`
 /// and `moveObject` change only the order, which has 4 bytes for each element.
@@ -30,8 +30,8 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   NSMutableOrderedSet() noexcept = default;
   explicit NSMutableOrderedSet(const Base& other) noexcept : Base(other) {}
 
-  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. O(n): copies the
-  /// order, which has 4 bytes for each element. Copies the elements too if another set shares them.
+  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. Amortised
+  /// O(1), or O(n) if another set shares the elements.
   bool add(Element element) { return this->insertIfAbsent(std::move(element), this->count()); }
   /// Adds an element at an index. Returns false and does nothing if the set contains an equal one. Throws
   /// `std::out_of_range` if the index is not from 0 to `count()`.

@@ -23,7 +23,7 @@
 namespace Tessaly::inline v1 {
 
 /// A value of a property list: a number (boolean, integer or real), text, a date, data, an array of such values, or a
-/// dictionary of them by text.
+/// dictionary of such values with text keys.
 ///
 /// It has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a text or
 /// a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.

@@ -15,7 +15,8 @@ namespace Tessaly::inline v1 {
 /// first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
 ///
 /// The pool has one queue with four priorities. At each priority, the children of the newest task group run first, in
-/// the order in which they were added. Other jobs are first in, first out, and every sixteenth turn is theirs.
+/// the order in which they were added. Jobs outside task groups are first in, first out, and every sixteenth turn is
+/// theirs.
 ///
 /// Thread contract: thread-safe.
 ///

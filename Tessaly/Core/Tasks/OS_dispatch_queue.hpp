@@ -49,9 +49,9 @@ class OS_dispatch_queue {
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
                                  Clock& clock = ContinuousClock::shared()) const;
 
-  /// Calls the block once, after the seconds have passed, on the global queue of background quality. The call never
-  /// happens before this function returns. Zero and negative seconds mean "at once"; NaN and more than 292 years mean
-  /// "never". Include FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  /// Calls the block once, after the seconds have passed, on the global queue of background quality. `delay` itself
+  /// never calls the block. Zero and negative seconds mean "at once"; NaN and more than 292 years mean "never". Include
+  /// FoundationExtensions/OS_dispatch_queue+Delay.hpp.
   template <typename Definition = detail::DelayedCall>
   static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared()) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp");

@@ -29,10 +29,10 @@ struct TaskOptions {
 
 /// A handle on running asynchronous work.
 ///
-/// The constructor starts the work on an executor, never inline. The task inherits the caller's priority, isolation
-/// and task-locals. A detached task inherits none of these. The operation is a callable that returns an `Async<T>` or a
-/// plain `T`. The task keeps it and its captures until the work has ended. Cancellation is cooperative: it sets a flag,
-/// which the work checks, and calls handlers. Destroying the handle neither cancels nor stops the work. Copies refer to
+/// The constructor starts the work on an executor, never inline. The task inherits the caller's priority, isolation and
+/// task-locals. A detached task inherits none of these. The operation is a callable that returns an `Async<T>` or a
+/// plain `T`. The task keeps it and its captures until the work has ended. Cancellation is cooperative: it sets a flag
+/// for the work to check, and calls handlers. Destroying the handle neither cancels nor stops the work. Copies refer to
 /// the same task.
 ///
 /// The nearest standard facility is `std::async`, which blocks instead of suspending and cannot be cancelled.

@@ -27,8 +27,8 @@ class SettingsFileSystem;
 /// which failure.
 ///
 /// No call waits for other processes for longer than 2 s in all. If the property list cannot be read, `close()` and the
-/// destructor wait up to 1.1 s more. After an operation has waited 2 s for a lock, later operations do not wait for
-/// that lock, and their writes stay in memory. This ends when an operation finds the lock free.
+/// destructor wait up to 1.1 s more. After an operation has waited 2 s for the journal's lock, later operations do not
+/// wait for this lock, and their writes stay in memory. This ends when an operation finds the lock free.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -33,8 +33,8 @@ class SettingsCheckpointer {
   Outcome run(SettingsPatience& patience);
 
  private:
-  /// Makes one checkpoint. Sets `isOutdated` if another one must follow, for one of three reasons: this one only
-  /// finished the checkpoint of another process, everything was read again, or the directory was moved away.
+  /// Makes one checkpoint. Sets `isOutdated` if another one must follow: this one only finished an earlier checkpoint,
+  /// everything was read again, the list has vanished, or the directory was moved away.
   Outcome runOnce(SettingsPatience& patience, bool& isOutdated) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> waitForDisk(const SettingsStore::Standing& standing) TESSALY_REQUIRES(lock_);

@@ -83,7 +83,7 @@ class SettingsStore {
   /// Called after an event in the directory. `wasClosed`: a file there may have been closed after writing.
   void directoryChanged(bool wasClosed);
 
-  /// The property list and the journal that stood in the directory at one time. No two states have the same pair,
+  /// The property list and the journal that stood in the directory at the same time. No two states have the same pair,
   /// because each list is a new file, and each journal has a random number.
   struct Standing {
     FileIdentity list;

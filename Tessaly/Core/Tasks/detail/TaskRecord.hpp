@@ -183,8 +183,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     removeCalledHandler(handler);
   }
 
-  /// Schedules the waiter's suspended task at the completion. Returns false if the task is done already. If not, the
-  /// waiter may be gone.
+  /// Schedules the waiter's suspended task at the completion. Returns false if the task is done already. After true,
+  /// the waiter may already be gone.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
   /// Raises the priority of the task and of the tasks that it waits for.

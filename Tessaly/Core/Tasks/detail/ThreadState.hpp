@@ -34,8 +34,7 @@ struct RunningJob {
   /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited it. The
   /// thread queues this task and takes the next job.
   Job* traded;
-  /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family, and before all other jobs of
-  /// its priority.
+  /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family.
   JobFamily* tradedFamily;
   /// Set when the current task's outermost coroutine has ended; the task completes after the resumption of that
   /// coroutine has returned.
