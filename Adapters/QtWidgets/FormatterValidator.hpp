@@ -209,8 +209,8 @@ class FormatterValidator : public QValidator {
     isTakenAsItIs_ = false;
   }
 
-  /// Whether a part of the former text is missing. In a field with hidden characters, Qt reports deletions as changes
-  /// that cannot be undone.
+  /// Whether the text is the former text without one part. In a field with hidden characters, Qt reports deletions as
+  /// changes that cannot be undone.
   [[nodiscard]] bool isDeletion(const QString& text) const {
     if (text.size() >= standing_.size()) return false;
     qsizetype same = 0;

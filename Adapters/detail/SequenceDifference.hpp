@@ -246,9 +246,9 @@ class SequenceMatches {
   std::vector<bool> isTaken_;
 };
 
-/// The steps that lead from `before` to `after`. Elements with an equal identity are matched in the order of their
-/// occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. A pointer that is in both sequences
-/// causes such calls only next to the unchanged first and last elements.
+/// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
+/// identity, both in the order of their occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. A
+/// pointer that is in both sequences causes such calls only where the unchanged beginning or end stops.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

@@ -18,9 +18,9 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
-/// The text of any thrown object for a log. The description of a thrown `std::string`, `const char*` or `int` is its
-/// value. For any other type that is not a `std::exception`, the description is the type's name and "()". "nil" for a
-/// null pointer.
+/// The text of any thrown object for a log. The description of a thrown `std::string` or `const char*` is its quoted
+/// text, and that of an `int` its value. For any other type that is not a `std::exception`, the description is the
+/// type's name and "()". "nil" for a null pointer.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
 /// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is

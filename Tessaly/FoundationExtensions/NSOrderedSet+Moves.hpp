@@ -27,7 +27,7 @@ namespace detail {
 /// - `destination` minus the number of indexes before `destination`
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - one more with `includeDestinationIndex`, if the result is less than the count. Not if no index is before
+/// - one more with `includeDestinationIndex`, if the sum is less than the count. Not if no index is before
 ///   `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the

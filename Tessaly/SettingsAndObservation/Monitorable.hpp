@@ -23,8 +23,8 @@ class KeyPathsMonitor;
 ///   property and connects the computed ones by `monitorComputed`;
 /// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
 ///
-/// Only `monitor` needs the last two. `Members` are pointers to the object's own members, or to the members of
-/// `MonitoredKeyPaths`.
+/// Only the function `monitor` needs the last two. `Members` are pointers to the object's own members, or to the
+/// members of `MonitoredKeyPaths`.
 template <typename Root>
 concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
   typename Root::MonitoredKeyPaths;

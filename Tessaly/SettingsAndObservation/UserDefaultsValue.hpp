@@ -55,7 +55,7 @@ struct UserDefaultsValueTraits;
 ///
 /// Reading converts between the numeric kinds if nothing is lost. A stored 5.0 is the integer 5, and a stored 1 is
 /// true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit 8 bits. Texts are never numbers. An array
-/// or a dictionary converts if all of its values do. Only an optional kind can be absent.
+/// or a dictionary converts if all of its values do. Only an optional can stand for an absent value.
 template <typename Value>
 concept UserDefaultsValue = requires {
   { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;

@@ -33,9 +33,9 @@ using Table = std::vector<std::vector<std::string>>;
 [[nodiscard]] TESSALY_EXPORT Data csv(const Table& from, std::string_view separator,
                                       const std::function<void(double)>& onProgress = nullptr);
 
-/// A table in the form of spreadsheets (RFC 4180). Cells with a separator, a quotation mark or a line break are quoted,
-/// and quotation marks are doubled. Every row ends with a carriage return and a line feed. An empty cell is quoted too
-/// if it is the only cell of its row, so that the row differs from an empty row. Throws like `csv`.
+/// A table as text that spreadsheets read (RFC 4180). Cells with a separator, a quotation mark or a line break are
+/// quoted, and quotation marks are doubled. Every row ends with a carriage return and a line feed. An empty cell is
+/// quoted too if it is the only cell of its row, so that the row differs from an empty row. Throws like `csv`.
 ///
 /// Thread contract: thread-safe. Needs as much memory as `csv`.
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');

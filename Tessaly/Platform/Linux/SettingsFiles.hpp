@@ -49,7 +49,7 @@ enum class SettingAside : std::uint8_t { move, keepBoth };
                                                 SettingsFileSystem& files);
 
 /// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or `.config/<identifier>` in the home
-/// directory. Nothing if there is no such place, or if the identifier cannot name a directory.
+/// directory. Nothing if neither path is known, or if the identifier cannot name a directory.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsDirectory(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

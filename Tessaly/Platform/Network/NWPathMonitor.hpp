@@ -56,8 +56,8 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
   /// Ends the updates: the handler receives no later update. Does not wait for a call that another thread is making or
-  /// is about to make. On a serial queue no call begins after a cancellation there. The handler may call this function.
-  /// Later calls of `cancel` and `start` do nothing.
+  /// is about to make. If `cancel` is called on the monitor's serial queue, no call begins afterwards. The handler may
+  /// call this function. Later calls of `cancel` and `start` do nothing.
   void cancel() noexcept;
 
  private:

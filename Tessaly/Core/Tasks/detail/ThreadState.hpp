@@ -40,7 +40,7 @@ struct RunningJob {
   /// coroutine has returned.
   TaskRecord* completed;
   /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
-  /// of the pool, which reads all three after each job.
+  /// of the pool, which checks for all three actions after each job.
   bool mayHandOver;
   /// Whether a job below this one on the stack holds a serial executor.
   bool isAboveSerialJob;
