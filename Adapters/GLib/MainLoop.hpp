@@ -13,9 +13,9 @@ namespace Tessaly::inline v1::GLib {
 /// thread then runs between the other events of the loop. A GTK application needs nothing else.
 ///
 /// A nested loop (a modal dialog inside work of the main queue) also serves the queue, including work that was queued
-/// after the dialog's own work. Several adapters may serve the same context or different contexts. Adapters may be
-/// destroyed in any order, inside work of the queue, and after the loop or the context. Work that arrives while the
-/// loop serves the queue waits for the next turn of the loop. So other events of the same priority have their turn.
+/// after the work that opened the dialog. Several adapters may serve the same context or different contexts. Adapters
+/// may be destroyed in any order, inside work of the queue, and after the loop or the context. Work that arrives while
+/// the loop serves the queue waits for the next turn of the loop. So other events of the same priority have their turn.
 ///
 /// The default priority is that of GLib's input sources. Choose a lower priority, such as `G_PRIORITY_DEFAULT_IDLE`,
 /// for work that may wait for an idle application. The loop serves a source only if no source of a higher priority is

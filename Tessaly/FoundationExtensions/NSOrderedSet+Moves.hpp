@@ -70,7 +70,7 @@ template <typename Element, typename Hash, typename Equal>
 /// A copy in which each of the items is one position nearer to the end. Neighbours move together.
 ///
 /// Throws `MoveError` if an item is the last or an index is the count or more. Throws `std::out_of_range` if an index
-/// is negative.
+/// is negative and the set is not empty.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

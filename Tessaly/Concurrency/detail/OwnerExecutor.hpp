@@ -17,8 +17,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class OwnerExecutor final : public Executor {
  public:
-  /// Makes an executor in an isolation, which must have an executor. In the isolation of another owner's tasks, it uses
-  /// the other owner's isolation.
+  /// Makes an executor in an isolation, which must have an executor. If `isolation` is that of another owner's tasks,
+  /// the executor uses the other owner's isolation.
   explicit OwnerExecutor(const Isolation& isolation);
 
   void enqueue(Job& job) noexcept override;

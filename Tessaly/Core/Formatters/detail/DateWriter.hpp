@@ -48,9 +48,9 @@ struct DateWriter {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
-  /// The date that `append` writes as this text, in milliseconds since 1970 by the local clock. Years of two digits are
-  /// in the century that begins 80 years before `today`. Returns nothing if no date fits the text, or if several dates
-  /// do. `append` may still write the date in another way: with other padding, or with the name of another weekday.
+  /// The date that this text means in the form of the pattern, in milliseconds since 1970 by the local clock. Years of
+  /// two digits are in the century that begins 80 years before `today`. Returns nothing if no date fits the text, or if
+  /// several dates do. The text may differ from that of `append` in its padding and in the name of the weekday.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.
