@@ -270,14 +270,14 @@ namespace Gtk4 {
 /// Without `identity` an element is its own identity. An element with the identity of a former element keeps its item.
 /// So selection and focus stay with the item, wherever the row moves.
 ///
-/// Views get a single removal, insertion or move of a block unchanged. An update with moves reaches views step by step,
-/// with at most 32 steps of a kind. Any other update reaches views as replacements of blocks around the rows with
-/// widgets, and as insertions of distant rows. A changed element updates its item, but changes no row. An element that
-/// equals its former value changes nothing.
+/// A single removal, insertion or move of a block reaches views as one change. An update with moves, and with at most
+/// 32 steps of each kind, reaches views step by step. Any other update reaches views as replacements of blocks around
+/// the rows with widgets, and as insertions of distant rows. A changed element updates its item, but changes no row. An
+/// element that equals its former value changes nothing.
 ///
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
-/// it. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without this
-/// function a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
+/// it. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without `listModel`
+/// a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
 /// The cost of an update is O(n) for n rows, and one hash and comparison for each row between the unchanged first and
 /// last rows.

@@ -111,7 +111,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
 
   /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.
   /// Otherwise the result is absent. Digits of every script and leading white space are accepted. The time is O(n). A
-  /// text of more than 10,000 characters is refused unless it consists of digits.
+  /// text of more than 10,000 characters is refused unless almost all of them are digits.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
   /// Like `number`, into an `NSNumber`.

@@ -44,8 +44,8 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<void(const URL&)> excludeFromBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
-  /// Makes every source that is resumed and not cancelled report these kinds, even if they were not requested. Returns
-  /// the number of these sources.
+  /// Makes every source that is resumed and not cancelled report `event`, even if it was not requested. Returns the
+  /// number of these sources.
   int fire(FileSystemEvent event);
   /// The number of sources that are resumed and not cancelled.
   [[nodiscard]] int activeSources() const;
