@@ -58,7 +58,21 @@ std::optional<FoundFile> lookAt(int directory, const char* name) {
   return found;
 }
 
-std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory) {
+namespace {
+
+std::optional<FoundFile> lookAtEntry(int directory, const char* name, UnreadableEntry unreadable) {
+  try {
+    return lookAt(directory, name);
+  } catch (const POSIXError& error) {
+    if (unreadable == UnreadableEntry::fails || error.code() != EIO) throw;
+    static_cast<void>(lookAt(directory, ""));  // Throws if the directory itself is the reason.
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable) {
   const int own = ::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (own < 0) throw POSIXError::last();
   const std::unique_ptr<DIR, CloseDirectory> stream(::fdopendir(own));
@@ -77,7 +91,7 @@ std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory) {
     }
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    if (const auto file = lookAt(own, entry->d_name)) found.emplace_back(name, *file);
+    if (const auto file = lookAtEntry(own, entry->d_name, unreadable)) found.emplace_back(name, *file);
   }
 }
 

@@ -35,8 +35,11 @@ struct FoundFile {
 /// nothing if the entry does not exist. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
+/// Whether a listing fails if an entry gives `EIO`, or omits the entry.
+enum class UnreadableEntry : std::uint8_t { fails, isOmitted };
+
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.
-[[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory);
+[[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable);
 
 /// Whether the volume of a path is a network or FUSE volume, whose files can change without an event on this system.
 /// False if the volume cannot be examined.

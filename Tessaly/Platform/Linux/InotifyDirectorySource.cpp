@@ -34,6 +34,14 @@ auto unlessGone(Examine examine) -> std::optional<decltype(examine())> {
   }
 }
 
+/// The entries of an open directory. Returns nothing if the directory is gone.
+///
+/// If the type of a remote file changes and changes back, FUSE gives `EIO` for its name while a watch keeps the file's
+/// inode. So an unreadable entry counts as missing: then its watch ends, and a later listing finds the file again.
+auto listed(int directory) {
+  return unlessGone([&] { return listDirectory(directory, UnreadableEntry::isOmitted); });
+}
+
 }  // namespace
 
 InotifyDirectorySource::InotifyDirectorySource(std::string path, DirectoryDepth depth,
@@ -149,7 +157,7 @@ OwnedDescriptor InotifyDirectorySource::open(const Directory& directory) const {
 
 void InotifyDirectorySource::lookAtEverything(Directory& directory) {
   const OwnedDescriptor opened = open(directory);
-  auto listing = opened.isOpen() ? unlessGone([&] { return listDirectory(opened.get()); }) : std::nullopt;
+  auto listing = opened.isOpen() ? listed(opened.get()) : std::nullopt;
   if (!listing) {
     looksAtEverything_ = true;  // The model will move or remove the directory.
     return;
@@ -338,7 +346,7 @@ void InotifyDirectorySource::descend(Directory& parent, Entry& entry, const std:
   const OwnedDescriptor opened = open(*directory);
   if (!opened.isOpen() && (errno == EACCES || errno == ENAMETOOLONG)) return;
   const bool isWatched = opened.isOpen() && watch(*directory, opened.get());
-  auto listing = isWatched ? unlessGone([&] { return listDirectory(opened.get()); }) : std::nullopt;
+  auto listing = isWatched ? listed(opened.get()) : std::nullopt;
   if (!listing) {
     unwatch(*directory);
     postponed_[&parent][name] |= false;

@@ -95,7 +95,8 @@ class LinuxFileManager final : public FileManager {
     const OwnedDescriptor opened(::open(filePath(directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened.isOpen()) throw POSIXError::last();
     std::vector<DirectoryEntry> entries;
-    for (auto& [name, file] : listDirectory(opened.get())) entries.push_back({std::move(name), file.attributes});
+    for (auto& [name, file] : listDirectory(opened.get(), UnreadableEntry::fails))
+      entries.push_back({std::move(name), file.attributes});
     return entries;
   }
 

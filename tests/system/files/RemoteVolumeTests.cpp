@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
@@ -21,6 +26,10 @@
 
 namespace Tessaly {
 namespace {
+
+using detail::OwnedDescriptor;
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
 
 class RemoteVolume : public testing::Test {
  protected:
@@ -82,6 +91,32 @@ TEST_F(RemoteVolume, DirectoryIsPolledEverySecond) {
     co_await expectAfter([&] { std::filesystem::rename(theirs("tree/a"), theirs("tree/b")); });
     co_await expectAfter([&] { std::filesystem::remove_all(theirs("tree/b")); });
   });
+}
+
+// FUSE gives EIO for a name while an inode is in use whose type was another one at its last examination.
+TEST_F(RemoteVolume, UnreadableEntryDoesNotHideOtherEntries) {
+  std::filesystem::create_directories(theirs("tree/odd"));
+  const auto source = FileManager::default_().makeDirectorySource(ours("tree"), DirectoryDepth::tree, [] {});
+  const auto names = [&] {
+    std::vector<std::string> found;
+    for (const DirectoryChange& change : source->takeChanges()) found.push_back(change.entry.path);
+    return found;
+  };
+  EXPECT_THAT(names(), ElementsAre("odd"));
+  OwnedDescriptor used(::open(ours("tree/odd").path().c_str(), O_RDONLY | O_CLOEXEC));
+  std::filesystem::remove(theirs("tree/odd"));
+  std::ofstream(theirs("tree/odd")) << "file";
+  struct stat status{};
+  ASSERT_EQ(::fstat(used.get(), &status), -1);
+  std::filesystem::remove(theirs("tree/odd"));
+  std::filesystem::create_directory(theirs("tree/odd"));
+  std::ofstream(theirs("tree/odd/inner")) << "1";
+  ASSERT_EQ(::stat(ours("tree/odd").path().c_str(), &status), -1);
+  ASSERT_EQ(errno, EIO);
+  std::ofstream(theirs("tree/other")) << "2";
+  EXPECT_THAT(names(), UnorderedElementsAre("odd", "other"));
+  used = OwnedDescriptor();
+  EXPECT_THAT(names(), ElementsAre("odd", "odd/inner"));
 }
 
 TEST_F(RemoteVolume, FileInALaterRemoteDirectoryIsReported) {
