@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 /// The unit is the largest one that fits: seconds below a minute, minutes below an hour, hours below a day, then days,
 /// weeks, months and years. Days count midnights. The other units count whole units that have passed. `DateFormatter`
 /// can instead name the days around today and write other dates in full. The standard library has no counterpart. A
-/// thread prepares a locale in about 100 µs and keeps the last 16 combinations of locale and style.
+/// thread prepares a locale in about 100 µs and keeps the last 16 combinations of locale and width.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///

@@ -101,8 +101,8 @@ class InotifyDirectorySource final : public DirectorySource {
   Directory root_;
   std::unordered_map<int, std::vector<Directory*>> watched_;
   std::size_t polledDirectories_ = 0;
-  /// Names that could not be examined, because the directory is not at its place in the model. The event of its move is
-  /// still to come.
+  /// Names to examine: those of the latest events, and those that could not be examined. The directory of such a name
+  /// has perhaps moved, and the event of its move is still to come.
   std::unordered_map<Directory*, Names> postponed_;
 
   // The state of one call of takeChanges.

@@ -55,8 +55,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   /// The time from a write to its checkpoint, unless a checkpoint is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// A property list that is malformed, or not a regular file, for this long is set aside. A store that has never read
-  /// the list waits three times as long.
+  /// A property list is set aside after it has been malformed, or not a regular file, for this long. A store that has
+  /// never read the list waits three times as long.
   static constexpr std::chrono::seconds damageDelay{1};
   /// The time from a write that could not be stored to the next attempt.
   static constexpr std::chrono::seconds retryDelay{1};

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// An authentication backend whose answers a test scripts.
+/// An authentication backend whose answers come from a test.
 ///
 /// Thread contract: thread-compatible.
 ///
