@@ -348,8 +348,8 @@ class FormatterHook {
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
   }
 
-  /// Takes the selection that a refused insertion would have replaced. Absent if there is none, or if the cursor or the
-  /// selection has changed since the refusal.
+  /// Takes the selection that a refused insertion would have replaced. Absent without a refusal, or if the cursor or
+  /// the selection has changed since the refusal.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;

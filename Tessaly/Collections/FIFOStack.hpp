@@ -99,8 +99,8 @@ class FIFOStack {
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
   /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, then the right
-  /// one. The left stack's elements are returned from its bottom to its top, which `dequeue` would have returned next.
-  /// So this is the order of the queue only if the left stack holds at most one element.
+  /// one. The left stack's elements are returned from bottom to top. `dequeue` would have returned the top first. So
+  /// this is the order of the queue only if the left stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());

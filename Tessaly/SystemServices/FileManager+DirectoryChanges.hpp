@@ -38,9 +38,10 @@ struct DirectoryOptions {
 /// directory (or tree) is reported with both names.
 ///
 /// Links in the directory are reported as links and not followed. Links on the path to the directory are followed.
-/// Unreadable directories are listed without contents. The size and the date of a subdirectory are those of its last
-/// check. A write through a hard link outside of the directory is not reported. A write through another name inside the
-/// directory is reported, unless that name was made and removed between two elements.
+/// Unreadable directories are listed without contents. An entry whose attributes give `EIO` counts as missing. The size
+/// and the date of a subdirectory are those of its last check. A write through a hard link outside of the directory is
+/// not reported. A write through another name inside the directory is reported, unless that name was made and removed
+/// between two elements.
 ///
 /// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. There each
 /// entry is also checked every second. If a volume gives a file a new inode number, the file is reported as disappeared

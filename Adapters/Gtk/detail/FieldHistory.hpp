@@ -43,9 +43,9 @@ class FieldHistory {
   /// Notes the insertion of a text at a position, as part of the present step.
   void insert(int position, std::string_view inserted) { run_ = isLetter(inserted) ? position + 1 : -1; }
 
-  /// The state to go back to. Absent if there is none.
+  /// The state before the last step. Absent if no step can be undone.
   std::optional<State> undo(State present) { return go(done_, undone_, std::move(present)); }
-  /// The state before the last undo. Absent if there is none.
+  /// The state before the last undo. Absent if no step can be redone.
   std::optional<State> redo(State present) { return go(undone_, done_, std::move(present)); }
 
  private:

@@ -28,7 +28,7 @@ struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hp
 /// `XDG_DATA_HOME`, `HOME` and `XDG_DATA_DIRS` locate the database. It is read at its first use, so types that are
 /// installed later are missing. Some common types exist without the database. The identifier of a declared type is its
 /// uniform type identifier ("public.png"), or else its MIME type ("audio/flac"). An extension without a type gets a
-/// dynamic type, whose identifier ("dyn.a...") contains the extension.
+/// dynamic type, whose identifier ("dyn.a...") encodes the extension.
 ///
 /// Thread contract: thread-compatible. The static functions are thread-safe.
 ///

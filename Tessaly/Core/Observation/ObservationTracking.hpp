@@ -38,9 +38,9 @@ template <typename OnChange>
 /// Calls `apply`, returns its result, and calls `onChange` once, when any of the observable properties that `apply`
 /// read is about to change.
 ///
-/// Only the reads on this thread during `apply` are tracked. If there are none, `onChange` is destroyed without a call.
-/// `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still be
-/// read. Each assignment counts as a change, even of an equal value. The end of an object counts too. To observe
+/// Only the reads on this thread during `apply` are tracked. Without such a read, `onChange` is destroyed and never
+/// called. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still
+/// be read. Each assignment counts as a change, even of an equal value. The end of an object counts too. To observe
 /// further changes, track again. Several changes before the new tracking count as one. A change by another thread while
 /// `apply` runs is not lost: `onChange` is called before this function returns. If that change is still running,
 /// `onChange` is called after the end of the change. So a handler that tracks again during a change is called again

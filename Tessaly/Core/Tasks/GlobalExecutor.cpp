@@ -250,7 +250,7 @@ class Pool final : public Executor {
     return pop();
   }
 
-  /// Takes the next job. Waits if there is none.
+  /// Takes the next job. Waits while the queue is empty.
   Job* take() TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     lock_.lock();
     Job* job = pop();

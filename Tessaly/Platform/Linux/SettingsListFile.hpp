@@ -40,7 +40,8 @@ class SettingsListFile {
   /// The identity of the file. None if there is no file. Fails if its status cannot be read.
   [[nodiscard]] StoreResult<FileIdentity> look() const;
 
-  /// Reads the file at the path. Fails with `missing` if there is none, and with `damaged` if it is not a dictionary.
+  /// Reads the file at the path. Fails with `missing` if the path has no file, and with `damaged` if the file is not a
+  /// dictionary.
   [[nodiscard]] StoreResult<Contents> read() const { return read(path_); }
   [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
 

@@ -67,7 +67,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   void append(NWPath path);
   /// For the backend: schedules the delivery. The backend must not hold its lock.
   void schedule();
-  /// Calls the handler with the next path. Returns false if there is none, or if another thread is delivering.
+  /// Calls the handler with the next path. Returns false if no path is pending, or if another thread is delivering.
   bool deliverNext() noexcept;
 
   const std::shared_ptr<NetworkBackend> backend_;

@@ -137,8 +137,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
   }
 
-  /// Enqueues a task that can continue. Called in a job that ends now, because the task yields or has waited for the
-  /// job's task. A thread of the pool trades the task for the next job under one lock.
+  /// Enqueues a task that can continue. The running job must be about to end: its own task yields, or its own task ends
+  /// and the given task has awaited it. A thread of the pool trades the task for the next job under one lock.
   void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
