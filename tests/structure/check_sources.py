@@ -25,9 +25,7 @@ MACHINE = re.compile("|".join(re.escape("/" + name + "/") for name in ("work", "
 
 def check(root):
     complaints = []
-    for path in sorted(root.rglob("*")):
-        if not tree.is_ours(path, root):
-            continue
+    for path in tree.files(root):
         name = str(path.relative_to(root))
         try:
             text = tree.read(path)
@@ -53,7 +51,7 @@ def check(root):
 def self_test():
     right = {"Tessaly/A.hpp": BEGINNINGS[".hpp"] + "\nint a();\n",
              "Tessaly/B.hpp": BEGINNINGS[".hpp"].replace("#", "// Component: Tessaly::B\n#"), "Tessaly/A.cpp": BEGINNINGS[".cpp"],
-             "scripts/a.py": BEGINNINGS[".py"], "docs/a.md": "See /usr/share/doc.\n",
+             "build/A.cpp": "", ".git": "", "scripts/a.py": BEGINNINGS[".py"], "docs/a.md": "See /usr/share/doc.\n",
              "tests/nocompile/a.cpp": f"// expected: error\n// {LICENCE}\n"}
     with tree.small_tree(right) as root:
         tree.expect(check(root))

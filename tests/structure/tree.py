@@ -6,6 +6,7 @@ check on small trees. It shows that the check accepts a correct tree and finds a
 """
 
 import contextlib
+import os
 import pathlib
 import re
 import sys
@@ -34,10 +35,15 @@ def headers(root):
                   if path.relative_to(root).parts[:3] != ("Tessaly", "Platform", "Linux"))
 
 
-def is_ours(path, root):
-    """Whether a file belongs to the tree and not to git or a build."""
-    parts = path.relative_to(root).parts
-    return path.is_file() and parts[0] not in (".git", "build") and "__pycache__" not in parts
+def files(root):
+    """The files of the tree, without those of git and of builds. Other tests add and remove files in a build meanwhile."""
+    found = []
+    for name, below, contents in os.walk(root):
+        directory = pathlib.Path(name)
+        apart = {".git", "build"} if directory == root else {"__pycache__"}
+        below[:] = set(below) - apart
+        found += [directory / name for name in set(contents) - apart]
+    return sorted(found)
 
 
 def coroutine_headers(root):
