@@ -7,6 +7,7 @@
 
 #include "FileTexts.hpp"
 #include "Tessaly/Adapters/Gtk/Binding.hpp"
+#include "Tessaly/Adapters/Gtk/IncrementalModel.hpp"
 #include "Tessaly/Adapters/Gtk/ListModel.hpp"
 #include "Tessaly/Adapters/Gtk/SettingBinding.hpp"
 
@@ -69,7 +70,8 @@ GtkWidget* Window::makeBar() {
 
 GtkWidget* Window::makeList() {
   GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-  selection_ = gtk_multi_selection_new(Gtk4::listModel([&desk = desk_] { return desk.files(); }, &File::name));
+  GListModel* files = Gtk4::listModel([&desk = desk_] { return desk.files(); }, &File::name);
+  selection_ = gtk_multi_selection_new(Gtk4::incrementalModel(files));
   columns_ = gtk_column_view_new(GTK_SELECTION_MODEL(selection_));
   gtk_widget_add_css_class(columns_, "data-table");
   describe(columns_, Word::files);
