@@ -10,7 +10,7 @@ int main() {
   const Tessaly::GLib::MainLoopAdapter adapter;  // The main loop serves the library's main queue.
 
   GtkWidget* window = gtk_window_new();
-  gtk_window_set_title(GTK_WINDOW(window), "First hour (GTK)");
+  gtk_window_set_title(GTK_WINDOW(window), "first-hour (GTK)");
   gtk_window_set_default_size(GTK_WINDOW(window), 420, 120);
   GtkWidget* label = gtk_label_new(nullptr);
   gtk_window_set_child(GTK_WINDOW(window), label);

@@ -10,7 +10,7 @@ int main(int argumentCount, char** arguments) {
   const Tessaly::Qt6::MainLoopAdapter adapter;  // Qt's event loop serves the library's main queue.
 
   QLabel window;
-  window.setWindowTitle("First hour (Qt)");
+  window.setWindowTitle("first-hour (Qt)");
   window.resize(420, 120);
   window.setAlignment(Qt::AlignCenter);
   const Session session([&window](const std::string& text) { window.setText(QString::fromStdString(text)); });

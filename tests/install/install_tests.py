@@ -225,7 +225,7 @@ def lone_component():
 
 
 def template():
-    """The template of an application, by CMake with tessaly_bundle() and by make without it. Its setting is kept."""
+    """The template of an application: a copy by CMake, and a new application by make. Each has a setting of its own."""
     source, home = SOURCES / "examples/template", WORK / "template-home"
     for folder in (home, WORK / "template", WORK / "template-make"):
         shutil.rmtree(folder, ignore_errors=True)
@@ -234,11 +234,12 @@ def template():
     run("cmake", "-G", "Ninja", "-S", source, "-B", WORK / "template", f"-DCMAKE_CXX_COMPILER={COMPILER}",
         f"-DCMAKE_PREFIX_PATH={PREFIX}")
     run("cmake", "--build", WORK / "template")
-    shutil.copytree(source, WORK / "template-make")
+    run(PREFIX / "bin/tessaly", "new", WORK / "template-make", **environment)
     run("make", "-C", WORK / "template-make", f"CXX={COMPILER}", **environment)
-    for visit, folder in enumerate(("template", "template-make"), 1):
-        said = run("sh", "-c", f"sleep 2 | {WORK / folder / 'first-hour'}", **environment)
-        check_says(said, f"Visit {visit}: 2.262 primes below 20.000", "primes below 40.000")
+    for program in ("template/first-hour", "template-make/template-make"):
+        for visit in (1, 2):
+            said = run("sh", "-c", f"sleep 2 | {WORK / program}", **environment)
+            check_says(said, f"Visit {visit}: 2.262 primes below 20.000", "primes below 40.000")
 
 
 def older_standard():

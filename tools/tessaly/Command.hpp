@@ -41,6 +41,7 @@ extern const Command formatCommand;
 extern const Command infoCommand;
 extern const Command listCommand;
 extern const Command logCommand;
+extern const Command newCommand;
 extern const Command reachCommand;
 extern const Command watchCommand;
 extern const Command zipCommand;

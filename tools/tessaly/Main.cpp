@@ -16,7 +16,7 @@ namespace TessalyTool {
 namespace {
 
 const std::array commands{&awakeCommand, &copyCommand, &defaultsCommand, &digestCommand, &formatCommand, &infoCommand,
-                          &listCommand,  &logCommand,  &reachCommand,    &watchCommand,  &zipCommand};
+                          &listCommand,  &logCommand,  &newCommand,      &reachCommand,  &watchCommand,  &zipCommand};
 
 void printHelp(std::ostream& stream) {
   stream << "Usage: tessaly <command> [argument...]\n"

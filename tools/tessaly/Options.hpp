@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <initializer_list>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,26 +18,45 @@ inline UsageError unknownOption(std::string_view option) {
   return UsageError("There is no option " + std::string(option));
 }
 
-/// A parsed command line: its options, which have no values, and its words. An argument that begins with '-' is an
-/// option, except "-" itself and all arguments after "--". Throws `UsageError` for an unknown option.
+/// A parsed command line: its options and its words. An argument that begins with '-' is an option, except "-" itself
+/// and all arguments after "--". An option with a value is `--option value` or `--option=value`. Throws `UsageError`
+/// for an unknown option and for a missing value.
 class CommandLine {
  public:
-  CommandLine(Arguments arguments, std::initializer_list<std::string_view> knownOptions) {
+  using Names = std::initializer_list<std::string_view>;
+
+  CommandLine(Arguments arguments, Names flags, Names optionsWithValues = {}) {
     bool takesOptions = true;
-    for (const std::string_view argument : arguments) {
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+      const std::string_view argument = arguments[index];
+      const std::string_view name = argument.substr(0, argument.find('='));
       if (takesOptions && argument == "--") {
         takesOptions = false;
-      } else if (takesOptions && argument.starts_with('-') && argument != "-") {
-        if (std::ranges::find(knownOptions, argument) == knownOptions.end()) throw unknownOption(argument);
-        options_.push_back(argument);
-      } else {
+      } else if (!takesOptions || !argument.starts_with('-') || argument == "-") {
         words_.emplace_back(argument);
+      } else if (std::ranges::find(flags, argument) != flags.end()) {
+        options_.push_back({argument, {}});
+      } else if (std::ranges::find(optionsWithValues, name) == optionsWithValues.end()) {
+        throw unknownOption(argument);
+      } else if (name != argument) {
+        options_.push_back({name, argument.substr(name.size() + 1)});
+      } else if (++index < arguments.size()) {
+        options_.push_back({name, arguments[index]});
+      } else {
+        throw UsageError(std::string(name) + " wants a value");
       }
     }
   }
 
   [[nodiscard]] bool has(std::string_view option) const {
-    return std::ranges::find(options_, option) != options_.end();
+    return std::ranges::find(options_, option, &Option::name) != options_.end();
+  }
+  /// The last value of an option.
+  [[nodiscard]] std::string_view value(std::string_view option, std::string_view defaultValue) const {
+    for (const Option& given : options_ | std::views::reverse) {
+      if (given.name == option) return given.value;
+    }
+    return defaultValue;
   }
   [[nodiscard]] const std::vector<std::string>& words() const noexcept { return words_; }
   /// The only word. Throws `UsageError` if there is none, or more than one.
@@ -51,7 +71,12 @@ class CommandLine {
   }
 
  private:
-  std::vector<std::string_view> options_;
+  struct Option {
+    std::string_view name;
+    std::string_view value;
+  };
+
+  std::vector<Option> options_;
   std::vector<std::string> words_;
 };
 
