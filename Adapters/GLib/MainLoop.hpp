@@ -10,18 +10,20 @@
 namespace Tessaly::inline v1::GLib {
 
 /// An adapter that serves the main queue from a GLib main loop during its lifetime. Work of the library on the main
-/// thread then runs between the other events of the loop. A GTK application needs nothing else.
+/// thread then runs between the other events of the loop. A GTK application needs no other adapter for the main queue.
 ///
-/// A nested loop (a modal dialog inside work of the main queue) also serves the queue, including work that was queued
-/// after the work that opened the dialog. Several adapters may serve the same context or different contexts. Adapters
-/// may be destroyed in any order, inside work of the queue, and after the loop or the context. Work that arrives while
-/// the loop serves the queue waits for the next turn of the loop. So other events of the same priority have their turn.
+/// A nested loop (a modal dialog inside work of the main queue) also serves the queue. The nested loop also runs work
+/// that was queued after the work that opened the dialog. Several adapters may serve the same context or different
+/// contexts. Adapters may be destroyed in any order, inside work of the queue, and after the loop or the context. Work
+/// that arrives while the loop serves the queue waits for the next turn of the loop. So the loop also handles other
+/// events of the same priority.
 ///
-/// The default priority is that of GLib's input sources. Choose a lower priority, such as `G_PRIORITY_DEFAULT_IDLE`,
-/// for work that may wait for an idle application. The loop serves a source only if no source of a higher priority is
-/// ready.
+/// The default priority is the priority of GLib's input sources. Choose a lower priority, such as
+/// `G_PRIORITY_DEFAULT_IDLE`, for work that may wait until the application is idle. The loop serves a source only if no
+/// source of a higher priority is ready.
 ///
-/// These stop the process: constructing an adapter outside the main thread, and running its context on another thread.
+/// These stop the process: constructing an adapter outside the main thread, and running the adapter's context on
+/// another thread.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A text of the library as GTK's text. Other values stay as they are.
+/// A text of the library as a text for GTK. Other values are returned unchanged.
 template <typename Value>
 auto valueForGtk(const Value& value) {
   if constexpr (std::same_as<Value, std::string>) {
@@ -38,20 +38,20 @@ void endWith(GObject* object, std::unique_ptr<Owned> owned) {
 
 namespace Gtk4 {
 
-/// Follows a computed value for the life of a widget: calls `setter` with the value of `compute` now and after each
+/// Follows a computed value for the life of a widget. Calls `setter` with the value of `compute` now, and after each
 /// change of an observable property that `compute` read.
 ///
-/// `setter` takes the widget, as its own type, and the value. A `std::string` becomes a `const char*`. The model needs
-/// no `GObject`. GTK's counterpart is `GBinding`, which binds properties of objects.
+/// `setter` takes the widget, with the widget's own type, and the value. A `std::string` becomes a `const char*`. The
+/// model need not be a `GObject`. GTK's counterpart is `GBinding`, which binds properties of objects.
 ///
 /// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
 /// serves. Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change
-/// inside `setter` is followed in the next turn. `compute` may return an optional value; without a value `setter` is
-/// not called. `compute` must not refer to an object that ends before the widget. For such a model use the other
-/// overload.
+/// that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is
+/// absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For such a model,
+/// use the other overload.
 ///
-/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. An
-/// exception of the first `compute` is passed on to the caller.
+/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later call of
+/// `compute`. An exception of the first call of `compute` is passed on to the caller.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -64,8 +64,8 @@ void bind(Widget* widget, Setter setter, Compute compute) {
   detail::endWith(G_OBJECT(widget), std::make_unique<ObservationToken>(std::move(token)));
 }
 
-/// The same for a model that may end before the widget. The widget then keeps the last value. `compute` is a member of
-/// the model or a function that takes the model. The binding does not keep the model alive.
+/// The same for a model that may end before the widget. After the end of the model, the widget keeps the last value.
+/// `compute` is a member of the model or a function that takes the model. The binding does not keep the model alive.
 ///
 ///     Gtk4::bind(GTK_LABEL(title), gtk_label_set_text, player, &Player::label);
 template <typename Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

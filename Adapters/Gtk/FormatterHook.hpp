@@ -22,30 +22,33 @@
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
 
-/// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that.
+/// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that name.
 namespace Tessaly::inline v1::Gtk4 {
 
 /// A hook that connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`. The field shows the text of
 /// an object.
 ///
-/// `FieldEditing` takes the decisions, and its comment has the rules. By default the hook changes no typed number
-/// before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix of a number. A
-/// text that is not acceptable has a style class: "warning" while typing can complete it, else "error". The tooltip has
-/// the reason. After a correction the tooltip has the reason of the correction, until the next change. With
-/// `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting, committing
-/// composed input, and changes by the program. A replacement then takes the place of the whole text at once. GTK has no
-/// counterpart. The usual code is a handler of "insert-text", which treats typing over a selection as two changes.
+/// `FieldEditing` makes the decisions, and the comment of that class has the rules. By default the hook changes no
+/// typed number before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix
+/// of a number. While the text is not acceptable, the field has a style class: "warning" if further typing can complete
+/// the text, else "error". The tooltip has the reason. After a correction, the class is "warning" and the tooltip has
+/// the reason of the correction, until the next change. With `FieldChecking::atEveryChange` the formatter judges every
+/// change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. A replacement of
+/// the formatter then replaces the whole text at once. In this mode the field gets no style class and no tooltip. GTK
+/// has no counterpart. The usual code is a handler of "insert-text", which treats typing over a selection as two
+/// changes.
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
 /// field's own undo history cannot record replacements, so this history is off. The hook keeps a history for Control+Z,
-/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A correction at the end of editing is one step,
-/// too.
+/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A correction at the end of editing is also one
+/// step.
 ///
-/// A deletion by the keyboard takes place at once. Any other deletion waits for the next turn of the main loop, before
-/// drawing, because an insertion may belong to it. The text at the construction of the hook is not checked. The hook
-/// may end before or after its field.
+/// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
+/// before drawing, because an insertion may belong to the deletion. The text at the construction of the hook is not
+/// checked. The hook may end before or after its field.
 ///
-/// These stop the process: a null formatter or field, and an exception from a formatter or handler.
+/// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
+/// a handler.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -81,10 +84,11 @@ class FormatterHook {
     gtk_editable_set_enable_undo(text_.editable(), TRUE);
   }
 
-  /// The last result of editing, or the object that was set since. Empty before both.
+  /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
+  /// of them.
   [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.editing().object(); }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object, a number is beyond the range, or the field is gone.
+  /// object, a number is beyond the range, or the rule forbids the object. The same holds if the field is gone.
   bool setObjectValue(std::any object) {
     if (!text_.isThere()) return false;
     const std::optional<std::string> text = formatted_.editing().show(std::move(object));
@@ -96,28 +100,31 @@ class FormatterHook {
     showMark({});
     return true;
   }
-  /// The state of the present text. `invalid` if the field is gone.
+  /// The state of the present text. The result is `invalid` if the field is gone.
   [[nodiscard]] FieldState state() const {
     return text_.isThere() ? formatted_.editing().state(text_.get()) : FieldState::invalid;
   }
-  /// Whether the present text differs from the text of the object.
+  /// Whether the present text differs from the text of the object. False if the field is gone.
   [[nodiscard]] bool isEdited() const { return text_.isThere() && formatted_.editing().isEdited(text_.get()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
-  /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
+  /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
   /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
-  /// Called whenever editing ends with a valid text, after the field shows the object.
+  /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every text that the formatter or the rule refuses, and the reason if there is one. This includes texts
-  /// that are refused at the end of editing. If the text was replaced, the field already shows the replacement.
+  /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
+  /// there is one. The refused texts include those that the end of editing corrects, but not those that it only
+  /// rewrites. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  /// Undoes the last change or the last run of typed letters. Returns false if there is nothing to undo.
+  /// Undoes the last change or the last run of typed letters. Returns false if there is nothing to undo, or if the
+  /// field is gone or not editable.
   bool undo() { return go(&detail::FieldHistory::undo); }
-  /// Repeats the last undone change. Returns false if there is none, or after another change.
+  /// Repeats the last undone change. Returns false if there is no undone change, after another change, or if the field
+  /// is gone or not editable.
   bool redo() { return go(&detail::FieldHistory::redo); }
 
  private:
@@ -127,7 +134,7 @@ class FormatterHook {
     int start;
     int end;
   };
-  /// The text before a deletion, the deleted text, and the text behind it.
+  /// The text before a deletion, the deleted text, and the text after the deletion.
   struct Parts {
     std::string before;
     std::string removed;
@@ -258,7 +265,7 @@ class FormatterHook {
         text_.set(replacement);
       });
     }
-    // Setting the selection would end the composition of a letter.
+    // An equal selection is not set again, because that would end the composition of a letter.
     if (text_.selection() != Selection{cursor, cursor}) change([&] { text_.select({cursor, cursor}); });
     return cursor;
   }
@@ -332,8 +339,8 @@ class FormatterHook {
   }
 
   /// Restores the selection that a refused insertion would have replaced. The display must first report that the
-  /// selected text has no owner, because on that report the field clears its selection. So the restoration waits for an
-  /// idle loop.
+  /// selected text has no owner, because on that report the field clears its selection. So the restoration waits until
+  /// the loop is idle.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));
@@ -348,8 +355,8 @@ class FormatterHook {
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
   }
 
-  /// Takes the selection that a refused insertion would have replaced. Absent without a refusal, or if the cursor or
-  /// the selection has changed since the refusal.
+  /// Returns and forgets the selection that a refused insertion would have replaced. Absent without a refusal, or if
+  /// the cursor or the selection has changed since the refusal.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;
@@ -402,7 +409,7 @@ class FormatterHook {
   detail::FormattedField formatted_;
   GtkEventController* keys_ = nullptr;
   detail::FieldHistory history_;
-  /// The pending deletion. An insertion that belongs to the deletion may still follow.
+  /// The deletion that is pending, because an insertion that belongs to the deletion may still follow.
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;

@@ -117,15 +117,15 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     return before_[row] != nullptr ? static_cast<const Element*>(before_[row]) : &rows_[row];
   }
 
-  /// The former and the new position of a row with an item.
+  /// The former and the new row number of a row with an item.
   struct Anchor {
     std::size_t former;
     std::size_t now;
   };
 
-  /// GTK searches a replaced block for the items of its widgets and of the selection. It makes an item for each row
-  /// that it examines. So each block ends at most 256 rows after its last row with an item. The rows between two blocks
-  /// are inserted separately, without items.
+  /// GTK searches a replaced block for the items of the view's widgets and of the selection. GTK makes an item for each
+  /// row that it examines. So each replaced block ends at most 256 rows after its last row with an item. The rows
+  /// between two blocks are inserted separately, without items.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
@@ -133,7 +133,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     formerGone_ = newShown_ = 0;
     isTelling_ = true;
     if (anchors.size() <= limit && std::ranges::is_sorted(anchors, {}, &Anchor::former)) {
-      Anchor end{0, 0};  // Behind the last row with an item.
+      Anchor end{0, 0};  // After the last row with an item.
       for (const Anchor& anchor : anchors) {
         if (anchor.former > end.former + reach || anchor.now > end.now + reach) replaceTo(anchor, end);
         end = {anchor.former + 1, anchor.now + 1};
@@ -260,29 +260,29 @@ struct RowWidgets {
 
 namespace Gtk4 {
 
-/// Makes a list model of GTK over a computed sequence. It follows the sequence as `bind` follows a value: `compute`
-/// runs again in the turn of the loop after a change of an observable property that `compute` read.
+/// Makes a list model of GTK over a computed sequence. The model follows the sequence as `bind` follows a value. After
+/// a change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
 /// null pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
 ///
-/// `identity` names an element, by a function or a member, as `&File::name` does. The name needs `==` and `std::hash`.
-/// Without `identity` an element is its own identity. An element with the identity of a former element keeps its item.
-/// So selection and focus stay with the item, wherever the row moves.
+/// `identity` is a function or a member that returns the identity of an element, for example `&File::name`. The
+/// identity needs `==` and `std::hash`. Without `identity`, an element is its own identity. An element with the
+/// identity of a former element keeps its item. So selection and focus stay with the item, wherever the row moves.
 ///
 /// A single removal, insertion or move of a block reaches views as one change. An update with moves, and with at most
 /// 32 steps of each kind, reaches views step by step. Any other update reaches views as replacements of blocks around
-/// the rows with widgets, and as insertions of distant rows. A changed element updates its item, but changes no row. An
+/// the rows with items, and as insertions of distant rows. A changed element updates its item, but changes no row. An
 /// element that equals its former value changes nothing.
 ///
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
-/// it. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without `listModel`
-/// a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
+/// the item. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without
+/// `listModel`, a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
-/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between the unchanged first and
-/// last rows.
+/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows costs in
+/// addition a hash and a comparison of its identity.
 ///
-/// These stop the process: a call outside the main thread, and an exception of a later `compute`.
+/// These stop the process: a call outside the main thread, and an exception of a later call of `compute`.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -297,15 +297,15 @@ template <std::invocable<> Compute, typename Identity = std::identity>
   return Rows::object(std::make_unique<Rows>(std::move(compute), std::move(identity)));
 }
 
-/// The element of an item of `listModel`. It stays valid until the next turn of the loop. Stops the process for another
-/// item, or another type of element.
+/// The element of an item of `listModel`. The reference stays valid until the next turn of the loop. Stops the process
+/// if the item is not from a `listModel`, or if its element has another type.
 template <typename Element>
 [[nodiscard]] const Element& element(gpointer item) {
   return detail::elementOf<Element>(item);
 }
 
-/// Makes a factory for the rows of a view, or of a column, of a `listModel`. `make` returns a new widget. `show` shows
-/// an element in such a widget: when a row appears, and after each change of its element.
+/// Makes a factory for the rows of a view or of a column that shows a `listModel`. `make` returns a new widget. `show`
+/// shows an element in such a widget: when a row appears, and after each change of its element.
 ///
 /// An exception of `make` or `show` stops the process.
 ///

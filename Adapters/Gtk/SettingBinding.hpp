@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Shows a setting in a widget, and stores what a person chooses there.
+/// Shows a setting in a widget, and stores the value that a person chooses in the widget.
 template <typename Widget, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
   using Bound = BothWays<Value, Read, Show>;
@@ -41,7 +41,7 @@ void bindActive(Widget* widget, Default<bool> setting) {
       [widget](bool isActive) { g_object_set(widget, "active", isActive ? TRUE : FALSE, nullptr); });
 }
 
-/// The chosen text of a list of strings. Absent without a choice.
+/// The chosen text of a list of strings. Absent if no text is chosen.
 inline std::optional<std::string> chosenText(GtkDropDown* list) {
   auto* item = static_cast<GtkStringObject*>(gtk_drop_down_get_selected_item(list));
   if (item == nullptr) return std::nullopt;
@@ -98,8 +98,8 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. A change from elsewhere does not disturb a person who is typing. The
-/// hook ends with the field.
+/// stored. The end of editing stores the object. While the field has an unfinished edit, other changes of the setting
+/// do not change the field. The hook ends with the field.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   std::unique_ptr<detail::BoundField> bound(

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A text of the library as Qt's text. Other values stay as they are.
+/// A text of the library as a text for Qt. Other values are returned unchanged.
 template <typename Value>
 decltype(auto) valueForQt(const Value& value) {
   if constexpr (std::same_as<Value, std::string>) {
@@ -37,20 +37,21 @@ void endWith(QObject* object, std::shared_ptr<Owned> owned) {
 
 namespace Qt6 {
 
-/// Follows a computed value for the life of a widget: calls `setter` with the value of `compute` now and after each
+/// Follows a computed value for the life of a widget. Calls `setter` with the value of `compute` now, and after each
 /// change of an observable property that `compute` read.
 ///
 /// `setter` is a member of the widget or a function that takes the widget and the value. A `std::string` becomes a
-/// `QString`. Without an observable property, use a signal. The model needs no `QObject`, no macro and no moc.
+/// `QString`. For a value without an observable property, connect a signal instead. The model need not be a `QObject`,
+/// and needs no macro and no moc.
 ///
 /// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
 /// serves. Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change
-/// inside `setter` is followed in the next turn. `compute` may return an optional value; without a value `setter` is
-/// not called. `compute` must not refer to an object that ends before the widget. For such a model use the other
-/// overload.
+/// that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is
+/// absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For such a model,
+/// use the other overload.
 ///
-/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later `compute`. An
-/// exception of the first `compute` is passed on to the caller.
+/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later call of
+/// `compute`. An exception of the first call of `compute` is passed on to the caller.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -63,8 +64,8 @@ void bind(Widget* widget, Setter setter, Compute compute) {
   detail::endWith(widget, std::make_shared<ObservationToken>(std::move(token)));
 }
 
-/// The same for a model that may end before the widget. The widget then keeps the last value. `compute` is a member of
-/// the model or a function that takes the model. The binding does not keep the model alive.
+/// The same for a model that may end before the widget. After the end of the model, the widget keeps the last value.
+/// `compute` is a member of the model or a function that takes the model. The binding does not keep the model alive.
 ///
 ///     Qt6::bind(title, &QLabel::setText, player, &Player::label);
 template <std::derived_from<QObject> Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

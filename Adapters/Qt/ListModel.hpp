@@ -19,25 +19,27 @@
 
 namespace Tessaly::inline v1::Qt6 {
 
-/// A list model of Qt over a computed sequence. It follows the sequence as `bind` follows a value: `compute` runs again
-/// in the turn of the loop after a change of an observable property that `compute` read.
+/// A list model of Qt over a computed sequence. The model follows the sequence as `bind` follows a value. After a
+/// change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
-/// null pointer is an empty sequence. `identity` names an element, by a function or a member, as `&File::name` does.
-/// The identity needs `==` and `std::hash`. Without `identity` an element is its own identity. An element with the
-/// identity of a former element is the same row. Selection, current row and editor stay with the row, wherever it
-/// moves. `compute` must not refer to an object that ends before the model.
+/// null pointer is an empty sequence. `identity` is a function or a member that returns the identity of an element, for
+/// example `&File::name`. The identity needs `==` and `std::hash`. Without `identity`, an element is its own identity.
+/// An element with the identity of a former element is the same row. Selection, current row and editor stay with the
+/// row, wherever the row moves. `compute` must not refer to an object that ends before the model.
 ///
-/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each. More changes of a kind become a
-/// layout change, with at most one removal or insertion. A layout change keeps the selection too. A changed element
-/// gives `dataChanged`. Rows with elements that equal their former values give no signal, unless there are more than 32
-/// runs of changed rows. A model without columns shows nothing; call `addColumn` first.
+/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each kind. More changes of one kind
+/// become a layout change, with at most one removal or insertion. A layout change keeps the selection too. For a
+/// changed element, the model emits `dataChanged`. The model emits no signal for rows whose elements equal their former
+/// values, unless there are more than 32 runs of changed rows. A model without columns shows nothing; call `addColumn`
+/// first.
 ///
-/// The cost of an update is O(n) for n rows, and one hash and comparison for each row between the unchanged first and
-/// last rows. Without this class a host writes a subclass of `QAbstractListModel` and finds the changed rows itself.
+/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows costs in
+/// addition a hash and a comparison of its identity. Without this class, a host writes a subclass of
+/// `QAbstractListModel` and finds the changed rows itself.
 ///
-/// These stop the process: a call outside the main thread, an exception of a later `compute`, and `element` of a row
-/// that does not exist.
+/// These stop the process: a call outside the main thread, an exception of a later call of `compute`, and `element` for
+/// a missing row.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -53,7 +55,8 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
     rows_.follow(std::move(compute), std::move(identity));
   }
 
-  /// Adds a column. `show` returns the text of an element, or, as a function of element and role, the value for a role.
+  /// Adds a column. `show` returns the text of an element. If `show` also takes a role, it returns the value of the
+  /// element for that role.
   template <typename Show>
   void addColumn(const QString& title, Show show) {
     const int column = static_cast<int>(columns_.size());
@@ -69,7 +72,7 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
     endInsertColumns();
   }
 
-  /// The element of a row. It stays valid until the next turn of the loop.
+  /// The element of a row. The reference stays valid until the next turn of the loop.
   [[nodiscard]] const Element& element(int row) const {
     if (row < 0 || row >= rowCount()) fatalError("The list model has no such row", "Tessaly/ListModel", __LINE__);
     return rows_[static_cast<std::size_t>(row)];
@@ -130,7 +133,7 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
     for (std::size_t place = 0; place < step.count; ++place) places[step.order[place]] = place;
     for (const QModelIndex& former : persistentIndexList()) {
       const std::size_t row = static_cast<std::size_t>(former.row()) - step.first;
-      if (row >= step.count) continue;  // Rows before the block wrap around.
+      if (row >= step.count) continue;  // For rows before the block, the subtraction wraps around.
       changePersistentIndex(former, createIndex(static_cast<int>(step.first + places[row]), former.column()));
     }
     Q_EMIT layoutChanged({}, VerticalSortHint);

@@ -28,24 +28,27 @@ namespace Tessaly::inline v1::Qt6 {
 
 /// A validator that connects a `QLineEdit` to a `Formatter`. The field shows the text of an object.
 ///
-/// `FieldEditing` takes the decisions, and its comment has the rules. By default the validator changes no typed number
-/// before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix of a number.
-/// The dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style sheets. An
-/// invalid text is red. The tooltip has the reason. At the end of editing the tooltip appears at once. After a
-/// correction it has the reason of the correction, until the next change. With `FieldChecking::atEveryChange` the
-/// formatter judges every change: typing, pasting, dropping, cutting and committing composed input. A replacement takes
-/// the place of the whole text in the next turn of the event loop, before the field gets another event. Undo then
-/// restores the text before the refused change.
+/// `FieldEditing` makes the decisions, and the comment of that class has the rules. By default the validator changes no
+/// typed number before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix
+/// of a number. The dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style
+/// sheets. An invalid text is red. The tooltip has the reason. At the end of editing, the tooltip appears at once.
+/// After a correction, the tooltip has the reason of the correction, until the next change. With
+/// `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and committing
+/// composed input. A replacement of the formatter replaces the whole text in the next turn of the event loop, before
+/// the field gets other input. Undo then restores the text before the refused change. In this mode the field gets no
+/// property, no colour and no tooltip.
 ///
-/// The nearest facilities of Qt are `QIntValidator` and `QDoubleValidator`, which drop typed characters, and input
-/// masks. A refused change leaves the field unchanged, cursor and selection included. In a field with hidden
-/// characters, the cursor then goes to the end. The validator does not check texts that the program or undo sets.
-/// `Acceptable` means that editing could end with the text. Lone surrogates are refused.
+/// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two validators drop
+/// typed characters. A refused change leaves the field unchanged, cursor and selection included. But in a field with
+/// hidden characters, the cursor goes to the end after a refused change. The validator does not refuse texts that the
+/// program or undo sets. `Acceptable` means that editing could end without a correction of the text. A text with a lone
+/// surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc.
 ///
-/// These stop the process: a null formatter or field, and an exception from a formatter or handler.
+/// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
+/// a handler.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -79,10 +82,11 @@ class FormatterValidator : public QValidator {
     field->setValidator(this);
   }
 
-  /// The last result of editing, or the object that was set since. Empty before both.
+  /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
+  /// of them.
   [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.editing().object(); }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object, or a number is beyond the range.
+  /// object, a number is beyond the range, or the rule forbids the object.
   bool setObjectValue(std::any object) {
     const std::optional<std::string> text = formatted_.editing().show(std::move(object));
     if (!text) return false;
@@ -97,15 +101,16 @@ class FormatterValidator : public QValidator {
   [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
-  /// Adds a rule for the objects that the formatter reads. See `FieldEditing::setRule`.
+  /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
   /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
-  /// Called whenever editing ends with a valid text, after the field shows the object.
+  /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
-  /// Called with every text that the formatter or the rule refuses, and the reason if there is one. This includes texts
-  /// that are refused at the end of editing. If the text was replaced, the field already shows the replacement.
+  /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
+  /// there is one. The refused texts include those that the end of editing corrects, but not those that it only
+  /// rewrites. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
@@ -142,7 +147,8 @@ class FormatterValidator : public QValidator {
     if (input.isValidUtf16()) answer = answerTo(input, position);
     const bool isAccepted = answer.kind == Answer::Kind::accepted;
     if (isAccepted || isTakenAsItIs_) return isAccepted ? worthOf(input) : Intermediate;
-    // Nothing can be undone after the program has set the text, or after everything was undone.
+    // Qt reverts a refused text by undoing the change. This is impossible after the program has set the text, or after
+    // everything was undone.
     const bool isHidden = field_->echoMode() != QLineEdit::Normal;
     if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
     if (isHidden) return takeBack(input, position, std::move(answer));
@@ -153,7 +159,7 @@ class FormatterValidator : public QValidator {
  private:
   using Answer = FieldEditing::Answer;
 
-  /// A change that does not take place.
+  /// A text that was refused, and the answer to its change.
   struct Refusal {
     QString text;
     Answer answer;
@@ -257,7 +263,7 @@ class FormatterValidator : public QValidator {
     if (!refusal_) return;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
-      // Qt has not reverted the text, because the program or an undo set it. In this state Qt accepts every text.
+      // Qt has not reverted the text, because the program or an undo set the text. In this state Qt accepts every text.
       const int cursor = field_->cursorPosition();
       takeAsItIs([&] { field_->setText(refusal.text); });
       field_->setCursorPosition(cursor);

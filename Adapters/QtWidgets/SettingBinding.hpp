@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Shows a setting in a widget, and stores what a person chooses there.
+/// Shows a setting in a widget, and stores the value that a person chooses in the widget.
 template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
   auto bound = std::make_shared<BothWays<Value, Read, Show>>(std::move(setting), std::move(read), std::move(show));
@@ -63,8 +63,8 @@ inline void bind(QComboBox* box, Default<std::string> setting) {
       [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. A change from elsewhere does not disturb a person who is typing. The
-/// field owns the validator.
+/// stored. The end of editing stores the object. While the field has an unfinished edit, other changes of the setting
+/// do not change the field. The field owns the validator.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   auto* validator = new FormatterValidator(std::move(formatter), field);

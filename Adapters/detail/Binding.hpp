@@ -48,7 +48,8 @@ ObservationToken followChanges(Compute compute, Set set) {
   return follow(std::move(compute), SetOfChanges<Value, Set>(std::move(set)));
 }
 
-/// The computation of a value from a model that may be destroyed first. After the end of the model the value is absent.
+/// The computation of a value from a model that may be destroyed before the binding. After the end of the model, the
+/// value is absent.
 template <typename Model, typename Compute>
 auto whileAlive(const std::shared_ptr<Model>& model, Compute compute) {
   using Value = std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>;

@@ -10,9 +10,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The connection of a setting and a widget. The widget shows the setting, and the choice of a person is stored. `Read`
-/// gives the choice or nothing. `Show` shows a value. If the widget shows another value instead, such as the end of its
-/// range, that value is not stored.
+/// The connection of a setting and a widget. The widget shows the setting, and a person's choice in the widget is
+/// stored. `Read` returns the choice, if there is one. `Show` shows a value in the widget. If the widget shows another
+/// value instead, such as the end of the widget's range, that other value is not stored.
 template <typename Value, typename Read, typename Show>
 class BothWays {
  public:
@@ -26,7 +26,7 @@ class BothWays {
   BothWays& operator=(const BothWays&) = delete;
   ~BothWays() = default;
 
-  /// Stores the choice. The widget calls this function after each change.
+  /// Stores the choice. The widget's signal calls this function after each change.
   void store() {
     if (isShowing_) return;
     const std::optional<Value> chosen = read_();

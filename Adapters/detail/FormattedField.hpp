@@ -26,13 +26,14 @@ class FormattedField {
 
   [[nodiscard]] FieldEditing& editing() noexcept { return editing_; }
   [[nodiscard]] const FieldEditing& editing() const noexcept { return editing_; }
-  /// Whether the field shows the state of its text. A formatter that judges every change leaves no such state to show.
+  /// Whether the field shows the state of its text. Not with `FieldChecking::atEveryChange`, because the formatter then
+  /// corrects the text at once.
   [[nodiscard]] bool isMarked() const noexcept { return editing_.checking() == FieldChecking::atTheEnd; }
 
   void onEnd(EndHandler handler) { end_ = std::move(handler); }
   void onRefusal(RefusalHandler handler) { refusal_ = std::move(handler); }
 
-  // Both functions keep the handler alive during the call, because the handler may replace itself.
+  // The next two functions keep the handler alive during the call, because the handler may replace itself.
   void tellEnd() const noexcept {
     if (const EndHandler handler = end_) {
       callNotification("A handler of a field's end of editing", handler, editing_.object());
@@ -43,7 +44,7 @@ class FormattedField {
       callNotification("A handler of a field's refusals", handler, text, reason);
     }
   }
-  /// Notifies the handlers of the outcome of editing. A rewritten text was not refused.
+  /// Notifies the handlers of the outcome of editing. A text that was only rewritten does not count as refused.
   void tell(std::string_view typed, const FieldEditing::End& end) const noexcept {
     const FieldNotice::Kind kind = end.notice.kind;
     if (kind != FieldNotice::Kind::none && kind != FieldNotice::Kind::rewritten) tellRefusal(typed, end.notice.reason);

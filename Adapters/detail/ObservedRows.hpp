@@ -46,8 +46,8 @@ class RowsListener {
   /// Called before and after each step. The rows change between the two calls.
   virtual void willTake(const SequenceStep& step) = 0;
   virtual void didTake(const SequenceStep& step) = 0;
-  /// Called after all steps, when every row shows its new element. `before` has the former elements of the rows, null
-  /// for new rows. Both generations of elements are alive.
+  /// Called after all steps, when every row shows its new element. `before` has the former element of each row, or null
+  /// for a new row. The former and the new elements are all alive.
   virtual void didReplace(std::span<const void* const> before) = 0;
 
  protected:
@@ -66,7 +66,7 @@ class ObservedRows {
   ObservedRows& operator=(const ObservedRows&) = delete;
   ~ObservedRows() = default;
 
-  /// Shows what `compute` returns, now and after each change of an observable property that `compute` read.
+  /// Shows the result of `compute`, now and after each change of an observable property that `compute` read.
   template <typename Compute, typename Identity>
   void follow(Compute compute, Identity identity) {
     using Sequence = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;

@@ -40,7 +40,8 @@ class SequenceSteps {
   /// The origin of a new row, which has no former place.
   static constexpr std::size_t absent = static_cast<std::size_t>(-1);
 
-  /// `origins` has the former place of each new row in a block of `count` former rows. The block begins at `head`.
+  /// For each row of the new order, `origins` has the former place of the row in a block of `count` rows, or `absent`.
+  /// The block begins at `head`.
   static std::vector<SequenceStep> make(std::span<const std::size_t> origins, std::size_t count, std::size_t head) {
     SequenceSteps made(head);
     made.remove(origins, count);
@@ -120,7 +121,7 @@ class SequenceSteps {
     rearrange(std::move(order));
   }
 
-  /// The blocks that stay while all other blocks move. They are chosen so that the number of moved rows is minimal.
+  /// The blocks that stay while all other blocks move. The choice minimises the number of moved rows.
   static std::vector<bool> heaviestIncreasing(const std::vector<Run>& blocks) {
     std::vector<std::size_t> weights;
     std::vector<std::size_t> predecessors;
@@ -247,8 +248,9 @@ class SequenceMatches {
 };
 
 /// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
-/// identity, both in the order of their occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. A
-/// pointer that is in both sequences causes such calls only where the unchanged beginning or end stops.
+/// identity, both in the order of their occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. If
+/// the elements are pointers, a pointer in both sequences causes such calls only next to the unchanged beginning or the
+/// unchanged end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

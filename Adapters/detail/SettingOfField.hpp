@@ -31,7 +31,8 @@ std::optional<Value> settingIn(const std::any& object) {
 }
 
 /// Connects a field with a setting. The setting's rule judges the objects of the field. The end of editing stores the
-/// object. The field shows the stored value, unless a person is editing the field. `Field` is an adapter's class.
+/// object. The field shows the stored value, unless the field has an unfinished edit. `Field` is the class of an
+/// adapter for fields.
 template <typename Field, FieldSetting Value>
 ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
   field.setRule([key = setting.key()](const std::any& object) {

@@ -20,12 +20,12 @@ struct OfferedTexts {
   std::optional<std::string> string;
   std::optional<std::string> url;
 
-  /// The text that programs without support for URLs paste.
+  /// The plain text. Programs without support for URLs paste this text.
   [[nodiscard]] const std::string& plain() const { return string ? *string : *url; }
 };
 
-/// The common part of the pasteboards of every toolkit. Contents from other threads reach the toolkit on the main
-/// thread. The pasteboard lives until the process ends, as every installed backend does.
+/// The common part of the pasteboards of every toolkit. Writes on other threads reach the toolkit on the main thread.
+/// The pasteboard lives until the process ends, as every installed backend does.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {
@@ -42,7 +42,7 @@ class ToolkitPasteboard : public PasteboardBackend {
     if (MainQueue::isMainThread()) {
       offer(texts());
     } else {
-      // The task reads the latest texts, because the writes of two threads may arrive in another order.
+      // The task reads the latest texts, because the tasks of two threads may run in another order than the writes.
       Task<>::detached({.isolation = Isolation::main()}, [this] {
         if (isOpen_) offer(texts());
       });
@@ -67,7 +67,7 @@ class ToolkitPasteboard : public PasteboardBackend {
   void setIsOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
 
  private:
-  /// Both functions run on the main thread.
+  /// The next two functions run on the main thread.
   virtual void offer(const OfferedTexts& texts) = 0;
   virtual void disconnect() = 0;
 

@@ -20,9 +20,9 @@ namespace Tessaly::inline v1 {
 /// copied: each chunk is a view of the base.
 ///
 /// `chunked` makes a `ChunkSequence`. The sequence borrows a base that is a view or an lvalue, and owns any other base.
-/// A chunk is valid as long as the base and the base's iterators are. The nearest standard facility is C++23's
-/// `std::views::chunk`. Unlike that view, a `ChunkSequence` counts in signed integers. For a size of zero and a base
-/// with elements, it gives empty chunks without end.
+/// A chunk stays valid while the base exists and the base's iterators are valid. The nearest standard facility is
+/// C++23's `std::views::chunk`, which requires a positive size. For a size of zero and a base with elements, a
+/// `ChunkSequence` gives empty chunks without end.
 ///
 /// Stops the process: a request for the first chunk of a base with elements, if the size is negative.
 ///
@@ -146,8 +146,8 @@ class ChunkSequence {
   Base base_;
 };
 
-/// Splits a random-access range into chunks of `chunkSize` elements. A view or an lvalue is borrowed, any other range
-/// is owned.
+/// Splits a random-access range into chunks of `chunkSize` elements. The result borrows a view or an lvalue, and owns
+/// any other range.
 ///
 /// Thread contract: thread-compatible.
 template <std::ranges::viewable_range Elements>

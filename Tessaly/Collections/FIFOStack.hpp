@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 /// the left stack is empty, it takes over the elements of the right one.
 ///
 /// Copies share the elements until one copy is changed. Prefer `RingArray` if the length is bounded, and `std::queue`
-/// if no single operation may take O(n). The stacks keep the memory of a queue that was long. When the stacks change
+/// if no single operation may take O(n). After the queue was long, the stacks keep their memory. When the stacks change
 /// places, an empty stack with more than 4 KiB releases its memory if less than half of that memory was used.
 ///
 /// Cost: enqueueing takes amortised O(1), and moves elements only if the right stack grows. Dequeueing takes O(1).
@@ -75,16 +75,16 @@ class FIFOStack {
   }
   void enqueue(Element&& element) { push(std::move(element)); }
 
-  /// Adds the elements of a range, or of a list in braces, in its order, behind all others. If reading the range
-  /// throws, the elements that were read before are in the queue.
+  /// Adds the elements of a range, or of a list in braces, in order, behind all others. If reading the range throws,
+  /// the elements that were read before the exception are in the queue.
   template <std::ranges::input_range Elements = std::initializer_list<Element>>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element>
   void enqueueContentsOf(Elements&& elements) {
     for (auto&& element : elements) push(std::forward<decltype(element)>(element));
   }
 
-  /// Removes and returns the element that was added first. Absent if the queue is empty. O(1), or O(n) while the
-  /// elements are shared.
+  /// Removes and returns the element that was added first. Returns nothing if the queue is empty. O(1), or O(n) while
+  /// the elements are shared.
   std::optional<Element> dequeue() {
     if (!left_.hasFirst()) [[unlikely]] {
       if (isEmpty()) return std::nullopt;
@@ -100,7 +100,7 @@ class FIFOStack {
 
   /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, then the right
   /// one. The left stack's elements are returned from bottom to top. `dequeue` would have returned the top first. So
-  /// this is the order of the queue only if the left stack holds at most one element.
+  /// the result is in the order of the queue only if the left stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());
@@ -122,8 +122,8 @@ class FIFOStack {
 
   /// Ensures that the right stack has room and is not shared.
   [[gnu::noinline]] void makeRoom() {
-    // An empty queue continues in the memory that the left stack used last, because the processor's caches still hold
-    // it.
+    // An empty queue continues in the memory that the left stack used last, because the processor's caches may still
+    // hold that memory.
     if (isEmpty() && !isSmall(left_) && right_.capacity() < left_.capacity()) {
       rewindOrRelease(left_);
       left_.swap(right_);
@@ -140,8 +140,8 @@ class FIFOStack {
     left_.swap(right_);
   }
 
-  /// Small memory is kept in both stacks, unless it is shared. Otherwise a queue that holds only a few elements at a
-  /// time would allocate memory for each of them.
+  /// Both stacks keep small memory that is not shared. Without this rule, a queue that holds only a few elements at a
+  /// time would allocate memory for each element.
   static bool isSmall(const Stack& stack) noexcept { return stack.capacity() * sizeof(Element) <= 4'096; }
   static void rewindOrRelease(Stack& empty) noexcept {
     const bool isWorthKeeping = isSmall(empty) || empty.capacity() / 2 <= empty.usedCapacity();
@@ -152,8 +152,8 @@ class FIFOStack {
     }
   }
 
-  /// The stacks keep their elements in the order in which they came. So the stacks can change places without moving an
-  /// element. The top of the left stack is its first element.
+  /// The stacks keep the elements in the order in which they were added. So the stacks can change places without moving
+  /// an element. The top of the left stack is its first element.
   Stack left_;
   Stack right_;
 };

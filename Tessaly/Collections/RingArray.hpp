@@ -31,22 +31,22 @@ namespace Tessaly::inline v1 {
 /// A double-ended ring with a fixed capacity. Appending to a full ring drops and returns the first element; prepending
 /// drops and returns the last.
 ///
-/// It is a random-access range of constant elements. A position is an integer, counted from the first element, or an
-/// `Index`. An `Index` also counts the wraps of the ring, so it means the same element until that element is removed or
-/// `shiftWhenFull` is called. `set` and `modify` change an element. There are no mutable references: copies share their
-/// slots until one copy is changed, so a reference would change all copies. References and iterators are valid until
-/// the next change.
+/// A ring is a random-access range of constant elements. A position is an integer, counted from the first element, or
+/// an `Index`. An `Index` also counts the wraps of the ring, so it means the same element until that element is removed
+/// or `shiftWhenFull` is called. `set` and `modify` change an element. There are no mutable references: copies share
+/// their slots until one copy is changed, so a reference would change all copies. References and iterators are valid
+/// until the next change.
 ///
 /// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that they always lie side
 /// by side. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements as an array without
 /// a copy.
 ///
-/// **Equality and hash depend on the slots**: two rings are equal if they have the same capacity, the same elements in
-/// the same slots and the same positions. Rings with the same elements but different wraps are not equal. Compare only
-/// the elements with `std::ranges::equal`.
+/// **Equality and hash depend on the slots**: two rings are equal if they have the same capacity, the same positions,
+/// and the same elements in the same slots. Rings with the same elements but different wraps are not equal. To compare
+/// only the elements, use `std::ranges::equal`.
 ///
-/// The nearest facility is `boost::circular_buffer`. That class copies its elements at once, and does not return
-/// overwritten ones. Prefer `FIFOStack` or `std::deque` if the length has no bound.
+/// The nearest facility is `boost::circular_buffer`. A copy of such a buffer copies the elements at once. The buffer
+/// does not return the elements that it overwrites. Prefer `FIFOStack` or `std::deque` if the length has no bound.
 ///
 /// Stops the process: a negative capacity, a position outside the ring, an overflow, `shiftWhenFull` on a ring that is
 /// not full.
@@ -68,7 +68,7 @@ class RingArray {
   static constexpr bool isCopyable = std::copy_constructible<Element>;
   using Slots = detail::RingSlots<Element>;
   static constexpr bool hasTwins = Slots::haveTwins;
-  /// Large trivially copyable elements are passed by reference, so that adding one makes one copy, not two.
+  /// Large trivially copyable elements are passed by reference, so that adding an element makes one copy, not two.
   using Parameter =
       std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
 
@@ -195,8 +195,8 @@ class RingArray {
     for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
   }
 
-  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. If it shares its slots
-  /// with a copy, it gets new slots.
+  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. A ring with elements
+  /// that shares its slots with a copy gets new slots.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
       Storage* cells = makeSlots(maxCapacity_);
@@ -207,7 +207,8 @@ class RingArray {
     for (std::int64_t left = count_; left > 0; --left) popLast();
   }
 
-  /// Replaces the slots by `newCapacity` empty ones and sets both positions to (0, 0). Throws `std::bad_alloc`.
+  /// Removes all elements, replaces the slots by `newCapacity` new slots, and sets `startIndex` and `endIndex` to (0,
+  /// 0). Throws `std::bad_alloc`. Stops the process if the capacity is negative.
   void removeAllAndSetCapacity(std::int64_t newCapacity) {
     RingArray emptied(newCapacity);
     swap(emptied);
@@ -269,8 +270,8 @@ class RingArray {
   [[nodiscard]] Index indexAfter(Index index) const { return loop().after(index); }
   /// The previous position. The last slot of the previous loop precedes the first slot. Stops the process on overflow.
   [[nodiscard]] Index indexBefore(Index index) const { return loop().before(index); }
-  /// The position `distance` steps further. O(1). Stops the process on overflow, and if the slot does not exist. A
-  /// distance of 0 returns any position unchanged.
+  /// The position `distance` steps further. O(1). Stops the process on overflow, and if the slot of `index` does not
+  /// exist. A distance of 0 returns any position unchanged.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
     if (distance == 0) return index;
     loop().checkSlot(index);
@@ -295,8 +296,8 @@ class RingArray {
   }
 
   /// The elements in order as two arrays, for functions that take an array. The second array is empty unless the
-  /// elements wrap around the end of the slots. It is always empty if the ring is a contiguous range. The arrays are
-  /// valid until the next change. O(1).
+  /// elements wrap around the end of the slots. The second array is always empty if the ring is a contiguous range. The
+  /// arrays are valid until the next change. O(1).
   [[nodiscard]] std::array<std::span<const Element>, 2> contiguousRuns() const noexcept {
     if (count_ == 0) return {};
     if constexpr (hasTwins) return {std::span(begin(), end())};
@@ -397,7 +398,7 @@ class RingArray {
     return copy;
   }
 
-  // Appends to slots that may be shared. The element may lie in those slots, and the other ring may release them
+  // Appends to slots that may be shared. The element may lie in those slots, and the other ring may release the slots
   // meanwhile.
   [[gnu::noinline]] std::optional<Element> appendToMarked(Parameter element) {
     if (maxCapacity_ < 1) return std::nullopt;

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A position in a `RingArray`: a slot, and the number of wraps of the ring before it. Unlike slot numbers, positions
-/// stay ordered across a wrap.
+/// A position in a `RingArray`: a slot, and the number of wraps of the ring before this position. Unlike slot numbers,
+/// positions stay ordered across a wrap.
 ///
 /// Known as `RingArray<Element>::Index`.
 ///

@@ -45,7 +45,7 @@ class AnyAsyncSequence_ {
 template <typename Base>
 inline constexpr bool adoptsAnyAsyncSequence<AnyAsyncSequence_<Base>> = true;
 
-/// Wraps a sequence, so that its type shows only the element.
+/// Wraps a sequence in a type that adopts `AnyAsyncSequence`.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

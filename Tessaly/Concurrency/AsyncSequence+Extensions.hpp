@@ -56,8 +56,8 @@ template <AsyncSequence Sequence>
   co_return co_await iterator.next(std::move(isolation));
 }
 
-/// A sequence of the same elements. Calls a function with each element before the element is passed on. The function
-/// must not throw.
+/// A sequence of the same elements. The new sequence calls a function with each element before the element is passed
+/// on. The function must not throw.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence, std::invocable<const typename Sequence::Element&> ReceiveValues>
@@ -74,7 +74,8 @@ template <AsyncSequence Sequence>
 }
 
 /// The first `limit` elements, or all if there are fewer. **A limit below one means no limit.** Further elements are
-/// not read. An exception of the sequence is passed on, and the elements that were read before it are discarded.
+/// not read. An exception of the sequence is passed on, and the elements that were read before the exception are
+/// discarded.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>

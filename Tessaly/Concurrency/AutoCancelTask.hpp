@@ -13,14 +13,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// The only owner of a running task: its destructor cancels the task.
+/// The only owner of a running task: the owner's destructor cancels the task.
 ///
 /// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
 /// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
 /// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**,
 /// which runs none of the operation's code in the object's isolation after the object's end.
 ///
-/// The task's result and error are not observed. The handle moves and cannot be copied.
+/// The task's result and error are not observed. The handle can be moved but not copied.
 ///
 /// Stops the process: `cancel()`, `isCancelled()` or `store()` after a move.
 ///
@@ -63,8 +63,8 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   /// Whether cancellation has been requested.
   [[nodiscard]] bool isCancelled() const noexcept { return task().isCancelled(); }
 
-  /// Moves the task into a collection, which cancels all of its tasks when it is emptied or destroyed. This handle is
-  /// moved-from afterwards.
+  /// Moves the task into a collection, which cancels all of its tasks when the collection is emptied or destroyed. This
+  /// handle is moved-from afterwards.
   void store(std::vector<AutoCancelTask>& tasks) {
     static_cast<void>(task());
     tasks.push_back(std::move(*this));

@@ -17,10 +17,10 @@ namespace Tessaly::inline v1 {
 ///
 /// The value and the lock have an allocation each, and both stay in place when the `Mutex` is moved. A `Mutex` cannot
 /// be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside the
-/// value. It lets code use the value without the lock.
+/// value. That pair lets code use the value without the lock.
 ///
-/// **Destroying a `Mutex` does not destroy the stored value**: the slot is freed as it is. A value that owns resources
-/// must be emptied first, by `assignWithLock` or inside `withLock`.
+/// **Destroying a `Mutex` does not destroy the stored value**: only the memory of the slot is freed. A value that owns
+/// resources must be emptied first, by `assignWithLock` or inside `withLock`.
 ///
 /// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move; a new value
 /// whose move throws in `assignWithLock`.

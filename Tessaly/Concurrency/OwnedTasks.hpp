@@ -18,8 +18,8 @@ namespace detail {
 class OwnerExecutor;
 }
 
-/// The tasks of one object, such as a window or a model. An `OwnedTasks` is a member of that object, and its destructor
-/// ends the tasks.
+/// The tasks of one object, such as a window or a model. An `OwnedTasks` is a member of that object, and the member's
+/// destructor ends the tasks.
 ///
 /// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
 /// then on no statement of the tasks runs in that isolation: neither the code after the last wait nor a `catch` block.
@@ -27,25 +27,27 @@ class OwnerExecutor;
 /// is destroyed first.
 ///
 /// The destructor does the following with a task:
-/// - A task that has not started does not start. A task whose wait ends with its cancellation, as a sleep or a stream's
-///   `next()` does, is destroyed in the destructor: its local variables and its closure can still use the object.
+/// - A task that has not started does not start. Some waits, such as a sleep or a stream's `next()`, end at a
+///   cancellation. A task in such a wait is destroyed in the destructor: its local variables and its closure can still
+///   use the object.
 /// - A task may be on the pool, on a blocking thread or in another isolation at that moment. It continues there and
 ///   sees that it is cancelled. It must own the objects that it uses there. When it returns to the object's isolation,
-///   its variables and its closure are destroyed there, after the children of its task groups have ended. Such a
-///   variable's destructor must not use the object. The same rules hold for a task that waits for another task or for a
-///   continuation.
-/// - A task that destroys the object itself runs to its next wait, as after `delete this`.
+///   its variables and its closure are destroyed there, after the children of its task groups have ended. The
+///   destructors of these variables must not use the object. The same rules hold for a task that waits for another task
+///   or for a continuation.
+/// - If one of the tasks destroys the object, that task runs to its next wait, as after `delete this`.
 ///
-/// A task that one of these tasks starts without naming an isolation ends in the same way, but is not cancelled. At its
-/// next turn in the isolation, the children of its groups are cancelled. A task that names an isolation does not belong
-/// to the object. Awaiting a task that ended in this way throws a `CancellationError`.
+/// A task that one of these tasks starts without naming an isolation ends in the same way, but is not cancelled. When
+/// it next returns to the isolation, the children of its task groups are cancelled. A task that names an isolation does
+/// not belong to the object. Awaiting a task that ended in this way throws a `CancellationError`.
 ///
 /// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.
 /// The nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
 ///
-/// Stops the process: making it without an isolation; destroying it, adding to it or ending it in another isolation.
+/// Stops the process: construction without an isolation; destruction, `add` or `end` outside the isolation of the
+/// `OwnedTasks`.
 ///
-/// Thread contract: thread-compatible; used in its isolation only. Adding a task costs as much as a `Task`.
+/// Thread contract: thread-compatible; used in its isolation only. Adding a task costs as much as starting a `Task`.
 ///
 ///     class Preview {
 ///      public:
@@ -62,8 +64,8 @@ class OwnerExecutor;
 ///     };
 class OwnedTasks {
  public:
-  /// Makes an empty set of tasks in an isolation, by default the caller's. For ordinary code on the main thread, that
-  /// is the isolation of the main queue.
+  /// Makes an empty set of tasks in an isolation, by default the caller's. For ordinary code on the main thread, the
+  /// caller's isolation is that of the main queue.
   TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
   OwnedTasks(const OwnedTasks&) = delete;
   OwnedTasks& operator=(const OwnedTasks&) = delete;

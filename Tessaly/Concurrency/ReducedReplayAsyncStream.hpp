@@ -19,14 +19,14 @@ namespace Tessaly::inline v1 {
 ///
 /// A subscriber receives every element that is consumed from the producer after the subscriber joined. The first
 /// subscriber starts the consumption and gets elements only. Each later subscriber first gets **one element that sums
-/// up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, that
-/// is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no
-/// other.
+/// up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, the
+/// first element is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber
+/// delays no other.
 ///
 /// Iterating the stream itself subscribes: every iterator is a subscriber. When the producer ends, every subscriber's
-/// stream ends. A subscriber that joins after that gets the sum and then **keeps waiting**. Only its consumer's
-/// cancellation or end ends such a stream. A subscriber that has left stays in the list of subscribers. Such a
-/// subscriber costs a few words of memory, and one refused element for each later element.
+/// stream ends. A subscriber that joins after the producer's end gets the sum and then **keeps waiting**. Such a stream
+/// ends only when its consumer is cancelled or destroyed. A subscriber that has left stays in the list of subscribers.
+/// Such a subscriber costs a few words of memory, and a refused `yield` for each later element.
 ///
 /// The consumption continues until the producer finishes, even without subscribers. A producer that never finishes
 /// leaves a task waiting.
@@ -55,8 +55,9 @@ class ReducedReplayAsyncStream {
   using Continuation = AsyncStream<Element>::Continuation;
   using AsyncIterator = AsyncStream<Element>::AsyncIterator;
 
-  /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
-  /// the buffer of elements that were produced but not yet consumed. Nothing is consumed before the first subscription.
+  /// Makes the producer's stream, and calls `build` once with the stream's continuation before the constructor returns.
+  /// The policy limits the buffer of elements that were produced but not yet consumed. Nothing is consumed before the
+  /// first subscription.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : storage_(std::make_shared<Storage>(std::move(initialResult), std::move(reduce))),
@@ -92,8 +93,8 @@ class ReducedReplayAsyncStream {
     co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
   }
 
-  /// Consumes at most 64 elements without leaving the isolation for each element. A subscriber that wants to join waits
-  /// for at most one batch.
+  /// Consumes at most 64 elements without leaving the isolation after each element. A subscriber that wants to join
+  /// waits for at most one batch.
   static Async<void> consumeBatch(Storage& storage, AsyncIterator& iterator, bool& isOpen) {
     constexpr int maximumCount = 64;
     for (int count = 0; count < maximumCount; ++count) {

@@ -22,8 +22,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The producer is an `AsyncThrowingStream` that is built here, or any asynchronous sequence. The producer's error ends
 /// the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it was called
-/// before or after. A subscriber that joins after the end, also after an error, gets the present sum and then **keeps
-/// waiting**.
+/// before or after the failure. A subscriber that joins after the end, also after an error, gets the sum and then
+/// **keeps waiting**.
 ///
 /// Each element is copied for each stream, and the final value for each `streamedElement()`. An exception of a copy
 /// ends only that stream or that `streamedElement()`. An exception of an element's move counts as the producer's error.
@@ -72,7 +72,7 @@ class ReducedReplayAsyncThrowingStream {
     using Element = StreamElement;
     using Failure = std::exception_ptr;
 
-    /// Builds the producer's stream with an unbounded buffer. Calls `build` once, before this returns.
+    /// Makes the stream with an unbounded buffer. Calls `build` once, before the constructor returns.
     template <std::invocable<Continuation> Build>
     explicit Stream(Build build) : asyncStream_(std::move(build)) {}
 
@@ -82,9 +82,9 @@ class ReducedReplayAsyncThrowingStream {
     AsyncThrowingStream<Element> asyncStream_;
   };
 
-  /// Makes the producer's stream, and calls `build` once with its continuation before this returns. The policy limits
-  /// the buffer of elements that were produced but not yet consumed. Nothing is consumed before the first subscription
-  /// or `streamedElement()`.
+  /// Makes the producer's stream, and calls `build` once with the stream's continuation before the constructor returns.
+  /// The policy limits the buffer of elements that were produced but not yet consumed. Nothing is consumed before the
+  /// first subscription or `streamedElement()`.
   template <detail::Reducer<Element> Reduce, std::invocable<Continuation> Build>
   ReducedReplayAsyncThrowingStream(BufferingPolicy bufferingPolicy, Element initialResult, Reduce reduce, Build build)
       : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),

@@ -15,15 +15,15 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
-/// The identifier of the scope to which the current task belongs. Tasks that such a task starts inherit the identifier.
-/// 0 without a scope.
+/// The identifier of the scope to which the current task belongs. A task inherits the identifier of the task that
+/// starts it. 0 for a task without a scope.
 TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 }  // namespace detail
 
-/// A set of tasks of ordinary code that end with a scope: the destructor cancels them and waits.
+/// A set of tasks that end with a scope of ordinary code: the destructor cancels the tasks and waits for them.
 ///
 /// Because the destructor waits, the tasks may use the variables that were made before the scope. The destructor waits
-/// like `syncWait`. On the main thread it runs jobs of the main queue while it waits, so jobs of other parts of the
+/// like `syncWait`. On the main thread it runs jobs of the main queue while it waits. So jobs of other parts of the
 /// program run inside the destructor. On another thread it sleeps. Cancellation is cooperative: a task that ignores it
 /// keeps the scope waiting.
 ///
@@ -33,7 +33,7 @@ TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 /// Stops the process where waiting would deadlock: on a thread of the pool, in a job of a serial executor, and in a
 /// task of the scope itself.
 ///
-/// Thread contract: thread-compatible. Adding a task takes one allocation more than a `Task`.
+/// Thread contract: thread-compatible. Adding a task takes one allocation more than starting a `Task`.
 ///
 ///     std::vector<std::string> titles = titlesOf(documents);
 ///     TaskScope scope;

@@ -16,8 +16,8 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// A formatter that removes emoji when editing ends, and optionally limits the length of the text. Unlike
-/// `CharactersLimit`, it accepts a text with exactly as many characters as the limit. `Character::isEmoji` decides
-/// which characters are emoji. A digit or `#` alone is not an emoji.
+/// `CharactersLimit`, this formatter accepts a text with exactly as many characters as the limit. `Character::isEmoji`
+/// decides which characters are emoji. A digit or `#` alone is not an emoji.
 ///
 /// Thread contract: thread-compatible.
 ///

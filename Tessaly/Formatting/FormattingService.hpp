@@ -14,12 +14,13 @@
 #include "Tessaly/Core/Foundation/Date.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 
-/// Writes sizes, dates, durations and numbers for people, in the language that the application chooses.
+/// Functions that write sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
 /// No function throws. The result is empty for a value without a text, such as a date that is NaN. Each thread makes
-/// its formatters at the first use and keeps those of recent languages. So threads wait for each other only at the lock
-/// of the chosen language: at the first use after a choice, and in each call of `language()` and `format`. The nearest
-/// standard facility is `std::format` with a `std::locale`, which needs a locale that was generated on the machine.
+/// its formatters at the first use, and keeps the formatters of recent languages. After that, threads share only the
+/// lock of the chosen language. A thread takes the lock at the first use after a choice. Once a language is chosen,
+/// each call of `language()` and `format` takes the lock too. The nearest standard facility is `std::format` with a
+/// `std::locale`, which needs a locale that was generated on the machine.
 ///
 /// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
 ///
@@ -29,12 +30,13 @@
 /// namespace` of this namespace would make `Date` ambiguous.
 namespace Tessaly::inline v1::FormattingService {
 
-/// Chooses the language of dates and numbers for every later call on any thread: an identifier such as "fr" or "pt_BR".
-/// Without an identifier it takes the language of the current locale, without the country. Under "en_GB" that is "en",
-/// so dates are written as in the United States. Until the first call, every use takes the whole current locale.
+/// Chooses the language of dates and numbers for every later call on any thread. `code` is an identifier such as "fr"
+/// or "pt_BR". Without an identifier, the function takes the language of the current locale, without the country. Under
+/// "en_GB" that is "en", so dates are written as in the United States. Until the first call, every use takes the whole
+/// current locale.
 TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
 
-/// The locale of the chosen language, as a style takes it. Absent until a language is chosen.
+/// The locale of the chosen language, in the form that a style takes. Absent until a language is chosen.
 [[nodiscard]] TESSALY_EXPORT std::optional<Locale> language();
 
 namespace Bytes {
@@ -42,7 +44,8 @@ namespace Bytes {
 /// "1.5 MB": see `ByteCountFormatStyle`. Some languages have a word for zero bytes: "Zero kB".
 [[nodiscard]] TESSALY_EXPORT std::string string(std::int64_t fromByteCount);
 
-/// A number of decimal gigabytes, as `string`. Stops the process if the bytes do not fit in 64 bits.
+/// The text of a number of decimal gigabytes, in the form of `string`. Stops the process if the bytes do not fit in 64
+/// bits.
 [[nodiscard]] TESSALY_EXPORT std::string gigaBytes(std::int64_t fromByteCount);
 
 }  // namespace Bytes
@@ -88,7 +91,7 @@ namespace Duration {
 
 namespace Number {
 
-/// "1234.57": without grouping, with at most this number of fraction digits.
+/// "1234.57": without grouping, with at most `maximumFractionDigits` fraction digits.
 [[nodiscard]] TESSALY_EXPORT std::string limitedFractionDigit(double value, std::int64_t maximumFractionDigits);
 
 /// "1235": without grouping, rounded half to even.
@@ -100,10 +103,10 @@ namespace Number {
 /// "50%" for 0.5.
 [[nodiscard]] TESSALY_EXPORT std::string percent(double value);
 
-/// "+5%": a change in percent, with a sign unless it is zero.
+/// "+5%": a change in percent, with a sign unless the change is zero.
 [[nodiscard]] TESSALY_EXPORT std::string tempo(std::int64_t value);
 
-/// "+2": in ASCII digits, with a sign unless it is zero.
+/// "+2": a number in ASCII digits, with a sign unless the number is zero.
 [[nodiscard]] TESSALY_EXPORT std::string pitch(std::int64_t value);
 
 /// "+0.5" or " -3.0": one fraction digit. A space precedes zero and negative values.

@@ -32,7 +32,7 @@ class AccessModifier {
   static const AccessModifier fileprivate;
   static const AccessModifier package;
 
-  /// The modifier with exactly this keyword.
+  /// The modifier with exactly this keyword. Absent for any other text.
   [[nodiscard]] static constexpr std::optional<AccessModifier> from(std::string_view rawValue) noexcept {
     for (std::size_t index = 0; index < keywords.size(); ++index) {
       if (keywords[index] == rawValue) return AccessModifier(static_cast<Case>(index));

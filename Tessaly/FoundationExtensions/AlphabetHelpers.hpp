@@ -48,9 +48,10 @@ namespace detail {
 /// the entry's letter, in upper or lower case. Without such an item, the first entry leads to the first item, and any
 /// other entry leads to the target of the previous entry. Without items there are no entries.
 ///
-/// Letters match exactly, so the alphabet must be in lower case. An item whose first character is not in the alphabet,
-/// such as an accented letter, matches no entry. An empty identifier is logged, and its item matches no entry. Such an
-/// item is a target only if it is the first item. Ill-formed UTF-8 counts as U+FFFD.
+/// Each letter of the alphabet is compared with the first character of an identifier in lower case. So the alphabet
+/// must be in lower case. An item whose first character is not in the alphabet, such as an accented letter, matches no
+/// entry. An empty identifier is logged, and its item matches no entry. An item that matches no entry is a target only
+/// if it is the first item. Ill-formed UTF-8 counts as U+FFFD.
 ///
 /// Thread contract: thread-safe. Calls `sectionIdentifier` once for each item, from the last to the first.
 ///

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-// Facts about the running application. All functions of this header are thread-safe.
+// Facts about the application of a bundle. All functions of this header are thread-safe.
 
 /// The version that users see. Empty if the bundle has no version.
 [[nodiscard]] TESSALY_EXPORT std::string appVersionString(const Bundle& bundle);

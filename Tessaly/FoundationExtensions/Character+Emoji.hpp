@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::Character {
 
-// A character is user-perceived, as in `Text::GraphemeClusters`. In a longer text, the first character counts. The
+// A character is user-perceived, as in `Text::GraphemeClusters`. In a longer text, only the first character counts. The
 // empty text is not an emoji. Every maximal ill-formed subsequence counts as one U+FFFD.
 
 /// Whether the first scalar has Unicode's property Emoji and is U+238D or above. Digits and U+00A9 are excluded; a

@@ -39,7 +39,7 @@ template <std::totally_ordered T, std::convertible_to<T> Value>
     return clamped(static_cast<T>(value), range);
   }
 }
-/// Deleted, because it would lose the fraction. Write a floating-point range: `clamped(2.5, ClosedRange(0.0, 9.0))`.
+/// Deleted, because the fraction would be lost. Write a floating-point range: `clamped(2.5, ClosedRange(0.0, 9.0))`.
 template <std::integral T, std::floating_point Value>
 T clamped(const Value& value, const ClosedRange<T>& range) = delete;
 

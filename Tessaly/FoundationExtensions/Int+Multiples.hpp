@@ -25,9 +25,9 @@ namespace detail {
 /// Thread contract: thread-safe.
 [[nodiscard]] std::int64_t digits(Fitting auto value) noexcept { return detail::digits(value); }
 
-/// The multiple of `divisor` nearest to the value. Of two equally near multiples, the one farther from zero. The
-/// quotient is computed in double precision, so the result may be another multiple if the absolute value is 2^52 or
-/// more. For the divisor -1, the value itself.
+/// The multiple of `divisor` nearest to the value. If two multiples are equally near, the result is the one farther
+/// from zero. The quotient is computed in double precision. So the result may be another multiple if the absolute value
+/// of `value` is 2^52 or more. For the divisor -1, the result is the value itself.
 ///
 /// Stops the process for the divisor 0 and on overflow.
 ///
@@ -39,8 +39,8 @@ namespace detail {
 }
 
 /// The value if it is a multiple of `divisor`. Otherwise the quotient is truncated toward zero, increased by one, and
-/// multiplied by `divisor`. With a positive divisor, a negative value becomes one multiple too large: -5 with 3 gives 0
-/// instead of -3. For the divisor -1, the value itself.
+/// multiplied by `divisor`. With a positive divisor, the result for a negative value that is not a multiple is one
+/// multiple too large: -5 with 3 gives 0 instead of -3. For the divisor -1, the result is the value itself.
 ///
 /// Stops the process on overflow, and for the divisor 0 unless the value is 0.
 ///
@@ -49,7 +49,7 @@ namespace detail {
   return detail::nearestUpMultiple(value, divisor);
 }
 
-/// The quotient, truncated toward zero, times `divisor`. For the divisor -1, the value itself.
+/// The quotient, truncated toward zero, times `divisor`. For the divisor -1, the result is the value itself.
 ///
 /// Stops the process for the divisor 0, unless the value is 0.
 ///

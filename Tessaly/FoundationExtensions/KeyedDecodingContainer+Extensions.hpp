@@ -13,9 +13,10 @@ namespace Tessaly::inline v1 {
 
 /// Decodes a text that the data contains under one key as a map by language, or under another key as a plain text.
 ///
-/// A map gives the text of the first preferred localisation of the main bundle, else that of "en", else the empty text.
-/// If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text if `fallbackKey`
-/// is absent. Only the fallback throws a `DecodingError`. Stops the process if the bundle prefers no localisation.
+/// A map gives the text of the first preferred localisation of the main bundle, else the text of "en", else the empty
+/// text. If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text if
+/// `fallbackKey` is absent. Only the fallback throws a `DecodingError`. Stops the process if the bundle prefers no
+/// localisation.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string decodeLocalizedValue(const KeyedDecodingContainer& container,

@@ -22,12 +22,12 @@ namespace detail {
 
 /// A copy in which the items at the indexes form one block, in their order. A single item from before `destination`
 /// comes directly before the item at `destination`, or directly after that item with `includeDestinationIndex`. In
-/// general, this is the number of other items before the block:
+/// general, the number of other items before the block is:
 ///
 /// - `destination` minus the number of indexes before `destination`
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - one more with `includeDestinationIndex`, if the sum is less than the count. Not if no index is before
+/// - one more with `includeDestinationIndex`, if the sum is less than the count. Nothing is added if no index is before
 ///   `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
@@ -50,7 +50,7 @@ template <typename Element, typename Hash, typename Equal>
   return moved;
 }
 
-/// A copy in which each of the items is one position nearer to the start. Neighbours move together.
+/// A copy in which each item at one of the indexes is one position nearer to the start. Neighbours move together.
 ///
 /// Throws `MoveError` if an item is the first or an index is negative. Throws `std::out_of_range` if an index is the
 /// count or more.
@@ -67,10 +67,10 @@ template <typename Element, typename Hash, typename Equal>
   return moved;
 }
 
-/// A copy in which each of the items is one position nearer to the end. Neighbours move together.
+/// A copy in which each item at one of the indexes is one position nearer to the end. Neighbours move together.
 ///
-/// Throws `MoveError` if an item is the last or an index is the count or more. Throws `std::out_of_range` if an index
-/// is negative and the set is not empty.
+/// Throws `MoveError` if an index is the count minus 1 or more, because no item follows. Throws `std::out_of_range` for
+/// any other negative index.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

@@ -43,8 +43,8 @@ concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 /// The value of an optional. If the optional is empty, calls `makeError` and throws the result. If the result is a
 /// `std::exception_ptr`, rethrows its exception; a null pointer stops the process.
 ///
-/// From an lvalue it returns a reference into the optional, from an rvalue the value. The nearest standard facility,
-/// `std::optional::value`, can throw only `std::bad_optional_access`.
+/// For an lvalue, the result is a reference into the optional. For an rvalue, the result is the value. The nearest
+/// standard facility, `std::optional::value`, can throw only `std::bad_optional_access`.
 ///
 /// Thread contract: thread-safe.
 template <typename MaybeValue, std::invocable MakeError>
@@ -66,9 +66,10 @@ template <typename MaybeValue, std::invocable MakeError>
 }
 
 /// The description of a value: `description()` if the type has it, else the output of `operator<<`, with these
-/// exceptions. Truth values read "true" and "false". A `double` or `float` gives the shortest text that parses as the
-/// same number, always with a fraction or an exponent ("12.0", "1e-05"). A `signed char` or `unsigned char` gives its
-/// number. The text does not depend on `std::locale::global`.
+/// exceptions. Truth values give "true" and "false". A finite `double` or `float` gives the fewest digits that parse as
+/// the same number, always with a fraction or an exponent ("12.0", "1e-05"). Other values of these types give "inf",
+/// "-inf" or "nan". A `signed char` or `unsigned char` gives its number. The text does not depend on
+/// `std::locale::global`.
 ///
 /// Thread contract: thread-safe.
 template <Describable T>

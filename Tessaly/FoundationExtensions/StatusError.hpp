@@ -32,7 +32,7 @@ struct TESSALY_EXPORT StatusError : Error {
   /// "Status <status> | <message>".
   [[nodiscard]] std::string description() const override;
 
-  /// Whether both have the same status and message.
+  /// Whether both errors have the same status and message.
   friend bool operator==(const StatusError& left, const StatusError& right) noexcept {
     return left.status == right.status && left.message == right.message;
   }

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1::String {
 // Characters are user-perceived ones. Every maximal ill-formed subsequence of the UTF-8 counts as one U+FFFD. Unchanged
 // parts keep their bytes.
 
-/// Whether the text contains an emoji (`Character::isEmoji`). Stops at the first one. Allocates nothing.
+/// Whether the text contains an emoji (`Character::isEmoji`). Stops at the first emoji. Allocates nothing.
 ///
 /// Thread contract: thread-safe. O(n).
 ///
@@ -28,7 +28,7 @@ namespace Tessaly::inline v1::String {
 ///     const std::string title = String::truncated("abcdef", 3);  // abc...
 [[nodiscard]] TESSALY_EXPORT std::string truncated(std::string_view text, std::int64_t length);
 
-/// Capitalises the first character, independently of any language. It may become more than one character.
+/// Capitalises the first character, independently of any language. The result may be more than one character.
 ///
 /// Thread contract: thread-safe, except on the same text.
 TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);

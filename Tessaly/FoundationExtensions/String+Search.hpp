@@ -16,13 +16,14 @@ namespace Tessaly::inline v1::String {
 /// The result equals ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with a character beyond ASCII
 /// makes that transform in about 10 ms.
 ///
-/// Thread contract: thread-safe. For the usual scripts, a table asks ICU only once for each character.
+/// Thread contract: thread-safe. For the usual scripts, ICU transforms each character only once, and a table keeps the
+/// result.
 ///
 ///     const bool matches = String::normalizedForSearch("Øyvind Straße") == "oyvind strasse";
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text);
 
-/// The first `prefixedUpTo` characters of the normalised text, or the whole text if it has fewer. A negative number
-/// stops the process.
+/// The first `prefixedUpTo` characters of the normalised text, or the whole normalised text if it has fewer characters.
+/// A negative number stops the process.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text, std::int64_t prefixedUpTo);

@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 /// The name of a type for people, such as "PNG image", in the language of the locale. The Shared MIME-info Database has
 /// the names. In a language that the database lacks, the name is English.
 ///
-/// A type without a name in the database has the name of its first supertype that has a name. A dynamic type has the
-/// name of unknown files. Without the database the name is the type's identifier.
+/// A type without a name in the database has the name of its first supertype that has a name. If no supertype has a
+/// name, the type has the name of unknown files. Without the database the name is the type's identifier.
 ///
 /// The first call for a type reads a file of some 10 KiB. A later call costs a search and a copy of the names.
 ///

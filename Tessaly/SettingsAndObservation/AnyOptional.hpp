@@ -22,7 +22,7 @@ struct AnyOptionalTraits<std::optional<Wrapped>> {
   [[nodiscard]] static constexpr bool isNil(const std::optional<Wrapped>& value) noexcept { return !value.has_value(); }
 };
 
-/// A type whose values can be absent: `std::optional`, and types of a host with `AnyOptionalTraits`.
+/// A type whose values can be absent: `std::optional`, and any type for which a host specialises `AnyOptionalTraits`.
 template <typename Value>
 concept AnyOptional = requires(const Value& value) {
   { AnyOptionalTraits<Value>::isNil(value) } -> std::same_as<bool>;

@@ -31,7 +31,7 @@ TESSALY_EXPORT void registerSettingClasses();
 [[noreturn]] TESSALY_EXPORT void stopMakingABacking() noexcept;
 [[noreturn]] TESSALY_EXPORT void stopMakingAValueObserver() noexcept;
 
-/// The keys that are published as members of `Default<Value>::Key`, by the kind of their values.
+/// The keys that are published as members of `Default<Value>::Key`, by the type of their values.
 template <typename Value, typename Key>
 struct WellKnownSettings {};
 template <typename Key>
@@ -45,8 +45,8 @@ template <typename Handler, typename StoredValue>
 concept SettingHandler =
     std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
 
-/// A pointer as the value of a Boolean setting. It is usually a text that was passed by mistake, and would convert to
-/// true.
+/// A pointer as the value of a Boolean setting. Usually such a pointer is a string literal that was passed by mistake.
+/// It would convert to true.
 template <typename Argument, typename Value>
 concept PointerForBoolean =
     OneOf<Value, bool, std::optional<bool>> &&
@@ -56,19 +56,19 @@ concept PointerForBoolean =
 
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
 ///
-/// Each call of `value()` reads the store and never fails. The result is the key's default if the stored value is
-/// missing or does not convert to the type. Observation tracking records the read. Every change of the setting is
+/// Each call of `value()` reads the store and reports no failure. The result is the key's default if the stored value
+/// is missing or does not convert to the type. Observation tracking records the read. Every change of the setting is
 /// announced, even if another `Default`, the host or another process writes to the store.
 ///
-/// Copies share one observed object. A move is a copy. The static functions read and write once, without such an
-/// object. The stored form is a plain property-list value without a prefix or a tag, so other programs can read it.
+/// Copies share one observed object. A move is a copy. The static functions read and write without an observed object.
+/// The stored form is a plain property-list value without a prefix or a tag, so other programs can read it.
 ///
-/// The nearest facility elsewhere is a `QSettings` entry. It has no type and no default of its own, and does not notify
-/// of changes.
+/// The nearest facility elsewhere is a `QSettings` entry. Such an entry has no type and no default of its own, and does
+/// not notify of changes.
 ///
-/// Thread contract: thread-safe. Changes are announced on the writing thread. Changes by other processes are announced
-/// on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash table. A write takes
-/// microseconds. Once it has returned, the value survives `kill -9`.
+/// Thread contract: thread-safe. Changes by this process are announced on the writing thread. Changes by other
+/// processes are announced on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash
+/// table. A write takes microseconds. Once the write has returned, the value survives `kill -9`.
 ///
 ///     constexpr Default<int>::Key volumeKey{"volume", 50};
 ///     Default<int> volume(volumeKey);
@@ -85,10 +85,11 @@ class Default {
   /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. Any other name is copied.
   ///
   /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
-  /// the nearest end, or as the default. No write stores a forbidden value. The write stores the nearest end of a range
-  /// instead. With `readsAsDefault`, or without a permitted end, the write keeps the former value and writes to the
-  /// log. A rule that forbids the default does not compile in a constant, and stops the process otherwise. The absent
-  /// value can always be stored, and can always be the default.
+  /// the nearest end, or as the default. No write stores a forbidden value. For a value outside a range, the write
+  /// stores the nearest end if the rule permits that end. In all other cases, and with `readsAsDefault`, the write
+  /// keeps the former value and writes to the log. An empty range, or a rule that forbids the default, does not compile
+  /// in a constant, and stops the process otherwise. The absent value can always be stored, and can always be the
+  /// default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -136,7 +137,7 @@ class Default {
     /// Whether the rule allows the value. Always true for a key without a rule.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 
-    /// The description of the key that `UserDefaults::publishKeys` takes. The documentation is one line for people.
+    /// The description of the key for `UserDefaults::publishKeys`. The documentation is one line for people.
     [[nodiscard]] SettingDescription described(std::string documentation) const {
       return detail::descriptionOf(name(), defaultValue_, rule_, std::move(documentation));
     }
@@ -158,9 +159,9 @@ class Default {
     detail::SettingRule<Value> rule_;
   };
 
-  /// The object behind a `Default`. It observes the store, and is itself observable.
+  /// The object behind a `Default`. The object observes the store, and is itself observable.
   ///
-  /// It is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
+  /// The class is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -171,7 +172,7 @@ class Default {
   /// An observer that passes the changed values of one setting to a handler, in their stored form. `Default::observe`
   /// makes the observer.
   ///
-  /// It is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
+  /// The class is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
   ///
   /// Thread contract: thread-compatible. Call `startObservingIfNeeded` before other threads can change the setting.
   ///
@@ -217,12 +218,12 @@ class Default {
   /// Calls the handler after each change of the setting, until the returned observer is destroyed. The handler gets the
   /// value in its stored form. A value that does not convert to `StoredValue` is not delivered. A removal is delivered
   /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the value that
-  /// the key reads. A handler may also take a `ChangeOrigin`, which says which process made the change. An exception of
-  /// the handler stops the process.
+  /// the key reads. A handler may also take a `ChangeOrigin`, which says whether this process or another one made the
+  /// change. An exception of the handler stops the process.
   ///
   /// The destruction of the observer waits for calls of the handler on other threads. Afterwards the objects that the
-  /// handler refers to may be destroyed. Do not destroy the observer while holding a lock that the handler takes. The
-  /// handler itself may destroy the observer.
+  /// handler refers to may be destroyed. Do not destroy the observer while holding a lock that the handler acquires.
+  /// The handler itself may destroy the observer.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>
   [[nodiscard("the observation ends with the observer")]] static std::shared_ptr<ValueObserver> observe(

@@ -28,7 +28,7 @@ concept HasDefaultValue = requires {
   { Value::defaultValue() } -> std::same_as<Value>;
 };
 
-/// A collection with replaceable parts.
+/// A collection that can insert and erase ranges of elements.
 template <typename Value>
 concept RangeReplaceable = std::ranges::forward_range<Value> && std::default_initializable<Value> &&
                            requires(Value& collection, std::ranges::iterator_t<const Value> position) {

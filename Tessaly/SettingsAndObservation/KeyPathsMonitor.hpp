@@ -31,7 +31,7 @@ class StoredPropertyHook;
 ///
 /// The objects (see `Monitorable`) hold their monitors weakly and notify them of each change. The host owns the
 /// monitor. Usually the function `monitor` makes the monitor. Prefer `observe` for the old and new value of one
-/// property, and `withContinuousObservation` for a value computed from several.
+/// property, and `withContinuousObservation` for a value computed from several properties.
 ///
 /// A `std::shared_ptr` owns the monitor. A monitor equals only itself.
 ///
@@ -81,7 +81,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
             static_cast<Root*>(object)->removeMonitor(monitor);
           }) {}
 
-    /// The object, or null after its end.
+    /// The object, or null after its destruction.
     [[nodiscard]] std::shared_ptr<void> root() const noexcept { return root_.lock(); }
 
    private:
@@ -92,7 +92,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     void (*removeMonitor_)(void* object, const KeyPathsMonitor& monitor);
   };
 
-  /// A monitor held weakly. All ended monitors are equal.
+  /// A monitor held weakly. All references to destroyed monitors are equal.
   struct Weak {
     std::weak_ptr<KeyPathsMonitor> monitor;
 
@@ -102,8 +102,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
 
   /// The set of the monitors of one `Monitorable` object. A copy is a separate set that shares the lock.
   ///
-  /// Monitors are called outside the lock and may insert and remove monitors. An ended monitor counts as an element
-  /// until it is removed. The destructor of a monitor removes the monitor from every object that it watches.
+  /// Monitors are called outside the lock and may insert and remove monitors. A destroyed monitor counts as an element
+  /// until it is removed. The destructor of a monitor removes the monitor from every object that the monitor watches.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -123,7 +123,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     void remove(const KeyPathsMonitor& monitor);
     [[nodiscard]] bool isEmpty() const;
 
-    /// Notifies every monitor of a change, in no particular order. Call it after the property was set.
+    /// Notifies every monitor of a change, in no particular order. Call this function after the property was set.
     template <typename Root>
     void didSet(const AnyKeyPath& keyPath, const Root& root) const {
       tell(keyPath, detail::objectIdentity(root));
@@ -148,12 +148,11 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
 
   using Update = std::function<void(KeyPathsMonitor&)>;
 
-  /// For the library: use `make`.
+  /// For the library only. Other code calls `make`.
   KeyPathsMonitor(Private, OnChange onChange);
   KeyPathsMonitor(const KeyPathsMonitor&) = delete;
   KeyPathsMonitor& operator=(const KeyPathsMonitor&) = delete;
-  /// Asks every watched object that still exists to remove this monitor, once for each key path. A running task
-  /// continues.
+  /// Calls `removeMonitor` of every watched object that still exists, once for each key path. A running task continues.
   ~KeyPathsMonitor();
 
   [[nodiscard]] static std::shared_ptr<KeyPathsMonitor> make(OnChange onChange) {
@@ -186,7 +185,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     didSet(keyPath, *root);
   }
 
-  /// Appends the monitor to an array, which owns it from then on.
+  /// Appends the monitor to an array, which keeps the monitor alive from then on.
   void store(std::vector<std::shared_ptr<KeyPathsMonitor>>& monitors);
 
   /// The last task that a change started. Absent if no change has started a task.

@@ -18,13 +18,13 @@ class KeyPathsMonitor;
 ///
 /// - a `KeyPathsMonitor::Locked`, which every change hook notifies: `monitors.didSet(keyPath, *this)`;
 /// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
-/// - `removeMonitor(monitor)`, which removes an ending monitor;
-/// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls its `add(root, keyPath)` for each listed
-///   property and connects the computed ones by `monitorComputed`;
+/// - `removeMonitor(monitor)`, which removes a monitor that is being destroyed;
+/// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls the monitor's `add(root, keyPath)` for
+///   each listed property and connects the computed properties by `monitorComputed`;
 /// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
 ///
-/// Only the function `monitor` needs the last two. `Members` are pointers to the object's own members, or to the
-/// members of `MonitoredKeyPaths`.
+/// Only the function `monitor` needs the last two members. `Members` are pointers to the object's own members, or to
+/// the members of `MonitoredKeyPaths`.
 template <typename Root>
 concept Monitorable = requires(Root& root, const KeyPathsMonitor& monitor) {
   typename Root::MonitoredKeyPaths;
@@ -40,7 +40,8 @@ void monitorComputed(Root& root, const KeyPath<Base, Value>& keyPath, const std:
 
 namespace detail {
 
-/// The identity of an object: the address of the complete object for a polymorphic class, otherwise its own address.
+/// The identity of an object: the address of the complete object for a polymorphic class, otherwise the address of
+/// `object`.
 template <typename T>
 [[nodiscard]] const void* objectIdentity(const T& object) noexcept {
   if constexpr (std::is_polymorphic_v<T>) {

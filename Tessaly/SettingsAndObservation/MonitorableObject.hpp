@@ -46,12 +46,12 @@ struct MonitorDelivery {
 
 }  // namespace detail
 
-/// Calls the function with the current values of the listed properties, in their order, after each change of any of
-/// them. The call runs in a task, in the given isolation. A later change cancels the task of an earlier change. The
-/// function is an ordinary function, or returns an `Async`. After the destruction of the returned monitor no change
-/// starts a task, but a running task continues. The monitor keeps the object alive.
+/// Calls the function with the current values of the listed properties, in the listed order, after each change of one
+/// of the properties. The call runs in a task, in the given isolation. A later change cancels the task of an earlier
+/// change. The function is an ordinary function, or returns an `Async`. After the destruction of the returned monitor
+/// no change starts a task, but a running task continues. The monitor keeps the object alive.
 ///
-/// Thread contract: that of the object.
+/// Thread contract: the contract of the object.
 template <auto... Members, Monitorable Root, typename Callback>
 [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
     const std::shared_ptr<Root>& root, Isolation isolation, Callback onChange) {
@@ -63,7 +63,7 @@ template <auto... Members, Monitorable Root, typename Callback>
   root->template registerMonitor<Members...>(made);
   return made;
 }
-/// `monitor` in the caller's isolation.
+/// Like the overload above, in the caller's isolation.
 template <auto... Members, Monitorable Root, typename Callback>
 [[nodiscard("the monitoring lasts as long as the monitor")]] std::shared_ptr<KeyPathsMonitor> monitor(
     const std::shared_ptr<Root>& root, Callback onChange) {
@@ -71,7 +71,7 @@ template <auto... Members, Monitorable Root, typename Callback>
 }
 
 /// The base of objects whose properties can be monitored by key path. The properties are `Property` members, or member
-/// functions that compute from them. No further declaration is needed.
+/// functions that compute their results from such members. No further declaration is needed.
 ///
 ///     class Song : public MonitorableObject {
 ///      public:
@@ -87,9 +87,9 @@ template <auto... Members, Monitorable Root, typename Callback>
 /// monitors cost nothing. The base adds one pointer to `Object`.
 ///
 /// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way. A
-/// class may also define its own `MonitoredKeyPaths`, whose members then name the properties.
+/// class may also define its own `MonitoredKeyPaths`. Then the members of that class name the properties.
 ///
-/// Thread contract: thread-compatible, like its properties. Monitors may end on any thread.
+/// Thread contract: thread-compatible, like the properties. Monitors may end on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {
  public:
   struct MonitoredKeyPaths {};
@@ -206,7 +206,7 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   }
   detail::Monitoring& makeMonitoring();
   [[nodiscard]] bool isFollowing(const AnyKeyPath& keyPath);
-  /// Stores a hook. Returns false if the key path has one already.
+  /// Stores a hook. Returns false if the key path already has a hook.
   [[nodiscard]] bool keepHook(const AnyKeyPath& keyPath, const detail::PropertyHook& hook);
 
   std::atomic<detail::Monitoring*> monitoring_{nullptr};

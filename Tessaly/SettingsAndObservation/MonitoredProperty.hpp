@@ -7,7 +7,7 @@
 namespace Tessaly::inline v1 {
 
 /// A property of a `Monitorable` object that can be monitored: its key path, and whether it is computed. A computed
-/// property has no change hook of its own.
+/// property stores no value. It changes when a property that it reads changes.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -9,7 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// An empty base that marks a result type for a `NamedResultProvider`. The provider also takes types without this base.
+/// An empty base that marks a result type for a `NamedResultProvider`. The provider also accepts types without this
+/// base.
 struct NamedResult {};
 
 /// A copyable provider of one constant value. All copies of the provider share one stored value.
@@ -17,7 +18,7 @@ struct NamedResult {};
 /// `PartialResultProvider` gives each copy its own value. The nearest standard facility is `std::shared_ptr<const
 /// Value>`.
 ///
-/// Thread contract: thread-safe.
+/// Thread contract: thread-safe, except for assignment.
 ///
 ///     struct Account : NamedResult {
 ///       std::string name;

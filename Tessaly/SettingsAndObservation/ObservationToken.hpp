@@ -24,11 +24,10 @@ namespace Tessaly::inline v1 {
 /// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
 /// `withContinuousObservation` makes the token.
 ///
-/// After the end of the observation no pass begins, and the captures of the callbacks are released at once. The token
-/// does not wait for a pass on another thread. If a pass is running or queued, the captures are released after that
-/// pass.
+/// After the end of the observation no pass begins. The captures of the callbacks are released at once, or after a pass
+/// that is running or queued. The token does not wait for a pass on another thread.
 ///
-/// Stops the process: use after a move.
+/// Stops the process: a call of `cancel()` or `store()` after a move.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -46,14 +45,14 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   /// Ends the observation before its next pass. Later calls do nothing.
   void cancel() noexcept;
 
-  /// Moves the token to the end of the array, which owns it from then on.
+  /// Moves the token to the end of the array. The array owns the token from then on.
   void store(std::vector<ObservationToken>& tokens);
 
   /// Whether the calling callback runs in the first pass, before `withContinuousObservation` has returned. False
   /// outside of any callback.
   [[nodiscard]] static bool isFirst() noexcept;
 
-  /// The task-local value of `isFirst()`, for hosts that bind it.
+  /// The task-local value that `isFirst()` returns. A host may bind another value for a scope.
   static const TaskLocal<bool> isFirstBinding;
 
   /// For the library: use `withContinuousObservation`.
@@ -128,17 +127,17 @@ class ContinuousObservation {
 /// Calls `apply` now, and again after each change of an observable property that `apply` read. Passes each result to
 /// the callbacks. The observation ends with the returned token.
 ///
-/// `apply` returns an optional value, or a plain value, which counts as present. If the value is present, `onChange` is
-/// called with the value. Then, in every case, `onChangeNil` is called with the optional. The first pass runs on the
-/// caller's thread before this returns. Each further pass runs in its own high-priority task, in the given isolation
-/// (by default the caller's). Several changes before the next read cause one pass. Without an isolation passes may
-/// overlap.
+/// `apply` returns an optional value or a plain value. A plain value counts as present. If the value is present,
+/// `onChange` is called with the value. Then, in every case, `onChangeNil` is called with the optional. The first pass
+/// runs on the caller's thread before this function returns. Each further pass runs in its own high-priority task, in
+/// the given isolation. The default is the caller's isolation. Several changes before the next pass cause only one
+/// pass. Without an isolation, passes may overlap.
 ///
 /// The end of an observed object is a change too. So `apply` must own the objects that it reads, or check whether they
 /// still exist.
 ///
-/// An exception of `apply` in the first pass reaches the caller. Any other exception stops the process. For the values
-/// as a sequence, use `Observations`.
+/// An exception of `apply` in the first pass reaches the caller. An exception of a callback, or of `apply` in a later
+/// pass, stops the process. To get the values as a sequence, use `Observations`.
 ///
 /// Thread contract: thread-safe.
 template <typename Apply, typename OnChange, typename OnChangeNil = detail::IgnoresAbsence>

@@ -9,10 +9,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared source of a value that was given at its construction.
+/// A declared source of a value. The constructor receives the value.
 ///
 /// Copies hold independent values. For a shared value, see `NamedResultProvider`. For a computed value, see
-/// `ResultProvider`. The nearest standard facility is a const member, which cannot be passed on as a source.
+/// `ResultProvider`. The nearest standard facility is a const member. Such a member cannot be passed on as a source.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 template <typename Value>
 class PartialResultProvider {
  public:
-  /// A slot for a value that would replace the given value. Nothing fills or reads it.
+  /// A slot for a value that would replace the given value. The library neither fills nor reads the slot.
   class Storage_ {
    public:
     std::optional<Value> overrideValue;

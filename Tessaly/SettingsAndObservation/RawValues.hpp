@@ -19,7 +19,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The cases of an enumeration, each with the text that it is stored as. Made by `textRawValues`.
+/// The cases of an enumeration, and the stored text of each case. Made by `textRawValues`.
 ///
 /// Thread contract: thread-safe. A search is linear in the number of cases.
 ///
@@ -114,12 +114,11 @@ template <typename Enumeration, std::same_as<Enumeration>... Others>
 ///     inline constexpr auto Tessaly::rawValues<Theme> =
 ///         Tessaly::textRawValues<Theme>({{Theme::light, "light"}, {Theme::dark, "dark"}});
 ///
-/// An enumeration whose numbers never change may use `Tessaly::integerRawValues(Quality::draft, Quality::best)`
-/// instead.
+/// If the numbers of the cases never change, use `Tessaly::integerRawValues(Quality::draft, Quality::best)` instead.
 template <typename Enumeration>
 inline constexpr std::nullptr_t rawValues = nullptr;
 
-/// An enumeration with `rawValues` whose `RawValue` type the settings store holds.
+/// An enumeration with `rawValues` of a type that the settings store holds directly.
 template <typename Enumeration>
 concept RawRepresentable = std::is_enum_v<Enumeration> &&
                            UserDefaultsValue<typename std::remove_cvref_t<decltype(rawValues<Enumeration>)>::RawValue>;

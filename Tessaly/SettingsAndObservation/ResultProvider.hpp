@@ -12,20 +12,20 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared source of a value that is computed at every read.
+/// A declared source of a value. A function computes the value at every read.
 ///
 /// The function must be safe to call from any thread. Copies share the function and its captured state. For an existing
-/// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is `std::function`. Its
-/// type does not say that the function is the source of a value.
+/// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is `std::function`. The
+/// type `std::function` does not say that a function is the source of a value.
 ///
-/// Thread contract: thread-safe.
+/// Thread contract: thread-safe, except for assignment.
 ///
 ///     const ResultProvider now([] { return std::chrono::system_clock::now(); });
 ///     auto start = now.wrappedValue();
 template <typename Value>
 class ResultProvider {
  public:
-  /// A slot for a function that would replace the given function. Nothing fills or reads it.
+  /// A slot for a function that would replace the given function. The library neither fills nor reads the slot.
   class Storage_ {
    public:
     std::optional<std::function<Value()>> overrideValue;

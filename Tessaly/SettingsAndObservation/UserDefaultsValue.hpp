@@ -37,7 +37,7 @@ class UserDefaultValueIdentification {
   constexpr UserDefaultValueIdentification() noexcept = default;
 };
 
-/// The conversion of a kind to and from a stored object; see `UserDefaultsValue`.
+/// The conversion of a type to and from a stored object; see `UserDefaultsValue`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -47,15 +47,15 @@ class UserDefaultValueIdentification {
 template <typename Value>
 struct UserDefaultsValueTraits;
 
-/// A type that the settings store holds directly. The basic types are text, booleans, integers of 16, 32 and 64 bits
-/// with or without a sign, unsigned integers of 8 bits, reals of either precision, `Date` and `Data`. Vectors of such
-/// values, maps from text to such values, and optionals of such values are held too.
+/// A type that the settings store holds directly. The basic types are text, booleans, numbers, `Date` and `Data`. The
+/// numbers are signed and unsigned integers of 16, 32 and 64 bits, unsigned integers of 8 bits, and reals of single and
+/// double precision. Vectors of such values, maps from text to such values, and optionals of such values are held too.
 ///
 /// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///
-/// Reading converts between the numeric kinds if nothing is lost. A stored 5.0 is the integer 5, and a stored 1 is
+/// Reading converts between the numeric types if nothing is lost. A stored 5.0 is the integer 5, and a stored 1 is
 /// true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit 8 bits. Texts are never numbers. An array
-/// or a dictionary converts if all of its values do. Only an optional can stand for an absent value.
+/// or a dictionary converts if all of its values convert. Only an optional can stand for an absent value.
 template <typename Value>
 concept UserDefaultsValue = requires {
   { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;
@@ -109,8 +109,8 @@ struct NativeDictionary : NativeValue<Map> {
 template <detail::NativeNumber Value>
 struct UserDefaultsValueTraits<Value> : detail::NativeValue<Value> {
   [[nodiscard]] static PropertyList object(Value value) noexcept { return NSNumber(value); }
-  /// Absent if the object is null, or is not a number that `Value` represents exactly. In all traits, null means a
-  /// missing object.
+  /// The number. Absent if the object is null, or is not a number that `Value` represents exactly. In all traits, null
+  /// means that the store has no object.
   [[nodiscard]] static std::optional<Value> value(const PropertyList* object) noexcept {
     const auto number = object != nullptr ? object->number() : std::nullopt;
     return number ? number->exactly<Value>() : std::nullopt;
@@ -176,7 +176,8 @@ template <UserDefaultsValue Value, typename Hash, typename Equal, typename Alloc
 struct UserDefaultsValueTraits<std::unordered_map<std::string, Value, Hash, Equal, Allocator>>
     : detail::NativeDictionary<std::unordered_map<std::string, Value, Hash, Equal, Allocator>> {};
 
-/// An absent value has no object. A setting then removes its entry. Arrays and dictionaries omit the absent value.
+/// An absent value has no object. So storing an absent value removes the entry of the setting. Arrays and dictionaries
+/// omit absent values.
 template <UserDefaultsValue Wrapped>
 struct UserDefaultsValueTraits<std::optional<Wrapped>> : detail::NativeValue<std::optional<Wrapped>> {
   [[nodiscard]] static std::optional<PropertyList> object(std::optional<Wrapped> value) {

@@ -17,7 +17,7 @@
 namespace Tessaly::inline v1 {
 
 /// The conversion of a type to and from a type that the settings store holds; see `UserDefaultsValueTransformable`. A
-/// host's class may have the two conversions as members. For any other type a host may specialise this template.
+/// host's class may have the two conversions as members. For any other type, a host may specialise this template.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -43,8 +43,9 @@ struct UserDefaultsValueTransformableTraits;
 ///       double height;
 ///     };
 ///
-/// `from` returns `std::nullopt` for a stored value without a counterpart. Arrays and dictionaries omit such elements
-/// and keep all other elements. A `URL` is stored as its path only, and is parsed as a relative URL.
+/// `from` returns `std::nullopt` for a stored value that has no counterpart in the type. Arrays and dictionaries omit
+/// such elements and keep all other elements. The stored form of a `URL` is only its path, which is later parsed as a
+/// relative URL.
 template <typename Value>
 concept UserDefaultsValueTransformable =
     requires(const Value& value, typename UserDefaultsValueTransformableTraits<Value>::StoredValue stored) {
@@ -162,7 +163,7 @@ struct UserDefaultsValueTransformableTraits<std::unordered_map<std::string, Valu
     : detail::DictionaryTransformation<std::unordered_map<std::string, Value, Hash, Equal, Allocator>,
                                        std::unordered_map<std::string, StoredValue<Value>, Hash, Equal>> {};
 
-/// An absent stored value gives no value, so the setting's default is read.
+/// If the stored value is absent, the conversion fails, so a read gives the setting's default.
 template <UserDefaultsValueTransformable Wrapped>
 struct UserDefaultsValueTransformableTraits<std::optional<Wrapped>> {
   using Inner = UserDefaultsValueTransformableTraits<Wrapped>;

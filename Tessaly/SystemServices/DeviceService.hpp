@@ -10,7 +10,8 @@
 namespace Tessaly::inline v1::DeviceService {
 
 /// The hardware model's identifier from the firmware or the device tree. Empty if neither gives an identifier, as in
-/// many virtual machines. `DeviceBackend::current().source()` gives the source. Each call reads files of the system.
+/// many virtual machines. `DeviceBackend::current().source()` says which of the two gives the identifier. Each call
+/// reads files of the system.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -16,9 +16,9 @@ namespace Tessaly::inline v1 {
 /// and destroy the object.
 ///
 /// Each object holds its own assertion, so scopes may overlap. The desktop may show the reason to the user. The request
-/// runs on a thread that may block, because a service has 2 s to answer. If the scope ends before the answer arrives,
-/// the assertion is released after the answer. The system releases all assertions when the process ends. `SleepHandler`
-/// waits for the services, and holds one assertion for the process.
+/// runs on a thread that may block, because it waits up to 2 s for each service. If the scope ends before the answer
+/// arrives, the assertion is released after the answer. The system releases all assertions when the process ends. The
+/// calls of `SleepHandler` wait for the services, and this handler holds at most one assertion for the whole process.
 ///
 /// Thread contract: thread-compatible. The construction and the destruction start one task each.
 ///
@@ -31,7 +31,7 @@ class DisplayWakefulness {
   DisplayWakefulness& operator=(const DisplayWakefulness&) = delete;
   TESSALY_EXPORT ~DisplayWakefulness();
 
-  /// Waits for the answer of the services. Returns false if no service keeps the display awake;
+  /// Waits for the answer of the services. Returns false if no service accepted the request;
   /// `PowerBackend::current().status()` gives the reasons.
   [[nodiscard]] TESSALY_EXPORT Async<bool> isEffective() const;
 

@@ -15,19 +15,19 @@
 /// Exports tables as comma-separated values, and the log of this application.
 namespace Tessaly::inline v1::ExportService {
 
-/// A table: rows of cells. Rows may differ in length.
+/// A table: rows of cells. Rows may have different numbers of cells.
 using Table = std::vector<std::vector<std::string>>;
 
 /// A table as text. The separator joins cells, and line feeds join rows. A backslash precedes each separator inside a
 /// cell. Nothing else is escaped, so a line feed in a cell looks like a new row. For the form that other programs
 /// parse, see `rfc4180CSV`.
 ///
-/// `onProgress` is called on this thread before each cell is written. It gets the fraction of the table up to the end
-/// of that cell: above 0, and 1 for the last cell of the last row. With an empty separator nothing is escaped. Throws
-/// `ExportError` if the result is not UTF-8.
+/// `onProgress` is called on this thread before each cell is written. Its argument is the fraction of the table up to
+/// the end of that cell. The fraction is above 0, and is 1 for the last cell of the last row. With an empty separator,
+/// nothing is escaped. Throws `ExportError` if the result is not UTF-8.
 ///
-/// Thread contract: thread-safe. Needs the memory of the result. If the first separator inside a cell comes late, the
-/// call briefly needs up to twice as much.
+/// Thread contract: thread-safe. Needs as much memory as the result. If the first separator inside a cell comes late,
+/// the call briefly needs up to twice this memory.
 ///
 ///     Data table = ExportService::csv({{"Name", "Size"}, {"a;b", "3"}}, ";");  // Name;Size\na\;b;3
 [[nodiscard]] TESSALY_EXPORT Data csv(const Table& from, std::string_view separator,
@@ -41,10 +41,10 @@ using Table = std::vector<std::vector<std::string>>;
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');
 
 /// The messages of this process in the last `forSeconds` seconds, from logs whose subsystem begins with the main
-/// bundle's identifier. A task of background priority collects the messages. The task is cancelled with the caller.
-/// Then it throws `CancellationError` when it reaches the next such message. Throws `ExportError` if the bundle has no
-/// identifier or the log keeps no records. A message of more than 32 KiB was cut when it was written, and ends with
-/// "…".
+/// bundle's identifier. A task of background priority collects the messages. A cancellation of the caller cancels this
+/// task. The cancelled task throws `CancellationError` at the next message that it examines. The functions throw
+/// `ExportError` if the bundle has no identifier or the log keeps no records. Messages longer than 32 KiB were cut when
+/// they were written, and end with "…".
 namespace Logs {
 
 /// A line for each record: "[<date and time>][<category>] <message>". The date is in the form of the user's locale.

@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The sequence of `directoryChanges`. Each element has changes to apply in their order.
+/// The sequence of `directoryChanges`. The host applies the changes of an element in their order.
 using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 
 /// The options of `directoryChanges`.
@@ -23,33 +23,35 @@ using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 ///
 ///     auto changes = directoryChanges(files, notes, {.depth = DirectoryDepth::tree, .debounce = 200ms});
 struct DirectoryOptions {
-  /// Whether to follow only the directory's own entries, or also those of all its subdirectories.
+  /// Whether to follow only the directory's own entries, or also the entries of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// The time for which changes after the first one are collected into the same element.
+  /// The time in which further changes are collected into an element after its first change.
   std::chrono::nanoseconds debounce{0};
 };
 
 /// The contents of a directory and their changes. The first element lists all entries as `appeared`. Every later
-/// element has the changes since the previous one.
+/// element has the changes since the previous element.
 ///
-/// A host that applies all changes to a model has the state of the directory whenever the directory does not change.
+/// If a host applies all changes to a model, the model equals the directory as soon as the directory stops changing.
 /// This also holds after an overflow of the kernel's queue, after another directory took the name, and for a slow
 /// consumer. Names that appear and disappear between two elements are not reported. A file that is renamed within the
-/// directory (or tree) is reported with both names.
+/// directory (or tree) is reported with both names. If two files exchange their names, one of them is reported as
+/// disappeared and appeared.
 ///
-/// Links in the directory are reported as links and not followed. Links on the path to the directory are followed.
-/// Unreadable directories are listed without contents. An entry whose attributes give `EIO` counts as missing. The size
-/// and the date of a subdirectory are those of its last check. A write through a hard link outside of the directory is
-/// not reported. A write through another name inside the directory is reported, unless that name was made and removed
-/// between two elements.
+/// Symbolic links in the directory are reported as links and not followed. Symbolic links on the path to the directory
+/// are followed. Unreadable directories are listed without contents. If reading the attributes of an entry fails with
+/// `EIO`, the entry counts as missing. The size and the date of a subdirectory are those of its last check. A write
+/// through a hard link outside the directory is not reported. A write through another name inside the directory is
+/// reported, unless that name was made and removed between two elements.
 ///
-/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. There each
-/// entry is also checked every second. If a volume gives a file a new inode number, the file is reported as disappeared
-/// and appeared.
+/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So each
+/// entry there is also checked every second. If a volume gives a file a new inode number, the file is reported as
+/// disappeared and appeared.
 ///
 /// The sequence fails with a `POSIXError`: `ENOENT` if the directory does not exist or was missing for 1 s; `ENOTDIR`
-/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. Only one task at a time
-/// may wait; a second one stops the process.
+/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. It fails with
+/// `CancellationError` if the task is cancelled while the directory is missing. Only one task at a time may wait; a
+/// second waiting task stops the process.
 ///
 /// The process uses one inotify instance. Each directory uses one watch and no descriptor. An entry with a name of up
 /// to 15 bytes uses at most 200 bytes of memory.

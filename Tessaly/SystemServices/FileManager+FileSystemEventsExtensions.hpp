@@ -33,16 +33,16 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 
 /// A sequence with one empty element for each write of the file.
 ///
-/// Each `next()` waits until the file exists and checks for it at each interval. Then it opens the file, waits for a
-/// write, and closes the file. So no descriptor is open between elements, and a write between two waits is not noticed.
-/// A replacement is not a write of the file. But a running wait continues with the new file as soon as the new file
-/// exists. The next write of the new file ends the wait. A change of only the modification time, with an unchanged
-/// access time, counts as a write, because the kernel reports this change as a write. Use `fileChanges` if every change
-/// must be noticed.
+/// Each `next()` waits until the file exists, and checks the existence once in each interval. Then it opens the file,
+/// waits for a write, and closes the file. So no descriptor is open between elements, and a write between two waits is
+/// not noticed. A replacement is not a write of the file. But a running wait continues with the new file as soon as the
+/// new file exists. The next write of the new file ends the wait. A change of only the modification time, with an
+/// unchanged access time, counts as a write, because the kernel reports this change as a write. Use `fileChanges` if
+/// every change must be noticed.
 ///
 /// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs the
 /// error. It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1
-/// ms counts as 1 ms.
+/// ms, or NaN, counts as 1 ms.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -52,10 +52,10 @@ using FileChanges = AsyncThrowingStream<FileChange>;
                                                                     double existenceCheckTimeInterval,
                                                                     Clock& clock = ContinuousClock::shared());
 
-/// The file's contents now, then after each write, merged in the order in which they arrive.
+/// The file's contents now and after each write, in the order of their arrival.
 ///
-/// The first contents are read before this returns. If this read fails, the sequence fails. A later read that fails
-/// gives no element. `writeFileSystemEvents` says which changes count as a write.
+/// The first contents are read before this function returns. If this read fails, the sequence fails. A later read that
+/// fails gives no element. `writeFileSystemEvents` says which changes count as a write.
 ///
 /// Two tasks fetch the elements. Destroying the sequence cancels the tasks and does not wait for them, so a file
 /// manager of a test must outlive the tasks. `FileManager::default_()` lives until the process ends.
@@ -68,7 +68,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
     FileManager& files, const URL& at, double existenceCheckTimeInterval, Clock& clock = ContinuousClock::shared());
 
 /// Waits until the file is removed, or another file takes its name. Fails with a `POSIXError` if the file does not
-/// exist or cannot be opened, and with `CancellationError` if the task is cancelled. The main queue sets up the watch.
+/// exist or cannot be opened, and with `CancellationError` if the task is cancelled. The main thread sets up the watch,
+/// so the main queue must be served.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -80,11 +81,11 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// two calls of `next()`, the second call returns at once, with one element for all of them.
 ///
 /// Every name on the path is followed, including symbolic links and missing directories. A write of equal contents
-/// counts. A change of attributes does not. A change of only the modification time counts if the kernel reports it as a
-/// write. The kernel does so if a program opened the file for writing, as touch(1) does, or if the access time stayed
-/// unchanged. Writes through a mapping are noticed when the file is closed. Files on remote volumes and unreadable
-/// files are checked every second. The sequence fails with a `POSIXError` if the system's limit of watches is reached.
-/// One task at a time may wait; a second one stops the process.
+/// counts as a change. A change of attributes does not count. A change of only the modification time counts if the
+/// kernel reports this change as a write. The kernel reports a write if a program opened the file for writing, as
+/// touch(1) does, or if the access time stayed unchanged. Writes through a mapping are noticed when the file is closed.
+/// Files on remote volumes and unreadable files are checked every second. The sequence fails with a `POSIXError` if the
+/// system's limit of watches is reached. Only one task at a time may wait; a second waiting task stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -101,15 +102,16 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// Thread contract: thread-safe. Blocks on the file system.
 TESSALY_EXPORT void writeData(FileManager& files, const Data& data, const URL& to, bool excludeFromBackup);
 
-/// The number of bytes that may still be written to the volume of the user's home directory. 0 if the volume does not
-/// report the number, or after an error.
+/// The number of bytes that may still be written to the volume of the user's home directory. The number is 0 if the
+/// volume does not report it, or after an error.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Measurement<UnitInformationStorage> availableDiskMemoryBytes(FileManager& files) noexcept;
 
-/// The application's own data directory. It has the main bundle's identifier as its name, and is in the first
-/// application-support directory. In a sandbox, or without an identifier, it is the application-support directory
-/// itself. The directory need not exist. Stops the process if the file manager has no application-support directory.
+/// The application's own data directory. It is a directory in the first application-support directory, with the main
+/// bundle's identifier as its name. In a sandbox, or without an identifier, the result is the application-support
+/// directory itself. The directory need not exist. Stops the process if the file manager has no application-support
+/// directory.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT URL rootDirectory(FileManager& files);

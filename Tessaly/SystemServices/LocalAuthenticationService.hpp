@@ -14,7 +14,8 @@ namespace Tessaly::inline v1::LocalAuthenticationService {
 
 /// Asks the user to authenticate, shows the reason, and returns when the user has authenticated. Throws the system's
 /// error, which is an `LAError` on this system. If the system gives no error, throws `LAError::unknownError()`. If the
-/// system cannot ask, the call throws without asking. Cancelling the task does not withdraw the question.
+/// system cannot ask the user, the call throws without a request to the user. A cancellation of the task does not
+/// cancel a request.
 ///
 /// Thread contract: thread-safe.
 ///

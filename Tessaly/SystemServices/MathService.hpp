@@ -7,8 +7,8 @@
 /// Interpolation between known values.
 namespace Tessaly::inline v1::MathService::Interpolation {
 
-/// The y at `x` on the line through (x0, y0) and (x1, y1), extrapolated beyond these points. Infinite or NaN if x0 and
-/// x1 are equal. `std::lerp` takes a fraction instead of x, and is exact at both ends.
+/// The y at `x` on the line through (x0, y0) and (x1, y1). Beyond these points the line is extrapolated. The result is
+/// infinite or NaN if x0 and x1 are equal. `std::lerp` takes a fraction instead of x, and is exact at both ends.
 ///
 /// Every operation is rounded separately, so the results are the same on every processor.
 ///

@@ -11,16 +11,16 @@
 namespace Tessaly::inline v1::PasteboardService {
 
 /// Puts plain text on the general pasteboard and replaces its contents. Other programs can paste the text until this
-/// process ends or other contents replace it. Waits at most 2 s for the display. Without a display it does nothing, and
-/// `PasteboardBackend::current().status()` says so.
+/// process ends or other contents replace it. Waits at most 2 s for the display. Without a display the call does
+/// nothing, and `PasteboardBackend::current().status()` gives the reason.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     PasteboardService::write("to paste");
 TESSALY_EXPORT void write(std::string_view string);
 
-/// Puts the absolute text of a URL on the general pasteboard. Programs can paste it as a URL or as plain text.
-/// Otherwise like `write` of a text.
+/// Puts the absolute text of a URL on the general pasteboard. Programs can paste this text as a URL or as plain text.
+/// In all other respects the call is like `write` of a text.
 ///
 /// Thread contract: thread-safe.
 ///

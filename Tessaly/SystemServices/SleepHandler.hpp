@@ -13,8 +13,8 @@ namespace Tessaly::inline v1 {
 /// Keeps the display awake while the application needs it, as a player does.
 ///
 /// A process has one handler. The handler holds at most one assertion of the system's power management. The system
-/// releases the assertion when the process ends. Only the results report failures; `PowerBackend::current().status()`
-/// gives the reasons.
+/// releases the assertion when the process ends. Only the results of the calls report failures;
+/// `PowerBackend::current().status()` gives the reasons.
 ///
 /// Thread contract: thread-compatible. Calls must not overlap; usually one thread makes all of them. A call waits for
 /// the desktop's services, at most 2 s for each service.
@@ -28,7 +28,7 @@ class SleepHandler {
   SleepHandler(const SleepHandler&) = delete;
   SleepHandler& operator=(const SleepHandler&) = delete;
 
-  /// The handler of the process. Made at the first call, never destroyed.
+  /// The handler of the process. It is made at the first call and never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
   /// Whether this handler keeps the display awake.

@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 /// A bookmark of a file or directory that the user chose. The bookmark finds the file again after the file was renamed
 /// or moved to a nearby directory.
 ///
-/// It can be stored as a setting, as JSON with the members "url" and "data". Decoding resolves the data and ignores the
-/// stored URL. The host begins and ends the access to the file.
+/// The bookmark can be stored as a setting. The stored form is JSON with the members "url" and "data". Decoding
+/// resolves the data and ignores the stored URL. The host begins and ends the access to the file.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -28,17 +28,18 @@ class URLBookmark {
  public:
   using StoredValue = Data;
 
-  /// Makes a bookmark of a URL. Absent without a URL. If the system makes no bookmark, the result is absent and the log
-  /// has a record.
+  /// Makes a bookmark of a URL. The result is absent without a URL. If the system makes no bookmark, the result is
+  /// absent and the log has a record.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URLBookmark> from(const std::optional<URL>& url);
-  /// Decodes the stored form. If that fails, the result is absent and the log has a record.
+  /// Decodes the stored form and resolves its data. If either step fails, the result is absent and the log has a
+  /// record.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URLBookmark> from(const Data& stored);
-  /// Decodes "data" and resolves it. Throws the exceptions of decoding and resolving.
+  /// Decodes "data" and resolves the bookmark. Throws the exceptions of decoding and resolving.
   TESSALY_EXPORT explicit URLBookmark(const Decoder& decoder);
 
   /// Encodes "url", then "data".
   TESSALY_EXPORT void encode(Encoder& encoder) const;
-  /// The stored form. If encoding fails, it is empty and the log has a record.
+  /// The stored form. If encoding fails, the result is empty and the log has a record.
   [[nodiscard]] TESSALY_EXPORT Data transformToUserDefaultValue() const;
 
   [[nodiscard]] const URL& url() const noexcept { return url_; }

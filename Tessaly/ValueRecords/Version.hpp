@@ -19,8 +19,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The value of a text that consists of an optional sign and digits. Absent for any other text, and for a number that
-/// does not fit into 64 bits.
+/// The value of a text that consists of decimal digits, with or without a sign before them. Absent for any other text,
+/// and for a number that does not fit into 64 bits.
 inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   if (piece.starts_with('+')) {
     piece.remove_prefix(1);
@@ -34,7 +34,7 @@ inline std::optional<std::int64_t> numberIn(std::string_view piece) noexcept {
   return number;
 }
 
-/// At most four pieces between the dots: the first ones that are not empty.
+/// At most the first four non-empty parts of a text. Dots separate the parts.
 inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
                                                         std::array<std::string_view, 4>& pieces) noexcept {
   std::size_t count = 0;
@@ -51,9 +51,9 @@ inline std::span<const std::string_view> nonEmptyPieces(std::string_view text,
 /// A version number: major, minor, patch, and optionally build.
 ///
 /// The order compares the majors, then the patches, then the builds. It is not a total order. Two versions with equal
-/// majors and different minors are neither less nor greater than each other. The same holds if the builds would decide
-/// and one is absent. Do not sort by this order or use a version as the key of a `std::map`. The standard library has
-/// no counterpart.
+/// majors and different minors are neither less nor greater than each other. The same holds for two versions that
+/// differ only in their builds, if one of the builds is absent. Do not sort by this order, and do not use a version as
+/// the key of a `std::map`. The standard library has no counterpart.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -66,27 +66,27 @@ struct Version {
   std::int64_t patch = 0;
   std::optional<std::int64_t> build = std::nullopt;
 
-  /// Parses a text such as "1.2", "1.2.3" or "1.2.3.4". Empty pieces between the dots are skipped, and pieces after the
-  /// fourth are ignored. Absent if there are fewer than two pieces, or if one of the first two is not a decimal number
-  /// of 64 bits with an optional sign. A malformed third or fourth piece counts as absent. Ill-formed UTF-8 is not part
-  /// of a number. Allocates nothing.
+  /// Parses a text such as "1.2", "1.2.3" or "1.2.3.4". Empty parts between the dots are skipped, and parts after the
+  /// fourth are ignored. The result is absent if fewer than two parts remain. The result is also absent if one of the
+  /// first two parts is not a decimal number of 64 bits with an optional sign. A malformed third part counts as 0, and
+  /// a malformed fourth part as absent. A part with ill-formed UTF-8 is malformed. Allocates nothing.
   [[nodiscard]] static std::optional<Version> from(std::string_view text) noexcept;
 
   /// "1.2.0", and with a build "1.2.0.7".
   [[nodiscard]] std::string description() const;
 
-  /// Whether all four fields are equal. An absent build equals only an absent one.
+  /// Whether all four fields are equal. An absent build equals only an absent build.
   friend bool operator==(const Version&, const Version&) noexcept = default;
 
   /// Whether the first different field among major, patch and build is less. False if the majors are equal and the
-  /// minors differ, or if the builds would decide and one is absent.
+  /// minors differ. Also false if only the builds differ and one of them is absent.
   friend constexpr bool operator<(const Version& left, const Version& right) noexcept {
     if (left.major != right.major) return left.major < right.major;
     if (left.minor != right.minor) return false;
     if (left.patch != right.patch) return left.patch < right.patch;
     return left.build && right.build && *left.build < *right.build;
   }
-  /// The negation of `right < left`, so true for versions that differ only in their minors.
+  /// The negation of `right < left`. So the result is true for versions that differ only in their minors.
   friend constexpr bool operator<=(const Version& left, const Version& right) noexcept { return !(right < left); }
   friend constexpr bool operator>(const Version& left, const Version& right) noexcept { return right < left; }
   /// The negation of `left < right`.

@@ -14,7 +14,7 @@ namespace Tessaly::inline v1::detail {
 /// The text of a `GtkEditable`. The widget may be destroyed before this object. Positions count characters.
 class EditableText {
  public:
-  /// The selection, from its beginning to the cursor. Without a selection, both are equal.
+  /// The selection, from its fixed end to the cursor. Without a selection, both positions are equal.
   struct Selection {
     int bound = 0;
     int cursor = 0;
@@ -37,7 +37,7 @@ class EditableText {
     return field;
   }
 
-  /// The text up to its first zero. U+FFFD replaces bytes that are not UTF-8.
+  /// The text up to its first zero byte. U+FFFD replaces bytes that are not UTF-8.
   static std::string valid(const std::string& text) {
     char* mended = g_utf8_make_valid(text.c_str(), -1);
     std::string result(mended);

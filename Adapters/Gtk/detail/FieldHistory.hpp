@@ -36,11 +36,11 @@ class FieldHistory {
     done_.push_back(std::move(present));
     endRun();
   }
-  /// Whether a text that is inserted at a position belongs to the step of the letters before it.
+  /// Whether a text that is inserted at a position belongs to the step of the letters before that position.
   [[nodiscard]] bool continuesRun(int position, std::string_view inserted) const {
     return run_ == position && isLetter(inserted) && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
   }
-  /// Notes the insertion of a text at a position, as part of the present step.
+  /// Records the insertion of a text at a position, as part of the present step.
   void insert(int position, std::string_view inserted) { run_ = isLetter(inserted) ? position + 1 : -1; }
 
   /// The state before the last step. Absent if no step can be undone.
@@ -66,7 +66,7 @@ class FieldHistory {
 
   std::vector<State> done_;
   std::vector<State> undone_;
-  /// The position where the next letter continues a run. Negative without a run.
+  /// The position where the next letter continues the run. Negative if there is no run.
   int run_ = -1;
 };
 

@@ -12,7 +12,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The visible state of a field's text: a style class, the tooltip, and the state for assistive programs. The widget
-/// may be destroyed first.
+/// may be destroyed before this object.
 class FieldMark {
  public:
   explicit FieldMark(GtkWidget* widget) : widget_(widget) {
@@ -42,7 +42,7 @@ class FieldMark {
   }
 
  private:
-  /// A class that the host has added stays.
+  /// Adds or removes a style class. A class that the host has added stays.
   void setClass(const char* name, bool& owns, bool isWanted) {
     if (isWanted && gtk_widget_has_css_class(widget_, name) == 0) {
       gtk_widget_add_css_class(widget_, name);
@@ -52,7 +52,7 @@ class FieldMark {
     }
   }
 
-  /// The tooltip of the host comes back after the last notice.
+  /// Shows the reason of a notice. Without a notice, restores the tooltip of the host.
   void setTooltip(const FieldNotice& notice) {
     if (notice_.isNone()) {
       const char* own = gtk_widget_get_tooltip_text(widget_);

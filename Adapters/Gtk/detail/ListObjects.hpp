@@ -16,7 +16,7 @@ class ListModelBody {
   [[nodiscard]] virtual GObject* item(guint row) = 0;
 };
 
-/// The contents of an item in C++. Each kind of element has a subclass.
+/// The contents of an item in C++. Each element type has a subclass.
 class ListItemBody {
  public:
   virtual ~ListItemBody() = default;
@@ -67,7 +67,7 @@ struct BodyObject {
 using ListItemObject = BodyObject<ListItemBody>;
 using ListModelObject = BodyObject<ListModelBody>;
 
-/// The type of the items. An item sends "changed" when it shows a new element.
+/// The type of the items. An item emits "changed" when it shows a new element.
 inline GType listItemType() {
   static const GType type = ListItemObject::type("TessalyListItem", nullptr, [](GType made) {
     g_signal_new("changed", made, G_SIGNAL_RUN_LAST, 0, nullptr, nullptr, nullptr, G_TYPE_NONE, 0);

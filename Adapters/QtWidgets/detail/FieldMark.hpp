@@ -61,7 +61,7 @@ class FieldMark {
     field_->setPalette(isInvalid ? palette : own_);
   }
 
-  /// The tooltip of the host comes back after the last notice.
+  /// Shows the reason of a notice. Without a notice, restores the tooltip of the host.
   void setTooltip(const FieldNotice& notice) {
     if (notice_.isNone()) tooltip_ = field_->toolTip();
     const QString reason = QString::fromStdString(notice.reason);

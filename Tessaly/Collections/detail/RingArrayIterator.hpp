@@ -13,8 +13,8 @@ namespace Tessaly::inline v1::detail {
 /// An iterator over the constant elements of a ring.
 ///
 /// The elements lie in one run of slots, or in two if the ring wraps. An iterator stands at the end of a run only at
-/// the end of the ring. So a loop compares the iterator's slot with the end of its run, which stays the same within a
-/// run. The compiler can treat each run as an array.
+/// the end of the ring. So a loop compares the iterator's slot with the end of the current run. That end stays the same
+/// within a run, so the compiler can treat each run as an array.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>

@@ -18,8 +18,9 @@ namespace Tessaly::inline v1::detail {
 /// Elements side by side in growable memory. They are added at the end and taken from the beginning. Copies share the
 /// memory until one copy is changed.
 ///
-/// Unlike a `std::vector`, a run keeps the place of its first element beside the pointer to its memory. So adding and
-/// taking cost a comparison and a move. The atomic count of holders is read only if the memory may have another holder.
+/// Unlike a `std::vector`, a run keeps the place of its first element beside the pointer to its memory. So adding or
+/// taking an element costs a comparison and a move. The atomic count of holders is read only if the memory may have
+/// another holder.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 template <typename Element>

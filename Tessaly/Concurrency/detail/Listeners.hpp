@@ -20,12 +20,13 @@ namespace Tessaly::inline v1::detail {
 /// A number that no earlier call in this process has returned. Never zero.
 [[nodiscard]] TESSALY_EXPORT std::uint64_t nextListVersion() noexcept;
 
-/// The listeners of a broadcaster, in a list that sends walk outside the lock.
+/// The listeners of a broadcaster, in a list. A send walks the list outside the lock.
 ///
-/// A send walks the list as it was at the start. Each thread keeps the list of its last send if the list is short. The
-/// next sends of that thread by the same broadcaster then take no lock and count no reference, until a listener joins
-/// or leaves. Joining and leaving copy the list if a send is walking it or a thread keeps it; otherwise they cost
-/// amortized O(1). A kept list can keep the storage of an ended stream alive, but not the stream's elements.
+/// A send walks the list as the list was at the start of the send. Each thread keeps the list of its last send if the
+/// list is short. The next sends of that thread by the same broadcaster then take no lock and change no reference
+/// count, until a listener joins or leaves. Joining and leaving copy the list if a send is walking it or a thread keeps
+/// it; otherwise they cost amortised O(1). A kept list can keep the storage of an ended stream alive, but not the
+/// stream's elements.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -134,8 +135,8 @@ class Listeners {
   }
 
   Mutex<Present> present_;
-  /// Zero after each change of the list. The next send of a short list sets a new number, with which threads may keep
-  /// the list.
+  /// Zero after each change of the list. The next send sets a new number if the list is short. Threads keep the list
+  /// together with that number.
   std::atomic<std::uint64_t> version_{0};
 };
 

@@ -12,13 +12,13 @@ namespace Tessaly::inline v1::detail {
 /// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After `end()` it
 /// discards tasks instead of running them.
 ///
-/// It is reference-counted: every task that may return to it holds a reference.
+/// The executor is reference-counted: every task that may return to the executor holds a reference.
 ///
 /// Thread contract: thread-safe.
 class OwnerExecutor final : public Executor {
  public:
-  /// Makes an executor in an isolation, which must have an executor. If `isolation` is that of another owner's tasks,
-  /// the executor uses the other owner's isolation.
+  /// Makes an executor in an isolation. Stops the process if the isolation has no executor. If `isolation` is that of
+  /// another owner's tasks, the new executor uses the other owner's isolation.
   explicit OwnerExecutor(const Isolation& isolation);
 
   void enqueue(Job& job) noexcept override;
@@ -29,7 +29,7 @@ class OwnerExecutor final : public Executor {
 
   /// Whether the caller runs in the owner's isolation.
   [[nodiscard]] bool isCurrent() const noexcept;
-  /// Discards the tasks that wait for a turn, and later every other task at its turn. Called in the owner's isolation.
+  /// Discards the queued tasks. A task that is queued later is discarded at its turn. Called in the owner's isolation.
   void end() noexcept;
 
  private:
@@ -44,8 +44,8 @@ class OwnerExecutor final : public Executor {
   };
 
   void takeTurn() noexcept;
-  /// The priority of the first waiting job whose priority is at least the turn's. Without such a job, the highest
-  /// priority among the waiting jobs. Reads the jobs in queue order and stops at such a job: O(n).
+  /// The priority of the first waiting job whose priority is at least the turn's. If there is no such job, the highest
+  /// priority among the waiting jobs. Reads the jobs in queue order, up to the first such job: O(n).
   [[nodiscard]] TaskPriority highestWaiting() const noexcept TESSALY_REQUIRES(lock_);
 
   const Isolation isolation_;

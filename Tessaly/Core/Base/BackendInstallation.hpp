@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The place of a seam's installed backend. It is null while the system's backend is in use.
+/// A pointer to a seam's installed backend. Null while the system's backend is in use.
 template <typename Backend>
 using InstalledBackend = std::atomic<const std::shared_ptr<Backend>*>;
 
@@ -46,7 +46,7 @@ decltype(auto) backendInUse() {
 
 }  // namespace detail
 
-/// Replaces the backend of a seam for a scope. The former backend returns when the scope ends.
+/// Replaces the backend of a seam for a scope. The former backend is restored when the scope ends.
 ///
 /// A backend that is installed as a shared pointer is kept alive until the process ends, because another thread may
 /// still use the backend. A null pointer stops the process.

@@ -12,11 +12,11 @@ namespace Tessaly::inline v1 {
 /// A gate for the calls of a handler. It admits calls until the gate is closed. Calls may run on several threads and
 /// nest. Closing waits for calls on other threads, but not for enclosing calls on the closing thread.
 ///
-/// Two calls of the handler that close the gate on two threads do not wait for each other. Each `close()` returns as
-/// soon as every other call has ended or waits in `close()` itself.
+/// Two calls of the handler that close the gate on two threads do not wait for each other. Each of the two `close()`
+/// calls returns as soon as every other call of the handler has ended or also waits in `close()`.
 ///
-/// In the child of a fork after the start of the runtime, `close()` does nothing, because the other threads exist only
-/// in the parent. More than 65,535 calls at once stop the process.
+/// In the child of a fork that happened after the start of the runtime, `close()` does nothing. The other threads exist
+/// only in the parent. More than 65,535 calls at once stop the process.
 ///
 /// The steps of a call happen before the return of a `close()` that waited for the call.
 ///
@@ -44,8 +44,8 @@ class TESSALY_EXPORT CallGate {
   };
 
   /// Admits no more calls, and waits for the calls on other threads. May be called again. Returns true if no call is
-  /// left; then the caller may destroy the handler. Returns false inside a call on this thread. In the child of a fork
-  /// it does nothing and returns false.
+  /// left; then the caller may destroy the handler. Returns false inside a call of this gate on this thread, and in the
+  /// child of a fork that happened after the start of the runtime.
   bool close() noexcept;
 
   [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }

@@ -39,8 +39,8 @@ class TESSALY_EXPORT Error : public std::exception {
   /// The error's number in its domain: by default 1.
   [[nodiscard]] virtual std::int64_t code() const noexcept;
 
-  /// `description()`, built at the first call and kept until this object is assigned or destroyed. If `description()`
-  /// throws, the text is "Tessaly::Error".
+  /// `description()`, built at the first call and kept until this object is assigned to or destroyed. If
+  /// `description()` throws, the text is "Tessaly::Error".
   [[nodiscard]] const char* what() const noexcept final;
 
  private:

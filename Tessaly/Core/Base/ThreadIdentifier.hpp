@@ -9,7 +9,7 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
-/// The kernel's identifier of this thread, or 0 before its first use. Reset in the child of a fork.
+/// The kernel's identifier of this thread, or 0 before the identifier's first use. Reset in the child of a fork.
 TESSALY_EXPORT extern __thread std::uint32_t cachedThreadIdentifier [[gnu::tls_model("initial-exec")]];
 TESSALY_EXPORT std::uint32_t fetchThreadIdentifier() noexcept;
 }  // namespace detail

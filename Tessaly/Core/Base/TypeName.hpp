@@ -14,8 +14,8 @@ namespace Tessaly::inline v1 {
 template <typename T>
 struct Type {};
 
-/// The unqualified name of a type, without its namespaces and enclosing types. Template arguments are in the compiler's
-/// form (`Exporter`, `RingArray<int>`). The name is a constant.
+/// The unqualified name of a type, without its namespaces and enclosing types (`Exporter`, `RingArray<int>`). Template
+/// arguments are in the compiler's form. The name is a constant.
 ///
 /// Thread contract: thread-safe.
 template <typename T>

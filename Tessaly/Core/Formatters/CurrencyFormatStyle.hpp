@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes an amount of money: "$9.99". At first it has the fraction digits of its currency: two for euros, none for
-/// yen.
+/// Writes an amount of money: "$9.99". At first the amount has the fraction digits of its currency: two for euros, none
+/// for yen.
 ///
 /// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is that of
 /// `NumberFormatStyle`.
@@ -24,14 +24,14 @@ namespace Tessaly::inline v1 {
 ///     std::cout << dollars.sign(CurrencyFormatStyle::Sign::accounting).format(-5);  // ($5.00)
 class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
  public:
-  /// The currency by the locale's symbol ("US$"), by the shortest symbol ("$"), by the code ("USD") or by the name of
+  /// The form of the currency: the locale's symbol ("US$"), the shortest symbol ("$"), the code ("USD") or the name of
   /// the currency.
   enum class Width : std::uint8_t { symbol, narrowSymbol, code, wide };
   /// The form of negative amounts: with a minus sign, or in parentheses if accountants of the locale use them.
   enum class Sign : std::uint8_t { standard, accounting };
 
-  /// The style of a currency, by its code of ISO 4217, in letters of either case. An unknown code is written in upper
-  /// case. If the code is not three ASCII letters, the amount has the sign "¤".
+  /// The style of a currency that is given by its ISO 4217 code, in letters of either case. An unknown code is written
+  /// in upper case. If the code is not three ASCII letters, the amount has the sign "¤".
   explicit CurrencyFormatStyle(std::string_view code) noexcept {
     shape_.kind = detail::NumberShape::Kind::currency;
     shape_.currency = codeOf(code);

@@ -67,7 +67,7 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   void setAllowedUnits(Units units) noexcept;
   [[nodiscard]] ZeroFormattingBehavior zeroFormattingBehavior() const noexcept;
   void setZeroFormattingBehavior(ZeroFormattingBehavior behavior) noexcept;
-  /// Stored, but the text does not depend on it: the smallest unit never has a fraction.
+  /// Stored, but without effect on the text: the smallest unit never has a fraction.
   [[nodiscard]] bool allowsFractionalUnits() const noexcept;
   void setAllowsFractionalUnits(bool allows) noexcept;
 

@@ -21,10 +21,10 @@ namespace Tessaly::inline v1 {
 /// Writes dates for people, in one of four lengths of a locale, optionally with words for the days around today.
 ///
 /// For text that machines read, use `ISO8601DateFormatter`. The nearest standard facility is `std::put_time` with a
-/// `std::locale`. It needs a locale that was generated on the machine and has no words for days. Preparing a
-/// combination of locale, time zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
+/// `std::locale`. That facility needs a locale that was generated on the machine, and has no words for days. Preparing
+/// a combination of locale, time zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
 ///
-/// `Date::now()` decides what is today. Tests control it with a `WallClock::Replacement`.
+/// `Date::now()` determines today's date. Tests control `Date::now()` with a `WallClock::Replacement`.
 ///
 /// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
@@ -36,7 +36,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT DateFormatter : public Formatter {
  public:
   enum class Style : std::uint8_t { none = 0, short_ = 1, medium = 2, long_ = 3, full = 4 };
-  /// The place of the text, which decides its capital letters.
+  /// The context of the text, which determines the text's capital letters.
   enum class FormattingContext : std::uint8_t {
     unknown = 0,
     standalone = 2,
@@ -65,7 +65,7 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// The length of the date, `none` at first.
   [[nodiscard]] Style dateStyle() const noexcept { return dateStyle_; }
   void setDateStyle(Style style) noexcept { dateStyle_ = style; }
-  /// The length of the time, `none` at first. If both are `none`, every text is empty.
+  /// The length of the time, `none` at first. If both lengths are `none`, every text is empty.
   [[nodiscard]] Style timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(Style style) noexcept { timeStyle_ = style; }
 
@@ -77,8 +77,8 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   [[nodiscard]] FormattingContext formattingContext() const noexcept { return context_; }
   void setFormattingContext(FormattingContext context) noexcept { context_ = context; }
 
-  /// The text of a date, rounded to milliseconds first. Empty for NaN and infinite dates. A date beyond the calendar
-  /// (about 5.8 million years around 1970) is written as the first or last date of the calendar.
+  /// The text of a date. The date is first rounded to milliseconds. Empty for NaN and infinite dates. A date beyond the
+  /// calendar (about 5.8 million years before and after 1970) is written as the first or last date of the calendar.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
   /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
@@ -86,16 +86,16 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// The date of a text in the time zone of the formatter. Absent if the text is not a date, or if both styles are
   /// `none`.
   ///
-  /// A date without a time style is the beginning of its day. A time without a date style is today's. A lenient text
-  /// may have any of the four lengths of the locale or the form "2023-01-31". Its time may be on a clock of 24 hours. A
-  /// year of two digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the
+  /// A date without a time style is the beginning of its day. A time without a date style is a time of today. A lenient
+  /// text may have any of the four lengths of the locale or the form "2023-01-31". Its time may use the 24-hour clock.
+  /// A year of two digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the
   /// locale. Impossible dates and times and wrong weekdays are refused. For parsing, a combination of locale, time zone
   /// and styles is prepared in about 2 ms, and for lenient texts in about 7 ms more. A strict text then takes about 3
-  /// µs. The first lenient text takes about 3 ms, later ones 0.1 ms.
+  /// µs. The first lenient text takes about 3 ms, and each later lenient text about 0.1 ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
-  /// Whether both texts mean the same date. Fields then replace the first text by the second without a notice.
+  /// Whether both texts mean the same date. Text fields then replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;
-  /// Like `date`, into a `Date`.
+  /// Parses like `date`, and stores a `Date`.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
 

@@ -15,8 +15,8 @@ namespace Tessaly::inline v1 {
 
 /// Writes an interval between two dates. The common parts of both dates are written once: "Jan 2 – 5, 2023".
 ///
-/// The standard library has no counterpart. A thread prepares a combination of locale, zone and fields in about 2 ms
-/// and keeps the last eight.
+/// The standard library has no counterpart. A thread prepares a combination of locale, time zone and widths in about 2
+/// ms and keeps the last eight combinations.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
@@ -47,7 +47,7 @@ class DateIntervalFormatStyle {
     return with(&DateIntervalFormatStyle::timeZone_, zone);
   }
 
-  /// The text of an interval. Two dates that look alike are written once. Empty if a date is not finite, or if both
+  /// The text of an interval. Two dates with the same text are written once. Empty if a date is not finite, or if both
   /// widths are `omitted`.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date start, Date end) const;
 

@@ -21,13 +21,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// When a field corrects typed text: at the end of editing, or at every change, as its formatter demands.
+/// When a field corrects typed text: only at the end of editing, or also at every change.
 enum class FieldChecking : std::uint8_t { atTheEnd, atEveryChange };
 
 /// The state of a text in a field.
 ///
 /// `acceptable`: editing could end without a correction. `incomplete`: further typing can make the text acceptable.
-/// `invalid`: the end of editing corrects the text, or cannot parse it.
+/// `invalid`: the field corrects the text at the end of editing, or editing cannot end.
 enum class FieldState : std::uint8_t { acceptable, incomplete, invalid };
 
 /// The reason why a field refuses or corrects a text.
@@ -40,17 +40,18 @@ struct FieldNotice {
   /// The typed text.
   std::string typed;
   /// The text that replaces the typed text, for example the bound or the rounded number. Empty for `empty` and
-  /// `notANumber`. Without meaning if the field keeps the typed text.
+  /// `notANumber`. Meaningless if the field keeps the typed text.
   std::string shown;
-  /// One English sentence, the description of the formatter, or the result of the explanation. Empty without a notice.
+  /// One English sentence, the formatter's description of the error, or the result of the `Explanation`. Empty if
+  /// `kind` is `none`.
   std::string reason;
 
   [[nodiscard]] bool isNone() const noexcept { return kind == Kind::none; }
   friend bool operator==(const FieldNotice&, const FieldNotice&) = default;
 };
 
-/// The decisions of an editable field with a `Formatter`: which text may stand in the field, what the text means, and
-/// what the field shows at the end.
+/// The decisions of an editable field with a `Formatter`: the allowed texts, the meaning of a text, and the text at the
+/// end of editing.
 ///
 /// The adapters for Qt and GTK translate events into calls of this class. Use an adapter if your toolkit has one. The
 /// standard library has no counterpart.
@@ -58,15 +59,16 @@ struct FieldNotice {
 /// With `FieldChecking::atTheEnd` no change turns a typed number into another number. Every text may stand in the field
 /// of a `NumberFormatter`, and `state` judges the text. A suffix that stands in the field stays there. A number may
 /// have any minus sign or hyphen, the separators of any language, and white space around it. Its prefix and suffix may
-/// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the text without a
-/// replacement. Deletions are always possible, and so are changes that do not lengthen a refused text. With
-/// `FieldChecking::atEveryChange` the formatter judges and replaces every text.
+/// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the new text and offers no
+/// replacement. Deletions are always possible. So are changes that do not lengthen an already refused text. With
+/// `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
 ///
-/// Editing ends in the same way in both modes. A number beyond the range becomes the bound, and excess fraction digits
-/// are rounded. An empty text becomes the former text, unless the formatter accepts an empty text. A malformed text
-/// stays. An unchanged text keeps its object, including digits that the text does not show.
+/// Editing ends in the same way in both modes. A number beyond the range becomes the nearest bound, and excess fraction
+/// digits are rounded. In a field with a `NumberFormatter`, an empty text becomes the text of the object, unless the
+/// formatter parses the empty text. A malformed text stays. An unchanged text keeps its object, including digits that
+/// the text does not show.
 ///
-/// These stop the process: a null formatter, and an exception from the formatter, the rule or the explanation.
+/// A null formatter stops the process. So does an exception from the formatter, the rule or the explanation.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -94,8 +96,8 @@ class TESSALY_EXPORT FieldEditing {
     bool isRefusal = false;
     std::string reason;
   };
-  /// The result of editing. `hasEnded` is false if the text cannot be parsed or breaks the rule. The field then keeps
-  /// the text.
+  /// The result of editing. `hasEnded` is false if the field keeps a text that cannot be parsed or that breaks the
+  /// rule.
   struct End {
     bool hasEnded = false;
     std::string text;
@@ -112,11 +114,11 @@ class TESSALY_EXPORT FieldEditing {
   /// The object of the last successful `end` or `show`. Empty before the first success.
   [[nodiscard]] const std::any& object() const noexcept { return object_; }
 
-  /// Whether a text differs from the text of the object.
+  /// Whether a text differs from the text of the object. Also true if there is no object.
   [[nodiscard]] bool isEdited(std::string_view text) const noexcept { return text != shown_; }
 
-  /// Takes an object, and returns its text. Absent if the formatter does not support the object, a number is beyond the
-  /// range, or the rule forbids the object. Then nothing changes.
+  /// Stores an object, and returns its text. Absent if the formatter does not support the object, if a number is beyond
+  /// the range, or if the rule forbids the object. Then the field keeps the former object.
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
   /// Judges a change that a person makes.
   [[nodiscard]] Answer change(const Change& change) const noexcept;
@@ -124,13 +126,15 @@ class TESSALY_EXPORT FieldEditing {
   [[nodiscard]] std::size_t lastPosition(std::string_view text) const noexcept;
   /// The state of a text. `*notice` receives the reason if the text is not acceptable. The pointer may be null.
   [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
-  /// Ends editing, with the cursor at a byte position. If the text can be read, `object()` has its value afterwards.
+  /// Ends editing, with the cursor at a byte position. If the result has `hasEnded`, `object()` is then the object of
+  /// the result's text.
   [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
 
-  /// Sets the rule for the objects of the field. It replaces an earlier rule. A text whose object breaks the rule is
-  /// invalid, and stays in the field at the end of editing. An exception of the rule stops the process.
+  /// Sets the rule for the objects of the field, in place of an earlier rule. A text whose object breaks the rule is
+  /// invalid, and stays in the field at the end of editing. An exception from the rule stops the process.
   void setRule(std::function<bool(const std::any& object)> rule) { rule_ = std::move(rule); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
+  /// Sets a function that replaces the reason of each notice, for example by a translation. An empty result keeps the
+  /// reason.
   void explainWith(Explanation explanation) { explanation_ = std::move(explanation); }
 
  private:

@@ -20,9 +20,9 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 /// Writes a date for people, in chosen fields and widths. The locale decides the order of the fields and the text
 /// between them. A style without fields writes nothing.
 ///
-/// `DateFormatter` offers whole lengths instead of fields, and words for the days around today. The nearest standard
-/// facility is `std::put_time`, where the program decides the order of the fields. Each thread prepares a combination
-/// of locale, zone and fields once, and keeps the last 16.
+/// `DateFormatter` offers four fixed lengths instead of fields, and words for the days around today. The nearest
+/// standard facility is `std::put_time`, where the program decides the order of the fields. Each thread prepares a
+/// combination of locale, zone and fields once, and keeps the last 16 combinations.
 ///
 /// Thread contract: thread-compatible. Formatting is thread-safe while no thread changes the style.
 ///
@@ -48,9 +48,9 @@ class Date::FormatStyle {
         .minute(Field::twoDigits)
         .second(Field::twoDigits);
   }
-  /// "03:04 PM": the time to the minute. If the host replaces the system version of `ProcessInfo` by one before 15.0,
-  /// the style also has the day and the month: "01/02, 03:04 PM". Include
-  /// FoundationExtensions/FormatStyle+Extensions.hpp.
+  /// "03:04 PM": the time to the minute. The style also has the day and the month if the host overrides the system
+  /// version of `ProcessInfo` with a version before 15.0: "01/02, 03:04 PM". Callers must include
+  /// Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp.
   template <typename Definition = detail::CompactDateTime>
   [[nodiscard]] static FormatStyle compactDateTime() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp");
@@ -60,7 +60,7 @@ class Date::FormatStyle {
   [[nodiscard]] FormatStyle year(Field width) const { return with(&FormatStyle::year_, width); }
   [[nodiscard]] FormatStyle month(Month width) const { return with(&FormatStyle::month_, width); }
   [[nodiscard]] FormatStyle day(Field width) const { return with(&FormatStyle::day_, width); }
-  /// The hour in the locale's clock of 12 or 24 hours. A clock of 12 hours adds the abbreviated half of the day, such
+  /// The hour in the locale's clock of 12 or 24 hours. A clock of 12 hours adds the abbreviated period of the day, such
   /// as "PM".
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }

@@ -5,13 +5,14 @@
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 
-/// The locales of the formats. On desktops, users choose them separately from the language.
+/// The locales for the formats of dates, numbers, money and measures. Desktop users choose these locales separately
+/// from the language.
 ///
-/// Each locale is the first nonempty value of `LC_ALL`, the category's variable and `LANG`, without its encoding:
-/// "de_DE.UTF-8" is "de_DE". "C", "POSIX" and an environment without these variables give "en_US_POSIX".
-/// `Locale::current()` is the locale of the language (`LC_MESSAGES`). Styles use it unless they name another locale.
-/// Every call reads the environment, so a change of the environment on another thread is a race. A
-/// `Locale::Replacement` has no effect on these locales.
+/// Each locale is the first nonempty value of `LC_ALL`, the category's variable and `LANG`, without the encoding:
+/// "de_DE.UTF-8" becomes "de_DE". "C", "POSIX" and an environment without these variables give "en_US_POSIX".
+/// `Locale::current()` is the locale of the language (`LC_MESSAGES`). Styles use that locale for texts unless they name
+/// another locale. Every call reads the environment, so a simultaneous change of the environment on another thread is a
+/// data race. A `Locale::Replacement` has no effect on these locales.
 ///
 /// The nearest standard facility is `std::setlocale`, which refuses locales that are not generated on the machine.
 ///

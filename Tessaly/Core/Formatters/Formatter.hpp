@@ -14,9 +14,10 @@ namespace Tessaly::inline v1 {
 
 /// Converts between a value and its text in an editable field.
 ///
-/// A field uses three operations. It shows `string(object)`, asks `isPartialStringValid` about half-typed texts, and
-/// calls `getObjectValue` when editing ends. The adapters for Qt and GTK connect formatters to fields of these
-/// toolkits. The nearest standard facility is a pair of stream operators, which cannot judge a half-typed text.
+/// A field uses three operations. It shows the result of `string(object)`, checks half-typed texts with
+/// `isPartialStringValid`, and parses texts with `getObjectValue`. The adapters for Qt and GTK connect formatters to
+/// fields of these toolkits. The nearest standard facility is a pair of stream operators, which cannot judge a
+/// half-typed text.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -32,16 +33,18 @@ class TESSALY_EXPORT Formatter : public Object {
  public:
   ~Formatter() override;
 
-  /// The text of an object. Absent if the formatter does not support the object. The default is always absent.
+  /// The text of an object. Absent if the formatter does not support the object. The default implementation always
+  /// returns an absent value.
   [[nodiscard]] virtual std::optional<std::string> string(const std::any& object) const;
 
   /// Parses a text into `*object`, and returns whether the parsing succeeded. A failure may store a reason in
-  /// `*errorDescription`. Both pointers may be null. The default always fails.
+  /// `*errorDescription`. Both pointers may be null. The default implementation always fails.
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 
-  /// Whether a field may hold this text during editing. Otherwise the field keeps its text, or takes
-  /// `*newEditingString` if that received a value. Both pointers may be null. The default is always true.
+  /// Whether a field may hold this text during editing. Otherwise the field keeps its former text. If the function
+  /// stores a value in `*newEditingString`, the field shows this value instead. Both pointers may be null. The default
+  /// implementation always returns true.
   virtual bool isPartialStringValid(std::string_view partialString,
                                     std::optional<std::string>* newEditingString = nullptr,
                                     std::optional<std::string>* errorDescription = nullptr);
@@ -49,7 +52,8 @@ class TESSALY_EXPORT Formatter : public Object {
  protected:
   Formatter() noexcept = default;
 
-  /// The object if it is a text: a `std::string`, a `std::string_view` or a `const char*`.
+  /// The text in an object: a `std::string`, `std::string_view`, `const char*` or `char*`. Absent for every other
+  /// object.
   [[nodiscard]] static std::optional<std::string> text(const std::any& object);
 };
 

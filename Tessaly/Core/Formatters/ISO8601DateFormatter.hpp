@@ -14,11 +14,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes dates as text that machines read, in Greenwich time: "2023-01-02T15:04:05Z". No locale and no time zone
+/// Writes dates as text that machines read, in Greenwich time: "2023-01-02T15:04:05Z". Neither a locale nor a time zone
 /// affects the text.
 ///
-/// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which this standard library lacks. The constructor
-/// allocates nothing.
+/// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which the supported standard library lacks. The
+/// constructor allocates nothing.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -36,7 +36,7 @@ class TESSALY_EXPORT ISO8601DateFormatter : public Formatter {
   [[nodiscard]] std::string_view className() const noexcept override;
 
   /// The text of a date, rounded to milliseconds and then truncated to seconds. A year has at least four digits. Before
-  /// 15 October 1582 the calendar is the Julian one. The text is empty for NaN and infinite dates.
+  /// 15 October 1582 the calendar is the Julian calendar. The text is empty for NaN and infinite dates.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
   /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

@@ -20,8 +20,8 @@ namespace Tessaly::inline v1 {
 
 /// Writes a list as in a sentence: "A, B, and C".
 ///
-/// The nearest standard facility is joining with a separator, which has no word before the last item. A thread prepares
-/// a locale in about 20 us and keeps the last 16 combinations of locale and style.
+/// The nearest standard facility is `std::views::join_with`, which adds no word before the last item. A thread prepares
+/// a locale in about 20 µs and keeps the last 16 combinations of locale and style.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
@@ -43,13 +43,13 @@ class ListFormatStyle {
     return with(&ListFormatStyle::locale_, locale);
   }
 
-  /// The text of a list. Empty without items. The text of a single item is the item itself. Ill-formed UTF-8 becomes
-  /// U+FFFD.
+  /// The text of a list. Empty for an empty list. The text of a single item is the item itself. Ill-formed UTF-8
+  /// becomes U+FFFD.
   [[nodiscard]] TESSALY_EXPORT std::string format(std::span<const std::string_view> items) const;
   [[nodiscard]] std::string format(std::initializer_list<std::string_view> items) const {
     return format(std::span(items.begin(), items.size()));
   }
-  /// The same for any range of texts.
+  /// The same for any range whose iterators yield references to texts.
   template <std::ranges::input_range Items>
     requires(std::convertible_to<std::ranges::range_reference_t<Items>, std::string_view> &&
              !std::convertible_to<Items, std::span<const std::string_view>> &&

@@ -6,10 +6,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes a number as people write it: grouped, at first with up to three fraction digits.
+/// Writes a number as people write it. A new style groups digits and writes at most three fraction digits.
 ///
 /// `NumberFormatter` also has affixes and rounding modes. The nearest standard facility is `std::format` with a
-/// `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about 100 us and
+/// `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about 100 µs and
 /// keeps the last 32 combinations of locale and style.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.

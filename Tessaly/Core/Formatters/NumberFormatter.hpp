@@ -18,12 +18,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes numbers as a locale does, and parses them again.
+/// Writes numbers in the form of a locale, and parses such numbers.
 ///
 /// For text that machines read, use `std::to_chars`. The nearest standard facility is `std::num_put` with a
-/// `std::locale`. It writes only ASCII digits and needs a locale that was generated on the machine. A change of a
-/// property takes effect at the next use, which prepares the locale again in about 50 µs. The formatter keeps the last
-/// eight locales. Changing only the limits of the fraction digits, or the zero symbol, needs no preparation.
+/// `std::locale`. `std::num_put` writes only ASCII digits and needs a locale that was generated on the machine. A
+/// change of a property takes effect at the next use, which prepares the locale again in about 50 µs. The formatter
+/// keeps the last eight locales. Changing only the limits of the fraction digits, or the zero symbol, needs no
+/// preparation.
 ///
 /// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
@@ -79,7 +80,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   void setNegativeSuffix(const std::optional<std::string>& suffix);
 
   /// The minimum and maximum number of fraction digits, from 0 to 340. Other values count as the nearer bound. Setting
-  /// one limit moves the other if necessary.
+  /// one limit also moves the other limit if the minimum would exceed the maximum.
   [[nodiscard]] std::int64_t minimumFractionDigits() const noexcept;
   void setMinimumFractionDigits(std::int64_t digits) noexcept;
   [[nodiscard]] std::int64_t maximumFractionDigits() const noexcept;
@@ -106,7 +107,8 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::optional<std::string> string(Number number) const {
     return string(NSNumber(number));
   }
-  /// The text of an `NSNumber` or of an arithmetic type except `char` and `long double`. Absent for every other object.
+  /// The text of an `NSNumber`, `bool`, `float`, `double` or a standard integer type. Absent for every other object,
+  /// also for a `char` or a `long double`.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
   /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.
@@ -114,7 +116,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// text of more than 10,000 characters is refused unless almost all of them are digits.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
-  /// Like `number`, into an `NSNumber`.
+  /// Parses like `number`, and stores an `NSNumber`. Leaves `*errorDescription` unchanged.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
 

@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 
 /// Writes a rank in digits: "1st", "2.", "1er".
 ///
-/// The form is the first one of the locale data. In languages with genders this is the masculine form. `PluralRules` of
-/// ordinals chooses between texts of the host. The standard library has no counterpart. A thread prepares a locale in
-/// about 300 µs and keeps the last four.
+/// The form is the default form of the locale data, for example the masculine form in French. To choose between texts
+/// of the host by rank, use `PluralRules` with `PluralRules::Kind::ordinal`. The standard library has no counterpart. A
+/// thread prepares a locale in about 300 µs and keeps the last four locales.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///

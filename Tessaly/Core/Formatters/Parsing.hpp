@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The texts that the `parse` operations of the styles and `DateFormatter::date` accept.
+/// The texts that `DateFormatter::date` and the `parse` operations of the styles accept.
 ///
 /// `strict`: only a text that the style itself would write for the result, byte for byte. `lenient`: a text as people
 /// type it. Such a text may have digits of any script, spaces of any kind and letters of either case. The label of a

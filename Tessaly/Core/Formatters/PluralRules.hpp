@@ -12,9 +12,10 @@ namespace Tessaly::inline v1 {
 
 /// The rules that choose a language's grammatical form for a count.
 ///
-/// English writes "1 file" and "2 files", Russian has three forms and Arabic six. A host keeps one text for each
-/// category and asks the rules which one to show. The nearest facility is `ngettext`, whose rules are in the
-/// translations. A thread prepares the rules of a locale once and keeps the last eight combinations of locale and kind.
+/// English has two forms, as in "1 file" and "2 files". Russian has three forms, and Arabic has six. A host keeps one
+/// text for each category, and shows the text of the category that the rules choose. The nearest facility is
+/// `ngettext`, whose rules are in the translations. A thread prepares the rules of a locale once and keeps the last
+/// eight combinations of locale and kind.
 ///
 /// Thread contract: thread-compatible. Threads may share rules that no thread changes.
 ///
@@ -23,7 +24,7 @@ namespace Tessaly::inline v1 {
 ///     bool isRoundHalf = rules.category(1.0, 1) == PluralRules::Category::one;  // false: "1.0 files"
 class PluralRules {
  public:
-  /// `cardinal` counts ("2 files"), `ordinal` ranks ("2nd").
+  /// `cardinal`: counts ("2 files"). `ordinal`: ranks ("2nd").
   enum class Kind : std::uint8_t { cardinal, ordinal };
   /// The six categories of the Unicode locale data. Every language has `other`.
   enum class Category : std::uint8_t { zero, one, two, few, many, other };
@@ -32,8 +33,8 @@ class PluralRules {
   explicit PluralRules(Kind kind = Kind::cardinal, const std::optional<Locale>& locale = std::nullopt)
       : locale_(locale), kind_(kind) {}
 
-  /// The category of a number in its shortest decimal form: 1.5 has one fraction digit, 1.0 has none. The sign does not
-  /// count. `other` for infinities and NaN.
+  /// The category of a number in its shortest decimal form: 1.5 has one fraction digit, 1.0 has none. The sign is
+  /// ignored. `other` for infinities and NaN.
   [[nodiscard]] TESSALY_EXPORT Category category(double number) const;
   /// The category of a number that is shown with exactly this many fraction digits, from 0 to 340.
   [[nodiscard]] TESSALY_EXPORT Category category(double number, int fractionDigits) const;

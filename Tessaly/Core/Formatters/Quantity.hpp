@@ -9,7 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The systems of units of countries. `uk` has miles, yards, inches and miles per hour, and metric units otherwise.
+/// The systems of units that countries use. `uk` has miles, yards, inches and miles per hour. Its other units are
+/// metric.
 enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 
 /// The system of a locale's country: "de_DE" gives `metric`, and "en" gives `us`.
@@ -17,7 +18,7 @@ enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT MeasurementSystem measurementSystem(const Locale& locale);
 
-/// An amount of something in a unit.
+/// An amount in a unit.
 ///
 /// Converting between units of different kinds stops the process.
 ///
@@ -65,7 +66,7 @@ struct Quantity {
   Unit unit = Unit::meter;
 
   [[nodiscard]] TESSALY_EXPORT static Kind kindOf(Unit unit) noexcept;
-  /// The same amount in another unit of the same kind. Data rates count in powers of 1,000.
+  /// The same amount in another unit of the same kind. The prefixes of data rates are powers of 1,000.
   [[nodiscard]] TESSALY_EXPORT Quantity converted(Unit target) const;
 
   friend bool operator==(const Quantity&, const Quantity&) noexcept = default;

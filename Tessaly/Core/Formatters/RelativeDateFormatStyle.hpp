@@ -13,12 +13,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes the distance of a date from now: "5 minutes ago", "in 3 days", "yesterday".
+/// Writes the distance of a date from now, or from another date: "5 minutes ago", "in 3 days", "yesterday".
 ///
-/// The unit is the largest one that fits: seconds below a minute, minutes below an hour, hours below a day, then days,
-/// weeks, months and years. Days count midnights. The other units count whole units that have passed. `DateFormatter`
-/// can instead name the days around today and write other dates in full. The standard library has no counterpart. A
-/// thread prepares a locale in about 100 µs and keeps the last 16 combinations of locale and width.
+/// The unit is the largest one that fits: seconds below a minute, minutes below an hour, and hours below a day. Longer
+/// distances are in days, weeks, months or years. The number of days is the number of midnights between the dates, and
+/// seven such days are a week. The other units count whole units that have passed. `DateFormatter` can instead name the
+/// days around today and write other dates in full. The standard library has no counterpart. A thread prepares a locale
+/// in about 100 µs and keeps the last 16 combinations of locale and width.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
@@ -32,7 +33,7 @@ class RelativeDateFormatStyle {
  public:
   /// The width of the text: "5 minutes ago", "5 min. ago", or the shortest form of the locale.
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
-  /// Always a number ("1 day ago"), or a word where the locale has one ("yesterday").
+  /// `numeric`: always a number ("1 day ago"). `named`: a word if the locale has a word ("yesterday").
   enum class Presentation : std::uint8_t { numeric, named };
   enum class Unit : std::uint8_t { year, quarter, month, week, day, hour, minute, second };
 
@@ -40,8 +41,8 @@ class RelativeDateFormatStyle {
   [[nodiscard]] RelativeDateFormatStyle width(Width width) const {
     return with(&RelativeDateFormatStyle::width_, width);
   }
-  /// Sets the presentation. At first `numeric`. A word is used only if the calendar agrees: "last month" is the month
-  /// before this one.
+  /// Sets the presentation. At first `numeric`. A date gets a word only if the calendar agrees: "last month" is the
+  /// calendar month before the month of the reference date.
   [[nodiscard]] RelativeDateFormatStyle presentation(Presentation presentation) const {
     return with(&RelativeDateFormatStyle::presentation_, presentation);
   }
@@ -54,11 +55,11 @@ class RelativeDateFormatStyle {
     return with(&RelativeDateFormatStyle::timeZone_, zone);
   }
 
-  /// The text of a date relative to a reference date. Empty if one of them is not a finite number, or is more than
-  /// 300,000 years from 1970.
+  /// The text of a date relative to a reference date. Empty if one of the dates is not a finite number, or is at least
+  /// 300,000 years of 365 days from 1970.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date, Date reference = Date::now()) const;
-  /// The text of an amount of one unit. A positive amount or 0 is in the future, a negative one or -0.0 in the past.
-  /// Empty for NaN and infinities.
+  /// The text of an amount of one unit. A positive amount or 0 is in the future. A negative amount or -0.0 is in the
+  /// past. Empty for NaN and infinities.
   [[nodiscard]] TESSALY_EXPORT std::string format(double amount, Unit unit) const;
 
   friend bool operator==(const RelativeDateFormatStyle&, const RelativeDateFormatStyle&) noexcept = default;

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 /// A time zone, by its name in the time-zone database ("Europe/Paris") or its offset from Greenwich ("GMT+03:00").
 ///
-/// The nearest standard facility is `std::chrono::time_zone`, which this standard library lacks.
+/// The nearest standard facility is `std::chrono::time_zone`, which the supported standard library lacks.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -25,8 +25,8 @@ class TimeZone {
   [[nodiscard]] TESSALY_EXPORT static std::optional<TimeZone> from(std::string_view identifier);
   [[nodiscard]] static TimeZone gmt() { return TimeZone("GMT"); }
 
-  /// The zone of the environment variable `TZ`, else of the system. Every call reads the variable. A thread that has
-  /// called the function notices a change of the system's zone only after a change of the variable.
+  /// The zone of the environment variable `TZ`, or else the zone of the system. Every call reads the variable. A thread
+  /// that has called the function notices a change of the system's zone only after `TZ` has changed.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static TimeZone current();
@@ -36,7 +36,7 @@ class TimeZone {
   friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
 
   /// Replaces the current time zone for a scope, in all threads. Replacements must end in the reverse order of their
-  /// construction, and before the zones that they install.
+  /// construction. A zone must outlive the replacement that installs the zone.
   ///
   /// Thread contract: thread-safe, but no thread may format while a replacement ends.
   ///

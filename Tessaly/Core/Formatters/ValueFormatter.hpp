@@ -22,12 +22,12 @@ namespace Tessaly::inline v1 {
 /// use `DateFormatter`. `fieldFormatter` makes a `ValueFormatter` for amounts of money and for measurements.
 ///
 /// At the end of editing, a field shows the typed value in the form of `format`. If that text has another value, for
-/// example a rounded one, the field takes the other value and shows a notice.
+/// example a rounded value, the field stores the other value and shows a notice.
 ///
 /// An exception from one of the functions goes to the caller. If the caller is a field, the exception stops the
 /// process.
 ///
-/// Thread contract: thread-compatible, if the functions are.
+/// Thread contract: thread-compatible, if both functions are.
 ///
 ///     auto colors = std::make_shared<ValueFormatter<Color>>(&nameOf, &colorNamed);
 ///     FieldEditing editing(colors);
@@ -64,8 +64,8 @@ class ValueFormatter final : public Formatter {
   Parse parse_;
 };
 
-/// A formatter for the fields of a style's numbers: amounts of money, percentages or plain numbers. Its objects are
-/// `double`s.
+/// A formatter for fields of numbers in a style: amounts of money, percentages or plain numbers. The objects of the
+/// formatter are `double`s.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -80,8 +80,8 @@ template <typename Style>
                                                   [style](std::string_view text) { return style.parse(text); });
 }
 
-/// A formatter for the fields of measurements. A text without a unit is in the assumed unit. A typed unit stays. The
-/// objects of the formatter are `Quantity`s.
+/// A formatter for fields of measurements. A text without a unit is in the assumed unit. The field keeps a typed unit.
+/// The objects of the formatter are `Quantity`s.
 ///
 /// Thread contract: thread-safe.
 ///

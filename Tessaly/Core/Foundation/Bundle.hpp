@@ -25,12 +25,12 @@ struct BundleInformation {
   std::optional<std::string> shortVersion = std::nullopt;
   /// The number of the build, such as "42".
   std::optional<std::string> build = std::nullopt;
-  /// The languages of the application, such as "en" or "pt_BR". The original one comes first.
+  /// The languages of the application, such as "en" or "pt_BR". The original language comes first.
   std::vector<std::string> localizations = {};
-  /// The languages to use, best first. If absent, the environment chooses.
+  /// The languages to use, best first. If the list is absent, the environment chooses.
   std::optional<std::vector<std::string>> preferredLocalizations = std::nullopt;
-  /// Further entries of the information dictionary. "PolkitAction" names the action for which `LAContext` asks the
-  /// user's consent; `tessaly_bundle(... POLKIT_ACTION ...)` sets the same entry.
+  /// Further entries of the information dictionary. "PolkitAction" names the action for which `LAContext` requests the
+  /// user's consent. `tessaly_bundle(... POLKIT_ACTION ...)` sets the same entry.
   std::map<std::string, std::string> information = {};
 
   friend bool operator==(const BundleInformation&, const BundleInformation&) = default;
@@ -39,7 +39,7 @@ struct BundleInformation {
 /// The facts about the application: its identifier, its versions, its languages.
 ///
 /// The facts come from `setMain` or from a note in the main executable. The CMake function `tessaly_bundle` makes the
-/// note. Stripping and the removal of unused sections keep it.
+/// note. The note survives stripping and the removal of unused sections.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -53,8 +53,8 @@ class Bundle {
   /// The running application. The facts are read at the first call.
   [[nodiscard]] TESSALY_EXPORT static const Bundle& main();
 
-  /// Sets the facts in code. They replace all facts in the executable. Stops the process if `Bundle::main` or `setMain`
-  /// was called before.
+  /// Sets the facts in code. These facts replace all facts in the executable. Stops the process if `Bundle::main` or
+  /// `setMain` was called before.
   TESSALY_EXPORT static void setMain(BundleInformation information);
 
   /// "CFBundleIdentifier" of the information dictionary.
@@ -67,9 +67,9 @@ class Bundle {
   [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
 
   /// The localizations that suit the user, best first. `BundleInformation::preferredLocalizations` decides if it is
-  /// present. Otherwise the environment decides: LANGUAGE, or else the first of LC_ALL, LC_MESSAGES and LANG that is
-  /// not empty. LANGUAGE is ignored if this locale is missing, "C" or "POSIX". If no localization fits, the result is
-  /// the original localization. If the application names no localizations, the result is "en".
+  /// present. Otherwise the environment decides by LANGUAGE, or else by its locale: the first of LC_ALL, LC_MESSAGES
+  /// and LANG that is not empty. LANGUAGE is ignored if the locale is missing, "C" or "POSIX". If no localization fits,
+  /// the result is the original localization. If the application names no localizations, the result is "en".
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
 
   /// An entry of the information dictionary.

@@ -9,7 +9,7 @@ namespace Tessaly::inline v1 {
 /// The floating-point type of geometry.
 using CGFloat = double;
 
-/// A width and a height, in any unit. Either may be negative.
+/// A width and a height, in any unit. Both may be negative.
 struct CGSize {
   CGFloat width = 0;
   CGFloat height = 0;

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value on the heap. Copies share it until one of them is written. For example, `Data` and `NSOrderedSet` store
-/// their contents in holders of this type.
+/// A value on the heap. Copies share the value until one of them is written. For example, `Data` and `NSOrderedSet`
+/// store their contents in holders of this type.
 ///
 /// Copying costs one atomic addition. Writing copies the value first, unless the value has a single holder. The test
 /// for a single holder is an acquire load, so all reads by former holders happen before the write. A
@@ -50,7 +50,7 @@ class CopyOnWrite {
     return storage_->value;
   }
 
-  /// The value to write, owned by this holder alone. O(size of the value) when the value was shared, else O(1).
+  /// The value to write, owned by this holder alone. O(size of the value) if the value was shared, or else O(1).
   [[nodiscard]] Value& modify() {
     if (!isUnique()) {
       CopyOnWrite copy(storage_ == nullptr ? Value() : storage_->value);

@@ -23,7 +23,7 @@ class URL;
 
 /// A block of bytes with value semantics. Copies share their storage until one of them is written.
 ///
-/// The nearest standard facility is `std::vector<std::uint8_t>`, where every copy copies all bytes. Iterators and
+/// The nearest standard facility is `std::vector<std::uint8_t>`, where every copy duplicates all bytes. Iterators and
 /// `bytes()` are read-only. `set`, `append` and `modify` change the bytes.
 ///
 /// Thread contract: thread-compatible.
@@ -49,17 +49,19 @@ class Data {
   /// Copies the bytes of a text.
   explicit Data(std::string_view text) : bytes_(Bytes(text.begin(), text.end())) {}
 
-  /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, including one with white space.
+  /// Parses Base64 with padding (RFC 4648, section 4). Absent for any other text, also for Base64 with white space.
   [[nodiscard]] TESSALY_EXPORT static std::optional<Data> fromBase64(std::string_view text);
 
-  /// Reads a whole file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Throws
-  /// `POSIXError` with `ENOMEM` if a file of 64 MiB or more does not fit into the free memory.
+  /// Reads a whole file. Throws `POSIXError` if the file cannot be read, and `URLError` (`unsupportedURL`) if the URL
+  /// is not a file URL. Throws `POSIXError` with `ENOMEM` if a file of 64 MiB or more does not fit into the free
+  /// memory.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);
 
-  /// Writes a whole file in place. A new file gets the mode 0666 without the bits of the process's mask. Throws like
-  /// `contentsOf`. After a throw, the file may be empty or incomplete.
+  /// Writes a whole file in place. A new file gets the mode 0666 without the bits of the process's `umask`. Throws
+  /// `POSIXError` if the file cannot be written, and `URLError` (`unsupportedURL`) if the URL is not a file URL. After
+  /// a throw, the file may be empty or incomplete.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   TESSALY_EXPORT void write(const URL& file) const;
@@ -92,8 +94,8 @@ class Data {
   TESSALY_EXPORT void append(std::span<const std::uint8_t> bytes);
   void append(std::initializer_list<std::uint8_t> bytes) { append(std::span(bytes.begin(), bytes.size())); }
   void append(const Data& other) { append(other.bytes()); }
-  /// Calls the body with the bytes as a vector, which the body may change. Returns the body's result. The reference
-  /// must not outlive the call.
+  /// Calls the body with the bytes as a vector, which the body may change. Returns the body's result. A reference to
+  /// the vector must not outlive the call.
   template <typename Body>
   decltype(auto) modify(Body&& body) {
     return std::forward<Body>(body)(bytes_.modify());

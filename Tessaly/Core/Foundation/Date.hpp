@@ -56,8 +56,8 @@ class Date {
   /// Seconds from `other` to this date. Negative if this date is earlier.
   [[nodiscard]] constexpr double timeIntervalSince(Date other) const noexcept { return seconds_ - other.seconds_; }
 
-  /// The nearest time that the system clock can express. Outside its range, the earliest or latest one. Stops the
-  /// process if the date is not a number.
+  /// The nearest time that the system clock can express. A date outside the clock's range gives the earliest or latest
+  /// time. Stops the process if the date is NaN.
   [[nodiscard]] TESSALY_EXPORT std::chrono::system_clock::time_point timePoint() const noexcept;
 
   /// The date in UTC and the Gregorian calendar, rounded down to whole seconds: "2023-01-02 15:04:05 +0000". If the
@@ -99,7 +99,7 @@ class Date {
 /// Writes `description()`.
 TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, Date date);
 
-/// The source of the time of `Date::now()`. Without a replacement it is the system's real-time clock.
+/// The source of the time of `Date::now()`. Without a replacement, the source is the system's real-time clock.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -114,8 +114,8 @@ class TESSALY_EXPORT WallClock {
   virtual ~WallClock();
   [[nodiscard]] virtual Date now() const noexcept = 0;
 
-  /// Replaces the source for a scope, in all threads. Replacements must end in the reverse order of their construction,
-  /// and before the clock that they install.
+  /// Replaces the source for a scope, in all threads. Replacements must end in the reverse order of their construction.
+  /// A clock must outlive the replacement that installs the clock.
   class TESSALY_EXPORT Replacement {
    public:
     explicit Replacement(const WallClock& clock) noexcept;

@@ -25,7 +25,7 @@ class TESSALY_EXPORT DecodingError final : public Error {
   enum class Kind : std::uint8_t { typeMismatch, valueNotFound, keyNotFound, dataCorrupted };
 
   Kind kind;
-  /// The reason, for developers.
+  /// The reason, as a text for developers.
   std::string debugDescription;
 
   DecodingError(Kind kind, std::string debugDescription);

@@ -39,7 +39,7 @@ struct SHA512Digest : DigestBytes<64> {
 
 namespace Insecure {
 
-/// An MD5 digest (RFC 1321). It is only for old formats, because it is not secure.
+/// An MD5 digest (RFC 1321). Use MD5 only for old formats, because MD5 is not secure.
 struct MD5Digest : DigestBytes<16> {
   /// The digest of bytes. Throws `std::bad_alloc` only.
   ///
@@ -65,7 +65,7 @@ class TESSALY_EXPORT DigestState {
  public:
   explicit DigestState(DigestMethod method);
   void update(std::span<const std::uint8_t> bytes);
-  /// Writes the digest, and starts a new one.
+  /// Writes the digest, and starts a new digest.
   void finalize(std::uint8_t* out);
 
  private:
@@ -78,8 +78,8 @@ class TESSALY_EXPORT DigestState {
 
 }  // namespace detail
 
-/// Computes the digest of bytes that arrive in pieces: a `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest`. Uses
-/// at most 1 KiB of memory for any input. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
+/// Computes a `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest` of bytes that arrive in pieces. Any input takes
+/// at most 1 KiB of memory. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -17,7 +17,7 @@
 namespace Tessaly::inline v1 {
 
 /// A path in a tree of lists: a position in the outermost list, a position in the list at that place, and so on. In a
-/// list with sections, the path is the section and the item.
+/// list with sections, the first position is the section, and the second position is the item.
 ///
 /// Paths are compared position by position. A path precedes its extensions.
 ///
@@ -42,7 +42,7 @@ class IndexPath {
     return path;
   }
 
-  /// The second position. Stops the process if the path is shorter.
+  /// The second position. Stops the process if the path has fewer than two positions.
   [[nodiscard]] std::int64_t item() const noexcept { return indexes_[checked(1)]; }
   /// The first position. Stops the process if the path is empty.
   [[nodiscard]] std::int64_t section() const noexcept { return indexes_[checked(0)]; }
@@ -50,7 +50,7 @@ class IndexPath {
   [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(indexes_.size()); }
   [[nodiscard]] bool isEmpty() const noexcept { return indexes_.empty(); }
   [[nodiscard]] std::span<const std::int64_t> indexes() const noexcept TESSALY_LIFETIMEBOUND { return indexes_; }
-  /// The path with a further position.
+  /// The path with a further position at its end.
   [[nodiscard]] IndexPath appending(std::int64_t index) const {
     IndexPath longer = *this;
     longer.indexes_.push_back(index);

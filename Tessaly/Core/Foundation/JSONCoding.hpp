@@ -67,9 +67,9 @@ class Decoder {
 ///     Song song = JSONDecoder::decode<Song>(data);
 class JSONDecoder {
  public:
-  /// The decoder of a text. Throws `DecodingError` if the text is not JSON in UTF-8.
+  /// The decoder for a text. Throws `DecodingError` if the text is not JSON in UTF-8.
   [[nodiscard]] TESSALY_EXPORT static Decoder decoder(const Data& data);
-  /// Decodes a value with its constructor from a `Decoder`.
+  /// Decodes a `Value` by its constructor that takes a `Decoder`.
   template <typename Value>
   [[nodiscard]] static Value decode(const Data& data) {
     return Value(decoder(data));
@@ -98,14 +98,14 @@ class Encoder {
   std::string members_;
 };
 
-/// Serializes JSON without blanks. "/" is escaped.
+/// Serializes values as JSON without blanks between the tokens. "/" is escaped.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     Data text = JSONEncoder::encode(song);
 class JSONEncoder {
  public:
-  /// Encodes a value that has `encode(Encoder&)`.
+  /// Encodes a value that has a member function `encode(Encoder&)`.
   template <typename Value>
   [[nodiscard]] static Data encode(const Value& value) {
     Encoder encoder;

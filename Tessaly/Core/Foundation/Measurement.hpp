@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A unit of amounts of information. Its coefficient is its number of bytes.
+/// A unit of amounts of information. The coefficient of a unit is its number of bytes.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -11,10 +11,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// A mutable sequence without duplicates: an `NSOrderedSet` whose elements can be added, removed and moved.
+/// A mutable sequence without duplicates: an `NSOrderedSet` that can add, remove and move elements.
 ///
 /// Copying a set takes constant time. Both sets share the elements until an element is added or removed. `moveObjects`
-/// and `moveObject` change only the order, which has 4 bytes for each element.
+/// and `moveObject` change only the order, which takes 4 bytes for each element.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -30,10 +30,10 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   NSMutableOrderedSet() noexcept = default;
   explicit NSMutableOrderedSet(const Base& other) noexcept : Base(other) {}
 
-  /// Adds an element at the end. Returns false and does nothing if the set contains an equal one. Amortised
-  /// O(1), or O(n) if another set shares the elements.
+  /// Adds an element at the end. Returns false and does nothing if the set contains an equal element. Amortised O(1),
+  /// or O(n) if another set shares the elements.
   bool add(Element element) { return this->insertIfAbsent(std::move(element), this->count()); }
-  /// Adds an element at an index. Returns false and does nothing if the set contains an equal one. Throws
+  /// Adds an element at an index. Returns false and does nothing if the set contains an equal element. Throws
   /// `std::out_of_range` if the index is not from 0 to `count()`.
   bool insert(Element element, std::int64_t index) {
     checkIndex(index, this->count());
@@ -45,7 +45,7 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     checkIndex(index, this->count() - 1);
     this->eraseAt(index);
   }
-  /// Removes an equal element. Returns false if the set does not contain one.
+  /// Removes the element that equals `element`. Returns false if the set contains no such element.
   bool remove(const Element& element) {
     const std::int64_t index = this->index(element);
     if (index == NSNotFound) return false;
@@ -54,9 +54,9 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   }
   void removeAllObjects() noexcept { this->clear(); }
 
-  /// Removes the elements at the indexes, and inserts them as one block, in their order, at `index`. `index` counts the
-  /// remaining elements only. Throws `std::out_of_range`, and changes nothing, if one of the indexes does not exist, or
-  /// if `index` is not from 0 to the number of remaining elements. O(n).
+  /// Removes the elements at the indexes, and inserts them as one block, in their order, at `index`. The position
+  /// `index` counts the remaining elements only. Throws `std::out_of_range` if one of the indexes does not exist, or if
+  /// `index` is not from 0 to the number of remaining elements. In both cases the set does not change. O(n).
   void moveObjects(const std::set<std::int64_t>& indexes, std::int64_t index) {
     if (!indexes.empty()) {
       checkIndex(*indexes.begin(), this->count() - 1);
@@ -69,7 +69,7 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     auto& order = this->modifyOrder();
     std::vector<std::uint32_t> block;
     block.reserve(indexes.size());
-    // The remaining elements move together, run by run.
+    // Each run of remaining elements moves towards the beginning, into the gap before it.
     auto end = order.begin();
     auto read = order.begin();
     for (const std::int64_t taken : indexes) {
@@ -84,7 +84,8 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     std::ranges::copy(block, place);
   }
 
-  /// Moves one element. `to` is its index after the move. Throws like `moveObjects`.
+  /// Moves one element. `to` is the element's index after the move. Throws `std::out_of_range` if `from` or `to` is not
+  /// the index of an element.
   void moveObject(std::int64_t from, std::int64_t to) {
     checkIndex(from, this->count() - 1);
     checkIndex(to, this->count() - 1);

@@ -71,8 +71,8 @@ class NSNumber {
     return static_cast<float>(integer_);
   }
 
-  /// The number as a value of the type, if the conversion is exact. Booleans are 0 and 1. NaN is exact in both
-  /// precisions. Nothing is truncated, wrapped or rounded.
+  /// The number as a `Value`, if the conversion is exact. Booleans are 0 and 1. NaN is exact in both precisions.
+  /// Nothing is truncated, wrapped or rounded.
   template <typename Value>
     requires std::is_arithmetic_v<Value>
   [[nodiscard]] constexpr std::optional<Value> exactly() const noexcept {

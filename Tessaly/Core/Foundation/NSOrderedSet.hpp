@@ -25,7 +25,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The index of an element that the set does not contain.
+/// The result of `index` for an element that the set does not contain.
 inline constexpr std::int64_t NSNotFound = std::numeric_limits<std::int64_t>::max();
 
 namespace detail {
@@ -134,7 +134,7 @@ class NSOrderedSet {
   using const_iterator = Iterator;
 
   NSOrderedSet() noexcept = default;
-  /// A set of these elements in their order. Of equal elements, the set keeps the first.
+  /// A set of these elements in their order. Of equal elements, the set keeps the first one.
   NSOrderedSet(std::initializer_list<Element> elements) { addAll(elements); }
   template <std::ranges::input_range Elements>
     requires std::convertible_to<std::ranges::range_reference_t<Elements>, Element> &&
@@ -181,7 +181,7 @@ class NSOrderedSet {
   }
 
  protected:
-  /// Adds an element at an index, unless the set contains an equal one. The index must be in range.
+  /// Adds an element at an index, unless the set contains an equal element. The index must be in range.
   bool insertIfAbsent(Element element, std::int64_t index) {
     if (contains(element)) return false;
     Order& order = order_.modify();

@@ -11,13 +11,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// The base of classes whose objects are notified of changes or are made by the name of their class.
+/// The base of classes whose objects receive notifications of changes, or can be made from the name of their class.
 ///
 /// Objects are owned by `std::shared_ptr` and compared by identity. `className()` gives the registered name of a class.
-/// A call registers a class; linking does not. `make` can also register a class of a shared library at its first use.
-/// For this, `make` calls an exported C function, for example "tessaly_register_Studio_Recorder". The name of the
-/// function is "tessaly_register_" and the class name, with an underscore for each character that is not a letter or a
-/// digit.
+/// A call of `registerClass` registers a class. Linking alone does not register it. `make` can also register a class of
+/// a loaded shared library, at the first call for this class. Then `make` calls an exported C function, for example
+/// "tessaly_register_Studio_Recorder". The name of the function is "tessaly_register_" and the class name, with an
+/// underscore for each character that is not a letter or a digit.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///

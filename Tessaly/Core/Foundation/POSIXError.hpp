@@ -12,14 +12,14 @@ namespace Tessaly::inline v1 {
 /// A failed system call: its `errno` in the domain "NSPOSIXErrorDomain".
 ///
 /// The nearest standard facility is `std::system_error`, whose text depends on the process's locale. The text of a
-/// `POSIXError` does not.
+/// `POSIXError` does not depend on the locale.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     if (::mkdir("/proc/none", 0700) != 0) throw POSIXError::last();
 class TESSALY_EXPORT POSIXError final : public Error {
  public:
-  /// The error of an `errno` value. If the system does not know the number, the error has no text.
+  /// The error of an `errno` value. If the system does not know the value, the error has no text.
   explicit POSIXError(int code) noexcept : code_(code) {}
   ~POSIXError() override;
 

@@ -27,8 +27,8 @@ struct OperatingSystemVersion {
   std::int64_t minor = 0;
   std::int64_t patch = 0;
 
-  /// Parses up to three decimal numbers with dots between them. A missing or malformed number is 0, and so are the
-  /// numbers after it.
+  /// Parses up to three decimal numbers with dots between them. Parsing ends at the first unexpected character, or at a
+  /// number of 2^32 or more. The remaining numbers are 0.
   [[nodiscard]] TESSALY_EXPORT static OperatingSystemVersion from(std::string_view text) noexcept;
 
   /// All three numbers: "12.0.0".
@@ -56,14 +56,15 @@ class ProcessInfo {
     std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
   };
 
-  /// The facts of the running process, or their replacement. Made at the first call, never destroyed.
+  /// The facts of the running process, or their replacement. The facts of the process are made at the first call, and
+  /// never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const ProcessInfo& processInfo() noexcept;
 
   /// The facts of the running process, except the overridden ones.
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
   /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements must end in the reverse order of
-  /// their construction, and before the facts that they install.
+  /// their construction. A `ProcessInfo` must outlive the replacement that installs this `ProcessInfo`.
   class Replacement {
    public:
     TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;
@@ -77,13 +78,13 @@ class ProcessInfo {
 
   /// The current environment. O(size of the environment).
   [[nodiscard]] TESSALY_EXPORT std::map<std::string, std::string> environment() const;
-  /// One variable of the environment.
+  /// The value of one environment variable. Absent if the variable is not set.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> environmentValue(const std::string& name) const;
   /// The arguments of the process, the program's name first. Empty if the system does not give them.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> arguments() const;
   /// The path of the executable. Empty if the system does not give it.
   [[nodiscard]] TESSALY_EXPORT std::string executablePath() const;
-  /// The executable's file name, or else the name in the first argument.
+  /// The executable's file name, or else the file name in the first argument.
   [[nodiscard]] TESSALY_EXPORT std::string processName() const;
   [[nodiscard]] TESSALY_EXPORT std::int32_t processIdentifier() const noexcept;
   /// Seconds since the system started, without the time in which the system was suspended.
@@ -94,7 +95,8 @@ class ProcessInfo {
   /// The number of bytes of memory in the machine. 0 if the system does not report it.
   [[nodiscard]] TESSALY_EXPORT std::uint64_t physicalMemory() const noexcept;
   [[nodiscard]] TESSALY_EXPORT std::string hostName() const;
-  /// `VERSION_ID` of the system's os-release file, which is read once. Missing parts are 0.
+  /// The overridden version, or else `VERSION_ID` of the os-release file, which the constructor reads. Missing parts
+  /// are 0.
   [[nodiscard]] TESSALY_EXPORT OperatingSystemVersion operatingSystemVersion() const noexcept;
   /// The version that replaces the running system's version, if any.
   [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept {

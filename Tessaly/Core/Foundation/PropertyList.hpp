@@ -22,12 +22,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value of a property list: a number (boolean, integer or real), text, a date, data, an array of such values, or a
-/// dictionary of such values with text keys.
+/// A value of a property list: a number (boolean, integer or real), a text, a date or data. A value can also be an
+/// array of values, or a dictionary of values with text keys.
 ///
-/// It has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a text or
-/// a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
-/// `PropertyListSerialization`, `description` and the settings store have a limit, `maximumDepth`.
+/// A value has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a
+/// text or a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
+/// `PropertyListSerialization`, `description` and the settings store have the limit `maximumDepth`.
 ///
 /// Prefer a JSON coder if other systems read the result. Property lists are the format of settings.
 ///
@@ -92,8 +92,8 @@ class PropertyList {
     if (kind_ != Kind::date) return std::nullopt;
     return Date::sinceReferenceDate(NSNumber(NSNumber::Kind::double_, payload_.bits).doubleValue());
   }
-  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy lives. The same
-  /// holds for the pointers that `data`, `array`, `dictionary` and `find` return.
+  /// The text, or null if the value is of another kind. The pointer is valid while this value or a copy of it exists.
+  /// The same holds for the pointers that `data`, `array`, `dictionary` and `find` return.
   [[nodiscard]] TESSALY_EXPORT const std::string* text() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Data* data() const noexcept;
   [[nodiscard]] TESSALY_EXPORT const Array* array() const noexcept;
@@ -101,11 +101,11 @@ class PropertyList {
   /// The dictionary's value for a key. Null if the key is missing, or if this value is not a dictionary.
   [[nodiscard]] TESSALY_EXPORT const PropertyList* find(std::string_view key) const noexcept;
 
-  /// The number of nested containers: 0 for a value that is not a container, 1 for an empty container. O(1).
+  /// The number of levels of containers: 0 for a value that is not a container, 1 for an empty container. O(1).
   [[nodiscard]] std::uint32_t depth() const noexcept { return hasBox() ? payload_.box->depth : 0; }
 
   /// Whether kinds and contents are the same to the bit: 5 and 5.0 differ, and so do 0.0 and -0.0. A real of single
-  /// precision is not identical to one of double precision.
+  /// precision is not identical to a real of double precision.
   [[nodiscard]] bool isIdentical(const PropertyList& other) const noexcept {
     return compare(*this, other, Comparison::identical);
   }

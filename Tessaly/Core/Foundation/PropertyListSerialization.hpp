@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 
 /// The format of a serialized property list.
 enum class PropertyListFormat : std::uint8_t {
-  /// XML in UTF-8. Dates are rounded down to seconds. Texts cannot contain most control characters, U+FFFE and U+FFFF.
+  /// XML in UTF-8. Dates are rounded down to seconds. Texts cannot contain U+FFFE, U+FFFF or most control characters.
   xml,
   /// A binary format with a table of offsets. It represents every value exactly.
   binary,
@@ -45,10 +45,10 @@ class TESSALY_EXPORT PropertyListError final : public Error {
 
 /// Parses and serializes property lists in both formats.
 ///
-/// Parsing is safe for arbitrary bytes and throws for malformed bytes. It also throws for a list that is nested deeper
-/// than `PropertyList::maximumDepth` or refers to itself. A binary list may share values. Parsing throws if its number
-/// of values, with each shared value counted once for each reference, exceeds 65,536 and 256 for each byte. If two
-/// entries have the same key, the last one counts.
+/// Parsing is safe for arbitrary bytes and throws for malformed bytes. Parsing also throws for a list that is nested
+/// deeper than `PropertyList::maximumDepth` or refers to itself. A binary list may share values. Its number of values
+/// counts a shared value once for each reference. Parsing throws if this number exceeds 65,536 plus 256 for each byte
+/// of the list. If two entries have the same key, the parser keeps the last entry.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -66,12 +66,13 @@ class PropertyListSerialization {
   [[nodiscard]] TESSALY_EXPORT static Result read(std::span<const std::uint8_t> bytes);
 
   /// Serializes a property list. Throws `PropertyListError` for a value that is nested deeper than
-  /// `PropertyList::maximumDepth`, that the format cannot represent (see `isExact`), or that exceeds 4 GiB in XML.
+  /// `PropertyList::maximumDepth`. In XML, also throws for a text or date that XML cannot represent (see `isExact`),
+  /// and for a result above 4 GiB.
   [[nodiscard]] TESSALY_EXPORT static Data data(const PropertyList& value, PropertyListFormat format);
 
-  /// Whether the value would read back equal. False for a value that is nested deeper than
-  /// `PropertyList::maximumDepth`. Otherwise true for the binary format. XML cannot represent texts with most control
-  /// characters, U+FFFE or U+FFFF, and dates outside the years 1 to 9999. XML rounds dates down to seconds.
+  /// Whether parsing the serialized value gives an equal value. False for a value that is nested deeper than
+  /// `PropertyList::maximumDepth`. Otherwise true for the binary format. XML cannot represent dates outside the years 1
+  /// to 9999, or texts with U+FFFE, U+FFFF or most control characters. XML rounds dates down to seconds.
   [[nodiscard]] TESSALY_EXPORT static bool isExact(const PropertyList& value, PropertyListFormat format) noexcept;
 };
 

@@ -59,7 +59,7 @@ class Range : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const Range&, const Range&) = default;
 
-  /// The range from zero to zero.
+  /// The range from `Bound{}` to `Bound{}`, for example from 0 to 0.
   [[nodiscard]] static constexpr Range zero() { return Range(Bound{}, Bound{}); }
 };
 
@@ -81,7 +81,7 @@ class ClosedRange : public detail::Bounds<Bound> {
   }
   friend constexpr bool operator==(const ClosedRange&, const ClosedRange&) = default;
 
-  /// The range from zero to zero.
+  /// The range from `Bound{}` to `Bound{}`, for example from 0 to 0.
   [[nodiscard]] static constexpr ClosedRange zero() { return ClosedRange(Bound{}, Bound{}); }
 };
 

@@ -41,10 +41,11 @@ class URL {
 
   /// Parses a text. Absent if the text is not a URL.
   ///
-  /// These texts are not URLs: the empty text, a malformed scheme, a port with a character that is not a digit, a
-  /// malformed host in brackets, and a host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter followed
-  /// by letters, digits, `+`, `-` and `.`. The text before the first `:` is a scheme unless one of `/?#[]@` precedes
-  /// the `:`.
+  /// These texts are not URLs: the empty text, a text with a malformed scheme, and a text whose port has a character
+  /// other than a digit. A text is not a URL either if its host has misplaced brackets, or a malformed address in
+  /// brackets. The same holds for a non-ASCII host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter
+  /// followed by letters, digits, `+`, `-` or `.`. The text before the first `:` is a scheme unless one of `/?#[]@`
+  /// precedes the `:`.
   ///
   /// If a component has an invalid character, the whole component is percent-encoded, including each valid `%XX`.
   /// "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b" stays. In the
@@ -53,13 +54,14 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT static std::optional<URL> from(std::string_view text);
 
   /// The `file` URL of a path. Every byte that the path of a URL must not contain is encoded, and so is `%`. A relative
-  /// path is appended to the path of the current directory. Throws `POSIXError` if the system does not give that
+  /// path is appended to the path of the current directory. Throws `POSIXError` if the system does not give the current
   /// directory.
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
   /// A directory in the application's cloud container. Makes the directory if it is missing. Absent if there is no
-  /// container. Include FoundationExtensions/URL+Extensions.hpp.
+  /// container, or if the directory cannot be made. Callers must include
+  /// Tessaly/FoundationExtensions/URL+Extensions.hpp.
   template <typename Definition = detail::UbiquityContainer>
   [[nodiscard]] static std::optional<URL> ubiquityContainer(const std::optional<std::string>& containerIdentifier,
                                                             const std::vector<std::string>& pathComponents = {}) {
@@ -78,7 +80,7 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> password() const;
   /// The host, percent-decoded, without the brackets of an IP literal. Absent if the host is empty.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;
-  /// The port. Absent if the URL has no port, if the port is empty, or if it does not fit in `std::int64_t`.
+  /// The port. Absent if the URL has no port, if the port is empty, or if the port does not fit in `std::int64_t`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::int64_t> port() const;
   /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL "%2F" and "%00"
   /// stay encoded.
@@ -95,21 +97,21 @@ class URL {
   /// Whether the path ends with a slash.
   [[nodiscard]] bool hasDirectoryPath() const noexcept { return encodedPath().ends_with('/'); }
 
-  /// The last component of `path()`: "/" for the root, empty for the empty path.
+  /// The last component of `encodedPath()`, percent-decoded like `path()`: "/" for the root, empty for the empty path.
   [[nodiscard]] TESSALY_EXPORT std::string lastPathComponent() const;
-  /// The text after the last dot of the last component. Empty if the component has no dot, if the last dot is its last
-  /// character, or if only dots precede the last dot.
+  /// The text after the last dot of the last component. Empty if the component has no dot, ends with a dot, or has only
+  /// dots before its last dot.
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
   /// The URL with one component, or several separated by slashes, appended to its path. One slash separates the path
-  /// from the component. An empty path without an authority gets no slash. The component is not encoded yet, so `%`,
+  /// from the component. An empty path without an authority gets no slash. Pass an unencoded component, because `%`,
   /// `?` and `#` are encoded. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL appendingPathComponent(std::string_view component,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath) const;
 
-  /// The URL of the parent directory, with a slash at its end. "./" for a relative path of one component. The root
-  /// stays, and so does an empty path after an authority. Any other empty path becomes "../". "../" is appended to a
-  /// path whose last component is "." or "..". Query and fragment stay.
+  /// The URL of the parent directory, with a slash at the end of its path. A relative path of one component becomes
+  /// "./". The root stays, and so does an empty path after an authority. Any other empty path becomes "../". "../" is
+  /// appended to a path whose last component is "." or "..". Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL deletingLastPathComponent() const;
 
   /// The same as `absoluteString()`.

@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT URLError final : public Error {
  public:
-  /// The reasons of a failure. Their numbers never change.
+  /// The reasons for failures. Their numbers never change.
   enum class Code : std::int32_t {
     unknown = -1,
     cancelled = -999,

@@ -25,10 +25,10 @@ struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hp
 /// A type of files: "a picture", "a PNG picture", "a file with the extension cdg".
 ///
 /// The Shared MIME-info Database of the system and of the user gives the types, their extensions and their supertypes.
-/// `XDG_DATA_HOME`, `HOME` and `XDG_DATA_DIRS` locate the database. It is read at its first use, so types that are
-/// installed later are missing. Some common types exist without the database. The identifier of a declared type is its
-/// uniform type identifier ("public.png"), or else its MIME type ("audio/flac"). An extension without a type gets a
-/// dynamic type, whose identifier ("dyn.a...") encodes the extension.
+/// `XDG_DATA_HOME`, `HOME` and `XDG_DATA_DIRS` locate the database. The database is read at its first use, so types
+/// that are installed later are missing. Some common types exist without the database. The identifier of a declared
+/// type is its uniform type identifier ("public.png"), or else its MIME type ("audio/flac"). An extension without a
+/// type gets a dynamic type, whose identifier ("dyn.a...") encodes the extension.
 ///
 /// Thread contract: thread-compatible. The static functions are thread-safe.
 ///
@@ -36,24 +36,23 @@ struct SharedFileTypes;  // Defined in FoundationExtensions/UTType+Extensions.hp
 ///     if (type && type->conformsTo(UTType::image())) std::cout << *type << '\n';  // public.png
 class UTType {
  public:
-  /// The type with an identifier: a uniform type identifier, a MIME type of the database, or the identifier of a
-  /// dynamic type. Absent for other texts.
+  /// The type with an identifier: a known uniform type identifier, a known MIME type, or the identifier of a dynamic
+  /// type. Absent for other texts.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> from(std::string_view identifier);
   /// The most likely type of files with the extension, among the types that conform to `conformingTo`. If no type
-  /// conforms, the result is a dynamic type. Absent if no name can have the extension: an extension must not be empty,
-  /// or contain "/" or NUL.
+  /// conforms, the result is a dynamic type. Absent if the extension is empty, or contains "/" or NUL.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromFilenameExtension(std::string_view extension,
                                                                                   const UTType& conformingTo = data());
-  /// The type of a MIME type or of an alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
+  /// The type with this MIME type or alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
   /// the database lacks becomes a type with the MIME type as its identifier.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
-  /// The type of a file by its name and contents, in the order that the database's specification recommends. The name
+  /// The type of a file by its name and contents, in the recommended order of the Shared MIME-info Database. The name
   /// decides if exactly one type has such names. If several types have such names, the contents choose among these
   /// types. If no type has such names, the contents decide alone. At most the first 64 KiB of the contents count.
   [[nodiscard]] TESSALY_EXPORT static UTType ofContents(std::string_view fileName,
                                                         std::span<const std::uint8_t> contents);
   /// The type of a file, a directory or a device. Reads the contents of a file only if its name does not decide.
-  /// Follows symbolic links. Throws `POSIXError` if `stat` fails, for example because the file does not exist, and
+  /// Follows symbolic links. Throws `POSIXError` if `stat` fails, for example because the file does not exist. Throws
   /// `URLError` (`unsupportedURL`) if the URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static UTType ofFile(const URL& file);
 
@@ -70,16 +69,16 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT static UTType movie();
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
-  // The next three functions need FoundationExtensions/UTType+Extensions.hpp. The first use makes the type and keeps
-  // it. The process stops if the database lacks the type.
+  // Callers of the next three functions must include Tessaly/FoundationExtensions/UTType+Extensions.hpp. The first use
+  // makes the type and keeps it. If the database lacks the type, the result is a dynamic type.
 
-  /// Tables with commas: the type of the extension "csv" that conforms to `text`.
+  /// Tables of comma-separated values: the type of the extension "csv" that conforms to `text`.
   template <typename Definition = detail::SharedFileTypes>
   [[nodiscard]] static const UTType& csv() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");
     return Definition::csv();
   }
-  /// Sung words with pictures: the type of the extension "cdg".
+  /// Karaoke graphics: the type of the extension "cdg".
   template <typename Definition = detail::SharedFileTypes>
   [[nodiscard]] static const UTType& cdg() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");

@@ -13,8 +13,8 @@
 namespace Tessaly::inline v1 {
 
 /// A handle on an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
-/// share the lock by a reference count. A moved-from handle has no lock: a call that locks or unlocks it stops the
-/// process.
+/// share the lock by a reference count. A moved-from handle has no lock: a call that locks or unlocks such a handle
+/// stops the process.
 ///
 /// Prefer `Mutex` for a guarded value, and `UnfairLock` as the member of an object that never moves.
 ///
@@ -28,7 +28,7 @@ class OSAllocatedUnfairLock;
 template <>
 class OSAllocatedUnfairLock<void> {
  public:
-  /// A new, unlocked lock. Allocates it.
+  /// Allocates a new, unlocked lock.
   OSAllocatedUnfairLock() : cell_(new Cell) {}
   OSAllocatedUnfairLock(const OSAllocatedUnfairLock& other) noexcept : cell_(other.cell_) {
     if (cell_ != nullptr) cell_->references.fetch_add(1, std::memory_order_relaxed);
@@ -59,7 +59,7 @@ class OSAllocatedUnfairLock<void> {
     return std::forward<Body>(body)();
   }
 
-  /// Whether both handles share one lock.
+  /// Whether both handles share one lock, or neither has a lock.
   friend bool operator==(const OSAllocatedUnfairLock&, const OSAllocatedUnfairLock&) noexcept = default;
 
  private:

@@ -13,17 +13,17 @@ namespace Tessaly::inline v1 {
 
 /// A non-recursive lock in one 32-bit word: the owner's thread identifier, and a bit for waiters.
 ///
-/// Taking a free lock costs one atomic operation, and so does releasing a lock without waiters. Neither makes a system
-/// call, except that a thread's first lock may get the thread's identifier. A waiting thread spins for at most 100
-/// pauses and then sleeps in a futex. The futex is described by Franke, Russell and Kirkwood (Fuss, Futexes and
-/// Furwocks, 2002), and the states of the word by Drepper (Futexes Are Tricky, 2011). The lock guarantees no order of
-/// waiters and has no priority inheritance. Locking it again on the owning thread, or unlocking it on another, stops
-/// the process. Prefer `Mutex`, which keeps the guarded value out of reach without the lock.
+/// Taking a free lock costs one atomic operation, and so does releasing a lock without waiters. Neither operation makes
+/// a system call, unless the thread needs its identifier for the first time. A waiting thread spins for at most 100
+/// processor pauses and then sleeps in a futex. The futex is described by Franke, Russell and Kirkwood (Fuss, Futexes
+/// and Furwocks, 2002), and the states of the word by Drepper (Futexes Are Tricky, 2011). The lock guarantees no order
+/// of waiters and has no priority inheritance. Locking it again on the owning thread, or unlocking it on another
+/// thread, stops the process. Prefer `Mutex`, which gives access to the guarded value only while the lock is held.
 ///
-/// The nearest standard facility is `std::mutex`. It has 40 bytes on x86-64, and locking it twice is undefined
-/// behaviour.
+/// The nearest standard facility is `std::mutex`. It has 40 bytes on x86-64, and locking it twice on one thread is
+/// undefined behaviour.
 ///
-/// Thread contract: thread-safe. Must be unlocked when destroyed.
+/// Thread contract: thread-safe. A lock must be unlocked when it is destroyed.
 ///
 ///     UnfairLock lock;
 ///     {
@@ -46,7 +46,8 @@ class TESSALY_CAPABILITY("lock") UnfairLock {
     }
   }
 
-  /// Takes the lock if it is free. Never waits. Does not stop the process if this thread owns the lock already.
+  /// Takes the lock if it is free. Never waits. If this thread owns the lock already, returns false and does not stop
+  /// the process.
   [[nodiscard]] bool lockIfAvailable() noexcept TESSALY_TRY_ACQUIRE(true) {
     std::uint32_t expected = 0;
     return word_.compare_exchange_strong(expected, currentThreadIdentifier(), std::memory_order_acquire,

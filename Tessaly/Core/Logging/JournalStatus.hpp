@@ -10,9 +10,10 @@ namespace Tessaly::inline v1 {
 
 /// Whether records reach the system's journal, and the reason if they do not.
 enum class JournalState : std::uint8_t {
-  /// No record was written yet, so the library has not looked for a journal.
+  /// No record has been written yet, so the library has not looked for a journal.
   notTried,
-  /// The journal's socket does not exist. While records arrive or wait, the library looks for it again every second.
+  /// The journal's socket does not exist. A new record makes the library look for the socket again, at most once a
+  /// second. If the socket existed before, the library also looks for it every second while records wait.
   socketMissing,
   /// Records are sent.
   sending,
@@ -20,7 +21,7 @@ enum class JournalState : std::uint8_t {
   refused,
   /// The journal has not answered the sending of a record for more than two seconds.
   notAnswering,
-  /// This process is the child of a fork that happened after the library had started threads: nothing is sent.
+  /// This process is the child of a fork that happened after the library had started threads. It sends nothing.
   forkedChild
 };
 

@@ -34,22 +34,23 @@ class TESSALY_EXPORT LogBackend {
   LogBackend& operator=(const LogBackend&) = delete;
   virtual ~LogBackend();
 
-  /// Takes one record of an enabled type. An implementation must copy the parts that it keeps, and must not write
-  /// records itself.
+  /// Takes one record of an enabled type, or one enabled signpost. An implementation must copy the parts that it keeps,
+  /// and must not write records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until the records written so far have left the process, for at most `limit`.
+  /// Waits until the backend has tried to pass on the records written so far, for at most `limit`. The default
+  /// implementation does nothing.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
   /// The store of this process's records, or null if the backend keeps none. The store lives as long as the process.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;
 
-  /// See `LogConfiguration::setStandardErrorOutput`. Does nothing if the backend does not support it.
+  /// See `LogConfiguration::setStandardErrorOutput`. Does nothing if the backend does not support this setting.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept;
   /// The state of the connection to the journal: `notTried` for a backend without a journal.
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept;
 
   /// The backend in use.
   [[nodiscard]] static LogBackend& current() noexcept;
-  /// The system's backend, even while another one is installed.
+  /// The system's backend, even while another backend is installed.
   [[nodiscard]] static LogBackend& system() noexcept;
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<LogBackend>& installed() noexcept;

@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The settings of the log that a host may change at any time. The log reads no file and no environment variable.
+/// The settings of the log. A host may change all of them at any time, except the capacity of the store. The log reads
+/// no file and no environment variable.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -31,26 +32,27 @@ TESSALY_EXPORT void setSignpostsEnabled(const OSLog& log, LogSwitch state) noexc
 /// Removes every setting that was made for one log.
 TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
 
-/// Sets whether later records show private arguments instead of `<private>`. At first they do not. The setting is meant
-/// for developers on their own machine.
+/// Sets whether later records show private arguments instead of `<private>`. At first records do not show them. The
+/// setting is meant for developers on their own machine.
 TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 
 /// Sets whether records also go to standard error, with times in UTC. At first they do not. Each record begins a line.
-/// Further lines of its message are indented. The lines go to the file that standard error leads to at the time of this
-/// call, even if the host redirects standard error later. If standard error is closed during this call, the lines are
+/// Further lines of its message are indented. The lines go to the file that standard error refers to during this call,
+/// even if the host redirects standard error later. If standard error is closed during this call, the lines are
 /// discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
-/// Sets the number of bytes of records that the process keeps for reading back: 1 MiB unless set. The number is rounded
-/// down to a power of two, and is at least 4 KiB. Returns false and changes nothing once the store exists. The first
-/// record makes the store, and so does an earlier call of `setStandardErrorOutput`, `journalStatus` or `flush`.
+/// Sets the number of bytes of records that the process keeps for reading back. The default is 1 MiB. The number is
+/// rounded down to a power of two, and is at least 4 KiB. Returns false and changes nothing once the store exists. The
+/// first record makes the store, and so does an earlier call of `setStandardErrorOutput`, `journalStatus`, `flush` or
+/// `OSLogStore::currentProcess`.
 TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 
 /// The state of the connection to the journal, and the reason if records do not reach it.
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
-/// Waits until the records written so far have left the process, for at most `limit`. The library itself does so at
-/// exit and before `fatalError` aborts, for at most 1 s.
+/// Waits until the library has tried to pass on the records written so far, for at most `limit`. The library itself
+/// flushes the system's backend at exit and before `fatalError` aborts, for at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

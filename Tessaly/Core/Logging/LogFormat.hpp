@@ -17,13 +17,14 @@ namespace Tessaly::inline v1 {
 /// Whether an argument of a record may leave the process unredacted.
 enum class LogPrivacy : std::uint8_t { public_, private_ };
 
-/// The place in the source that wrote a record. The texts are empty and the line is 0 if the place is unknown.
+/// The place in the source code at which a record is written. The texts are empty and the line is 0 if the place is
+/// unknown.
 struct LogLocation {
   const char* file = "";
   const char* function = "";
   unsigned line = 0;
 
-  /// The place of the call. As a default argument it gives the place of the call that omits the argument.
+  /// The place of the call. As a default argument, this function gives the place of the call that omits the argument.
   [[nodiscard]] static constexpr LogLocation here(const char* file = __builtin_FILE(),
                                                   const char* function = __builtin_FUNCTION(),
                                                   unsigned line = __builtin_LINE()) noexcept {
@@ -46,7 +47,7 @@ inline constexpr LogArgumentKind logArgumentKind =
     : std::is_signed_v<Argument>                           ? LogArgumentKind::signedInteger
                                                            : LogArgumentKind::unsignedInteger;
 
-/// One "%..." of a format.
+/// One placeholder of a format, such as "%d" or "%%".
 struct LogPlaceholder {
   std::uint32_t begin = 0;
   std::uint32_t end = 0;
@@ -54,8 +55,8 @@ struct LogPlaceholder {
   LogPrivacy privacy = LogPrivacy::public_;
 };
 
-/// The first placeholder at or after `from`. Without a further placeholder, the result's `begin` is the format's
-/// length.
+/// The first placeholder at or after `from`. If there is no placeholder, `begin` and `end` of the result are the
+/// format's length.
 constexpr LogPlaceholder nextLogPlaceholder(std::string_view format, std::size_t from) noexcept {
   LogPlaceholder found;
   found.begin = found.end = static_cast<std::uint32_t>(std::min(format.find('%', from), format.size()));
@@ -87,8 +88,8 @@ constexpr bool acceptsLogArgument(char conversion, LogArgumentKind kind) noexcep
   }
 }
 
-// These functions are not `constexpr` on purpose. The compiler's error names the function that a constant expression
-// calls.
+// These functions are deliberately not `constexpr`. If a constant expression calls one of them, the compiler's error
+// names the called function.
 inline void formatOfLogRecordDoesNotFitItsArguments() {}
 inline void placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for_every_integer() {}
 
@@ -100,10 +101,11 @@ inline constexpr std::size_t maximumLogArguments = 8;
 /// The format of a record, and the place of the call. The compiler checks the literal's placeholders against the
 /// arguments.
 ///
-/// Placeholders are `%s` for text, `%d` and `%x` for integers of any size, `%f` for floating point, `%%` for a percent
-/// sign. There are no length letters such as in `%lu`. A `bool` takes `%d` and is written as 0 or 1. `%{public}s` and
-/// `%{private}s` say whether the argument may be shown. Without a mark, a text is private and a number is public. The
-/// nearest standard facility is `std::format_string`, which has no marks for privacy.
+/// Placeholders are `%s` for text, `%d` and `%x` for integers of at most 64 bits, and `%f` for floating point. `%%`
+/// writes a percent sign. There are no length letters, such as the `l` in `%lu`. A `bool` takes an integer's
+/// placeholder and is written as 0 or 1. The marks in `%{public}s` and `%{private}s` say whether the argument may be
+/// shown. Without a mark, a text is private and a number is public. The nearest standard facility is
+/// `std::format_string`, which has no marks for privacy.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -50,20 +50,20 @@ struct TESSALY_EXPORT LogRecord {
   std::uint32_t threadIdentifier = 0;
   std::string_view format;
   std::span<const LogArgument> arguments;
-  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer has not
-  /// found them.
+  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer of the
+  /// record did not parse the format.
   std::span<const detail::LogPlaceholder> placeholders;
   LogLocation location;
   std::optional<LogSignpost> signpost;
 
-  /// A record with the present time, process and thread.
+  /// A record with the current time, process and thread.
   [[nodiscard]] static LogRecord make(const OSLog& log, OSLogType type) noexcept;
 
   /// The format with its placeholders replaced. Private arguments become `<private>` unless
   /// `LogConfiguration::setPrivateDataShown` is on. The message is always well-formed UTF-8: U+FFFD replaces each
   /// ill-formed sequence of the format and the arguments. Allocates.
   [[nodiscard]] std::string composedMessage() const;
-  /// An upper bound of the number of bytes that `compose` would write without a limit.
+  /// An upper bound of the number of bytes that `compose` writes if `limit` is large enough.
   [[nodiscard]] std::size_t composedLengthLimit() const noexcept;
   /// Writes at most `limit` bytes of the composed message, and returns the number of bytes written. If `limit` is at
   /// least 3, a message that was cut ends with "…" and is still well-formed UTF-8.
@@ -114,8 +114,8 @@ struct LogCall {
   std::string_view format;
   LogLocation location;
   std::span<const RawLogArgument> arguments;
-  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer has not
-  /// found them.
+  /// The placeholders of the format, one for each argument. Empty if the format contains `%%`, or if the writer of the
+  /// record did not parse the format.
   std::span<const LogPlaceholder> placeholders;
 };
 

@@ -54,7 +54,7 @@ class TESSALY_EXPORT LogChunk {
   [[nodiscard]] std::optional<StoredLogRecord> next() noexcept;
   /// The position before the record that `next` will return.
   [[nodiscard]] LogCursor cursor() const noexcept;
-  /// The number of records that were evicted unread between the last chunk of the same cursor and this chunk.
+  /// The number of records that were evicted unread between the previous chunk of the same cursor and this chunk.
   [[nodiscard]] std::uint64_t lostRecords() const noexcept { return lostRecords_; }
 
  private:
@@ -96,7 +96,7 @@ class TESSALY_EXPORT LogRing {
   /// The number of bytes of the block that records take up.
   [[nodiscard]] std::size_t usedBytes() const noexcept;
 
-  /// Whether the lock could be taken in one of 100 attempts. False if the calling thread itself holds it.
+  /// Whether the lock could be taken in one of 100 attempts. False if the calling thread itself holds the lock.
   [[nodiscard]] bool isLockObtainable() const noexcept TESSALY_EXCLUDES(lock_);
   /// Makes the ring usable in the child of a fork, even if a thread of the parent held the lock. The ring does not
   /// contain half-written records.

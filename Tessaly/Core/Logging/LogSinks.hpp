@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 
 class LogRing;
 
-/// The destinations of records beside the store of the process: on Linux the journal and standard error.
+/// The destinations of records other than the store of the process: on Linux, the journal and standard error.
 ///
-/// The system's log backend pushes every record to `write`, after the store has it.
+/// The system's log backend passes every record to `write` after the store has taken the record.
 ///
 /// Thread contract: thread-safe. The sinks of the backend in use are never destroyed.
 ///
@@ -31,7 +31,7 @@ class TESSALY_EXPORT LogSinks {
 
   /// Passes on a record that the ring already contains. An implementation must not write records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until the records passed so far have left the process, for at most `limit`.
+  /// Waits until the sinks have tried to pass on the records taken so far, for at most `limit`.
   virtual void flush(std::chrono::nanoseconds limit) noexcept = 0;
   /// See `LogConfiguration::setStandardErrorOutput`.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;

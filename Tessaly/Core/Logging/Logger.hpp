@@ -20,11 +20,13 @@ struct MainBundleLogger;  // Defined in FoundationExtensions/Logger+Extensions.h
 /// Writes records to one log.
 ///
 /// A record has a literal format and up to eight arguments. Text arguments are private unless the format marks them
-/// `%{public}s`. By default, a private argument is written as `<private>`. A call of a disabled type costs one load and
-/// a branch, and makes no text. Unlike with most logging libraries, a host sets up nothing and rotates no file.
-/// `LogConfiguration` has the settings that a host may change. A log call never throws, never fails and keeps `errno`.
+/// `%{public}s`. By default, a private argument is written as `<private>`. A call with a disabled type costs one load
+/// and a branch, and makes no text. Unlike with most logging libraries, a host sets up nothing and rotates no file.
+/// `LogConfiguration` has the settings that a host may change. A log call never throws, reports no failure and keeps
+/// `errno`.
 ///
-/// The store of this process keeps at most 32 KiB of a message. A longer message is cut and ends with "…".
+/// The store of this process keeps at most 32 KiB of a message, or an eighth of the store's capacity if that is less. A
+/// longer message is cut and ends with "…".
 ///
 /// Thread contract: thread-safe.
 ///
@@ -43,7 +45,7 @@ class Logger {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// A logger whose category is the unqualified name of the type. Its subsystem is formed as by the other `make`.
+  /// A logger whose category is the unqualified name of the type. The subsystem is formed as in the other `make`.
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
@@ -83,7 +85,7 @@ class Logger {
   void notice(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::default_, format, arguments...);
   }
-  /// Writes a record of type `error`: the log has no type for warnings.
+  /// Writes a record of type `error`, because the log has no type for warnings.
   template <detail::LogArgumentType... Arguments>
   void warning(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::error, format, arguments...);

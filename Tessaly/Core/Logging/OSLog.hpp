@@ -44,7 +44,7 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 /// All handles of one pair of subsystem and category share one log. The log is made at the first use of the pair and
 /// lives until the process ends, so a host must use a bounded number of pairs. Copying a handle copies a pointer. Types
 /// `default_`, `error` and `fault` and signposts are enabled at first; `info` and `debug` are not. `LogConfiguration`
-/// changes that for the process or for one log.
+/// changes these defaults for the process or for one log.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -65,8 +65,8 @@ class OSLog {
     std::string_view rawValue_;
   };
 
-  /// The log of this pair. If the names are well-formed UTF-8, only the first use of a pair allocates. U+FFFD replaces
-  /// ill-formed UTF-8 in the names.
+  /// A handle on the log of this pair. If the names are well-formed UTF-8, only the first use of a pair allocates.
+  /// U+FFFD replaces ill-formed UTF-8 in the names.
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 
@@ -81,16 +81,16 @@ class OSLog {
   [[nodiscard]] const std::string& subsystem() const noexcept { return identity_->subsystem; }
   [[nodiscard]] const std::string& category() const noexcept { return identity_->category; }
 
-  /// Whether records of this type are written. One relaxed load.
+  /// Whether records of this type are written. Costs one relaxed load.
   [[nodiscard]] bool isEnabled(OSLogType type) const noexcept {
     return (identity_->enabled.load(std::memory_order_relaxed) & detail::logTypeBit(type)) != 0;
   }
-  /// Whether signposts are written. One relaxed load.
+  /// Whether signposts are written. Costs one relaxed load.
   [[nodiscard]] bool areSignpostsEnabled() const noexcept {
     return (identity_->enabled.load(std::memory_order_relaxed) & detail::signpostBit) != 0;
   }
 
-  /// Whether both are handles on the same log.
+  /// Whether both handles refer to the same log.
   friend bool operator==(const OSLog&, const OSLog&) noexcept = default;
 
  private:

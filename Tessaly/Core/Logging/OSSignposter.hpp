@@ -28,7 +28,7 @@ class OSSignpostID {
   [[nodiscard]] constexpr std::uint64_t rawValue() const noexcept { return rawValue_; }
   friend constexpr bool operator==(OSSignpostID, OSSignpostID) noexcept = default;
 
-  /// The identifier for a name with at most one running interval.
+  /// The identifier for a name with at most one running interval at a time.
   static const OSSignpostID exclusive;
 
  private:
@@ -67,7 +67,7 @@ class OSSignpostIntervalState {
 /// which evicts them like records. They do not reach the journal or standard error. If signposts are disabled for the
 /// log, each call costs one load and a branch.
 ///
-/// Names are literals, and short, because tools show them as column headings.
+/// Use short literals as names, because tools show the names as column headings.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -97,7 +97,7 @@ class TESSALY_EXPORT OSSignposter {
     if (isOpen) detail::writeSignpost(log_, {LogSignpostKind::begin, id.rawValue(), name});
     return {id, isOpen};
   }
-  /// Marks the end of an interval whose beginning was marked.
+  /// Marks the end of an interval. Does nothing if the beginning was not marked, or if the end is marked already.
   void endInterval(std::string_view name, OSSignpostIntervalState& state) const noexcept {
     if (!std::exchange(state.isOpen_, false)) return;
     detail::writeSignpost(log_, {LogSignpostKind::end, state.id_.rawValue(), name});
@@ -107,8 +107,8 @@ class TESSALY_EXPORT OSSignposter {
     if (isEnabled()) detail::writeSignpost(log_, {LogSignpostKind::event, id.rawValue(), name});
   }
 
-  /// Calls the body within an interval and returns its result. An exception of the body ends the interval and reaches
-  /// the caller.
+  /// Calls the body within an interval and returns the body's result. An exception of the body ends the interval and
+  /// reaches the caller.
   template <typename Body>
   decltype(auto) withIntervalSignpost(std::string_view name, OSSignpostID id, Body&& body) const {
     static_assert(!isAsync<std::remove_cvref_t<std::invoke_result_t<Body>>>,

@@ -25,7 +25,7 @@ struct TESSALY_EXPORT LogEntry {
   /// The importance of an entry, as a number.
   enum class Level : std::int32_t { undefined = 0, debug = 1, info = 2, notice = 3, error = 4, fault = 5 };
 
-  /// A mark on a timeline. The entry is not a message.
+  /// A mark on a timeline. An entry with a signpost is not a message.
   struct Signpost {
     LogSignpostKind kind = LogSignpostKind::event;
     std::uint64_t id = 0;
@@ -47,7 +47,7 @@ struct TESSALY_EXPORT LogEntry {
 };
 
 /// The newest records of this process, in a block of memory of fixed size. The default of 1 MiB holds about 8,000
-/// records of ordinary length. New records evict the oldest ones, independent of their types.
+/// records of ordinary length. New records evict the oldest ones, whatever their types are.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -70,10 +70,10 @@ class TESSALY_EXPORT ProcessLogStore {
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return ring_.capacityInBytes(); }
   [[nodiscard]] std::size_t usedBytes() const noexcept { return ring_.usedBytes(); }
-  /// The number of records that were evicted so far.
+  /// The number of records that have been evicted so far.
   [[nodiscard]] std::uint64_t evictedRecords() const noexcept { return ring_.begin().sequence; }
 
-  /// The block itself, for backends that pass its records on.
+  /// The ring that contains the records, for backends that pass the records on.
   [[nodiscard]] LogRing& ring() noexcept { return ring_; }
 
  private:

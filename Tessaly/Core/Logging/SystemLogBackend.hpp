@@ -20,8 +20,8 @@ namespace Tessaly::inline v1 {
 ///     LogBackend& backend = SystemLogBackend::shared();
 class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
  public:
-  /// The backend of this process. It is made at first use and never destroyed. Stops the process if the memory does not
-  /// suffice for its store.
+  /// The backend of this process. It is made at first use and never destroyed. Stops the process if there is not enough
+  /// memory for the store.
   [[nodiscard]] static SystemLogBackend& shared() noexcept;
   /// See `LogConfiguration::setStoreCapacity`.
   static bool setStoreCapacity(std::size_t bytes) noexcept;

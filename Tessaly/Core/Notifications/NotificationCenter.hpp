@@ -30,7 +30,7 @@ struct Notification {
   std::map<std::string, std::any> userInfo = {};
 };
 
-/// A notification centre notifies observers of events by name. Sender and observer need not know each other.
+/// A centre that passes notifications of named events to observers. Sender and observer need not know each other.
 ///
 /// Observers are called on the posting thread, in the order in which they were added. No lock is held, so an observer
 /// may post, and may add and remove observers. The nearest facilities are Qt's signals and `boost::signals2`, with
@@ -67,13 +67,13 @@ class TESSALY_EXPORT NotificationCenter {
   /// nothing.
   void removeObserver(Token token);
 
-  /// Calls the observers of the notification, in order: those that existed when `post` began. Skips an observer that
-  /// was removed before its turn.
+  /// Calls the notification's observers that existed when `post` began, in the order in which they were added. Skips an
+  /// observer that is removed before its call.
   void post(const Notification& notification) const;
 
   class Notifications;
-  /// The sequence of the notifications with this name that are posted from now on. They concern this object. With a
-  /// null object, they may concern any object or none.
+  /// The sequence of the notifications that are posted from now on with this name and about this object. With a null
+  /// object, the sequence has the notifications about all objects, and those without an object.
   [[nodiscard]] Notifications notifications(std::string name, const std::shared_ptr<Object>& object = nullptr);
 
  private:
@@ -87,8 +87,8 @@ class TESSALY_EXPORT NotificationCenter {
 };
 
 /// The sequence of the notifications that a notification centre posts after the sequence was made. The buffer is
-/// unbounded. The sequence ends when the consuming task is cancelled, or when the last copy and the last iterator of
-/// the sequence are destroyed. The iterators share the notifications: each notification goes to one of them.
+/// unbounded. The sequence ends when a consuming task is cancelled, or when the last copy and the last iterator of the
+/// sequence are destroyed. The iterators share the notifications: each notification goes to one of them.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

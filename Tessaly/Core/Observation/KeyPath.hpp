@@ -206,7 +206,7 @@ class KeyPath : public AnyKeyPath {
   using Root = RootType;
   using Value = ValueType;
 
-  /// For the library: use `keyPath`.
+  /// For the library. Other code uses `keyPath`.
   explicit constexpr KeyPath(const detail::KeyPathRecord<Root, Value>& record) noexcept : AnyKeyPath(record) {}
 
   /// The property's value on an object. A read through a key path is recorded like any other read.
@@ -220,7 +220,7 @@ class KeyPath : public AnyKeyPath {
   {
     return read(root);
   }
-  /// Records a read of the property without copying its value.
+  /// Records a read of the property without copying its value. Calls the function of a computed property.
   void access(const Root& root) const { record().access(root); }
 
  private:

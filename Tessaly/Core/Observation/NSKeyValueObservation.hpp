@@ -26,7 +26,7 @@ enum class NSKeyValueObservingOptions : std::uint8_t {
   /// The previous value, with each change.
   old = 2,
   /// An initial record, before `observe` returns. If another thread changes a `Property` at that moment, that thread
-  /// may make the initial record later.
+  /// may deliver the initial record later.
   initial = 4,
 };
 
@@ -34,7 +34,7 @@ enum class NSKeyValueObservingOptions : std::uint8_t {
                                                              NSKeyValueObservingOptions right) noexcept {
   return static_cast<NSKeyValueObservingOptions>(static_cast<unsigned>(left) | static_cast<unsigned>(right));
 }
-/// Whether the set has all of the given values.
+/// Whether the set has all the given options.
 [[nodiscard]] constexpr bool contains(NSKeyValueObservingOptions set, NSKeyValueObservingOptions options) noexcept {
   return (static_cast<unsigned>(set) & static_cast<unsigned>(options)) == static_cast<unsigned>(options);
 }
@@ -69,7 +69,7 @@ class NSKeyValueObservation {
  public:
   /// Observes nothing.
   NSKeyValueObservation() noexcept = default;
-  /// For the library: use `observe`.
+  /// For the library. Other code uses `observe`.
   explicit NSKeyValueObservation(Retained<detail::Observer> observer) noexcept : observer_(std::move(observer)) {}
   NSKeyValueObservation(NSKeyValueObservation&&) noexcept = default;
   NSKeyValueObservation& operator=(NSKeyValueObservation&& other) noexcept {
@@ -217,8 +217,8 @@ class ComputedPropertyObserver final : public ComputedObserver {
 /// observation without a call.
 ///
 /// The property is a `Property`, or a member function computes it from properties. A computed property changes with any
-/// of those properties, and its function is called on the changing thread. Each assignment is a change, even of an
-/// equal value. A plain data member never reports a change.
+/// of those properties, and its function is called on the changing thread. An assignment of an equal value is a change
+/// too. A plain data member never reports a change.
 ///
 /// An exception of the handler stops the process.
 ///

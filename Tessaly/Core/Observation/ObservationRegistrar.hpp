@@ -46,7 +46,7 @@ class ObservationRegistrar {
     if (first_.load(std::memory_order_acquire) != nullptr) endAll();
   }
 
-  /// Records a read of the property if this thread is tracking. Call it before reading the value.
+  /// Records a read of the property if this thread is tracking. Call this function before reading the value.
   template <typename Root, typename Value>
   void access(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const {
     static_cast<void>(subject);

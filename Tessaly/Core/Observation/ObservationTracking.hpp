@@ -23,7 +23,8 @@ void installTracking(AccessList& accesses, OnChange onChange) {
   tracking->install(accesses);
 }
 
-/// `installTracking` for a caller that may cancel the tracking. Returns the tracking, or null if the list is empty.
+/// Like `installTracking`, for a caller that may cancel the tracking. Returns the tracking, or null if the list is
+/// empty.
 template <typename OnChange>
 [[nodiscard]] Retained<Tracking> installCancellableTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return {};
@@ -35,16 +36,16 @@ template <typename OnChange>
 
 }  // namespace detail
 
-/// Calls `apply`, returns its result, and calls `onChange` once, when any of the observable properties that `apply`
-/// read is about to change.
+/// Calls `apply` and returns its result. Calls `onChange` once, when any observable property that `apply` read is about
+/// to change.
 ///
 /// Only the reads on this thread during `apply` are tracked. Without such a read, `onChange` is destroyed and never
 /// called. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still
-/// be read. Each assignment counts as a change, even of an equal value. The end of an object counts too. To observe
-/// further changes, track again. Several changes before the new tracking count as one. A change by another thread while
-/// `apply` runs is not lost: `onChange` is called before this function returns. If that change is still running,
-/// `onChange` is called after the end of the change. So a handler that tracks again during a change is called again
-/// after that change. Changes that `apply` itself makes do not count.
+/// be read. An assignment of an equal value counts as a change, and so does the end of an object. To observe further
+/// changes, track again. Several changes before the new tracking count as one. A change by another thread while `apply`
+/// runs is not lost: `onChange` is called before this function returns. If that change is still running, `onChange` is
+/// called after the end of the change. So a handler that tracks again during a change is called again after that
+/// change. Changes that `apply` itself makes do not count.
 ///
 /// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
 /// `onChange` are not tracked.

@@ -42,17 +42,18 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 ///     player.queue.modify([](auto& queue) { queue.push_back("Green"); });
 ///     for (const std::string& title : player.queue) show(title);
 ///
-/// `withObservationTracking`, `observe`, `Observations` and key-path monitors work on it without further declarations.
-/// A member function that computes its result from properties is observable too. The nearest standard facility is a
-/// plain member. Use a plain member for a value without observers.
+/// `withObservationTracking`, `observe`, `Observations` and key-path monitors work on a property without further
+/// declarations. A member function that computes its result from properties is observable too. The nearest standard
+/// facility is a plain member. Use a plain member for a value without observers.
 ///
 /// Reading gives a const reference, which is valid until the next assignment. `value()` is the named form of a read.
 /// `->` accesses the members of the value, or of the object that the value points to. Every assignment is announced,
-/// even of an equal value. A copy has the value but not the observers. The end of the property counts as a last change.
+/// even if the new value is equal to the old value. A copy has the value but not the observers. The end of the property
+/// counts as a last change.
 ///
-/// A property takes one pointer beside its value. Until the first tracked read, a read costs one load more than for a
-/// plain member, and a write costs two loads more. The first tracked read allocates 40 bytes. The property keeps them
-/// until it ends.
+/// A property takes one pointer in addition to its value. Until the first tracked read, a read costs one load more than
+/// a read of a plain member. A write costs two loads more than a write of a plain member. The first tracked read
+/// allocates 40 bytes. The property keeps these bytes until it ends.
 ///
 /// Thread contract: thread-compatible. Threads that share the value need an isolation or a lock, as for any member.
 /// Observers may be added, removed and called on any thread.
@@ -119,7 +120,7 @@ class Property {
     return std::ranges::end(value());
   }
 
-  /// Assigns a value. Handlers of trackings are called before the change, and observers of the new value after it.
+  /// Assigns a value. Calls the handlers of trackings before the change, and the observers after the change.
   template <typename Argument = Value>
     requires(std::is_assignable_v<Value&, Argument> && !std::same_as<std::remove_cvref_t<Argument>, Property>)
   Property& operator=(Argument&& value) {
@@ -130,8 +131,8 @@ class Property {
   }
   void setValue(Value value) { *this = std::move(value); }
 
-  /// Calls the body to change the value in place. This counts as one change, which is announced even if the body
-  /// throws. Returns the body's result.
+  /// Calls the body to change the value in place. The call counts as one change. The change is announced even if the
+  /// body throws. Returns the body's result.
   template <typename Body>
   auto modify(Body&& body) -> std::invoke_result_t<Body, Value&> {
     static_assert(!std::is_reference_v<std::invoke_result_t<Body, Value&>>,
@@ -274,7 +275,7 @@ class Property {
   };
 
   Value value_{};
-  /// The point ends first, so a handler that is called then can still read the value.
+  /// The point ends before the value does. So the handlers that the end of the point calls can still read the value.
   detail::LazyObservationPoint point_;
 };
 

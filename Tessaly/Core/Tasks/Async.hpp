@@ -103,8 +103,8 @@ class Outcome<void> {
   bool isPending_ = true;
 };
 
-/// The maximum depth of nested destructions of frames. A frame may hold an `Async`, whose frame may hold another.
-/// Deeper frames are destroyed when the outermost destruction ends.
+/// The maximum depth of nested destructions of frames. A frame may hold an `Async`, whose frame may hold another
+/// `Async`. Deeper frames are destroyed when the outermost destruction ends.
 inline constexpr std::uint32_t deepestFrame = 64;
 TESSALY_EXPORT void deferFrame(std::coroutine_handle<> frame) noexcept;
 TESSALY_EXPORT void destroyDeferredFrames() noexcept;
@@ -201,12 +201,12 @@ class AsyncAwaiter {
 ///
 /// It starts when it is awaited, runs inside the awaiting task, and gives its value or its exception to the awaiter.
 /// Awaiting it a second time stops the process. Destroying it without awaiting it runs nothing. Awaiting is a transfer
-/// of control, not a call: a chain of any depth uses no stack. It can only be awaited inside another `Async`; from
-/// ordinary code, use `Task` or `syncWait`.
+/// of control, not a call: a chain of any depth uses no stack. An `Async` can only be awaited inside another `Async`.
+/// In ordinary code, use `Task` or `syncWait`.
 ///
-/// Take parameters by value: the coroutine may run after the call that made it has returned.
+/// Declare parameters by value: the coroutine may run after the call that made it has returned.
 ///
-/// Thread contract: thread-compatible. Creating and awaiting one that ends at once takes about 12 ns.
+/// Thread contract: thread-compatible. Creating and awaiting an `Async` that ends at once takes about 12 ns.
 ///
 ///     Async<int> total(std::vector<int> numbers) {
 ///       int sum = 0;
@@ -232,7 +232,7 @@ class [[nodiscard("an Async does nothing until it is awaited")]] Async : detail:
 
   detail::AsyncAwaiter<T>& operator co_await() && noexcept { return *this; }
 
-  /// For the runtime: gives up the coroutine.
+  /// For the runtime: passes the ownership of the coroutine to the caller.
   [[nodiscard]] std::coroutine_handle<promise_type> release() && noexcept {
     return std::exchange(this->handle_, nullptr);
   }

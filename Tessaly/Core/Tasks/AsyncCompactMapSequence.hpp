@@ -46,7 +46,7 @@ template <AsyncSequence Base, typename Transform>
 using AsyncCompactMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::CompactMapStepper<Base, Transform>>;
 
-/// The same with a transform that may throw. The sequence passes the exception on and has then ended.
+/// Like `AsyncCompactMapSequence`, but the transform may throw. The sequence passes the exception on, and then ends.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -55,8 +55,8 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingCompactMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::CompactMapStepper<Base, Transform>>;
 
-/// Passes every element through the transform. The transform is a callable that returns an optional or an `Async` of
-/// one. It must not throw errors that the base cannot throw.
+/// Passes every element through the transform. The transform is a callable that returns an optional or an `Async` of an
+/// optional. The transform must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncCompactMapSequence<Base, Transform> compactMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

@@ -30,7 +30,7 @@ class FlatMapStepper {
       }
       auto element = co_await base_.next();
       if (!element) co_return std::nullopt;
-      Segment segment = co_await applyTransform(transform_, *element);  // Named, because g++ 14 deduces no type here.
+      Segment segment = co_await applyTransform(transform_, *element);  // The type is named: g++ 14 cannot deduce it.
       segment_.emplace(segment.makeAsyncIterator());
     }
   }
@@ -53,7 +53,8 @@ template <AsyncSequence Base, typename Transform>
 using AsyncFlatMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::FlatMapStepper<Base, Transform>>;
 
-/// The same with a transform, or sequences, that may throw. The sequence passes the exception on and has then ended.
+/// Like `AsyncFlatMapSequence`, but the transform or its sequences may throw. The flat-mapped sequence passes the
+/// exception on, and then ends.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -62,14 +63,14 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingFlatMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::FlatMapStepper<Base, Transform>>;
 
-/// Replaces every element by the elements of the sequence that the transform makes from it. The transform and its
-/// sequences must not throw errors that the base cannot throw.
+/// Replaces every element by the elements of the sequence that the transform makes from that element. The transform and
+/// its sequences must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncFlatMapSequence<Base, Transform> flatMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};
 }
 
-/// The same if the transform or its sequences may throw.
+/// Like `flatMap`, but the transform or its sequences may throw.
 template <AsyncSequence Base, typename Transform>
 AsyncThrowingFlatMapSequence<Base, Transform> throwingFlatMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

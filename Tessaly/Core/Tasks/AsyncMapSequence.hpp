@@ -43,7 +43,7 @@ template <AsyncSequence Base, typename Transform>
 using AsyncMapSequence =
     detail::TransformedSequence<Base, Transform, typename Base::Failure, detail::MapStepper<Base, Transform>>;
 
-/// The same with a transform that may throw. The sequence passes the exception on and has then ended.
+/// Like `AsyncMapSequence`, but the transform may throw. The sequence passes the exception on, and then ends.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -52,8 +52,8 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::MapStepper<Base, Transform>>;
 
-/// Passes every element through the transform. The transform is a callable that returns a value or an `Async`. It must
-/// not throw errors that the base cannot throw.
+/// Passes every element through the transform. The transform is a callable that returns a value or an `Async`. The
+/// transform must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncMapSequence<Base, Transform> map(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

@@ -27,7 +27,7 @@ namespace Tessaly::inline v1 {
 namespace detail {
 
 /// The state that a merge's consumer and its two child tasks share. A child fetches an element on demand. The demand
-/// comes when the consumer asks and the child's last element was taken.
+/// comes when the consumer requests an element and has received the child's last element.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -74,7 +74,8 @@ class MergeState {
     }
   }
 
-  /// For a child: resumes with true when the next element is requested, and with false when the merge is over.
+  /// For a child: resumes the demand with true when the next element is requested, and with false when the merge is
+  /// over.
   void awaitDemand(std::size_t child, Demand demand) {
     bool isNeeded = false;
     {
@@ -106,7 +107,7 @@ class MergeState {
     answer->resume(std::move(arrival));
   }
 
-  /// Records the end or the failure of a child's sequence. After a failure the other child is cancelled.
+  /// Records the end or the failure of a child's sequence. A failure cancels the other child.
   void end(std::exception_ptr error) {
     std::optional<Answer> answer;
     {
@@ -209,7 +210,7 @@ template <typename First, typename Second>
 using EitherFailure = std::conditional_t<std::is_same_v<First, Never> || std::is_same_v<First, Second>, Second,
                                          std::conditional_t<std::is_same_v<Second, Never>, First, std::exception_ptr>>;
 
-/// Marks the one task that may wait, for a scope.
+/// Marks, for a scope, that a task waits. Stops the process if another task waits already.
 class SoleConsumer {
  public:
   explicit SoleConsumer(std::atomic<bool>& isWaiting) noexcept : isWaiting_(isWaiting) {
@@ -229,12 +230,12 @@ class SoleConsumer {
 
 /// The elements of two sequences, in the order in which they arrive.
 ///
-/// Nothing starts before the first `next()`. Then each base has one child task without an isolation. A child fetches
-/// its next element when the consumer asks and has taken the child's last element. The sequence ends when both bases
-/// have ended.
+/// The first `next()` starts one child task for each base, without an isolation. A child fetches its next element when
+/// the consumer requests an element and has received the child's last element. The sequence ends when both bases have
+/// ended.
 ///
-/// At the first error the other base is cancelled. The elements that had arrived come first, then the error, then the
-/// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that had arrived are
+/// At the first error the other base is cancelled. The elements that have arrived come first, then the error, then the
+/// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that have arrived are
 /// dropped, and a pending `next()` gives the end. Two tasks in `next()` at once stop the process.
 ///
 /// Thread contract: thread-compatible.
@@ -303,7 +304,7 @@ class AsyncMergeSequence {
         state->stop();
         co_return std::nullopt;
       }
-      if (state->hasEnded()) co_return std::nullopt;  // If a cancelled task asked first, there are no children.
+      if (state->hasEnded()) co_return std::nullopt;  // A cancelled first `next()` starts no children.
       if (running->bases) {
         auto [first, second] = *std::exchange(running->bases, std::nullopt);
         state->setChildren(start(state, 0, std::move(first)), start(state, 1, std::move(second)));

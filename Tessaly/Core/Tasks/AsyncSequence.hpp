@@ -13,17 +13,17 @@
 
 namespace Tessaly::inline v1 {
 
-/// The iterator of an asynchronous sequence: `next()`, and `next(isolation)`, which awaits in the given isolation.
-/// Awaiting either gives a `std::optional<Element>`, which is empty at the end and ever after.
+/// The iterator of an asynchronous sequence. It has `next()` and `next(isolation)`, which awaits the element in the
+/// given isolation. Awaiting either function gives a `std::optional<Element>`, which is empty from the end on.
 template <typename Iterator, typename Element>
 concept AsyncIteratorOf = requires(Iterator& iterator, Isolation isolation) {
   iterator.next();
   { iterator.next(isolation) } -> std::same_as<Async<std::optional<Element>>>;
 };
 
-/// A sequence whose next element is awaited. It has `Element`, `Failure` and `makeAsyncIterator()`. `Failure` is
-/// `Never` for a sequence that cannot fail, otherwise the type of its exception; `std::exception_ptr` stands for any
-/// type.
+/// A sequence whose elements are awaited, one at a time. It has `Element`, `Failure` and `makeAsyncIterator()`.
+/// `Failure` is `Never` for a sequence that cannot fail, otherwise the type of its exception; `std::exception_ptr`
+/// stands for any type.
 ///
 ///     template <AsyncSequence Sequence>
 ///     Async<int> countElements(Sequence sequence) {

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// After 256 elements without a wait, but at most once in 1 ms, `next()` lets the other work of the executor run first.
 /// So a stream that is never empty does not block the main thread's other work.
 ///
-/// A copy names the same stream. For a stream that may fail, see `AsyncThrowingStream`.
+/// A copy refers to the same stream. For a stream that may fail, see `AsyncThrowingStream`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

@@ -9,8 +9,9 @@ namespace Tessaly::inline v1 {
 /// An asynchronous sequence that may end with an error, fed from outside through a continuation.
 ///
 /// It is `AsyncStream` with one difference: `finish(error)` ends the stream with an error. `next()` throws the error
-/// once, to one consumer, after the buffered elements. Later calls, and all other consumers, get the end. A cancelled
-/// consumer gets the end, not an error.
+/// once, to one consumer, after the buffered elements. Later calls, and all other consumers, get the end. The
+/// cancellation of a consumer ends an open stream without an error, unless the termination handler calls
+/// `finish(error)`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

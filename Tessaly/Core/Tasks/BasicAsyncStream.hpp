@@ -24,9 +24,9 @@ class KeyPath;
 enum class NSKeyValueObservingOptions : std::uint8_t;
 
 /// An asynchronous sequence fed from outside through a continuation. `AsyncStream`, whose failure is `Never`, and
-/// `AsyncThrowingStream` are its two names; their comments give its rules.
+/// `AsyncThrowingStream` are its two names. The comments of the two names give the rules.
 ///
-/// Elements are moved, never copied, and none of their code runs under a lock of the stream. An element's move may
+/// Elements are moved, never copied. No code of an element runs under a lock of the stream. An element's move may
 /// throw. If the move into the stream throws, the exception reaches the caller of `yield`, and the stream is unchanged.
 /// If the move out of the stream throws, the exception reaches the caller of `next()`, and that element is lost. If the
 /// move of a dropped element throws, the exception reaches the caller of `yield`.
@@ -46,7 +46,7 @@ class BasicAsyncStream {
   using AsyncIterator = detail::AsyncStreamIterator<Element>;
   using Termination = StreamTermination;
 
-  /// The handle of the producer. Copies feed the same stream. Destroying all of them does not end the stream: its
+  /// The handle of the producer. Copies feed the same stream. Destroying all copies does not end the stream: the
   /// consumers continue to wait.
   ///
   /// Thread contract: thread-safe.
@@ -59,7 +59,7 @@ class BasicAsyncStream {
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
-    /// The same, with an error; null means no error. For streams that may fail.
+    /// The same, with an error. A null error means that there is none. For streams that may fail.
     void finish(std::exception_ptr error) const
       requires(!std::same_as<Failure, Never>)
     {
@@ -114,9 +114,9 @@ class BasicAsyncStream {
   }
 
   /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
-  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call `produce` at the same time.
-  /// Cancelling a consumer calls `onCancel` once, on the cancelling thread, and ends the stream after the running
-  /// calls. A task that is cancelled already gets the end.
+  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call `produce` at the same time. The
+  /// first cancellation of a consumer calls `onCancel`, on the cancelling thread. The stream then ends after the
+  /// running calls of `produce`. In a task that is cancelled already, `next()` returns the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

@@ -15,12 +15,12 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The executor of the threads that may block. There are at most 64 threads, and one more for each of them that waits
-/// for a task. A thread starts when it is needed and ends after 10 s without work.
+/// The executor of the threads that may block. There are at most 64 threads, and one more for each of these threads
+/// that waits for a task. A thread starts when it is needed and ends after 10 s without work.
 [[nodiscard]] TESSALY_EXPORT Executor& blockingExecutor() noexcept;
 
-/// Marks the calling thread as waiting for a task, for a scope. If the calling thread is one of the threads that may
-/// block, another thread may start in its place.
+/// For the duration of a scope, marks the calling thread as waiting for a task. If the calling thread is one of the
+/// threads that may block, another thread may start in its place.
 class BlockingThreadWait {
  public:
   TESSALY_EXPORT BlockingThreadWait() noexcept;
@@ -29,7 +29,7 @@ class BlockingThreadWait {
   BlockingThreadWait& operator=(const BlockingThreadWait&) = delete;
 };
 
-/// Runs a function on a thread that may block, while the task is suspended.
+/// Suspends the task and runs a function on a thread that may block.
 template <typename Work, typename Result>
 class BlockingAwaiter final : private Job {
  public:

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Installs a function that is called when the current task is cancelled, for a scope.
+/// For the duration of a scope, installs a function that is called when the current task is cancelled.
 template <typename OnCancel>
 class ScopedCancellationHandler final : public CancellationHandler {
  public:
@@ -38,12 +38,12 @@ class ScopedCancellationHandler final : public CancellationHandler {
 
 /// Runs the operation, and calls `onCancel` at most once if the current task is cancelled meanwhile. The call is
 /// synchronous on the cancelling thread, with no lock held, perhaps while the operation is running. If the task is
-/// cancelled already, the call precedes the operation, which still runs. No call is running after this function has
-/// ended.
+/// cancelled already, the call precedes the operation, which still runs. After this function has ended, no call is
+/// running on another thread, and no call begins.
 ///
 /// A handler should only change some state and resume or enqueue a task. An exception of the handler stops the process.
 ///
-/// Thread contract: thread-safe. Adding and removing the handler takes one lock each and no allocation.
+/// Thread contract: thread-safe. Adding and removing the handler each take one lock and do not allocate.
 ///
 ///     co_await withTaskCancellationHandler([&] { return download.finished(); }, [&] { download.abort(); });
 template <typename Operation, typename OnCancel>

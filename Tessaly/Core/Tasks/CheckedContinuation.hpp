@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The state that the copies of a one-shot handle share, whatever its type.
+/// The state that the copies of a one-shot handle share. It does not depend on the type of the handle's value.
 class TESSALY_EXPORT ContinuationState {
  public:
   ContinuationState(std::string_view name, Suspension& suspension) : name_(name), suspension_(suspension) {}
@@ -49,10 +49,10 @@ class ContinuationAwaiter;
 
 /// A handle that resumes one suspended task once, with a value or an error.
 ///
-/// Resuming enqueues the task on its executor and never runs it inline. If the handle is resumed before the body
-/// returns, the task continues without a suspension. A second resumption stops the process with the handle's name. When
-/// the last copy is destroyed without a resumption, one log record names the handle, and the task stays suspended for
-/// ever.
+/// Resuming only enqueues the task on its executor. If the handle is resumed before the body returns, the task
+/// continues without a suspension. A second resumption stops the process, and the report contains the handle's name.
+/// When the last copy is destroyed without a resumption, one log record names the handle, and the task stays suspended
+/// for ever.
 ///
 /// An exception of the value's constructor goes to the caller of `resume`. The handle is then still unresumed: the
 /// caller may resume it with another value or with the error.
@@ -128,7 +128,7 @@ class ContinuationAwaiter {
       throw;
     }
     // `state` may be the last reference. The destruction of an unresumed state writes the log record. So `state` is
-    // released before the frame may end.
+    // released while the frame still exists.
     state.reset();
     return suspension_.commit();
   }
@@ -144,8 +144,8 @@ class ContinuationAwaiter {
 }  // namespace detail
 
 /// Suspends the current task and calls the body at once with the handle that will resume the task. An exception of the
-/// body goes to the awaiter; the handle must not be resumed then. The name, by default that of the calling function,
-/// appears in reports of misuse.
+/// body goes to the awaiter; the handle must not be resumed then. Reports of misuse contain the name, which is by
+/// default the name of the calling function.
 ///
 /// Thread contract: thread-safe. One allocation, and a second one if the name exceeds 15 characters.
 template <typename T = void, typename Body>

@@ -28,10 +28,11 @@ class TESSALY_EXPORT Clock {
     const Instant present = now();
     return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;
   }
-  /// Arms a timer. It fires once at its deadline, or at once if the deadline has passed. The timer must not be armed.
+  /// Arms a timer, which must not be armed yet. The timer fires once at its deadline, or at once if the deadline has
+  /// passed.
   virtual void add(ClockTimer& timer) = 0;
-  /// Disarms a timer. Returns false if the timer has fired or is about to fire. Then its function was called or will be
-  /// called.
+  /// Disarms a timer. Returns false if the timer has fired or is about to fire. In that case its function was called or
+  /// will be called.
   virtual bool remove(ClockTimer& timer) noexcept = 0;
 
  protected:
@@ -40,12 +41,12 @@ class TESSALY_EXPORT Clock {
   Clock& operator=(const Clock&) = default;
 };
 
-/// One wait on a clock. The waiting code owns it.
+/// One wait on a clock. The waiting code owns the timer.
 ///
 /// The clock calls the function on a thread of its choice, with no lock held. The function must not block or run code
-/// of the host. It may destroy the timer.
+/// of the host. The function may destroy the timer.
 ///
-/// Thread contract: thread-compatible. The clock synchronises an armed timer.
+/// Thread contract: thread-compatible. The clock synchronises access to an armed timer.
 ///
 ///     struct Alarm : ClockTimer {
 ///       Alarm() : ClockTimer([](ClockTimer&) noexcept { ring(); }) {}
@@ -75,7 +76,7 @@ class ClockTimer {
   Clock::Instant deadline_{};
 };
 
-/// The system's clock that also counts while the machine is suspended (`CLOCK_BOOTTIME`).
+/// The system's clock that continues to count while the machine is suspended (`CLOCK_BOOTTIME`).
 ///
 /// Thread contract: thread-safe.
 ///

@@ -14,7 +14,7 @@ class TaskRecord;
 }
 struct JobFamily;
 
-/// A piece of work that an executor can queue without an allocation, because it contains the links of the queue.
+/// A piece of work. An executor can queue a job without an allocation, because the job contains the links of the queue.
 ///
 /// A job is in at most one queue at a time. It must stay alive until its function is called. The function may destroy
 /// the job.
@@ -22,7 +22,7 @@ struct JobFamily;
 /// Each run has a separate state. The job does not see the current task, the task-locals or the isolation of the code
 /// that calls `run()`. That code finds its own state again when `run()` returns.
 ///
-/// Thread contract: thread-compatible while queued. The queue that holds the job synchronises.
+/// Thread contract: thread-compatible. The queue that holds the job synchronises access to the job.
 ///
 ///     struct Redraw : Job {
 ///       Redraw() : Job([](Job& job) noexcept { static_cast<Redraw&>(job).draw(); }) {}
@@ -37,8 +37,8 @@ class Job {
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
-  /// Runs the work. Called once for each `enqueue`. On a thread that serves timers, it passes the job to the global
-  /// executor instead.
+  /// Runs the work. Called once for each `enqueue`. On a thread that serves timers, `run()` passes the job to the
+  /// global executor instead.
   TESSALY_EXPORT void run() noexcept;
 
   /// `run` without a separate state, for executors of the library that have already made a `JobScope` or need none.
@@ -72,7 +72,7 @@ class Job {
 
 namespace detail {
 
-/// A list through the links of its nodes. It owns nothing.
+/// A linked list whose links are members of the nodes. The list does not own the nodes.
 ///
 /// Thread contract: thread-compatible.
 template <typename Node>
@@ -100,7 +100,7 @@ class LinkedNodes {
     (node.previous != nullptr ? node.previous->next : first_) = node.next;
     (node.next != nullptr ? node.next->previous : last_) = node.previous;
   }
-  /// Removes and returns the first node, or null if the list is empty. O(1).
+  /// Removes and returns the first node. Returns null if the list is empty. O(1).
   Node* popFirst() noexcept {
     Node* const node = first_;
     if (node == nullptr) return nullptr;
@@ -127,7 +127,7 @@ class JobList : public detail::LinkedNodes<Job> {};
 
 /// The jobs of one task group that wait in one queue. The family must outlive the wait of its jobs.
 ///
-/// Thread contract: thread-compatible. The queue that holds the jobs synchronises.
+/// Thread contract: thread-compatible. The queue that holds the jobs synchronises access to the family.
 struct JobFamily {
   /// The jobs that wait.
   JobList jobs;
@@ -138,13 +138,13 @@ struct JobFamily {
   JobFamily* previous = nullptr;
 };
 
-/// Runs jobs. A host may supply its own executor, which needs only one operation.
+/// Runs jobs. A host may supply its own executor. Only `enqueue` must be overridden.
 ///
 /// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
-/// `enqueue`, as the example does. Such an executor isolates nothing. Its jobs run at the same time, on any thread that
-/// ends a wait, and each one uses the stack of the code that enqueued it. A task that waits often needs an executor
-/// that queues. The global executor must queue: it receives the jobs that would run on a thread that serves timers,
-/// and running one there stops the process.
+/// `enqueue`, as the example does. Such an executor provides no isolation. Its jobs may run at the same time, on any
+/// thread that ends a wait. Each job uses the stack of the code that enqueued it. So a task with many waits needs an
+/// executor that queues. The global executor must queue. It receives the jobs that an executor runs on a thread that
+/// serves timers. Running such a job there inside `enqueue` stops the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -159,21 +159,22 @@ class TESSALY_EXPORT Executor {
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// The same for a job that belongs to a family. The global pool runs the jobs of the newest family first, in order.
+  /// The same for a job that belongs to a family. The global pool first runs the jobs of the family that began to wait
+  /// last, in order.
   virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
     static_cast<void>(family);
     enqueue(job);
   }
 
-  /// Called after a job's priority was raised. The job may wait here, run, or be elsewhere. The caller keeps the job
-  /// and the executor alive.
+  /// Called after a job's priority was raised. The job may wait in this executor, be running, or be elsewhere. The
+  /// caller keeps the job and the executor alive.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
 
-  /// The executor that runs the turns of this one, or this executor itself.
+  /// The executor that runs this executor's turns. By default it is this executor itself.
   [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
-  /// Counts references. An executor that can end overrides `retain` and `release`. Any other executor lives as long as
-  /// the process.
+  /// Adds a reference; `release` removes it. An executor that may be destroyed before the process ends overrides both
+  /// functions. Any other executor must live as long as the process.
   virtual void retain() noexcept {}
   virtual void release() noexcept {}
 

@@ -11,12 +11,12 @@ namespace Tessaly::inline v1 {
 
 /// The executor of work without an isolation.
 ///
-/// Unless the host installs another, it is a pool with one thread for each core that the process may use. It is made at
-/// first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
+/// Unless the host installs another executor, it is a pool with one thread for each core that the process may use. The
+/// pool is made at first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
 ///
-/// The pool has one queue with four priorities. At each priority, the children of the newest task group run first, in
-/// the order in which they were added. Jobs outside task groups are first in, first out, and every sixteenth turn is
-/// theirs.
+/// The pool has one queue with four priorities. At each priority, the task group whose children began to wait last runs
+/// first. Its children run in the order in which they were added. Jobs outside task groups are first in, first out.
+/// While children wait, about every sixteenth job that starts is a job outside task groups, if one waits.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -24,14 +24,15 @@ namespace Tessaly::inline v1 {
 ///     GlobalExecutor::install(executor);
 class GlobalExecutor {
  public:
-  /// The executor in use; made at the first call.
+  /// The executor in use. The first call makes the pool if the host has installed no executor.
   [[nodiscard]] static Executor& shared() noexcept {
     Executor* executor = current_.load(std::memory_order_acquire);
     return executor != nullptr ? *executor : make();
   }
 
-  /// Replaces the pool. A call after the first use stops the process. The executor must outlive the process's last
-  /// task, and must not run jobs inside `enqueue` once the process uses timers or descriptors (see `Executor`).
+  /// Replaces the pool. A second call, or a call after the first use, stops the process. The executor must outlive the
+  /// process's last task, and must not run jobs inside `enqueue` once the process uses timers or descriptors (see
+  /// `Executor`).
   TESSALY_EXPORT static void install(Executor& executor) noexcept;
 
  private:

@@ -12,10 +12,10 @@
 
 namespace Tessaly::inline v1 {
 
-/// The place where asynchronous code must run: a serial executor, which is the main queue or an object's own. Without
-/// an isolation, code runs on the global executor.
+/// The place where asynchronous code must run: a serial executor, such as the main queue or the executor of one object.
+/// Without an isolation, code runs on the global executor.
 ///
-/// It is a handle: copies share the executor and keep it alive.
+/// An isolation is a handle: copies share the executor and keep it alive.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -39,8 +39,8 @@ class Isolation {
     if (executor_ != nullptr) executor_->release();
   }
 
-  /// The caller's isolation. In a task it is the task's. In a job of a serial executor it is that executor. Otherwise
-  /// it is the main queue on the main thread, and none on other threads.
+  /// The caller's isolation. In a task it is the isolation of the task. In a job of a serial executor it is that
+  /// executor. Otherwise it is the main queue on the main thread, and no isolation on other threads.
   [[nodiscard]] TESSALY_EXPORT static Isolation current() noexcept;
   /// The isolation of the main queue.
   [[nodiscard]] static Isolation main() noexcept { return Isolation(MainQueue::executor()); }

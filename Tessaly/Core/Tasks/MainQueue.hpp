@@ -14,8 +14,8 @@ namespace Tessaly::inline v1 {
 /// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
 /// The log reports work that waits while no job is taken for 2 s. If no loop serves the queue, one record of type error
-/// says so. If a loop serves the queue, the main thread is busy. Then a record of the default type gives the time,
-/// after 2 s, 4 s, 8 s and so on.
+/// says so. If a loop serves the queue, the main thread is busy. In that case a record of the default type gives the
+/// time, after 2 s, 4 s, 8 s and so on.
 ///
 /// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when it is readable. The
 /// adapters for GLib and Qt do that. A host without an event loop calls `run()`.
@@ -31,7 +31,8 @@ class MainQueue {
  public:
   MainQueue() = delete;
 
-  /// Makes the calling thread the main thread. A call after the first use of the queue stops the process.
+  /// Makes the calling thread the main thread. The first call of `adopt()` or `isMainThread()`, also inside the
+  /// library, fixes the main thread. Stops the process if another thread is the main thread already.
   TESSALY_EXPORT static void adopt() noexcept;
 
   /// Whether the calling thread is the main thread.
@@ -52,11 +53,11 @@ class MainQueue {
   TESSALY_EXPORT static void run() noexcept;
 
   /// Ends the innermost `run()` after the running job has returned. Later jobs stay in the queue. If no `run()` is
-  /// running, the next one ends at once.
+  /// running, the next `run()` ends at once.
   TESSALY_EXPORT static void stop() noexcept;
 
   /// Declares for its lifetime that a loop serves the queue. Each adapter has a `Service`. A host whose own loop
-  /// watches the descriptor may have one too.
+  /// watches the descriptor may have a `Service` too.
   ///
   /// Thread contract: thread-safe.
   class Service {
@@ -71,8 +72,8 @@ class MainQueue {
   [[nodiscard]] TESSALY_EXPORT static Executor& executor() noexcept;
 };
 
-/// Stops the process unless the caller runs on the main thread, with the report "Incorrect actor executor assumption;
-/// Expected same executor as MainQueue." at the given `Tessaly/<File>` and line.
+/// Stops the process unless the caller runs on the main thread. The report is "Incorrect actor executor assumption;
+/// Expected same executor as MainQueue." and names the given `Tessaly/<File>` and line.
 TESSALY_EXPORT void assertMainIsolated(const char* file, unsigned line) noexcept;
 
 }  // namespace Tessaly::inline v1

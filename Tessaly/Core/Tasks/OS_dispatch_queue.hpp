@@ -16,7 +16,7 @@ namespace detail {
 struct DelayedCall;  // Defined in FoundationExtensions/OS_dispatch_queue+Delay.hpp.
 }  // namespace detail
 
-/// The urgency of a piece of work for the user.
+/// The urgency of work for the user.
 enum class QualityOfService : std::uint8_t {
   background,
   utility,
@@ -25,10 +25,10 @@ enum class QualityOfService : std::uint8_t {
   userInteractive,
 };
 
-/// A queue of plain functions: the main one, or a global one by quality of service.
+/// A queue of plain functions: the main queue, or the global queue of a quality of service.
 ///
-/// The main queue runs functions on the main thread, in order. A global queue starts them in order on the global
-/// executor, where they run at the same time. A function that throws stops the process. Prefer `Task`, which can be
+/// The main queue runs functions on the main thread, in order. A global queue starts functions in order on the global
+/// executor, where they may run at the same time. A function that throws stops the process. Prefer `Task`, which can be
 /// awaited and cancelled.
 ///
 /// Thread contract: thread-safe.
@@ -43,7 +43,7 @@ class OS_dispatch_queue {
   [[nodiscard]] TESSALY_EXPORT static OS_dispatch_queue global(
       QualityOfService quality = QualityOfService::default_) noexcept;
 
-  /// Runs the function later, never inside this call. One allocation.
+  /// Enqueues the function. The library's executors never run it inside this call. One allocation.
   TESSALY_EXPORT void async(Function function) const;
   /// Runs the function after the delay has passed on the clock.
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,

@@ -12,16 +12,17 @@
 
 namespace Tessaly::inline v1 {
 
-/// Runs its jobs one at a time, in the order in which they came, on threads of the global executor.
+/// Runs its jobs one at a time, in the order in which they were enqueued, on threads of the global executor.
 ///
 /// It has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global executor. A task
-/// that hops from the pool onto an idle serial executor continues at once on the same thread. An object whose state
-/// only one job at a time may use holds a serial executor; see `Isolation` for the handle.
+/// that hops from the pool onto an idle serial executor continues at once on the same thread. An object holds a serial
+/// executor if at most one job at a time may use the object's state. See `Isolation` for the handle.
 ///
-/// A turn runs at most 256 jobs and is queued at the highest priority among the jobs that wait. A raise of a waiting
-/// job, or a new job of a higher priority, raises the queued turn too. Once that job has run, the raise lapses.
+/// A turn is a job of the global executor that runs at most 256 of the waiting jobs. It is queued at the highest
+/// priority among the jobs that wait. A raise of a waiting job, or a new job of a higher priority, raises the queued
+/// turn too. Turns that are queued after that job has run do not keep the raise.
 ///
-/// It is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
+/// A serial executor is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
 ///
 /// Thread contract: thread-safe. Enqueueing is O(1). After a raise of a waiting job, the executor visits every waiting
 /// job, which is O(n).
@@ -37,10 +38,10 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   void retain() noexcept override { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept override;
 
-  /// If the executor is idle, the running job takes it over. Returns whether it did.
+  /// If the executor is idle, the running job takes the executor over. Returns whether the executor was idle.
   [[nodiscard]] bool enterIfIdle() noexcept;
 
-  /// Gives up the serial executor that the running job holds; waiting jobs get their turn.
+  /// Gives up the serial executor that the running job holds. Queues a turn if other jobs wait.
   static void leaveCurrent() noexcept;
 
  private:
@@ -61,12 +62,12 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   [[nodiscard]] bool giveUpIfEmpty() noexcept;
   [[nodiscard]] unsigned highestWaiting() const noexcept;
 
-  /// The newest job that was enqueued and not taken, linked backwards. The low bits are the phase.
+  /// The newest job that was enqueued and not taken, linked to the older jobs. The low bits are the phase.
   std::atomic<std::uintptr_t> word_;
   // Only the holder uses the members below, until it gives up the executor or queues a turn.
   /// The jobs that were taken from the word, in order.
   JobList ready_;
-  /// The number of the job that was taken last, and of the one that was started last.
+  /// The number of the job that was taken last, and the number of the job that was started last.
   std::uint64_t taken_ = 0;
   std::uint64_t started_ = 0;
   /// For each level, the number of the last job of that level that was taken. Until that job has started, a job of the

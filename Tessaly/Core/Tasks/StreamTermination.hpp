@@ -23,7 +23,7 @@ struct StreamTermination {
   };
 
   Kind kind;
-  /// The error with which a failing stream was finished, or null.
+  /// The error with which the producer finished the stream, or null.
   std::exception_ptr error = nullptr;
 };
 

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Stops the process where waiting would deadlock.
+/// Stops the process if waiting on this thread would deadlock.
 TESSALY_EXPORT void checkMayWait() noexcept;
 /// Starts the task and waits for its end. The main thread serves the main queue meanwhile. Other threads sleep.
 TESSALY_EXPORT void runAndWait(TaskRecord& task, std::atomic<std::uint32_t>& isDone) noexcept;
@@ -43,9 +43,9 @@ void WaitedState<T>::didComplete() noexcept {
 
 /// Runs an operation from ordinary code and waits for its end. Returns the operation's result or throws its exception.
 ///
-/// The operation is a callable that returns an `Async` or a plain value. It runs as a task. A call on the main thread
-/// runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread runs it without
-/// isolation.
+/// The operation is a callable that returns an `Async` or a plain value. The operation runs as a task. A call on the
+/// main thread runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread
+/// runs the operation without isolation.
 ///
 /// Stops the process on a thread of the pool or inside a job of a serial executor, where waiting would deadlock. Use
 /// `co_await` there.
@@ -69,7 +69,7 @@ auto syncWait(Operation operation) -> detail::AsyncInvokeResult<Operation&> {
   return state->outcome().take();
 }
 
-/// The same for an `Async` that was made already.
+/// The same for an `Async` that exists already.
 template <typename T>
 T syncWait(Async<T> async) {
   return syncWait([&async]() -> Async<T> { return std::move(async); });

@@ -21,19 +21,20 @@ struct TaskAccess;
 struct SleepDuration;  // Defined in FoundationExtensions/Task+Sleep.hpp.
 }  // namespace detail
 
-/// The options for starting a task. An absent option is inherited from the caller.
+/// The options for starting a task. An absent option is inherited from the caller, with two exceptions. A detached task
+/// inherits nothing, and a child of a task group inherits no isolation.
 struct TaskOptions {
   std::optional<TaskPriority> priority = std::nullopt;
   std::optional<Isolation> isolation = std::nullopt;
 };
 
-/// A handle on running asynchronous work.
+/// A handle to asynchronous work.
 ///
-/// The constructor starts the work on an executor, never inline. The task inherits the caller's priority, isolation and
+/// The constructor only enqueues the work on an executor. The task inherits the caller's priority, isolation and
 /// task-locals. A detached task inherits none of these. The operation is a callable that returns an `Async<T>` or a
-/// plain `T`. The task keeps it and its captures until the work has ended. Cancellation is cooperative: it sets a flag
-/// for the work to check, and calls handlers. Destroying the handle neither cancels nor stops the work. Copies refer to
-/// the same task.
+/// plain `T`. The task keeps the callable and its captures until the work has ended. Cancellation is cooperative:
+/// `cancel()` sets a flag for the work to check, and calls handlers. Destroying the handle neither cancels nor stops
+/// the work. Copies refer to the same task.
 ///
 /// The nearest standard facility is `std::async`, which blocks instead of suspending and cannot be cancelled.
 ///
@@ -62,8 +63,8 @@ class Task {
     static_assert(false, "a Task takes a function, not the Async of a call: write Task task([=] { return work(); })");
   }
 
-  /// Starts an operation that inherits nothing. It has no task-locals. Unless the options give other values, it has
-  /// medium priority and no isolation.
+  /// Starts a task that inherits nothing. The task has no task-locals. Unless the options give other values, the task
+  /// has medium priority and no isolation.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   static Task detached(TaskOptions options, Operation&& operation) {
@@ -77,10 +78,10 @@ class Task {
     return detached(TaskOptions{}, std::forward<Operation>(operation));
   }
 
-  /// Waits for the end. Returns the result, or throws the exception of the operation. Raises the task's priority to the
-  /// waiter's. Cancelling the waiter neither cancels this task nor ends the wait. Any number of tasks may wait, at any
-  /// time, and each gets a copy. If `T` cannot be copied, the first task gets the result, and a second task stops the
-  /// process.
+  /// Waits for the end of the task. Returns the result, or throws the exception of the operation. Raises the task's
+  /// priority to that of the waiting task. Cancelling the waiting task neither cancels this task nor ends the wait. Any
+  /// number of tasks may wait, at any time, and each gets a copy. If `T` cannot be copied, the first wait takes the
+  /// result, and a second wait stops the process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
 
   /// This operator does not compile, because it would not say whether the result is wanted.
@@ -90,12 +91,13 @@ class Task {
     return {};
   }
 
-  /// Waits for the end. Does not throw if the task fails.
+  /// Waits for the end of the task. Does not throw if the task fails.
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
 
-  /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before it returns. Later
-  /// calls do nothing. Has no effect after the task has ended, and in the child of a fork. If handlers cancel each
-  /// other more than 64 levels deep, the outermost call calls the remaining handlers.
+  /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before `cancel()` returns.
+  /// Later calls do nothing. Has no effect after the task has ended, or in the child of a fork. Handlers may cancel
+  /// further tasks. If such calls of `cancel()` nest more than 64 levels deep, the outermost call calls the remaining
+  /// handlers.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.

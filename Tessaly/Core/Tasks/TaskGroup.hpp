@@ -23,9 +23,9 @@ class GroupChildState;
 
 /// The child tasks of one scope. `withTaskGroup` makes a group, and does not return before every child has ended.
 ///
-/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts them
-/// in order, before the children of older groups. They may run at the same time. A child may throw. `next()` and
-/// `waitForAll()` pass the exception on.
+/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts the
+/// children of a group in order, and usually first those of the group whose children began to wait last. Children may
+/// run at the same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
@@ -38,14 +38,15 @@ class GroupChildState;
 template <typename ChildResult = void>
 class TaskGroup {
  public:
-  /// The result of `next()`: the child's result. For children without a result, true if a child has ended.
+  /// The result of `next()`: the child's result, or empty if no child is left. For children without a result: true if a
+  /// child has ended, false if no child is left.
   using Next = std::conditional_t<std::is_void_v<ChildResult>, bool, std::optional<ChildResult>>;
 
   TaskGroup() = default;
   TaskGroup(const TaskGroup&) = delete;
   TaskGroup& operator=(const TaskGroup&) = delete;
 
-  /// Starts a child. In a cancelled group it starts cancelled.
+  /// Starts a child. In a cancelled group the child starts cancelled.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   void addTask(Operation&& operation) {
@@ -80,8 +81,8 @@ class TaskGroup {
     return false;
   }
 
-  /// Waits for the next end of a child. Returns that child's result or throws its error. The result is empty if no
-  /// child is left. The results come in the order in which the children end.
+  /// Waits until a child has ended. Returns that child's result or throws its error. The result is empty if no child is
+  /// left. The results come in the order in which the children end.
   [[nodiscard]] Async<Next> next() {
     const auto child = co_await detail::TaskGroupCore::NextAwaiter(core_);
     if (!child) co_return Next{};
@@ -94,7 +95,7 @@ class TaskGroup {
     }
   }
 
-  /// Waits for all children. Throws the first error, after all have ended.
+  /// Waits for all children. Throws the first error, after all children have ended.
   [[nodiscard]] Async<void> waitForAll() {
     std::exception_ptr first;
     for (;;) {
@@ -118,7 +119,7 @@ class TaskGroup {
   /// Cancels every child, also those that are added later.
   void cancelAll() noexcept { core_.cancelAll(); }
   [[nodiscard]] bool isCancelled() noexcept { return core_.isCancelled(); }
-  /// Whether no child is running or has a result that was not taken.
+  /// Whether all children have ended and all their results were taken.
   [[nodiscard]] bool isEmpty() noexcept { return core_.isEmpty(); }
 
  private:
@@ -163,7 +164,7 @@ void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation)
   core_.start(child->link());
 }
 
-/// Calls the body with a new group, waits for its children, and gives the body's result.
+/// Calls the body with a new group, waits for the group's children, and returns the body's result.
 ///
 /// If the body throws, the group cancels all children, waits for them, and then passes the exception on. If the body
 /// returns, the group waits for the remaining children and discards their results and errors. Cancelling the current

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that is bound during a call. All code that runs inside the call sees the value. A new task, except a
-/// detached task, copies the innermost binding of every key.
+/// A value that is bound during a call. All code of the call sees the value. Other jobs that run meanwhile do not see
+/// it. A new task, except a detached task, copies the innermost binding of every key.
 ///
 /// Binding costs a push and a pop. Outside any task the binding belongs to the thread. The nearest standard facility is
 /// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address,
@@ -32,15 +32,15 @@ class TaskLocal {
   TaskLocal(const TaskLocal&) = delete;
   TaskLocal& operator=(const TaskLocal&) = delete;
 
-  /// The innermost binding's value, or the default. O(bindings in force).
+  /// The innermost binding's value, or the default. O(n) for n bindings in force.
   [[nodiscard]] Value value() const {
     const auto* binding = detail::TaskLocalBinding::find(this);
     return binding != nullptr ? static_cast<const detail::TypedTaskLocalBinding<Value>*>(binding)->value()
                               : defaultValue_;
   }
 
-  /// Calls the body with the value bound, and returns its result. If the body returns an `Async`, the result is an
-  /// `Async` that has the value bound until its end and keeps the body.
+  /// Binds the value, calls the body, and returns the body's result. If the body returns an `Async`, the result is an
+  /// `Async` that keeps the body and binds the value from its start to its end.
   template <typename Body>
   auto withValue(Value value, Body body) const {
     if constexpr (isAsync<std::invoke_result_t<Body&>>) {

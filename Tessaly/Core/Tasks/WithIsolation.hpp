@@ -16,8 +16,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Moves the current task to another isolation. The task continues at once if this thread is in the isolation already
-/// or can take its executor over. Otherwise it waits in the executor's queue.
+/// Moves the current task to another isolation. The task continues at once if it is in that isolation already, or if
+/// this thread can take over the isolation's executor. Otherwise the task waits in the executor's queue.
 class Hop {
  public:
   explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}
@@ -50,7 +50,7 @@ class Hop {
 
 /// Runs the body in the given isolation, and then returns to the caller's isolation, also after an exception. The body
 /// is a plain function or returns an `Async`; its result or exception is passed on. A hop from the pool onto an idle
-/// serial executor and back stays on the thread.
+/// serial executor and back stays on the same thread.
 ///
 /// Thread contract: thread-safe.
 ///

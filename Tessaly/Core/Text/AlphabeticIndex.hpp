@@ -24,7 +24,7 @@ class IndexBuckets;
 /// locale. Texts before the first letter, such as numbers, belong to the first section, "…". Texts of other scripts
 /// belong to sections named "…" too.
 ///
-/// Making an index takes milliseconds. A copy shares its contents.
+/// Making an index takes milliseconds. Copies share the contents.
 ///
 /// Thread contract: thread-compatible. Threads may share an index that no thread changes.
 ///
@@ -32,8 +32,8 @@ class IndexBuckets;
 ///     const std::string& label = index.labels()[index.section("Örebro")];  // Ö
 class AlphabeticIndex {
  public:
-  /// The index of a locale. An unknown locale has the labels of the root. Throws `std::runtime_error` if ICU has no
-  /// data.
+  /// The index of a locale. An unknown locale has the labels of ICU's default locale. Throws `std::runtime_error` if
+  /// ICU has no data.
   TESSALY_EXPORT explicit AlphabeticIndex(const Locale& locale = Locale::current());
 
   /// The labels of all sections in their order.

@@ -55,8 +55,8 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT GeneralCategory generalCategory(char32_t scalar) noexcept;
 
-/// Whether the scalar is punctuation: one of the categories Pc, Pd, Ps, Pe, Pi, Pf and Po. Unlike in `std::ispunct`, `$
-/// + < = > ^ | ~` are symbols and not punctuation.
+/// Whether the scalar is punctuation: its category is Pc, Pd, Ps, Pe, Pi, Pf or Po. Unlike in `std::ispunct`, the ASCII
+/// signs `$+<=>^|~` and U+0060 are symbols and not punctuation.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isPunctuation(char32_t scalar) noexcept;
@@ -67,7 +67,7 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWhiteSpace(char32_t scalar) noexcept;
 
-/// Whether the scalar has Unicode's property Emoji. Digits, `#`, `*`, `©` and `®` have it, too.
+/// Whether the scalar has Unicode's property Emoji. Digits, `#`, `*`, `©` and `®` have this property, too.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isEmoji(char32_t scalar) noexcept;

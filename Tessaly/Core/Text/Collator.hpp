@@ -19,10 +19,10 @@ class CollationRules;
 
 /// The alphabetical order of a language, as in its dictionaries (UTS #10, with the rules of CLDR).
 ///
-/// The nearest standard facility is `std::collate`, which only knows the locales that were generated on the machine and
-/// sorts "file 10" before "file 2". To sort a long list, make the sort key of each text once and compare the keys.
+/// The nearest standard facility is `std::collate`. It knows only the locales that were generated on the machine, and
+/// it sorts "file 10" before "file 2". To sort a long list, make the sort key of each text once and compare the keys.
 ///
-/// Making a collator takes up to a millisecond. A copy shares its rules.
+/// Making a collator takes up to a millisecond. Copies share the rules.
 ///
 /// Thread contract: thread-compatible. Threads may share a collator that no thread changes.
 ///
@@ -58,8 +58,8 @@ class Collator {
 
   /// The sort key of a text: bytes that `std::string` orders as `compare` orders the texts. Keys of collators with
   /// different locales or options, or of different versions of ICU, are not comparable, so do not store them.
-  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, or of more than about
-  /// 715 million UTF-16 units.
+  /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, and for a text whose
+  /// key exceeds 2 GiB.
   [[nodiscard]] TESSALY_EXPORT std::string sortKey(std::string_view text) const;
 
  private:

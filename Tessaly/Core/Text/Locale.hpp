@@ -12,11 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// A language, and the forms of numbers and dates in a country, named by an identifier: "fr", "pt_BR", "zh-Hant-TW".
+/// A language and the forms of numbers and dates in a country. An identifier names both: "fr", "pt_BR", "zh-Hant-TW".
 ///
-/// The nearest standard facility is `std::locale`, which only names locales that were generated on the machine. A
-/// `Locale` is a value with any name. Formatters treat an unknown locale like its nearest known parent. The last parent
-/// is the root, which belongs to no language.
+/// The nearest standard facility is `std::locale`, which knows only locales that were generated on the machine. A
+/// `Locale` may have any identifier. Formatters treat an unknown locale like its nearest known parent. The last parent
+/// is the root, which belongs to no language. Before the root, some formatters try ICU's default locale.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -54,12 +54,12 @@ class Locale {
   };
 
   /// The locale with this identifier. Never fails. Formatters treat an unknown locale like its nearest known parent, or
-  /// else like the root.
+  /// else like ICU's default locale or the root.
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
   /// encoding ("de_DE.UTF-8" is "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Every call reads
-  /// the environment like `std::getenv`.
+  /// the environment, as `std::getenv` does.
   ///
   /// Thread contract: thread-safe, but no thread may change the environment during the call.
   [[nodiscard]] TESSALY_EXPORT static Locale current();

@@ -46,14 +46,16 @@ class TESSALY_EXPORT NSMutableAttributedString {
 
   /// The attributes of the unit at a position. The reference is valid until the text changes.
   [[nodiscard]] const Attributes& attributes(std::int64_t location) const;
-  /// The longest known range around a position whose units have equal attributes.
+  /// A range around a position in which all units have equal attributes. A neighbouring unit may have equal attributes
+  /// too, if another call has set them.
   [[nodiscard]] NSRange effectiveRange(std::int64_t location) const;
 
-  /// Adds attributes to a range. A new value replaces an existing one of the same name.
+  /// Adds attributes to a range. A new value replaces an existing value of the same name.
   void addAttributes(const Attributes& attributes, NSRange range);
 
   /// Replaces a range with a text. The text gets the attributes of the first replaced unit. For an empty range, the
-  /// text gets the attributes of the unit before the range, or else of the unit after it.
+  /// text gets the attributes of the unit before the range, or else of the unit after it. If there is no unit, the text
+  /// gets no attributes.
   void replaceCharacters(NSRange range, std::u16string_view text);
 
  private:
@@ -67,9 +69,10 @@ class TESSALY_EXPORT NSMutableAttributedString {
   void checkRange(NSRange range) const { checkRange(range, length()); }
   static void checkRange(NSRange range, std::int64_t length);
   static SharedAttributes joined(Attributes attributes, const Attributes& added);
-  /// The number of the run of a unit, and the beginning of the run.
+  /// The index of the run that contains a unit, and the location at which the run begins.
   [[nodiscard]] std::pair<std::size_t, std::int64_t> runAt(std::int64_t location) const;
-  /// Ensures that a run begins at a position or the text ends there, and returns the number of the run.
+  /// Ensures that a run begins at a location, and returns the index of the run. At the end of the text, returns the
+  /// number of runs.
   std::size_t splitAt(std::int64_t location);
   void joinEqualRuns();
 

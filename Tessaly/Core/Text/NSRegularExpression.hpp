@@ -27,12 +27,12 @@ struct TESSALY_EXPORT RegularExpressionError final : Error {
 };
 
 /// A compiled regular expression of ICU, with Unicode's properties and without options. Case matters. "." does not
-/// match the end of a line. "^" matches at the beginning of the text. "$" matches at the end of the text, and before a
-/// line end there.
+/// match a line end. "^" matches at the beginning of the text. "$" matches at the end of the text, and before a line
+/// end that ends the text.
 ///
 /// Ranges count UTF-16 units. Copies share the compiled expression. A search that exceeds ICU's 8 MB for backtracking
-/// finds no further match. The nearest standard facility is `std::regex`, which matches bytes instead of characters and
-/// recurses as deep as the text is long.
+/// finds no further match. The nearest standard facility is `std::regex`, which matches bytes instead of characters.
+/// The recursion of `std::regex` is as deep as the text is long.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -14,18 +14,18 @@ namespace Tessaly::inline v1::Text {
 /// "Latin-ASCII; Lower". Absent if ICU does not know the transform. Ill-formed UTF-8 counts as U+FFFD. Throws
 /// `std::length_error` for a text of 1 GiB or more.
 ///
-/// The first use of a transform makes it, in 10 ms or more, and keeps it. O(n), except for texts that ICU must divide
-/// into words by a dictionary, such as Thai.
+/// The first use of a transform makes and keeps the transform. That use takes 10 ms or more. O(n), except for texts
+/// that ICU must divide into words by a dictionary, such as Thai.
 ///
 /// Thread contract: thread-safe.
 ///
 ///     const std::optional<std::string> name = Text::transformed("Ελληνικά", "Any-Latin");  // Ellēniká
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformed(std::string_view text, std::string_view identifier);
 
-/// The form of a text for searches. It always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but is made
-/// faster. A table gives the result for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and decomposed
-/// Latin. The table asks ICU once for each character. ICU transforms other texts in pieces. A piece reaches from one
-/// space between two words of the same script to the next such space.
+/// The form of a text for searches. It always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but takes
+/// less time. A table gives the result for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and
+/// decomposed Latin. The table calls ICU once for each character. ICU transforms other texts in pieces. A piece reaches
+/// from one space between two words of the same script to the next such space.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformedForSearch(std::string_view text);

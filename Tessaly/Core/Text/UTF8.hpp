@@ -76,7 +76,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
   std::string_view text_;
 };
 
-/// Whether the text is well-formed UTF-8. O(n); ASCII is read eight bytes at a time.
+/// Whether the text is well-formed UTF-8. O(n). Reads ASCII in words of eight bytes.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWellFormed(std::string_view text) noexcept;
@@ -88,7 +88,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
 
 /// Appends a scalar as UTF-8. A surrogate or a number above U+10FFFF is appended as U+FFFD.
 ///
-/// Thread contract: thread-safe, except on the same text.
+/// Thread contract: thread-safe for different texts.
 TESSALY_EXPORT void appendScalar(std::string& text, char32_t scalar);
 
 }  // namespace Tessaly::inline v1::Text

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a text has at most this number of user-perceived characters. Reads at most one character beyond the limit.
+/// Whether a text has at most `count` user-perceived characters. Reads at most one character beyond the limit.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool hasAtMost(std::string_view text, std::int64_t count) noexcept {

@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The type of an extension. Stops the process if no conforming type has the extension.
+/// The type of a file name extension, as `UTType::fromFilenameExtension` gives it. Stops the process if that function
+/// gives no type.
 [[nodiscard]] TESSALY_EXPORT UTType requiredType(std::string_view extension, const UTType& conformingTo);
 
 }  // namespace Tessaly::inline v1::detail

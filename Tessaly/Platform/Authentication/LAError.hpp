@@ -27,9 +27,9 @@ enum class LAFailure : std::uint8_t {
   notInstalled,
   /// There is no system bus, or no authority on it.
   noService,
-  /// The authority did not answer within 2 s, or closed the connection.
+  /// The system bus or the authority did not answer within 2 s, or the connection was closed.
   notAnswering,
-  /// The authority answered with an error or with a malformed answer.
+  /// The authority answered with an error or with a malformed answer, or the question could not be sent.
   refused,
   /// The system cannot guarantee the proof that the policy demands.
   policyNotSupported,
@@ -37,8 +37,8 @@ enum class LAFailure : std::uint8_t {
 
 /// A failure to authenticate the user.
 ///
-/// The information has the reason under "reason", as `failure()` returns it, and a text for people under "description".
-/// If the application's text could not be shown, "localizedReason" says so.
+/// `userInfo()` has the reason of `failure()` under "reason", and a text for people under "description". If the
+/// application's text could not be shown, "localizedReason" says so.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -71,19 +71,19 @@ class TESSALY_EXPORT LAError final : public Error {
   /// The number of `laCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   [[nodiscard]] const UserInfo& userInfo() const noexcept { return userInfo_; }
-  /// The reason, from "reason" of the information.
+  /// The reason, from "reason" in `userInfo()`. `unknown` if there is no such reason.
   [[nodiscard]] LAFailure failure() const noexcept;
   /// "Tessaly.LAError".
   [[nodiscard]] std::string domain() const override;
   /// For example `Error Domain=Tessaly.LAError Code=-2 "The user cancelled"`.
   [[nodiscard]] std::string description() const override;
 
-  /// Sets a value of the information.
+  /// Sets a value in `userInfo()`.
   void setInformation(std::string key, std::string value) {
     userInfo_.insert_or_assign(std::move(key), std::move(value));
   }
 
-  /// Whether both have the same code and information.
+  /// Whether both errors have the same code and information.
   friend bool operator==(const LAError& left, const LAError& right) noexcept {
     return left.code_ == right.code_ && left.userInfo_ == right.userInfo_;
   }

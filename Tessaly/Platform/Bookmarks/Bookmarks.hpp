@@ -20,12 +20,13 @@ enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecuritySco
 /// The file that bookmark data leads to.
 struct ResolvedBookmark {
   URL url;
-  /// Whether the caller should make new data. True if the file was not at the path in the data, so that a search found
-  /// it, or if the number of its volume has changed.
+  /// Whether the caller should make new data. True if the file was not at the path in the data and a search found it.
+  /// Also true if the number of its volume has changed.
   bool isStale = false;
 };
 
-/// Makes and resolves bookmark data, which finds a file again after it was renamed or moved to a nearby directory.
+/// Makes and resolves bookmark data. The data leads to a file even after the file was renamed or moved to a nearby
+/// directory.
 ///
 /// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
 /// resolves to that same file or to no file, but never to another file with its name. On a volume without times of
@@ -41,7 +42,8 @@ class TESSALY_EXPORT Bookmarks {
   Bookmarks(const Bookmarks&) = delete;
   Bookmarks& operator=(const Bookmarks&) = delete;
 
-  /// The system's bookmarks, or those that a `BookmarksInstallation` put in their place. Never destroyed.
+  /// The system's bookmarks, or those that a `BookmarksInstallation` put in their place. The library never destroys the
+  /// result.
   [[nodiscard]] static Bookmarks& shared() noexcept;
   /// The system's bookmarks, even while others are installed.
   [[nodiscard]] static Bookmarks& system();

@@ -42,7 +42,7 @@ struct DirectoryChange {
 /// "appeared", "changed", "renamed" or "disappeared".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(DirectoryChange::Kind kind) noexcept;
 
-/// A source of the changes in a directory, for `directoryChanges`. `FileManager` makes it.
+/// A source of the changes in a directory, for `directoryChanges`. `FileManager` makes the source.
 ///
 /// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
 /// no events of any file are read while it runs.

@@ -23,7 +23,7 @@ enum class FileChange : std::uint8_t {
 /// "contents", "replaced", "removed" or "returned".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(FileChange change) noexcept;
 
-/// A source of the changes of the file that a path leads to, for `fileChanges`. `FileManager` makes it.
+/// A source of the changes of the file that a path leads to, for `fileChanges`. `FileManager` makes the source.
 ///
 /// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
 /// no events of any file are read while it runs.
@@ -37,10 +37,10 @@ class TESSALY_EXPORT FileChangeSource {
   FileChangeSource& operator=(const FileChangeSource&) = delete;
 
   /// The change since the last call that returned a change, or since the source was made. Nothing if there is no
-  /// change. Throws `POSIXError` when the system refuses to watch.
+  /// change. Throws `POSIXError` when the system refuses to watch the file.
   [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
   /// Whether the caller must poll. True if the system sends no events for this file: on remote volumes, and if the file
-  /// cannot be read.
+  /// or a directory on its path cannot be read.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

@@ -43,7 +43,8 @@ class TESSALY_EXPORT FileManager {
   FileManager(const FileManager&) = delete;
   FileManager& operator=(const FileManager&) = delete;
 
-  /// The system's file manager, or the one that a `FileManagerInstallation` put in its place. Never destroyed.
+  /// The system's file manager, or the one that a `FileManagerInstallation` put in its place. The library never
+  /// destroys the result.
   [[nodiscard]] static FileManager& default_() noexcept;
   /// The system's file manager, even while another one is installed.
   [[nodiscard]] static FileManager& system() noexcept;
@@ -81,9 +82,10 @@ class TESSALY_EXPORT FileManager {
   virtual void write(const Data& data, const URL& file) = 0;
   /// Makes a directory. With `created`, a directory that exists already is not an error.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
-  /// Copies a file, a link as a link, or a directory with all its contents. Keeps times and modes. Throws `EEXIST` if
-  /// the destination exists, `EINVAL` if a directory would be copied into itself, and `EBUSY` if a file was written
-  /// during each of three attempts to read it. Reads each file to its end, even if the file reports a smaller size.
+  /// Copies a file, a symbolic link, or a directory with all its contents. The copy of a link is a link. Keeps times
+  /// and modes. Throws `POSIXError`: `EEXIST` if the destination exists, `EINVAL` if a directory would be copied into
+  /// itself, `ENOTSUP` for items of other kinds. Throws `EBUSY` if a file was written during each of three attempts to
+  /// read it. Reads each file to its end, even if the file reports a smaller size.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
   /// Moves or renames an item. Throws `EEXIST` if the destination exists.
   virtual void moveItem(const URL& source, const URL& destination) = 0;
@@ -96,7 +98,7 @@ class TESSALY_EXPORT FileManager {
   virtual void setIsExcludedFromBackup(bool isExcluded, const URL& url) = 0;
   [[nodiscard]] virtual bool isExcludedFromBackup(const URL& url) const = 0;
   /// The number of bytes that an ordinary user may still write to the volume of the URL. Nothing if the volume does not
-  /// report it.
+  /// report the number.
   [[nodiscard]] virtual std::optional<std::int64_t> volumeAvailableCapacityForImportantUsage(const URL& url) const = 0;
 
   [[nodiscard]] virtual URL homeDirectoryForCurrentUser() const = 0;

@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1 {
 
 /// A source that notifies a handler, on a queue, of events of an open file until the source is cancelled. `FileManager`
-/// makes it.
+/// makes the source.
 ///
 /// A source follows the open file, not its name. After an atomic replacement the source reports that the old file was
 /// removed, and reports nothing about the new file. Prefer `fileChanges` to follow a name.
@@ -33,8 +33,8 @@ class TESSALY_EXPORT FileSystemObjectSource {
 
   /// Sets the handler that is called when an event of a requested kind has happened. Set it before `resume()`.
   virtual void setEventHandler(std::function<void()> handler) = 0;
-  /// Sets the handler that is called once after `cancel()`. No event is reported after that call, so the handler may
-  /// close the descriptor. Set it before `resume()`.
+  /// Sets the handler that is called once after `cancel()`. The event handler is not called afterwards, so the cancel
+  /// handler may close the descriptor. Set it before `resume()`.
   virtual void setCancelHandler(std::function<void()> handler) = 0;
   /// Starts the notifications. Throws `POSIXError` if the system refuses.
   virtual void resume() = 0;

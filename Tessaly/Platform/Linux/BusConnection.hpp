@@ -30,7 +30,7 @@ struct BusReply {
 };
 
 /// A private connection to a bus. Each operation takes at most `limit`, unless the caller of `call` passes another
-/// timeout. Each library that includes this header compiles it into itself and does not export it.
+/// timeout. Each library that includes this header has its own copy of the code, and does not export the copy.
 ///
 /// Thread contract: thread-compatible.
 class BusConnection {
@@ -70,8 +70,8 @@ class BusConnection {
     return result < 0 ? result : 0;
   }
 
-  /// A method call that does not start the destination service. Null if it cannot be made, for example with text that
-  /// is not UTF-8.
+  /// A method call that does not start the destination service. Null if the message cannot be made, for example with
+  /// text that is not UTF-8.
   [[nodiscard]] BusMessage makeCall(const char* destination, const char* path, const char* interface,
                                     const char* member) const {
     sd_bus_message* message = nullptr;
@@ -82,8 +82,8 @@ class BusConnection {
     return BusMessage(message);
   }
 
-  /// Sends the message and waits for the reply, for at most `timeout` microseconds. 0 means the limit, and the maximum
-  /// value means no limit.
+  /// Sends the message and waits for the reply, for at most `timeout` microseconds. 0 means `limit`. The maximum value
+  /// means that the wait has no limit.
   BusReply call(const BusMessage& message, std::uint64_t timeout = 0) {
     BusReply reply;
     if (message == nullptr || bus_ == nullptr) {
@@ -102,7 +102,7 @@ class BusConnection {
     return reply;
   }
 
-  /// The unique name of the connection that owns the name. Empty if no connection owns it, or if the call fails.
+  /// The unique name of the connection that owns `name`. Empty if no connection owns it, or if the call fails.
   [[nodiscard]] std::string ownerOf(const char* name) {
     BusMessage question =
         makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");

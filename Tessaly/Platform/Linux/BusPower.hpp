@@ -15,8 +15,8 @@ namespace detail {
 class DisplayInhibition;
 }
 
-/// A power backend that keeps the display awake through a service. It asks the desktop's screen saver, its session
-/// manager and the login manager in this order, and uses the first one that grants the request.
+/// A power backend that keeps the display awake through a service. The backend asks the desktop's screen saver, the
+/// desktop's session manager and the login manager in this order. It uses the first service that grants the request.
 ///
 /// Every assertion has its own connections, so the services end the assertion when the process ends. If the service
 /// that holds an assertion ends or is replaced, all services are asked again.
@@ -41,7 +41,7 @@ class TESSALY_EXPORT BusPower final : public PowerBackend {
   std::map<std::uint32_t, std::shared_ptr<detail::DisplayInhibition>> assertions_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t lastIdentifier_ TESSALY_GUARDED_BY(lock_) = 0;
   std::shared_ptr<detail::DisplayInhibition> latest_ TESSALY_GUARDED_BY(lock_);
-  /// The status of the latest assertion if that assertion is no longer held.
+  /// The status of the latest assertion if that assertion was released or was never granted.
   PowerStatus lastStatus_ TESSALY_GUARDED_BY(lock_);
 };
 

@@ -14,7 +14,7 @@
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
 
 /// The functions that parse the messages of daemons on a bus. No other code parses such messages. Each library that
-/// includes this header compiles it into itself and does not export it.
+/// includes this header has its own copy of the code, and does not export the copy.
 ///
 /// Each message is parsed once, from its beginning. libsystemd checks the header only. The body may have any types, may
 /// be cut short, and may be malformed. Each function accepts any body. The functions do not parse a message beyond the
@@ -158,7 +158,8 @@ class BusReader {
   return owner;
 }
 
-/// The contents of `NameOwnerChanged`. `former` is empty if the name had no owner, and `next` if it has no owner now.
+/// The contents of `NameOwnerChanged`. `former` is empty if the name had no owner, and `next` is empty if the name has
+/// no owner now.
 struct OwnerChange {
   std::string name;
   std::string former;

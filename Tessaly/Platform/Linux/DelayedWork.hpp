@@ -12,9 +12,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Work that runs some time after `schedule`, on a thread that may block, or at once after `start`. Another `schedule`
-/// before that time can only make the work start earlier. The work never runs twice at the same time. If it becomes due
-/// while it runs, it runs once more afterwards.
+/// Work that runs on a thread that may block: after the delay of `schedule`, or soon after `start`. A second `schedule`
+/// before the work starts can only make the start earlier. The work never runs twice at the same time. If the work
+/// becomes due while it runs, it runs once more afterwards.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
@@ -23,9 +23,9 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
 
   /// Schedules the work. Does nothing while the process has no descriptors left for the clock's thread.
   void schedule(std::chrono::nanoseconds delay);
-  /// Runs the work now, without the clock.
+  /// Makes the work due now, without the clock. Does not wait for the run.
   void start();
-  /// Ends the work. Waits for a run on another thread. No run begins afterwards.
+  /// Cancels the work. Waits until a run on another thread has ended. No run begins afterwards.
   void cancel() noexcept;
 
  private:
@@ -36,7 +36,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
 
   Clock& clock_;
   const std::function<void()> work_;
-  /// Held while the timer is set, before `lock_`. A clock may fire the timer during that call, if time has passed.
+  /// Held while the timer is set, and acquired before `lock_`. If the deadline has passed, the clock may fire the timer
+  /// before `Clock::add` returns.
   UnfairLock scheduling_;
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.

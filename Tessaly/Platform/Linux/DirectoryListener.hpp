@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class DirectoryListener final : public InotifyHub::Subscriber {
  public:
-  /// Names to examine again, and whether the files were written.
+  /// The names to examine again, each with whether its file was written.
   using Names = std::unordered_map<std::string, bool>;
   /// The events since the last call of `take`, for each watch.
   struct Heard {

@@ -27,7 +27,7 @@ struct EntryIdentity {
 struct FoundFile {
   EntryIdentity identity;
   FileAttributes attributes;
-  /// Whether the file has further names.
+  /// Whether the file is a regular file with further names.
   bool isLinked = false;
 };
 

@@ -17,12 +17,12 @@ namespace detail {
 class DisplaySelection {
  public:
   virtual ~DisplaySelection();
-  /// Offers the contents and replaces the present ones. Waits at most 2 s for the display.
+  /// Offers the contents in place of the present contents. Waits at most 2 s for the display.
   virtual PasteboardProblem offer(const PasteboardContents& contents) = 0;
   [[nodiscard]] virtual bool isOwner() const = 0;
   /// Whether the connection to the display ended.
   [[nodiscard]] virtual bool isLost() const = 0;
-  /// Blocks until this process is not the owner and no program is pasting its contents.
+  /// Blocks until this process is not the owner and no program is pasting this process's contents.
   virtual void waitWhileServing() const = 0;
 };
 
@@ -47,7 +47,7 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
   /// Blocks while programs can paste the last contents, and until transfers that began earlier have ended. Only a
-  /// program that has nothing else to do should call it.
+  /// program that has nothing else to do should call this function.
   void waitWhileServing() const;
 
  private:

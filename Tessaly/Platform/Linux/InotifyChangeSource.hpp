@@ -19,8 +19,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A source of the changes of the file that a path leads to. It watches the file. In each directory on the path, it
-/// also watches the next name of the path. Symbolic links are resolved.
+/// A source of the changes of the file that a path leads to. The source watches the file. In each directory on the
+/// path, the source also watches the next name of the path. Symbolic links are resolved.
 ///
 /// Thread contract: thread-compatible.
 class InotifyChangeSource final : public FileChangeSource {

@@ -55,7 +55,7 @@ class InotifyDirectorySource final : public DirectorySource {
     bool isPolled = false;
     std::unordered_map<std::string, Entry> entries;
   };
-  /// A name of a directory, and the file that is there now.
+  /// A name in a directory, and the file that has the name now.
   struct Place {
     Directory* directory = nullptr;
     std::string name;
@@ -101,8 +101,8 @@ class InotifyDirectorySource final : public DirectorySource {
   Directory root_;
   std::unordered_map<int, std::vector<Directory*>> watched_;
   std::size_t polledDirectories_ = 0;
-  /// Names to examine: those of the latest events, and those that could not be examined. The directory of such a name
-  /// has perhaps moved, and the event of its move is still to come.
+  /// Names to examine: those of the latest events, and those that could not be examined. If a name could not be
+  /// examined, its directory may have moved, and the event of the move has not arrived yet.
   std::unordered_map<Directory*, Names> postponed_;
 
   // The state of one call of takeChanges.

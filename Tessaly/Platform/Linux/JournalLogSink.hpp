@@ -15,11 +15,12 @@
 namespace Tessaly::inline v1 {
 
 /// A sink that passes the records of a ring on to the system's journal, on its own thread. The thread starts at the
-/// first record that finds the journal's socket. Records look for the socket at most once a second.
+/// first record that finds the journal's socket. The writes of records check for the socket at most once a second.
 ///
 /// The thread sends all records of the ring. Then it checks for new records every 10 ms for 50 ms, so that a burst of
-/// records wakes it once. While there is no journal, the records stay in the ring. The thread counts the records that
-/// the ring evicts before they are sent, and later reports their number to the journal. Signposts are not sent.
+/// records wakes the thread once. While there is no journal, the records stay in the ring. The thread counts the
+/// records that the ring evicts before they are sent, and later reports their number to the journal. Signposts are not
+/// sent.
 ///
 /// Thread contract: thread-safe. Never destroyed, because its thread never ends.
 ///
@@ -34,10 +35,11 @@ class TESSALY_EXPORT JournalLogSink {
     /// Sends one entry. Returns 0, or a negative system error number.
     int (*send)(const iovec* fields, int count) noexcept = &sendToSystemJournal;
     std::chrono::nanoseconds retryInterval = std::chrono::seconds(1);
-    /// The number of times that the thread checks for new records before it sleeps, and the pause between two checks.
+    /// `pollsBeforeParking` is the number of checks for new records before the thread sleeps. `pollInterval` is the
+    /// pause between two checks.
     int pollsBeforeParking = 5;
     std::chrono::nanoseconds pollInterval = std::chrono::milliseconds(10);
-    /// A send that takes longer counts as `JournalState::notAnswering`.
+    /// A send that takes longer than this counts as `JournalState::notAnswering`.
     std::chrono::nanoseconds longestSend = std::chrono::seconds(2);
   };
 
@@ -59,7 +61,8 @@ class TESSALY_EXPORT JournalLogSink {
   [[nodiscard]] JournalStatus status() const noexcept;
 
  private:
-  /// The state of the thread. An awake thread checks for records by itself. A parked one sleeps until `write` wakes it.
+  /// The state of the thread. An awake thread checks for records by itself. A parked thread sleeps until `write` or
+  /// `flush` wakes it.
   enum class Phase : std::uint8_t { notStarted, awake, parked };
   enum class Outcome : std::uint8_t { nothingToSend, sent, failed };
   /// The journal's answer to one entry. An unwanted entry is never sent again. A failed entry is sent again later.
@@ -80,18 +83,18 @@ class TESSALY_EXPORT JournalLogSink {
   const Options options_;
 
   std::atomic<Phase> phase_{Phase::notStarted};
-  std::atomic<std::int64_t> lastLook_{0};      // In nanoseconds of the wall clock.
+  std::atomic<std::int64_t> lastLook_{0};      // The last search for the socket, in nanoseconds of the wall clock.
   std::atomic<std::uint32_t> signal_{0};       // The futex on which the thread sleeps.
-  std::atomic<std::uint32_t> flushTicket_{0};  // The newest requested flush,
-  std::atomic<std::uint32_t> flushed_{0};      // and the newest one served.
+  std::atomic<std::uint32_t> flushTicket_{0};  // The number of the newest requested flush.
+  std::atomic<std::uint32_t> flushed_{0};      // The number of the newest completed flush.
 
   std::atomic<JournalState> state_{JournalState::notTried};
   std::atomic<int> error_{0};
   std::atomic<std::uint64_t> sentRecords_{0};
   std::atomic<std::uint64_t> lostRecords_{0};
-  std::atomic<std::int64_t> sendingSince_{0};  // In nanoseconds of the steady clock; 0 between sends.
+  std::atomic<std::int64_t> sendingSince_{0};  // The start of a send in nanoseconds of the steady clock, or 0.
 
-  /// The losses that were not reported to the journal yet. Only the thread uses the count.
+  /// The number of lost records that have not been reported to the journal yet. Only the thread uses the count.
   std::uint64_t untoldLosses_ = 0;
 };
 

@@ -28,7 +28,8 @@ class SettingsFileSystem;
 ///
 /// No call waits for other processes for longer than 2 s in all. If the property list cannot be read, `close()` and the
 /// destructor wait up to 1.1 s more. After an operation has waited 2 s for the journal's lock, later operations do not
-/// wait for this lock, and their writes stay in memory. This ends when an operation finds the lock free.
+/// wait for this lock, and their writes stay in memory. Operations wait again after an operation has found the lock
+/// free.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -46,10 +47,11 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// Empty if there is no place for settings. Then the settings are only in memory.
     std::string folder;
     Opening opening = Opening::forUse;
-    /// The clock of all delays and waits. It must outlive the store. If the host releases the store during a
-    /// notification of another process's change, the store ends later on the notifying thread.
+    /// The clock of all delays and waits. The clock must outlive the store. If the host releases the store during a
+    /// notification of another process's change, the store is destroyed later, on the notifying thread.
     Clock& clock = ContinuousClock::shared();
-    /// The system calls on files. Null means the system's own. It must outlive the store as the clock does.
+    /// The system calls on files. Null means the system's own calls. The object must outlive the store, as the clock
+    /// must.
     detail::SettingsFileSystem* fileSystem = nullptr;
   };
 
@@ -62,14 +64,16 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   static constexpr std::chrono::seconds retryDelay{1};
   /// A journal that reaches both this size and the size of the property list gets its checkpoint at once.
   static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
-  /// When the journal reaches this many times the larger of those two sizes, each write pauses for 0.1 ms.
+  /// Each write pauses for 0.1 ms while the journal has at least this many times the larger of `largeJournal` and the
+  /// size of the property list.
   static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
   /// The store of the identifier's directory.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);
-  /// Makes a last checkpoint. If the property list cannot be read, the destructor waits for up to `damageDelay`.
+  /// Makes a last checkpoint. If the property list cannot be read, the destructor waits up to `damageDelay` for a
+  /// readable list.
   ~JournaledUserDefaults() override;
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
@@ -90,8 +94,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
   /// Writes the changes that no checkpoint holds yet into the property list. Called for the store of
-  /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits for up to
-  /// `damageDelay`.
+  /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits up to
+  /// `damageDelay` for a readable list.
   void close() noexcept;
 
  private:

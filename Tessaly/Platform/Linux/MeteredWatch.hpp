@@ -39,7 +39,8 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
   };
 
-  /// Makes a watch. It calls the function, on any thread except the reactor's, whenever the state may have changed.
+  /// Makes a watch. The watch calls the function whenever the state may have changed, on any thread except the
+  /// reactor's.
   [[nodiscard]] static std::shared_ptr<MeteredWatch> make(std::function<void()> onChange);
   MeteredWatch(Private, std::function<void()> onChange);
   ~MeteredWatch();
@@ -47,7 +48,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and asks for the property, unless the watch is connected. Does not block.
+  /// Connects to the bus and requests the property, unless the watch is already connected. Does not block.
   void connectIfNeeded();
 
  private:
@@ -58,7 +59,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   bool connect() TESSALY_REQUIRES(lock_);
   void process();
   void ask(sd_bus* bus);
-  /// Sends the question.
+  /// Sends the request for the property.
   void send(sd_bus* bus);
   void sendAgain(std::uint64_t question);
   void giveUp(std::uint64_t question);

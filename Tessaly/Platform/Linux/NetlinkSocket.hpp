@@ -27,32 +27,32 @@ class TESSALY_EXPORT NetlinkSocket {
     datagram,
     /// No datagram is pending.
     nothing,
-    /// The kernel had no room for a message and dropped it.
+    /// The kernel dropped a message because the receive buffer was full, or the datagram was too large.
     lost,
     failed,
   };
   /// A datagram, or the reason why none is available.
   struct Received {
     Result result;
-    /// Valid until the next call.
+    /// Valid until the next call of `receive`.
     std::span<const std::byte> datagram = {};
     int error = 0;
   };
 
-  /// Opens the socket and joins the multicast groups of the mask of `RTMGRP_` bits.
+  /// Opens the socket and joins the multicast groups in `groups`, a mask of `RTMGRP_` bits.
   explicit NetlinkSocket(std::uint32_t groups) noexcept;
   NetlinkSocket(const NetlinkSocket&) = delete;
   NetlinkSocket& operator=(const NetlinkSocket&) = delete;
 
-  /// The `errno` of opening the socket, or 0 if it is open.
+  /// The `errno` of the failed construction, or 0 if the socket is usable.
   [[nodiscard]] int error() const noexcept { return error_; }
   [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
   /// Requests all objects of a kind (`RTM_GETLINK`, ...) of all families. Returns the `errno`, or 0 if the request was
   /// sent.
   int requestDump(std::uint16_t type) noexcept;
-  /// The next datagram from the kernel. Ignores datagrams from other senders. With `Wait::briefly` it waits for at most
-  /// 2 s, which begin again after each ignored datagram and after each interruption by a signal.
+  /// The next datagram from the kernel. Ignores datagrams from other senders. With `Wait::briefly`, waits for at most
+  /// 2 s. This time begins again after each ignored datagram and after each interruption by a signal.
   Received receive(Wait wait);
 
  private:

@@ -13,10 +13,10 @@ namespace Tessaly::inline v1 {
 /// An authentication backend that asks polkit whether the user of this process may do one action. The action's policy
 /// should demand authentication.
 ///
-/// By default, the action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets it and installs
-/// its policy. The authority accepts the application's reason only from trusted callers, such as the owner that the
-/// action's policy names. If the authority refuses the reason, the user sees the policy's text. If the authentication
-/// then fails, the error says that the reason was not shown.
+/// By default, the action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets this entry and
+/// installs the action's policy. The authority accepts the application's reason only from trusted callers, such as the
+/// owner that the action's policy names. If the authority refuses the reason, the user sees the policy's text. If the
+/// authentication then fails, the error says that the reason was not shown.
 ///
 /// Thread contract: thread-safe. Each question to the user has its own thread.
 ///

@@ -16,11 +16,11 @@ namespace Tessaly::inline v1 {
 /// The links, addresses and default routes of the kernel's rtnetlink messages (RFC 3549), and whether a default route
 /// is usable.
 ///
-/// A default route of a family is usable under two conditions. Its link is up and has a carrier. The link has an
-/// address of that family that other machines can answer to. Such an address on another link is enough if it is the
-/// route's preferred source. A bridge has a carrier if one of its ports has a carrier. A tunnel has a carrier if it is
-/// up. Tunnels often set a pair of routes to the two halves of the address space. Such a pair counts as a default
-/// route. Only routes of the main and the default table count.
+/// A default route of a family is usable under two conditions. First, the route's link is up and has a carrier. Second,
+/// the link has an address of that family to which other machines can reply. Such an address on another link is enough
+/// if it is the route's preferred source. A bridge has a carrier if one of its ports has a carrier. A tunnel has a
+/// carrier if it is up. Tunnels often set a pair of routes to the two halves of the address space. Such a pair counts
+/// as a default route. Only routes of the main and the default table count.
 ///
 /// The table accepts any bytes. Messages that are malformed, cut short or irrelevant change nothing.
 ///
@@ -34,16 +34,16 @@ class TESSALY_EXPORT RouteTable {
   enum class Origin : std::uint8_t {
     /// The reply to a request for all objects of a kind.
     dump,
-    /// The announcement of a change. The table does not apply announced routes. The kernel joins, splits and replaces
-    /// routes without a message for each, and removes IPv4 routes with their link or address.
+    /// The announcement of a change. The table does not apply announced routes, because the kernel does not announce
+    /// every change of a route. For example, the kernel removes IPv4 routes together with their link or address.
     event,
   };
   struct Outcome {
-    /// After an event: routes may have changed. They must be cleared and read again.
+    /// After an event: routes may have changed, so the caller must clear the routes and read them again.
     bool needsRoutes = false;
     /// After a dump: the dump has ended.
     bool isDone = false;
-    /// After a dump: the tables changed during the dump, which must be repeated.
+    /// After a dump: the kernel's tables changed during the dump, so the caller should repeat the dump.
     bool isInterrupted = false;
     /// After a dump: the `errno` of a refusal, or 0.
     int error = 0;
@@ -56,7 +56,7 @@ class TESSALY_EXPORT RouteTable {
 
   [[nodiscard]] bool leadsOut() const;
   [[nodiscard]] std::size_t linksForTesting() const noexcept { return links_.size(); }
-  /// The number of addresses that other machines can answer to.
+  /// The number of addresses to which other machines can reply.
   [[nodiscard]] std::size_t addressesForTesting() const noexcept { return addresses_.size(); }
   /// The number of default routes.
   [[nodiscard]] std::size_t routesForTesting() const noexcept { return routes_.size(); }

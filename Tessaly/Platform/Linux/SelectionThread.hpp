@@ -21,7 +21,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class SelectionThread : public DisplaySelection, public std::enable_shared_from_this<SelectionThread> {
  public:
-  /// Connects on the thread, because a display may accept a connection and then never answer.
+  /// Starts the thread, which connects to the display. Waits at most 2 s, because a display may accept a connection and
+  /// then never answer.
   PasteboardProblem start(const char* name) {
     std::promise<PasteboardProblem> connected;
     std::future<PasteboardProblem> result = connected.get_future();
@@ -61,7 +62,8 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
 
   SelectionThread() : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-  /// The thread's function. Reports whether it could connect. Returns when the display is lost or `isLost()` is true.
+  /// The thread's function. Connects to the display and sets `connected` to the result. Returns when the connection
+  /// ends or `isLost()` is true.
   virtual void run(std::promise<PasteboardProblem> connected) = 0;
 
   /// The next contents to offer, or null if there are none.
@@ -86,7 +88,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     if (isOwner) isServing_ = true;
   }
   [[nodiscard]] bool isServing() const noexcept { return isServing_; }
-  /// For the thread's loop: records whether a program is pasting.
+  /// For the thread's loop: ends the service if this process is not the owner and no program is pasting.
   void noteTransfers(bool areThere) noexcept {
     if (!isOwner_ && !areThere && isServing_.exchange(false)) isServing_.notify_all();
   }

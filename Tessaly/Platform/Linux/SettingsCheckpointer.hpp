@@ -12,16 +12,16 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes the values into the property list. Only one process at a time does so, under a lock of the directory, and
-/// only one thread of this process. Another process waits for the lock as long as its patience allows. If it gets the
-/// lock, it writes the changes that are still missing. Otherwise it gives up.
+/// Writes the values into the property list. A lock of the directory admits one process at a time, and a lock in memory
+/// admits one thread of this process. Another process waits for the lock of the directory until its `SettingsPatience`
+/// ends. If the process gets the lock, it writes the changes that are still missing. Otherwise the process gives up.
 ///
 /// Thread contract: thread-safe.
 class SettingsCheckpointer {
  public:
   enum class Outcome : std::uint8_t {
     done,
-    /// Another process has the lock.
+    /// Another process holds the lock of the directory or of the journal.
     busy,
     failed,
     /// The property list must first become readable or be set aside.
@@ -33,8 +33,8 @@ class SettingsCheckpointer {
   Outcome run(SettingsPatience& patience);
 
  private:
-  /// Makes one checkpoint. Sets `isOutdated` if another one must follow: this one only finished an earlier checkpoint,
-  /// everything was read again, the list has vanished, or the directory was moved away.
+  /// Makes one checkpoint. Sets `isOutdated` if another checkpoint must follow. The reasons are: this checkpoint only
+  /// finished an earlier one, everything was read again, the list has vanished, or the directory was moved away.
   Outcome runOnce(SettingsPatience& patience, bool& isOutdated) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<bool> write(int directory, SettingsPatience& patience) TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> waitForDisk(const SettingsStore::Standing& standing) TESSALY_REQUIRES(lock_);
@@ -42,10 +42,10 @@ class SettingsCheckpointer {
   [[nodiscard]] bool isElsewhere(int directory);
 
   SettingsStore& store_;
-  /// Taken before the store's own lock.
+  /// Acquired before the store's own lock.
   UnfairLock lock_;
-  /// The list and the journal that this process last waited for, until they were on the disk. While both are in the
-  /// directory, no further wait is needed.
+  /// The list and the journal that were in the directory when this process last waited for the disk. While both are
+  /// still in the directory, no further wait is needed.
   std::optional<SettingsStore::Standing> synchronized_ TESSALY_GUARDED_BY(lock_);
 };
 

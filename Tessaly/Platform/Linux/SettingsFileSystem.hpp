@@ -15,12 +15,13 @@
 namespace Tessaly::inline v1::detail {
 
 enum class LockMode : std::uint8_t { shared, exclusive };
-/// The fate of a file that has the name already.
+/// The treatment of a file that already has the new name.
 enum class Replacing : std::uint8_t { replace, exchange, refuse };
 
-/// Every system call that the settings store makes on files. A test derives from this class to make calls fail.
+/// The system calls with which the settings store opens, reads and changes its files. A test derives from this class to
+/// make calls fail.
 ///
-/// Calls that a signal interrupts are made again.
+/// A call that a signal interrupts is repeated.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT SettingsFileSystem {
@@ -56,8 +57,8 @@ class TESSALY_EXPORT SettingsFileSystem {
   /// Reads `size` bytes, or fewer if the file ends earlier. Refuses a size of 64 MiB or more that exceeds the available
   /// memory.
   [[nodiscard]] StoreResult<> read(int descriptor, std::uint64_t offset, std::size_t size, std::string& bytes);
-  /// Makes one call, which may write only a part of the bytes. Exceeding the process's limit for the size of files is
-  /// an error, not a signal.
+  /// Makes one `write` call, which may write only a part of the bytes. Exceeding the process's limit for the size of
+  /// files is an error, not a signal.
   [[nodiscard]] StoreResult<std::size_t> write(int descriptor, std::string_view bytes);
   [[nodiscard]] StoreResult<> writeAll(int descriptor, std::string_view bytes);
   /// Reserves room on the disk without changing the file's size. Also succeeds if the file system cannot reserve room.
@@ -85,7 +86,7 @@ class TESSALY_EXPORT SettingsFileSystem {
     std::size_t maximumBytes = SIZE_MAX;
   };
   /// Called before each system call, except the calls of `unlock` and `setOwner`. The path is empty for removals and
-  /// for calls on descriptors. Does nothing here.
+  /// for calls on descriptors. This implementation lets each call proceed.
   [[nodiscard]] virtual Fate before(Call call, const std::string& path);
 
  private:

@@ -14,10 +14,11 @@
 namespace Tessaly::inline v1::detail {
 
 [[nodiscard]] FileIdentity identityOf(const struct stat& status) noexcept;
-/// The identity of a file. None if its status cannot be read, for example because there is no file.
+/// The identity of a file. `isNone()` is true if the file's status cannot be read, for example because there is no
+/// file.
 [[nodiscard]] TESSALY_EXPORT FileIdentity identityAt(const std::string& path,
                                                      SettingsFileSystem& files = SettingsFileSystem::shared());
-/// The inode number of a file. 0 if its status cannot be read, for example because there is no file.
+/// The inode number of a file. 0 if the file's status cannot be read, for example because there is no file.
 [[nodiscard]] ino_t inodeAt(const std::string& path, SettingsFileSystem& files);
 
 struct FileContents {
@@ -30,15 +31,15 @@ struct FileContents {
 
 /// Makes a directory and the missing directories above it, for this user only.
 [[nodiscard]] StoreResult<> makeDirectories(const std::string& path, SettingsFileSystem& files);
-/// The path at the end of a chain of symbolic links. The path itself if it is not a link, or if the chain has 40 links
-/// or more.
+/// The path at the end of a chain of symbolic links. The path itself if the path is not a link, or if the chain has 40
+/// links or more.
 [[nodiscard]] std::string followed(const std::string& path, SettingsFileSystem& files);
 [[nodiscard]] std::string directoryOfPath(const std::string& path);
 /// Waits until a file, or the entries of a directory, are on the disk. Also succeeds if this process has no permission
 /// to open the path.
 [[nodiscard]] StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files);
-/// Removes the files whose paths are `beginning` and a number, if their last write is more than a minute ago. A process
-/// was killed while it wrote such a file.
+/// Removes the files whose paths are `beginning` followed by a number, if their last write was more than a minute ago.
+/// Such a file is left if a process is killed while it writes the file.
 void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
 /// Whether a file that is set aside also keeps its own name.
@@ -49,7 +50,7 @@ enum class SettingAside : std::uint8_t { move, keepBoth };
                                                 SettingsFileSystem& files);
 
 /// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or `.config/<identifier>` in the home
-/// directory. Nothing if neither path is known, or if the identifier cannot name a directory.
+/// directory. Absent if neither path is known, or if the identifier cannot name a directory.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsDirectory(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

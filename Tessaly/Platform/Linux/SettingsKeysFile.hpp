@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The file of the published keys. It is not synchronized, because no value depends on it, and hosts publish their keys
-/// at each start.
+/// The file of the published keys. The file is not synchronized, because no value depends on it, and hosts publish
+/// their keys at each start.
 ///
 /// Thread contract: thread-safe.
 class SettingsKeysFile {
@@ -20,7 +20,7 @@ class SettingsKeysFile {
 
   /// Writes the file, unless it holds the same keys.
   [[nodiscard]] StoreResult<> write(const std::vector<SettingDescription>& keys) const;
-  /// The published keys, by name. Empty if the file is missing, unreadable or malformed.
+  /// The published keys, sorted by name. Empty if the file is missing, unreadable or malformed.
   [[nodiscard]] std::vector<SettingDescription> read() const;
 
  private:

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The property-list file of a store. Reads the file, writes a new file beside it, and puts the new file in its place.
-/// Does not know the journal.
+/// The property-list file of a store. Reads the file, writes a new file beside it, and replaces the file with the new
+/// one. This class does not know the journal.
 ///
 /// Thread contract: thread-compatible.
 class SettingsListFile {
@@ -35,9 +35,10 @@ class SettingsListFile {
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
   /// The directory in which the file stands, behind symbolic links.
   [[nodiscard]] std::string targetDirectory() const;
-  /// The identity of the file. None if there is no file, or if its status cannot be read.
+  /// The identity of the file. `isNone()` is true if there is no file, or if the file's status cannot be read.
   [[nodiscard]] FileIdentity identity() const { return look().value_or(FileIdentity{}); }
-  /// The identity of the file. None if there is no file. Fails if its status cannot be read.
+  /// The identity of the file. `isNone()` is true if there is no file. Fails if the status of an existing file cannot
+  /// be read.
   [[nodiscard]] StoreResult<FileIdentity> look() const;
 
   /// Reads the file at the path. Fails with `missing` if the path has no file, and with `damaged` if the file is not a
@@ -46,18 +47,19 @@ class SettingsListFile {
   [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
 
   /// Writes the values beside the present file and waits for the disk. Uses the binary format if the given format
-  /// cannot hold a value. Removes the files that killed processes left.
+  /// cannot represent all values exactly. Removes the files that killed processes left more than a minute ago.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
   /// Puts the written file in place. Returns true if the two files were exchanged and the replaced file was not the
-  /// expected one. The replaced file then stands at `written.path`.
+  /// expected one. In this case the replaced file stands at `written.path`.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
   /// Waits until the entries of the store's directory, and those of the directory that has the file, are on the disk.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
-  /// Waits for the file itself, then for the same directories. Fails with `outdated` if there is no file now.
+  /// Waits until the file is on the disk, and then does the same as `synchronizeDirectories`. Fails with `outdated` if
+  /// there is no file now.
   [[nodiscard]] StoreResult<> synchronize() const;
-  /// Sets the present file aside if it is damaged. If a link leads to something other than a file, only the link is
-  /// moved. Returns the new path, or an empty text if the file is not damaged.
+  /// Sets the present file aside if it is damaged. If the path leads to something other than a regular file, moves only
+  /// the entry at the path, such as a link. Returns the new path, or an empty text if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
   /// Sets aside a damaged file that `put` has replaced.
   [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;

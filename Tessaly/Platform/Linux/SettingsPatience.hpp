@@ -14,7 +14,7 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-compatible.
 class SettingsPatience {
  public:
-  /// No operation of a store waits longer for other processes.
+  /// The limit for an operation that a host calls. No other limit is longer.
   static constexpr std::chrono::seconds maximum{2};
 
   SettingsPatience(Clock& clock, std::chrono::nanoseconds limit)
@@ -22,7 +22,7 @@ class SettingsPatience {
 
   /// Whether the limit is at least `maximum`.
   [[nodiscard]] bool isFull() const noexcept { return limit_ >= maximum; }
-  /// Sleeps for the pause and returns true. Returns false at once if the time is over.
+  /// Sleeps for the pause and returns true. Returns false at once if the limit is 0 or has passed.
   [[nodiscard]] bool wait(std::chrono::microseconds pause = std::chrono::microseconds(50)) {
     if (limit_.count() == 0 || clock_.now() >= end_) return false;
     std::this_thread::sleep_for(pause);

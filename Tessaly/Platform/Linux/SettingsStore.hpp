@@ -28,8 +28,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The values and the journal of one directory, which this class reads and writes under one lock. Other objects make
-/// the checkpoints, watch the directory and notify the observers. Those objects call this class.
+/// The values and the journal of one directory. One lock protects both, but a read of `table()` does not need this
+/// lock. Other objects make the checkpoints, watch the directory and notify the observers. Those objects call this
+/// class.
 ///
 /// No thread waits for another process while it holds the lock.
 ///
@@ -38,8 +39,8 @@ class SettingsStore {
  public:
   using Options = JournaledUserDefaults::Options;
 
-  /// The functions with which the store starts work of other objects. The store calls them under its lock, so they must
-  /// not take that lock.
+  /// The functions with which the store starts the work of other objects. The store calls the functions under its lock,
+  /// so the functions must not acquire that lock.
   struct Schedule {
     std::function<void(std::chrono::nanoseconds)> checkpoint;
     std::function<void(std::chrono::nanoseconds)> retry;
@@ -50,7 +51,7 @@ class SettingsStore {
 
   SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver);
 
-  /// Reads everything. Called before the first use.
+  /// Reads all values. Called once, before the first use.
   void open(Schedule schedule);
 
   [[nodiscard]] const std::string& directory() const noexcept { return directory_; }
@@ -76,11 +77,11 @@ class SettingsStore {
   };
   /// Writes the changes as one record. Returns the changes for this process's observers.
   Write write(std::span<Edit> edits);
-  /// Reads the records of other processes, and stores the values that could not be stored.
+  /// Reads the records of other processes, and stores the values that could not be stored before.
   StoreResult<> catchUp(SettingsPatience& patience);
-  /// Tries again to store the values that could not be stored. Returns whether to try once more later.
+  /// Tries again to store the values that could not be stored before. Returns whether to try once more later.
   [[nodiscard]] bool retry();
-  /// Called after an event in the directory. `wasClosed`: a file there may have been closed after writing.
+  /// Called after an event in the directory. `wasClosed` means the same as `SettingsWatcher::News::wasClosed`.
   void directoryChanged(bool wasClosed);
 
   /// The property list and the journal that stood in the directory at the same time. No two states have the same pair,
@@ -95,7 +96,7 @@ class SettingsStore {
   struct CheckpointBeginning {
     bool isNeeded = false;
     bool hadOldJournal = false;
-    /// The number of times that everything had been read.
+    /// The number of loads until then, as `SettingsValues::loads` counts them.
     std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
     /// The state at the end of `beginCheckpoint`.
@@ -136,19 +137,20 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether this journal records how much of the former journal its maker had read. If so, the next two members say
-    /// how much.
+    /// Whether this journal records how much of the former journal the maker of this journal had read. If so, the next
+    /// two members say how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
   };
 
-  /// Runs the body under the store's lock and the journal's lock, and returns its result. Fails without a call of the
-  /// body if the journal cannot be obtained.
+  /// Runs the body under the store's lock and the journal's lock, and returns the body's result. If the body fails
+  /// because the journal was overwritten, runs it up to two more times. Fails without a call of the body if the journal
+  /// cannot be obtained.
   template <typename Body>
   auto withJournal(LockMode mode, SettingsPatience& patience, Body body) -> decltype(body());
 
-  // SettingsStore.cpp
+  // SettingsStore.cpp and SettingsStoreWriting.cpp
   StoreResult<> obtainJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> openJournal() TESSALY_REQUIRES(lock_);
   /// Reads the remaining records of a journal that was replaced at its path, and closes that journal.
@@ -172,10 +174,11 @@ class SettingsStore {
   StoreResult<> followDamagedJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> rotate() TESSALY_REQUIRES(lock_);
   [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
-  /// Takes the exclusive lock unless `mode` is exclusive. Returns whether the journal's standing is still the same.
+  /// Acquires the exclusive lock unless `mode` is exclusive. Returns whether the journal's standing is still the same.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
-  /// Replaces the journal by a new one, with all values that this process knows and the property list does not have.
+  /// Replaces the journal with a new one. The new journal has all values that this process knows and the property list
+  /// lacks.
   StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
   struct Restored {
     JournalHeader header;
@@ -184,7 +187,7 @@ class SettingsStore {
   [[nodiscard]] Restored restored() TESSALY_REQUIRES(lock_);
   StoreResult<> setJournalAside() TESSALY_REQUIRES(lock_);
 
-  // SettingsStoreLoading.cpp
+  // SettingsStoreLoading.cpp, except `listIsAbsent`, which is in SettingsStoreLists.cpp
   StoreResult<> load(const FormerJournal* former = nullptr) TESSALY_REQUIRES(lock_);
   StoreResult<> loadAll(const FormerJournal* former) TESSALY_REQUIRES(lock_);
   void replayOldJournal(const std::string& bytes, const JournalHeader& next) TESSALY_REQUIRES(lock_);
@@ -212,11 +215,11 @@ class SettingsStore {
   const std::uint64_t writer_;
   Schedule schedule_;
   SettingsIncidents incidents_;
-  /// Whether an operation has waited 2 s for the journal's lock without getting it. Later operations do not wait for
-  /// the lock. This ends when an operation finds the lock free.
+  /// Whether an operation has waited 2 s for the journal's shared lock without success. While this is true, operations
+  /// do not wait for the journal's lock. An operation that finds the lock free sets this to false.
   std::atomic<bool> isLockStuck_{false};
 
-  /// Held across the system calls of one operation. Reading one value does not take this lock.
+  /// Held across the system calls of one operation. A read of one value does not acquire this lock.
   mutable UnfairLock lock_;
   SettingsValues values_;
   SettingsJournalFile journal_ TESSALY_GUARDED_BY(lock_);
@@ -225,7 +228,8 @@ class SettingsStore {
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
   /// The inode number of the directory of the journal that was followed last.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Whether the old journal is damaged, or another program has put it there. If so, it is set aside and not removed.
+  /// Whether the old journal is damaged, or another program has put it there. If so, the old journal is set aside
+  /// instead of removed.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   /// Whether the journal that was followed last was already overwritten when a new journal took its place. The maker of
@@ -254,7 +258,7 @@ auto SettingsStore::withJournal(LockMode mode, SettingsPatience& patience, Body 
     }
     if (isLockStuck_.load(std::memory_order_relaxed)) return failure(StoreFault::lockHeld);
     if (patience.wait()) continue;
-    // A failure to get the exclusive lock may only mean that other processes share the lock in turn.
+    // A failure to get the exclusive lock may only mean that other processes hold the shared lock one after another.
     if (mode == LockMode::shared && patience.isFull()) isLockStuck_.store(true, std::memory_order_relaxed);
     return failure(StoreFault::lockHeld);
   }

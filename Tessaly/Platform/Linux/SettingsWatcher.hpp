@@ -22,7 +22,8 @@ namespace Tessaly::inline v1::detail {
 class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_shared_from_this<SettingsWatcher> {
  public:
   struct News {
-    /// A file in the directory may have been closed after writing, moved or removed.
+    /// A file in the directory may have been closed after writing, moved there or removed, or its attributes may have
+    /// changed.
     bool wasClosed = false;
     /// The directory itself may have vanished.
     bool isGone = false;
@@ -36,20 +37,21 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
   bool watch(const std::string& listDirectory);
   /// The events since the last call.
   News takeNews() noexcept;
-  /// The work is not started afterwards.
+  /// Removes the watches. Later events do not start the work.
   void stop() noexcept;
 
  private:
   bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
   void wake() noexcept override { work_->start(); }
-  /// Most events are the process's own writes.
+  /// True, because this process's own writes cause most events.
   [[nodiscard]] bool isPatient() const noexcept override { return true; }
   void unwatch(const std::vector<int>& watches) noexcept;
 
   SettingsFileSystem& files_;
   const std::string directory_;
   const std::shared_ptr<DelayedWork> work_;
-  // Atomic, because the hub calls `note` under the hub's lock, which `watch` needs while it holds `lock_`.
+  // Atomic, because `note` must not acquire `lock_`. The hub calls `note` under the hub's lock, and `watch` needs the
+  // hub's lock while `watch` holds `lock_`.
   std::atomic<bool> wasClosed_{false};
   std::atomic<bool> isGone_{false};
   UnfairLock lock_;

@@ -8,10 +8,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A sink that writes each record to standard error, as one line with one `write`:
+/// A sink that writes each record to standard error, as a line such as
 /// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
 ///
-/// If standard error is closed or full, the lines are dropped. A pipe without a reader does not end the process.
+/// The sink passes each record to one `write`, and calls `write` again only after a partial write. Further lines of a
+/// message are indented. If standard error is closed or a write fails, the rest of the record is dropped. A pipe
+/// without a reader does not end the process.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -20,7 +22,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT StandardErrorLogSink {
  public:
   /// Switches the sink on or off. Switching on duplicates the descriptor of standard error, so a later redirection has
-  /// no effect.
+  /// no effect until the sink is switched on again. If standard error is closed, the sink stays off.
   void set(LogSwitch state) noexcept;
   [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
 
@@ -28,8 +30,7 @@ class TESSALY_EXPORT StandardErrorLogSink {
 
  private:
   std::atomic<bool> isOn_{false};
-  std::atomic<int> descriptor_{
-      -1};  // Open from the first `on` to the end, because another thread may be writing to it.
+  std::atomic<int> descriptor_{-1};  // Open from the first `on` to the process's end, because a thread may be writing.
 };
 
 }  // namespace Tessaly::inline v1

@@ -8,7 +8,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// Connects to the X server that the environment names, in order to own its clipboard. Returns null and sets the
-/// problem if no server answers.
+/// problem if the environment names no server, or if the server does not answer.
 [[nodiscard]] std::shared_ptr<DisplaySelection> connectToX11(PasteboardProblem& problem);
 
 }  // namespace Tessaly::inline v1::detail

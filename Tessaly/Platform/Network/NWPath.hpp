@@ -30,9 +30,9 @@ class NWPath {
     satisfied,
     /// There is no usable default route.
     unsatisfied,
-    /// A route becomes usable after a connection is made. Never the case on Linux.
+    /// A route becomes usable after a connection is made. The Linux backend never reports this status.
     requiresConnection,
-    /// The status is unknown, because the kernel refuses to report its routes to this process. Later versions may add
+    /// The status is unknown, because the kernel did not report its routes to this process. Later versions may add
     /// further values.
     unknown,
   };
@@ -91,7 +91,7 @@ class NWPath {
   Parts parts_;
 };
 
-/// The name of the value, such as "satisfied", or "other" for an unknown value.
+/// The name of the value, such as "satisfied", or "other" for a value that is not in the enumeration.
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::Status status) noexcept;
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::StatusSource source) noexcept;
 [[nodiscard]] TESSALY_EXPORT std::string_view description(NWPath::ExpenseSource source) noexcept;

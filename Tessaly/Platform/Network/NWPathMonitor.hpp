@@ -18,11 +18,11 @@ namespace Tessaly::inline v1 {
 
 class NetworkBackend;
 
-/// Notifies a handler of changes of the network path over all interfaces.
+/// A monitor that notifies a handler of changes of the network path over all interfaces.
 ///
-/// `currentPath()` is correct at once. Updates begin after `start`. The first update has the path of that moment. A
-/// monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of the status
-/// or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
+/// `currentPath()` is correct at once. Updates begin after `start`. The first update has the path at the time of
+/// `start`. A monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of
+/// the status or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Each needs the event loop of its toolkit.
 /// `GNetworkMonitor` also counts a route whose cable is disconnected.
@@ -42,22 +42,22 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   /// messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
-  /// Cancels the monitor. A call of the handler that is under way keeps the monitor until the call returns.
+  /// Cancels the monitor. A call of the handler that is under way keeps the monitor alive until the call returns.
   ~NWPathMonitor();
   NWPathMonitor(const NWPathMonitor&) = delete;
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
 
-  /// Sets the handler of later updates. With an empty function, updates are dropped. An exception of the handler stops
-  /// the process. The monitor keeps the handler until another one replaces it, or until the monitor is cancelled or
-  /// destroyed.
+  /// Sets the handler of later updates. An empty function drops the updates. A cancelled monitor ignores the handler.
+  /// An exception of the handler stops the process. The monitor keeps the handler until another one replaces it, or
+  /// until the monitor is cancelled or destroyed.
   void setPathUpdateHandler(PathUpdateHandler handler);
   /// Begins to deliver updates on the queue. Does nothing if the monitor was started or cancelled before.
   void start(OS_dispatch_queue queue);
   /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
   /// Ends the updates: the handler receives no later update. Does not wait for a call that another thread is making or
-  /// is about to make. If `cancel` is called on the monitor's serial queue, no call begins afterwards. The handler may
-  /// call this function. Later calls of `cancel` and `start` do nothing.
+  /// is about to make. If the monitor's queue is serial and `cancel` is called on this queue, no call begins
+  /// afterwards. The handler may call this function. Later calls of `cancel` and `start` do nothing.
   void cancel() noexcept;
 
  private:

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 
 class NWPathMonitor;
 
-/// The source of the paths of path monitors. The system's backend is made with the first monitor and never destroyed.
+/// The source of the paths of path monitors. The system's backend is made at its first use and never destroyed.
 ///
 /// Thread contract: thread-safe. An implementation's `refresh` may be called by several threads at once.
 ///
@@ -59,8 +59,8 @@ class TESSALY_EXPORT NetworkBackend {
     /// Monitors are notified only if the status or the expense changed.
     ofChanges,
   };
-  /// Computes the new path with `change` and passes it to the monitors. `change` is called under the lock that orders
-  /// calls for all monitors, so `change` must only compute.
+  /// Computes the new path with `change`, which receives the present path. Passes the new path to the monitors.
+  /// `change` is called under the backend's lock, so it must not call the backend or a monitor.
   void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
 
  private:

@@ -14,7 +14,7 @@ namespace Tessaly::inline v1 {
 enum class PasteboardType : std::uint8_t {
   /// Plain text.
   string,
-  /// The absolute text of a URL. Other programs read it as a list of URLs or as plain text.
+  /// The absolute text of a URL. Other programs read the URL as a list of URLs or as plain text.
   url,
 };
 
@@ -24,13 +24,13 @@ enum class PasteboardServer : std::uint8_t { none, wayland, x11 };
 /// The reason why nothing could be put on the pasteboard.
 enum class PasteboardProblem : std::uint8_t {
   none,
-  /// This process knows no display, or cannot connect to it.
+  /// The environment names no display, or this process cannot connect to the display.
   noDisplay,
-  /// The display did not answer within two seconds.
+  /// The display did not answer within 2 s.
   notAnswering,
   /// The connection to the display ended, so the contents are lost.
   displayLost,
-  /// The display refused.
+  /// The display did not make this process the owner of the pasteboard.
   refused,
 };
 

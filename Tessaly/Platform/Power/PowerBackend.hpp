@@ -19,7 +19,7 @@ enum class PowerService : std::uint8_t {
   screenSaver,
   /// `org.gnome.SessionManager` on the session bus.
   sessionManager,
-  /// `org.freedesktop.login1` on the system bus: its idle inhibitor.
+  /// The idle inhibitor of `org.freedesktop.login1` on the system bus.
   login,
 };
 
@@ -38,8 +38,8 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// The outcome of the latest requests to the services. Requests are made for a new assertion, and for an assertion that
-/// lost its service.
+/// The outcome of the requests to the services for the latest assertion. The backend makes requests when it creates the
+/// assertion, and again after the assertion has lost its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {
@@ -52,9 +52,9 @@ struct PowerStatus {
     friend bool operator==(const Attempt&, const Attempt&) = default;
   };
 
-  /// The service that keeps the display awake now.
+  /// The service that holds the latest assertion now. `none` after the assertion was released.
   PowerService service = PowerService::none;
-  /// The services that were asked, in order. If a service granted the request, it is the last one.
+  /// The requests in order. If a service granted a request, that request is the last one.
   std::vector<Attempt> attempts = {};
 
   friend bool operator==(const PowerStatus&, const PowerStatus&) = default;
@@ -84,8 +84,8 @@ class TESSALY_EXPORT PowerBackend {
   PowerBackend& operator=(const PowerBackend&) = delete;
   virtual ~PowerBackend();
 
-  /// Takes an assertion and writes its identifier. The assertion lasts until it is released or the process ends.
-  /// Returns 0, or a system error code. After an error `identifier` is unchanged.
+  /// Creates an assertion and sets `identifier`. The assertion lasts until it is released or the process ends. Returns
+  /// 0, or a system error code. After an error `identifier` is unchanged.
   virtual std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                        std::uint32_t& identifier) = 0;
   /// Releases an assertion. Returns 0, or a system error code. After an error the assertion is still held, if it was

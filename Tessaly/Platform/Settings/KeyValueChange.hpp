@@ -12,15 +12,15 @@ namespace Tessaly::inline v1 {
 /// The process that made a change of the settings.
 enum class ChangeOrigin : std::uint8_t { thisProcess, otherProcess };
 
-/// The contents of a change that an observer asks for.
+/// The information about a change that an observer requests.
 enum class KeyValueObservingOptions : std::uint8_t {
-  /// Only that there was a change.
+  /// Only the fact that a change was made.
   none = 0,
-  /// The value that is stored now.
+  /// The value after the change.
   newValue = 1,
 };
 
-/// One change, as an observer of a key gets it.
+/// One change, as an observer of a key receives it.
 ///
 ///     KeyValueChange removal{.newValue = KeyValueChange::null(), .origin = ChangeOrigin::otherProcess};
 ///     assert(!removal.isEmpty());
@@ -30,7 +30,7 @@ struct KeyValueChange {
   /// The content of `newValue` after a removal.
   [[nodiscard]] static ObjectOrNull null() noexcept { return std::nullopt; }
 
-  /// The value that is stored now: `null()` after a removal, and no entry if the observer did not ask for it.
+  /// The value after the change, or `null()` after a removal. Has no entry if the observer did not request the value.
   std::optional<ObjectOrNull> newValue = std::nullopt;
   ChangeOrigin origin = ChangeOrigin::thisProcess;
 

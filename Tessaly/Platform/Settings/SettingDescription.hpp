@@ -12,7 +12,7 @@
 namespace Tessaly::inline v1 {
 
 /// The published description of a setting, for people and for programs other than the host. The store does not use the
-/// description. `Default::Key::described` makes it.
+/// description. `Default::Key::described` makes a description.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -22,11 +22,11 @@ struct SettingDescription {
   std::string name = {};
   /// The kind of the stored value.
   PropertyList::Kind kind = PropertyList::Kind::text;
-  /// No value if the setting can be absent.
+  /// No value if the setting is absent by default.
   std::optional<PropertyList> defaultValue = std::nullopt;
   std::optional<PropertyList> minimum = std::nullopt;
   std::optional<PropertyList> maximum = std::nullopt;
-  /// The stored values of an enumeration; empty for any other kind.
+  /// The stored values of an enumeration; empty for any other type.
   std::vector<PropertyList> cases = {};
   /// Whether the host also checks values with a function, which other programs cannot call.
   bool hasPredicate = false;
@@ -35,7 +35,7 @@ struct SettingDescription {
 
   /// Whether kind, range and cases allow the stored value. Does not call a predicate.
   [[nodiscard]] TESSALY_EXPORT bool allows(const PropertyList& stored) const;
-  /// Such as `integer from 1 to 3600, default 60`.
+  /// A text such as `integer from 1 to 3600, default 60`.
   [[nodiscard]] TESSALY_EXPORT std::string summary() const;
 
   friend bool operator==(const SettingDescription&, const SettingDescription&) = default;

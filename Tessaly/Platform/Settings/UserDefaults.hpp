@@ -21,13 +21,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// The settings of an application: property-list values by key. They are stored on disk and shared by all processes
-/// with the same identifier.
+/// The settings of an application: property-list values by key. The values are stored on disk and shared by all
+/// processes with the same identifier.
 ///
-/// A key is any text: empty, with dots or with NUL in it, of any length. A key is never a path of keys. No write
-/// reports a failure. A value that is too large or nested too deeply is refused. Any other value that cannot be stored
-/// stays in memory, and the store tries again. `status()` says why. docs/settings.md says which values survive which
-/// failure.
+/// A key is any text of any length, even an empty text or a text with dots or NUL. A key is never a path of keys. No
+/// write reports a failure. A value that is too large or nested too deeply is refused. Any other value that cannot be
+/// stored stays in memory, and the store tries again to store the value. `status()` has the reason. docs/settings.md
+/// says which values survive which failure.
 ///
 /// Hosts use `Default`, which gives settings a type. This class is for batches and for names that are only known at run
 /// time.
@@ -43,9 +43,9 @@ class TESSALY_EXPORT UserDefaults : public Object {
   ~UserDefaults() override;
 
   /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
-  /// use and never closed.
+  /// use and never destroyed. Returns the installed store while another store is installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
-  /// The same store, even while another store is installed.
+  /// The store of this application, even while another store is installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<UserDefaults>& installed() noexcept;
@@ -53,19 +53,20 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// "Tessaly.UserDefaults".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The value that is stored under the key. Takes a lock for some nanoseconds and makes no system call.
+  /// The value that is stored under the key. Holds a lock for some nanoseconds. Makes no system call unless another
+  /// thread holds this lock.
   [[nodiscard]] virtual std::optional<PropertyList> value(std::string_view forKey) const = 0;
-  /// Stores a value. Once this has returned, the value survives the end of the process. Observers in this process have
-  /// been notified by then, unless an equal value was there.
+  /// Stores a value. Once `set` has returned, a value that could be stored survives the end of the process. By then the
+  /// observers in this process have been notified, unless an equal value was there.
   virtual void set(PropertyList value, std::string_view forKey) = 0;
   /// Removes the value that is stored under the key, with the promises of `set`.
   virtual void removeObject(std::string_view forKey) = 0;
   /// The new values of some keys. A key without a value is removed.
   using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
-  /// Stores all values or none: the batch is one record, so neither the end of the process nor a power cut leaves a
-  /// part of it. Observers are called after all changes, once for each key whose value has changed. If a value cannot
-  /// be stored at all, the whole batch is refused. Otherwise the batch has the promises of `set`. A host's store that
-  /// does not override this function stores one value after the other.
+  /// Stores all values or none. The batch is one record, so neither the end of the process nor a power cut leaves a
+  /// part of the batch. Observers are called after all changes, once for each key whose value has changed. If a value
+  /// cannot be stored at all, the whole batch is refused. Otherwise the batch has the promises of `set`. A host's store
+  /// that does not override this function stores one value after the other.
   virtual void setValuesForKeys(KeyedValues keyedValues);
   /// All stored values. O(n log n) for n keys.
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
@@ -75,7 +76,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   virtual void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                            KeyValueObservingOptions options, void* context) = 0;
   /// Undoes the last addition of this observer for this key, if there is one. Does not wait for calls that other
-  /// threads are making. The observer's destructor may call this.
+  /// threads are making. The observer's destructor may call this function.
   virtual void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) = 0;
   /// Notifies the observer of the changes of every key.
   virtual void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,
@@ -83,20 +84,21 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// Undoes the last `addObserverOfEveryKey` of this observer, if there is one.
   virtual void removeObserverOfEveryKey(const KeyValueObserver& observer) = 0;
 
-  /// Publishes the settings of the application for people and other programs. `publishedKeys` returns them in every
-  /// process, and `tessaly defaults` shows them. Replaces the settings published before. Writes a file if the settings
-  /// have changed. Logs a failed write. A host's store that does not override this function publishes nothing.
+  /// Publishes the descriptions of the application's settings for people and other programs. `publishedKeys` returns
+  /// the descriptions in every process, and `tessaly defaults` shows them. Replaces the descriptions that were
+  /// published before. Writes a file if the descriptions have changed. Logs a failed write. A host's store that does
+  /// not override this function publishes nothing.
   virtual void publishKeys(std::vector<SettingDescription> keys);
-  /// The settings that were published last, by name.
+  /// The descriptions that were published last, sorted by name.
   [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const;
 
-  /// Waits until every value written so far would survive a power cut and other programs can read it. Returns false if
-  /// a value could not be stored. Blocks on the disk.
+  /// Waits until every value written so far would survive a power cut and other programs can read the value. Returns
+  /// false if this failed, for example because the disk is full or another process holds a lock. Blocks on the disk.
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
-  /// A number that changes with each change of a value, and that no other store has had; 0 if the store does not count.
-  /// A value is current while `revision()` returns the number that it returned before the read. Takes a few
-  /// nanoseconds.
+  /// A number that changes with each change of a value, and that no other store has had. A host's store that does not
+  /// override this function returns 0. Unless the number is 0, a value that was read is current while `revision()`
+  /// returns the same number as before the read. Takes a few nanoseconds.
   [[nodiscard]] virtual std::uint64_t revision() const noexcept;
 
  protected:

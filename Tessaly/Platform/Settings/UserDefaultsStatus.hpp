@@ -28,25 +28,26 @@ enum class UserDefaultsProblem : std::uint8_t {
   valueTooLarge,
   /// Another error of the system, with its code.
   systemError,
-  /// Another process holds the journal's lock for longer than 2 s. That process may have been stopped.
+  /// Another process holds the journal's lock, usually for longer than 2 s. That process may have been stopped.
   lockHeld,
-  /// The property list is unreadable now.
+  /// The property list cannot be read at present.
   unreadablePropertyList,
-  /// The property list is malformed.
+  /// The property list is malformed, or is not a regular file.
   damagedPropertyList,
-  /// A journal or a record in it is malformed.
+  /// A journal or a record in it is malformed, or another program has put something else in the place of a journal.
   damagedJournal,
-  /// Another program has shortened or overwritten the journal while the store was open.
+  /// Another program shortened or overwrote the journal while the store was open.
   overwrittenJournal,
 };
 
 /// The effect of a problem on the values of a store, the mildest first.
 enum class UserDefaultsEffect : std::uint8_t {
-  /// Nothing is lost, now or later.
+  /// No stored value is lost, now or later.
   none,
-  /// Later values are only in memory, and are lost when the process ends.
+  /// Values written after the problem began are only in memory. They are lost if the process ends before the problem
+  /// does.
   inMemoryOnly,
-  /// The store treats values of the file as absent at present.
+  /// At present, the store treats values of the file as absent.
   notRead,
   /// Stored values may be lost, or replaced by earlier values.
   mayBeLost,
@@ -55,14 +56,15 @@ enum class UserDefaultsEffect : std::uint8_t {
 /// One problem of a settings store.
 struct UserDefaultsIncident {
   UserDefaultsProblem problem = UserDefaultsProblem::none;
-  /// The path of the file or directory. The new path if it was set aside. Empty if there is none.
+  /// The path of the file or directory; for a file that was set aside, the new path. Empty if there is no path.
   std::string file = {};
-  /// The time at which the store detected the problem, or detected it again.
+  /// The time at which the store first detected an ongoing problem, or last detected a past problem.
   Date time = Date::distantPast();
   UserDefaultsEffect effect = UserDefaultsEffect::none;
   /// Whether the problem still exists. Past problems are listed only for damaged and overwritten files.
   bool isOngoing = true;
-  /// Whether the problem ends without help when its cause ends, such as a full disk or a held lock.
+  /// Whether the problem ends without help as soon as its cause ends. Such causes are a full disk or a lock that is
+  /// held.
   bool healsByItself = true;
   /// The system's error code; 0 if there is none.
   std::int32_t errorCode = 0;
@@ -77,19 +79,19 @@ struct UserDefaultsIncident {
 ///
 ///     if (store->status().problem == UserDefaultsProblem::diskFull) showBanner("Settings cannot be saved.");
 struct UserDefaultsStatus {
-  /// The most important present problem. A problem that prevents writes precedes one that prevents reads. `none` if
-  /// there is no problem now.
+  /// The most important present problem. A problem that prevents writes precedes a problem that prevents reads. `none`
+  /// if there is no problem now.
   UserDefaultsProblem problem = UserDefaultsProblem::none;
   /// The system's error code that goes with the problem; 0 if there is none.
   std::int32_t errorCode = 0;
-  /// The number of keys that were written since the problem began and are only in memory.
+  /// The number of keys whose latest values are only in memory.
   std::int64_t unstoredKeys = 0;
   /// The directory of the store. Empty if there is none.
   std::string folder = {};
   /// The new path of a damaged property list that was set aside since the store was opened.
   std::optional<std::string> damagedFile = std::nullopt;
-  /// The present problems, and the past problems of damaged or overwritten files since the store was opened. The latest
-  /// is last.
+  /// The present problems, and the past problems of damaged or overwritten files since the store was opened; at most
+  /// 100. They are in the order of their first detection.
   std::vector<UserDefaultsIncident> problems = {};
 
   friend bool operator==(const UserDefaultsStatus&, const UserDefaultsStatus&) = default;

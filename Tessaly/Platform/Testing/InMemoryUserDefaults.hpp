@@ -44,19 +44,20 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   void removeObserverOfEveryKey(const KeyValueObserver& observer) override;
   void publishKeys(std::vector<SettingDescription> keys) override;
   [[nodiscard]] std::vector<SettingDescription> publishedKeys() const override;
-  /// Whether the scripted status has no problem.
+  /// Returns whether `status()` has no problem.
   bool synchronize() override;
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes a value as another process would. An absent value removes the key. Notifies observers on this thread.
+  /// Writes a value as another process would. An absent value removes the key. Notifies observers on the calling
+  /// thread.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
   /// Sets the result of `status()`.
   void setStatus(UserDefaultsStatus status);
 
  private:
   InMemoryUserDefaults();
-  /// False for values that are nested too deep.
+  /// Returns false if a value of this depth is nested too deeply, and updates the problem of the status.
   bool admits(std::uint32_t depth);
   void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 

@@ -16,7 +16,7 @@ namespace detail {
 class TimerHeap;
 }  // namespace detail
 
-/// A clock for tests that moves only when a test advances it. No sleep takes real time.
+/// A clock for tests that moves only when a test calls `advance`. A sleep on this clock needs no real time.
 ///
 /// Thread contract: thread-safe, but only one thread at a time may call `advance`.
 ///
@@ -33,8 +33,8 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   void add(ClockTimer& timer) override;
   bool remove(ClockTimer& timer) noexcept override;
 
-  /// Moves the time forward. Fires the timers that become due in the order of their deadlines. The clock stands at a
-  /// timer's deadline while that timer fires.
+  /// Moves the time forward. Fires the due timers in the order of their deadlines. The clock stands at a timer's
+  /// deadline while that timer fires.
   void advance(std::chrono::nanoseconds duration);
   /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;

@@ -15,7 +15,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record as the backend received it, with its private arguments.
+/// A record as the backend received it, including the private arguments.
 struct RecordedLog {
   struct Argument {
     std::string text;
@@ -48,7 +48,7 @@ struct RecordedLog {
 ///     assert(backend->records().size() == 1);
 class TESSALY_EXPORT RecordingLogBackend final : public LogBackend {
  public:
-  /// Whether the backend has a store for reading back.
+  /// Whether the backend has a store from which the records can be read back.
   enum class Store { kept, unavailable };
 
   /// With a store, `OSLogStore::currentProcess()` reads the records back. Without a store, that function throws.

@@ -32,13 +32,13 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
   [[nodiscard]] std::unique_ptr<LAContext> makeContext() override;
 
   bool canEvaluate = true;
-  /// The reason why the user cannot be asked. May be null.
+  /// The error that `canEvaluatePolicy` sets while `canEvaluate` is false. May be null.
   std::exception_ptr obstacle;
-  /// Plays the user: it calls the reply, keeps it for later, or drops it.
+  /// The function that plays the user. It calls the reply, keeps the reply for later, or drops the reply.
   std::function<void(LAContext::Reply)> onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
   /// The number of contexts that were made.
   int contexts = 0;
-  /// The policies that were checked, in order, and the questions to the user.
+  /// The policies that were checked and the questions to the user, each in order.
   std::vector<LAPolicy> possibilities;
   std::vector<Question> questions;
 };

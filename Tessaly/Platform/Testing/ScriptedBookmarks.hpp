@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Bookmarks of files that need not exist. A test says which files exist and where they move.
+/// Bookmarks of scripted files, which need not exist on the disk. A test makes, moves and removes these files.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -24,16 +24,16 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
 
   /// Makes a file. Replaces an existing file.
   void add(const URL& url);
-  /// Moves a file if it exists. Replaces an existing file at the destination.
+  /// Moves a file if the file exists. Replaces an existing file at the destination.
   void move(const URL& from, const URL& to);
   void remove(const URL& url);
 
-  /// Throws `ENOENT` for a file that does not exist.
+  /// Throws `POSIXError` with `ENOENT` for a file that does not exist.
   [[nodiscard]] Data bookmarkData(const URL& url, BookmarkCreationOptions options) override;
   /// The result is stale if the file moved after the data was made.
   [[nodiscard]] ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override;
 
-  /// While this error code is set, every call throws it.
+  /// While this error code is set, `bookmarkData` and `resolve` throw it.
   std::optional<int> failure;
   /// The options of the calls that made and resolved data, in order.
   std::vector<BookmarkCreationOptions> creations;

@@ -17,7 +17,8 @@
 namespace Tessaly::inline v1 {
 
 /// The system's file manager with scripted answers. Before the first use, a test sets functions for the answers that
-/// differ. The `FileSystemObjectSource`s of this file manager report events only when the test calls `fire`.
+/// differ from the system's answers. The `FileSystemObjectSource`s of this file manager report events only when the
+/// test calls `fire`.
 ///
 /// Thread contract: thread-safe, except that the functions are set before the first use.
 ///
@@ -44,12 +45,12 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<void(const URL&)> excludeFromBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
-  /// Makes every source that is resumed and not cancelled report `event`, even if it was not requested. Returns the
-  /// number of these sources.
+  /// Makes every source that is resumed and not cancelled report `event`, even if the source's mask lacks this event.
+  /// Returns the number of these sources.
   int fire(FileSystemEvent event);
   /// The number of sources that are resumed and not cancelled.
   [[nodiscard]] int activeSources() const;
-  /// The number of times that access was begun, and ended.
+  /// The number of calls that begin an access, and of calls that end an access.
   [[nodiscard]] int accessesBegun() const noexcept { return accessesBegun_; }
   [[nodiscard]] int accessesEnded() const noexcept { return accessesEnded_; }
   /// The number of calls of `fileExists`.

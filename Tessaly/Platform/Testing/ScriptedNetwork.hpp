@@ -25,10 +25,10 @@ class TESSALY_EXPORT ScriptedNetwork final : public NetworkBackend {
   explicit ScriptedNetwork(NWPath path);
   explicit ScriptedNetwork(NWPath::Status status);
 
-  /// Makes a path the current one and reports it to all monitors, even if it did not change.
+  /// Sets the current path and reports the path to all monitors, even if it did not change.
   void setPath(NWPath path);
   void setStatus(NWPath::Status status);
-  /// Counts the monitors.
+  /// Counts the monitors, because each new monitor calls this function.
   void refresh() override;
   /// The number of monitors that were made.
   [[nodiscard]] int monitors() const noexcept { return monitors_.load(); }

@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 ///     assert(power->held.size() == 1);
 class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
  public:
-  /// The arguments of a call.
+  /// The arguments of a call of `createAssertion`.
   struct Creation {
     std::string type;
     std::uint32_t level = 0;
@@ -37,7 +37,7 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
   std::int32_t releaseAssertion(std::uint32_t identifier) override;
   [[nodiscard]] PowerStatus status() const override;
 
-  /// The result of the next calls. If the result is not 0, the call is only recorded.
+  /// The results of the next calls. If the result is not 0, the call is only recorded.
   std::int32_t creationResult = 0;
   std::int32_t releaseResult = 0;
   /// The assertions that are held, by identifier.

@@ -13,14 +13,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// A global executor for tests of rare interleavings. It runs one job at a time on the calling thread. A seeded random
-/// generator chooses the next job, so the same seed gives the same interleaving.
+/// A global executor for tests of rare interleavings. `runOne` and `runUntilIdle` run one job at a time on the calling
+/// thread. A seeded random generator chooses the next job, so the same seed gives the same interleaving.
 ///
 /// Tasks interleave only where they suspend. A test that needs every order of its steps puts a `Task<>::yield()`
-/// between them. Serial executors never continue directly on the running thread, so each hop is a choice of the
-/// scheduler too.
+/// between the steps. With this scheduler, a task that changes to a serial executor never continues directly on the
+/// running thread. So the scheduler also chooses the time of each such change.
 ///
-/// Thread contract: thread-safe, except that only one thread runs the jobs.
+/// Thread contract: thread-safe, except that only one thread may run the jobs.
 ///
 ///     SeededScheduler& scheduler = SeededScheduler::install();
 ///     for (std::uint64_t seed = 0; seed < 1000; ++seed) {

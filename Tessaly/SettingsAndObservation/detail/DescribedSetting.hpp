@@ -17,7 +17,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The value as a stored object. Absent for an absent value.
+/// The stored object of a value. Absent if the value is absent.
 template <typename Value>
 std::optional<PropertyList> storedObject(const Value& value) {
   return UserDefaultsValueTraits<StoredValue<Value>>::object(transformToUserDefaultValue(value));
@@ -43,8 +43,8 @@ struct StoredKind<std::vector<Element>> {
 template <typename Wrapped>
 struct StoredKind<std::optional<Wrapped>> : StoredKind<Wrapped> {};
 
-/// Describes the limits of an integer type. Types of 32 bits or more get only the minimum 0, if they are unsigned.
-/// People need not know their other limits.
+/// Describes the limits of an integer type. An unsigned type of 32 bits or more gets only the minimum 0. A signed type
+/// of this size gets no limit. People need not know such large limits.
 template <typename Stored>
 void describeLimits(SettingDescription& description) {
   if constexpr (std::integral<Stored> && !std::same_as<Stored, bool>) {

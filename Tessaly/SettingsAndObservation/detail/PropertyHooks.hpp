@@ -21,7 +21,8 @@ namespace Tessaly::inline v1::detail {
 using PropertyHook = Retained<Observer>;
 using PropertyHooks = std::vector<std::pair<AnyKeyPath, PropertyHook>>;
 
-/// The monitors and the hooks of an object. The object and the hooks of its stored properties share the ownership.
+/// The monitors and the hooks of an object. The object and the hooks of its stored properties share the ownership of
+/// this state.
 struct Monitoring {
   KeyPathsMonitor::Locked monitors;
   UnfairLock lock;

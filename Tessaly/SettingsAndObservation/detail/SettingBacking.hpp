@@ -42,7 +42,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
     observationRegistrar_.access(*this, keyPath<&Backing::value>);
     return read(*storage_, key_);
   }
-  /// Stores the setting. The store then notifies this object, which announces the change.
+  /// Stores the setting. The store then notifies this object, and this object announces the change.
   void setValue(const Value& newValue) { write(*storage_, key_, newValue); }
 
   void observeValue(std::optional<std::string_view> keyPath, const Object* object,

@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A text that a constant expression can hold. It refers to a literal, or shares a copy of any other text.
+/// A name that a constant expression can hold. If the text is a literal, the name refers to the literal. Otherwise all
+/// copies of the name share one copy of the text.
 ///
 /// Thread contract: thread-compatible; copies of one name may be used in different threads.
 class SettingName {

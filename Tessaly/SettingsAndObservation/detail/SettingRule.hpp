@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Stops the process at run time. A call in a constant expression does not compile.
+/// Stops the process at run time. In a constant expression, a call does not compile.
 [[noreturn]] TESSALY_EXPORT void stopAtRuleThatForbidsTheDefault(std::string_view setting) noexcept;
 /// Writes to the log that a forbidden value was not stored.
 TESSALY_EXPORT void logForbiddenSetting(std::string_view setting) noexcept;
@@ -49,7 +49,8 @@ class SettingRule {
     }
     return predicate_ == nullptr || predicate_(value);
   }
-  /// The value if the rule allows it, otherwise the nearest end of the range. Absent if the default is read instead.
+  /// The value if the rule allows the value, otherwise the nearest end of the range. Absent if the setting reads as its
+  /// default instead.
   [[nodiscard]] constexpr std::optional<Value> admitted(Value value) const {
     if (allows(value)) return value;
     if constexpr (std::totally_ordered<Value>) {

@@ -44,8 +44,9 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefault() const noexcept { return userDefault_; }
   [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
 
-  /// Begins to call the handler after each change. A later call keeps the first handler and drops the new one. The
-  /// handler takes the stored value, and may also take the `ChangeOrigin`. An empty function is not called.
+  /// Begins to call the handler after each change. A later call of this function keeps the first handler and drops the
+  /// new handler. The handler takes the stored value, and may also take the `ChangeOrigin`. A value that does not
+  /// convert to `StoredValue` is not delivered. An empty function is not called.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>
   void startObservingIfNeeded(Handler onChange) {
@@ -86,14 +87,15 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }
   }
-  /// Returns the stored value, unless the rule forbids it. Otherwise returns the stored form of the value that the key
-  /// reads.
+  /// If the rule allows the stored value, returns the stored value. Otherwise returns the stored form of the value that
+  /// the key reads.
   [[nodiscard]] StoredValue admitted(StoredValue stored) const {
     auto value = UserDefaultsValueTransformableTraits<Value>::from(stored);
     if (!value || key_.allows(*value)) return stored;
     return transformToUserDefaultValue(Default::admitted(key_, *std::move(value)));
   }
-  /// Ends the calls of the handler. The handler is destroyed at once, unless this thread is inside a call of it.
+  /// Ends the calls of the handler. The handler is destroyed at once, unless this thread is inside a call of the
+  /// handler.
   void stop() noexcept {
     if (calls_.close()) onChange_ = nullptr;
   }

@@ -30,17 +30,17 @@ Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continu
 
 /// A source of changes, and the wait for its next change.
 ///
-/// Thread contract: thread-safe; a second task that waits stops the process.
+/// Thread contract: thread-safe; a second waiting task stops the process.
 template <typename Source>
 class Follower {
  public:
-  /// Makes the source and gives it a function that wakes the waiting task. If this fails, `source()` throws the
+  /// Makes the source with a function that wakes the waiting task. If `make` throws, `source()` throws the same
   /// exception.
   template <typename Make>
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
-  /// Marks the follower as having a waiting task, for a scope.
+  /// Records for a scope that a task waits. Stops the process if another task already waits.
   class SoleConsumer {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {
@@ -56,7 +56,7 @@ class Follower {
     std::atomic<bool>& isWaiting_;
   };
 
-  /// The source. Throws the exception of its construction.
+  /// The source. If its construction failed, throws the exception of the construction.
   [[nodiscard]] Source& source() const {
     if (source_ == nullptr) std::rethrow_exception(error_);
     return *source_;

@@ -16,13 +16,13 @@
 #include "Tessaly/SettingsAndObservation/Default.hpp"
 #include "Tessaly/SystemServices/ReachabilityService.hpp"
 
-#pragma push_macro("Status")  // Of Xlib.
+#pragma push_macro("Status")  // A macro of Xlib.
 #undef Status
 
 namespace Tessaly::inline v1::ReachabilityService::detail {
 
-/// The state behind the observable reads. It follows the path and the setting. The main thread updates the state, but
-/// any thread may make, read and destroy it.
+/// The state behind the observable reads. The state follows the path and the setting. The main thread updates the
+/// state, but any thread may make, read and destroy this object.
 class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<MonitorWrapper> {
   struct Private {};
 
@@ -43,7 +43,7 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   void start();
   void followSetting();
   void settingDidChange();
-  /// These two functions announce a value only if it differs from the former value.
+  /// The next two functions announce a value only if the value differs from the former value.
   void setIsOnline(bool isOnline);
   void setIsExpensive(bool isExpensive);
 
@@ -54,7 +54,7 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   ObservationRegistrar registrar_;
 };
 
-/// Resumes a continuation once, at the first of several calls.
+/// Resumes a continuation at the first of several calls. Later calls do nothing.
 class ResumeContinuation {
  public:
   explicit ResumeContinuation(CheckedContinuation<> continuation) : continuation_(std::move(continuation)) {}
@@ -80,8 +80,8 @@ TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monito
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 
 /// Yields a status for each change of the path or the setting, on any thread. Each change reserves a place in a queue
-/// before its status is computed. So the last status is computed after the last change. A thread that finds another
-/// thread yielding leaves its status to that thread.
+/// before its status is computed. So the last status is computed after the last change. If another thread is yielding,
+/// a thread leaves its own status to that thread.
 class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}

@@ -26,7 +26,7 @@ struct Transferred {
 
 /// Reads until the space is full or the file ends.
 [[nodiscard]] TESSALY_EXPORT Transferred readFull(int descriptor, void* space, std::size_t size) noexcept;
-/// `readFull` from an offset. The descriptor's own position stays.
+/// `readFull` from an offset. The descriptor's own position does not change.
 [[nodiscard]] TESSALY_EXPORT Transferred readFullAt(int descriptor, void* space, std::size_t size,
                                                     off_t offset) noexcept;
 
@@ -36,11 +36,11 @@ struct Transferred {
 [[nodiscard]] inline int writeAll(int descriptor, std::string_view bytes) noexcept {
   return writeFull(descriptor, bytes.data(), bytes.size()).error;
 }
-/// `writeFull` at an offset. The descriptor's own position stays.
+/// `writeFull` at an offset. The descriptor's own position does not change.
 [[nodiscard]] TESSALY_EXPORT Transferred writeFullAt(int descriptor, const void* bytes, std::size_t size,
                                                      off_t offset) noexcept;
 
-/// The first `maximum` bytes of a file, or all bytes of a shorter one. On failure the result is absent, and `errno` is
+/// The first `maximum` bytes of a file, or all bytes of a shorter file. On failure the result is absent, and `errno` is
 /// set. Does not wait for the other end of a pipe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> beginningOfFile(const std::string& path, std::size_t maximum);
 

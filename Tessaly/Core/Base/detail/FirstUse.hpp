@@ -7,12 +7,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-// Objects that a process makes at their first use, even while another thread forks. A function-local static is not
-// safe. If a thread of the parent is making the static during the fork, the child waits for ever for that thread.
+// Objects that a process makes at their first use, even while another thread forks. A function-local static is not safe
+// during a fork. If a thread of the parent is making the static during the fork, the child waits forever for that
+// thread.
 
-/// The object that `make` returns a pointer to. The first call makes the object. Simultaneous calls wait for it. The
-/// object is kept until the process ends. If the process forks while the object is being made, the child makes its own
-/// object, because `pthread_once` starts again there. Later calls cost one load.
+/// The object that `make` returns a pointer to. The first call makes the object. Simultaneous calls wait until the
+/// object is made. The object is kept until the process ends. If the process forks while the object is being made, the
+/// child makes its own object, because `pthread_once` starts again there. Later calls cost one load.
 template <auto make>
 auto& madeOnce() noexcept {
   using Pointer = decltype(make());
@@ -27,7 +28,7 @@ auto& madeOnce() noexcept {
 }
 
 /// Registers a handler, which the child of every later fork calls before `fork` returns. Two simultaneous first calls
-/// register the handler twice, so calling it twice must be harmless. Later calls cost one load.
+/// may register the handler twice, so calling the handler twice must be harmless. Later calls cost one load.
 template <auto handler>
 void callInForkedChildren() noexcept {
   static constinit std::atomic<bool> isRegistered{false};

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1::detail {
 /// Sleeps while the word has the value, until woken. May return early, so callers test the word again.
 TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
 
-/// `futexWait` for at most `nanoseconds`. Returns false after that time.
+/// `futexWait` for at most `nanoseconds`. Returns false if that time has elapsed.
 TESSALY_EXPORT bool futexWaitFor(const std::atomic<std::uint32_t>& word, std::uint32_t value,
                                  std::int64_t nanoseconds) noexcept;
 
@@ -20,7 +20,7 @@ TESSALY_EXPORT bool futexWaitFor(const std::atomic<std::uint32_t>& word, std::ui
 /// memory.
 TESSALY_EXPORT void futexWake(const std::atomic<std::uint32_t>& word, int count) noexcept;
 
-/// Tells the processor that this is a spin loop.
+/// Tells the processor that the caller is in a spin loop.
 inline void pauseProcessor() noexcept {
 #if defined(__x86_64__) || defined(__i386__)
   __builtin_ia32_pause();

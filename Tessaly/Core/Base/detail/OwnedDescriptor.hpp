@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A file descriptor with an owner. The destructor closes it. Each library that includes this header contains its own
-/// copy of the class and does not export it.
+/// A file descriptor with an owner. The owner's destructor closes the descriptor. Each library that includes this
+/// header contains its own copy of the class and does not export it.
 ///
 /// Thread contract: thread-compatible.
 class OwnedDescriptor {

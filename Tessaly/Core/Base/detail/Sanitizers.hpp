@@ -3,7 +3,7 @@
 
 #include "Tessaly/Core/Base/Requirements.hpp"
 
-/// 1 in code under the address or the thread sanitizer, otherwise 0.
+/// 1 in code that is compiled with the address or the thread sanitizer, otherwise 0.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TESSALY_IS_SANITIZED 1
 #elif defined(__has_feature)

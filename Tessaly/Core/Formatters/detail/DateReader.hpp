@@ -12,13 +12,13 @@ namespace Tessaly::inline v1::detail {
 
 /// Parses dates as the formats of a locale write them.
 ///
-/// A strict text has the form that a formatter of this shape writes. The caller must check that the formatter would
-/// write exactly this text.
+/// With `Parsing::strict`, `read` accepts the forms that a formatter of the given shape writes. The caller must check
+/// that the formatter would write exactly the parsed text.
 ///
 /// Thread contract: thread-compatible.
 class DateReader {
  public:
-  /// The properties of a formatter. Both styles are ICU's numbers.
+  /// The properties of a formatter. Both styles are values of ICU's `DateFormat::EStyle`.
   struct Shape {
     std::string locale;
     std::string zone;
@@ -30,7 +30,8 @@ class DateReader {
   explicit DateReader(Shape shape);
   ~DateReader();
 
-  /// The dates that a text may mean, in milliseconds since 1970. The most probable date of a lenient text comes first.
+  /// The dates that a text may mean, in milliseconds since 1970. `now` has the same unit. The most probable date of a
+  /// lenient text comes first.
   [[nodiscard]] std::vector<double> read(std::string_view text, Parsing parsing, double now);
 
  private:

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes dates of the Gregorian calendar by the parts of a pattern. The result equals that of ICU's date format,
-/// without its general machinery. Reads the same texts.
+/// Writes dates of the Gregorian calendar by the parts of a pattern. The text equals that of ICU's date format, but
+/// writing calls no function of ICU. `read` parses such texts.
 ///
 /// Thread contract: thread-compatible. Writing and reading are thread-safe while no thread changes the object.
 struct DateWriter {
@@ -35,22 +35,22 @@ struct DateWriter {
     Field field;
     /// The minimum number of digits.
     int digits = 1;
-    /// The names, beginning with January, Sunday or the morning. For a literal, its text.
+    /// The names, beginning with January, Sunday or the morning. A literal has its text here.
     std::vector<std::string> names;
   };
 
   std::array<std::string, 10> digits;
   std::vector<Part> parts;
 
-  /// Whether this class can write the date in every zone. The date is in milliseconds since 1970 in Greenwich. Such a
-  /// date is after the change from the Julian calendar and before the year 10000.
+  /// Whether this class can write the date in every zone. The date is in milliseconds since 1970 in Greenwich. Every
+  /// such date is after the change from the Julian calendar and before the year 10000.
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
   /// The date that this text means in the form of the pattern, in milliseconds since 1970 by the local clock. Years of
   /// two digits are in the century that begins 80 years before `today`. Returns nothing if no date fits the text, or if
-  /// several dates do. The text may differ from that of `append` in its padding and in the name of the weekday.
+  /// several dates do. The padding and the name of the weekday may differ from the text of `append`.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.
@@ -113,7 +113,7 @@ struct DateWriter {
   }
 };
 
-/// A writer with the same result as a format of ICU. Absent for calendars other than the Gregorian one, and for
+/// A writer that writes the same texts as a format of ICU. Absent for calendars other than the Gregorian one, and for
 /// patterns with fields that only ICU knows, such as names of time zones. This function is a template because no header
 /// of the library may name ICU's class.
 template <typename SimpleDateFormat>

@@ -19,8 +19,8 @@ struct Affixes {
   std::string suffix;
 };
 
-/// Writes doubles with the digits, separators and grouping of a locale. The result equals that of ICU's decimal format,
-/// without its general machinery. A number that this class cannot write exactly is left to ICU.
+/// Writes doubles with the digits, separators and grouping of a locale. The text equals that of ICU's decimal format,
+/// but writing calls no function of ICU. The caller must leave a number to ICU if this class cannot write it exactly.
 ///
 /// Thread contract: thread-compatible.
 struct DecimalWriter {
@@ -30,8 +30,8 @@ struct DecimalWriter {
   std::string decimalSeparator;
   std::string groupingSeparator;
   Rounding rounding = Rounding::halfEven;
-  /// The sizes of the last group and of those before it, and the minimum number of digits before the first separator. A
-  /// `primaryGroup` of 0 means no grouping.
+  /// The sizes of the last group and of the groups before it, and the minimum number of digits before the first
+  /// separator. A `primaryGroup` of 0 means no grouping.
   int primaryGroup = 0;
   int secondaryGroup = 0;
   int minimumGrouping = 1;
@@ -54,11 +54,11 @@ struct DecimalWriter {
   };
 
   /// The absolute value, rounded to at most this number of fraction digits. Absent if the number is left to ICU: NaN,
-  /// infinite, of more than 20 integer digits, or cut by a rounding mode that does not round to the nearest. Before the
-  /// rounding, the value is multiplied exactly by ten to the power of `shift`.
+  /// an infinity, or a number of more than 20 integer digits. A number that needs the rounding mode `other` is left to
+  /// ICU too. Before the rounding, the value is multiplied exactly by ten to the power of `shift`.
   [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction, int shift = 0) const noexcept {
     if (!std::isfinite(value)) return std::nullopt;
-    // Rounding starts from the shortest decimal that reads as the value, not from the exact binary value.
+    // Rounding starts from the shortest decimal that parses to the value, not from the exact binary value.
     std::array<char, 32> shortest;
     const char* end = std::to_chars(shortest.data(), shortest.data() + shortest.size(), std::abs(value),
                                     std::chars_format::scientific)

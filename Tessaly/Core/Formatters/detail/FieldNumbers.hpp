@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 struct FieldEditing::Outcome {
   FieldState state = FieldState::acceptable;
-  /// Empty if the text cannot be read.
+  /// Empty if the text cannot be parsed.
   std::any object;
   std::string shown;
   FieldNotice notice;
@@ -36,13 +36,14 @@ class FieldEditing::Numbers {
   }
 
   [[nodiscard]] std::string prefixOf(bool isNegative) const;
-  /// The outcome of a text without a digit. Some formatters parse a sign or the empty text as zero.
+  /// The outcome of a text without digits. Some formatters parse a sign or the empty text as zero.
   [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
   [[nodiscard]] bool allowsSign(bool isNegative) const;
   [[nodiscard]] Outcome settle(const std::string& text) const;
-  /// The nearest number that the field can show.
+  /// The outcome with the nearest number that the field can show.
   [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
-  /// The bound that a number crosses. The text of the bound may be rounded, so the object comes from the range.
+  /// The bound that a number crosses. The text of the bound may be rounded, so the object comes from the range if the
+  /// formatter has one.
   [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const;
   [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const;
 

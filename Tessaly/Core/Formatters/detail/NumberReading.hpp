@@ -18,7 +18,7 @@ enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 /// number.
 ///
 /// The label of a shape is its currency, its unit or its percent sign. The text may have the label in any width, or no
-/// label. `label` describes the match. If it is `other`, there are no values.
+/// label. `label` describes the match. If `label` is `other`, there are no values.
 struct NumberReading {
   LabelMatch label = LabelMatch::other;
   std::vector<double> values;
@@ -26,7 +26,8 @@ struct NumberReading {
 
 /// Parses a text as `typedText` does. Percentages are divided by 100. Negative amounts of money may be in parentheses.
 ///
-/// Thread contract: thread-safe. Prepares a locale and shape in about 1 ms, and keeps the last 64 of each thread.
+/// Thread contract: thread-safe. Each thread prepares a combination of locale and shape in about 1 ms, and keeps the
+/// last 64.
 [[nodiscard]] TESSALY_EXPORT NumberReading readNumber(const std::string& locale, const NumberShape& shape,
                                                       std::string_view text);
 

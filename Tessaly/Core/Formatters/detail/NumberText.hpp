@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The properties that the text of a number has besides its locale.
+/// The properties that determine the text of a number, besides the locale.
 struct NumberShape {
   enum class Kind : std::uint8_t { plain, percent, currency, measure };
   enum class Width : std::uint8_t { abbreviated, narrow, wide, code };
@@ -20,7 +20,7 @@ struct NumberShape {
   bool isAccounting = false;
   /// The upper-case code of a currency.
   std::array<char, 4> currency{};
-  /// ICU's identifier of a unit, a literal. Two units are equal if their pointers are equal.
+  /// ICU's identifier of a unit, which must be a literal. Two units are equal only if their pointers are equal.
   const char* unit = nullptr;
   /// The minimum number of fraction digits. A negative value means that the currency decides the minimum and the
   /// maximum.

@@ -26,13 +26,13 @@ class NumericStyle {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
   /// Sets the minimum and maximum number of fraction digits. Both are clamped to the range from 0 to 340, and the
-  /// maximum is at least the minimum. Numbers are rounded half to even, by their shortest decimal form.
+  /// maximum is at least the minimum. Numbers are rounded half to even, from their shortest decimal form.
   [[nodiscard]] Style fractionDigits(std::int64_t minimum, std::int64_t maximum) const {
     return changed([&](Style& style) { setFractionDigits(style.shape_, minimum, maximum); });
   }
   /// Sets an exact number of fraction digits.
   [[nodiscard]] Style fractionDigits(std::int64_t digits) const { return fractionDigits(digits, digits); }
-  /// Sets whether the locale's separators of thousands are written. At first true.
+  /// Sets whether the locale's grouping separators are written. At first true.
   [[nodiscard]] Style grouping(bool isGrouped) const {
     return changed([&](Style& style) { style.shape_.isGrouped = isGrouped; });
   }
@@ -53,8 +53,8 @@ class NumericStyle {
     return numberRangeText(identifier(), shape_, lower, upper);
   }
 
-  /// The number of a text. Absent if the text is not such a number. If a lenient text has several meanings, such as
-  /// "1.234", the decimal separator of the locale decides. "∞" and "NaN" are not parsed. O(n).
+  /// The number of a text. Absent if the text is not a number of this style. If a lenient text has several meanings,
+  /// such as "1.234", the decimal separator of the locale decides. "∞" and "NaN" are not parsed. O(n).
   [[nodiscard]] std::optional<double> parse(std::string_view text, Parsing parsing = Parsing::lenient) const {
     for (const double value : readNumber(identifier(), shape_, text).values) {
       if (parsing == Parsing::lenient || format(value) == text) return value;

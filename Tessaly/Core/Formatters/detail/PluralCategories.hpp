@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The plural rules of one locale, prepared.
+/// The prepared plural rules of one locale.
 ///
 /// Thread contract: thread-compatible.
 class PluralCategories {

@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The words of a locale for the days from three before today to three after it. Empty where the locale has no word.
+/// The words of a locale for the days from three days before today to three days after today. A day without a word has
+/// an empty text.
 [[nodiscard]] std::array<std::string, 7> wordsForDays(const std::string& locale);
 
 enum class WordPlace : std::uint8_t { list = 0, standalone = 1 };
@@ -16,8 +17,8 @@ enum class WordPlace : std::uint8_t { list = 0, standalone = 1 };
 /// Whether a locale begins its words for days with a capital letter in this place.
 [[nodiscard]] bool capitalisesWordsForDays(const std::string& locale, WordPlace place);
 
-/// The pattern that joins a date {1} of an ICU style and a time {0}. It is the plain pattern, without a word such as
-/// "at". A locale without such a pattern inherits it.
+/// The pattern that joins a date {1} of an ICU style and a time {0}. The result is the plain pattern, without a word
+/// such as "at". A locale without a plain pattern inherits that of its parent.
 [[nodiscard]] std::u16string glueOfDateAndTime(const std::string& locale, int style);
 
 /// Capitalises texts as ICU does at the beginning of a sentence.

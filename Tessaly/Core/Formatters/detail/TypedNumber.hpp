@@ -9,11 +9,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a character is one of the hyphens and minus signs that keyboards and other programs write.
+/// Whether a character is one of the hyphens and minus signs that keyboards and other programs produce.
 [[nodiscard]] bool isMinusSign(char32_t scalar) noexcept;
 [[nodiscard]] bool isPlusSign(char32_t scalar) noexcept;
 
-/// One way to understand a typed number. All digits are those of ASCII.
+/// One meaning of a typed number. All digits are ASCII digits.
 struct TypedNumber {
   bool isNegative = false;
   std::string integer;
@@ -29,12 +29,12 @@ struct TypedText {
   bool hasSign = false;
   bool isNegative = false;
   bool hasSeparator = false;
-  /// The best way comes first. Empty if the text is not a number.
+  /// The most probable meaning comes first. Empty if the text is not a number.
   std::vector<TypedNumber> readings;
 };
 
-/// Understands a number as people type it: with digits of every script, any minus sign or hyphen, white space around
-/// it, and separators of any language. The last separator may be the decimal one if it occurs only once. Equal
+/// Parses a number as people type it. The number may have digits of every script, a sign or hyphen, white space at both
+/// ends, and separators of any language. The last separator can be the decimal separator if it occurs only once. Equal
 /// separators can group digits: three in the last group, one to three in the first group, and two or three in the
 /// groups between. "1.234" has two readings. The first one follows the decimal separator of the locale.
 [[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);

@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::detail {
 
 // The note that `tessaly_bundle` puts into an executable. Its owner is "Tessaly" and its type is 1. Its description
-// consists of keys and values in turn. A zero byte ends each of them. The key "CFBundleLocalizations" comes once for
+// alternates keys and values. A zero byte ends each key and each value. The key "CFBundleLocalizations" comes once for
 // every localization.
 
 /// Searches for the note in a segment of notes. Absent if the note is missing. A damaged note ends the search.

@@ -26,14 +26,16 @@ class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
 
-  /// Reads directories. Earlier directories take precedence. Missing or unreadable files are ignored.
+  /// Reads directories. Earlier directories take precedence. Ignores missing and unreadable files, and files of more
+  /// than 32 MiB.
   explicit MIMEDatabase(std::vector<std::string> folders);
   /// The database of this process's directories, read at the first call.
   [[nodiscard]] static const MIMEDatabase& shared();
   /// The directories of the XDG Base Directory specification, in order of precedence.
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
-  // Each function adds the contents of a file. Globs, magic rules and aliases take precedence over earlier ones.
+  // Each function adds the contents of a file. Globs and aliases take precedence over earlier ones. Magic rules take
+  // precedence over earlier rules of the same priority.
   void addGlobs(std::string_view globs2) { globs_.add(globs2); }
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);
@@ -41,7 +43,7 @@ class TESSALY_EXPORT MIMEDatabase {
   void addTypes(std::string_view types);
 
   [[nodiscard]] bool knows(std::string_view type) const noexcept { return types_.contains(type); }
-  /// The type of an alias, or the given type itself.
+  /// The type of an alias, or the given type itself in lower case.
   [[nodiscard]] std::string canonical(std::string_view type) const;
   /// The direct supertypes of a type.
   [[nodiscard]] Types parents(std::string_view type) const;
@@ -54,17 +56,18 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] Types typesOfName(std::string_view name) const { return globs_.typesOfName(name); }
   /// The extensions of a type, the preferred one first.
   [[nodiscard]] Types extensions(std::string_view type) const;
-  /// The type of a file, by its name, or by its contents if the name does not decide. The function for the contents
-  /// gets the number of bytes to read from the beginning. It returns nothing for unreadable contents.
+  /// The type of a file, by its name. If the name does not decide, the contents do. The function `contents` receives
+  /// the number of bytes to read from the beginning of the file. The function returns nothing if the file is
+  /// unreadable.
   [[nodiscard]] std::string typeOf(std::string_view name,
                                    const std::function<std::optional<std::string>(std::size_t)>& contents) const;
 
-  /// The names of a type for people, by the database's codes of languages ("de", "pt_BR"). English has the empty code.
-  /// Empty if no directory has a description of the type.
+  /// The names of a type for people, by the database's language codes, such as "de" and "pt_BR". The code of English is
+  /// empty. The map is empty if no directory has a description of the type.
   using Comments = std::map<std::string, std::string, std::less<>>;
   [[nodiscard]] Comments comments(std::string_view type) const;
 
-  /// The patterns in a type's description, in their order.
+  /// The patterns in a type's description, in the order of the description.
   [[nodiscard]] static std::vector<std::string> patterns(std::string_view description);
   /// The names in a type's description.
   [[nodiscard]] static Comments commentsIn(std::string_view description);

@@ -20,14 +20,15 @@ class TESSALY_EXPORT MIMEGlobs {
  public:
   using Types = std::vector<std::string>;
 
-  /// Adds the patterns of a file, which take precedence over earlier patterns. Malformed lines are skipped.
+  /// Adds the patterns of a file. The new patterns take precedence over earlier patterns of the same weight. Malformed
+  /// lines are skipped.
   void add(std::string_view globs2);
 
   /// The most likely types for a name. Several types if the name does not decide, and none if no pattern matches.
   [[nodiscard]] Types typesOfName(std::string_view name) const;
-  /// The types with a pattern "*.extension", in order of falling weight.
+  /// The types with a pattern "*.extension", in descending order of weight.
   [[nodiscard]] Types typesOfExtension(std::string_view extension) const;
-  /// The extensions in the patterns "*.extension" of a type, in order of falling weight.
+  /// The extensions in the patterns "*.extension" of a type, in descending order of weight.
   [[nodiscard]] std::vector<std::string> extensionsOf(std::string_view type) const;
 
  private:
@@ -40,7 +41,8 @@ class TESSALY_EXPORT MIMEGlobs {
     std::uint32_t weight;
     Case caseOfLetters;
 
-    /// Whether the pattern may be compared with a name in its original case (`told`) or in lower case (`ignored`).
+    /// Whether the pattern may be compared with a name that is in its original case (`told`) or in lower case
+    /// (`ignored`).
     [[nodiscard]] bool counts(Case caseOfName) const noexcept {
       return caseOfName == Case::told || caseOfLetters == Case::ignored;
     }

@@ -17,11 +17,11 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT MIMEMagic {
  public:
-  /// Adds the rules of a file, which take precedence over earlier rules of the same priority. Skips unknown lines, and
-  /// a truncated rule at the end. Ignores a file without the signature.
+  /// Adds the rules of a file. The new rules take precedence over earlier rules of the same priority. Skips unknown
+  /// lines, and a truncated rule at the end. Ignores a file without the signature.
   void add(std::string_view file);
 
-  /// The type of the first matching rule, in the order of priority. Empty if no rule matches.
+  /// The type of the first matching rule, in descending order of priority. Empty if no rule matches.
   [[nodiscard]] std::string_view typeOf(std::string_view contents) const noexcept;
   /// The number of bytes from a file's beginning that the rules examine, at most 64 KiB.
   [[nodiscard]] std::size_t extent() const noexcept { return extent_; }
@@ -38,7 +38,7 @@ class TESSALY_EXPORT MIMEMagic {
 
     [[nodiscard]] bool fits(std::string_view contents) const noexcept;
   };
-  /// The rules of one type. The rules that refine a rule follow it.
+  /// The rules of one type. The rules that refine another rule follow that rule.
   struct Section {
     std::uint32_t priority = 0;
     std::string type = {};

@@ -73,8 +73,8 @@ class OrderedSetMembers {
     std::size_t hash;
   };
 
-  /// The hash of an element with mixed bits. Many hashes, such as those of integers and pointers, differ only in their
-  /// high bits or only in their low bits.
+  /// The hash of an element, with the bits of the hash mixed. Many hashes, such as those of integers and pointers,
+  /// differ only in their high bits or only in their low bits.
   static std::size_t hashOf(const Element& element) {
     const std::uint64_t mixed = static_cast<std::uint64_t>(Hash()(element)) * 0x9E37'79B9'7F4A'7C15u;
     return static_cast<std::size_t>(mixed ^ mixed >> 32);

@@ -13,8 +13,8 @@ namespace Tessaly::inline v1::detail {
 /// Parses the binary format. The functions that parse, and those that write XML, throw `PropertyListError`.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
-/// Writes a dictionary as a property list. Its keys are not compared with the other texts to find duplicates, which
-/// saves a third of the time for a large dictionary.
+/// Writes a dictionary as a property list. The writer does not compare the keys of this dictionary with the other texts
+/// to find duplicates. This omission saves a third of the time for a large dictionary.
 [[nodiscard]] TESSALY_EXPORT Data::Bytes writeBinaryPropertyList(const PropertyList::Dictionary& root);
 [[nodiscard]] PropertyList readXMLPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeXMLPropertyList(const PropertyList& value);

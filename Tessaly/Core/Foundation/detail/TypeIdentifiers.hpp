@@ -34,10 +34,10 @@ struct DynamicType {
   friend bool operator==(const DynamicType&, const DynamicType&) = default;
 };
 
-/// The identifier of a dynamic type: "dyn.a" and the packed text "?0=<supertype>:1=<extension>", in which digits
-/// replace the most common supertypes.
+/// The identifier of a dynamic type: "dyn.a", followed by the text "?0=<supertype>:1=<extension>" in a base-32
+/// encoding. In that text, digits replace the most common supertypes.
 [[nodiscard]] TESSALY_EXPORT std::string dynamicIdentifier(const DynamicType& type);
-/// Parses such an identifier. Absent if the text is not one.
+/// Parses the identifier of a dynamic type. Absent if the text is not such an identifier.
 [[nodiscard]] TESSALY_EXPORT std::optional<DynamicType> dynamicType(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

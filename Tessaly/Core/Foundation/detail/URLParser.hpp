@@ -26,13 +26,14 @@ struct URLComponents {
 /// result again changes nothing.
 [[nodiscard]] std::optional<std::string> encodedURL(std::string_view text);
 
-/// Whether a ':' in a path's first segment would look like the end of a scheme.
+/// Whether to encode the colons in a path's first segment. In a URL without a scheme, such a colon would be parsed as
+/// the end of a scheme.
 enum class FirstSegment { keepColons, encodeColons };
 
 /// A file's path, percent-encoded for the path of a URL. '%' is encoded too.
 [[nodiscard]] std::string percentEncodedPath(std::string_view path, FirstSegment firstSegment);
 
-/// Whether "%2F" and "%00" stay as they are.
+/// The bytes to decode. In the style `fileName`, "%2F" and "%00" stay encoded.
 enum class DecodingStyle { everything, fileName };
 
 [[nodiscard]] std::string percentDecoded(std::string_view text, DecodingStyle style);

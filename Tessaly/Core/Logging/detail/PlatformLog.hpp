@@ -9,21 +9,21 @@
 namespace Tessaly::inline v1::detail {
 
 /// The log of one part of this library. Its subsystem is "Tessaly", or "app.identifier.Tessaly" after
-/// `setPlatformLogIdentifier` has named the main bundle's identifier.
+/// `setPlatformLogIdentifier` has received the main bundle's identifier.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT OSLog platformLog(std::string_view category);
 
-/// Writes one record of type error about this library itself. All of its text is public. The category is the name of
+/// Writes one record of type `error` about this library itself. All of its text is public. The category is the name of
 /// the reporting type. Needs no bundle identifier and never throws.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void logPlatformError(std::string_view category, std::string_view message) noexcept;
-/// `logPlatformError` with a record of type default, for events that are not errors.
+/// Like `logPlatformError`, but writes a record of type `default_`. For events that are not errors.
 TESSALY_EXPORT void logPlatformNotice(std::string_view category, std::string_view message) noexcept;
 
 /// Gives `platformLog` the main bundle's identifier. `Logger::make` and `OSLog::pointOfInterest` call this function,
-/// because they have just asked for the identifier. Only the first call counts.
+/// because they have just read the identifier. Only the first call has an effect.
 TESSALY_EXPORT void setPlatformLogIdentifier(std::string_view identifier) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

@@ -18,15 +18,15 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// A read of a point, and the point's version at that time. In a list, except in the expected accesses, it holds a
-/// reference on the point.
+/// A read of a point, and the point's version at that time. In a list, except among the expected accesses, an access
+/// holds a reference on the point.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;
 };
 
 /// The points that a function reads, each once, with the version at the first read. From its construction until
-/// `end()`, the list records the reads of its thread. While a nested list exists, the nested list records them instead.
+/// `end()`, the list records the reads of its thread. While a nested list records, the outer list does not record.
 /// `end()` of the nested list adds its points to the outer list.
 ///
 /// Thread contract: thread-compatible.
@@ -47,7 +47,7 @@ class TESSALY_EXPORT AccessList {
     if (count_ != 0) releaseAll();
   }
 
-  /// Adds a read. The caller loaded the version before it reads the value, so a later change is detected.
+  /// Adds a read. The caller must load the version before it reads the value, so that a later change is detected.
   void add(ObservationPoint& point, std::uint64_t version) {
     if (expected_ == nullptr && count_ == 0) return addOnce(point, version);
     addSlowly(point, version);

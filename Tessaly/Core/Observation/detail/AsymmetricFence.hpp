@@ -11,7 +11,7 @@ namespace Tessaly::inline v1::detail {
 /// thread's flag. At least one thread sees the store of the other.
 ///
 /// The frequent side calls `publish`, which is a plain store. The rare side stores its flag and calls `fenceAll`, which
-/// makes every running thread of the process execute a fence (`membarrier`, 0.7 to 0.8 us). If the kernel refuses
+/// makes every running thread of the process execute a fence (`membarrier`, 0.7 to 0.8 µs). If the kernel refuses
 /// `membarrier`, `publish` is an exchange instead. `publish` is also an exchange under the thread sanitizer, which does
 /// not know the system call.
 ///

@@ -20,9 +20,9 @@ namespace Tessaly::inline v1::detail {
 /// The observer stays registered with the points of the last run of the function. While later runs read the same points
 /// in the same order, a change costs neither an allocation nor a registration.
 ///
-/// A change that a step makes outside the function is delivered at once, nested. The observer ignores a change that the
-/// function itself makes. If another thread makes a change during a step, the thread in the step makes one more step.
-/// So the last step follows the last change.
+/// A change that a step makes outside the function is delivered at once, in a nested step. The observer ignores a
+/// change that the function itself makes. If another thread makes a change during a step, the thread in the step makes
+/// one more step. So the last step follows the last change.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
@@ -34,7 +34,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   void stop() noexcept override;
 
  protected:
-  /// The reason of a step: the start of the observation, or a change.
+  /// The reason for a step: the start of the observation, or a change.
   enum class Occasion : std::uint8_t { start, change };
 
   ComputedObserver();

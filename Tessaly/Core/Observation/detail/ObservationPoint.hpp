@@ -50,9 +50,9 @@ class TESSALY_EXPORT ObservationPoint {
   void release(std::uint32_t count = 1) noexcept {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
-  /// `retain` from a stock of references that the thread keeps. A thread that repeatedly tracks the point that has just
-  /// changed then needs no atomic operation. A thread releases its stock when it ends the point, calls the trackings of
-  /// another point, or exits.
+  /// Like `retain`, but takes the reference from the thread's stock of references if the stock belongs to this point. A
+  /// thread that repeatedly tracks the point that has just changed then needs no atomic operation. A thread releases
+  /// its stock when it ends the point, calls the trackings of another point, or exits.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
@@ -84,7 +84,7 @@ class TESSALY_EXPORT ObservationPoint {
   /// the next change. In three cases the tracking is not registered:
   /// - `changed`: the version has changed, and either no such change is running or the point has ended.
   /// - `fired`: another point has fired the tracking.
-  /// - `ended`: the point has ended, and has done so at `version`.
+  /// - `ended`: the point has ended, and its version is still `version`.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
   /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
@@ -121,8 +121,8 @@ class TESSALY_EXPORT ObservationPoint {
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
   /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.
   void notifyShared(ObserverList& list, PointObserver& observer, const AccessList* accesses) noexcept;
-  /// Completes an outermost call. Returns true if a change happened during the call, so the observer needs one more
-  /// call.
+  /// Completes a call. Returns true if no other call of the observer is running and another thread has made a change
+  /// during the call. Then the observer needs one more call.
   [[nodiscard]] bool settle(ObserverList& list, PointObserver& observer) noexcept;
   void discard(PointObserver& observer) noexcept;
   void endTurn(ObserverList& list) noexcept;

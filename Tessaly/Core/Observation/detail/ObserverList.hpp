@@ -12,8 +12,9 @@ namespace Tessaly::inline v1::detail {
 
 /// The observers of one point in the order in which they were added, and the turns of the threads that call them.
 ///
-/// A thread that has changed the value takes a turn and calls the observers in the list. During a turn no entry moves:
-/// new observers are appended, ended ones are only marked, and an outgrown array is kept.
+/// A turn is the period in which a thread calls observers of the list. A thread that has changed the value takes a
+/// turn. During a turn no entry moves: new observers are appended, ended ones are only marked, and an outgrown array is
+/// kept.
 ///
 /// While only one thread holds turns, that thread calls observers without the lock. Before each call it marks the
 /// observer by `AsymmetricFence::publish`, and then checks whether the turn is shared. A second thread that changes the
@@ -24,7 +25,7 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {
  public:
-  /// The state that a thread with a turn may read without the lock. It does not change during the turn.
+  /// The state that a thread with a turn may read without the lock. This state does not change during the turn.
   struct Turn {
     ObserverList* list = nullptr;
     PointObserver* const* places = nullptr;
@@ -59,7 +60,8 @@ class ObserverList {
   }
   /// Makes every later step of every turn take the lock, so that `callerOf` is exact for all observers.
   void share(std::uint32_t thread) noexcept;
-  /// Ends a turn. Returns the observers that left the list with it, linked by `next_`.
+  /// Ends a turn. The end of the last turn removes the ended observers from the list and returns them, linked by
+  /// `next_`. Otherwise returns null.
   [[nodiscard]] PointObserver* endTurn() noexcept {
     if (--turns_ > 0) return nullptr;
     isShared_.store(false, std::memory_order_relaxed);
@@ -68,7 +70,7 @@ class ObserverList {
   }
 
   [[nodiscard]] bool isShared() const noexcept { return isShared_.load(std::memory_order_seq_cst); }
-  /// The thread that calls the observer, or 0. Exact if there is no turn or the turn is shared.
+  /// The thread that is calling the observer, or 0. Exact if there is no turn or the turn is shared.
   [[nodiscard]] std::uint32_t callerOf(const PointObserver& observer) const noexcept {
     if (observer.caller_ != 0) return observer.caller_;
     return observer.isCalled_.load(std::memory_order_acquire) ? holder_ : 0;

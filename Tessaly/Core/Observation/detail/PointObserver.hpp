@@ -30,7 +30,7 @@ class TESSALY_EXPORT Observer {
 
   /// Ends the observation. No call begins afterwards, but a call may still be running on any thread.
   virtual void cancel() noexcept = 0;
-  /// `cancel`, and then waits until a call that is running on another thread has ended.
+  /// Ends the observation like `cancel`, and then waits until a call that is running on another thread has ended.
   virtual void stop() noexcept = 0;
 
  protected:
@@ -46,7 +46,7 @@ class TESSALY_EXPORT Observer {
 ///
 /// At most one thread calls the observer at a time. If another thread makes a change meanwhile, the calling thread
 /// calls the observer once more. So the last call follows the last change. A change that the call itself makes is
-/// delivered at once, nested.
+/// delivered at once, in a nested call.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT PointObserver : public Observer {
@@ -61,7 +61,7 @@ class TESSALY_EXPORT PointObserver : public Observer {
   /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point has
   /// changed since the read and no change is running. Then the caller must call the observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
-  /// `registerWith`, and then calls the observer at once.
+  /// Registers like `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
   /// Calls the observer, as a change of the point does.
   void call() noexcept;
@@ -88,9 +88,9 @@ class TESSALY_EXPORT PointObserver : public Observer {
   std::atomic<std::uint32_t> discarding_{settled};
   // The point's lock guards the members below, except `isCalled_`.
   std::uint32_t index_ = 0;
-  /// The thread that is calling, if the call began while the turn was shared. Otherwise 0.
+  /// The thread that is calling the observer, if the call began while the turn was shared. Otherwise 0.
   std::uint32_t caller_ = 0;
-  /// Whether the sole holder of the turn is in a call. Only that thread writes it.
+  /// Whether the sole holder of the turn is in a call. Only that thread writes this flag.
   std::atomic<bool> isCalled_{false};
   bool hasEnded_ = false;
   bool hasMissedOne_ = false;

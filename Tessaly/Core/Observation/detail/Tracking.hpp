@@ -16,7 +16,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A handler that is registered with one or more points. It is called at most once, at the first change of any of them.
+/// A handler that is registered with one or more points. It is called at most once, at the first change of any of these
+/// points.
 ///
 /// A tracking is reference-counted. Each registration in a list holds a reference, and so does each owner. The memory
 /// of a tracking comes from the free lists of coroutine frames.
@@ -35,16 +36,16 @@ class TESSALY_EXPORT Tracking {
     if (isSoleReference() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
-  /// Takes over the points of an ended list and registers with each. If a point has changed since its read and its
-  /// change has ended, the handler is called at once. If the change is still running, the handler is called after the
-  /// change. The creator of the tracking calls this function once, while no other thread knows the tracking. This
+  /// Takes over the points of an ended list and registers with each point. If a point has changed since its read and
+  /// that change has ended, the handler is called at once. If the change is still running, the handler is called after
+  /// the change. The creator of the tracking calls this function once, while no other thread knows the tracking. This
   /// function takes over one reference of the creator.
   void install(AccessList& accesses) noexcept;
   /// Calls the handler, unless it was called or the tracking was cancelled before. The caller holds a reference.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// `fire` for a point that has removed a registration. The thread must not be tracking during this call. If the
+  /// Like `fire`, for a point that has removed a registration. The thread must not be tracking during this call. If the
   /// tracking has only one registration, no registration is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;

@@ -14,13 +14,13 @@ namespace Tessaly::inline v1::detail {
 /// one atomic read-modify-write operation without contention. The same operation takes the lock if the point has
 /// something to call.
 ///
-/// The beginning of a change is announced only if a tracking waits for it. Otherwise the change is announced only at
-/// its end. A reader of the old value is in a list at that end, or later finds another version.
+/// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
+/// only at its end. A reader of the old value is in a list at that end, or later finds another version.
 ///
 /// While a thread holds the lock, no other thread writes the word, so releasing the lock is a plain store. A waiting
 /// thread is not woken. It tries again after each of 100 processor pauses, and then every 50 µs. The lock is held while
-/// a list changes, which takes at most O(n), and for about 1 µs during a fence in all threads. No handler is called
-/// under the lock.
+/// a list changes, which costs at most O(n) for n entries. It is also held during a fence in all threads, which takes
+/// about 1 µs. No handler is called under the lock.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_CAPABILITY("lock") VersionWord {

@@ -16,7 +16,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The consuming end, shared by a stream value, its copies and their iterators. The stream ends with the last of them.
+/// The consuming end, shared by a stream value, its copies and their iterators. The stream ends when the last of these
+/// objects is destroyed.
 template <typename Element>
 class AsyncStreamConsumer {
  public:
@@ -35,8 +36,8 @@ class AsyncStreamConsumer {
 /// Waits for a stream's next element. The wait allocates no coroutine frame, unless a function produces the elements on
 /// demand.
 ///
-/// A buffered element is taken at once. After many such elements the thread's turn ends: the task takes the element and
-/// then waits behind the other work of its executor.
+/// A buffered element is taken at once. After many such elements the thread's turn ends: the task takes the current
+/// element and then waits behind the other work of its executor.
 template <typename Element>
 class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAwaiter final
     : private CancellationHandler {
@@ -111,7 +112,7 @@ class AsyncStreamIterator {
   explicit AsyncStreamIterator(std::shared_ptr<AsyncStreamConsumer<Element>> consumer) noexcept
       : consumer_(std::move(consumer)) {}
 
-  /// Waits for the next element. A buffered element is taken at once. Empty at the end.
+  /// Waits for the next element. A buffered element is taken at once. The result is empty at the end of the stream.
   AsyncStreamNextAwaiter<Element> next() { return AsyncStreamNextAwaiter<Element>(consumer_->storage()); }
   /// The same, awaited in the given isolation.
   Async<std::optional<Element>> next(Isolation isolation) { return nextIn<Element>(this, std::move(isolation)); }

@@ -26,7 +26,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The state that a stream's continuations and iterators share: open with a buffer, open with waiting consumers, or
-/// terminal with the remaining elements. No host code runs under the lock: no handler, and no function of an element.
+/// terminal with the remaining elements. No host code runs under a lock: no handler, and no function of an element.
 ///
 /// Thread contract: thread-safe.
 template <typename StreamElement>
@@ -90,7 +90,7 @@ class AsyncStreamStorage {
     terminate(handler.get(), {StreamTermination::Kind::cancelled});
   }
 
-  /// Drops the remaining elements after the last consumer has gone.
+  /// Called when the last consumer is destroyed. Ends the stream and drops the remaining elements.
   void consumersGone() noexcept {
     cancel();
     GrowableRing<CarriedElement<Element>> left;
@@ -163,8 +163,8 @@ class AsyncStreamStorage {
   }
 
  private:
-  /// While a termination handler runs, the stream is finishing or cancelling: terminal for a producer, not yet for a
-  /// consumer that waits. A cancelling stream can still be finished, with an error.
+  /// While a termination handler runs, the stream is finishing or cancelling: terminal for a producer, but not yet for
+  /// a waiting consumer. `finish` can still give an error to a cancelling stream.
   enum class State : std::uint8_t { open, finishing, cancelling, terminal };
 
   /// Releases the lock.
@@ -225,7 +225,7 @@ class AsyncStreamStorage {
     aheadCount_.store(ahead_.count(), std::memory_order_relaxed);
   }
 
-  /// Requires that no element is ahead.
+  /// Requires that `ahead_` is empty.
   bool takeNextLocked(Waiter& waiter) noexcept TESSALY_REQUIRES(lock_) {
     if (policy_.kind == BufferingPolicy::Kind::unbounded && buffer_.count() >= minimumMovedAhead) {
       UnfairLock::Guard guard(aheadLock_);
@@ -264,7 +264,7 @@ class AsyncStreamStorage {
     UnfairLock::Guard guard(lock_);
     return producer_;
   }
-  /// Releases the producer. False if it was released before.
+  /// Releases the producer. Returns false if there is no producer any more.
   bool stopProducing() noexcept {
     std::shared_ptr<Producer> producer;
     UnfairLock::Guard guard(lock_);
@@ -275,7 +275,7 @@ class AsyncStreamStorage {
   static constexpr std::size_t minimumMovedAhead = 16;
   static constexpr std::size_t cacheLine = 64;
 
-  // Both ends read these members. So the members are on another cache line than the data that either end writes.
+  // Both ends read these members. So the members and the data that either end writes are on different cache lines.
   const BufferingPolicy policy_;
   const bool unfolds_ = false;
   std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
@@ -291,8 +291,8 @@ class AsyncStreamStorage {
 
   // If the buffer of an unbounded stream has at least 16 elements, a consumer moves the whole buffer out of the
   // producers' way at once. So the two ends seldom wait for each other. The elements in `ahead_` come before the
-  // elements in the buffer. A consumer fills `ahead_` only while `ahead_` is empty. The consumer holds both locks and
-  // takes `lock_` first.
+  // elements in the buffer. A consumer fills `ahead_` only while `ahead_` is empty. To fill `ahead_`, the consumer
+  // holds both locks. It takes `lock_` first.
   alignas(cacheLine) UnfairLock aheadLock_;
   std::atomic<std::size_t> aheadCount_{0};
   GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);

@@ -11,8 +11,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Declares for a scope that the current task waits for other tasks. A task that waits through a continuation makes an
-/// `AwaitedTasks` around the wait. So its priority reaches the tasks that will resume it.
+/// For the duration of a scope, declares that the current task waits for other tasks. A task that waits through a
+/// continuation makes an `AwaitedTasks` around the wait. So the priority of the waiting task reaches the tasks that
+/// will resume it.
 ///
 /// Thread contract: thread-compatible; lives in a coroutine of the waiting task.
 ///

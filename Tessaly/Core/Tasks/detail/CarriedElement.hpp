@@ -11,11 +11,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// An element on its way from producer to consumer. Moving it runs no code of the element and never throws, so queues
-/// of carried elements can change under a lock.
+/// An element on its way from producer to consumer. Moving a carried element runs no code of the element and never
+/// throws. So queues of carried elements can change under a lock.
 ///
-/// A trivially copyable element costs nothing. Any other element is in a separate block from the pool of coroutine
-/// frames, or from the general allocator if the element is over-aligned. The moved-from object is then empty.
+/// A trivially copyable element is stored directly. Any other element is in a separate block from the pool of coroutine
+/// frames, or from the general allocator if the element is over-aligned. A move then passes the block on, and the
+/// moved-from object is empty.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element,

@@ -5,11 +5,11 @@ namespace Tessaly::inline v1::detail {
 
 class Pool;
 
-/// A thread that waits for events, as the global pool sees it. After serving events, the thread itself runs the jobs
-/// that it enqueued, so that one wake-up leads from an event to a coroutine.
+/// The global pool's view of a thread that waits for events. After serving events, the thread itself runs the jobs that
+/// wait in the pool. So one wake-up leads from an event to a coroutine.
 ///
-/// At most one such thread runs jobs, and only in the place of a thread of the pool that sleeps. The pool therefore
-/// never runs more jobs at once than it has threads. Without the library's pool the thread only serves.
+/// At most one such thread runs jobs, and only in the place of a sleeping thread of the pool. The pool therefore never
+/// runs more jobs at once than it has threads. Without the library's pool the thread only serves events.
 ///
 /// Thread contract: thread-compatible; lives on the stack of its thread.
 class EventThread {

@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A first-in, first-out buffer on one contiguous allocation. The allocation doubles when the buffer is full, and is
-/// kept when the buffer is empty.
+/// A first-in, first-out buffer in one contiguous allocation. The allocation doubles when an element is added to a full
+/// buffer. An empty buffer keeps its allocation.
 ///
 /// Unlike `std::deque`, it allocates nothing before the first element, and nothing while its capacity suffices.
 ///
@@ -46,7 +46,7 @@ class GrowableRing {
     ++count_;
   }
 
-  /// Moves the first element out. There must be one.
+  /// Moves the first element out. The buffer must not be empty.
   Element takeFront() noexcept {
     Element element = std::move(*slot(0));
     popFront();

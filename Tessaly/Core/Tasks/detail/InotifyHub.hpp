@@ -25,13 +25,13 @@ class TESSALY_EXPORT InotifyHub {
   class Subscriber {
    public:
     virtual ~Subscriber() = default;
-    /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so it must not use
-    /// the hub.
+    /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so `note` must not
+    /// use the hub.
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
     /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
-    /// Whether later events may wait for 1 ms after a `wake`. This saves wake-ups of the hub's thread if the process
-    /// itself causes many events. The events wait only if all subscribers are patient.
+    /// Whether later events may wait for 1 ms after a `wake`. Such a wait saves wake-ups of the hub's thread if the
+    /// process itself causes many events. The events wait only if all subscribers are patient.
     [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 
@@ -41,10 +41,11 @@ class TESSALY_EXPORT InotifyHub {
   /// requested, but no event from before this call. Returns the number of the watch, or the negative `errno`.
   ///
   /// The caller must have just examined the path. A volume that does not answer then blocks the caller in that
-  /// examination, and not here under the hub's lock. The caller may hold locks that subscribers need, because `wake` is
-  /// called on another thread.
+  /// examination, and not here under the hub's lock. The caller may hold locks that a subscriber's `wake` needs,
+  /// because the hub calls `wake` on another thread. But `add` may call `note` on this thread.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
-  /// Reverts one `add`. The subscriber receives no event of that watch afterwards.
+  /// Reverts one `add`. The hub passes no event of that watch to the subscriber afterwards. A `wake` for earlier events
+  /// may still follow.
   void remove(int watch, const Subscriber& subscriber) noexcept;
   /// Notifies the subscribers of pending events now. The hub's own thread would do so soon.
   void drain();

@@ -11,9 +11,9 @@ namespace Tessaly::inline v1::detail {
 
 /// Gives the job that runs in it a state of its own, and restores the state of the job below at the end.
 ///
-/// Every job runs in such a scope. So neither a nested drain nor an executor that runs jobs inside `enqueue` can see or
-/// change the state of the job below. A thread of the pool is a scope by itself: it reads the job's state after each
-/// job.
+/// So neither a nested drain nor an executor that runs jobs inside `enqueue` can see or change the state of the job
+/// below. A job that runs directly on a thread of the pool needs no scope: no job is below it, and the thread reads its
+/// state afterwards.
 ///
 /// Thread contract: thread-compatible; lives on one thread's stack.
 class JobScope {
@@ -32,7 +32,7 @@ class JobScope {
 
  private:
   RunningJob& running_;
-  /// The state of the job below, as bytes. The compiler copies a structure member by member, with twice the
+  /// The state of the job below, as bytes. The compiler would copy a structure member by member, with twice the
   /// instructions.
   alignas(RunningJob) std::array<std::byte, sizeof(RunningJob)> outer_;
 };

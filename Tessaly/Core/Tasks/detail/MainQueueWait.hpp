@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Serves the main queue until a job on it has set the flag. Main-isolated.
+/// Serves the main queue until a job of the queue has set the flag. Main-isolated.
 void serveMainQueueUntil(const std::atomic<std::uint32_t>& isDone) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

@@ -13,16 +13,18 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The two threads that wait for timers and descriptors, started on first need. Serving an event runs no host code: it
-/// resumes tasks on their executors and enqueues jobs. A thread that has served may then run these jobs in the place of
-/// a thread of the pool that sleeps (see `EventThread`), while the other thread of the reactor waits for events.
+/// The two threads that wait for timers and descriptors, started on first need. Serving an event only resumes tasks on
+/// their executors and enqueues jobs. The only host code that it runs is `enqueue` of a host's executor. A thread that
+/// has served events may then run jobs of the pool in the place of a sleeping thread (see `EventThread`). The other
+/// thread of the reactor waits for events meanwhile.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
  public:
   /// Stops the process if the reactor cannot be started.
   static Reactor& shared() noexcept;
-  /// Starts the reactor if it does not run yet. False while the process has no descriptors left for it.
+  /// Starts the reactor if it does not run yet. Returns false while the process has no descriptors left for the
+  /// reactor.
   static bool start() noexcept;
 
   void add(ClockTimer& timer);
@@ -35,7 +37,8 @@ class TESSALY_EXPORT Reactor {
   [[noreturn]] void work();
   void serve(std::uint64_t key);
   void fireDueTimers();
-  /// Sets the timer descriptor for the first timer, unless the descriptor wakes a thread by then anyway.
+  /// Sets the timer descriptor for the first timer, unless the descriptor wakes a thread by that timer's deadline
+  /// anyway.
   void rearm() TESSALY_REQUIRES(lock_);
 
   UnfairLock lock_;
@@ -50,8 +53,9 @@ class TESSALY_EXPORT Reactor {
 
 /// Calls a function on an executor whenever a descriptor is readable, until the source is cancelled.
 ///
-/// The function is called once for each readiness; the descriptor is watched again after it has returned. It should
-/// read until the descriptor is empty. The caller owns the descriptor and keeps it open until `cancel()` has returned.
+/// The function is called once for each readiness. The descriptor is watched again after the function has returned. The
+/// function should read until the descriptor is empty. The caller owns the descriptor and keeps it open until
+/// `cancel()` has returned.
 ///
 /// Stops the process when the kernel refuses to watch the descriptor: it is closed, it cannot be polled, it has a
 /// source already, or the user's limit of watched descriptors is reached.

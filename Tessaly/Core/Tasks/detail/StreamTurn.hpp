@@ -6,17 +6,18 @@
 #include "Tessaly/Core/Base/Export.hpp"
 
 // A consumer of a stream that is never empty never waits, and would block its executor's other work. So each thread
-// counts the elements that its consumers get without a wait. At the end of a turn one consumer lets other work run.
+// counts the elements that its consumers take without a wait. At the end of a turn one consumer lets other work run.
 
 namespace Tessaly::inline v1::detail {
 
-/// The number of further elements without a wait before this thread checks for the end of the turn.
+/// The number of further elements that consumers take without a wait before this thread checks for the end of the turn.
 TESSALY_EXPORT extern __thread std::uint32_t elementsLeft [[gnu::tls_model("initial-exec")]];
 
 /// Begins to count anew. Returns true if the thread's last turn ended at least 1 ms ago. Then this turn ends now.
 [[nodiscard]] TESSALY_EXPORT bool endTurnIfLong() noexcept;
 
-/// Counts an element without a wait. Returns true if a turn ends with it, after at least 256 elements and 1 ms.
+/// Counts an element that was taken without a wait. Returns true if a turn ends with this element, after at least 256
+/// elements and 1 ms.
 inline bool isTurnOver() noexcept {
   if (--elementsLeft != 0) [[likely]]
     return false;

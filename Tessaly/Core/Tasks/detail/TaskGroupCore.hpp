@@ -24,12 +24,12 @@ struct TaskGroupLink {
 };
 
 /// The part of a group that does not depend on the type of its children's results. It keeps the children that were not
-/// taken yet and the order in which they ended. It holds the reference on each child from `start` until the child is
+/// taken yet and the order in which they ended. It holds a reference to each child from `start` until the child is
 /// taken.
 ///
 /// A child ends with one atomic change. The waiting task takes all ended children at once.
 ///
-/// Thread contract: children are added, cancelled and raised from any thread; one task at a time takes and waits.
+/// Thread contract: any thread may add, cancel and raise children. One task at a time takes children and waits.
 class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  public:
   TaskGroupCore() = default;
@@ -40,11 +40,11 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
 
   /// Adds and starts a child. Takes the caller's reference over.
   void start(TaskGroupLink& child) noexcept;
-  /// The last call of a child that has ended. The child and the group may be gone when this returns.
+  /// The last call of a child that has ended. The child and the group may be gone when the call returns.
   void childEnded(TaskGroupLink& child) noexcept;
   void cancelAll() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_acquire); }
-  /// Whether no child is running or waiting to be taken.
+  /// Whether every child has ended and was taken.
   [[nodiscard]] bool isEmpty() const noexcept {
     return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
   }
@@ -99,44 +99,45 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
     return first->record;
   }
   void collectEnded() noexcept;
-  /// Suspends the task until a child ends. Returns false if one has ended meanwhile.
+  /// Suspends the task until a child ends. Returns false if a child has ended meanwhile.
   bool wait(TaskRecord& task) noexcept;
   void endWait(TaskRecord& task) noexcept;
-  /// False if a child has ended meanwhile.
+  /// Makes the next child that ends schedule the task. Returns false if a child has ended meanwhile.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
-  /// Puts the children that were added into the list.
+  /// Moves the added children from `added_` to the list.
   void listAdded() noexcept TESSALY_REQUIRES(lock_);
   /// Takes a chain of `count` children out of the list.
   void unlist(TaskGroupLink* ended, std::uint32_t count) noexcept;
-  /// Raises the level at which later children start. Returns whether an earlier child may be below it.
+  /// Raises the minimum priority of later children. Returns whether an earlier child may be below that priority.
   [[nodiscard]] bool raiseLowest(TaskPriority priority) noexcept;
   void findBelow(TaskPriority priority, TaskList& children) noexcept;
 
-  /// The children that were not yet put into the list, the last one first.
+  /// The added children that are not in the list yet, the last one first.
   std::atomic<TaskGroupLink*> added_{nullptr};
   UnfairLock lock_;
-  /// The other children that were not collected.
+  /// The children in the list, which were not collected.
   LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
   /// The children that wait on the global executor.
   JobFamily waiting_;
   /// The number of children that were not collected. It increases before a child is added, and decreases after the
   /// child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
-  /// The ended children that were not collected, the last one first; or the waiting task, and a bit.
+  /// The ended children that were not collected, the last one first. While a task waits: that task and a bit.
   std::atomic<std::uintptr_t> ended_{0};
   /// The collected children, in the order of their ends. Written by the task that takes them.
   std::atomic<TaskGroupLink*> ready_{nullptr};
-  /// True from the beginning of a wait until the waiting task has taken its answer.
+  /// True from the beginning of a wait until the waiting task continues.
   std::atomic<bool> isAwaited_{false};
   std::atomic<bool> isCancelled_{false};
-  /// No child is below this priority. It rises with the waiting parent. A wait visits the children only after a rise.
+  /// No child is below this priority. The minimum rises with the priority of the waiting parent. A wait visits the
+  /// children only after a rise.
   std::atomic<TaskPriority> lowest_{};
   /// The lowest priority with which a child was added.
   std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};
 };
 
-/// Cancels a group when the current task is cancelled, for a scope.
+/// For the duration of a scope, cancels a group when the current task is cancelled.
 class TaskGroupCancellation final : public CancellationHandler {
  public:
   template <typename Group>

@@ -12,9 +12,10 @@ namespace Tessaly::inline v1::detail {
 /// Whether a new task copies the task-locals of its creator.
 enum class TaskLocalCopies : std::uint8_t { ofTheCaller, none };
 
-/// One binding of a task-local value: a link of the current task's list, or, outside any task, of the thread's.
+/// One binding of a task-local value. It is a node of the current task's list or, outside any task, of the thread's
+/// list.
 ///
-/// Thread contract: thread-compatible. Only the task or thread of a list uses the list.
+/// Thread contract: thread-compatible. Only the task or thread that owns a list uses it.
 class TESSALY_EXPORT TaskLocalBinding {
  public:
   explicit TaskLocalBinding(const void* key) noexcept : key_(key) {}
@@ -55,7 +56,7 @@ class TypedTaskLocalBinding : public TaskLocalBinding {
   Value value_;
 };
 
-/// Binds a value for a block or for a scope of a coroutine.
+/// Binds a value for the duration of a scope, which may be in a coroutine.
 template <typename Value>
 class ScopedTaskLocalBinding final : public TypedTaskLocalBinding<Value> {
  public:

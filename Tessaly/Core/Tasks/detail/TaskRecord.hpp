@@ -18,8 +18,8 @@
 #include "Tessaly/Core/Tasks/detail/TaskLocalBinding.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// The runtime's record of a task, and the two parts of a coroutine's wait: a suspension, which another thread ends, and
-// a cancellation handler, which the task's cancellation calls.
+// The runtime's record of a task, and the two parts of a coroutine's wait: a suspension and a cancellation handler. A
+// call of `resume` ends the suspension. The task's cancellation calls the cancellation handler.
 
 namespace Tessaly::inline v1::detail {
 
@@ -27,12 +27,12 @@ class TaskRecord;
 class TaskGroupCancellation;
 using TaskList = std::vector<Retained<TaskRecord>>;
 
-/// The tasks that one task waits for, so that a raise of its priority reaches them. Lives in a frame of the waiting
-/// task.
+/// The tasks that one task waits for. A raise of the waiting task's priority reaches them. Lives in a frame of the
+/// waiting task.
 class AwaitedWork {
  public:
-  /// Adds the tasks below the priority, and lets later tasks start at that priority. Called with the lock of the
-  /// waiting task held, so that the task does not leave the wait meanwhile.
+  /// Adds the tasks below the priority to the list, and lets later tasks start at that priority. Called with the lock
+  /// of the waiting task held, so that the waiting task does not leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -42,8 +42,8 @@ class AwaitedWork {
 /// A function that a task's cancellation calls. Lives in the frame of the waiting coroutine.
 class CancellationHandler {
  public:
-  /// Marks the tasks that are cancelled with this one, and adds them to the list. Cancelling them here would use stack
-  /// for each level of nested groups.
+  /// Marks the tasks that are cancelled together with the handler's task, and adds them to the list. Cancelling them
+  /// here would use stack for each level of nested groups.
   using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
 
   explicit CancellationHandler(Function function) noexcept : function_(function) {}
@@ -64,18 +64,18 @@ class CancellationHandler {
   CancellationHandler* previous_;
   // Set when the handler is called.
   std::uint32_t runningThread_;
-  /// Set by a call of `removeCancellationHandler` from the handler itself. The handler's storage is gone when the
+  /// Set by a call of `removeCancellationHandler` from the handler itself. The handler's storage may be gone when the
   /// handler returns.
   bool* isGone_;
 };
 
 /// One wait of the current task. The awaiter calls `arm`, publishes the suspension, and returns `commit()` from
-/// `await_suspend`. Another thread ends the wait by one call of `resume`, at any time after `arm`. If the wait ends
-/// before `commit`, the task continues at once. Otherwise it is enqueued on its executor, never run inline.
+/// `await_suspend`. One call of `resume`, on any thread and at any time after `arm`, ends the wait. If the wait ends
+/// before `commit`, the task continues at once. Otherwise `resume` enqueues the task on its executor.
 class Suspension {
  public:
   void arm(std::coroutine_handle<> handle) noexcept;
-  /// Whether the task is suspended now. If so, the awaiter may be gone.
+  /// Ends the preparation of the wait. Returns whether the task is suspended now. If so, the awaiter may be gone.
   [[nodiscard]] bool commit() noexcept {
     State expected = State::armed;
     return state_.compare_exchange_strong(expected, State::suspended, std::memory_order_acq_rel,
@@ -103,7 +103,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   TaskRecord(const TaskRecord&) = delete;
   TaskRecord& operator=(const TaskRecord&) = delete;
 
-  /// Records come from the lists of coroutine frames, because the general allocator costs a third of a small task.
+  /// Records come from the lists of coroutine frames, because the general allocator costs a third of the time of a
+  /// small task.
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* record, std::size_t size) noexcept { freeFrame(record, size); }
   /// For records whose closure needs more than the usual alignment.
@@ -114,7 +115,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
-    // A reference that is the only one needs no atomic change: no other thread can add one.
+    // The only reference needs no atomic change, because no other thread can add a reference.
     if (references_.load(std::memory_order_acquire) == 1 || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       destroy();
     }
@@ -131,14 +132,15 @@ class TESSALY_EXPORT TaskRecord : public Job {
     (executor != nullptr ? *executor : GlobalExecutor::shared()).enqueue(*this);
   }
 
-  /// Enqueues the new task as one of a family.
+  /// Enqueues the new task on its executor. On the global executor the task belongs to the family.
   void scheduleIn(JobFamily& family) noexcept {
     Executor* executor = executor_.load(std::memory_order_relaxed);
     executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
   }
 
-  /// Enqueues a task that can continue. The running job must be about to end: its own task yields, or its own task ends
-  /// and the given task has awaited it. A thread of the pool trades the task for the next job under one lock.
+  /// Enqueues this task, which can continue. The running job must be about to end. Either this task is the job's own
+  /// and yields, or the job's own task has ended and this task has awaited it. A thread of the pool queues this task
+  /// and takes the next job under one lock.
   void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
@@ -151,8 +153,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Does nothing in the child of a fork: the task runs in the parent.
   void cancel() noexcept;
-  /// Marks the task as cancelled; the caller then calls its handlers. Returns false if the task was cancelled or has
-  /// ended already.
+  /// Marks the task as cancelled. The caller then calls the task's handlers. Returns false if the task was cancelled or
+  /// has ended already.
   [[nodiscard]] bool markCancelled() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept {
     return (word_.load(std::memory_order_acquire) & cancelledBit) != 0;
@@ -183,8 +185,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     removeCalledHandler(handler);
   }
 
-  /// Schedules the waiter's suspended task at the completion. Returns false if the task is done already. After true,
-  /// the waiter may already be gone.
+  /// Adds a waiter. The completion of this task schedules the waiter's suspended task. Returns false if this task is
+  /// done already. After true, the waiter may already be gone.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
   /// Raises the priority of the task and of the tasks that it waits for.
@@ -198,7 +200,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
     waitForRaise();
   }
 
-  /// The executor of the task's present isolation. Null means the global one.
+  /// The executor of the task's present isolation. Null means the global executor.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
   /// Called by the task itself. The previous executor may end afterwards: a raise that still needs it has a reference
   /// of its own.
@@ -218,11 +220,11 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// The task of a job. Null for a job of another kind.
   [[nodiscard]] static TaskRecord* of(Job& job) noexcept;
-  /// Ends the task at its turn without running more of its code. Waits for its group children, destroys its coroutines,
-  /// and gives the tasks that await it a `CancellationError`. An executor calls it in place of `job.run()`.
+  /// Ends the task without resuming its code. Waits for the task's group children, destroys its coroutines, and gives
+  /// the tasks that await it a `CancellationError`. An executor calls `discard()` in place of `job.run()`.
   void discard() noexcept;
-  /// The executor for a move of this task to `target`: its owner's executor if `target` is that executor's base,
-  /// otherwise `target`.
+  /// The executor for a move of this task to `target`. It is the executor of the isolation in which the task was
+  /// started if `target` is the base of that executor. Otherwise it is `target`.
   [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
@@ -234,16 +236,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
   TaskLocalBinding* bindings = nullptr;
 
  protected:
-  /// Copies the bindings of the current task or thread, unless the argument says otherwise.
+  /// Copies the bindings of the current task or thread, unless `copies` is `none`.
   TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies);
   virtual ~TaskRecord();
 
-  /// Makes the outermost coroutine. Returns null if it did all the work at once.
+  /// Makes the outermost coroutine. Returns null if all the work is done already.
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
-  /// Moves the result out, and destroys the coroutine and the closure.
+  /// Takes the result over from the coroutine, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// The last call of a task. Resumes the tasks that wait for it, and releases the reference of the running task. An
-  /// override informs a waiter other than a handle; such a task is never marked as done.
+  /// The last call of a task. Schedules the tasks that wait for this task, and releases the reference of the running
+  /// task. An override notifies a waiting thread or a task group instead. Such a task is never marked as done.
   virtual void didComplete() noexcept;
 
  private:
@@ -255,10 +257,10 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static constexpr std::uintptr_t wordBits = 7;
 
   static void runTask(Job& job) noexcept;
-  /// Notifies the executor of a raised priority, and adds the tasks that this task waits for to the list.
+  /// Notifies the executor of a raised priority. Adds the awaited tasks with a lower priority to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Calls the handlers of this marked task; the caller keeps it alive. Adds further marked tasks to the list. The
-  /// caller calls the handlers of these tasks later.
+  /// Calls the handlers of this marked task. The caller keeps the task alive. Adds further marked tasks to the list.
+  /// The caller calls the handlers of these tasks later.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
   /// Waits for a raise that may have seen the pointer that this task has just replaced. Either the raise sees the new
@@ -271,7 +273,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void complete() noexcept;
   /// Schedules the waiting tasks in the order of their waits.
   static void resumeWaiters(std::uintptr_t word) noexcept;
-  /// Whether the task gets a further turn after its group children have ended.
+  /// Makes the next group child that ends schedule this task. Returns false if no group child is left.
   bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {

@@ -23,7 +23,7 @@ struct DeferredFrames;
 inline constexpr std::size_t frameClassSize = 64;
 inline constexpr std::size_t frameClassCount = 12;
 
-/// The state of the job that runs on a thread. `JobScope` gives every job its own.
+/// The state of the job that runs on a thread. `JobScope` gives a job a state of its own.
 struct RunningJob {
   /// The task whose coroutine is running.
   TaskRecord* task;
@@ -31,18 +31,18 @@ struct RunningJob {
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
-  /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited it. The
-  /// thread queues this task and takes the next job.
+  /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited the job's
+  /// own task. The thread queues this task and takes the next job.
   Job* traded;
   /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family.
   JobFamily* tradedFamily;
   /// Set when the current task's outermost coroutine has ended; the task completes after the resumption of that
   /// coroutine has returned.
   TaskRecord* completed;
-  /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True directly on a thread
-  /// of the pool, which checks for all three actions after each job.
+  /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True for a job that runs
+  /// directly on a thread of the pool. The thread checks for all three actions after each job.
   bool mayHandOver;
-  /// Whether a job below this one on the stack holds a serial executor.
+  /// Whether a job below this job on the stack holds a serial executor.
   bool isAboveSerialJob;
 };
 
@@ -56,7 +56,8 @@ struct ThreadState : RunningJob {
   bool servesTimers;
   /// Whether the thread that serves timers is handing a job to the global executor.
   bool isForwarding;
-  /// The number of nested destructions of coroutines on the stack, and the coroutines that wait for the outermost one.
+  /// The number of nested destructions of coroutines on the stack, and the coroutines that the outermost destruction
+  /// destroys later.
   std::uint32_t frameDepth;
   DeferredFrames* deferredFrames;
   /// The calls of `cancel` on the stack. Null if there is none.
@@ -64,8 +65,8 @@ struct ThreadState : RunningJob {
 
   struct FrameList {
     void* first;
-    /// The number of further frames that the thread may keep. 0 until the thread has registered the return of its
-    /// frames at its end.
+    /// The number of further frames that the thread may keep. 0 until the thread has registered a function that returns
+    /// its frames when it ends.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

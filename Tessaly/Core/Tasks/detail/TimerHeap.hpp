@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Timers ordered by deadline, in a binary heap. Each timer knows its place, so adding and removing are O(log n).
+/// Timers ordered by deadline, in a binary heap. Each timer stores its position, so adding and removing are O(log n).
 /// Timers with equal deadlines come in no particular order.
 ///
 /// Thread contract: thread-compatible.

@@ -25,7 +25,7 @@ struct Ready {
 };
 
 /// Calls a transform that returns a value or an `Async`. Awaiting the result gives the value. The element must live
-/// until then.
+/// until the value is given.
 template <typename Transform, typename Element>
 [[nodiscard]] auto applyTransform(Transform& transform, Element& element) {
   using Result = std::invoke_result_t<Transform&, Element>;
@@ -37,7 +37,7 @@ template <typename Transform, typename Element>
 }
 
 /// A sequence made of a base and a transform. The stepper holds the base's iterator and the transform, and makes the
-/// elements by its `step()`. The sequence has ended once `step()` gave an empty result or threw.
+/// elements in its `step()`. The sequence has ended once `step()` has given an empty result or has thrown.
 template <AsyncSequence Base, typename Transform, typename SequenceFailure, typename Stepper>
 class TransformedSequence {
  public:

@@ -16,7 +16,7 @@ inline std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept 
   return word;
 }
 
-/// The offset of the first byte at or after `offset` that is not ASCII, or the size.
+/// The offset of the first byte at or after `offset` that is not ASCII, or the size of the text.
 inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept {
   while (offset + 32 <= text.size()) {
     const std::uint64_t bits =
@@ -29,7 +29,8 @@ inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept
   return offset;
 }
 
-/// The high bit of each byte that is not ASCII or is a carriage return. Bytes above such a byte may have the bit, too.
+/// A mask with the high bit of each byte that is a carriage return or is not ASCII. The mask may also contain the high
+/// bits of bytes above such a byte.
 inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
   const std::uint64_t differing = word ^ (ones * '\r');

@@ -8,8 +8,8 @@
 namespace Tessaly::inline v1::Text::detail {
 
 /// The classes that the character rules distinguish. They are those of Unicode's Grapheme_Cluster_Break, with three
-/// additions: extending marks are split by combining class, pictographs are separate, and so are the consonants and
-/// viramas of scripts with conjuncts.
+/// additions. Extending marks with a combining class are separate. So are pictographs, and the consonants and viramas
+/// of scripts with conjuncts.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,
@@ -46,7 +46,7 @@ class CharacterProperties {
   std::uint8_t bits_;
 };
 
-/// Whether there is a boundary between two neighbours.
+/// Whether there is a boundary between two neighbouring scalars.
 enum class Joint : std::uint8_t { breaks, joins, dependsOnFlags, dependsOnPictographs, dependsOnConjuncts };
 
 constexpr Joint jointOf(CharacterClass before, CharacterClass after) noexcept {

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The scalar that ends at an offset. The offset is greater than 0 and not inside a scalar.
+/// The scalar that ends at an offset. The offset must be greater than 0 and must not be inside a scalar.
 [[nodiscard]] DecodedScalar scalarBefore(std::string_view text, std::size_t offset) noexcept;
 
 /// The nearest earlier offset that is certainly a cluster boundary, whatever text precedes it.

@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// An edit that changes a text from its beginning to its end, in time linear in the text. The same calls on the text
-/// itself have the same result. But there, each call moves all units and runs behind its range.
+/// An edit that changes a text from its beginning to its end, in O(n). The same calls on the text itself have the same
+/// result. But each of those calls moves all units and runs behind its range.
 ///
 /// The edit takes the contents of the text. The destructor returns them, as changed so far. A range outside the present
 /// text throws `std::out_of_range`.
@@ -29,10 +29,11 @@ class TESSALY_EXPORT ForwardEdit {
   ForwardEdit& operator=(const ForwardEdit&) = delete;
   ~ForwardEdit();
 
-  /// Replaces a range with a text that is not longer. The range begins at or behind the end of the last changed range.
+  /// Replaces a range with a text that is not longer than the range. The range begins at or behind the end of the last
+  /// changed range.
   void replaceCharacters(NSRange range, std::u16string_view text);
-  /// Adds attributes to a range that begins where the last replaced range begins. It ends before the next replaced
-  /// range.
+  /// Adds attributes to a range. The range begins where the last replaced range begins, and ends at or before the
+  /// beginning of the next replaced range.
   void addAttributes(const Attributes& attributes, NSRange range);
 
   /// The number of units and runs that were moved.
@@ -51,7 +52,7 @@ class TESSALY_EXPORT ForwardEdit {
   std::vector<Run> takeDoneRunsFrom(std::int64_t location);
 
   NSMutableAttributedString& string_;
-  /// The finished text: the changed text up to the last change.
+  /// The finished text: the changed text up to the end of the last change.
   std::u16string units_;
   std::vector<Run> runs_;
   /// The original text. Its units from `rest_` on are not in the finished text yet.

@@ -9,7 +9,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A cache of a few values that are expensive to make, by their keys. The value that was used last comes first.
+/// A cache of a few values that are expensive to make, by their keys. If the cache is full, a new value replaces the
+/// least recently used value.
 ///
 /// Thread contract: thread-compatible.
 template <typename Key, typename Value, std::size_t capacity>

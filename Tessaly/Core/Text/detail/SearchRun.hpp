@@ -17,8 +17,8 @@ constexpr bool isASCIILetter(char32_t scalar) noexcept { return ((scalar | 0x20)
 constexpr bool isASCIIDigit(char32_t scalar) noexcept { return (scalar - U'0') < 10; }
 
 /// A place at which the text can be divided, and the length of the result up to that place. The results before and
-/// after the place do not depend on each other. Words of one script stand on both sides, and no rule looks across the
-/// space between them.
+/// after the place do not depend on each other. Words of the same script stand on both sides, and no rule depends on
+/// text across the space between them.
 struct SearchCut {
   std::size_t text = 0;
   std::size_t result = 0;
@@ -31,8 +31,8 @@ struct SearchContext {
   char32_t lastScalar = 0;
   SearchKind lastLetter = SearchKind::plain;
 
-  /// Whether the result of the scalar before the last one ends in a Latin letter, and whether that of the last one
-  /// does.
+  /// Whether the result of the scalar before the last scalar ends in a Latin letter, and whether the result of the last
+  /// scalar does.
   bool beforeLastEndsInLetter = false;
   bool lastEndsInLetter = false;
 
@@ -44,20 +44,20 @@ struct SearchContext {
         lastEndsInLetter, !found.text().empty() && isASCIILetter(static_cast<unsigned char>(found.text().back())));
   }
 
-  /// Whether the text can be cut before the next scalar. A transform of a later script looks back over results that are
-  /// signs, but not over a Latin letter.
+  /// Whether the text can be cut before the next scalar. The transform of a later script depends on the results before
+  /// it: back over signs, but only up to a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;
   }
 };
 
-/// The kind and the result of a scalar, ASCII included.
+/// The kind and the result of a scalar, which may be ASCII.
 [[nodiscard]] SearchScalar scalarAt(char32_t scalar);
 
-/// One run of the transform for searches over a text. Two passes take turns: one for Latin text, and one for text of
-/// any script. Each pass begins at a cut. If the rules do not cover a scalar, ICU transforms the piece from the cut
-/// before the scalar to the next cut.
+/// One run of the search transform on one text. Two passes alternate: one for Latin text, and one for text of any
+/// script. Each pass begins at a cut. If the rules do not cover a scalar, ICU transforms the piece from the cut before
+/// the scalar to the next cut.
 class SearchRun {
  public:
   explicit SearchRun(std::string_view text) : text_(text) {}
@@ -95,7 +95,7 @@ class SearchRun {
     const std::size_t after = at_ + decoded_.length;
     return after < text_.size() ? decodeScalar(text_, after).scalar : 0;
   }
-  /// Notes one kind of content of the piece. Returns false if the piece also has a conflicting kind.
+  /// Records one kind of content of the piece. Returns false if the piece also has a conflicting kind.
   bool note(Seen seen, unsigned conflicts) noexcept {
     seen_ |= seen;
     return (seen_ & conflicts) == 0;

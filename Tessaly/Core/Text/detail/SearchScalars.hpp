@@ -22,7 +22,7 @@ enum class SearchKind : std::uint8_t {
   opening,
   /// A closing sign. A space separates it from an ideograph after it.
   closing,
-  /// Has one result in every text without a script other than Latin.
+  /// Has one result in every text whose letters are all Latin.
   latinOnly,
   /// A mark that disappears after a Latin letter and after a digit.
   mark,
@@ -71,12 +71,12 @@ class SearchScalar {
   std::array<char, 1 + maximumLength> bytes_{};
 };
 
-/// The kind and the result of a scalar. ICU is asked at the first use.
+/// The kind and the result of a scalar. For a scalar below U+10000, the first call takes them from ICU and keeps them.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
 
-/// The letter that a letter and a mark compose, or zero.
+/// The letter that a letter and a mark compose, or zero if there is none.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] char32_t composedScalar(char32_t letter, char32_t mark) noexcept;
@@ -87,8 +87,8 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);
 
-/// The result of two syllables of kana that stand side by side. ICU is asked at the first use, and again after another
-/// pair has taken the pair's place in the cache.
+/// The result of two syllables of kana that stand side by side. The first call for a pair calls ICU. So does a call
+/// after another pair has taken the pair's place in the cache.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);

@@ -32,8 +32,8 @@ class TESSALY_EXPORT KeyValueObservers {
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::optional<std::string_view> key,
            KeyValueObservingOptions options, void* context);
   void remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept;
-  /// Notifies the observers of the key and those of every key, in the order in which they were added, without holding a
-  /// lock. Skips observers that were removed or destroyed before their turn.
+  /// Notifies the observers of this key and the observers of every key, in the order in which they were added. Holds no
+  /// lock during the calls. Skips observers that were removed or destroyed before their turn.
   void notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
               ChangeOrigin origin) const noexcept;
 

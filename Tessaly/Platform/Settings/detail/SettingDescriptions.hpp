@@ -11,7 +11,8 @@ namespace Tessaly::inline v1::detail {
 
 /// The contents of a `Keys.plist`: a dictionary by name.
 [[nodiscard]] TESSALY_EXPORT PropertyList propertyListOf(const std::vector<SettingDescription>& keys);
-/// The descriptions in such a dictionary, by name. Skips an entry whose type is missing or unknown.
+/// The descriptions in such a dictionary, sorted by name. Skips an entry whose type is missing or unknown. Empty if the
+/// list is not a dictionary.
 [[nodiscard]] TESSALY_EXPORT std::vector<SettingDescription> descriptionsIn(const PropertyList& list);
 
 }  // namespace Tessaly::inline v1::detail

@@ -21,21 +21,22 @@ class TESSALY_EXPORT SettingsIncidents {
 
   [[nodiscard]] UserDefaultsStatus status() const;
 
-  /// Writes cannot be stored, for this reason.
+  /// Records that writes cannot be stored, for this reason.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
-  /// The same for a reason that is not a `StoreProblem`.
+  /// Records the same for a reason that is not a `StoreProblem`.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);
-  /// Everything that was written is stored.
+  /// Records that all written values are stored.
   void writesSucceed();
 
-  /// The property list cannot be read. The problem is logged at once if the values are unknown and the list is not
-  /// damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears in the status.
+  /// Records that the property list cannot be read. Logs the problem at once if the values are unknown and the list is
+  /// not damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears in the
+  /// status.
   void listIsUnreadable(const std::string& path, const StoreProblem& problem, bool areValuesUnknown);
   void listIsReadable();
-  /// A damaged property list was set aside under this path.
+  /// Records that a damaged property list was set aside at this path.
   void listWasSetAside(const std::string& path, bool wereValuesUnknown);
 
-  /// A journal was damaged or overwritten. `path` is the present path of the file.
+  /// Records that a journal was damaged or overwritten. `path` is the present path of the file.
   void journalHadProblem(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
 
  private:
@@ -45,7 +46,8 @@ class TESSALY_EXPORT SettingsIncidents {
   mutable UnfairLock lock_;
   UserDefaultsStatus status_ TESSALY_GUARDED_BY(lock_);
   std::uint32_t logged_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Without a failed write, `writesSucceed` returns without taking the lock.
+  /// Whether `writesFail` was called after the last `writesSucceed`. If not, `writesSucceed` returns without acquiring
+  /// the lock.
   std::atomic<bool> doWritesFail_{false};
 };
 

@@ -33,20 +33,21 @@ struct JournalHeader {
   static constexpr std::uint32_t currentVersion = 1;
 
   std::uint32_t version = currentVersion;
-  /// A random number that the checksums of all records include. So if a value contains bytes of another journal, those
-  /// bytes do not count as records.
+  /// A random number that the checksums of all records include. So bytes of another journal inside a value do not count
+  /// as records.
   std::uint64_t nonce = 0;
   /// The nonce of the journal before this one; 0 if there was none.
   std::uint64_t predecessor = 0;
   /// The property list that was current when the journal began.
   FileIdentity checkpoint = {};
-  /// A random number. A journal that begins from nothing has a new one, and each checkpoint hands it on. A journal with
-  /// another number may lack values of the former journal. 0 in journals of older versions.
+  /// A random number. A checkpoint gives the next journal the number of the present journal. Any other new journal has
+  /// a new number, and may lack values of the former journal. 0 in journals of older versions.
   std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
-  /// The header in the bytes. Nothing if they are not a header. For a header of a later version, only `version` is set.
-  /// The checksum stands at the same place in every version, so damage does not look like a later version.
+  /// The header at the beginning of the bytes. Absent if there is no valid header. For a header of a later version,
+  /// only `version` is set. The checksum stands at the same place in every version, so damage does not look like a
+  /// later version.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalHeader> from(std::string_view bytes) noexcept;
 };
 
@@ -56,18 +57,20 @@ struct JournalRecord {
     /// The key now has the value, a binary property list.
     set = 1,
     remove = 2,
-    /// This journal begins with the state in the property list of this identity. That list is about to be put in place.
+    /// This journal begins with the state in the property list whose identity is in the record. That list is about to
+    /// be put in place.
     checkpoint = 3,
     /// Like `checkpoint`. The list also has changes by other programs that are in no record, so readers read
     /// everything again.
     checkpointWithUnknownChanges = 4,
-    /// Another program wrote the property list of this identity. The records before this one hold the changes.
+    /// Another program wrote the property list whose identity is in the record. The records before this one hold the
+    /// changes.
     adoption = 5,
     /// Like `adoption`. The list also has changes by other programs that are in no record, so readers read everything
     /// again.
     adoptionWithUnknownChanges = 6,
-    /// Another journal was lost. The records before this one restore its contents, as far as a process had read them.
-    /// Earlier versions ignore this kind.
+    /// Another journal was lost. The records before this one restore the contents of that journal, as far as a process
+    /// had read them. Earlier versions ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
@@ -77,9 +80,10 @@ struct JournalRecord {
     std::string_view key;
     std::optional<std::string_view> value;
   };
-  /// The writer number of records of another program's changes, if the present property list contains them.
+  /// The writer number of records of another program's changes, if the present property list contains those changes.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The writer number of such records if a checkpoint has already replaced that property list.
+  /// The writer number of such records if a checkpoint has already replaced that property list. Also the writer number
+  /// of records that restore the values of another journal.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -87,7 +91,7 @@ struct JournalRecord {
   std::string_view key = {};
   std::string_view value = {};
 
-  /// The identity that a record of a checkpoint or an adoption has.
+  /// The identity in a record of a checkpoint or an adoption. Absent for any other record.
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
@@ -107,7 +111,7 @@ struct JournalRecord {
     std::uint64_t offset = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> changes = {};
   };
-  /// The contents of a record of the kind `restoration`.
+  /// The contents of a record of the kind `restoration`. Absent for any other record.
   [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
 
@@ -133,7 +137,7 @@ class JournalReader {
   /// The bytes of damaged records before `position`. Does not include the beginning of a record whose writer was
   /// killed.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
-  /// The bytes of damaged records behind the last whole record. Call this after `next` has returned nothing.
+  /// The bytes of damaged records behind the last whole record. Call this function after `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
 
  private:
@@ -155,9 +159,9 @@ struct JournalContents {
   /// The bytes behind the header.
   std::string_view records;
 
-  /// Nothing if the bytes are not a journal. If the header is damaged, this function tries several nonces and takes the
-  /// first one that finds a record. It tries `likelyNonce`, which the next journal names as its predecessor. Then it
-  /// tries the nonce in the header, and each nonce that differs from that one in one bit.
+  /// Absent if the bytes are not a journal. If the header is damaged, this function tries several nonces and uses the
+  /// first nonce with which it finds a record. It first tries `likelyNonce`, unless that is 0. Then it tries the nonce
+  /// in the header, and each nonce that differs from the latter in one bit.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
                                                                           std::uint64_t likelyNonce = 0);
 };

@@ -26,12 +26,12 @@ class TESSALY_EXPORT SettingsTable {
   ~SettingsTable();
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const;
-  /// Stores a value, or removes the entry if there is none. Returns the former value.
+  /// Stores a value, or removes the entry if `value` is absent. Returns the former value.
   std::optional<PropertyList> exchange(std::string_view key, std::optional<PropertyList> value);
-  /// Replaces all values by these.
+  /// Replaces all values with the given ones.
   void replace(const PropertyList::Dictionary& values);
-  /// Replaces all values by those of the other table. A reader sees all new values, or none of them. The other table is
-  /// empty afterwards.
+  /// Replaces all values with the values of the other table. A reader sees all new values, or none of them. The other
+  /// table is empty afterwards.
   void takeFrom(SettingsTable& other);
   [[nodiscard]] PropertyList::Dictionary all() const;
   /// A number that changes with each exchange or replacement, and that no other table has had.

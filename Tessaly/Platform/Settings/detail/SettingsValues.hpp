@@ -54,19 +54,20 @@ class TESSALY_EXPORT SettingsValues {
     /// The list before the last checkpoint. It may still be in place, because the checkpoint's writer may have been
     /// killed.
     FileIdentity previous;
-    /// Whether the list was read without any record of it.
+    /// Whether the list was read although no record names it.
     bool isUnrecorded = false;
     /// Whether the record of a checkpoint may have been lost with a journal. If so, a list without a record may be a
     /// checkpoint, and does not replace the values of the journal.
     bool isUncertain = false;
-    /// Whether a record asks for reading everything again.
+    /// Whether everything must be read again.
     bool wantsReload = false;
-    /// Whether a checkpoint is needed though nothing has changed.
+    /// Whether a checkpoint is needed even if no value has changed.
     bool wantsCheckpoint = false;
     /// The list that could not be read at the last attempt.
     std::optional<FileIdentity> unreadable;
 
-    /// Whether no list has been read yet, because the present one is unreadable. Its values are not in memory then.
+    /// Whether no list has been read yet, because the present list is unreadable. If so, the values of the list are not
+    /// in memory.
     [[nodiscard]] bool isUnknown() const noexcept { return unreadable && identity.isNone(); }
   };
 
@@ -78,14 +79,15 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] KnownList& list() noexcept { return list_; }
   [[nodiscard]] const KnownList& list() const noexcept { return list_; }
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
-  /// The number of times that everything was read.
+  /// The number of calls of `beginLoad`.
   [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
-  /// The value of a key. While everything is being read again, the value that was read so far.
+  /// The value of a key. During a load, this is the value that was read so far.
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const { return current().value(key); }
-  /// Whether the key has exactly this value, or is absent if there is no value.
+  /// Whether the key has exactly this value. Without a value: whether the key is absent.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
-  /// Applies a record. Notifies observers after all changes of the record were made.
+  /// Applies a record. After all changes of the record were made, passes other writers' changes to `deliver` and keeps
+  /// own changes for `takeOwnChanges`.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
@@ -97,13 +99,13 @@ class TESSALY_EXPORT SettingsValues {
   /// This process's changes since the last call, for its observers.
   [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
 
-  // Reading everything: beginLoad, replay for each journal, endLoad. The table keeps the former values until `endLoad`,
-  // so no thread reads a value that is older than one that it has read or written.
-  /// Begins with the values of the property list. Without a list, the values in memory stay, because a missing file
-  /// does not mean that the values were removed.
+  // A load reads everything: `beginLoad`, `replay` for each journal, `endLoad`. The table keeps the former values until
+  // `endLoad`. So no thread reads a value that is older than a value that this thread has read or written before.
+  /// Begins a load with the values of the property list. Without a list, the values in memory stay, because a missing
+  /// file does not mean that the values were removed.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
   struct Replayed {
-    /// Behind the last whole record.
+    /// The position behind the last whole record.
     std::size_t position = 0;
     bool isDamaged = false;
   };
@@ -111,8 +113,8 @@ class TESSALY_EXPORT SettingsValues {
   /// Whether the files still have everything that was read from them before.
   enum class History { continued, other };
   /// Delivers the differences from the former values, except at the first load. The values of `broughtAlong` wait to be
-  /// stored. In a continued history, a value that could not be stored is discarded if the stored value of its key has
-  /// changed.
+  /// stored. In a continued history, a value that could not be stored is discarded if the stored value of the same key
+  /// has changed.
   void endLoad(Values broughtAlong, History history);
   /// Ends a load that could read only a part. The former values stay, and everything must be read again.
   void abandonLoad();
@@ -120,7 +122,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] const PropertyList::Dictionary& beforeLoad() const noexcept { return before_; }
 
   // Journals.
-  /// Later records stand in another journal than earlier ones.
+  /// Called between two journals: later records are in another journal.
   void beginJournal();
   /// The number of changes of each writer that were applied since `beginJournal`.
   [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& changesOfJournal() const noexcept {
@@ -132,7 +134,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
   [[nodiscard]] bool hasChangedSinceRotation() const noexcept { return !sinceRotation_.empty(); }
   [[nodiscard]] const Overlay& sinceRotation() const noexcept { return sinceRotation_; }
-  /// The former values of the keys that have changed since the property list.
+  /// The former values of the keys that have changed since the property list was made.
   [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
 
   // Property lists.
@@ -156,7 +158,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
     return {.values = before(sinceRotation_, std::move(values)), .journal = journals_};
   }
-  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. The snapshot takes
+  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. The snapshot needs
   /// about as much memory as the values.
   void keepSnapshot(Snapshot snapshot) {
     if (snapshot.journal == journals_) snapshot_ = std::move(snapshot);
@@ -180,7 +182,7 @@ class TESSALY_EXPORT SettingsValues {
   const std::uint64_t writer_;
   const std::function<void(SettingsChange)> deliver_;
   SettingsTable table_;
-  /// The values that were read so far. Empty unless everything is being read.
+  /// The values that the present load has read so far. Empty if there is no load.
   SettingsTable loading_;
   KnownList list_;
   Overlay sincePropertyList_;
@@ -196,7 +198,7 @@ class TESSALY_EXPORT SettingsValues {
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
-  /// The property list that the records name while everything is being read.
+  /// The property list that the records of the present load name.
   FileIdentity recorded_;
   FileIdentity found_;
   bool isReplaying_ = false;

@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Why a step of the settings store cannot be done.
+/// The reason why a step of the settings store failed.
 enum class StoreFault : std::uint8_t {
   /// Nothing stands at the path.
   missing,
@@ -22,7 +22,7 @@ enum class StoreFault : std::uint8_t {
   damaged,
   /// A later version of the library has written the file.
   newerVersion,
-  /// The file does not fit into the memory that is left.
+  /// The available memory does not suffice.
   outOfMemory,
   /// Another process holds the lock.
   lockHeld,
@@ -30,7 +30,8 @@ enum class StoreFault : std::uint8_t {
   overwritten,
   /// The property list must first become readable or be set aside.
   postponed,
-  /// Everything was read again during the checkpoint, so the checkpoint must begin again.
+  /// During the checkpoint, everything was read again or the property list vanished. So the checkpoint must begin
+  /// again.
   outdated,
   /// Any other error of the system.
   system,
