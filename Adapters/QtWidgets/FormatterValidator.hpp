@@ -20,6 +20,7 @@
 
 #include "Tessaly/Adapters/QtWidgets/detail/FieldMark.hpp"
 #include "Tessaly/Adapters/detail/FormattedField.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
 #include "Tessaly/Core/Formatters/Formatter.hpp"
@@ -84,7 +85,9 @@ class FormatterValidator : public QValidator {
 
   /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
   /// of them.
-  [[nodiscard]] const std::any& objectValue() const noexcept { return formatted_.editing().object(); }
+  [[nodiscard]] const std::any& objectValue() const noexcept TESSALY_LIFETIMEBOUND {
+    return formatted_.editing().object();
+  }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
   /// object, a number is beyond the range, or the rule forbids the object.
   bool setObjectValue(std::any object) {
@@ -100,7 +103,7 @@ class FormatterValidator : public QValidator {
   /// Whether the present text differs from the text of the object.
   [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
-  [[nodiscard]] const FieldNotice& notice() const noexcept { return mark_.notice(); }
+  [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
   /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
   /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.

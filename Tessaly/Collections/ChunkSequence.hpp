@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 
 namespace Tessaly::inline v1 {
@@ -95,7 +96,7 @@ class ChunkSequence {
   ChunkSequence(std::int64_t chunkSize, Base base) : chunkSize_(chunkSize), base_(std::move(base)) {}
 
   /// The range that is split.
-  [[nodiscard]] const Base& base() const noexcept { return base_; }
+  [[nodiscard]] const Base& base() const noexcept TESSALY_LIFETIMEBOUND { return base_; }
   /// The number of elements of each chunk except the last one.
   [[nodiscard]] std::int64_t chunkSize() const noexcept { return chunkSize_; }
 

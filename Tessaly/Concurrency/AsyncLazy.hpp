@@ -32,11 +32,11 @@ class AsyncLazy {
  public:
   /// Keeps the function that computes the value, an asynchronous or a plain one. Computes nothing yet.
   template <typename Provider>
-    requires std::is_invocable_v<Provider&>
+    requires std::copy_constructible<Provider> && std::is_invocable_v<Provider&>
   explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}
 
   /// A function that gives the value. If the provider throws, the function passes on the exception and keeps nothing.
-  [[nodiscard]] std::function<Async<Value>()> wrappedValue() const {
+  [[nodiscard]] const std::function<Async<Value>()> wrappedValue() const {
     if (auto value = storage_->value()) return [value = std::move(value)] { return ready(value); };
     return [storage = storage_, provider = valueProvider_] { return compute(storage, provider); };
   }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 
@@ -71,7 +72,7 @@ class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoC
   }
 
  private:
-  const Task<T>& task() const noexcept {
+  const Task<T>& task() const noexcept TESSALY_LIFETIMEBOUND {
     if (!task_) [[unlikely]]
       fatalError("An AutoCancelTask was used after it had been moved from", "Tessaly/AutoCancelTask", __LINE__);
     return *task_;

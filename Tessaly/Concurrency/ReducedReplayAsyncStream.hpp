@@ -34,9 +34,9 @@ namespace Tessaly::inline v1 {
 /// If copying an element for a subscriber throws, that subscriber's stream ends, and the others continue. An element
 /// whose move throws ends the consumption and every subscriber's stream. Each of these failures writes one log record.
 ///
-/// Copies of the stream share the producer and the subscribers. `reduce` is called by one thread at a time, on any
-/// thread, and must not throw. For listeners without history see `AsyncStreams`; for a producer that may fail,
-/// `ReducedReplayAsyncThrowingStream`.
+/// Copies of the stream share the producer and the subscribers. `reduce` changes its first argument and returns nothing.
+/// One thread at a time calls `reduce`, which must not throw. For listeners without history see `AsyncStreams`. For a
+/// producer that may fail see `ReducedReplayAsyncThrowingStream`.
 ///
 /// Thread contract: thread-safe.
 ///

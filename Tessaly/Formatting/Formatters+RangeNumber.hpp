@@ -39,7 +39,7 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
   [[nodiscard]] bool showFractionDigitsInZeroSymbol() const noexcept { return showFractionDigitsInZeroSymbol_; }
   void setShowFractionDigitsInZeroSymbol(bool show);
   /// The text after every number, such as a unit. Absent at first.
-  [[nodiscard]] const std::optional<std::string>& suffix() const noexcept { return suffix_; }
+  [[nodiscard]] const std::optional<std::string>& suffix() const noexcept TESSALY_LIFETIMEBOUND { return suffix_; }
   void setSuffix(const std::optional<std::string>& suffix);
   /// Whether the empty text stands for 0. False at first.
   [[nodiscard]] bool acceptsEmptyString() const noexcept { return acceptsEmptyString_; }
@@ -91,7 +91,7 @@ class RangeNumber : public detail::RangeNumberFormatter {
   /// Stops the process, because an archive cannot create this formatter.
   [[noreturn]] static std::optional<std::shared_ptr<RangeNumber>> from(const Data&) { stopMakingFromArchive(); }
 
-  [[nodiscard]] const ClosedRange<Value>& range() const noexcept { return range_; }
+  [[nodiscard]] const ClosedRange<Value>& range() const noexcept TESSALY_LIFETIMEBOUND { return range_; }
 
   /// The value of a text with or without prefix and suffix. Absent if the text is not a number.
   [[nodiscard]] std::optional<Value> numberFromAnyString(std::string_view text) const {

@@ -2,6 +2,7 @@
 // Component: Tessaly::FoundationExtensions
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -42,5 +43,10 @@ TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastPointRemoved(std::string_view text) noexcept;
+/// The same. Clang warns about a result that outlives a temporary text.
+[[nodiscard]] std::string_view lastPointRemoved(
+    const std::same_as<std::string> auto& text TESSALY_LIFETIMEBOUND) noexcept {
+  return lastPointRemoved(std::string_view(text));
+}
 
 }  // namespace Tessaly::inline v1::String

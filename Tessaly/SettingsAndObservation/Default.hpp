@@ -112,7 +112,7 @@ class Default {
       requires std::constructible_from<Value, std::nullopt_t>
     consteval Key(const char (&literal)[size]) : defaultValue_(std::nullopt), name_(literal) {}
 
-    [[nodiscard]] constexpr const Value& defaultValue() const noexcept { return defaultValue_; }
+    [[nodiscard]] constexpr const Value& defaultValue() const noexcept TESSALY_LIFETIMEBOUND { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
 
     /// This key with a rule that allows only the values from `lowest` to `highest`, including both.

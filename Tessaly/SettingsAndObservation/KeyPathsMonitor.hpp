@@ -160,7 +160,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   }
 
   /// The random identifier of this monitor.
-  [[nodiscard]] const UUID& id() const noexcept { return id_; }
+  [[nodiscard]] const UUID& id() const noexcept TESSALY_LIFETIMEBOUND { return id_; }
 
   /// Watches a key path on an object. This object replaces the former object of the key path. The monitor must also be
   /// inserted into the object's `Locked`.
@@ -189,7 +189,9 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   void store(std::vector<std::shared_ptr<KeyPathsMonitor>>& monitors);
 
   /// The last task that a change started. Absent if no change has started a task.
-  [[nodiscard]] const std::optional<Task<>>& onChangeTask() const noexcept { return onChangeTask_; }
+  [[nodiscard]] const std::optional<Task<>>& onChangeTask() const noexcept TESSALY_LIFETIMEBOUND {
+    return onChangeTask_;
+  }
 
   friend bool operator==(const KeyPathsMonitor& left, const KeyPathsMonitor& right) noexcept {
     return left.id_ == right.id_;

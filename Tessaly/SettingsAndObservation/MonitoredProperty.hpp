@@ -2,6 +2,7 @@
 // Component: Tessaly::SettingsAndObservation
 #pragma once
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
 
 namespace Tessaly::inline v1 {
@@ -21,7 +22,9 @@ class MonitoredProperty {
   constexpr MonitoredProperty(const KeyPath<Root, Value>& keyPath, bool isComputed) noexcept
       : keyPath_(keyPath), isComputed_(isComputed) {}
 
-  [[nodiscard]] constexpr const KeyPath<Root, Value>& keyPath() const noexcept { return keyPath_; }
+  [[nodiscard]] constexpr const KeyPath<Root, Value>& keyPath() const noexcept TESSALY_LIFETIMEBOUND {
+    return keyPath_;
+  }
   [[nodiscard]] constexpr bool isComputed() const noexcept { return isComputed_; }
 
  private:

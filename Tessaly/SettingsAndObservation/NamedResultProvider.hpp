@@ -5,7 +5,8 @@
 #include <memory>
 #include <utility>
 
-#include "Tessaly/Core/Base/Requirements.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/SettingsAndObservation/detail/Unassignable.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -32,7 +33,7 @@ class NamedResultProvider {
   class Storage_ {
    public:
     explicit Storage_(Value result) : result_(std::move(result)) {}
-    [[nodiscard]] const Value& result() const noexcept { return result_; }
+    [[nodiscard]] const Value& result() const noexcept TESSALY_LIFETIMEBOUND { return result_; }
 
    private:
     Value result_;
@@ -45,7 +46,7 @@ class NamedResultProvider {
   NamedResultProvider& operator=(const NamedResultProvider&) = default;
 
   /// A copy of the value.
-  [[nodiscard]] Value wrappedValue() const { return storage_->result(); }
+  [[nodiscard]] detail::Unassignable<Value> wrappedValue() const { return storage_->result(); }
   /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const NamedResultProvider& projectedValue() const noexcept { return *this; }
 

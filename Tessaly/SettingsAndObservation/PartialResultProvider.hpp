@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Requirements.hpp"
+#include "Tessaly/SettingsAndObservation/detail/Unassignable.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -30,7 +31,7 @@ class PartialResultProvider {
   explicit PartialResultProvider(Value defaultValue) : defaultValue_(std::move(defaultValue)) {}
 
   /// A copy of the value.
-  [[nodiscard]] Value wrappedValue() const { return defaultValue_; }
+  [[nodiscard]] detail::Unassignable<Value> wrappedValue() const { return defaultValue_; }
   /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const PartialResultProvider& projectedValue() const noexcept { return *this; }
 

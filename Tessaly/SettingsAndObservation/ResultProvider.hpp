@@ -2,6 +2,7 @@
 // Component: Tessaly::SettingsAndObservation
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Requirements.hpp"
+#include "Tessaly/SettingsAndObservation/detail/Unassignable.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -32,7 +34,7 @@ class ResultProvider {
   };
 
   template <typename Function>
-    requires std::is_invocable_r_v<Value, Function&>
+    requires std::copy_constructible<Function> && std::is_invocable_r_v<Value, Function&>
   explicit ResultProvider(Function defaultValue)
       : defaultValue_(std::make_shared<std::function<Value()>>(std::move(defaultValue))) {}
 
@@ -41,7 +43,7 @@ class ResultProvider {
   ResultProvider& operator=(const ResultProvider&) = default;
 
   /// Calls the function and returns its result.
-  [[nodiscard]] Value wrappedValue() const { return (*defaultValue_)(); }
+  [[nodiscard]] detail::Unassignable<Value> wrappedValue() const { return (*defaultValue_)(); }
   /// The provider itself, to be passed on instead of the value.
   [[nodiscard]] const ResultProvider& projectedValue() const noexcept { return *this; }
 

@@ -42,9 +42,9 @@ class URLBookmark {
   /// The stored form. If encoding fails, the result is empty and the log has a record.
   [[nodiscard]] TESSALY_EXPORT Data transformToUserDefaultValue() const;
 
-  [[nodiscard]] const URL& url() const noexcept { return url_; }
+  [[nodiscard]] const URL& url() const noexcept TESSALY_LIFETIMEBOUND { return url_; }
   /// The system's token, unchanged.
-  [[nodiscard]] const Data& data() const noexcept { return data_; }
+  [[nodiscard]] const Data& data() const noexcept TESSALY_LIFETIMEBOUND { return data_; }
   /// "url: '<path>' - data: '<count of bytes>'".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -107,8 +108,10 @@ struct ReducedReplayStorage {
   std::vector<Continuation> continuations;
 };
 
-/// A function that can combine elements into a running value.
+/// A function that combines an element into the running value, its first argument. A function that returns the combined
+/// value instead would have no effect.
 template <typename Reduce, typename Element>
-concept Reducer = std::invocable<Reduce&, Element&, const Element&>;
+concept Reducer = std::copy_constructible<Reduce> && std::invocable<Reduce&, Element&, const Element&> &&
+                  std::is_void_v<std::invoke_result_t<Reduce&, Element&, const Element&>>;
 
 }  // namespace Tessaly::inline v1::detail

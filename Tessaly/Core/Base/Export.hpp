@@ -10,10 +10,14 @@
 /// with several libraries.
 #define TESSALY_EXPORT [[gnu::visibility("default")]]
 
-/// Marks a member function whose result refers to its object. Clang then warns about a result that outlives a temporary
-/// object (`-Wdangling`, on by default).
+/// Marks a member function whose result refers to its object, or a parameter to which the result refers. Clang then
+/// warns about a result that outlives a temporary object (`-Wdangling`, on by default).
+///
+/// `TESSALY_NON_OWNING` marks a class whose objects refer to the argument of their constructor.
 #ifdef __clang__
 #define TESSALY_LIFETIMEBOUND [[clang::lifetimebound]]
+#define TESSALY_NON_OWNING [[gsl::Pointer]]
 #else
 #define TESSALY_LIFETIMEBOUND
+#define TESSALY_NON_OWNING
 #endif

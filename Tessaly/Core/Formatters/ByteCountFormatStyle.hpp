@@ -27,7 +27,7 @@ namespace Tessaly::inline v1 {
 class ByteCountFormatStyle {
  public:
   /// The locale. Absent at first, which means the current locale at every use.
-  [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
+  [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
   /// Whether languages that have a word for zero write zero bytes with the word: "Zero kB". True at first.

@@ -56,7 +56,7 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   [[nodiscard]] std::string_view className() const noexcept override;
 
   /// The locale. Absent at first, which means the current locale at every use.
-  [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
+  [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND;
   void setLocale(const std::optional<Locale>& locale);
 
   /// The style of the units. Positional at first.

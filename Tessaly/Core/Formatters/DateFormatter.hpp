@@ -55,11 +55,11 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   [[nodiscard]] std::string_view className() const noexcept override;
 
   /// The locale. Absent at first, which means the current locale at every use.
-  [[nodiscard]] const std::optional<Locale>& locale() const noexcept { return locale_; }
+  [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
   /// The time zone. Absent at first, which means the current time zone at every use.
-  [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept { return timeZone_; }
+  [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept TESSALY_LIFETIMEBOUND { return timeZone_; }
   void setTimeZone(const std::optional<TimeZone>& zone) { timeZone_ = zone; }
 
   /// The length of the date, `none` at first.

@@ -112,7 +112,7 @@ class TESSALY_EXPORT FieldEditing {
 
   [[nodiscard]] FieldChecking checking() const noexcept { return checking_; }
   /// The object of the last successful `end` or `show`. Empty before the first success.
-  [[nodiscard]] const std::any& object() const noexcept { return object_; }
+  [[nodiscard]] const std::any& object() const noexcept TESSALY_LIFETIMEBOUND { return object_; }
 
   /// Whether a text differs from the text of the object. Also true if there is no object.
   [[nodiscard]] bool isEdited(std::string_view text) const noexcept { return text != shown_; }

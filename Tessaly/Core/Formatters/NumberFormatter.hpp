@@ -57,7 +57,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::string_view className() const noexcept override;
 
   /// The locale. Absent at first, which means the current locale at every use.
-  [[nodiscard]] const std::optional<Locale>& locale() const noexcept;
+  [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND;
   void setLocale(const std::optional<Locale>& locale);
 
   [[nodiscard]] Style numberStyle() const noexcept;
@@ -66,7 +66,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
 
   /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent at
   /// first. A malformed pattern counts as absent.
-  [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept;
+  [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept TESSALY_LIFETIMEBOUND;
   void setNegativeFormat(const std::optional<std::string>& format);
 
   /// The texts before and after a number. Setting an absent value restores the text of the locale.
@@ -91,7 +91,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   void setRoundingMode(RoundingMode mode);
 
   /// The whole text of an exact zero, prefix and suffix included. Absent at first.
-  [[nodiscard]] const std::optional<std::string>& zeroSymbol() const noexcept;
+  [[nodiscard]] const std::optional<std::string>& zeroSymbol() const noexcept TESSALY_LIFETIMEBOUND;
   void setZeroSymbol(const std::optional<std::string>& symbol);
 
   /// The signs of the locale.

@@ -31,7 +31,7 @@ class TimeZone {
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static TimeZone current();
 
-  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+  [[nodiscard]] const std::string& identifier() const noexcept TESSALY_LIFETIMEBOUND { return identifier_; }
 
   friend bool operator==(const TimeZone&, const TimeZone&) noexcept = default;
 

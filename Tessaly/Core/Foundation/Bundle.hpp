@@ -58,13 +58,21 @@ class Bundle {
   TESSALY_EXPORT static void setMain(BundleInformation information);
 
   /// "CFBundleIdentifier" of the information dictionary.
-  [[nodiscard]] const std::optional<std::string>& bundleIdentifier() const noexcept { return facts_.identifier; }
+  [[nodiscard]] const std::optional<std::string>& bundleIdentifier() const noexcept TESSALY_LIFETIMEBOUND {
+    return facts_.identifier;
+  }
   /// "CFBundleShortVersionString" of the information dictionary.
-  [[nodiscard]] const std::optional<std::string>& shortVersionString() const noexcept { return facts_.shortVersion; }
+  [[nodiscard]] const std::optional<std::string>& shortVersionString() const noexcept TESSALY_LIFETIMEBOUND {
+    return facts_.shortVersion;
+  }
   /// "CFBundleVersion" of the information dictionary.
-  [[nodiscard]] const std::optional<std::string>& buildVersion() const noexcept { return facts_.build; }
+  [[nodiscard]] const std::optional<std::string>& buildVersion() const noexcept TESSALY_LIFETIMEBOUND {
+    return facts_.build;
+  }
   /// The languages of the application, the original one first.
-  [[nodiscard]] const std::vector<std::string>& localizations() const noexcept { return facts_.localizations; }
+  [[nodiscard]] const std::vector<std::string>& localizations() const noexcept TESSALY_LIFETIMEBOUND {
+    return facts_.localizations;
+  }
 
   /// The localizations that suit the user, best first. `BundleInformation::preferredLocalizations` decides if it is
   /// present. Otherwise the environment decides by LANGUAGE, or else by its locale: the first of LC_ALL, LC_MESSAGES

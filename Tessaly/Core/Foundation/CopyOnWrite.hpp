@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
@@ -45,7 +46,7 @@ class CopyOnWrite {
   constexpr ~CopyOnWrite() { release(); }
 
   /// The value. Valid until this holder is written or destroyed.
-  [[nodiscard]] const Value& read() const noexcept {
+  [[nodiscard]] const Value& read() const noexcept TESSALY_LIFETIMEBOUND {
     if (storage_ == nullptr) return emptyValue();
     return storage_->value;
   }

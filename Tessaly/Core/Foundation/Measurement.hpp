@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
@@ -52,7 +53,7 @@ class Measurement {
   constexpr Measurement(double value, Unit unit) noexcept : value_(value), unit_(unit) {}
 
   [[nodiscard]] constexpr double value() const noexcept { return value_; }
-  [[nodiscard]] constexpr const Unit& unit() const noexcept { return unit_; }
+  [[nodiscard]] constexpr const Unit& unit() const noexcept TESSALY_LIFETIMEBOUND { return unit_; }
   [[nodiscard]] constexpr Measurement converted(Unit unit) const noexcept {
     if (unit == unit_) return *this;
     return {value_ * unit_.coefficient() / unit.coefficient(), unit};

@@ -99,7 +99,8 @@ class ProcessInfo {
   /// are 0.
   [[nodiscard]] TESSALY_EXPORT OperatingSystemVersion operatingSystemVersion() const noexcept;
   /// The version that replaces the running system's version, if any.
-  [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept {
+  [[nodiscard]] const std::optional<OperatingSystemVersion>& overriddenOperatingSystemVersion() const noexcept
+      TESSALY_LIFETIMEBOUND {
     return overrides_.operatingSystemVersion;
   }
 

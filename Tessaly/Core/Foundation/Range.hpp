@@ -20,8 +20,8 @@ namespace detail {
 template <typename Bound>
 class Bounds {
  public:
-  [[nodiscard]] constexpr const Bound& lowerBound() const noexcept { return lower_; }
-  [[nodiscard]] constexpr const Bound& upperBound() const noexcept { return upper_; }
+  [[nodiscard]] constexpr const Bound& lowerBound() const noexcept TESSALY_LIFETIMEBOUND { return lower_; }
+  [[nodiscard]] constexpr const Bound& upperBound() const noexcept TESSALY_LIFETIMEBOUND { return upper_; }
   friend constexpr bool operator==(const Bounds&, const Bounds&) = default;
 
  protected:

@@ -70,7 +70,7 @@ class URL {
   }
 
   /// The whole URL, percent-encoded.
-  [[nodiscard]] const std::string& absoluteString() const noexcept { return text_; }
+  [[nodiscard]] const std::string& absoluteString() const noexcept TESSALY_LIFETIMEBOUND { return text_; }
 
   /// The scheme in its original case. Empty if the text begins with ":".
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> scheme() const;
@@ -115,7 +115,7 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT URL deletingLastPathComponent() const;
 
   /// The same as `absoluteString()`.
-  [[nodiscard]] const std::string& description() const noexcept { return text_; }
+  [[nodiscard]] const std::string& description() const noexcept TESSALY_LIFETIMEBOUND { return text_; }
 
   /// Whether both have the same text.
   friend bool operator==(const URL& left, const URL& right) noexcept { return left.text_ == right.text_; }

@@ -91,7 +91,7 @@ class UTType {
     return Definition::ogg();
   }
 
-  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+  [[nodiscard]] const std::string& identifier() const noexcept TESSALY_LIFETIMEBOUND { return identifier_; }
   /// The preferred extension, without the dot.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> preferredFilenameExtension() const;
   /// Every extension, the preferred one first.

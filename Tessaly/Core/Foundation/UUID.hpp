@@ -40,7 +40,7 @@ class UUID {
   [[nodiscard]] TESSALY_EXPORT static std::optional<UUID> from(std::string_view text) noexcept;
 
   /// The bytes, in the order of their digits in the text.
-  [[nodiscard]] constexpr const Bytes& bytes() const noexcept { return bytes_; }
+  [[nodiscard]] constexpr const Bytes& bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_; }
   /// The text in upper case, such as "E621E1F8-C36C-495A-93FC-0C247A3E6E5F".
   [[nodiscard]] TESSALY_EXPORT std::string uuidString() const;
   /// The same as `uuidString()`.

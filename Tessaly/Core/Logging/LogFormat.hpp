@@ -10,6 +10,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Base/Requirements.hpp"
 
 namespace Tessaly::inline v1 {
@@ -140,7 +141,7 @@ class BasicLogFormat {
   }
 
   [[nodiscard]] constexpr std::string_view text() const noexcept { return text_; }
-  [[nodiscard]] constexpr const LogLocation& location() const noexcept { return location_; }
+  [[nodiscard]] constexpr const LogLocation& location() const noexcept TESSALY_LIFETIMEBOUND { return location_; }
   /// The placeholders, one for each argument.
   [[nodiscard]] constexpr const std::array<detail::LogPlaceholder, sizeof...(Arguments)>& placeholders()
       const noexcept {

@@ -53,7 +53,7 @@ class Logger {
   }
 
   /// The underlying log.
-  [[nodiscard]] const OSLog& log() const noexcept { return log_; }
+  [[nodiscard]] const OSLog& log() const noexcept TESSALY_LIFETIMEBOUND { return log_; }
 
   /// Writes one record of the type if the type is enabled.
   template <detail::LogArgumentType... Arguments>

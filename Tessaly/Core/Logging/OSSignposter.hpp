@@ -84,7 +84,7 @@ class TESSALY_EXPORT OSSignposter {
   explicit OSSignposter(const Logger& logger) noexcept : log_(logger.log()) {}
 
   /// The underlying log.
-  [[nodiscard]] const OSLog& log() const noexcept { return log_; }
+  [[nodiscard]] const OSLog& log() const noexcept TESSALY_LIFETIMEBOUND { return log_; }
   [[nodiscard]] bool isEnabled() const noexcept { return log_.areSignpostsEnabled(); }
 
   /// An identifier that no other call in this process returns.

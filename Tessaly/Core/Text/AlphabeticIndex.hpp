@@ -37,7 +37,7 @@ class AlphabeticIndex {
   TESSALY_EXPORT explicit AlphabeticIndex(const Locale& locale = Locale::current());
 
   /// The labels of all sections in their order.
-  [[nodiscard]] TESSALY_EXPORT const std::vector<std::string>& labels() const noexcept;
+  [[nodiscard]] TESSALY_EXPORT const std::vector<std::string>& labels() const noexcept TESSALY_LIFETIMEBOUND;
 
   /// The section of a text, as a position in `labels()`. Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error`
   /// for a text of more than 1 GiB.

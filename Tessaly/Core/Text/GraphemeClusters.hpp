@@ -3,10 +3,12 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <ranges>
+#include <string>
 #include <string_view>
 
 #include "Tessaly/Core/Base/Export.hpp"
@@ -24,7 +26,7 @@ namespace Tessaly::inline v1::Text {
 /// Thread contract: thread-compatible.
 ///
 ///     for (std::string_view character : GraphemeClusters("né🇫🇷")) std::cout << character.size() << ' ';  // 1 2 8
-class GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
+class TESSALY_NON_OWNING GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
  public:
   class Iterator {
    public:
@@ -85,6 +87,11 @@ class GraphemeClusters : public std::ranges::view_interface<GraphemeClusters> {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;
+/// The same. Clang warns about a result that outlives a temporary text.
+[[nodiscard]] std::string_view lastGraphemeCluster(
+    const std::same_as<std::string> auto& text TESSALY_LIFETIMEBOUND) noexcept {
+  return lastGraphemeCluster(std::string_view(text));
+}
 
 /// The number of user-perceived characters of a text. O(n).
 ///

@@ -31,7 +31,7 @@ class Locale {
   class LanguageCode {
    public:
     explicit LanguageCode(std::string_view identifier) : identifier_(identifier) {}
-    [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+    [[nodiscard]] const std::string& identifier() const noexcept TESSALY_LIFETIMEBOUND { return identifier_; }
     friend bool operator==(const LanguageCode&, const LanguageCode&) noexcept = default;
 
    private:
@@ -46,7 +46,9 @@ class Locale {
    public:
     explicit Language(std::optional<LanguageCode> code) : code_(std::move(code)) {}
     /// The code of the language. Absent in a locale without a language.
-    [[nodiscard]] const std::optional<LanguageCode>& languageCode() const noexcept { return code_; }
+    [[nodiscard]] const std::optional<LanguageCode>& languageCode() const noexcept TESSALY_LIFETIMEBOUND {
+      return code_;
+    }
     friend bool operator==(const Language&, const Language&) noexcept = default;
 
    private:
@@ -64,7 +66,7 @@ class Locale {
   /// Thread contract: thread-safe, but no thread may change the environment during the call.
   [[nodiscard]] TESSALY_EXPORT static Locale current();
 
-  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
+  [[nodiscard]] const std::string& identifier() const noexcept TESSALY_LIFETIMEBOUND { return identifier_; }
   [[nodiscard]] TESSALY_EXPORT Language language() const;
 
   friend bool operator==(const Locale&, const Locale&) noexcept = default;

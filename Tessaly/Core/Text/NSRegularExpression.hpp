@@ -47,7 +47,7 @@ class TESSALY_EXPORT NSRegularExpression {
   NSRegularExpression(const NSRegularExpression&) noexcept;
   NSRegularExpression& operator=(const NSRegularExpression&) noexcept;
 
-  [[nodiscard]] const std::string& pattern() const noexcept;
+  [[nodiscard]] const std::string& pattern() const noexcept TESSALY_LIFETIMEBOUND;
 
   /// The ranges of all matches, in order. They do not overlap.
   [[nodiscard]] std::vector<NSRange> matches(std::u16string_view text) const;

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Error.hpp"
+#include "Tessaly/Core/Base/Export.hpp"
 
 namespace Tessaly::inline v1 {
 
@@ -70,7 +71,7 @@ class TESSALY_EXPORT LAError final : public Error {
   [[nodiscard]] Code laCode() const noexcept { return code_; }
   /// The number of `laCode()`.
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
-  [[nodiscard]] const UserInfo& userInfo() const noexcept { return userInfo_; }
+  [[nodiscard]] const UserInfo& userInfo() const noexcept TESSALY_LIFETIMEBOUND { return userInfo_; }
   /// The reason, from "reason" in `userInfo()`. `unknown` if there is no such reason.
   [[nodiscard]] LAFailure failure() const noexcept;
   /// "Tessaly.LAError".

@@ -83,7 +83,7 @@ class NWPath {
   [[nodiscard]] constexpr bool isExpensive() const noexcept { return parts_.isExpensive; }
   [[nodiscard]] constexpr StatusSource statusSource() const noexcept { return parts_.statusSource; }
   [[nodiscard]] constexpr ExpenseSource expenseSource() const noexcept { return parts_.expenseSource; }
-  [[nodiscard]] constexpr const Parts& parts() const noexcept { return parts_; }
+  [[nodiscard]] constexpr const Parts& parts() const noexcept TESSALY_LIFETIMEBOUND { return parts_; }
 
   friend constexpr bool operator==(const NWPath&, const NWPath&) noexcept = default;
 
