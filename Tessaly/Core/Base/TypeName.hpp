@@ -27,7 +27,7 @@ template <typename T>
 #else
   std::string_view name = __PRETTY_FUNCTION__;
   name.remove_prefix(name.find("[with T = ") + 10);
-  name = name.substr(0, name.find_first_of(";]"));
+  name = name.substr(0, name.rfind("; std::string_view = "));
 #endif
   std::size_t begin = 0;
   int depth = 0;

@@ -30,7 +30,7 @@ TEST(TypeName, OmitsNamespacesAndEnclosingTypes) {
   EXPECT_EQ(typeName<OutsideOfAnyNamespace>(), "OutsideOfAnyNamespace");
   EXPECT_EQ(typeName<Hidden>(), "Hidden");
   EXPECT_EQ(typeName<int>(), "int");
-  EXPECT_EQ(typeName<int[3]>(), "int[3]");
+  EXPECT_TRUE(typeName<int[3]>() == "int[3]" || typeName<int[3]>() == "int [3]") << typeName<int[3]>();
 }
 
 TEST(TypeName, KeepsTemplateArgumentsAsTheCompilerWritesThem) {

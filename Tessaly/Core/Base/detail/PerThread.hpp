@@ -21,8 +21,8 @@ class PerThread {
       static constinit pthread_key_t key{};
       static constexpr auto makeKey = [] {
         key = makeThreadKey([](void* value) {
+          cached = nullptr;  // The destructor of the value may need another value.
           delete static_cast<Value*>(value);
-          cached = nullptr;
         });
         return &key;
       };
