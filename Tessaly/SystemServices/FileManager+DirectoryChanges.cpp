@@ -29,23 +29,24 @@ class DirectoryFollower : public detail::Follower<DirectorySource> {
   static Async<std::optional<Changes>> next(std::shared_ptr<DirectoryFollower> self) {
     const SoleConsumer consumer(*self, sourceFile, __LINE__);
     for (;;) {
-      Changes changes = co_await take(*self);
+      auto changes = co_await take(*self);
       const bool isListing = !std::exchange(self->hasListed_, true);
-      if (isListing || !changes.empty()) co_return changes;
+      if (!changes || isListing || !changes->empty()) co_return changes;
       if (!co_await wake(*self) || !co_await pause(*self, self->debounce_)) co_return std::nullopt;
     }
   }
 
  private:
   /// Takes the changes. A directory that is being replaced is missing for a moment, so the directory has 1 s to return.
-  static Async<Changes> take(DirectoryFollower& self) {
+  /// Absent if the task was cancelled meanwhile.
+  static Async<std::optional<Changes>> take(DirectoryFollower& self) {
     DirectorySource& source = self.source();
     try {
       co_return co_await runBlocking([&source] { return source.takeChanges(); });
     } catch (const POSIXError& error) {
       if (error.code() != ENOENT || !self.hasListed_) throw;
     }
-    co_await Task<>::sleep(detail::pollingInterval, self.clock());
+    if (!co_await pause(self, detail::pollingInterval)) co_return std::nullopt;
     co_return co_await runBlocking([&source] { return source.takeChanges(); });
   }
 

@@ -49,9 +49,8 @@ struct DirectoryOptions {
 /// disappeared and appeared.
 ///
 /// The sequence fails with a `POSIXError`: `ENOENT` if the directory does not exist or was missing for 1 s; `ENOTDIR`
-/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. It fails with
-/// `CancellationError` if the task is cancelled while the directory is missing. Only one task at a time may wait; a
-/// second waiting task stops the process.
+/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. A cancelled wait ends
+/// the sequence. Only one task at a time may wait; a second waiting task stops the process.
 ///
 /// The process uses one inotify instance. Each directory uses one watch and no descriptor. An entry with a name of up
 /// to 15 bytes uses at most 200 bytes of memory.

@@ -131,6 +131,20 @@ TEST_F(DirectoryChangesTest, RemovedDirectoryFailsAfterOneSecond) {
   });
 }
 
+TEST_F(DirectoryChangesTest, CancellationEndsTheSequenceOfAMissingDirectory) {
+  std::filesystem::create_directory(path("followed"));
+  syncWait([&]() -> Async<void> {
+    auto iterator = directoryChanges(FileManager::default_(), URL::fileURLWithPath(path("followed")), {}, clock_)
+                        .makeAsyncIterator();
+    co_await iterator.next();
+    std::filesystem::remove(path("followed"));
+    Task<bool> next([&]() -> Async<bool> { co_return (co_await iterator.next()).has_value(); });
+    while (clock_.timerCount() == 0) co_await Task<>::yield();
+    next.cancel();
+    EXPECT_FALSE(co_await next.value());
+  });
+}
+
 TEST_F(DirectoryChangesTest, DirectoryRestoredWithinASecondIsFollowed) {
   std::filesystem::create_directory(path("followed"));
   put("followed/old");
