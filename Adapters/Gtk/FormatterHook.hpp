@@ -66,8 +66,9 @@ class FormatterHook {
   FormatterHook(std::shared_ptr<Kind> formatter, GtkEditable* field, FieldChecking checking = FieldChecking::atTheEnd)
       : text_(detail::EditableText::innermost(field, file)),
         mark_(GTK_WIDGET(field)),
-        formatted_(std::move(formatter), checking) {
-    gtk_editable_set_enable_undo(text_.editable(), FALSE);
+        formatted_(std::move(formatter), checking),
+        hadUndo_(gtk_editable_get_enable_undo(text_.editable())) {
+    gtk_editable_set_enable_undo(text_.editable(), FALSE);  // The hook has a history of its own.
     connectChanges();
     connectDeletionsByKeys();
     connectEnds();
@@ -82,7 +83,7 @@ class FormatterHook {
     if (!text_.isThere()) return;
     g_signal_handlers_disconnect_by_data(text_.editable(), this);
     gtk_widget_remove_controller(text_.widget(), keys_);
-    gtk_editable_set_enable_undo(text_.editable(), TRUE);
+    gtk_editable_set_enable_undo(text_.editable(), hadUndo_);
   }
 
   /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
@@ -410,6 +411,7 @@ class FormatterHook {
   detail::EditableText text_;
   detail::FieldMark mark_;
   detail::FormattedField formatted_;
+  const gboolean hadUndo_;
   GtkEventController* keys_ = nullptr;
   detail::FieldHistory history_;
   /// The deletion that is pending, because an insertion that belongs to the deletion may still follow.

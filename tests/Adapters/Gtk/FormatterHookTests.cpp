@@ -446,6 +446,16 @@ TEST_F(GtkField, StyleClassOfTheHostStays) {
   EXPECT_TRUE(hasError());
 }
 
+TEST_F(GtkField, EndOfTheHookRestoresTheUndoOfTheHost) {
+  for (const gboolean isUndoEnabled : {FALSE, TRUE}) {
+    gtk_editable_set_enable_undo(field_, isUndoEnabled);
+    police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+    EXPECT_FALSE(gtk_editable_get_enable_undo(field_));
+    hook_.reset();
+    EXPECT_EQ(gtk_editable_get_enable_undo(field_), isUndoEnabled);
+  }
+}
+
 TEST_F(GtkField, SupportsOtherKindsOfFields) {
   GtkWidget* password = gtk_password_entry_new();
   gtk_box_append(GTK_BOX(gtk_window_get_child(GTK_WINDOW(window_))), password);
