@@ -257,6 +257,7 @@ FieldState FieldEditing::state(std::string_view text, FieldNotice* notice) const
 
 FieldEditing::End FieldEditing::end(std::string_view text, std::size_t cursor) noexcept {
   Outcome found = outcome(text);
+  cursor = std::min(cursor, text.size());
   End result{true, std::move(found.shown), cursor, std::move(found.notice)};
   if (found.object.has_value()) {
     object_ = std::move(found.object);

@@ -62,6 +62,9 @@ void detail::DigestState::finalize(std::uint8_t* out) {
 
 HashedAuthenticationCode HashedAuthenticationCode::authenticationCode(std::span<const std::uint8_t> bytes,
                                                                       std::span<const std::uint8_t> key) {
+  // RFC 2104 replaces a key that is longer than a block by its digest. Then its size also fits into an `int`.
+  constexpr std::size_t blockSize = 64;
+  if (key.size() > blockSize) return authenticationCode(bytes, SHA256Digest::hash(key).bytes);
   HashedAuthenticationCode result;
   // libcrypto would replace a null key by the previous key.
   constexpr std::uint8_t none = 0;

@@ -220,7 +220,9 @@ JournalLogSink::Answer JournalLogSink::send(const iovec* fields, int count) noex
 
 void JournalLogSink::flush(std::chrono::nanoseconds limit) noexcept {
   if (detail::isForkedChild() || phase_.load(std::memory_order_acquire) == Phase::notStarted) return;
-  const std::int64_t deadline = steadyNow() + limit.count();
+  constexpr std::int64_t never = std::chrono::nanoseconds::max().count();
+  const std::int64_t start = steadyNow();
+  const std::int64_t deadline = limit.count() > never - start ? never : start + limit.count();
   const std::uint32_t ticket = flushTicket_.fetch_add(1, std::memory_order_acq_rel) + 1;
   signal_.fetch_add(1, std::memory_order_release);
   detail::futexWake(signal_, 1);

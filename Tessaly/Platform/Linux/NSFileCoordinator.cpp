@@ -166,7 +166,7 @@ void zipFolder(const std::string& folder, int archive) {
   ZipWriter zip(archive);
   const std::filesystem::path top(folder);
   const std::string name = top.filename().string();
-  zip.add(folder, name + '/');
+  zip.add(folder + "/.", name + '/');  // A link to the directory becomes a directory, too.
   for (const auto& entry : std::filesystem::recursive_directory_iterator(top)) {
     zip.add(entry.path().string(), name + '/' + entry.path().lexically_relative(top).string());
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 
+#include <algorithm>
+
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Tasks/detail/TimerHeap.hpp"
 
@@ -35,7 +37,7 @@ bool ManualClock::remove(ClockTimer& timer) noexcept {
 }
 
 void ManualClock::advance(std::chrono::nanoseconds duration) {
-  const Instant target = now() + duration;
+  const Instant target = std::max(now(), after(duration));
   for (;;) {
     ClockTimer* due = nullptr;
     {

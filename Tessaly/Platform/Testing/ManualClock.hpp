@@ -33,8 +33,8 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   void add(ClockTimer& timer) override;
   bool remove(ClockTimer& timer) noexcept override;
 
-  /// Moves the time forward. Fires the due timers in the order of their deadlines. The clock stands at a timer's
-  /// deadline while that timer fires.
+  /// Moves the time forward, but not beyond the maximum instant. A negative duration moves nothing. Fires the due
+  /// timers in the order of their deadlines. The clock stands at a timer's deadline while that timer fires.
   void advance(std::chrono::nanoseconds duration);
   /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;

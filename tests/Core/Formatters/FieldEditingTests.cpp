@@ -111,6 +111,12 @@ TEST(FieldEditing, StateSaysWhetherTypingCanGoOn) {
   EXPECT_EQ(negative.state("-2"), FieldState::acceptable);
 }
 
+TEST(FieldEditing, EndTakesAnyCursor) {
+  FieldEditing editing(integers(10, 60, " s"));
+  EXPECT_EQ(editing.end("500", 1'000).text, "60 s");
+  EXPECT_EQ(editing.end("3", std::string::npos).text, "10 s");
+}
+
 TEST(FieldEditing, NumberBeyondRangeBecomesBoundAtTheEnd) {
   FieldEditing editing(integers(10, 60, " s"));
   EXPECT_EQ(ended(editing, "3"), std::tuple(Kind::belowRange, "10 s", 10));

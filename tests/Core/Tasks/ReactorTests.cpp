@@ -122,6 +122,15 @@ TEST(ContinuousClock, ManySleepersAllWake) {
             2000);
 }
 
+TEST(ManualClock, MovesForwardOnlyAndNotBeyondTheMaximum) {
+  ManualClock clock;
+  clock.advance(std::chrono::seconds(5));
+  clock.advance(-std::chrono::seconds(3));
+  EXPECT_EQ(clock.now(), std::chrono::seconds(5));
+  clock.advance(std::chrono::nanoseconds::max());
+  EXPECT_EQ(clock.now(), std::chrono::nanoseconds::max());
+}
+
 TEST(ManualClock, FiresInOrderEachAtItsDeadline) {
   ManualClock clock;
   std::vector<std::int64_t> seen;

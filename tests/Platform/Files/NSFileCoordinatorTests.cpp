@@ -58,6 +58,17 @@ TEST_F(CoordinatedReading, ReadsFilesOfADirectoryToTheEnd) {
   });
 }
 
+TEST_F(CoordinatedReading, ArchiveOfALinkToADirectoryHasTheDirectory) {
+  std::filesystem::create_directory_symlink("notes", path("link"));
+  NSFileCoordinator().coordinateReading(url("link"), forUploading, [&](const URL& archive) {
+    EXPECT_EQ(Tests::outputOf("unzip -Z1 " + archive.path()), "link/\nlink/inner/\nlink/inner/a\n");
+    EXPECT_EQ(
+        Tests::outputOf("cd " + folder.path() + " && unzip -qq " + archive.path() + " -d out && cat out/link/inner/a"),
+        "hello");
+  });
+  expectNothingLeft();
+}
+
 TEST_F(CoordinatedReading, ArchiveOfADirectoryIsPrivateAndTemporary) {
   NSFileCoordinator().coordinateReading(url("notes"), forUploading, [&](const URL& archive) {
     EXPECT_EQ(archive.pathExtension(), "zip");

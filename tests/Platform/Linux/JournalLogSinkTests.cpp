@@ -182,6 +182,14 @@ TEST_F(JournalLogSinkTest, SendsEachTypeWithItsPriority) {
   EXPECT_THAT(priorities, ElementsAre("7", "6", "5", "3", "2"));
 }
 
+TEST_F(JournalLogSinkTest, FlushWithoutALimitWaitsForTheRecords) {
+  makeSocket();
+  auto& journal = makeJournal();
+  for (int number = 0; number < 100; ++number) write(journal, "text");
+  journal.flush(std::chrono::nanoseconds::max());
+  EXPECT_EQ(sentMessages().size(), 100U);
+}
+
 TEST_F(JournalLogSinkTest, DoesNotSendSignposts) {
   makeSocket();
   auto& journal = makeJournal();
