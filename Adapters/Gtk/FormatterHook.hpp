@@ -41,7 +41,7 @@ namespace Tessaly::inline v1::Gtk4 {
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
 /// field's own undo history cannot record replacements, so this history is off. The hook keeps a history for Control+Z,
-/// Control+Shift+Z and Control+Y. A run of typed letters is one step. A correction at the end of editing is also one
+/// Control+Shift+Z and Control+Y. A run of typed characters is one step. A correction at the end of editing is also one
 /// step.
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
@@ -124,7 +124,7 @@ class FormatterHook {
   /// rewrites. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
-  /// Undoes the last change or the last run of typed letters. Returns false if there is nothing to undo, or if the
+  /// Undoes the last change or the last run of typed characters. Returns false if there is nothing to undo, or if the
   /// field is gone or not editable.
   bool undo() { return go(&detail::FieldHistory::undo); }
   /// Repeats the last undone change. Returns false if there is no undone change, after another change, or if the field

@@ -70,15 +70,15 @@ class IncrementalGrowth {
 namespace Gtk4 {
 
 /// Makes a list model that shows the rows of another one a few at a time: first `step` rows, and `step` more in each
-/// turn of the loop. From 512 rows on it shows all.
+/// turn of the loop. The step that reaches 512 rows shows all others, too.
 ///
 /// A view of GTK makes the widgets of about 200 rows at once, although fewer are visible. With four columns that takes
-/// about 0.1 s, and the window answers nobody meanwhile. Use this model between a long model and the selection of a
+/// about 0.1 s, and the window does not respond meanwhile. Use this model between a long model and the selection of a
 /// view with costly rows. GTK has an `incremental` property with the same purpose only for models that sort or filter.
 ///
 /// Takes over the reference to `rows`, and returns a new reference, as the constructors of GTK's selections do. The
-/// model adds no cost to an update after it shows all rows. When the sequence becomes shorter than 512 rows, the model
-/// shows later rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
+/// model adds no cost to an update after it shows all rows. When `rows` has become shorter than 512 rows, the model
+/// shows further rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
 ///
 /// Stops the process if `step` is 0.
 ///

@@ -16,8 +16,8 @@ namespace Tessaly::inline v1 {
 ///
 /// Each listener has a stream of its own with an unbounded buffer, so a slow listener delays no other. The broadcaster
 /// keeps no values: a listener receives the values that are sent after it subscribed. See `ReducedReplayAsyncStream`
-/// for listeners that also need a summary of earlier values. A listener leaves by destroying its stream or by
-/// cancelling the task that consumes the stream.
+/// for listeners that also need a summary of earlier values. A listener leaves by destroying its stream and the
+/// iterators of the stream, or by cancelling the task that consumes the stream.
 ///
 /// A `std::shared_ptr` owns the broadcaster. Releasing the last reference ends every listener's stream, like
 /// `finish()`. After `finish()` the broadcaster can be used again. The nearest facilities, Qt's signals and

@@ -36,8 +36,8 @@ namespace Tessaly::inline v1 {
 template <typename T = void>
 class [[nodiscard("the task is cancelled when this handle is destroyed")]] AutoCancelTask {
  public:
-  /// Starts the operation at once, at the caller's priority and in the caller's isolation. The operation is a callable
-  /// that returns an `Async<T>` or a `T`. The task keeps the operation; this handle does not.
+  /// Starts a task with the operation, at the caller's priority and in the caller's isolation. The operation is a
+  /// callable that returns an `Async<T>` or a `T`. The task keeps the operation; this handle does not.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   explicit AutoCancelTask(Operation&& operation) : AutoCancelTask(std::nullopt, std::forward<Operation>(operation)) {}

@@ -53,6 +53,7 @@ FieldEditing::Outcome FieldEditing::Numbers::outcome(std::string_view text) cons
   const std::string separator = rules_.number->decimalSeparator().value_or(".");
   const std::string_view body = detail::withoutSuffix(text, suffix);
   detail::TypedText typed = detail::typedText(body, separator);
+  if (!typed.isBeginning && typed.readings.empty()) typed = detail::typedText(withoutPrefix(body), separator);
   if (typed.isBeginning) return beginning(typed, suffix);
   Outcome best = unreadable(Kind::notANumber, FieldState::invalid);
   for (auto reading = typed.readings.rbegin(); reading != typed.readings.rend(); ++reading) {
@@ -72,6 +73,16 @@ bool FieldEditing::Numbers::isInRange(const NSNumber& number) const {
 
 std::string FieldEditing::Numbers::prefixOf(bool isNegative) const {
   return isNegative ? rules_.number->negativePrefix() : rules_.number->positivePrefix();
+}
+
+std::string FieldEditing::Numbers::withoutPrefix(std::string_view text) const {
+  const std::string positive = prefixOf(false);
+  const std::string negative = prefixOf(true);
+  // The longer prefix may begin with the other one.
+  const bool isPositive = text.starts_with(positive);
+  const bool isNegative = text.starts_with(negative) && !(isPositive && positive.size() > negative.size());
+  if (isNegative) return '-' + std::string(text.substr(negative.size()));
+  return std::string(text.substr(isPositive ? positive.size() : 0));
 }
 
 FieldEditing::Outcome FieldEditing::Numbers::beginning(const detail::TypedText& typed,

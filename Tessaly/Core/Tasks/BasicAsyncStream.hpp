@@ -114,9 +114,9 @@ class BasicAsyncStream {
   }
 
   /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
-  /// is absent or, in a stream that may fail, `produce` throws. Two consumers may call `produce` at the same time. The
-  /// first cancellation of a consumer calls `onCancel`, on the cancelling thread. The stream then ends after the
-  /// running calls of `produce`. In a task that is cancelled already, `next()` returns the end.
+  /// is absent or `produce` throws. Two consumers may call `produce` at the same time. The first cancellation of a
+  /// consumer calls `onCancel`, on the cancelling thread. The stream then ends after the running calls of `produce`. In
+  /// a task that is cancelled already, `next()` returns the end.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 /// The network path of the network namespace in which the backend is made. The status comes from the kernel's tables
 /// through rtnetlink. The expense comes from NetworkManager.
 ///
-/// `make` reads the tables. Later each change wakes one thread, and there is no cost without changes. After lost
+/// `make` reads the tables. Later each change wakes two threads, and there is no cost without changes. After lost
 /// messages the backend reads the tables again.
 ///
 /// Thread contract: thread-safe.

@@ -111,6 +111,22 @@ TEST(FieldEditing, StateSaysWhetherTypingCanGoOn) {
   EXPECT_EQ(negative.state("-2"), FieldState::acceptable);
 }
 
+TEST(FieldEditing, PrefixMayStayOrBeMissing) {
+  auto formatter = std::make_shared<NumberFormatter>();
+  formatter->setPositivePrefix("about ");
+  formatter->setNegativePrefix("about minus ");
+  FieldEditing editing(formatter);
+  for (const char* text : {"about 57", "57", " 57 "}) {
+    EXPECT_EQ(ended(editing, text), std::tuple(FieldNotice::Kind::none, "about 57", 57)) << text;
+  }
+  for (const char* text : {"about minus 5", "-5", "\u22125"}) {
+    EXPECT_EQ(ended(editing, text), std::tuple(FieldNotice::Kind::none, "about minus 5", -5)) << text;
+  }
+  EXPECT_EQ(editing.state("about "), FieldState::incomplete);
+  EXPECT_EQ(editing.state("about minus "), FieldState::incomplete);
+  EXPECT_EQ(editing.state("minus 5"), FieldState::invalid);
+}
+
 TEST(FieldEditing, EndTakesAnyCursor) {
   FieldEditing editing(integers(10, 60, " s"));
   EXPECT_EQ(editing.end("500", 1'000).text, "60 s");

@@ -36,6 +36,8 @@ class FieldEditing::Numbers {
   }
 
   [[nodiscard]] std::string prefixOf(bool isNegative) const;
+  /// The text without the formatter's prefix. The prefix of negative numbers becomes a minus sign.
+  [[nodiscard]] std::string withoutPrefix(std::string_view text) const;
   /// The outcome of a text without digits. Some formatters parse a sign or the empty text as zero.
   [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
   [[nodiscard]] bool allowsSign(bool isNegative) const;

@@ -50,9 +50,9 @@ class TESSALY_EXPORT ObservationPoint {
   void release(std::uint32_t count = 1) noexcept {
     if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) delete this;
   }
-  /// Like `retain`, but takes the reference from the thread's stock of references if the stock belongs to this point. A
-  /// thread that repeatedly tracks the point that has just changed then needs no atomic operation. A thread releases
-  /// its stock when it ends the point, calls the trackings of another point, or exits.
+  /// Like `retain`, but takes the reference from the thread's stock of references if the stock belongs to this point.
+  /// So a thread that tracks a point again after each change needs no atomic operation. A thread releases its stock
+  /// when it ends the point, calls the trackings of another point, or exits.
   void retainForReading() noexcept;
   void releaseAfterCall(std::uint32_t count) noexcept;
 
@@ -89,8 +89,8 @@ class TESSALY_EXPORT ObservationPoint {
   /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read at a version. Returns true if the version has changed since and no change is
-  /// running. A running change calls the observer at its end.
+  /// Registers an observer that read the point at `version`. Returns true if the version has changed since and no
+  /// change is running. A running change calls the observer at its end.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;

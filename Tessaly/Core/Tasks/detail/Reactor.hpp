@@ -57,8 +57,8 @@ class TESSALY_EXPORT Reactor {
 /// function should read until the descriptor is empty. The caller owns the descriptor and keeps it open until
 /// `cancel()` has returned.
 ///
-/// Stops the process when the kernel refuses to watch the descriptor: it is closed, it cannot be polled, it has a
-/// source already, or the user's limit of watched descriptors is reached.
+/// `make` stops the process when the kernel refuses to watch the descriptor: it is closed, it cannot be polled, it has
+/// a source already, or the user's limit of watched descriptors is reached.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -284,8 +284,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void removeCalledHandler(CancellationHandler& handler) noexcept TESSALY_RELEASE(lock_);
 
   std::atomic<std::uint32_t> references_{1};
-  /// The newest of the tasks that wait for the completion, linked to the older ones, and three bits. Awaiting and
-  /// completing each change this word once.
+  /// The newest of the tasks that wait for the completion, linked to the older ones, and three bits. An await changes
+  /// this word once, and so does the completion.
   std::atomic<std::uintptr_t> word_{0};
   std::atomic<Executor*> executor_;
   std::coroutine_handle<> resumePoint_;
