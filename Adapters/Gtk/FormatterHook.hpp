@@ -127,8 +127,8 @@ class FormatterHook {
   /// Undoes the last change or the last run of typed characters. Returns false if there is nothing to undo, or if the
   /// field is gone or not editable.
   bool undo() { return go(&detail::FieldHistory::undo); }
-  /// Repeats the last undone change. Returns false if there is no undone change, after another change, or if the field
-  /// is gone or not editable.
+  /// Repeats the last undone change. Returns false if there is no undone change, if another change followed the undo,
+  /// or if the field is gone or not editable.
   bool redo() { return go(&detail::FieldHistory::redo); }
 
  private:

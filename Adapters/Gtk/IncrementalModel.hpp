@@ -40,8 +40,8 @@ class IncrementalGrowth {
     g_object_unref(rows_);
   }
 
-  /// The slice handles the same signal before, because it was connected first. A short sequence takes the room for more
-  /// rows back, so that it grows again in steps.
+  /// The slice handles the same signal before this function, because the slice was connected first. If few rows remain,
+  /// the slice shrinks, so that it grows again in steps.
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
     const guint needed = std::max(count, self->step_);

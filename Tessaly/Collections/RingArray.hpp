@@ -37,9 +37,9 @@ namespace Tessaly::inline v1 {
 /// their slots until one copy is changed, so a reference would change all copies. References and iterators are valid
 /// until the next change.
 ///
-/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that they always lie side
-/// by side. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements as an array without
-/// a copy.
+/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that even the elements of a
+/// ring that wraps are contiguous. A ring of such elements is a contiguous range, and `std::span(ring)` gives all
+/// elements as an array without a copy.
 ///
 /// **Equality and hash depend on the slots**: two rings are equal if they have the same capacity, the same positions,
 /// and the same elements in the same slots. Rings with the same elements but different wraps are not equal. To compare
@@ -195,8 +195,8 @@ class RingArray {
     for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
   }
 
-  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. A ring with elements
-  /// that shares its slots with a copy gets new slots.
+  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. A non-empty ring that
+  /// shares its slots with a copy gets new slots.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
       Storage* cells = makeSlots(maxCapacity_);

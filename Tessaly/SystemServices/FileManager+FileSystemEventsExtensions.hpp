@@ -31,7 +31,7 @@ using FileSystemEventsWithData = AsyncMergeSequence<
 /// The sequence of `fileChanges`: the changes of the file that a path leads to.
 using FileChanges = AsyncThrowingStream<FileChange>;
 
-/// A sequence with one empty element for each write of the file.
+/// A sequence with one empty element for each write of the file that is noticed.
 ///
 /// Each `next()` waits until the file exists, and checks the existence once in each interval. Then it opens the file,
 /// waits for a write, and closes the file. So no descriptor is open between elements, and a write between two waits is
@@ -40,9 +40,9 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// unchanged access time, counts as a write, because the kernel reports this change as a write. Use `fileChanges` if
 /// every change must be noticed.
 ///
-/// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if access is refused), and logs the
-/// error. It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval below 1
-/// ms, or NaN, counts as 1 ms.
+/// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if a sandbox refuses access), and logs
+/// the error. It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval
+/// below 1 ms, or NaN, counts as 1 ms.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -8,11 +9,13 @@
 #include <thread>
 #include <utility>
 
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Testing/ScriptedAuthentication.hpp"
 #include "Tessaly/SystemServices/LocalAuthenticationService.hpp"
+#include "tests/Support/LeftSuspended.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace {
@@ -114,18 +117,14 @@ TEST_F(LocalAuthenticationServiceTest, CancellingTheTaskDoesNotEndTheQuestion) {
 TEST_F(LocalAuthenticationServiceTest, DroppedReplyIsLogged) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation logging(log);
+  const Tests::LeftSuspended theTask;
   LAContext::Reply reply;
-  std::atomic<bool> isAsked = false;
-  user_->onEvaluate = [&](LAContext::Reply given) {
-    reply = std::move(given);
-    isAsked = true;
-    isAsked.notify_all();
-  };
-  Task<>::detached([] { return LocalAuthenticationService::evaluatePolicy(policy, "reason"); });
-  isAsked.wait(false);
+  user_->onEvaluate = [&](LAContext::Reply given) { reply = std::move(given); };
+  const Task<> task([] { return LocalAuthenticationService::evaluatePolicy(policy, "reason"); });
+  while (!reply) MainQueue::drain();
   EXPECT_TRUE(log->records().empty());
   reply = nullptr;
-  while (log->records().empty()) std::this_thread::yield();
+  ASSERT_EQ(log->records().size(), 1U);
   EXPECT_NE(log->messages().at(0).find("evaluatePolicy(_:localizedReason:)"), std::string::npos);
 }
 

@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes an amount of money: "$9.99". At first the amount has the fraction digits of its currency: two for euros, none
-/// for yen.
+/// Writes an amount of money: "$9.99". A new style writes the fraction digits of its currency: two for euros, none for
+/// yen.
 ///
 /// The nearest standard facility is `std::put_money`, which knows one currency for each locale. The cost is that of
 /// `NumberFormatStyle`.

@@ -72,8 +72,8 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   void setAllowsFractionalUnits(bool allows) noexcept;
 
   /// The text of a duration in seconds, truncated toward zero to whole seconds. The sign of a negative duration
-  /// precedes the first written unit, unless that unit is zero. Absent for NaN, for infinite durations, and if no unit
-  /// is allowed.
+  /// precedes the first written unit. If that unit is zero, no sign is written. Absent for NaN, for infinite durations,
+  /// and if no unit is allowed.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
   /// The text of a `double`, an `int` or a `std::int64_t`, in seconds. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

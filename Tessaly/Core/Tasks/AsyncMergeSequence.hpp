@@ -27,7 +27,7 @@ namespace Tessaly::inline v1 {
 namespace detail {
 
 /// The state that a merge's consumer and its two child tasks share. A child fetches an element on demand. The demand
-/// comes when the consumer requests an element and has received the child's last element.
+/// comes when the consumer requests an element and has received the child's previous element.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -231,8 +231,8 @@ class SoleConsumer {
 /// The elements of two sequences, in the order in which they arrive.
 ///
 /// The first `next()` starts one child task for each base, without an isolation. A child fetches its next element when
-/// the consumer requests an element and has received the child's last element. The sequence ends when both bases have
-/// ended.
+/// the consumer requests an element and has received the child's previous element. The sequence ends when both bases
+/// have ended.
 ///
 /// At the first error the other base is cancelled. The elements that have arrived come first, then the error, then the
 /// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that have arrived are

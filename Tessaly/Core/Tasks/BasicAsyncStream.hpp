@@ -70,9 +70,9 @@ class BasicAsyncStream {
     void finish(E error) const {
       end(std::make_exception_ptr(std::move(error)));
     }
-    /// Sets the function that is called once when the stream ends. It is called synchronously, on the ending thread,
-    /// with no lock held. An exception of the handler stops the process. A handler that is set after the end is never
-    /// called.
+    /// Sets the function that is called once when the stream ends. It is called synchronously, on the thread that ends
+    /// the stream, with no lock held. An exception of the handler stops the process. A handler that is set after the
+    /// end is never called.
     void setOnTermination(std::function<void(const Termination&)> handler) const {
       storage_->setTerminationHandler(std::move(handler));
     }

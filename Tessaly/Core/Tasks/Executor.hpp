@@ -159,8 +159,8 @@ class TESSALY_EXPORT Executor {
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// The same for a job that belongs to a family. The global pool first runs the jobs of the family that began to wait
-  /// last, in order.
+  /// The same for a job that belongs to a family. At each priority, the global pool usually runs the jobs of the newest
+  /// waiting family first, in order.
   virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
     static_cast<void>(family);
     enqueue(job);

@@ -14,8 +14,8 @@ namespace Tessaly::inline v1 {
 /// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
 /// The log reports work that waits while no job is taken for 2 s. If no loop serves the queue, one record of type error
-/// says so. If a loop serves the queue, the main thread is busy. In that case a record of the default type gives the
-/// time, after 2 s, 4 s, 8 s and so on.
+/// says so. If a loop serves the queue but the main thread is busy, records of the default type report this after 2 s,
+/// 4 s, 8 s and so on.
 ///
 /// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when it is readable. The
 /// adapters for GLib and Qt do that. A host without an event loop calls `run()`.

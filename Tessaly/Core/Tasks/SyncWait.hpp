@@ -47,8 +47,8 @@ void WaitedState<T>::didComplete() noexcept {
 /// main thread runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread
 /// runs the operation without isolation.
 ///
-/// Stops the process on a thread of the pool or inside a job of a serial executor, where waiting would deadlock. Use
-/// `co_await` there.
+/// Waiting would deadlock on a thread of the pool, and inside a job of a serial executor on another thread than the
+/// main thread. There the call stops the process. Use `co_await` there.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -36,8 +36,8 @@ class TESSALY_EXPORT DeviceBackend {
   virtual ~DeviceBackend();
 
   /// Copies the value, a text with its terminating zero, to `buffer`, which has room for `*size` bytes. Sets `*size` to
-  /// the number of bytes copied. Without a buffer only sets `*size`. Returns 0, or the system's error code: `ENOENT`
-  /// for an unknown name, `ENOMEM` for a buffer that is too small.
+  /// the number of bytes copied. Without a buffer, sets `*size` to the number of bytes needed. Returns 0, or the
+  /// system's error code: `ENOENT` for an unknown name, `ENOMEM` for a buffer that is too small.
   virtual std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) = 0;
   /// The source of "hw.model".
   [[nodiscard]] virtual DeviceSource source() const = 0;

@@ -13,7 +13,7 @@ namespace Tessaly::inline v1 {
 /// makes the source.
 ///
 /// A source follows the open file, not its name. After an atomic replacement the source reports that the old file was
-/// removed, and reports nothing about the new file. Prefer `fileChanges` to follow a name.
+/// removed, and reports nothing about the new file. To follow a name, use `fileChanges`.
 ///
 /// The handlers are called one at a time. Events that arrive while a call is pending belong to that call. Events that
 /// arrive while a call is running cause one later call.

@@ -32,7 +32,7 @@ namespace Tessaly::inline v1::detail {
 /// lock. Other objects make the checkpoints, watch the directory and notify the observers. Those objects call this
 /// class.
 ///
-/// No thread waits for another process while it holds the lock.
+/// No thread holds the lock while it waits for another process.
 ///
 /// Thread contract: thread-safe.
 class SettingsStore {

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The published description of a setting, for people and for programs other than the host. The store does not use the
-/// description. `Default::Key::described` makes a description.
+/// The published description of a setting, for people and for programs other than the host. The store does not check
+/// values against the description. `Default::Key::described` makes a description.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -21,8 +21,8 @@
 
 namespace Tessaly::inline v1::ReachabilityService::detail {
 
-/// The state behind the observable reads. The state follows the path and the setting. The main thread updates the
-/// state, but any thread may make, read and destroy this object.
+/// The state that `observableIsOnline()` and `observedIsExpensive()` return. The state follows the path and the
+/// setting. The main thread updates the state, but any thread may make, read and destroy this object.
 class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<MonitorWrapper> {
   struct Private {};
 

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#if __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -16,6 +12,7 @@
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
+#include "tests/Support/LeftSuspended.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -109,9 +106,7 @@ TEST(CheckedContinuation, ValueThatThrowsMayBeReplacedByItsError) {
 TEST(CheckedContinuation, HandleDroppedAfterAValueThatThrewIsNamedInTheLog) {
   const auto backend = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(backend);
-#if __has_feature(address_sanitizer)
-  const __lsan::ScopedDisabler theTaskIsLeftSuspended;
-#endif
+  const Tests::LeftSuspended theTask;
   const Task<> task([]() -> Async<void> {
     co_await withCheckedContinuation<Fragile>(
         [](const CheckedContinuation<Fragile>& continuation) {

@@ -25,10 +25,7 @@
 #include "Tessaly/Core/Tasks/TaskGroup.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
-
-#if __has_feature(address_sanitizer)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include "tests/Support/LeftSuspended.hpp"
 
 namespace Tessaly {
 namespace {
@@ -248,9 +245,7 @@ TEST(RuntimeLifetime, ChildOfForkMayDropTasksThatItCannotCancel) {
 TEST(RuntimeLifetime, AContinuationThatIsDroppedIsNamedInOneLogRecordAndItsTaskStaysSuspended) {
   const auto backend = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(backend);
-#if __has_feature(address_sanitizer)
-  const __lsan::ScopedDisabler theTaskIsLeftSuspended;
-#endif
+  const Tests::LeftSuspended theTask;
   const Task<> task([]() -> Async<void> {
     co_await withCheckedContinuation<int>(
         [](const CheckedContinuation<int>& continuation) { auto copy = continuation; }, "streamedElement");

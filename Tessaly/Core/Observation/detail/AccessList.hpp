@@ -18,8 +18,8 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// A read of a point, and the point's version at that time. In a list, except among the expected accesses, an access
-/// holds a reference on the point.
+/// A read of a point, and the point's version at that time. An access in a list holds a reference on the point, unless
+/// it is an expected access.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;

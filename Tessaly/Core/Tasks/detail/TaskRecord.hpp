@@ -103,8 +103,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   TaskRecord(const TaskRecord&) = delete;
   TaskRecord& operator=(const TaskRecord&) = delete;
 
-  /// Records come from the lists of coroutine frames, because the general allocator costs a third of the time of a
-  /// small task.
+  /// The memory of records comes from the free lists of coroutine frames, because the general allocator costs a third
+  /// of the time of a small task.
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* record, std::size_t size) noexcept { freeFrame(record, size); }
   /// For records whose closure needs more than the usual alignment.
