@@ -9,14 +9,14 @@
 
 namespace Tessaly::inline v1::GLib {
 
-/// An adapter that serves the main queue from a GLib main loop during its lifetime. Work of the library on the main
-/// thread then runs between the other events of the loop. A GTK application needs no other adapter for the main queue.
+/// An adapter that, while it exists, serves the main queue from a GLib main loop. The library's work on the main thread
+/// then runs between the other events of the loop. A GTK application needs no other adapter for the main queue.
 ///
-/// A nested loop (a modal dialog inside work of the main queue) also serves the queue. The nested loop also runs work
-/// that was queued after the work that opened the dialog. Several adapters may serve the same context or different
-/// contexts. Adapters may be destroyed in any order, inside work of the queue, and after the loop or the context. Work
-/// that arrives while the loop serves the queue waits for the next turn of the loop. So the loop also handles other
-/// events of the same priority.
+/// A nested loop (a modal dialog inside work of the main queue) also serves the queue. The nested loop then runs later
+/// work of the queue, although the work that opened the dialog has not ended. Several adapters may serve the same
+/// context or different contexts. Adapters may be destroyed in any order, inside work of the queue, and after the loop
+/// or the context. Work that arrives while the loop serves the queue waits for the next turn of the loop. So the loop
+/// also handles other events of the same priority.
 ///
 /// The default priority is the priority of GLib's input sources. Choose a lower priority, such as
 /// `G_PRIORITY_DEFAULT_IDLE`, for work that may wait until the application is idle. The loop serves a source only if no

@@ -26,18 +26,18 @@
 /// The adapters for GTK 4. The name is not Gtk, because gtkmm uses that name.
 namespace Tessaly::inline v1::Gtk4 {
 
-/// A hook that connects a `GtkEditable` (an entry, a text, a spin button) to a `Formatter`. The field shows the text of
-/// an object.
+/// A hook that connects a `GtkEditable` (an entry, a `GtkText`, a spin button) to a `Formatter`. The field shows the
+/// text of an object.
 ///
 /// `FieldEditing` makes the decisions, and the comment of that class has the rules. By default the hook changes no
 /// typed number before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix
 /// of a number. While the text is not acceptable, the field has a style class: "warning" if further typing can complete
 /// the text, else "error". The tooltip has the reason. After a correction, the class is "warning" and the tooltip has
 /// the reason of the correction, until the next change. With `FieldChecking::atEveryChange` the formatter judges every
-/// change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. A replacement of
-/// the formatter then replaces the whole text at once. In this mode the field gets no style class and no tooltip. GTK
-/// has no counterpart. The usual code is a handler of "insert-text", which treats typing over a selection as two
-/// changes.
+/// change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. If the formatter
+/// offers a replacement, the replacement takes the place of the whole text at once. In this mode the field gets no
+/// style class and no tooltip. GTK has no counterpart. The usual code is a handler of "insert-text", which treats
+/// typing over a selection as two changes.
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
 /// field's own undo history cannot record replacements, so this history is off. The hook keeps a history for Control+Z,
@@ -45,8 +45,8 @@ namespace Tessaly::inline v1::Gtk4 {
 /// step.
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
-/// before drawing, because an insertion may belong to the deletion. The text at the construction of the hook is not
-/// checked. The hook may end before or after its field.
+/// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
+/// construction of the hook is not checked. The hook may end before or after its field.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -114,7 +114,7 @@ class FormatterHook {
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
   /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
+  /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
@@ -359,8 +359,8 @@ class FormatterHook {
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
   }
 
-  /// Returns and forgets the selection that a refused insertion would have replaced. Absent without a refusal, or if
-  /// the cursor or the selection has changed since the refusal.
+  /// Returns and forgets the selection that a refused insertion would have replaced. Absent if no insertion was
+  /// refused, or if the cursor or the selection has changed since the refusal.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;

@@ -26,7 +26,7 @@ class IncrementalGrowth {
   IncrementalGrowth& operator=(const IncrementalGrowth&) = delete;
 
  private:
-  /// More rows than those for which a view of GTK makes widgets: 200, and the visible ones.
+  /// More rows than a view of GTK makes widgets for. A view makes widgets for the visible rows and for 200 others.
   static constexpr guint enough = 512;
 
   IncrementalGrowth(GtkSliceListModel* slice, guint step)
@@ -40,7 +40,7 @@ class IncrementalGrowth {
     g_object_unref(rows_);
   }
 
-  /// The slice handles the same signal before this function, because the slice was connected first. If few rows remain,
+  /// The slice handles "items-changed" before this function, because the slice was connected first. If few rows remain,
   /// the slice shrinks, so that it grows again in steps.
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
@@ -69,15 +69,16 @@ class IncrementalGrowth {
 
 namespace Gtk4 {
 
-/// Makes a list model that shows the rows of another one a few at a time: first `step` rows, and `step` more in each
-/// turn of the loop. The step that reaches 512 rows shows all others, too.
+/// Makes a list model that shows the rows of another model a few at a time. The new model first shows `step` rows, and
+/// then `step` more rows in each turn of the loop. The step that reaches 512 rows also shows all remaining rows.
 ///
 /// A view of GTK makes the widgets of about 200 rows at once, although fewer are visible. With four columns that takes
-/// about 0.1 s, and the window does not respond meanwhile. Use this model between a long model and the selection of a
-/// view with costly rows. GTK has an `incremental` property with the same purpose only for models that sort or filter.
+/// about 0.1 s, and the window does not respond meanwhile. Use this model between a long model and the selection model
+/// of a view with costly rows. GTK has an `incremental` property with the same purpose only for models that sort or
+/// filter.
 ///
-/// Takes over the reference to `rows`, and returns a new reference, as the constructors of GTK's selections do. The
-/// model adds no cost to an update after it shows all rows. When `rows` has become shorter than 512 rows, the model
+/// Takes over the reference to `rows`, and returns a new reference, as the constructors of GTK's selection models do.
+/// Once the model shows all rows, it adds no cost to an update. When `rows` has become shorter than 512 rows, the model
 /// shows further rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
 ///
 /// Stops the process if `step` is 0.

@@ -44,7 +44,7 @@ class ListItem final : public ListItemBody {
     if (shown_ != nullptr) living_->erase(shown_);
   }
 
-  /// Refers to the element in its new sequence. Null means that the element was removed.
+  /// Makes the item refer to its element in the new sequence. Null means that the element was removed.
   void follow(const Element* shown) { shown_ = shown; }
 
   Element element;
@@ -83,9 +83,9 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   }
 
  private:
-  /// A single step is reported unchanged, and so are several steps with moves. Rearrangements and other groups of steps
-  /// are reported as replacements, because GTK destroys the widgets of removed rows, but reuses the widgets of replaced
-  /// rows.
+  /// If there is a rearrangement, or several steps without a move, the steps are reported as replacements. The reason
+  /// is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows. Otherwise each step is
+  /// reported unchanged.
   void willTakeAll(std::span<const SequenceStep> steps) override {
     const auto has = [&](SequenceStep::Kind kind) {
       return std::ranges::find(steps, kind, &SequenceStep::kind) != steps.end();
@@ -110,7 +110,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     }
   }
 
-  /// The element of a row as GTK knows the rows now. The items of kept rows are still found by their former elements.
+  /// The element of a row, in the rows that GTK knows at this moment. The items of kept rows are still found by their
+  /// former elements.
   [[nodiscard]] const Element* elementAt(std::size_t row) const {
     if (!isTelling_) return &rows_[row];
     if (row >= newShown_) return former_[row - newShown_ + formerGone_];
@@ -151,7 +152,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   /// The maximum number of rows of a block after its last row with an item.
   static constexpr std::size_t reach = 256;
 
-  /// Replaces the rows before `next`. Rows more than `reach` after `end` are inserted in a separate step.
+  /// Replaces the rows before `next`. Rows that are more than `reach` rows after `end` are inserted in a separate step.
   void replaceTo(const Anchor& next, const Anchor& end) {
     const std::size_t added = next.now - newShown_;
     const std::size_t near = std::min(added, end.now + reach - newShown_);
@@ -263,12 +264,13 @@ namespace Gtk4 {
 /// Makes a list model of GTK over a computed sequence. The model follows the sequence as `bind` follows a value. After
 /// a change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
 ///
-/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
+/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
 /// null pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
 ///
 /// `identity` is a function or a member that returns the identity of an element, for example `&File::name`. The
 /// identity needs `==` and `std::hash`. Without `identity`, an element is its own identity. An element with the
-/// identity of a former element keeps its item. So selection and focus stay with the item, wherever the row moves.
+/// identity of a former element keeps the item of that element. So selection and focus stay with the item, wherever the
+/// row moves.
 ///
 /// A single removal, insertion or move of a block reaches views as one change. An update with moves, and with at most
 /// 32 steps of each kind, reaches views step by step. Any other update reaches views as replacements of blocks around
@@ -282,7 +284,8 @@ namespace Gtk4 {
 /// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows costs in
 /// addition a hash and a comparison of its identity.
 ///
-/// These stop the process: a call outside the main thread, and an exception of a later call of `compute`.
+/// These stop the process: a call of `listModel` outside the main thread, and an exception of a later call of
+/// `compute`.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -51,13 +51,13 @@ class GtkPasteboard final : public ToolkitPasteboard {
 
 namespace Gtk4 {
 
-/// An adapter that lets `PasteboardService` write through the toolkit during its lifetime. A compositor, such as
-/// GNOME's, may allow only programs with a window to use the clipboard. With such a compositor, the library has no
-/// pasteboard without the adapter.
+/// An adapter that, while it exists, lets `PasteboardService` write through the toolkit. A compositor, such as GNOME's,
+/// may allow only programs with a window to use the clipboard. With such a compositor, the library has no pasteboard
+/// without the adapter.
 ///
 /// Construct the adapter after `gtk_init`. Writes on the main thread reach the toolkit at once. Writes on other threads
 /// reach the toolkit on the main thread, in the next turn of the loop. Other programs can paste as long as the loop
-/// runs. `PasteboardBackend::current().status()` says whether the contents still belong to this process.
+/// runs. `PasteboardBackend::current().status()` says whether the pasteboard's contents still belong to this process.
 ///
 /// Stops the process: constructing an adapter outside the main thread.
 ///

@@ -41,16 +41,16 @@ namespace Qt6 {
 /// change of an observable property that `compute` read.
 ///
 /// `setter` is a member of the widget or a function that takes the widget and the value. A `std::string` becomes a
-/// `QString`. For a value without an observable property, connect a signal instead. The model need not be a `QObject`,
-/// and needs no macro and no moc.
+/// `QString`. For a value without an observable property, connect a signal instead. The model that `compute` reads need
+/// not be a `QObject`, and needs no macro and no moc.
 ///
-/// A change on any thread leads to a call on the main thread, in the next turn of the loop that `MainLoopAdapter`
-/// serves. Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change
-/// that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is
-/// absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For such a model,
-/// use the other overload.
+/// A change on any thread leads to a call of `setter` on the main thread, in the next turn of the loop that
+/// `MainLoopAdapter` serves. Many changes in one turn lead to one call. A value that equals the previous value leads to
+/// no call. A change that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if
+/// the value is absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For
+/// a model that may end before the widget, use the other overload.
 ///
-/// These stop the process: a call outside the main thread, and an exception of `setter` or of a later call of
+/// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.
 ///
 /// Thread contract: main-isolated.

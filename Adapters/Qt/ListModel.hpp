@@ -22,7 +22,7 @@ namespace Tessaly::inline v1::Qt6 {
 /// A list model of Qt over a computed sequence. The model follows the sequence as `bind` follows a value. After a
 /// change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
 ///
-/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer saves the copy of a long sequence. A
+/// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
 /// null pointer is an empty sequence. `identity` is a function or a member that returns the identity of an element, for
 /// example `&File::name`. The identity needs `==` and `std::hash`. Without `identity`, an element is its own identity.
 /// An element with the identity of a former element is the same row. Selection, current row and editor stay with the
@@ -38,8 +38,8 @@ namespace Tessaly::inline v1::Qt6 {
 /// addition a hash and a comparison of its identity. Without this class, a host writes a subclass of
 /// `QAbstractListModel` and finds the changed rows itself.
 ///
-/// These stop the process: a call outside the main thread, an exception of a later call of `compute`, and `element` for
-/// a missing row.
+/// These stop the process: constructing a model outside the main thread, an exception of a later call of `compute`, and
+/// `element` for a missing row.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -15,14 +15,14 @@
 /// The adapters for Qt 6. The name is not Qt, so that `using namespace Tessaly` does not hide `Qt::`.
 namespace Tessaly::inline v1::Qt6 {
 
-/// An adapter that serves the main queue from Qt's event loop during its lifetime. Work of the library on the main
-/// thread then runs between the other events of the loop.
+/// An adapter that, while it exists, serves the main queue from Qt's event loop. The library's work on the main thread
+/// then runs between the other events of the loop.
 ///
 /// Construct the adapter after the application object. A nested loop (a modal dialog inside work of the main queue)
-/// also serves the queue. The nested loop also runs work that was queued after the work that opened the dialog. Several
-/// adapters may exist at the same time. Adapters may be destroyed in any order, inside work of the queue, and after the
-/// application object. Work that arrives while the loop serves the queue waits for the next turn of the loop. The
-/// adapter needs Qt Core only, and no moc.
+/// also serves the queue. The nested loop then runs later work of the queue, although the work that opened the dialog
+/// has not ended. Several adapters may exist at the same time. Adapters may be destroyed in any order, inside work of
+/// the queue, and after the application object. Work that arrives while the loop serves the queue waits for the next
+/// turn of the loop. The adapter needs Qt Core only, and no moc.
 ///
 /// These stop the process: constructing an adapter before the application object, outside the main thread, or without a
 /// free file descriptor.

@@ -35,15 +35,15 @@ namespace Tessaly::inline v1::Qt6 {
 /// sheets. An invalid text is red. The tooltip has the reason. At the end of editing, the tooltip appears at once.
 /// After a correction, the tooltip has the reason of the correction, until the next change. With
 /// `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and committing
-/// composed input. A replacement of the formatter replaces the whole text in the next turn of the event loop, before
-/// the field gets other input. Undo then restores the text before the refused change. In this mode the field gets no
-/// property, no colour and no tooltip.
+/// composed input. If the formatter offers a replacement, the replacement takes the place of the whole text in the next
+/// turn of the event loop. The field gets no other input before that. Undo then restores the text before the refused
+/// change. In this mode the field gets no property, no colour and no tooltip.
 ///
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two validators drop
 /// typed characters. A refused change leaves the field unchanged, cursor and selection included. But in a field with
 /// hidden characters, the cursor goes to the end after a refused change. The validator does not refuse texts that the
-/// program or undo sets. `Acceptable` means that editing could end without a correction of the text. A text with a lone
-/// surrogate is refused.
+/// program or an undo sets. `Acceptable` means that editing could end without a correction of the text. A text with a
+/// lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc.
@@ -106,7 +106,7 @@ class FormatterValidator : public QValidator {
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
   /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
-  /// Replaces the English sentences, for a translation. An empty result keeps the English sentence.
+  /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
 
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
@@ -162,7 +162,7 @@ class FormatterValidator : public QValidator {
  private:
   using Answer = FieldEditing::Answer;
 
-  /// A text that was refused, and the answer to its change.
+  /// A refused text, and the answer to the change that produced the text.
   struct Refusal {
     QString text;
     Answer answer;
@@ -175,7 +175,7 @@ class FormatterValidator : public QValidator {
     return field;
   }
 
-  /// The answer to the change from the former text to this text. The cursor is at the end of the change.
+  /// The answer to the change from the former text to `text`. The cursor is at `position`, the end of the change.
   [[nodiscard]] Answer answerTo(const QString& text, int position) const {
     const QString behind = text.mid(position);
     const qsizetype most = standing_.size() - (standing_.endsWith(behind) ? behind.size() : 0);
@@ -227,7 +227,7 @@ class FormatterValidator : public QValidator {
     return standing_.endsWith(QStringView(text).mid(same));
   }
 
-  /// In a field with hidden characters, Qt would revert all changes after a refusal. Such a field has no undo history,
+  /// In a field with hidden characters, a refusal would make Qt revert all changes. Such a field has no undo history,
   /// so this function sets the text itself.
   State takeBack(QString& input, int& position, Answer answer) const {
     const std::string refused = input.toStdString();
@@ -294,7 +294,7 @@ class FormatterValidator : public QValidator {
   detail::FormattedField formatted_;
   /// The last judged text, if it was refused.
   mutable std::optional<Refusal> judged_;
-  /// The replacement and report that are pending until Qt has reverted the text.
+  /// The refusal that waits until Qt has reverted the text. Then the replacement and the report follow.
   std::optional<Refusal> refusal_;
   /// The text before the change that is being judged.
   QString standing_;

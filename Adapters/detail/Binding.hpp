@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A function object that calls a function with each value that differs from the previous value. Values without `==`
-/// always count as different.
+/// A function object that passes each value to a function, unless the value equals the previous value. Values without
+/// `==` always count as different.
 template <typename Value, typename Set>
 class SetOfChanges {
  public:
@@ -34,14 +34,15 @@ class SetOfChanges {
   std::optional<Value> last_;
 };
 
-/// The common part of the bindings of every toolkit: follows a computed value on the main thread until the token ends.
+/// The common part of the bindings of every toolkit: follows a computed value on the main thread until the returned
+/// token ends.
 template <typename Compute, typename Set>
 ObservationToken follow(Compute compute, Set set) {
   assertMainIsolated("Tessaly/Binding", __LINE__);
   return withContinuousObservation(Isolation::main(), std::move(compute), std::move(set));
 }
 
-/// Like `follow`, but makes no call for a value that equals the previous value.
+/// Like `follow`, but does not call `set` for a value that equals the previous value.
 template <typename Compute, typename Set>
 ObservationToken followChanges(Compute compute, Set set) {
   using Value = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;

@@ -26,8 +26,8 @@ class FormattedField {
 
   [[nodiscard]] FieldEditing& editing() noexcept { return editing_; }
   [[nodiscard]] const FieldEditing& editing() const noexcept { return editing_; }
-  /// Whether the field shows the state of its text. Not with `FieldChecking::atEveryChange`, because the formatter then
-  /// corrects the text at once.
+  /// Whether the field shows the state of its text. False with `FieldChecking::atEveryChange`, because the formatter
+  /// then corrects the text at once.
   [[nodiscard]] bool isMarked() const noexcept { return editing_.checking() == FieldChecking::atTheEnd; }
 
   void onEnd(EndHandler handler) { end_ = std::move(handler); }
@@ -44,7 +44,7 @@ class FormattedField {
       callNotification("A handler of a field's refusals", handler, text, reason);
     }
   }
-  /// Notifies the handlers of the outcome of editing. A text that was only rewritten does not count as refused.
+  /// Reports the outcome of editing to the handlers. A text that was only rewritten does not count as refused.
   void tell(std::string_view typed, const FieldEditing::End& end) const noexcept {
     const FieldNotice::Kind kind = end.notice.kind;
     if (kind != FieldNotice::Kind::none && kind != FieldNotice::Kind::rewritten) tellRefusal(typed, end.notice.reason);

@@ -14,14 +14,15 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// One step from a sequence to another. The row numbers of a step refer to the sequence after the previous steps.
+/// One step on the way from one sequence to another. The row numbers of a step refer to the sequence after the previous
+/// steps.
 struct SequenceStep {
   enum class Kind : std::uint8_t { removal, insertion, move, rearrangement };
 
   Kind kind;
   std::size_t first;
   std::size_t count;
-  /// The first row of a moved block after the move.
+  /// For a move: the first row of the block after the move.
   std::size_t to = 0;
   /// For each row of a rearrangement, its former place in the rearranged block. For each row of an insertion, its place
   /// in the new sequence.
@@ -114,7 +115,7 @@ class SequenceSteps {
       ++blocks.back().count;
     }
     if (blocks.size() < 2) return;
-    // A move cuts a sequence in three places at most.
+    // A move cuts a sequence in at most three places.
     const bool isFew = blocks.size() <= 3 * limit + 1;
     const std::vector<bool> fixed = isFew ? heaviestIncreasing(blocks) : std::vector<bool>();
     if (isFew && static_cast<std::size_t>(std::ranges::count(fixed, false)) <= limit) return moveBlocks(blocks, fixed);
@@ -139,7 +140,7 @@ class SequenceSteps {
     return chosen;
   }
 
-  /// Moves each block that is not fixed to the place after its predecessor in the new order.
+  /// Moves each block, except the fixed ones, to the place after its predecessor in the new order.
   void moveBlocks(const std::vector<Run>& blocks, const std::vector<bool>& fixed) {
     std::vector<std::size_t> current(blocks.size());
     std::iota(current.begin(), current.end(), 0);
@@ -170,7 +171,7 @@ class SequenceSteps {
       }
       return;
     }
-    // At first, all new rows come after the kept rows.
+    // One insertion adds all new rows after the kept rows. The rearrangement then moves them to their places.
     std::vector<std::size_t> rows;
     for (std::size_t row = 0; row < origins.size(); ++row) {
       if (origins[row] == absent) rows.push_back(head_ + row);
@@ -219,7 +220,8 @@ class SequenceMatches {
       while (isOther(table[at])) at = (at + 1) % table.size();
       return table[at];
     };
-    // `next` has the next equal row of each former row. For the first of equal rows, `free` has the first free row.
+    // For each former row, `next` has the next row that is equal to it. For the first row of a group of equal rows,
+    // `free` has the first free row of the group.
     std::vector<std::size_t> next(before_.size(), SequenceSteps::absent);
     std::vector<std::size_t> free(before_.size());
     std::iota(free.begin(), free.end(), 0);
@@ -248,9 +250,9 @@ class SequenceMatches {
 };
 
 /// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
-/// identity, both in the order of their occurrences. O(n) calls of `identity`, of its `==` and of its `std::hash`. If
-/// the elements are pointers, a pointer in both sequences causes such calls only next to the unchanged beginning or the
-/// unchanged end.
+/// identity, both in the order of their occurrences. Makes O(n) calls of `identity`, and of the `==` and the
+/// `std::hash` of identities. If the elements are pointers, a pointer that is in both sequences causes such calls only
+/// next to the unchanged beginning or the unchanged end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

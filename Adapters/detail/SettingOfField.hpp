@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 template <typename Value>
 concept FieldSetting = std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>;
 
-/// The value of a setting in the object of a field. Absent if the object has another type, or if an integer or Boolean
-/// setting cannot hold the number exactly.
+/// The object of a field, converted to the type of a setting. Absent if the object has another type, or if an integer
+/// or Boolean setting cannot hold the number exactly.
 template <FieldSetting Value>
 std::optional<Value> settingIn(const std::any& object) {
   if (const auto* value = std::any_cast<Value>(&object)) return *value;
@@ -31,8 +31,8 @@ std::optional<Value> settingIn(const std::any& object) {
 }
 
 /// Connects a field with a setting. The setting's rule judges the objects of the field. The end of editing stores the
-/// object. The field shows the stored value, unless the field has an unfinished edit. `Field` is the class of an
-/// adapter for fields.
+/// object. The field shows the stored value, unless the field has an unfinished edit. `Field` is the class of a
+/// toolkit's field adapter.
 template <typename Field, FieldSetting Value>
 ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
   field.setRule([key = setting.key()](const std::any& object) {

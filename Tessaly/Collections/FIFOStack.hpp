@@ -140,8 +140,8 @@ class FIFOStack {
     left_.swap(right_);
   }
 
-  /// Both stacks keep small memory that is not shared. Without this rule, a queue that holds only a few elements at a
-  /// time would allocate memory for each element.
+  /// Whether a stack has at most 4 KiB of memory. Both stacks keep such memory if it is not shared. Without this rule,
+  /// a queue that holds only a few elements at a time would allocate memory for each element.
   static bool isSmall(const Stack& stack) noexcept { return stack.capacity() * sizeof(Element) <= 4'096; }
   static void rewindOrRelease(Stack& empty) noexcept {
     const bool isWorthKeeping = isSmall(empty) || empty.capacity() / 2 <= empty.usedCapacity();

@@ -34,22 +34,22 @@ namespace Tessaly::inline v1 {
 /// A ring is a random-access range of constant elements. A position is an integer, counted from the first element, or
 /// an `Index`. An `Index` also counts the wraps of the ring, so it means the same element until that element is removed
 /// or `shiftWhenFull` is called. `set` and `modify` change an element. There are no mutable references: copies share
-/// their slots until one copy is changed, so a reference would change all copies. References and iterators are valid
-/// until the next change.
+/// their slots until one copy is changed, so a write through a reference would change all copies. References and
+/// iterators are valid until the next change.
 ///
-/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart, so that even the elements of a
-/// ring that wraps are contiguous. A ring of such elements is a contiguous range, and `std::span(ring)` gives all
-/// elements as an array without a copy.
+/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart. So even the elements of a ring
+/// that wraps are contiguous. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements
+/// as an array without a copy.
 ///
-/// **Equality and hash depend on the slots**: two rings are equal if they have the same capacity, the same positions,
+/// **Equality and hash depend on the slots**. Two rings are equal if they have the same capacity, the same positions,
 /// and the same elements in the same slots. Rings with the same elements but different wraps are not equal. To compare
 /// only the elements, use `std::ranges::equal`.
 ///
 /// The nearest facility is `boost::circular_buffer`. A copy of such a buffer copies the elements at once. The buffer
 /// does not return the elements that it overwrites. Prefer `FIFOStack` or `std::deque` if the length has no bound.
 ///
-/// Stops the process: a negative capacity, a position outside the ring, an overflow, `shiftWhenFull` on a ring that is
-/// not full.
+/// These mistakes stop the process: a negative capacity, a position outside the ring, an overflow, and `shiftWhenFull`
+/// on a ring that is not full.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -195,8 +195,8 @@ class RingArray {
     for (std::int64_t i = 0; i < maxCapacity_; ++i) append(kept);
   }
 
-  /// Removes all elements, the last one first. The ring keeps its capacity and its `startIndex`. A non-empty ring that
-  /// shares its slots with a copy gets new slots.
+  /// Removes all elements, from the last to the first. The ring keeps its capacity and its `startIndex`. A non-empty
+  /// ring that shares its slots with a copy gets new slots.
   void removeAll() {
     if (count_ > 0 && !isUnshared()) {
       Storage* cells = makeSlots(maxCapacity_);
@@ -335,7 +335,7 @@ class RingArray {
  private:
   friend struct std::hash<RingArray>;
 
-  /// Frozen: crash reports are grouped by this line.
+  /// Frozen: crash reports are grouped by this line number.
   static constexpr unsigned shiftingWhileNotFullLine = 62;
 
   struct NoSlots {};
@@ -391,7 +391,7 @@ class RingArray {
   {
     RingArray copy(maxCapacity_);
     copy.startIndex_ = startIndex_;
-    for (const Element& element : *this) {  // If a copy throws, the shorter ring is destroyed.
+    for (const Element& element : *this) {  // If copying an element throws, the incomplete ring is destroyed.
       Slots::construct(copy.slotAt(copy.endIndex()), maxCapacity_, element);
       ++copy.count_;
     }

@@ -14,15 +14,16 @@ namespace Tessaly::inline v1 {
 template <typename Sequence>
 inline constexpr bool adoptsAnyAsyncSequence = false;
 
-/// An asynchronous sequence named by its element, for signatures that hide how the sequence is made. The type must be
-/// an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` wraps any other `AsyncSequence` in such a type.
+/// An asynchronous sequence of a given element type, for signatures that hide the type of the sequence. The type must
+/// be an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` wraps any other `AsyncSequence` in such a
+/// type.
 ///
 ///     void follow(AnyAsyncSequence<Song> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element>
 concept AnyAsyncSequence =
     AsyncSequence<Sequence> && adoptsAnyAsyncSequence<Sequence> && std::same_as<typename Sequence::Element, Element>;
 
-/// A wrapper that adopts `AnyAsyncSequence` for the sequence in it.
+/// A wrapper of a sequence. The wrapper adopts `AnyAsyncSequence`.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -30,7 +30,7 @@ namespace Tessaly::inline v1 {
 template <std::copyable Value>
 class AsyncLazy {
  public:
-  /// Keeps the function that computes the value, an asynchronous or a plain one. Computes nothing yet.
+  /// Keeps the asynchronous or plain function that computes the value. Computes nothing yet.
   template <typename Provider>
     requires std::copy_constructible<Provider> && std::is_invocable_v<Provider&>
   explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}

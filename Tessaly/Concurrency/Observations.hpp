@@ -23,8 +23,8 @@ namespace Tessaly::inline v1 {
 /// values. The sequence never ends and never fails. In a cancelled task, each request gives an element at once.
 ///
 /// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
-/// tracks the properties separately. For a callback instead of a sequence use `withContinuousObservation`. For every
-/// value of one property use `observe`.
+/// tracks the properties separately. For a callback instead of a sequence, use `withContinuousObservation`. To get
+/// every value of one property, use `observe`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -51,7 +51,8 @@ class Observations {
   ///     std::optional<std::string> title = co_await iterator.next();
   class AsyncIterator {
    public:
-    /// The next element, never the end. The first element comes at once, each later element after a change.
+    /// The next element. The result is never absent. The first element comes at once, each later element after a
+    /// change.
     [[nodiscard]] Async<std::optional<Element>> next() {
       const std::shared_ptr<detail::ObservationsStorage> storage = storage_;
       const std::optional<Task<>> task = storage->waitingTask();

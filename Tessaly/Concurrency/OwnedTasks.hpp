@@ -37,9 +37,10 @@ class OwnerExecutor;
 ///   or for a continuation.
 /// - If one of the tasks destroys the object, that task runs to its next wait, as after `delete this`.
 ///
-/// A task that one of these tasks starts without naming an isolation ends in the same way, but is not cancelled. When
-/// it next returns to the isolation, the children of its task groups are cancelled. A task that names an isolation does
-/// not belong to the object. Awaiting a task that ended in this way throws a `CancellationError`.
+/// One of these tasks may start another task without naming an isolation. The other task ends in the same way, but is
+/// not cancelled. When it next returns to the isolation, the children of its task groups are cancelled. A task that
+/// names an isolation does not belong to the object. Awaiting a task that ended in this way throws a
+/// `CancellationError`.
 ///
 /// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.
 /// The nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.

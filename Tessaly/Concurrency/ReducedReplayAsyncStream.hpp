@@ -18,15 +18,15 @@ namespace Tessaly::inline v1 {
 /// earlier elements.
 ///
 /// A subscriber receives every element that is consumed from the producer after the subscriber joined. The first
-/// subscriber starts the consumption and gets elements only. Each later subscriber first gets **one element that sums
-/// up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, the
-/// first element is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber
+/// subscriber starts the consumption and gets only these elements. Each later subscriber first gets **one element that
+/// sums up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet,
+/// this sum is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber
 /// delays no other.
 ///
-/// Iterating the stream itself subscribes: every iterator is a subscriber. When the producer ends, every subscriber's
-/// stream ends. A subscriber that joins after the producer's end gets the sum and then **keeps waiting**. Such a stream
-/// ends only when its consumer is cancelled or destroyed. A subscriber that has left stays in the list of subscribers.
-/// Such a subscriber costs a few words of memory, and a refused `yield` for each later element.
+/// Each iterator of the stream is a new subscriber. When the producer ends, every subscriber's stream ends. A
+/// subscriber that joins after the producer's end gets the sum and then **keeps waiting**. The stream of such a
+/// subscriber ends only when its consumer is cancelled or destroyed. A subscriber that has left stays in the list of
+/// subscribers. Such a subscriber costs a few words of memory, and a refused `yield` for each later element.
 ///
 /// The consumption continues until the producer finishes, even without subscribers. A producer that never finishes
 /// leaves a task waiting.
@@ -34,9 +34,9 @@ namespace Tessaly::inline v1 {
 /// If copying an element for a subscriber throws, that subscriber's stream ends, and the others continue. An element
 /// whose move throws ends the consumption and every subscriber's stream. Each of these failures writes one log record.
 ///
-/// Copies of the stream share the producer and the subscribers. `reduce` changes its first argument and returns nothing.
-/// One thread at a time calls `reduce`, which must not throw. For listeners without history see `AsyncStreams`. For a
-/// producer that may fail see `ReducedReplayAsyncThrowingStream`.
+/// Copies of the stream share the producer and the subscribers. `reduce` changes its first argument and returns
+/// nothing. One thread at a time calls `reduce`, which must not throw. For listeners without history see
+/// `AsyncStreams`. For a producer that may fail see `ReducedReplayAsyncThrowingStream`.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -20,10 +20,10 @@ namespace Tessaly::inline v1 {
 
 /// `ReducedReplayAsyncStream` for a producer that may fail, with the final value on request.
 ///
-/// The producer is an `AsyncThrowingStream` that is built here, or any asynchronous sequence. The producer's error ends
-/// the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it was called
-/// before or after the failure. A subscriber that joins after the end, also after an error, gets the sum and then
-/// **keeps waiting**.
+/// The producer is an `AsyncThrowingStream` that the constructor makes, or any asynchronous sequence. The producer's
+/// error ends the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it
+/// was called before or after the failure. A subscriber that joins after the end, even after an error, gets the sum and
+/// then **keeps waiting**.
 ///
 /// Each element is copied for each stream, and the final value for each `streamedElement()`. An exception of a copy
 /// ends only that stream or that `streamedElement()`. An exception of an element's move counts as the producer's error.
@@ -117,7 +117,7 @@ class ReducedReplayAsyncThrowingStream {
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
-  /// The state that copies share, with the requests for the final value. Used in its isolation only.
+  /// The state that copies of the stream share, including the requests for the final value. Used only in its isolation.
   struct Storage : detail::ReducedReplayStorage<Element, Failure> {
     using Base = detail::ReducedReplayStorage<Element, Failure>;
     using Base::Base;

@@ -30,8 +30,8 @@ TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 /// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
 /// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each task.
 ///
-/// Stops the process where waiting would deadlock: on a thread of the pool, in a job of a serial executor, and in a
-/// task of the scope itself.
+/// The destructor and `wait()` stop the process where they would deadlock. They do so on a thread of the pool and in a
+/// task of the scope itself. They also do so in a job of a serial executor, except on the main thread.
 ///
 /// Thread contract: thread-compatible. Adding a task takes one allocation more than starting a `Task`.
 ///

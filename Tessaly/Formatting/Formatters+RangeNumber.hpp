@@ -35,13 +35,13 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
   /// "Tessaly.RangeNumber".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// Whether zero is written "0.0", with the locale's separator, instead of "0". False at first.
+  /// Whether zero is written "0.0", with the locale's separator, instead of "0". False by default.
   [[nodiscard]] bool showFractionDigitsInZeroSymbol() const noexcept { return showFractionDigitsInZeroSymbol_; }
   void setShowFractionDigitsInZeroSymbol(bool show);
-  /// The text after every number, such as a unit. Absent at first.
+  /// The text after every number, such as a unit. Absent by default.
   [[nodiscard]] const std::optional<std::string>& suffix() const noexcept TESSALY_LIFETIMEBOUND { return suffix_; }
   void setSuffix(const std::optional<std::string>& suffix);
-  /// Whether the empty text stands for 0. False at first.
+  /// Whether the empty text stands for 0. False by default.
   [[nodiscard]] bool acceptsEmptyString() const noexcept { return acceptsEmptyString_; }
   void setAcceptsEmptyString(bool accepts) noexcept { acceptsEmptyString_ = accepts; }
 
@@ -69,10 +69,10 @@ namespace Formatters {
 /// numbers have a plus sign.
 ///
 /// A sign alone counts as 0, so that the user can begin with the sign. A plus sign is accepted only if the range has
-/// negative values. The user need not type a plus sign or the suffix of the unit. A negative number begins with the
-/// minus sign of the locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, fraction digits are
-/// written only after `setMaximumFractionDigits`. Fraction digits are always parsed. For an integer type, the number is
-/// truncated toward zero. A number beyond the limits of an integer type counts as the nearest value of that type.
+/// negative values. The user need not type a plus sign or the unit. A negative number begins with the minus sign of the
+/// locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, fraction digits are written only after
+/// `setMaximumFractionDigits`. Fraction digits are always parsed. For an integer type, the number is truncated toward
+/// zero. A number beyond the limits of an integer type counts as the nearest value of that type.
 ///
 /// Thread contract: thread-compatible.
 ///

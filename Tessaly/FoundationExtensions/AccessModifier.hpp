@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 
 /// The visibility of a declaration in source code: one of five, each with its keyword.
 ///
-/// Its cases are constants of the class. A `switch` accepts them like those of an enumeration.
+/// The five cases are constants of the class. A `switch` accepts these constants like the cases of an enumeration.
 ///
 /// Thread contract: thread-safe.
 ///

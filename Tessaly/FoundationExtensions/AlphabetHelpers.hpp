@@ -37,8 +37,8 @@ inline constexpr std::array<std::string_view, 26> alphabet{"a", "b", "c", "d", "
 
 namespace detail {
 
-/// The first character of an identifier in lower case. For an empty identifier, the result is empty and the log gets a
-/// record.
+/// The lower-case form of an identifier's first character. For an empty identifier, the result is empty and the log
+/// gets a record.
 [[nodiscard]] TESSALY_EXPORT std::string sectionKey(std::string_view identifier);
 [[nodiscard]] TESSALY_EXPORT std::string entryLetter(std::string_view letter);
 
@@ -48,7 +48,7 @@ namespace detail {
 /// the entry's letter, in upper or lower case. Without such an item, the first entry leads to the first item, and any
 /// other entry leads to the target of the previous entry. Without items there are no entries.
 ///
-/// Each letter of the alphabet is compared with the first character of an identifier in lower case. So the alphabet
+/// Each letter of the alphabet is compared with the lower-case form of an identifier's first character. So the alphabet
 /// must be in lower case. An item whose first character is not in the alphabet, such as an accented letter, matches no
 /// entry. An empty identifier is logged, and its item matches no entry. An item that matches no entry is a target only
 /// if it is the first item. Ill-formed UTF-8 counts as U+FFFD.

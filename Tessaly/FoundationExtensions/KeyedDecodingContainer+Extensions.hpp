@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Decodes a text that the data contains under one key as a map by language, or under another key as a plain text.
+/// Decodes a text. The data contains the text as a map by language under one key, or as a plain text under another key.
 ///
 /// A map gives the text of the first preferred localisation of the main bundle, else the text of "en", else the empty
 /// text. If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text if

@@ -25,7 +25,7 @@ struct detail::MainBundleLogger {
 
 // All functions of this header are thread-safe. Each function from `errorPublic` to `errorWithAssert` writes one record
 // and never throws. If the type of the record is disabled, the function does nothing and makes no text. Callers omit
-// the last parameters, which are the place of the call. A null file or function is written as "(null)".
+// the last parameters, which are the place of the call. A message shows a null file or function as "(null)".
 
 /// Writes the message as a public record of type error.
 ///
@@ -78,7 +78,7 @@ void catchError(const Logger& logger, std::string_view message, Operation&& oper
   }
 }
 
-/// `catchError` with an explicit place of the call. The operation is the last argument.
+/// `catchError` with an explicit place of the call. The operation comes after the file and the function.
 template <std::invocable Operation>
 void catchError(const Logger& logger, std::string_view message, const char* file, const char* function,
                 Operation&& operation, unsigned line = __builtin_LINE()) {

@@ -12,10 +12,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// The bytes of a zip archive of copies of the files. The name of each copy is the last component of the file's path.
-/// Throws `POSIXError` if two files have the same name (`EEXIST`), or if a path has no last name, such as "/" or ".."
-/// (`EINVAL`). Also throws the errors of copying, archiving and reading. In a sandbox the copies are in "tmp/" in the
-/// current directory, otherwise in the directory for temporary files. The copies are removed at the end.
+/// The bytes of a zip archive that contains copies of the files. The name of each copy is the last component of the
+/// file's path. Throws `POSIXError` (`EEXIST`) if two files have the same name. Throws `POSIXError` (`EINVAL`) if a
+/// path, such as "/" or "..", does not end in a name. Also throws the errors of copying, archiving and reading. In a
+/// sandbox the copies are in "tmp/" in the current directory, otherwise in the directory for temporary files. The
+/// copies are removed at the end.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT Async<Data> zipFiles(NSFileCoordinator coordinator, std::vector<URL> at);

@@ -20,9 +20,9 @@ TESSALY_EXPORT void addAttributes(NSMutableAttributedString& string,
 ///
 /// A pair is the first opening tag and the last closing tag of a line. All tags of the same name between the two are
 /// removed too. The positions of the pairs are computed before the text changes, and are not corrected for removed
-/// tags. So, with pairs on several lines, only the first position is exact. The length of a passage is not corrected
-/// for tags inside the passage either. If a passage therefore exceeds the text, the call throws `std::out_of_range` and
-/// leaves the text as changed so far. The tag is part of regular expressions. An invalid expression finds nothing.
+/// tags. So, with pairs on several lines, only the first position is exact. The length of the tagged text is not
+/// corrected for tags inside it either. If the resulting range exceeds the text, the call throws `std::out_of_range`
+/// and leaves the text as changed so far. The tag is part of regular expressions. An invalid expression finds nothing.
 /// Ill-formed UTF-8 in the tag counts as U+FFFD.
 ///
 /// Cost: O(n) for a tag of printable ASCII without the special characters of regular expressions. Any other tag takes

@@ -27,13 +27,13 @@ namespace detail {
 /// - `destination` minus the number of indexes before `destination`
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - one more with `includeDestinationIndex`, if the sum is less than the count. Nothing is added if no index is before
-///   `destination`, or if the first of several indexes is directly before `destination`
+/// - one more with `includeDestinationIndex`, if the number is then still less than the count. Nothing is added if no
+///   index is before `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
 /// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes, and if
-/// the number above is negative or exceeds the number of other items. The latter happens with the indexes 3 and 4 of
-/// five items and the included destination 5.
+/// the number above is negative or exceeds the number of other items. The number is too large, for example, with the
+/// indexes 3 and 4 of five items and the included destination 5.
 ///
 /// Thread contract: thread-safe. O(n). The copy shares the items.
 ///
@@ -70,7 +70,7 @@ template <typename Element, typename Hash, typename Equal>
 /// A copy in which each item at one of the indexes is one position nearer to the end. Neighbours move together.
 ///
 /// Throws `MoveError` if an index is the count minus 1 or more, because no item follows. Throws `std::out_of_range` for
-/// any other negative index.
+/// a negative index, except for -1 in an empty set (`MoveError`).
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

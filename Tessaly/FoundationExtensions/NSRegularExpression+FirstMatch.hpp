@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The text of the first match. Absent without a match. Every maximal ill-formed subsequence counts as U+FFFD.
+/// The text of the first match. Absent if there is no match. Every maximal ill-formed subsequence counts as U+FFFD.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -29,7 +29,8 @@ namespace Tessaly::inline v1::String {
 ///     const std::string title = String::truncated("abcdef", 3);  // abc...
 [[nodiscard]] TESSALY_EXPORT std::string truncated(std::string_view text, std::int64_t length);
 
-/// Capitalises the first character, independently of any language. The result may be more than one character.
+/// Converts the first character to upper case, independently of any language. The result may be more than one
+/// character.
 ///
 /// Thread contract: thread-safe, except on the same text.
 TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);

@@ -19,8 +19,8 @@ namespace Tessaly::inline v1::String {
 ///     const std::string digits = String::hexString("AB");  // 4142
 [[nodiscard]] TESSALY_EXPORT std::string hexString(std::string_view text);
 
-/// `hexString` as one number. Absent for the empty text, and for a number that does not fit into the result type.
-/// Allocates nothing for well-formed text.
+/// The result of `hexString`, parsed as one number. Absent for the empty text, and for a number that does not fit into
+/// the result type. Allocates nothing for well-formed text.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::uint32_t> hexUInt32(std::string_view text);

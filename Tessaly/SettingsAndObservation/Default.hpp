@@ -46,7 +46,7 @@ concept SettingHandler =
     std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
 
 /// A pointer as the value of a Boolean setting. Usually such a pointer is a string literal that was passed by mistake.
-/// It would convert to true.
+/// The pointer would convert to true.
 template <typename Argument, typename Value>
 concept PointerForBoolean =
     OneOf<Value, bool, std::optional<bool>> &&
@@ -86,10 +86,10 @@ class Default {
   ///
   /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
   /// the nearest end, or as the default. No write stores a forbidden value. For a value outside a range, the write
-  /// stores the nearest end if the rule permits that end. In all other cases, and with `readsAsDefault`, the write
-  /// keeps the former value and writes to the log. An empty range, or a rule that forbids the default, does not compile
-  /// in a constant, and stops the process otherwise. The absent value can always be stored, and can always be the
-  /// default.
+  /// stores the nearest end if the rule permits that end. For any other forbidden value, and with `readsAsDefault`, the
+  /// write keeps the former value and writes to the log. An empty range, or a rule that forbids the default, does not
+  /// compile in a constant, and stops the process otherwise. The absent value can always be stored, and can always be
+  /// the default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -124,9 +124,9 @@ class Default {
       key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
       return key.checked();
     }
-    /// This key with a rule that allows only the values that the predicate accepts. Other stored values within the
-    /// range, if there is one, read as the default. The predicate has no state, like a lambda expression without
-    /// captures.
+    /// This key with a rule that allows only the values that the predicate accepts. Any other stored value reads as the
+    /// default, unless the value is outside the key's range. The predicate has no state, like a lambda expression
+    /// without captures.
     template <std::predicate<const Value&> Predicate>
       requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
     [[nodiscard]] constexpr Key where(Predicate) const {
@@ -190,7 +190,7 @@ class Default {
 
   /// The setting. Recorded by observation tracking.
   [[nodiscard]] Value value() const { return backing_->value(); }
-  /// Stores the setting; the absent value removes its entry.
+  /// Stores the setting; the absent value removes the setting's entry.
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   void setValue(const Pointer& newValue) = delete;
@@ -204,7 +204,7 @@ class Default {
 
   /// The setting. Makes no observed object, and observation tracking does not record the read.
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
-  /// Stores the setting; the absent value removes its entry.
+  /// Stores the setting; the absent value removes the setting's entry.
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   static void setValue(const Key& key, const Pointer& newValue) = delete;
@@ -285,7 +285,7 @@ void Default<Value>::write(UserDefaults& store, const Key& key, const Value& new
 
 namespace detail {
 
-// Completes the key before the constant below, because g++ accepts only this order.
+// The assertion instantiates the key's class before the constant below, because g++ accepts only this order.
 static_assert(!std::is_empty_v<Default<bool>::Key>);
 template <typename Key>
 constexpr Key WellKnownSettings<bool, Key>::canConnectToHost{"can-connect-to-host", true};

@@ -36,8 +36,8 @@ class StoredPropertyHook;
 /// A `std::shared_ptr` owns the monitor. A monitor equals only itself.
 ///
 /// Thread contract: thread-compatible. One thread or isolation at a time may report changes or add key paths. The
-/// monitor may be released on any thread, even while a change is being delivered. Then the monitor is destroyed after
-/// the delivery.
+/// monitor may be released on any thread, even while a change is being delivered. In that case the monitor is destroyed
+/// after the delivery.
 ///
 ///     auto monitor = KeyPathsMonitor::make(KeyPathsMonitor::OnChange::synchronous([&] { window.setNeedsDisplay(); }));
 ///     monitor->add(song, keyPath<&Song::title>);
@@ -105,7 +105,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// Monitors are called outside the lock and may insert and remove monitors. A destroyed monitor counts as an element
   /// until it is removed. The destructor of a monitor removes the monitor from every object that the monitor watches.
   ///
-  /// Thread contract: thread-safe.
+  /// Thread contract: thread-safe, except for assignment.
   ///
   ///     KeyPathsMonitor::Locked monitors;
   ///     monitors.insert(monitor);

@@ -84,10 +84,10 @@ template <auto... Members, Monitorable Root, typename Callback>
 ///     song->title = "Blue";
 ///
 /// A property is observed from its first monitoring to the end of the object's last monitor. Properties without
-/// monitors cost nothing. The base adds one pointer to `Object`.
+/// monitors cost nothing. The base is one pointer larger than `Object`.
 ///
 /// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way. A
-/// class may also define its own `MonitoredKeyPaths`. Then the members of that class name the properties.
+/// class may also define its own `MonitoredKeyPaths`. Then the members of `MonitoredKeyPaths` name the properties.
 ///
 /// Thread contract: thread-compatible, like the properties. Monitors may end on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {
@@ -183,7 +183,8 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     if (isFollowing(keyPath)) return;
     const std::shared_ptr<Self> self = sharedSelf<Self>();
     detail::PropertyHook hook;
-    // The hook starts before it is stored, so that a thread that finds a hook is notified of its own changes.
+    // The hook starts before it is stored. So if a thread finds a stored hook, that hook reports the thread's own
+    // changes.
     if (keyPath.isComputed()) {
       auto* const made = new ComputedHook<Self, Root, Value>(self, keyPath);
       hook = detail::PropertyHook::adopt(made);

@@ -118,7 +118,7 @@ template <typename Enumeration, std::same_as<Enumeration>... Others>
 template <typename Enumeration>
 inline constexpr std::nullptr_t rawValues = nullptr;
 
-/// An enumeration with `rawValues` of a type that the settings store holds directly.
+/// An enumeration whose `rawValues` have a type that the settings store holds directly.
 template <typename Enumeration>
 concept RawRepresentable = std::is_enum_v<Enumeration> &&
                            UserDefaultsValue<typename std::remove_cvref_t<decltype(rawValues<Enumeration>)>::RawValue>;

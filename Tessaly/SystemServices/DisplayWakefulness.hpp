@@ -16,9 +16,9 @@ namespace Tessaly::inline v1 {
 /// and destroy the object.
 ///
 /// Each object holds its own assertion, so scopes may overlap. The desktop may show the reason to the user. The request
-/// runs on a thread that may block, because it waits up to 2 s for each service. If the scope ends before the answer
-/// arrives, the assertion is released after the answer. The system releases all assertions when the process ends. The
-/// calls of `SleepHandler` wait for the services, and this handler holds at most one assertion for the whole process.
+/// runs on a thread that may block, because each call of a service takes up to 2 s. If the scope ends before the answer
+/// arrives, the assertion is released after the answer. The system releases all assertions when the process ends.
+/// `SleepHandler` differs: its calls wait for the services, and it holds at most one assertion for the whole process.
 ///
 /// Thread contract: thread-compatible. The construction and the destruction start one task each.
 ///

@@ -39,10 +39,10 @@ struct DirectoryOptions {
 /// disappeared and appeared.
 ///
 /// Symbolic links in the directory are reported as links and not followed. Symbolic links on the path to the directory
-/// are followed. Unreadable directories are listed without contents. If reading the attributes of an entry fails with
-/// `EIO`, the entry counts as missing. The size and the date of a subdirectory are those of its last check. A write
-/// through a hard link outside the directory is not reported. A write through another name inside the directory is
-/// reported, unless that name was made and removed between two elements.
+/// are followed. Unreadable subdirectories are listed without contents. If reading the attributes of an entry fails
+/// with `EIO`, the entry counts as missing. The size and the date of a subdirectory are those of its last check. A
+/// write through a hard link outside the directory is not reported. A write through another name inside the directory
+/// is reported, unless that name was made and removed between two elements.
 ///
 /// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So each
 /// entry there is also checked every second. If a volume gives a file a new inode number, the file is reported as

@@ -31,7 +31,7 @@ using FileSystemEventsWithData = AsyncMergeSequence<
 /// The sequence of `fileChanges`: the changes of the file that a path leads to.
 using FileChanges = AsyncThrowingStream<FileChange>;
 
-/// A sequence with one empty element for each write of the file that is noticed.
+/// A sequence with one empty element for each noticed write of the file.
 ///
 /// Each `next()` waits until the file exists, and checks the existence once in each interval. Then it opens the file,
 /// waits for a write, and closes the file. So no descriptor is open between elements, and a write between two waits is
@@ -41,8 +41,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 /// every change must be noticed.
 ///
 /// The sequence fails with a `POSIXError` if the file cannot be opened (code 257 if a sandbox refuses access), and logs
-/// the error. It fails with `CancellationError` if the task is cancelled while the file does not exist. An interval
-/// below 1 ms, or NaN, counts as 1 ms.
+/// the error. The sequence fails with `CancellationError` if the task is cancelled while the file does not exist. An
+/// interval below 1 ms, or NaN, counts as 1 ms.
 ///
 /// Thread contract: thread-safe.
 ///

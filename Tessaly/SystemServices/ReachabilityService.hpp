@@ -12,7 +12,7 @@
 namespace Tessaly::inline v1 {
 
 /// Whether the machine is online, and whether the connection costs money. The service has functions for an immediate
-/// read, for an observable read, for a wait until online, and for a stream.
+/// read, for an observable read, for a wait until the machine is online, and for a stream.
 ///
 /// The machine is offline if the setting `Default<bool>::Key::canConnectToHost` is false, or if the network path is
 /// known to be unusable. Otherwise the machine is online, for example if the status of the path is unknown. Hosts and
@@ -58,10 +58,10 @@ struct Status {
 /// The setup and the updates of the path use the main thread, so the main queue must be served.
 [[nodiscard]] TESSALY_EXPORT Async<void> nextIsOnline();
 
-/// A sequence of the current status, and of a status for each change of the path or of the setting, until the consumer
-/// ends. Consecutive elements may be equal. The buffer is unbounded. A removal of the setting gives no element, and
-/// neither does a stored value that does not convert to a Boolean. The last element is computed after the last of all
-/// other changes.
+/// A sequence of the current status, and of a status for each change of the path or of the setting. The sequence ends
+/// when its consumer is cancelled or destroyed. Consecutive elements may be equal. The buffer is unbounded. A removal
+/// of the setting gives no element, and neither does a stored value that does not convert to a Boolean. Except for
+/// these two kinds of changes, the last element is computed after the last change.
 [[nodiscard]] TESSALY_EXPORT AsyncStream<Status> statuses();
 
 }  // namespace ReachabilityService

@@ -78,8 +78,8 @@ struct Version {
   /// Whether all four fields are equal. An absent build equals only an absent build.
   friend bool operator==(const Version&, const Version&) noexcept = default;
 
-  /// Whether the first different field among major, patch and build is less. False if the majors are equal and the
-  /// minors differ. Also false if only the builds differ and one of them is absent.
+  /// Whether the first field that differs among major, patch and build is less in `left`. False if the majors are equal
+  /// and the minors differ. Also false if only the builds differ and one of them is absent.
   friend constexpr bool operator<(const Version& left, const Version& right) noexcept {
     if (left.major != right.major) return left.major < right.major;
     if (left.minor != right.minor) return false;

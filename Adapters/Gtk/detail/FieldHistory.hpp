@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The steps of a field that can be undone and redone. A run of typed characters is one step. White space begins a new
+/// The steps of editing in a field, for undo and redo. A run of typed characters is one step. White space begins a new
 /// step. Positions count characters.
 class FieldHistory {
  public:

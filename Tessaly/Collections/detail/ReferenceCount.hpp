@@ -6,7 +6,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The number of values that share a block of storage. It starts with one.
+/// The number of values that share a block of storage. The count starts at one.
 ///
 /// Thread contract: thread-safe.
 class ReferenceCount {

@@ -51,7 +51,7 @@ struct RingLoop {
     return index;
   }
 
-  /// The position after `steps` steps. The slot must exist. O(1).
+  /// The position after `steps` steps. The slot of `index` must exist. O(1).
   [[nodiscard]] RingArrayIndex shifted(RingArrayIndex index, std::int64_t steps) const {
     std::int64_t loops = steps / slotCount;
     index.backendIndex += steps % slotCount;

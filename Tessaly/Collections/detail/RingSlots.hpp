@@ -18,7 +18,7 @@ struct RingSlots {
   /// Whether each slot has a twin, one capacity further, with the same bytes.
   static constexpr bool haveTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
 
-  /// Copies a slot into its twin when a block ends, even if an exception ends the block.
+  /// Copies a slot into its twin when a scope ends, even if an exception ends the scope.
   class Update {
    public:
     Update(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}

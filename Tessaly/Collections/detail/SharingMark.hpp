@@ -5,7 +5,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether other collections may share a collection's storage. A copy sets the mark in both collections. A writer that
+/// Whether other collections may share a collection's storage. Copying sets the mark in both collections. A writer that
 /// is the only owner of the storage clears the mark.
 ///
 /// The mark saves a writer an atomic operation, which would keep the written members out of registers. Several threads

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The slots of a collection, at first uninitialised memory. The collection knows which slots are occupied. Copies of
-/// the collection share the storage until one copy is changed.
+/// The slots of a collection. New slots are uninitialised memory. The collection knows which slots are occupied. Copies
+/// of the collection share the storage until one copy is changed.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>

@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts work of a stream in a task at priority medium and without isolation. The task inherits only the caller's
+/// Starts a stream's work in a task at medium priority and without isolation. The task inherits only the caller's
 /// task-locals, and is never awaited or cancelled.
 template <typename Operation>
 void startBackgroundTask(Operation operation) {

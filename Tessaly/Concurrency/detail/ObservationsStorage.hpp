@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 ///
 /// Each tracking belongs to a round. The task and the change handler of a round know the round's number. So a late
 /// handler cannot end the next round, and a task that suspends late cannot wait in the next round. If the change
-/// precedes the task's suspension, the cell records the change, and the task continues at once.
+/// precedes the task's suspension, `Cell` records the change, and the task continues at once.
 ///
 /// Thread contract: thread-safe.
 class ObservationsStorage : public std::enable_shared_from_this<ObservationsStorage> {

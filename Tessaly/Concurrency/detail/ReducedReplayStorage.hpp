@@ -41,8 +41,8 @@ struct ReducedReplayStorage {
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
   /// Adds a subscriber. Calls `startConsuming` for the first subscriber; nothing is consumed before that call. A later
-  /// subscriber gets the present sum as its first element. The call runs in the isolation as one step. So no element is
-  /// lost between the sum and the later elements, or between the start and the first subscriber.
+  /// subscriber gets the present sum as its first element. This function runs in the isolation as one step. So no
+  /// element is lost between the sum and the later elements, or between the start and the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
     if (didStart) {

@@ -17,7 +17,7 @@ using InstalledBackend = std::atomic<const std::shared_ptr<Backend>*>;
 
 namespace detail {
 
-/// Keeps the object alive and reachable for leak checkers until the process ends.
+/// Keeps the object alive until the process ends. Leak checkers find the object reachable.
 TESSALY_EXPORT void keepUntilExit(std::shared_ptr<const void> object);
 /// Stops the process, because a null pointer was installed.
 [[noreturn]] TESSALY_EXPORT void refuseToInstallNothing();

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A gate for the calls of a handler. It admits calls until the gate is closed. Calls may run on several threads and
+/// A gate for the calls of a handler. The gate admits calls until it is closed. Calls may run on several threads and
 /// nest. Closing waits for calls on other threads, but not for enclosing calls on the closing thread.
 ///
 /// Two calls of the handler that close the gate on two threads do not wait for each other. Each of the two `close()`

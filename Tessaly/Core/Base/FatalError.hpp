@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 /// Thread contract: thread-safe. If several threads call `fatalError` at once, only the first call writes its message.
 [[noreturn]] TESSALY_EXPORT void fatalError(std::string_view message, std::string_view file, unsigned line) noexcept;
 
-/// Adds a function that `fatalError` calls once between its message and the abort. The list holds at most eight
-/// functions, each at most once. Further functions are ignored. A handler must not throw, and should end within a
+/// Adds a handler. `fatalError` calls each handler once, between its message and the abort. The library keeps at most
+/// eight handlers, each at most once. Further handlers are ignored. A handler must not throw, and should end within a
 /// second.
 ///
 /// Thread contract: thread-safe.

@@ -9,8 +9,8 @@ namespace Tessaly::inline v1 {
 template <typename T = void>
 class Async;
 
-/// Whether a type is an `Async`. Functions that take a callable use it to refuse a callable whose result must be
-/// awaited. This header needs no coroutines.
+/// Whether a type is an `Async`. A function with a callable as its parameter uses `isAsync` to refuse callables whose
+/// result must be awaited. This header needs no coroutines.
 template <typename T>
 inline constexpr bool isAsync = false;
 template <typename T>

@@ -26,11 +26,11 @@ namespace Tessaly::inline v1 {
 ///     std::cout << style.format(1'500'000);  // 1,5 Mo
 class ByteCountFormatStyle {
  public:
-  /// The locale. Absent at first, which means the current locale at every use.
+  /// The locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Whether languages that have a word for zero write zero bytes with the word: "Zero kB". True at first.
+  /// Whether the text of zero bytes contains the language's word for zero, if there is one: "Zero kB". True by default.
   [[nodiscard]] bool spellsOutZero() const noexcept { return spellsOutZero_; }
   void setSpellsOutZero(bool spells) noexcept { spellsOutZero_ = spells; }
 

@@ -38,13 +38,13 @@ class CurrencyFormatStyle : public detail::NumericStyle<CurrencyFormatStyle> {
     shape_.minimumFraction = shape_.maximumFraction = -1;
   }
 
-  /// Sets the width. At first `symbol`.
+  /// Sets the width. The default is `symbol`.
   [[nodiscard]] CurrencyFormatStyle width(Width width) const {
     using Shape = detail::NumberShape::Width;
     constexpr std::array widths{Shape::abbreviated, Shape::narrow, Shape::code, Shape::wide};
     return changed([&](CurrencyFormatStyle& style) { style.shape_.width = widths[static_cast<std::size_t>(width)]; });
   }
-  /// Sets the form of negative amounts. At first `standard`.
+  /// Sets the form of negative amounts. The default is `standard`.
   [[nodiscard]] CurrencyFormatStyle sign(Sign sign) const {
     return changed([&](CurrencyFormatStyle& style) { style.shape_.isAccounting = sign == Sign::accounting; });
   }

@@ -29,9 +29,9 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
  public:
   enum class UnitsStyle : std::uint8_t { positional = 0, abbreviated = 1, full = 3 };
-  /// A set of units. Combine them with `|`.
+  /// A set of units. Combine units with `|`.
   enum class Units : std::uint16_t { hour = 32, minute = 64, second = 128 };
-  /// The treatment of units with the value zero. Combine the values with `|`. `default_` drops leading zero units of
+  /// The treatment of units with the value zero. Combine treatments with `|`. `default_` drops leading zero units of
   /// positional texts, and all zero units of other texts. At least one unit stays. In positional texts, two units stay
   /// if two are allowed.
   enum class ZeroFormattingBehavior : std::uint32_t {
@@ -55,14 +55,14 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// "Tessaly.DateComponentsFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The locale. Absent at first, which means the current locale at every use.
+  /// The locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND;
   void setLocale(const std::optional<Locale>& locale);
 
-  /// The style of the units. Positional at first.
+  /// The style of the units. Positional by default.
   [[nodiscard]] UnitsStyle unitsStyle() const noexcept;
   void setUnitsStyle(UnitsStyle style);
-  /// The units to write. Hours, minutes and seconds at first.
+  /// The units to write. By default hours, minutes and seconds.
   [[nodiscard]] Units allowedUnits() const noexcept;
   void setAllowedUnits(Units units) noexcept;
   [[nodiscard]] ZeroFormattingBehavior zeroFormattingBehavior() const noexcept;

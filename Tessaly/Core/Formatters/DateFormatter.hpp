@@ -54,18 +54,18 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// "Tessaly.DateFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The locale. Absent at first, which means the current locale at every use.
+  /// The locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// The time zone. Absent at first, which means the current time zone at every use.
+  /// The time zone. Absent by default, which means the current time zone at every use.
   [[nodiscard]] const std::optional<TimeZone>& timeZone() const noexcept TESSALY_LIFETIMEBOUND { return timeZone_; }
   void setTimeZone(const std::optional<TimeZone>& zone) { timeZone_ = zone; }
 
-  /// The length of the date, `none` at first.
+  /// The length of the date, by default `none`.
   [[nodiscard]] Style dateStyle() const noexcept { return dateStyle_; }
   void setDateStyle(Style style) noexcept { dateStyle_ = style; }
-  /// The length of the time, `none` at first. If both lengths are `none`, every text is empty.
+  /// The length of the time, by default `none`. If both lengths are `none`, every text is empty.
   [[nodiscard]] Style timeStyle() const noexcept { return timeStyle_; }
   void setTimeStyle(Style style) noexcept { timeStyle_ = style; }
 
@@ -86,12 +86,13 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// The date of a text in the time zone of the formatter. Absent if the text is not a date, or if both styles are
   /// `none`.
   ///
-  /// A date without a time style is the beginning of its day. A time without a date style is a time of today. A lenient
-  /// text may have any of the four lengths of the locale or the form "2023-01-31". Its time may use the 24-hour clock.
-  /// A year of two digits is at most 80 years ago and at most 20 years ahead. The order of day and month is that of the
-  /// locale. Impossible dates and times and wrong weekdays are refused. For parsing, a combination of locale, time zone
-  /// and styles is prepared in about 2 ms, and for lenient texts in about 7 ms more. A strict text then takes about 3
-  /// µs. The first lenient text takes about 3 ms, and each later lenient text about 0.1 ms.
+  /// If there is no time style, the result is the beginning of a day. If there is no date style, the result is a time
+  /// of today. A lenient text may have any of the four lengths of the locale or the form "2023-01-31". The text's time
+  /// may use the 24-hour clock. A year of two digits is at most 80 years ago and at most 20 years ahead. The order of
+  /// day and month is that of the locale. Impossible dates and times and wrong weekdays are refused. For parsing, a
+  /// combination of locale, time zone and styles is prepared in about 2 ms, and for lenient texts in about 7 ms more. A
+  /// strict text then takes about 3 µs. The first lenient text takes about 3 ms, and each later lenient text about 0.1
+  /// ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
   /// Whether both texts mean the same date. Text fields then replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;

@@ -30,19 +30,19 @@ class DateIntervalFormatStyle {
   /// No time, "3:04 PM".
   enum class TimeWidth : std::uint8_t { omitted, shortened };
 
-  /// Sets the width of the dates. At first `abbreviated`.
+  /// Sets the width of the dates. The default is `abbreviated`.
   [[nodiscard]] DateIntervalFormatStyle date(DateWidth width) const {
     return with(&DateIntervalFormatStyle::date_, width);
   }
-  /// Sets the width of the times. At first `omitted`.
+  /// Sets the width of the times. The default is `omitted`.
   [[nodiscard]] DateIntervalFormatStyle time(TimeWidth width) const {
     return with(&DateIntervalFormatStyle::time_, width);
   }
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] DateIntervalFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&DateIntervalFormatStyle::locale_, locale);
   }
-  /// Sets the time zone. Absent at first, which means the current time zone at every use.
+  /// Sets the time zone. Absent by default, which means the current time zone at every use.
   [[nodiscard]] DateIntervalFormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&DateIntervalFormatStyle::timeZone_, zone);
   }

@@ -28,18 +28,18 @@ class DurationFormatStyle {
   /// "1 hour, 2 minutes", "1 hr, 2 min", "1h 2m".
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
 
-  /// Sets the width. At first `wide`.
+  /// Sets the width. The default is `wide`.
   [[nodiscard]] DurationFormatStyle width(Width width) const { return with(&DurationFormatStyle::width_, width); }
-  /// Sets the largest and the smallest unit. At first days and seconds.
+  /// Sets the largest and the smallest unit. The defaults are days and seconds.
   [[nodiscard]] DurationFormatStyle units(Unit largest, Unit smallest) const {
     return with(&DurationFormatStyle::largest_, largest).with(&DurationFormatStyle::smallest_, smallest);
   }
-  /// Sets the maximum number of written units, counted from the first unit that is not zero. At first 4. A count below
-  /// 1 means 1.
+  /// Sets the maximum number of written units, counted from the first unit that is not zero. The default is 4. A count
+  /// below 1 means 1.
   [[nodiscard]] DurationFormatStyle maximumUnitCount(int count) const {
     return with(&DurationFormatStyle::maximumUnitCount_, count < 1 ? 1 : count);
   }
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] DurationFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&DurationFormatStyle::locale_, locale);
   }

@@ -65,11 +65,11 @@ class Date::FormatStyle {
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }
   [[nodiscard]] FormatStyle second(Field width) const { return with(&FormatStyle::second_, width); }
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. Absent by default. An absent locale stands for the current locale at every use.
   [[nodiscard]] FormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&FormatStyle::locale_, locale);
   }
-  /// Sets the time zone. Absent at first, which means the current time zone at every use.
+  /// Sets the time zone. Absent by default. An absent time zone stands for the current time zone at every use.
   [[nodiscard]] FormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&FormatStyle::timeZone_, zone);
   }

@@ -10,9 +10,9 @@
 ///
 /// Each locale is the first nonempty value of `LC_ALL`, the category's variable and `LANG`, without the encoding:
 /// "de_DE.UTF-8" becomes "de_DE". "C", "POSIX" and an environment without these variables give "en_US_POSIX".
-/// `Locale::current()` is the locale of the language (`LC_MESSAGES`). Styles use that locale for texts unless they name
-/// another locale. Every call reads the environment, so a simultaneous change of the environment on another thread is a
-/// data race. A `Locale::Replacement` has no effect on these locales.
+/// `Locale::current()` is the locale of the language (`LC_MESSAGES`). A style uses that locale for its texts unless the
+/// style names another locale. Every call reads the environment, so a simultaneous change of the environment on another
+/// thread is a data race. A `Locale::Replacement` has no effect on these locales.
 ///
 /// The nearest standard facility is `std::setlocale`, which refuses locales that are not generated on the machine.
 ///

@@ -34,11 +34,11 @@ class ListFormatStyle {
   enum class Type : std::uint8_t { and_, or_, units };
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
 
-  /// Sets the type. At first `and_`.
+  /// Sets the type. The default is `and_`.
   [[nodiscard]] ListFormatStyle type(Type type) const { return with(&ListFormatStyle::type_, type); }
-  /// Sets the width. At first `wide`.
+  /// Sets the width. The default is `wide`.
   [[nodiscard]] ListFormatStyle width(Width width) const { return with(&ListFormatStyle::width_, width); }
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. By default it is absent, which means the current locale at every use.
   [[nodiscard]] ListFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&ListFormatStyle::locale_, locale);
   }

@@ -39,7 +39,7 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
     shape_.maximumFraction = 1;
   }
 
-  /// Sets the width. At first `abbreviated`.
+  /// Sets the width. The default is `abbreviated`.
   [[nodiscard]] MeasurementFormatStyle width(Width width) const {
     using Shape = detail::NumberShape::Width;
     return changed([&](MeasurementFormatStyle& style) {
@@ -48,12 +48,12 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
                                                     : Shape::abbreviated;
     });
   }
-  /// Sets the choice of the unit. At first `automatic`.
+  /// Sets the choice of the unit. The default is `automatic`.
   [[nodiscard]] MeasurementFormatStyle unit(UnitChoice choice) const {
     return changed([&](MeasurementFormatStyle& style) { style.choice_ = choice; });
   }
-  /// Sets the measurement system. Absent at first, which means the system of the style's locale, or else the system of
-  /// the formats.
+  /// Sets the measurement system. By default it is absent, which means the system of the style's locale, or else the
+  /// system of the formats.
   [[nodiscard]] MeasurementFormatStyle system(const std::optional<MeasurementSystem>& system) const {
     return changed([&](MeasurementFormatStyle& style) { style.system_ = system; });
   }
@@ -63,9 +63,10 @@ class MeasurementFormatStyle : public detail::NumericStyle<MeasurementFormatStyl
   /// `upper` is of another kind, the process stops.
   [[nodiscard]] TESSALY_EXPORT std::string formatRange(const Quantity& lower, const Quantity& upper) const;
 
-  /// The measurement of a text. Absent if the text is not a measurement, or has a unit of another kind than `assumed`.
-  /// A lenient text without a unit is in the assumed unit. If the locale writes several units alike, the assumed unit
-  /// has priority. The case of letters decides only between units such as "Mb/s" and "MB/s". O(n).
+  /// The measurement that a text states. Absent if the text is not a measurement, or has a unit of another kind than
+  /// `assumed`. In lenient parsing, a number without a unit is in the assumed unit. If the locale writes several units
+  /// alike, the assumed unit has priority. The case of letters decides only between units such as "Mb/s" and "MB/s".
+  /// O(n).
   [[nodiscard]] TESSALY_EXPORT std::optional<Quantity> parse(std::string_view text, Quantity::Unit assumed,
                                                              Parsing parsing = Parsing::lenient) const;
 

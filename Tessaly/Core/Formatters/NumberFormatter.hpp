@@ -56,7 +56,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// "Tessaly.NumberFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The locale. Absent at first, which means the current locale at every use.
+  /// The locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND;
   void setLocale(const std::optional<Locale>& locale);
 
@@ -64,8 +64,8 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// Sets the style. Also resets the limits of the fraction digits to those of the style.
   void setNumberStyle(Style style);
 
-  /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent at
-  /// first. A malformed pattern counts as absent.
+  /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent by
+  /// default. A malformed pattern counts as absent.
   [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept TESSALY_LIFETIMEBOUND;
   void setNegativeFormat(const std::optional<std::string>& format);
 
@@ -86,11 +86,11 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::int64_t maximumFractionDigits() const noexcept;
   void setMaximumFractionDigits(std::int64_t digits) noexcept;
 
-  /// The rounding of the shortest decimal form, in which 1.005 is a tie. `halfEven` at first.
+  /// The rounding of the shortest decimal form, in which 1.005 is a tie. `halfEven` by default.
   [[nodiscard]] RoundingMode roundingMode() const noexcept;
   void setRoundingMode(RoundingMode mode);
 
-  /// The whole text of an exact zero, prefix and suffix included. Absent at first.
+  /// The whole text of an exact zero, prefix and suffix included. Absent by default.
   [[nodiscard]] const std::optional<std::string>& zeroSymbol() const noexcept TESSALY_LIFETIMEBOUND;
   void setZeroSymbol(const std::optional<std::string>& symbol);
 
@@ -108,7 +108,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
     return string(NSNumber(number));
   }
   /// The text of an `NSNumber`, `bool`, `float`, `double` or a standard integer type. Absent for every other object,
-  /// also for a `char` or a `long double`.
+  /// including a `char` or a `long double`.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
   /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.

@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 /// distances are in days, weeks, months or years. The number of days is the number of midnights between the dates, and
 /// seven such days are a week. The other units count whole units that have passed. `DateFormatter` can instead name the
 /// days around today and write other dates in full. The standard library has no counterpart. A thread prepares a locale
-/// in about 100 µs and keeps the last 16 combinations of locale and width.
+/// in about 100 µs and keeps the 16 most recently used combinations of locale and width.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
@@ -37,20 +37,21 @@ class RelativeDateFormatStyle {
   enum class Presentation : std::uint8_t { numeric, named };
   enum class Unit : std::uint8_t { year, quarter, month, week, day, hour, minute, second };
 
-  /// Sets the width. At first `wide`.
+  /// Sets the width. The default is `wide`.
   [[nodiscard]] RelativeDateFormatStyle width(Width width) const {
     return with(&RelativeDateFormatStyle::width_, width);
   }
-  /// Sets the presentation. At first `numeric`. A date gets a word only if the calendar agrees: "last month" is the
-  /// calendar month before the month of the reference date.
+  /// Sets the presentation. The default is `numeric`. A date gets a word only if the calendar agrees: "last month" is
+  /// the calendar month before the month of the reference date.
   [[nodiscard]] RelativeDateFormatStyle presentation(Presentation presentation) const {
     return with(&RelativeDateFormatStyle::presentation_, presentation);
   }
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. The default is an absent value, which means the current locale at every use.
   [[nodiscard]] RelativeDateFormatStyle locale(const std::optional<Locale>& locale) const {
     return with(&RelativeDateFormatStyle::locale_, locale);
   }
-  /// Sets the time zone that decides when midnight is. Absent at first, which means the current time zone at every use.
+  /// Sets the time zone that decides when midnight is. The default is an absent value, which means the current time
+  /// zone at every use.
   [[nodiscard]] RelativeDateFormatStyle timeZone(const std::optional<TimeZone>& zone) const {
     return with(&RelativeDateFormatStyle::timeZone_, zone);
   }

@@ -74,8 +74,8 @@ class Bundle {
     return facts_.localizations;
   }
 
-  /// The localizations that suit the user, best first. `BundleInformation::preferredLocalizations` decides if it is
-  /// present. Otherwise the environment decides by LANGUAGE, or else by its locale: the first of LC_ALL, LC_MESSAGES
+  /// The localizations that suit the user, best first. If `BundleInformation::preferredLocalizations` is present, it is
+  /// the result. Otherwise the environment decides by LANGUAGE, or else by its locale: the first of LC_ALL, LC_MESSAGES
   /// and LANG that is not empty. LANGUAGE is ignored if the locale is missing, "C" or "POSIX". If no localization fits,
   /// the result is the original localization. If the application names no localizations, the result is "en".
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;

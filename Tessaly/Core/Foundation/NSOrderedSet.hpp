@@ -63,9 +63,9 @@ struct TESSALY_EXPORT OrderedSetMoveError final : Error {
 /// A constant sequence without duplicates. Its elements have an order, and a search by hash takes constant time.
 /// `NSMutableOrderedSet` can be changed.
 ///
-/// Copies share their elements. Without a template argument the elements are objects, which are compared by identity.
-/// The nearest standard facilities are `std::vector`, whose search compares every element, and `std::unordered_set`,
-/// which has no order.
+/// Copies share their elements. By default the elements are objects, which are compared by identity. The nearest
+/// standard facilities are `std::vector`, whose search compares every element, and `std::unordered_set`, which has no
+/// order.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -15,9 +15,9 @@ namespace Tessaly::inline v1 {
 ///
 /// Objects are owned by `std::shared_ptr` and compared by identity. `className()` gives the registered name of a class.
 /// A call of `registerClass` registers a class. Linking alone does not register it. `make` can also register a class of
-/// a loaded shared library, at the first call for this class. Then `make` calls an exported C function, for example
-/// "tessaly_register_Studio_Recorder". The name of the function is "tessaly_register_" and the class name, with an
-/// underscore for each character that is not a letter or a digit.
+/// a loaded shared library, at the first call for this class. To do so, `make` calls an exported C function, for
+/// example "tessaly_register_Studio_Recorder". The name of the function is "tessaly_register_" and the class name, with
+/// an underscore for each character that is not a letter or a digit.
 ///
 /// Thread contract: thread-safe; derived classes state their own.
 ///

@@ -42,8 +42,8 @@ class URL {
   /// Parses a text. Absent if the text is not a URL.
   ///
   /// These texts are not URLs: the empty text, a text with a malformed scheme, and a text whose port has a character
-  /// other than a digit. A text is not a URL either if its host has misplaced brackets, or a malformed address in
-  /// brackets. The same holds for a non-ASCII host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter
+  /// other than a digit. The same holds for a text whose host has misplaced brackets, or a malformed address in
+  /// brackets. It also holds for a non-ASCII host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter
   /// followed by letters, digits, `+`, `-` or `.`. The text before the first `:` is a scheme unless one of `/?#[]@`
   /// precedes the `:`.
   ///
@@ -103,15 +103,15 @@ class URL {
   /// dots before its last dot.
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
-  /// The URL with one component, or several separated by slashes, appended to its path. One slash separates the path
-  /// from the component. An empty path without an authority gets no slash. Pass an unencoded component, because `%`,
-  /// `?` and `#` are encoded. Query and fragment stay.
+  /// Appends one component to the path, or several components separated by slashes, and returns the new URL. One slash
+  /// separates the path from the component. An empty path without an authority gets no slash. Pass an unencoded
+  /// component, because `%`, `?` and `#` are encoded. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL appendingPathComponent(std::string_view component,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath) const;
 
   /// The URL of the parent directory, with a slash at the end of its path. A relative path of one component becomes
-  /// "./". The root stays, and so does an empty path after an authority. Any other empty path becomes "../". "../" is
-  /// appended to a path whose last component is "." or "..". Query and fragment stay.
+  /// "./". The root stays, and so does an empty path after an authority. Any other empty path becomes "../". A path
+  /// whose last component is "." or ".." gets "../" at its end. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL deletingLastPathComponent() const;
 
   /// The same as `absoluteString()`.

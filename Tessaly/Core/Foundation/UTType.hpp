@@ -70,7 +70,7 @@ class UTType {
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
   // Callers of the next three functions must include Tessaly/FoundationExtensions/UTType+Extensions.hpp. The first use
-  // makes the type and keeps it. If the database lacks the type, the result is a dynamic type.
+  // makes the type and keeps it. If no known type fits the extension, the result is a dynamic type.
 
   /// Tables of comma-separated values: the type of the extension "csv" that conforms to `text`.
   template <typename Definition = detail::SharedFileTypes>

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A handle on an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
+/// A handle to an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
 /// share the lock by a reference count. A moved-from handle has no lock: a call that locks or unlocks such a handle
 /// stops the process.
 ///

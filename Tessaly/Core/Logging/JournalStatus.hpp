@@ -19,9 +19,9 @@ enum class JournalState : std::uint8_t {
   sending,
   /// The journal refused a record; `JournalStatus::error` says why. The library tries again every second.
   refused,
-  /// The journal has not answered the sending of a record for more than two seconds.
+  /// The library has been sending one record for more than two seconds, because the journal does not answer.
   notAnswering,
-  /// This process is the child of a fork that happened after the library had started threads. It sends nothing.
+  /// This process is the child of a fork that happened after the library had started threads. The child sends nothing.
   forkedChild
 };
 

@@ -20,25 +20,25 @@ namespace Tessaly::inline v1 {
 ///     LogConfiguration::setStandardErrorOutput(LogSwitch::on);
 namespace LogConfiguration {
 
-/// Enables or disables a type for every log that has no separate setting for the type. At first `default_`, `error` and
-/// `fault` are enabled.
+/// Enables or disables a type for every log that has no separate setting for the type. By default `default_`, `error`
+/// and `fault` are enabled.
 TESSALY_EXPORT void setEnabled(OSLogType type, LogSwitch state) noexcept;
 /// Enables or disables a type for one log. This setting takes precedence over the setting for every log.
 TESSALY_EXPORT void setEnabled(const OSLog& log, OSLogType type, LogSwitch state) noexcept;
-/// Enables or disables signposts for every log that has no separate setting for signposts. At first they are enabled.
+/// Enables or disables signposts for every log that has no separate setting for signposts. By default they are enabled.
 TESSALY_EXPORT void setSignpostsEnabled(LogSwitch state) noexcept;
 /// Enables or disables signposts for one log. This setting takes precedence over the setting for every log.
 TESSALY_EXPORT void setSignpostsEnabled(const OSLog& log, LogSwitch state) noexcept;
 /// Removes every setting that was made for one log.
 TESSALY_EXPORT void resetEnabled(const OSLog& log) noexcept;
 
-/// Sets whether later records show private arguments instead of `<private>`. At first records do not show them. The
+/// Sets whether later records show private arguments instead of `<private>`. By default records do not show them. The
 /// setting is meant for developers on their own machine.
 TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 
-/// Sets whether records also go to standard error, with times in UTC. At first they do not. Each record begins a line.
-/// Further lines of its message are indented. The lines go to the file that standard error refers to during this call,
-/// even if the host redirects standard error later. If standard error is closed during this call, the lines are
+/// Sets whether records also go to standard error, with times in UTC. By default they do not. Each record begins a
+/// line. Further lines of its message are indented. The lines go to the file that standard error refers to during this
+/// call, even if the host redirects standard error later. If standard error is closed during this call, the lines are
 /// discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 

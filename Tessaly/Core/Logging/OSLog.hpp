@@ -39,12 +39,12 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 
 }  // namespace detail
 
-/// A handle on a log. A log has a subsystem, a category, and a set of enabled types of records.
+/// A handle to a log. A log has a subsystem, a category, and a set of enabled types of records.
 ///
 /// All handles of one pair of subsystem and category share one log. The log is made at the first use of the pair and
-/// lives until the process ends, so a host must use a bounded number of pairs. Copying a handle copies a pointer. Types
-/// `default_`, `error` and `fault` and signposts are enabled at first; `info` and `debug` are not. `LogConfiguration`
-/// changes these defaults for the process or for one log.
+/// lives until the process ends, so a host must use a bounded number of pairs. Copying a handle copies a pointer.
+/// Signposts and the types `default_`, `error` and `fault` are enabled by default; `info` and `debug` are not.
+/// `LogConfiguration` changes these defaults for the process or for one log.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -65,7 +65,7 @@ class OSLog {
     std::string_view rawValue_;
   };
 
-  /// A handle on the log of this pair. If the names are well-formed UTF-8, only the first use of a pair allocates.
+  /// A handle to the log of this pair. If the names are well-formed UTF-8, only the first use of a pair allocates.
   /// U+FFFD replaces ill-formed UTF-8 in the names.
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Thrown if the current backend keeps no records for reading back.
+/// Thrown if the current backend keeps no records that can be read back.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -63,9 +63,9 @@ class OSSignpostIntervalState {
   bool isOpen_;
 };
 
-/// Marks intervals and moments on a timeline. The marks are entries with a `signpost` in the log store of the process,
-/// which evicts them like records. They do not reach the journal or standard error. If signposts are disabled for the
-/// log, each call costs one load and a branch.
+/// Marks intervals and moments on a timeline. The marks are entries with a `signpost` in the log store of the process.
+/// The store evicts marks like records. Marks do not reach the journal or standard error. If signposts are disabled for
+/// the log, each call costs one load and a branch.
 ///
 /// Use short literals as names, because tools show the names as column headings.
 ///

@@ -39,13 +39,13 @@ template <typename OnChange>
 /// Calls `apply` and returns its result. Calls `onChange` once, when any observable property that `apply` read is about
 /// to change.
 ///
-/// Only the reads on this thread during `apply` are tracked. Without such a read, `onChange` is destroyed and never
-/// called. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can still
-/// be read. An assignment of an equal value counts as a change, and so does the end of an object. To observe further
-/// changes, track again. Several changes before the new tracking count as one. A change by another thread while `apply`
-/// runs is not lost: `onChange` is called before this function returns. If that change is still running, `onChange` is
-/// called after the end of the change. So a handler that tracks again during a change is called again after that
-/// change. Changes that `apply` itself makes do not count.
+/// Only the reads on this thread during `apply` are tracked. If there is no such read, `onChange` is destroyed and
+/// never called. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can
+/// still be read. An assignment of an equal value counts as a change, and so does the end of an object. To observe
+/// further changes, track again. Several changes before the new tracking count as one. A change by another thread while
+/// `apply` runs is not lost: `onChange` is called before this function returns. If that change is still running,
+/// `onChange` is called after the end of the change. So a handler that tracks again during a change is called again
+/// after that change. Changes that `apply` itself makes do not count.
 ///
 /// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
 /// `onChange` are not tracked.

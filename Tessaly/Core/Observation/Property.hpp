@@ -279,7 +279,7 @@ class Property {
   detail::LazyObservationPoint point_;
 };
 
-// Operators for texts, because the standard operators of texts are templates and accept no conversion.
+// Operators for texts. The standard operators of texts are templates, so they do not convert a property to its value.
 template <typename Value, typename Other>
   requires(std::is_class_v<Value> && !detail::isProperty<Other>)
 auto operator+(const Property<Value>& left, const Other& right)

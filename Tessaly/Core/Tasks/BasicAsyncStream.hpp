@@ -59,7 +59,7 @@ class BasicAsyncStream {
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
-    /// The same, with an error. A null error means that there is none. For streams that may fail.
+    /// The same, with an error. A null error ends the stream without an error. For streams that may fail.
     void finish(std::exception_ptr error) const
       requires(!std::same_as<Failure, Never>)
     {

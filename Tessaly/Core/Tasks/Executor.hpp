@@ -131,7 +131,7 @@ class JobList : public detail::LinkedNodes<Job> {};
 struct JobFamily {
   /// The jobs that wait.
   JobList jobs;
-  /// Whether any job waits. Read without the queue's lock.
+  /// Whether any job waits. The queue also reads this member without its lock.
   std::atomic<bool> isWaiting{false};
   /// The links, for the queue.
   JobFamily* next = nullptr;
@@ -143,8 +143,8 @@ struct JobFamily {
 /// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
 /// `enqueue`, as the example does. Such an executor provides no isolation. Its jobs may run at the same time, on any
 /// thread that ends a wait. Each job uses the stack of the code that enqueued it. So a task with many waits needs an
-/// executor that queues. The global executor must queue. It receives the jobs that an executor runs on a thread that
-/// serves timers. Running such a job there inside `enqueue` stops the process.
+/// executor that queues. The global executor must queue. On a thread that serves timers, `Job::run()` passes each job
+/// to the global executor. If the global executor then runs the job inside `enqueue`, the process stops.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -170,7 +170,7 @@ class TESSALY_EXPORT Executor {
   /// caller keeps the job and the executor alive.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
 
-  /// The executor that runs this executor's turns. By default it is this executor itself.
+  /// The executor in whose isolation this executor's jobs run. By default it is this executor itself.
   [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
   /// Adds a reference; `release` removes it. An executor that may be destroyed before the process ends overrides both

@@ -11,12 +11,14 @@ namespace Tessaly::inline v1 {
 
 /// The executor of work without an isolation.
 ///
-/// Unless the host installs another executor, it is a pool with one thread for each core that the process may use. The
-/// pool is made at first use and never destroyed. Work on it must not block; blocking work goes to `runBlocking`.
+/// Unless the host installs an executor, the global executor is a pool with one thread for each core that the process
+/// may use. The pool is made at first use and never destroyed. Work on the global executor must not block; blocking
+/// work goes to `runBlocking`.
 ///
 /// The pool has one queue with four priorities. At each priority, the task group whose children began to wait most
-/// recently runs first. Its children run in the order in which they were added. Jobs outside task groups are first in,
-/// first out. While children wait, about every sixteenth job that starts is a job outside task groups, if one waits.
+/// recently runs first. The children of a group run in the order in which they were added. Jobs outside task groups run
+/// first in, first out. While children wait, about every sixteenth job that starts is a job outside task groups, if one
+/// waits.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -13,12 +13,12 @@ namespace Tessaly::inline v1 {
 ///
 /// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
-/// The log reports work that waits while no job is taken for 2 s. If no loop serves the queue, one record of type error
-/// says so. If a loop serves the queue but the main thread is busy, records of the default type report this after 2 s,
-/// 4 s, 8 s and so on.
+/// If work waits and no job is taken for 2 s, the library reports this to the log. If no loop serves the queue, one
+/// record of type error says so. If a loop serves the queue but the main thread is busy, records of the default type
+/// report this after 2 s, 4 s, 8 s and so on.
 ///
-/// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when it is readable. The
-/// adapters for GLib and Qt do that. A host without an event loop calls `run()`.
+/// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when the descriptor is
+/// readable. The adapters for GLib and Qt do that. A host without an event loop calls `run()`.
 ///
 /// Thread contract: thread-safe, except where a function says main-isolated.
 ///
@@ -38,13 +38,13 @@ class MainQueue {
   /// Whether the calling thread is the main thread.
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
-  /// A descriptor that is readable while work waits (level-triggered). The queue owns it. The host may only poll it.
-  /// Work that wakes the main thread inside `run()` or `syncWait` does not make the descriptor readable.
+  /// A descriptor that is readable while work waits (level-triggered). The queue owns the descriptor. The host may only
+  /// poll it. Work that wakes the main thread inside `run()` or `syncWait` does not make the descriptor readable.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
-  /// Runs the jobs that wait at the call, but not those that arrive meanwhile. Returns the number of jobs that ran. A
-  /// job may call `drain()` (a modal loop). The inner call then also runs the jobs that the outer call has not reached
-  /// yet.
+  /// Runs the jobs that wait when the call begins, but not those that arrive meanwhile. Returns the number of jobs that
+  /// ran. A job may call `drain()` (a modal loop). The inner call then also runs the jobs that the outer call has not
+  /// reached yet.
   ///
   /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static std::size_t drain() noexcept;

@@ -14,11 +14,12 @@ namespace Tessaly::inline v1 {
 
 /// Runs its jobs one at a time, in the order in which they were enqueued, on threads of the global executor.
 ///
-/// It has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global executor. A task
-/// that hops from the pool onto an idle serial executor continues at once on the same thread. An object holds a serial
-/// executor if at most one job at a time may use the object's state. See `Isolation` for the handle.
+/// A serial executor has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global
+/// executor. A task that hops from the pool onto an idle serial executor continues at once on the same thread. An
+/// object holds a serial executor if at most one job at a time may use the object's state. See `Isolation` for the
+/// handle.
 ///
-/// A turn is a job of the global executor that runs at most 256 of the waiting jobs. It is queued at the highest
+/// A turn is a job of the global executor, and runs at most 256 of the waiting jobs. A turn is queued at the highest
 /// priority among the jobs that wait. A raise of a waiting job, or a new job of a higher priority, raises the queued
 /// turn too. Turns that are queued after that job has run do not keep the raise.
 ///
@@ -64,7 +65,7 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
 
   /// The newest job that was enqueued and not taken, linked to the older jobs. The low bits are the phase.
   std::atomic<std::uintptr_t> word_;
-  // Only the holder uses the members below, until it gives up the executor or queues a turn.
+  // Only the holder uses the members below, except `references_`, until it gives up the executor or queues a turn.
   /// The jobs that were taken from the word, in order.
   JobList ready_;
   /// The number of the job that was taken last, and the number of the job that was started last.

@@ -47,8 +47,8 @@ void WaitedState<T>::didComplete() noexcept {
 /// main thread runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread
 /// runs the operation without isolation.
 ///
-/// Waiting would deadlock on a thread of the pool, and inside a job of a serial executor on another thread than the
-/// main thread. There the call stops the process. Use `co_await` there.
+/// Waiting would deadlock on a thread of the pool. It would also deadlock in a job of a serial executor, except on the
+/// main thread. In both places the call stops the process. Use `co_await` there.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -84,7 +84,7 @@ class Task {
   /// result, and a second wait stops the process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
 
-  /// This operator does not compile, because it would not say whether the result is wanted.
+  /// A use of this operator does not compile, because it would not say whether the result is wanted.
   template <typename Awaited = T>
   [[nodiscard]] std::suspend_never operator co_await() const {
     static_assert(false, "a Task is not awaited itself: write co_await task.value(), or task.finished() to only wait");
@@ -135,8 +135,8 @@ class Task {
   }
 
   /// Like `sleep`, for a number of microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. NaN,
-  /// a negative time, and 2^64 ns or more stop the process. More than 292 years last forever. Include
-  /// FoundationExtensions/Task+Sleep.hpp.
+  /// a negative time, and 2^64 ns or more stop the process. More than 292 years last forever. Callers must include
+  /// Tessaly/FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
                                                      Clock& clock = ContinuousClock::shared()) {

@@ -39,8 +39,9 @@ class TaskLocal {
                               : defaultValue_;
   }
 
-  /// Binds the value, calls the body, and returns the body's result. If the body returns an `Async`, the result is an
-  /// `Async` that keeps the body and binds the value from its start to its end.
+  /// Binds the value, calls the body, and returns the body's result. If the body returns an `Async`, the result is
+  /// another `Async`, which keeps the body. Then the value is bound from the start of the resulting `Async` to the end
+  /// of that `Async`.
   template <typename Body>
   auto withValue(Value value, Body body) const {
     if constexpr (isAsync<std::invoke_result_t<Body&>>) {

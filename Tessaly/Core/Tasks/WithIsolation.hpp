@@ -16,8 +16,9 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Moves the current task to another isolation. The task continues at once if it is in that isolation already, or if
-/// this thread can take over the isolation's executor. Otherwise the task waits in the executor's queue.
+/// Moves the current task to another isolation. The task continues at once if it is in that isolation already. On a
+/// thread of the pool it also continues at once if the target is the pool or an idle serial executor. Otherwise the
+/// task waits in the executor's queue.
 class Hop {
  public:
   explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}

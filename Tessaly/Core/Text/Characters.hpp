@@ -62,7 +62,7 @@ enum class GeneralCategory : std::uint8_t {
 [[nodiscard]] TESSALY_EXPORT bool isPunctuation(char32_t scalar) noexcept;
 
 /// Whether the scalar has Unicode's property White_Space. Unlike `std::isspace`, this function accepts U+0085, U+00A0,
-/// U+2028 and U+3000. It excludes U+200B and U+FEFF.
+/// U+2028 and U+3000. This function excludes U+200B and U+FEFF.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isWhiteSpace(char32_t scalar) noexcept;

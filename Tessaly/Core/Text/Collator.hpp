@@ -42,9 +42,9 @@ class Collator {
     bool numeric = true;
   };
 
-  /// The order of a locale. An unknown locale has the order of the root. So has a locale whose identifier ends with
-  /// "POSIX", such as `Locale::current()` in an environment that names no locale. Throws `std::runtime_error` if ICU
-  /// has no data.
+  /// The order of a locale. An unknown locale has the order of the root. A locale whose identifier ends with "POSIX"
+  /// has the order of the root, too: for example `Locale::current()` in an environment that names no locale. Throws
+  /// `std::runtime_error` if ICU has no data.
   TESSALY_EXPORT explicit Collator(const Locale& locale = Locale::current());
   TESSALY_EXPORT Collator(const Locale& locale, Options options);
 

@@ -19,9 +19,9 @@ namespace Tessaly::inline v1::Text {
 /// 29), with the Indic conjuncts of ICU 72's root rules. CR LF, a flag, a family joined by U+200D, a keycap and a
 /// conjunct are one character each. Every maximal ill-formed subsequence counts as one U+FFFD.
 ///
-/// The class is a forward range of `std::string_view`. It neither copies nor owns the text. The standard library has no
-/// counterpart. A table of Unicode 15 gives the boundaries, 16 at a time, without a call of ICU. A cluster longer than
-/// 1 GiB is split.
+/// The class is a forward range of `std::string_view`. The class neither copies nor owns the text. The standard library
+/// has no counterpart. A table of Unicode 15 gives the boundaries, 16 at a time, without a call of ICU. A cluster
+/// longer than 1 GiB is split.
 ///
 /// Thread contract: thread-compatible.
 ///

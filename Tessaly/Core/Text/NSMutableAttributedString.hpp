@@ -46,16 +46,16 @@ class TESSALY_EXPORT NSMutableAttributedString {
 
   /// The attributes of the unit at a position. The reference is valid until the text changes.
   [[nodiscard]] const Attributes& attributes(std::int64_t location) const;
-  /// A range around a position in which all units have equal attributes. A neighbouring unit may have equal attributes
-  /// too, if another call has set them.
+  /// A range around a position. All units of the range have equal attributes. A neighbouring unit may have equal
+  /// attributes too, if another call has set them.
   [[nodiscard]] NSRange effectiveRange(std::int64_t location) const;
 
   /// Adds attributes to a range. A new value replaces an existing value of the same name.
   void addAttributes(const Attributes& attributes, NSRange range);
 
-  /// Replaces a range with a text. The text gets the attributes of the first replaced unit. For an empty range, the
-  /// text gets the attributes of the unit before the range, or else of the unit after it. If there is no unit, the text
-  /// gets no attributes.
+  /// Replaces a range with a new text. The new text gets the attributes of the first replaced unit. For an empty range,
+  /// the new text gets the attributes of the unit before the range, or else of the unit after it. If there is no unit,
+  /// the new text gets no attributes.
   void replaceCharacters(NSRange range, std::u16string_view text);
 
  private:

@@ -43,7 +43,7 @@ class TESSALY_EXPORT NSRegularExpression {
   /// Throws `RegularExpressionError`. Ill-formed UTF-8 counts as U+FFFD.
   explicit NSRegularExpression(std::string_view pattern);
   ~NSRegularExpression();
-  // A move also shares the expression, because a moved-from object would be unusable.
+  // A move also shares the expression, because otherwise a moved-from object would be unusable.
   NSRegularExpression(const NSRegularExpression&) noexcept;
   NSRegularExpression& operator=(const NSRegularExpression&) noexcept;
 
@@ -51,7 +51,7 @@ class TESSALY_EXPORT NSRegularExpression {
 
   /// The ranges of all matches, in order. They do not overlap.
   [[nodiscard]] std::vector<NSRange> matches(std::u16string_view text) const;
-  /// The range of the first match. Absent without a match.
+  /// The range of the first match. Absent if there is no match.
   [[nodiscard]] std::optional<NSRange> rangeOfFirstMatch(std::u16string_view text) const;
 
  private:

@@ -6,8 +6,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The main bundle's identifier, "." and the subsystem. Without an identifier, stops the process and reports the given
-/// place.
+/// The main bundle's identifier, "." and the subsystem. If the bundle has no identifier, stops the process and reports
+/// the given place.
 [[nodiscard]] std::string mainBundleSubsystem(std::string_view subsystem, std::string_view file, unsigned line);
 
 }  // namespace Tessaly::inline v1::detail

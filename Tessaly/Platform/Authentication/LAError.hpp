@@ -65,7 +65,7 @@ class TESSALY_EXPORT LAError final : public Error {
   explicit LAError(LAFailure failure, std::string_view message = {});
   ~LAError() override;
 
-  /// The error for a failure for which the system gives no error. It has the code -1 and only a description.
+  /// The error to throw if the system gives no error. It has the code -1 and only a description.
   [[nodiscard]] static LAError unknownError();
 
   [[nodiscard]] Code laCode() const noexcept { return code_; }

@@ -29,7 +29,7 @@ struct ResolvedBookmark {
 /// directory.
 ///
 /// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
-/// resolves to that same file or to no file, but never to another file with its name. On a volume without times of
+/// resolves to that same file or to no file, but never to another file with the same name. On a volume without times of
 /// creation, a later file with the same inode number counts as the same file.
 ///
 /// Thread contract: thread-safe.

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether only the entries of a directory are followed, or also the entries of all its subdirectories.
+/// The observed entries: only the entries of a directory, or also the entries of all its subdirectories.
 enum class DirectoryDepth : std::uint8_t { entries, tree };
 
 /// A difference in one entry between an earlier and the present state of a directory.

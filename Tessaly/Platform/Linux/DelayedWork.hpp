@@ -36,8 +36,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
 
   Clock& clock_;
   const std::function<void()> work_;
-  /// Held while `schedule` or `cancel` changes the timer, and acquired before `lock_`. If the deadline has passed, the
-  /// clock may fire the timer before `Clock::add` returns.
+  /// Held while `schedule` or `cancel` changes the timer, and acquired before `lock_`. `lock_` is not held during
+  /// `Clock::add`: if the deadline has passed, the clock may fire the timer before `Clock::add` returns.
   UnfairLock scheduling_;
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.

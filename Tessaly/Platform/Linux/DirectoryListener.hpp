@@ -14,12 +14,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Keeps the names that the kernel's events about several directories mention.
+/// Keeps the names in the kernel's events about several directories.
 ///
 /// Thread contract: thread-safe.
 class DirectoryListener final : public InotifyHub::Subscriber {
  public:
-  /// The names to examine again, each with whether its file was written.
+  /// The names to examine again. Each value says whether the named file was written.
   using Names = std::unordered_map<std::string, bool>;
   /// The events since the last call of `take`, for each watch.
   struct Heard {

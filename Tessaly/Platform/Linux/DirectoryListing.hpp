@@ -35,7 +35,7 @@ struct FoundFile {
 /// nothing if the entry does not exist. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
-/// Whether a listing fails if an entry gives `EIO`, or omits the entry.
+/// The treatment of an entry that gives `EIO`: the listing fails, or omits the entry.
 enum class UnreadableEntry : std::uint8_t { fails, isOmitted };
 
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.

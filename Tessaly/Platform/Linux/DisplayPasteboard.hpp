@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A connection to a display, with a thread that answers pasting programs.
+/// A connection to a display. The connection's thread answers programs that paste.
 ///
 /// Thread contract: thread-safe.
 class DisplaySelection {
@@ -32,7 +32,7 @@ class DisplaySelection {
 /// ended.
 ///
 /// The contents stay available until another program replaces them, or until this process ends. A thread answers
-/// pasting programs.
+/// programs that paste.
 ///
 /// Thread contract: thread-safe.
 ///

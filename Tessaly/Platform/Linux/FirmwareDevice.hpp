@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 ///     if (device.source() == DeviceSource::none) return;
 class TESSALY_EXPORT FirmwareDevice final : public DeviceBackend {
  public:
-  /// Reads the files below the given directory instead of "/".
+  /// A backend that reads the files below the directory `rootFolder`, or below "/" if `rootFolder` is empty.
   explicit FirmwareDevice(std::string rootFolder = {}) : rootFolder_(std::move(rootFolder)) {}
   ~FirmwareDevice() override;
 

@@ -93,7 +93,7 @@ class InotifyDirectorySource final : public DirectorySource {
   const DirectoryDepth depth_;
   const std::shared_ptr<DirectoryListener> listener_;
   InotifyChangeSource pathSource_;
-  /// Whether the directory must be opened again, because none was found yet or the path leads elsewhere.
+  /// Whether the directory must be opened again, because no directory was found yet or the path leads elsewhere.
   bool isLost_ = true;
   bool looksAtEverything_ = false;
   /// The reason why names are examined now.
@@ -102,14 +102,14 @@ class InotifyDirectorySource final : public DirectorySource {
   std::unordered_map<int, std::vector<Directory*>> watched_;
   std::size_t polledDirectories_ = 0;
   /// Names to examine: those of the latest events, and those that could not be examined. If a name could not be
-  /// examined, its directory may have moved, and the event of the move has not arrived yet.
+  /// examined, its directory may have moved before the event of the move arrived.
   std::unordered_map<Directory*, Names> postponed_;
 
   // The state of one call of takeChanges.
   std::vector<Place> found_;
   std::map<EntryIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
   /// Files with several names, if one of the names had an event or is new. The kernel sends no event for the other
-  /// names. It also sends no event for a write that preceded the watch of the new name's directory.
+  /// names. The kernel also sends no event for a write that preceded the watch of the new name's directory.
   std::set<EntryIdentity> linked_;
   std::vector<DirectoryChange> changes_;
   std::vector<std::unique_ptr<Directory>> removed_;

@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A sink that passes the records of a ring on to the system's journal, on its own thread. The thread starts at the
-/// first record that finds the journal's socket. The writes of records check for the socket at most once a second.
+/// A sink that passes the records of a ring on to the system's journal, on its own thread. The thread starts when
+/// `write` first finds the journal's socket. Until then, `write` checks for the socket at most once a second.
 ///
 /// The thread sends all records of the ring. Then it checks for new records every 10 ms for 50 ms, so that a burst of
 /// records wakes the thread once. While there is no journal, the records stay in the ring. The thread counts the

@@ -20,13 +20,13 @@ namespace detail {
 class SettingsFileSystem;
 }  // namespace detail
 
-/// A store of the settings in one directory. A journal holds the valid values, and a property list beside it is its
-/// checkpoint.
+/// A store of the settings in one directory. A property list holds the values at the last checkpoint. A journal beside
+/// the list holds the later changes, which take precedence.
 ///
-/// docs/settings.md describes the files and the order in which they are written. It also says which values survive
-/// which failure.
+/// docs/settings.md describes the files and the order in which they are written. That page also says which values
+/// survive which failure.
 ///
-/// No call waits for other processes for longer than 2 s in all. If the property list cannot be read, `close()` and the
+/// No call waits longer than 2 s in all for other processes. If the property list cannot be read, `close()` and the
 /// destructor wait up to 1.1 s more. After an operation has waited 2 s for the journal's lock, later operations do not
 /// wait for this lock, and their writes stay in memory. Operations wait again after an operation has found the lock
 /// free.
@@ -64,8 +64,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   static constexpr std::chrono::seconds retryDelay{1};
   /// A journal that reaches both this size and the size of the property list gets its checkpoint at once.
   static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
-  /// Each write pauses for 0.1 ms while the journal has at least this many times the larger of `largeJournal` and the
-  /// size of the property list.
+  /// Each write pauses for 0.1 ms while the journal is overdue. The size of an overdue journal is at least this many
+  /// times the larger of `largeJournal` and the size of the property list.
   static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
@@ -93,7 +93,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes the changes that no checkpoint holds yet into the property list. Called for the store of
+  /// Writes the changes since the last checkpoint into the property list. Called for the store of
   /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits up to
   /// `damageDelay` for a readable list.
   void close() noexcept;

@@ -17,7 +17,8 @@ struct sd_bus_slot;
 
 namespace Tessaly::inline v1 {
 
-/// A watch of NetworkManager's property `Metered`, the expense of the connection, on the system bus.
+/// A watch of NetworkManager's property `Metered` on the system bus. The property says whether the connection is
+/// expensive.
 ///
 /// The watch starts no service and waits for no service. Answers arrive through the reactor at any time. The watch
 /// notices a daemon that starts, ends or restarts. After the connection to the bus has ended, only another call of

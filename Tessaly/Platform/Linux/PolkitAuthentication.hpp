@@ -24,7 +24,7 @@ namespace Tessaly::inline v1 {
 ///     std::unique_ptr<LAContext> context = polkit.makeContext();
 class TESSALY_EXPORT PolkitAuthentication final : public AuthenticationBackend {
  public:
-  /// Without an argument, each context uses the bundle's action at the time of `makeContext`.
+  /// If `action` is absent, each context uses the bundle's action at the time of `makeContext`.
   explicit PolkitAuthentication(std::optional<std::string> action = std::nullopt) : action_(std::move(action)) {}
   ~PolkitAuthentication() override;
 

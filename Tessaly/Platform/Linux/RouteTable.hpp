@@ -77,7 +77,7 @@ class TESSALY_EXPORT RouteTable {
     unsigned halves = 3;
     bool hasPreferredSource = false;
     AddressBytes preferredSource{};
-    /// The links of the route's next hops that are not dead.
+    /// The link of each next hop of the route, except dead next hops.
     std::vector<int> links;
   };
 

@@ -39,7 +39,7 @@ struct FileContents {
 /// to open the path.
 [[nodiscard]] StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files);
 /// Removes the files whose paths are `beginning` followed by a number, if their last write was more than a minute ago.
-/// Such a file is left if a process is killed while it writes the file.
+/// A process that is killed while it writes such a file leaves the file behind.
 void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
 /// Whether a file that is set aside also keeps its own name.

@@ -26,7 +26,7 @@ class SettingsJournalFile {
     current,
     /// The path has another file, or no file.
     replaced,
-    /// The path has the same file, but the bytes that were read of it have changed.
+    /// The path has the same file, but bytes that were already read from this file have changed.
     overwritten,
   };
 
@@ -59,7 +59,7 @@ class SettingsJournalFile {
   [[nodiscard]] StoreResult<bool> isIntact();
 
   [[nodiscard]] StoreResult<std::string> contents(std::size_t maximum = SIZE_MAX);
-  /// Begins to follow a journal with this header. `known` is the beginning of the journal that was already read.
+  /// Begins to follow a journal with this header. `known` is the part at the journal's beginning that was already read.
   void follow(const JournalHeader& header, std::string_view known);
   /// The bytes behind `offset()`, which are valid until the next call of `news`. Fails with `overwritten` if the file
   /// is shorter than `offset()`, or if the last bytes before the news have changed.
@@ -76,8 +76,8 @@ class SettingsJournalFile {
 
   /// Makes a journal if the path has none. Does nothing if another process has just made one.
   [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
-  /// Replaces this journal with a new one. Keeps a journal that is not empty at a new path, and returns that path. For
-  /// an empty journal, returns `path()`. Needs the exclusive lock.
+  /// Replaces this journal with a new one. If this journal is not empty, keeps it at a new path and returns that path.
+  /// For an empty journal, returns `path()`. Needs the exclusive lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
   /// Makes this journal the old journal, and continues with an empty journal. Needs the exclusive lock.
   [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);

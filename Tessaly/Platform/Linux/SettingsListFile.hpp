@@ -33,7 +33,7 @@ class SettingsListFile {
   SettingsListFile(SettingsFileSystem& files, const std::string& directory, std::uint64_t writer);
 
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
-  /// The directory in which the file stands, behind symbolic links.
+  /// The directory of the file itself, after all symbolic links at the path were followed.
   [[nodiscard]] std::string targetDirectory() const;
   /// The identity of the file. `isNone()` is true if there is no file, or if the file's status cannot be read.
   [[nodiscard]] FileIdentity identity() const { return look().value_or(FileIdentity{}); }

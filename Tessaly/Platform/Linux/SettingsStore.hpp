@@ -96,7 +96,7 @@ class SettingsStore {
   struct CheckpointBeginning {
     bool isNeeded = false;
     bool hadOldJournal = false;
-    /// The number of loads until then, as `SettingsValues::loads` counts them.
+    /// The number of loads up to the end of `beginCheckpoint`, as `SettingsValues::loads` counts them.
     std::uint64_t loads = 0;
     PropertyListFormat format = PropertyListFormat::binary;
     /// The state at the end of `beginCheckpoint`.
@@ -137,7 +137,7 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether this journal records how much of the former journal the maker of this journal had read. If so, the next
+    /// Whether the maker of the new journal has recorded how much of the former journal it had read. If so, the next
     /// two members say how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
@@ -228,8 +228,8 @@ class SettingsStore {
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
   /// The inode number of the directory of the journal that was followed last.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
-  /// Whether the old journal is damaged, or another program has put it there. If so, the old journal is set aside
-  /// instead of removed.
+  /// Whether the old journal is damaged, or comes from another program. If so, the old journal is set aside instead of
+  /// removed.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   /// Whether the journal that was followed last was already overwritten when a new journal took its place. The maker of

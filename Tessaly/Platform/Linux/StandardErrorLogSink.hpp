@@ -22,7 +22,7 @@ namespace Tessaly::inline v1 {
 class TESSALY_EXPORT StandardErrorLogSink {
  public:
   /// Switches the sink on or off. Switching on duplicates the descriptor of standard error, so a later redirection has
-  /// no effect until the sink is switched on again. If standard error is closed, the sink stays off.
+  /// no effect until the sink is switched on again. If standard error is closed, the sink is off afterwards.
   void set(LogSwitch state) noexcept;
   [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
 

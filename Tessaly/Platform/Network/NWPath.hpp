@@ -33,7 +33,7 @@ class NWPath {
     /// A route becomes usable after a connection is made. The Linux backend never reports this status.
     requiresConnection,
     /// The status is unknown, because the kernel did not report its routes to this process. Later versions may add
-    /// further values.
+    /// further values to the enumeration.
     unknown,
   };
 

@@ -38,8 +38,8 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
  public:
   using PathUpdateHandler = std::function<void(const NWPath& path)>;
 
-  /// Makes a monitor of all interfaces. The monitor reports nothing until it is started. Processes the kernel's pending
-  /// messages. The first monitor of a process reads the kernel's tables.
+  /// Makes a monitor of all interfaces. The monitor reports nothing until it is started. The call processes the
+  /// kernel's pending messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
   /// Cancels the monitor. A call of the handler that is under way keeps the monitor alive until the call returns.

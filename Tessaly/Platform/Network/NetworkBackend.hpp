@@ -59,8 +59,8 @@ class TESSALY_EXPORT NetworkBackend {
     /// Monitors are notified only if the status or the expense changed.
     ofChanges,
   };
-  /// Computes the new path with `change`, which receives the present path. Passes the new path to the monitors.
-  /// `change` is called under the backend's lock, so it must not call the backend or a monitor.
+  /// Computes the new path with `change`, which receives the present path. Notifies the monitors on the occasions that
+  /// `telling` names. `change` is called under the backend's lock, so it must not call the backend or a monitor.
   void update(Telling telling, const std::function<NWPath(const NWPath& path)>& change);
 
  private:

@@ -30,7 +30,7 @@ enum class PowerProblem : std::uint8_t {
   noBus,
   /// No program owns the service's name.
   noOwner,
-  /// The service did not answer within 2 s.
+  /// The service or its bus did not answer within 2 s.
   notAnswering,
   /// The service answered with an error.
   refused,

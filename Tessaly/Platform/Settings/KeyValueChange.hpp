@@ -30,11 +30,11 @@ struct KeyValueChange {
   /// The content of `newValue` after a removal.
   [[nodiscard]] static ObjectOrNull null() noexcept { return std::nullopt; }
 
-  /// The value after the change, or `null()` after a removal. Has no entry if the observer did not request the value.
+  /// The value after the change, or `null()` after a removal. Absent if the observer did not request the value.
   std::optional<ObjectOrNull> newValue = std::nullopt;
   ChangeOrigin origin = ChangeOrigin::thisProcess;
 
-  /// Whether the change has no `newValue` entry.
+  /// Whether `newValue` is absent.
   [[nodiscard]] bool isEmpty() const noexcept { return !newValue.has_value(); }
 };
 

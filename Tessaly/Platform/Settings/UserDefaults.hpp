@@ -29,7 +29,7 @@ namespace Tessaly::inline v1 {
 /// stored stays in memory, and the store tries again to store the value. `status()` has the reason. docs/settings.md
 /// says which values survive which failure.
 ///
-/// Hosts use `Default`, which gives settings a type. This class is for batches and for names that are only known at run
+/// Hosts use `Default`, which gives settings a type. This class is for batches and for keys that are only known at run
 /// time.
 ///
 /// Thread contract: thread-safe.
@@ -97,8 +97,8 @@ class TESSALY_EXPORT UserDefaults : public Object {
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
   /// A number that changes with each change of a value, and that no other store has had. A host's store that does not
-  /// override this function returns 0. Unless the number is 0, a value that was read is current while `revision()`
-  /// returns the same number as before the read. Takes a few nanoseconds.
+  /// override this function returns 0. A value that was read is current as long as `revision()` returns the same number
+  /// as before the read. The number 0 gives no such promise. Takes a few nanoseconds.
   [[nodiscard]] virtual std::uint64_t revision() const noexcept;
 
  protected:

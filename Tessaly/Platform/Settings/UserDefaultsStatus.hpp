@@ -28,7 +28,7 @@ enum class UserDefaultsProblem : std::uint8_t {
   valueTooLarge,
   /// Another error of the system, with its code.
   systemError,
-  /// Another process holds the journal's lock, usually for longer than 2 s. That process may have been stopped.
+  /// Another process holds the journal's lock, usually for longer than 2 s. That process may be suspended.
   lockHeld,
   /// The property list cannot be read at present.
   unreadablePropertyList,
@@ -69,7 +69,8 @@ struct UserDefaultsIncident {
   /// The system's error code; 0 if there is none.
   std::int32_t errorCode = 0;
 
-  /// A sentence for people: what happened, to what, and what to do about it.
+  /// A sentence for people: the problem and its consequence. The file and the system's reason follow in parentheses if
+  /// they are known.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   friend bool operator==(const UserDefaultsIncident&, const UserDefaultsIncident&) = default;

@@ -57,7 +57,7 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
 
  private:
   InMemoryUserDefaults();
-  /// Returns false if a value of this depth is nested too deeply, and updates the problem of the status.
+  /// Returns whether the store takes values of this depth. Also updates the problem of the status.
   bool admits(std::uint32_t depth);
   void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 

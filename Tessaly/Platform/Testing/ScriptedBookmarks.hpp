@@ -30,12 +30,12 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
 
   /// Throws `POSIXError` with `ENOENT` for a file that does not exist.
   [[nodiscard]] Data bookmarkData(const URL& url, BookmarkCreationOptions options) override;
-  /// The result is stale if the file moved after the data was made.
+  /// The result is stale if the file's path is not the path for which the data was made.
   [[nodiscard]] ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override;
 
-  /// While this error code is set, `bookmarkData` and `resolve` throw it.
+  /// While this error code is set, `bookmarkData` and `resolve` throw a `POSIXError` with the code.
   std::optional<int> failure;
-  /// The options of the calls that made and resolved data, in order.
+  /// The options of the calls of `bookmarkData` and of the calls of `resolve`, each in order.
   std::vector<BookmarkCreationOptions> creations;
   std::vector<BookmarkResolutionOptions> resolutions;
 

@@ -29,7 +29,7 @@ class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
   std::map<std::string, std::string> values;
   /// Called at the end of each successful request for a size, before the request for the text.
   std::function<void()> afterSize;
-  /// The requested names in order. A "?" follows a name if only its size was requested.
+  /// The requested names in order. A "?" follows a name if only the size of its text was requested.
   std::vector<std::string> calls;
 };
 

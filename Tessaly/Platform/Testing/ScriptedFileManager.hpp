@@ -45,7 +45,7 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<void(const URL&)> excludeFromBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
-  /// Makes every source that is resumed and not cancelled report `event`, even if the source's mask lacks this event.
+  /// Reports `event` from every source that is resumed and not cancelled, even if the source's mask lacks this event.
   /// Returns the number of these sources.
   int fire(FileSystemEvent event);
   /// The number of sources that are resumed and not cancelled.

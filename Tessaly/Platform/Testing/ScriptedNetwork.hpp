@@ -25,7 +25,7 @@ class TESSALY_EXPORT ScriptedNetwork final : public NetworkBackend {
   explicit ScriptedNetwork(NWPath path);
   explicit ScriptedNetwork(NWPath::Status status);
 
-  /// Sets the current path and reports the path to all monitors, even if it did not change.
+  /// Sets the current path and reports the path to all monitors, even if the path did not change.
   void setPath(NWPath path);
   void setStatus(NWPath::Status status);
   /// Counts the monitors, because each new monitor calls this function.

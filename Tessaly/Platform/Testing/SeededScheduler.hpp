@@ -30,7 +30,7 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT SeededScheduler final : public Executor {
  public:
-  /// Makes the process's scheduler the global executor. Stops the process if another executor is in use.
+  /// Makes the process's only `SeededScheduler` the global executor. Stops the process if another executor is in use.
   static SeededScheduler& install();
 
   void reseed(std::uint64_t seed);

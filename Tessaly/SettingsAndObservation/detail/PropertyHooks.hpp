@@ -35,7 +35,7 @@ struct Monitoring {
   }
 };
 
-/// Reports the changes of a stored property to the object's monitors. The hook reads nothing of the object, because
+/// Reports the changes of a stored property to the object's monitors. The hook reads no part of the object, because
 /// another thread may be destroying the object.
 class TESSALY_EXPORT StoredPropertyHook final : public PointObserver {
  public:

@@ -37,7 +37,7 @@ class Default<Value>::Backing final : public KeyValueObserver {
   [[nodiscard]] const Key& key() const noexcept { return key_; }
   [[nodiscard]] const std::shared_ptr<UserDefaults>& storage() const noexcept { return storage_; }
 
-  /// The setting. Recorded by observation tracking.
+  /// The value of the setting. Observation tracking records the read.
   [[nodiscard]] Value value() const {
     observationRegistrar_.access(*this, keyPath<&Backing::value>);
     return read(*storage_, key_);

@@ -87,8 +87,8 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
       onChange_ = [handler = std::move(onChange)](const StoredValue& stored, ChangeOrigin) mutable { handler(stored); };
     }
   }
-  /// If the rule allows the stored value, returns the stored value. Otherwise returns the stored form of the value that
-  /// the key reads.
+  /// If the rule allows the stored value, or if that value does not convert to `Value`, returns the stored value.
+  /// Otherwise returns the stored form of the value that the key reads.
   [[nodiscard]] StoredValue admitted(StoredValue stored) const {
     auto value = UserDefaultsValueTransformableTraits<Value>::from(stored);
     if (!value || key_.allows(*value)) return stored;

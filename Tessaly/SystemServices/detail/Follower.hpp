@@ -34,13 +34,13 @@ Task<> yieldAfter(std::chrono::nanoseconds duration, Clock& clock, const Continu
 template <typename Source>
 class Follower {
  public:
-  /// Makes the source with a function that wakes the waiting task. If `make` throws, `source()` throws the same
-  /// exception.
+  /// Makes the source by calling `make`. The argument of `make` is a function that wakes the waiting task. If `make`
+  /// throws, `source()` throws the same exception.
   template <typename Make>
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
-  /// Records for a scope that a task waits. Stops the process if another task already waits.
+  /// An object whose lifetime marks that a task waits. The constructor stops the process if another task already waits.
   class SoleConsumer {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {

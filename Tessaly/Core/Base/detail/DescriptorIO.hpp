@@ -32,7 +32,7 @@ struct Transferred {
 
 /// Writes all bytes. If the system accepts no byte and reports no error, the error is `EIO`.
 [[nodiscard]] TESSALY_EXPORT Transferred writeFull(int descriptor, const void* bytes, std::size_t size) noexcept;
-/// `writeFull` that returns only the `errno`, or 0.
+/// Like `writeFull`, but returns only the `errno`, or 0.
 [[nodiscard]] inline int writeAll(int descriptor, std::string_view bytes) noexcept {
   return writeFull(descriptor, bytes.data(), bytes.size()).error;
 }

@@ -12,8 +12,9 @@ TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 /// Marks the children of later forks. Called before each start of a library thread.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 
-/// Whether this is the child of a fork that happened after the parent's runtime had started threads. Destructors and
-/// the log call this function, because they must work in such a child or do nothing there. One relaxed load.
+/// Whether this process is the child of a fork that happened after the parent's runtime had started threads.
+/// Destructors and the log call this function, because they must work in such a child or do nothing there. One relaxed
+/// load.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool isForkedChild() noexcept { return isForkedChildOfRuntime.load(std::memory_order_relaxed); }

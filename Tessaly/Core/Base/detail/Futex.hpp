@@ -9,7 +9,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Sleeps while the word has the value, until woken. May return early, so callers test the word again.
+/// If the word has the value, sleeps until `futexWake` wakes this thread. May return early, so callers test the word
+/// again.
 TESSALY_EXPORT void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t value) noexcept;
 
 /// `futexWait` for at most `nanoseconds`. Returns false if that time has elapsed.

@@ -10,7 +10,7 @@ namespace Tessaly::inline v1::detail {
 /// Starts a detached thread of the library. It blocks all signals, has a name of at most 15 characters for debuggers,
 /// and is never joined. The child of a later fork must not use the runtime (see `stopIfForkedChild`).
 ///
-/// Stops the process if the system refuses a thread, and if `body` throws.
+/// Stops the process if the system refuses a thread, or if `body` throws.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void startLibraryThread(const char* name, std::move_only_function<void()> body);

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes dates of the Gregorian calendar by the parts of a pattern. The text equals that of ICU's date format, but
-/// writing calls no function of ICU. `read` parses such texts.
+/// Writes dates of the Gregorian calendar, part by part, as a pattern says. The text equals that of ICU's date format,
+/// but writing calls no function of ICU. `read` parses such texts.
 ///
 /// Thread contract: thread-compatible. Writing and reading are thread-safe while no thread changes the object.
 struct DateWriter {

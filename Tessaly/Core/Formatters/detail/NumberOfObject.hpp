@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The number in an `NSNumber`, `bool`, `float`, `double` or a standard integer type. Absent for every other object,
-/// also for a `char` or a `long double`.
+/// including a `char` or a `long double`.
 [[nodiscard]] inline std::optional<NSNumber> numberOfObject(const std::any& object) noexcept {
   std::optional<NSNumber> result;
   const auto tryKind = [&]<typename Number>() {

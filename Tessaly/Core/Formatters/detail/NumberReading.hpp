@@ -14,11 +14,11 @@ namespace Tessaly::inline v1::detail {
 /// The relation of the text around a number to the text that a style writes there.
 enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 
-/// The values that a text can have as a number of a shape, the most probable one first. No values if the text is not a
-/// number.
+/// The values that a text can mean as a number of a given shape, the most probable value first. `values` is empty if
+/// the text is not a number.
 ///
 /// The label of a shape is its currency, its unit or its percent sign. The text may have the label in any width, or no
-/// label. `label` describes the match. If `label` is `other`, there are no values.
+/// label. `label` describes the match. If `label` is `other`, `values` is empty.
 struct NumberReading {
   LabelMatch label = LabelMatch::other;
   std::vector<double> values;

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 template <typename Style>
 class NumericStyle {
  public:
-  /// Sets the locale. Absent at first, which means the current locale at every use.
+  /// Sets the locale. Absent by default, which means the current locale at every use.
   [[nodiscard]] Style locale(const std::optional<Locale>& locale) const {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
@@ -32,7 +32,7 @@ class NumericStyle {
   }
   /// Sets an exact number of fraction digits.
   [[nodiscard]] Style fractionDigits(std::int64_t digits) const { return fractionDigits(digits, digits); }
-  /// Sets whether the locale's grouping separators are written. At first true.
+  /// Sets whether the locale's grouping separators are written. True by default.
   [[nodiscard]] Style grouping(bool isGrouped) const {
     return changed([&](Style& style) { style.shape_.isGrouped = isGrouped; });
   }
@@ -53,8 +53,9 @@ class NumericStyle {
     return numberRangeText(identifier(), shape_, lower, upper);
   }
 
-  /// The number of a text. Absent if the text is not a number of this style. If a lenient text has several meanings,
-  /// such as "1.234", the decimal separator of the locale decides. "∞" and "NaN" are not parsed. O(n).
+  /// The number that a text represents. Absent if the text is not a number of this style. In lenient mode a text may
+  /// have several meanings, such as "1.234". Then the decimal separator of the locale decides. "∞" and "NaN" are not
+  /// parsed. O(n).
   [[nodiscard]] std::optional<double> parse(std::string_view text, Parsing parsing = Parsing::lenient) const {
     for (const double value : readNumber(identifier(), shape_, text).values) {
       if (parsing == Parsing::lenient || format(value) == text) return value;

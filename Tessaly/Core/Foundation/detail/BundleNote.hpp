@@ -9,9 +9,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-// The note that `tessaly_bundle` puts into an executable. Its owner is "Tessaly" and its type is 1. Its description
-// alternates keys and values. A zero byte ends each key and each value. The key "CFBundleLocalizations" comes once for
-// every localization.
+// The note that `tessaly_bundle` puts into an executable. The note's owner is "Tessaly" and its type is 1. The note's
+// description contains keys and values in turn. A zero byte ends each key and each value. The key
+// "CFBundleLocalizations" comes once for every localization.
 
 /// Searches for the note in a segment of notes. Absent if the note is missing. A damaged note ends the search.
 [[nodiscard]] TESSALY_EXPORT std::optional<BundleInformation> findBundleNote(std::span<const std::byte> segment,

@@ -18,8 +18,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The system's database of file types. `update-mime-database` makes its files according to the Shared MIME-info
-/// Database specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
+/// The system's database of file types. `update-mime-database` makes the files of the database according to the Shared
+/// MIME-info Database specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
 ///
 /// Thread contract: thread-compatible. A database is thread-safe while no thread adds files to it.
 class TESSALY_EXPORT MIMEDatabase {
@@ -62,8 +62,8 @@ class TESSALY_EXPORT MIMEDatabase {
   [[nodiscard]] std::string typeOf(std::string_view name,
                                    const std::function<std::optional<std::string>(std::size_t)>& contents) const;
 
-  /// The names of a type for people, by the database's language codes, such as "de" and "pt_BR". The code of English is
-  /// empty. The map is empty if no directory has a description of the type.
+  /// The human-readable names of a type, by the database's language codes, such as "de" and "pt_BR". The code of
+  /// English is empty. The map is empty if no directory has a description of the type.
   using Comments = std::map<std::string, std::string, std::less<>>;
   [[nodiscard]] Comments comments(std::string_view type) const;
 

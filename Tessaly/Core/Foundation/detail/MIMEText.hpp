@@ -31,8 +31,8 @@ void forEachLine(std::string_view text, Body body) {
   }
 }
 
-/// Removes and returns the text before a separator, and removes the separator. Without a separator, removes and returns
-/// the whole text.
+/// Removes and returns the text before a separator, and removes the separator. If there is no separator, removes and
+/// returns the whole text.
 inline std::string_view takeUntil(std::string_view& text, char separator) noexcept {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string_view part = text.substr(0, end);

@@ -116,7 +116,7 @@ class TESSALY_EXPORT AccessList {
   std::unique_ptr<Many> many_;
 };
 
-/// Disables tracking on this thread for a scope, so that reads of handlers do not enter the lists.
+/// Disables tracking on this thread for a scope, so that reads by handlers do not enter the lists.
 class WithoutTracking {
  public:
   WithoutTracking() noexcept : list_(std::exchange(currentAccessList, nullptr)) {}

@@ -31,7 +31,7 @@ struct Registration {
 };
 
 /// The record of the trackings and observers of one property of one object. The first tracked read of the property
-/// makes the point. The property, every reader, every registration and every observer hold a reference on the point.
+/// makes the point. The property, every reader, every registration and every observer hold a reference to the point.
 ///
 /// A reader records the version. The registration of a tracking compares the version under the lock, and no change ends
 /// while another thread holds the lock. So a change by another thread between the read and the registration is not
@@ -74,7 +74,7 @@ class TESSALY_EXPORT ObservationPoint {
     if (word_.endChange(last)) return callAfterChange(last);
     if (currentAccessList != nullptr) noteOwnChange(last, VersionWord::atEnd(last));
   }
-  /// The end of the property, which counts as a last change.
+  /// Called when the property ends. The end counts as a last change.
   void end() noexcept;
 
   /// The outcome of `link`: the tracking is registered, or one of the three reasons why it is not.

@@ -16,11 +16,11 @@ namespace Tessaly::inline v1::detail {
 /// turn. During a turn no entry moves: new observers are appended, ended ones are only marked, and an outgrown array is
 /// kept.
 ///
-/// While only one thread holds turns, that thread calls observers without the lock. Before each call it marks the
-/// observer by `AsymmetricFence::publish`, and then checks whether the turn is shared. A second thread that changes the
-/// value or ends an observation must know which thread calls which observer. So the second thread first shares the
-/// turn: it sets a flag, and then executes a fence in all threads. From then on, every step takes the lock until the
-/// last turn ends.
+/// While the turns are not shared, one thread holds them all and calls observers without the lock. Before each call it
+/// marks the observer by `AsymmetricFence::publish`, and then checks whether the turns are shared. A second thread that
+/// changes the value or ends an observation must know which thread calls which observer. So the second thread first
+/// shares the turns: it sets a flag, and then executes a fence in all threads. From then on, every step takes the lock
+/// until the last turn ends.
 ///
 /// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {

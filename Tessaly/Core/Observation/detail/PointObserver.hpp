@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The observer of a property, stored or computed. Reference-counted.
+/// The observer of a stored or computed property. Reference-counted.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Observer {

@@ -11,11 +11,11 @@ namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
 /// list that has entries. The version counts the begun changes and the running changes. So an announcement is at most
-/// one atomic read-modify-write operation without contention. The same operation takes the lock if the point has
-/// something to call.
+/// one atomic read-modify-write operation without contention. The same operation takes the lock if a tracking or an
+/// observer must be called.
 ///
 /// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
-/// only at its end. A reader of the old value is in a list at that end, or later finds another version.
+/// only at its end. A reader of the old value has entered a list before that end, or later finds another version.
 ///
 /// While a thread holds the lock, no other thread writes the word, so releasing the lock is a plain store. A waiting
 /// thread is not woken. It tries again after each of 100 processor pauses, and then every 50 µs. The lock is held while
@@ -48,8 +48,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
 
   [[nodiscard]] Version version() const noexcept { return word_.load(std::memory_order_acquire) & ~flags; }
 
-  /// Begins a change. If trackings must be called before it, takes the lock, sets `last` to the version before the
-  /// change, and returns true.
+  /// Begins a change. If trackings must be called before the change, takes the lock, sets `last` to the version before
+  /// the change, and returns true.
   [[nodiscard]] bool beginChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     // A locked word may lack the flags of its lists.
@@ -63,8 +63,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
     }
     return false;
   }
-  /// Ends a change, and sets `last` to the version before its end. If the point has anything to call, takes the lock
-  /// and returns true.
+  /// Ends a change, and sets `last` to the version before its end. If a tracking or an observer must be called, takes
+  /// the lock and returns true.
   [[nodiscard]] bool endChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     for (;;) {

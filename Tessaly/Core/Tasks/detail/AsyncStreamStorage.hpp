@@ -289,10 +289,10 @@ class AsyncStreamStorage {
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
 
-  // If the buffer of an unbounded stream has at least 16 elements, a consumer moves the whole buffer out of the
-  // producers' way at once. So the two ends seldom wait for each other. The elements in `ahead_` come before the
-  // elements in the buffer. A consumer fills `ahead_` only while `ahead_` is empty. To fill `ahead_`, the consumer
-  // holds both locks. It takes `lock_` first.
+  // If an unbounded stream's buffer has at least 16 elements, a consumer moves the whole buffer out of the producers'
+  // way in one step. So the two ends seldom wait for each other. The elements in `ahead_` come before the elements in
+  // the buffer. A consumer fills `ahead_` only while `ahead_` is empty. To fill `ahead_`, the consumer holds both
+  // locks. It takes `lock_` first.
   alignas(cacheLine) UnfairLock aheadLock_;
   std::atomic<std::size_t> aheadCount_{0};
   GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);

@@ -6,7 +6,7 @@ namespace Tessaly::inline v1::detail {
 class Pool;
 
 /// The global pool's view of a thread that waits for events. After serving events, the thread itself runs the jobs that
-/// wait in the pool. So one wake-up leads from an event to a coroutine.
+/// wait in the pool. So an event needs only one wake-up to reach a coroutine.
 ///
 /// At most one such thread runs jobs, and only in the place of a sleeping thread of the pool. The pool therefore never
 /// runs more jobs at once than it has threads. Without the library's pool the thread only serves events.

@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The one inotify instance of the process, shared by all sources, because the system gives each user few instances. It
-/// is opened at first use and never closed.
+/// The one inotify instance of the process. All sources share it, because the system gives each user only a few
+/// instances. The instance is opened at first use and never closed.
 ///
 /// The hub's own thread reads the events. So a slow subscriber delays later events, but delays neither timers nor
 /// tasks.
@@ -40,14 +40,14 @@ class TESSALY_EXPORT InotifyHub {
   /// Watches a path for the events of the mask. The subscriber may also receive events that other subscribers
   /// requested, but no event from before this call. Returns the number of the watch, or the negative `errno`.
   ///
-  /// The caller must have just examined the path. A volume that does not answer then blocks the caller in that
-  /// examination, and not here under the hub's lock. The caller may hold locks that a subscriber's `wake` needs,
-  /// because the hub calls `wake` on another thread. But `add` may call `note` on this thread.
+  /// The caller must have just examined the path. If the volume does not answer, the caller blocks in that examination,
+  /// and not here under the hub's lock. The caller may hold locks that a subscriber's `wake` needs, because the hub
+  /// calls `wake` on another thread. But `add` may call `note` on this thread.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
   /// Reverts one `add`. The hub passes no event of that watch to the subscriber afterwards. A `wake` for earlier events
   /// may still follow.
   void remove(int watch, const Subscriber& subscriber) noexcept;
-  /// Notifies the subscribers of pending events now. The hub's own thread would do so soon.
+  /// Reads the pending events now, and notifies their subscribers. Otherwise the hub's own thread would soon do so.
   void drain();
 
  private:

@@ -9,11 +9,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Gives the job that runs in it a state of its own, and restores the state of the job below at the end.
+/// A scope in which a job runs with a state of its own. The destructor restores the state of the job below on the
+/// stack.
 ///
-/// So neither a nested drain nor an executor that runs jobs inside `enqueue` can see or change the state of the job
-/// below. A job that runs directly on a thread of the pool needs no scope: no job is below it, and the thread reads its
-/// state afterwards.
+/// So a job in a nested drain, or inside `enqueue`, can neither see nor change the state of the job below. A job that
+/// runs directly on a thread of the pool needs no scope: no other job is below, and the thread reads the job's state
+/// afterwards.
 ///
 /// Thread contract: thread-compatible; lives on one thread's stack.
 class JobScope {

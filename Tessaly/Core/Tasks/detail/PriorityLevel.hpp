@@ -11,7 +11,7 @@ namespace Tessaly::inline v1::detail {
 /// The number of priorities that queues distinguish.
 inline constexpr std::size_t priorityLevelCount = 4;
 
-/// The level of a priority: 0 for background to 3 for high.
+/// The level of a priority: from 0 for background to 3 for high.
 constexpr unsigned levelOf(TaskPriority priority) noexcept {
   if (priority >= TaskPriority::high) return 3;
   if (priority >= TaskPriority::medium) return 2;

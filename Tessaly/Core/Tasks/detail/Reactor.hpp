@@ -13,10 +13,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The two threads that wait for timers and descriptors, started on first need. Serving an event only resumes tasks on
-/// their executors and enqueues jobs. The only host code that it runs is `enqueue` of a host's executor. A thread that
-/// has served events may then run jobs of the pool in the place of a sleeping thread (see `EventThread`). The other
-/// thread of the reactor waits for events meanwhile.
+/// The two threads that wait for timers and descriptors, started on first need. To serve an event, a thread only
+/// resumes tasks on their executors and enqueues jobs. The only host code that the thread runs for this is `enqueue` of
+/// a host's executor. A thread that has served events may then run jobs of the pool in the place of a sleeping thread
+/// (see `EventThread`). The other thread of the reactor waits for events meanwhile.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT Reactor {
@@ -43,7 +43,7 @@ class TESSALY_EXPORT Reactor {
 
   UnfairLock lock_;
   TimerHeap timers_ TESSALY_GUARDED_BY(lock_);
-  /// The instant at which the timer descriptor wakes a thread. The timer for which it was set may be gone.
+  /// The instant at which the timer descriptor wakes a thread. The timer with this deadline may be gone.
   Clock::Instant wakesAt_ TESSALY_GUARDED_BY(lock_) = Clock::Instant::max();
   /// Whether a thread fires timers now.
   bool isFiring_ TESSALY_GUARDED_BY(lock_) = false;
@@ -57,8 +57,8 @@ class TESSALY_EXPORT Reactor {
 /// function should read until the descriptor is empty. The caller owns the descriptor and keeps it open until
 /// `cancel()` has returned.
 ///
-/// `make` stops the process when the kernel refuses to watch the descriptor: it is closed, it cannot be polled, it has
-/// a source already, or the user's limit of watched descriptors is reached.
+/// `make` stops the process when the kernel refuses to watch the descriptor. The kernel refuses a descriptor that is
+/// closed, cannot be polled or has a source already. It also refuses beyond the user's limit of watched descriptors.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -5,7 +5,7 @@
 
 #include "Tessaly/Core/Base/Export.hpp"
 
-// A consumer of a stream that is never empty never waits, and would block its executor's other work. So each thread
+// If a stream is never empty, its consumer never waits, and would block the other work of its executor. So each thread
 // counts the elements that its consumers take without a wait. At the end of a turn one consumer lets other work run.
 
 namespace Tessaly::inline v1::detail {

@@ -29,7 +29,8 @@ struct TaskGroupLink {
 ///
 /// A child ends with one atomic change. The waiting task takes all ended children at once.
 ///
-/// Thread contract: any thread may add, cancel and raise children. One task at a time takes children and waits.
+/// Thread contract: any thread may add and cancel children, and raise their priority. One task at a time takes children
+/// and waits.
 class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  public:
   TaskGroupCore() = default;
@@ -38,7 +39,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Requires that no child is running. Releases the children that were not taken.
   ~TaskGroupCore();
 
-  /// Adds and starts a child. Takes the caller's reference over.
+  /// Adds and starts a child. Takes over the caller's reference.
   void start(TaskGroupLink& child) noexcept;
   /// The last call of a child that has ended. The child and the group may be gone when the call returns.
   void childEnded(TaskGroupLink& child) noexcept;
@@ -48,8 +49,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool isEmpty() const noexcept {
     return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
   }
-  /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
-  /// current task, which is suspended.
+  /// Releases the ended children. Returns false if no child is left. Otherwise the next child to end schedules the
+  /// current, suspended task.
   [[nodiscard]] bool waitForChildren() noexcept;
   /// Marks the children that were not collected, and all later children, as cancelled. Adds the newly marked children
   /// to the list, the first child last.
@@ -102,7 +103,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Suspends the task until a child ends. Returns false if a child has ended meanwhile.
   bool wait(TaskRecord& task) noexcept;
   void endWait(TaskRecord& task) noexcept;
-  /// Makes the next child that ends schedule the task. Returns false if a child has ended meanwhile.
+  /// Registers the task, so that the next child to end schedules it. Returns false if a child has ended meanwhile.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
   /// Moves the added children from `added_` to the list.
@@ -158,7 +159,7 @@ class TaskGroupCancellation final : public CancellationHandler {
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
   void cancelChildren() noexcept { group_.cancelAll(); }
-  /// Calls the group's function. The current task is suspended already.
+  /// Calls the group's function of the same name. The current task is suspended already.
   [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 
  private:

@@ -27,8 +27,8 @@ class TaskRecord;
 class TaskGroupCancellation;
 using TaskList = std::vector<Retained<TaskRecord>>;
 
-/// The tasks that one task waits for. A raise of the waiting task's priority reaches them. Lives in a frame of the
-/// waiting task.
+/// The tasks that one task waits for. A raise of the waiting task's priority reaches them. The object lives in a frame
+/// of the waiting task.
 class AwaitedWork {
  public:
   /// Adds the tasks below the priority to the list, and lets later tasks start at that priority. Called with the lock
@@ -64,8 +64,8 @@ class CancellationHandler {
   CancellationHandler* previous_;
   // Set when the handler is called.
   std::uint32_t runningThread_;
-  /// Set by a call of `removeCancellationHandler` from the handler itself. The handler's storage may be gone when the
-  /// handler returns.
+  /// Points to a flag that `removeCancellationHandler` sets when the handler itself calls it. Then the handler's
+  /// storage may be gone when the handler returns.
   bool* isGone_;
 };
 
@@ -115,7 +115,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
-    // The only reference needs no atomic change, because no other thread can add a reference.
+    // If this is the only reference, no atomic change is needed, because no other thread can add a reference.
     if (references_.load(std::memory_order_acquire) == 1 || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       destroy();
     }
@@ -186,7 +186,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
   }
 
   /// Adds a waiter. The completion of this task schedules the waiter's suspended task. Returns false if this task is
-  /// done already. After true, the waiter may already be gone.
+  /// done already. If the result is true, the waiter may already be gone.
   [[nodiscard]] bool addWaiter(CompletionWaiter& waiter) noexcept;
 
   /// Raises the priority of the task and of the tasks that it waits for.
@@ -242,7 +242,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Makes the outermost coroutine. Returns null if all the work is done already.
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
-  /// Takes the result over from the coroutine, and destroys the coroutine and the closure.
+  /// Takes over the result from the coroutine, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
   /// The last call of a task. Schedules the tasks that wait for this task, and releases the reference of the running
   /// task. An override notifies a waiting thread or a task group instead. Such a task is never marked as done.
@@ -259,12 +259,12 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static void runTask(Job& job) noexcept;
   /// Notifies the executor of a raised priority. Adds the awaited tasks with a lower priority to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Calls the handlers of this marked task. The caller keeps the task alive. Adds further marked tasks to the list.
-  /// The caller calls the handlers of these tasks later.
+  /// Calls the handlers of this marked task, and adds further marked tasks to the list. The caller keeps this task
+  /// alive, and later calls the handlers of the added tasks.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
-  /// Waits for a raise that may have seen the pointer that this task has just replaced. Either the raise sees the new
-  /// pointer, or this thread sees the raise.
+  /// Called after this task has replaced a pointer. Waits for a raise that may have seen the old pointer. Either the
+  /// raise sees the new pointer, or this thread sees the raise.
   void waitForRaise() noexcept {
     if ((word_.load(std::memory_order_seq_cst) & raiseBit) != 0) [[unlikely]]
       passLock();
@@ -273,7 +273,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void complete() noexcept;
   /// Schedules the waiting tasks in the order of their waits.
   static void resumeWaiters(std::uintptr_t word) noexcept;
-  /// Makes the next group child that ends schedule this task. Returns false if no group child is left.
+  /// Registers this task, so that the next group child to end schedules it. Returns false if no group child is left.
   bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {

@@ -39,7 +39,7 @@ struct RunningJob {
   /// Set when the current task's outermost coroutine has ended; the task completes after the resumption of that
   /// coroutine has returned.
   TaskRecord* completed;
-  /// Whether the job may take idle serial executors over, give its own up, and set `traded`. True for a job that runs
+  /// Whether the job may take over idle serial executors, give up its own, and set `traded`. True for a job that runs
   /// directly on a thread of the pool. The thread checks for all three actions after each job.
   bool mayHandOver;
   /// Whether a job below this job on the stack holds a serial executor.
@@ -66,7 +66,7 @@ struct ThreadState : RunningJob {
   struct FrameList {
     void* first;
     /// The number of further frames that the thread may keep. 0 until the thread has registered a function that returns
-    /// its frames when it ends.
+    /// the frames at the thread's end.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

@@ -7,9 +7,9 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The classes that the character rules distinguish. They are those of Unicode's Grapheme_Cluster_Break, with three
-/// additions. Extending marks with a combining class are separate. So are pictographs, and the consonants and viramas
-/// of scripts with conjuncts.
+/// The classes that the character rules distinguish. These classes are those of Unicode's Grapheme_Cluster_Break, with
+/// three additions. Extending marks with a combining class are separate. Pictographs are separate, too. The consonants
+/// and viramas of scripts with conjuncts are also separate.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,

@@ -14,10 +14,10 @@
 namespace Tessaly::inline v1::detail {
 
 /// An edit that changes a text from its beginning to its end, in O(n). The same calls on the text itself have the same
-/// result. But each of those calls moves all units and runs behind its range.
+/// result. But each of those calls moves all code units and attribute runs behind its range.
 ///
-/// The edit takes the contents of the text. The destructor returns them, as changed so far. A range outside the present
-/// text throws `std::out_of_range`.
+/// The edit takes the contents of the text. The destructor returns the contents with the changes made so far. A range
+/// outside the present text throws `std::out_of_range`.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT ForwardEdit {
@@ -36,7 +36,7 @@ class TESSALY_EXPORT ForwardEdit {
   /// beginning of the next replaced range.
   void addAttributes(const Attributes& attributes, NSRange range);
 
-  /// The number of units and runs that were moved.
+  /// The number of code units and attribute runs that were moved.
   [[nodiscard]] std::uint64_t steps() const noexcept { return steps_; }
 
  private:

@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A cache of a few values that are expensive to make, by their keys. If the cache is full, a new value replaces the
-/// least recently used value.
+/// A cache that finds a few values by their keys. The values are expensive to make. If the cache is full, a new value
+/// replaces the least recently used value.
 ///
 /// Thread contract: thread-compatible.
 template <typename Key, typename Value, std::size_t capacity>

@@ -45,7 +45,7 @@ struct SearchContext {
   }
 
   /// Whether the text can be cut before the next scalar. The transform of a later script depends on the results before
-  /// it: back over signs, but only up to a Latin letter.
+  /// that script. The transform looks back over signs, but only up to a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;

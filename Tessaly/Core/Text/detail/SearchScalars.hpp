@@ -76,13 +76,13 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
 
-/// The letter that a letter and a mark compose, or zero if there is none.
+/// The composed letter of a letter and a mark, or zero if there is none.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] char32_t composedScalar(char32_t letter, char32_t mark) noexcept;
 
-/// The kind and the result of a letter with a mark: those of the composed letter if there is one, and otherwise those
-/// of the letter alone.
+/// The kind and the result of a letter with a mark. Both are those of the composed letter if there is one, and
+/// otherwise those of the letter alone.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);

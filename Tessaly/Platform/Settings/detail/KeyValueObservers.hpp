@@ -28,7 +28,7 @@ class TESSALY_EXPORT KeyValueObservers {
   KeyValueObservers();
   ~KeyValueObservers();
 
-  /// Without a key, the observer observes every key.
+  /// If `key` is absent, the observer observes every key.
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::optional<std::string_view> key,
            KeyValueObservingOptions options, void* context);
   void remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept;

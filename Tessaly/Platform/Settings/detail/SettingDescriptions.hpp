@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The contents of a `Keys.plist`: a dictionary by name.
+/// The contents of a `Keys.plist` file: a dictionary of the descriptions by name.
 [[nodiscard]] TESSALY_EXPORT PropertyList propertyListOf(const std::vector<SettingDescription>& keys);
 /// The descriptions in such a dictionary, sorted by name. Skips an entry whose type is missing or unknown. Empty if the
 /// list is not a dictionary.

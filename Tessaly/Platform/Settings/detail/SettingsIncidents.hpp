@@ -21,22 +21,22 @@ class TESSALY_EXPORT SettingsIncidents {
 
   [[nodiscard]] UserDefaultsStatus status() const;
 
-  /// Records that writes cannot be stored, for this reason.
+  /// Called when written values cannot be stored, for this reason.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
-  /// Records the same for a reason that is not a `StoreProblem`.
+  /// The same, for a reason that is not a `StoreProblem`.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);
-  /// Records that all written values are stored.
+  /// Called when all written values are stored.
   void writesSucceed();
 
-  /// Records that the property list cannot be read. Logs the problem at once if the values are unknown and the list is
+  /// Called when the property list cannot be read. Logs the problem at once if the values are unknown and the list is
   /// not damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears in the
   /// status.
   void listIsUnreadable(const std::string& path, const StoreProblem& problem, bool areValuesUnknown);
   void listIsReadable();
-  /// Records that a damaged property list was set aside at this path.
+  /// Called when a damaged property list was set aside at this path.
   void listWasSetAside(const std::string& path, bool wereValuesUnknown);
 
-  /// Records that a journal was damaged or overwritten. `path` is the present path of the file.
+  /// Called when a journal was damaged or overwritten. `path` is the present path of the file.
   void journalHadProblem(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
 
  private:

@@ -60,13 +60,13 @@ struct JournalRecord {
     /// This journal begins with the state in the property list whose identity is in the record. That list is about to
     /// be put in place.
     checkpoint = 3,
-    /// Like `checkpoint`. The list also has changes by other programs that are in no record, so readers read
-    /// everything again.
+    /// Like `checkpoint`. The list also has other programs' changes that no record holds, so readers read everything
+    /// again.
     checkpointWithUnknownChanges = 4,
     /// Another program wrote the property list whose identity is in the record. The records before this one hold the
     /// changes.
     adoption = 5,
-    /// Like `adoption`. The list also has changes by other programs that are in no record, so readers read everything
+    /// Like `adoption`. The list also has other programs' changes that no record holds, so readers read everything
     /// again.
     adoptionWithUnknownChanges = 6,
     /// Another journal was lost. The records before this one restore the contents of that journal, as far as a process
@@ -80,7 +80,7 @@ struct JournalRecord {
     std::string_view key;
     std::optional<std::string_view> value;
   };
-  /// The writer number of records of another program's changes, if the present property list contains those changes.
+  /// The writer number of records with another program's changes, if the present property list contains those changes.
   static constexpr std::uint64_t otherProgram = 0;
   /// The writer number of such records if a checkpoint has already replaced that property list. Also the writer number
   /// of records that restore the values of another journal.

@@ -100,7 +100,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
 
   // A load reads everything: `beginLoad`, `replay` for each journal, `endLoad`. The table keeps the former values until
-  // `endLoad`. So no thread reads a value that is older than a value that this thread has read or written before.
+  // `endLoad`. So no thread reads an older value than the thread itself has read or written before.
   /// Begins a load with the values of the property list. Without a list, the values in memory stay, because a missing
   /// file does not mean that the values were removed.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
@@ -138,7 +138,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
 
   // Property lists.
-  /// Returns to the former list, because an announced checkpoint was not put in place.
+  /// Makes the former list the known list again, because an announced checkpoint was not put in place.
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
     return before(sincePropertyList_, table_.all());
