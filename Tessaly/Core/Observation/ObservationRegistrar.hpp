@@ -19,7 +19,8 @@ namespace Tessaly::inline v1 {
 ///
 /// Prefer `Property` for an ordinary member. A registrar takes one pointer until one of its properties is tracked.
 /// Until then, an announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy
-/// constructor that gives the copy a new registrar. The end of a registrar counts as a change of every tracked property.
+/// constructor that gives the copy a new registrar. The end of a registrar counts as a change of every tracked
+/// property.
 ///
 /// Thread contract: thread-safe. Only construction and destruction need exclusive access.
 ///

@@ -157,15 +157,17 @@ class Pool {
   std::vector<TransliteratorPointer> idle_ TESSALY_GUARDED_BY(lock_);
 };
 
-Pool& poolOf(std::string_view identifier) {
+/// The pool of an identifier. Null if ICU does not know the transform.
+Pool* poolOf(std::string_view identifier) {
   static auto& lock = *new UnfairLock;
   static auto& pools = *new std::map<std::string, std::unique_ptr<Pool>, std::less<>>;
   const UnfairLock::Guard guard(lock);
-  auto found = pools.find(identifier);
-  if (found == pools.end()) {
-    found = pools.emplace(std::string(identifier), std::make_unique<Pool>(identifier)).first;
-  }
-  return *found->second;
+  if (const auto found = pools.find(identifier); found != pools.end()) return found->second.get();
+  auto made = std::make_unique<Pool>(identifier);
+  TransliteratorPointer first = made->take();
+  if (first == nullptr) return nullptr;
+  made->giveBack(std::move(first));
+  return pools.emplace(std::string(identifier), std::move(made)).first->second.get();
 }
 
 std::optional<std::string> transformedBy(Pool& pool, std::string_view text) {
@@ -184,14 +186,15 @@ std::optional<std::string> transformedBy(Pool& pool, std::string_view text) {
 }  // namespace
 
 std::optional<std::string> Text::transformed(std::string_view text, std::string_view identifier) {
-  return transformedBy(poolOf(identifier), text);
+  Pool* const pool = poolOf(identifier);
+  return pool == nullptr ? std::nullopt : transformedBy(*pool, text);
 }
 
 namespace Text::detail {
 
 std::optional<std::string> transformedForSearchByICU(std::string_view text) {
-  static Pool& pool = poolOf("Any-Latin; Latin-ASCII; Lower");
-  return transformedBy(pool, text);
+  static Pool* const pool = poolOf("Any-Latin; Latin-ASCII; Lower");
+  return pool == nullptr ? std::nullopt : transformedBy(*pool, text);
 }
 
 std::uint64_t transformStepsForTesting() noexcept { return transformSteps.load(std::memory_order_relaxed); }

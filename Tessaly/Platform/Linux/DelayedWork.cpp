@@ -32,7 +32,7 @@ std::shared_ptr<DelayedWork> DelayedWork::make(Clock& clock, std::function<void(
 void DelayedWork::schedule(std::chrono::nanoseconds delay) {
   const UnfairLock::Guard scheduling(scheduling_);
   if (&clock_ == &ContinuousClock::shared() && !Reactor::start()) return;
-  const Clock::Instant deadline = clock_.now() + delay;
+  const Clock::Instant deadline = clock_.after(delay);
   {
     const UnfairLock::Guard guard(lock_);
     if (calls_.isClosed() || isDue_) return;

@@ -128,8 +128,10 @@ class JournaledUserDefaults::Parts {
 
   void directoryChanged() {
     const auto news = watcher_->takeNews();
-    // The checkpoint makes the directory again and watches it.
-    if (news.isGone && !watcher_->watch(store.listFile().targetDirectory())) checkpoint_->schedule(checkpointDelay);
+    // The checkpoint makes a directory that is gone again, and watches it. The property list may be another link now.
+    const bool mayHaveMoved = news.isGone || news.wasClosed;
+    const bool isWatched = !mayHaveMoved || watcher_->watch(store.listFile().targetDirectory());
+    if (news.isGone && !isWatched) checkpoint_->schedule(checkpointDelay);
     store.directoryChanged(news.wasClosed);
   }
 

@@ -130,8 +130,13 @@ void MeteredWatch::send(sd_bus* bus) {
 }
 
 void MeteredWatch::sendAgain(std::uint64_t question) {
-  const UnfairLock::Guard guard(lock_);
-  if (bus_ != nullptr && question == question_ && !isAnswered_) send(bus_);
+  {
+    const UnfairLock::Guard guard(lock_);
+    if (bus_ == nullptr || question != question_ || isAnswered_) return;
+    send(bus_);
+    if (!isAnswered_) return;
+  }
+  onChange_();  // The question could not be sent.
 }
 
 void MeteredWatch::giveUp(std::uint64_t question) {

@@ -20,7 +20,7 @@ bool SettingsWatcher::watch(const std::string& listDirectory) {
   const UnfairLock::Guard guard(lock_);
   const ino_t inode = inodeAt(directory_, files_);
   if (inode == 0) return false;
-  if (inode == watchedInode_) return true;
+  if (inode == watchedInode_ && listDirectory == watchedListDirectory_) return true;
   InotifyHub& hub = InotifyHub::shared();
   constexpr std::uint32_t mask =
       IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF;
@@ -28,6 +28,7 @@ bool SettingsWatcher::watch(const std::string& listDirectory) {
   if (own < 0) return false;
   unwatch(std::exchange(watches_, {own}));
   watchedInode_ = inode;
+  watchedListDirectory_ = listDirectory;
   if (listDirectory == directory_) return true;
   const int other = hub.add(listDirectory.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO, shared_from_this());
   if (other >= 0) watches_.push_back(other);

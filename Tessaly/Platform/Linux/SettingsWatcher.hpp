@@ -56,6 +56,7 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
   std::atomic<bool> isGone_{false};
   UnfairLock lock_;
   std::uint64_t watchedInode_ TESSALY_GUARDED_BY(lock_) = 0;
+  std::string watchedListDirectory_ TESSALY_GUARDED_BY(lock_);
   std::vector<int> watches_ TESSALY_GUARDED_BY(lock_);
 };
 

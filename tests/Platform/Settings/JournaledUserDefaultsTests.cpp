@@ -816,6 +816,26 @@ TEST_F(JournaledUserDefaultsTest, FollowsSymbolicLinksAndKeepsModes) {
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
+TEST_F(JournaledUserDefaultsTest, FollowsALinkThatLeadsElsewhereNow) {
+  makeFolder();
+  const auto put = [&](const std::string& directory, int value) {
+    std::filesystem::create_directories(above() + directory);
+    const auto text = PropertyListSerialization::data(Dictionary{{"a", value}}, PropertyListFormat::binary);
+    write(above() + directory + "/new", text.text());
+    std::filesystem::rename(above() + directory + "/new", above() + directory + "/target.plist");
+  };
+  put("/first", 1);
+  put("/second", 2);
+  std::filesystem::create_symlink("../first/target.plist", plist());
+  const Store store = open();
+  EXPECT_EQ(store->value("a"), 1);
+  std::filesystem::create_symlink("../second/target.plist", plist() + ".new");
+  std::filesystem::rename(plist() + ".new", plist());
+  EXPECT_TRUE(Tests::waitUntil([&] { return store->value("a") == 2; }));
+  put("/second", 3);
+  EXPECT_TRUE(Tests::waitUntil([&] { return store->value("a") == 3; }));
+}
+
 TEST_F(JournaledUserDefaultsTest, WithoutADirectoryIsInMemoryAndNamesIt) {
   const auto log = std::make_shared<RecordingLogBackend>();
   const LogBackendInstallation installation(log);
