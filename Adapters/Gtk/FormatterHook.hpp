@@ -360,7 +360,7 @@ class FormatterHook {
   }
 
   /// Returns and forgets the selection that a refused insertion would have replaced. Absent if no insertion was
-  /// refused, or if the cursor or the selection has changed since the refusal.
+  /// refused, if the cursor has moved since the refusal, or if text is selected now.
   std::optional<Selection> takeLostSelection() {
     const std::optional<Selection> lost = std::exchange(lost_, std::nullopt);
     if (!lost || !text_.isThere() || text_.selection() != Selection{lost->cursor, lost->cursor}) return std::nullopt;

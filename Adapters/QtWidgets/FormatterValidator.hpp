@@ -40,10 +40,10 @@ namespace Tessaly::inline v1::Qt6 {
 /// change. In this mode the field gets no property, no colour and no tooltip.
 ///
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two validators drop
-/// typed characters. A refused change leaves the field unchanged, cursor and selection included. But in a field with
-/// hidden characters, the cursor goes to the end after a refused change. The validator does not refuse texts that the
-/// program or an undo sets. `Acceptable` means that editing could end without a correction of the text. A text with a
-/// lone surrogate is refused.
+/// typed characters. This validator leaves the field unchanged after a change that is refused without a replacement,
+/// cursor and selection included. But in a field with hidden characters, the cursor goes to the end after a refused
+/// change. The validator does not refuse texts that the program or an undo sets. `Acceptable` means that editing could
+/// end without a correction of the text. A typed or pasted text with a lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc.

@@ -25,7 +25,7 @@ struct OfferedTexts {
 };
 
 /// The common part of the pasteboards of every toolkit. Writes on other threads reach the toolkit on the main thread.
-/// The pasteboard lives until the process ends, as every installed backend does.
+/// The pasteboard lives until the process ends.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {

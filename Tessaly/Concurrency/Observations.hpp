@@ -51,8 +51,8 @@ class Observations {
   ///     std::optional<std::string> title = co_await iterator.next();
   class AsyncIterator {
    public:
-    /// The next element. The result is never absent. The first element comes at once, each later element after a
-    /// change.
+    /// The next element. The result is never absent. The first element comes at once, and each later element after a
+    /// change or a cancellation.
     [[nodiscard]] Async<std::optional<Element>> next() {
       const std::shared_ptr<detail::ObservationsStorage> storage = storage_;
       const std::optional<Task<>> task = storage->waitingTask();

@@ -70,9 +70,9 @@ namespace Formatters {
 ///
 /// A sign alone counts as 0, so that the user can begin with the sign. A plus sign is accepted only if the range has
 /// negative values. The user need not type a plus sign or the unit. A negative number begins with the minus sign of the
-/// locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, fraction digits are written only after
-/// `setMaximumFractionDigits`. Fraction digits are always parsed. For an integer type, the number is truncated toward
-/// zero. A number beyond the limits of an integer type counts as the nearest value of that type.
+/// locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, no fraction digits are written by default.
+/// Fraction digits are always parsed. For an integer type, the number is truncated toward zero. A number beyond the
+/// limits of an integer type counts as the nearest value of that type.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -43,7 +43,8 @@ class TESSALY_EXPORT SystemRandom {
 };
 
 /// A uniformly distributed set of distinct indexes below `count` (Floyd's method, Communications of the ACM 30, 1987,
-/// 754). Draws exactly `amount` random numbers. `amount` must not exceed `count`.
+/// 754). Draws exactly `amount` indexes. A draw may call the generator more than once. `amount` must not exceed
+/// `count`.
 template <typename Generator>
 [[nodiscard]] std::unordered_set<std::int64_t> distinctIndexes(std::int64_t count, std::int64_t amount,
                                                                Generator& generator) {

@@ -27,7 +27,7 @@ namespace detail {
 /// - `destination` minus the number of indexes before `destination`
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - one more with `includeDestinationIndex`, if the number is then still less than the count. Nothing is added if no
+/// - with `includeDestinationIndex` one more in either case, if that is less than the count. Nothing is added if no
 ///   index is before `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the

@@ -174,8 +174,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// immediately. The new function replaces the former function.
   void monitoring(const AnyKeyPath& keyPath, Update update);
 
-  /// Receives the report of a change. Calls the key path's update function. Then, if the key path is watched on this
-  /// object, performs the monitor's reaction.
+  /// Receives the report of a change. Calls the key path's update function. Then, if the key path is watched on `root`,
+  /// performs the monitor's reaction.
   template <typename Root>
   void didSet(const AnyKeyPath& keyPath, const Root& root) {
     report(keyPath, detail::objectIdentity(root));

@@ -38,7 +38,7 @@ TEST(DigestExtensions, EqualThePublishedExamples) {
   EXPECT_EQ(stringEncoded(code), "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
   // RFC 4231, test case 6. The key is longer than a block.
   const auto longKey = HashedAuthenticationCode::authenticationCode(
-      data("Test Using Larger Than Block-Size Key - Hash Key First").bytes(), data(std::string(131, '\xaa')).bytes());
+      data("Test Using Larger Than Block-Size Key - Hash Key First").bytes(), Data(std::string(131, '\xaa')).bytes());
   EXPECT_EQ(stringEncoded(longKey), "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
   EXPECT_EQ(code, code);
   EXPECT_FALSE(code == HashedAuthenticationCode::authenticationCode({}, {}));

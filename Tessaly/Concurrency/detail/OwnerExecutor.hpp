@@ -17,8 +17,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-safe.
 class OwnerExecutor final : public Executor {
  public:
-  /// Makes an executor in an isolation. Stops the process if the isolation has no executor. If `isolation` is that of
-  /// another owner's tasks, the new executor uses the other owner's isolation.
+  /// Makes an executor in an isolation. Stops the process if the isolation has no executor. If `isolation` belongs to
+  /// another `OwnerExecutor`, the new executor uses the `base()` of that executor.
   explicit OwnerExecutor(const Isolation& isolation);
 
   void enqueue(Job& job) noexcept override;

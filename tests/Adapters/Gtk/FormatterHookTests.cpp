@@ -447,12 +447,12 @@ TEST_F(GtkField, StyleClassOfTheHostStays) {
 }
 
 TEST_F(GtkField, EndOfTheHookRestoresTheUndoOfTheHost) {
-  for (const gboolean isUndoEnabled : {FALSE, TRUE}) {
+  for (const bool isUndoEnabled : {false, true}) {
     gtk_editable_set_enable_undo(field_, isUndoEnabled);
     police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
     EXPECT_FALSE(gtk_editable_get_enable_undo(field_));
     hook_.reset();
-    EXPECT_EQ(gtk_editable_get_enable_undo(field_), isUndoEnabled);
+    EXPECT_EQ(gtk_editable_get_enable_undo(field_) != FALSE, isUndoEnabled);
   }
 }
 

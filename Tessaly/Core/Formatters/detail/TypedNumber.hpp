@@ -33,7 +33,7 @@ struct TypedText {
   std::vector<TypedNumber> readings;
 };
 
-/// Parses a number as people type it. The number may have digits of every script, a sign or hyphen, white space at both
+/// Parses a number as people type it. The number may have digits of any script, a sign or hyphen, white space at both
 /// ends, and separators of any language. The last separator can be the decimal separator if it is a point or a comma
 /// and occurs only once. Equal separators can group digits: three in the last group, one to three in the first group,
 /// and two or three in the groups between. "1.234" has two readings. The first one follows the decimal separator of the

@@ -87,7 +87,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
   /// Applies a record. After all changes of the record were made, passes other writers' changes to `deliver` and keeps
-  /// own changes for `takeOwnChanges`.
+  /// this process's changes for `takeOwnChanges`.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
