@@ -3,6 +3,8 @@
 
 #include <limits.h>
 
+#include <utility>
+
 #include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
@@ -14,7 +16,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-constinit thread_local const CallGate::Call* innermost = nullptr;
+constinit thread_local CallGate::Call* innermost = nullptr;
 
 }  // namespace
 
@@ -26,7 +28,7 @@ CallGate::Call::Call(CallGate& gate) noexcept : gate_(&gate), outer_(innermost) 
   if ((before & closedBit) == 0) {
     innermost = this;
   } else {
-    gate.leave();
+    gate.leave(1);
     gate_ = nullptr;
   }
 }
@@ -34,32 +36,34 @@ CallGate::Call::Call(CallGate& gate) noexcept : gate_(&gate), outer_(innermost) 
 CallGate::Call::~Call() {
   if (gate_ == nullptr) return;
   innermost = outer_;
-  gate_->leave();
+  gate_->leave(hasClosed_ ? 1 + closingUnit : 1);
 }
 
-void CallGate::leave() noexcept {
+void CallGate::leave(std::uint32_t parts) noexcept {
   // After the count was lowered the gate may have been destroyed, but waking reads no memory.
-  if ((state_.fetch_sub(1, std::memory_order_release) & closedBit) != 0) detail::futexWake(state_, INT_MAX);
+  if ((state_.fetch_sub(parts, std::memory_order_release) & closedBit) != 0) detail::futexWake(state_, INT_MAX);
 }
 
 bool CallGate::close() noexcept {
   if (detail::isForkedChild()) return false;
-  std::uint32_t own = 0;
-  for (const Call* call = innermost; call != nullptr; call = call->outer_) own += call->gate_ == this ? 1 : 0;
-
+  bool isInside = false;
+  std::uint32_t closing = 0;
+  for (Call* call = innermost; call != nullptr; call = call->outer_) {
+    if (call->gate_ != this) continue;
+    isInside = true;
+    if (!std::exchange(call->hasClosed_, true)) closing += closingUnit;
+  }
   state_.fetch_or(closedBit, std::memory_order_relaxed);
-  std::uint32_t state = state_.fetch_add(own * waitingUnit, std::memory_order_acq_rel) + own * waitingUnit;
-  // Wakes the threads that wait here from inside a call, because they need not wait for this call.
-  if (own != 0) detail::futexWake(state_, INT_MAX);
+  std::uint32_t state = state_.fetch_add(closing, std::memory_order_acq_rel) + closing;
+  // Wakes the threads that wait here inside a call, because they need not wait for these calls.
+  if (closing != 0) detail::futexWake(state_, INT_MAX);
   for (;;) {
     const std::uint32_t calls = state & callMask;
-    const std::uint32_t waiting = (state & ~closedBit) / waitingUnit;
-    if (calls <= (own != 0 ? waiting : 0)) break;
+    const std::uint32_t excused = isInside ? (state & ~closedBit) / closingUnit : 0;
+    if (calls <= excused) return !isInside;
     detail::futexWait(state_, state);
     state = state_.load(std::memory_order_acquire);
   }
-  if (own != 0) state_.fetch_sub(own * waitingUnit, std::memory_order_relaxed);
-  return own == 0;
 }
 
 }  // namespace Tessaly::inline v1

@@ -12,8 +12,8 @@ namespace Tessaly::inline v1 {
 /// A gate for the calls of a handler. The gate admits calls until it is closed. Calls may run on several threads and
 /// nest. Closing waits for calls on other threads, but not for enclosing calls on the closing thread.
 ///
-/// Two calls of the handler that close the gate on two threads do not wait for each other. Each of the two `close()`
-/// calls returns as soon as every other call of the handler has ended or also waits in `close()`.
+/// Two calls of the handler that close the gate on two threads do not wait for each other: inside a call, `close()`
+/// waits only for calls that have not closed the gate themselves.
 ///
 /// In the child of a fork that happened after the start of the runtime, `close()` does nothing. The other threads exist
 /// only in the parent. More than 65,535 calls at once stop the process.
@@ -40,7 +40,9 @@ class TESSALY_EXPORT CallGate {
    private:
     friend class CallGate;
     CallGate* gate_;
-    const Call* outer_;
+    Call* outer_;
+    /// Whether `close()` was called inside this call.
+    bool hasClosed_ = false;
   };
 
   /// Admits no more calls, and waits for the calls on other threads. May be called again. Returns true if no call is
@@ -51,14 +53,14 @@ class TESSALY_EXPORT CallGate {
   [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }
 
  private:
-  void leave() noexcept;
+  void leave(std::uint32_t parts) noexcept;
 
   static constexpr std::uint32_t callMask = 0xFFFF;
-  static constexpr std::uint32_t waitingUnit = callMask + 1;
+  static constexpr std::uint32_t closingUnit = callMask + 1;
   static constexpr std::uint32_t closedBit = std::uint32_t{1} << 31;
 
-  /// A futex with three parts, from the lowest bit: the number of calls, the number of calls that wait in `close()`,
-  /// and whether the gate is closed.
+  /// A futex with three parts, from the lowest bit: the number of calls, the number of those inside which the gate was
+  /// closed, and whether the gate is closed.
   std::atomic<std::uint32_t> state_{0};
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -15,7 +16,7 @@ namespace {
 
 constexpr std::uint32_t closedBit = 1U << 31;
 constexpr std::uint32_t callMask = 0xFFFF;
-constexpr std::uint32_t waitingUnit = 0x10000;
+constexpr std::uint32_t closingUnit = 0x10000;
 
 enum class Step : std::uint8_t {
   enter,
@@ -27,20 +28,22 @@ enum class Step : std::uint8_t {
   look,
   sleep,
   asleep,
-  takeBack,
+  meet,
   body,
   leave,
   leaveWake,
   done
 };
 
-enum class Kind : std::uint8_t { calls, callsAndCloses, closes };
+/// `meets` is a call that closes the gate, and then waits until every other such call has closed it, too.
+enum class Kind : std::uint8_t { calls, callsAndCloses, meets, closes };
 
 struct Thread {
   Kind kind;
   Step step;
   std::uint32_t seen = 0;
   bool isIn = false;
+  bool hasClosed = false;
   auto operator<=>(const Thread&) const = default;
 };
 
@@ -59,7 +62,7 @@ void wake(State& state) {
 
 /// The steps of `close()`.
 void stepOfClosing(State& state, Thread& self) {
-  const std::uint32_t own = self.isIn ? waitingUnit : 0;
+  const std::uint32_t own = self.isIn ? closingUnit : 0;
   switch (self.step) {
     case Step::close:
       state.word |= closedBit;
@@ -67,6 +70,7 @@ void stepOfClosing(State& state, Thread& self) {
       break;
     case Step::announce:
       state.word += own;
+      self.hasClosed = own != 0;
       self.step = own != 0 ? Step::announceWake : Step::look;
       break;
     case Step::announceWake:
@@ -75,18 +79,15 @@ void stepOfClosing(State& state, Thread& self) {
       break;
     case Step::look: {
       self.seen = state.word;
-      const std::uint32_t waiting = (self.seen & ~closedBit) / waitingUnit;
-      const bool isFree = (self.seen & callMask) <= (own != 0 ? waiting : 0);
-      self.step = !isFree ? Step::sleep : own != 0 ? Step::takeBack : Step::done;
+      const std::uint32_t closing = (self.seen & ~closedBit) / closingUnit;
+      const bool isFree = (self.seen & callMask) <= (own != 0 ? closing : 0);
+      const Step next = own == 0 ? Step::done : self.kind == Kind::meets ? Step::meet : Step::leave;
+      self.step = isFree ? next : Step::sleep;
       if (self.step == Step::done) state.isGone = true;
       break;
     }
-    case Step::sleep:
-      self.step = state.word == self.seen ? Step::asleep : Step::look;
-      break;
     default:
-      state.word -= own;
-      self.step = Step::leave;
+      self.step = state.word == self.seen ? Step::asleep : Step::look;
   }
 }
 
@@ -97,7 +98,7 @@ bool advance(State& state, std::size_t index) {
     case Step::enter:
       self.isIn = (state.word & closedBit) == 0;
       ++state.word;
-      self.step = !self.isIn ? Step::refuse : self.kind == Kind::callsAndCloses ? Step::close : Step::body;
+      self.step = !self.isIn ? Step::refuse : self.kind == Kind::calls ? Step::body : Step::close;
       return true;
     case Step::refuse:
       --state.word;
@@ -107,7 +108,7 @@ bool advance(State& state, std::size_t index) {
       self.step = Step::leave;
       return true;
     case Step::leave:
-      --state.word;
+      state.word -= self.hasClosed ? 1 + closingUnit : 1;
       self.isIn = false;
       self.step = (state.word & closedBit) != 0 ? Step::leaveWake : Step::done;
       return true;
@@ -116,6 +117,12 @@ bool advance(State& state, std::size_t index) {
       wake(state);  // Waking reads no memory of the gate.
       self.step = Step::done;
       return true;
+    case Step::meet: {
+      const auto isBefore = [](const Thread& thread) { return thread.isIn && thread.step < Step::meet; };
+      if (std::ranges::any_of(state.threads, isBefore)) return false;
+      self.step = Step::leave;
+      return true;
+    }
     case Step::asleep:
     case Step::done:
       return false;
@@ -175,7 +182,8 @@ INSTANTIATE_TEST_SUITE_P(Threads, CallGateModel,
                                          std::vector{callsAndCloses, callsAndCloses, closes},
                                          std::vector{callsAndCloses, callsAndCloses, callsAndCloses},
                                          std::vector{calls, callsAndCloses, callsAndCloses, closes},
-                                         std::vector{calls, calls, callsAndCloses, closes}));
+                                         std::vector{calls, calls, callsAndCloses, closes}, std::vector{meets, meets},
+                                         std::vector{meets, meets, closes}, std::vector{meets, meets, meets}));
 
 }  // namespace
 }  // namespace Tessaly

@@ -80,15 +80,33 @@ TEST(CallGate, TwoCallsThatCloseDoNotWaitForEachOther) {
   for (int round = 0; round < Tests::repetitions(200); ++round) {
     CallGate gate;
     std::atomic<int> entered{0};
+    std::atomic<int> closed{0};
     const auto callAndClose = [&] {
       const CallGate::Call call(gate);
       ++entered;
       while (entered < 2) std::this_thread::yield();
       EXPECT_FALSE(gate.close());
+      // Each call now waits until the other one has closed the gate.
+      ++closed;
+      while (closed < 2) std::this_thread::yield();
     };
     const std::jthread first(callAndClose);
     const std::jthread second(callAndClose);
   }
+}
+
+TEST(CallGate, MayBeClosedAgainInsideNestedCalls) {
+  CallGate gate;
+  {
+    const CallGate::Call outer(gate);
+    {
+      const CallGate::Call inner(gate);
+      EXPECT_FALSE(gate.close());
+      EXPECT_FALSE(gate.close());
+    }
+    EXPECT_FALSE(gate.close());
+  }
+  EXPECT_TRUE(gate.close());
 }
 
 TEST(CallGate, ThreadOutsideWaitsForCallsThatCloseThemselves) {
