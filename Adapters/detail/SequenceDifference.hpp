@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// One step on the way from one sequence to another. The row numbers of a step refer to the sequence after the previous
-/// steps.
+/// One step on the way from one sequence to another. Unless a member says otherwise, row numbers refer to the sequence
+/// after the previous steps.
 struct SequenceStep {
   enum class Kind : std::uint8_t { removal, insertion, move, rearrangement };
 

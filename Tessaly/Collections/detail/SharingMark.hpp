@@ -8,9 +8,9 @@ namespace Tessaly::inline v1::detail {
 /// Whether other collections may share a collection's storage. Copying sets the mark in both collections. A writer that
 /// is the only owner of the storage clears the mark.
 ///
-/// The mark saves a writer an atomic operation, which would keep the written members out of registers. Several threads
-/// may copy one collection at the same time, so `set` is atomic. No other thread uses the collection while a writer
-/// changes it. So the writer reads and clears the mark without an atomic operation.
+/// Without the mark, a writer would need an atomic operation, which keeps the written members out of registers. Several
+/// threads may copy one collection at the same time, so `set` is atomic. No other thread uses the collection while a
+/// writer changes it. So the writer reads and clears the mark without an atomic operation.
 ///
 /// Thread contract: thread-compatible.
 class SharingMark {

@@ -109,7 +109,7 @@ class InotifyDirectorySource final : public DirectorySource {
   std::vector<Place> found_;
   std::map<EntryIdentity, std::vector<std::pair<Directory*, std::string>>> gone_;
   /// Files with several names, if one of the names had an event or is new. The kernel sends no event for the other
-  /// names. The kernel also sends no event for a write that preceded the watch of the new name's directory.
+  /// names. A file may also have been written through its new name before the directory of that name was watched.
   std::set<EntryIdentity> linked_;
   std::vector<DirectoryChange> changes_;
   std::vector<std::unique_ptr<Directory>> removed_;

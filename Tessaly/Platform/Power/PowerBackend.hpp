@@ -38,7 +38,7 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// The outcome of the requests to the services for the latest assertion. The backend makes requests when it creates the
+/// How the services answered the requests for the latest assertion. The backend makes requests when it creates the
 /// assertion, and again after the assertion has lost its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");

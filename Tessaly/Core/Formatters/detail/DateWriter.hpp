@@ -43,7 +43,7 @@ struct DateWriter {
   std::vector<Part> parts;
 
   /// Whether this class can write the date in every zone. The date is in milliseconds since 1970 in Greenwich. Every
-  /// such date is after the change from the Julian calendar and before the year 10000.
+  /// date that this class can write is after the change from the Julian calendar and before the year 10000.
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }

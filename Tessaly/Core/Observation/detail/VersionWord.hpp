@@ -48,8 +48,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
 
   [[nodiscard]] Version version() const noexcept { return word_.load(std::memory_order_acquire) & ~flags; }
 
-  /// Begins a change. If trackings must be called before the change, takes the lock, sets `last` to the version before
-  /// the change, and returns true.
+  /// Announces a change if trackings must be called before it: takes the lock, sets `last` to the version before the
+  /// change, and returns true.
   [[nodiscard]] bool beginChange(Version& last) noexcept TESSALY_TRY_ACQUIRE(true) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     std::uint64_t word = word_.load(std::memory_order_relaxed);
     // A locked word may lack the flags of its lists.

@@ -17,8 +17,8 @@ constexpr bool isASCIILetter(char32_t scalar) noexcept { return ((scalar | 0x20)
 constexpr bool isASCIIDigit(char32_t scalar) noexcept { return (scalar - U'0') < 10; }
 
 /// A place at which the text can be divided, and the length of the result up to that place. The results before and
-/// after the place do not depend on each other. Words of the same script stand on both sides, and no rule depends on
-/// text across the space between them.
+/// after the place do not depend on each other. The place follows a space between two words of the same script, and no
+/// rule looks across that space.
 struct SearchCut {
   std::size_t text = 0;
   std::size_t result = 0;

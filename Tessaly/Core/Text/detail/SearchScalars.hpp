@@ -17,8 +17,8 @@ enum class SearchKind : std::uint8_t {
   unfit,
   /// Has one result in every context.
   plain,
-  /// An opening sign. If it belongs to a run of ideographs, a space separates it from an ideograph or a letter before
-  /// it.
+  /// An opening sign. If it belongs to a run of ideographs, the result gets a space between it and an ideograph or
+  /// letter before it.
   opening,
   /// A closing sign. A space separates it from an ideograph after it.
   closing,

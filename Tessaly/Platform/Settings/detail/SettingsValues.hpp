@@ -56,8 +56,8 @@ class TESSALY_EXPORT SettingsValues {
     FileIdentity previous;
     /// Whether the list was read although no record names it.
     bool isUnrecorded = false;
-    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list without a record may be a
-    /// checkpoint, and does not replace the values of the journal.
+    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list without a record does not
+    /// replace the values of the journal, because the list may be an older checkpoint.
     bool isUncertain = false;
     /// Whether everything must be read again.
     bool wantsReload = false;
