@@ -19,7 +19,7 @@ namespace {
 using namespace Tessaly::detail;
 using Tessaly::Tests::BusWire;
 
-constexpr std::string_view signatures[] = {"u", "v", "h", "s", "sss", "sa{sv}as", "(bba{ss})"};
+constexpr std::string_view signatures[] = {"u", "v", "h", "s", "sss", "sa{sv}as", "(bba{ss})", "o", "a{sv}"};
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -81,6 +81,10 @@ void readAll(sd_bus_message* message) {
   readTwice(message, "(bba{ss})", readAuthorization, [](const Authorization& first, const Authorization& second) {
     return first.isAuthorized == second.isAuthorized && first.needsTheUser == second.needsTheUser &&
            first.isDismissed == second.isDismissed;
+  });
+  readTwice(message, "o", readObjectPath, areEqual);
+  readTwice(message, "a{sv}", readNetworkStatus, [](const NetworkStatus& first, const NetworkStatus& second) {
+    return first.isAvailable == second.isAvailable && first.isMetered == second.isMetered;
   });
 }
 

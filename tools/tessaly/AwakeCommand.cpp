@@ -55,6 +55,8 @@ const char* nameOf(PowerService service) {
       return "the session manager";
     case PowerService::login:
       return "the login manager";
+    case PowerService::portal:
+      return "the portal";
   }
   return "";
 }

@@ -21,7 +21,7 @@ tessaly_backend(Pasteboard
   SOURCES DisplayPasteboard.cpp WaylandSelection.cpp X11Selection.cpp
   LIBRARIES Locks
   PACKAGES wayland xcb)
-tessaly_backend(Power SOURCES BusPower.cpp LIBRARIES Foundation Locks PACKAGES systemd)
+tessaly_backend(Power SOURCES BusPower.cpp Inhibitor.cpp LIBRARIES Foundation Locks PACKAGES systemd)
 tessaly_backend(Settings
   SOURCES
     DelayedWork.cpp JournaledUserDefaults.cpp SettingsCheckpointer.cpp SettingsFileSystem.cpp SettingsFiles.cpp

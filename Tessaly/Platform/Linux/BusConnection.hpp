@@ -52,22 +52,28 @@ class BusConnection {
     bus_.reset(bus);
     sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count()));
     // libsystemd would wait 90 s for a bus that accepts the connection and never answers.
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while ((result = sd_bus_is_ready(bus)) == 0) {
-      result = sd_bus_process(bus, nullptr);
-      if (result < 0) break;
-      if (result > 0) continue;
-      const auto left = deadline - std::chrono::steady_clock::now();
-      if (left <= left.zero()) {
-        result = -ETIMEDOUT;
-        break;
-      }
-      result = sd_bus_wait(
-          bus, static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(left).count()) + 1);
-      if (result < 0 && result != -EINTR) break;
-    }
+    int ready = 0;
+    result = processUntil([&] { return (ready = sd_bus_is_ready(bus)) != 0; });
+    if (result == 0) result = ready;
     if (result < 0) bus_.reset();
     return result < 0 ? result : 0;
+  }
+
+  /// Processes messages until the condition holds, for at most the limit. Returns 0 or a negative system error code.
+  template <typename Condition>
+  int processUntil(Condition holds) {
+    using std::chrono::steady_clock;
+    const auto deadline = steady_clock::now() + limit;
+    while (!holds()) {
+      int result = sd_bus_process(bus_.get(), nullptr);
+      if (result < 0) return result;
+      if (result > 0) continue;
+      const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - steady_clock::now());
+      if (left <= left.zero()) return -ETIMEDOUT;
+      result = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count()) + 1);
+      if (result < 0 && result != -EINTR) return result;
+    }
+    return 0;
   }
 
   /// A method call that does not start the destination service. Null if the message cannot be made, for example with
@@ -104,15 +110,24 @@ class BusConnection {
 
   /// The unique name of the connection that owns `name`. Empty if no connection owns it, or if the call fails.
   [[nodiscard]] std::string ownerOf(const char* name) {
-    BusMessage question =
-        makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner");
+    const BusMessage question = makeCallOfBus("GetNameOwner");
     if (question == nullptr || sd_bus_message_append(question.get(), "s", name) < 0) return {};
     const BusReply reply = call(question);
     if (reply.result < 0) return {};
     return readOwner(reply.message.get()).value_or(std::string());
   }
 
+  /// Makes the bus start the owner of the name, if it knows how and no connection owns the name.
+  void startOwnerOf(const char* name) {
+    const BusMessage request = makeCallOfBus("StartServiceByName");
+    if (request != nullptr && sd_bus_message_append(request.get(), "su", name, 0u) >= 0) call(request);
+  }
+
  private:
+  [[nodiscard]] BusMessage makeCallOfBus(const char* member) const {
+    return makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", member);
+  }
+
   struct Closer {
     void operator()(sd_bus* bus) const noexcept { sd_bus_close_unref(bus); }
   };

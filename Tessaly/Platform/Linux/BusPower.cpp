@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <expected>
+#include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -16,36 +18,16 @@
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Linux/BusConnection.hpp"
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
+#include "Tessaly/Platform/Linux/Inhibitor.hpp"
+#include "Tessaly/Platform/Linux/Sandbox.hpp"
 
 namespace Tessaly::inline v1 {
 namespace detail {
 namespace {
 
-/// A service that can keep a display awake, and its names on the bus.
-struct Inhibitor {
-  PowerService service;
-  Bus bus;
-  const char* name;
-  const char* path;
-  const char* interface;
-  /// Null if closing a descriptor ends the inhibition.
-  const char* undo;
-};
-
-constexpr Inhibitor inhibitors[] = {
-    {PowerService::screenSaver, Bus::session, "org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
-     "org.freedesktop.ScreenSaver", "UnInhibit"},
-    {PowerService::sessionManager, Bus::session, "org.gnome.SessionManager", "/org/gnome/SessionManager",
-     "org.gnome.SessionManager", "Uninhibit"},
-    {PowerService::login, Bus::system, "org.freedesktop.login1", "/org/freedesktop/login1",
-     "org.freedesktop.login1.Manager", nullptr},
-};
-
-/// The session manager's flag for an inhibition of the idle state.
-constexpr std::uint32_t inhibitIdle = 8;
-
-std::string applicationName() {
+std::string applicationName(const std::optional<Sandbox>& sandbox) {
   if (const auto& identifier = Bundle::main().bundleIdentifier()) return *identifier;
+  if (sandbox && !sandbox->application.empty()) return sandbox->application;
   return ProcessInfo::processInfo().processName();
 }
 
@@ -74,7 +56,7 @@ PowerProblem problemOf(const BusReply& reply, const BusConnection& bus) {
 /// services again.
 class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition> {
  public:
-  explicit DisplayInhibition(std::string reason) : reason_(std::move(reason)), wake_(::eventfd(0, EFD_CLOEXEC)) {}
+  explicit DisplayInhibition(std::string reason) : DisplayInhibition(std::move(reason), readSandbox()) {}
 
   /// Asks the services in turn. Returns whether one of them keeps the display awake.
   bool acquire() {
@@ -98,7 +80,7 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       isReleased_ = true;
       status_.service = PowerService::none;
       holder_ = nullptr;
-      descriptor_ = OwnedDescriptor();
+      inhibition_ = {};
     }
     // The wake-up makes the thread end, or process messages that arrived with the answer.
     ::eventfd_write(wake_.get(), 1);
@@ -111,19 +93,25 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
   }
 
  private:
+  DisplayInhibition(std::string reason, const std::optional<Sandbox>& sandbox)
+      : reason_(std::move(reason)),
+        application_(applicationName(sandbox)),
+        inhibitors_(inhibitors(sandbox ? Surroundings::sandbox : Surroundings::open)),
+        wake_(::eventfd(0, EFD_CLOEXEC)) {}
+
   static int index(Bus bus) noexcept { return static_cast<int>(bus); }
   BusConnection& connection(Bus bus) TESSALY_REQUIRES(lock_) { return connections_[index(bus)]; }
 
   bool askAll() TESSALY_REQUIRES(lock_) {
     status_ = {};
     // The former inhibition is kept until there is a new one, so that the display stays awake in between.
-    const OwnedDescriptor former = std::exchange(descriptor_, OwnedDescriptor());
-    holder_ = nullptr;
+    const Inhibition former = std::exchange(inhibition_, {});
     int reached[2];
     for (Bus bus : {Bus::session, Bus::system}) reached[index(bus)] = -EINPROGRESS;
-    for (const Inhibitor& inhibitor : inhibitors) {
+    for (const Inhibitor& inhibitor : inhibitors_) {
       int& result = reached[index(inhibitor.bus)];
       if (result == -EINPROGRESS) result = reach(inhibitor.bus);
+      holder_ = &inhibitor;
       PowerStatus::Attempt attempt = ask(inhibitor, result);
       const bool isHeld = attempt.problem == PowerProblem::none;
       if (result == 0 && attempt.problem == PowerProblem::notAnswering) {
@@ -133,11 +121,11 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
       }
       status_.attempts.push_back(std::move(attempt));
       if (!isHeld) continue;
-      holder_ = &inhibitor;
       status_.service = inhibitor.service;
-      break;
+      return true;
     }
-    return holder_ != nullptr;
+    holder_ = nullptr;
+    return false;
   }
 
   PowerStatus::Attempt ask(const Inhibitor& inhibitor, int reached) TESSALY_REQUIRES(lock_) {
@@ -148,53 +136,43 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     }
     BusConnection& bus = connection(inhibitor.bus);
     owner_ = bus.ownerOf(inhibitor.name);
+    if (owner_.empty() && inhibitor.service == PowerService::portal) {
+      bus.startOwnerOf(inhibitor.name);
+      owner_ = bus.ownerOf(inhibitor.name);
+    }
     if (owner_.empty()) {
       attempt.problem = bus.isOpen() ? PowerProblem::noOwner : PowerProblem::noBus;
       return attempt;
     }
-    const BusReply reply = bus.call(makeInhibit(inhibitor));
+    const BusReply reply = bus.call(makeInhibit(inhibitor, bus, owner_, application_, reason_));
     if (reply.result < 0) {
       attempt.problem = problemOf(reply, bus);
       attempt.message = reply.errorMessage;
-    } else if (const auto taken = takeReply(inhibitor, reply.message.get()); !taken) {
+    } else if (auto taken = readInhibition(inhibitor, reply.message.get()); !taken) {
       attempt.problem = PowerProblem::wrongReply;
       attempt.message = description(taken.error());
+    } else {
+      inhibition_ = std::move(*taken);
+      if (inhibitor.service == PowerService::portal) awaitResponse(bus, attempt);
     }
     return attempt;
   }
 
-  BusMessage makeInhibit(const Inhibitor& inhibitor) TESSALY_REQUIRES(lock_) {
-    BusMessage message =
-        connection(inhibitor.bus).makeCall(owner_.c_str(), inhibitor.path, inhibitor.interface, "Inhibit");
-    const std::string name = applicationName();
-    int result = message == nullptr ? -EINVAL : 0;
-    if (result == 0) {
-      switch (inhibitor.service) {
-        case PowerService::screenSaver:
-          result = sd_bus_message_append(message.get(), "ss", name.c_str(), reason_.c_str());
-          break;
-        case PowerService::sessionManager:
-          result = sd_bus_message_append(message.get(), "susu", name.c_str(), 0u, reason_.c_str(), inhibitIdle);
-          break;
-        default:
-          result = sd_bus_message_append(message.get(), "ssss", "idle", name.c_str(), reason_.c_str(), "block");
-      }
+  /// The portal's reply only names a request. A signal of the request says whether it was granted.
+  void awaitResponse(BusConnection& bus, PowerStatus::Attempt& attempt) TESSALY_REQUIRES(lock_) {
+    response_.reset();
+    const int result = bus.processUntil([this]() TESSALY_NO_THREAD_SAFETY_ANALYSIS { return response_ || mustAsk_; });
+    if (std::exchange(mustAsk_, false) || result == -ETIMEDOUT) {  // The portal ended, or is silent.
+      attempt.problem = PowerProblem::notAnswering;
+    } else if (result < 0) {
+      attempt.problem = PowerProblem::noBus;
+    } else if (!*response_) {
+      attempt.problem = PowerProblem::wrongReply;
+      attempt.message = description(response_->error());
+    } else if (response_->value() != 0) {
+      attempt.problem = PowerProblem::refused;
+      attempt.message = "the response is " + std::to_string(response_->value());
     }
-    return result < 0 ? nullptr : std::move(message);
-  }
-
-  std::expected<void, ReplyProblem> takeReply(const Inhibitor& inhibitor, sd_bus_message* reply)
-      TESSALY_REQUIRES(lock_) {
-    if (inhibitor.undo != nullptr) {
-      const auto cookie = readNumber(reply);
-      if (!cookie) return std::unexpected(cookie.error());
-      cookie_ = *cookie;
-    } else {
-      auto descriptor = readDescriptor(reply);
-      if (!descriptor) return std::unexpected(descriptor.error());
-      descriptor_ = std::move(*descriptor);
-    }
-    return {};
   }
 
   /// Connects, unless the connection is open, and subscribes to changes of name owners.
@@ -202,13 +180,17 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     BusConnection& bus = connection(which);
     if (bus.isOpen()) return 0;
     if (const int result = bus.open(which); result < 0) return result;
-    for (const Inhibitor& inhibitor : inhibitors) {
+    for (const Inhibitor& inhibitor : inhibitors_) {
       if (inhibitor.bus != which) continue;
       const std::string rule = std::string(
                                    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
                                    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
                                inhibitor.name + '\'';
-      const int result = sd_bus_add_match(bus.get(), nullptr, rule.c_str(), &ownerChanged, this);
+      int result = sd_bus_add_match(bus.get(), nullptr, rule.c_str(), &ownerChanged, this);
+      if (result >= 0 && inhibitor.service == PowerService::portal) {
+        result = sd_bus_match_signal(bus.get(), nullptr, inhibitor.name, nullptr, "org.freedesktop.portal.Request",
+                                     "Response", &responded, this);
+      }
       if (result < 0) {
         bus.close();
         return result;
@@ -229,6 +211,18 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
     // A service appeared while no service held the assertion, or the holder disappeared.
     if (holder_ == nullptr ? !change->next.empty() : change->name == holder_->name && owner_ == change->former)
       mustAsk_ = true;
+  }
+
+  static int responded(sd_bus_message* message, void* self, sd_bus_error*) {
+    static_cast<DisplayInhibition*>(self)->noteResponse(message);
+    return 0;
+  }
+
+  /// Called while messages are processed, so the lock is held. The first response to the request counts.
+  void noteResponse(sd_bus_message* message) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
+    if (!response_ && sd_bus_message_get_sender(message) == owner_ &&
+        sd_bus_message_get_path(message) == inhibition_.request)
+      response_ = readNumber(message);
   }
 
   void watch() {
@@ -281,10 +275,10 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
 
   std::int32_t undo() TESSALY_REQUIRES(lock_) {
     // The inhibition ended with its service or bus.
-    if (holder_ == nullptr || holder_->undo == nullptr || !connection(holder_->bus).isOpen()) return 0;
+    if (holder_ == nullptr || holder_->service == PowerService::login || !connection(holder_->bus).isOpen()) return 0;
     BusConnection& bus = connection(holder_->bus);
-    const BusMessage message = bus.makeCall(owner_.c_str(), holder_->path, holder_->interface, holder_->undo);
-    if (message == nullptr || sd_bus_message_append(message.get(), "u", cookie_) < 0) return EINVAL;
+    const BusMessage message = makeRelease(*holder_, bus, owner_, inhibition_);
+    if (message == nullptr) return EINVAL;
     const BusReply reply = bus.call(message);
     if (reply.result >= 0 || !bus.isOpen()) return 0;
     switch (problemOf(reply, bus)) {
@@ -297,13 +291,16 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
   }
 
   const std::string reason_;
+  const std::string application_;
+  const std::span<const Inhibitor> inhibitors_;
   const OwnedDescriptor wake_;
   mutable UnfairLock lock_;
   BusConnection connections_[2] TESSALY_GUARDED_BY(lock_);
   const Inhibitor* holder_ TESSALY_GUARDED_BY(lock_) = nullptr;
   std::string owner_ TESSALY_GUARDED_BY(lock_);
-  std::uint32_t cookie_ TESSALY_GUARDED_BY(lock_) = 0;
-  OwnedDescriptor descriptor_ TESSALY_GUARDED_BY(lock_);
+  Inhibition inhibition_ TESSALY_GUARDED_BY(lock_);
+  /// The portal's first response to the request of `inhibition_`.
+  std::optional<std::expected<std::uint32_t, ReplyProblem>> response_ TESSALY_GUARDED_BY(lock_);
   PowerStatus status_ TESSALY_GUARDED_BY(lock_);
   bool mustAsk_ TESSALY_GUARDED_BY(lock_) = false;
   bool isReleased_ TESSALY_GUARDED_BY(lock_) = false;

@@ -158,6 +158,14 @@ class BusReader {
   return owner;
 }
 
+/// The path of an object, such as a portal's request.
+[[nodiscard]] inline std::expected<std::string, ReplyProblem> readObjectPath(sd_bus_message* message) {
+  BusReader reader(message);
+  const char* path = nullptr;
+  if (!reader.take(SD_BUS_TYPE_OBJECT_PATH, path)) return reader.problem();
+  return path;
+}
+
 /// The contents of `NameOwnerChanged`. `former` is empty if the name had no owner, and `next` is empty if the name has
 /// no owner now.
 struct OwnerChange {
@@ -221,6 +229,34 @@ struct PropertyChange {
     if (text == property) change.kind = PropertyChange::Kind::invalidated;
   }
   return change;
+}
+
+/// The answer of the network portal to `GetStatus`.
+struct NetworkStatus {
+  std::optional<bool> isAvailable = std::nullopt;
+  std::optional<bool> isMetered = std::nullopt;
+};
+
+/// Parses both values. A key that is missing gives no value. A value of another type makes the answer unusable.
+[[nodiscard]] inline std::expected<NetworkStatus, ReplyProblem> readNetworkStatus(sd_bus_message* message) {
+  BusReader reader(message);
+  NetworkStatus status;
+  if (!reader.enter(SD_BUS_TYPE_ARRAY, "{sv}")) return reader.problem();
+  while (reader.hasMore()) {
+    const char* key = nullptr;
+    if (!reader.enter(SD_BUS_TYPE_DICT_ENTRY, "sv") || !reader.take(SD_BUS_TYPE_STRING, key)) return reader.problem();
+    std::optional<bool>* const place = std::string_view(key) == "available" ? &status.isAvailable
+                                       : std::string_view(key) == "metered" ? &status.isMetered
+                                                                            : nullptr;
+    int value = 0;
+    const bool isTaken = place == nullptr ? reader.skip("v")
+                                          : reader.enter(SD_BUS_TYPE_VARIANT, "b") &&
+                                                reader.take(SD_BUS_TYPE_BOOLEAN, value) && reader.leave();
+    if (!isTaken || !reader.leave()) return reader.problem();
+    if (place != nullptr) *place = value != 0;
+  }
+  if (!status.isAvailable && !status.isMetered) return std::unexpected(ReplyProblem::missing);
+  return status;
 }
 
 /// The answer of polkit to `CheckAuthorization`.

@@ -21,6 +21,8 @@ enum class PowerService : std::uint8_t {
   sessionManager,
   /// The idle inhibitor of `org.freedesktop.login1` on the system bus.
   login,
+  /// `org.freedesktop.portal.Inhibit` on the session bus, in a sandbox.
+  portal,
 };
 
 /// The reason why a service does not keep the display awake.

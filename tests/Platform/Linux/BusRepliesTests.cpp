@@ -79,10 +79,11 @@ class BusReplies : public testing::Test {
   }
   /// The problems of every parsing function with messages of `make`, in this order.
   static std::vector<std::string> problems(const std::function<BusWire::Message()>& make) {
-    return {problem(readNumber(make().get())),       problem(readNumberProperty(make().get())),
-            problem(readDescriptor(make().get())),   problem(readOwner(make().get())),
-            problem(readOwnerChange(make().get())),  problem(readChange(make())),
-            problem(readAuthorization(make().get()))};
+    return {problem(readNumber(make().get())),        problem(readNumberProperty(make().get())),
+            problem(readDescriptor(make().get())),    problem(readOwner(make().get())),
+            problem(readOwnerChange(make().get())),   problem(readChange(make())),
+            problem(readAuthorization(make().get())), problem(readObjectPath(make().get())),
+            problem(readNetworkStatus(make().get()))};
   }
 
   BusWire wire_;
@@ -141,12 +142,12 @@ TEST_F(BusReplies, DeeplyNestedSkippedValuesEnd) {
 }
 
 TEST_F(BusReplies, EmptyMessageLacksTheValue) {
-  EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(7, missing));
-  EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(7, missing));
+  EXPECT_EQ(problems([this] { return empty(); }), std::vector<std::string>(9, missing));
+  EXPECT_EQ(problems([this] { return received("", ""); }), std::vector<std::string>(9, missing));
 }
 
 TEST_F(BusReplies, ErrorIsNeverAnAnswer) {
-  const std::vector<std::string> errors(7, isError);
+  const std::vector<std::string> errors(9, isError);
   EXPECT_EQ(problems([this] { return error("", ""); }), errors);
   EXPECT_EQ(problems([this] { return error("u", bytes(7)); }), errors);
   EXPECT_EQ(problems([this] { return error("s", encoded(":1.7")); }), errors);
@@ -221,6 +222,34 @@ TEST_F(BusReplies, OwnerAppearsEndsAndIsReplaced) {
   EXPECT_EQ(problem(readOwnerChange(made("ssu", "org.example.Manager", ":1.7", 8U).get())), otherType);
   EXPECT_EQ(problem(readOwnerChange(made("as", 3, "org.example.Manager", "", ":1.7").get())), otherType);
   EXPECT_EQ(problem(readOwnerChange(made("sss", "", "", ":1.7").get())), malformed);
+}
+
+TEST_F(BusReplies, ObjectPathIsParsed) {
+  EXPECT_EQ(readObjectPath(made("o", "/org/example/1").get()), "/org/example/1");
+  EXPECT_EQ(problem(readObjectPath(made("s", "/org/example/1").get())), otherType);
+  EXPECT_EQ(problem(readObjectPath(received("o", encoded("org example")).get())), malformed);
+}
+
+TEST_F(BusReplies, NetworkStatusHasTheKnownKeysOnly) {
+  const auto status = readNetworkStatus(
+      made("a{sv}", 4, "connectivity", "u", 4U, "metered", "b", 1, "available", "b", 0, "new", "as", 0).get());
+  ASSERT_TRUE(status.has_value()) << problem(status);
+  EXPECT_EQ(status->isAvailable, false);
+  EXPECT_EQ(status->isMetered, true);
+  const auto half = readNetworkStatus(made("a{sv}", 1, "available", "b", 1).get());
+  ASSERT_TRUE(half.has_value()) << problem(half);
+  EXPECT_EQ(half->isAvailable, true);
+  EXPECT_EQ(half->isMetered, std::nullopt);
+}
+
+TEST_F(BusReplies, NetworkStatusOfAnotherTypeIsRefused) {
+  EXPECT_EQ(problem(readNetworkStatus(made("a{sv}", 1, "metered", "u", 1U).get())), otherType);
+  EXPECT_EQ(problem(readNetworkStatus(made("a{sv}", 2, "available", "b", 1, "metered", "s", "no").get())), otherType);
+  EXPECT_EQ(problem(readNetworkStatus(made("a{sb}", 1, "metered", 1).get())), otherType);
+  EXPECT_EQ(problem(readNetworkStatus(made("b", 1).get())), otherType);
+  EXPECT_EQ(problem(readNetworkStatus(made("a{sv}", 0).get())), missing);
+  EXPECT_EQ(problem(readNetworkStatus(made("a{sv}", 1, "connectivity", "u", 4U).get())), missing);
+  EXPECT_EQ(problem(readNetworkStatus(received("a{sv}", bytes(1'000)).get())), malformed);
 }
 
 TEST_F(BusReplies, DescriptorOutlivesItsMessage) {
