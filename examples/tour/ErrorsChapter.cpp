@@ -127,7 +127,7 @@ void tellOfJournal(Narrator& narrator) {
   LogConfiguration::flush(std::chrono::seconds(1));
   const JournalStatus journal = LogConfiguration::journalStatus();
   const bool isThere = std::filesystem::exists("/run/systemd/journal/socket");
-  const bool isMissed = journal.state == JournalState::socketMissing;
+  const bool isMissed = journal.state == JournalState::socketMissing || journal.state == JournalState::sandboxed;
   narrator.check(journal.state != JournalState::notTried && isMissed != isThere &&
                      (journal.state != JournalState::sending || journal.sentRecords >= 4),
                  isMissed ? "This machine has no journal, and the log says so"

@@ -22,7 +22,10 @@ enum class JournalState : std::uint8_t {
   /// The library has been sending one record for more than two seconds, because the journal does not answer.
   notAnswering,
   /// This process is the child of a fork that happened after the library had started threads. The child sends nothing.
-  forkedChild
+  forkedChild,
+  /// The journal's socket does not exist, and this process is in a sandbox. From the first record on, records go to
+  /// standard error, until `LogConfiguration::setStandardErrorOutput` decides otherwise.
+  sandboxed
 };
 
 /// The state of the connection to the journal.

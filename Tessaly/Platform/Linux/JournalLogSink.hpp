@@ -59,6 +59,7 @@ class TESSALY_EXPORT JournalLogSink {
   void flush(std::chrono::nanoseconds limit) noexcept;
 
   [[nodiscard]] JournalStatus status() const noexcept;
+  [[nodiscard]] bool isSocketThere() const noexcept;
 
  private:
   /// The state of the thread. An awake thread checks for records by itself. A parked thread sleeps until `write` or
@@ -70,7 +71,6 @@ class TESSALY_EXPORT JournalLogSink {
 
   static int sendToSystemJournal(const iovec* fields, int count) noexcept;
 
-  [[nodiscard]] bool isSocketThere() const noexcept;
   void wakeThread(LogTime now) noexcept;
   void run() noexcept;
   Outcome sendPending(LogCursor& cursor, LogChunk& chunk) noexcept;
