@@ -10,6 +10,7 @@
 
 #include "Tessaly/Core/Logging/detail/PlatformLog.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Platform/Linux/Sandbox.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -26,9 +27,11 @@ constexpr int readingsOfOneKind = 5;
 std::shared_ptr<LinuxNetworkBackend> LinuxNetworkBackend::make() {
   auto backend = std::make_shared<LinuxNetworkBackend>(Private());
   const std::weak_ptr<LinuxNetworkBackend> weak = backend;
-  backend->metered_ = MeteredWatch::make([weak] {
-    if (const auto self = weak.lock()) self->tell();
-  });
+  backend->metered_ = MeteredWatch::make(
+      [weak] {
+        if (const auto self = weak.lock()) self->tell();
+      },
+      detail::readSandbox() ? MeteredWatch::Service::portal : MeteredWatch::Service::networkManager);
   backend->refresh();
   return backend;
 }
@@ -135,13 +138,17 @@ bool LinuxNetworkBackend::read(std::uint16_t type) {
 
 void LinuxNetworkBackend::tell() {
   update(Telling::ofChanges, [this](const NWPath&) {
-    const NWPath::Status status = status_.load();
     const MeteredWatch::State metered = metered_->state();
-    return NWPath({.status = status,
-                   .isExpensive = metered.isExpensive,
-                   .statusSource =
-                       status == NWPath::Status::unknown ? NWPath::StatusSource::refused : NWPath::StatusSource::kernel,
-                   .expenseSource = metered.source});
+    NWPath::Parts parts{.status = status_.load(),
+                        .isExpensive = metered.isExpensive,
+                        .statusSource = NWPath::StatusSource::kernel,
+                        .expenseSource = metered.source};
+    if (parts.status == NWPath::Status::unknown) {
+      parts.statusSource = metered.isAvailable ? NWPath::StatusSource::portal : NWPath::StatusSource::refused;
+      if (metered.isAvailable)
+        parts.status = *metered.isAvailable ? NWPath::Status::satisfied : NWPath::Status::unsatisfied;
+    }
+    return NWPath(parts);
   });
 }
 

@@ -4,6 +4,8 @@
 #include <systemd/sd-bus.h>
 
 #include <chrono>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
@@ -16,12 +18,24 @@ namespace {
 using detail::CallFailure;
 using ExpenseSource = NWPath::ExpenseSource;
 
-constexpr const char* service = "org.freedesktop.NetworkManager";
-constexpr const char* object = "/org/freedesktop/NetworkManager";
-constexpr const char* properties = "org.freedesktop.DBus.Properties";
-constexpr const char* ownerRule =
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
-    "member='NameOwnerChanged',arg0='org.freedesktop.NetworkManager'";
+/// The names of a service on its bus. The question and the announcement of changes have one interface.
+struct Names {
+  int (*open)(sd_bus** bus);
+  const char* service;
+  const char* object;
+  const char* interface;
+  const char* announcement;
+};
+
+constexpr Names networkManager{&sd_bus_open_system, "org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager",
+                               "org.freedesktop.DBus.Properties", "PropertiesChanged"};
+constexpr Names portal{&sd_bus_open_user, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                       "org.freedesktop.portal.NetworkMonitor", "changed"};
+
+const Names& namesOf(MeteredWatch::Service service) {
+  return service == MeteredWatch::Service::portal ? portal : networkManager;
+}
+
 constexpr std::chrono::seconds limit{2};
 
 /// A daemon that has just started owns its name before its object exists. The watch asks at most this many times before
@@ -33,6 +47,23 @@ constexpr std::chrono::milliseconds pauseBetweenAttempts{100};
 constexpr std::uint32_t meteredYes = 1;
 constexpr std::uint32_t meteredGuessYes = 3;
 
+MeteredWatch::State stateFrom(std::uint32_t metered) {
+  return {.isExpensive = metered == meteredYes || metered == meteredGuessYes, .source = ExpenseSource::networkManager};
+}
+
+MeteredWatch::State stateFrom(const detail::NetworkStatus& status) {
+  return {.isExpensive = status.isMetered.value_or(false),
+          .source = status.isMetered ? ExpenseSource::portal : ExpenseSource::wrongAnswer,
+          .isAvailable = status.isAvailable};
+}
+
+/// The state that an answer gives. Nothing if the answer is an error or malformed.
+std::optional<MeteredWatch::State> stateFrom(sd_bus_message* answer, MeteredWatch::Service service) {
+  const auto state = [](const auto& read) { return read ? std::optional(stateFrom(*read)) : std::nullopt; };
+  return service == MeteredWatch::Service::portal ? state(detail::readNetworkStatus(answer))
+                                                  : state(detail::readNumberProperty(answer));
+}
+
 template <int (*function)(sd_bus_message*, void*, void*)>
 int callback(sd_bus_message* message, void* self, sd_bus_error* error) {
   return function(message, self, error);
@@ -40,11 +71,12 @@ int callback(sd_bus_message* message, void* self, sd_bus_error* error) {
 
 }  // namespace
 
-std::shared_ptr<MeteredWatch> MeteredWatch::make(std::function<void()> onChange) {
-  return std::make_shared<MeteredWatch>(Private(), std::move(onChange));
+std::shared_ptr<MeteredWatch> MeteredWatch::make(std::function<void()> onChange, Service service) {
+  return std::make_shared<MeteredWatch>(Private(), std::move(onChange), service);
 }
 
-MeteredWatch::MeteredWatch(Private, std::function<void()> onChange) : onChange_(std::move(onChange)) {}
+MeteredWatch::MeteredWatch(Private, std::function<void()> onChange, Service service)
+    : onChange_(std::move(onChange)), service_(service) {}
 
 MeteredWatch::~MeteredWatch() {
   if (source_ != nullptr) source_->cancel();
@@ -61,11 +93,16 @@ void MeteredWatch::connectIfNeeded() {
 }
 
 bool MeteredWatch::connect() {
+  const Names& names = namesOf(service_);
   sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) < 0) return false;
-  const int owner = sd_bus_add_match_async(bus, nullptr, ownerRule, callback<&didChangeOwner>, nullptr, this);
-  const int changes = sd_bus_match_signal_async(bus, nullptr, service, object, properties, "PropertiesChanged",
-                                                callback<&didChangeProperties>, nullptr, this);
+  if (names.open(&bus) < 0) return false;
+  const std::string ownerRule = std::string(
+                                    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+                                    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
+                                names.service + '\'';
+  const int owner = sd_bus_add_match_async(bus, nullptr, ownerRule.c_str(), callback<&didChangeOwner>, nullptr, this);
+  const int changes = sd_bus_match_signal_async(bus, nullptr, names.service, names.object, names.interface,
+                                                names.announcement, callback<&didChange>, nullptr, this);
   const int descriptor = sd_bus_get_fd(bus);
   if (owner < 0 || changes < 0 || descriptor < 0) {
     sd_bus_close_unref(bus);
@@ -118,10 +155,13 @@ void MeteredWatch::send(sd_bus* bus) {
   sd_bus_message* message = nullptr;
   sd_bus_slot_unref(std::exchange(call_, nullptr));
   ++attempts_;
+  const Names& names = namesOf(service_);
+  const bool isPortal = service_ == Service::portal;
+  const auto append = [&] { return isPortal ? 0 : sd_bus_message_append(message, "ss", names.service, "Metered"); };
   // The call has no time limit of the bus, because a late answer is better than none.
-  const bool isAsked = sd_bus_message_new_method_call(bus, &message, service, object, properties, "Get") >= 0 &&
-                       sd_bus_message_append(message, "ss", service, "Metered") >= 0 &&
-                       sd_bus_message_set_auto_start(message, 0) >= 0 &&
+  const bool isAsked = sd_bus_message_new_method_call(bus, &message, names.service, names.object, names.interface,
+                                                      isPortal ? "GetStatus" : "Get") >= 0 &&
+                       append() >= 0 && sd_bus_message_set_auto_start(message, isPortal ? 1 : 0) >= 0 &&
                        sd_bus_call_async(bus, &call_, message, callback<&didAnswer>, this, UINT64_MAX) >= 0;
   sd_bus_message_unref(message);
   if (isAsked) return;
@@ -148,17 +188,13 @@ void MeteredWatch::giveUp(std::uint64_t question) {
   onChange_();
 }
 
-void MeteredWatch::take(std::uint32_t metered) {
-  isAnswered_ = true;
-  set({.isExpensive = metered == meteredYes || metered == meteredGuessYes, .source = ExpenseSource::networkManager});
-}
-
 void MeteredWatch::set(State state) { state_.store(state, std::memory_order_release); }
 
 int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
   auto& watch = *static_cast<MeteredWatch*>(self);
-  if (const auto metered = detail::readNumberProperty(message)) {
-    watch.take(*metered);
+  if (const auto state = stateFrom(message, watch.service_)) {
+    watch.isAnswered_ = true;
+    watch.set(*state);
     return 0;
   }
   const sd_bus_error* const error = sd_bus_message_get_error(message);
@@ -184,16 +220,19 @@ int MeteredWatch::didAnswer(sd_bus_message* message, void* self, void*) {
   return 0;
 }
 
-int MeteredWatch::didChangeProperties(sd_bus_message* message, void* self, void*) {
+int MeteredWatch::didChange(sd_bus_message* message, void* self, void*) {
   auto& watch = *static_cast<MeteredWatch*>(self);
-  const auto change = detail::readPropertyChange(message, service, "Metered");
-  if (change && change->kind == detail::PropertyChange::Kind::none) return 0;
-  if (change && change->kind == detail::PropertyChange::Kind::value) {
-    watch.take(change->number);
-  } else {
-    // The message is malformed, or requires another question.
-    watch.ask(sd_bus_message_get_bus(message));
+  if (watch.service_ == Service::networkManager) {
+    const auto change = detail::readPropertyChange(message, networkManager.service, "Metered");
+    if (change && change->kind == detail::PropertyChange::Kind::none) return 0;
+    if (change && change->kind == detail::PropertyChange::Kind::value) {
+      watch.isAnswered_ = true;
+      watch.set(stateFrom(change->number));
+      return 0;
+    }
   }
+  // The announcement has no value or a malformed one.
+  watch.ask(sd_bus_message_get_bus(message));
   return 0;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "Tessaly/Core/Base/Export.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
@@ -17,12 +18,12 @@ struct sd_bus_slot;
 
 namespace Tessaly::inline v1 {
 
-/// A watch of NetworkManager's property `Metered` on the system bus. The property says whether the connection is
-/// expensive.
+/// A watch of the expense of the connection. The source is NetworkManager's property `Metered` on the system bus, or in
+/// a sandbox the status of the desktop's portal on the session bus.
 ///
-/// The watch starts no service and waits for no service. Answers arrive through the reactor at any time. The watch
-/// notices a daemon that starts, ends or restarts. After the connection to the bus has ended, only another call of
-/// `connectIfNeeded` connects again.
+/// The watch starts no service except the portal, and waits for no service. Answers arrive through the reactor at any
+/// time. The watch notices a daemon that starts, ends or restarts. After the connection to the bus has ended, only
+/// another call of `connectIfNeeded` connects again.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -32,29 +33,35 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   struct Private {};
 
  public:
+  /// The service that knows the expense.
+  enum class Service : bool { networkManager, portal };
+
   /// The expense, and its source.
   struct State {
     bool isExpensive = false;
     NWPath::ExpenseSource source = NWPath::ExpenseSource::noBus;
+    /// Whether the portal considers the network available. Nothing without an answer of the portal.
+    std::optional<bool> isAvailable = std::nullopt;
 
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
   };
 
   /// Makes a watch. The watch calls the function whenever the state may have changed, on any thread except the
   /// reactor's.
-  [[nodiscard]] static std::shared_ptr<MeteredWatch> make(std::function<void()> onChange);
-  MeteredWatch(Private, std::function<void()> onChange);
+  [[nodiscard]] static std::shared_ptr<MeteredWatch> make(std::function<void()> onChange,
+                                                          Service service = Service::networkManager);
+  MeteredWatch(Private, std::function<void()> onChange, Service service);
   ~MeteredWatch();
   MeteredWatch(const MeteredWatch&) = delete;
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and requests the property, unless the watch is already connected. Does not block.
+  /// Connects to the bus and requests the expense, unless the watch is already connected. Does not block.
   void connectIfNeeded();
 
  private:
   static int didAnswer(sd_bus_message* message, void* self, void* error);
-  static int didChangeProperties(sd_bus_message* message, void* self, void* error);
+  static int didChange(sd_bus_message* message, void* self, void* error);
   static int didChangeOwner(sd_bus_message* message, void* self, void* error);
 
   bool connect() TESSALY_REQUIRES(lock_);
@@ -64,10 +71,10 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   void send(sd_bus* bus);
   void sendAgain(std::uint64_t question);
   void giveUp(std::uint64_t question);
-  void take(std::uint32_t metered);
   void set(State state);
 
   const std::function<void()> onChange_;
+  const Service service_;
   std::atomic<State> state_{State()};
   UnfairLock lock_;
   sd_bus* bus_ TESSALY_GUARDED_BY(lock_) = nullptr;

@@ -25,6 +25,8 @@ std::string_view description(NWPath::StatusSource source) noexcept {
       return "refused";
     case NWPath::StatusSource::scripted:
       return "scripted";
+    case NWPath::StatusSource::portal:
+      return "portal";
   }
   return "other";
 }
@@ -45,6 +47,8 @@ std::string_view description(NWPath::ExpenseSource source) noexcept {
       return "wrongAnswer";
     case NWPath::ExpenseSource::scripted:
       return "scripted";
+    case NWPath::ExpenseSource::portal:
+      return "portal";
   }
   return "other";
 }

@@ -45,9 +45,11 @@ class NWPath {
     refused,
     /// A test.
     scripted,
+    /// The desktop's portal, in a sandbox in which the kernel refuses.
+    portal,
   };
 
-  /// The source of `isExpensive()`. Only `networkManager` and `scripted` can make it true.
+  /// The source of `isExpensive()`. Only `networkManager`, `portal` and `scripted` can make it true.
   enum class ExpenseSource : std::uint8_t {
     /// NetworkManager.
     networkManager,
@@ -63,6 +65,8 @@ class NWPath {
     wrongAnswer,
     /// A test.
     scripted,
+    /// The desktop's portal, in a sandbox. There the values above concern the portal and the session bus.
+    portal,
   };
 
   /// The parts of a path, for backends and tests.
