@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Linux/Inhibitor.hpp"
 
+#include <atomic>
 #include <cerrno>
 #include <utility>
 
@@ -21,6 +22,12 @@ constexpr Inhibitor all[] = {
 /// The flag of the portal and of the session manager for an inhibition of the idle state.
 constexpr std::uint32_t inhibitIdle = 8;
 
+/// A name for a request. A desktop may still know the request of a portal that died, so every name is new.
+std::string freshToken() {
+  static constinit std::atomic<std::uint32_t> count{0};
+  return "tessaly" + std::to_string(count.fetch_add(1, std::memory_order_relaxed));
+}
+
 }  // namespace
 
 std::span<const Inhibitor> inhibitors(Surroundings surroundings) {
@@ -35,7 +42,8 @@ BusMessage makeInhibit(const Inhibitor& inhibitor, const BusConnection& bus, con
   switch (inhibitor.service) {
     case PowerService::portal:
       // The portal knows the application. The first text would name a window.
-      result = sd_bus_message_append(message.get(), "sua{sv}", "", inhibitIdle, 1, "reason", "s", reason.c_str());
+      result = sd_bus_message_append(message.get(), "sua{sv}", "", inhibitIdle, 2, "reason", "s", reason.c_str(),
+                                     "handle_token", "s", freshToken().c_str());
       break;
     case PowerService::screenSaver:
       result = sd_bus_message_append(message.get(), "ss", application.c_str(), reason.c_str());

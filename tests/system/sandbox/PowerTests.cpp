@@ -67,7 +67,7 @@ class SandboxedPower : public testing::Test {
 TEST_F(SandboxedPower, PortalGetsReasonAndIdleFlagAndIsClosed) {
   const auto portal = this->portal();
   EXPECT_TRUE(SleepHandler::shared()->disableScreenSleep("Playing a film"));
-  EXPECT_EQ(count(*portal, "Inhibit \"\" 8 {\"reason\": \"Playing a film\"}"), 1);
+  EXPECT_EQ(count(*portal, "Inhibit \"\" 8 {\"reason\": \"Playing a film\", \"handle_token\": \"tessaly0\"}"), 1);
   EXPECT_EQ(PowerBackend::current().status(),
             (PowerStatus{.service = PowerService::portal, .attempts = {{.service = PowerService::portal}}}));
   EXPECT_TRUE(SleepHandler::shared()->enableScreenSleep());
