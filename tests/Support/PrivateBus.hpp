@@ -25,7 +25,8 @@ class PrivateBus {
         << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig><type>session</type><keep_umask/><listen>unix:path="
-        << folder_.path() << "/bus</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+        << folder_.path() << "/bus</listen><servicedir>" << folder_.path()
+        << "/services</servicedir><auth>EXTERNAL</auth><policy context=\"default\">"
         << "<allow user=\"*\"/><allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
         << "<allow own=\"*\"/></policy></busconfig>\n";
     ::setenv(variable, address().c_str(), 1);
@@ -52,6 +53,14 @@ class PrivateBus {
     reason_ = waitUntil([this] { return busctl({"list"}) == 0; }) ? "" : "no message bus could be started";
   }
   Process& daemon() { return daemon_; }
+
+  /// Lets the bus start this command when a program asks for the name.
+  void addService(const std::string& name, const std::string& command) const {
+    std::filesystem::create_directory(folder_.path() + "/services");
+    std::ofstream(folder_.path() + "/services/" + name + ".service")
+        << "[D-BUS Service]\nName=" << name << "\nExec=" << command << '\n';
+    busctl({"call", "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "ReloadConfig"});
+  }
 
   /// Runs busctl on this bus and returns its exit status.
   int busctl(std::vector<std::string> arguments, std::string* output = nullptr) const {

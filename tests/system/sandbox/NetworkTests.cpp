@@ -126,6 +126,13 @@ TEST_F(SandboxedNetwork, MissingBusAndPortalAreReported) {
   EXPECT_TRUE(becomes(*LinuxNetworkBackend::make(), Source::noBus));
 }
 
+TEST_F(SandboxedNetwork, PortalIsStartedOnDemand) {
+  session_.addService(name, std::string("/usr/bin/timeout 20 /usr/bin/python3 -m dbusmock ") + name + ' ' + object +
+                                " org.freedesktop.portal.Other");
+  EXPECT_TRUE(becomes(*LinuxNetworkBackend::make(), Source::wrongAnswer));
+  EXPECT_TRUE(session_.hasOwner(name));
+}
+
 TEST_F(SandboxedNetwork, PortalThatDiesAndReturnsIsAskedAgain) {
   const auto backend = LinuxNetworkBackend::make();
   const auto portal = this->portal(status(true, true));

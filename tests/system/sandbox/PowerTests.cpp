@@ -91,6 +91,15 @@ TEST_F(SandboxedPower, MissingPortalIsAFailureWithAReason) {
   EXPECT_FALSE(SleepHandler::shared()->disableScreenSleep("Playing"));
 }
 
+TEST_F(SandboxedPower, PortalIsStartedOnDemand) {
+  session_.addService("org.freedesktop.portal.Desktop",
+                      "/usr/bin/timeout 20 /usr/bin/python3 -m dbusmock org.freedesktop.portal.Desktop "
+                      "/org/freedesktop/portal/desktop org.freedesktop.portal.Other");
+  EXPECT_NE(create(), 0);
+  EXPECT_EQ(first().problem, PowerProblem::refused);  // The started program has no such method.
+  EXPECT_TRUE(session_.hasOwner("org.freedesktop.portal.Desktop"));
+}
+
 TEST_F(SandboxedPower, MissingInterfaceIsAFailureWithAReason) {
   const MockPortal portal(session_, "NetworkMonitor", {});
   ASSERT_EQ(portal.reason(), "");
