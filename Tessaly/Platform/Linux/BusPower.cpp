@@ -220,9 +220,10 @@ class DisplayInhibition : public std::enable_shared_from_this<DisplayInhibition>
 
   /// Called while messages are processed, so the lock is held. The first response to the request counts.
   void noteResponse(sd_bus_message* message) TESSALY_NO_THREAD_SAFETY_ANALYSIS {
-    if (!response_ && sd_bus_message_get_sender(message) == owner_ &&
-        sd_bus_message_get_path(message) == inhibition_.request)
-      response_ = readNumber(message);
+    const char* const sender = sd_bus_message_get_sender(message);
+    const char* const path = sd_bus_message_get_path(message);
+    if (response_ || sender == nullptr || path == nullptr) return;
+    if (owner_ == sender && inhibition_.request == path) response_ = readNumber(message);
   }
 
   void watch() {

@@ -40,6 +40,7 @@ std::string ownPath() {
 void replaceBy(std::vector<std::string> words) {
   words.insert(words.begin(), {"unshare", "--user", "--map-root-user", "--mount", "sh", "-c", script, "sh"});
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   ::execvp(pointers[0], pointers.data());
