@@ -15,10 +15,11 @@ constexpr const char* mark = "TESSALY_TEST_SANDBOX";
 /// Makes the root directory from those of the system, and runs its arguments there.
 constexpr const char* script = R"sh(
 set -e
-root=$(mktemp -d)
+root=/mnt  # A new directory would stay behind.
 mount -t tmpfs sandbox "$root"
 for entry in /*; do
   if [ -L "$entry" ]; then cp -P "$entry" "$root$entry"
+  elif [ "$entry" = "$root" ]; then :
   elif [ "$entry" = /run ]; then mkdir "$root/run"
   elif [ -d "$entry" ]; then mkdir "$root$entry"; mount --rbind "$entry" "$root$entry"
   fi
