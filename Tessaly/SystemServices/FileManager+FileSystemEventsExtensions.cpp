@@ -68,9 +68,9 @@ std::shared_ptr<FileSystemObjectSource> watchFile(FileManager& files, const URL&
   }
 }
 
-/// Ends a watch, and waits until its descriptor is closed.
+/// Ends a watch, and waits until its descriptor is closed. Throws the error of a watch that could not begin.
 Async<void> endWatch(std::shared_ptr<FileSystemObjectSource> source, Signs::AsyncIterator& iterator) {
-  source->cancel();
+  if (source != nullptr) source->cancel();
   while (co_await iterator.next()) {
   }
 }

@@ -26,6 +26,7 @@
 #include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
+#include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/Platform/Testing/RecordingLogBackend.hpp"
 #include "Tessaly/Platform/Testing/ScriptedFileManager.hpp"
@@ -88,6 +89,24 @@ TEST_F(FileManagerFileSystemEvents, EachWriteGivesOneElement) {
       co_await until([&] { return scripted->activeSources() == 1; });
       EXPECT_EQ(scripted->fire(FileSystemEvent::write), 1);
       EXPECT_TRUE(co_await next.value());
+    }
+  });
+}
+
+TEST_F(FileManagerFileSystemEvents, UnreadableReplacementEndsTheSequenceWithItsError) {
+  put("a", "one");
+  scripted->open = [&](const URL&) -> FileHandle {
+    replace("a", "two");
+    detail::InotifyHub::shared().drain();  // The replacement is known before the error.
+    throw POSIXError(EACCES);
+  };
+  syncWait([&]() -> Async<void> {
+    auto iterator = writeFileSystemEvents(*scripted, url("a"), 1).makeAsyncIterator();
+    try {
+      co_await iterator.next();
+      ADD_FAILURE();
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), EACCES);
     }
   });
 }
