@@ -50,6 +50,11 @@ std::optional<Identity> identityOf(const std::string& path) noexcept {
                               : 0};
 }
 
+bool isDirectory(const std::string& path) noexcept {
+  struct stat status{};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 void append(Data::Bytes& bytes, std::uint64_t value) {
   for (int shift = 0; shift < 64; shift += 8) bytes.push_back(static_cast<std::uint8_t>(value >> shift));
 }
@@ -134,7 +139,8 @@ class Search {
       std::string path = (folder == "/" ? "" : folder) + '/' + entry->d_name;
       if (entry->d_ino == wanted_.inode && isWanted(path)) {
         found = std::move(path);
-      } else if (entry->d_type == DT_DIR) {
+      } else if (entry->d_type == DT_DIR ||  // Some file systems list no types.
+                 (entry->d_type == DT_UNKNOWN && isDirectory(path))) {
         folders.push_back(std::move(path));
       }
     }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <dirent.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -15,6 +17,20 @@
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 #include "tests/Support/TemporaryFolder.hpp"
+
+namespace {
+
+/// Whether directories are listed without the types of their entries, as by some file systems.
+bool hidesTypes = false;
+
+}  // namespace
+
+extern "C" dirent* readdir(DIR* directory) {
+  static const auto systems = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
+  dirent* const entry = systems(directory);
+  if (entry != nullptr && hidesTypes) entry->d_type = DT_UNKNOWN;
+  return entry;
+}
 
 namespace Tessaly {
 namespace {
@@ -69,6 +85,16 @@ TEST_F(BookmarksTest, MovedFileIsFound) {
   std::filesystem::rename(path("one/x"), path("one/two/a"));
   std::filesystem::rename(path("one"), path("other"));
   EXPECT_EQ(resolve(data).url.path(), path("other/two/a"));
+}
+
+TEST_F(BookmarksTest, MovedFileIsFoundWhereListingsHaveNoTypes) {
+  std::filesystem::create_directories(path("one/two"));
+  put("a", "");
+  const Data data = bookmark("a");
+  std::filesystem::rename(path("a"), path("one/two/a"));
+  hidesTypes = true;
+  EXPECT_EQ(resolve(data).url.path(), path("one/two/a"));
+  hidesTypes = false;
 }
 
 TEST_F(BookmarksTest, RenamedDirectoryIsFound) {
