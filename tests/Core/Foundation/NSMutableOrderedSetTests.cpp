@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <random>
 #include <ranges>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -39,6 +41,14 @@ TEST(NSMutableOrderedSet, AddingAllocatesSeldom) {
             }),
             100);
   EXPECT_EQ(numbers.count(), 10'000);
+}
+
+TEST(NSMutableOrderedSet, ElementsThatDifferInAnyBitsAreSpread) {
+  for (int shift = 0; shift <= 56; ++shift) {
+    std::set<std::uint64_t> places;
+    for (std::uint64_t number = 0; number < 256; ++number) places.insert(detail::mixedHash(number << shift) % 1024);
+    EXPECT_GT(places.size(), 190U) << shift;
+  }
 }
 
 TEST(NSMutableOrderedSet, RemovesExistingElements) {

@@ -11,6 +11,13 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// A hash with its bits mixed. Many hashes, such as those of integers and pointers, differ only in their high bits or
+/// only in their low bits.
+constexpr std::uint64_t mixedHash(std::uint64_t hash) noexcept {
+  const std::uint64_t mixed = (hash ^ hash >> 32) * 0x9E37'79B9'7F4A'7C15u;
+  return mixed ^ mixed >> 32;
+}
+
 /// The members of an ordered set without their order. Each member has a fixed slot. A hash table of slots with linear
 /// probing finds a member. The slot of a removed member keeps the element until the set is compacted or cleared.
 template <typename Element, typename Hash, typename Equal>
@@ -73,12 +80,7 @@ class OrderedSetMembers {
     std::size_t hash;
   };
 
-  /// The hash of an element, with the bits of the hash mixed. Many hashes, such as those of integers and pointers,
-  /// differ only in their high bits or only in their low bits.
-  static std::size_t hashOf(const Element& element) {
-    const std::uint64_t mixed = static_cast<std::uint64_t>(Hash()(element)) * 0x9E37'79B9'7F4A'7C15u;
-    return static_cast<std::size_t>(mixed ^ mixed >> 32);
-  }
+  static std::size_t hashOf(const Element& element) { return static_cast<std::size_t>(mixedHash(Hash()(element))); }
   [[nodiscard]] std::size_t mask() const noexcept { return table_.size() - 1; }
   void place(Slot slot) {
     std::size_t at = slots_[slot].hash & mask();
