@@ -14,9 +14,9 @@ namespace Tessaly::inline v1::GLib {
 ///
 /// A nested loop (a modal dialog inside work of the main queue) also serves the queue. The nested loop then runs later
 /// work of the queue, although the work that opened the dialog has not ended. Several adapters may serve the same
-/// context or different contexts. Adapters may be destroyed in any order, inside work of the queue, and after the loop
-/// or the context. Work that arrives while the loop serves the queue waits for the next turn of the loop. So the loop
-/// also handles other events of the same priority.
+/// context or different contexts. Adapters may be destroyed in any order. They may be destroyed inside work of the
+/// queue, and also after the loop or the context has been destroyed. Work that arrives while the loop serves the queue
+/// waits for the next turn of the loop, so that the loop also handles other events of the same priority.
 ///
 /// The default priority is the priority of GLib's input sources. Choose a lower priority, such as
 /// `G_PRIORITY_DEFAULT_IDLE`, for work that may wait until the application is idle. The loop serves a source only if no

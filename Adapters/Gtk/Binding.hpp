@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// A text of the library as a text for GTK. Other values are returned unchanged.
+/// The value in the form that GTK takes: a `std::string` becomes a `const char*`. Other values are returned unchanged.
 template <typename Value>
 auto valueForGtk(const Value& value) {
   if constexpr (std::same_as<Value, std::string>) {
@@ -43,7 +43,7 @@ namespace Gtk4 {
 ///
 /// `setter` takes the widget, with the widget's own type, and the value. A `std::string` becomes a `const char*`. The
 /// model that `compute` reads need not be a `GObject`. GTK's counterpart is `GBinding`, which binds properties of
-/// objects.
+/// `GObject`s.
 ///
 /// A change on any thread leads to a call of `setter` on the main thread, in the next turn of the loop that
 /// `MainLoopAdapter` serves. Many changes in one turn lead to one call. A value that equals the previous value leads to

@@ -36,8 +36,8 @@ namespace Tessaly::inline v1::Gtk4 {
 /// the reason of the correction, until the next change. With `FieldChecking::atEveryChange` the formatter judges every
 /// change: typing, pasting, dropping, cutting, committing composed input, and changes by the program. If the formatter
 /// offers a replacement, the replacement takes the place of the whole text at once. In this mode the field gets no
-/// style class and no tooltip. GTK has no counterpart. The usual code is a handler of "insert-text", which treats
-/// typing over a selection as two changes.
+/// style class and no tooltip. GTK has no counterpart of this class. The usual code is a handler of "insert-text",
+/// which treats typing over a selection as two changes.
 ///
 /// A refused change leaves the field unchanged, cursor and selection included. Text that is not UTF-8 is refused. The
 /// field's own undo history cannot record replacements, so this history is off. The hook keeps a history for Control+Z,
@@ -86,8 +86,8 @@ class FormatterHook {
     gtk_editable_set_enable_undo(text_.editable(), hadUndo_);
   }
 
-  /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
-  /// of them.
+  /// The object from the last successful end of editing or from the last successful `setObjectValue`, whichever is
+  /// later. Empty if neither has happened yet.
   [[nodiscard]] const std::any& objectValue() const noexcept TESSALY_LIFETIMEBOUND {
     return formatted_.editing().object();
   }
@@ -120,8 +120,8 @@ class FormatterHook {
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
   /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
-  /// there is one. The refused texts include those that the end of editing corrects, but not those that it only
-  /// rewrites. If the text was replaced, the field already shows the replacement.
+  /// there is one. The refused texts include texts that the end of editing corrects. They do not include texts that the
+  /// end of editing only rewrites. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   /// Undoes the last change or the last run of typed characters. Returns false if there is nothing to undo, or if the
@@ -342,9 +342,9 @@ class FormatterHook {
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
   }
 
-  /// Restores the selection that a refused insertion would have replaced. The display must first report that the
-  /// selected text has no owner, because on that report the field clears its selection. So the restoration waits until
-  /// the loop is idle.
+  /// Restores the selection that a refused insertion would have replaced. The restoration waits until the loop is idle.
+  /// By then the display has reported that the selected text has no owner, and on that report the field has cleared its
+  /// selection.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));

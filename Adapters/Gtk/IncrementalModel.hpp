@@ -41,7 +41,7 @@ class IncrementalGrowth {
   }
 
   /// The slice handles "items-changed" before this function, because the slice was connected first. If few rows remain,
-  /// the slice shrinks, so that it grows again in steps.
+  /// this function shrinks the slice, so that the slice grows again in steps.
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
     const guint needed = std::max(count, self->step_);
@@ -74,8 +74,8 @@ namespace Gtk4 {
 ///
 /// A view of GTK makes the widgets of about 200 rows at once, although fewer are visible. With four columns that takes
 /// about 0.1 s, and the window does not respond meanwhile. Use this model between a long model and the selection model
-/// of a view with costly rows. GTK has an `incremental` property with the same purpose only for models that sort or
-/// filter.
+/// of a view with costly rows. GTK's property `incremental` has the same purpose, but only models that sort or filter
+/// have this property.
 ///
 /// Takes over the reference to `rows`, and returns a new reference, as the constructors of GTK's selection models do.
 /// Once the model shows all rows, it adds no cost to an update. When `rows` has become shorter than 512 rows, the model

@@ -126,7 +126,8 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
 
   /// GTK searches a replaced block for the items of the view's widgets and of the selection. GTK makes an item for each
   /// row that it examines. So each replaced block ends at most 256 rows after its last row with an item. The rows
-  /// between two blocks are inserted separately, without items.
+  /// between two blocks are inserted separately, without items. If more than 1,000 rows have items, or if the order of
+  /// these rows changed, one block replaces all rows.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
@@ -274,15 +275,15 @@ namespace Gtk4 {
 ///
 /// A single removal, insertion or move of a block reaches views as one change. An update with moves, and with at most
 /// 32 steps of each kind, reaches views step by step. Any other update reaches views as replacements of blocks around
-/// the rows with items, and as insertions of distant rows. A changed element updates its item, but changes no row. An
-/// element that equals its former value changes nothing.
+/// the rows with items. The rows between two such blocks are inserted. A changed element updates its item, but changes
+/// no row. An element that equals its former value changes nothing.
 ///
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
 /// the item. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without
 /// `listModel`, a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
-/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows costs in
-/// addition a hash and a comparison of its identity.
+/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
+/// hash and a comparison of its identity.
 ///
 /// These stop the process: a call of `listModel` outside the main thread, and an exception of a later call of
 /// `compute`.

@@ -70,8 +70,8 @@ namespace Gtk4 {
 /// click stores the new state.
 ///
 /// GTK's counterpart is `g_settings_bind`, which needs a compiled schema. A change of the setting reaches the widget in
-/// the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key forbids a chosen value, the widget
-/// shows the value that the setting keeps or stores instead.
+/// the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key forbids a chosen value, the setting
+/// keeps its value or stores another one. The widget then shows the value of the setting.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -90,16 +90,16 @@ inline void bind(GtkRange* range, Default<double> setting) {
       range, "value-changed", std::move(setting), [range] { return gtk_range_get_value(range); },
       [range](double value) { gtk_range_set_value(range, value); });
 }
-/// The same for the text of a drop-down list of strings. A stored text that the list does not have leaves the list
-/// without a choice.
+/// The same for the text of a drop-down list of strings. If the list does not contain the stored text, no text is
+/// chosen.
 inline void bind(GtkDropDown* list, Default<std::string> setting) {
   detail::bindBothWays(
       list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. While the field has an unfinished edit, other changes of the setting
-/// do not change the field. The hook ends with the field.
+/// stored. When editing ends, the setting stores the object. While the field has an unfinished edit, other changes of
+/// the setting do not change the field. The hook is destroyed with the field.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   std::unique_ptr<detail::BoundField> bound(

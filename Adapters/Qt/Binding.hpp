@@ -64,8 +64,9 @@ void bind(Widget* widget, Setter setter, Compute compute) {
   detail::endWith(widget, std::make_shared<ObservationToken>(std::move(token)));
 }
 
-/// The same for a model that may end before the widget. After the end of the model, the widget keeps the last value.
-/// `compute` is a member of the model or a function that takes the model. The binding does not keep the model alive.
+/// The same binding for a model that may end before the widget. After the end of the model, the widget keeps the last
+/// value. `compute` is a member of the model or a function that takes the model. The binding does not keep the model
+/// alive.
 ///
 ///     Qt6::bind(title, &QLabel::setText, player, &Player::label);
 template <std::derived_from<QObject> Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

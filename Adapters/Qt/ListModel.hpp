@@ -34,9 +34,9 @@ namespace Tessaly::inline v1::Qt6 {
 /// values, unless there are more than 32 runs of changed rows. A model without columns shows nothing; call `addColumn`
 /// first.
 ///
-/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows costs in
-/// addition a hash and a comparison of its identity. Without this class, a host writes a subclass of
-/// `QAbstractListModel` and finds the changed rows itself.
+/// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
+/// hash and a comparison of its identity. Without this class, a host writes a subclass of `QAbstractListModel` and
+/// finds the changed rows itself.
 ///
 /// These stop the process: constructing a model outside the main thread, an exception of a later call of `compute`, and
 /// `element` for a missing row.
@@ -109,7 +109,7 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
         return beginRemoveRows({}, first, last);
       case Step::Kind::insertion:
         return beginInsertRows({}, first, last);
-      case Step::Kind::move:  // Qt counts the place of the block in the rows before the move.
+      case Step::Kind::move:  // For Qt, the destination is a row number from before the move.
         beginMoveRows({}, first, last, {}, static_cast<int>(step.to > step.first ? step.to + step.count : step.to));
         return;
       case Step::Kind::rearrangement:

@@ -117,7 +117,7 @@ class FormatterValidator : public QValidator {
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
-    // A field that is being destroyed loses the keyboard focus when it is no longer a `QLineEdit`, but only a widget.
+    // During its destruction, a field loses the keyboard focus after it has become a mere `QWidget`.
     if (qobject_cast<QLineEdit*>(watched) == nullptr) return false;
     switch (event->type()) {
       case QEvent::FocusOut:
@@ -227,8 +227,8 @@ class FormatterValidator : public QValidator {
     return standing_.endsWith(QStringView(text).mid(same));
   }
 
-  /// In a field with hidden characters, a refusal would make Qt revert all changes. Such a field has no undo history,
-  /// so this function sets the text itself.
+  /// In a field with hidden characters, a refusal would make Qt revert all changes. So this function sets the text
+  /// itself. No undo history is lost, because such a field has none.
   State takeBack(QString& input, int& position, Answer answer) const {
     const std::string refused = input.toStdString();
     const bool isReplaced = answer.kind == Answer::Kind::replaced;

@@ -63,8 +63,8 @@ inline void bind(QComboBox* box, Default<std::string> setting) {
       [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. While the field has an unfinished edit, other changes of the setting
-/// do not change the field. The field owns the validator.
+/// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
+/// other code do not change the field. The field owns the validator.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   auto* validator = new FormatterValidator(std::move(formatter), field);

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The connection of a setting and a widget. The widget shows the setting, and a person's choice in the widget is
+/// The connection between a setting and a widget. The widget shows the setting, and a person's choice in the widget is
 /// stored. `Read` returns the choice, if there is one. `Show` shows a value in the widget. If the widget shows another
 /// value instead, such as the end of the widget's range, that other value is not stored.
 template <typename Value, typename Read, typename Show>

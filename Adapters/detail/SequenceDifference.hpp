@@ -41,8 +41,8 @@ class SequenceSteps {
   /// The origin of a new row, which has no former place.
   static constexpr std::size_t absent = static_cast<std::size_t>(-1);
 
-  /// For each row of the new order, `origins` has the former place of the row in a block of `count` rows, or `absent`.
-  /// The block begins at `head`.
+  /// For each row of the new order, `origins` has the place of the row among the `count` former rows, or `absent`. The
+  /// former rows and the new rows begin at row `head` of the sequence.
   static std::vector<SequenceStep> make(std::span<const std::size_t> origins, std::size_t count, std::size_t head) {
     SequenceSteps made(head);
     made.remove(origins, count);
@@ -115,7 +115,7 @@ class SequenceSteps {
       ++blocks.back().count;
     }
     if (blocks.size() < 2) return;
-    // A move cuts a sequence in at most three places.
+    // A move cuts a sequence in at most three places. So `limit` moves lead to at most `3 * limit + 1` blocks.
     const bool isFew = blocks.size() <= 3 * limit + 1;
     const std::vector<bool> fixed = isFew ? heaviestIncreasing(blocks) : std::vector<bool>();
     if (isFew && static_cast<std::size_t>(std::ranges::count(fixed, false)) <= limit) return moveBlocks(blocks, fixed);
@@ -250,9 +250,9 @@ class SequenceMatches {
 };
 
 /// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
-/// identity, both in the order of their occurrences. Makes O(n) calls of `identity`, and of the `==` and the
-/// `std::hash` of identities. If the elements are pointers, a pointer that is in both sequences causes such calls only
-/// next to the unchanged beginning or the unchanged end.
+/// identity. In both cases, equal elements are matched in the order in which they occur. Makes O(n) calls of
+/// `identity`, and of the `==` and the `std::hash` of identities. A pointer that is in both sequences causes such calls
+/// only directly after the common beginning of the sequences or directly before their common end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

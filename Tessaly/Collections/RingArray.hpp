@@ -37,19 +37,19 @@ namespace Tessaly::inline v1 {
 /// their slots until one copy is changed, so a write through a reference would change all copies. References and
 /// iterators are valid until the next change.
 ///
-/// Trivially copyable elements of at most 16 bytes are stored twice, one capacity apart. So even the elements of a ring
-/// that wraps are contiguous. A ring of such elements is a contiguous range, and `std::span(ring)` gives all elements
-/// as an array without a copy.
+/// Trivially copyable elements of at most 16 bytes are stored twice. The second copy of an element lies `maxCapacity()`
+/// slots behind the first. So even the elements of a ring that wraps are contiguous. A ring of such elements is a
+/// contiguous range, and `std::span(ring)` gives all elements as an array without a copy.
 ///
 /// **Equality and hash depend on the slots**. Two rings are equal if they have the same capacity, the same positions,
 /// and the same elements in the same slots. Rings with the same elements but different wraps are not equal. To compare
 /// only the elements, use `std::ranges::equal`.
 ///
-/// The nearest facility is `boost::circular_buffer`. A copy of such a buffer copies the elements at once. The buffer
-/// does not return the elements that it overwrites. Prefer `FIFOStack` or `std::deque` if the length has no bound.
+/// The nearest facility is `boost::circular_buffer`. Copying such a buffer copies its elements at once. The buffer does
+/// not return the elements that it overwrites. Prefer `FIFOStack` or `std::deque` if the length has no bound.
 ///
-/// These mistakes stop the process: a negative capacity, a position outside the ring, an overflow, and `shiftWhenFull`
-/// on a ring that is not full.
+/// These mistakes stop the process: a negative capacity, a position outside the ring, an overflow of a position or
+/// distance, and `shiftWhenFull` without a full ring.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 ///
@@ -398,8 +398,8 @@ class RingArray {
     return copy;
   }
 
-  // Appends to slots that may be shared. The element may lie in those slots, and the other ring may release the slots
-  // meanwhile.
+  // Appends to slots that may be shared. The parameter may refer to an element in those slots, and `makeUnshared` may
+  // free them. So the function first moves or copies the element.
   [[gnu::noinline]] std::optional<Element> appendToMarked(Parameter element) {
     if (maxCapacity_ < 1) return std::nullopt;
     Element kept(std::forward<Parameter>(element));
@@ -461,7 +461,8 @@ class RingArray {
   Storage* storage_ = nullptr;
   Index startIndex_;
   std::int64_t count_ = 0;
-  /// The mark is also set in a ring without slots, so that adding an element tests one condition for both cases.
+  /// The mark is also set in a ring without slots, so one test detects both shared and missing slots when an element is
+  /// added.
   detail::SharingMark mark_;
 };
 

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 ///
 /// `wrappedValue()` checks whether a value is kept. The function that it returns does not check again. So a function
 /// that was returned before a value was kept computes the value at every call. Such calls may overlap. Each call gives
-/// the result of its own computation, and the result of the last computation to end is kept. The nearest standard
+/// the result of its own computation. The result of the computation that ends last is kept. The nearest standard
 /// facility, `std::shared_future`, shares the result of exactly one computation, even if that computation fails.
 ///
 /// Copies share the kept value, which lives at least as long as any copy.

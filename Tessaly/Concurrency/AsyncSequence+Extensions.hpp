@@ -65,7 +65,7 @@ template <AsyncSequence Sequence, std::invocable<const typename Sequence::Elemen
   return map(std::move(sequence), detail::PassOn<typename Sequence::Element, ReceiveValues>{std::move(receiveValues)});
 }
 
-/// A `std::monostate` for each element.
+/// A sequence with one `std::monostate` for each element of the given sequence.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

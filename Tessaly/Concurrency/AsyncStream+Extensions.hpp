@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 ///
 /// A change gives an element if the change's record has the new value, so the options need `new_`. If they also have
 /// `initial`, the first element is the value at the start. The observation begins before this function returns. The
-/// observation ends with the stream, when the stream's consumer is cancelled or destroyed. The stream does not keep the
+/// observation and the stream end when the stream's consumer is cancelled or destroyed. The stream does not keep the
 /// object alive, and does not end when the object is destroyed.
 ///
 /// Thread contract: thread-safe. The values are yielded on the thread that changes the property.

@@ -12,12 +12,12 @@
 
 namespace Tessaly::inline v1 {
 
-/// A broadcaster: delivers every sent value to every listener.
+/// A broadcaster, which delivers every sent value to every listener.
 ///
-/// Each listener has a stream of its own with an unbounded buffer, so a slow listener delays no other. The broadcaster
-/// keeps no values: a listener receives the values that are sent after it subscribed. See `ReducedReplayAsyncStream`
-/// for listeners that also need a summary of earlier values. A listener leaves by destroying its stream and the
-/// iterators of the stream, or by cancelling the task that consumes the stream.
+/// Each listener has a stream of its own with an unbounded buffer, so a slow listener delays no other listener. The
+/// broadcaster keeps no values: a listener receives the values that are sent after it subscribed. See
+/// `ReducedReplayAsyncStream` for listeners that also need a summary of earlier values. A listener leaves by destroying
+/// its stream and the iterators of the stream, or by cancelling the task that consumes the stream.
 ///
 /// A `std::shared_ptr` owns the broadcaster. Releasing the last reference ends every listener's stream, like
 /// `finish()`. After `finish()` the broadcaster can be used again. The nearest facilities, Qt's signals and
@@ -53,9 +53,9 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
   }
 
   /// Delivers the value to every listener. Takes about 4 ns for each listener, but about 8 ns for each if there are a
-  /// thousand listeners. Allocates only in the listeners' buffers, and a few words at a thread's first send. If copying
-  /// the value for a listener throws, the exception reaches the caller, and that listener and all later ones miss the
-  /// value.
+  /// thousand listeners. Allocates only in the listeners' buffers, except for a few words at a thread's first send. If
+  /// copying the value for a listener throws, the exception reaches the caller. That listener, and all listeners after
+  /// it in the list of listeners, miss the value.
   void send(Element value) { listeners_.yieldToAll(value); }
   /// The same for a signal without a payload.
   void send()

@@ -18,8 +18,8 @@ namespace Tessaly::inline v1 {
 ///
 /// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
 /// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
-/// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**,
-/// which runs none of the operation's code in the captured object's isolation after that object's end.
+/// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**.
+/// After the destruction of the captured object, no statement of that operation runs in the object's isolation.
 ///
 /// The task's result and error are not observed. The handle can be moved but not copied.
 ///

@@ -20,7 +20,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The first element is the present result. After a change of a property that the last computation read, there is a
 /// further element, which is computed on request. Several changes between two requests give one element with the latest
-/// values. The sequence never ends and never fails. In a cancelled task, each request gives an element at once.
+/// values. The sequence never ends. A request fails only if the computation throws. In a cancelled task, each request
+/// gives an element at once.
 ///
 /// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
 /// tracks the properties separately. For a callback instead of a sequence, use `withContinuousObservation`. To get

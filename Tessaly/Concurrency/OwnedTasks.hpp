@@ -22,14 +22,14 @@ class OwnerExecutor;
 /// destructor ends the tasks.
 ///
 /// The tasks run in the object's isolation, so they may use `this`. The destructor cancels them and never waits. From
-/// then on no statement of the tasks runs in that isolation: neither the code after the last wait nor a `catch` block.
-/// Their local variables are destroyed, so clean up in destructors. Make the `OwnedTasks` the last member, so that it
-/// is destroyed first.
+/// then on no statement of the tasks runs in that isolation: neither the code after a wait nor a `catch` block. The
+/// only exception is a task that itself destroys the object (see below). The local variables of the tasks are
+/// destroyed, so clean up in destructors. Make the `OwnedTasks` the last member, so that it is destroyed first.
 ///
 /// The destructor does the following with a task:
 /// - A task that has not started does not start. Some waits, such as a sleep or a stream's `next()`, end at a
-///   cancellation. A task in such a wait is destroyed in the destructor: its local variables and its closure can still
-///   use the object.
+///   cancellation. A task in such a wait is destroyed in the destructor. So the destructors of its local variables and
+///   of its closure can still use the object.
 /// - A task may be on the pool, on a blocking thread or in another isolation at that moment. It continues there and
 ///   sees that it is cancelled. It must own the objects that it uses there. When it returns to the object's isolation,
 ///   its variables and its closure are destroyed there, after the children of its task groups have ended. The
@@ -38,8 +38,8 @@ class OwnerExecutor;
 /// - If one of the tasks destroys the object, that task runs to its next wait, as after `delete this`.
 ///
 /// One of these tasks may start another task without naming an isolation. The other task ends in the same way, but is
-/// not cancelled. When it next returns to the isolation, the children of its task groups are cancelled. A task that
-/// names an isolation does not belong to the object. Awaiting a task that ended in this way throws a
+/// not cancelled. When the other task next returns to the isolation, the children of its task groups are cancelled. A
+/// task that names an isolation does not belong to the object. Awaiting a task that ended in this way throws a
 /// `CancellationError`.
 ///
 /// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.

@@ -18,10 +18,10 @@ namespace Tessaly::inline v1 {
 /// earlier elements.
 ///
 /// A subscriber receives every element that is consumed from the producer after the subscriber joined. The first
-/// subscriber starts the consumption and gets only these elements. Each later subscriber first gets **one element that
-/// sums up all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet,
-/// this sum is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber
-/// delays no other.
+/// subscriber starts the consumption and gets no summary. Each later subscriber first gets **one element that sums up
+/// all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, this sum
+/// is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no
+/// other.
 ///
 /// Each iterator of the stream is a new subscriber. When the producer ends, every subscriber's stream ends. A
 /// subscriber that joins after the producer's end gets the sum and then **keeps waiting**. The stream of such a

@@ -22,11 +22,12 @@ namespace Tessaly::inline v1 {
 ///
 /// The producer is an `AsyncThrowingStream` that the constructor makes, or any asynchronous sequence. The producer's
 /// error ends the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it
-/// was called before or after the failure. A subscriber that joins after the end, even after an error, gets the sum and
-/// then **keeps waiting**.
+/// was called before or after the failure. A subscriber that joins after the end, even after an error, gets the sum of
+/// all elements and then **keeps waiting**.
 ///
-/// Each element is copied for each stream, and the final value for each `streamedElement()`. An exception of a copy
-/// ends only that stream or that `streamedElement()`. An exception of an element's move counts as the producer's error.
+/// Each element is copied for each stream, and the final value for each `streamedElement()`. If such a copy throws, the
+/// exception ends only the stream or the `streamedElement()` that needs the copy. If an element's move out of the
+/// producer throws, the exception counts as the producer's error.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -126,7 +127,8 @@ class ReducedReplayAsyncThrowingStream {
       Base::consume(element);
       Base::yieldToAll(continuationsFix, element);
     }
-    /// Ends every subscriber's stream and answers the requests. An error does not end the streams of the second list.
+    /// Ends every subscriber's stream and answers the requests. An error does not end the streams of
+    /// `continuationsFix`.
     void end(std::exception_ptr error) {
       this->endAll(error);
       if (!error) {
@@ -134,7 +136,7 @@ class ReducedReplayAsyncThrowingStream {
       }
       didFinish = true;
       finishError = std::move(error);
-      // The handles stay in the list, because this function runs once and later requests are answered at once.
+      // The handles may stay in the list: this function runs once, so no handle is answered again.
       for (const auto& handle : finishContinuations) answer(handle);
     }
     void answer(const CheckedContinuation<Element>& handle) const {
@@ -150,7 +152,7 @@ class ReducedReplayAsyncThrowingStream {
       if (didFinish) answer(handle);
     }
 
-    /// A second list of subscribers. No subscriber joins it.
+    /// A second list of subscribers, which is always empty.
     std::vector<Continuation> continuationsFix;
     std::vector<CheckedContinuation<Element>> finishContinuations;
     std::exception_ptr finishError;

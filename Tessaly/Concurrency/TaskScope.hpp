@@ -65,8 +65,8 @@ class TaskScope {
         identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
   }
 
-  /// A call of this overload does not compile, because a task must keep its function and its captures until the work
-  /// has ended.
+  /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A task must
+  /// keep that function and its captures until the work has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();

@@ -18,8 +18,8 @@ namespace Tessaly::inline v1 {
 template <typename Sequence>
 inline constexpr bool adoptsTypedAsyncSequence = false;
 
-/// An asynchronous sequence named by its element and its failure, for signatures that hide how the sequence is made.
-/// The type must be an `AsyncSequence` and adopt this concept. These types adopt it: `AsyncStream` and
+/// An asynchronous sequence of a given element type and failure type, for signatures that hide the type of the
+/// sequence. The type must be an `AsyncSequence` and adopt this concept. These types adopt it: `AsyncStream` and
 /// `AsyncThrowingStream`; the mapped, compact-mapped and flat-mapped sequences with their throwing forms;
 /// `NotificationCenter::Notifications`.
 ///

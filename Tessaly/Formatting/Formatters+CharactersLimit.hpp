@@ -24,7 +24,7 @@ namespace Tessaly::inline v1::Formatters {
 TESSALY_EXPORT void registerClasses();
 
 /// A formatter that limits the length of a text. The text must have fewer user-perceived characters than the limit.
-/// `NoEmojis` also accepts a text with exactly as many characters as the limit.
+/// Another formatter, `NoEmojis`, also accepts a text with exactly as many characters as its limit.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -64,7 +64,7 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
 
 namespace Formatters {
 
-/// A number formatter that accepts only numbers in a closed range, optionally followed by a unit. A number outside the
+/// A number formatter that accepts only numbers in a closed range. A unit may follow the number. A number outside the
 /// range is refused, and the nearest bound is offered as the replacement. If the range has negative values, positive
 /// numbers have a plus sign.
 ///

@@ -9,8 +9,9 @@
 
 namespace Tessaly::inline v1::FormattingService {
 
-/// The text of a style, in the language that `setLanguage` chose. Until a language is chosen, the style's own locale
-/// counts. In this function, sizes and durations follow the chosen language too.
+/// The text that a style gives the values, in the language that `setLanguage` chose. Until a language is chosen, the
+/// style's own locale counts. Unlike in `Bytes` and `Duration`, sizes and durations follow the chosen language
+/// completely.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -18,16 +18,17 @@
 ///
 /// No function throws. The result is empty for a value without a text, such as a date that is NaN. Each thread makes
 /// its formatters at the first use, and keeps the formatters of recent languages. After that, threads share only the
-/// lock of the chosen language. A thread takes the lock at the first use after a choice. Once a language is chosen,
-/// each call of `language()` and `format` takes the lock too. The nearest standard facility is `std::format` with a
-/// `std::locale`, which needs a locale that was generated on the machine.
+/// lock that protects the chosen language. A thread takes the lock at its first use after a choice of language. Once a
+/// language is chosen, each call of `language()` and `format` takes the lock too. The nearest standard facility is
+/// `std::format` with a `std::locale`, which needs a locale that was generated on the machine.
 ///
-/// Byte counts and durations follow the current locale instead of `setLanguage`. ISO 8601 texts follow neither.
+/// Byte counts and durations follow the current locale instead of `setLanguage`, except the number in
+/// `Duration::seconds`. ISO 8601 texts follow neither.
 ///
 /// Thread contract: thread-safe.
 ///
-/// For short names write `namespace Format = Tessaly::FormattingService;`. Beside `using namespace Tessaly;`, a `using
-/// namespace` of this namespace would make `Date` ambiguous.
+/// For short names write `namespace Format = Tessaly::FormattingService;`. Together with `using namespace Tessaly;`, a
+/// `using namespace` of this namespace would make `Date` ambiguous.
 namespace Tessaly::inline v1::FormattingService {
 
 /// Chooses the language of dates and numbers for every later call on any thread. `code` is an identifier such as "fr"
@@ -97,7 +98,8 @@ namespace Number {
 /// "1235": without grouping, rounded half to even.
 [[nodiscard]] TESSALY_EXPORT std::string noFractionDigit(double value);
 
-/// "120 bpm": rounded half up. The language's sign of approximation precedes a negative value: "~120 bpm".
+/// "120 bpm": rounded half up. A negative value such as -120 has the language's sign of approximation instead of a
+/// minus sign: "~120 bpm".
 [[nodiscard]] TESSALY_EXPORT std::string bpm(double value);
 
 /// "50%" for 0.5.

@@ -15,9 +15,9 @@ namespace Tessaly::inline v1::Collection {
 
 namespace detail {
 
-/// A stable merge sort. The result contains every item exactly once, even if `comesBefore` is not an order. With a
-/// function that is not an order, `std::sort` may read outside its range. `std::stable_sort` of libstdc++ 12 causes a
-/// compiler warning.
+/// A stable merge sort. The result contains every item exactly once, even if `comesBefore` is not an order. The sorts
+/// of the standard library are not used. With a function that is not an order, `std::sort` may read outside its range.
+/// `std::stable_sort` of libstdc++ 12 causes a compiler warning.
 template <typename Item, typename Order>
 void mergeSort(std::vector<Item>& items, Order comesBefore) {
   std::vector<Item> merged(items.size());

@@ -22,9 +22,9 @@ template <std::totally_ordered T>
   return std::max(range.lowerBound(), std::min(value, range.upperBound()));
 }
 
-/// `clamped` for a value whose type is not that of the range's bounds. The value can be an integer of any size and
-/// sign, a number for a range in floating point, or a literal for a range of texts. A floating-point value for a range
-/// of integers does not compile, because its fraction would be lost.
+/// `clamped` for a value whose type differs from the type of the range's bounds. The value can be an integer of any
+/// size and sign, a number for a range in floating point, or a literal for a range of texts. A floating-point value for
+/// a range of integers does not compile, because its fraction would be lost.
 ///
 /// Thread contract: thread-safe.
 template <std::totally_ordered T, std::convertible_to<T> Value>

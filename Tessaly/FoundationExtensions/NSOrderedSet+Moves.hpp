@@ -20,14 +20,14 @@ namespace detail {
 
 }  // namespace detail
 
-/// A copy in which the items at the indexes form one block, in their order. A single item from before `destination`
-/// comes directly before the item at `destination`, or directly after that item with `includeDestinationIndex`. In
-/// general, the number of other items before the block is:
+/// A copy in which the items at the indexes form one block, in their order. A single item with an index before
+/// `destination` comes directly before the item at `destination`, or directly after that item with
+/// `includeDestinationIndex`. In general, the number of other items before the block is:
 ///
-/// - `destination` minus the number of indexes before `destination`
+/// - `destination` minus the number of indexes before `destination`, except in the next case
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - with `includeDestinationIndex` one more in either case, if that is less than the count. Nothing is added if no
+/// - with `includeDestinationIndex` one more in either case, if the sum is less than the count. Nothing is added if no
 ///   index is before `destination`, or if the first of several indexes is directly before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
@@ -52,8 +52,8 @@ template <typename Element, typename Hash, typename Equal>
 
 /// A copy in which each item at one of the indexes is one position nearer to the start. Neighbours move together.
 ///
-/// Throws `MoveError` if an item is the first or an index is negative. Throws `std::out_of_range` if an index is the
-/// count or more.
+/// Throws `MoveError` if an index is 0 or negative, because no item precedes. Throws `std::out_of_range` if an index is
+/// the count or more.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

@@ -43,8 +43,8 @@ concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 /// The value of an optional. If the optional is empty, calls `makeError` and throws the result. If the result is a
 /// `std::exception_ptr`, rethrows its exception; a null pointer stops the process.
 ///
-/// For an lvalue, the result is a reference into the optional. For an rvalue, the result is the value. The nearest
-/// standard facility, `std::optional::value`, can throw only `std::bad_optional_access`.
+/// For an lvalue, the function returns a reference into the optional. For an rvalue, the function returns the value.
+/// The nearest standard facility, `std::optional::value`, can throw only `std::bad_optional_access`.
 ///
 /// Thread contract: thread-safe.
 template <typename MaybeValue, std::invocable MakeError>

@@ -37,7 +37,7 @@ void appendInterpolation(Target& text, const std::optional<T>& optional, std::st
   detail::append(text, optional ? Optional::description(*optional) : std::string(whenNil));
 }
 
-/// Appends one value of each element in order, joined by ", ". The key path selects the value: a member, a member
+/// Appends one value of each element in order, joined by ", ". `joiningOn` selects the value: it is a member, a member
 /// function, a key path, or any function of an element.
 ///
 /// Thread contract: thread-safe, except on the same text.

@@ -84,12 +84,12 @@ class Default {
   ///
   /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. Any other name is copied.
   ///
-  /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value outside a range reads as
-  /// the nearest end, or as the default. No write stores a forbidden value. For a value outside a range, the write
-  /// stores the nearest end if the rule permits that end. For any other forbidden value, and with `readsAsDefault`, the
-  /// write keeps the former value and writes to the log. An empty range, or a rule that forbids the default, does not
-  /// compile in a constant, and stops the process otherwise. The absent value can always be stored, and can always be
-  /// the default.
+  /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value below or above a range
+  /// reads as the nearest end if the rule permits that end. Any other forbidden value reads as the default. With
+  /// `readsAsDefault`, every forbidden value reads as the default. No write stores a forbidden value. If the value
+  /// would read as the nearest end, the write stores that end. Otherwise the write keeps the former value and writes to
+  /// the log. An empty range, or a rule that forbids the default, does not compile in a constant, and stops the process
+  /// otherwise. The absent value can always be stored, and can always be the default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -188,7 +188,7 @@ class Default {
   /// The observed object, shared by all copies.
   [[nodiscard]] const std::shared_ptr<Backing>& backing() const noexcept { return backing_; }
 
-  /// The setting. Recorded by observation tracking.
+  /// The value of the setting. Observation tracking records the read.
   [[nodiscard]] Value value() const { return backing_->value(); }
   /// Stores the setting; the absent value removes the setting's entry.
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
@@ -202,7 +202,7 @@ class Default {
         std::forward<Body>(body));
   }
 
-  /// The setting. Makes no observed object, and observation tracking does not record the read.
+  /// The value of the setting. Makes no observed object, and observation tracking does not record the read.
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
   /// Stores the setting; the absent value removes the setting's entry.
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }

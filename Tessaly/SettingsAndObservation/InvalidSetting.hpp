@@ -8,7 +8,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The way in which a stored value outside the range of its key is read; see `Default::Key::within`.
+/// The result of reading a stored value that is outside the range of its key; see `Default::Key::within`.
 ///
 ///     constexpr auto volumeKey = Default<int>::Key("volume", 50).within(0, 100);
 ///     constexpr auto columnsKey = Default<int>::Key("columns", 80).within(20, 200, InvalidSetting::readsAsDefault);

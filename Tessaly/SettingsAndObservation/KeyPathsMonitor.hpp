@@ -103,8 +103,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// The set of the monitors of one `Monitorable` object. A copy is a separate set that shares the lock.
   ///
   /// Monitors are called outside the lock and may insert and remove monitors. The destructor of a monitor removes the
-  /// monitor from every object that the monitor watches. In any other set, a destroyed monitor counts as an element
-  /// until it is removed.
+  /// monitor from every object that the monitor watches. Any other set keeps the destroyed monitor as an element, so
+  /// `isEmpty()` returns false.
   ///
   /// Thread contract: thread-safe, except for assignment.
   ///

@@ -38,8 +38,8 @@ struct NSNumberTransformableTraits<float> : detail::NumberTransformation<float, 
 template <>
 struct NSNumberTransformableTraits<double> : detail::NumberTransformation<double, &NSNumber::doubleValue> {};
 
-/// A number type that converts to and from `NSNumber`: a signed integer of 64 or 16 bits, or a real of single or double
-/// precision. The conversion never fails. It truncates and wraps numbers as the functions of `NSNumber` do.
+/// A number type that converts to and from `NSNumber`: a signed integer of 64 or 16 bits, `float` or `double`. The
+/// conversion never fails. It truncates and wraps numbers as the functions of `NSNumber` do.
 template <typename Value>
 concept NSNumberTransformable = requires(const Value& value, const NSNumber& number) {
   { NSNumberTransformableTraits<Value>::nsNumber(value) } -> std::same_as<NSNumber>;

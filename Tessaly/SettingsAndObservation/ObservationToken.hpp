@@ -24,8 +24,9 @@ namespace Tessaly::inline v1 {
 /// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
 /// `withContinuousObservation` makes the token.
 ///
-/// After the end of the observation no pass begins. The captures of the callbacks are released at once, or after a pass
-/// that is running or queued. The token does not wait for a pass on another thread.
+/// After the end of the observation no pass begins, and a queued pass does nothing. If a pass is running or queued, the
+/// captures of the callbacks are released after that pass, and otherwise at once. The token does not wait for a pass on
+/// another thread.
 ///
 /// Stops the process: a call of `cancel()` or `store()` after a move.
 ///

@@ -53,9 +53,10 @@ struct UserDefaultsValueTraits;
 ///
 /// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///
-/// Reading converts between the numeric types if nothing is lost. A stored 5.0 is the integer 5, and a stored 1 is
-/// true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit 8 bits. Texts are never numbers. An array
-/// or a dictionary converts if all of its values convert. Only an optional can stand for an absent value.
+/// Reading converts between the numeric types if nothing is lost. A stored 5.0 can be read as the integer 5, and a
+/// stored 1 as true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit in 8 bits. Texts are never
+/// numbers. An array or a dictionary converts if all of its values convert. Only an optional can stand for an absent
+/// value.
 template <typename Value>
 concept UserDefaultsValue = requires {
   { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;

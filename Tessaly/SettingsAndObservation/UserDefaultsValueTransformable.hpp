@@ -43,9 +43,9 @@ struct UserDefaultsValueTransformableTraits;
 ///       double height;
 ///     };
 ///
-/// `from` returns `std::nullopt` for a stored value that has no counterpart in the type. Arrays and dictionaries omit
-/// such elements and keep all other elements. The stored form of a `URL` is only its path, which is later parsed as a
-/// relative URL.
+/// `from` returns `std::nullopt` for a stored value that has no counterpart in the type. Vectors and maps omit elements
+/// without a counterpart, and keep all other elements. The stored form of a `URL` is only its path, which is later
+/// parsed as a relative URL.
 template <typename Value>
 concept UserDefaultsValueTransformable =
     requires(const Value& value, typename UserDefaultsValueTransformableTraits<Value>::StoredValue stored) {

@@ -12,7 +12,7 @@
 #include "Tessaly/Core/Tasks/Async.hpp"
 #include "Tessaly/SystemServices/ExportError.hpp"  // IWYU pragma: export
 
-/// Exports tables as comma-separated values, and the log of this application.
+/// Functions that export tables as comma-separated values, and functions that export the log of this application.
 namespace Tessaly::inline v1::ExportService {
 
 /// A table: rows of cells. Rows may have different numbers of cells.

@@ -77,8 +77,8 @@ using FileChanges = AsyncThrowingStream<FileChange>;
 [[nodiscard]] TESSALY_EXPORT Async<void> nextFileSystemDelete(FileManager& files, URL at);
 
 /// The changes of the file that a path leads to: a write, a replacement, a removal, or a return after a removal. An
-/// element covers the time since the previous element, or since this call. No change is lost. If changes happen between
-/// two calls of `next()`, the second call returns at once, with one element for all of them.
+/// element covers the time since the previous element, or since the call of `fileChanges`. No change is lost. If
+/// changes happen between two calls of `next()`, the second call returns at once, with one element for all of them.
 ///
 /// Every name on the path is followed, including symbolic links and missing directories. A write of equal contents
 /// counts as a change. A change of attributes does not count. A change of only the modification time counts if the

@@ -12,10 +12,10 @@
 /// Authenticates the user of the machine.
 namespace Tessaly::inline v1::LocalAuthenticationService {
 
-/// Asks the user to authenticate, shows the reason, and returns when the user has authenticated. Throws the system's
-/// error, which is an `LAError` on this system. If the system gives no error, throws `LAError::unknownError()`. If the
-/// system cannot ask the user, the call throws without a request to the user. A cancellation of the task does not
-/// cancel a request.
+/// Asks the user to authenticate, shows the reason, and returns when the user has authenticated. If the authentication
+/// fails, throws the system's error, which is an `LAError` on this system. If it fails and the system gives no error,
+/// throws `LAError::unknownError()`. If the system cannot ask the user, the call throws without a request to the user.
+/// A cancellation of the task does not cancel a request.
 ///
 /// Thread contract: thread-safe.
 ///

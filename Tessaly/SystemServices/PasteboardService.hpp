@@ -10,7 +10,7 @@
 /// The general pasteboard of the desktop.
 namespace Tessaly::inline v1::PasteboardService {
 
-/// Puts plain text on the general pasteboard and replaces its contents. Other programs can paste the text until this
+/// Replaces the contents of the general pasteboard with plain text. Other programs can paste the text until this
 /// process ends or other contents replace it. Waits at most 6 s: 2 s each for a connection to Wayland, a connection to
 /// X11, and the offer of the contents. If there is no display, the call does nothing, and
 /// `PasteboardBackend::current().status()` gives the reason.

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Keeps the display awake while the application needs it, as a player does.
+/// Keeps the display awake while the application needs it, for example during a film.
 ///
 /// A process has one handler. The handler holds at most one assertion of the system's power management. The system
 /// releases the assertion when the process ends. Only the results of the calls report failures;
@@ -28,7 +28,7 @@ class SleepHandler {
   SleepHandler(const SleepHandler&) = delete;
   SleepHandler& operator=(const SleepHandler&) = delete;
 
-  /// The handler of the process. It is made at the first call and never destroyed.
+  /// The handler of the process. The handler is made at the first call and never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
   /// Whether this handler keeps the display awake.

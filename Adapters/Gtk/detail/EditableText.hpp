@@ -30,7 +30,7 @@ class EditableText {
     if (isThere()) g_object_remove_weak_pointer(G_OBJECT(editable_), reinterpret_cast<gpointer*>(&editable_));
   }
 
-  /// The part of a compound widget that emits the signals of the text.
+  /// The widget that emits the signals of the text: the innermost part of a compound widget, or else `field` itself.
   static GtkEditable* innermost(GtkEditable* field, std::string_view file) {
     if (field == nullptr) fatalError("A hook of a field needs a field", file, __LINE__);
     while (GtkEditable* delegate = gtk_editable_get_delegate(field)) field = delegate;
@@ -59,7 +59,7 @@ class EditableText {
   [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
   [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
 
-  /// Sets the text. Changes only the part between the common beginning and the common end.
+  /// Sets the text. Changes only the part in which the new text differs from the old text.
   void set(const std::string& text) {
     const std::string old = get();
     const char* from = old.c_str();

@@ -36,7 +36,7 @@ class FieldHistory {
     done_.push_back(std::move(present));
     endRun();
   }
-  /// Whether a text that is inserted at a position belongs to the step of the letters before that position.
+  /// Whether the insertion of a text at a position belongs to the step of the characters before that position.
   [[nodiscard]] bool continuesRun(int position, std::string_view inserted) const {
     return run_ == position && isLetter(inserted) && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
   }
@@ -66,7 +66,7 @@ class FieldHistory {
 
   std::vector<State> done_;
   std::vector<State> undone_;
-  /// The position where the next letter continues the run. Negative if there is no run.
+  /// The position where the next typed character continues the run. Negative if there is no run.
   int run_ = -1;
 };
 

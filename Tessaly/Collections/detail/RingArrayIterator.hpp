@@ -12,8 +12,8 @@ namespace Tessaly::inline v1::detail {
 
 /// An iterator over the constant elements of a ring.
 ///
-/// The elements lie in one run of slots, or in two if the ring wraps. An iterator stands at the end of a run only at
-/// the end of the ring. So a loop compares the iterator's slot with the end of the current run. That end stays the same
+/// The elements lie in one run of slots, or in two if the ring wraps. Only the iterator at the end of the ring stands
+/// at the end of a run. So a loop compares the iterator's slot with the end of the current run. That end stays the same
 /// within a run, so the compiler can treat each run as an array.
 ///
 /// Thread contract: thread-compatible.
@@ -29,7 +29,7 @@ class RingArrayIterator {
 
   constexpr RingArrayIterator() noexcept = default;
   enum class At { begin, end };
-  /// An iterator of a ring with `slotCount` slots and `count` elements, the first of them in slot `firstSlot`.
+  /// An iterator of a ring with `slotCount` slots and `count` elements. The first element is in slot `firstSlot`.
   constexpr RingArrayIterator(const Element* cells, std::int64_t slotCount, std::int64_t firstSlot, std::int64_t count,
                               At at) noexcept
       : slots_(cells) {

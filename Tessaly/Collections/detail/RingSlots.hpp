@@ -9,13 +9,13 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes the slots of a ring. Small trivially copyable elements are stored twice, so that the elements of a ring that
-/// wraps lie side by side.
+/// Writes the slots of a ring. Small trivially copyable elements are stored twice, so that the elements lie side by
+/// side even when the ring wraps.
 ///
 /// Thread contract: thread-compatible.
 template <typename Element>
 struct RingSlots {
-  /// Whether each slot has a twin, one capacity further, with the same bytes.
+  /// Whether each slot has a twin with the same bytes, at a distance of one capacity.
   static constexpr bool haveTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
 
   /// Copies a slot into its twin when a scope ends, even if an exception ends the scope.

@@ -18,9 +18,9 @@ namespace Tessaly::inline v1::detail {
 /// Elements side by side in growable memory. They are added at the end and taken from the beginning. Copies share the
 /// memory until one copy is changed.
 ///
-/// Unlike a `std::vector`, a run keeps the place of its first element beside the pointer to its memory. So adding or
-/// taking an element costs a comparison and a move. The atomic count of holders is read only if the memory may have
-/// another holder.
+/// Unlike a `std::vector`, a run also stores the position of its first element. So taking the first element does not
+/// move the others. Adding or taking an element costs two tests and a move. The atomic count of holders is read only if
+/// the memory may have another holder.
 ///
 /// Thread contract: thread-compatible; copies may be used in different threads.
 template <typename Element>
@@ -111,7 +111,7 @@ class SharedRun {
   }
 
  private:
-  /// A throwing copy or move leaves the run as it was, if the elements can be copied.
+  /// If copying or moving an element throws, a run of copyable elements stays as it was.
   void replaceStorage(std::size_t newCapacity) {
     SharedRun replacement;
     replacement.cells_ = Storage::make(static_cast<std::int64_t>(newCapacity))->cells();

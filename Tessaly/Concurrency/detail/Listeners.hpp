@@ -107,7 +107,7 @@ class Listeners {
     Places places;
     List list;
   };
-  /// The list of a thread's last send, and its version.
+  /// The list of a thread's last send, and the version of that list.
   struct Kept {
     std::uint64_t version = ~std::uint64_t{0};
     List list;

@@ -15,7 +15,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes it.
+/// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes
+/// this task.
 ///
 /// Each tracking belongs to a round. The task and the change handler of a round know the round's number. So a late
 /// handler cannot end the next round, and a task that suspends late cannot wait in the next round. If the change
@@ -60,7 +61,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
   }
 
  private:
-  /// The handle of the task that waits, and whether its wait is over.
+  /// The handle that resumes the waiting task, and whether the wait is over.
   class Cell {
    public:
     Cell() = default;

@@ -20,8 +20,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes a log record about an error that has ended the streams of these subscribers early. Called for reduced-replay
-/// streams that cannot fail.
+/// Writes a log record about an error that has ended streams early. `subscribers` names the subscribers of these
+/// streams. Called for reduced-replay streams that cannot fail.
 TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
 
 /// The state that the copies of a reduced-replay stream and their tasks share. All members except `isolation` are used
@@ -41,8 +41,9 @@ struct ReducedReplayStorage {
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
   /// Adds a subscriber. Calls `startConsuming` for the first subscriber; nothing is consumed before that call. A later
-  /// subscriber gets the present sum as its first element. This function runs in the isolation as one step. So no
-  /// element is lost between the sum and the later elements, or between the start and the first subscriber.
+  /// subscriber gets the running value (`stored`) as its first element. This function runs in the isolation as one
+  /// step. So no element is lost between the running value and the later elements, or between `startConsuming` and the
+  /// addition of the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
     if (didStart) {

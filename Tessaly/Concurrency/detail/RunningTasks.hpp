@@ -9,9 +9,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Makes room for another task in a list of tasks that may still run. A full list loses its finished tasks first. So
-/// the list has at most 16 entries, or twice the maximum number of simultaneously running tasks, whichever is more.
-/// Amortised O(1).
+/// Makes room for another task in a list of tasks that may still run. Before a full list grows, its finished tasks are
+/// removed. So the list has at most 16 entries, or twice the maximum number of simultaneously running tasks, whichever
+/// is more. Amortised O(1).
 inline void makeRoomForTask(std::vector<Task<>>& tasks) {
   constexpr std::size_t minimumCapacity = 16;
   if (tasks.size() < tasks.capacity()) return;

@@ -15,8 +15,8 @@ namespace Tessaly::inline v1 {
 /// Two calls of the handler that close the gate on two threads do not wait for each other: inside a call, `close()`
 /// waits only for calls that have not closed the gate themselves.
 ///
-/// In the child of a fork that happened after the start of the runtime, `close()` does nothing. The other threads exist
-/// only in the parent. More than 65,535 calls at once stop the process.
+/// In the child of a fork that happened after the start of the runtime, `close()` does nothing. There a wait might
+/// never end, because the other threads exist only in the parent. More than 65,535 calls at once stop the process.
 ///
 /// The steps of a call happen before the return of a `close()` that waited for the call.
 ///

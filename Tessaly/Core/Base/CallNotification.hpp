@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1 {
 
 /// Calls a host's function whose exception no caller could receive, such as an observer, a handler or a destructor. An
-/// exception stops the process with a message that contains the name.
+/// exception stops the process with a message that contains `name`.
 ///
 /// Thread contract: thread-safe, if the function is.
 template <typename Function, typename... Arguments>

@@ -21,8 +21,9 @@ namespace Tessaly::inline v1 {
 /// Writes dates for people, in one of four lengths of a locale, optionally with words for the days around today.
 ///
 /// For text that machines read, use `ISO8601DateFormatter`. The nearest standard facility is `std::put_time` with a
-/// `std::locale`. That facility needs a locale that was generated on the machine, and has no words for days. Preparing
-/// a combination of locale, time zone and styles takes about 100 µs. The formatter keeps the last 16 combinations.
+/// `std::locale`. That facility needs a locale that was generated on the machine, and has no words such as "today".
+/// Preparing a combination of locale, time zone and styles takes about 100 µs. The formatter keeps the last 16
+/// combinations.
 ///
 /// `Date::now()` determines today's date. Tests control `Date::now()` with a `WallClock::Replacement`.
 ///
@@ -94,7 +95,7 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// strict text then takes about 3 µs. The first lenient text takes about 3 ms, and each later lenient text about 0.1
   /// ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
-  /// Whether both texts mean the same date. Text fields then replace the first text by the second without a notice.
+  /// Whether both texts mean the same date. If so, text fields replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;
   /// Parses like `date`, and stores a `Date`.
   bool getObjectValue(std::any* object, std::string_view text,

@@ -34,8 +34,8 @@ class DurationFormatStyle {
   [[nodiscard]] DurationFormatStyle units(Unit largest, Unit smallest) const {
     return with(&DurationFormatStyle::largest_, largest).with(&DurationFormatStyle::smallest_, smallest);
   }
-  /// Sets the maximum number of written units, counted from the first unit that is not zero. The default is 4. A count
-  /// below 1 means 1.
+  /// Sets the maximum number of units. The count begins with the first unit that is not zero, and includes later units
+  /// that are zero. The default is 4. A count below 1 means 1.
   [[nodiscard]] DurationFormatStyle maximumUnitCount(int count) const {
     return with(&DurationFormatStyle::maximumUnitCount_, count < 1 ? 1 : count);
   }

@@ -60,15 +60,16 @@ struct FieldNotice {
 /// of a `NumberFormatter`, and `state` judges the text. A suffix that stands in the field stays there. A number may
 /// have any minus sign or hyphen, the separators of any language, and white space around it. Its prefix and suffix may
 /// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the new text and offers no
-/// replacement. Deletions are always possible. So are changes that do not lengthen an already refused text. With
-/// `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
+/// replacement. Even then, a deletion is accepted, and so is a change that does not lengthen an already refused text.
+/// With `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
 ///
 /// Editing ends in the same way in both modes. A number beyond the range becomes the nearest bound, and excess fraction
-/// digits are rounded. In a field with a `NumberFormatter`, an empty text becomes the text of the object, unless the
-/// formatter parses the empty text. A malformed text stays. An unchanged text keeps its object, including digits that
-/// the text does not show.
+/// digits are rounded. With a `NumberFormatter`, an empty text becomes the text of the field's object, unless there is
+/// no object or the formatter parses the empty text. A malformed text stays. An unchanged text keeps its object,
+/// including digits that the text does not show.
 ///
-/// A null formatter stops the process. So does an exception from the formatter, the rule or the explanation.
+/// A null formatter stops the process. So does an exception from the formatter, from the rule (see `setRule`) or from
+/// the explanation (see `explainWith`).
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -42,9 +42,9 @@ class TESSALY_EXPORT Formatter : public Object {
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 
-  /// Whether a field may hold this text during editing. Otherwise the field keeps its former text. If the function
-  /// stores a value in `*newEditingString`, the field shows this value instead. Both pointers may be null. The default
-  /// implementation always returns true.
+  /// Whether a field may hold this text during editing. Otherwise the field keeps its former text, or shows the text
+  /// that the function has stored in `*newEditingString`. Both pointers may be null. The default implementation always
+  /// returns true.
   virtual bool isPartialStringValid(std::string_view partialString,
                                     std::optional<std::string>* newEditingString = nullptr,
                                     std::optional<std::string>* errorDescription = nullptr);

@@ -35,8 +35,9 @@ class TESSALY_EXPORT ISO8601DateFormatter : public Formatter {
   /// "Tessaly.ISO8601DateFormatter".
   [[nodiscard]] std::string_view className() const noexcept override;
 
-  /// The text of a date, rounded to milliseconds and then truncated to seconds. A year has at least four digits. Before
-  /// 15 October 1582 the calendar is the Julian calendar. The text is empty for NaN and infinite dates.
+  /// The text of a date. The date is first rounded to milliseconds, and then truncated to seconds. A year has at least
+  /// four digits. Before 15 October 1582 the calendar is the Julian calendar. The text is empty for NaN and infinite
+  /// dates.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
   /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

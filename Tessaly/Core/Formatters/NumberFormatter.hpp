@@ -21,10 +21,11 @@ namespace Tessaly::inline v1 {
 /// Writes numbers in the form of a locale, and parses such numbers.
 ///
 /// For text that machines read, use `std::to_chars`. The nearest standard facility is `std::num_put` with a
-/// `std::locale`. `std::num_put` writes only ASCII digits and needs a locale that was generated on the machine. A
-/// change of a property takes effect at the next use, which prepares the locale again in about 50 µs. The formatter
-/// keeps the last eight locales. Changing only the limits of the fraction digits, or the zero symbol, needs no
-/// preparation.
+/// `std::locale`. `std::num_put` writes only ASCII digits and needs a locale that was generated on the machine.
+///
+/// The first use of a locale prepares the locale in about 50 µs. The formatter keeps the eight prepared locales that it
+/// used last. A change of another property takes effect at the next use, and makes the formatter prepare its locales
+/// again. Only the limits of the fraction digits and the zero symbol can change without a new preparation.
 ///
 /// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///
@@ -86,7 +87,8 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::int64_t maximumFractionDigits() const noexcept;
   void setMaximumFractionDigits(std::int64_t digits) noexcept;
 
-  /// The rounding of the shortest decimal form, in which 1.005 is a tie. `halfEven` by default.
+  /// How numbers are rounded. The rounding starts from a number's shortest decimal form, in which 1.005 is a tie.
+  /// `halfEven` by default.
   [[nodiscard]] RoundingMode roundingMode() const noexcept;
   void setRoundingMode(RoundingMode mode);
 

@@ -22,7 +22,8 @@ namespace Tessaly::inline v1 {
 ///     std::cout << OrdinalFormatStyle().locale(Locale("en")).format(22);  // 22nd
 class OrdinalFormatStyle {
  public:
-  /// Sets the locale. Absent by default, which means the current locale at every use.
+  /// A copy of this style with the given locale. By default, the locale is absent, which means the current locale at
+  /// every use.
   [[nodiscard]] OrdinalFormatStyle locale(const std::optional<Locale>& locale) const {
     OrdinalFormatStyle changed = *this;
     changed.locale_ = locale;

@@ -80,8 +80,8 @@ template <typename Style>
                                                   [style](std::string_view text) { return style.parse(text); });
 }
 
-/// A formatter for fields of measurements. A text without a unit is in the assumed unit. The field keeps a typed unit.
-/// The objects of the formatter are `Quantity`s.
+/// A formatter for fields of measurements. A text without a unit is in the assumed unit. If a person types a unit, the
+/// field keeps this unit. The objects of the formatter are `Quantity`s.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -78,8 +78,9 @@ class TESSALY_EXPORT DigestState {
 
 }  // namespace detail
 
-/// Computes a `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest` of bytes that arrive in pieces. Any input takes
-/// at most 1 KiB of memory. All functions throw `std::bad_alloc` only. Use `digestOfFile` for a file.
+/// Computes a `SHA256Digest`, `SHA512Digest` or `Insecure::MD5Digest` of bytes that arrive in pieces. The computation
+/// needs at most 1 KiB of memory, whatever the number of bytes. All functions throw `std::bad_alloc` only. Use
+/// `digestOfFile` for a file.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -14,7 +14,8 @@ namespace Tessaly::inline v1 {
 /// A mutable sequence without duplicates: an `NSOrderedSet` that can add, remove and move elements.
 ///
 /// Copying a set takes constant time. Both sets share the elements until an element is added or removed. `moveObjects`
-/// and `moveObject` change only the order, which takes 4 bytes for each element.
+/// and `moveObject` change only the order. If another set shares the order, they first copy it, which takes 4 bytes for
+/// each element.
 ///
 /// Thread contract: thread-compatible.
 ///

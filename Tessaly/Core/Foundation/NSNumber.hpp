@@ -145,7 +145,7 @@ class NSNumber {
   template <typename Value>
   static constexpr std::optional<Value> realExactly(double real) noexcept {
     if (real >= 0x1p63 && real < 0x1p64) {
-      const auto whole = static_cast<std::uint64_t>(real);  // From 2^63 on every real is whole.
+      const auto whole = static_cast<std::uint64_t>(real);  // From 2^63 on, every real is whole.
       return std::in_range<Value>(whole) ? std::optional(static_cast<Value>(whole)) : std::nullopt;
     }
     if (!(real >= -0x1p63 && real < 0x1p63)) return std::nullopt;

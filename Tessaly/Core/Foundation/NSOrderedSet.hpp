@@ -30,7 +30,8 @@ inline constexpr std::int64_t NSNotFound = std::numeric_limits<std::int64_t>::ma
 
 namespace detail {
 
-/// A refused move of items of an ordered set, with its reason. Also named `NSOrderedSet<>::MoveError`.
+/// The error of a refused move of items of an ordered set, with the reason of the refusal. Also named
+/// `NSOrderedSet<>::MoveError`.
 struct TESSALY_EXPORT OrderedSetMoveError final : Error {
   /// The complete message.
   std::string errorDescription;

@@ -29,7 +29,7 @@ namespace Tessaly::inline v1 {
 /// text or a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
 /// `PropertyListSerialization`, `description` and the settings store have the limit `maximumDepth`.
 ///
-/// Prefer a JSON coder if other systems read the result. Property lists are the format of settings.
+/// Property lists are the format of settings. For data that other systems read, prefer a JSON coder.
 ///
 /// Thread contract: thread-compatible; copies of one value may be used in different threads.
 ///
@@ -111,7 +111,7 @@ class PropertyList {
   }
 
   /// A text similar to JSON, on one line: `{"a": [1, 2.5, true]}`. Data is written as `<0a1b>`, and a date as its
-  /// description. A value that is deeper than `maximumDepth` is `...`.
+  /// description. A value whose depth exceeds `maximumDepth` is written as `...`.
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   /// Whether the contents are equal. Numbers of different kinds are compared by value: 5 equals 5.0, and true equals 1.

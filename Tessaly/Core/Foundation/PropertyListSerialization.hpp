@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 enum class PropertyListFormat : std::uint8_t {
   /// XML in UTF-8. Dates are rounded down to seconds. Texts cannot contain U+FFFE, U+FFFF or most control characters.
   xml,
-  /// A binary format with a table of offsets. It represents every value exactly.
+  /// A binary format with a table of offsets. The format represents every value exactly.
   binary,
 };
 

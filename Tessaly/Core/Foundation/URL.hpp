@@ -43,9 +43,9 @@ class URL {
   ///
   /// These texts are not URLs: the empty text, a text with a malformed scheme, and a text whose port has a character
   /// other than a digit. The same holds for a text whose host has misplaced brackets, or a malformed address in
-  /// brackets. It also holds for a non-ASCII host that IDNA (UTS 46, non-transitional) refuses. A scheme is a letter
-  /// followed by letters, digits, `+`, `-` or `.`. The text before the first `:` is a scheme unless one of `/?#[]@`
-  /// precedes the `:`.
+  /// brackets. A text with a non-ASCII host that IDNA (UTS 46, non-transitional) refuses is not a URL either. A scheme
+  /// is empty, or is a letter followed by letters, digits, `+`, `-` or `.`. The text before the first `:` is a scheme
+  /// unless one of `/?#[]@` precedes the `:`.
   ///
   /// If a component has an invalid character, the whole component is percent-encoded, including each valid `%XX`.
   /// "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b" stays. In the
@@ -82,8 +82,8 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> host() const;
   /// The port. Absent if the URL has no port, if the port is empty, or if the port does not fit in `std::int64_t`.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::int64_t> port() const;
-  /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL "%2F" and "%00"
-  /// stay encoded.
+  /// The path, percent-decoded, without slashes at the end. The path of the root is "/". In a file URL, "%2F" and
+  /// "%00" stay encoded.
   [[nodiscard]] TESSALY_EXPORT std::string path() const;
   /// The path in its percent-encoded form.
   [[nodiscard]] TESSALY_EXPORT std::string_view encodedPath() const noexcept TESSALY_LIFETIMEBOUND;

@@ -23,7 +23,7 @@ namespace Tessaly::inline v1 {
 /// The nearest standard facility is `std::mutex`. It has 40 bytes on x86-64, and locking it twice on one thread is
 /// undefined behaviour.
 ///
-/// Thread contract: thread-safe. A lock must be unlocked when it is destroyed.
+/// Thread contract: thread-safe. No thread may hold a lock when the lock is destroyed.
 ///
 ///     UnfairLock lock;
 ///     {
@@ -36,7 +36,7 @@ class TESSALY_CAPABILITY("lock") UnfairLock {
   UnfairLock(const UnfairLock&) = delete;
   UnfairLock& operator=(const UnfairLock&) = delete;
 
-  /// Waits until the lock is free and takes it.
+  /// Waits until the lock is free, and then takes the lock.
   void lock() noexcept TESSALY_ACQUIRE() {
     const std::uint32_t self = currentThreadIdentifier();
     std::uint32_t expected = 0;

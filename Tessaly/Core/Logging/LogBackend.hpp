@@ -37,8 +37,8 @@ class TESSALY_EXPORT LogBackend {
   /// Takes one record of an enabled type, or one enabled signpost. An implementation must copy the parts that it keeps,
   /// and must not write records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until the backend has tried to pass on the records written so far, for at most `limit`. The default
-  /// implementation does nothing.
+  /// Waits, for at most `limit`, until the backend has tried to pass on the records that were written so far. The
+  /// default implementation does nothing.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
   /// The store of this process's records, or null if the backend keeps none. The store lives as long as the process.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;

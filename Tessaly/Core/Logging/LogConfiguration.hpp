@@ -39,7 +39,7 @@ TESSALY_EXPORT void setPrivateDataShown(LogSwitch state) noexcept;
 /// Sets whether records also go to standard error, with times in UTC. By default they do so only in a sandbox without
 /// the journal's socket. Each record begins a line. Further lines of its message are indented. The lines go to the file
 /// that standard error refers to during this call, even if the host redirects standard error later. If standard error
-/// is closed during this call, the lines are discarded.
+/// is not open during this call, the lines are discarded.
 TESSALY_EXPORT void setStandardErrorOutput(LogSwitch state) noexcept;
 
 /// Sets the number of bytes of records that the process keeps for reading back. The default is 1 MiB. The number is

@@ -99,8 +99,8 @@ inline void placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for
 /// The maximum number of arguments of one record.
 inline constexpr std::size_t maximumLogArguments = 8;
 
-/// The format of a record, and the place of the call. The compiler checks the literal's placeholders against the
-/// arguments.
+/// The format of a record, and the place of the call. The format is a string literal. The compiler checks the format's
+/// placeholders against the arguments.
 ///
 /// Placeholders are `%s` for text, `%d` and `%x` for integers of at most 64 bits, and `%f` for floating point. `%%`
 /// writes a percent sign. There are no length letters, such as the `l` in `%lu`. A `bool` takes an integer's

@@ -35,7 +35,7 @@ struct LogSignpost {
   std::string_view name;
 };
 
-/// A record that is being passed to the backend. Its texts live only during the call that passes it.
+/// A record that is being passed to the backend. The record's texts live only until the backend's function returns.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -109,7 +109,7 @@ RawLogArgument rawLogArgument(const Argument& argument) noexcept {
   return raw;
 }
 
-/// One call of a logger. It is assembled only if the record is written.
+/// One call of a logger. The logger makes this object only if the record is written.
 struct LogCall {
   std::string_view format;
   LogLocation location;

@@ -16,7 +16,8 @@
 namespace Tessaly::inline v1 {
 
 /// A record of a ring, with its composed message. Private arguments are redacted unless
-/// `LogConfiguration::setPrivateDataShown` was on. The record's texts live in the chunk that the record was read from.
+/// `LogConfiguration::setPrivateDataShown` was on when the record was appended. The record's texts live in the chunk
+/// that the record was read from.
 struct StoredLogRecord {
   LogTime time;
   OSLogType type = OSLogType::default_;
@@ -88,8 +89,8 @@ class TESSALY_EXPORT LogRing {
   [[nodiscard]] LogCursor begin() const noexcept TESSALY_EXCLUDES(lock_);
   /// The position behind the newest record.
   [[nodiscard]] LogCursor end() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Copies the next records from the cursor on into the chunk, and moves the cursor behind them. Returns false if the
-  /// cursor is at `end` and no record was lost.
+  /// Copies the next records, beginning at the cursor, to the chunk. Moves the cursor behind these records. Returns
+  /// false if the cursor is at `end` and no record was lost.
   bool read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) const noexcept TESSALY_EXCLUDES(lock_);
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return capacity_; }
@@ -113,8 +114,8 @@ class TESSALY_EXPORT LogRing {
   const std::size_t maximumMessageBytes_;
   const std::unique_ptr<std::byte[]> bytes_;
   mutable UnfairLock lock_;
-  // These members are written under the lock only. They are atomic so that the child of a fork sees the writes in their
-  // order.
+  // These members are written under the lock only. They are atomic so that the child of a fork sees the writes in the
+  // order in which they were made.
   std::atomic<std::uint64_t> head_{0};
   std::atomic<std::uint64_t> tail_{0};
   std::atomic<std::uint64_t> evicted_{0};

@@ -31,7 +31,7 @@ struct LogIdentity {
   const std::string category;
   std::atomic<std::uint32_t> enabled{0};
   std::atomic<std::uint32_t> overrides{
-      0};  // Upper half: the bits with a setting of this log. Lower half: their values.
+      0};  // Upper half: the bits that this log overrides. Lower half: the values of these bits.
   LogIdentity* next = nullptr;
 };
 

@@ -64,8 +64,8 @@ class OSSignpostIntervalState {
 };
 
 /// Marks intervals and moments on a timeline. The marks are entries with a `signpost` in the log store of the process.
-/// The store evicts marks like records. Marks do not reach the journal or standard error. If signposts are disabled for
-/// the log, each call costs one load and a branch.
+/// The store evicts marks in the same way as records. Marks do not reach the journal or standard error. If signposts
+/// are disabled for the log, each call costs one load and a branch.
 ///
 /// Use short literals as names, because tools show the names as column headings.
 ///

@@ -14,7 +14,7 @@
 namespace Tessaly::inline v1 {
 
 /// A record of the store, with its composed message. Private arguments are redacted unless
-/// `LogConfiguration::setPrivateDataShown` was on.
+/// `LogConfiguration::setPrivateDataShown` was on when the message was composed.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -110,7 +110,7 @@ class ObservedProperty {
   [[nodiscard]] bool isExpired() const noexcept { return object_.expired(); }
   [[nodiscard]] std::shared_ptr<Object> object() const noexcept { return object_.lock(); }
 
-  /// The property's value, if the handler or the next record needs it. Otherwise records the read.
+  /// Reads and returns the property's value if the handler or the next record needs it. Otherwise only records a read.
   [[nodiscard]] std::optional<Value> read(const Object& object) const {
     if (wantsValues()) return keyPath_.read(object);
     keyPath_.access(object);
@@ -218,7 +218,7 @@ class ComputedPropertyObserver final : public ComputedObserver {
 ///
 /// The property is a `Property`, or a member function computes it from properties. A computed property changes with any
 /// of those properties, and its function is called on the changing thread. An assignment of an equal value is a change
-/// too. A plain data member never reports a change.
+/// too. A plain data member is accepted, but never reports a change.
 ///
 /// An exception of the handler stops the process.
 ///

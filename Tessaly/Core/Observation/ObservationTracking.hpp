@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Calls the handler at the first change of any point in an ended list.
+/// Calls the handler at the first change of any point in the list. The caller has called `accesses.end()` before.
 template <typename OnChange>
 void installTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return;
@@ -40,12 +40,12 @@ template <typename OnChange>
 /// to change.
 ///
 /// Only the reads on this thread during `apply` are tracked. If there is no such read, `onChange` is destroyed and
-/// never called. `onChange` is called synchronously on the changing thread, outside every lock, while the old value can
-/// still be read. An assignment of an equal value counts as a change, and so does the end of an object. To observe
-/// further changes, track again. Several changes before the new tracking count as one. A change by another thread while
-/// `apply` runs is not lost: `onChange` is called before this function returns. If that change is still running,
-/// `onChange` is called after the end of the change. So a handler that tracks again during a change is called again
-/// after that change. Changes that `apply` itself makes do not count.
+/// never called. Usually `onChange` is called synchronously on the changing thread, outside every lock, while the old
+/// value can still be read. An assignment of an equal value counts as a change, and so does the end of an object. To
+/// observe further changes, track again. Several changes before the new tracking count as one. A change by another
+/// thread while `apply` runs is not lost. If the change has ended when `apply` returns, `onChange` is called before
+/// this function returns. If the change is still running then, `onChange` is called after its end. So a handler that
+/// tracks again during a change is called again after that change. Changes that `apply` itself makes do not count.
 ///
 /// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
 /// `onChange` are not tracked.

@@ -52,8 +52,8 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 /// counts as a last change.
 ///
 /// A property takes one pointer in addition to its value. Until the first tracked read, a read costs one load more than
-/// a read of a plain member. A write costs two loads more than a write of a plain member. The first tracked read
-/// allocates 40 bytes. The property keeps these bytes until it ends.
+/// a read of a plain member, and a write costs two loads more. The first tracked read allocates 40 bytes. The property
+/// keeps these bytes until it ends.
 ///
 /// Thread contract: thread-compatible. Threads that share the value need an isolation or a lock, as for any member.
 /// Observers may be added, removed and called on any thread.

@@ -22,7 +22,7 @@ namespace detail {
 
 [[noreturn]] TESSALY_EXPORT void stopAwaitingTwice() noexcept;
 
-/// The value or the exception of a coroutine or a task that has ended.
+/// The value or the exception of a coroutine or a task. Pending until the coroutine or the task has ended.
 template <typename T>
 class Outcome {
  public:
@@ -199,10 +199,10 @@ class AsyncAwaiter {
 
 /// The work of an asynchronous function: a coroutine that has not started.
 ///
-/// It starts when it is awaited, runs inside the awaiting task, and gives its value or its exception to the awaiter.
-/// Awaiting it a second time stops the process. Destroying it without awaiting it runs nothing. Awaiting is a transfer
-/// of control, not a call: a chain of any depth uses no stack. An `Async` can only be awaited inside another `Async`.
-/// In ordinary code, use `Task` or `syncWait`.
+/// The coroutine starts when it is awaited, runs inside the awaiting task, and gives its value or its exception to the
+/// awaiter. Awaiting an `Async` a second time stops the process. Destroying an `Async` that was never awaited runs
+/// nothing. Awaiting is a transfer of control, not a call: a chain of awaiting coroutines of any depth uses no stack.
+/// An `Async` can only be awaited inside another `Async`. In ordinary code, use `Task` or `syncWait`.
 ///
 /// Declare parameters by value: the coroutine may run after the call that made it has returned.
 ///

@@ -34,7 +34,7 @@ class MapStepper {
 
 }  // namespace detail
 
-/// The elements of a base, each passed through a transform. The sequence fails like the base.
+/// The elements of a base, each passed through a transform. If the base fails, the sequence fails with the same error.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -26,8 +26,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The state that a merge's consumer and its two child tasks share. A child fetches an element on demand. The demand
-/// comes when the consumer requests an element and has received the child's previous element.
+/// The state that the consumer and the two child tasks of a merge share. A child fetches an element on demand. The
+/// demand comes when the consumer requests an element and has received the child's previous element.
 ///
 /// Thread contract: thread-safe.
 template <typename Element>
@@ -234,9 +234,9 @@ class SoleConsumer {
 /// the consumer requests an element and has received the child's previous element. The sequence ends when both bases
 /// have ended.
 ///
-/// At the first error the other base is cancelled. The elements that have arrived come first, then the error, then the
-/// end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that have arrived are
-/// dropped, and a pending `next()` gives the end. Two tasks in `next()` at once stop the process.
+/// At the first error the other base is cancelled. `next()` still gives the elements that have arrived, then the error,
+/// then the end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that have
+/// arrived are dropped, and a pending `next()` gives the end. Two tasks in `next()` at once stop the process.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -55,7 +55,8 @@ class BasicAsyncStream {
   ///     button.onClick([continuation](Point point) { continuation.yield(point); });
   class Continuation {
    public:
-    /// Gives the element to the oldest waiting consumer, or buffers it as the policy says. Never waits.
+    /// Gives the element to the consumer that has waited longest. If no consumer waits, buffers the element as the
+    /// policy says. Never waits.
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
@@ -116,7 +117,7 @@ class BasicAsyncStream {
   /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
   /// is absent or `produce` throws. Two consumers may call `produce` at the same time. The first cancellation of a
   /// consumer calls `onCancel`, on the cancelling thread. The stream then ends after the running calls of `produce`. In
-  /// a task that is cancelled already, `next()` returns the end.
+  /// a task that is cancelled already, `next()` gives an empty optional.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(

@@ -49,10 +49,10 @@ class ContinuationAwaiter;
 
 /// A handle that resumes one suspended task once, with a value or an error.
 ///
-/// Resuming only enqueues the task on its executor. If the handle is resumed before the body returns, the task
-/// continues without a suspension. A second resumption stops the process, and the report contains the handle's name.
-/// When the last copy is destroyed without a resumption, one log record names the handle, and the task stays suspended
-/// for ever.
+/// Resuming only enqueues the task on its executor. If the handle is resumed before the body of
+/// `withCheckedContinuation` returns, the task continues without a suspension. A second resumption stops the process,
+/// and the report contains the handle's name. When the last copy is destroyed without a resumption, one log record
+/// names the handle, and the task stays suspended for ever.
 ///
 /// An exception of the value's constructor goes to the caller of `resume`. The handle is then still unresumed: the
 /// caller may resume it with another value or with the error.
@@ -127,8 +127,8 @@ class ContinuationAwaiter {
       state->abandon();
       throw;
     }
-    // `state` may be the last reference. The destruction of an unresumed state writes the log record. So `state` is
-    // released while the frame still exists.
+    // `state` may be the last reference, and the destruction of an unresumed state writes the log record. The frame may
+    // be gone after `commit`, so `state` is released before.
     state.reset();
     return suspension_.commit();
   }

@@ -23,7 +23,7 @@ class TESSALY_EXPORT Clock {
 
   virtual ~Clock() = default;
   [[nodiscard]] virtual Instant now() const noexcept = 0;
-  /// The instant after the given time has passed. The result is at most the maximum instant, which is never reached.
+  /// `now()` plus `duration`, but at most the maximum instant, which is never reached.
   [[nodiscard]] Instant after(std::chrono::nanoseconds duration) const noexcept {
     const Instant present = now();
     return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;

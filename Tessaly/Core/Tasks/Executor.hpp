@@ -140,11 +140,12 @@ struct JobFamily {
 
 /// Runs jobs. A host may supply its own executor. Only `enqueue` must be overridden.
 ///
-/// An executor that serves as an `Isolation` runs one job at a time, in order. An executor may run the job inside
-/// `enqueue`, as the example does. Such an executor provides no isolation. Its jobs may run at the same time, on any
-/// thread that ends a wait. Each job uses the stack of the code that enqueued it. So a task with many waits needs an
-/// executor that queues. The global executor must queue. On a thread that serves timers, `Job::run()` passes each job
-/// to the global executor. If the global executor then runs the job inside `enqueue`, the process stops.
+/// An executor that serves as an `Isolation` must run one job at a time, in order. Any other executor, except the
+/// global executor, may run the job inside `enqueue`, as the example does. Such an executor provides no isolation. Its
+/// jobs may run at the same time, on any thread that ends the wait of a task. Each job uses the stack of the code that
+/// enqueued it. So a task with many waits needs an executor that queues. The global executor must queue. On a thread
+/// that serves timers, `Job::run()` passes each job to the global executor. If the global executor then runs the job
+/// inside `enqueue`, the process stops.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -159,8 +160,8 @@ class TESSALY_EXPORT Executor {
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// The same for a job that belongs to a family. At each priority, the global pool usually runs the jobs of the newest
-  /// waiting family first, in order.
+  /// Like `enqueue`, for a job that belongs to a family. At each priority, the global pool usually runs the jobs of the
+  /// newest waiting family first, in order.
   virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
     static_cast<void>(family);
     enqueue(job);

@@ -15,10 +15,10 @@ namespace Tessaly::inline v1 {
 /// may use. The pool is made at first use and never destroyed. Work on the global executor must not block; blocking
 /// work goes to `runBlocking`.
 ///
-/// The pool has one queue with four priorities. At each priority, the task group whose children began to wait most
-/// recently runs first. The children of a group run in the order in which they were added. Jobs outside task groups run
-/// first in, first out. While children wait, about every sixteenth job that starts is a job outside task groups, if one
-/// waits.
+/// The pool has one queue with four priorities. At each priority, the children of task groups start before the other
+/// jobs. The task group whose children began to wait most recently is the first. The children of a group start in the
+/// order in which they were added. Jobs outside task groups start first in, first out. Even while children wait, about
+/// every sixteenth job that starts is a job outside task groups, if one waits.
 ///
 /// Thread contract: thread-safe.
 ///

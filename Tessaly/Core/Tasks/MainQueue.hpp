@@ -9,13 +9,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// The queue of work for the main thread. Any event loop can serve it.
+/// The queue of work for the main thread. Any event loop can serve the queue.
 ///
 /// The main thread is the first thread of the process, unless another thread called `adopt()` first.
 ///
 /// If work waits and no job is taken for 2 s, the library reports this to the log. If no loop serves the queue, one
-/// record of type error says so. If a loop serves the queue but the main thread is busy, records of the default type
-/// report this after 2 s, 4 s, 8 s and so on.
+/// record of type error says so. If a loop serves the queue, records of the default type report a busy main thread
+/// after 2, 4, 8 s and so on.
 ///
 /// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when the descriptor is
 /// readable. The adapters for GLib and Qt do that. A host without an event loop calls `run()`.
@@ -56,8 +56,8 @@ class MainQueue {
   /// running, the next `run()` ends at once.
   TESSALY_EXPORT static void stop() noexcept;
 
-  /// Declares for its lifetime that a loop serves the queue. Each adapter has a `Service`. A host whose own loop
-  /// watches the descriptor may have a `Service` too.
+  /// Declares, while the object exists, that a loop serves the queue. Each adapter has a `Service`. A host whose own
+  /// loop watches the descriptor may have a `Service` too.
   ///
   /// Thread contract: thread-safe.
   class Service {

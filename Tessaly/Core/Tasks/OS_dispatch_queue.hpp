@@ -16,7 +16,7 @@ namespace detail {
 struct DelayedCall;  // Defined in FoundationExtensions/OS_dispatch_queue+Delay.hpp.
 }  // namespace detail
 
-/// The urgency of work for the user.
+/// How urgently the user needs a piece of work.
 enum class QualityOfService : std::uint8_t {
   background,
   utility,
@@ -49,9 +49,9 @@ class OS_dispatch_queue {
   TESSALY_EXPORT void asyncAfter(std::chrono::nanoseconds delay, Function function,
                                  Clock& clock = ContinuousClock::shared()) const;
 
-  /// Calls the block once, after the seconds have passed, on the global queue of background quality. `delay` itself
-  /// never calls the block. Zero and negative seconds mean "at once"; NaN and more than 292 years mean "never". Include
-  /// FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  /// Calls the block once, after the seconds have passed, on the global queue of background quality. The block never
+  /// runs inside the call of `delay`. Zero and negative seconds mean "at once"; NaN and more than 292 years mean
+  /// "never". Include FoundationExtensions/OS_dispatch_queue+Delay.hpp.
   template <typename Definition = detail::DelayedCall>
   static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared()) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp");

@@ -17,16 +17,17 @@ namespace Tessaly::inline v1 {
 /// A serial executor has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global
 /// executor. A task that hops from the pool onto an idle serial executor continues at once on the same thread. An
 /// object holds a serial executor if at most one job at a time may use the object's state. See `Isolation` for the
-/// handle.
+/// handle of a serial executor.
 ///
 /// A turn is a job of the global executor, and runs at most 256 of the waiting jobs. A turn is queued at the highest
-/// priority among the jobs that wait. A raise of a waiting job, or a new job of a higher priority, raises the queued
-/// turn too. Turns that are queued after that job has run do not keep the raise.
+/// priority among the jobs that wait. If a waiting job is raised to a higher priority, or a job of a higher priority is
+/// enqueued, the queued turn is raised too. Turns that are queued after that job has run do not keep the raised
+/// priority.
 ///
 /// A serial executor is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
 ///
-/// Thread contract: thread-safe. Enqueueing is O(1). After a raise of a waiting job, the executor visits every waiting
-/// job, which is O(n).
+/// Thread contract: thread-safe. Enqueueing is O(1). After the priority of a waiting job is raised, the executor visits
+/// every waiting job, which is O(n).
 ///
 ///     Isolation storage = Isolation::serial();
 ///     co_await withIsolation(storage, [&] { entries.push_back(entry); });
@@ -65,7 +66,8 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
 
   /// The newest job that was enqueued and not taken, linked to the older jobs. The low bits are the phase.
   std::atomic<std::uintptr_t> word_;
-  // Only the holder uses the members below, except `references_`, until it gives up the executor or queues a turn.
+  // Except `references_`, only the holder uses the members below, until the holder gives up the executor or queues a
+  // turn.
   /// The jobs that were taken from the word, in order.
   JobList ready_;
   /// The number of the job that was taken last, and the number of the job that was started last.

@@ -44,8 +44,8 @@ void WaitedState<T>::didComplete() noexcept {
 /// Runs an operation from ordinary code and waits for its end. Returns the operation's result or throws its exception.
 ///
 /// The operation is a callable that returns an `Async` or a plain value. The operation runs as a task. A call on the
-/// main thread runs it there, isolated to the main queue, and serves that queue meanwhile. A call on another thread
-/// runs the operation without isolation.
+/// main thread runs the operation there, isolated to the main queue, and serves that queue meanwhile. A call on another
+/// thread runs the operation without isolation.
 ///
 /// Waiting would deadlock on a thread of the pool. It would also deadlock in a job of a serial executor, except on the
 /// main thread. In both places the call stops the process. Use `co_await` there.

@@ -80,8 +80,8 @@ class Task {
 
   /// Waits for the end of the task. Returns the result, or throws the exception of the operation. Raises the task's
   /// priority to that of the waiting task. Cancelling the waiting task neither cancels this task nor ends the wait. Any
-  /// number of tasks may wait, at any time, and each gets a copy. If `T` cannot be copied, the first wait takes the
-  /// result, and a second wait stops the process.
+  /// number of tasks may wait, at any time, and each gets a copy of the result. If `T` cannot be copied, the first wait
+  /// takes the result, and a second wait stops the process.
   [[nodiscard]] Async<T> value() const { return valueOf(state_); }
 
   /// A use of this operator does not compile, because it would not say whether the result is wanted.
@@ -96,8 +96,8 @@ class Task {
 
   /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before `cancel()` returns.
   /// Later calls do nothing. Has no effect after the task has ended, or in the child of a fork. Handlers may cancel
-  /// further tasks. If such calls of `cancel()` nest more than 64 levels deep, the outermost call calls the remaining
-  /// handlers.
+  /// further tasks. A call of `cancel()` that is nested more than 64 levels deep returns at once. The outermost call
+  /// later calls the handlers of that task.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.
@@ -125,8 +125,8 @@ class Task {
   /// Lets other waiting work of the executor run first, and then continues.
   [[nodiscard]] static auto yield() noexcept { return detail::YieldAwaiter(); }
 
-  /// Waits on a clock for at least the given time. Throws `CancellationError` at once if the task is cancelled before
-  /// or during the wait.
+  /// Waits on a clock for at least the given time. Throws `CancellationError` at once if the current task is cancelled
+  /// before or during the wait.
   [[nodiscard]] static Async<void> sleep(std::chrono::nanoseconds duration, Clock& clock = ContinuousClock::shared()) {
     return sleepUntil(clock.after(duration), clock);
   }
@@ -135,8 +135,8 @@ class Task {
   }
 
   /// Like `sleep`, for a number of microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. NaN,
-  /// a negative time, and 2^64 ns or more stop the process. More than 292 years last forever. Callers must include
-  /// Tessaly/FoundationExtensions/Task+Sleep.hpp.
+  /// a negative time, and 2^64 ns (584 years) or more stop the process. Between 2^63 ns (292 years) and 2^64 ns, the
+  /// wait never ends. Callers must include Tessaly/FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
                                                      Clock& clock = ContinuousClock::shared()) {

@@ -24,8 +24,8 @@ class GroupChildState;
 /// The child tasks of one scope. `withTaskGroup` makes a group, and does not return before every child has ended.
 ///
 /// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts the
-/// children of a group in order. Usually it prefers the group whose children began to wait most recently. Children may
-/// run at the same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
+/// children of a group in order. Usually the pool prefers the group whose children began to wait most recently.
+/// Children may run at the same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
@@ -116,7 +116,7 @@ class TaskGroup {
     }
   }
 
-  /// Cancels every child, also those that are added later.
+  /// Cancels every child, including the children that are added later.
   void cancelAll() noexcept { core_.cancelAll(); }
   [[nodiscard]] bool isCancelled() noexcept { return core_.isCancelled(); }
   /// Whether all children have ended and all their results were taken.

@@ -40,8 +40,8 @@ class TaskLocal {
   }
 
   /// Binds the value, calls the body, and returns the body's result. If the body returns an `Async`, the result is
-  /// another `Async`, which keeps the body. Then the value is bound from the start of the resulting `Async` to the end
-  /// of that `Async`.
+  /// another `Async`, which keeps the body. In that case, the value is bound from the start to the end of the resulting
+  /// `Async`.
   template <typename Body>
   auto withValue(Value value, Body body) const {
     if constexpr (isAsync<std::invoke_result_t<Body&>>) {

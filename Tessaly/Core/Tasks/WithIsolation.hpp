@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 namespace detail {
 
 /// Moves the current task to another isolation. The task continues at once if it is in that isolation already. On a
-/// thread of the pool it also continues at once if the target is the pool or an idle serial executor. Otherwise the
-/// task waits in the executor's queue.
+/// thread of the pool the task also continues at once if the target is the pool or an idle serial executor. Otherwise
+/// the task waits in the executor's queue.
 class Hop {
  public:
   explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}
@@ -36,7 +36,7 @@ class Hop {
       if (serial != nullptr && serial->enterIfIdle()) return false;
     }
     task.setResumePoint(handle);
-    // Either a raise finds the new executor, or the new executor finds the raised priority.
+    // Either a raise of the task's priority finds the new executor, or the new executor finds the raised priority.
     std::atomic_thread_fence(std::memory_order_seq_cst);
     task.schedule();
     return true;

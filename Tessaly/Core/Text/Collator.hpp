@@ -42,8 +42,8 @@ class Collator {
     bool numeric = true;
   };
 
-  /// The order of a locale. An unknown locale has the order of the root. A locale whose identifier ends with "POSIX"
-  /// has the order of the root, too: for example `Locale::current()` in an environment that names no locale. Throws
+  /// The order of a locale. An unknown locale has the order of ICU's root locale. A locale whose identifier ends with
+  /// "POSIX" has this order, too: for example `Locale::current()` in an environment that names no locale. Throws
   /// `std::runtime_error` if ICU has no data.
   TESSALY_EXPORT explicit Collator(const Locale& locale = Locale::current());
   TESSALY_EXPORT Collator(const Locale& locale, Options options);

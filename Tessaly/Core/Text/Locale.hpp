@@ -72,7 +72,7 @@ class Locale {
   friend bool operator==(const Locale&, const Locale&) noexcept = default;
 
   /// Replaces the current locale for a scope, in all threads. The locale must outlive the replacement. Replacements
-  /// must end in the reverse order of their construction, while no thread formats.
+  /// must end in the reverse order of their construction. While a replacement ends, no thread may format.
   ///
   /// Thread contract: thread-safe.
   ///

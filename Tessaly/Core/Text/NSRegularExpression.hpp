@@ -40,7 +40,7 @@ struct TESSALY_EXPORT RegularExpressionError final : Error {
 ///     const std::vector<NSRange> found = years.matches(u"1965 to 1969");  // {0, 4} and {8, 4}
 class TESSALY_EXPORT NSRegularExpression {
  public:
-  /// Throws `RegularExpressionError`. Ill-formed UTF-8 counts as U+FFFD.
+  /// Throws `RegularExpressionError` if the pattern is malformed. Ill-formed UTF-8 counts as U+FFFD.
   explicit NSRegularExpression(std::string_view pattern);
   ~NSRegularExpression();
   // A move also shares the expression, because otherwise a moved-from object would be unusable.

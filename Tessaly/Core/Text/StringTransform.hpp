@@ -10,9 +10,9 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// The text after a transform of ICU. The identifier is ICU's name of the transform, such as "Any-Latin" or
-/// "Latin-ASCII; Lower". Absent if ICU does not know the transform. Ill-formed UTF-8 counts as U+FFFD. Throws
-/// `std::length_error` for a text of 1 GiB or more.
+/// The result of applying a transform of ICU to a text. The identifier is ICU's name of the transform, such as
+/// "Any-Latin" or "Latin-ASCII; Lower". Absent if ICU does not know the transform. Ill-formed UTF-8 counts as U+FFFD.
+/// Throws `std::length_error` for a text of 1 GiB or more.
 ///
 /// The first use of a transform makes and keeps the transform. That use takes 10 ms or more. O(n), except for texts
 /// that ICU must divide into words by a dictionary, such as Thai.
@@ -22,10 +22,11 @@ namespace Tessaly::inline v1::Text {
 ///     const std::optional<std::string> name = Text::transformed("Ελληνικά", "Any-Latin");  // Ellēniká
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformed(std::string_view text, std::string_view identifier);
 
-/// The form of a text for searches. It always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but takes
-/// less time. A table gives the result for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs, Latin and
-/// decomposed Latin. The table calls ICU once for each character. ICU transforms other texts in pieces. A piece reaches
-/// from one space between two words of the same script to the next such space.
+/// The form of a text for searches. The result always equals `transformed(text, "Any-Latin; Latin-ASCII; Lower")`, but
+/// the call takes less time. A table gives the result for Cyrillic, Greek, Hebrew, Arabic, Hangul, kana, ideographs,
+/// Latin and decomposed Latin. ICU computes the table's entry for a character at the character's first use. ICU
+/// transforms other texts in pieces. A piece reaches from one space between two words of the same script to the next
+/// such space.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> transformedForSearch(std::string_view text);

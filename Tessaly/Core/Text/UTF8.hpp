@@ -42,7 +42,7 @@ class Scalars : public std::ranges::view_interface<Scalars> {
       return before;
     }
 
-    /// The scalar, its length, and whether it was well-formed.
+    /// The scalar, its length, and whether its bytes were well-formed.
     [[nodiscard]] constexpr const DecodedScalar& decoded() const noexcept TESSALY_LIFETIMEBOUND { return current_; }
     /// The byte offset of the scalar in the text.
     [[nodiscard]] constexpr std::size_t offset() const noexcept { return offset_; }

@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a text has at most `count` user-perceived characters. Reads at most one character beyond the limit.
+/// Whether a text has at most `count` user-perceived characters. Finds at most 16 characters beyond the limit, because
+/// the iterator finds 16 characters at a time.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline bool hasAtMost(std::string_view text, std::int64_t count) noexcept {

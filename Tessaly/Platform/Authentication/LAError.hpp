@@ -38,10 +38,10 @@ enum class LAFailure : std::uint8_t {
 
 /// A failure to authenticate the user.
 ///
-/// `userInfo()` has the reason of `failure()` under "reason", and a text for people under "description". If the
-/// application's text could not be shown, "localizedReason" says so.
+/// `userInfo()` has the reason that `failure()` returns under "reason", and a text for people under "description". If
+/// the application's text could not be shown, "localizedReason" says so.
 ///
-/// Thread contract: thread-safe.
+/// Thread contract: thread-safe while no thread changes the error.
 ///
 ///     try {
 ///       co_await LocalAuthenticationService::evaluatePolicy(LAPolicy::deviceOwnerAuthentication, "Show them");

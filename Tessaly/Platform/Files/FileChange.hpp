@@ -23,7 +23,8 @@ enum class FileChange : std::uint8_t {
 /// "contents", "replaced", "removed" or "returned".
 [[nodiscard]] TESSALY_EXPORT std::string_view description(FileChange change) noexcept;
 
-/// A source of the changes of the file that a path leads to, for `fileChanges`. `FileManager` makes the source.
+/// A source that reports the changes of the file to which a path leads. `FileManager` makes the source, and
+/// `fileChanges` uses it.
 ///
 /// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
 /// no events of any file are read while it runs.

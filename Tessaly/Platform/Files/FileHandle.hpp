@@ -21,8 +21,8 @@ namespace Tessaly::inline v1 {
 ///     ::fstat(handle.fileDescriptor(), &status);
 class FileHandle {
  public:
-  /// Opens a file for reading. Does not wait for the other end of a pipe. Child processes do not inherit the
-  /// descriptor. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL.
+  /// Opens a file for reading. Does not wait for the other end of a pipe. Programs that this process starts do not
+  /// inherit the descriptor. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static FileHandle forReading(const URL& file);
   /// Becomes the owner of the descriptor.
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}

@@ -33,8 +33,8 @@ class TESSALY_EXPORT FileSystemObjectSource {
 
   /// Sets the handler that is called when an event of a requested kind has happened. Set it before `resume()`.
   virtual void setEventHandler(std::function<void()> handler) = 0;
-  /// Sets the handler that is called once after `cancel()`. The event handler is not called afterwards, so the cancel
-  /// handler may close the descriptor. Set the cancel handler before `resume()`.
+  /// Sets the handler that is called once after `cancel()`. The event handler is not called after the cancel handler,
+  /// so the cancel handler may close the descriptor. Set the cancel handler before `resume()`.
   virtual void setCancelHandler(std::function<void()> handler) = 0;
   /// Starts the notifications. Throws `POSIXError` if the system refuses.
   virtual void resume() = 0;

@@ -21,7 +21,8 @@ struct BusMessageReleaser {
 };
 using BusMessage = std::unique_ptr<sd_bus_message, BusMessageReleaser>;
 
-/// The result of a call: a message, or a negative system error code with the name and the message of an error reply.
+/// The result of a call: the reply message, or a negative system error code. An error also has the D-Bus name and text,
+/// if they are known.
 struct BusReply {
   int result = 0;
   BusMessage message = nullptr;
@@ -51,7 +52,8 @@ class BusConnection {
     if (result < 0) return result;
     bus_.reset(bus);
     sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count()));
-    // libsystemd would wait 90 s for a bus that accepts the connection and never answers.
+    // `processUntil` waits at most `limit`. libsystemd would wait 90 s for a bus that accepts the connection and never
+    // answers.
     int ready = 0;
     result = processUntil([&] { return (ready = sd_bus_is_ready(bus)) != 0; });
     if (result == 0) result = ready;
@@ -117,7 +119,8 @@ class BusConnection {
     return readOwner(reply.message.get()).value_or(std::string());
   }
 
-  /// Makes the bus start the owner of the name, if it knows how and no connection owns the name.
+  /// Makes the bus start the owner of the name, if no connection owns the name and the bus knows which program to
+  /// start.
   void startOwnerOf(const char* name) {
     const BusMessage request = makeCallOfBus("StartServiceByName");
     if (request != nullptr && sd_bus_message_append(request.get(), "su", name, 0u) >= 0) call(request);

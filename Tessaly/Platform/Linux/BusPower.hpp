@@ -16,7 +16,7 @@ class DisplayInhibition;
 }
 
 /// A power backend that keeps the display awake through a service. The backend asks the desktop's screen saver, the
-/// desktop's session manager and the login manager in this order. It uses the first service that grants the request.
+/// desktop's session manager and the login manager, in this order. It uses the first service that grants the request.
 ///
 /// Every assertion has its own connections, so the services end the assertion when the process ends. If the service
 /// that holds an assertion ends or is replaced, all services are asked again.

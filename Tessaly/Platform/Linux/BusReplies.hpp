@@ -237,7 +237,8 @@ struct NetworkStatus {
   std::optional<bool> isMetered = std::nullopt;
 };
 
-/// Parses both values. A key that is missing gives no value. A value of another type makes the answer unusable.
+/// Parses both values. A missing key gives no value. Fails if both keys are missing, or if one of the values has
+/// another type.
 [[nodiscard]] inline std::expected<NetworkStatus, ReplyProblem> readNetworkStatus(sd_bus_message* message) {
   BusReader reader(message);
   NetworkStatus status;

@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Keeps the names in the kernel's events about several directories.
+/// Collects the names from the kernel's events about several directories.
 ///
 /// Thread contract: thread-safe.
 class DirectoryListener final : public InotifyHub::Subscriber {

@@ -13,7 +13,8 @@
 namespace Tessaly::inline v1::detail {
 
 /// The identity of the file that a directory entry names. The time of creation distinguishes the file from a later file
-/// with the same inode number. On a volume without times of creation, only another type distinguishes the later file.
+/// with the same inode number. On a volume without times of creation, only a different type distinguishes the two
+/// files.
 struct EntryIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;

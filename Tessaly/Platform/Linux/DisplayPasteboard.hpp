@@ -17,7 +17,7 @@ namespace detail {
 class DisplaySelection {
  public:
   virtual ~DisplaySelection();
-  /// Offers the contents in place of the present contents. Waits at most 2 s for the display.
+  /// Offers `contents` instead of the contents offered before. Waits at most 2 s for the display.
   virtual PasteboardProblem offer(const PasteboardContents& contents) = 0;
   [[nodiscard]] virtual bool isOwner() const = 0;
   /// Whether the connection to the display ended.
@@ -46,8 +46,8 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
-  /// Blocks while programs can paste the last contents, and until transfers that began earlier have ended. Only a
-  /// program that has nothing else to do should call this function.
+  /// Blocks while programs can paste the last contents, and then until the running transfers have ended. Only a program
+  /// that has nothing else to do should call this function.
   void waitWhileServing() const;
 
  private:

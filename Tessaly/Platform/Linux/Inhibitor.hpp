@@ -27,25 +27,25 @@ struct Inhibition {
   std::uint32_t cookie = 0;
   /// The portal's request object.
   std::string request = {};
-  /// Its closing ends the inhibition.
+  /// Closing this descriptor ends the inhibition.
   OwnedDescriptor descriptor = {};
 };
 
 /// The environment that decides which services exist.
 enum class Surroundings : bool { open, sandbox };
 
-/// The services in the order in which they are asked. The portal is asked only in a sandbox.
+/// The services in the order in which they are called. The portal is called only in a sandbox.
 [[nodiscard]] std::span<const Inhibitor> inhibitors(Surroundings surroundings);
 
-/// The request to keep the display awake, to the service with this unique name. Null if it cannot be made, for example
-/// with text that is not UTF-8.
+/// A request to the service with the unique name `owner` to keep the display awake. Null if the request cannot be made,
+/// for example with text that is not UTF-8.
 [[nodiscard]] BusMessage makeInhibit(const Inhibitor& inhibitor, const BusConnection& bus, const std::string& owner,
                                      const std::string& application, const std::string& reason);
 
-/// The contents of the answer to `makeInhibit`.
+/// The contents of the service's answer to the request from `makeInhibit`.
 [[nodiscard]] std::expected<Inhibition, ReplyProblem> readInhibition(const Inhibitor& inhibitor, sd_bus_message* reply);
 
-/// The request to end the inhibition. Null if it cannot be made.
+/// The request to end the inhibition. Null if the request cannot be made.
 [[nodiscard]] BusMessage makeRelease(const Inhibitor& inhibitor, const BusConnection& bus, const std::string& owner,
                                      const Inhibition& inhibition);
 

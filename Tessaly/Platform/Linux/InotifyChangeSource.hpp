@@ -41,7 +41,8 @@ class InotifyChangeSource final : public FileChangeSource {
 
     [[nodiscard]] bool isAnything() const noexcept { return wasWritten || mayDiffer || mayHaveMoved || wasNamed; }
   };
-  /// The names that matter in each watched directory. The watch of the file itself has no names.
+  /// The names that matter in each watched directory, by the number of the directory's watch. The watch of the file
+  /// itself is not included.
   using Watches = std::map<int, std::set<std::string, std::less<>>>;
 
   class Listener final : public InotifyHub::Subscriber {
@@ -91,7 +92,7 @@ class InotifyChangeSource final : public FileChangeSource {
   State state_;
   bool isBlind_ = false;
   bool isFollowing_ = false;
-  /// Whether the modification time changed since the last change that was returned.
+  /// Whether the modification time has changed since `takeChange` last returned a change.
   bool hasNewTime_ = false;
 };
 

@@ -24,9 +24,9 @@ namespace Tessaly::inline v1::detail {
 
 /// Follows the contents of a directory.
 ///
-/// Events only say which names to examine again. The changes are the difference between the model and the file system.
-/// So the order of events does not matter. After lost events, the source lists everything once. A file that left one
-/// name and is found under another name counts as renamed.
+/// The source keeps a model of the contents. Events only say which names to examine again. The changes are the
+/// difference between the model and the file system. So the order of events does not matter. After lost events, the
+/// source lists everything once. A file that left one name and is found under another name counts as renamed.
 ///
 /// Thread contract: thread-compatible.
 class InotifyDirectorySource final : public DirectorySource {
@@ -93,7 +93,7 @@ class InotifyDirectorySource final : public DirectorySource {
   const DirectoryDepth depth_;
   const std::shared_ptr<DirectoryListener> listener_;
   InotifyChangeSource pathSource_;
-  /// Whether the directory must be opened again, because no directory was found yet or the path leads elsewhere.
+  /// Whether the directory must be opened, because no directory was found yet or the path now leads elsewhere.
   bool isLost_ = true;
   bool looksAtEverything_ = false;
   /// The reason why names are examined now.

@@ -19,8 +19,8 @@ namespace Tessaly::inline v1::detail {
 
 /// Reports events of an open file through inotify.
 ///
-/// While a descriptor is open, inotify reports a removal only as a change of attributes. So the source checks the link
-/// count and the kernel's name of the descriptor.
+/// While a descriptor of the file is open, inotify reports the removal of the file only as a change of attributes. So
+/// the source checks the link count, and the name under which the kernel knows the open file.
 ///
 /// Thread contract: thread-safe.
 class InotifyObjectSource final : public FileSystemObjectSource,

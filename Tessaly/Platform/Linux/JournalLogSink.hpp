@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A sink that passes the records of a ring on to the system's journal, on its own thread. The thread starts when
+/// A sink that sends the records of a ring to the system's journal. The sink has its own thread. The thread starts when
 /// `write` first finds the journal's socket. Until then, `write` checks for the socket at most once a second.
 ///
 /// The thread sends all records of the ring. Then it checks for new records every 10 ms for 50 ms, so that a burst of
@@ -54,8 +54,8 @@ class TESSALY_EXPORT JournalLogSink {
     if (phase_.load(std::memory_order_relaxed) != Phase::awake) wakeThread(record.time);
   }
 
-  /// Waits until the thread has tried to send every record appended so far, for at most `limit`. Returns at once if the
-  /// thread was never started, and in the child of a fork.
+  /// Waits until the thread has tried to send every record that was appended before the call. Waits at most `limit`.
+  /// Returns at once if the thread was never started, and in the child of a fork.
   void flush(std::chrono::nanoseconds limit) noexcept;
 
   [[nodiscard]] JournalStatus status() const noexcept;
@@ -83,7 +83,7 @@ class TESSALY_EXPORT JournalLogSink {
   const Options options_;
 
   std::atomic<Phase> phase_{Phase::notStarted};
-  std::atomic<std::int64_t> lastLook_{0};      // The last search for the socket, in nanoseconds of the wall clock.
+  std::atomic<std::int64_t> lastLook_{0};      // The time of the last search for the socket: wall clock, nanoseconds.
   std::atomic<std::uint32_t> signal_{0};       // The futex on which the thread sleeps.
   std::atomic<std::uint32_t> flushTicket_{0};  // The number of the newest requested flush.
   std::atomic<std::uint32_t> flushed_{0};      // The number of the newest completed flush.

@@ -27,9 +27,9 @@ class SettingsFileSystem;
 /// survive which failure.
 ///
 /// No call waits longer than 2 s in all for other processes. If the property list cannot be read, `close()` and the
-/// destructor wait up to 1.1 s more. After an operation has waited 2 s for the journal's lock, later operations do not
-/// wait for this lock, and their writes stay in memory. Operations wait again after an operation has found the lock
-/// free.
+/// destructor wait up to 1.1 s more: `damageDelay` for a readable list, and then 0.1 s for other processes. After an
+/// operation has waited 2 s for the journal's lock, later operations do not wait for this lock, and their writes stay
+/// in memory. Operations wait again after an operation has found the lock free.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -93,7 +93,7 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes the changes since the last checkpoint into the property list. Called for the store of
+  /// Writes the changes since the last checkpoint into the property list. The library calls `close` for the store of
   /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits up to
   /// `damageDelay` for a readable list.
   void close() noexcept;

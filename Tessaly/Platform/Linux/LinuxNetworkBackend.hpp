@@ -15,7 +15,7 @@ namespace Tessaly::inline v1 {
 
 /// The network path of the network namespace in which the backend is made. The status comes from the kernel's tables
 /// through rtnetlink. The expense comes from NetworkManager, or in a sandbox from the desktop's portal. The portal also
-/// gives the status if the kernel refuses.
+/// gives the status if the kernel does not give it.
 ///
 /// `make` reads the tables. Later each change wakes two threads, and there is no cost without changes. After lost
 /// messages the backend reads the tables again.

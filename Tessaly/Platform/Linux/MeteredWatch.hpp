@@ -18,11 +18,11 @@ struct sd_bus_slot;
 
 namespace Tessaly::inline v1 {
 
-/// A watch of the expense of the connection. The source is NetworkManager's property `Metered` on the system bus, or in
-/// a sandbox the status of the desktop's portal on the session bus.
+/// Watches whether the network connection is expensive. The source is NetworkManager's property `Metered` on the system
+/// bus, or in a sandbox the status of the desktop's portal on the session bus.
 ///
 /// The watch starts no service except the portal, and waits for no service. Answers arrive through the reactor at any
-/// time. The watch notices a daemon that starts, ends or restarts. After the connection to the bus has ended, only
+/// time. The watch notices when the service starts, ends or restarts. After the connection to the bus has ended, only
 /// another call of `connectIfNeeded` connects again.
 ///
 /// Thread contract: thread-safe.
@@ -33,14 +33,14 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   struct Private {};
 
  public:
-  /// The service that knows the expense.
+  /// The service that knows whether the connection is expensive.
   enum class Service : bool { networkManager, portal };
 
-  /// The expense, and its source.
+  /// Whether the connection is expensive, and the source of this information.
   struct State {
     bool isExpensive = false;
     NWPath::ExpenseSource source = NWPath::ExpenseSource::noBus;
-    /// Whether the portal considers the network available. Nothing without an answer of the portal.
+    /// Whether the portal considers the network available. Absent unless the portal has answered this.
     std::optional<bool> isAvailable = std::nullopt;
 
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
@@ -56,7 +56,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and requests the expense, unless the watch is already connected. Does not block.
+  /// Connects to the bus and sends the request, unless the watch is already connected. Does not block.
   void connectIfNeeded();
 
  private:

@@ -16,11 +16,11 @@ namespace Tessaly::inline v1 {
 /// The links, addresses and default routes of the kernel's rtnetlink messages (RFC 3549), and whether a default route
 /// is usable.
 ///
-/// A default route of a family is usable under two conditions. First, the route's link is up and has a carrier. Second,
-/// the link has an address of that family to which other machines can reply. Such an address on another link is enough
-/// if it is the route's preferred source. A bridge has a carrier if one of its ports has a carrier. A tunnel has a
-/// carrier if it is up. Tunnels often set a pair of routes to the two halves of the address space. Such a pair counts
-/// as a default route. Only routes of the main and the default table count.
+/// A default route of an address family is usable under two conditions. First, the route's link is up and has a
+/// carrier. Second, the link has an address of that family to which other machines can reply. Such an address on
+/// another link is enough if it is the route's preferred source. A bridge has a carrier if one of its ports has a
+/// carrier. A tunnel has a carrier if it is up. Tunnels often set a pair of routes to the two halves of the address
+/// space. Such a pair counts as a default route. Only routes of the main and the default table count.
 ///
 /// The table accepts any bytes. Messages that are malformed, cut short or irrelevant change nothing.
 ///
@@ -35,7 +35,8 @@ class TESSALY_EXPORT RouteTable {
     /// The reply to a request for all objects of a kind.
     dump,
     /// The announcement of a change. The table does not apply announced routes, because the kernel does not announce
-    /// every change of a route. For example, the kernel removes IPv4 routes together with their link or address.
+    /// every change of a route. For example, the kernel does not announce that IPv4 routes vanish together with their
+    /// link or address.
     event,
   };
   struct Outcome {

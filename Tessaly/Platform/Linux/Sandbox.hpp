@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The Flatpak sandbox around this process. In a sandbox, portals take the place of the services that it hides. Each
-/// library that includes this header compiles it into itself and does not export it.
+/// The Flatpak sandbox around this process. In a sandbox, portals take the place of the services that the sandbox
+/// hides. Each library that includes this header has its own copy of the code and does not export the copy.
 ///
 /// Thread contract: thread-compatible.
 struct Sandbox {
@@ -20,7 +20,7 @@ struct Sandbox {
 };
 
 /// The sandbox that the file describes, or nothing if the file does not exist. The file is a key file that Flatpak
-/// writes. An unreadable or malformed file is a sandbox without an application.
+/// writes. An unreadable or malformed file counts as a sandbox without an application.
 [[nodiscard]] inline std::optional<Sandbox> readSandbox(const char* path = "/.flatpak-info") {
   if (::access(path, F_OK) != 0) return std::nullopt;
   constexpr std::string_view key = "name=";

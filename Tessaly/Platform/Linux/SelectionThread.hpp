@@ -16,7 +16,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A selection whose connection belongs to one thread. Other threads pass their contents to that thread.
+/// A selection whose connection belongs to one thread. Other threads pass their offers to that thread.
 ///
 /// Thread contract: thread-safe.
 class SelectionThread : public DisplaySelection, public std::enable_shared_from_this<SelectionThread> {

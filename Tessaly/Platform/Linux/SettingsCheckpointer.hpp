@@ -14,7 +14,7 @@ namespace Tessaly::inline v1::detail {
 
 /// Writes the values into the property list. A lock of the directory admits one process at a time, and a lock in memory
 /// admits one thread of this process. Another process waits for the lock of the directory until its `SettingsPatience`
-/// ends. If the process gets the lock, it writes the changes that are still missing. Otherwise the process gives up.
+/// ends. If that process gets the lock, it writes the changes that the list still lacks. Otherwise it gives up.
 ///
 /// Thread contract: thread-safe.
 class SettingsCheckpointer {

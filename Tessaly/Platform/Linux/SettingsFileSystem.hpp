@@ -47,7 +47,7 @@ class TESSALY_EXPORT SettingsFileSystem {
   SettingsFileSystem(const SettingsFileSystem&) = delete;
   SettingsFileSystem& operator=(const SettingsFileSystem&) = delete;
 
-  /// The instance that only makes the system calls.
+  /// The instance that makes every system call unchanged.
   [[nodiscard]] static SettingsFileSystem& shared() noexcept;
 
   [[nodiscard]] StoreResult<OwnedDescriptor> open(const std::string& path, int flags, mode_t mode = 0);

@@ -31,12 +31,12 @@ struct FileContents {
 
 /// Makes a directory and the missing directories above it, for this user only.
 [[nodiscard]] StoreResult<> makeDirectories(const std::string& path, SettingsFileSystem& files);
-/// The path at the end of a chain of symbolic links. The path itself if the path is not a link, or if the chain has 40
-/// links or more.
+/// The path at the end of a chain of symbolic links. If `path` is not a link, or if the chain has 40 links or more, the
+/// result is `path`.
 [[nodiscard]] std::string followed(const std::string& path, SettingsFileSystem& files);
 [[nodiscard]] std::string directoryOfPath(const std::string& path);
-/// Waits until a file, or the entries of a directory, are on the disk. Also succeeds if this process has no permission
-/// to open the path.
+/// Waits until the bytes of a file, or the entries of a directory, are on the disk. Also succeeds if this process has
+/// no permission to open the path.
 [[nodiscard]] StoreResult<> synchronizePath(const std::string& path, int flags, SettingsFileSystem& files);
 /// Removes the files whose paths are `beginning` followed by a number, if their last write was more than a minute ago.
 /// A process that is killed while it writes such a file leaves the file behind.

@@ -38,7 +38,8 @@ class SettingsJournalFile {
   [[nodiscard]] bool isWritable() const noexcept { return isWritable_; }
   /// Whether the header was read, so that records can be read from `offset()` on.
   [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
-  /// The nonce of the journal that is followed, or was followed last. 0 if its successor cannot be recognised.
+  /// The nonce of the journal that is followed, or was followed last. 0 if the successor of that journal cannot be
+  /// recognised.
   [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
@@ -101,8 +102,8 @@ class SettingsJournalFile {
   std::uint64_t size_ = 0;
   std::uint64_t reserved_ = 0;
   std::int64_t modified_ = 0;
-  /// A copy of the last bytes before the offset. If they differ from the file, another program has overwritten the
-  /// file.
+  /// A copy of the last bytes before the offset. If they differ from the bytes in the file, another program has
+  /// overwritten the file.
   std::string tail_;
   std::string buffer_;
   bool isWritable_ = false;

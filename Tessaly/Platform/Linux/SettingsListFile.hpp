@@ -46,8 +46,9 @@ class SettingsListFile {
   [[nodiscard]] StoreResult<Contents> read() const { return read(path_); }
   [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
 
-  /// Writes the values beside the present file and waits for the disk. Uses the binary format if the given format
-  /// cannot represent all values exactly. Removes the files that killed processes left more than a minute ago.
+  /// Writes the values to a new file beside the present file, and waits until the new file is on the disk. Uses the
+  /// binary format if the given format cannot represent all values exactly. Removes the files that killed processes
+  /// left more than a minute ago.
   [[nodiscard]] StoreResult<Written> write(const PropertyList::Dictionary& values, PropertyListFormat format) const;
   void discard(const Written& written) const;
   /// Puts the written file in place. Returns true if the two files were exchanged and the replaced file was not the

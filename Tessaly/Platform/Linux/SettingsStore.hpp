@@ -123,7 +123,8 @@ class SettingsStore {
   [[nodiscard]] bool isListUnknown();
 
  private:
-  /// The known part of a former journal. A new journal that began from nothing has replaced the former journal.
+  /// The part of a former journal that this process knows. The former journal was missing, damaged or overwritten, and
+  /// a new journal has replaced it.
   struct FormerJournal {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
@@ -159,7 +160,7 @@ class SettingsStore {
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
   /// Needs the exclusive lock unless nothing is pending. Without the lock, another process could write a newer value of
-  /// the same key after the last records were read.
+  /// the same key after this process read the last records. The pending value would then replace the newer value.
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
   [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
@@ -174,11 +175,12 @@ class SettingsStore {
   StoreResult<> followDamagedJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> rotate() TESSALY_REQUIRES(lock_);
   [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
-  /// Acquires the exclusive lock unless `mode` is exclusive. Returns whether the journal's standing is still the same.
+  /// Acquires the exclusive lock unless `mode` is exclusive. Returns whether the journal's
+  /// `SettingsJournalFile::Standing` is still the same.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
-  /// Replaces the journal with a new one. The new journal has all values that this process knows and the property list
-  /// lacks.
+  /// Replaces the journal with a new one. The new journal has all values that this process knows and that the property
+  /// list lacks.
   StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
   struct Restored {
     JournalHeader header;
@@ -232,8 +234,8 @@ class SettingsStore {
   /// removed.
   bool isOldJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
   bool isJournalDamaged_ TESSALY_GUARDED_BY(lock_) = false;
-  /// Whether the journal that was followed last was already overwritten when a new journal took its place. The maker of
-  /// the new journal may not have read the former journal.
+  /// Whether the journal that was followed last was already overwritten when a new journal took its place. If so, the
+  /// maker of the new journal has perhaps not read the former journal.
   bool isFormerJournalLost_ TESSALY_GUARDED_BY(lock_) = false;
 };
 

@@ -43,15 +43,15 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
  private:
   bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
   void wake() noexcept override { work_->start(); }
-  /// True, because this process's own writes cause most events.
+  /// True, to save wake-ups: this process's own writes cause most events.
   [[nodiscard]] bool isPatient() const noexcept override { return true; }
   void unwatch(const std::vector<int>& watches) noexcept;
 
   SettingsFileSystem& files_;
   const std::string directory_;
   const std::shared_ptr<DelayedWork> work_;
-  // Atomic, because `note` must not acquire `lock_`. The hub calls `note` under the hub's lock, and `watch` needs the
-  // hub's lock while `watch` holds `lock_`.
+  // Atomic, because acquiring `lock_` in `note` could cause a deadlock. The hub calls `note` under the hub's lock, and
+  // `watch` needs the hub's lock while `watch` holds `lock_`.
   std::atomic<bool> wasClosed_{false};
   std::atomic<bool> isGone_{false};
   UnfairLock lock_;

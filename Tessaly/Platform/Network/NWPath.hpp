@@ -45,7 +45,7 @@ class NWPath {
     refused,
     /// A test.
     scripted,
-    /// The desktop's portal, in a sandbox in which the kernel refuses.
+    /// The desktop's portal, in a sandbox in which the kernel does not report its routes.
     portal,
   };
 

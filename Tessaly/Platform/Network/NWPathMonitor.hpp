@@ -25,7 +25,7 @@ class NetworkBackend;
 /// the status or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Each needs the event loop of its toolkit.
-/// `GNetworkMonitor` also counts a route whose cable is disconnected.
+/// `GNetworkMonitor` also treats a route as usable while its cable is disconnected.
 ///
 /// Thread contract: thread-safe. Reading the path takes a few nanoseconds and no system call.
 ///

@@ -17,7 +17,8 @@ namespace Tessaly::inline v1 {
 
 class NWPathMonitor;
 
-/// The source of the paths of path monitors. The system's backend is made at its first use and never destroyed.
+/// The source from which path monitors get their paths. The system's backend is made at its first use and never
+/// destroyed.
 ///
 /// Thread contract: thread-safe. An implementation's `refresh` may be called by several threads at once.
 ///
@@ -39,7 +40,8 @@ class TESSALY_EXPORT NetworkBackend {
   /// Processes the system's pending messages, so that `currentPath()` is up to date. Called when a monitor is made.
   virtual void refresh() = 0;
 
-  /// Notifies the monitor of the current path and of each later one, until the monitor is removed or destroyed.
+  /// Notifies the monitor of the current path and of the later paths that `update` reports, until the monitor is
+  /// removed or destroyed.
   void add(const std::shared_ptr<NWPathMonitor>& monitor);
   void remove(const NWPathMonitor& monitor) noexcept;
 

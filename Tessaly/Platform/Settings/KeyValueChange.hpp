@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 /// The process that made a change of the settings.
 enum class ChangeOrigin : std::uint8_t { thisProcess, otherProcess };
 
-/// The information about a change that an observer requests.
+/// The information that an observer requests about each change.
 enum class KeyValueObservingOptions : std::uint8_t {
   /// Only the fact that a change was made.
   none = 0,

@@ -43,9 +43,9 @@ class TESSALY_EXPORT UserDefaults : public Object {
   ~UserDefaults() override;
 
   /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
-  /// use and never destroyed. Returns the installed store while another store is installed.
+  /// use and never destroyed. While a `UserDefaultsInstallation` exists, returns the store that it installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
-  /// The store of this application, even while another store is installed.
+  /// The store of this application, even while a `UserDefaultsInstallation` replaces `standard()`.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<UserDefaults>& installed() noexcept;
@@ -92,8 +92,8 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// The descriptions that were published last, sorted by name.
   [[nodiscard]] virtual std::vector<SettingDescription> publishedKeys() const;
 
-  /// Waits until every value written so far would survive a power cut and other programs can read the value. Returns
-  /// false if this failed, for example because the disk is full or another process holds a lock. Blocks on the disk.
+  /// Waits until every value written so far would survive a power cut and can be read by other programs. Returns false
+  /// if this failed, for example because the disk is full or another process holds a lock. Blocks on the disk.
   virtual bool synchronize() = 0;
   [[nodiscard]] virtual UserDefaultsStatus status() const = 0;
   /// A number that changes with each change of a value, and that no other store has had. A host's store that does not

@@ -30,7 +30,7 @@ class TESSALY_EXPORT RecordingPasteboard final : public PasteboardBackend {
   /// The result of `setString`. If it is false, `setString` stores nothing.
   bool accepts = true;
   std::map<PasteboardType, std::string> contents;
-  /// The calls in order: "clear", or the text that was set.
+  /// The calls in order: "clear", or the text argument of `setString`.
   std::vector<std::string> calls;
 };
 

@@ -50,7 +50,7 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   int fire(FileSystemEvent event);
   /// The number of sources that are resumed and not cancelled.
   [[nodiscard]] int activeSources() const;
-  /// The number of calls that begin an access, and of calls that end an access.
+  /// The numbers of calls of `startAccessingSecurityScopedResource` and of `stopAccessingSecurityScopedResource`.
   [[nodiscard]] int accessesBegun() const noexcept { return accessesBegun_; }
   [[nodiscard]] int accessesEnded() const noexcept { return accessesEnded_; }
   /// The number of calls of `fileExists`.

@@ -37,8 +37,8 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
   std::int32_t releaseAssertion(std::uint32_t identifier) override;
   [[nodiscard]] PowerStatus status() const override;
 
-  /// The results of the next calls. If the result is not 0, the call is only recorded. Even if `releaseResult` is 0, a
-  /// release of an assertion that is not held returns `ENOENT`.
+  /// The results of the next calls of `createAssertion` and `releaseAssertion`. A call whose result is not 0 is only
+  /// recorded. Even if `releaseResult` is 0, a release of an assertion that is not held returns `ENOENT`.
   std::int32_t creationResult = 0;
   std::int32_t releaseResult = 0;
   /// The assertions that are held, by identifier.

@@ -19,8 +19,8 @@ class TESSALY_EXPORT ContinuousObservationState {
   /// Whether the observation has ended. A relaxed load suffices, because a stale result only delays the end by one
   /// pass.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
-  /// Ends the observation and releases its captures. If a pass is running or queued, the captures are released after
-  /// that pass.
+  /// Ends the observation and releases the captures of its functions. If a pass is running or queued, the captures are
+  /// released after that pass.
   void cancel() noexcept;
 
   /// Calls the function at the next change of a point in the list, unless the observation has ended.

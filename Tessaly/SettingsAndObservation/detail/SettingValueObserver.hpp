@@ -44,8 +44,8 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
   [[nodiscard]] const std::shared_ptr<UserDefaults>& userDefault() const noexcept { return userDefault_; }
   [[nodiscard]] bool isObserving() const noexcept { return isObserving_; }
 
-  /// Begins to call the handler after each change. A later call of this function keeps the first handler and drops the
-  /// new handler. The handler takes the stored value, and may also take the `ChangeOrigin`. A value that does not
+  /// From now on, calls the handler after each change. A later call of this function keeps the first handler and drops
+  /// the new handler. The handler takes the stored value, and may also take the `ChangeOrigin`. A value that does not
   /// convert to `StoredValue` is not delivered. An empty function is not called.
   template <typename Handler>
     requires detail::SettingHandler<Handler, StoredValue>

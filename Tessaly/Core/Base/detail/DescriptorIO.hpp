@@ -21,12 +21,13 @@ struct Transferred {
   int error = 0;
 };
 
-/// Opens a file. Started programs do not inherit the descriptor. On failure the result is not open, and `errno` is set.
+/// Opens a file. Programs that this process starts do not inherit the descriptor. On failure the result is not open,
+/// and `errno` is set.
 [[nodiscard]] TESSALY_EXPORT OwnedDescriptor openFile(const char* path, int flags, mode_t mode = 0) noexcept;
 
 /// Reads until the space is full or the file ends.
 [[nodiscard]] TESSALY_EXPORT Transferred readFull(int descriptor, void* space, std::size_t size) noexcept;
-/// `readFull` from an offset. The descriptor's own position does not change.
+/// Like `readFull`, but reads from an offset. The descriptor's own position does not change.
 [[nodiscard]] TESSALY_EXPORT Transferred readFullAt(int descriptor, void* space, std::size_t size,
                                                     off_t offset) noexcept;
 
@@ -36,7 +37,7 @@ struct Transferred {
 [[nodiscard]] inline int writeAll(int descriptor, std::string_view bytes) noexcept {
   return writeFull(descriptor, bytes.data(), bytes.size()).error;
 }
-/// `writeFull` at an offset. The descriptor's own position does not change.
+/// Like `writeFull`, but writes at an offset. The descriptor's own position does not change.
 [[nodiscard]] TESSALY_EXPORT Transferred writeFullAt(int descriptor, const void* bytes, std::size_t size,
                                                      off_t offset) noexcept;
 

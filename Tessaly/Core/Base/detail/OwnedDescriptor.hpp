@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A file descriptor with an owner. The owner's destructor closes the descriptor. Each library that includes this
-/// header contains its own copy of the class and does not export it.
+/// The owner of a file descriptor. The destructor closes the descriptor. Each library that includes this header
+/// contains its own copy of the class and does not export this copy.
 ///
 /// Thread contract: thread-compatible.
 class OwnedDescriptor {

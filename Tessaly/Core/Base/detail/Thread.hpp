@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Starts a detached thread of the library. It blocks all signals, has a name of at most 15 characters for debuggers,
-/// and is never joined. The child of a later fork must not use the runtime (see `stopIfForkedChild`).
+/// Starts a detached thread of the library. The thread blocks all signals, has a name of at most 15 characters for
+/// debuggers, and is never joined. The child of a later fork must not use the runtime (see `stopIfForkedChild`).
 ///
 /// Stops the process if the system refuses a thread, or if `body` throws.
 ///

@@ -7,8 +7,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Makes a thread key: a key for one value of each thread. The destructor is called at the end of each thread whose
-/// value is not null. Stops the process if the system has no more thread keys.
+/// Makes a thread key, under which each thread stores one value of its own. The system calls `destructor` at the end of
+/// each thread whose value is not null. Stops the process if the system has no more thread keys.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT pthread_key_t makeThreadKey(void (*destructor)(void*)) noexcept;

@@ -48,10 +48,10 @@ struct DateWriter {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
-  /// The date that this text means in the form of the pattern, in milliseconds since 1970 by the local clock. The year
-  /// of a `yy` field is in the century that begins 80 years before `today`. A pattern without a date gives `today`.
-  /// Otherwise returns nothing if no date fits the text, or if several dates do. The padding and the name of the
-  /// weekday may differ from the text of `append`.
+  /// Parses a text that has the form of the pattern. Returns the date in milliseconds since 1970 by the local clock.
+  /// The year of a `yy` field is in the century that begins 80 years before `today`. If the pattern has no day, no
+  /// month and no year, the result is a time on the day `today`. Returns nothing if no date fits the text, or if
+  /// several dates fit. The padding and the name of the weekday may differ from the text of `append`.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
   /// Appends a date, in milliseconds since 1970 by the local clock.

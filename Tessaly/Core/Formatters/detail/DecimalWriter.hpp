@@ -108,7 +108,7 @@ struct DecimalWriter {
     bool isUp = false;
     if (kept >= 0) {
       const std::uint8_t first = decimals.at(kept);
-      // The shortest form has no trailing zeros, so the digits after the first dropped digit are not all zero.
+      // The shortest form has no trailing zeros, so further dropped digits are never all zero.
       const bool isTie = first == 5 && kept + 1 == decimals.count;
       const bool isOdd = kept > 0 && decimals.at(kept - 1) % 2 == 1;
       isUp = isTie ? rounding == Rounding::halfUp || (rounding == Rounding::halfEven && isOdd) : first >= 5;

@@ -39,7 +39,7 @@ class NumericStyle {
 
   /// The text of a number. Infinities are "∞". NaN has the locale's text, "NaN" in English.
   [[nodiscard]] std::string format(double value) const { return numberText(identifier(), shape_, value); }
-  /// The text of an integer, without a loss of digits. An unsigned integer above 2^63 - 1 is rounded to a `double`.
+  /// The text of an integer, up to 2^63 - 1 without a loss of digits. A greater integer is rounded to a `double`.
   template <std::integral Integer>
   [[nodiscard]] std::string format(Integer value) const {
     if (std::in_range<std::int64_t>(value)) {

@@ -18,7 +18,7 @@ class PluralCategories {
   PluralCategories(const std::string& locale, PluralRules::Kind kind);
   ~PluralCategories();
 
-  /// Means as many fraction digits as the shortest decimal form of a number has.
+  /// Stands for the number of fraction digits in the shortest decimal form of a number.
   static constexpr int shortest = -1;
 
   /// The category of a magnitude that is shown with this many fraction digits.

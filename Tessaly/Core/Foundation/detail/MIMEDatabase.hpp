@@ -43,7 +43,7 @@ class TESSALY_EXPORT MIMEDatabase {
   void addTypes(std::string_view types);
 
   [[nodiscard]] bool knows(std::string_view type) const noexcept { return types_.contains(type); }
-  /// The type of an alias, or the given type itself in lower case.
+  /// The type that an alias stands for. If the argument is not an alias, the argument itself in lower case.
   [[nodiscard]] std::string canonical(std::string_view type) const;
   /// The direct supertypes of a type.
   [[nodiscard]] Types parents(std::string_view type) const;

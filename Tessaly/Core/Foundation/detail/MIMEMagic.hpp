@@ -31,7 +31,7 @@ class TESSALY_EXPORT MIMEMagic {
     std::uint32_t indent = 0;
     std::size_t offset = 0;
     std::string value = {};
-    /// The bits of the value that count. Empty, or as long as the value.
+    /// The bits of the value that count. Empty if all bits count, otherwise as long as the value.
     std::string mask = {};
     /// The number of positions, from the offset on, at which the value may begin.
     std::size_t range = 1;

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A hash with its bits mixed. Many hashes, such as those of integers and pointers, differ only in their high bits or
-/// only in their low bits.
+/// A hash with its bits mixed, because the table uses only the low bits. Many hashes, such as those of integers and
+/// pointers, differ only in their high bits or only in their low bits.
 constexpr std::uint64_t mixedHash(std::uint64_t hash) noexcept {
   const std::uint64_t mixed = (hash ^ hash >> 32) * 0x9E37'79B9'7F4A'7C15u;
   return mixed ^ mixed >> 32;

@@ -18,7 +18,7 @@ struct WellKnownType {
   std::string_view mimeType;
   /// The preferred extension. Empty for a type without extensions.
   std::string_view filenameExtension;
-  /// The supertypes. Empty texts are unused.
+  /// The supertypes. An empty text marks an unused place.
   std::array<std::string_view, 2> supertypes;
 };
 

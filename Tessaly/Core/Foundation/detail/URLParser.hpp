@@ -7,7 +7,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The components of a URL's text, as views of the text. The delimiters alone split the text, so splitting never fails.
+/// The components of a URL's text, as views of the text. Splitting examines only the delimiters, so it never fails.
 struct URLComponents {
   std::optional<std::string_view> scheme;
   bool hasAuthority = false;

@@ -101,7 +101,7 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   bool isTracking_ = false;
   /// The list of the running function's reads.
   const AccessList* reading_ = nullptr;
-  /// The points that the function has read. The links hold the references.
+  /// The points that the function has read. The links hold the references to these points.
   std::vector<Access> accesses_;
   std::vector<Retained<Link>> links_;
 };

@@ -33,9 +33,9 @@ struct Registration {
 /// The record of the trackings and observers of one property of one object. The first tracked read of the property
 /// makes the point. The property, every reader, every registration and every observer hold a reference to the point.
 ///
-/// A reader records the version. The registration of a tracking compares the version under the lock, and no change ends
-/// while another thread holds the lock. So a change by another thread between the read and the registration is not
-/// lost.
+/// A reader records the version. The registration of a tracking compares it with the current version under the lock,
+/// and no change ends while another thread holds the lock. So a change by another thread between the read and the
+/// registration is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -77,12 +77,13 @@ class TESSALY_EXPORT ObservationPoint {
   /// Called when the property ends. The end counts as a last change.
   void end() noexcept;
 
-  /// The outcome of `link`: the tracking is registered, or one of the three reasons why it is not.
+  /// The outcome of `link`: the tracking is registered, or it is not registered for one of three reasons.
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// Registers a tracking that read the point at `version`. While a change that was announced at its beginning is
-  /// running, the tracking is registered for the end of that change. Otherwise it is registered for the beginning of
-  /// the next change. In three cases the tracking is not registered:
-  /// - `changed`: the version has changed, and either no such change is running or the point has ended.
+  /// Registers a tracking that read the point at `version`. If a change is running and `willChange` has announced it,
+  /// the tracking is registered for the end of that change. Otherwise the tracking is registered for the beginning of
+  /// the next change. In the second case, the tracking is also called at the end of a running change that `willChange`
+  /// did not announce. For three reasons the tracking is not registered:
+  /// - `changed`: the version has changed, and either no announced change is running or the point has ended.
   /// - `fired`: another point has fired the tracking.
   /// - `ended`: the point has ended, and its version is still `version`.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
@@ -115,8 +116,8 @@ class TESSALY_EXPORT ObservationPoint {
   void callLocked(PointObserver& observer, Version now) noexcept TESSALY_RELEASE(word_);
   /// Calls the observers of a turn, and ends the turn.
   void notify(const ObserverList::Turn& turn) noexcept;
-  /// Calls the observers without the lock while the turn is not shared. Returns the number of places that need no
-  /// further call.
+  /// Calls the observers without the lock while the turn is not shared. Returns how many entries at the beginning of
+  /// the list need no further call.
   template <bool isAsymmetric>
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
   /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.

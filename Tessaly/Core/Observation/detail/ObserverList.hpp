@@ -16,11 +16,11 @@ namespace Tessaly::inline v1::detail {
 /// turn. During a turn no entry moves: new observers are appended, ended ones are only marked, and an outgrown array is
 /// kept.
 ///
-/// While the turns are not shared, one thread holds them all and calls observers without the lock. Before each call it
-/// marks the observer by `AsymmetricFence::publish`, and then checks whether the turns are shared. A second thread that
-/// changes the value or ends an observation must know which thread calls which observer. So the second thread first
-/// shares the turns: it sets a flag, and then executes a fence in all threads. From then on, every step takes the lock
-/// until the last turn ends.
+/// While the turns are not shared, one thread holds them all and calls observers without the lock. Before each call,
+/// that thread marks the observer by `AsymmetricFence::publish`, and then checks whether the turns are shared. A second
+/// thread that changes the value or ends an observation must know which thread calls which observer. So the second
+/// thread first shares the turns: it sets a flag, and then executes a fence in all threads. From then on, every thread
+/// takes the lock before and after each call of an observer, until the last turn ends.
 ///
 /// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {
@@ -58,10 +58,10 @@ class ObserverList {
     ++turns_;
     return {this, slots_, count_, isShared(), isAsymmetric_};
   }
-  /// Makes every later step of every turn take the lock, so that `callerOf` is exact for all observers.
+  /// Makes every thread with a turn take the lock for its later calls, so that `callerOf` is exact for all observers.
   void share(std::uint32_t thread) noexcept;
-  /// Ends a turn. The end of the last turn removes the ended observers from the list and returns them, linked by
-  /// `next_`. Otherwise returns null.
+  /// Ends a turn. After the last turn, removes the ended observers from the list and returns them, linked by `next_`.
+  /// Returns null if other turns remain or no observer has ended.
   [[nodiscard]] PointObserver* endTurn() noexcept {
     if (--turns_ > 0) return nullptr;
     isShared_.store(false, std::memory_order_relaxed);
@@ -70,7 +70,7 @@ class ObserverList {
   }
 
   [[nodiscard]] bool isShared() const noexcept { return isShared_.load(std::memory_order_seq_cst); }
-  /// The thread that is calling the observer, or 0. Exact if there is no turn or the turn is shared.
+  /// The thread that is calling the observer, or 0. Exact if there are no turns, or if the turns are shared.
   [[nodiscard]] std::uint32_t callerOf(const PointObserver& observer) const noexcept {
     if (observer.caller_ != 0) return observer.caller_;
     return observer.isCalled_.load(std::memory_order_acquire) ? holder_ : 0;

@@ -58,8 +58,9 @@ class TESSALY_EXPORT PointObserver : public Observer {
   PointObserver() = default;
   ~PointObserver() override;
 
-  /// Registers with a point and takes over the reference of the read. Called once. Returns true if the point has
-  /// changed since the read and no change is running. Then the caller must call the observer.
+  /// Registers with the point of a read, and takes over the reference that the access holds on the point. Called once.
+  /// Returns true if the point has changed since the read and no change is running. Then the caller must call the
+  /// observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// Registers like `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
@@ -69,14 +70,15 @@ class TESSALY_EXPORT PointObserver : public Observer {
   /// Notifies the observer of a change. `accesses` contains the reads that the changing thread has tracked so far. The
   /// thread tracks nothing during the call.
   virtual void notify(const AccessList* accesses) noexcept = 0;
-  /// Destroys the captures of the observer. Called once, after the end, while no call is running.
+  /// Destroys the captures of the observer. Called once, after the observation has ended, while no call is running.
   virtual void discard() noexcept {}
 
  private:
   friend class ObservationPoint;
   friend class ObserverList;
 
-  /// Whether the calling thread still has to call `discard`, and whether another thread waits for that.
+  /// Whether the thread that is calling the observer must still call `discard`, and whether another thread waits for
+  /// the end of `discard`.
   enum Discarding : std::uint32_t { settled, due, awaited };
 
   void waitUntilSettled() noexcept;
@@ -88,9 +90,11 @@ class TESSALY_EXPORT PointObserver : public Observer {
   std::atomic<std::uint32_t> discarding_{settled};
   // The point's lock guards the members below, except `isCalled_`.
   std::uint32_t index_ = 0;
-  /// The thread that is calling the observer, if the call began while the turn was shared. Otherwise 0.
+  /// The thread that is calling the observer, if the call began while the turns of the `ObserverList` were shared.
+  /// Otherwise 0.
   std::uint32_t caller_ = 0;
-  /// Whether the sole holder of the turn is in a call. Only that thread writes this flag.
+  /// Whether the observer is in a call that began while the turns were not shared. Only the calling thread writes this
+  /// flag.
   std::atomic<bool> isCalled_{false};
   bool hasEnded_ = false;
   bool hasMissedOne_ = false;

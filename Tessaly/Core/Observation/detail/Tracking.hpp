@@ -45,14 +45,14 @@ class TESSALY_EXPORT Tracking {
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// Like `fire`, for a point that has removed a registration. The thread must not be tracking during this call. If the
-  /// tracking has only one registration, no registration is left to remove.
+  /// Like `fire`, for a point that has removed a registration of this tracking. During this call the thread must not
+  /// record its reads of points. If the tracking has only one registration, no registration is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
   }
   /// Releases the reference of a removed registration. Returns true if this was the last reference and the tracking has
-  /// only one point. Then the caller owns the tracking's reference on that point.
+  /// only one point. Then the caller owns the tracking's reference to that point.
   [[nodiscard]] bool releaseTaken() noexcept {
     if (count_ > 1 || !isSoleReference()) {
       release();
@@ -62,7 +62,8 @@ class TESSALY_EXPORT Tracking {
     delete this;
     return true;
   }
-  /// Ends the tracking without a call. A call may still be running on another thread. The caller holds a reference.
+  /// Ends the tracking without calling the handler. A call that began earlier may still be running on another thread.
+  /// The caller holds a reference.
   void cancel() noexcept {
     if (claim()) finish(Finish::silently);
   }
@@ -72,7 +73,7 @@ class TESSALY_EXPORT Tracking {
   /// Whether the handler is called before it is destroyed.
   enum class Finish : std::uint8_t { calling, silently };
 
-  /// Makes a tracking with room for a registration for each point of the list.
+  /// Makes a tracking with room for one registration per point of the list.
   explicit Tracking(const AccessList& accesses) : count_(static_cast<std::uint32_t>(accesses.count())) {
     if (count_ > 1) many_ = std::make_unique<Registration[]>(count_);
   }

@@ -10,9 +10,9 @@
 namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
-/// list that has entries. The version counts the begun changes and the running changes. So an announcement is at most
-/// one atomic read-modify-write operation without contention. The same operation takes the lock if a tracking or an
-/// observer must be called.
+/// list that has entries. The version counts the begun changes and the running changes. So, without contention, an
+/// announcement needs at most one atomic read-modify-write operation. The same operation takes the lock if a tracking
+/// or an observer must be called.
 ///
 /// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
 /// only at its end. A reader of the old value has entered a list before that end, or later finds another version.

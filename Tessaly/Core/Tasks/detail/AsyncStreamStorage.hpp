@@ -123,7 +123,7 @@ class AsyncStreamStorage {
 
   [[nodiscard]] bool unfolds() const noexcept { return unfolds_; }
 
-  /// Takes the answer if there is one: an element, the error, or the end. Returns whether there was an answer.
+  /// Takes the next result if there is one: an element, the error, or the end. Returns whether there was a result.
   bool takeNext(Waiter& waiter) noexcept {
     for (;;) {
       if (takeAhead(waiter)) return true;
@@ -131,7 +131,7 @@ class AsyncStreamStorage {
       if (aheadCount_.load(std::memory_order_relaxed) == 0) return takeNextLocked(waiter);
     }
   }
-  /// The same. If there is no answer yet, adds the waiter.
+  /// Like `takeNext`, but adds the waiter if there is no result yet.
   bool takeNextOrWait(Waiter& waiter) noexcept {
     for (;;) {
       if (takeAhead(waiter)) return true;
@@ -212,7 +212,7 @@ class AsyncStreamStorage {
     }
   }
 
-  /// Takes one of the elements that an earlier consumer moved out of the producers' way.
+  /// Takes one of the elements that an earlier call moved to `ahead_`.
   bool takeAhead(Waiter& waiter) noexcept {
     if (aheadCount_.load(std::memory_order_relaxed) == 0) return false;
     UnfairLock::Guard guard(aheadLock_);
@@ -275,7 +275,8 @@ class AsyncStreamStorage {
   static constexpr std::size_t minimumMovedAhead = 16;
   static constexpr std::size_t cacheLine = 64;
 
-  // Both ends read these members. So the members and the data that either end writes are on different cache lines.
+  // Producers and consumers read these members. So the members do not share a cache line with data that either side
+  // writes often.
   const BufferingPolicy policy_;
   const bool unfolds_ = false;
   std::shared_ptr<Producer> producer_ TESSALY_GUARDED_BY(lock_);
@@ -289,10 +290,10 @@ class AsyncStreamStorage {
   std::exception_ptr error_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<const TerminationHandler> handler_ TESSALY_GUARDED_BY(lock_);
 
-  // If an unbounded stream's buffer has at least 16 elements, a consumer moves the whole buffer out of the producers'
-  // way in one step. So the two ends seldom wait for each other. The elements in `ahead_` come before the elements in
-  // the buffer. A consumer fills `ahead_` only while `ahead_` is empty. To fill `ahead_`, the consumer holds both
-  // locks. It takes `lock_` first.
+  // If an unbounded stream's buffer has at least 16 elements, a consumer moves all of them to `ahead_` in one step. So
+  // producers and consumers seldom wait for each other. The elements in `ahead_` come before the elements in the
+  // buffer. A consumer fills `ahead_` only while `ahead_` is empty. To fill `ahead_`, the consumer holds both locks. It
+  // takes `lock_` first.
   alignas(cacheLine) UnfairLock aheadLock_;
   std::atomic<std::size_t> aheadCount_{0};
   GrowableRing<CarriedElement<Element>> ahead_ TESSALY_GUARDED_BY(aheadLock_);

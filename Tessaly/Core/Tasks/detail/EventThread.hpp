@@ -9,7 +9,7 @@ class Pool;
 /// wait in the pool. So an event needs only one wake-up to reach a coroutine.
 ///
 /// At most one such thread runs jobs, and only in the place of a sleeping thread of the pool. The pool therefore never
-/// runs more jobs at once than it has threads. Without the library's pool the thread only serves events.
+/// runs more jobs at once than it has threads. If the library's pool does not exist, the thread only serves events.
 ///
 /// Thread contract: thread-compatible; lives on the stack of its thread.
 class EventThread {

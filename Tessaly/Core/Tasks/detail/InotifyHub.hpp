@@ -47,7 +47,8 @@ class TESSALY_EXPORT InotifyHub {
   /// Reverts one `add`. The hub passes no event of that watch to the subscriber afterwards. A `wake` for earlier events
   /// may still follow.
   void remove(int watch, const Subscriber& subscriber) noexcept;
-  /// Reads the pending events now, and notifies their subscribers. Otherwise the hub's own thread would soon do so.
+  /// Reads the pending events now, and notifies their subscribers. Without this call, the hub's own thread would soon
+  /// do so.
   void drain();
 
  private:

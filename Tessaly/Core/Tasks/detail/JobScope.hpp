@@ -9,17 +9,17 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A scope in which a job runs with a state of its own. The destructor restores the state of the job below on the
-/// stack.
+/// A scope in which a job runs with a state of its own. The destructor restores the state of the job that is below
+/// this job on the stack.
 ///
 /// So a job in a nested drain, or inside `enqueue`, can neither see nor change the state of the job below. A job that
-/// runs directly on a thread of the pool needs no scope: no other job is below, and the thread reads the job's state
-/// afterwards.
+/// runs directly on a thread of the pool has no scope: no other job is below, and the thread must still find the job's
+/// state afterwards.
 ///
 /// Thread contract: thread-compatible; lives on one thread's stack.
 class JobScope {
  public:
-  /// The executor that the thread holds while the job runs; null for none.
+  /// The thread holds `executor` while the job runs. Null means that the thread holds no executor.
   explicit JobScope(Executor* executor) noexcept : running_(threadState) {
     const bool isAboveSerialJob = running_.isAboveSerialJob || running_.executor != nullptr;
     std::memcpy(outer_.data(), &running_, sizeof(RunningJob));

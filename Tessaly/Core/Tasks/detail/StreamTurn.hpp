@@ -6,7 +6,8 @@
 #include "Tessaly/Core/Base/Export.hpp"
 
 // If a stream is never empty, its consumer never waits, and would block the other work of its executor. So each thread
-// counts the elements that its consumers take without a wait. At the end of a turn one consumer lets other work run.
+// counts the elements that its consumers take without a wait. At the end of a turn, the consumer that took the turn's
+// last element lets other work run.
 
 namespace Tessaly::inline v1::detail {
 

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// The links among the added children, or in the list of the children that were not collected.
+  /// The links in the chain of added children (`next` only), or in the list of the children that were not collected.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.
@@ -52,8 +52,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Releases the ended children. Returns false if no child is left. Otherwise the next child to end schedules the
   /// current, suspended task.
   [[nodiscard]] bool waitForChildren() noexcept;
-  /// Marks the children that were not collected, and all later children, as cancelled. Adds the newly marked children
-  /// to the list, the first child last.
+  /// Marks the children that were not collected, and all later children, as cancelled. Appends the newly marked
+  /// children to `cancelled`, the last child first.
   void markCancelled(TaskList& cancelled) noexcept;
   void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
@@ -124,7 +124,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// The number of children that were not collected. It increases before a child is added, and decreases after the
   /// child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
-  /// The ended children that were not collected, the last one first. While a task waits: that task and a bit.
+  /// The ended children that were not collected, the last one first. While a task waits, the word holds that task's
+  /// address and one set bit.
   std::atomic<std::uintptr_t> ended_{0};
   /// The collected children, in the order of their ends. Written by the task that takes them.
   std::atomic<TaskGroupLink*> ready_{nullptr};

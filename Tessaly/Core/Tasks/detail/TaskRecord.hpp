@@ -31,8 +31,8 @@ using TaskList = std::vector<Retained<TaskRecord>>;
 /// of the waiting task.
 class AwaitedWork {
  public:
-  /// Adds the tasks below the priority to the list, and lets later tasks start at that priority. Called with the lock
-  /// of the waiting task held, so that the waiting task does not leave the wait meanwhile.
+  /// Adds the tasks with a lower priority to the list, and lets later tasks start at the given priority. Called with
+  /// the lock of the waiting task held, so that the waiting task does not leave the wait meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -64,8 +64,8 @@ class CancellationHandler {
   CancellationHandler* previous_;
   // Set when the handler is called.
   std::uint32_t runningThread_;
-  /// Points to a flag that `removeCancellationHandler` sets when the handler itself calls it. Then the handler's
-  /// storage may be gone when the handler returns.
+  /// Points to a flag. If the handler itself calls `removeCancellationHandler`, that call sets the flag. Then the
+  /// handler's storage may be gone when the handler returns.
   bool* isGone_;
 };
 
@@ -229,7 +229,7 @@ class TESSALY_EXPORT TaskRecord : public Job {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
   }
-  /// The scope of the innermost group that the task is in. Used by the task itself.
+  /// The scope of the innermost group that this task has opened and not left yet. Used by the task itself.
   TaskGroupCancellation* groupScope = nullptr;
 
   /// The innermost task-local binding.
@@ -245,7 +245,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// Takes over the result from the coroutine, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
   /// The last call of a task. Schedules the tasks that wait for this task, and releases the reference of the running
-  /// task. An override notifies a waiting thread or a task group instead. Such a task is never marked as done.
+  /// task. An override notifies a waiting thread or a task group instead. A task with an override is never marked as
+  /// done.
   virtual void didComplete() noexcept;
 
  private:

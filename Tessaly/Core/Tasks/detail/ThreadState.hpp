@@ -46,7 +46,8 @@ struct RunningJob {
   bool isAboveSerialJob;
 };
 
-/// The runtime's state of a thread. One small block in static thread-local storage: reading it is one instruction.
+/// The runtime's state of a thread. One small block in static thread-local storage, so reading a member takes one
+/// instruction.
 struct ThreadState : RunningJob {
   /// Whether the thread runs the jobs of the global pool.
   bool isPoolWorker;
@@ -65,8 +66,8 @@ struct ThreadState : RunningJob {
 
   struct FrameList {
     void* first;
-    /// The number of further frames that the thread may keep. 0 until the thread has registered a function that returns
-    /// the frames at the thread's end.
+    /// The number of further frames that the thread may keep. 0 until the thread has registered a function that moves
+    /// the frames to the common lists, or frees them, when the thread ends.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

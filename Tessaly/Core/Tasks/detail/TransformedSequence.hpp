@@ -37,7 +37,7 @@ template <typename Transform, typename Element>
 }
 
 /// A sequence made of a base and a transform. The stepper holds the base's iterator and the transform, and makes the
-/// elements in its `step()`. The sequence has ended once `step()` has given an empty result or has thrown.
+/// elements in its `step()`. An iterator has ended once `step()` has given an empty result or has thrown.
 template <AsyncSequence Base, typename Transform, typename SequenceFailure, typename Stepper>
 class TransformedSequence {
  public:

@@ -8,8 +8,8 @@
 namespace Tessaly::inline v1::Text::detail {
 
 /// The classes that the character rules distinguish. These classes are those of Unicode's Grapheme_Cluster_Break, with
-/// three additions. Extending marks with a combining class are separate. Pictographs are separate, too. The consonants
-/// and viramas of scripts with conjuncts are also separate.
+/// three additions. Extending marks with a combining class have a class of their own. Pictographs have one, too. The
+/// consonants and the viramas of scripts with conjuncts have one class each.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,

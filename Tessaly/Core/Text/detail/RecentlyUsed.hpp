@@ -17,7 +17,7 @@ template <typename Key, typename Value, std::size_t capacity>
 class RecentlyUsed {
  public:
   /// The value of a key. If the value is missing, `make(key)` makes it as a `std::unique_ptr`. The reference is valid
-  /// until the next call with another key.
+  /// until the next call of `get` with another key, or of `clear`.
   template <typename Sought, typename Make>
   Value& get(const Sought& sought, Make&& make) {
     if (!entries_.empty() && entries_.front().first == sought) [[likely]]

@@ -44,8 +44,8 @@ struct SearchContext {
         lastEndsInLetter, !found.text().empty() && isASCIILetter(static_cast<unsigned char>(found.text().back())));
   }
 
-  /// Whether the text can be cut before the next scalar. The transform of a later script depends on the results before
-  /// that script. The transform looks back over signs, but only up to a Latin letter.
+  /// Whether the text can be cut before the next scalar. The transform of a script that follows looks back over signs
+  /// in the results, but only up to a Latin letter. So the result before the space must end in a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;

@@ -17,10 +17,10 @@ enum class SearchKind : std::uint8_t {
   unfit,
   /// Has one result in every context.
   plain,
-  /// An opening sign. If it belongs to a run of ideographs, the result gets a space between it and an ideograph or
+  /// An opening sign. If the sign belongs to a run of ideographs, a space separates the sign from an ideograph or
   /// letter before it.
   opening,
-  /// A closing sign. A space separates it from an ideograph after it.
+  /// A closing sign. A space separates the sign from an ideograph after it.
   closing,
   /// Has one result in every text whose letters are all Latin.
   latinOnly,

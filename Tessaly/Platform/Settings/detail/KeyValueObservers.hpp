@@ -47,7 +47,7 @@ class TESSALY_EXPORT KeyValueObservers {
     void* context;
     std::uint64_t number;
   };
-  /// In the order in which they were added.
+  /// Registrations in the order in which they were added.
   using Registrations = std::vector<Registration>;
   struct Hash {
     using is_transparent = void;
@@ -57,7 +57,7 @@ class TESSALY_EXPORT KeyValueObservers {
   [[nodiscard]] bool isRegistered(std::string_view key, std::uint64_t number) const noexcept;
 
   mutable UnfairLock lock_;
-  /// By the well-formed key that the store uses.
+  /// The registrations of each key. The map's key is the well-formed key that the store uses.
   std::unordered_map<std::string, Registrations, Hash, std::equal_to<>> ofKeys_ TESSALY_GUARDED_BY(lock_);
   Registrations ofEveryKey_ TESSALY_GUARDED_BY(lock_);
   std::uint64_t added_ TESSALY_GUARDED_BY(lock_) = 0;

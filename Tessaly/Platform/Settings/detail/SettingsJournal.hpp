@@ -82,8 +82,8 @@ struct JournalRecord {
   };
   /// The writer number of records with another program's changes, if the present property list contains those changes.
   static constexpr std::uint64_t otherProgram = 0;
-  /// The writer number of such records if a checkpoint has already replaced that property list. Also the writer number
-  /// of records that restore the values of another journal.
+  /// The writer number of records with another program's changes, if a checkpoint has already replaced the property
+  /// list that contained them. Also the writer number of records that restore the values of another journal.
   static constexpr std::uint64_t otherProgramReplaced = 1;
 
   Kind kind = Kind::set;
@@ -159,9 +159,10 @@ struct JournalContents {
   /// The bytes behind the header.
   std::string_view records;
 
-  /// Absent if the bytes are not a journal. If the header is damaged, this function tries several nonces and uses the
-  /// first nonce with which it finds a record. It first tries `likelyNonce`, unless that is 0. Then it tries the nonce
-  /// in the header, and each nonce that differs from the latter in one bit.
+  /// The journal in the bytes. If the header is damaged, this function tries several nonces and uses the first nonce
+  /// with which it finds a record. The function first tries `likelyNonce`, unless that is 0. Then it tries the nonce in
+  /// the header, and each nonce that differs from the latter in one bit. If no nonce leads to a record, the result is
+  /// absent.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
                                                                           std::uint64_t likelyNonce = 0);
 };

@@ -25,8 +25,8 @@ struct SettingsChange {
 
 /// The values of one store, and the known state of the files that hold them. Accesses no file.
 ///
-/// The append to the journal decides the order of two writes. Every process calls `apply` with the records in the order
-/// of the file.
+/// Two writes have the same order as their records in the journal. Every process calls `apply` with the records in this
+/// order.
 ///
 /// Thread contract: thread-compatible. `table()` and the table that it returns are thread-safe.
 class TESSALY_EXPORT SettingsValues {
@@ -81,7 +81,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] bool areLoaded() const noexcept { return areLoaded_; }
   /// The number of calls of `beginLoad`.
   [[nodiscard]] std::uint64_t loads() const noexcept { return loads_; }
-  /// The value of a key. During a load, this is the value that was read so far.
+  /// The value of a key. During a load, this is the value that the load has read so far.
   [[nodiscard]] std::optional<PropertyList> value(std::string_view key) const { return current().value(key); }
   /// Whether the key has exactly this value. Without a value: whether the key is absent.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
@@ -138,7 +138,7 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
 
   // Property lists.
-  /// Makes the former list the known list again, because an announced checkpoint was not put in place.
+  /// Makes the `previous` list the known list again, because the last checkpoint was announced but not put in place.
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
     return before(sincePropertyList_, table_.all());
@@ -151,7 +151,7 @@ class TESSALY_EXPORT SettingsValues {
     /// The number of the journal.
     std::uint64_t journal = 0;
   };
-  /// The values at the beginning of the present journal, if they were kept. The caller returns them with
+  /// The values at the beginning of the present journal, if they were kept. The caller gives them back with
   /// `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
   /// Makes a snapshot from all values of the table, which the caller has just read.
@@ -198,7 +198,7 @@ class TESSALY_EXPORT SettingsValues {
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
-  /// The property list that the records of the present load name.
+  /// The identity of the property list, according to the records of the present load.
   FileIdentity recorded_;
   FileIdentity found_;
   bool isReplaying_ = false;

@@ -28,7 +28,7 @@ enum class StoreFault : std::uint8_t {
   lockHeld,
   /// Another program has shortened or overwritten the journal in place.
   overwritten,
-  /// The property list must first become readable or be set aside.
+  /// The step cannot succeed before the property list becomes readable or is set aside.
   postponed,
   /// During the checkpoint, everything was read again or the property list vanished. So the checkpoint must begin
   /// again.
