@@ -17,7 +17,9 @@ import time
 import urllib.request
 
 SITE, PICTURES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-SAMPLES = ("index", "md_docs_README", "md_docs_tasks", "md_docs_components", "classTessaly_1_1OwnedTasks", "annotated")
+# The pages' names depend on the version of Doxygen.
+TASKS = next(path.stem for path in SITE.glob("md_docs_*tasks.html") if "decisions" not in path.stem)
+SAMPLES = ("index", TASKS, TASKS.replace("tasks", "components"), "classTessaly_1_1OwnedTasks", "annotated")
 ENTER, DOWN, TAB = "\ue007", "\ue015", "\ue004"
 
 POOR_CONTRAST = """
@@ -112,7 +114,7 @@ def check_looks(browser, name):
 
 
 def check_search(browser):
-    browser.open("md_docs_tasks")
+    browser.open(TASKS)
     browser.run("document.getElementById('MSearchField').focus()")
     browser.press("OwnedTasks")
     time.sleep(1)
@@ -130,7 +132,7 @@ def check_search(browser):
 
 
 def check_keyboard(browser):
-    browser.open("md_docs_tasks")
+    browser.open(TASKS)
     browser.press(TAB)
     if not browser.run("return document.activeElement.matches('a, input') && "
                        "getComputedStyle(document.activeElement).outlineStyle != 'none'"):

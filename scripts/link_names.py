@@ -57,9 +57,17 @@ def link_names(text, found):
     return "".join(parts)
 
 
+def page_of(text):
+    """The page that Doxygen made of a text such as `first-hour.md`. Its versions write names differently."""
+    name = pathlib.PurePath(text).stem
+    ends = f"_{name.replace('-', '_')}.html", f"_2{name}.html"
+    pages = [path.name for path in SITE.glob("md_*.html") if path.name.endswith(ends)]
+    return min(pages, key=len, default=text)
+
+
 def heading(page, fragment):
     """The anchor of a heading by its words, as in `texts.md#reading-what-people-write`."""
-    for anchor, title in HEADING.findall(read(SITE / page)):
+    for anchor, title in HEADING.findall(read(SITE / page) if (SITE / page).exists() else ""):
         words = re.sub(r"[^\w\s-]", "", html.unescape(re.sub(r"<[^>]*>", "", title))).strip().lower()
         if re.sub(r"\s", "-", words) == fragment:
             return anchor
@@ -74,9 +82,8 @@ def mend_links(page, text, known):
             return match.group()
         target = parts.path or page
         if target.endswith(".md"):
-            target = "md_docs_" + target.removesuffix(".md").replace("-", "_").replace("/", "_") + ".html"
-            fragment = heading(target, parts.fragment)
-            return match.group().replace(match.group(1), f"{target}#{fragment}")
+            target = page_of(target)
+            return match.group().replace(match.group(1), f"{target}#{heading(target, parts.fragment)}")
         if not (SITE / target).exists() and ((ROOT / target).exists() or (ROOT / "docs" / target).exists()):
             return match.group(2)
         if parts.fragment not in known.get(target, ()) and not page.startswith("md_"):
