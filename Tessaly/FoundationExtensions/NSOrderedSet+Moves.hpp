@@ -27,8 +27,9 @@ namespace detail {
 /// - `destination` minus the number of indexes before `destination`, except in the next case
 /// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
 ///   `destination`
-/// - with `includeDestinationIndex` one more in either case, if the sum is less than the count. Nothing is added if no
-///   index is before `destination`, or if the first of several indexes is directly before `destination`
+/// - with `includeDestinationIndex`, one more in either case, if the increased number is less than the count. Nothing
+///   is added if there are indexes but none is before `destination`, or if the first of several indexes is directly
+///   before `destination`
 ///
 /// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
 /// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes, and if

@@ -12,8 +12,8 @@ namespace Tessaly::inline v1 {
 /// A gate for the calls of a handler. The gate admits calls until it is closed. Calls may run on several threads and
 /// nest. Closing waits for calls on other threads, but not for enclosing calls on the closing thread.
 ///
-/// Two calls of the handler that close the gate on two threads do not wait for each other: inside a call, `close()`
-/// waits only for calls that have not closed the gate themselves.
+/// If calls on two threads both close the gate, they do not wait for each other: inside a call, `close()` waits only
+/// for calls that have not closed the gate themselves.
 ///
 /// In the child of a fork that happened after the start of the runtime, `close()` does nothing. There a wait might
 /// never end, because the other threads exist only in the parent. More than 65,535 calls at once stop the process.
@@ -59,8 +59,8 @@ class TESSALY_EXPORT CallGate {
   static constexpr std::uint32_t closingUnit = callMask + 1;
   static constexpr std::uint32_t closedBit = std::uint32_t{1} << 31;
 
-  /// A futex with three parts, from the lowest bit: the number of calls, the number of those inside which the gate was
-  /// closed, and whether the gate is closed.
+  /// A futex with three parts, from the lowest bit: the number of calls, the number of calls that have closed the gate,
+  /// and whether the gate is closed.
   std::atomic<std::uint32_t> state_{0};
 };
 

@@ -16,9 +16,10 @@ namespace Tessaly::inline v1 {
 /// work goes to `runBlocking`.
 ///
 /// The pool has one queue with four priorities. At each priority, the children of task groups start before the other
-/// jobs. The task group whose children began to wait most recently is the first. The children of a group start in the
-/// order in which they were added. Jobs outside task groups start first in, first out. Even while children wait, about
-/// every sixteenth job that starts is a job outside task groups, if one waits.
+/// jobs. The task group whose children began to wait most recently is the first, except that every 1,024th turn goes to
+/// the oldest group. The children of a group that have the same priority start in the order in which they were added.
+/// Jobs outside task groups start first in, first out. Even while children wait, about every sixteenth job that starts
+/// is a job outside task groups, if one waits.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -47,7 +47,7 @@ class TESSALY_EXPORT NSMutableAttributedString {
   /// The attributes of the unit at a position. The reference is valid until the text changes.
   [[nodiscard]] const Attributes& attributes(std::int64_t location) const;
   /// A range around a position. All units of the range have equal attributes. A neighbouring unit may have equal
-  /// attributes too, if another call has set them.
+  /// attributes too.
   [[nodiscard]] NSRange effectiveRange(std::int64_t location) const;
 
   /// Adds attributes to a range. A new value replaces an existing value of the same name.

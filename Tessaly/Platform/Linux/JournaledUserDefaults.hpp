@@ -50,14 +50,14 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     /// The clock of all delays and waits. The clock must outlive the store. If the host releases the store during a
     /// notification of another process's change, the store is destroyed later, on the notifying thread.
     Clock& clock = ContinuousClock::shared();
-    /// The system calls on files. Null means the system's own calls. The object must outlive the store, as the clock
-    /// must.
+    /// Makes the system calls for files. Null means the system's own calls. The object must outlive the store, as the
+    /// clock must.
     detail::SettingsFileSystem* fileSystem = nullptr;
   };
 
   /// The time from a write to its checkpoint, unless a checkpoint is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// A property list is set aside after it has been malformed, or not a regular file, for this long. A store that has
+  /// A property list is set aside if it stays malformed, or is not a regular file, for this time. A store that has
   /// never read the list waits three times as long.
   static constexpr std::chrono::seconds damageDelay{1};
   /// The time from a write that could not be stored to the next attempt.
@@ -94,8 +94,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
   /// Writes the changes since the last checkpoint into the property list. The library calls `close` for the store of
-  /// `UserDefaults::system()` at the end of the process. If the property list cannot be read, `close` waits up to
-  /// `damageDelay` for a readable list.
+  /// `UserDefaults::system()` at the end of the process. If the property list has become unreadable, `close` waits up
+  /// to `damageDelay` for a readable list.
   void close() noexcept;
 
  private:

@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Parses the binary format. Of the functions in this header, those that parse and those that write XML throw
-/// `PropertyListError`.
+/// Parses the binary format. In this header, all functions that parse throw `PropertyListError`, and so does
+/// `writeXMLPropertyList`.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
 /// Writes a dictionary as a property list. The writer does not compare the keys of this dictionary with the other texts

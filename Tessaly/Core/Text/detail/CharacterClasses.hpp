@@ -8,8 +8,8 @@
 namespace Tessaly::inline v1::Text::detail {
 
 /// The classes that the character rules distinguish. These classes are those of Unicode's Grapheme_Cluster_Break, with
-/// three additions. Extending marks with a combining class have a class of their own. Pictographs have one, too. The
-/// consonants and the viramas of scripts with conjuncts have one class each.
+/// four additions. Extending marks with a combining class have a class of their own. Pictographs have one, too. So do
+/// the consonants of scripts with conjuncts, and so do the viramas of these scripts.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,
