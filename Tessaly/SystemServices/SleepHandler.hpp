@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// `PowerBackend::current().status()` gives the reasons.
 ///
 /// Thread contract: thread-compatible. Calls must not overlap; usually one thread makes all of them. A call waits for
-/// the desktop's services, at most 2 s for each service.
+/// the desktop's services, at most 2 s for each call of a service.
 ///
 ///     if (SleepHandler::shared()->disableScreenSleep("Playing a film")) {
 ///       play();

@@ -22,13 +22,17 @@ namespace {
 
 /// Whether directories are listed without the types of their entries, as by some file systems.
 bool hidesTypes = false;
+int hiddenTypes = 0;
 
 }  // namespace
 
 extern "C" dirent* readdir(DIR* directory) {
   static const auto systems = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
   dirent* const entry = systems(directory);
-  if (entry != nullptr && hidesTypes) entry->d_type = DT_UNKNOWN;
+  if (entry != nullptr && hidesTypes) {
+    entry->d_type = DT_UNKNOWN;
+    ++hiddenTypes;
+  }
   return entry;
 }
 
@@ -95,6 +99,7 @@ TEST_F(BookmarksTest, MovedFileIsFoundWhereListingsHaveNoTypes) {
   hidesTypes = true;
   EXPECT_EQ(resolve(data).url.path(), path("one/two/a"));
   hidesTypes = false;
+  EXPECT_GT(hiddenTypes, 0);
 }
 
 TEST_F(BookmarksTest, RenamedDirectoryIsFound) {

@@ -76,7 +76,7 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
 
-/// The composed letter of a letter and a mark, or zero if there is none.
+/// The composed letter of a letter and a mark. Zero if the pair has no composed letter.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] char32_t composedScalar(char32_t letter, char32_t mark) noexcept;
