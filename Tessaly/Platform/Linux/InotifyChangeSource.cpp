@@ -24,6 +24,13 @@ constexpr std::uint32_t fileEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN
 /// The kernel's own limit of links in a path.
 constexpr int maximalLinks = 40;
 
+/// Whether an error of a watch says that nothing can be reached at the path. Remote volumes give `ESTALE` and `EIO` for
+/// a name whose file was replaced there.
+bool isMissing(int error) noexcept {
+  return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG || error == ESTALE ||
+         error == EIO;
+}
+
 std::int64_t nanoseconds(const statx_timestamp& time) noexcept {
   return time.tv_sec * 1'000'000'000 + static_cast<std::int64_t>(time.tv_nsec);
 }
@@ -98,7 +105,7 @@ void InotifyChangeSource::follow() {
       watches_.push_back(number);
     } else if (number == -EACCES || number == -EPERM) {
       isBlind = true;
-    } else if (number != -ENOENT && number != -ENOTDIR && number != -ELOOP && number != -ENAMETOOLONG) {
+    } else if (!isMissing(-number)) {
       for (const int old : former) hub.remove(old, *listener_);
       throw POSIXError(-number);
     }

@@ -100,9 +100,9 @@ void InotifyDirectorySource::findRoot() {
   const auto change = pathSource_.takeChange();
   isLost_ |= change.has_value() && change != FileChange::contents;
   if (!isLost_) return;
+  unwatch(root_);  // A watch keeps the old inode, for which FUSE may give `EIO`.
   const OwnedDescriptor root(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!root.isOpen()) throw POSIXError::last();
-  unwatch(root_);
   const auto found = lookAt(root.get(), "");
   if (found) root_.identity = found->identity;
   if (!found || !watch(root_, root.get())) throw POSIXError(ENOENT);

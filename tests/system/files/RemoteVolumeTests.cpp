@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
@@ -23,12 +25,15 @@
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/Pause.hpp"
 #include "tests/Support/RemoteVolume.hpp"
+#include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
 namespace {
 
 using detail::OwnedDescriptor;
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
 class RemoteVolume : public testing::Test {
@@ -39,6 +44,17 @@ class RemoteVolume : public testing::Test {
 
   [[nodiscard]] std::string theirs(const std::string& name) const { return volume_.theirs(name); }
   [[nodiscard]] URL ours(const std::string& name) const { return URL::fileURLWithPath(volume_.ours(name)); }
+
+  static void expectEIO(int descriptor) {
+    struct stat status{};
+    EXPECT_EQ(::fstat(descriptor, &status), -1);
+    EXPECT_EQ(errno, EIO);
+  }
+  static void expectEIO(const URL& file) {
+    struct stat status{};
+    EXPECT_EQ(::stat(file.path().c_str(), &status), -1);
+    EXPECT_EQ(errno, EIO);
+  }
 
   Tests::RemoteVolume volume_;
   ManualClock clock_;
@@ -94,6 +110,58 @@ TEST_F(RemoteVolume, DirectoryIsPolledEverySecond) {
 }
 
 // FUSE gives EIO for a name while an inode is in use whose type was another one at its last examination.
+TEST_F(RemoteVolume, UnreadableFileCountsAsRemoved) {
+  std::ofstream(theirs("odd")) << "1";
+  const auto source = FileManager::default_().makeFileChangeSource(ours("odd"), [] {});
+  OwnedDescriptor used(::open(ours("odd").path().c_str(), O_RDONLY | O_CLOEXEC));
+  std::filesystem::remove(theirs("odd"));
+  std::filesystem::create_directory(theirs("odd"));
+  expectEIO(used.get());
+  std::filesystem::remove(theirs("odd"));
+  std::ofstream(theirs("odd")) << "2";
+  expectEIO(ours("odd"));
+  EXPECT_EQ(source->takeChange(), FileChange::removed);
+  used = OwnedDescriptor();
+  EXPECT_EQ(source->takeChange(), FileChange::returned);
+}
+
+TEST_F(RemoteVolume, DirectoryThatWasAFileBetweenTwoLooksIsFollowed) {
+  std::filesystem::create_directory(theirs("odd"));
+  const auto source = FileManager::default_().makeDirectorySource(ours("odd"), DirectoryDepth::tree, [] {});
+  EXPECT_THAT(source->takeChanges(), IsEmpty());
+  OwnedDescriptor used(::open(ours("odd").path().c_str(), O_RDONLY | O_CLOEXEC));
+  std::filesystem::remove(theirs("odd"));
+  std::ofstream(theirs("odd")) << "file";
+  expectEIO(used.get());
+  used = OwnedDescriptor();
+  std::filesystem::remove(theirs("odd"));
+  std::filesystem::create_directory(theirs("odd"));
+  std::ofstream(theirs("odd/inner")) << "1";
+  expectEIO(ours("odd"));
+  EXPECT_THAT(source->takeChanges(), SizeIs(1));
+}
+
+TEST_F(RemoteVolume, FileThatBecomesADirectoryAgainAndAgainIsFollowed) {
+  std::filesystem::create_directory(theirs("odd"));
+  const auto source = FileManager::default_().makeFileChangeSource(ours("odd"), [] {});
+  std::atomic<bool> isDone = false;
+  std::thread other([&] {
+    for (int round = 0; round < Tests::repetitions(2'000); ++round) {
+      std::filesystem::remove(theirs("odd"));
+      std::ofstream(theirs("odd")) << "1";
+      std::filesystem::remove(theirs("odd"));
+      std::filesystem::create_directory(theirs("odd"));
+    }
+    isDone = true;
+  });
+  int changes = 0;
+  EXPECT_NO_THROW({
+    while (!isDone) changes += source->takeChange() ? 1 : 0;
+  });
+  other.join();
+  EXPECT_GT(changes, 0);
+}
+
 TEST_F(RemoteVolume, UnreadableEntryDoesNotHideOtherEntries) {
   std::filesystem::create_directories(theirs("tree/odd"));
   const auto source = FileManager::default_().makeDirectorySource(ours("tree"), DirectoryDepth::tree, [] {});
@@ -106,13 +174,11 @@ TEST_F(RemoteVolume, UnreadableEntryDoesNotHideOtherEntries) {
   OwnedDescriptor used(::open(ours("tree/odd").path().c_str(), O_RDONLY | O_CLOEXEC));
   std::filesystem::remove(theirs("tree/odd"));
   std::ofstream(theirs("tree/odd")) << "file";
-  struct stat status{};
-  ASSERT_EQ(::fstat(used.get(), &status), -1);
+  expectEIO(used.get());
   std::filesystem::remove(theirs("tree/odd"));
   std::filesystem::create_directory(theirs("tree/odd"));
   std::ofstream(theirs("tree/odd/inner")) << "1";
-  ASSERT_EQ(::stat(ours("tree/odd").path().c_str(), &status), -1);
-  ASSERT_EQ(errno, EIO);
+  expectEIO(ours("tree/odd"));
   std::ofstream(theirs("tree/other")) << "2";
   EXPECT_THAT(names(), UnorderedElementsAre("odd", "other"));
   used = OwnedDescriptor();
