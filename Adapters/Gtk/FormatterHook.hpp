@@ -46,7 +46,7 @@ namespace Tessaly::inline v1::Gtk4 {
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
 /// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
-/// construction of the hook is not checked. The hook may end before or after its field.
+/// construction of the hook is not checked. The hook may end before or after its field, also inside a handler.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -162,15 +162,11 @@ class FormatterHook {
     g_signal_connect(text_.editable(), "delete-text", G_CALLBACK(deleting), this);
   }
 
+  /// The key that deletes a text inserts nothing afterwards, so its deletion is judged at once.
   void connectDeletionsByKeys() {
-    const auto begin = +[](FormatterHook* hook) { ++hook->deletionsByKeys_; };
-    const auto end = +[](FormatterHook* hook) {
-      --hook->deletionsByKeys_;
-      hook->settle();
-    };
+    const auto end = +[](FormatterHook* hook) { hook->settle(); };
     for (const char* signal : {"backspace", "delete-from-cursor", "cut-clipboard"}) {
       if (g_signal_lookup(signal, G_OBJECT_TYPE(text_.editable())) == 0) continue;
-      g_signal_connect_swapped(text_.editable(), signal, G_CALLBACK(begin), this);
       g_signal_connect_data(text_.editable(), signal, G_CALLBACK(end), this, nullptr,
                             static_cast<GConnectFlags>(G_CONNECT_AFTER | G_CONNECT_SWAPPED));
     }
@@ -247,8 +243,7 @@ class FormatterHook {
   }
 
   bool go(std::optional<State> (detail::FieldHistory::*way)(State present)) {
-    settle();
-    if (!text_.isThere() || !gtk_editable_get_editable(text_.editable())) return false;
+    if (!settle() || !text_.isThere() || !gtk_editable_get_editable(text_.editable())) return false;
     const std::optional<State> state = (history_.*way)(present());
     if (!state) return false;
     change([&] {
@@ -298,7 +293,7 @@ class FormatterHook {
       if (selection.bound != selection.cursor) lost_ = selection;
       settleSoon();
     }
-    if (answer.isRefusal) formatted_.tellRefusal(valid(whole), answer.reason);
+    if (answer.isRefusal) static_cast<void>(formatted_.tellRefusal(valid(whole), answer.reason));
   }
 
   /// Inserts text in place of a pending deletion, or leaves the insertion to the field.
@@ -318,8 +313,7 @@ class FormatterHook {
   }
 
   void remove(int start, int end) {
-    if (isChanging_) return;
-    settle();
+    if (isChanging_ || !settle()) return;
     if (end < 0) end = text_.length();
     if (start >= end) return;
     stop("delete-text");
@@ -327,7 +321,7 @@ class FormatterHook {
     if (const std::optional<Selection> lost = takeLostSelection()) {
       held_ = Deletion{std::min(lost->bound, lost->cursor), std::max(lost->bound, lost->cursor)};
     }
-    if (deletionsByKeys_ == 0) settleSoon();
+    settleSoon();
   }
 
   void settleSoon() {
@@ -335,8 +329,7 @@ class FormatterHook {
     constexpr GSourceFunc turn = [](gpointer data) -> gboolean {
       auto* hook = static_cast<FormatterHook*>(data);
       hook->settling_ = 0;
-      hook->settle();
-      hook->restoreSoon();
+      if (hook->settle()) hook->restoreSoon();
       return G_SOURCE_REMOVE;
     };
     settling_ = g_idle_add_full(G_PRIORITY_HIGH, turn, this, nullptr);
@@ -367,26 +360,24 @@ class FormatterHook {
     return lost;
   }
 
-  /// Judges a deletion that waited for an insertion.
-  void settle() {
-    if (!text_.isThere()) return;
+  /// Judges a deletion that waited for an insertion. Returns false if a handler has destroyed this hook.
+  bool settle() {
     const auto deletion = std::exchange(held_, std::nullopt);
-    if (!deletion) return;
+    if (!deletion || !text_.isThere()) return true;
     const Parts parts = partsAround(*deletion);
     const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
     if (answer.kind == Answer::Kind::accepted) {
       remember();
       change([&] { gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end); });
-      return;
+      return true;
     }
     if (answer.kind == Answer::Kind::replaced) replace(valid(answer.text), answer.cursor, *deletion);
-    if (answer.isRefusal) formatted_.tellRefusal(parts.before + parts.behind, answer.reason);
+    return !answer.isRefusal || formatted_.tellRefusal(parts.before + parts.behind, answer.reason);
   }
 
   void finish() {
-    settle();
+    if (!settle() || !text_.isThere()) return;
     history_.endRun();
-    if (!text_.isThere()) return;
     const std::string text = text_.get();
     const std::size_t cursor = text_.part(text, 0, text_.selection().cursor).size();
     const FieldEditing::End end = formatted_.editing().end(text, cursor);
@@ -418,7 +409,6 @@ class FormatterHook {
   std::optional<Deletion> held_;
   /// The selection that a refused insertion would have replaced.
   std::optional<Selection> lost_;
-  int deletionsByKeys_ = 0;
   guint settling_ = 0;
   guint restoring_ = 0;
   bool isChanging_ = false;

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMetaObject>
+#include <QPointer>
 #include <QString>
 #include <QValidator>
 #include <any>
@@ -46,7 +47,7 @@ namespace Tessaly::inline v1::Qt6 {
 /// end without a correction of the text. A typed or pasted text with a lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
-/// another field. The validator needs no moc.
+/// another field. The validator needs no moc. A handler may destroy the field.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -118,15 +119,19 @@ class FormatterValidator : public QValidator {
 
   bool eventFilter(QObject* watched, QEvent* event) override {
     // During its destruction, a field loses the keyboard focus after it has become a mere `QWidget`.
-    if (qobject_cast<QLineEdit*>(watched) == nullptr) return false;
+    const QPointer<QLineEdit> field = qobject_cast<QLineEdit*>(watched);
+    if (field == nullptr) return false;
     switch (event->type()) {
       case QEvent::FocusOut:
         if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) finish();
         break;
       case QEvent::KeyPress: {
         const int key = static_cast<QKeyEvent*>(event)->key();
-        if (key == ::Qt::Key_Return || key == ::Qt::Key_Enter) finish();
-        settle();
+        if (key == ::Qt::Key_Return || key == ::Qt::Key_Enter) {
+          finish();
+        } else {
+          settle();
+        }
         break;
       }
       case QEvent::ShortcutOverride:
@@ -139,7 +144,7 @@ class FormatterValidator : public QValidator {
       default:
         break;
     }
-    return false;
+    return field == nullptr;  // Qt must not give the event to a field that a handler has destroyed.
   }
 
   State validate(QString& input, int& position) const override {
@@ -237,7 +242,9 @@ class FormatterValidator : public QValidator {
     if (answer.isRefusal) {
       QMetaObject::invokeMethod(
           const_cast<FormatterValidator*>(this),
-          [this, refused, reason = std::move(answer.reason)] { formatted_.tellRefusal(refused, reason); },
+          [this, refused, reason = std::move(answer.reason)] {
+            static_cast<void>(formatted_.tellRefusal(refused, reason));
+          },
           ::Qt::QueuedConnection);
     }
     return worthOf(input);
@@ -262,23 +269,24 @@ class FormatterValidator : public QValidator {
     QMetaObject::invokeMethod(this, [this] { settle(); }, ::Qt::QueuedConnection);
   }
 
-  void settle() {
-    if (!refusal_) return;
+  /// Judges a text that Qt has refused. Returns false if a handler has destroyed this validator.
+  bool settle() {
+    if (!refusal_) return true;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
       // Qt has not reverted the text, because the program or an undo set the text. In this state Qt accepts every text.
       const int cursor = field_->cursorPosition();
       takeAsItIs([&] { field_->setText(refusal.text); });
       field_->setCursorPosition(cursor);
-      return;
+      return true;
     }
     const Answer& answer = refusal.answer;
     if (answer.kind == Answer::Kind::replaced) replace(answer.text, answer.cursor);
-    if (answer.isRefusal) formatted_.tellRefusal(refusal.text.toStdString(), answer.reason);
+    return !answer.isRefusal || formatted_.tellRefusal(refusal.text.toStdString(), answer.reason);
   }
 
   void finish() {
-    settle();
+    if (!settle()) return;
     const QString shown = field_->text();
     const std::string text = shown.toStdString();
     const std::size_t cursor = shown.left(field_->cursorPosition()).toStdString().size();

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Tessaly/Core/Formatters/FieldEditing.hpp"
+#include "Tessaly/Core/Foundation/NSNumber.hpp"
 #include "Tessaly/Formatting/Formatters+CharactersLimit.hpp"
 #include "Tessaly/Formatting/Formatters+NoEmojis.hpp"
 #include "Tessaly/Formatting/Formatters+RangeNumber.hpp"
@@ -280,6 +282,46 @@ TYPED_TEST_P(PolicedField, AHandlerMaySetAnotherObject) {
   EXPECT_EQ(this->text(), "1");
 }
 
+TYPED_TEST_P(PolicedField, AHandlerMayDestroyItsField) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  std::string object;
+  this->policy().onEditingEnd([this, &object](const std::any& ended) {
+    this->destroyField();
+    object = std::any_cast<NSNumber>(ended).description();
+  });
+  this->type("5");
+  this->press({"Return"});
+  EXPECT_EQ(object, "5");
+}
+
+TYPED_TEST_P(PolicedField, NoHandlerIsCalledAfterAnotherOneDestroyedTheField) {
+  this->checking_ = FieldChecking::atTheEnd;
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  int refusals = 0;
+  this->policy().onRefusal([this, &refusals](std::string_view, std::string_view) {
+    this->destroyField();
+    ++refusals;
+  });
+  this->type("1");
+  this->press({"Return"});
+  EXPECT_EQ(refusals, 1);
+  EXPECT_EQ(this->ends_, 0);
+}
+
+TYPED_TEST_P(PolicedField, AHandlerMayEndThePolicyDuringADeletion) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  int refusals = 0;
+  this->policy().onRefusal([this, &refusals](std::string_view, std::string_view) {
+    this->dismiss();
+    ++refusals;
+  });
+  this->type("20");
+  this->press({"Control_L", "a"});
+  this->press({"BackSpace"});
+  this->type("7");
+  EXPECT_EQ(refusals, 1);
+}
+
 TYPED_TEST_P(PolicedField, TakesALetterOfTwoKeys) {
   this->police(Formatters::CharactersLimit::make(2));
   this->press({"dead_acute"});
@@ -291,17 +333,16 @@ TYPED_TEST_P(PolicedField, TakesALetterOfTwoKeys) {
   EXPECT_EQ(this->refused_, (Strings{"éé"}));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(PolicedField, StaysBelowItsLimitOfCharacters, ReachesTheLimitOfOneWithoutEmoji,
-                            LosesItsEmojiWhenEditingEnds, TakesTheBoundThatANumberCrossed,
-                            TakesTheLowerBoundInsteadOfANegativeNumber, RefusesLettersInANumber,
-                            IsClearedOnlyWhereTheEmptyTextIsAccepted, TakesTheNearerBoundInsteadOfTheEmptyText,
-                            TakesTypingOverASelectionAsOneChange, JudgesADeletionInTheMiddle,
-                            NeedsNeitherSignNorUnitToBeTyped, KeepsTheCursorBeforeTheUnitOfAReplacement,
-                            ReadsGermanNumbers, ReadsAndWritesArabicDigits, WantsTheSwedishMinusSign,
-                            UndoesAReplacementTogetherWithWhatCalledForIt,
-                            IsStillPolicedAfterUndoingToATextThatItRefuses, UndoesOnlyWhatWasAccepted,
-                            TellsTheDescriptionThatTheFormatterGave, TakesAReplacementThatTheFormatterWouldRefuse,
-                            TellsOfEveryEndOfEditing, ShowsOnlyObjectsThatItsFormatterIsFor, AHandlerMayReplaceItself,
-                            AHandlerMaySetAnotherObject, TakesALetterOfTwoKeys);
+REGISTER_TYPED_TEST_SUITE_P(
+    PolicedField, StaysBelowItsLimitOfCharacters, ReachesTheLimitOfOneWithoutEmoji, LosesItsEmojiWhenEditingEnds,
+    TakesTheBoundThatANumberCrossed, TakesTheLowerBoundInsteadOfANegativeNumber, RefusesLettersInANumber,
+    IsClearedOnlyWhereTheEmptyTextIsAccepted, TakesTheNearerBoundInsteadOfTheEmptyText,
+    TakesTypingOverASelectionAsOneChange, JudgesADeletionInTheMiddle, NeedsNeitherSignNorUnitToBeTyped,
+    KeepsTheCursorBeforeTheUnitOfAReplacement, ReadsGermanNumbers, ReadsAndWritesArabicDigits, WantsTheSwedishMinusSign,
+    UndoesAReplacementTogetherWithWhatCalledForIt, IsStillPolicedAfterUndoingToATextThatItRefuses,
+    UndoesOnlyWhatWasAccepted, TellsTheDescriptionThatTheFormatterGave, TakesAReplacementThatTheFormatterWouldRefuse,
+    TellsOfEveryEndOfEditing, ShowsOnlyObjectsThatItsFormatterIsFor, AHandlerMayReplaceItself,
+    AHandlerMaySetAnotherObject, AHandlerMayDestroyItsField, NoHandlerIsCalledAfterAnotherOneDestroyedTheField,
+    AHandlerMayEndThePolicyDuringADeletion, TakesALetterOfTwoKeys);
 
 }  // namespace Tessaly

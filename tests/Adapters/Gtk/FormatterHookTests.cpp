@@ -120,6 +120,13 @@ class GtkField : public testing::Test {
     return formatter;
   }
   void dismiss() { hook_.reset(); }
+  /// The neighbour takes the focus, so that the window still receives keys.
+  void destroyField() {
+    dismiss();
+    GtkWidget* row = gtk_window_get_child(GTK_WINDOW(window_));
+    gtk_widget_grab_focus(gtk_widget_get_last_child(row));
+    gtk_box_remove(GTK_BOX(row), GTK_WIDGET(field_));
+  }
 
   void focus() { focus(GTK_WIDGET(field_)); }
   void focus(GtkWidget* widget) {
@@ -322,6 +329,23 @@ TEST_F(GtkField, ChecksADeletionByTheProgramInTheNextTurn) {
   EXPECT_EQ(text(), "2");
   gtk_editable_set_text(field_, "42");
   gtk_editable_delete_text(field_, 0, 1);
+  gtk_editable_delete_text(field_, 0, 1);
+  settle();
+  EXPECT_EQ(text(), "2");
+}
+
+// A handler of the host that stops the key's signal prevents the deletion, and the report of its end.
+TEST_F(GtkField, ChecksADeletionByTheProgramAfterAStoppedKey) {
+  police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  gtk_editable_set_text(field_, "42");
+  GtkEditable* inner = gtk_editable_get_delegate(field_);
+  const gulong stopping = g_signal_connect(
+      inner, "backspace",
+      G_CALLBACK(+[](GtkWidget* widget, gpointer) { g_signal_stop_emission_by_name(widget, "backspace"); }), nullptr);
+  press({"End"});
+  press({"BackSpace"});
+  g_signal_handler_disconnect(inner, stopping);
+  EXPECT_EQ(text(), "42");
   gtk_editable_delete_text(field_, 0, 1);
   settle();
   EXPECT_EQ(text(), "2");

@@ -113,6 +113,7 @@ class QtField : public testing::Test {
     return formatter;
   }
   void dismiss() { delete std::exchange(validator_, nullptr); }
+  void destroyField() { delete field_; }
 
   void focus() { focus(field_); }
   static void focus(QWidget* widget) {
