@@ -87,7 +87,8 @@ class TESSALY_EXPORT FileManager {
   /// itself, `ENOTSUP` for items of other kinds. Throws `EBUSY` if a file was written during each of three attempts to
   /// read it. Reads each file to its end, even if the file reports a smaller size.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
-  /// Moves or renames an item. Throws `EEXIST` if the destination exists.
+  /// Moves or renames an item. Throws `EEXIST` if the destination exists. On a volume that cannot refuse a taken name,
+  /// such as NFS, the destination is checked before. There, a file that another process creates in between is replaced.
   virtual void moveItem(const URL& source, const URL& destination) = 0;
   /// Removes a file, a link, or a directory with all its contents. Follows no link.
   virtual void removeItem(const URL& url) = 0;

@@ -72,6 +72,16 @@ bool isWithin(const std::filesystem::path& path, const std::filesystem::path& fo
   return false;
 }
 
+/// Renames an item, unless the new name is taken. After a failure, returns false and sets `errno`.
+bool renameWithoutReplacing(const char* from, const char* to) noexcept {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // NFS and many FUSE volumes do not support the flag.
+  struct stat status{};
+  if (::lstat(to, &status) == 0) errno = EEXIST;
+  return errno == ENOENT && ::rename(from, to) == 0;
+}
+
 class LinuxFileManager final : public FileManager {
  public:
   bool startAccessingSecurityScopedResource(const URL& /*url*/) override { return true; }
@@ -132,7 +142,7 @@ class LinuxFileManager final : public FileManager {
   void moveItem(const URL& source, const URL& destination) override {
     const std::string from = filePath(source);
     const std::string to = filePath(destination);
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return;
+    if (renameWithoutReplacing(from.c_str(), to.c_str())) return;
     if (errno != EXDEV) throw POSIXError::last();
     copyItem(source, destination);
     removeItem(source);

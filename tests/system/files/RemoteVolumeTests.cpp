@@ -16,11 +16,13 @@
 #include <vector>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
 #include "Tessaly/SystemServices/FileManager+DirectoryChanges.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/MemoryVolume.hpp"
 #include "tests/Support/Pause.hpp"
@@ -195,6 +197,32 @@ TEST_F(RemoteVolume, FileInALaterRemoteDirectoryIsReported) {
     clock_.advance(std::chrono::seconds(1));
     co_await next.value();
   });
+}
+
+// The volume's rename cannot refuse a name that is taken.
+TEST_F(RemoteVolume, ItemsAreMovedWithoutReplacing) {
+  FileManager& files = FileManager::default_();
+  const auto codeOfMove = [&](const char* from, const char* to) {
+    try {
+      files.moveItem(ours(from), ours(to));
+      return 0;
+    } catch (const POSIXError& error) {
+      return static_cast<int>(error.code());
+    }
+  };
+  std::ofstream(theirs("a")) << "a";
+  std::ofstream(theirs("taken")) << "taken";
+  std::filesystem::create_directory(theirs("folder"));
+  std::filesystem::create_symlink("nowhere", theirs("dangling"));
+  EXPECT_EQ(codeOfMove("a", "taken"), EEXIST);
+  EXPECT_EQ(codeOfMove("a", "dangling"), EEXIST);
+  EXPECT_EQ(codeOfMove("folder", "folder/inner"), EINVAL);
+  EXPECT_EQ(codeOfMove("missing", "b"), ENOENT);
+  EXPECT_EQ(codeOfMove("a", "missing/b"), ENOENT);
+  EXPECT_EQ(codeOfMove("a", "folder/b"), 0);
+  EXPECT_EQ(codeOfMove("folder", "moved"), 0);
+  EXPECT_EQ(Tests::contentsOf(theirs("moved/b")), "a");
+  EXPECT_EQ(Tests::contentsOf(theirs("taken")), "taken");
 }
 
 TEST_F(RemoteVolume, LocalWritesAreNoticedAtOnce) {
