@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -41,9 +40,10 @@ void add(std::string_view className, RegisteredClass&& registered) {
 
 /// Calls the function that registers the class, if a loaded library has one.
 void registerFromLibrary(std::string_view className) {
+  constexpr std::string_view kept = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   std::string symbol = "tessaly_register_";
   std::ranges::replace_copy_if(
-      className, std::back_inserter(symbol), [](unsigned char unit) { return std::isalnum(unit) == 0; }, '_');
+      className, std::back_inserter(symbol), [&](char unit) { return !kept.contains(unit); }, '_');
   if (void* const found = ::dlsym(RTLD_DEFAULT, symbol.c_str())) reinterpret_cast<void (*)()>(found)();
 }
 
