@@ -45,11 +45,11 @@ namespace Gtk4 {
 /// model that `compute` reads need not be a `GObject`. GTK's counterpart is `GBinding`, which binds properties of
 /// `GObject`s.
 ///
-/// A change on any thread leads to a call of `setter` on the main thread, in the next turn of the loop that
-/// `MainLoopAdapter` serves. Many changes in one turn lead to one call. A value that equals the previous value leads to
-/// no call. A change that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if
-/// the value is absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For
-/// a model that may end before the widget, use the other overload.
+/// A change on any thread leads to a call of `setter` on the main thread, in the next turn of `MainLoopAdapter`'s loop.
+/// Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change that
+/// `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is absent,
+/// `setter` is not called. `compute` must not refer to an object that ends before the widget. For a model that may end
+/// before the widget, use the other overload.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.
@@ -65,8 +65,9 @@ void bind(Widget* widget, Setter setter, Compute compute) {
   detail::endWith(G_OBJECT(widget), std::make_unique<ObservationToken>(std::move(token)));
 }
 
-/// The same for a model that may end before the widget. After the end of the model, the widget keeps the last value.
-/// `compute` is a member of the model or a function that takes the model. The binding does not keep the model alive.
+/// Like the overload above, for a model that may end before the widget. After the end of the model, the widget keeps
+/// the last value. `compute` is a member of the model or a function that takes the model. The binding does not keep the
+/// model alive.
 ///
 ///     Gtk4::bind(GTK_LABEL(title), gtk_label_set_text, player, &Player::label);
 template <typename Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

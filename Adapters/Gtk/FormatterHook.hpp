@@ -138,7 +138,7 @@ class FormatterHook {
     int start;
     int end;
   };
-  /// The text before a deletion, the deleted text, and the text after the deletion.
+  /// The text in front of the range of a deletion, the text in the range, and the text behind the range.
   struct Parts {
     std::string before;
     std::string removed;
@@ -296,7 +296,8 @@ class FormatterHook {
     if (answer.isRefusal) static_cast<void>(formatted_.tellRefusal(valid(whole), answer.reason));
   }
 
-  /// Inserts text in place of a pending deletion, or leaves the insertion to the field.
+  /// Performs a pending deletion and inserts the text there. Without a pending deletion, leaves the insertion to the
+  /// field.
   void take(std::string_view inserted, int* position) {
     const std::optional<Deletion> deletion = held_;
     const int start = deletion ? deletion->start : *position;
@@ -360,7 +361,8 @@ class FormatterHook {
     return lost;
   }
 
-  /// Judges a deletion that waited for an insertion. Returns false if a handler has destroyed this hook.
+  /// Judges a deletion that waited for an insertion. Then performs the deletion, replaces the text, or changes nothing.
+  /// Returns false if a handler has destroyed this hook.
   bool settle() {
     const auto deletion = std::exchange(held_, std::nullopt);
     if (!deletion || !text_.isThere()) return true;

@@ -40,8 +40,8 @@ class IncrementalGrowth {
     g_object_unref(rows_);
   }
 
-  /// The slice handles "items-changed" before this function, because the slice was connected first. If few rows remain,
-  /// this function shrinks the slice, so that the slice grows again in steps.
+  /// The slice handles "items-changed" before this function, because the slice was connected first. If fewer than
+  /// `enough` rows remain, this function shrinks the slice, so that the slice grows again in steps.
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
     const guint needed = std::max(count, self->step_);
@@ -78,8 +78,8 @@ namespace Gtk4 {
 /// have this property.
 ///
 /// Takes over the reference to `rows`, and returns a new reference, as the constructors of GTK's selection models do.
-/// Once the model shows all rows, it adds no cost to an update. When `rows` has become shorter than 512 rows, the model
-/// shows further rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
+/// Once the model shows all rows, it adds no cost to an update. After `rows` has become shorter than 512 rows, the
+/// model shows added rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
 ///
 /// Stops the process if `step` is 0.
 ///

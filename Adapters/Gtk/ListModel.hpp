@@ -26,7 +26,7 @@ namespace detail {
 template <typename Element>
 class ListItem;
 
-/// The items that exist, by the elements that they show. Most rows of a long list have no item.
+/// The existing items, with the elements that they show as keys. Most rows of a long list have no item.
 template <typename Element>
 using LivingItems = std::unordered_map<const Element*, ListItem<Element>*>;
 
@@ -85,7 +85,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
  private:
   /// If there is a rearrangement, or several steps without a move, the steps are reported as replacements. The reason
   /// is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows. Otherwise each step is
-  /// reported unchanged.
+  /// reported separately.
   void willTakeAll(std::span<const SequenceStep> steps) override {
     const auto has = [&](SequenceStep::Kind kind) {
       return std::ranges::find(steps, kind, &SequenceStep::kind) != steps.end();
@@ -125,9 +125,9 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   };
 
   /// GTK searches a replaced block for the items of the view's widgets and of the selection. GTK makes an item for each
-  /// row that it examines. So each replaced block ends at most 256 rows after its last row with an item. The rows
-  /// between two blocks are inserted separately, without items. If more than 1,000 rows have items, or if the order of
-  /// these rows changed, one block replaces all rows.
+  /// row that it examines. To limit the number of new items, each replaced block ends at most 256 rows after its last
+  /// row with an item. The rows between two blocks are inserted separately, without items. If more than 1,000 rows have
+  /// items, or if the order of these rows changed, one block replaces all rows.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
@@ -135,7 +135,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     formerGone_ = newShown_ = 0;
     isTelling_ = true;
     if (anchors.size() <= limit && std::ranges::is_sorted(anchors, {}, &Anchor::former)) {
-      Anchor end{0, 0};  // After the last row with an item.
+      Anchor end{0, 0};  // Directly after the last row with an item so far.
       for (const Anchor& anchor : anchors) {
         if (anchor.former > end.former + reach || anchor.now > end.now + reach) replaceTo(anchor, end);
         end = {anchor.former + 1, anchor.now + 1};

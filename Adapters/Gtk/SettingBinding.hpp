@@ -56,7 +56,7 @@ inline void chooseText(GtkDropDown* list, const std::string& text) {
   gtk_drop_down_set_selected(list, at < count ? at : GTK_INVALID_LIST_POSITION);
 }
 
-/// A field and the observation of its setting.
+/// The hook of a field, and the observation of the field's setting.
 struct BoundField {
   Gtk4::FormatterHook hook;
   std::optional<ObservationToken> token;
@@ -98,8 +98,8 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. When editing ends, the setting stores the object. While the field has an unfinished edit, other changes of
-/// the setting do not change the field. The hook is destroyed with the field.
+/// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
+/// other code do not change the field. The hook is destroyed with the field.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   std::unique_ptr<detail::BoundField> bound(

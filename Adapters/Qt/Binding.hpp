@@ -46,9 +46,9 @@ namespace Qt6 {
 ///
 /// A change on any thread leads to a call of `setter` on the main thread, in the next turn of the loop that
 /// `MainLoopAdapter` serves. Many changes in one turn lead to one call. A value that equals the previous value leads to
-/// no call. A change that `setter` makes leads to a call in the next turn. `compute` may return an optional value; if
-/// the value is absent, `setter` is not called. `compute` must not refer to an object that ends before the widget. For
-/// a model that may end before the widget, use the other overload.
+/// no call. If `setter` changes a property that `compute` read, `compute` runs again in the next turn. `compute` may
+/// return an optional value; if the value is absent, `setter` is not called. `compute` must not refer to an object that
+/// ends before the widget. For a model that may end before the widget, use the other overload.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.

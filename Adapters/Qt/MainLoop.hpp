@@ -20,9 +20,9 @@ namespace Tessaly::inline v1::Qt6 {
 ///
 /// Construct the adapter after the application object. A nested loop (a modal dialog inside work of the main queue)
 /// also serves the queue. The nested loop then runs later work of the queue, although the work that opened the dialog
-/// has not ended. Several adapters may exist at the same time. Adapters may be destroyed in any order, inside work of
-/// the queue, and after the application object. Work that arrives while the loop serves the queue waits for the next
-/// turn of the loop. The adapter needs Qt Core only, and no moc.
+/// has not ended. Several adapters may exist at the same time. Adapters may be destroyed in any order, even inside
+/// work of the queue or after the application object. Work that arrives while the loop serves the queue waits for the
+/// next turn of the loop. The adapter needs Qt Core only, and no moc.
 ///
 /// These stop the process: constructing an adapter before the application object, outside the main thread, or without a
 /// free file descriptor.

@@ -33,18 +33,19 @@ namespace Tessaly::inline v1::Qt6 {
 /// `FieldEditing` makes the decisions, and the comment of that class has the rules. By default the validator changes no
 /// typed number before editing ends (Return, or the focus leaves). By default the cursor also stays before the suffix
 /// of a number. The dynamic property "fieldState" of the field is "acceptable", "incomplete" or "invalid", for style
-/// sheets. An invalid text is red. The tooltip has the reason. At the end of editing, the tooltip appears at once.
-/// After a correction, the tooltip has the reason of the correction, until the next change. With
-/// `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and committing
-/// composed input. If the formatter offers a replacement, the replacement takes the place of the whole text in the next
-/// turn of the event loop. The field gets no other input before that. Undo then restores the text before the refused
-/// change. In this mode the field gets no property, no colour and no tooltip.
+/// sheets. An invalid text is red. The tooltip says why a text is not acceptable. At the end of editing, the tooltip
+/// appears at once. After a correction, the tooltip has the reason of the correction, until the next change.
 ///
-/// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two validators drop
-/// typed characters. This validator leaves the field unchanged after a change that is refused without a replacement,
-/// cursor and selection included. But in a field with hidden characters, the cursor goes to the end after a refused
-/// change. The validator does not refuse texts that the program or an undo sets. `Acceptable` means that editing could
-/// end without a correction of the text. A typed or pasted text with a lone surrogate is refused.
+/// With `FieldChecking::atEveryChange` the formatter judges every change: typing, pasting, dropping, cutting and
+/// committing composed input. If the formatter offers a replacement, the replacement takes the place of the whole text
+/// in the next turn of the event loop. The field gets no other input before that. Undo then restores the text before
+/// the refused change. In this mode the field gets no property, no colour and no tooltip.
+///
+/// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two classes drop typed
+/// characters. If a change is refused without a replacement, `FormatterValidator` leaves the text, the cursor and the
+/// selection as they were. But in a field with hidden characters, the cursor then goes to the end. The validator does
+/// not refuse texts that the program or an undo sets. `Acceptable` means that editing could end without a correction of
+/// the text. A typed or pasted text with a lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc. A handler may destroy the field.
@@ -155,8 +156,8 @@ class FormatterValidator : public QValidator {
     if (input.isValidUtf16()) answer = answerTo(input, position);
     const bool isAccepted = answer.kind == Answer::Kind::accepted;
     if (isAccepted || isTakenAsItIs_) return isAccepted ? worthOf(input) : Intermediate;
-    // Qt reverts a refused text by undoing the change. This is impossible after the program has set the text, or after
-    // everything was undone.
+    // Qt reverts a refused text by undoing the change. Nothing can be undone after the program has set the text, or
+    // after everything was undone.
     const bool isHidden = field_->echoMode() != QLineEdit::Normal;
     if (!field_->isUndoAvailable() && !(isHidden && isDeletion(input))) return Intermediate;
     if (isHidden) return takeBack(input, position, std::move(answer));

@@ -252,7 +252,7 @@ class SequenceMatches {
 /// The steps that lead from `before` to `after`. Equal pointers are matched first, then elements with an equal
 /// identity. In both cases, equal elements are matched in the order in which they occur. Makes O(n) calls of
 /// `identity`, and of the `==` and the `std::hash` of identities. A pointer that is in both sequences causes such calls
-/// only directly after the common beginning of the sequences or directly before their common end.
+/// only if it stands directly after the common beginning or directly before the common end.
 template <typename Element, typename Identity>
 std::vector<SequenceStep> stepsBetween(std::span<const Element> before, std::span<const Element> after,
                                        const Identity& identity) {

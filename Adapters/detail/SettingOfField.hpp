@@ -16,9 +16,9 @@ namespace Tessaly::inline v1::detail {
 template <typename Value>
 concept FieldSetting = std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>;
 
-/// The object of a field, converted to the type of a setting. Absent if the object has neither the setting's type nor,
-/// for a setting that is a number, the type `NSNumber`. Also absent if an integer or Boolean setting cannot hold the
-/// number exactly.
+/// The object of a field, converted to the type of a setting. The object must have the setting's type. For a setting
+/// that is a number, an `NSNumber` is converted too. The result is absent for any other object, and if an integer or
+/// Boolean setting cannot hold the number exactly.
 template <FieldSetting Value>
 std::optional<Value> settingIn(const std::any& object) {
   if (const auto* value = std::any_cast<Value>(&object)) return *value;

@@ -35,7 +35,7 @@ template <std::ranges::random_access_range Base>
   requires std::ranges::random_access_range<const Base>
 class ChunkSequence {
   static constexpr bool isBorrowed = std::ranges::view<Base> && std::copyable<Base>;
-  /// The type of the base in an iterator.
+  /// The type by which an iterator holds the base: a copy of the view, or else a reference to the base.
   using BaseView = std::conditional_t<isBorrowed, Base, std::ranges::ref_view<const Base>>;
   using Position = std::ranges::iterator_t<const BaseView>;
 

@@ -20,9 +20,9 @@ namespace Tessaly::inline v1 {
 /// the left stack is empty, it takes over the elements of the right one.
 ///
 /// Copies share the elements until one copy is changed. Prefer `RingArray` if the length is bounded, and `std::queue`
-/// if no single operation may take O(n). Even after the queue has been long, the stacks usually keep their
-/// memory. But when the stacks change places, an empty stack with more than 4 KiB releases its memory if less than half
-/// of that memory was used.
+/// if no single operation may take O(n). Even after the queue has been long, the stacks usually keep their memory. But
+/// when the stacks change places, an empty stack with more than 4 KiB may release its memory. The stack does so if it
+/// used less than half of that memory.
 ///
 /// Cost: enqueueing takes amortised O(1), and moves elements only if the right stack grows. Dequeueing takes O(1).
 /// After a copy, the first change of each stack takes O(n).

@@ -38,12 +38,12 @@ namespace Tessaly::inline v1 {
 /// iterators are valid until the next change.
 ///
 /// Trivially copyable elements of at most 16 bytes are stored twice. The second copy of an element lies `maxCapacity()`
-/// slots behind the first. So even the elements of a ring that wraps are contiguous. A ring of such elements is a
+/// slots behind the first copy. So even the elements of a ring that wraps are contiguous. A ring of such elements is a
 /// contiguous range, and `std::span(ring)` gives all elements as an array without a copy.
 ///
-/// **Equality and hash depend on the slots**. Two rings are equal if they have the same capacity, the same positions,
-/// and the same elements in the same slots. Rings with the same elements but different wraps are not equal. To compare
-/// only the elements, use `std::ranges::equal`.
+/// **Equality and hash depend on the slots**. Two rings are equal if they have the same capacity, the same
+/// `startIndex`, and the same elements in the same slots. Rings with the same elements but different wraps are not
+/// equal. To compare only the elements, use `std::ranges::equal`.
 ///
 /// The nearest facility is `boost::circular_buffer`. Copying such a buffer copies its elements at once. The buffer does
 /// not return the elements that it overwrites. Prefer `FIFOStack` or `std::deque` if the length has no bound.
@@ -320,7 +320,7 @@ class RingArray {
     return detail::debugDescribeAll(*this);
   }
 
-  /// Whether the capacities, the positions and the elements are equal.
+  /// Whether the capacities, the start positions, the end positions and the elements are equal.
   friend bool operator==(const RingArray& left, const RingArray& right)
     requires std::equality_comparable<Element>
   {
@@ -416,7 +416,7 @@ class RingArray {
   template <typename Value>
   [[gnu::always_inline]] std::optional<Element> appendToSlots(Value&& element) {
     if (count_ == maxCapacity_) {
-      // The start and the end name one slot, one loop apart.
+      // The start and the end of a full ring are the same slot, one loop apart. The new end must not overflow either.
       Index next{startIndex_.backendIndex + 1, startIndex_.loopIndex};
       if (next.backendIndex == maxCapacity_) {
         next = {0, detail::RingLoop::sum(next.loopIndex, 2) - 1};

@@ -20,7 +20,8 @@ namespace Tessaly::inline v1 {
 /// the result of its own computation. The result of the computation that ends last is kept. The nearest standard
 /// facility, `std::shared_future`, shares the result of exactly one computation, even if that computation fails.
 ///
-/// Copies share the kept value, which lives at least as long as any copy.
+/// Copies share the kept value. Unless a later computation replaces the value, it is kept at least until the last copy
+/// is destroyed.
 ///
 /// Thread contract: thread-safe. The provider may run in several tasks at once.
 ///

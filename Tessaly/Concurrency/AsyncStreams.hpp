@@ -53,9 +53,9 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
   }
 
   /// Delivers the value to every listener. Takes about 4 ns for each listener, but about 8 ns for each if there are a
-  /// thousand listeners. Allocates only in the listeners' buffers, except for a few words at a thread's first send. If
-  /// copying the value for a listener throws, the exception reaches the caller. That listener, and all listeners after
-  /// it in the list of listeners, miss the value.
+  /// thousand listeners. Allocates only in the listeners' buffers, except for a few machine words at a thread's first
+  /// send. If copying the value for a listener throws, the exception reaches the caller. That listener, and all
+  /// listeners after it in the list of listeners, miss the value.
   void send(Element value) { listeners_.yieldToAll(value); }
   /// The same for a signal without a payload.
   void send()

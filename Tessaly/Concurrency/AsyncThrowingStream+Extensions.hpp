@@ -40,8 +40,9 @@ Async<void> passOn(AsyncThrowingStream<Element> source, typename AsyncThrowingSt
 }  // namespace detail
 
 /// A new stream with the elements of `stream`, the source. `onReceiveValue` is called for each element before the
-/// element can be received. `onTermination` is called at the end of the source, before the new stream ends. A separate
-/// task, which starts at once, reads ahead into an unbounded buffer.
+/// element can be received. `onTermination` is called at the end of the source. Then the new stream ends, unless the
+/// cancellation of a consumer has already ended it. A separate task, which starts at once, reads ahead into an
+/// unbounded buffer.
 ///
 /// **When the source fails with a `CancellationError`, `onTermination` is called twice**: with `cancelled`, then with
 /// `finished` and no error. Between the two calls, the new stream fails with a new `CancellationError`. For any other

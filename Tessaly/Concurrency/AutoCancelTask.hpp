@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 /// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
 /// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
 /// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**.
-/// After the destruction of the captured object, no statement of that operation runs in the object's isolation.
+/// Then no statement of the operation runs in the object's isolation after the object's destruction.
 ///
 /// The task's result and error are not observed. The handle can be moved but not copied.
 ///

@@ -26,7 +26,7 @@ class OwnerExecutor;
 /// only exception is a task that itself destroys the object (see below). The local variables of the tasks are
 /// destroyed, so clean up in destructors. Make the `OwnedTasks` the last member, so that it is destroyed first.
 ///
-/// The destructor does the following with a task:
+/// The state of a task at the moment of the destruction decides how the task ends:
 /// - A task that has not started does not start. Some waits, such as a sleep or a stream's `next()`, end at a
 ///   cancellation. A task in such a wait is destroyed in the destructor. So the destructors of its local variables and
 ///   of its closure can still use the object.
@@ -91,8 +91,8 @@ class OwnedTasks {
     return tasks_.emplace_back(options, std::forward<Operation>(operation));
   }
 
-  /// A call of this overload does not compile, because a task must keep its function and its captures until the work
-  /// has ended.
+  /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A task must
+  /// keep that function and its captures until the work has ended.
   template <typename Result>
   void add(Async<Result>) {
     detail::refuseAsync<Result>();

@@ -19,14 +19,14 @@ namespace Tessaly::inline v1 {
 ///
 /// A subscriber receives every element that is consumed from the producer after the subscriber joined. The first
 /// subscriber starts the consumption and gets no summary. Each later subscriber first gets **one element that sums up
-/// all earlier elements**: the initial result, combined with them by `reduce`. If no element was consumed yet, this sum
-/// is the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no
-/// other.
+/// all earlier elements**: `reduce` combines them with the initial result. If no element was consumed yet, this sum is
+/// the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no other.
 ///
-/// Each iterator of the stream is a new subscriber. When the producer ends, every subscriber's stream ends. A
-/// subscriber that joins after the producer's end gets the sum and then **keeps waiting**. The stream of such a
-/// subscriber ends only when its consumer is cancelled or destroyed. A subscriber that has left stays in the list of
-/// subscribers. Such a subscriber costs a few words of memory, and a refused `yield` for each later element.
+/// Each iterator of the stream is a new subscriber. The end of the producer also ends the stream of every subscriber
+/// that has joined. A subscriber that joins after the producer's end gets the sum and then **keeps waiting**. The
+/// stream of such a subscriber ends only when a consuming task is cancelled, or when the stream and its iterators are
+/// destroyed. A subscriber that has left stays in the list of subscribers. Such a subscriber costs a few words of
+/// memory, and a refused `yield` for each later element.
 ///
 /// The consumption continues until the producer finishes, even without subscribers. A producer that never finishes
 /// leaves a task waiting.
@@ -35,8 +35,8 @@ namespace Tessaly::inline v1 {
 /// whose move throws ends the consumption and every subscriber's stream. Each of these failures writes one log record.
 ///
 /// Copies of the stream share the producer and the subscribers. `reduce` changes its first argument and returns
-/// nothing. One thread at a time calls `reduce`, which must not throw. For listeners without history see
-/// `AsyncStreams`. For a producer that may fail see `ReducedReplayAsyncThrowingStream`.
+/// nothing. One thread at a time calls `reduce`, which must not throw. If no subscriber needs earlier elements, use
+/// `AsyncStreams`. If the producer may fail, use `ReducedReplayAsyncThrowingStream`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -93,8 +93,8 @@ class ReducedReplayAsyncStream {
     co_await withIsolation(storage->isolation, [&] { storage->endAll(error); });
   }
 
-  /// Consumes at most 64 elements without leaving the isolation after each element. A subscriber that wants to join
-  /// waits for at most one batch.
+  /// Consumes a batch of at most 64 elements without leaving the isolation between two elements. A subscriber that
+  /// wants to join waits for at most one batch.
   static Async<void> consumeBatch(Storage& storage, AsyncIterator& iterator, bool& isOpen) {
     constexpr int maximumCount = 64;
     for (int count = 0; count < maximumCount; ++count) {

@@ -25,9 +25,9 @@ namespace Tessaly::inline v1 {
 /// was called before or after the failure. A subscriber that joins after the end, even after an error, gets the sum of
 /// all elements and then **keeps waiting**.
 ///
-/// Each element is copied for each stream, and the final value for each `streamedElement()`. If such a copy throws, the
-/// exception ends only the stream or the `streamedElement()` that needs the copy. If an element's move out of the
-/// producer throws, the exception counts as the producer's error.
+/// Each element is copied for each stream. The final value is copied for each `streamedElement()`. If such a copy
+/// throws, the exception ends only the stream or the `streamedElement()` that needs the copy. If an element's move out
+/// of the producer throws, the exception counts as the producer's error.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -55,7 +55,7 @@ class ReducedReplayAsyncThrowingStream {
 
     /// The next element. Absent at the end. Throws the producer's error once.
     auto next() { return asyncIterator_.next(); }
-    /// The same, awaited in the given isolation.
+    /// Like `next()`, but awaited in the given isolation.
     Async<std::optional<Element>> next(Isolation isolation) { return asyncIterator_.next(std::move(isolation)); }
 
    private:

@@ -24,14 +24,14 @@ TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 ///
 /// Because the destructor waits, the tasks may use the variables that were made before the scope. The destructor waits
 /// like `syncWait`. On the main thread it runs jobs of the main queue while it waits. So jobs of other parts of the
-/// program run inside the destructor. On another thread it sleeps. Cancellation is cooperative: a task that ignores it
-/// keeps the scope waiting.
+/// program run inside the destructor. On another thread the destructor sleeps. Cancellation is cooperative: a task that
+/// ignores it keeps the scope waiting.
 ///
 /// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
 /// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each task.
 ///
-/// The destructor and `wait()` stop the process where they would deadlock. They do so on a thread of the pool and in a
-/// task of the scope itself. They also do so in a job of a serial executor, except on the main thread.
+/// The destructor and `wait()` stop the process where waiting would deadlock. One such place is a task of the scope
+/// itself. The other places, except on the main thread, are threads of the pool and jobs of a serial executor.
 ///
 /// Thread contract: thread-compatible. Adding a task takes one allocation more than starting a `Task`.
 ///
@@ -49,7 +49,7 @@ class TaskScope {
   TESSALY_EXPORT ~TaskScope();
 
   /// Starts a task. The operation has no result, but may write to variables that outlive the scope. An exception of the
-  /// operation reaches the tasks that await the handle, if there are any.
+  /// operation reaches the tasks that await the returned `Task<>`, if there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {

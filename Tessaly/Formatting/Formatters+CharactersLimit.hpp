@@ -17,7 +17,7 @@
 namespace Tessaly::inline v1::Formatters {
 
 /// Registers the classes of this namespace for `Object::make`. The classes have no constructor without arguments, so
-/// `Object::make` stops the process for them. `Object::make` registers the classes itself if they are in a shared
+/// `Object::make` then stops the process for them. `Object::make` registers the classes itself if they are in a shared
 /// library. The construction of a formatter registers the classes too.
 ///
 /// Thread contract: thread-safe.

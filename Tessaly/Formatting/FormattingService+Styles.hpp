@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1::FormattingService {
 
-/// The text that a style gives the values, in the language that `setLanguage` chose. Until a language is chosen, the
-/// style's own locale counts. Unlike in `Bytes` and `Duration`, sizes and durations follow the chosen language
+/// The text that a style writes for the values, in the language that `setLanguage` chose. Until a language is chosen,
+/// the style's own locale counts. Unlike in `Bytes` and `Duration`, sizes and durations follow the chosen language
 /// completely.
 ///
 /// Thread contract: thread-safe.

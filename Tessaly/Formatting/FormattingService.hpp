@@ -33,8 +33,8 @@ namespace Tessaly::inline v1::FormattingService {
 
 /// Chooses the language of dates and numbers for every later call on any thread. `code` is an identifier such as "fr"
 /// or "pt_BR". Without an identifier, the function takes the language of the current locale, without the country. Under
-/// "en_GB" that is "en", so dates are written as in the United States. Until the first call, every use takes the whole
-/// current locale.
+/// "en_GB" that is "en", so dates are written as in the United States. Until the first call of this function, dates and
+/// numbers follow the whole current locale.
 TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
 
 /// The locale of the chosen language, in the form that a style takes. Absent until a language is chosen.
@@ -45,8 +45,8 @@ namespace Bytes {
 /// "1.5 MB": see `ByteCountFormatStyle`. Some languages have a word for zero bytes: "Zero kB".
 [[nodiscard]] TESSALY_EXPORT std::string string(std::int64_t fromByteCount);
 
-/// The text of a number of decimal gigabytes, in the form of `string`. Stops the process if the bytes do not fit in 64
-/// bits.
+/// A number of decimal gigabytes, formatted as by the function `string`. Stops the process if the bytes do not fit in
+/// 64 bits.
 [[nodiscard]] TESSALY_EXPORT std::string gigaBytes(std::int64_t fromByteCount);
 
 }  // namespace Bytes

@@ -19,8 +19,8 @@ namespace Tessaly::inline v1 {
 [[nodiscard]] TESSALY_EXPORT std::string buildNumber(const Bundle& bundle);
 /// `appVersionString` as a version. Absent if the text is not a version.
 [[nodiscard]] TESSALY_EXPORT std::optional<Version> appVersion(const Bundle& bundle);
-/// Whether the application was installed from a channel for beta tests. Always false, because programs are not signed
-/// on this system.
+/// Whether the application was installed from a channel for beta tests. Always false: the signature of a program would
+/// show such a channel, but programs are not signed on this system.
 [[nodiscard]] TESSALY_EXPORT bool isInTestFlight(const Bundle& bundle) noexcept;
 
 }  // namespace Tessaly::inline v1

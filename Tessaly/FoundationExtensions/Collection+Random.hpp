@@ -65,7 +65,7 @@ template <typename Generator>
 /// negative amount gives no elements.
 ///
 /// The nearest standard facility is `std::ranges::sample`, which keeps the order of a forward range's elements. The
-/// last argument is the source of randomness, by default the system's.
+/// last argument of `randomElements` is the source of randomness. Without this argument, the system's source is used.
 ///
 /// Cost: O(amount) for a collection with random access and a known size; only the chosen elements are copied. O(n) for
 /// any other collection, which is copied as a whole.

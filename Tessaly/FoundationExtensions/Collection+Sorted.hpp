@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::Collection {
 namespace detail {
 
 /// A stable merge sort. The result contains every item exactly once, even if `comesBefore` is not an order. The sorts
-/// of the standard library are not used. With a function that is not an order, `std::sort` may read outside its range.
-/// `std::stable_sort` of libstdc++ 12 causes a compiler warning.
+/// of the standard library are not used, for two reasons. With a function that is not an order, `std::sort` may read
+/// outside its range. `std::stable_sort` of libstdc++ 12 causes a compiler warning.
 template <typename Item, typename Order>
 void mergeSort(std::vector<Item>& items, Order comesBefore) {
   std::vector<Item> merged(items.size());
@@ -38,7 +38,8 @@ void mergeSort(std::vector<Item>& items, Order comesBefore) {
 
 /// The elements, sorted by a value of each element: a member, a member function, a key path, or any function of an
 /// element. `order` says whether the first of two values comes before the second. Elements with equal values keep their
-/// order. An `order` such as `<=`, which is not a strict order, gives an unspecified order and never a crash.
+/// order. With an `order` that is not strict, such as `<=`, the elements come in an unspecified sequence. Such an
+/// `order` never causes a crash.
 ///
 /// The nearest standard facility is `std::ranges::stable_sort`, which sorts in place.
 ///

@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1::Comparable {
 
-/// The value if the range contains it, otherwise the nearest bound of the range. The nearest standard facility is
-/// `std::clamp`, which takes two bounds and does not check their order. NaN becomes the lower bound.
+/// The value if the range contains it, otherwise the nearest bound of the range. NaN becomes the lower bound. The
+/// nearest standard facility is `std::clamp`, which takes two bounds and does not check their order.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -22,9 +22,10 @@ template <std::totally_ordered T>
   return std::max(range.lowerBound(), std::min(value, range.upperBound()));
 }
 
-/// `clamped` for a value whose type differs from the type of the range's bounds. The value can be an integer of any
-/// size and sign, a number for a range in floating point, or a literal for a range of texts. A floating-point value for
-/// a range of integers does not compile, because its fraction would be lost.
+/// `clamped` for a value whose type differs from the type of the range's bounds. For a range of integers, the value can
+/// be an integer of any size and sign. For a range in floating point, it can be any number. For a range of texts, it
+/// can be a literal. A floating-point value for a range of integers does not compile, because its fraction would be
+/// lost.
 ///
 /// Thread contract: thread-safe.
 template <std::totally_ordered T, std::convertible_to<T> Value>

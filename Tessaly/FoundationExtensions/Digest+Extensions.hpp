@@ -36,9 +36,9 @@ TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<c
 /// The digest of a file: a `SHA256Digest`, a `SHA512Digest` or an `Insecure::MD5Digest`. Reads the file to its end in
 /// blocks of at most 256 KiB, on a thread that may block.
 ///
-/// `onProgress` is called on that thread after each block with the fraction that is done, as long as the fraction is
-/// below 1. The last call passes 1. Throws `POSIXError` if the file cannot be read. Throws `CancellationError` at most
-/// one block after the task was cancelled.
+/// After each block, `onProgress` is called on that thread with the fraction that is done, if the fraction is below 1.
+/// The last call passes 1. Throws `POSIXError` if the file cannot be read, and `URLError` if the URL is not a file URL.
+/// Throws `CancellationError` at most one block after the task was cancelled.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -9,19 +9,20 @@
 
 namespace Tessaly::inline v1 {
 
-/// The text of an error for a log: the error's description, ", ", and the error's message for people.
+/// The text of an error for a log: the error's description and its message for people, with a comma and a space between
+/// them.
 ///
 /// An `Error` gives `description()` and `localizedDescription()`. For any other `std::exception` the message is
 /// `what()`. A `std::system_error` of the system or generic category is described like a `POSIXError`. A
 /// `std::system_error` of another category is described by its domain, code and quoted message. The description of any
-/// other exception is its unqualified type name with the quoted message: `runtime_error("No paper"), No paper`. Throws
-/// only `std::bad_alloc`.
+/// other exception is its unqualified type name with the quoted message. The whole text then is, for example,
+/// `runtime_error("No paper"), No paper`. Throws only `std::bad_alloc`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception& error);
 /// The text of any thrown object for a log. A thrown `std::string` or `const char*` is described by its quoted text,
 /// and an `int` by its value. For any other type that is not a `std::exception`, the description is the type's name and
-/// "()". The result for a null pointer is "nil".
+/// "()". The result for a null `std::exception_ptr` is "nil".
 [[nodiscard]] TESSALY_EXPORT std::string logDescription(const std::exception_ptr& error);
 
 /// Whether the error says that the work was cancelled: a `CancellationError`, or a `URLError` whose code is
@@ -29,7 +30,7 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception& error) noexcept;
-/// The same for a thrown object of any type. False for a null pointer.
+/// The same for a thrown object of any type. False for a null `std::exception_ptr`.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception_ptr& error) noexcept;
 
 }  // namespace Tessaly::inline v1

@@ -8,8 +8,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The item number of a path, under the name that tables use. Stops the process if the path has fewer than two
-/// positions.
+/// The item number of a path. In a table this number is called the row. Stops the process if the path has fewer than
+/// two positions.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline std::int64_t row(const IndexPath& path) noexcept { return path.item(); }

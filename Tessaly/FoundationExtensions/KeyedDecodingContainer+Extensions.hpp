@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Decodes a text. The data contains the text as a map from languages to texts under one key, or as a plain text under
-/// another key.
+/// Decodes a text. Under `forLocalizedValueKey`, the data may have a map from languages to texts. Under `fallbackKey`,
+/// the data may have a plain text.
 ///
 /// A map gives the text of the first preferred localisation of the main bundle, else the text of "en", else the empty
 /// text. If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text if

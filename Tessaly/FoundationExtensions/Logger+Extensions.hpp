@@ -54,9 +54,9 @@ TESSALY_EXPORT void writeCaughtError(const Logger& logger, std::string_view mess
 }  // namespace detail
 
 /// Runs the operation. If the operation throws, the function does not rethrow. Instead it writes a record of type
-/// error, unless that type is disabled. The record is "<message> <error> | Function: <function> | File: <file>". It is
-/// public except for <error>, which is the error's `logDescription`. A message that does not end with punctuation gets
-/// a full stop.
+/// error, unless that type is disabled. The record is "<message> <error> | Function: <function> | File: <file>". All
+/// its parts are public except <error>, which is the error's `logDescription`. A message that does not end with
+/// punctuation gets a full stop.
 ///
 /// Only the unwinding by `pthread_exit` or `pthread_cancel` reaches the caller.
 ///

@@ -21,9 +21,9 @@ TESSALY_EXPORT void addAttributes(NSMutableAttributedString& string,
 /// A pair is the first opening tag and the last closing tag of a line. All tags of the same name between the two are
 /// removed too. The positions of the pairs are computed before the text changes, and are not corrected for removed
 /// tags. So, with pairs on several lines, only the first position is exact. The length of the tagged text is not
-/// corrected for tags inside it either. If the resulting range exceeds the text, the call throws `std::out_of_range`
-/// and leaves the text as changed so far. The tag is inserted into regular expressions unchanged. An invalid expression
-/// finds nothing. Ill-formed UTF-8 in the tag counts as U+FFFD.
+/// corrected for tags inside it either. If the resulting range exceeds the text, the call throws `std::out_of_range`.
+/// The changes that the call has made so far stay. The tag is inserted into regular expressions unchanged. An invalid
+/// expression finds nothing. Ill-formed UTF-8 in the tag counts as U+FFFD.
 ///
 /// Cost: O(n) for a tag of printable ASCII without the special characters of regular expressions. Any other tag takes
 /// O(n²) for a line with many opening tags and no closing tag.

@@ -24,7 +24,8 @@ template <typename Element, typename Hash, typename Equal>
   return items.object(index);
 }
 
-/// The index of an equal element. Absent if there is no such element. Costs the same as `NSOrderedSet::index`.
+/// The index of the element that is equal to `element`. Absent if there is no such element. Costs the same as
+/// `NSOrderedSet::index`.
 ///
 /// Thread contract: thread-safe.
 template <typename Element, typename Hash, typename Equal>

@@ -31,9 +31,9 @@ namespace detail {
 ///   is added if there are indexes but none is before `destination`, or if the first of several indexes is directly
 ///   before `destination`
 ///
-/// Throws `MoveError`, with a text that explains the mistake, in three cases: all items would move, an index is the
-/// count or more, or the destination is more than the count. Throws `std::out_of_range` for negative indexes, and if
-/// the number above is negative or exceeds the number of other items. The number is too large, for example, with the
+/// Throws `MoveError` if all items would move, if an index is the count or more, or if the destination is more than the
+/// count. The text of the error explains the mistake. Throws `std::out_of_range` for negative indexes, and if the
+/// number above is negative or exceeds the number of other items. The number is too large, for example, with the
 /// indexes 3 and 4 of five items and the included destination 5.
 ///
 /// Thread contract: thread-safe. O(n). The copy shares the items.

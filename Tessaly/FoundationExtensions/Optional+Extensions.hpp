@@ -36,7 +36,7 @@ concept IsStreamable = requires(std::ostream& stream, const T& value) { stream <
 
 }  // namespace detail
 
-/// A value of a type that has a textual description: `description()`, or an `operator<<` into a stream.
+/// A type that has a textual description: `description()`, or an `operator<<` into a stream.
 template <typename T>
 concept Describable = detail::HasDescription<T> || detail::IsStreamable<T>;
 
@@ -84,7 +84,7 @@ template <Describable T>
     return std::to_string(value);
   } else {
     std::ostringstream stream;
-    // The classic locale, because the host's global locale could group digits and translate the words.
+    // The host's global locale could group digits and translate "true" and "false". The classic locale does neither.
     stream.imbue(std::locale::classic());
     stream << std::boolalpha << value;
     return std::move(stream).str();

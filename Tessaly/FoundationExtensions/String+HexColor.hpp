@@ -30,8 +30,8 @@ struct ColorComponents {
   friend bool operator==(const ColorComponents&, const ColorComponents&) noexcept = default;
 };
 
-/// Parses a hexadecimal colour, with or without "#": RGB, RGBA, RRGGBB or RRGGBBAA, in either case. Absent for any
-/// other text. Only ASCII digits count. Allocates nothing.
+/// Parses a hexadecimal colour, with or without "#": RGB, RGBA, RRGGBB or RRGGBBAA, in upper or lower case. Absent for
+/// any other text. Only ASCII digits count. Allocates nothing.
 ///
 /// Thread contract: thread-safe.
 ///

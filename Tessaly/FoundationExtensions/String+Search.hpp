@@ -13,8 +13,8 @@ namespace Tessaly::inline v1::String {
 /// The text in the form that searches compare: all scripts in Latin letters without marks, in lower case. A character
 /// without such a form stays unchanged. Every maximal ill-formed subsequence becomes U+FFFD.
 ///
-/// The result equals ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with a character beyond ASCII
-/// makes that transform in about 10 ms.
+/// The result equals that of ICU's transform "Any-Latin; Latin-ASCII; Lower". The first call with a character beyond
+/// ASCII takes about 10 ms longer, because this call makes the transform.
 ///
 /// Thread contract: thread-safe. For the usual scripts, ICU transforms each character only once, and a table keeps the
 /// result.

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The test whether a value of a type is absent; see `AnyOptional`.
+/// The check for an absent value of a type; see `AnyOptional`.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -57,8 +57,8 @@ concept PointerForBoolean =
 /// One setting of the application: a name in `UserDefaults::standard()` with a type and a default value.
 ///
 /// Each call of `value()` reads the store and reports no failure. The result is the key's default if the stored value
-/// is missing or does not convert to the type. Observation tracking records the read. Every change of the setting is
-/// announced, even if another `Default`, the host or another process writes to the store.
+/// is missing or does not convert to the type. Observation tracking records the read. Observers are notified of every
+/// change of the setting, even if another `Default`, a direct write to the store or another process makes the change.
 ///
 /// Copies share one observed object. A move is a copy. The static functions read and write without an observed object.
 /// The stored form is a plain property-list value without a prefix or a tag, so other programs can read it.
@@ -68,7 +68,7 @@ concept PointerForBoolean =
 ///
 /// Thread contract: thread-safe. Changes by this process are announced on the writing thread. Changes by other
 /// processes are announced on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash
-/// table. A write takes microseconds. Once the write has returned, the value survives `kill -9`.
+/// table. A write takes microseconds. Once a write has returned, the written value survives `kill -9`.
 ///
 ///     constexpr Default<int>::Key volumeKey{"volume", 50};
 ///     Default<int> volume(volumeKey);
@@ -82,14 +82,16 @@ class Default {
   /// The key of a setting: its exact name in the store, and its default. A read gives the default if the store has no
   /// usable value.
   ///
-  /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. Any other name is copied.
+  /// A key can be `constexpr` if its name is a literal and its default can be `constexpr`. A name that is not a literal
+  /// is copied.
   ///
-  /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value below or above a range
-  /// reads as the nearest end if the rule permits that end. Any other forbidden value reads as the default. With
-  /// `readsAsDefault`, every forbidden value reads as the default. No write stores a forbidden value. If the value
-  /// would read as the nearest end, the write stores that end. Otherwise the write keeps the former value and writes to
-  /// the log. An empty range, or a rule that forbids the default, does not compile in a constant, and stops the process
-  /// otherwise. The absent value can always be stored, and can always be the default.
+  /// A key may carry a rule. Then no read gives a value that the rule forbids. A stored value below or above the rule's
+  /// range reads as the nearest end if the rule permits that end. Any other forbidden value reads as the default. With
+  /// `readsAsDefault`, every forbidden value reads as the default. No write stores a forbidden value. If the forbidden
+  /// value would read as the nearest end, the write stores that end. Otherwise the store keeps the former value, and
+  /// the log has a record. In a `constexpr` key, an empty range or a rule that forbids the default does not compile. In
+  /// any other key, such a rule stops the process. The absent value is exempt: it can always be stored, and can always
+  /// be the default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -115,7 +117,7 @@ class Default {
     [[nodiscard]] constexpr const Value& defaultValue() const noexcept TESSALY_LIFETIMEBOUND { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
 
-    /// This key with a rule that allows only the values from `lowest` to `highest`, including both.
+    /// A copy of this key with a rule that allows only the values from `lowest` to `highest`, including both.
     [[nodiscard]] constexpr Key within(Value lowest, Value highest,
                                        InvalidSetting invalid = InvalidSetting::readsAsNearest) const
       requires std::totally_ordered<Value>
@@ -124,9 +126,9 @@ class Default {
       key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
       return key.checked();
     }
-    /// This key with a rule that allows only the values that the predicate accepts. Any other stored value reads as the
-    /// default, unless the value is outside the key's range. The predicate has no state, like a lambda expression
-    /// without captures.
+    /// A copy of this key with a rule that allows only the values that the predicate accepts. Any other stored value
+    /// reads as the default, unless the value is outside the key's range. The predicate has no state, like a lambda
+    /// expression without captures.
     template <std::predicate<const Value&> Predicate>
       requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
     [[nodiscard]] constexpr Key where(Predicate) const {
@@ -137,7 +139,7 @@ class Default {
     /// Whether the rule allows the value. Always true for a key without a rule.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 
-    /// The description of the key for `UserDefaults::publishKeys`. The documentation is one line for people.
+    /// The description of the key for `UserDefaults::publishKeys`. `documentation` is one line of text for people.
     [[nodiscard]] SettingDescription described(std::string documentation) const {
       return detail::descriptionOf(name(), defaultValue_, rule_, std::move(documentation));
     }
@@ -247,7 +249,7 @@ class Default {
     return result ? *std::move(result) : key.defaultValue();
   }
   static void write(UserDefaults& store, const Key& key, const Value& newValue);
-  /// Converts a stored object, or null for a missing entry. Absent if the conversion fails.
+  /// Converts a stored object. Null stands for a missing entry. The result is absent if the conversion fails.
   static std::optional<StoredValue> converted(const PropertyList* object) {
     return UserDefaultsValueTraits<StoredValue>::value(object);
   }

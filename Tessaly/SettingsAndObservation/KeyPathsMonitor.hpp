@@ -103,8 +103,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// The set of the monitors of one `Monitorable` object. A copy is a separate set that shares the lock.
   ///
   /// Monitors are called outside the lock and may insert and remove monitors. The destructor of a monitor removes the
-  /// monitor from every object that the monitor watches. Any other set keeps the destroyed monitor as an element, so
-  /// `isEmpty()` returns false.
+  /// monitor from every object that the monitor watches. Any other set, such as a copy, keeps its element for the
+  /// destroyed monitor, so `isEmpty()` of that set returns false.
   ///
   /// Thread contract: thread-safe, except for assignment.
   ///
@@ -118,7 +118,7 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     Locked& operator=(const Locked& other);
     ~Locked() = default;
 
-    /// Inserts a monitor. A second insertion does nothing.
+    /// Inserts a monitor. A second insertion of the same monitor does nothing.
     void insert(const std::shared_ptr<KeyPathsMonitor>& monitor);
     /// Removes a monitor, if it is in the set.
     void remove(const KeyPathsMonitor& monitor);
@@ -137,7 +137,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
    private:
     friend detail::StoredPropertyHook;
 
-    /// A snapshot shares the set. While a snapshot exists, an insertion or removal changes a copy of the set.
+    /// A set of monitors. Snapshots of the set share its memory. While a snapshot exists, an insertion or removal
+    /// copies the set first.
     using Monitors = CopyOnWrite<std::unordered_map<UUID, Weak>>;
 
     void tell(const AnyKeyPath& keyPath, const void* root) const;

@@ -16,7 +16,7 @@ class KeyPathsMonitor;
 ///
 /// Derive from `MonitorableObject`, which has all of the following. A class that stores its monitors itself has
 ///
-/// - a `KeyPathsMonitor::Locked`, which every change hook notifies: `monitors.didSet(keyPath, *this)`;
+/// - a `KeyPathsMonitor::Locked`, which the class notifies after each change: `monitors.didSet(keyPath, *this)`;
 /// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
 /// - `removeMonitor(monitor)`, which removes a monitor that is being destroyed;
 /// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls the monitor's `add(root, keyPath)` for

@@ -24,9 +24,9 @@ namespace Tessaly::inline v1 {
 /// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
 /// `withContinuousObservation` makes the token.
 ///
-/// After the end of the observation no pass begins, and a queued pass does nothing. If a pass is running or queued, the
-/// captures of the callbacks are released after that pass, and otherwise at once. The token does not wait for a pass on
-/// another thread.
+/// A pass is one call of the observed function and the calls of its callbacks. After the end of the observation no pass
+/// begins, and a queued pass does nothing. If a pass is running or queued, the captures of the callbacks are released
+/// after that pass, and otherwise at once. The token does not wait for a pass on another thread.
 ///
 /// Stops the process: a call of `cancel()` or `store()` after a move.
 ///
@@ -56,7 +56,7 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   /// The task-local value that `isFirst()` returns. A host may bind another value for a scope.
   static const TaskLocal<bool> isFirstBinding;
 
-  /// For the library: use `withContinuousObservation`.
+  /// For the library only. Other code calls `withContinuousObservation`.
   explicit ObservationToken(std::shared_ptr<detail::ContinuousObservationState> state) noexcept
       : state_(std::move(state)) {}
 

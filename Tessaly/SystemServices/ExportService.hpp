@@ -43,8 +43,8 @@ using Table = std::vector<std::vector<std::string>>;
 /// The messages of this process in the last `forSeconds` seconds, from logs whose subsystem begins with the main
 /// bundle's identifier. A task of background priority collects the messages. A cancellation of the caller cancels this
 /// task. The cancelled task throws `CancellationError` at the next message that it examines. The functions throw
-/// `ExportError` if the bundle has no identifier or the log keeps no records. Messages longer than 32 KiB were cut when
-/// they were written, and end with "…".
+/// `ExportError` if the bundle has no identifier or the log keeps no records. Messages longer than 32 KiB, or than an
+/// eighth of the log's store, were cut when they were written, and end with "…".
 namespace Logs {
 
 /// A line for each record: "[<date and time>][<category>] <message>". The date is in the form of the user's locale.

@@ -25,35 +25,37 @@ using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 struct DirectoryOptions {
   /// Whether to follow only the directory's own entries, or also the entries of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// The time in which further changes are collected into an element after its first change.
+  /// The time in which further changes are collected into an element after its first change. Changes that happened
+  /// before the call of `next()` are delivered without this delay.
   std::chrono::nanoseconds debounce{0};
 };
 
 /// The contents of a directory and their changes. The first element lists all entries as `appeared`. Every later
 /// element has the changes since the previous element.
 ///
-/// If a host applies all changes to a model, the model equals the directory as soon as the directory stops changing.
-/// This also holds after an overflow of the kernel's queue, after another directory took the name, and for a slow
-/// consumer. Names that appear and disappear between two elements are not reported. A file that is renamed within the
-/// directory (or tree) is reported with both names. If two files exchange their names, one of them is reported as
+/// After the directory has stopped changing and a host has applied all changes to a model, the model equals the
+/// directory. This also holds after an overflow of the kernel's queue, after another directory took the name, and for a
+/// slow consumer. Names that appear and disappear between two elements are not reported. A file that is renamed within
+/// the directory (or tree) is reported with both names. If two files exchange their names, one of them is reported as
 /// disappeared and appeared.
 ///
 /// Symbolic links in the directory are reported as links and not followed. Symbolic links on the path to the directory
-/// are followed. Unreadable subdirectories are listed without contents. If reading the attributes of an entry fails
-/// with `EIO`, the entry counts as missing. The size and the date of a subdirectory are those of its last check. A
-/// write through a hard link outside the directory is not reported. A write through another name inside the directory
-/// is reported, unless that name was made and removed between two elements.
+/// are followed. Unreadable subdirectories are listed without contents. If a listing cannot read the attributes of an
+/// entry because of `EIO`, the entry counts as missing. The size and the date of a subdirectory are as old as its last
+/// examination. A write through a hard link outside the directory is reported only if the entry is examined for another
+/// reason. A write through another name inside the directory is reported, unless that name was made and removed between
+/// two elements.
 ///
-/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So each
-/// entry there is also checked every second. If a volume gives a file a new inode number, the file is reported as
-/// disappeared and appeared.
+/// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So all
+/// entries are also examined every second. The same holds if a directory cannot be watched or has no time of creation.
+/// If a volume gives a file a new inode number, the file is reported as disappeared and appeared.
 ///
 /// The sequence fails with a `POSIXError`: `ENOENT` if the directory does not exist or was missing for 1 s; `ENOTDIR`
 /// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. A cancelled wait ends
 /// the sequence. Only one task at a time may wait; a second waiting task stops the process.
 ///
-/// The process uses one inotify instance. Each directory uses one watch and no descriptor. An entry with a name of up
-/// to 15 bytes uses at most 200 bytes of memory.
+/// The process uses one inotify instance. Each followed directory, and each directory on the path to it, uses one watch
+/// and no descriptor. An entry with a name of up to 15 bytes uses at most 200 bytes of memory.
 ///
 /// Thread contract: thread-safe.
 ///

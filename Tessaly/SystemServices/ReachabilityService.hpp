@@ -48,11 +48,12 @@ struct Status {
 /// Observation tracking records the read. Call this function on the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observedIsExpensive();
 
-/// Completes as soon as the machine is online. A removal of the setting alone does not end the wait.
+/// Completes as soon as the machine is online. But a removal of the setting, or a stored value that does not convert to
+/// a Boolean, does not end the wait by itself.
 ///
 /// Throws `CancellationError` if the calling task is cancelled before the wait begins. A cancellation during the wait
 /// does not end the wait. After the cancellation, only changes of the setting count: the wait ends at the next such
-/// change after which the machine is online. If a cancelled task writes the setting, the wait throws
+/// change after which the machine is online. If the task that writes the setting is itself cancelled, the wait throws
 /// `CancellationError`.
 ///
 /// The setup and the updates of the path use the main thread, so the main queue must be served.

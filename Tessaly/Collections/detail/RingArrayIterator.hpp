@@ -108,7 +108,7 @@ class RingArrayIterator {
   }
 
  private:
-  /// The number of slots from slot 0 to this position, in the order of the ring.
+  /// The number of slots from slot 0 to this position, as if the last run followed directly after the first run.
   [[nodiscard]] constexpr difference_type offset() const noexcept {
     return slot_ - slots_ + (runEnd_ == firstRunEnd_ ? 0 : firstRunEnd_ - slots_);
   }
@@ -123,7 +123,7 @@ class RingArrayIterator {
   }
 
   const Element* slot_ = nullptr;
-  /// The end of the run that contains the slot.
+  /// The end of the run of `slot_`. At the end of the ring, `slot_` equals this end.
   const Element* runEnd_ = nullptr;
   const Element* slots_ = nullptr;
   const Element* firstRunEnd_ = nullptr;

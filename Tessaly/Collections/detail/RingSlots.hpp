@@ -18,7 +18,7 @@ struct RingSlots {
   /// Whether each slot has a twin with the same bytes, at a distance of one capacity.
   static constexpr bool haveTwins = std::is_trivially_copyable_v<Element> && sizeof(Element) <= 16;
 
-  /// Copies a slot into its twin when a scope ends, even if an exception ends the scope.
+  /// Copies a slot into the slot's twin when the `Update` is destroyed, even if an exception causes the destruction.
   class Update {
    public:
     Update(Element& slot, std::int64_t capacity) noexcept : slot_(slot), capacity_(capacity) {}

@@ -86,7 +86,7 @@ class SharedRun {
     ++end_;
   }
 
-  /// Ensures that no other holder sees the elements.
+  /// Ensures that the memory has no other holder.
   void makeUnshared() {
     if (isShared()) replaceStorage(count());
   }

@@ -36,12 +36,14 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     if (waiting.task) waiting.task->cancel();
   }
 
-  /// The task that waits for the change before the next element. Absent before the first element and after the change.
+  /// The task that waits for a change, after which the next element can be made. Absent before the first element and
+  /// after the change.
   [[nodiscard]] std::optional<Task<>> waitingTask() {
     return task_.withLock([](const Waiting& waiting) { return waiting.task; });
   }
 
-  /// Starts a task that waits for the first change of the points in the list, unless a task is waiting already.
+  /// Tracks the points in the list until one of them changes. Starts a task that waits for the change, unless a task is
+  /// waiting already.
   void follow(AccessList& accesses) {
     const std::uint64_t round = task_.withLock([&](Waiting& waiting) {
       // Another consumer of the same iterator may have begun the round, or a cancellation may have ended the previous

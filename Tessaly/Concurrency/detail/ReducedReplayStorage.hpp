@@ -109,8 +109,8 @@ struct ReducedReplayStorage {
   std::vector<Continuation> continuations;
 };
 
-/// A function that combines an element into the running value, its first argument. A function that returns the combined
-/// value instead would have no effect.
+/// A function that combines an element with the running value, which is the function's first argument. The function
+/// must return nothing, because a returned value would be ignored.
 template <typename Reduce, typename Element>
 concept Reducer = std::copy_constructible<Reduce> && std::invocable<Reduce&, Element&, const Element&> &&
                   std::is_void_v<std::invoke_result_t<Reduce&, Element&, const Element&>>;

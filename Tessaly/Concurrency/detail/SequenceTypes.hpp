@@ -3,7 +3,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// A sequence's element and failure, for concepts. Both are void for a type that is not a sequence.
+/// A sequence's element type and failure type, for concepts. Both are void for a type that is not a sequence.
 template <typename Sequence>
 struct SequenceTypes {
   using Element = void;

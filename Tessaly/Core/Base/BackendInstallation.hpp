@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A pointer to a seam's installed backend. Null while the system's backend is in use.
+/// A pointer to the installed backend of a seam. Null while the system's backend is in use. A seam is a small interface
+/// to one service of the system.
 template <typename Backend>
 using InstalledBackend = std::atomic<const std::shared_ptr<Backend>*>;
 
@@ -31,8 +32,9 @@ const std::shared_ptr<Backend>& keptUntilExit(std::shared_ptr<Backend> backend) 
   return reference;
 }
 
-/// The installed backend of a seam, or else the system's. A seam declares two functions. The seam's own source defines
-/// `installed()`. The source of the system's backend defines `system()`, and the linker joins the two sources.
+/// The installed backend of a seam, or the system's backend if none is installed. A seam declares two functions. The
+/// seam's own source defines `installed()`. The source of the system's backend defines `system()`, and the linker joins
+/// the two sources.
 template <typename Backend>
 decltype(auto) backendInUse() {
   using System = decltype(Backend::system());

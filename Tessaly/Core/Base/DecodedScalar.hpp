@@ -15,8 +15,8 @@ inline constexpr char32_t replacementCharacter = U'\uFFFD';
 
 /// One scalar read from UTF-8.
 ///
-/// Every maximal subpart of an ill-formed subsequence reads as one U+FFFD, as the Unicode standard recommends. Reading
-/// therefore always advances and never fails.
+/// Every maximal subpart of an ill-formed subsequence is read as one U+FFFD, as the Unicode standard recommends.
+/// Reading therefore always advances and never fails.
 ///
 ///     DecodedScalar euro = decodeScalar("€5", 0);
 ///     // euro.scalar is U'€', euro.length is 3, euro.isWellFormed is true.

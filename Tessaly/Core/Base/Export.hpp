@@ -10,8 +10,8 @@
 /// with several libraries.
 #define TESSALY_EXPORT [[gnu::visibility("default")]]
 
-/// Marks a member function whose result refers to its object, or a parameter to which the result refers. Clang then
-/// warns about a result that outlives a temporary object (`-Wdangling`, on by default).
+/// Marks a member function whose result refers to `*this`, or a parameter to which the result refers. Clang then warns
+/// about a result that outlives a temporary object (`-Wdangling`, on by default).
 ///
 /// `TESSALY_NON_OWNING` marks a class whose objects refer to the argument of their constructor.
 #ifdef __clang__

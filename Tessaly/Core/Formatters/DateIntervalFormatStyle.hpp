@@ -25,10 +25,10 @@ namespace Tessaly::inline v1 {
 ///     std::cout << style.format(start, start + 3 * 86'400.0);  // Jan 2 – 5, 2023
 class DateIntervalFormatStyle {
  public:
-  /// The width of a date. The values in order give no date, "1/2/2023", "Jan 2, 2023", "January 2, 2023" and "Monday,
-  /// January 2, 2023".
+  /// The width of a date. In the order of the values: no date, "1/2/2023", "Jan 2, 2023", "January 2, 2023" and
+  /// "Monday, January 2, 2023".
   enum class DateWidth : std::uint8_t { omitted, numeric, abbreviated, long_, complete };
-  /// The width of a time. The values in order give no time and "3:04 PM".
+  /// The width of a time. In the order of the values: no time, and "3:04 PM".
   enum class TimeWidth : std::uint8_t { omitted, shortened };
 
   /// Sets the width of the dates. The default is `abbreviated`.

@@ -45,8 +45,8 @@ class DurationFormatStyle {
   }
 
   /// The text of a span in seconds, truncated toward zero to the smallest unit. Units with the value zero are omitted.
-  /// If all units are zero, the smallest unit is written. The sign of a negative span precedes the first written unit.
-  /// Empty for NaN and infinities.
+  /// If all units are zero, the smallest unit is written, without a sign. The sign of a negative span precedes the
+  /// first written unit. Empty for NaN and infinities.
   [[nodiscard]] TESSALY_EXPORT std::string format(double seconds) const;
 
   friend bool operator==(const DurationFormatStyle&, const DurationFormatStyle&) noexcept = default;

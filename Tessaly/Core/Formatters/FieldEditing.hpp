@@ -60,8 +60,8 @@ struct FieldNotice {
 /// of a `NumberFormatter`, and `state` judges the text. A suffix that stands in the field stays there. A number may
 /// have any minus sign or hyphen, the separators of any language, and white space around it. Its prefix and suffix may
 /// be missing. With another formatter, a change is refused if `isPartialStringValid` refuses the new text and offers no
-/// replacement. Even then, a deletion is accepted, and so is a change that does not lengthen an already refused text.
-/// With `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
+/// replacement. Two kinds of change are accepted even then: a deletion, and a change that does not lengthen an already
+/// refused text. With `FieldChecking::atEveryChange` the formatter judges every text, and can replace a refused text.
 ///
 /// Editing ends in the same way in both modes. A number beyond the range becomes the nearest bound, and excess fraction
 /// digits are rounded. With a `NumberFormatter`, an empty text becomes the text of the field's object, unless there is
@@ -123,12 +123,13 @@ class TESSALY_EXPORT FieldEditing {
   [[nodiscard]] std::optional<std::string> show(std::any object) noexcept;
   /// Judges a change that a person makes.
   [[nodiscard]] Answer change(const Change& change) const noexcept;
-  /// The last byte position that the cursor should have: the beginning of the suffix, or else the end of the text.
+  /// The maximum byte position for the cursor. With `FieldChecking::atTheEnd` and a `NumberFormatter`, this is the
+  /// beginning of the formatter's suffix if the text ends with that suffix. Otherwise this is the end of the text.
   [[nodiscard]] std::size_t lastPosition(std::string_view text) const noexcept;
   /// The state of a text. `*notice` receives the reason if the text is not acceptable. The pointer may be null.
   [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
-  /// Ends editing, with the cursor at a byte position. If the result has `hasEnded`, `object()` is then the object of
-  /// the result's text.
+  /// Ends editing, with the cursor at a byte position. If `hasEnded` is true in the result, `object()` is then the
+  /// object of the result's text.
   [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
 
   /// Sets the rule for the objects of the field, in place of an earlier rule. A text whose object breaks the rule is

@@ -30,8 +30,8 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 ///     std::cout << style.locale(Locale("en")).format(Date::now());  // November 21
 class Date::FormatStyle {
  public:
-  /// The width of a number: omitted, without padding, or at least two digits. A year of `twoDigits` has only its last
-  /// two digits.
+  /// The width of a number: omitted, without padding, or at least two digits. With `twoDigits`, a year is shortened to
+  /// its last two digits.
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
   /// The width of a month. A month can also be a name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };

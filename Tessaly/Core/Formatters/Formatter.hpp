@@ -42,7 +42,7 @@ class TESSALY_EXPORT Formatter : public Object {
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 
-  /// Whether a field may hold this text during editing. Otherwise the field keeps its former text, or shows the text
+  /// Whether a field may hold this text during editing. If not, the field may keep its former text, or show the text
   /// that the function has stored in `*newEditingString`. Both pointers may be null. The default implementation always
   /// returns true.
   virtual bool isPartialStringValid(std::string_view partialString,

@@ -24,8 +24,8 @@ namespace Tessaly::inline v1 {
 /// `std::locale`. `std::num_put` writes only ASCII digits and needs a locale that was generated on the machine.
 ///
 /// The first use of a locale prepares the locale in about 50 µs. The formatter keeps the eight prepared locales that it
-/// used last. A change of another property takes effect at the next use, and makes the formatter prepare its locales
-/// again. Only the limits of the fraction digits and the zero symbol can change without a new preparation.
+/// used last. The prepared locales stay valid when the locale, the limits of the fraction digits or the zero symbol
+/// change. After a change of any other property, the formatter prepares each locale again at its next use.
 ///
 /// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
 ///

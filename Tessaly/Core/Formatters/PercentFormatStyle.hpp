@@ -8,7 +8,7 @@ namespace Tessaly::inline v1 {
 
 /// Writes a ratio as a percentage: 0.5 is "50%". A new style writes no fraction digits.
 ///
-/// The value is multiplied by one hundred exactly: 0.575 is 57.5 per cent, which is rounded half to even: "58%".
+/// The value is multiplied by one hundred exactly. So 0.575 is 57.5 per cent, a tie, which is rounded to even: "58%".
 /// `NumberFormatter` multiplies in double precision and writes "57%". The cost is that of `NumberFormatStyle`.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.

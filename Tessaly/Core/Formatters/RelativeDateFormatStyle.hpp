@@ -15,11 +15,11 @@ namespace Tessaly::inline v1 {
 
 /// Writes the distance of a date from now, or from another date: "5 minutes ago", "in 3 days", "yesterday".
 ///
-/// The unit is the largest one that fits: seconds below a minute, minutes below an hour, and hours below a day. Longer
-/// distances are in days, weeks, months or years. The number of days is the number of midnights between the dates, and
-/// seven such days are a week. The other units are rounded down to whole units. `DateFormatter` can instead name the
-/// days around today and write other dates in full. The standard library has no counterpart. A thread prepares a locale
-/// in about 100 µs and keeps the 16 most recently used combinations of locale and width.
+/// The unit is the largest that fits: seconds for less than a minute, minutes for less than an hour, hours for less
+/// than a day. Longer distances are in days, weeks, months or years. The number of days is the number of midnights
+/// between the dates, and seven such days are a week. The other units are rounded down to whole units. `DateFormatter`
+/// can instead name the days around today and write other dates in full. The standard library has no counterpart. A
+/// thread prepares a locale in about 100 µs and keeps the 16 most recently used combinations of locale and width.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///

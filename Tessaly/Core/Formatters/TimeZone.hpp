@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A time zone, by its name in the time-zone database ("Europe/Paris") or its offset from Greenwich ("GMT+03:00").
+/// A time zone, identified by its name in the time-zone database ("Europe/Paris") or its offset from Greenwich
+/// ("GMT+03:00").
 ///
 /// The nearest standard facility is `std::chrono::time_zone`, which the supported standard library lacks.
 ///

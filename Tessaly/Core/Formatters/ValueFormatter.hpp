@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 /// For numbers use `NumberFormatter` or `Formatters::RangeNumber`, whose fields also judge half-typed texts. For dates
 /// use `DateFormatter`. `fieldFormatter` makes a `ValueFormatter` for amounts of money and for measurements.
 ///
-/// At the end of editing, a field shows the typed value in the form of `format`. If that text has another value, for
+/// At the end of editing, a field shows the typed value as `format` writes it. If that text has another value, for
 /// example a rounded value, the field stores the other value and shows a notice.
 ///
 /// An exception from one of the functions goes to the caller. If the caller is a field, the exception stops the

@@ -53,8 +53,8 @@ class Bundle {
   /// The running application. The facts are read at the first call.
   [[nodiscard]] TESSALY_EXPORT static const Bundle& main();
 
-  /// Sets the facts in code. These facts replace all facts in the executable. Stops the process if `Bundle::main` or
-  /// `setMain` was called before.
+  /// Sets the facts in code. These facts replace all facts of the executable's note. Stops the process if
+  /// `Bundle::main` or `setMain` was called before.
   TESSALY_EXPORT static void setMain(BundleInformation information);
 
   /// "CFBundleIdentifier" of the information dictionary.

@@ -56,8 +56,8 @@ class Date {
   /// Seconds from `other` to this date. Negative if this date is earlier.
   [[nodiscard]] constexpr double timeIntervalSince(Date other) const noexcept { return seconds_ - other.seconds_; }
 
-  /// The nearest time that the system clock can express. A date outside the clock's range gives the earliest or latest
-  /// time. Stops the process if the date is NaN.
+  /// The nearest time that the system clock can express. A date outside the clock's range, or in the first or last
+  /// second of this range, gives the earliest or latest time. Stops the process if the date is NaN.
   [[nodiscard]] TESSALY_EXPORT std::chrono::system_clock::time_point timePoint() const noexcept;
 
   /// The date in UTC and the Gregorian calendar, rounded down to whole seconds: "2023-01-02 15:04:05 +0000". If the
@@ -80,7 +80,8 @@ class Date {
  private:
   explicit constexpr Date(double seconds) noexcept : seconds_(seconds) {}
 
-  // Whole seconds and fractions are converted separately. A sum in seconds since 1970 would round the fractions.
+  // Whole seconds and fractions are converted separately. Their sum in seconds since 1970 would usually be larger, so a
+  // double would round the fraction more coarsely.
   template <typename Duration>
   static constexpr double secondsSinceReferenceDate(Duration since1970) noexcept {
     const auto cut = std::chrono::duration_cast<std::chrono::seconds>(since1970);

@@ -33,7 +33,8 @@ class TESSALY_EXPORT DecodingError final : public Error {
 
   /// For example `dataCorrupted("The given data was not valid JSON.")`.
   [[nodiscard]] std::string description() const override;
-  /// "The data couldn’t be read because it is missing." or "… because it isn’t in the correct format."
+  /// "The data couldn’t be read because it is missing." for `keyNotFound` and `valueNotFound`. For the other kinds "…
+  /// because it isn’t in the correct format."
   [[nodiscard]] std::string localizedDescription() const override;
 };
 

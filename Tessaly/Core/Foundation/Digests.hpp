@@ -105,7 +105,7 @@ class DigestHasher {
 /// A message authentication code: HMAC with SHA-256 (RFC 2104). The time of a comparison does not depend on the
 /// position of the first difference.
 struct HashedAuthenticationCode : DigestBytes<32> {
-  /// The code of bytes under a key. Throws `std::bad_alloc` only.
+  /// The authentication code of bytes under a key. Throws `std::bad_alloc` only.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static HashedAuthenticationCode authenticationCode(std::span<const std::uint8_t> bytes,

@@ -30,7 +30,7 @@ inline constexpr std::int64_t NSNotFound = std::numeric_limits<std::int64_t>::ma
 
 namespace detail {
 
-/// The error of a refused move of items of an ordered set, with the reason of the refusal. Also named
+/// The error that an ordered set throws if it refuses to move items. The error explains the reason. Also named
 /// `NSOrderedSet<>::MoveError`.
 struct TESSALY_EXPORT OrderedSetMoveError final : Error {
   /// The complete message.
@@ -162,7 +162,7 @@ class NSOrderedSet {
   /// Whether the set contains an equal element. O(1).
   [[nodiscard]] bool contains(const Element& element) const { return members_.read().find(element).has_value(); }
   /// The index of an equal element, or `NSNotFound`. O(1) if the set does not contain the element, or if elements were
-  /// only added at the end. Otherwise at most O(n), reading 4 bytes for each element.
+  /// only added at the end. Otherwise at most O(n): the search reads 4 bytes for each element.
   [[nodiscard]] std::int64_t index(const Element& element) const {
     const auto slot = members_.read().find(element);
     if (!slot) return NSNotFound;

@@ -26,7 +26,8 @@ class TESSALY_EXPORT POSIXError final : public Error {
   /// The error of this thread's `errno`.
   [[nodiscard]] static POSIXError last() noexcept;
 
-  /// For example `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`. A missing text is `"(null)"`.
+  /// For example `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`. If the error has no text,
+  /// `"(null)"` is written instead.
   [[nodiscard]] std::string description() const override;
   /// For example "The operation couldn’t be completed. No such file or directory".
   [[nodiscard]] std::string localizedDescription() const override;

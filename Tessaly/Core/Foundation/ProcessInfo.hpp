@@ -27,8 +27,8 @@ struct OperatingSystemVersion {
   std::int64_t minor = 0;
   std::int64_t patch = 0;
 
-  /// Parses up to three decimal numbers with dots between them. Parsing ends at the first unexpected character, or at a
-  /// number of 2^32 or more. The remaining numbers are 0.
+  /// Parses up to three decimal numbers with dots between them. Parsing ends at the first unexpected character, or
+  /// before a number of 2^32 or more. Numbers that were not parsed are 0.
   [[nodiscard]] TESSALY_EXPORT static OperatingSystemVersion from(std::string_view text) noexcept;
 
   /// All three numbers: "12.0.0".
@@ -56,11 +56,11 @@ class ProcessInfo {
     std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
   };
 
-  /// The facts of the running process, or their replacement. The facts of the process are made at the first call, and
-  /// never destroyed.
+  /// The `ProcessInfo` of the running process, or its replacement. The `ProcessInfo` of the running process is made at
+  /// its first use, and is never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const ProcessInfo& processInfo() noexcept;
 
-  /// The facts of the running process, except the overridden ones.
+  /// The facts of the running process. The facts in `overrides` replace those of the process.
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
   /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements must end in the reverse order of
@@ -90,7 +90,7 @@ class ProcessInfo {
   /// Seconds since the system started, without the time in which the system was suspended.
   [[nodiscard]] TESSALY_EXPORT double systemUptime() const noexcept;
   /// The number of processors that the calling thread may run on, at least 1. On a machine with more than 1,024
-  /// processors, the number of online processors.
+  /// processors, the result is the number of online processors.
   [[nodiscard]] TESSALY_EXPORT std::int64_t activeProcessorCount() const noexcept;
   /// The number of bytes of memory in the machine. 0 if the system does not report it.
   [[nodiscard]] TESSALY_EXPORT std::uint64_t physicalMemory() const noexcept;

@@ -120,7 +120,7 @@ class PropertyList {
   }
 
  private:
-  /// The base of the data on the heap. The kind determines the derived class.
+  /// The base class of the data on the heap. The kind of the value determines the derived class.
   struct Box {
     std::atomic<std::uint32_t> holders{1};
     std::uint32_t depth = 0;

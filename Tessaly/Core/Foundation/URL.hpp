@@ -43,9 +43,9 @@ class URL {
   ///
   /// These texts are not URLs: the empty text, a text with a malformed scheme, and a text whose port has a character
   /// other than a digit. The same holds for a text whose host has misplaced brackets, or a malformed address in
-  /// brackets. A text with a non-ASCII host that IDNA (UTS 46, non-transitional) refuses is not a URL either. A scheme
-  /// is empty, or is a letter followed by letters, digits, `+`, `-` or `.`. The text before the first `:` is a scheme
-  /// unless one of `/?#[]@` precedes the `:`.
+  /// brackets. A text with a non-ASCII host that IDNA (UTS 46, non-transitional) refuses is not a URL either. A
+  /// well-formed scheme is empty, or is a letter followed by letters, digits, `+`, `-` or `.`. The text before the
+  /// first `:` is a scheme unless one of `/?#[]@` precedes the `:`.
   ///
   /// If a component has an invalid character, the whole component is percent-encoded, including each valid `%XX`.
   /// "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b" stays. In the
@@ -99,8 +99,8 @@ class URL {
 
   /// The last component of `encodedPath()`, percent-decoded like `path()`: "/" for the root, empty for the empty path.
   [[nodiscard]] TESSALY_EXPORT std::string lastPathComponent() const;
-  /// The text after the last dot of the last component. Empty if the component has no dot, ends with a dot, or has only
-  /// dots before its last dot.
+  /// The text after the last dot of the last component. Empty if the component has no dot or ends with a dot. Also
+  /// empty if its last dot follows nothing, or only dots (".profile").
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
   /// Appends one component to the path, or several components separated by slashes, and returns the new URL. One slash

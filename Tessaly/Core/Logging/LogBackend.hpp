@@ -52,7 +52,7 @@ class TESSALY_EXPORT LogBackend {
   [[nodiscard]] static LogBackend& current() noexcept;
   /// The system's backend, even while another backend is installed.
   [[nodiscard]] static LogBackend& system() noexcept;
-  /// The place that `BackendInstallation` writes to.
+  /// The pointer to the installed backend, which `BackendInstallation` changes.
   [[nodiscard]] static InstalledBackend<LogBackend>& installed() noexcept;
 };
 

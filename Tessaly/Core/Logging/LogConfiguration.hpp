@@ -51,8 +51,8 @@ TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 /// The state of the connection to the journal, and the reason if records do not reach it.
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
-/// Waits until the library has tried to pass on the records written so far, for at most `limit`. The library itself
-/// flushes the system's backend at exit and before `fatalError` aborts, for at most 1 s.
+/// Waits, for at most `limit`, until the library has tried to pass on the records that were written so far. The library
+/// itself flushes the system's backend at exit and before `fatalError` aborts. Each of these flushes takes at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

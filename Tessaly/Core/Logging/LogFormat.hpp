@@ -25,7 +25,8 @@ struct LogLocation {
   const char* function = "";
   unsigned line = 0;
 
-  /// The place of the call. As a default argument, this function gives the place of the call that omits the argument.
+  /// The place of the call. If `here()` is a default argument, the result is the place of the call without this
+  /// argument.
   [[nodiscard]] static constexpr LogLocation here(const char* file = __builtin_FILE(),
                                                   const char* function = __builtin_FUNCTION(),
                                                   unsigned line = __builtin_LINE()) noexcept {

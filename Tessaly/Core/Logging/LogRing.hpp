@@ -94,7 +94,8 @@ class TESSALY_EXPORT LogRing {
   bool read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) const noexcept TESSALY_EXCLUDES(lock_);
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return capacity_; }
-  /// The number of bytes of the block that records take up.
+  /// The number of bytes of the block that records take up. Includes the gap that remains if a record does not fit at
+  /// the end of the block.
   [[nodiscard]] std::size_t usedBytes() const noexcept;
 
   /// Whether the lock could be taken in one of 100 attempts. False if the calling thread itself holds the lock.

@@ -13,7 +13,8 @@ namespace Tessaly::inline v1 {
 
 class LogRing;
 
-/// The destinations of records other than the store of the process: on Linux, the journal and standard error.
+/// The destinations that records have in addition to the store of the process. On Linux, these are the journal and
+/// standard error.
 ///
 /// The system's log backend passes every record to `write` after the store has taken the record.
 ///
@@ -31,13 +32,14 @@ class TESSALY_EXPORT LogSinks {
 
   /// Passes on a record that the ring already contains. An implementation must not write records itself.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits until the sinks have tried to pass on the records taken so far, for at most `limit`.
+  /// Waits at most `limit` until the sinks have tried to pass on the records that they have taken so far.
   virtual void flush(std::chrono::nanoseconds limit) noexcept = 0;
   /// See `LogConfiguration::setStandardErrorOutput`.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept = 0;
 
-  /// Makes the sinks of the running system. They may read older records from the ring later. Throws `std::bad_alloc`.
+  /// Makes the sinks of the running system. A sink may read a record from the ring after `write` has returned. Throws
+  /// `std::bad_alloc`.
   [[nodiscard]] static std::unique_ptr<LogSinks> make(const LogRing& ring);
 };
 

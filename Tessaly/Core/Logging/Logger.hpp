@@ -60,7 +60,7 @@ class Logger {
   void log(OSLogType type, LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     if (!log_.isEnabled(type)) [[likely]]
       return;
-    // The copy keeps the constant format out of the code before the branch.
+    // With this copy, the code before the branch need not set up the constant format.
     const auto placeholders = format.placeholders();
     const std::array<detail::RawLogArgument, sizeof...(Arguments)> raw{detail::rawLogArgument(arguments)...};
     detail::writeLogRecord(

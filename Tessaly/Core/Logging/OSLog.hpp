@@ -21,7 +21,7 @@ namespace detail {
 
 struct PointOfInterest;  // Defined in FoundationExtensions/OSLog+Extensions.hpp.
 
-/// The bit of a type. Signposts have a separate bit.
+/// The bit of a record type in `LogIdentity::enabled`. Signposts have a separate bit.
 constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
 constexpr std::uint32_t signpostBit = 1U << 5;
 
@@ -70,8 +70,9 @@ class OSLog {
   OSLog(std::string_view subsystem, std::string_view category) : identity_(&detail::internLog(subsystem, category)) {}
   OSLog(std::string_view subsystem, Category category) : OSLog(subsystem, category.rawValue()) {}
 
-  /// A log for signposts of interest. Its subsystem is the main bundle's identifier, "." and the given subsystem. Stops
-  /// the process if the main bundle has no identifier. Include FoundationExtensions/OSLog+Extensions.hpp.
+  /// A log with the category `Category::pointsOfInterest`. Its subsystem is the main bundle's identifier, "." and the
+  /// given subsystem. Stops the process if the main bundle has no identifier. Include
+  /// FoundationExtensions/OSLog+Extensions.hpp.
   template <typename Definition = detail::PointOfInterest>
   [[nodiscard]] static OSLog pointOfInterest(std::string_view subsystem) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OSLog+Extensions.hpp");

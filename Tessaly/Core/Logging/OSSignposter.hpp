@@ -76,8 +76,8 @@ class OSSignpostIntervalState {
 class TESSALY_EXPORT OSSignposter {
  public:
   OSSignposter(std::string_view subsystem, std::string_view category) : log_(subsystem, category) {}
-  /// Makes a signposter. The subsystem is exactly as given, without the bundle's identifier. The category is the type's
-  /// unqualified name.
+  /// Makes a signposter. The subsystem is exactly the given text: the main bundle's identifier is not added. The
+  /// category is the type's unqualified name.
   template <typename T>
   OSSignposter(std::string_view subsystem, Type<T>) : log_(subsystem, typeName<T>()) {}
   explicit OSSignposter(const OSLog& log) noexcept : log_(log) {}

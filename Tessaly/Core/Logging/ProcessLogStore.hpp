@@ -47,7 +47,7 @@ struct TESSALY_EXPORT LogEntry {
 };
 
 /// The newest records of this process, in a block of memory of fixed size. The default of 1 MiB holds about 8,000
-/// records of ordinary length. New records evict the oldest ones, whatever their types are.
+/// records of ordinary length. New records evict the oldest records, regardless of the records' types.
 ///
 /// Thread contract: thread-safe.
 ///

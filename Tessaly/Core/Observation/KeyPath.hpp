@@ -25,7 +25,8 @@ template <auto Member>
 struct KeyPathOf;
 
 /// The identity by which key paths are compared. The mangled name of the tag type is the same in every library of a
-/// process, for every compiler, even if the loader did not merge the records.
+/// process, for every compiler. So the comparison works even if the loader did not merge the libraries' copies of an
+/// identity.
 struct KeyPathIdentity {
   const std::type_info& tag;
   std::uint64_t hash;

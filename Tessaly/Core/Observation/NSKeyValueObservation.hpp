@@ -25,8 +25,8 @@ enum class NSKeyValueObservingOptions : std::uint8_t {
   new_ = 1,
   /// The previous value, with each change.
   old = 2,
-  /// An initial record, before `observe` returns. If another thread changes a `Property` at that moment, that thread
-  /// may deliver the initial record later.
+  /// An initial record, normally before `observe` returns. If another thread changes a `Property` at that moment, that
+  /// thread may deliver the initial record after `observe` has returned.
   initial = 4,
 };
 
@@ -110,7 +110,7 @@ class ObservedProperty {
   [[nodiscard]] bool isExpired() const noexcept { return object_.expired(); }
   [[nodiscard]] std::shared_ptr<Object> object() const noexcept { return object_.lock(); }
 
-  /// Reads and returns the property's value if the handler or the next record needs it. Otherwise only records a read.
+  /// Reads and returns the property's value if the observer requested new or old values. Otherwise only records a read.
   [[nodiscard]] std::optional<Value> read(const Object& object) const {
     if (wantsValues()) return keyPath_.read(object);
     keyPath_.access(object);

@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 /// Records the observers of values that a class computes or stores elsewhere. The getters of the class record reads,
 /// and its setters announce changes.
 ///
-/// Prefer `Property` for an ordinary member. Until one of its properties is tracked, a registrar takes the memory of
-/// one pointer, and an announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy
+/// Prefer `Property` for an ordinary member. A registrar takes the memory of one pointer until one of its properties is
+/// tracked. Until then, an announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy
 /// constructor that gives the copy a new registrar. The end of a registrar counts as a change of every tracked
 /// property.
 ///

@@ -50,9 +50,9 @@ template <typename OnChange>
 /// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
 /// `onChange` are not tracked.
 ///
-/// `apply` is an ordinary function. If it throws, nothing is tracked. An exception of `onChange` stops the process. To
-/// observe a value continuously, use `withContinuousObservation` or `Observations`, which track again after each
-/// change.
+/// `apply` must not be asynchronous. If `apply` throws, nothing is tracked. An exception of `onChange` stops the
+/// process. To observe a value continuously, use `withContinuousObservation` or `Observations`, which track again after
+/// each change.
 ///
 /// Thread contract: thread-safe. Reading the values needs the same protection as without tracking.
 ///

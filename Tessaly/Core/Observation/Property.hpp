@@ -28,7 +28,7 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 
 }  // namespace detail
 
-/// An observable data member. Code reads and writes it like its value:
+/// An observable data member. Code reads and writes a property like a plain value:
 ///
 ///     struct Player {
 ///       Property<std::string> title = "Nothing";

@@ -36,8 +36,8 @@ class CompactMapStepper {
 
 }  // namespace detail
 
-/// The values that a transform makes from a base's elements. An absent result drops the element. The sequence fails
-/// like the base.
+/// The values that a transform makes from a base's elements. An absent result drops the element. If the base fails, the
+/// sequence fails with the same error.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -43,8 +43,8 @@ class FlatMapStepper {
 
 }  // namespace detail
 
-/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. The flat-mapped
-/// sequence fails like the base.
+/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. If the base
+/// fails, the flat-mapped sequence fails with the same error.
 ///
 /// Thread contract: thread-compatible.
 ///

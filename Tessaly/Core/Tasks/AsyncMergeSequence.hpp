@@ -304,7 +304,7 @@ class AsyncMergeSequence {
         state->stop();
         co_return std::nullopt;
       }
-      if (state->hasEnded()) co_return std::nullopt;  // A cancelled first `next()` starts no children.
+      if (state->hasEnded()) co_return std::nullopt;  // After a cancelled first `next()` there are no children.
       if (running->bases) {
         auto [first, second] = *std::exchange(running->bases, std::nullopt);
         state->setChildren(start(state, 0, std::move(first)), start(state, 1, std::move(second)));

@@ -14,8 +14,8 @@
 namespace Tessaly::inline v1 {
 
 /// The iterator of an asynchronous sequence. An iterator has `next()` and `next(isolation)`. The second function awaits
-/// the element in the given isolation. Awaiting either function gives a `std::optional<Element>`, which is empty after
-/// the last element.
+/// the element in the given isolation. Awaiting the result of either function gives a `std::optional<Element>`, which
+/// is empty after the last element.
 template <typename Iterator, typename Element>
 concept AsyncIteratorOf = requires(Iterator& iterator, Isolation isolation) {
   iterator.next();

@@ -57,7 +57,7 @@ class ContinuationAwaiter;
 /// An exception of the value's constructor goes to the caller of `resume`. The handle is then still unresumed: the
 /// caller may resume it with another value or with the error.
 ///
-/// Thread contract: thread-safe; the handle itself is thread-compatible.
+/// Thread contract: thread-safe for different copies of one handle; each copy is thread-compatible.
 ///
 ///     Reply reply = co_await withCheckedContinuation<Reply>([&](CheckedContinuation<Reply> continuation) {
 ///       service.ask([continuation](Reply answer) { continuation.resume(std::move(answer)); });
@@ -144,8 +144,8 @@ class ContinuationAwaiter {
 }  // namespace detail
 
 /// Suspends the current task and calls the body at once with the handle that will resume the task. An exception of the
-/// body goes to the awaiter; the handle must not be resumed then. Reports of misuse contain the name, which is by
-/// default the name of the calling function.
+/// body goes to the awaiter. After the exception, the handle must not be resumed. Reports of misuse contain the name,
+/// which is by default the name of the calling function.
 ///
 /// Thread contract: thread-safe. One allocation, and a second one if the name exceeds 15 characters.
 template <typename T = void, typename Body>

@@ -11,7 +11,7 @@ namespace Tessaly::inline v1 {
 
 class ClockTimer;
 
-/// A source of time with timers. Every sleep and delay takes its time from a clock.
+/// A source of time with timers. Every sleep and delay measures time with a clock.
 ///
 /// Thread contract: thread-safe.
 ///

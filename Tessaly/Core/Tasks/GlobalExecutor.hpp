@@ -16,10 +16,11 @@ namespace Tessaly::inline v1 {
 /// work goes to `runBlocking`.
 ///
 /// The pool has one queue with four priorities. At each priority, the children of task groups start before the other
-/// jobs. The task group whose children began to wait most recently is the first, except that every 1,024th turn goes to
-/// the oldest group. The children of a group that have the same priority start in the order in which they were added.
-/// Jobs outside task groups start first in, first out. Even while children wait, about every sixteenth job that starts
-/// is a job outside task groups, if one waits.
+/// jobs. The pool prefers the task group whose children began to wait most recently. But about every 1,024th job comes
+/// from the group whose children began to wait first. The children of a group start in the order in which they were
+/// added. But a child counts as a job outside task groups if its priority differs from that of its waiting siblings. So
+/// does a child whose priority is raised while it waits. Jobs outside task groups start first in, first out. Even while
+/// children wait, about every sixteenth job that starts is a job outside task groups, if one waits.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -33,9 +34,9 @@ class GlobalExecutor {
     return executor != nullptr ? *executor : make();
   }
 
-  /// Replaces the pool. A second call, or a call after the first use, stops the process. The executor must outlive the
-  /// process's last task, and must not run jobs inside `enqueue` once the process uses timers or descriptors (see
-  /// `Executor`).
+  /// Makes the given executor the global executor, in place of the pool. A second call stops the process. So does a
+  /// call after the first use of the global executor. The given executor must outlive the process's last task, and must
+  /// not run jobs inside `enqueue` once the process uses timers or descriptors (see `Executor`).
   TESSALY_EXPORT static void install(Executor& executor) noexcept;
 
  private:

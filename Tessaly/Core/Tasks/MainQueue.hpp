@@ -39,12 +39,13 @@ class MainQueue {
   [[nodiscard]] TESSALY_EXPORT static bool isMainThread() noexcept;
 
   /// A descriptor that is readable while work waits (level-triggered). The queue owns the descriptor. The host may only
-  /// poll it. Work that wakes the main thread inside `run()` or `syncWait` does not make the descriptor readable.
+  /// poll it. But work that arrives while the main thread sleeps inside `run()` or `syncWait` wakes that thread, and
+  /// does not make the descriptor readable.
   [[nodiscard]] TESSALY_EXPORT static int fileDescriptor() noexcept;
 
   /// Runs the jobs that wait when the call begins, but not those that arrive meanwhile. Returns the number of jobs that
-  /// ran. A job may call `drain()` (a modal loop). The inner call then also runs the jobs that the outer call has not
-  /// reached yet.
+  /// ran. A job may call `drain()`, for example in a modal loop. The inner call then also runs the jobs that the outer
+  /// call has not reached yet.
   ///
   /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static std::size_t drain() noexcept;

@@ -14,15 +14,15 @@ namespace Tessaly::inline v1 {
 
 /// Runs its jobs one at a time, in the order in which they were enqueued, on threads of the global executor.
 ///
-/// A serial executor has no thread of its own. An enqueue onto an idle serial executor queues a turn on the global
-/// executor. A task that hops from the pool onto an idle serial executor continues at once on the same thread. An
-/// object holds a serial executor if at most one job at a time may use the object's state. See `Isolation` for the
-/// handle of a serial executor.
+/// A serial executor has no thread of its own. When a job is enqueued onto an idle serial executor, that executor
+/// queues a turn (see below) on the global executor. A task that hops from the pool onto an idle serial executor
+/// continues at once on the same thread. An object holds a serial executor if at most one job at a time may use the
+/// object's state. See `Isolation` for the handle of a serial executor.
 ///
 /// A turn is a job of the global executor, and runs at most 256 of the waiting jobs. A turn is queued at the highest
 /// priority among the jobs that wait. If a waiting job is raised to a higher priority, or a job of a higher priority is
-/// enqueued, the queued turn is raised too. Turns that are queued after that job has run do not keep the raised
-/// priority.
+/// enqueued, the queued turn is raised too. Turns that are queued after the job with the higher priority has run do not
+/// keep the raised priority.
 ///
 /// A serial executor is reference-counted, made by `Isolation::serial()`, and kept alive by queued jobs.
 ///
@@ -64,10 +64,10 @@ class TESSALY_EXPORT SerialExecutor final : public Executor {
   [[nodiscard]] bool giveUpIfEmpty() noexcept;
   [[nodiscard]] unsigned highestWaiting() const noexcept;
 
-  /// The newest job that was enqueued and not taken, linked to the older jobs. The low bits are the phase.
+  /// The newest job that was enqueued and not taken yet, linked to the older jobs. The low bits are the phase.
   std::atomic<std::uintptr_t> word_;
-  // Except `references_`, only the holder uses the members below, until the holder gives up the executor or queues a
-  // turn.
+  // Only the thread that holds the executor uses the members below, until it gives up the executor or queues a turn.
+  // But any thread may change `references_` and raise `turn_`.
   /// The jobs that were taken from the word, in order.
   JobList ready_;
   /// The number of the job that was taken last, and the number of the job that was started last.

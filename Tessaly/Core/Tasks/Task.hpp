@@ -96,8 +96,8 @@ class Task {
 
   /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before `cancel()` returns.
   /// Later calls do nothing. Has no effect after the task has ended, or in the child of a fork. Handlers may cancel
-  /// further tasks. A call of `cancel()` that is nested more than 64 levels deep returns at once. The outermost call
-  /// later calls the handlers of that task.
+  /// further tasks. A call of `cancel()` that is nested more than 64 levels deep only sets the flag of its task. The
+  /// outermost call later calls that task's handlers.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.

@@ -23,9 +23,10 @@ class GroupChildState;
 
 /// The child tasks of one scope. `withTaskGroup` makes a group, and does not return before every child has ended.
 ///
-/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool starts the
-/// children of a group in order. Usually the pool prefers the group whose children began to wait most recently.
-/// Children may run at the same time. A child may throw. `next()` and `waitForAll()` pass the exception on.
+/// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool usually
+/// starts the children of a group in order. The pool usually prefers the group whose children began to wait most
+/// recently. `GlobalExecutor` names the exceptions. Children may run at the same time. A child may throw. `next()` and
+/// `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///

@@ -18,7 +18,7 @@ namespace detail {
 
 /// Moves the current task to another isolation. The task continues at once if it is in that isolation already. On a
 /// thread of the pool the task also continues at once if the target is the pool or an idle serial executor. Otherwise
-/// the task waits in the executor's queue.
+/// the task waits in the target's queue.
 class Hop {
  public:
   explicit Hop(Executor* target) noexcept : target_(threadState.task->inOwner(target)) {}

@@ -32,8 +32,8 @@ class IndexBuckets;
 ///     const std::string& label = index.labels()[index.section("Örebro")];  // Ö
 class AlphabeticIndex {
  public:
-  /// The index of a locale. An unknown locale has the labels of ICU's default locale. Throws `std::runtime_error` if
-  /// ICU has no data.
+  /// The index of a locale. An unknown locale has the labels of ICU's default locale or of the root. Throws
+  /// `std::runtime_error` if ICU has no data.
   TESSALY_EXPORT explicit AlphabeticIndex(const Locale& locale = Locale::current());
 
   /// The labels of all sections in their order.

@@ -55,8 +55,8 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT GeneralCategory generalCategory(char32_t scalar) noexcept;
 
-/// Whether the scalar is punctuation: its category is Pc, Pd, Ps, Pe, Pi, Pf or Po. Unlike in `std::ispunct`, the ASCII
-/// signs `$+<=>^|~` and U+0060 are symbols and not punctuation.
+/// Whether the scalar is punctuation: its category is Pc, Pd, Ps, Pe, Pi, Pf or Po. Unlike `std::ispunct`, this
+/// function excludes the ASCII signs `$+<=>^|~` and U+0060, which are symbols.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isPunctuation(char32_t scalar) noexcept;

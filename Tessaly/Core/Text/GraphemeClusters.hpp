@@ -83,7 +83,7 @@ class TESSALY_NON_OWNING GraphemeClusters : public std::ranges::view_interface<G
 };
 
 /// The last user-perceived character of a text, empty for the empty text. Reads only the end of the text, back to the
-/// nearest place that is a boundary, whatever text precedes this place.
+/// nearest boundary that follows from its two adjacent scalars alone.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;

@@ -38,9 +38,9 @@ class TESSALY_EXPORT LAContext {
   LAContext& operator=(const LAContext&) = delete;
   virtual ~LAContext();
 
-  /// Whether the system can authenticate the user by this policy. Does not ask the user. If the result is false, sets
-  /// `error` to the system's reason, if the system gives one. Waits at most 2 s for the connection to the system, and
-  /// at most 2 s for the system's answer.
+  /// Whether the system can authenticate the user by this policy. Does not ask the user. If the result is false and the
+  /// system gives a reason, sets `error` to that reason. Waits at most 2 s for the connection to the system, and at
+  /// most 2 s for the system's answer.
   virtual bool canEvaluatePolicy(LAPolicy policy, std::exception_ptr& error) = 0;
   /// Asks the user, and calls `reply` once, on any thread, perhaps before this call returns. Does not wait for the
   /// user. The caller must keep the context alive until the reply.

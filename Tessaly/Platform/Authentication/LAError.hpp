@@ -19,9 +19,9 @@ enum class LAFailure : std::uint8_t {
   unknown,
   /// The user dismissed the question.
   cancelled,
-  /// The user could not, or may not, authenticate.
+  /// The user failed to authenticate, or is not allowed to.
   denied,
-  /// The session has no authentication agent, the program that asks the user.
+  /// The session has no authentication agent. An agent is the program that asks the user.
   noAgent,
   /// The system does not know the application's action: its policy file is not installed, or the application has no
   /// "PolkitAction" (see `BundleInformation::information`).
@@ -38,8 +38,8 @@ enum class LAFailure : std::uint8_t {
 
 /// A failure to authenticate the user.
 ///
-/// `userInfo()` has the reason that `failure()` returns under "reason", and a text for people under "description". If
-/// the application's text could not be shown, "localizedReason" says so.
+/// In `userInfo()`, "reason" names the reason that `failure()` returns, and "description" is a text for people. If the
+/// application's text could not be shown, "localizedReason" says so.
 ///
 /// Thread contract: thread-safe while no thread changes the error.
 ///

@@ -35,9 +35,10 @@ class TESSALY_EXPORT DeviceBackend {
   DeviceBackend& operator=(const DeviceBackend&) = delete;
   virtual ~DeviceBackend();
 
-  /// Copies the value, a text with its terminating zero, to `buffer`, which has room for `*size` bytes. Sets `*size` to
-  /// the number of bytes copied. Without a buffer, sets `*size` to the number of bytes needed. Returns 0, or the
-  /// system's error code: `ENOENT` for an unknown name, `ENOMEM` for a buffer that is too small.
+  /// Copies the value to `buffer`, which has room for `*size` bytes. The value is a text with its terminating zero.
+  /// Sets `*size` to the number of bytes copied. Without a buffer, sets `*size` to the number of bytes needed. Returns
+  /// 0, or the system's error code: `ENOENT` for an unknown name or a missing value, `ENOMEM` for a buffer that is too
+  /// small.
   virtual std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) = 0;
   /// The source of "hw.model".
   [[nodiscard]] virtual DeviceSource source() const = 0;

@@ -12,7 +12,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The kind of a change of the file under a name.
+/// The kind of a change to the file with a given name.
 enum class FileChange : std::uint8_t {
   contents,  ///< The same file was written or truncated.
   replaced,  ///< Another file has the name now.
@@ -40,8 +40,8 @@ class TESSALY_EXPORT FileChangeSource {
   /// The change since the last call that returned a change, or since the source was made. Nothing if there is no
   /// change. Throws `POSIXError` when the system refuses to watch the file.
   [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
-  /// Whether the caller must poll. True if the system sends no events for this file: on remote volumes, and if the file
-  /// or a directory on its path cannot be read.
+  /// Whether the caller must poll. True if the system sends no events for this file. That happens on remote volumes,
+  /// and if the file or a directory on its path cannot be read.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

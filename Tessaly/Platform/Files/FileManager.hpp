@@ -26,12 +26,12 @@ namespace Tessaly::inline v1 {
 /// Whether `createDirectory` also makes missing parent directories.
 enum class IntermediateDirectories : std::uint8_t { required, created };
 
-/// The operations on the file system that a backend provides.
+/// The operations that a backend provides on the file system.
 ///
 /// The nearest standard facility is `std::filesystem`. It throws other errors, and has no events, no marks for backups
-/// and no directories of an application. Functions that take a URL throw `URLError` (`unsupportedURL`) for a URL that
-/// is not a file URL. They throw `POSIXError` when the system refuses. All functions except
-/// `makeFileSystemObjectSource` may block on the file system.
+/// and no directories of an application. All functions that take a URL, except those for security-scoped access, throw
+/// `URLError` (`unsupportedURL`) if the URL is not a file URL. They throw `POSIXError` when the system refuses. All
+/// functions except `makeFileSystemObjectSource` may block on the file system.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -67,8 +67,8 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::unique_ptr<FileChangeSource> makeFileChangeSource(
       const URL& file, std::function<void()> onPossibleChange) = 0;
 
-  /// A source for the contents of a directory, to which the path may lead through symbolic links. The handler is called
-  /// when there may be changes to take.
+  /// A source for the contents of a directory. The path may lead to the directory through symbolic links. The handler
+  /// is called when there may be changes to take.
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
   /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed during the call

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A source that notifies a handler, on a queue, of events of an open file until the source is cancelled. `FileManager`
+/// A source of the events of an open file. Until the source is cancelled, it calls a handler on a queue. `FileManager`
 /// makes the source.
 ///
 /// A source follows the open file, not its name. After an atomic replacement the source reports that the old file was
@@ -31,7 +31,8 @@ class TESSALY_EXPORT FileSystemObjectSource {
   FileSystemObjectSource(const FileSystemObjectSource&) = delete;
   FileSystemObjectSource& operator=(const FileSystemObjectSource&) = delete;
 
-  /// Sets the handler that is called when an event of a requested kind has happened. Set it before `resume()`.
+  /// Sets the handler that is called when an event of a requested kind has happened. Set this handler before
+  /// `resume()`.
   virtual void setEventHandler(std::function<void()> handler) = 0;
   /// Sets the handler that is called once after `cancel()`. The event handler is not called after the cancel handler,
   /// so the cancel handler may close the descriptor. Set the cancel handler before `resume()`.

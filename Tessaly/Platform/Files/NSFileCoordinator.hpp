@@ -21,11 +21,11 @@ class NSFileCoordinator {
 
   /// Calls the accessor, on this thread, with a URL to read from. For uploading a directory, the accessor receives the
   /// URL of a temporary zip archive of the directory. In every other case, the accessor receives the given URL. Other
-  /// users have no permission to read the archive. The archive is removed after the call, unless the accessor moved it.
-  /// In an archive, every path begins with the directory's name. Names that are well-formed UTF-8 are stored as UTF-8.
-  /// Times are kept, and files may be larger than 4 GiB (ZIP64). Symbolic links inside the directory are archived as
-  /// links. Throws `POSIXError`, for example `EBUSY` if the size of a file above 256 KiB changed while it was read.
-  /// Also throws the exceptions of the accessor. Blocks on the file system.
+  /// users have no permission to read the archive. The archive is removed when the accessor has returned or thrown,
+  /// unless the accessor moved the archive. In an archive, every path begins with the directory's name. Names that are
+  /// well-formed UTF-8 are stored as UTF-8. Times are kept, and files may be larger than 4 GiB (ZIP64). Symbolic links
+  /// inside the directory are archived as links. Throws `POSIXError`, for example `EBUSY` if the size of a file above
+  /// 256 KiB changed while it was read. Also throws the exceptions of the accessor. Blocks on the file system.
   TESSALY_EXPORT void coordinateReading(const URL& url, ReadingOptions options,
                                         const std::function<void(const URL&)>& accessor) const;
 };

@@ -61,7 +61,7 @@ class BusConnection {
     return result < 0 ? result : 0;
   }
 
-  /// Processes messages until the condition holds, for at most the limit. Returns 0 or a negative system error code.
+  /// Processes messages until the condition holds, for at most `limit`. Returns 0 or a negative system error code.
   template <typename Condition>
   int processUntil(Condition holds) {
     using std::chrono::steady_clock;
@@ -119,8 +119,8 @@ class BusConnection {
     return readOwner(reply.message.get()).value_or(std::string());
   }
 
-  /// Makes the bus start the owner of the name, if no connection owns the name and the bus knows which program to
-  /// start.
+  /// Asks the bus to start the program for the name. The bus starts nothing if a connection already owns the name, or
+  /// if no such program is known.
   void startOwnerOf(const char* name) {
     const BusMessage request = makeCallOfBus("StartServiceByName");
     if (request != nullptr && sd_bus_message_append(request.get(), "su", name, 0u) >= 0) call(request);

@@ -16,10 +16,11 @@ class DisplayInhibition;
 }
 
 /// A power backend that keeps the display awake through a service. The backend asks the desktop's screen saver, the
-/// desktop's session manager and the login manager, in this order. It uses the first service that grants the request.
+/// desktop's session manager and the login manager, in this order. In a sandbox, the backend asks the portal before
+/// these services. The backend uses the first service that grants the request.
 ///
-/// Every assertion has its own connections, so the services end the assertion when the process ends. If the service
-/// that holds an assertion ends or is replaced, all services are asked again.
+/// Every assertion has its own connections. The end of the process closes these connections, and the services then end
+/// the assertion. If the service that holds an assertion ends or is replaced, all services are asked again.
 ///
 /// Thread contract: thread-safe. An operation may call each service several times, and waits at most 2 s for each call.
 ///

@@ -31,7 +31,7 @@ enum class ReplyProblem : std::uint8_t {
   missing,
   /// There is a value of another type.
   otherType,
-  /// The bytes do not encode the named types, or the encoded value is impossible.
+  /// The bytes do not encode the types that the message names, or the encoded value is impossible.
   malformed,
   /// The process has reached its limit of descriptors.
   noRoom,
@@ -78,8 +78,9 @@ enum class CallFailure : std::uint8_t {
   return CallFailure::refused;
 }
 
-/// Takes the values of a message in order, from its beginning. Every request fails for a message that is an error,
-/// because the text of an error is not an answer. After one failure all later requests fail.
+/// Takes the values of a message in order, from its beginning. `take`, `enter`, `leave` and `skip` fail for a message
+/// that is an error, because the text of an error is not an answer. After one failure, all later calls of these
+/// functions fail.
 class BusReader {
  public:
   explicit BusReader(sd_bus_message* message) noexcept : message_(message) {

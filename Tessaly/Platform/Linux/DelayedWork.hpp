@@ -12,9 +12,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Work that runs on a thread that may block: after the delay of `schedule`, or soon after `start`. A second `schedule`
-/// before the work starts can only make the start earlier. The work never runs twice at the same time. If the work
-/// becomes due while it runs, it runs once more afterwards.
+/// Work that runs on a thread that may block. The work starts after the delay of `schedule`, or soon after `start`. A
+/// second `schedule` before the work starts can only make the start earlier. The work never runs twice at the same
+/// time. If the work becomes due while it runs, it runs once more afterwards.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<DelayedWork>, private ClockTimer {
@@ -37,7 +37,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   Clock& clock_;
   const std::function<void()> work_;
   /// Held while `schedule` or `cancel` changes the timer, and acquired before `lock_`. `lock_` is not held during
-  /// `Clock::add`: if the deadline has passed, the clock may fire the timer before `Clock::add` returns.
+  /// `Clock::add`. If the deadline has passed, the timer may fire before `Clock::add` returns, and its `becomeDue`
+  /// acquires `lock_`.
   UnfairLock scheduling_;
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.

@@ -31,7 +31,7 @@ struct Inhibition {
   OwnedDescriptor descriptor = {};
 };
 
-/// The environment that decides which services exist.
+/// The environment of the process, on which the list of services depends.
 enum class Surroundings : bool { open, sandbox };
 
 /// The services in the order in which they are called. The portal is called only in a sandbox.

@@ -26,10 +26,11 @@ class SettingsFileSystem;
 /// docs/settings.md describes the files and the order in which they are written. That page also says which values
 /// survive which failure.
 ///
-/// No call waits longer than 2 s in all for other processes. If the property list cannot be read, `close()` and the
-/// destructor wait up to 1.1 s more: `damageDelay` for a readable list, and then 0.1 s for other processes. After an
-/// operation has waited 2 s for the journal's lock, later operations do not wait for this lock, and their writes stay
-/// in memory. Operations wait again after an operation has found the lock free.
+/// No call waits longer than 2 s in all for other processes, with one exception. If the property list has become
+/// unreadable, `close()` and the destructor wait up to 1.1 s more. They wait up to `damageDelay` for a readable list,
+/// and then up to 0.1 s for other processes. After an operation has waited 2 s for the journal's lock, later operations
+/// do not wait for this lock, and their writes stay in memory. Operations wait again after an operation has found the
+/// lock free.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -48,7 +49,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
     std::string folder;
     Opening opening = Opening::forUse;
     /// The clock of all delays and waits. The clock must outlive the store. If the host releases the store during a
-    /// notification of another process's change, the store is destroyed later, on the notifying thread.
+    /// notification of another process's change, the store lives until the notification ends. Then the notifying thread
+    /// destroys the store.
     Clock& clock = ContinuousClock::shared();
     /// Makes the system calls for files. Null means the system's own calls. The object must outlive the store, as the
     /// clock must.
@@ -57,8 +59,8 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
 
   /// The time from a write to its checkpoint, unless a checkpoint is due earlier.
   static constexpr std::chrono::milliseconds checkpointDelay{250};
-  /// A property list is set aside if it stays malformed, or is not a regular file, for this time. A store that has
-  /// never read the list waits three times as long.
+  /// A property list is set aside after it has been malformed, or has not been a regular file, for this time. A store
+  /// that has never read the list waits three times as long.
   static constexpr std::chrono::seconds damageDelay{1};
   /// The time from a write that could not be stored to the next attempt.
   static constexpr std::chrono::seconds retryDelay{1};
@@ -69,11 +71,11 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
-  /// The store of the identifier's directory.
+  /// Opens the store in the settings directory of the application that has the identifier.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);
-  /// Makes a last checkpoint. If the property list cannot be read, the destructor waits up to `damageDelay` for a
-  /// readable list.
+  /// Makes a last checkpoint. If the property list has become unreadable, the destructor waits up to `damageDelay` for
+  /// a readable list.
   ~JournaledUserDefaults() override;
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;

@@ -17,7 +17,7 @@ namespace Tessaly::inline v1 {
 /// through rtnetlink. The expense comes from NetworkManager, or in a sandbox from the desktop's portal. The portal also
 /// gives the status if the kernel does not give it.
 ///
-/// `make` reads the tables. Later each change wakes two threads, and there is no cost without changes. After lost
+/// `make` reads the tables. Afterwards each change wakes two threads, and there is no cost without changes. After lost
 /// messages the backend reads the tables again.
 ///
 /// Thread contract: thread-safe.
@@ -34,8 +34,8 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   ~LinuxNetworkBackend() override;
 
   void refresh() override;
-  /// The number of complete readings of the tables, and of readings of the routes. A complete reading also counts as a
-  /// reading of the routes.
+  /// The first function counts the complete readings of the tables. The second function counts the readings of the
+  /// routes, including those that are part of a complete reading.
   [[nodiscard]] std::uint64_t fullReadingsForTesting() const noexcept { return fullReadings_.load(); }
   [[nodiscard]] std::uint64_t routeReadingsForTesting() const noexcept { return routeReadings_.load(); }
 

@@ -40,7 +40,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   struct State {
     bool isExpensive = false;
     NWPath::ExpenseSource source = NWPath::ExpenseSource::noBus;
-    /// Whether the portal considers the network available. Absent unless the portal has answered this.
+    /// Whether the portal considers the network available. Absent if the portal has not reported this.
     std::optional<bool> isAvailable = std::nullopt;
 
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
@@ -56,7 +56,8 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   MeteredWatch& operator=(const MeteredWatch&) = delete;
 
   [[nodiscard]] State state() const noexcept { return state_.load(std::memory_order_acquire); }
-  /// Connects to the bus and sends the request, unless the watch is already connected. Does not block.
+  /// Connects to the bus and requests the state from the service, unless the watch is already connected. Does not
+  /// block.
   void connectIfNeeded();
 
  private:
@@ -67,7 +68,7 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
   bool connect() TESSALY_REQUIRES(lock_);
   void process();
   void ask(sd_bus* bus);
-  /// Sends the request for the property.
+  /// Sends the request for the state.
   void send(sd_bus* bus);
   void sendAgain(std::uint64_t question);
   void giveUp(std::uint64_t question);

@@ -14,9 +14,9 @@ namespace Tessaly::inline v1 {
 /// should demand authentication.
 ///
 /// By default, the action is the bundle's "PolkitAction". `tessaly_bundle(... POLKIT_ACTION ...)` sets this entry and
-/// installs the action's policy. The polkit service accepts the application's reason only from trusted callers, such as
-/// the owner that the action's policy names. If the service refuses the reason, the user sees the policy's text. If the
-/// authentication then fails, the error says that the reason was not shown.
+/// installs the action's policy. The polkit service accepts the reason that is given to `evaluatePolicy` only from
+/// trusted callers, such as the owner that the action's policy names. If the service refuses the reason, the user sees
+/// the policy's text. If the authentication then fails, the error says that the reason was not shown.
 ///
 /// Thread contract: thread-safe. Each question to the user has its own thread.
 ///

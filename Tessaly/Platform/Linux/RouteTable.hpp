@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The links, addresses and default routes of the kernel's rtnetlink messages (RFC 3549), and whether a default route
-/// is usable.
+/// The links, addresses and default routes from the kernel's rtnetlink messages (RFC 3549). Also says whether a default
+/// route is usable.
 ///
 /// A default route of an address family is usable under two conditions. First, the route's link is up and has a
 /// carrier. Second, the link has an address of that family to which other machines can reply. Such an address on

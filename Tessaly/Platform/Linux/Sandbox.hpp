@@ -19,8 +19,8 @@ struct Sandbox {
   std::string application = {};
 };
 
-/// The sandbox that the file describes, or nothing if the file does not exist. The file is a key file that Flatpak
-/// writes. An unreadable or malformed file counts as a sandbox without an application.
+/// The sandbox that the file at the path describes, or nothing if the file does not exist. The file is a key file that
+/// Flatpak writes. An unreadable or malformed file counts as a sandbox without an application.
 [[nodiscard]] inline std::optional<Sandbox> readSandbox(const char* path = "/.flatpak-info") {
   if (::access(path, F_OK) != 0) return std::nullopt;
   constexpr std::string_view key = "name=";

@@ -88,7 +88,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     if (isOwner) isServing_ = true;
   }
   [[nodiscard]] bool isServing() const noexcept { return isServing_; }
-  /// For the thread's loop: ends the service if this process is not the owner and no program is pasting.
+  /// For the thread's loop: `isServing()` becomes false if this process is not the owner and no program is pasting.
   void noteTransfers(bool areThere) noexcept {
     if (!isOwner_ && !areThere && isServing_.exchange(false)) isServing_.notify_all();
   }

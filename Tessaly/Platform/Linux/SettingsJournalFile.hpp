@@ -39,7 +39,7 @@ class SettingsJournalFile {
   /// Whether the header was read, so that records can be read from `offset()` on.
   [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
   /// The nonce of the journal that is followed, or was followed last. 0 if the successor of that journal cannot be
-  /// recognised.
+  /// recognized.
   [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }

@@ -84,8 +84,8 @@ class SettingsStore {
   /// Called after an event in the directory. `wasClosed` means the same as `SettingsWatcher::News::wasClosed`.
   void directoryChanged(bool wasClosed);
 
-  /// The property list and the journal that stood in the directory at the same time. No two states have the same pair,
-  /// because each list is a new file, and each journal has a random number.
+  /// The property list and the journal that stood in the directory at the same time. No two states of the directory
+  /// have the same pair, because each list is a new file, and each journal has a random number.
   struct Standing {
     FileIdentity list;
     std::uint64_t journal = 0;
@@ -115,7 +115,7 @@ class SettingsStore {
   [[nodiscard]] const SettingsKeysFile& keysFile() const noexcept { return keysFile_; }
   void checkpointFailed(const StoreProblem& problem);
   void checkpointSucceeded();
-  /// Synchronizes the journal alone.
+  /// Synchronizes only the journal.
   void synchronizeJournal();
 
   /// Sets aside a property list that is still damaged. Returns whether to try again later.
@@ -138,8 +138,8 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether the maker of the new journal has recorded how much of the former journal it had read. If so, the next
-    /// two members say how much.
+    /// Whether the new journal has a record that says how much of the former journal a process had read. If so, the
+    /// next two members say how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
@@ -160,7 +160,7 @@ class SettingsStore {
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
   /// Needs the exclusive lock unless nothing is pending. Without the lock, another process could write a newer value of
-  /// the same key after this process read the last records. The pending value would then replace the newer value.
+  /// a pending key after this process has read the last records. The pending value would then replace the newer value.
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
   [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
@@ -176,7 +176,7 @@ class SettingsStore {
   StoreResult<> rotate() TESSALY_REQUIRES(lock_);
   [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
   /// Acquires the exclusive lock unless `mode` is exclusive. Returns whether the journal's
-  /// `SettingsJournalFile::Standing` is still the same.
+  /// `SettingsJournalFile::Standing` is still the same as before the call.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
   /// Replaces the journal with a new one. The new journal has all values that this process knows and that the property
@@ -228,7 +228,7 @@ class SettingsStore {
   const SettingsListFile listFile_;
   const SettingsKeysFile keysFile_;
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
-  /// The inode number of the directory of the journal that was followed last.
+  /// The inode number of the directory that had the last followed journal.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
   /// Whether the old journal is damaged, or comes from another program. If so, the old journal is set aside instead of
   /// removed.
@@ -260,7 +260,8 @@ auto SettingsStore::withJournal(LockMode mode, SettingsPatience& patience, Body 
     }
     if (isLockStuck_.load(std::memory_order_relaxed)) return failure(StoreFault::lockHeld);
     if (patience.wait()) continue;
-    // A failure to get the exclusive lock may only mean that other processes hold the shared lock one after another.
+    // A failure to get the exclusive lock may only mean that other processes hold the shared lock one after another. So
+    // only a failure to get the shared lock counts.
     if (mode == LockMode::shared && patience.isFull()) isLockStuck_.store(true, std::memory_order_relaxed);
     return failure(StoreFault::lockHeld);
   }

@@ -43,7 +43,7 @@ class SettingsWatcher final : public InotifyHub::Subscriber, public std::enable_
  private:
   bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
   void wake() noexcept override { work_->start(); }
-  /// True, to save wake-ups: this process's own writes cause most events.
+  /// True, because this process's own writes cause most events. So a wait for further events saves wake-ups.
   [[nodiscard]] bool isPatient() const noexcept override { return true; }
   void unwatch(const std::vector<int>& watches) noexcept;
 

@@ -12,8 +12,8 @@ namespace Tessaly::inline v1 {
 /// `2024-05-06T07:08:09.123456Z error [app.identifier.Export:Exporter] Cannot write table.csv`.
 ///
 /// The sink writes each record with one system call, and makes further calls only after a partial or interrupted call.
-/// Further lines of a message are indented. If a write fails, the rest of the record is dropped. A pipe without a
-/// reader does not end the process.
+/// Further lines of a message are indented. If a write fails, the rest of the record is dropped. A write to a pipe
+/// without a reader does not end the process.
 ///
 /// Thread contract: thread-safe.
 ///

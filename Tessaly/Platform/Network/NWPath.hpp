@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether the machine could reach other machines at one moment, and how.
+/// Whether the machine could reach other machines at one moment, and whether the traffic was expensive.
 ///
 /// A path has four bytes. It records the knowledge of that moment and promises nothing: a packet may still be lost, and
 /// a network may have no connection to the Internet.
@@ -65,7 +65,8 @@ class NWPath {
     wrongAnswer,
     /// A test.
     scripted,
-    /// The desktop's portal, in a sandbox. There the values above concern the portal and the session bus.
+    /// The desktop's portal, in a sandbox. In a sandbox, the values from `asking` to `wrongAnswer` concern the portal
+    /// and the session bus.
     portal,
   };
 

@@ -20,9 +20,10 @@ class NetworkBackend;
 
 /// A monitor that notifies a handler of changes of the network path over all interfaces.
 ///
-/// `currentPath()` is correct at once. Updates begin after `start`. The first update has the path at the time of
-/// `start`. A monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux a change of
-/// the status or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone does not.
+/// `currentPath()` has the kernel's status at once, and the expense as soon as its source has answered. Updates begin
+/// after `start`. The first update has the path at the time of `start`. A monitor delivers its updates in order and one
+/// at a time, even on a concurrent queue. On Linux a change of the status or of the expense causes an update. A change
+/// of `statusSource()` or `expenseSource()` alone does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Each needs the event loop of its toolkit.
 /// `GNetworkMonitor` also treats a route as usable while its cable is disconnected.
@@ -42,7 +43,7 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   /// kernel's pending messages. The first monitor of a process reads the kernel's tables.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
-  /// Cancels the monitor. A call of the handler that is under way keeps the monitor alive until the call returns.
+  /// Cancels the monitor. A running call of the handler keeps the monitor alive until the call returns.
   ~NWPathMonitor();
   NWPathMonitor(const NWPathMonitor&) = delete;
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
@@ -55,9 +56,10 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   void start(OS_dispatch_queue queue);
   /// The latest known path, even before `start` and after `cancel()`.
   [[nodiscard]] NWPath currentPath() const noexcept;
-  /// Ends the updates: the handler receives no later update. Does not wait for a call that another thread is making or
-  /// is about to make. If the monitor's queue is serial and `cancel` is called on this queue, no call begins
-  /// afterwards. The handler may call this function. Later calls of `cancel` and `start` do nothing.
+  /// Ends the updates. Does not wait for a call of the handler that another thread is making or is about to make. So
+  /// such a call may still begin after `cancel` has returned. If the monitor's queue is serial and `cancel` is called
+  /// on this queue, no call begins afterwards. The handler may call `cancel`. Later calls of `cancel` and `start` do
+  /// nothing.
   void cancel() noexcept;
 
  private:

@@ -62,8 +62,8 @@ class TESSALY_EXPORT PasteboardBackend {
   PasteboardBackend& operator=(const PasteboardBackend&) = delete;
   virtual ~PasteboardBackend();
 
-  /// Begins new contents. The next `setString` replaces all old contents in one step. So the pasteboard is not empty in
-  /// between, and a program that refills an empty pasteboard does not restore the old contents.
+  /// Begins new contents. The next `setString` replaces all old contents in one step. So the pasteboard is not empty
+  /// between the two calls, and a program that refills an empty pasteboard does not restore the old contents.
   virtual void clearContents() = 0;
   /// Adds an item to the contents, or replaces the item of the same type. Returns false on failure.
   virtual bool setString(std::string_view text, PasteboardType type) = 0;

@@ -13,10 +13,10 @@ namespace Tessaly::inline v1 {
 
 /// An object that a store notifies of the changes of single keys.
 ///
-/// If a thread of this process writes a value, that thread notifies the observer before the write returns. One serial
-/// executor notifies the observer of other processes' writes, in the order of those writes. Both kinds of notification
-/// may run at the same time. The store holds no lock during a notification. An exception from `observeValue` stops the
-/// process.
+/// If a thread of this process writes a value, that thread notifies the observer before the write returns. If other
+/// processes write values, one serial executor notifies the observer, in the order of those writes. Both kinds of
+/// notification may run at the same time. The store holds no lock during a notification. An exception from
+/// `observeValue` stops the process.
 ///
 /// Thread contract: thread-safe.
 ///

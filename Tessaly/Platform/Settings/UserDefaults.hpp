@@ -42,8 +42,9 @@ class TESSALY_EXPORT UserDefaults : public Object {
  public:
   ~UserDefaults() override;
 
-  /// The store of this application: under the main bundle's identifier, or else the executable's name. Opened at first
-  /// use and never destroyed. While a `UserDefaultsInstallation` exists, returns the store that it installed.
+  /// The store of this application. Its identifier is the main bundle's identifier, or the executable's name if the
+  /// bundle has none. The store is opened at first use and never destroyed. While a `UserDefaultsInstallation` exists,
+  /// returns the store that it installed.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& standard();
   /// The store of this application, even while a `UserDefaultsInstallation` replaces `standard()`.
   [[nodiscard]] static const std::shared_ptr<UserDefaults>& system();
@@ -57,7 +58,7 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// thread holds this lock.
   [[nodiscard]] virtual std::optional<PropertyList> value(std::string_view forKey) const = 0;
   /// Stores a value. Once `set` has returned, a value that could be stored survives the end of the process. By then the
-  /// observers in this process have been notified, unless an equal value was there.
+  /// observers in this process have been notified, unless an equal value was already there.
   virtual void set(PropertyList value, std::string_view forKey) = 0;
   /// Removes the value that is stored under the key, with the promises of `set`.
   virtual void removeObject(std::string_view forKey) = 0;
@@ -65,8 +66,8 @@ class TESSALY_EXPORT UserDefaults : public Object {
   using KeyedValues = std::map<std::string, std::optional<PropertyList>, std::less<>>;
   /// Stores all values or none. The batch is one record, so neither the end of the process nor a power cut leaves a
   /// part of the batch. Observers are called after all changes, once for each key whose value has changed. If a value
-  /// cannot be stored at all, the whole batch is refused. Otherwise the batch has the promises of `set`. A host's store
-  /// that does not override this function stores one value after the other.
+  /// is nested too deeply, or the batch is too large, the whole batch is refused. Otherwise the batch has the promises
+  /// of `set`. A host's store that does not override this function stores one value after the other.
   virtual void setValuesForKeys(KeyedValues keyedValues);
   /// All stored values. O(n log n) for n keys.
   [[nodiscard]] virtual PropertyList::Dictionary dictionaryRepresentation() const = 0;
@@ -75,8 +76,8 @@ class TESSALY_EXPORT UserDefaults : public Object {
   /// not keep the observer alive. An observer that is added twice is notified twice.
   virtual void addObserver(const std::shared_ptr<KeyValueObserver>& observer, std::string_view forKeyPath,
                            KeyValueObservingOptions options, void* context) = 0;
-  /// Undoes the last addition of this observer for this key, if there is one. Does not wait for calls that other
-  /// threads are making. The observer's destructor may call this function.
+  /// Undoes the last addition of this observer for this key, if there is one. Does not wait for calls of the observer
+  /// that other threads are making. The observer's destructor may call this function.
   virtual void removeObserver(const KeyValueObserver& observer, std::string_view forKeyPath) = 0;
   /// Notifies the observer of the changes of every key.
   virtual void addObserverOfEveryKey(const std::shared_ptr<KeyValueObserver>& observer,

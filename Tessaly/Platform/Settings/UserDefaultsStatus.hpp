@@ -45,7 +45,7 @@ enum class UserDefaultsEffect : std::uint8_t {
   /// No stored value is lost, now or later.
   none,
   /// Values written after the problem began are only in memory. They are lost if the process ends before the problem
-  /// does.
+  /// ends.
   inMemoryOnly,
   /// At present, the store treats values of the file as absent.
   notRead,

@@ -20,7 +20,7 @@ namespace Tessaly::inline v1 {
 /// differ from the system's answers. The `FileSystemObjectSource`s of this file manager report events only when the
 /// test calls `fire`.
 ///
-/// Thread contract: thread-safe, except that the functions are set before the first use.
+/// Thread contract: thread-safe, except that a test must set the functions before the first use.
 ///
 ///     const auto files = std::make_shared<ScriptedFileManager>();
 ///     files->grantsAccess = [](const URL&) { return false; };

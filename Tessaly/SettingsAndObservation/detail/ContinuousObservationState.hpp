@@ -23,7 +23,7 @@ class TESSALY_EXPORT ContinuousObservationState {
   /// released after that pass.
   void cancel() noexcept;
 
-  /// Calls the function at the next change of a point in the list, unless the observation has ended.
+  /// Calls the function at the next change of an observation point in the list, unless the observation has ended.
   template <typename OnChange>
   void follow(AccessList& accesses, OnChange onChange) {
     if (accesses.count() == 0) return;

@@ -40,7 +40,7 @@ class Follower {
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
-  /// An object whose lifetime marks that a task waits. The constructor stops the process if another task already waits.
+  /// While this object exists, a task waits. The constructor stops the process if another task already waits.
   class SoleConsumer {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {

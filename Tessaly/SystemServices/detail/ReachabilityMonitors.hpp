@@ -80,8 +80,8 @@ TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monito
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 
 /// Yields a status for each change of the path or the setting, on any thread. Each change reserves a place in a queue
-/// before its status is computed. So the last status is computed after the last change. While one thread yields, other
-/// threads leave their statuses to that thread.
+/// before its status is computed. The statuses are yielded in the order of these places. So the last yielded status is
+/// computed after the last change. While one thread yields, other threads leave their statuses to that thread.
 class StatusFeed {
  public:
   explicit StatusFeed(AsyncStream<Status>::Continuation continuation) : continuation_(std::move(continuation)) {}

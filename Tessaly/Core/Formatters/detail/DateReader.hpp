@@ -10,10 +10,10 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Parses dates as the formats of a locale write them.
+/// Parses dates that are written in the formats of a locale.
 ///
-/// With `Parsing::strict`, `read` accepts the forms that a formatter of the given shape writes. The caller must check
-/// that the formatter would write exactly the parsed text.
+/// With `Parsing::strict`, `read` accepts the forms that a formatter of the given shape writes. Because `read` then
+/// ignores differences in white space, the caller must check that the formatter writes exactly this text.
 ///
 /// Thread contract: thread-compatible.
 class DateReader {
@@ -30,8 +30,8 @@ class DateReader {
   explicit DateReader(Shape shape);
   ~DateReader();
 
-  /// The dates that a text may mean, in milliseconds since 1970. `now` has the same unit. The most probable date of a
-  /// lenient text comes first.
+  /// The dates that a text may mean, in milliseconds since 1970. `now` has the same unit. With `Parsing::lenient`, the
+  /// most probable date comes first.
   [[nodiscard]] std::vector<double> read(std::string_view text, Parsing parsing, double now);
 
  private:

@@ -15,7 +15,7 @@ namespace Tessaly::inline v1::detail {
 /// Writes dates of the Gregorian calendar, part by part, as a pattern says. The text equals that of ICU's date format,
 /// but writing calls no function of ICU. `read` parses such texts.
 ///
-/// Thread contract: thread-compatible. Writing and reading are thread-safe while no thread changes the object.
+/// Thread contract: thread-compatible. Calls of `append` and `read` are thread-safe while no thread changes the object.
 struct DateWriter {
   enum class Field : std::uint8_t {
     literal,
@@ -35,26 +35,27 @@ struct DateWriter {
     Field field;
     /// The minimum number of digits.
     int digits = 1;
-    /// The names, beginning with January, Sunday or the morning. A literal has its text here.
+    /// The names, beginning with January, Sunday or the morning. For a literal, the only element is its text.
     std::vector<std::string> names;
   };
 
   std::array<std::string, 10> digits;
   std::vector<Part> parts;
 
-  /// Whether this class can write the date in every zone. The date is in milliseconds since 1970 in Greenwich. Every
-  /// date that this class can write is after the change from the Julian calendar and before the year 10000.
+  /// Whether this class can write the date in every zone. The argument is the date in milliseconds since 1970 in UTC.
+  /// Every date that this class can write is after the change from the Julian calendar and before the year 10000.
   static constexpr bool writes(double milliseconds) noexcept {
     return milliseconds > -12'200'000'000'000.0 && milliseconds < 253'402'000'000'000.0;
   }
 
-  /// Parses a text that has the form of the pattern. Returns the date in milliseconds since 1970 by the local clock.
-  /// The year of a `yy` field is in the century that begins 80 years before `today`. If the pattern has no day, no
-  /// month and no year, the result is a time on the day `today`. Returns nothing if no date fits the text, or if
-  /// several dates fit. The padding and the name of the weekday may differ from the text of `append`.
+  /// Parses a text that has the form of the pattern. Returns the date in milliseconds of local time since 1970. The
+  /// year of a `yy` field is in the century that begins 80 years before `today`. If the pattern has no day, no month
+  /// and no year, the result is a time on the day `today`. Returns nothing if no date fits the text, or if several
+  /// dates fit. `append` may write the result with other padding, another name of the weekday, or another
+  /// `hourOfTwelve` than the parsed text has.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
-  /// Appends a date, in milliseconds since 1970 by the local clock.
+  /// Appends a date, which is given in milliseconds of local time since 1970.
   void append(std::string& text, std::int64_t localMilliseconds) const {
     const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(localMilliseconds)};
     const auto days = std::chrono::floor<std::chrono::days>(time);
@@ -114,9 +115,9 @@ struct DateWriter {
   }
 };
 
-/// A writer that writes the same texts as a format of ICU. Absent for calendars other than the Gregorian one, and for
-/// patterns with fields that only ICU knows, such as names of time zones. This function is a template because no header
-/// of the library may name ICU's class.
+/// A writer that writes the same texts as a format of ICU. Absent for calendars other than the Gregorian one, for
+/// fields with number formats of their own, and for fields that only ICU knows, such as names of time zones. This
+/// function is a template because no header of the library may name ICU's class.
 template <typename SimpleDateFormat>
 [[nodiscard]] std::optional<DateWriter> dateWriterOf(const SimpleDateFormat& format, const std::string& locale,
                                                      bool isCapitalised);

@@ -36,16 +36,17 @@ struct DecimalWriter {
   int secondaryGroup = 0;
   int minimumGrouping = 1;
 
-  /// The rounded decimals of a magnitude.
+  /// The decimal digits of a rounded magnitude.
   struct Decimals {
     std::array<std::uint8_t, 20> digits{};
     int count = 0;
-    int integers = 0;  // The number of digits before the point. A negative number means zeros after the point.
+    int integers = 0;  // The number of digits before the point. A value of -n means n zeros directly after the point.
 
     [[nodiscard]] std::uint8_t at(int index) const noexcept {
       return index >= 0 && index < count ? digits[static_cast<std::size_t>(index)] : 0;
     }
-    /// The number of digits after the point, without trailing zeros. Zero or negative if the number is whole.
+    /// The number of digits after the point, without trailing zeros. The result is zero or negative if the magnitude is
+    /// whole.
     [[nodiscard]] int fractions() const noexcept {
       int fractions = count - integers;
       while (fractions > 0 && at(integers + fractions - 1) == 0) --fractions;
@@ -108,7 +109,7 @@ struct DecimalWriter {
     bool isUp = false;
     if (kept >= 0) {
       const std::uint8_t first = decimals.at(kept);
-      // The shortest form has no trailing zeros, so further dropped digits are never all zero.
+      // The shortest form has no trailing zeros, so the dropped digits after the first one are never all zero.
       const bool isTie = first == 5 && kept + 1 == decimals.count;
       const bool isOdd = kept > 0 && decimals.at(kept - 1) % 2 == 1;
       isUp = isTie ? rounding == Rounding::halfUp || (rounding == Rounding::halfEven && isOdd) : first >= 5;

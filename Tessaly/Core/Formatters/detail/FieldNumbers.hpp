@@ -44,8 +44,8 @@ class FieldEditing::Numbers {
   [[nodiscard]] Outcome settle(const std::string& text) const;
   /// The outcome with the nearest number that the field can show.
   [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
-  /// The outcome with the bound that a number crosses. The text of the bound may be rounded, so a formatter's range, if
-  /// any, gives the object instead of the text.
+  /// The outcome with the bound that a number crosses. The text of the bound may be rounded. If the formatter has a
+  /// range, the object therefore comes from the range and not from the text.
   [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const;
   [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const;
 

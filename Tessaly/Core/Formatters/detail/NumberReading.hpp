@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The relation of the text around a number to the text that a style writes there.
+/// How the text around a number matches the text that a style writes there.
 enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 
 /// The values that a text can mean as a number of a given shape, the most probable value first. `values` is empty if
@@ -26,8 +26,8 @@ struct NumberReading {
 
 /// Parses a text as `typedText` does. Percentages are divided by 100. Negative amounts of money may be in parentheses.
 ///
-/// Thread contract: thread-safe. Each thread prepares a combination of locale and shape in about 1 ms, and keeps the
-/// last 64.
+/// Thread contract: thread-safe. Preparing a combination of locale and shape takes about 1 ms. Each thread keeps the 64
+/// combinations that it used last.
 [[nodiscard]] TESSALY_EXPORT NumberReading readNumber(const std::string& locale, const NumberShape& shape,
                                                       std::string_view text);
 

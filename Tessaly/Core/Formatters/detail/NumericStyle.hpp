@@ -21,7 +21,7 @@ namespace Tessaly::inline v1::detail {
 template <typename Style>
 class NumericStyle {
  public:
-  /// Sets the locale. Absent by default, which means the current locale at every use.
+  /// Sets the locale. If the locale is absent, as by default, each call uses the current locale.
   [[nodiscard]] Style locale(const std::optional<Locale>& locale) const {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
@@ -53,8 +53,8 @@ class NumericStyle {
     return numberRangeText(identifier(), shape_, lower, upper);
   }
 
-  /// The number that a text represents. Absent if the text is not a number of this style. In lenient mode a text may
-  /// have several meanings, such as "1.234". Then the decimal separator of the locale decides. "∞" and "NaN" are not
+  /// The number that a text represents. Absent if the text is not a number of this style. In lenient mode a text such
+  /// as "1.234" may have several meanings. Then the decimal separator of the locale decides. "∞" and "NaN" are not
   /// parsed. O(n).
   [[nodiscard]] std::optional<double> parse(std::string_view text, Parsing parsing = Parsing::lenient) const {
     for (const double value : readNumber(identifier(), shape_, text).values) {

@@ -18,7 +18,7 @@ class PluralCategories {
   PluralCategories(const std::string& locale, PluralRules::Kind kind);
   ~PluralCategories();
 
-  /// Stands for the number of fraction digits in the shortest decimal form of a number.
+  /// As the argument `fractionDigits` of `of`: the number of fraction digits in the magnitude's shortest decimal form.
   static constexpr int shortest = -1;
 
   /// The category of a magnitude that is shown with this many fraction digits.

@@ -17,9 +17,9 @@ enum class WordPlace : std::uint8_t { list = 0, standalone = 1 };
 /// Whether a locale begins its words for days with a capital letter in this place.
 [[nodiscard]] bool capitalisesWordsForDays(const std::string& locale, WordPlace place);
 
-/// The pattern that joins a date in an ICU style and a time. {1} stands for the date, and {0} stands for the time. The
-/// result is the plain pattern, without a word such as "at". A locale without a plain pattern inherits that of its
-/// parent.
+/// The pattern that joins a date and a time. `style` is ICU's style of the date. {1} stands for the date, and {0}
+/// stands for the time. The result is the plain pattern, without a word such as "at". A locale without a plain pattern
+/// inherits that of its parent.
 [[nodiscard]] std::u16string glueOfDateAndTime(const std::string& locale, int style);
 
 /// Capitalises texts as ICU does at the beginning of a sentence.

@@ -37,7 +37,7 @@ struct TypedText {
 /// ends, and separators of any language. The last separator can be the decimal separator if it is a point, a comma or
 /// the Arabic decimal separator, and occurs only once. Equal separators can group digits: three in the last group, one
 /// to three in the first group, and two or three in the groups between. "1.234" has two readings. The first reading
-/// follows the decimal separator of the locale.
+/// follows `decimalSeparator`, which is the locale's decimal separator.
 [[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);
 
 /// The text without the suffix at its end, even if the suffix lacks its white space or is repeated.

@@ -26,16 +26,16 @@ class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
 
-  /// Reads directories. Earlier directories take precedence. Ignores missing and unreadable files, and files of more
-  /// than 32 MiB.
+  /// Reads directories. Each directory takes precedence over the directories after it. Ignores missing and unreadable
+  /// files, and files of more than 32 MiB.
   explicit MIMEDatabase(std::vector<std::string> folders);
   /// The database of this process's directories, read at the first call.
   [[nodiscard]] static const MIMEDatabase& shared();
   /// The directories of the XDG Base Directory specification, in order of precedence.
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
-  // Each function adds the contents of a file. Globs and aliases take precedence over earlier ones. Magic rules take
-  // precedence over earlier rules of the same priority.
+  // Each function adds the contents of a file. A new alias replaces an earlier alias of the same name. New globs take
+  // precedence over earlier globs of the same weight, and new magic rules over earlier rules of the same priority.
   void addGlobs(std::string_view globs2) { globs_.add(globs2); }
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);

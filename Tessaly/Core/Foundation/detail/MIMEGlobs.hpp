@@ -34,15 +34,16 @@ class TESSALY_EXPORT MIMEGlobs {
  private:
   /// Whether the comparison of a pattern and a name distinguishes upper and lower case.
   enum class Case : std::uint8_t { ignored, told };
-  /// A pattern of names for one type. Among several matches, the maximum weight decides, and then the maximum length.
+  /// A pattern of names for one type. Among several matches, the maximum weight decides, and then the maximum length of
+  /// the pattern.
   struct Glob {
     std::string type;
     std::string pattern;
     std::uint32_t weight;
     Case caseOfLetters;
 
-    /// Whether the pattern may be compared with a name that is in its original case (`told`) or in lower case
-    /// (`ignored`).
+    /// Whether the pattern may be compared with a name. `caseOfName` says whether the name is in its original case
+    /// (`told`) or in lower case (`ignored`).
     [[nodiscard]] bool counts(Case caseOfName) const noexcept {
       return caseOfName == Case::told || caseOfLetters == Case::ignored;
     }

@@ -18,7 +18,7 @@ namespace Tessaly::inline v1::detail {
 class TESSALY_EXPORT MIMEMagic {
  public:
   /// Adds the rules of a file. The new rules take precedence over earlier rules of the same priority. Skips unknown
-  /// lines, and a truncated rule at the end. Ignores a file without the signature.
+  /// lines, and a truncated rule at the end. Ignores a file that does not begin with the signature of magic files.
   void add(std::string_view file);
 
   /// The type of the first matching rule, in descending order of priority. Empty if no rule matches.
@@ -31,7 +31,7 @@ class TESSALY_EXPORT MIMEMagic {
     std::uint32_t indent = 0;
     std::size_t offset = 0;
     std::string value = {};
-    /// The bits of the value that count. Empty if all bits count, otherwise as long as the value.
+    /// Selects the bits that are compared. Empty if all bits are compared. Otherwise the mask is as long as the value.
     std::string mask = {};
     /// The number of positions, from the offset on, at which the value may begin.
     std::size_t range = 1;

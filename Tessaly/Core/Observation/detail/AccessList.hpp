@@ -18,24 +18,24 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// A read of a point, and the point's version at that time. An access in a list holds a reference on the point, unless
-/// it is an expected access.
+/// A read of a point, and the point's version at that time. An access that a list has stored itself holds a reference
+/// on the point.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;
 };
 
-/// The points that a function reads, each once, with the version at the first read. From its construction until
-/// `end()`, the list records the reads of its thread. While a nested list records, the outer list does not record.
-/// `end()` of the nested list adds its points to the outer list.
+/// The points that a function reads, with the version at the first read of each point. The list contains each point
+/// once. From its construction until `end()`, the list records the reads of its thread. While a nested list records,
+/// the outer list does not record. `end()` of the nested list adds its points to the outer list.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
-  /// A list that expects reads of exactly these points in this order, and stores the versions in `expected`. The list
-  /// takes no references, because the caller holds references on these points. An unexpected read turns the list into
-  /// an ordinary list.
+  /// A list that expects reads of exactly the points in `expected`, in that order, and stores the versions there. The
+  /// list takes no references, because the caller holds references on these points. An unexpected read turns the list
+  /// into an ordinary list.
   AccessList(Access* expected, std::size_t count) noexcept : AccessList() {
     expected_ = expected;
     expectedCount_ = count;

@@ -20,9 +20,9 @@ namespace Tessaly::inline v1::detail {
 /// The observer stays registered with the points of the last run of the function. While later runs read the same points
 /// in the same order, a change costs neither an allocation nor a registration.
 ///
-/// A change that `step()` makes outside the function is delivered at once, in a nested step. The observer ignores a
-/// change that the function itself makes. If another thread makes a change during a step, the thread in the step makes
-/// one more step. So the last step follows the last change.
+/// A change that `step()` makes before or after its call of the function is delivered at once, in a nested step. The
+/// observer ignores a change that the function itself makes. If another thread makes a change during a step, the thread
+/// in the step makes one more step. So the last step follows the last change.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {

@@ -17,7 +17,7 @@ class ObservationPoint;
 class PointObserver;
 class Tracking;
 
-/// A tracking's entry in a list of one point.
+/// The entry of a tracking in one of a point's lists.
 struct Registration {
   /// The list that contains the entry: for calls before a change, or for calls after it.
   enum class List : std::uint8_t { none, before, after };
@@ -30,12 +30,12 @@ struct Registration {
   List list = List::none;
 };
 
-/// The record of the trackings and observers of one property of one object. The first tracked read of the property
-/// makes the point. The property, every reader, every registration and every observer hold a reference to the point.
+/// The trackings and observers of one property of one object. The first tracked read of the property makes the point.
+/// The property, every reader, every registration and every observer hold a reference to the point.
 ///
-/// A reader records the version. The registration of a tracking compares it with the current version under the lock,
-/// and no change ends while another thread holds the lock. So a change by another thread between the read and the
-/// registration is not lost.
+/// A reader records the version. The registration of a tracking compares the recorded version with the current version
+/// under the lock, and no change ends while another thread holds the lock. So a change by another thread between the
+/// read and the registration is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -81,25 +81,23 @@ class TESSALY_EXPORT ObservationPoint {
   enum class Link : std::uint8_t { made, changed, fired, ended };
   /// Registers a tracking that read the point at `version`. If a change is running and `willChange` has announced it,
   /// the tracking is registered for the end of that change. Otherwise the tracking is registered for the beginning of
-  /// the next change. In the second case, the tracking is also called at the end of a running change that `willChange`
-  /// did not announce. For three reasons the tracking is not registered:
-  /// - `changed`: the version has changed, and either no announced change is running or the point has ended.
-  /// - `fired`: another point has fired the tracking.
+  /// the next change. A tracking that is registered for the next change is also called at the end of a running change
+  /// without an announcement. For three reasons the tracking is not registered: - `changed`: the version has changed,
+  /// and either no announced change is running or the point has ended. - `fired`: another point has fired the tracking.
   /// - `ended`: the point has ended, and its version is still `version`.
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
   /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read the point at `version`. Returns true if the version has changed since and no
-  /// change is running. A running change calls the observer at its end.
+  /// Registers an observer that read the point at `version`. Returns true if the version has changed since that read,
+  /// unless a change runs that `willChange` has announced. A running change calls the observer at its end.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;
   /// Calls a registered observer, as a change does.
   void call(PointObserver& observer) noexcept;
-  /// Ends an observer's registration. The thread that is calling the observer discards the observer's captures after
-  /// the call. If no thread is calling the observer, this function discards them. Returns whether another thread will
-  /// discard them.
+  /// Ends an observer's registration. If a thread is calling the observer, that thread discards the observer's captures
+  /// after the call. Otherwise this function discards them. Returns whether another thread will discard them.
   [[nodiscard]] bool remove(PointObserver& observer) noexcept;
 
  private:

@@ -58,17 +58,17 @@ class TESSALY_EXPORT PointObserver : public Observer {
   PointObserver() = default;
   ~PointObserver() override;
 
-  /// Registers with the point of a read, and takes over the reference that the access holds on the point. Called once.
-  /// Returns true if the point has changed since the read and no change is running. Then the caller must call the
-  /// observer.
+  /// Registers with the point of the access, and takes over the reference that the access holds on the point. Called
+  /// once. Returns true if the point has changed since the read and no change that `willChange` announced is running.
+  /// Then the caller must call the observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// Registers like `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
   /// Calls the observer, as a change of the point does.
   void call() noexcept;
 
-  /// Notifies the observer of a change. `accesses` contains the reads that the changing thread has tracked so far. The
-  /// thread tracks nothing during the call.
+  /// Notifies the observer of a change. `accesses` is the innermost list in which the changing thread records its
+  /// reads, or null. The thread tracks nothing during the call.
   virtual void notify(const AccessList* accesses) noexcept = 0;
   /// Destroys the captures of the observer. Called once, after the observation has ended, while no call is running.
   virtual void discard() noexcept {}

@@ -10,12 +10,13 @@
 namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
-/// list that has entries. The version counts the begun changes and the running changes. So, without contention, an
-/// announcement needs at most one atomic read-modify-write operation. The same operation takes the lock if a tracking
-/// or an observer must be called.
+/// list that has entries. The version counts the begun changes and the running changes. Because one word holds all of
+/// this, an announcement without contention needs at most one atomic read-modify-write operation. The same operation
+/// takes the lock if a tracking or an observer must be called.
 ///
 /// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
-/// only at its end. A reader of the old value has entered a list before that end, or later finds another version.
+/// only at its end. A reader of the old value either enters a list before that end, or finds another version when it
+/// registers.
 ///
 /// While a thread holds the lock, no other thread writes the word, so releasing the lock is a plain store. A waiting
 /// thread is not woken. It tries again after each of 100 processor pauses, and then every 50 µs. The lock is held while

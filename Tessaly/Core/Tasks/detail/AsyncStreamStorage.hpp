@@ -34,7 +34,7 @@ class AsyncStreamStorage {
  public:
   using Element = StreamElement;
   using TerminationHandler = std::function<void(const StreamTermination&)>;
-  /// Makes the elements of an unfolding stream.
+  /// Makes the elements of an unfolding stream, one for each request.
   using Producer = std::function<Async<std::optional<Element>>()>;
 
   struct Waiter {
@@ -163,8 +163,8 @@ class AsyncStreamStorage {
   }
 
  private:
-  /// While a termination handler runs, the stream is finishing or cancelling: terminal for a producer, but not yet for
-  /// a waiting consumer. `finish` can still give an error to a cancelling stream.
+  /// While a termination handler runs, the stream is `finishing` or `cancelling`. Then it has ended for a producer, but
+  /// not yet for a waiting consumer. `finish` can still give an error to a cancelling stream.
   enum class State : std::uint8_t { open, finishing, cancelling, terminal };
 
   /// Releases the lock.

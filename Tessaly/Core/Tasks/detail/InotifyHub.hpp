@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The one inotify instance of the process. All sources share it, because the system gives each user only a few
-/// instances. The instance is opened at first use and never closed.
+/// The one inotify instance of the process. All subscribers share the instance, because the system gives each user only
+/// a few instances. The instance is opened at first use and never closed.
 ///
 /// The hub's own thread reads the events. So a slow subscriber delays later events, but delays neither timers nor
 /// tasks.

@@ -72,8 +72,9 @@ class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_thi
   DescriptorSource(const DescriptorSource&) = delete;
   DescriptorSource& operator=(const DescriptorSource&) = delete;
 
-  /// Stops watching. Waits for the end of a call of the function on another thread, but not of an enclosing call on
-  /// this thread. No call of the function begins afterwards. Idempotent. Does nothing in the child of a fork.
+  /// Stops watching. If the function is running on another thread, waits until the function returns. Does not wait for
+  /// an enclosing call on this thread. No call of the function begins afterwards. Idempotent. Does nothing in the child
+  /// of a fork.
   void cancel() noexcept;
 
  private:

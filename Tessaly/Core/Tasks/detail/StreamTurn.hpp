@@ -6,15 +6,15 @@
 #include "Tessaly/Core/Base/Export.hpp"
 
 // If a stream is never empty, its consumer never waits, and would block the other work of its executor. So each thread
-// counts the elements that its consumers take without a wait. At the end of a turn, the consumer that took the turn's
-// last element lets other work run.
+// counts the elements that its consumers take without a wait, and divides these elements into turns. At the end of a
+// turn, the consumer that took the turn's last element lets other work run.
 
 namespace Tessaly::inline v1::detail {
 
 /// The number of further elements that consumers take without a wait before this thread checks for the end of the turn.
 TESSALY_EXPORT extern __thread std::uint32_t elementsLeft [[gnu::tls_model("initial-exec")]];
 
-/// Begins to count anew. Returns true if the thread's last turn ended at least 1 ms ago. Then this turn ends now.
+/// Begins to count anew. Returns true if the thread's last turn ended at least 1 ms ago. If so, this turn ends now.
 [[nodiscard]] TESSALY_EXPORT bool endTurnIfLong() noexcept;
 
 /// Counts an element that was taken without a wait. Returns true if a turn ends with this element, after at least 256

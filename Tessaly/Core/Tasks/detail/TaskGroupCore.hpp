@@ -17,6 +17,7 @@ namespace Tessaly::inline v1::detail {
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
   /// The links in the chain of added children (`next` only), or in the list of the children that were not collected.
+  /// An ended child is collected when it moves to the group's `ready_`.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.
@@ -49,8 +50,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool isEmpty() const noexcept {
     return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
   }
-  /// Releases the ended children. Returns false if no child is left. Otherwise the next child to end schedules the
-  /// current, suspended task.
+  /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
+  /// current task, which is suspended.
   [[nodiscard]] bool waitForChildren() noexcept;
   /// Marks the children that were not collected, and all later children, as cancelled. Appends the newly marked
   /// children to `cancelled`, the last child first.
@@ -103,7 +104,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// Suspends the task until a child ends. Returns false if a child has ended meanwhile.
   bool wait(TaskRecord& task) noexcept;
   void endWait(TaskRecord& task) noexcept;
-  /// Registers the task, so that the next child to end schedules it. Returns false if a child has ended meanwhile.
+  /// Registers the task, so that the next child that ends schedules the task. Returns false if a child has ended
+  /// meanwhile.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
   /// Moves the added children from `added_` to the list.
@@ -117,12 +119,12 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// The added children that are not in the list yet, the last one first.
   std::atomic<TaskGroupLink*> added_{nullptr};
   UnfairLock lock_;
-  /// The children in the list, which were not collected.
+  /// The children that are in the list. None of them was collected yet.
   LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
   /// The children that wait on the global executor.
   JobFamily waiting_;
-  /// The number of children that were not collected. It increases before a child is added, and decreases after the
-  /// child is in `ready_`.
+  /// The number of children that were not collected. The number increases before a child is added, and decreases after
+  /// the child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
   /// The ended children that were not collected, the last one first. While a task waits, the word holds that task's
   /// address and one set bit.
@@ -132,8 +134,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// True from the beginning of a wait until the waiting task continues.
   std::atomic<bool> isAwaited_{false};
   std::atomic<bool> isCancelled_{false};
-  /// No child is below this priority. The minimum rises with the priority of the waiting parent. A wait visits the
-  /// children only after a rise.
+  /// No child is below this priority. This minimum rises with the priority of the waiting parent. A wait visits the
+  /// children only after the minimum has risen.
   std::atomic<TaskPriority> lowest_{};
   /// The lowest priority with which a child was added.
   std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};

@@ -31,8 +31,9 @@ using TaskList = std::vector<Retained<TaskRecord>>;
 /// of the waiting task.
 class AwaitedWork {
  public:
-  /// Adds the tasks with a lower priority to the list, and lets later tasks start at the given priority. Called with
-  /// the lock of the waiting task held, so that the waiting task does not leave the wait meanwhile.
+  /// Adds the tasks below the given priority to the list. Children that are added to a group later start at least at
+  /// that priority. Called with the lock of the waiting task held, so that the waiting task does not leave the wait
+  /// meanwhile.
   virtual void collectBelow(TaskPriority priority, TaskList& tasks) noexcept = 0;
 
  protected:
@@ -103,8 +104,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   TaskRecord(const TaskRecord&) = delete;
   TaskRecord& operator=(const TaskRecord&) = delete;
 
-  /// The memory of records comes from the free lists of coroutine frames, because the general allocator costs a third
-  /// of the time of a small task.
+  /// The memory of records comes from the free lists of coroutine frames. The general allocator would cost a third of
+  /// the time of a small task.
   static void* operator new(std::size_t size) { return allocateFrame(size); }
   static void operator delete(void* record, std::size_t size) noexcept { freeFrame(record, size); }
   /// For records whose closure needs more than the usual alignment.
@@ -173,8 +174,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
     handlers_ = &handler;
     return true;
   }
-  /// Removes a handler. Waits for the end of a call of the handler on another thread, but not of a call on this
-  /// thread's stack. No call of the handler begins afterwards.
+  /// Removes a handler. If the handler is running on another thread, waits until the handler returns. Does not wait for
+  /// a call on this thread's stack. No call of the handler begins afterwards.
   void removeCancellationHandler(CancellationHandler& handler) noexcept {
     lock_.lock();
     if (handler.state_ == CancellationHandler::State::added) [[likely]] {
@@ -202,8 +203,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// The executor of the task's present isolation. Null means the global executor.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
-  /// Called by the task itself. The previous executor may end afterwards: a raise that still needs it has a reference
-  /// of its own.
+  /// Called by the task itself. The previous executor may be destroyed afterwards: a raise that still needs this
+  /// executor has a reference of its own.
   void setExecutor(Executor* executor) noexcept {
     if (this->executor() == nullptr) {
       executor_.store(executor, std::memory_order_release);
@@ -220,11 +221,12 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// The task of a job. Null for a job of another kind.
   [[nodiscard]] static TaskRecord* of(Job& job) noexcept;
-  /// Ends the task without resuming its code. Waits for the task's group children, destroys its coroutines, and gives
-  /// the tasks that await it a `CancellationError`. An executor calls `discard()` in place of `job.run()`.
+  /// Ends the task without resuming its code. Destroys the task's coroutines, and gives the tasks that await this task
+  /// a `CancellationError`. An executor calls `discard()` in place of `job.run()`. If children of the task's groups
+  /// have not ended, the call only cancels them. Then the next child that ends enqueues this task again.
   void discard() noexcept;
-  /// The executor for a move of this task to `target`. It is the executor of the isolation in which the task was
-  /// started if `target` is the base of that executor. Otherwise it is `target`.
+  /// The executor for a move of this task to `target`. If `target` is the base of the executor on which the task was
+  /// started, the result is the latter executor. Otherwise the result is `target`.
   [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
@@ -274,7 +276,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void complete() noexcept;
   /// Schedules the waiting tasks in the order of their waits.
   static void resumeWaiters(std::uintptr_t word) noexcept;
-  /// Registers this task, so that the next group child to end schedules it. Returns false if no group child is left.
+  /// Registers this task, so that the next group child that ends schedules this task. Returns false if no group child
+  /// is left.
   bool waitForGroupChildren() noexcept;
   void destroy() noexcept { delete this; }
   void unlink(CancellationHandler& handler) noexcept TESSALY_REQUIRES(lock_) {
@@ -285,8 +288,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void removeCalledHandler(CancellationHandler& handler) noexcept TESSALY_RELEASE(lock_);
 
   std::atomic<std::uint32_t> references_{1};
-  /// The newest of the tasks that wait for the completion, linked to the older ones, and three bits. An await changes
-  /// this word once, and so does the completion.
+  /// A pointer to the task that was the last to wait for the completion, and three flags. Each waiting task has a
+  /// pointer to the one before. Each wait changes this word once, and so does the completion.
   std::atomic<std::uintptr_t> word_{0};
   std::atomic<Executor*> executor_;
   std::coroutine_handle<> resumePoint_;

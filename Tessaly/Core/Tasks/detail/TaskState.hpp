@@ -39,7 +39,7 @@ class TaskState : public TaskRecord {
   std::atomic<bool> isTaken_{false};
 };
 
-/// A task that owns the closure that it runs. The closure may return an `Async` or a plain value.
+/// A task that owns and runs a closure. The closure may return an `Async` or a plain value.
 template <typename T, typename Closure, typename Base = TaskState<T>>
 class ClosureTask : public Base {
  public:

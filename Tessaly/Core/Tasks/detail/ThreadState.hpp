@@ -66,8 +66,8 @@ struct ThreadState : RunningJob {
 
   struct FrameList {
     void* first;
-    /// The number of further frames that the thread may keep. 0 until the thread has registered a function that moves
-    /// the frames to the common lists, or frees them, when the thread ends.
+    /// The number of further frames that the thread may keep. 0 until the thread has registered its exit function. When
+    /// the thread ends, this function moves the frames to the common lists, or frees them.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

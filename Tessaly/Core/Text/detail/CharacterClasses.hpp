@@ -46,7 +46,7 @@ class CharacterProperties {
   std::uint8_t bits_;
 };
 
-/// Whether there is a boundary between two neighbouring scalars.
+/// Whether there is a boundary between two neighbouring scalars, or what else the answer depends on.
 enum class Joint : std::uint8_t { breaks, joins, dependsOnFlags, dependsOnPictographs, dependsOnConjuncts };
 
 constexpr Joint jointOf(CharacterClass before, CharacterClass after) noexcept {

@@ -44,15 +44,15 @@ struct SearchContext {
         lastEndsInLetter, !found.text().empty() && isASCIILetter(static_cast<unsigned char>(found.text().back())));
   }
 
-  /// Whether the text can be cut before the next scalar. The transform of a script that follows looks back over signs
-  /// in the results, but only up to a Latin letter. So the result before the space must end in a Latin letter.
+  /// Whether the text can be cut before the next scalar. The transform of the text after the cut may look back over
+  /// signs in the results, but only up to a Latin letter. So the result before the space must end in a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;
   }
 };
 
-/// The kind and the result of a scalar, which may be ASCII.
+/// The kind and the result of any scalar, including ASCII.
 [[nodiscard]] SearchScalar scalarAt(char32_t scalar);
 
 /// One run of the search transform on one text. Two passes alternate: one for Latin text, and one for text of any

@@ -93,8 +93,8 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);
 
-/// Whether a hyphen stands between a Hangul syllable and the letters before it. `letters` is the end of the result
-/// before the syllable: its last three characters, or fewer.
+/// Whether the result has a hyphen between a Hangul syllable and the letters before it. `letters` is the end of the
+/// result before the syllable: at most the last three characters of that result.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] bool needsHyphen(std::string_view letters, char32_t syllable);

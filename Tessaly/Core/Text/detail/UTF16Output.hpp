@@ -8,7 +8,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// `Text::fromUTF16` for ICU's string class. It is a template because no header of the library may name that class.
+/// `Text::fromUTF16` for ICU's string class. This function is a template because no header of the library may name that
+/// class.
 ///
 /// Thread contract: thread-safe.
 template <typename UnicodeString>

@@ -19,8 +19,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The observers of one store, by key. The cost of a change or of a removal does not depend on the number of observers
-/// of other keys.
+/// The observers of one store, by key. The cost of `notify` or `remove` does not depend on the number of observers of
+/// other keys.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT KeyValueObservers {

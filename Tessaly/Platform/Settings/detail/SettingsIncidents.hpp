@@ -21,7 +21,7 @@ class TESSALY_EXPORT SettingsIncidents {
 
   [[nodiscard]] UserDefaultsStatus status() const;
 
-  /// Called when written values cannot be stored, for this reason.
+  /// Called when written values cannot be stored. `problem` is the reason.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
   /// The same, for a reason that is not a `StoreProblem`.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);

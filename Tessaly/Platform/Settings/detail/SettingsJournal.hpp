@@ -69,8 +69,8 @@ struct JournalRecord {
     /// Like `adoption`. The list also has other programs' changes that no record holds, so readers read everything
     /// again.
     adoptionWithUnknownChanges = 6,
-    /// Another journal was lost. The records before this one restore the contents of that journal, as far as a process
-    /// had read them. Earlier versions ignore this kind.
+    /// Another journal was lost. The records before this one restore the part of that journal that a process had read.
+    /// Earlier versions ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
@@ -161,8 +161,8 @@ struct JournalContents {
 
   /// The journal in the bytes. If the header is damaged, this function tries several nonces and uses the first nonce
   /// with which it finds a record. The function first tries `likelyNonce`, unless that is 0. Then it tries the nonce in
-  /// the header, and each nonce that differs from the latter in one bit. If no nonce leads to a record, the result is
-  /// absent.
+  /// the header, and each nonce that differs from the header's nonce in one bit. If no nonce leads to a record, the
+  /// result is absent.
   [[nodiscard]] TESSALY_EXPORT static std::optional<JournalContents> from(std::string_view bytes,
                                                                           std::uint64_t likelyNonce = 0);
 };

@@ -71,7 +71,7 @@ class TESSALY_EXPORT SettingsValues {
     [[nodiscard]] bool isUnknown() const noexcept { return unreadable && identity.isNone(); }
   };
 
-  /// Other writers' changes go to `deliver`, in their order.
+  /// The changes of other writers go to `deliver`, in the order of the changes.
   SettingsValues(std::uint64_t writer, std::function<void(SettingsChange)> deliver);
   ~SettingsValues();
 
@@ -86,8 +86,8 @@ class TESSALY_EXPORT SettingsValues {
   /// Whether the key has exactly this value. Without a value: whether the key is absent.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
-  /// Applies a record. After all changes of the record were made, passes other writers' changes to `deliver` and keeps
-  /// this process's changes for `takeOwnChanges`.
+  /// Applies a record. Makes all changes of the record first. Then passes other writers' changes to `deliver`, and
+  /// keeps this process's changes for `takeOwnChanges`.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
@@ -151,7 +151,7 @@ class TESSALY_EXPORT SettingsValues {
     /// The number of the journal.
     std::uint64_t journal = 0;
   };
-  /// The values at the beginning of the present journal, if they were kept. The caller gives them back with
+  /// The values at the beginning of the present journal, if they were kept. The caller returns them with
   /// `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
   /// Makes a snapshot from all values of the table, which the caller has just read.
