@@ -87,8 +87,8 @@ template <auto... Members, Monitorable Root, typename Callback>
 /// monitors cost nothing. The base is one pointer larger than `Object`.
 ///
 /// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way. A
-/// class may also define its own `MonitoredKeyPaths`. The members of that `MonitoredKeyPaths` can then name the
-/// properties in a call of `monitor`.
+/// class may also define its own `MonitoredKeyPaths`. In a call of `monitor`, its members then stand for the
+/// properties.
 ///
 /// Thread contract: thread-compatible, like the properties. Monitors may end on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {

@@ -43,8 +43,8 @@ struct DirectoryOptions {
 /// are followed. Unreadable subdirectories are listed without contents. If a listing cannot read the attributes of an
 /// entry because of `EIO`, the entry counts as missing. The size and the date of a subdirectory are as old as its last
 /// examination. A write through a hard link outside the directory is reported only if the entry is examined for another
-/// reason. A write through another name inside the directory is reported, unless that name was made and removed between
-/// two elements.
+/// reason. A write through another hard link inside the directory is reported, unless that link was made and removed
+/// between two elements.
 ///
 /// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So all
 /// entries are also examined every second. The same holds if a directory cannot be watched or has no time of creation.

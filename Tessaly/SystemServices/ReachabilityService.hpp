@@ -44,7 +44,7 @@ struct Status {
 /// tracking records the read. Call this function on the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observableIsOnline();
 
-/// `isExpensive()` as an observable read. The main thread updates the value, so the main queue must be served.
+/// The result of `isExpensive()`, for observers. The main thread updates the value, so the main queue must be served.
 /// Observation tracking records the read. Call this function on the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observedIsExpensive();
 

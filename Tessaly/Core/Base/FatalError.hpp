@@ -11,8 +11,8 @@ namespace Tessaly::inline v1 {
 /// Stops the process because of a programming error.
 ///
 /// Writes `<file>:<line>: Fatal error: <message>` and a line feed to standard error in one `write`, then runs the fatal
-/// handlers (which flush the log) and aborts with `SIGABRT`. The library passes `Tessaly/<File>` without extension as
-/// the file.
+/// handlers (which flush the log) and aborts with `SIGABRT`. The library's own `file` is `Tessaly/` and the name of a
+/// source file (without extension) or of a class.
 ///
 /// Thread contract: thread-safe. If several threads call `fatalError` at once, only the first call writes its message.
 [[noreturn]] TESSALY_EXPORT void fatalError(std::string_view message, std::string_view file, unsigned line) noexcept;

@@ -64,7 +64,7 @@ class ProcessInfo {
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
   /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements must end in the reverse order of
-  /// their construction. A `ProcessInfo` must outlive the replacement that installs this `ProcessInfo`.
+  /// their construction. The installed `ProcessInfo` must outlive its replacement.
   class Replacement {
    public:
     TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;

@@ -27,7 +27,8 @@ namespace Tessaly::inline v1 {
 ///
 /// A value has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a
 /// text or a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
-/// `PropertyListSerialization`, `description` and the settings store have the limit `maximumDepth`.
+/// `PropertyListSerialization` and `description` have the limit `maximumDepth`. The settings store allows one level
+/// less.
 ///
 /// Property lists are the format of settings. For data that other systems read, prefer a JSON coder.
 ///

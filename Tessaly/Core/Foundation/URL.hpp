@@ -100,7 +100,7 @@ class URL {
   /// The last component of `encodedPath()`, percent-decoded like `path()`: "/" for the root, empty for the empty path.
   [[nodiscard]] TESSALY_EXPORT std::string lastPathComponent() const;
   /// The text after the last dot of the last component. Empty if the component has no dot or ends with a dot. Also
-  /// empty if its last dot follows nothing, or only dots (".profile").
+  /// empty if nothing but dots stands before the last dot (".profile").
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
   /// Appends one component to the path, or several components separated by slashes, and returns the new URL. One slash

@@ -52,7 +52,8 @@ TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
 /// Waits, for at most `limit`, until the library has tried to pass on the records that were written so far. The library
-/// itself flushes the system's backend at exit and before `fatalError` aborts. Each of these flushes takes at most 1 s.
+/// itself flushes the system's backend at exit, and before `fatalError` aborts if the store's lock is free. Each of
+/// these flushes takes at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

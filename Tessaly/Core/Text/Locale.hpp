@@ -60,8 +60,9 @@ class Locale {
   explicit Locale(std::string_view identifier) : identifier_(identifier) {}
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
-  /// encoding ("de_DE.UTF-8" becomes "de_DE"). "C", "POSIX" and an empty environment give "en_US_POSIX". Without a
-  /// `Replacement`, every call reads the environment, as `std::getenv` does.
+  /// encoding ("de_DE.UTF-8" becomes "de_DE"). A modifier becomes a script or a variant ("sr_RS@latin" becomes
+  /// "sr_Latn_RS"), or is dropped. "C", "POSIX" and an empty environment give "en_US_POSIX". Without a `Replacement`,
+  /// every call reads the environment, as `std::getenv` does.
   ///
   /// Thread contract: thread-safe, but no thread may change the environment during the call.
   [[nodiscard]] TESSALY_EXPORT static Locale current();

@@ -138,8 +138,8 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether the new journal has a record that says how much of the former journal a process had read. If so, the
-    /// next two members say how much.
+    /// Whether a record in the new journal says how much of the former journal its writer had read. If so, the next two
+    /// members say how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;

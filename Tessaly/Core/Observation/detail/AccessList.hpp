@@ -18,8 +18,8 @@ class AccessList;
 /// The innermost list of this thread; null while nothing is tracked.
 TESSALY_EXPORT extern __thread AccessList* currentAccessList [[gnu::tls_model("initial-exec")]];
 
-/// A read of a point, and the point's version at that time. An access that a list has stored itself holds a reference
-/// on the point.
+/// A read of a point, and the point's version at that time. An access that an `AccessList` stores holds a reference on
+/// the point.
 struct Access {
   ObservationPoint* point;
   std::uint64_t version;
@@ -86,8 +86,8 @@ class TESSALY_EXPORT AccessList {
   /// The storage for more than `inlineCount` accesses.
   struct Many {
     std::vector<Access> accesses;
-    /// A hash table with open addressing, at most half full, from a point's address to its position in `accesses` plus
-    /// one.
+    /// A hash table that maps the address of a point to its position in `accesses` plus one. The table has open
+    /// addressing and is at most half full.
     std::vector<std::uint32_t> index;
   };
 

@@ -94,8 +94,8 @@ class TESSALY_EXPORT ComputedObserver : public Observer {
   void deregister() noexcept;
   void finish() noexcept;
 
-  /// A futex with the thread that is in a step, or 0, and three flags: a change during the step, the end of the
-  /// observer, and a thread that waits for the end of the step.
+  /// A futex. It contains the thread that is in a step (0 without one) and three flags: a change came during the step,
+  /// the observer has ended, and a thread waits for the end of the step.
   std::atomic<std::uint32_t> state_{0};
   // Only the thread that is in a step uses the members below.
   bool isTracking_ = false;

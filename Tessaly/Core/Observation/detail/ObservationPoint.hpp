@@ -79,18 +79,20 @@ class TESSALY_EXPORT ObservationPoint {
 
   /// The outcome of `link`: the tracking is registered, or it is not registered for one of three reasons.
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// Registers a tracking that read the point at `version`. If a change is running and `willChange` has announced it,
-  /// the tracking is registered for the end of that change. Otherwise the tracking is registered for the beginning of
-  /// the next change. A tracking that is registered for the next change is also called at the end of a running change
-  /// without an announcement. For three reasons the tracking is not registered: - `changed`: the version has changed,
-  /// and either no announced change is running or the point has ended. - `fired`: another point has fired the tracking.
-  /// - `ended`: the point has ended, and its version is still `version`.
+  /// Registers a tracking that read the point at `version`:
+  /// - for the end of the running change, if `willChange` has announced that change
+  /// - otherwise for the beginning of the next change, or for the end of a running change if that comes first
+  ///
+  /// In three cases the tracking is not registered:
+  /// - `changed`: the version has changed, and either no announced change is running or the point has ended
+  /// - `fired`: another point has fired the tracking
+  /// - `ended`: the point has ended, and its version is still `version`
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
   /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read the point at `version`. Returns true if the version has changed since that read,
-  /// unless a change runs that `willChange` has announced. A running change calls the observer at its end.
+  /// Registers an observer that read the point at `version`. A running change calls the observer at its end. Returns
+  /// true if the caller must call it: the version has changed since that read, and no announced change is running.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;

@@ -67,8 +67,8 @@ class TESSALY_EXPORT PointObserver : public Observer {
   /// Calls the observer, as a change of the point does.
   void call() noexcept;
 
-  /// Notifies the observer of a change. `accesses` is the innermost list in which the changing thread records its
-  /// reads, or null. The thread tracks nothing during the call.
+  /// Notifies the observer of a change. `accesses` is the innermost list of the changing thread before the call, or
+  /// null. The thread tracks nothing during the call.
   virtual void notify(const AccessList* accesses) noexcept = 0;
   /// Destroys the captures of the observer. Called once, after the observation has ended, while no call is running.
   virtual void discard() noexcept {}

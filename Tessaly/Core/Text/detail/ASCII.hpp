@@ -29,8 +29,8 @@ inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept
   return offset;
 }
 
-/// A mask with the high bit of each byte that is a carriage return or is not ASCII. The mask may also contain the high
-/// bits of bytes above such a byte.
+/// A mask: the high bit is set in each byte that is a carriage return or is not ASCII. The mask may also contain the
+/// high bits of bytes above such a byte.
 inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
   const std::uint64_t differing = word ^ (ones * '\r');

@@ -13,8 +13,8 @@ namespace Tessaly::inline v1::Text::detail {
 /// The form of a text for searches. ICU transforms the whole text.
 [[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
 
-/// The work of all transforms of ICU in this process, as a number of UTF-16 units. The number is the sum of the units
-/// that the transforms read and of the units that were moved to make room for changes.
+/// The work of all transforms that the library has made with ICU in this process, as a number of UTF-16 units. The
+/// number is the sum of the units that the transforms read and of the units that were moved to make room for changes.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::uint64_t transformStepsForTesting() noexcept;
