@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "tests/Support/MemoryVolume.hpp"
@@ -20,11 +21,13 @@ namespace Tessaly::Tests {
 /// without caches. Make it before the first thread.
 class RemoteVolume {
  public:
-  /// `reason()` says why it is missing.
-  RemoteVolume() : reason_(enterMountNamespace()) {
+  /// `reason()` says why it is missing. The options are those of bindfs.
+  explicit RemoteVolume(const std::vector<std::string>& options = {}) : reason_(enterMountNamespace()) {
     if (!reason_.empty()) return;
-    process_ = Process(
-        {"bindfs", "-f", "-o", "attr_timeout=0,entry_timeout=0,negative_timeout=0", origin_.path(), volume_.path()});
+    std::vector<std::string> command{"bindfs", "-f", "-o", "attr_timeout=0,entry_timeout=0,negative_timeout=0"};
+    command.insert(command.end(), options.begin(), options.end());
+    command.insert(command.end(), {origin_.path(), volume_.path()});
+    process_ = Process(command);
     const auto isThere = [&] {
       struct statfs volume{};
       return ::statfs(volume_.path().c_str(), &volume) == 0 && volume.f_type == FUSE_SUPER_MAGIC;
@@ -40,6 +43,11 @@ class RemoteVolume {
   /// Between these calls the volume does not answer.
   void suspend() const { process_.signal(SIGSTOP); }
   void resume() const { process_.signal(SIGCONT); }
+  /// Ends the program behind the volume. The volume stays, without contents.
+  void lose() {
+    process_.signal(SIGKILL);
+    static_cast<void>(process_.wait());
+  }
   /// The path of a file for another computer.
   [[nodiscard]] std::string theirs(const std::string& name) const { return origin_.path() + "/" + name; }
   /// The path of the same file on this system.

@@ -72,7 +72,8 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
   /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed during the call
-  /// is omitted. Throws `POSIXError`.
+  /// is omitted. An entry that gives no attributes, such as the mount point of a volume that has ended, has a type, but
+  /// the size 0 and the date 1970-01-01. Throws `POSIXError`.
   [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
 
   /// Whether a path leads to something. False for a dangling link.
@@ -83,9 +84,10 @@ class TESSALY_EXPORT FileManager {
   /// Makes a directory. With `created`, a directory that exists already is not an error.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
   /// Copies a file, a symbolic link, or a directory with all its contents. The copy of a link is a link. Keeps times
-  /// and modes. Throws `POSIXError`: `EEXIST` if the destination exists, `EINVAL` if a directory would be copied into
-  /// itself, `ENOTSUP` for items of other kinds. Throws `EBUSY` if a file was written during each of three attempts to
-  /// read it. Reads each file to its end, even if the file reports a smaller size.
+  /// and modes, if the destination's volume can. Throws `POSIXError`: `EEXIST` if the destination exists, `EINVAL` if a
+  /// directory would be copied into itself, `ENOTSUP` for items of other kinds. Throws `EBUSY` if a file was written
+  /// during each of three attempts to read it. Reads each file to its end, even if the file reports a smaller size.
+  /// After an error, the incomplete copy is removed.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
   /// Moves or renames an item. Throws `EEXIST` if the destination exists. On a volume that cannot refuse a taken name,
   /// such as NFS, the destination is checked before. There, a file that another process creates in between is replaced.

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <system_error>
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
@@ -26,6 +27,28 @@ Result checked(Result result) {
   if (result < 0) throw POSIXError::last();
   return result;
 }
+
+/// For a change of a mode or a time. Some FUSE volumes and mounted phones have fixed modes and times.
+void checkedIfSupported(int result) {
+  if (result < 0 && errno != EPERM && errno != ENOTSUP && errno != ENOSYS) throw POSIXError::last();
+}
+
+/// Removes an incomplete copy that `copyItem` has made.
+class Discarding {
+ public:
+  explicit Discarding(const std::string& copy) noexcept : copy_(copy) {}
+  Discarding(const Discarding&) = delete;
+  Discarding& operator=(const Discarding&) = delete;
+  ~Discarding() {
+    std::error_code ignored;
+    if (!isComplete_) std::filesystem::remove_all(copy_, ignored);
+  }
+  void keep() noexcept { isComplete_ = true; }
+
+ private:
+  const std::string& copy_;
+  bool isComplete_ = false;
+};
 
 /// Copies a range through the memory of this process. Returns the end of the copied part, which is less than `end` if
 /// the file is shorter.
@@ -93,6 +116,7 @@ bool isUnchanged(const struct stat& before, const struct stat& after) noexcept {
 void copyFile(const std::string& source, const std::string& destination) {
   const FileHandle from(checked(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)));
   FileHandle to(checked(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)));
+  Discarding incomplete(destination);
   const int writing = to.fileDescriptor();
   struct stat before{};
   struct stat after{};
@@ -106,27 +130,30 @@ void copyFile(const std::string& source, const std::string& destination) {
     copyContents(from.fileDescriptor(), writing, before.st_size);
     checked(::fstat(from.fileDescriptor(), &after));
   }
-  checked(::fchmod(writing, after.st_mode & permissions));
+  checkedIfSupported(::fchmod(writing, after.st_mode & permissions));
   const timespec times[2]{after.st_atim, after.st_mtim};
-  checked(::futimens(writing, times));
+  checkedIfSupported(::futimens(writing, times));
   to.close();
+  incomplete.keep();
 }
 
 void copyLink(const std::string& source, const std::string& destination, const struct stat& status) {
   const std::string target = std::filesystem::read_symlink(source).string();
   checked(::symlink(target.c_str(), destination.c_str()));
   const timespec times[2]{status.st_atim, status.st_mtim};
-  checked(::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW));
+  checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW));
 }
 
 void copyFolder(const std::string& source, const std::string& destination, const struct stat& status) {
   checked(::mkdir(destination.c_str(), S_IRWXU));
+  Discarding incomplete(destination);
   for (const auto& entry : std::filesystem::directory_iterator(source)) {
     copyItem(entry.path().string(), destination + "/" + entry.path().filename().string());
   }
-  checked(::chmod(destination.c_str(), status.st_mode & permissions));
+  checkedIfSupported(::chmod(destination.c_str(), status.st_mode & permissions));
   const timespec times[2]{status.st_atim, status.st_mtim};
-  checked(::utimensat(AT_FDCWD, destination.c_str(), times, 0));
+  checkedIfSupported(::utimensat(AT_FDCWD, destination.c_str(), times, 0));
+  incomplete.keep();
 }
 
 }  // namespace

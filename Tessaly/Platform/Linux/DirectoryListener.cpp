@@ -13,12 +13,8 @@ constexpr std::size_t maximumNames = 100'000;
 
 bool DirectoryListener::note(int watch, std::uint32_t mask, std::string_view name) noexcept {
   UnfairLock::Guard guard(lock_);
+  if ((mask & (IN_Q_OVERFLOW | IN_UNMOUNT)) != 0 || heard_.count > maximumNames) return noteEverything();
   if (heard_.isEverything) return false;
-  if ((mask & (IN_Q_OVERFLOW | IN_UNMOUNT)) != 0 || heard_.count > maximumNames) {
-    heard_ = {};
-    heard_.isEverything = true;
-    return true;
-  }
   if (name.empty()) return false;
   if ((mask & IN_MOVED_FROM) != 0) heard_.isHalfAMove = true;
   if ((mask & IN_MOVED_TO) != 0) heard_.isHalfAMove = false;
@@ -27,6 +23,18 @@ bool DirectoryListener::note(int watch, std::uint32_t mask, std::string_view nam
   const bool isWrittenNow = (mask & IN_MODIFY) != 0 && !std::exchange(entry->second, true);
   if (isNew) ++heard_.count;
   return isNew || isWrittenNow;
+}
+
+bool DirectoryListener::noteMounts() noexcept {
+  UnfairLock::Guard guard(lock_);
+  return noteEverything();
+}
+
+bool DirectoryListener::noteEverything() noexcept {
+  const bool isNew = !heard_.isEverything;
+  heard_ = {};
+  heard_.isEverything = true;
+  return isNew;
 }
 
 DirectoryListener::Heard DirectoryListener::take() {

@@ -33,11 +33,14 @@ class DirectoryListener final : public InotifyHub::Subscriber {
 
   explicit DirectoryListener(std::function<void()> onPossibleChange) : onPossibleChange_(std::move(onPossibleChange)) {}
   bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
+  bool noteMounts() noexcept override;
   void wake() noexcept override { onPossibleChange_(); }
   Heard take();
   bool isHalfAMove();
 
  private:
+  bool noteEverything() noexcept TESSALY_REQUIRES(lock_);
+
   UnfairLock lock_;
   Heard heard_ TESSALY_GUARDED_BY(lock_);
   const std::function<void()> onPossibleChange_;

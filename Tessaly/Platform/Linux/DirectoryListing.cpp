@@ -60,13 +60,29 @@ std::optional<FoundFile> lookAt(int directory, const char* name) {
 
 namespace {
 
-std::optional<FoundFile> lookAtEntry(int directory, const char* name, UnreadableEntry unreadable) {
+FileType typeOf(const dirent& entry) noexcept {
+  if (entry.d_type == DT_REG) return FileType::regular;
+  if (entry.d_type == DT_DIR) return FileType::directory;
+  return entry.d_type == DT_LNK ? FileType::symbolicLink : FileType::other;
+}
+
+/// Whether only the entry is unreadable. FUSE gives `ENOTCONN` if the program behind a volume has ended, and `EACCES`
+/// for the volumes of other users.
+bool isOfEntryAlone(std::int64_t error, int directory) noexcept {
+  if (error == EACCES) return ::faccessat(directory, ".", X_OK, AT_EACCESS) == 0;
+  struct stat status{};
+  return (error == EIO || error == ENOTCONN) && ::fstat(directory, &status) == 0;
+}
+
+std::optional<FoundFile> lookAtEntry(int directory, const dirent& entry, UnreadableEntry unreadable) {
   try {
-    return lookAt(directory, name);
+    return lookAt(directory, entry.d_name);
   } catch (const POSIXError& error) {
-    if (unreadable == UnreadableEntry::fails || error.code() != EIO) throw;
-    static_cast<void>(lookAt(directory, ""));  // Throws if the directory itself is the reason.
-    return std::nullopt;
+    if (!isOfEntryAlone(error.code(), directory)) throw;
+    if (unreadable == UnreadableEntry::isOmitted) return std::nullopt;
+    FoundFile found;
+    found.attributes.type = typeOf(entry);
+    return found;
   }
 }
 
@@ -91,7 +107,7 @@ std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, Unre
     }
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    if (const auto file = lookAtEntry(own, entry->d_name, unreadable)) found.emplace_back(name, *file);
+    if (const auto file = lookAtEntry(own, *entry, unreadable)) found.emplace_back(name, *file);
   }
 }
 

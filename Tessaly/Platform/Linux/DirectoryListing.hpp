@@ -36,8 +36,9 @@ struct FoundFile {
 /// nothing if the entry does not exist. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
-/// The treatment of an entry that gives `EIO`: the listing fails, or omits the entry.
-enum class UnreadableEntry : std::uint8_t { fails, isOmitted };
+/// The treatment of an entry whose attributes cannot be read, such as the mount point of a volume that has ended. A
+/// listed entry has a type, if the directory tells it, and no other attributes.
+enum class UnreadableEntry : std::uint8_t { isListed, isOmitted };
 
 /// All entries of an open directory, from its beginning. Throws `POSIXError`.
 [[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable);

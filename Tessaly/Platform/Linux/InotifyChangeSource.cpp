@@ -25,10 +25,10 @@ constexpr std::uint32_t fileEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN
 constexpr int maximalLinks = 40;
 
 /// Whether an error of a watch says that nothing can be reached at the path. Remote volumes give `ESTALE` and `EIO` for
-/// a name whose file was replaced there.
+/// a name whose file was replaced there, and FUSE gives `ENOTCONN` if the program behind a volume has ended.
 bool isMissing(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG || error == ESTALE ||
-         error == EIO;
+         error == EIO || error == ENOTCONN;
 }
 
 std::int64_t nanoseconds(const statx_timestamp& time) noexcept {
@@ -187,6 +187,12 @@ bool InotifyChangeSource::Listener::note(int watch, std::uint32_t mask, std::str
   heard_.wasWritten |= (mask & IN_MODIFY) != 0;
   heard_.mayDiffer |= (mask & IN_CLOSE_WRITE) != 0;
   heard_.mayHaveMoved |= (mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_ATTRIB)) != 0;
+  return true;
+}
+
+bool InotifyChangeSource::Listener::noteMounts() noexcept {
+  UnfairLock::Guard guard(lock_);
+  heard_.mayHaveMoved = true;
   return true;
 }
 

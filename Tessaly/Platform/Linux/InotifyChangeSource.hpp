@@ -50,6 +50,7 @@ class InotifyChangeSource final : public FileChangeSource {
     explicit Listener(std::function<void()> onPossibleChange) : onPossibleChange_(std::move(onPossibleChange)) {}
 
     bool note(int watch, std::uint32_t mask, std::string_view name) noexcept override;
+    bool noteMounts() noexcept override;
     void wake() noexcept override { onPossibleChange_(); }
     Heard take();
     void beginSettling();

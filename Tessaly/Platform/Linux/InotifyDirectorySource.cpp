@@ -18,9 +18,9 @@ namespace {
 constexpr std::uint32_t directoryEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
 
-/// Whether FUSE gives this error for an open directory that was removed or replaced.
+/// Whether FUSE gives this error for an open directory that was removed or replaced, or whose volume has ended.
 bool isGone(std::int64_t error) noexcept {
-  return error == ENOENT || error == ENOTDIR || error == ESTALE || error == EIO;
+  return error == ENOENT || error == ENOTDIR || error == ESTALE || error == EIO || error == ENOTCONN;
 }
 
 /// Calls a function that examines an open directory. Returns nothing if the directory is gone.
@@ -60,6 +60,7 @@ bool InotifyDirectorySource::needsPolling() const noexcept {
 std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
   InotifyHub::shared().drain();
   if (listener_->isHalfAMove()) InotifyHub::shared().drain();
+  const bool hadPostponed = !postponed_.empty();
   const DirectoryListener::Heard heard = listener_->take();
   looksAtEverything_ |= heard.isEverything || polledDirectories_ > 0;
   for (const auto& [watch, names] : heard.names) {
@@ -92,6 +93,9 @@ std::vector<DirectoryChange> InotifyDirectorySource::takeChanges() {
     gone_.clear();
     throw;
   }
+  // A directory that cannot be opened since the last call was replaced without an event in its parent, as overlayfs
+  // does when it copies a directory before the first write.
+  if (hadPostponed && !postponed_.empty()) looksAtEverything_ = true;
   removed_.clear();
   return std::exchange(changes_, {});
 }

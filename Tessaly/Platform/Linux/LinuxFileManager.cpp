@@ -17,6 +17,7 @@
 
 #include "Tessaly/Core/Base/detail/DescriptorIO.hpp"
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Core/Base/detail/RenameWithoutReplacing.hpp"
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
@@ -72,16 +73,6 @@ bool isWithin(const std::filesystem::path& path, const std::filesystem::path& fo
   return false;
 }
 
-/// Renames an item, unless the new name is taken. After a failure, returns false and sets `errno`.
-bool renameWithoutReplacing(const char* from, const char* to) noexcept {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // NFS and many FUSE volumes do not support the flag.
-  struct stat status{};
-  if (::lstat(to, &status) == 0) errno = EEXIST;
-  return errno == ENOENT && ::rename(from, to) == 0;
-}
-
 class LinuxFileManager final : public FileManager {
  public:
   bool startAccessingSecurityScopedResource(const URL& /*url*/) override { return true; }
@@ -105,7 +96,7 @@ class LinuxFileManager final : public FileManager {
     const OwnedDescriptor opened(::open(filePath(directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!opened.isOpen()) throw POSIXError::last();
     std::vector<DirectoryEntry> entries;
-    for (auto& [name, file] : listDirectory(opened.get(), UnreadableEntry::fails))
+    for (auto& [name, file] : listDirectory(opened.get(), UnreadableEntry::isListed))
       entries.push_back({std::move(name), file.attributes});
     return entries;
   }
@@ -142,7 +133,7 @@ class LinuxFileManager final : public FileManager {
   void moveItem(const URL& source, const URL& destination) override {
     const std::string from = filePath(source);
     const std::string to = filePath(destination);
-    if (renameWithoutReplacing(from.c_str(), to.c_str())) return;
+    if (renameWithoutReplacing(from.c_str(), to.c_str()) == 0) return;
     if (errno != EXDEV) throw POSIXError::last();
     copyItem(source, destination);
     removeItem(source);
@@ -159,7 +150,7 @@ class LinuxFileManager final : public FileManager {
     if (hasTagFile) setTag(isExcluded, path);
     const int result = isExcluded ? ::setxattr(path.c_str(), backupAttribute, "false", 5, 0)
                                   : ::removexattr(path.c_str(), backupAttribute);
-    if (result == 0 || (!isExcluded && errno == ENODATA)) return;
+    if (result == 0 || (!isExcluded && (errno == ENODATA || errno == ENOTSUP))) return;
     // The tag alone suffices.
     if (hasTagFile && (errno == ENOTSUP || errno == ENOSPC || errno == EDQUOT)) return;
     throw POSIXError::last();
@@ -174,6 +165,7 @@ class LinuxFileManager final : public FileManager {
   std::optional<std::int64_t> volumeAvailableCapacityForImportantUsage(const URL& url) const override {
     struct statvfs volume{};
     if (::statvfs(filePath(url).c_str(), &volume) != 0) throw POSIXError::last();
+    if (volume.f_blocks == 0) return std::nullopt;  // A volume without a limit, or without files of its own.
     std::int64_t bytes = 0;
     if (__builtin_mul_overflow(volume.f_bavail, volume.f_frsize, &bytes)) {
       return std::numeric_limits<std::int64_t>::max();

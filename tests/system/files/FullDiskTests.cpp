@@ -3,11 +3,13 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/SystemServices/FileManager+FileSystemEventsExtensions.hpp"
 #include "tests/Support/MemoryVolume.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -39,6 +41,25 @@ TEST_F(FullDisk, WritingThrowsUntilThereIsRoom) {
   std::filesystem::remove(disk_.path("folder/first"));
   EXPECT_EQ(codeOfWriting(large, "folder/second", false), 0);
   EXPECT_EQ(files_.contents(URL::fileURLWithPath(disk_.path("folder/second"))).text(), large);
+}
+
+TEST_F(FullDisk, FailedCopyLeavesNothing) {
+  const Tests::TemporaryFolder folder;
+  std::filesystem::create_directories(folder.path() + "/from/inner");
+  std::ofstream(folder.path() + "/from/inner/small") << "1";
+  std::ofstream(folder.path() + "/from/large") << std::string(2'000'000, 'a');
+  for (const std::string name : {"from/large", "from"}) {
+    try {
+      files_.copyItem(URL::fileURLWithPath(folder.path() + "/" + name), URL::fileURLWithPath(disk_.path("copy")));
+      ADD_FAILURE() << name << " fits";
+    } catch (const POSIXError& error) {
+      EXPECT_EQ(error.code(), ENOSPC);
+    }
+    EXPECT_FALSE(std::filesystem::exists(disk_.path("copy")));
+  }
+  std::filesystem::remove(folder.path() + "/from/large");
+  files_.copyItem(URL::fileURLWithPath(folder.path() + "/from"), URL::fileURLWithPath(disk_.path("copy")));
+  EXPECT_TRUE(std::filesystem::exists(disk_.path("copy/inner/small")));
 }
 
 TEST_F(FullDisk, FullDiskAtTheMarkKeepsTheFileAndThrows) {

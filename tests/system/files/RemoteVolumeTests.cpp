@@ -2,8 +2,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -28,6 +30,7 @@
 #include "tests/Support/Pause.hpp"
 #include "tests/Support/RemoteVolume.hpp"
 #include "tests/Support/Repetitions.hpp"
+#include "tests/Support/TemporaryFolder.hpp"
 
 namespace Tessaly {
 namespace {
@@ -197,6 +200,29 @@ TEST_F(RemoteVolume, FileInALaterRemoteDirectoryIsReported) {
     clock_.advance(std::chrono::seconds(1));
     co_await next.value();
   });
+}
+
+TEST_F(RemoteVolume, LostVolumeDoesNotHideOtherEntries) {
+  const Tests::TemporaryFolder folder;
+  std::filesystem::create_directory(folder.path() + "/lost");
+  std::ofstream(folder.path() + "/file") << "12";
+  ASSERT_EQ(::mount(volume_.ours("").c_str(), (folder.path() + "/lost").c_str(), nullptr, MS_BIND, nullptr), 0);
+  volume_.lose();
+  struct stat status{};
+  ASSERT_EQ(::stat((folder.path() + "/lost").c_str(), &status), -1);
+  ASSERT_EQ(errno, ENOTCONN);
+  FileManager& files = FileManager::default_();
+  const URL url = URL::fileURLWithPath(folder.path());
+  auto entries = files.contentsOfDirectory(url);
+  std::ranges::sort(entries, {}, &DirectoryEntry::path);
+  ASSERT_THAT(entries, SizeIs(2));
+  EXPECT_EQ(entries[0].attributes.size, 2);
+  EXPECT_EQ(entries[1].path, "lost");
+  EXPECT_EQ(entries[1].attributes.type, FileType::directory);
+  EXPECT_EQ(entries[1].attributes.size, 0);
+  const auto source = files.makeDirectorySource(url, DirectoryDepth::tree, [] {});
+  EXPECT_THAT(source->takeChanges(), SizeIs(1));
+  ::umount2((folder.path() + "/lost").c_str(), MNT_DETACH);
 }
 
 // The volume's rename cannot refuse a name that is taken.

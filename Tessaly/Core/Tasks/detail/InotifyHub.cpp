@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Core/Tasks/detail/InotifyHub.hpp"
 
+#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -87,16 +89,30 @@ bool InotifyHub::open() {
   if (descriptor_.isOpen()) return true;
   descriptor_ = OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
   if (!descriptor_.isOpen()) return false;
-  startLibraryThread("tessaly-files", [this, descriptor = descriptor_.get()] { work(descriptor); });
+  // Without this file of the kernel, `poll` ignores the descriptor.
+  const int mounts = ::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC);
+  startLibraryThread("tessaly-files", [this, descriptor = descriptor_.get(), mounts] { work(descriptor, mounts); });
   return true;
 }
 
-void InotifyHub::work(int descriptor) {
-  for (pollfd events{.fd = descriptor, .events = POLLIN, .revents = 0};;) {
-    ::poll(&events, 1, -1);
+void InotifyHub::work(int descriptor, int mounts) {
+  for (std::array<pollfd, 2> events{{{descriptor, POLLIN, 0}, {mounts, POLLPRI, 0}}};;) {
+    ::poll(events.data(), events.size(), -1);
     drain();
+    if (events[1].revents != 0) tellMounts();
     if (isEachSubscriberPatient()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
+}
+
+void InotifyHub::tellMounts() {
+  Wakes wakes;
+  {
+    UnfairLock::Guard guard(lock_);
+    for (const auto& [watch, interested] : interests_) {
+      tell(wakes, watch, [](Subscriber& subscriber) { return subscriber.noteMounts(); });
+    }
+  }
+  for (const auto& subscriber : wakes) subscriber->wake();
 }
 
 bool InotifyHub::isEachSubscriberPatient() {
@@ -117,10 +133,13 @@ void InotifyHub::read(Wakes& wakes) {
       std::memcpy(&event, position, sizeof(event));
       const char* const name = position + sizeof(event);
       const std::string_view text(name, event.len == 0 ? 0 : ::strnlen(name, event.len));
+      const auto note = [mask = event.mask, text](int watch) {
+        return [=](Subscriber& subscriber) { return subscriber.note(watch, mask, text); };
+      };
       if ((event.mask & IN_Q_OVERFLOW) != 0) {
-        for (const auto& [watch, interested] : interests_) tell(wakes, watch, IN_Q_OVERFLOW, {});
+        for (const auto& [watch, interested] : interests_) tell(wakes, watch, note(watch));
       } else {
-        tell(wakes, event.wd, event.mask, text);
+        tell(wakes, event.wd, note(event.wd));
         if ((event.mask & IN_IGNORED) != 0) interests_.erase(event.wd);
       }
       position = name + event.len;
@@ -130,12 +149,13 @@ void InotifyHub::read(Wakes& wakes) {
   }
 }
 
-void InotifyHub::tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) {
+template <typename Note>
+void InotifyHub::tell(Wakes& wakes, int watch, Note note) {
   const auto found = interests_.find(watch);
   if (found == interests_.end()) return;
   for (const Interest& interest : found->second) {
     auto subscriber = interest.subscriber.lock();
-    if (subscriber == nullptr || !subscriber->note(watch, mask, name)) continue;
+    if (subscriber == nullptr || !note(*subscriber)) continue;
     if (std::ranges::find(wakes, subscriber) == wakes.end()) wakes.push_back(std::move(subscriber));
   }
 }

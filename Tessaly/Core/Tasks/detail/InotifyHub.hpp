@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// The one inotify instance of the process. All subscribers share the instance, because the system gives each user only
 /// a few instances. The instance is opened at first use and never closed.
 ///
-/// The hub's own thread reads the events. So a slow subscriber delays later events, but delays neither timers nor
-/// tasks.
+/// The hub's own thread reads the events, and also waits for changes of the system's mounts. So a slow subscriber
+/// delays later events, but delays neither timers nor tasks.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT InotifyHub {
@@ -28,6 +28,8 @@ class TESSALY_EXPORT InotifyHub {
     /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so `note` must not
     /// use the hub.
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
+    /// Records that volumes were mounted or unmounted, which causes no event of its own. Otherwise like `note`.
+    virtual bool noteMounts() noexcept { return false; }
     /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
     virtual void wake() noexcept = 0;
     /// Whether later events may wait for 1 ms after a `wake`. Such a wait saves wake-ups of the hub's thread if the
@@ -63,9 +65,13 @@ class TESSALY_EXPORT InotifyHub {
 
   bool open() TESSALY_REQUIRES(lock_);
   Wakes takeWakes();
-  [[noreturn]] void work(int descriptor);
+  [[noreturn]] void work(int descriptor, int mounts);
+  /// Tells all subscribers that the mounts have changed.
+  void tellMounts();
   void read(Wakes& wakes) TESSALY_REQUIRES(lock_);
-  void tell(Wakes& wakes, int watch, std::uint32_t mask, std::string_view name) TESSALY_REQUIRES(lock_);
+  /// Calls `note` of the subscribers of a watch.
+  template <typename Note>
+  void tell(Wakes& wakes, int watch, Note note) TESSALY_REQUIRES(lock_);
   bool isEachSubscriberPatient();
 
   UnfairLock lock_;
