@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "Tessaly/Core/Base/detail/RenameWithoutReplacing.hpp"
 #include "Tessaly/Core/Foundation/detail/AvailableMemory.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -184,8 +185,8 @@ StoreResult<> SettingsFileSystem::link(const std::string& from, const std::strin
 
 StoreResult<> SettingsFileSystem::rename(const std::string& from, const std::string& to, Replacing replacing) {
   return withoutValue(make(Call::rename, from, [&](const Fate&) {
-    if (replacing == Replacing::replace) return ::rename(from.c_str(), to.c_str());
-    const unsigned flag = replacing == Replacing::exchange ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+    if (replacing == Replacing::refuse) return renameWithoutReplacing(from.c_str(), to.c_str());
+    const unsigned flag = replacing == Replacing::exchange ? RENAME_EXCHANGE : 0;
     return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flag);
   }));
 }
@@ -218,7 +219,7 @@ StoreResult<std::string> SettingsFileSystem::readLink(const std::string& path) {
 }
 
 StoreResult<> SettingsFileSystem::setMode(int descriptor, mode_t mode) {
-  return withoutValue(make(Call::setMode, noPath(), [&](const Fate&) { return ::fchmod(descriptor, mode); }));
+  return unless(make(Call::setMode, noPath(), [&](const Fate&) { return ::fchmod(descriptor, mode); }), EPERM, ENOTSUP);
 }
 
 void SettingsFileSystem::setOwner(int descriptor, uid_t user, gid_t group) noexcept {

@@ -76,6 +76,7 @@ class TESSALY_EXPORT SettingsFileSystem {
   [[nodiscard]] StoreResult<> lock(int descriptor, LockMode mode);
   void unlock(int descriptor) noexcept;
   [[nodiscard]] StoreResult<std::string> readLink(const std::string& path);
+  /// Also succeeds on a volume with fixed modes.
   [[nodiscard]] StoreResult<> setMode(int descriptor, mode_t mode);
   void setOwner(int descriptor, uid_t user, gid_t group) noexcept;
 

@@ -97,14 +97,8 @@ StoreResult<std::string> setAside(const std::string& path, const std::string& as
   const std::string stem = (whole.parent_path() / whole.stem()).string() + ".damaged";
   for (int number = 1; number <= 1000; ++number) {
     std::string name = stem + (number == 1 ? "" : "-" + std::to_string(number)) + whole.extension().string();
-    auto result =
+    const auto result =
         manner == SettingAside::keepBoth ? files.link(path, name) : files.rename(path, name, Replacing::refuse);
-    if (!result && manner == SettingAside::move &&
-        (result.error().errorCode == EINVAL || result.error().errorCode == ENOSYS)) {
-      // The file system does not support `RENAME_NOREPLACE`.
-      if (!identityAt(name, files).isNone()) continue;
-      result = files.rename(path, name, Replacing::replace);
-    }
     if (result) return name;
     if (result.error().errorCode != EEXIST) return std::unexpected(result.error());
   }

@@ -71,8 +71,9 @@ StoreResult<SettingsListFile::Written> SettingsListFile::write(const PropertyLis
     return std::unexpected(filled.error());
   }
   written.identity = identityAt(written.path, files_);
-  if (written.identity.isNone()) return failure(StoreFault::missing, ENOENT);
-  return written;
+  if (!written.identity.isNone()) return written;
+  discard(written);
+  return failure(StoreFault::missing, ENOENT);
 }
 
 StoreResult<> SettingsListFile::fill(const std::string& path, const PropertyList::Dictionary& values,
