@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <array>
@@ -30,9 +32,12 @@ constexpr std::size_t maximalPath = std::size_t{64} * 1024;
 struct Identity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
+  /// The time of creation, or 0 if the volume does not keep it.
   std::int64_t born = 0;
 
-  friend bool operator==(const Identity&, const Identity&) noexcept = default;
+  [[nodiscard]] bool isSameFile(const Identity& other) const noexcept {
+    return device == other.device && inode == other.inode && (born == other.born || born == 0 || other.born == 0);
+  }
   /// Whether both are the same file of a volume whose number has changed, as it may when the system starts. The time of
   /// creation distinguishes files that had the same inode number.
   [[nodiscard]] bool isOfRenumberedVolume(const Identity& other) const noexcept {
@@ -40,12 +45,18 @@ struct Identity {
   }
 };
 
+/// Whether files keep their time of creation. Overlayfs copies a file before the first write, and dates the copy.
+bool keepsTimesOfCreation(const std::string& path) noexcept {
+  struct statfs volume{};
+  return ::statfs(path.c_str(), &volume) != 0 || volume.f_type != OVERLAYFS_SUPER_MAGIC;
+}
+
 std::optional<Identity> identityOf(const std::string& path) noexcept {
   struct statx status{};
   if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_INO | STATX_BTIME, &status) != 0) return std::nullopt;
   return Identity{.device = static_cast<std::uint64_t>(status.stx_dev_major) << 32 | status.stx_dev_minor,
                   .inode = status.stx_ino,
-                  .born = (status.stx_mask & STATX_BTIME) != 0
+                  .born = (status.stx_mask & STATX_BTIME) != 0 && keepsTimesOfCreation(path)
                               ? status.stx_btime.tv_sec * 1'000'000'000 + status.stx_btime.tv_nsec
                               : 0};
 }
@@ -150,7 +161,7 @@ class Search {
 
   [[nodiscard]] bool isWanted(const std::string& path) const noexcept {
     const auto found = identityOf(path);
-    return found && (*found == wanted_ || found->isOfRenumberedVolume(wanted_));
+    return found && (found->isSameFile(wanted_) || found->isOfRenumberedVolume(wanted_));
   }
 
   const Identity wanted_;
@@ -172,7 +183,7 @@ class FileBookmarks final : public Bookmarks {
   ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions /*options*/) override {
     const Token token = decode(data);
     const auto there = identityOf(token.path);
-    if (there == token.identity) return {urlOf(token.path), false};
+    if (there && there->isSameFile(token.identity)) return {urlOf(token.path), false};
     if (there && there->isOfRenumberedVolume(token.identity)) return {urlOf(token.path), true};
     Search search(token.identity);
     std::string folder = folderOf(token.path);

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "Tessaly/Platform/Bookmarks/Bookmarks.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "tests/Support/DirectoryModel.hpp"
 #include "tests/Support/MemoryVolume.hpp"
@@ -28,6 +29,14 @@ class Mounts : public testing::Test {
   }
   void plugIn() const { ASSERT_EQ(::mount("tmpfs", stick().c_str(), "tmpfs", 0, "size=1m"), 0); }
   void plugOut() const { ASSERT_EQ(::umount2(stick().c_str(), MNT_DETACH), 0); }
+  /// Mounts an overlay with the file "folder/file" in its lower layer. Returns false and sets `errno` if it cannot.
+  [[nodiscard]] bool overlay() const {
+    for (const char* name : {"lower/folder", "upper", "work"}) std::filesystem::create_directories(disk_.path(name));
+    std::ofstream(disk_.path("lower/folder/file")) << "1";
+    const std::string options =
+        "lowerdir=" + disk_.path("lower") + ",upperdir=" + disk_.path("upper") + ",workdir=" + disk_.path("work");
+    return ::mount("overlay", stick().c_str(), "overlay", 0, options.c_str()) == 0;
+  }
   [[nodiscard]] std::string stick() const { return disk_.path("root/stick"); }
 
   FileManager& files_ = FileManager::default_();
@@ -77,15 +86,20 @@ TEST_F(Mounts, VolumeInAFollowedTreeIsListed) {
   expectModelOfTheTree();
 }
 
+TEST_F(Mounts, BookmarkOfAnOverlayLeadsToTheFileAfterItsFirstWrite) {
+  if (!overlay()) GTEST_SKIP() << "no overlay: " << std::strerror(errno);
+  Bookmarks& bookmarks = Bookmarks::system();
+  const URL file = URL::fileURLWithPath(stick() + "/folder/file");
+  const Data data = bookmarks.bookmarkData(file, {});
+  std::ofstream(file.path(), std::ios::app) << "2";
+  const ResolvedBookmark resolved = bookmarks.resolve(data, {});
+  EXPECT_EQ(resolved.url, file);
+  EXPECT_FALSE(resolved.isStale);
+}
+
 // Overlayfs copies a directory before the first write in it. The copy has no event and another time of creation.
 TEST_F(Mounts, DirectoryOfAnOverlayIsFollowedAfterItsFirstWrite) {
-  for (const char* name : {"lower/folder", "upper", "work"}) std::filesystem::create_directories(disk_.path(name));
-  std::ofstream(disk_.path("lower/folder/file")) << "1";
-  const std::string options =
-      "lowerdir=" + disk_.path("lower") + ",upperdir=" + disk_.path("upper") + ",workdir=" + disk_.path("work");
-  if (::mount("overlay", stick().c_str(), "overlay", 0, options.c_str()) != 0) {
-    GTEST_SKIP() << "no overlay: " << std::strerror(errno);
-  }
+  if (!overlay()) GTEST_SKIP() << "no overlay: " << std::strerror(errno);
   const auto source = files_.makeDirectorySource(URL::fileURLWithPath(stick()), DirectoryDepth::tree, [] {});
   Tests::DirectoryModel model;
   model.apply(source->takeChanges());
