@@ -3,20 +3,37 @@
 
 #include "Tessaly/Concurrency/detail/OwnerExecutor.hpp"
 #include "Tessaly/Core/Base/FatalError.hpp"
+#include "Tessaly/Core/Base/Retained.hpp"
 
 namespace Tessaly::inline v1 {
+namespace {
+
+// Calls cancellation handlers and the destructors of the tasks' variables. They may destroy the `OwnedTasks`, end it or
+// add tasks to it. So this function uses only its parameters. The executor closes first, because a handler may serve
+// the queue of the isolation.
+void endTasks(detail::OwnerExecutor& executor, const std::vector<Task<>>& tasks) noexcept {
+  executor.close();
+  for (const Task<>& task : tasks) task.cancel();
+  executor.discardQueued();
+}
+
+}  // namespace
 
 OwnedTasks::OwnedTasks(const Isolation& isolation) : executor_(new detail::OwnerExecutor(isolation)) {}
 
+// The closed executor stays in its place, so that it also discards the tasks that are added meanwhile.
 OwnedTasks::~OwnedTasks() {
-  endTasks();
+  static_cast<void>(isolation());
+  endTasks(*executor_, std::exchange(tasks_, {}));
   executor_->release();
 }
 
 void OwnedTasks::end() {
-  auto* next = new detail::OwnerExecutor(isolation());
-  endTasks();
-  std::exchange(executor_, next)->release();
+  const Isolation current = isolation();
+  if (executor_->isClosed()) return;  // The destructor is ending the tasks.
+  const auto ended =
+      Retained<detail::OwnerExecutor>::adopt(std::exchange(executor_, new detail::OwnerExecutor(current)));
+  endTasks(*ended, std::exchange(tasks_, {}));
 }
 
 Isolation OwnedTasks::isolation() const {
@@ -25,12 +42,6 @@ Isolation OwnedTasks::isolation() const {
                __LINE__);
   }
   return Isolation(*executor_);
-}
-
-void OwnedTasks::endTasks() noexcept {
-  static_cast<void>(isolation());
-  for (const Task<>& task : std::exchange(tasks_, {})) task.cancel();
-  executor_->end();
 }
 
 }  // namespace Tessaly::inline v1

@@ -42,6 +42,10 @@ class OwnerExecutor;
 /// task that names an isolation does not belong to the object. Awaiting a task that ended in this way throws a
 /// `CancellationError`.
 ///
+/// Cancellation handlers and destructors of local variables may run inside `end()` or the destructor. They may call
+/// `add` and `end`. A task that they add inside `end()` runs afterwards. A task that they add inside the destructor
+/// never starts.
+///
 /// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.
 /// The nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
 ///
@@ -87,7 +91,7 @@ class OwnedTasks {
     static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
                   "a task of OwnedTasks gives no result: let it change its owner, or use a Task");
     const TaskOptions options{.priority = priority, .isolation = isolation()};
-    detail::makeRoomForTask(tasks_);
+    const auto finished = detail::makeRoomForTask(tasks_);
     return tasks_.emplace_back(options, std::forward<Operation>(operation));
   }
 
@@ -98,12 +102,12 @@ class OwnedTasks {
     detail::refuseAsync<Result>();
   }
 
-  /// Ends the tasks now, like the destructor. Further tasks may be added.
+  /// Ends the tasks now, like the destructor. Further tasks may be added. A task may hold the last reference to the
+  /// object. Then this call destroys the object, and the caller must not use the object afterwards.
   TESSALY_EXPORT void end();
 
  private:
   [[nodiscard]] TESSALY_EXPORT Isolation isolation() const;
-  void endTasks() noexcept;
 
   /// The executor of the tasks that were added since the last `end()`.
   detail::OwnerExecutor* executor_;

@@ -60,7 +60,7 @@ class TaskScope {
   Task<> add(TaskOptions options, Operation&& operation) {
     static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
                   "a task of a TaskScope gives no result: let it write to a variable made before the scope");
-    detail::makeRoomForTask(tasks_);
+    const auto finished = detail::makeRoomForTask(tasks_);
     return detail::taskScope.withValue(
         identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
   }

@@ -397,6 +397,122 @@ TEST(OwnedTasks, CancellationHandlersRunBeforeTheDestructorReturns) {
   EXPECT_EQ(*record, "handler");
 }
 
+// A model whose task may hold the last reference to it.
+struct SharedModel : std::enable_shared_from_this<SharedModel> {
+  explicit SharedModel(std::string& log) : log(log) {}
+  SharedModel(const SharedModel&) = delete;
+  SharedModel& operator=(const SharedModel&) = delete;
+  ~SharedModel() { log += "destroyed"; }
+  std::string& log;
+  OwnedTasks tasks;
+};
+
+TEST(OwnedTasks, EndMayDestroyTheOwner) {
+  ManualClock clock;
+  std::string log;
+  auto model = std::make_shared<SharedModel>(log);
+  OwnedTasks& tasks = model->tasks;
+  tasks.add([&clock, self = model->shared_from_this()] { return Task<>::sleep(std::chrono::hours(1), clock); });
+  settleAll();
+  model.reset();
+  tasks.end();
+  EXPECT_EQ(log, "destroyed");
+}
+
+TEST(OwnedTasks, CancellationHandlerMayDestroyTheOwnerDuringEnd) {
+  ManualClock clock;
+  std::string log;
+  auto model = std::make_shared<SharedModel>(log);
+  OwnedTasks& tasks = model->tasks;
+  tasks.add([&] {
+    return withTaskCancellationHandler([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); },
+                                       [&model] { model.reset(); });
+  });
+  settleAll();
+  tasks.end();
+  EXPECT_EQ(log, "destroyed");
+}
+
+TEST(OwnedTasks, AddMayDestroyTheOwnerWithAFailedTasksError) {
+  struct Failure {
+    std::shared_ptr<SharedModel> model;
+  };
+  std::string log;
+  auto model = std::make_shared<SharedModel>(log);
+  OwnedTasks& tasks = model->tasks;
+  tasks.add([failing = model] { throw Failure{failing}; });
+  for (int i = 1; i < 16; ++i) tasks.add([] {});
+  settleAll();
+  model.reset();
+  const Task<> last = tasks.add([] {});  // The list was full, so it loses the tasks that have ended.
+  EXPECT_EQ(log, "destroyed");
+  EXPECT_TRUE(last.isFinished());
+}
+
+// Adds a task that sleeps and has a local variable. The variable's destructor calls the function.
+template <typename Function>
+void addSleeperWithDestructor(Window& window, ManualClock& clock, Function function) {
+  window.tasks.add([&clock, function]() -> Async<void> {
+    const std::unique_ptr<const Function, void (*)(const Function*)> variable(
+        &function, [](const Function* called) { (*called)(); });
+    co_await Task<>::sleep(std::chrono::hours(1), clock);
+  });
+  settleAll();
+}
+
+TEST(OwnedTasks, TaskAddedDuringEndRunsAfterIt) {
+  ManualClock clock;
+  Window window;
+  addSleeperWithDestructor(window, clock, [&window] { window.tasks.add([&window] { window.note("added"); }); });
+  window.tasks.end();
+  EXPECT_EQ(*window.log, "");
+  settleAll();
+  EXPECT_EQ(*window.log, "added");
+}
+
+// Ends the tasks and adds one. The task does not use the window, so that a late start is no use after free.
+auto restart(Window& window) {
+  return [&window] {
+    window.tasks.end();
+    window.tasks.add([record = window.record] { *record += "restarted"; });
+  };
+}
+
+TEST(OwnedTasks, TaskAddedAfterANestedEndEndsWithItsOwner) {
+  ManualClock clock;
+  std::optional<Window> window(std::in_place);
+  const auto record = window->record;
+  addSleeperWithDestructor(*window, clock, restart(*window));
+  window->tasks.end();
+  window.reset();
+  settleAll();
+  EXPECT_EQ(*record, "");
+}
+
+TEST(OwnedTasks, TaskAddedDuringTheDestructionNeverStarts) {
+  ManualClock clock;
+  std::optional<Window> window(std::in_place);
+  const auto record = window->record;
+  addSleeperWithDestructor(*window, clock, restart(*window));
+  window.reset();
+  settleAll();
+  EXPECT_EQ(*record, "");
+}
+
+TEST(OwnedTasks, HandlerThatServesTheMainQueueRunsNoTaskDuringEnd) {
+  ManualClock clock;
+  Window window;
+  window.tasks.add([&clock] {
+    return withTaskCancellationHandler([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); },
+                                       [] { MainQueue::drain(); });
+  });
+  settleAll();
+  window.tasks.add([&window] { window.note("started"); });
+  window.tasks.end();
+  settleAll();
+  EXPECT_EQ(*window.log, "");
+}
+
 TEST(OwnedTasks, PriorityOfTheTurnLapsesOnceTheHighTaskHasRun) {
   using enum TaskPriority;
   Tests::StepByStep executor;

@@ -87,12 +87,21 @@ bool OwnerExecutor::isCurrent() const noexcept {
   return current.executor() != nullptr && &current.executor()->base() == isolation_.executor();
 }
 
-void OwnerExecutor::end() noexcept {
+void OwnerExecutor::close() noexcept {
+  UnfairLock::Guard guard(lock_);
+  isClosed_ = true;
+}
+
+bool OwnerExecutor::isClosed() noexcept {
+  UnfairLock::Guard guard(lock_);
+  return isClosed_;
+}
+
+void OwnerExecutor::discardQueued() noexcept {
   for (;;) {
     Job* job = nullptr;
     {
       UnfairLock::Guard guard(lock_);
-      hasEnded_ = true;
       job = jobs_.popFirst();
     }
     if (job == nullptr) return;
@@ -105,19 +114,19 @@ void OwnerExecutor::end() noexcept {
 void OwnerExecutor::takeTurn() noexcept {
   Job* job = nullptr;
   bool isQueued = false;
-  bool hasEnded = false;
+  bool isDiscarded = false;
   {
     UnfairLock::Guard guard(lock_);
     job = jobs_.popFirst();
     isQueued = isQueued_ = !jobs_.isEmpty();
     if (isQueued) turn_.startAt(highestWaiting());
-    hasEnded = hasEnded_;
+    isDiscarded = isClosed_;
   }
   if (isQueued) {
     retain();
     base().enqueue(turn_);
   }
-  if (job != nullptr) hasEnded ? discard(*job) : job->run();
+  if (job != nullptr) isDiscarded ? discard(*job) : job->run();
   release();
 }
 

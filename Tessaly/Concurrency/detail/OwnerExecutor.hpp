@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After `end()` it
+/// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After `close()` it
 /// discards tasks instead of running them.
 ///
 /// The executor is reference-counted: every task that may return to the executor holds a reference.
@@ -29,8 +29,12 @@ class OwnerExecutor final : public Executor {
 
   /// Whether the caller runs in the owner's isolation.
   [[nodiscard]] bool isCurrent() const noexcept;
-  /// Discards the queued tasks. A task that is queued later is discarded at its turn. Called in the owner's isolation.
-  void end() noexcept;
+  /// From now on each task is discarded at its turn. Called in the owner's isolation.
+  void close() noexcept;
+  [[nodiscard]] bool isClosed() noexcept;
+  /// Discards the queued tasks of a closed executor. Called in the owner's isolation. The destructors of the tasks'
+  /// variables run in this call. They may destroy the owner, so the caller holds a reference to the executor.
+  void discardQueued() noexcept;
 
  private:
   ~OwnerExecutor() override = default;
@@ -53,7 +57,7 @@ class OwnerExecutor final : public Executor {
   JobList jobs_ TESSALY_GUARDED_BY(lock_);
   /// Whether the turn is queued. A queued turn holds a reference.
   bool isQueued_ TESSALY_GUARDED_BY(lock_) = false;
-  bool hasEnded_ TESSALY_GUARDED_BY(lock_) = false;
+  bool isClosed_ TESSALY_GUARDED_BY(lock_) = false;
   Turn turn_;
   std::atomic<std::uint32_t> references_{1};
 };

@@ -9,14 +9,27 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// Moves the finished tasks out of a list. The caller destroys them when it no longer uses the list's owner, because an
+/// error of a failed task belongs to the host. Its destructor may add a task to the list, or destroy the owner.
+[[nodiscard]] inline std::vector<Task<>> takeFinished(std::vector<Task<>>& tasks) {
+  std::vector<Task<>> taken;
+  std::erase_if(tasks, [&taken](const Task<>& task) {
+    const bool isFinished = task.isFinished();
+    if (isFinished) taken.push_back(task);
+    return isFinished;
+  });
+  return taken;
+}
+
 /// Makes room for another task in a list of tasks that may still run. Before a full list grows, its finished tasks are
-/// removed. So the list has at most 16 entries, or twice the maximum number of simultaneously running tasks, whichever
-/// is more. Amortised O(1).
-inline void makeRoomForTask(std::vector<Task<>>& tasks) {
+/// taken out, as `takeFinished` says. So the list has at most 16 entries, or twice the maximum number of simultaneously
+/// running tasks, whichever is more. Amortised O(1).
+[[nodiscard]] inline std::vector<Task<>> makeRoomForTask(std::vector<Task<>>& tasks) {
   constexpr std::size_t minimumCapacity = 16;
-  if (tasks.size() < tasks.capacity()) return;
-  std::erase_if(tasks, [](const Task<>& task) { return task.isFinished(); });
+  if (tasks.size() < tasks.capacity()) return {};
+  std::vector<Task<>> finished = takeFinished(tasks);
   tasks.reserve(std::max(minimumCapacity, 2 * tasks.size()));
+  return finished;
 }
 
 /// A compile-time error for the mistake of adding `work()` where `[=] { return work(); }` is meant.
