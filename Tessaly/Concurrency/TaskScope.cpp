@@ -22,12 +22,19 @@ constinit const TaskLocal<std::uint64_t> detail::taskScope(0);
 TaskScope::TaskScope() noexcept : identifier_(scopesMade.fetch_add(1, std::memory_order_relaxed) + 1) {}
 
 TaskScope::~TaskScope() {
+  isEnding_ = true;
   cancel();
-  wait();
+  do {
+    wait();
+    // The destructor of a task's error may add a task, too.
+    static_cast<void>(detail::takeFinished(tasks_));
+  } while (!tasks_.empty());
 }
 
 void TaskScope::cancel() const {
-  for (const Task<>& task : tasks_) task.cancel();
+  // A cancellation handler may add tasks to the scope, or destroy the scope.
+  const std::vector<Task<>> tasks = tasks_;
+  for (const Task<>& task : tasks) task.cancel();
 }
 
 void TaskScope::wait() const {

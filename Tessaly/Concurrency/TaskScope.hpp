@@ -27,6 +27,9 @@ TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 /// program run inside the destructor. On another thread the destructor sleeps. Cancellation is cooperative: a task that
 /// ignores it keeps the scope waiting.
 ///
+/// Cancellation handlers, and jobs that the main thread runs while it waits, may add tasks to the scope. A task that is
+/// added during the destruction is cancelled at once. The destructor waits for it, too.
+///
 /// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
 /// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each task.
 ///
@@ -48,8 +51,9 @@ class TaskScope {
   /// Cancels the tasks and waits until all have ended.
   TESSALY_EXPORT ~TaskScope();
 
-  /// Starts a task. The operation has no result, but may write to variables that outlive the scope. An exception of the
-  /// operation reaches the tasks that await the returned `Task<>`, if there are any.
+  /// Starts a task, which is cancelled at once if the scope is being destroyed. The operation has no result, but may
+  /// write to variables that outlive the scope. An exception of the operation reaches the tasks that await the returned
+  /// `Task<>`, if there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {
@@ -61,8 +65,10 @@ class TaskScope {
     static_assert(std::is_void_v<detail::AsyncInvokeResult<std::decay_t<Operation>&>>,
                   "a task of a TaskScope gives no result: let it write to a variable made before the scope");
     const auto finished = detail::makeRoomForTask(tasks_);
-    return detail::taskScope.withValue(
+    const Task<> task = detail::taskScope.withValue(
         identifier_, [&] { return tasks_.emplace_back(std::move(options), std::forward<Operation>(operation)); });
+    if (isEnding_) task.cancel();
+    return task;
   }
 
   /// A call of this overload does not compile, because an `Async` does not keep the function that made it. A task must
@@ -80,6 +86,8 @@ class TaskScope {
  private:
   const std::uint64_t identifier_;
   std::vector<Task<>> tasks_;
+  /// Whether the destructor runs.
+  bool isEnding_ = false;
 };
 
 }  // namespace Tessaly::inline v1

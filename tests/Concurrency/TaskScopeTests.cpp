@@ -6,11 +6,14 @@
 #include <csignal>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "Tessaly/Concurrency/TaskScope.hpp"
 #include "Tessaly/Core/Tasks/BlockingWork.hpp"
+#include "Tessaly/Core/Tasks/Cancellation.hpp"
+#include "Tessaly/Core/Tasks/MainQueue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/WithIsolation.hpp"
 #include "Tessaly/Platform/Testing/ManualClock.hpp"
@@ -115,6 +118,72 @@ TEST(TaskScope, DropsTheErrorsOfItsTasks) {
   const Task<> task = scope->add([] { throw std::runtime_error("unseen"); });
   scope.reset();
   EXPECT_TRUE(task.isFinished());
+}
+
+// A task that sleeps for an hour, and calls the handler when it is cancelled.
+template <typename Handler>
+auto napWithHandler(ManualClock& clock, Handler handler) {
+  return [&clock, handler]() -> Async<void> {
+    try {
+      co_await withTaskCancellationHandler([&clock] { return Task<>::sleep(std::chrono::hours(1), clock); }, handler);
+    } catch (const CancellationError&) {
+    }
+  };
+}
+
+TEST(TaskScope, CancellationHandlersMayAddTasks) {
+  constexpr int count = 16;  // The list is full, so it moves when a handler adds a task.
+  ManualClock clock;
+  int cancelled = 0;
+  int ran = 0;
+  TaskScope scope;
+  for (int i = 0; i < count; ++i) {
+    scope.add(napWithHandler(clock, [&] {
+      ++cancelled;
+      scope.add([&ran] { ran += Task<>::isCurrentCancelled() ? 0 : 1; });
+    }));
+  }
+  MainQueue::drain();
+  scope.cancel();
+  EXPECT_EQ(cancelled, count);
+  scope.wait();
+  EXPECT_EQ(ran, count);
+}
+
+TEST(TaskScope, CancellationHandlerMayDestroyTheScope) {
+  ManualClock clock;
+  auto scope = std::make_unique<TaskScope>();
+  scope->add(napWithHandler(clock, [&scope] { scope.reset(); }));
+  const Task<> second = scope->add(napWithHandler(clock, [] {}));
+  MainQueue::drain();
+  scope->cancel();
+  EXPECT_EQ(scope, nullptr);
+  EXPECT_TRUE(second.isFinished());
+}
+
+TEST(TaskScope, DestructorCancelsAndAwaitsTasksAddedMeanwhile) {
+  bool wasCancelled = false;
+  bool ran = false;
+  {
+    TaskScope scope;
+    scope.add([&] { wasCancelled = scope.add([&ran] { ran = true; }).isCancelled(); });
+  }
+  EXPECT_TRUE(wasCancelled);
+  EXPECT_TRUE(ran);
+}
+
+TEST(TaskScope, DestructorAwaitsATaskThatAnErrorAdds) {
+  bool ran = false;
+  {
+    TaskScope scope;
+    scope.add([&] {
+      throw std::shared_ptr<int>(new int(0), [&](const int* number) {
+        delete number;
+        scope.add([&ran] { ran = true; });
+      });
+    });
+  }
+  EXPECT_TRUE(ran);
 }
 
 TEST(TaskScopeDeathTest, WaitingOnThePoolStopsTheProcess) {
