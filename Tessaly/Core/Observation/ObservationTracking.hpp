@@ -47,6 +47,9 @@ template <typename OnChange>
 /// this function returns. If the change is still running then, `onChange` is called after its end. So a handler that
 /// tracks again during a change is called again after that change. Changes that `apply` itself makes do not count.
 ///
+/// Neither `onChange` nor the destructors of its captures may destroy the object whose property changes, because the
+/// new value is stored afterwards. Instead, let `onChange` enqueue a job that destroys the object.
+///
 /// Trackings nest: the outer tracking also observes the properties that an inner tracking reads. The reads of
 /// `onChange` are not tracked.
 ///
