@@ -42,7 +42,7 @@ TEST_F(UnansweringVolume, DelaysNoSettings) {
     isWatched = true;
   });
   ASSERT_TRUE(Tests::waitUntil([&] { return identifier != 0; }));
-  Tests::waitUntilAsleep(identifier);
+  Tests::waitUntilAsleep(identifier, "SD");
   const Store other = open();
   other->set(1, "a");
   EXPECT_TRUE(Tests::waitUntil([&] { return store->value("a") == 1; }));
