@@ -65,7 +65,25 @@ GtkWidget* Window::makeBar() {
   addButton(bar, Word::saveTable, &Window::saveTable);
   addButton(bar, Word::saveArchive, &Window::saveArchive);
   addButton(bar, Word::saveLog, &Window::saveLog);
+  gtk_box_append(GTK_BOX(bar), makeColumnsMenu());
   return bar;
+}
+
+GtkWidget* Window::makeColumnsMenu() {
+  GtkWidget* choices = gtk_box_new(GTK_ORIENTATION_VERTICAL, 6);
+  for (const Column& column : columns) {
+    GtkWidget* choice = gtk_check_button_new_with_label(text(column.title));
+    Gtk4::bind(GTK_CHECK_BUTTON(choice), Default<bool>(column.shown));
+    gtk_box_append(GTK_BOX(choices), choice);
+  }
+  GtkWidget* popover = gtk_popover_new();
+  gtk_popover_set_child(GTK_POPOVER(popover), choices);
+  GtkWidget* button = gtk_menu_button_new();
+  gtk_menu_button_set_label(GTK_MENU_BUTTON(button), text(Word::columns));
+  gtk_menu_button_set_popover(GTK_MENU_BUTTON(button), popover);
+  describe(gtk_widget_get_first_child(button), Word::columns);  // It has the focus.
+  gtk_menu_button_set_primary(GTK_MENU_BUTTON(button), TRUE);   // F10 opens it.
+  return button;
 }
 
 GtkWidget* Window::makeList() {
@@ -76,9 +94,7 @@ GtkWidget* Window::makeList() {
   gtk_widget_add_css_class(columns_, "data-table");
   describe(columns_, Word::files);
   addNames();
-  addColumn(Word::size, sizeOf, 12);
-  addColumn(Word::kind, kindOf, 24);
-  addColumn(Word::modified, dateOf, 18);
+  for (const Column& column : columns) addColumn(column);
   GtkWidget* scroller = gtk_scrolled_window_new();
   gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), columns_);
   gtk_widget_set_hexpand(scroller, TRUE);
@@ -138,20 +154,23 @@ void Window::addNames() {
   gtk_column_view_column_set_expand(column, TRUE);
 }
 
-void Window::addColumn(Word title, std::string (*text)(const File&), unsigned characters) {
+void Window::addColumn(const Column& column) {
   // An inscription has a size that does not depend on its text. A label would be measured for each new text.
-  addColumn(title, Gtk4::rowFactory<FilePointer>(
-                       [title, characters] {
-                         GtkWidget* cell = gtk_inscription_new(nullptr);
-                         auto* inscription = GTK_INSCRIPTION(cell);
-                         gtk_inscription_set_min_chars(inscription, characters);
-                         gtk_inscription_set_xalign(inscription, title == Word::size ? 1 : 0);
-                         gtk_inscription_set_text_overflow(inscription, GTK_INSCRIPTION_OVERFLOW_ELLIPSIZE_MIDDLE);
-                         return cell;
-                       },
-                       [text](GtkWidget* cell, const FilePointer& file) {
-                         gtk_inscription_set_text(GTK_INSCRIPTION(cell), text(*file).c_str());
-                       }));
+  GtkColumnViewColumn* shown = addColumn(
+      column.title, Gtk4::rowFactory<FilePointer>(
+                        [&column] {
+                          GtkWidget* cell = gtk_inscription_new(nullptr);
+                          auto* inscription = GTK_INSCRIPTION(cell);
+                          gtk_inscription_set_min_chars(inscription, static_cast<unsigned>(column.characters));
+                          gtk_inscription_set_xalign(inscription, column.isNumber ? 1 : 0);
+                          gtk_inscription_set_text_overflow(inscription, GTK_INSCRIPTION_OVERFLOW_ELLIPSIZE_MIDDLE);
+                          return cell;
+                        },
+                        [&column](GtkWidget* cell, const FilePointer& file) {
+                          gtk_inscription_set_text(GTK_INSCRIPTION(cell), column.text(*file).c_str());
+                        }));
+  Gtk4::bind(shown, gtk_column_view_column_set_visible,
+             [setting = Default<bool>(column.shown)] { return setting.value(); });
 }
 
 GtkColumnViewColumn* Window::addColumn(Word title, GtkListItemFactory* cells) {

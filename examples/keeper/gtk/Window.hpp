@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Columns.hpp"
 #include "Desk.hpp"
 #include "Preferences.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
@@ -29,11 +30,11 @@ class Window {
 
   GtkWidget* makeBar();
   GtkWidget* makeList();
+  GtkWidget* makeColumnsMenu();
   GtkWidget* makeSections();
   GtkWidget* makeBottom();
   void addNames();
-  /// Adds a column with room for so many characters.
-  void addColumn(Word title, std::string (*text)(const File&), unsigned characters);
+  void addColumn(const Column& column);
   GtkColumnViewColumn* addColumn(Word title, GtkListItemFactory* cells);
   GtkWidget* addButton(GtkWidget* box, Word label, Action action);
   void addShortcut(const char* trigger, Action action);

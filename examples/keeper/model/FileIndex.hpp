@@ -44,6 +44,7 @@ class FileIndex {
  public:
   explicit FileIndex(const Tessaly::Locale& locale) : collator_(locale), alphabet_(locale) {}
 
+  void clear() { sorted_.clear(); }
   void apply(const std::vector<Tessaly::DirectoryChange>& changes);
 
   /// The files whose names contain the text. Diacritics, scripts and case do not count.

@@ -6,9 +6,14 @@
 namespace keeper {
 
 void publishPreferences() {
-  Tessaly::UserDefaults::standard()->publishKeys({themeKey.described("Colours: system, light or dark"),
-                                                  showsHiddenFilesKey.described("Whether names with a dot are listed"),
-                                                  directoryKey.described("The directory that was shown last")});
+  Tessaly::UserDefaults::standard()->publishKeys(
+      {themeKey.described("Colours: system, light or dark"),
+       showsHiddenFilesKey.described("Whether names with a dot are listed"),
+       showsSizeKey.described("Whether the list has the column of sizes"),
+       showsKindKey.described("Whether the list has the column of kinds"),
+       showsDateKey.described("Whether the list has the column of dates"),
+       updateDelayKey.described("Milliseconds in which changes of the directory are collected, 0 to 600000"),
+       directoryKey.described("The directory that was shown last")});
 }
 
 }  // namespace keeper

@@ -22,6 +22,11 @@ namespace keeper {
 
 constexpr Tessaly::Default<Theme>::Key themeKey{"theme", Theme::system};
 constexpr Tessaly::Default<bool>::Key showsHiddenFilesKey{"shows-hidden-files", false};
+constexpr Tessaly::Default<bool>::Key showsSizeKey{"shows-size", true};
+constexpr Tessaly::Default<bool>::Key showsKindKey{"shows-kind", true};
+constexpr Tessaly::Default<bool>::Key showsDateKey{"shows-date", true};
+/// The milliseconds in which changes of the directory are collected. Fewer updates take less power.
+constexpr auto updateDelayKey = Tessaly::Default<int>::Key("update-delay", 30).within(0, 600'000);
 /// The directory that was shown last. It is found again after it was renamed.
 constexpr Tessaly::Default<std::optional<Tessaly::URLBookmark>>::Key directoryKey{"directory"};
 

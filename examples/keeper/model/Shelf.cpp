@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Shelf.hpp"
 
-#include <chrono>
 #include <tuple>
 #include <utility>
 
@@ -13,20 +12,29 @@
 namespace keeper {
 
 using namespace Tessaly;
-using namespace std::chrono_literals;
 
 Shelf::Shelf(URL directory, FileManager& files, const Locale& locale)
     : directory_(std::move(directory)), files_(files), index_(std::make_shared<FileIndex>(locale)) {
-  tasks_.add([this] { return follow(); });
-  tasks_.add([this] { return publish(); });
+  publishing_.add([this] { return publish(); });
+  withContinuousObservation([this] { return updateDelay_.value(); },
+                            [this](int delay) {
+                              following_.end();
+                              following_.add([this, delay] { return follow(std::chrono::milliseconds(delay)); });
+                            })
+      .store(tokens_);
 }
 
-Async<void> Shelf::follow() {
+Async<void> Shelf::follow(std::chrono::milliseconds delay) {
   try {
-    auto changes = directoryChanges(files_, directory_, {.debounce = 30ms}).makeAsyncIterator();
+    auto changes = directoryChanges(files_, directory_, {.debounce = delay}).makeAsyncIterator();
+    bool isListing = true;
     while (auto some = co_await changes.next()) {
       // The work beside the main thread owns what it uses, because the shelf may end meanwhile.
-      co_await withIsolation(indexing_, [index = index_, some = std::move(*some)] { index->apply(some); });
+      co_await withIsolation(indexing_, [index = index_, some = std::move(*some), isListing] {
+        if (isListing) index->clear();  // The delay changed, and the directory is read again.
+        index->apply(some);
+      });
+      isListing = false;
       ++revision_;
     }
   } catch (const POSIXError& error) {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "FileIndex.hpp"
 #include "Preferences.hpp"
@@ -11,6 +13,7 @@
 #include "Tessaly/Core/Observation/Property.hpp"
 #include "Tessaly/Core/Tasks/Isolation.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
+#include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 
 namespace keeper {
 
@@ -31,7 +34,8 @@ class Shelf {
   Tessaly::Property<std::string> problem;
 
  private:
-  Tessaly::Async<void> follow();
+  /// Reads the directory and follows it. Collects its changes for the delay.
+  Tessaly::Async<void> follow(std::chrono::milliseconds delay);
   Tessaly::Async<void> publish();
 
   Tessaly::URL directory_;
@@ -40,7 +44,11 @@ class Shelf {
   Tessaly::Isolation indexing_ = Tessaly::Isolation::serial();
   Tessaly::Property<int> revision_ = 0;
   Tessaly::Default<bool> showsHiddenFiles_{showsHiddenFilesKey};
-  Tessaly::OwnedTasks tasks_;  // The last member, so it ends first.
+  Tessaly::Default<int> updateDelay_{updateDelayKey};
+  // The last members, so they end first.
+  Tessaly::OwnedTasks publishing_;
+  Tessaly::OwnedTasks following_;
+  std::vector<Tessaly::ObservationToken> tokens_;
 };
 
 }  // namespace keeper

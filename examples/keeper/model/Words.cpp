@@ -33,6 +33,7 @@ constexpr std::array translations{
     Translations{"Find Duplicates", "Duplikate suchen", "البحث عن المكررات"},
     Translations{"Only Duplicates", "Nur Duplikate", "المكررات فقط"},
     Translations{"Hidden Files", "Versteckte Dateien", "الملفات المخفية"},
+    Translations{"Columns", "Spalten", "الأعمدة"},
     Translations{"Pause", "Anhalten", "إيقاف مؤقت"},
     Translations{"Resume", "Fortsetzen", "استئناف"},
     Translations{"Stop", "Beenden", "إيقاف"},

@@ -22,6 +22,7 @@ enum class Word : std::uint8_t {
   findDuplicates,
   onlyDuplicates,
   hiddenFiles,
+  columns,
   pause,
   resume,
   stop,

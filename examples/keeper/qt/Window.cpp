@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Window.hpp"
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QFileDialog>
@@ -11,15 +12,15 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QProgressBar>
-#include <QPushButton>
 #include <QShortcut>
 #include <QStyle>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <string>
-#include <utility>
 
+#include "Columns.hpp"
 #include "FileTexts.hpp"
 #include "Tessaly/Adapters/Qt/Binding.hpp"
 #include "Tessaly/Adapters/QtWidgets/SettingBinding.hpp"
@@ -34,7 +35,7 @@ using FilePointer = std::shared_ptr<const File>;
 QString label(Word word) { return QString::fromUtf8(text(word)); }
 
 /// The values of a column for a view.
-auto column(std::string (*text)(const File&), bool isNumber) {
+auto values(std::string (*text)(const File&), bool isNumber) {
   return [text, isNumber](const FilePointer& file, int role) -> QVariant {
     if (role == Qt::DisplayRole) return QString::fromStdString(text(*file));
     if (role == Qt::TextAlignmentRole && isNumber) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
@@ -55,6 +56,7 @@ Window::Window(Desk& desk) : desk_(desk) {
   addShortcut(Qt::CTRL | Qt::Key_Q, &Window::quit);
   addShortcut(Qt::CTRL | Qt::Key_D, &Window::compare);
   addShortcut(Qt::Key_F9, &Window::toggleDuplicates);
+  addShortcut(Qt::Key_F10, &Window::showColumnsMenu);
   addShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_C, &Window::copyPaths);
   addShortcut(Qt::CTRL | Qt::Key_S, &Window::saveTable);
   addShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_S, &Window::saveArchive);
@@ -75,16 +77,30 @@ void Window::makeBar(QBoxLayout* column) {
   addButton(row, Word::saveTable, &Window::saveTable);
   addButton(row, Word::saveArchive, &Window::saveArchive);
   addButton(row, Word::saveLog, &Window::saveLog);
+  columnsButton_ = new QPushButton(label(Word::columns));
+  columnsButton_->setAutoDefault(false);
+  columnsButton_->setMenu(makeColumnsMenu());
+  row->addWidget(columnsButton_);
   column->addLayout(row);
   search->setFocus();
 }
 
+QMenu* Window::makeColumnsMenu() {
+  auto* menu = new QMenu(this);
+  for (const Column& column : columns) {
+    QAction* choice = menu->addAction(label(column.title));
+    choice->setCheckable(true);
+    Qt6::bind(choice, &QAction::setChecked, [setting = Default<bool>(column.shown)] { return setting.value(); });
+    QObject::connect(choice, &QAction::triggered, this,
+                     [&column](bool isOn) { Default<bool>::setValue(column.shown, isOn); });
+  }
+  return menu;
+}
+
 void Window::makeList(QBoxLayout* column) {
   files_ = new Qt6::ListModel([&desk = desk_] { return desk.files(); }, &File::name, this);
-  files_->addColumn(label(Word::name), keeper::column(nameOf, false));
-  files_->addColumn(label(Word::size), keeper::column(sizeOf, true));
-  files_->addColumn(label(Word::kind), keeper::column(kindOf, false));
-  files_->addColumn(label(Word::modified), keeper::column(dateOf, false));
+  files_->addColumn(label(Word::name), values(nameOf, false));
+  for (const Column& shown : columns) files_->addColumn(label(shown.title), values(shown.text, shown.isNumber));
   list_ = new QTreeView;
   list_->setModel(files_);
   list_->setAccessibleName(label(Word::files));
@@ -95,8 +111,13 @@ void Window::makeList(QBoxLayout* column) {
   list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   list_->header()->setStretchLastSection(false);
   list_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-  for (const auto& [section, width] : {std::pair(1, 90), std::pair(2, 190), std::pair(3, 190)}) {
-    list_->header()->resizeSection(section, width);
+  const int character = list_->fontMetrics().horizontalAdvance(QLatin1Char('0'));
+  for (int section = 1; const Column& shown : columns) {
+    list_->header()->resizeSection(section, shown.characters * character);
+    Qt6::bind(
+        list_, [section](QTreeView* list, bool isShown) { list->setColumnHidden(section, !isShown); },
+        [setting = Default<bool>(shown.shown)] { return setting.value(); });
+    ++section;
   }
   sections_ = new QListWidget;
   sections_->setAccessibleName(label(Word::sections));

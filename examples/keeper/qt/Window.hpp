@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QPushButton>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -17,8 +18,8 @@ class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QMenu;
 class QProgressBar;
-class QPushButton;
 class QTreeView;
 
 namespace keeper {
@@ -33,6 +34,7 @@ class Window : public QWidget {
 
   void makeBar(QBoxLayout* column);
   void makeList(QBoxLayout* column);
+  QMenu* makeColumnsMenu();
   void makeBottom(QBoxLayout* column);
   QPushButton* addButton(QBoxLayout* row, Word label, Action action);
   void follow();
@@ -53,6 +55,7 @@ class Window : public QWidget {
   void pauseOrResume() { desk_.pauseOrResume(); }
   void stop() { desk_.stop(); }
   void toggleDuplicates();
+  void showColumnsMenu() { columnsButton_->showMenu(); }
   void quit() { close(); }
   void addShortcut(const QKeySequence& keys, Action action);
 
@@ -60,6 +63,7 @@ class Window : public QWidget {
   Tessaly::Default<Theme> theme_{themeKey};
   QTreeView* list_ = nullptr;
   Tessaly::Qt6::ListModel<std::shared_ptr<const File>>* files_ = nullptr;
+  QPushButton* columnsButton_ = nullptr;
   QListWidget* sections_ = nullptr;
   QLabel* status_ = nullptr;
   QProgressBar* progress_ = nullptr;

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "Columns.hpp"
 #include "Desk.hpp"
 #include "DuplicateFinder.hpp"
 #include "Log.hpp"
@@ -139,6 +140,38 @@ TEST_F(KeeperTest, SettingShowsHiddenFilesAtOnce) {
   waitForNames(*shelf, {"shown"});
   settings->set(true, "shows-hidden-files");
   waitForNames(*shelf, {".hidden", "shown"});
+}
+
+TEST_F(KeeperTest, NewDelayCountsAtOnceAndLosesNoChange) {
+  const auto shelf = shelfIn("en");
+  waitForNames(*shelf, {});
+  settings->setFromElsewhere(600'000, "update-delay");
+  write("a");
+  settings->setFromElsewhere(0, "update-delay");
+  waitForNames(*shelf, {"a"});
+  std::filesystem::rename(path / "a", path / "b");
+  waitForNames(*shelf, {"b"});
+}
+
+TEST_F(KeeperTest, DelayOutsideItsLimitsCountsAsTheNearest) {
+  settings->set(-5, "update-delay");
+  EXPECT_EQ(Default<int>::value(updateDelayKey), 0);
+  settings->set(600'001, "update-delay");
+  EXPECT_EQ(Default<int>::value(updateDelayKey), 600'000);
+}
+
+TEST_F(KeeperTest, EveryColumnHasASettingOfItsOwn) {
+  publishPreferences();
+  std::set<std::string_view> names;
+  for (const Column& column : columns) {
+    names.insert(column.shown.name());
+    EXPECT_TRUE(Default<bool>::value(column.shown)) << column.shown.name();
+    settings->set(false, column.shown.name());
+    EXPECT_FALSE(Default<bool>::value(column.shown)) << column.shown.name();
+  }
+  EXPECT_EQ(names.size(), columns.size());
+  for (const SettingDescription& key : settings->publishedKeys()) names.erase(key.name);
+  EXPECT_TRUE(names.empty());
 }
 
 TEST_F(KeeperTest, SaysWhyItStopsFollowing) {

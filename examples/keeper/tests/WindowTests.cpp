@@ -67,6 +67,12 @@ class KeeperWindow : public testing::TestWithParam<const char*> {
   }
   [[nodiscard]] std::string path(const std::string& name) const { return directory_ + "/" + name; }
 
+  /// The setting of Keeper as the command of the library writes it. Empty if the setting is absent.
+  [[nodiscard]] std::string setting(const char* name) const {
+    const std::string file = folder_.path() + "/setting";
+    Process reader({std::getenv("KEEPER_COMMAND"), "defaults", "read", "org.example.keeper", name}, file);
+    return reader.wait() == 0 ? contentsOf(file) : "";
+  }
   [[nodiscard]] std::string clipboard() const {
     const std::string file = folder_.path() + "/pasted";
     Process reader({"timeout", "2", "xclip", "-selection", "clipboard", "-o"}, file);
@@ -154,6 +160,20 @@ TEST_P(KeeperWindow, SelectionIsSavedAsTableAndArchive) {
   save({"Control_L", "Shift_L", "s"}, "Save as Zip", archive);
   EXPECT_TRUE(contentsOf(archive).starts_with("PK"));
   EXPECT_NE(contentsOf(archive).find("a"), std::string::npos);
+}
+
+TEST_P(KeeperWindow, KeysHideAColumn) {
+  open();
+  EXPECT_EQ(setting("shows-size"), "");
+  display_.press({"F10"});
+  if (std::string(GetParam()) == "tessaly_keeper_qt") {
+    display_.press({"Down"});  // A menu of Qt opens without a chosen row.
+    display_.press({"Return"});
+  } else {
+    display_.press({"space"});
+  }
+  EXPECT_TRUE(waitUntil([&] { return setting("shows-size") == "false\n"; }));
+  EXPECT_EQ(setting("shows-kind"), "");
 }
 
 TEST_P(KeeperWindow, EndsByItsActionAndReportsItsLongestPause) {
