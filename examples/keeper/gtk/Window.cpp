@@ -23,6 +23,15 @@ void describe(GtkWidget* widget, Word name) {
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, text(name), -1);
 }
 
+void showTheme(Theme theme) {
+  const char* property = "gtk-application-prefer-dark-theme";
+  if (theme == Theme::system) {
+    gtk_settings_reset_property(gtk_settings_get_default(), property);
+  } else {
+    g_object_set(gtk_settings_get_default(), property, theme == Theme::dark, nullptr);
+  }
+}
+
 }  // namespace
 
 Window::Window(Desk& desk, GMainLoop* loop) : desk_(desk), loop_(loop), window_(gtk_window_new()) {
@@ -231,12 +240,7 @@ void Window::follow() {
       .store(tokens_);
   withContinuousObservation([this] { return desk_.finder.state.value(); }, [this](auto state) { showSearch(state); })
       .store(tokens_);
-  withContinuousObservation([this] { return theme_.value(); },
-                            [](Theme theme) {
-                              g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme",
-                                           theme == Theme::dark, nullptr);
-                            })
-      .store(tokens_);
+  withContinuousObservation([this] { return theme_.value(); }, showTheme).store(tokens_);
 }
 
 void Window::showSections(const std::vector<Listing::Section>& sections) {

@@ -13,9 +13,11 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QPalette>
 #include <QProgressBar>
 #include <QShortcut>
 #include <QStyle>
+#include <QStyledItemDelegate>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <string>
@@ -41,6 +43,34 @@ auto values(std::string (*text)(const File&), bool isNumber) {
     if (role == Qt::TextAlignmentRole && isNumber) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
     return {};
   };
+}
+
+/// Names in their own direction. Otherwise an Arabic window would move the number of "2 things" behind the word.
+class NameDelegate : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->displayAlignment = QStyle::visualAlignment(option->direction, option->displayAlignment) | Qt::AlignAbsolute;
+    option->direction = option->text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;
+  }
+};
+
+/// The colours around a colour of the window. Those that Qt would make leave disabled texts black on a dark window.
+QPalette colours(int window, int base, int weak) {
+  const auto grey = [](int lightness) { return QColor(lightness, lightness, lightness); };
+  QPalette colours(grey(window));
+  colours.setColor(QPalette::Base, grey(base));
+  colours.setColor(QPalette::AlternateBase, grey(base < window ? base + 8 : base - 8));
+  colours.setColor(QPalette::Highlight, QColor(38, 105, 168));
+  colours.setColor(QPalette::HighlightedText, Qt::white);
+  colours.setColor(QPalette::PlaceholderText, grey(weak));
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    colours.setColor(QPalette::Disabled, role, grey(weak));
+  }
+  return colours;
 }
 
 }  // namespace
@@ -103,6 +133,7 @@ void Window::makeList(QBoxLayout* column) {
   for (const Column& shown : columns) files_->addColumn(label(shown.title), values(shown.text, shown.isNumber));
   list_ = new QTreeView;
   list_->setModel(files_);
+  list_->setItemDelegateForColumn(0, new NameDelegate(list_));
   list_->setAccessibleName(label(Word::files));
   list_->setRootIsDecorated(false);
   list_->setUniformRowHeights(true);  // Otherwise the view measures every row.
@@ -207,13 +238,9 @@ void Window::showSearch(DuplicateFinder::State state) {
 }
 
 void Window::showTheme(Theme theme) {
-  QPalette palette = style()->standardPalette();
-  if (theme == Theme::dark) {
-    palette = QPalette(QColor(48, 48, 48));
-    palette.setColor(QPalette::Base, QColor(36, 36, 36));
-    palette.setColor(QPalette::AlternateBase, QColor(42, 42, 42));
-  }
-  QApplication::setPalette(palette);
+  QApplication::setPalette(theme == Theme::dark    ? colours(58, 30, 160)
+                           : theme == Theme::light ? colours(239, 255, 105)
+                                                   : QPalette());  // The desktop's.
 }
 
 Files Window::selected() const {
