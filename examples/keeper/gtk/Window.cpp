@@ -90,8 +90,8 @@ GtkWidget* Window::makeColumnsMenu() {
   GtkWidget* button = gtk_menu_button_new();
   gtk_menu_button_set_label(GTK_MENU_BUTTON(button), text(Word::columns));
   gtk_menu_button_set_popover(GTK_MENU_BUTTON(button), popover);
-  describe(gtk_widget_get_first_child(button), Word::columns);  // It has the focus.
-  gtk_menu_button_set_primary(GTK_MENU_BUTTON(button), TRUE);   // F10 opens it.
+  describe(button, Word::columns);
+  gtk_menu_button_set_primary(GTK_MENU_BUTTON(button), TRUE);  // F10 opens it.
   return button;
 }
 

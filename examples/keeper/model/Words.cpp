@@ -20,6 +20,7 @@ struct Translations {
 /// In the order of `Word`.
 constexpr std::array translations{
     Translations{"Search", "Suchen", "بحث"},
+    Translations{"Clear the search", "Suche leeren", "مسح البحث"},
     Translations{"Name", "Name", "الاسم"},
     Translations{"Size", "Größe", "الحجم"},
     Translations{"Kind", "Art", "النوع"},

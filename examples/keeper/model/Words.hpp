@@ -9,6 +9,7 @@ namespace keeper {
 /// A text of the window.
 enum class Word : std::uint8_t {
   search,
+  clearSearch,
   name,
   size,
   kind,

@@ -18,6 +18,7 @@
 #include <QShortcut>
 #include <QStyle>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <string>
@@ -79,10 +80,12 @@ Window::Window(Desk& desk) : desk_(desk) {
   setWindowTitle(QString::fromStdString(desk.title()));
   setWindowIcon(QIcon::fromTheme("org.example.keeper"));
   resize(960, 560);
-  auto* layout = new QVBoxLayout(this);
+  auto* content = new QWidget;
+  auto* layout = new QVBoxLayout(content);
   makeBar(layout);
   makeList(layout);
   makeBottom(layout);
+  setCentralWidget(content);
   addShortcut(Qt::CTRL | Qt::Key_Q, &Window::quit);
   addShortcut(Qt::CTRL | Qt::Key_D, &Window::compare);
   addShortcut(Qt::Key_F9, &Window::toggleDuplicates);
@@ -100,6 +103,7 @@ void Window::makeBar(QBoxLayout* column) {
   search->setPlaceholderText(label(Word::search));
   search->setAccessibleName(label(Word::search));
   search->setClearButtonEnabled(true);
+  search->findChild<QToolButton*>()->setAccessibleName(label(Word::clearSearch));
   QObject::connect(search, &QLineEdit::textChanged, this,
                    [this](const QString& text) { desk_.search(text.toStdString()); });
   row->addWidget(search, 1);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QMainWindow>
 #include <QPushButton>
-#include <QWidget>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -25,7 +25,7 @@ class QTreeView;
 namespace keeper {
 
 /// The window of a desk in Qt 6. What it shows follows the desk; what the user does calls the desk.
-class Window : public QWidget {
+class Window : public QMainWindow {
  public:
   explicit Window(Desk& desk);
 

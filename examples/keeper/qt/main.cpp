@@ -20,6 +20,7 @@
 
 int main(int count, char** arguments) {
   QApplication application(count, arguments);
+  QCoreApplication::setApplicationName("Keeper");
   QGuiApplication::setDesktopFileName("org.example.keeper");
   QGuiApplication::setLayoutDirection(keeper::isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
   const Tessaly::Qt6::MainLoopAdapter adapter;

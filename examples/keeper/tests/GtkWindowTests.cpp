@@ -23,6 +23,7 @@ using namespace Tessaly;
 /// Whether a screen reader finds a name: that of the widget, or the text of its label.
 bool hasName(GtkWidget* widget) {
   if (gtk_test_accessible_has_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL) != 0) return true;
+  if (GTK_IS_MENU_BUTTON(gtk_widget_get_parent(widget))) return hasName(gtk_widget_get_parent(widget));
   const char* label = GTK_IS_BUTTON(widget)         ? gtk_button_get_label(GTK_BUTTON(widget))
                       : GTK_IS_CHECK_BUTTON(widget) ? gtk_check_button_get_label(GTK_CHECK_BUTTON(widget))
                                                     : nullptr;
