@@ -280,7 +280,7 @@ Files Window::selected() const {
   GtkBitsetIter next;
   guint row = 0;
   for (bool isRow = gtk_bitset_iter_init_first(&next, rows, &row); isRow; isRow = gtk_bitset_iter_next(&next, &row)) {
-    const gpointer item = g_list_model_get_item(G_LIST_MODEL(selection_), row);
+    gpointer item = g_list_model_get_item(G_LIST_MODEL(selection_), row);
     files.push_back(Gtk4::element<FilePointer>(item));
     g_object_unref(item);
   }

@@ -74,7 +74,7 @@ class KeeperGtkWindow : public testing::Test {
   static GtkWidget* window() {
     GListModel* windows = gtk_window_get_toplevels();
     EXPECT_EQ(g_list_model_get_n_items(windows), 1U);
-    const gpointer window = g_list_model_get_item(windows, 0);
+    gpointer window = g_list_model_get_item(windows, 0);
     g_object_unref(window);
     return GTK_WIDGET(window);
   }
@@ -96,7 +96,7 @@ TEST_F(KeeperGtkWindow, ColumnsFollowTheirSettings) {
   auto* view = GTK_COLUMN_VIEW(descendant(window(), GTK_TYPE_COLUMN_VIEW));
   ASSERT_EQ(g_list_model_get_n_items(gtk_column_view_get_columns(view)), columns.size() + 1);
   for (std::size_t index = 0; index < columns.size(); ++index) {
-    const gpointer item = g_list_model_get_item(gtk_column_view_get_columns(view), static_cast<guint>(index) + 1);
+    gpointer item = g_list_model_get_item(gtk_column_view_get_columns(view), static_cast<guint>(index) + 1);
     auto* column = GTK_COLUMN_VIEW_COLUMN(item);
     EXPECT_STREQ(gtk_column_view_column_get_title(column), text(columns.at(index).title));
     for (const bool isShown : {false, true}) {
