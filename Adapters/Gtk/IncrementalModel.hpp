@@ -45,17 +45,24 @@ class IncrementalGrowth {
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
     const guint needed = std::max(count, self->step_);
-    if (needed < std::min(enough, self->size())) gtk_slice_list_model_set_size(self->slice_, needed);
+    if (needed < std::min(enough, self->size())) return self->setSize(needed);
     // The priority is below that of drawing, so the rows of each step are drawn before the next step.
     if (count > self->size() && self->source_ == 0) self->source_ = g_idle_add(G_SOURCE_FUNC(&grow), self);
   }
   static gboolean grow(IncrementalGrowth* self) {
     const guint size = self->size();
-    gtk_slice_list_model_set_size(self->slice_,
-                                  size >= enough - std::min(enough, self->step_) ? G_MAXUINT : size + self->step_);
-    if (g_list_model_get_n_items(self->rows_) > self->size()) return G_SOURCE_CONTINUE;
-    self->source_ = 0;
-    return G_SOURCE_REMOVE;
+    const guint next = size >= enough - std::min(enough, self->step_) ? G_MAXUINT : size + self->step_;
+    const bool isLast = g_list_model_get_n_items(self->rows_) <= next;
+    if (isLast) self->source_ = 0;
+    self->setSize(next);
+    return isLast ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
+  }
+  /// A handler of "items-changed" may release the slice. Then this object is gone afterwards.
+  void setSize(guint size) {
+    GtkSliceListModel* const slice = slice_;
+    g_object_ref(slice);
+    gtk_slice_list_model_set_size(slice, size);
+    g_object_unref(slice);
   }
   [[nodiscard]] guint size() const { return gtk_slice_list_model_get_size(slice_); }
 
@@ -81,7 +88,7 @@ namespace Gtk4 {
 /// Once the model shows all rows, it adds no cost to an update. After `rows` has become shorter than 512 rows, the
 /// model shows added rows in steps again. A row that is not shown yet cannot be selected or scrolled to.
 ///
-/// Stops the process if `step` is 0.
+/// A handler of a signal may release the model. Stops the process if `step` is 0.
 ///
 /// Thread contract: main-isolated.
 ///

@@ -87,6 +87,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
   /// is that GTK destroys the widgets of removed rows, but reuses the widgets of replaced rows. Otherwise each step is
   /// reported separately.
   void willTakeAll(std::span<const SequenceStep> steps) override {
+    if (object_ != nullptr) g_object_ref(object_);  // A handler of the host may release the last reference.
     const auto has = [&](SequenceStep::Kind kind) {
       return std::ranges::find(steps, kind, &SequenceStep::kind) != steps.end();
     };
@@ -108,6 +109,7 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
       g_signal_emit_by_name(item, "changed");
       g_object_unref(item);
     }
+    if (object_ != nullptr) g_object_unref(object_);  // May destroy this object.
   }
 
   /// The element of a row, in the rows that GTK knows at this moment. The items of kept rows are still found by their
@@ -233,6 +235,7 @@ template <typename Element, typename Make, typename Show>
 struct RowWidgets {
   Make make;
   Show show;
+  GtkListItemFactory* factory = nullptr;
 
   static constexpr const char* key = "tessaly-row-widgets";
 
@@ -242,15 +245,23 @@ struct RowWidgets {
     callNotification("The maker of a row's widget", make);
   }
   static void bind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
-    constexpr auto changed = +[](GObject*, GtkListItem* changedRow) { update(changedRow); };
+    // Only the row's view may own the row and the factory, and `show` may destroy the view.
+    constexpr auto changed = +[](GObject*, GtkListItem* changedRow) {
+      auto* const factory = G_OBJECT(g_object_ref(functions(changedRow)->factory));
+      update(changedRow);
+      g_object_unref(factory);
+    };
     g_signal_connect(gtk_list_item_get_item(row), "changed", G_CALLBACK(changed), row);
     update(row);
   }
   static void unbind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
     g_signal_handlers_disconnect_by_data(gtk_list_item_get_item(row), row);
   }
+  static RowWidgets* functions(GtkListItem* row) {
+    return static_cast<RowWidgets*>(g_object_get_data(G_OBJECT(row), key));
+  }
   static void update(GtkListItem* row) {
-    auto* const self = static_cast<RowWidgets*>(g_object_get_data(G_OBJECT(row), key));
+    RowWidgets* const self = functions(row);
     auto show = [&] {
       std::invoke(self->show, gtk_list_item_get_child(row), elementOf<Element>(gtk_list_item_get_item(row)));
     };
@@ -281,6 +292,9 @@ namespace Gtk4 {
 /// Returns a new reference, as GTK's constructors do. An item exists while a view shows its row or the host refers to
 /// the item. `element` returns the element of an item. `rowFactory` makes the widgets that show elements. Without
 /// `listModel`, a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
+///
+/// A handler of a signal and the function that shows a row may close the window and release the model. If they run a
+/// nested loop, the model stays in the state of the signal. After the handlers, the model shows the newest sequence.
 ///
 /// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
 /// hash and a comparison of its identity.
@@ -317,8 +331,8 @@ template <typename Element>
 template <typename Element, std::invocable<> Make, std::invocable<GtkWidget*, const Element&> Show>
 [[nodiscard]] GtkListItemFactory* rowFactory(Make make, Show show) {
   using Widgets = detail::RowWidgets<Element, Make, Show>;
-  auto* const widgets = new Widgets{std::move(make), std::move(show)};
   GtkListItemFactory* const factory = gtk_signal_list_item_factory_new();
+  auto* const widgets = new Widgets{std::move(make), std::move(show), factory};
   g_object_set_data_full(G_OBJECT(factory), Widgets::key, widgets,
                          [](gpointer owned) { delete static_cast<Widgets*>(owned); });
   g_signal_connect(factory, "setup", G_CALLBACK(&Widgets::setUp), widgets);

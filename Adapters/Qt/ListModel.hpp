@@ -34,6 +34,10 @@ namespace Tessaly::inline v1::Qt6 {
 /// values, unless there are more than 32 runs of changed rows. A model without columns shows nothing; call `addColumn`
 /// first.
 ///
+/// A slot of `rowsInserted`, `rowsRemoved`, `rowsMoved` or `dataChanged` may destroy the model. If a slot runs a nested
+/// loop, for example for a dialog, the model stays in the state of the signal. After the slots, the model shows the
+/// newest sequence.
+///
 /// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
 /// hash and a comparison of its identity. Without this class, a host writes a subclass of `QAbstractListModel` and
 /// finds the changed rows itself.
@@ -149,7 +153,9 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
       runs.back().second = at;
     }
     if (columns_.empty()) return;
-    for (const auto& [first, last] : runs) Q_EMIT dataChanged(index(first, 0), index(last, columnCount() - 1));
+    for (const auto& [first, last] : runs) {
+      if (!rows_.outlives([&] { Q_EMIT dataChanged(index(first, 0), index(last, columnCount() - 1)); })) return;
+    }
   }
 
   std::vector<Column> columns_;

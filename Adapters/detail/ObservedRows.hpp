@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Tessaly/Adapters/detail/Binding.hpp"
+#include "Tessaly/Adapters/detail/Existence.hpp"
 #include "Tessaly/Adapters/detail/SequenceDifference.hpp"
 #include "Tessaly/SettingsAndObservation/ObservationToken.hpp"
 
@@ -38,10 +39,11 @@ template <std::invocable<> Compute>
 using ElementOf =
     typename ElementOfSequence<typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type>::Type;
 
-/// The list model of a toolkit, as an observer of the rows.
+/// The list model of a toolkit, as an observer of the rows. The model notifies code of the host, which may destroy the
+/// model.
 class RowsListener {
  public:
-  /// Called before the first step, if there are steps.
+  /// Called before the first step of an update.
   virtual void willTakeAll(std::span<const SequenceStep>) {}
   /// Called before and after each step. The rows change between the two calls.
   virtual void willTake(const SequenceStep& step) = 0;
@@ -56,24 +58,21 @@ class RowsListener {
 
 /// The common part of the list models of every toolkit: the rows of a computed sequence. The rows change step by step,
 /// so a view may read the rows at each step.
+///
+/// An update never begins inside another one. A handler of the host may run a nested loop, for example for a dialog,
+/// and the sequence may change meanwhile. Then only the newest sequence is kept, and shown after the present update.
 template <typename Element>
-class ObservedRows {
+class ObservedRows : public Existence {
  public:
   using Snapshot = std::shared_ptr<const std::vector<Element>>;
 
   explicit ObservedRows(RowsListener& listener) : listener_(listener) {}
-  ObservedRows(const ObservedRows&) = delete;
-  ObservedRows& operator=(const ObservedRows&) = delete;
-  ~ObservedRows() = default;
-
   /// Shows the result of `compute`, now and after each change of an observable property that `compute` read.
   template <typename Compute, typename Identity>
   void follow(Compute compute, Identity identity) {
     using Sequence = typename PresentValue<std::remove_cvref_t<std::invoke_result_t<Compute&>>>::Type;
     token_.emplace(detail::follow(std::move(compute), [this, identity](Sequence sequence) {
-      Snapshot next = snapshot(std::move(sequence));
-      if (next == snapshot_) return;
-      show(std::move(next), [&](std::span<const Element> before, std::span<const Element> after) {
+      showLatest(snapshot(std::move(sequence)), [&](std::span<const Element> before, std::span<const Element> after) {
         return stepsBetween(before, after, identity);
       });
     }));
@@ -100,16 +99,28 @@ class ObservedRows {
   }
 
   template <typename Difference>
-  void show(Snapshot next, Difference difference) {
+  void showLatest(Snapshot latest, const Difference& difference) {
+    const bool isShowing = latest_ != nullptr;
+    latest_ = std::move(latest);
+    if (isShowing) return;
+    while (latest_ != snapshot_) {
+      if (!show(latest_, difference)) return;
+    }
+    latest_ = nullptr;
+  }
+
+  /// Returns false if the listener has destroyed this object.
+  template <typename Difference>
+  [[nodiscard]] bool show(Snapshot next, const Difference& difference) {
     const Snapshot former = std::exchange(snapshot_, std::move(next));
     const std::span<const Element> before =
         former != nullptr ? std::span<const Element>(*former) : std::span<const Element>();
     const std::vector<SequenceStep> steps = difference(before, std::span<const Element>(*snapshot_));
-    if (!steps.empty()) listener_.willTakeAll(steps);
+    listener_.willTakeAll(steps);
     for (const SequenceStep& step : steps) {
-      listener_.willTake(step);
+      if (!outlives([&] { listener_.willTake(step); })) return false;
       take(step);
-      listener_.didTake(step);
+      if (!outlives([&] { listener_.didTake(step); })) return false;
     }
     std::vector<const void*> replaced(rows_.size());
     for (std::size_t row = 0; row < rows_.size(); ++row) {
@@ -117,7 +128,7 @@ class ObservedRows {
       replaced[row] = rows_[row] == element ? nullptr : rows_[row];
       rows_[row] = element;
     }
-    listener_.didReplace(replaced);
+    return outlives([&] { listener_.didReplace(replaced); });
   }
 
   void take(const SequenceStep& step) {
@@ -152,6 +163,8 @@ class ObservedRows {
 
   RowsListener& listener_;
   Snapshot snapshot_;
+  /// The newest sequence, during an update. Null otherwise.
+  Snapshot latest_;
   std::vector<const Element*> rows_;
   std::optional<ObservationToken> token_;
 };

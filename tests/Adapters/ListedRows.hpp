@@ -37,7 +37,8 @@ inline std::vector<std::string> titles(const Tracks& tracks) {
 }
 
 /// A list model of any toolkit. `Toolkit` is a fixture with `list`, which makes the model, and `rows`, `mirror`,
-/// `changes`, `select`, `selected`, `destroyModel` and `turn`. The mirror knows the rows by the model's signals only.
+/// `changes`, `select`, `selected`, `destroyModel`, `turn` and `whenChanged_`. The mirror knows the rows by the model's
+/// signals only. `whenChanged_` is called at the next signal of a change.
 template <typename Toolkit>
 class ListedRows : public Toolkit {
  protected:
@@ -188,6 +189,49 @@ TYPED_TEST_P(ListedRows, ChangeOnAnotherThreadArrivesOnTheMainThread) {
   EXPECT_EQ(this->rows(), titles(tracks(0, 11)));
 }
 
+TYPED_TEST_P(ListedRows, ChangeDuringAnUpdateWaitsForTheEndOfTheUpdate) {
+  this->listQueue();
+  Tracks newest = tracks(20, 30);
+  newest.push_back({9, "track 9"});
+  this->whenChanged_ = [&] {
+    const std::vector<std::string> before = this->rows();
+    *this->queue_ = tracks(10, 15);
+    this->turn();
+    *this->queue_ = newest;
+    this->turn();
+    EXPECT_EQ(this->rows(), before);
+  };
+  Tracks next = tracks(1, 10);
+  std::rotate(next.begin() + 2, next.begin() + 5, next.end());
+  next.insert(next.begin() + 4, {77, "track 77"});
+  *this->queue_ = next;
+  this->turn();
+  EXPECT_EQ(this->rows(), titles(newest));
+  EXPECT_EQ(this->mirror(), titles(newest));
+}
+
+TYPED_TEST_P(ListedRows, ModelMayEndDuringAnUpdate) {
+  for (const Tracks& next : {Tracks(), tracks(3, 20), Tracks{{4, "track 4"}, {2, "track 2"}, {8, "track 8"}}}) {
+    *this->queue_ = tracks(0, 10);
+    this->listQueue();
+    this->whenChanged_ = [&] { this->destroyModel(); };
+    *this->queue_ = next;
+    this->turn();
+    EXPECT_EQ(this->queue_.use_count(), 1);
+  }
+}
+
+TYPED_TEST_P(ListedRows, ModelMayEndWhenAnElementChanges) {
+  this->listQueue();
+  this->whenChanged_ = [&] { this->destroyModel(); };
+  Tracks renamed = tracks(0, 10);
+  renamed[2].title += "!";
+  renamed[7].title += "!";
+  *this->queue_ = renamed;
+  this->turn();
+  EXPECT_EQ(this->queue_.use_count(), 1);
+}
+
 TYPED_TEST_P(ListedRows, ModelReleasesItsSequenceAtItsEnd) {
   this->listQueue();
   *this->queue_ = tracks(0, 11);
@@ -201,6 +245,7 @@ REGISTER_TYPED_TEST_SUITE_P(ListedRows, ModelFollowsTheSequence, ManyChangesInOn
                             SelectionStaysWhenEveryRowMoves, SelectionStaysWhenManyRowsComeAndGo,
                             ChangedElementKeepsRowAndSelection, RandomChangesKeepModelMirrorAndSelectionTogether,
                             SharedSequenceMayBeNull, ChangeOnAnotherThreadArrivesOnTheMainThread,
-                            ModelReleasesItsSequenceAtItsEnd);
+                            ChangeDuringAnUpdateWaitsForTheEndOfTheUpdate, ModelMayEndDuringAnUpdate,
+                            ModelMayEndWhenAnElementChanges, ModelReleasesItsSequenceAtItsEnd);
 
 }  // namespace Tessaly

@@ -110,6 +110,15 @@ TEST_F(GtkIncrementalModelTest, ModelMayEndDuringGrowth) {
   gtk_string_list_append(rows_, "last");
 }
 
+TEST_F(GtkIncrementalModelTest, ModelMayEndInAHandlerOfItsGrowth) {
+  replaceAll(1'000);
+  const auto end = +[](GListModel** model) { g_clear_object(model); };
+  g_signal_connect_swapped(model_, "items-changed", G_CALLBACK(end), &model_);
+  EXPECT_TRUE(turn());
+  EXPECT_EQ(model_, nullptr);
+  EXPECT_FALSE(turn());
+}
+
 TEST_F(GtkIncrementalModelTest, RowsEndWithTheModel) {
   gpointer rows = gtk_string_list_new(nullptr);
   g_object_add_weak_pointer(G_OBJECT(rows), &rows);

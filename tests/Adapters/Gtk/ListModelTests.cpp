@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -42,6 +43,7 @@ class GtkListOfTest : public testing::Test {
         [this](GtkWidget* label, const Track& track) {
           gtk_label_set_text(GTK_LABEL(label), track.title.c_str());
           last_ = label;
+          if (track.title.ends_with('!')) notify();
         });
     window_ = gtk_window_new();
     GtkWidget* scroller = gtk_scrolled_window_new();
@@ -98,6 +100,10 @@ class GtkListOfTest : public testing::Test {
     for (std::size_t row = 0; row < mirror.size(); ++row) {
       EXPECT_EQ(mirror[row].substr(0, 7), self->title(static_cast<guint>(row)).substr(0, 7));
     }
+    self->notify();
+  }
+  void notify() {
+    if (const auto handler = std::exchange(whenChanged_, nullptr)) handler();
   }
 
   Tests::PrivateDisplay display_{"", 640, 480};
@@ -109,6 +115,7 @@ class GtkListOfTest : public testing::Test {
   int widgets_ = 0;
   std::vector<std::string> mirror_;
   int changes_ = 0;
+  std::function<void()> whenChanged_;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, ListedRows, GtkListOfTest);

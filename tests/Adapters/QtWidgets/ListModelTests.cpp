@@ -6,6 +6,7 @@
 #include <QItemSelectionModel>
 #include <QTreeView>
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -79,10 +80,12 @@ class QtListOfTest : public testing::Test {
     QObject::connect(model, &QAbstractItemModel::rowsInserted, [this](const QModelIndex&, int first, int last) {
       ++changes_;
       for (int row = first; row <= last; ++row) mirror_.insert(mirror_.begin() + row, title(row));
+      notify();
     });
     QObject::connect(model, &QAbstractItemModel::rowsRemoved, [this](const QModelIndex&, int first, int last) {
       ++changes_;
       mirror_.erase(mirror_.begin() + first, mirror_.begin() + last + 1);
+      notify();
     });
     QObject::connect(model, &QAbstractItemModel::rowsMoved,
                      [this](const QModelIndex&, int first, int last, const QModelIndex&, int to) {
@@ -94,16 +97,22 @@ class QtListOfTest : public testing::Test {
                        } else {
                          std::rotate(begin + first, begin + last + 1, begin + to);
                        }
+                       notify();
                      });
     QObject::connect(model, &QAbstractItemModel::dataChanged,
                      [this](const QModelIndex& first, const QModelIndex& last) {
                        for (int row = first.row(); row <= last.row(); ++row)
                          mirror_[static_cast<std::size_t>(row)] = title(row);
+                       notify();
                      });
     QObject::connect(model, &QAbstractItemModel::layoutChanged, [this] {
       ++changes_;
       mirror_ = rows();
+      notify();
     });
+  }
+  void notify() {
+    if (const auto handler = std::exchange(whenChanged_, nullptr)) handler();
   }
 
   int count_ = 1;
@@ -117,6 +126,7 @@ class QtListOfTest : public testing::Test {
   std::vector<std::string> mirror_;
   int changes_ = 0;
   int moves_ = 0;
+  std::function<void()> whenChanged_;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, ListedRows, QtListOfTest);
