@@ -7,6 +7,7 @@
 #include <concepts>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -27,11 +28,13 @@ auto valueForGtk(const Value& value) {
   }
 }
 
-/// Destroys `owned` when `object` is destroyed.
+/// Releases `owned` when `object` is destroyed. Code of the host may destroy the object, so the object gets an
+/// observation before the first call of such code.
 template <typename Owned>
-void endWith(GObject* object, std::unique_ptr<Owned> owned) {
-  constexpr GWeakNotify end = [](gpointer data, GObject*) { delete static_cast<Owned*>(data); };
-  g_object_weak_ref(object, end, owned.release());
+void endWith(GObject* object, std::shared_ptr<Owned> owned) {
+  using Reference = std::shared_ptr<Owned>;
+  constexpr GWeakNotify end = [](gpointer data, GObject*) { delete static_cast<Reference*>(data); };
+  g_object_weak_ref(object, end, new Reference(std::move(owned)));
 }
 
 }  // namespace detail
@@ -49,7 +52,7 @@ namespace Gtk4 {
 /// Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change that
 /// `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is absent,
 /// `setter` is not called. `compute` must not refer to an object that ends before the widget. For a model that may end
-/// before the widget, use the other overload.
+/// before the widget, use the other overload. `setter` may destroy the widget, also at the first call.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.
@@ -59,10 +62,11 @@ namespace Gtk4 {
 ///     Gtk4::bind(GTK_LABEL(label), gtk_label_set_text, [&] { return player.label(); });
 template <typename Widget, typename Setter, std::invocable<> Compute>
 void bind(Widget* widget, Setter setter, Compute compute) {
-  ObservationToken token = detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
+  const auto token = std::make_shared<std::optional<ObservationToken>>();
+  detail::endWith(G_OBJECT(widget), token);
+  token->emplace(detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
     std::invoke(setter, widget, detail::valueForGtk(value));
-  });
-  detail::endWith(G_OBJECT(widget), std::make_unique<ObservationToken>(std::move(token)));
+  }));
 }
 
 /// Like the overload above, for a model that may end before the widget. After the end of the model, the widget keeps

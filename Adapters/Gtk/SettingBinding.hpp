@@ -19,13 +19,20 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Shows a setting in a widget, and stores the value that a person chooses in the widget.
+/// Shows a setting in a widget, and stores the value that a person chooses in the widget. GTK goes on with the widget
+/// after the handlers of its signals, so a reference keeps the widget until then.
 template <typename Widget, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
-  using Bound = BothWays<Value, Read, Show>;
-  auto bound = std::make_unique<Bound>(std::move(setting), std::move(read), std::move(show));
+  auto keep = [widget, show = std::move(show)](const Value& value) {
+    g_object_ref(widget);
+    show(value);
+    g_object_unref(widget);
+  };
+  using Bound = BothWays<Value, Read, decltype(keep)>;
+  const auto bound = std::make_shared<Bound>(std::move(setting), std::move(read), std::move(keep));
   g_signal_connect_swapped(widget, signal, G_CALLBACK(+[](Bound* self) { self->store(); }), bound.get());
-  endWith(G_OBJECT(widget), std::move(bound));
+  endWith(G_OBJECT(widget), bound);
+  bound->start();
 }
 
 /// The same for a widget with the Boolean property "active".
@@ -71,7 +78,8 @@ namespace Gtk4 {
 ///
 /// GTK's counterpart is `g_settings_bind`, which needs a compiled schema. A change of the setting reaches the widget in
 /// the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key forbids a chosen value, the setting
-/// keeps its value or stores another one. The widget then shows the value of the setting.
+/// keeps its value or stores another one. The widget then shows the value of the setting. An observer of the setting
+/// may destroy the widget, and so may a handler of the widget's signals.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -99,15 +107,15 @@ inline void bind(GtkDropDown* list, Default<std::string> setting) {
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
 /// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
-/// other code do not change the field. The hook is destroyed with the field.
+/// other code do not change the field. The hook is destroyed with the field. If a handler of the host destroys the
+/// field during `bind`, do not use the result.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
-  std::unique_ptr<detail::BoundField> bound(
+  const std::shared_ptr<detail::BoundField> bound(
       new detail::BoundField{FormatterHook(std::move(formatter), field), std::nullopt});
-  FormatterHook& hook = bound->hook;
-  bound->token.emplace(detail::connectSetting(hook, setting));
-  detail::endWith(G_OBJECT(field), std::move(bound));
-  return hook;
+  detail::endWith(G_OBJECT(field), bound);
+  bound->token.emplace(detail::connectSetting(bound->hook, setting));
+  return bound->hook;
 }
 
 }  // namespace Gtk4

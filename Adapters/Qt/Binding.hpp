@@ -7,6 +7,7 @@
 #include <concepts>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -27,7 +28,8 @@ decltype(auto) valueForQt(const Value& value) {
   }
 }
 
-/// Destroys `owned` when `object` is destroyed.
+/// Releases `owned` when `object` is destroyed. Code of the host may destroy the object, so the object gets an
+/// observation before the first call of such code.
 template <typename Owned>
 void endWith(QObject* object, std::shared_ptr<Owned> owned) {
   QObject::connect(object, &QObject::destroyed, [owned = std::move(owned)]() mutable { owned.reset(); });
@@ -48,7 +50,8 @@ namespace Qt6 {
 /// `MainLoopAdapter` serves. Many changes in one turn lead to one call. A value that equals the previous value leads to
 /// no call. If `setter` changes a property that `compute` read, `compute` runs again in the next turn. `compute` may
 /// return an optional value; if the value is absent, `setter` is not called. `compute` must not refer to an object that
-/// ends before the widget. For a model that may end before the widget, use the other overload.
+/// ends before the widget. For a model that may end before the widget, use the other overload. `setter` may destroy the
+/// widget, also at the first call.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.
@@ -58,10 +61,11 @@ namespace Qt6 {
 ///     Qt6::bind(label, &QLabel::setText, [&] { return player.label(); });
 template <std::derived_from<QObject> Widget, typename Setter, std::invocable<> Compute>
 void bind(Widget* widget, Setter setter, Compute compute) {
-  ObservationToken token = detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
+  const auto token = std::make_shared<std::optional<ObservationToken>>();
+  detail::endWith(widget, token);
+  token->emplace(detail::followChanges(std::move(compute), [widget, setter](const auto& value) mutable {
     std::invoke(setter, widget, detail::valueForQt(value));
-  });
-  detail::endWith(widget, std::make_shared<ObservationToken>(std::move(token)));
+  }));
 }
 
 /// The same binding for a model that may end before the widget. After the end of the model, the widget keeps the last

@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <concepts>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -23,9 +24,11 @@ namespace detail {
 /// Shows a setting in a widget, and stores the value that a person chooses in the widget.
 template <typename Widget, typename Signal, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, Signal signal, Default<Value> setting, Read read, Show show) {
-  auto bound = std::make_shared<BothWays<Value, Read, Show>>(std::move(setting), std::move(read), std::move(show));
+  const auto bound =
+      std::make_shared<BothWays<Value, Read, Show>>(std::move(setting), std::move(read), std::move(show));
   QObject::connect(widget, signal, widget, [bound = bound.get()] { bound->store(); });
-  endWith(widget, std::move(bound));
+  endWith(widget, bound);
+  bound->start();
 }
 
 }  // namespace detail
@@ -38,6 +41,9 @@ namespace Qt6 {
 /// Qt has no counterpart. The usual code connects a signal to `QSettings` and forgets the other direction. A change of
 /// the setting reaches the widget in the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key
 /// forbids a chosen value, the widget shows the value that the setting keeps or stores instead.
+///
+/// An observer of the setting or a slot of a signal may destroy the widget as far as Qt permits it. Qt still uses a
+/// button after its slots, so call `deleteLater` there.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -64,11 +70,14 @@ inline void bind(QComboBox* box, Default<std::string> setting) {
 }
 /// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
 /// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
-/// other code do not change the field. The field owns the validator.
+/// other code do not change the field. The field owns the validator. If a slot of the host destroys the validator
+/// during `bind`, do not use the result.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   auto* validator = new FormatterValidator(std::move(formatter), field);
-  detail::endWith(validator, std::make_shared<ObservationToken>(detail::connectSetting(*validator, setting)));
+  const auto token = std::make_shared<std::optional<ObservationToken>>();
+  detail::endWith(validator, token);
+  token->emplace(detail::connectSetting(*validator, setting));
   return validator;
 }
 

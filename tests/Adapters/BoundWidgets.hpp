@@ -28,7 +28,7 @@ struct Song {
 };
 
 /// Widgets of any toolkit that follow a model. `Toolkit` is a fixture with a label, a check button, a slider from 0 to
-/// 100, a list of "light" and "dark", and a field.
+/// 100, a list of "light" and "dark", and a field. `whenSlid_` is called at each change of the slider.
 template <typename Toolkit>
 class BoundWidget : public Toolkit {
  protected:
@@ -213,11 +213,62 @@ TYPED_TEST_P(BoundWidget, BoundWidgetsMayEndBeforeTheirSettings) {
   this->turn();
 }
 
+TYPED_TEST_P(BoundWidget, SetterMayDestroyTheWidgetAtItsFirstCall) {
+  this->duringUpdate_ = [this] { this->destroyWidgets(); };
+  this->record([song = this->song_] { return song->label(); });
+  EXPECT_EQ(this->song_.use_count(), 1);
+  this->song_->title = "two";
+  this->turn();
+  EXPECT_EQ(this->set_, (std::vector<std::string>{"one 0"}));
+}
+
+TYPED_TEST_P(BoundWidget, SetterMayDestroyTheWidgetAtALaterCall) {
+  this->record([song = this->song_] { return song->label(); });
+  this->duringUpdate_ = [this] { this->destroyWidgets(); };
+  this->song_->title = "two";
+  this->turn();
+  EXPECT_EQ(this->song_.use_count(), 1);
+}
+
+TYPED_TEST_P(BoundWidget, ObserverOfASettingMayDestroyTheWidget) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const typename Setting::Key key("volume", 20);
+  this->bindSlider(Setting(key));
+  const auto observer = Setting::observe(key, [this](auto) { this->destroyWidgets(); });
+  this->slide(30);
+  EXPECT_EQ(Setting::value(key), 30);
+  EXPECT_TRUE(this->areGone());
+}
+
+TYPED_TEST_P(BoundWidget, HandlerOfTheWidgetMayDestroyTheWidget) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const typename Setting::Key key("volume", 20);
+  this->bindSlider(Setting(key));
+  this->whenSlid_ = [this] { this->destroyWidgets(); };
+  Setting::setValue(key, 30);
+  this->turn();
+  EXPECT_EQ(Setting::value(key), 30);
+  EXPECT_TRUE(this->areGone());
+}
+
+TYPED_TEST_P(BoundWidget, HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding) {
+  using Setting = Default<typename TypeParam::SliderValue>;
+  const typename Setting::Key key("volume", 20);
+  this->whenSlid_ = [this] { this->destroyWidgets(); };
+  this->bindSlider(Setting(key));
+  EXPECT_TRUE(this->areGone());
+  Setting::setValue(key, 30);
+  this->turn();
+}
+
 REGISTER_TYPED_TEST_SUITE_P(BoundWidget, LabelFollowsTheModel, ManyChangesInOneTurnGiveOneUpdate,
                             EqualValueGivesNoUpdate, AbsentValueGivesNoUpdate, WidgetMayEndFirst, ModelMayEndFirst,
                             ChangeOnAnotherThreadArrivesOnTheMainThread, ChangeInsideTheUpdateIsFollowedInTheNextTurn,
                             CheckButtonFollowsAndStoresItsSetting, SliderFollowsTheRuleOfItsKey,
                             WidgetDoesNotStoreTheEndOfItsOwnRange, ListFollowsAndStoresItsSetting,
-                            FieldFollowsAndStoresItsSetting, BoundWidgetsMayEndBeforeTheirSettings);
+                            FieldFollowsAndStoresItsSetting, BoundWidgetsMayEndBeforeTheirSettings,
+                            SetterMayDestroyTheWidgetAtItsFirstCall, SetterMayDestroyTheWidgetAtALaterCall,
+                            ObserverOfASettingMayDestroyTheWidget, HandlerOfTheWidgetMayDestroyTheWidget,
+                            HandlerOfTheWidgetMayDestroyTheWidgetDuringTheBinding);
 
 }  // namespace Tessaly

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,12 +42,17 @@ class GtkWidgetsOfTest : public testing::Test {
     for (gpointer widget : {gpointer(label_), gpointer(check_), gpointer(slider_), gpointer(list_), gpointer(field_)}) {
       gtk_box_append(GTK_BOX(box), GTK_WIDGET(widget));
     }
+    const auto notify = +[](GtkWidgetsOfTest* self) {
+      if (self->whenSlid_) self->whenSlid_();
+    };
+    g_signal_connect_swapped(slider_, "value-changed", G_CALLBACK(notify), this);
   }
   void TearDown() override { destroyWidgets(); }
 
   void destroyWidgets() {
     if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(std::exchange(window_, nullptr)));
   }
+  [[nodiscard]] bool areGone() const { return window_ == nullptr; }
   static void turn() {
     while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
   }
@@ -67,7 +73,13 @@ class GtkWidgetsOfTest : public testing::Test {
 
   void bindSlider(const Default<double>& setting) { Gtk4::bind(slider_, setting); }
   [[nodiscard]] double sliderValue() const { return gtk_range_get_value(slider_); }
-  void slide(double value) { gtk_range_set_value(slider_, value); }
+  /// GTK also holds a reference while it handles a drag.
+  void slide(double value) {
+    GtkRange* const slider = slider_;
+    g_object_ref(slider);
+    gtk_range_set_value(slider, value);
+    g_object_unref(slider);
+  }
 
   void bindList(const Default<std::string>& setting) { Gtk4::bind(list_, setting); }
   [[nodiscard]] std::string chosen() const { return detail::chosenText(list_).value_or(""); }
@@ -96,6 +108,7 @@ class GtkWidgetsOfTest : public testing::Test {
   GtkRange* slider_ = nullptr;
   GtkDropDown* list_ = nullptr;
   GtkEditable* field_ = nullptr;
+  std::function<void()> whenSlid_;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Gtk, BoundWidget, GtkWidgetsOfTest);

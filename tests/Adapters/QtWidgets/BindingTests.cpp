@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QSlider>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,10 +38,14 @@ class QtWidgetsOfTest : public testing::Test {
     list_ = new QComboBox(&*window_);
     list_->addItems({"light", "dark"});
     field_ = new QLineEdit(&*window_);
+    QObject::connect(slider_, &QAbstractSlider::valueChanged, [this] {
+      if (whenSlid_) whenSlid_();
+    });
   }
   void TearDown() override { window_.reset(); }
 
   void destroyWidgets() { window_.reset(); }
+  [[nodiscard]] bool areGone() const { return !window_; }
   static void turn() {
     for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();
   }
@@ -63,7 +68,7 @@ class QtWidgetsOfTest : public testing::Test {
 
   void bindSlider(const Default<int>& setting) { Qt6::bind(slider_, setting); }
   [[nodiscard]] int sliderValue() const { return slider_->value(); }
-  void slide(int value) { slider_->setSliderPosition(value); }
+  void slide(int value) { slider_->setValue(value); }
 
   void bindList(const Default<std::string>& setting) { Qt6::bind(list_, setting); }
   [[nodiscard]] std::string chosen() const { return list_->currentText().toStdString(); }
@@ -98,6 +103,7 @@ class QtWidgetsOfTest : public testing::Test {
   QSlider* slider_ = nullptr;
   QComboBox* list_ = nullptr;
   QLineEdit* field_ = nullptr;
+  std::function<void()> whenSlid_;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Qt, BoundWidget, QtWidgetsOfTest);
