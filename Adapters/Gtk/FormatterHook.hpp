@@ -46,7 +46,9 @@ namespace Tessaly::inline v1::Gtk4 {
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
 /// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
-/// construction of the hook is not checked. The hook may end before or after its field, also inside a handler.
+/// construction of the hook is not checked. The hook may end before or after its field, also inside a handler of the
+/// hook or of a signal of the field. Leaving the field does not end editing again if the text is still the text of the
+/// last end. So a handler may open a dialog.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -95,13 +97,12 @@ class FormatterHook {
   /// object, a number is beyond the range, or the rule forbids the object. The same holds if the field is gone.
   bool setObjectValue(std::any object) {
     if (!text_.isThere()) return false;
-    const std::optional<std::string> text = formatted_.editing().show(std::move(object));
+    const std::optional<std::string> text = formatted_.show(std::move(object));
     if (!text) return false;
     held_.reset();
     lost_.reset();
     history_.clear();
-    change([&] { text_.set(*text); });
-    showMark({});
+    if (setText(*text)) static_cast<void>(showMark({}));
     return true;
   }
   /// The state of the present text. The result is `invalid` if the field is gone.
@@ -164,7 +165,7 @@ class FormatterHook {
 
   /// The key that deletes a text inserts nothing afterwards, so its deletion is judged at once.
   void connectDeletionsByKeys() {
-    const auto end = +[](FormatterHook* hook) { hook->settle(); };
+    const auto end = +[](FormatterHook* hook) { static_cast<void>(hook->settle()); };
     for (const char* signal : {"backspace", "delete-from-cursor", "cut-clipboard"}) {
       if (g_signal_lookup(signal, G_OBJECT_TYPE(text_.editable())) == 0) continue;
       g_signal_connect_data(text_.editable(), signal, G_CALLBACK(end), this, nullptr,
@@ -174,9 +175,7 @@ class FormatterHook {
 
   void connectEnds() {
     const auto end = +[](FormatterHook* hook) { hook->finish(); };
-    const auto leave = +[](FormatterHook* hook) {
-      if (hook->text_.isThere() && !gtk_widget_has_focus(hook->text_.widget())) hook->finish();
-    };
+    const auto leave = +[](FormatterHook* hook) { hook->leave(); };
     g_signal_connect_swapped(text_.editable(), "notify::has-focus", G_CALLBACK(leave), this);
     if (g_signal_lookup("activate", G_OBJECT_TYPE(text_.editable())) == 0) return;
     g_signal_connect_swapped(text_.editable(), "activate", G_CALLBACK(end), this);
@@ -216,8 +215,9 @@ class FormatterHook {
     const FieldState state = formatted_.editing().state(text_.get(), &notice);
     mark_.show(state, std::move(notice));
   }
-  void showMark(FieldNotice notice) {
-    if (formatted_.isMarked()) mark_.show(state(), std::move(notice));
+  /// Returns whether this hook still exists.
+  [[nodiscard]] bool showMark(FieldNotice notice) {
+    return !formatted_.isMarked() || formatted_.outlives([&] { mark_.show(state(), std::move(notice)); });
   }
 
   void stayBeforeSuffix() {
@@ -225,15 +225,41 @@ class FormatterHook {
     const Selection selection = text_.selection();
     if (isChanging_ || selection.bound != selection.cursor) return;
     const int last = charactersIn(text, formatted_.editing().lastPosition(text));
-    if (selection.cursor > last) change([&] { text_.select({last, last}); });
+    if (selection.cursor > last) static_cast<void>(select({last, last}));
   }
 
-  /// Changes the field without a check.
+  /// Makes one change of the field, without a check. Returns whether this hook and its field still exist. The host's
+  /// handlers of the field's signals may destroy both.
   template <typename Change>
-  void change(Change change) {
+  [[nodiscard]] bool change(Change change) {
     const bool wasChanging = std::exchange(isChanging_, true);
-    change();
+    const bool exists = formatted_.outlives([&] {
+      GtkEditable* const field = text_.editable();
+      g_object_ref(field);
+      change(field);
+      g_object_unref(field);
+    });
+    if (!exists) return false;
     isChanging_ = wasChanging;
+    return text_.isThere();
+  }
+  [[nodiscard]] bool select(const Selection& selection) {
+    return change([&](GtkEditable* field) { gtk_editable_select_region(field, selection.bound, selection.cursor); });
+  }
+  [[nodiscard]] bool erase(const Deletion& deletion) {
+    return change([&](GtkEditable* field) { gtk_editable_delete_text(field, deletion.start, deletion.end); });
+  }
+  /// Sets the position to the end of the inserted text.
+  [[nodiscard]] bool put(std::string_view inserted, int* position) {
+    return change([&](GtkEditable* field) {
+      gtk_editable_insert_text(field, inserted.data(), static_cast<int>(inserted.size()), position);
+    });
+  }
+  /// Changes only the part in which the new text differs from the present text.
+  [[nodiscard]] bool setText(const std::string& text) {
+    detail::EditableText::Difference difference = text_.differenceTo(text);
+    if (difference.start < difference.end && !erase({difference.start, difference.end})) return false;
+    return difference.inserted.empty() || put(difference.inserted, &difference.start);
   }
 
   [[nodiscard]] State present() const { return {text_.get(), text_.selection()}; }
@@ -243,30 +269,22 @@ class FormatterHook {
   }
 
   bool go(std::optional<State> (detail::FieldHistory::*way)(State present)) {
-    if (!settle() || !text_.isThere() || !gtk_editable_get_editable(text_.editable())) return false;
+    if (!settle() || !gtk_editable_get_editable(text_.editable())) return false;
     const std::optional<State> state = (history_.*way)(present());
     if (!state) return false;
-    change([&] {
-      text_.set(state->text);
-      text_.select(state->selection);
-    });
+    static_cast<void>(setText(state->text) && select(state->selection));
     return true;
   }
 
-  /// Replaces the whole text as a change that can be undone, and returns the position of the cursor. If a deletion
-  /// causes the replacement, the deletion takes place first, so that no selection remains.
-  int replace(const std::string& replacement, std::size_t offset, const Deletion& deletion) {
-    const int cursor = charactersIn(replacement, offset);
+  /// Replaces the whole text as a change that can be undone. If a deletion causes the replacement, the deletion takes
+  /// place first, so that no selection remains. Returns whether this hook and its field still exist.
+  [[nodiscard]] bool replace(const std::string& replacement, int cursor, const Deletion& deletion) {
     if (replacement != text_.get()) {
       remember();
-      change([&] {
-        gtk_editable_delete_text(text_.editable(), deletion.start, deletion.end);
-        text_.set(replacement);
-      });
+      if (!erase(deletion) || !setText(replacement)) return false;
     }
     // An equal selection is not set again, because that would end the composition of a letter.
-    if (text_.selection() != Selection{cursor, cursor}) change([&] { text_.select({cursor, cursor}); });
-    return cursor;
+    return text_.selection() == Selection{cursor, cursor} || select({cursor, cursor});
   }
 
   void insert(std::string_view inserted, int* position) {
@@ -286,7 +304,9 @@ class FormatterHook {
     held_.reset();
     const Selection selection = lost.value_or(text_.selection());
     if (answer.kind == Answer::Kind::replaced) {
-      *position = replace(valid(answer.text), answer.cursor, {0, 0});
+      const std::string replacement = valid(answer.text);
+      *position = charactersIn(replacement, answer.cursor);
+      if (!replace(replacement, *position, {0, 0})) return;
     } else {
       // The caller of the insertion sets the cursor afterwards, which clears the selection.
       *position = selection.cursor;
@@ -306,11 +326,8 @@ class FormatterHook {
     held_.reset();
     if (!deletion) return;
     stop("insert-text");
-    change([&] {
-      gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end);
-      *position = start;
-      gtk_editable_insert_text(text_.editable(), inserted.data(), static_cast<int>(inserted.size()), position);
-    });
+    *position = start;
+    static_cast<void>(erase(*deletion) && put(inserted, position));
   }
 
   void remove(int start, int end) {
@@ -345,9 +362,7 @@ class FormatterHook {
     constexpr GSourceFunc turn = [](gpointer data) -> gboolean {
       auto* hook = static_cast<FormatterHook*>(data);
       hook->restoring_ = 0;
-      if (const std::optional<Selection> lost = hook->takeLostSelection()) {
-        hook->change([&] { hook->text_.select(*lost); });
-      }
+      if (const std::optional<Selection> lost = hook->takeLostSelection()) static_cast<void>(hook->select(*lost));
       return G_SOURCE_REMOVE;
     };
     restoring_ = g_idle_add_full(G_PRIORITY_LOW, turn, this, nullptr);
@@ -362,29 +377,39 @@ class FormatterHook {
   }
 
   /// Judges a deletion that waited for an insertion. Then performs the deletion, replaces the text, or changes nothing.
-  /// Returns false if a handler has destroyed this hook.
-  bool settle() {
+  /// Returns whether this hook and its field still exist.
+  [[nodiscard]] bool settle() {
     const auto deletion = std::exchange(held_, std::nullopt);
-    if (!deletion || !text_.isThere()) return true;
+    if (!deletion || !text_.isThere()) return text_.isThere();
     const Parts parts = partsAround(*deletion);
     const Answer answer = formatted_.editing().change({parts.before, parts.removed, {}, parts.behind});
     if (answer.kind == Answer::Kind::accepted) {
       remember();
-      change([&] { gtk_editable_delete_text(text_.editable(), deletion->start, deletion->end); });
-      return true;
+      return erase(*deletion);
     }
-    if (answer.kind == Answer::Kind::replaced) replace(valid(answer.text), answer.cursor, *deletion);
-    return !answer.isRefusal || formatted_.tellRefusal(parts.before + parts.behind, answer.reason);
+    if (answer.kind == Answer::Kind::replaced) {
+      const std::string replacement = valid(answer.text);
+      if (!replace(replacement, charactersIn(replacement, answer.cursor), *deletion)) return false;
+    }
+    if (answer.isRefusal && !formatted_.tellRefusal(parts.before + parts.behind, answer.reason)) return false;
+    return text_.isThere();
+  }
+
+  /// A change by the hook itself passes through texts that nobody has typed, so no such text ends editing.
+  void leave() {
+    if (isChanging_ || !text_.isThere() || gtk_widget_has_focus(text_.widget())) return;
+    if (settle() && !formatted_.hasEndedWith(text_.get())) finish();
   }
 
   void finish() {
-    if (!settle() || !text_.isThere()) return;
+    if (!settle()) return;
     history_.endRun();
     const std::string text = text_.get();
     const std::size_t cursor = text_.part(text, 0, text_.selection().cursor).size();
-    const FieldEditing::End end = formatted_.editing().end(text, cursor);
-    if (valid(end.text) != text) replace(valid(end.text), end.cursor, {0, 0});
-    if (end.hasEnded && !end.notice.isNone()) showMark(end.notice);
+    const FieldEditing::End end = formatted_.end(text, cursor);
+    const std::string shown = valid(end.text);
+    if (shown != text && !replace(shown, charactersIn(shown, end.cursor), {0, 0})) return;
+    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return;
     formatted_.tell(text, end);
   }
 

@@ -48,7 +48,10 @@ namespace Tessaly::inline v1::Qt6 {
 /// the text. A typed or pasted text with a lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
-/// another field. The validator needs no moc. A handler may destroy the field.
+/// another field. The validator needs no moc.
+///
+/// A handler may destroy the field. A slot of the field's signals may delete the validator. Leaving the field does not
+/// end editing again if the text is still the text of the last end. So a handler may open a dialog.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -93,11 +96,10 @@ class FormatterValidator : public QValidator {
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
   /// object, a number is beyond the range, or the rule forbids the object.
   bool setObjectValue(std::any object) {
-    const std::optional<std::string> text = formatted_.editing().show(std::move(object));
+    const std::optional<std::string> text = formatted_.show(std::move(object));
     if (!text) return false;
     refusal_.reset();
-    takeAsItIs([&] { field_->setText(QString::fromStdString(*text)); });
-    showMark({});
+    if (change([&] { field_->setText(QString::fromStdString(*text)); })) static_cast<void>(showMark({}));
     return true;
   }
   /// The state of the present text.
@@ -124,14 +126,14 @@ class FormatterValidator : public QValidator {
     if (field == nullptr) return false;
     switch (event->type()) {
       case QEvent::FocusOut:
-        if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) finish();
+        if (static_cast<QFocusEvent*>(event)->reason() != ::Qt::PopupFocusReason) leave();
         break;
       case QEvent::KeyPress: {
         const int key = static_cast<QKeyEvent*>(event)->key();
         if (key == ::Qt::Key_Return || key == ::Qt::Key_Enter) {
           finish();
         } else {
-          settle();
+          static_cast<void>(settle());
         }
         break;
       }
@@ -140,7 +142,7 @@ class FormatterValidator : public QValidator {
       case QEvent::MouseButtonPress:
       case QEvent::ContextMenu:
       case QEvent::Drop:
-        settle();
+        static_cast<void>(settle());
         break;
       default:
         break;
@@ -202,8 +204,9 @@ class FormatterValidator : public QValidator {
     const FieldState state = formatted_.editing().state(field_->text().toStdString(), &notice);
     mark_.show(state, std::move(notice));
   }
-  void showMark(FieldNotice notice) {
-    if (formatted_.isMarked()) mark_.show(state(), std::move(notice));
+  /// Returns whether this validator still exists.
+  [[nodiscard]] bool showMark(FieldNotice notice) {
+    return !formatted_.isMarked() || formatted_.outlives([&] { mark_.show(state(), std::move(notice)); });
   }
 
   void stayBeforeSuffix(int cursor) {
@@ -217,11 +220,14 @@ class FormatterValidator : public QValidator {
     return static_cast<int>(QString::fromStdString(text.substr(0, byte)).size());
   }
 
+  /// Makes one change of the field, without a check. Returns whether this validator still exists, because a slot of the
+  /// host may destroy it.
   template <typename Change>
-  void takeAsItIs(Change change) {
-    isTakenAsItIs_ = true;
-    change();
-    isTakenAsItIs_ = false;
+  [[nodiscard]] bool change(Change change) {
+    const bool wasTaken = std::exchange(isTakenAsItIs_, true);
+    if (!formatted_.outlives(change)) return false;
+    isTakenAsItIs_ = wasTaken;
+    return true;
   }
 
   /// Whether the text is the former text without one part. In a field with hidden characters, Qt reports deletions as
@@ -251,39 +257,38 @@ class FormatterValidator : public QValidator {
     return worthOf(input);
   }
 
-  /// Replaces the text as a change that can be undone.
-  void replace(const std::string& replacement, std::size_t cursor) {
+  /// Replaces the text as a change that can be undone. Returns whether this validator still exists.
+  [[nodiscard]] bool replace(const std::string& replacement, std::size_t cursor) {
     const QString shown = QString::fromStdString(replacement);
     if (field_->text() != shown) {
-      takeAsItIs([&] {
-        field_->selectAll();
-        field_->insert(shown);
-      });
+      if (!change([&] { field_->selectAll(); }) || !change([&] { field_->insert(shown); })) return false;
     }
-    field_->setCursorPosition(positionIn(replacement, cursor));
+    return change([&] { field_->setCursorPosition(positionIn(replacement, cursor)); });
   }
 
   /// Keeps the refusal for later, because Qt emits `inputRejected` before it reverts the change.
   void noteRefusal() {
     if (!judged_) return;  // The field itself refused the text, because of its maximum length or its mask.
     refusal_ = std::exchange(judged_, std::nullopt);
-    QMetaObject::invokeMethod(this, [this] { settle(); }, ::Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, [this] { static_cast<void>(settle()); }, ::Qt::QueuedConnection);
   }
 
-  /// Judges a text that Qt has refused. Returns false if a handler has destroyed this validator.
-  bool settle() {
+  /// Judges a text that Qt has refused. Returns whether this validator still exists.
+  [[nodiscard]] bool settle() {
     if (!refusal_) return true;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
       // Qt has not reverted the text, because the program or an undo set the text. In this state Qt accepts every text.
       const int cursor = field_->cursorPosition();
-      takeAsItIs([&] { field_->setText(refusal.text); });
-      field_->setCursorPosition(cursor);
-      return true;
+      return change([&] { field_->setText(refusal.text); }) && change([&] { field_->setCursorPosition(cursor); });
     }
     const Answer& answer = refusal.answer;
-    if (answer.kind == Answer::Kind::replaced) replace(answer.text, answer.cursor);
+    if (answer.kind == Answer::Kind::replaced && !replace(answer.text, answer.cursor)) return false;
     return !answer.isRefusal || formatted_.tellRefusal(refusal.text.toStdString(), answer.reason);
+  }
+
+  void leave() {
+    if (settle() && !formatted_.hasEndedWith(field_->text().toStdString())) finish();
   }
 
   void finish() {
@@ -291,10 +296,10 @@ class FormatterValidator : public QValidator {
     const QString shown = field_->text();
     const std::string text = shown.toStdString();
     const std::size_t cursor = shown.left(field_->cursorPosition()).toStdString().size();
-    const FieldEditing::End end = formatted_.editing().end(text, cursor);
-    if (end.text != text) replace(end.text, end.cursor);
-    if (end.hasEnded && !end.notice.isNone()) showMark(end.notice);
-    if (formatted_.isMarked()) mark_.open();
+    const FieldEditing::End end = formatted_.end(text, cursor);
+    if (end.text != text && !replace(end.text, end.cursor)) return;
+    if (end.hasEnded && !end.notice.isNone() && !showMark(end.notice)) return;
+    if (formatted_.isMarked() && !formatted_.outlives([&] { mark_.open(); })) return;
     formatted_.tell(text, end);
   }
 

@@ -21,7 +21,8 @@ using Tests::RecordingFormatter;
 using Strings = std::vector<std::string>;
 
 /// The behaviour of a text field whose formatter judges every change, for any toolkit. `Field` is a fixture with such a
-/// field, which receives its input from outside.
+/// field, which receives its input from outside. `endAtNextChange()` makes a handler of the text's signal end the
+/// policy and, if the toolkit permits it, the field.
 template <typename Field>
 class PolicedField : public Field {};
 
@@ -322,6 +323,103 @@ TYPED_TEST_P(PolicedField, AHandlerMayEndThePolicyDuringADeletion) {
   EXPECT_EQ(refusals, 1);
 }
 
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtADeletion) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)))->setAcceptsEmptyString(true);
+  this->type("5");
+  this->endAtNextChange();
+  this->press({"BackSpace"});
+  EXPECT_TRUE(this->hasEnded());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtATypedReplacement) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  this->type("15");
+  this->endAtNextChange();
+  this->type("0");
+  EXPECT_TRUE(this->hasEnded());
+  EXPECT_EQ(this->refused_, Strings());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtTypingOverASelection) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  this->type("50");
+  this->press({"Control_L", "a"});
+  this->endAtNextChange();
+  this->type("7");
+  EXPECT_TRUE(this->hasEnded());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtANewObject) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  this->type("50");
+  this->endAtNextChange();
+  EXPECT_TRUE(this->policy().setObjectValue(7));
+  EXPECT_TRUE(this->hasEnded());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtAnUndo) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  this->type("50");
+  this->endAtNextChange();
+  this->press({"Control_L", "z"});
+  EXPECT_TRUE(this->hasEnded());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheTextMayEndThePolicyAtACorrection) {
+  this->checking_ = FieldChecking::atTheEnd;
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  this->type("1");
+  this->endAtNextChange();
+  this->press({"Return"});
+  EXPECT_TRUE(this->hasEnded());
+  EXPECT_EQ(this->refused_, Strings());
+  EXPECT_EQ(this->ends_, 0);
+}
+
+TYPED_TEST_P(PolicedField, AHandlerOfTheMarkMayEndThePolicy) {
+  this->checking_ = FieldChecking::atTheEnd;
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  this->type("2");
+  this->endAtNextMark();
+  this->type("x");
+  EXPECT_TRUE(this->hasEnded());
+}
+
+TYPED_TEST_P(PolicedField, AHandlerThatTakesTheFocusIsCalledOnce) {
+  this->checking_ = FieldChecking::atTheEnd;
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(20, 300)));
+  int refusals = 0;
+  this->policy().onRefusal([this, &refusals](std::string_view, std::string_view) {
+    if (++refusals < 9) this->takeFocus();
+  });
+  this->type("5x");
+  this->press({"Return"});
+  EXPECT_EQ(refusals, 1);
+  this->focus();
+  this->press({"Control_L", "a"});
+  this->type("6");
+  this->press({"Return"});
+  EXPECT_EQ(refusals, 2);
+  EXPECT_EQ(this->ends_, 1);
+}
+
+TYPED_TEST_P(PolicedField, LeavingAfterReturnIsNoSecondEnd) {
+  this->police(Formatters::RangeNumber<int>::make(ClosedRange(0, 100)));
+  this->type("5");
+  this->press({"Return"});
+  EXPECT_EQ(this->ends_, 1);
+  this->takeFocus();
+  EXPECT_EQ(this->ends_, 1);
+  this->focus();
+  this->press({"Control_L", "a"});
+  this->policy().setObjectValue(9);
+  this->press({"Control_L", "a"});
+  this->type("5");
+  this->takeFocus();
+  EXPECT_EQ(this->ends_, 2);
+  EXPECT_EQ(std::any_cast<NSNumber>(this->policy().objectValue()), NSNumber(5));
+}
+
 TYPED_TEST_P(PolicedField, TakesALetterOfTwoKeys) {
   this->police(Formatters::CharactersLimit::make(2));
   this->press({"dead_acute"});
@@ -343,6 +441,10 @@ REGISTER_TYPED_TEST_SUITE_P(
     UndoesOnlyWhatWasAccepted, TellsTheDescriptionThatTheFormatterGave, TakesAReplacementThatTheFormatterWouldRefuse,
     TellsOfEveryEndOfEditing, ShowsOnlyObjectsThatItsFormatterIsFor, AHandlerMayReplaceItself,
     AHandlerMaySetAnotherObject, AHandlerMayDestroyItsField, NoHandlerIsCalledAfterAnotherOneDestroyedTheField,
-    AHandlerMayEndThePolicyDuringADeletion, TakesALetterOfTwoKeys);
+    AHandlerMayEndThePolicyDuringADeletion, AHandlerOfTheTextMayEndThePolicyAtADeletion,
+    AHandlerOfTheTextMayEndThePolicyAtATypedReplacement, AHandlerOfTheTextMayEndThePolicyAtTypingOverASelection,
+    AHandlerOfTheTextMayEndThePolicyAtANewObject, AHandlerOfTheTextMayEndThePolicyAtAnUndo,
+    AHandlerOfTheTextMayEndThePolicyAtACorrection, AHandlerOfTheMarkMayEndThePolicy,
+    AHandlerThatTakesTheFocusIsCalledOnce, LeavingAfterReturnIsNoSecondEnd, TakesALetterOfTwoKeys);
 
 }  // namespace Tessaly

@@ -59,8 +59,13 @@ class EditableText {
   [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
   [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
 
-  /// Sets the text. Changes only the part in which the new text differs from the old text.
-  void set(const std::string& text) {
+  /// The part in which another text differs from the present text, and the characters that take its place.
+  struct Difference {
+    int start;
+    int end;
+    std::string inserted;
+  };
+  [[nodiscard]] Difference differenceTo(const std::string& text) const {
     const std::string old = get();
     const char* from = old.c_str();
     const char* to = text.c_str();
@@ -81,8 +86,7 @@ class EditableText {
       toEnd = previousTo;
       --end;
     }
-    if (start < end) gtk_editable_delete_text(editable_, start, end);
-    if (to < toEnd) gtk_editable_insert_text(editable_, to, static_cast<int>(toEnd - to), &start);
+    return {start, end, std::string(to, toEnd)};
   }
 
   [[nodiscard]] Selection selection() const {
@@ -92,7 +96,6 @@ class EditableText {
     if (!gtk_editable_get_selection_bounds(editable_, &start, &end)) return {cursor, cursor};
     return {cursor == start ? end : start, cursor};
   }
-  void select(const Selection& selection) { gtk_editable_select_region(editable_, selection.bound, selection.cursor); }
 
  private:
   GtkEditable* editable_;

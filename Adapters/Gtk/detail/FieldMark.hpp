@@ -22,14 +22,18 @@ class FieldMark {
   FieldMark& operator=(const FieldMark&) = delete;
   ~FieldMark() {
     if (widget_ == nullptr) return;
-    show(FieldState::acceptable, {});
     g_object_remove_weak_pointer(G_OBJECT(widget_), reinterpret_cast<gpointer*>(&widget_));
+    show(FieldState::acceptable, {});
   }
 
   [[nodiscard]] const FieldNotice& notice() const noexcept { return notice_; }
 
+  /// The handlers of the host run last, because they may destroy this object.
   void show(FieldState state, FieldNotice notice) {
     if (widget_ == nullptr) return;
+    GtkWidget* const widget = widget_;
+    g_object_ref(widget);
+    g_object_freeze_notify(G_OBJECT(widget));
     const bool isInvalid = state == FieldState::invalid;
     if (std::exchange(isInvalid_, isInvalid) != isInvalid) {
       gtk_accessible_update_state(GTK_ACCESSIBLE(widget_), GTK_ACCESSIBLE_STATE_INVALID,
@@ -39,6 +43,8 @@ class FieldMark {
     setClass("warning", ownsWarning_, !isInvalid && !notice.isNone());
     if (notice.isNone() != notice_.isNone() || notice.reason != notice_.reason) setTooltip(notice);
     notice_ = std::move(notice);
+    g_object_thaw_notify(G_OBJECT(widget));
+    g_object_unref(widget);
   }
 
  private:

@@ -8,6 +8,7 @@
 #include <QStyle>
 #include <QToolTip>
 #include <QVariant>
+#include <optional>
 #include <utility>
 
 #include "Tessaly/Core/Formatters/FieldEditing.hpp"
@@ -21,16 +22,20 @@ class FieldMark {
 
   [[nodiscard]] const FieldNotice& notice() const noexcept { return notice_; }
 
+  /// Changes the field after the members, because the host's filters of the field's events may destroy this object.
   void show(FieldState state, FieldNotice notice) {
-    if (state != state_) {
-      setColour(state == FieldState::invalid);
-      field_->setProperty("fieldState", nameOf(state));
-      field_->style()->unpolish(field_);
-      field_->style()->polish(field_);
-      state_ = state;
-    }
-    if (notice.isNone() != notice_.isNone() || notice.reason != notice_.reason) setTooltip(notice);
+    QLineEdit* const field = field_;
+    const std::optional<QPalette> palette = paletteFor(state);
+    const std::optional<QString> tooltip = tooltipFor(notice);
+    const bool isSameState = std::exchange(state_, state) == state;
     notice_ = std::move(notice);
+    if (palette) field->setPalette(*palette);
+    if (!isSameState) {
+      field->setProperty("fieldState", nameOf(state));
+      field->style()->unpolish(field);
+      field->style()->polish(field);
+    }
+    if (tooltip) field->setToolTip(*tooltip);
   }
 
   /// Shows the tooltip at once, below the field.
@@ -52,22 +57,25 @@ class FieldMark {
     return QStringLiteral("invalid");
   }
 
-  void setColour(bool isInvalid) {
-    if (isInvalid == (state_ == FieldState::invalid)) return;
+  /// The palette for a new state. Absent if the palette stays.
+  std::optional<QPalette> paletteFor(FieldState state) {
+    const bool isInvalid = state == FieldState::invalid;
+    if (isInvalid == (state_ == FieldState::invalid)) return std::nullopt;
     QPalette palette = field_->palette();
     if (isInvalid) own_ = palette;
     const bool isDark = palette.color(QPalette::Base).lightness() < 128;
     palette.setColor(QPalette::Text, isDark ? QColor(0xFF, 0x8A, 0x80) : QColor(0xB0, 0x00, 0x20));
-    field_->setPalette(isInvalid ? palette : own_);
+    return isInvalid ? palette : own_;
   }
 
-  /// Shows the reason of a notice. Without a notice, restores the tooltip of the host.
-  void setTooltip(const FieldNotice& notice) {
+  /// The tooltip for a new notice: the reason, or the tooltip of the host. Absent if the tooltip stays.
+  std::optional<QString> tooltipFor(const FieldNotice& notice) {
+    if (notice.isNone() == notice_.isNone() && notice.reason == notice_.reason) return std::nullopt;
     if (notice_.isNone()) tooltip_ = field_->toolTip();
     const QString reason = QString::fromStdString(notice.reason);
     // Qt treats a text with a tag as HTML.
     const QString shown = reason.contains('<') ? "<qt>" + reason.toHtmlEscaped() + "</qt>" : reason;
-    field_->setToolTip(notice.isNone() ? tooltip_ : shown);
+    return notice.isNone() ? tooltip_ : shown;
   }
 
   QLineEdit* const field_;

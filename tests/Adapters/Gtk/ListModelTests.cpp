@@ -42,8 +42,8 @@ class GtkListOfTest : public testing::Test {
         },
         [this](GtkWidget* label, const Track& track) {
           gtk_label_set_text(GTK_LABEL(label), track.title.c_str());
-          last_ = label;
           if (track.title.ends_with('!')) notify();
+          last_ = label;
         });
     window_ = gtk_window_new();
     GtkWidget* scroller = gtk_scrolled_window_new();

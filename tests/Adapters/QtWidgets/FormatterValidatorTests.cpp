@@ -16,6 +16,7 @@
 #include <QSpinBox>
 #include <QToolTip>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +47,18 @@ class KeyCounter : public QObject {
  protected:
   bool eventFilter(QObject* receiver, QEvent* event) override {
     if (receiver->isWindowType() && event->type() == QEvent::KeyRelease) ++releases;
+    return false;
+  }
+};
+
+/// Notifies of changes of a dynamic property.
+class MarkObserver : public QObject {
+ public:
+  std::function<void()> whenMarked;
+
+ protected:
+  bool eventFilter(QObject* /*receiver*/, QEvent* event) override {
+    if (event->type() == QEvent::DynamicPropertyChange) whenMarked();
     return false;
   }
 };
@@ -115,6 +128,17 @@ class QtField : public testing::Test {
   void dismiss() { delete std::exchange(validator_, nullptr); }
   void destroyField() { delete field_; }
 
+  /// Qt permits the end of the validator, but not of the field, in a slot of the text's signal.
+  void endAtNextChange() {
+    QObject::connect(field_, &QLineEdit::textChanged, [this] { dismiss(); });
+  }
+  void endAtNextMark() {
+    marks_.whenMarked = [this] { dismiss(); };
+    field_->installEventFilter(&marks_);
+  }
+  [[nodiscard]] bool hasEnded() const { return validator_ == nullptr; }
+  void takeFocus() { focus(other_); }
+
   void focus() { focus(field_); }
   static void focus(QWidget* widget) {
     widget->setFocus();
@@ -177,6 +201,7 @@ class QtField : public testing::Test {
   static inline char name_[] = "test";
   static inline char* arguments_[] = {name_, nullptr};
   KeyCounter keys_;
+  MarkObserver marks_;
   std::optional<QApplication> application_;
   std::optional<QWidget> window_;
   QLineEdit* field_ = nullptr;
