@@ -4,7 +4,7 @@ include(GNUInstallDirs)
 
 add_library(TessalyFlags INTERFACE)
 target_compile_features(TessalyFlags INTERFACE cxx_std_23)
-target_compile_options(TessalyFlags INTERFACE -Wall -Wextra -fno-plt -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+target_compile_options(TessalyFlags INTERFACE -Wall -Wextra -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(TessalyFlags INTERFACE -Wthread-safety)
 endif()
@@ -90,7 +90,10 @@ function(tessaly_library NAME)
   endif()
   foreach(package IN LISTS ARG_PACKAGES)
     if(package IN_LIST tessaly_header_packages)
-      target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:PkgConfig::Tessaly_${package}>)
+      target_include_directories(${target} SYSTEM PRIVATE
+        $<TARGET_PROPERTY:PkgConfig::Tessaly_${package},INTERFACE_INCLUDE_DIRECTORIES>)
+      target_compile_options(${target} PRIVATE
+        $<TARGET_PROPERTY:PkgConfig::Tessaly_${package},INTERFACE_COMPILE_OPTIONS>)
     else()
       target_link_libraries(${target} PRIVATE PkgConfig::Tessaly_${package})
     endif()
@@ -107,6 +110,9 @@ endfunction()
 function(tessaly_set_up_objects target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:TessalyFlags>)
   target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:--as-needed)
+  if(NOT TESSALY_SANITIZE)  # The program defines the functions of the sanitizers.
+    target_link_options(${target} PRIVATE LINKER:-z,defs)
+  endif()
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -14,10 +14,11 @@
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
 #include "tests/Support/BusWire.hpp"
 
+namespace Tessaly {
 namespace {
 
-using namespace Tessaly::detail;
-using Tessaly::Tests::BusWire;
+using namespace detail;
+using Tests::BusWire;
 
 constexpr std::string_view signatures[] = {"u", "v", "h", "s", "sss", "sa{sv}as", "(bba{ss})", "o", "a{sv}"};
 
@@ -118,3 +119,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(wire->bus() != nullptr);
   return 0;
 }
+
+}  // namespace Tessaly

@@ -97,8 +97,11 @@ def milliseconds_to_run(program: pathlib.Path) -> float:
     return (end - begin) / 1e6
 
 
-def start_times(libraries, compiler: str, runs: int) -> str:
+def start_times(build: pathlib.Path, compiler: str, runs: int) -> str:
     with tempfile.TemporaryDirectory() as folder:
+        # A host finds all installed libraries in one directory. In the build each has a directory of its own.
+        output("cmake", "--install", build, "--prefix", folder)
+        libraries = sorted(path for path in pathlib.Path(folder).rglob("libTessaly*.so") if "Testing" not in path.stem)
         source = pathlib.Path(folder) / "empty.cpp"
         source.write_text("int main() {}\n")
         alone = pathlib.Path(folder) / "alone"
@@ -106,8 +109,7 @@ def start_times(libraries, compiler: str, runs: int) -> str:
         # Both hosts keep pointers into the C++ library. Otherwise neither would load it.
         common = [compiler, "-O2", "-std=c++23", source, "-Wl,--no-as-needed"]
         subprocess.run([*common, "-o", alone], check=True)
-        search = sorted({str(library.parent.resolve()) for library in libraries})
-        subprocess.run([*common, "-o", linked, *libraries, *(f"-Wl,-rpath,{path}" for path in search)], check=True)
+        subprocess.run([*common, "-o", linked, *libraries, f"-Wl,-rpath,{libraries[0].parent}"], check=True)
         loaded = {name: len(re.findall(r"=> /", output("ldd", path))) for name, path in
                   (("alone", alone), ("linked", linked))}
         missing = re.findall(r"(\S+) => not found", output("ldd", linked))
@@ -166,7 +168,7 @@ def main() -> None:
         sys.exit(f"{arguments.build} is no Release build")
     libraries = libraries_in(arguments.build)
     print(sizes(libraries))
-    print(start_times(libraries, arguments.compiler, arguments.runs))
+    print(start_times(arguments.build, arguments.compiler, arguments.runs))
     if not arguments.skip_headers:
         print(header_times(arguments.compiler, arguments.header_runs, arguments.jobs))
 

@@ -17,9 +17,13 @@
 #include "Tessaly/Core/Foundation/URL.hpp"
 #include "Tessaly/Core/Foundation/URLError.hpp"
 #include "Tessaly/Core/Foundation/detail/AvailableMemory.hpp"
+#include "Tessaly/Core/Foundation/detail/CryptoLibrary.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
+
+TESSALY_LATE_FUNCTION(detail::cryptoLibrary, EVP_DecodeBlock);
+TESSALY_LATE_FUNCTION(detail::cryptoLibrary, EVP_EncodeBlock);
 
 constexpr bool isBase64Digit(char c) noexcept {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
@@ -48,6 +52,7 @@ std::optional<Data> Data::fromBase64(std::string_view text) {
   if (text.size() % 4 != 0 || !std::ranges::all_of(text.substr(0, text.size() - padding), isBase64Digit)) {
     return std::nullopt;
   }
+  detail::requireCrypto();
   Bytes bytes(text.size() / 4 * 3);
   for (std::size_t i = 0; i < text.size(); i += largestBase64Piece) {
     const std::string_view piece = text.substr(i, largestBase64Piece);
@@ -59,6 +64,7 @@ std::optional<Data> Data::fromBase64(std::string_view text) {
 }
 
 std::string Data::base64EncodedString() const {
+  detail::requireCrypto();
   const auto source = bytes();
   std::string text((source.size() + 2) / 3 * 4, '\0');
   for (std::size_t i = 0; i < source.size(); i += largestBase64Piece) {

@@ -3,17 +3,37 @@
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
+#include <openssl/opensslv.h>
 
 #include <new>
+
+#include "Tessaly/Core/Foundation/detail/CryptoLibrary.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
 
-void digest(std::span<const std::uint8_t> bytes, const EVP_MD* method, std::uint8_t* out) {
-  if (EVP_Digest(bytes.data(), bytes.size(), out, nullptr, method, nullptr) != 1) throw std::bad_alloc();
+static_assert(OPENSSL_SHLIB_VERSION == 3, "`cryptoLibrary` names the library of another version");
+
+using namespace detail;
+
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_Digest);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_DigestFinal_ex);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_DigestInit_ex);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_DigestUpdate);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_MD_CTX_free);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_MD_CTX_new);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_md5);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_sha256);
+TESSALY_LATE_FUNCTION(cryptoLibrary, EVP_sha512);
+TESSALY_LATE_FUNCTION(cryptoLibrary, HMAC);
+
+void digest(std::span<const std::uint8_t> bytes, const LateFunction<decltype(::EVP_sha256)>& method,
+            std::uint8_t* out) {
+  requireCrypto();
+  if (EVP_Digest(bytes.data(), bytes.size(), out, nullptr, method(), nullptr) != 1) throw std::bad_alloc();
 }
 
-void begin(void* context, detail::DigestMethod method) {
+void begin(void* context, DigestMethod method) {
   const EVP_MD* const methods[]{EVP_sha256(), EVP_sha512(), EVP_md5()};
   if (EVP_DigestInit_ex(static_cast<EVP_MD_CTX*>(context), methods[static_cast<std::size_t>(method)], nullptr) != 1) {
     throw std::bad_alloc();
@@ -24,19 +44,19 @@ void begin(void* context, detail::DigestMethod method) {
 
 SHA256Digest SHA256Digest::hash(std::span<const std::uint8_t> bytes) {
   SHA256Digest result;
-  digest(bytes, EVP_sha256(), result.bytes.data());
+  digest(bytes, EVP_sha256, result.bytes.data());
   return result;
 }
 
 SHA512Digest SHA512Digest::hash(std::span<const std::uint8_t> bytes) {
   SHA512Digest result;
-  digest(bytes, EVP_sha512(), result.bytes.data());
+  digest(bytes, EVP_sha512, result.bytes.data());
   return result;
 }
 
 Insecure::MD5Digest Insecure::MD5Digest::hash(std::span<const std::uint8_t> bytes) {
   MD5Digest result;
-  digest(bytes, EVP_md5(), result.bytes.data());
+  digest(bytes, EVP_md5, result.bytes.data());
   return result;
 }
 
@@ -44,7 +64,9 @@ void detail::DigestState::Free::operator()(void* context) const noexcept {
   EVP_MD_CTX_free(static_cast<EVP_MD_CTX*>(context));
 }
 
-detail::DigestState::DigestState(DigestMethod method) : method_(method), context_(EVP_MD_CTX_new()) {
+detail::DigestState::DigestState(DigestMethod method) : method_(method) {
+  requireCrypto();
+  context_.reset(EVP_MD_CTX_new());
   if (context_ == nullptr) throw std::bad_alloc();
   begin(context_.get(), method_);
 }
@@ -65,6 +87,7 @@ HashedAuthenticationCode HashedAuthenticationCode::authenticationCode(std::span<
   // RFC 2104 replaces a key that is longer than a block by its digest. Then its size also fits into an `int`.
   constexpr std::size_t blockSize = 64;
   if (key.size() > blockSize) return authenticationCode(bytes, SHA256Digest::hash(key).bytes);
+  requireCrypto();
   HashedAuthenticationCode result;
   // libcrypto would replace a null key by the previous key.
   constexpr std::uint8_t none = 0;

@@ -23,7 +23,7 @@ struct DigestBytes {
 
 /// A SHA-256 digest (FIPS 180-4).
 struct SHA256Digest : DigestBytes<32> {
-  /// The digest of bytes. Throws `std::bad_alloc` only.
+  /// The digest of bytes. Throws `POSIXError` (`ELIBACC`) if this system lacks libcrypto.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static SHA256Digest hash(std::span<const std::uint8_t> bytes);
@@ -31,7 +31,7 @@ struct SHA256Digest : DigestBytes<32> {
 
 /// A SHA-512 digest (FIPS 180-4).
 struct SHA512Digest : DigestBytes<64> {
-  /// The digest of bytes. Throws `std::bad_alloc` only.
+  /// The digest of bytes. Throws `POSIXError` (`ELIBACC`) if this system lacks libcrypto.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static SHA512Digest hash(std::span<const std::uint8_t> bytes);
@@ -41,7 +41,7 @@ namespace Insecure {
 
 /// An MD5 digest (RFC 1321). Use MD5 only for old formats, because MD5 is not secure.
 struct MD5Digest : DigestBytes<16> {
-  /// The digest of bytes. Throws `std::bad_alloc` only.
+  /// The digest of bytes. Throws `POSIXError` (`ELIBACC`) if this system lacks libcrypto.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static MD5Digest hash(std::span<const std::uint8_t> bytes);
@@ -105,7 +105,7 @@ class DigestHasher {
 /// A message authentication code: HMAC with SHA-256 (RFC 2104). The time of a comparison does not depend on the
 /// position of the first difference.
 struct HashedAuthenticationCode : DigestBytes<32> {
-  /// The authentication code of bytes under a key. Throws `std::bad_alloc` only.
+  /// The authentication code of bytes under a key. Throws `POSIXError` (`ELIBACC`) if this system lacks libcrypto.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static HashedAuthenticationCode authenticationCode(std::span<const std::uint8_t> bytes,

@@ -50,7 +50,7 @@ class URL {
   /// If a component has an invalid character, the whole component is percent-encoded, including each valid `%XX`.
   /// "/tmp/a b" becomes "/tmp/a%20b", and "/tmp/a%20b c" becomes "/tmp/a%2520b%20c", but "/tmp/a%20b" stays. In the
   /// first segment of a relative path without a scheme, `:` becomes "%3A". A host with non-ASCII characters is replaced
-  /// by its IDNA form.
+  /// by its IDNA form. Throws `POSIXError` (`ELIBACC`) for such a host if this system lacks libidn2.
   [[nodiscard]] TESSALY_EXPORT static std::optional<URL> from(std::string_view text);
 
   /// The `file` URL of a path. Every byte that the path of a URL must not contain is encoded, and so is `%`. A relative

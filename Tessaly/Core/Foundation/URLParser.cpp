@@ -6,12 +6,19 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
 
 #include "Tessaly/Core/Base/detail/Hexadecimal.hpp"
+#include "Tessaly/Core/Base/detail/LateLibrary.hpp"
+#include "Tessaly/Core/Foundation/POSIXError.hpp"
 
 namespace Tessaly::inline v1::detail {
 namespace {
+
+constinit const LateLibrary idn2Library{"libidn2.so.0"};
+TESSALY_LATE_FUNCTION(idn2Library, idn2_free);
+TESSALY_LATE_FUNCTION(idn2Library, idn2_to_ascii_8z);
 
 constexpr bool isLetter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
@@ -115,12 +122,14 @@ bool isLiteralAddress(std::string_view literal) {
          ::inet_pton(AF_INET6, std::string(literal).c_str(), &address) == 1;
 }
 
-/// The ASCII form of a host with non-ASCII characters. Absent if IDNA refuses the host.
+/// The ASCII form of a host with non-ASCII characters. Absent if IDNA refuses the host. Throws `POSIXError` (`ELIBACC`)
+/// if this system lacks libidn2.
 std::optional<std::string> internationalHost(std::string_view host) {
   if (host.find('\0') != std::string_view::npos) return std::nullopt;
+  if (!idn2Library.isLoaded()) throw POSIXError(ELIBACC);
   char* output = nullptr;
-  const int status = ::idn2_to_ascii_8z(std::string(host).c_str(), &output, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
-  const std::unique_ptr<char, decltype(&::idn2_free)> owner(output, &::idn2_free);
+  const int status = idn2_to_ascii_8z(std::string(host).c_str(), &output, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
+  const std::unique_ptr<char, void (*)(void*)> owner(output, idn2_free);
   if (status != IDN2_OK) return std::nullopt;
   // Full-width forms of delimiters have become delimiters. A host must not contain delimiters, or '%'.
   const std::string_view ascii = output;

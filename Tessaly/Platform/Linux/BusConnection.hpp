@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <systemd/sd-bus.h>
-
 #include <cerrno>
 #include <chrono>
 #include <memory>
@@ -10,11 +8,9 @@
 #include <utility>
 
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
+#include "Tessaly/Platform/Linux/SystemdLibrary.hpp"
 
 namespace Tessaly::inline v1::detail {
-
-/// A bus that a process can connect to.
-enum class Bus : bool { session, system };
 
 struct BusMessageReleaser {
   void operator()(sd_bus_message* message) const noexcept { sd_bus_message_unref(message); }
@@ -48,7 +44,7 @@ class BusConnection {
   int open(Bus which) {
     bus_.reset();
     sd_bus* bus = nullptr;
-    int result = which == Bus::session ? sd_bus_open_user(&bus) : sd_bus_open_system(&bus);
+    int result = openBus(which, &bus);
     if (result < 0) return result;
     bus_.reset(bus);
     sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count()));

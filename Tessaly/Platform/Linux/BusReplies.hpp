@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <systemd/sd-bus.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -12,6 +11,7 @@
 #include <string_view>
 
 #include "Tessaly/Core/Base/detail/OwnedDescriptor.hpp"
+#include "Tessaly/Platform/Linux/SystemdLibrary.hpp"
 
 /// The functions that parse the messages of daemons on a bus. No other code parses such messages. Each library that
 /// includes this header has its own copy of the code, and does not export the copy.

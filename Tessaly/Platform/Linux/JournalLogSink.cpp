@@ -15,8 +15,13 @@
 #include "Tessaly/Core/Base/detail/ForkGuard.hpp"
 #include "Tessaly/Core/Base/detail/Futex.hpp"
 #include "Tessaly/Core/Base/detail/Thread.hpp"
+#include "Tessaly/Platform/Linux/SystemdLibrary.hpp"
 
 namespace Tessaly::inline v1 {
+namespace detail {
+TESSALY_LATE_FUNCTION(systemdLibrary, sd_journal_sendv);
+}
+
 namespace {
 
 std::int64_t steadyNow() noexcept { return std::chrono::steady_clock::now().time_since_epoch().count(); }
@@ -67,7 +72,7 @@ class Fields {
 }  // namespace
 
 int JournalLogSink::sendToSystemJournal(const iovec* fields, int count) noexcept {
-  return ::sd_journal_sendv(fields, count);
+  return detail::systemdLibrary.isLoaded() ? detail::sd_journal_sendv(fields, count) : -ELIBACC;
 }
 
 JournalLogSink::JournalLogSink(const LogRing& ring, Options options) : ring_(ring), options_(std::move(options)) {}

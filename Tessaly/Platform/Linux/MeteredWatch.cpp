@@ -15,21 +15,21 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-using detail::CallFailure;
+using namespace detail;  // Its functions of libsystemd hide the global ones.
 using ExpenseSource = NWPath::ExpenseSource;
 
 /// The names of a service on its bus. The question and the announcement of changes have one interface.
 struct Names {
-  int (*open)(sd_bus** bus);
+  detail::Bus bus;
   const char* service;
   const char* object;
   const char* interface;
   const char* announcement;
 };
 
-constexpr Names networkManager{&sd_bus_open_system, "org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager",
+constexpr Names networkManager{detail::Bus::system, "org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager",
                                "org.freedesktop.DBus.Properties", "PropertiesChanged"};
-constexpr Names portal{&sd_bus_open_user, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+constexpr Names portal{detail::Bus::session, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
                        "org.freedesktop.portal.NetworkMonitor", "changed"};
 
 const Names& namesOf(MeteredWatch::Service service) {
@@ -80,6 +80,7 @@ MeteredWatch::MeteredWatch(Private, std::function<void()> onChange, Service serv
 
 MeteredWatch::~MeteredWatch() {
   if (source_ != nullptr) source_->cancel();
+  if (bus_ == nullptr) return;
   sd_bus_slot_unref(call_);
   sd_bus_close_unref(bus_);
 }
@@ -95,7 +96,7 @@ void MeteredWatch::connectIfNeeded() {
 bool MeteredWatch::connect() {
   const Names& names = namesOf(service_);
   sd_bus* bus = nullptr;
-  if (names.open(&bus) < 0) return false;
+  if (openBus(names.bus, &bus) < 0) return false;
   const std::string ownerRule = std::string(
                                     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
                                     "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Tessaly/Platform/Files/NSFileCoordinator.hpp"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <fcntl.h>
 #include <locale.h>
 #include <sys/stat.h>
@@ -22,9 +20,12 @@
 #include "Tessaly/Platform/Files/FileHandle.hpp"
 #include "Tessaly/Platform/Files/FileManager.hpp"
 #include "Tessaly/Platform/Files/detail/FilePath.hpp"
+#include "Tessaly/Platform/Linux/ArchiveLibrary.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
+
+using namespace detail;  // Its functions of libarchive hide the global ones.
 
 struct CloseArchive {
   void operator()(archive* zip) const noexcept { archive_write_free(zip); }
@@ -58,7 +59,7 @@ class LocaleOfThread {
 /// The writer hides a failed write from libarchive, because libarchive leaks memory after a failed write.
 class ZipWriter {
  public:
-  explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(archive_write_new()) {
+  explicit ZipWriter(int descriptor) : descriptor_(descriptor), zip_(newArchive()) {
     check(archive_write_set_format_zip(zip_.get()));
     check(archive_write_set_bytes_per_block(zip_.get(), blockSize));
     check(archive_write_set_bytes_in_last_block(zip_.get(), 1));
@@ -83,6 +84,11 @@ class ZipWriter {
 
  private:
   static constexpr int blockSize = 64 * 1024;
+
+  static archive* newArchive() {
+    if (!archiveLibrary.isLoaded()) throw POSIXError(ELIBACC);
+    return archive_write_new();
+  }
 
   static la_ssize_t write(archive* /*zip*/, void* self, const void* bytes, std::size_t size) noexcept {
     static_cast<ZipWriter*>(self)->write(static_cast<const char*>(bytes), size);

@@ -15,10 +15,7 @@
 namespace Tessaly::inline v1 {
 namespace {
 
-using detail::Authorization;
-using detail::BusConnection;
-using detail::BusMessage;
-using detail::BusReply;
+using namespace detail;  // Its functions of libsystemd hide the global ones.
 
 /// The bits of CheckAuthorization's flags.
 enum class Question : std::uint32_t { withoutTheUser = 0, ofTheUser = 1 };

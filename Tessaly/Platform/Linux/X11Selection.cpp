@@ -2,7 +2,6 @@
 #include "Tessaly/Platform/Linux/X11Selection.hpp"
 
 #include <poll.h>
-#include <xcb/xcb.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "Tessaly/Platform/Linux/SelectionThread.hpp"
+#include "Tessaly/Platform/Linux/XCBLibrary.hpp"
 
 // The clipboard by the Inter-Client Communication Conventions Manual, version 2.0, section 2.
 
@@ -55,7 +55,7 @@ class X11Selection final : public SelectionThread {
   void run(std::promise<PasteboardProblem> connected) override {
     const std::unique_ptr<xcb_connection_t, Disconnect> connection(connect());
     connection_ = connection.get();
-    if (xcb_connection_has_error(connection_) != 0 || !prepare()) {
+    if (connection_ == nullptr || xcb_connection_has_error(connection_) != 0 || !prepare()) {
       connected.set_value(PasteboardProblem::noDisplay);
       return;
     }
@@ -71,7 +71,7 @@ class X11Selection final : public SelectionThread {
   static xcb_connection_t* connect() {
     static constinit UnfairLock lock;
     const UnfairLock::Guard guard(lock);
-    return xcb_connect(nullptr, nullptr);
+    return xcbLibrary.isLoaded() ? xcb_connect(nullptr, nullptr) : nullptr;
   }
 
   bool prepare() {

@@ -13,10 +13,11 @@
 #include "Tessaly/Platform/Linux/BusReplies.hpp"
 #include "tests/Support/BusWire.hpp"
 
+namespace Tessaly {
 namespace {
 
-using namespace Tessaly::detail;
-using Tessaly::Tests::BusWire;
+using namespace detail;
+using Tests::BusWire;
 using Kind = PropertyChange::Kind;
 
 constexpr const char* interface = "org.example.Manager";
@@ -366,3 +367,4 @@ TEST_F(BusReplies, NamesOfErrorsGiveTheirMeaning) {
 }
 
 }  // namespace
+}  // namespace Tessaly
