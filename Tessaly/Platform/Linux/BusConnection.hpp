@@ -63,13 +63,14 @@ class BusConnection {
     using std::chrono::steady_clock;
     const auto deadline = steady_clock::now() + limit;
     while (!holds()) {
-      int result = sd_bus_process(bus_.get(), nullptr);
-      if (result < 0) return result;
-      if (result > 0) continue;
+      const int processed = sd_bus_process(bus_.get(), nullptr);
+      if (processed < 0) return processed;
+      // Messages that never pause end the wait too.
       const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - steady_clock::now());
       if (left <= left.zero()) return -ETIMEDOUT;
-      result = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count()) + 1);
-      if (result < 0 && result != -EINTR) return result;
+      if (processed > 0) continue;
+      const int waited = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count()) + 1);
+      if (waited < 0 && waited != -EINTR) return waited;
     }
     return 0;
   }
