@@ -31,7 +31,7 @@ namespace Tessaly::inline v1::GLib {
 ///     g_main_loop_run(loop);
 class MainLoopAdapter {
  public:
-  /// Attaches to a context of the main thread. Null means the default context.
+  /// Attaches the adapter to a context, which only the main thread may run. Null means the default context.
   explicit MainLoopAdapter(GMainContext* context = nullptr, int priority = G_PRIORITY_DEFAULT)
       : source_(g_unix_fd_source_new(MainQueue::fileDescriptor(), G_IO_IN)) {
     assertMainIsolated("Tessaly/MainLoopAdapter", __LINE__);

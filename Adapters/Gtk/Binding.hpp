@@ -28,8 +28,8 @@ auto valueForGtk(const Value& value) {
   }
 }
 
-/// Releases `owned` when `object` is destroyed. Code of the host may destroy the object, so the object gets an
-/// observation before the first call of such code.
+/// Makes `object` the owner of `owned`, and releases `owned` when `object` is destroyed. The caller must make this call
+/// before the first call of the host's code, because that code may destroy `object`.
 template <typename Owned>
 void endWith(GObject* object, std::shared_ptr<Owned> owned) {
   using Reference = std::shared_ptr<Owned>;
@@ -41,18 +41,19 @@ void endWith(GObject* object, std::shared_ptr<Owned> owned) {
 
 namespace Gtk4 {
 
-/// Follows a computed value for the life of a widget. Calls `setter` with the value of `compute` now, and after each
-/// change of an observable property that `compute` read.
+/// Keeps a widget up to date with a computed value, until the widget is destroyed. Calls `setter` with the value of
+/// `compute` now, and after each change of an observable property that `compute` read.
 ///
-/// `setter` takes the widget, with the widget's own type, and the value. A `std::string` becomes a `const char*`. The
-/// model that `compute` reads need not be a `GObject`. GTK's counterpart is `GBinding`, which binds properties of
-/// `GObject`s.
+/// `setter` takes the pointer `widget`, without a cast to another type, and the value. A `std::string` becomes a
+/// `const char*`. The model that `compute` reads need not be a `GObject`. GTK's counterpart is `GBinding`, which binds
+/// properties of `GObject`s.
 ///
 /// A change on any thread leads to a call of `setter` on the main thread, in the next turn of `MainLoopAdapter`'s loop.
-/// Many changes in one turn lead to one call. A value that equals the previous value leads to no call. A change that
-/// `setter` makes leads to a call in the next turn. `compute` may return an optional value; if the value is absent,
-/// `setter` is not called. `compute` must not refer to an object that ends before the widget. For a model that may end
-/// before the widget, use the other overload. `setter` may destroy the widget, also at the first call.
+/// Many changes in one turn lead to one call. A value that equals the previous value leads to no call. If `setter`
+/// changes a property that `compute` read, `compute` runs again in the next turn. `compute` may return an optional
+/// value; if the value is absent, `setter` is not called. `compute` must not refer to an object that is destroyed
+/// before the widget. For a model that may be destroyed before the widget, use the other overload. `setter` may destroy
+/// the widget, even when `bind` itself calls `setter`.
 ///
 /// These stop the process: a call of `bind` outside the main thread, and an exception of `setter` or of a later call of
 /// `compute`. An exception of the first call of `compute` is passed on to the caller.
@@ -69,9 +70,9 @@ void bind(Widget* widget, Setter setter, Compute compute) {
   }));
 }
 
-/// Like the overload above, for a model that may end before the widget. After the end of the model, the widget keeps
-/// the last value. `compute` is a member of the model or a function that takes the model. The binding does not keep the
-/// model alive.
+/// Like the overload above, for a model that may be destroyed before the widget. After that, the widget keeps the last
+/// value. `compute` is a member of the model or a function that takes the model. The binding does not keep the model
+/// alive.
 ///
 ///     Gtk4::bind(GTK_LABEL(title), gtk_label_set_text, player, &Player::label);
 template <typename Widget, typename Setter, typename Model, std::invocable<Model&> Compute>

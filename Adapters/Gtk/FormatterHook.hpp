@@ -46,9 +46,9 @@ namespace Tessaly::inline v1::Gtk4 {
 ///
 /// A deletion by a key or by cutting takes place at once. Any other deletion waits for the next turn of the main loop,
 /// because an insertion may belong to the deletion. The deletion then takes place before drawing. The text at the
-/// construction of the hook is not checked. The hook may end before or after its field, also inside a handler of the
-/// hook or of a signal of the field. Leaving the field does not end editing again if the text is still the text of the
-/// last end. So a handler may open a dialog.
+/// construction of the hook is not checked. The hook may be destroyed before or after its field, also inside a handler
+/// of the hook or of a signal of the field. If the text has not changed since the last end of editing, leaving the
+/// field does not end editing a second time. So a handler may open a dialog.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -94,7 +94,8 @@ class FormatterHook {
     return formatted_.editing().object();
   }
   /// Shows an object, and clears the undo history. Returns false and does nothing if the formatter does not support the
-  /// object, a number is beyond the range, or the rule forbids the object. The same holds if the field is gone.
+  /// object, a number is beyond the range, or the rule (see `setRule`) forbids the object. The same holds if the field
+  /// is gone.
   bool setObjectValue(std::any object) {
     if (!text_.isThere()) return false;
     const std::optional<std::string> text = formatted_.show(std::move(object));
@@ -109,11 +110,13 @@ class FormatterHook {
   [[nodiscard]] FieldState state() const {
     return text_.isThere() ? formatted_.editing().state(text_.get()) : FieldState::invalid;
   }
-  /// Whether the present text differs from the text of the object. False if the field is gone.
+  /// Whether the present text differs from the text of the object. True if there is no object yet. False if the field
+  /// is gone.
   [[nodiscard]] bool isEdited() const { return text_.isThere() && formatted_.editing().isEdited(text_.get()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
-  /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
+  /// Sets the rule for the objects of the field, and replaces an earlier rule. The rule must return true for an allowed
+  /// object. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
   /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
@@ -122,7 +125,8 @@ class FormatterHook {
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
   /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
   /// there is one. The refused texts include texts that the end of editing corrects. They do not include texts that the
-  /// end of editing only rewrites. If the text was replaced, the field already shows the replacement.
+  /// end of editing only rewrites, for example "007" as "7". If the text was replaced, the field already shows the
+  /// replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   /// Undoes the last change or the last run of typed characters. Returns false if there is nothing to undo, or if the
@@ -163,7 +167,7 @@ class FormatterHook {
     g_signal_connect(text_.editable(), "delete-text", G_CALLBACK(deleting), this);
   }
 
-  /// The key that deletes a text inserts nothing afterwards, so its deletion is judged at once.
+  /// Makes the hook judge a deletion by a key or by cutting at once, because no insertion follows such a deletion.
   void connectDeletionsByKeys() {
     const auto end = +[](FormatterHook* hook) { static_cast<void>(hook->settle()); };
     for (const char* signal : {"backspace", "delete-from-cursor", "cut-clipboard"}) {
@@ -215,7 +219,7 @@ class FormatterHook {
     const FieldState state = formatted_.editing().state(text_.get(), &notice);
     mark_.show(state, std::move(notice));
   }
-  /// Returns whether this hook still exists.
+  /// Shows the state of the text, and a notice. Returns whether this hook still exists.
   [[nodiscard]] bool showMark(FieldNotice notice) {
     return !formatted_.isMarked() || formatted_.outlives([&] { mark_.show(state(), std::move(notice)); });
   }
@@ -249,7 +253,7 @@ class FormatterHook {
   [[nodiscard]] bool erase(const Deletion& deletion) {
     return change([&](GtkEditable* field) { gtk_editable_delete_text(field, deletion.start, deletion.end); });
   }
-  /// Sets the position to the end of the inserted text.
+  /// Inserts a text at `*position`, and sets `*position` to the end of the inserted text.
   [[nodiscard]] bool put(std::string_view inserted, int* position) {
     return change([&](GtkEditable* field) {
       gtk_editable_insert_text(field, inserted.data(), static_cast<int>(inserted.size()), position);
@@ -354,8 +358,8 @@ class FormatterHook {
   }
 
   /// Restores the selection that a refused insertion would have replaced. The restoration waits until the loop is idle.
-  /// By then the display has reported that the selected text has no owner, and on that report the field has cleared its
-  /// selection.
+  /// By then the display has reported that the primary selection has no owner, and on that report the field has cleared
+  /// its selection.
   void restoreSoon() {
     if (!lost_ || !text_.isThere() || restoring_ != 0) return;
     gdk_display_sync(gtk_widget_get_display(text_.widget()));
@@ -395,7 +399,8 @@ class FormatterHook {
     return text_.isThere();
   }
 
-  /// A change by the hook itself passes through texts that nobody has typed, so no such text ends editing.
+  /// Ends editing if the focus has left the field, unless editing has already ended with this text. Does nothing during
+  /// a change by the hook itself, because the text may then be one that the user has not typed.
   void leave() {
     if (isChanging_ || !text_.isThere() || gtk_widget_has_focus(text_.widget())) return;
     if (settle() && !formatted_.hasEndedWith(text_.get())) finish();

@@ -12,10 +12,10 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The growth of a slice of a model. The slice owns this object.
+/// Grows a `GtkSliceListModel` in steps until it shows all rows of its model. The `GtkSliceListModel` owns this object.
 class IncrementalGrowth {
  public:
-  /// Takes over the reference to `rows`.
+  /// Makes the `GtkSliceListModel` and the object that grows it. Takes over the reference to `rows`.
   static GListModel* model(GListModel* rows, guint step) {
     GtkSliceListModel* const slice = gtk_slice_list_model_new(rows, 0, step);
     g_object_set_data_full(G_OBJECT(slice), "tessaly-incremental-growth", new IncrementalGrowth(slice, step),
@@ -26,7 +26,8 @@ class IncrementalGrowth {
   IncrementalGrowth& operator=(const IncrementalGrowth&) = delete;
 
  private:
-  /// More rows than a view of GTK makes widgets for. A view makes widgets for the visible rows and for 200 others.
+  /// The step that reaches this number of rows also shows all remaining rows. The number is greater than the number of
+  /// widgets that a view of GTK makes: one for each visible row, and one for each of 200 other rows.
   static constexpr guint enough = 512;
 
   IncrementalGrowth(GtkSliceListModel* slice, guint step)
@@ -40,8 +41,9 @@ class IncrementalGrowth {
     g_object_unref(rows_);
   }
 
-  /// The slice handles "items-changed" before this function, because the slice was connected first. If fewer than
-  /// `enough` rows remain, this function shrinks the slice, so that the slice grows again in steps.
+  /// Adapts the slice after "items-changed". The slice handles this signal before this function, because the slice was
+  /// connected first. If fewer than `enough` rows remain, this function shrinks the slice, so that the slice grows
+  /// again in steps.
   static void follow(IncrementalGrowth* self) {
     const guint count = g_list_model_get_n_items(self->rows_);
     const guint needed = std::max(count, self->step_);

@@ -26,7 +26,7 @@ namespace detail {
 template <typename Element>
 class ListItem;
 
-/// The existing items, with the elements that they show as keys. Most rows of a long list have no item.
+/// The existing items. The key of an item is the element that the item shows. Most rows of a long list have no item.
 template <typename Element>
 using LivingItems = std::unordered_map<const Element*, ListItem<Element>*>;
 
@@ -126,10 +126,11 @@ class ListModelOfRows final : public ListModelBody, private RowsListener {
     std::size_t now;
   };
 
-  /// GTK searches a replaced block for the items of the view's widgets and of the selection. GTK makes an item for each
-  /// row that it examines. To limit the number of new items, each replaced block ends at most 256 rows after its last
-  /// row with an item. The rows between two blocks are inserted separately, without items. If more than 1,000 rows have
-  /// items, or if the order of these rows changed, one block replaces all rows.
+  /// Reports the update to GTK as replacements of blocks. GTK searches a replaced block for the items of the view's
+  /// widgets and of the selection. Each row that GTK examines gets an item. To limit the number of new items, each
+  /// replaced block ends at most 256 rows after its last row with an item. The rows between two blocks are inserted
+  /// separately, without items. If more than 1,000 rows have items, or if the order of these rows changed, one block
+  /// replaces all rows.
   void tellCoarsely(std::span<const void* const> before) {
     constexpr std::size_t limit = 1'000;
     before_ = before;
@@ -245,7 +246,7 @@ struct RowWidgets {
     callNotification("The maker of a row's widget", make);
   }
   static void bind(GtkListItemFactory* /*factory*/, GtkListItem* row) {
-    // Only the row's view may own the row and the factory, and `show` may destroy the view.
+    // `show` may destroy the row's view, and perhaps nothing else owns the row and the factory.
     constexpr auto changed = +[](GObject*, GtkListItem* changedRow) {
       auto* const factory = G_OBJECT(g_object_ref(functions(changedRow)->factory));
       update(changedRow);
@@ -273,11 +274,12 @@ struct RowWidgets {
 
 namespace Gtk4 {
 
-/// Makes a list model of GTK over a computed sequence. The model follows the sequence as `bind` follows a value. After
-/// a change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
+/// Makes a `GListModel` that shows a computed sequence, one row for each element. After a change of an observable
+/// property that `compute` read, `compute` runs again in the next turn of `MainLoopAdapter`'s loop. The model then
+/// shows the new sequence.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
-/// null pointer is an empty sequence. `compute` must not refer to an object that ends before the model.
+/// null pointer is an empty sequence. `compute` must not refer to an object that is destroyed before the model.
 ///
 /// `identity` is a function or a member that returns the identity of an element, for example `&File::name`. The
 /// identity needs `==` and `std::hash`. Without `identity`, an element is its own identity. An element with the
@@ -294,7 +296,8 @@ namespace Gtk4 {
 /// `listModel`, a host writes a `GObject` with `G_DEFINE_TYPE_WITH_CODE`, or copies the sequence into a `GListStore`.
 ///
 /// A handler of a signal and the function that shows a row may close the window and release the model. If they run a
-/// nested loop, the model stays in the state of the signal. After the handlers, the model shows the newest sequence.
+/// nested loop, the model keeps its rows during that loop, even if the sequence changes. After the handlers have
+/// returned, the model shows the newest sequence.
 ///
 /// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
 /// hash and a comparison of its identity.
@@ -315,8 +318,8 @@ template <std::invocable<> Compute, typename Identity = std::identity>
   return Rows::object(std::make_unique<Rows>(std::move(compute), std::move(identity)));
 }
 
-/// The element of an item of `listModel`. The reference stays valid until the next turn of the loop. Stops the process
-/// if the item is not from a `listModel`, or if its element has another type.
+/// The element of an item of `listModel`. The reference stays valid until the next turn of the loop, but only while the
+/// item exists. Stops the process if the item is not from a `listModel`, or if its element has another type.
 template <typename Element>
 [[nodiscard]] const Element& element(gpointer item) {
   return detail::elementOf<Element>(item);

@@ -19,8 +19,9 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Shows a setting in a widget, and stores the value that a person chooses in the widget. GTK goes on with the widget
-/// after the handlers of its signals, so a reference keeps the widget until then.
+/// Shows a setting in a widget, and stores the value that a person chooses in the widget. A handler of the host may
+/// release the widget during `show`, but GTK still uses the widget after the handlers. So a reference keeps the widget
+/// alive until `show` returns.
 template <typename Widget, typename Value, typename Read, typename Show>
 void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Read read, Show show) {
   auto keep = [widget, show = std::move(show)](const Value& value) {
@@ -35,7 +36,7 @@ void bindBothWays(Widget* widget, const char* signal, Default<Value> setting, Re
   bound->start();
 }
 
-/// The same for a widget with the Boolean property "active".
+/// Binds a Boolean setting to a widget with the Boolean property "active", as `bindBothWays` does.
 template <typename Widget>
 void bindActive(Widget* widget, Default<bool> setting) {
   bindBothWays(
@@ -77,9 +78,9 @@ namespace Gtk4 {
 /// click stores the new state.
 ///
 /// GTK's counterpart is `g_settings_bind`, which needs a compiled schema. A change of the setting reaches the widget in
-/// the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key forbids a chosen value, the setting
-/// keeps its value or stores another one. The widget then shows the value of the setting. An observer of the setting
-/// may destroy the widget, and so may a handler of the widget's signals.
+/// the next turn of `MainLoopAdapter`'s loop. If the rule of the key forbids a chosen value, the setting stores the
+/// nearest end of the rule's range, or keeps its value. The widget then shows the value of the setting. An observer of
+/// the setting may destroy the widget, and so may a handler of the widget's signals.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -88,27 +89,33 @@ namespace Gtk4 {
 ///     Gtk4::bind(GTK_DROP_DOWN(dropDown), Default<std::string>(themeKey));
 ///     Gtk4::bind(GTK_EDITABLE(entry), interval, Default<int>(intervalKey));
 inline void bind(GtkCheckButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
-/// The same for a switch.
+/// Binds a setting to a switch. In all other respects the call is like the overload for `GtkCheckButton`.
 inline void bind(GtkSwitch* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
-/// The same for a toggle button.
+/// Binds a setting to a toggle button. In all other respects the call is like the overload for `GtkCheckButton`.
 inline void bind(GtkToggleButton* button, Default<bool> setting) { detail::bindActive(button, std::move(setting)); }
-/// The same for a scale or a scroll bar.
+/// Binds a setting to a scale, or to another `GtkRange`. In all other respects the call is like the overload for
+/// `GtkCheckButton`.
 inline void bind(GtkRange* range, Default<double> setting) {
   detail::bindBothWays(
       range, "value-changed", std::move(setting), [range] { return gtk_range_get_value(range); },
       [range](double value) { gtk_range_set_value(range, value); });
 }
-/// The same for the text of a drop-down list of strings. If the list does not contain the stored text, no text is
-/// chosen.
+/// Binds a setting to the chosen text of a drop-down list. The model of the list must be a `GtkStringList`. If the list
+/// does not contain the stored text, no text is chosen. In all other respects the call is like the overload for
+/// `GtkCheckButton`.
 inline void bind(GtkDropDown* list, Default<std::string> setting) {
   detail::bindBothWays(
       list, "notify::selected", std::move(setting), [list] { return detail::chosenText(list); },
       [list](const std::string& text) { detail::chooseText(list, text); });
 }
-/// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
-/// other code do not change the field. The hook is destroyed with the field. If a handler of the host destroys the
-/// field during `bind`, do not use the result.
+/// Binds a setting to a field with a formatter, for the life of the field. The rule of the key becomes the rule of the
+/// field (see `FormatterHook::setRule`), so no forbidden value is stored. After each successful end of editing, the
+/// binding stores the object of the field in the setting. While the field has an unfinished edit, changes of the
+/// setting by other code do not change the field. In all other respects the call is like the overload for
+/// `GtkCheckButton`.
+///
+/// The hook is destroyed with the field. Do not call `setRule` or `onEditingEnd` of the hook, because the binding uses
+/// both. If a handler of the host destroys the field during `bind`, do not use the result.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterHook& bind(GtkEditable* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   const std::shared_ptr<detail::BoundField> bound(

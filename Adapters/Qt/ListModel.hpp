@@ -19,24 +19,25 @@
 
 namespace Tessaly::inline v1::Qt6 {
 
-/// A list model of Qt over a computed sequence. The model follows the sequence as `bind` follows a value. After a
-/// change of an observable property that `compute` read, `compute` runs again in the next turn of the loop.
+/// A `QAbstractListModel` that shows a computed sequence, one row for each element. After a change of an observable
+/// property that `compute` read, `compute` runs again in the next turn of `MainLoopAdapter`'s loop. The model then
+/// shows the new sequence.
 ///
 /// `compute` returns a `std::vector` or a shared pointer to a vector; a pointer avoids the copy of a long sequence. A
 /// null pointer is an empty sequence. `identity` is a function or a member that returns the identity of an element, for
 /// example `&File::name`. The identity needs `==` and `std::hash`. Without `identity`, an element is its own identity.
 /// An element with the identity of a former element keeps the row of that element. Selection, current row and editor
-/// stay with the row, wherever the row moves. `compute` must not refer to an object that ends before the model.
+/// stay with the row, wherever the row moves. `compute` must not refer to an object that is destroyed before the model.
 ///
-/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each kind. More changes of one kind
-/// become a layout change, with at most one removal or insertion. A layout change keeps the selection too. For a
-/// changed element, the model emits `dataChanged`. The model emits no signal for rows whose elements equal their former
-/// values, unless there are more than 32 runs of changed rows. A model without columns shows nothing; call `addColumn`
-/// first.
+/// Views get removals, moves of blocks and insertions of blocks, at most 32 of each kind. If one kind has more than 32
+/// changes, they become a layout change and at most one removal or insertion. A layout change keeps the selection too.
+/// For a changed element, the model emits `dataChanged`. The model emits no signal for rows whose elements equal their
+/// former values. But an update emits at most 32 `dataChanged` signals, so the last one may also cover such rows. A
+/// model without columns shows nothing; call `addColumn` first.
 ///
 /// A slot of `rowsInserted`, `rowsRemoved`, `rowsMoved` or `dataChanged` may destroy the model. If a slot runs a nested
-/// loop, for example for a dialog, the model stays in the state of the signal. After the slots, the model shows the
-/// newest sequence.
+/// loop, for example for a dialog, the model keeps its rows during that loop, even if the sequence changes. After the
+/// slots have returned, the model shows the newest sequence.
 ///
 /// An update costs O(n) for n rows. Each row between the unchanged first rows and the unchanged last rows also costs a
 /// hash and a comparison of its identity. Without this class, a host writes a subclass of `QAbstractListModel` and
@@ -76,7 +77,8 @@ class ListModel : public QAbstractListModel, private detail::RowsListener {
     endInsertColumns();
   }
 
-  /// The element of a row. The reference stays valid until the next turn of the loop.
+  /// The element of a row. The reference stays valid until the next turn of the loop. Stops the process if there is no
+  /// such row.
   [[nodiscard]] const Element& element(int row) const {
     if (row < 0 || row >= rowCount()) fatalError("The list model has no such row", "Tessaly/ListModel", __LINE__);
     return rows_[static_cast<std::size_t>(row)];

@@ -60,7 +60,7 @@ class MainLoopAdapter {
   }
 
   const MainQueue::Service service_;
-  /// A duplicate, because Qt's loop accepts only one notifier for a descriptor.
+  /// A duplicate of the main queue's descriptor, because Qt's loop accepts only one notifier for a descriptor.
   const Descriptor descriptor_;
   QSocketNotifier notifier_;
 };

@@ -44,14 +44,15 @@ namespace Tessaly::inline v1::Qt6 {
 /// The nearest facilities of Qt are input masks, `QIntValidator` and `QDoubleValidator`. These two classes drop typed
 /// characters. If a change is refused without a replacement, `FormatterValidator` leaves the text, the cursor and the
 /// selection as they were. But in a field with hidden characters, the cursor then goes to the end. The validator does
-/// not refuse texts that the program or an undo sets. `Acceptable` means that editing could end without a correction of
-/// the text. A typed or pasted text with a lone surrogate is refused.
+/// not refuse texts that the program or an undo sets. If `validate` returns `Acceptable`, editing could end without a
+/// correction of the value. The text may still be rewritten, for example "007" as "7". A typed or pasted text with a
+/// lone surrogate is refused.
 ///
 /// The constructor installs the validator in the field. The field owns the validator. Do not give the validator to
 /// another field. The validator needs no moc.
 ///
-/// A handler may destroy the field. A slot of the field's signals may delete the validator. Leaving the field does not
-/// end editing again if the text is still the text of the last end. So a handler may open a dialog.
+/// A handler may destroy the field. A slot of the field's signals may delete the validator. If the text has not changed
+/// since the last end of editing, leaving the field does not end editing a second time. So a handler may open a dialog.
 ///
 /// These stop the process: a null formatter or field, and an exception from the formatter, the rule, the explanation or
 /// a handler.
@@ -88,8 +89,8 @@ class FormatterValidator : public QValidator {
     field->setValidator(this);
   }
 
-  /// The object of the last successful end of editing or `setObjectValue`, whichever is later. Empty before the first
-  /// of them.
+  /// The object from the last successful end of editing or from the last successful `setObjectValue`, whichever is
+  /// later. Empty if neither has happened yet.
   [[nodiscard]] const std::any& objectValue() const noexcept TESSALY_LIFETIMEBOUND {
     return formatted_.editing().object();
   }
@@ -104,11 +105,12 @@ class FormatterValidator : public QValidator {
   }
   /// The state of the present text.
   [[nodiscard]] FieldState state() const { return formatted_.editing().state(field_->text().toStdString()); }
-  /// Whether the present text differs from the text of the object.
+  /// Whether the present text differs from the text of the object. True if there is no object yet.
   [[nodiscard]] bool isEdited() const { return formatted_.editing().isEdited(field_->text().toStdString()); }
   /// The reason that the tooltip shows: why the text is not acceptable, or why the last end of editing corrected it.
   [[nodiscard]] const FieldNotice& notice() const noexcept TESSALY_LIFETIMEBOUND { return mark_.notice(); }
-  /// Sets the rule for the objects of the field, and replaces an earlier rule. See `FieldEditing::setRule`.
+  /// Sets the rule for the objects of the field, and replaces an earlier rule. The rule must return true for an allowed
+  /// object. See `FieldEditing::setRule`.
   void setRule(std::function<bool(const std::any& object)> rule) { formatted_.editing().setRule(std::move(rule)); }
   /// Sets a function that replaces the reason of each notice, for a translation. An empty result keeps the reason.
   void explainWith(FieldEditing::Explanation explanation) { formatted_.editing().explainWith(std::move(explanation)); }
@@ -116,8 +118,8 @@ class FormatterValidator : public QValidator {
   /// Sets the handler that is called after each successful end of editing, when the field already shows the object.
   void onEditingEnd(EndHandler handler) { formatted_.onEnd(std::move(handler)); }
   /// Sets the handler that is called with each text that the formatter or the rule refuses, and with the reason if
-  /// there is one. The refused texts include those that the end of editing corrects, but not those that it only
-  /// rewrites. If the text was replaced, the field already shows the replacement.
+  /// there is one. The refused texts include texts that the end of editing corrects. They do not include texts that the
+  /// end of editing only rewrites. If the text was replaced, the field already shows the replacement.
   void onRefusal(RefusalHandler handler) { formatted_.onRefusal(std::move(handler)); }
 
   bool eventFilter(QObject* watched, QEvent* event) override {
@@ -204,7 +206,7 @@ class FormatterValidator : public QValidator {
     const FieldState state = formatted_.editing().state(field_->text().toStdString(), &notice);
     mark_.show(state, std::move(notice));
   }
-  /// Returns whether this validator still exists.
+  /// Shows the state of the text, and the reason of a notice. Returns whether this validator still exists.
   [[nodiscard]] bool showMark(FieldNotice notice) {
     return !formatted_.isMarked() || formatted_.outlives([&] { mark_.show(state(), std::move(notice)); });
   }
@@ -273,12 +275,14 @@ class FormatterValidator : public QValidator {
     QMetaObject::invokeMethod(this, [this] { static_cast<void>(settle()); }, ::Qt::QueuedConnection);
   }
 
-  /// Judges a text that Qt has refused. Returns whether this validator still exists.
+  /// Completes the refusal of a text after Qt has reverted the text: sets the replacement, and reports the refusal.
+  /// Returns whether this validator still exists.
   [[nodiscard]] bool settle() {
     if (!refusal_) return true;
     const Refusal refusal = *std::exchange(refusal_, std::nullopt);
     if (field_->text() == refusal.text) {
-      // Qt has not reverted the text, because the program or an undo set the text. In this state Qt accepts every text.
+      // Qt has not reverted the text, because the program or an undo set the text. Qt accepts every change while the
+      // text counts as invalid. So this function sets the same text again without a check. Qt then counts it as valid.
       const int cursor = field_->cursorPosition();
       return change([&] { field_->setText(refusal.text); }) && change([&] { field_->setCursorPosition(cursor); });
     }

@@ -39,11 +39,12 @@ namespace Qt6 {
 /// every change of the setting, and a click stores the new state.
 ///
 /// Qt has no counterpart. The usual code connects a signal to `QSettings` and forgets the other direction. A change of
-/// the setting reaches the widget in the next turn of the loop that `MainLoopAdapter` serves. If the rule of the key
-/// forbids a chosen value, the widget shows the value that the setting keeps or stores instead.
+/// the setting reaches the widget in the next turn of `MainLoopAdapter`'s loop. If the rule of the key forbids a chosen
+/// value, the setting stores the nearest end of the rule's range, or keeps its value. The widget then shows the value
+/// of the setting.
 ///
 /// An observer of the setting or a slot of a signal may destroy the widget as far as Qt permits it. Qt still uses a
-/// button after its slots, so call `deleteLater` there.
+/// button after its slots. So code that runs in a slot of a button must call `deleteLater` instead.
 ///
 /// Thread contract: main-isolated.
 ///
@@ -56,22 +57,28 @@ inline void bind(QAbstractButton* button, Default<bool> setting) {
       button, &QAbstractButton::toggled, std::move(setting), [button] { return button->isChecked(); },
       [button](bool isChecked) { button->setChecked(isChecked); });
 }
-/// The same for a slider, a dial or a scroll bar.
+/// Binds a setting to a slider, a dial or a scroll bar. In all other respects the call is like the overload for
+/// `QAbstractButton`.
 inline void bind(QAbstractSlider* slider, Default<int> setting) {
   detail::bindBothWays(
       slider, &QAbstractSlider::valueChanged, std::move(setting), [slider] { return slider->value(); },
       [slider](int value) { slider->setValue(value); });
 }
-/// The same for the text of a combo box. A stored text that the box does not have leaves the box without a choice.
+/// Binds a setting to the chosen text of a combo box. If the box does not contain the stored text, no text is chosen.
+/// In all other respects the call is like the overload for `QAbstractButton`.
 inline void bind(QComboBox* box, Default<std::string> setting) {
   detail::bindBothWays(
       box, &QComboBox::activated, std::move(setting), [box] { return box->currentText().toStdString(); },
       [box](const std::string& text) { box->setCurrentIndex(box->findText(QString::fromStdString(text))); });
 }
-/// The same for a field with a formatter. The rule of the key judges the objects of the field, so no forbidden value is
-/// stored. The end of editing stores the object. While the field has an unfinished edit, changes of the setting by
-/// other code do not change the field. The field owns the validator. If a slot of the host destroys the validator
-/// during `bind`, do not use the result.
+/// Binds a setting to a field with a formatter, for the life of the validator. The rule of the key becomes the rule of
+/// the field (see `FormatterValidator::setRule`), so no forbidden value is stored. After each successful end of
+/// editing, the binding stores the object of the field in the setting. While the field has an unfinished edit, changes
+/// of the setting by other code do not change the field. In all other respects the call is like the overload for
+/// `QAbstractButton`.
+///
+/// The field owns the validator. Do not call `setRule` or `onEditingEnd` of the validator, because the binding uses
+/// both. If a slot of the host destroys the validator during `bind`, do not use the result.
 template <std::derived_from<Formatter> Kind, detail::FieldSetting Value>
 FormatterValidator* bind(QLineEdit* field, std::shared_ptr<Kind> formatter, const Default<Value>& setting) {
   auto* validator = new FormatterValidator(std::move(formatter), field);

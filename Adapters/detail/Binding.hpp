@@ -34,8 +34,9 @@ class SetOfChanges {
   std::optional<Value> last_;
 };
 
-/// The common part of the bindings of every toolkit: follows a computed value on the main thread until the returned
-/// token ends.
+/// The common part of the bindings of every toolkit. Calls `set` with the value of `compute`, now and after each change
+/// of an observable property that `compute` read. The calls happen on the main thread, until the returned token is
+/// cancelled or destroyed.
 template <typename Compute, typename Set>
 ObservationToken follow(Compute compute, Set set) {
   assertMainIsolated("Tessaly/Binding", __LINE__);
@@ -49,8 +50,8 @@ ObservationToken followChanges(Compute compute, Set set) {
   return follow(std::move(compute), SetOfChanges<Value, Set>(std::move(set)));
 }
 
-/// The computation of a value from a model that may be destroyed before the binding. After the end of the model, the
-/// value is absent.
+/// Returns a function that computes a value from a model, and does not keep the model alive. After the model has been
+/// destroyed, the result of the function is absent.
 template <typename Model, typename Compute>
 auto whileAlive(const std::shared_ptr<Model>& model, Compute compute) {
   using Value = std::remove_cvref_t<std::invoke_result_t<Compute&, Model&>>;

@@ -24,8 +24,8 @@ class BothWays {
   BothWays& operator=(const BothWays&) = delete;
   ~BothWays() = default;
 
-  /// Shows the setting, now and after each change. The caller holds a reference to this object, because the first call
-  /// may destroy the widget.
+  /// Shows the setting, now and after each change. The caller must hold a shared pointer to this object until `start`
+  /// returns. Otherwise the first call of `Show` may destroy the widget, and this object with it.
   void start() {
     token_.emplace(
         follow([setting = setting_] { return setting.value(); }, [this](const Value& value) { display(value); }));

@@ -5,11 +5,12 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The knowledge whether an object still exists after it called code of the host: a handler, or a toolkit's function
-/// that emits signals. Such code may destroy the object, for example because it closes the window.
+/// A member or base class that tells an object whether the object still exists after a call of the host's code. Such
+/// code is a handler of the host, or a function of the toolkit that emits signals. The code may destroy the object, for
+/// example because it closes the window.
 ///
-/// The object has this member, and makes each call of such code through `outlives`. After the result false, the object
-/// and its members are gone.
+/// The object must make each call of such code through `outlives`. If the result is false, the object and its members
+/// no longer exist, and must not be used.
 class Existence {
  public:
   Existence() = default;
@@ -17,7 +18,7 @@ class Existence {
   Existence& operator=(const Existence&) = delete;
   ~Existence() { *isThere_ = false; }
 
-  /// Calls a function, and returns whether the object still exists afterwards.
+  /// Calls a function, and returns whether this object still exists afterwards.
   template <typename Call>
   [[nodiscard]] bool outlives(Call&& call) const {
     const std::shared_ptr<const bool> isThere = isThere_;

@@ -44,8 +44,8 @@ class FormattedField : public Existence {
     ended_ = end.text;
     return end;
   }
-  /// Whether editing has ended with this text already. If the focus then leaves the field, that is not another end. A
-  /// handler may have taken the focus, for example for a dialog.
+  /// Whether the last end of editing left this text in the field. If the focus then leaves the field, editing does not
+  /// end a second time. A handler may have taken the focus, for example for a dialog.
   [[nodiscard]] bool hasEndedWith(std::string_view text) const noexcept { return ended_ == text; }
 
   void onEnd(EndHandler handler) { end_ = std::move(handler); }
@@ -54,7 +54,8 @@ class FormattedField : public Existence {
   [[nodiscard]] bool tellRefusal(std::string_view text, std::string_view reason) const noexcept {
     return call("A handler of a field's refusals", refusal_, text, reason);
   }
-  /// Reports the outcome of editing to the handlers. A text that was only rewritten does not count as refused.
+  /// Reports the outcome of editing to the handlers. A text that was only rewritten does not count as refused. Returns
+  /// whether this object still exists.
   bool tell(std::string_view typed, const FieldEditing::End& end) const noexcept {
     const FieldNotice::Kind kind = end.notice.kind;
     const bool isRefusal = kind != FieldNotice::Kind::none && kind != FieldNotice::Kind::rewritten;

@@ -19,7 +19,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The element type of a computed sequence, which is a vector or a shared pointer to a vector.
+/// The element type of a computed sequence. The sequence is a vector or a shared pointer to a vector.
 template <typename Sequence>
 struct ElementOfSequence;
 template <typename Element>
@@ -45,8 +45,9 @@ class RowsListener {
  public:
   /// Called before the first step of an update.
   virtual void willTakeAll(std::span<const SequenceStep>) {}
-  /// Called before and after each step. The rows change between the two calls.
+  /// Called before each step. The rows change between this call and the call of `didTake`.
   virtual void willTake(const SequenceStep& step) = 0;
+  /// Called after each step.
   virtual void didTake(const SequenceStep& step) = 0;
   /// Called after all steps, when every row shows its new element. `before` has the former element of each row, or null
   /// for a new row. The former and the new elements are all alive.
@@ -109,7 +110,8 @@ class ObservedRows : public Existence {
     latest_ = nullptr;
   }
 
-  /// Returns false if the listener has destroyed this object.
+  /// Changes the rows to those of `next`, and notifies the listener. Returns false if the listener has destroyed this
+  /// object.
   template <typename Difference>
   [[nodiscard]] bool show(Snapshot next, const Difference& difference) {
     const Snapshot former = std::exchange(snapshot_, std::move(next));

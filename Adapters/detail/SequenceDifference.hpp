@@ -24,8 +24,8 @@ struct SequenceStep {
   std::size_t count;
   /// For a move: the first row of the block after the move.
   std::size_t to = 0;
-  /// For each row of a rearrangement, its former place in the rearranged block. For each row of an insertion, its place
-  /// in the new sequence.
+  /// For each row of a rearrangement: its index in the block before this step. For each row of an insertion: its row
+  /// number in the final sequence.
   std::vector<std::size_t> order = {};
 
   bool operator==(const SequenceStep&) const = default;
@@ -41,8 +41,9 @@ class SequenceSteps {
   /// The origin of a new row, which has no former place.
   static constexpr std::size_t absent = static_cast<std::size_t>(-1);
 
-  /// For each row of the new order, `origins` has the place of the row among the `count` former rows, or `absent`. The
-  /// former rows and the new rows begin at row `head` of the sequence.
+  /// Makes the steps from `count` former rows to the rows of the new order. For each row of the new order, `origins`
+  /// has the place of the row among the former rows, or `absent`. The former rows and the new rows begin at row `head`
+  /// of the sequence.
   static std::vector<SequenceStep> make(std::span<const std::size_t> origins, std::size_t count, std::size_t head) {
     SequenceSteps made(head);
     made.remove(origins, count);

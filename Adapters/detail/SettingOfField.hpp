@@ -16,9 +16,9 @@ namespace Tessaly::inline v1::detail {
 template <typename Value>
 concept FieldSetting = std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>;
 
-/// The object of a field, converted to the type of a setting. The object must have the setting's type. For a setting
-/// that is a number, an `NSNumber` is converted too. The result is absent for any other object, and if an integer or
-/// Boolean setting cannot hold the number exactly.
+/// Converts the object of a field to the type of a setting. An object of the setting's type is returned unchanged. For
+/// a setting that is a number, an `NSNumber` is converted. The result is absent for any other object, and if an integer
+/// or Boolean setting cannot hold the number exactly.
 template <FieldSetting Value>
 std::optional<Value> settingIn(const std::any& object) {
   if (const auto* value = std::any_cast<Value>(&object)) return *value;
@@ -31,9 +31,10 @@ std::optional<Value> settingIn(const std::any& object) {
   return std::nullopt;
 }
 
-/// Connects a field with a setting. The setting's rule judges the objects of the field. The end of editing stores the
-/// object. The field shows the stored value, unless the field has an unfinished edit. `Field` is the class of a
-/// toolkit's field adapter.
+/// Connects a field with a setting. Replaces the field's rule by the setting's rule. Replaces the field's handler of
+/// the end of editing by a handler that stores the object in the setting. Until the returned token is destroyed, the
+/// field shows each stored value, unless the field has an unfinished edit. The token must not outlive the field.
+/// `Field` is the class of a toolkit's field adapter.
 template <typename Field, FieldSetting Value>
 ObservationToken connectSetting(Field& field, const Default<Value>& setting) {
   field.setRule([key = setting.key()](const std::any& object) {

@@ -20,12 +20,14 @@ struct OfferedTexts {
   std::optional<std::string> string;
   std::optional<std::string> url;
 
-  /// The plain text. Programs without support for URLs paste this text.
+  /// The text for programs that paste plain text: `string` if it is present, otherwise `url`. One of the two must be
+  /// present.
   [[nodiscard]] const std::string& plain() const { return string ? *string : *url; }
 };
 
 /// The common part of the pasteboards of every toolkit. Writes on other threads reach the toolkit on the main thread.
-/// The pasteboard lives until the process ends.
+/// The object must live until the process ends, because other threads may still use it. `PasteboardBackendInstallation`
+/// keeps the object alive.
 class ToolkitPasteboard : public PasteboardBackend {
  public:
   explicit ToolkitPasteboard(PasteboardServer server) : server_(server) {
@@ -54,7 +56,7 @@ class ToolkitPasteboard : public PasteboardBackend {
     return {.server = server_, .problem = PasteboardProblem::none, .isOwner = isOwner_};
   }
 
-  /// Disconnects from the toolkit, which may end afterwards.
+  /// Disconnects from the toolkit. Afterwards `setString` returns false, and the toolkit may be shut down.
   void close() {
     isOpen_ = false;
     isOwner_ = false;
@@ -67,8 +69,9 @@ class ToolkitPasteboard : public PasteboardBackend {
   void setIsOwner(bool isOwner) noexcept { isOwner_ = isOwner; }
 
  private:
-  /// The next two functions run on the main thread.
+  /// Passes the texts to the toolkit, which offers them to other programs. Runs on the main thread.
   virtual void offer(const OfferedTexts& texts) = 0;
+  /// Disconnects the handlers of the toolkit's signals. Runs on the main thread.
   virtual void disconnect() = 0;
 
   void add(std::string_view text, PasteboardType type) {

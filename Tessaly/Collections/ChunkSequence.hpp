@@ -58,7 +58,7 @@ class ChunkSequence {
       requires(!isBorrowed)
     = delete;
 
-    /// The next chunk, or nothing after the last one.
+    /// Returns the next chunk and moves the iterator behind it. Returns nothing after the last chunk.
     std::optional<Chunk> next() {
       const auto end = std::ranges::end(std::as_const(base_));
       if (index_ == end) return std::nullopt;
@@ -147,8 +147,9 @@ class ChunkSequence {
   Base base_;
 };
 
-/// Splits a random-access range into chunks of `chunkSize` elements. The result borrows a view or an lvalue, and owns
-/// any other range.
+/// Splits a random-access range into chunks of `chunkSize` elements. The last chunk may be shorter. The result borrows
+/// a view or an lvalue, and owns any other range. If the range has elements, a size of zero gives empty chunks without
+/// end, and a negative size stops the process at the first chunk.
 ///
 /// Thread contract: thread-compatible.
 template <std::ranges::viewable_range Elements>

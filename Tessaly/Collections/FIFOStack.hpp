@@ -99,9 +99,11 @@ class FIFOStack {
   /// Whether the queue is empty. O(1).
   [[nodiscard]] bool isEmpty() const noexcept { return left_.isEmpty() && right_.isEmpty(); }
 
-  /// Empties the queue and returns the elements **in the order of the stacks**: first the left stack, then the right
-  /// one. The left stack's elements are returned from bottom to top. `dequeue` would have returned the top first. So
-  /// the result is in the order of the queue only if the left stack holds at most one element.
+  /// Empties the queue and returns its elements. **The order is intentionally that of the two stacks, and not that of
+  /// the queue.** First come the elements of the left stack, from which `dequeue` takes. They come in reverse order:
+  /// the element that `dequeue` would return next comes last. Then come the elements of the right stack, to which
+  /// `enqueue` adds, in the order in which they were added. So the result is in the order of the queue only if the left
+  /// stack holds at most one element.
   std::vector<Element> removeAll() {
     std::vector<Element> all;
     all.reserve(left_.count() + right_.count());

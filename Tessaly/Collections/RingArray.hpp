@@ -79,7 +79,7 @@ class RingArray {
   using iterator = const_iterator;
 
   /// An empty ring with `maxCapacity` slots. Allocates the slots. Later, only `removeAllAndSetCapacity` and the first
-  /// change of shared slots allocate slots. Throws `std::bad_alloc`.
+  /// change of shared slots allocate slots. Throws `std::bad_alloc`. Stops the process if the capacity is negative.
   explicit RingArray(std::int64_t maxCapacity) : maxCapacity_(checkedCapacity(maxCapacity)) {
     if (maxCapacity > 0) {
       storage_ = makeSlots(maxCapacity);
@@ -214,10 +214,11 @@ class RingArray {
     swap(emptied);
   }
 
-  /// Rotates the ring: the element `offset` places behind the first becomes the first. A negative offset counts
-  /// backwards from the end. Moves no element. Does nothing to a ring without slots. O(1).
+  /// Rotates the ring so that the element at position `offset` becomes the first element. A negative offset counts
+  /// backwards from the end: -1 is the last element. A larger offset wraps around the ring. Moves no element in memory,
+  /// but may change the `Index` of an element. Does nothing to a ring without slots. O(1).
   ///
-  /// Stops the process if the ring is not full.
+  /// Stops the process if the ring is not full, and on overflow of a position.
   void shiftWhenFull(std::int64_t offset) {
     if (count_ != maxCapacity_) [[unlikely]] {
       fatalError("Ring array shifting may only be triggered when the array is full", "Tessaly/RingArray",
@@ -227,13 +228,14 @@ class RingArray {
     startIndex_ = loop().rotated(startIndex_, offset);
   }
 
-  /// The element at a position that is at or after `startIndex` and before `endIndex`. O(1). Stops the process for any
-  /// other position.
+  /// Returns the element at `index`, which must be at or after `startIndex` and before `endIndex`. O(1). Stops the
+  /// process for any other position.
   [[nodiscard]] const Element& operator[](Index index) const {
     checkIndex(index);
     return slotAt(index);
   }
-  /// The element `position` places behind the first. O(1). Stops the process if that element does not exist.
+  /// Returns the element at `position`. The first element is at position 0. O(1). Stops the process if the element does
+  /// not exist.
   [[nodiscard]] const Element& operator[](std::int64_t position) const { return (*this)[indexOf(position)]; }
 
   /// Replaces an element. O(1), or O(n) while the slots are shared. Stops the process if the element does not exist.
@@ -266,12 +268,14 @@ class RingArray {
     return modify(indexOf(position), std::forward<Body>(body));
   }
 
-  /// The next position. The first slot of the next loop follows the last slot. Stops the process on overflow.
+  /// The position after `index`. After the last slot comes slot 0, with a `loopIndex` that is higher by one. Stops the
+  /// process on overflow.
   [[nodiscard]] Index indexAfter(Index index) const { return loop().after(index); }
-  /// The previous position. The last slot of the previous loop precedes the first slot. Stops the process on overflow.
+  /// The position before `index`. Before slot 0 comes the last slot, with a `loopIndex` that is lower by one. Stops the
+  /// process on overflow.
   [[nodiscard]] Index indexBefore(Index index) const { return loop().before(index); }
-  /// The position `distance` steps further. O(1). Stops the process on overflow, and if the slot of `index` does not
-  /// exist. A distance of 0 returns any position unchanged.
+  /// The position `distance` steps after `index`, or before it if `distance` is negative. O(1). Stops the process on
+  /// overflow, and if the slot of `index` does not exist. A distance of 0 returns any position unchanged.
   [[nodiscard]] Index indexOffsetBy(Index index, std::int64_t distance) const {
     if (distance == 0) return index;
     loop().checkSlot(index);
@@ -307,13 +311,13 @@ class RingArray {
             std::span(cells, static_cast<std::size_t>(count_ - first))};
   }
 
-  /// The elements' descriptions, "[1, 2]".
+  /// The descriptions of all elements as one string, such as `[1, 2]`.
   [[nodiscard]] std::string description() const
     requires detail::DescribableElement<Element>
   {
     return detail::describeAll(*this);
   }
-  /// The elements' debug descriptions, "["a", "b"]".
+  /// The debug descriptions of all elements as one string, such as `["a", "b"]`.
   [[nodiscard]] std::string debugDescription() const
     requires detail::HasDebugDescription<Element> || detail::DescribableElement<Element>
   {

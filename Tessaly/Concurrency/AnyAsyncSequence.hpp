@@ -10,20 +10,21 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `AnyAsyncSequence`. A host specialises this constant for its own types.
+/// Whether a type opts in to the concept `AnyAsyncSequence`. A host may specialise this constant as `true` for its own
+/// types.
 template <typename Sequence>
 inline constexpr bool adoptsAnyAsyncSequence = false;
 
 /// An asynchronous sequence of a given element type, for signatures that hide the type of the sequence. The type must
-/// be an `AsyncSequence` and adopt this concept; `eraseToAnyAsyncSequence` wraps any other `AsyncSequence` in such a
-/// type.
+/// be an `AsyncSequence`, and `adoptsAnyAsyncSequence` must be `true` for it. `eraseToAnyAsyncSequence` wraps any other
+/// `AsyncSequence` in such a type.
 ///
 ///     void follow(AnyAsyncSequence<Song> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element>
 concept AnyAsyncSequence =
     AsyncSequence<Sequence> && adoptsAnyAsyncSequence<Sequence> && std::same_as<typename Sequence::Element, Element>;
 
-/// A wrapper of a sequence. The wrapper adopts `AnyAsyncSequence`.
+/// A wrapper of a sequence. The wrapper satisfies the concept `AnyAsyncSequence`.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -46,7 +47,8 @@ class AnyAsyncSequence_ {
 template <typename Base>
 inline constexpr bool adoptsAnyAsyncSequence<AnyAsyncSequence_<Base>> = true;
 
-/// Wraps a sequence in a type that adopts `AnyAsyncSequence`.
+/// Wraps a sequence in a type that satisfies the concept `AnyAsyncSequence`. Each sequence type has its own wrapper
+/// type, so this is not type erasure at run time.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

@@ -16,7 +16,7 @@
 
 namespace Tessaly::inline v1::Array {
 
-/// Each element's first occurrence, in order. O(n).
+/// Returns a copy of `elements` that keeps only the first occurrence of each value, in order. O(n).
 ///
 /// Thread contract: thread-safe.
 ///
@@ -32,7 +32,8 @@ template <std::copyable Element>
   return unique;
 }
 
-/// The first element for each value at a key path, in order. The key path may be a member or a function. O(n).
+/// Returns a copy of `elements` that keeps only the first element for each value of the projection `keyPath`, in order.
+/// The projection may be a `KeyPath`, a pointer to a member or a function. O(n).
 ///
 /// Thread contract: thread-safe.
 ///
@@ -47,7 +48,7 @@ template <std::copyable Element, std::invocable<const Element&> KeyPath>
   return unique;
 }
 
-/// Copies of `count` elements from an address onward. A negative count stops the process.
+/// Returns an array with copies of the `count` elements that begin at `pointer`. A negative count stops the process.
 ///
 /// Thread contract: thread-safe.
 ///

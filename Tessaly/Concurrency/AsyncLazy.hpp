@@ -36,7 +36,9 @@ class AsyncLazy {
     requires std::copy_constructible<Provider> && std::is_invocable_v<Provider&>
   explicit AsyncLazy(Provider provider) : valueProvider_(asynchronous(std::move(provider))) {}
 
-  /// A function that gives the value. If the provider throws, the function passes on the exception and keeps nothing.
+  /// Returns a function that gives the value. If a value is kept at this moment, the function always gives that value.
+  /// Otherwise each call of the function runs the provider and keeps the result. If the provider throws, the function
+  /// passes on the exception, and the kept value does not change.
   [[nodiscard]] const std::function<Async<Value>()> wrappedValue() const {
     if (auto value = storage_->value()) return [value = std::move(value)] { return ready(value); };
     return [storage = storage_, provider = valueProvider_] { return compute(storage, provider); };

@@ -47,7 +47,7 @@ template <AsyncSequence Sequence>
   co_return co_await iterator.next();
 }
 
-/// The same, awaited in the given isolation.
+/// Like `first(sequence)`, but awaits the element in the given isolation.
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>
@@ -56,8 +56,8 @@ template <AsyncSequence Sequence>
   co_return co_await iterator.next(std::move(isolation));
 }
 
-/// A sequence of the same elements. The new sequence calls a function with each element before the element is passed
-/// on. The function must not throw.
+/// A sequence of the same elements. The new sequence calls `receiveValues` with each element before the element is
+/// passed on. The function must not throw: an exception stops the process.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence, std::invocable<const typename Sequence::Element&> ReceiveValues>
@@ -91,7 +91,8 @@ template <AsyncSequence Sequence>
   co_return elements;
 }
 
-/// The same, run in the given isolation.
+/// Like `collect`, but runs in the given isolation. The default is the caller's isolation. **Here too, a limit below
+/// one means no limit.**
 ///
 /// Thread contract: thread-safe.
 template <AsyncSequence Sequence>

@@ -13,10 +13,10 @@ namespace Tessaly::inline v1 {
 
 /// The values that an object's property takes, as a stream with an unbounded buffer.
 ///
-/// A change gives an element if the change's record has the new value, so the options need `new_`. If they also have
-/// `initial`, the first element is the value at the start. The observation begins before this function returns. The
-/// observation and the stream end when the stream's consumer is cancelled or destroyed. The stream does not keep the
-/// object alive, and does not end when the object is destroyed.
+/// A change adds an element only if the change's record contains the new value, so the options must contain `new_`. If
+/// they also contain `initial`, the first element is the value at the start. The observation begins before this
+/// function returns. The observation and the stream end when a consuming task is cancelled, or when the stream and its
+/// iterators are destroyed. The stream does not keep the object alive, and does not end when the object is destroyed.
 ///
 /// Thread contract: thread-safe. The values are yielded on the thread that changes the property.
 ///

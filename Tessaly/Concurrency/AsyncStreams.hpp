@@ -57,7 +57,7 @@ class AsyncStreams final : public std::enable_shared_from_this<AsyncStreams<Elem
   /// send. If copying the value for a listener throws, the exception reaches the caller. That listener, and all
   /// listeners after it in the list of listeners, miss the value.
   void send(Element value) { listeners_.yieldToAll(value); }
-  /// The same for a signal without a payload.
+  /// Delivers a default-constructed element to every listener. Only for an element type without data members.
   void send()
     requires(std::is_empty_v<Element> && std::default_initializable<Element>)
   {

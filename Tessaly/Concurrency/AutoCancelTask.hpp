@@ -14,14 +14,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// The only owner of a running task: the owner's destructor cancels the task.
+/// A handle that is the only owner of a running task: the handle's destructor cancels the task.
 ///
 /// A plain `Task` continues when its handle is destroyed. Cancellation is cooperative, and the destructor does not wait
 /// for the task's end. So the operation must own everything that it uses: a `catch` block, or the code after the last
-/// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**.
-/// Then no statement of the operation runs in the object's isolation after the object's destruction.
+/// wait, may run long after the handle was destroyed. **An operation that captures `this` belongs in an `OwnedTasks`**
+/// member of the captured object. Then no statement of the operation runs in that object's isolation after the object's
+/// destruction.
 ///
-/// The task's result and error are not observed. The handle can be moved but not copied.
+/// The task's result and error are discarded. The handle can be moved but not copied.
 ///
 /// Stops the process: `cancel()`, `isCancelled()` or `store()` after a move.
 ///

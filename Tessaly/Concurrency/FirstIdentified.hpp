@@ -9,8 +9,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The elements of a sequence as pairs. The first member of a pair is true for the first element only. Passes on the
-/// exceptions of the sequence.
+/// The elements of a sequence as pairs. The first member of a pair is true only for the first element that an iterator
+/// returns. Each iterator has a first element of its own. Passes on the exceptions of the sequence.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -54,7 +54,8 @@ class FirstIdentified {
   Base base_;
 };
 
-/// Marks the first element of a sequence.
+/// Makes a sequence of pairs from a sequence. Each pair contains a `bool`, which is true for the first element, and the
+/// element.
 ///
 /// Thread contract: thread-compatible.
 template <AsyncSequence Sequence>

@@ -19,8 +19,9 @@ namespace Tessaly::inline v1 {
 /// be copied. Nothing is allocated after construction. The nearest standard facility is a `std::mutex` beside the
 /// value. That pair lets code use the value without the lock.
 ///
-/// **Destroying a `Mutex` does not destroy the stored value**: only the memory of the slot is freed. A value that owns
-/// resources must be emptied first, by `assignWithLock` or inside `withLock`.
+/// **Destroying a `Mutex` does not destroy the stored value**: only the memory of the slot is freed. Moving another
+/// `Mutex` into this one does not destroy this one's former value either. A value that owns resources must be emptied
+/// first, by `assignWithLock` or inside `withLock`.
 ///
 /// Stops the process: locking the same `Mutex` again inside the body on the same thread; use after a move; a new value
 /// whose move throws in `assignWithLock`.

@@ -18,10 +18,10 @@ namespace Tessaly::inline v1 {
 
 /// The results of a computation over observable properties, as an asynchronous sequence.
 ///
-/// The first element is the present result. After a change of a property that the last computation read, there is a
-/// further element, which is computed on request. Several changes between two requests give one element with the latest
-/// values. The sequence never ends. A request fails only if the computation throws. In a cancelled task, each request
-/// gives an element at once.
+/// The first element is the present result. Each later element follows a change of a property that the previous
+/// computation read. `next()` computes the element. Several changes between two calls of `next()` give one element with
+/// the latest values. The sequence never ends. `next()` throws only if the computation throws. In a cancelled task,
+/// `next()` computes an element at once, even without a change.
 ///
 /// The computation runs in the consuming task, so it reads the properties in that task's isolation. Every iterator
 /// tracks the properties separately. For a callback instead of a sequence, use `withContinuousObservation`. To get
@@ -79,7 +79,7 @@ class Observations {
     std::shared_ptr<detail::ObservationsStorage> storage_ = detail::ObservationsStorage::make();
   };
 
-  /// An iterator that tracks the properties separately.
+  /// A new iterator, which tracks the properties separately from every other iterator.
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return AsyncIterator(apply_); }
 
  private:

@@ -49,8 +49,8 @@ class OwnerExecutor;
 /// See `TaskScope` for a scope that waits for its tasks, and `AutoCancelTask` for a handle that only cancels its task.
 /// The nearest standard facility, a `std::jthread` member, blocks its owner's destructor until the thread has ended.
 ///
-/// Stops the process: construction without an isolation; destruction, `add` or `end` outside the isolation of the
-/// `OwnedTasks`.
+/// Stops the process: construction with an `Isolation` that has no executor; destruction, `add` or `end` outside the
+/// isolation of the `OwnedTasks`.
 ///
 /// Thread contract: thread-compatible; used in its isolation only. Adding a task costs as much as starting a `Task`.
 ///
@@ -70,15 +70,18 @@ class OwnerExecutor;
 class OwnedTasks {
  public:
   /// Makes an empty set of tasks in an isolation, by default the caller's. For ordinary code on the main thread, the
-  /// caller's isolation is that of the main queue.
+  /// caller's isolation is that of the main queue. Ordinary code on other threads has no isolation. There the default
+  /// argument stops the process.
   TESSALY_EXPORT explicit OwnedTasks(const Isolation& isolation = Isolation::current());
   OwnedTasks(const OwnedTasks&) = delete;
   OwnedTasks& operator=(const OwnedTasks&) = delete;
-  /// Ends the tasks.
+  /// Cancels the tasks and does not wait for them. Afterwards no statement of the tasks runs in this isolation, except
+  /// in a task that itself destroys the object.
   TESSALY_EXPORT ~OwnedTasks();
 
-  /// Starts a task in the object's isolation, at the caller's priority. The operation has no result; it changes the
-  /// object instead. An exception of the operation reaches the tasks that await the handle, if there are any.
+  /// Starts a task in the object's isolation, at the caller's priority. The operation must not return a result; it
+  /// changes the object instead. An exception of the operation reaches the tasks that await the returned `Task<>`, if
+  /// there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {

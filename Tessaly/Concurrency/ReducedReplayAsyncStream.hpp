@@ -23,7 +23,7 @@ namespace Tessaly::inline v1 {
 /// the initial result itself. Each subscriber has an unbounded buffer of its own, so a slow subscriber delays no other.
 ///
 /// Each iterator of the stream is a new subscriber. The end of the producer also ends the stream of every subscriber
-/// that has joined. A subscriber that joins after the producer's end gets the sum and then **keeps waiting**. The
+/// that has joined. A subscriber that joins after the end was consumed gets the sum and then **keeps waiting**. The
 /// stream of such a subscriber ends only when a consuming task is cancelled, or when the stream and its iterators are
 /// destroyed. A subscriber that has left stays in the list of subscribers. Such a subscriber costs a few words of
 /// memory, and a refused `yield` for each later element.

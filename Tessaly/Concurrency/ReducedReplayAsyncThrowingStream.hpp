@@ -22,8 +22,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The producer is an `AsyncThrowingStream` that the constructor makes, or any asynchronous sequence. The producer's
 /// error ends the stream of every subscriber that had joined. Every `streamedElement()` throws the error, whether it
-/// was called before or after the failure. A subscriber that joins after the end, even after an error, gets the sum of
-/// all elements and then **keeps waiting**.
+/// was called before or after the failure. A subscriber that joins after the end or the error was consumed gets the sum
+/// of all elements and then **keeps waiting**.
 ///
 /// Each element is copied for each stream. The final value is copied for each `streamedElement()`. If such a copy
 /// throws, the exception ends only the stream or the `streamedElement()` that needs the copy. If an element's move out
@@ -53,7 +53,8 @@ class ReducedReplayAsyncThrowingStream {
     explicit AsyncIterator(AsyncThrowingStream<Element>::AsyncIterator asyncIterator)
         : asyncIterator_(std::move(asyncIterator)) {}
 
-    /// The next element. Absent at the end. Throws the producer's error once.
+    /// The next element. Absent at the end. If an error ended the stream, one call throws the error. The result of
+    /// later calls is absent.
     auto next() { return asyncIterator_.next(); }
     /// Like `next()`, but awaited in the given isolation.
     Async<std::optional<Element>> next(Isolation isolation) { return asyncIterator_.next(std::move(isolation)); }
@@ -91,7 +92,8 @@ class ReducedReplayAsyncThrowingStream {
       : ReducedReplayAsyncThrowingStream(AsyncThrowingStream<Element>(bufferingPolicy, std::move(build)),
                                          std::move(initialResult), std::move(reduce)) {}
 
-  /// Consumes a sequence once, beginning with the first subscription or `streamedElement()`.
+  /// Makes a stream whose producer is `originalStream`. The first subscription or `streamedElement()` starts the
+  /// consumption of that sequence, which is consumed once.
   template <AsyncSequence Sequence, detail::Reducer<Element> Reduce>
     requires std::convertible_to<typename Sequence::Element, Element>
   ReducedReplayAsyncThrowingStream(Sequence originalStream, Element initialResult, Reduce reduce)
@@ -113,8 +115,10 @@ class ReducedReplayAsyncThrowingStream {
   /// The iterator of a new subscriber's stream.
   [[nodiscard]] AsyncIterator makeAsyncIterator() const { return newStream().makeAsyncIterator(); }
 
-  /// Waits for the producer's end and gives the final value, or throws the producer's error. Starts the consumption if
-  /// the consumption has not begun. After the producer's end, the answer comes at once.
+  /// Waits for the producer's end. Returns the final value, into which `reduce` has combined all elements, or throws
+  /// the producer's error. Starts the consumption if the consumption has not begun. This start counts as the first
+  /// subscription, so every later subscriber first gets a summary of the earlier elements. After the end was consumed,
+  /// the answer comes at once.
   [[nodiscard]] Async<Element> streamedElement() const { return streamedElementOf(*this); }
 
  private:
@@ -152,7 +156,7 @@ class ReducedReplayAsyncThrowingStream {
       if (didFinish) answer(handle);
     }
 
-    /// A second list of subscribers, which is always empty.
+    /// A second list of subscribers. No code adds to this list, so it is always empty.
     std::vector<Continuation> continuationsFix;
     std::vector<CheckedContinuation<Element>> finishContinuations;
     std::exception_ptr finishError;

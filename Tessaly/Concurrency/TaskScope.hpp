@@ -15,8 +15,8 @@
 namespace Tessaly::inline v1 {
 
 namespace detail {
-/// The identifier of the scope to which the current task belongs. A task inherits the identifier of the task that
-/// starts it. 0 for a task without a scope.
+/// The identifier of the scope to which the current task belongs. A task inherits the scope's identifier from the task
+/// that starts it, unless it is detached. 0 for a task without a scope.
 TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 }  // namespace detail
 
@@ -33,8 +33,9 @@ TESSALY_EXPORT extern const TaskLocal<std::uint64_t> taskScope;
 /// In a coroutine use `withTaskGroup`, which suspends instead. A window or a model uses `OwnedTasks`, which never
 /// waits. The nearest standard facility, a vector of `std::jthread`, takes a thread for each task.
 ///
-/// The destructor and `wait()` stop the process where waiting would deadlock. One such place is a task of the scope
-/// itself. The other places, except on the main thread, are threads of the pool and jobs of a serial executor.
+/// The destructor and `wait()` stop the process in three places, where waiting could deadlock. The first place is a
+/// task of the scope itself, or a task that such a task has started, unless it is detached. The second place is a
+/// thread of the pool. The third place is a job of a serial executor on any thread except the main thread.
 ///
 /// Thread contract: thread-compatible. Adding a task takes one allocation more than starting a `Task`.
 ///
@@ -51,9 +52,9 @@ class TaskScope {
   /// Cancels the tasks and waits until all have ended.
   TESSALY_EXPORT ~TaskScope();
 
-  /// Starts a task, which is cancelled at once if the scope is being destroyed. The operation has no result, but may
-  /// write to variables that outlive the scope. An exception of the operation reaches the tasks that await the returned
-  /// `Task<>`, if there are any.
+  /// Starts a task, which is cancelled at once if the scope is being destroyed. The operation must not return a result,
+  /// but may write to variables that outlive the scope. An exception of the operation reaches the tasks that await the
+  /// returned `Task<>`, if there are any.
   template <typename Operation>
     requires std::is_invocable_v<std::decay_t<Operation>&>
   Task<> add(Operation&& operation) {

@@ -14,14 +14,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether a type adopts `TypedAsyncSequence`. A host specialises this constant for its own types.
+/// Whether a type adopts (opts in to) the concept `TypedAsyncSequence`. A host must specialise this constant as `true`
+/// for each of its own types that adopts the concept.
 template <typename Sequence>
 inline constexpr bool adoptsTypedAsyncSequence = false;
 
 /// An asynchronous sequence of a given element type and failure type, for signatures that hide the type of the
-/// sequence. The type must be an `AsyncSequence` and adopt this concept. These types adopt it: `AsyncStream` and
-/// `AsyncThrowingStream`; the mapped, compact-mapped and flat-mapped sequences with their throwing forms;
-/// `NotificationCenter::Notifications`.
+/// sequence. The type must be an `AsyncSequence` and adopt this concept through `adoptsTypedAsyncSequence`. These types
+/// adopt it: `AsyncStream` and `AsyncThrowingStream`; the mapped, compact-mapped and flat-mapped sequences with their
+/// throwing forms; `NotificationCenter::Notifications`.
 ///
 ///     void follow(TypedAsyncSequence<Song, Never> auto songs);
 template <typename Sequence, typename Element = detail::SequenceTypes<Sequence>::Element,

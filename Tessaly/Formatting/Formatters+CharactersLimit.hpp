@@ -16,9 +16,10 @@
 /// Formatters that check the input of text fields.
 namespace Tessaly::inline v1::Formatters {
 
-/// Registers the classes of this namespace for `Object::make`. The classes have no constructor without arguments, so
-/// `Object::make` then stops the process for them. `Object::make` registers the classes itself if they are in a shared
-/// library. The construction of a formatter registers the classes too.
+/// Registers the classes of this namespace for `Object::make`. After that, `Object::make` stops the process for these
+/// classes, because they have no constructor without arguments. Before that, `Object::make` returns null for classes in
+/// a static library. It registers classes in a shared library itself. The construction of a formatter registers the
+/// classes too.
 ///
 /// Thread contract: thread-safe.
 TESSALY_EXPORT void registerClasses();
@@ -47,7 +48,7 @@ class TESSALY_EXPORT CharactersLimit : public Formatter {
 
   /// The object if it is a text. Absent otherwise.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
-  /// Stores the text as a `std::string` and returns true.
+  /// Stores the text as a `std::string` and returns true. Does not check the limit.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
   /// Whether the text has fewer characters than the limit. Stops reading at the limit.

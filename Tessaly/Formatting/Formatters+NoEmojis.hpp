@@ -42,10 +42,10 @@ class TESSALY_EXPORT NoEmojis : public Formatter {
 
   /// The object if it is a text. Absent otherwise.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
-  /// Stores the text without its emoji as a `std::string` and returns true.
+  /// Stores the text without its emoji as a `std::string` and returns true. Does not check the limit.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override;
-  /// Whether the text has at most as many characters as the limit. Always true without a limit.
+  /// Whether the text has at most as many characters as the limit. Emoji count too. Always true without a limit.
   bool isPartialStringValid(std::string_view partialString, std::optional<std::string>* newEditingString = nullptr,
                             std::optional<std::string>* errorDescription = nullptr) override;
 

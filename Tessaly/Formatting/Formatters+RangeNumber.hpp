@@ -64,15 +64,19 @@ class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {
 
 namespace Formatters {
 
-/// A number formatter that accepts only numbers in a closed range. A unit may follow the number. A number outside the
-/// range is refused, and the nearest bound is offered as the replacement. If the range has negative values, positive
-/// numbers have a plus sign.
+/// A number formatter whose `isPartialStringValid` accepts only numbers in a closed range. A unit may follow the
+/// number. A number outside the range is refused, and the nearest bound is offered as the replacement. If the range has
+/// negative values, positive numbers have a plus sign.
 ///
-/// A sign alone counts as 0, so that the user can begin with the sign. A plus sign is accepted only if the range has
-/// negative values. The user need not type a plus sign or the unit. A negative number begins with the minus sign of the
-/// locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, no fraction digits are written by default.
+/// A sign alone counts as 0. So the user can begin with the sign if 0 is in the range. A plus sign is accepted only if
+/// the range has negative values. The user need not type a plus sign or the unit. A negative number begins with the
+/// minus sign of the locale, which is not a hyphen in Swedish. As in every `NumberFormatter`, no fraction digits are
+/// written by default. So the bound 0.25 is offered as "0" until `setMaximumFractionDigits` allows more digits.
 /// Fraction digits are always parsed. For an integer type, the number is truncated toward zero. A number beyond the
 /// limits of an integer type counts as the nearest value of that type.
+///
+/// `getObjectValue` is the function of `NumberFormatter`. It does not check the range. It requires the unit, and it
+/// requires a plus sign wherever `string` writes one.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -93,7 +97,8 @@ class RangeNumber : public detail::RangeNumberFormatter {
 
   [[nodiscard]] const ClosedRange<Value>& range() const noexcept TESSALY_LIFETIMEBOUND { return range_; }
 
-  /// The value of a text with or without prefix and suffix. Absent if the text is not a number.
+  /// The value of a text. The text need not have the positive prefix and the suffix. The value may be outside the
+  /// range. Absent if the text is not a number.
   [[nodiscard]] std::optional<Value> numberFromAnyString(std::string_view text) const {
     const std::optional<NSNumber> number = readAnyString(text);
     return number ? converted(*number) : std::nullopt;

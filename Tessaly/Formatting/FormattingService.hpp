@@ -16,14 +16,14 @@
 
 /// Functions that write sizes, dates, durations and numbers for people, in the language that the application chooses.
 ///
-/// No function throws. The result is empty for a value without a text, such as a date that is NaN. Each thread makes
-/// its formatters at the first use, and keeps the formatters of recent languages. After that, threads share only the
-/// lock that protects the chosen language. A thread takes the lock at its first use after a choice of language. Once a
-/// language is chosen, each call of `language()` and `format` takes the lock too. The nearest standard facility is
-/// `std::format` with a `std::locale`, which needs a locale that was generated on the machine.
+/// A function throws only `std::bad_alloc`. The result is empty for a value without a text, such as a date that is NaN.
+/// Each thread makes its formatters at the first use, and keeps the formatters of recent languages. After that, threads
+/// share only the lock that protects the chosen language. A thread takes the lock at its first use after a choice of
+/// language. Once a language is chosen, each call of `language()` and `format` takes the lock too. The nearest standard
+/// facility is `std::format` with a `std::locale`, which needs a locale that was generated on the machine.
 ///
 /// Byte counts and durations follow the current locale instead of `setLanguage`, except the number in
-/// `Duration::seconds`. ISO 8601 texts follow neither.
+/// `Duration::seconds`. ISO 8601 texts and the texts of `Number::pitch` follow neither.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -37,16 +37,18 @@ namespace Tessaly::inline v1::FormattingService {
 /// numbers follow the whole current locale.
 TESSALY_EXPORT void setLanguage(std::optional<std::string_view> code);
 
-/// The locale of the chosen language, in the form that a style takes. Absent until a language is chosen.
+/// The locale of the chosen language. A format style accepts the result as its locale. Absent until a language is
+/// chosen.
 [[nodiscard]] TESSALY_EXPORT std::optional<Locale> language();
 
 namespace Bytes {
 
-/// "1.5 MB": see `ByteCountFormatStyle`. Some languages have a word for zero bytes: "Zero kB".
+/// "1.5 MB": see `ByteCountFormatStyle`. Follows the current locale, not `setLanguage`. Some languages have a word for
+/// zero bytes: "Zero kB".
 [[nodiscard]] TESSALY_EXPORT std::string string(std::int64_t fromByteCount);
 
-/// A number of decimal gigabytes, formatted as by the function `string`. Stops the process if the bytes do not fit in
-/// 64 bits.
+/// A number of decimal gigabytes, formatted as by the function `string`. Despite its name, the parameter counts
+/// gigabytes. Stops the process if the number of bytes does not fit in 64 bits.
 [[nodiscard]] TESSALY_EXPORT std::string gigaBytes(std::int64_t fromByteCount);
 
 }  // namespace Bytes
@@ -71,31 +73,38 @@ namespace Date {
 
 namespace Duration {
 
-/// "9:03" for a value in seconds, truncated to whole seconds. One hour is "60:00". Longer durations have hours:
-/// "1:00:01".
+/// "9:03" for a value in seconds, truncated to whole seconds. Follows the current locale, not `setLanguage`. One hour
+/// is "60:00". Longer durations have hours: "1:00:01". Negative durations never have hours: -7200 gives "-120:00". The
+/// sign is lost if the minutes are zero: -30 gives "0:30".
 [[nodiscard]] TESSALY_EXPORT std::string positional(double from);
 
-/// "1 hour, 10 minutes" for a value in seconds. Units with the value zero are omitted.
+/// "1 hour, 10 minutes" for a value in seconds, truncated to whole minutes. Follows the current locale, not
+/// `setLanguage`. Units with the value zero are omitted, but a duration below one minute is "0 minutes".
 [[nodiscard]] TESSALY_EXPORT std::string full(std::int64_t from);
 
-/// "1h 10m" for a value in seconds. Units with the value zero are omitted.
+/// "1h 10m" for a value in seconds, truncated to whole minutes. Follows the current locale, not `setLanguage`. Units
+/// with the value zero are omitted, but a duration below one minute is "0m".
 [[nodiscard]] TESSALY_EXPORT std::string abbreviated(std::int64_t from);
 
-/// "9 minutes, 3 seconds" for a value in seconds. Units with the value zero are omitted.
+/// "9 minutes, 3 seconds" for a value in seconds, truncated to whole seconds. Follows the current locale, not
+/// `setLanguage`. Units with the value zero are omitted, but a duration below one second is "0 seconds".
 [[nodiscard]] TESSALY_EXPORT std::string fullSecondsAndMinutes(double from);
 
 /// "12.5s": the number in the chosen language, with up to two fraction digits. The number replaces every "0" in the
-/// current locale's text for zero seconds. A text without that digit ("٠ ث") stays unchanged.
+/// current locale's text for zero seconds. If that text has no "0", the function returns it unchanged, without the
+/// number: "٠ ث".
 [[nodiscard]] TESSALY_EXPORT std::string seconds(double from);
 
 }  // namespace Duration
 
 namespace Number {
 
-/// "1234.57": without grouping, with at most `maximumFractionDigits` fraction digits.
+/// "1234.57": without grouping, with at most `maximumFractionDigits` fraction digits. If the value has more than 42
+/// integer digits, only the last 42 are written.
 [[nodiscard]] TESSALY_EXPORT std::string limitedFractionDigit(double value, std::int64_t maximumFractionDigits);
 
-/// "1235": without grouping, rounded half to even.
+/// "1235": without grouping, rounded half to even. If the value has more than 42 integer digits, only the last 42 are
+/// written.
 [[nodiscard]] TESSALY_EXPORT std::string noFractionDigit(double value);
 
 /// "120 bpm": rounded half up. A negative value such as -120 has the language's sign of approximation instead of a

@@ -45,7 +45,7 @@ class AccessModifier {
     return keywords[static_cast<std::size_t>(case_)];
   }
 
-  // NOLINTNEXTLINE(google-explicit-constructor): a switch converts.
+  // NOLINTNEXTLINE(google-explicit-constructor): a `switch` needs the implicit conversion.
   constexpr operator Case() const noexcept { return case_; }
   friend constexpr bool operator==(AccessModifier, AccessModifier) noexcept = default;
   friend std::ostream& operator<<(std::ostream& stream, AccessModifier modifier) {

@@ -49,9 +49,10 @@ namespace detail {
 /// other entry leads to the target of the previous entry. Without items there are no entries.
 ///
 /// Each letter of the alphabet is compared with the lower-case form of an identifier's first character. So the alphabet
-/// must be in lower case. An item whose first character is not in the alphabet, such as an accented letter, matches no
-/// entry. An empty identifier is logged, and its item matches no entry. An item that matches no entry is a target only
-/// if it is the first item. Ill-formed UTF-8 counts as U+FFFD.
+/// must be in lower case. An item whose identifier begins with a character outside the alphabet, such as an accented
+/// letter, matches no entry. An empty identifier is logged, and its item matches no entry. If the main bundle has no
+/// identifier, this logging stops the process. An item that matches no entry is a target only if it is the first item.
+/// Ill-formed UTF-8 counts as U+FFFD.
 ///
 /// Thread contract: thread-safe. Calls `sectionIdentifier` once for each item, from the last to the first.
 ///

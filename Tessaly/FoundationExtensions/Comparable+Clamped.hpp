@@ -32,7 +32,7 @@ template <std::totally_ordered T, std::convertible_to<T> Value>
   requires(!std::same_as<Value, T> && !(std::integral<T> && std::floating_point<Value>))
 [[nodiscard]] constexpr T clamped(const Value& value, const ClosedRange<T>& range) {
   if constexpr (std::integral<T> && std::integral<Value>) {
-    // The values are promoted, because `std::cmp_less` and `std::cmp_greater` refuse characters and truth values.
+    // The values are promoted, because `std::cmp_less` and `std::cmp_greater` reject character types and `bool`.
     if (std::cmp_less(+value, +range.lowerBound())) return range.lowerBound();
     if (std::cmp_greater(+value, +range.upperBound())) return range.upperBound();
     return static_cast<T>(value);

@@ -30,7 +30,7 @@ namespace Tessaly::inline v1 {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception& error) noexcept;
-/// The same for a thrown object of any type. False for a null `std::exception_ptr`.
+/// Whether a thrown object of any type says that the work was cancelled. False for a null `std::exception_ptr`.
 [[nodiscard]] TESSALY_EXPORT bool isCancellation(const std::exception_ptr& error) noexcept;
 
 }  // namespace Tessaly::inline v1

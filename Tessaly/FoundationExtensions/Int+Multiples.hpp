@@ -39,8 +39,8 @@ namespace detail {
 }
 
 /// The value if it is a multiple of `divisor`. Otherwise the quotient is truncated toward zero, increased by one, and
-/// multiplied by `divisor`. With a positive divisor, a negative value between two multiples gives the multiple above
-/// the right one. For example, -5 with 3 gives 0 instead of -3. For the divisor -1, the result is the value itself.
+/// multiplied by `divisor`. So with a positive divisor, a negative value between two multiples skips the next higher
+/// multiple. For example, -5 with 3 gives 0 instead of -3. For the divisor -1, the result is the value itself.
 ///
 /// Stops the process on overflow, and for the divisor 0 unless the value is 0.
 ///

@@ -15,9 +15,9 @@ namespace Tessaly::inline v1 {
 /// the data may have a plain text.
 ///
 /// A map gives the text of the first preferred localisation of the main bundle, else the text of "en", else the empty
-/// text. If the map is missing or malformed, the result is the text under `fallbackKey`, or the empty text if
-/// `fallbackKey` is absent. Only the fallback throws a `DecodingError`. Stops the process if the bundle prefers no
-/// localisation.
+/// text. If the map is missing or malformed, the result is the text under `fallbackKey`. If the parameter `fallbackKey`
+/// is absent, the result is then the empty text. Throws a `DecodingError` only if this fallback text is needed, and is
+/// missing or malformed. Stops the process if the bundle prefers no localisation.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string decodeLocalizedValue(const KeyedDecodingContainer& container,

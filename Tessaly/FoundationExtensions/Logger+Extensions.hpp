@@ -24,26 +24,28 @@ struct detail::MainBundleLogger {
 };
 
 // All functions of this header are thread-safe. Each function from `errorPublic` to `errorWithAssert` writes one record
-// and never throws. If the type of the record is disabled, the function does nothing and makes no text. Callers omit
-// the last parameters, which are the place of the call. A message shows a null file or function as "(null)".
+// and never throws. If the type of the record is disabled, the function does nothing and makes no text. The last
+// parameters are the source location of the call, and callers should omit them. A message shows a null file or function
+// as "(null)".
 
-/// Writes the message as a public record of type error.
+/// Writes the message as a record of type error. The message is public: it is never written as `<private>`.
 ///
 ///     const auto logger = Logger::make("Export", Type<Exporter>());
 ///     errorPublic(logger, "The table is empty");
 TESSALY_EXPORT void errorPublic(const Logger& logger, std::string_view message,
                                 LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes the message as a public warning, which is a record of type error.
+/// Writes the message as a record of type error, because the log has no type for warnings. The message is public: it is
+/// never written as `<private>`.
 TESSALY_EXPORT void warningPublic(const Logger& logger, std::string_view message,
                                   LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes the message as a public record of type default.
+/// Writes the message as a record of type default. The message is public: it is never written as `<private>`.
 TESSALY_EXPORT void noticePublic(const Logger& logger, std::string_view message,
                                  LogLocation location = LogLocation::here()) noexcept;
 
-/// Writes "<message> | File: <file>, line: <line>" as a public record of type error. Does not stop the process in any
-/// build.
+/// Writes "<message> | File: <file>, line: <line>" as a record of type error. This text is public: it is never written
+/// as `<private>`. Does not stop the process in any build.
 TESSALY_EXPORT void errorWithAssert(const Logger& logger, std::string_view message, const char* file = __builtin_FILE(),
                                     unsigned line = __builtin_LINE(),
                                     const char* function = __builtin_FUNCTION()) noexcept;
@@ -78,7 +80,7 @@ void catchError(const Logger& logger, std::string_view message, Operation&& oper
   }
 }
 
-/// `catchError` with an explicit place of the call. The operation comes after the file and the function.
+/// `catchError` with an explicit source location. The operation comes after the file and the function.
 template <std::invocable Operation>
 void catchError(const Logger& logger, std::string_view message, const char* file, const char* function,
                 Operation&& operation, unsigned line = __builtin_LINE()) {

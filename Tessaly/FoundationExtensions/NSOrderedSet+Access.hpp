@@ -36,8 +36,8 @@ template <typename Element, typename Hash, typename Equal>
   return index;
 }
 
-/// The object at an index, cast to a derived class without a check. The caller guarantees the class. Throws
-/// `std::out_of_range` if the index is out of range.
+/// The object at an index, cast to a derived class without a check. The caller must make sure that the object has that
+/// class; otherwise the behaviour is undefined. Throws `std::out_of_range` if the index is out of range.
 ///
 /// Thread contract: thread-safe.
 template <typename T, typename Root, typename Hash, typename Equal>

@@ -12,7 +12,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The position of a moved block among the other items. Throws `MoveError`.
+/// The number of other items before the block that `movingItems` makes. Throws `MoveError` in the same cases as
+/// `movingItems`.
 [[nodiscard]] TESSALY_EXPORT std::int64_t destinationOfBlock(std::int64_t count, const std::set<std::int64_t>& indexes,
                                                              std::int64_t destination, bool includeDestinationIndex);
 [[noreturn]] TESSALY_EXPORT void throwNothingOnTheLeft();
@@ -25,16 +26,17 @@ namespace detail {
 /// `includeDestinationIndex`. In general, the number of other items before the block is:
 ///
 /// - `destination` minus the number of indexes before `destination`, except in the next case
-/// - `destination` minus the number of all indexes, if there are several indexes and one of them is directly before
-///   `destination`
+/// - `destination` minus the number of all indexes (also those after `destination`), if there are several indexes and
+///   one of them is directly before `destination`
 /// - with `includeDestinationIndex`, one more in either case, if the increased number is less than the count. Nothing
 ///   is added if there are indexes but none is before `destination`, or if the first of several indexes is directly
 ///   before `destination`
 ///
-/// Throws `MoveError` if all items would move, if an index is the count or more, or if the destination is more than the
-/// count. The text of the error explains the mistake. Throws `std::out_of_range` for negative indexes, and if the
-/// number above is negative or exceeds the number of other items. The number is too large, for example, with the
-/// indexes 3 and 4 of five items and the included destination 5.
+/// Throws `MoveError` if the number of indexes is the count or more, so always for an empty set. Also throws
+/// `MoveError` if an index is the count or more, or if the destination is more than the count. The text of the error
+/// explains the mistake. Throws `std::out_of_range` for negative indexes, and if the number above is negative or
+/// exceeds the number of other items. The number is too large, for example, with the indexes 3 and 4 of five items, the
+/// destination 5 and `includeDestinationIndex`.
 ///
 /// Thread contract: thread-safe. O(n). The copy shares the items.
 ///

@@ -66,7 +66,7 @@ template <typename MaybeValue, std::invocable MakeError>
 }
 
 /// The description of a value: `description()` if the type has it, else the output of `operator<<`. Some types have
-/// another form. Truth values give "true" and "false". A finite `double` or `float` gives the fewest digits that parse
+/// another form. A `bool` gives "true" or "false". A finite `double` or `float` gives the fewest digits that parse
 /// as the same number, always with a fraction or an exponent ("12.0", "1e-05"). Other values of these types give "inf",
 /// "-inf" or "nan". A `signed char` or `unsigned char` gives its number. The text does not depend on
 /// `std::locale::global`.

@@ -15,9 +15,10 @@ namespace Tessaly::inline v1 {
 [[nodiscard]] TESSALY_EXPORT bool isRunningTests(const ProcessInfo& process);
 /// Whether the environment contains "APP_SANDBOX_CONTAINER_ID", with any value.
 [[nodiscard]] TESSALY_EXPORT bool isSandboxed(const ProcessInfo& process);
-/// "macOS", on every system.
+/// Always "macOS", intentionally also on Linux.
 [[nodiscard]] TESSALY_EXPORT std::string osName(const ProcessInfo& process);
-/// The version of the system in three numbers: "12.0.0".
+/// The version of the distribution, not of the kernel (`ProcessInfo::operatingSystemVersion`). The text has three
+/// numbers, such as "12.0.0".
 [[nodiscard]] TESSALY_EXPORT std::string osVersionString(const ProcessInfo& process);
 
 }  // namespace Tessaly::inline v1

@@ -42,7 +42,7 @@ namespace detail {
 [[noreturn]] TESSALY_EXPORT void throwStatusError(std::int32_t status, std::string message);
 }  // namespace detail
 
-/// Returns when the code is 0; throws `StatusError` with the code and the message otherwise.
+/// Throws `StatusError` with the code and the message if the code is not 0.
 ///
 /// Thread contract: thread-safe.
 template <std::same_as<std::int32_t> Code, std::convertible_to<std::string> Message>

@@ -21,16 +21,16 @@ namespace Tessaly::inline v1::String {
 ///     const bool isPlain = !String::containsEmoji("Call me at 10 ©");  // true
 [[nodiscard]] TESSALY_EXPORT bool containsEmoji(std::string_view text) noexcept;
 
-/// The first `length` characters and "...", or the whole text if the text has fewer characters. A text of exactly that
-/// length gets "...", too. A negative length stops the process.
+/// The first `length` user-perceived characters and "...", or the whole text if the text has fewer characters. A text
+/// of exactly that length gets "...", too. A negative length stops the process.
 ///
 /// Thread contract: thread-safe. O(length).
 ///
 ///     const std::string title = String::truncated("abcdef", 3);  // abc...
 [[nodiscard]] TESSALY_EXPORT std::string truncated(std::string_view text, std::int64_t length);
 
-/// Converts the first character to upper case, independently of any language. The result may be more than one
-/// character.
+/// Converts the first user-perceived character to upper case, independently of any language. The result may be more
+/// than one character.
 ///
 /// Thread contract: thread-safe, except on the same text.
 TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
@@ -44,7 +44,7 @@ TESSALY_EXPORT void uppercaseFirstCharacter(std::string& text);
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastPointRemoved(std::string_view text) noexcept;
-/// The same. Clang warns about a result that outlives a temporary text.
+/// The same function for a `std::string`. Clang warns if the view outlives a temporary string.
 [[nodiscard]] std::string_view lastPointRemoved(
     const std::same_as<std::string> auto& text TESSALY_LIFETIMEBOUND) noexcept {
   return lastPointRemoved(std::string_view(text));

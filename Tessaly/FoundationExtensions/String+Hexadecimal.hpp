@@ -12,7 +12,8 @@
 namespace Tessaly::inline v1::String {
 
 /// The UTF-8 bytes of the text in upper-case hexadecimal, each byte without a leading zero, and without separators:
-/// "AB" is "4142", a line feed is "A". Every maximal ill-formed subsequence counts as U+FFFD, which gives "EFBFBD".
+/// "AB" is "4142", a line feed is "A". So different texts can have the same result. Every maximal ill-formed
+/// subsequence counts as U+FFFD, which gives "EFBFBD".
 ///
 /// Thread contract: thread-safe.
 ///

@@ -22,8 +22,8 @@ namespace Tessaly::inline v1::String {
 ///     const bool matches = String::normalizedForSearch("Øyvind Straße") == "oyvind strasse";
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text);
 
-/// The first `prefixedUpTo` characters of the normalised text, or the whole normalised text if it has fewer characters.
-/// A negative number stops the process.
+/// The first `prefixedUpTo` user-perceived characters of the normalised text, or the whole normalised text if it has
+/// fewer characters. A negative number stops the process.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string normalizedForSearch(std::string_view text, std::int64_t prefixedUpTo);

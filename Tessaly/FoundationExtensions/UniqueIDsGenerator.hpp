@@ -20,10 +20,10 @@ class UniqueIDsGenerator {
  public:
   explicit constexpr UniqueIDsGenerator(std::int64_t start) noexcept : current_(start) {}
 
-  /// The last generated integer. Before the first call of `next()`, the start.
+  /// The integer that the most recent call of `next()` returned. Before the first call, the start value.
   [[nodiscard]] constexpr std::int64_t current() const noexcept { return current_; }
 
-  /// The next integer. Stops the process if 64 bits cannot hold it.
+  /// Increments `current()` by one and returns the new value. Stops the process if 64 bits cannot hold that value.
   TESSALY_EXPORT std::int64_t next() noexcept;
 
  private:

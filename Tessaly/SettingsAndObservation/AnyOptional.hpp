@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The check for an absent value of a type; see `AnyOptional`.
+/// The trait that checks whether a value of an optional type is absent; see `AnyOptional`.
 ///
 /// Thread contract: thread-safe.
 ///

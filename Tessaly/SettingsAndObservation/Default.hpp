@@ -31,12 +31,13 @@ TESSALY_EXPORT void registerSettingClasses();
 [[noreturn]] TESSALY_EXPORT void stopMakingABacking() noexcept;
 [[noreturn]] TESSALY_EXPORT void stopMakingAValueObserver() noexcept;
 
-/// The keys that are published as members of `Default<Value>::Key`, by the type of their values.
+/// The base class of `Default<Value>::Key`. Its static members are the library's own keys for values of type `Value`.
 template <typename Value, typename Key>
 struct WellKnownSettings {};
 template <typename Key>
 struct WellKnownSettings<bool, Key> {
-  /// "can-connect-to-host", by default true. With false, `ReachabilityService` reports that the machine is offline.
+  /// The key "can-connect-to-host", whose default is true. While the setting is false, `ReachabilityService` reports
+  /// that the machine is offline.
   static const Key canConnectToHost;
 };
 
@@ -45,8 +46,8 @@ template <typename Handler, typename StoredValue>
 concept SettingHandler =
     std::invocable<Handler&, const StoredValue&, ChangeOrigin> || std::invocable<Handler&, const StoredValue&>;
 
-/// A pointer as the value of a Boolean setting. Usually such a pointer is a string literal that was passed by mistake.
-/// The pointer would convert to true.
+/// An argument type that is a pointer, for a Boolean setting. The overloads for such arguments are deleted. Usually the
+/// argument is a string literal that was passed by mistake. Without the deleted overloads, it would convert to true.
 template <typename Argument, typename Value>
 concept PointerForBoolean =
     OneOf<Value, bool, std::optional<bool>> &&
@@ -68,7 +69,8 @@ concept PointerForBoolean =
 ///
 /// Thread contract: thread-safe. Changes by this process are announced on the writing thread. Changes by other
 /// processes are announced on a serial executor. A read takes a few dozen nanoseconds more than a search in a hash
-/// table. A write takes microseconds. Once a write has returned, the written value survives `kill -9`.
+/// table. A write usually takes microseconds, and waits at most 2 s for a lock that another process holds. Once a
+/// write has returned, a value that could be stored survives `kill -9`.
 ///
 ///     constexpr Default<int>::Key volumeKey{"volume", 50};
 ///     Default<int> volume(volumeKey);
@@ -89,9 +91,9 @@ class Default {
   /// range reads as the nearest end if the rule permits that end. Any other forbidden value reads as the default. With
   /// `readsAsDefault`, every forbidden value reads as the default. No write stores a forbidden value. If the forbidden
   /// value would read as the nearest end, the write stores that end. Otherwise the store keeps the former value, and
-  /// the log has a record. In a `constexpr` key, an empty range or a rule that forbids the default does not compile. In
-  /// any other key, such a rule stops the process. The absent value is exempt: it can always be stored, and can always
-  /// be the default.
+  /// the library logs an error. In a `constexpr` key, an empty range or a rule that forbids the default does not
+  /// compile. In any other key, such a rule stops the process. The absent value is exempt: it can always be stored, and
+  /// can always be the default.
   ///
   /// Thread contract: thread-compatible.
   ///
@@ -117,7 +119,8 @@ class Default {
     [[nodiscard]] constexpr const Value& defaultValue() const noexcept TESSALY_LIFETIMEBOUND { return defaultValue_; }
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_.text(); }
 
-    /// A copy of this key with a rule that allows only the values from `lowest` to `highest`, including both.
+    /// A copy of this key with a rule that allows only the values from `lowest` to `highest`, including both. The range
+    /// must contain the key's default, unless that default is absent. The range replaces a former range of the key.
     [[nodiscard]] constexpr Key within(Value lowest, Value highest,
                                        InvalidSetting invalid = InvalidSetting::readsAsNearest) const
       requires std::totally_ordered<Value>
@@ -126,9 +129,11 @@ class Default {
       key.rule_.setRange(std::move(lowest), std::move(highest), invalid);
       return key.checked();
     }
-    /// A copy of this key with a rule that allows only the values that the predicate accepts. Any other stored value
-    /// reads as the default, unless the value is outside the key's range. The predicate has no state, like a lambda
-    /// expression without captures.
+    /// A copy of this key with a rule that allows only the values that the predicate accepts. A range of the key still
+    /// applies. A stored value that only the predicate forbids reads as the default. A stored value outside the range
+    /// reads as the `InvalidSetting` of the range says. The predicate must accept the key's default, unless that
+    /// default is absent. The predicate must have no state, like a lambda expression without captures. It replaces a
+    /// former predicate of the key.
     template <std::predicate<const Value&> Predicate>
       requires std::is_empty_v<Predicate> && std::default_initializable<Predicate>
     [[nodiscard]] constexpr Key where(Predicate) const {
@@ -136,7 +141,8 @@ class Default {
       key.rule_.setPredicate([](const Value& value) -> bool { return Predicate()(value); });
       return key.checked();
     }
-    /// Whether the rule allows the value. Always true for a key without a rule.
+    /// Whether the rule allows the value. Always true for a key without a rule. Applies the rule to the absent value
+    /// too, although the absent value can always be stored.
     [[nodiscard]] constexpr bool allows(const Value& value) const { return rule_.allows(value); }
 
     /// The description of the key for `UserDefaults::publishKeys`. `documentation` is one line of text for people.
@@ -163,7 +169,8 @@ class Default {
 
   /// The object behind a `Default`. The object observes the store, and is itself observable.
   ///
-  /// The class is registered as "Tessaly.Backing". `Object::make` stops the process for that name.
+  /// The class is registered as "Tessaly.Backing". `Object::make` stops the process for that name, because the object
+  /// needs a key.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -174,7 +181,8 @@ class Default {
   /// An observer that passes the changed values of one setting to a handler, in their stored form. `Default::observe`
   /// makes the observer.
   ///
-  /// The class is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name.
+  /// The class is registered as "Tessaly.ValueObserver". `Object::make` stops the process for that name, because the
+  /// observer needs a key.
   ///
   /// Thread contract: thread-compatible. Call `startObservingIfNeeded` before other threads can change the setting.
   ///
@@ -192,7 +200,8 @@ class Default {
 
   /// The value of the setting. Observation tracking records the read.
   [[nodiscard]] Value value() const { return backing_->value(); }
-  /// Stores the setting; the absent value removes the setting's entry.
+  /// Stores the value; the absent value removes the setting's entry. If the key's rule forbids the value, stores the
+  /// nearest end of the range, or keeps the former value (see `Key`).
   void setValue(const Value& newValue) { backing_->setValue(newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   void setValue(const Pointer& newValue) = delete;
@@ -206,11 +215,13 @@ class Default {
 
   /// The value of the setting. Makes no observed object, and observation tracking does not record the read.
   [[nodiscard]] static Value value(const Key& key) { return read(*UserDefaults::standard(), key); }
-  /// Stores the setting; the absent value removes the setting's entry.
+  /// Stores the value; the absent value removes the setting's entry. If the key's rule forbids the value, stores the
+  /// nearest end of the range, or keeps the former value (see `Key`).
   static void setValue(const Key& key, const Value& newValue) { write(*UserDefaults::standard(), key, newValue); }
   template <detail::PointerForBoolean<Value> Pointer>
   static void setValue(const Key& key, const Pointer& newValue) = delete;
   /// Calls the body to change the value, and stores the value even if the body throws. Returns the body's result.
+  /// Overwrites a change that another writer makes meanwhile.
   template <typename Body>
   static auto modifyValue(const Key& key, Body&& body) -> std::invoke_result_t<Body, Value&> {
     return detail::SettingModification{value(key), [&key](const Value& value) { setValue(key, value); }}.apply(
@@ -219,9 +230,9 @@ class Default {
 
   /// Calls the handler after each change of the setting, until the returned observer is destroyed. The handler gets the
   /// value in its stored form. A value that does not convert to `StoredValue` is not delivered. A removal is delivered
-  /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the value that
-  /// the key reads. A handler may also take a `ChangeOrigin`, which says whether this process or another one made the
-  /// change. An exception of the handler stops the process.
+  /// only if `StoredValue` can be absent. If the key's rule forbids the stored value, the handler gets the stored form
+  /// of the value that a read returns. A handler may also take a `ChangeOrigin`, which says whether this process or
+  /// another one made the change. An exception of the handler stops the process.
   ///
   /// The destruction of the observer waits for calls of the handler on other threads. Afterwards the objects that the
   /// handler refers to may be destroyed. Do not destroy the observer while holding a lock that the handler acquires.

@@ -52,11 +52,11 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
     using Synchronous = std::function<void()>;
     using Asynchronous = std::function<Async<void>()>;
 
-    /// Calls the function on the thread that reports the change. An exception stops the process.
+    /// A reaction that calls the function on the thread that reports the change. An exception stops the process.
     [[nodiscard]] static OnChange synchronous(Synchronous callback) { return OnChange(std::move(callback)); }
-    /// Starts a task that runs the function, and cancels the task of the previous change. The task inherits the
-    /// priority, the task-locals and the isolation of the reporting code. A `CancellationError` ends the task silently.
-    /// Any other exception stops the process.
+    /// A reaction that starts a task at each change, and cancels the task of the previous change. The task runs the
+    /// function, and inherits the priority, the task-locals and the isolation of the reporting code. A
+    /// `CancellationError` ends the task silently. Any other exception stops the process.
     [[nodiscard]] static OnChange asynchronous(Asynchronous callback) {
       return OnChange(std::make_shared<const Asynchronous>(std::move(callback)));
     }
@@ -164,8 +164,8 @@ class TESSALY_EXPORT KeyPathsMonitor : public std::enable_shared_from_this<KeyPa
   /// The random identifier of this monitor.
   [[nodiscard]] const UUID& id() const noexcept TESSALY_LIFETIMEBOUND { return id_; }
 
-  /// Watches a key path on an object. This object replaces the former object of the key path. The monitor must also be
-  /// inserted into the object's `Locked`.
+  /// Watches a key path on an object. A monitor watches each key path on only one object, so this object replaces the
+  /// former object of the key path. The caller must also insert the monitor into the object's `Locked`.
   template <Monitorable Object, typename Root, typename Value>
     requires std::derived_from<Object, Root>
   void add(const std::shared_ptr<Object>& root, const KeyPath<Root, Value>& keyPath) {

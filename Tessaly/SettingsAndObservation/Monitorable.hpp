@@ -12,15 +12,16 @@ namespace Tessaly::inline v1 {
 
 class KeyPathsMonitor;
 
-/// A class whose objects a `KeyPathsMonitor` can watch. A `std::shared_ptr` owns each object.
+/// A class whose objects a `KeyPathsMonitor` can watch. A `std::shared_ptr` must own each object.
 ///
-/// Derive from `MonitorableObject`, which has all of the following. A class that stores its monitors itself has
+/// Usually derive from `MonitorableObject`, which has all members of the list below. Any other class must define these
+/// members itself:
 ///
 /// - a `KeyPathsMonitor::Locked`, which the class notifies after each change: `monitors.didSet(keyPath, *this)`;
 /// - a type `MonitoredKeyPaths` whose members are the `MonitoredProperty` records;
 /// - `removeMonitor(monitor)`, which removes a monitor that is being destroyed;
-/// - `registerMonitor<Members...>(monitor)`, which inserts the monitor, calls the monitor's `add(root, keyPath)` for
-///   each listed property and connects the computed properties by `monitorComputed`;
+/// - `registerMonitor<Members...>(monitor)`, which inserts the monitor into the `Locked`, calls the monitor's
+///   `add(root, keyPath)` for each listed property and connects the computed properties by `monitorComputed`;
 /// - `monitoredProperties<Members...>()`, the records of the listed properties in a tuple.
 ///
 /// Only the function `monitor` needs the last two members. `Members` are pointers to the object's own members, or to

@@ -25,7 +25,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The state of a handler of `monitor`: the object (kept alive), the isolation, the callback and the properties.
+/// The state of the handler that the function `monitor` makes: the object (kept alive), the isolation, the callback and
+/// the properties.
 template <typename Root, typename Callback, typename Properties>
 struct MonitorDelivery {
   std::shared_ptr<Root> root;
@@ -46,10 +47,11 @@ struct MonitorDelivery {
 
 }  // namespace detail
 
-/// Calls the function with the current values of the listed properties, in the listed order, after each change of one
-/// of the properties. The call runs in a task, in the given isolation. A later change cancels the task of an earlier
-/// change. The function is an ordinary function, or returns an `Async`. After the destruction of the returned monitor
-/// no change starts a task, but a running task continues. The monitor keeps the object alive.
+/// Makes a monitor that calls `onChange` after each change of one of the listed properties. The arguments are the
+/// current values of all listed properties, in the listed order. The call runs in a task, in the given isolation. A
+/// later change cancels the task of an earlier change. `onChange` may be an ordinary function, or may return an
+/// `Async`. After the destruction of the returned monitor no change starts a task, but a running task continues. The
+/// monitor keeps the object alive.
 ///
 /// Thread contract: the contract of the object.
 template <auto... Members, Monitorable Root, typename Callback>
@@ -83,14 +85,14 @@ template <auto... Members, Monitorable Root, typename Callback>
 ///     auto monitor = song->monitor<&Song::label, &Song::year>([](std::string label, int year) { show(label, year); });
 ///     song->title = "Blue";
 ///
-/// A property is observed from its first monitoring to the end of the object's last monitor. Properties without
-/// monitors cost nothing. The base is one pointer larger than `Object`.
+/// A property is observed from its first monitoring until the last monitor of the object is destroyed. Properties
+/// without monitors cost nothing. The base is one pointer larger than `Object`.
 ///
 /// A class may define `monitorComputed(keyPath, monitor)` itself to connect its computed properties in another way. A
-/// class may also define its own `MonitoredKeyPaths`. In a call of `monitor`, its members then stand for the
-/// properties.
+/// class may also define its own type `MonitoredKeyPaths`. Then a call of `monitor` may list pointers to the members of
+/// that type instead of pointers to the properties.
 ///
-/// Thread contract: thread-compatible, like the properties. Monitors may end on any thread.
+/// Thread contract: thread-compatible, like the properties. Monitors may be destroyed on any thread.
 class TESSALY_EXPORT MonitorableObject : public Object {
  public:
   struct MonitoredKeyPaths {};
@@ -112,13 +114,13 @@ class TESSALY_EXPORT MonitorableObject : public Object {
   /// The monitors that are notified of changes.
   [[nodiscard]] KeyPathsMonitor::Locked& monitors() { return monitoring().monitors; }
 
-  /// Makes a monitor watch the listed properties.
+  /// Connects an existing monitor with the listed properties. The monitor is then notified of their changes.
   template <auto... Members, typename Self>
   void registerMonitor(this Self& self, const std::shared_ptr<KeyPathsMonitor>& monitor) {
     self.monitors().insert(monitor);
     (self.template registerOne<Self>(monitor, self.template monitoredProperty<Members, Self>()), ...);
   }
-  /// The records of the listed properties.
+  /// The `MonitoredProperty` records of the listed properties, in a tuple.
   template <auto... Members, typename Self>
   [[nodiscard]] auto monitoredProperties(this const Self& self) {
     return std::tuple(self.template monitoredProperty<Members, Self>()...);
@@ -184,8 +186,8 @@ class TESSALY_EXPORT MonitorableObject : public Object {
     if (isFollowing(keyPath)) return;
     const std::shared_ptr<Self> self = sharedSelf<Self>();
     detail::PropertyHook hook;
-    // The hook starts before it is stored. So if a thread finds a stored hook, that hook reports the thread's own
-    // changes.
+    // The hook starts before it is stored. So if another thread finds the stored hook, the hook already reports the
+    // changes that this other thread makes next.
     if (keyPath.isComputed()) {
       auto* const made = new ComputedHook<Self, Root, Value>(self, keyPath);
       hook = detail::PropertyHook::adopt(made);

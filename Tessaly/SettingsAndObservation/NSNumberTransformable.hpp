@@ -19,7 +19,8 @@ struct NSNumberTransformableTraits;
 
 namespace detail {
 
-/// A conversion by `unbox`, which also converts numbers of other kinds.
+/// A conversion that reads the number by calling its member function `unbox`. `unbox` also converts numbers of other
+/// kinds.
 template <typename Value, Value (NSNumber::*unbox)() const noexcept>
 struct NumberTransformation {
   [[nodiscard]] static constexpr NSNumber nsNumber(Value value) noexcept { return NSNumber(value); }
@@ -39,7 +40,7 @@ template <>
 struct NSNumberTransformableTraits<double> : detail::NumberTransformation<double, &NSNumber::doubleValue> {};
 
 /// A number type that converts to and from `NSNumber`: a signed integer of 64 or 16 bits, `float` or `double`. The
-/// conversion never fails. It truncates and wraps numbers as the functions of `NSNumber` do.
+/// conversion never fails. It truncates, clamps, wraps or rounds numbers as the functions of `NSNumber` do.
 template <typename Value>
 concept NSNumberTransformable = requires(const Value& value, const NSNumber& number) {
   { NSNumberTransformableTraits<Value>::nsNumber(value) } -> std::same_as<NSNumber>;

@@ -24,11 +24,12 @@ namespace Tessaly::inline v1 {
 /// The owner of a continuous observation. The observation lasts until the token is cancelled or destroyed.
 /// `withContinuousObservation` makes the token.
 ///
-/// A pass is one call of the observed function and the calls of its callbacks. After the end of the observation no pass
-/// begins, and a queued pass does nothing. If a pass is running or queued, the captures of the callbacks are released
-/// after that pass, and otherwise at once. The token does not wait for a pass on another thread.
+/// A pass is one call of the observed function (`apply`), and then the calls of the callbacks with its result. After
+/// the end of the observation no pass begins, and a queued pass does nothing. If a pass is running or queued, the
+/// captures of the callbacks are released after that pass, and otherwise at once. The token does not wait for a pass on
+/// another thread.
 ///
-/// Stops the process: a call of `cancel()` or `store()` after a move.
+/// Stops the process: a call of `cancel()` or `store()` on a token that was moved from.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -49,8 +50,9 @@ class TESSALY_EXPORT [[nodiscard("the observation ends with its token")]] Observ
   /// Moves the token to the end of the array. The array owns the token from then on.
   void store(std::vector<ObservationToken>& tokens);
 
-  /// Whether the calling callback runs in the first pass, before `withContinuousObservation` has returned. False
-  /// outside of any callback.
+  /// Whether the callback that calls this function runs in the first pass, before `withContinuousObservation` has
+  /// returned. Outside of any callback, the result is usually false. But a task that a callback starts inherits the
+  /// result of that callback, unless the task is detached.
   [[nodiscard]] static bool isFirst() noexcept;
 
   /// The task-local value that `isFirst()` returns. A host may bind another value for a scope.
@@ -134,8 +136,8 @@ class ContinuousObservation {
 /// the given isolation. The default is the caller's isolation. Several changes before the next pass cause only one
 /// pass. Without an isolation, passes may overlap.
 ///
-/// The end of an observed object is a change too. So `apply` must own the objects that it reads, or check whether they
-/// still exist.
+/// The destruction of an observed object is a change too. So `apply` must own the objects that it reads, or check
+/// whether they still exist.
 ///
 /// An exception of `apply` in the first pass reaches the caller. An exception of a callback, or of `apply` in a later
 /// pass, stops the process. To get the values as a sequence, use `Observations`.

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared source of a value. The constructor receives the value.
+/// A provider of one value, which the constructor receives. Other code can get the provider instead of the value.
 ///
 /// Copies hold independent values. For a shared value, see `NamedResultProvider`. For a computed value, see
 /// `ResultProvider`. The nearest standard facility is a const member. Such a member cannot be passed on as a source.

@@ -19,7 +19,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// The cases of an enumeration, and the stored text of each case. Made by `textRawValues`.
+/// The cases (enumerators) of an enumeration, and the stored text of each case. Made by `textRawValues`.
 ///
 /// Thread contract: thread-safe. A search is linear in the number of cases.
 ///
@@ -48,7 +48,7 @@ class TextRawValues {
     fatalError(std::string("A value of ").append(typeName<Enumeration>()).append(" is not one of its cases"),
                "Tessaly/RawValues", __LINE__);
   }
-  /// The texts of all cases, in the order of the declaration.
+  /// The texts of all cases, in the order of the cases in the call of `textRawValues`.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
     std::vector<RawValue> all;
     for (const auto& [value, text] : cases_) all.emplace_back(text);
@@ -59,7 +59,7 @@ class TextRawValues {
   std::array<Case, count> cases_;
 };
 
-/// The cases of an enumeration that is stored as integers. Made by `integerRawValues`.
+/// The cases (enumerators) of an enumeration that is stored as integers. Made by `integerRawValues`.
 ///
 /// Thread contract: thread-safe. A search is linear in the number of cases.
 ///
@@ -80,7 +80,7 @@ class IntegerRawValues {
     return found != cases_.end() ? std::optional(*found) : std::nullopt;
   }
   [[nodiscard]] constexpr RawValue rawValue(Enumeration value) const noexcept { return std::to_underlying(value); }
-  /// The integers of all cases, in the order of the declaration.
+  /// The integers of all cases, in the order of the cases in the call of `integerRawValues`.
   [[nodiscard]] std::vector<RawValue> allRawValues() const {
     std::vector<RawValue> all;
     for (const Enumeration value : cases_) all.push_back(rawValue(value));

@@ -14,7 +14,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A declared source of a value. A function computes the value at every read.
+/// A provider of a value that a function computes at every read. Other code can get the provider instead of the value.
 ///
 /// The function must be safe to call from any thread. Copies share the function and its captured state. For an existing
 /// value, see `PartialResultProvider` and `NamedResultProvider`. The nearest standard facility is `std::function`. The

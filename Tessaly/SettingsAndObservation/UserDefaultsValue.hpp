@@ -47,16 +47,16 @@ class UserDefaultValueIdentification {
 template <typename Value>
 struct UserDefaultsValueTraits;
 
-/// A type that the settings store holds directly. The basic types are text, booleans, numbers, `Date` and `Data`. The
-/// numbers are signed and unsigned integers of 16, 32 and 64 bits, unsigned integers of 8 bits, and reals of single and
-/// double precision. Vectors of such values, maps from text to such values, and optionals of such values are held too.
+/// A type that the settings store holds directly. The basic types are `std::string`, `bool`, numbers, `Date` and
+/// `Data`. The numbers are signed and unsigned integers of 16, 32 and 64 bits, unsigned integers of 8 bits, `float` and
+/// `double`. Vectors of such values, maps from `std::string` to such values, and optionals of such values are held too.
 ///
 /// The set is closed. Other types are converted for storing; see `UserDefaultsValueTransformable`.
 ///
 /// Reading converts between the numeric types if nothing is lost. A stored 5.0 can be read as the integer 5, and a
-/// stored 1 as true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit in 8 bits. Texts are never
-/// numbers. An array or a dictionary converts if all of its values convert. Only an optional can stand for an absent
-/// value.
+/// stored 1 as true. But 5.5 is not an integer, 2 is not a boolean, and 300 does not fit in 8 bits. A stored text
+/// is never read as a number. An array or a dictionary converts if all of its values convert. Only an optional can
+/// stand for an absent value.
 template <typename Value>
 concept UserDefaultsValue = requires {
   { UserDefaultsValueTraits<Value>::identification } -> std::same_as<const UserDefaultValueIdentification<Value>&>;

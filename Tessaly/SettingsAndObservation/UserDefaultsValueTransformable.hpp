@@ -43,9 +43,9 @@ struct UserDefaultsValueTransformableTraits;
 ///       double height;
 ///     };
 ///
-/// `from` returns `std::nullopt` for a stored value that has no counterpart in the type. Vectors and maps omit elements
-/// without a counterpart, and keep all other elements. The stored form of a `URL` is only its path, which is later
-/// parsed as a relative URL.
+/// `from` returns `std::nullopt` for a stored value that has no counterpart in the type. A read of a vector or map
+/// omits elements without a counterpart, and keeps all other elements. The stored form of a `URL` is only its path. A
+/// read parses this path as a relative URL, so the scheme and the host are lost.
 template <typename Value>
 concept UserDefaultsValueTransformable =
     requires(const Value& value, typename UserDefaultsValueTransformableTraits<Value>::StoredValue stored) {
@@ -56,11 +56,11 @@ concept UserDefaultsValueTransformable =
       } -> std::convertible_to<typename UserDefaultsValueTransformableTraits<Value>::StoredValue>;
     };
 
-/// The stored type of a value.
+/// The type in which the settings store holds a `Value`.
 template <UserDefaultsValueTransformable Value>
 using StoredValue = typename UserDefaultsValueTransformableTraits<Value>::StoredValue;
 
-/// The value in its stored type.
+/// Converts a value to the type in which the settings store holds it.
 template <UserDefaultsValueTransformable Value>
 [[nodiscard]] StoredValue<Value> transformToUserDefaultValue(const Value& value) {
   return UserDefaultsValueTransformableTraits<Value>::transformToUserDefaultValue(value);

@@ -15,10 +15,11 @@ namespace Tessaly::inline v1 {
 /// Keeps the display awake for a scope. Neither the construction nor the destruction waits, so the main thread may make
 /// and destroy the object.
 ///
-/// Each object holds its own assertion, so scopes may overlap. The desktop may show the reason to the user. The request
-/// runs on a thread that may block, because each call of a service takes up to 2 s. If the scope ends before the answer
-/// arrives, the assertion is released after the answer. The system releases all assertions when the process ends.
-/// `SleepHandler` differs: its calls wait for the services, and it holds at most one assertion for the whole process.
+/// Each object holds its own assertion (a request to the desktop's services that the display stays on), so scopes may
+/// overlap. The desktop may show the reason to the user. A background thread calls the services, because each call
+/// takes up to 2 s. If the scope ends before the answer arrives, the assertion is released after the answer. The system
+/// releases all assertions when the process ends. `SleepHandler` differs: its calls wait for the services, and it holds
+/// at most one assertion for the whole process.
 ///
 /// Thread contract: thread-compatible. The construction and the destruction start one task each.
 ///

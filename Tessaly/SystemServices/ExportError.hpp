@@ -25,7 +25,7 @@ class TESSALY_EXPORT ExportError final : public Error {
   explicit ExportError(std::string description);
   ~ExportError() override;
 
-  /// `ExportError(errorDescription: "…")`.
+  /// The text `ExportError(errorDescription: "…")`, with the escaped `errorDescription` in place of the `…`.
   [[nodiscard]] std::string description() const override;
   /// `errorDescription`.
   [[nodiscard]] std::string localizedDescription() const override;

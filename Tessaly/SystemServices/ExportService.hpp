@@ -35,21 +35,25 @@ using Table = std::vector<std::vector<std::string>>;
 
 /// A table as text that spreadsheets read (RFC 4180). Cells with a separator, a quotation mark or a line break are
 /// quoted, and quotation marks are doubled. Every row ends with a carriage return and a line feed. An empty cell is
-/// quoted too if it is the only cell of its row, so that the row differs from an empty row. Throws like `csv`.
+/// quoted too if it is the only cell of its row, so that the row differs from an empty row. Throws `ExportError` if the
+/// result is not UTF-8.
 ///
 /// Thread contract: thread-safe. Needs as much memory as `csv`.
 [[nodiscard]] TESSALY_EXPORT Data rfc4180CSV(const Table& from, char separator = ',');
 
-/// The messages of this process in the last `forSeconds` seconds, from logs whose subsystem begins with the main
-/// bundle's identifier. A task of background priority collects the messages. A cancellation of the caller cancels this
-/// task. The cancelled task throws `CancellationError` at the next message that it examines. The functions throw
-/// `ExportError` if the bundle has no identifier or the log keeps no records. Messages longer than 32 KiB, or than an
-/// eighth of the log's store, were cut when they were written, and end with "…".
+/// Functions that export the messages of this process in the last `forSeconds` seconds. They export only logs whose
+/// subsystem begins with the main bundle's identifier. They export only messages that the log's bounded store in memory
+/// still contains. A task of background priority collects the messages. A cancellation of the caller cancels this task.
+/// The cancelled task throws `CancellationError` at the next message that it examines. The functions throw
+/// `ExportError` if the bundle has no identifier or the log keeps no records. A message longer than 32 KiB, or longer
+/// than an eighth of that store, was truncated when it was written, and ends with "…".
 namespace Logs {
 
-/// A line for each record: "[<date and time>][<category>] <message>". The date is in the form of the user's locale.
+/// One line for each of this application's log records of the last `forSeconds` seconds; see `Logs` for the limits and
+/// the errors. A line is "[<date and time>][<category>] <message>". The date is in the form of the user's locale.
 [[nodiscard]] TESSALY_EXPORT Async<std::vector<std::string>> extractLastLogsToStrings(double forSeconds);
-/// A row for each record, in the form of `csv` with ";": date and time, level, category, message.
+/// The same records as those of `extractLastLogsToStrings`, as text in the form of `csv` with the separator ";". Each
+/// record is a row with four cells: date and time, level, category, message.
 [[nodiscard]] TESSALY_EXPORT Async<Data> extractLastLogsToCSVData(double forSeconds);
 /// `extractLastLogsToCSVData` for the last 3,600 seconds.
 [[nodiscard]] TESSALY_EXPORT Async<Data> extractLastOneHourLogsToCSVData();

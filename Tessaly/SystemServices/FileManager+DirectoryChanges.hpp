@@ -14,7 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The sequence of `directoryChanges`. The host applies the changes of an element in their order.
+/// The sequence that `directoryChanges` returns. Each element is a vector of changes. A host that keeps a model of the
+/// directory must apply the changes in their order.
 using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 
 /// The options of `directoryChanges`.
@@ -25,34 +26,35 @@ using DirectoryChanges = AsyncThrowingStream<std::vector<DirectoryChange>>;
 struct DirectoryOptions {
   /// Whether to follow only the directory's own entries, or also the entries of all its subdirectories.
   DirectoryDepth depth = DirectoryDepth::entries;
-  /// The time in which further changes are collected into an element after its first change. Changes that happened
-  /// before the call of `next()` are delivered without this delay.
+  /// The delay between the first change of an element and the delivery of the element. The element also gets the
+  /// changes during this delay. Changes that happened before the call of `next()` are delivered without the delay.
   std::chrono::nanoseconds debounce{0};
 };
 
-/// The contents of a directory and their changes. The first element lists all entries as `appeared`. Every later
-/// element has the changes since the previous element.
+/// A sequence of the contents of a directory and their changes. The first element lists all entries as `appeared`.
+/// Every later element has the changes since the previous element.
 ///
 /// After the directory has stopped changing and a host has applied all changes to a model, the model equals the
-/// directory. This also holds after an overflow of the kernel's queue, after another directory took the name, and for a
-/// slow consumer. Names that appear and disappear between two elements are not reported. A file that is renamed within
-/// the directory (or tree) is reported with both names. If two files exchange their names, one of them is reported as
-/// disappeared and appeared.
+/// directory. This also holds after an overflow of the kernel's queue, after another directory has replaced this
+/// directory at its path, and for a slow consumer. Names that appear and disappear between two elements are not
+/// reported. A file that is renamed within the directory (or tree) is reported with both names. If two files exchange
+/// their names, one of them is reported as disappeared and appeared.
 ///
 /// Symbolic links in the directory are reported as links and not followed. Symbolic links on the path to the directory
-/// are followed. Unreadable subdirectories are listed without contents. If a listing cannot read the attributes of an
-/// entry because of `EIO`, the entry counts as missing. The size and the date of a subdirectory are as old as its last
-/// examination. A write through a hard link outside the directory is reported only if the entry is examined for another
-/// reason. A write through another hard link inside the directory is reported, unless that link was made and removed
-/// between two elements.
+/// are followed. Unreadable subdirectories are listed without contents. If a listing cannot read the attributes of a
+/// single entry (`EIO`, `ENOTCONN` or `EACCES`), the entry counts as missing. The size and the date of a subdirectory
+/// may be outdated, because they were read when the subdirectory was last examined. A write through a hard link outside
+/// the directory is reported only if the entry is examined for another reason. A write through another hard link inside
+/// the directory is reported, unless that link was made and removed between two elements.
 ///
 /// On remote volumes (NFS, SMB, Ceph, 9P, AFS, Coda, FUSE) the kernel reports only changes by this system. So all
-/// entries are also examined every second. The same holds if a directory cannot be watched or has no time of creation.
-/// If a volume gives a file a new inode number, the file is reported as disappeared and appeared.
+/// entries are also examined every second. They are also examined every second if the kernel refuses the permission to
+/// watch a directory, or if a directory has no time of creation. If a volume gives a file a new inode number, the file
+/// is reported as disappeared and appeared.
 ///
-/// The sequence fails with a `POSIXError`: `ENOENT` if the directory does not exist or was missing for 1 s; `ENOTDIR`
-/// if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. A cancelled wait ends
-/// the sequence. Only one task at a time may wait; a second waiting task stops the process.
+/// The sequence fails with a `POSIXError`, for example `ENOENT` if the directory does not exist or was missing for 1 s;
+/// `ENOTDIR` if another kind of file has the name; `ENOSPC` if the system's limit of watches is reached. A cancelled
+/// wait ends the sequence. Only one task at a time may wait; a second waiting task stops the process.
 ///
 /// The process uses one inotify instance. Each followed directory, and each directory on the path to it, uses one watch
 /// and no descriptor. An entry with a name of up to 15 bytes uses at most 200 bytes of memory.

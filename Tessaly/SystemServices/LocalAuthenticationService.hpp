@@ -12,10 +12,12 @@
 /// Authenticates the user of the machine.
 namespace Tessaly::inline v1::LocalAuthenticationService {
 
-/// Asks the user to authenticate, shows the reason, and returns when the user has authenticated. If the authentication
-/// fails, throws the system's error, which is an `LAError` on this system. If it fails and the system gives no error,
-/// throws `LAError::unknownError()`. If the system cannot ask the user, the call throws without a request to the user.
-/// A cancellation of the task does not cancel a request.
+/// Asks the user to authenticate, and returns when the user has authenticated. The request shows the reason if the
+/// system permits that. If the system's policy demands no proof from this user (for example from root), the call
+/// returns without a request to the user. If the authentication fails, throws the system's error, which is an `LAError`
+/// on Linux. If it fails and the system gives no error, throws `LAError::unknownError()`. If the system cannot ask the
+/// user, the call throws without a request to the user. A cancellation of the task does not cancel the request: the
+/// call still waits for the user.
 ///
 /// Thread contract: thread-safe.
 ///

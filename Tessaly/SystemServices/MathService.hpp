@@ -8,7 +8,8 @@
 namespace Tessaly::inline v1::MathService::Interpolation {
 
 /// The y at `x` on the line through (x0, y0) and (x1, y1). Beyond these points the line is extrapolated. The result is
-/// infinite or NaN if x0 and x1 are equal. `std::lerp` takes a fraction instead of x, and is exact at both ends.
+/// infinite or NaN if x0 and x1 are equal. Because of rounding, the results at x0 and x1 may differ from y0 and y1.
+/// `std::lerp` takes a fraction instead of x, and is exact at both ends.
 ///
 /// Every operation is rounded separately, so the results are the same on every processor.
 ///

@@ -12,8 +12,8 @@ namespace Tessaly::inline v1::PasteboardService {
 
 /// Replaces the contents of the general pasteboard with plain text. Other programs can paste the text until this
 /// process ends or other contents replace it. Waits at most 6 s: 2 s each for a connection to Wayland, a connection to
-/// X11, and the offer of the contents. If there is no display, the call does nothing, and
-/// `PasteboardBackend::current().status()` gives the reason.
+/// X11, and the offer of the contents. The call does not report a failure. After a failure, for example without a
+/// display, `PasteboardBackend::current().status()` gives the reason.
 ///
 /// Thread contract: thread-safe.
 ///

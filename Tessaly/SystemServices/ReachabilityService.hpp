@@ -32,24 +32,26 @@ struct Status {
   friend constexpr bool operator==(const Status&, const Status&) noexcept = default;
 };
 
-/// Whether the machine is online now. Any thread may call this function. The first call reads the kernel's tables.
-/// Later calls make no system call.
+/// Whether the machine is online now. False if the setting "can-connect-to-host" is false, or if the network path is
+/// known to be unusable. Any thread may call this function. The first call reads the kernel's tables. Later calls make
+/// no system call.
 [[nodiscard]] TESSALY_EXPORT bool isOnline();
 
-/// Whether the connection is expensive now, independent of the setting. Any thread may call this function. A call costs
-/// as much as a call of `isOnline()`.
+/// Whether the connection is metered now, so that its traffic may cost the user money. The setting
+/// "can-connect-to-host" does not change the result. Any thread may call this function. A call takes as much time as a
+/// call of `isOnline()`.
 [[nodiscard]] TESSALY_EXPORT bool isExpensive();
 
-/// `isOnline()` as an observable read. The main thread updates the value, so the main queue must be served. Observation
-/// tracking records the read. Call this function on the main thread.
+/// The result of `isOnline()`, for observers. The main thread updates the value, so the main queue must be served.
+/// Observation tracking records the read. Call this function on the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observableIsOnline();
 
 /// The result of `isExpensive()`, for observers. The main thread updates the value, so the main queue must be served.
 /// Observation tracking records the read. Call this function on the main thread.
 [[nodiscard]] TESSALY_EXPORT bool observedIsExpensive();
 
-/// Completes as soon as the machine is online. But a removal of the setting, or a stored value that does not convert to
-/// a Boolean, does not end the wait by itself.
+/// Completes as soon as the machine is online. But a removal of the setting "can-connect-to-host", or a stored value
+/// that does not convert to a Boolean, does not end the wait by itself.
 ///
 /// Throws `CancellationError` if the calling task is cancelled before the wait begins. A cancellation during the wait
 /// does not end the wait. After the cancellation, only changes of the setting count: the wait ends at the next such
@@ -59,10 +61,11 @@ struct Status {
 /// The setup and the updates of the path use the main thread, so the main queue must be served.
 [[nodiscard]] TESSALY_EXPORT Async<void> nextIsOnline();
 
-/// A sequence of the current status, and of a status for each change of the path or of the setting. The sequence ends
-/// when its consumer is cancelled or destroyed. Consecutive elements may be equal. The buffer is unbounded. A removal
-/// of the setting gives no element, and neither does a stored value that does not convert to a Boolean. Except for
-/// these two kinds of changes, the last element is computed after the last change.
+/// A sequence of the current status, and of a status for each change of the network path or of the setting
+/// "can-connect-to-host". The sequence ends when its consumer is cancelled or destroyed. Consecutive elements may be
+/// equal. The buffer is unbounded. A removal of the setting gives no element, and neither does a stored value that does
+/// not convert to a Boolean. Apart from these two kinds of changes, the newest element shows the state after the newest
+/// change.
 [[nodiscard]] TESSALY_EXPORT AsyncStream<Status> statuses();
 
 }  // namespace ReachabilityService

@@ -12,9 +12,9 @@ namespace Tessaly::inline v1 {
 
 /// Keeps the display awake while the application needs it, for example during a film.
 ///
-/// A process has one handler. The handler holds at most one assertion of the system's power management. The system
-/// releases the assertion when the process ends. Only the results of the calls report failures;
-/// `PowerBackend::current().status()` gives the reasons.
+/// A process has one handler. The handler holds at most one assertion (a request to the desktop's services that the
+/// display stays on). The system releases the assertion when the process ends. Only the results of the calls report
+/// failures; `PowerBackend::current().status()` gives the reasons.
 ///
 /// Thread contract: thread-compatible. Calls must not overlap; usually one thread makes all of them. A call waits for
 /// the desktop's services, at most 2 s for each call of a service.
@@ -31,15 +31,16 @@ class SleepHandler {
   /// The handler of the process. The handler is made at the first call and never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const std::shared_ptr<SleepHandler>& shared();
 
-  /// Whether this handler keeps the display awake.
+  /// Whether this handler holds the assertion that keeps the display awake. The result stays true even if the service
+  /// that granted the assertion ends and no other service replaces it.
   [[nodiscard]] bool isIdleDisplaySleepDisabled() const noexcept { return isIdleDisplaySleepDisabled_; }
 
-  /// Keeps the display awake. The desktop may show the reason to the user. Returns true if this call took the
-  /// assertion. Returns false if this handler already keeps the display awake (with the former reason), or if no
-  /// service can keep the display awake.
+  /// Keeps the display awake. The desktop may show the reason to the user. Returns true if a service granted the
+  /// request. Returns false if this handler already keeps the display awake (with the former reason), or if no service
+  /// can keep the display awake.
   TESSALY_EXPORT bool disableScreenSleep(std::string_view reason);
-  /// Lets the display sleep again. Returns true if this call released the assertion. Returns false if this handler held
-  /// no assertion. Also returns false if the system refuses; then the display stays awake.
+  /// Lets the display sleep again. Returns true if this call ended the effect of `disableScreenSleep`. Returns false if
+  /// `disableScreenSleep` was not in effect. Also returns false if the system refuses; then the display stays awake.
   TESSALY_EXPORT bool enableScreenSleep();
 
  private:

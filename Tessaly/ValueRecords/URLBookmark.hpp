@@ -18,7 +18,8 @@ namespace Tessaly::inline v1 {
 /// or moved to a nearby directory.
 ///
 /// The bookmark can be stored as a setting. The stored form is JSON with the members "url" and "data". Decoding
-/// resolves the data and ignores the stored URL. The host begins and ends the access to the file.
+/// resolves the data and ignores the stored URL. The host itself must begin and end the access to the file, with
+/// `FileManager::startAccessingSecurityScopedResource` and its counterpart.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -43,7 +44,7 @@ class URLBookmark {
   [[nodiscard]] TESSALY_EXPORT Data transformToUserDefaultValue() const;
 
   [[nodiscard]] const URL& url() const noexcept TESSALY_LIFETIMEBOUND { return url_; }
-  /// The system's token, unchanged.
+  /// The bookmark data that the system made for the file, unchanged.
   [[nodiscard]] const Data& data() const noexcept TESSALY_LIFETIMEBOUND { return data_; }
   /// "url: '<path>' - data: '<count of bytes>'".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;

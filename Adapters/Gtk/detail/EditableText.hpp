@@ -30,7 +30,8 @@ class EditableText {
     if (isThere()) g_object_remove_weak_pointer(G_OBJECT(editable_), reinterpret_cast<gpointer*>(&editable_));
   }
 
-  /// The widget that emits the signals of the text: the innermost part of a compound widget, or else `field` itself.
+  /// The widget that emits the signals of the text: the innermost part of a compound widget, or else `field` itself. A
+  /// null `field` stops the process, with a report that names `file`.
   static GtkEditable* innermost(GtkEditable* field, std::string_view file) {
     if (field == nullptr) fatalError("A hook of a field needs a field", file, __LINE__);
     while (GtkEditable* delegate = gtk_editable_get_delegate(field)) field = delegate;
@@ -59,7 +60,8 @@ class EditableText {
   [[nodiscard]] std::string get() const { return gtk_editable_get_text(editable_); }
   [[nodiscard]] int length() const { return static_cast<int>(g_utf8_strlen(gtk_editable_get_text(editable_), -1)); }
 
-  /// The part in which another text differs from the present text, and the characters that take its place.
+  /// The difference between the present text and another text. If `inserted` replaces the characters from `start` to
+  /// `end` of the present text, the result is the other text.
   struct Difference {
     int start;
     int end;

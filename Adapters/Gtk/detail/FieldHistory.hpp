@@ -29,7 +29,7 @@ class FieldHistory {
     endRun();
   }
   void endRun() { run_ = -1; }
-  /// Begins a step at the present state.
+  /// Begins a step, and records the state before the step. Discards the steps that `redo` could repeat.
   void begin(State present) {
     undone_.clear();
     if (done_.size() == mostStates) done_.erase(done_.begin());
@@ -40,12 +40,15 @@ class FieldHistory {
   [[nodiscard]] bool continuesRun(int position, std::string_view inserted) const {
     return run_ == position && isLetter(inserted) && !g_unichar_isspace(g_utf8_get_char(inserted.data()));
   }
-  /// Records the insertion of a text at a position, as part of the present step.
+  /// Notes an insertion for the next call of `continuesRun`. If `inserted` is one character, the run goes on after that
+  /// character; otherwise the run ends.
   void insert(int position, std::string_view inserted) { run_ = isLetter(inserted) ? position + 1 : -1; }
 
-  /// The state before the last step. Absent if no step can be undone.
+  /// Takes back the last step: returns the state before that step, and keeps `present` for `redo`. The result is absent
+  /// if no step can be undone.
   std::optional<State> undo(State present) { return go(done_, undone_, std::move(present)); }
-  /// The state before the last undo. Absent if no step can be redone.
+  /// Repeats the last undone step: returns the state after that step, and keeps `present` for `undo`. The result is
+  /// absent if no step can be redone.
   std::optional<State> redo(State present) { return go(undone_, done_, std::move(present)); }
 
  private:

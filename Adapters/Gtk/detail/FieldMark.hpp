@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The visible state of a field's text: a style class, the tooltip, and the state for assistive programs. The widget
-/// may be destroyed before this object.
+/// The visible state of a field's text: a style class, the tooltip, and the accessible state for assistive
+/// technologies. The widget may be destroyed before this object.
 class FieldMark {
  public:
   explicit FieldMark(GtkWidget* widget) : widget_(widget) {
@@ -28,7 +28,8 @@ class FieldMark {
 
   [[nodiscard]] const FieldNotice& notice() const noexcept { return notice_; }
 
-  /// The handlers of the host run last, because they may destroy this object.
+  /// Shows a state, and the reason of a notice. The host's handlers of the widget's property changes run last, because
+  /// they may destroy this object.
   void show(FieldState state, FieldNotice notice) {
     if (widget_ == nullptr) return;
     GtkWidget* const widget = widget_;

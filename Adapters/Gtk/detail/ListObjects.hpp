@@ -7,29 +7,30 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The contents of a `GListModel` in C++.
+/// The C++ part of a `GListModel`: its rows. The `GObject` of the model owns this part.
 class ListModelBody {
  public:
   virtual ~ListModelBody() = default;
   [[nodiscard]] virtual guint count() const = 0;
-  /// A new reference to the object of a row.
+  /// Returns a new reference to the item of a row.
   [[nodiscard]] virtual GObject* item(guint row) = 0;
 };
 
-/// The contents of an item in C++. Each element type has a subclass.
+/// The C++ part of an item of a list model: its element. Each element type has a subclass.
 class ListItemBody {
  public:
   virtual ~ListItemBody() = default;
 };
 
-/// A `GObject` that owns its contents. `name` is the name of the type in GLib.
+/// A `GObject` that owns its C++ part, the body. `type` registers a type under `name` in GLib, or returns the type that
+/// already has this name.
 template <typename Body>
 struct BodyObject {
   GObject parent;
   Body* body;
 
   static GType type(const char* name, void (*addToType)(GType), void (*addToClass)(GType)) {
-    // Another library of the process may have registered the type.
+    // Another shared library of the process may have registered the type already.
     if (const GType known = g_type_from_name(name); known != 0) return known;
     const GTypeInfo info{.class_size = sizeof(GObjectClass),
                          .base_init = nullptr,
@@ -67,7 +68,7 @@ struct BodyObject {
 using ListItemObject = BodyObject<ListItemBody>;
 using ListModelObject = BodyObject<ListModelBody>;
 
-/// The type of the items. An item emits "changed" when it shows a new element.
+/// The GLib type of the items. An item emits "changed" after its element has changed.
 inline GType listItemType() {
   static const GType type = ListItemObject::type("TessalyListItem", nullptr, [](GType made) {
     g_signal_new("changed", made, G_SIGNAL_RUN_LAST, 0, nullptr, nullptr, nullptr, G_TYPE_NONE, 0);

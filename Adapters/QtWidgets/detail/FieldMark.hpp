@@ -22,7 +22,8 @@ class FieldMark {
 
   [[nodiscard]] const FieldNotice& notice() const noexcept { return notice_; }
 
-  /// Changes the field after the members, because the host's filters of the field's events may destroy this object.
+  /// Shows a state, and the reason of a notice. The members change before the field, because an event filter of the
+  /// host may destroy this object while the field changes.
   void show(FieldState state, FieldNotice notice) {
     QLineEdit* const field = field_;
     const std::optional<QPalette> palette = paletteFor(state);

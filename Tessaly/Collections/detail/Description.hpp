@@ -74,13 +74,13 @@ std::string joinDescriptions(const Elements& elements, Describe describeElement)
   return text + ']';
 }
 
-/// The elements' descriptions, "[1, 2]".
+/// The descriptions of all elements as one string, such as `[1, 2]`.
 template <typename Elements>
 std::string describeAll(const Elements& elements) {
   return joinDescriptions(elements, [](const auto& element) { return describe(element); });
 }
 
-/// The elements' descriptions for debugging.
+/// The debug descriptions of all elements as one string, such as `["a", "b"]`.
 template <typename Elements>
 std::string debugDescribeAll(const Elements& elements) {
   return joinDescriptions(elements, [](const auto& element) { return debugDescribe(element); });

@@ -17,7 +17,8 @@ class RingArray;
 template <typename Element>
   requires requires(const Element& element) { std::hash<Element>()(element); }
 struct std::hash<Tessaly::RingArray<Element>> {
-  /// O(capacity), because the hash includes the empty slots.
+  /// The hash of the capacity, of all slots, and of the start and end positions. O(capacity), because the hash includes
+  /// the empty slots.
   std::size_t operator()(const Tessaly::RingArray<Element>& ring) const {
     Tessaly::detail::Hasher hasher;
     hasher.feed(ring.maxCapacity_);

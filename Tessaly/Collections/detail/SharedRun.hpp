@@ -111,7 +111,8 @@ class SharedRun {
   }
 
  private:
-  /// If copying or moving an element throws, a run of copyable elements stays as it was.
+  /// Moves the run to new memory with `newCapacity` slots. If copying or moving an element throws, a run of copyable
+  /// elements stays as it was.
   void replaceStorage(std::size_t newCapacity) {
     SharedRun replacement;
     replacement.cells_ = Storage::make(static_cast<std::int64_t>(newCapacity))->cells();

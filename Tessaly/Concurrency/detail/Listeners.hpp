@@ -22,8 +22,8 @@ namespace Tessaly::inline v1::detail {
 
 /// The listeners of a broadcaster, in a list. A send walks the list outside the lock.
 ///
-/// A send walks the list as the list was at the start of the send. Each thread keeps the list of its last send if the
-/// list is short. The next sends of that thread by the same broadcaster then take no lock and change no reference
+/// A send walks the list as the list was at the start of the send. Each thread keeps the list of its latest send if the
+/// list is short. The next sends of that thread through the same broadcaster then take no lock and change no reference
 /// count, until a listener joins or leaves. Joining and leaving copy the list if a send is walking it or a thread keeps
 /// it; otherwise they cost amortised O(1). A kept list can keep the storage of an ended stream alive, but not the
 /// stream's elements.
@@ -107,7 +107,7 @@ class Listeners {
     Places places;
     List list;
   };
-  /// The list of a thread's last send, and the version of that list.
+  /// The list that a thread keeps from an earlier send, and the version of that list.
   struct Kept {
     std::uint64_t version = ~std::uint64_t{0};
     List list;

@@ -18,9 +18,9 @@ namespace Tessaly::inline v1::detail {
 /// The state of an iterator of `Observations`: the task that waits for the next change, and the handle that resumes
 /// this task.
 ///
-/// Each tracking belongs to a round. The task and the change handler of a round know the round's number. So a late
-/// handler cannot end the next round, and a task that suspends late cannot wait in the next round. If the change
-/// precedes the task's suspension, `Cell` records the change, and the task continues at once.
+/// A round is one wait for a change, and has a number. The task and the change handler of a round know the round's
+/// number. So a late handler cannot end the next round, and a task that suspends late cannot wait in the next round. If
+/// the change precedes the task's suspension, `Cell` records the change, and the task continues at once.
 ///
 /// Thread contract: thread-safe.
 class ObservationsStorage : public std::enable_shared_from_this<ObservationsStorage> {
@@ -76,7 +76,7 @@ class ObservationsStorage : public std::enable_shared_from_this<ObservationsStor
     [[nodiscard]] bool isOver() {
       return contents_.withLock([](const Contents& contents) { return contents.isOver; });
     }
-    /// Begins a round after the previous one is over.
+    /// Begins the next round and returns its number. The previous round must be over.
     [[nodiscard]] std::uint64_t beginRound() {
       return contents_.withLock([](Contents& contents) {
         contents.isOver = false;

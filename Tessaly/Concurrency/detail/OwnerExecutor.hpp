@@ -10,7 +10,7 @@
 namespace Tessaly::inline v1::detail {
 
 /// The executor of one owner's tasks. It runs them in the owner's isolation while the owner lives. After `close()` it
-/// discards tasks instead of running them.
+/// discards tasks instead of running them. Jobs that the host made are run even then.
 ///
 /// The executor is reference-counted: every task that may return to the executor holds a reference.
 ///
@@ -29,11 +29,13 @@ class OwnerExecutor final : public Executor {
 
   /// Whether the caller runs in the owner's isolation.
   [[nodiscard]] bool isCurrent() const noexcept;
-  /// From now on each task is discarded at its turn. Called in the owner's isolation.
+  /// Closes the executor: from now on it discards each task at the time when the task would run. Must be called in the
+  /// owner's isolation.
   void close() noexcept;
   [[nodiscard]] bool isClosed() noexcept;
-  /// Discards the queued tasks of a closed executor. Called in the owner's isolation. The destructors of the tasks'
-  /// variables run in this call. They may destroy the owner, so the caller holds a reference to the executor.
+  /// Discards the queued tasks of a closed executor. Must be called in the owner's isolation. The destructors of the
+  /// tasks' variables run in this call. They may destroy the owner, so the caller must hold a reference to the
+  /// executor.
   void discardQueued() noexcept;
 
  private:
@@ -48,8 +50,9 @@ class OwnerExecutor final : public Executor {
   };
 
   void takeTurn() noexcept;
-  /// The priority of the first waiting job whose priority is at least the turn's. If there is no such job, the highest
-  /// priority among the waiting jobs. Reads the jobs in queue order, up to the first such job: O(n).
+  /// The highest priority among the waiting jobs. The turn's priority is an upper bound, so the search stops at the
+  /// first job that has at least that priority: O(n). Only a job whose raise is not finished can exceed the bound.
+  /// `escalate` then raises the turn.
   [[nodiscard]] TaskPriority highestWaiting() const noexcept TESSALY_REQUIRES(lock_);
 
   const Isolation isolation_;

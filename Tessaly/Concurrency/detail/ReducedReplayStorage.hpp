@@ -24,8 +24,8 @@ namespace Tessaly::inline v1::detail {
 /// streams. Called for reduced-replay streams that cannot fail.
 TESSALY_EXPORT void logEarlyEnd(std::string_view subscribers, const std::exception_ptr& error) noexcept;
 
-/// The state that the copies of a reduced-replay stream and their tasks share. All members except `isolation` are used
-/// only in that isolation.
+/// The state that the copies of a reduced-replay stream and their tasks share. All members except `isolation` and the
+/// static functions must be used only in that isolation.
 ///
 /// Copying an element for a subscriber may throw. Then that subscriber's stream ends, and the others continue.
 ///
@@ -41,9 +41,9 @@ struct ReducedReplayStorage {
   ReducedReplayStorage& operator=(const ReducedReplayStorage&) = delete;
 
   /// Adds a subscriber. Calls `startConsuming` for the first subscriber; nothing is consumed before that call. A later
-  /// subscriber gets the running value (`stored`) as its first element. This function runs in the isolation as one
-  /// step. So no element is lost between the running value and the later elements, or between `startConsuming` and the
-  /// addition of the first subscriber.
+  /// subscriber gets the running value (`stored`) as its first element. The caller must call this function in the
+  /// isolation, where it runs as one step. So no element is lost between the running value and the later elements, or
+  /// between `startConsuming` and the addition of the first subscriber.
   template <typename StartConsuming>
   void subscribe(const Continuation& continuation, StartConsuming startConsuming) {
     if (didStart) {
@@ -70,7 +70,8 @@ struct ReducedReplayStorage {
     }
   }
 
-  /// Ends every subscriber's stream, with the error if there is one.
+  /// Ends every subscriber's stream, with the error if there is one. Streams that cannot fail end normally, and the log
+  /// gets a record of the error.
   void endAll(const std::exception_ptr& error) {
     if constexpr (std::same_as<Failure, Never>) {
       if (error) logEarlyEnd("All subscribers", error);

@@ -9,8 +9,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Moves the finished tasks out of a list. The caller destroys them when it no longer uses the list's owner, because an
-/// error of a failed task belongs to the host. Its destructor may add a task to the list, or destroy the owner.
+/// Moves the finished tasks out of a list. The caller must destroy them only after its last use of the list's owner.
+/// The error of a failed task is an object of the host: its destructor may add a task to the list, or destroy the
+/// owner.
 [[nodiscard]] inline std::vector<Task<>> takeFinished(std::vector<Task<>>& tasks) {
   std::vector<Task<>> taken;
   std::erase_if(tasks, [&taken](const Task<>& task) {
@@ -22,8 +23,8 @@ namespace Tessaly::inline v1::detail {
 }
 
 /// Makes room for another task in a list of tasks that may still run. Before a full list grows, its finished tasks are
-/// taken out, as `takeFinished` says. So the list has at most 16 entries, or twice the maximum number of simultaneously
-/// running tasks, whichever is more. Amortised O(1).
+/// taken out and returned. The caller must destroy them by the rule of `takeFinished`. So the list has at most 16
+/// entries, or twice the maximum number of simultaneously running tasks, whichever is more. Amortised O(1).
 [[nodiscard]] inline std::vector<Task<>> makeRoomForTask(std::vector<Task<>>& tasks) {
   constexpr std::size_t minimumCapacity = 16;
   if (tasks.size() < tasks.capacity()) return {};

@@ -15,8 +15,9 @@ namespace Tessaly::inline v1 {
 /// If calls on two threads both close the gate, they do not wait for each other: inside a call, `close()` waits only
 /// for calls that have not closed the gate themselves.
 ///
-/// In the child of a fork that happened after the start of the runtime, `close()` does nothing. There a wait might
-/// never end, because the other threads exist only in the parent. More than 65,535 calls at once stop the process.
+/// In the child of a fork, `close()` does nothing if the library had started a thread before the fork. There a wait
+/// might never end, because the other threads exist only in the parent. More than 65,535 calls at once stop the
+/// process.
 ///
 /// The steps of a call happen before the return of a `close()` that waited for the call.
 ///
@@ -26,7 +27,8 @@ namespace Tessaly::inline v1 {
 ///     if (call.isAdmitted()) handler();
 class TESSALY_EXPORT CallGate {
  public:
-  /// One call, for the extent of a block.
+  /// One call of the handler. The call lasts from the construction of this object to its destruction. The object must
+  /// be a local variable.
   class TESSALY_EXPORT Call {
    public:
     explicit Call(CallGate& gate) noexcept;
@@ -34,7 +36,7 @@ class TESSALY_EXPORT CallGate {
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    /// False after the gate was closed. Then the handler must not be called.
+    /// False if the gate was closed before this call began. Then the handler must not be called.
     [[nodiscard]] bool isAdmitted() const noexcept { return gate_ != nullptr; }
 
    private:
@@ -46,8 +48,8 @@ class TESSALY_EXPORT CallGate {
   };
 
   /// Admits no more calls, and waits for the calls on other threads. May be called again. Returns true if no call is
-  /// left; then the caller may destroy the handler. Returns false inside a call of this gate on this thread, and in the
-  /// child of a fork that happened after the start of the runtime.
+  /// left; then the caller may destroy the handler. Returns false inside a call of this gate on this thread. Does
+  /// nothing and returns false in the child of a fork, if the library had started a thread before the fork.
   bool close() noexcept;
 
   [[nodiscard]] bool isClosed() const noexcept { return (state_.load(std::memory_order_acquire) & closedBit) != 0; }

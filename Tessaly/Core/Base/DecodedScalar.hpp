@@ -13,7 +13,7 @@ namespace Tessaly::inline v1::Text {
 /// The replacement for ill-formed input: U+FFFD.
 inline constexpr char32_t replacementCharacter = U'\uFFFD';
 
-/// One scalar read from UTF-8.
+/// One Unicode scalar value that was read from UTF-8.
 ///
 /// Every maximal subpart of an ill-formed subsequence is read as one U+FFFD, as the Unicode standard recommends.
 /// Reading therefore always advances and never fails.

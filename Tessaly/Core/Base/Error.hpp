@@ -39,8 +39,8 @@ class TESSALY_EXPORT Error : public std::exception {
   /// The error's number in its domain: by default 1.
   [[nodiscard]] virtual std::int64_t code() const noexcept;
 
-  /// The text of `description()`, built at the first call. This object keeps the text until it is destroyed or another
-  /// error is assigned to it. If `description()` throws, the text is "Tessaly::Error".
+  /// The text of `description()`, built at the first call. The pointer is valid until this error is destroyed, or
+  /// until another error is assigned to this error. If `description()` throws, the text is "Tessaly::Error".
   [[nodiscard]] const char* what() const noexcept final;
 
  private:

@@ -6,8 +6,8 @@
 
 /// Marks the exported names of a Tessaly library. All other names are hidden.
 ///
-/// Exceptions, task-local identities and key-path identities have this mark too, so that each is unique in a process
-/// with several libraries.
+/// Error classes have this mark too, so that every library of a process uses the same type information for them. A
+/// `catch` in one library then matches an exception from another library.
 #define TESSALY_EXPORT [[gnu::visibility("default")]]
 
 /// Marks a member function whose result refers to `*this`, or a parameter to which the result refers. Clang then warns

@@ -12,8 +12,8 @@ namespace Tessaly::inline v1 {
 ///
 /// The nearest standard facility is `std::shared_ptr`, which has the count beside the object and is twice as large.
 ///
-/// Thread contract: thread-compatible. Different threads may use references to one object if the object's count is
-/// thread-safe.
+/// Thread contract: thread-compatible. Different threads may use different references to one object if the object's
+/// count is thread-safe.
 ///
 ///     Retained<Connection> connection = Retained<Connection>::adopt(new Connection);
 ///     Retained<Connection> other = Retained<Connection>::sharing(*connection);
@@ -21,13 +21,14 @@ template <typename Object>
 class Retained {
  public:
   Retained() noexcept = default;
-  /// Takes over the first reference of a new object.
+  /// Takes over a reference that the caller owns, such as the first reference of a new object. Does not call
+  /// `retain()`.
   static Retained adopt(Object* object) noexcept {
     Retained reference;
     reference.object_ = object;
     return reference;
   }
-  /// Makes a further reference to an object. The caller keeps the object alive during the call.
+  /// Makes a further reference to an object. The caller must keep the object alive during the call.
   static Retained sharing(Object& object) noexcept {
     object.retain();
     return adopt(&object);

@@ -14,8 +14,8 @@ TESSALY_EXPORT extern __thread std::uint32_t cachedThreadIdentifier [[gnu::tls_m
 TESSALY_EXPORT std::uint32_t fetchThreadIdentifier() noexcept;
 }  // namespace detail
 
-/// The kernel's identifier of the calling thread: positive, below 2^30. After the first call of a thread, a call costs
-/// one load.
+/// The kernel's identifier of the calling thread: positive, below 2^30. After the first call on a thread, each later
+/// call on this thread costs one load.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] inline std::uint32_t currentThreadIdentifier() noexcept {

@@ -15,7 +15,7 @@ template <typename T>
 struct Type {};
 
 /// The unqualified name of a type, without its namespaces and enclosing types (`Exporter`, `RingArray<int>`). Template
-/// arguments are in the compiler's form. The name is a constant.
+/// arguments are in the compiler's form. The result is a compile-time constant.
 ///
 /// Thread contract: thread-safe.
 template <typename T>

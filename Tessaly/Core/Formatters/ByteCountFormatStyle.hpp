@@ -14,7 +14,8 @@
 namespace Tessaly::inline v1 {
 
 /// Writes a size in the largest suitable decimal unit: "1.5 MB". Megabytes have up to one fraction digit, and gigabytes
-/// and larger units up to two. Ties round to even.
+/// and larger units up to two. Ties round to even. A size takes the next unit shortly before its number would round to
+/// 1000: 999 bytes are already "1 kB".
 ///
 /// The standard library has no counterpart. Each thread prepares a locale in about 100 µs for each unit that it uses,
 /// and keeps the last eight locales.
@@ -30,7 +31,8 @@ class ByteCountFormatStyle {
   [[nodiscard]] const std::optional<Locale>& locale() const noexcept TESSALY_LIFETIMEBOUND { return locale_; }
   void setLocale(const std::optional<Locale>& locale) { locale_ = locale; }
 
-  /// Whether the text of zero bytes contains the language's word for zero, if there is one: "Zero kB". True by default.
+  /// Whether the text of zero bytes contains a word for zero: "Zero kB". True by default. Only 13 languages have such a
+  /// word here, among them English and French. In other languages, such as German, the text always contains a digit.
   [[nodiscard]] bool spellsOutZero() const noexcept { return spellsOutZero_; }
   void setSpellsOutZero(bool spells) noexcept { spellsOutZero_ = spells; }
 

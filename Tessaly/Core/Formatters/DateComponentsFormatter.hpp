@@ -32,8 +32,9 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   /// A set of units. Combine units with `|`.
   enum class Units : std::uint16_t { hour = 32, minute = 64, second = 128 };
   /// The treatment of units with the value zero. Combine treatments with `|`. `default_` drops leading zero units of
-  /// positional texts, and all zero units of other texts. At least one unit stays. In positional texts, two units stay
-  /// if two are allowed.
+  /// positional texts, and all zero units of other texts. `default_` overrides every other treatment. `pad` means the
+  /// same as `none`. At least one unit stays. Positional texts keep at least two units if at least two are allowed.
+  /// `dropMiddle` and `dropTrailing` have no effect on positional texts.
   enum class ZeroFormattingBehavior : std::uint32_t {
     none = 0,
     default_ = 1,
@@ -71,9 +72,9 @@ class TESSALY_EXPORT DateComponentsFormatter : public Formatter {
   [[nodiscard]] bool allowsFractionalUnits() const noexcept;
   void setAllowsFractionalUnits(bool allows) noexcept;
 
-  /// The text of a duration in seconds, truncated toward zero to whole seconds. The sign of a negative duration
-  /// precedes the first written unit. If that unit is zero, no sign is written. Absent for NaN, for infinite durations,
-  /// and if no unit is allowed.
+  /// The text of a duration in seconds, truncated toward zero to the smallest allowed unit. The sign of a negative
+  /// duration precedes the first written unit. If that unit is zero, no sign is written. Absent for NaN, for infinite
+  /// durations, and if no unit is allowed.
   [[nodiscard]] std::optional<std::string> string(double seconds) const;
   /// The text of a `double`, an `int` or a `std::int64_t`, in seconds. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

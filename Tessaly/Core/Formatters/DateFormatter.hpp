@@ -88,12 +88,13 @@ class TESSALY_EXPORT DateFormatter : public Formatter {
   /// `none`.
   ///
   /// If there is no time style, the result is the beginning of a day. If there is no date style, the result is a time
-  /// of today. A lenient text may have any of the four lengths of the locale or the form "2023-01-31". The text's time
-  /// may use the 24-hour clock. A year of two digits is at most 80 years ago and at most 20 years ahead. The order of
-  /// day and month is that of the locale. Impossible dates, impossible times and wrong weekdays are refused. For
-  /// parsing, the formatter prepares a combination of locale, time zone and styles in about 2 ms. Lenient parsing adds
-  /// about 7 ms to this preparation. After the preparation, a strict text takes about 3 µs. The first lenient text
-  /// takes about 3 ms, and each later lenient text about 0.1 ms.
+  /// of today. With `Parsing::lenient`, a text may have any of the four lengths of the locale or the form "2023-01-31".
+  /// The text's time may use the 24-hour clock. A year of two digits is at most 80 years ago and at most 20 years
+  /// ahead. A year before 1000 is refused, unless the text has the form that this formatter writes. The order of day
+  /// and month is that of the locale. Impossible dates, impossible times and wrong weekdays are refused. For parsing,
+  /// the formatter prepares a combination of locale, time zone and styles in about 2 ms. Lenient parsing adds about
+  /// 7 ms to this preparation. After the preparation, a text in the form that this formatter writes takes about 3 µs.
+  /// The first text in another form takes about 3 ms, and each later such text about 0.1 ms.
   [[nodiscard]] std::optional<::Tessaly::Date> date(std::string_view text, Parsing parsing = Parsing::lenient) const;
   /// Whether both texts mean the same date. If so, text fields replace the first text by the second without a notice.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const;

@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 class DurationFormatStyle {
  public:
   enum class Unit : std::uint8_t { day, hour, minute, second };
-  /// "1 hour, 2 minutes", "1 hr, 2 min", "1h 2m".
+  /// The width of the units. In the order of the values: "1 hour, 2 minutes", "1 hr, 2 min" and "1h 2m".
   enum class Width : std::uint8_t { wide, abbreviated, narrow };
 
   /// Sets the width. The default is `wide`.

@@ -21,13 +21,15 @@
 
 namespace Tessaly::inline v1 {
 
-/// When a field corrects typed text: only at the end of editing, or also at every change.
+/// Selects when a field corrects typed text: only at the end of editing, or also at every change.
 enum class FieldChecking : std::uint8_t { atTheEnd, atEveryChange };
 
 /// The state of a text in a field.
 ///
-/// `acceptable`: editing could end without a correction. `incomplete`: further typing can make the text acceptable.
-/// `invalid`: the field corrects the text at the end of editing, or editing cannot end.
+/// `acceptable`: editing could end without a correction of the value. The field may still rewrite the text, for example
+/// "007" as "7". `incomplete`: further typing may make the text acceptable. With a formatter other than a
+/// `NumberFormatter`, every text that the formatter accepts during typing but cannot parse is `incomplete`. `invalid`:
+/// the field corrects the text at the end of editing, or editing cannot end.
 enum class FieldState : std::uint8_t { acceptable, incomplete, invalid };
 
 /// The reason why a field refuses or corrects a text.
@@ -78,7 +80,7 @@ struct FieldNotice {
 ///     FieldEditing::End end = editing.end("3");  // shows "10", because “3” is less than “10”
 class TESSALY_EXPORT FieldEditing {
  public:
-  /// A change of a text: `inserted` replaces `removed`, between two parts that stay. All parts are UTF-8.
+  /// A change of a text: `inserted` replaces `removed`, between two parts that stay. All parts must be UTF-8.
   struct Change {
     std::string_view before;
     std::string_view removed;
@@ -97,8 +99,8 @@ class TESSALY_EXPORT FieldEditing {
     bool isRefusal = false;
     std::string reason;
   };
-  /// The result of editing. `hasEnded` is false if the field keeps a text that cannot be parsed or that breaks the
-  /// rule.
+  /// The result of editing. `hasEnded` is false if the field keeps a text that the formatter refuses or cannot parse,
+  /// or that breaks the rule (see `setRule`).
   struct End {
     bool hasEnded = false;
     std::string text;
@@ -126,17 +128,19 @@ class TESSALY_EXPORT FieldEditing {
   /// The maximum byte position for the cursor. With `FieldChecking::atTheEnd` and a `NumberFormatter`, this is the
   /// beginning of the formatter's suffix if the text ends with that suffix. Otherwise this is the end of the text.
   [[nodiscard]] std::size_t lastPosition(std::string_view text) const noexcept;
-  /// The state of a text. `*notice` receives the reason if the text is not acceptable. The pointer may be null.
+  /// The state of a text. `*notice` receives the reason why the field would correct or refuse the text. If there is no
+  /// reason, the kind of the notice is `none`. The pointer may be null.
   [[nodiscard]] FieldState state(std::string_view text, FieldNotice* notice = nullptr) const noexcept;
   /// Ends editing, with the cursor at a byte position. If `hasEnded` is true in the result, `object()` is then the
   /// object of the result's text.
   [[nodiscard]] End end(std::string_view text, std::size_t cursor = 0) noexcept;
 
-  /// Sets the rule for the objects of the field, in place of an earlier rule. A text whose object breaks the rule is
-  /// invalid, and stays in the field at the end of editing. An exception from the rule stops the process.
+  /// Sets the rule for the objects of the field, in place of an earlier rule. The rule must return true for an allowed
+  /// object. A text whose object breaks the rule is invalid, and stays in the field at the end of editing. An unchanged
+  /// text keeps its object without a call of the rule. An exception from the rule stops the process.
   void setRule(std::function<bool(const std::any& object)> rule) { rule_ = std::move(rule); }
   /// Sets a function that replaces the reason of each notice, for example by a translation. An empty result keeps the
-  /// reason.
+  /// reason. An exception from the function stops the process.
   void explainWith(Explanation explanation) { explanation_ = std::move(explanation); }
 
  private:

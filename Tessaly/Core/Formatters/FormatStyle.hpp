@@ -22,7 +22,7 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 ///
 /// `DateFormatter` offers four fixed lengths instead of fields, and words for the days around today. The nearest
 /// standard facility is `std::put_time`, where the program decides the order of the fields. Each thread prepares a
-/// combination of locale, zone and fields once, and keeps the last 16 combinations.
+/// combination of locale, zone and fields at its first use, and keeps the 16 combinations that it used last.
 ///
 /// Thread contract: thread-compatible. Formatting is thread-safe while no thread changes the style.
 ///
@@ -31,7 +31,8 @@ struct CompactDateTime;  // Defined in FoundationExtensions/FormatStyle+Extensio
 class Date::FormatStyle {
  public:
   /// The width of a number: omitted, without padding, or at least two digits. With `twoDigits`, a year is shortened to
-  /// its last two digits.
+  /// its last two digits. Some locales write days and months without padding even with `twoDigits`, for example Spanish
+  /// in "2/1".
   enum class Field : std::uint8_t { omitted, digits, twoDigits };
   /// The width of a month. A month can also be a name.
   enum class Month : std::uint8_t { omitted, digits, twoDigits, abbreviated, wide };
@@ -48,9 +49,9 @@ class Date::FormatStyle {
         .minute(Field::twoDigits)
         .second(Field::twoDigits);
   }
-  /// "03:04 PM": the time to the minute. The style also has the day and the month if the host overrides the system
-  /// version of `ProcessInfo` with a version before 15.0: "01/02, 03:04 PM". Callers must include
-  /// Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp.
+  /// "03:04 PM": the time to the minute. Despite the name, the style normally has no date. It has the day and the month
+  /// only if the host overrides the system version of `ProcessInfo` with a version before 15.0: "01/02, 03:04 PM".
+  /// Callers must include Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp.
   template <typename Definition = detail::CompactDateTime>
   [[nodiscard]] static FormatStyle compactDateTime() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/FormatStyle+Extensions.hpp");
@@ -60,8 +61,8 @@ class Date::FormatStyle {
   [[nodiscard]] FormatStyle year(Field width) const { return with(&FormatStyle::year_, width); }
   [[nodiscard]] FormatStyle month(Month width) const { return with(&FormatStyle::month_, width); }
   [[nodiscard]] FormatStyle day(Field width) const { return with(&FormatStyle::day_, width); }
-  /// The hour in the locale's clock of 12 or 24 hours. A clock of 12 hours adds the abbreviated period of the day, such
-  /// as "PM".
+  /// Sets the width of the hour. The locale decides whether the text has the 12-hour clock or the 24-hour clock. The
+  /// 12-hour clock adds the abbreviated period of the day, such as "PM".
   [[nodiscard]] FormatStyle hour(Field width) const { return with(&FormatStyle::hour_, width); }
   [[nodiscard]] FormatStyle minute(Field width) const { return with(&FormatStyle::minute_, width); }
   [[nodiscard]] FormatStyle second(Field width) const { return with(&FormatStyle::second_, width); }
@@ -74,7 +75,8 @@ class Date::FormatStyle {
     return with(&FormatStyle::timeZone_, zone);
   }
 
-  /// The text of a date, truncated to the smallest field. Empty for NaN and infinite dates.
+  /// The text of a date. The date is truncated, not rounded, to the smallest field. The text is empty for NaN and
+  /// infinite dates, and for a style without fields.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date) const;
 
   friend bool operator==(const FormatStyle&, const FormatStyle&) noexcept = default;

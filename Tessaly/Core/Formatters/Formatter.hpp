@@ -42,9 +42,10 @@ class TESSALY_EXPORT Formatter : public Object {
   virtual bool getObjectValue(std::any* object, std::string_view text,
                               std::optional<std::string>* errorDescription = nullptr);
 
-  /// Whether a field may hold this text during editing. If not, the field may keep its former text, or show the text
-  /// that the function has stored in `*newEditingString`. Both pointers may be null. The default implementation always
-  /// returns true.
+  /// Whether a field may hold this text during editing. If not, the function may store a replacement in
+  /// `*newEditingString` and a reason in `*errorDescription`. A field that checks every change then shows the
+  /// replacement, or else keeps its former text. Both pointers may be null. The default implementation always returns
+  /// true.
   virtual bool isPartialStringValid(std::string_view partialString,
                                     std::optional<std::string>* newEditingString = nullptr,
                                     std::optional<std::string>* errorDescription = nullptr);

@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Writes dates as text that machines read, in Greenwich time: "2023-01-02T15:04:05Z". Neither a locale nor a time zone
-/// affects the text.
+/// Writes dates as text that machines read, in UTC: "2023-01-02T15:04:05Z". Neither a locale nor a time zone affects
+/// the text.
 ///
 /// The nearest standard facility is `std::format` with `{:%FT%TZ}`, which the supported standard library lacks. The
 /// constructor allocates nothing.
@@ -36,8 +36,8 @@ class TESSALY_EXPORT ISO8601DateFormatter : public Formatter {
   [[nodiscard]] std::string_view className() const noexcept override;
 
   /// The text of a date. The date is first rounded to milliseconds, and then truncated to seconds. A year has at least
-  /// four digits. Before 15 October 1582 the calendar is the Julian calendar. The text is empty for NaN and infinite
-  /// dates.
+  /// four digits. Unlike in ISO 8601, dates before 15 October 1582 are in the Julian calendar. A year before AD 1 has
+  /// no sign: 1 BC is "0001". The text is empty for NaN and infinite dates.
   [[nodiscard]] std::string string(::Tessaly::Date date) const;
   /// The text of a `Date`. Absent for every other object.
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;

@@ -21,7 +21,7 @@ namespace Tessaly::inline v1 {
 /// Writes a list as in a sentence: "A, B, and C".
 ///
 /// The nearest standard facility is `std::views::join_with`, which adds no word before the last item. A thread prepares
-/// a locale in about 20 µs and keeps the last 16 combinations of locale and style.
+/// a combination of locale, type and width in about 20 µs, and keeps the 16 combinations that it used last.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///
@@ -43,7 +43,7 @@ class ListFormatStyle {
     return with(&ListFormatStyle::locale_, locale);
   }
 
-  /// The text of a list. Empty for an empty list. The text of a single item is the item itself. Ill-formed UTF-8
+  /// The text of a list. Empty for an empty list. The text of a list with one item is the item itself. Ill-formed UTF-8
   /// becomes U+FFFD.
   [[nodiscard]] TESSALY_EXPORT std::string format(std::span<const std::string_view> items) const;
   [[nodiscard]] std::string format(std::initializer_list<std::string_view> items) const {

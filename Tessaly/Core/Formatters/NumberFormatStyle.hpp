@@ -9,8 +9,9 @@ namespace Tessaly::inline v1 {
 /// Writes a number as people write it. A new style groups digits and writes at most three fraction digits.
 ///
 /// `NumberFormatter` also has affixes and rounding modes. The nearest standard facility is `std::format` with a
-/// `std::locale`, which needs the locale to be generated on the machine. A thread prepares a locale in about 100 µs and
-/// keeps the last 32 combinations of locale and style.
+/// `std::locale`, which needs the locale to be generated on the machine. A thread prepares a combination of locale and
+/// settings in about 100 µs. It keeps the 32 combinations that it used last. All numeric styles share these 32
+/// combinations.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///

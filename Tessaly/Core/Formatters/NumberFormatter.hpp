@@ -27,7 +27,8 @@ namespace Tessaly::inline v1 {
 /// used last. The prepared locales stay valid when the locale, the limits of the fraction digits or the zero symbol
 /// change. After a change of any other property, the formatter prepares each locale again at its next use.
 ///
-/// Thread contract: thread-compatible. Formatting changes the formatter, so two threads need two formatters.
+/// Thread contract: thread-compatible. Formatting and parsing change the formatter, although these functions are
+/// `const`. So two threads need two formatters.
 ///
 ///     NumberFormatter formatter;
 ///     formatter.setLocale(Locale("de"));
@@ -35,8 +36,9 @@ namespace Tessaly::inline v1 {
 ///     std::cout << formatter.string(1234.5678).value_or("");  // 1234,57
 class TESSALY_EXPORT NumberFormatter : public Formatter {
  public:
-  /// `none`: no grouping and no fraction digits. `decimal`: grouping and up to three fraction digits. `percent`: the
-  /// value times 100 in double precision, with grouping and the locale's percent sign.
+  /// `none`: no grouping and no fraction digits. If the number has more than 42 integer digits, only the last 42 are
+  /// written. `decimal`: grouping and up to three fraction digits. `percent`: the value times 100 in double precision,
+  /// with grouping, without fraction digits, and with the locale's percent sign.
   enum class Style : std::uint8_t { none = 0, decimal = 1, percent = 3 };
   enum class RoundingMode : std::uint8_t {
     ceiling = 0,
@@ -65,12 +67,14 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   /// Sets the style. Also resets the limits of the fraction digits to those of the style.
   void setNumberStyle(Style style);
 
-  /// A pattern whose affixes apply to negative numbers. "~" stands for the locale's sign of approximation. Absent by
-  /// default. A malformed pattern counts as absent.
+  /// A number pattern in the syntax of ICU's `DecimalFormat`. The formatter uses only its affixes, for negative
+  /// numbers. In the pattern, "~" stands for the locale's sign of approximation. Absent by default. A malformed pattern
+  /// counts as absent.
   [[nodiscard]] const std::optional<std::string>& negativeFormat() const noexcept TESSALY_LIFETIMEBOUND;
   void setNegativeFormat(const std::optional<std::string>& format);
 
-  /// The texts before and after a number. Setting an absent value restores the text of the locale.
+  /// The texts before and after a number. Setting an absent value restores the text of the locale. If `negativeFormat`
+  /// is set, an absent negative prefix or suffix restores that of the pattern.
   [[nodiscard]] std::string positivePrefix() const;
   void setPositivePrefix(const std::optional<std::string>& prefix);
   [[nodiscard]] std::string negativePrefix() const;
@@ -92,7 +96,7 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] RoundingMode roundingMode() const noexcept;
   void setRoundingMode(RoundingMode mode);
 
-  /// The whole text of an exact zero, prefix and suffix included. Absent by default.
+  /// The whole text for an exact zero. The formatter adds no prefix and no suffix to this text. Absent by default.
   [[nodiscard]] const std::optional<std::string>& zeroSymbol() const noexcept TESSALY_LIFETIMEBOUND;
   void setZeroSymbol(const std::optional<std::string>& symbol);
 
@@ -114,8 +118,9 @@ class TESSALY_EXPORT NumberFormatter : public Formatter {
   [[nodiscard]] std::optional<std::string> string(const std::any& object) const override;
 
   /// Parses a number. The whole text must have the form that this formatter writes, prefix and suffix included.
-  /// Otherwise the result is absent. Digits of every script and leading white space are accepted. The time is O(n). A
-  /// text of more than 10,000 characters is refused unless almost all of them are digits.
+  /// Otherwise the result is absent. Digits of every script, leading white space, an exponent ("1e3") and excess
+  /// fraction digits are accepted. The time is O(n). A text of more than 10,000 characters is refused unless almost all
+  /// of them are digits.
   [[nodiscard]] virtual std::optional<NSNumber> number(std::string_view text) const;
 
   /// Parses like `number`, and stores an `NSNumber`. Leaves `*errorDescription` unchanged.

@@ -13,9 +13,9 @@ namespace Tessaly::inline v1 {
 
 /// Writes a rank in digits: "1st", "2.", "1er".
 ///
-/// The form is the default form of the locale data, for example the masculine form in French. To choose between texts
-/// of the host by rank, use `PluralRules` with `PluralRules::Kind::ordinal`. The standard library has no counterpart. A
-/// thread prepares a locale in about 300 µs and keeps the last four locales.
+/// The form is the default form of the locale data, for example the masculine form in French. If the rank decides which
+/// text of the host is shown, use `PluralRules` with `PluralRules::Kind::ordinal`. The standard library has no
+/// counterpart. A thread prepares a locale in about 300 µs and keeps the four locales that it used last.
 ///
 /// Thread contract: thread-compatible. Threads may share a style that no thread changes.
 ///

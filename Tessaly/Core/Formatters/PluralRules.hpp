@@ -14,8 +14,8 @@ namespace Tessaly::inline v1 {
 ///
 /// English has two forms, as in "1 file" and "2 files". Russian has three forms, and Arabic has six. A host keeps one
 /// text for each category, and shows the text of the category that the rules choose. The nearest facility is
-/// `ngettext`, whose rules are in the translations. A thread prepares the rules of a locale once and keeps the last
-/// eight combinations of locale and kind.
+/// `ngettext`, whose rules are in the translations. A thread prepares a combination of locale and kind at its first
+/// use, and keeps the eight combinations that it used last.
 ///
 /// Thread contract: thread-compatible. Threads may share rules that no thread changes.
 ///
@@ -36,7 +36,8 @@ class PluralRules {
   /// The category of a number in its shortest decimal form: 1.5 has one fraction digit, 1.0 has none. The sign is
   /// ignored. `other` for infinities and NaN.
   [[nodiscard]] TESSALY_EXPORT Category category(double number) const;
-  /// The category of a number that is shown with exactly this many fraction digits, from 0 to 340.
+  /// The category of a number that is shown with exactly `fractionDigits` fraction digits. The count is clamped to the
+  /// range from 0 to 340.
   [[nodiscard]] TESSALY_EXPORT Category category(double number, int fractionDigits) const;
 
   friend bool operator==(const PluralRules&, const PluralRules&) noexcept = default;

@@ -13,7 +13,8 @@ namespace Tessaly::inline v1 {
 /// metric.
 enum class MeasurementSystem : std::uint8_t { metric, us, uk };
 
-/// The system of a locale's country: "de_DE" gives `metric`, and "en" gives `us`.
+/// The system of units of a locale's country: "de_DE" gives `metric`. If the locale has no country, the most likely
+/// country of its language counts: "en" gives `us`.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT MeasurementSystem measurementSystem(const Locale& locale);
@@ -66,7 +67,8 @@ struct Quantity {
   Unit unit = Unit::meter;
 
   [[nodiscard]] TESSALY_EXPORT static Kind kindOf(Unit unit) noexcept;
-  /// The same amount in another unit of the same kind. The prefixes of data rates are powers of 1,000.
+  /// The same amount in another unit of the same kind. A unit of another kind stops the process. The prefixes of data
+  /// rates are powers of 1,000.
   [[nodiscard]] TESSALY_EXPORT Quantity converted(Unit target) const;
 
   friend bool operator==(const Quantity&, const Quantity&) noexcept = default;

@@ -41,8 +41,9 @@ class RelativeDateFormatStyle {
   [[nodiscard]] RelativeDateFormatStyle width(Width width) const {
     return with(&RelativeDateFormatStyle::width_, width);
   }
-  /// Sets the presentation. The default is `numeric`. A date gets a word only if the calendar agrees: "last month" is
-  /// the calendar month before the month of the reference date.
+  /// Sets the presentation. The default is `numeric`. With `named`, a date gets a word only if the word is also true by
+  /// the calendar. For example, "last month" requires a date in the calendar month before the month of the reference
+  /// date.
   [[nodiscard]] RelativeDateFormatStyle presentation(Presentation presentation) const {
     return with(&RelativeDateFormatStyle::presentation_, presentation);
   }
@@ -59,8 +60,8 @@ class RelativeDateFormatStyle {
   /// The text of a date relative to a reference date. Empty if one of the dates is not a finite number, or is at least
   /// 300,000 years of 365 days from 1970.
   [[nodiscard]] TESSALY_EXPORT std::string format(Date date, Date reference = Date::now()) const;
-  /// The text of an amount of one unit. A positive amount or 0 is in the future. A negative amount or -0.0 is in the
-  /// past. Empty for NaN and infinities.
+  /// The text of an amount of the given unit. A positive amount or 0 is in the future. A negative amount or -0.0 is in
+  /// the past. Empty for NaN and infinities.
   [[nodiscard]] TESSALY_EXPORT std::string format(double amount, Unit unit) const;
 
   friend bool operator==(const RelativeDateFormatStyle&, const RelativeDateFormatStyle&) noexcept = default;

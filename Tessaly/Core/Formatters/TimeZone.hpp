@@ -11,8 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A time zone, identified by its name in the time-zone database ("Europe/Paris") or its offset from Greenwich
-/// ("GMT+03:00").
+/// A time zone, identified by its name in the time-zone database ("Europe/Paris") or its offset from UTC ("GMT+03:00").
 ///
 /// The nearest standard facility is `std::chrono::time_zone`, which the supported standard library lacks.
 ///
@@ -26,10 +25,11 @@ class TimeZone {
   [[nodiscard]] TESSALY_EXPORT static std::optional<TimeZone> from(std::string_view identifier);
   [[nodiscard]] static TimeZone gmt() { return TimeZone("GMT"); }
 
-  /// The zone of the environment variable `TZ`, or else the zone of the system. Every call reads the variable. A thread
-  /// that has called the function notices a change of the system's zone only after `TZ` has changed.
+  /// The zone of the environment variable `TZ`, or else the zone of the system. If `TZ` has rules instead of a name,
+  /// the result is a fixed zone with the present offset from UTC. Without a `Replacement`, every call reads `TZ`. Each
+  /// thread keeps the resulting zone until `TZ` changes. Until then, it does not notice a change of the system's zone.
   ///
-  /// Thread contract: thread-safe.
+  /// Thread contract: thread-safe, but no thread may change the environment during the call.
   [[nodiscard]] TESSALY_EXPORT static TimeZone current();
 
   [[nodiscard]] const std::string& identifier() const noexcept TESSALY_LIFETIMEBOUND { return identifier_; }
@@ -66,7 +66,8 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const TimeZone& zo
 
 namespace detail {
 
-/// `TimeZone::current()` without a copy. The reference is valid until the next call on this thread.
+/// `TimeZone::current()` without a copy. The reference is valid until the next call on this thread or the end of a
+/// `Replacement`.
 [[nodiscard]] TESSALY_EXPORT const TimeZone& currentTimeZone();
 
 }  // namespace detail

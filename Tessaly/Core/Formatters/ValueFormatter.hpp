@@ -44,12 +44,13 @@ class ValueFormatter final : public Formatter {
     const auto* value = std::any_cast<Value>(&object);
     return value != nullptr ? std::optional(format_(*value)) : std::nullopt;
   }
-  /// Whether both texts have the same value. False if a text has no value.
+  /// Whether both texts have the same value. False if one of the texts cannot be parsed.
   [[nodiscard]] bool meansTheSame(std::string_view one, std::string_view other) const {
     const std::optional<Value> first = parse_(one);
     return first && first == parse_(other);
   }
-  /// Parses a text into a `Value`. Returns false if the text has no value.
+  /// Parses a text into a `Value`. If the text cannot be parsed, returns false and stores an English sentence in
+  /// `*errorDescription`.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::optional<std::string>* errorDescription = nullptr) override {
     std::optional<Value> value = parse_(text);

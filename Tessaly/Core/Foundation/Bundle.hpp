@@ -38,8 +38,8 @@ struct BundleInformation {
 
 /// The facts about the application: its identifier, its versions, its languages.
 ///
-/// The facts come from `setMain` or from a note in the main executable. The CMake function `tessaly_bundle` makes the
-/// note. The note survives stripping and the removal of unused sections.
+/// The facts come from `setMain` or from an ELF note in the main executable. The CMake function `tessaly_bundle` makes
+/// the note. The note survives stripping and the removal of unused sections.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -50,22 +50,24 @@ class Bundle {
   Bundle(const Bundle&) = delete;
   Bundle& operator=(const Bundle&) = delete;
 
-  /// The running application. The facts are read at the first call.
+  /// The bundle of the running application. The first call of `main` reads the bundle's identifier, versions and
+  /// languages from the executable, unless `setMain` has set them.
   [[nodiscard]] TESSALY_EXPORT static const Bundle& main();
 
-  /// Sets the facts in code. These facts replace all facts of the executable's note. Stops the process if
-  /// `Bundle::main` or `setMain` was called before.
+  /// Sets the identifier, the versions and all other facts of the main bundle in code. The facts in the executable,
+  /// which come from `tessaly_bundle`, are then ignored. Stops the process if `Bundle::main` or `setMain` was called
+  /// before.
   TESSALY_EXPORT static void setMain(BundleInformation information);
 
-  /// "CFBundleIdentifier" of the information dictionary.
+  /// The identifier of the application: the entry "CFBundleIdentifier" of the information dictionary.
   [[nodiscard]] const std::optional<std::string>& bundleIdentifier() const noexcept TESSALY_LIFETIMEBOUND {
     return facts_.identifier;
   }
-  /// "CFBundleShortVersionString" of the information dictionary.
+  /// The version that users see: the entry "CFBundleShortVersionString" of the information dictionary.
   [[nodiscard]] const std::optional<std::string>& shortVersionString() const noexcept TESSALY_LIFETIMEBOUND {
     return facts_.shortVersion;
   }
-  /// "CFBundleVersion" of the information dictionary.
+  /// The number of the build: the entry "CFBundleVersion" of the information dictionary.
   [[nodiscard]] const std::optional<std::string>& buildVersion() const noexcept TESSALY_LIFETIMEBOUND {
     return facts_.build;
   }
@@ -75,12 +77,13 @@ class Bundle {
   }
 
   /// The localizations that suit the user, best first. If `BundleInformation::preferredLocalizations` is present, it is
-  /// the result. Otherwise the environment decides by LANGUAGE, or else by its locale: the first of LC_ALL, LC_MESSAGES
-  /// and LANG that is not empty. LANGUAGE is ignored if the locale is missing, "C" or "POSIX". If no localization fits,
-  /// the result is the original localization. If the application names no localizations, the result is "en".
+  /// the result. Otherwise the environment variable LANGUAGE decides. If LANGUAGE is empty, the locale decides: the
+  /// first of LC_ALL, LC_MESSAGES and LANG that is not empty. LANGUAGE is ignored if the locale is missing, "C" or
+  /// "POSIX". An encoding, as in "C.UTF-8", makes no difference. If no localization fits, the result is the original
+  /// localization. If the application names no localizations, the result is "en".
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> preferredLocalizations() const;
 
-  /// An entry of the information dictionary.
+  /// The value of a key, such as "CFBundleVersion", in the information dictionary. Absent if the key is missing.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> infoValue(std::string_view key) const;
 
   /// The URL of the executable.

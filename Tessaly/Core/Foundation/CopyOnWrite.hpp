@@ -19,8 +19,8 @@ namespace Tessaly::inline v1 {
 /// for a single holder is an acquire load, so all reads by former holders happen before the write. A
 /// default-constructed or moved-from `CopyOnWrite` reads as a default-constructed value and has no storage.
 ///
-/// Never use the reference of `modify` after the holder was copied. A write through the reference would change the copy
-/// too.
+/// After a copy of the holder was made, never use a reference that `modify` returned before. A write through the
+/// reference would change the copy too.
 ///
 /// The nearest standard facility is `std::shared_ptr`, whose `use_count` does not safely detect the only holder.
 ///
@@ -51,7 +51,9 @@ class CopyOnWrite {
     return storage_->value;
   }
 
-  /// The value to write, owned by this holder alone. O(size of the value) if the value was shared, or else O(1).
+  /// Returns the value for writing. First copies the value if another holder shares it, so no other holder sees the
+  /// changes. The caller must not use the reference after a copy of this holder was made. O(size of the value) if the
+  /// value was shared, or else O(1).
   [[nodiscard]] Value& modify() {
     if (!isUnique()) {
       CopyOnWrite copy(storage_ == nullptr ? Value() : storage_->value);

@@ -59,9 +59,10 @@ class Data {
   /// Thread contract: thread-safe. Blocks on the file system.
   [[nodiscard]] TESSALY_EXPORT static Data contentsOf(const URL& file);
 
-  /// Writes a whole file in place. A new file gets the mode 0666 without the bits of the process's `umask`. Throws
-  /// `POSIXError` if the file cannot be written, and `URLError` (`unsupportedURL`) if the URL is not a file URL. After
-  /// a throw, the file may be empty or incomplete.
+  /// Replaces the contents of a file by these bytes, or creates the file. Writes in place, not through a temporary
+  /// file. A new file gets the mode 0666 without the bits of the process's `umask`. Throws `POSIXError` if the file
+  /// cannot be written, and `URLError` (`unsupportedURL`) if the URL is not a file URL. After a throw, the file may be
+  /// empty or incomplete.
   ///
   /// Thread contract: thread-safe. Blocks on the file system.
   TESSALY_EXPORT void write(const URL& file) const;
@@ -104,7 +105,7 @@ class Data {
   /// Base64 with padding and without line breaks (RFC 4648, section 4).
   [[nodiscard]] TESSALY_EXPORT std::string base64EncodedString() const;
 
-  /// The number of bytes: "3 bytes".
+  /// The number of bytes, such as "3 bytes". A single byte also has the plural: "1 bytes".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   friend bool operator==(const Data& left, const Data& right) noexcept {

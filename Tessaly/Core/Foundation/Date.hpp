@@ -25,7 +25,7 @@ namespace Tessaly::inline v1 {
 ///     if (deadline > Date::now()) std::cout << deadline;  // 2023-01-02 15:04:06 +0000
 class Date {
  public:
-  /// The parts and widths of a date's text in a locale.
+  /// Writes dates for people, in chosen fields and widths. Defined in Tessaly/Core/Formatters/FormatStyle.hpp.
   class FormatStyle;
 
   /// Seconds from 1970-01-01 00:00:00 UTC to 2001-01-01 00:00:00 UTC.
@@ -80,8 +80,8 @@ class Date {
  private:
   explicit constexpr Date(double seconds) noexcept : seconds_(seconds) {}
 
-  // Whole seconds and fractions are converted separately. Their sum in seconds since 1970 would usually be larger, so a
-  // double would round the fraction more coarsely.
+  // Whole seconds and fractions are converted separately. The seconds since 1970 are usually a larger number than the
+  // seconds since 2001. A double of the seconds since 1970 would therefore round the fraction more coarsely.
   template <typename Duration>
   static constexpr double secondsSinceReferenceDate(Duration since1970) noexcept {
     const auto cut = std::chrono::duration_cast<std::chrono::seconds>(since1970);
@@ -115,8 +115,9 @@ class TESSALY_EXPORT WallClock {
   virtual ~WallClock();
   [[nodiscard]] virtual Date now() const noexcept = 0;
 
-  /// Replaces the source for a scope, in all threads. Replacements must end in the reverse order of their construction.
-  /// A clock must outlive the replacement that installs the clock.
+  /// Replaces the clock of `Date::now()` in all threads, until the replacement is destroyed. Replacements must be
+  /// destroyed in the reverse order of their construction. The clock must outlive the replacement. The clock must
+  /// also outlive each call of `Date::now()` that another thread began before that destruction.
   class TESSALY_EXPORT Replacement {
    public:
     explicit Replacement(const WallClock& clock) noexcept;

@@ -31,7 +31,7 @@ class TESSALY_EXPORT DecodingError final : public Error {
   DecodingError(Kind kind, std::string debugDescription);
   ~DecodingError() override;
 
-  /// For example `dataCorrupted("The given data was not valid JSON.")`.
+  /// The kind and the reason, for example `dataCorrupted("The given data was not valid JSON.")`.
   [[nodiscard]] std::string description() const override;
   /// "The data couldn’t be read because it is missing." for `keyNotFound` and `valueNotFound`. For the other kinds "…
   /// because it isn’t in the correct format."

@@ -60,12 +60,12 @@ inline constexpr DigestMethod digestMethod<SHA512Digest> = DigestMethod::sha512;
 template <>
 inline constexpr DigestMethod digestMethod<Insecure::MD5Digest> = DigestMethod::md5;
 
-/// An incomplete digest.
+/// The state of a digest computation, to which more bytes can be added.
 class TESSALY_EXPORT DigestState {
  public:
   explicit DigestState(DigestMethod method);
   void update(std::span<const std::uint8_t> bytes);
-  /// Writes the digest, and starts a new digest.
+  /// Writes the digest to `out`, and starts a new digest. `out` must have room for all bytes of the digest.
   void finalize(std::uint8_t* out);
 
  private:
@@ -91,7 +91,8 @@ template <typename Digest>
 class DigestHasher {
  public:
   void update(std::span<const std::uint8_t> bytes) { state_.update(bytes); }
-  /// The digest of all bytes since the beginning, or since the last `finalize()`.
+  /// Returns the digest of all bytes that were added since the construction or the previous `finalize()`. Then starts a
+  /// new digest.
   [[nodiscard]] Digest finalize() {
     Digest digest;
     state_.finalize(digest.bytes.data());

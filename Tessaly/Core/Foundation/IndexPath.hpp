@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 /// A path in a tree of lists: a position in the outermost list, a position in the list at that place, and so on. In a
 /// list with sections, the first position is the section, and the second position is the item.
 ///
-/// Paths are compared position by position. A path precedes its extensions.
+/// Paths are compared position by position. A path precedes every longer path that begins with it.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -57,7 +57,7 @@ class IndexPath {
     return longer;
   }
 
-  /// "[1, 3]".
+  /// The positions as a text, such as "[1, 3]".
   [[nodiscard]] TESSALY_EXPORT std::string description() const;
 
   friend bool operator==(const IndexPath&, const IndexPath&) noexcept = default;

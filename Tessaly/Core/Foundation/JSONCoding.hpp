@@ -18,7 +18,8 @@ namespace detail {
 struct JSONValue;
 }
 
-/// The members of an encoded object. The `decode` functions throw `DecodingError`.
+/// The members of a parsed JSON object. The `decode` functions throw `DecodingError` if the member is missing or has
+/// another type, or if its text is malformed.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -40,7 +41,7 @@ class KeyedDecodingContainer {
   std::shared_ptr<const detail::JSONValue> value_;
 };
 
-/// The source of a decoded value.
+/// A parsed JSON value. A decodable type has a constructor that takes a `Decoder`.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -50,7 +51,7 @@ class KeyedDecodingContainer {
 ///     };
 class Decoder {
  public:
-  /// The members of the decoded object. Throws `DecodingError` if the source is not an object.
+  /// The members of the parsed JSON object. Throws `DecodingError` if the parsed JSON value is not an object.
   [[nodiscard]] TESSALY_EXPORT KeyedDecodingContainer container() const;
 
  private:
@@ -67,7 +68,7 @@ class Decoder {
 ///     Song song = JSONDecoder::decode<Song>(data);
 class JSONDecoder {
  public:
-  /// The decoder for a text. Throws `DecodingError` if the text is not JSON in UTF-8.
+  /// Parses a text and returns a decoder for its JSON value. Throws `DecodingError` if the text is not JSON in UTF-8.
   [[nodiscard]] TESSALY_EXPORT static Decoder decoder(const Data& data);
   /// Decodes a `Value` by its constructor that takes a `Decoder`.
   template <typename Value>
@@ -76,7 +77,7 @@ class JSONDecoder {
   }
 };
 
-/// The members of an encoded object. A key that is encoded twice appears twice.
+/// Collects the members of a JSON object. A key that is encoded twice appears twice in the object.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -105,7 +106,7 @@ class Encoder {
 ///     Data text = JSONEncoder::encode(song);
 class JSONEncoder {
  public:
-  /// Encodes a value that has a member function `encode(Encoder&)`.
+  /// Encodes a value as a JSON object. The value must have a member function `encode(Encoder&) const`.
   template <typename Value>
   [[nodiscard]] static Data encode(const Value& value) {
     Encoder encoder;

@@ -10,7 +10,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A unit of amounts of information. The coefficient of a unit is its number of bytes.
+/// A unit of information, for example bytes or megabytes. The coefficient of a unit is its number of bytes.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -41,12 +41,14 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
     return this->insertIfAbsent(std::move(element), index);
   }
 
-  /// Removes the element at an index. Throws `std::out_of_range` if the index is out of range. O(n).
+  /// Removes the element at an index. Throws `std::out_of_range` if the index is out of range. O(n). The set may
+  /// destroy the removed element later: at another removal, at `removeAllObjects()`, or in the destructor of the set.
   void removeObjectAt(std::int64_t index) {
     checkIndex(index, this->count() - 1);
     this->eraseAt(index);
   }
-  /// Removes the element that equals `element`. Returns false if the set contains no such element.
+  /// Removes the element that equals `element`. Returns false if the set contains no such element. The set may destroy
+  /// the removed element later: at another removal, at `removeAllObjects()`, or in the destructor of the set.
   bool remove(const Element& element) {
     const std::int64_t index = this->index(element);
     if (index == NSNotFound) return false;
@@ -55,9 +57,10 @@ class NSMutableOrderedSet : public NSOrderedSet<Element, Hash, Equal> {
   }
   void removeAllObjects() noexcept { this->clear(); }
 
-  /// Removes the elements at the indexes, and inserts them as one block, in their order, at `index`. The position
-  /// `index` counts the remaining elements only. Throws `std::out_of_range` if one of the indexes does not exist, or if
-  /// `index` is not from 0 to the number of remaining elements. In both cases the set does not change. O(n).
+  /// Removes the elements at the indexes, and inserts them as one block, in their order, at `index`. After the move,
+  /// `index` is the index of the block's first element. Throws `std::out_of_range` if one of the indexes is out of
+  /// range, or if `index` is not from 0 to the number of remaining elements. In both cases the set does not change.
+  /// O(n).
   void moveObjects(const std::set<std::int64_t>& indexes, std::int64_t index) {
     if (!indexes.empty()) {
       checkIndex(*indexes.begin(), this->count() - 1);

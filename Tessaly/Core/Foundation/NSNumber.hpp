@@ -19,7 +19,8 @@ namespace Tessaly::inline v1 {
 
 class PropertyList;
 
-/// A boxed number: a boolean, an integer of 64 bits with or without a sign, or a real of single or double precision.
+/// A number that stores its kind: a boolean, a signed or unsigned 64-bit integer, or a real. A real is a floating-point
+/// number of single or double precision.
 ///
 /// Numbers of different kinds are equal if their values are equal: true equals 1, and 5 equals 5.0. The nearest
 /// standard facility is a `std::variant` of the kinds, which compares the kinds first.
@@ -48,13 +49,13 @@ class NSNumber {
   explicit constexpr NSNumber(double value) noexcept : kind_(Kind::double_), real_(value) {}
 
   [[nodiscard]] constexpr Kind kind() const noexcept { return kind_; }
-  /// Whether the number is of single or double precision.
+  /// Whether the number is a floating-point number, of single or double precision.
   [[nodiscard]] constexpr bool isReal() const noexcept { return kind_ == Kind::single || kind_ == Kind::double_; }
 
   /// False for zero only.
   [[nodiscard]] constexpr bool boolValue() const noexcept { return isReal() ? real_ != 0 : integer_ != 0; }
-  /// The value truncated toward zero. An unsigned integer of 2^63 or more wraps to a negative number. A real outside
-  /// the range gives the nearest end of the range. NaN gives 0.
+  /// The value truncated toward zero. An unsigned integer of 2^63 or more wraps to a negative number. A floating-point
+  /// number outside the range of `std::int64_t` gives the nearest end of that range. NaN gives 0.
   [[nodiscard]] constexpr std::int64_t integerValue() const noexcept { return isReal() ? cut(real_) : integer_; }
   /// `integerValue`, wrapped to 16 bits.
   [[nodiscard]] constexpr std::int16_t shortValue() const noexcept { return static_cast<std::int16_t>(integerValue()); }
@@ -71,8 +72,8 @@ class NSNumber {
     return static_cast<float>(integer_);
   }
 
-  /// The number as a `Value`, if the conversion is exact. Booleans are 0 and 1. NaN is exact in both precisions.
-  /// Nothing is truncated, wrapped or rounded.
+  /// The number as a `Value`, if the conversion is exact. Absent if the conversion would truncate, wrap or round.
+  /// Booleans convert to 0 and 1. NaN converts to NaN in both precisions.
   template <typename Value>
     requires std::is_arithmetic_v<Value>
   [[nodiscard]] constexpr std::optional<Value> exactly() const noexcept {
@@ -93,7 +94,7 @@ class NSNumber {
     }
   }
 
-  /// Whether kind and value are the same to the bit: 0.0 and -0.0 differ.
+  /// Whether both have the same kind and the same bit pattern: 0.0 and -0.0 differ.
   [[nodiscard]] constexpr bool isIdentical(const NSNumber& other) const noexcept {
     return kind_ == other.kind_ && bits() == other.bits();
   }
@@ -145,7 +146,7 @@ class NSNumber {
   template <typename Value>
   static constexpr std::optional<Value> realExactly(double real) noexcept {
     if (real >= 0x1p63 && real < 0x1p64) {
-      const auto whole = static_cast<std::uint64_t>(real);  // From 2^63 on, every real is whole.
+      const auto whole = static_cast<std::uint64_t>(real);  // From 2^63 on, every `double` is an integer.
       return std::in_range<Value>(whole) ? std::optional(static_cast<Value>(whole)) : std::nullopt;
     }
     if (!(real >= -0x1p63 && real < 0x1p63)) return std::nullopt;

@@ -25,13 +25,14 @@
 
 namespace Tessaly::inline v1 {
 
-/// The result of `index` for an element that the set does not contain.
+/// The result of `NSOrderedSet::index` for an element that the set does not contain.
 inline constexpr std::int64_t NSNotFound = std::numeric_limits<std::int64_t>::max();
 
 namespace detail {
 
-/// The error that an ordered set throws if it refuses to move items. The error explains the reason. Also named
-/// `NSOrderedSet<>::MoveError`.
+/// The error of the free move functions in Tessaly/FoundationExtensions/NSOrderedSet+Moves.hpp. The error explains why
+/// the function refuses the move. The members `moveObjects` and `moveObject` throw `std::out_of_range` instead. Also
+/// named `NSOrderedSet<>::MoveError`.
 struct TESSALY_EXPORT OrderedSetMoveError final : Error {
   /// The complete message.
   std::string errorDescription;
@@ -61,8 +62,8 @@ struct TESSALY_EXPORT OrderedSetMoveError final : Error {
 
 }  // namespace detail
 
-/// A constant sequence without duplicates. Its elements have an order, and a search by hash takes constant time.
-/// `NSMutableOrderedSet` can be changed.
+/// An immutable sequence without duplicates. Its elements have an order, and `contains` uses hashes and takes constant
+/// time. `NSMutableOrderedSet` can be changed.
 ///
 /// Copies share their elements. By default the elements are objects, which are compared by identity. The nearest
 /// standard facilities are `std::vector`, whose search compares every element, and `std::unordered_set`, which has no
@@ -155,7 +156,7 @@ class NSOrderedSet {
       detail::throwOrderedSetIndex(index, count());
     return (*this)[index];
   }
-  /// The element at an index, without a check. O(1).
+  /// The element at an index. The index must be in range, because the function does not check it. O(1).
   [[nodiscard]] const Element& operator[](std::int64_t index) const noexcept {
     return members_.read()[order_.read()[static_cast<std::size_t>(index)]];
   }
@@ -182,11 +183,12 @@ class NSOrderedSet {
   }
 
  protected:
-  /// Adds an element at an index, unless the set contains an equal element. The index must be in range.
+  /// Adds an element at an index. Returns false and does nothing if the set contains an equal element. The index must
+  /// be from 0 to `count()`.
   bool insertIfAbsent(Element element, std::int64_t index) {
     if (contains(element)) return false;
     Order& order = order_.modify();
-    if (order.size() == order.capacity()) order.reserve(2 * order.size() + 1);  // Nothing may throw after `add`.
+    if (order.size() == order.capacity()) order.reserve(2 * order.size() + 1);  // `insert` must not throw after `add`.
     const Slot slot = members_.modify().add(std::move(element));
     order.insert(order.begin() + index, slot);
     return true;

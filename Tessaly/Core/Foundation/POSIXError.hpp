@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A failed system call: its `errno` in the domain "NSPOSIXErrorDomain".
+/// The error of a failed system call. Its code is the `errno` value, and its domain is "NSPOSIXErrorDomain".
 ///
 /// The nearest standard facility is `std::system_error`, whose text depends on the process's locale. The text of a
 /// `POSIXError` does not depend on the locale.
@@ -29,7 +29,8 @@ class TESSALY_EXPORT POSIXError final : public Error {
   /// For example `Error Domain=NSPOSIXErrorDomain Code=2 "No such file or directory"`. If the error has no text,
   /// `"(null)"` is written instead.
   [[nodiscard]] std::string description() const override;
-  /// For example "The operation couldn’t be completed. No such file or directory".
+  /// For example "The operation couldn’t be completed. No such file or directory". If the error has no text, the
+  /// function returns the default of `Error::localizedDescription()`.
   [[nodiscard]] std::string localizedDescription() const override;
   /// "NSPOSIXErrorDomain".
   [[nodiscard]] std::string domain() const override;

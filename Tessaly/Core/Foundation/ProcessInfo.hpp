@@ -56,15 +56,16 @@ class ProcessInfo {
     std::optional<OperatingSystemVersion> operatingSystemVersion = std::nullopt;
   };
 
-  /// The `ProcessInfo` of the running process, or its replacement. The `ProcessInfo` of the running process is made at
-  /// its first use, and is never destroyed.
+  /// The `ProcessInfo` that the latest existing `Replacement` installed, or else the one of the running process. The
+  /// `ProcessInfo` of the running process is made at its first use, and is never destroyed.
   [[nodiscard]] TESSALY_EXPORT static const ProcessInfo& processInfo() noexcept;
 
   /// The facts of the running process. The facts in `overrides` replace those of the process.
   TESSALY_EXPORT explicit ProcessInfo(Overrides overrides);
 
-  /// Replaces the result of `processInfo()` for a scope, in all threads. Replacements must end in the reverse order of
-  /// their construction. The installed `ProcessInfo` must outlive its replacement.
+  /// Replaces the result of `processInfo()` for a scope, in all threads. `Replacement` objects must be destroyed in the
+  /// reverse order of their construction. The `ProcessInfo` that is passed to the constructor must outlive the
+  /// `Replacement`.
   class Replacement {
    public:
     TESSALY_EXPORT explicit Replacement(const ProcessInfo& replacement) noexcept;
@@ -76,9 +77,9 @@ class ProcessInfo {
     const ProcessInfo* previous_;
   };
 
-  /// The current environment. O(size of the environment).
+  /// The environment from `Overrides`, or else the current environment of the process. O(size of the environment).
   [[nodiscard]] TESSALY_EXPORT std::map<std::string, std::string> environment() const;
-  /// The value of one environment variable. Absent if the variable is not set.
+  /// The value of one variable of `environment()`. Absent if the variable is not set.
   [[nodiscard]] TESSALY_EXPORT std::optional<std::string> environmentValue(const std::string& name) const;
   /// The arguments of the process, the program's name first. Empty if the system does not give them.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string> arguments() const;

@@ -22,13 +22,13 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value of a property list: a number (boolean, integer or real), a text, a date or data. A value can also be an
-/// array of values, or a dictionary of values with text keys.
+/// A value of a property list: a number (boolean, integer or real), a text (UTF-8 string), a date or data. A value can
+/// also be an array of values, or a dictionary of values with text keys.
 ///
 /// A value has 16 bytes and is immutable. Copies share their data on the heap. U+FFFD replaces ill-formed UTF-8 in a
-/// text or a key when the value is made, so a stored value reads back equal. Values may be nested to any depth.
-/// `PropertyListSerialization` and `description` have the limit `maximumDepth`. The settings store allows one level
-/// less.
+/// text or a key when the value is made. Serialization therefore never has to change a text. Values may be nested to
+/// any depth. `PropertyListSerialization` and `description` have the limit `maximumDepth`. The settings store allows
+/// one level less.
 ///
 /// Property lists are the format of settings. For data that other systems read, prefer a JSON coder.
 ///
@@ -105,8 +105,8 @@ class PropertyList {
   /// The number of levels of containers: 0 for a value that is not a container, 1 for an empty container. O(1).
   [[nodiscard]] std::uint32_t depth() const noexcept { return hasBox() ? payload_.box->depth : 0; }
 
-  /// Whether kinds and contents are the same to the bit: 5 and 5.0 differ, and so do 0.0 and -0.0. A real of single
-  /// precision is not identical to a real of double precision.
+  /// Whether both have the same kinds and bitwise the same contents: 5 and 5.0 differ, and so do 0.0 and -0.0. A real
+  /// of single precision is not identical to a real of double precision.
   [[nodiscard]] bool isIdentical(const PropertyList& other) const noexcept {
     return compare(*this, other, Comparison::identical);
   }

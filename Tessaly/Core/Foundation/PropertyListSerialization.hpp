@@ -16,7 +16,8 @@ namespace Tessaly::inline v1 {
 
 /// The format of a serialized property list.
 enum class PropertyListFormat : std::uint8_t {
-  /// XML in UTF-8. Dates are rounded down to seconds. Texts cannot contain U+FFFE, U+FFFF or most control characters.
+  /// XML in UTF-8. Dates must be in the years 1 to 9999 and are rounded down to seconds. Texts cannot contain U+FFFE,
+  /// U+FFFF or most control characters.
   xml,
   /// A binary format with a table of offsets. The format represents every value exactly.
   binary,
@@ -46,9 +47,10 @@ class TESSALY_EXPORT PropertyListError final : public Error {
 /// Parses and serializes property lists in both formats.
 ///
 /// Parsing is safe for arbitrary bytes and throws for malformed bytes. Parsing also throws for a list that is nested
-/// deeper than `PropertyList::maximumDepth` or refers to itself. A binary list may share values. Its number of values
-/// counts a shared value once for each reference. Parsing throws if this number exceeds 65,536 plus 256 for each byte
-/// of the list. If two entries have the same key, the parser keeps the last entry.
+/// deeper than `PropertyList::maximumDepth` or refers to itself. In a binary list, several references may lead to the
+/// same value. The parser counts such a value, with all values in it, once for each reference. Parsing throws if the
+/// count of all values exceeds 65,536 plus 256 for each byte of the list. If two entries have the same key, the parser
+/// keeps the last entry.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -62,7 +64,8 @@ class PropertyListSerialization {
     PropertyListFormat format;
   };
 
-  /// Parses a property list of either format. Throws `PropertyListError`.
+  /// Parses a property list of either format. Throws `PropertyListError` if the bytes are malformed, or if the list
+  /// exceeds one of the limits in the class comment.
   [[nodiscard]] TESSALY_EXPORT static Result read(std::span<const std::uint8_t> bytes);
 
   /// Serializes a property list. Throws `PropertyListError` for a value that is nested deeper than
@@ -72,7 +75,8 @@ class PropertyListSerialization {
 
   /// Whether parsing the serialized value gives an equal value. False for a value that is nested deeper than
   /// `PropertyList::maximumDepth`. Otherwise true for the binary format. XML cannot represent dates outside the years 1
-  /// to 9999, or texts with U+FFFE, U+FFFF or most control characters. XML rounds dates down to seconds.
+  /// to 9999, or texts with U+FFFE, U+FFFF or most control characters. XML rounds dates down to seconds. The result
+  /// does not consider the 4 GiB limit of `data` and the limit of `read` for shared values.
   [[nodiscard]] TESSALY_EXPORT static bool isExact(const PropertyList& value, PropertyListFormat format) noexcept;
 };
 

@@ -16,7 +16,7 @@ namespace detail {
 
 [[noreturn]] TESSALY_EXPORT void stopUnorderedRange(std::string_view kind) noexcept;
 
-/// The common part of both kinds of ranges.
+/// The common base class of `Range` and `ClosedRange`.
 template <typename Bound>
 class Bounds {
  public:
@@ -85,7 +85,7 @@ class ClosedRange : public detail::Bounds<Bound> {
   [[nodiscard]] static constexpr ClosedRange zero() { return ClosedRange(Bound{}, Bound{}); }
 };
 
-// Literals are compared as texts, not by their addresses.
+// The bounds become `std::string_view`, so string literals are compared by content, not by address.
 Range(const char*, const char*) -> Range<std::string_view>;
 ClosedRange(const char*, const char*) -> ClosedRange<std::string_view>;
 

@@ -18,7 +18,7 @@ namespace detail {
 struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp.
 }  // namespace detail
 
-/// A uniform resource locator (RFC 3986), absolute or relative. A relative URL has no base.
+/// A uniform resource locator (RFC 3986), absolute or relative. A relative URL does not store a base URL.
 ///
 /// Every component is stored percent-encoded, in ASCII only. Ill-formed UTF-8 is encoded byte by byte, so every file
 /// name of Linux can be converted to a URL and back.
@@ -31,7 +31,7 @@ struct UbiquityContainer;  // Defined in FoundationExtensions/URL+Extensions.hpp
 ///     std::optional<URL> site = URL::from("https://example.com:8080/?q=1#top");
 class URL {
  public:
-  /// The way to decide whether a path names a directory. The URL of a directory ends with a slash.
+  /// The way to decide whether a path names a directory. The path of a directory's URL ends with a slash.
   enum class DirectoryHint : std::uint8_t {
     inferFromPath,    ///< A slash at the end decides.
     isDirectory,      ///< The path names a directory.
@@ -59,9 +59,10 @@ class URL {
   [[nodiscard]] TESSALY_EXPORT static URL fileURLWithPath(std::string_view path,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath);
 
-  /// A directory in the application's cloud container. Makes the directory if it is missing. Absent if there is no
-  /// container, or if the directory cannot be made. Callers must include
-  /// Tessaly/FoundationExtensions/URL+Extensions.hpp.
+  /// A directory in the cloud container with this identifier. Without an identifier, the container is the application's
+  /// own one. Makes the directory if it is missing. Absent if there is no container, or if the directory cannot be
+  /// made. Linux has no such containers, so the result is absent unless the host's `FileManager` has one. Callers must
+  /// include Tessaly/FoundationExtensions/URL+Extensions.hpp.
   template <typename Definition = detail::UbiquityContainer>
   [[nodiscard]] static std::optional<URL> ubiquityContainer(const std::optional<std::string>& containerIdentifier,
                                                             const std::vector<std::string>& pathComponents = {}) {
@@ -103,9 +104,9 @@ class URL {
   /// empty if nothing but dots stands before the last dot (".profile").
   [[nodiscard]] TESSALY_EXPORT std::string pathExtension() const;
 
-  /// Appends one component to the path, or several components separated by slashes, and returns the new URL. One slash
-  /// separates the path from the component. An empty path without an authority gets no slash. Pass an unencoded
-  /// component, because `%`, `?` and `#` are encoded. Query and fragment stay.
+  /// Returns a URL whose path has one more component at its end, or several components separated by slashes. One slash
+  /// separates the path from the component. If the path is empty and the URL has no authority, no slash is inserted.
+  /// Pass an unencoded component, because `%`, `?` and `#` are encoded. Query and fragment stay.
   [[nodiscard]] TESSALY_EXPORT URL appendingPathComponent(std::string_view component,
                                                           DirectoryHint hint = DirectoryHint::inferFromPath) const;
 

@@ -61,7 +61,7 @@ class TESSALY_EXPORT URLError final : public Error {
   [[nodiscard]] std::int64_t code() const noexcept override { return static_cast<std::int64_t>(code_); }
   /// "NSURLErrorDomain".
   [[nodiscard]] std::string domain() const override;
-  /// For example `Error Domain=NSURLErrorDomain Code=-999 "(null)"`.
+  /// The description for logs, for example `Error Domain=NSURLErrorDomain Code=-999 "(null)"`.
   [[nodiscard]] std::string description() const override;
 
   /// Whether both have the same code.

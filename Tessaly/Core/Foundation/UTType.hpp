@@ -39,12 +39,13 @@ class UTType {
   /// The type with an identifier: a known uniform type identifier, a known MIME type, or the identifier of a dynamic
   /// type. Absent for other texts.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> from(std::string_view identifier);
-  /// The most likely type of files with the extension, among the types that conform to `conformingTo`. If no type
-  /// conforms, the result is a dynamic type. Absent if the extension is empty, or contains "/" or NUL.
+  /// The most likely type of files with the extension, among the types that conform to `conformingTo`. If no type of
+  /// the extension conforms, the result is a dynamic type with `conformingTo` as its supertype. Pass the extension
+  /// without its dot. Absent if the extension is empty, or contains "/" or NUL.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromFilenameExtension(std::string_view extension,
                                                                                   const UTType& conformingTo = data());
-  /// The type with this MIME type or alias. Parameters are ignored. Absent for a malformed MIME type. A MIME type that
-  /// the database lacks becomes a type with the MIME type as its identifier.
+  /// The type with this MIME type or alias. Ignores MIME parameters such as "; charset=utf-8". Absent for a malformed
+  /// MIME type. An unknown MIME type becomes a type whose identifier is the MIME type in lower case.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UTType> fromMIMEType(std::string_view mimeType);
   /// The type of a file by its name and contents. They are examined in the order that the Shared MIME-info Database
   /// recommends. If the patterns that match the name best belong to one type, this type is the result. If they belong
@@ -59,21 +60,22 @@ class UTType {
 
   /// The type that all types of files and directories conform to.
   [[nodiscard]] TESSALY_EXPORT static UTType item();
-  /// A stream of bytes.
+  /// The type of a stream of bytes.
   [[nodiscard]] TESSALY_EXPORT static UTType data();
-  /// Text of any kind, with markup or without.
+  /// The type of text of any kind, with markup or without.
   [[nodiscard]] TESSALY_EXPORT static UTType text();
-  /// Text without markup.
+  /// The type of text without markup. Every type whose MIME type begins with "text/" also conforms to it, even HTML.
   [[nodiscard]] TESSALY_EXPORT static UTType plainText();
   [[nodiscard]] TESSALY_EXPORT static UTType image();
   [[nodiscard]] TESSALY_EXPORT static UTType audio();
   [[nodiscard]] TESSALY_EXPORT static UTType movie();
   [[nodiscard]] TESSALY_EXPORT static UTType folder();
 
-  // Callers of the next three functions must include Tessaly/FoundationExtensions/UTType+Extensions.hpp. The first use
-  // makes the type and keeps it. If no known type fits the extension, the result is a dynamic type.
+  // Callers of the next three functions must include Tessaly/FoundationExtensions/UTType+Extensions.hpp. The first call
+  // of each function makes its type and keeps it. If no known type fits the extension, the result is a dynamic type.
 
-  /// Tables of comma-separated values: the type of the extension "csv" that conforms to `text`.
+  /// The type of tables of comma-separated values: among the types of the extension "csv", the most likely one that
+  /// conforms to `text()`.
   template <typename Definition = detail::SharedFileTypes>
   [[nodiscard]] static const UTType& csv() {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/UTType+Extensions.hpp");

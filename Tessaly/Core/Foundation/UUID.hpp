@@ -27,11 +27,12 @@ class UUID {
  public:
   using Bytes = std::array<std::uint8_t, 16>;
 
-  /// An identifier with the given bytes. The bytes are in the order of their digits in the text.
+  /// An identifier with the given bytes. The bytes are in the order of their digits in `uuidString()`.
   explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
 
-  /// A new random identifier (version 4) from the kernel's random bytes. A thread requests the bytes of 16 identifiers
-  /// at a time. In the child of a fork, the thread requests new bytes. Stops the process if the kernel gives no bytes.
+  /// A new random identifier (version 4) from the kernel's random bytes. Each thread requests the bytes for 16
+  /// identifiers at a time. After a fork, the child process never uses the bytes that its parent requested. Stops the
+  /// process if the kernel gives no bytes.
   ///
   /// Thread contract: thread-safe.
   [[nodiscard]] TESSALY_EXPORT static UUID random() noexcept;
@@ -39,7 +40,7 @@ class UUID {
   /// Parses a text of 32 hexadecimal digits of either case, grouped 8-4-4-4-12 by hyphens. Absent for any other text.
   [[nodiscard]] TESSALY_EXPORT static std::optional<UUID> from(std::string_view text) noexcept;
 
-  /// The bytes, in the order of their digits in the text.
+  /// The bytes, in the order of their digits in `uuidString()`.
   [[nodiscard]] constexpr const Bytes& bytes() const noexcept TESSALY_LIFETIMEBOUND { return bytes_; }
   /// The text in upper case, such as "E621E1F8-C36C-495A-93FC-0C247A3E6E5F".
   [[nodiscard]] TESSALY_EXPORT std::string uuidString() const;

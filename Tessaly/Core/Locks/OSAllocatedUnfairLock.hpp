@@ -14,7 +14,7 @@ namespace Tessaly::inline v1 {
 
 /// A handle to an unfair lock on the heap. Copying or moving the handle does not change the lock's address. Copies
 /// share the lock by a reference count. A moved-from handle has no lock: a call that locks or unlocks such a handle
-/// stops the process.
+/// stops the process. Only `OSAllocatedUnfairLock<void>` is defined.
 ///
 /// Prefer `Mutex` for a guarded value, and `UnfairLock` as the member of an object that never moves.
 ///
@@ -48,11 +48,11 @@ class OSAllocatedUnfairLock<void> {
   [[nodiscard]] bool lockIfAvailable() const noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS {
     return word().lockIfAvailable();
   }
-  /// Releases the lock.
+  /// Releases the lock. Stops the process if the calling thread does not own the lock.
   void unlock() const noexcept TESSALY_NO_THREAD_SAFETY_ANALYSIS { word().unlock(); }
 
-  /// Calls the body with the lock held and returns the body's result. If the body throws, the lock is released and the
-  /// exception reaches the caller.
+  /// Takes the lock, calls the body and returns the body's result. Releases the lock after the body, even if the body
+  /// throws. The exception reaches the caller.
   template <typename Body>
   decltype(auto) withLock(Body&& body) const {
     UnfairLock::Guard guard(word());

@@ -36,7 +36,7 @@ class TESSALY_CAPABILITY("lock") UnfairLock {
   UnfairLock(const UnfairLock&) = delete;
   UnfairLock& operator=(const UnfairLock&) = delete;
 
-  /// Waits until the lock is free, and then takes the lock.
+  /// Waits until the lock is free, and then takes the lock. Stops the process if this thread owns the lock already.
   void lock() noexcept TESSALY_ACQUIRE() {
     const std::uint32_t self = currentThreadIdentifier();
     std::uint32_t expected = 0;
@@ -54,7 +54,7 @@ class TESSALY_CAPABILITY("lock") UnfairLock {
                                          std::memory_order_relaxed);
   }
 
-  /// Releases the lock, and wakes one waiter if there is any.
+  /// Releases the lock, and wakes one waiter if there is any. Stops the process if this thread does not own the lock.
   void unlock() noexcept TESSALY_RELEASE() {
     const std::uint32_t word = word_.exchange(0, std::memory_order_release);
     if (word != currentThreadIdentifier()) [[unlikely]]

@@ -25,8 +25,9 @@ enum class JournalState : std::uint8_t {
   notAnswering,
   /// This process is the child of a fork that happened after the library had started threads. The child sends nothing.
   forkedChild,
-  /// The journal's socket does not exist, and this process is in a sandbox. From the first record on, records go to
-  /// standard error, until `LogConfiguration::setStandardErrorOutput` decides otherwise.
+  /// The journal's socket does not exist, and this process is in a sandbox. If the socket did not exist at the first
+  /// use of the log, records go to standard error, unless `LogConfiguration::setStandardErrorOutput` switches this
+  /// output off.
   sandboxed
 };
 
@@ -38,12 +39,13 @@ enum class JournalState : std::uint8_t {
 ///     if (status.state == JournalState::refused) std::cerr << std::strerror(status.error) << '\n';
 struct JournalStatus {
   JournalState state = JournalState::notTried;
-  /// The system's error number of a refusal, or 0.
+  /// The system's error number if `state` is `refused`, or else 0.
   int error = 0;
   /// The number of records that the journal has taken.
   std::uint64_t sentRecords = 0;
   /// The number of records that the store evicted before the journal took them, or that the journal rejected as invalid
-  /// or too large. Evicted signposts count too.
+  /// or too large. A signpost, which the journal never gets, also counts if the store evicts it before the library
+  /// reads it.
   std::uint64_t lostRecords = 0;
 };
 

@@ -16,7 +16,7 @@ class ProcessLogStore;
 /// The destination of records.
 ///
 /// The system's backend is made at its first use. It keeps records in a bounded store of the process, then passes them
-/// to the journal if there is one, and to standard error on request.
+/// to the journal if there is one, and to standard error if that output is on.
 ///
 /// Thread contract: thread-safe. An implementation is called on any thread, by several threads at once.
 ///
@@ -34,25 +34,27 @@ class TESSALY_EXPORT LogBackend {
   LogBackend& operator=(const LogBackend&) = delete;
   virtual ~LogBackend();
 
-  /// Takes one record of an enabled type, or one enabled signpost. An implementation must copy the parts that it keeps,
-  /// and must not write records itself.
+  /// Takes one record of an enabled type, or one enabled signpost. An implementation must copy the parts that it keeps.
+  /// It must not log anything itself, because that would call `write` again.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits, for at most `limit`, until the backend has tried to pass on the records that were written so far. The
-  /// default implementation does nothing.
+  /// Waits, for at most `limit`, while the backend sends the records that were written before the call to their
+  /// destinations. Returns early if sending fails. The default implementation does nothing.
   virtual void flush(std::chrono::nanoseconds limit) noexcept;
-  /// The store of this process's records, or null if the backend keeps none. The store lives as long as the process.
+  /// The store of this process's records, or null if the backend has no store. The store must live until the process
+  /// ends, because each `OSLogStore` keeps a pointer to it.
   [[nodiscard]] virtual const ProcessLogStore* store() const noexcept;
 
   /// See `LogConfiguration::setStandardErrorOutput`. Does nothing if the backend does not support this setting.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept;
-  /// The state of the connection to the journal: `notTried` for a backend without a journal.
+  /// The state of the connection to the journal. A backend without a journal returns the state `notTried`.
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept;
 
   /// The backend in use.
   [[nodiscard]] static LogBackend& current() noexcept;
   /// The system's backend, even while another backend is installed.
   [[nodiscard]] static LogBackend& system() noexcept;
-  /// The pointer to the installed backend, which `BackendInstallation` changes.
+  /// The pointer to the installed backend, or null while the system's backend is in use. `BackendInstallation` changes
+  /// this pointer.
   [[nodiscard]] static InstalledBackend<LogBackend>& installed() noexcept;
 };
 

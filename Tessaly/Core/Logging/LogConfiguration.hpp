@@ -11,8 +11,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// The settings of the log. A host may change all of them at any time, except the capacity of the store. The log reads
-/// no file and no environment variable.
+/// The settings of the log. A host may change all of them at any time, except the capacity of the store. No setting
+/// comes from a file or an environment variable.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -51,9 +51,10 @@ TESSALY_EXPORT bool setStoreCapacity(std::size_t bytes) noexcept;
 /// The state of the connection to the journal, and the reason if records do not reach it.
 [[nodiscard]] TESSALY_EXPORT JournalStatus journalStatus() noexcept;
 
-/// Waits, for at most `limit`, until the library has tried to pass on the records that were written so far. The library
-/// itself flushes the system's backend at exit, and before `fatalError` aborts if the store's lock is free. Each of
-/// these flushes takes at most 1 s.
+/// Waits, for at most `limit`, while the backend sends the records that were written before the call to their
+/// destinations. Returns early if sending fails. The library itself flushes the system's backend when the process
+/// exits. `fatalError` also flushes it before the abort, unless the store's lock is held. Each of these two flushes
+/// takes at most 1 s.
 TESSALY_EXPORT void flush(std::chrono::nanoseconds limit) noexcept;
 
 }  // namespace LogConfiguration

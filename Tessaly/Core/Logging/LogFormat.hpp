@@ -25,8 +25,8 @@ struct LogLocation {
   const char* function = "";
   unsigned line = 0;
 
-  /// The place of the call. If `here()` is a default argument, the result is the place of the call without this
-  /// argument.
+  /// The place where `here()` is called. If `here()` is the default argument of a function's parameter, the result is
+  /// the place where that function is called.
   [[nodiscard]] static constexpr LogLocation here(const char* file = __builtin_FILE(),
                                                   const char* function = __builtin_FUNCTION(),
                                                   unsigned line = __builtin_LINE()) noexcept {
@@ -100,13 +100,13 @@ inline void placeholdersOfLogRecordsAre_s_d_x_f_withoutLengthLetters_write_d_for
 /// The maximum number of arguments of one record.
 inline constexpr std::size_t maximumLogArguments = 8;
 
-/// The format of a record, and the place of the call. The format is a string literal. The compiler checks the format's
-/// placeholders against the arguments.
+/// The format of a record, and the place of the call. The format must be a string literal. The compiler checks the
+/// format's placeholders against the arguments.
 ///
-/// Placeholders are `%s` for text, `%d` and `%x` for integers of at most 64 bits, and `%f` for floating point. `%%`
-/// writes a percent sign. There are no length letters, such as the `l` in `%lu`. A `bool` takes an integer's
-/// placeholder and is written as 0 or 1. The marks in `%{public}s` and `%{private}s` say whether the argument may be
-/// shown. Without a mark, a text is private and a number is public. The nearest standard facility is
+/// Placeholders are `%s` for text, `%d` and `%x` for integers of at most 64 bits, and `%f` for floating point. `%x`
+/// writes -255 as `-ff`. `%%` writes a percent sign. There are no length letters, such as the `l` in `%lu`. A `bool`
+/// takes an integer's placeholder and is written as 0 or 1. The marks in `%{public}s` and `%{private}s` say whether the
+/// argument may be shown. Without a mark, a text is private and a number is public. The nearest standard facility is
 /// `std::format_string`, which has no marks for privacy.
 ///
 /// Thread contract: thread-compatible.

@@ -35,7 +35,7 @@ struct LogSignpost {
   std::string_view name;
 };
 
-/// A record that is being passed to the backend. The record's texts live only until the backend's function returns.
+/// A record that is being passed to the backend. The record's texts live only until `LogBackend::write` returns.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -72,7 +72,7 @@ struct TESSALY_EXPORT LogRecord {
 
 namespace detail {
 
-/// An argument as the caller gave it. Its text is made only if the record is written.
+/// An argument as the caller gave it. `writeLogRecord` converts a number to text.
 struct RawLogArgument {
   LogArgumentKind kind;
   union {

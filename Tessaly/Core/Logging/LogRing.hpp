@@ -16,8 +16,9 @@
 namespace Tessaly::inline v1 {
 
 /// A record of a ring, with its composed message. Private arguments are redacted unless
-/// `LogConfiguration::setPrivateDataShown` was on when the record was appended. The record's texts live in the chunk
-/// that the record was read from.
+/// `LogConfiguration::setPrivateDataShown` was on when the record was appended. The record's texts point into the
+/// `LogChunk` that returned the record. They become invalid when `LogRing::read` fills that chunk again, or when the
+/// chunk is destroyed.
 struct StoredLogRecord {
   LogTime time;
   OSLogType type = OSLogType::default_;
@@ -55,7 +56,8 @@ class TESSALY_EXPORT LogChunk {
   [[nodiscard]] std::optional<StoredLogRecord> next() noexcept;
   /// The position before the record that `next` will return.
   [[nodiscard]] LogCursor cursor() const noexcept;
-  /// The number of records that were evicted unread between the previous chunk of the same cursor and this chunk.
+  /// The number of records that the cursor skipped, because the ring evicted them before `LogRing::read` filled this
+  /// chunk.
   [[nodiscard]] std::uint64_t lostRecords() const noexcept { return lostRecords_; }
 
  private:
@@ -87,10 +89,12 @@ class TESSALY_EXPORT LogRing {
 
   /// The position before the oldest record of the ring.
   [[nodiscard]] LogCursor begin() const noexcept TESSALY_EXCLUDES(lock_);
-  /// The position behind the newest record.
+  /// The position after the newest record.
   [[nodiscard]] LogCursor end() const noexcept TESSALY_EXCLUDES(lock_);
-  /// Copies the next records, beginning at the cursor, to the chunk. Moves the cursor behind these records. Returns
-  /// false if the cursor is at `end` and no record was lost.
+  /// Copies the next records between the cursor and `end` to the chunk: at most 8 KiB, or one longer record. If records
+  /// after the cursor were evicted, the copy begins at the oldest record, and `chunk.lostRecords()` counts the evicted
+  /// ones. Moves the cursor to the position after the copied records. Returns false if no record was copied and none
+  /// was lost.
   bool read(LogCursor& cursor, const LogCursor& end, LogChunk& chunk) const noexcept TESSALY_EXCLUDES(lock_);
 
   [[nodiscard]] std::size_t capacityInBytes() const noexcept { return capacity_; }

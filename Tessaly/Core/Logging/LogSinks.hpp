@@ -18,7 +18,7 @@ class LogRing;
 ///
 /// The system's log backend passes every record to `write` after the store has taken the record.
 ///
-/// Thread contract: thread-safe. The sinks of the backend in use are never destroyed.
+/// Thread contract: thread-safe. The sinks of `SystemLogBackend::shared()` are never destroyed.
 ///
 ///     const std::unique_ptr<LogSinks> sinks = LogSinks::make(store.ring());
 ///     store.append(record);
@@ -30,16 +30,18 @@ class TESSALY_EXPORT LogSinks {
   LogSinks& operator=(const LogSinks&) = delete;
   virtual ~LogSinks();
 
-  /// Passes on a record that the ring already contains. An implementation must not write records itself.
+  /// Passes a record to the destinations. The caller must have appended the record to the ring before. An
+  /// implementation must not log anything itself, because that would call `write` again.
   virtual void write(const LogRecord& record) noexcept = 0;
-  /// Waits at most `limit` until the sinks have tried to pass on the records that they have taken so far.
+  /// Waits, for at most `limit`, while the sinks send the records that were passed to `write` before the call. Returns
+  /// early if sending fails.
   virtual void flush(std::chrono::nanoseconds limit) noexcept = 0;
   /// See `LogConfiguration::setStandardErrorOutput`.
   virtual void setStandardErrorOutput(LogSwitch state) noexcept = 0;
   [[nodiscard]] virtual JournalStatus journalStatus() const noexcept = 0;
 
-  /// Makes the sinks of the running system. A sink may read a record from the ring after `write` has returned. Throws
-  /// `std::bad_alloc`.
+  /// Makes the sinks of the running system. After the first `write`, the sinks and the ring must live until the process
+  /// ends, because a thread of a sink may still read the ring. Throws `std::bad_alloc`.
   [[nodiscard]] static std::unique_ptr<LogSinks> make(const LogRing& ring);
 };
 

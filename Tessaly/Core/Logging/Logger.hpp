@@ -45,7 +45,8 @@ class Logger {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
     return Definition::make(subsystem, category);
   }
-  /// A logger whose category is the unqualified name of the type. The subsystem is formed as in the other `make`.
+  /// A logger whose category is the unqualified name of the type. The rest is as in `make(subsystem, category)`. This
+  /// function also stops the process if the main bundle has no identifier.
   template <typename T, typename Definition = detail::MainBundleLogger>
   [[nodiscard]] static Logger make(std::string_view subsystem, Type<T>) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/Logger+Extensions.hpp");
@@ -60,7 +61,8 @@ class Logger {
   void log(OSLogType type, LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     if (!log_.isEnabled(type)) [[likely]]
       return;
-    // With this copy, the code before the branch need not set up the constant format.
+    // The span below refers to this copy and not to `format`. Otherwise the compiler would build `format` in memory
+    // before the branch above, even if the type is disabled.
     const auto placeholders = format.placeholders();
     const std::array<detail::RawLogArgument, sizeof...(Arguments)> raw{detail::rawLogArgument(arguments)...};
     detail::writeLogRecord(
@@ -70,17 +72,17 @@ class Logger {
          .arguments = raw,
          .placeholders = format.hasPercentSigns() ? std::span<const detail::LogPlaceholder>() : placeholders});
   }
-  /// Writes a record of type `debug`.
+  /// Writes a record of type `debug` if this type is enabled. By default it is disabled.
   template <detail::LogArgumentType... Arguments>
   void debug(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::debug, format, arguments...);
   }
-  /// Writes a record of type `info`.
+  /// Writes a record of type `info` if this type is enabled. By default it is disabled.
   template <detail::LogArgumentType... Arguments>
   void info(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::info, format, arguments...);
   }
-  /// Writes a record of type `default_`.
+  /// Writes a record of type `default_`, because the log has no separate type for notices.
   template <detail::LogArgumentType... Arguments>
   void notice(LogFormat<Arguments...> format, const Arguments&... arguments) const noexcept {
     log<Arguments...>(OSLogType::default_, format, arguments...);

@@ -25,7 +25,8 @@ struct PointOfInterest;  // Defined in FoundationExtensions/OSLog+Extensions.hpp
 constexpr std::uint32_t logTypeBit(OSLogType type) noexcept { return 1U << static_cast<unsigned>(type); }
 constexpr std::uint32_t signpostBit = 1U << 5;
 
-/// The log that all handles of one pair of subsystem and category share. Never destroyed once it is in the table.
+/// The log that all handles of one pair of subsystem and category share. Never destroyed once it is in the process's
+/// table of logs.
 struct LogIdentity {
   const std::string subsystem;
   const std::string category;
@@ -52,13 +53,14 @@ TESSALY_EXPORT LogIdentity& internLog(std::string_view subsystem, std::string_vi
 ///     if (log.isEnabled(OSLogType::debug)) dumpTables();
 class OSLog {
  public:
-  /// The category of a log. Well-known categories are static members.
+  /// The category of a log. Well-known categories are static members. A `Category` does not copy its text, so the text
+  /// must outlive the `Category`.
   class Category {
    public:
     constexpr explicit Category(std::string_view rawValue) noexcept : rawValue_(rawValue) {}
     [[nodiscard]] constexpr std::string_view rawValue() const noexcept { return rawValue_; }
 
-    /// Signposts for the timeline of a profiler: "PointsOfInterest".
+    /// The category "PointsOfInterest". It is meant for signposts on the timeline of a profiler.
     static const Category pointsOfInterest;
 
    private:

@@ -11,7 +11,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Thrown if the current backend keeps no records that can be read back.
+/// The error that `OSLogStore::currentProcess` throws if the current backend keeps no records that can be read back.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -26,7 +26,7 @@ class TESSALY_EXPORT LogStoreUnavailableError final : public Error {
   [[nodiscard]] std::string description() const override;
 };
 
-/// Reads the records that this process has written.
+/// Reads the records of this process that its log store still contains.
 ///
 /// Thread contract: thread-safe.
 ///

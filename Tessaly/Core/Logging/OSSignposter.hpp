@@ -37,7 +37,8 @@ class OSSignpostID {
 
 inline constexpr OSSignpostID OSSignpostID::exclusive{0xEEEE'B0B5'B2B2'EEEE};
 
-/// An interval that was begun. The caller passes it to `endInterval`. Ending it a second time does nothing.
+/// An interval that was begun. The caller must pass it to `endInterval`, because its destructor does not end the
+/// interval. Ending it a second time does nothing.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -97,7 +98,8 @@ class TESSALY_EXPORT OSSignposter {
     if (isOpen) detail::writeSignpost(log_, {LogSignpostKind::begin, id.rawValue(), name});
     return {id, isOpen};
   }
-  /// Marks the end of an interval. Does nothing if the beginning was not marked, or if the end is marked already.
+  /// Marks the end of an interval. The name must be the name that the caller passed to `beginInterval`. Does nothing if
+  /// signposts were disabled when `beginInterval` was called, or if the end is marked already.
   void endInterval(std::string_view name, OSSignpostIntervalState& state) const noexcept {
     if (!std::exchange(state.isOpen_, false)) return;
     detail::writeSignpost(log_, {LogSignpostKind::end, state.id_.rawValue(), name});

@@ -13,8 +13,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record of the store, with its composed message. Private arguments are redacted unless
-/// `LogConfiguration::setPrivateDataShown` was on when the message was composed.
+/// A record of a `ProcessLogStore`, with its composed message. Private arguments are redacted unless
+/// `LogConfiguration::setPrivateDataShown` was on when the record was appended.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -40,7 +40,7 @@ struct TESSALY_EXPORT LogEntry {
   std::uint32_t threadIdentifier = 0;
   std::optional<Signpost> signpost;
 
-  /// The type as a number; `default_` is a notice.
+  /// The level that corresponds to `type`. The level of `default_` is `notice`.
   [[nodiscard]] Level level() const noexcept;
   [[nodiscard]] const std::string& subsystem() const noexcept { return log.subsystem(); }
   [[nodiscard]] const std::string& category() const noexcept { return log.category(); }
@@ -61,7 +61,8 @@ class TESSALY_EXPORT ProcessLogStore {
   /// Makes an empty store. The capacity is rounded down to a power of two, and is at least 4 KiB.
   explicit ProcessLogStore(std::size_t capacityInBytes = defaultCapacityInBytes) : ring_(capacityInBytes) {}
 
-  /// Keeps a record. Never allocates, never fails.
+  /// Keeps a record. Never allocates, never fails. Cuts a message that is longer than 32 KiB or an eighth of the
+  /// capacity.
   void append(const LogRecord& record) noexcept { ring_.append(record); }
 
   /// Copies of the records dated `since` or later, in time order. The result does not contain records that are written

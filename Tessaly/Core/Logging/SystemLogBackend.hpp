@@ -13,15 +13,16 @@
 
 namespace Tessaly::inline v1 {
 
-/// The log backend of a process. It passes each record to the bounded store first, then to the system's sinks.
+/// The system's log backend, which is in use unless another backend is installed. It passes each record to the bounded
+/// store first, then to the system's sinks.
 ///
 /// Thread contract: thread-safe. In the child of a fork the store contains the parent's records and takes new ones.
 ///
 ///     LogBackend& backend = SystemLogBackend::shared();
 class TESSALY_EXPORT SystemLogBackend final : public LogBackend {
  public:
-  /// The backend of this process. It is made at first use and never destroyed. Stops the process if there is not enough
-  /// memory for the store.
+  /// The system's backend, even while another backend is installed. It is made at first use and never destroyed. Stops
+  /// the process if there is not enough memory for the store.
   [[nodiscard]] static SystemLogBackend& shared() noexcept;
   /// See `LogConfiguration::setStoreCapacity`.
   static bool setStoreCapacity(std::size_t bytes) noexcept;

@@ -59,16 +59,17 @@ class TESSALY_EXPORT NotificationCenter {
   [[nodiscard]] static NotificationCenter& default_() noexcept;
 
   /// Adds a handler for the notifications with this name about this object. Without a name, the handler is called for
-  /// all names. With a null object, it is called for all objects, and for notifications without an object. The object
-  /// is not kept alive. An exception of the handler stops the process.
+  /// all names. With a null object, it is called for all objects, and for notifications without an object. The centre
+  /// does not keep the object alive. It keeps the handler until `removeObserver` is called with the returned token. An
+  /// exception of the handler stops the process.
   Token addObserver(std::optional<std::string> name, const std::shared_ptr<Object>& object, Handler handler);
   /// Removes an observer. Later posts do not call its handler, and neither does a post that is running on this thread.
   /// A post on another thread may still be calling the handler, or be about to call it. An unknown token changes
   /// nothing.
   void removeObserver(Token token);
 
-  /// Calls the notification's observers that existed when `post` began, in the order in which they were added. Skips an
-  /// observer that is removed before its call.
+  /// Calls the observers that match the notification and existed when `post` began, in the order in which they were
+  /// added. Skips an observer that is removed before its call.
   void post(const Notification& notification) const;
 
   class Notifications;
@@ -88,7 +89,8 @@ class TESSALY_EXPORT NotificationCenter {
 
 /// The sequence of the notifications that a notification centre posts after the sequence was made. The buffer is
 /// unbounded. The sequence ends when a consuming task is cancelled, or when the last copy and the last iterator of the
-/// sequence are destroyed. The iterators share the notifications: each notification goes to one of them.
+/// sequence are destroyed. The end of the notification centre does not end the sequence: its consumers continue to
+/// wait. The iterators share the notifications: each notification goes to one of them.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///

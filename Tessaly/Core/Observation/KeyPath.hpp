@@ -32,7 +32,8 @@ struct KeyPathIdentity {
   std::uint64_t hash;
   std::string_view rootName;
   std::string_view memberName;
-  /// Whether the class is in an unnamed namespace. Other files may have a class of the same name.
+  /// Whether the class is in an unnamed namespace. Key paths of such a class are compared only by the addresses of
+  /// their identities, because other files may have a class of the same name.
   bool isLocal;
   bool isComputed;
 };
@@ -41,7 +42,8 @@ template <typename Root, typename Value>
 struct KeyPathRecord : KeyPathIdentity {
   /// Null if the value cannot be copied.
   Value (*read)(const Root& root);
-  /// Records a read of the property. Calls a member function only if the property is computed.
+  /// Records a read of the property without copying its value. Calls the member function of a computed property. Does
+  /// nothing for a plain data member.
   void (*access)(const Root& root);
 };
 
@@ -56,7 +58,7 @@ consteval std::string_view memberText() {
   return text.substr(0, text.find_first_of(";]"));
 }
 
-/// The last name in the text.
+/// The member's name in the text, without its qualifiers, such as "title".
 consteval std::string_view memberName(std::string_view text) {
   const std::size_t last = text.find_last_not_of(") ");
   text = text.substr(0, last + 1);
@@ -162,7 +164,7 @@ struct KeyPathOf {
 ///     ++changes[keyPath<&Song::title>];
 class AnyKeyPath {
  public:
-  /// For the library: the key path with this identity.
+  /// Makes the key path with this identity. For the library only. Other code uses `keyPath`.
   explicit constexpr AnyKeyPath(const detail::KeyPathIdentity& identity) noexcept : identity_(&identity) {}
 
   /// The class and the member, "Song.title". Allocates.
@@ -210,7 +212,7 @@ class KeyPath : public AnyKeyPath {
   /// For the library. Other code uses `keyPath`.
   explicit constexpr KeyPath(const detail::KeyPathRecord<Root, Value>& record) noexcept : AnyKeyPath(record) {}
 
-  /// The property's value on an object. A read through a key path is recorded like any other read.
+  /// A copy of the property's value in an object. Observation tracking records this read like any other read.
   [[nodiscard]] Value read(const Root& root) const
     requires std::is_copy_constructible_v<Value>
   {
@@ -221,7 +223,8 @@ class KeyPath : public AnyKeyPath {
   {
     return read(root);
   }
-  /// Records a read of the property without copying its value. Calls the function of a computed property.
+  /// Records a read of the property for observation tracking, without copying the value. Calls the function of a
+  /// computed property. Does nothing for a plain data member.
   void access(const Root& root) const { record().access(root); }
 
  private:

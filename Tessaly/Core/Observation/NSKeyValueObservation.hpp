@@ -45,7 +45,8 @@ enum class NSKeyValueChange : std::uint8_t {
   setting = 1,
 };
 
-/// The record of one change for an observer. It contains the values that the observer requested.
+/// The record of one change for an observer, or its initial record. It contains the values that the observer requested.
+/// The initial record has no old value.
 template <typename Value>
 struct NSKeyValueObservedChange {
   NSKeyValueChange kind = NSKeyValueChange::setting;
@@ -123,7 +124,8 @@ class ObservedProperty {
     if (has(NSKeyValueObservingOptions::new_)) change.newValue = std::move(value);
     call(change);
   }
-  /// Reports the initial record if it was requested. That record has no old value.
+  /// Stores `value` as the old value of the first change, if old values were requested. Reports the initial record if
+  /// it was requested. That record has no old value.
   void begin(std::optional<Value> value) {
     NSKeyValueObservedChange<Value> change;
     if (has(NSKeyValueObservingOptions::old)) last_ = value;
@@ -220,7 +222,8 @@ class ComputedPropertyObserver final : public ComputedObserver {
 /// of those properties, and its function is called on the changing thread. An assignment of an equal value is a change
 /// too. A plain data member is accepted, but never reports a change.
 ///
-/// An exception of the handler stops the process.
+/// An exception of the handler stops the process. So does an exception from the evaluation of the property after a
+/// change. If the first evaluation throws, `observe` throws that exception and makes no observation.
 ///
 /// Thread contract: thread-safe. Simultaneous changes on several threads may be reported as one record. The last value
 /// is always reported.

@@ -14,8 +14,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Records the observers of values that a class computes or stores elsewhere. The getters of the class record reads,
-/// and its setters announce changes.
+/// Records the observers of values that a class computes or stores elsewhere. The getters of the class must call
+/// `access`. Its setters must call `withMutation`, or `willSet` and `didSet`.
 ///
 /// Prefer `Property` for an ordinary member. A registrar takes the memory of one pointer until one of its properties is
 /// tracked. Until then, an announcement costs one load. A registrar cannot be copied, so a copyable class needs a copy
@@ -47,7 +47,8 @@ class ObservationRegistrar {
     if (first_.load(std::memory_order_acquire) != nullptr) endAll();
   }
 
-  /// Records a read of the property if this thread is tracking. Call this function before reading the value.
+  /// Records a read of the property if this thread is tracking. Call this function before reading the value. A
+  /// registrar does not distinguish subjects, so each object needs its own registrar.
   template <typename Root, typename Value>
   void access(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const {
     static_cast<void>(subject);
@@ -55,7 +56,7 @@ class ObservationRegistrar {
       recordAccess(keyPath);
   }
 
-  /// Announces that the property is about to change. `didSet` must follow.
+  /// Announces that the property is about to change. The caller must call `didSet` after the change.
   template <typename Root, typename Value>
   void willSet(const std::type_identity_t<Root>& subject, const KeyPath<Root, Value>& keyPath) const noexcept {
     static_cast<void>(subject);

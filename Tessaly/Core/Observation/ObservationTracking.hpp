@@ -15,7 +15,9 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// Calls the handler at the first change of any point in the list. The caller has called `accesses.end()` before.
+/// Registers `onChange` to be called once, at the first change of any point in the list. If such a change has already
+/// ended, this function calls `onChange` at once. If the list is empty, `onChange` is never called. The caller must
+/// have called `accesses.end()` before.
 template <typename OnChange>
 void installTracking(AccessList& accesses, OnChange onChange) {
   if (accesses.count() == 0) return;
@@ -36,16 +38,16 @@ template <typename OnChange>
 
 }  // namespace detail
 
-/// Calls `apply` and returns its result. Calls `onChange` once, when any observable property that `apply` read is about
-/// to change.
+/// Calls `apply` and returns its result. `onChange` is called later, at most once, when any observable property that
+/// `apply` read is about to change.
 ///
 /// Only the reads on this thread during `apply` are tracked. If there is no such read, `onChange` is destroyed and
 /// never called. Usually `onChange` is called synchronously on the changing thread, outside every lock, while the old
 /// value can still be read. An assignment of an equal value counts as a change, and so does the end of an object. To
-/// observe further changes, track again. Several changes before the new tracking count as one. A change by another
-/// thread while `apply` runs is not lost. If the change has ended when `apply` returns, `onChange` is called before
-/// this function returns. If the change is still running then, `onChange` is called after its end. So a handler that
-/// tracks again during a change is called again after that change. Changes that `apply` itself makes do not count.
+/// observe further changes, track again. Further changes before the new tracking do not call `onChange` again. A change
+/// by another thread while `apply` runs is not lost. If the change has ended when `apply` returns, `onChange` is called
+/// before this function returns. If the change is still running then, `onChange` is called after its end. So a handler
+/// that tracks again during a change is called again after that change. Changes that `apply` itself makes do not count.
 ///
 /// Neither `onChange` nor the destructors of its captures may destroy the object whose property changes, because the
 /// new value is stored afterwards. Instead, let `onChange` enqueue a job that destroys the object.

@@ -55,8 +55,8 @@ concept HasArrow = requires(const Value& value) { value.operator->(); };
 /// a read of a plain member, and a write costs two loads more. The first tracked read allocates 40 bytes. The property
 /// keeps these bytes until it ends.
 ///
-/// Thread contract: thread-compatible. Threads that share the value need an isolation or a lock, as for any member.
-/// Observers may be added, removed and called on any thread.
+/// Thread contract: thread-compatible. Threads that share the value must synchronize their accesses, for example with a
+/// lock, as for any member. Observers may be added, removed and called on any thread.
 template <typename Value>
 class Property {
   static_assert(std::is_object_v<Value> && !std::is_const_v<Value>, "a property holds a value of its own");
@@ -279,7 +279,8 @@ class Property {
   detail::LazyObservationPoint point_;
 };
 
-// Operators for texts. The standard operators of texts are templates, so they do not convert a property to its value.
+// `operator+` for strings and other classes. The operators of `std::string` are templates, so they do not convert a
+// property to its value.
 template <typename Value, typename Other>
   requires(std::is_class_v<Value> && !detail::isProperty<Other>)
 auto operator+(const Property<Value>& left, const Other& right)

@@ -204,7 +204,8 @@ class AsyncAwaiter {
 /// nothing. Awaiting is a transfer of control, not a call: a chain of awaiting coroutines of any depth uses no stack.
 /// An `Async` can only be awaited inside another `Async`. In ordinary code, use `Task` or `syncWait`.
 ///
-/// Declare parameters by value: the coroutine may run after the call that made it has returned.
+/// Declare the parameters by value: the coroutine starts only after the call that made it has returned. By then, an
+/// argument that was passed by reference may be destroyed.
 ///
 /// Thread contract: thread-compatible. Creating and awaiting an `Async` that ends at once takes about 12 ns.
 ///

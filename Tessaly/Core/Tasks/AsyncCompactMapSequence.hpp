@@ -12,7 +12,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The stepper of the iterator. It skips the elements that the transform drops.
+/// The part of the iterator that makes the elements. `step()` makes one element, and skips the elements for which the
+/// transform returns an empty optional.
 template <AsyncSequence Base, typename Transform>
 class CompactMapStepper {
  public:
@@ -36,8 +37,8 @@ class CompactMapStepper {
 
 }  // namespace detail
 
-/// The values that a transform makes from a base's elements. An absent result drops the element. If the base fails, the
-/// sequence fails with the same error.
+/// The values that a transform makes from the elements of a base sequence. If the transform returns an empty optional,
+/// the element is dropped. If the base fails, the sequence fails with the same error.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -55,14 +56,15 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingCompactMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::CompactMapStepper<Base, Transform>>;
 
-/// Passes every element through the transform. The transform is a callable that returns an optional or an `Async` of an
-/// optional. The transform must not throw errors that the base cannot throw.
+/// Makes a sequence that passes every element of the base through the transform and skips the empty results. The
+/// transform is a callable that returns an optional or an `Async` of an optional. The transform must not throw errors
+/// that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncCompactMapSequence<Base, Transform> compactMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};
 }
 
-/// Passes every element through a transform that may throw.
+/// Like `compactMap`, but the transform may throw.
 template <AsyncSequence Base, typename Transform>
 AsyncThrowingCompactMapSequence<Base, Transform> throwingCompactMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

@@ -12,7 +12,8 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The stepper of the iterator. It takes the elements of the transform's sequences, in order.
+/// The part of the iterator that makes the elements. `step()` takes the next element of the transform's sequences, in
+/// order.
 template <AsyncSequence Base, typename Transform>
 class FlatMapStepper {
  public:
@@ -43,8 +44,8 @@ class FlatMapStepper {
 
 }  // namespace detail
 
-/// The elements of the sequences that a transform makes from a base's elements, sequence by sequence. If the base
-/// fails, the flat-mapped sequence fails with the same error.
+/// The elements of several sequences, one sequence after the other. A transform makes one of these sequences from each
+/// element of a base sequence. If the base fails, the flat-mapped sequence fails with the same error.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -63,8 +64,9 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingFlatMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::FlatMapStepper<Base, Transform>>;
 
-/// Replaces every element by the elements of the sequence that the transform makes from that element. The transform and
-/// its sequences must not throw errors that the base cannot throw.
+/// Makes a sequence that replaces every element of the base by the elements of another sequence. The transform makes
+/// that other sequence from the element. The transform and its sequences must not throw errors that the base cannot
+/// throw.
 template <AsyncSequence Base, typename Transform>
 AsyncFlatMapSequence<Base, Transform> flatMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

@@ -12,7 +12,7 @@ namespace Tessaly::inline v1 {
 
 namespace detail {
 
-/// The stepper of the iterator. It makes each element from an element of the base.
+/// The part of the iterator that makes the elements. `step()` makes one element from an element of the base.
 template <AsyncSequence Base, typename Transform>
 class MapStepper {
  public:
@@ -52,14 +52,14 @@ template <AsyncSequence Base, typename Transform>
 using AsyncThrowingMapSequence =
     detail::TransformedSequence<Base, Transform, std::exception_ptr, detail::MapStepper<Base, Transform>>;
 
-/// Passes every element through the transform. The transform is a callable that returns a value or an `Async`. The
-/// transform must not throw errors that the base cannot throw.
+/// Makes a sequence that passes every element of the base through the transform. The transform is a callable that
+/// returns a value or an `Async`. The transform must not throw errors that the base cannot throw.
 template <AsyncSequence Base, typename Transform>
 AsyncMapSequence<Base, Transform> map(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};
 }
 
-/// Passes every element through a transform that may throw.
+/// Like `map`, but the transform may throw.
 template <AsyncSequence Base, typename Transform>
 AsyncThrowingMapSequence<Base, Transform> throwingMap(Base base, Transform transform) {
   return {std::move(base), std::move(transform)};

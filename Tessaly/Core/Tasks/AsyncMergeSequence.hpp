@@ -37,8 +37,8 @@ class MergeState {
   using Answer = CheckedContinuation<Arrival>;
   using Demand = CheckedContinuation<bool>;
 
-  /// For the consumer: requests an element from the children, and resumes the answer with the first element, the error
-  /// or the end.
+  /// Requests elements from the children for the consumer, and resumes `answer` with the next element, the error or the
+  /// end.
   void ask(Answer answer) {
     std::array<std::optional<Demand>, 2> idle;
     Arrival element;
@@ -74,8 +74,8 @@ class MergeState {
     }
   }
 
-  /// For a child: resumes the demand with true when the next element is requested, and with false when the merge is
-  /// over.
+  /// Resumes `demand` with true when the consumer requests the child's next element, and with false when the merge is
+  /// over. A child calls this function before it fetches an element.
   void awaitDemand(std::size_t child, Demand demand) {
     bool isNeeded = false;
     {
@@ -235,8 +235,9 @@ class SoleConsumer {
 /// have ended.
 ///
 /// At the first error the other base is cancelled. `next()` still gives the elements that have arrived, then the error,
-/// then the end. Cancelling the consumer, or destroying the iterator, cancels both bases: the elements that have
-/// arrived are dropped, and a pending `next()` gives the end. Two tasks in `next()` at once stop the process.
+/// then the end. Cancelling the consumer, or destroying the iterator, cancels both bases and drops the elements that
+/// have arrived. After a cancellation, a pending `next()` gives the end. The iterator must not be destroyed while
+/// `next()` is pending. Two tasks in `next()` at once stop the process.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -329,7 +330,8 @@ class AsyncMergeSequence {
   Second second_;
 };
 
-/// Merges two sequences of one element type.
+/// Makes a sequence of the elements of two sequences, in the order in which the elements arrive. Both sequences must
+/// have the same element type.
 template <AsyncSequence First, AsyncSequence Second>
 AsyncMergeSequence<First, Second> merge(First first, Second second) {
   return {std::move(first), std::move(second)};

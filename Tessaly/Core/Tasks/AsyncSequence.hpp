@@ -46,7 +46,8 @@ using AsyncIterator = decltype(std::declval<const Sequence&>().makeAsyncIterator
 
 namespace detail {
 
-/// `next(isolation)` for an iterator that has `next()`.
+/// Implements `next(isolation)` for an iterator that has `next()`: awaits `next()` in the given isolation, and then
+/// returns to the caller's isolation.
 template <typename Element, typename Iterator>
 Async<std::optional<Element>> nextIn(Iterator* iterator, Isolation isolation) {
   Executor* const caller = threadState.task->executor();

@@ -23,13 +23,13 @@ template <typename Root, typename Value>
 class KeyPath;
 enum class NSKeyValueObservingOptions : std::uint8_t;
 
-/// An asynchronous sequence fed from outside through a continuation. `AsyncStream`, whose failure is `Never`, and
-/// `AsyncThrowingStream` are its two names. The comments of the two names give the rules.
+/// An asynchronous sequence fed from outside through a continuation. Programs use its two aliases: `AsyncStream`, whose
+/// `Failure` is `Never`, and `AsyncThrowingStream`. The comments of the two aliases give the rules.
 ///
 /// Elements are moved, never copied. No code of an element runs under a lock of the stream. An element's move may
 /// throw. If the move into the stream throws, the exception reaches the caller of `yield`, and the stream is unchanged.
 /// If the move out of the stream throws, the exception reaches the caller of `next()`, and that element is lost. If the
-/// move of a dropped element throws, the exception reaches the caller of `yield`.
+/// move of a dropped element into the result of `yield` throws, the exception reaches the caller of `yield`.
 ///
 /// Thread contract: thread-safe; an iterator is thread-compatible.
 ///
@@ -60,7 +60,8 @@ class BasicAsyncStream {
     YieldResult<Element> yield(Element element) const { return storage_->yield(std::move(element)); }
     /// Ends the stream: calls the termination handler on this thread, then wakes the consumers. Later calls do nothing.
     void finish() const { end(nullptr); }
-    /// The same, with an error. A null error ends the stream without an error. For streams that may fail.
+    /// Ends the stream like `finish()`, but with an error. A null error ends the stream without an error. Only for
+    /// streams that may fail.
     void finish(std::exception_ptr error) const
       requires(!std::same_as<Failure, Never>)
     {
@@ -94,7 +95,8 @@ class BasicAsyncStream {
     std::shared_ptr<detail::AsyncStreamStorage<Element>> storage_;
   };
 
-  /// Makes a stream with an unbounded buffer. `build` is called once, before the constructor returns.
+  /// Makes a stream with an unbounded buffer. Calls `build` once with the stream's continuation, before the constructor
+  /// returns.
   template <typename Build>
     requires std::is_invocable_v<Build&, Continuation>
   explicit BasicAsyncStream(Build build) : BasicAsyncStream(BufferingPolicy::unbounded(), std::move(build)) {}
@@ -114,10 +116,11 @@ class BasicAsyncStream {
     return {BasicAsyncStream(storage, [](const Continuation&) {}), Continuation(storage)};
   }
 
-  /// A stream whose elements are made on demand. Each `next()` calls `produce` in the consumer's task, until the result
-  /// is absent or `produce` throws. Two consumers may call `produce` at the same time. The first cancellation of a
-  /// consumer calls `onCancel`, on the cancelling thread. The stream then ends after the running calls of `produce`. In
-  /// a task that is cancelled already, `next()` gives an empty optional.
+  /// A stream whose elements are made on demand. Each `next()` calls `produce` once, in the consumer's task. The stream
+  /// ends when `produce` gives an empty optional or throws. `next()` passes the exception on. Two consumers may call
+  /// `produce` at the same time. The first cancellation of a consumer in `next()` calls `onCancel`, on the cancelling
+  /// thread. The stream then ends after the running calls of `produce`. In a task that is cancelled already, `next()`
+  /// ends the stream in the same way, and gives an empty optional.
   [[nodiscard]] static BasicAsyncStream unfolding(std::function<Async<std::optional<Element>>()> produce,
                                                   std::function<void()> onCancel = nullptr) {
     return BasicAsyncStream(
@@ -125,7 +128,7 @@ class BasicAsyncStream {
         [](const Continuation&) {});
   }
 
-  /// The new values of an object's property. Only for `AsyncStream`. Include
+  /// A stream of the new values of an object's property. Only for `AsyncStream`. Callers must include
   /// "Tessaly/Concurrency/AsyncStream+Extensions.hpp".
   template <typename Root, typename Object>
     requires std::same_as<Failure, Never>

@@ -23,9 +23,9 @@ struct BufferingPolicy {
   [[nodiscard]] static constexpr BufferingPolicy unbounded() noexcept {
     return {Kind::unbounded, std::numeric_limits<std::int64_t>::max()};
   }
-  /// Keeps the first `limit` elements and drops later elements.
+  /// Drops the new element if the buffer already has `limit` elements.
   [[nodiscard]] static constexpr BufferingPolicy oldest(std::int64_t limit) noexcept { return {Kind::oldest, limit}; }
-  /// Keeps the last `limit` elements and drops earlier elements.
+  /// Buffers the last `limit` elements that no consumer has taken, and drops earlier elements.
   [[nodiscard]] static constexpr BufferingPolicy newest(std::int64_t limit) noexcept { return {Kind::newest, limit}; }
 
   Kind kind;

@@ -36,12 +36,12 @@ class ScopedCancellationHandler final : public CancellationHandler {
 
 }  // namespace detail
 
-/// Runs the operation, and calls `onCancel` at most once if the current task is cancelled meanwhile. The call is
-/// synchronous on the cancelling thread, with no lock held, perhaps while the operation is running. If the task is
-/// cancelled already, the call precedes the operation, which still runs. After this function has ended, no call is
-/// running on another thread, and no call begins.
+/// Runs the operation, which must return an `Async`. Calls `onCancel` at most once if the current task is cancelled
+/// meanwhile. The call of `onCancel` is synchronous on the cancelling thread, with no lock held, perhaps while the
+/// operation is running. If the task is cancelled already, this call precedes the operation, which still runs. After
+/// this function has ended, no call of `onCancel` is running on another thread, and no such call begins.
 ///
-/// A handler should only change some state and resume or enqueue a task. An exception of the handler stops the process.
+/// `onCancel` should only change some state and resume or enqueue a task. An exception of `onCancel` stops the process.
 ///
 /// Thread contract: thread-safe. Adding and removing the handler each take one lock and do not allocate.
 ///

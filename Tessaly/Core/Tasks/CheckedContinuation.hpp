@@ -33,7 +33,7 @@ class TESSALY_EXPORT ContinuationState {
   /// Reverts a claim after a failed resumption.
   void unclaim() noexcept { isClaimed_.store(false, std::memory_order_release); }
   void resume() noexcept { suspension_.resume(); }
-  /// Marks the handle as resumed, because the awaiter continues with an exception of its own.
+  /// Marks the handle as resumed after the body has thrown. The coroutine then continues with the body's exception.
   void abandon() noexcept { isClaimed_.store(true, std::memory_order_relaxed); }
 
  private:
@@ -65,7 +65,7 @@ class ContinuationAwaiter;
 template <typename T = void>
 class CheckedContinuation {
  public:
-  /// Resumes with a value.
+  /// Resumes the task with a value.
   template <typename Value = T>
     requires(!std::is_void_v<T> && std::constructible_from<T, Value>)
   void resume(Value&& value) const {
@@ -78,7 +78,7 @@ class CheckedContinuation {
     }
     state_->resume();
   }
-  /// Resumes without a value.
+  /// Resumes the task without a value.
   void resume() const
     requires std::is_void_v<T>
   {
@@ -86,7 +86,7 @@ class CheckedContinuation {
     outcome_->setValue();
     state_->resume();
   }
-  /// Resumes the task with an error. The task's wait throws the error.
+  /// Resumes the task with an error, which must not be null. The task's wait throws the error.
   void resumeThrowing(std::exception_ptr error) const {
     state_->claim();
     outcome_->setError(std::move(error));

@@ -23,13 +23,13 @@ class TESSALY_EXPORT Clock {
 
   virtual ~Clock() = default;
   [[nodiscard]] virtual Instant now() const noexcept = 0;
-  /// `now()` plus `duration`, but at most the maximum instant, which is never reached.
+  /// `now()` plus `duration`, but at most the maximum instant. `ContinuousClock` never reaches that instant.
   [[nodiscard]] Instant after(std::chrono::nanoseconds duration) const noexcept {
     const Instant present = now();
     return present.count() > 0 && duration > Instant::max() - present ? Instant::max() : present + duration;
   }
-  /// Arms a timer, which must not be armed yet. The timer fires once at its deadline, or at once if the deadline has
-  /// passed.
+  /// Arms a timer, which must not be armed yet. The timer fires once at its deadline. If the deadline has passed, the
+  /// timer fires immediately, perhaps inside this call.
   virtual void add(ClockTimer& timer) = 0;
   /// Disarms a timer. Returns false if the timer has fired or is about to fire. In that case its function was called or
   /// will be called.
@@ -43,8 +43,8 @@ class TESSALY_EXPORT Clock {
 
 /// One wait on a clock. The waiting code owns the timer.
 ///
-/// The clock calls the function on a thread of its choice, with no lock held. The function must not block or run code
-/// of the host. The function may destroy the timer.
+/// The clock calls the function on a thread of its choice, with no lock held. The function must not block, because
+/// other timers may wait for the same thread. It must leave longer work to a job. The function may destroy the timer.
 ///
 /// Thread contract: thread-compatible. The clock synchronises access to an armed timer.
 ///

@@ -16,8 +16,8 @@ struct JobFamily;
 
 /// A piece of work. An executor can queue a job without an allocation, because the job contains the links of the queue.
 ///
-/// A job is in at most one queue at a time. It must stay alive until its function is called. The function may destroy
-/// the job.
+/// A job must be in at most one queue at a time. It must stay alive until its function is called. The function may
+/// destroy the job.
 ///
 /// Each run has a separate state. The job does not see the current task, the task-locals or the isolation of the code
 /// that calls `run()`. That code finds its own state again when `run()` returns.
@@ -37,11 +37,12 @@ class Job {
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
-  /// Runs the work. Called once for each `enqueue`. On a thread that serves timers, `run()` passes the job to the
-  /// global executor instead.
+  /// Runs the work. An executor must call `run()` exactly once for each `enqueue`. On a thread of the library that
+  /// serves timers, `run()` passes the job to the global executor instead.
   TESSALY_EXPORT void run() noexcept;
 
-  /// `run` without a separate state, for executors of the library that have already made a `JobScope` or need none.
+  /// Runs the work without a separate state. Only for executors of the library that have already made a `JobScope` or
+  /// need none.
   void runInScope() noexcept { function_(*this); }
 
   [[nodiscard]] TaskPriority priority() const noexcept { return priority_.load(std::memory_order_seq_cst); }
@@ -60,7 +61,7 @@ class Job {
 
  protected:
   ~Job() = default;
-  /// Sets the priority. No queue may hold the job.
+  /// Sets the priority. The job must not be in a queue.
   void setPriority(TaskPriority priority) noexcept { priority_.store(priority, std::memory_order_relaxed); }
 
  private:
@@ -95,7 +96,7 @@ class LinkedNodes {
     (first_ != nullptr ? first_->previous : last_) = &node;
     first_ = &node;
   }
-  /// Removes a node that is in this list. O(1).
+  /// Removes a node, which must be in this list. O(1).
   void remove(Node& node) noexcept {
     (node.previous != nullptr ? node.previous->next : first_) = node.next;
     (node.next != nullptr ? node.next->previous : last_) = node.previous;
@@ -143,9 +144,9 @@ struct JobFamily {
 /// An executor that serves as an `Isolation` must run one job at a time, in order. Any other executor, except the
 /// global executor, may run the job inside `enqueue`, as the example does. Such an executor provides no isolation. Its
 /// jobs may run at the same time, on any thread that ends the wait of a task. Each job uses the stack of the code that
-/// enqueued it. So a task with many waits needs an executor that queues. The global executor must queue. On a thread
-/// that serves timers, `Job::run()` passes each job to the global executor. If the global executor then runs the job
-/// inside `enqueue`, the process stops.
+/// enqueued it. So a task with many waits needs an executor that queues. The global executor must queue. On a thread of
+/// the library that serves timers, `Job::run()` passes each job to the global executor. If the global executor then
+/// runs the job inside `enqueue`, the process stops.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -160,22 +161,24 @@ class TESSALY_EXPORT Executor {
   /// Runs the job once, later or immediately. Must not throw and must not block.
   virtual void enqueue(Job& job) noexcept = 0;
 
-  /// Like `enqueue`, for a job that belongs to a family. At each priority, the global pool usually runs the jobs of the
-  /// newest waiting family first, in order.
+  /// Like `enqueue`, for a job that belongs to a family. The default implementation ignores the family. At each
+  /// priority, the global pool usually prefers the family that began to wait most recently. It runs the jobs of a
+  /// family in order.
   virtual void enqueueInFamily(Job& job, JobFamily& family) noexcept {
     static_cast<void>(family);
     enqueue(job);
   }
 
-  /// Called after a job's priority was raised. The job may wait in this executor, be running, or be elsewhere. The
-  /// caller keeps the job and the executor alive.
+  /// Notifies the executor that a job's priority was raised, so that the executor can move the job in its queue. The
+  /// default implementation does nothing. The job may wait in this executor, be running, or be elsewhere. The caller
+  /// must keep the job and the executor alive during the call.
   virtual void escalate(Job& job) noexcept { static_cast<void>(job); }
 
   /// The executor in whose isolation this executor's jobs run. By default it is this executor itself.
   [[nodiscard]] virtual Executor& base() noexcept { return *this; }
 
-  /// Adds a reference; `release` removes it. An executor that may be destroyed before the process ends overrides both
-  /// functions. Any other executor must live as long as the process.
+  /// Adds a reference; `release` removes it. An executor that may be destroyed before the process ends must override
+  /// both functions. Any other executor must live as long as the process.
   virtual void retain() noexcept {}
   virtual void release() noexcept {}
 

@@ -16,11 +16,12 @@ namespace Tessaly::inline v1 {
 /// work goes to `runBlocking`.
 ///
 /// The pool has one queue with four priorities. At each priority, the children of task groups start before the other
-/// jobs. The pool prefers the task group whose children began to wait most recently. But about every 1,024th job comes
-/// from the group whose children began to wait first. The children of a group start in the order in which they were
-/// added. But a child counts as a job outside task groups if its priority differs from that of its waiting siblings. So
-/// does a child whose priority is raised while it waits. Jobs outside task groups start first in, first out. Even while
-/// children wait, about every sixteenth job that starts is a job outside task groups, if one waits.
+/// jobs. The pool prefers the task group whose children began to wait for a thread most recently. But about every
+/// 1,024th job comes from the group whose children began to wait first. The children of a group start in the order in
+/// which they were added. But a child counts as a job outside task groups if its priority differs from that of its
+/// waiting siblings. So does a child whose priority is raised while it waits. Jobs outside task groups start first in,
+/// first out. Even while children wait, about every sixteenth job that starts is a job outside task groups, if one
+/// waits.
 ///
 /// Thread contract: thread-safe.
 ///

@@ -39,8 +39,8 @@ class Isolation {
     if (executor_ != nullptr) executor_->release();
   }
 
-  /// The caller's isolation. In a task it is the isolation of the task. In a job of a serial executor it is that
-  /// executor. Otherwise it is the main queue on the main thread, and no isolation on other threads.
+  /// The caller's isolation. In a task it is the isolation in which the task runs now. In a job of a serial executor it
+  /// is that executor. Otherwise it is the main queue on the main thread, and no isolation on other threads.
   [[nodiscard]] TESSALY_EXPORT static Isolation current() noexcept;
   /// The isolation of the main queue.
   [[nodiscard]] static Isolation main() noexcept { return Isolation(MainQueue::executor()); }

@@ -17,8 +17,8 @@ namespace Tessaly::inline v1 {
 /// record of type error says so. If a loop serves the queue, records of the default type report a busy main thread
 /// after 2, 4, 8 s and so on.
 ///
-/// A host with an event loop watches `fileDescriptor()` for reading, and calls `drain()` when the descriptor is
-/// readable. The adapters for GLib and Qt do that. A host without an event loop calls `run()`.
+/// A host with an event loop must watch `fileDescriptor()` for reading, and call `drain()` when the descriptor is
+/// readable. The adapters for GLib and Qt do that. A host without an event loop must call `run()`.
 ///
 /// Thread contract: thread-safe, except where a function says main-isolated.
 ///
@@ -31,8 +31,8 @@ class MainQueue {
  public:
   MainQueue() = delete;
 
-  /// Makes the calling thread the main thread. The first call of `adopt()` or `isMainThread()`, also inside the
-  /// library, fixes the main thread. Stops the process if another thread is the main thread already.
+  /// Makes the calling thread the main thread. The first call of `adopt()` or `isMainThread()` fixes the main thread,
+  /// even if the library makes that call. Stops the process if another thread is the main thread already.
   TESSALY_EXPORT static void adopt() noexcept;
 
   /// Whether the calling thread is the main thread.
@@ -50,15 +50,18 @@ class MainQueue {
   /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static std::size_t drain() noexcept;
 
-  /// Serves the queue until `stop()`. Main-isolated; may be nested.
+  /// Serves the queue until `stop()` is called. A job may call `run()`.
+  ///
+  /// Main-isolated: a call on another thread stops the process.
   TESSALY_EXPORT static void run() noexcept;
 
-  /// Ends the innermost `run()` after the running job has returned. Later jobs stay in the queue. If no `run()` is
-  /// running, the next `run()` ends at once.
+  /// Ends the innermost `run()` after the running job has returned. The jobs that still wait stay in the queue. If no
+  /// `run()` is running, the next `run()` ends at once.
   TESSALY_EXPORT static void stop() noexcept;
 
-  /// Declares, while the object exists, that a loop serves the queue. Each adapter has a `Service`. A host whose own
-  /// loop watches the descriptor may have a `Service` too.
+  /// Declares, while the object exists, that a loop serves the queue. If jobs wait too long, the log then reports a
+  /// busy main thread, and not a missing loop. Each adapter has a `Service`. A host whose own loop watches the
+  /// descriptor may have a `Service` too.
   ///
   /// Thread contract: thread-safe.
   class Service {

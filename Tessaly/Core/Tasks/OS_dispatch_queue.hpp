@@ -51,7 +51,7 @@ class OS_dispatch_queue {
 
   /// Calls the block once, after the seconds have passed, on the global queue of background quality. The block never
   /// runs inside the call of `delay`. Zero and negative seconds mean "at once"; NaN and more than 292 years mean
-  /// "never". Include FoundationExtensions/OS_dispatch_queue+Delay.hpp.
+  /// "never". Callers must include Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp.
   template <typename Definition = detail::DelayedCall>
   static void delay(double seconds, Function block, Clock& clock = ContinuousClock::shared()) {
     static_assert(requires { sizeof(Definition); }, "include Tessaly/FoundationExtensions/OS_dispatch_queue+Delay.hpp");

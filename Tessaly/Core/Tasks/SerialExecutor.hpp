@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 ///
 /// A serial executor has no thread of its own. When a job is enqueued onto an idle serial executor, that executor
 /// queues a turn (see below) on the global executor. A task that hops from the pool onto an idle serial executor
-/// continues at once on the same thread. An object holds a serial executor if at most one job at a time may use the
+/// continues at once on the same thread. Give an object a serial executor if at most one job at a time may use the
 /// object's state. See `Isolation` for the handle of a serial executor.
 ///
 /// A turn is a job of the global executor, and runs at most 256 of the waiting jobs. A turn is queued at the highest

@@ -19,7 +19,7 @@ namespace Tessaly::inline v1 {
 struct StreamTermination {
   enum class Kind : std::uint8_t {
     finished,   ///< The producer finished the stream.
-    cancelled,  ///< A consumer's task was cancelled, or the last consumer was destroyed.
+    cancelled,  ///< A consumer's task was cancelled before or during `next()`, or the last consumer was destroyed.
   };
 
   Kind kind;

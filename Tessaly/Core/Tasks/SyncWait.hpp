@@ -47,8 +47,8 @@ void WaitedState<T>::didComplete() noexcept {
 /// main thread runs the operation there, isolated to the main queue, and serves that queue meanwhile. A call on another
 /// thread runs the operation without isolation.
 ///
-/// Waiting would deadlock on a thread of the pool. It would also deadlock in a job of a serial executor, except on the
-/// main thread. In both places the call stops the process. Use `co_await` there.
+/// A call on a thread of the pool, or in a job of a serial executor, stops the process, because waiting there would
+/// deadlock. Use `co_await` there. The main thread may always call `syncWait`, even in a job of the main queue.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -69,7 +69,8 @@ auto syncWait(Operation operation) -> detail::AsyncInvokeResult<Operation&> {
   return state->outcome().take();
 }
 
-/// The same for an `Async` that exists already.
+/// Runs an `Async` that exists already, and waits for its end. Otherwise the same as the overload that takes an
+/// operation.
 template <typename T>
 T syncWait(Async<T> async) {
   return syncWait([&async]() -> Async<T> { return std::move(async); });

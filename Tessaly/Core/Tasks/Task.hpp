@@ -95,9 +95,9 @@ class Task {
   [[nodiscard]] Async<void> finished() const { return endOf(state_); }
 
   /// Requests cancellation: sets the flag, and calls the installed handlers on this thread before `cancel()` returns.
-  /// Later calls do nothing. Has no effect after the task has ended, or in the child of a fork. Handlers may cancel
-  /// further tasks. A call of `cancel()` that is nested more than 64 levels deep only sets the flag of its task. The
-  /// outermost call later calls that task's handlers.
+  /// Later calls do nothing. Has no effect after the task has ended. In a forked child process, has no effect on a task
+  /// of the parent process. Handlers may cancel further tasks. A call of `cancel()` that is nested more than 64 levels
+  /// deep only sets the flag of its task. The outermost call later calls that task's handlers.
   void cancel() const noexcept { state_->cancel(); }
   [[nodiscard]] bool isCancelled() const noexcept { return state_->isCancelled(); }
   /// Whether the work has ended.
@@ -136,7 +136,7 @@ class Task {
 
   /// Like `sleep`, for a number of microseconds, milliseconds or seconds. Fractions of a nanosecond are truncated. NaN,
   /// a negative time, and 2^64 ns (584 years) or more stop the process. Between 2^63 ns (292 years) and 2^64 ns, the
-  /// wait never ends. Callers must include Tessaly/FoundationExtensions/Task+Sleep.hpp.
+  /// task sleeps until it is cancelled. Callers must include Tessaly/FoundationExtensions/Task+Sleep.hpp.
   template <typename Definition = detail::SleepDuration>
   [[nodiscard]] static Async<void> sleepMicroSeconds(std::uint64_t microSeconds,
                                                      Clock& clock = ContinuousClock::shared()) {
@@ -188,7 +188,7 @@ class Task {
 };
 
 namespace detail {
-/// The record behind a handle, for the runtime.
+/// Gives the runtime the task record to which a handle refers.
 struct TaskAccess {
   template <typename T>
   static TaskRecord& record(const Task<T>& task) noexcept {

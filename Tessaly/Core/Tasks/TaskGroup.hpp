@@ -24,9 +24,9 @@ class GroupChildState;
 /// The child tasks of one scope. `withTaskGroup` makes a group, and does not return before every child has ended.
 ///
 /// Children inherit the priority and the task-locals of the task that adds them, but no isolation. The pool usually
-/// starts the children of a group in order. The pool usually prefers the group whose children began to wait most
-/// recently. `GlobalExecutor` names the exceptions. Children may run at the same time. A child may throw. `next()` and
-/// `waitForAll()` pass the exception on.
+/// starts the children of a group in order. The pool usually prefers the group whose children began to wait for a
+/// thread most recently. `GlobalExecutor` names the exceptions. Children may run at the same time. A child may throw.
+/// `next()` and `waitForAll()` pass the exception on.
 ///
 /// Thread contract: any thread may add children and cancel all of them. Only one task at a time may wait.
 ///
@@ -96,7 +96,7 @@ class TaskGroup {
     }
   }
 
-  /// Waits for all children. Throws the first error, after all children have ended.
+  /// Waits for all children and discards their results. Throws the first error, after all children have ended.
   [[nodiscard]] Async<void> waitForAll() {
     std::exception_ptr first;
     for (;;) {
@@ -167,9 +167,9 @@ void TaskGroup<ChildResult>::addTask(TaskOptions options, Operation&& operation)
 
 /// Calls the body with a new group, waits for the group's children, and returns the body's result.
 ///
-/// If the body throws, the group cancels all children, waits for them, and then passes the exception on. If the body
-/// returns, the group waits for the remaining children and discards their results and errors. Cancelling the current
-/// task cancels the children.
+/// The body must return an `Async`. If the body throws, the group cancels all children, waits for them, and then passes
+/// the exception on. If the body returns, the group waits for the remaining children and discards their results and
+/// errors. Cancelling the current task cancels the children.
 ///
 /// Thread contract: thread-safe.
 template <typename ChildResult = void, typename Body>

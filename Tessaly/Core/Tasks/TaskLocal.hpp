@@ -11,8 +11,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// A value that is bound during a call. All code of the call sees the value. Other jobs that run meanwhile do not see
-/// it. A new task, except a detached task, copies the innermost binding of every key.
+/// A variable that has another value during a call of `withValue`. All code that this call runs sees that value. Other
+/// jobs that run meanwhile do not see it. A new task, except a detached task, copies the innermost binding of every
+/// task-local.
 ///
 /// Binding costs a push and a pop. Outside any task the binding belongs to the thread. The nearest standard facility is
 /// `thread_local`, which neither follows a task across threads nor ends with a scope. The key is the object's address,
@@ -32,7 +33,8 @@ class TaskLocal {
   TaskLocal(const TaskLocal&) = delete;
   TaskLocal& operator=(const TaskLocal&) = delete;
 
-  /// The innermost binding's value, or the default. O(n) for n bindings in force.
+  /// The innermost binding's value, or the default value if there is no binding. O(n) for n present bindings of all
+  /// task-locals.
   [[nodiscard]] Value value() const {
     const auto* binding = detail::TaskLocalBinding::find(this);
     return binding != nullptr ? static_cast<const detail::TypedTaskLocalBinding<Value>*>(binding)->value()

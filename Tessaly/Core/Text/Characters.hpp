@@ -72,7 +72,8 @@ enum class GeneralCategory : std::uint8_t {
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT bool isEmoji(char32_t scalar) noexcept;
 
-/// Unicode's two-letter abbreviation of the category, such as "Lu". The text is a constant.
+/// Unicode's two-letter abbreviation of the category, such as "Lu". The result refers to a string literal, so it is
+/// always valid.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view description(GeneralCategory category) noexcept;

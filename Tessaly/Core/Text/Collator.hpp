@@ -56,8 +56,9 @@ class Collator {
     return compare(left, right) < 0;
   }
 
-  /// The sort key of a text: bytes that `std::string` orders as `compare` orders the texts. Keys of collators with
-  /// different locales or options, or of different versions of ICU, are not comparable, so do not store them.
+  /// The sort key of a text, as bytes. Comparing two keys as `std::string` gives the same order as `compare` for the
+  /// two texts. Keys of collators with different locales or options, or of different versions of ICU, are not
+  /// comparable, so do not store them.
   /// Ill-formed UTF-8 counts as U+FFFD. Throws `std::length_error` for a text of more than 1 GiB, and for a text whose
   /// key exceeds 2 GiB.
   [[nodiscard]] TESSALY_EXPORT std::string sortKey(std::string_view text) const;

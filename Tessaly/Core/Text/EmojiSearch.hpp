@@ -8,9 +8,9 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// Whether the text contains an emoji character. A character is an emoji if its first scalar has the property Emoji. A
-/// first scalar below U+238D also needs a further scalar in the same character. The search stops at the first emoji,
-/// and skips ASCII in words of eight bytes.
+/// Whether the text contains an emoji character. A character (a grapheme cluster) is an emoji if its first scalar has
+/// the property Emoji. If that scalar is below U+238D, such as a digit, the character also needs a second scalar, which
+/// may be any scalar. The search stops at the first emoji, and skips ASCII in words of eight bytes.
 ///
 /// Thread contract: thread-safe. O(n). Every maximal ill-formed subsequence counts as one U+FFFD, which is not an
 /// emoji.

@@ -20,8 +20,8 @@ namespace Tessaly::inline v1::Text {
 /// conjunct are one character each. Every maximal ill-formed subsequence counts as one U+FFFD.
 ///
 /// The class is a forward range of `std::string_view`. The class neither copies nor owns the text. The standard library
-/// has no counterpart. A table of Unicode 15 gives the boundaries, 16 at a time, without a call of ICU. A cluster
-/// longer than 1 GiB is split.
+/// has no counterpart. The iterator finds up to 16 characters at a time. It uses a table of Unicode 15 and does not
+/// call ICU. A cluster longer than 1 GiB is split.
 ///
 /// Thread contract: thread-compatible.
 ///
@@ -82,12 +82,12 @@ class TESSALY_NON_OWNING GraphemeClusters : public std::ranges::view_interface<G
   std::string_view text_;
 };
 
-/// The last user-perceived character of a text, empty for the empty text. Reads only the end of the text, back to the
-/// nearest boundary that follows from its two adjacent scalars alone.
+/// The last user-perceived character of a text, as a view into the text. Empty for the empty text. Reads only the end
+/// of the text, back to the nearest boundary that the two scalars beside it prove without further context.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string_view lastGraphemeCluster(std::string_view text) noexcept;
-/// The same. Clang warns about a result that outlives a temporary text.
+/// Does the same for a `std::string`. With this overload, Clang warns about a result that outlives a temporary string.
 [[nodiscard]] std::string_view lastGraphemeCluster(
     const std::same_as<std::string> auto& text TESSALY_LIFETIMEBOUND) noexcept {
   return lastGraphemeCluster(std::string_view(text));

@@ -61,7 +61,8 @@ class Locale {
 
   /// The locale of the environment: the first of `LC_ALL`, `LC_MESSAGES` and `LANG` that is not empty, without its
   /// encoding ("de_DE.UTF-8" becomes "de_DE"). A modifier becomes a script or a variant ("sr_RS@latin" becomes
-  /// "sr_Latn_RS"), or is dropped. "C", "POSIX" and an empty environment give "en_US_POSIX". Without a `Replacement`,
+  /// "sr_Latn_RS"), or is dropped. If the value is "C" or "POSIX", or if none of the three has a value, the result is
+  /// "en_US_POSIX". While a `Replacement` exists, the result is the locale of the `Replacement` instead. Otherwise
   /// every call reads the environment, as `std::getenv` does.
   ///
   /// Thread contract: thread-safe, but no thread may change the environment during the call.
@@ -73,7 +74,8 @@ class Locale {
   friend bool operator==(const Locale&, const Locale&) noexcept = default;
 
   /// Replaces the current locale for a scope, in all threads. The locale must outlive the replacement. Replacements
-  /// must end in the reverse order of their construction. While a replacement ends, no thread may format.
+  /// must end in the reverse order of their construction. While a replacement ends, no thread may format or call
+  /// `Locale::current()`.
   ///
   /// Thread contract: thread-safe.
   ///
@@ -102,11 +104,13 @@ TESSALY_EXPORT std::ostream& operator<<(std::ostream& stream, const Locale::Lang
 
 namespace detail {
 
-/// `Locale::current()` without a copy. The reference is valid until the next call on this thread or the end of a
-/// `Replacement`.
+/// Like `Locale::current()`, but returns a reference instead of a copy. The reference is valid until the next call of
+/// this function on this thread, or until a `Replacement` ends. `Locale::current()` and the formatters call this
+/// function, too.
 [[nodiscard]] TESSALY_EXPORT const Locale& currentLocale();
 
-/// The identifier of the locale with this system name: language[_territory][.encoding][@modifier].
+/// The `Locale` identifier for a POSIX locale name. The name has the form
+/// `language[_territory][.encoding][@modifier]`.
 [[nodiscard]] TESSALY_EXPORT std::string identifierOfSystemLocale(std::string_view name);
 
 }  // namespace detail

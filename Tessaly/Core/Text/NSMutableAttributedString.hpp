@@ -44,10 +44,10 @@ class TESSALY_EXPORT NSMutableAttributedString {
   /// The number of UTF-16 units.
   [[nodiscard]] std::int64_t length() const noexcept { return static_cast<std::int64_t>(units_.size()); }
 
-  /// The attributes of the unit at a position. The reference is valid until the text changes.
+  /// The attributes of the unit at a position. The reference is valid until the text or its attributes change.
   [[nodiscard]] const Attributes& attributes(std::int64_t location) const;
-  /// A range around a position. All units of the range have equal attributes. A neighbouring unit may have equal
-  /// attributes too.
+  /// A range around a position. All units of the range have equal attributes. The range is not always the longest such
+  /// range: a unit beside it may have equal attributes too.
   [[nodiscard]] NSRange effectiveRange(std::int64_t location) const;
 
   /// Adds attributes to a range. A new value replaces an existing value of the same name.

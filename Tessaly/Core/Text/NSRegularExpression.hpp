@@ -26,9 +26,9 @@ struct TESSALY_EXPORT RegularExpressionError final : Error {
   [[nodiscard]] std::string description() const override;
 };
 
-/// A compiled regular expression of ICU, with Unicode's properties and without options. Case matters. "." does not
-/// match a line end. "^" matches at the beginning of the text. "$" matches at the end of the text, and before a line
-/// end that ends the text.
+/// A compiled regular expression of ICU, with ICU's default options. Classes such as "\w" follow Unicode's properties.
+/// Case matters. "." does not match a line end. "^" matches at the beginning of the text. "$" matches at the end of the
+/// text, and before a line end that ends the text.
 ///
 /// Ranges count UTF-16 units. Copies share the compiled expression. A search that exceeds ICU's 8 MB for backtracking
 /// finds no further match. The nearest standard facility is `std::regex`, which matches bytes instead of characters.
@@ -49,9 +49,11 @@ class TESSALY_EXPORT NSRegularExpression {
 
   [[nodiscard]] const std::string& pattern() const noexcept TESSALY_LIFETIMEBOUND;
 
-  /// The ranges of all matches, in order. They do not overlap.
+  /// The ranges of all matches, in order. They do not overlap. Throws `std::length_error` for a text of 2^31 units or
+  /// more.
   [[nodiscard]] std::vector<NSRange> matches(std::u16string_view text) const;
-  /// The range of the first match. Absent if there is no match.
+  /// The range of the first match. Absent if there is no match. Throws `std::length_error` for a text of 2^31 units or
+  /// more.
   [[nodiscard]] std::optional<NSRange> rangeOfFirstMatch(std::u16string_view text) const;
 
  private:

@@ -14,7 +14,8 @@
 
 namespace Tessaly::inline v1::Text {
 
-/// The scalars of a UTF-8 text, in order: a forward range that neither copies nor owns the text.
+/// The scalars of a UTF-8 text, in order: a forward range that neither copies nor owns the text. Every maximal
+/// ill-formed subsequence counts as one U+FFFD.
 ///
 /// Thread contract: thread-compatible.
 ///

@@ -9,7 +9,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The first `count` characters of a text. Absent if the text has fewer characters.
+/// The first `count` user-perceived characters of a text. Absent if the text has fewer characters.
 [[nodiscard]] inline std::optional<std::string_view> characterPrefix(std::string_view text,
                                                                      std::int64_t count) noexcept {
   const Text::GraphemeClusters characters(text);

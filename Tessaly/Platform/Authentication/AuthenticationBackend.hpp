@@ -15,9 +15,9 @@ namespace Tessaly::inline v1 {
 
 /// The proof that the user must give.
 enum class LAPolicy : std::int32_t {
-  /// A finger or a face.
+  /// A fingerprint or a face.
   deviceOwnerAuthenticationWithBiometrics = 1,
-  /// A finger, a face, or the password.
+  /// A fingerprint, a face, or the password.
   deviceOwnerAuthentication = 2,
 };
 

@@ -17,20 +17,20 @@ namespace Tessaly::inline v1 {
 enum class LAFailure : std::uint8_t {
   /// The system gave no reason.
   unknown,
-  /// The user dismissed the question.
+  /// The user dismissed the authentication dialog.
   cancelled,
-  /// The user failed to authenticate, or is not allowed to.
+  /// The user failed to authenticate, or the system's policy forbids the application's action to this user.
   denied,
   /// The session has no authentication agent. An agent is the program that asks the user.
   noAgent,
   /// The system does not know the application's action: its policy file is not installed, or the application has no
   /// "PolkitAction" (see `BundleInformation::information`).
   notInstalled,
-  /// There is no system bus, or no authority on it.
+  /// There is no system bus, or no polkit service on it.
   noService,
-  /// The system bus or the authority did not answer within 2 s, or the connection was closed.
+  /// The system bus or the polkit service did not answer within 2 s, or the connection was closed.
   notAnswering,
-  /// The authority answered with an error or with a malformed answer, or the question could not be sent.
+  /// The polkit service answered with an error or with a malformed answer, or the request to it could not be sent.
   refused,
   /// The system cannot guarantee the proof that the policy demands.
   policyNotSupported,
@@ -39,7 +39,7 @@ enum class LAFailure : std::uint8_t {
 /// A failure to authenticate the user.
 ///
 /// In `userInfo()`, "reason" names the reason that `failure()` returns, and "description" is a text for people. If the
-/// application's text could not be shown, "localizedReason" says so.
+/// system refused to show the `localizedReason` of `evaluatePolicy`, the entry "localizedReason" is "not shown".
 ///
 /// Thread contract: thread-safe while no thread changes the error.
 ///
@@ -61,7 +61,8 @@ class TESSALY_EXPORT LAError final : public Error {
   using UserInfo = std::map<std::string, std::string>;
 
   explicit LAError(Code code, UserInfo userInfo = {}) : code_(code), userInfo_(std::move(userInfo)) {}
-  /// An error with the code, the reason and the description of the failure.
+  /// An error with the code, the reason and the description of the failure. A message that is not empty is appended to
+  /// the description, after ": ".
   explicit LAError(LAFailure failure, std::string_view message = {});
   ~LAError() override;
 

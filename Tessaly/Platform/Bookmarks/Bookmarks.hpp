@@ -12,21 +12,21 @@
 
 namespace Tessaly::inline v1 {
 
-/// The options for making bookmark data.
+/// The options for making bookmark data. The system's bookmarks ignore them, because bookmark data grants no access.
 enum class BookmarkCreationOptions : std::uint32_t { none = 0, withSecurityScope = 2048 };
-/// The options for resolving bookmark data.
+/// The options for resolving bookmark data. The system's bookmarks ignore them.
 enum class BookmarkResolutionOptions : std::uint32_t { none = 0, withSecurityScope = 1024 };
 
 /// The file that bookmark data leads to.
 struct ResolvedBookmark {
   URL url;
   /// Whether the caller should make new data. True if the file was not at the path in the data and a search found it.
-  /// Also true if the number of its volume has changed.
+  /// Also true if the device number of its volume has changed.
   bool isStale = false;
 };
 
-/// Makes and resolves bookmark data. The data leads to a file even after the file was renamed or moved to a nearby
-/// directory.
+/// Makes and resolves bookmark data. The data leads to a file even after the file was renamed, or moved to a directory
+/// that `resolve` searches.
 ///
 /// The data contains a path and the identity of the file: its volume, its inode number and its time of creation. Data
 /// resolves to that same file or to no file, but never to another file with the same name. On a volume without times of
@@ -42,8 +42,8 @@ class TESSALY_EXPORT Bookmarks {
   Bookmarks(const Bookmarks&) = delete;
   Bookmarks& operator=(const Bookmarks&) = delete;
 
-  /// The system's bookmarks, or those that a `BookmarksInstallation` put in their place. The library never destroys the
-  /// result.
+  /// The object that a `BookmarksInstallation` has installed, or else the system's object. The library never destroys
+  /// the result.
   [[nodiscard]] static Bookmarks& shared() noexcept;
   /// The system's bookmarks, even while others are installed.
   [[nodiscard]] static Bookmarks& system();
@@ -53,8 +53,10 @@ class TESSALY_EXPORT Bookmarks {
   /// Makes data for a file. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL. Blocks
   /// on the file system.
   [[nodiscard]] virtual Data bookmarkData(const URL& url, BookmarkCreationOptions options) = 0;
-  /// Finds the file of the data. Throws `POSIXError`: `EINVAL` for malformed data, `ENOENT` if the file is not found.
-  /// Blocks on the file system. A search examines at most 100,000 names.
+  /// Finds the file of the data. If the file is not at the path in the data, searches the directory of that path with
+  /// its subdirectories. If that directory is missing, begins at the nearest existing directory above. Then searches
+  /// the next two directories above in the same way. The search stays on the volume and examines at most 100,000 names.
+  /// Throws `POSIXError`: `EINVAL` for malformed data, `ENOENT` if the file is not found. Blocks on the file system.
   [[nodiscard]] virtual ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) = 0;
 
  protected:

@@ -35,10 +35,10 @@ class TESSALY_EXPORT DeviceBackend {
   DeviceBackend& operator=(const DeviceBackend&) = delete;
   virtual ~DeviceBackend();
 
-  /// Copies the value to `buffer`, which has room for `*size` bytes. The value is a text with its terminating zero.
-  /// Sets `*size` to the number of bytes copied. Without a buffer, sets `*size` to the number of bytes needed. Returns
-  /// 0, or the system's error code: `ENOENT` for an unknown name or a missing value, `ENOMEM` for a buffer that is too
-  /// small.
+  /// Copies the value to `buffer`, which must have room for `*size` bytes. The value is a text with its terminating
+  /// zero. Sets `*size` to the number of bytes copied. If `buffer` is null, only sets `*size` to the number of bytes
+  /// needed. Returns 0, or an `errno` value: `ENOENT` for an unknown name or a missing value, `ENOMEM` for a buffer
+  /// that is too small. After an error, `*size` is unchanged.
   virtual std::int32_t sysctlbyname(const char* name, void* buffer, std::size_t* size) = 0;
   /// The source of "hw.model".
   [[nodiscard]] virtual DeviceSource source() const = 0;

@@ -26,8 +26,9 @@ enum class FileChange : std::uint8_t {
 /// A source that reports the changes of the file to which a path leads. `FileManager` makes the source, and
 /// `fileChanges` uses it.
 ///
-/// Thread contract: thread-compatible. The wake handler is called on any thread. The handler must return soon, because
-/// no events of any file are read while it runs.
+/// Thread contract: thread-compatible. The wake handler is the function that `FileManager::makeFileChangeSource`
+/// received. It is called on any thread, also inside `takeChange()`. A call may still follow after the source was
+/// destroyed. The handler must return soon, because no events of any file are read while it runs.
 ///
 ///     auto source = FileManager::default_().makeFileChangeSource(file, [wakeConsumer] { wakeConsumer(); });
 ///     while (auto change = source->takeChange()) std::cout << description(*change) << '\n';
@@ -37,11 +38,13 @@ class TESSALY_EXPORT FileChangeSource {
   FileChangeSource(const FileChangeSource&) = delete;
   FileChangeSource& operator=(const FileChangeSource&) = delete;
 
-  /// The change since the last call that returned a change, or since the source was made. Nothing if there is no
-  /// change. Throws `POSIXError` when the system refuses to watch the file.
+  /// Returns one value for all changes since the last call that returned a change, or since the source was made.
+  /// Nothing if there is no change. Throws `POSIXError`, for example `ENOSPC` when the system's limit of watches is
+  /// reached. A missing or unreadable file is not an error.
   [[nodiscard]] virtual std::optional<FileChange> takeChange() = 0;
-  /// Whether the caller must poll. True if the system sends no events for this file. That happens on remote volumes,
-  /// and if the file or a directory on its path cannot be read.
+  /// Whether the caller must poll: call `takeChange()` regularly, even if the wake handler is not called. True if the
+  /// system sends no events for this file. That happens on remote volumes, and if the file or a directory on its path
+  /// cannot be read.
   [[nodiscard]] virtual bool needsPolling() const noexcept = 0;
 
  protected:

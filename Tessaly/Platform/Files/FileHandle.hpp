@@ -21,8 +21,9 @@ namespace Tessaly::inline v1 {
 ///     ::fstat(handle.fileDescriptor(), &status);
 class FileHandle {
  public:
-  /// Opens a file for reading. Does not wait for the other end of a pipe. Programs that this process starts do not
-  /// inherit the descriptor. Throws `POSIXError`, or `URLError` (`unsupportedURL`) if the URL is not a file URL.
+  /// Opens a file for reading. The descriptor is non-blocking (`O_NONBLOCK`), so the call does not wait for the other
+  /// end of a named pipe. Programs that this process starts do not inherit the descriptor. Throws `POSIXError`, or
+  /// `URLError` (`unsupportedURL`) if the URL is not a file URL.
   [[nodiscard]] TESSALY_EXPORT static FileHandle forReading(const URL& file);
   /// Becomes the owner of the descriptor.
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
@@ -33,7 +34,7 @@ class FileHandle {
   }
   TESSALY_EXPORT ~FileHandle();
 
-  /// The descriptor, or -1 after the file was closed.
+  /// The descriptor, or -1 if the handle owns none, for example after `close()`.
   [[nodiscard]] int fileDescriptor() const noexcept { return descriptor_; }
   /// Closes the file. Throws `POSIXError` if the system reports a failure. The descriptor is closed even then. Later
   /// calls do nothing.

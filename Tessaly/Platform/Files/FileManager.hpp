@@ -23,7 +23,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// Whether `createDirectory` also makes missing parent directories.
+/// Whether `createDirectory` also makes missing parent directories (`created`), or fails without them (`required`).
 enum class IntermediateDirectories : std::uint8_t { required, created };
 
 /// The operations that a backend provides on the file system.
@@ -51,8 +51,9 @@ class TESSALY_EXPORT FileManager {
   /// The place that `BackendInstallation` writes to.
   [[nodiscard]] static InstalledBackend<FileManager>& installed() noexcept;
 
-  /// Asks for access to a file that the user chose. Returns whether the access is granted. The caller balances each
-  /// call with one call of `stopAccessingSecurityScopedResource`. Without a sandbox the access is always granted.
+  /// Asks for access to a file that the user chose. Returns whether the access is granted. The caller must balance
+  /// each call, even after a refusal, with one call of `stopAccessingSecurityScopedResource`. The system's file manager
+  /// always grants the access.
   virtual bool startAccessingSecurityScopedResource(const URL& url) = 0;
   virtual void stopAccessingSecurityScopedResource(const URL& url) = 0;
 
@@ -62,26 +63,28 @@ class TESSALY_EXPORT FileManager {
   [[nodiscard]] virtual std::shared_ptr<FileSystemObjectSource> makeFileSystemObjectSource(int descriptor,
                                                                                            FileSystemEvent mask,
                                                                                            OS_dispatch_queue queue) = 0;
-  /// A source for the file that a path leads to, through all its symbolic links. The handler is called when there may
-  /// be a change to take.
+  /// A source for the file that a path leads to, through all its symbolic links. `onPossibleChange` is the wake
+  /// handler of the source: it is called when there may be a change to take.
   [[nodiscard]] virtual std::unique_ptr<FileChangeSource> makeFileChangeSource(
       const URL& file, std::function<void()> onPossibleChange) = 0;
 
-  /// A source for the contents of a directory. The path may lead to the directory through symbolic links. The handler
-  /// is called when there may be changes to take.
+  /// A source for the contents of a directory. The path may lead to the directory through symbolic links.
+  /// `onPossibleChange` is the wake handler of the source: it is called when there may be changes to take.
   [[nodiscard]] virtual std::unique_ptr<DirectorySource> makeDirectorySource(
       const URL& directory, DirectoryDepth depth, std::function<void()> onPossibleChange) = 0;
   /// The entries of a directory, in no particular order, without "." and "..". An entry that is removed during the call
-  /// is omitted. An entry that gives no attributes, such as the mount point of a volume that has ended, has a type, but
-  /// the size 0 and the date 1970-01-01. Throws `POSIXError`.
+  /// is omitted. An entry whose attributes cannot be read is listed with its type, the size 0 and the modification date
+  /// 1970-01-01. An example is the mount point of a FUSE volume whose program has ended. Throws `POSIXError`.
   [[nodiscard]] virtual std::vector<DirectoryEntry> contentsOfDirectory(const URL& directory) const = 0;
 
-  /// Whether a path leads to something. False for a dangling link.
+  /// Whether a path leads to a file, a directory or another item. False for a dangling link. Also false after an error,
+  /// such as a missing permission.
   [[nodiscard]] virtual bool fileExists(const std::string& path) const noexcept = 0;
   [[nodiscard]] virtual Data contents(const URL& file) const = 0;
-  /// Writes the file in place, without a temporary file.
+  /// Replaces the contents of the file, or creates the file. Writes in place, without a temporary file.
   virtual void write(const Data& data, const URL& file) = 0;
-  /// Makes a directory. With `created`, a directory that exists already is not an error.
+  /// Makes a directory. With `created`, also makes its missing parent directories, and a directory that exists already
+  /// is not an error.
   virtual void createDirectory(const URL& folder, IntermediateDirectories intermediate) = 0;
   /// Copies a file, a symbolic link, or a directory with all its contents. The copy of a link is a link. Keeps times
   /// and modes, if the destination's volume can. Throws `POSIXError`: `EEXIST` if the destination exists, `EINVAL` if a
@@ -89,8 +92,10 @@ class TESSALY_EXPORT FileManager {
   /// during each of three attempts to read it. Reads each file to its end, even if the file reports a smaller size.
   /// After an error, the incomplete copy is removed.
   virtual void copyItem(const URL& source, const URL& destination) = 0;
-  /// Moves or renames an item. Throws `EEXIST` if the destination exists. On a volume that cannot refuse a taken name,
-  /// such as NFS, the destination is checked before. There, a file that another process creates in between is replaced.
+  /// Moves or renames an item. Throws `POSIXError`, for example `EEXIST` if the destination exists. Some volumes, such
+  /// as NFS, have no rename that fails if the destination exists. There, the function first checks the destination, and
+  /// then renames the item. A file that another process creates in between is replaced. To another volume, the function
+  /// copies the item like `copyItem`, and then removes the original.
   virtual void moveItem(const URL& source, const URL& destination) = 0;
   /// Removes a file, a link, or a directory with all its contents. Follows no link.
   virtual void removeItem(const URL& url) = 0;
@@ -111,7 +116,7 @@ class TESSALY_EXPORT FileManager {
   /// absolute path, otherwise "~/.local/share".
   [[nodiscard]] virtual std::vector<URL> applicationSupportDirectories() const = 0;
   /// The directory of a cloud container, or of the application's own container if no identifier is given. Nothing if
-  /// there is no such container.
+  /// there is no such container. The system's file manager always returns nothing.
   [[nodiscard]] virtual std::optional<URL> urlForUbiquityContainer(
       const std::optional<std::string>& containerIdentifier) const = 0;
 

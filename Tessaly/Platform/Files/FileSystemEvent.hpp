@@ -20,14 +20,15 @@ class FileSystemEvent {
   constexpr FileSystemEvent() noexcept = default;
   constexpr explicit FileSystemEvent(std::uint32_t rawValue) noexcept : rawValue_(rawValue) {}
 
-  /// The file was removed: its name no longer exists, or leads to another file.
+  /// The name under which the file was opened was removed, or another file took that name. The file may have other hard
+  /// links. A rename of the file is not a removal.
   static const FileSystemEvent delete_;
-  /// The file was written or truncated, or its modification time was set without its access time. For a directory: an
-  /// entry was added or removed.
+  /// The file was written or truncated, or a program set its modification time but not its access time. For a
+  /// directory: an entry was added or removed.
   static const FileSystemEvent write;
   /// The file became longer.
   static const FileSystemEvent extend;
-  /// The owner, mode, times or attributes of the file changed.
+  /// The owner, the mode or an extended attribute of the file changed, or a program set both its times.
   static const FileSystemEvent attrib;
   /// The number of hard links to the file changed.
   static const FileSystemEvent link;

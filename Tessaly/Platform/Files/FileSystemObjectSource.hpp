@@ -18,7 +18,7 @@ namespace Tessaly::inline v1 {
 /// The handlers are called one at a time. Events that arrive while a call is pending belong to that call. Events that
 /// arrive while a call is running cause one later call.
 ///
-/// Thread contract: thread-safe.
+/// Thread contract: thread-safe, except `setEventHandler`, `setCancelHandler` and `data`.
 ///
 ///     const OS_dispatch_queue queue = OS_dispatch_queue::global();
 ///     auto source = files.makeFileSystemObjectSource(handle->fileDescriptor(), FileSystemEvent::write, queue);
@@ -39,9 +39,11 @@ class TESSALY_EXPORT FileSystemObjectSource {
   virtual void setCancelHandler(std::function<void()> handler) = 0;
   /// Starts the notifications. Throws `POSIXError` if the system refuses.
   virtual void resume() = 0;
-  /// Ends the notifications. Does not wait. Later calls do nothing.
+  /// Ends the notifications. Does not wait for a running call of the event handler. Later calls of `cancel()` do
+  /// nothing.
   virtual void cancel() noexcept = 0;
-  /// The kinds of events that caused the running call of the event handler.
+  /// The kinds of events that the running call of the event handler reports, also kinds that were not requested. Call
+  /// this function only inside the event handler.
   [[nodiscard]] virtual FileSystemEvent data() const noexcept = 0;
 
  protected:

@@ -10,7 +10,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// Gives access to a file in a form that suits a purpose, such as uploading.
+/// Calls a function with the URL of a file or directory to read. With `forUploading`, the function receives a temporary
+/// zip archive in place of a directory. The class takes no lock, and does not wait for other readers or writers.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -25,7 +26,8 @@ class NSFileCoordinator {
   /// unless the accessor moved the archive. In an archive, every path begins with the directory's name. Names that are
   /// well-formed UTF-8 are stored as UTF-8. Times are kept, and files may be larger than 4 GiB (ZIP64). Symbolic links
   /// inside the directory are archived as links. Throws `POSIXError`, for example `EBUSY` if the size of a file above
-  /// 256 KiB changed while it was read. Also throws the exceptions of the accessor. Blocks on the file system.
+  /// 256 KiB changed while it was read. Throws `URLError` (`unsupportedURL`) if the URL is not a file URL. Also throws
+  /// the exceptions of the accessor. Blocks on the file system.
   TESSALY_EXPORT void coordinateReading(const URL& url, ReadingOptions options,
                                         const std::function<void(const URL&)>& accessor) const;
 };

@@ -75,8 +75,8 @@ class BusConnection {
     return 0;
   }
 
-  /// A method call that does not start the destination service. Null if the message cannot be made, for example with
-  /// text that is not UTF-8.
+  /// Makes the message of a method call, but does not send it. The bus will not start the destination service for this
+  /// message. Null if there is no connection, or if the message cannot be made, for example with an invalid name.
   [[nodiscard]] BusMessage makeCall(const char* destination, const char* path, const char* interface,
                                     const char* member) const {
     sd_bus_message* message = nullptr;
@@ -116,8 +116,8 @@ class BusConnection {
     return readOwner(reply.message.get()).value_or(std::string());
   }
 
-  /// Asks the bus to start the program for the name. The bus starts nothing if a connection already owns the name, or
-  /// if no such program is known.
+  /// Asks the bus to start the program that provides the name, and waits for the bus's answer. Ignores errors. The bus
+  /// starts nothing if a connection already owns the name, or if no such program is known.
   void startOwnerOf(const char* name) {
     const BusMessage request = makeCallOfBus("StartServiceByName");
     if (request != nullptr && sd_bus_message_append(request.get(), "su", name, 0u) >= 0) call(request);

@@ -19,8 +19,9 @@ class DisplayInhibition;
 /// desktop's session manager and the login manager, in this order. In a sandbox, the backend asks the portal before
 /// these services. The backend uses the first service that grants the request.
 ///
-/// Every assertion has its own connections. The end of the process closes these connections, and the services then end
-/// the assertion. If the service that holds an assertion ends or is replaced, all services are asked again.
+/// An assertion is one request to keep the display awake. Every assertion has its own connections. The end of the
+/// process closes these connections, and the services then end the assertion. If the service that holds an assertion
+/// ends or is replaced, all services are asked again.
 ///
 /// Thread contract: thread-safe. An operation may call each service several times, and waits at most 2 s for each call.
 ///

@@ -16,9 +16,9 @@
 /// The functions that parse the messages of daemons on a bus. No other code parses such messages. Each library that
 /// includes this header has its own copy of the code, and does not export the copy.
 ///
-/// Each message is parsed once, from its beginning. libsystemd checks the header only. The body may have any types, may
-/// be cut short, and may be malformed. Each function accepts any body. The functions do not parse a message beyond the
-/// part that they need.
+/// The caller must pass a message that has not been read yet, because each function reads from the message's current
+/// position. libsystemd checks the header only. The body may have any types, may be cut short, and may be malformed.
+/// A function parses only the part that it needs, and returns a `ReplyProblem` if it cannot use that part.
 ///
 /// Thread contract: thread-compatible.
 namespace Tessaly::inline v1::detail {
@@ -37,7 +37,7 @@ enum class ReplyProblem : std::uint8_t {
   noRoom,
 };
 
-/// The text of a problem for people.
+/// A text that describes the problem to people.
 [[nodiscard]] constexpr std::string_view description(ReplyProblem problem) noexcept {
   switch (problem) {
     case ReplyProblem::isError:
@@ -66,7 +66,7 @@ enum class CallFailure : std::uint8_t {
   refused,
 };
 
-/// The kind of failure that the name of an error means.
+/// The kind of failure that a D-Bus error name stands for. `refused` for an unknown or empty name.
 [[nodiscard]] inline CallFailure failureOf(std::string_view errorName) noexcept {
   if (errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER)
     return CallFailure::noOwner;
@@ -99,7 +99,7 @@ class BusReader {
   [[nodiscard]] bool enter(char type, const char* contents) noexcept {
     return !problem_ && succeeds(sd_bus_message_enter_container(message_, type, contents));
   }
-  /// Leaves a container that was parsed completely.
+  /// Leaves the container that was entered last. Fails if some of its values were neither taken nor skipped.
   [[nodiscard]] bool leave() noexcept { return !problem_ && succeeds(sd_bus_message_exit_container(message_)); }
   /// Skips values of these types.
   [[nodiscard]] bool skip(const char* types) noexcept {
@@ -123,7 +123,7 @@ class BusReader {
   std::optional<ReplyProblem> problem_;
 };
 
-/// A number, such as a cookie.
+/// The first value of the message, an unsigned number, such as the cookie that identifies an inhibition.
 [[nodiscard]] inline std::expected<std::uint32_t, ReplyProblem> readNumber(sd_bus_message* message) {
   BusReader reader(message);
   std::uint32_t number = 0;
@@ -202,8 +202,8 @@ struct PropertyChange {
   std::uint32_t number = 0;
 };
 
-/// Searches for a property that is a number. The first of several values counts. A value takes precedence over an
-/// invalidation.
+/// Searches a `PropertiesChanged` message for a property that is a number. The first of several values counts. A value
+/// takes precedence over an invalidation.
 [[nodiscard]] inline std::expected<PropertyChange, ReplyProblem> readPropertyChange(sd_bus_message* message,
                                                                                     std::string_view interface,
                                                                                     std::string_view property) {
@@ -238,8 +238,8 @@ struct NetworkStatus {
   std::optional<bool> isMetered = std::nullopt;
 };
 
-/// Parses both values. A missing key gives no value. Fails if both keys are missing, or if one of the values has
-/// another type.
+/// Parses the network portal's answer to `GetStatus`. A missing key gives no value. Fails if both keys are missing, or
+/// if one of the two values is not a boolean.
 [[nodiscard]] inline std::expected<NetworkStatus, ReplyProblem> readNetworkStatus(sd_bus_message* message) {
   BusReader reader(message);
   NetworkStatus status;

@@ -21,7 +21,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
  public:
   static std::shared_ptr<DelayedWork> make(Clock& clock, std::function<void()> work);
 
-  /// Schedules the work. Does nothing while the process has no descriptors left for the clock's thread.
+  /// Schedules the work to start after the delay. Does nothing if the process has too few descriptors left to start the
+  /// thread of the system's clock.
   void schedule(std::chrono::nanoseconds delay);
   /// Makes the work due now, without the clock. Does not wait for the run.
   void start();
@@ -37,8 +38,8 @@ class TESSALY_EXPORT DelayedWork final : public std::enable_shared_from_this<Del
   Clock& clock_;
   const std::function<void()> work_;
   /// Held while `schedule` or `cancel` changes the timer, and acquired before `lock_`. `lock_` is not held during
-  /// `Clock::add`. If the deadline has passed, the timer may fire before `Clock::add` returns, and its `becomeDue`
-  /// acquires `lock_`.
+  /// `Clock::add`. If the deadline has passed, the timer may fire before `Clock::add` returns. It then calls
+  /// `becomeDue`, which acquires `lock_`.
   UnfairLock scheduling_;
   UnfairLock lock_;
   /// A reference to this object while the work is scheduled, so that the object still exists when its timer fires.

@@ -27,7 +27,7 @@ class DirectoryListener final : public InotifyHub::Subscriber {
     std::size_t count = 0;
     /// Whether events are missing, so that every name must be examined.
     bool isEverything = false;
-    /// Whether only the first of the two events of a move was received so far.
+    /// Whether the latest event of a move was `IN_MOVED_FROM`. The `IN_MOVED_TO` of the same move may still follow.
     bool isHalfAMove = false;
   };
 

@@ -28,19 +28,21 @@ struct EntryIdentity {
 struct FoundFile {
   EntryIdentity identity;
   FileAttributes attributes;
-  /// Whether the file is a regular file with further names.
+  /// Whether the file is a regular file with more than one hard link.
   bool isLinked = false;
 };
 
-/// Examines an entry of an open directory, or the directory itself if the name is empty. Follows no link. Returns
-/// nothing if the entry does not exist. Throws `POSIXError`.
+/// Examines an entry of an open directory, or the directory itself if the name is empty. Does not follow a symbolic
+/// link. Returns nothing if the entry does not exist. Throws `POSIXError`.
 [[nodiscard]] std::optional<FoundFile> lookAt(int directory, const char* name);
 
-/// The treatment of an entry whose attributes cannot be read, such as the mount point of a volume that has ended. A
-/// listed entry has a type, if the directory tells it, and no other attributes.
+/// The treatment of an entry whose attributes cannot be read, such as the mount point of a FUSE volume whose program
+/// has ended. With `isListed`, the entry has the type that the directory gives, or else `FileType::other`. All other
+/// members of its `FoundFile` keep their defaults.
 enum class UnreadableEntry : std::uint8_t { isListed, isOmitted };
 
-/// All entries of an open directory, from its beginning. Throws `POSIXError`.
+/// All entries of an open directory, except "." and "..". Reads from the beginning, and leaves the position of the
+/// descriptor `directory` unchanged. Throws `POSIXError`.
 [[nodiscard]] std::vector<std::pair<std::string, FoundFile>> listDirectory(int directory, UnreadableEntry unreadable);
 
 /// Whether the volume of a path is a network or FUSE volume, whose files can change without an event on this system.

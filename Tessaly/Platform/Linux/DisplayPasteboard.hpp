@@ -22,7 +22,7 @@ class DisplaySelection {
   [[nodiscard]] virtual bool isOwner() const = 0;
   /// Whether the connection to the display ended.
   [[nodiscard]] virtual bool isLost() const = 0;
-  /// Blocks until this process is not the owner and no program is pasting this process's contents.
+  /// Blocks until this process does not own the pasteboard and no program is pasting this process's contents.
   virtual void waitWhileServing() const = 0;
 };
 
@@ -31,8 +31,8 @@ class DisplaySelection {
 /// The pasteboard of the session's display. `setString` connects if there is no connection, or if the connection has
 /// ended.
 ///
-/// The contents stay available until another program replaces them, or until this process ends. A thread answers
-/// programs that paste.
+/// The contents stay available until they are replaced, the connection to the display ends, or this process ends. A
+/// thread answers programs that paste.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -46,8 +46,8 @@ class TESSALY_EXPORT DisplayPasteboard final : public PasteboardBackend {
   void clearContents() override;
   bool setString(std::string_view text, PasteboardType type) override;
   [[nodiscard]] PasteboardStatus status() const override;
-  /// Blocks while programs can paste the last contents, and then until the running transfers have ended. Only a program
-  /// that has nothing else to do should call this function.
+  /// Blocks while other programs can paste the contents from this process, and then until the running transfers have
+  /// ended. Only a program that has nothing else to do should call this function.
   void waitWhileServing() const;
 
  private:

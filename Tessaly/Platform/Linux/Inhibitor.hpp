@@ -22,30 +22,31 @@ struct Inhibitor {
   const char* interface;
 };
 
-/// The things that end an inhibition. Each service gives one of them.
+/// The data that is needed to end an inhibition. Only one member is set, and the service determines which one.
 struct Inhibition {
   std::uint32_t cookie = 0;
-  /// The portal's request object.
+  /// The path of the portal's request object.
   std::string request = {};
   /// Closing this descriptor ends the inhibition.
   OwnedDescriptor descriptor = {};
 };
 
-/// The environment of the process, on which the list of services depends.
+/// Whether this process is in a sandbox. The list of services depends on this.
 enum class Surroundings : bool { open, sandbox };
 
 /// The services in the order in which they are called. The portal is called only in a sandbox.
 [[nodiscard]] std::span<const Inhibitor> inhibitors(Surroundings surroundings);
 
-/// A request to the service with the unique name `owner` to keep the display awake. Null if the request cannot be made,
-/// for example with text that is not UTF-8.
+/// A message that asks the service to keep the display awake. `owner` is the unique bus name of the service. Null if
+/// the message cannot be made, for example with text that is not UTF-8.
 [[nodiscard]] BusMessage makeInhibit(const Inhibitor& inhibitor, const BusConnection& bus, const std::string& owner,
                                      const std::string& application, const std::string& reason);
 
 /// The contents of the service's answer to the request from `makeInhibit`.
 [[nodiscard]] std::expected<Inhibition, ReplyProblem> readInhibition(const Inhibitor& inhibitor, sd_bus_message* reply);
 
-/// The request to end the inhibition. Null if the request cannot be made.
+/// A message that asks the service to end the inhibition. Null if the message cannot be made. Must not be called for
+/// `PowerService::login`. The caller must close that inhibition's descriptor instead.
 [[nodiscard]] BusMessage makeRelease(const Inhibitor& inhibitor, const BusConnection& bus, const std::string& owner,
                                      const Inhibition& inhibition);
 

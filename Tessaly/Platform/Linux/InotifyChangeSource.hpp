@@ -37,7 +37,7 @@ class InotifyChangeSource final : public FileChangeSource {
     bool wasWritten = false;    ///< The file was written.
     bool mayDiffer = false;     ///< The file may have changed.
     bool mayHaveMoved = false;  ///< The path may lead elsewhere.
-    bool wasNamed = false;      ///< A name on the path was created.
+    bool wasNamed = false;      ///< A file was created or moved at a name on the path.
 
     [[nodiscard]] bool isAnything() const noexcept { return wasWritten || mayDiffer || mayHaveMoved || wasNamed; }
   };

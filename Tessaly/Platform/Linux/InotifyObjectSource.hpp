@@ -44,7 +44,7 @@ class InotifyObjectSource final : public FileSystemObjectSource,
   void deliver() noexcept;
   void schedule() noexcept TESSALY_REQUIRES(lock_);
   FileSystemEvent translate(std::uint32_t inotifyMask) noexcept;
-  /// Whether the name under which the kernel knows the open file no longer exists. The file may have other names.
+  /// Whether the open file has lost the name under which the kernel knows it. The file may have other hard links.
   [[nodiscard]] bool hasLostName(const struct ::stat& status) const noexcept;
 
   const int descriptor_;

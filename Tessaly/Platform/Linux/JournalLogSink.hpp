@@ -22,7 +22,8 @@ namespace Tessaly::inline v1 {
 /// records that the ring evicts before they are sent, and later reports their number to the journal. Signposts are not
 /// sent.
 ///
-/// Thread contract: thread-safe. Never destroyed, because its thread never ends.
+/// Thread contract: thread-safe. The caller must never destroy the sink or its ring, because the sink's thread uses
+/// both and never ends.
 ///
 ///     static auto& journal = *new JournalLogSink(store.ring());
 ///     store.append(record);
@@ -48,14 +49,15 @@ class TESSALY_EXPORT JournalLogSink {
   JournalLogSink(const JournalLogSink&) = delete;
   JournalLogSink& operator=(const JournalLogSink&) = delete;
 
-  /// Makes the thread send a record that the ring already contains. Costs a load and a branch while the thread is
-  /// awake.
+  /// Wakes or starts the thread, which sends the records of the ring. The caller must already have appended `record` to
+  /// the ring. Costs a load and a branch while the thread is awake.
   void write(const LogRecord& record) noexcept {
     if (phase_.load(std::memory_order_relaxed) != Phase::awake) wakeThread(record.time);
   }
 
-  /// Waits until the thread has tried to send every record that was appended before the call. Waits at most `limit`.
-  /// Returns at once if the thread was never started, and in the child of a fork.
+  /// Waits until the thread has sent or discarded every record that was appended before the call. Returns earlier if a
+  /// send fails and must be repeated later. Waits at most `limit`. Returns at once if the thread was never started, and
+  /// in the child of a fork.
   void flush(std::chrono::nanoseconds limit) noexcept;
 
   [[nodiscard]] JournalStatus status() const noexcept;

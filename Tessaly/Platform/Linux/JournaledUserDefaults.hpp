@@ -41,11 +41,12 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   enum class Opening : std::uint8_t {
     /// Makes the missing files, and follows the changes of other processes.
     forUse,
-    /// Reads the present files, and neither makes nor changes a file. Writes stay in memory.
+    /// Reads the present files, and neither makes nor changes a file. Does not watch the files for later changes.
+    /// Writes stay in memory.
     forReading,
   };
   struct Options {
-    /// Empty if there is no place for settings. Then the settings are only in memory.
+    /// The path of the store's directory. If the path is empty, the settings are only in memory.
     std::string folder;
     Opening opening = Opening::forUse;
     /// The clock of all delays and waits. The clock must outlive the store. If the host releases the store during a
@@ -66,16 +67,16 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   static constexpr std::chrono::seconds retryDelay{1};
   /// A journal that reaches both this size and the size of the property list gets its checkpoint at once.
   static constexpr std::uint64_t largeJournal = std::uint64_t{64} * 1024;
-  /// Each write pauses for 0.1 ms while the journal is overdue. The size of an overdue journal is at least this many
-  /// times the larger of `largeJournal` and the size of the property list.
+  /// A journal is overdue when its size reaches `overdueJournals * max(largeJournal, size of the property list)`. While
+  /// the journal is overdue, each write pauses for 0.1 ms.
   static constexpr std::uint64_t overdueJournals = 4;
 
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> open(const Options& options);
   /// Opens the store in the settings directory of the application that has the identifier.
   [[nodiscard]] static std::shared_ptr<JournaledUserDefaults> openIdentifier(std::string_view identifier,
                                                                              Opening opening = Opening::forUse);
-  /// Makes a last checkpoint. If the property list has become unreadable, the destructor waits up to `damageDelay` for
-  /// a readable list.
+  /// Makes a final checkpoint, and waits at most 2 s for other processes. If the property list has become unreadable,
+  /// the destructor then waits up to `damageDelay` for a readable list, and up to 0.1 s for other processes.
   ~JournaledUserDefaults() override;
 
   [[nodiscard]] std::optional<PropertyList> value(std::string_view forKey) const override;
@@ -95,9 +96,10 @@ class TESSALY_EXPORT JournaledUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes the changes since the last checkpoint into the property list. The library calls `close` for the store of
-  /// `UserDefaults::system()` at the end of the process. If the property list has become unreadable, `close` waits up
-  /// to `damageDelay` for a readable list.
+  /// Writes the changes since the last checkpoint into the property list. The store remains usable afterwards. The
+  /// library calls `close` for the store of `UserDefaults::system()` at the normal end of the process. `close` waits at
+  /// most 2 s for other processes. If the property list has become unreadable, `close` then waits up to `damageDelay`
+  /// for a readable list, and up to 0.1 s for other processes.
   void close() noexcept;
 
  private:

@@ -13,9 +13,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// The network path of the network namespace in which the backend is made. The status comes from the kernel's tables
-/// through rtnetlink. The expense comes from NetworkManager, or in a sandbox from the desktop's portal. The portal also
-/// gives the status if the kernel does not give it.
+/// A backend that reports the network path of the network namespace in which it is made. The path's `status()` comes
+/// from the kernel's tables through rtnetlink. `isExpensive()` comes from NetworkManager, or in a sandbox from the
+/// desktop's portal. The portal also gives the status if the kernel does not give it.
 ///
 /// `make` reads the tables. Afterwards each change wakes two threads, and there is no cost without changes. After lost
 /// messages the backend reads the tables again.
@@ -34,9 +34,9 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   ~LinuxNetworkBackend() override;
 
   void refresh() override;
-  /// The first function counts the complete readings of the tables. The second function counts the readings of the
-  /// routes, including those that are part of a complete reading.
+  /// The number of times that the backend has begun to read all tables.
   [[nodiscard]] std::uint64_t fullReadingsForTesting() const noexcept { return fullReadings_.load(); }
+  /// The number of times that the backend has begun to read the routes, alone or as a part of reading all tables.
   [[nodiscard]] std::uint64_t routeReadingsForTesting() const noexcept { return routeReadings_.load(); }
 
  private:
@@ -52,7 +52,7 @@ class TESSALY_EXPORT LinuxNetworkBackend final : public NetworkBackend,
   std::unique_ptr<NetlinkSocket> events_ TESSALY_GUARDED_BY(lock_);
   std::shared_ptr<detail::DescriptorSource> source_ TESSALY_GUARDED_BY(lock_);
   RouteTable table_ TESSALY_GUARDED_BY(lock_);
-  /// Whether the table is unreliable and must be read.
+  /// Whether `table_` is unreliable, so that all of the kernel's tables must be read again.
   bool needsReading_ TESSALY_GUARDED_BY(lock_) = true;
   bool hasReported_ TESSALY_GUARDED_BY(lock_) = false;
   std::atomic<NWPath::Status> status_{NWPath::Status::unknown};

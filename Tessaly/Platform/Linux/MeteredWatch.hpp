@@ -46,8 +46,8 @@ class TESSALY_EXPORT MeteredWatch final : public std::enable_shared_from_this<Me
     friend constexpr bool operator==(const State&, const State&) noexcept = default;
   };
 
-  /// Makes a watch. The watch calls the function whenever the state may have changed, on any thread except the
-  /// reactor's.
+  /// Makes a watch. The watch calls the function on any thread whenever the state may have changed. `connectIfNeeded`
+  /// calls the function before it returns if it has made a connection.
   [[nodiscard]] static std::shared_ptr<MeteredWatch> make(std::function<void()> onChange,
                                                           Service service = Service::networkManager);
   MeteredWatch(Private, std::function<void()> onChange, Service service);

@@ -25,7 +25,7 @@ class TESSALY_EXPORT NetlinkSocket {
   /// The outcome of `receive`.
   enum class Result : std::uint8_t {
     datagram,
-    /// No datagram is pending.
+    /// No datagram is pending. With `Wait::briefly`, none has arrived within 2 s.
     nothing,
     /// The kernel dropped a message because the receive buffer was full, or the datagram was too large.
     lost,

@@ -24,7 +24,7 @@ namespace Tessaly::inline v1 {
 ///     std::unique_ptr<LAContext> context = polkit.makeContext();
 class TESSALY_EXPORT PolkitAuthentication final : public AuthenticationBackend {
  public:
-  /// If `action` is absent, each context uses the bundle's action at the time of `makeContext`.
+  /// If `action` is absent, each context uses the "PolkitAction" that the main bundle has when `makeContext` is called.
   explicit PolkitAuthentication(std::optional<std::string> action = std::nullopt) : action_(std::move(action)) {}
   ~PolkitAuthentication() override;
 

@@ -16,11 +16,11 @@ namespace Tessaly::inline v1 {
 /// The links, addresses and default routes from the kernel's rtnetlink messages (RFC 3549). Also says whether a default
 /// route is usable.
 ///
-/// A default route of an address family is usable under two conditions. First, the route's link is up and has a
-/// carrier. Second, the link has an address of that family to which other machines can reply. Such an address on
-/// another link is enough if it is the route's preferred source. A bridge has a carrier if one of its ports has a
-/// carrier. A tunnel has a carrier if it is up. Tunnels often set a pair of routes to the two halves of the address
-/// space. Such a pair counts as a default route. Only routes of the main and the default table count.
+/// A default route of an address family is usable under two conditions. First, the route's link is up, has a carrier,
+/// and is not the loopback link. Second, the link has an address of that family to which other machines can reply. Such
+/// an address on another link is enough if it is the route's preferred source. A bridge has a carrier if one of its
+/// ports has a carrier. A tunnel has a carrier if it is up. Tunnels often set a pair of routes to the two halves of the
+/// address space. Such a pair counts as a default route. Only unicast routes of the main and the default table count.
 ///
 /// The table accepts any bytes. Messages that are malformed, cut short or irrelevant change nothing.
 ///
@@ -59,7 +59,7 @@ class TESSALY_EXPORT RouteTable {
   [[nodiscard]] std::size_t linksForTesting() const noexcept { return links_.size(); }
   /// The number of addresses to which other machines can reply.
   [[nodiscard]] std::size_t addressesForTesting() const noexcept { return addresses_.size(); }
-  /// The number of default routes.
+  /// The number of default routes. A route to one half of the address space also counts.
   [[nodiscard]] std::size_t routesForTesting() const noexcept { return routes_.size(); }
 
  private:
@@ -74,7 +74,7 @@ class TESSALY_EXPORT RouteTable {
   };
   struct Route {
     std::uint8_t family = 0;
-    /// The halves of the address space that the route covers: 1, 2, or 3 for both.
+    /// The halves of the address space that the route covers: 1 for the lower half, 2 for the upper half, 3 for both.
     unsigned halves = 3;
     bool hasPreferredSource = false;
     AddressBytes preferredSource{};

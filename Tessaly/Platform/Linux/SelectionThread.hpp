@@ -62,11 +62,11 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
 
   SelectionThread() : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-  /// The thread's function. Connects to the display and sets `connected` to the result. Returns when the connection
-  /// ends or `isLost()` is true.
+  /// The thread's function. An override must connect to the display and set `connected` to the result. It must then
+  /// answer the offers from `nextOffer()`, and must return when the connection ends or `isLost()` is true.
   virtual void run(std::promise<PasteboardProblem> connected) = 0;
 
-  /// The next contents to offer, or null if there are none.
+  /// Removes the next offer from the queue and returns it, or returns null if there is none. Discards abandoned offers.
   std::shared_ptr<Offer> nextOffer() {
     const UnfairLock::Guard guard(lock_);
     while (!offers_.empty()) {
@@ -77,7 +77,7 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     return nullptr;
   }
 
-  /// Readable when there may be an offer.
+  /// The descriptor that becomes readable when there may be an offer. It stays readable until `noteWoken()` is called.
   [[nodiscard]] int wakeDescriptor() const noexcept { return wake_.get(); }
   void noteWoken() const noexcept {
     eventfd_t ignored = 0;
@@ -88,7 +88,8 @@ class SelectionThread : public DisplaySelection, public std::enable_shared_from_
     if (isOwner) isServing_ = true;
   }
   [[nodiscard]] bool isServing() const noexcept { return isServing_; }
-  /// For the thread's loop: `isServing()` becomes false if this process is not the owner and no program is pasting.
+  /// Makes `isServing()` false if this process is not the owner and no program is pasting. The loop in `run` must call
+  /// this function. `areThere` must say whether a program is pasting.
   void noteTransfers(bool areThere) noexcept {
     if (!isOwner_ && !areThere && isServing_.exchange(false)) isServing_.notify_all();
   }

@@ -42,7 +42,7 @@ class SettingsCheckpointer {
   [[nodiscard]] bool isElsewhere(int directory);
 
   SettingsStore& store_;
-  /// Acquired before the store's own lock.
+  /// Must be acquired before the store's own lock.
   UnfairLock lock_;
   /// The list and the journal that were in the directory when this process last waited for the disk. While both are
   /// still in the directory, no further wait is needed.

@@ -15,7 +15,8 @@
 namespace Tessaly::inline v1::detail {
 
 enum class LockMode : std::uint8_t { shared, exclusive };
-/// The treatment of a file that already has the new name.
+/// The way in which `SettingsFileSystem::rename` treats a file that already has the new name. `exchange` swaps the
+/// names of the two files, and fails if no file has the new name.
 enum class Replacing : std::uint8_t { replace, exchange, refuse };
 
 /// The system calls with which the settings store opens, reads and changes its files. A test derives from this class to
@@ -63,20 +64,22 @@ class TESSALY_EXPORT SettingsFileSystem {
   [[nodiscard]] StoreResult<> writeAll(int descriptor, std::string_view bytes);
   /// Reserves room on the disk without changing the file's size. Also succeeds if the file system cannot reserve room.
   [[nodiscard]] StoreResult<> allocate(int descriptor, std::uint64_t offset, std::uint64_t size);
-  /// Waits for the disk. Also succeeds for a file or directory that cannot be synchronized.
+  /// Waits until the contents of the file or directory are on the disk (`fsync`). Also succeeds for a file or directory
+  /// that does not support `fsync`.
   [[nodiscard]] StoreResult<> synchronize(int descriptor);
   [[nodiscard]] StoreResult<> link(const std::string& from, const std::string& to);
   [[nodiscard]] StoreResult<> rename(const std::string& from, const std::string& to, Replacing replacing);
-  /// Also succeeds if nothing has the name.
+  /// Removes the file. Also succeeds if nothing exists at the path.
   [[nodiscard]] StoreResult<> remove(const std::string& path);
   [[nodiscard]] StoreResult<> removeFrom(int directory, const char* name);
-  /// Also succeeds if something has the name.
+  /// Makes a directory for this user only. Also succeeds if anything, even a file, already exists at the path.
   [[nodiscard]] StoreResult<> createDirectory(const std::string& path);
-  /// Does not wait for the lock.
+  /// Acquires the lock of the open file (`flock`). Does not wait: fails with `StoreFault::lockHeld` if a conflicting
+  /// lock is held.
   [[nodiscard]] StoreResult<> lock(int descriptor, LockMode mode);
   void unlock(int descriptor) noexcept;
   [[nodiscard]] StoreResult<std::string> readLink(const std::string& path);
-  /// Also succeeds on a volume with fixed modes.
+  /// Also succeeds, without an effect, if the volume has fixed modes or if this process may not change the mode.
   [[nodiscard]] StoreResult<> setMode(int descriptor, mode_t mode);
   void setOwner(int descriptor, uid_t user, gid_t group) noexcept;
 

@@ -44,13 +44,15 @@ void removeAbandoned(const std::string& beginning, SettingsFileSystem& files);
 
 /// Whether a file that is set aside also keeps its own name.
 enum class SettingAside : std::uint8_t { move, keepBoth };
-/// Gives a file the first free name of "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on, with the
-/// stem and the extension of `as`. Returns the new path.
+/// Renames a file (`move`), or adds a hard link to it (`keepBoth`). The new name is the first free one of
+/// "<stem>.damaged<extension>", "<stem>.damaged-2<extension>" and so on. The directory, the stem and the extension are
+/// those of `as`. Returns the new path.
 [[nodiscard]] StoreResult<std::string> setAside(const std::string& path, const std::string& as, SettingAside manner,
                                                 SettingsFileSystem& files);
 
-/// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>`, or `.config/<identifier>` in the home
-/// directory. Absent if neither path is known, or if the identifier cannot name a directory.
+/// The directory of an application's settings: `$XDG_CONFIG_HOME/<identifier>` if that variable is an absolute path,
+/// otherwise `.config/<identifier>` in the home directory. Absent if neither directory is known as an absolute path, or
+/// if the identifier cannot name a directory.
 [[nodiscard]] TESSALY_EXPORT std::optional<std::string> settingsDirectory(std::string_view identifier);
 
 }  // namespace Tessaly::inline v1::detail

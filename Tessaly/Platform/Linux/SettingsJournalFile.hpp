@@ -13,8 +13,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The journal file that a store has open, and the state of this file. The state says whether the file may be written,
-/// how far it was read, and whether the path and the contents are still the same. This class does not know the values.
+/// The journal file that a store has open, and the state of this file. The state says whether the file may be written
+/// and how far it was read. It also says whether the path still has this file, and whether the bytes that were read are
+/// unchanged. This class does not know the values.
 ///
 /// A new file has a temporary name at first, so that no process ever sees an incomplete header.
 ///
@@ -38,8 +39,8 @@ class SettingsJournalFile {
   [[nodiscard]] bool isWritable() const noexcept { return isWritable_; }
   /// Whether the header was read, so that records can be read from `offset()` on.
   [[nodiscard]] bool isFollowed() const noexcept { return isFollowed_; }
-  /// The nonce of the journal that is followed, or was followed last. 0 if the successor of that journal cannot be
-  /// recognized.
+  /// The nonce of the journal that is followed, or was followed last. 0 if no journal was followed yet, and after
+  /// `forgetNonce`. While it is 0, no journal counts as the successor of the last one.
   [[nodiscard]] std::uint64_t nonce() const noexcept { return nonce_; }
   [[nodiscard]] std::uint32_t lineage() const noexcept { return lineage_; }
   [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }
@@ -60,32 +61,38 @@ class SettingsJournalFile {
   [[nodiscard]] StoreResult<bool> isIntact();
 
   [[nodiscard]] StoreResult<std::string> contents(std::size_t maximum = SIZE_MAX);
-  /// Begins to follow a journal with this header. `known` is the part at the journal's beginning that was already read.
+  /// Begins to follow a journal with this header. `known` must be the part that was already read, from the journal's
+  /// first byte on. So `known` includes the header.
   void follow(const JournalHeader& header, std::string_view known);
   /// The bytes behind `offset()`, which are valid until the next call of `news`. Fails with `overwritten` if the file
   /// is shorter than `offset()`, or if the last bytes before the news have changed.
   [[nodiscard]] StoreResult<std::string_view> news();
-  /// Marks `count` bytes of the news as read.
+  /// Marks the first `count` bytes of the last `news()` as read. The caller must call this at most once for each call
+  /// of `news`.
   void advance(std::size_t count);
 
   /// Appends one record with one write. Returns true if no other process has appended anything since the last read. In
   /// this case the new record counts as read.
   [[nodiscard]] StoreResult<bool> append(std::string_view record);
-  /// Appends several records with one write. The records are read later, like the records of other processes.
+  /// Appends several records with one write. The new records do not count as read: `news` returns them, like the
+  /// records of other processes.
   [[nodiscard]] StoreResult<> appendAll(std::string_view records);
   [[nodiscard]] StoreResult<> synchronize() { return files_.synchronize(file_.get()); }
 
-  /// Makes a journal if the path has none. Does nothing if another process has just made one.
+  /// Makes a journal at the path, but does not open it. Also succeeds, without an effect, if the path already has a
+  /// file.
   [[nodiscard]] StoreResult<> create(const JournalHeader& header, std::string_view records);
   /// Replaces this journal with a new one. If this journal is not empty, keeps it at a new path and returns that path.
-  /// For an empty journal, returns `path()`. Needs the exclusive lock.
+  /// For an empty journal, returns `path()`. Does not open the new journal. The caller must hold the exclusive lock.
   [[nodiscard]] StoreResult<std::string> replace(const JournalHeader& header, std::string_view records);
-  /// Makes this journal the old journal, and continues with an empty journal. Needs the exclusive lock.
+  /// Moves this journal to `oldPath()`, and continues with a new journal without records. Fails if `oldPath()` already
+  /// has a file. The caller must hold the exclusive lock.
   [[nodiscard]] StoreResult<> rotate(const JournalHeader& header);
 
  private:
   [[nodiscard]] StoreResult<OwnedDescriptor> make(const JournalHeader& header, std::string_view records, mode_t mode);
-  /// Gives this file the path of the old journal. Returns the way in which the new journal must be renamed to `path()`.
+  /// Adds a hard link to this journal at `oldPath()`, or renames the journal to `oldPath()` if hard links are not
+  /// possible. Returns the way in which the caller must rename the new journal to `path()`.
   [[nodiscard]] StoreResult<Replacing> moveToOld();
   void remember(const struct stat& status) noexcept;
 

@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The file of the published keys. The file is not synchronized, because no value depends on it, and hosts publish
-/// their keys at each start.
+/// The file of the published keys. A write does not wait until the file is on the disk, because no value depends on the
+/// file, and hosts publish their keys at each start.
 ///
 /// Thread contract: thread-safe.
 class SettingsKeysFile {

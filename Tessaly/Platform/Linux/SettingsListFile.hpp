@@ -19,7 +19,7 @@ namespace Tessaly::inline v1::detail {
 class SettingsListFile {
  public:
   struct Contents {
-    /// A dictionary.
+    /// Always a dictionary.
     PropertyList values;
     FileIdentity identity;
     PropertyListFormat format;
@@ -41,8 +41,8 @@ class SettingsListFile {
   /// be read.
   [[nodiscard]] StoreResult<FileIdentity> look() const;
 
-  /// Reads the file at the path. Fails with `missing` if the path has no file, and with `damaged` if the file is not a
-  /// dictionary.
+  /// Reads the file at the path. Fails with `missing` if the path has no file. Fails with `damaged` if the file is
+  /// malformed, or if its property list is not a dictionary.
   [[nodiscard]] StoreResult<Contents> read() const { return read(path_); }
   [[nodiscard]] StoreResult<Contents> read(const std::string& path) const;
 
@@ -54,7 +54,7 @@ class SettingsListFile {
   /// Puts the written file in place. Returns true if the two files were exchanged and the replaced file was not the
   /// expected one. In this case the replaced file stands at `written.path`.
   [[nodiscard]] StoreResult<bool> put(const Written& written, const FileIdentity& expected) const;
-  /// Waits until the entries of the store's directory, and those of the directory that has the file, are on the disk.
+  /// Waits until the entries of the store's directory, and those of `targetDirectory()`, are on the disk.
   [[nodiscard]] StoreResult<> synchronizeDirectories() const;
   /// Waits until the file is on the disk, and then does the same as `synchronizeDirectories`. Fails with `outdated` if
   /// there is no file now.
@@ -62,7 +62,8 @@ class SettingsListFile {
   /// Sets the present file aside if it is damaged. If the path leads to something other than a regular file, moves only
   /// the entry at the path, such as a link. Returns the new path, or an empty text if the file is not damaged.
   [[nodiscard]] StoreResult<std::string> setAsideIfDamaged() const;
-  /// Sets aside a damaged file that `put` has replaced.
+  /// Sets aside the replaced file at `written.path` after `put` has returned true. Does not check whether that file is
+  /// damaged. Returns the new path.
   [[nodiscard]] StoreResult<std::string> setReplacedAside(const Written& written) const;
 
  private:

@@ -45,13 +45,13 @@ class SettingsStore {
     std::function<void(std::chrono::nanoseconds)> checkpoint;
     std::function<void(std::chrono::nanoseconds)> retry;
     std::function<void(std::chrono::nanoseconds)> damage;
-    /// The directory was made, or made again.
+    /// Called after the store has found no journal and made one, because the directory may be new too.
     std::function<void()> directoryIsNew;
   };
 
   SettingsStore(const Options& options, std::function<void(SettingsChange)> deliver);
 
-  /// Reads all values. Called once, before the first use.
+  /// Reads all values. The caller must call this exactly once, before the first use.
   void open(Schedule schedule);
 
   [[nodiscard]] const std::string& directory() const noexcept { return directory_; }
@@ -75,17 +75,22 @@ class SettingsStore {
     /// Whether the journal has become so large that the writer must pause.
     bool isOverdue = false;
   };
-  /// Writes the changes as one record. Returns the changes for this process's observers.
+  /// Writes the edits that change a value as one record, or keeps all edits in memory if the write fails. Refuses all
+  /// edits if one record cannot hold them. Returns the changes of which the caller must notify this process's
+  /// observers.
   Write write(std::span<Edit> edits);
   /// Reads the records of other processes, and stores the values that could not be stored before.
   StoreResult<> catchUp(SettingsPatience& patience);
-  /// Tries again to store the values that could not be stored before. Returns whether to try once more later.
+  /// Does the same as `catchUp`, but does not wait for other processes. Returns whether the caller must call it again
+  /// later.
   [[nodiscard]] bool retry();
-  /// Called after an event in the directory. `wasClosed` means the same as `SettingsWatcher::News::wasClosed`.
+  /// Reads the new records, and the property list if another program has written it. The caller must call this after an
+  /// event in the directory. `wasClosed` means the same as `SettingsWatcher::News::wasClosed`.
   void directoryChanged(bool wasClosed);
 
-  /// The property list and the journal that stood in the directory at the same time. No two states of the directory
-  /// have the same pair, because each list is a new file, and each journal has a random number.
+  /// The property list and the journal that stood in the directory at the same time. After one of the two files was
+  /// replaced, the earlier pair never occurs again: each list is a new file, and each journal has a random number. New
+  /// records in the journal do not change the pair.
   struct Standing {
     FileIdentity list;
     std::uint64_t journal = 0;
@@ -103,9 +108,11 @@ class SettingsStore {
     Standing standing;
   };
   [[nodiscard]] StoreResult<> prepareCheckpoint(SettingsPatience& patience);
-  /// If the journal has changes and there is no old journal yet, the journal becomes the old journal.
+  /// Reads the new records, stores the pending values and examines the property list. Then makes the journal the old
+  /// journal, if it has changes and there is no old journal yet.
   [[nodiscard]] StoreResult<CheckpointBeginning> beginCheckpoint(SettingsPatience& patience);
-  /// The values at the beginning of the journal. The caller returns them with `keepSnapshot`.
+  /// The values at the beginning of the journal. The caller should pass them to `keepSnapshot` afterwards, which makes
+  /// the next checkpoint cheaper.
   [[nodiscard]] SettingsValues::Snapshot takeSnapshot();
   void keepSnapshot(SettingsValues::Snapshot snapshot);
   [[nodiscard]] StoreResult<> putInPlace(const SettingsListFile::Written& written, const CheckpointBeginning& beginning,
@@ -115,7 +122,7 @@ class SettingsStore {
   [[nodiscard]] const SettingsKeysFile& keysFile() const noexcept { return keysFile_; }
   void checkpointFailed(const StoreProblem& problem);
   void checkpointSucceeded();
-  /// Synchronizes only the journal.
+  /// Waits until the journal is on the disk. Does not wait for the property list, and ignores errors.
   void synchronizeJournal();
 
   /// Sets aside a property list that is still damaged. Returns whether to try again later.
@@ -138,8 +145,8 @@ class SettingsStore {
     /// The keys that were written after the new journal began.
     std::unordered_set<std::string> touched;
     bool isRestored = false;
-    /// Whether a record in the new journal says how much of the former journal its writer had read. If so, the next two
-    /// members say how much.
+    /// Whether a restoration record in the new journal says how much of the former journal the record's writer had
+    /// read. If so, the next two members say how much.
     bool hasFormer = false;
     std::uint64_t knownOffset = 0;
     std::uint64_t knownOwnChanges = 0;
@@ -159,8 +166,9 @@ class SettingsStore {
   StoreResult<> readNews() TESSALY_REQUIRES(lock_);
   StoreResult<> writeRecord(std::span<Edit> edits, bool& isOverdue) TESSALY_REQUIRES(lock_);
   StoreResult<> append(std::span<const Edit> edits) TESSALY_REQUIRES(lock_);
-  /// Needs the exclusive lock unless nothing is pending. Without the lock, another process could write a newer value of
-  /// a pending key after this process has read the last records. The pending value would then replace the newer value.
+  /// Stores the pending values. The caller must hold the journal's exclusive lock, unless nothing is pending. Without
+  /// that lock, another process could write a newer value of a pending key after this process has read the last
+  /// records. The pending value would then replace the newer value.
   StoreResult<> storePending() TESSALY_REQUIRES(lock_);
   [[nodiscard]] StoreResult<> storePendingAlone(SettingsPatience& patience);
   [[nodiscard]] StoreResult<> readAndStore(SettingsPatience& patience);
@@ -175,12 +183,12 @@ class SettingsStore {
   StoreResult<> followDamagedJournal(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> rotate() TESSALY_REQUIRES(lock_);
   [[nodiscard]] FormerJournal formerJournal() const TESSALY_REQUIRES(lock_);
-  /// Acquires the exclusive lock unless `mode` is exclusive. Returns whether the journal's
-  /// `SettingsJournalFile::Standing` is still the same as before the call.
+  /// Makes the journal's lock exclusive, without a wait. `mode` must be the mode in which this process holds the lock
+  /// now. Returns whether the journal's `SettingsJournalFile::Standing` is still the same as before the call.
   [[nodiscard]] StoreResult<bool> hasExclusiveLock(LockMode mode) TESSALY_REQUIRES(lock_);
   StoreResult<> createJournal() TESSALY_REQUIRES(lock_);
-  /// Replaces the journal with a new one. The new journal has all values that this process knows and that the property
-  /// list lacks.
+  /// Replaces the journal with a new one, and closes the replaced one. The new journal has all values that this process
+  /// knows and that the property list lacks. If this process may not write the journal, only closes it.
   StoreResult<> restoreJournal(UserDefaultsProblem problem) TESSALY_REQUIRES(lock_);
   struct Restored {
     JournalHeader header;
@@ -228,7 +236,7 @@ class SettingsStore {
   const SettingsListFile listFile_;
   const SettingsKeysFile keysFile_;
   PropertyListFormat format_ TESSALY_GUARDED_BY(lock_) = PropertyListFormat::binary;
-  /// The inode number of the directory that had the last followed journal.
+  /// The inode number of the store's directory at the last load.
   ino_t followedDirectory_ TESSALY_GUARDED_BY(lock_) = 0;
   /// Whether the old journal is damaged, or comes from another program. If so, the old journal is set aside instead of
   /// removed.

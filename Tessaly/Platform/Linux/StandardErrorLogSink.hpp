@@ -26,6 +26,7 @@ class TESSALY_EXPORT StandardErrorLogSink {
   void set(LogSwitch state) noexcept;
   [[nodiscard]] bool isOn() const noexcept { return isOn_.load(std::memory_order_relaxed); }
 
+  /// Writes the record. Does not check `isOn()`, so the caller must check it first.
   void write(const LogRecord& record) noexcept;
 
  private:

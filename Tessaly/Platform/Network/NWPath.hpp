@@ -84,7 +84,8 @@ class NWPath {
   explicit constexpr NWPath(Parts parts) noexcept : parts_(parts) {}
 
   [[nodiscard]] constexpr Status status() const noexcept { return parts_.status; }
-  /// Whether traffic costs the user money, as over the shared connection of a telephone.
+  /// Whether the connection is metered, such as the shared connection of a telephone. Its traffic may cost the user
+  /// money. The source may only guess that the connection is metered.
   [[nodiscard]] constexpr bool isExpensive() const noexcept { return parts_.isExpensive; }
   [[nodiscard]] constexpr StatusSource statusSource() const noexcept { return parts_.statusSource; }
   [[nodiscard]] constexpr ExpenseSource expenseSource() const noexcept { return parts_.expenseSource; }

@@ -18,12 +18,14 @@ namespace Tessaly::inline v1 {
 
 class NetworkBackend;
 
-/// A monitor that notifies a handler of changes of the network path over all interfaces.
+/// A monitor that notifies a handler of changes of the network path. A path says whether the machine can reach other
+/// machines, and whether the traffic is expensive. The monitor considers all network interfaces.
 ///
-/// `currentPath()` has the kernel's status at once, and the expense as soon as its source has answered. Updates begin
-/// after `start`. The first update has the path at the time of `start`. A monitor delivers its updates in order and one
-/// at a time, even on a concurrent queue. On Linux a change of the status or of the expense causes an update. A change
-/// of `statusSource()` or `expenseSource()` alone does not.
+/// `currentPath()` has the kernel's status at once. Its `isExpensive()` is false until a service has answered:
+/// NetworkManager, or in a sandbox the desktop's portal. Updates begin after `start`. The first update has the path at
+/// the time of `start`. A monitor delivers its updates in order and one at a time, even on a concurrent queue. On Linux
+/// a change of the status or of the expense causes an update. A change of `statusSource()` or `expenseSource()` alone
+/// does not.
 ///
 /// The nearest facilities are `GNetworkMonitor` and `QNetworkInformation`. Each needs the event loop of its toolkit.
 /// `GNetworkMonitor` also treats a route as usable while its cable is disconnected.
@@ -40,7 +42,8 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   using PathUpdateHandler = std::function<void(const NWPath& path)>;
 
   /// Makes a monitor of all interfaces. The monitor reports nothing until it is started. The call processes the
-  /// kernel's pending messages. The first monitor of a process reads the kernel's tables.
+  /// kernel's pending messages, so that `currentPath()` is up to date. The first monitor of a process reads the
+  /// kernel's tables of links, addresses and routes.
   [[nodiscard]] static std::shared_ptr<NWPathMonitor> make();
   NWPathMonitor(Private, std::shared_ptr<NetworkBackend> backend);
   /// Cancels the monitor. A running call of the handler keeps the monitor alive until the call returns.
@@ -48,9 +51,9 @@ class TESSALY_EXPORT NWPathMonitor final : public std::enable_shared_from_this<N
   NWPathMonitor(const NWPathMonitor&) = delete;
   NWPathMonitor& operator=(const NWPathMonitor&) = delete;
 
-  /// Sets the handler of later updates. An empty function drops the updates. A cancelled monitor ignores the handler.
-  /// An exception of the handler stops the process. The monitor keeps the handler until another one replaces it, or
-  /// until the monitor is cancelled or destroyed.
+  /// Sets the handler of later updates. While no handler is set, or the handler is an empty function, the monitor
+  /// discards its updates. A cancelled monitor ignores the handler. An exception of the handler stops the process. The
+  /// monitor keeps the handler until another one replaces it, or until the monitor is cancelled or destroyed.
   void setPathUpdateHandler(PathUpdateHandler handler);
   /// Begins to deliver updates on the queue. Does nothing if the monitor was started or cancelled before.
   void start(OS_dispatch_queue queue);

@@ -20,7 +20,7 @@ class NWPathMonitor;
 /// The source from which path monitors get their paths. The system's backend is made at its first use and never
 /// destroyed.
 ///
-/// Thread contract: thread-safe. An implementation's `refresh` may be called by several threads at once.
+/// Thread contract: thread-safe. Several threads may call `refresh` at once, so an implementation must allow this.
 ///
 ///     class AlwaysOnline final : public NetworkBackend {
 ///      public:
@@ -40,8 +40,8 @@ class TESSALY_EXPORT NetworkBackend {
   /// Processes the system's pending messages, so that `currentPath()` is up to date. Called when a monitor is made.
   virtual void refresh() = 0;
 
-  /// Notifies the monitor of the current path and of the later paths that `update` reports, until the monitor is
-  /// removed or destroyed.
+  /// For `NWPathMonitor::start`: notifies the monitor of the current path and of the later paths that `update` reports,
+  /// until the monitor is removed or destroyed. The monitor must already have its queue.
   void add(const std::shared_ptr<NWPathMonitor>& monitor);
   void remove(const NWPathMonitor& monitor) noexcept;
 
@@ -71,7 +71,8 @@ class TESSALY_EXPORT NetworkBackend {
   std::unordered_map<const NWPathMonitor*, std::weak_ptr<NWPathMonitor>> monitors_ TESSALY_GUARDED_BY(lock_);
 };
 
-/// Replaces the backend for a scope. Monitors that are made in the scope get their paths from the new backend.
+/// Replaces the backend for a scope. Monitors that any thread makes before the scope ends get their paths from the new
+/// backend. Earlier monitors keep the former backend.
 using NetworkBackendInstallation = BackendInstallation<NetworkBackend>;
 
 }  // namespace Tessaly::inline v1

@@ -14,17 +14,19 @@ namespace Tessaly::inline v1 {
 enum class PasteboardType : std::uint8_t {
   /// Plain text.
   string,
-  /// The absolute text of a URL. Other programs read the URL as a list of URLs or as plain text.
+  /// The text of a whole URL, as `URL::absoluteString()` returns it. Other programs can paste it as a list of URLs. If
+  /// there is no item of the type `string`, they can also paste it as plain text.
   url,
 };
 
-/// The display server that holds the contents of the pasteboard.
+/// The kind of display server through which this process offers its contents to other programs.
 enum class PasteboardServer : std::uint8_t { none, wayland, x11 };
 
-/// The reason why nothing could be put on the pasteboard.
+/// The reason why contents could not be put on the pasteboard, or were lost.
 enum class PasteboardProblem : std::uint8_t {
   none,
-  /// The environment names no display, or this process cannot connect to the display.
+  /// The environment names no display, or this process cannot connect to the display. A Wayland compositor that allows
+  /// the pasteboard only to programs with a window also causes this problem, unless an X11 display is available.
   noDisplay,
   /// The display did not answer within 2 s.
   notAnswering,
@@ -40,7 +42,8 @@ enum class PasteboardProblem : std::uint8_t {
 struct PasteboardStatus {
   PasteboardServer server = PasteboardServer::none;
   PasteboardProblem problem = PasteboardProblem::none;
-  /// Whether the pasteboard still has the last contents of this process. False after another program has replaced them.
+  /// Whether the contents of the pasteboard are those that this process offered most recently. False after another
+  /// program has replaced them.
   bool isOwner = false;
 
   friend bool operator==(const PasteboardStatus&, const PasteboardStatus&) = default;
@@ -62,8 +65,9 @@ class TESSALY_EXPORT PasteboardBackend {
   PasteboardBackend& operator=(const PasteboardBackend&) = delete;
   virtual ~PasteboardBackend();
 
-  /// Begins new contents. The next `setString` replaces all old contents in one step. So the pasteboard is not empty
-  /// between the two calls, and a program that refills an empty pasteboard does not restore the old contents.
+  /// Begins new contents. **Other programs can paste the old contents until the next `setString`**, which replaces them
+  /// in one step. So the pasteboard is intentionally not empty between the two calls. A clipboard manager would restore
+  /// the old contents of an empty pasteboard.
   virtual void clearContents() = 0;
   /// Adds an item to the contents, or replaces the item of the same type. Returns false on failure.
   virtual bool setString(std::string_view text, PasteboardType type) = 0;

@@ -40,8 +40,9 @@ enum class PowerProblem : std::uint8_t {
   wrongReply,
 };
 
-/// How the services answered the requests for the latest assertion. The backend makes requests when it creates the
-/// assertion, and again after the assertion has lost its service.
+/// The services' answers to the requests for the latest assertion, even if no service granted it. An assertion keeps
+/// the display awake. The backend makes requests when it creates the assertion, and again after the assertion has lost
+/// its service.
 ///
 ///     if (PowerBackend::current().status().service == PowerService::none) showBanner("The display may go dark.");
 struct PowerStatus {
@@ -54,9 +55,10 @@ struct PowerStatus {
     friend bool operator==(const Attempt&, const Attempt&) = default;
   };
 
-  /// The service that holds the latest assertion now. `none` after the assertion was released.
+  /// The service that holds the latest assertion now. `none` if no service holds it, for example after its release.
   PowerService service = PowerService::none;
-  /// The requests in order. If a service granted a request, that request is the last one.
+  /// The requests in order. If a service granted a request, that request is the last one. After the assertion has lost
+  /// its service, the requests that follow replace the former ones.
   std::vector<Attempt> attempts = {};
 
   friend bool operator==(const PowerStatus&, const PowerStatus&) = default;
@@ -78,7 +80,7 @@ class TESSALY_EXPORT PowerBackend {
  public:
   /// The type of an assertion that keeps the display awake.
   static constexpr std::string_view noDisplaySleep = "NoDisplaySleepAssertion";
-  /// The level of an assertion that is on.
+  /// The level of an assertion that is on. The system's backend supports no other level.
   static constexpr std::uint32_t levelOn = 255;
 
   PowerBackend() = default;
@@ -86,12 +88,14 @@ class TESSALY_EXPORT PowerBackend {
   PowerBackend& operator=(const PowerBackend&) = delete;
   virtual ~PowerBackend();
 
-  /// Creates an assertion and sets `identifier`. The assertion lasts until it is released or the process ends. Returns
-  /// 0, or a system error code. After an error `identifier` is unchanged.
+  /// Creates an assertion, which keeps the display awake, and sets `identifier` to the assertion's number. The
+  /// assertion lasts until it is released or the process ends. Returns 0, or an `errno` value. After an error
+  /// `identifier` is unchanged. The system's backend returns `ENOTSUP` unless `type` is `noDisplaySleep` and `level` is
+  /// `levelOn`.
   virtual std::int32_t createAssertion(std::string_view type, std::uint32_t level, std::string_view reason,
                                        std::uint32_t& identifier) = 0;
-  /// Releases an assertion. Returns 0, or a system error code. After an error the assertion is still held, if it was
-  /// held before.
+  /// Releases an assertion. Returns 0, or an `errno` value. After an error the assertion is still held, if it was held
+  /// before.
   virtual std::int32_t releaseAssertion(std::uint32_t identifier) = 0;
   [[nodiscard]] virtual PowerStatus status() const = 0;
 

@@ -25,7 +25,7 @@ enum class KeyValueObservingOptions : std::uint8_t {
 ///     KeyValueChange removal{.newValue = KeyValueChange::null(), .origin = ChangeOrigin::otherProcess};
 ///     assert(!removal.isEmpty());
 struct KeyValueChange {
-  /// The stored object, or the explicit null.
+  /// The value of a key after a change, or `null()` if the change removed the value.
   using ObjectOrNull = std::optional<PropertyList>;
   /// The content of `newValue` after a removal.
   [[nodiscard]] static ObjectOrNull null() noexcept { return std::nullopt; }
@@ -34,7 +34,7 @@ struct KeyValueChange {
   std::optional<ObjectOrNull> newValue = std::nullopt;
   ChangeOrigin origin = ChangeOrigin::thisProcess;
 
-  /// Whether `newValue` is absent.
+  /// Whether `newValue` is absent. False if `newValue` is `null()`.
   [[nodiscard]] bool isEmpty() const noexcept { return !newValue.has_value(); }
 };
 

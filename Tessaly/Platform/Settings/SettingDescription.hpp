@@ -26,7 +26,7 @@ struct SettingDescription {
   std::optional<PropertyList> defaultValue = std::nullopt;
   std::optional<PropertyList> minimum = std::nullopt;
   std::optional<PropertyList> maximum = std::nullopt;
-  /// The stored values of an enumeration; empty for any other type.
+  /// The values that represent the cases of an enumeration in the store; empty for any other type.
   std::vector<PropertyList> cases = {};
   /// Whether the host also checks values with a function, which other programs cannot call.
   bool hasPredicate = false;

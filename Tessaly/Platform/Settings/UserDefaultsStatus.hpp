@@ -13,7 +13,9 @@
 
 namespace Tessaly::inline v1 {
 
-/// A problem of a settings store. The problems from `noFolder` to `lockHeld` prevent writes.
+/// A problem of a settings store. With the problems from `noFolder` to `lockHeld`, values do not reach the disk. A
+/// store has two kinds of files: a property list with values, and journals with the changes since that list was
+/// written.
 enum class UserDefaultsProblem : std::uint8_t {
   none,
   /// There is no place for settings: no home directory, or an identifier that cannot name a directory.
@@ -28,7 +30,8 @@ enum class UserDefaultsProblem : std::uint8_t {
   valueTooLarge,
   /// Another error of the system, with its code.
   systemError,
-  /// Another process holds the journal's lock, usually for longer than 2 s. That process may be suspended.
+  /// Another process holds the journal's lock. Usually, the store has waited for this lock for 2 s. The other process
+  /// may be suspended.
   lockHeld,
   /// The property list cannot be read at present.
   unreadablePropertyList,
@@ -47,7 +50,7 @@ enum class UserDefaultsEffect : std::uint8_t {
   /// Values written after the problem began are only in memory. They are lost if the process ends before the problem
   /// ends.
   inMemoryOnly,
-  /// At present, the store treats values of the file as absent.
+  /// At present, the store cannot read the property list, and treats its values as absent.
   notRead,
   /// Stored values may be lost, or replaced by earlier values.
   mayBeLost,
@@ -63,10 +66,10 @@ struct UserDefaultsIncident {
   UserDefaultsEffect effect = UserDefaultsEffect::none;
   /// Whether the problem still exists. Past problems are listed only for damaged and overwritten files.
   bool isOngoing = true;
-  /// Whether the problem ends without help as soon as its cause ends. Such causes are a full disk or a lock that is
-  /// held.
+  /// Whether the problem ends without help as soon as its cause ends. A full disk is an example of such a cause, and so
+  /// is a lock that another process holds.
   bool healsByItself = true;
-  /// The system's error code; 0 if there is none.
+  /// The system's error code (an `errno` value); 0 if there is none.
   std::int32_t errorCode = 0;
 
   /// A sentence for people: the problem and its consequence. The file and the system's reason follow in parentheses if
@@ -83,7 +86,7 @@ struct UserDefaultsStatus {
   /// The most important present problem. A problem that prevents writes precedes a problem that prevents reads. `none`
   /// if there is no problem now.
   UserDefaultsProblem problem = UserDefaultsProblem::none;
-  /// The system's error code that goes with the problem; 0 if there is none.
+  /// The system's error code (an `errno` value) that goes with the problem; 0 if there is none.
   std::int32_t errorCode = 0;
   /// The number of keys whose latest values are only in memory.
   std::int64_t unstoredKeys = 0;

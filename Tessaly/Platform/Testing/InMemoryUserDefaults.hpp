@@ -49,15 +49,17 @@ class TESSALY_EXPORT InMemoryUserDefaults final : public UserDefaults {
   [[nodiscard]] UserDefaultsStatus status() const override;
   [[nodiscard]] std::uint64_t revision() const noexcept override;
 
-  /// Writes a value as another process would. An absent value removes the key. Notifies observers on the calling
-  /// thread.
+  /// Writes a value as another process would. An absent value removes the key. If the stored value changes, notifies
+  /// the observers on the calling thread, with `ChangeOrigin::otherProcess`.
   void setFromElsewhere(const std::optional<PropertyList>& value, std::string_view forKey);
-  /// Sets the result of `status()`.
+  /// Sets the result of `status()`. Later calls of `set` and `setValuesForKeys` still set or clear the problem
+  /// `valueTooLarge`.
   void setStatus(UserDefaultsStatus status);
 
  private:
   InMemoryUserDefaults();
-  /// Returns whether the store takes values of this depth. Also updates the problem of the status.
+  /// Returns whether the store accepts values of this depth. Also sets or clears the problem `valueTooLarge` in
+  /// `status_`.
   bool admits(std::uint32_t depth);
   void change(std::string_view key, const std::optional<PropertyList>& value, ChangeOrigin origin);
 

@@ -16,7 +16,7 @@ namespace detail {
 class TimerHeap;
 }  // namespace detail
 
-/// A clock for tests that moves only when a test calls `advance`. A sleep on this clock needs no real time.
+/// A clock for tests. Its time moves only when a test calls `advance`. A sleep on this clock needs no real time.
 ///
 /// Thread contract: thread-safe, but only one thread at a time may call `advance`.
 ///
@@ -34,7 +34,7 @@ class TESSALY_EXPORT ManualClock final : public Clock {
   bool remove(ClockTimer& timer) noexcept override;
 
   /// Moves the time forward, but not beyond the maximum instant. A negative duration moves nothing. Fires the due
-  /// timers in the order of their deadlines. The clock stands at a timer's deadline while that timer fires.
+  /// timers in the order of their deadlines. While a timer fires, `now()` returns that timer's deadline.
   void advance(std::chrono::nanoseconds duration);
   /// The number of armed timers.
   [[nodiscard]] std::size_t timerCount() const noexcept;

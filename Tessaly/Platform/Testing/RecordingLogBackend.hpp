@@ -15,7 +15,8 @@
 
 namespace Tessaly::inline v1 {
 
-/// A record as the backend received it, including the private arguments.
+/// A record as the backend received it. `arguments` contains the texts of private arguments. `composedMessage` contains
+/// `<private>` instead of them, unless `LogConfiguration::setPrivateDataShown` is on.
 struct RecordedLog {
   struct Argument {
     std::string text;
@@ -51,7 +52,8 @@ class TESSALY_EXPORT RecordingLogBackend final : public LogBackend {
   /// Whether the backend has a store from which the records can be read back.
   enum class Store { kept, unavailable };
 
-  /// With a store, `OSLogStore::currentProcess()` reads the records back. Without a store, that function throws.
+  /// With a store, `OSLogStore::currentProcess()` returns that store while this backend is installed. Without a store,
+  /// that function throws `LogStoreUnavailableError`.
   explicit RecordingLogBackend(Store store = Store::kept);
   ~RecordingLogBackend() override;
 

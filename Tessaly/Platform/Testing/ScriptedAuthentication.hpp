@@ -34,12 +34,14 @@ class TESSALY_EXPORT ScriptedAuthentication final : public AuthenticationBackend
   bool canEvaluate = true;
   /// The error that `canEvaluatePolicy` sets while `canEvaluate` is false. May be null.
   std::exception_ptr obstacle;
-  /// The function that plays the user. It calls the reply, keeps the reply for later, or drops the reply.
+  /// The function that answers in place of the user. It may call the reply, keep the reply for later, or drop the
+  /// reply. The function must not be empty.
   std::function<void(LAContext::Reply)> onEvaluate = [](LAContext::Reply reply) { reply(true, nullptr); };
   /// The number of contexts that were made.
   int contexts = 0;
-  /// The policies that were checked and the questions to the user, each in order.
+  /// The policies that were passed to `canEvaluatePolicy`, in order.
   std::vector<LAPolicy> possibilities;
+  /// The questions that `evaluatePolicy` asked, in order.
   std::vector<Question> questions;
 };
 

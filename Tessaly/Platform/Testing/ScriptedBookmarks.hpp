@@ -22,25 +22,27 @@ class TESSALY_EXPORT ScriptedBookmarks final : public Bookmarks {
  public:
   ~ScriptedBookmarks() override;
 
-  /// Makes a file. Replaces an existing file.
+  /// Adds a scripted file. The new file replaces a scripted file with the same path. Data of the replaced file no
+  /// longer resolves.
   void add(const URL& url);
-  /// Moves a file if the file exists. Replaces an existing file at the destination.
+  /// Moves a scripted file. Replaces a scripted file at the destination. Does nothing if no scripted file is at `from`.
   void move(const URL& from, const URL& to);
   void remove(const URL& url);
 
-  /// Throws `POSIXError` with `ENOENT` for a file that does not exist.
+  /// Throws `POSIXError` with `ENOENT` if no scripted file has this path, even if the disk has such a file.
   [[nodiscard]] Data bookmarkData(const URL& url, BookmarkCreationOptions options) override;
   /// The result is stale if the file's path is not the path for which the data was made.
   [[nodiscard]] ResolvedBookmark resolve(const Data& data, BookmarkResolutionOptions options) override;
 
   /// While this error code is set, `bookmarkData` and `resolve` throw a `POSIXError` with the code.
   std::optional<int> failure;
-  /// The options of the calls of `bookmarkData` and of the calls of `resolve`, each in order.
+  /// The options of the calls of `bookmarkData`, in order.
   std::vector<BookmarkCreationOptions> creations;
+  /// The options of the calls of `resolve`, in order.
   std::vector<BookmarkResolutionOptions> resolutions;
 
  private:
-  /// The number of each file, by its path.
+  /// The number that identifies each file, by the file's path.
   std::map<std::string, int> files_;
   int lastNumber_ = 0;
 };

@@ -27,7 +27,8 @@ class TESSALY_EXPORT ScriptedDevice final : public DeviceBackend {
 
   /// The texts by name, without their terminating zeros.
   std::map<std::string, std::string> values;
-  /// Called at the end of each successful request for a size, before the request for the text.
+  /// Called at the end of each successful `sysctlbyname` that requests only the size. So a test can change the text
+  /// before the caller requests it. May be empty.
   std::function<void()> afterSize;
   /// The requested names in order. A "?" follows a name if only the size of its text was requested.
   std::vector<std::string> calls;

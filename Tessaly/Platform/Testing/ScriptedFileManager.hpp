@@ -16,11 +16,11 @@
 
 namespace Tessaly::inline v1 {
 
-/// The system's file manager with scripted answers. Before the first use, a test sets functions for the answers that
-/// differ from the system's answers. The `FileSystemObjectSource`s of this file manager report events only when the
-/// test calls `fire`.
+/// The system's file manager with scripted answers. Each call goes to the system's file manager unless a test has set
+/// the member for this call. A test must set these members before the first use. The `FileSystemObjectSource`s of
+/// this file manager report events only when the test calls `fire`.
 ///
-/// Thread contract: thread-safe, except that a test must set the functions before the first use.
+/// Thread contract: thread-safe, except that a test must set these members before the first use.
 ///
 ///     const auto files = std::make_shared<ScriptedFileManager>();
 ///     files->grantsAccess = [](const URL&) { return false; };
@@ -45,13 +45,15 @@ class TESSALY_EXPORT ScriptedFileManager final : public FileManager {
   std::function<void(const URL&)> excludeFromBackup;
   std::optional<std::vector<URL>> applicationSupport;
 
-  /// Reports `event` from every source that is resumed and not cancelled, even if the source's mask lacks this event.
-  /// Returns the number of these sources.
+  /// Makes every active source report `event`, even if the source's mask lacks this event. A source is active if it is
+  /// resumed and not cancelled. Each source calls its event handler asynchronously, on its queue. Returns the number of
+  /// active sources.
   int fire(FileSystemEvent event);
   /// The number of sources that are resumed and not cancelled.
   [[nodiscard]] int activeSources() const;
-  /// The numbers of calls of `startAccessingSecurityScopedResource` and of `stopAccessingSecurityScopedResource`.
+  /// The number of calls of `startAccessingSecurityScopedResource`, including refused ones.
   [[nodiscard]] int accessesBegun() const noexcept { return accessesBegun_; }
+  /// The number of calls of `stopAccessingSecurityScopedResource`.
   [[nodiscard]] int accessesEnded() const noexcept { return accessesEnded_; }
   /// The number of calls of `fileExists`.
   [[nodiscard]] int existenceChecks() const noexcept { return existenceChecks_; }

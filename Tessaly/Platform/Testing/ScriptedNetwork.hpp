@@ -13,7 +13,7 @@
 
 namespace Tessaly::inline v1 {
 
-/// A network whose path a test sets by hand.
+/// A network backend whose path (`NWPath`) a test sets.
 ///
 /// Thread contract: thread-safe.
 ///
@@ -25,10 +25,10 @@ class TESSALY_EXPORT ScriptedNetwork final : public NetworkBackend {
   explicit ScriptedNetwork(NWPath path);
   explicit ScriptedNetwork(NWPath::Status status);
 
-  /// Sets the current path and reports the path to all monitors, even if the path did not change.
+  /// Sets the current path and reports the path to all started monitors, even if the path did not change.
   void setPath(NWPath path);
   void setStatus(NWPath::Status status);
-  /// Counts the monitors, because each new monitor calls this function.
+  /// Increments the number that `monitors()` returns. Each monitor calls this function once, when it is made.
   void refresh() override;
   /// The number of monitors that were made.
   [[nodiscard]] int monitors() const noexcept { return monitors_.load(); }

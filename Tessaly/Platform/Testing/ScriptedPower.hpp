@@ -37,14 +37,17 @@ class TESSALY_EXPORT ScriptedPower final : public PowerBackend {
   std::int32_t releaseAssertion(std::uint32_t identifier) override;
   [[nodiscard]] PowerStatus status() const override;
 
-  /// The results of the next calls of `createAssertion` and `releaseAssertion`. A call whose result is not 0 is only
-  /// recorded. Even if `releaseResult` is 0, a release of an assertion that is not held returns `ENOENT`.
+  /// The result of every later call of `createAssertion`. If it is not 0, such a call creates no assertion and is only
+  /// recorded in `creations`.
   std::int32_t creationResult = 0;
+  /// The result of every later call of `releaseAssertion`. If it is not 0, such a call releases nothing and is only
+  /// recorded in `releases`. If it is 0, the release of an assertion that is not held still returns `ENOENT`.
   std::int32_t releaseResult = 0;
   /// The assertions that are held, by identifier.
   std::map<std::uint32_t, Creation> held;
-  /// Every call, including failed ones.
+  /// The arguments of every call of `createAssertion` in order, including failed calls.
   std::vector<Creation> creations;
+  /// The identifiers of every call of `releaseAssertion` in order, including failed calls.
   std::vector<std::uint32_t> releases;
 
  private:

@@ -16,9 +16,9 @@ namespace Tessaly::inline v1 {
 /// A global executor for tests of rare interleavings. `runOne` and `runUntilIdle` run one job at a time on the calling
 /// thread. A seeded random generator chooses the next job, so the same seed gives the same interleaving.
 ///
-/// Tasks interleave only where they suspend. A test that needs every order of its steps puts a `Task<>::yield()`
-/// between the steps. With this scheduler, a task that changes to a serial executor never continues directly on the
-/// running thread. So the scheduler also chooses the time of each such change.
+/// Tasks interleave only where they suspend. A test that needs every order of its steps must put a `Task<>::yield()`
+/// between the steps. With this scheduler, a task that changes to a serial executor never continues at once, even if
+/// that executor is idle. So the scheduler also chooses the time of each such change.
 ///
 /// Thread contract: thread-safe, except that only one thread may run the jobs.
 ///
@@ -30,13 +30,14 @@ namespace Tessaly::inline v1 {
 ///     }
 class TESSALY_EXPORT SeededScheduler final : public Executor {
  public:
-  /// Makes the process's only `SeededScheduler` the global executor. Stops the process if another executor is in use.
+  /// Installs the process's only `SeededScheduler` as the global executor, and returns it. Later calls only return it.
+  /// Stops the process if another global executor is already in use.
   static SeededScheduler& install();
 
   void reseed(std::uint64_t seed);
 
   void enqueue(Job& job) noexcept override;
-  /// Runs a waiting job. Returns false if no job waits.
+  /// Runs one of the waiting jobs. Returns false if there was no waiting job to run.
   bool runOne();
   /// Runs jobs until no job waits. Returns the number of jobs that ran.
   std::size_t runUntilIdle();

@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The state that a token and its observation share: whether the observation has ended, and the wait for the next
-/// change.
+/// The state that a token and its observation share: whether the observation has ended, and the tracking that waits for
+/// the next change.
 class TESSALY_EXPORT ContinuousObservationState {
  public:
   /// Whether the observation has ended. A relaxed load suffices, because a stale result only delays the end by one

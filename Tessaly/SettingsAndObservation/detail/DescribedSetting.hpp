@@ -17,7 +17,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The stored object of a value. Absent if the value is absent.
+/// Converts a value to the object that the settings store holds for it. Absent if the value is absent.
 template <typename Value>
 std::optional<PropertyList> storedObject(const Value& value) {
   return UserDefaultsValueTraits<StoredValue<Value>>::object(transformToUserDefaultValue(value));

@@ -17,7 +17,7 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The connection between a monitored object and one of its properties.
+/// A reference to the observer of one property of a monitored object.
 using PropertyHook = Retained<Observer>;
 using PropertyHooks = std::vector<std::pair<AnyKeyPath, PropertyHook>>;
 

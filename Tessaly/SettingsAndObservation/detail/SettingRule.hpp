@@ -49,8 +49,9 @@ class SettingRule {
     }
     return predicate_ == nullptr || predicate_(value);
   }
-  /// The value if the rule allows the value, otherwise the nearest end of the range. Absent if the setting reads as its
-  /// default instead.
+  /// The value that a read gives for this stored value. If the rule allows the value, the result is the value itself.
+  /// If the value is outside the range and the rule uses `readsAsNearest`, the result is the nearest end of the range.
+  /// In all other cases, also if the rule forbids that end, the result is absent. Then the read gives the default.
   [[nodiscard]] constexpr std::optional<Value> admitted(Value value) const {
     if (allows(value)) return value;
     if constexpr (std::totally_ordered<Value>) {

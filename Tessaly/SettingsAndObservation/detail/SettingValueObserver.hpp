@@ -94,8 +94,8 @@ class Default<Value>::ValueObserver final : public KeyValueObserver {
     if (!value || key_.allows(*value)) return stored;
     return transformToUserDefaultValue(Default::admitted(key_, *std::move(value)));
   }
-  /// Ends the calls of the handler. The handler is destroyed at once, unless this thread is inside a call of the
-  /// handler.
+  /// Ends the calls of the handler, and waits for calls on other threads. Then destroys the handler, unless this thread
+  /// is inside a call of the handler.
   void stop() noexcept {
     if (calls_.close()) onChange_ = nullptr;
   }

@@ -40,7 +40,7 @@ class Follower {
   Follower(Clock& clock, Make make) : Follower(clock, make, AsyncStream<std::monostate>::makeStream(newest)) {}
 
  protected:
-  /// While this object exists, a task waits. The constructor stops the process if another task already waits.
+  /// Marks, while it exists, that one task waits. The constructor stops the process if another task already waits.
   class SoleConsumer {
    public:
     SoleConsumer(Follower& follower, const char* file, unsigned line) noexcept : isWaiting_(follower.isWaiting_) {

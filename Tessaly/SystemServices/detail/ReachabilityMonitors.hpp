@@ -36,14 +36,14 @@ class TESSALY_EXPORT MonitorWrapper final : public std::enable_shared_from_this<
   [[nodiscard]] bool isOnline() const;
   [[nodiscard]] bool isExpensive() const;
 
-  /// Applies a path, on the main thread.
+  /// Updates the state to a path. A call outside the main thread stops the process.
   void update(const NWPath& path);
 
  private:
   void start();
   void followSetting();
   void settingDidChange();
-  /// The next two functions announce a value only if the value differs from the former value.
+  /// The next two functions set a value and notify the observers, but only if the value differs from the former value.
   void setIsOnline(bool isOnline);
   void setIsExpensive(bool isExpensive);
 
@@ -75,7 +75,7 @@ class ResumeContinuation {
   CheckedContinuation<> continuation_;
 };
 
-/// Begins the wait of `nextIsOnline()`, on the main thread.
+/// Begins the wait of `nextIsOnline()`. A call outside the main thread stops the process.
 TESSALY_EXPORT void waitUntilOnline(const std::shared_ptr<NWPathMonitor>& monitor,
                                     Default<bool>::ValueObserver& observer, CheckedContinuation<> continuation);
 

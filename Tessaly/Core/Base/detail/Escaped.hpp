@@ -12,7 +12,7 @@ namespace Tessaly::inline v1::detail {
 /// characters escaped. Bytes beyond ASCII stay unchanged.
 [[nodiscard]] TESSALY_EXPORT std::string quoted(std::string_view text);
 
-/// The text as part of one entry of a log that is read on a terminal. Lines after the first are indented, so they do
+/// Escapes a text for one entry of a log that is read on a terminal. Lines after the first are indented, so they do
 /// not look like further entries. All control characters except line feeds and tabs are escaped, including U+0080 to
 /// U+009F, so the text cannot control the terminal.
 [[nodiscard]] TESSALY_EXPORT std::string terminalText(std::string_view text);

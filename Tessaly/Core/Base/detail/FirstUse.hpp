@@ -8,8 +8,8 @@
 namespace Tessaly::inline v1::detail {
 
 // Objects that are made at their first use. This is safe even while another thread forks the process. A function-local
-// static is not safe during a fork. If a thread of the parent is making the static during the fork, the child waits
-// forever for that thread.
+// static is not safe during a fork. If a thread of the parent is making the static during the fork, a use of the static
+// in the child waits forever for that thread.
 
 /// The object that `make` returns a pointer to. The first call makes the object. Simultaneous calls wait until the
 /// object is made. The object is kept until the process ends. If the process forks while the object is being made, the

@@ -9,7 +9,8 @@ namespace Tessaly::inline v1::detail {
 
 TESSALY_EXPORT extern std::atomic<bool> isForkedChildOfRuntime;
 [[noreturn]] TESSALY_EXPORT void stopForkedChild() noexcept;
-/// Marks the children of later forks. Called before each start of a library thread.
+/// Makes `isForkedChild()` return true in the child of every later fork. `startLibraryThread` calls this function
+/// before it starts a thread.
 TESSALY_EXPORT void noteRuntimeStarted() noexcept;
 
 /// Whether this process is the child of a fork that happened after the parent's runtime had started threads.

@@ -26,7 +26,7 @@ class OwnedDescriptor {
 
   [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
   [[nodiscard]] int get() const noexcept { return descriptor_; }
-  /// Gives up the descriptor. The caller closes it.
+  /// Returns the descriptor, and gives up its ownership. The caller must close the descriptor.
   [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
  private:

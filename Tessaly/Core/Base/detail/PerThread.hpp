@@ -7,9 +7,9 @@
 namespace Tessaly::inline v1::detail {
 
 /// One value of a type for each thread. The first use on a thread makes the value. When a thread ends, the thread's
-/// value is destroyed after the thread's `thread_local` objects. A destructor that runs even later may call `current()`
-/// again. Then a new value is made, and destroyed after that destructor. So a thread can use its value at any time.
-/// Stops the process if the system has no more thread keys.
+/// value is destroyed after the thread's `thread_local` objects. The destructor of the value, or a destructor that runs
+/// even later, may call `current()` again. Then a new value is made, and destroyed after that destructor. So a thread
+/// can use its value at any time. Stops the process if the system has no more thread keys.
 ///
 /// Thread contract: thread-safe.
 template <typename Value>

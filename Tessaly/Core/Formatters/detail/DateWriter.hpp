@@ -12,8 +12,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Writes dates of the Gregorian calendar, part by part, as a pattern says. The text equals that of ICU's date format,
-/// but writing calls no function of ICU. `read` parses such texts.
+/// Writes dates of the Gregorian calendar, part by part, as a pattern says. `parts` is the parsed pattern. The text
+/// equals that of ICU's date format, but writing calls no function of ICU. `read` parses such texts.
 ///
 /// Thread contract: thread-compatible. Calls of `append` and `read` are thread-safe while no thread changes the object.
 struct DateWriter {
@@ -51,11 +51,12 @@ struct DateWriter {
   /// Parses a text that has the form of the pattern. Returns the date in milliseconds of local time since 1970. The
   /// year of a `yy` field is in the century that begins 80 years before `today`. If the pattern has no day, no month
   /// and no year, the result is a time on the day `today`. Returns nothing if no date fits the text, or if several
-  /// dates fit. `append` may write the result with other padding, another name of the weekday, or another
-  /// `hourOfTwelve` than the parsed text has.
+  /// dates fit. `read` checks neither the padding, nor the weekday, nor the range of `hourOfTwelve`. So `append` may
+  /// write another text for the result than the parsed text.
   [[nodiscard]] std::optional<std::int64_t> read(std::string_view text, std::chrono::sys_days today) const;
 
-  /// Appends a date, which is given in milliseconds of local time since 1970.
+  /// Appends a date, which is given in milliseconds of local time since 1970. `writes` must be true for the date in
+  /// UTC.
   void append(std::string& text, std::int64_t localMilliseconds) const {
     const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(localMilliseconds)};
     const auto days = std::chrono::floor<std::chrono::days>(time);
@@ -115,9 +116,10 @@ struct DateWriter {
   }
 };
 
-/// A writer that writes the same texts as a format of ICU. Absent for calendars other than the Gregorian one, for
-/// fields with number formats of their own, and for fields that only ICU knows, such as names of time zones. This
-/// function is a template because no header of the library may name ICU's class.
+/// A writer that writes the same texts as a format of ICU. If `isCapitalised` is true, the first field begins with a
+/// capital letter. Absent for calendars other than the Gregorian one, for fields with number formats of their own, and
+/// for fields that only ICU knows, such as names of time zones. This function is a template because no header of the
+/// library may name ICU's class.
 template <typename SimpleDateFormat>
 [[nodiscard]] std::optional<DateWriter> dateWriterOf(const SimpleDateFormat& format, const std::string& locale,
                                                      bool isCapitalised);

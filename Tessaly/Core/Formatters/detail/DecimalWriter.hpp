@@ -54,9 +54,10 @@ struct DecimalWriter {
     }
   };
 
-  /// The absolute value, rounded to at most this number of fraction digits. Absent if the number is left to ICU: NaN,
-  /// an infinity, or a number of more than 20 integer digits. A number that needs the rounding mode `other` is left to
-  /// ICU too. Before the rounding, the value is multiplied exactly by ten to the power of `shift`.
+  /// The absolute value, rounded to at most `maximumFraction` fraction digits. Absent if the caller must leave the
+  /// number to ICU: NaN, an infinity, or a number of more than 20 integer digits. The same applies to a number that
+  /// needs the rounding mode `other`. Before the rounding, the value is multiplied exactly by ten to the power of
+  /// `shift`.
   [[nodiscard]] std::optional<Decimals> rounded(double value, int maximumFraction, int shift = 0) const noexcept {
     if (!std::isfinite(value)) return std::nullopt;
     // Rounding starts from the shortest decimal that parses to the value, not from the exact binary value.
@@ -80,7 +81,7 @@ struct DecimalWriter {
     return decimals;
   }
 
-  /// Appends the value with its affixes. Returns false and appends nothing if the number is left to ICU.
+  /// Appends the value with its affixes. Returns false and appends nothing if the caller must leave the number to ICU.
   bool append(std::string& text, double value, int minimumFraction, int maximumFraction, const Affixes& positive,
               const Affixes& negative) const {
     const std::optional<Decimals> decimals = rounded(value, maximumFraction);

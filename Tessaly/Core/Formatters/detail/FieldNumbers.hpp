@@ -15,7 +15,8 @@ namespace Tessaly::inline v1 {
 
 struct FieldEditing::Outcome {
   FieldState state = FieldState::acceptable;
-  /// Empty if the text cannot be parsed.
+  /// Empty if the text cannot be parsed, if the formatter refuses it without a replacement, or if its object breaks the
+  /// rule of the field.
   std::any object;
   std::string shown;
   FieldNotice notice;
@@ -27,7 +28,7 @@ class FieldEditing::Numbers {
   explicit Numbers(const FieldEditing& editing) : editing_(editing), rules_(editing.rules_) {}
 
   [[nodiscard]] Outcome outcome(std::string_view text) const;
-  /// Whether a number is in the formatter's range.
+  /// Whether a number is in the formatter's range. The formatter must have a range.
   [[nodiscard]] bool isInRange(const NSNumber& number) const;
 
  private:
@@ -42,10 +43,12 @@ class FieldEditing::Numbers {
   [[nodiscard]] Outcome beginning(const detail::TypedText& typed, const std::string& suffix) const;
   [[nodiscard]] bool allowsSign(bool isNegative) const;
   [[nodiscard]] Outcome settle(const std::string& text) const;
-  /// The outcome with the nearest number that the field can show.
+  /// Returns `outcome` if the field can show exactly this number. Otherwise returns the outcome with the nearest number
+  /// that the field can show. If that nearest number is beyond the range, returns the outcome with the bound instead.
   [[nodiscard]] Outcome rounded(const NSNumber& number, Outcome outcome) const;
-  /// The outcome with the bound that a number crosses. The text of the bound may be rounded. If the formatter has a
-  /// range, the object therefore comes from the range and not from the text.
+  /// Returns the outcome for a number beyond the range. Its object is the bound that the number crosses. `text` is the
+  /// formatter's text of this bound, and may be rounded. If the formatter has a range, the object therefore comes from
+  /// the range and not from `text`.
   [[nodiscard]] Outcome bound(const std::optional<NSNumber>& number, const std::string& text) const;
   [[nodiscard]] bool canBecome(const detail::TypedNumber& reading, bool hasSeparator) const;
 

@@ -11,7 +11,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// How the text around a number matches the text that a style writes there.
+/// How the text around a number matches the label that a style writes there. `anyCase`: only the case of letters
+/// differs. `absent`: the text has no label. `other`: anything else.
 enum class LabelMatch : std::uint8_t { exact, anyCase, absent, other };
 
 /// The values that a text can mean as a number of a given shape, the most probable value first. `values` is empty if
@@ -24,7 +25,9 @@ struct NumberReading {
   std::vector<double> values;
 };
 
-/// Parses a text as `typedText` does. Percentages are divided by 100. Negative amounts of money may be in parentheses.
+/// Parses a number with or without its label. Accepts the digits and separators that `typedText` accepts. The number
+/// may have one sign, before or after its digits. An amount of money in parentheses is negative. The value of a
+/// percentage is the typed number divided by 100, even if the text has no percent sign.
 ///
 /// Thread contract: thread-safe. Preparing a combination of locale and shape takes about 1 ms. Each thread keeps the 64
 /// combinations that it used last.

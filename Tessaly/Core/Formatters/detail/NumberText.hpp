@@ -34,15 +34,15 @@ struct NumberShape {
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape, double value);
-/// The same for an integer, without a loss of digits.
+/// The text of an integer, without a loss of digits.
 [[nodiscard]] TESSALY_EXPORT std::string numberText(const std::string& locale, const NumberShape& shape,
                                                     std::int64_t value);
 /// The text of a range of numbers, "3–5".
 [[nodiscard]] TESSALY_EXPORT std::string numberRangeText(const std::string& locale, const NumberShape& shape,
                                                          double lower, double upper);
 
-/// Sets the limits of the fraction digits. Both are clamped to the range from 0 to 340, and the maximum is at least the
-/// minimum.
+/// Sets the minimum and maximum number of fraction digits. Both are clamped to the range from 0 to 340. A maximum below
+/// the minimum is raised to the minimum.
 TESSALY_EXPORT void setFractionDigits(NumberShape& shape, std::int64_t minimum, std::int64_t maximum) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

@@ -25,8 +25,8 @@ class NumericStyle {
   [[nodiscard]] Style locale(const std::optional<Locale>& locale) const {
     return changed([&](Style& style) { style.locale_ = locale; });
   }
-  /// Sets the minimum and maximum number of fraction digits. Both are clamped to the range from 0 to 340, and the
-  /// maximum is at least the minimum. Numbers are rounded half to even, from their shortest decimal form.
+  /// Sets the minimum and maximum number of fraction digits. Both are clamped to the range from 0 to 340. A maximum
+  /// below the minimum is raised to the minimum. Numbers are rounded half to even, from their shortest decimal form.
   [[nodiscard]] Style fractionDigits(std::int64_t minimum, std::int64_t maximum) const {
     return changed([&](Style& style) { setFractionDigits(style.shape_, minimum, maximum); });
   }

@@ -18,13 +18,15 @@ class PluralCategories {
   PluralCategories(const std::string& locale, PluralRules::Kind kind);
   ~PluralCategories();
 
-  /// As the argument `fractionDigits` of `of`: the number of fraction digits in the magnitude's shortest decimal form.
+  /// A special value of the argument `fractionDigits`. It stands for the number of fraction digits in the magnitude's
+  /// shortest decimal form.
   static constexpr int shortest = -1;
 
-  /// The category of a magnitude that is shown with this many fraction digits.
+  /// The category of a magnitude that is shown with exactly `fractionDigits` fraction digits. The magnitude must not be
+  /// negative.
   [[nodiscard]] PluralRules::Category of(double magnitude, int fractionDigits);
 
-  /// The category of decimals that are shown without trailing zeros.
+  /// The category of a rounded magnitude that is shown without trailing zeros.
   [[nodiscard]] PluralRules::Category of(const DecimalWriter::Decimals& shown);
 
  private:

@@ -9,11 +9,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Whether a character is one of the hyphens and minus signs that keyboards and other programs produce.
+/// Whether a character is one of the hyphens, dashes and minus signs that people use as a minus sign.
 [[nodiscard]] bool isMinusSign(char32_t scalar) noexcept;
 [[nodiscard]] bool isPlusSign(char32_t scalar) noexcept;
 
-/// One meaning of a typed number. All digits are ASCII digits.
+/// One meaning of a number that a person typed. All digits are ASCII digits.
 struct TypedNumber {
   bool isNegative = false;
   std::string integer;
@@ -22,7 +22,7 @@ struct TypedNumber {
   friend bool operator==(const TypedNumber&, const TypedNumber&) = default;
 };
 
-/// A typed text, and the numbers that it can mean.
+/// The properties of a text that a person typed, and the numbers that the text can mean.
 struct TypedText {
   /// Whether the text has no digit yet: it has at most a sign and a separator.
   bool isBeginning = false;
@@ -33,14 +33,15 @@ struct TypedText {
   std::vector<TypedNumber> readings;
 };
 
-/// Parses a number as people type it. The number may have digits of any script, a sign or hyphen, white space at both
-/// ends, and separators of any language. The last separator can be the decimal separator if it is a point, a comma or
-/// the Arabic decimal separator, and occurs only once. Equal separators can group digits: three in the last group, one
-/// to three in the first group, and two or three in the groups between. "1.234" has two readings. The first reading
-/// follows `decimalSeparator`, which is the locale's decimal separator.
+/// Parses a number as people type it. The number may have digits of any script, a sign or hyphen before them, white
+/// space at both ends, and separators of any language. The last separator can be the decimal separator if it is a
+/// point, a comma or the Arabic decimal separator, and occurs only once. Equal separators can group digits: three in
+/// the last group, one to three in the first group, and two or three in the groups between. "1.234" has two readings.
+/// The first reading follows `decimalSeparator`, which is the locale's decimal separator.
 [[nodiscard]] TESSALY_EXPORT TypedText typedText(std::string_view text, std::string_view decimalSeparator);
 
-/// The text without the suffix at its end, even if the suffix lacks its white space or is repeated.
+/// Returns the text without the suffix at its end. Ignores white space around the suffix, and removes a repeated suffix
+/// completely. Returns the whole text if it does not end with the suffix.
 [[nodiscard]] TESSALY_EXPORT std::string_view withoutSuffix(std::string_view text, std::string_view suffix);
 
 }  // namespace Tessaly::inline v1::detail

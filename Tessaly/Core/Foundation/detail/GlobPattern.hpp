@@ -14,7 +14,8 @@ namespace Tessaly::inline v1::detail::GlobPattern {
   return pattern.find_first_of("*?[\\") != std::string_view::npos;
 }
 
-/// Whether the pattern matches the whole name. Compares byte by byte in every locale.
+/// Whether the pattern matches the whole name. Compares byte by byte in every locale. Unlike in the shell, wildcards
+/// also match "/" and a "." at the beginning.
 [[nodiscard]] TESSALY_EXPORT bool fits(const std::string& pattern, const std::string& name) noexcept;
 
 }  // namespace Tessaly::inline v1::detail::GlobPattern

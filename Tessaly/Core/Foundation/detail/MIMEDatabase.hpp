@@ -26,16 +26,18 @@ class TESSALY_EXPORT MIMEDatabase {
  public:
   using Types = std::vector<std::string>;
 
-  /// Reads directories. Each directory takes precedence over the directories after it. Ignores missing and unreadable
-  /// files, and files of more than 32 MiB.
+  /// Reads the database's files in the directories. Each directory takes precedence over the directories after it.
+  /// Ignores missing and unreadable files, and files of more than 32 MiB.
   explicit MIMEDatabase(std::vector<std::string> folders);
   /// The database of this process's directories, read at the first call.
   [[nodiscard]] static const MIMEDatabase& shared();
-  /// The directories of the XDG Base Directory specification, in order of precedence.
+  /// The "mime" directories below the data directories of the XDG Base Directory specification. The directory with the
+  /// highest precedence comes first.
   [[nodiscard]] static std::vector<std::string> folders(const ProcessInfo& process);
 
-  // Each function adds the contents of a file. A new alias replaces an earlier alias of the same name. New globs take
-  // precedence over earlier globs of the same weight, and new magic rules over earlier rules of the same priority.
+  // Each of the next five functions adds the contents of a file. The parameter holds these contents and has the name of
+  // the file. A new alias replaces an earlier alias of the same name. New globs take precedence over earlier globs of
+  // the same weight, and new magic rules over earlier rules of the same priority.
   void addGlobs(std::string_view globs2) { globs_.add(globs2); }
   void addMagic(std::string_view magic) { magic_.add(magic); }
   void addAliases(std::string_view aliases);
@@ -57,8 +59,8 @@ class TESSALY_EXPORT MIMEDatabase {
   /// The extensions of a type, the preferred one first.
   [[nodiscard]] Types extensions(std::string_view type) const;
   /// The type of a file, by its name. If the name does not decide, the contents do. The function `contents` receives
-  /// the number of bytes to read from the beginning of the file. The function returns nothing if the file is
-  /// unreadable.
+  /// the number of bytes to read from the beginning of the file. It must return these bytes, or all bytes of a shorter
+  /// file. It must return nothing if the file is unreadable.
   [[nodiscard]] std::string typeOf(std::string_view name,
                                    const std::function<std::optional<std::string>(std::size_t)>& contents) const;
 
@@ -67,9 +69,10 @@ class TESSALY_EXPORT MIMEDatabase {
   using Comments = std::map<std::string, std::string, std::less<>>;
   [[nodiscard]] Comments comments(std::string_view type) const;
 
-  /// The patterns in a type's description, in the order of the description.
+  /// The patterns of file names in a type's description, in the order of the description. The parameter holds the
+  /// contents of the type's XML file.
   [[nodiscard]] static std::vector<std::string> patterns(std::string_view description);
-  /// The names in a type's description.
+  /// The human-readable names in a type's description. The parameter holds the contents of the type's XML file.
   [[nodiscard]] static Comments commentsIn(std::string_view description);
 
  private:

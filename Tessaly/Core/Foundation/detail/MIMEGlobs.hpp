@@ -32,10 +32,10 @@ class TESSALY_EXPORT MIMEGlobs {
   [[nodiscard]] std::vector<std::string> extensionsOf(std::string_view type) const;
 
  private:
-  /// Whether the comparison of a pattern and a name distinguishes upper and lower case.
+  /// Whether the comparison of a pattern and a name is case-sensitive (`told`) or not (`ignored`).
   enum class Case : std::uint8_t { ignored, told };
-  /// A pattern of names for one type. Among several matches, the maximum weight decides, and then the maximum length of
-  /// the pattern.
+  /// A pattern of names for one type. Whole names precede suffixes, and suffixes precede other patterns. Among several
+  /// matches of the same kind, the maximum weight decides, and then the maximum length of the pattern.
   struct Glob {
     std::string type;
     std::string pattern;
@@ -51,7 +51,8 @@ class TESSALY_EXPORT MIMEGlobs {
   using Matches = std::vector<const Glob*>;
 
   void remove(std::string_view type);
-  /// The matches of a name in its original case or in lower case.
+  /// The patterns without wildcards that match a name. `caseOfLetters` says whether the name is in its original case
+  /// (`told`) or in lower case (`ignored`).
   [[nodiscard]] Matches literalMatches(std::string_view name, Case caseOfLetters) const;
   [[nodiscard]] Matches suffixMatches(std::string_view name, Case caseOfLetters) const;
   [[nodiscard]] Matches otherMatches(std::string_view name, Case caseOfLetters) const;

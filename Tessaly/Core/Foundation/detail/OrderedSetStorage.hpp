@@ -37,7 +37,7 @@ class OrderedSetMembers {
     }
   }
 
-  /// Adds a new member and returns its slot.
+  /// Adds a member and returns its slot. The set must not contain an equal member.
   Slot add(Element element) {
     if (slots_.size() >= empty) throw std::length_error("An ordered set has at most 4294967295 members");
     if ((count_ + 1) * 4 > table_.size() * 3) grow();

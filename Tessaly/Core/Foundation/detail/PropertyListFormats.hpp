@@ -10,8 +10,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Parses the binary format. In this header, all functions that parse throw `PropertyListError`, and so does
-/// `writeXMLPropertyList`.
+/// Parses the binary format. Both parsing functions of this header throw `PropertyListError` if they cannot parse the
+/// bytes. `writeXMLPropertyList` throws it if XML cannot represent the value, or if the XML would exceed 4 GiB.
 [[nodiscard]] PropertyList readBinaryPropertyList(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Data::Bytes writeBinaryPropertyList(const PropertyList& value);
 /// Writes a dictionary as a property list. The writer does not compare the keys of this dictionary with the other texts

@@ -22,8 +22,9 @@ struct URLComponents {
   [[nodiscard]] static URLComponents split(std::string_view text) noexcept;
 };
 
-/// The text with its components checked and percent-encoded if necessary. Absent if the text is not a URL. Encoding the
-/// result again changes nothing.
+/// The text with its components checked and percent-encoded if necessary. A host with non-ASCII characters becomes its
+/// IDNA form instead. Absent if the text is not a URL. The empty text is not a URL, but here it stays empty. Encoding
+/// the result again changes nothing.
 [[nodiscard]] std::optional<std::string> encodedURL(std::string_view text);
 
 /// Whether to encode the colons in a path's first segment. In a URL without a scheme, such a colon would be parsed as

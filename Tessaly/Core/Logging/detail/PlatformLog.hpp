@@ -8,8 +8,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The log of one part of this library. Its subsystem is "Tessaly", or "app.identifier.Tessaly" after
-/// `setPlatformLogIdentifier` has received the main bundle's identifier.
+/// The log of the part of this library that `category` names. Its subsystem is "Tessaly". After
+/// `setPlatformLogIdentifier` has received the main bundle's identifier, the subsystem is that identifier with the
+/// suffix ".Tessaly".
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] TESSALY_EXPORT OSLog platformLog(std::string_view category);

@@ -29,7 +29,8 @@ inline std::size_t wellFormedPrefix(std::string_view text) noexcept {
   return offset;
 }
 
-/// Passes a text to the body in parts of well-formed UTF-8. U+FFFD replaces each ill-formed sequence.
+/// Passes a text to the body in parts of well-formed UTF-8. U+FFFD replaces each maximal subpart of an ill-formed
+/// sequence. A part may be empty.
 template <typename Body>
 void forEachWellFormedPart(std::string_view text, Body body) {
   for (;;) {
@@ -41,7 +42,7 @@ void forEachWellFormedPart(std::string_view text, Body body) {
   }
 }
 
-/// The text, with U+FFFD instead of each ill-formed sequence.
+/// The text, with U+FFFD instead of each maximal subpart of an ill-formed sequence.
 inline std::string wellFormed(std::string_view text) {
   std::string result;
   forEachWellFormedPart(text, [&](std::string_view part) { result += part; });

@@ -34,8 +34,8 @@ class TESSALY_EXPORT AccessList {
  public:
   AccessList() noexcept : outer_(std::exchange(currentAccessList, this)) {}
   /// A list that expects reads of exactly the points in `expected`, in that order, and stores the versions there. The
-  /// list takes no references, because the caller holds references on these points. An unexpected read turns the list
-  /// into an ordinary list.
+  /// caller must hold references on these points, so the list takes none. An unexpected read turns the list into an
+  /// ordinary list.
   AccessList(Access* expected, std::size_t count) noexcept : AccessList() {
     expected_ = expected;
     expectedCount_ = count;
@@ -52,13 +52,15 @@ class TESSALY_EXPORT AccessList {
     if (expected_ == nullptr && count_ == 0) return addOnce(point, version);
     addSlowly(point, version);
   }
-  /// Stops recording, and adds the points to the next outer list.
+  /// Stops recording, and adds the points to the next outer list. A list that has recorded only expected reads adds
+  /// none.
   void end() {
     if (std::exchange(hasEnded_, true)) return;
     currentAccessList = outer_;
     if (outer_ != nullptr) mergeIntoOuter();
   }
-  /// Whether exactly the expected points were read. If not, the list contains the points that were read.
+  /// Whether exactly the expected points were read. If so, the list is empty, and the versions are in `expected`. If
+  /// not, the list contains the points that were read.
   [[nodiscard]] bool isAsExpected() {
     if (expected_ == nullptr) return false;
     if (seen_ == expectedCount_) return true;

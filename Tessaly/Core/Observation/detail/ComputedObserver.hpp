@@ -17,17 +17,18 @@ namespace Tessaly::inline v1::detail {
 /// Observes every point that a function reads. After each change, the observer is notified on the changing thread and
 /// calls the function again.
 ///
-/// The observer stays registered with the points of the last run of the function. While later runs read the same points
-/// in the same order, a change costs neither an allocation nor a registration.
+/// The observer stays registered with the points of the most recent run of the function. While later runs read the same
+/// points in the same order, a change costs neither an allocation nor a registration.
 ///
 /// A change that `step()` makes before or after its call of the function is delivered at once, in a nested step. The
 /// observer ignores a change that the function itself makes. If another thread makes a change during a step, the thread
-/// in the step makes one more step. So the last step follows the last change.
+/// in the step makes one more step. So at least one step begins after each change by another thread.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ComputedObserver : public Observer {
  public:
-  /// Makes the first step. Called once. An exception of the function ends the observer and reaches the caller.
+  /// Makes the first step. The creator of the observer must call `start` exactly once. An exception of the function
+  /// ends the observer and reaches the caller.
   void start();
   /// Ends the observer. No step begins afterwards, but a step may still be running.
   void cancel() noexcept override;

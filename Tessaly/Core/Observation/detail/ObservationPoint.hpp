@@ -31,11 +31,11 @@ struct Registration {
 };
 
 /// The trackings and observers of one property of one object. The first tracked read of the property makes the point.
-/// The property, every reader, every registration and every observer hold a reference to the point.
+/// The property, every recorded access, every registration and every observer hold a reference to the point.
 ///
-/// A reader records the version. The registration of a tracking compares the recorded version with the current version
-/// under the lock, and no change ends while another thread holds the lock. So a change by another thread between the
-/// read and the registration is not lost.
+/// Each recorded access contains the version at the time of the read. The registration of a tracking compares that
+/// version with the current version under the lock. No change ends while another thread holds the lock. So a change by
+/// another thread between the read and the registration is not lost.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT ObservationPoint {
@@ -79,20 +79,22 @@ class TESSALY_EXPORT ObservationPoint {
 
   /// The outcome of `link`: the tracking is registered, or it is not registered for one of three reasons.
   enum class Link : std::uint8_t { made, changed, fired, ended };
-  /// Registers a tracking that read the point at `version`:
-  /// - for the end of the running change, if `willChange` has announced that change
-  /// - otherwise for the beginning of the next change, or for the end of a running change if that comes first
+  /// Registers a tracking whose function read the point at `version`. The point calls the tracking at most once:
+  /// - at the end of the running change, if `willChange` has announced that change
+  /// - otherwise at the next announced beginning of a change, or at the next end of a change that was not announced at
+  ///   its beginning, whichever comes first
   ///
   /// In three cases the tracking is not registered:
   /// - `changed`: the version has changed, and either no announced change is running or the point has ended
-  /// - `fired`: another point has fired the tracking
+  /// - `fired`: another point has already called the tracking
   /// - `ended`: the point has ended, and its version is still `version`
   [[nodiscard]] Link link(Registration& registration, Tracking& tracking, Version version) noexcept;
   /// Removes a registration. Returns whether a list contained it.
   bool unlink(Registration& registration) noexcept;
 
-  /// Registers an observer that read the point at `version`. A running change calls the observer at its end. Returns
-  /// true if the caller must call it: the version has changed since that read, and no announced change is running.
+  /// Registers an observer that read the point at `version`. If a change is running, the thread that ends the change
+  /// calls the observer. Returns true if the version has changed since the read and no change that `willChange`
+  /// announced is running. Then the caller must call the observer.
   [[nodiscard]] bool add(PointObserver& observer, Version version) noexcept;
   /// Registers an observer and calls it at once.
   void addAndCall(PointObserver& observer) noexcept;
@@ -122,8 +124,9 @@ class TESSALY_EXPORT ObservationPoint {
   [[nodiscard]] std::uint32_t notifyAlone(const ObserverList::Turn& turn, const AccessList* accesses) noexcept;
   /// Calls one observer, unless it has ended. If another thread is calling it, that thread will repeat the call.
   void notifyShared(ObserverList& list, PointObserver& observer, const AccessList* accesses) noexcept;
-  /// Completes a call. Returns true if no other call of the observer is running and another thread has made a change
-  /// during the call. Then the observer needs one more call.
+  /// Completes a call of the observer, and discards its captures if `remove` has left that to this thread. Returns true
+  /// if no other call of the observer is running and another thread has made a change during the call. Then the
+  /// observer needs one more call.
   [[nodiscard]] bool settle(ObserverList& list, PointObserver& observer) noexcept;
   void discard(PointObserver& observer) noexcept;
   void endTurn(ObserverList& list) noexcept;

@@ -10,17 +10,18 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The observers of one point in the order in which they were added, and the turns of the threads that call them.
+/// The observers of one `ObservationPoint`, in the order in which they were added. The list also counts the turns of
+/// the threads that call the observers.
 ///
 /// A turn is the period in which a thread calls observers of the list. A thread that has changed the value takes a
 /// turn. During a turn no entry moves: new observers are appended, ended ones are only marked, and an outgrown array is
 /// kept.
 ///
-/// While the turns are not shared, one thread holds them all and calls observers without the lock. Before each call,
-/// that thread marks the observer by `AsymmetricFence::publish`, and then checks whether the turns are shared. A second
-/// thread that changes the value or ends an observation must know which thread calls which observer. So the second
-/// thread first shares the turns: it sets a flag, and then executes a fence in all threads. From then on, every thread
-/// takes the lock before and after each call of an observer, until the last turn ends.
+/// While the turns are not shared, one thread holds them all and calls observers without the point's lock. Before each
+/// call, that thread marks the observer by `AsymmetricFence::publish`, and then checks whether the turns are shared. A
+/// second thread that changes the value or ends an observation must know which thread calls which observer. So the
+/// second thread first shares the turns: it sets a flag, and then executes a fence in all threads. From then on, every
+/// thread takes the lock before and after each call of an observer. This ends when no turn remains.
 ///
 /// Thread contract: guarded by the point's lock, except `isShared` and the members of `Turn`.
 class ObserverList {
@@ -42,11 +43,11 @@ class ObserverList {
 
   [[nodiscard]] bool isEmpty() const noexcept { return live_ == 0; }
   [[nodiscard]] bool hasTurns() const noexcept { return turns_ > 0; }
-  /// Appends an observer and takes a reference.
+  /// Appends an observer and adds a reference to it.
   void add(PointObserver& observer);
-  /// Removes an observer while there are no turns. The caller then owns the reference.
+  /// Removes an observer. The list must have no turns. The caller then owns the list's reference to the observer.
   void remove(PointObserver& observer) noexcept;
-  /// Leaves the removal of an ended observer to the end of the last turn.
+  /// Records that an observation has ended. When no turn remains, `endTurn` removes the observers that have ended.
   void removeLater() noexcept { hasEndedOnes_ = true; }
 
   [[nodiscard]] Turn beginTurn(std::uint32_t thread) noexcept {
@@ -58,10 +59,12 @@ class ObserverList {
     ++turns_;
     return {this, slots_, count_, isShared(), isAsymmetric_};
   }
-  /// Makes every thread with a turn take the lock for its later calls, so that `callerOf` is exact for all observers.
+  /// Makes every thread with a turn take the lock before and after each later call of an observer. Then `callerOf` is
+  /// exact for all observers. `thread` is the calling thread.
   void share(std::uint32_t thread) noexcept;
-  /// Ends a turn. After the last turn, removes the ended observers from the list and returns them, linked by `next_`.
-  /// Returns null if other turns remain or no observer has ended.
+  /// Ends a turn. If no other turn remains, removes the ended observers from the list and returns them, linked by
+  /// `next_`. The caller then owns the list's references to them. Returns null if other turns remain or no observer has
+  /// ended.
   [[nodiscard]] PointObserver* endTurn() noexcept {
     if (--turns_ > 0) return nullptr;
     isShared_.store(false, std::memory_order_relaxed);

@@ -28,9 +28,10 @@ class TESSALY_EXPORT Observer {
       delete this;
   }
 
-  /// Ends the observation. No call begins afterwards, but a call may still be running on any thread.
+  /// Ends the observation. No call of the observer begins afterwards, but a call may still be running on any thread.
   virtual void cancel() noexcept = 0;
-  /// Ends the observation like `cancel`, and then waits until a call that is running on another thread has ended.
+  /// Ends the observation like `cancel`. If a call of the observer is running on another thread, waits until that call
+  /// has ended.
   virtual void stop() noexcept = 0;
 
  protected:
@@ -41,12 +42,12 @@ class TESSALY_EXPORT Observer {
   std::atomic<std::uint32_t> references_{1};
 };
 
-/// An observer of one point. The point notifies the observer after every change. The point keeps a reference until the
-/// observation has ended and no delivery can see the observer any more.
+/// An observer of one `ObservationPoint`. The point notifies the observer after every change. The point keeps a
+/// reference to the observer until the observation has ended and no running notification can reach the observer.
 ///
 /// At most one thread calls the observer at a time. If another thread makes a change meanwhile, the calling thread
-/// calls the observer once more. So the last call follows the last change. A change that the call itself makes is
-/// delivered at once, in a nested call.
+/// calls the observer once more. So at least one call begins after the final change. If the observer itself makes a
+/// change during a call, that change is delivered at once, in a nested call.
 ///
 /// Thread contract: thread-safe.
 class TESSALY_EXPORT PointObserver : public Observer {
@@ -58,17 +59,17 @@ class TESSALY_EXPORT PointObserver : public Observer {
   PointObserver() = default;
   ~PointObserver() override;
 
-  /// Registers with the point of the access, and takes over the reference that the access holds on the point. Called
-  /// once. Returns true if the point has changed since the read and no change that `willChange` announced is running.
-  /// Then the caller must call the observer.
+  /// Registers with the point of the access, and takes over the reference that the access holds on the point. An
+  /// observer must be registered only once. Returns true if the point has changed since the read and no change that
+  /// `willChange` announced is running. Then the caller must call the observer.
   [[nodiscard]] bool registerWith(const Access& access) noexcept;
   /// Registers like `registerWith`, and then calls the observer at once.
   void registerAndCall(const Access& access) noexcept;
-  /// Calls the observer, as a change of the point does.
+  /// Calls the observer, as a change of the point does. The observer must be registered.
   void call() noexcept;
 
-  /// Notifies the observer of a change. `accesses` is the innermost list of the changing thread before the call, or
-  /// null. The thread tracks nothing during the call.
+  /// Notifies the observer of a change. `accesses` is the innermost access list of the calling thread before the call,
+  /// or null. During the call, the reads of this thread are not recorded.
   virtual void notify(const AccessList* accesses) noexcept = 0;
   /// Destroys the captures of the observer. Called once, after the observation has ended, while no call is running.
   virtual void discard() noexcept {}
@@ -84,7 +85,7 @@ class TESSALY_EXPORT PointObserver : public Observer {
   void waitUntilSettled() noexcept;
 
   ObservationPoint* point_ = nullptr;
-  /// The next observer that leaves the list at the same time.
+  /// The next observer in the chain that `ObserverList::endTurn` returns.
   PointObserver* next_ = nullptr;
   /// A futex that holds a `Discarding` value.
   std::atomic<std::uint32_t> discarding_{settled};

@@ -36,23 +36,25 @@ class TESSALY_EXPORT Tracking {
     if (isSoleReference() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
-  /// Takes over the points of an ended list and registers with each point. If a point has changed since its read and
-  /// that change has ended, the handler is called at once. If the change is still running, the handler is called after
-  /// the change. The creator of the tracking calls this function once, while no other thread knows the tracking. This
-  /// function takes over one reference of the creator.
+  /// Takes over the points of `accesses` and registers with each point. The caller must have called `accesses.end()`.
+  /// If a point has changed since its read and that change has ended, the handler is called at once. If the change is
+  /// still running, the handler is called after the change. The creator of the tracking must call this function once,
+  /// while no other thread knows the tracking. This function takes over one reference of the creator.
   void install(AccessList& accesses) noexcept;
-  /// Calls the handler, unless it was called or the tracking was cancelled before. The caller holds a reference.
+  /// Calls the handler, unless it was called or the tracking was cancelled before. The caller must hold a reference to
+  /// the tracking.
   void fire() noexcept {
     if (claim()) finish(Finish::calling);
   }
-  /// Like `fire`, for a point that has removed a registration of this tracking. During this call the thread must not
-  /// record its reads of points. If the tracking has only one registration, no registration is left to remove.
+  /// Like `fire`, for a point that has removed a registration of this tracking. The caller must disable the recording
+  /// of reads on this thread during the call (`WithoutTracking`). If the tracking has only one registration, no
+  /// registration is left to remove.
   void fireTaken() noexcept {
     if (!claim()) return;
     count_ > 1 ? finish(Finish::calling) : finishHandler(Finish::calling);
   }
-  /// Releases the reference of a removed registration. Returns true if this was the last reference and the tracking has
-  /// only one point. Then the caller owns the tracking's reference to that point.
+  /// Releases the reference that a removed registration held on this tracking. Returns true if no other reference is
+  /// left and the tracking has only one point. Then the caller owns the tracking's reference to that point.
   [[nodiscard]] bool releaseTaken() noexcept {
     if (count_ > 1 || !isSoleReference()) {
       release();
@@ -62,8 +64,8 @@ class TESSALY_EXPORT Tracking {
     delete this;
     return true;
   }
-  /// Ends the tracking without calling the handler. A call that began earlier may still be running on another thread.
-  /// The caller holds a reference.
+  /// Ends the tracking without calling the handler. A call of the handler that began earlier may still be running on
+  /// another thread. The caller must hold a reference to the tracking.
   void cancel() noexcept {
     if (claim()) finish(Finish::silently);
   }

@@ -10,9 +10,10 @@
 namespace Tessaly::inline v1::detail {
 
 /// One word that holds the version of an observable property, the lock of the property's lists, and a flag for each
-/// list that has entries. The version counts the begun changes and the running changes. Because one word holds all of
-/// this, an announcement without contention needs at most one atomic read-modify-write operation. The same operation
-/// takes the lock if a tracking or an observer must be called.
+/// list that has entries. The version contains two counters. One counts all changes so far. The other counts the
+/// running changes that were announced at their beginning. Because one word holds all of this, an announcement without
+/// contention needs at most one atomic read-modify-write operation. The same operation takes the lock if a tracking or
+/// an observer must be called.
 ///
 /// The beginning of a change is announced only if a tracking waits for the beginning. Otherwise the change is announced
 /// only at its end. A reader of the old value either enters a list before that end, or finds another version when it
@@ -42,7 +43,8 @@ class TESSALY_CAPABILITY("lock") VersionWord {
   }
   /// The version after the beginning of a change.
   [[nodiscard]] static constexpr Version atBeginning(Version version) noexcept { return version + begun + underWay; }
-  /// The version after the end of a change. A change that was not announced at its beginning counts from its end.
+  /// The version after the end of a change. If a change that was announced at its beginning is running, the count of
+  /// running changes decreases by 1. Otherwise the count of all changes increases by 1.
   [[nodiscard]] static constexpr Version atEnd(Version version) noexcept {
     return isChanging(version) ? version - underWay : version + begun;
   }

@@ -36,8 +36,8 @@ class AsyncStreamConsumer {
 /// Waits for a stream's next element. The wait allocates no coroutine frame, unless a function produces the elements on
 /// demand.
 ///
-/// A buffered element is taken at once. After many such elements the thread's turn ends: the task takes the current
-/// element and then waits behind the other work of its executor.
+/// A buffered element is taken at once. After at least 256 such elements and at least 1 ms on one thread, the task
+/// takes the current element and then waits behind the other work of its executor.
 template <typename Element>
 class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAwaiter final
     : private CancellationHandler {
@@ -79,7 +79,8 @@ class [[nodiscard("next() does nothing until it is awaited")]] AsyncStreamNextAw
     if (waiter_.suspension.commit()) return std::noop_coroutine();
     return handle;
   }
-  /// Throws the stream's error, or the exception of the element's move. In the second case the element is lost.
+  /// Returns the element, or an empty optional at the end of the stream. Throws the stream's error, or the exception of
+  /// the element's move. In the second case the element is lost.
   std::optional<Element> await_resume() {
     if (unfolding_ != nullptr) return unfolding_.promise().outcome().take();
     endWait();
@@ -114,7 +115,7 @@ class AsyncStreamIterator {
 
   /// Waits for the next element. A buffered element is taken at once. The result is empty at the end of the stream.
   AsyncStreamNextAwaiter<Element> next() { return AsyncStreamNextAwaiter<Element>(consumer_->storage()); }
-  /// The same, awaited in the given isolation.
+  /// Like `next()`, but waits for the element in the given isolation.
   Async<std::optional<Element>> next(Isolation isolation) { return nextIn<Element>(this, std::move(isolation)); }
 
  private:

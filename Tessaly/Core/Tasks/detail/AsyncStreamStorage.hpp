@@ -131,7 +131,7 @@ class AsyncStreamStorage {
       if (aheadCount_.load(std::memory_order_relaxed) == 0) return takeNextLocked(waiter);
     }
   }
-  /// Like `takeNext`, but adds the waiter if there is no result yet.
+  /// Like `takeNext`, but adds the waiter to the waiting consumers if there is no result yet.
   bool takeNextOrWait(Waiter& waiter) noexcept {
     for (;;) {
       if (takeAhead(waiter)) return true;
@@ -144,7 +144,8 @@ class AsyncStreamStorage {
     }
   }
 
-  /// One step of an unfolding stream.
+  /// Calls the producer of an unfolding stream once, and returns its result. If the producer was released, returns an
+  /// empty optional without a call.
   static Async<std::optional<Element>> unfold(AsyncStreamStorage* storage) {
     const ScopedCancellationHandler handler([storage] {
       if (storage->stopProducing() && storage->onCancel_) storage->onCancel_();
@@ -163,11 +164,11 @@ class AsyncStreamStorage {
   }
 
  private:
-  /// While a termination handler runs, the stream is `finishing` or `cancelling`. Then it has ended for a producer, but
-  /// not yet for a waiting consumer. `finish` can still give an error to a cancelling stream.
+  /// While a termination handler runs, the stream is `finishing` or `cancelling`. In these two states the stream has
+  /// ended for producers, but waiting consumers still wait. `finish` can still give an error to a cancelling stream.
   enum class State : std::uint8_t { open, finishing, cancelling, terminal };
 
-  /// Releases the lock.
+  /// Does the work of `yield` outside its fast path. The caller must hold `lock_`, and this function releases it.
   [[gnu::noinline]] YieldResult<Element> yieldLocked(CarriedElement<Element>&& carried) TESSALY_RELEASE(lock_) {
     std::optional<CarriedElement<Element>> dropped;
     YieldResult<Element> result{YieldResultKind::enqueued, policy_.limit};
@@ -212,7 +213,7 @@ class AsyncStreamStorage {
     }
   }
 
-  /// Takes one of the elements that an earlier call moved to `ahead_`.
+  /// Takes the first of the elements that `takeNextLocked` moved to `ahead_`. Returns false if none is left.
   bool takeAhead(Waiter& waiter) noexcept {
     if (aheadCount_.load(std::memory_order_relaxed) == 0) return false;
     UnfairLock::Guard guard(aheadLock_);
@@ -264,7 +265,7 @@ class AsyncStreamStorage {
     UnfairLock::Guard guard(lock_);
     return producer_;
   }
-  /// Releases the producer. Returns false if there is no producer any more.
+  /// Releases the producer. Returns false if there was no producer before this call.
   bool stopProducing() noexcept {
     std::shared_ptr<Producer> producer;
     UnfairLock::Guard guard(lock_);

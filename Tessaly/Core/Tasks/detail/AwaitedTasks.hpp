@@ -12,8 +12,9 @@
 namespace Tessaly::inline v1::detail {
 
 /// For the duration of a scope, declares that the current task waits for other tasks. A task that waits through a
-/// continuation makes an `AwaitedTasks` around the wait. So the priority of the waiting task reaches the tasks that
-/// will resume it.
+/// continuation should make an `AwaitedTasks` before the wait and keep it until the wait has ended. Then the priority
+/// of the waiting task reaches the tasks that will resume it. The scope must contain no other wait for tasks: such a
+/// wait would end the declaration.
 ///
 /// Thread contract: thread-compatible; lives in a coroutine of the waiting task.
 ///

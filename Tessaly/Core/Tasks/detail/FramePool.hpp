@@ -7,9 +7,10 @@
 #include "Tessaly/Core/Base/detail/Sanitizers.hpp"
 #include "Tessaly/Core/Tasks/detail/ThreadState.hpp"
 
-// Memory of coroutine frames and of the records of tasks. Every thread has a bounded free list for each size. Through a
-// bounded common list for each size, frames that one thread frees return to the threads that make frames. The pool is
-// off under the sanitizers, so that they see each frame as a separate allocation.
+// A pool for the memory of coroutine frames, task records and other small objects. Every thread has a bounded free list
+// for each size class. Through a bounded common list for each size class, frames that one thread frees return to the
+// threads that allocate frames. The pool is off under the sanitizers, so that they see each frame as a separate
+// allocation.
 
 namespace Tessaly::inline v1::detail {
 

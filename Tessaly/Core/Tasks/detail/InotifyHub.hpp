@@ -28,12 +28,15 @@ class TESSALY_EXPORT InotifyHub {
     /// Records an event. Returns whether the hub should call `wake`. Called under the hub's lock, so `note` must not
     /// use the hub.
     virtual bool note(int watch, std::uint32_t mask, std::string_view name) noexcept = 0;
-    /// Records that volumes were mounted or unmounted, which causes no event of its own. Otherwise like `note`.
+    /// Records that volumes were mounted or unmounted. The kernel sends no inotify event for a mount. It reports an
+    /// unmount only to watches on the unmounted volume. Otherwise like `note`.
     virtual bool noteMounts() noexcept { return false; }
-    /// Called after `note`, without the lock, perhaps once for several events. Must return soon: later events wait.
+    /// Called without the lock after `note` or `noteMounts` has returned true, perhaps once for several events. Must
+    /// return soon: later events wait.
     virtual void wake() noexcept = 0;
     /// Whether later events may wait for 1 ms after a `wake`. Such a wait saves wake-ups of the hub's thread if the
-    /// process itself causes many events. The events wait only if all subscribers are patient.
+    /// process itself causes many events. The events wait only if all subscribers are patient. The hub calls this
+    /// function only in `add`, so later changes of the result have no effect.
     [[nodiscard]] virtual bool isPatient() const noexcept { return false; }
   };
 
@@ -46,11 +49,12 @@ class TESSALY_EXPORT InotifyHub {
   /// and not here under the hub's lock. The caller may hold locks that a subscriber's `wake` needs, because the hub
   /// calls `wake` on another thread. But `add` may call `note` on this thread.
   int add(const char* path, std::uint32_t mask, const std::shared_ptr<Subscriber>& subscriber);
-  /// Reverts one `add`. The hub passes no event of that watch to the subscriber afterwards. A `wake` for earlier events
-  /// may still follow.
+  /// Reverts one `add`. If the subscriber added the same watch several times, it needs one `remove` for each `add`.
+  /// After the final `remove`, the hub passes no event of that watch to the subscriber. A `wake` for earlier events may
+  /// still follow.
   void remove(int watch, const Subscriber& subscriber) noexcept;
-  /// Reads the pending events now, and notifies their subscribers. Without this call, the hub's own thread would soon
-  /// do so.
+  /// Reads the pending events now, and notifies their subscribers on this thread. Without this call, the hub's own
+  /// thread would soon do so.
   void drain();
 
  private:
@@ -69,7 +73,7 @@ class TESSALY_EXPORT InotifyHub {
   /// Tells all subscribers that the mounts have changed.
   void tellMounts();
   void read(Wakes& wakes) TESSALY_REQUIRES(lock_);
-  /// Calls `note` of the subscribers of a watch.
+  /// Calls the function `note` with each subscriber of a watch. If the result is true, adds the subscriber to `wakes`.
   template <typename Note>
   void tell(Wakes& wakes, int watch, Note note) TESSALY_REQUIRES(lock_);
   bool isEachSubscriberPatient();

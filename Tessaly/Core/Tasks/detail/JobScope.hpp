@@ -19,7 +19,8 @@ namespace Tessaly::inline v1::detail {
 /// Thread contract: thread-compatible; lives on one thread's stack.
 class JobScope {
  public:
-  /// The thread holds `executor` while the job runs. Null means that the thread holds no executor.
+  /// Records `executor` as the serial executor that the thread holds while the job runs. Null means that the thread
+  /// holds no serial executor.
   explicit JobScope(Executor* executor) noexcept : running_(threadState) {
     const bool isAboveSerialJob = running_.isAboveSerialJob || running_.executor != nullptr;
     std::memcpy(outer_.data(), &running_, sizeof(RunningJob));

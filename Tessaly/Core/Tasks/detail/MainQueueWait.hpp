@@ -6,7 +6,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// Serves the main queue until a job of the queue has set the flag. Main-isolated.
+/// Runs the jobs of the main queue until `isDone` is not 0. A job of the main queue must set `isDone`: a write by
+/// another thread does not wake the main thread. Main-isolated.
 void serveMainQueueUntil(const std::atomic<std::uint32_t>& isDone) noexcept;
 
 }  // namespace Tessaly::inline v1::detail

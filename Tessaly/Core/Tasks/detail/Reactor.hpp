@@ -13,9 +13,9 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The two threads that wait for timers and descriptors, started on first need. To serve an event, a thread only
-/// resumes tasks on their executors and enqueues jobs. The only host code that the thread runs for this is `enqueue` of
-/// a host's executor. A thread that has served events may then run jobs of the pool in the place of a sleeping thread
+/// The two threads that wait for timers and descriptors, started on first need. To serve an event, a thread only calls
+/// the functions of due timers or enqueues jobs. The only host code that the thread runs for this is `enqueue` of a
+/// host's executor. A thread that has served events may then run jobs of the pool in the place of a sleeping thread
 /// (see `EventThread`). The other thread of the reactor waits for events meanwhile.
 ///
 /// Thread contract: thread-safe.
@@ -51,11 +51,11 @@ class TESSALY_EXPORT Reactor {
   const int timerDescriptor_;
 };
 
-/// Calls a function on an executor whenever a descriptor is readable, until the source is cancelled.
+/// Calls a function on an executor whenever a descriptor is readable, until the source is cancelled or destroyed.
 ///
-/// The function is called once for each readiness. The descriptor is watched again after the function has returned. The
-/// function should read until the descriptor is empty. The caller owns the descriptor and keeps it open until
-/// `cancel()` has returned.
+/// One call ends before the next call begins: the descriptor is watched again only after the function has returned. The
+/// function should read until the descriptor is empty. If data is left, the function is called again. The caller owns
+/// the descriptor and must keep it open until `cancel()` has returned.
 ///
 /// `make` stops the process when the kernel refuses to watch the descriptor. The kernel refuses a descriptor that is
 /// closed, cannot be polled or has a source already. It also refuses beyond the user's limit of watched descriptors.
@@ -72,9 +72,9 @@ class TESSALY_EXPORT DescriptorSource final : public std::enable_shared_from_thi
   DescriptorSource(const DescriptorSource&) = delete;
   DescriptorSource& operator=(const DescriptorSource&) = delete;
 
-  /// Stops watching. If the function is running on another thread, waits until the function returns. Does not wait for
-  /// an enclosing call on this thread. No call of the function begins afterwards. Idempotent. Does nothing in the child
-  /// of a fork.
+  /// Stops watching. If the function is running on another thread, waits until the function returns. If the function
+  /// itself calls `cancel()`, does not wait for that call of the function. No call of the function begins afterwards.
+  /// Idempotent. Does nothing in the child of a fork.
   void cancel() noexcept;
 
  private:

@@ -14,11 +14,12 @@ namespace Tessaly::inline v1::detail {
 /// The number of further elements that consumers take without a wait before this thread checks for the end of the turn.
 TESSALY_EXPORT extern __thread std::uint32_t elementsLeft [[gnu::tls_model("initial-exec")]];
 
-/// Begins to count anew. Returns true if the thread's last turn ended at least 1 ms ago. If so, this turn ends now.
+/// Begins to count anew. If the thread's previous turn ended at least 1 ms ago, ends the current turn and returns true.
+/// Otherwise the current turn goes on.
 [[nodiscard]] TESSALY_EXPORT bool endTurnIfLong() noexcept;
 
-/// Counts an element that was taken without a wait. Returns true if a turn ends with this element, after at least 256
-/// elements and 1 ms.
+/// Counts an element that was taken without a wait. Returns true if the turn ends with this element. A turn has at
+/// least 256 elements, and ends at least 1 ms after the end of the thread's previous turn.
 inline bool isTurnOver() noexcept {
   if (--elementsLeft != 0) [[likely]]
     return false;

@@ -16,8 +16,8 @@ namespace Tessaly::inline v1::detail {
 /// A child's place in its group.
 struct TaskGroupLink {
   TaskRecord* record = nullptr;
-  /// The links in the chain of added children (`next` only), or in the list of the children that were not collected.
-  /// An ended child is collected when it moves to the group's `ready_`.
+  /// The links in the group's chain `added_` (`next` only) or in the group's list `listed_`. A collected child is in
+  /// neither. An ended child is collected when it moves to the group's `ready_`.
   TaskGroupLink* next = nullptr;
   TaskGroupLink* previous = nullptr;
   /// The link in the list of the ended children.
@@ -25,24 +25,25 @@ struct TaskGroupLink {
 };
 
 /// The part of a group that does not depend on the type of its children's results. It keeps the children that were not
-/// taken yet and the order in which they ended. It holds a reference to each child from `start` until the child is
-/// taken.
+/// taken yet and the order in which they ended. `NextAwaiter` takes one child at a time. The group holds a reference to
+/// each child from `start` until the child is taken.
 ///
-/// A child ends with one atomic change. The waiting task takes all ended children at once.
+/// A child ends with one atomic change. The waiting task moves all ended children to `ready_` at once.
 ///
-/// Thread contract: any thread may add and cancel children, and raise their priority. One task at a time takes children
-/// and waits.
+/// Thread contract: any thread may add and cancel children, and raise their priority. Only one task at a time may take
+/// children and wait.
 class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
  public:
   TaskGroupCore() = default;
   TaskGroupCore(const TaskGroupCore&) = delete;
   TaskGroupCore& operator=(const TaskGroupCore&) = delete;
-  /// Requires that no child is running. Releases the children that were not taken.
+  /// Requires that every child has ended. Releases the children that were not taken.
   ~TaskGroupCore();
 
   /// Adds and starts a child. Takes over the caller's reference.
   void start(TaskGroupLink& child) noexcept;
-  /// The last call of a child that has ended. The child and the group may be gone when the call returns.
+  /// Adds a child to the ended children, and schedules the task that waits for the group. The child must call this
+  /// function last: the child and the group may be gone when the call returns.
   void childEnded(TaskGroupLink& child) noexcept;
   void cancelAll() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_acquire); }
@@ -51,14 +52,15 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
     return count_.load(std::memory_order_acquire) == 0 && ready_.load(std::memory_order_relaxed) == nullptr;
   }
   /// Releases the ended children. Returns false if no child is left. Otherwise the next child that ends schedules the
-  /// current task, which is suspended.
+  /// current task. The current task must be suspended already.
   [[nodiscard]] bool waitForChildren() noexcept;
   /// Marks the children that were not collected, and all later children, as cancelled. Appends the newly marked
-  /// children to `cancelled`, the last child first.
+  /// children to `cancelled`, in the reverse of the order in which they were added.
   void markCancelled(TaskList& cancelled) noexcept;
   void collectBelow(TaskPriority priority, TaskList& children) noexcept override;
 
-  /// Gives the child that ended first among those that were not taken. Gives null if no child is left.
+  /// Takes the child that ended first among those that were not taken. Waits if no such child has ended yet. Gives null
+  /// if no child is left.
   class NextAwaiter {
    public:
     explicit NextAwaiter(TaskGroupCore& group) noexcept : group_(group) {}
@@ -88,7 +90,8 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   };
 
  private:
-  /// The child that ended first among those that were not taken, with the group's reference. Null if there is none.
+  /// Takes the child that ended first among those that were not taken. Passes the group's reference to the caller.
+  /// Returns null if no such child has ended yet.
   TaskRecord* takeEnded() noexcept {
     TaskGroupLink* first = ready_.load(std::memory_order_relaxed);
     if (first == nullptr) {
@@ -108,7 +111,7 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   /// meanwhile.
   bool publishWait(TaskRecord& task) noexcept;
   void releaseEnded() noexcept;
-  /// Moves the added children from `added_` to the list.
+  /// Moves the added children from `added_` to `listed_`.
   void listAdded() noexcept TESSALY_REQUIRES(lock_);
   /// Takes a chain of `count` children out of the list.
   void unlist(TaskGroupLink* ended, std::uint32_t count) noexcept;
@@ -116,26 +119,26 @@ class TESSALY_EXPORT TaskGroupCore final : public AwaitedWork {
   [[nodiscard]] bool raiseLowest(TaskPriority priority) noexcept;
   void findBelow(TaskPriority priority, TaskList& children) noexcept;
 
-  /// The added children that are not in the list yet, the last one first.
+  /// The added children that are not in `listed_` yet, the newest first.
   std::atomic<TaskGroupLink*> added_{nullptr};
   UnfairLock lock_;
-  /// The children that are in the list. None of them was collected yet.
+  /// The children that were moved from `added_` and were not collected yet, the oldest first.
   LinkedNodes<TaskGroupLink> listed_ TESSALY_GUARDED_BY(lock_);
-  /// The children that wait on the global executor.
+  /// The group's jobs in the queue of the global executor: new children, and the waiting task after a child has ended.
   JobFamily waiting_;
   /// The number of children that were not collected. The number increases before a child is added, and decreases after
   /// the child is in `ready_`.
   std::atomic<std::uint32_t> count_{0};
-  /// The ended children that were not collected, the last one first. While a task waits, the word holds that task's
-  /// address and one set bit.
+  /// The ended children that were not collected. The child that ended last comes first. While a task waits, the word
+  /// holds that task's address and one set bit.
   std::atomic<std::uintptr_t> ended_{0};
   /// The collected children, in the order of their ends. Written by the task that takes them.
   std::atomic<TaskGroupLink*> ready_{nullptr};
   /// True from the beginning of a wait until the waiting task continues.
   std::atomic<bool> isAwaited_{false};
   std::atomic<bool> isCancelled_{false};
-  /// No child is below this priority. This minimum rises with the priority of the waiting parent. A wait visits the
-  /// children only after the minimum has risen.
+  /// No child is below this priority. This minimum rises with the priority of the waiting parent. A wait searches for
+  /// children below its priority only if it raises the minimum.
   std::atomic<TaskPriority> lowest_{};
   /// The lowest priority with which a child was added.
   std::atomic<TaskPriority> lowestAdded_{TaskPriority::high};
@@ -162,7 +165,7 @@ class TaskGroupCancellation final : public CancellationHandler {
   /// The scope of the next outer group that the task is in.
   [[nodiscard]] TaskGroupCancellation* outer() const noexcept { return outer_; }
   void cancelChildren() noexcept { group_.cancelAll(); }
-  /// Calls the group's function of the same name. The current task is suspended already.
+  /// Calls the group's function of the same name. The current task must be suspended already.
   [[nodiscard]] bool waitForChildren() noexcept { return group_.waitForChildren(); }
 
  private:

@@ -15,7 +15,7 @@ enum class TaskLocalCopies : std::uint8_t { ofTheCaller, none };
 /// One binding of a task-local value. It is a node of the current task's list or, outside any task, of the thread's
 /// list.
 ///
-/// Thread contract: thread-compatible. Only the task or thread that owns a list uses the list.
+/// Thread contract: thread-compatible. Only the task or thread that owns a list may use the list.
 class TESSALY_EXPORT TaskLocalBinding {
  public:
   explicit TaskLocalBinding(const void* key) noexcept : key_(key) {}
@@ -26,7 +26,7 @@ class TESSALY_EXPORT TaskLocalBinding {
   [[nodiscard]] static TaskLocalBinding*& list() noexcept;
   /// The innermost binding of a key. Null if there is none.
   [[nodiscard]] static const TaskLocalBinding* find(const void* key) noexcept;
-  /// Copies of the innermost binding of every key, in the order of the list.
+  /// Returns a list with a copy of the innermost binding of every key, in the order of the given list.
   [[nodiscard]] static TaskLocalBinding* copyInnermost(const TaskLocalBinding* list);
   /// Deletes a list that `copyInnermost` made.
   static void destroyCopies(TaskLocalBinding* list) noexcept;

@@ -43,8 +43,9 @@ class AwaitedWork {
 /// A function that a task's cancellation calls. Lives in the frame of the waiting coroutine.
 class CancellationHandler {
  public:
-  /// Marks the tasks that are cancelled together with the handler's task, and adds them to the list. Cancelling them
-  /// here would use stack for each level of nested groups.
+  /// Reacts to the cancellation of the handler's task. A function that also cancels the children of a group should only
+  /// mark them and add them to `further`. Calling `cancel()` on them here would use stack for each level of nested
+  /// groups.
   using Function = void (*)(CancellationHandler&, TaskList& further) noexcept;
 
   explicit CancellationHandler(Function function) noexcept : function_(function) {}
@@ -70,9 +71,10 @@ class CancellationHandler {
   bool* isGone_;
 };
 
-/// One wait of the current task. The awaiter calls `arm`, publishes the suspension, and returns `commit()` from
-/// `await_suspend`. One call of `resume`, on any thread and at any time after `arm`, ends the wait. If the wait ends
-/// before `commit`, the task continues at once. Otherwise `resume` enqueues the task on its executor.
+/// One wait of the current task. The awaiter calls `arm`, passes the suspension to the code that will resume it, and
+/// returns `commit()` from `await_suspend`. One call of `resume`, on any thread and at any time after `arm`, ends the
+/// wait. A second call must not follow. If the wait ends before `commit`, the task continues at once. Otherwise
+/// `resume` enqueues the task on its executor.
 class Suspension {
  public:
   void arm(std::coroutine_handle<> handle) noexcept;
@@ -139,9 +141,9 @@ class TESSALY_EXPORT TaskRecord : public Job {
     executor != nullptr ? executor->enqueue(*this) : GlobalExecutor::shared().enqueueInFamily(*this, family);
   }
 
-  /// Enqueues this task, which can continue. The running job must be about to end. Either this task is the job's own
-  /// and yields, or the job's own task has ended and this task has awaited it. A thread of the pool queues this task
-  /// and takes the next job under one lock.
+  /// Enqueues this task, which must be ready to continue. The running job must be about to end. Either this task is the
+  /// job's own and yields, or the job's own task has ended and this task has been waiting for that. A thread of the
+  /// pool queues this task and takes the next job under one lock.
   void scheduleAtEndOfJob(JobFamily* family = nullptr) noexcept {
     ThreadState& state = threadState;
     if (state.mayHandOver && state.traded == nullptr && executor() == nullptr) {
@@ -154,16 +156,16 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Does nothing in the child of a fork: the task runs in the parent.
   void cancel() noexcept;
-  /// Marks the task as cancelled. The caller then calls the task's handlers. Returns false if the task was cancelled or
-  /// has ended already.
+  /// Marks the task as cancelled. Returns false if the task is already marked as cancelled or done. If the result is
+  /// true, the caller must make sure that the task's handlers are called.
   [[nodiscard]] bool markCancelled() noexcept;
   [[nodiscard]] bool isCancelled() const noexcept {
     return (word_.load(std::memory_order_acquire) & cancelledBit) != 0;
   }
   [[nodiscard]] bool isDone() const noexcept { return (word_.load(std::memory_order_acquire) & doneBit) != 0; }
 
-  /// Adds a handler. Returns false if the task is cancelled already: then the caller calls the handler. Called by the
-  /// task itself.
+  /// Adds a handler. Returns false if the task is cancelled already. In that case the handler is not added, and the
+  /// caller must do the handler's work itself. Only the task itself may call this function.
   [[nodiscard]] bool addCancellationHandler(CancellationHandler& handler) noexcept {
     UnfairLock::Guard guard(lock_);
     if (isCancelled()) return false;
@@ -192,10 +194,11 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// Raises the priority of the task and of the tasks that it waits for.
   void escalate(TaskPriority priority) noexcept;
-  /// Records the tasks that this task waits for from now on. Called by the task itself, which then raises them to its
-  /// own priority.
+  /// Records the tasks that this task waits for from now on. Only the task itself may call this function. The task must
+  /// then raise the awaited tasks to its own priority.
   void setAwaited(AwaitedWork& work) noexcept { awaited_.exchange(&work, std::memory_order_seq_cst); }
-  /// Ends the wait. No raise uses the awaited tasks afterwards.
+  /// Forgets the tasks that `setAwaited` recorded. If a raise is using the awaited tasks now, waits for that raise. No
+  /// raise uses the awaited tasks afterwards.
   void clearAwaited() noexcept {
     awaited_.exchange(nullptr, std::memory_order_seq_cst);
     waitForRaise();
@@ -203,8 +206,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
 
   /// The executor of the task's present isolation. Null means the global executor.
   [[nodiscard]] Executor* executor() const noexcept { return executor_.load(std::memory_order_relaxed); }
-  /// Called by the task itself. The previous executor may be destroyed afterwards: a raise that still needs this
-  /// executor has a reference of its own.
+  /// Changes the executor, but does not enqueue the task. Only the task itself may call this function. The previous
+  /// executor may be destroyed afterwards: a raise that still needs that executor has a reference of its own.
   void setExecutor(Executor* executor) noexcept {
     if (this->executor() == nullptr) {
       executor_.store(executor, std::memory_order_release);
@@ -222,11 +225,12 @@ class TESSALY_EXPORT TaskRecord : public Job {
   /// The task of a job. Null for a job of another kind.
   [[nodiscard]] static TaskRecord* of(Job& job) noexcept;
   /// Ends the task without resuming its code. Destroys the task's coroutines, and gives the tasks that await this task
-  /// a `CancellationError`. An executor calls `discard()` in place of `job.run()`. If children of the task's groups
-  /// have not ended, the call only cancels them. Then the next child that ends enqueues this task again.
+  /// a `CancellationError`. An executor that must not run the task any more calls `discard()` in place of `job.run()`.
+  /// If children of the task's groups have not ended, the call only cancels them. Then the next child that ends
+  /// enqueues this task again, and the executor must call `discard()` again.
   void discard() noexcept;
-  /// The executor for a move of this task to `target`. If `target` is the base of the executor on which the task was
-  /// started, the result is the latter executor. Otherwise the result is `target`.
+  /// The executor for a move of this task to `target`. If the task was started on an executor whose base is `target`,
+  /// the result is the executor on which the task was started. Otherwise the result is `target`.
   [[nodiscard]] Executor* inOwner(Executor* target) const noexcept {
     Executor* const own = isolation_.executor();
     return target != nullptr && own != nullptr && own != target && &own->base() == target ? own : target;
@@ -242,13 +246,13 @@ class TESSALY_EXPORT TaskRecord : public Job {
   TaskRecord(TaskPriority priority, Isolation isolation, TaskLocalCopies copies);
   virtual ~TaskRecord();
 
-  /// Makes the outermost coroutine. Returns null if all the work is done already.
+  /// Calls the closure. Returns the outermost coroutine, or null if the closure did all the work without a coroutine.
   virtual std::coroutine_handle<> makeRoot() noexcept = 0;
   /// Takes over the result from the coroutine, and destroys the coroutine and the closure.
   virtual void finish() noexcept = 0;
-  /// The last call of a task. Schedules the tasks that wait for this task, and releases the reference of the running
-  /// task. An override notifies a waiting thread or a task group instead. A task with an override is never marked as
-  /// done.
+  /// Marks this task as done, schedules the tasks that wait for it, and releases the reference of the running task.
+  /// Called after `finish()`. The record may be gone when the call returns. An override notifies a waiting thread or a
+  /// task group instead. A task with an override is never marked as done.
   virtual void didComplete() noexcept;
 
  private:
@@ -262,12 +266,12 @@ class TESSALY_EXPORT TaskRecord : public Job {
   static void runTask(Job& job) noexcept;
   /// Notifies the executor of a raised priority. Adds the awaited tasks with a lower priority to the list.
   void wasRaised(TaskList& awaited) noexcept;
-  /// Calls the handlers of this marked task, and adds further marked tasks to the list. The caller keeps this task
-  /// alive, and later calls the handlers of the added tasks.
+  /// Calls the handlers of this marked task, and adds further marked tasks to the list. The caller must keep this task
+  /// alive, and must later call the handlers of the added tasks.
   void callHandlers(TaskList& further) noexcept;
   void leaveExecutorFor(Executor* executor) noexcept;
-  /// Called after this task has replaced a pointer. Waits for a raise that may have seen the old pointer. Either the
-  /// raise sees the new pointer, or this thread sees the raise.
+  /// Called after this task has replaced `executor_` or `awaited_`. Waits for a raise that may have seen the old
+  /// pointer. Either the raise sees the new pointer, or this thread sees the raise.
   void waitForRaise() noexcept {
     if ((word_.load(std::memory_order_seq_cst) & raiseBit) != 0) [[unlikely]]
       passLock();
@@ -288,8 +292,8 @@ class TESSALY_EXPORT TaskRecord : public Job {
   void removeCalledHandler(CancellationHandler& handler) noexcept TESSALY_RELEASE(lock_);
 
   std::atomic<std::uint32_t> references_{1};
-  /// A pointer to the task that was the last to wait for the completion, and three flags. Each waiting task has a
-  /// pointer to the one before. Each wait changes this word once, and so does the completion.
+  /// A pointer to the newest `CompletionWaiter`, and three flags. Each waiter has a pointer to the waiter that was
+  /// added before it. Each wait changes this word once, and so does the completion.
   std::atomic<std::uintptr_t> word_{0};
   std::atomic<Executor*> executor_;
   std::coroutine_handle<> resumePoint_;

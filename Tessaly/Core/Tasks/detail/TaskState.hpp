@@ -21,7 +21,8 @@ class TaskState : public TaskRecord {
  public:
   [[nodiscard]] Outcome<T>& outcome() noexcept { return outcome_; }
 
-  /// Moves out a result that cannot be copied. A second call stops the process.
+  /// Moves the result out of the task, or rethrows the task's error. Used for results that cannot be copied. A second
+  /// call stops the process.
   T takeOnce() {
     if (isTaken_.exchange(true, std::memory_order_relaxed)) {
       fatalError("The result of a task was taken twice, and cannot be copied", "Tessaly/Task", __LINE__);

@@ -25,22 +25,24 @@ inline constexpr std::size_t frameClassCount = 12;
 
 /// The state of the job that runs on a thread. `JobScope` gives a job a state of its own.
 struct RunningJob {
-  /// The task whose coroutine is running.
+  /// The task whose code is running: a coroutine or a plain closure. Null if no task's code is running.
   TaskRecord* task;
   /// The serial executor (the main queue included) that the thread holds for this job. Null if the thread holds none.
   Executor* executor;
   /// The task-local bindings made outside any task.
   TaskLocalBinding* bindings;
   /// A task that can continue after the running job: the job's own task after a yield, or a task that awaited the job's
-  /// own task. The thread queues this task and takes the next job.
+  /// own task. Null if there is none. When the job has returned, the thread queues this task and takes the next job. If
+  /// no waiting job goes before this task, the thread runs this task at once.
   Job* traded;
   /// The family of `traded`, or null. `traded` runs after the waiting jobs of this family.
   JobFamily* tradedFamily;
-  /// Set when the current task's outermost coroutine has ended; the task completes after the resumption of that
-  /// coroutine has returned.
+  /// The current task, set when its outermost coroutine or its plain closure has ended. Null before. The task completes
+  /// after the thread's call of `resume()` for the coroutine has returned.
   TaskRecord* completed;
-  /// Whether the job may take over idle serial executors, give up its own, and set `traded`. True for a job that runs
-  /// directly on a thread of the pool. The thread checks for all three actions after each job.
+  /// Whether the job may take over an idle serial executor, give up the serial executor that it holds, and set
+  /// `traded`. True for a job that runs directly on a thread of the pool. After each such job, the thread checks
+  /// `executor` and `traded`.
   bool mayHandOver;
   /// Whether a job below this job on the stack holds a serial executor.
   bool isAboveSerialJob;
@@ -49,25 +51,25 @@ struct RunningJob {
 /// The runtime's state of a thread. One small block in static thread-local storage, so reading a member takes one
 /// instruction.
 struct ThreadState : RunningJob {
-  /// Whether the thread runs the jobs of the global pool.
+  /// Whether the thread runs jobs of the global pool now. Also true for an event thread while it helps the pool.
   bool isPoolWorker;
-  /// Whether this is a thread of `runBlocking`.
+  /// Whether the library started this thread to run the functions that are passed to `runBlocking`.
   bool isBlockingThread;
   /// Whether the thread serves timers and descriptors now. Jobs do not run on it meanwhile.
   bool servesTimers;
   /// Whether the thread that serves timers is handing a job to the global executor.
   bool isForwarding;
-  /// The number of nested destructions of coroutines on the stack, and the coroutines that the outermost destruction
-  /// destroys later.
+  /// The number of nested destructions of coroutine frames on the stack.
   std::uint32_t frameDepth;
+  /// The coroutine frames that the outermost destruction destroys at its end. Null if there are none.
   DeferredFrames* deferredFrames;
-  /// The calls of `cancel` on the stack. Null if there is none.
+  /// The nested calls of `TaskRecord::cancel` on the stack. Null if there is none.
   CancellationNest* cancellations;
 
   struct FrameList {
     void* first;
-    /// The number of further frames that the thread may keep. 0 until the thread has registered its exit function. When
-    /// the thread ends, this function moves the frames to the common lists, or frees them.
+    /// The number of further free frames that the thread may keep in this list. Also 0 until the thread has registered
+    /// its exit function. When the thread ends, this function moves the frames to the common lists, or frees them.
     std::uint32_t room;
   };
   std::array<FrameList, frameClassCount> frames;

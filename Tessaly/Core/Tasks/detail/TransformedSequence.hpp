@@ -24,8 +24,8 @@ struct Ready {
   T await_resume() { return std::move(value); }
 };
 
-/// Calls a transform that returns a value or an `Async`. Awaiting the result gives the value. The element must live
-/// until the value is given.
+/// Moves the element into a call of the transform, which returns a value or an `Async`. Awaiting the result gives the
+/// value. The caller must keep the element alive until then.
 template <typename Transform, typename Element>
 [[nodiscard]] auto applyTransform(Transform& transform, Element& element) {
   using Result = std::invoke_result_t<Transform&, Element>;
@@ -36,8 +36,9 @@ template <typename Transform, typename Element>
   }
 }
 
-/// A sequence made of a base and a transform. The stepper holds the base's iterator and the transform, and makes the
-/// elements in its `step()`. An iterator has ended once `step()` has given an empty result or has thrown.
+/// A sequence made of a base sequence and a transform. The stepper holds the base's iterator and the transform, and
+/// makes the elements in its `step()`. After `step()` has given an empty result or has thrown, the iterator's `next()`
+/// always returns an empty result.
 template <AsyncSequence Base, typename Transform, typename SequenceFailure, typename Stepper>
 class TransformedSequence {
  public:

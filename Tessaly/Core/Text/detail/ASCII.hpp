@@ -30,15 +30,16 @@ inline std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept
 }
 
 /// A mask: the high bit is set in each byte that is a carriage return or is not ASCII. The mask may also contain the
-/// high bits of bytes above such a byte.
+/// high bits of bytes that are more significant than a carriage return.
 inline std::uint64_t unusualBytes(std::uint64_t word) noexcept {
   constexpr std::uint64_t ones = 0x0101'0101'0101'0101u;
   const std::uint64_t differing = word ^ (ones * '\r');
   return (word | (differing - ones)) & highBits;
 }
 
-/// Skips bytes that are ASCII and not a carriage return, from `offset` on, in words of eight bytes. Returns the offset
-/// of the first byte that was not skipped.
+/// Skips bytes that are ASCII and not a carriage return, from `offset` on, in whole words of eight bytes. Returns the
+/// offset of the first byte that was not skipped. This byte may itself be ASCII, because the function skips no part of
+/// a word.
 inline std::size_t skipASCIIWithoutReturns(std::string_view text, std::size_t offset) noexcept {
   while (offset + 32 <= text.size() &&
          (unusualBytes(wordAt(text, offset)) | unusualBytes(wordAt(text, offset + 8)) |

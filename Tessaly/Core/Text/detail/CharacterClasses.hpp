@@ -7,9 +7,10 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The classes that the character rules distinguish. These classes are those of Unicode's Grapheme_Cluster_Break, with
-/// four additions. Extending marks with a combining class have a class of their own. Pictographs have one, too. So do
-/// the consonants of scripts with conjuncts, and so do the viramas of these scripts.
+/// The classes of scalars that the rules for grapheme clusters distinguish. These classes are those of Unicode's
+/// Grapheme_Cluster_Break, with four additions. Extending marks with a combining class other than 0 have a class of
+/// their own. Pictographs have one, too. So do the consonants of scripts with conjuncts, and so do the viramas of these
+/// scripts.
 enum class CharacterClass : std::uint8_t {
   other,
   carriageReturn,
@@ -88,8 +89,8 @@ inline Joint joint(CharacterClass before, CharacterClass after) noexcept {
   return joints[static_cast<std::size_t>(before) * 32 + static_cast<std::size_t>(after)];
 }
 
-/// Finds the boundaries between the scalars of a text, in forward order. The rules are those of Unicode Standard Annex
-/// 29, with the conjuncts of ICU 72's root rules.
+/// Finds the cluster boundaries between the scalars of a text, in forward order. The rules are those of Unicode
+/// Standard Annex 29, with the conjuncts of ICU 72's root rules.
 class CharacterBreaker {
  public:
   explicit CharacterBreaker(CharacterClass first) noexcept { restart(first); }

@@ -16,8 +16,10 @@ namespace Tessaly::inline v1::detail {
 /// An edit that changes a text from its beginning to its end, in O(n). The same calls on the text itself have the same
 /// result. But each of those calls moves all code units and attribute runs behind its range.
 ///
-/// The edit takes the contents of the text. The destructor returns the contents with the changes made so far. A range
-/// outside the present text throws `std::out_of_range`.
+/// The constructor moves the contents out of the text. The destructor moves the changed contents back into it. Until
+/// then the caller must not use the text. The text must outlive the edit.
+///
+/// Ranges refer to the text with all changes made so far. A range outside this text throws `std::out_of_range`.
 ///
 /// Thread contract: thread-compatible.
 class TESSALY_EXPORT ForwardEdit {
@@ -29,11 +31,11 @@ class TESSALY_EXPORT ForwardEdit {
   ForwardEdit& operator=(const ForwardEdit&) = delete;
   ~ForwardEdit();
 
-  /// Replaces a range with a text that is not longer than the range. The range begins at or behind the end of the last
-  /// changed range.
+  /// Replaces a range with a text that must not be longer than the range. The range must begin at or behind the end of
+  /// the previously changed range.
   void replaceCharacters(NSRange range, std::u16string_view text);
-  /// Adds attributes to a range. The range begins where the last replaced range begins, and ends at or before the
-  /// beginning of the next replaced range.
+  /// Adds attributes to a range. The range must begin where the previously replaced range begins. The range must end at
+  /// or before the beginning of the next range to be replaced.
   void addAttributes(const Attributes& attributes, NSRange range);
 
   /// The number of code units and attribute runs that were moved.

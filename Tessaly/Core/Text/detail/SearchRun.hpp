@@ -24,7 +24,7 @@ struct SearchCut {
   std::size_t result = 0;
 };
 
-/// The scalars before a place, as far as the result depends on them.
+/// The properties of the scalars before a place that can change the result of the text after that place.
 struct SearchContext {
   SearchKind beforeLast = SearchKind::plain;
   SearchKind last = SearchKind::plain;
@@ -44,15 +44,17 @@ struct SearchContext {
         lastEndsInLetter, !found.text().empty() && isASCIILetter(static_cast<unsigned char>(found.text().back())));
   }
 
-  /// Whether the text can be cut before the next scalar. The transform of the text after the cut may look back over
-  /// signs in the results, but only up to a Latin letter. So the result before the space must end in a Latin letter.
+  /// Whether the text can be cut before the next scalar, which has the given kind. The transform of the text after the
+  /// cut may look back over signs in the results, but only up to a Latin letter. So the result before the space must
+  /// end in a Latin letter.
   [[nodiscard]] bool isCutBefore(SearchKind kind) const noexcept {
     return lastScalar == U' ' && beforeLast == kind && beforeLastEndsInLetter && isLetter(kind) &&
            kind != SearchKind::han;
   }
 };
 
-/// The kind and the result of any scalar, including ASCII.
+/// The kind and the result of a scalar. This function has its own rules for ASCII scalars. For any other scalar it
+/// calls `searchScalar`.
 [[nodiscard]] SearchScalar scalarAt(char32_t scalar);
 
 /// One run of the search transform on one text. Two passes alternate: one for Latin text, and one for text of any

@@ -17,10 +17,10 @@ enum class SearchKind : std::uint8_t {
   unfit,
   /// Has one result in every context.
   plain,
-  /// An opening sign. If the sign belongs to a run of ideographs, a space separates the sign from an ideograph or
-  /// letter before it.
+  /// An opening sign. If the sign belongs to a run of ideographs, the result has a space between the sign and an
+  /// ideograph or letter before it.
   opening,
-  /// A closing sign. A space separates the sign from an ideograph after it.
+  /// A closing sign. The result has a space between the sign and an ideograph after it.
   closing,
   /// Has one result in every text whose letters are all Latin.
   latinOnly,
@@ -76,7 +76,8 @@ class SearchScalar {
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar searchScalar(char32_t scalar);
 
-/// The composed letter of a letter and a mark. Zero if the pair has no composed letter.
+/// The single scalar that Unicode's canonical composition (NFC) makes from a letter and a mark. Zero if the two do not
+/// compose.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] char32_t composedScalar(char32_t letter, char32_t mark) noexcept;
@@ -88,13 +89,14 @@ class SearchScalar {
 [[nodiscard]] SearchScalar composedSearchScalar(char32_t letter, char32_t mark);
 
 /// The result of two syllables of kana that stand side by side. The first call for a pair calls ICU. So does a call
-/// after another pair has taken the pair's place in the cache.
+/// after another pair has taken the pair's place in the cache. The kind is `unfit` if ICU fails or the result has more
+/// than 6 bytes. Otherwise the kind is always `hiragana`, even for katakana.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] SearchScalar kanaPair(char32_t first, char32_t second);
 
-/// Whether the result has a hyphen between a Hangul syllable and the letters before it. `letters` is the end of the
-/// result before the syllable: at most the last three characters of that result.
+/// Whether the result has a hyphen between a Hangul syllable and the letters before it. `letters` must be the end of
+/// the result before the syllable: at most three characters, each a lower-case ASCII letter or a hyphen.
 ///
 /// Thread contract: thread-safe.
 [[nodiscard]] bool needsHyphen(std::string_view letters, char32_t syllable);

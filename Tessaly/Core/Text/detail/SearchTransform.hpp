@@ -10,7 +10,8 @@
 
 namespace Tessaly::inline v1::Text::detail {
 
-/// The form of a text for searches. ICU transforms the whole text.
+/// The form of a text for searches. ICU transforms the whole text. Absent if ICU cannot make the transform. Throws
+/// `std::length_error` if the text has more than 2^30 - 1 bytes.
 [[nodiscard]] std::optional<std::string> transformedForSearchByICU(std::string_view text);
 
 /// The work of all transforms that the library has made with ICU in this process, as a number of UTF-16 units. The

@@ -32,8 +32,8 @@ class TESSALY_EXPORT KeyValueObservers {
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::optional<std::string_view> key,
            KeyValueObservingOptions options, void* context);
   void remove(const KeyValueObserver& observer, std::optional<std::string_view> key) noexcept;
-  /// Notifies the observers of this key and the observers of every key, in the order in which they were added. Holds no
-  /// lock during the calls. Skips observers that were removed or destroyed before their turn.
+  /// Notifies the observers of `key` and the observers that were added without a key, in the order in which they were
+  /// added. Holds no lock during the calls. Skips observers that were removed or destroyed before their turn.
   void notify(const Object& store, std::string_view key, const std::optional<PropertyList>& newValue,
               ChangeOrigin origin) const noexcept;
 
@@ -41,7 +41,7 @@ class TESSALY_EXPORT KeyValueObservers {
   struct Registration {
     std::weak_ptr<KeyValueObserver> observer;
     const KeyValueObserver* address;
-    /// The key as the caller passed it, if it is ill-formed.
+    /// The key as the caller of `add` passed it, if that key is ill-formed UTF-8. Absent for any other key.
     std::optional<std::string> illFormedKey;
     KeyValueObservingOptions options;
     void* context;

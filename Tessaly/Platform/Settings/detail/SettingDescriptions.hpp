@@ -9,10 +9,11 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The contents of a `Keys.plist` file: a dictionary of the descriptions by name.
+/// Returns the contents of a `Keys.plist` file: a dictionary from the name of each setting to its description. Does not
+/// write a file.
 [[nodiscard]] TESSALY_EXPORT PropertyList propertyListOf(const std::vector<SettingDescription>& keys);
-/// The descriptions in such a dictionary, sorted by name. Skips an entry whose type is missing or unknown. Empty if the
-/// list is not a dictionary.
+/// Returns the descriptions in the contents of a `Keys.plist` file, sorted by name. Skips an entry whose type is
+/// missing or unknown. The result is empty if `list` is not a dictionary.
 [[nodiscard]] TESSALY_EXPORT std::vector<SettingDescription> descriptionsIn(const PropertyList& list);
 
 }  // namespace Tessaly::inline v1::detail

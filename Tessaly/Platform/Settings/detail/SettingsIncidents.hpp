@@ -21,22 +21,26 @@ class TESSALY_EXPORT SettingsIncidents {
 
   [[nodiscard]] UserDefaultsStatus status() const;
 
-  /// Called when written values cannot be stored. `problem` is the reason.
+  /// Records that writes fail, and logs the reason `problem` once. This reason replaces any earlier reason.
+  /// `unstoredKeys` is the number of keys whose latest values are only in memory.
   void writesFail(const StoreProblem& problem, std::size_t unstoredKeys);
-  /// The same, for a reason that is not a `StoreProblem`.
+  /// Records that writes fail for a reason that is not a `StoreProblem`, and logs the reason once. The reason replaces
+  /// any earlier reason, except that `valueTooLarge` replaces no other reason. `unstoredKeys` is the number of keys
+  /// whose latest values are only in memory.
   void writesFail(UserDefaultsProblem problem, std::int32_t errorCode, std::size_t unstoredKeys);
-  /// Called when all written values are stored.
+  /// Records that all written values are stored. Removes the problems that prevent writes from the status.
   void writesSucceed();
 
-  /// Called when the property list cannot be read. Logs the problem at once if the values are unknown and the list is
-  /// not damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears in the
-  /// status.
+  /// Records that the property list at `path` cannot be read. Logs the problem at once if the values are unknown and
+  /// the list is not damaged. A damaged list is logged when it is set aside. Any other problem of the list only appears
+  /// in the status.
   void listIsUnreadable(const std::string& path, const StoreProblem& problem, bool areValuesUnknown);
   void listIsReadable();
-  /// Called when a damaged property list was set aside at this path.
+  /// Records and logs that a damaged property list was set aside. `path` is its new path.
   void listWasSetAside(const std::string& path, bool wereValuesUnknown);
 
-  /// Called when a journal was damaged or overwritten. `path` is the present path of the file.
+  /// Records that a journal was damaged or overwritten. Logs each such problem once for each path. `path` is the
+  /// present path of the file.
   void journalHadProblem(UserDefaultsProblem problem, const std::string& path, UserDefaultsEffect effect);
 
  private:

@@ -14,7 +14,8 @@
 
 namespace Tessaly::inline v1::detail {
 
-/// The checksum of Castagnoli, Bräuer and Herrmann (Optimization of cyclic redundancy-check codes, 1993), CRC-32C.
+/// The CRC-32C checksum of the bytes (Castagnoli, Bräuer and Herrmann: Optimization of cyclic redundancy-check codes,
+/// 1993). `seed` must be 0, or the checksum of the bytes that precede these bytes.
 [[nodiscard]] TESSALY_EXPORT std::uint32_t crc32c(std::uint32_t seed, std::string_view bytes) noexcept;
 
 /// The identity of one state of a file.
@@ -40,8 +41,9 @@ struct JournalHeader {
   std::uint64_t predecessor = 0;
   /// The property list that was current when the journal began.
   FileIdentity checkpoint = {};
-  /// A random number. A checkpoint gives the next journal the number of the present journal. Any other new journal has
-  /// a new number, and may lack values of the former journal. 0 in journals of older versions.
+  /// A random number. A checkpoint copies it into the next journal, or makes a new number if it is 0. A journal that no
+  /// checkpoint made has a new number, and may lack values of the journal before it. 0 in journals of older versions of
+  /// the library.
   std::uint32_t lineage = 0;
 
   [[nodiscard]] TESSALY_EXPORT std::string encoded() const;
@@ -57,20 +59,20 @@ struct JournalRecord {
     /// The key now has the value, a binary property list.
     set = 1,
     remove = 2,
-    /// This journal begins with the state in the property list whose identity is in the record. That list is about to
-    /// be put in place.
+    /// A checkpoint is about to put a new property list in place. The new list has the values at the beginning of this
+    /// journal. The record holds the identity of the new list.
     checkpoint = 3,
-    /// Like `checkpoint`. The list also has other programs' changes that no record holds, so readers read everything
-    /// again.
+    /// Like `checkpoint`. The new list also has other programs' changes that no record holds, so every other process
+    /// reads everything again.
     checkpointWithUnknownChanges = 4,
     /// Another program wrote the property list whose identity is in the record. The records before this one hold the
-    /// changes.
+    /// changes of that program.
     adoption = 5,
-    /// Like `adoption`. The list also has other programs' changes that no record holds, so readers read everything
-    /// again.
+    /// Like `adoption`. The list also has other programs' changes that no record holds, so every other process reads
+    /// everything again.
     adoptionWithUnknownChanges = 6,
     /// Another journal was lost. The records before this one restore the part of that journal that a process had read.
-    /// Earlier versions ignore this kind.
+    /// Earlier versions of the library ignore this kind.
     restoration = 7,
     /// Several keys have changed together. The value holds the changes.
     batch = 8,
@@ -91,27 +93,28 @@ struct JournalRecord {
   std::string_view key = {};
   std::string_view value = {};
 
-  /// The identity in a record of a checkpoint or an adoption. Absent for any other record.
+  /// The identity in a record of a checkpoint or an adoption. Absent for any other record and for a malformed record.
   [[nodiscard]] TESSALY_EXPORT std::optional<FileIdentity> identity() const noexcept;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedIdentity(const FileIdentity& identity);
 
   /// The changes of a record whose kind is `set`, `remove` or `batch`. Empty for any other kind and for a malformed
   /// batch.
   [[nodiscard]] TESSALY_EXPORT std::vector<Change> changes() const;
-  /// The value of a batch.
+  /// Returns the value of a record of the kind `batch` that holds these changes.
   [[nodiscard]] TESSALY_EXPORT static std::string encodedChanges(std::span<const Change> changes);
   /// The number of bytes that a change takes in a batch besides its key and value.
   static constexpr std::size_t changeOverhead = 9;
   /// The maximum number of bytes of all changes of one record, including the overhead of each change.
   static constexpr std::size_t maximumChanges = std::size_t{1} << 30;
 
-  /// The part of a lost journal that a process had read: the position, and the number of changes of each writer.
+  /// The part of a lost journal that a process had read: the nonce of that journal, the position up to which the
+  /// process had read it, and the number of changes of each writer in that part.
   struct Restoration {
     std::uint64_t nonce = 0;
     std::uint64_t offset = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> changes = {};
   };
-  /// The contents of a record of the kind `restoration`. Absent for any other record.
+  /// The contents of a record of the kind `restoration`. Absent for any other record and for a malformed record.
   [[nodiscard]] TESSALY_EXPORT std::optional<Restoration> restoration() const;
   [[nodiscard]] TESSALY_EXPORT static std::string encodedRestoration(const Restoration& restoration);
 
@@ -126,16 +129,17 @@ struct JournalRecord {
 /// Thread contract: thread-compatible.
 class JournalReader {
  public:
-  /// The bytes must begin right behind the header, or at the position where the last reader stopped.
+  /// The bytes must begin right behind the header, or right behind the last record that an earlier reader returned.
   JournalReader(std::string_view bytes, std::uint64_t nonce) noexcept : bytes_(bytes), nonce_(nonce) {}
 
-  /// The next record, or nothing if no whole record is left. The texts of the record refer to the bytes. A record with
-  /// damage only in its length counts as whole.
+  /// The next record, or nothing if no whole record is left. The `key` and the `value` of the record are views into the
+  /// bytes that the constructor received. A record whose only damage is in its length field counts as whole.
   [[nodiscard]] TESSALY_EXPORT std::optional<JournalRecord> next();
-  /// The position behind the last whole record. A process may still be writing the bytes that follow.
+  /// The position in the bytes behind the last record that `next` has returned; 0 before the first record. A process
+  /// may still be writing the bytes that follow.
   [[nodiscard]] std::size_t position() const noexcept { return position_; }
-  /// The bytes of damaged records before `position`. Does not include the beginning of a record whose writer was
-  /// killed.
+  /// The bytes of damaged records before `position`. Includes the records with a damaged length field that `next` has
+  /// returned. Does not include an incomplete record whose writer was killed.
   [[nodiscard]] const std::vector<std::string_view>& damaged() const noexcept { return damaged_; }
   /// The bytes of damaged records behind the last whole record. Call this function after `next` has returned nothing.
   [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> damagedAtEnd() const;
@@ -152,8 +156,9 @@ class JournalReader {
 /// The keys in the bytes of a damaged record, as far as they can still be read.
 [[nodiscard]] TESSALY_EXPORT std::vector<std::string_view> keysOfDamagedRecord(std::string_view bytes);
 
-/// The header and the records of a whole journal, even if the header is damaged.
+/// The header and the records of a whole journal. The records can be read even if the header is damaged.
 struct JournalContents {
+  /// If the header is damaged, only `nonce` is set. If the header is of a later version, only `version` is set.
   JournalHeader header;
   bool isHeaderDamaged = false;
   /// The bytes behind the header.

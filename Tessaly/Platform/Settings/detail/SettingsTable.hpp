@@ -34,7 +34,8 @@ class TESSALY_EXPORT SettingsTable {
   /// table is empty afterwards.
   void takeFrom(SettingsTable& other);
   [[nodiscard]] PropertyList::Dictionary all() const;
-  /// A number that changes with each exchange or replacement, and that no other table has had.
+  /// A number that changes with each call of `exchange`, `replace` or `takeFrom` on this table. No other table has ever
+  /// had the same number. The number of a table does not change when `takeFrom` on another table empties it.
   [[nodiscard]] std::uint64_t revision() const noexcept { return revision_.load(std::memory_order_acquire); }
 
  private:

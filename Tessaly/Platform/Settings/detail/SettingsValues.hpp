@@ -25,8 +25,8 @@ struct SettingsChange {
 
 /// The values of one store, and the known state of the files that hold them. Accesses no file.
 ///
-/// Two writes have the same order as their records in the journal. Every process calls `apply` with the records in this
-/// order.
+/// The order of the records in the journal is the order of the writes. In every process, the caller must apply the
+/// records in this order.
 ///
 /// Thread contract: thread-compatible. `table()` and the table that it returns are thread-safe.
 class TESSALY_EXPORT SettingsValues {
@@ -34,7 +34,8 @@ class TESSALY_EXPORT SettingsValues {
   /// The value of a key at some earlier point.
   struct Former {
     std::optional<PropertyList> value;
-    /// The number of the last change of the key since that point, if this process made that change; otherwise 0.
+    /// The sequence number of the key's last change since that point, if this process made that change; otherwise 0.
+    /// Only `sincePropertyList` has these numbers. There, a change that precedes the last checkpoint's record has 0.
     std::uint64_t ownChange = 0;
   };
   /// The former values of the keys that have changed since an earlier point.
@@ -54,10 +55,10 @@ class TESSALY_EXPORT SettingsValues {
     /// The list before the last checkpoint. It may still be in place, because the checkpoint's writer may have been
     /// killed.
     FileIdentity previous;
-    /// Whether the list was read although no record names it.
+    /// Whether the list was read although it is not the list that the journals named last.
     bool isUnrecorded = false;
-    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list without a record does not
-    /// replace the values of the journal, because the list may be an older checkpoint.
+    /// Whether the record of a checkpoint may have been lost with a journal. If so, a list that no record names does
+    /// not replace the values of the journal, because that list may be an older checkpoint.
     bool isUncertain = false;
     /// Whether everything must be read again.
     bool wantsReload = false;
@@ -66,12 +67,13 @@ class TESSALY_EXPORT SettingsValues {
     /// The list that could not be read at the last attempt.
     std::optional<FileIdentity> unreadable;
 
-    /// Whether no list has been read yet, because the present list is unreadable. If so, the values of the list are not
-    /// in memory.
+    /// Whether the present list is unreadable and no earlier list is known. If so, the values of the present list are
+    /// not in memory.
     [[nodiscard]] bool isUnknown() const noexcept { return unreadable && identity.isNone(); }
   };
 
-  /// The changes of other writers go to `deliver`, in the order of the changes.
+  /// `writer` is the writer number of this process. `apply` and `assign` pass each change of another writer to
+  /// `deliver`, in the order of the changes. `endLoad` passes the differences that the load has found.
   SettingsValues(std::uint64_t writer, std::function<void(SettingsChange)> deliver);
   ~SettingsValues();
 
@@ -86,49 +88,53 @@ class TESSALY_EXPORT SettingsValues {
   /// Whether the key has exactly this value. Without a value: whether the key is absent.
   [[nodiscard]] bool has(std::string_view key, const std::optional<PropertyList>& value) const;
 
-  /// Applies a record. Makes all changes of the record first. Then passes other writers' changes to `deliver`, and
-  /// keeps this process's changes for `takeOwnChanges`.
+  /// Applies a record. Makes all changes of the record first. Then passes another writer's changes to `deliver`, or
+  /// keeps this process's changes for `takeOwnChanges`. During a load, only makes the changes. If a value in the record
+  /// is malformed, logs the error and makes no change.
   void apply(const JournalRecord& record);
   void assign(std::string_view key, std::optional<PropertyList> value, std::uint64_t writer) {
     announce(exchange(key, std::move(value), writer), writer);
   }
-  /// Sets a value that could not be stored.
+  /// Sets a value only in memory, because it could not be stored, and adds it to `pending`. An absent value is a
+  /// removal.
   void keep(std::string_view key, const std::optional<PropertyList>& value);
   [[nodiscard]] Pending& pending() noexcept { return pending_; }
   [[nodiscard]] const Pending& pending() const noexcept { return pending_; }
-  /// This process's changes since the last call, for its observers.
+  /// Returns this process's changes since the last call of this function, so that the caller can notify the observers.
   [[nodiscard]] std::vector<SettingsChange> takeOwnChanges() { return std::exchange(ownChanges_, {}); }
 
   // A load reads everything: `beginLoad`, `replay` for each journal, `endLoad`. The table keeps the former values until
   // `endLoad`. So no thread reads an older value than the thread itself has read or written before.
-  /// Begins a load with the values of the property list. Without a list, the values in memory stay, because a missing
-  /// file does not mean that the values were removed.
+  /// Begins a load with the values of the property list. `found` is the identity of that list. If `list` is null, the
+  /// load begins with the values in memory, because a missing file does not mean that the values were removed.
   void beginLoad(const FileIdentity& found, const PropertyList::Dictionary* list);
   struct Replayed {
-    /// The position behind the last whole record.
+    /// The position in `JournalContents::records` behind the last whole record.
     std::size_t position = 0;
     bool isDamaged = false;
   };
   Replayed replay(const JournalContents& contents);
   /// Whether the files still have everything that was read from them before.
   enum class History { continued, other };
-  /// Delivers the differences from the former values, except at the first load. The values of `broughtAlong` wait to be
-  /// stored. In a continued history, a value that could not be stored is discarded if the stored value of the same key
-  /// has changed.
+  /// Ends a load: the values that were read replace the former values. Passes the differences to `deliver`, except at
+  /// the first load. Adds the values of `broughtAlong` to `pending`. In a continued history, discards a pending value
+  /// if the stored value of the same key has changed.
   void endLoad(Values broughtAlong, History history);
-  /// Ends a load that could read only a part. The former values stay, and everything must be read again.
+  /// Ends a load that could read only a part. The table keeps the former values, and `list().wantsReload` becomes true.
   void abandonLoad();
   /// The values before the last `beginLoad`.
   [[nodiscard]] const PropertyList::Dictionary& beforeLoad() const noexcept { return before_; }
 
   // Journals.
-  /// Called between two journals: later records are in another journal.
+  /// Begins another journal: the records that are applied later are in that journal. The caller must call this function
+  /// between the records of two journals.
   void beginJournal();
-  /// The number of changes of each writer that were applied since `beginJournal`.
+  /// The number of changes of each writer that were applied since the last `beginJournal`.
   [[nodiscard]] const std::unordered_map<std::uint64_t, std::uint32_t>& changesOfJournal() const noexcept {
     return changesOfJournal_;
   }
-  /// The number of changes that this process had made before `beginJournal`.
+  /// The number of this process's changes that were applied before the last `beginJournal`. Changes that a load reads
+  /// again count again.
   [[nodiscard]] std::uint64_t ownChangesBeforeJournal() const noexcept { return ownChangesBeforeJournal_; }
   /// The journals that are known to have been lost and restored, at most 16. The latest is last.
   [[nodiscard]] const std::vector<JournalRecord::Restoration>& restorations() const noexcept { return restorations_; }
@@ -138,7 +144,8 @@ class TESSALY_EXPORT SettingsValues {
   [[nodiscard]] const Overlay& sincePropertyList() const noexcept { return sincePropertyList_; }
 
   // Property lists.
-  /// Makes the `previous` list the known list again, because the last checkpoint was announced but not put in place.
+  /// Makes the `previous` list the known list again. Called if the last checkpoint has a record, but its list was not
+  /// put in place.
   void returnToPreviousList();
   [[nodiscard]] PropertyList::Dictionary valuesAtPropertyList() const {
     return before(sincePropertyList_, table_.all());
@@ -148,18 +155,19 @@ class TESSALY_EXPORT SettingsValues {
   /// The values at the beginning of a journal.
   struct Snapshot {
     PropertyList::Dictionary values;
-    /// The number of the journal.
+    /// The number of calls of `beginJournal` up to the beginning of the journal. This is not the nonce.
     std::uint64_t journal = 0;
   };
-  /// The values at the beginning of the present journal, if they were kept. The caller returns them with
-  /// `keepSnapshot`.
+  /// Removes and returns the values at the beginning of the present journal, if they were kept. After the use, the
+  /// caller should pass them to `keepSnapshot`.
   [[nodiscard]] std::optional<Snapshot> takeSnapshot() { return std::exchange(snapshot_, std::nullopt); }
-  /// Makes a snapshot from all values of the table, which the caller has just read.
+  /// Makes a snapshot of the beginning of the present journal. `values` must be all values of the table, as the caller
+  /// has read them since the last `beginJournal`. Undoes the changes of this journal in them.
   [[nodiscard]] Snapshot snapshotOf(PropertyList::Dictionary values) const {
     return {.values = before(sinceRotation_, std::move(values)), .journal = journals_};
   }
-  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. The snapshot needs
-  /// about as much memory as the values.
+  /// Keeps a snapshot of the present journal, so that the next checkpoint needs only the changes. Discards a snapshot
+  /// of another journal. The snapshot needs about as much memory as the values.
   void keepSnapshot(Snapshot snapshot) {
     if (snapshot.journal == journals_) snapshot_ = std::move(snapshot);
   }
@@ -198,7 +206,7 @@ class TESSALY_EXPORT SettingsValues {
   Pending pendingDuringLoad_;
   std::vector<SettingsChange> ownChanges_;
   PropertyList::Dictionary before_;
-  /// The identity of the property list, according to the records of the present load.
+  /// The identity of the property list, according to the journals that the present load has read.
   FileIdentity recorded_;
   FileIdentity found_;
   bool isReplaying_ = false;

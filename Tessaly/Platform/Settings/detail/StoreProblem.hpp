@@ -10,15 +10,15 @@ namespace Tessaly::inline v1::detail {
 
 /// The reason why a step of the settings store failed.
 enum class StoreFault : std::uint8_t {
-  /// Nothing stands at the path.
+  /// Nothing exists at the path.
   missing,
-  /// Something other than a regular file stands at the path.
+  /// The path leads to something other than a regular file.
   notAFile,
   /// The process has no permission for the file or its directory, or the file system is read-only.
   readOnly,
   /// The disk, the user's quota or the process's limit for the size of files is exhausted.
   diskFull,
-  /// The bytes are malformed.
+  /// The contents of the file are malformed.
   damaged,
   /// A later version of the library has written the file.
   newerVersion,
@@ -30,8 +30,8 @@ enum class StoreFault : std::uint8_t {
   overwritten,
   /// The step cannot succeed before the property list becomes readable or is set aside.
   postponed,
-  /// During the checkpoint, everything was read again or the property list vanished. So the checkpoint must begin
-  /// again.
+  /// During the checkpoint, the store loaded all values again, or the property list vanished. So the checkpoint must
+  /// begin again.
   outdated,
   /// Any other error of the system.
   system,
@@ -42,7 +42,7 @@ struct StoreProblem {
   StoreFault fault = StoreFault::system;
   std::int32_t errorCode = 0;
 
-  /// The problem that an error code of the system means.
+  /// Converts an `errno` value to a problem.
   [[nodiscard]] TESSALY_EXPORT static StoreProblem of(int errorCode) noexcept;
 };
 
