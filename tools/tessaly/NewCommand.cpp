@@ -77,6 +77,15 @@ void make(const fs::path& directory, std::string_view name, std::string_view too
   }
 }
 
+/// A path as one word of a POSIX shell.
+std::string quotedForShell(const std::string& path) {
+  constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./-";
+  if (path.find_first_not_of(plain) == std::string::npos) return path;
+  std::string quoted = "'";
+  for (const char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 ExitCode run(Arguments arguments) {
   const CommandLine line(arguments, {}, {"--toolkit"});
   fs::path directory = line.onlyWord("A directory");
@@ -89,9 +98,10 @@ ExitCode run(Arguments arguments) {
   if (!isName(name)) throw UsageError("\"" + name + "\" is no name of an application");
   if (fs::exists(fs::symlink_status(directory))) throw CommandError(directory.string() + " is there already");
   make(directory, name, toolkit);
-  const std::string place = directory.string();
-  std::cout << "cmake -G Ninja -S " << place << " -B " << place << "/build && cmake --build " << place << "/build && "
-            << place << "/build/" << name << '\n';
+  const std::string sources = quotedForShell(directory.string());
+  const std::string build = quotedForShell((directory / "build").string());
+  std::cout << "cmake -G Ninja -S " << sources << " -B " << build << " && cmake --build " << build << " && "
+            << quotedForShell((directory / "build" / name).string()) << '\n';
   return success;
 }
 

@@ -55,6 +55,16 @@ TEST_F(NewCommand, NamesTheApplicationByTheLastNameOfThePath) {
   EXPECT_NE(run(path("a_2")).find("/a_2/build/a_2\n(0)"), std::string::npos);
 }
 
+TEST_F(NewCommand, PrintedCommandsQuoteThePath) {
+  static_cast<void>(in("mkdir \"it's my directory\""));
+  const std::string made = run("\"it's my directory/app\"");
+  EXPECT_EQ(made.find("cmake -G Ninja -S 'it'\\''s my directory/app' -B 'it'\\''s my directory/app/build' &&"), 0u)
+      << made;
+  const std::string word =
+      made.substr(made.rfind("&& ") + 3, made.rfind('\n', made.size() - 2) - made.rfind("&& ") - 3);
+  EXPECT_EQ(in("printf %s " + word), "it's my directory/app/build/app");
+}
+
 TEST_F(NewCommand, RefusesWrongUsage) {
   const std::string advice = "\n'tessaly new --help' tells how to use it.\n(2)\n";
   EXPECT_EQ(run(""), "tessaly new: A directory is missing" + advice);
