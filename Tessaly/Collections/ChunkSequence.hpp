@@ -21,9 +21,10 @@ namespace Tessaly::inline v1 {
 /// copied: each chunk is a view of the base.
 ///
 /// `chunked` makes a `ChunkSequence`. The sequence borrows a base that is a view or an lvalue, and owns any other base.
-/// A chunk stays valid while the base exists and the base's iterators are valid. The nearest standard facility is
-/// C++23's `std::views::chunk`, which requires a positive size. For a size of zero and a base with elements, a
-/// `ChunkSequence` gives empty chunks without end.
+/// A chunk stays valid while the base exists and the base's iterators are valid. A view such as
+/// `std::views::transform(songs, title)` exists inside the sequence, which must outlive its chunks. The nearest
+/// standard facility is C++23's `std::views::chunk`, which requires a positive size. For a size of zero and a base with
+/// elements, a `ChunkSequence` gives empty chunks without end.
 ///
 /// Stops the process: a request for the first chunk of a base with elements, if the size is negative.
 ///
@@ -34,7 +35,9 @@ namespace Tessaly::inline v1 {
 template <std::ranges::random_access_range Base>
   requires std::ranges::random_access_range<const Base>
 class ChunkSequence {
-  static constexpr bool isBorrowed = std::ranges::view<Base> && std::copyable<Base>;
+  /// Whether the base's iterators stay valid without the base, so that an iterator may hold a copy.
+  static constexpr bool isBorrowed =
+      std::ranges::view<Base> && std::ranges::borrowed_range<const Base> && std::copyable<Base>;
   /// The type by which an iterator holds the base: a copy of the view, or else a reference to the base.
   using BaseView = std::conditional_t<isBorrowed, Base, std::ranges::ref_view<const Base>>;
   using Position = std::ranges::iterator_t<const BaseView>;
@@ -52,7 +55,8 @@ class ChunkSequence {
   ///     while (auto chunk = chunks.next()) upload(*chunk);
   class Iterator {
    public:
-    /// Starts at the base's start. A base that is not a copyable view must outlive the iterator and its chunks.
+    /// Starts at the base's start. The base must outlive the iterator and its chunks, unless the base is a copyable
+    /// view and a borrowed range, as `std::span` is.
     Iterator(std::int64_t chunkSize, const Base& base) : chunkSize_(chunkSize), base_(base), index_(first(base_)) {}
     Iterator(std::int64_t chunkSize, const Base&& base)
       requires(!isBorrowed)

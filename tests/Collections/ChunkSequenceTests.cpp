@@ -9,6 +9,7 @@
 #include <ranges>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Tessaly/Collections/ChunkSequence.hpp"
@@ -92,6 +93,40 @@ TEST(ChunkSequence, ChunksAreViewsOfTheBase) {
   ASSERT_TRUE(chunk.has_value());
   EXPECT_EQ(&(*chunk)[0], numbers.data());
   static_assert(std::ranges::view<std::remove_cvref_t<decltype(*chunk)>>);
+}
+
+/// A function object that gives its own address.
+struct OwnAddress {
+  const OwnAddress* operator()(int) const { return this; }
+};
+
+TEST(ChunkSequence, ChunksOfAViewReferToTheSequencesView) {
+  const std::vector numbers{1, 2, 3};
+  const auto chunks = chunked(numbers | std::views::transform(OwnAddress()), 2);
+  auto iterator = chunks.makeIterator();
+  auto moved = std::move(iterator);
+  const auto chunk = moved.next();
+  ASSERT_TRUE(chunk.has_value());
+  EXPECT_EQ((*chunk)[0], chunks.base()[0]);
+}
+
+template <typename Chunks>
+concept GivesIteratorOfTemporary = requires { std::declval<Chunks>().makeIterator(); };
+
+TEST(ChunkSequence, OnlyBorrowedViewsGiveIteratorsOfATemporarySequence) {
+  const std::vector numbers{1, 2, 3};
+  static_assert(GivesIteratorOfTemporary<decltype(chunked(numbers, 2))>);
+  static_assert(GivesIteratorOfTemporary<decltype(chunked(std::span(numbers), 2))>);
+  static_assert(!GivesIteratorOfTemporary<decltype(chunked(numbers | std::views::transform(OwnAddress()), 2))>);
+}
+
+TEST(ChunkSequence, ChunksOfAViewOutliveTheIterator) {
+  const std::vector numbers{1, 2, 3};
+  const auto chunks = chunked(numbers | std::views::transform([factor = 10](int n) { return factor * n; }), 2);
+  const auto chunk = chunks.makeIterator().next();
+  ASSERT_TRUE(chunk.has_value());
+  EXPECT_THAT(std::vector(chunk->begin(), chunk->end()), ElementsAre(10, 20));
+  EXPECT_THAT(contentsOf(chunks), ElementsAre(ElementsAre(10, 20), ElementsAre(30)));
 }
 
 TEST(ChunkSequence, OwnsAnRvalueRange) {
