@@ -120,23 +120,28 @@ FieldEditing::Answer FieldEditing::change(const Change& change) const noexcept {
     return std::ranges::distance(scalars.begin(), scalars.end());
   };
   if (length(whole) <= length(former) && !judge(former).isAccepted) return answer;
-  FieldNotice notice = noticeOf(Kind::refused, std::move(judgement.reason));
-  explain(notice, whole, {});
-  answer.kind = Answer::Kind::refused;
+  return refusal(whole, std::move(judgement));
+}
+
+/// The answer to a change whose text the formatter does not accept, without a position of the cursor.
+FieldEditing::Answer FieldEditing::refusal(std::string_view whole, Judgement judgement) const noexcept {
+  const bool isReplaced = judgement.replacement.has_value();
+  Answer answer;
   answer.isRefusal = true;
-  answer.reason = notice.reason;
+  answer.kind = isReplaced ? Answer::Kind::replaced : Answer::Kind::refused;
+  answer.text = std::move(judgement.replacement).value_or("");
+  FieldNotice notice = noticeOf(isReplaced ? Kind::rewritten : Kind::refused, std::move(judgement.reason));
+  explain(notice, whole, answer.text);
+  answer.reason = std::move(notice.reason);
   return answer;
 }
 
 FieldEditing::Answer FieldEditing::obey(const Change& change) const noexcept {
-  Judgement judgement = judge(std::string(change.before) + std::string(change.inserted) + std::string(change.behind));
-  Answer answer;
-  if (judgement.isAccepted) return answer;
-  answer.isRefusal = true;
-  answer.reason = std::move(judgement.reason);
-  answer.kind = judgement.replacement ? Answer::Kind::replaced : Answer::Kind::refused;
-  if (!judgement.replacement) return answer;
-  answer.text = *std::move(judgement.replacement);
+  const std::string whole = std::string(change.before) + std::string(change.inserted) + std::string(change.behind);
+  Judgement judgement = judge(whole);
+  if (judgement.isAccepted) return {};
+  Answer answer = refusal(whole, std::move(judgement));
+  if (answer.kind == Answer::Kind::refused) return answer;
   answer.cursor = cursorIn(answer.text, std::string(change.before) + std::string(change.inserted), change.behind);
   return answer;
 }

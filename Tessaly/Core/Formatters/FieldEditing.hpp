@@ -203,6 +203,7 @@ class TESSALY_EXPORT FieldEditing {
   [[nodiscard]] std::size_t cursorIn(std::string_view replacement, std::string_view before,
                                      std::string_view behind) const noexcept;
   [[nodiscard]] Answer obey(const Change& change) const noexcept;
+  [[nodiscard]] Answer refusal(std::string_view whole, Judgement judgement) const noexcept;
   [[nodiscard]] Answer keepSuffix(const Change& change) const;
   [[nodiscard]] Outcome outcome(std::string_view text) const noexcept;
   [[nodiscard]] Outcome outcomeOfText(std::string_view text) const;

@@ -301,6 +301,17 @@ TEST(FieldEditing, WordsOfTheHostReplaceTheReason) {
   EXPECT_EQ(editing.end("-5").notice.reason, "“-5” is less than “0”.");
 }
 
+TEST(FieldEditing, WordsOfTheHostReplaceTheReasonOfAChange) {
+  FieldEditing editing(integers(10, 60), FieldChecking::atEveryChange);
+  EXPECT_EQ(editing.change({"3", "0", "x", ""}).reason, "The field does not take “3x”.");
+  EXPECT_EQ(editing.change({"30", "", "0", ""}).reason, "The field takes “60” instead of “300”.");
+  editing.explainWith([](const FieldNotice& notice) {
+    return notice.kind == Kind::rewritten ? notice.shown + " statt " + notice.typed : "nicht " + notice.typed;
+  });
+  EXPECT_EQ(editing.change({"3", "0", "x", ""}).reason, "nicht 3x");
+  EXPECT_EQ(editing.change({"30", "", "0", ""}).reason, "60 statt 300");
+}
+
 TEST(FieldEditing, RuleForbidsObjectsThatTheFormatterReads) {
   FieldEditing editing(integers(0, 100));
   editing.setRule([](const std::any& object) {
