@@ -7,6 +7,7 @@
 #include <array>
 #include <exception>
 #include <filesystem>
+#include <set>
 #include <utility>
 
 #include "Tessaly/Core/Foundation/Data.hpp"
@@ -134,20 +135,20 @@ std::vector<std::string> MIMEDatabase::folders(const ProcessInfo& process) {
 void MIMEDatabase::addAliases(std::string_view aliases) {
   forEachLine(aliases, [&](std::string_view line) {
     const std::string_view alias = takeUntil(line, ' ');
-    if (isMIMEType(alias) && isMIMEType(line)) aliases_.insert_or_assign(std::string(alias), std::string(line));
+    if (isMIMEType(alias) && isMIMEType(line)) aliases_.insert_or_assign(lowercased(alias), lowercased(line));
   });
 }
 
 void MIMEDatabase::addSubclasses(std::string_view subclasses) {
   forEachLine(subclasses, [&](std::string_view line) {
     const std::string_view type = takeUntil(line, ' ');
-    if (isMIMEType(type) && isMIMEType(line)) addOnce(parents_[std::string(type)], line);
+    if (isMIMEType(type) && isMIMEType(line)) addOnce(parents_[lowercased(type)], lowercased(line));
   });
 }
 
 void MIMEDatabase::addTypes(std::string_view types) {
   forEachLine(types, [&](std::string_view line) {
-    if (isMIMEType(line)) types_.emplace(line);
+    if (isMIMEType(line)) spellings_.insert_or_assign(lowercased(line), std::string(line));
   });
 }
 
@@ -157,7 +158,14 @@ std::string MIMEDatabase::canonical(std::string_view type) const {
   return found != aliases_.end() ? found->second : lower;
 }
 
-MIMEDatabase::Types MIMEDatabase::parents(std::string_view type) const {
+std::string MIMEDatabase::spelling(std::string_view type) const {
+  std::string lower = lowercased(type);
+  const auto found = spellings_.find(lower);
+  return found != spellings_.end() ? found->second : lower;
+}
+
+MIMEDatabase::Types MIMEDatabase::parents(std::string_view name) const {
+  const std::string type = lowercased(name);
   const auto found = parents_.find(type);
   Types parents = found != parents_.end() ? found->second : Types();
   // The database does not list the supertypes that all texts and all files have.
@@ -167,12 +175,13 @@ MIMEDatabase::Types MIMEDatabase::parents(std::string_view type) const {
 }
 
 bool MIMEDatabase::isKindOf(std::string_view type, std::string_view other) const {
-  std::vector<std::string> pending{std::string(type)};
+  const std::string sought = lowercased(other);
+  std::vector<std::string> pending{lowercased(type)};
   std::set<std::string, std::less<>> seen;
   while (!pending.empty()) {
     const std::string next = std::move(pending.back());
     pending.pop_back();
-    if (next == other) return true;
+    if (next == sought) return true;
     if (!seen.insert(next).second) continue;
     for (std::string& parent : parents(next)) pending.push_back(std::move(parent));
   }
@@ -217,12 +226,13 @@ std::string MIMEDatabase::typeOf(std::string_view name,
   return special != byName.end() ? *special : byName.front();
 }
 
-MIMEDatabase::Types MIMEDatabase::extensions(std::string_view type) const {
+MIMEDatabase::Types MIMEDatabase::extensions(std::string_view name) const {
+  const std::string type = lowercased(name);
   {
     const UnfairLock::Guard guard(lock_);
     if (const auto known = extensions_.find(type); known != extensions_.end()) return known->second;
   }
-  Types found = isMIMEType(type) ? extensionsByDescription(std::string(type)) : Types();
+  Types found = isMIMEType(type) ? extensionsByDescription(type) : Types();
   const UnfairLock::Guard guard(lock_);
   return extensions_.emplace(type, std::move(found)).first->second;
 }
@@ -243,7 +253,8 @@ MIMEDatabase::Types MIMEDatabase::extensionsByDescription(const std::string& typ
   return extensions;
 }
 
-MIMEDatabase::Comments MIMEDatabase::comments(std::string_view type) const {
+MIMEDatabase::Comments MIMEDatabase::comments(std::string_view name) const {
+  const std::string type = lowercased(name);
   {
     const UnfairLock::Guard guard(lock_);
     if (const auto known = comments_.find(type); known != comments_.end()) return known->second;

@@ -25,10 +25,10 @@ void MIMEGlobs::add(std::string_view globs2) {
   std::vector<Glob> others;
   forEachLine(globs2, [&](std::string_view line) {
     const std::string_view number = takeUntil(line, ':');
-    const std::string_view type = takeUntil(line, ':');
+    const std::string type = lowercased(takeUntil(line, ':'));
     const std::string_view pattern = takeUntil(line, ':');
     std::string_view flags = takeUntil(line, ':');
-    Glob glob{.type = std::string(type), .pattern = std::string(pattern), .weight = 0, .caseOfLetters = Case::ignored};
+    Glob glob{.type = type, .pattern = std::string(pattern), .weight = 0, .caseOfLetters = Case::ignored};
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), glob.weight);
     if (error != std::errc() || end != number.data() + number.size() || !isMIMEType(type) || pattern.empty()) return;
     if (pattern == deleteAll) {

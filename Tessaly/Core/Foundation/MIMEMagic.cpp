@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "Tessaly/Core/Foundation/detail/MIMEText.hpp"
+
 namespace Tessaly::inline v1::detail {
 namespace {
 
@@ -66,7 +68,7 @@ class MIMEMagic::Reader {
     const auto priority = line.takeNumber();
     if (!priority || !line.take(":") || !line.text_.ends_with(']')) return std::nullopt;
     line.text_.remove_suffix(1);
-    return Section{.priority = *priority, .type = std::string(line.text_)};
+    return Section{.priority = *priority, .type = lowercased(line.text_)};
   }
 
   /// Parses a rule with the end of its line. Returns nothing for an unknown rule.

@@ -35,9 +35,10 @@ std::string_view kindOf(std::string_view mimeType) noexcept {
   return "public.data";
 }
 
-std::string identifierOf(const std::string& mimeType) {
+/// The identifier of the type with a MIME type in lower case.
+std::string identifierOf(std::string_view mimeType) {
   const auto* const known = detail::wellKnownTypeOfMIMEType(mimeType);
-  return known != nullptr ? std::string(known->identifier) : mimeType;
+  return known != nullptr ? std::string(known->identifier) : MIMEDatabase::shared().spelling(mimeType);
 }
 
 void addOnce(std::vector<std::string>& texts, std::string text) {
@@ -56,7 +57,7 @@ std::vector<std::string> supertypesOf(std::string_view identifier) {
       if (!supertype.empty()) supertypes.emplace_back(supertype);
     }
   }
-  const std::string_view mimeType = known != nullptr ? known->mimeType : identifier;
+  const std::string mimeType = known != nullptr ? std::string(known->mimeType) : detail::lowercased(identifier);
   if (mimeType.empty()) return supertypes;
   for (const std::string& parent : MIMEDatabase::shared().parents(mimeType)) {
     addOnce(supertypes, identifierOf(parent));
@@ -150,8 +151,8 @@ UTType UTType::ofFile(const URL& file) {
 }
 
 UTType UTType::ofMIMEType(std::string_view mimeType) {
-  const std::string text(mimeType);
-  return {identifierOf(text), text};
+  const auto* const known = detail::wellKnownTypeOfMIMEType(mimeType);
+  return {identifierOf(mimeType), known != nullptr ? std::string(mimeType) : MIMEDatabase::shared().spelling(mimeType)};
 }
 
 UTType UTType::wellKnown(std::string_view identifier) {

@@ -112,6 +112,24 @@ TEST_F(MIMEDatabaseTest, AliasesAreResolvedInAnyCase) {
   EXPECT_EQ(database.canonical("text/csv"), "text/csv");
 }
 
+TEST_F(MIMEDatabaseTest, NamesOfTypesAreComparedWithoutCase) {
+  database.addTypes("audio/AMR\n");
+  database.addAliases("image/x-MS-bmp image/BMP\n");
+  database.addSubclasses("audio/AMR Audio/Base\n");
+  database.addGlobs("50:audio/Amr:*.amr\n50:A/Old:*.old\n");
+  database.addGlobs("0:a/oLD:__NOGLOBS__\n");
+  database.addMagic(magicRule("A/B", 'x'));
+  EXPECT_TRUE(database.knows("Audio/amr"));
+  EXPECT_EQ(database.canonical("IMAGE/x-ms-BMP"), "image/bmp");
+  EXPECT_EQ(database.canonical("image/x-MS-bmp"), "image/bmp");
+  EXPECT_THAT(database.parents("AUDIO/amr"), ElementsAre("audio/base"));
+  EXPECT_TRUE(database.isKindOf("audio/amr", "AUDIO/base"));
+  EXPECT_THAT(database.typesOfName("f.amr"), ElementsAre("audio/amr"));
+  EXPECT_THAT(database.extensions("audio/AMR"), ElementsAre("amr"));
+  EXPECT_THAT(database.typesOfName("f.old"), IsEmpty());
+  EXPECT_EQ(typeOf("f", "x"), "a/b");
+}
+
 TEST_F(MIMEDatabaseTest, SubtypesOfSubtypesAreSubtypes) {
   database.addSubclasses("a/c a/b\na/b a/a\na/a a/c\nimage/svg+xml application/xml\napplication/xml text/plain\n");
   EXPECT_TRUE(database.isKindOf("image/svg+xml", "text/plain"));

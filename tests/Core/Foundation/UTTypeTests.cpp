@@ -120,6 +120,25 @@ TEST_F(UTTypeTest, TheDatabaseDeclaresFurtherTypes) {
   EXPECT_EQ(identifierOf("jpg"), "public.jpeg");
 }
 
+TEST_F(UTTypeTest, TypeWithCapitalsIsFoundInAnyCase) {
+  put("share/mime/globs2", "50:application/x-Sheet.macroEnabled:*.sheet\n50:Image/PNG:*.png\n");
+  put("share/mime/types", "application/x-Sheet.macroEnabled\nImage/PNG\n");
+  put("share/mime/aliases", "image/x-MS-png Image/PNG\n");
+  put("share/mime/subclasses", "application/x-Sheet.macroEnabled Application/ZIP\n");
+  put("share/mime/application/x-sheet.macroenabled.xml", "<glob pattern='*.sheet'/>");
+  const UTType sheet = *UTType::fromFilenameExtension("sheet");
+  EXPECT_EQ(sheet.identifier(), "application/x-Sheet.macroEnabled");
+  EXPECT_EQ(sheet.preferredMIMEType(), "application/x-Sheet.macroEnabled");
+  EXPECT_EQ(sheet.preferredFilenameExtension(), "sheet");
+  EXPECT_EQ(UTType::from(sheet.identifier()), sheet);
+  EXPECT_EQ(UTType::from("APPLICATION/x-sheet.macroenabled"), sheet);
+  EXPECT_EQ(UTType::fromMIMEType("application/X-SHEET.macroEnabled"), sheet);
+  EXPECT_TRUE(sheet.conformsTo(*UTType::from("public.zip-archive")));
+  EXPECT_EQ(identifierOf("png"), "public.png");
+  EXPECT_EQ(UTType::from("image/X-ms-PNG")->identifier(), "public.png");
+  EXPECT_EQ(UTType::from("image/png")->preferredMIMEType(), "image/png");
+}
+
 TEST_F(UTTypeTest, TheDatabaseMayGiveACommonExtensionToAnotherType) {
   put("share/mime/globs2", "50:application/x-own:*.csv\n");
   EXPECT_EQ(identifierOf("csv"), "application/x-own");
@@ -203,6 +222,11 @@ TEST(UTTypeOfTheSystem, KnowsCommonFiles) {
   EXPECT_EQ(ofExtension("tar.gz"), "application/x-compressed-tar");
   EXPECT_EQ(ofExtension("C"), "text/x-c++src");
   EXPECT_EQ(ofExtension("c"), "text/x-csrc");
+  const UTType addIn = *UTType::fromFilenameExtension("xlam");
+  EXPECT_EQ(addIn.identifier(), "application/vnd.ms-excel.addin.macroEnabled.12");
+  EXPECT_EQ(UTType::from(addIn.identifier()), addIn);
+  EXPECT_EQ(UTType::fromMIMEType("application/vnd.ms-excel.addin.macroEnabled.12"), addIn);
+  EXPECT_EQ(UTType::from("image/x-MS-bmp"), UTType::fromFilenameExtension("bmp"));
   EXPECT_EQ(UTType::from("text/x-c++src")->preferredFilenameExtension(), "cpp");
   EXPECT_EQ(UTType::from("application/pdf")->preferredFilenameExtension(), "pdf");
   EXPECT_TRUE(UTType::fromFilenameExtension("odt")->conformsTo(*UTType::from("public.zip-archive")));

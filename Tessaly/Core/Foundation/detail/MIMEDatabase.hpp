@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,12 +13,16 @@
 #include "Tessaly/Core/Foundation/ProcessInfo.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEGlobs.hpp"
 #include "Tessaly/Core/Foundation/detail/MIMEMagic.hpp"
+#include "Tessaly/Core/Foundation/detail/MIMEText.hpp"
 #include "Tessaly/Core/Locks/UnfairLock.hpp"
 
 namespace Tessaly::inline v1::detail {
 
 /// The system's database of file types. `update-mime-database` makes the files of the database according to the Shared
 /// MIME-info Database specification 0.21 (https://specifications.freedesktop.org/shared-mime-info-spec/).
+///
+/// The names of types are compared without regard to case (RFC 2045, section 5.1). The database keeps and returns them
+/// in lower case, as the names of the descriptions' files are.
 ///
 /// Thread contract: thread-compatible. A database is thread-safe while no thread adds files to it.
 class TESSALY_EXPORT MIMEDatabase {
@@ -44,11 +47,13 @@ class TESSALY_EXPORT MIMEDatabase {
   void addSubclasses(std::string_view subclasses);
   void addTypes(std::string_view types);
 
-  [[nodiscard]] bool knows(std::string_view type) const noexcept { return types_.contains(type); }
+  [[nodiscard]] bool knows(std::string_view type) const { return spellings_.contains(lowercased(type)); }
   /// The type that an alias stands for. If the argument is not an alias, the argument itself in lower case.
   [[nodiscard]] std::string canonical(std::string_view type) const;
+  /// The type with the capitals of the "types" files. If those files lack the type, the argument in lower case.
+  [[nodiscard]] std::string spelling(std::string_view type) const;
   /// The direct supertypes of a type.
-  [[nodiscard]] Types parents(std::string_view type) const;
+  [[nodiscard]] Types parents(std::string_view name) const;
   /// Whether a type equals the other type, or is a direct or indirect subtype of it.
   [[nodiscard]] bool isKindOf(std::string_view type, std::string_view other) const;
 
@@ -57,7 +62,7 @@ class TESSALY_EXPORT MIMEDatabase {
   /// The most likely types for a name. Several types if the name does not decide, and none if no pattern matches.
   [[nodiscard]] Types typesOfName(std::string_view name) const { return globs_.typesOfName(name); }
   /// The extensions of a type, the preferred one first.
-  [[nodiscard]] Types extensions(std::string_view type) const;
+  [[nodiscard]] Types extensions(std::string_view name) const;
   /// The type of a file, by its name. If the name does not decide, the contents do. The function `contents` receives
   /// the number of bytes to read from the beginning of the file. It must return these bytes, or all bytes of a shorter
   /// file. It must return nothing if the file is unreadable.
@@ -67,7 +72,7 @@ class TESSALY_EXPORT MIMEDatabase {
   /// The human-readable names of a type, by the database's language codes, such as "de" and "pt_BR". The code of
   /// English is empty. The map is empty if no directory has a description of the type.
   using Comments = std::map<std::string, std::string, std::less<>>;
-  [[nodiscard]] Comments comments(std::string_view type) const;
+  [[nodiscard]] Comments comments(std::string_view name) const;
 
   /// The patterns of file names in a type's description, in the order of the description. The parameter holds the
   /// contents of the type's XML file.
@@ -83,7 +88,8 @@ class TESSALY_EXPORT MIMEDatabase {
   MIMEGlobs globs_;
   std::map<std::string, std::string, std::less<>> aliases_;
   std::map<std::string, Types, std::less<>> parents_;
-  std::set<std::string, std::less<>> types_;
+  /// The types of the "types" files: the name in lower case, and as the file spells it.
+  std::map<std::string, std::string, std::less<>> spellings_;
   MIMEMagic magic_;
 
   mutable UnfairLock lock_;
