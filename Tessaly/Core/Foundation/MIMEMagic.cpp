@@ -14,7 +14,8 @@ namespace Tessaly::inline v1::detail {
 namespace {
 
 constexpr std::string_view signature{"MIME-Magic\0\n", 12};
-/// This text instead of a value discards the type's rules from files of lower precedence.
+/// This text as the value of a plain rule at the beginning discards the type's rules from files of lower precedence.
+/// The specification shows it without its length, and the files have it with its length.
 constexpr std::string_view deleteAll = "__NOMAGIC__";
 constexpr std::size_t greatestExtent = std::size_t{64} << 10;
 
@@ -71,7 +72,8 @@ class MIMEMagic::Reader {
     return Section{.priority = *priority, .type = lowercased(line.text_)};
   }
 
-  /// Parses a rule with the end of its line. Returns nothing for an unknown rule.
+  /// Parses a rule with the end of its line. A malformed or unknown rule has no value, so that it matches nothing but
+  /// keeps its place among the other rules. Returns nothing for a line that is not a rule.
   std::optional<Rule> takeRule() {
     Rule rule;
     if (!text_.starts_with('>')) {
@@ -80,47 +82,55 @@ class MIMEMagic::Reader {
       rule.indent = *indent;
     }
     if (!take(">")) return skipLine();
+    const bool isKnown = takePlaceAndValue(rule) && takeOptions(rule);
+    const bool isComplete = takeLine().empty();  // Otherwise the line has a part of a later version of the format.
+    return isKnown && isComplete ? std::move(rule) : Rule{.indent = rule.indent};
+  }
+
+ private:
+  bool takePlaceAndValue(Rule& rule) {
     const auto offset = takeNumber();
-    if (!offset || !take("=")) return skipLine();
+    if (!offset || !take("=")) return false;
     rule.offset = *offset;
     if (take(deleteAll)) {
       rule.value = deleteAll;
-      takeLine();
-      return rule;
+      return true;
     }
     const auto length = takeBytes(2);
-    if (!length) return skipLine();
+    if (!length) return false;
     const auto size = static_cast<std::size_t>(static_cast<unsigned char>((*length)[0])) << 8 |
                       static_cast<unsigned char>((*length)[1]);
     const auto value = takeBytes(size);
-    if (!value || value->empty()) return skipLine();
+    if (!value || value->empty()) return false;
     rule.value = *value;
+    return true;
+  }
+  /// Parses the mask, the word size and the range, and applies the mask and the word size to the value.
+  bool takeOptions(Rule& rule) {
+    const std::size_t size = rule.value.size();
     if (take("&")) {
       const auto mask = takeBytes(size);
-      if (!mask) return skipLine();
+      if (!mask) return false;
       rule.mask = *mask;
     }
     std::size_t wordSize = 1;
     if (take("~")) {
       const auto number = takeNumber();
-      if (!number || *number == 0 || size % *number != 0) return skipLine();
+      if (!number || *number == 0 || size % *number != 0) return false;
       wordSize = *number;
     }
     if (take("+")) {
       const auto number = takeNumber();
-      if (!number || *number == 0) return skipLine();
+      if (!number || *number == 0) return false;
       rule.range = *number;
     }
-    if (!takeLine().empty()) return std::nullopt;  // The line has a part of a later version of the format.
     swapWords(rule.value, wordSize);
     swapWords(rule.mask, wordSize);
     for (std::size_t i = 0; i < rule.mask.size(); ++i) {
       rule.value[i] = static_cast<char>(rule.value[i] & rule.mask[i]);
     }
-    return rule;
+    return true;
   }
-
- private:
   std::optional<Rule> skipLine() noexcept {
     takeLine();
     return std::nullopt;
@@ -131,7 +141,7 @@ class MIMEMagic::Reader {
 };
 
 bool MIMEMagic::Rule::fits(std::string_view contents) const noexcept {
-  if (offset >= contents.size()) return false;
+  if (value.empty() || offset >= contents.size()) return false;
   contents.remove_prefix(offset);
   if (range - 1 < contents.size()) contents = contents.substr(0, range - 1 + value.size());
   if (mask.empty()) return contents.find(value) != std::string_view::npos;
@@ -178,7 +188,7 @@ void MIMEMagic::add(std::string_view file) {
     auto rule = reader.takeRule();
     if (!rule || !isInSection) continue;
     Section& section = added.back();
-    if (rule->value == deleteAll) {
+    if (*rule == Rule{.value = std::string(deleteAll)}) {
       std::erase_if(sections_, [&](const Section& other) { return other.type == section.type; });
       continue;
     }

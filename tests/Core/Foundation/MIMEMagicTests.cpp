@@ -91,6 +91,17 @@ TEST(MIMEMagic, TypeCanDiscardRulesOfLowerPrecedence) {
   }
 }
 
+TEST(MIMEMagic, OnlyTopRuleAtTheBeginningDiscards) {
+  for (const std::string& other :
+       {rule(">1", "__NOMAGIC__"), rule(">0", "a") + rule("1>1", "__NOMAGIC__"), rule(">0", "__NOMAGIC__", "+2")}) {
+    MIMEMagic magic;
+    magic.add(head + "[50:a/b]\n" + rule(">0", "old"));
+    magic.add(head + "[50:a/b]\n" + other);
+    EXPECT_EQ(magic.typeOf("old"), "a/b") << other;
+    EXPECT_EQ(magic.typeOf("a__NOMAGIC__"), "a/b") << other;
+  }
+}
+
 TEST(MIMEMagic, SkipsUnknownRules) {
   const std::string right = "[50:a/b]\n" + rule(">0", "a");
   for (const std::string& wrong : {"\n"s, "nonsense\n"s, rule(">0", "a", "?later"), rule(">0", ""),
@@ -101,6 +112,22 @@ TEST(MIMEMagic, SkipsUnknownRules) {
   EXPECT_EQ(typeOf("[none:x/y]\n" + rule(">0", "a") + right, "a"), "a/b");
   EXPECT_EQ(typeOf("[50:x/y\n" + rule(">0", "a") + right, "a"), "a/b");
   EXPECT_EQ(typeOf(rule(">0", "a") + right, "a"), "a/b");
+}
+
+TEST(MIMEMagic, SkippedRuleTakesItsChildrenWithIt) {
+  for (const std::string& skipped :
+       {rule("1>1", "x", "?later"), rule("1>1", ""), rule("1>1", "xyz", "~2"), rule("1>99999999999", "x")}) {
+    const std::string rules = "[50:a/b]\n" + rule(">0", "a") + rule("1>1", "b") + skipped + rule("2>2", "c");
+    EXPECT_EQ(typeOf(rules, "abd"), "a/b") << skipped;
+    EXPECT_EQ(typeOf(rules, "axc"), "") << skipped;
+  }
+}
+
+TEST(MIMEMagic, RuleWithASkippedRefinementDoesNotMatchAlone) {
+  const std::string rules = "[50:a/b]\n" + rule(">0", "a") + rule("1>1", "b", "?later");
+  EXPECT_EQ(typeOf(rules, "ab"), "");
+  EXPECT_EQ(typeOf(rules + rule("1>1", "c"), "ac"), "a/b");
+  EXPECT_EQ(typeOf(rules + rule(">0", "z"), "z"), "a/b");
 }
 
 TEST(MIMEMagic, TruncatedFileEndsTheParsing) {

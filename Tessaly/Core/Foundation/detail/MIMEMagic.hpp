@@ -18,7 +18,8 @@ namespace Tessaly::inline v1::detail {
 class TESSALY_EXPORT MIMEMagic {
  public:
   /// Adds the rules of a file. The new rules take precedence over earlier rules of the same priority. Skips unknown
-  /// lines, and a truncated rule at the end. Ignores a file that does not begin with the signature of magic files.
+  /// lines. An unknown, malformed or truncated rule matches nothing, and neither do its children. Ignores a file that
+  /// does not begin with the signature of magic files.
   void add(std::string_view file);
 
   /// The type of the first matching rule, in descending order of priority. Empty if no rule matches.
@@ -30,6 +31,7 @@ class TESSALY_EXPORT MIMEMagic {
   struct Rule {
     std::uint32_t indent = 0;
     std::size_t offset = 0;
+    /// Empty in a rule that matches nothing.
     std::string value = {};
     /// Selects the bits that are compared. Empty if all bits are compared. Otherwise the mask is as long as the value.
     std::string mask = {};
@@ -37,6 +39,7 @@ class TESSALY_EXPORT MIMEMagic {
     std::size_t range = 1;
 
     [[nodiscard]] bool fits(std::string_view contents) const noexcept;
+    friend bool operator==(const Rule&, const Rule&) = default;
   };
   /// The rules of one type. The rules that refine another rule follow that rule.
   struct Section {
