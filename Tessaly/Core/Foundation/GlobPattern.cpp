@@ -7,7 +7,8 @@
 namespace Tessaly::inline v1::detail {
 
 bool GlobPattern::fits(const std::string& pattern, const std::string& name) noexcept {
-  if (name.contains('\0')) return false;
+  // A C string would end at a NUL.
+  if (name.contains('\0') || pattern.contains('\0')) return false;
   // Names are compared as bytes in every locale. Only the locale of this thread changes, during the call.
   static const locale_t bytewise = ::newlocale(LC_ALL_MASK, "C", nullptr);
   const locale_t previous = ::uselocale(bytewise);

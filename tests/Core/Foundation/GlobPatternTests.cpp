@@ -65,6 +65,11 @@ TEST(GlobPattern, LocaleOfTheHostChangesNothing) {
   EXPECT_EQ(::uselocale(nullptr), LC_GLOBAL_LOCALE);
 }
 
+TEST(GlobPattern, PatternsWithZerosMatchNothing) {
+  EXPECT_FALSE(fits(std::string("*.a\0[0-9]", 9), "b.a"));
+  EXPECT_FALSE(fits(std::string(1, '\0'), ""));
+}
+
 TEST(GlobPattern, NamesWithZerosMatchNothing) {
   EXPECT_FALSE(fits("*.txt", std::string("a.txt\0.png", 10)));
   EXPECT_FALSE(fits("*", std::string(1, '\0')));
