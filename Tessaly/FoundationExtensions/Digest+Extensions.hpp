@@ -43,7 +43,7 @@ TESSALY_EXPORT Async<void> readInPieces(URL file, std::function<void(std::span<c
 /// Thread contract: thread-safe.
 ///
 ///     const auto digest = co_await digestOfFile<SHA256Digest>(file, [&](double part) { progress = part; });
-template <typename Digest>
+template <detail::KeylessDigest Digest>
 Async<Digest> digestOfFile(URL file, std::function<void(double)> onProgress = nullptr) {
   DigestHasher<Digest> hasher;
   std::function<void(std::span<const std::uint8_t>)> update = [&hasher](std::span<const std::uint8_t> bytes) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -53,7 +54,12 @@ namespace detail {
 
 enum class DigestMethod : std::uint8_t { sha256, sha512, md5 };
 
+/// The digests that need no key. An authentication code has as many bytes as a digest, but is not one.
 template <typename Digest>
+concept KeylessDigest = std::same_as<Digest, SHA256Digest> || std::same_as<Digest, SHA512Digest> ||
+                        std::same_as<Digest, Insecure::MD5Digest>;
+
+template <KeylessDigest Digest>
 inline constexpr DigestMethod digestMethod = DigestMethod::sha256;
 template <>
 inline constexpr DigestMethod digestMethod<SHA512Digest> = DigestMethod::sha512;
@@ -87,7 +93,7 @@ class TESSALY_EXPORT DigestState {
 ///     DigestHasher<SHA256Digest> hasher;
 ///     while (auto piece = connection.read()) hasher.update(*piece);
 ///     SHA256Digest digest = hasher.finalize();
-template <typename Digest>
+template <detail::KeylessDigest Digest>
 class DigestHasher {
  public:
   void update(std::span<const std::uint8_t> bytes) { state_.update(bytes); }
