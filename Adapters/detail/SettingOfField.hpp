@@ -14,7 +14,7 @@ namespace Tessaly::inline v1::detail {
 
 /// A setting that a field can show: a number, or a text.
 template <typename Value>
-concept FieldSetting = std::is_arithmetic_v<Value> || std::is_same_v<Value, std::string>;
+concept FieldSetting = ExactNumber<Value> || std::is_same_v<Value, std::string>;
 
 /// Converts the object of a field to the type of a setting. An object of the setting's type is returned unchanged. For
 /// a setting that is a number, an `NSNumber` is converted. The result is absent for any other object, and if an integer

@@ -25,7 +25,7 @@ namespace detail {
 
 /// The number types that a range of `Formatters::RangeNumber` can have.
 template <typename Value>
-concept RangeNumberValue = std::is_arithmetic_v<Value> && !std::same_as<Value, bool>;
+concept RangeNumberValue = ExactNumber<Value> && !std::same_as<Value, bool>;
 
 /// The part of `Formatters::RangeNumber` that does not depend on its number type.
 class TESSALY_EXPORT RangeNumberFormatter : public NumberFormatter {

@@ -14,10 +14,18 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/Export.hpp"
+#include "Tessaly/Core/Foundation/detail/WholeNumber.hpp"
 
 namespace Tessaly::inline v1 {
 
 class PropertyList;
+
+namespace detail {
+/// The types of `NSNumber::exactly`.
+template <typename Value>
+concept ExactNumber =
+    WholeNumber<Value> || std::same_as<Value, bool> || std::same_as<Value, float> || std::same_as<Value, double>;
+}  // namespace detail
 
 /// A number that stores its kind: a boolean, a signed or unsigned 64-bit integer, or a real. A real is a floating-point
 /// number of single or double precision.
@@ -74,8 +82,7 @@ class NSNumber {
 
   /// The number as a `Value`, if the conversion is exact. Absent if the conversion would truncate, wrap or round.
   /// Booleans convert to 0 and 1. NaN converts to NaN in both precisions.
-  template <typename Value>
-    requires std::is_arithmetic_v<Value>
+  template <detail::ExactNumber Value>
   [[nodiscard]] constexpr std::optional<Value> exactly() const noexcept {
     if constexpr (std::same_as<Value, bool>) {
       if (isReal() ? real_ == 0 || real_ == 1 : integer_ == 0 || integer_ == 1) return boolValue();

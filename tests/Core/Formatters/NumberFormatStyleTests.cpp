@@ -30,6 +30,16 @@ CurrencyFormatStyle money(std::string_view code, const std::string& locale) {
   return CurrencyFormatStyle(code).locale(Locale(locale));
 }
 
+template <typename Value>
+concept CanBeFormatted = requires(NumberFormatStyle style, Value value) { style.format(value); };
+
+TEST(NumberFormatStyle, FormatsNoTruthValuesAndNoCharacters) {
+  EXPECT_TRUE((CanBeFormatted<int> && CanBeFormatted<unsigned char> && CanBeFormatted<std::uint64_t>));
+  EXPECT_TRUE((CanBeFormatted<float> && CanBeFormatted<double>));
+  EXPECT_FALSE((CanBeFormatted<bool> || CanBeFormatted<char> || CanBeFormatted<wchar_t>));
+  EXPECT_FALSE((CanBeFormatted<char8_t> || CanBeFormatted<char16_t> || CanBeFormatted<char32_t>));
+}
+
 TEST(NumberFormatStyle, WritesTheGoldenTexts) {
   for (const auto& row : Tests::goldenRows("number", "texts")) {
     EXPECT_EQ(numbers(row.locale).format(std::stod(row.input)), row.output) << row.locale << ' ' << row.input;

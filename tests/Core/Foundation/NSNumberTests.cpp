@@ -88,6 +88,16 @@ TEST(NSNumber, IsABooleanExactlyWhenItIsZeroOrOne) {
   EXPECT_EQ(NSNumber(notANumber).exactly<bool>(), std::nullopt);
 }
 
+template <typename Value>
+concept HasExactly = requires(NSNumber number) { number.exactly<Value>(); };
+
+TEST(NSNumber, IsNeverACharacterOrALongDouble) {
+  EXPECT_TRUE((HasExactly<signed char> && HasExactly<unsigned char> && HasExactly<unsigned long long>));
+  EXPECT_TRUE((HasExactly<bool> && HasExactly<float> && HasExactly<double>));
+  EXPECT_FALSE((HasExactly<char> || HasExactly<wchar_t> || HasExactly<char8_t> || HasExactly<char16_t>));
+  EXPECT_FALSE((HasExactly<char32_t> || HasExactly<long double>));
+}
+
 TEST(NSNumber, IsAnIntegerExactlyWhenItFits) {
   EXPECT_EQ(NSNumber(true).exactly<std::int16_t>(), 1);
   EXPECT_EQ(NSNumber(5.0).exactly<std::int64_t>(), 5);

@@ -11,6 +11,7 @@
 #include "Tessaly/Core/Formatters/Parsing.hpp"
 #include "Tessaly/Core/Formatters/detail/NumberReading.hpp"
 #include "Tessaly/Core/Formatters/detail/NumberText.hpp"
+#include "Tessaly/Core/Foundation/detail/WholeNumber.hpp"
 #include "Tessaly/Core/Text/Locale.hpp"
 
 namespace Tessaly::inline v1::detail {
@@ -40,13 +41,16 @@ class NumericStyle {
   /// The text of a number. Infinities are "∞". NaN has the locale's text, "NaN" in English.
   [[nodiscard]] std::string format(double value) const { return numberText(identifier(), shape_, value); }
   /// The text of an integer, up to 2^63 - 1 without a loss of digits. A greater integer is rounded to a `double`.
-  template <std::integral Integer>
+  template <WholeNumber Integer>
   [[nodiscard]] std::string format(Integer value) const {
     if (std::in_range<std::int64_t>(value)) {
       return numberText(identifier(), shape_, static_cast<std::int64_t>(value));
     }
     return format(static_cast<double>(value));
   }
+  /// Truth values and characters are not numbers.
+  template <std::integral Other>
+  std::string format(Other value) const = delete;
   /// The text of a range of numbers, "3–5". If both numbers have the same text, the result is one number with a sign of
   /// approximation, "~3".
   [[nodiscard]] std::string formatRange(double lower, double upper) const {
