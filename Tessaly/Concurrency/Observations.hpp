@@ -42,7 +42,10 @@ class Observations {
   /// observed.
   template <typename Apply>
     requires std::is_invocable_r_v<Element, Apply&>
-  explicit Observations(Apply apply) : apply_(std::move(apply)) {}
+  explicit Observations(Apply apply) : apply_(std::move(apply)) {
+    static_assert(!isAsync<std::remove_cvref_t<std::invoke_result_t<Apply&>>>,
+                  "the function must not suspend: its reads are tracked until it returns");
+  }
 
   /// A consumer's place in the sequence.
   ///
