@@ -194,10 +194,11 @@ class NSOrderedSet {
     return true;
   }
   void eraseAt(std::int64_t index) {
+    // Compacting comes first, because it may throw.
+    if (members_.read().slotCount() > 2 * (size() - 1) + 32) compact();
     Order& order = order_.modify();
     members_.modify().remove(order[static_cast<std::size_t>(index)]);
     order.erase(order.begin() + index);
-    if (members_.read().slotCount() > 2 * order.size() + 32) compact();
   }
   [[nodiscard]] Order& modifyOrder() { return order_.modify(); }
   void clear() noexcept {

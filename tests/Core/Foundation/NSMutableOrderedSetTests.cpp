@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <random>
 #include <ranges>
 #include <set>
@@ -62,6 +64,48 @@ TEST(NSMutableOrderedSet, RemovesExistingElements) {
   letters.removeAllObjects();
   EXPECT_THAT(letters, IsEmpty());
   EXPECT_TRUE(letters.add("A"));
+}
+
+/// An element whose copies fail on request.
+struct Fragile {
+  explicit Fragile(int value) : number(value) {}
+  Fragile(const Fragile& other) : number(other.number) {
+    if (isCopyFailing) throw std::bad_alloc();
+  }
+  Fragile(Fragile&& other) noexcept = default;
+  Fragile& operator=(const Fragile&) = default;
+  Fragile& operator=(Fragile&&) noexcept = default;
+  friend bool operator==(const Fragile&, const Fragile&) = default;
+
+  static inline bool isCopyFailing = false;
+  int number;
+};
+struct FragileHash {
+  std::size_t operator()(const Fragile& element) const { return static_cast<std::size_t>(element.number); }
+};
+
+TEST(NSMutableOrderedSet, RemovalThatThrowsChangesNothing) {
+  constexpr int count = 100;
+  NSMutableOrderedSet<Fragile, FragileHash> set;
+  for (int number = 0; number < count; ++number) set.add(Fragile(number));
+  Fragile::isCopyFailing = true;
+  int kept = 0;
+  for (int number = 0; number < count; ++number) {
+    const std::int64_t before = set.count();
+    try {
+      EXPECT_TRUE(set.remove(Fragile(number)));
+      EXPECT_EQ(set.count(), before - 1);
+    } catch (const std::bad_alloc&) {
+      ++kept;
+      EXPECT_EQ(set.count(), before);
+      EXPECT_TRUE(set.contains(Fragile(number)));
+    }
+  }
+  Fragile::isCopyFailing = false;
+  EXPECT_GT(kept, 0);
+  EXPECT_EQ(set.count(), kept);
+  EXPECT_TRUE(set.remove(Fragile(count - 1)));
+  EXPECT_EQ(set.count(), kept - 1);
 }
 
 TEST(NSMutableOrderedSet, InvalidIndexThrowsAndChangesNothing) {
