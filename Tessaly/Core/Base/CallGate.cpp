@@ -23,7 +23,7 @@ constinit thread_local CallGate::Call* innermost = nullptr;
 CallGate::Call::Call(CallGate& gate) noexcept : gate_(&gate), outer_(innermost) {
   const std::uint32_t before = gate.state_.fetch_add(1, std::memory_order_acquire);
   if ((before & callMask) == callMask) {
-    fatalError("More than 65535 calls of one handler run at once", "Tessaly/CallGate", __LINE__);
+    fatalError("More than 32767 calls of one handler run at once", "Tessaly/CallGate", __LINE__);
   }
   if ((before & closedBit) == 0) {
     innermost = this;

@@ -16,7 +16,7 @@ namespace Tessaly::inline v1 {
 /// for calls that have not closed the gate themselves.
 ///
 /// In the child of a fork, `close()` does nothing if the library had started a thread before the fork. There a wait
-/// might never end, because the other threads exist only in the parent. More than 65,535 calls at once stop the
+/// might never end, because the other threads exist only in the parent. More than 32,767 calls at once stop the
 /// process.
 ///
 /// The steps of a call happen before the return of a `close()` that waited for the call.
@@ -57,9 +57,10 @@ class TESSALY_EXPORT CallGate {
  private:
   void leave(std::uint32_t parts) noexcept;
 
-  static constexpr std::uint32_t callMask = 0xFFFF;
+  static constexpr std::uint32_t callMask = 0x7FFF;
   static constexpr std::uint32_t closingUnit = callMask + 1;
   static constexpr std::uint32_t closedBit = std::uint32_t{1} << 31;
+  static_assert(callMask * closingUnit + callMask < closedBit, "every call may close the gate");
 
   /// A futex with three parts, from the lowest bit: the number of calls, the number of calls that have closed the gate,
   /// and whether the gate is closed.

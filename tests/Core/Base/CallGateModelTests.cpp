@@ -15,8 +15,8 @@ namespace Tessaly {
 namespace {
 
 constexpr std::uint32_t closedBit = 1U << 31;
-constexpr std::uint32_t callMask = 0xFFFF;
-constexpr std::uint32_t closingUnit = 0x10000;
+constexpr std::uint32_t callMask = 0x7FFF;
+constexpr std::uint32_t closingUnit = 0x8000;
 
 enum class Step : std::uint8_t {
   enter,

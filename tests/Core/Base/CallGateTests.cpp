@@ -175,14 +175,27 @@ TEST(CallGate, ClosingInForkedChildDoesNotWait) {
   EXPECT_EQ(status, 0);
 }
 
+TEST(CallGate, EveryPossibleCallMayCloseTheGate) {
+  CallGate gate;
+  {
+    std::deque<CallGate::Call> calls;
+    for (int i = 0; i < 32'767; ++i) calls.emplace_back(gate);
+    EXPECT_FALSE(gate.close());
+    EXPECT_TRUE(gate.isClosed());
+    while (!calls.empty()) calls.pop_back();
+  }
+  EXPECT_TRUE(gate.isClosed());
+  EXPECT_TRUE(gate.close());
+}
+
 TEST(CallGateDeathTest, TooManyCallsAtOnceStopTheProcess) {
   CallGate gate;
   EXPECT_DEATH(
       {
         std::deque<CallGate::Call> calls;
-        for (int i = 0; i < 65'536; ++i) calls.emplace_back(gate);
+        for (int i = 0; i < 32'768; ++i) calls.emplace_back(gate);
       },
-      "More than 65535 calls of one handler run at once");
+      "More than 32767 calls of one handler run at once");
 }
 
 }  // namespace
