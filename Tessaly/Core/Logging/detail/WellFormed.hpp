@@ -11,15 +11,35 @@
 
 namespace Tessaly::inline v1::detail {
 
+/// The high bit of each of eight bytes. A byte with this bit is not ASCII.
+inline constexpr std::uint64_t highBits = 0x8080808080808080;
+
+inline std::uint64_t eightBytes(const char* bytes) noexcept {
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, bytes, sizeof(eight));
+  return eight;
+}
+
+/// Whether all bytes are ASCII.
+inline bool isASCII(std::string_view text) noexcept {
+  std::uint64_t bits = 0;
+  if (text.size() < sizeof(bits)) {
+    for (const char c : text) bits |= static_cast<unsigned char>(c);
+  } else {
+    for (std::size_t offset = 0; offset < text.size() - sizeof(bits); offset += sizeof(bits)) {
+      bits |= eightBytes(text.data() + offset);
+    }
+    bits |= eightBytes(text.data() + text.size() - sizeof(bits));  // May include bytes of the previous eight.
+  }
+  return (bits & highBits) == 0;
+}
+
 /// The length of the longest prefix that is well-formed UTF-8.
 inline std::size_t wellFormedPrefix(std::string_view text) noexcept {
-  constexpr std::uint64_t highBits = 0x8080808080808080;
   std::size_t offset = 0;
   while (offset < text.size()) {
-    std::uint64_t eight = highBits;
-    if (offset + sizeof(eight) <= text.size()) std::memcpy(&eight, text.data() + offset, sizeof(eight));
-    if ((eight & highBits) == 0) {
-      offset += sizeof(eight);
+    if (offset + sizeof(highBits) <= text.size() && (eightBytes(text.data() + offset) & highBits) == 0) {
+      offset += sizeof(highBits);
       continue;
     }
     const auto scalar = Text::decodeScalar(text, offset);
@@ -33,6 +53,7 @@ inline std::size_t wellFormedPrefix(std::string_view text) noexcept {
 /// sequence. A part may be empty.
 template <typename Body>
 void forEachWellFormedPart(std::string_view text, Body body) {
+  if (isASCII(text)) return body(text);
   for (;;) {
     const std::size_t length = wellFormedPrefix(text);
     body(text.substr(0, length));
