@@ -68,9 +68,11 @@ class RingArray {
   static constexpr bool isCopyable = std::copy_constructible<Element>;
   using Slots = detail::RingSlots<Element>;
   static constexpr bool hasTwins = Slots::haveTwins;
-  /// Large trivially copyable elements are passed by reference, so that adding an element makes one copy, not two.
-  using Parameter =
-      std::conditional_t<std::is_trivially_copyable_v<Element> && (sizeof(Element) > 16), const Element&, Element>;
+  /// Large trivially copyable elements are passed by reference, so that adding an element makes one copy, not two. The
+  /// reference may refer to the replaced slot, so a slot whose element cannot be assigned needs a copy.
+  using Parameter = std::conditional_t<std::is_trivially_copyable_v<Element> && std::is_copy_assignable_v<Element> &&
+                                           (sizeof(Element) > 16),
+                                       const Element&, Element>;
 
  public:
   using Index = RingArrayIndex;

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <ranges>
 #include <set>
@@ -258,6 +260,22 @@ TEST(RingArray, SetAcceptsAnElementOfTheSameSharedRing) {
     large.append(large[0]);
   }
   EXPECT_EQ(large[0].numbers[1], 2);
+}
+
+TEST(RingArray, FullRingAcceptsItsOwnElementWithoutAssignment) {
+  struct Large {
+    const int number;
+    std::array<int, 64> others{};
+  };
+  // A reference to the slot would be read after the slot's element was destroyed.
+  EXPECT_TRUE((std::same_as<decltype(&RingArray<Large>::append), std::optional<Large> (RingArray<Large>::*)(Large)>));
+  RingArray<Large> ring(1);
+  ring.append({1, {2}});
+  EXPECT_EQ(ring.append(ring[0])->number, 1);
+  EXPECT_EQ(ring[0].others[0], 2);
+  ring.set(0, ring[0]);
+  EXPECT_EQ(ring.prepend(ring[0])->number, 1);
+  EXPECT_EQ(ring[0].others[0], 2);
 }
 
 TEST(RingArray, ThrowingModifyKeepsItsChangeAndRethrows) {
