@@ -16,9 +16,10 @@ bool Formatter::isPartialStringValid(std::string_view, std::optional<std::string
 std::optional<std::string> Formatter::text(const std::any& object) {
   if (const auto* text = std::any_cast<std::string>(&object)) return *text;
   if (const auto* text = std::any_cast<std::string_view>(&object)) return std::string(*text);
-  if (const auto* text = std::any_cast<const char*>(&object)) return std::string(*text);
-  if (const auto* text = std::any_cast<char*>(&object)) return std::string(*text);
-  return std::nullopt;
+  const char* characters = nullptr;
+  if (const auto* text = std::any_cast<const char*>(&object)) characters = *text;
+  if (const auto* text = std::any_cast<char*>(&object)) characters = *text;
+  return characters != nullptr ? std::optional<std::string>(characters) : std::nullopt;
 }
 
 }  // namespace Tessaly::inline v1

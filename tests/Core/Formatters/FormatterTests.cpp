@@ -34,5 +34,10 @@ TEST(Formatter, TakesEveryKindOfText) {
   EXPECT_EQ(Plain::text({}), std::nullopt);
 }
 
+TEST(Formatter, NullPointerIsNoText) {
+  EXPECT_EQ(Plain::text(static_cast<const char*>(nullptr)), std::nullopt);
+  EXPECT_EQ(Plain::text(static_cast<char*>(nullptr)), std::nullopt);
+}
+
 }  // namespace
 }  // namespace Tessaly
