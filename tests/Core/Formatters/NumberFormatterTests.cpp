@@ -229,8 +229,9 @@ TEST(NumberFormatter, WritesTheEndsOfEveryKind) {
   EXPECT_EQ(formatter.string(std::numeric_limits<std::int64_t>::max()), "9223372036854775807");
   EXPECT_EQ(formatter.string(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
   EXPECT_EQ(formatter.string(std::numeric_limits<double>::denorm_min()), "0");
-  // More than 42 digits before the point are written, and the last ones are zeros here.
+  // At most the last 42 digits before the point are written.
   EXPECT_EQ(formatter.string(1e41), "1" + std::string(41, '0'));
+  EXPECT_EQ(formatter.string(1.25e43), "5" + std::string(41, '0'));
   EXPECT_EQ(formatter.string(std::numeric_limits<double>::max()), "0");
   EXPECT_EQ(formatter.string(true), "1");
 }
