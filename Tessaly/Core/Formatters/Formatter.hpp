@@ -23,9 +23,11 @@ namespace Tessaly::inline v1 {
 ///
 ///     class UpperCase final : public Formatter {
 ///      public:
-///       std::optional<std::string> string(const std::any& object) const override { return text(object); }
+///       std::optional<std::string> string(const std::any& object) const override {
+///         return text(object).transform(Text::uppercased);
+///       }
 ///       bool getObjectValue(std::any* object, std::string_view text, std::optional<std::string>*) override {
-///         if (object != nullptr) *object = std::string(text);
+///         if (object != nullptr) *object = Text::uppercased(text);
 ///         return true;
 ///       }
 ///     };
