@@ -181,14 +181,17 @@ StoreResult<> SettingsJournalFile::create(const JournalHeader& header, std::stri
 StoreResult<std::string> SettingsJournalFile::replace(const JournalHeader& header, std::string_view records) {
   const auto file = make(header, records, 0600);
   if (!file) return std::unexpected(file.error());
-  std::string name = path_;
-  StoreResult<> result;
+  StoreResult<std::string> name = path_;
+  Replacing replacing = Replacing::replace;
   if (size_ > 0) {
-    const auto kept = setAside(path_, path_, SettingAside::keepBoth, files_);
-    if (kept) name = *kept;
-    if (!kept) result = std::unexpected(kept.error());
+    name = setAside(path_, path_, SettingAside::keepBoth, files_);
+    if (!name) {
+      // The file system may have no hard links. Another process may make a journal before the new one is in place.
+      name = setAside(path_, path_, SettingAside::move, files_);
+      replacing = Replacing::refuse;
+    }
   }
-  if (result) result = files_.rename(temporaryPath_, path_, Replacing::replace);
+  const auto result = name ? files_.rename(temporaryPath_, path_, replacing) : std::unexpected(name.error());
   if (result) return name;
   static_cast<void>(files_.remove(temporaryPath_));
   return std::unexpected(result.error());

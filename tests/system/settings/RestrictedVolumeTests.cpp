@@ -10,8 +10,11 @@
 #include <optional>
 #include <string>
 
+#include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
 #include "Tessaly/Platform/Linux/JournaledUserDefaults.hpp"
+#include "Tessaly/Platform/Settings/detail/SettingsJournal.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
+#include "tests/Support/ContentsOf.hpp"
 #include "tests/Support/LastingClock.hpp"
 #include "tests/Support/RemoteVolume.hpp"
 
@@ -61,6 +64,33 @@ TEST_F(RestrictedVolume, ListOfAnotherProgramIsReplaced) {
     EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
   }
   EXPECT_EQ(open()->value("a"), PropertyList("c"));
+}
+
+TEST_F(RestrictedVolume, OverwrittenJournalIsRestored) {
+  const auto store = open();
+  store->set(1, "a");
+  std::filesystem::resize_file(volume_.theirs("org.example.test/journal"), 10);
+  store->set(2, "b");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(open()->dictionaryRepresentation(), (PropertyList::Dictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_EQ(std::filesystem::file_size(volume_.theirs("org.example.test/journal.damaged")), 10u);
+}
+
+TEST_F(RestrictedVolume, JournalWithADamagedHeaderIsRestored) {
+  std::filesystem::create_directory(volume_.theirs("org.example.test"));
+  const std::string journal = volume_.theirs("org.example.test/journal");
+  const detail::JournalHeader header{.nonce = 7};
+  const Data one = PropertyListSerialization::data(1, PropertyListFormat::binary);
+  const detail::JournalRecord record{
+      .kind = detail::JournalRecord::Kind::set, .writer = 5, .key = "a", .value = one.text()};
+  std::string bytes = header.encoded() + record.encoded(header.nonce);
+  bytes[0] ^= 4;
+  std::ofstream(journal, std::ios::binary) << bytes;
+  const auto store = open();
+  store->set(2, "b");
+  EXPECT_EQ(store->status().problem, UserDefaultsProblem::none);
+  EXPECT_EQ(open()->dictionaryRepresentation(), (PropertyList::Dictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_EQ(Tests::contentsOf(journal + ".damaged"), bytes);
 }
 
 }  // namespace
