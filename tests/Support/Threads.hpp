@@ -10,17 +10,18 @@
 
 namespace Tessaly::Tests {
 
-/// Waits until the kernel reports that a thread of this process sleeps. The states are those of /proc: "S", and "D" for
-/// a wait that no signal may interrupt.
+/// Whether the kernel reports that a thread of this process sleeps. The states are those of /proc: "S", and "D" for a
+/// wait that no signal may interrupt.
+inline bool isAsleep(pid_t thread, std::string_view states = "S") {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  const std::string text((std::istreambuf_iterator<char>(file)), {});
+  const std::size_t end = text.rfind(") ");
+  return end != std::string::npos && states.contains(text[end + 2]);
+}
+
+/// Waits until a thread sleeps.
 inline void waitUntilAsleep(pid_t thread, std::string_view states = "S") {
-  const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
-  for (;;) {
-    std::ifstream file(path);
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
-    const std::size_t end = text.rfind(") ");
-    if (end != std::string::npos && states.contains(text[end + 2])) return;
-    std::this_thread::yield();
-  }
+  while (!isAsleep(thread, states)) std::this_thread::yield();
 }
 
 }  // namespace Tessaly::Tests

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 
+#include <new>
 #include <string_view>
 
 #include "Tessaly/Core/Foundation/PropertyListSerialization.hpp"
@@ -19,11 +20,15 @@ StoreResult<> SettingsKeysFile::write(const std::vector<SettingDescription>& key
   const bool isText = PropertyListSerialization::isExact(list, PropertyListFormat::xml);
   const Data bytes =
       PropertyListSerialization::data(list, isText ? PropertyListFormat::xml : PropertyListFormat::binary);
-  if (const auto present = readFile(path_, files_); present && present->bytes == bytes.text()) return {};
+  const UnfairLock::Guard guard(writing_);
+  if (identityAt(path_, files_).size == bytes.size()) {
+    if (const auto present = readFile(path_, files_); present && present->bytes == bytes.text()) return {};
+  }
   if (const auto made = makeDirectories(directoryOfPath(path_), files_); !made) return made;
   const std::string beginning = path_ + ".new-";
   removeAbandoned(beginning, files_);
   const std::string temporary = beginning + std::to_string(writer_);
+  if (const auto removed = files_.remove(temporary); !removed) return removed;
   const auto file = files_.open(temporary, O_WRONLY | O_CREAT | O_EXCL, 0600);
   if (!file) return std::unexpected(file.error());
   auto result = files_.writeAll(file->get(), bytes.text());
@@ -33,12 +38,14 @@ StoreResult<> SettingsKeysFile::write(const std::vector<SettingDescription>& key
 }
 
 std::vector<SettingDescription> SettingsKeysFile::read() const {
-  const auto file = readFile(path_, files_);
-  if (!file) return {};
   try {
+    const auto file = readFile(path_, files_);
+    if (!file) return {};
     const Data bytes(std::string_view(file->bytes));
     return descriptionsIn(PropertyListSerialization::read(bytes.bytes()).value);
   } catch (const PropertyListError&) {
+    return {};
+  } catch (const std::bad_alloc&) {
     return {};
   }
 }

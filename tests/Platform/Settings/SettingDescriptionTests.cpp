@@ -6,13 +6,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "Tessaly/Core/Base/ThreadIdentifier.hpp"
 #include "Tessaly/Platform/Settings/detail/SettingDescriptions.hpp"
 #include "Tessaly/Platform/Testing/InMemoryUserDefaults.hpp"
 #include "tests/Platform/Settings/FaultyFileSystem.hpp"
 #include "tests/Platform/Settings/StoreFixture.hpp"
+#include "tests/Support/Threads.hpp"
+#include "tests/Support/WaitUntil.hpp"
 
 namespace Tessaly::inline v1 {
 namespace {
@@ -80,6 +85,67 @@ TEST_F(PublishedKeys, DamagedFileHasNone) {
   makeFolder();
   write(file(), "damaged");
   EXPECT_TRUE(open()->publishedKeys().empty());
+}
+
+TEST_F(PublishedKeys, TwoThreadsMayPublishAtOnce) {
+  std::atomic<bool> isFirst = false;
+  std::atomic<pid_t> second = 0;
+  std::thread other;
+  Store store;
+  Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
+    if (call != Tests::FaultyFileSystem::Call::write || !isFirst.exchange(false)) return {};
+    other = std::thread([&] {
+      second = static_cast<pid_t>(currentThreadIdentifier());
+      store->publishKeys(examples());
+      second = -1;
+    });
+    // The second thread waits for the first one, or has published meanwhile.
+    EXPECT_TRUE(Tests::waitUntil([&] { return second == -1 || (second > 0 && Tests::isAsleep(second)); }));
+    return {};
+  });
+  store = open(&files);
+  isFirst = true;
+  store->publishKeys({{.name = "early", .kind = Kind::integer}});
+  other.join();
+  store.reset();
+  EXPECT_EQ(openForReading()->publishedKeys(), examples());
+}
+
+TEST_F(PublishedKeys, TemporaryFileThatStayedBehindIsNoObstacle) {
+  std::atomic<bool> fails = true;
+  Tests::FaultyFileSystem files([&](auto call, const std::string&) -> Tests::FaultyFileSystem::Fate {
+    const bool isOfTheFile =
+        call == Tests::FaultyFileSystem::Call::rename || call == Tests::FaultyFileSystem::Call::remove;
+    return {.errorCode = fails && isOfTheFile ? EIO : 0};
+  });
+  makeFolder();
+  const Store store = open(&files);
+  store->publishKeys({});
+  EXPECT_FALSE(std::filesystem::exists(file()));
+  fails = false;
+  store->publishKeys(examples());
+  EXPECT_EQ(store->publishedKeys(), examples());
+}
+
+TEST_F(PublishedKeys, FileThatExceedsTheMemoryHasNone) {
+  Tests::FaultyFileSystem files([&](auto call, const std::string& path) -> Tests::FaultyFileSystem::Fate {
+    if (call == Tests::FaultyFileSystem::Call::open && path == file()) throw std::bad_alloc();
+    return {};
+  });
+  EXPECT_TRUE(open(&files)->publishedKeys().empty());
+}
+
+TEST_F(PublishedKeys, FileOfAnotherSizeIsReplacedUnread) {
+  std::atomic<int> opened = 0;
+  Tests::FaultyFileSystem files([&](auto call, const std::string& path) -> Tests::FaultyFileSystem::Fate {
+    if (call == Tests::FaultyFileSystem::Call::open && path == file()) ++opened;
+    return {};
+  });
+  const Store store = open(&files);
+  write(file(), std::string(100'000, 'x'));
+  store->publishKeys(examples());
+  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(store->publishedKeys(), examples());
 }
 
 TEST(SettingDescriptions, MalformedOnesAreLeftOut) {
