@@ -32,13 +32,18 @@ namespace {
 /// The main thread's identifier. It is 0 until `adopt()` or the first use of the identifier sets it.
 constinit std::atomic<std::uint32_t> mainThread{0};
 
+/// Called before the identifier is set. The thread that forks is the only thread of the child, so it becomes the
+/// child's main thread.
+void followForks() noexcept {
+  detail::callInForkedChildren<[] {
+    mainThread.store(static_cast<std::uint32_t>(::getpid()), std::memory_order_relaxed);
+  }>();
+}
+
 std::uint32_t mainThreadIdentifier() noexcept {
   std::uint32_t known = mainThread.load(std::memory_order_relaxed);
   if (known == 0) {
-    // The thread that forks is the only thread of the child, so it becomes the child's main thread.
-    detail::callInForkedChildren<[] {
-      mainThread.store(static_cast<std::uint32_t>(::getpid()), std::memory_order_relaxed);
-    }>();
+    followForks();
     const auto process = static_cast<std::uint32_t>(::getpid());
     known = mainThread.compare_exchange_strong(known, process, std::memory_order_relaxed) ? process : known;
   }
@@ -246,6 +251,7 @@ class Queue final : public Executor {
 }  // namespace
 
 void MainQueue::adopt() noexcept {
+  followForks();
   const std::uint32_t self = currentThreadIdentifier();
   std::uint32_t expected = 0;
   if (!mainThread.compare_exchange_strong(expected, self, std::memory_order_relaxed) && expected != self) {

@@ -11,6 +11,7 @@
 #include "Tessaly/Core/Tasks/OS_dispatch_queue.hpp"
 #include "Tessaly/Core/Tasks/SyncWait.hpp"
 #include "Tessaly/Core/Tasks/Task.hpp"
+#include "tests/Support/ForkedChild.hpp"
 #include "tests/Support/Repetitions.hpp"
 
 namespace Tessaly {
@@ -33,6 +34,23 @@ TEST(MainQueue, MayBeAdoptedByAnotherThreadBeforeFirstUse) {
     EXPECT_EQ(syncWait([] { return 5; }), 5);
   }).join();
   EXPECT_FALSE(MainQueue::isMainThread());
+}
+
+TEST(MainQueue, ForkingThreadIsTheMainThreadOfTheChild) {
+  for (const bool isAdopted : {true, false}) {
+    SCOPED_TRACE(isAdopted);
+    // A process of its own, in which nothing has used the main thread yet.
+    EXPECT_EQ(Tests::exitStatusOfForkedChild([&] {
+                if (isAdopted) MainQueue::adopt();
+                if (!isAdopted && !MainQueue::isMainThread()) return 1;
+                return Tests::exitStatusOfForkedChild([] {
+                  MainQueue::adopt();
+                  MainQueue::drain();
+                  return MainQueue::isMainThread() ? 5 : 6;
+                });
+              }),
+              5);
+  }
 }
 
 TEST(MainQueue, RunsItsJobsInOrderWhenDrained) {
