@@ -18,4 +18,12 @@ void ContinuationState::claim() noexcept {
   }
 }
 
+void ContinuationState::claim(const std::exception_ptr& error) noexcept {
+  if (error == nullptr) {
+    fatalError("The continuation '" + name_ + "' was resumed with a null exception_ptr instead of an error",
+               "Tessaly/CheckedContinuation", __LINE__);
+  }
+  claim();
+}
+
 }  // namespace Tessaly::inline v1::detail

@@ -30,6 +30,8 @@ class TESSALY_EXPORT ContinuationState {
 
   /// Marks the handle as resumed. A second call stops the process.
   void claim() noexcept;
+  /// Like `claim`, before a resumption with an error. A null error stops the process, too.
+  void claim(const std::exception_ptr& error) noexcept;
   /// Reverts a claim after a failed resumption.
   void unclaim() noexcept { isClaimed_.store(false, std::memory_order_release); }
   void resume() noexcept { suspension_.resume(); }
@@ -86,9 +88,9 @@ class CheckedContinuation {
     outcome_->setValue();
     state_->resume();
   }
-  /// Resumes the task with an error, which must not be null. The task's wait throws the error.
+  /// Resumes the task with an error. The task's wait throws the error. A null pointer stops the process.
   void resumeThrowing(std::exception_ptr error) const {
-    state_->claim();
+    state_->claim(error);
     outcome_->setError(std::move(error));
     state_->resume();
   }

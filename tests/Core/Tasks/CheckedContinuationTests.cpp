@@ -142,6 +142,13 @@ TEST(CheckedContinuationDeathTest, StopsTheProcessWhenResumedTwice) {
                "once\n$");
 }
 
+TEST(CheckedContinuationDeathTest, StopsTheProcessWhenResumedWithANullError) {
+  EXPECT_DEATH(syncWait(withCheckedContinuation<int>(
+                   [](CheckedContinuation<int> continuation) { continuation.resumeThrowing(nullptr); }, "reply")),
+               "^Tessaly/CheckedContinuation:[0-9]+: Fatal error: The continuation 'reply' was resumed with a null "
+               "exception_ptr instead of an error\n$");
+}
+
 Async<int> waitForReply() {
   return withCheckedContinuation<int>([](CheckedContinuation<int> continuation) {
     continuation.resume(1);
