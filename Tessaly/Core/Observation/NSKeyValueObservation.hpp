@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Tessaly/Core/Base/CallNotification.hpp"
+#include "Tessaly/Core/Base/FatalError.hpp"
 #include "Tessaly/Core/Base/Retained.hpp"
 #include "Tessaly/Core/Observation/KeyPath.hpp"
 #include "Tessaly/Core/Observation/detail/ComputedObserver.hpp"
@@ -222,8 +223,8 @@ class ComputedPropertyObserver final : public ComputedObserver {
 /// of those properties, and its function is called on the changing thread. An assignment of an equal value is a change
 /// too. A plain data member is accepted, but never reports a change.
 ///
-/// An exception of the handler stops the process. So does an exception from the evaluation of the property after a
-/// change. If the first evaluation throws, `observe` throws that exception and makes no observation.
+/// An exception of the handler stops the process. So do a null object, and an exception from the evaluation of the
+/// property after a change. If the first evaluation throws, `observe` throws that exception and makes no observation.
 ///
 /// Thread contract: thread-safe. Simultaneous changes on several threads may be reported as one record. The last value
 /// is always reported.
@@ -232,6 +233,7 @@ template <typename Object, typename Root, typename Value, typename Handler>
 [[nodiscard("the observation lasts as long as what is returned")]] NSKeyValueObservation observe(
     const std::shared_ptr<Object>& object, const KeyPath<Root, Value>& keyPath, NSKeyValueObservingOptions options,
     Handler handler) {
+  if (object == nullptr) fatalError("The object to observe is null", "Tessaly/NSKeyValueObservation", __LINE__);
   using Observed = detail::ObservedProperty<Object, Root, Value, Handler>;
   Observed observed(object, keyPath, options, std::move(handler));
   Retained<detail::Observer> observer;

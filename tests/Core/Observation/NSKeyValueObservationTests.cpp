@@ -612,5 +612,13 @@ TEST(NSKeyValueObservationDeathTest, ThrowingHandlerStopsTheProcess) {
       "Tessaly/Notification:[0-9]+: Fatal error: The handler of a property's observation has thrown\n");
 }
 
+TEST(NSKeyValueObservationDeathTest, NullObjectStopsTheProcess) {
+  const auto ignore = [](const auto&) {};
+  constexpr auto report = "^Tessaly/NSKeyValueObservation:[0-9]+: Fatal error: The object to observe is null\n$";
+  const std::shared_ptr<Player> none;
+  EXPECT_DEATH(static_cast<void>(observe(none, keyPath<&Player::volume>, Options::none, ignore)), report);
+  EXPECT_DEATH(static_cast<void>(observe(none, keyPath<&Player::loudness>, Options::none, ignore)), report);
+}
+
 }  // namespace
 }  // namespace Tessaly
