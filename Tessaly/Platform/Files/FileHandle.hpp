@@ -28,7 +28,7 @@ class FileHandle {
   /// Becomes the owner of the descriptor.
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
   FileHandle(FileHandle&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  FileHandle& operator=(FileHandle&& other) noexcept {
+  FileHandle& operator=(FileHandle other) noexcept {
     std::swap(descriptor_, other.descriptor_);
     return *this;
   }

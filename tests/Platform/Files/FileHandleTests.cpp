@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "Tessaly/Core/Foundation/POSIXError.hpp"
 #include "Tessaly/Platform/Files/FileHandle.hpp"
@@ -22,6 +23,20 @@ TEST(FileHandle, ClosesItsDescriptorExactlyOnce) {
     EXPECT_EQ(moved.fileDescriptor(), descriptor);
   }
   EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+}
+
+TEST(FileHandle, AssignmentClosesTheFormerDescriptor) {
+  FileHandle handle = FileHandle::forReading(URL::fileURLWithPath("/dev/null"));
+  FileHandle other = FileHandle::forReading(URL::fileURLWithPath("/dev/null"));
+  const int former = handle.fileDescriptor();
+  const int kept = other.fileDescriptor();
+  handle = std::move(other);
+  EXPECT_EQ(handle.fileDescriptor(), kept);
+  EXPECT_EQ(::fcntl(former, F_GETFD), -1);
+  FileHandle& same = handle;
+  handle = std::move(same);
+  EXPECT_EQ(handle.fileDescriptor(), kept);
+  EXPECT_EQ(::fcntl(kept, F_GETFD), FD_CLOEXEC);
 }
 
 TEST(FileHandle, ReportsThatClosingFailed) {
